@@ -1,0 +1,21 @@
+# Warnings, sanitizers and run paths that every target of the project shares.
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(SDM_DEVELOPER)
+  add_compile_options(-Werror)
+endif()
+
+if(SDM_SANITIZE)
+  add_compile_options(-fsanitize=${SDM_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${SDM_SANITIZE})
+endif()
+
+# An installed program finds the libraries installed beside it.
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}:$ORIGIN")
+
+# Clang leaves the sanitizer run time out of shared libraries, so -z defs cannot hold there.
+if(SDM_SANITIZE)
+  set(SDM_NO_UNDEFINED_SYMBOLS "")
+else()
+  set(SDM_NO_UNDEFINED_SYMBOLS "-Wl,-z,defs")
+endif()

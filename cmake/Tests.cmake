@@ -1,0 +1,13 @@
+# sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): one GoogleTest executable, each of its
+# tests known to CTest by its own name. Labels choose what a sanitizer run plays.
+
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+function(sdm_add_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINKS;LABELS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+                       PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 300)
+endfunction()
