@@ -1,8 +1,10 @@
 # sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): one GoogleTest executable, each of its
-# tests known to CTest by its own name. Labels choose what a sanitizer run plays.
+# tests known to CTest by its own name. Labels choose what a sanitizer run plays; the target
+# concurrency_tests builds those with the label concurrency and nothing else.
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
+add_custom_target(concurrency_tests)
 
 function(sdm_add_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS;LABELS" ${ARGN})
@@ -10,4 +12,7 @@ function(sdm_add_test name)
   target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                        PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 300)
+  if("concurrency" IN_LIST arg_LABELS)
+    add_dependencies(concurrency_tests ${name})
+  endif()
 endfunction()
