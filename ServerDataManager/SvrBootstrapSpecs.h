@@ -1,0 +1,84 @@
+// SvrBootstrapSpecs: the settings of a bootstrap resampling run that is attached to a dataset.
+//
+//   SvrBootstrapSpecs specs;
+//   specs.SetSamplingMethod(SvrBootstrapSpecs::Stratified);
+//   specs.SetStrataVarList({3, 7});
+//   specs.Display(std::cout);
+
+#ifndef SERVERDATAMANAGER_SVRBOOTSTRAPSPECS_H_
+#define SERVERDATAMANAGER_SVRBOOTSTRAPSPECS_H_
+
+#include <cstdint>
+#include <iosfwd>
+#include <utility>
+#include <vector>
+
+#include <ServerDataManager/Export.h>
+
+// A plain value. Nothing is validated: every setter stores what it is given, unknown enumerators
+// and negative numbers included. Variables are named by their index in the dictionary.
+//
+// Threads: a plain value; one record belongs to one thread at a time.
+class SDM_EXPORT SvrBootstrapSpecs {
+ public:
+  enum SampMethods : std::int32_t { Simple = 0, Stratified = 1, Residual = 2, Wild = 3 };
+  enum CITypes : std::int32_t { Percentile = 0, BCA = 1 };
+
+  // Simple sampling, no variables, a 95 % percentile interval, 1000 samples, user-missing values
+  // excluded.
+  SvrBootstrapSpecs();
+  ~SvrBootstrapSpecs();
+  SvrBootstrapSpecs(const SvrBootstrapSpecs&) = default;
+  SvrBootstrapSpecs& operator=(const SvrBootstrapSpecs&) = default;
+
+  void SetSamplingMethod(SampMethods method);
+  SampMethods GetSamplingMethod() const;
+
+  // Each list setter replaces the list by a copy; handing a record its own list changes nothing.
+  void SetStrataVarList(const std::vector<int>& variables);
+  const std::vector<int>& GetStrataVarList() const;
+  void SetDependVarList(const std::vector<int>& variables);
+  const std::vector<int>& GetDependVarList() const;
+  void SetInputVarList(const std::vector<int>& variables);
+  const std::vector<int>& GetInputVarList() const;
+  void SetPredictedVarList(const std::vector<int>& variables);
+  const std::vector<int>& GetPredictedVarList() const;
+  void SetResidualVarList(const std::vector<int>& variables);
+  const std::vector<int>& GetResidualVarList() const;
+
+  void SetCILevelPct(double percent);
+  double GetCILevelPct() const;
+  void SetCIType(CITypes type);
+  CITypes GetCIType() const;
+  void SetNSamples(int samples);
+  int GetNSamples() const;
+  void SetExcludeUserMiss(bool exclude);
+  bool GetExcludeUserMiss() const;
+
+  // Filled and cleared in place by whoever holds the record; there is no setter on purpose.
+  std::vector<std::uint32_t>& SplitEnds();
+  const std::vector<std::uint32_t>& SplitEnds() const;
+  std::vector<std::pair<double, std::uint32_t>>& CaseStats();
+  const std::vector<std::pair<double, std::uint32_t>>& CaseStats() const;
+
+  // Prints everything but split ends and case statistics as fourteen fixed lines, numbers in the
+  // stream's own formatting. Returns `stream`.
+  std::ostream& Display(std::ostream& stream) const;
+
+ private:
+  // In this order: other binaries depend on it.
+  SampMethods samplingMethod_ = Simple;
+  std::vector<int> strataVars_;
+  std::vector<int> dependVars_;
+  std::vector<int> inputVars_;
+  std::vector<int> predictedVars_;
+  std::vector<int> residualVars_;
+  std::vector<std::uint32_t> splitEnds_;
+  std::vector<std::pair<double, std::uint32_t>> caseStats_;
+  double ciLevelPct_ = 95.0;
+  CITypes ciType_ = Percentile;
+  std::int32_t nSamples_ = 1000;
+  bool excludeUserMiss_ = true;
+};
+
+#endif  // SERVERDATAMANAGER_SVRBOOTSTRAPSPECS_H_

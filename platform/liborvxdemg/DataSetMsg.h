@@ -1,0 +1,56 @@
+// DataSetMsg: one change of a dataset, told to those who follow it.
+//
+//   std::unique_ptr<DataSetMsg> message = std::make_unique<ModifyVarMsg>(0, dataset, 12, variable);
+//   message->Accept(visitor);              // calls the visitor's operation for a ModifyVarMsg
+//   VStream stream;
+//   message->VSInitSerialization(stream);  // ReadDataSetMsg gives it back on the other side
+
+#ifndef LIBORVXDEMG_DATASETMSG_H_
+#define LIBORVXDEMG_DATASETMSG_H_
+
+#include <liborvxdemg/DEMessagesFwd.h>
+#include <libvserial/VSerializable.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+
+class VStream;
+
+namespace DEMessages {
+
+// What all change messages have in common. A message never changes once it is built, except that
+// VSInitSerialization on a reading stream fills it; a default-constructed one is made for that. It
+// carries copies of what it was given.
+//
+// Threads: any number may look at one message at a time. Not while it is being read from a stream.
+class DataSetMsg : public VSerializable {
+ public:
+  DataSetMsg& operator=(const DataSetMsg&) = delete;
+
+  // A word without a meaning on this side; 0 in every message of the server's.
+  unsigned int GetLeading() const { return leading_; }
+  // The dataset that changed.
+  LocallyUniqueID GetDataSetID() const { return dataSetID_; }
+  // The dataset's case sequence number when the message was built.
+  unsigned int GetCaseSequence() const { return caseSequence_; }
+
+  // Calls the one operation of `visitor` that takes this message's class. What it throws passes on.
+  virtual void Accept(DataSetMsgVisitor& visitor) const = 0;
+
+ protected:
+  // Leading word 0, null identifier, case sequence 0.
+  DataSetMsg() = default;
+  DataSetMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence)
+      : leading_(leading), dataSetID_(dataSetID), caseSequence_(caseSequence) {}
+  DataSetMsg(const DataSetMsg&) = default;
+
+  // Transfers the three common fields; each message's Serialize begins with it.
+  void SerializeCommon(VStream& stream);
+
+ private:
+  unsigned int leading_ = 0;
+  LocallyUniqueID dataSetID_;
+  unsigned int caseSequence_ = 0;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_DATASETMSG_H_

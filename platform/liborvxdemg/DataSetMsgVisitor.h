@@ -1,0 +1,26 @@
+// DataSetMsgVisitor: tells the change messages apart.
+
+#ifndef LIBORVXDEMG_DATASETMSGVISITOR_H_
+#define LIBORVXDEMG_DATASETMSGVISITOR_H_
+
+#include <liborvxdemg/DEMessagesFwd.h>
+
+namespace DEMessages {
+
+// One operation for each class of the family, called by DataSetMsg::Accept. The message is borrowed
+// for the call. There is no default: whoever follows a dataset decides about each change.
+class DataSetMsgVisitor {
+ public:
+  virtual void Visit(const InsertVarsMsg& message) = 0;
+  virtual void Visit(const DeleteVarsMsg& message) = 0;
+  virtual void Visit(const MoveVarsMsg& message) = 0;
+  virtual void Visit(const ModifyVarMsg& message) = 0;
+  virtual void Visit(const ResetUndoMsg& message) = 0;
+
+ protected:
+  ~DataSetMsgVisitor() = default;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_DATASETMSGVISITOR_H_

@@ -1,0 +1,36 @@
+// DeleteVarsMsg: variables were deleted from a dataset's dictionary.
+
+#ifndef LIBORVXDEMG_DELETEVARSMSG_H_
+#define LIBORVXDEMG_DELETEVARSMSG_H_
+
+#include <vector>
+
+#include <libdatasrc/ORVX_Variable.h>
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/MessageGlue.h>
+
+namespace DEMessages {
+
+// The variables that went, as they were last told; their identifiers say which ones. They need not
+// have stood together. The list may be empty.
+class DeleteVarsMsg final : public MessageGlue<DeleteVarsMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::DeleteVarsMsg"; }
+  static unsigned int Version() { return 1; }
+
+  DeleteVarsMsg() = default;
+  DeleteVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+                const std::vector<ORVX_Variable>& variables);
+
+  const std::vector<ORVX_Variable>& GetVariables() const { return variables_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  std::vector<ORVX_Variable> variables_;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_DELETEVARSMSG_H_

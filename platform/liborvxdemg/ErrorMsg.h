@@ -1,0 +1,45 @@
+// ErrorMsg: an error as a number and a text; sent to clients, and thrown.
+//
+//   throw ErrorMsg(2001, "");   // no such dataset
+
+#ifndef LIBORVXDEMG_ERRORMSG_H_
+#define LIBORVXDEMG_ERRORMSG_H_
+
+#include <cstdint>
+#include <string>
+
+#include <liborvxdemg/DEMessagesFwd.h>
+#include <ServerDataManager/MessageGlue.h>
+
+namespace DEMessages {
+
+// Thrown by value. Not a std::exception.
+//
+// Threads: any number may look at one object at a time.
+class ErrorMsg final : public MessageGlue<ErrorMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::ErrorMsg"; }
+  static unsigned int Version() { return 1; }
+
+  // Code 0 and an empty text: to be read from a stream.
+  ErrorMsg() = default;
+  // Copies `text`, which may be empty.
+  ErrorMsg(unsigned int code, const std::string& text);
+  // Copies code and text; the name given with SetName is not copied.
+  ErrorMsg(const ErrorMsg&) = default;
+  ~ErrorMsg() override;
+
+  unsigned int GetCode() const { return code_; }
+  const std::string& GetText() const { return text_; }
+
+  void Serialize(VStream& stream);
+
+ private:
+  // In this order: other binaries depend on it.
+  std::string text_;
+  std::uint32_t code_ = 0;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_ERRORMSG_H_

@@ -1,0 +1,38 @@
+// InsertVarsMsg: variables were inserted into a dataset's dictionary.
+
+#ifndef LIBORVXDEMG_INSERTVARSMSG_H_
+#define LIBORVXDEMG_INSERTVARSMSG_H_
+
+#include <vector>
+
+#include <libdatasrc/ORVX_Variable.h>
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/MessageGlue.h>
+
+namespace DEMessages {
+
+// The variables stand together, in their order, right before the variable named by the anchor, or
+// at the end of the list where the anchor is null.
+class InsertVarsMsg final : public MessageGlue<InsertVarsMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::InsertVarsMsg"; }
+  static unsigned int Version() { return 1; }
+
+  InsertVarsMsg() = default;
+  InsertVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+                const std::vector<ORVX_Variable>& variables, LocallyUniqueID anchor);
+
+  const std::vector<ORVX_Variable>& GetVariables() const { return variables_; }
+  LocallyUniqueID GetAnchor() const { return anchor_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  std::vector<ORVX_Variable> variables_;
+  LocallyUniqueID anchor_;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_INSERTVARSMSG_H_
