@@ -1,0 +1,38 @@
+// CriticalSection: a lock that the thread holding it may take again.
+//
+//   CriticalSection section;
+//   {
+//     CriticalSection::Lock lock(section);
+//     ...
+//   }
+
+#ifndef LIBPLATDEP_CRITICALSECTION_H_
+#define LIBPLATDEP_CRITICALSECTION_H_
+
+#include <mutex>
+
+// Held by one thread at a time, any number of times over; free again when every Lock of that thread
+// has gone. Free when it is destroyed.
+//
+// Threads: any.
+class CriticalSection {
+ public:
+  CriticalSection() = default;
+  CriticalSection(const CriticalSection&) = delete;
+  CriticalSection& operator=(const CriticalSection&) = delete;
+
+  // Holds `section`, which must outlive it, for a scope. Made and destroyed on one thread.
+  class Lock {
+   public:
+    // Waits while another thread holds it.
+    explicit Lock(CriticalSection& section) : held_(section.mutex_) {}
+
+   private:
+    std::lock_guard<std::recursive_mutex> held_;
+  };
+
+ private:
+  std::recursive_mutex mutex_;
+};
+
+#endif  // LIBPLATDEP_CRITICALSECTION_H_
