@@ -1,0 +1,16 @@
+// DataFreeDataSource: a dictionary alone. It has no rows, and its iterators yield none.
+
+#ifndef LIBDATASRC_DATAFREEDATASOURCE_H_
+#define LIBDATASRC_DATAFREEDATASOURCE_H_
+
+#include <libdatasrc/ORVX_DataSource.h>
+
+// Threads: as for ORVX_DataSource.
+class DataFreeDataSource : public ORVX_DataSource {
+ public:
+  // Borrows `parent`, which may be null.
+  explicit DataFreeDataSource(ORVX_DataSource* parent = nullptr);
+  ~DataFreeDataSource() override;
+};
+
+#endif  // LIBDATASRC_DATAFREEDATASOURCE_H_

@@ -1,0 +1,153 @@
+// ORVX_DataSource: a dictionary of variables, and the cases that a derived class has for it.
+//
+//   DataFreeDataSource source;
+//   source.MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "age"), nullptr);
+//   source.GetVariable(0).SetLabel("Age in years");
+//   source.SetWeightVar(0);
+//
+// Sources form chains: a filtered or derived source has as its parent the source it reads from.
+
+#ifndef LIBDATASRC_ORVX_DATASOURCE_H_
+#define LIBDATASRC_ORVX_DATASOURCE_H_
+
+#include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <memory>
+
+union OBS;
+class ObsIterator;
+
+// The dictionary is a list of variables by 0-based position. Identifiers are meant to be unique in
+// it but need not be; where several variables bear one, searches answer the first. Finding by
+// position costs a few nanoseconds, finding by identifier a few tens, and inserting or deleting one
+// variable far less than running over the list.
+//
+// Weight, filter and split are kept by identifier. A variable that leaves the dictionary, deleted
+// or replaced in its place by a variable with another identifier, is dropped from all three;
+// putting it back does not restore them. "Off" is position -1 and the null identifier.
+//
+// No operation but SetDirty touches the dirty flag.
+//
+// Threads: one thread changes a source, or several only read it; the owner's lock sees to that.
+class ORVX_DataSource {
+ public:
+  // The most variables that can split a file.
+  static constexpr unsigned int kMaxSplitVars = 8;
+
+  ORVX_DataSource(const ORVX_DataSource&) = delete;
+  ORVX_DataSource& operator=(const ORVX_DataSource&) = delete;
+
+  // The virtual operations stand in this order for good: other binaries call them by slot.
+
+  // Deletes no parent: whoever owns the chain does.
+  virtual ~ORVX_DataSource();
+
+  virtual unsigned int GetNSplitVars() const;
+  // Of the split variable number `i`, counted from 0; -1 and the null identifier where there is
+  // none.
+  virtual int GetSplitVarIndex(unsigned int i) const;
+  virtual LocallyUniqueID GetSplitVarID(unsigned int i) const;
+  // True when each group of a split is analysed on its own. False while nothing splits the file.
+  virtual bool GetSplitqSeparate() const;
+
+  // A new iterator over the cases, which the caller owns. It lays rows out in `area`, borrowed for
+  // as long as the iterator is used, for the dictionary as it is now: `area` needs the
+  // GetObsAreaSize() of now, and editing the dictionary later does not change what the iterator
+  // does. Here: no rows.
+  virtual ObsIterator* MakeIterator(OBS* area) const;
+
+  // Cells in a row: 1 for each number, ceil(w / 8) for each string of w bytes.
+  virtual long GetObsAreaSize() const;
+
+  // -1 while unknown. Here: 0, a dictionary alone.
+  virtual long long RowCount() const;
+
+  // Whether the cases can be read without waiting for them. Here: true.
+  virtual bool IsLoaded() const;
+
+  // The sources that this one stands on. Here: 0 without a parent, otherwise one more than the
+  // parent's.
+  virtual int NParents() const;
+
+  // --- variables ---
+
+  int ColumnCount() const;
+
+  // The variable at `position`, good until the next variable is inserted or deleted. It may be
+  // assigned to and changed in place, its identifier too. Throws std::out_of_range.
+  ORVX_Variable& GetVariable(int position);
+  const ORVX_Variable& GetVariable(int position) const;
+
+  // The first position of a variable with this identifier, or -1. The null identifier is searched
+  // like any other.
+  int FindVarIndex(LocallyUniqueID id) const;
+
+  // Deletes the variables from `first` to `last`, both included. An empty range (last == first - 1,
+  // 0 to -1 in an empty dictionary too) changes nothing; any other range that does not lie in the
+  // dictionary throws std::out_of_range and changes nothing.
+  void DeleteVariables(int first, int last);
+
+  // Inserts a copy in front of the variable at `position`, or at the end for the column count. Any
+  // other position throws std::out_of_range and changes nothing.
+  void InsertVariable(long position, const ORVX_Variable& variable);
+
+  // Appends a copy, and stores where in `position` unless that is null.
+  void MakeVariable(const ORVX_Variable& variable, unsigned int* position);
+
+  // --- uses of variables ---
+
+  int GetWeightVarIndex() const;
+  LocallyUniqueID GetWeightVariableID() const;
+  // -1 switches weighting off. A position outside the dictionary throws std::out_of_range, a
+  // variable with the null identifier std::invalid_argument; both change nothing.
+  void SetWeightVar(int position);
+
+  int GetFilterVarIndex() const;
+  LocallyUniqueID GetFilterVariableID() const;
+  void SetFilterVar(int position);  // as for the weight
+
+  // Splits the file by the variables at the `count` positions in `indices`; 0 switches splitting
+  // off
+  // (`indices` may then be null, and `separate` is taken as false). More than kMaxSplitVars throw
+  // std::length_error, a wrong position throws as for the weight; all change nothing.
+  void SetSplit(unsigned int count, const int* indices, bool separate);
+
+  // --- properties ---
+
+  bool IsDirty() const;  // whether there are unsaved changes; false for a fresh source
+  void SetDirty(bool dirty);
+
+  // The name of the file, "" for none, never null. Good until it is next set.
+  const char* GetFileSpec() const;
+  void SetFileSpec(const char* fileSpec);  // copied; null is ""
+
+  // The label of the dataset, null for none. Good until it is next set.
+  const char* GetLabel() const;
+  void SetLabel(const char* label);  // copied; null for none
+
+  // 0 when the rows are not those of a multiple imputation.
+  long long RowsPerImputation() const;
+  void RowsPerImputation(long long rows);
+
+  // --- the source as a whole ---
+
+  // Borrowed, null for none; the parent must live as long as this source.
+  ORVX_DataSource* GetParentSource() const;
+  void SetParentSource(ORVX_DataSource* parent);
+
+  // Makes the dictionary of `other` this one's: variables, weight, filter, split and properties,
+  // all but the parent, the rows and the dirty flag. Null changes nothing, and so does the source
+  // itself. When it throws, nothing is changed.
+  void CopyDictionary(const ORVX_DataSource* other);
+
+ protected:
+  // Borrows `parent`, which may be null.
+  explicit ORVX_DataSource(ORVX_DataSource* parent = nullptr);
+
+ private:
+  struct Data;
+  std::unique_ptr<Data> data_;
+};
+
+#endif  // LIBDATASRC_ORVX_DATASOURCE_H_
