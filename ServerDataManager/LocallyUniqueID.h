@@ -1,4 +1,5 @@
-// LocallyUniqueID: the identifier of a dataset or of a variable, and the generator that hands it out.
+// LocallyUniqueID: the identifier of a dataset or of a variable, and the generator that hands it
+// out.
 //
 //   LocallyUniqueIDGenerator generator(0, 0);
 //   LocallyUniqueID first = generator.Next();   // domain 0, serial 0
@@ -12,8 +13,8 @@
 #include <cstddef>
 #include <functional>
 
-// One 32-bit word: the domain (which generator the value comes from) in bits 0-3, the serial in bits
-// 4-31. Pass it by value.
+// One 32-bit word: the domain (which generator the value comes from) in bits 0-3, the serial in
+// bits 4-31. Pass it by value.
 //
 // Threads: a plain value; any thread may use its own copy.
 class LocallyUniqueID {

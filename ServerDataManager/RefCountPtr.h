@@ -15,13 +15,13 @@
 //
 // Moving copies: the source keeps its reference.
 //
-// Threads: one pointer object belongs to one thread at a time. Different pointers to one object may be
-// used from different threads as far as T's count allows.
+// Threads: one pointer object belongs to one thread at a time. Different pointers to one object may
+// be used from different threads as far as T's count allows.
 template <class T>
 class RefCountPtr {
  public:
-  // Shares `object`, which may be null, or a fresh copy of it where it is not shareable. Where making
-  // that copy throws, the exception passes on and no reference is held.
+  // Shares `object`, which may be null, or a fresh copy of it where it is not shareable. Where
+  // making that copy throws, the exception passes on and no reference is held.
   RefCountPtr(T* object = nullptr) : pointer_(object) { Init(); }
   RefCountPtr(const RefCountPtr& other) : pointer_(other.pointer_) { Init(); }
   ~RefCountPtr() { Release(); }
@@ -54,8 +54,8 @@ class RefCountPtr {
 
   bool IsValid() const { return pointer_ != nullptr; }
 
-  // Takes a reference on the object just pointed at, on a copy of it where it is not shareable. Where
-  // copying throws, the pointer is left null.
+  // Takes a reference on the object just pointed at, on a copy of it where it is not shareable.
+  // Where copying throws, the pointer is left null.
   void Init() {
     if (pointer_ == nullptr) return;
     if (!pointer_->IsShareable()) pointer_ = CopyOfForeign();

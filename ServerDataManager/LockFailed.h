@@ -1,0 +1,9 @@
+// What a handle throws when it cannot take its lock.
+
+#ifndef SERVERDATAMANAGER_LOCKFAILED_H_
+#define SERVERDATAMANAGER_LOCKFAILED_H_
+
+// Thrown as a plain int: callers in other binaries catch it by that type and compare the number.
+inline constexpr int kLockFailed = 55;
+
+#endif  // SERVERDATAMANAGER_LOCKFAILED_H_

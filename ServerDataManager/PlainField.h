@@ -1,0 +1,30 @@
+// Access to plain counters and flags that several threads read and write without a lock.
+//
+// The fields keep their plain types, because other binaries know the layout of the objects that
+// hold them; going through std::atomic_ref makes concurrent use no data race. Only single fields
+// are protected so: two fields read one after the other may belong to different moments.
+
+#ifndef SERVERDATAMANAGER_PLAINFIELD_H_
+#define SERVERDATAMANAGER_PLAINFIELD_H_
+
+#include <atomic>
+#include <type_traits>
+
+template <class T>
+T LoadField(const T& field, std::memory_order order = std::memory_order_relaxed) noexcept {
+  // std::atomic_ref takes no const object before C++26; a load changes nothing.
+  return std::atomic_ref<T>(const_cast<T&>(field)).load(order);
+}
+
+template <class T>
+void StoreField(T& field, std::type_identity_t<T> value,
+                std::memory_order order = std::memory_order_relaxed) noexcept {
+  std::atomic_ref<T>(field).store(value, order);
+}
+
+template <class T>
+void AddToField(T& field, std::type_identity_t<T> amount) noexcept {
+  std::atomic_ref<T>(field).fetch_add(amount, std::memory_order_relaxed);
+}
+
+#endif  // SERVERDATAMANAGER_PLAINFIELD_H_

@@ -1,0 +1,52 @@
+// ServerDataManager::Data: the registry's state and the unlocked cores of its operations.
+
+#ifndef SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
+#define SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
+
+#include <libplatdep/CriticalSection.h>
+#include <ServerDataManager/serverdatamgr.h>
+
+#include <cstddef>
+#include <list>
+#include <string>
+#include <vector>
+
+// Operations run under the lock unless they say otherwise.
+struct ServerDataManager::Data {
+  explicit Data(ServerDataManager* registry) : owner(registry) {}
+
+  // Builds an item on `ds` (null for none), appends it and announces it.
+  void Add(ORVX_DataSource* ds, const std::string& name, bool hasPassword,
+           const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
+           unsigned int caseSequence);
+
+  // As ServerDataManager::GetDataSet.
+  SvrDMItemPtr Find(LocallyUniqueID id) const;
+  SvrDMItemPtr Find(const std::string& handle) const;
+
+  // Tells the observers, then removes the item at `index`. Takes the lock for the telling only.
+  void Delete(std::size_t index);
+
+  // True when some item has this file name, without regard to case; the empty name is looked up
+  // like any other.
+  bool FileNameInUse(const std::string& name) const;
+
+  // As ServerDataManager::NotifyCreate. Takes the lock for the telling only.
+  void NotifyCreate(SvrDMItem& item);
+
+  // The order of the fields is fixed: other binaries depend on it, and so does destruction.
+  std::vector<SvrDMItemPtr> items;                  // in the order of registration
+  std::list<ServerDataManagerObserver*> observers;  // borrowed
+  LocallyUniqueIDGenerator generator{0, 0};
+  CriticalSection lock;
+  ORVX_DataSourceFilterHook* filter = nullptr;  // borrowed; under no lock
+  ServerDataManager* owner;
+
+ private:
+  // Calls `notice` with every observer that stood in the list at the beginning and still stands
+  // there. Takes the lock.
+  template <class Notice>
+  void TellObservers(Notice notice);
+};
+
+#endif  // SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_

@@ -1,0 +1,33 @@
+// ServerDataManagerObserver: what other parts of the back end implement to hear of datasets
+// appearing and disappearing.
+
+#ifndef SERVERDATAMANAGER_SERVERDATAMANAGEROBSERVER_H_
+#define SERVERDATAMANAGER_SERVERDATAMANAGEROBSERVER_H_
+
+#include <ServerDataManager/Export.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <string>
+
+// The registry borrows an observer from Register to Unregister.
+//
+// Threads: called on the thread that adds, announces or deletes the dataset, with the registry lock
+// held. An observer may call the registry on that thread, also to register, unregister, delete or
+// clear: a notice under way skips observers that have left. It must not wait for another thread
+// that needs the registry.
+class SDM_EXPORT ServerDataManagerObserver {
+ public:
+  virtual ~ServerDataManagerObserver() = default;
+
+  // A dataset is registered and has a data source. `fileName` is borrowed for the call; empty for a
+  // dataset without a saved file or whose file name another dataset bears. An exception passes on
+  // to whoever added the dataset, which stays registered.
+  virtual void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) = 0;
+
+  // A dataset is about to leave the registry, in which it is still found. Also called for a dataset
+  // that was never announced as created, because it never had a data source. An exception passes on
+  // to whoever deleted the dataset, which stays registered.
+  virtual void DataSetDeleted(const LocallyUniqueID& id) = 0;
+};
+
+#endif  // SERVERDATAMANAGER_SERVERDATAMANAGEROBSERVER_H_

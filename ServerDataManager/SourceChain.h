@@ -1,0 +1,21 @@
+// Chains of data sources: a filtered or derived source points to the source that it reads from.
+
+#ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
+#define SERVERDATAMANAGER_SOURCECHAIN_H_
+
+class ORVX_DataSource;
+
+// True when `ancestor` is `child` itself or stands above it in its chain of parents. Null is a
+// child of null only, and nothing else is a child of null.
+//
+// Threads: not safe; nobody may change the chain meanwhile.
+bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
+
+// Deletes the sources of the chain from `from` up to, not including, `stop`. A null `stop` deletes
+// the whole chain; a null `from` nothing. The only place in this library that deletes a data
+// source.
+//
+// Threads: not safe; the caller is the only user of the sources that go.
+void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);
+
+#endif  // SERVERDATAMANAGER_SOURCECHAIN_H_

@@ -1,0 +1,75 @@
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <ServerDataManager/LockFailed.h>
+#include <ServerDataManager/PlainField.h>
+#include <ServerDataManager/serverdatamgr.h>
+
+SvrDMWriteableDataSource::SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id,
+                                                   bool tryOnly, SvrDMDataSetObserver* originator)
+    : SvrDMInputDataSource("", registry.GetDataSet(id)), originator_(originator) {
+  AcquireWriteLock(tryOnly);
+}
+
+SvrDMWriteableDataSource::SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly,
+                                                   SvrDMDataSetObserver* originator)
+    : SvrDMWriteableDataSource(ServerDataManager::GetInstance(), id, tryOnly, originator) {}
+
+SvrDMWriteableDataSource::SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly,
+                                                   SvrDMDataSetObserver* originator)
+    : SvrDMInputDataSource("", item), originator_(originator) {
+  AcquireWriteLock(tryOnly);
+}
+
+SvrDMWriteableDataSource::~SvrDMWriteableDataSource() {
+  Notify();
+  // Balances the reader that the base's destructor drops.
+  Item().AddReader();
+  Item().DropWriter();
+}
+
+// Where the try fails, the base's destructor drops a reader that was never counted and the writer
+// stays counted. Callers know these counts; nothing resets them.
+void SvrDMWriteableDataSource::AcquireWriteLock(bool tryOnly) {
+  if (!Item().AcquireWriteLock(tryOnly)) throw kLockFailed;
+}
+
+ORVX_DataSource* SvrDMWriteableDataSource::GetDataSource() const {
+  return Item().DataSource();
+}
+
+void SvrDMWriteableDataSource::SetDataSet(ORVX_DataSource* ds) {
+  Item().SetDataSet(ds);
+}
+
+void SvrDMWriteableDataSource::IncrementCaseSequence() {
+  AddToField(Item().CaseSequence(), 1);
+}
+
+// Raises the number, like IncrementCaseSequence: clients never see a number twice.
+void SvrDMWriteableDataSource::UndoIncrementCaseSequence() {
+  IncrementCaseSequence();
+}
+
+void SvrDMWriteableDataSource::Originator(unsigned int number) {
+  Item().Originator(number);
+}
+
+void SvrDMWriteableDataSource::AddNotification(DataSetMsg* message) {
+  Item().AddNotification(message);
+}
+
+const std::vector<DataSetMsg*>& SvrDMWriteableDataSource::GetNotifications() const {
+  return Item().Notifications();
+}
+
+void SvrDMWriteableDataSource::ClearNotifications() {
+  Item().ClearNotifications();
+}
+
+void SvrDMWriteableDataSource::BulkVarMoves() {
+  Item().BulkVarMoves(true);
+}
+
+void SvrDMWriteableDataSource::Notify() {
+  Item().Notify(this, originator_);
+}

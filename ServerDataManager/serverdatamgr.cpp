@@ -1,0 +1,225 @@
+#include <ServerDataManager/serverdatamgr.h>
+
+#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/ORVX_DataSourceFilterHook.h>
+#include <liborvxdemg/ErrorMsg.h>
+#include <libplatdep/mbstricmp.h>
+#include <ServerDataManager/ServerDataManagerData.h>
+#include <ServerDataManager/ServerDataManagerObserver.h>
+
+#include <algorithm>
+#include <utility>
+
+// The registry of the process. At file scope, so that it is there as soon as the library is loaded.
+static ServerDataManager instance;
+
+namespace {
+
+constexpr unsigned int kUnknownDataset = 2001;  // ErrorMsg code
+
+bool SameName(const std::string& a, const std::string& b) {
+  return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
+}
+
+struct LUIDMatch {
+  LocallyUniqueID id;
+  bool operator()(const SvrDMItemPtr& item) const { return item->ID() == id; }
+};
+
+struct HandleMatch {
+  const std::string& handle;
+  bool operator()(const SvrDMItemPtr& item) const { return SameName(item->Handle(), handle); }
+};
+
+struct FileNameMatch {
+  const std::string& name;
+  bool operator()(const SvrDMItemPtr& item) const { return SameName(item->FileName(), name); }
+};
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Unlocked cores
+
+void ServerDataManager::Data::Add(ORVX_DataSource* ds, const std::string& name, bool hasPassword,
+                                  const std::string& password, bool passwordFlag, bool quiet,
+                                  LocallyUniqueID id, unsigned int caseSequence) {
+  if (filter != nullptr && ds != nullptr) ds = filter->FilterDataSource(ds);
+
+  std::string fileName = name;
+  std::string suppressedFileName;
+  if (FileNameInUse(name)) fileName.swap(suppressedFileName);
+
+  SvrDMItemPtr item(new SvrDMItem(id, ds, owner, caseSequence, fileName, !quiet));
+  if (hasPassword) item->Password(password, passwordFlag);
+  item->SuppressedFileName(suppressedFileName);
+  items.push_back(item);
+  NotifyCreate(*item);
+}
+
+SvrDMItemPtr ServerDataManager::Data::Find(LocallyUniqueID id) const {
+  const auto found = std::find_if(items.begin(), items.end(), LUIDMatch{id});
+  if (found == items.end()) throw ErrorMsg(kUnknownDataset, "");
+  return *found;
+}
+
+SvrDMItemPtr ServerDataManager::Data::Find(const std::string& handle) const {
+  const auto found = std::find_if(items.begin(), items.end(), HandleMatch{handle});
+  return found != items.end() ? *found : SvrDMItemPtr();
+}
+
+void ServerDataManager::Data::Delete(std::size_t index) {
+  // Keeps the item alive until its place in the registry is gone.
+  SvrDMItemPtr item = items[index];
+  const LocallyUniqueID id = item->ID();
+  // Told whether or not its creation was: an item that never had a source is announced as deleted
+  // too.
+  if (item->NotifyDelete()) {
+    TellObservers([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
+  }
+  // An observer may have deleted other items, or this one.
+  const auto place = std::find(items.begin(), items.end(), item);
+  if (place != items.end()) items.erase(place);
+}
+
+bool ServerDataManager::Data::FileNameInUse(const std::string& name) const {
+  return std::any_of(items.begin(), items.end(), FileNameMatch{name});
+}
+
+void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
+  if (!item.NotifyDelete()) return;
+  if (item.NotifiedCreation()) return;
+  if (item.DataSource() == nullptr) return;
+  // Before any observer runs: a call from inside a notice announces nothing twice.
+  item.SetNotifiedCreation();
+  const LocallyUniqueID id = item.ID();
+  const std::string& fileName = item.FileName();
+  TellObservers(
+      [&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
+}
+
+template <class Notice>
+void ServerDataManager::Data::TellObservers(Notice notice) {
+  const CriticalSection::Lock held(lock);
+  // A copy: observers may register, unregister and delete datasets from inside a notice.
+  const std::vector<ServerDataManagerObserver*> present(observers.begin(), observers.end());
+  for (ServerDataManagerObserver* observer : present) {
+    const bool left = std::find(observers.begin(), observers.end(), observer) == observers.end();
+    if (!left) notice(*observer);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Locked entries
+
+ServerDataManager& ServerDataManager::GetInstance() {
+  return instance;
+}
+
+ServerDataManager::ServerDataManager() : data_(std::make_unique<Data>(this)) {}
+
+ServerDataManager::~ServerDataManager() = default;
+
+LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name, bool quiet) {
+  const CriticalSection::Lock held(data_->lock);
+  const LocallyUniqueID id = data_->generator.Next();
+  data_->Add(&ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
+             /*caseSequence=*/0);
+  return id;
+}
+
+LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name,
+                                       const std::string& password, bool passwordFlag, bool quiet) {
+  const CriticalSection::Lock held(data_->lock);
+  const LocallyUniqueID id = data_->generator.Next();
+  data_->Add(&ds, name, /*hasPassword=*/true, password, passwordFlag, quiet, id,
+             /*caseSequence=*/0);
+  return id;
+}
+
+void ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name, bool quiet,
+                            LocallyUniqueID id, unsigned int caseSequence) {
+  const CriticalSection::Lock held(data_->lock);
+  Delete(id);
+  data_->Add(&ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
+             caseSequence);
+}
+
+LocallyUniqueID ServerDataManager::AddEmpty(bool quiet) {
+  const CriticalSection::Lock held(data_->lock);
+  const LocallyUniqueID id = data_->generator.Next();
+  data_->Add(nullptr, std::string(), /*hasPassword=*/false, std::string(), /*passwordFlag=*/false,
+             quiet, id, /*caseSequence=*/0);
+  return id;
+}
+
+SvrDMItemPtr ServerDataManager::GetDataSet(const LocallyUniqueID& id) const {
+  const CriticalSection::Lock held(data_->lock);
+  return data_->Find(id);
+}
+
+SvrDMItemPtr ServerDataManager::GetDataSet(const std::string& handle) const {
+  const CriticalSection::Lock held(data_->lock);
+  return data_->Find(handle);
+}
+
+std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
+  const CriticalSection::Lock held(data_->lock);
+  std::vector<SvrDMDataset> datasets;
+  datasets.reserve(data_->items.size());
+  for (const SvrDMItemPtr& item : data_->items) datasets.emplace_back(item);
+  return datasets;
+}
+
+// Every dataset of that name is asked, and the last answer holds.
+bool ServerDataManager::SavFileExternallyChanged(const std::string& name) const {
+  const CriticalSection::Lock held(data_->lock);
+  bool changed = false;
+  for (SvrDMItemPtr item : data_->items) {
+    if (!item.IsValid() || item->FileName().empty()) continue;
+    if (SameName(name, item->FileName())) changed = item->SavFileExternallyChanged();
+  }
+  return changed;
+}
+
+void ServerDataManager::Delete(const LocallyUniqueID& id) {
+  const CriticalSection::Lock held(data_->lock);
+  const std::vector<SvrDMItemPtr>& items = data_->items;
+  const auto found = std::find_if(items.begin(), items.end(), LUIDMatch{id});
+  if (found != items.end()) data_->Delete(static_cast<std::size_t>(found - items.begin()));
+}
+
+// Takes no lock: nobody else may call the registry meanwhile.
+void ServerDataManager::Clear() {
+  for (std::size_t index = data_->items.size(); index-- > 0;) {
+    // Observers may have deleted further datasets from inside a notice.
+    if (index < data_->items.size()) data_->Delete(index);
+  }
+}
+
+void ServerDataManager::Password(const LocallyUniqueID& id, const std::string& password,
+                                 bool flag) {
+  const CriticalSection::Lock held(data_->lock);
+  std::vector<SvrDMItemPtr>& items = data_->items;
+  const auto found = std::find_if(items.begin(), items.end(), LUIDMatch{id});
+  if (found != items.end()) (*found)->Password(password, flag);
+}
+
+void ServerDataManager::Register(ServerDataManagerObserver& observer) {
+  const CriticalSection::Lock held(data_->lock);
+  data_->observers.remove(&observer);
+  data_->observers.push_back(&observer);
+}
+
+void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {
+  const CriticalSection::Lock held(data_->lock);
+  data_->observers.remove(&observer);
+}
+
+ORVX_DataSourceFilterHook* ServerDataManager::RegisterFilter(ORVX_DataSourceFilterHook* hook) {
+  return std::exchange(data_->filter, hook);
+}
+
+void ServerDataManager::NotifyCreate(SvrDMItem& item) {
+  data_->NotifyCreate(item);
+}

@@ -1,0 +1,305 @@
+#include <ServerDataManager/svrdmitem.h>
+
+#include <libdatasrc/iDMY2Orvx.h>
+#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <libplatdep/ExtNameStr.h>
+#include <libsfthread/sfGuard.h>
+#include <ServerDataManager/Invariant.h>
+#include <ServerDataManager/PlainField.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SourceChain.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <sys/stat.h>
+
+#include <ctime>
+#include <memory>
+
+namespace {
+
+constexpr int kExclusive = 1;   // the lock type of sfGuard
+constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Construction and destruction
+
+SvrDMItem::SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager* manager,
+                     unsigned int caseSequence, const std::string& fileName, bool notifyDelete)
+    : manager_(manager),
+      dataSource_(ds),
+      fileName_(fileName),
+      errorMonitor_(LocallyUniqueID(), nullptr),
+      id_(id),
+      caseSequence_(caseSequence),
+      observerView_(*this),
+      notifyDelete_(notifyDelete) {
+  LockSavFileInUse();
+  orvxTimestampNow(&creationTime_);
+}
+
+SvrDMItem::SvrDMItem() : SvrDMItem(LocallyUniqueID(), nullptr, nullptr, 0, std::string(), true) {}
+
+SvrDMItem::SvrDMItem(const SvrDMItem&) : SvrDMItem() {
+  InvariantFailed("ServerDataManager/svrdmitem", __LINE__, "SvrDMItem", "0");
+}
+
+SvrDMItem::~SvrDMItem() {
+  UnlockSavFileInUse();
+  ClearNotifications();
+  DeleteDataSource();
+  SetBootstrapSpecs(nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Data source
+
+// Acquire and release: whoever sees a new source sees it whole.
+ORVX_DataSource* SvrDMItem::DataSource() const {
+  return LoadField(dataSource_, std::memory_order_acquire);
+}
+
+void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
+  ORVX_DataSource* const old = DataSource();
+  if (IsChildOf(old, ds)) {
+    DeleteDataSourceTo(old, ds);
+  } else if (!IsChildOf(ds, old)) {
+    DeleteDataSourceTo(old, nullptr);
+  }
+  if (old != nullptr) UnlockSavFileInUse();
+  StoreField(dataSource_, ds, std::memory_order_release);
+  if (old != nullptr) AddNotification(new ResetUndoMsg());
+  if (ds != nullptr) {
+    LockSavFileInUse();
+  } else {
+    UnlockSavFileInUse();
+  }
+}
+
+void SvrDMItem::DeleteDataSource() {
+  DeleteDataSourceTo(DataSource(), nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reader/writer lock
+
+bool SvrDMItem::AcquireReadLock(bool tryOnly) {
+  // Readers always wait, whatever the caller asks for. Callers rely on a reader never failing.
+  tryOnly = false;
+  if (tryOnly) return lock_.tryReadLock();
+  lock_.readLock();
+  return true;
+}
+
+bool SvrDMItem::AcquireWriteLock(bool tryOnly) {
+  if (!tryOnly) {
+    lock_.writeLock();
+    return true;
+  }
+  if (lock_.tryWriteLock()) return true;
+  // Never cleared again: the handle whose try failed still calls ReleaseLock, and must not end
+  // somebody else's lock.
+  StoreField(writeLockFailed_, true);
+  return false;
+}
+
+void SvrDMItem::ReleaseLock() {
+  if (!LoadField(writeLockFailed_)) lock_.unlock();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Counters and flags
+
+int SvrDMItem::ReadersCount() const {
+  return LoadField(readersCount_);
+}
+int SvrDMItem::WritersCount() const {
+  return LoadField(writersCount_);
+}
+void SvrDMItem::AddReader() {
+  AddToField(readersCount_, 1);
+}
+void SvrDMItem::DropReader() {
+  AddToField(readersCount_, -1);
+}
+void SvrDMItem::AddWriter() {
+  AddToField(writersCount_, 1);
+}
+void SvrDMItem::DropWriter() {
+  AddToField(writersCount_, -1);
+}
+
+unsigned int SvrDMItem::CaseSequence() const {
+  return LoadField(caseSequence_);
+}
+void SvrDMItem::Originator(unsigned int& number) {
+  StoreField(originator_, number);
+}
+
+bool SvrDMItem::NotifyDelete() const {
+  return LoadField(notifyDelete_);
+}
+bool SvrDMItem::NotifiedCreation() {
+  return LoadField(notifiedCreation_);
+}
+void SvrDMItem::SetNotifiedCreation() {
+  StoreField(notifiedCreation_, true);
+}
+
+bool SvrDMItem::WindowFront() const {
+  return LoadField(windowFront_);
+}
+void SvrDMItem::WindowFront(bool front) {
+  StoreField(windowFront_, front);
+}
+bool SvrDMItem::WindowMinimized() const {
+  return LoadField(windowMinimized_);
+}
+void SvrDMItem::WindowMinimized(bool minimized) {
+  StoreField(windowMinimized_, minimized);
+}
+bool SvrDMItem::WindowHidden() const {
+  return LoadField(windowHidden_);
+}
+void SvrDMItem::WindowHidden(bool hidden) {
+  StoreField(windowHidden_, hidden);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Observers and change messages
+
+void SvrDMItem::Register(SvrDMDataSetObserver& observer) {
+  const sfGuard guard(notificationMutex_, kExclusive);
+  observers_.push_back(&observer);
+}
+
+void SvrDMItem::Unregister(SvrDMDataSetObserver& observer) {
+  const sfGuard guard(notificationMutex_, kExclusive);
+  observers_.remove(&observer);
+}
+
+void SvrDMItem::AddNotification(DataSetMsg* message) {
+  std::unique_ptr<DataSetMsg> owned(message);
+  notifications_.push_back(message);
+  static_cast<void>(owned.release());
+}
+
+void SvrDMItem::ClearNotifications() {
+  for (DataSetMsg* message : notifications_) delete message;
+  notifications_.clear();
+}
+
+void SvrDMItem::Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator) {
+  UpdateObserverView();
+  if (notifications_.empty()) return;
+  if (NotifyDelete() && !NotifiedCreation()) manager_->NotifyCreate(*this);
+  CallObservers(writer, originator);
+  ClearNotifications();
+}
+
+// Without observers the comparison serves only a dataset still to be announced.
+void SvrDMItem::UpdateObserverView() {
+  const sfGuard guard(notificationMutex_, kExclusive);
+  const bool unannounced = NotifyDelete() && !NotifiedCreation();
+  if (!observers_.empty() || unannounced) observerView_.Update();
+}
+
+void SvrDMItem::CallObservers(SvrDMWriteableDataSource const* writer,
+                              SvrDMDataSetObserver* originator) {
+  const sfGuard guard(notificationMutex_, kExclusive);
+  for (SvrDMDataSetObserver* observer : observers_) {
+    if (observer != originator) observer->OnDataSetChanged(writer);
+  }
+}
+
+void SvrDMItem::BulkVarMoves(bool bulk) {
+  observerView_.SetBulkVarMoves(bulk);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Saved file, creation time, password
+
+void SvrDMItem::LockSavFileInUse() {
+  if (fileName_ == lockedFileName_) return;
+  UnlockSavFileInUse();
+  if (fileName_.empty()) return;
+
+  ExtNameStr name;
+  name.SetGeneric(fileName_);
+  std::unique_ptr<std::FILE, CloseFile> file(name.fsopen("r", kDenyWrite));
+  if (file == nullptr) return;
+
+  lockedFileName_ = fileName_;
+  lockedFile_ = file.release();
+  struct stat status {};
+  if (fstat(fileno(lockedFile_), &status) == 0) lockedFileTime_ = status.st_mtime;
+}
+
+void SvrDMItem::UnlockSavFileInUse() {
+  if (lockedFile_ == nullptr) return;
+  std::fclose(lockedFile_);
+  lockedFile_ = nullptr;
+  lockedFileTime_ = 0;
+  lockedFileName_.clear();
+}
+
+// Whole seconds only: a change within the second of the last one is not seen.
+bool SvrDMItem::SavFileExternallyChanged() {
+  struct stat status {};
+  return lockedFile_ != nullptr && fstat(fileno(lockedFile_), &status) == 0 &&
+         status.st_mtime != lockedFileTime_;
+}
+
+void SvrDMItem::orvxTimestampNow(double* out) {
+  const std::time_t now = std::time(nullptr);
+  const std::tm* const local = std::localtime(&now);
+  if (local != nullptr) {
+    iDMY2Orvx(local->tm_mday, local->tm_mon + 1, local->tm_year + 1900, local->tm_hour,
+              local->tm_min, static_cast<double>(local->tm_sec), out);
+  } else {
+    iDMY2Orvx(1, 2, 1975, 12, 0, 0.0, out);
+  }
+}
+
+void SvrDMItem::Password(const std::string& password, bool mangled) {
+  password_ = password;
+  StoreField(passwordMangled_, mangled);
+}
+
+bool SvrDMItem::PasswordMangled() const {
+  const ORVX_DataSource* const source = DataSource();
+  if (const auto* file = dynamic_cast<const SystemFileDataSource*>(source)) {
+    return file->GetPasswordMangled();
+  }
+  // One level up and no further.
+  const ORVX_DataSource* const parent = source != nullptr ? source->GetParentSource() : nullptr;
+  if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {
+    return file->GetPasswordMangled();
+  }
+  return LoadField(passwordMangled_);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Companions
+
+void SvrDMItem::InitializeErrorMonitor(PackageProxy* proxy) {
+  errorMonitor_.InitializeErrorMonitor(id_, proxy);
+}
+
+SvrBootstrapSpecs* SvrDMItem::GetBootstrapSpecs() const {
+  return LoadField(bootstrapSpecs_, std::memory_order_acquire);
+}
+
+void SvrDMItem::SetBootstrapSpecs(SvrBootstrapSpecs* specs) {
+  SvrBootstrapSpecs* const present = GetBootstrapSpecs();
+  if (specs == present) return;
+  delete present;
+  StoreField(bootstrapSpecs_, specs, std::memory_order_release);
+}

@@ -1,0 +1,278 @@
+// SvrDMItem: one registered dataset. It owns the data source, knows its names, serialises access
+// through a reader/writer lock, and tells its observers what a writer changed.
+//
+// Items are made by ServerDataManager and held through SvrDMItemPtr; callers reach them through the
+// handles SvrDMDataset, SvrDMInputDataSource and SvrDMWriteableDataSource.
+//
+// Locks of an item, in the order in which they are taken; the registry lock (see serverdatamgr.h)
+// is never held while waiting for the first:
+//
+//   lock                 taken by                      while it is held
+//   reader/writer lock   reader and writer handles     the data source is read or written
+//   notification mutex   Register, Unregister, Notify  observers are called; the registry lock may
+//   be
+//                                                      taken by them, a lock of this item may not
+//
+// Counters and flags have no lock: each is read and written as one plain field (PlainField.h), from
+// any thread. Strings have no such protection: nobody may read one while another thread sets it.
+
+#ifndef SERVERDATAMANAGER_SVRDMITEM_H_
+#define SERVERDATAMANAGER_SVRDMITEM_H_
+
+#include <libdatastr/ORVX_RefCntObject.h>
+#include <liborvxdemg/DEMessagesFwd.h>
+#include <libsfthread/sfMutex.h>
+#include <libsfthread/sfMutexRW.h>
+#include <ServerDataManager/Export.h>
+#include <ServerDataManager/InteractiveErrorMonitor.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/ObserverView.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <list>
+#include <string>
+#include <vector>
+
+class ORVX_DataSource;
+class PackageProxy;
+class ServerDataManager;
+class SvrBootstrapSpecs;
+class SvrDMDataSetObserver;
+class SvrDMWriteableDataSource;
+
+class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
+ public:
+  // Owns `ds`, which may be null, and its chain of parents from here on; where this constructor
+  // throws, the caller still owns them. Borrows `manager`. Holds the file `fileName` open as in use
+  // and stamps the creation time. `notifyDelete` tells whether registry observers hear of the
+  // dataset at all.
+  SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager* manager,
+            unsigned int caseSequence, const std::string& fileName, bool notifyDelete);
+
+  // A nameless item with the null identifier, no registry and no data source. The registry never
+  // uses it.
+  SvrDMItem();
+
+  // Stops the process: items are shared, never copied. Here because RefCountPtr names it.
+  SvrDMItem(const SvrDMItem&);
+  SvrDMItem& operator=(const SvrDMItem&) = delete;
+
+  // Lets go of the saved file and deletes queued messages, the data source with its chain, and the
+  // bootstrap specification. An exception from any of them ends the process.
+  ~SvrDMItem() override;
+
+  // By identifier.
+  bool operator==(const SvrDMItem& other) const { return id_ == other.id_; }
+  bool operator<(const SvrDMItem& other) const { return id_ < other.id_; }
+
+  // --- Identity and names ---
+
+  // Threads: any.
+  LocallyUniqueID ID() const { return id_; }
+  ServerDataManager* Manager() const { return manager_; }
+
+  // The name by which the registry finds the dataset, without regard to case; empty at first.
+  // Threads: not safe against a thread that sets it; likewise the two pairs below.
+  const std::string& Handle() const { return handle_; }
+  void Handle(const std::string& handle) { handle_ = handle; }
+
+  // The saved file to which the dataset belongs; empty for none. Setting it neither releases the
+  // file held open nor opens another: see LockSavFileInUse.
+  const std::string& FileName() const { return fileName_; }
+  void FileName(const std::string& fileName) { fileName_ = fileName; }
+
+  // The file name kept aside because another dataset had it when this one was added.
+  std::string SuppressedFileName() const { return suppressedFileName_; }
+  void SuppressedFileName(std::string fileName) { suppressedFileName_ = std::move(fileName); }
+
+  // --- Data source ---
+
+  // Borrowed: the item owns it. Null for a dataset without one.
+  // Threads: any may ask whether there is one; to use it, hold the read or the write lock.
+  ORVX_DataSource* DataSource() const;
+
+  // Replaces the data source and deletes what the new one no longer reaches: when `ds` is an
+  // ancestor of the present source, the sources below it; when it is built on the present source,
+  // nothing; otherwise the whole present chain. The item owns `ds`, which may be null, from here
+  // on. Replacing a source (not null) lets go of the saved file and queues a ResetUndoMsg; a new
+  // source takes hold of it again. Threads: the thread that holds the write lock.
+  void SetDataSet(ORVX_DataSource* ds);
+
+  // Deletes the data source with its chain and leaves the pointer as it was: only for the
+  // destructor and for those who store another source at once. Threads: the thread that holds the
+  // write lock.
+  void DeleteDataSource();
+
+  // --- Reader/writer lock ---
+  // Threads: any; ReleaseLock may be called on another thread than the one that took the lock.
+
+  // Waits for the read lock and returns true. `tryOnly` is ignored: readers always wait.
+  bool AcquireReadLock(bool tryOnly);
+
+  // Waits for the write lock and returns true; with `tryOnly`, does not wait but returns false
+  // where the lock is not free. A failed try marks the item for good: see ReleaseLock.
+  bool AcquireWriteLock(bool tryOnly);
+
+  // Ends whichever lock is held. Once a try for the write lock has failed on this item, does
+  // nothing, for ever: the lock then held stays held.
+  void ReleaseLock();
+
+  // --- Counters: handles at work on the dataset ---
+  // No bounds: a count can fall below zero where handles misbehave (see SvrDMWriteableDataSource).
+  // Threads: any.
+  int ReadersCount() const;
+  int WritersCount() const;
+  void AddReader();
+  void DropReader();
+  void AddWriter();
+  void DropWriter();
+
+  // The running number that every change message bears.
+  // Threads: any for the value; the reference is for the thread that holds the write lock.
+  unsigned int CaseSequence() const;
+  unsigned int& CaseSequence() { return caseSequence_; }
+
+  // --- Observers and change messages ---
+
+  // Adds the observer at the end of the list; one that is registered twice is told twice. Borrows
+  // it until Unregister, which removes it however often it stands there. Threads: any but one that
+  // is being told of a change to this dataset. Takes the notification mutex.
+  void Register(SvrDMDataSetObserver& observer);
+  void Unregister(SvrDMDataSetObserver& observer);
+
+  // Queues a message for the observers. Owns it from the call on, also where the queue cannot grow
+  // and the call throws. A null pointer is queued as it is. Threads: the thread that holds the
+  // write lock; likewise the two below.
+  void AddNotification(DataSetMsg* message);
+
+  // The queue, in the order in which messages came. Borrowed until the writer is released.
+  const std::vector<DataSetMsg*>& Notifications() const { return notifications_; }
+
+  // Deletes the queued messages.
+  void ClearNotifications();
+
+  // One notification pass: compares the dataset with what observers were last told, queues the
+  // differences, announces a dataset never announced to the registry's observers, hands `writer` to
+  // every observer but `originator` (which may be null), and empties the queue. The comparison is
+  // left out when nobody would hear of it; with an empty queue nothing else happens. Threads: the
+  // thread that holds the write lock. Takes the notification mutex, then, without it, the registry
+  // lock, then the notification mutex again.
+  void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
+
+  // The number of the client that made the change under way; kept for whoever looks at the item.
+  // Threads: any.
+  void Originator(unsigned int& number);
+
+  // With true, the next comparison replaces the whole variable list by two messages instead of
+  // moving variables one by one. Threads: the thread that holds the write lock.
+  void BulkVarMoves(bool bulk);
+
+  // Whether registry observers hear of this dataset, and whether they have been told of its
+  // creation. Threads: any.
+  bool NotifyDelete() const;
+  bool NotifiedCreation();
+  void SetNotifiedCreation();
+
+  // --- Window state, kept for the client ---
+  // Threads: any.
+  bool WindowFront() const;
+  void WindowFront(bool front);
+  bool WindowMinimized() const;
+  void WindowMinimized(bool minimized);
+  bool WindowHidden() const;
+  void WindowHidden(bool hidden);
+
+  // --- Saved file, password, creation time ---
+
+  // Holds the dataset's file open for reading, with other programs kept from writing where the file
+  // system can do that, and remembers when it was last modified. A file of another name held before
+  // is let go first; the same name again changes nothing; an empty name holds nothing. A file that
+  // cannot be opened is not held, silently, and the next call tries again. Threads: the thread that
+  // holds the write lock; likewise the two below.
+  void LockSavFileInUse();
+  void UnlockSavFileInUse();
+
+  // True when the file held open was modified since, in another second than the one remembered. The
+  // open file is asked, not the name: a file put in its place by a rename is not seen.
+  bool SavFileExternallyChanged();
+
+  // Writes the present local time as a date value (seconds since 14 October 1582) to `out`; 1
+  // February 1975, 12:00, where the local time cannot be told. Threads: not safe against others
+  // that use the C library's localtime.
+  static void orvxTimestampNow(double* out);
+
+  // When the item was made, as a date value.
+  // Threads: any.
+  double getObjCreationTime() const { return creationTime_; }
+
+  // The password and whether it is stored mangled.
+  // Threads: not safe against a thread that sets it.
+  const std::string& Password() const { return password_; }
+  void Password(const std::string& password, bool mangled);
+
+  // Whether the password is mangled: as the saved file at the data source or at its parent says,
+  // else as it was said with the password. Threads: a thread that holds the read or the write lock.
+  bool PasswordMangled() const;
+
+  // --- Companions ---
+
+  // Reports errors to the client; silent until it is initialised with the channel, which is
+  // borrowed. Threads: the thread that holds the write lock.
+  InteractiveErrorMonitor& GetErrorMonitor() { return errorMonitor_; }
+  void InitializeErrorMonitor(PackageProxy* proxy);
+
+  // The bootstrap specification, owned by the item; null for none. Setting another deletes the
+  // present one; setting the same pointer changes nothing. Threads: any may ask whether there is
+  // one; otherwise the thread that holds the write lock.
+  SvrBootstrapSpecs* GetBootstrapSpecs() const;
+  void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
+
+ private:
+  void UpdateObserverView();
+  void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
+
+  // The order of the fields is fixed: other binaries depend on it.
+
+  ServerDataManager* manager_;
+  ORVX_DataSource* dataSource_;  // plain; owned, with its chain
+
+  // Under no lock: see above.
+  std::string handle_;
+  std::string fileName_;
+  std::string suppressedFileName_;
+  std::string password_;
+  bool passwordMangled_ = false;
+
+  sfMutexRW lock_;
+  sfMutex notificationMutex_;
+
+  std::list<SvrDMDataSetObserver*> observers_;  // under the notification mutex
+  std::vector<DataSetMsg*> notifications_;      // owned; under the write lock
+  InteractiveErrorMonitor errorMonitor_;
+
+  LocallyUniqueID id_;
+  unsigned int caseSequence_;       // plain
+  SvrDMObserverView observerView_;  // under the notification mutex and the write lock
+
+  // Plain counters and flags.
+  std::int32_t writersCount_ = 0;
+  std::int32_t readersCount_ = 0;
+  unsigned int originator_;  // unset until Originator is called; this library only stores it
+  bool notifyDelete_;
+  bool writeLockFailed_ = false;
+  bool windowFront_ = false;
+  bool windowMinimized_ = true;
+  bool windowHidden_ = false;
+  bool notifiedCreation_ = false;
+
+  // The saved file held open; all three set or all three clear. Under the write lock.
+  std::FILE* lockedFile_ = nullptr;
+  std::string lockedFileName_;
+  std::int64_t lockedFileTime_ = 0;  // last modification, in whole seconds
+
+  SvrBootstrapSpecs* bootstrapSpecs_ = nullptr;  // plain; owned
+  double creationTime_ = 0.0;
+};
+
+#endif  // SERVERDATAMANAGER_SVRDMITEM_H_
