@@ -1,0 +1,15 @@
+// DataSetMsg: the fields that all change messages share.
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <libvserial/VStream.h>
+#include <ServerDataManager/MessageGlue.h>
+
+namespace DEMessages {
+
+void DataSetMsg::SerializeCommon(VStream& stream) {
+  stream.Uint32(leading_);
+  SerializeID(stream, dataSetID_);
+  stream.Uint32(caseSequence_);
+}
+
+}  // namespace DEMessages

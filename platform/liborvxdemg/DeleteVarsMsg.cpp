@@ -1,0 +1,23 @@
+// DeleteVarsMsg: building it, and its wire form.
+
+#include <liborvxdemg/DeleteVarsMsg.h>
+
+#include <liborvxdemg/DataSetMsgVisitor.h>
+#include <liborvxdemg/VariableWire.h>
+
+namespace DEMessages {
+
+DeleteVarsMsg::DeleteVarsMsg(unsigned int leading, LocallyUniqueID dataSetID,
+                             unsigned int caseSequence, const std::vector<ORVX_Variable>& variables)
+    : MessageGlue(leading, dataSetID, caseSequence), variables_(variables) {}
+
+void DeleteVarsMsg::Accept(DataSetMsgVisitor& visitor) const {
+  visitor.Visit(*this);
+}
+
+void DeleteVarsMsg::Serialize(VStream& stream) {
+  SerializeCommon(stream);
+  SerializeVariables(stream, variables_);
+}
+
+}  // namespace DEMessages

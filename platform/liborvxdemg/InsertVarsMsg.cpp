@@ -1,0 +1,25 @@
+// InsertVarsMsg: building it, and its wire form.
+
+#include <liborvxdemg/InsertVarsMsg.h>
+
+#include <liborvxdemg/DataSetMsgVisitor.h>
+#include <liborvxdemg/VariableWire.h>
+
+namespace DEMessages {
+
+InsertVarsMsg::InsertVarsMsg(unsigned int leading, LocallyUniqueID dataSetID,
+                             unsigned int caseSequence, const std::vector<ORVX_Variable>& variables,
+                             LocallyUniqueID anchor)
+    : MessageGlue(leading, dataSetID, caseSequence), variables_(variables), anchor_(anchor) {}
+
+void InsertVarsMsg::Accept(DataSetMsgVisitor& visitor) const {
+  visitor.Visit(*this);
+}
+
+void InsertVarsMsg::Serialize(VStream& stream) {
+  SerializeCommon(stream);
+  SerializeVariables(stream, variables_);
+  SerializeID(stream, anchor_);
+}
+
+}  // namespace DEMessages
