@@ -2,7 +2,7 @@
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <libvserial/VStream.h>
-#include <ServerDataManager/MessageGlue.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
 
 namespace DEMessages {
 

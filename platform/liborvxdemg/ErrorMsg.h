@@ -9,7 +9,7 @@
 #include <string>
 
 #include <liborvxdemg/DEMessagesFwd.h>
-#include <ServerDataManager/MessageGlue.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
 
 namespace DEMessages {
 

@@ -5,7 +5,7 @@
 
 #include <libdatasrc/ORVX_Variable.h>
 #include <liborvxdemg/DataSetMsg.h>
-#include <ServerDataManager/MessageGlue.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
 
 namespace DEMessages {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include <liborvxdemg/DataSetMsg.h>
-#include <ServerDataManager/MessageGlue.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
 
 namespace DEMessages {
 

@@ -4,7 +4,7 @@
 #define LIBORVXDEMG_RESETUNDOMSG_H_
 
 #include <liborvxdemg/DataSetMsg.h>
-#include <ServerDataManager/MessageGlue.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
 
 namespace DEMessages {
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include <libvserial/VStream.h>
-#include <ServerDataManager/MessageGlue.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
 
 namespace DEMessages {
 namespace {

@@ -3,9 +3,9 @@
 #ifndef LIBORVXMSGS_REPORTEDERRORMSG_H_
 #define LIBORVXMSGS_REPORTEDERRORMSG_H_
 
+#include <ServerDataManager/ErrorMessageGlue.h>
 #include <ServerDataManager/ErrorText.h>
 #include <ServerDataManager/LocallyUniqueID.h>
-#include <ServerDataManager/MessageGlue.h>
 
 namespace OrvxMessages {
 

@@ -3,7 +3,7 @@
 #ifndef LIBORVXMSGS_REPORTEDERRORMSGRESPONSE_H_
 #define LIBORVXMSGS_REPORTEDERRORMSGRESPONSE_H_
 
-#include <ServerDataManager/MessageGlue.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
 
 namespace OrvxMessages {
 

@@ -1,4 +1,5 @@
-// MessageGlue: how a message class meets the serialisation layer, written once for all of them.
+// The serialisation glue: how a message class meets the serialisation layer, written once for the
+// error messages and, since theirs is the same, the change messages.
 //
 //   class Greeting : public MessageGlue<Greeting> {
 //    public:
@@ -10,8 +11,8 @@
 //
 // Header-only, and on the ground floor: message libraries use it without linking this one.
 
-#ifndef SERVERDATAMANAGER_MESSAGEGLUE_H_
-#define SERVERDATAMANAGER_MESSAGEGLUE_H_
+#ifndef SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_
+#define SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_
 
 #include <cstdint>
 
@@ -69,4 +70,4 @@ inline void SerializeID(VStream& stream, LocallyUniqueID& id) {
   id = LocallyUniqueID(word & 0xF, word >> 4);
 }
 
-#endif  // SERVERDATAMANAGER_MESSAGEGLUE_H_
+#endif  // SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_
