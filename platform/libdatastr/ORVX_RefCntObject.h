@@ -32,7 +32,7 @@ class ORVX_RefCntObject {
   // Deletes this object, which then must come from `new`, when the last reference goes. Only for a
   // reference that AddReference() counted.
   void RemoveReference() const {
-    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) DeleteThis();
   }
 
   // More than one reference. The holder of a reference that finds false is alone with the object
@@ -48,6 +48,8 @@ class ORVX_RefCntObject {
   void MarkUnshareable() noexcept { shareable_ = false; }
 
  private:
+  void DeleteThis() const;
+
   mutable std::atomic<unsigned> count_{0};
   bool shareable_ = true;
 };
