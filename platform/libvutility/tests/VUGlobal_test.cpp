@@ -1,0 +1,152 @@
+// What every libvutility must do: give and take storage without the global operators.
+//
+// This program replaces the global operators by ones that count, so a call that went to them shows.
+
+#include <gtest/gtest.h>
+#include <libvutility/VUGlobal.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+int globalCalls = 0;
+}
+
+void* operator new(std::size_t size) {
+  ++globalCalls;
+  if (void* const storage = std::malloc(size == 0 ? 1 : size)) return storage;
+  throw std::bad_alloc();
+}
+void operator delete(void* storage) noexcept {
+  ++globalCalls;
+  std::free(storage);
+}
+void operator delete(void* storage, std::size_t) noexcept {
+  ++globalCalls;
+  std::free(storage);
+}
+
+namespace {
+
+struct Object : VUGlobal {
+  Object() = default;
+  virtual ~Object() = default;
+  double value = 0;
+};
+struct Derived : Object {
+  char more[200] = {};
+};
+struct Throwing : VUGlobal {
+  Throwing() { throw std::runtime_error("no"); }
+};
+
+// How often `action` reached the global operators.
+template <class Action>
+int GlobalCallsOf(Action action) {
+  const int before = globalCalls;
+  action();
+  return globalCalls - before;
+}
+
+constexpr std::size_t kTooMuch = std::numeric_limits<std::ptrdiff_t>::max();
+
+TEST(VUGlobal, TheGlobalOperatorsOfThisProgramCount) {
+  EXPECT_EQ(GlobalCallsOf([] { ::operator delete(::operator new(8)); }), 2);
+}
+
+TEST(VUGlobal, NewAndDeleteOfADerivedClassUseItsAllocator) {
+  EXPECT_EQ(GlobalCallsOf([] { delete new Derived; }), 0);
+}
+
+TEST(VUGlobal, DeleteThroughTheBaseUsesItsAllocator) {
+  EXPECT_EQ(GlobalCallsOf([] {
+              Object* const object = new Derived;
+              delete object;
+            }),
+            0);
+}
+
+TEST(VUGlobal, UniquePointersUseItsAllocator) {
+  EXPECT_EQ(GlobalCallsOf([] { std::make_unique<Derived>(); }), 0);
+}
+
+TEST(VUGlobal, NothrowFormUsesItsAllocator) {
+  EXPECT_EQ(GlobalCallsOf([] { delete new (std::nothrow) Object; }), 0);
+}
+
+TEST(VUGlobal, StorageFitsEveryFundamentalAlignment) {
+  void* const storage = VUGlobal::operator new(1);
+
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(storage) % alignof(std::max_align_t), 0U);
+  VUGlobal::operator delete(storage);
+}
+
+TEST(VUGlobal, NoBytesIsStillStorageOfItsOwn) {
+  void* const first = VUGlobal::operator new(0);
+  void* const second = VUGlobal::operator new(0);
+
+  EXPECT_NE(first, nullptr);
+  EXPECT_NE(first, second);
+  VUGlobal::operator delete(first);
+  VUGlobal::operator delete(second);
+}
+
+TEST(VUGlobal, DeletingNullDoesNothing) {
+  VUGlobal::operator delete(nullptr);
+  VUGlobal::operator delete(nullptr, std::nothrow);
+  EXPECT_EQ(GlobalCallsOf([] { delete static_cast<Object*>(nullptr); }), 0);
+}
+
+TEST(VUGlobal, PlacementGivesThePlaceAndTakesNothingBack) {
+  alignas(Object) unsigned char place[sizeof(Object)];
+
+  auto* const object = new (static_cast<void*>(place)) Object;
+
+  EXPECT_EQ(static_cast<void*>(object), static_cast<void*>(place));
+  object->~Object();
+  Object::operator delete(object, static_cast<void*>(place));
+}
+
+// Each form hands its storage back by its own delete; the address sanitizer reports what is lost.
+TEST(VUGlobal, AThrowingConstructorGivesItsStorageBack) {
+  alignas(Throwing) unsigned char place[sizeof(Throwing)];
+
+  EXPECT_THROW(new Throwing, std::runtime_error);
+  EXPECT_THROW(new (std::nothrow) Throwing, std::runtime_error);
+  EXPECT_THROW(new (static_cast<void*>(place)) Throwing, std::runtime_error);
+}
+
+class VUGlobalOutOfMemory : public testing::Test {
+ protected:
+  ~VUGlobalOutOfMemory() override { std::set_new_handler(nullptr); }
+};
+
+TEST_F(VUGlobalOutOfMemory, ThrowsBadAlloc) {
+  EXPECT_THROW(VUGlobal::operator new(kTooMuch), std::bad_alloc);
+}
+
+TEST_F(VUGlobalOutOfMemory, NothrowGivesNull) {
+  EXPECT_EQ(VUGlobal::operator new(kTooMuch, std::nothrow), nullptr);
+}
+
+TEST_F(VUGlobalOutOfMemory, AsksTheNewHandlerUntilThereIsNone) {
+  static int asked = 0;
+  asked = 0;
+  std::set_new_handler([] {
+    if (++asked == 3) std::set_new_handler(nullptr);
+  });
+
+  EXPECT_THROW(VUGlobal::operator new(kTooMuch), std::bad_alloc);
+  EXPECT_EQ(asked, 3);
+}
+
+TEST_F(VUGlobalOutOfMemory, NothrowGivesNullWhereTheNewHandlerThrows) {
+  std::set_new_handler([] { throw std::bad_alloc(); });
+
+  EXPECT_EQ(VUGlobal::operator new(kTooMuch, std::nothrow), nullptr);
+}
+
+}  // namespace
