@@ -102,13 +102,17 @@ class sfMutexRW {
   void AddRead(ThreadNumber thread);
   void WaitToRead(Lock& lock, ThreadNumber thread);
   void WaitOutDoubt(Lock& lock, Waiter& waiter);
+  void WaitToWrite(Lock& lock);
   void EndWrite();
   void EndRead(ThreadNumber thread);
-  void EndOwnRead(Reader& reader);
-  void EndForeignRead();
+  void EndReadOf(Reader& reader);
+  void EndDoubtfulReadOf(Reader& reader);
+  void EndReadOfUnknown();
+  void Forget(Reader& reader);
   void ForgetDoubtfulReads();
   void AdmitWaitingReaders();
   void AdmitFirstWriter();
+  static void Admit(Waiter& waiter);
 
   std::mutex mutex_;
   // under mutex_
@@ -118,8 +122,9 @@ class sfMutexRW {
   std::vector<Reader> readers_;
   std::vector<Waiter*> waitingReaders_;
   std::vector<Waiter*> waitingWriters_;  // in order of arrival
+  // How long a thread that may still read is held back for the first waiting writer.
   std::chrono::milliseconds grace_ = kFirstGrace;
-  bool letInDoubtful_ = false;  // since grace_ was set
+  bool admittedInDoubt_ = false;  // a reader, after that grace
 
   static constexpr std::chrono::milliseconds kFirstGrace{10};
 };

@@ -1,0 +1,15 @@
+// The plain lock.
+
+#include <libsfthread/sfMutex.h>
+
+void sfMutex::lock() {
+  mutex_.lock();
+}
+
+bool sfMutex::tryLock() {
+  return mutex_.try_lock();
+}
+
+void sfMutex::unlock() {
+  mutex_.unlock();
+}
