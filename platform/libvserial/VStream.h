@@ -88,6 +88,7 @@ class VStream {
  private:
   template <class Number>
   void Transfer(Number& value, std::string_view name);
+  std::uint32_t Size(std::size_t size, std::size_t smallestElement, std::string_view name);
   std::string_view Take(std::size_t size, std::string_view expected);
 
   bool writing_ = true;
