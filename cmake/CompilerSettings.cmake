@@ -10,8 +10,9 @@ if(SDM_SANITIZE)
   add_link_options(-fsanitize=${SDM_SANITIZE})
 endif()
 
-# An installed program finds the libraries installed beside it.
+# An installed program finds the libraries installed beside it, and the vendor's where they were.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}:$ORIGIN")
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
 # Clang leaves the sanitizer run time out of shared libraries, so -z defs cannot hold there.
 if(SDM_SANITIZE)

@@ -7,6 +7,8 @@
 # the current folder, or, where PLATFORM_libfoo_ROOT names a folder, an imported library found there:
 # ROOT/include/libfoo/*.h and ROOT/lib/libfoo.so.
 
+include(ImportPlatformLibrary)
+
 # Include roots: <libfoo/...> from platform/, <ServerDataManager/...> for the headers that stand
 # below every library.
 set(SDM_PLATFORM_INCLUDE_DIR "${PROJECT_SOURCE_DIR}/platform")
@@ -17,30 +19,43 @@ target_include_directories(sdm_ground INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
 target_compile_features(sdm_ground INTERFACE cxx_std_20)
 
+# A replaced library's headers come before ours of the same name, which stay in the include root that
+# the other libraries need. A folder with one link shows the vendor's of this library and no others: ROOT
+# may hold more than is replaced.
+function(put_vendor_headers_first)
+  get_cmake_property(variables CACHE_VARIABLES)
+  foreach(variable IN LISTS variables)
+    if(variable MATCHES "^PLATFORM_(.+)_ROOT$" AND ${variable})
+      set(name "${CMAKE_MATCH_1}")
+      if(NOT IS_DIRECTORY "${SDM_PLATFORM_INCLUDE_DIR}/${name}")
+        message(FATAL_ERROR "${variable}: there is no platform library ${name}")
+      endif()
+      set(${variable} "" CACHE PATH "")  # a typed entry is an absolute path
+      if(NOT IS_DIRECTORY "${${variable}}/include/${name}")
+        message(FATAL_ERROR "${variable}: no headers in ${${variable}}/include/${name}")
+      endif()
+      set(headers "${PROJECT_BINARY_DIR}/replaced/${name}")
+      file(MAKE_DIRECTORY "${headers}")
+      file(CREATE_LINK "${${variable}}/include/${name}" "${headers}/${name}" SYMBOLIC)
+      include_directories(BEFORE "${headers}")
+    endif()
+  endforeach()
+endfunction()
+put_vendor_headers_first()
+
 function(add_platform_library name)
   cmake_parse_arguments(arg "" "" "SOURCES;PUBLIC_DEPENDS;PRIVATE_DEPENDS" ${ARGN})
   set(PLATFORM_${name}_ROOT "" CACHE PATH "Folder of the vendor's ${name}; empty builds ours")
   if(PLATFORM_${name}_ROOT)
-    import_platform_library(${name} "${PLATFORM_${name}_ROOT}" "${arg_PUBLIC_DEPENDS}")
+    import_platform_library(${name} "${PLATFORM_${name}_ROOT}" ${arg_PUBLIC_DEPENDS})
+    list(JOIN arg_PUBLIC_DEPENDS " " depends)
+    # What the package configuration does again for those who find the package.
+    set_property(GLOBAL APPEND_STRING PROPERTY SDM_PLATFORM_IMPORTS
+      "import_platform_library(${name} \"${PLATFORM_${name}_ROOT}\" ${depends})\n")
   else()
     build_platform_library(${name} "${arg_SOURCES}" "${arg_PUBLIC_DEPENDS}" "${arg_PRIVATE_DEPENDS}")
+    set_property(GLOBAL APPEND PROPERTY SDM_PLATFORM_TARGETS ${name})
   endif()
-endfunction()
-
-function(import_platform_library name root depends)
-  find_library(PLATFORM_${name}_FILE NAMES "${name}.so" PATHS "${root}/lib" "${root}/lib64"
-               NO_DEFAULT_PATH REQUIRED)
-  if(NOT IS_DIRECTORY "${root}/include/${name}")
-    message(FATAL_ERROR "PLATFORM_${name}_ROOT: no headers in ${root}/include/${name}")
-  endif()
-  message(STATUS "${name}: the vendor's, ${PLATFORM_${name}_FILE}")
-  add_library(platform::${name} SHARED IMPORTED GLOBAL)
-  set_target_properties(platform::${name} PROPERTIES
-    IMPORTED_LOCATION "${PLATFORM_${name}_FILE}"
-    INTERFACE_INCLUDE_DIRECTORIES "${root}/include")
-  # Before our own headers: ours stand in the same include root as those of the other libraries.
-  set_property(TARGET platform::${name} PROPERTY INTERFACE_COMPILE_OPTIONS "-I${root}/include")
-  target_link_libraries(platform::${name} INTERFACE ServerDataManager::ground ${depends})
 endfunction()
 
 function(build_platform_library name sources public_depends private_depends)

@@ -1,0 +1,14 @@
+# import_platform_library(libfoo ROOT DEPENDS...): the target platform::libfoo for the vendor's library,
+# ROOT/lib/libfoo.so with its headers in ROOT/include/libfoo. Installed beside the package
+# configuration, so that a project that finds the package finds the vendor's library again.
+
+function(import_platform_library name root)
+  find_library(PLATFORM_${name}_FILE NAMES "${name}.so" PATHS "${root}/lib" "${root}/lib64"
+               NO_DEFAULT_PATH REQUIRED)
+  message(STATUS "${name}: the vendor's, ${PLATFORM_${name}_FILE}")
+  add_library(platform::${name} SHARED IMPORTED GLOBAL)
+  set_target_properties(platform::${name} PROPERTIES
+    IMPORTED_LOCATION "${PLATFORM_${name}_FILE}"
+    INTERFACE_INCLUDE_DIRECTORIES "${root}/include")
+  target_link_libraries(platform::${name} INTERFACE ServerDataManager::ground ${ARGN})
+endfunction()
