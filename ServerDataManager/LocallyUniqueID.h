@@ -43,7 +43,7 @@ class LocallyUniqueID {
   constexpr unsigned int Serial() const noexcept { return serial_; }
 
   // Domain and serial as the one word described above.
-  constexpr unsigned int Word() const noexcept { return serial_ << kDomainBits | domain_; }
+  constexpr unsigned int Word() const noexcept { return Serial() << kDomainBits | Domain(); }
 
  private:
   static constexpr unsigned int kDomainBits = 4;
