@@ -1,0 +1,67 @@
+// Dictionaries for tests, written as the names of their variables.
+//
+//   std::unique_ptr<DataFreeDataSource> source = Dictionary("A B C");
+//   source->InsertVariable(1, Var("D"));
+//   EXPECT_EQ(Names(*source), "A D B C");
+
+#ifndef TESTS_SUPPORT_DICTIONARY_H_
+#define TESTS_SUPPORT_DICTIONARY_H_
+
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace support {
+
+// The identifier that goes with a name in this process: a fresh one when the name is first used,
+// the same ever after. Threads: any.
+LocallyUniqueID Id(const std::string& name);
+
+// The name whose identifier this is; "1:7" (domain and serial) for any other, "null" for null.
+// Threads: any.
+std::string NameOf(LocallyUniqueID id);
+
+// A variable of that name with the identifier that goes with it. Threads: any.
+ORVX_Variable Var(const std::string& name, int type = 0);
+
+// The same variable with another definition; its identifier stays.
+ORVX_Variable Labelled(ORVX_Variable variable, const std::string& label);
+ORVX_Variable Typed(ORVX_Variable variable, int type);
+ORVX_Variable Renamed(ORVX_Variable variable, const std::string& name);
+
+// The variables of a list of names, separated by blanks.
+std::vector<ORVX_Variable> Vars(const std::string& names);
+
+// A source without cases whose dictionary has these variables; clean.
+std::unique_ptr<DataFreeDataSource> Dictionary(const std::string& names);
+std::unique_ptr<DataFreeDataSource> Dictionary(const std::vector<ORVX_Variable>& variables);
+
+// Makes these variables the whole dictionary of `source`.
+void Replace(ORVX_DataSource& source, const std::vector<ORVX_Variable>& variables);
+
+// All variables of a source, in order.
+std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
+
+// Their names, separated by blanks, by identifier: a renamed variable is shown under the name that
+// its identifier goes with.
+std::string Names(const ORVX_DataSource& source);
+std::string Names(const std::vector<ORVX_Variable>& variables);
+
+// A source that counts up `deaths`, borrowed, when it is destroyed.
+class CountedSource : public DataFreeDataSource {
+ public:
+  explicit CountedSource(int& deaths, ORVX_DataSource* parent = nullptr)
+      : DataFreeDataSource(parent), deaths_(deaths) {}
+  ~CountedSource() override { ++deaths_; }
+
+ private:
+  int& deaths_;
+};
+
+}  // namespace support
+
+#endif  // TESTS_SUPPORT_DICTIONARY_H_

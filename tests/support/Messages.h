@@ -1,0 +1,155 @@
+// What change messages say, and how a test says what it expects.
+//
+//   EXPECT_MESSAGES(writer.GetNotifications(), Deleted("B C"), Inserted("D").Before("E"));
+//
+// A failure prints the expected and the queued messages side by side.
+
+#ifndef TESTS_SUPPORT_MESSAGES_H_
+#define TESTS_SUPPORT_MESSAGES_H_
+
+#include <gtest/gtest.h>
+#include <libdatasrc/ORVX_Variable.h>
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace support {
+
+// What one message says, without the dataset and the case sequence: plain data that two sides can
+// compare. Each kind fills the fields named beside it and leaves the others as they are.
+struct Said {
+  enum class Kind {
+    Null,       // a null pointer in the queue
+    Other,      // a message of a class made by a test
+    Insert,     // variables, anchor
+    Delete,     // variables
+    Move,       // positions, target
+    Modify,     // variables: the one
+    ResetUndo,  // nothing
+  };
+
+  Kind kind = Kind::Null;
+  std::vector<ORVX_Variable> variables;
+  LocallyUniqueID anchor;
+  std::vector<int> positions;
+  int target = 0;
+
+  bool operator==(const Said&) const = default;
+};
+
+// `message` may be null.
+Said WhatIsSaidBy(const DataSetMsg* message);
+std::vector<Said> WhatIsSaidBy(const std::vector<DataSetMsg*>& queue);
+
+// Whether it is about the list of variables.
+bool IsAboutVariables(const Said& said);
+
+// One line, as in "insert D before B", with everything by which definitions differ.
+std::string AsText(const Said& said);
+std::string AsText(const DataSetMsg* message);
+// One line for a definition: the name that the identifier goes with, then what is not as in a fresh
+// numeric variable of that name.
+std::string AsText(const ORVX_Variable& variable);
+
+// Both lists side by side, with a mark at each line in which they differ.
+std::string SideBySide(const std::string& leftTitle, const std::vector<std::string>& left,
+                       const std::string& rightTitle, const std::vector<std::string>& right);
+
+// For RapidCheck and GoogleTest.
+std::ostream& operator<<(std::ostream& stream, const Said& said);
+
+// --- What a test expects ---
+
+// One expected message. Named by identifiers alone, or with definitions that must fit too.
+struct Expected {
+  Said said;
+  bool definitionsToo = false;
+};
+
+// Inserted("D E").Before("B"): one message for both. AtEnd() is the null anchor.
+class Inserted {
+ public:
+  explicit Inserted(const std::string& names);
+  explicit Inserted(const ORVX_Variable& variable);
+  Expected Before(const std::string& name) const;
+  Expected AtEnd() const;
+
+ private:
+  Expected With(LocallyUniqueID anchor) const;
+
+  std::vector<ORVX_Variable> variables_;
+  bool definitionsToo_;
+};
+
+// Moved(2).To(0)
+class Moved {
+ public:
+  explicit Moved(int position) : position_(position) {}
+  Expected To(int target) const;
+
+ private:
+  int position_;
+};
+
+Expected Deleted(const std::string& names);  // one message; "" for one with an empty list
+Expected Deleted(const std::vector<ORVX_Variable>& variables);
+Expected Modified(const std::string& name);
+Expected Modified(const ORVX_Variable& variable);
+Expected ResetUndo();
+Expected NullMessage();
+
+testing::AssertionResult AreSaid(const std::vector<Said>& said,
+                                 const std::vector<Expected>& expected);
+
+template <class... Expectations>
+testing::AssertionResult HasMessages(const std::vector<DataSetMsg*>& queue,
+                                     const Expectations&... expected) {
+  return AreSaid(WhatIsSaidBy(queue), {expected...});
+}
+template <class... Expectations>
+testing::AssertionResult HasMessages(const std::vector<Said>& said,
+                                     const Expectations&... expected) {
+  return AreSaid(said, {expected...});
+}
+
+std::vector<Said> OnlyAboutVariables(std::vector<Said> said);
+
+template <class Queue, class... Expectations>
+testing::AssertionResult HasVariableMessages(const Queue& queue, const Expectations&... expected) {
+  if constexpr (std::is_same_v<Queue, std::vector<Said>>) {
+    return AreSaid(OnlyAboutVariables(queue), {expected...});
+  } else {
+    return AreSaid(OnlyAboutVariables(WhatIsSaidBy(queue)), {expected...});
+  }
+}
+
+// --- A message that a test can watch ---
+
+// Counts up `deaths`, borrowed, when it is deleted.
+class CountedMessage : public DataSetMsg {
+ public:
+  explicit CountedMessage(int& deaths) : deaths_(deaths) {}
+  ~CountedMessage() override { ++deaths_; }
+
+  VSerializable* VSClone() const override { return new CountedMessage(deaths_); }
+  bool VSInitSerialization(VStream&) override { return false; }
+  const char* VSConcreteSignature() const override { return "Test::CountedMessage"; }
+  void Accept(DataSetMsgVisitor&) const override {}
+
+ private:
+  int& deaths_;
+};
+
+}  // namespace support
+
+// (queue or list of Said, expected messages...): exactly these, in this order.
+#define EXPECT_MESSAGES(...) EXPECT_TRUE(::support::HasMessages(__VA_ARGS__))
+
+// The same, looking only at messages about the list of variables.
+#define EXPECT_VARIABLE_MESSAGES(...) EXPECT_TRUE(::support::HasVariableMessages(__VA_ARGS__))
+
+#endif  // TESTS_SUPPORT_MESSAGES_H_

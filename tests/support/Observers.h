@@ -1,0 +1,74 @@
+// Observers for tests. What they are told they write down; what they do about it, hostile or not,
+// is the test's: it sets a reaction.
+//
+//   RecordingObserver observer;
+//   observer.reaction = [](SvrDMWriteableDataSource const*) { throw std::runtime_error("no"); };
+//
+// Header-only: they call the library that the test links.
+
+#ifndef TESTS_SUPPORT_OBSERVERS_H_
+#define TESTS_SUPPORT_OBSERVERS_H_
+
+#include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/Messages.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace support {
+
+// Keeps what each pass said. Threads: as the notices come.
+class RecordingObserver : public SvrDMDataSetObserver {
+ public:
+  void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
+    passes.push_back(WhatIsSaidBy(writer->GetNotifications()));
+    writers.push_back(writer);
+    if (reaction) reaction(writer);
+  }
+
+  std::vector<std::vector<Said>> passes;
+  std::vector<SvrDMWriteableDataSource const*> writers;  // by address; gone after the pass
+  std::function<void(SvrDMWriteableDataSource const*)> reaction;
+};
+
+// Keeps the notices in the order in which they came.
+class RecordingRegistryObserver : public ServerDataManagerObserver {
+ public:
+  struct Notice {
+    bool created;  // or deleted
+    LocallyUniqueID id;
+    std::string fileName;  // empty for a deletion
+  };
+
+  void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) override {
+    notices.push_back({true, id, fileName});
+    if (onCreated) onCreated(id);
+  }
+  void DataSetDeleted(const LocallyUniqueID& id) override {
+    notices.push_back({false, id, std::string()});
+    if (onDeleted) onDeleted(id);
+  }
+
+  std::vector<LocallyUniqueID> Created() const { return Ids(true); }
+  std::vector<LocallyUniqueID> Deleted() const { return Ids(false); }
+
+  std::vector<Notice> notices;
+  std::function<void(LocallyUniqueID)> onCreated;
+  std::function<void(LocallyUniqueID)> onDeleted;
+
+ private:
+  std::vector<LocallyUniqueID> Ids(bool created) const {
+    std::vector<LocallyUniqueID> ids;
+    for (const Notice& notice : notices) {
+      if (notice.created == created) ids.push_back(notice.id);
+    }
+    return ids;
+  }
+};
+
+}  // namespace support
+
+#endif  // TESTS_SUPPORT_OBSERVERS_H_

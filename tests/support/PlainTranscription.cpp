@@ -1,0 +1,108 @@
+// PlainTranscription: nothing here is to be made faster or shorter.
+
+#include <tests/support/PlainTranscription.h>
+
+#include <cstddef>
+#include <utility>
+
+namespace support {
+
+namespace {
+
+using Variables = std::vector<ORVX_Variable>;
+
+std::size_t FirstFrom(const Variables& list, std::size_t start, LocallyUniqueID id) {
+  std::size_t i = start;
+  while (i < list.size() && list[i].GetID() != id) ++i;
+  return i;
+}
+
+bool Contains(const Variables& list, LocallyUniqueID id) {
+  return FirstFrom(list, 0, id) < list.size();
+}
+
+void EraseAt(Variables& list, std::size_t position) {
+  list.erase(list.begin() + static_cast<std::ptrdiff_t>(position));
+}
+
+void InsertAt(Variables& list, std::size_t position, const ORVX_Variable& variable) {
+  list.insert(list.begin() + static_cast<std::ptrdiff_t>(position), variable);
+}
+
+}  // namespace
+
+std::vector<Said> PlainTranscription::Update(const Variables& source) {
+  said_.clear();
+  anyChange = false;
+  sourceDirtied = false;
+  if (bulkVarMoves) {
+    ReplaceAll(source);
+  } else {
+    Compare(source);
+  }
+  return std::move(said_);
+}
+
+void PlainTranscription::ReplaceAll(const Variables& source) {
+  anyChange = true;
+  Say({Said::Kind::Delete, view, {}, {}, 0});
+  view.clear();
+  view = source;
+  Say({Said::Kind::Insert, view, LocallyUniqueID(), {}, 0});
+  bulkVarMoves = false;
+}
+
+void PlainTranscription::Compare(const Variables& source) {
+  for (std::size_t iNew = 0; iNew < source.size(); ++iNew) {
+    const ORVX_Variable newVar = source[iNew];
+    std::size_t j = FirstFrom(view, iNew, newVar.GetID());
+
+    if (j < view.size() && j > iNew) {
+      anyChange = true;
+      Variables gone;
+      std::size_t k = iNew;
+      while (k < j) {
+        if (!Contains(source, view[k].GetID())) {
+          gone.push_back(view[k]);
+          EraseAt(view, k);
+          --j;
+        } else {
+          ++k;
+        }
+      }
+      if (!gone.empty()) Say({Said::Kind::Delete, gone, {}, {}, 0});
+      if (j > iNew) {
+        Say({Said::Kind::Move, {}, {}, {static_cast<int>(j)}, static_cast<int>(iNew)});
+        const ORVX_Variable moved = view[j];
+        EraseAt(view, j);
+        InsertAt(view, iNew, moved);
+      }
+    } else if (j == view.size()) {
+      anyChange = true;
+      const LocallyUniqueID anchor = iNew < view.size() ? view[iNew].GetID() : LocallyUniqueID();
+      Say({Said::Kind::Insert, {newVar}, anchor, {}, 0});
+      InsertAt(view, iNew, newVar);
+    }
+
+    if (!(newVar == view[iNew])) {
+      anyChange = true;
+      Say({Said::Kind::Modify, {newVar}, {}, {}, 0});
+      if (newVar.GetType() != view[iNew].GetType()) resetClientData = true;
+      sourceDirtied = true;
+      view[iNew] = newVar;
+    }
+  }
+
+  if (view.size() > source.size()) {
+    anyChange = true;
+    const Variables rest(view.begin() + static_cast<std::ptrdiff_t>(source.size()), view.end());
+    view.resize(source.size());
+    Say({Said::Kind::Delete, rest, {}, {}, 0});
+  }
+}
+
+void PlainTranscription::Say(Said said) {
+  said_.push_back(std::move(said));
+}
+
+}  // namespace support
