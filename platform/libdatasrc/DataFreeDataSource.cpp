@@ -1,0 +1,7 @@
+// A dictionary alone: what the base does is all there is.
+
+#include <libdatasrc/DataFreeDataSource.h>
+
+DataFreeDataSource::DataFreeDataSource(ORVX_DataSource* parent) : ORVX_DataSource(parent) {}
+
+DataFreeDataSource::~DataFreeDataSource() = default;

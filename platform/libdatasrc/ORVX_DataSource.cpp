@@ -1,0 +1,246 @@
+// The dictionary of a data source and its properties, and what a source without cases answers.
+
+#include <libdatasrc/internal/ObsCells.h>
+#include <libdatasrc/internal/VariableSequence.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ORVX_DataSource.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+class NoRows : public ObsIterator {
+ public:
+  bool Next() override { return false; }
+};
+
+// Weight, filter and split of a dictionary, by identifier; null for off.
+struct Uses {
+  LocallyUniqueID weight;
+  LocallyUniqueID filter;
+  std::array<LocallyUniqueID, ORVX_DataSource::kMaxSplitVars> split;
+  unsigned int splitCount = 0;
+  bool splitSeparate = false;
+
+  void Drop(LocallyUniqueID id) noexcept {
+    if (weight == id) weight = LocallyUniqueID();
+    if (filter == id) filter = LocallyUniqueID();
+    const auto end = split.begin() + splitCount;
+    const auto kept = std::remove(split.begin(), end, id);
+    splitCount = static_cast<unsigned int>(kept - split.begin());
+    std::fill(kept, end, LocallyUniqueID());
+    if (splitCount == 0) splitSeparate = false;
+  }
+};
+
+[[noreturn]] void ThrowWrongPosition(const char* operation, long position, int size) {
+  throw std::out_of_range(std::string(operation) + ": position " + std::to_string(position) +
+                          " in a dictionary of " + std::to_string(size) + " variables");
+}
+
+}  // namespace
+
+struct ORVX_DataSource::Data {
+  explicit Data(ORVX_DataSource* source)
+      : variables([this](LocallyUniqueID id) { uses.Drop(id); }), parent(source) {}
+
+  // The identifier by which the variable at `position` can be kept in use.
+  LocallyUniqueID UsableID(const char* operation, int position) const {
+    if (position < 0 || position >= variables.Size()) {
+      ThrowWrongPosition(operation, position, variables.Size());
+    }
+    const LocallyUniqueID id = variables.At(position).GetID();
+    if (id.IsNull()) {
+      throw std::invalid_argument(std::string(operation) + ": the variable at position " +
+                                  std::to_string(position) + " has no identifier");
+    }
+    return id;
+  }
+
+  int PositionInUse(LocallyUniqueID id) const { return id.IsNull() ? -1 : variables.Find(id); }
+
+  VariableSequence variables;
+  Uses uses;
+  ORVX_DataSource* parent;  // borrowed
+  std::string fileSpec;
+  std::optional<std::string> label;
+  long long rowsPerImputation = 0;
+  bool dirty = false;
+};
+
+ORVX_DataSource::ORVX_DataSource(ORVX_DataSource* parent) : data_(std::make_unique<Data>(parent)) {}
+
+ORVX_DataSource::~ORVX_DataSource() = default;
+
+unsigned int ORVX_DataSource::GetNSplitVars() const {
+  return data_->uses.splitCount;
+}
+
+int ORVX_DataSource::GetSplitVarIndex(unsigned int i) const {
+  return i < data_->uses.splitCount ? data_->PositionInUse(data_->uses.split[i]) : -1;
+}
+
+LocallyUniqueID ORVX_DataSource::GetSplitVarID(unsigned int i) const {
+  return i < data_->uses.splitCount ? data_->uses.split[i] : LocallyUniqueID();
+}
+
+bool ORVX_DataSource::GetSplitqSeparate() const {
+  return data_->uses.splitSeparate;
+}
+
+ObsIterator* ORVX_DataSource::MakeIterator(OBS*) const {
+  return new NoRows;
+}
+
+long ORVX_DataSource::GetObsAreaSize() const {
+  long cells = 0;
+  for (int i = 0; i < data_->variables.Size(); ++i) {
+    cells += ObsCells(data_->variables.At(i).GetType());
+  }
+  return cells;
+}
+
+long long ORVX_DataSource::RowCount() const {
+  return 0;
+}
+
+bool ORVX_DataSource::IsLoaded() const {
+  return true;
+}
+
+int ORVX_DataSource::NParents() const {
+  return data_->parent != nullptr ? 1 + data_->parent->NParents() : 0;
+}
+
+int ORVX_DataSource::ColumnCount() const {
+  return data_->variables.Size();
+}
+
+ORVX_Variable& ORVX_DataSource::GetVariable(int position) {
+  const VariableSequence& variables = data_->variables;
+  if (position < 0 || position >= variables.Size()) {
+    ThrowWrongPosition("GetVariable", position, variables.Size());
+  }
+  return variables.At(position);
+}
+
+const ORVX_Variable& ORVX_DataSource::GetVariable(int position) const {
+  return const_cast<ORVX_DataSource*>(this)->GetVariable(position);
+}
+
+int ORVX_DataSource::FindVarIndex(LocallyUniqueID id) const {
+  return data_->variables.Find(id);
+}
+
+void ORVX_DataSource::DeleteVariables(int first, int last) {
+  const int size = data_->variables.Size();
+  if (first < 0 || first > size) ThrowWrongPosition("DeleteVariables", first, size);
+  if (last < first - 1 || last >= size) ThrowWrongPosition("DeleteVariables", last, size);
+  if (last >= first) data_->variables.Delete(first, last);
+}
+
+void ORVX_DataSource::InsertVariable(long position, const ORVX_Variable& variable) {
+  const int size = data_->variables.Size();
+  if (position < 0 || position > size) ThrowWrongPosition("InsertVariable", position, size);
+  data_->variables.Insert(static_cast<int>(position), variable);
+}
+
+void ORVX_DataSource::MakeVariable(const ORVX_Variable& variable, unsigned int* position) {
+  const int end = data_->variables.Size();
+  data_->variables.Insert(end, variable);
+  if (position != nullptr) *position = static_cast<unsigned int>(end);
+}
+
+int ORVX_DataSource::GetWeightVarIndex() const {
+  return data_->PositionInUse(data_->uses.weight);
+}
+
+LocallyUniqueID ORVX_DataSource::GetWeightVariableID() const {
+  return data_->uses.weight;
+}
+
+void ORVX_DataSource::SetWeightVar(int position) {
+  data_->uses.weight =
+      position == -1 ? LocallyUniqueID() : data_->UsableID("SetWeightVar", position);
+}
+
+int ORVX_DataSource::GetFilterVarIndex() const {
+  return data_->PositionInUse(data_->uses.filter);
+}
+
+LocallyUniqueID ORVX_DataSource::GetFilterVariableID() const {
+  return data_->uses.filter;
+}
+
+void ORVX_DataSource::SetFilterVar(int position) {
+  data_->uses.filter =
+      position == -1 ? LocallyUniqueID() : data_->UsableID("SetFilterVar", position);
+}
+
+void ORVX_DataSource::SetSplit(unsigned int count, const int* indices, bool separate) {
+  if (count > kMaxSplitVars) {
+    throw std::length_error("SetSplit: " + std::to_string(count) + " variables, but at most " +
+                            std::to_string(kMaxSplitVars) + " can split a file");
+  }
+  Uses uses = data_->uses;
+  uses.split.fill(LocallyUniqueID());
+  for (unsigned int i = 0; i < count; ++i) uses.split[i] = data_->UsableID("SetSplit", indices[i]);
+  uses.splitCount = count;
+  uses.splitSeparate = separate && count > 0;
+  data_->uses = uses;
+}
+
+bool ORVX_DataSource::IsDirty() const {
+  return data_->dirty;
+}
+void ORVX_DataSource::SetDirty(bool dirty) {
+  data_->dirty = dirty;
+}
+
+const char* ORVX_DataSource::GetFileSpec() const {
+  return data_->fileSpec.c_str();
+}
+
+void ORVX_DataSource::SetFileSpec(const char* fileSpec) {
+  data_->fileSpec = std::string(fileSpec != nullptr ? fileSpec : "");
+}
+
+const char* ORVX_DataSource::GetLabel() const {
+  return data_->label ? data_->label->c_str() : nullptr;
+}
+
+void ORVX_DataSource::SetLabel(const char* label) {
+  data_->label = label != nullptr ? std::optional<std::string>(label) : std::nullopt;
+}
+
+long long ORVX_DataSource::RowsPerImputation() const {
+  return data_->rowsPerImputation;
+}
+void ORVX_DataSource::RowsPerImputation(long long rows) {
+  data_->rowsPerImputation = rows;
+}
+
+ORVX_DataSource* ORVX_DataSource::GetParentSource() const {
+  return data_->parent;
+}
+void ORVX_DataSource::SetParentSource(ORVX_DataSource* parent) {
+  data_->parent = parent;
+}
+
+void ORVX_DataSource::CopyDictionary(const ORVX_DataSource* other) {
+  if (other == nullptr || other == this) return;
+  Data copy(nullptr);
+  for (int i = 0; i < other->ColumnCount(); ++i) copy.variables.Insert(i, other->GetVariable(i));
+  copy.fileSpec = other->data_->fileSpec;
+  copy.label = other->data_->label;
+
+  data_->variables.Swap(copy.variables);
+  data_->fileSpec.swap(copy.fileSpec);
+  data_->label.swap(copy.label);
+  data_->uses = other->data_->uses;
+  data_->rowsPerImputation = other->data_->rowsPerImputation;
+}

@@ -1,0 +1,242 @@
+// The record that variables share, and how a variable writes to it.
+
+#include <libdatasrc/internal/SameNumber.h>
+#include <libdatasrc/internal/VariableSequence.h>
+#include <libdatasrc/ORVX_Variable.h>
+
+#include <algorithm>
+#include <atomic>
+#include <stdexcept>
+
+namespace {
+
+// The serial of the next fresh identifier of a variable.
+std::atomic<unsigned int> nextSerial{0};
+constexpr unsigned int kVariableDomain = 1;
+
+int CheckedType(int type) {
+  if (type < 0) {
+    throw std::invalid_argument("the type of a variable is " + std::to_string(type) +
+                                ", but a width cannot be negative");
+  }
+  return type;
+}
+
+bool SameValue(const DataValue& a, const DataValue& b) {
+  const double* number = std::get_if<double>(&a);
+  const double* other = std::get_if<double>(&b);
+  return number != nullptr && other != nullptr ? SameNumber(*number, *other) : a == b;
+}
+
+bool SameLabels(const ValueLabels& a, const ValueLabels& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const auto& left, const auto& right) {
+                      return SameValue(left.first, right.first) && left.second == right.second;
+                    });
+}
+
+}  // namespace
+
+bool MissingValues::operator==(const MissingValues& other) const {
+  if (range.has_value() != other.range.has_value()) return false;
+  if (range && !(SameNumber(range->first, other.range->first) &&
+                 SameNumber(range->second, other.range->second))) {
+    return false;
+  }
+  return std::equal(values.begin(), values.end(), other.values.begin(), other.values.end(),
+                    SameValue);
+}
+
+struct ORVX_Variable::Record {
+  Record() = default;
+  Record(LocallyUniqueID identifier, std::string givenName, int givenType)
+      : id(identifier), type(CheckedType(givenType)), name(std::move(givenName)) {}
+  // A copy is held by nobody else yet.
+  Record(const Record& other)
+      : id(other.id),
+        type(other.type),
+        name(other.name),
+        label(other.label),
+        printFormat(other.printFormat),
+        writeFormat(other.writeFormat),
+        valueLabels(other.valueLabels),
+        missingValues(other.missingValues),
+        level(other.level),
+        role(other.role),
+        alignment(other.alignment),
+        displayWidth(other.displayWidth),
+        attributes(other.attributes) {}
+  Record& operator=(const Record&) = delete;
+
+  void Hold() { holders.fetch_add(1, std::memory_order_relaxed); }
+  void LetGo() {
+    if (holders.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  }
+  // Acquires, so that what the others did with the record lies before what the caller now does.
+  bool IsShared() const { return holders.load(std::memory_order_acquire) > 1; }
+
+  bool SameFields(const Record& other) const {
+    return id == other.id && type == other.type && name == other.name && label == other.label &&
+           printFormat == other.printFormat && writeFormat == other.writeFormat &&
+           SameLabels(valueLabels, other.valueLabels) && missingValues == other.missingValues &&
+           level == other.level && role == other.role && alignment == other.alignment &&
+           displayWidth == other.displayWidth && attributes == other.attributes;
+  }
+
+  std::atomic<unsigned int> holders{1};
+  LocallyUniqueID id;
+  int type = 0;
+  std::string name;
+  std::string label;
+  VariableFormat printFormat;
+  VariableFormat writeFormat;
+  ValueLabels valueLabels;
+  MissingValues missingValues;
+  MeasurementLevel level = MeasurementLevel::Unknown;
+  VariableRole role = VariableRole::Input;
+  VariableAlignment alignment = VariableAlignment::Right;
+  int displayWidth = 8;
+  VariableAttributes attributes;
+};
+
+// Never released: variables with static lifetime may outlive every other static object.
+ORVX_Variable::Record* ORVX_Variable::EmptyRecord() {
+  static Record* const empty = new Record;
+  empty->Hold();
+  return empty;
+}
+
+ORVX_Variable::ORVX_Variable() : record_(EmptyRecord()) {}
+
+ORVX_Variable::ORVX_Variable(LocallyUniqueID id, std::string name, int type)
+    : record_(new Record(id, std::move(name), type)) {}
+
+ORVX_Variable::ORVX_Variable(const ORVX_Variable& other) noexcept : record_(other.record_) {
+  record_->Hold();
+}
+
+ORVX_Variable& ORVX_Variable::operator=(const ORVX_Variable& other) {
+  ORVX_Variable copy(other);
+  if (place_ != nullptr && GetID() != copy.GetID()) place_->Rename(*this, copy.GetID());
+  std::swap(record_, copy.record_);
+  return *this;
+}
+
+ORVX_Variable::~ORVX_Variable() {
+  record_->LetGo();
+}
+
+LocallyUniqueID ORVX_Variable::NextID() {
+  return LocallyUniqueID(kVariableDomain, nextSerial.fetch_add(1, std::memory_order_relaxed));
+}
+
+bool ORVX_Variable::operator==(const ORVX_Variable& other) const {
+  return record_ == other.record_ || record_->SameFields(*other.record_);
+}
+
+ORVX_Variable::Record& ORVX_Variable::Own() {
+  if (record_->IsShared()) {
+    Record* own = new Record(*record_);
+    record_->LetGo();
+    record_ = own;
+  }
+  return *record_;
+}
+
+LocallyUniqueID ORVX_Variable::GetID() const {
+  return record_->id;
+}
+
+void ORVX_Variable::SetID(LocallyUniqueID id) {
+  if (id == GetID()) return;
+  Record& own = Own();
+  if (place_ != nullptr) place_->Rename(*this, id);
+  own.id = id;
+}
+
+const std::string& ORVX_Variable::GetName() const {
+  return record_->name;
+}
+void ORVX_Variable::SetName(std::string name) {
+  Own().name = std::move(name);
+}
+
+const std::string& ORVX_Variable::GetLabel() const {
+  return record_->label;
+}
+void ORVX_Variable::SetLabel(std::string label) {
+  Own().label = std::move(label);
+}
+
+int ORVX_Variable::GetType() const {
+  return record_->type;
+}
+void ORVX_Variable::SetType(int type) {
+  CheckedType(type);
+  Own().type = type;
+}
+
+const VariableFormat& ORVX_Variable::GetPrintFormat() const {
+  return record_->printFormat;
+}
+void ORVX_Variable::SetPrintFormat(const VariableFormat& format) {
+  const VariableFormat copy = format;  // `format` may lie in the record that is left behind
+  Own().printFormat = copy;
+}
+
+const VariableFormat& ORVX_Variable::GetWriteFormat() const {
+  return record_->writeFormat;
+}
+void ORVX_Variable::SetWriteFormat(const VariableFormat& format) {
+  const VariableFormat copy = format;
+  Own().writeFormat = copy;
+}
+
+const ValueLabels& ORVX_Variable::GetValueLabels() const {
+  return record_->valueLabels;
+}
+void ORVX_Variable::SetValueLabels(ValueLabels labels) {
+  Own().valueLabels = std::move(labels);
+}
+
+const MissingValues& ORVX_Variable::GetMissingValues() const {
+  return record_->missingValues;
+}
+void ORVX_Variable::SetMissingValues(MissingValues missing) {
+  Own().missingValues = std::move(missing);
+}
+
+MeasurementLevel ORVX_Variable::GetMeasurementLevel() const {
+  return record_->level;
+}
+void ORVX_Variable::SetMeasurementLevel(MeasurementLevel level) {
+  Own().level = level;
+}
+
+VariableRole ORVX_Variable::GetRole() const {
+  return record_->role;
+}
+void ORVX_Variable::SetRole(VariableRole role) {
+  Own().role = role;
+}
+
+VariableAlignment ORVX_Variable::GetAlignment() const {
+  return record_->alignment;
+}
+void ORVX_Variable::SetAlignment(VariableAlignment alignment) {
+  Own().alignment = alignment;
+}
+
+int ORVX_Variable::GetDisplayWidth() const {
+  return record_->displayWidth;
+}
+void ORVX_Variable::SetDisplayWidth(int width) {
+  Own().displayWidth = width;
+}
+
+const VariableAttributes& ORVX_Variable::GetAttributes() const {
+  return record_->attributes;
+}
+void ORVX_Variable::SetAttributes(VariableAttributes attributes) {
+  Own().attributes = std::move(attributes);
+}

@@ -1,0 +1,5 @@
+// Home of the interface's type information.
+
+#include <libdatasrc/ObsIterator.h>
+
+ObsIterator::~ObsIterator() = default;

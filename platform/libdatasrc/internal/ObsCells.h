@@ -1,0 +1,14 @@
+// How many cells of an observation a variable takes.
+
+#ifndef LIBDATASRC_INTERNAL_OBSCELLS_H_
+#define LIBDATASRC_INTERNAL_OBSCELLS_H_
+
+#include <libdatasrc/OBS.h>
+
+// `type`: 0 for a number, otherwise the width of a string in bytes.
+inline long ObsCells(int type) {
+  constexpr long kBytes = sizeof(OBS);
+  return type == 0 ? 1 : (type + kBytes - 1) / kBytes;
+}
+
+#endif  // LIBDATASRC_INTERNAL_OBSCELLS_H_

@@ -1,0 +1,13 @@
+// Equality of numbers by their bits, so that a value that is no number equals itself.
+
+#ifndef LIBDATASRC_INTERNAL_SAMENUMBER_H_
+#define LIBDATASRC_INTERNAL_SAMENUMBER_H_
+
+#include <bit>
+#include <cstdint>
+
+inline bool SameNumber(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+#endif  // LIBDATASRC_INTERNAL_SAMENUMBER_H_

@@ -1,0 +1,214 @@
+// The blocked list of variables, and how edits keep its index and its table of positions right.
+
+#include <libdatasrc/internal/VariableSequence.h>
+
+#include <algorithm>
+
+VariableBlock::VariableBlock(VariableSequence* owner) : sequence(owner) {
+  variables_.reserve(kCapacity);
+}
+
+// Asks for a hit in eights first: that loop has no early exit, so it runs in vector registers.
+int VariableBlock::Find(LocallyUniqueID id) const noexcept {
+  constexpr int kGroup = 8;
+  const unsigned int word = id.Word();
+  for (int group = 0; group < Size(); group += kGroup) {
+    const int end = std::min(group + kGroup, Size());
+    bool hit = false;
+    for (int offset = group; offset < group + kGroup; ++offset) hit |= ID(offset).Word() == word;
+    if (!hit) continue;
+    for (int offset = group; offset < end; ++offset) {
+      if (ID(offset).Word() == word) return offset;
+    }
+  }
+  return -1;
+}
+
+void VariableBlock::Insert(int offset, const ORVX_Variable& variable) noexcept {
+  variables_.push_back(variable);
+  variables_.back().place_ = this;
+  ORVX_Variable* variables = variables_.data();
+  auto* const record = variables_.back().record_;
+  for (int i = Size() - 1; i > offset; --i) variables[i].record_ = variables[i - 1].record_;
+  variables[offset].record_ = record;
+  std::copy_backward(ids_.begin() + offset, ids_.begin() + Size() - 1, ids_.begin() + Size());
+  SetID(offset, variables[offset].GetID());
+}
+
+void VariableBlock::Erase(int first, int last) noexcept {
+  ORVX_Variable* variables = variables_.data();
+  const int count = last - first + 1;
+  for (int i = last + 1; i < Size(); ++i)
+    std::swap(variables[i - count].record_, variables[i].record_);
+  std::copy(ids_.begin() + last + 1, ids_.begin() + Size(), ids_.begin() + first);
+  for (int i = 0; i < count; ++i) variables_.pop_back();
+}
+
+void VariableBlock::MoveTail(int offset, VariableBlock& to) noexcept {
+  for (int i = offset; i < Size(); ++i)
+    to.Insert(to.Size(), variables_[static_cast<std::size_t>(i)]);
+  Erase(offset, Size() - 1);
+}
+
+void VariableBlock::Rename(const ORVX_Variable& variable, LocallyUniqueID id) {
+  sequence->Rename(*this, static_cast<int>(&variable - variables_.data()), id);
+}
+
+VariableSequence::VariableSequence(std::function<void(LocallyUniqueID)> onLeave)
+    : onLeave_(std::move(onLeave)) {}
+
+int VariableSequence::Find(LocallyUniqueID id) const noexcept {
+  const VariableBlock* first = nullptr;
+  index_.ForEachBlock(id, [&first](const VariableBlock* block) {
+    if (first == nullptr || block->number < first->number) first = block;
+  });
+  if (first == nullptr) return -1;
+  return runs_[static_cast<std::size_t>(first->number)].start + first->Find(id);
+}
+
+void VariableSequence::Insert(int position, const ORVX_Variable& variable) {
+  const ORVX_Variable copy = variable;  // `variable` may stand in this list
+  ReserveTable(size_ + 1);
+  index_.Reserve(static_cast<std::size_t>(size_) + 1);
+  const std::size_t run = RunWithRoom(position);
+  VariableBlock& block = *runs_[run].block;
+  if (!block.Holds(copy.GetID())) index_.Add(copy.GetID(), &block);
+  block.Insert(position - runs_[run].start, copy);
+  Renumber(run);
+}
+
+void VariableSequence::Delete(int first, int last) noexcept {
+  const std::size_t firstRun = RunOf(first);
+  std::size_t run = firstRun;
+  for (int left = last - first + 1; left > 0; ++run) {
+    const int from = run == firstRun ? first - runs_[run].start : 0;
+    const int to = std::min(from + left, runs_[run].block->Size()) - 1;
+    EraseInRun(run, from, to);
+    left -= to - from + 1;
+  }
+  const auto touched = runs_.begin() + static_cast<std::ptrdiff_t>(firstRun);
+  const auto end = runs_.begin() + static_cast<std::ptrdiff_t>(run);
+  runs_.erase(std::remove_if(touched, end, [](const Run& r) { return r.block->Size() == 0; }), end);
+  MergeWithNext(firstRun);
+  if (firstRun > 0) MergeWithNext(firstRun - 1);
+  Renumber(firstRun > 0 ? firstRun - 1 : 0);
+}
+
+void VariableSequence::Swap(VariableSequence& other) noexcept {
+  runs_.swap(other.runs_);
+  runAt_.swap(other.runAt_);
+  std::swap(index_, other.index_);
+  std::swap(size_, other.size_);
+  for (Run& run : runs_) run.block->sequence = this;
+  for (Run& run : other.runs_) run.block->sequence = &other;
+}
+
+// Of two runs that meet at the end of the list, the last.
+std::size_t VariableSequence::RunOf(int position) const noexcept {
+  const auto after = std::upper_bound(runs_.begin(), runs_.end(), position,
+                                      [](int at, const Run& run) { return at < run.start; });
+  return static_cast<std::size_t>(after - runs_.begin()) - 1;
+}
+
+// The run that takes a variable in at `position`. A full one is split, but at the end of the list a
+// new one begins, so that a list that only grows at its end has full blocks.
+std::size_t VariableSequence::RunWithRoom(int position) {
+  if (runs_.empty()) return InsertRun(0);
+  const std::size_t run = RunOf(position);
+  if (!runs_[run].block->IsFull()) return run;
+  if (position == size_) return InsertRun(runs_.size());
+  Split(run);
+  return RunOf(position);
+}
+
+std::size_t VariableSequence::InsertRun(std::size_t run) {
+  auto block = std::make_unique<VariableBlock>(this);
+  ORVX_Variable* const variables = block->Variables();
+  const int start = run < runs_.size() ? runs_[run].start : size_;
+  runs_.insert(runs_.begin() + static_cast<std::ptrdiff_t>(run),
+               Run{start, variables, std::move(block)});
+  return run;
+}
+
+void VariableSequence::Split(std::size_t run) {
+  InsertRun(run + 1);
+  VariableBlock& lower = *runs_[run].block;
+  VariableBlock& upper = *runs_[run + 1].block;
+  lower.MoveTail(VariableBlock::kCapacity / 2, upper);
+  for (int offset = 0; offset < upper.Size(); ++offset) {
+    const LocallyUniqueID id = upper.ID(offset);
+    if (upper.Find(id) != offset) continue;
+    if (lower.Holds(id)) {
+      index_.Add(id, &upper);
+    } else {
+      index_.Replace(id, &lower, &upper);
+    }
+  }
+  Renumber(run);
+}
+
+void VariableSequence::MergeWithNext(std::size_t run) noexcept {
+  if (run + 1 >= runs_.size()) return;
+  VariableBlock& lower = *runs_[run].block;
+  VariableBlock& upper = *runs_[run + 1].block;
+  if (lower.Size() + upper.Size() > kMergedSize) return;
+  for (int offset = 0; offset < upper.Size(); ++offset) {
+    const LocallyUniqueID id = upper.ID(offset);
+    if (upper.Find(id) != offset) continue;
+    if (lower.Holds(id)) {
+      index_.Remove(id, &upper);
+    } else {
+      index_.Replace(id, &upper, &lower);
+    }
+  }
+  upper.MoveTail(0, lower);
+  runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(run) + 1);
+}
+
+void VariableSequence::EraseInRun(std::size_t run, int first, int last) noexcept {
+  VariableBlock& block = *runs_[run].block;
+  std::array<LocallyUniqueID, VariableBlock::kCapacity> gone;
+  const int count = last - first + 1;
+  for (int i = 0; i < count; ++i) gone[static_cast<std::size_t>(i)] = block.ID(first + i);
+  block.Erase(first, last);
+  for (int i = 0; i < count; ++i) {
+    const LocallyUniqueID id = gone[static_cast<std::size_t>(i)];
+    if (!block.Holds(id)) index_.Remove(id, &block);
+    Left(id);
+  }
+}
+
+// Brings numbers, starts and the table of positions up to date from a run on, and the size.
+void VariableSequence::Renumber(std::size_t run) noexcept {
+  int start = run > 0 ? runs_[run - 1].start + runs_[run - 1].block->Size() : 0;
+  std::size_t entry = static_cast<std::size_t>((start + kStride - 1) / kStride);
+  runAt_.resize(std::min(entry, runAt_.size()));
+  for (std::size_t i = run; i < runs_.size(); ++i) {
+    runs_[i].start = start;
+    runs_[i].block->number = static_cast<int>(i);
+    start += runs_[i].block->Size();
+    for (; static_cast<int>(entry) * kStride < start; ++entry)
+      runAt_.push_back(static_cast<int>(i));
+  }
+  size_ = start;
+}
+
+// Room for a list of `size`, growing by doubling: Renumber must not fail.
+void VariableSequence::ReserveTable(int size) {
+  const std::size_t entries = static_cast<std::size_t>(size / kStride) + 1;
+  if (entries > runAt_.capacity()) runAt_.reserve(2 * entries);
+}
+
+void VariableSequence::Rename(VariableBlock& block, int offset, LocallyUniqueID id) {
+  index_.Reserve(static_cast<std::size_t>(size_) + 1);
+  const LocallyUniqueID former = block.ID(offset);
+  const bool isNew = !block.Holds(id);
+  block.SetID(offset, id);
+  if (!block.Holds(former)) index_.Remove(former, &block);
+  if (isNew) index_.Add(id, &block);
+  Left(former);
+}
+
+void VariableSequence::Left(LocallyUniqueID id) const {
+  if (onLeave_) onLeave_(id);
+}

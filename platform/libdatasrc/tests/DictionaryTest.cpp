@@ -1,0 +1,187 @@
+// Random edits of a dictionary, held against a plain vector after each.
+
+#include <gtest/gtest.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <rapidcheck/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Model = std::vector<LocallyUniqueID>;
+
+LocallyUniqueID Serial(unsigned int serial) {
+  return LocallyUniqueID(1, serial);
+}
+
+ORVX_Variable Variable(LocallyUniqueID id) {
+  return ORVX_Variable(id, std::to_string(id.Serial()));
+}
+
+int FirstPosition(const Model& model, LocallyUniqueID id) {
+  const auto found = std::find(model.begin(), model.end(), id);
+  return found == model.end() ? -1 : static_cast<int>(found - model.begin());
+}
+
+// A dictionary and what it must hold, edited side by side.
+struct Pair {
+  DataFreeDataSource source;
+  Model model;
+  std::optional<LocallyUniqueID> weight;
+
+  int Size() const { return static_cast<int>(model.size()); }
+
+  void Insert(int position, LocallyUniqueID id) {
+    source.InsertVariable(position, Variable(id));
+    model.insert(model.begin() + position, id);
+  }
+  void Append(LocallyUniqueID id) {
+    unsigned int position = 0;
+    source.MakeVariable(Variable(id), &position);
+    RC_ASSERT(position == model.size());
+    model.push_back(id);
+  }
+  void Delete(int first, int last) {
+    source.DeleteVariables(first, last);
+    for (int i = first; i <= last; ++i) Leave(model[static_cast<std::size_t>(i)]);
+    model.erase(model.begin() + first, model.begin() + last + 1);
+  }
+  void Move(int from, int to) {
+    const ORVX_Variable variable = source.GetVariable(from);
+    Delete(from, from);
+    source.InsertVariable(to, variable);
+    model.insert(model.begin() + to, variable.GetID());
+  }
+  void Replace(ORVX_Variable& place, int position, LocallyUniqueID id, bool whole) {
+    LocallyUniqueID& former = model[static_cast<std::size_t>(position)];
+    if (whole) {
+      place = Variable(id);
+    } else {
+      place.SetID(id);
+    }
+    if (former != id) Leave(former);
+    former = id;
+  }
+  void Weight(int position) {
+    source.SetWeightVar(position);
+    weight = model[static_cast<std::size_t>(position)];
+  }
+  void Leave(LocallyUniqueID id) {
+    if (weight == id) weight.reset();
+  }
+
+  void Check(unsigned int serials) const {
+    RC_ASSERT(source.ColumnCount() == Size());
+    for (int i = 0; i < Size(); ++i) {
+      RC_ASSERT(source.GetVariable(i).GetID() == model[static_cast<std::size_t>(i)]);
+    }
+    for (unsigned int serial = 0; serial < serials; ++serial) {
+      RC_ASSERT(source.FindVarIndex(Serial(serial)) == FirstPosition(model, Serial(serial)));
+    }
+    RC_ASSERT(source.GetWeightVariableID() == weight.value_or(LocallyUniqueID()));
+    RC_ASSERT(source.GetWeightVarIndex() == (weight ? FirstPosition(model, *weight) : -1));
+  }
+};
+
+int Position(int size) {
+  return *rc::gen::inRange(0, size);
+}
+
+// Assignments through references that were taken before any of them.
+void ReplaceThroughKeptReferences(Pair& pair, unsigned int serials) {
+  std::vector<std::pair<ORVX_Variable*, int>> kept;
+  for (int i = 0; i < 5; ++i) {
+    const int position = Position(pair.Size());
+    kept.emplace_back(&pair.source.GetVariable(position), position);
+  }
+  for (auto& [place, position] : kept) {
+    pair.Replace(*place, position, Serial(*rc::gen::inRange(0U, serials)),
+                 *rc::gen::arbitrary<bool>());
+  }
+}
+
+void EditOnce(Pair& pair, unsigned int serials) {
+  const LocallyUniqueID id = Serial(*rc::gen::inRange(0U, serials));
+  if (pair.model.empty()) return pair.Append(id);
+  switch (*rc::gen::inRange(0, 8)) {
+    case 0:
+      return pair.Append(id);
+    case 1:
+    case 2:
+      return pair.Insert(Position(pair.Size() + 1), id);
+    case 3: {
+      const int position = Position(pair.Size());
+      return pair.Delete(position, position);
+    }
+    case 4: {
+      const int first = Position(pair.Size());
+      return pair.Delete(first, std::min(first + Position(400), pair.Size()) - 1);
+    }
+    case 5:
+      return pair.Move(Position(pair.Size()), Position(pair.Size()));
+    case 6:
+      return pair.Weight(Position(pair.Size()));
+    default:
+      return ReplaceThroughKeptReferences(pair, serials);
+  }
+}
+
+RC_GTEST_PROP(Dictionary, EqualsAPlainListAfterEveryEdit, ()) {
+  const auto serials = *rc::gen::element(3U, 50U, 3000U);
+  const int size = *rc::gen::element(0, 1, 255, 256, 257, 900);
+  Pair pair;
+  for (int i = 0; i < size; ++i) pair.Append(Serial(static_cast<unsigned>(i) % serials));
+  for (int edit = *rc::gen::inRange(0, 60); edit > 0; --edit) {
+    EditOnce(pair, serials);
+    pair.Check(serials);
+  }
+}
+
+RC_GTEST_PROP(Dictionary, EqualsAPlainListWhenItIsFilledAndEmptiedAtOnePlace, ()) {
+  const unsigned int serials = 2000;
+  Pair pair;
+  for (int i = 0; i < 700; ++i) pair.Append(Serial(static_cast<unsigned>(i)));
+  const int place = Position(pair.Size());
+  for (unsigned int i = 0; i < 600; ++i) pair.Insert(place, Serial(700 + i));
+  pair.Check(serials);
+  for (int i = 0; i < 550; ++i) pair.Delete(place, place);
+  pair.Check(serials);
+  for (int i = Position(pair.Size()); i > 0; --i) pair.Delete(0, 0);
+  pair.Check(serials);
+}
+
+TEST(Dictionary, ThatIsBulkFilledAndClearedIsEmptyAndUsable) {
+  Pair pair;
+  for (unsigned int i = 0; i < 10000; ++i) pair.Append(Serial(i));
+  pair.Delete(0, 9999);
+  pair.Append(Serial(3));
+
+  EXPECT_EQ(pair.source.ColumnCount(), 1);
+  EXPECT_EQ(pair.source.FindVarIndex(Serial(3)), 0);
+  EXPECT_EQ(pair.source.FindVarIndex(Serial(4)), -1);
+}
+
+TEST(Dictionary, IsReadByManyThreadsAtOnce) {
+  DataFreeDataSource source;
+  for (unsigned int i = 0; i < 3000; ++i) source.MakeVariable(Variable(Serial(i)), nullptr);
+  std::vector<int> wrong(4);
+  std::vector<std::thread> threads;
+  for (int& mine : wrong) {
+    threads.emplace_back([&source, &mine] {
+      for (int i = 0; i < source.ColumnCount(); ++i) {
+        const ORVX_Variable copy = source.GetVariable(i);
+        if (source.FindVarIndex(copy.GetID()) != i) ++mine;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(wrong, std::vector<int>(4));
+}
+
+}  // namespace

@@ -1,0 +1,234 @@
+// A variable as a value: sharing, detaching, equality, identifiers.
+
+#include <gtest/gtest.h>
+#include <libdatasrc/ORVX_Variable.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+ORVX_Variable Age() {
+  return ORVX_Variable(LocallyUniqueID(1, 7), "age");
+}
+
+TEST(Variable, WithoutArgumentsIsANamelessNumberWithoutIdentifier) {
+  const ORVX_Variable variable;
+
+  EXPECT_TRUE(variable.GetID().IsNull());
+  EXPECT_EQ(variable.GetName(), "");
+  EXPECT_EQ(variable.GetLabel(), "");
+  EXPECT_EQ(variable.GetType(), 0);
+  EXPECT_TRUE(variable.GetValueLabels().empty());
+  EXPECT_EQ(variable.GetMissingValues(), MissingValues());
+  EXPECT_EQ(variable, ORVX_Variable());
+}
+
+TEST(Variable, KeepsWhatItIsBuiltFrom) {
+  const ORVX_Variable variable(LocallyUniqueID(1, 7), "city", 12);
+
+  EXPECT_EQ(variable.GetID(), LocallyUniqueID(1, 7));
+  EXPECT_EQ(variable.GetName(), "city");
+  EXPECT_EQ(variable.GetType(), 12);
+}
+
+TEST(Variable, ACopySharesTheRecordUntilOneOfThemIsChanged) {
+  const ORVX_Variable original = Age();
+  ORVX_Variable copy = original;
+  ASSERT_EQ(&copy.GetName(), &original.GetName());
+
+  copy.SetName("years");
+
+  EXPECT_EQ(copy.GetName(), "years");
+  EXPECT_EQ(original.GetName(), "age");
+  EXPECT_EQ(copy.GetID(), original.GetID());
+}
+
+TEST(Variable, ChangingTheOriginalLeavesItsCopiesAsTheyWere) {
+  ORVX_Variable original = Age();
+  const ORVX_Variable copy = original;
+
+  original.SetType(4);
+
+  EXPECT_EQ(copy.GetType(), 0);
+}
+
+TEST(Variable, ChangingADefaultVariableLeavesOthersEmpty) {
+  ORVX_Variable variable;
+  variable.SetName("x");
+
+  EXPECT_EQ(ORVX_Variable().GetName(), "");
+}
+
+TEST(Variable, ThatIsNotSharedIsChangedInPlace) {
+  ORVX_Variable variable = Age();
+  const std::string* const name = &variable.GetName();
+
+  variable.SetLabel("Age in years");
+
+  EXPECT_EQ(&variable.GetName(), name);
+}
+
+TEST(Variable, MovingCopies) {
+  ORVX_Variable original = Age();
+  const ORVX_Variable target = std::move(original);
+
+  EXPECT_EQ(original, target);  // NOLINT: the promise is that it keeps its value
+}
+
+TEST(Variable, AssignedToItselfKeepsItsValue) {
+  ORVX_Variable variable = Age();
+  const ORVX_Variable& same = variable;
+
+  variable = same;
+
+  EXPECT_EQ(variable, Age());
+}
+
+TEST(Variable, TakesAPartOfItselfAsAnArgument) {
+  ORVX_Variable variable = Age();
+  variable.SetPrintFormat({'E', 12, 4});
+  const ORVX_Variable copy = variable;
+
+  variable.SetWriteFormat(variable.GetPrintFormat());
+  variable.SetLabel(variable.GetName());
+
+  EXPECT_EQ(variable.GetWriteFormat(), (VariableFormat{'E', 12, 4}));
+  EXPECT_EQ(variable.GetLabel(), "age");
+  EXPECT_EQ(copy.GetLabel(), "");
+}
+
+TEST(Variable, RefusesANegativeTypeAndKeepsItsOwn) {
+  ORVX_Variable variable(LocallyUniqueID(1, 1), "x", 3);
+
+  EXPECT_THROW(variable.SetType(-1), std::invalid_argument);
+  EXPECT_THROW(ORVX_Variable(LocallyUniqueID(1, 1), "x", -5), std::invalid_argument);
+  EXPECT_EQ(variable.GetType(), 3);
+}
+
+struct Change {
+  const char* field;
+  std::function<void(ORVX_Variable&)> apply;
+};
+
+void PrintTo(const Change& change, std::ostream* out) {
+  *out << change.field;
+}
+
+class EveryField : public testing::TestWithParam<Change> {};
+
+TEST_P(EveryField, CountsInTheComparison) {
+  const ORVX_Variable plain = Age();
+  ORVX_Variable changed = Age();
+  ORVX_Variable changedAlike = Age();
+
+  GetParam().apply(changed);
+  GetParam().apply(changedAlike);
+
+  EXPECT_FALSE(changed == plain);
+  EXPECT_TRUE(changed == changedAlike);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Variable, EveryField,
+    testing::Values(
+        Change{"ID", [](ORVX_Variable& v) { v.SetID(LocallyUniqueID(1, 8)); }},
+        Change{"Name", [](ORVX_Variable& v) { v.SetName("Age"); }},
+        Change{"Label", [](ORVX_Variable& v) { v.SetLabel("Age in years"); }},
+        Change{"Type", [](ORVX_Variable& v) { v.SetType(1); }},
+        Change{"PrintFormat",
+               [](ORVX_Variable& v) {
+                 v.SetPrintFormat({'F', 8, 0});
+               }},
+        Change{"WriteFormat",
+               [](ORVX_Variable& v) {
+                 v.SetWriteFormat({'F', 9, 2});
+               }},
+        Change{"ValueLabels",
+               [](ORVX_Variable& v) {
+                 v.SetValueLabels({{99.0, "unknown"}});
+               }},
+        Change{"MissingValues",
+               [](ORVX_Variable& v) {
+                 v.SetMissingValues({{DataValue(99.0)}, std::nullopt});
+               }},
+        Change{"MissingRange",
+               [](ORVX_Variable& v) {
+                 v.SetMissingValues({{}, std::pair(90.0, 99.0)});
+               }},
+        Change{"MeasurementLevel",
+               [](ORVX_Variable& v) { v.SetMeasurementLevel(MeasurementLevel::Scale); }},
+        Change{"Role", [](ORVX_Variable& v) { v.SetRole(VariableRole::Target); }},
+        Change{"Alignment", [](ORVX_Variable& v) { v.SetAlignment(VariableAlignment::Center); }},
+        Change{"DisplayWidth", [](ORVX_Variable& v) { v.SetDisplayWidth(20); }},
+        Change{"Attributes",
+               [](ORVX_Variable& v) {
+                 v.SetAttributes({{"source", {"census"}}});
+               }}),
+    [](const auto& each) { return each.param.field; });
+
+TEST(Variable, AMissingValueThatIsNoNumberEqualsItself) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  ORVX_Variable a = Age();
+  ORVX_Variable b = Age();
+  a.SetMissingValues({{DataValue(nan)}, std::pair(nan, 1.0)});
+  b.SetMissingValues({{DataValue(nan)}, std::pair(nan, 1.0)});
+
+  EXPECT_TRUE(a == b);
+
+  b.SetMissingValues({{DataValue(nan)}, std::pair(nan, 2.0)});
+  EXPECT_FALSE(a == b);
+}
+
+TEST(Variable, FreshIdentifiersHaveDomainOneAndDifferOnAllThreads) {
+  constexpr int kEach = 1000;
+  std::vector<std::vector<LocallyUniqueID>> drawn(4);
+  std::vector<std::thread> threads;
+  for (auto& ids : drawn) {
+    threads.emplace_back([&ids] {
+      for (int i = 0; i < kEach; ++i) ids.push_back(ORVX_Variable::NextID());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  std::set<LocallyUniqueID> all;
+  for (const auto& ids : drawn) all.insert(ids.begin(), ids.end());
+  EXPECT_EQ(all.size(), 4U * kEach);
+  EXPECT_EQ(all.begin()->Domain(), 1U);
+  EXPECT_EQ(all.rbegin()->Domain(), 1U);
+}
+
+TEST(Variable, CopiesOfOneRecordAreChangedOnManyThreads) {
+  const ORVX_Variable shared = Age();
+  std::vector<std::string> names(4);
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    threads.emplace_back([&shared, &names, i] {
+      for (int round = 0; round < 1000; ++round) {
+        ORVX_Variable mine = shared;
+        mine.SetName(std::to_string(i));
+        const ORVX_Variable again = mine;
+        names[i] = again.GetName();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(names, (std::vector<std::string>{"0", "1", "2", "3"}));
+  EXPECT_EQ(shared, Age());
+}
+
+template <class T>
+concept HasInequalityOfItsOwn = requires {
+  &T::operator!=;
+};
+static_assert(!HasInequalityOfItsOwn<ORVX_Variable>);
+static_assert(sizeof(ORVX_Variable) == 2 * sizeof(void*));
+
+}  // namespace
