@@ -1,0 +1,26 @@
+// One dataset, one observer, one write: what a client hears when a writer is released.
+
+#include <cstdio>
+
+#include <libdatasrc/DataFreeDataSource.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+struct Listener : SvrDMDataSetObserver {
+  void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
+    std::printf("%zu change message(s)\n", writer->GetNotifications().size());
+  }
+};
+
+int main() {
+  ServerDataManager& registry = ServerDataManager::GetInstance();
+  LocallyUniqueID id = registry.Add(*new DataFreeDataSource, "", /*quiet=*/false);
+  Listener listener;
+  SvrDMDataset(id).Register(listener);
+  {
+    SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, /*originator=*/nullptr);
+    writer->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "age"));
+  }  // the lock is released, and the listener hears of the new variable
+  registry.Delete(id);
+}
