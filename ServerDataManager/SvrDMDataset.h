@@ -32,8 +32,8 @@ class SvrDMDataSetObserver;
 class SDM_EXPORT SvrDMDataset {
  public:
   // By identifier, in the given registry or in that of the process. Throws ErrorMsg, code 2001,
-  // where the registry has no such dataset. Threads: any. Takes the registry lock, as does the
-  // next.
+  // where the registry has no such dataset.
+  // Threads: any. Takes the registry lock, as does the next.
   SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id);
   SvrDMDataset(LocallyUniqueID id);
 

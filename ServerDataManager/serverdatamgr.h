@@ -118,13 +118,14 @@ class SDM_EXPORT ServerDataManager {
   void Unregister(ServerDataManagerObserver& observer);
 
   // Installs the hook that may replace every data source being added; null removes it. Borrows it.
-  // Returns the hook installed before. Threads: not safe; call before datasets are added. Takes no
-  // lock.
+  // Returns the hook installed before.
+  // Threads: not safe; call before datasets are added. Takes no lock.
   ORVX_DataSourceFilterHook* RegisterFilter(ORVX_DataSourceFilterHook* hook);
 
   // Tells registry observers that the dataset was created: once in its life, once it has a data
   // source, and never for a quiet one. Called when a dataset is added and by its notification
-  // passes. Threads: any. Takes the registry lock while observers are told.
+  // passes.
+  // Threads: any. Takes the registry lock while observers are told.
   void NotifyCreate(SvrDMItem& item);
 
  private:

@@ -9,9 +9,8 @@
 //
 //   lock                 taken by                      while it is held
 //   reader/writer lock   reader and writer handles     the data source is read or written
-//   notification mutex   Register, Unregister, Notify  observers are called; the registry lock may
-//   be
-//                                                      taken by them, a lock of this item may not
+//   notification mutex   Register, Unregister, Notify  observers are called: they may take the
+//                                                      registry lock, but no lock of this item
 //
 // Counters and flags have no lock: each is read and written as one plain field (PlainField.h), from
 // any thread. Strings have no such protection: nobody may read one while another thread sets it.
@@ -96,12 +95,13 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // ancestor of the present source, the sources below it; when it is built on the present source,
   // nothing; otherwise the whole present chain. The item owns `ds`, which may be null, from here
   // on. Replacing a source (not null) lets go of the saved file and queues a ResetUndoMsg; a new
-  // source takes hold of it again. Threads: the thread that holds the write lock.
+  // source takes hold of it again.
+  // Threads: the thread that holds the write lock.
   void SetDataSet(ORVX_DataSource* ds);
 
   // Deletes the data source with its chain and leaves the pointer as it was: only for the
-  // destructor and for those who store another source at once. Threads: the thread that holds the
-  // write lock.
+  // destructor and for those who store another source at once.
+  // Threads: the thread that holds the write lock.
   void DeleteDataSource();
 
   // --- Reader/writer lock ---
@@ -136,14 +136,15 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // --- Observers and change messages ---
 
   // Adds the observer at the end of the list; one that is registered twice is told twice. Borrows
-  // it until Unregister, which removes it however often it stands there. Threads: any but one that
-  // is being told of a change to this dataset. Takes the notification mutex.
+  // it until Unregister, which removes it however often it stands there.
+  // Threads: any but one that is being told of a change to this dataset. Takes the notification
+  // mutex.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
   // Queues a message for the observers. Owns it from the call on, also where the queue cannot grow
-  // and the call throws. A null pointer is queued as it is. Threads: the thread that holds the
-  // write lock; likewise the two below.
+  // and the call throws. A null pointer is queued as it is.
+  // Threads: the thread that holds the write lock; likewise the two below.
   void AddNotification(DataSetMsg* message);
 
   // The queue, in the order in which messages came. Borrowed until the writer is released.
@@ -155,9 +156,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // One notification pass: compares the dataset with what observers were last told, queues the
   // differences, announces a dataset never announced to the registry's observers, hands `writer` to
   // every observer but `originator` (which may be null), and empties the queue. The comparison is
-  // left out when nobody would hear of it; with an empty queue nothing else happens. Threads: the
-  // thread that holds the write lock. Takes the notification mutex, then, without it, the registry
-  // lock, then the notification mutex again.
+  // left out when nobody would hear of it; with an empty queue nothing else happens.
+  // Threads: the thread that holds the write lock. Takes the notification mutex, then, without it,
+  // the registry lock, then the notification mutex again.
   void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
 
   // The number of the client that made the change under way; kept for whoever looks at the item.
@@ -165,11 +166,13 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void Originator(unsigned int& number);
 
   // With true, the next comparison replaces the whole variable list by two messages instead of
-  // moving variables one by one. Threads: the thread that holds the write lock.
+  // moving variables one by one.
+  // Threads: the thread that holds the write lock.
   void BulkVarMoves(bool bulk);
 
   // Whether registry observers hear of this dataset, and whether they have been told of its
-  // creation. Threads: any.
+  // creation.
+  // Threads: any.
   bool NotifyDelete() const;
   bool NotifiedCreation();
   void SetNotifiedCreation();
@@ -188,8 +191,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Holds the dataset's file open for reading, with other programs kept from writing where the file
   // system can do that, and remembers when it was last modified. A file of another name held before
   // is let go first; the same name again changes nothing; an empty name holds nothing. A file that
-  // cannot be opened is not held, silently, and the next call tries again. Threads: the thread that
-  // holds the write lock; likewise the two below.
+  // cannot be opened is not held, silently, and the next call tries again.
+  // Threads: the thread that holds the write lock; likewise the two below.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 
@@ -198,8 +201,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   bool SavFileExternallyChanged();
 
   // Writes the present local time as a date value (seconds since 14 October 1582) to `out`; 1
-  // February 1975, 12:00, where the local time cannot be told. Threads: not safe against others
-  // that use the C library's localtime.
+  // February 1975, 12:00, where the local time cannot be told.
+  // Threads: not safe against others that use the C library's localtime.
   static void orvxTimestampNow(double* out);
 
   // When the item was made, as a date value.
@@ -212,19 +215,21 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void Password(const std::string& password, bool mangled);
 
   // Whether the password is mangled: as the saved file at the data source or at its parent says,
-  // else as it was said with the password. Threads: a thread that holds the read or the write lock.
+  // else as it was said with the password.
+  // Threads: a thread that holds the read or the write lock.
   bool PasswordMangled() const;
 
   // --- Companions ---
 
   // Reports errors to the client; silent until it is initialised with the channel, which is
-  // borrowed. Threads: the thread that holds the write lock.
+  // borrowed.
+  // Threads: the thread that holds the write lock.
   InteractiveErrorMonitor& GetErrorMonitor() { return errorMonitor_; }
   void InitializeErrorMonitor(PackageProxy* proxy);
 
   // The bootstrap specification, owned by the item; null for none. Setting another deletes the
-  // present one; setting the same pointer changes nothing. Threads: any may ask whether there is
-  // one; otherwise the thread that holds the write lock.
+  // present one; setting the same pointer changes nothing.
+  // Threads: any may ask whether there is one; otherwise the thread that holds the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
 
