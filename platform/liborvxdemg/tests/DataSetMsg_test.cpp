@@ -1,0 +1,321 @@
+// What the library promises of each change message: what it carries, whom it visits, how it
+// travels.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <liborvxdemg/DataSetMsgVisitor.h>
+#include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/InsertVarsMsg.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ReadDataSetMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <tests/support/MessageBytes.h>
+
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const LocallyUniqueID kDataset(0, 7);
+const LocallyUniqueID kAgeID(1, 2);
+
+// A variable with nothing but an identifier, a name and a look.
+ORVX_Variable Age() {
+  ORVX_Variable age(kAgeID, "age");
+  age.SetPrintFormat({'F', 8, 2});
+  age.SetWriteFormat({'E', 9, 0});
+  age.SetAlignment(VariableAlignment::Right);
+  age.SetDisplayWidth(10);
+  return age;
+}
+
+// The leading word, the dataset and the case sequence of the messages below.
+const std::string kCommonBytes =
+    "\0\0\0\0"
+    "\x70\0\0\0"
+    "\x0C\0\0\0"s;
+
+// clang-format off
+const std::string kAgeBytes =
+    "\x21\0\0\0"              // identifier
+    "\x03\0\0\0" "age"        // name
+    "\0\0\0\0"                // label
+    "\0\0\0\0"                // type
+    "F\x08\0\0\0\x02\0\0\0"  // print format
+    "E\x09\0\0\0\0\0\0\0"    // write format
+    "\0\0\0\0"                // value labels
+    "\0\0\0\0" "\0"          // missing values, range
+    "\0"                      // measurement level
+    "\0"                      // role
+    "\x01"                    // alignment
+    "\x0A\0\0\0"              // display width
+    "\0\0\0\0"s;              // attributes
+// clang-format on
+
+const std::string kInsertBytes =
+    "\x19\0\0\0"
+    "DEMessages::InsertVarsMsg"
+    "\x01\0\0\0"s +
+    kCommonBytes + "\x01\0\0\0"s + kAgeBytes + "\x31\0\0\0"s;
+
+const std::string kDeleteBytes =
+    "\x19\0\0\0"
+    "DEMessages::DeleteVarsMsg"
+    "\x01\0\0\0"s +
+    kCommonBytes + "\x01\0\0\0"s + kAgeBytes;
+
+const std::string kMoveBytes =
+    "\x17\0\0\0"
+    "DEMessages::MoveVarsMsg"
+    "\x01\0\0\0"s +
+    kCommonBytes +
+    "\x02\0\0\0"
+    "\x05\0\0\0"
+    "\x09\0\0\0"
+    "\x01\0\0\0"s;
+
+const std::string kModifyBytes =
+    "\x18\0\0\0"
+    "DEMessages::ModifyVarMsg"
+    "\x01\0\0\0"s +
+    kCommonBytes + kAgeBytes;
+
+const std::string kResetUndoBytes =
+    "\x18\0\0\0"
+    "DEMessages::ResetUndoMsg"
+    "\x01\0\0\0"
+    "\0\0\0\0"
+    "\xFF\xFF\xFF\xFF"
+    "\0\0\0\0"s;
+
+InsertVarsMsg Insert() {
+  return {0, kDataset, 12, {Age()}, LocallyUniqueID(1, 3)};
+}
+DeleteVarsMsg Delete() {
+  return {0, kDataset, 12, {Age()}};
+}
+MoveVarsMsg Move() {
+  return {0, kDataset, 12, {5, 9}, 1};
+}
+ModifyVarMsg Modify() {
+  return {0, kDataset, 12, Age()};
+}
+
+std::unique_ptr<DataSetMsg> Read(std::string_view bytes) {
+  VStream stream(bytes);
+  std::unique_ptr<DataSetMsg> message = ReadDataSetMsg(stream);
+  stream.ExpectEnd();
+  return message;
+}
+
+// The message of class `Message` in `bytes`.
+template <class Message>
+std::unique_ptr<Message> ReadAs(const std::string& bytes) {
+  std::unique_ptr<DataSetMsg> message = Read(bytes);
+  EXPECT_STREQ(message->VSConcreteSignature(), Message::VSignature());
+  return std::unique_ptr<Message>(dynamic_cast<Message*>(message.release()));
+}
+
+// Writes down which operation was called.
+class Witness final : public DataSetMsgVisitor {
+ public:
+  void Visit(const InsertVarsMsg&) override { seen.push_back("insert"); }
+  void Visit(const DeleteVarsMsg&) override { seen.push_back("delete"); }
+  void Visit(const MoveVarsMsg&) override { seen.push_back("move"); }
+  void Visit(const ModifyVarMsg&) override { seen.push_back("modify"); }
+  void Visit(const ResetUndoMsg&) override { seen.push_back("reset undo"); }
+
+  std::vector<std::string> seen;
+};
+
+void ExpectCommonFields(const DataSetMsg& message) {
+  EXPECT_EQ(message.GetLeading(), 0U);
+  EXPECT_EQ(message.GetDataSetID(), kDataset);
+  EXPECT_EQ(message.GetCaseSequence(), 12U);
+}
+
+TEST(DataSetMsg, CarriesTheThreeCommonArguments) {
+  const ModifyVarMsg message(4, kDataset, 4000000000U, Age());
+  EXPECT_EQ(message.GetLeading(), 4U);
+  EXPECT_EQ(message.GetDataSetID(), kDataset);
+  EXPECT_EQ(message.GetCaseSequence(), 4000000000U);
+}
+
+TEST(DataSetMsg, CannotBeAssignedToOnceBuilt) {
+  EXPECT_FALSE(std::is_copy_assignable_v<InsertVarsMsg>);
+  EXPECT_FALSE(std::is_copy_assignable_v<ModifyVarMsg>);
+}
+
+TEST(DataSetMsg, KeepsCopiesOfItsArguments) {
+  std::vector<ORVX_Variable> variables = {Age()};
+  const InsertVarsMsg message(0, kDataset, 12, variables, LocallyUniqueID());
+  variables[0].SetName("years");
+  variables.clear();
+  EXPECT_THAT(message.GetVariables(), ElementsAre(Age()));
+}
+
+TEST(DataSetMsg, CallsTheVisitorsOperationOfItsOwnClass) {
+  Witness witness;
+  Insert().Accept(witness);
+  Delete().Accept(witness);
+  Move().Accept(witness);
+  Modify().Accept(witness);
+  ResetUndoMsg().Accept(witness);
+  EXPECT_THAT(witness.seen, ElementsAre("insert", "delete", "move", "modify", "reset undo"));
+}
+
+TEST(DataSetMsg, IsClonedAsAWhole) {
+  const std::unique_ptr<VSerializable> clone(Insert().VSClone());
+  EXPECT_STREQ(clone->VSConcreteSignature(), "DEMessages::InsertVarsMsg");
+  EXPECT_EQ(BytesOf(*clone), kInsertBytes);
+}
+
+TEST(DataSetMsg, LeavesItsNameBehindWhenCopied) {
+  InsertVarsMsg message = Insert();
+  message.SetName("first");
+  const InsertVarsMsg copy(message);
+  EXPECT_STREQ(copy.Name(), "");
+  ExpectCommonFields(copy);
+}
+
+TEST(InsertVarsMsg, HasThisWireForm) {
+  InsertVarsMsg message = Insert();
+  EXPECT_EQ(BytesOf(message), kInsertBytes);
+}
+
+TEST(InsertVarsMsg, ComesBackFromItsBytes) {
+  const auto message = ReadAs<InsertVarsMsg>(kInsertBytes);
+  ASSERT_NE(message, nullptr);
+  ExpectCommonFields(*message);
+  EXPECT_THAT(message->GetVariables(), ElementsAre(Age()));
+  EXPECT_EQ(message->GetAnchor(), LocallyUniqueID(1, 3));
+}
+
+TEST(DeleteVarsMsg, HasThisWireForm) {
+  DeleteVarsMsg message = Delete();
+  EXPECT_EQ(BytesOf(message), kDeleteBytes);
+}
+
+TEST(DeleteVarsMsg, ComesBackFromItsBytes) {
+  const auto message = ReadAs<DeleteVarsMsg>(kDeleteBytes);
+  ASSERT_NE(message, nullptr);
+  ExpectCommonFields(*message);
+  EXPECT_THAT(message->GetVariables(), ElementsAre(Age()));
+}
+
+TEST(DeleteVarsMsg, MayHoldNothing) {
+  DeleteVarsMsg message(0, kDataset, 12, {});
+  const auto read = ReadAs<DeleteVarsMsg>(BytesOf(message));
+  ASSERT_NE(read, nullptr);
+  EXPECT_THAT(read->GetVariables(), IsEmpty());
+}
+
+TEST(MoveVarsMsg, HasThisWireForm) {
+  MoveVarsMsg message = Move();
+  EXPECT_EQ(BytesOf(message), kMoveBytes);
+}
+
+TEST(MoveVarsMsg, ComesBackFromItsBytes) {
+  const auto message = ReadAs<MoveVarsMsg>(kMoveBytes);
+  ASSERT_NE(message, nullptr);
+  ExpectCommonFields(*message);
+  EXPECT_THAT(message->GetPositions(), ElementsAre(5, 9));
+  EXPECT_EQ(message->GetTarget(), 1);
+}
+
+TEST(ModifyVarMsg, HasThisWireForm) {
+  ModifyVarMsg message = Modify();
+  EXPECT_EQ(BytesOf(message), kModifyBytes);
+}
+
+TEST(ModifyVarMsg, ComesBackFromItsBytes) {
+  const auto message = ReadAs<ModifyVarMsg>(kModifyBytes);
+  ASSERT_NE(message, nullptr);
+  ExpectCommonFields(*message);
+  EXPECT_EQ(message->GetVariable(), Age());
+}
+
+TEST(ResetUndoMsg, HasNoArgumentsAndThisWireForm) {
+  ResetUndoMsg message;
+  EXPECT_EQ(message.GetLeading(), 0U);
+  EXPECT_TRUE(message.GetDataSetID().IsNull());
+  EXPECT_EQ(message.GetCaseSequence(), 0U);
+  EXPECT_EQ(BytesOf(message), kResetUndoBytes);
+}
+
+TEST(ResetUndoMsg, ComesBackFromItsBytes) {
+  EXPECT_NE(ReadAs<ResetUndoMsg>(kResetUndoBytes), nullptr);
+}
+
+class EachMessage : public testing::TestWithParam<std::string> {};
+
+TEST_P(EachMessage, IsRefusedWhereverItsBytesEndEarly) {
+  ExpectEveryTruncationRefused(GetParam(), Read);
+}
+
+TEST_P(EachMessage, IsReadOrRefusedWhateverByteChanges) {
+  ExpectChangedBytesReadOrRefused(GetParam(), Read);
+}
+
+TEST_P(EachMessage, IsRefusedInVersionTwo) {
+  std::string bytes = GetParam();
+  const std::size_t version = 4U + static_cast<unsigned char>(bytes[0]);
+  bytes[version] = '\x02';
+  EXPECT_THROW(Read(bytes), VStreamError);
+}
+
+INSTANTIATE_TEST_SUITE_P(DataSetMsg, EachMessage,
+                         testing::Values(kInsertBytes, kDeleteBytes, kMoveBytes, kModifyBytes,
+                                         kResetUndoBytes),
+                         [](const auto& test) {
+                           // The class's name in the signature.
+                           return test.param.substr(16, test.param.find("Msg", 16) - 13);
+                         });
+
+TEST(ReadDataSetMsg, ReadsOneMessageAfterTheOther) {
+  const std::string bytes = kMoveBytes + kResetUndoBytes;
+  VStream stream{std::string_view(bytes)};
+  EXPECT_STREQ(ReadDataSetMsg(stream)->VSConcreteSignature(), "DEMessages::MoveVarsMsg");
+  EXPECT_STREQ(ReadDataSetMsg(stream)->VSConcreteSignature(), "DEMessages::ResetUndoMsg");
+  EXPECT_NO_THROW(stream.ExpectEnd());
+}
+
+TEST(ReadDataSetMsg, RefusesASignatureOutsideTheFamilyAndSaysWhere) {
+  const std::string bytes = kMoveBytes +
+                            "\x14\0\0\0"
+                            "DEMessages::ErrorMsg"
+                            "\x01\0\0\0"
+                            "\0\0\0\0"
+                            "\0\0\0\0"s;
+  VStream stream{std::string_view(bytes)};
+  ReadDataSetMsg(stream);
+  try {
+    ReadDataSetMsg(stream);
+    FAIL() << "read an ErrorMsg as a change message";
+  } catch (const VStreamError& error) {
+    EXPECT_EQ(error.Offset(), kMoveBytes.size());
+    EXPECT_THAT(error.what(), testing::HasSubstr("DEMessages::ErrorMsg"));
+  }
+}
+
+TEST(ReadDataSetMsg, RefusesACountOfVariablesThatCouldNotBeThere) {
+  std::string bytes = kInsertBytes;
+  const std::size_t count = 33 + kCommonBytes.size();
+  ASSERT_EQ(bytes[count], '\x01');
+  bytes[count] = '\x03';  // two more than there are, and more than the bytes left could hold
+  try {
+    Read(bytes);
+    FAIL() << "believed the count";
+  } catch (const VStreamError& error) {
+    EXPECT_EQ(error.Offset(), count);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,179 @@
+// What the library promises of a variable that travels in a message: every field arrives.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <tests/support/MessageBytes.h>
+
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace std::string_literals;
+
+std::string BytesOfVariable(const ORVX_Variable& variable) {
+  ModifyVarMsg message(0, LocallyUniqueID(), 0, variable);
+  return BytesOf(message);
+}
+
+ORVX_Variable VariableIn(std::string_view bytes) {
+  ModifyVarMsg message;
+  ReadAll(bytes, message);
+  return message.GetVariable();
+}
+
+// Every field differs from the default.
+ORVX_Variable FullVariable() {
+  ORVX_Variable variable(LocallyUniqueID(1, 0x0ABCDEF), "größe", 12);
+  variable.SetLabel("Größe\nin cm");
+  variable.SetPrintFormat({'A', 12, 0});
+  variable.SetWriteFormat({'E', 20, -1});
+  variable.SetValueLabels({{1.5, "some"}, {-0.0, "none"}, {"x\0y"s, "letters"}, {"", "blank"}});
+  variable.SetMissingValues({{99.0, "NA", std::numeric_limits<double>::quiet_NaN()},
+                             std::pair(-std::numeric_limits<double>::infinity(), -1.0)});
+  variable.SetMeasurementLevel(MeasurementLevel::Scale);
+  variable.SetRole(VariableRole::Split);
+  variable.SetAlignment(VariableAlignment::Center);
+  variable.SetDisplayWidth(17);
+  variable.SetAttributes({{"source", {"register", ""}}, {"empty", {}}});
+  return variable;
+}
+
+TEST(VariableOnTheWire, ArrivesInFull) {
+  EXPECT_EQ(VariableIn(BytesOfVariable(FullVariable())), FullVariable());
+}
+
+TEST(VariableOnTheWire, ArrivesAsDifferentAsAnySingleFieldMakesIt) {
+  const std::vector<std::function<void(ORVX_Variable&)>> changes = {
+      [](auto& v) { v.SetID(LocallyUniqueID(2, 9)); },
+      [](auto& v) { v.SetName("n"); },
+      [](auto& v) { v.SetLabel("l"); },
+      [](auto& v) { v.SetType(1); },
+      [](auto& v) {
+        v.SetPrintFormat({'F', 9, 2});
+      },
+      [](auto& v) {
+        v.SetWriteFormat({'F', 8, 3});
+      },
+      [](auto& v) {
+        v.SetValueLabels({{1.0, ""}});
+      },
+      [](auto& v) {
+        v.SetMissingValues({{1.0}, {}});
+      },
+      [](auto& v) {
+        v.SetMissingValues({{}, std::pair(1.0, 2.0)});
+      },
+      [](auto& v) { v.SetMeasurementLevel(MeasurementLevel::Nominal); },
+      [](auto& v) { v.SetRole(VariableRole::Target); },
+      [](auto& v) { v.SetAlignment(VariableAlignment::Center); },
+      [](auto& v) { v.SetDisplayWidth(1); },
+      [](auto& v) {
+        v.SetAttributes({{"a", {"1"}}});
+      },
+  };
+  const ORVX_Variable plain;
+  for (std::size_t i = 0; i < changes.size(); ++i) {
+    ORVX_Variable changed = plain;
+    changes[i](changed);
+    const ORVX_Variable arrived = VariableIn(BytesOfVariable(changed));
+    EXPECT_EQ(arrived, changed) << "change " << i;
+    EXPECT_FALSE(arrived == plain) << "change " << i;
+  }
+}
+
+TEST(VariableOnTheWire, IsReadOverWhateverStoodThereBefore) {
+  ModifyVarMsg message(0, LocallyUniqueID(), 0, FullVariable());
+  ReadAll(BytesOfVariable(ORVX_Variable()), message);
+  EXPECT_EQ(message.GetVariable(), ORVX_Variable());
+}
+
+// clang-format off
+const std::string kFromLabelsOn =
+    "\x02\0\0\0"                                                        // value labels: a number
+    "\0" "\0\0\0\0\0\0\xF0\x3F" "\x03\0\0\0one"
+    "\x01" "\x01\0\0\0x" "\0\0\0\0"                                    // and a string
+    "\x01\0\0\0" "\0" "\0\0\0\0\0\0\0\x40"                             // one missing value
+    "\x01" "\0\0\0\0\0\0\x08\x40" "\0\0\0\0\0\0\x10\x40"               // the range
+    "\x03\x05\x02"                                                      // level, role, alignment
+    "\x08\0\0\0"                                                        // display width
+    "\x01\0\0\0" "\x01\0\0\0" "a" "\x01\0\0\0" "\x02\0\0\0" "b2"s;  // attributes
+// clang-format on
+
+TEST(VariableOnTheWire, HasThisForm) {
+  ORVX_Variable variable;
+  variable.SetValueLabels({{1.0, "one"}, {"x", ""}});
+  variable.SetMissingValues({{2.0}, std::pair(3.0, 4.0)});
+  variable.SetMeasurementLevel(MeasurementLevel::Scale);
+  variable.SetRole(VariableRole::Split);
+  variable.SetAlignment(VariableAlignment::Center);
+  variable.SetDisplayWidth(8);
+  variable.SetAttributes({{"a", {"b2"}}});
+  EXPECT_THAT(BytesOfVariable(variable), testing::EndsWith(kFromLabelsOn));
+}
+
+TEST(VariableOnTheWire, IsNeverShorterThanTheLeastThatAListCountsOn) {
+  constexpr std::size_t kMessageHead = 4 + 24 + 4 + 12;
+  EXPECT_EQ(BytesOfVariable(ORVX_Variable()).size() - kMessageHead, 54U);
+}
+
+TEST(VariableOnTheWire, IsRefusedWhereverItsBytesEndEarly) {
+  ExpectEveryTruncationRefused(BytesOfVariable(FullVariable()), VariableIn);
+}
+
+TEST(VariableOnTheWire, IsReadOrRefusedWhateverByteChanges) {
+  ExpectChangedBytesReadOrRefused(BytesOfVariable(FullVariable()), VariableIn);
+}
+
+// The bytes of a variable in which `part` stands once, with `other` in its place.
+std::string Replaced(const ORVX_Variable& variable, const std::string& part,
+                     const std::string& other) {
+  std::string bytes = BytesOfVariable(variable);
+  const std::size_t place = bytes.find(part);
+  EXPECT_NE(place, std::string::npos);
+  EXPECT_EQ(bytes.find(part, place + 1), std::string::npos);
+  return bytes.replace(place, part.size(), other);
+}
+
+TEST(VariableOnTheWire, IsRefusedWithAnUnknownEnumerator) {
+  ORVX_Variable variable;
+  variable.SetMeasurementLevel(MeasurementLevel::Scale);
+  variable.SetRole(VariableRole::Split);
+  variable.SetAlignment(VariableAlignment::Center);
+  EXPECT_NO_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x03\x05\x02"s)));
+  EXPECT_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x04\x05\x02"s)), VStreamError);
+  EXPECT_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x03\x06\x02"s)), VStreamError);
+  EXPECT_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x03\x05\x03"s)), VStreamError);
+}
+
+TEST(VariableOnTheWire, IsRefusedWithANegativeType) {
+  ORVX_Variable variable;
+  variable.SetType(0x11223344);
+  EXPECT_THROW(VariableIn(Replaced(variable, "\x44\x33\x22\x11"s, "\xFF\xFF\xFF\xFF"s)),
+               VStreamError);
+}
+
+TEST(VariableOnTheWire, IsRefusedWhereAValueIsLabelledTwice) {
+  ORVX_Variable variable;
+  variable.SetValueLabels({{"k1", "first"}, {"k2", "second"}});
+  EXPECT_THROW(VariableIn(Replaced(variable, "k2", "k1")), VStreamError);
+}
+
+TEST(VariableOnTheWire, IsRefusedWhereANumberWithoutPlaceInAnyOrderIsLabelled) {
+  ORVX_Variable variable;
+  variable.SetValueLabels({{1.0, "one"}});
+  EXPECT_THROW(VariableIn(Replaced(variable, "\xF0\x3F"s, "\xF8\x7F"s)), VStreamError);
+}
+
+TEST(VariableOnTheWire, IsRefusedWhereAnAttributeComesTwice) {
+  ORVX_Variable variable;
+  variable.SetAttributes({{"k1", {}}, {"k2", {}}});
+  EXPECT_THROW(VariableIn(Replaced(variable, "k2", "k1")), VStreamError);
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+// Messages as bytes and back, and the ways in which bytes must be refused.
+
+#ifndef TESTS_SUPPORT_MESSAGEBYTES_H_
+#define TESTS_SUPPORT_MESSAGEBYTES_H_
+
+#include <gtest/gtest.h>
+#include <libvserial/VSerializable.h>
+#include <libvserial/VStream.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+// What a message writes of itself.
+inline std::string BytesOf(VSerializable& message) {
+  VStream stream;
+  EXPECT_TRUE(message.VSInitSerialization(stream));
+  return std::string(stream.Bytes());
+}
+
+// Reads `bytes`, all of them, into `message`.
+inline void ReadAll(std::string_view bytes, VSerializable& message) {
+  VStream stream(bytes);
+  EXPECT_TRUE(message.VSInitSerialization(stream));
+  stream.ExpectEnd();
+}
+
+// `read` takes the bytes of a message. Cut anywhere, they must be refused at a place within them.
+template <class Read>
+void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    try {
+      read(std::string_view(bytes).substr(0, length));
+      ADD_FAILURE() << "read from " << length << " bytes of " << bytes.size();
+    } catch (const VStreamError& error) {
+      EXPECT_LE(error.Offset(), length);
+    }
+  }
+}
+
+// Every byte changed in turn to some others: `read` gives something or throws VStreamError, and
+// does nothing else.
+template <class Read>
+void ExpectChangedBytesReadOrRefused(const std::string& bytes, Read read) {
+  for (std::size_t place = 0; place < bytes.size(); ++place) {
+    for (const int change : {0x01, 0x80, 0xFF}) {
+      std::string changed = bytes;
+      changed[place] = static_cast<char>(changed[place] ^ change);
+      try {
+        read(std::string_view(changed));
+      } catch (const VStreamError& error) {
+        EXPECT_LE(error.Offset(), changed.size());
+      }
+    }
+  }
+}
+
+#endif  // TESTS_SUPPORT_MESSAGEBYTES_H_
