@@ -1,0 +1,233 @@
+// SvrBootstrapSpecs: what the record keeps, and how it shows itself.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+using Specs = SvrBootstrapSpecs;
+
+std::string Displayed(const Specs& specs) {
+  std::ostringstream stream;
+  specs.Display(stream);
+  return stream.str();
+}
+
+TEST(BootstrapRecord, StartsWithTheseDefaults) {
+  const Specs specs;
+  EXPECT_EQ(specs.GetSamplingMethod(), Specs::Simple);
+  EXPECT_THAT(specs.GetStrataVarList(), IsEmpty());
+  EXPECT_THAT(specs.GetDependVarList(), IsEmpty());
+  EXPECT_THAT(specs.GetInputVarList(), IsEmpty());
+  EXPECT_THAT(specs.GetPredictedVarList(), IsEmpty());
+  EXPECT_THAT(specs.GetResidualVarList(), IsEmpty());
+  EXPECT_THAT(specs.SplitEnds(), IsEmpty());
+  EXPECT_THAT(specs.CaseStats(), IsEmpty());
+  EXPECT_EQ(specs.GetCILevelPct(), 95.0);
+  EXPECT_EQ(specs.GetCIType(), Specs::Percentile);
+  EXPECT_EQ(specs.GetNSamples(), 1000);
+  EXPECT_TRUE(specs.GetExcludeUserMiss());
+}
+
+TEST(BootstrapRecord, GivesBackWhatEachSetterStored) {
+  Specs specs;
+  specs.SetSamplingMethod(Specs::Wild);
+  specs.SetStrataVarList({1});
+  specs.SetDependVarList({2, 3});
+  specs.SetInputVarList({4});
+  specs.SetPredictedVarList({5});
+  specs.SetResidualVarList({6});
+  specs.SetCILevelPct(90.5);
+  specs.SetCIType(Specs::BCA);
+  specs.SetNSamples(17);
+  specs.SetExcludeUserMiss(false);
+  EXPECT_EQ(specs.GetSamplingMethod(), Specs::Wild);
+  EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(1));
+  EXPECT_THAT(specs.GetDependVarList(), ElementsAre(2, 3));
+  EXPECT_THAT(specs.GetInputVarList(), ElementsAre(4));
+  EXPECT_THAT(specs.GetPredictedVarList(), ElementsAre(5));
+  EXPECT_THAT(specs.GetResidualVarList(), ElementsAre(6));
+  EXPECT_EQ(specs.GetCILevelPct(), 90.5);
+  EXPECT_EQ(specs.GetCIType(), Specs::BCA);
+  EXPECT_EQ(specs.GetNSamples(), 17);
+  EXPECT_FALSE(specs.GetExcludeUserMiss());
+}
+
+TEST(BootstrapRecord, ReplacesAListAndKeepsACopyOfIt) {
+  std::vector<int> strata = {3, 7};
+  Specs specs;
+  specs.SetStrataVarList({1, 2, 3});
+  specs.SetStrataVarList(strata);
+  strata.clear();
+  EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(3, 7));
+}
+
+TEST(BootstrapRecord, IsNotChangedByItsOwnList) {
+  Specs specs;
+  specs.SetInputVarList({3, 7});
+  specs.SetInputVarList(specs.GetInputVarList());
+  EXPECT_THAT(specs.GetInputVarList(), ElementsAre(3, 7));
+}
+
+TEST(BootstrapRecord, HasSplitEndsAndCaseStatisticsFilledInPlace) {
+  Specs specs;
+  specs.SplitEnds().push_back(4000000000U);
+  specs.CaseStats().emplace_back(0.5, 2U);
+  EXPECT_THAT(std::as_const(specs).SplitEnds(), ElementsAre(4000000000U));
+  EXPECT_THAT(std::as_const(specs).CaseStats(), ElementsAre(Pair(0.5, 2U)));
+}
+
+TEST(BootstrapRecord, OwnsTheListsOfACopy) {
+  Specs specs;
+  specs.SetStrataVarList({3});
+  specs.SplitEnds() = {9};
+  Specs copy(specs);
+  Specs assigned;
+  assigned = specs;
+  specs.SetStrataVarList({});
+  specs.SplitEnds().clear();
+  EXPECT_THAT(copy.GetStrataVarList(), ElementsAre(3));
+  EXPECT_THAT(copy.SplitEnds(), ElementsAre(9U));
+  EXPECT_THAT(assigned.GetStrataVarList(), ElementsAre(3));
+  EXPECT_THAT(assigned.SplitEnds(), ElementsAre(9U));
+}
+
+TEST(BootstrapRecord, KeepsNumbersItDoesNotKnow) {
+  Specs specs;
+  specs.SetSamplingMethod(static_cast<Specs::SampMethods>(-1));
+  specs.SetCIType(static_cast<Specs::CITypes>(2));
+  EXPECT_EQ(static_cast<int>(specs.GetSamplingMethod()), -1);
+  EXPECT_EQ(static_cast<int>(specs.GetCIType()), 2);
+}
+
+TEST(BootstrapRecord, NumbersItsEnumeratorsThus) {
+  EXPECT_EQ(static_cast<int>(Specs::Simple), 0);
+  EXPECT_EQ(static_cast<int>(Specs::Stratified), 1);
+  EXPECT_EQ(static_cast<int>(Specs::Residual), 2);
+  EXPECT_EQ(static_cast<int>(Specs::Wild), 3);
+  EXPECT_EQ(static_cast<int>(Specs::Percentile), 0);
+  EXPECT_EQ(static_cast<int>(Specs::BCA), 1);
+}
+
+TEST(BootstrapDisplay, ShowsTheDefaultsAsTheseLines) {
+  EXPECT_EQ(Displayed(Specs()),
+            "Start displaying Bootstrap Specifications\n"
+            "\n"
+            "Sampling Method = Simple\n"
+            "Strata Variables = none\n"
+            "Dependent Variables = none\n"
+            "Input Variables = none\n"
+            "Predicted Value Variables = none\n"
+            "Residual Value Variables = none\n"
+            "Confidence Interval Level as percent = 95\n"
+            "Confidence Interval Type = Percentile\n"
+            "Number of samples = 1000\n"
+            "User-missing variable values are excluded\n"
+            "\n"
+            "End displaying Bootstrap Specifications\n");
+}
+
+TEST(BootstrapDisplay, ShowsEachSettingInItsOwnLine) {
+  Specs specs;
+  specs.SetSamplingMethod(Specs::Stratified);
+  specs.SetStrataVarList({3, 7});
+  specs.SetDependVarList({1});
+  specs.SetInputVarList({-2, 2});
+  specs.SetPredictedVarList({4});
+  specs.SetResidualVarList({5});
+  specs.SetCILevelPct(99.5);
+  specs.SetCIType(Specs::BCA);
+  specs.SetNSamples(-20);
+  specs.SetExcludeUserMiss(false);
+  EXPECT_EQ(Displayed(specs),
+            "Start displaying Bootstrap Specifications\n"
+            "\n"
+            "Sampling Method = Stratified\n"
+            "Strata Variables = 3 7\n"
+            "Dependent Variables = 1\n"
+            "Input Variables = -2 2\n"
+            "Predicted Value Variables = 4\n"
+            "Residual Value Variables = 5\n"
+            "Confidence Interval Level as percent = 99.5\n"
+            "Confidence Interval Type = BCA\n"
+            "Number of samples = -20\n"
+            "User-missing variable values are included\n"
+            "\n"
+            "End displaying Bootstrap Specifications\n");
+}
+
+TEST(BootstrapDisplay, NamesEverySamplingMethod) {
+  const std::pair<int, const char*> words[] = {{0, "Simple"}, {1, "Stratified"}, {2, "Residual"},
+                                               {3, "Wild"},   {4, "unknown"},    {-1, "unknown"}};
+  for (const auto& [number, word] : words) {
+    Specs specs;
+    specs.SetSamplingMethod(static_cast<Specs::SampMethods>(number));
+    EXPECT_THAT(Displayed(specs), HasSubstr("\nSampling Method = " + std::string(word) + "\n"));
+  }
+}
+
+TEST(BootstrapDisplay, CallsAnUnknownIntervalTypeUnknown) {
+  Specs specs;
+  specs.SetCIType(static_cast<Specs::CITypes>(2));
+  EXPECT_THAT(Displayed(specs), HasSubstr("\nConfidence Interval Type = unknown\n"));
+}
+
+TEST(BootstrapDisplay, ShowsTheLevelWithoutNeedlessDigits) {
+  Specs specs;
+  specs.SetCILevelPct(90.0);
+  EXPECT_THAT(Displayed(specs), HasSubstr("as percent = 90\n"));
+  specs.SetCILevelPct(99.5);
+  EXPECT_THAT(Displayed(specs), HasSubstr("as percent = 99.5\n"));
+}
+
+TEST(BootstrapDisplay, DoesNotShowSplitEndsAndCaseStatistics) {
+  Specs specs;
+  specs.SplitEnds() = {1, 2, 3};
+  specs.CaseStats() = {{0.5, 2U}};
+  EXPECT_EQ(Displayed(specs), Displayed(Specs()));
+}
+
+TEST(BootstrapDisplay, ReturnsTheStreamItWasGiven) {
+  std::ostringstream stream;
+  EXPECT_EQ(&Specs().Display(stream), &stream);
+}
+
+// Remembers the last line that stood in the stream at each flush.
+class FlushRecorder : public std::stringbuf {
+ public:
+  std::vector<std::string> flushedAfter;
+
+ protected:
+  int sync() override {
+    std::string text = str();
+    text.pop_back();
+    flushedAfter.push_back(text.substr(text.rfind('\n') + 1));
+    return 0;
+  }
+};
+
+TEST(BootstrapDisplay, FlushesAfterEachSettingButTheLast) {
+  FlushRecorder recorder;
+  std::ostream stream(&recorder);
+  Specs().Display(stream);
+  EXPECT_THAT(recorder.flushedAfter,
+              ElementsAre("Sampling Method = Simple", "Strata Variables = none",
+                          "Dependent Variables = none", "Input Variables = none",
+                          "Predicted Value Variables = none", "Residual Value Variables = none",
+                          "Confidence Interval Level as percent = 95",
+                          "Confidence Interval Type = Percentile", "Number of samples = 1000"));
+}
+
+}  // namespace

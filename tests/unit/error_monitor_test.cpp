@@ -1,0 +1,165 @@
+// InteractiveErrorMonitor: which reports reach the client, and in which form.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <liborvxmsgs/ReportedErrorMsg.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/InteractiveErrorMonitor.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "virtual_slot.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const LocallyUniqueID kDataset(0, 4);
+
+// Keeps a copy of all that is sent.
+class RecordingProxy : public PackageProxy {
+ public:
+  short SendMessage(int command, VSerializable* message) override {
+    commands.push_back(command);
+    sent.emplace_back(dynamic_cast<ReportedErrorMsg*>(message->VSClone()));
+    return status;
+  }
+
+  std::vector<std::string> Texts() const {
+    std::vector<std::string> texts;
+    for (const auto& message : sent) texts.push_back(message->GetText().Text());
+    return texts;
+  }
+
+  short status = 0;
+  std::vector<int> commands;
+  std::vector<std::unique_ptr<ReportedErrorMsg>> sent;
+};
+
+class BrokenProxy : public PackageProxy {
+ public:
+  short SendMessage(int, VSerializable*) override { throw std::runtime_error("line is cut"); }
+};
+
+TEST(InteractiveErrorMonitor, SendsTextSeverityAndDatasetUnderCommandOneThousand) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  monitor.Report(ErrorText("Disk full", 1));
+  ASSERT_THAT(proxy.commands, ElementsAre(1000));
+  EXPECT_EQ(proxy.sent[0]->GetText().Text(), "Disk full");
+  EXPECT_EQ(proxy.sent[0]->GetText().Severity(), 1);
+  EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kDataset);
+}
+
+TEST(InteractiveErrorMonitor, ForwardsWarningsWhenFresh) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  EXPECT_TRUE(monitor.GetReportWarnings());
+  monitor.Report(ErrorText("zero", 0));
+  monitor.Report(ErrorText("two", 2));
+  EXPECT_THAT(proxy.Texts(), ElementsAre("zero", "two"));
+}
+
+TEST(InteractiveErrorMonitor, DropsWarningsButNoErrorsOnceToldNotToReportThem) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  monitor.DoNotReportWarnings();
+  EXPECT_FALSE(monitor.GetReportWarnings());
+  monitor.Report(ErrorText("warning", 2));
+  monitor.Report(ErrorText("error", 1));
+  EXPECT_THAT(proxy.Texts(), ElementsAre("error"));
+}
+
+TEST(InteractiveErrorMonitor, ForwardsWarningsAgainOnceToldTo) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  monitor.DoNotReportWarnings();
+  monitor.ReportWarnings();
+  EXPECT_TRUE(monitor.GetReportWarnings());
+  monitor.Report(ErrorText("warning", 2));
+  EXPECT_THAT(proxy.Texts(), ElementsAre("warning"));
+}
+
+TEST(InteractiveErrorMonitor, TakesANegativeSeverityForAWarning) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  monitor.DoNotReportWarnings();
+  monitor.Report(ErrorText("negative", -1));
+  EXPECT_THAT(proxy.sent, IsEmpty());
+}
+
+TEST(InteractiveErrorMonitor, SwallowsEverythingWithoutAProxy) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  LocallyUniqueID id = kDataset;
+  monitor.InitializeErrorMonitor(id, nullptr);
+  for (const std::int8_t severity : {-1, 0, 1, 2}) {
+    EXPECT_NO_THROW(monitor.Report(ErrorText("unheard", severity)));
+  }
+  EXPECT_THAT(proxy.sent, IsEmpty());
+}
+
+TEST(InteractiveErrorMonitor, SendsForTheNewDatasetAndKeepsItsFlagWhenInitializedAnew) {
+  RecordingProxy before;
+  RecordingProxy after;
+  InteractiveErrorMonitor monitor(kDataset, &before);
+  monitor.DoNotReportWarnings();
+  LocallyUniqueID other(0, 9);
+  monitor.InitializeErrorMonitor(other, &after);
+  EXPECT_FALSE(monitor.GetReportWarnings());
+  monitor.Report(ErrorText("warning", 3));
+  monitor.Report(ErrorText("error", 1));
+  EXPECT_THAT(before.sent, IsEmpty());
+  ASSERT_THAT(after.Texts(), ElementsAre("error"));
+  EXPECT_EQ(after.sent[0]->GetDataSetID(), other);
+}
+
+TEST(InteractiveErrorMonitor, TakesTheIdentifierAsItIsWhenInitialized) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(LocallyUniqueID(), nullptr);
+  LocallyUniqueID id = kDataset;
+  monitor.InitializeErrorMonitor(id, &proxy);
+  id = LocallyUniqueID(0, 8);
+  monitor.Report(ErrorText("error", 1));
+  ASSERT_EQ(proxy.sent.size(), 1U);
+  EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kDataset);
+}
+
+TEST(InteractiveErrorMonitor, DoesNotLookAtTheProxysStatus) {
+  RecordingProxy proxy;
+  proxy.status = -1;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  EXPECT_NO_THROW(monitor.Report(ErrorText("first", 1)));
+  EXPECT_NO_THROW(monitor.Report(ErrorText("second", 1)));
+  EXPECT_THAT(proxy.Texts(), ElementsAre("first", "second"));
+}
+
+TEST(InteractiveErrorMonitor, PassesOnWhatTheProxyThrows) {
+  BrokenProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  EXPECT_THROW(monitor.Report(ErrorText("error", 1)), std::runtime_error);
+}
+
+TEST(InteractiveErrorMonitor, ReportsThroughTheInterfaceToo) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  ErrorMonitor& sink = monitor;
+  sink.Report(ErrorText("error", 1));
+  EXPECT_THAT(proxy.Texts(), ElementsAre("error"));
+}
+
+TEST(ErrorMonitor, ReportsThroughTheSlotAfterItsDestructors) {
+  EXPECT_EQ(VirtualSlot(&ErrorMonitor::Report), 2);
+}
+
+TEST(PackageProxy, SendsThroughItsFirstSlotAndIsNotDestroyedByItsUsers) {
+  EXPECT_EQ(VirtualSlot(&PackageProxy::SendMessage), 0);
+  EXPECT_FALSE(std::is_destructible_v<PackageProxy>);
+}
+
+}  // namespace

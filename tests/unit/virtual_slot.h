@@ -1,0 +1,18 @@
+// Where a virtual function stands in its class's table, by the Itanium C++ ABI: a pointer to a
+// virtual member holds one more than the offset of its slot.
+
+#ifndef TESTS_UNIT_VIRTUAL_SLOT_H_
+#define TESTS_UNIT_VIRTUAL_SLOT_H_
+
+#include <cstddef>
+#include <cstring>
+
+template <class Member>
+std::ptrdiff_t VirtualSlot(Member member) {
+  std::ptrdiff_t code;
+  static_assert(sizeof member == 2 * sizeof code);
+  std::memcpy(&code, &member, sizeof code);
+  return (code - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+#endif  // TESTS_UNIT_VIRTUAL_SLOT_H_
