@@ -1,0 +1,23 @@
+# Builds a second libvutility elsewhere, a "vendor's" that counts its blocks, configures the project with
+# it in the place of ours, and runs a program in which messages must take their storage from it.
+
+include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
+file(REMOVE_RECURSE "${WORK_DIR}")
+set(vendor "${WORK_DIR}/vendor")
+
+# The header tells the two apart at compile time, the library at run time.
+file(GLOB headers "${PROJECT_DIR}/platform/libvutility/*.h")
+file(COPY ${headers} DESTINATION "${vendor}/include/libvutility")
+file(APPEND "${vendor}/include/libvutility/VUGlobal.h" "extern \"C\" long vendorLiveBlocks();\n")
+file(GLOB sources "${PROJECT_DIR}/platform/libvutility/*.cpp")
+file(MAKE_DIRECTORY "${vendor}/lib")
+run("${COMPILER}" -std=c++20 -O2 -fPIC -shared -Wl,-soname,libvutility.so
+    -Wl,--wrap=malloc -Wl,--wrap=free "-I${vendor}/include" "-I${PROJECT_DIR}"
+    ${sources} "${CMAKE_CURRENT_LIST_DIR}/count_blocks.cpp" -o "${vendor}/lib/libvutility.so")
+
+run("${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build" -G Ninja
+    "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_BUILD_TYPE=Debug -DSDM_DEVELOPER=ON
+    "-DPLATFORM_libvutility_ROOT=${vendor}")
+run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build" --target replaced_allocator)
+run("${WORK_DIR}/build/tests/install/replaced_allocator")
+message(STATUS "${RUN_OUTPUT}")

@@ -1,0 +1,22 @@
+// Shows that messages take their storage from the vendor's allocator library and give it back
+// there. Built with a header and a library that count blocks (replace_platform.cmake); with ours it
+// would not even compile.
+
+#include <cstdio>
+#include <memory>
+
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <libvutility/VUGlobal.h>
+
+int main() {
+  const long before = vendorLiveBlocks();
+  auto first = std::make_unique<DEMessages::ResetUndoMsg>();
+  std::unique_ptr<VSerializable> second(first->VSClone());  // made inside the message library
+  const long during = vendorLiveBlocks();
+  first.reset();
+  second.reset();
+  const long after = vendorLiveBlocks();
+
+  std::printf("blocks: %ld, %ld, %ld\n", before, during, after);
+  return before == 0 && during == 2 && after == 0 ? 0 : 1;
+}
