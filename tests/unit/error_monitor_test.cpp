@@ -98,9 +98,9 @@ TEST(InteractiveErrorMonitor, SwallowsEverythingWithoutAProxy) {
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   LocallyUniqueID id = kDataset;
   monitor.InitializeErrorMonitor(id, nullptr);
-  for (const std::int8_t severity : {-1, 0, 1, 2}) {
-    EXPECT_NO_THROW(monitor.Report(ErrorText("unheard", severity)));
-  }
+  EXPECT_NO_THROW(monitor.Report(ErrorText("error", 1)));
+  EXPECT_NO_THROW(monitor.Report(ErrorText("warning", 2)));
+  EXPECT_NO_THROW(monitor.Report(ErrorText("negative", -1)));
   EXPECT_THAT(proxy.sent, IsEmpty());
 }
 
