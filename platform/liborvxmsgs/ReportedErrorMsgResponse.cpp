@@ -9,7 +9,10 @@ ReportedErrorMsgResponse::ReportedErrorMsgResponse() {}
 ReportedErrorMsgResponse::~ReportedErrorMsgResponse() = default;
 
 void ReportedErrorMsgResponse::Serialize(VStream& stream) {
-  stream.Bool(answer_);
+  // Reading must not look at the answer, which may have no value yet.
+  bool answer = stream.Writing() && answer_;
+  stream.Bool(answer);
+  answer_ = answer;
 }
 
 }  // namespace OrvxMessages
