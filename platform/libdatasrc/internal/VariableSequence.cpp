@@ -8,18 +8,19 @@ VariableBlock::VariableBlock(VariableSequence* owner) : sequence(owner) {
   variables_.reserve(kCapacity);
 }
 
-// Asks for a hit in eights first: that loop has no early exit, so it runs in vector registers.
+// Asks whole groups first: that loop has no early exit, so it runs in vector registers.
 int VariableBlock::Find(LocallyUniqueID id) const noexcept {
-  constexpr int kGroup = 8;
+  constexpr int kGroup = 16;
+  static_assert(kCapacity % kGroup == 0);
   const unsigned int word = id.Word();
+  const unsigned int* const words = words_.data();
   for (int group = 0; group < Size(); group += kGroup) {
-    const int end = std::min(group + kGroup, Size());
-    bool hit = false;
-    for (int offset = group; offset < group + kGroup; ++offset) hit |= ID(offset).Word() == word;
-    if (!hit) continue;
-    for (int offset = group; offset < end; ++offset) {
-      if (ID(offset).Word() == word) return offset;
-    }
+    unsigned int hits = 0;
+    for (int i = 0; i < kGroup; ++i) hits |= static_cast<unsigned int>(words[group + i] == word);
+    if (hits == 0) continue;
+    const unsigned int* const end = words + std::min(group + kGroup, Size());
+    const unsigned int* const found = std::find(words + group, end, word);
+    if (found != end) return static_cast<int>(found - words);
   }
   return -1;
 }
@@ -31,8 +32,8 @@ void VariableBlock::Insert(int offset, const ORVX_Variable& variable) noexcept {
   auto* const record = variables_.back().record_;
   for (int i = Size() - 1; i > offset; --i) variables[i].record_ = variables[i - 1].record_;
   variables[offset].record_ = record;
-  std::copy_backward(ids_.begin() + offset, ids_.begin() + Size() - 1, ids_.begin() + Size());
-  SetID(offset, variables[offset].GetID());
+  std::copy_backward(words_.begin() + offset, words_.begin() + Size() - 1, words_.begin() + Size());
+  Enter(offset, variables[offset].GetID());
 }
 
 void VariableBlock::Erase(int first, int last) noexcept {
@@ -40,7 +41,7 @@ void VariableBlock::Erase(int first, int last) noexcept {
   const int count = last - first + 1;
   for (int i = last + 1; i < Size(); ++i)
     std::swap(variables[i - count].record_, variables[i].record_);
-  std::copy(ids_.begin() + last + 1, ids_.begin() + Size(), ids_.begin() + first);
+  std::copy(words_.begin() + last + 1, words_.begin() + Size(), words_.begin() + first);
   for (int i = 0; i < count; ++i) variables_.pop_back();
 }
 
@@ -74,7 +75,7 @@ void VariableSequence::Insert(int position, const ORVX_Variable& variable) {
   VariableBlock& block = *runs_[run].block;
   if (!block.Holds(copy.GetID())) index_.Add(copy.GetID(), &block);
   block.Insert(position - runs_[run].start, copy);
-  Renumber(run);
+  Shift(run, 1);
 }
 
 void VariableSequence::Delete(int first, int last) noexcept {
@@ -86,9 +87,10 @@ void VariableSequence::Delete(int first, int last) noexcept {
     EraseInRun(run, from, to);
     left -= to - from + 1;
   }
-  const auto touched = runs_.begin() + static_cast<std::ptrdiff_t>(firstRun);
-  const auto end = runs_.begin() + static_cast<std::ptrdiff_t>(run);
-  runs_.erase(std::remove_if(touched, end, [](const Run& r) { return r.block->Size() == 0; }), end);
+  if (run == firstRun + 1 && runs_[firstRun].block->Size() >= kSmallSize) {
+    return Shift(firstRun, first - last - 1);
+  }
+  EraseEmptyRuns(firstRun, run);
   MergeWithNext(firstRun);
   if (firstRun > 0) MergeWithNext(firstRun - 1);
   Renumber(firstRun > 0 ? firstRun - 1 : 0);
@@ -127,6 +129,7 @@ std::size_t VariableSequence::InsertRun(std::size_t run) {
   const int start = run < runs_.size() ? runs_[run].start : size_;
   runs_.insert(runs_.begin() + static_cast<std::ptrdiff_t>(run),
                Run{start, variables, std::move(block)});
+  for (std::size_t i = run; i < runs_.size(); ++i) runs_[i].block->number = static_cast<int>(i);
   return run;
 }
 
@@ -167,30 +170,51 @@ void VariableSequence::MergeWithNext(std::size_t run) noexcept {
 
 void VariableSequence::EraseInRun(std::size_t run, int first, int last) noexcept {
   VariableBlock& block = *runs_[run].block;
-  std::array<LocallyUniqueID, VariableBlock::kCapacity> gone;
-  const int count = last - first + 1;
-  for (int i = 0; i < count; ++i) gone[static_cast<std::size_t>(i)] = block.ID(first + i);
-  block.Erase(first, last);
-  for (int i = 0; i < count; ++i) {
-    const LocallyUniqueID id = gone[static_cast<std::size_t>(i)];
+  for (; last >= first; --last) {
+    const LocallyUniqueID id = block.ID(last);
+    block.Erase(last, last);
     if (!block.Holds(id)) index_.Remove(id, &block);
     Left(id);
   }
 }
 
-// Brings numbers, starts and the table of positions up to date from a run on, and the size.
+void VariableSequence::EraseEmptyRuns(std::size_t first, std::size_t end) noexcept {
+  const auto from = runs_.begin() + static_cast<std::ptrdiff_t>(first);
+  const auto to = runs_.begin() + static_cast<std::ptrdiff_t>(end);
+  runs_.erase(std::remove_if(from, to, [](const Run& run) { return run.block->Size() == 0; }), to);
+}
+
+// After runs went or exchanged variables: numbers, starts and the table anew from `run` on, and the
+// size.
 void VariableSequence::Renumber(std::size_t run) noexcept {
   int start = run > 0 ? runs_[run - 1].start + runs_[run - 1].block->Size() : 0;
-  std::size_t entry = static_cast<std::size_t>((start + kStride - 1) / kStride);
-  runAt_.resize(std::min(entry, runAt_.size()));
   for (std::size_t i = run; i < runs_.size(); ++i) {
     runs_[i].start = start;
     runs_[i].block->number = static_cast<int>(i);
     start += runs_[i].block->Size();
-    for (; static_cast<int>(entry) * kStride < start; ++entry)
-      runAt_.push_back(static_cast<int>(i));
   }
   size_ = start;
+  Tabulate(run);
+}
+
+// After `run` grew by so many variables, or shrank.
+void VariableSequence::Shift(std::size_t run, int by) noexcept {
+  for (std::size_t i = run + 1; i < runs_.size(); ++i) runs_[i].start += by;
+  size_ += by;
+  Tabulate(run);
+}
+
+// The table from the positions of `run` on.
+void VariableSequence::Tabulate(std::size_t run) noexcept {
+  const int start = run < runs_.size() ? runs_[run].start : size_;
+  int entry = (start + kStride - 1) / kStride;
+  runAt_.resize(static_cast<std::size_t>((size_ + kStride - 1) / kStride));
+  for (std::size_t i = run; i < runs_.size(); ++i) {
+    const int end = i + 1 < runs_.size() ? runs_[i + 1].start : size_;
+    for (; entry * kStride < end; ++entry) {
+      runAt_[static_cast<std::size_t>(entry)] = static_cast<int>(i);
+    }
+  }
 }
 
 // Room for a list of `size`, growing by doubling: Renumber must not fail.
@@ -203,7 +227,7 @@ void VariableSequence::Rename(VariableBlock& block, int offset, LocallyUniqueID 
   index_.Reserve(static_cast<std::size_t>(size_) + 1);
   const LocallyUniqueID former = block.ID(offset);
   const bool isNew = !block.Holds(id);
-  block.SetID(offset, id);
+  block.Enter(offset, id);
   if (!block.Holds(former)) index_.Remove(former, &block);
   if (isNew) index_.Add(id, &block);
   Left(former);

@@ -32,7 +32,9 @@ class VariableBlock {
 
   // The address of the first variable, the same for the block's whole life.
   ORVX_Variable* Variables() noexcept { return variables_.data(); }
-  LocallyUniqueID ID(int offset) const noexcept { return ids_[static_cast<std::size_t>(offset)]; }
+  LocallyUniqueID ID(int offset) const noexcept {
+    return variables_[static_cast<std::size_t>(offset)].GetID();
+  }
 
   // The first offset of the identifier, or -1.
   int Find(LocallyUniqueID id) const noexcept;
@@ -48,8 +50,9 @@ class VariableBlock {
   // std::bad_alloc and change nothing; the caller then gives the variable `id` and cannot fail.
   void Rename(const ORVX_Variable& variable, LocallyUniqueID id);
 
-  void SetID(int offset, LocallyUniqueID id) noexcept {
-    ids_[static_cast<std::size_t>(offset)] = id;
+  // Makes `id` what the search finds at `offset`.
+  void Enter(int offset, LocallyUniqueID id) noexcept {
+    words_[static_cast<std::size_t>(offset)] = id.Word();
   }
 
   // Where the block stands, kept by its sequence.
@@ -58,7 +61,8 @@ class VariableBlock {
 
  private:
   std::vector<ORVX_Variable> variables_;  // with room for all from the start
-  std::array<LocallyUniqueID, kCapacity> ids_;
+  // Their identifiers as words; what stands behind the last has no meaning.
+  std::array<unsigned int, kCapacity> words_{};
 };
 
 // Positions are not checked here. Operations that throw std::bad_alloc have then changed nothing.
@@ -91,8 +95,10 @@ class VariableSequence {
  private:
   friend class VariableBlock;
 
-  static constexpr int kStride = 128;
-  // Two neighbours become one at this size; far enough from full not to be split again at once.
+  static constexpr int kStride = 256;
+  // A block that shrinks below the first size joins a neighbour if both have at most the second:
+  // far enough from full not to be split again at once.
+  static constexpr int kSmallSize = 64;
   static constexpr int kMergedSize = 192;
 
   struct Run {
@@ -107,7 +113,10 @@ class VariableSequence {
   void Split(std::size_t run);
   void MergeWithNext(std::size_t run) noexcept;
   void EraseInRun(std::size_t run, int first, int last) noexcept;
+  void EraseEmptyRuns(std::size_t first, std::size_t end) noexcept;
   void Renumber(std::size_t run) noexcept;
+  void Shift(std::size_t run, int by) noexcept;
+  void Tabulate(std::size_t run) noexcept;
   void ReserveTable(int size);
   void Rename(VariableBlock& block, int offset, LocallyUniqueID id);
   void Left(LocallyUniqueID id) const;
