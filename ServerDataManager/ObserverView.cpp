@@ -1,26 +1,34 @@
 #include <ServerDataManager/ObserverView.h>
 
 #include <libdatasrc/ORVX_Variable.h>
+#include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
 #include <liborvxdemg/InsertVarsMsg.h>
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
-#include <ServerDataManager/Inequality.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
+#include <ServerDataManager/Equality.h>
 #include <ServerDataManager/Invariant.h>
+#include <ServerDataManager/Monitors.h>
 #include <ServerDataManager/ObserverViewData.h>
+#include <ServerDataManager/Queue.h>
+#include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/svrdmitem.h>
 
 #include <algorithm>
+#include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace {
-
-template <class Message, class... Arguments>
-void Queue(SvrDMItem& item, const Arguments&... arguments) {
-  const SvrDMItem& facts = item;
-  item.AddNotification(new Message(0, facts.ID(), facts.CaseSequence(), arguments...));
-}
 
 // Copies of the variables from position `first` to the end, in order.
 std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int first) {
@@ -177,7 +185,174 @@ class VariablePass {
   int knownBelow_ = 0;
 };
 
+// A label that a client can show: "" for none.
+std::string LabelOf(const ORVX_DataSource& source) {
+  const char* const label = source.GetLabel();
+  return label != nullptr ? label : "";
+}
+
 }  // namespace
+
+// One run of Update: what is compared, with what is read before the comparison begins.
+class SvrDMObserverView::Comparison {
+ public:
+  Comparison(Data& data, ORVX_DataSource& source)
+      : data_(data),
+        view_(data.view),
+        source_(source),
+        item_(data.item),
+        splitCountBefore_(data.view.GetNSplitVars()),
+        wasDirty_(data.view.IsDirty()) {}
+
+  // The order is that in which clients are told.
+  void Run() {
+    CompareVariables();
+    CompareRowCount();
+    CompareRowsPerImputation();
+    CompareFileSpec();
+    CompareLabel();
+    CompareWeight();
+    // A new filter is told before the trends information, the end of one after it.
+    const bool filterChanged = source_.GetFilterVariableID() != view_.GetFilterVariableID();
+    const bool filterIsOn = !source_.GetFilterVariableID().IsNull();
+    if (filterChanged && filterIsOn) ReportFilter();
+    CompareTrends();
+    if (filterChanged && !filterIsOn) ReportFilter();
+    CompareSplit();
+    MonitorMRSets(view_, source_, item_);
+    MonitorVariableSets(view_, source_, item_);
+    MonitorExtension(view_, source_, /*type=*/0, item_);
+    MonitorAttributes(view_, source_, item_, anyChange_);
+    ReportClientDataReset();
+    CompareDirtyFlag();
+  }
+
+ private:
+  void CompareVariables() {
+    if (data_.bulkVarMoves) {
+      anyChange_ = true;
+      ReplaceVariables(view_, source_, item_);
+      data_.bulkVarMoves = false;
+    } else if (VariablePass(view_, source_, item_, data_.resetClientData).Run()) {
+      anyChange_ = true;
+    }
+  }
+
+  // The count itself travels with the reset of the client's data.
+  void CompareRowCount() {
+    if (data_.rowCount == source_.RowCount()) return;
+    anyChange_ = true;
+    data_.resetClientData = true;
+    data_.rowCount = source_.RowCount();
+  }
+
+  // Only the end of an imputation is told.
+  void CompareRowsPerImputation() {
+    const long long rows = source_.RowsPerImputation();
+    if (view_.RowsPerImputation() == rows) return;
+    if (rows == 0) {
+      auto message = std::make_unique<ImputationInfoMsg>();
+      message->RowsPerImputation(rows);
+      item_.AddNotification(message.release());
+    }
+    view_.RowsPerImputation(rows);
+  }
+
+  // While the new name is the one suppressed on this dataset, the view keeps the old one, so that
+  // the change is told once the suppression has ended.
+  void CompareFileSpec() {
+    const std::string newSpec = source_.GetFileSpec();
+    const std::string oldSpec = view_.GetFileSpec();
+    if (oldSpec == newSpec || item_.SuppressedFileName() == newSpec) return;
+    if (SystemFile(&source_)) {
+      Queue<FileSpecChangeMsg>(item_, newSpec.c_str(), true);
+      item_.FileName(newSpec);
+    }
+    view_.SetFileSpec(newSpec.c_str());
+  }
+
+  void CompareLabel() {
+    const std::string newLabel = LabelOf(source_);
+    if (newLabel == LabelOf(view_)) return;
+    Queue<FileLabelChangeMsg>(item_, newLabel.c_str());
+    view_.SetLabel(newLabel.empty() ? nullptr : newLabel.c_str());
+  }
+
+  void CompareWeight() {
+    const int newIndex = source_.GetWeightVarIndex();
+    const LocallyUniqueID newID = source_.GetWeightVariableID();
+    if (newID == view_.GetWeightVariableID()) return;
+    anyChange_ = true;
+    Queue<WeightVarMsg>(item_, newID);
+    view_.SetWeightVar(newIndex);
+  }
+
+  void ReportFilter() {
+    anyChange_ = true;
+    Queue<FilterVarMsg>(item_, source_.GetFilterVariableID());
+    view_.SetFilterVar(source_.GetFilterVarIndex());
+  }
+
+  void CompareTrends() {
+    const ORVX_TrendsInfo& newTrends = *source_.GetTrendsInfo();
+    if (!(*view_.GetTrendsInfo() != newTrends)) return;
+    anyChange_ = true;
+    Queue<TrendsInfoMsg>(item_, &newTrends);
+    *view_.GetTrendsInfo() = newTrends;
+  }
+
+  void CompareSplit() {
+    if (!SplitChanged()) return;
+    anyChange_ = true;
+    const unsigned int count = source_.GetNSplitVars();
+    const bool separate = source_.GetSplitqSeparate();
+    // Clients expect eight identifiers at least.
+    const std::size_t capacity = std::max(kUsualSplitVars, static_cast<std::size_t>(count));
+    std::vector<LocallyUniqueID> ids(capacity);
+    std::vector<int> indices(capacity, -1);
+    for (unsigned int i = 0; i < count; ++i) {
+      ids[i] = source_.GetSplitVarID(i);
+      indices[i] = source_.GetSplitVarIndex(i);
+    }
+    Queue<SplitFileMsg>(item_, static_cast<int>(count), ids.data(), separate);
+    view_.SetSplit(count, indices.data(), separate);
+  }
+
+  bool SplitChanged() const {
+    // The variables deleted or moved above may have taken split variables out of the view.
+    if (view_.GetNSplitVars() != splitCountBefore_) return true;
+    if (splitCountBefore_ != source_.GetNSplitVars()) return true;
+    if (splitCountBefore_ == 0) return false;
+    if (view_.GetSplitqSeparate() != source_.GetSplitqSeparate()) return true;
+    for (unsigned int i = 0; i < splitCountBefore_; ++i) {
+      if (view_.GetSplitVarID(i) != source_.GetSplitVarID(i)) return true;
+    }
+    return false;
+  }
+
+  void ReportClientDataReset() {
+    if (!data_.resetClientData) return;
+    Queue<ResetClientDataMsg>(item_, source_.RowCount());
+    data_.resetClientData = false;
+  }
+
+  // Read at the end: a changed definition has made the source dirty by now.
+  void CompareDirtyFlag() {
+    if (source_.IsDirty() != wasDirty_) Queue<DataSetModifiedMsg>(item_, source_.IsDirty());
+    view_.SetDirty(source_.IsDirty());
+  }
+
+  static constexpr std::size_t kUsualSplitVars = 8;
+
+  Data& data_;
+  ORVX_DataSource& view_;
+  ORVX_DataSource& source_;
+  SvrDMItem& item_;
+  const unsigned int splitCountBefore_;
+  const bool wasDirty_;
+  // Whether variables, row count, weight, filter, trends or split differed; nothing else counts.
+  bool anyChange_ = false;
+};
 
 SvrDMObserverView::SvrDMObserverView(SvrDMItem& item) : data_(std::make_unique<Data>(item)) {}
 
@@ -188,17 +363,9 @@ void SvrDMObserverView::SetBulkVarMoves(bool bulk) {
 }
 
 void SvrDMObserverView::Update() {
-  Data& data = *data_;
-
-  // A dataset without a data source compares as one without variables.
+  ORVX_DataSource* source = data_->item.DataSource();
+  // A dataset without a data source compares as an empty one.
   std::optional<DataFreeDataSource> empty;
-  ORVX_DataSource* source = data.item.DataSource();
   if (source == nullptr) source = &empty.emplace();
-
-  if (data.bulkVarMoves) {
-    ReplaceVariables(data.view, *source, data.item);
-    data.bulkVarMoves = false;
-  } else {
-    VariablePass(data.view, *source, data.item, data.resetClientData).Run();
-  }
+  Comparison(*data_, *source).Run();
 }

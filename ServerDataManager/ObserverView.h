@@ -38,6 +38,7 @@ class SDM_EXPORT SvrDMObserverView {
 
  private:
   struct Data;
+  class Comparison;
   std::unique_ptr<Data> data_;
 };
 

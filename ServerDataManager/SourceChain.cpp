@@ -1,6 +1,7 @@
 #include <ServerDataManager/SourceChain.h>
 
 #include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/SystemFileDataSource.h>
 
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
   if (child == ancestor) return true;
@@ -16,4 +17,10 @@ void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop
     delete link;
     link = parent;
   }
+}
+
+bool SystemFile(ORVX_DataSource const* ds) {
+  const ORVX_DataSource* root = ds;
+  while (root != nullptr && root->GetParentSource() != nullptr) root = root->GetParentSource();
+  return dynamic_cast<const SystemFileDataSource*>(root) != nullptr;
 }

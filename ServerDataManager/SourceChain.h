@@ -18,4 +18,10 @@ bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 // Threads: not safe; the caller is the only user of the sources that go.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);
 
+// True when the source at the top of the chain of parents of `ds` is a SystemFileDataSource: a
+// source layered over a saved data file counts as that file. False for null.
+//
+// Threads: not safe; nobody may change the chain meanwhile.
+bool SystemFile(ORVX_DataSource const* ds);
+
 #endif  // SERVERDATAMANAGER_SOURCECHAIN_H_

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -70,6 +71,11 @@ struct ORVX_DataSource::Data {
   std::optional<std::string> label;
   long long rowsPerImputation = 0;
   bool dirty = false;
+  ORVX_TrendsInfo trends;
+  std::vector<VariableSetImpl> mrSets;
+  std::vector<VariableSetImpl> variableSets;
+  std::map<ExtensionType, Extension> extensions;
+  DatasourceAttributes attributes;
 };
 
 ORVX_DataSource::ORVX_DataSource(ORVX_DataSource* parent) : data_(std::make_unique<Data>(parent)) {}
@@ -224,6 +230,59 @@ void ORVX_DataSource::RowsPerImputation(long long rows) {
   data_->rowsPerImputation = rows;
 }
 
+ORVX_TrendsInfo* ORVX_DataSource::GetTrendsInfo() {
+  return &data_->trends;
+}
+const ORVX_TrendsInfo* ORVX_DataSource::GetTrendsInfo() const {
+  return &data_->trends;
+}
+
+const std::vector<VariableSetImpl>& ORVX_DataSource::GetMRSets() const {
+  return data_->mrSets;
+}
+void ORVX_DataSource::SetMRSets(const std::vector<VariableSetImpl>& sets) {
+  data_->mrSets = sets;
+}
+
+const std::vector<VariableSetImpl>& ORVX_DataSource::GetVariableSets() const {
+  return data_->variableSets;
+}
+void ORVX_DataSource::SetVariableSets(const std::vector<VariableSetImpl>& sets) {
+  data_->variableSets = sets;
+}
+
+void ORVX_DataSource::SetExtension(const Extension& extension) {
+  data_->extensions.insert_or_assign(extension.Impl()->GetType(), extension);
+}
+
+const DatasourceAttributes& ORVX_DataSource::GetAttributes() const {
+  return data_->attributes;
+}
+void ORVX_DataSource::SetAttributes(const DatasourceAttributes& attributes) {
+  data_->attributes = attributes;
+}
+
+ORVX_DataSource::Extension::Extension(const ORVX_DataSource& source, ExtensionType type) {
+  const std::map<ExtensionType, Extension>& extensions = source.data_->extensions;
+  const auto found = extensions.find(type);
+  block_ = found != extensions.end()
+               ? found->second.block_
+               : RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(type, 1, 0, nullptr));
+}
+
+ORVX_DataSource::Extension::Extension(const RefCountPtr<ORVX_ExtensionImpl>& block)
+    : block_(block) {
+  if (!block.IsValid()) throw std::invalid_argument("Extension: no block");
+}
+
+bool ORVX_DataSource::Extension::operator==(const Extension& other) const {
+  if (block_ == other.block_) return true;
+  if (block_->GetType() != other.block_->GetType()) return false;
+  if (block_->GetLength() == 0) return other.block_->GetLength() == 0;
+  return block_->GetVersion() == other.block_->GetVersion() &&
+         block_->GetBytes() == other.block_->GetBytes();
+}
+
 ORVX_DataSource* ORVX_DataSource::GetParentSource() const {
   return data_->parent;
 }
@@ -237,10 +296,20 @@ void ORVX_DataSource::CopyDictionary(const ORVX_DataSource* other) {
   for (int i = 0; i < other->ColumnCount(); ++i) copy.variables.Insert(i, other->GetVariable(i));
   copy.fileSpec = other->data_->fileSpec;
   copy.label = other->data_->label;
+  copy.trends = other->data_->trends;
+  copy.mrSets = other->data_->mrSets;
+  copy.variableSets = other->data_->variableSets;
+  copy.extensions = other->data_->extensions;
+  copy.attributes = other->data_->attributes;
 
   data_->variables.Swap(copy.variables);
   data_->fileSpec.swap(copy.fileSpec);
   data_->label.swap(copy.label);
+  std::swap(data_->trends, copy.trends);
+  data_->mrSets.swap(copy.mrSets);
+  data_->variableSets.swap(copy.variableSets);
+  data_->extensions.swap(copy.extensions);
+  std::swap(data_->attributes, copy.attributes);
   data_->uses = other->data_->uses;
   data_->rowsPerImputation = other->data_->rowsPerImputation;
 }

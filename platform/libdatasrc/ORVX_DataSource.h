@@ -10,10 +10,16 @@
 #ifndef LIBDATASRC_ORVX_DATASOURCE_H_
 #define LIBDATASRC_ORVX_DATASOURCE_H_
 
+#include <libdatasrc/DatasourceAttributes.h>
+#include <libdatasrc/ORVX_ExtensionImpl.h>
+#include <libdatasrc/ORVX_TrendsInfo.h>
 #include <libdatasrc/ORVX_Variable.h>
+#include <libdatasrc/VariableSets.h>
 #include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/RefCountPtr.h>
 
 #include <memory>
+#include <vector>
 
 union OBS;
 class ObsIterator;
@@ -32,6 +38,10 @@ class ObsIterator;
 // Threads: one thread changes a source, or several only read it; the owner's lock sees to that.
 class ORVX_DataSource {
  public:
+  // Says whose the bytes of an extension are.
+  using ExtensionType = int;
+  class Extension;
+
   // The most variables that can split a file.
   static constexpr unsigned int kMaxSplitVars = 8;
 
@@ -108,9 +118,8 @@ class ORVX_DataSource {
   void SetFilterVar(int position);  // as for the weight
 
   // Splits the file by the variables at the `count` positions in `indices`; 0 switches splitting
-  // off
-  // (`indices` may then be null, and `separate` is taken as false). More than kMaxSplitVars throw
-  // std::length_error, a wrong position throws as for the weight; all change nothing.
+  // off (`indices` may then be null, and `separate` is taken as false). More than kMaxSplitVars
+  // throw std::length_error, a wrong position throws as for the weight; all change nothing.
   void SetSplit(unsigned int count, const int* indices, bool separate);
 
   // --- properties ---
@@ -130,15 +139,34 @@ class ORVX_DataSource {
   long long RowsPerImputation() const;
   void RowsPerImputation(long long rows);
 
+  // --- time series, sets, extensions, attributes ---
+
+  // Never null. The first form may be assigned to.
+  ORVX_TrendsInfo* GetTrendsInfo();
+  const ORVX_TrendsInfo* GetTrendsInfo() const;
+
+  // Multiple-response sets and variable sets, each in an order of its own. Members are kept by
+  // identifier; deleting a variable leaves the sets as they are. Good until they are next set.
+  const std::vector<VariableSetImpl>& GetMRSets() const;
+  void SetMRSets(const std::vector<VariableSetImpl>& sets);
+  const std::vector<VariableSetImpl>& GetVariableSets() const;
+  void SetVariableSets(const std::vector<VariableSetImpl>& sets);
+
+  // Shares the block of `extension`, in place of the one of its type.
+  void SetExtension(const Extension& extension);
+
+  const DatasourceAttributes& GetAttributes() const;  // good until they are next set
+  void SetAttributes(const DatasourceAttributes& attributes);
+
   // --- the source as a whole ---
 
   // Borrowed, null for none; the parent must live as long as this source.
   ORVX_DataSource* GetParentSource() const;
   void SetParentSource(ORVX_DataSource* parent);
 
-  // Makes the dictionary of `other` this one's: variables, weight, filter, split and properties,
-  // all but the parent, the rows and the dirty flag. Null changes nothing, and so does the source
-  // itself. When it throws, nothing is changed.
+  // Makes the dictionary of `other` this one's: variables, weight, filter, split, properties and
+  // the rest, all but the parent, the rows and the dirty flag. Null changes nothing, and so does
+  // the source itself. When it throws, nothing is changed.
   void CopyDictionary(const ORVX_DataSource* other);
 
  protected:
@@ -148,6 +176,28 @@ class ORVX_DataSource {
  private:
   struct Data;
   std::unique_ptr<Data> data_;
+};
+
+// The extension of one type that a data source has: a shared, unchanging block of bytes. One that
+// is absent is one of length 0.
+//
+// Threads: a value; any thread may use its own copy.
+class ORVX_DataSource::Extension {
+ public:
+  // Shares the block that `source` has now.
+  Extension(const ORVX_DataSource& source, ExtensionType type);
+
+  // Shares `block` as the extension of its type. Throws std::invalid_argument for an empty pointer.
+  explicit Extension(const RefCountPtr<ORVX_ExtensionImpl>& block);
+
+  // The block itself, never null.
+  const RefCountPtr<ORVX_ExtensionImpl>& Impl() const { return block_; }
+
+  // The same type, and the same bytes in the same version; empty ones of a type are all equal.
+  bool operator==(const Extension& other) const;
+
+ private:
+  RefCountPtr<ORVX_ExtensionImpl> block_;
 };
 
 #endif  // LIBDATASRC_ORVX_DATASOURCE_H_

@@ -1,0 +1,74 @@
+#include <ServerDataManager/Monitors.h>
+
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <ServerDataManager/Equality.h>
+#include <ServerDataManager/Queue.h>
+
+#include <string>
+
+namespace {
+
+// Extension types, as clients know them.
+constexpr ORVX_DataSource::ExtensionType kVariableSetsText = 5;
+constexpr ORVX_DataSource::ExtensionType kMRSetsText = 7;
+constexpr ORVX_DataSource::ExtensionType kAttributesText = 17;
+constexpr ORVX_DataSource::ExtensionType kMRSetsExtendedText = 19;
+
+constexpr int kBlockVersion = 1;
+
+// Queues `text` as an extension; the block takes a copy of its bytes.
+void SendTextExtension(ORVX_DataSource::ExtensionType type, const std::string& text,
+                       SvrDMItem& item) {
+  const RefCountPtr<ORVX_ExtensionImpl> block(
+      new ORVX_ExtensionImpl(type, kBlockVersion, static_cast<long>(text.size()), text.data()));
+  Queue<ExtensionsMsg>(item, block);
+}
+
+}  // namespace
+
+bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) {
+  const std::vector<VariableSetImpl> newSets = ds.GetMRSets();
+  const std::vector<VariableSetImpl> oldSets = view.GetMRSets();
+  if (newSets == oldSets) return false;
+  view.SetMRSets(newSets);
+  const std::vector<VariableSet> sets = VariableSets(ds, kMRSets);
+  SendSetExtension(kMRSetsText, sets, item);
+  SendSetExtension(kMRSetsExtendedText, sets, item);
+  return true;
+}
+
+bool MonitorVariableSets(ORVX_DataSource& view, ORVX_DataSource const& ds, SvrDMItem& item) {
+  const std::vector<VariableSetImpl> newSets = ds.GetVariableSets();
+  const std::vector<VariableSetImpl> oldSets = view.GetVariableSets();
+  if (newSets == oldSets) return false;
+  view.SetVariableSets(newSets);
+  SendSetExtension(kVariableSetsText, VariableSets(ds, kVariableSets), item);
+  return true;
+}
+
+bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
+                      ORVX_DataSource::ExtensionType type, SvrDMItem& item) {
+  const ORVX_DataSource::Extension oldExtension(view, type);
+  const ORVX_DataSource::Extension newExtension(ds, type);
+  if (!(oldExtension != newExtension)) return false;
+  Queue<ExtensionsMsg>(item, newExtension.Impl());
+  view.SetExtension(newExtension);
+  return true;
+}
+
+bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item,
+                       bool anyChange) {
+  const bool differ = view.GetAttributes() != ds.GetAttributes();
+  const bool send = differ || (anyChange && ClearDashboardInfo(ds));
+  if (!send) return false;
+  SendTextExtension(kAttributesText, ds.GetAttributes().MakeString(), item);
+  view.SetAttributes(ds.GetAttributes());
+  return true;
+}
+
+void SendSetExtension(ORVX_DataSource::ExtensionType type, std::vector<VariableSet> const& sets,
+                      SvrDMItem& item) {
+  std::string text;
+  MakeExtension(sets, text, type);
+  SendTextExtension(type, text, item);
+}

@@ -1,0 +1,102 @@
+#include <libdatasrc/VariableSets.h>
+
+#include <libdatasrc/internal/TextFields.h>
+#include <libdatasrc/ORVX_DataSource.h>
+
+#include <charconv>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+// The fields of a line: name, label, counted value, kind, the two flags, then a word for each
+// member.
+constexpr std::size_t kFixedFields = 6;
+
+void RequireSetsType(const char* operation, int type) {
+  if (type == 5 || type == 7 || type == 19) return;
+  throw std::invalid_argument(std::string(operation) + ": extension type " + std::to_string(type) +
+                              " holds no sets");
+}
+
+std::vector<std::string> FieldsOf(const VariableSetImpl& set) {
+  std::vector<std::string> fields{set.name,
+                                  set.label,
+                                  set.countedValue,
+                                  std::to_string(set.kind),
+                                  set.labelFromVariable ? "1" : "0",
+                                  set.categoriesFromCountedValue ? "1" : "0"};
+  for (const LocallyUniqueID member : set.members) fields.push_back(std::to_string(member.Word()));
+  return fields;
+}
+
+[[noreturn]] void ThrowWrongField(std::size_t line, const std::string& field,
+                                  const char* expected) {
+  throw std::invalid_argument("set on line " + std::to_string(line) + ": \"" + field + "\" where " +
+                              expected + " was expected");
+}
+
+template <class Number>
+Number ToNumber(const std::string& field, std::size_t line, const char* expected) {
+  Number number{};
+  const char* const end = field.data() + field.size();
+  const auto [stop, error] = std::from_chars(field.data(), end, number);
+  if (error != std::errc() || stop != end) ThrowWrongField(line, field, expected);
+  return number;
+}
+
+bool ToFlag(const std::string& field, std::size_t line) {
+  if (field != "0" && field != "1") ThrowWrongField(line, field, "0 or 1");
+  return field == "1";
+}
+
+VariableSetImpl SetOf(std::vector<std::string> fields, std::size_t line) {
+  if (fields.size() < kFixedFields) {
+    throw std::invalid_argument("set on line " + std::to_string(line) + ": " +
+                                std::to_string(fields.size()) + " fields, fewer than " +
+                                std::to_string(kFixedFields));
+  }
+  VariableSetImpl set;
+  set.kind = ToNumber<std::int32_t>(fields[3], line, "a kind of set");
+  set.labelFromVariable = ToFlag(fields[4], line);
+  set.categoriesFromCountedValue = ToFlag(fields[5], line);
+  for (std::size_t i = kFixedFields; i < fields.size(); ++i) {
+    const auto word = ToNumber<std::uint32_t>(fields[i], line, "an identifier");
+    set.members.push_back(LocallyUniqueID(word & 0xF, word >> 4));
+  }
+  set.name = std::move(fields[0]);
+  set.label = std::move(fields[1]);
+  set.countedValue = std::move(fields[2]);
+  return set;
+}
+
+}  // namespace
+
+VariableSet::VariableSet(VariableSetImpl set) : set_(std::move(set)) {}
+
+std::vector<VariableSet> VariableSets(const ORVX_DataSource& source, VarSetsType which) {
+  if (which != kVariableSets && which != kMRSets) {
+    throw std::invalid_argument("VariableSets: no list of sets number " + std::to_string(which));
+  }
+  std::vector<VariableSet> sets;
+  for (const VariableSetImpl& set :
+       which == kMRSets ? source.GetMRSets() : source.GetVariableSets()) {
+    sets.emplace_back(set);
+  }
+  return sets;
+}
+
+void MakeExtension(const std::vector<VariableSet>& sets, std::string& text, int type) {
+  RequireSetsType("MakeExtension", type);
+  for (const VariableSet& set : sets) AppendLine(FieldsOf(set.Impl()), text);
+}
+
+std::vector<VariableSet> ReadExtension(std::string_view text, int type) {
+  RequireSetsType("ReadExtension", type);
+  std::vector<VariableSet> sets;
+  std::size_t line = 0;
+  for (std::vector<std::string>& fields : ReadLines(text)) {
+    sets.emplace_back(SetOf(std::move(fields), ++line));
+  }
+  return sets;
+}

@@ -1,0 +1,68 @@
+// Sets of variables: those that a user picks variables from, and multiple-response sets.
+//
+//   std::string text;
+//   MakeExtension(VariableSets(source, kMRSets), text, 7);
+//   std::vector<VariableSet> same = ReadExtension(text, 7);
+
+#ifndef LIBDATASRC_VARIABLESETS_H_
+#define LIBDATASRC_VARIABLESETS_H_
+
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class ORVX_DataSource;
+
+// One set as a data source stores it. A plain value; equality is left to the callers.
+struct VariableSetImpl {
+  std::int32_t kind = kPlain;
+
+  // Of a multiple-response set: whether its label is that of its first variable, and whether each
+  // category is named by the label of the counted value rather than by the variable's label.
+  bool labelFromVariable = false;
+  bool categoriesFromCountedValue = false;
+
+  std::string name;
+  std::string label;
+  std::string countedValue;  // of multiple dichotomies
+  std::vector<LocallyUniqueID> members;
+
+  static constexpr std::int32_t kPlain = 0;                // no multiple-response set
+  static constexpr std::int32_t kMultipleDichotomies = 1;  // each variable is one answer, yes or no
+  static constexpr std::int32_t kMultipleCategories = 2;   // each variable holds one of the answers
+};
+
+// One set in the form from which extension text is made and into which it is read: whole, whatever
+// became of its variables.
+class VariableSet {
+ public:
+  explicit VariableSet(VariableSetImpl set);
+
+  const VariableSetImpl& Impl() const { return set_; }
+
+ private:
+  VariableSetImpl set_;
+};
+
+// Which of a data source's two lists of sets.
+using VarSetsType = int;
+inline constexpr VarSetsType kVariableSets = 0;
+inline constexpr VarSetsType kMRSets = 1;
+
+// The sets of `source`, in its order. Throws std::invalid_argument for any other `which`.
+std::vector<VariableSet> VariableSets(const ORVX_DataSource& source, VarSetsType which);
+
+// Writes the sets to the end of `text`, as extensions of type 5 (variable sets), 7 and 19
+// (multiple-response sets) carry them: a line for each set, with its fields between tabs. Members
+// are written by identifier, so renaming a variable leaves the text right. Throws
+// std::invalid_argument for any other type.
+void MakeExtension(const std::vector<VariableSet>& sets, std::string& text, int type);
+
+// The sets in such a text. Throws std::invalid_argument, which names the line and what is wrong
+// there, for a text that MakeExtension does not write, and for any other type.
+std::vector<VariableSet> ReadExtension(std::string_view text, int type);
+
+#endif  // LIBDATASRC_VARIABLESETS_H_

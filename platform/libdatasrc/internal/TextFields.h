@@ -1,0 +1,19 @@
+// Lines of fields, the form of text that data sources put into extensions: tabs between fields, a
+// line feed after each line, and a backslash before what would be taken for one of these (\t, \n,
+// \\).
+
+#ifndef LIBDATASRC_INTERNAL_TEXTFIELDS_H_
+#define LIBDATASRC_INTERNAL_TEXTFIELDS_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Appends one line; `fields` has at least one.
+void AppendLine(const std::vector<std::string>& fields, std::string& text);
+
+// The fields of each line, none for the empty text. Throws std::invalid_argument, which names the
+// line, for an unknown escape and for a last line without its line feed.
+std::vector<std::vector<std::string>> ReadLines(std::string_view text);
+
+#endif  // LIBDATASRC_INTERNAL_TEXTFIELDS_H_
