@@ -53,7 +53,18 @@ class DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void Visit(const DeleteVarsMsg& message) override;
   void Visit(const MoveVarsMsg& message) override;
   void Visit(const ModifyVarMsg& message) override;
-  void Visit(const ResetUndoMsg&) override {}  // nothing of a dictionary
+  // Nothing of the list of variables.
+  void Visit(const ResetUndoMsg&) override {}
+  void Visit(const ImputationInfoMsg&) override {}
+  void Visit(const FileSpecChangeMsg&) override {}
+  void Visit(const FileLabelChangeMsg&) override {}
+  void Visit(const WeightVarMsg&) override {}
+  void Visit(const FilterVarMsg&) override {}
+  void Visit(const TrendsInfoMsg&) override {}
+  void Visit(const SplitFileMsg&) override {}
+  void Visit(const ExtensionsMsg&) override {}
+  void Visit(const ResetClientDataMsg&) override {}
+  void Visit(const DataSetModifiedMsg&) override {}
 
  private:
   using Variables = std::vector<ORVX_Variable>;

@@ -16,9 +16,9 @@ class VStream;
 
 namespace DEMessages {
 
-// What all change messages have in common. A message never changes once it is built, except that
-// VSInitSerialization on a reading stream fills it; a default-constructed one is made for that. It
-// carries copies of what it was given.
+// What all change messages have in common. A message never changes once it is built, except where
+// an operation says otherwise, and that VSInitSerialization on a reading stream fills it; a
+// default-constructed one is made for that. It carries copies of what it was given.
 //
 // Threads: any number may look at one message at a time. Not while it is being read from a stream.
 class DataSetMsg : public VSerializable {

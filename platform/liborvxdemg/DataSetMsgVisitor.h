@@ -16,6 +16,16 @@ class DataSetMsgVisitor {
   virtual void Visit(const MoveVarsMsg& message) = 0;
   virtual void Visit(const ModifyVarMsg& message) = 0;
   virtual void Visit(const ResetUndoMsg& message) = 0;
+  virtual void Visit(const ImputationInfoMsg& message) = 0;
+  virtual void Visit(const FileSpecChangeMsg& message) = 0;
+  virtual void Visit(const FileLabelChangeMsg& message) = 0;
+  virtual void Visit(const WeightVarMsg& message) = 0;
+  virtual void Visit(const FilterVarMsg& message) = 0;
+  virtual void Visit(const TrendsInfoMsg& message) = 0;
+  virtual void Visit(const SplitFileMsg& message) = 0;
+  virtual void Visit(const ExtensionsMsg& message) = 0;
+  virtual void Visit(const ResetClientDataMsg& message) = 0;
+  virtual void Visit(const DataSetModifiedMsg& message) = 0;
 
  protected:
   ~DataSetMsgVisitor() = default;

@@ -5,11 +5,21 @@
 #include <string>
 #include <string_view>
 
+#include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
 #include <liborvxdemg/InsertVarsMsg.h>
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
 
 namespace DEMessages {
 namespace {
@@ -26,8 +36,11 @@ constexpr MessageKind Kind() {
 }
 
 constexpr MessageKind kMessageKinds[] = {
-    Kind<InsertVarsMsg>(), Kind<DeleteVarsMsg>(), Kind<MoveVarsMsg>(),
-    Kind<ModifyVarMsg>(),  Kind<ResetUndoMsg>(),
+    Kind<InsertVarsMsg>(),     Kind<DeleteVarsMsg>(),      Kind<MoveVarsMsg>(),
+    Kind<ModifyVarMsg>(),      Kind<ResetUndoMsg>(),       Kind<ImputationInfoMsg>(),
+    Kind<FileSpecChangeMsg>(), Kind<FileLabelChangeMsg>(), Kind<WeightVarMsg>(),
+    Kind<FilterVarMsg>(),      Kind<TrendsInfoMsg>(),      Kind<SplitFileMsg>(),
+    Kind<ExtensionsMsg>(),     Kind<ResetClientDataMsg>(), Kind<DataSetModifiedMsg>(),
 };
 
 std::unique_ptr<DataSetMsg> MakeDataSetMsg(std::string_view signature, std::size_t offset) {

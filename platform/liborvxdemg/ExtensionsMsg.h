@@ -1,0 +1,37 @@
+// ExtensionsMsg: a block of bytes that a dataset carries for somebody else was replaced.
+
+#ifndef LIBORVXDEMG_EXTENSIONSMSG_H_
+#define LIBORVXDEMG_EXTENSIONSMSG_H_
+
+#include <libdatasrc/ORVX_ExtensionImpl.h>
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/RefCountPtr.h>
+
+namespace DEMessages {
+
+// The block as it is now; its type says whose it is.
+class ExtensionsMsg final : public MessageGlue<ExtensionsMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::ExtensionsMsg"; }
+  static unsigned int Version() { return 1; }
+
+  // Of type 0, version 1, without bytes: to be read from a stream.
+  ExtensionsMsg();
+  // Shares `extension`; throws std::invalid_argument where that is empty.
+  ExtensionsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+                const RefCountPtr<ORVX_ExtensionImpl>& extension);
+
+  // Never empty.
+  const RefCountPtr<ORVX_ExtensionImpl>& GetExtension() const { return extension_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  RefCountPtr<ORVX_ExtensionImpl> extension_;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_EXTENSIONSMSG_H_

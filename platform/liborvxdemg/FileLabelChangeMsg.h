@@ -1,0 +1,36 @@
+// FileLabelChangeMsg: the label of a dataset changed.
+
+#ifndef LIBORVXDEMG_FILELABELCHANGEMSG_H_
+#define LIBORVXDEMG_FILELABELCHANGEMSG_H_
+
+#include <string>
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
+
+namespace DEMessages {
+
+// The label as it is now.
+class FileLabelChangeMsg final : public MessageGlue<FileLabelChangeMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::FileLabelChangeMsg"; }
+  static unsigned int Version() { return 1; }
+
+  FileLabelChangeMsg() = default;
+  // Copies `label`; null is "".
+  FileLabelChangeMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+                     const char* label);
+
+  // "" when the dataset has no label any more.
+  const std::string& GetLabel() const { return label_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  std::string label_;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_FILELABELCHANGEMSG_H_

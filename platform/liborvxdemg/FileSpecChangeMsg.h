@@ -1,0 +1,38 @@
+// FileSpecChangeMsg: a dataset belongs to another saved file.
+
+#ifndef LIBORVXDEMG_FILESPECCHANGEMSG_H_
+#define LIBORVXDEMG_FILESPECCHANGEMSG_H_
+
+#include <string>
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
+
+namespace DEMessages {
+
+// The name of the file as it is now.
+class FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::FileSpecChangeMsg"; }
+  static unsigned int Version() { return 1; }
+
+  FileSpecChangeMsg() = default;
+  // Copies `fileSpec`; null is "".
+  FileSpecChangeMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+                    const char* fileSpec, bool flag);
+
+  const std::string& GetFileSpec() const { return fileSpec_; }
+  // Without a meaning on this side; true in every message of the server's.
+  bool GetFlag() const { return flag_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  std::string fileSpec_;
+  bool flag_ = false;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_FILESPECCHANGEMSG_H_

@@ -1,0 +1,33 @@
+// FilterVarMsg: a dataset's cases are filtered by another variable, or no longer.
+
+#ifndef LIBORVXDEMG_FILTERVARMSG_H_
+#define LIBORVXDEMG_FILTERVARMSG_H_
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
+
+namespace DEMessages {
+
+// The variable is in the dictionary as it stands when the message comes.
+class FilterVarMsg final : public MessageGlue<FilterVarMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::FilterVarMsg"; }
+  static unsigned int Version() { return 1; }
+
+  FilterVarMsg() = default;
+  FilterVarMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+               LocallyUniqueID variableID);
+
+  // Null when no variable filters the cases any more.
+  LocallyUniqueID GetVariableID() const { return variableID_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  LocallyUniqueID variableID_;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_FILTERVARMSG_H_

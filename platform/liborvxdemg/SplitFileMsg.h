@@ -1,0 +1,40 @@
+// SplitFileMsg: the variables that split a dataset into groups, or their treatment, changed.
+
+#ifndef LIBORVXDEMG_SPLITFILEMSG_H_
+#define LIBORVXDEMG_SPLITFILEMSG_H_
+
+#include <vector>
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
+
+namespace DEMessages {
+
+// The whole of the split as it is now.
+class SplitFileMsg final : public MessageGlue<SplitFileMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::SplitFileMsg"; }
+  static unsigned int Version() { return 1; }
+
+  SplitFileMsg() = default;
+  // Copies the first `count` identifiers of `ids`, which may be null for a count of 0. Throws
+  // std::invalid_argument for a negative count.
+  SplitFileMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+               int count, const LocallyUniqueID* ids, bool separate);
+
+  // In the order in which they split; empty when the dataset is split no longer.
+  const std::vector<LocallyUniqueID>& GetVariableIDs() const { return variableIDs_; }
+  // Whether each group is analysed on its own.
+  bool GetSeparate() const { return separate_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  std::vector<LocallyUniqueID> variableIDs_;
+  bool separate_ = false;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_SPLITFILEMSG_H_

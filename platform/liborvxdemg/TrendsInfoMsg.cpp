@@ -1,0 +1,35 @@
+// TrendsInfoMsg: building it, and its wire form.
+
+#include <liborvxdemg/TrendsInfoMsg.h>
+
+#include <liborvxdemg/DataSetMsgVisitor.h>
+#include <liborvxdemg/internal/IdentifierList.h>
+
+namespace DEMessages {
+namespace {
+
+void SerializeCaseNumber(VStream& stream, long long& number) {
+  std::int64_t transferred = number;
+  stream.Int64(transferred);
+  number = transferred;
+}
+
+}  // namespace
+
+TrendsInfoMsg::TrendsInfoMsg(unsigned int leading, LocallyUniqueID dataSetID,
+                             unsigned int caseSequence, const ORVX_TrendsInfo* trends)
+    : MessageGlue(leading, dataSetID, caseSequence), trends_(*trends) {}
+
+void TrendsInfoMsg::Accept(DataSetMsgVisitor& visitor) const {
+  visitor.Visit(*this);
+}
+
+void TrendsInfoMsg::Serialize(VStream& stream) {
+  SerializeCommon(stream);
+  SerializeIDs(stream, trends_.dateVariables);
+  stream.Int32(trends_.periodicity);
+  SerializeCaseNumber(stream, trends_.firstCase);
+  SerializeCaseNumber(stream, trends_.lastCase);
+}
+
+}  // namespace DEMessages

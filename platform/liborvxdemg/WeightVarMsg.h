@@ -1,0 +1,33 @@
+// WeightVarMsg: a dataset's cases are weighted by another variable, or no longer.
+
+#ifndef LIBORVXDEMG_WEIGHTVARMSG_H_
+#define LIBORVXDEMG_WEIGHTVARMSG_H_
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ErrorMessageGlue.h>
+
+namespace DEMessages {
+
+// The variable is in the dictionary as it stands when the message comes.
+class WeightVarMsg final : public MessageGlue<WeightVarMsg, DataSetMsg> {
+ public:
+  static const char* VSignature() { return "DEMessages::WeightVarMsg"; }
+  static unsigned int Version() { return 1; }
+
+  WeightVarMsg() = default;
+  WeightVarMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
+               LocallyUniqueID variableID);
+
+  // Null when no variable weights the cases any more.
+  LocallyUniqueID GetVariableID() const { return variableID_; }
+
+  void Accept(DataSetMsgVisitor& visitor) const override;
+  void Serialize(VStream& stream);
+
+ private:
+  LocallyUniqueID variableID_;
+};
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_WEIGHTVARMSG_H_
