@@ -2,12 +2,22 @@
 
 #include <tests/support/Messages.h>
 
+#include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
 #include <liborvxdemg/InsertVarsMsg.h>
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
 #include <tests/support/Dictionary.h>
 
 #include <algorithm>
@@ -39,6 +49,51 @@ class Reader final : public DataSetMsgVisitor {
     said.variables = {message.GetVariable()};
   }
   void Visit(const ResetUndoMsg&) override { said.kind = Said::Kind::ResetUndo; }
+  void Visit(const ImputationInfoMsg& message) override {
+    said.kind = Said::Kind::Imputation;
+    said.number = message.RowsPerImputation();
+  }
+  void Visit(const FileSpecChangeMsg& message) override {
+    said.kind = Said::Kind::FileSpec;
+    said.text = message.GetFileSpec();
+    said.flag = message.GetFlag();
+  }
+  void Visit(const FileLabelChangeMsg& message) override {
+    said.kind = Said::Kind::Label;
+    said.text = message.GetLabel();
+  }
+  void Visit(const WeightVarMsg& message) override {
+    said.kind = Said::Kind::Weight;
+    said.ids = {message.GetVariableID()};
+  }
+  void Visit(const FilterVarMsg& message) override {
+    said.kind = Said::Kind::Filter;
+    said.ids = {message.GetVariableID()};
+  }
+  void Visit(const TrendsInfoMsg& message) override {
+    said.kind = Said::Kind::Trends;
+    said.trends = message.GetTrendsInfo();
+  }
+  void Visit(const SplitFileMsg& message) override {
+    said.kind = Said::Kind::Split;
+    said.ids = message.GetVariableIDs();
+    said.flag = message.GetSeparate();
+  }
+  void Visit(const ExtensionsMsg& message) override {
+    const ORVX_ExtensionImpl& block = *message.GetExtension();
+    said.kind = Said::Kind::Extension;
+    said.type = block.GetType();
+    said.version = block.GetVersion();
+    said.text = block.GetBytes();
+  }
+  void Visit(const ResetClientDataMsg& message) override {
+    said.kind = Said::Kind::RowCount;
+    said.number = message.GetRowCount();
+  }
+  void Visit(const DataSetModifiedMsg& message) override {
+    said.kind = Said::Kind::Dirty;
+    said.flag = message.GetModified();
+  }
 
   Said said{Said::Kind::Other, {}, {}, {}, 0};
 };
@@ -54,8 +109,19 @@ std::string Definitions(const std::vector<ORVX_Variable>& variables) {
   return Joined(variables, ", ", [](const ORVX_Variable& variable) { return AsText(variable); });
 }
 
-// Without the definitions.
+std::string NamesOf(const std::vector<LocallyUniqueID>& ids) {
+  return Joined(ids, " ", NameOf);
+}
+
+std::string TrendsAsText(const ORVX_TrendsInfo& trends) {
+  return "trends by " + NamesOf(trends.dateVariables) + ", " + std::to_string(trends.periodicity) +
+         " in a cycle, cases " + std::to_string(trends.firstCase) + " to " +
+         std::to_string(trends.lastCase);
+}
+
+// Without the definitions, or the bytes.
 std::string Brief(Said said) {
+  if (said.kind == Said::Kind::Extension) return "extension " + std::to_string(said.type);
   for (ORVX_Variable& variable : said.variables) {
     const LocallyUniqueID id = variable.GetID();
     variable = ORVX_Variable(id, NameOf(id));
@@ -77,6 +143,12 @@ Expected Of(Said::Kind kind, std::vector<ORVX_Variable> variables, bool definiti
   expected.said.kind = kind;
   expected.said.variables = std::move(variables);
   expected.definitionsToo = definitionsToo;
+  return expected;
+}
+
+Expected OfUse(Said::Kind kind, std::vector<LocallyUniqueID> ids) {
+  Expected expected = Of(kind, {}, true);
+  expected.said.ids = std::move(ids);
   return expected;
 }
 
@@ -125,6 +197,28 @@ std::string AsText(const Said& said) {
       return "modify " + Definitions(said.variables);
     case Said::Kind::ResetUndo:
       return "reset undo";
+    case Said::Kind::Imputation:
+      return "imputation of " + std::to_string(said.number) + " rows";
+    case Said::Kind::FileSpec:
+      return std::string("file specification ") + testing::PrintToString(said.text) +
+             (said.flag ? "" : ", flag off");
+    case Said::Kind::Label:
+      return "label " + testing::PrintToString(said.text);
+    case Said::Kind::Weight:
+      return "weight by " + NamesOf(said.ids);
+    case Said::Kind::Filter:
+      return "filter by " + NamesOf(said.ids);
+    case Said::Kind::Trends:
+      return TrendsAsText(said.trends);
+    case Said::Kind::Split:
+      return "split by " + NamesOf(said.ids) + (said.flag ? ", separate" : "");
+    case Said::Kind::Extension:
+      return "extension " + std::to_string(said.type) + ", version " +
+             std::to_string(said.version) + ": " + testing::PrintToString(said.text);
+    case Said::Kind::RowCount:
+      return "reset client data, " + std::to_string(said.number) + " rows";
+    case Said::Kind::Dirty:
+      return said.flag ? "dirty" : "clean";
   }
   return "(unknown kind)";
 }
@@ -218,6 +312,87 @@ Expected Modified(const ORVX_Variable& variable) {
 
 Expected ResetUndo() {
   return Of(Said::Kind::ResetUndo, {}, true);
+}
+
+Expected Imputation(long long rows) {
+  Expected expected = Of(Said::Kind::Imputation, {}, true);
+  expected.said.number = rows;
+  return expected;
+}
+
+Expected FileSpec(const std::string& fileSpec) {
+  Expected expected = Of(Said::Kind::FileSpec, {}, true);
+  expected.said.text = fileSpec;
+  expected.said.flag = true;
+  return expected;
+}
+
+Expected Label(const std::string& label) {
+  Expected expected = Of(Said::Kind::Label, {}, true);
+  expected.said.text = label;
+  return expected;
+}
+
+Expected Weight(const std::string& name) {
+  return OfUse(Said::Kind::Weight, {Id(name)});
+}
+
+Expected NoWeight() {
+  return OfUse(Said::Kind::Weight, {LocallyUniqueID()});
+}
+
+Expected Filter(const std::string& name) {
+  return OfUse(Said::Kind::Filter, {Id(name)});
+}
+
+Expected NoFilter() {
+  return OfUse(Said::Kind::Filter, {LocallyUniqueID()});
+}
+
+Expected Trends(const ORVX_TrendsInfo& trends) {
+  Expected expected = Of(Said::Kind::Trends, {}, true);
+  expected.said.trends = trends;
+  return expected;
+}
+
+Expected Extension(int type) {
+  Expected expected = Of(Said::Kind::Extension, {}, false);
+  expected.said.type = type;
+  return expected;
+}
+
+Expected Extension(int type, const std::string& bytes) {
+  Expected expected = Of(Said::Kind::Extension, {}, true);
+  expected.said.type = type;
+  expected.said.version = 1;
+  expected.said.text = bytes;
+  return expected;
+}
+
+Expected RowCount(long long rows) {
+  Expected expected = Of(Said::Kind::RowCount, {}, true);
+  expected.said.number = rows;
+  return expected;
+}
+
+Expected Dirty(bool dirty) {
+  Expected expected = Of(Said::Kind::Dirty, {}, true);
+  expected.said.flag = dirty;
+  return expected;
+}
+
+Split::Split(const std::string& names) {
+  for (const ORVX_Variable& variable : Vars(names)) ids_.push_back(variable.GetID());
+}
+
+Split::operator Expected() const {
+  return OfUse(Said::Kind::Split, ids_);
+}
+
+Expected Split::Separate() const {
+  Expected expected = OfUse(Said::Kind::Split, ids_);
+  expected.said.flag = true;
+  return expected;
 }
 
 Expected NullMessage() {

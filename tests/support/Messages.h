@@ -8,6 +8,7 @@
 #define TESTS_SUPPORT_MESSAGES_H_
 
 #include <gtest/gtest.h>
+#include <libdatasrc/ORVX_TrendsInfo.h>
 #include <libdatasrc/ORVX_Variable.h>
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/LocallyUniqueID.h>
@@ -23,13 +24,23 @@ namespace support {
 // compare. Each kind fills the fields named beside it and leaves the others as they are.
 struct Said {
   enum class Kind {
-    Null,       // a null pointer in the queue
-    Other,      // a message of a class made by a test
-    Insert,     // variables, anchor
-    Delete,     // variables
-    Move,       // positions, target
-    Modify,     // variables: the one
-    ResetUndo,  // nothing
+    Null,        // a null pointer in the queue
+    Other,       // a message of a class made by a test
+    Insert,      // variables, anchor
+    Delete,      // variables
+    Move,        // positions, target
+    Modify,      // variables: the one
+    ResetUndo,   // nothing
+    Imputation,  // number
+    FileSpec,    // text, flag
+    Label,       // text
+    Weight,      // ids: the one
+    Filter,      // ids: the one
+    Trends,      // trends
+    Split,       // ids, flag
+    Extension,   // type, version, text: the bytes
+    RowCount,    // number: the client's cases no longer fit
+    Dirty,       // flag
   };
 
   Kind kind = Kind::Null;
@@ -37,6 +48,13 @@ struct Said {
   LocallyUniqueID anchor;
   std::vector<int> positions;
   int target = 0;
+  std::vector<LocallyUniqueID> ids = {};
+  bool flag = false;
+  std::string text = {};
+  long long number = 0;
+  ORVX_TrendsInfo trends = {};
+  int type = 0;
+  int version = 0;
 
   bool operator==(const Said&) const = default;
 };
@@ -64,7 +82,8 @@ std::ostream& operator<<(std::ostream& stream, const Said& said);
 
 // --- What a test expects ---
 
-// One expected message. Named by identifiers alone, or with definitions that must fit too.
+// One expected message. Variables are named by identifiers alone and extensions by their type, or
+// with definitions and bytes that must fit too.
 struct Expected {
   Said said;
   bool definitionsToo = false;
@@ -100,6 +119,30 @@ Expected Deleted(const std::vector<ORVX_Variable>& variables);
 Expected Modified(const std::string& name);
 Expected Modified(const ORVX_Variable& variable);
 Expected ResetUndo();
+Expected Imputation(long long rows);
+Expected FileSpec(const std::string& fileSpec);  // with the flag set
+Expected Label(const std::string& label);
+Expected Weight(const std::string& name);
+Expected NoWeight();
+Expected Filter(const std::string& name);
+Expected NoFilter();
+Expected Trends(const ORVX_TrendsInfo& trends);
+Expected Extension(int type);
+Expected Extension(int type, const std::string& bytes);  // of version 1
+Expected RowCount(long long rows);                       // the client's cases no longer fit
+Expected Dirty(bool dirty);
+
+// Split("A B"), or Split("A B").Separate(); "" for none.
+class Split {
+ public:
+  explicit Split(const std::string& names);
+  operator Expected() const;
+  Expected Separate() const;
+
+ private:
+  std::vector<LocallyUniqueID> ids_;
+};
+
 Expected NullMessage();
 
 testing::AssertionResult AreSaid(const std::vector<Said>& said,
