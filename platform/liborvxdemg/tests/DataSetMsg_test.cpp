@@ -3,13 +3,24 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
 #include <liborvxdemg/InsertVarsMsg.h>
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
 #include <liborvxdemg/ReadDataSetMsg.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/tests/ReadMessages.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
 #include <tests/support/MessageBytes.h>
 
 #include <memory>
@@ -23,7 +34,6 @@ using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const LocallyUniqueID kDataset(0, 7);
 const LocallyUniqueID kAgeID(1, 2);
 
 // A variable with nothing but an identifier, a name and a look.
@@ -35,12 +45,6 @@ ORVX_Variable Age() {
   age.SetDisplayWidth(10);
   return age;
 }
-
-// The leading word, the dataset and the case sequence of the messages below.
-const std::string kCommonBytes =
-    "\0\0\0\0"
-    "\x70\0\0\0"
-    "\x0C\0\0\0"s;
 
 // clang-format off
 const std::string kAgeBytes =
@@ -108,21 +112,6 @@ ModifyVarMsg Modify() {
   return {0, kDataset, 12, Age()};
 }
 
-std::unique_ptr<DataSetMsg> Read(std::string_view bytes) {
-  VStream stream(bytes);
-  std::unique_ptr<DataSetMsg> message = ReadDataSetMsg(stream);
-  stream.ExpectEnd();
-  return message;
-}
-
-// The message of class `Message` in `bytes`.
-template <class Message>
-std::unique_ptr<Message> ReadAs(const std::string& bytes) {
-  std::unique_ptr<DataSetMsg> message = Read(bytes);
-  EXPECT_STREQ(message->VSConcreteSignature(), Message::VSignature());
-  return std::unique_ptr<Message>(dynamic_cast<Message*>(message.release()));
-}
-
 // Writes down which operation was called.
 class Witness final : public DataSetMsgVisitor {
  public:
@@ -131,15 +120,19 @@ class Witness final : public DataSetMsgVisitor {
   void Visit(const MoveVarsMsg&) override { seen.push_back("move"); }
   void Visit(const ModifyVarMsg&) override { seen.push_back("modify"); }
   void Visit(const ResetUndoMsg&) override { seen.push_back("reset undo"); }
+  void Visit(const ImputationInfoMsg&) override { seen.push_back("imputation"); }
+  void Visit(const FileSpecChangeMsg&) override { seen.push_back("file specification"); }
+  void Visit(const FileLabelChangeMsg&) override { seen.push_back("label"); }
+  void Visit(const WeightVarMsg&) override { seen.push_back("weight"); }
+  void Visit(const FilterVarMsg&) override { seen.push_back("filter"); }
+  void Visit(const TrendsInfoMsg&) override { seen.push_back("trends"); }
+  void Visit(const SplitFileMsg&) override { seen.push_back("split"); }
+  void Visit(const ExtensionsMsg&) override { seen.push_back("extension"); }
+  void Visit(const ResetClientDataMsg&) override { seen.push_back("reset client data"); }
+  void Visit(const DataSetModifiedMsg&) override { seen.push_back("modified"); }
 
   std::vector<std::string> seen;
 };
-
-void ExpectCommonFields(const DataSetMsg& message) {
-  EXPECT_EQ(message.GetLeading(), 0U);
-  EXPECT_EQ(message.GetDataSetID(), kDataset);
-  EXPECT_EQ(message.GetCaseSequence(), 12U);
-}
 
 TEST(DataSetMsg, CarriesTheThreeCommonArguments) {
   const ModifyVarMsg message(4, kDataset, 4000000000U, Age());
@@ -168,7 +161,20 @@ TEST(DataSetMsg, CallsTheVisitorsOperationOfItsOwnClass) {
   Move().Accept(witness);
   Modify().Accept(witness);
   ResetUndoMsg().Accept(witness);
-  EXPECT_THAT(witness.seen, ElementsAre("insert", "delete", "move", "modify", "reset undo"));
+  ImputationInfoMsg().Accept(witness);
+  FileSpecChangeMsg().Accept(witness);
+  FileLabelChangeMsg().Accept(witness);
+  WeightVarMsg().Accept(witness);
+  FilterVarMsg().Accept(witness);
+  TrendsInfoMsg().Accept(witness);
+  SplitFileMsg().Accept(witness);
+  ExtensionsMsg().Accept(witness);
+  ResetClientDataMsg().Accept(witness);
+  DataSetModifiedMsg().Accept(witness);
+  EXPECT_THAT(witness.seen,
+              ElementsAre("insert", "delete", "move", "modify", "reset undo", "imputation",
+                          "file specification", "label", "weight", "filter", "trends", "split",
+                          "extension", "reset client data", "modified"));
 }
 
 TEST(DataSetMsg, IsClonedAsAWhole) {
@@ -257,18 +263,18 @@ TEST(ResetUndoMsg, ComesBackFromItsBytes) {
 class EachMessage : public testing::TestWithParam<std::string> {};
 
 TEST_P(EachMessage, IsRefusedWhereverItsBytesEndEarly) {
-  ExpectEveryTruncationRefused(GetParam(), Read);
+  ExpectEveryTruncationRefused(GetParam(), ReadMessage);
 }
 
 TEST_P(EachMessage, IsReadOrRefusedWhateverByteChanges) {
-  ExpectChangedBytesReadOrRefused(GetParam(), Read);
+  ExpectChangedBytesReadOrRefused(GetParam(), ReadMessage);
 }
 
 TEST_P(EachMessage, IsRefusedInVersionTwo) {
   std::string bytes = GetParam();
   const std::size_t version = 4U + static_cast<unsigned char>(bytes[0]);
   bytes[version] = '\x02';
-  EXPECT_THROW(Read(bytes), VStreamError);
+  EXPECT_THROW(ReadMessage(bytes), VStreamError);
 }
 
 INSTANTIATE_TEST_SUITE_P(DataSetMsg, EachMessage,
@@ -311,7 +317,7 @@ TEST(ReadDataSetMsg, RefusesACountOfVariablesThatCouldNotBeThere) {
   ASSERT_EQ(bytes[count], '\x01');
   bytes[count] = '\x03';  // two more than there are, and more than the bytes left could hold
   try {
-    Read(bytes);
+    ReadMessage(bytes);
     FAIL() << "believed the count";
   } catch (const VStreamError& error) {
     EXPECT_EQ(error.Offset(), count);

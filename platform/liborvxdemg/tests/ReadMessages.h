@@ -1,0 +1,44 @@
+// What the tests of change messages share: the arguments that all messages take, and reading one
+// back.
+
+#ifndef LIBORVXDEMG_TESTS_READMESSAGES_H_
+#define LIBORVXDEMG_TESTS_READMESSAGES_H_
+
+#include <gtest/gtest.h>
+#include <liborvxdemg/DataSetMsg.h>
+#include <liborvxdemg/ReadDataSetMsg.h>
+#include <tests/support/MessageBytes.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+inline constexpr unsigned int kSequence = 12;
+inline const LocallyUniqueID kDataset(0, 7);
+
+// The leading word 0, the dataset and the case sequence.
+inline const std::string kCommonBytes("\0\0\0\0\x70\0\0\0\x0C\0\0\0", 12);
+
+inline void ExpectCommonFields(const DataSetMsg& message) {
+  EXPECT_EQ(message.GetLeading(), 0U);
+  EXPECT_EQ(message.GetDataSetID(), kDataset);
+  EXPECT_EQ(message.GetCaseSequence(), kSequence);
+}
+
+// The one message in `bytes`.
+inline std::unique_ptr<DataSetMsg> ReadMessage(std::string_view bytes) {
+  VStream stream(bytes);
+  std::unique_ptr<DataSetMsg> message = ReadDataSetMsg(stream);
+  stream.ExpectEnd();
+  return message;
+}
+
+// The message of class `Message` in `bytes`; null where there is another.
+template <class Message>
+std::unique_ptr<Message> ReadAs(const std::string& bytes) {
+  std::unique_ptr<DataSetMsg> message = ReadMessage(bytes);
+  EXPECT_STREQ(message->VSConcreteSignature(), Message::VSignature());
+  return std::unique_ptr<Message>(dynamic_cast<Message*>(message.release()));
+}
+
+#endif  // LIBORVXDEMG_TESTS_READMESSAGES_H_
