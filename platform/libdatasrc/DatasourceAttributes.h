@@ -37,8 +37,8 @@ class DatasourceAttributes {
   // Empty for none.
   std::string MakeString() const;
 
-  // What MakeString made into text. Throws std::invalid_argument, which names the line and what is
-  // wrong there, for any other text.
+  // What MakeString made into text; the lines may come in any order. Throws std::invalid_argument,
+  // which names the line and what is wrong there, for any other text.
   static DatasourceAttributes Read(std::string_view text);
 
  private:

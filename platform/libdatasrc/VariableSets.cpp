@@ -41,7 +41,10 @@ Number ToNumber(const std::string& field, std::size_t line, const char* expected
   Number number{};
   const char* const end = field.data() + field.size();
   const auto [stop, error] = std::from_chars(field.data(), end, number);
-  if (error != std::errc() || stop != end) ThrowWrongField(line, field, expected);
+  // One number has one text: no zeros in front.
+  if (error != std::errc() || stop != end || field != std::to_string(number)) {
+    ThrowWrongField(line, field, expected);
+  }
   return number;
 }
 
