@@ -1,8 +1,8 @@
 // VariableWire: the wire form of a variable, as the change messages carry it. Not for users of the
 // library.
 
-#ifndef LIBORVXDEMG_VARIABLEWIRE_H_
-#define LIBORVXDEMG_VARIABLEWIRE_H_
+#ifndef LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_
+#define LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_
 
 #include <vector>
 
@@ -20,4 +20,4 @@ void SerializeVariables(VStream& stream, std::vector<ORVX_Variable>& variables);
 
 }  // namespace DEMessages
 
-#endif  // LIBORVXDEMG_VARIABLEWIRE_H_
+#endif  // LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_
