@@ -13,8 +13,8 @@ class VStream;
 namespace DEMessages {
 
 // Transfer a variable with all its fields, and a counted list of them. Reading throws VStreamError
-// where a field cannot be: an unknown enumerator, or value labels or attributes that do not ascend
-// by value or name. The variable is then read in part.
+// where a field cannot be: an unknown enumerator, a negative type, or value labels or attributes
+// that do not ascend by value or name. The variable is then read in part.
 void SerializeVariable(VStream& stream, ORVX_Variable& variable);
 void SerializeVariables(VStream& stream, std::vector<ORVX_Variable>& variables);
 
