@@ -34,7 +34,16 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Virtual tables
 
-// The table of an object's own class: its first slot, and how many slots there are.
+// The address sanitizer puts a fence behind each table, which its symbol then covers.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kTablesAreFenced = true;
+#elif defined(__has_feature)
+constexpr bool kTablesAreFenced = __has_feature(address_sanitizer);
+#else
+constexpr bool kTablesAreFenced = false;
+#endif
+
+// The table of an object's own class: its first slot, and how many slots there are at most.
 struct VirtualTable {
   void* const* slots;
   std::size_t count;
@@ -53,6 +62,14 @@ VirtualTable TableOf(const T& object) {
   // Before the slots stand the offset to the top and the type information.
   table.count = static_cast<const ElfW(Sym)*>(symbol)->st_size / sizeof(void*) - 2;
   return table;
+}
+
+void ExpectCount(const VirtualTable& table, std::size_t count) {
+  if (kTablesAreFenced) {
+    EXPECT_GE(table.count, count);
+  } else {
+    EXPECT_EQ(table.count, count);
+  }
 }
 
 void* Function(const std::string& mangledName) {
@@ -77,22 +94,22 @@ class VirtualSlots : public testing::Test {
 
 TEST_F(VirtualSlots, OfTheHandlesAreTwoDestructorsAndNoMore) {
   const SvrDMDataset plain(item_);
-  EXPECT_EQ(TableOf(plain).count, 2U);
+  ExpectCount(TableOf(plain), 2);
   ExpectDestructorsFirst(TableOf(plain), "12SvrDMDataset");
   {
     const SvrDMInputDataSource reader(item_, /*tryOnly=*/false);
-    EXPECT_EQ(TableOf(reader).count, 2U);
+    ExpectCount(TableOf(reader), 2);
     ExpectDestructorsFirst(TableOf(reader), "20SvrDMInputDataSource");
   }
   {
     const SvrDMWriteableDataSource writer(item_, /*tryOnly=*/false, nullptr);
-    EXPECT_EQ(TableOf(writer).count, 2U);
+    ExpectCount(TableOf(writer), 2);
     ExpectDestructorsFirst(TableOf(writer), "24SvrDMWriteableDataSource");
   }
 }
 
 TEST_F(VirtualSlots, OfAnItemAreTwoDestructorsAndNoMore) {
-  EXPECT_EQ(TableOf(*item_).count, 2U);
+  ExpectCount(TableOf(*item_), 2);
   ExpectDestructorsFirst(TableOf(*item_), "9SvrDMItem");
 }
 
@@ -102,7 +119,7 @@ TEST_F(VirtualSlots, OfTheErrorMonitorsAreTheDestructorsAndThenTheReport) {
 
   EXPECT_EQ(VirtualSlot(&ErrorMonitor::Report), 2);
   EXPECT_EQ(VirtualSlot(&InteractiveErrorMonitor::Report), 2);
-  ASSERT_EQ(table.count, 3U);
+  ExpectCount(table, 3);
   ExpectDestructorsFirst(table, "23InteractiveErrorMonitor");
   EXPECT_EQ(table.slots[2], Function("_ZN23InteractiveErrorMonitor6ReportE9ErrorText"));
 }
@@ -131,7 +148,7 @@ TEST_F(VirtualSlots, OfDataSourcesStandInTheOrderInWhichOtherBinariesCallThem) {
   EXPECT_EQ(VirtualSlot(&ORVX_DataSource::RowCount), 8);
   EXPECT_EQ(VirtualSlot(&ORVX_DataSource::IsLoaded), 9);
   EXPECT_EQ(VirtualSlot(&ORVX_DataSource::NParents), 10);
-  EXPECT_EQ(TableOf(source).count, 11U);
+  ExpectCount(TableOf(source), 11);
 }
 
 // Destructors, SetName as it was inherited, and the three operations of the class's own.
@@ -139,7 +156,7 @@ template <class Message>
 void ExpectMessageSlots(const Message& message, const std::string& mangledClass) {
   const VirtualTable table = TableOf(message);
   ExpectDestructorsFirst(table, mangledClass);
-  EXPECT_EQ(table.count, 6U);
+  ExpectCount(table, 6);
   EXPECT_EQ(VirtualSlot(&Message::SetName), 2);
   EXPECT_EQ(table.slots[2], Function("_ZN13VSerializable7SetNameEPKc"));
   EXPECT_EQ(VirtualSlot(&Message::VSClone), 3);
