@@ -171,6 +171,7 @@ TEST_F(SystemFile, MissingValuesOfTheSchemaReadAsMissing) {
     "fields": [{"name": "a", "type": "number"}, {"name": "b"},
                {"name": "c", "missingValues": ["NA"]}]})");
 
+  EXPECT_EQ(source->GetVariable(1).GetType(), 1);
   EXPECT_THAT(Rows(*source), ElementsAre(". [        ] .", ". [        ] -9", ". [x       ] ."));
 }
 
