@@ -82,6 +82,9 @@ static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
 static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
 static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);
 static_assert(!std::is_destructible_v<PackageProxy>);
+static_assert(!std::has_virtual_destructor_v<SvrDMDataSetObserver>);
+static_assert(!std::has_virtual_destructor_v<ORVX_DataSourceFilterHook>);
+static_assert(!std::has_virtual_destructor_v<PackageProxy>);
 
 // Destructors of handles and items end the process rather than throw.
 static_assert(std::is_nothrow_destructible_v<SvrDMInputDataSource>);
