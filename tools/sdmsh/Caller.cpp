@@ -25,12 +25,13 @@ void Caller::Do(std::function<void()> work) {
 
 void Caller::StartTaking(const DatasetPtr& dataset, LockMode mode, bool tryOnly) {
   coming_ = Hold{dataset, mode, nullptr};
-  worker_.Start([this, tryOnly] {
+  // Found here: a thread that waits for the lock would be finding it while others go on.
+  SvrDMDataSetObserver* const originator = &dataset->ObserverOf(name_);
+  worker_.Start([this, tryOnly, originator] {
     SvrDMItemPtr& item = coming_.dataset->Item();
     if (coming_.mode == LockMode::Read) {
       coming_.handle = std::make_unique<SvrDMInputDataSource>(item, tryOnly);
     } else {
-      SvrDMDataSetObserver* const originator = &coming_.dataset->ObserverOf(name_);
       coming_.handle = std::make_unique<SvrDMWriteableDataSource>(item, tryOnly, originator);
     }
   });
