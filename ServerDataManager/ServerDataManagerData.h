@@ -4,6 +4,7 @@
 #define SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
 
 #include <libplatdep/CriticalSection.h>
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 #include <cstddef>
@@ -12,7 +13,7 @@
 #include <vector>
 
 // Operations run under the lock unless they say otherwise.
-struct ServerDataManager::Data {
+struct SDM_HIDDEN ServerDataManager::Data {
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
   // Builds an item on `ds` (null for none), appends it and announces it.

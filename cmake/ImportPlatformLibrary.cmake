@@ -4,7 +4,7 @@
 
 function(import_platform_library name root)
   find_library(PLATFORM_${name}_FILE NAMES "${name}.so" PATHS "${root}/lib" "${root}/lib64"
-               NO_DEFAULT_PATH REQUIRED)
+               NO_DEFAULT_PATH NO_CACHE REQUIRED)
   message(STATUS "${name}: the vendor's, ${PLATFORM_${name}_FILE}")
   add_library(platform::${name} SHARED IMPORTED GLOBAL)
   set_target_properties(platform::${name} PROPERTIES

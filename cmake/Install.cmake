@@ -31,10 +31,10 @@ get_directory_property(public_headers
 list(TRANSFORM public_headers PREPEND ServerDataManager/)
 install(FILES ${public_headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ServerDataManager")
 install(DIRECTORY client DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
-        FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE)
+        FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE PATTERN internal EXCLUDE)
 foreach(folder IN LISTS platform_targets ITEMS PackageProxy)
   install(DIRECTORY platform/${folder} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
-          FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE)
+          FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE PATTERN internal EXCLUDE)
 endforeach()
 install(FILES README.md LICENSE CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 

@@ -54,7 +54,8 @@ class SystemFileDataSource : public ORVX_DataSource {
   // clean. Anything wrong, with the file or with its schema, throws DataFileError: what cannot be
   // opened, is no regular file (never waited for) or is empty; a record with another number of
   // fields than the header; a wrong or unclosed quote; bytes that are not UTF-8; a zero byte; a
-  // column name that is empty or stands twice; a field that its type does not allow; wrong JSON.
+  // column name that is empty or stands twice; a field that its type does not allow; a schema that
+  // is not JSON, has a member of the wrong kind, an unknown type or a name that no column bears.
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path);
 

@@ -4,4 +4,6 @@
 
 ORVX_RefCntObject::~ORVX_RefCntObject() = default;
 
-void ORVX_RefCntObject::DeleteThis() const { delete this; }
+void ORVX_RefCntObject::DeleteThis() const {
+  delete this;
+}

@@ -3,7 +3,7 @@
 #include <liborvxdemg/InsertVarsMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>
-#include <liborvxdemg/VariableWire.h>
+#include <liborvxdemg/internal/VariableWire.h>
 
 namespace DEMessages {
 

@@ -20,8 +20,8 @@
 //
 // Who gets in, and when
 // - A new reader waits while a writer holds the lock or waits for it. So a waiting writer gets in
-// when
-//   the reads held at that time, and those nested in them, have ended, however many readers come.
+//   when the reads held at that time, and those nested in them, have ended, however many readers
+//   come.
 // - A thread that already reads may read again at once, also while a writer waits: it holds up the
 //   writer in any case, and making it wait would stop both for ever.
 // - A writer that releases lets in every reader that waits at that moment; the next writer follows
@@ -31,16 +31,14 @@
 //
 // Who releases
 // - unlock() ends whichever lock is held, on any thread. A thread that reads is taken to end a read
-// of
-//   its own; a thread that does not ends one of somebody else's.
-// - After a read was ended on another thread it is open which thread still reads, until all reads
-//   that were held by then have ended. In that time a thread whose own reads may all have been
-//   ended, and that reads again while a writer waits, is held back for a moment and then let in
-//   where the writer could still not go: 10 milliseconds, and twice as long each time that reads so
-//   let in are again ended elsewhere. So neither waits for ever.
+//   of its own; a thread that does not ends one of somebody else's.
+// - After such a foreign end it is open which of several threads still read, until all reads held
+//   at that time have ended. A thread whose own reads may be among the ended ones, and that reads
+//   again in that time while a writer waits, is held back for a moment and then let in where the
+//   writer still cannot go: 10 milliseconds, and twice as long each time that a read so let in
+//   meets another foreign end. So neither waits for ever.
 // - A thread that reads and ends somebody else's read before its own counts as one that does not
-// read.
-//   It must not nest a further read: with a writer waiting it would wait for itself.
+//   read. It must not nest a further read: with a writer waiting it would wait for itself.
 //
 // What stops a thread for ever: writeLock() by a thread that reads or writes, and readLock() by a
 // thread that writes, unless another thread ends what it holds. The tries fail instead.

@@ -25,4 +25,4 @@ if(NOT RUN_OUTPUT STREQUAL "1 message, 1 variable in the mirror\n")
   message(FATAL_ERROR "The consumer said: ${RUN_OUTPUT}")
 endif()
 
-run("${prefix}/bin/sdmsh" "${PROJECT_DIR}/examples/survey.sdm")
+run("${CMAKE_COMMAND}" -E chdir "${PROJECT_DIR}" "${prefix}/bin/sdmsh" examples/survey.sdm)

@@ -5,7 +5,10 @@
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ORVX_DataSourceFilterHook.h>
 
+#include <bit>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -447,6 +450,30 @@ TEST_F(DataSource, CopyingTheDictionaryOfNullOrItselfChangesNothing) {
 
   EXPECT_EQ(Names(source), "ABC");
   EXPECT_EQ(source.GetWeightVariableID(), ID('A'));
+}
+
+// The place of a virtual operation in the table, after the Itanium C++ ABI: a pointer to it holds
+// its offset in bytes, plus one.
+template <class Operation>
+std::size_t Slot(Operation operation) {
+  struct Pointer {
+    std::size_t offset;
+    std::ptrdiff_t adjustment;
+  };
+  return (std::bit_cast<Pointer>(operation).offset - 1) / sizeof(void*);
+}
+
+TEST(DataSourceBinary, OperationsStandInTheirSlots) {
+  EXPECT_EQ(Slot(&ORVX_DataSource::GetNSplitVars), 2U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::GetSplitVarIndex), 3U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::GetSplitVarID), 4U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::GetSplitqSeparate), 5U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::MakeIterator), 6U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::GetObsAreaSize), 7U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::RowCount), 8U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::IsLoaded), 9U);
+  EXPECT_EQ(Slot(&ORVX_DataSource::NParents), 10U);
+  EXPECT_EQ(Slot(&ORVX_DataSourceFilterHook::FilterDataSource), 0U);
 }
 
 // Other binaries call the virtual operations by slot and derive from the class.

@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <optional>
-#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -167,24 +165,6 @@ TEST(Dictionary, ThatIsBulkFilledAndClearedIsEmptyAndUsable) {
   EXPECT_EQ(pair.source.ColumnCount(), 1);
   EXPECT_EQ(pair.source.FindVarIndex(Serial(3)), 0);
   EXPECT_EQ(pair.source.FindVarIndex(Serial(4)), -1);
-}
-
-TEST(Dictionary, IsReadByManyThreadsAtOnce) {
-  DataFreeDataSource source;
-  for (unsigned int i = 0; i < 3000; ++i) source.MakeVariable(Variable(Serial(i)), nullptr);
-  std::vector<int> wrong(4);
-  std::vector<std::thread> threads;
-  for (int& mine : wrong) {
-    threads.emplace_back([&source, &mine] {
-      for (int i = 0; i < source.ColumnCount(); ++i) {
-        const ORVX_Variable copy = source.GetVariable(i);
-        if (source.FindVarIndex(copy.GetID()) != i) ++mine;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-
-  EXPECT_EQ(wrong, std::vector<int>(4));
 }
 
 }  // namespace

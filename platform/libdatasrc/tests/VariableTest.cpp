@@ -3,14 +3,10 @@
 #include <gtest/gtest.h>
 #include <libdatasrc/ORVX_Variable.h>
 
-#include <cmath>
 #include <functional>
 #include <limits>
-#include <set>
 #include <stdexcept>
-#include <thread>
 #include <type_traits>
-#include <vector>
 
 namespace {
 
@@ -184,44 +180,6 @@ TEST(Variable, AMissingValueThatIsNoNumberEqualsItself) {
 
   b.SetMissingValues({{DataValue(nan)}, std::pair(nan, 2.0)});
   EXPECT_FALSE(a == b);
-}
-
-TEST(Variable, FreshIdentifiersHaveDomainOneAndDifferOnAllThreads) {
-  constexpr int kEach = 1000;
-  std::vector<std::vector<LocallyUniqueID>> drawn(4);
-  std::vector<std::thread> threads;
-  for (auto& ids : drawn) {
-    threads.emplace_back([&ids] {
-      for (int i = 0; i < kEach; ++i) ids.push_back(ORVX_Variable::NextID());
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-
-  std::set<LocallyUniqueID> all;
-  for (const auto& ids : drawn) all.insert(ids.begin(), ids.end());
-  EXPECT_EQ(all.size(), 4U * kEach);
-  EXPECT_EQ(all.begin()->Domain(), 1U);
-  EXPECT_EQ(all.rbegin()->Domain(), 1U);
-}
-
-TEST(Variable, CopiesOfOneRecordAreChangedOnManyThreads) {
-  const ORVX_Variable shared = Age();
-  std::vector<std::string> names(4);
-  std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    threads.emplace_back([&shared, &names, i] {
-      for (int round = 0; round < 1000; ++round) {
-        ORVX_Variable mine = shared;
-        mine.SetName(std::to_string(i));
-        const ORVX_Variable again = mine;
-        names[i] = again.GetName();
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-
-  EXPECT_EQ(names, (std::vector<std::string>{"0", "1", "2", "3"}));
-  EXPECT_EQ(shared, Age());
 }
 
 template <class T>

@@ -29,6 +29,11 @@ void operator delete(void* storage, std::size_t) noexcept {
   std::free(storage);
 }
 
+// The address sanitizer stops a program that asks for too much unless told to let malloc fail.
+extern "C" const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
+
 namespace {
 
 struct Object : VUGlobal {

@@ -1,8 +1,8 @@
 // VariableWire: the wire form of a variable, as the change messages carry it. Not for users of the
 // library.
 
-#ifndef LIBORVXDEMG_VARIABLEWIRE_H_
-#define LIBORVXDEMG_VARIABLEWIRE_H_
+#ifndef LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_
+#define LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_
 
 #include <vector>
 
@@ -13,11 +13,11 @@ class VStream;
 namespace DEMessages {
 
 // Transfer a variable with all its fields, and a counted list of them. Reading throws VStreamError
-// where a field cannot be: an unknown enumerator, or value labels or attributes that do not ascend
-// by value or name. The variable is then read in part.
+// where a field cannot be: an unknown enumerator, a negative type, or value labels or attributes
+// that do not ascend by value or name. The variable is then read in part.
 void SerializeVariable(VStream& stream, ORVX_Variable& variable);
 void SerializeVariables(VStream& stream, std::vector<ORVX_Variable>& variables);
 
 }  // namespace DEMessages
 
-#endif  // LIBORVXDEMG_VARIABLEWIRE_H_
+#endif  // LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_

@@ -1,6 +1,6 @@
 // VariableWire: each type of field in both directions, then the variable as the list of its fields.
 
-#include <liborvxdemg/VariableWire.h>
+#include <liborvxdemg/internal/VariableWire.h>
 
 #include <cmath>
 #include <string>

@@ -1,0 +1,26 @@
+// A saved data file as a data source.
+
+#include <libdatasrc/internal/DataFile.h>
+#include <libdatasrc/SystemFileDataSource.h>
+
+SystemFileDataSource::SystemFileDataSource(std::shared_ptr<const CaseTable> cases)
+    : cases_(std::move(cases)) {}
+
+SystemFileDataSource::~SystemFileDataSource() = default;
+
+std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(const std::string& path) {
+  DataFile file = ReadDataFile(path);
+  std::unique_ptr<SystemFileDataSource> source(new SystemFileDataSource(std::move(file.cases)));
+  for (const ORVX_Variable& variable : file.variables) source->MakeVariable(variable, nullptr);
+  if (file.label) source->SetLabel(file.label->c_str());
+  source->SetFileSpec(path.c_str());
+  return source;
+}
+
+ObsIterator* SystemFileDataSource::MakeIterator(OBS* area) const {
+  return new CaseIterator(cases_, *this, area);
+}
+
+long long SystemFileDataSource::RowCount() const {
+  return static_cast<long long>(cases_->RowCount());
+}

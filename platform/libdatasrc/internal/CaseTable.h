@@ -1,0 +1,79 @@
+// CaseTable: the cases of a data file, column by column.
+
+#ifndef LIBDATASRC_INTERNAL_CASETABLE_H_
+#define LIBDATASRC_INTERNAL_CASETABLE_H_
+
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+class ORVX_DataSource;
+
+// kSystemMissing where there is none.
+using NumberColumn = std::vector<double>;
+
+// Texts one behind another, each as long as it is; empty where there is none.
+class TextColumn {
+ public:
+  void Add(std::string_view text) {
+    bytes_.append(text);
+    ends_.push_back(bytes_.size());
+  }
+  std::string_view operator[](std::size_t row) const {
+    const std::size_t begin = row > 0 ? ends_[row - 1] : 0;
+    return std::string_view(bytes_).substr(begin, ends_[row] - begin);
+  }
+
+ private:
+  std::string bytes_;
+  std::vector<std::size_t> ends_;
+};
+
+using CaseColumn = std::variant<NumberColumn, TextColumn>;
+
+// Columns as they were read, under the identifier of the variable that each was read for.
+//
+// Threads: any, once it is filled.
+class CaseTable {
+ public:
+  // `rows` are in each column.
+  void Add(LocallyUniqueID id, CaseColumn column) { columns_.emplace(id, std::move(column)); }
+  void SetRowCount(std::size_t rows) { rows_ = rows; }
+
+  std::size_t RowCount() const { return rows_; }
+  // Null for a variable that the table does not know.
+  const CaseColumn* Find(LocallyUniqueID id) const;
+
+ private:
+  std::unordered_map<LocallyUniqueID, CaseColumn> columns_;
+  std::size_t rows_ = 0;
+};
+
+// Runs over a table for the dictionary of a source as it is now, which it does not keep.
+class CaseIterator : public ObsIterator {
+ public:
+  CaseIterator(std::shared_ptr<const CaseTable> table, const ORVX_DataSource& dictionary,
+               OBS* area);
+  bool Next() override;
+
+ private:
+  struct Target {
+    const CaseColumn* column;  // null: always missing
+    int type;
+    OBS* cell;  // the first
+  };
+
+  std::shared_ptr<const CaseTable> table_;
+  std::vector<Target> targets_;
+  std::size_t row_ = 0;
+};
+
+#endif  // LIBDATASRC_INTERNAL_CASETABLE_H_

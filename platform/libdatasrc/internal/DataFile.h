@@ -1,0 +1,23 @@
+// DataFile: what a saved data file holds, read as a whole.
+
+#ifndef LIBDATASRC_INTERNAL_DATAFILE_H_
+#define LIBDATASRC_INTERNAL_DATAFILE_H_
+
+#include <libdatasrc/internal/CaseTable.h>
+#include <libdatasrc/ORVX_Variable.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct DataFile {
+  std::optional<std::string> label;
+  std::vector<ORVX_Variable> variables;
+  std::shared_ptr<const CaseTable> cases;
+};
+
+// Reads the file and the schema beside it; throws DataFileError for anything wrong with either.
+DataFile ReadDataFile(const std::string& path);
+
+#endif  // LIBDATASRC_INTERNAL_DATAFILE_H_

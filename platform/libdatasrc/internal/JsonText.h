@@ -1,0 +1,37 @@
+// JSON as a tree in which every value knows its place in the text.
+
+#ifndef LIBDATASRC_INTERNAL_JSONTEXT_H_
+#define LIBDATASRC_INTERNAL_JSONTEXT_H_
+
+#include <libdatasrc/internal/TextPosition.h>
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+struct JsonValue {
+  using Array = std::vector<JsonValue>;
+  using Object = std::map<std::string, JsonValue, std::less<>>;
+
+  TextPosition place;  // of its first byte
+  std::variant<std::nullptr_t, bool, double, std::string, Array, Object> value;
+
+  // Null when this is of another type.
+  template <class T>
+  const T* As() const {
+    return std::get_if<T>(&value);
+  }
+
+  // The member of an object; null when there is none.
+  const JsonValue* Member(std::string_view name) const;
+};
+
+// Reads one JSON value, nested no deeper than 64 levels. Whatever is wrong with the text throws
+// DataFileError for `file`, with the place.
+JsonValue ParseJson(const std::string& file, const std::string& text);
+
+#endif  // LIBDATASRC_INTERNAL_JSONTEXT_H_

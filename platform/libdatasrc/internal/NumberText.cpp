@@ -1,0 +1,36 @@
+// Numbers as text, both ways, in no locale.
+
+#include <libdatasrc/internal/NumberText.h>
+
+#include <array>
+#include <charconv>
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t";
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::optional<double> NumberIn(std::string_view text) {
+  text = Trimmed(text);
+  if (!text.empty() && text.front() == '+') {
+    text.remove_prefix(1);
+    if (!text.empty() && text.front() == '-') return std::nullopt;
+  }
+  // Turns away the names of infinity and of what is no number.
+  if (text.empty() || text.find_first_not_of("0123456789+-.eE") != std::string_view::npos) {
+    return std::nullopt;
+  }
+  double number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || rest != end) return std::nullopt;
+  return number;
+}
+
+std::string ShortestText(double number) {
+  std::array<char, 32> text;
+  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), number);
+  return std::string(text.data(), end);
+}

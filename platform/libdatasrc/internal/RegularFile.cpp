@@ -1,0 +1,64 @@
+// Opening and reading files without waiting for anybody.
+
+#include <fcntl.h>
+#include <libdatasrc/DataFileError.h>
+#include <libdatasrc/internal/RegularFile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace {
+
+[[noreturn]] void ThrowSystemError(const std::string& path, const char* attempt, int error) {
+  throw DataFileError(path, std::string(attempt) + ": " + std::generic_category().message(error));
+}
+
+// -1 with errno set on failure.
+int OpenWithoutWaiting(const std::string& path) {
+  if (path.find('\0') != std::string::npos) throw DataFileError(path, "a zero byte in the name");
+  return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+}
+
+const char* KindOf(mode_t mode) {
+  if (S_ISDIR(mode)) return "a directory";
+  if (S_ISFIFO(mode)) return "a FIFO";
+  if (S_ISCHR(mode) || S_ISBLK(mode)) return "a device";
+  return "something else";
+}
+
+}  // namespace
+
+RegularFile::RegularFile(const std::string& path) : RegularFile(path, OpenWithoutWaiting(path)) {}
+
+std::optional<RegularFile> RegularFile::IfThere(const std::string& path) {
+  const int descriptor = OpenWithoutWaiting(path);
+  if (descriptor == -1 && errno == ENOENT) return std::nullopt;
+  return RegularFile(path, descriptor);
+}
+
+RegularFile::RegularFile(const std::string& path, int descriptor)
+    : path_(path), descriptor_(descriptor) {
+  struct stat status;
+  if (descriptor == -1) ThrowSystemError(path, "cannot be opened", errno);
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(descriptor);
+    throw DataFileError(path, std::string("not a data file but ") + KindOf(status.st_mode));
+  }
+}
+
+RegularFile::~RegularFile() {
+  if (descriptor_ != -1) close(descriptor_);
+}
+
+std::size_t RegularFile::Read(char* to, std::size_t size) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    const ssize_t got = read(descriptor_, to + filled, size - filled);
+    if (got == 0) break;
+    if (got > 0) filled += static_cast<std::size_t>(got);
+    if (got < 0 && errno != EINTR) ThrowSystemError(path_, "cannot be read", errno);
+  }
+  return filled;
+}

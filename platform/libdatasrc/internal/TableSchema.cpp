@@ -1,0 +1,166 @@
+// From the JSON of a table schema to what a data file takes from it.
+
+#include <libdatasrc/DataFileError.h>
+#include <libdatasrc/internal/JsonText.h>
+#include <libdatasrc/internal/RegularFile.h>
+#include <libdatasrc/internal/TableSchema.h>
+#include <libdatasrc/SystemFileDataSource.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <set>
+
+namespace {
+
+constexpr std::size_t kMaxSchemaBytes = SystemFileDataSource::kMaxRecordBytes;
+
+std::string ReadAll(RegularFile file) {
+  std::string text;
+  std::array<char, std::size_t{64} << 10> chunk;
+  while (const std::size_t got = file.Read(chunk.data(), chunk.size())) {
+    text.append(chunk.data(), got);
+    if (text.size() <= kMaxSchemaBytes) continue;
+    throw DataFileError(file.Path(),
+                        "a schema of more than " + std::to_string(kMaxSchemaBytes) + " bytes");
+  }
+  return text;
+}
+
+template <class T>
+constexpr const char* kTypeName = nullptr;
+template <>
+constexpr const char* kTypeName<bool> = "true or false";
+template <>
+constexpr const char* kTypeName<std::string> = "a string";
+template <>
+constexpr const char* kTypeName<JsonValue::Array> = "an array";
+template <>
+constexpr const char* kTypeName<JsonValue::Object> = "an object";
+
+std::optional<SchemaField::Type> TypeNamed(std::string_view name) {
+  static constexpr std::array<std::string_view, 13> kByFields = {
+      "any",      "array", "boolean", "date", "datetime", "duration", "geojson",
+      "geopoint", "list",  "object",  "time", "year",     "yearmonth"};
+  if (name == "string") return SchemaField::Type::String;
+  if (name == "integer") return SchemaField::Type::Integer;
+  if (name == "number") return SchemaField::Type::Number;
+  const bool isKnown = std::find(kByFields.begin(), kByFields.end(), name) != kByFields.end();
+  return isKnown ? std::optional(SchemaField::Type::ByFields) : std::nullopt;
+}
+
+class SchemaReader {
+ public:
+  explicit SchemaReader(const std::string& file) { schema_.file = file; }
+
+  TableSchema Read(const std::string& text) {
+    const JsonValue root = ParseJson(schema_.file, text);
+    Demand<JsonValue::Object>(root, "the schema");
+    if (const auto* title = Optional<std::string>(root, "title")) schema_.title = *title;
+    schema_.missingValues = MissingValuesOf(root, {""});
+    for (const JsonValue& field : Required<JsonValue::Array>(root, "fields")) ReadField(field);
+    return std::move(schema_);
+  }
+
+ private:
+  void ReadField(const JsonValue& json) {
+    Demand<JsonValue::Object>(json, "a field");
+    SchemaField field;
+    field.name = Required<std::string>(json, "name");
+    field.place = json.Member("name")->place;
+    if (!names_.insert(field.name).second) {
+      schema_.Fail(field.place, "a second field with the name '" + field.name + "'");
+    }
+    if (const auto* title = Optional<std::string>(json, "title")) field.label = *title;
+    field.type = TypeOf(json);
+    if (const auto* ordered = Optional<bool>(json, "categoriesOrdered")) {
+      field.categoriesOrdered = *ordered;
+    }
+    if (const auto* categories = Optional<JsonValue::Array>(json, "categories")) {
+      for (const JsonValue& each : *categories) field.categories.push_back(CategoryOf(each));
+    }
+    field.missingValues = MissingValuesOf(json, schema_.missingValues);
+    schema_.fields.push_back(std::move(field));
+  }
+
+  SchemaField::Type TypeOf(const JsonValue& field) const {
+    const auto* name = Optional<std::string>(field, "type");
+    if (name == nullptr) return SchemaField::Type::ByFields;
+    const auto type = TypeNamed(*name);
+    if (!type) Fail(*field.Member("type"), "'" + *name + "' is not a type of a field");
+    return *type;
+  }
+
+  // A value alone, or an object with the value and its label.
+  SchemaCategory CategoryOf(const JsonValue& json) const {
+    SchemaCategory category;
+    const JsonValue* value = &json;
+    if (json.As<JsonValue::Object>() != nullptr) {
+      value = json.Member("value");
+      if (value == nullptr) Fail(json, "a category without a value");
+      if (const auto* label = Optional<std::string>(json, "label")) category.label = *label;
+    }
+    category.place = value->place;
+    if (const auto* number = value->As<double>()) {
+      category.value = *number;
+    } else if (const auto* text = value->As<std::string>()) {
+      category.value = *text;
+    } else {
+      Fail(*value, "the value of a category must be a number or a string");
+    }
+    return category;
+  }
+
+  std::vector<std::string> MissingValuesOf(const JsonValue& object,
+                                           std::vector<std::string> otherwise) const {
+    const auto* values = Optional<JsonValue::Array>(object, "missingValues");
+    if (values == nullptr) return otherwise;
+    std::vector<std::string> texts;
+    for (const JsonValue& each : *values) {
+      texts.push_back(Demand<std::string>(each, "a missing value"));
+    }
+    return texts;
+  }
+
+  template <class T>
+  const T& Demand(const JsonValue& json, const std::string& what) const {
+    const T* value = json.As<T>();
+    if (value == nullptr) Fail(json, what + " must be " + kTypeName<T>);
+    return *value;
+  }
+
+  // Null when there is no such member.
+  template <class T>
+  const T* Optional(const JsonValue& object, const std::string& name) const {
+    const JsonValue* member = object.Member(name);
+    return member != nullptr ? &Demand<T>(*member, "'" + name + "'") : nullptr;
+  }
+
+  template <class T>
+  const T& Required(const JsonValue& object, const std::string& name) const {
+    const T* value = Optional<T>(object, name);
+    if (value == nullptr) Fail(object, "a member '" + name + "' is missing here");
+    return *value;
+  }
+
+  [[noreturn]] void Fail(const JsonValue& json, const std::string& text) const {
+    schema_.Fail(json.place, text);
+  }
+
+  std::set<std::string> names_;
+  TableSchema schema_;
+};
+
+}  // namespace
+
+void TableSchema::Fail(TextPosition where, const std::string& text) const {
+  throw DataFileError(file, where.line, where.column, text);
+}
+
+std::optional<TableSchema> ReadSchemaBeside(const std::string& path) {
+  const std::string beside = std::filesystem::path(path).replace_extension(".schema.json").string();
+  std::optional<RegularFile> file = RegularFile::IfThere(beside);
+  if (!file) return std::nullopt;
+  const std::string text = ReadAll(std::move(*file));
+  return SchemaReader(beside).Read(text);
+}

@@ -1,0 +1,44 @@
+// TableSchema: the dictionary that lies beside a data file, a Frictionless Table Schema.
+
+#ifndef LIBDATASRC_INTERNAL_TABLESCHEMA_H_
+#define LIBDATASRC_INTERNAL_TABLESCHEMA_H_
+
+#include <libdatasrc/internal/TextPosition.h>
+#include <libdatasrc/ORVX_Variable.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+struct SchemaCategory {
+  DataValue value;
+  std::string label;
+  TextPosition place;  // of the value
+};
+
+struct SchemaField {
+  enum class Type { ByFields, String, Integer, Number };
+
+  std::string name;
+  TextPosition place;  // of the name
+  std::string label;
+  Type type = Type::ByFields;
+  std::vector<SchemaCategory> categories;
+  bool categoriesOrdered = false;
+  std::vector<std::string> missingValues;
+};
+
+struct TableSchema {
+  std::string file;  // the schema's
+  std::optional<std::string> title;
+  std::vector<SchemaField> fields;  // each name once
+  std::vector<std::string> missingValues;
+
+  [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
+};
+
+// The schema beside the data file at `path`: for survey.tsv, survey.schema.json. Nothing when there
+// is none. Throws DataFileError for anything wrong with it.
+std::optional<TableSchema> ReadSchemaBeside(const std::string& path);
+
+#endif  // LIBDATASRC_INTERNAL_TABLESCHEMA_H_

@@ -1,0 +1,82 @@
+// Data files written for a test, and rows read back as text.
+
+#ifndef LIBDATASRC_TESTS_FILES_H_
+#define LIBDATASRC_TESTS_FILES_H_
+
+#include <libdatasrc/DataFileError.h>
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <stdlib.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// A folder for a test's files, gone with the object.
+class Folder {
+ public:
+  Folder() {
+    std::string name = (std::filesystem::temp_directory_path() / "datasrc-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder " + name);
+    path_ = name;
+  }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  ~Folder() { std::filesystem::remove_all(path_); }
+
+  std::string Path(const std::string& name) const { return (path_ / name).string(); }
+
+  std::string Write(const std::string& name, std::string_view bytes) const {
+    std::ofstream file(path_ / name, std::ios::binary);
+    file << bytes;
+    if (!file.flush()) throw std::runtime_error("cannot write " + name);
+    return Path(name);
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+inline int Cells(const ORVX_Variable& variable) {
+  return variable.GetType() > 0 ? (variable.GetType() + 7) / 8 : 1;
+}
+
+// What one variable is in a row: a number as text, "." when it is missing, or a string in brackets
+// with the blanks that pad its cells.
+inline void PrintCell(const ORVX_Variable& variable, const OBS* cell, std::ostream& out) {
+  if (variable.GetType() > 0) {
+    out << '[' << std::string_view(cell->text, static_cast<std::size_t>(Cells(variable)) * 8)
+        << ']';
+  } else if (cell->number == kSystemMissing) {
+    out << '.';
+  } else {
+    out << cell->number;
+  }
+}
+
+// Each row of a source, cell by cell with a blank between two.
+inline std::vector<std::string> Rows(const ORVX_DataSource& source) {
+  std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));
+  const std::unique_ptr<ObsIterator> iterator(source.MakeIterator(area.data()));
+  std::vector<std::string> rows;
+  while (iterator->Next()) {
+    std::ostringstream row;
+    const OBS* cell = area.data();
+    for (int i = 0; i < source.ColumnCount(); ++i) {
+      if (i > 0) row << ' ';
+      PrintCell(source.GetVariable(i), cell, row);
+      cell += Cells(source.GetVariable(i));
+    }
+    rows.push_back(row.str());
+  }
+  return rows;
+}
+
+#endif  // LIBDATASRC_TESTS_FILES_H_

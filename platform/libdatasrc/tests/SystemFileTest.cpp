@@ -1,0 +1,275 @@
+// Saved data files: what becomes of columns, schema and cases.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Files.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class SystemFile : public testing::Test {
+ protected:
+  std::unique_ptr<SystemFileDataSource> Open(std::string_view text) const {
+    return SystemFileDataSource::Open(folder.Write("data.csv", text));
+  }
+  std::unique_ptr<SystemFileDataSource> Open(std::string_view text, std::string_view schema) const {
+    folder.Write("data.schema.json", schema);
+    return Open(text);
+  }
+
+  Folder folder;
+};
+
+std::string Names(const ORVX_DataSource& source) {
+  std::string names;
+  for (int i = 0; i < source.ColumnCount(); ++i) names += source.GetVariable(i).GetName() + "|";
+  return names;
+}
+
+TEST_F(SystemFile, FreshlyOpenedIsCleanLoadedAndKnowsItsRows) {
+  const auto source = Open("a,b\n1,2\n3,4\n");
+
+  EXPECT_FALSE(source->IsDirty());
+  EXPECT_TRUE(source->IsLoaded());
+  EXPECT_EQ(source->RowCount(), 2);
+  EXPECT_EQ(source->NParents(), 0);
+  EXPECT_EQ(source->GetFileSpec(), folder.Path("data.csv"));
+  EXPECT_EQ(source->GetLabel(), nullptr);
+}
+
+TEST_F(SystemFile, HasAFreshIdentifierForEachVariable) {
+  const auto once = Open("a,b\n1,2\n");
+  const auto again = Open("a,b\n1,2\n");
+
+  EXPECT_NE(once->GetVariable(0).GetID(), once->GetVariable(1).GetID());
+  EXPECT_EQ(again->FindVarIndex(once->GetVariable(0).GetID()), -1);
+}
+
+TEST_F(SystemFile, TakesTheDelimiterThatIsInTheHeader) {
+  EXPECT_EQ(Names(*Open("a\tb,c\td\n1\t2,3\t4\n")), "a|b,c|d|");
+  EXPECT_EQ(Names(*Open("a,b\tc,d\n1,2\t3,4\n")), "a|b\tc|d|");
+  EXPECT_EQ(Names(*Open("\"a\t\t\t\",b\n1,2\n")), "a\t\t\t|b|");
+  EXPECT_EQ(Names(*Open("alone\n1\n")), "alone|");
+}
+
+TEST_F(SystemFile, ReadsQuotedFields) {
+  const auto source = Open("a,b\n\"x,\"\"y\"\"\",\"two\nlines\"\n,\"\"\n");
+
+  EXPECT_THAT(Rows(*source),
+              ElementsAre("[x,\"y\"   ] [two\nlines       ]", "[        ] [                ]"));
+}
+
+TEST_F(SystemFile, ReadsLinesOfBothKindsWithAndWithoutTheLastEnd) {
+  for (const char* text :
+       {"a,b\n1,2\n3,4\n", "a,b\n1,2\n3,4", "a,b\r\n1,2\r\n3,4\r\n", "a,b\r\n1,2\r\n3,4",
+        "\xEF\xBB\xBF"
+        "a,b\n1,2\n3,4\n"}) {
+    const auto source = Open(text);
+    EXPECT_EQ(Names(*source), "a|b|") << text;
+    EXPECT_THAT(Rows(*source), ElementsAre("1 2", "3 4")) << text;
+  }
+}
+
+TEST_F(SystemFile, ReadsALastFieldThatIsEmpty) {
+  EXPECT_THAT(Rows(*Open("a,b\n1,")), ElementsAre("1 ."));
+  EXPECT_THAT(Rows(*Open("a,b\n1,\n")), ElementsAre("1 ."));
+  EXPECT_THAT(Rows(*Open("a,b\n,\"\"")), ElementsAre(". ."));
+}
+
+TEST_F(SystemFile, WithAHeaderAloneHasNoRows) {
+  const auto source = Open("a,b\n");
+
+  EXPECT_EQ(source->RowCount(), 0);
+  EXPECT_EQ(source->ColumnCount(), 2);
+  EXPECT_THAT(Rows(*source), ElementsAre());
+}
+
+TEST_F(SystemFile, AnEmptyLineIsACaseOfOneColumnAndNoneOfMore) {
+  EXPECT_THAT(Rows(*Open("a\n1\n\r\n\n2\n")), ElementsAre("1", ".", ".", "2"));
+  EXPECT_THAT(Rows(*Open("a,b\n\n1,2\n\r\n3,4\n\n")), ElementsAre("1 2", "3 4"));
+}
+
+TEST_F(SystemFile, AColumnIsNumericWhenAllItsFieldsAreNumbersOrEmpty) {
+  const auto source = Open("a,b,c\n1,,x\n -2.5e1 ,,2\n,,3\n+.5,  ,\n");
+
+  EXPECT_EQ(source->GetVariable(0).GetType(), 0);
+  EXPECT_EQ(source->GetVariable(1).GetType(), 0);
+  EXPECT_EQ(source->GetVariable(2).GetType(), 1);
+  EXPECT_THAT(Rows(*source), ElementsAre("1 . [x       ]", "-25 . [2       ]", ". . [3       ]",
+                                         "0.5 . [        ]"));
+}
+
+TEST_F(SystemFile, OnlyDecimalNumbersAreNumbers) {
+  const char* texts[] = {"0x10", "inf", "nan", "1e999", "1,5", "--1",
+                         "+-1",  "1 2", "e5",  ".",     "1e"};
+  for (const std::string text : texts) {
+    EXPECT_GT(Open("a\n\"" + text + "\"\n")->GetVariable(0).GetType(), 0) << text;
+  }
+  for (const std::string text : {"007", "1.", ".5", "1E-3", "-0"}) {
+    EXPECT_EQ(Open("a\n" + text + "\n")->GetVariable(0).GetType(), 0) << text;
+  }
+}
+
+TEST_F(SystemFile, AStringIsAsWideAsItsWidestValueInBytes) {
+  const auto source = Open("a,b\nM\xC3\xBCnchen,x\nUlm,123456789\n");
+
+  EXPECT_EQ(source->GetVariable(0).GetType(), 8);
+  EXPECT_EQ(source->GetVariable(1).GetType(), 9);
+  EXPECT_EQ(source->GetVariable(1).GetPrintFormat(), (VariableFormat{'A', 9, 0}));
+  EXPECT_EQ(source->GetObsAreaSize(), 1 + 2);
+  EXPECT_THAT(Rows(*source),
+              ElementsAre("[M\xC3\xBCnchen] [x               ]", "[Ulm     ] [123456789       ]"));
+}
+
+TEST_F(SystemFile, WholeNumbersAreShownWithoutDecimals) {
+  const auto source = Open("a,b\n1,1\n2,2.5\n");
+
+  EXPECT_EQ(source->GetVariable(0).GetPrintFormat(), (VariableFormat{'F', 8, 0}));
+  EXPECT_EQ(source->GetVariable(1).GetPrintFormat(), (VariableFormat{'F', 8, 2}));
+}
+
+TEST_F(SystemFile, TakesLabelsFromTheSchemaByName) {
+  const auto source = Open("sex,age\n1,30\n2,40\n", R"({
+    "title": "People",
+    "fields": [
+      {"name": "age", "title": "Age in years"},
+      {"name": "sex", "type": "integer", "categoriesOrdered": true,
+       "categories": [{"value": 1, "label": "male"}, {"value": "2", "label": "female"}, 3]}
+    ]})");
+
+  EXPECT_STREQ(source->GetLabel(), "People");
+  EXPECT_EQ(Names(*source), "sex|age|");
+  EXPECT_EQ(source->GetVariable(0).GetValueLabels(), (ValueLabels{{1.0, "male"}, {2.0, "female"}}));
+  EXPECT_EQ(source->GetVariable(0).GetMeasurementLevel(), MeasurementLevel::Ordinal);
+  EXPECT_EQ(source->GetVariable(1).GetLabel(), "Age in years");
+}
+
+TEST_F(SystemFile, ASchemaCanMakeNumbersAString) {
+  const auto source = Open("code\n007\n1\n", R"({"fields": [{"name": "code", "type": "string",
+      "categories": [{"value": "007", "label": "agent"}, {"value": 1, "label": "other"}]}]})");
+
+  EXPECT_EQ(source->GetVariable(0).GetType(), 3);
+  EXPECT_EQ(source->GetVariable(0).GetValueLabels(),
+            (ValueLabels{{std::string("007"), "agent"}, {std::string("1"), "other"}}));
+  EXPECT_THAT(Rows(*source), ElementsAre("[007     ]", "[1       ]"));
+}
+
+TEST_F(SystemFile, OtherTypesOfTheSchemaGoByTheFields) {
+  const auto source = Open("when,year\n1990-01-08,1990\n",
+                           R"({"fields": [{"name": "when", "type": "date"},
+                                          {"name": "year", "type": "year"}]})");
+
+  EXPECT_EQ(source->GetVariable(0).GetType(), 10);
+  EXPECT_EQ(source->GetVariable(1).GetType(), 0);
+}
+
+TEST_F(SystemFile, MissingValuesOfTheSchemaReadAsMissing) {
+  const auto source = Open("a,b,c\nNA,NA,NA\n-9,-9,-9\n,x,\n", R"({
+    "missingValues": ["NA", "-9"],
+    "fields": [{"name": "a", "type": "number"}, {"name": "b"},
+               {"name": "c", "missingValues": ["NA"]}]})");
+
+  EXPECT_EQ(source->GetVariable(1).GetType(), 1);
+  EXPECT_THAT(Rows(*source), ElementsAre(". [        ] .", ". [        ] -9", ". [x       ] ."));
+}
+
+TEST_F(SystemFile, IsFoundWithItsSchemaWhereFoldersHaveDotsAndFilesHaveNone) {
+  std::filesystem::create_directory(folder.Path("v1.2"));
+  folder.Write("v1.2/data.schema.json", R"({"title": "T", "fields": []})");
+
+  const auto source = SystemFileDataSource::Open(folder.Write("v1.2/data", "a\n1\n"));
+
+  EXPECT_STREQ(source->GetLabel(), "T");
+}
+
+TEST_F(SystemFile, AnIteratorOutlivesItsSourceAndEdits) {
+  auto source = Open("a,b\n1,x\n2,y\n");
+  std::vector<OBS> area(2);
+  const std::unique_ptr<ObsIterator> rows(source->MakeIterator(area.data()));
+
+  source->DeleteVariables(0, 0);
+  ASSERT_TRUE(rows->Next());
+  EXPECT_EQ(area[0].number, 1);
+  source.reset();
+  ASSERT_TRUE(rows->Next());
+
+  EXPECT_EQ(area[0].number, 2);
+  EXPECT_EQ(std::string(area[1].text, 8), "y       ");
+  EXPECT_FALSE(rows->Next());
+  EXPECT_EQ(area[0].number, 2);
+}
+
+TEST_F(SystemFile, AVariableKeepsItsValuesWhenItIsMoved) {
+  const auto source = Open("a,b,c\n1,x,3\n");
+  const ORVX_Variable moved = source->GetVariable(0);
+
+  source->DeleteVariables(0, 0);
+  EXPECT_THAT(Rows(*source), ElementsAre("[x       ] 3"));
+  source->InsertVariable(2, moved);
+
+  EXPECT_THAT(Rows(*source), ElementsAre("[x       ] 3 1"));
+}
+
+TEST_F(SystemFile, AVariableFromElsewhereReadsAsMissing) {
+  const auto source = Open("a\n1\n");
+  source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "n"), nullptr);
+  source->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "s", 9));
+
+  EXPECT_THAT(Rows(*source), ElementsAre("[                ] 1 ."));
+}
+
+TEST_F(SystemFile, AVariableWhoseTypeIsChangedReadsConvertedValues) {
+  const auto source = Open("n,s,w\n0.1,12,m\xC3\xBC\xC3\xBC\n-1234567,x,ab\n,,\n",
+                           R"({"fields": [{"name": "s", "type": "string"}]})");
+  source->GetVariable(0).SetType(4);
+  source->GetVariable(1).SetType(0);
+  source->GetVariable(2).SetType(4);
+
+  EXPECT_THAT(Rows(*source), ElementsAre("[0.1     ] 12 [m\xC3\xBC     ]",
+                                         "[        ] . [ab      ]", "[        ] . [        ]"));
+}
+
+TEST_F(SystemFile, AWidenedStringIsPadded) {
+  const auto source = Open("s\nx\n");
+  source->GetVariable(0).SetType(12);
+
+  EXPECT_THAT(Rows(*source), ElementsAre("[x               ]"));
+}
+
+TEST_F(SystemFile, RemembersWhetherItsPasswordIsMangled) {
+  const auto source = Open("a\n1\n");
+
+  EXPECT_FALSE(source->GetPasswordMangled());
+  source->SetPasswordMangled(true);
+  EXPECT_TRUE(source->GetPasswordMangled());
+}
+
+// Files are read 65536 bytes at a time; each byte of the record lies at that border once.
+TEST_F(SystemFile, ReadsTheSameWhereverItIsCutIntoChunks) {
+  const std::string record = "\"q \"\"\xC3\xBC\"\",\r\n\",1\r\n";
+  const std::string header = "name,b\r\n";
+  for (std::size_t before = 0; before <= record.size(); ++before) {
+    const std::string filler(65536 - header.size() - before - 4, 'x');
+    const auto source = Open(header + filler + ",0\r\n" + record + record);
+    source->GetVariable(0).SetType(9);
+
+    EXPECT_THAT(Rows(*source), ElementsAre("[xxxxxxxxx       ] 0", "[q \"\xC3\xBC\",\r\n       ] 1",
+                                           "[q \"\xC3\xBC\",\r\n       ] 1"));
+  }
+}
+
+TEST_F(SystemFile, ReadsAHeaderLongerThanAChunk) {
+  const std::string name(70000, 'n');
+
+  EXPECT_THAT(Names(*Open(name + "\tb\n1\t2\n")), name + "|b|");
+}
+
+TEST_F(SystemFile, ReadsARecordOfJustTheGreatestLength) {
+  const std::string name(SystemFileDataSource::kMaxRecordBytes - 1, 'a');
+
+  EXPECT_EQ(Open(name + "\n1\n")->GetVariable(0).GetName().size(), name.size());
+}
+
+}  // namespace

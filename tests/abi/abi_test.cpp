@@ -1,0 +1,333 @@
+// What other binaries were compiled against and the library must keep: the slots of virtual
+// functions, by the Itanium C++ ABI, and the order of fields.
+//
+// Looks at private fields, so it is built without access control.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/ORVX_DataSourceFilterHook.h>
+#include <liborvxdemg/ErrorMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxmsgs/ReportedErrorMsg.h>
+#include <liborvxmsgs/ReportedErrorMsgResponse.h>
+#include <link.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/InteractiveErrorMonitor.h>
+#include <ServerDataManager/ObserverViewData.h>
+#include <ServerDataManager/ServerDataManagerData.h>
+#include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/unit/virtual_slot.h>
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Virtual tables
+
+// The address sanitizer puts a fence behind each table, which its symbol then covers.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kTablesAreFenced = true;
+#elif defined(__has_feature)
+constexpr bool kTablesAreFenced = __has_feature(address_sanitizer);
+#else
+constexpr bool kTablesAreFenced = false;
+#endif
+
+// The table of an object's own class: its first slot, and how many slots there are at most.
+struct VirtualTable {
+  void* const* slots;
+  std::size_t count;
+};
+
+template <class T>
+VirtualTable TableOf(const T& object) {
+  VirtualTable table = {};
+  std::memcpy(&table.slots, static_cast<const void*>(&object), sizeof table.slots);
+  Dl_info place = {};
+  void* symbol = nullptr;
+  if (dladdr1(table.slots, &place, &symbol, RTLD_DL_SYMENT) == 0 || symbol == nullptr) {
+    ADD_FAILURE() << "no symbol for the virtual table";
+    return table;
+  }
+  // Before the slots stand the offset to the top and the type information.
+  table.count = static_cast<const ElfW(Sym)*>(symbol)->st_size / sizeof(void*) - 2;
+  return table;
+}
+
+void ExpectCount(const VirtualTable& table, std::size_t count) {
+  if (kTablesAreFenced) {
+    EXPECT_GE(table.count, count);
+  } else {
+    EXPECT_EQ(table.count, count);
+  }
+}
+
+void* Function(const std::string& mangledName) {
+  void* const address = dlsym(RTLD_DEFAULT, mangledName.c_str());
+  EXPECT_NE(address, nullptr) << mangledName;
+  return address;
+}
+
+// The first two slots hold the class's destructors: the complete one, then the deleting one.
+// `mangledClass` is the class as its functions' symbols have it.
+void ExpectDestructorsFirst(const VirtualTable& table, const std::string& mangledClass) {
+  ASSERT_GE(table.count, 2U);
+  EXPECT_EQ(table.slots[0], Function("_ZN" + mangledClass + "D1Ev"));
+  EXPECT_EQ(table.slots[1], Function("_ZN" + mangledClass + "D0Ev"));
+}
+
+class VirtualSlots : public testing::Test {
+ protected:
+  ServerDataManager registry_;
+  SvrDMItemPtr item_ = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/true));
+};
+
+TEST_F(VirtualSlots, OfTheHandlesAreTwoDestructorsAndNoMore) {
+  const SvrDMDataset plain(item_);
+  ExpectCount(TableOf(plain), 2);
+  ExpectDestructorsFirst(TableOf(plain), "12SvrDMDataset");
+  {
+    const SvrDMInputDataSource reader(item_, /*tryOnly=*/false);
+    ExpectCount(TableOf(reader), 2);
+    ExpectDestructorsFirst(TableOf(reader), "20SvrDMInputDataSource");
+  }
+  {
+    const SvrDMWriteableDataSource writer(item_, /*tryOnly=*/false, nullptr);
+    ExpectCount(TableOf(writer), 2);
+    ExpectDestructorsFirst(TableOf(writer), "24SvrDMWriteableDataSource");
+  }
+}
+
+TEST_F(VirtualSlots, OfAnItemAreTwoDestructorsAndNoMore) {
+  ExpectCount(TableOf(*item_), 2);
+  ExpectDestructorsFirst(TableOf(*item_), "9SvrDMItem");
+}
+
+TEST_F(VirtualSlots, OfTheErrorMonitorsAreTheDestructorsAndThenTheReport) {
+  const InteractiveErrorMonitor monitor(LocallyUniqueID(), nullptr);
+  const VirtualTable table = TableOf(monitor);
+
+  EXPECT_EQ(VirtualSlot(&ErrorMonitor::Report), 2);
+  EXPECT_EQ(VirtualSlot(&InteractiveErrorMonitor::Report), 2);
+  ExpectCount(table, 3);
+  ExpectDestructorsFirst(table, "23InteractiveErrorMonitor");
+  EXPECT_EQ(table.slots[2], Function("_ZN23InteractiveErrorMonitor6ReportE9ErrorText"));
+}
+
+TEST_F(VirtualSlots, OfWhatClientsImplementBeginWithTheCallMadeThroughThem) {
+  EXPECT_EQ(VirtualSlot(&SvrDMDataSetObserver::OnDataSetChanged), 0);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSourceFilterHook::FilterDataSource), 0);
+  EXPECT_EQ(VirtualSlot(&PackageProxy::SendMessage), 0);
+}
+
+TEST_F(VirtualSlots, OfRegistryObserversAreTheNoticesAfterTheDestructors) {
+  EXPECT_EQ(VirtualSlot(&ServerDataManagerObserver::DataSetCreated), 2);
+  EXPECT_EQ(VirtualSlot(&ServerDataManagerObserver::DataSetDeleted), 3);
+}
+
+TEST_F(VirtualSlots, OfDataSourcesStandInTheOrderInWhichOtherBinariesCallThem) {
+  const DataFreeDataSource source;
+
+  ExpectDestructorsFirst(TableOf(source), "18DataFreeDataSource");
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::GetNSplitVars), 2);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::GetSplitVarIndex), 3);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::GetSplitVarID), 4);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::GetSplitqSeparate), 5);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::MakeIterator), 6);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::GetObsAreaSize), 7);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::RowCount), 8);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::IsLoaded), 9);
+  EXPECT_EQ(VirtualSlot(&ORVX_DataSource::NParents), 10);
+  ExpectCount(TableOf(source), 11);
+}
+
+// Destructors, SetName as it was inherited, and the three operations of the class's own.
+template <class Message>
+void ExpectMessageSlots(const Message& message, const std::string& mangledClass) {
+  const VirtualTable table = TableOf(message);
+  ExpectDestructorsFirst(table, mangledClass);
+  ExpectCount(table, 6);
+  EXPECT_EQ(VirtualSlot(&Message::SetName), 2);
+  EXPECT_EQ(table.slots[2], Function("_ZN13VSerializable7SetNameEPKc"));
+  EXPECT_EQ(VirtualSlot(&Message::VSClone), 3);
+  EXPECT_EQ(VirtualSlot(&Message::VSInitSerialization), 4);
+  EXPECT_EQ(VirtualSlot(&Message::VSConcreteSignature), 5);
+}
+
+TEST_F(VirtualSlots, OfTheErrorMessagesStandInTheOrderOfTheSerialisationLayer) {
+  ExpectMessageSlots(ErrorMsg(), "10DEMessages8ErrorMsg");
+  ExpectMessageSlots(ReportedErrorMsg(), "12OrvxMessages16ReportedErrorMsg");
+  ExpectMessageSlots(ReportedErrorMsgResponse(), "12OrvxMessages24ReportedErrorMsgResponse");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Fields
+
+struct Field {
+  const char* name;
+  std::size_t offset;
+  std::size_t size;
+  std::size_t alignment;
+};
+
+#define FIELD(Class, member)                                                                  \
+  Field {                                                                                     \
+#member, offsetof(Class, member), sizeof(Class::member), alignof(decltype(Class::member)) \
+  }
+
+std::size_t RoundUp(std::size_t offset, std::size_t alignment) {
+  return (offset + alignment - 1) / alignment * alignment;
+}
+
+// From `begin`, where the base ends, to the end of the class there is nothing but these fields, in
+// this order.
+template <class Class>
+void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
+  std::size_t end = begin;
+  for (const Field& field : fields) {
+    EXPECT_EQ(field.offset, RoundUp(end, field.alignment)) << field.name;
+    end = field.offset + field.size;
+  }
+  EXPECT_EQ(sizeof(Class), RoundUp(end, alignof(Class)));
+}
+
+// What an object holds in the word at its beginning.
+template <class T>
+const void* FirstWordOf(const T& object) {
+  const void* word = nullptr;
+  std::memcpy(&word, static_cast<const void*>(&object), sizeof word);
+  return word;
+}
+
+constexpr std::size_t kVirtualPointer = sizeof(void*);
+
+TEST(Fields, OfAnIdentifierAreTheDomainInTheLowFourBitsOfAWordAndTheSerialAbove) {
+  EXPECT_EQ(std::bit_cast<std::uint32_t>(LocallyUniqueID(5, 0x0ABCDEF1)), 0xABCDEF15U);
+  EXPECT_EQ(std::bit_cast<std::uint32_t>(LocallyUniqueID()), 0xFFFFFFFFU);
+}
+
+TEST(Fields, OfAGeneratorAreTheDomainAndTheCounter) {
+  ExpectFields<LocallyUniqueIDGenerator>(
+      0, {FIELD(LocallyUniqueIDGenerator, domain_), FIELD(LocallyUniqueIDGenerator, next_)});
+  EXPECT_EQ(sizeof(LocallyUniqueIDGenerator), 8U);
+}
+
+TEST(Fields, OfAnItemPointerAreOnePointer) {
+  const SvrDMItemPtr item(new SvrDMItem);
+
+  EXPECT_EQ(sizeof(SvrDMItemPtr), sizeof(void*));
+  EXPECT_EQ(FirstWordOf(item), item.get());
+}
+
+TEST(Fields, OfAnItemStandInThisOrder) {
+  ExpectFields<SvrDMItem>(sizeof(ORVX_RefCntObject), {FIELD(SvrDMItem, manager_),
+                                                      FIELD(SvrDMItem, dataSource_),
+                                                      FIELD(SvrDMItem, handle_),
+                                                      FIELD(SvrDMItem, fileName_),
+                                                      FIELD(SvrDMItem, suppressedFileName_),
+                                                      FIELD(SvrDMItem, password_),
+                                                      FIELD(SvrDMItem, passwordMangled_),
+                                                      FIELD(SvrDMItem, lock_),
+                                                      FIELD(SvrDMItem, notificationMutex_),
+                                                      FIELD(SvrDMItem, observers_),
+                                                      FIELD(SvrDMItem, notifications_),
+                                                      FIELD(SvrDMItem, errorMonitor_),
+                                                      FIELD(SvrDMItem, id_),
+                                                      FIELD(SvrDMItem, caseSequence_),
+                                                      FIELD(SvrDMItem, observerView_),
+                                                      FIELD(SvrDMItem, writersCount_),
+                                                      FIELD(SvrDMItem, readersCount_),
+                                                      FIELD(SvrDMItem, originator_),
+                                                      FIELD(SvrDMItem, notifyDelete_),
+                                                      FIELD(SvrDMItem, writeLockFailed_),
+                                                      FIELD(SvrDMItem, windowFront_),
+                                                      FIELD(SvrDMItem, windowMinimized_),
+                                                      FIELD(SvrDMItem, windowHidden_),
+                                                      FIELD(SvrDMItem, notifiedCreation_),
+                                                      FIELD(SvrDMItem, lockedFile_),
+                                                      FIELD(SvrDMItem, lockedFileName_),
+                                                      FIELD(SvrDMItem, lockedFileTime_),
+                                                      FIELD(SvrDMItem, bootstrapSpecs_),
+                                                      FIELD(SvrDMItem, creationTime_)});
+}
+
+TEST(Fields, OfAnItemAreOfPlainTypes) {
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::dataSource_), ORVX_DataSource*>));
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::caseSequence_), std::uint32_t>));
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::writersCount_), std::int32_t>));
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::readersCount_), std::int32_t>));
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::originator_), std::uint32_t>));
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::windowMinimized_), bool>));
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::writeLockFailed_), bool>));
+  EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::bootstrapSpecs_), SvrBootstrapSpecs*>));
+}
+
+TEST(Fields, OfTheRegistryAreOnePointerToItsData) {
+  const ServerDataManager registry;
+
+  EXPECT_EQ(sizeof registry, sizeof(void*));
+  EXPECT_EQ(FirstWordOf(registry), registry.data_.get());
+}
+
+TEST(Fields, OfTheRegistrysDataStandInThisOrder) {
+  using Data = ServerDataManager::Data;
+  ExpectFields<Data>(0, {FIELD(Data, items), FIELD(Data, observers), FIELD(Data, generator),
+                         FIELD(Data, lock), FIELD(Data, filter), FIELD(Data, owner)});
+}
+
+TEST(Fields, OfTheObserverViewAreOnePointerToItsData) {
+  SvrDMItem item;
+  const SvrDMObserverView view(item);
+
+  EXPECT_EQ(sizeof view, sizeof(void*));
+  EXPECT_EQ(FirstWordOf(view), view.data_.get());
+}
+
+TEST(Fields, OfTheObserverViewsDataStandInThisOrder) {
+  using Data = SvrDMObserverView::Data;
+  SvrDMItem item;
+  const Data data(item);
+
+  // A reference is laid out as a pointer, but no operator tells its size.
+  EXPECT_EQ(FirstWordOf(data), &item);
+  ExpectFields<Data>(sizeof(void*), {FIELD(Data, view), FIELD(Data, rowCount),
+                                     FIELD(Data, resetClientData), FIELD(Data, bulkVarMoves)});
+  EXPECT_TRUE(std::is_signed_v<decltype(data.rowCount)>);
+  EXPECT_EQ(sizeof data.rowCount, 8U);
+}
+
+TEST(Fields, OfTheHandlesAreAnItemPointerAndInAWriterItsOriginator) {
+  ExpectFields<SvrDMDataset>(kVirtualPointer, {FIELD(SvrDMDataset, item_)});
+  EXPECT_EQ(sizeof(SvrDMDataset), 2 * sizeof(void*));
+  EXPECT_EQ(sizeof(SvrDMInputDataSource), sizeof(SvrDMDataset));
+  ExpectFields<SvrDMWriteableDataSource>(sizeof(SvrDMInputDataSource),
+                                         {FIELD(SvrDMWriteableDataSource, originator_)});
+  EXPECT_EQ(sizeof(SvrDMWriteableDataSource), 3 * sizeof(void*));
+}
+
+TEST(Fields, OfTheErrorMonitorsStandInThisOrder) {
+  EXPECT_EQ(sizeof(ErrorMonitor), kVirtualPointer);
+  ExpectFields<InteractiveErrorMonitor>(
+      kVirtualPointer, {FIELD(InteractiveErrorMonitor, proxy_), FIELD(InteractiveErrorMonitor, id_),
+                        FIELD(InteractiveErrorMonitor, reportWarnings_)});
+}
+
+TEST(Fields, OfTheErrorMessagesStandInThisOrder) {
+  ExpectFields<ErrorMsg>(sizeof(VSerializable), {FIELD(ErrorMsg, text_), FIELD(ErrorMsg, code_)});
+  ExpectFields<ReportedErrorMsg>(
+      sizeof(VSerializable), {FIELD(ReportedErrorMsg, text_), FIELD(ReportedErrorMsg, dataSetID_)});
+  ExpectFields<ReportedErrorMsgResponse>(sizeof(VSerializable),
+                                         {FIELD(ReportedErrorMsgResponse, answer_)});
+}
+
+}  // namespace

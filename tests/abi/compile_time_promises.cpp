@@ -1,0 +1,94 @@
+// What callers can write, and beside each what they cannot: compiling this file is the test.
+
+#include <libdatasrc/ORVX_DataSourceFilterHook.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/ObserverView.h>
+#include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <ServerDataManager/svrdmitem.h>
+#include <ServerDataManager/SvrDMItemPtr.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <string>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+template <class T>
+constexpr bool kCopied = std::is_copy_constructible_v<T>&& std::is_copy_assignable_v<T>;
+
+template <class T>
+constexpr bool kNeverCopied = !std::is_copy_constructible_v<T> && !std::is_copy_assignable_v<T> &&
+                              !std::is_move_constructible_v<T> && !std::is_move_assignable_v<T>;
+
+// A plain handle is a value; one that holds a lock, and what stands once, is not.
+static_assert(kCopied<SvrDMDataset>);
+static_assert(kCopied<SvrDMItemPtr>);
+static_assert(kCopied<LocallyUniqueID>);
+static_assert(kNeverCopied<SvrDMInputDataSource>);
+static_assert(kNeverCopied<SvrDMWriteableDataSource>);
+static_assert(kNeverCopied<ServerDataManager>);
+static_assert(kNeverCopied<SvrDMObserverView>);
+
+// An item names a copy constructor, for RefCountPtr, and must not be assigned.
+static_assert(std::is_copy_constructible_v<SvrDMItem>);
+static_assert(!std::is_copy_assignable_v<SvrDMItem>);
+
+// The constructor without a lock is for the handles built on the reader alone.
+struct Derived : SvrDMInputDataSource {
+  explicit Derived(const SvrDMItemPtr& item) : SvrDMInputDataSource("", item) {}
+};
+static_assert(std::is_constructible_v<Derived, const SvrDMItemPtr&>);
+static_assert(!std::is_constructible_v<SvrDMInputDataSource, const char*, const SvrDMItemPtr&>);
+
+// Handles with a lock are made on the caller's own pointer, not on a passing one.
+static_assert(std::is_constructible_v<SvrDMInputDataSource, SvrDMItemPtr&, bool>);
+static_assert(!std::is_constructible_v<SvrDMInputDataSource, const SvrDMItemPtr&, bool>);
+static_assert(!std::is_constructible_v<SvrDMInputDataSource, SvrDMItemPtr, bool>);
+static_assert(
+    std::is_constructible_v<SvrDMWriteableDataSource, SvrDMItemPtr&, bool, SvrDMDataSetObserver*>);
+static_assert(!std::is_constructible_v<SvrDMWriteableDataSource, const SvrDMItemPtr&, bool,
+                                       SvrDMDataSetObserver*>);
+
+// A plain handle is made from an identifier, a name or an item, and from nothing else.
+static_assert(std::is_constructible_v<SvrDMDataset, ServerDataManager&, LocallyUniqueID>);
+static_assert(std::is_constructible_v<SvrDMDataset, LocallyUniqueID>);
+static_assert(std::is_constructible_v<SvrDMDataset, std::string>);
+static_assert(std::is_constructible_v<SvrDMDataset, const SvrDMItemPtr&>);
+static_assert(!std::is_default_constructible_v<SvrDMDataset>);
+static_assert(!std::is_constructible_v<SvrDMDataset, const ServerDataManager&, LocallyUniqueID>);
+
+// A raw pointer becomes a counted one by itself; a const pointer gives a const object.
+static_assert(std::is_convertible_v<SvrDMItem*, SvrDMItemPtr>);
+static_assert(std::is_convertible_v<SvrDMItem*, RefCountPtr<SvrDMItem>>);
+static_assert(std::is_same_v<decltype(std::declval<SvrDMItemPtr&>().get()), SvrDMItem*>);
+static_assert(std::is_same_v<decltype(*std::declval<SvrDMItemPtr&>()), SvrDMItem&>);
+static_assert(std::is_same_v<decltype(std::declval<SvrDMItemPtr&>().operator->()), SvrDMItem*>);
+static_assert(
+    std::is_same_v<decltype(std::declval<const SvrDMItemPtr&>().get()), const SvrDMItem*>);
+static_assert(std::is_same_v<decltype(*std::declval<const SvrDMItemPtr&>()), const SvrDMItem&>);
+static_assert(
+    std::is_same_v<decltype(std::declval<const SvrDMItemPtr&>().operator->()), const SvrDMItem*>);
+
+// Whoever holds a reader or a writer can also ask what a plain handle answers.
+static_assert(std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>);
+static_assert(std::is_convertible_v<SvrDMWriteableDataSource*, SvrDMInputDataSource*>);
+
+// A registry observer can be deleted through its interface; what has its one call in the first slot
+// cannot, and needs no virtual destructor.
+static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
+static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
+static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);
+static_assert(!std::is_destructible_v<PackageProxy>);
+static_assert(!std::has_virtual_destructor_v<SvrDMDataSetObserver>);
+static_assert(!std::has_virtual_destructor_v<ORVX_DataSourceFilterHook>);
+static_assert(!std::has_virtual_destructor_v<PackageProxy>);
+
+// Destructors of handles and items end the process rather than throw.
+static_assert(std::is_nothrow_destructible_v<SvrDMInputDataSource>);
+static_assert(std::is_nothrow_destructible_v<SvrDMWriteableDataSource>);
+static_assert(std::is_nothrow_destructible_v<SvrDMItem>);
+
+}  // namespace

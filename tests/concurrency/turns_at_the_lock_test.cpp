@@ -1,0 +1,314 @@
+// Who waits for whom at the lock of a dataset, and for how long.
+
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMInputDataSource.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/WatchedThread.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using support::WatchedThread;
+using Clock = std::chrono::steady_clock;
+
+class TurnsAtTheLock : public testing::Test {
+ protected:
+  std::unique_ptr<SvrDMInputDataSource> Reader() {
+    return std::make_unique<SvrDMInputDataSource>(registry, id, false);
+  }
+  std::unique_ptr<SvrDMWriteableDataSource> Writer() {
+    return std::make_unique<SvrDMWriteableDataSource>(registry, id, false, nullptr);
+  }
+
+  std::string LabelNow() {
+    const auto reader = Reader();
+    const ORVX_DataSource& source = ***reader;
+    return source.GetVariable(0).GetLabel();
+  }
+
+  ServerDataManager registry;
+  const LocallyUniqueID id = support::AddDataset(registry, "A", /*quiet=*/true);
+};
+
+// --- Who waits ---
+
+// The reader asks while the writer holds, and goes to sleep, before the writer makes its change.
+TEST_F(TurnsAtTheLock, AReaderWaitsForTheWriterAndSeesWhatItWrote) {
+  std::string seen;
+  auto writer = Writer();
+  WatchedThread reading([&] { seen = LabelNow(); });
+  EXPECT_TRUE(reading.Waits());
+
+  (*writer)->GetVariable(0).SetLabel("written");
+  writer.reset();
+  reading.Join();
+
+  EXPECT_EQ(seen, "written");
+}
+
+// Two readers hold the lock on threads of their own when the writer asks.
+TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastOfTheReaders) {
+  auto first = Reader();
+  std::unique_ptr<SvrDMInputDataSource> second;
+  std::thread([&] { second = Reader(); }).join();
+  WatchedThread writing([&] { Writer(); });
+  EXPECT_TRUE(writing.Waits());
+
+  first.reset();
+  EXPECT_TRUE(writing.Waits());
+  second.reset();
+  EXPECT_FALSE(writing.Waits());
+}
+
+// This thread reads, a writer sleeps at the lock, and this thread reads again and again.
+TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhileAWriterWaits) {
+  auto outer = Reader();
+  WatchedThread writing([&] { Writer(); });
+  EXPECT_TRUE(writing.Waits());
+
+  auto inner = Reader();
+  auto innermost = Reader();
+  EXPECT_EQ(inner->ReadersCount(), 3U);
+  EXPECT_TRUE(writing.Waits());
+
+  innermost.reset();
+  inner.reset();
+  EXPECT_TRUE(writing.Waits());
+  outer.reset();
+  EXPECT_FALSE(writing.Waits());
+}
+
+// A writer sleeps at the lock when a thread asks that does not read yet: it takes its place behind.
+TEST_F(TurnsAtTheLock, ANewReaderStandsBehindAWaitingWriter) {
+  std::string seen;
+  auto reader = Reader();
+  std::latch mayRelease(1);
+  WatchedThread writing([&] {
+    auto writer = Writer();
+    mayRelease.wait();
+    (*writer)->GetVariable(0).SetLabel("written");
+  });
+  EXPECT_TRUE(writing.Waits());
+  WatchedThread reading([&] { seen = LabelNow(); });
+  EXPECT_TRUE(reading.Waits());
+
+  reader.reset();
+  mayRelease.count_down();
+  writing.Join();
+  reading.Join();
+
+  EXPECT_EQ(seen, "written");
+}
+
+TEST_F(TurnsAtTheLock, WritersWaitingTogetherAllGetTheirTurn) {
+  constexpr int kWriters = 4;
+  auto holder = Writer();
+  std::vector<std::unique_ptr<WatchedThread>> writing;
+  for (int i = 0; i < kWriters; ++i) {
+    writing.push_back(std::make_unique<WatchedThread>([&] {
+      auto writer = Writer();
+      ORVX_Variable& variable = (*writer)->GetVariable(0);
+      variable.SetLabel(variable.GetLabel() + "x");
+    }));
+    EXPECT_TRUE(writing.back()->Waits());
+  }
+  EXPECT_EQ(holder->WritersCount(), 1U + kWriters);
+
+  holder.reset();
+  writing.clear();
+
+  EXPECT_EQ(LabelNow(), std::string(kWriters, 'x'));
+}
+
+// --- Handles that are released on another thread ---
+
+TEST_F(TurnsAtTheLock, AReaderReleasedOnAnotherThreadLetsTheWriterIn) {
+  auto reader = Reader();
+  WatchedThread writing([&] { Writer(); });
+  EXPECT_TRUE(writing.Waits());
+
+  std::thread([handle = std::move(reader)]() mutable { handle.reset(); }).join();
+
+  EXPECT_FALSE(writing.Waits());
+  EXPECT_EQ(SvrDMDataset(registry, id).ReadersCount(), 0U);
+}
+
+TEST_F(TurnsAtTheLock, AWriterReleasedOnAnotherThreadLetsTheReaderIn) {
+  auto writer = Writer();
+  WatchedThread reading([&] { Reader(); });
+  EXPECT_TRUE(reading.Waits());
+
+  std::thread([handle = std::move(writer)]() mutable { handle.reset(); }).join();
+
+  EXPECT_FALSE(reading.Waits());
+  EXPECT_EQ(SvrDMDataset(registry, id).WritersCount(), 0U);
+}
+
+// The thread that took the handle has ended when the handle is released.
+TEST_F(TurnsAtTheLock, AHandleMayOutliveTheThreadThatTookIt) {
+  std::unique_ptr<SvrDMInputDataSource> reader;
+  std::thread([&] { reader = Reader(); }).join();
+  WatchedThread writing([&] { Writer(); });
+  EXPECT_TRUE(writing.Waits());
+
+  reader.reset();
+  EXPECT_FALSE(writing.Waits());
+
+  std::unique_ptr<SvrDMWriteableDataSource> writer;
+  std::thread([&] { writer = Writer(); }).join();
+  WatchedThread reading([&] { Reader(); });
+  EXPECT_TRUE(reading.Waits());
+  writer.reset();
+  EXPECT_FALSE(reading.Waits());
+}
+
+// --- How long they wait ---
+
+// Two threads that keep the lock from ever being free: each holds it for up to a millisecond, and
+// lets go before only once the other is there too. Without anybody in between they go on so for
+// ever; a test that starves them off is given up after some seconds.
+class TwoInTurns {
+ public:
+  // Takes a handle, calls what it is given, and releases the handle.
+  using Hold = std::function<void(const std::function<void()>&)>;
+
+  // `isOtherThere` is asked by a thread, 0 or 1, while it holds the lock.
+  TwoInTurns(Hold hold, std::function<bool(const TwoInTurns&, int)> isOtherThere)
+      : hold_(std::move(hold)), isOtherThere_(std::move(isOtherThere)) {
+    for (int self : {0, 1}) threads_.emplace_back([this, self] { Run(self); });
+    for (int self : {0, 1}) {
+      while (TurnsOf(self) == 0) std::this_thread::yield();
+    }
+  }
+  ~TwoInTurns() {
+    stop_ = true;
+    for (std::thread& thread : threads_) thread.join();
+  }
+
+  int TurnsOf(int which) const { return turns_[static_cast<std::size_t>(which)]; }
+  int Turns() const { return TurnsOf(0) + TurnsOf(1); }
+
+ private:
+  void Run(int self) {
+    const auto givingUp = Clock::now() + std::chrono::seconds(5);
+    while (!stop_ && Clock::now() < givingUp) hold_([&] { TakeATurn(self); });
+  }
+
+  void TakeATurn(int self) {
+    ++turns_[static_cast<std::size_t>(self)];
+    const auto start = Clock::now();
+    while (Clock::now() < start + microseconds(500)) std::this_thread::yield();
+    while (Clock::now() < start + microseconds(1000) && !isOtherThere_(*this, self)) {
+      std::this_thread::yield();
+    }
+  }
+
+  Hold hold_;
+  std::function<bool(const TwoInTurns&, int)> isOtherThere_;
+  std::atomic<bool> stop_ = false;
+  std::array<std::atomic<int>, 2> turns_ = {};
+  std::vector<std::thread> threads_;
+};
+
+// Lets a third thread in between the two, again and again.
+class Third {
+ public:
+  // `take` takes a handle, calls what it is given as soon as it has it, and releases it.
+  Third(const TwoInTurns& others, const TwoInTurns::Hold& take) {
+    for (int i = 0; i < kTimes; ++i) GetIn(others, take);
+  }
+
+  // The middle one of all waits: a single long one may be the machine's.
+  Clock::duration TypicalWait() {
+    std::nth_element(waits_.begin(), waits_.begin() + kTimes / 2, waits_.end());
+    return waits_[kTimes / 2];
+  }
+
+  // The most turns that the others began while this thread slept at the lock.
+  int MostTurnsOfOthers() const { return mostTurns_; }
+
+ private:
+  static constexpr int kTimes = 21;
+
+  void GetIn(const TwoInTurns& others, const TwoInTurns::Hold& take) {
+    Clock::duration wait{};
+    int turnsWhenIn = 0;
+    WatchedThread asking([&] {
+      const auto asked = Clock::now();
+      take([&] {
+        wait = Clock::now() - asked;
+        turnsWhenIn = others.Turns();
+      });
+    });
+    const bool slept = asking.Waits();
+    const int turnsWhenAsleep = others.Turns();
+    asking.Join();
+    waits_.push_back(wait);
+    if (slept) mostTurns_ = std::max(mostTurns_, turnsWhenIn - turnsWhenAsleep);
+  }
+
+  std::vector<Clock::duration> waits_;
+  int mostTurns_ = 0;
+};
+
+// Each of the two counts its turn just after it has the lock, so what was under way when the third
+// fell asleep can be counted late: one turn for each of them.
+constexpr int kTurnsUnderWay = 2;
+
+// A reader lets go of its turn once the other has taken one since, so one of them always holds.
+TEST_F(TurnsAtTheLock, AWriterGetsInWithin100MillisecondsThoughTwoReadersOverlapForEver) {
+  const TwoInTurns readers(
+      [&](const auto& turn) {
+        const auto reader = Reader();
+        turn();
+      },
+      [](const TwoInTurns& both, int self) {
+        return self == 0 ? both.TurnsOf(1) >= both.TurnsOf(0) : both.TurnsOf(0) > both.TurnsOf(1);
+      });
+
+  Third writing(readers, [&](const auto& isIn) {
+    const auto writer = Writer();
+    isIn();
+  });
+
+  EXPECT_LT(writing.TypicalWait(), milliseconds(100));
+  EXPECT_LE(writing.MostTurnsOfOthers(), kTurnsUnderWay);
+}
+
+// A writer lets go of its turn once the other is in line, so there is always one that waits.
+TEST_F(TurnsAtTheLock, AReaderGetsInWithin100MillisecondsThoughTwoWritersFollowForEver) {
+  const SvrDMDataset handle(registry, id);
+  const TwoInTurns writers(
+      [&](const auto& turn) {
+        const auto writer = Writer();
+        turn();
+      },
+      [&](const TwoInTurns&, int) { return handle.WritersCount() == 2; });
+
+  Third reading(writers, [&](const auto& isIn) {
+    const auto reader = Reader();
+    isIn();
+  });
+
+  EXPECT_LT(reading.TypicalWait(), milliseconds(100));
+  EXPECT_LE(reading.MostTurnsOfOthers(), kTurnsUnderWay);
+}
+
+}  // namespace

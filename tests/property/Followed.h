@@ -1,0 +1,43 @@
+// Followed: a dataset whose variables are followed in three ways that must agree: by the view in
+// the library, by a client's mirror, and by the plain transcription of the comparison.
+//
+// Built with the library's objects and with access to private members.
+
+#ifndef TESTS_PROPERTY_FOLLOWED_H_
+#define TESTS_PROPERTY_FOLLOWED_H_
+
+#include <client/DictionaryMirror.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/svrdmitem.h>
+#include <tests/support/PlainTranscription.h>
+
+#include <string>
+#include <vector>
+
+class Followed {
+ public:
+  // The dataset starts without variables.
+  Followed() = default;
+
+  ORVX_DataSource& Source() { return *item_.DataSource(); }
+
+  // Gives the dataset a new, empty source.
+  void ReplaceSource();
+  void BulkVarMoves();
+
+  // Compares. Returns what does not agree, in full; "" when all is well. Without `mirrored` the
+  // mirror is left out: it knows no identifier that stands twice.
+  std::string Update(bool mirrored = true);
+
+ private:
+  std::string MessagesThatDiffer(const std::vector<support::Said>& expected) const;
+  std::string FlagsThatDiffer(bool wasDirty);
+  std::string ListsThatDiffer(const char* name, const std::vector<ORVX_Variable>& list);
+
+  SvrDMItem item_{LocallyUniqueID(0, 7), new DataFreeDataSource, nullptr, 0, "", false};
+  DictionaryMirror mirror_;
+  support::PlainTranscription plain_;
+};
+
+#endif  // TESTS_PROPERTY_FOLLOWED_H_

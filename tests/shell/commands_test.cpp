@@ -1,0 +1,440 @@
+// What each command does, and what is said of its wrong use.
+
+#include "ShellTest.h"
+
+#include <Command.h>
+#include <sys/stat.h>
+
+#include <map>
+#include <set>
+
+namespace sdmsh {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class Commands : public ShellTest {
+ protected:
+  // What is said after survey was opened and `main` has its write lock.
+  std::string Writing(const std::string& commands) {
+    const std::string before = IsOpen("survey") + "main takes the write lock on survey\n";
+    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
+    EXPECT_THAT(text, StartsWith(before));
+    return text.substr(std::min(before.size(), text.size()));
+  }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Wrong use
+
+TEST_F(Commands, AnUnknownOneIsNamed) {
+  EXPECT_EQ(AtPrompt("frobnicate survey\n"),
+            "error: no command \"frobnicate\"; `help` lists them\n");
+  EXPECT_FALSE(WentWell());
+}
+
+// Every row of the table, used without what it needs, or with a word too many.
+TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
+  const std::string type = "numeric or string:WIDTH (1 to 32767)";
+  const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {
+      {"open",
+       {{"", "FILE"},
+        {"x.tsv", "\"as\""},
+        {"x.tsv called s", "\"as\""},
+        {"x.tsv as", "NAME"},
+        {"x.tsv as s loud", "the end of the line"}}},
+      {"add-empty", {{"", "NAME"}, {"n loud", "the end of the line"}}},
+      {"close", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"list", {{"all", "the end of the line"}}},
+      {"show", {{"", "DATASET"}, {"survey all", "the end of the line"}}},
+      {"variables", {{"", "DATASET"}, {"survey a", "the end of the line"}}},
+      {"read", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"write", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"try-write", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"release", {{"survey now", "the end of the line"}}},
+      {"observe", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"unobserve", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"tell", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"insert",
+       {{"", "DATASET"},
+        {"survey", "NAME"},
+        {"survey x before", "VARIABLE"},
+        {"survey x label", "TEXT"},
+        {"survey x string:0", type + ", before VARIABLE or label TEXT"},
+        {"survey x string:8b", type + ", before VARIABLE or label TEXT"}}},
+      {"delete", {{"", "DATASET"}, {"survey", "VARIABLE"}}},
+      {"move",
+       {{"", "DATASET"},
+        {"survey", "VARIABLE"},
+        {"survey a", "\"to\" or \"before\""},
+        {"survey a to", "POSITION (a number from 1 on)"},
+        {"survey a to 0", "POSITION (a number from 1 on)"},
+        {"survey a to 2nd", "POSITION (a number from 1 on)"},
+        {"survey a to 99999999999", "POSITION (a number from 1 on)"},
+        {"survey a before", "VARIABLE"},
+        {"survey a to 2 3", "the end of the line"}}},
+      {"reorder", {{"", "DATASET"}, {"survey", "VARIABLE"}}},
+      {"rename",
+       {{"", "DATASET"},
+        {"survey", "VARIABLE"},
+        {"survey a", "NAME"},
+        {"survey a b c", "the end of the line"}}},
+      {"label",
+       {{"", "DATASET"},
+        {"survey", "VARIABLE"},
+        {"survey a", "TEXT"},
+        {"survey a two words", "the end of the line"}}},
+      {"retype",
+       {{"", "DATASET"},
+        {"survey", "VARIABLE"},
+        {"survey a", type},
+        {"survey a string", type},
+        {"survey a string:32768", type},
+        {"survey a numeric now", "the end of the line"}}},
+      {"source",
+       {{"", "DATASET"},
+        {"survey", "\"file\", \"dictionary\" or \"none\""},
+        {"survey file", "FILE"},
+        {"survey none x", "the end of the line"}}},
+      {"sequence", {{"", "DATASET"}, {"survey 5", "the end of the line"}}},
+      {"bulk", {{"", "DATASET"}, {"survey on", "the end of the line"}}},
+      {"handle", {{"", "DATASET"}, {"survey", "NAME"}, {"survey a b", "the end of the line"}}},
+      {"file", {{"", "DATASET"}, {"survey", "FILE"}, {"survey a b", "the end of the line"}}},
+      {"window",
+       {{"", "DATASET"},
+        {"survey", "\"front\", \"minimized\" or \"hidden\""},
+        {"survey front", "\"on\" or \"off\""},
+        {"survey front 1", "\"on\" or \"off\""},
+        {"survey front on now", "the end of the line"}}},
+      {"password",
+       {{"", "DATASET"}, {"survey", "TEXT"}, {"survey x plain", "the end of the line"}}},
+      {"help", {{"list now", "the end of the line"}}},
+      {"quit", {{"now", "the end of the line"}}},
+  };
+  for (const CommandSubject& subject : CommandTable()) {
+    for (const Command& command : subject.commands) {
+      const auto uses = wrongUses.find(command.name);
+      ASSERT_NE(uses, wrongUses.end()) << "no wrong use of " << command.name;
+      for (const auto& [arguments, expected] : uses->second) {
+        const std::string text =
+            AtPrompt(Open("survey") + "write survey\n" + command.name + " " + arguments + "\n");
+        EXPECT_THAT(text,
+                    HasSubstr("error: " + uses->first + ": expected " + expected + ", found "));
+        EXPECT_THAT(text, HasSubstr("; usage: " + uses->first + (*command.arguments ? " " : "") +
+                                    command.arguments + "\n"));
+        EXPECT_FALSE(WentWell());
+      }
+    }
+  }
+}
+
+TEST_F(Commands, EachNamesADatasetThatIsNotThere) {
+  const std::set<std::string> others = {"open", "add-empty", "list", "help", "quit"};
+  for (const CommandSubject& subject : CommandTable()) {
+    for (const Command& command : subject.commands) {
+      if (others.contains(command.name)) continue;
+      EXPECT_EQ(AtPrompt(std::string(command.name) + " nothing\n"),
+                "error: no dataset is called \"nothing\"\n");
+    }
+  }
+}
+
+TEST_F(Commands, AnIdentifierThatNoDatasetHasIsExplained) {
+  EXPECT_EQ(AtPrompt(Open("survey") + "show 0:7\n"),
+            IsOpen("survey") + "error: 0:7: no dataset has this identifier (error 2001)\n");
+}
+
+TEST_F(Commands, ThoseThatWriteNeedTheWriteLock) {
+  const std::string refusal =
+      "error: main does not hold the write lock on survey; `write survey` takes it\n";
+  for (const char* command :
+       {"insert survey x", "delete survey a", "move survey a to 1", "reorder survey c",
+        "rename survey a x", "label survey a x", "retype survey a numeric", "source survey none",
+        "sequence survey", "bulk survey"}) {
+    EXPECT_EQ(AtPrompt(Open("survey") + command + "\n"), IsOpen("survey") + refusal);
+    EXPECT_EQ(AtPrompt(Open("survey") + "read survey\n" + command + "\n"),
+              IsOpen("survey") + "main takes the read lock on survey\n" + refusal +
+                  "main releases the read lock on survey\n");
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Datasets
+
+TEST_F(Commands, AQuietDatasetSaysSo) {
+  EXPECT_THAT(AtPrompt("open " + Path("abc.tsv") + " as survey quiet\n"),
+              EndsWith("abc.tsv (quiet)\n"));
+}
+
+TEST_F(Commands, ANameIsTakenOnceWhateverItsCase) {
+  EXPECT_EQ(AtPrompt(Open("survey") + Open("SURVEY") + "add-empty Survey\n"),
+            IsOpen("survey") + "error: there is a dataset called \"survey\" already\n" +
+                "error: there is a dataset called \"survey\" already\n");
+}
+
+TEST_F(Commands, ANameThatReadsLikeAnIdentifierIsRefused) {
+  EXPECT_THAT(AtPrompt("add-empty 0:3\nadd-empty \"\"\n"),
+              AllOf(HasSubstr("that reads like an identifier"), HasSubstr("an empty name")));
+}
+
+TEST_F(Commands, ASecondDatasetOfOneFileKeepsTheNameAside) {
+  const std::string text = AtPrompt(Open("one") + Open("two") + "show two\n");
+  EXPECT_THAT(text, HasSubstr("file           none (kept aside: " + Path("abc.tsv") + ")\n"));
+}
+
+TEST_F(Commands, ShowTellsWhatTheHandleTells) {
+  EXPECT_EQ(AtPrompt("add-empty nix\nshow nix\n"),
+            "nix is open, without a data source\n"
+            "nix\n"
+            "  identifier     0:0\n"
+            "  file           none\n"
+            "  data source    none\n"
+            "  case sequence  0\n"
+            "  lock           free\n"
+            "  readers        0\n"
+            "  writers        0\n"
+            "  observers      none\n"
+            "  window         minimized\n"
+            "  password       none\n");
+}
+
+TEST_F(Commands, SettingsShow) {
+  const std::string text = AtPrompt(
+      "add-empty nix\nhandle nix Größe\nfile größe /data/x\nwindow größe front on\n"
+      "window größe minimized off\nwindow größe hidden on\npassword größe secret mangled\n"
+      "show GRÖßE\n");
+  EXPECT_THAT(text, HasSubstr("Größe\n  identifier"));
+  EXPECT_THAT(text, HasSubstr("file           /data/x\n"));
+  EXPECT_THAT(text, HasSubstr("window         in front, hidden\n"));
+  EXPECT_THAT(text, HasSubstr("password       set, mangled\n"));
+  EXPECT_TRUE(WentWell());
+}
+
+TEST_F(Commands, ListShowsEachDataset) {
+  EXPECT_EQ(AtPrompt("list\n" + Open("survey") + "add-empty nix\nread nix\nlist\nrelease\n"),
+            "no dataset is open\n" + IsOpen("survey") +
+                "nix is open, without a data source\nmain takes the read lock on nix\n"
+                "survey (0:0), file " +
+                Path("abc.tsv") + ", free\n" +
+                "nix (0:1), file none, held by main (reading)\n"
+                "main releases the read lock on nix\n");
+}
+
+TEST_F(Commands, ADatasetIsFoundByIdentifier) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "show 0:0\n"), HasSubstr("survey\n  identifier     0:0\n"));
+}
+
+TEST_F(Commands, AClosedDatasetLivesOnForThoseWhoHoldIt) {
+  EXPECT_EQ(
+      AtPrompt(Open("survey") + "observe survey\n@recode write survey\nclose survey\nread survey\n"
+                                "@recode insert survey x\n@recode release survey\n"),
+      IsOpen("survey") +
+          "main observes survey\n"
+          "recode takes the write lock on survey\n"
+          "survey is closed; it lives on while held by recode (writing)\n"
+          "error: no dataset is called \"survey\"\n"
+          "recode releases the write lock on survey\n"
+          "  main is told: variable \"a\" inserted at the end (numeric)\n"
+          "  main is told: variable \"b\" inserted at the end (numeric)\n"
+          "  main is told: variable \"c\" inserted at the end (numeric)\n"
+          "  main is told: variable \"x\" inserted at the end (numeric)\n");
+}
+
+TEST_F(Commands, VariablesReadsForTheMomentOnly) {
+  EXPECT_EQ(AtPrompt(Open("survey") + "variables survey\n@w write survey\nvariables survey\n" +
+                     "@w variables survey\n@w release\n"),
+            IsOpen("survey") +
+                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "w takes the write lock on survey\n"
+                "error: main would have to wait for the read lock on survey, held by w (writing)\n"
+                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "w releases the write lock on survey\n");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Data files
+
+TEST_F(Commands, ABadFileGivesOneErrorAndNoDataset) {
+  WriteFile("empty.tsv", "");
+  WriteFile("ragged.tsv", "a\tb\n1\t2\n3\n");
+  WriteFile("quote.tsv", "a\tb\n1\t\"2\n");
+  WriteFile("latin.tsv",
+            "a\tb\n1\tGr\xF6\xDF"
+            "e\n");
+  WriteFile("long.tsv", "a\tb\n1\t" + std::string(17 << 20, 'x'));
+  WriteFile("schema.tsv", "a\tb\n1\t2\n");
+  WriteFile("schema.schema.json", "{\"fields\": [");
+  ASSERT_EQ(mkfifo(Path("fifo.tsv").c_str(), 0600), 0);
+  ASSERT_TRUE(std::filesystem::create_directory(Path("folder.tsv")));
+  const std::map<std::string, std::string> places = {
+      {"missing.tsv", ": "},         {"empty.tsv", ""},    {"ragged.tsv", ":3:"},
+      {"quote.tsv", ":2:"},          {"latin.tsv", ":2:"}, {"long.tsv", ":2:"},
+      {"schema.schema.json", ":1:"}, {"fifo.tsv", ": "},   {"folder.tsv", ": "}};
+  for (const auto& [file, place] : places) {
+    const std::string opened = file == "schema.schema.json" ? "schema.tsv" : file;
+    const std::string text = AtPrompt("open " + Path(opened) + " as bad\nlist\n");
+    EXPECT_THAT(text, StartsWith("error: " + Path(file) + place));
+    EXPECT_THAT(text, EndsWith("\nno dataset is open\n"));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2) << text;
+    EXPECT_FALSE(WentWell());
+  }
+}
+
+TEST_F(Commands, ABadFileLeavesTheSourceOfADatasetAlone) {
+  const std::string text = Writing("source survey file /nowhere.tsv\nvariables survey\n");
+  EXPECT_THAT(text, StartsWith("error: /nowhere.tsv: "));
+  EXPECT_THAT(text, HasSubstr("   3  c  numeric"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Variables
+
+TEST_F(Commands, InsertPutsAVariableWhereItIsAskedTo) {
+  EXPECT_THAT(Writing("insert survey x string:5 label \"An x\" before b\ninsert survey y\n"
+                      "variables survey\n"),
+              StartsWith("   1  a  numeric            scale\n"
+                         "   2  x  string of 5 bytes  unknown  An x\n"
+                         "   3  b  numeric            scale\n"
+                         "   4  c  numeric            scale\n"
+                         "   5  y  numeric            unknown\n"));
+}
+
+TEST_F(Commands, MoveCountsFromOneInTheListAsItWillBe) {
+  const auto order = [this](const std::string& move) {
+    const std::string text = Writing(move + "\nvariables survey\n");
+    std::string names;
+    for (std::size_t at = 0; (at = text.find("  numeric", at)) != std::string::npos; ++at) {
+      names += text[at - 1];
+    }
+    return names;
+  };
+  EXPECT_EQ(order("move survey a to 3"), "bca");
+  EXPECT_EQ(order("move survey c to 1"), "cab");
+  EXPECT_EQ(order("move survey a before c"), "bac");
+  EXPECT_EQ(order("move survey c before a"), "cab");
+  EXPECT_EQ(order("move survey b before b"), "abc");
+  EXPECT_EQ(order("reorder survey c a"), "cab");
+  EXPECT_EQ(order("delete survey c a"), "b");
+}
+
+TEST_F(Commands, WrongVariablesChangeNothing) {
+  EXPECT_THAT(Writing("delete survey a nope\n"),
+              StartsWith("error: there is no variable \"nope\"\n"));
+  EXPECT_THAT(Writing("delete survey a a\nvariables survey\n"),
+              StartsWith("error: variable \"a\" is named twice\n   1  a"));
+  EXPECT_THAT(Writing("reorder survey b nope\nvariables survey\n"),
+              StartsWith("error: there is no variable \"nope\"\n   1  a"));
+  EXPECT_THAT(Writing("insert survey a\n"),
+              StartsWith("error: there is a variable \"a\" already\n"));
+  EXPECT_THAT(Writing("insert survey \"\"\n"),
+              StartsWith("error: a variable cannot have an empty"));
+  EXPECT_THAT(Writing("insert survey x before nope\n"),
+              StartsWith("error: there is no variable \"nope\"\n"));
+  EXPECT_THAT(Writing("rename survey a b\n"),
+              StartsWith("error: there is a variable \"b\" already\n"));
+  EXPECT_THAT(Writing("label survey nope x\n"),
+              StartsWith("error: there is no variable \"nope\"\n"));
+  EXPECT_THAT(Writing("move survey a to 4\n"), StartsWith("error: there are only 3 positions\n"));
+}
+
+TEST_F(Commands, EditingNeedsADataSource) {
+  EXPECT_THAT(AtPrompt("add-empty nix\nwrite nix\ninsert nix x\n"),
+              HasSubstr("error: nix has no data source; `source` gives it one\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Who is told what
+
+TEST_F(Commands, ObserversAreToldInTheOrderOfTheirComing) {
+  EXPECT_EQ(Writing("release\n@v observe survey\n@u observe survey\n"
+                    "write survey\nlabel survey b B\nrelease\n"),
+            "main releases the write lock on survey\n"
+            "v observes survey\nu observes survey\n"
+            "main takes the write lock on survey\nmain releases the write lock on survey\n"
+            "  v is told: variable \"b\" changed: label \"\" -> \"B\"\n"
+            "  u is told: variable \"b\" changed: label \"\" -> \"B\"\n");
+}
+
+TEST_F(Commands, WhoWritesIsNotTold) {
+  EXPECT_THAT(Writing("release\nobserve survey\n@v observe survey\n"
+                      "write survey\ndelete survey a\nrelease\nwrite survey\nrelease\n"),
+              EndsWith("main releases the write lock on survey\n"
+                       "  v is told: variable \"a\" deleted\n"
+                       "  main is not told: it made these changes\n"
+                       "main takes the write lock on survey\n"
+                       "main releases the write lock on survey\n"));
+}
+
+TEST_F(Commands, WhoObservesTwiceIsToldTwiceAndOnceUnobservedNeverAgain) {
+  const std::string text = Writing(
+      "release\n@v observe survey\n@v observe survey\nwrite survey\ndelete survey a\nrelease\n"
+      "@v unobserve survey\nwrite survey\ndelete survey b\nrelease\n@v unobserve survey\n");
+  EXPECT_THAT(text, HasSubstr("  v is told: variable \"a\" deleted\n"
+                              "  v is told: variable \"a\" deleted\n"));
+  EXPECT_THAT(text, Not(HasSubstr("\"b\" deleted")));
+  EXPECT_THAT(text, EndsWith("error: v does not observe survey\n"));
+}
+
+TEST_F(Commands, TellReportsUnderTheLockAndOnlyOnce) {
+  EXPECT_EQ(Writing("release\n@v observe survey\nwrite survey\nrename survey a x\ntell survey\n"
+                    "rename survey x y\nrelease\n@v tell survey\n"),
+            "main releases the write lock on survey\nv observes survey\n"
+            "main takes the write lock on survey\n"
+            "  v is told: variable \"a\" changed: name \"a\" -> \"x\"\n"
+            "main releases the write lock on survey\n"
+            "  v is told: variable \"x\" changed: name \"x\" -> \"y\"\n"
+            "error: v does not write survey\n");
+}
+
+TEST_F(Commands, EachKindOfChangeHasItsWords) {
+  const std::string text = Writing(
+      "release\n@v observe survey\nwrite survey\n"
+      "insert survey x string:1 before b\nmove survey c to 1\nretype survey a string:4\n"
+      "release\nwrite survey\nbulk survey\nrelease\nwrite survey\nsource survey dictionary\n"
+      "insert survey z\nrelease\n");
+  EXPECT_THAT(text,
+              HasSubstr("  v is told: variable \"c\" moved from position 3 to 1\n"
+                        "  v is told: variable \"a\" changed: "
+                        "type numeric -> string of 4 bytes; format F8 -> A4\n"
+                        "  v is told: variable \"x\" inserted before \"b\" (string of 1 byte)\n"));
+  EXPECT_THAT(text,
+              HasSubstr("  v is told: variables \"c\", \"a\", \"x\", \"b\" deleted\n"
+                        "  v is told: variables \"c\", \"a\", \"x\", \"b\" inserted at the end\n"));
+  EXPECT_THAT(text, HasSubstr("  v is told: the data source was replaced: nothing before can be "
+                              "undone\n"
+                              "  v is told: variable \"z\" inserted before \"c\" (numeric)\n"
+                              "  v is told: variables \"c\", \"a\", \"x\", \"b\" deleted\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Help
+
+TEST_F(Commands, HelpListsEveryCommand) {
+  const std::string text = AtPrompt("help\n");
+  for (const CommandSubject& subject : CommandTable()) {
+    EXPECT_THAT(text, HasSubstr(subject.title));
+    for (const Command& command : subject.commands) EXPECT_THAT(text, HasSubstr(command.help));
+  }
+  EXPECT_TRUE(WentWell());
+}
+
+TEST_F(Commands, HelpExplainsOne) {
+  EXPECT_EQ(AtPrompt("help move\n"),
+            "move DATASET VARIABLE to POSITION|before VARIABLE\n"
+            "  moves a variable\n"
+            "  Positions count from 1.\n");
+  EXPECT_THAT(AtPrompt("help try-write\n"), HasSubstr("marks the dataset for good"));
+  EXPECT_EQ(AtPrompt("help frob\n"), "error: no command \"frob\"; `help` lists them\n");
+}
+
+TEST_F(Commands, QuitEndsAtOnce) {
+  EXPECT_THAT(AtPrompt("quit\nlist\n"), IsEmpty());
+  EXPECT_TRUE(WentWell());
+}
+
+}  // namespace
+}  // namespace sdmsh

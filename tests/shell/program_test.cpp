@@ -1,0 +1,203 @@
+// The program sdmsh itself: its example, its two ways to print, and its exit status.
+
+#include "ShellTest.h"
+
+#include <sys/wait.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+struct Played {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file) << path;
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class Program : public ShellTest {
+ protected:
+  // Runs sdmsh in the project's root; `arguments` is read by the shell of the system.
+  Played Run(const std::string& arguments, const std::string& input = "") {
+    const std::string command = std::string("cd '") + PROJECT_ROOT + "' && '" + SDMSH + "' " +
+                                arguments + " <'" + WriteFile("in", input) + "' >'" + Path("out") +
+                                "' 2>'" + Path("err") + "'";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(Path("out")),
+            ReadFile(Path("err"))};
+  }
+
+  std::string Script(const std::string& commands) { return WriteFile("test.sdm", commands); }
+};
+
+std::vector<json> Lines(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<json> lines;
+  for (std::string line; std::getline(stream, line);) lines.push_back(json::parse(line));
+  return lines;
+}
+
+// The lines that have these members with these values.
+std::vector<json> Where(const std::vector<json>& lines, const json& members) {
+  std::vector<json> found;
+  for (const json& line : lines) {
+    json merged = line;
+    merged.update(members);
+    if (merged == line) found.push_back(line);
+  }
+  return found;
+}
+
+// To freeze a changed story: ./build/release/tools/sdmsh/sdmsh examples/survey.sdm
+// >tests/shell/survey.txt, and read the difference.
+TEST_F(Program, TellsTheStoryOfTheSurvey) {
+  const Played played = Run("examples/survey.sdm");
+  EXPECT_EQ(played.out, ReadFile(std::string(PROJECT_ROOT) + "/tests/shell/survey.txt"));
+  EXPECT_THAT(played.err, IsEmpty());
+  EXPECT_EQ(played.status, 0);
+}
+
+TEST_F(Program, TellsTheStoryOfTheSurveyInJson) {
+  const Played played = Run("--json examples/survey.sdm");
+  EXPECT_EQ(played.status, 0);
+  EXPECT_THAT(played.err, IsEmpty());
+  const std::vector<json> lines = Lines(played.out);
+
+  EXPECT_EQ(Where(lines, {{"event", "opened"}, {"variables", 10}, {"cases", 944}}).size(), 1u);
+  EXPECT_EQ(Where(lines, {{"event", "lock"}, {"what", "taken"}}).size() +
+                Where(lines, {{"event", "lock"}, {"what", "letIn"}}).size(),
+            Where(lines, {{"event", "lock"}, {"what", "released"}}).size());
+  const auto waits = Where(lines, {{"event", "lock"}, {"what", "waits"}, {"role", "recode"}});
+  ASSERT_EQ(waits.size(), 1u);
+  EXPECT_EQ(waits[0]["holders"], json::parse(R"([{"role": "tables", "mode": "read"},
+                                                 {"role": "crosstabs", "mode": "read"}])"));
+  EXPECT_EQ(Where(lines, {{"event", "notTold"}, {"role", "window"}}).size(), 1u);
+  EXPECT_THAT(Where(lines, {{"event", "error"}}), IsEmpty());
+}
+
+TEST_F(Program, TellsEveryArgumentOfAMessageInJson) {
+  const std::vector<json> lines = Lines(Run("--json examples/survey.sdm").out);
+  const json telling = {{"event", "told"}, {"role", "codebook"}, {"caseSequence", 1}};
+  const auto told = [&](const char* message) {
+    json members = telling;
+    members["message"] = message;
+    const auto found = Where(lines, members);
+    EXPECT_FALSE(found.empty()) << message;
+    return found.empty() ? json() : found.front();
+  };
+
+  const json insert = told("InsertVarsMsg");
+  EXPECT_EQ(insert["leading"], 0);
+  EXPECT_EQ(insert["datasetId"], "0:0");
+  EXPECT_EQ(insert["anchorName"], "educ");
+  EXPECT_TRUE(insert["anchor"].is_string());
+  EXPECT_EQ(insert["variables"][0]["name"], "age2");
+  EXPECT_EQ(insert["variables"][0]["label"], "Age in groups");
+
+  const json move = told("MoveVarsMsg");
+  EXPECT_EQ(move["positions"], json::parse("[3]"));
+  EXPECT_EQ(move["target"], 0);
+  EXPECT_EQ(move["names"], json::parse(R"(["PID"])"));
+
+  EXPECT_EQ(told("DeleteVarsMsg")["variables"].size(), 2u);
+
+  const json modify = told("ModifyVarMsg");
+  EXPECT_EQ(modify["before"]["name"], "income");
+  EXPECT_EQ(modify["variable"]["name"], "hhincome");
+  EXPECT_EQ(modify["variable"]["id"], modify["before"]["id"]);
+  EXPECT_EQ(modify["variable"]["valueLabels"].size(), 24u);
+  EXPECT_EQ(modify["changed"], json::parse(R"(["name", "label"])"));
+}
+
+TEST_F(Program, PrintsTheSameTwice) {
+  EXPECT_EQ(Run("--json examples/survey.sdm").out, Run("--json examples/survey.sdm").out);
+}
+
+TEST_F(Program, StopsAScriptAtItsFirstWrongCommand) {
+  const std::string script = Script("# two comments\n\nlist\nshow nothing\nlist\n");
+  const Played played = Run(script);
+  EXPECT_EQ(played.status, 1);
+  EXPECT_EQ(played.out, "# two comments\n\n> list\nno dataset is open\n> show nothing\n");
+  EXPECT_EQ(played.err, script + ":4: no dataset is called \"nothing\"\n");
+}
+
+TEST_F(Program, NamesTheLineOfAWrongCommandInJson) {
+  const std::string script = Script("list\nlist \"all\n");
+  const Played played = Run("--json " + script);
+  EXPECT_EQ(played.status, 1);
+  EXPECT_THAT(played.err, IsEmpty());
+  EXPECT_EQ(Lines(played.out).back(), json({{"event", "error"},
+                                            {"text", "expected a closing quote (\")"},
+                                            {"file", script},
+                                            {"line", 2}}));
+}
+
+TEST_F(Program, StaysWellFormedWhateverBytesItIsGiven) {
+  const Played played =
+      Run("--json", "add-empty \"\xFF\x01\xC3\"\nshow \"\xFF\"\nlist\nhelp\nhelp list\n");
+  EXPECT_EQ(Lines(played.out).size(), 5u);
+}
+
+TEST_F(Program, ReportsRolesStillWaitingAtTheEndOfAScript) {
+  const std::string script = Script("add-empty nix\n@r read nix\n@w write nix\n");
+  const Played played = Run(script);
+  EXPECT_EQ(played.status, 1);
+  EXPECT_EQ(played.err, script + ": w still waits for the write lock on nix\n");
+}
+
+TEST_F(Program, ReadsCommandsFromAPipeAndGoesOnAfterAWrongOne) {
+  const Played played = Run("", "lust\nlist\nquit\nlist\n");
+  EXPECT_EQ(played.out, "no dataset is open\n");
+  EXPECT_EQ(played.err, "error: no command \"lust\"; `help` lists them\n");
+  EXPECT_EQ(played.status, 1);
+}
+
+TEST_F(Program, TakesALastLineWithoutAnEnd) {
+  const Played played = Run("", "list");
+  EXPECT_EQ(played.out, "no dataset is open\n");
+  EXPECT_EQ(played.status, 0);
+}
+
+TEST_F(Program, ReadsLinesThatEndInCarriageReturns) {
+  EXPECT_EQ(Run(Script("list\r\n")).out, "> list\nno dataset is open\n");
+}
+
+TEST_F(Program, ExplainsItsUse) {
+  const Played played = Run("--help");
+  EXPECT_THAT(played.out, StartsWith("usage: sdmsh [--json] [FILE]\n"));
+  EXPECT_EQ(played.status, 0);
+}
+
+TEST_F(Program, RefusesWrongUse) {
+  for (const char* arguments : {"--xml", "a.sdm b.sdm", "''"}) {
+    const Played played = Run(arguments);
+    EXPECT_EQ(played.status, 2) << arguments;
+    EXPECT_THAT(played.err, StartsWith("usage: sdmsh"));
+    EXPECT_THAT(played.out, IsEmpty());
+  }
+}
+
+TEST_F(Program, RefusesAScriptThatCannotBeRead) {
+  const Played missing = Run("/nowhere.sdm");
+  EXPECT_EQ(missing.status, 2);
+  EXPECT_EQ(missing.err, "sdmsh: /nowhere.sdm: No such file or directory\n");
+  const Played folder = Run("examples");
+  EXPECT_EQ(folder.status, 2);
+  EXPECT_EQ(folder.err, "sdmsh: examples: a folder, not a script\n");
+}
+
+}  // namespace
+}  // namespace sdmsh

@@ -1,0 +1,164 @@
+// What a dataset does when memory runs out in the middle. This program replaces the global
+// operator new, so it is one of its own.
+
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/Messages.h>
+#include <tests/support/PlainTranscription.h>
+
+#include <gmock/gmock.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The allocations that still succeed; negative for all. Only the test's own thread allocates.
+long allocationsLeft = -1;
+
+bool OneMoreIsLeft() {
+  if (allocationsLeft < 0) return true;
+  if (allocationsLeft == 0) return false;
+  --allocationsLeft;
+  return true;
+}
+
+// Lets `count` allocations succeed for its life, and no more.
+class MemoryFor {
+ public:
+  explicit MemoryFor(long count) { allocationsLeft = count; }
+  ~MemoryFor() { allocationsLeft = -1; }
+};
+
+}  // namespace
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+}
+void* operator new(std::size_t size) {
+  if (void* const storage = operator new(size, std::nothrow)) return storage;
+  throw std::bad_alloc();
+}
+// Not inlined: where it is, compilers take the free for a mistake.
+__attribute__((noinline)) void operator delete(void* storage) noexcept {
+  std::free(storage);
+}
+__attribute__((noinline)) void operator delete(void* storage, std::size_t) noexcept {
+  std::free(storage);
+}
+
+namespace {
+
+using support::AddDataset;
+using support::CountedMessage;
+using support::Var;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+TEST(FullMemory, AMessageIsDeletedWhereTheQueueCannotGrow) {
+  int deaths = 0;
+  SvrDMItem item(LocallyUniqueID(0, 1), nullptr, nullptr, 0, "", false);
+  auto* const message = new CountedMessage(deaths);
+  {
+    const MemoryFor nothing(0);
+    EXPECT_THROW(item.AddNotification(message), std::bad_alloc);
+  }
+  EXPECT_EQ(deaths, 1);
+  EXPECT_THAT(item.Notifications(), IsEmpty());
+}
+
+TEST(FullMemory, WhatWasQueuedBeforeStaysWhereTheQueueCannotGrow) {
+  int deaths = 0;
+  SvrDMItem item(LocallyUniqueID(0, 1), nullptr, nullptr, 0, "", false);
+  item.AddNotification(new CountedMessage(deaths));
+  while (item.Notifications().size() < item.Notifications().capacity()) {
+    item.AddNotification(new CountedMessage(deaths));
+  }
+  const std::size_t before = item.Notifications().size();
+  auto* const message = new CountedMessage(deaths);
+  {
+    const MemoryFor nothing(0);
+    EXPECT_THROW(item.AddNotification(message), std::bad_alloc);
+  }
+  EXPECT_EQ(deaths, 1);
+  EXPECT_THAT(item.Notifications(), SizeIs(before));
+}
+
+// Hears, and does nothing that needs memory.
+class Listener : public SvrDMDataSetObserver {
+ public:
+  void OnDataSetChanged(SvrDMWriteableDataSource const*) override { ++passes; }
+  int passes = 0;
+};
+
+class FullMemoryInAComparison : public testing::Test {
+ protected:
+  // A pass over a dataset with a change of every kind, in which `count` allocations succeed.
+  // Returns whether one failed.
+  bool PassWithMemoryFor(long count) {
+    const LocallyUniqueID id = AddDataset(registry, "A B C D E");
+    item = registry.GetDataSet(id);
+    item->Register(listener);
+    support::WriteNothing(registry, id);
+    writer = std::make_unique<SvrDMWriteableDataSource>(registry, id, false, nullptr);
+    support::Replace(*writer->GetDataSource(), changed);
+    listener.passes = 0;
+
+    const MemoryFor some(count);
+    try {
+      writer->Notify();
+      return false;
+    } catch (const std::bad_alloc&) {
+      return true;
+    }
+  }
+
+  const std::vector<ORVX_Variable> changed = {Var("E"), support::Labelled(Var("B"), "second"),
+                                              Var("F"), Var("A")};
+  ServerDataManager registry;
+  Listener listener;
+  SvrDMItemPtr item;
+  std::unique_ptr<SvrDMWriteableDataSource> writer;
+};
+
+TEST_F(FullMemoryInAComparison, LeavesWhatWasQueuedAndFreesTheMutexWhereverItStrikes) {
+  support::PlainTranscription plain;
+  plain.view = support::Vars("A B C D E");
+  const std::vector<support::Said> all = plain.Update(changed);
+
+  long count = 0;
+  for (; PassWithMemoryFor(count); ++count) {
+    SCOPED_TRACE("after " + std::to_string(count) + " allocations");
+    const std::vector<support::Said> queued = support::WhatIsSaidBy(item->Notifications());
+    EXPECT_EQ(listener.passes, 0);
+    ASSERT_LE(queued.size(), all.size());
+    for (std::size_t i = 0; i < queued.size(); ++i) EXPECT_EQ(queued[i], all[i]);
+    // Would wait for ever if the notification mutex were held.
+    item->Unregister(listener);
+    writer.reset();
+  }
+  EXPECT_GT(count, 5);
+  EXPECT_EQ(listener.passes, 1);
+}
+
+TEST_F(FullMemoryInAComparison, TheNextPassBringsTheViewUpToDate) {
+  long count = 0;
+  for (; PassWithMemoryFor(count); ++count) {
+    SCOPED_TRACE("after " + std::to_string(count) + " allocations");
+    writer->Notify();
+    EXPECT_EQ(listener.passes, 1);
+    EXPECT_THAT(item->Notifications(), IsEmpty());
+
+    writer->Notify();
+    EXPECT_EQ(listener.passes, 1) << "the view still differs from the source";
+    writer.reset();
+  }
+  EXPECT_GT(count, 5);
+}
+
+}  // namespace

@@ -1,0 +1,990 @@
+// One registered dataset: its chain of sources, its lock, its counters and flags, its saved file,
+// its creation time and its password.
+//
+// Looks at the item's private state for what no caller can ask, so it is built without access
+// control and on the library's objects.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/SourceChain.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/svrdmitem.h>
+#include <ServerDataManager/SvrDMItemPtr.h>
+#include <tests/support/Dictionary.h>
+#include <tests/support/Messages.h>
+#include <tests/support/WatchedThread.h>
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <new>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "saved_files.h"
+
+using support::CountedMessage;
+using support::CountedSource;
+using support::Dictionary;
+using support::ResetUndo;
+using support::WatchedThread;
+using testing::ElementsAre;
+
+// ---------------------------------------------------------------------------------------------
+// The C library, as far as these tests have it in hand
+
+namespace {
+
+// What happens when the storage at this address is given back.
+struct Watch {
+  void* storage = nullptr;
+  std::function<void()> event;
+};
+Watch watch;
+
+void GiveBack(void* storage) noexcept {
+  if (storage != nullptr && storage == watch.storage) {
+    watch.storage = nullptr;
+    watch.event();
+  }
+  std::free(storage);
+}
+
+// What localtime answers; the real time unless a test says otherwise.
+std::function<std::tm*(const std::time_t*)> localtimeAnswer;
+
+int fstatCalls = 0;
+int fstatFailsAt = INT_MAX;  // the number of the first call that fails
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (void* storage = std::malloc(size)) return storage;
+  throw std::bad_alloc();
+}
+void operator delete(void* storage) noexcept {
+  GiveBack(storage);
+}
+void operator delete(void* storage, std::size_t) noexcept {
+  GiveBack(storage);
+}
+
+extern "C" std::tm* localtime(const std::time_t* moment) noexcept {
+  static std::tm real;
+  return localtimeAnswer ? localtimeAnswer(moment) : localtime_r(moment, &real);
+}
+
+extern "C" int fstat(int file, struct stat* status) noexcept {
+  if (++fstatCalls >= fstatFailsAt) return -1;
+  return fstatat(file, "", status, AT_EMPTY_PATH);
+}
+
+namespace {
+
+const LocallyUniqueID kID(0, 7);
+
+// An item on `source`; items live on the heap or, here, wherever a test puts them.
+SvrDMItem Item(ORVX_DataSource* source, const std::string& fileName = std::string()) {
+  return SvrDMItem(kID, source, nullptr, 0, fileName, /*notifyDelete=*/false);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Chains of sources
+
+TEST(SourceChain, ASourceIsItsOwnChildAndThatOfEveryAncestor) {
+  DataFreeDataSource root;
+  DataFreeDataSource middle(&root);
+  DataFreeDataSource leaf(&middle);
+
+  EXPECT_TRUE(IsChildOf(&leaf, &leaf));
+  EXPECT_TRUE(IsChildOf(&leaf, &middle));
+  EXPECT_TRUE(IsChildOf(&leaf, &root));
+}
+
+TEST(SourceChain, ASourceIsNoChildOfItsDescendantsOrOfAStranger) {
+  DataFreeDataSource root;
+  DataFreeDataSource leaf(&root);
+  DataFreeDataSource stranger(&root);
+
+  EXPECT_FALSE(IsChildOf(&root, &leaf));
+  EXPECT_FALSE(IsChildOf(&leaf, &stranger));
+}
+
+TEST(SourceChain, NullIsAChildOfNullAloneAndNothingElseIsOne) {
+  DataFreeDataSource source;
+
+  EXPECT_TRUE(IsChildOf(nullptr, nullptr));
+  EXPECT_FALSE(IsChildOf(nullptr, &source));
+  EXPECT_FALSE(IsChildOf(&source, nullptr));
+}
+
+// Sources named by a letter write it down when they are destroyed.
+class NamedSource : public DataFreeDataSource {
+ public:
+  NamedSource(char name, std::string& deaths, ORVX_DataSource* parent)
+      : DataFreeDataSource(parent), name_(name), deaths_(deaths) {}
+  ~NamedSource() override { deaths_ += name_; }
+
+ private:
+  char name_;
+  std::string& deaths_;
+};
+
+// A chain of three: a reads from b, and b from c.
+class ChainOfThree : public testing::Test {
+ protected:
+  NamedSource* Make(char name, ORVX_DataSource* parent) {
+    return new NamedSource(name, deaths_, parent);
+  }
+
+  std::string deaths_;
+  NamedSource* c_ = Make('c', nullptr);
+  NamedSource* b_ = Make('b', c_);
+  NamedSource* a_ = Make('a', b_);
+};
+
+TEST_F(ChainOfThree, IsDeletedFromTheSourceUpToTheOneToStopAt) {
+  DeleteDataSourceTo(a_, c_);
+
+  EXPECT_EQ(deaths_, "ab");
+  DeleteDataSourceTo(c_, nullptr);
+}
+
+TEST_F(ChainOfThree, IsDeletedWholeWhereNothingIsToStopAt) {
+  DeleteDataSourceTo(a_, nullptr);
+
+  EXPECT_EQ(deaths_, "abc");
+}
+
+TEST_F(ChainOfThree, IsLeftAloneWhereTheSourceItselfIsTheOneToStopAt) {
+  DeleteDataSourceTo(a_, a_);
+  DeleteDataSourceTo(nullptr, nullptr);
+  DeleteDataSourceTo(nullptr, a_);
+
+  EXPECT_EQ(deaths_, "");
+  DeleteDataSourceTo(a_, nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Replacing the data source
+
+TEST_F(ChainOfThree, ReplacedByItsParentLosesOnlyTheFirst) {
+  SvrDMItem item = Item(a_);
+
+  item.SetDataSet(b_);
+
+  EXPECT_EQ(deaths_, "a");
+  EXPECT_EQ(item.DataSource(), b_);
+  EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, ReplacedByItsRootLosesAllBelowIt) {
+  SvrDMItem item = Item(a_);
+
+  item.SetDataSet(c_);
+
+  EXPECT_EQ(deaths_, "ab");
+  EXPECT_EQ(item.DataSource(), c_);
+  EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, ReplacedByItselfLosesNothingButTellsClientsToForgetUndo) {
+  SvrDMItem item = Item(a_);
+
+  item.SetDataSet(a_);
+
+  EXPECT_EQ(deaths_, "");
+  EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, ReplacedByAFilterBuiltOnItLosesNothing) {
+  SvrDMItem item = Item(a_);
+  NamedSource* const filter = Make('f', a_);
+
+  item.SetDataSet(filter);
+
+  EXPECT_EQ(deaths_, "");
+  EXPECT_EQ(item.DataSource(), filter);
+  EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, ReplacedByAStrangerIsDeletedWhole) {
+  SvrDMItem item = Item(a_);
+  NamedSource* const stranger = Make('s', nullptr);
+
+  item.SetDataSet(stranger);
+
+  EXPECT_EQ(deaths_, "abc");
+  EXPECT_EQ(item.DataSource(), stranger);
+  EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, ReplacedByNothingIsDeletedWhole) {
+  SvrDMItem item = Item(a_);
+
+  item.SetDataSet(nullptr);
+
+  EXPECT_EQ(deaths_, "abc");
+  EXPECT_EQ(item.DataSource(), nullptr);
+  EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, GivenToAnItemWithoutASourceTellsClientsNothing) {
+  SvrDMItem item = Item(nullptr);
+
+  item.SetDataSet(a_);
+
+  EXPECT_EQ(deaths_, "");
+  EXPECT_EQ(item.DataSource(), a_);
+  EXPECT_MESSAGES(item.Notifications());
+}
+
+TEST_F(ChainOfThree, ReplacedTwiceTellsClientsTwice) {
+  SvrDMItem item = Item(a_);
+
+  item.SetDataSet(b_);
+  item.SetDataSet(nullptr);
+
+  EXPECT_EQ(deaths_, "abc");
+  EXPECT_MESSAGES(item.Notifications(), ResetUndo(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, IsDeletedWholeWithTheItem) {
+  { SvrDMItem item = Item(a_); }
+
+  EXPECT_EQ(deaths_, "abc");
+}
+
+// The pointer stays: whoever calls it stores another source at once, or is the destructor.
+TEST_F(ChainOfThree, DeletedOnRequestLeavesTheItemsPointerAsItWas) {
+  SvrDMItem item = Item(a_);
+
+  item.DeleteDataSource();
+
+  EXPECT_EQ(deaths_, "abc");
+  EXPECT_EQ(item.dataSource_, a_);
+  item.dataSource_ = nullptr;
+}
+
+TEST(SvrDMItem, WithoutASourceThatIsGivenNoneStaysAsItIs) {
+  SvrDMItem item = Item(nullptr);
+
+  item.SetDataSet(nullptr);
+
+  EXPECT_EQ(item.DataSource(), nullptr);
+  EXPECT_MESSAGES(item.Notifications());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Construction, copying, destruction
+
+TEST(SvrDMItem, StartsAsItsArgumentsSayWithEverythingElseEmpty) {
+  const std::unique_ptr<DataFreeDataSource> source = Dictionary("A");
+  auto* const manager = reinterpret_cast<ServerDataManager*>(&watch);  // never looked into
+  SvrDMItem item(kID, source.get(), manager, 12, "nowhere/survey.tsv", true);
+
+  EXPECT_EQ(item.ID(), kID);
+  EXPECT_EQ(item.DataSource(), source.get());
+  EXPECT_EQ(item.Manager(), manager);
+  EXPECT_EQ(std::as_const(item).CaseSequence(), 12U);
+  EXPECT_EQ(item.FileName(), "nowhere/survey.tsv");
+  EXPECT_TRUE(item.NotifyDelete());
+  EXPECT_EQ(item.Handle(), "");
+  EXPECT_EQ(item.SuppressedFileName(), "");
+  EXPECT_EQ(item.Password(), "");
+  EXPECT_FALSE(item.PasswordMangled());
+  EXPECT_TRUE(item.Notifications().empty());
+  EXPECT_TRUE(item.observers_.empty());
+  EXPECT_EQ(item.ReadersCount(), 0);
+  EXPECT_EQ(item.WritersCount(), 0);
+  EXPECT_FALSE(item.NotifiedCreation());
+  EXPECT_FALSE(item.writeLockFailed_);
+  EXPECT_EQ(item.GetBootstrapSpecs(), nullptr);
+
+  item.dataSource_ = nullptr;  // the test's own
+}
+
+TEST(SvrDMItem, StartsMinimizedAndNeitherInFrontNorHidden) {
+  const SvrDMItem item = Item(nullptr);
+
+  EXPECT_TRUE(item.WindowMinimized());
+  EXPECT_FALSE(item.WindowFront());
+  EXPECT_FALSE(item.WindowHidden());
+}
+
+TEST(SvrDMItem, StartsWithASilentErrorMonitorOfNoDataset) {
+  SvrDMItem item = Item(nullptr);
+
+  EXPECT_TRUE(item.GetErrorMonitor().id_.IsNull());
+  EXPECT_EQ(item.GetErrorMonitor().proxy_, nullptr);
+}
+
+class SilentProxy : public PackageProxy {
+ public:
+  short SendMessage(int, VSerializable*) override { return 0; }
+};
+
+TEST(SvrDMItem, BindsItsErrorMonitorToTheChannelUnderItsOwnIdentifier) {
+  SvrDMItem item = Item(nullptr);
+  SilentProxy proxy;
+
+  item.InitializeErrorMonitor(&proxy);
+
+  EXPECT_EQ(item.GetErrorMonitor().id_, kID);
+  EXPECT_EQ(item.GetErrorMonitor().proxy_, &proxy);
+}
+
+TEST(SvrDMItem, BuiltFromNothingHasTheNullIdentifierAndCanBeDestroyed) {
+  const std::ptrdiff_t descriptors = OpenDescriptors();
+  {
+    const SvrDMItem item;
+
+    EXPECT_TRUE(item.ID().IsNull());
+    EXPECT_TRUE(item.NotifyDelete());
+    EXPECT_EQ(item.FileName(), "");
+    EXPECT_EQ(item.Handle(), "");
+    EXPECT_EQ(item.lockedFile_, nullptr);
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+  }
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+}
+
+TEST(SvrDMItemDeathTest, StopsTheProcessWithOneLineWhenItIsCopied) {
+  const SvrDMItem item = Item(nullptr);
+
+  EXPECT_EXIT(SvrDMItem copy(item), testing::KilledBySignal(SIGABRT),
+              testing::MatchesRegex("Assertion failed: 0, function SvrDMItem, source "
+                                    "ServerDataManager/svrdmitem, line [0-9]+\n"));
+}
+
+TEST(SvrDMItem, ComparesByIdentifier) {
+  const SvrDMItem first(LocallyUniqueID(0, 9), nullptr, nullptr, 0, "a", true);
+  const SvrDMItem same(LocallyUniqueID(0, 9), nullptr, nullptr, 5, "b", false);
+  const SvrDMItem later(LocallyUniqueID(1, 0), nullptr, nullptr, 0, "a", true);
+
+  EXPECT_TRUE(first == same);
+  EXPECT_FALSE(first == later);
+  EXPECT_TRUE(first < later);
+  EXPECT_FALSE(later < first);
+  EXPECT_FALSE(first < same);
+}
+
+TEST(SvrDMItem, LivesUntilTheLastPointerToItGoes) {
+  int deaths = 0;
+  SvrDMItemPtr first(new SvrDMItem(kID, new CountedSource(deaths), nullptr, 0, "", false));
+  {
+    const SvrDMItemPtr second(first);
+    first = nullptr;
+    EXPECT_EQ(deaths, 0);
+  }
+  EXPECT_EQ(deaths, 1);
+}
+
+// A message that reports its end.
+class TellingMessage : public CountedMessage {
+ public:
+  explicit TellingMessage(std::function<void()> end)
+      : CountedMessage(deaths_), end_(std::move(end)) {}
+  ~TellingMessage() override { end_(); }
+
+ private:
+  int deaths_ = 0;
+  std::function<void()> end_;
+};
+
+// A source that reports its end.
+class TellingSource : public DataFreeDataSource {
+ public:
+  explicit TellingSource(std::function<void()> end) : end_(std::move(end)) {}
+  ~TellingSource() override { end_(); }
+
+ private:
+  std::function<void()> end_;
+};
+
+TEST(SvrDMItem, LetsGoOfItsFileItsMessagesItsSourceAndItsBootstrapSpecificationInThisOrder) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("survey.tsv");
+  std::vector<std::string> events;
+  const auto note = [&](const std::string& what) {
+    return [&, what] {
+      events.push_back(what + (AnotherProcessMayWrite(path) ? ", file free" : ", file held"));
+    };
+  };
+  auto* const specs = new SvrBootstrapSpecs;
+  {
+    SvrDMItem item = Item(new TellingSource(note("source")), path);
+    item.SetBootstrapSpecs(specs);
+    watch = {specs, note("bootstrap")};
+    item.AddNotification(new TellingMessage(note("first message")));
+    item.AddNotification(nullptr);
+    item.AddNotification(new TellingMessage(note("second message")));
+    ASSERT_FALSE(AnotherProcessMayWrite(path));
+  }
+
+  EXPECT_THAT(events, ElementsAre("first message, file free", "second message, file free",
+                                  "source, file free", "bootstrap, file free"));
+}
+
+TEST(SvrDMItem, PromisesThatItsDestructionDoesNotThrow) {
+  EXPECT_TRUE(std::is_nothrow_destructible_v<SvrDMItem>);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The reader/writer lock
+
+TEST(SvrDMItem, MakesAReaderWaitForTheWriterThoughItOnlyAskedToTry) {
+  SvrDMItem item = Item(nullptr);
+  ASSERT_TRUE(item.AcquireWriteLock(/*tryOnly=*/false));
+  std::atomic<bool> writing{true};
+  bool acquired = false;
+  bool sawWriter = true;
+  WatchedThread reader([&] {
+    acquired = item.AcquireReadLock(/*tryOnly=*/true);
+    sawWriter = writing;
+    item.ReleaseLock();
+  });
+  EXPECT_TRUE(reader.Waits());
+
+  writing = false;
+  item.ReleaseLock();
+  reader.Join();
+
+  EXPECT_TRUE(acquired);
+  EXPECT_FALSE(sawWriter);
+}
+
+TEST(SvrDMItem, LetsReadersInBesideEachOther) {
+  SvrDMItem item = Item(nullptr);
+
+  EXPECT_TRUE(item.AcquireReadLock(false));
+  EXPECT_TRUE(item.AcquireReadLock(true));
+
+  item.ReleaseLock();
+  item.ReleaseLock();
+  EXPECT_TRUE(item.AcquireWriteLock(/*tryOnly=*/true));
+}
+
+TEST(SvrDMItem, GivesTheWriteLockToATryWhereItIsFreeAndTakesItBack) {
+  SvrDMItem item = Item(nullptr);
+
+  EXPECT_TRUE(item.AcquireWriteLock(/*tryOnly=*/true));
+  item.ReleaseLock();
+  EXPECT_TRUE(item.AcquireWriteLock(/*tryOnly=*/true));
+  EXPECT_FALSE(item.writeLockFailed_);
+}
+
+TEST(SvrDMItem, MakesAWriterWaitForAReader) {
+  SvrDMItem item = Item(nullptr);
+  ASSERT_TRUE(item.AcquireReadLock(false));
+  bool acquired = false;
+  WatchedThread writer([&] { acquired = item.AcquireWriteLock(/*tryOnly=*/false); });
+  EXPECT_TRUE(writer.Waits());
+
+  item.ReleaseLock();
+  writer.Join();
+
+  EXPECT_TRUE(acquired);
+}
+
+// Kept: the flag that a failed try leaves is never cleared.
+TEST(SvrDMItem, NeverReleasesItsLockOnceATryForTheWriteLockHasFailed) {
+  SvrDMItem item = Item(nullptr);
+  ASSERT_TRUE(item.AcquireWriteLock(/*tryOnly=*/false));
+
+  EXPECT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
+  EXPECT_TRUE(item.writeLockFailed_);
+
+  item.ReleaseLock();
+  EXPECT_FALSE(item.lock_.tryReadLock());
+  item.ReleaseLock();
+  EXPECT_FALSE(item.lock_.tryReadLock());
+  EXPECT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
+}
+
+TEST(SvrDMItem, NeverReleasesALockTakenAfterTheFailedTryEither) {
+  SvrDMItem item = Item(nullptr);
+  ASSERT_TRUE(item.AcquireReadLock(false));
+  ASSERT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
+  item.lock_.unlock();
+
+  ASSERT_TRUE(item.AcquireReadLock(false));
+  item.ReleaseLock();
+
+  EXPECT_FALSE(item.lock_.tryWriteLock());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Counters, names and flags
+
+TEST(SvrDMItem, CountsReadersAndWritersApartAndWithoutBounds) {
+  SvrDMItem item = Item(nullptr);
+
+  item.AddReader();
+  item.AddReader();
+  item.AddWriter();
+  item.DropReader();
+  EXPECT_EQ(item.ReadersCount(), 1);
+  EXPECT_EQ(item.WritersCount(), 1);
+
+  item.DropWriter();
+  item.DropWriter();
+  item.DropReader();
+  item.DropReader();
+  EXPECT_EQ(item.ReadersCount(), -1);
+  EXPECT_EQ(item.WritersCount(), -1);
+}
+
+TEST(SvrDMItem, GivesItsCaseSequenceToBeChanged) {
+  SvrDMItem item = Item(nullptr);
+
+  item.CaseSequence() = 0xFFFFFFFF;
+  ++item.CaseSequence();
+
+  EXPECT_EQ(std::as_const(item).CaseSequence(), 0U);
+}
+
+TEST(SvrDMItem, KeepsTheNamesItIsGiven) {
+  SvrDMItem item = Item(nullptr);
+
+  item.Handle("survey");
+  item.FileName("survey.tsv");
+  item.SuppressedFileName("other.tsv");
+  item.Password("secret", true);
+
+  EXPECT_EQ(item.Handle(), "survey");
+  EXPECT_EQ(item.FileName(), "survey.tsv");
+  EXPECT_EQ(item.SuppressedFileName(), "other.tsv");
+  EXPECT_EQ(item.Password(), "secret");
+}
+
+TEST(SvrDMItem, KeepsEachWindowFlagByItself) {
+  SvrDMItem item = Item(nullptr);
+
+  item.WindowFront(true);
+  EXPECT_TRUE(item.WindowFront());
+  EXPECT_TRUE(item.WindowMinimized());
+  EXPECT_FALSE(item.WindowHidden());
+
+  item.WindowMinimized(false);
+  item.WindowHidden(true);
+  item.WindowFront(false);
+  EXPECT_FALSE(item.WindowFront());
+  EXPECT_FALSE(item.WindowMinimized());
+  EXPECT_TRUE(item.WindowHidden());
+}
+
+TEST(SvrDMItem, RemembersThatItsCreationWasToldAndWhoMadeAChange) {
+  SvrDMItem item = Item(nullptr);
+  unsigned int client = 17;
+
+  item.SetNotifiedCreation();
+  item.Originator(client);
+
+  EXPECT_TRUE(item.NotifiedCreation());
+  EXPECT_EQ(item.originator_, 17U);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The bootstrap specification
+
+TEST(SvrDMItem, KeepsABootstrapSpecificationThatItIsGivenTwice) {
+  SvrDMItem item = Item(nullptr);
+  auto* const specs = new SvrBootstrapSpecs;
+  int deletions = 0;
+  watch = {specs, [&] { ++deletions; }};
+
+  item.SetBootstrapSpecs(specs);
+  item.SetBootstrapSpecs(specs);
+
+  EXPECT_EQ(item.GetBootstrapSpecs(), specs);
+  EXPECT_EQ(deletions, 0);
+  item.SetBootstrapSpecs(nullptr);
+  EXPECT_EQ(deletions, 1);
+}
+
+TEST(SvrDMItem, DeletesABootstrapSpecificationThatAnotherOrNoneReplaces) {
+  SvrDMItem item = Item(nullptr);
+  int deletions = 0;
+  auto* const first = new SvrBootstrapSpecs;
+  auto* const second = new SvrBootstrapSpecs;
+  item.SetBootstrapSpecs(first);
+
+  watch = {first, [&] { ++deletions; }};
+  item.SetBootstrapSpecs(second);
+  EXPECT_EQ(deletions, 1);
+  EXPECT_EQ(item.GetBootstrapSpecs(), second);
+
+  watch = {second, [&] { ++deletions; }};
+  item.SetBootstrapSpecs(nullptr);
+  EXPECT_EQ(deletions, 2);
+  EXPECT_EQ(item.GetBootstrapSpecs(), nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The saved file held as in use
+
+class SavedFile : public testing::Test {
+ protected:
+  void TearDown() override {
+    fstatFailsAt = INT_MAX;
+    EXPECT_EQ(OpenDescriptors(), descriptorsBefore_);
+  }
+
+  const TemporaryFolder folder_;
+  const std::string path_ = folder_.Write("survey.tsv");
+  const std::ptrdiff_t descriptorsBefore_ = OpenDescriptors();
+};
+
+TEST_F(SavedFile, IsHeldAgainstWritersFromTheItemsMakingToItsEnd) {
+  {
+    const SvrDMItem item = Item(nullptr, path_);
+    EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
+    EXPECT_FALSE(AnotherProcessMayWrite(path_));
+  }
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, IsOpenedOnceHoweverOftenItIsLocked) {
+  SvrDMItem item = Item(nullptr, path_);
+  std::filesystem::remove(path_);  // could not be opened again
+
+  item.LockSavFileInUse();
+  item.LockSavFileInUse();
+
+  EXPECT_NE(item.lockedFile_, nullptr);
+  EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
+}
+
+TEST_F(SavedFile, IsReleasedWhenUnlockedAndCanBeLockedAgain) {
+  SvrDMItem item = Item(nullptr, path_);
+
+  item.UnlockSavFileInUse();
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+  EXPECT_EQ(OpenDescriptors(), descriptorsBefore_);
+  EXPECT_EQ(item.lockedFile_, nullptr);
+  EXPECT_EQ(item.lockedFileName_, "");
+  EXPECT_EQ(item.lockedFileTime_, 0);
+
+  item.LockSavFileInUse();
+  EXPECT_FALSE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, OfAnotherNameIsOpenedOnlyWhenLockedAndAfterTheFormerIsClosed) {
+  SvrDMItem item = Item(nullptr, path_);
+  const std::string other = folder_.Write("other.tsv");
+  const int descriptor = fileno(item.lockedFile_);
+
+  item.FileName(other);
+  EXPECT_FALSE(AnotherProcessMayWrite(path_));
+  item.LockSavFileInUse();
+
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+  EXPECT_FALSE(AnotherProcessMayWrite(other));
+  // The lowest free number is given: the former file's, as it was closed before.
+  EXPECT_EQ(fileno(item.lockedFile_), descriptor);
+}
+
+TEST_F(SavedFile, IsReleasedAndNoneIsHeldOnceTheNameIsEmpty) {
+  SvrDMItem item = Item(nullptr, path_);
+
+  item.FileName("");
+  item.LockSavFileInUse();
+
+  EXPECT_EQ(item.lockedFile_, nullptr);
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, ThatCannotBeOpenedIsSilentlyNotHeldAndTriedAgainNextTime) {
+  const std::string late = folder_.Path("late.tsv");
+  SvrDMItem item = Item(nullptr, late);
+  EXPECT_EQ(item.lockedFile_, nullptr);
+  EXPECT_EQ(item.lockedFileName_, "");
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+
+  folder_.Write("late.tsv");
+  item.LockSavFileInUse();
+
+  EXPECT_EQ(item.lockedFileName_, late);
+  EXPECT_FALSE(AnotherProcessMayWrite(late));
+}
+
+TEST_F(SavedFile, IsReleasedThoughTheOneOfTheNewNameCannotBeOpened) {
+  SvrDMItem item = Item(nullptr, path_);
+
+  item.FileName(folder_.Path("missing.tsv"));
+  item.LockSavFileInUse();
+
+  EXPECT_EQ(item.lockedFile_, nullptr);
+  EXPECT_EQ(item.lockedFileName_, "");
+  EXPECT_EQ(item.lockedFileTime_, 0);
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, IsNotTouchedByAnUnlockWhereNoneIsHeld) {
+  SvrDMItem item = Item(nullptr);
+  item.lockedFileName_ = "left";
+
+  item.UnlockSavFileInUse();
+
+  EXPECT_EQ(item.lockedFileName_, "left");
+}
+
+TEST_F(SavedFile, IsReleasedAndStaysSoWhenTheSourceIsReplacedByNone) {
+  SvrDMItem item = Item(Dictionary("A").release(), path_);
+
+  item.SetDataSet(nullptr);
+
+  EXPECT_EQ(item.lockedFile_, nullptr);
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, IsHeldOnceAnItemWithoutASourceIsGivenOne) {
+  SvrDMItem item = Item(nullptr);
+  item.FileName(path_);
+
+  item.SetDataSet(Dictionary("A").release());
+
+  EXPECT_FALSE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, IsReleasedWhenAnItemWithoutASourceIsGivenNone) {
+  SvrDMItem item = Item(nullptr, path_);
+
+  item.SetDataSet(nullptr);
+
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, IsTakenHoldOfAnewWhenTheSourceIsReplacedByAnother) {
+  SvrDMItem item = Item(Dictionary("A").release(), path_);
+  ModifyAt(path_, 2'000'000'000);
+  ASSERT_TRUE(item.SavFileExternallyChanged());
+
+  item.SetDataSet(Dictionary("B").release());
+
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+  EXPECT_FALSE(AnotherProcessMayWrite(path_));
+}
+
+TEST_F(SavedFile, CountsAsChangedOnceItIsModifiedInAnotherSecond) {
+  ModifyAt(path_, 2'000'000'000);
+  SvrDMItem item = Item(nullptr, path_);
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+
+  ModifyAt(path_, 1'999'999'999);
+  EXPECT_TRUE(item.SavFileExternallyChanged());
+
+  ModifyAt(path_, 2'000'000'000);
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+}
+
+// Kept: only seconds are compared.
+TEST_F(SavedFile, CountsAsUnchangedWhenItIsModifiedWithinTheSecond) {
+  ModifyAt(path_, 2'000'000'000, 0);
+  SvrDMItem item = Item(nullptr, path_);
+
+  ModifyAt(path_, 2'000'000'000, 999'999'999);
+
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+}
+
+TEST_F(SavedFile, CountsAsUnchangedWhenNoneIsHeld) {
+  SvrDMItem item = Item(nullptr, path_);
+  item.UnlockSavFileInUse();
+
+  ModifyAt(path_, 2'000'000'000);
+
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+}
+
+TEST_F(SavedFile, CountsAsUnchangedWhenAnotherIsPutInItsPlace) {
+  SvrDMItem item = Item(nullptr, path_);
+  const std::string other = folder_.Write("other.tsv");
+  ModifyAt(other, 2'000'000'000);
+
+  std::filesystem::rename(other, path_);
+
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+}
+
+TEST_F(SavedFile, CountsAsUnchangedWhenItsStateCannotBeRead) {
+  SvrDMItem item = Item(nullptr, path_);
+  ModifyAt(path_, 2'000'000'000);
+
+  fstatFailsAt = 0;
+
+  EXPECT_FALSE(item.SavFileExternallyChanged());
+}
+
+TEST_F(SavedFile, IsHeldWithTimeZeroWhenItsTimeCannotBeRead) {
+  SvrDMItem item = Item(nullptr);
+  item.FileName(path_);
+  fstatCalls = 0;
+  item.LockSavFileInUse();
+  item.UnlockSavFileInUse();
+  const int timeIsReadAt = fstatCalls;
+
+  fstatCalls = 0;
+  fstatFailsAt = timeIsReadAt;
+  item.LockSavFileInUse();
+  fstatFailsAt = INT_MAX;
+
+  EXPECT_FALSE(AnotherProcessMayWrite(path_));
+  EXPECT_EQ(item.lockedFileName_, path_);
+  EXPECT_EQ(item.lockedFileTime_, 0);
+  EXPECT_TRUE(item.SavFileExternallyChanged());
+}
+
+// ---------------------------------------------------------------------------------------------
+// The creation time
+
+class CreationTime : public testing::Test {
+ protected:
+  ~CreationTime() override { localtimeAnswer = nullptr; }
+
+  // Makes it 2 January 2020, 03:04:05, and returns that as a date value.
+  double SetClock() {
+    local_.tm_mday = 2;
+    local_.tm_mon = 0;
+    local_.tm_year = 120;
+    local_.tm_hour = 3;
+    local_.tm_min = 4;
+    local_.tm_sec = 5;
+    localtimeAnswer = [this](const std::time_t* moment) {
+      asked_ = *moment;
+      return &local_;
+    };
+    return 13797313445.0;
+  }
+
+  // Makes the C library unable to tell the local time.
+  void BreakClock() {
+    localtimeAnswer = [](const std::time_t*) { return nullptr; };
+  }
+
+  std::tm local_ = {};
+  std::time_t asked_ = 0;
+};
+
+TEST_F(CreationTime, IsTheLocalTimeOfTheItemsMakingAsADateValue) {
+  const double stamp = SetClock();
+  const std::time_t before = std::time(nullptr);
+  const SvrDMItem item = Item(nullptr);
+
+  EXPECT_EQ(item.getObjCreationTime(), stamp);
+  EXPECT_GE(asked_, before);
+  EXPECT_LE(asked_, std::time(nullptr));
+}
+
+TEST_F(CreationTime, IsTheFirstOfFebruary1975AtNoonWhereTheLocalTimeCannotBeTold) {
+  BreakClock();
+  const SvrDMItem item = Item(nullptr);
+
+  EXPECT_EQ(item.getObjCreationTime(), 12379867200.0);
+}
+
+TEST_F(CreationTime, StaysWhateverBecomesOfTheItem) {
+  const double stamp = SetClock();
+  SvrDMItem item = Item(nullptr);
+  BreakClock();
+
+  item.SetDataSet(Dictionary("A").release());
+  item.LockSavFileInUse();
+
+  EXPECT_EQ(item.getObjCreationTime(), stamp);
+}
+
+TEST_F(CreationTime, IsStampedByAnOperationThatAnybodyMayCall) {
+  double stamp = 0;
+  const double expected = SetClock();
+
+  SvrDMItem::orvxTimestampNow(&stamp);
+  EXPECT_EQ(stamp, expected);
+
+  BreakClock();
+  SvrDMItem::orvxTimestampNow(&stamp);
+  EXPECT_EQ(stamp, 12379867200.0);
+}
+
+TEST_F(CreationTime, IsLeftAsItWasWhereTheDateIsImpossible) {
+  SetClock();
+  local_.tm_mon = 12;
+  double stamp = 3.5;
+
+  SvrDMItem::orvxTimestampNow(&stamp);
+
+  EXPECT_EQ(stamp, 3.5);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Whether the password is mangled
+
+class MangledPassword : public testing::Test {
+ protected:
+  SystemFileDataSource* File(bool mangled) {
+    std::unique_ptr<SystemFileDataSource> file = SystemFileDataSource::Open(path_);
+    file->SetPasswordMangled(mangled);
+    return file.release();
+  }
+
+  const TemporaryFolder folder_;
+  const std::string path_ = folder_.Write("survey.tsv");
+};
+
+TEST_F(MangledPassword, IsAsItWasSaidWithThePasswordWithoutASavedFile) {
+  SvrDMItem empty = Item(nullptr);
+  SvrDMItem dictionary = Item(Dictionary("A").release());
+  EXPECT_FALSE(empty.PasswordMangled());
+
+  empty.Password("secret", true);
+  dictionary.Password("secret", true);
+
+  EXPECT_TRUE(empty.PasswordMangled());
+  EXPECT_TRUE(dictionary.PasswordMangled());
+
+  empty.Password("secret", false);
+  EXPECT_FALSE(empty.PasswordMangled());
+}
+
+TEST_F(MangledPassword, IsAsTheSavedFileSaysWhereTheSourceIsOne) {
+  SvrDMItem mangled = Item(File(true));
+  SvrDMItem plain = Item(File(false));
+  plain.Password("secret", true);
+
+  EXPECT_TRUE(mangled.PasswordMangled());
+  EXPECT_FALSE(plain.PasswordMangled());
+}
+
+TEST_F(MangledPassword, IsAsTheSavedFileSaysOnWhichTheSourceIsBuilt) {
+  SvrDMItem mangled = Item(new DataFreeDataSource(File(true)));
+  SvrDMItem plain = Item(new DataFreeDataSource(File(false)));
+  plain.Password("secret", true);
+
+  EXPECT_TRUE(mangled.PasswordMangled());
+  EXPECT_FALSE(plain.PasswordMangled());
+}
+
+TEST_F(MangledPassword, IsAsItWasSaidWhereTheSavedFileStandsTwoLevelsUp) {
+  SvrDMItem item = Item(new DataFreeDataSource(new DataFreeDataSource(File(true))));
+
+  EXPECT_FALSE(item.PasswordMangled());
+}
+
+TEST_F(MangledPassword, IsAsTheSourceSaysWhereItsParentIsASavedFileToo) {
+  SystemFileDataSource* const source = File(false);
+  source->SetParentSource(File(true));
+  SvrDMItem item = Item(source);
+
+  EXPECT_FALSE(item.PasswordMangled());
+}
+
+}  // namespace

@@ -1,0 +1,651 @@
+// Observers of a dataset: who is told, when, how often, and what becomes of the messages.
+
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/Messages.h>
+#include <tests/support/Observers.h>
+
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using support::AddDataset;
+using support::CountedMessage;
+using support::Deleted;
+using support::Inserted;
+using support::RecordingObserver;
+using support::RecordingRegistryObserver;
+using support::ResetUndo;
+using support::Said;
+using support::Var;
+using support::Write;
+using support::WriteNothing;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// A dataset with the variables A and B whose observers, if any, are up to date.
+class Notification : public testing::Test {
+ protected:
+  SvrDMItemPtr Item() { return registry.GetDataSet(id); }
+
+  // Registers and brings up to date, so that only what comes is recorded.
+  void Follow(RecordingObserver& observer) {
+    Item()->Register(observer);
+    WriteNothing(registry, id);
+    observer.passes.clear();
+    observer.writers.clear();
+  }
+
+  void Append(const std::string& name, SvrDMDataSetObserver* originator = nullptr) {
+    const auto append = [&](SvrDMWriteableDataSource& writer) {
+      writer->MakeVariable(Var(name), nullptr);
+    };
+    Write(registry, id, append, originator);
+  }
+
+  ServerDataManager registry;
+  LocallyUniqueID id = AddDataset(registry, "A B");
+};
+
+// --- The list of observers ---
+
+TEST_F(Notification, AnObserverIsToldOfAChangeWhenTheWriterIsReleased) {
+  RecordingObserver observer;
+  Follow(observer);
+  {
+    SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+    writer->MakeVariable(Var("C"), nullptr);
+    EXPECT_THAT(observer.passes, IsEmpty());
+  }
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("C").AtEnd());
+}
+
+TEST_F(Notification, ObserversAreToldInTheOrderInWhichTheyRegistered) {
+  std::string order;
+  RecordingObserver first, second, third;
+  Follow(second);
+  Follow(third);
+  Follow(first);
+  first.reaction = [&](auto) { order += "1"; };
+  second.reaction = [&](auto) { order += "2"; };
+  third.reaction = [&](auto) { order += "3"; };
+
+  Append("C");
+
+  EXPECT_EQ(order, "231");
+}
+
+TEST_F(Notification, EveryObserverIsGivenTheSameWriter) {
+  RecordingObserver first, second;
+  Follow(first);
+  Follow(second);
+  SvrDMWriteableDataSource const* released = nullptr;
+  first.writers.clear();
+  {
+    SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+    writer->MakeVariable(Var("C"), nullptr);
+    released = &writer;
+  }
+  EXPECT_THAT(first.writers, ElementsAre(released));
+  EXPECT_THAT(second.writers, ElementsAre(released));
+}
+
+TEST_F(Notification, AnObserverRegisteredTwiceIsToldTwice) {
+  RecordingObserver observer;
+  Follow(observer);
+  Item()->Register(observer);
+
+  Append("C");
+
+  EXPECT_THAT(observer.passes, SizeIs(2));
+}
+
+TEST_F(Notification, OneUnregisterRemovesAnObserverHoweverOftenItIsRegistered) {
+  RecordingObserver twice, other;
+  Follow(twice);
+  Follow(other);
+  Item()->Register(twice);
+  twice.passes.clear();
+
+  Item()->Unregister(twice);
+  Append("C");
+
+  EXPECT_THAT(twice.passes, IsEmpty());
+  EXPECT_THAT(other.passes, SizeIs(1));
+}
+
+TEST_F(Notification, UnregisteringAStrangerChangesNothing) {
+  RecordingObserver stranger, observer;
+  Follow(observer);
+
+  Item()->Unregister(stranger);
+  Append("C");
+
+  EXPECT_THAT(observer.passes, SizeIs(1));
+}
+
+TEST_F(Notification, APlainHandleRegistersAndUnregistersObservers) {
+  RecordingObserver observer;
+  SvrDMDataset handle(registry, id);
+
+  handle.Register(observer);
+  Append("C");
+  EXPECT_THAT(observer.passes, SizeIs(1));
+
+  handle.Unregister(observer);
+  Append("D");
+  EXPECT_THAT(observer.passes, SizeIs(1));
+}
+
+// --- The originator ---
+
+TEST_F(Notification, TheOriginatorIsNotToldOfItsOwnChange) {
+  RecordingObserver originator, other;
+  Follow(originator);
+  Follow(other);
+  originator.passes.clear();
+
+  Append("C", &originator);
+
+  EXPECT_THAT(originator.passes, IsEmpty());
+  EXPECT_THAT(other.passes, SizeIs(1));
+}
+
+TEST_F(Notification, AnOriginatorRegisteredTwiceIsSkippedBothTimes) {
+  RecordingObserver originator, other;
+  Follow(originator);
+  Follow(other);
+  Item()->Register(originator);
+  originator.passes.clear();
+
+  Append("C", &originator);
+
+  EXPECT_THAT(originator.passes, IsEmpty());
+  EXPECT_THAT(other.passes, SizeIs(1));
+}
+
+TEST_F(Notification, AnOriginatorThatIsNotRegisteredSkipsNobody) {
+  RecordingObserver originator, observer;
+  Follow(observer);
+
+  Append("C", &originator);
+
+  EXPECT_THAT(originator.passes, IsEmpty());
+  EXPECT_THAT(observer.passes, SizeIs(1));
+}
+
+TEST_F(Notification, TheMessagesThatAnOriginatorAloneWouldHearAreDeletedUnheard) {
+  int deaths = 0;
+  RecordingObserver originator;
+  Follow(originator);
+  const auto change = [&](SvrDMWriteableDataSource& writer) {
+    writer.AddNotification(new CountedMessage(deaths));
+  };
+
+  Write(registry, id, change, &originator);
+
+  EXPECT_EQ(deaths, 1);
+  EXPECT_THAT(originator.passes, IsEmpty());
+}
+
+// --- Whether the comparison runs ---
+
+TEST_F(Notification, AQuietDatasetWithoutObserversIsNotCompared) {
+  id = AddDataset(registry, "A B", /*quiet=*/true);
+  Append("C");
+  EXPECT_THAT(Item()->Notifications(), IsEmpty());
+
+  // Had the write been compared, only D would be new.
+  RecordingObserver observer;
+  Item()->Register(observer);
+  Append("D");
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("A").AtEnd(), Inserted("B").AtEnd(),
+                           Inserted("C").AtEnd(), Inserted("D").AtEnd());
+}
+
+TEST_F(Notification, AnAnnouncedDatasetWithoutObserversIsNotCompared) {
+  ASSERT_TRUE(Item()->NotifiedCreation());
+  Append("C");
+
+  RecordingObserver observer;
+  Item()->Register(observer);
+  WriteNothing(registry, id);
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("A").AtEnd(), Inserted("B").AtEnd(),
+                           Inserted("C").AtEnd());
+}
+
+TEST_F(Notification, ADatasetStillToBeAnnouncedIsComparedWithoutObservers) {
+  id = registry.AddEmpty(/*quiet=*/false);
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  });
+
+  // The first write was compared, so only B is new.
+  RecordingObserver observer;
+  Item()->Register(observer);
+  Append("B");
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("B").AtEnd());
+}
+
+TEST_F(Notification, AfterAWriteThatChangedNothingNobodyIsTold) {
+  RecordingObserver observer;
+  Follow(observer);
+
+  WriteNothing(registry, id);
+
+  EXPECT_THAT(observer.passes, IsEmpty());
+}
+
+// --- Announcing the dataset ---
+
+TEST_F(Notification, AnEmptyDatasetIsAnnouncedOnceWhenAWriterHasGivenItASource) {
+  RecordingRegistryObserver registryObserver;
+  registry.Register(registryObserver);
+  id = registry.AddEmpty(/*quiet=*/false);
+  EXPECT_THAT(registryObserver.Created(), IsEmpty());
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  });
+  EXPECT_THAT(registryObserver.Created(), ElementsAre(id));
+
+  Append("B");
+  EXPECT_THAT(registryObserver.Created(), ElementsAre(id));
+  registry.Unregister(registryObserver);
+}
+
+TEST_F(Notification, AQuietDatasetIsNeverAnnounced) {
+  RecordingRegistryObserver registryObserver;
+  registry.Register(registryObserver);
+  id = registry.AddEmpty(/*quiet=*/true);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  });
+
+  EXPECT_FALSE(Item()->NotifyDelete());
+  EXPECT_FALSE(Item()->NotifiedCreation());
+  EXPECT_THAT(registryObserver.notices, IsEmpty());
+  registry.Unregister(registryObserver);
+}
+
+TEST_F(Notification, AnEmptyQueueAnnouncesNothing) {
+  RecordingRegistryObserver registryObserver;
+  registry.Register(registryObserver);
+  id = registry.AddEmpty(/*quiet=*/false);
+  // Brings the view up to date: an absent source compares as one without variables.
+  WriteNothing(registry, id);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("").release());
+  });
+
+  EXPECT_FALSE(Item()->NotifiedCreation());
+  EXPECT_THAT(registryObserver.notices, IsEmpty());
+  registry.Unregister(registryObserver);
+}
+
+TEST_F(Notification, WithoutASourceAFullQueueAnnouncesNothing) {
+  int deaths = 0;
+  id = registry.AddEmpty(/*quiet=*/false);
+
+  Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+    writer.AddNotification(new CountedMessage(deaths));
+  });
+
+  EXPECT_FALSE(Item()->NotifiedCreation());
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(Notification, TheRegistryHearsOfTheDatasetBeforeItsObserversHearOfTheChange) {
+  std::string order;
+  RecordingRegistryObserver registryObserver;
+  registryObserver.onCreated = [&](auto) { order += "created "; };
+  registry.Register(registryObserver);
+  id = registry.AddEmpty(/*quiet=*/false);
+  RecordingObserver observer;
+  observer.reaction = [&](auto) { order += "changed "; };
+  Item()->Register(observer);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  });
+
+  EXPECT_EQ(order, "created changed ");
+  registry.Unregister(registryObserver);
+}
+
+// The notification mutex is free while the registry is told.
+TEST_F(Notification, WhoeverHearsOfTheCreationMayRegisterForTheSamePass) {
+  RecordingObserver observer;
+  RecordingRegistryObserver registryObserver;
+  registryObserver.onCreated = [&](LocallyUniqueID created) {
+    registry.GetDataSet(created)->Register(observer);
+  };
+  registry.Register(registryObserver);
+  id = registry.AddEmpty(/*quiet=*/false);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  });
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("A").AtEnd());
+  registry.Unregister(registryObserver);
+}
+
+TEST_F(Notification, ThatTheCreationWasAnnouncedIsNeverTakenBack) {
+  SvrDMItem item(LocallyUniqueID(0, 1), nullptr, &registry, 0, "", /*notifyDelete=*/true);
+  EXPECT_TRUE(item.NotifyDelete());
+  EXPECT_FALSE(item.NotifiedCreation());
+
+  item.SetNotifiedCreation();
+  EXPECT_TRUE(item.NotifiedCreation());
+
+  item.SetNotifiedCreation();
+  EXPECT_TRUE(item.NotifiedCreation());
+}
+
+// --- The queue ---
+
+TEST_F(Notification, TheQueueKeepsTheOrderAndIsEmptyAfterThePass) {
+  int firstDeaths = 0, secondDeaths = 0;
+  SvrDMItemPtr item = Item();
+  {
+    SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+    auto* const first = new CountedMessage(firstDeaths);
+    auto* const second = new CountedMessage(secondDeaths);
+    writer.AddNotification(first);
+    writer.AddNotification(second);
+    EXPECT_THAT(writer.GetNotifications(), ElementsAre(first, second));
+    EXPECT_EQ(&writer.GetNotifications(), &item->Notifications());
+    EXPECT_EQ(firstDeaths + secondDeaths, 0);
+  }
+  EXPECT_THAT(item->Notifications(), IsEmpty());
+  EXPECT_EQ(firstDeaths, 1);
+  EXPECT_EQ(secondDeaths, 1);
+}
+
+TEST_F(Notification, WhatTheWriterQueuedComesBeforeWhatTheComparisonFinds) {
+  RecordingObserver observer;
+  Follow(observer);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer->MakeVariable(Var("C"), nullptr);
+    writer.AddNotification(new ResetUndoMsg());
+  });
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  ASSERT_GE(observer.passes[0].size(), 2U);
+  observer.passes[0].resize(2);
+  EXPECT_MESSAGES(observer.passes[0], ResetUndo(), Inserted("C").AtEnd());
+}
+
+TEST_F(Notification, AReplacedSourceIsToldInTheSamePassBeforeTheDifferences) {
+  RecordingObserver observer;
+  Follow(observer);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  });
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  ASSERT_GE(observer.passes[0].size(), 2U);
+  observer.passes[0].resize(2);
+  EXPECT_MESSAGES(observer.passes[0], ResetUndo(), Deleted("B"));
+}
+
+TEST_F(Notification, MessagesQueuedByHandAreToldThoughTheDictionaryIsTheSame) {
+  RecordingObserver observer;
+  Follow(observer);
+
+  Write(registry, id,
+        [](SvrDMWriteableDataSource& writer) { writer.AddNotification(new ResetUndoMsg()); });
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_MESSAGES(observer.passes[0], ResetUndo());
+}
+
+TEST_F(Notification, MessagesQueuedByHandAreDeletedWhereNobodyListens) {
+  int deaths = 0;
+  id = AddDataset(registry, "A", /*quiet=*/true);
+
+  Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+    writer.AddNotification(new CountedMessage(deaths));
+  });
+
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(Notification, ANullMessageIsSkippedWhenTheQueueIsCleared) {
+  int deaths = 0;
+  SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+  writer.AddNotification(new CountedMessage(deaths));
+  writer.AddNotification(nullptr);
+  writer.AddNotification(new CountedMessage(deaths));
+  ASSERT_THAT(writer.GetNotifications(), SizeIs(3));
+
+  writer.ClearNotifications();
+
+  EXPECT_THAT(writer.GetNotifications(), IsEmpty());
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST_F(Notification, ANullMessageIsShownToObserversAsItIs) {
+  RecordingObserver observer;
+  Follow(observer);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer.AddNotification(nullptr); });
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_MESSAGES(observer.passes[0], support::NullMessage());
+}
+
+TEST_F(Notification, MessagesAreDeletedInTheOrderInWhichTheyWereQueued) {
+  std::string order;
+  struct Signing : CountedMessage {
+    Signing(int& deaths, std::string& log, char letter)
+        : CountedMessage(deaths), log_(log), letter_(letter) {}
+    ~Signing() override { log_ += letter_; }
+    std::string& log_;
+    char letter_;
+  };
+  int deaths = 0;
+  SvrDMItem item(LocallyUniqueID(0, 1), nullptr, nullptr, 0, "", false);
+  for (const char letter : {'a', 'b', 'c'}) {
+    item.AddNotification(new Signing(deaths, order, letter));
+  }
+
+  item.ClearNotifications();
+
+  EXPECT_EQ(order, "abc");
+}
+
+TEST_F(Notification, WhatIsStillQueuedGoesWithTheDataset) {
+  int deaths = 0;
+  {
+    SvrDMItem item(LocallyUniqueID(0, 1), nullptr, nullptr, 0, "", false);
+    item.AddNotification(new CountedMessage(deaths));
+    item.AddNotification(nullptr);
+  }
+  EXPECT_EQ(deaths, 1);
+}
+
+// --- What observers may do, and what they do all the same ---
+
+TEST_F(Notification, AnObserverReadsTheChangedSourceThroughTheWriter) {
+  RecordingObserver observer;
+  Follow(observer);
+  std::string seen;
+  observer.reaction = [&](SvrDMWriteableDataSource const* writer) {
+    seen = support::Names(*writer->GetDataSource());
+  };
+
+  Append("C");
+
+  EXPECT_EQ(seen, "A B C");
+}
+
+TEST_F(Notification, AnObserverMayDeleteTheDatasetFromTheRegistry) {
+  RecordingObserver deleting, other;
+  Follow(deleting);
+  Follow(other);
+  deleting.reaction = [&](auto) { registry.Delete(id); };
+
+  Append("C");
+
+  EXPECT_THAT(registry.GetAllDatasets(), IsEmpty());
+  EXPECT_THAT(other.passes, SizeIs(1));
+}
+
+TEST_F(Notification, AnObserverMayAddAndDeleteOtherDatasets) {
+  const LocallyUniqueID doomed = AddDataset(registry, "X");
+  LocallyUniqueID added;
+  RecordingObserver observer;
+  Follow(observer);
+  observer.reaction = [&](auto) {
+    registry.Delete(doomed);
+    added = AddDataset(registry, "Y");
+  };
+
+  Append("C");
+
+  EXPECT_THAT(registry.GetAllDatasets(), SizeIs(2));
+  EXPECT_TRUE(registry.GetDataSet(added).IsValid());
+}
+
+TEST_F(Notification, AnObserverMayWriteToAnotherDataset) {
+  const LocallyUniqueID copy = AddDataset(registry, "A B");
+  RecordingObserver copying, follower;
+  Follow(copying);
+  registry.GetDataSet(copy)->Register(follower);
+  copying.reaction = [&](SvrDMWriteableDataSource const* writer) {
+    SvrDMWriteableDataSource other(registry, copy, false, nullptr);
+    other->CopyDictionary(**writer);
+  };
+
+  Append("C");
+
+  ASSERT_THAT(follower.passes, SizeIs(1));
+  EXPECT_EQ(support::Names(*registry.GetDataSet(copy)->DataSource()), "A B C");
+}
+
+TEST_F(Notification, AMessageThatAnObserverQueuesReachesThoseBehindItAndGoesWithTheRest) {
+  int deaths = 0;
+  RecordingObserver before, queueing, behind;
+  Follow(before);
+  Follow(queueing);
+  Follow(behind);
+  before.passes.clear();
+  queueing.reaction = [&](auto) { Item()->AddNotification(new CountedMessage(deaths)); };
+
+  Append("C");
+
+  ASSERT_THAT(before.passes, SizeIs(1));
+  ASSERT_THAT(behind.passes, SizeIs(1));
+  EXPECT_EQ(behind.passes[0].size(), before.passes[0].size() + 1);
+  EXPECT_EQ(deaths, 1);
+  EXPECT_THAT(Item()->Notifications(), IsEmpty());
+}
+
+TEST_F(Notification, AnObserversExceptionLeavesTheMutexFreeAndTheQueueAsItWas) {
+  RecordingObserver throwing, behind;
+  Follow(throwing);
+  Follow(behind);
+  throwing.reaction = [](auto) { throw std::runtime_error("observer"); };
+  SvrDMItemPtr item = Item();
+  SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+  writer->MakeVariable(Var("C"), nullptr);
+
+  EXPECT_THROW(writer.Notify(), std::runtime_error);
+
+  EXPECT_THAT(behind.passes, IsEmpty());
+  EXPECT_VARIABLE_MESSAGES(item->Notifications(), Inserted("C").AtEnd());
+  // Would wait for ever if the mutex were held.
+  item->Unregister(throwing);
+  writer.Notify();
+  EXPECT_THAT(behind.passes, SizeIs(1));
+  EXPECT_THAT(item->Notifications(), IsEmpty());
+}
+
+TEST_F(Notification, AWriterMayNotifyEarlyAndTellsTheRestWhenItIsReleased) {
+  RecordingObserver observer;
+  Follow(observer);
+  {
+    SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+    writer->MakeVariable(Var("C"), nullptr);
+    writer.Notify();
+    EXPECT_THAT(observer.passes, SizeIs(1));
+    writer->MakeVariable(Var("D"), nullptr);
+  }
+  ASSERT_THAT(observer.passes, SizeIs(2));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("C").AtEnd());
+  EXPECT_VARIABLE_MESSAGES(observer.passes[1], Inserted("D").AtEnd());
+}
+
+// --- What the item keeps for others ---
+
+TEST_F(Notification, TheOriginatingClientsNumberIsKept) {
+  unsigned int number = 4000000000U;
+  SvrDMItemPtr item = Item();
+
+  item->Originator(number);
+  EXPECT_EQ(item->originator_, 4000000000U);
+
+  Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer.Originator(7); });
+  EXPECT_EQ(item->originator_, 7U);
+}
+
+TEST_F(Notification, AWishForABulkReplacementCanBeTakenBack) {
+  RecordingObserver observer;
+  Follow(observer);
+
+  Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+    writer.BulkVarMoves();
+    Item()->BulkVarMoves(false);
+    writer->MakeVariable(Var("C"), nullptr);
+  });
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("C").AtEnd());
+}
+
+// --- The end of the process ---
+
+using NotificationDeathTest = Notification;
+
+TEST_F(NotificationDeathTest, AnObserverThatThrowsWhenAWriterIsReleasedEndsTheProcess) {
+  RecordingObserver throwing;
+  Follow(throwing);
+  throwing.reaction = [](auto) { throw std::runtime_error("the observer's fault"); };
+
+  EXPECT_DEATH(Append("C"), "the observer's fault");
+}
+
+TEST_F(NotificationDeathTest, ARegistryObserverThatThrowsWhenAWriterIsReleasedEndsTheProcess) {
+  RecordingRegistryObserver throwing;
+  registry.Register(throwing);
+  throwing.onCreated = [](auto) { throw std::runtime_error("the listener's fault"); };
+  id = registry.AddEmpty(/*quiet=*/false);
+  const auto giveSource = [](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  };
+
+  EXPECT_DEATH(Write(registry, id, giveSource), "the listener's fault");
+  registry.Unregister(throwing);
+}
+
+}  // namespace

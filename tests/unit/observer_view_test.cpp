@@ -1,0 +1,481 @@
+// The comparison of a dataset's variables with what its observers were last told.
+//
+// Built with the library's objects and with access to private members: the snapshot itself is
+// looked at here, which nobody outside sees.
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ObserverView.h>
+#include <ServerDataManager/ObserverViewData.h>
+#include <ServerDataManager/svrdmitem.h>
+#include <tests/support/Dictionary.h>
+#include <tests/support/Messages.h>
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+using support::Deleted;
+using support::Dictionary;
+using support::Inserted;
+using support::Labelled;
+using support::Modified;
+using support::Moved;
+using support::Names;
+using support::Renamed;
+using support::Replace;
+using support::Said;
+using support::Typed;
+using support::Var;
+using support::Vars;
+using testing::IsEmpty;
+
+// A dataset, and a view of it that the test updates by hand.
+class View : public testing::Test {
+ protected:
+  ORVX_DataSource& Source() { return *item.DataSource(); }
+  SvrDMObserverView::Data& Data() { return *view.data_; }
+  const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
+
+  // The view and the source both have these variables, and nothing is queued.
+  void StartWith(const std::string& names) {
+    Replace(Source(), Vars(names));
+    view.Update();
+    Source().SetDirty(false);
+    item.ClearNotifications();
+    Data().resetClientData = false;
+  }
+
+  // Compares the view with a source of these variables.
+  void UpdateTo(const std::vector<ORVX_Variable>& variables) {
+    Replace(Source(), variables);
+    view.Update();
+  }
+  void UpdateTo(const std::string& names) { UpdateTo(Vars(names)); }
+
+  void ExpectViewEqualsSource() {
+    EXPECT_EQ(support::VariablesOf(Data().view), support::VariablesOf(Source()));
+  }
+
+  SvrDMItem item{LocallyUniqueID(0, 12), Dictionary("").release(), nullptr, 34, "", true};
+  SvrDMObserverView view{item};
+};
+
+// --- A new view ---
+
+TEST_F(View, StartsEmptyCleanAndAsIfNoRowCountHadEverBeenTold) {
+  EXPECT_EQ(&Data().item, &item);
+  EXPECT_EQ(Data().view.ColumnCount(), 0);
+  EXPECT_FALSE(Data().view.IsDirty());
+  EXPECT_EQ(Data().rowCount, -2);
+  EXPECT_FALSE(Data().resetClientData);
+  EXPECT_FALSE(Data().bulkVarMoves);
+}
+
+TEST_F(View, CanBeNeitherCopiedNorAssigned) {
+  EXPECT_FALSE(std::is_copy_constructible_v<SvrDMObserverView>);
+  EXPECT_FALSE(std::is_copy_assignable_v<SvrDMObserverView>);
+}
+
+TEST_F(View, TheFirstUpdateTellsEachVariableAsInsertedAtTheEnd) {
+  UpdateTo("A B C");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(Var("A")).AtEnd(), Inserted(Var("B")).AtEnd(),
+                           Inserted(Var("C")).AtEnd());
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, AnUnchangedDictionaryIsNotTold) {
+  StartWith("A B C");
+  view.Update();
+  EXPECT_THAT(Queue(), IsEmpty());
+  EXPECT_FALSE(Source().IsDirty());
+}
+
+TEST_F(View, AnEmptyDictionaryTellsOfNoVariable) {
+  UpdateTo("");
+  EXPECT_VARIABLE_MESSAGES(Queue());
+}
+
+// --- Insertions ---
+
+TEST_F(View, AVariableInsertedInTheMiddleIsAnchoredOnTheOneThatFollows) {
+  StartWith("A B");
+  UpdateTo("A D B");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(Var("D")).Before("B"));
+}
+
+TEST_F(View, AVariableInsertedInFrontIsAnchoredOnTheFirst) {
+  StartWith("A B");
+  UpdateTo("D A B");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").Before("A"));
+}
+
+TEST_F(View, AVariableAppendedHasNoAnchor) {
+  StartWith("A B");
+  UpdateTo("A B D");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").AtEnd());
+}
+
+TEST_F(View, NeighboursAreInsertedByAMessageEachWithTheSameAnchor) {
+  StartWith("A B");
+  UpdateTo("A D E B");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").Before("B"), Inserted("E").Before("B"));
+  ExpectViewEqualsSource();
+}
+
+// The variable behind the new one is the view's, though the source has it no more.
+TEST_F(View, TheAnchorMayBeAVariableThatTheSourceHasLost) {
+  StartWith("A B");
+  UpdateTo("A D");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").Before("B"), Deleted("B"));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, AnInsertedVariableComesWithItsDefinitionAndNeedsNoModification) {
+  StartWith("A");
+  const ORVX_Variable defined = Typed(Labelled(Var("D"), "new"), 8);
+  UpdateTo({defined, Var("A")});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(defined).Before("A"));
+  EXPECT_FALSE(Data().resetClientData);
+  EXPECT_FALSE(Source().IsDirty());
+}
+
+TEST_F(View, AVariableReplacedByAnotherOfItsNameIsInsertedAndDeleted) {
+  StartWith("A");
+  const ORVX_Variable namesake = Renamed(Var("another"), "A");
+  UpdateTo({namesake});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(namesake).Before("A"), Deleted("A"));
+}
+
+// --- Deletions ---
+
+TEST_F(View, AVariableDeletedInTheMiddleIsToldWithoutAMove) {
+  StartWith("A B C");
+  UpdateTo("A C");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("B"));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, NeighboursAreDeletedInOneMessageInTheirOrder) {
+  StartWith("A B C D E");
+  UpdateTo("A E");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("B C D"));
+}
+
+TEST_F(View, DeletionsAtSeveralPlacesAreOneMessageEach) {
+  StartWith("A B C D E F");
+  UpdateTo("B D F");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A"), Deleted("C"), Deleted("E"));
+}
+
+TEST_F(View, VariablesDeletedAtTheEndAreToldInOneMessageAfterAllPositions) {
+  StartWith("A B C D");
+  UpdateTo({Var("A"), Labelled(Var("B"), "changed")});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Modified("B"), Deleted("C D"));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, AllVariablesDeletedAreToldInOneMessage) {
+  StartWith("A B C");
+  UpdateTo("");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B C"));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, ADeletedVariableIsToldAsItWasLastKnown) {
+  StartWith("A B C");
+  const ORVX_Variable asTold = Labelled(Var("B"), "as told");
+  UpdateTo({Var("A"), asTold, Var("C")});
+  item.ClearNotifications();
+
+  Source().GetVariable(1).SetLabel("never told");
+  Source().DeleteVariables(1, 1);
+  view.Update();
+
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(std::vector<ORVX_Variable>{asTold}));
+}
+
+TEST_F(View, ADatasetThatHasLostItsSourceTellsAllVariablesAsDeleted) {
+  StartWith("A B C");
+  item.SetDataSet(nullptr);
+  item.ClearNotifications();
+
+  view.Update();
+
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B C"));
+  EXPECT_EQ(Data().view.ColumnCount(), 0);
+}
+
+TEST_F(View, ADatasetWithoutASourceTellsOfNoVariableAndOfAllWhenItGetsOne) {
+  item.SetDataSet(nullptr);
+  item.ClearNotifications();
+  view.Update();
+  EXPECT_VARIABLE_MESSAGES(Queue());
+
+  item.SetDataSet(Dictionary("A B").release());
+  view.Update();
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("A").AtEnd(), Inserted("B").AtEnd());
+}
+
+// --- Moves ---
+
+TEST_F(View, AVariableBroughtForwardIsMovedAndTheOthersFallIntoPlace) {
+  StartWith("A B C");
+  UpdateTo("C A B");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Moved(2).To(0));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, AVariablePutBackIsToldAsMovesOfThoseThatPassIt) {
+  StartWith("A B C");
+  UpdateTo("B C A");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Moved(1).To(0), Moved(2).To(1));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, EachDisplacedVariableIsMovedByAMessageOfItsOwn) {
+  StartWith("A B C D");
+  UpdateTo("D C B A");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Moved(3).To(0), Moved(3).To(1), Moved(3).To(2));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, AMoveLeavesTheSourceCleanAndClientsTheirData) {
+  StartWith("A B");
+  UpdateTo("B A");
+  EXPECT_FALSE(Source().IsDirty());
+  EXPECT_FALSE(Data().resetClientData);
+}
+
+TEST_F(View, WhatIsGoneInBetweenIsDeletedFirstAndShortensTheMove) {
+  StartWith("A B C D");
+  UpdateTo("D A");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("B C"), Moved(1).To(0));
+  ExpectViewEqualsSource();
+}
+
+// Only the stretch up to the found variable is asked; what lies behind it has its turn later.
+TEST_F(View, WhatIsGoneFurtherOnIsDeletedInItsTurn) {
+  StartWith("A B C D E");
+  UpdateTo("C B E");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A"), Moved(1).To(0), Deleted("D"));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, AtOnePositionDeletionComesBeforeMoveBeforeModification) {
+  StartWith("A B C");
+  const ORVX_Variable changed = Labelled(Var("C"), "changed");
+  UpdateTo({changed, Var("A")});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("B"), Moved(1).To(0), Modified(changed));
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, PositionsAreTakenInTheOrderOfTheSource) {
+  StartWith("A B C D");
+  UpdateTo({Labelled(Var("A"), "changed"), Var("X"), Var("D"), Var("B")});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Modified("A"), Inserted("X").Before("B"), Deleted("C"),
+                           Moved(3).To(2));
+  ExpectViewEqualsSource();
+}
+
+// --- Modifications ---
+
+TEST_F(View, AChangedLabelIsAModificationThatMakesTheSourceDirty) {
+  StartWith("A B");
+  const ORVX_Variable changed = Labelled(Var("B"), "changed");
+  UpdateTo({Var("A"), changed});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Modified(changed));
+  EXPECT_TRUE(Source().IsDirty());
+  EXPECT_FALSE(Data().resetClientData);
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, AChangedTypeMakesClientsDropTheirDataAsWell) {
+  StartWith("A B");
+  const ORVX_Variable changed = Typed(Var("B"), 8);
+  UpdateTo({Var("A"), changed});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Modified(changed));
+  EXPECT_TRUE(Source().IsDirty());
+  EXPECT_TRUE(Data().resetClientData);
+}
+
+TEST_F(View, AChangedTypeStaysNotedThoughLaterVariablesKeepTheirs) {
+  StartWith("A B C");
+  UpdateTo({Typed(Var("A"), 8), Labelled(Var("B"), "changed"), Var("C")});
+  EXPECT_TRUE(Data().resetClientData);
+}
+
+TEST_F(View, ARenamedVariableIsModified) {
+  StartWith("A");
+  const ORVX_Variable renamed = Renamed(Var("A"), "Age");
+  UpdateTo({renamed});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Modified(renamed));
+}
+
+TEST_F(View, AChangeTakenBackBeforeTheComparisonIsNotTold) {
+  StartWith("A");
+  Source().GetVariable(0).SetLabel("changed");
+  Source().GetVariable(0).SetLabel("");
+  view.Update();
+  EXPECT_THAT(Queue(), IsEmpty());
+  EXPECT_FALSE(Source().IsDirty());
+}
+
+TEST_F(View, InsertedMovedAndDeletedVariablesLeaveTheSourceClean) {
+  StartWith("A B C D");
+  UpdateTo("X D A");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("X").Before("A"), Deleted("B C"), Moved(2).To(1));
+  EXPECT_FALSE(Source().IsDirty());
+}
+
+// --- What every message carries ---
+
+TEST_F(View, EveryMessageNamesTheDatasetAndTheCaseSequenceOfTheMoment) {
+  StartWith("A B C D");
+  item.CaseSequence() = 35;
+
+  UpdateTo({Var("D"), Labelled(Var("X"), "new"), Labelled(Var("A"), "changed")});
+
+  ASSERT_GE(Queue().size(), 4U);
+  for (const DataSetMsg* message : Queue()) {
+    EXPECT_EQ(message->GetLeading(), 0U);
+    EXPECT_EQ(message->GetDataSetID(), LocallyUniqueID(0, 12));
+    EXPECT_EQ(message->GetCaseSequence(), 35U);
+  }
+}
+
+TEST_F(View, BulkMessagesNameTheDatasetAndTheCaseSequenceToo) {
+  view.SetBulkVarMoves(true);
+  view.Update();
+  ASSERT_GE(Queue().size(), 2U);
+  for (const DataSetMsg* message : Queue()) {
+    EXPECT_EQ(message->GetLeading(), 0U);
+    EXPECT_EQ(message->GetDataSetID(), LocallyUniqueID(0, 12));
+    EXPECT_EQ(message->GetCaseSequence(), 34U);
+  }
+}
+
+// --- Replacing in bulk ---
+
+TEST_F(View, ABulkReplacementIsOneDeletionOfAllAndOneInsertionOfAll) {
+  StartWith("A B C");
+  view.SetBulkVarMoves(true);
+  UpdateTo("C D A");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B C"), Inserted("C D A").AtEnd());
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, ABulkReplacementIsToldOfEmptyDictionariesToo) {
+  view.SetBulkVarMoves(true);
+  UpdateTo("");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(""), Inserted("").AtEnd());
+  EXPECT_FALSE(Data().bulkVarMoves);
+}
+
+TEST_F(View, ABulkReplacementIsToldOfAnUnchangedDictionaryToo) {
+  StartWith("A B");
+  view.SetBulkVarMoves(true);
+  view.Update();
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B"), Inserted("A B").AtEnd());
+}
+
+TEST_F(View, ABulkReplacementOfALostSourceEmptiesTheView) {
+  StartWith("A B");
+  item.SetDataSet(nullptr);
+  item.ClearNotifications();
+  view.SetBulkVarMoves(true);
+  view.Update();
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B"), Inserted("").AtEnd());
+  EXPECT_EQ(Data().view.ColumnCount(), 0);
+}
+
+TEST_F(View, ABulkReplacementTellsNoModificationAndNoLossOfData) {
+  StartWith("A B");
+  view.SetBulkVarMoves(true);
+  UpdateTo({Typed(Var("B"), 8), Labelled(Var("A"), "changed")});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B"), Inserted("B A").AtEnd());
+  EXPECT_FALSE(Data().resetClientData);
+  EXPECT_FALSE(Source().IsDirty());
+  ExpectViewEqualsSource();
+}
+
+TEST_F(View, ABulkReplacementIsMadeOnceAndThenComparedAgain) {
+  StartWith("A B");
+  view.SetBulkVarMoves(true);
+  EXPECT_TRUE(Data().bulkVarMoves);
+  view.Update();
+  EXPECT_FALSE(Data().bulkVarMoves);
+  item.ClearNotifications();
+
+  UpdateTo("B A");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Moved(1).To(0));
+}
+
+TEST_F(View, AWishForABulkReplacementCanBeTakenBack) {
+  StartWith("A B");
+  view.SetBulkVarMoves(true);
+  view.SetBulkVarMoves(false);
+  UpdateTo("B A");
+  EXPECT_VARIABLE_MESSAGES(Queue(), Moved(1).To(0));
+}
+
+// --- Identifiers that stand twice ---
+
+TEST_F(View, DoubledIdentifiersConverge) {
+  const ORVX_Variable a1 = Labelled(Var("A"), "first");
+  const ORVX_Variable a2 = Labelled(Var("A"), "second");
+  const std::vector<std::vector<ORVX_Variable>> lists = {
+      {},
+      {a1, a1},
+      {a1, a2},
+      {a2, a1, Var("B")},
+      {a1, Var("B"), a2},
+      {Var("B"), a1, Var("B")},
+      {Var("C"), a1, a2, Var("B"), a1},
+      {Var("B"), Var("C")},
+  };
+  for (const std::vector<ORVX_Variable>& from : lists) {
+    for (const std::vector<ORVX_Variable>& to : lists) {
+      SCOPED_TRACE("from " + Names(from) + " to " + Names(to));
+      UpdateTo(from);
+      ExpectViewEqualsSource();
+      UpdateTo(to);
+      ExpectViewEqualsSource();
+
+      item.ClearNotifications();
+      view.Update();
+      EXPECT_VARIABLE_MESSAGES(Queue());
+    }
+  }
+}
+
+// A settled position is never looked at again: the second A is not found, and so inserted.
+TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
+  StartWith("A B");
+  UpdateTo({Var("A"), Labelled(Var("A"), "again"), Var("B")});
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(Labelled(Var("A"), "again")).Before("B"));
+}
+
+// --- The item's own view ---
+
+TEST_F(View, EachItemHasAViewOfItsOwnThatStartsEmpty) {
+  SvrDMItem other(LocallyUniqueID(0, 13), Dictionary("A").release(), nullptr, 0, "", true);
+  EXPECT_EQ(&other.observerView_.data_->item, &other);
+  EXPECT_EQ(other.observerView_.data_->view.ColumnCount(), 0);
+
+  SvrDMItem nameless;
+  EXPECT_EQ(&nameless.observerView_.data_->item, &nameless);
+  EXPECT_EQ(nameless.observerView_.data_->view.ColumnCount(), 0);
+}
+
+TEST_F(View, TheItemPassesTheWishForABulkReplacementOn) {
+  item.BulkVarMoves(true);
+  EXPECT_TRUE(item.observerView_.data_->bulkVarMoves);
+  item.BulkVarMoves(false);
+  EXPECT_FALSE(item.observerView_.data_->bulkVarMoves);
+}
+
+}  // namespace

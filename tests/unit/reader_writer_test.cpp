@@ -1,0 +1,516 @@
+// Reader and writer handles: locks, counts, and what a writer passes on to its dataset.
+
+#include <liborvxdemg/ErrorMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMInputDataSource.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/Messages.h>
+#include <tests/support/Observers.h>
+#include <tests/support/WatchedThread.h>
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+namespace {
+
+using support::AddDataset;
+using support::RecordingObserver;
+using support::Var;
+using support::WatchedThread;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr unsigned int kOneBelowZero = 4294967295U;
+
+// A dataset of the test's own, quiet, with the variables A and B.
+class Handles : public testing::Test {
+ protected:
+  SvrDMItemPtr Item() { return registry.GetDataSet(id); }
+
+  std::unique_ptr<SvrDMInputDataSource> Reader(bool tryOnly = false) {
+    return std::make_unique<SvrDMInputDataSource>(registry, id, tryOnly);
+  }
+  std::unique_ptr<SvrDMWriteableDataSource> Writer(bool tryOnly = false) {
+    return std::make_unique<SvrDMWriteableDataSource>(registry, id, tryOnly, nullptr);
+  }
+
+  void ExpectCounts(unsigned int readers, unsigned int writers) const {
+    EXPECT_EQ(handle.ReadersCount(), readers);
+    EXPECT_EQ(handle.WritersCount(), writers);
+  }
+
+  ServerDataManager registry;
+  LocallyUniqueID id = AddDataset(registry, "A B", /*quiet=*/true);
+  SvrDMDataset handle{registry, id};
+};
+
+using ReaderHandle = Handles;
+using WriterHandle = Handles;
+
+// The code that a call throws as an ErrorMsg; nothing where it throws none.
+std::optional<unsigned int> ErrorCodeOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const ErrorMsg& error) {
+    EXPECT_EQ(error.GetText(), "");
+    return error.GetCode();
+  }
+  return std::nullopt;
+}
+
+// --- Readers ---
+
+TEST_F(ReaderHandle, IsCountedFromConstructionToDestruction) {
+  ExpectCounts(0, 0);
+  {
+    const auto first = Reader();
+    ExpectCounts(1, 0);
+    const auto second = Reader();
+    ExpectCounts(2, 0);
+  }
+  ExpectCounts(0, 0);
+}
+
+TEST_F(ReaderHandle, FindsItsDatasetByRegistryAndIdentifier) {
+  const SvrDMInputDataSource reader(registry, id, false);
+  EXPECT_EQ(reader.GetDataSetID(), id);
+  ExpectCounts(1, 0);
+}
+
+TEST_F(ReaderHandle, FindsItsDatasetInTheRegistryOfTheProcess) {
+  ServerDataManager& process = ServerDataManager::GetInstance();
+  const LocallyUniqueID there = AddDataset(process, "P", /*quiet=*/true);
+  {
+    const SvrDMInputDataSource reader(there, false);
+    EXPECT_EQ(support::Names(**reader), "P");
+    EXPECT_EQ(reader.ReadersCount(), 1U);
+  }
+  EXPECT_EQ(SvrDMDataset(there).ReadersCount(), 0U);
+  process.Delete(there);
+}
+
+TEST_F(ReaderHandle, SharesAnItemThatItIsGiven) {
+  SvrDMItemPtr item = Item();
+  const SvrDMInputDataSource reader(item, false);
+  EXPECT_EQ(reader.GetDataSetID(), id);
+  ExpectCounts(1, 0);
+}
+
+TEST_F(ReaderHandle, OnAnUnknownIdentifierPassesTheErrorOnAndCountsNothing) {
+  const LocallyUniqueID unknown(3, 77);
+
+  EXPECT_EQ(ErrorCodeOf([&] { SvrDMInputDataSource(registry, unknown, false); }), 2001U);
+  EXPECT_EQ(ErrorCodeOf([&] { SvrDMInputDataSource(unknown, false); }), 2001U);
+
+  ExpectCounts(0, 0);
+}
+
+TEST_F(ReaderHandle, GivesTheDataSourceInTwoWays) {
+  const auto reader = Reader();
+  EXPECT_EQ(**reader, Item()->DataSource());
+  EXPECT_EQ(reader->operator->(), Item()->DataSource());
+}
+
+TEST_F(ReaderHandle, GivesNullWhereTheDatasetHasNoSource) {
+  id = registry.AddEmpty(/*quiet=*/true);
+  const auto reader = Reader();
+  EXPECT_EQ(**reader, nullptr);
+  EXPECT_EQ(reader->operator->(), nullptr);
+}
+
+TEST_F(ReaderHandle, WaitsForAWriterThoughItWasAskedOnlyToTry) {
+  auto writer = Writer();
+  WatchedThread reading([&] { const auto reader = Reader(/*tryOnly=*/true); });
+  EXPECT_TRUE(reading.Waits());
+  // Counted only once it has the lock.
+  ExpectCounts(0, 1);
+
+  writer.reset();
+  reading.Join();
+  ExpectCounts(0, 0);
+}
+
+TEST_F(ReaderHandle, SharesTheLockWithOtherReaders) {
+  const auto first = Reader();
+  WatchedThread reading([&] { const auto second = Reader(); });
+  EXPECT_FALSE(reading.Waits());
+}
+
+TEST_F(ReaderHandle, KeepsTheDatasetAliveThatTheRegistryHasDropped) {
+  int deaths = 0;
+  auto* const source = new support::CountedSource(deaths);
+  id = registry.Add(*source, "", /*quiet=*/true);
+  auto reader = Reader();
+
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 0);
+  EXPECT_EQ(**reader, source);
+
+  reader.reset();
+  EXPECT_EQ(deaths, 1);
+}
+
+// --- Writers: lock and counts ---
+
+TEST_F(WriterHandle, IsCountedFromConstructionToDestruction) {
+  ExpectCounts(0, 0);
+  auto writer = Writer();
+  ExpectCounts(0, 1);
+  writer.reset();
+  ExpectCounts(0, 0);
+}
+
+TEST_F(WriterHandle, FindsItsDatasetByRegistryAndIdentifier) {
+  const SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+  EXPECT_EQ(writer.GetDataSetID(), id);
+  ExpectCounts(0, 1);
+}
+
+TEST_F(WriterHandle, FindsItsDatasetInTheRegistryOfTheProcess) {
+  ServerDataManager& process = ServerDataManager::GetInstance();
+  const LocallyUniqueID there = AddDataset(process, "P", /*quiet=*/true);
+  {
+    const SvrDMWriteableDataSource writer(there, false, nullptr);
+    EXPECT_EQ(support::Names(**writer), "P");
+    EXPECT_EQ(writer.WritersCount(), 1U);
+  }
+  EXPECT_EQ(SvrDMDataset(there).WritersCount(), 0U);
+  process.Delete(there);
+}
+
+TEST_F(WriterHandle, SharesAnItemThatItIsGiven) {
+  SvrDMItemPtr item = Item();
+  const SvrDMWriteableDataSource writer(item, false, nullptr);
+  EXPECT_EQ(writer.GetDataSetID(), id);
+  ExpectCounts(0, 1);
+}
+
+TEST_F(WriterHandle, OnAnUnknownIdentifierPassesTheErrorOnAndCountsNothing) {
+  const LocallyUniqueID unknown(3, 77);
+
+  EXPECT_EQ(ErrorCodeOf([&] { SvrDMWriteableDataSource(registry, unknown, false, nullptr); }),
+            2001U);
+  EXPECT_EQ(ErrorCodeOf([&] { SvrDMWriteableDataSource(unknown, true, nullptr); }), 2001U);
+
+  ExpectCounts(0, 0);
+}
+
+TEST_F(WriterHandle, IsCountedWhileItStillWaitsForTheLock) {
+  auto reader = Reader();
+  WatchedThread firstWriting([&] { const auto writer = Writer(); });
+  WatchedThread secondWriting([&] { const auto writer = Writer(); });
+  EXPECT_TRUE(firstWriting.Waits());
+  EXPECT_TRUE(secondWriting.Waits());
+  ExpectCounts(1, 2);
+
+  reader.reset();
+  firstWriting.Join();
+  secondWriting.Join();
+  ExpectCounts(0, 0);
+}
+
+TEST_F(WriterHandle, KeepsReadersAndWritersOut) {
+  auto writer = Writer();
+  WatchedThread reading([&] { const auto other = Reader(); });
+  WatchedThread writing([&] { const auto other = Writer(); });
+  EXPECT_TRUE(reading.Waits());
+  EXPECT_TRUE(writing.Waits());
+  writer.reset();
+}
+
+TEST_F(WriterHandle, ThatOnlyTriesGetsAFreeLock) {
+  auto writer = Writer(/*tryOnly=*/true);
+  ExpectCounts(0, 1);
+  WatchedThread reading([&] { const auto reader = Reader(); });
+  EXPECT_TRUE(reading.Waits());
+  writer.reset();
+  reading.Join();
+  ExpectCounts(0, 0);
+}
+
+TEST_F(WriterHandle, WithNothingToTellCallsNobodyAndRestoresTheCounts) {
+  RecordingObserver gone;
+  Item()->Register(gone);
+  Item()->Unregister(gone);
+
+  Writer().reset();
+
+  ExpectCounts(0, 0);
+  EXPECT_THAT(gone.passes, IsEmpty());
+}
+
+TEST_F(WriterHandle, HoldsItsLockAndItsCountWhileObserversAreTold) {
+  RecordingObserver observer;
+  Item()->Register(observer);
+  std::unique_ptr<WatchedThread> reading;
+  observer.reaction = [&](auto) {
+    ExpectCounts(0, 1);
+    reading = std::make_unique<WatchedThread>([&] { const auto reader = Reader(); });
+    EXPECT_TRUE(reading->Waits());
+  };
+
+  Writer().reset();
+
+  EXPECT_THAT(observer.passes, SizeIs(1));
+  ASSERT_NE(reading, nullptr);
+  reading->Join();
+}
+
+TEST_F(WriterHandle, LetsGoOfTheDatasetLast) {
+  // Looks at the counts of its dataset when it dies with it.
+  struct LastWitness : DataFreeDataSource {
+    ~LastWitness() override {
+      *readers = item->ReadersCount();
+      *writers = item->WritersCount();
+    }
+    SvrDMItem* item = nullptr;
+    int* readers = nullptr;
+    int* writers = nullptr;
+  };
+  int readers = -1, writers = -1;
+  auto* const witness = new LastWitness;
+  witness->readers = &readers;
+  witness->writers = &writers;
+  id = registry.Add(*witness, "", /*quiet=*/true);
+  handle = SvrDMDataset(registry, AddDataset(registry, "other"));
+  auto writer = Writer();
+  witness->item = &*Item();
+  registry.Delete(id);
+
+  writer.reset();
+
+  EXPECT_EQ(readers, 0);
+  EXPECT_EQ(writers, 0);
+}
+
+// --- Writers: the failed try ---
+
+// Frees the lock that a failed try has left held for good, so that waiting threads can go.
+void FreeForGood(SvrDMItem& item) {
+  item.lock_.unlock();
+}
+
+int ThrownBy(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (int thrown) {
+    return thrown;
+  }
+  return 0;
+}
+
+TEST_F(WriterHandle, AFailedTryThrows55AndUnbalancesTheCountsByOne) {
+  const auto holder = Writer();
+
+  EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
+
+  ExpectCounts(kOneBelowZero, 2);
+  EXPECT_EQ(Item()->ReadersCount(), -1);
+  EXPECT_EQ(Item()->WritersCount(), 2);
+}
+
+TEST_F(WriterHandle, EachOfItsThreeFormsFailsAlike) {
+  ServerDataManager& process = ServerDataManager::GetInstance();
+  const LocallyUniqueID there = AddDataset(process, "P", /*quiet=*/true);
+  SvrDMItemPtr item = process.GetDataSet(there);
+  const SvrDMInputDataSource holder(item, false);
+
+  EXPECT_EQ(ThrownBy([&] { SvrDMWriteableDataSource(process, there, true, nullptr); }), 55);
+  EXPECT_EQ(ThrownBy([&] { SvrDMWriteableDataSource(there, true, nullptr); }), 55);
+  EXPECT_EQ(ThrownBy([&] { SvrDMWriteableDataSource(item, true, nullptr); }), 55);
+
+  EXPECT_EQ(item->WritersCount(), 3);
+  EXPECT_EQ(item->ReadersCount(), 1 - 3);
+  process.Delete(there);
+}
+
+TEST_F(WriterHandle, AFailedTryAgainstAReaderUnbalancesTheCountsToo) {
+  const auto holder = Reader();
+
+  EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
+
+  ExpectCounts(0, 1);
+}
+
+TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheLockOfTheOther) {
+  const auto holder = Writer();
+
+  EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
+
+  WatchedThread reading([&] { const auto reader = Reader(); });
+  EXPECT_TRUE(reading.Waits());
+  FreeForGood(*Item());
+}
+
+TEST_F(WriterHandle, AFailedTryLeavesTheLockHeldForGood) {
+  auto holder = Writer();
+  EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
+  EXPECT_TRUE(Item()->writeLockFailed_);
+
+  holder.reset();
+
+  EXPECT_TRUE(Item()->writeLockFailed_);
+  ExpectCounts(kOneBelowZero, 1);
+  WatchedThread reading([&] { const auto reader = Reader(); });
+  EXPECT_TRUE(reading.Waits());
+  FreeForGood(*Item());
+  reading.Join();
+}
+
+TEST_F(WriterHandle, AfterAFailedTryNoLaterHandleReleasesItsLockEither) {
+  auto holder = Writer();
+  EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
+  holder.reset();
+  FreeForGood(*Item());
+
+  Reader().reset();
+
+  WatchedThread writing([&] { const auto writer = Writer(); });
+  EXPECT_TRUE(writing.Waits());
+  FreeForGood(*Item());
+  writing.Join();
+}
+
+TEST_F(WriterHandle, AFailedTryLetsGoOfTheDataset) {
+  int deaths = 0;
+  id = registry.Add(*new support::CountedSource(deaths), "", /*quiet=*/true);
+  auto holder = Writer();
+  EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
+
+  registry.Delete(id);
+  holder.reset();
+
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(WriterHandle, AFailedTryTellsNobody) {
+  RecordingObserver observer;
+  Item()->Register(observer);
+  auto holder = Writer();
+  holder->AddNotification(new ResetUndoMsg());
+
+  EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
+
+  EXPECT_THAT(observer.passes, IsEmpty());
+  EXPECT_THAT(holder->GetNotifications(), SizeIs(1));
+}
+
+// --- Writers: what they pass on ---
+
+TEST_F(WriterHandle, GivesTheDataSourceInThreeWays) {
+  const auto writer = Writer();
+  ORVX_DataSource* const source = Item()->DataSource();
+  EXPECT_EQ(writer->GetDataSource(), source);
+  EXPECT_EQ(**writer, source);
+  EXPECT_EQ(writer->operator->(), source);
+}
+
+TEST_F(WriterHandle, GivesNullWhereTheDatasetHasNoSource) {
+  id = registry.AddEmpty(/*quiet=*/true);
+  const auto writer = Writer();
+  EXPECT_EQ(writer->GetDataSource(), nullptr);
+  EXPECT_EQ(**writer, nullptr);
+  EXPECT_EQ(writer->operator->(), nullptr);
+}
+
+TEST_F(WriterHandle, ReplacesTheDataSource) {
+  int deaths = 0;
+  id = registry.Add(*new support::CountedSource(deaths), "", /*quiet=*/true);
+  const auto writer = Writer();
+  ORVX_DataSource* const fresh = support::Dictionary("X").release();
+
+  writer->SetDataSet(fresh);
+
+  EXPECT_EQ(writer->GetDataSource(), fresh);
+  EXPECT_EQ(deaths, 1);
+  EXPECT_MESSAGES(writer->GetNotifications(), support::ResetUndo());
+}
+
+TEST_F(WriterHandle, UndoingAnIncrementRaisesTheCaseSequenceOnceMore) {
+  const auto writer = Writer();
+  const unsigned int before = writer->GetCaseSequence();
+
+  writer->IncrementCaseSequence();
+  EXPECT_EQ(writer->GetCaseSequence(), before + 1);
+  writer->UndoIncrementCaseSequence();
+
+  EXPECT_EQ(writer->GetCaseSequence(), before + 2);
+}
+
+TEST_F(WriterHandle, TheCaseSequenceWrapsBehind32Bits) {
+  const LocallyUniqueID last(0, 500);
+  registry.Add(*support::Dictionary("A").release(), "", /*quiet=*/true, last, 4294967295U);
+  id = last;
+  const auto writer = Writer();
+
+  writer->IncrementCaseSequence();
+
+  EXPECT_EQ(writer->GetCaseSequence(), 0U);
+}
+
+TEST_F(WriterHandle, QueuesAndClearsMessages) {
+  int deaths = 0;
+  const auto writer = Writer();
+  auto* const message = new support::CountedMessage(deaths);
+
+  writer->AddNotification(message);
+  EXPECT_THAT(writer->GetNotifications(), ElementsAre(message));
+  EXPECT_THAT(Item()->Notifications(), ElementsAre(message));
+
+  writer->ClearNotifications();
+  EXPECT_THAT(writer->GetNotifications(), IsEmpty());
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(WriterHandle, AsksForABulkReplacementThatTheNextPassMakes) {
+  RecordingObserver observer;
+  Item()->Register(observer);
+  Writer().reset();
+  observer.passes.clear();
+
+  Writer()->BulkVarMoves();
+
+  ASSERT_THAT(observer.passes, SizeIs(1));
+  EXPECT_VARIABLE_MESSAGES(observer.passes[0], support::Deleted("A B"),
+                           support::Inserted("A B").AtEnd());
+}
+
+TEST_F(WriterHandle, ItsOriginatorStaysUntoldInEveryPass) {
+  RecordingObserver originator;
+  Item()->Register(originator);
+  {
+    SvrDMWriteableDataSource writer(registry, id, false, &originator);
+    writer.AddNotification(new ResetUndoMsg());
+    writer.Notify();
+    writer.AddNotification(new ResetUndoMsg());
+  }
+  EXPECT_THAT(originator.passes, IsEmpty());
+  EXPECT_THAT(Item()->Notifications(), IsEmpty());
+}
+
+// --- What handles are not ---
+
+TEST(HandleTypes, ReadersAndWritersCannotBeCopiedButPlainHandlesCan) {
+  EXPECT_FALSE(std::is_copy_constructible_v<SvrDMInputDataSource>);
+  EXPECT_FALSE(std::is_copy_assignable_v<SvrDMInputDataSource>);
+  EXPECT_FALSE(std::is_copy_constructible_v<SvrDMWriteableDataSource>);
+  EXPECT_FALSE(std::is_copy_assignable_v<SvrDMWriteableDataSource>);
+  EXPECT_TRUE(std::is_copy_constructible_v<SvrDMDataset>);
+}
+
+TEST(HandleTypes, AWriterIsAReaderIsADatasetAndNoneThrowsWhenDestroyed) {
+  EXPECT_TRUE((std::is_base_of_v<SvrDMInputDataSource, SvrDMWriteableDataSource>));
+  EXPECT_TRUE((std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>));
+  EXPECT_TRUE(std::is_nothrow_destructible_v<SvrDMInputDataSource>);
+  EXPECT_TRUE(std::is_nothrow_destructible_v<SvrDMWriteableDataSource>);
+}
+
+}  // namespace

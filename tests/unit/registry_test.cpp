@@ -1,0 +1,975 @@
+// The registry of datasets: adding, finding and deleting; its observers, its filter hook and its
+// questions about file names.
+//
+// Looks at the registry's private state for what no caller can ask, so it is built without access
+// control and on the library's objects.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libdatasrc/ORVX_DataSourceFilterHook.h>
+#include <liborvxdemg/ErrorMsg.h>
+#include <ServerDataManager/ServerDataManagerData.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/Dictionary.h>
+#include <tests/support/Observers.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "saved_files.h"
+
+using support::CountedSource;
+using support::Dictionary;
+using support::RecordingRegistryObserver;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// ---------------------------------------------------------------------------------------------
+// An allocator that fails on demand
+
+namespace {
+
+// How many more allocations of this thread succeed; none fails while it is unset.
+thread_local std::optional<int> allocationsLeft;
+
+void* Allocate(std::size_t size) {
+  if (allocationsLeft.has_value() && (*allocationsLeft)-- <= 0) {
+    allocationsLeft.reset();
+    throw std::bad_alloc();
+  }
+  if (void* storage = std::malloc(size)) return storage;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  return Allocate(size);
+}
+void operator delete(void* storage) noexcept {
+  std::free(storage);
+}
+void operator delete(void* storage, std::size_t) noexcept {
+  std::free(storage);
+}
+
+namespace {
+
+ORVX_DataSource& NewSource() {
+  return *Dictionary("A").release();
+}
+
+// A notice of a RecordingRegistryObserver as one word.
+std::string AsWord(const RecordingRegistryObserver::Notice& notice) {
+  const char sign = notice.created ? '+' : '-';
+  return std::string(1, sign).append(std::to_string(notice.id.Serial()));
+}
+
+std::vector<std::string> Words(const RecordingRegistryObserver& observer) {
+  std::vector<std::string> words;
+  for (const auto& notice : observer.notices) words.push_back(AsWord(notice));
+  return words;
+}
+
+class RegistryTest : public testing::Test {
+ protected:
+  LocallyUniqueID Add(const std::string& fileName, bool quiet = false) {
+    return registry_.Add(NewSource(), fileName, quiet);
+  }
+  LocallyUniqueID Add() { return Add(std::string()); }
+
+  // The identifiers of all datasets, in the order of registration.
+  std::vector<LocallyUniqueID> Ids() const {
+    std::vector<LocallyUniqueID> ids;
+    for (const SvrDMDataset& dataset : registry_.GetAllDatasets())
+      ids.push_back(dataset.GetDataSetID());
+    return ids;
+  }
+  std::size_t Count() const { return Ids().size(); }
+
+  ServerDataManager registry_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Identifiers
+
+TEST_F(RegistryTest, TheFirstDatasetHasDomainZeroAndSerialZeroAndEachFurtherOneTheNext) {
+  EXPECT_EQ(registry_.Add(NewSource(), "", false), LocallyUniqueID(0, 0));
+  EXPECT_EQ(registry_.AddEmpty(false), LocallyUniqueID(0, 1));
+  EXPECT_EQ(registry_.Add(NewSource(), "", "secret", true, false), LocallyUniqueID(0, 2));
+  EXPECT_EQ(registry_.Add(NewSource(), "", true), LocallyUniqueID(0, 3));
+}
+
+TEST_F(RegistryTest, AnIdentifierOfADeletedDatasetIsNotGivenAgain) {
+  registry_.Delete(Add());
+
+  EXPECT_EQ(Add(), LocallyUniqueID(0, 1));
+}
+
+TEST_F(RegistryTest, AnIdentifierOfTheCallersDoesNotAdvanceTheGenerator) {
+  registry_.Add(NewSource(), "", false, LocallyUniqueID(2, 40), 0);
+
+  EXPECT_EQ(Add(), LocallyUniqueID(0, 0));
+}
+
+// Kept: identifiers of the caller's are not compared with what the generator will give.
+TEST_F(RegistryTest, AGeneratedIdentifierCanBelongToTwoDatasets) {
+  const LocallyUniqueID id(0, 0);
+  registry_.Add(NewSource(), "first", false, id, 0);
+
+  EXPECT_EQ(Add("second"), id);
+
+  EXPECT_EQ(Count(), 2U);
+  EXPECT_EQ(registry_.GetDataSet(id)->FileName(), "first");
+  registry_.Delete(id);
+  EXPECT_EQ(registry_.GetDataSet(id)->FileName(), "second");
+}
+
+TEST_F(RegistryTest, AnIdentifierOfTheCallersReplacesOnlyTheFirstDatasetThatHasIt) {
+  const LocallyUniqueID id(0, 0);
+  registry_.Add(NewSource(), "first", false, id, 0);
+  Add("second");
+
+  registry_.Add(NewSource(), "third", false, id, 0);
+
+  ASSERT_THAT(Ids(), ElementsAre(id, id));
+  EXPECT_EQ(registry_.GetDataSet(id)->FileName(), "second");
+}
+
+TEST_F(RegistryTest, EachRegistryGivesIdentifiersOfItsOwn) {
+  ServerDataManager other;
+  Add();
+
+  EXPECT_EQ(other.AddEmpty(true), LocallyUniqueID(0, 0));
+  EXPECT_EQ(other.GetAllDatasets().size(), 1U);
+}
+
+TEST_F(RegistryTest, TheOneOfTheProcessIsAlwaysTheSame) {
+  EXPECT_EQ(&ServerDataManager::GetInstance(), &ServerDataManager::GetInstance());
+}
+
+// ---------------------------------------------------------------------------------------------
+// What a new dataset is
+
+TEST_F(RegistryTest, ANewDatasetHasItsSourceItsRegistryAndNoHandleNameOrPassword) {
+  ORVX_DataSource& source = NewSource();
+
+  const SvrDMItemPtr item = registry_.GetDataSet(registry_.Add(source, "a.sav", false));
+
+  EXPECT_EQ(item->DataSource(), &source);
+  EXPECT_EQ(item->Manager(), &registry_);
+  EXPECT_EQ(item->FileName(), "a.sav");
+  EXPECT_EQ(item->SuppressedFileName(), "");
+  EXPECT_EQ(item->Handle(), "");
+  EXPECT_EQ(item->Password(), "");
+  EXPECT_FALSE(item->PasswordMangled());
+  EXPECT_EQ(item->CaseSequence(), 0U);
+  EXPECT_TRUE(item->NotifyDelete());
+}
+
+TEST_F(RegistryTest, ADatasetAddedWithAPasswordHasItAndItsFlag) {
+  const auto plain = registry_.Add(NewSource(), "a", "open", /*passwordFlag=*/false, true);
+  const auto mangled = registry_.Add(NewSource(), "b", "%x1", /*passwordFlag=*/true, true);
+
+  EXPECT_EQ(registry_.GetDataSet(plain)->Password(), "open");
+  EXPECT_FALSE(registry_.GetDataSet(plain)->PasswordMangled());
+  EXPECT_EQ(registry_.GetDataSet(mangled)->Password(), "%x1");
+  EXPECT_TRUE(registry_.GetDataSet(mangled)->PasswordMangled());
+}
+
+TEST_F(RegistryTest, ADatasetAddedUnderAnIdentifierStartsAtTheGivenCaseSequence) {
+  const LocallyUniqueID id(1, 7);
+
+  registry_.Add(NewSource(), "a", false, id, 41);
+
+  EXPECT_EQ(registry_.GetDataSet(id)->CaseSequence(), 41U);
+}
+
+TEST_F(RegistryTest, ADatasetAddedEmptyHasNoSourceAndNoNames) {
+  const SvrDMItemPtr item = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/true));
+
+  EXPECT_EQ(item->DataSource(), nullptr);
+  EXPECT_EQ(item->FileName(), "");
+  EXPECT_EQ(item->Handle(), "");
+  EXPECT_EQ(item->Password(), "");
+  EXPECT_FALSE(item->NotifyDelete());
+}
+
+// ---------------------------------------------------------------------------------------------
+// File names
+
+TEST_F(RegistryTest, ASecondDatasetWithAFileNameKeepsItOnlyAsItsSuppressedName) {
+  const SvrDMItemPtr first = registry_.GetDataSet(Add("/data/survey"));
+  const SvrDMItemPtr second = registry_.GetDataSet(Add("/DATA/SURVEY"));
+
+  EXPECT_EQ(first->FileName(), "/data/survey");
+  EXPECT_EQ(first->SuppressedFileName(), "");
+  EXPECT_EQ(second->FileName(), "");
+  EXPECT_EQ(second->SuppressedFileName(), "/DATA/SURVEY");
+}
+
+TEST_F(RegistryTest, AFileNameIsFreeAgainOnceItsDatasetIsDeleted) {
+  const LocallyUniqueID first = Add("survey");
+  Add("survey");
+  registry_.Delete(first);
+
+  const SvrDMItemPtr third = registry_.GetDataSet(Add("Survey"));
+
+  EXPECT_EQ(third->FileName(), "Survey");
+}
+
+TEST_F(RegistryTest, AFileNameIsComparedWhenADatasetIsAddedAndNeverAgain) {
+  const SvrDMItemPtr first = registry_.GetDataSet(Add("survey"));
+  SvrDMItemPtr second = registry_.GetDataSet(Add("other"));
+
+  second->FileName("survey");
+
+  EXPECT_EQ(first->FileName(), "survey");
+  EXPECT_EQ(second->FileName(), "survey");
+}
+
+TEST_F(RegistryTest, AFileNameIsInUseInAnyCaseFromItsAddingToItsDeletion) {
+  const LocallyUniqueID id = Add("/data/Größe.tsv");
+
+  EXPECT_TRUE(registry_.data_->FileNameInUse("/DATA/GRÖSSE.TSV"));
+  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/other.tsv"));
+
+  registry_.Delete(id);
+  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Größe.tsv"));
+}
+
+TEST_F(RegistryTest, TheEmptyFileNameIsInUseAsSoonAsOneDatasetHasNone) {
+  EXPECT_FALSE(registry_.data_->FileNameInUse(""));
+  Add("survey");
+  EXPECT_FALSE(registry_.data_->FileNameInUse(""));
+
+  registry_.AddEmpty(true);
+
+  EXPECT_TRUE(registry_.data_->FileNameInUse(""));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Finding
+
+TEST_F(RegistryTest, AnUnknownIdentifierThrowsError2001WithoutAText) {
+  try {
+    registry_.GetDataSet(LocallyUniqueID(0, 0));
+    FAIL() << "nothing was thrown";
+  } catch (ErrorMsg& error) {
+    EXPECT_EQ(error.GetCode(), 2001U);
+    EXPECT_EQ(error.GetText(), "");
+  }
+}
+
+TEST_F(RegistryTest, ADeletedDatasetIsNotFoundButAHandleMadeBeforeStillWorks) {
+  int deaths = 0;
+  const LocallyUniqueID id = registry_.Add(*new CountedSource(deaths), "survey", false);
+  {
+    SvrDMDataset handle(registry_, id);
+    registry_.Delete(id);
+
+    EXPECT_THROW(registry_.GetDataSet(id), ErrorMsg);
+    EXPECT_EQ(handle.GetFileName(), "survey");
+    EXPECT_TRUE(handle.HasDataSource());
+    EXPECT_EQ(deaths, 0);
+  }
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(RegistryTest, ADatasetIsFoundByItsHandleNameInAnyCase) {
+  Add();
+  SvrDMItemPtr item = registry_.GetDataSet(Add());
+  item->Handle("Survey");
+
+  EXPECT_EQ(registry_.GetDataSet("SURVEY"), item);
+}
+
+TEST_F(RegistryTest, TheFirstDatasetWithAHandleNameIsFound) {
+  SvrDMItemPtr first = registry_.GetDataSet(Add());
+  SvrDMItemPtr second = registry_.GetDataSet(Add());
+  second->Handle("survey");
+  first->Handle("survey");
+
+  EXPECT_EQ(registry_.GetDataSet("survey"), first);
+}
+
+TEST_F(RegistryTest, AnUnknownHandleNameGivesAnEmptyPointer) {
+  Add();
+
+  EXPECT_FALSE(registry_.GetDataSet("survey").IsValid());
+}
+
+TEST_F(RegistryTest, TheEmptyHandleNameFindsTheFirstDatasetWithoutAName) {
+  EXPECT_FALSE(registry_.GetDataSet("").IsValid());
+  registry_.GetDataSet(Add())->Handle("named");
+  const SvrDMItemPtr second = registry_.GetDataSet(Add());
+  Add();
+
+  EXPECT_EQ(registry_.GetDataSet(""), second);
+}
+
+TEST_F(RegistryTest, AllDatasetsAreListedInTheOrderOfRegistration) {
+  registry_.Add(NewSource(), "", false, LocallyUniqueID(9, 9), 0);
+  const LocallyUniqueID second = Add();
+  const LocallyUniqueID third = registry_.AddEmpty(true);
+
+  EXPECT_THAT(Ids(), ElementsAre(LocallyUniqueID(9, 9), second, third));
+}
+
+TEST_F(RegistryTest, AListOfAllDatasetsIsAListOfHandlesThatKeepThemAlive) {
+  int deaths = 0;
+  registry_.Add(*new CountedSource(deaths), "", false);
+  {
+    const std::vector<SvrDMDataset> all = registry_.GetAllDatasets();
+    registry_.Clear();
+    EXPECT_EQ(deaths, 0);
+  }
+  EXPECT_EQ(deaths, 1);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Deleting
+
+TEST_F(RegistryTest, DeletingADatasetThatNobodyHoldsDeletesItsWholeChainOfSources) {
+  int deaths = 0;
+  auto* const file = new CountedSource(deaths);
+  const LocallyUniqueID id = registry_.Add(*new CountedSource(deaths, file), "", false);
+
+  registry_.Delete(id);
+
+  EXPECT_EQ(deaths, 2);
+  EXPECT_EQ(Count(), 0U);
+}
+
+TEST_F(RegistryTest, DeletingOneDatasetLeavesTheOthersInTheirOrder) {
+  const LocallyUniqueID first = Add();
+  const LocallyUniqueID second = Add();
+  const LocallyUniqueID third = Add();
+
+  registry_.Delete(second);
+
+  EXPECT_THAT(Ids(), ElementsAre(first, third));
+}
+
+TEST_F(RegistryTest, DeletingAnUnknownIdentifierIsIgnored) {
+  RecordingRegistryObserver observer;
+  registry_.Register(observer);
+
+  registry_.Delete(LocallyUniqueID(0, 99));
+
+  EXPECT_THAT(observer.notices, IsEmpty());
+}
+
+TEST_F(RegistryTest, ClearingAnEmptyRegistryDoesNothing) {
+  RecordingRegistryObserver observer;
+  registry_.Register(observer);
+
+  registry_.Clear();
+
+  EXPECT_THAT(observer.notices, IsEmpty());
+}
+
+TEST_F(RegistryTest, ClearingDeletesFromTheLastRegisteredDatasetToTheFirst) {
+  RecordingRegistryObserver observer;
+  Add();
+  Add();
+  Add();
+  registry_.Register(observer);
+
+  registry_.Clear();
+
+  EXPECT_THAT(Words(observer), ElementsAre("-2", "-1", "-0"));
+  EXPECT_EQ(Count(), 0U);
+}
+
+TEST(Registry, ThatGoesLetsGoOfItsDatasetsAndTellsNobody) {
+  int deaths = 0;
+  RecordingRegistryObserver observer;
+  std::optional<ServerDataManager> registry(std::in_place);
+  registry->Add(*new CountedSource(deaths), "", false);
+  const SvrDMItemPtr held =
+      registry->GetDataSet(registry->Add(*new CountedSource(deaths), "", false));
+  registry->Register(observer);
+
+  registry.reset();
+
+  EXPECT_THAT(observer.notices, IsEmpty());
+  EXPECT_EQ(deaths, 1);
+  EXPECT_NE(held->DataSource(), nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Passwords
+
+TEST_F(RegistryTest, APasswordIsSetOnTheDatasetWithTheIdentifier) {
+  const LocallyUniqueID first = Add();
+  const LocallyUniqueID second = Add();
+
+  registry_.Password(second, "secret", true);
+
+  EXPECT_EQ(registry_.GetDataSet(second)->Password(), "secret");
+  EXPECT_TRUE(registry_.GetDataSet(second)->PasswordMangled());
+  EXPECT_EQ(registry_.GetDataSet(first)->Password(), "");
+}
+
+TEST_F(RegistryTest, APasswordForAnUnknownIdentifierIsIgnored) {
+  const LocallyUniqueID id = Add();
+
+  registry_.Password(LocallyUniqueID(0, 99), "secret", true);
+
+  EXPECT_EQ(registry_.GetDataSet(id)->Password(), "");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Notices
+
+TEST_F(RegistryTest, ObserversHearOfADatasetAndItsFileNameWhenItIsAdded) {
+  RecordingRegistryObserver observer;
+  registry_.Register(observer);
+
+  const LocallyUniqueID id = Add("survey.sav");
+
+  ASSERT_EQ(observer.notices.size(), 1U);
+  EXPECT_TRUE(observer.notices[0].created);
+  EXPECT_EQ(observer.notices[0].id, id);
+  EXPECT_EQ(observer.notices[0].fileName, "survey.sav");
+}
+
+TEST_F(RegistryTest, ObserversHearNoFileNameOfADatasetWhoseNameAnotherBears) {
+  RecordingRegistryObserver observer;
+  Add("survey.sav");
+  registry_.Register(observer);
+
+  Add("SURVEY.SAV");
+
+  ASSERT_EQ(observer.notices.size(), 1U);
+  EXPECT_EQ(observer.notices[0].fileName, "");
+}
+
+TEST_F(RegistryTest, ObserversFindTheDatasetOfEitherNotice) {
+  RecordingRegistryObserver observer;
+  std::vector<bool> found;
+  const auto look = [&](LocallyUniqueID id) {
+    found.push_back(registry_.GetDataSet(id).IsValid());
+  };
+  observer.onCreated = look;
+  observer.onDeleted = look;
+  registry_.Register(observer);
+
+  registry_.Delete(Add());
+
+  EXPECT_THAT(found, ElementsAre(true, true));
+}
+
+TEST_F(RegistryTest, ReplacingADatasetIsToldAsADeletionAndThenACreation) {
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID id = Add();
+  registry_.Register(observer);
+
+  registry_.Add(NewSource(), "", /*quiet=*/false, id, 0);
+
+  EXPECT_THAT(Words(observer), ElementsAre("-0", "+0"));
+}
+
+TEST_F(RegistryTest, ReplacingAQuietDatasetIsToldAsACreationOnly) {
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID id = Add("", /*quiet=*/true);
+  registry_.Register(observer);
+
+  registry_.Add(NewSource(), "", /*quiet=*/false, id, 0);
+
+  EXPECT_THAT(Words(observer), ElementsAre("+0"));
+}
+
+TEST_F(RegistryTest, ReplacingByAQuietDatasetIsToldAsADeletionOnly) {
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID id = Add();
+  registry_.Register(observer);
+
+  registry_.Add(NewSource(), "", /*quiet=*/true, id, 0);
+
+  EXPECT_THAT(Words(observer), ElementsAre("-0"));
+}
+
+TEST_F(RegistryTest, AQuietDatasetIsToldNeitherCreatedNorDeleted) {
+  RecordingRegistryObserver observer;
+  registry_.Register(observer);
+
+  const LocallyUniqueID id = Add("", /*quiet=*/true);
+  registry_.NotifyCreate(*registry_.GetDataSet(id));
+  registry_.Delete(id);
+
+  EXPECT_THAT(observer.notices, IsEmpty());
+}
+
+TEST_F(RegistryTest, AnEmptyDatasetIsToldCreatedOnceItHasASourceAndThenNeverAgain) {
+  RecordingRegistryObserver observer;
+  registry_.Register(observer);
+  SvrDMItemPtr item = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/false));
+  registry_.NotifyCreate(*item);
+  EXPECT_THAT(observer.notices, IsEmpty());
+
+  item->SetDataSet(&NewSource());
+  registry_.NotifyCreate(*item);
+  registry_.NotifyCreate(*item);
+
+  EXPECT_THAT(Words(observer), ElementsAre("+0"));
+  EXPECT_TRUE(item->NotifiedCreation());
+}
+
+// Kept: a deletion is told whether or not the creation was.
+TEST_F(RegistryTest, AnEmptyDatasetIsToldDeletedThoughItWasNeverToldCreated) {
+  RecordingRegistryObserver observer;
+  registry_.Register(observer);
+
+  registry_.Delete(registry_.AddEmpty(/*quiet=*/false));
+
+  EXPECT_THAT(Words(observer), ElementsAre("-0"));
+}
+
+TEST_F(RegistryTest, AnObserverRegisteredTwiceIsToldOnce) {
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID id = Add();
+  registry_.Register(observer);
+  registry_.Register(observer);
+
+  registry_.Delete(id);
+
+  EXPECT_THAT(Words(observer), ElementsAre("-0"));
+}
+
+TEST_F(RegistryTest, AnObserverRegisteredAgainIsToldLast) {
+  std::vector<std::string> told;
+  RecordingRegistryObserver first;
+  RecordingRegistryObserver second;
+  first.onCreated = [&](LocallyUniqueID) { told.push_back("first"); };
+  second.onCreated = [&](LocallyUniqueID) { told.push_back("second"); };
+  registry_.Register(first);
+  registry_.Register(second);
+  Add();
+  registry_.Register(first);
+
+  Add();
+
+  EXPECT_THAT(told, ElementsAre("first", "second", "second", "first"));
+}
+
+TEST_F(RegistryTest, AnUnregisteredObserverIsToldNothing) {
+  RecordingRegistryObserver observer;
+  registry_.Register(observer);
+  registry_.Unregister(observer);
+
+  registry_.Delete(Add());
+
+  EXPECT_THAT(observer.notices, IsEmpty());
+}
+
+TEST_F(RegistryTest, UnregisteringAnUnknownObserverIsIgnored) {
+  RecordingRegistryObserver known;
+  RecordingRegistryObserver unknown;
+  registry_.Register(known);
+
+  registry_.Unregister(unknown);
+
+  Add();
+  EXPECT_THAT(Words(known), ElementsAre("+0"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Observers that call back
+
+TEST_F(RegistryTest, ACreationToldFromInsideItsNoticeIsNotToldTwice) {
+  RecordingRegistryObserver observer;
+  observer.onCreated = [&](LocallyUniqueID id) {
+    registry_.NotifyCreate(*registry_.GetDataSet(id));
+  };
+  registry_.Register(observer);
+
+  Add();
+
+  EXPECT_THAT(Words(observer), ElementsAre("+0"));
+}
+
+TEST_F(RegistryTest, AnObserverRegisteredInsideANoticeHearsFromTheNextOneOn) {
+  RecordingRegistryObserver first;
+  RecordingRegistryObserver late;
+  first.onCreated = [&](LocallyUniqueID) { registry_.Register(late); };
+  registry_.Register(first);
+
+  Add();
+  EXPECT_THAT(late.notices, IsEmpty());
+
+  Add();
+  EXPECT_THAT(Words(late), ElementsAre("+1"));
+}
+
+TEST_F(RegistryTest, AnObserverThatLeavesInsideItsNoticeDoesNotKeepTheNoticeFromOthers) {
+  RecordingRegistryObserver leaving;
+  RecordingRegistryObserver staying;
+  leaving.onCreated = [&](LocallyUniqueID) { registry_.Unregister(leaving); };
+  registry_.Register(leaving);
+  registry_.Register(staying);
+
+  Add();
+  Add();
+
+  EXPECT_THAT(Words(leaving), ElementsAre("+0"));
+  EXPECT_THAT(Words(staying), ElementsAre("+0", "+1"));
+}
+
+TEST_F(RegistryTest, AnObserverThatWasUnregisteredAndDestroyedInsideANoticeIsSkipped) {
+  RecordingRegistryObserver first;
+  auto gone = std::make_unique<RecordingRegistryObserver>();
+  RecordingRegistryObserver last;
+  first.onDeleted = [&](LocallyUniqueID) {
+    if (gone) registry_.Unregister(*gone);
+    gone.reset();
+  };
+  registry_.Register(first);
+  registry_.Register(*gone);
+  registry_.Register(last);
+
+  registry_.Delete(Add());
+
+  EXPECT_THAT(Words(last), ElementsAre("+0", "-0"));
+}
+
+TEST_F(RegistryTest, ADatasetDeletedInsideItsCreationNoticeLivesToTheEndOfTheNotice) {
+  int deaths = 0;
+  int deathsSeenByLast = -1;
+  RecordingRegistryObserver deleting;
+  RecordingRegistryObserver last;
+  deleting.onCreated = [&](LocallyUniqueID id) { registry_.Delete(id); };
+  last.onCreated = [&](LocallyUniqueID) { deathsSeenByLast = deaths; };
+  registry_.Register(deleting);
+  registry_.Register(last);
+
+  registry_.Add(*new CountedSource(deaths), "survey", false);
+
+  EXPECT_THAT(Words(last), ElementsAre("-0", "+0"));
+  EXPECT_EQ(last.notices[1].fileName, "survey");
+  EXPECT_EQ(deathsSeenByLast, 0);
+  EXPECT_EQ(deaths, 1);
+  EXPECT_EQ(Count(), 0U);
+}
+
+TEST_F(RegistryTest, ADatasetDeletedAgainInsideItsDeletionNoticeGoesOnce) {
+  int deaths = 0;
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID id = registry_.Add(*new CountedSource(deaths), "", false);
+  const LocallyUniqueID other = Add();
+  observer.onDeleted = [&](LocallyUniqueID) {
+    if (observer.notices.size() == 1) registry_.Delete(id);
+  };
+  registry_.Register(observer);
+
+  registry_.Delete(id);
+
+  EXPECT_THAT(Words(observer), ElementsAre("-0", "-0"));
+  EXPECT_EQ(deaths, 1);
+  EXPECT_THAT(Ids(), ElementsAre(other));
+}
+
+TEST_F(RegistryTest, ADatasetDeletedInsideTheDeletionNoticeOfALaterOneTakesNoOtherWithIt) {
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID first = Add();
+  const LocallyUniqueID second = Add();
+  const LocallyUniqueID third = Add();
+  observer.onDeleted = [&](LocallyUniqueID id) {
+    if (id == second) registry_.Delete(first);
+  };
+  registry_.Register(observer);
+
+  registry_.Delete(second);
+
+  EXPECT_THAT(Words(observer), ElementsAre("-1", "-0"));
+  EXPECT_THAT(Ids(), ElementsAre(third));
+}
+
+TEST_F(RegistryTest, ADatasetAddedInsideADeletionNoticeStays) {
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID id = Add();
+  observer.onDeleted = [&](LocallyUniqueID) { Add("replacement"); };
+  registry_.Register(observer);
+
+  registry_.Delete(id);
+
+  EXPECT_THAT(Ids(), ElementsAre(LocallyUniqueID(0, 1)));
+}
+
+TEST_F(RegistryTest, ARegistryClearedInsideADeletionNoticeIsEmptyAfterwards) {
+  int deaths = 0;
+  RecordingRegistryObserver observer;
+  for (int i = 0; i < 3; ++i) registry_.Add(*new CountedSource(deaths), "", false);
+  observer.onDeleted = [&](LocallyUniqueID) {
+    if (observer.notices.size() == 1) registry_.Clear();
+  };
+  registry_.Register(observer);
+
+  registry_.Delete(LocallyUniqueID(0, 1));
+
+  EXPECT_THAT(Words(observer), ElementsAre("-1", "-2", "-1", "-0"));
+  EXPECT_EQ(deaths, 3);
+  EXPECT_EQ(Count(), 0U);
+}
+
+TEST_F(RegistryTest, ClearingGoesOnWhereAnObserverDeletedMoreThanItsShare) {
+  RecordingRegistryObserver observer;
+  for (int i = 0; i < 4; ++i) Add();
+  observer.onDeleted = [&](LocallyUniqueID id) {
+    if (id == LocallyUniqueID(0, 3)) {
+      registry_.Delete(LocallyUniqueID(0, 0));
+      registry_.Delete(LocallyUniqueID(0, 2));
+    }
+  };
+  registry_.Register(observer);
+
+  registry_.Clear();
+
+  EXPECT_THAT(Words(observer), ElementsAre("-3", "-0", "-2", "-1"));
+  EXPECT_EQ(Count(), 0U);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Exceptions
+
+// Whether another thread gets through the registry's lock; waits for ever where it does not.
+bool IsOpenToOtherThreads(const ServerDataManager& registry) {
+  bool through = false;
+  std::thread([&] {
+    registry.GetAllDatasets();
+    through = true;
+  }).join();
+  return through;
+}
+
+TEST_F(RegistryTest, AnExceptionFromACreationNoticePassesOnAndLeavesTheDatasetRegistered) {
+  RecordingRegistryObserver failing;
+  RecordingRegistryObserver later;
+  failing.onCreated = [](LocallyUniqueID) { throw std::runtime_error("no"); };
+  registry_.Register(failing);
+  registry_.Register(later);
+
+  EXPECT_THROW(Add("survey"), std::runtime_error);
+
+  ASSERT_EQ(Count(), 1U);
+  EXPECT_EQ(registry_.GetDataSet(LocallyUniqueID(0, 0))->FileName(), "survey");
+  EXPECT_THAT(later.notices, IsEmpty());
+  EXPECT_TRUE(IsOpenToOtherThreads(registry_));
+}
+
+TEST_F(RegistryTest, AnExceptionFromADeletionNoticePassesOnAndLeavesTheDatasetRegistered) {
+  RecordingRegistryObserver failing;
+  failing.onDeleted = [](LocallyUniqueID) { throw std::runtime_error("no"); };
+  const LocallyUniqueID id = Add();
+  registry_.Register(failing);
+
+  EXPECT_THROW(registry_.Delete(id), std::runtime_error);
+
+  EXPECT_THAT(Ids(), ElementsAre(id));
+  EXPECT_TRUE(IsOpenToOtherThreads(registry_));
+}
+
+TEST_F(RegistryTest, ADatasetForWhichThereIsNoMemoryIsNotRegisteredAndLeavesTheRegistryUsable) {
+  const std::string longName(100, 'n');
+  int failures = 0;
+  for (bool added = false; !added; ++failures) {
+    int deaths = 0;
+    auto* const source = new CountedSource(deaths);
+    const std::size_t countBefore = registry_.data_->items.size();
+    allocationsLeft = failures;
+    try {
+      registry_.Add(*source, longName, longName, true, false);
+      added = true;
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(registry_.data_->items.size(), countBefore);
+      // The caller's until the item is built, the item's from then on.
+      if (deaths == 0) delete source;
+      EXPECT_EQ(deaths, 1);
+    }
+    allocationsLeft.reset();
+  }
+
+  EXPECT_GT(failures, 4);
+  EXPECT_EQ(Count(), 1U);
+  EXPECT_TRUE(IsOpenToOtherThreads(registry_));
+}
+
+// ---------------------------------------------------------------------------------------------
+// The filter hook
+
+class Hook : public ORVX_DataSourceFilterHook {
+ public:
+  ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override {
+    given.push_back(source);
+    return answer(source);
+  }
+
+  std::vector<ORVX_DataSource*> given;
+  std::function<ORVX_DataSource*(ORVX_DataSource*)> answer = [](ORVX_DataSource* source) {
+    return source;
+  };
+};
+
+TEST_F(RegistryTest, AHookIsGivenEachSourceOnceAndWhatItReturnsIsRegistered) {
+  Hook hook;
+  int deaths = 0;
+  hook.answer = [&](ORVX_DataSource* source) { return new CountedSource(deaths, source); };
+  registry_.RegisterFilter(&hook);
+  auto* const source = new CountedSource(deaths);
+
+  const LocallyUniqueID id = registry_.Add(*source, "", false);
+
+  EXPECT_THAT(hook.given, ElementsAre(source));
+  EXPECT_EQ(registry_.GetDataSet(id)->DataSource()->GetParentSource(), source);
+  registry_.Delete(id);
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST_F(RegistryTest, AHookSeesSourcesAddedInEveryWay) {
+  Hook hook;
+  registry_.RegisterFilter(&hook);
+
+  registry_.Add(NewSource(), "", false);
+  registry_.Add(NewSource(), "", "secret", true, true);
+  registry_.Add(NewSource(), "", false, LocallyUniqueID(1, 1), 0);
+
+  EXPECT_EQ(hook.given.size(), 3U);
+}
+
+TEST_F(RegistryTest, AHookIsNotAskedAboutADatasetWithoutASource) {
+  Hook hook;
+  registry_.RegisterFilter(&hook);
+
+  registry_.AddEmpty(false);
+
+  EXPECT_THAT(hook.given, IsEmpty());
+}
+
+TEST_F(RegistryTest, AHookThatReturnsNothingMakesADatasetWithoutASource) {
+  Hook hook;
+  hook.answer = [](ORVX_DataSource* source) {
+    delete source;
+    return nullptr;
+  };
+  registry_.RegisterFilter(&hook);
+
+  EXPECT_EQ(registry_.GetDataSet(Add())->DataSource(), nullptr);
+}
+
+TEST_F(RegistryTest, AHookThatThrowsLeavesTheSourceToTheCallerAndNothingRegistered) {
+  Hook hook;
+  hook.answer = [](ORVX_DataSource*) -> ORVX_DataSource* { throw std::runtime_error("no"); };
+  registry_.RegisterFilter(&hook);
+  const std::unique_ptr<DataFreeDataSource> source = Dictionary("A");
+
+  EXPECT_THROW(registry_.Add(*source, "", false), std::runtime_error);
+
+  EXPECT_EQ(Count(), 0U);
+  EXPECT_EQ(source->ColumnCount(), 1);
+  EXPECT_TRUE(IsOpenToOtherThreads(registry_));
+}
+
+TEST_F(RegistryTest, InstallingAHookReturnsTheOneBefore) {
+  Hook first;
+  Hook second;
+
+  EXPECT_EQ(registry_.RegisterFilter(&first), nullptr);
+  EXPECT_EQ(registry_.RegisterFilter(&second), &first);
+  EXPECT_EQ(registry_.RegisterFilter(nullptr), &second);
+
+  Add();
+  EXPECT_THAT(first.given, IsEmpty());
+  EXPECT_THAT(second.given, IsEmpty());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Saved files changed by others
+
+class RegistryOfFilesTest : public RegistryTest {
+ protected:
+  TemporaryFolder folder_;
+};
+
+TEST_F(RegistryOfFilesTest, AFileIsUnchangedUntilSomebodyElseWritesIt) {
+  const std::string path = folder_.Write("survey.tsv");
+  Add(path);
+  EXPECT_FALSE(registry_.SavFileExternallyChanged(path));
+
+  ModifyAt(path, 2'000'000'000);
+
+  EXPECT_TRUE(registry_.SavFileExternallyChanged(path));
+}
+
+TEST_F(RegistryOfFilesTest, AFileIsAskedForByItsNameInAnyCase) {
+  const std::string path = folder_.Write("survey.tsv");
+  Add(path);
+  ModifyAt(path, 2'000'000'000);
+
+  std::string shouted = path;
+  std::transform(path.begin(), path.end(), shouted.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::toupper(letter)); });
+
+  EXPECT_TRUE(registry_.SavFileExternallyChanged(shouted));
+}
+
+TEST_F(RegistryOfFilesTest, AFileThatNoDatasetHasCountsAsUnchanged) {
+  const std::string path = folder_.Write("survey.tsv");
+  Add(path);
+  registry_.AddEmpty(true);
+  ModifyAt(path, 2'000'000'000);
+
+  EXPECT_FALSE(registry_.SavFileExternallyChanged(folder_.Path("other.tsv")));
+}
+
+TEST_F(RegistryOfFilesTest, ADatasetWithoutAFileNameIsNotAskedThoughItHoldsAFile) {
+  const std::string path = folder_.Write("survey.tsv");
+  SvrDMItemPtr item = registry_.GetDataSet(Add(path));
+  item->FileName("");
+  ModifyAt(path, 2'000'000'000);
+  ASSERT_TRUE(item->SavFileExternallyChanged());
+
+  EXPECT_FALSE(registry_.SavFileExternallyChanged(""));
+}
+
+TEST_F(RegistryOfFilesTest, ADatasetWithASuppressedFileNameIsNotAsked) {
+  const std::string path = folder_.Write("survey.tsv");
+  const LocallyUniqueID first = Add(path);
+  Add(path);
+  registry_.Delete(first);
+  ModifyAt(path, 2'000'000'000);
+
+  EXPECT_FALSE(registry_.SavFileExternallyChanged(path));
+}
+
+// Kept: every dataset of the name is asked, and the last answer holds.
+TEST_F(RegistryOfFilesTest, OfSeveralDatasetsWithTheFileNameTheLastRegisteredAnswers) {
+  const std::string path = folder_.Write("survey.tsv");
+  SvrDMItemPtr first = registry_.GetDataSet(Add(path));
+  SvrDMItemPtr last = registry_.GetDataSet(Add("elsewhere"));
+  last->FileName(path);
+
+  ModifyAt(path, 2'000'000'000);
+  last->LockSavFileInUse();
+  EXPECT_TRUE(first->SavFileExternallyChanged());
+  EXPECT_FALSE(registry_.SavFileExternallyChanged(path));
+
+  ModifyAt(path, 2'000'000'001);
+  first->UnlockSavFileInUse();
+  first->LockSavFileInUse();
+  EXPECT_FALSE(first->SavFileExternallyChanged());
+  EXPECT_TRUE(registry_.SavFileExternallyChanged(path));
+}
+
+}  // namespace

@@ -1,0 +1,127 @@
+// The order of the steps in which handles take and release. This program brings its own sfMutexRW,
+// which the library's calls resolve to: it locks nothing and writes down who counts what at each
+// call.
+
+#include <libsfthread/sfMutexRW.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMInputDataSource.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/Observers.h>
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> steps;
+const SvrDMItem* watched = nullptr;
+bool triesSucceed = true;
+
+void Step(const std::string& what) {
+  if (watched == nullptr) return;
+  steps.push_back(what + " with " + std::to_string(watched->ReadersCount()) + " readers, " +
+                  std::to_string(watched->WritersCount()) + " writers");
+}
+
+}  // namespace
+
+void sfMutexRW::readLock() {
+  Step("read lock");
+}
+void sfMutexRW::writeLock() {
+  Step("write lock");
+}
+bool sfMutexRW::tryReadLock() {
+  Step("tried read lock");
+  return triesSucceed;
+}
+bool sfMutexRW::tryWriteLock() {
+  Step("tried write lock");
+  return triesSucceed;
+}
+void sfMutexRW::unlock() noexcept {
+  Step("unlock");
+}
+
+namespace {
+
+using testing::ElementsAre;
+
+class StepsOfHandles : public testing::Test {
+ protected:
+  StepsOfHandles() {
+    steps.clear();
+    triesSucceed = true;
+    watched = &*item;
+  }
+  ~StepsOfHandles() override { watched = nullptr; }
+
+  ServerDataManager registry;
+  LocallyUniqueID id = support::AddDataset(registry, "A B", /*quiet=*/true);
+  SvrDMItemPtr item = registry.GetDataSet(id);
+};
+
+TEST_F(StepsOfHandles, AReaderCountsItselfUnderItsLockAndDropsItsCountAfterReleasing) {
+  { const SvrDMInputDataSource reader(registry, id, false); }
+
+  EXPECT_THAT(steps, ElementsAre("read lock with 0 readers, 0 writers",
+                                 "unlock with 1 readers, 0 writers"));
+  EXPECT_EQ(item->ReadersCount(), 0);
+}
+
+TEST_F(StepsOfHandles, AReaderNeverTries) {
+  triesSucceed = false;
+
+  { const SvrDMInputDataSource reader(registry, id, /*tryOnly=*/true); }
+
+  EXPECT_THAT(steps, ElementsAre("read lock with 0 readers, 0 writers",
+                                 "unlock with 1 readers, 0 writers"));
+}
+
+TEST_F(StepsOfHandles, AWriterTellsThenCountsAsAReaderWhileItReleasesTheLock) {
+  support::RecordingObserver observer;
+  observer.reaction = [](auto) { Step("observer told"); };
+  item->Register(observer);
+
+  { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr); }
+
+  EXPECT_THAT(steps, ElementsAre("write lock with 0 readers, 1 writers",
+                                 "observer told with 0 readers, 1 writers",
+                                 "unlock with 1 readers, 0 writers"));
+  EXPECT_EQ(item->ReadersCount(), 0);
+  EXPECT_EQ(item->WritersCount(), 0);
+}
+
+TEST_F(StepsOfHandles, AWriterThatOnlyTriesReleasesLikeAnyOther) {
+  { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/true, nullptr); }
+
+  EXPECT_THAT(steps, ElementsAre("tried write lock with 0 readers, 1 writers",
+                                 "unlock with 1 readers, 0 writers"));
+}
+
+TEST_F(StepsOfHandles, AFailedTryUnlocksNothingThenOrLater) {
+  triesSucceed = false;
+  EXPECT_THROW(SvrDMWriteableDataSource(registry, id, /*tryOnly=*/true, nullptr), int);
+  { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr); }
+  { const SvrDMInputDataSource reader(registry, id, false); }
+
+  EXPECT_THAT(steps, ElementsAre("tried write lock with 0 readers, 1 writers",
+                                 "write lock with -1 readers, 2 writers",
+                                 "read lock with -1 readers, 1 writers"));
+}
+
+TEST_F(StepsOfHandles, TheRegistryNeverTakesTheLockOfADataset) {
+  registry.GetDataSet(id);
+  registry.GetDataSet("");
+  registry.GetAllDatasets();
+  registry.Password(id, "secret", false);
+  registry.SavFileExternallyChanged("");
+  registry.Delete(id);
+  registry.Clear();
+
+  EXPECT_THAT(steps, testing::IsEmpty());
+}
+
+}  // namespace

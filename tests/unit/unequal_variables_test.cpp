@@ -1,0 +1,40 @@
+// A view that does not follow the changes made to it stops the process. This program brings its own
+// equality of variables, which the libraries' calls resolve to: no variable equals any other,
+// itself included.
+
+#include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/Observers.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+bool ORVX_Variable::operator==(const ORVX_Variable&) const {
+  return false;
+}
+
+namespace {
+
+TEST(UnequalVariablesDeathTest, AViewThatDoesNotFollowStopsTheProcessWithOneLine) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = support::AddDataset(registry, "A", /*quiet=*/true);
+  support::RecordingObserver observer;
+  registry.GetDataSet(id)->Register(observer);
+
+  EXPECT_EXIT(support::WriteNothing(registry, id), testing::KilledBySignal(SIGABRT),
+              "^Assertion failed: view\\.GetVariable\\(iNew\\) == pDs->GetVariable\\(iNew\\), "
+              "function Update, source ServerDataManager/ObserverView, line 352\n$");
+}
+
+TEST(UnequalVariables, AreNoMatterWhereNobodyListens) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = support::AddDataset(registry, "A", /*quiet=*/true);
+
+  support::WriteNothing(registry, id);
+
+  EXPECT_TRUE(registry.GetDataSet(id)->Notifications().empty());
+}
+
+}  // namespace

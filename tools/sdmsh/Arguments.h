@@ -1,0 +1,60 @@
+// Arguments: the words after a command's name, taken one by one.
+//
+//   const std::string file = arguments.Take("FILE");
+//   arguments.Expect("as");
+//   const std::string name = arguments.Take("NAME");
+//   const bool quiet = arguments.Accept("quiet");
+//   arguments.End();
+
+#ifndef SDMSH_ARGUMENTS_H_
+#define SDMSH_ARGUMENTS_H_
+
+#include "Command.h"
+
+#include <string>
+#include <vector>
+
+namespace sdmsh {
+
+// Each operation that does not find what it wants throws CommandError, saying what was expected,
+// what stands there, and how the command is used.
+//
+// Threads: the shell's.
+class Arguments {
+ public:
+  // Borrows the command.
+  Arguments(const Command& command, std::vector<std::string> words)
+      : command_(command), words_(std::move(words)) {}
+
+  // The next word, whatever it is; `what` is the name that the command's row gives it.
+  std::string Take(const char* what);
+  // The same, and leaves it there.
+  const std::string& Peek(const std::string& what) const;
+  // One word or more, up to the end.
+  std::vector<std::string> TakeRest(const char* what);
+  // The next word, from 1 on.
+  int TakeNumber(const char* what);
+  // The next word: "on" or "off".
+  bool TakeOnOff();
+
+  // Takes the keyword if it stands next.
+  bool Accept(const char* keyword);
+  void Expect(const char* keyword);
+  // One of several keywords; returns which, from 0.
+  std::size_t TakeOneOf(const std::vector<const char*>& keywords);
+
+  bool AtEnd() const { return next_ == words_.size(); }
+  void End() const;
+
+  // Throws: `expected` did not stand where the next word is.
+  [[noreturn]] void Wrong(const std::string& expected) const;
+
+ private:
+  const Command& command_;
+  std::vector<std::string> words_;
+  std::size_t next_ = 0;
+};
+
+}  // namespace sdmsh
+
+#endif  // SDMSH_ARGUMENTS_H_

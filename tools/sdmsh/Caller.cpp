@@ -1,0 +1,65 @@
+// A role's locks, taken and released on its thread.
+
+#include "Caller.h"
+
+#include "LockWords.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sdmsh {
+namespace {
+
+template <class Matches>
+const Hold* LastHold(const std::vector<Hold>& holds, Matches matches) {
+  const auto last = std::find_if(holds.rbegin(), holds.rend(), matches);
+  return last == holds.rend() ? nullptr : &*last;
+}
+
+}  // namespace
+
+void Caller::Do(std::function<void()> work) {
+  worker_.Start(std::move(work));
+  worker_.Finish();
+}
+
+void Caller::StartTaking(const DatasetPtr& dataset, LockMode mode, bool tryOnly) {
+  coming_ = Hold{dataset, mode, nullptr};
+  // Found here: a thread that waits for the lock would be finding it while others go on.
+  SvrDMDataSetObserver* const originator = &dataset->ObserverOf(name_);
+  worker_.Start([this, tryOnly, originator] {
+    SvrDMItemPtr& item = coming_.dataset->Item();
+    if (coming_.mode == LockMode::Read) {
+      coming_.handle = std::make_unique<SvrDMInputDataSource>(item, tryOnly);
+    } else {
+      coming_.handle = std::make_unique<SvrDMWriteableDataSource>(item, tryOnly, originator);
+    }
+  });
+}
+
+const Hold& Caller::FinishTaking() {
+  worker_.Finish();
+  return holds_.emplace_back(std::move(coming_));
+}
+
+std::string Caller::AskedInWords() const {
+  return LockInWords(coming_.mode, coming_.dataset->Name());
+}
+
+const Hold* Caller::FindHold(const OpenDataset& dataset) const {
+  return LastHold(holds_, [&](const Hold& hold) { return hold.dataset.get() == &dataset; });
+}
+
+const Hold* Caller::FindWriter(const OpenDataset& dataset) const {
+  return LastHold(holds_, [&](const Hold& hold) {
+    return hold.dataset.get() == &dataset && hold.mode == LockMode::Write;
+  });
+}
+
+void Caller::Release(const OpenDataset& dataset) {
+  const auto index = static_cast<std::size_t>(FindHold(dataset) - holds_.data());
+  Do([&] { holds_[index].handle.reset(); });
+  holds_.erase(holds_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+}  // namespace sdmsh

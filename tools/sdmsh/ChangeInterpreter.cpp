@@ -1,0 +1,92 @@
+// From messages to records.
+
+#include "ChangeInterpreter.h"
+
+#include <liborvxdemg/DataSetMsgVisitor.h>
+#include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/InsertVarsMsg.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <algorithm>
+#include <exception>
+
+namespace sdmsh {
+namespace {
+
+// Makes the record of one message, given the dictionary before it. What the message names and the
+// dictionary has not is left empty: the mirror says what is wrong with it.
+class Recorder final : public DataSetMsgVisitor {
+ public:
+  explicit Recorder(const std::vector<ORVX_Variable>& before) : before_(before) {}
+
+  Change Record(const DataSetMsg& message) {
+    change_.leading = message.GetLeading();
+    change_.datasetID = message.GetDataSetID();
+    change_.caseSequence = message.GetCaseSequence();
+    message.Accept(*this);
+    return std::move(change_);
+  }
+
+  void Visit(const InsertVarsMsg& message) override {
+    change_.what = VariablesInserted{message.GetVariables(), message.GetAnchor(),
+                                     Before(message.GetAnchor()).GetName()};
+  }
+  void Visit(const DeleteVarsMsg& message) override {
+    change_.what = VariablesDeleted{message.GetVariables()};
+  }
+  void Visit(const MoveVarsMsg& message) override {
+    change_.what = VariablesMoved{message.GetPositions(), message.GetTarget(),
+                                  NamesAt(message.GetPositions())};
+  }
+  void Visit(const ModifyVarMsg& message) override {
+    const ORVX_Variable& after = message.GetVariable();
+    change_.what = VariableModified{Before(after.GetID()), after};
+  }
+  void Visit(const ResetUndoMsg&) override { change_.what = UndoReset(); }
+
+ private:
+  ORVX_Variable Before(LocallyUniqueID id) const {
+    const auto found = std::find_if(before_.begin(), before_.end(),
+                                    [id](const auto& variable) { return variable.GetID() == id; });
+    return found == before_.end() ? ORVX_Variable() : *found;
+  }
+
+  std::vector<std::string> NamesAt(const std::vector<int>& positions) const {
+    std::vector<std::string> names;
+    for (const int position : positions) {
+      const auto index = static_cast<std::size_t>(position);
+      names.push_back(index < before_.size() ? before_[index].GetName() : std::string());
+    }
+    return names;
+  }
+
+  const std::vector<ORVX_Variable>& before_;
+  Change change_{};
+};
+
+}  // namespace
+
+void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
+  pass_.clear();
+  ++passCount_;
+  if (!failure_.empty()) return;
+  // An exception that leaves an observer ends the process.
+  try {
+    Interpret(*writer);
+  } catch (const std::exception& error) {
+    failure_ = error.what();
+  }
+}
+
+void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
+  for (const DataSetMsg* message : writer.GetNotifications()) {
+    Change change = Recorder(mirror_.Variables()).Record(*message);
+    mirror_.Apply(*message);
+    pass_.push_back(std::move(change));
+  }
+}
+
+}  // namespace sdmsh

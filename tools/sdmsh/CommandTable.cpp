@@ -1,0 +1,98 @@
+// The table of commands.
+
+#include "Command.h"
+#include "Commands.h"
+
+namespace sdmsh {
+
+const std::vector<CommandSubject>& CommandTable() {
+  static const std::vector<CommandSubject> table = {
+      {"Datasets",
+       {
+           {"open", "FILE as NAME [quiet]", "opens a data file as a dataset", OpenFile,
+            "A quiet dataset is announced to no observer of the registry."},
+           {"add-empty", "NAME [quiet]", "adds a dataset without a data source", AddEmpty,
+            "`source` gives it one."},
+           {"close", "DATASET", "deletes a dataset from the registry", CloseDataset,
+            "It lives on for those who hold or wait for its lock."},
+           {"list", "", "lists the datasets", ListDatasets},
+           {"show", "DATASET", "shows what is known of a dataset", ShowDataset,
+            "DATASET is always a handle name, without regard to case, or an identifier such as "
+            "0:3."},
+           {"variables", "DATASET", "shows the variables of a dataset", ShowVariables,
+            "Reads for the moment where the caller holds no lock."},
+       }},
+      {"Locks",
+       {
+           {"read", "DATASET", "takes a read lock", TakeReadLock,
+            "A lock that has to wait says so; the caller takes no command until it is let in."},
+           {"write", "DATASET", "takes the write lock", TakeWriteLock,
+            "A lock that has to wait says so; the caller takes no command until it is let in."},
+           {"try-write", "DATASET", "takes the write lock if it is free", TryWriteLock,
+            "Beware: a try that fails marks the dataset for good. No lock on it is released any "
+            "more, and its counts stay off by one."},
+           {"release", "[DATASET]", "lets go of the last lock on a dataset, or of all locks",
+            ReleaseLocks, "The observers of a dataset that was written are told what changed."},
+       }},
+      {"Observers",
+       {
+           {"observe", "DATASET", "tells the caller what others change", Observe,
+            "Whoever observes twice is told twice."},
+           {"unobserve", "DATASET", "ends that", Unobserve},
+           {"tell", "DATASET", "tells observers what changed so far, without letting go",
+            TellObservers},
+       }},
+      {"Variables, for the caller that holds the write lock",
+       {
+           {"insert", "DATASET NAME [numeric|string:WIDTH] [before VARIABLE] [label TEXT]",
+            "inserts a variable", InsertVariable,
+            "At the end, and numeric, unless said otherwise."},
+           {"delete", "DATASET VARIABLE...", "deletes variables", DeleteVariables},
+           {"move", "DATASET VARIABLE to POSITION|before VARIABLE", "moves a variable",
+            MoveVariable, "Positions count from 1."},
+           {"reorder", "DATASET VARIABLE...", "brings variables to the front, in bulk",
+            ReorderVariables,
+            "Observers are told in two messages, however many variables move. Those not named "
+            "follow in their order."},
+           {"rename", "DATASET VARIABLE NAME", "renames a variable", RenameVariable},
+           {"label", "DATASET VARIABLE TEXT", "labels a variable", LabelVariable},
+           {"retype", "DATASET VARIABLE numeric|string:WIDTH",
+            "changes the type of a variable, and its formats to match", RetypeVariable},
+       }},
+      {"The dataset, for the caller that holds the write lock",
+       {
+           {"source", "DATASET file FILE|dictionary|none", "replaces the data source",
+            ReplaceSource,
+            "By another data file, by an empty dictionary without cases, or by nothing."},
+           {"sequence", "DATASET", "raises the case sequence number by one", RaiseCaseSequence},
+           {"bulk", "DATASET", "has the next pass report the variables as a whole", AskForBulkMoves,
+            "One message deletes them all, one inserts them all."},
+       }},
+      {"Settings, for any caller",
+       {
+           {"handle", "DATASET NAME", "gives a dataset another handle name", SetHandle},
+           {"file", "DATASET FILE", "gives a dataset another file name", SetFileName,
+            "\"\" for none. No file is touched."},
+           {"window", "DATASET front|minimized|hidden on|off", "sets a mark of its window",
+            SetWindowState},
+           {"password", "DATASET TEXT [mangled]", "sets its password", SetPassword},
+       }},
+      {"The shell",
+       {
+           {"help", "[COMMAND]", "lists the commands, or explains one", Help},
+           {"quit", "", "ends the shell", Quit, "So does the end of the script or of the input."},
+       }},
+  };
+  return table;
+}
+
+const Command* FindCommand(std::string_view name) {
+  for (const CommandSubject& subject : CommandTable()) {
+    for (const Command& command : subject.commands) {
+      if (command.name == name) return &command;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace sdmsh

@@ -1,0 +1,149 @@
+// Event: what the shell has to say, as records. A printer puts them into words or into JSON;
+// commands never print.
+
+#ifndef SDMSH_EVENT_H_
+#define SDMSH_EVENT_H_
+
+#include "Change.h"
+
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace sdmsh {
+
+enum class LockMode { Read, Write };
+
+// A role and how it holds a lock, or waits for it. An empty role is one that cannot let go any
+// more.
+struct Holding {
+  std::string role;
+  LockMode mode;
+
+  bool operator==(const Holding&) const = default;
+};
+
+// A line of the script being played, as it stands there.
+struct ScriptLine {
+  int line;  // from 1
+  std::string text;
+  std::string role;                // who gives the command
+  std::vector<std::string> words;  // the command; empty for a comment or an empty line
+};
+
+// A dataset is in the registry.
+struct DatasetOpened {
+  struct Size {
+    int variables;
+    long long cases;
+  };
+  std::string role;
+  std::string dataset;
+  LocallyUniqueID id;
+  std::string file;          // as it was opened; empty for an empty dataset
+  std::optional<Size> size;  // none for a dataset without a data source
+  bool quiet;
+};
+
+// A dataset has left the registry. It lives on while somebody holds or waits for its lock.
+struct DatasetClosed {
+  std::string role;
+  std::string dataset;
+  std::vector<Holding> holders;
+  std::vector<Holding> waiters;
+};
+
+// What the handle on a dataset and the shell tell about it.
+struct DatasetFacts {
+  std::string dataset;
+  LocallyUniqueID id;
+  std::string file;
+  std::string suppressedFile;
+  bool hasDataSource;
+  unsigned int caseSequence;
+  unsigned int readersCount;
+  unsigned int writersCount;
+  bool windowFront;
+  bool windowMinimized;
+  bool windowHidden;
+  bool hasPassword;
+  bool passwordMangled;
+  std::vector<Holding> holders;
+  std::vector<Holding> waiters;
+  std::vector<std::string> observers;  // a role stands there as often as it is told
+};
+
+struct DatasetList {
+  std::vector<DatasetFacts> datasets;
+};
+
+struct VariableTable {
+  std::string dataset;
+  std::vector<ORVX_Variable> variables;
+};
+
+// Something happened to the lock of a dataset.
+struct LockEvent {
+  enum class What { Taken, Waits, LetIn, Released, TryFailed };
+  What what;
+  std::string role;
+  std::string dataset;
+  LockMode mode;
+  std::vector<Holding> holders = {};  // for Waits and TryFailed: who has the lock
+  std::vector<Holding> waiters = {};  // likewise: who waits in front
+};
+
+// A role begins or ends to observe a dataset.
+struct Observing {
+  std::string role;
+  std::string dataset;
+  bool begins;
+};
+
+// An observer received a message.
+struct Told {
+  std::string role;
+  std::string dataset;
+  Change change;
+};
+
+// An observer was passed over, because its own role made the changes.
+struct NotTold {
+  std::string role;
+  std::string dataset;
+};
+
+// A command's row of the table.
+struct CommandHelp {
+  std::string name;
+  std::string arguments;
+  std::string help;
+  std::string more;
+};
+
+// All commands by subject.
+struct HelpTable {
+  struct Subject {
+    std::string title;
+    std::vector<CommandHelp> commands;
+  };
+  std::vector<Subject> subjects;
+};
+
+// Something went wrong.
+struct Failure {
+  std::string file;  // the script; empty at the prompt
+  int line;          // in it; 0 where no line is at fault
+  std::string text;
+};
+
+using Event =
+    std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList, VariableTable,
+                 LockEvent, Observing, Told, NotTold, CommandHelp, HelpTable, Failure>;
+
+}  // namespace sdmsh
+
+#endif  // SDMSH_EVENT_H_

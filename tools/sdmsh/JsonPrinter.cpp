@@ -1,0 +1,285 @@
+// Events as JSON, one object per line.
+
+#include "OpenDataset.h"
+#include "Printer.h"
+#include "VariableWords.h"
+
+#include <nlohmann/json.hpp>
+
+#include <ostream>
+#include <string>
+
+namespace sdmsh {
+namespace {
+
+// Members stay in the order in which they are given: a person reads these lines too.
+using Json = nlohmann::ordered_json;
+
+Json Identifier(LocallyUniqueID id) {
+  return id.IsNull() ? Json(nullptr) : Json(InWords(id));
+}
+
+const char* ModeWord(LockMode mode) {
+  return mode == LockMode::Read ? "read" : "write";
+}
+
+Json Holdings(const std::vector<Holding>& holdings) {
+  Json json = Json::array();
+  for (const Holding& holding : holdings) {
+    json.push_back({{"role", holding.role}, {"mode", ModeWord(holding.mode)}});
+  }
+  return json;
+}
+
+Json Value(const DataValue& value) {
+  return std::visit([](const auto& which) { return Json(which); }, value);
+}
+
+Json Format(const VariableFormat& format) {
+  return FormatInWords(format);
+}
+
+Json Labels(const ValueLabels& labels) {
+  Json json = Json::array();
+  for (const auto& [value, label] : labels) {
+    json.push_back({{"value", Value(value)}, {"label", label}});
+  }
+  return json;
+}
+
+Json Missing(const MissingValues& missing) {
+  Json values = Json::array();
+  for (const DataValue& value : missing.values) values.push_back(Value(value));
+  Json json = {{"values", values}};
+  if (missing.range) json["range"] = {missing.range->first, missing.range->second};
+  return json;
+}
+
+Json Variable(const ORVX_Variable& variable) {
+  return {{"id", Identifier(variable.GetID())},
+          {"name", variable.GetName()},
+          {"label", variable.GetLabel()},
+          {"type", variable.GetType()},
+          {"printFormat", Format(variable.GetPrintFormat())},
+          {"writeFormat", Format(variable.GetWriteFormat())},
+          {"valueLabels", Labels(variable.GetValueLabels())},
+          {"missingValues", Missing(variable.GetMissingValues())},
+          {"measurementLevel", LevelInWords(variable.GetMeasurementLevel())},
+          {"role", RoleInWords(variable.GetRole())},
+          {"alignment", AlignmentInWords(variable.GetAlignment())},
+          {"displayWidth", variable.GetDisplayWidth()},
+          {"attributes", variable.GetAttributes()}};
+}
+
+Json Variables(const std::vector<ORVX_Variable>& variables) {
+  Json json = Json::array();
+  for (const ORVX_Variable& variable : variables) json.push_back(Variable(variable));
+  return json;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Changes: the message's name and arguments, then what the shell knows besides.
+
+struct ChangeMembers {
+  Json operator()(const VariablesInserted& inserted) const {
+    Json json = {{"message", "InsertVarsMsg"},
+                 {"variables", Variables(inserted.variables)},
+                 {"anchor", Identifier(inserted.anchor)}};
+    if (!inserted.anchor.IsNull()) json["anchorName"] = inserted.anchorName;
+    return json;
+  }
+
+  Json operator()(const VariablesDeleted& deleted) const {
+    return {{"message", "DeleteVarsMsg"}, {"variables", Variables(deleted.variables)}};
+  }
+
+  Json operator()(const VariablesMoved& moved) const {
+    return {{"message", "MoveVarsMsg"},
+            {"positions", moved.positions},
+            {"target", moved.target},
+            {"names", moved.names}};
+  }
+
+  Json operator()(const VariableModified& modified) const {
+    Json changed = Json::array();
+    for (const Difference& difference : Differences(modified.before, modified.after)) {
+      changed.push_back(difference.what);
+    }
+    return {{"message", "ModifyVarMsg"},
+            {"variable", Variable(modified.after)},
+            {"before", Variable(modified.before)},
+            {"changed", changed}};
+  }
+
+  Json operator()(const UndoReset&) const { return {{"message", "ResetUndoMsg"}}; }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Events: their members. The first is the event's name.
+
+Json Members(const ScriptLine& line) {
+  return {{"event", "command"}, {"line", line.line}, {"role", line.role}, {"words", line.words}};
+}
+
+Json Members(const DatasetOpened& opened) {
+  Json json = {{"event", "opened"},           {"role", opened.role}, {"dataset", opened.dataset},
+               {"id", Identifier(opened.id)}, {"file", opened.file}, {"quiet", opened.quiet}};
+  if (opened.size) {
+    json["variables"] = opened.size->variables;
+    json["cases"] = opened.size->cases;
+  }
+  return json;
+}
+
+Json Members(const DatasetClosed& closed) {
+  return {{"event", "closed"},
+          {"role", closed.role},
+          {"dataset", closed.dataset},
+          {"holders", Holdings(closed.holders)},
+          {"waiters", Holdings(closed.waiters)}};
+}
+
+Json Facts(const DatasetFacts& facts) {
+  return {{"dataset", facts.dataset},
+          {"id", Identifier(facts.id)},
+          {"file", facts.file},
+          {"suppressedFile", facts.suppressedFile},
+          {"hasDataSource", facts.hasDataSource},
+          {"caseSequence", facts.caseSequence},
+          {"readersCount", facts.readersCount},
+          {"writersCount", facts.writersCount},
+          {"windowFront", facts.windowFront},
+          {"windowMinimized", facts.windowMinimized},
+          {"windowHidden", facts.windowHidden},
+          {"hasPassword", facts.hasPassword},
+          {"passwordMangled", facts.passwordMangled},
+          {"holders", Holdings(facts.holders)},
+          {"waiters", Holdings(facts.waiters)},
+          {"observers", facts.observers}};
+}
+
+Json Members(const DatasetFacts& facts) {
+  Json json = {{"event", "dataset"}};
+  json.update(Facts(facts));
+  return json;
+}
+
+Json Members(const DatasetList& list) {
+  Json datasets = Json::array();
+  for (const DatasetFacts& facts : list.datasets) datasets.push_back(Facts(facts));
+  return {{"event", "datasets"}, {"datasets", datasets}};
+}
+
+Json Members(const VariableTable& table) {
+  return {{"event", "variables"},
+          {"dataset", table.dataset},
+          {"variables", Variables(table.variables)}};
+}
+
+const char* LockWord(LockEvent::What what) {
+  switch (what) {
+    case LockEvent::What::Taken:
+      return "taken";
+    case LockEvent::What::Waits:
+      return "waits";
+    case LockEvent::What::LetIn:
+      return "letIn";
+    case LockEvent::What::Released:
+      return "released";
+    case LockEvent::What::TryFailed:
+      return "tryFailed";
+  }
+  return "unknown";
+}
+
+Json Members(const LockEvent& event) {
+  Json json = {{"event", "lock"},
+               {"what", LockWord(event.what)},
+               {"role", event.role},
+               {"dataset", event.dataset},
+               {"mode", ModeWord(event.mode)}};
+  if (event.what == LockEvent::What::Waits || event.what == LockEvent::What::TryFailed) {
+    json["holders"] = Holdings(event.holders);
+    json["waiters"] = Holdings(event.waiters);
+  }
+  return json;
+}
+
+Json Members(const Observing& observing) {
+  return {{"event", observing.begins ? "observes" : "observesNoLonger"},
+          {"role", observing.role},
+          {"dataset", observing.dataset}};
+}
+
+Json Members(const Told& told) {
+  Json json = {{"event", "told"},
+               {"role", told.role},
+               {"dataset", told.dataset},
+               {"leading", told.change.leading},
+               {"datasetId", Identifier(told.change.datasetID)},
+               {"caseSequence", told.change.caseSequence}};
+  json.update(std::visit(ChangeMembers(), told.change.what));
+  return json;
+}
+
+Json Members(const NotTold& notTold) {
+  return {{"event", "notTold"}, {"role", notTold.role}, {"dataset", notTold.dataset}};
+}
+
+Json Help(const CommandHelp& command) {
+  return {{"command", command.name},
+          {"arguments", command.arguments},
+          {"help", command.help},
+          {"more", command.more}};
+}
+
+Json Members(const CommandHelp& command) {
+  Json json = {{"event", "help"}};
+  json.update(Help(command));
+  return json;
+}
+
+Json Members(const HelpTable& table) {
+  Json commands = Json::array();
+  for (const HelpTable::Subject& subject : table.subjects) {
+    for (const CommandHelp& command : subject.commands) {
+      Json row = Help(command);
+      row["subject"] = subject.title;
+      commands.push_back(std::move(row));
+    }
+  }
+  return {{"event", "help"}, {"commands", commands}};
+}
+
+Json Members(const Failure& failure) {
+  Json json = {{"event", "error"}, {"text", failure.text}};
+  if (!failure.file.empty()) json["file"] = failure.file;
+  if (failure.line > 0) json["line"] = failure.line;
+  return json;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+class JsonPrinter final : public Printer {
+ public:
+  explicit JsonPrinter(std::ostream& out) : out_(out) {}
+
+  void Print(const Event& event) override {
+    const auto* const line = std::get_if<ScriptLine>(&event);
+    if (line != nullptr && line->words.empty()) return;  // a comment is for people
+    const Json json = std::visit([](const auto& which) { return Members(which); }, event);
+    // Bytes that are not UTF-8, from a script or a file name, must not spoil the line.
+    out_ << json.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+  }
+
+ private:
+  std::ostream& out_;
+};
+
+}  // namespace
+
+std::unique_ptr<Printer> MakeJsonPrinter(std::ostream& out) {
+  return std::make_unique<JsonPrinter>(out);
+}
+
+}  // namespace sdmsh

@@ -1,0 +1,38 @@
+// Taking and releasing locks.
+
+#include "Arguments.h"
+#include "Commands.h"
+#include "Shell.h"
+
+namespace sdmsh {
+namespace {
+
+DatasetPtr TakeOnlyDataset(Shell& shell, const Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  arguments.End();
+  return dataset;
+}
+
+}  // namespace
+
+void TakeReadLock(Shell& shell, Caller& caller, Arguments& arguments) {
+  shell.Locks().Take(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Read);
+}
+
+void TakeWriteLock(Shell& shell, Caller& caller, Arguments& arguments) {
+  shell.Locks().Take(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Write);
+}
+
+void TryWriteLock(Shell& shell, Caller& caller, Arguments& arguments) {
+  shell.Locks().TryWrite(caller, TakeOnlyDataset(shell, caller, arguments));
+}
+
+void ReleaseLocks(Shell& shell, Caller& caller, Arguments& arguments) {
+  if (!arguments.AtEnd()) {
+    shell.Locks().Release(caller, TakeOnlyDataset(shell, caller, arguments));
+  } else {
+    shell.Locks().ReleaseAll(caller);
+  }
+}
+
+}  // namespace sdmsh

@@ -1,0 +1,69 @@
+// A dataset and its observers.
+
+#include "OpenDataset.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sdmsh {
+
+// Tells its role what the interpreter, which stands in front of it, has made of the messages.
+class OpenDataset::RoleObserver final : public SvrDMDataSetObserver {
+ public:
+  RoleObserver(OpenDataset& dataset, std::string role)
+      : dataset_(dataset), role_(std::move(role)) {}
+
+  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
+    for (const Change& change : dataset_.interpreter_.Pass()) {
+      dataset_.told_.push_back({role_, dataset_.Name(), change});
+    }
+  }
+
+ private:
+  OpenDataset& dataset_;
+  const std::string role_;
+};
+
+OpenDataset::OpenDataset(SvrDMItemPtr item) : item_(item), handle_(item) {
+  handle_.Register(interpreter_);
+}
+
+OpenDataset::~OpenDataset() {
+  handle_.Unregister(interpreter_);
+  for (const auto& [role, observer] : roles_) handle_.Unregister(*observer);
+}
+
+std::string OpenDataset::Name() const {
+  const std::string name = handle_.GetHandle();
+  return name.empty() ? InWords(ID()) : name;
+}
+
+SvrDMDataSetObserver& OpenDataset::ObserverOf(const std::string& role) {
+  std::unique_ptr<RoleObserver>& observer = roles_[role];
+  if (observer == nullptr) observer = std::make_unique<RoleObserver>(*this, role);
+  return *observer;
+}
+
+void OpenDataset::Observe(const std::string& role) {
+  handle_.Register(ObserverOf(role));
+  observers_.push_back(role);
+}
+
+void OpenDataset::Unobserve(const std::string& role) {
+  handle_.Unregister(ObserverOf(role));
+  std::erase(observers_, role);
+}
+
+bool OpenDataset::IsObservedBy(const std::string& role) const {
+  return std::find(observers_.begin(), observers_.end(), role) != observers_.end();
+}
+
+std::vector<Told> OpenDataset::TakeTold() {
+  return std::exchange(told_, {});
+}
+
+std::string InWords(LocallyUniqueID id) {
+  return std::to_string(id.Domain()) + ":" + std::to_string(id.Serial());
+}
+
+}  // namespace sdmsh

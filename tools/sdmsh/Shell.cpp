@@ -1,0 +1,122 @@
+// Datasets, callers and the way of a command to its function.
+
+#include "Shell.h"
+
+#include "Arguments.h"
+#include "Command.h"
+#include "CommandError.h"
+
+#include <ServerDataManager/serverdatamgr.h>
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+
+namespace sdmsh {
+namespace {
+
+// "0:3"; nothing where the text does not read like that.
+std::optional<LocallyUniqueID> ParseID(const std::string& text) {
+  unsigned int domain = 0;
+  unsigned int serial = 0;
+  const char* const end = text.data() + text.size();
+  const auto colon = std::from_chars(text.data(), end, domain);
+  if (colon.ec != std::errc() || colon.ptr == end || *colon.ptr != ':') return std::nullopt;
+  const auto rest = std::from_chars(colon.ptr + 1, end, serial);
+  if (rest.ec != std::errc() || rest.ptr != end) return std::nullopt;
+  return LocallyUniqueID(domain, serial);
+}
+
+// What the library says where there is no such dataset, as CommandError.
+SvrDMItemPtr Registered(const ServerDataManager& registry, LocallyUniqueID id) {
+  try {
+    return registry.GetDataSet(id);
+  } catch (...) {
+    throw CommandError(InWords(id) + ": " + ExceptionInWords());
+  }
+}
+
+}  // namespace
+
+Shell::Shell(ServerDataManager& registry, Printer& printer, Bound bound)
+    : registry_(registry),
+      printer_(printer),
+      locks_([this](const Event& event) { Say(event); }, bound) {}
+
+Shell::~Shell() {
+  for (const DatasetPtr& dataset : datasets_) registry_.Delete(dataset->ID());
+}
+
+void Shell::Execute(const std::string& role, const std::vector<std::string>& words) {
+  const Command* const command = FindCommand(words.front());
+  if (command == nullptr) {
+    throw CommandError("no command \"" + words.front() + "\"; `help` lists them");
+  }
+  Caller& caller = locks_.CallerNamed(role);
+  locks_.RefuseWaiting(caller);
+  Arguments arguments(*command, {words.begin() + 1, words.end()});
+  command->run(*this, caller, arguments);
+}
+
+DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const {
+  for (const Hold& hold : caller.Holds()) {
+    if (nameOrID == hold.dataset->Name() || nameOrID == InWords(hold.dataset->ID())) {
+      return hold.dataset;
+    }
+  }
+  if (const auto id = ParseID(nameOrID)) return Known(Registered(registry_, *id)->ID());
+  const SvrDMItemPtr item = nameOrID.empty() ? SvrDMItemPtr() : registry_.GetDataSet(nameOrID);
+  if (!item.IsValid()) throw CommandError("no dataset is called \"" + nameOrID + "\"");
+  return Known(item->ID());
+}
+
+void Shell::RefuseName(const std::string& name, const OpenDataset* renamed) const {
+  if (name.empty()) throw CommandError("a dataset cannot have an empty name");
+  if (ParseID(name)) {
+    throw CommandError("a dataset cannot be called \"" + name +
+                       "\": that reads like an identifier");
+  }
+  const SvrDMItemPtr item = registry_.GetDataSet(name);
+  if (item.IsValid() && (renamed == nullptr || item->ID() != renamed->ID())) {
+    throw CommandError("there is a dataset called \"" + item->Handle() + "\" already");
+  }
+}
+
+std::vector<DatasetPtr> Shell::Datasets() const {
+  std::vector<DatasetPtr> datasets;
+  for (const SvrDMDataset& handle : registry_.GetAllDatasets()) {
+    datasets.push_back(Known(handle.GetDataSetID()));
+  }
+  return datasets;
+}
+
+DatasetPtr Shell::Known(LocallyUniqueID id) const {
+  const auto found = std::find_if(datasets_.begin(), datasets_.end(),
+                                  [id](const DatasetPtr& dataset) { return dataset->ID() == id; });
+  if (found == datasets_.end()) {
+    throw CommandError("dataset " + InWords(id) + " was not opened by this shell");
+  }
+  return *found;
+}
+
+DatasetPtr Shell::Adopt(LocallyUniqueID id, const std::string& name) {
+  const DatasetPtr dataset = std::make_shared<OpenDataset>(registry_.GetDataSet(id));
+  dataset->Handle().SetHandle(name);
+  return datasets_.emplace_back(dataset);
+}
+
+void Shell::Close(const OpenDataset& dataset) {
+  registry_.Delete(dataset.ID());
+  std::erase_if(datasets_, [&](const DatasetPtr& known) { return known.get() == &dataset; });
+}
+
+bool Shell::CloseDown(const std::string& file) {
+  bool good = true;
+  locks_.CloseDown([&](const std::string& text) {
+    Say(Failure{file, 0, text});
+    good = false;
+  });
+  return good;
+}
+
+}  // namespace sdmsh

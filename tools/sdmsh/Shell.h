@@ -1,0 +1,80 @@
+// Shell: what the commands work on: the open datasets, the callers with their locks, and the
+// printer.
+
+#ifndef SDMSH_SHELL_H_
+#define SDMSH_SHELL_H_
+
+#include "Caller.h"
+#include "Event.h"
+#include "LockDesk.h"
+#include "OpenDataset.h"
+#include "Printer.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+class ServerDataManager;
+
+namespace sdmsh {
+
+// Threads: one, the shell's. Callers' threads run only while it waits for them, or stand in line
+// for a lock.
+class Shell {
+ public:
+  // Who gives a command that names no role.
+  static constexpr const char* kMainRole = "main";
+
+  // Borrows both. `bound`: see LockDesk.
+  Shell(ServerDataManager& registry, Printer& printer, Bound bound = std::chrono::seconds(10));
+  Shell(const Shell&) = delete;
+  Shell& operator=(const Shell&) = delete;
+  // Takes the datasets off the registry. Not while IsStuck().
+  ~Shell();
+
+  // Carries out a command for the role. Throws CommandError where it is wrong; the shell goes on.
+  void Execute(const std::string& role, const std::vector<std::string>& words);
+
+  void Say(const Event& event) { printer_.Print(event); }
+
+  ServerDataManager& Registry() { return registry_; }
+  LockDesk& Locks() { return locks_; }
+
+  // The dataset with this handle name, or with this identifier in the form domain:serial. A dataset
+  // that `caller` still holds is found after it was closed. Throws CommandError where there is
+  // none.
+  DatasetPtr Find(const Caller& caller, const std::string& nameOrID) const;
+  // Refuses, with CommandError, a name that no dataset can take: an empty one, one that reads like
+  // an identifier, and one that a dataset has already, `renamed` (may be null) left out.
+  void RefuseName(const std::string& name, const OpenDataset* renamed) const;
+  // In the order of the registry.
+  std::vector<DatasetPtr> Datasets() const;
+
+  // Takes up a dataset that was just registered, and gives it its handle name.
+  DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
+  // Deletes the dataset from the registry.
+  void Close(const OpenDataset& dataset);
+
+  // After `quit`.
+  bool IsOver() const { return over_; }
+  void Quit() { over_ = true; }
+
+  // Lets every caller go, in an order in which nobody is left waiting. Says, as Failures of `file`,
+  // who waited and what went wrong; false where there was something to say.
+  bool CloseDown(const std::string& file);
+  // Whether a caller waits for somebody outside the shell all the same.
+  bool IsStuck() const { return locks_.IsStuck(); }
+
+ private:
+  DatasetPtr Known(LocallyUniqueID id) const;
+
+  ServerDataManager& registry_;
+  Printer& printer_;
+  std::vector<DatasetPtr> datasets_;
+  LockDesk locks_;  // last: callers go before the datasets that they work on
+  bool over_ = false;
+};
+
+}  // namespace sdmsh
+
+#endif  // SDMSH_SHELL_H_

@@ -1,0 +1,128 @@
+// Variables in words.
+
+#include "VariableWords.h"
+
+#include <array>
+#include <charconv>
+#include <string_view>
+
+namespace sdmsh {
+namespace {
+
+std::string Quoted(const std::string& text) {
+  return "\"" + text + "\"";
+}
+
+std::string NumberInWords(double number) {
+  char text[32];
+  const auto result = std::to_chars(text, text + sizeof text, number);
+  return std::string(text, result.ptr);
+}
+
+// Items in braces, separated by commas.
+class Braced {
+ public:
+  void Add(const std::string& item) {
+    text_ += text_.empty() ? "" : ", ";
+    text_ += item;
+  }
+  std::string Text() const { return text_.empty() ? "none" : "{" + text_ + "}"; }
+
+ private:
+  std::string text_;
+};
+
+std::string LabelsInWords(const ValueLabels& labels) {
+  Braced words;
+  for (const auto& [value, label] : labels) words.Add(ValueInWords(value) + " = " + Quoted(label));
+  return words.Text();
+}
+
+std::string MissingInWords(const MissingValues& missing) {
+  Braced words;
+  for (const DataValue& value : missing.values) words.Add(ValueInWords(value));
+  if (missing.range) {
+    words.Add(NumberInWords(missing.range->first) + " to " + NumberInWords(missing.range->second));
+  }
+  return words.Text();
+}
+
+std::string AttributesInWords(const VariableAttributes& attributes) {
+  Braced words;
+  for (const auto& [name, values] : attributes) {
+    std::string item = name + " =";
+    for (const std::string& value : values) item.append(" ").append(Quoted(value));
+    words.Add(item);
+  }
+  return words.Text();
+}
+
+template <class Enumeration, std::size_t n>
+const char* NameOf(Enumeration value, const std::array<const char*, n>& names) {
+  const auto index = static_cast<std::size_t>(value);
+  return index < n ? names[index] : "unknown";
+}
+
+// The two formats of a variable are mostly one: then a change of both is one difference.
+bool OneFormat(const ORVX_Variable& variable) {
+  return variable.GetPrintFormat() == variable.GetWriteFormat();
+}
+
+}  // namespace
+
+std::string TypeInWords(int type) {
+  if (type == 0) return "numeric";
+  return "string of " + std::to_string(type) + (type == 1 ? " byte" : " bytes");
+}
+
+std::string FormatInWords(const VariableFormat& format) {
+  std::string words = format.type + std::to_string(format.width);
+  if (format.decimals > 0) words.append(".").append(std::to_string(format.decimals));
+  return words;
+}
+
+const char* LevelInWords(MeasurementLevel level) {
+  return NameOf(level, std::array{"unknown", "nominal", "ordinal", "scale"});
+}
+
+const char* RoleInWords(VariableRole role) {
+  return NameOf(role, std::array{"input", "target", "both", "none", "partition", "split"});
+}
+
+const char* AlignmentInWords(VariableAlignment alignment) {
+  return NameOf(alignment, std::array{"left", "right", "center"});
+}
+
+std::string ValueInWords(const DataValue& value) {
+  if (const double* const number = std::get_if<double>(&value)) return NumberInWords(*number);
+  return Quoted(std::get<std::string>(value));
+}
+
+std::vector<Difference> Differences(const ORVX_Variable& before, const ORVX_Variable& after) {
+  std::vector<Difference> differences;
+  const auto compare = [&](const char* what, auto get, auto inWords) {
+    const auto& from = (before.*get)();
+    const auto& to = (after.*get)();
+    if (!(from == to)) differences.push_back({what, inWords(from), inWords(to)});
+  };
+  compare("name", &ORVX_Variable::GetName, Quoted);
+  compare("label", &ORVX_Variable::GetLabel, Quoted);
+  compare("type", &ORVX_Variable::GetType, TypeInWords);
+  if (OneFormat(before) && OneFormat(after)) {
+    compare("format", &ORVX_Variable::GetPrintFormat, FormatInWords);
+  } else {
+    compare("print format", &ORVX_Variable::GetPrintFormat, FormatInWords);
+    compare("write format", &ORVX_Variable::GetWriteFormat, FormatInWords);
+  }
+  compare("value labels", &ORVX_Variable::GetValueLabels, LabelsInWords);
+  compare("missing values", &ORVX_Variable::GetMissingValues, MissingInWords);
+  compare("measurement level", &ORVX_Variable::GetMeasurementLevel, LevelInWords);
+  compare("role", &ORVX_Variable::GetRole, RoleInWords);
+  compare("alignment", &ORVX_Variable::GetAlignment, AlignmentInWords);
+  compare("display width", &ORVX_Variable::GetDisplayWidth,
+          [](int width) { return std::to_string(width); });
+  compare("attributes", &ORVX_Variable::GetAttributes, AttributesInWords);
+  return differences;
+}
+
+}  // namespace sdmsh

@@ -1,0 +1,38 @@
+// How the shell speaks of variables.
+
+#ifndef SDMSH_VARIABLEWORDS_H_
+#define SDMSH_VARIABLEWORDS_H_
+
+#include <libdatasrc/ORVX_Variable.h>
+
+#include <string>
+#include <vector>
+
+namespace sdmsh {
+
+// "numeric", "string of 8 bytes"
+std::string TypeInWords(int type);
+// "F8.2", "A8"
+std::string FormatInWords(const VariableFormat& format);
+// "nominal"
+const char* LevelInWords(MeasurementLevel level);
+// "input"
+const char* RoleInWords(VariableRole role);
+// "left"
+const char* AlignmentInWords(VariableAlignment alignment);
+// The number as it would be typed, or the string in quotes.
+std::string ValueInWords(const DataValue& value);
+
+// One property in which two definitions of a variable differ.
+struct Difference {
+  const char* what;  // "label"
+  std::string from;  // in words
+  std::string to;
+};
+
+// All of them, identifiers left out, in the order in which ORVX_Variable has them.
+std::vector<Difference> Differences(const ORVX_Variable& before, const ORVX_Variable& after);
+
+}  // namespace sdmsh
+
+#endif  // SDMSH_VARIABLEWORDS_H_

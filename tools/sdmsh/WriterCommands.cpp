@@ -1,0 +1,42 @@
+// What else a writer can do with its dataset.
+
+#include "Arguments.h"
+#include "Commands.h"
+#include "Shell.h"
+#include "Writing.h"
+
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/SystemFileDataSource.h>
+
+#include <memory>
+
+namespace sdmsh {
+
+void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  enum { kFile, kDictionary, kNone };
+  const std::size_t kind = arguments.TakeOneOf({"file", "dictionary", "none"});
+  const std::string file = kind == kFile ? arguments.Take("FILE") : "";
+  arguments.End();
+
+  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+    std::unique_ptr<ORVX_DataSource> source;
+    if (kind == kFile) source = SystemFileDataSource::Open(file);
+    if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
+    writer.SetDataSet(source.release());  // the dataset owns it now
+  });
+}
+
+void RaiseCaseSequence(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  arguments.End();
+  Write(caller, *dataset, [](SvrDMWriteableDataSource& writer) { writer.IncrementCaseSequence(); });
+}
+
+void AskForBulkMoves(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  arguments.End();
+  Write(caller, *dataset, [](SvrDMWriteableDataSource& writer) { writer.BulkVarMoves(); });
+}
+
+}  // namespace sdmsh

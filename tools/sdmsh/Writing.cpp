@@ -1,0 +1,29 @@
+// Changes under the caller's write lock.
+
+#include "Writing.h"
+
+#include "CommandError.h"
+
+namespace sdmsh {
+
+void Write(Caller& caller, const OpenDataset& dataset,
+           const std::function<void(SvrDMWriteableDataSource&)>& change) {
+  const Hold* const hold = caller.FindWriter(dataset);
+  if (hold == nullptr) {
+    throw CommandError(caller.Name() + " does not hold the write lock on " + dataset.Name() +
+                       "; `write " + dataset.Name() + "` takes it");
+  }
+  caller.Do([&] { change(hold->Writer()); });
+}
+
+void EditSource(Caller& caller, const OpenDataset& dataset,
+                const std::function<void(ORVX_DataSource&)>& edit) {
+  Write(caller, dataset, [&](SvrDMWriteableDataSource& writer) {
+    if (*writer == nullptr) {
+      throw CommandError(dataset.Name() + " has no data source; `source` gives it one");
+    }
+    edit(**writer);
+  });
+}
+
+}  // namespace sdmsh
