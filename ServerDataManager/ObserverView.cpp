@@ -194,7 +194,7 @@ std::string LabelOf(const ORVX_DataSource& source) {
 }  // namespace
 
 // One run of Update: what is compared, with what is read before the comparison begins.
-class SvrDMObserverView::Comparison {
+class SDM_HIDDEN SvrDMObserverView::Comparison {
  public:
   Comparison(Data& data, ORVX_DataSource& source)
       : data_(data),
