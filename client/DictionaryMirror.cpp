@@ -1,26 +1,35 @@
-// DictionaryMirror: one pass of messages, applied to a copy that then takes the mirror's place.
+// DictionaryMirror: messages become edits of a dictionary, each with the edit that takes it back.
 
 #include <client/DictionaryMirror.h>
+
+#include <client/internal/ExtensionTypes.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/VariableSets.h>
+#include <liborvxdemg/DataSetModifiedMsg.h>
+#include <liborvxdemg/DataSetMsgVisitor.h>
+#include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
+#include <liborvxdemg/InsertVarsMsg.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <functional>
-#include <iterator>
-#include <optional>
 #include <string>
-#include <unordered_set>
+#include <string_view>
 #include <utility>
 
-#include <liborvxdemg/DataSetMsgVisitor.h>
-#include <liborvxdemg/DeleteVarsMsg.h>
-#include <liborvxdemg/InsertVarsMsg.h>
-#include <liborvxdemg/ModifyVarMsg.h>
-#include <liborvxdemg/MoveVarsMsg.h>
-#include <liborvxdemg/ResetUndoMsg.h>
-
 namespace {
-
-using Identifiers = std::unordered_set<LocallyUniqueID>;
 
 std::string Described(LocallyUniqueID id) {
   if (id.IsNull()) return "the null identifier";
@@ -31,158 +40,384 @@ std::string Described(const ORVX_Variable& variable) {
   return "variable \"" + variable.GetName() + "\" with " + Described(variable.GetID());
 }
 
-std::string Outside(const char* name, int position, std::ptrdiff_t size) {
+std::string Outside(const char* name, int position, int size) {
   return std::string(name) + " " + std::to_string(position) + " is outside a list of " +
          std::to_string(size);
+}
+
+std::string LabelOf(const ORVX_DataSource& dictionary) {
+  const char* const label = dictionary.GetLabel();
+  return label != nullptr ? label : "";
+}
+
+std::vector<VariableSetImpl> SetsIn(std::string_view text, int type) {
+  std::vector<VariableSetImpl> sets;
+  for (const VariableSet& set : ReadExtension(text, type)) sets.push_back(set.Impl());
+  return sets;
 }
 
 }  // namespace
 
 MirrorError::~MirrorError() = default;
 
-// Applies messages to a copy of the dictionary. A message that throws may have been applied in
-// part: the copy is worth nothing then.
+class DictionaryMirror::Mirrored final : public DataFreeDataSource {
+ public:
+  long long RowCount() const override { return rowCount_; }
+  void SetRowCount(long long rowCount) { rowCount_ = rowCount; }
+
+ private:
+  long long rowCount_ = -1;
+};
+
+// Applies the messages of one pass, and takes all of them back at its end unless told to keep them.
+//
+// Uses of variables come and go with them, so they are not taken back edit by edit: what they were
+// before the pass is set again once the variables are back.
 class DictionaryMirror::Pass final : public DataSetMsgVisitor {
  public:
-  explicit Pass(const Dictionary& before) : dictionary_(before) {}
+  explicit Pass(Mirrored& dictionary) : dictionary_(dictionary), usesBefore_(dictionary) {}
+  Pass(const Pass&) = delete;
+  Pass& operator=(const Pass&) = delete;
+  ~Pass();
 
-  void Take(const DataSetMsg& message, const std::string& place);
-  Dictionary Result() && { return std::move(dictionary_); }
+  // `place()` is added to the message's name in an error.
+  template <class Place>
+  void Take(const DataSetMsg& message, Place place);
+  void Keep() { kept_ = true; }
 
   void Visit(const InsertVarsMsg& message) override;
   void Visit(const DeleteVarsMsg& message) override;
   void Visit(const MoveVarsMsg& message) override;
   void Visit(const ModifyVarMsg& message) override;
-  // Nothing of the list of variables.
-  void Visit(const ResetUndoMsg&) override {}
-  void Visit(const ImputationInfoMsg&) override {}
-  void Visit(const FileSpecChangeMsg&) override {}
-  void Visit(const FileLabelChangeMsg&) override {}
-  void Visit(const WeightVarMsg&) override {}
-  void Visit(const FilterVarMsg&) override {}
-  void Visit(const TrendsInfoMsg&) override {}
-  void Visit(const SplitFileMsg&) override {}
-  void Visit(const ExtensionsMsg&) override {}
-  void Visit(const ResetClientDataMsg&) override {}
-  void Visit(const DataSetModifiedMsg&) override {}
+  void Visit(const ResetUndoMsg&) override {}  // nothing of a dictionary
+  void Visit(const ImputationInfoMsg& message) override;
+  void Visit(const FileSpecChangeMsg& message) override;
+  void Visit(const FileLabelChangeMsg& message) override;
+  void Visit(const WeightVarMsg& message) override;
+  void Visit(const FilterVarMsg& message) override;
+  void Visit(const TrendsInfoMsg& message) override;
+  void Visit(const SplitFileMsg& message) override;
+  void Visit(const ExtensionsMsg& message) override;
+  void Visit(const ResetClientDataMsg& message) override;
+  void Visit(const DataSetModifiedMsg& message) override;
 
  private:
-  using Variables = std::vector<ORVX_Variable>;
+  // Weight, filter and split of a dictionary.
+  class Uses {
+   public:
+    explicit Uses(const ORVX_DataSource& dictionary);
+    void SetIn(ORVX_DataSource& dictionary) const;
 
-  Variables::iterator Find(LocallyUniqueID id);
-  Identifiers& Present();
+   private:
+    LocallyUniqueID weight_;
+    LocallyUniqueID filter_;
+    unsigned int splitCount_;
+    LocallyUniqueID split_[ORVX_DataSource::kMaxSplitVars];
+    bool splitSeparate_;
+  };
 
-  Dictionary dictionary_;
-  // Where the last search ended. Messages of one pass go through the list from front to back, so
-  // the next search mostly ends nearby.
-  std::size_t lastFound_ = 0;
-  // Identifiers of all variables, once a message has asked.
-  std::optional<Identifiers> present_;
+  // Makes an edit that either is made or throws and changes nothing, and remembers `takeBack`,
+  // which undoes it in the dictionary as it is after the edit.
+  template <class Edit>
+  void Make(Edit edit, std::function<void()> takeBack);
+  // Gives a property the value `now` by `set`, and remembers `before`.
+  template <class Value, class Set>
+  void Replace(Value before, const Value& now, Set set);
+
+  void InsertAt(int position, const ORVX_Variable& variable);
+  void DeleteRange(int first, int last);
+
+  int PositionOf(LocallyUniqueID id, const char* purpose) const;
+  int RunLength(int first, const std::vector<ORVX_Variable>& variables, std::size_t start) const;
+  int UsedPosition(LocallyUniqueID id, const char* purpose) const;
+
+  void SetSets(ORVX_DataSource::ExtensionType type, std::string_view text);
+  void SetAttributes(std::string_view text);
+
+  // Without this, reading a variable would be taken for the wish to change it.
+  const ORVX_DataSource& Read() const { return dictionary_; }
+
+  Mirrored& dictionary_;
+  const Uses usesBefore_;
+  std::vector<std::function<void()>> takeBack_;
+  bool kept_ = false;
 };
 
-// The variable with this identifier, or the end of the list.
-DictionaryMirror::Pass::Variables::iterator DictionaryMirror::Pass::Find(LocallyUniqueID id) {
-  Variables& variables = dictionary_.variables;
-  const auto matches = [id](const ORVX_Variable& variable) { return variable.GetID() == id; };
-  const auto start =
-      variables.begin() + static_cast<std::ptrdiff_t>(std::min(lastFound_, variables.size()));
-  auto found = std::find_if(start, variables.end(), matches);
-  if (found == variables.end()) {
-    found = std::find_if(variables.begin(), start, matches);
-    if (found == start) return variables.end();
-  }
-  lastFound_ = static_cast<std::size_t>(found - variables.begin());
-  return found;
+DictionaryMirror::Pass::Uses::Uses(const ORVX_DataSource& dictionary)
+    : weight_(dictionary.GetWeightVariableID()),
+      filter_(dictionary.GetFilterVariableID()),
+      splitCount_(dictionary.GetNSplitVars()),
+      splitSeparate_(dictionary.GetSplitqSeparate()) {
+  for (unsigned int i = 0; i < splitCount_; ++i) split_[i] = dictionary.GetSplitVarID(i);
 }
 
-Identifiers& DictionaryMirror::Pass::Present() {
-  if (!present_) {
-    present_.emplace();
-    for (const ORVX_Variable& variable : dictionary_.variables) present_->insert(variable.GetID());
+void DictionaryMirror::Pass::Uses::SetIn(ORVX_DataSource& dictionary) const {
+  const auto position = [&dictionary](LocallyUniqueID id) {
+    return id.IsNull() ? -1 : dictionary.FindVarIndex(id);
+  };
+  int split[ORVX_DataSource::kMaxSplitVars];
+  std::transform(split_, split_ + splitCount_, split, position);
+  dictionary.SetWeightVar(position(weight_));
+  dictionary.SetFilterVar(position(filter_));
+  dictionary.SetSplit(splitCount_, split, splitSeparate_);
+}
+
+// Ends the process where going back is not possible, as DictionaryMirror says: destructors do not
+// throw.
+DictionaryMirror::Pass::~Pass() {
+  if (kept_) return;
+  std::for_each(takeBack_.rbegin(), takeBack_.rend(), [](const auto& takeBack) { takeBack(); });
+  usesBefore_.SetIn(dictionary_);
+}
+
+template <class Edit>
+void DictionaryMirror::Pass::Make(Edit edit, std::function<void()> takeBack) {
+  takeBack_.push_back(std::move(takeBack));
+  try {
+    edit();
+  } catch (...) {
+    takeBack_.pop_back();
+    throw;
   }
-  return *present_;
+}
+
+template <class Value, class Set>
+void DictionaryMirror::Pass::Replace(Value before, const Value& now, Set set) {
+  takeBack_.emplace_back([this, before = std::move(before), set] { set(dictionary_, before); });
+  set(dictionary_, now);
+}
+
+void DictionaryMirror::Pass::InsertAt(int position, const ORVX_Variable& variable) {
+  Make([&] { dictionary_.InsertVariable(position, variable); },
+       [this, position] { dictionary_.DeleteVariables(position, position); });
+}
+
+void DictionaryMirror::Pass::DeleteRange(int first, int last) {
+  std::vector<ORVX_Variable> gone;
+  for (int position = first; position <= last; ++position) {
+    gone.push_back(Read().GetVariable(position));
+  }
+  Make([&] { dictionary_.DeleteVariables(first, last); },
+       [this, first, gone = std::move(gone)] {
+         int position = first;
+         for (const ORVX_Variable& variable : gone) {
+           dictionary_.InsertVariable(position++, variable);
+         }
+       });
+}
+
+// `purpose` ends the sentence of the error.
+int DictionaryMirror::Pass::PositionOf(LocallyUniqueID id, const char* purpose) const {
+  const int position = dictionary_.FindVarIndex(id);
+  if (position < 0) throw MirrorError("no variable with " + Described(id) + " " + purpose);
+  return position;
 }
 
 void DictionaryMirror::Pass::Visit(const InsertVarsMsg& message) {
+  const LocallyUniqueID anchor = message.GetAnchor();
+  int position = anchor.IsNull() ? dictionary_.ColumnCount() : dictionary_.FindVarIndex(anchor);
+  if (position < 0) throw MirrorError("no variable with the anchor's " + Described(anchor));
   for (const ORVX_Variable& variable : message.GetVariables()) {
     if (variable.GetID().IsNull()) throw MirrorError(Described(variable) + " cannot be inserted");
-    if (!Present().insert(variable.GetID()).second) {
+    if (dictionary_.FindVarIndex(variable.GetID()) >= 0) {
       throw MirrorError(Described(variable) + " is already there");
     }
+    InsertAt(position++, variable);
   }
-  Variables& variables = dictionary_.variables;
-  const LocallyUniqueID anchor = message.GetAnchor();
-  const auto place = anchor.IsNull() ? variables.end() : Find(anchor);
-  if (place == variables.end() && !anchor.IsNull()) {
-    throw MirrorError("no variable with the anchor's " + Described(anchor));
-  }
-  variables.insert(place, message.GetVariables().begin(), message.GetVariables().end());
 }
 
-void DictionaryMirror::Pass::Visit(const DeleteVarsMsg& message) {
-  Identifiers& staying = Present();
-  for (const ORVX_Variable& variable : message.GetVariables()) {
-    if (staying.erase(variable.GetID()) == 0) {
-      throw MirrorError("no " + Described(variable) + " to delete");
-    }
+// How many variables of `variables` from `start` on stand in the dictionary from `first` on, in the
+// same order.
+int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable>& variables,
+                                      std::size_t start) const {
+  int length = 0;
+  while (start < variables.size() && first + length < dictionary_.ColumnCount() &&
+         Read().GetVariable(first + length).GetID() == variables[start].GetID()) {
+    ++length;
+    ++start;
   }
-  std::erase_if(dictionary_.variables, [&staying](const ORVX_Variable& variable) {
-    return !staying.contains(variable.GetID());
-  });
+  return length;
+}
+
+// Variables that stand together go together: all of them, where the whole list is replaced.
+void DictionaryMirror::Pass::Visit(const DeleteVarsMsg& message) {
+  const std::vector<ORVX_Variable>& variables = message.GetVariables();
+  for (std::size_t i = 0; i < variables.size();) {
+    const int first = dictionary_.FindVarIndex(variables[i].GetID());
+    if (first < 0) throw MirrorError("no " + Described(variables[i]) + " to delete");
+    const int length = RunLength(first, variables, i);
+    DeleteRange(first, first + length - 1);
+    i += static_cast<std::size_t>(length);
+  }
 }
 
 void DictionaryMirror::Pass::Visit(const MoveVarsMsg& message) {
-  Variables& variables = dictionary_.variables;
+  const int size = dictionary_.ColumnCount();
   std::vector<int> positions = message.GetPositions();
-  Variables moving;
+  std::vector<ORVX_Variable> moving;
   for (const int position : positions) {
-    if (position < 0 || position >= std::ssize(variables)) {
-      throw MirrorError(Outside("position", position, std::ssize(variables)));
-    }
-    moving.push_back(variables[static_cast<std::size_t>(position)]);
+    if (position < 0 || position >= size) throw MirrorError(Outside("position", position, size));
+    moving.push_back(Read().GetVariable(position));
   }
   // From the back, so that the positions still to come keep their meaning.
   std::sort(positions.begin(), positions.end(), std::greater<>());
   if (std::adjacent_find(positions.begin(), positions.end()) != positions.end()) {
     throw MirrorError("one position is moved twice");
   }
-  for (const int position : positions) variables.erase(variables.begin() + position);
   const int target = message.GetTarget();
-  if (target < 0 || target > std::ssize(variables)) {
-    throw MirrorError(Outside("target", target, std::ssize(variables)));
-  }
-  variables.insert(variables.begin() + target, moving.begin(), moving.end());
+  const int left = size - static_cast<int>(positions.size());
+  if (target < 0 || target > left) throw MirrorError(Outside("target", target, left));
+  for (const int position : positions) DeleteRange(position, position);
+  int position = target;
+  for (const ORVX_Variable& variable : moving) InsertAt(position++, variable);
 }
 
 void DictionaryMirror::Pass::Visit(const ModifyVarMsg& message) {
   const ORVX_Variable& variable = message.GetVariable();
-  const auto place = Find(variable.GetID());
-  if (place == dictionary_.variables.end()) {
-    throw MirrorError("no " + Described(variable) + " to modify");
-  }
-  *place = variable;
+  const int position = dictionary_.FindVarIndex(variable.GetID());
+  if (position < 0) throw MirrorError("no " + Described(variable) + " to modify");
+  Replace(Read().GetVariable(position), variable,
+          [position](Mirrored& dictionary, const ORVX_Variable& now) {
+            dictionary.GetVariable(position) = now;
+          });
 }
 
-// `place` is added to the message's name in an error.
-void DictionaryMirror::Pass::Take(const DataSetMsg& message, const std::string& place) {
+void DictionaryMirror::Pass::Visit(const ImputationInfoMsg& message) {
+  Replace(Read().RowsPerImputation(), message.RowsPerImputation(),
+          [](Mirrored& dictionary, long long rows) { dictionary.RowsPerImputation(rows); });
+}
+
+void DictionaryMirror::Pass::Visit(const FileSpecChangeMsg& message) {
+  Replace(std::string(Read().GetFileSpec()), message.GetFileSpec(),
+          [](Mirrored& dictionary, const std::string& fileSpec) {
+            dictionary.SetFileSpec(fileSpec.c_str());
+          });
+}
+
+void DictionaryMirror::Pass::Visit(const FileLabelChangeMsg& message) {
+  Replace(LabelOf(dictionary_), message.GetLabel(),
+          [](Mirrored& dictionary, const std::string& label) {
+            dictionary.SetLabel(label.empty() ? nullptr : label.c_str());
+          });
+}
+
+int DictionaryMirror::Pass::UsedPosition(LocallyUniqueID id, const char* purpose) const {
+  return id.IsNull() ? -1 : PositionOf(id, purpose);
+}
+
+void DictionaryMirror::Pass::Visit(const WeightVarMsg& message) {
+  dictionary_.SetWeightVar(UsedPosition(message.GetVariableID(), "to weight by"));
+}
+
+void DictionaryMirror::Pass::Visit(const FilterVarMsg& message) {
+  dictionary_.SetFilterVar(UsedPosition(message.GetVariableID(), "to filter by"));
+}
+
+void DictionaryMirror::Pass::Visit(const SplitFileMsg& message) {
+  const std::vector<LocallyUniqueID>& ids = message.GetVariableIDs();
+  if (ids.size() > ORVX_DataSource::kMaxSplitVars) {
+    throw MirrorError("a split by " + std::to_string(ids.size()) + " variables");
+  }
+  int positions[ORVX_DataSource::kMaxSplitVars];
+  for (std::size_t i = 0; i < ids.size(); ++i) positions[i] = PositionOf(ids[i], "to split by");
+  dictionary_.SetSplit(static_cast<unsigned int>(ids.size()), positions, message.GetSeparate());
+}
+
+void DictionaryMirror::Pass::Visit(const TrendsInfoMsg& message) {
+  Replace(*Read().GetTrendsInfo(), message.GetTrendsInfo(),
+          [](Mirrored& dictionary, ORVX_TrendsInfo now) {
+            std::swap(*dictionary.GetTrendsInfo(), now);
+          });
+}
+
+// Multiple-response sets come in two messages with one text.
+void DictionaryMirror::Pass::Visit(const ExtensionsMsg& message) {
+  const ORVX_ExtensionImpl& block = *message.GetExtension();
+  switch (block.GetType()) {
+    case kVariableSetsText:
+    case kMRSetsText:
+    case kMRSetsExtendedText:
+      return SetSets(block.GetType(), block.GetBytes());
+    case kAttributesText:
+      return SetAttributes(block.GetBytes());
+    default:
+      Replace(ORVX_DataSource::Extension(dictionary_, block.GetType()),
+              ORVX_DataSource::Extension(message.GetExtension()),
+              [](Mirrored& dictionary, const ORVX_DataSource::Extension& extension) {
+                dictionary.SetExtension(extension);
+              });
+  }
+}
+
+void DictionaryMirror::Pass::SetSets(ORVX_DataSource::ExtensionType type, std::string_view text) {
+  using Sets = std::vector<VariableSetImpl>;
+  const Sets sets = SetsIn(text, type);
+  if (type == kVariableSetsText) {
+    Replace(Read().GetVariableSets(), sets,
+            [](Mirrored& dictionary, const Sets& now) { dictionary.SetVariableSets(now); });
+  } else {
+    Replace(Read().GetMRSets(), sets,
+            [](Mirrored& dictionary, const Sets& now) { dictionary.SetMRSets(now); });
+  }
+}
+
+void DictionaryMirror::Pass::SetAttributes(std::string_view text) {
+  Replace(Read().GetAttributes(), DatasourceAttributes::Read(text),
+          [](Mirrored& dictionary, const DatasourceAttributes& attributes) {
+            dictionary.SetAttributes(attributes);
+          });
+}
+
+void DictionaryMirror::Pass::Visit(const ResetClientDataMsg& message) {
+  Replace(Read().RowCount(), message.GetRowCount(),
+          [](Mirrored& dictionary, long long rowCount) { dictionary.SetRowCount(rowCount); });
+}
+
+void DictionaryMirror::Pass::Visit(const DataSetModifiedMsg& message) {
+  Replace(Read().IsDirty(), message.GetModified(),
+          [](Mirrored& dictionary, bool dirty) { dictionary.SetDirty(dirty); });
+}
+
+template <class Place>
+void DictionaryMirror::Pass::Take(const DataSetMsg& message, Place place) {
+  const auto refusal = [&](const std::exception& error) {
+    return MirrorError(message.VSConcreteSignature() + place() + ": " + error.what());
+  };
   try {
     message.Accept(*this);
   } catch (const MirrorError& error) {
-    throw MirrorError(message.VSConcreteSignature() + place + ": " + error.what());
+    throw refusal(error);
+  } catch (const std::invalid_argument& error) {  // text that cannot be read
+    throw refusal(error);
   }
+}
+
+DictionaryMirror::DictionaryMirror() : dictionary_(std::make_unique<Mirrored>()) {}
+DictionaryMirror::~DictionaryMirror() = default;
+DictionaryMirror::DictionaryMirror(DictionaryMirror&&) noexcept = default;
+DictionaryMirror& DictionaryMirror::operator=(DictionaryMirror&&) noexcept = default;
+
+void DictionaryMirror::Apply(const std::vector<DataSetMsg*>& pass, const Check& check) {
+  Pass next(*dictionary_);
+  for (std::size_t i = 0; i < pass.size(); ++i) {
+    next.Take(*pass[i], [&] {
+      return ", message " + std::to_string(i + 1) + " of " + std::to_string(pass.size());
+    });
+  }
+  check(*dictionary_);
+  next.Keep();
 }
 
 void DictionaryMirror::Apply(const std::vector<DataSetMsg*>& pass) {
-  Pass next(dictionary_);
-  for (std::size_t i = 0; i < pass.size(); ++i) {
-    next.Take(*pass[i],
-              ", message " + std::to_string(i + 1) + " of " + std::to_string(pass.size()));
-  }
-  dictionary_ = std::move(next).Result();
+  Apply(pass, [](const ORVX_DataSource&) {});
 }
 
 void DictionaryMirror::Apply(const DataSetMsg& message) {
-  Pass next(dictionary_);
-  next.Take(message, "");
-  dictionary_ = std::move(next).Result();
+  Pass next(*dictionary_);
+  next.Take(message, [] { return std::string(); });
+  next.Keep();
+}
+
+const ORVX_DataSource& DictionaryMirror::Dictionary() const {
+  return *dictionary_;
 }

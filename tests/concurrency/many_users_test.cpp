@@ -125,7 +125,7 @@ class Busy {
     EXPECT_EQ(CountIn(**reader), kWritersEach * kWrites);
     for (const Follower& follower : followers_) {
       EXPECT_EQ(follower.passes, kWritersEach * kWrites);
-      EXPECT_EQ(follower.mirror.Variables(), support::VariablesOf(**reader));
+      EXPECT_EQ(support::VariablesOf(follower.mirror.Dictionary()), support::VariablesOf(**reader));
     }
   }
 

@@ -6,6 +6,8 @@
 #include <tests/support/Dictionary.h>
 #include <tests/support/Messages.h>
 
+#include <algorithm>
+
 namespace {
 
 template <class List>
@@ -29,7 +31,8 @@ void Followed::BulkVarMoves() {
 std::string Followed::Update(bool mirrored) {
   const bool wasDirty = Source().IsDirty();
   SvrDMObserverView::Data& data = *item_.observerView_.data_;
-  data.resetClientData = plain_.resetClientData = false;
+  // The number of rows, always 0, is news the first time only.
+  plain_.resetClientData = data.rowCount != 0;
 
   item_.observerView_.Update();
 
@@ -39,7 +42,7 @@ std::string Followed::Update(bool mirrored) {
   if (mirrored) {
     try {
       mirror_.Apply(item_.Notifications());
-      wrong += ListsThatDiffer("mirror", mirror_.Variables());
+      wrong += ListsThatDiffer("mirror", support::VariablesOf(mirror_.Dictionary()));
     } catch (const MirrorError& error) {
       wrong += std::string("The mirror refuses the messages: ") + error.what() + "\n";
     }
@@ -56,12 +59,19 @@ std::string Followed::MessagesThatDiffer(const std::vector<support::Said>& expec
          support::SideBySide("plain", Lines(expected), "queued", Lines(queued));
 }
 
+bool Followed::ClientsDropTheirData() const {
+  const std::vector<support::Said> queued = support::WhatIsSaidBy(item_.Notifications());
+  return std::any_of(queued.begin(), queued.end(), [](const support::Said& said) {
+    return said.kind == support::Said::Kind::RowCount;
+  });
+}
+
 std::string Followed::FlagsThatDiffer(bool wasDirty) {
   std::string wrong;
   if (Source().IsDirty() != (wasDirty || plain_.sourceDirtied)) {
     wrong += "The source's dirty flag is wrong.\n";
   }
-  if (item_.observerView_.data_->resetClientData != plain_.resetClientData) {
+  if (ClientsDropTheirData() != plain_.resetClientData) {
     wrong += "Whether clients drop their data is wrong.\n";
   }
   if (item_.observerView_.data_->bulkVarMoves) wrong += "The wish for bulk moves is left.\n";

@@ -32,6 +32,7 @@ class Followed {
 
  private:
   std::string MessagesThatDiffer(const std::vector<support::Said>& expected) const;
+  bool ClientsDropTheirData() const;
   std::string FlagsThatDiffer(bool wasDirty);
   std::string ListsThatDiffer(const char* name, const std::vector<ORVX_Variable>& list);
 

@@ -165,9 +165,9 @@ void AssertFollows(const Client& client, ServerDataManager& registry, LocallyUni
   const ORVX_DataSource* const source = registry.GetDataSet(id)->DataSource();
   const std::vector<ORVX_Variable> variables =
       source == nullptr ? std::vector<ORVX_Variable>() : support::VariablesOf(*source);
-  if (client.mirror.Variables() == variables) return;
-  RC_FAIL(
-      support::SideBySide("source", Lines(variables), "client", Lines(client.mirror.Variables())));
+  const std::vector<ORVX_Variable> mirrored = support::VariablesOf(client.mirror.Dictionary());
+  if (mirrored == variables) return;
+  RC_FAIL(support::SideBySide("source", Lines(variables), "client", Lines(mirrored)));
 }
 
 void MakeAll(const WriteOfChanges& changes, ServerDataManager& registry, LocallyUniqueID id) {

@@ -8,12 +8,14 @@
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
+#include <tests/support/Dictionary.h>
 
 #include <string>
 #include <vector>
 
 namespace {
 
+using support::VariablesOf;
 using testing::HasSubstr;
 
 const LocallyUniqueID kDataset(0, 1);
@@ -53,17 +55,17 @@ DictionaryMirror MirrorOf(const std::string& names) {
 
 std::string Names(const DictionaryMirror& mirror) {
   std::string names;
-  for (const ORVX_Variable& variable : mirror.Variables()) names += variable.GetName();
+  for (const ORVX_Variable& variable : VariablesOf(mirror.Dictionary())) names += variable.GetName();
   return names;
 }
 
 // What the error says, once it is sure that the mirror is as it was.
 std::string Refusal(DictionaryMirror& mirror, const DataSetMsg& message) {
-  const std::vector<ORVX_Variable> before = mirror.Variables();
+  const std::vector<ORVX_Variable> before = VariablesOf(mirror.Dictionary());
   try {
     mirror.Apply(message);
   } catch (const MirrorError& error) {
-    EXPECT_EQ(mirror.Variables(), before);
+    EXPECT_EQ(VariablesOf(mirror.Dictionary()), before);
     return error.what();
   }
   return "was applied: " + Names(mirror);
@@ -76,7 +78,7 @@ std::string After(const std::string& before, const DataSetMsg& message) {
 }
 
 TEST(DictionaryMirror, StartsEmpty) {
-  EXPECT_TRUE(DictionaryMirror().Variables().empty());
+  EXPECT_EQ(DictionaryMirror().Dictionary().ColumnCount(), 0);
 }
 
 TEST(DictionaryMirror, AppendsWhereTheAnchorIsNull) {
@@ -121,7 +123,7 @@ TEST(DictionaryMirror, ReplacesTheDefinitionAndNotThePlaceOfAModifiedVariable) {
   DictionaryMirror mirror = MirrorOf("ABC");
   mirror.Apply(Relabel('B', "new"));
   EXPECT_EQ(Names(mirror), "ABC");
-  EXPECT_EQ(mirror.Variables()[1], Relabel('B', "new").GetVariable());
+  EXPECT_EQ(mirror.Dictionary().GetVariable(1), Relabel('B', "new").GetVariable());
 }
 
 TEST(DictionaryMirror, FindsVariablesInWhateverOrderMessagesNameThem) {
@@ -133,8 +135,8 @@ TEST(DictionaryMirror, FindsVariablesInWhateverOrderMessagesNameThem) {
   ModifyVarMsg inserted = Relabel('X', "x");
   mirror.Apply({&last, &first, &middle, &gone, &inserted});
   EXPECT_EQ(Names(mirror), "AX");
-  EXPECT_EQ(mirror.Variables()[0].GetLabel(), "a");
-  EXPECT_EQ(mirror.Variables()[1].GetLabel(), "x");
+  EXPECT_EQ(mirror.Dictionary().GetVariable(0).GetLabel(), "a");
+  EXPECT_EQ(mirror.Dictionary().GetVariable(1).GetLabel(), "x");
 }
 
 TEST(DictionaryMirror, TakesAVariableBackThatWasDeletedInTheSamePass) {
@@ -226,7 +228,7 @@ TEST(DictionaryMirror, TakesNothingOfAPassInWhichOneMessageDoesNotFit) {
     EXPECT_STREQ(error.what(),
                  "DEMessages::MoveVarsMsg, message 3 of 3: position 2 is outside a list of 2");
   }
-  EXPECT_EQ(mirror.Variables(), Vars("ABC"));
+  EXPECT_EQ(VariablesOf(mirror.Dictionary()), Vars("ABC"));
 }
 
 TEST(DictionaryMirror, GoesOnAfterARefusal) {

@@ -2,6 +2,7 @@
 
 #include "ChangeInterpreter.h"
 
+#include <libdatasrc/ORVX_DataSource.h>
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
 #include <liborvxdemg/InsertVarsMsg.h>
@@ -10,7 +11,6 @@
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
-#include <algorithm>
 #include <exception>
 
 namespace sdmsh {
@@ -20,7 +20,7 @@ namespace {
 // dictionary has not is left empty: the mirror says what is wrong with it.
 class Recorder final : public DataSetMsgVisitor {
  public:
-  explicit Recorder(const std::vector<ORVX_Variable>& before) : before_(before) {}
+  explicit Recorder(const ORVX_DataSource& before) : before_(before) {}
 
   Change Record(const DataSetMsg& message) {
     change_.leading = message.GetLeading();
@@ -49,21 +49,20 @@ class Recorder final : public DataSetMsgVisitor {
 
  private:
   ORVX_Variable Before(LocallyUniqueID id) const {
-    const auto found = std::find_if(before_.begin(), before_.end(),
-                                    [id](const auto& variable) { return variable.GetID() == id; });
-    return found == before_.end() ? ORVX_Variable() : *found;
+    const int position = before_.FindVarIndex(id);
+    return position < 0 ? ORVX_Variable() : before_.GetVariable(position);
   }
 
   std::vector<std::string> NamesAt(const std::vector<int>& positions) const {
     std::vector<std::string> names;
     for (const int position : positions) {
-      const auto index = static_cast<std::size_t>(position);
-      names.push_back(index < before_.size() ? before_[index].GetName() : std::string());
+      const bool present = position >= 0 && position < before_.ColumnCount();
+      names.push_back(present ? before_.GetVariable(position).GetName() : std::string());
     }
     return names;
   }
 
-  const std::vector<ORVX_Variable>& before_;
+  const ORVX_DataSource& before_;
   Change change_{};
 };
 
@@ -83,7 +82,7 @@ void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer)
 
 void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
   for (const DataSetMsg* message : writer.GetNotifications()) {
-    Change change = Recorder(mirror_.Variables()).Record(*message);
+    Change change = Recorder(mirror_.Dictionary()).Record(*message);
     mirror_.Apply(*message);
     pass_.push_back(std::move(change));
   }
