@@ -1,0 +1,1104 @@
+// The comparison of a dataset's properties with what its observers were last told.
+//
+// Built with the library's objects and with access to private members: the snapshot itself is
+// looked at here, which nobody outside sees.
+
+#include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/ObserverView.h>
+#include <ServerDataManager/ObserverViewData.h>
+#include <ServerDataManager/svrdmitem.h>
+#include <tests/support/Dictionary.h>
+#include <tests/support/Messages.h>
+#include <tests/unit/saved_files.h>
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::Deleted;
+using support::Dirty;
+using support::Extension;
+using support::FileSpec;
+using support::Filter;
+using support::Id;
+using support::Imputation;
+using support::Inserted;
+using support::Label;
+using support::Labelled;
+using support::Modified;
+using support::Moved;
+using support::NoFilter;
+using support::NoWeight;
+using support::Replace;
+using support::RowCount;
+using support::Split;
+using support::Trends;
+using support::Typed;
+using support::Var;
+using support::Vars;
+using support::Weight;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// A dictionary with as many rows as the test says.
+class CountingSource : public DataFreeDataSource {
+ public:
+  explicit CountingSource(ORVX_DataSource* parent = nullptr) : DataFreeDataSource(parent) {}
+  long long RowCount() const override { return rows; }
+
+  long long rows = 0;
+};
+
+// A dictionary that gives one more row whenever it is asked.
+class GrowingSource : public DataFreeDataSource {
+ public:
+  long long RowCount() const override { return ++rows_; }
+
+ private:
+  mutable long long rows_ = 0;
+};
+
+// A dictionary whose answers about its split are the test's.
+class SplitSource : public DataFreeDataSource {
+ public:
+  unsigned int GetNSplitVars() const override { return static_cast<unsigned int>(split.size()); }
+  int GetSplitVarIndex(unsigned int i) const override { return FindVarIndex(GetSplitVarID(i)); }
+  LocallyUniqueID GetSplitVarID(unsigned int i) const override {
+    if (i >= split.size()) ADD_FAILURE() << "asked for split variable " << i;
+    return i < split.size() ? split[i] : LocallyUniqueID();
+  }
+  bool GetSplitqSeparate() const override { return separate; }
+
+  std::vector<LocallyUniqueID> split;
+  bool separate = false;
+};
+
+ORVX_TrendsInfo Monthly() {
+  ORVX_TrendsInfo trends;
+  trends.dateVariables = {Id("A"), Id("B")};
+  trends.periodicity = 12;
+  return trends;
+}
+
+VariableSetImpl Set(const std::string& name, const std::string& members) {
+  VariableSetImpl set;
+  set.name = name;
+  for (const ORVX_Variable& member : Vars(members)) set.members.push_back(member.GetID());
+  return set;
+}
+
+DatasourceAttributes Attributes(std::initializer_list<std::string> names) {
+  DatasourceAttributes attributes;
+  for (const std::string& name : names) attributes.Set(name, {"value"});
+  return attributes;
+}
+
+ORVX_DataSource::Extension Block(const std::string& bytes) {
+  return ORVX_DataSource::Extension(RefCountPtr<ORVX_ExtensionImpl>(
+      new ORVX_ExtensionImpl(0, 1, static_cast<long>(bytes.size()), bytes.data())));
+}
+
+void SplitBy(ORVX_DataSource& source, const std::string& names, bool separate = false) {
+  std::vector<int> positions;
+  for (const ORVX_Variable& variable : Vars(names)) {
+    positions.push_back(source.FindVarIndex(variable.GetID()));
+  }
+  source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(), separate);
+}
+
+void WeightBy(ORVX_DataSource& source, const std::string& name) {
+  source.SetWeightVar(source.FindVarIndex(Id(name)));
+}
+
+void FilterBy(ORVX_DataSource& source, const std::string& name) {
+  source.SetFilterVar(source.FindVarIndex(Id(name)));
+}
+
+// Takes a variable out of the dictionary and puts it in again elsewhere, as callers move variables.
+void Move(ORVX_DataSource& source, const std::string& name, int to) {
+  const int from = source.FindVarIndex(Id(name));
+  const ORVX_Variable moved = source.GetVariable(from);
+  source.DeleteVariables(from, from);
+  source.InsertVariable(to, moved);
+}
+
+std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
+  std::vector<LocallyUniqueID> ids;
+  for (unsigned int i = 0; i < source.GetNSplitVars(); ++i) ids.push_back(source.GetSplitVarID(i));
+  return ids;
+}
+
+// A dataset of variables A to E with a view of it that the test updates by hand. Both are the same
+// at first, and clean.
+class Properties : public testing::Test {
+ protected:
+  Properties() {
+    Replace(Source(), Vars("A B C D E"));
+    Settle();
+  }
+
+  ORVX_DataSource& Source() { return *item.DataSource(); }
+  ORVX_DataSource& View() { return view.data_->view; }
+  const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
+
+  // From now on the item has this source.
+  template <class Source>
+  Source& Use(std::unique_ptr<Source> source) {
+    Source& used = *source;
+    item.SetDataSet(source.release());
+    item.ClearNotifications();
+    return used;
+  }
+
+  // The view equals the source, the source is clean, and nothing is queued.
+  void Settle() {
+    view.Update();
+    Source().SetDirty(false);
+    view.Update();
+    item.ClearNotifications();
+  }
+
+  // Has the view and the source settled on what `change` makes of the source.
+  void StartWith(const std::function<void(ORVX_DataSource&)>& change) {
+    change(Source());
+    Settle();
+  }
+
+  SvrDMItem item{LocallyUniqueID(0, 12), new CountingSource, nullptr, 34, "", true};
+  SvrDMObserverView view{item};
+};
+
+TEST_F(Properties, ThatAreUnchangedAreNotTold) {
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_FALSE(Source().IsDirty());
+}
+
+// --- Row count ---
+
+TEST_F(Properties, TheFirstUpdateTellsTheRowCount) {
+  SvrDMObserverView fresh(item);
+  Use(std::make_unique<CountingSource>()).rows = 44;
+  fresh.Update();
+  EXPECT_MESSAGES(Queue(), RowCount(44));
+}
+
+TEST_F(Properties, TheFirstUpdateTellsAnUnknownRowCountAndNoRowsToo) {
+  for (const long long rows : {-1, 0}) {
+    SvrDMObserverView fresh(item);
+    Use(std::make_unique<CountingSource>()).rows = rows;
+    fresh.Update();
+    EXPECT_MESSAGES(Queue(), RowCount(rows));
+  }
+}
+
+TEST_F(Properties, AChangedRowCountIsToldOnce) {
+  CountingSource& source = static_cast<CountingSource&>(Source());
+  source.rows = 44;
+  view.Update();
+  EXPECT_MESSAGES(Queue(), RowCount(44));
+  EXPECT_EQ(view.data_->rowCount, 44);
+
+  item.ClearNotifications();
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+}
+
+TEST_F(Properties, ARowCountIsAskedForAnewWhereverItIsNeeded) {
+  Use(support::Dictionary("A B C D E"));
+  Settle();
+  Use(std::make_unique<GrowingSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
+
+  view.Update();
+
+  EXPECT_EQ(view.data_->rowCount, 2) << "compared with the first answer";
+  EXPECT_MESSAGES(Queue(), RowCount(3));
+}
+
+TEST_F(Properties, AChangedTypeTellsTheRowCountThoughItIsTheSame) {
+  static_cast<CountingSource&>(Source()).rows = 44;
+  Settle();
+  Source().GetVariable(1).SetType(8);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(44), Dirty(true));
+}
+
+TEST_F(Properties, AChangedTypeAndAChangedRowCountAreOneReset) {
+  Source().GetVariable(1).SetType(8);
+  static_cast<CountingSource&>(Source()).rows = 45;
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(45), Dirty(true));
+}
+
+TEST_F(Properties, AResetIsOverWhenTheUpdateReturns) {
+  Source().GetVariable(1).SetType(8);
+  view.Update();
+  EXPECT_FALSE(view.data_->resetClientData);
+}
+
+// --- Rows per imputation ---
+
+TEST_F(Properties, TheEndOfAnImputationIsToldWithoutTheCommonArguments) {
+  StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
+  Source().RowsPerImputation(0);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Imputation(0));
+  EXPECT_TRUE(Queue()[0]->GetDataSetID().IsNull());
+  EXPECT_EQ(Queue()[0]->GetCaseSequence(), 0U);
+  EXPECT_EQ(View().RowsPerImputation(), 0);
+}
+
+TEST_F(Properties, TheBeginningOfAnImputationIsNotToldButNoted) {
+  Source().RowsPerImputation(5);
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_EQ(View().RowsPerImputation(), 5);
+}
+
+TEST_F(Properties, AnotherNumberOfRowsPerImputationIsNotToldButNoted) {
+  StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
+  Source().RowsPerImputation(3);
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_EQ(View().RowsPerImputation(), 3);
+}
+
+// --- File specification ---
+
+class FileSpecification : public Properties {
+ protected:
+  // The source is now a saved file with nothing left to tell.
+  void UseSavedFile() {
+    Use(SystemFileDataSource::Open(folder.Write("first.csv")));
+    Settle();
+  }
+
+  TemporaryFolder folder;
+};
+
+TEST_F(FileSpecification, OfASavedFileIsToldAndBecomesTheDatasetsFileName) {
+  UseSavedFile();
+  Source().SetFileSpec("/second.csv");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), FileSpec("/second.csv"));
+  EXPECT_EQ(item.FileName(), "/second.csv");
+  EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
+}
+
+TEST_F(FileSpecification, OfASourceLayeredOverASavedFileIsToldAsWell) {
+  UseSavedFile();
+  Use(std::make_unique<DataFreeDataSource>(&Source())).SetFileSpec("/second.csv");
+  Settle();
+  Use(std::make_unique<DataFreeDataSource>(&Source())).SetFileSpec("/third.csv");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
+  EXPECT_EQ(item.FileName(), "/third.csv");
+}
+
+TEST_F(FileSpecification, OfASourceThatIsNoSavedFileIsNotToldButNoted) {
+  Source().SetFileSpec("/second.csv");
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_EQ(item.FileName(), "");
+  EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
+}
+
+// A saved file in the middle of a chain does not count, only its end.
+TEST_F(FileSpecification, OfASavedFileOnTopOfAnotherSourceIsNotTold) {
+  std::unique_ptr<SystemFileDataSource> file = SystemFileDataSource::Open(folder.Write("a.csv"));
+  file->SetParentSource(&Source());
+  Use(std::move(file));
+  Settle();
+  Source().SetFileSpec("/second.csv");
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
+}
+
+TEST_F(FileSpecification, ThatIsSuppressedIsHeldBackAndToldOnceTheSuppressionEnds) {
+  UseSavedFile();
+  const std::string before = View().GetFileSpec();
+  const std::string nameBefore = item.FileName();
+  item.SuppressedFileName("/second.csv");
+  Source().SetFileSpec("/second.csv");
+
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_EQ(View().GetFileSpec(), before);
+  EXPECT_EQ(item.FileName(), nameBefore);
+
+  item.SuppressedFileName("");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), FileSpec("/second.csv"));
+  EXPECT_EQ(item.FileName(), "/second.csv");
+}
+
+TEST_F(FileSpecification, ThatIsSuppressedIsHeldBackWithoutASavedFileToo) {
+  item.SuppressedFileName("/second.csv");
+  Source().SetFileSpec("/second.csv");
+  view.Update();
+  EXPECT_STREQ(View().GetFileSpec(), "");
+}
+
+TEST_F(FileSpecification, OtherThanTheSuppressedOneIsTold) {
+  UseSavedFile();
+  item.SuppressedFileName("/second.csv");
+  Source().SetFileSpec("/third.csv");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
+}
+
+// Nothing suppressed is an empty name, and an empty name is suppressed by it.
+TEST_F(FileSpecification, ThatIsEmptyIsHeldBackWhileNothingIsSuppressed) {
+  UseSavedFile();
+  const std::string before = View().GetFileSpec();
+  ASSERT_NE(before, "");
+  Source().SetFileSpec("");
+
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_EQ(View().GetFileSpec(), before);
+
+  item.SuppressedFileName("/other.csv");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), FileSpec(""));
+  EXPECT_STREQ(View().GetFileSpec(), "");
+  EXPECT_EQ(item.FileName(), "");
+}
+
+TEST_F(FileSpecification, ThatIsAsBeforeIsNotTold) {
+  UseSavedFile();
+  item.FileName("/named.csv");
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_EQ(item.FileName(), "/named.csv");
+}
+
+// --- Label ---
+
+TEST_F(Properties, ALabelIsTold) {
+  Source().SetLabel("Survey");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Label("Survey"));
+  EXPECT_STREQ(View().GetLabel(), "Survey");
+}
+
+TEST_F(Properties, ALabelRemovedIsToldAsEmptyAndRemovedFromTheView) {
+  StartWith([](ORVX_DataSource& source) { source.SetLabel("Survey"); });
+  Source().SetLabel(nullptr);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Label(""));
+  EXPECT_EQ(View().GetLabel(), nullptr);
+}
+
+TEST_F(Properties, AnEmptyLabelCountsAsNone) {
+  Source().SetLabel("");
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+
+  StartWith([](ORVX_DataSource& source) { source.SetLabel("Survey"); });
+  Source().SetLabel("");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Label(""));
+  EXPECT_EQ(View().GetLabel(), nullptr);
+}
+
+// --- Weight ---
+
+TEST_F(Properties, AWeightSwitchedOnChangedAndSwitchedOffIsTold) {
+  WeightBy(Source(), "B");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Weight("B"));
+  EXPECT_EQ(View().GetWeightVarIndex(), 1);
+
+  item.ClearNotifications();
+  WeightBy(Source(), "D");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Weight("D"));
+  EXPECT_EQ(View().GetWeightVariableID(), Id("D"));
+
+  item.ClearNotifications();
+  Source().SetWeightVar(-1);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), NoWeight());
+  EXPECT_EQ(View().GetWeightVarIndex(), -1);
+}
+
+TEST_F(Properties, AWeightVariableOfTheSameWriteIsInsertedBeforeItWeights) {
+  Source().InsertVariable(0, Var("W"));
+  WeightBy(Source(), "W");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Inserted("W").Before("A"), Weight("W"));
+  EXPECT_EQ(View().GetWeightVarIndex(), 0);
+}
+
+TEST_F(Properties, AWeightThatOnlyShiftsItsPositionIsNotTold) {
+  StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
+  Source().DeleteVariables(0, 0);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("A"));
+  EXPECT_EQ(View().GetWeightVarIndex(), 0);
+}
+
+// The view has lost it with the variable, and so have the clients.
+TEST_F(Properties, AWeightDeletedWithItsVariableIsNotToldAgain) {
+  StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
+  Source().DeleteVariables(1, 1);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("B"));
+  EXPECT_TRUE(View().GetWeightVariableID().IsNull());
+}
+
+TEST_F(Properties, AWeightDeletedWithItsVariableGivesWayToAnother) {
+  StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
+  Source().DeleteVariables(1, 1);
+  WeightBy(Source(), "C");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("B"), Weight("C"));
+}
+
+// --- Filter and trends ---
+
+TEST_F(Properties, AFilterSwitchedOnChangedAndSwitchedOffIsTold) {
+  FilterBy(Source(), "B");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Filter("B"));
+  EXPECT_EQ(View().GetFilterVarIndex(), 1);
+
+  item.ClearNotifications();
+  FilterBy(Source(), "D");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Filter("D"));
+  EXPECT_EQ(View().GetFilterVariableID(), Id("D"));
+
+  item.ClearNotifications();
+  Source().SetFilterVar(-1);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), NoFilter());
+  EXPECT_EQ(View().GetFilterVarIndex(), -1);
+}
+
+TEST_F(Properties, AFilterDeletedWithItsVariableIsNotToldAgain) {
+  StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
+  Source().DeleteVariables(1, 1);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("B"));
+  EXPECT_TRUE(View().GetFilterVariableID().IsNull());
+}
+
+TEST_F(Properties, TrendsInformationIsToldInFull) {
+  *Source().GetTrendsInfo() = Monthly();
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Trends(Monthly()));
+  EXPECT_EQ(*View().GetTrendsInfo(), Monthly());
+
+  item.ClearNotifications();
+  *Source().GetTrendsInfo() = ORVX_TrendsInfo();
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Trends(ORVX_TrendsInfo()));
+  EXPECT_EQ(*View().GetTrendsInfo(), ORVX_TrendsInfo());
+}
+
+TEST_F(Properties, AFilterSwitchedOnIsToldBeforeTheTrends) {
+  FilterBy(Source(), "B");
+  *Source().GetTrendsInfo() = Monthly();
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
+}
+
+TEST_F(Properties, AFilterByAnotherVariableIsToldBeforeTheTrends) {
+  StartWith([](ORVX_DataSource& source) { FilterBy(source, "A"); });
+  FilterBy(Source(), "B");
+  *Source().GetTrendsInfo() = Monthly();
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
+}
+
+TEST_F(Properties, AFilterSwitchedOffIsToldAfterTheTrends) {
+  StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
+  Source().SetFilterVar(-1);
+  *Source().GetTrendsInfo() = Monthly();
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Trends(Monthly()), NoFilter());
+}
+
+// --- Split ---
+
+TEST_F(Properties, ASplitSwitchedOnAndSwitchedOffIsTold) {
+  SplitBy(Source(), "B A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("B A"));
+  EXPECT_THAT(SplitOf(View()), ElementsAre(Id("B"), Id("A")));
+  EXPECT_FALSE(View().GetSplitqSeparate());
+
+  item.ClearNotifications();
+  SplitBy(Source(), "");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split(""));
+  EXPECT_THAT(SplitOf(View()), IsEmpty());
+}
+
+TEST_F(Properties, ASplitByOneMoreOrOneFewerIsTold) {
+  StartWith([](ORVX_DataSource& source) { SplitBy(source, "A"); });
+  SplitBy(Source(), "A B");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("A B"));
+
+  item.ClearNotifications();
+  SplitBy(Source(), "A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("A"));
+}
+
+TEST_F(Properties, ASplitByAsManyOthersIsToldWhicheverOfThemChanged) {
+  for (const char* split : {"D B C", "A D C", "A B D", "B A C"}) {
+    StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B C"); });
+    SplitBy(Source(), split);
+    view.Update();
+    EXPECT_MESSAGES(Queue(), Split(split));
+  }
+}
+
+TEST_F(Properties, OnlyTheTreatmentOfTheGroupsChangedIsTold) {
+  StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
+  SplitBy(Source(), "A B", /*separate=*/true);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("A B").Separate());
+  EXPECT_TRUE(View().GetSplitqSeparate());
+
+  item.ClearNotifications();
+  SplitBy(Source(), "A B", /*separate=*/false);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("A B"));
+}
+
+TEST_F(Properties, AnUnchangedSplitIsNotTold) {
+  StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B", /*separate=*/true); });
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+}
+
+TEST_F(Properties, ASplitByEightVariablesIsTold) {
+  StartWith([](ORVX_DataSource& source) { Replace(source, Vars("A B C D E F G H")); });
+  SplitBy(Source(), "H G F E D C B A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("H G F E D C B A"));
+  EXPECT_EQ(View().GetNSplitVars(), 8U);
+}
+
+TEST_F(Properties, ASplitVariableDeletedTellsWhatIsLeftOfTheSplit) {
+  StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
+  Source().DeleteVariables(1, 1);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A"));
+}
+
+TEST_F(Properties, ASplitVariableDeletedAndAnotherInItsPlaceIsToldThoughTheyAreAsMany) {
+  StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
+  Source().DeleteVariables(1, 1);
+  SplitBy(Source(), "A C");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A C"));
+}
+
+TEST_F(Properties, TheLastSplitVariableDeletedIsToldThoughNeitherSideSplitsAnyMore) {
+  StartWith([](ORVX_DataSource& source) { SplitBy(source, "B"); });
+  Source().DeleteVariables(1, 1);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("B"), Split(""));
+}
+
+TEST_F(Properties, TheTreatmentOfGroupsThatAreNotThereIsNotCompared) {
+  Use(std::make_unique<SplitSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
+  Settle();
+  static_cast<SplitSource&>(Source()).separate = true;
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+}
+
+// --- What a moved or replaced variable loses in the view is told again ---
+
+TEST_F(Properties, AWeightFilterAndSplitVariableThatTheViewMovesIsToldAgain) {
+  StartWith([](ORVX_DataSource& source) {
+    WeightBy(source, "C");
+    FilterBy(source, "C");
+    SplitBy(source, "A C");
+  });
+  Move(Source(), "C", 0);
+  WeightBy(Source(), "C");
+  FilterBy(Source(), "C");
+  SplitBy(Source(), "A C");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Moved(2).To(0), Weight("C"), Filter("C"), Split("A C"));
+}
+
+TEST_F(Properties, UsesLostByTheMoveInTheSourceToAreNotTold) {
+  StartWith([](ORVX_DataSource& source) {
+    WeightBy(source, "C");
+    FilterBy(source, "C");
+  });
+  Move(Source(), "C", 0);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Moved(2).To(0));
+  EXPECT_TRUE(View().GetWeightVariableID().IsNull());
+  EXPECT_TRUE(View().GetFilterVariableID().IsNull());
+}
+
+// The source moved A; the view moves those that passed it.
+TEST_F(Properties, AVariableThatOthersPassInTheViewKeepsItsUsesThere) {
+  StartWith([](ORVX_DataSource& source) {
+    Replace(source, Vars("A B"));
+    WeightBy(source, "A");
+  });
+  Move(Source(), "A", 1);
+  WeightBy(Source(), "A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Moved(1).To(0));
+  EXPECT_EQ(View().GetWeightVariableID(), Id("A"));
+}
+
+TEST_F(Properties, AfterABulkReplacementAllUsesAreToldAgain) {
+  StartWith([](ORVX_DataSource& source) {
+    WeightBy(source, "A");
+    FilterBy(source, "B");
+    SplitBy(source, "C D", /*separate=*/true);
+  });
+  view.SetBulkVarMoves(true);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("A B C D E"), Inserted("A B C D E").AtEnd(), Weight("A"),
+                  Filter("B"), Split("C D").Separate());
+}
+
+TEST_F(Properties, AfterABulkReplacementUsesSwitchedOffAreNotToldButForTheSplit) {
+  StartWith([](ORVX_DataSource& source) {
+    WeightBy(source, "A");
+    FilterBy(source, "B");
+    SplitBy(source, "C D");
+  });
+  Source().SetWeightVar(-1);
+  Source().SetFilterVar(-1);
+  SplitBy(Source(), "");
+  view.SetBulkVarMoves(true);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("A B C D E"), Inserted("A B C D E").AtEnd(), Split(""));
+}
+
+// --- Sets, extension, attributes ---
+
+TEST_F(Properties, SetsExtensionAndAttributesAreToldInTheirOrder) {
+  Source().SetAttributes(Attributes({"note"}));
+  Source().SetExtension(Block("bytes"));
+  Source().SetVariableSets({Set("demography", "A")});
+  Source().SetMRSets({Set("$hobbies", "B C")});
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Extension(7), Extension(19), Extension(5), Extension(0, "bytes"),
+                  Extension(17, "note\tvalue\n"));
+
+  item.ClearNotifications();
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+}
+
+TEST_F(Properties, OnlyTheExtensionOfTypeZeroIsCompared) {
+  Source().SetExtension(ORVX_DataSource::Extension(
+      RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(3, 1, 3, "abc"))));
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+}
+
+// --- What counts as a change of the data behind a dashboard ---
+
+class DashboardInfo : public Properties {
+ protected:
+  DashboardInfo() {
+    Source().SetAttributes(Attributes({"note", "dashboard.layout"}));
+    Settle();
+  }
+
+  bool SourceHasIt() { return Source().GetAttributes() != Attributes({"note"}); }
+
+  const support::Expected cleared = Extension(17, "note\tvalue\n");
+};
+
+TEST_F(DashboardInfo, StaysWhileNothingChanges) {
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+  EXPECT_TRUE(SourceHasIt());
+}
+
+TEST_F(DashboardInfo, GoesWithAChangeOfTheVariables) {
+  Source().InsertVariable(5, Var("F"));
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Inserted("F").AtEnd(), cleared);
+  EXPECT_FALSE(SourceHasIt());
+}
+
+TEST_F(DashboardInfo, GoesWithAnyKindOfChangeOfTheVariables) {
+  const std::vector<std::function<void()>> changes = {
+      [this] { Source().DeleteVariables(4, 4); },
+      [this] { Source().DeleteVariables(1, 1); },
+      [this] { Move(Source(), "C", 0); },
+      [this] { Source().GetVariable(0).SetLabel("changed"); },
+      [this] { view.SetBulkVarMoves(true); },
+  };
+  for (std::size_t i = 0; i < changes.size(); ++i) {
+    StartWith([](ORVX_DataSource& source) {
+      Replace(source, Vars("A B C D E"));
+      source.SetAttributes(Attributes({"note"}));
+    });
+    StartWith([](ORVX_DataSource& source) {
+      source.SetAttributes(Attributes({"note", "dashboard.layout"}));
+    });
+    changes[i]();
+    view.Update();
+    EXPECT_FALSE(SourceHasIt()) << "change " << i;
+  }
+}
+
+TEST_F(DashboardInfo, GoesWithARowCount) {
+  static_cast<CountingSource&>(Source()).rows = 44;
+  view.Update();
+  EXPECT_MESSAGES(Queue(), cleared, RowCount(44));
+  EXPECT_FALSE(SourceHasIt());
+}
+
+TEST_F(DashboardInfo, GoesWithAWeight) {
+  WeightBy(Source(), "A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Weight("A"), cleared);
+}
+
+TEST_F(DashboardInfo, GoesWithAFilterSwitchedOn) {
+  FilterBy(Source(), "A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Filter("A"), cleared);
+}
+
+TEST_F(DashboardInfo, GoesWithAFilterSwitchedOff) {
+  FilterBy(Source(), "A");
+  view.Update();
+  Source().SetAttributes(Attributes({"note", "dashboard.layout"}));
+  view.Update();
+  item.ClearNotifications();
+  ASSERT_TRUE(SourceHasIt());
+
+  Source().SetFilterVar(-1);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), NoFilter(), cleared);
+}
+
+TEST_F(DashboardInfo, GoesWithTrends) {
+  *Source().GetTrendsInfo() = Monthly();
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Trends(Monthly()), cleared);
+}
+
+TEST_F(DashboardInfo, GoesWithASplit) {
+  SplitBy(Source(), "A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("A"), cleared);
+}
+
+TEST_F(DashboardInfo, StaysWithEverythingElse) {
+  StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
+  ASSERT_TRUE(SourceHasIt());
+  Source().RowsPerImputation(0);
+  Source().SetFileSpec("/second.csv");
+  Source().SetLabel("Survey");
+  Source().SetMRSets({Set("$hobbies", "B C")});
+  Source().SetVariableSets({Set("demography", "A")});
+  Source().SetExtension(Block("bytes"));
+  Source().SetDirty(true);
+
+  view.Update();
+
+  EXPECT_MESSAGES(Queue(), Imputation(0), Label("Survey"), Extension(7), Extension(19),
+                  Extension(5), Extension(0), Dirty(true));
+  EXPECT_TRUE(SourceHasIt());
+}
+
+// The writer has just said how it should be.
+TEST_F(DashboardInfo, StaysWhereTheAttributesThemselvesChanged) {
+  Source().SetAttributes(Attributes({"dashboard.layout"}));
+  WeightBy(Source(), "A");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Weight("A"), Extension(17, "dashboard.layout\tvalue\n"));
+  EXPECT_EQ(Source().GetAttributes(), Attributes({"dashboard.layout"}));
+}
+
+// --- Modified state ---
+
+TEST_F(Properties, ADirtyDatasetIsToldAndACleanOneAgain) {
+  Source().SetDirty(true);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Dirty(true));
+  EXPECT_TRUE(View().IsDirty());
+
+  item.ClearNotifications();
+  view.Update();
+  EXPECT_MESSAGES(Queue());
+
+  Source().SetDirty(false);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Dirty(false));
+  EXPECT_FALSE(View().IsDirty());
+}
+
+TEST_F(Properties, AChangedDefinitionMakesACleanDatasetDirtyAndThatIsToldLast) {
+  Source().GetVariable(1).SetLabel("changed");
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Modified(Labelled(Var("B"), "changed")), Dirty(true));
+  EXPECT_TRUE(View().IsDirty());
+}
+
+TEST_F(Properties, ADatasetMarkedCleanWithAChangedDefinitionStaysDirty) {
+  Source().SetDirty(true);
+  view.Update();
+  item.ClearNotifications();
+
+  Source().GetVariable(1).SetLabel("changed");
+  Source().SetDirty(false);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Modified("B"));
+  EXPECT_TRUE(Source().IsDirty());
+}
+
+// --- Everything at once ---
+
+class Everything : public Properties {
+ protected:
+  // A source over a saved file in which everything is set to something.
+  Everything() {
+    Use(SystemFileDataSource::Open(folder.Write("first.csv")));
+    auto upper = std::make_unique<CountingSource>(&Source());
+    upper->CopyDictionary(&Source());
+    Use(std::move(upper));
+    StartWith([](ORVX_DataSource& source) {
+      Replace(source, Vars("A B C D E F"));
+      source.RowsPerImputation(5);
+      source.SetLabel("before");
+      WeightBy(source, "A");
+      FilterBy(source, "A");
+      SplitBy(source, "A");
+      source.GetTrendsInfo()->periodicity = 4;
+      source.SetMRSets({Set("$before", "A")});
+      source.SetVariableSets({Set("before", "A")});
+      source.SetExtension(Block("before"));
+      source.SetAttributes(Attributes({"before"}));
+    });
+  }
+
+  // Another value for everything but the filter.
+  void ChangeEverything() {
+    Replace(Source(), {Typed(Var("B"), 8), Var("N"), Var("E"), Var("C"), Var("D")});
+    static_cast<CountingSource&>(Source()).rows = 44;
+    Source().RowsPerImputation(0);
+    Source().SetFileSpec("/second.csv");
+    Source().SetLabel("after");
+    WeightBy(Source(), "N");
+    *Source().GetTrendsInfo() = Monthly();
+    SplitBy(Source(), "C E", /*separate=*/true);
+    Source().SetMRSets({Set("$after", "")});
+    Source().SetVariableSets({Set("after", "")});
+    Source().SetExtension(Block("after"));
+    Source().SetAttributes(Attributes({"after"}));
+  }
+
+  TemporaryFolder folder;
+};
+
+TEST_F(Everything, ChangedInOneWriteIsToldInThisOrder) {
+  ChangeEverything();
+  FilterBy(Source(), "B");
+
+  view.Update();
+
+  EXPECT_MESSAGES(Queue(),                                 //
+                  Deleted("A"),                            // the variables, position by position
+                  Modified(Typed(Var("B"), 8)),            //
+                  Inserted("N").Before("C"),               //
+                  Moved(4).To(2),                          //
+                  Deleted("F"),                            //
+                  Imputation(0),                           //
+                  FileSpec("/second.csv"),                 //
+                  Label("after"),                          //
+                  Weight("N"),                             //
+                  Filter("B"),                             //
+                  Trends(Monthly()),                       //
+                  Split("C E").Separate(),                 //
+                  Extension(7, "$after\t\t\t0\t0\t0\n"),   // multiple-response sets, twice
+                  Extension(19, "$after\t\t\t0\t0\t0\n"),  //
+                  Extension(5, "after\t\t\t0\t0\t0\n"),    // variable sets
+                  Extension(0, "after"),                   //
+                  Extension(17, "after\tvalue\n"),         // attributes
+                  RowCount(44),                            //
+                  Dirty(true));
+}
+
+TEST_F(Everything, ChangedInOneWriteWithTheFilterSwitchedOffIsToldInThisOrder) {
+  StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
+  ChangeEverything();
+  Source().SetFilterVar(-1);
+
+  view.Update();
+
+  EXPECT_MESSAGES(Queue(), Deleted("A"), Modified("B"), Inserted("N").Before("C"), Moved(4).To(2),
+                  Deleted("F"), Imputation(0), FileSpec("/second.csv"), Label("after"), Weight("N"),
+                  Trends(Monthly()), NoFilter(), Split("C E").Separate(), Extension(7),
+                  Extension(19), Extension(5), Extension(0), Extension(17), RowCount(44),
+                  Dirty(true));
+}
+
+TEST_F(Everything, ChangedIsToldOnceAndTheViewEqualsTheSource) {
+  ChangeEverything();
+  FilterBy(Source(), "B");
+  view.Update();
+  item.ClearNotifications();
+
+  view.Update();
+
+  EXPECT_MESSAGES(Queue());
+  EXPECT_EQ(support::VariablesOf(View()), support::VariablesOf(Source()));
+  EXPECT_EQ(view.data_->rowCount, 44);
+  EXPECT_EQ(View().RowsPerImputation(), 0);
+  EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
+  EXPECT_STREQ(View().GetLabel(), "after");
+  EXPECT_EQ(View().GetWeightVariableID(), Id("N"));
+  EXPECT_EQ(View().GetFilterVariableID(), Id("B"));
+  EXPECT_EQ(*View().GetTrendsInfo(), Monthly());
+  EXPECT_EQ(SplitOf(View()), SplitOf(Source()));
+  EXPECT_TRUE(View().GetSplitqSeparate());
+  EXPECT_EQ(View().GetMRSets().at(0).name, "$after");
+  EXPECT_EQ(View().GetVariableSets().at(0).name, "after");
+  EXPECT_EQ(ORVX_DataSource::Extension(View(), 0), ORVX_DataSource::Extension(Source(), 0));
+  EXPECT_EQ(View().GetAttributes(), Source().GetAttributes());
+  EXPECT_TRUE(View().IsDirty());
+}
+
+TEST_F(Everything, BearsTheDatasetAndTheCaseSequenceButForTheImputation) {
+  item.CaseSequence() = 35;
+  ChangeEverything();
+  FilterBy(Source(), "B");
+
+  view.Update();
+
+  ASSERT_EQ(Queue().size(), 19U);
+  for (const DataSetMsg* message : Queue()) {
+    if (support::WhatIsSaidBy(message).kind == support::Said::Kind::Imputation) continue;
+    EXPECT_EQ(message->GetLeading(), 0U);
+    EXPECT_EQ(message->GetDataSetID(), LocallyUniqueID(0, 12));
+    EXPECT_EQ(message->GetCaseSequence(), 35U);
+  }
+}
+
+TEST_F(Everything, IsTakenBackWhenTheDatasetLosesItsSource) {
+  Source().SetDirty(true);
+  static_cast<CountingSource&>(Source()).rows = 44;
+  view.Update();
+  item.SetDataSet(nullptr);
+  item.ClearNotifications();
+
+  view.Update();
+
+  // Weight and filter have gone with their variable. The file specification becomes empty, and an
+  // empty one is held back.
+  EXPECT_MESSAGES(Queue(), Deleted("A B C D E F"), Imputation(0), Label(""),
+                  Trends(ORVX_TrendsInfo()), Split(""), Extension(7, ""), Extension(19, ""),
+                  Extension(5, ""), Extension(0, ""), Extension(17, ""), RowCount(0), Dirty(false));
+  EXPECT_TRUE(View().GetWeightVariableID().IsNull());
+  EXPECT_TRUE(View().GetFilterVariableID().IsNull());
+  EXPECT_STRNE(View().GetFileSpec(), "");
+}
+
+TEST_F(Everything, IsToldAgainWhenTheDatasetGetsItsSourceBack) {
+  auto copy = std::make_unique<CountingSource>();
+  copy->CopyDictionary(&Source());
+  item.SetDataSet(nullptr);
+  view.Update();
+  Use(std::move(copy));
+
+  view.Update();
+
+  EXPECT_MESSAGES(Queue(), Inserted("A").AtEnd(), Inserted("B").AtEnd(), Inserted("C").AtEnd(),
+                  Inserted("D").AtEnd(), Inserted("E").AtEnd(), Inserted("F").AtEnd(),
+                  Label("before"), Weight("A"), Filter("A"), Trends(*Source().GetTrendsInfo()),
+                  Split("A"), Extension(7), Extension(19), Extension(5), Extension(0),
+                  Extension(17));
+}
+
+// --- A source without anything, and none ---
+
+TEST_F(Properties, OfAFreshSourceWithoutAnythingOnlyTheRowCountIsTold) {
+  SvrDMItem empty(LocallyUniqueID(0, 13), new DataFreeDataSource, nullptr, 0, "", true);
+  SvrDMObserverView fresh(empty);
+  fresh.Update();
+  EXPECT_MESSAGES(empty.Notifications(), RowCount(0));
+}
+
+TEST_F(Properties, OfADatasetThatNeverHadASourceOnlyTheRowCountIsTold) {
+  SvrDMItem without(LocallyUniqueID(0, 13), nullptr, nullptr, 0, "", true);
+  SvrDMObserverView fresh(without);
+  fresh.Update();
+  EXPECT_MESSAGES(without.Notifications(), RowCount(0));
+  EXPECT_EQ(without.DataSource(), nullptr);
+
+  without.ClearNotifications();
+  fresh.Update();
+  EXPECT_MESSAGES(without.Notifications());
+}
+
+// --- A source that reports more split variables than a source can be given ---
+
+class LongSplit : public Properties {
+ protected:
+  LongSplit() {
+    Use(std::make_unique<SplitSource>());
+    Replace(Source(), Vars(kNine));
+    Settle();
+  }
+
+  SplitSource& Answers() { return static_cast<SplitSource&>(Source()); }
+
+  static constexpr const char* kNine = "A B C D E F G H I";
+};
+
+TEST_F(LongSplit, IsToldInFullAndRefusedByTheView) {
+  for (const ORVX_Variable& variable : Vars(kNine)) Answers().split.push_back(variable.GetID());
+  Source().SetDirty(true);
+
+  EXPECT_THROW(view.Update(), std::length_error);
+
+  EXPECT_MESSAGES(Queue(), Split(kNine));
+  EXPECT_EQ(View().GetNSplitVars(), 0U);
+  EXPECT_FALSE(View().IsDirty());
+}
+
+TEST_F(LongSplit, LeavesTheRestToTheNextUpdateThatGetsThrough) {
+  for (const ORVX_Variable& variable : Vars(kNine)) Answers().split.push_back(variable.GetID());
+  Source().GetVariable(0).SetType(8);
+  EXPECT_THROW(view.Update(), std::length_error);
+  item.ClearNotifications();
+
+  Answers().split.pop_back();
+  view.Update();
+
+  EXPECT_MESSAGES(Queue(), Split("A B C D E F G H"), RowCount(0), Dirty(true));
+}
+
+TEST_F(LongSplit, ThatIsNoneIsAskedForNoVariable) {
+  Answers().split = {Id("A"), Id("C")};
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Split("A C"));
+  EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
+}
+
+}  // namespace
