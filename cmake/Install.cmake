@@ -9,8 +9,7 @@ get_property(SDM_PLATFORM_IMPORTS GLOBAL PROPERTY SDM_PLATFORM_IMPORTS)
 # One export per floor: each is read after the one that it stands on.
 install(TARGETS sdm_ground EXPORT GroundTargets)
 install(TARGETS ${platform_targets} PackageProxy EXPORT PlatformTargets)
-set_target_properties(sdm_client PROPERTIES EXPORT_NAME client)
-install(TARGETS ServerDataManager sdm_client EXPORT ServerDataManagerTargets)
+install(TARGETS ServerDataManager sdm_client sdm_stream EXPORT ServerDataManagerTargets)
 install(TARGETS sdmsh)
 
 install(EXPORT GroundTargets NAMESPACE ServerDataManager:: DESTINATION "${package_dir}")

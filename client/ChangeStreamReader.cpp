@@ -1,0 +1,81 @@
+#include <client/ChangeStreamReader.h>
+
+#include <libvserial/VStream.h>
+
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// A frame that cannot be followed, for other reasons than its bytes and messages.
+class NotFollowed : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+std::string Described(const ChangeFrame& frame) {
+  return (frame.kind == ChangeFrame::Kind::Snapshot ? "the snapshot after pass " : "pass ") +
+         std::to_string(frame.passNumber);
+}
+
+std::vector<DataSetMsg*> PointersTo(const std::vector<std::unique_ptr<DataSetMsg>>& messages) {
+  std::vector<DataSetMsg*> pointers;
+  for (const std::unique_ptr<DataSetMsg>& message : messages) pointers.push_back(message.get());
+  return pointers;
+}
+
+}  // namespace
+
+ChangeStreamReader::ChangeStreamReader(LocallyUniqueID dataset)
+    : dataset_(dataset), digest_(DigestOf(mirror_.Dictionary())) {}
+
+ChangeStreamReader::Outcome ChangeStreamReader::Take(std::string_view bytes) {
+  ChangeFrame frame;
+  try {
+    frame = ReadChangeFrame(bytes);
+  } catch (const VStreamError& error) {
+    return Want(std::string("bad frame: ") + error.what());
+  }
+  if (frame.dataset != dataset_) return Outcome::AnotherDataset;
+  if (WantsSnapshot() && frame.kind == ChangeFrame::Kind::Pass) return Outcome::PassedOver;
+  try {
+    Follow(frame);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    return Want(Described(frame) + ": " + error.what());
+  }
+  whyWanted_.clear();
+  return Outcome::Applied;
+}
+
+ChangeStreamReader::Outcome ChangeStreamReader::Want(const std::string& why) {
+  whyWanted_ = why;
+  return Outcome::SnapshotWanted;
+}
+
+void ChangeStreamReader::Follow(const ChangeFrame& frame) {
+  const auto requireDigest = [&](const ORVX_DataSource& dictionary) {
+    const DictionaryDigest digest = digester_.Of(dictionary);
+    if (digest == frame.digest) return;
+    throw NotFollowed("the dictionary has the digest " + digest.AsText() + ", the dataset " +
+                      frame.digest.AsText());
+  };
+  const auto messages = frame.Messages();
+  if (frame.kind == ChangeFrame::Kind::Snapshot) {
+    DictionaryMirror fresh;
+    fresh.Apply(PointersTo(messages), requireDigest);
+    mirror_ = std::move(fresh);
+  } else {
+    if (frame.passNumber != passNumber_ + 1) {
+      throw NotFollowed("it comes after pass " + std::to_string(passNumber_));
+    }
+    mirror_.Apply(PointersTo(messages), requireDigest);
+  }
+  passNumber_ = frame.passNumber;
+  caseSequence_ = frame.caseSequence;
+  digest_ = frame.digest;
+}

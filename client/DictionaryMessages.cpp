@@ -1,0 +1,107 @@
+#include <client/DictionaryMessages.h>
+
+#include <client/internal/ExtensionTypes.h>
+#include <libdatasrc/ORVX_DataSource.h>
+#include <liborvxdemg/DataSetModifiedMsg.h>
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/InsertVarsMsg.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
+
+#include <string>
+#include <utility>
+
+namespace {
+
+using Block = RefCountPtr<ORVX_ExtensionImpl>;
+
+// Builds messages about one dataset.
+class Telling {
+ public:
+  Telling(LocallyUniqueID dataset, unsigned int caseSequence)
+      : dataset_(dataset), caseSequence_(caseSequence) {}
+
+  OwnedMessages All() && { return std::move(messages_); }
+
+  void Variables(const ORVX_DataSource& source) {
+    std::vector<ORVX_Variable> variables;
+    const int count = source.ColumnCount();
+    variables.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) variables.push_back(source.GetVariable(i));
+    Tell<InsertVarsMsg>(variables, LocallyUniqueID());
+  }
+
+  void Properties(const ORVX_DataSource& source) {
+    Tell<FileLabelChangeMsg>(source.GetLabel());
+    Tell<WeightVarMsg>(source.GetWeightVariableID());
+    Tell<FilterVarMsg>(source.GetFilterVariableID());
+    Tell<TrendsInfoMsg>(source.GetTrendsInfo());
+    Split(source);
+    Sets(source, kMRSets, kMRSetsText);
+    Sets(source, kMRSets, kMRSetsExtendedText);
+    Sets(source, kVariableSets, kVariableSetsText);
+    OwnExtension(source);
+    Text(kAttributesText, source.GetAttributes().MakeString());
+    Tell<ResetClientDataMsg>(source.RowCount());
+    Tell<DataSetModifiedMsg>(source.IsDirty());
+  }
+
+ private:
+  template <class Message, class... Arguments>
+  void Tell(const Arguments&... arguments) {
+    messages_.push_back(std::make_unique<Message>(0, dataset_, caseSequence_, arguments...));
+  }
+
+  void Split(const ORVX_DataSource& source) {
+    const unsigned int count = source.GetNSplitVars();
+    std::vector<LocallyUniqueID> ids(count);
+    for (unsigned int i = 0; i < count; ++i) ids[i] = source.GetSplitVarID(i);
+    Tell<SplitFileMsg>(static_cast<int>(count), ids.data(),
+                       count > 0 && source.GetSplitqSeparate());
+  }
+
+  void Sets(const ORVX_DataSource& source, VarSetsType which, ORVX_DataSource::ExtensionType type) {
+    std::string text;
+    MakeExtension(VariableSets(source, which), text, type);
+    Text(type, text);
+  }
+
+  void Text(ORVX_DataSource::ExtensionType type, const std::string& text) {
+    Tell<ExtensionsMsg>(Block(
+        new ORVX_ExtensionImpl(type, kBlockVersion, static_cast<long>(text.size()), text.data())));
+  }
+
+  // Empty ones are equal in whatever version they are.
+  void OwnExtension(const ORVX_DataSource& source) {
+    const Block block = ORVX_DataSource::Extension(source, kOwnExtension).Impl();
+    if (block->GetLength() == 0) return Text(kOwnExtension, "");
+    Tell<ExtensionsMsg>(block);
+  }
+
+  static constexpr int kBlockVersion = 1;
+
+  const LocallyUniqueID dataset_;
+  const unsigned int caseSequence_;
+  OwnedMessages messages_;
+};
+
+}  // namespace
+
+OwnedMessages DictionaryMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
+                                 unsigned int caseSequence) {
+  Telling telling(dataset, caseSequence);
+  telling.Variables(source);
+  telling.Properties(source);
+  return std::move(telling).All();
+}
+
+OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
+                               unsigned int caseSequence) {
+  Telling telling(dataset, caseSequence);
+  telling.Properties(source);
+  return std::move(telling).All();
+}

@@ -1,0 +1,104 @@
+#include <client/server/ChangeStreamObserver.h>
+
+#include <client/DictionaryMessages.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/ErrorMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <stdexcept>
+
+namespace {
+
+// A dataset without a data source is told as an empty one.
+const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
+  static const DataFreeDataSource empty;
+  return source != nullptr ? *source : empty;
+}
+
+// Whether the file that the source names is the one that clients were told: the dataset goes by the
+// name of a saved file once it was told, and not while that name is suppressed.
+bool FileSpecIsTold(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
+  const ORVX_DataSource* root = &source;
+  while (root->GetParentSource() != nullptr) root = root->GetParentSource();
+  return dynamic_cast<const SystemFileDataSource*>(root) != nullptr &&
+         dataset.GetFileName() == source.GetFileSpec();
+}
+
+std::string InWords(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::exception& error) {
+    return error.what();
+  } catch (const ErrorMsg& error) {
+    return "error " + std::to_string(error.GetCode()) + " " + error.GetText();
+  } catch (...) {
+    return "an exception of an unknown kind";
+  }
+}
+
+}  // namespace
+
+ChangeStreamObserver::ChangeStreamObserver(PackageProxy& proxy) : proxy_(proxy) {}
+
+ChangeStreamObserver::~ChangeStreamObserver() = default;
+
+template <class Fill>
+void ChangeStreamObserver::Send(Fill fill) noexcept {
+  const std::lock_guard<std::mutex> guard(sending_);
+  if (lost_) return;
+  try {
+    ChangeFrame frame;
+    fill(frame);
+    const short status = proxy_.SendMessage(kChangeFrameCommand, &frame);
+    if (status != 0) {
+      throw std::runtime_error("the channel answers with status " + std::to_string(status));
+    }
+  } catch (...) {
+    why_ = std::current_exception();
+    lost_ = true;
+  }
+}
+
+void ChangeStreamObserver::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
+  Send([&](ChangeFrame& frame) {
+    frame.kind = ChangeFrame::Kind::Pass;
+    frame.dataset = writer->GetDataSetID();
+    frame.passNumber = ++passNumber_;
+    frame.caseSequence = writer->GetCaseSequence();
+    for (DataSetMsg* message : writer->GetNotifications()) {
+      if (message != nullptr) frame.AddMessage(*message);
+    }
+    frame.digest = digester_.Of(OrEmpty(writer->GetDataSource()));
+  });
+}
+
+void ChangeStreamObserver::SendSnapshot(const SvrDMInputDataSource& reader) {
+  Send([&](ChangeFrame& frame) {
+    const ORVX_DataSource& source = OrEmpty(*reader);
+    frame.kind = ChangeFrame::Kind::Snapshot;
+    frame.dataset = reader.GetDataSetID();
+    frame.passNumber = passNumber_;
+    frame.caseSequence = reader.GetCaseSequence();
+    for (const auto& message : DictionaryMessages(source, frame.dataset, frame.caseSequence)) {
+      frame.AddMessage(*message);
+    }
+    if (FileSpecIsTold(source, reader)) {
+      FileSpecChangeMsg fileSpec(0, frame.dataset, frame.caseSequence, source.GetFileSpec(), true);
+      frame.AddMessage(fileSpec);
+    }
+    frame.digest = digester_.Of(source);
+  });
+}
+
+bool ChangeStreamObserver::IsLost() const {
+  return lost_;
+}
+
+std::optional<std::string> ChangeStreamObserver::TakeOffIfLost(SvrDMDataset& dataset) {
+  if (!lost_ || takenOff_.exchange(true)) return std::nullopt;
+  dataset.Unregister(*this);
+  return InWords(why_);
+}

@@ -1,0 +1,249 @@
+// DictionaryDigest: what it covers, what it does not, and that it is the same however it is taken.
+
+#include <client/DictionaryDigest.h>
+#include <client/DictionaryMessages.h>
+#include <client/DictionaryMirror.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <tests/support/Dictionary.h>
+#include <tests/support/FullDictionary.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::Dictionary;
+using support::FullDictionary;
+using support::Id;
+using support::SetAttribute;
+using support::SetExtension;
+using support::SetOf;
+using support::SetSplit;
+using support::SourceWithRows;
+using support::Var;
+
+// One state of a dictionary.
+struct State {
+  std::string name;
+  std::function<void(SourceWithRows&)> make;
+};
+
+// Each sets its property in the same full dictionary, so no two are alike.
+std::vector<State> DifferentStates() {
+  const auto set = [](std::function<void(VariableSetImpl&)> change) {
+    VariableSetImpl changed = SetOf("s", "A B");
+    change(changed);
+    return changed;
+  };
+  const auto variable = [](std::function<void(ORVX_Variable&)> change) {
+    return [change](SourceWithRows& source) { change(source.GetVariable(1)); };
+  };
+  const auto variableSet = [](const VariableSetImpl& one) {
+    return [one](SourceWithRows& source) { source.SetVariableSets({one}); };
+  };
+  return {
+      {"as it is", [](SourceWithRows&) {}},
+      {"one variable less", [](SourceWithRows& s) { s.DeleteVariables(2, 2); }},
+      {"no variables", [](SourceWithRows& s) { s.DeleteVariables(0, s.ColumnCount() - 1); }},
+      {"one variable more", [](SourceWithRows& s) { s.MakeVariable(Var("E"), nullptr); }},
+      {"another order",
+       [](SourceWithRows& s) {
+         const ORVX_Variable moved = s.GetVariable(3);
+         s.DeleteVariables(3, 3);
+         s.InsertVariable(2, moved);
+       }},
+      {"identifier", variable([](ORVX_Variable& v) { v.SetID(LocallyUniqueID(3, 3)); })},
+      {"name", variable([](ORVX_Variable& v) { v.SetName("other"); })},
+      {"label of a variable", variable([](ORVX_Variable& v) { v.SetLabel("other"); })},
+      {"type", variable([](ORVX_Variable& v) { v.SetType(0); })},
+      {"print format", variable([](ORVX_Variable& v) {
+         v.SetPrintFormat({'F', 9, 2});
+       })},
+      {"write format", variable([](ORVX_Variable& v) {
+         v.SetWriteFormat({'F', 9, 2});
+       })},
+      {"value labels", variable([](ORVX_Variable& v) {
+         v.SetValueLabels({{1.0, "other"}});
+       })},
+      {"missing values", variable([](ORVX_Variable& v) {
+         v.SetMissingValues({{9.0}, {}});
+       })},
+      {"level", variable([](ORVX_Variable& v) { v.SetMeasurementLevel(MeasurementLevel::Scale); })},
+      {"role", variable([](ORVX_Variable& v) { v.SetRole(VariableRole::Target); })},
+      {"alignment", variable([](ORVX_Variable& v) { v.SetAlignment(VariableAlignment::Left); })},
+      {"display width", variable([](ORVX_Variable& v) { v.SetDisplayWidth(9); })},
+      {"attributes of a variable", variable([](ORVX_Variable& v) {
+         v.SetAttributes({{"unit", {"kg"}}});
+       })},
+      {"weight", [](SourceWithRows& s) { s.SetWeightVar(1); }},
+      {"no weight", [](SourceWithRows& s) { s.SetWeightVar(-1); }},
+      {"filter", [](SourceWithRows& s) { s.SetFilterVar(1); }},
+      {"no filter", [](SourceWithRows& s) { s.SetFilterVar(-1); }},
+      {"split in another order",
+       [](SourceWithRows& s) {
+         SetSplit(s, {3, 2}, true);
+       }},
+      {"split by less", [](SourceWithRows& s) { SetSplit(s, {2}, true); }},
+      {"no split", [](SourceWithRows& s) { SetSplit(s, {}, false); }},
+      {"split together",
+       [](SourceWithRows& s) {
+         SetSplit(s, {2, 3}, false);
+       }},
+      {"label", [](SourceWithRows& s) { s.SetLabel("other"); }},
+      {"no label", [](SourceWithRows& s) { s.SetLabel(nullptr); }},
+      {"row count", [](SourceWithRows& s) { s.rows = 8; }},
+      {"row count unknown", [](SourceWithRows& s) { s.rows = -1; }},
+      {"clean", [](SourceWithRows& s) { s.SetDirty(false); }},
+      {"date variables", [](SourceWithRows& s) { s.GetTrendsInfo()->dateVariables = {Id("B")}; }},
+      {"periodicity", [](SourceWithRows& s) { s.GetTrendsInfo()->periodicity = 4; }},
+      {"first case", [](SourceWithRows& s) { s.GetTrendsInfo()->firstCase = 4; }},
+      {"last case", [](SourceWithRows& s) { s.GetTrendsInfo()->lastCase = 4; }},
+      {"no multiple-response sets", [](SourceWithRows& s) { s.SetMRSets({}); }},
+      {"order of multiple-response sets",
+       [](SourceWithRows& s) {
+         s.SetMRSets({SetOf("n", "C"), SetOf("m", "A B")});
+       }},
+      {"the two kinds of sets exchanged",
+       [](SourceWithRows& s) {
+         s.SetMRSets({SetOf("s", "A B")});
+         s.SetVariableSets({SetOf("m", "A B"), SetOf("n", "C")});
+       }},
+      {"no variable sets", [](SourceWithRows& s) { s.SetVariableSets({}); }},
+      {"set kind", variableSet(set([](VariableSetImpl& s) { s.kind = 2; }))},
+      {"set label from variable",
+       variableSet(set([](VariableSetImpl& s) { s.labelFromVariable = true; }))},
+      {"set categories",
+       variableSet(set([](VariableSetImpl& s) { s.categoriesFromCountedValue = true; }))},
+      {"set name", variableSet(set([](VariableSetImpl& s) { s.name = "other"; }))},
+      {"set label", variableSet(set([](VariableSetImpl& s) { s.label = "other"; }))},
+      {"set counted value", variableSet(set([](VariableSetImpl& s) { s.countedValue = "2"; }))},
+      {"set members", variableSet(set([](VariableSetImpl& s) {
+         s.members = {Id("B"), Id("A")};
+       }))},
+      {"extension bytes", [](SourceWithRows& s) { SetExtension(s, 0, 1, "other"); }},
+      {"extension version", [](SourceWithRows& s) { SetExtension(s, 0, 2, "bytes"); }},
+      {"no extension", [](SourceWithRows& s) { SetExtension(s, 0, 1, ""); }},
+      {"attribute name", [](SourceWithRows& s) { SetAttribute(s, "c", {"1"}); }},
+      {"attribute values", [](SourceWithRows& s) { SetAttribute(s, "a", {"1"}); }},
+      {"no attributes", [](SourceWithRows& s) { s.SetAttributes({}); }},
+  };
+}
+
+std::unique_ptr<SourceWithRows> Made(const State& state) {
+  auto source = FullDictionary();
+  state.make(*source);
+  return source;
+}
+
+TEST(DictionaryDigest, DiffersWhereAnythingDiffersThatMessagesCarry) {
+  const std::vector<State> states = DifferentStates();
+  for (std::size_t i = 0; i < states.size(); ++i) {
+    for (std::size_t j = 0; j < states.size(); ++j) {
+      EXPECT_EQ(DigestOf(*Made(states[i])) == DigestOf(*Made(states[j])), i == j)
+          << states[i].name << " and " << states[j].name;
+    }
+  }
+}
+
+TEST(DictionaryDigest, IsTheMirrorsToo) {
+  for (const State& state : DifferentStates()) {
+    const auto source = Made(state);
+    DictionaryMirror mirror;
+    for (const auto& message : DictionaryMessages(*source, LocallyUniqueID(0, 1), 3)) {
+      mirror.Apply(*message);
+    }
+    EXPECT_EQ(DigestOf(mirror.Dictionary()), DigestOf(*source)) << state.name;
+  }
+}
+
+TEST(DictionaryDigest, IsTheSameWhereOneDigesterGoesFromStateToState) {
+  const auto source = FullDictionary();
+  DictionaryDigester digester;
+  for (const State& state : DifferentStates()) {
+    state.make(*source);
+    EXPECT_EQ(digester.Of(*source), DigestOf(*source)) << state.name;
+    source->CopyDictionary(FullDictionary().get());
+    EXPECT_EQ(digester.Of(*source), DigestOf(*source)) << "after " << state.name;
+  }
+}
+
+TEST(DictionaryDigest, OfOneDigesterDoesNotMixUpTwoSources) {
+  DictionaryDigester digester;
+  const auto states = DifferentStates();
+  for (const State& state : states) {
+    const auto source = Made(state);
+    EXPECT_EQ(digester.Of(*source), DigestOf(*source)) << state.name;
+  }
+}
+
+TEST(DictionaryDigest, FollowsVariablesFarAway) {
+  const auto source = Dictionary("");
+  for (int i = 0; i < 200; ++i) {
+    source->MakeVariable(ORVX_Variable(LocallyUniqueID(2, static_cast<unsigned int>(i)), "v"),
+                         nullptr);
+  }
+  DictionaryDigester digester;
+  digester.Of(*source);
+  source->DeleteVariables(20, 90);
+  EXPECT_EQ(digester.Of(*source), DigestOf(*source));
+  const ORVX_Variable moved = source->GetVariable(100);
+  source->DeleteVariables(100, 100);
+  source->InsertVariable(3, moved);
+  EXPECT_EQ(digester.Of(*source), DigestOf(*source));
+  source->GetVariable(50).SetLabel("new");
+  EXPECT_EQ(digester.Of(*source), DigestOf(*source));
+}
+
+TEST(DictionaryDigest, OfEqualDictionariesIsOne) {
+  EXPECT_EQ(DigestOf(*FullDictionary()), DigestOf(*FullDictionary()));
+  const auto copy = std::make_unique<SourceWithRows>();
+  copy->CopyDictionary(FullDictionary().get());
+  copy->rows = 7;
+  copy->SetDirty(true);
+  EXPECT_EQ(DigestOf(*copy), DigestOf(*FullDictionary()));
+}
+
+TEST(DictionaryDigest, TakesForEqualWhatMessagesTakeForEqual) {
+  const auto without = Dictionary("A");
+  const auto with = Dictionary("A");
+  with->SetLabel("");
+  SetExtension(*with, 0, 9, "");
+  SetAttribute(*without, "a", {"1"});
+  SetAttribute(*without, "b", {"2"});
+  SetAttribute(*with, "b", {"2"});
+  SetAttribute(*with, "a", {"1"});
+  EXPECT_EQ(DigestOf(*with), DigestOf(*without));
+}
+
+TEST(DictionaryDigest, LeavesOutWhatMessagesCarryInPartOrNotAtAll) {
+  const auto plain = FullDictionary();
+  const auto other = FullDictionary();
+  const auto parent = Dictionary("Z");
+  other->RowsPerImputation(5);
+  other->SetFileSpec("/data/survey.tsv");
+  other->SetParentSource(parent.get());
+  SetExtension(*other, 3, 1, "bytes");
+  EXPECT_EQ(DigestOf(*other), DigestOf(*plain));
+}
+
+// Frozen: digests travel between versions of this library.
+TEST(DictionaryDigest, OfADictionaryIsTheSameForGood) {
+  DataFreeDataSource source;
+  EXPECT_EQ(DigestOf(source).AsText(), "507bf6280a72507512e936c047b1bc0a");
+  source.MakeVariable(ORVX_Variable(LocallyUniqueID(1, 7), "age"), nullptr);
+  source.SetLabel("National survey");
+  source.SetWeightVar(0);
+  EXPECT_EQ(DigestOf(source).AsText(), "a7ed09b7d85e288b4cc4aae7de9d2009");
+}
+
+TEST(DictionaryDigest, AsTextIsThirtyTwoDigits) {
+  EXPECT_EQ((DictionaryDigest{0x0123456789abcdef, 0xf}).AsText(),
+            "0123456789abcdef000000000000000f");
+}
+
+}  // namespace
