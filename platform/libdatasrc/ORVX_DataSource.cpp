@@ -240,15 +240,16 @@ const ORVX_TrendsInfo* ORVX_DataSource::GetTrendsInfo() const {
 const std::vector<VariableSetImpl>& ORVX_DataSource::GetMRSets() const {
   return data_->mrSets;
 }
+// Copied, then moved in: a copy that fails half-way leaves the present ones whole. Likewise below.
 void ORVX_DataSource::SetMRSets(const std::vector<VariableSetImpl>& sets) {
-  data_->mrSets = sets;
+  data_->mrSets = std::vector<VariableSetImpl>(sets);
 }
 
 const std::vector<VariableSetImpl>& ORVX_DataSource::GetVariableSets() const {
   return data_->variableSets;
 }
 void ORVX_DataSource::SetVariableSets(const std::vector<VariableSetImpl>& sets) {
-  data_->variableSets = sets;
+  data_->variableSets = std::vector<VariableSetImpl>(sets);
 }
 
 void ORVX_DataSource::SetExtension(const Extension& extension) {
@@ -259,7 +260,7 @@ const DatasourceAttributes& ORVX_DataSource::GetAttributes() const {
   return data_->attributes;
 }
 void ORVX_DataSource::SetAttributes(const DatasourceAttributes& attributes) {
-  data_->attributes = attributes;
+  data_->attributes = DatasourceAttributes(attributes);
 }
 
 ORVX_DataSource::Extension::Extension(const ORVX_DataSource& source, ExtensionType type) {

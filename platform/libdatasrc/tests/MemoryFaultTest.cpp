@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "FailingAllocator.h"
 #include "Files.h"
@@ -45,6 +47,39 @@ void PrintTo(const Edit& edit, std::ostream* out) {
   *out << edit.name;
 }
 
+// As long as strings are that do not stand inside their objects.
+VariableSetImpl Set(const std::string& name) {
+  VariableSetImpl set;
+  set.name = name + ", a name that is too long to stand inside a string object";
+  set.members = {Serial(1), Serial(2)};
+  return set;
+}
+
+std::vector<std::string> NamesOf(const std::vector<VariableSetImpl>& sets) {
+  std::vector<std::string> names;
+  for (const VariableSetImpl& set : sets) names.push_back(set.name);
+  return names;
+}
+
+DatasourceAttributes Attributes(const std::string& value) {
+  DatasourceAttributes attributes;
+  attributes.Set("first", {value + ", a text that is too long to stand inside a string object"});
+  attributes.Set("second", {value + ", another that is too long to stand inside a string object"});
+  attributes.Set("dashboard.x", {"y"});
+  return attributes;
+}
+
+ORVX_DataSource::Extension MakeExtension(const std::string& bytes, int type = 0) {
+  return ORVX_DataSource::Extension(RefCountPtr<ORVX_ExtensionImpl>(
+      new ORVX_ExtensionImpl(type, 1, static_cast<long>(bytes.size()), bytes.data())));
+}
+
+const VariableSetImpl kOldSet = Set("old");
+const VariableSetImpl kNewSet = Set("another, with a longer name");
+const DatasourceAttributes kOldAttributes = Attributes("old");
+const DatasourceAttributes kNewAttributes = Attributes("new");
+const ORVX_DataSource::Extension kNewExtension = MakeExtension("new", 1);
+
 class MemoryFault : public testing::TestWithParam<Edit> {};
 
 TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
@@ -54,6 +89,10 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
     Fill(source);
     source.SetWeightVar(7);
     source.SetLabel("a label that is too long to stand inside a string object");
+    source.SetMRSets({kOldSet, kOldSet});
+    source.SetVariableSets({kOldSet, kOldSet});
+    source.SetAttributes(kOldAttributes);
+    source.SetExtension(MakeExtension("old"));
     if (Succeeds(allocations, [&] { GetParam().apply(source); })) break;
     ++failures;
     ASSERT_EQ(source.ColumnCount(), 512);
@@ -64,6 +103,11 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
     ASSERT_EQ(source.FindVarIndex(Serial(1000)), -1);
     ASSERT_EQ(source.GetWeightVarIndex(), 7);
     ASSERT_STREQ(source.GetLabel(), "a label that is too long to stand inside a string object");
+    ASSERT_EQ(NamesOf(source.GetMRSets()), NamesOf({kOldSet, kOldSet}));
+    ASSERT_EQ(NamesOf(source.GetVariableSets()), NamesOf({kOldSet, kOldSet}));
+    ASSERT_EQ(source.GetAttributes(), kOldAttributes);
+    ASSERT_EQ(ORVX_DataSource::Extension(source, 0).Impl()->GetBytes(), "old");
+    ASSERT_EQ(ORVX_DataSource::Extension(source, 1).Impl()->GetLength(), 0);
   }
   EXPECT_GT(failures, 0);
 }
@@ -72,6 +116,10 @@ void CopyAnother(ORVX_DataSource& source) {
   DataFreeDataSource other;
   other.MakeVariable(ORVX_Variable(Serial(1000), "x"), nullptr);
   other.SetLabel("another label that is too long to stand inside a string object");
+  other.SetMRSets({kNewSet});
+  other.SetVariableSets({kNewSet});
+  other.SetAttributes(kNewAttributes);
+  other.SetExtension(kNewExtension);
   source.CopyDictionary(&other);
 }
 
@@ -79,14 +127,26 @@ const ORVX_Variable kShared(Serial(1000), "shared");
 
 INSTANTIATE_TEST_SUITE_P(
     DataSource, MemoryFault,
-    testing::Values(Edit{"Insert", [](ORVX_DataSource& s) { s.InsertVariable(100, kShared); }},
-                    Edit{"Append", [](ORVX_DataSource& s) { s.MakeVariable(kShared, nullptr); }},
-                    Edit{"SetID",
-                         [](ORVX_DataSource& s) {
-                           const ORVX_Variable holder = s.GetVariable(7);
-                           s.GetVariable(7).SetID(Serial(1000));
-                         }},
-                    Edit{"CopyDictionary", CopyAnother}),
+    testing::Values(
+        Edit{"Insert", [](ORVX_DataSource& s) { s.InsertVariable(100, kShared); }},
+        Edit{"Append", [](ORVX_DataSource& s) { s.MakeVariable(kShared, nullptr); }},
+        Edit{"SetID",
+             [](ORVX_DataSource& s) {
+               const ORVX_Variable holder = s.GetVariable(7);
+               s.GetVariable(7).SetID(Serial(1000));
+             }},
+        Edit{"CopyDictionary", CopyAnother},
+        Edit{"SetMRSets",
+             [](ORVX_DataSource& s) {
+               s.SetMRSets({kNewSet, kNewSet});
+             }},
+        Edit{"SetVariableSets",
+             [](ORVX_DataSource& s) {
+               s.SetVariableSets({kNewSet, kNewSet});
+             }},
+        Edit{"SetAttributes", [](ORVX_DataSource& s) { s.SetAttributes(kNewAttributes); }},
+        Edit{"ClearDashboardInfo", ClearDashboardInfo},
+        Edit{"SetExtension", [](ORVX_DataSource& s) { s.SetExtension(kNewExtension); }}),
     [](const auto& each) { return each.param.name; });
 
 TEST(MemoryFault, WhileAFileIsOpenedLeavesNothingBehind) {
