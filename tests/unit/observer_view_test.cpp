@@ -297,15 +297,15 @@ TEST_F(View, AChangedTypeMakesClientsDropTheirDataAsWell) {
   StartWith("A B");
   const ORVX_Variable changed = Typed(Var("B"), 8);
   UpdateTo({Var("A"), changed});
-  EXPECT_VARIABLE_MESSAGES(Queue(), Modified(changed));
+  EXPECT_MESSAGES(Queue(), Modified(changed), support::RowCount(0), support::Dirty(true));
   EXPECT_TRUE(Source().IsDirty());
-  EXPECT_TRUE(Data().resetClientData);
 }
 
 TEST_F(View, AChangedTypeStaysNotedThoughLaterVariablesKeepTheirs) {
   StartWith("A B C");
   UpdateTo({Typed(Var("A"), 8), Labelled(Var("B"), "changed"), Var("C")});
-  EXPECT_TRUE(Data().resetClientData);
+  EXPECT_MESSAGES(Queue(), Modified("A"), Modified("B"), support::RowCount(0),
+                  support::Dirty(true));
 }
 
 TEST_F(View, ARenamedVariableIsModified) {
