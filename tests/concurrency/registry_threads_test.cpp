@@ -4,14 +4,15 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/concurrency/MeetingPoint.h>
 #include <tests/support/Datasets.h>
 #include <tests/support/Observers.h>
 #include <tests/support/WatchedThread.h>
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <atomic>
+#include <functional>
 #include <latch>
 #include <memory>
 #include <set>
@@ -37,20 +38,20 @@ bool IsKnown(const ServerDataManager& registry, LocallyUniqueID id) {
   }
 }
 
-// Both threads start together, and each looks for the dataset that the other has last shown, which
-// the other may be deleting at that moment.
+// Both threads begin every round together, and each looks for the dataset that the other has last
+// shown, which the other may be deleting at that moment.
 TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
   constexpr int kRounds = 400;
   ServerDataManager registry;
   RecordingRegistryObserver observer;
   registry.Register(observer);
-  std::latch start(2);
+  MeetingPoint round(2);
   std::atomic<unsigned int> shown[2] = {};
   std::vector<LocallyUniqueID> added[2];
 
   const auto use = [&](std::size_t self) {
-    start.arrive_and_wait();
-    for (int round = 0; round < kRounds; ++round) {
+    for (int i = 0; i < kRounds; ++i) {
+      round.Meet();
       const LocallyUniqueID id = AddDataset(registry, "A B");
       added[self].push_back(id);
       shown[self] = id.Serial();
@@ -118,54 +119,103 @@ TEST(RegistryThreads, TheRegistryIsFreeWhileAThreadWaitsForADataset) {
   writer.reset();
 }
 
-// The observer holds up the notice until another thread has tried to get into the registry.
+struct NamedCall {
+  std::string name;
+  std::function<void()> call;
+};
+
+// The observer holds up the notice until every other thread sleeps at the registry's lock.
 TEST(RegistryThreads, OtherThreadsWaitWhileRegistryObserversAreTold) {
   ServerDataManager registry;
-  RecordingRegistryObserver observer;
-  std::unique_ptr<WatchedThread> finding;
-  observer.onCreated = [&](auto) {
-    finding = std::make_unique<WatchedThread>([&] { registry.GetAllDatasets(); });
-    EXPECT_TRUE(finding->Waits());
-  };
+  const LocallyUniqueID id = AddDataset(registry, "A", /*quiet=*/true);
+  RecordingRegistryObserver observer, another;
   registry.Register(observer);
+  const std::vector<NamedCall> calls = {
+      {"Add", [&] { AddDataset(registry, "A", /*quiet=*/true); }},
+      {"AddEmpty", [&] { registry.AddEmpty(/*quiet=*/true); }},
+      {"GetDataSet by identifier", [&] { registry.GetDataSet(id); }},
+      {"GetDataSet by handle", [&] { registry.GetDataSet("nobody"); }},
+      {"GetAllDatasets", [&] { registry.GetAllDatasets(); }},
+      {"SavFileExternallyChanged", [&] { registry.SavFileExternallyChanged("nothing"); }},
+      {"Delete", [&] { registry.Delete(LocallyUniqueID()); }},
+      {"Password", [&] { registry.Password(LocallyUniqueID(), "secret", false); }},
+      {"Register", [&] { registry.Register(another); }},
+      {"Unregister", [&] { registry.Unregister(another); }},
+  };
+  std::vector<std::unique_ptr<WatchedThread>> threads;
+  observer.onCreated = [&](auto) {
+    for (const NamedCall& operation : calls) {
+      threads.push_back(std::make_unique<WatchedThread>(operation.call));
+      EXPECT_TRUE(threads.back()->Waits()) << operation.name;
+    }
+  };
 
-  AddDataset(registry, "A");
+  AddDataset(registry, "B");
+  threads.clear();
 
-  ASSERT_NE(finding, nullptr);
-  finding->Join();
-  registry.Unregister(observer);
+  EXPECT_THAT(observer.Created(), SizeIs(1));
+  EXPECT_THAT(registry.GetAllDatasets(), SizeIs(4));
 }
 
-// One thread registers and unregisters without end while the other makes a pass for each write.
+// The observer holds up the pass until the other threads sleep at the notification mutex.
+TEST(RegistryThreads, RegisteringAndUnregisteringWaitWhileObserversOfADatasetAreTold) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = AddDataset(registry, "A");
+  const auto dataset = [&] { return SvrDMDataset(registry, id); };
+  RecordingObserver holding, coming, leaving;
+  dataset().Register(holding);
+  dataset().Register(leaving);
+  std::vector<std::unique_ptr<WatchedThread>> threads;
+  holding.reaction = [&](auto) {
+    threads.push_back(std::make_unique<WatchedThread>([&] { dataset().Register(coming); }));
+    EXPECT_TRUE(threads.back()->Waits());
+    threads.push_back(std::make_unique<WatchedThread>([&] { dataset().Unregister(leaving); }));
+    EXPECT_TRUE(threads.back()->Waits());
+  };
+
+  support::WriteNothing(registry, id);
+  threads.clear();
+  holding.reaction = nullptr;
+  support::Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer->GetVariable(0).SetLabel("changed");
+  });
+
+  EXPECT_THAT(holding.passes, SizeIs(2));
+  EXPECT_THAT(leaving.passes, SizeIs(1));
+  EXPECT_THAT(coming.passes, SizeIs(1));
+}
+
+// In every round one thread makes a write while the other registers and unregisters, which it does
+// all the time that the write takes.
 TEST(RegistryThreads, ObserversOfADatasetComeAndGoWhileAnotherThreadWrites) {
-  constexpr int kWrites = 200;
+  constexpr int kRounds = 200;
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");
   RecordingObserver steady, fleeting;
   registry.GetDataSet(id)->Register(steady);
-  std::latch start(2);
-  std::atomic<bool> written = false;
+  MeetingPoint round(2);
 
   std::thread registering([&] {
     SvrDMDataset handle(registry, id);
-    start.arrive_and_wait();
-    while (!written) {
-      handle.Register(fleeting);
-      handle.Register(fleeting);
-      handle.Unregister(fleeting);
+    for (int i = 0; i < kRounds; ++i) {
+      round.Meet();
+      for (int times = 0; times < 10; ++times) {
+        handle.Register(fleeting);
+        handle.Register(fleeting);
+        handle.Unregister(fleeting);
+      }
     }
   });
-  start.arrive_and_wait();
-  for (int i = 0; i < kWrites; ++i) {
+  for (int i = 0; i < kRounds; ++i) {
+    round.Meet();
     support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
       writer->GetVariable(0).SetLabel(std::to_string(i));
     });
   }
-  written = true;
   registering.join();
 
-  EXPECT_THAT(steady.passes, SizeIs(kWrites));
-  EXPECT_LE(fleeting.passes.size(), 2U * kWrites);
+  EXPECT_THAT(steady.passes, SizeIs(kRounds));
+  EXPECT_LE(fleeting.passes.size(), 2U * kRounds);
 }
 
 }  // namespace

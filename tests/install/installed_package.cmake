@@ -17,7 +17,7 @@ list(TRANSFORM headers REPLACE "(.+)" "#include <\\1>\n")
 file(WRITE "${WORK_DIR}/all_headers.cpp" ${headers})
 run("${COMPILER}" -std=c++20 -fsyntax-only -I "${prefix}/include" "${WORK_DIR}/all_headers.cpp")
 
-run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${WORK_DIR}/build"
+run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${WORK_DIR}/build" -G Ninja
     "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${COMPILER}")
 run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build")
 run("${WORK_DIR}/build/consumer")

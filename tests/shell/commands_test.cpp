@@ -431,6 +431,15 @@ TEST_F(Commands, HelpExplainsOne) {
   EXPECT_EQ(AtPrompt("help frob\n"), "error: no command \"frob\"; `help` lists them\n");
 }
 
+TEST_F(Commands, AreAskedForAtAPromptUntilTheInputEnds) {
+  std::istringstream input("list\n");
+  std::ostringstream out;
+  const auto printer = MakeWordsPrinter(out, out);
+  Shell shell(Registry(), *printer);
+  EXPECT_TRUE(RunPrompt(shell, input, &out));
+  EXPECT_EQ(out.str(), "sdmsh> no dataset is open\nsdmsh> \n");
+}
+
 TEST_F(Commands, QuitEndsAtOnce) {
   EXPECT_THAT(AtPrompt("quit\nlist\n"), IsEmpty());
   EXPECT_TRUE(WentWell());

@@ -1,6 +1,7 @@
 // What a dataset does when memory runs out in the middle. This program replaces the global
 // operator new, so it is one of its own.
 
+#include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <tests/support/Datasets.h>
@@ -87,6 +88,12 @@ TEST(FullMemory, WhatWasQueuedBeforeStaysWhereTheQueueCannotGrow) {
   }
   EXPECT_EQ(deaths, 1);
   EXPECT_THAT(item.Notifications(), SizeIs(before));
+}
+
+// Messages cross libraries: their storage is not the program's to replace.
+TEST(FullMemory, AMessageTakesNothingFromTheProgramsAllocator) {
+  const MemoryFor nothing(0);
+  EXPECT_NO_THROW(delete new ResetUndoMsg());
 }
 
 // Hears, and does nothing that needs memory.

@@ -61,7 +61,10 @@ bool RunPrompt(Shell& shell, std::istream& input, std::ostream* prompt) {
   std::string text;
   while (!shell.IsOver()) {
     if (prompt != nullptr) *prompt << "sdmsh> " << std::flush;
-    if (!std::getline(input, text)) break;
+    if (!std::getline(input, text)) {
+      if (prompt != nullptr) *prompt << "\n";  // the cursor stands behind the prompt
+      break;
+    }
     if (!player.Play(text)) good = false;
   }
   return shell.CloseDown("") && good;

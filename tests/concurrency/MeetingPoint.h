@@ -1,0 +1,30 @@
+// MeetingPoint: where threads wait for each other and go on at the same instant.
+
+#ifndef TESTS_CONCURRENCY_MEETINGPOINT_H_
+#define TESTS_CONCURRENCY_MEETINGPOINT_H_
+
+#include <atomic>
+#include <thread>
+
+// Unlike a barrier, whose last thread has long gone on when the others wake: here all of them stay
+// awake, so that what they do next overlaps. May be used again and again.
+class MeetingPoint {
+ public:
+  explicit MeetingPoint(int threads) : threads_(threads) {}
+
+  // Comes back when all threads have called it as often as this one.
+  void Meet() {
+    constexpr int kSpins = 2000;  // before the processor is left to a thread that may be without
+    const int arrived = ++arrived_;
+    const int all = (arrived + threads_ - 1) / threads_ * threads_;
+    for (int spins = 0; arrived_ < all; ++spins) {
+      if (spins >= kSpins) std::this_thread::yield();
+    }
+  }
+
+ private:
+  const int threads_;
+  std::atomic<int> arrived_ = 0;
+};
+
+#endif  // TESTS_CONCURRENCY_MEETINGPOINT_H_
