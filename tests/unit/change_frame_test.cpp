@@ -1,0 +1,308 @@
+// ChangeFrame: its bytes, and the bytes that are none. This program replaces the global operator
+// new, to see what bytes from outside make the library allocate.
+
+#include <client/ChangeFrame.h>
+#include <client/ChangeStreamReader.h>
+#include <client/DictionaryMessages.h>
+#include <libdatasrc/ORVX_DataSource.h>
+#include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ReadDataSetMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <libvserial/VStream.h>
+#include <tests/support/FullDictionary.h>
+#include <tests/support/MessageBytes.h>
+#include <tests/support/Messages.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+// Of the allocations since the last reset: the largest, and all together.
+std::size_t largestAllocation = 0;
+std::size_t allocated = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  largestAllocation = std::max(largestAllocation, size);
+  allocated += size;
+  if (void* const storage = std::malloc(size == 0 ? 1 : size)) return storage;
+  throw std::bad_alloc();
+}
+// Not inlined: where it is, compilers take the free for a mistake.
+__attribute__((noinline)) void operator delete(void* storage) noexcept {
+  std::free(storage);
+}
+__attribute__((noinline)) void operator delete(void* storage, std::size_t) noexcept {
+  std::free(storage);
+}
+
+namespace {
+
+using support::Labelled;
+using support::Var;
+using support::Vars;
+using testing::HasSubstr;
+using Outcome = ChangeStreamReader::Outcome;
+
+const LocallyUniqueID kDataset(0, 7);
+
+template <class Message, class... Arguments>
+void Add(ChangeFrame& frame, const Arguments&... arguments) {
+  Message message(0, kDataset, 3, arguments...);
+  frame.AddMessage(message);
+}
+
+// The snapshot of a dictionary in which everything is set.
+ChangeFrame FullSnapshot() {
+  const auto source = support::FullDictionary();
+  ChangeFrame frame;
+  frame.kind = ChangeFrame::Kind::Snapshot;
+  frame.dataset = kDataset;
+  frame.passNumber = 41;
+  frame.caseSequence = 3;
+  for (const auto& message : DictionaryMessages(*source, kDataset, 3)) frame.AddMessage(*message);
+  frame.digest = DigestOf(*source);
+  return frame;
+}
+
+// A pass after that snapshot, with the messages that the snapshot has not.
+ChangeFrame PassAfterSnapshot() {
+  DictionaryMirror after;
+  const ChangeFrame snapshot = FullSnapshot();
+  for (const auto& message : snapshot.Messages()) after.Apply(*message);
+  ChangeFrame frame;
+  frame.dataset = kDataset;
+  frame.passNumber = 42;
+  frame.caseSequence = 4;
+  ResetUndoMsg undo;
+  frame.AddMessage(undo);
+  Add<MoveVarsMsg>(frame, std::vector<int>{3}, 0);
+  Add<DeleteVarsMsg>(frame, Vars("B C"));
+  Add<ModifyVarMsg>(frame, Labelled(Var("A"), "new"));
+  Add<FileSpecChangeMsg>(frame, "/data/survey.tsv", true);
+  ImputationInfoMsg imputation;
+  frame.AddMessage(imputation);
+  for (const auto& message : frame.Messages()) after.Apply(*message);
+  frame.digest = DigestOf(after.Dictionary());
+  return frame;
+}
+
+std::string Said(const ChangeFrame& frame) {
+  std::string text;
+  for (const auto& message : frame.Messages()) text += support::AsText(message.get()) + "\n";
+  return text;
+}
+
+// A reader that has taken the snapshot.
+std::unique_ptr<ChangeStreamReader> Following() {
+  auto reader = std::make_unique<ChangeStreamReader>(kDataset);
+  ChangeFrame snapshot = FullSnapshot();
+  EXPECT_EQ(reader->Take(BytesOf(snapshot)), Outcome::Applied) << reader->WhyWanted();
+  return reader;
+}
+
+TEST(ChangeFrame, IsReadAsItWasWritten) {
+  for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
+    const ChangeFrame read = ReadChangeFrame(BytesOf(frame));
+    EXPECT_EQ(read.kind, frame.kind);
+    EXPECT_EQ(read.dataset, frame.dataset);
+    EXPECT_EQ(read.passNumber, frame.passNumber);
+    EXPECT_EQ(read.caseSequence, frame.caseSequence);
+    EXPECT_EQ(read.digest, frame.digest);
+    EXPECT_EQ(read.messageBytes, frame.messageBytes);
+  }
+}
+
+TEST(ChangeFrame, GivesItsMessagesInTheOrderInWhichTheyWereAdded) {
+  EXPECT_EQ(Said(PassAfterSnapshot()),
+            "reset undo\nmove 3 to 0\ndelete B, C\nmodify A \"new\"\n"
+            "file specification \"/data/survey.tsv\"\nimputation of 0 rows\n");
+}
+
+TEST(ChangeFrame, CarriesEachMessageInTheBytesInWhichItSerialisesItself) {
+  ChangeFrame frame;
+  ModifyVarMsg first(0, kDataset, 3, Var("A"));
+  MoveVarsMsg second(0, kDataset, 3, {1}, 0);
+  frame.AddMessage(first);
+  frame.AddMessage(second);
+  EXPECT_EQ(frame.messageBytes, BytesOf(first) + BytesOf(second));
+}
+
+// Frozen: clients of other versions read them.
+TEST(ChangeFrame, HasTheseBytes) {
+  ChangeFrame frame;
+  frame.kind = ChangeFrame::Kind::Snapshot;
+  frame.dataset = kDataset;
+  frame.passNumber = 0x0102030405060708;
+  frame.caseSequence = 9;
+  frame.digest = {0x1112131415161718, 0x2122232425262728};
+  frame.messageBytes = "messages";
+  const std::string body(
+      "\x01"
+      "\x70\x00\x00\x00"
+      "\x08\x07\x06\x05\x04\x03\x02\x01"
+      "\x09\x00\x00\x00"
+      "\x18\x17\x16\x15\x14\x13\x12\x11"
+      "\x28\x27\x26\x25\x24\x23\x22\x21"
+      "\x08\x00\x00\x00messages",
+      45);
+  const std::string head("\x1e\x00\x00\x00ServerDataManager::ChangeFrame\x01\x00\x00\x00", 38);
+  const std::string checksum("\xff_\x8a}x\xd4\xb3\xf5", 8);
+  const std::string length("\x2d\x00\x00\x00", 4);
+  EXPECT_EQ(BytesOf(frame), head + checksum + length + body);
+}
+
+TEST(ChangeFrame, CutAnywhereIsRefused) {
+  for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
+    ExpectEveryTruncationRefused(BytesOf(frame), ReadChangeFrame);
+  }
+}
+
+TEST(ChangeFrame, WithBytesBehindItIsRefused) {
+  ChangeFrame frame = PassAfterSnapshot();
+  EXPECT_THROW(ReadChangeFrame(BytesOf(frame) + '\0'), VStreamError);
+}
+
+// Each single bit, and all eight.
+TEST(ChangeFrame, WithAnyByteChangedIsRefused) {
+  std::size_t changes = 0;
+  for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
+    std::string bytes = BytesOf(frame);
+    for (char& byte : bytes) {
+      for (const int change : {1, 2, 4, 8, 16, 32, 64, 128, 255}) {
+        const char right = byte;
+        byte = static_cast<char>(byte ^ change);
+        EXPECT_THROW(ReadChangeFrame(bytes), VStreamError)
+            << "byte " << &byte - bytes.data() << " changed by " << change;
+        byte = right;
+        ++changes;
+      }
+    }
+  }
+  std::cout << changes << " changed frames\n";
+}
+
+TEST(ChangeFrame, SaysWhatIsWrongWithABadOne) {
+  ChangeFrame frame = PassAfterSnapshot();
+  std::string bytes = BytesOf(frame);
+  bytes.back() = '?';
+  try {
+    ReadChangeFrame(bytes);
+    FAIL() << "was read";
+  } catch (const VStreamError& error) {
+    EXPECT_THAT(error.what(), HasSubstr("expected the checksum"));
+  }
+}
+
+// Bytes that somebody made to be read: the checksum is right, the messages are not.
+class HostileMessages : public testing::Test {
+ protected:
+  // What the first variable of a dictionary allocates.
+  static constexpr std::size_t kDictionary = 5000;
+
+  // Gives the frame to `reader` and looks at what that made of memory. Where it was applied, the
+  // digest was right, so the dictionary is.
+  void ExpectHarmless(ChangeStreamReader& reader, ChangeFrame& frame,
+                      const DictionaryDigest& digest) {
+    const std::string bytes = BytesOf(frame);
+    largestAllocation = allocated = 0;
+    const Outcome outcome = reader.Take(bytes);
+    largest_ = std::max(largest_, largestAllocation);
+    all_ = std::max(all_, allocated);
+    EXPECT_LE(largestAllocation, kDictionary + 8 * bytes.size());
+    EXPECT_LE(allocated, 4 * kDictionary + 64 * bytes.size());
+    EXPECT_EQ(DigestOf(reader.Dictionary()), reader.Digest());
+    if (outcome == Outcome::Applied) {
+      EXPECT_EQ(reader.Digest(), digest);
+      ++applied_;
+    } else {
+      EXPECT_EQ(outcome, Outcome::SnapshotWanted);
+      EXPECT_FALSE(reader.WhyWanted().empty());
+      ++refused_;
+    }
+  }
+
+  void PrintCounts() const {
+    std::cout << refused_ << " refused, " << applied_ << " without effect; allocated at most "
+              << largest_ << " bytes at once, " << all_ << " for a frame\n";
+  }
+
+  std::size_t applied_ = 0;
+  std::size_t refused_ = 0;
+  std::size_t largest_ = 0;
+  std::size_t all_ = 0;
+};
+
+TEST_F(HostileMessages, WithAnyByteChangedAreRefusedOrMakeNoDifference) {
+  for (const int change : {1, 2, 4, 8, 16, 32, 64, 128, 255}) {
+    ChangeFrame frame = FullSnapshot();
+    for (std::size_t i = 0; i < frame.messageBytes.size(); ++i) {
+      const char right = frame.messageBytes[i];
+      frame.messageBytes[i] = static_cast<char>(right ^ change);
+      ChangeStreamReader reader(kDataset);
+      ExpectHarmless(reader, frame, frame.digest);
+      frame.messageBytes[i] = right;
+    }
+  }
+  PrintCounts();
+  EXPECT_GT(refused_, applied_);
+}
+
+TEST_F(HostileMessages, OfAPassWithAnyByteChangedAreRefusedOrMakeNoDifference) {
+  const auto reader = Following();
+  ChangeFrame snapshot = FullSnapshot();
+  const std::string snapshotBytes = BytesOf(snapshot);
+  for (const int change : {1, 2, 4, 8, 16, 32, 64, 128, 255}) {
+    ChangeFrame frame = PassAfterSnapshot();
+    for (std::size_t i = 0; i < frame.messageBytes.size(); ++i) {
+      const char right = frame.messageBytes[i];
+      frame.messageBytes[i] = static_cast<char>(right ^ change);
+      reader->Take(snapshotBytes);
+      ExpectHarmless(*reader, frame, frame.digest);
+      frame.messageBytes[i] = right;
+    }
+  }
+  PrintCounts();
+  EXPECT_GT(refused_, applied_);
+}
+
+TEST_F(HostileMessages, CutAnywhereAreRefused) {
+  const ChangeFrame whole = FullSnapshot();
+  for (std::size_t length = 0; length < whole.messageBytes.size(); ++length) {
+    ChangeFrame frame = whole;
+    frame.messageBytes.resize(length);
+    ChangeStreamReader reader(kDataset);
+    ExpectHarmless(reader, frame, frame.digest);
+  }
+  EXPECT_EQ(applied_, 0U);
+}
+
+// Each length and count that stands in the messages, made as large as it can be.
+TEST_F(HostileMessages, ThatClaimToBeLongAllocateNothingForIt) {
+  const ChangeFrame whole = FullSnapshot();
+  for (std::size_t i = 0; i + 4 <= whole.messageBytes.size(); ++i) {
+    for (const char* claim : {"\xff\xff\xff\xff", "\xff\xff\xff\x7f", "\x00\x00\x00\x01"}) {
+      ChangeFrame frame = whole;
+      frame.messageBytes.replace(i, 4, claim, 4);
+      ChangeStreamReader reader(kDataset);
+      ExpectHarmless(reader, frame, frame.digest);
+    }
+  }
+  PrintCounts();
+}
+
+}  // namespace
