@@ -5,13 +5,13 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <tests/support/Datasets.h>
+#include <tests/support/FullMemory.h>
 #include <tests/support/Messages.h>
 #include <tests/support/PlainTranscription.h>
 
 #include <gmock/gmock.h>
 
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <string>
@@ -19,44 +19,9 @@
 
 namespace {
 
-// The allocations that still succeed; negative for all. Only the test's own thread allocates.
-long allocationsLeft = -1;
-
-bool OneMoreIsLeft() {
-  if (allocationsLeft < 0) return true;
-  if (allocationsLeft == 0) return false;
-  --allocationsLeft;
-  return true;
-}
-
-// Lets `count` allocations succeed for its life, and no more.
-class MemoryFor {
- public:
-  explicit MemoryFor(long count) { allocationsLeft = count; }
-  ~MemoryFor() { allocationsLeft = -1; }
-};
-
-}  // namespace
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
-}
-void* operator new(std::size_t size) {
-  if (void* const storage = operator new(size, std::nothrow)) return storage;
-  throw std::bad_alloc();
-}
-// Not inlined: where it is, compilers take the free for a mistake.
-__attribute__((noinline)) void operator delete(void* storage) noexcept {
-  std::free(storage);
-}
-__attribute__((noinline)) void operator delete(void* storage, std::size_t) noexcept {
-  std::free(storage);
-}
-
-namespace {
-
 using support::AddDataset;
 using support::CountedMessage;
+using support::MemoryFor;
 using support::Var;
 using testing::IsEmpty;
 using testing::SizeIs;

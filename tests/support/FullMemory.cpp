@@ -1,0 +1,48 @@
+// FullMemory: the allocator. Apart from its callers: a compiler that sees both sides takes the
+// malloc and the delete for a mismatch.
+
+#include <tests/support/FullMemory.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+// The allocations that still succeed; negative for all.
+long allocationsLeft = -1;
+
+bool OneMoreIsLeft() {
+  if (allocationsLeft < 0) return true;
+  if (allocationsLeft == 0) return false;
+  --allocationsLeft;
+  return true;
+}
+
+}  // namespace
+
+namespace support {
+
+MemoryFor::MemoryFor(long count) {
+  allocationsLeft = count;
+}
+
+MemoryFor::~MemoryFor() {
+  allocationsLeft = -1;
+}
+
+}  // namespace support
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+}
+void* operator new(std::size_t size) {
+  if (void* const storage = operator new(size, std::nothrow)) return storage;
+  throw std::bad_alloc();
+}
+void operator delete(void* storage) noexcept {
+  std::free(storage);
+}
+void operator delete(void* storage, std::size_t) noexcept {
+  std::free(storage);
+}

@@ -1,0 +1,228 @@
+// What the comparison of a dataset's properties leaves behind when memory runs out in the middle:
+// nothing half-told, and nothing lost.
+//
+// Built with the library's objects and with access to private members, for the monitors and the
+// snapshot, and with an operator new of its own.
+
+#include <liborvxdemg/DataSetMsg.h>
+#include <ServerDataManager/Equality.h>
+#include <ServerDataManager/Monitors.h>
+#include <ServerDataManager/ObserverView.h>
+#include <ServerDataManager/ObserverViewData.h>
+#include <ServerDataManager/svrdmitem.h>
+#include <tests/support/Dictionary.h>
+#include <tests/support/FullMemory.h>
+#include <tests/support/Messages.h>
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace {
+
+using support::Extension;
+using support::MemoryFor;
+
+// Longer than any string keeps inside itself.
+const std::string kLong = "a text that is too long to stand inside a string object";
+
+VariableSetImpl Set(const std::string& name) {
+  VariableSetImpl set;
+  set.name = name + ", " + kLong;
+  return set;
+}
+
+DatasourceAttributes Attributes(const std::string& value) {
+  DatasourceAttributes attributes;
+  attributes.Set("note", {value + ", " + kLong});
+  return attributes;
+}
+
+ORVX_DataSource::Extension Block(const std::string& bytes) {
+  return ORVX_DataSource::Extension(RefCountPtr<ORVX_ExtensionImpl>(
+      new ORVX_ExtensionImpl(0, 1, static_cast<long>(bytes.size()), bytes.data())));
+}
+
+// False when memory ran out.
+bool Succeeds(long allocations, const std::function<void()>& call) {
+  const MemoryFor some(allocations);
+  try {
+    call();
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+// A monitor's arguments: the view has the old value of everything, the source the new one.
+struct Arguments {
+  Arguments() {
+    view.SetMRSets({Set("old")});
+    view.SetVariableSets({Set("old")});
+    view.SetExtension(Block("old"));
+    view.SetAttributes(Attributes("old"));
+    source.SetMRSets({Set("new"), Set("newer")});
+    source.SetVariableSets({Set("new"), Set("newer")});
+    source.SetExtension(Block("new"));
+    source.SetAttributes(Attributes("new"));
+  }
+
+  std::vector<support::Said> Queued() const { return support::WhatIsSaidBy(item.Notifications()); }
+
+  DataFreeDataSource view;
+  DataFreeDataSource source;
+  SvrDMItem item{LocallyUniqueID(0, 12), nullptr, nullptr, 34, "", true};
+};
+
+// Runs `monitor` with memory for no allocation, one, two, and so on. After each failure looks at
+// what is left with `judge`.
+void ForEachFailure(const std::function<void(Arguments&)>& monitor,
+                    const std::function<void(Arguments&)>& judge) {
+  long failures = 0;
+  for (;; ++failures) {
+    SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
+    Arguments arguments;
+    if (Succeeds(failures, [&] { monitor(arguments); })) break;
+    judge(arguments);
+  }
+  EXPECT_GT(failures, 0);
+}
+
+TEST(FullMemoryInAMonitor, LeavesTheOldExtensionWhichIsToldNextTime) {
+  ForEachFailure([](Arguments& a) { MonitorExtension(a.view, a.source, 0, a.item); },
+                 [](Arguments& a) {
+                   EXPECT_EQ(ORVX_DataSource::Extension(a.view, 0), Block("old"));
+                   a.item.ClearNotifications();
+                   EXPECT_TRUE(MonitorExtension(a.view, a.source, 0, a.item));
+                   EXPECT_MESSAGES(a.Queued(), Extension(0, "new"));
+                 });
+}
+
+TEST(FullMemoryInAMonitor, LeavesTheOldAttributesWhichAreToldNextTime) {
+  ForEachFailure([](Arguments& a) { MonitorAttributes(a.view, a.source, a.item, false); },
+                 [](Arguments& a) {
+                   EXPECT_EQ(a.view.GetAttributes(), Attributes("old"));
+                   a.item.ClearNotifications();
+                   EXPECT_TRUE(MonitorAttributes(a.view, a.source, a.item, false));
+                   EXPECT_MESSAGES(a.Queued(), Extension(17));
+                 });
+}
+
+// The view takes sets before they are told, so it may have the new ones here, but never some.
+TEST(FullMemoryInAMonitor, LeavesTheOldSetsUntoldOrTheNewOnes) {
+  const std::vector<VariableSetImpl> oldSets = Arguments().view.GetMRSets();
+  const std::vector<VariableSetImpl> newSets = Arguments().source.GetMRSets();
+  bool oldSeen = false;
+  ForEachFailure([](Arguments& a) { MonitorMRSets(a.view, a.source, a.item); },
+                 [&](Arguments& a) {
+                   if (a.view.GetMRSets() == newSets) return;
+                   oldSeen = true;
+                   EXPECT_TRUE(a.view.GetMRSets() == oldSets);
+                   EXPECT_MESSAGES(a.Queued());
+                   EXPECT_TRUE(MonitorMRSets(a.view, a.source, a.item));
+                   EXPECT_MESSAGES(a.Queued(), Extension(7), Extension(19));
+                 });
+  EXPECT_TRUE(oldSeen);
+
+  oldSeen = false;
+  ForEachFailure([](Arguments& a) { MonitorVariableSets(a.view, a.source, a.item); },
+                 [&](Arguments& a) {
+                   if (a.view.GetVariableSets() == newSets) return;
+                   oldSeen = true;
+                   EXPECT_TRUE(a.view.GetVariableSets() == oldSets);
+                   EXPECT_MESSAGES(a.Queued());
+                   EXPECT_TRUE(MonitorVariableSets(a.view, a.source, a.item));
+                   EXPECT_MESSAGES(a.Queued(), Extension(5));
+                 });
+  EXPECT_TRUE(oldSeen);
+}
+
+// A dataset with a view of it, both the same. Then everything of the source is changed.
+class ChangedDataset {
+ public:
+  ChangedDataset() {
+    support::Replace(*item.DataSource(), support::Vars("A B C"));
+    view.Update();
+    item.ClearNotifications();
+
+    ORVX_DataSource& source = *item.DataSource();
+    const int both[] = {0, 1};
+    source.InsertVariable(1, support::Var("D"));
+    source.SetLabel(kLong.c_str());
+    source.SetFileSpec(kLong.c_str());
+    source.SetWeightVar(0);
+    source.SetFilterVar(1);
+    source.SetSplit(2, both, true);
+    source.GetTrendsInfo()->dateVariables = {support::Id("A"), support::Id("B")};
+    source.SetMRSets({Set("new")});
+    source.SetVariableSets({Set("new")});
+    source.SetExtension(Block("new"));
+    source.SetAttributes(Attributes("new"));
+    source.SetDirty(true);
+  }
+
+  std::vector<support::Said> Queued() const { return support::WhatIsSaidBy(item.Notifications()); }
+
+  // What an update that nothing hinders tells, and the next one.
+  std::vector<support::Said> Told() {
+    view.Update();
+    std::vector<support::Said> told = Queued();
+    item.ClearNotifications();
+    view.Update();
+    EXPECT_MESSAGES(Queued());
+    return told;
+  }
+
+  SvrDMItem item{LocallyUniqueID(0, 12), new DataFreeDataSource, nullptr, 34, "", true};
+  SvrDMObserverView view{item};
+};
+
+TEST(FullMemoryInAnUpdate, LeavesWhatWasQueuedInOrderAndTheRestToTheNextUpdate) {
+  const std::vector<support::Said> all = ChangedDataset().Told();
+  ASSERT_EQ(all.size(), 12U);
+
+  long failures = 0;
+  for (;; ++failures) {
+    SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
+    ChangedDataset dataset;
+    if (Succeeds(failures, [&] { dataset.view.Update(); })) break;
+
+    const std::vector<support::Said> before = dataset.Queued();
+    ASSERT_LE(before.size(), all.size());
+    for (std::size_t i = 0; i < before.size(); ++i) EXPECT_EQ(before[i], all[i]);
+
+    // Whatever was not taken by the view is told again, and then all is as in the source.
+    dataset.item.ClearNotifications();
+    const std::vector<support::Said> after = dataset.Told();
+    EXPECT_LE(after.size(), all.size());
+    EXPECT_EQ(after.back(), all.back());
+  }
+  EXPECT_GT(failures, 20);
+}
+
+// The empty source in place of the one that is not there goes however the update ends; the address
+// sanitizer would see it left behind.
+TEST(FullMemoryInAnUpdate, OfADatasetThatLostItsSourceIsMadeUpForByTheNextOne) {
+  long failures = 0;
+  for (;; ++failures) {
+    SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
+    ChangedDataset dataset;
+    dataset.view.Update();
+    dataset.item.SetDataSet(nullptr);
+    dataset.item.ClearNotifications();
+    if (Succeeds(failures, [&] { dataset.view.Update(); })) break;
+    EXPECT_EQ(dataset.item.DataSource(), nullptr);
+
+    dataset.view.Update();
+    EXPECT_EQ(dataset.view.data_->view.ColumnCount(), 0);
+    EXPECT_TRUE(dataset.view.data_->view.GetAttributes().IsEmpty());
+    EXPECT_FALSE(dataset.view.data_->view.IsDirty());
+  }
+  EXPECT_GT(failures, 10);
+}
+
+}  // namespace
