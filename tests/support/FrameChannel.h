@@ -1,0 +1,47 @@
+// FrameChannel: the channel to a client, in memory: it keeps the frames until a reader takes them.
+//
+// Header-only.
+
+#ifndef TESTS_SUPPORT_FRAMECHANNEL_H_
+#define TESTS_SUPPORT_FRAMECHANNEL_H_
+
+#include <client/ChangeStreamReader.h>
+#include <libvserial/VSerializable.h>
+#include <libvserial/VStream.h>
+#include <PackageProxy/PackageProxy.h>
+
+#include <deque>
+#include <functional>
+#include <string>
+
+namespace support {
+
+// Threads: as messages come; `frames` otherwise.
+class FrameChannel : public PackageProxy {
+ public:
+  short SendMessage(int command, VSerializable* message) override {
+    ++sends;
+    lastCommand = command;
+    if (failure) return failure();
+    VStream stream;
+    message->VSInitSerialization(stream);
+    frames.emplace_back(stream.Bytes());
+    return 0;
+  }
+
+  // Gives the next frame to `reader`.
+  ChangeStreamReader::Outcome Deliver(ChangeStreamReader& reader) {
+    const std::string frame = frames.front();
+    frames.pop_front();
+    return reader.Take(frame);
+  }
+
+  std::deque<std::string> frames;
+  int sends = 0;
+  int lastCommand = 0;
+  std::function<short()> failure;  // what becomes of a message instead of its being sent
+};
+
+}  // namespace support
+
+#endif  // TESTS_SUPPORT_FRAMECHANNEL_H_

@@ -1,0 +1,432 @@
+// The stream from a dataset's writers to a client, with both its ends: what keeps the client right,
+// how it comes back when it cannot follow, and what becomes of a client that is gone.
+
+#include <client/ChangeStreamReader.h>
+#include <client/DictionaryMessages.h>
+#include <client/server/ChangeStreamObserver.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/ErrorMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/FrameChannel.h>
+#include <tests/support/FullDictionary.h>
+#include <tests/support/MessageBytes.h>
+#include <tests/support/Messages.h>
+#include <tests/support/Observers.h>
+#include <tests/unit/saved_files.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using support::Names;
+using support::Var;
+using testing::HasSubstr;
+using testing::StartsWith;
+using Outcome = ChangeStreamReader::Outcome;
+
+// A dataset with the variables A and B, a stream, and the client at its other end.
+class ChangeStream : public testing::Test {
+ protected:
+  ChangeStream() : ChangeStream(support::Dictionary("A B").release(), "") {}
+  ChangeStream(ORVX_DataSource* source, const std::string& fileName)
+      : id(registry.Add(*source, fileName, /*quiet=*/true)), reader(id) {}
+
+  SvrDMDataset Dataset() { return SvrDMDataset(registry, id); }
+  void Register() { Dataset().Register(stream); }
+
+  template <class Change>
+  void Write(Change change, SvrDMDataSetObserver* originator = nullptr) {
+    support::Write(registry, id, change, originator);
+  }
+  // A write of which the client is told by one message.
+  void Label(const char* label) {
+    Write([&](SvrDMWriteableDataSource& writer) { writer->SetLabel(label); });
+  }
+  void SendSnapshot() {
+    const SvrDMInputDataSource handle(registry, id, /*tryOnly=*/false);
+    stream.SendSnapshot(handle);
+  }
+
+  Outcome Deliver() { return channel.Deliver(reader); }
+  // Delivers all there is; every frame must be applied.
+  void DeliverAll() {
+    while (!channel.frames.empty()) ASSERT_EQ(Deliver(), Outcome::Applied) << reader.WhyWanted();
+  }
+  // Asks for a snapshot and gets it.
+  void Resynchronise() {
+    channel.frames.clear();
+    SendSnapshot();
+    ASSERT_EQ(Deliver(), Outcome::Applied) << reader.WhyWanted();
+  }
+
+  // Whether the client has what the server has, and knows it.
+  void ExpectInStep() {
+    const SvrDMInputDataSource handle(registry, id, /*tryOnly=*/false);
+    EXPECT_FALSE(reader.WantsSnapshot()) << reader.WhyWanted();
+    DataFreeDataSource none;
+    const ORVX_DataSource& source = *handle != nullptr ? **handle : none;
+    EXPECT_EQ(Names(reader.Dictionary()), Names(source));
+    EXPECT_EQ(reader.Digest(), DigestOf(source));
+    EXPECT_EQ(DigestOf(reader.Dictionary()), reader.Digest());
+    EXPECT_EQ(reader.CaseSequence(), handle.GetCaseSequence());
+  }
+
+  ServerDataManager registry;
+  LocallyUniqueID id;
+  support::FrameChannel channel;
+  ChangeStreamObserver stream{channel};
+  ChangeStreamReader reader;
+};
+
+TEST_F(ChangeStream, IsFollowedFromTheFirstPassOn) {
+  Register();
+  EXPECT_EQ(reader.PassNumber(), 0U);
+  Label("first");
+  Write([](SvrDMWriteableDataSource& writer) {
+    writer->InsertVariable(1, Var("C"));
+    writer->SetWeightVar(2);
+    writer.IncrementCaseSequence();
+  });
+  DeliverAll();
+  EXPECT_EQ(reader.PassNumber(), 2U);
+  EXPECT_STREQ(reader.Dictionary().GetLabel(), "first");
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, GoesOutUnderItsOwnCommandNumber) {
+  Register();
+  Label("first");
+  EXPECT_EQ(channel.lastCommand, kChangeFrameCommand);
+}
+
+TEST_F(ChangeStream, SendsNothingForAWriteThatChangedNothing) {
+  Register();
+  Label("first");
+  channel.frames.clear();
+  support::WriteNothing(registry, id);
+  EXPECT_TRUE(channel.frames.empty());
+}
+
+TEST_F(ChangeStream, TellsADatasetWithoutASourceAsAnEmptyOne) {
+  Register();
+  Label("first");
+  Write([](SvrDMWriteableDataSource& writer) { writer.SetDataSet(nullptr); });
+  DeliverAll();
+  ExpectInStep();
+  EXPECT_EQ(reader.Dictionary().RowCount(), 0);
+  Resynchronise();
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, LeavesOutWhatIsNoMessage) {
+  Register();
+  Write([](SvrDMWriteableDataSource& writer) { writer.AddNotification(nullptr); });
+  DeliverAll();
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, AClientThatJoinsLateAsksOnceAndGoesOn) {
+  support::RecordingObserver other;
+  Dataset().Register(other);
+  Label("before the client came");
+  Register();
+
+  Label("after");
+  EXPECT_EQ(Deliver(), Outcome::SnapshotWanted);
+  EXPECT_THAT(reader.WhyWanted(), StartsWith("pass 1: the dictionary has the digest "));
+  Label("meanwhile");
+  EXPECT_EQ(Deliver(), Outcome::PassedOver);
+  Resynchronise();
+  ExpectInStep();
+
+  Label("then");
+  EXPECT_EQ(Deliver(), Outcome::Applied);
+  ExpectInStep();
+  Dataset().Unregister(other);
+}
+
+TEST_F(ChangeStream, AClientThatStartsWithASnapshotGoesOnFromThere) {
+  support::RecordingObserver other;
+  Dataset().Register(other);
+  Label("before the client came");
+  Register();
+  SendSnapshot();
+  EXPECT_EQ(Deliver(), Outcome::Applied);
+  EXPECT_EQ(reader.PassNumber(), 0U);
+  ExpectInStep();
+  Label("then");
+  EXPECT_EQ(Deliver(), Outcome::Applied);
+  ExpectInStep();
+  Dataset().Unregister(other);
+}
+
+TEST_F(ChangeStream, ASnapshotBeforeAnybodyWasToldAnythingIsAskedForTwice) {
+  Register();
+  SendSnapshot();
+  EXPECT_EQ(Deliver(), Outcome::Applied);
+  Label("first");
+  EXPECT_EQ(Deliver(), Outcome::SnapshotWanted);
+  EXPECT_THAT(reader.WhyWanted(), HasSubstr("is already there"));
+  Resynchronise();
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, AClientThatLostAFrameNoticesAtTheNext) {
+  Register();
+  Label("first");
+  DeliverAll();
+  Label("lost");
+  channel.frames.clear();
+  Label("third");
+  EXPECT_EQ(Deliver(), Outcome::SnapshotWanted);
+  EXPECT_EQ(reader.WhyWanted(), "pass 3: it comes after pass 1");
+  EXPECT_STREQ(reader.Dictionary().GetLabel(), "first");
+  Resynchronise();
+  EXPECT_EQ(reader.PassNumber(), 3U);
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, AFrameThatComesTwiceIsNotFollowed) {
+  Register();
+  Label("first");
+  const std::string frame = channel.frames.front();
+  DeliverAll();
+  EXPECT_EQ(reader.Take(frame), Outcome::SnapshotWanted);
+  EXPECT_EQ(reader.WhyWanted(), "pass 1: it comes after pass 1");
+  Resynchronise();
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, AClientsOwnChangeShowsWithTheNextPass) {
+  Register();
+  Label("first");
+  DeliverAll();
+  Write([](SvrDMWriteableDataSource& writer) { writer->SetLabel("the client's own"); }, &stream);
+  EXPECT_TRUE(channel.frames.empty());
+  Write([](SvrDMWriteableDataSource& writer) { writer->SetWeightVar(1); });
+  EXPECT_EQ(Deliver(), Outcome::SnapshotWanted);
+  EXPECT_THAT(reader.WhyWanted(), StartsWith("pass 2: the dictionary has the digest "));
+  EXPECT_STREQ(reader.Dictionary().GetLabel(), "first");
+  EXPECT_EQ(reader.Dictionary().GetWeightVarIndex(), -1);
+  Resynchronise();
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, ABadFrameLeavesTheDictionaryAndMakesTheClientAsk) {
+  Register();
+  Label("first");
+  DeliverAll();
+  Label("second");
+  channel.frames.front().back() ^= 1;
+  EXPECT_EQ(Deliver(), Outcome::SnapshotWanted);
+  EXPECT_THAT(reader.WhyWanted(), StartsWith("bad frame: at byte "));
+  EXPECT_STREQ(reader.Dictionary().GetLabel(), "first");
+  EXPECT_EQ(DigestOf(reader.Dictionary()), reader.Digest());
+  Resynchronise();
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, ABadSnapshotIsAskedForAgain) {
+  EXPECT_EQ(reader.Take("no frame"), Outcome::SnapshotWanted);
+  SendSnapshot();
+  channel.frames.front().back() ^= 1;
+  EXPECT_EQ(Deliver(), Outcome::SnapshotWanted);
+  Resynchronise();
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, ASnapshotWithAnotherDigestIsNotTaken) {
+  SendSnapshot();
+  ChangeFrame frame = ReadChangeFrame(channel.frames.front());
+  frame.digest.low ^= 1;
+  EXPECT_EQ(reader.Take(BytesOf(frame)), Outcome::SnapshotWanted);
+  EXPECT_THAT(reader.WhyWanted(), StartsWith("the snapshot after pass 0: the dictionary has"));
+  EXPECT_EQ(reader.Dictionary().ColumnCount(), 0);
+}
+
+TEST_F(ChangeStream, ASnapshotUnaskedForIsTaken) {
+  Register();
+  Label("first");
+  DeliverAll();
+  SendSnapshot();
+  EXPECT_EQ(Deliver(), Outcome::Applied);
+  Label("second");
+  EXPECT_EQ(Deliver(), Outcome::Applied);
+  ExpectInStep();
+}
+
+TEST_F(ChangeStream, AFrameAboutAnotherDatasetIsLeftAlone) {
+  ChangeStreamReader other(LocallyUniqueID(0, 77));
+  Register();
+  Label("first");
+  EXPECT_EQ(channel.Deliver(other), Outcome::AnotherDataset);
+  EXPECT_FALSE(other.WantsSnapshot());
+  EXPECT_EQ(other.Dictionary().ColumnCount(), 0);
+}
+
+TEST_F(ChangeStream, ASnapshotHoldsEverythingThatMessagesCarry) {
+  Write([](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::FullDictionary().release());
+  });
+  Resynchronise();
+  ExpectInStep();
+}
+
+// --- file specifications ---
+
+class ChangeStreamOfAFile : public ChangeStream {
+ protected:
+  ChangeStreamOfAFile() : ChangeStream(Open("survey.csv"), folder().Path("survey.csv")) {}
+
+  static TemporaryFolder& folder() {
+    static TemporaryFolder theFolder;
+    return theFolder;
+  }
+  static ORVX_DataSource* Open(const std::string& name) {
+    return SystemFileDataSource::Open(folder().Write(name)).release();
+  }
+};
+
+TEST_F(ChangeStreamOfAFile, TellsTheFileThatTheDatasetRestsOn) {
+  Register();
+  Label("first");
+  DeliverAll();
+  EXPECT_EQ(reader.Dictionary().GetFileSpec(), folder().Path("survey.csv"));
+  Resynchronise();
+  EXPECT_EQ(reader.Dictionary().GetFileSpec(), folder().Path("survey.csv"));
+  ExpectInStep();
+}
+
+TEST_F(ChangeStreamOfAFile, DoesNotTellASuppressedOne) {
+  registry.Delete(id);
+  registry.Add(*Open("survey.csv"), folder().Path("survey.csv"), true);
+  id = registry.Add(*Open("survey.csv"), folder().Path("survey.csv"), true);
+  ChangeStreamReader second(id);
+  Register();
+  Label("first");
+  EXPECT_EQ(channel.Deliver(second), Outcome::Applied);
+  EXPECT_STREQ(second.Dictionary().GetFileSpec(), "");
+  SendSnapshot();
+  EXPECT_EQ(channel.Deliver(second), Outcome::Applied);
+  EXPECT_STREQ(second.Dictionary().GetFileSpec(), "");
+}
+
+// Messages do not say that the dataset no longer rests on a file.
+TEST_F(ChangeStreamOfAFile, KeepsTheFileLastToldWhereTheDatasetRestsOnNone) {
+  Register();
+  Label("first");
+  Write([](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(support::Dictionary("A").release());
+  });
+  DeliverAll();
+  EXPECT_EQ(reader.Dictionary().GetFileSpec(), folder().Path("survey.csv"));
+  Resynchronise();
+  EXPECT_STREQ(reader.Dictionary().GetFileSpec(), "");
+}
+
+// Messages tell the end of an imputation and nothing else of it.
+TEST_F(ChangeStream, DoesNotTellRowsPerImputation) {
+  Register();
+  Write([](SvrDMWriteableDataSource& writer) { writer->RowsPerImputation(5); });
+  DeliverAll();
+  EXPECT_EQ(reader.Dictionary().RowsPerImputation(), 0);
+  ExpectInStep();
+  Write([](SvrDMWriteableDataSource& writer) { writer->RowsPerImputation(0); });
+  DeliverAll();
+  ExpectInStep();
+}
+
+// --- a client that is gone ---
+
+TEST_F(ChangeStream, IsNotLostWhileTheChannelTakesFrames) {
+  Register();
+  Label("first");
+  EXPECT_FALSE(stream.IsLost());
+  auto dataset = Dataset();
+  EXPECT_EQ(stream.TakeOffIfLost(dataset), std::nullopt);
+  Label("second");
+  EXPECT_EQ(channel.sends, 2);
+}
+
+TEST_F(ChangeStream, IsLostWithTheFirstFrameThatCannotBeSent) {
+  Register();
+  Label("first");
+  channel.failure = [] { return short{32}; };
+  Label("second");
+  EXPECT_TRUE(stream.IsLost());
+  channel.failure = nullptr;
+  Label("third");
+  SendSnapshot();
+  EXPECT_EQ(channel.sends, 2);
+}
+
+TEST_F(ChangeStream, ThatIsLostIsTakenOffAndReportedOnce) {
+  Register();
+  channel.failure = [] { return short{32}; };
+  Label("first");
+  auto dataset = Dataset();
+  EXPECT_EQ(stream.TakeOffIfLost(dataset), "the channel answers with status 32");
+  EXPECT_EQ(stream.TakeOffIfLost(dataset), std::nullopt);
+
+  // Nobody observes any more, so nothing is compared: whoever comes next is told of both writes.
+  Write([](SvrDMWriteableDataSource& writer) { writer->SetWeightVar(1); });
+  support::RecordingObserver other;
+  dataset.Register(other);
+  support::WriteNothing(registry, id);
+  EXPECT_EQ(other.passes.size(), 1U);
+  dataset.Unregister(other);
+}
+
+TEST_F(ChangeStream, SaysWhatTheChannelThrew) {
+  int told = 0;
+  const auto why = [this, &told](std::function<short()> failure) {
+    support::FrameChannel failing;
+    failing.failure = std::move(failure);
+    ChangeStreamObserver failingStream(failing);
+    auto dataset = Dataset();
+    dataset.Register(failingStream);
+    Label(("told " + std::to_string(++told)).c_str());
+    return failingStream.TakeOffIfLost(dataset).value_or("is not lost");
+  };
+  EXPECT_EQ(why([]() -> short { throw std::runtime_error("no such client"); }), "no such client");
+  EXPECT_EQ(why([]() -> short { throw ErrorMsg(2001, "gone"); }), "error 2001 gone");
+  EXPECT_EQ(why([]() -> short { throw 55; }), "an exception of an unknown kind");
+}
+
+TEST_F(ChangeStream, IsLostWithAMessageThatCannotBeSerialised) {
+  int deaths = 0;
+  Register();
+  Write([&](SvrDMWriteableDataSource& writer) {
+    writer.AddNotification(new support::CountedMessage(deaths));
+  });
+  auto dataset = Dataset();
+  EXPECT_EQ(stream.TakeOffIfLost(dataset), "Test::CountedMessage cannot be serialised");
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(ChangeStream, IsLostWithASnapshotThatCannotBeSent) {
+  Register();
+  channel.failure = [] { return short{1}; };
+  SendSnapshot();
+  EXPECT_TRUE(stream.IsLost());
+}
+
+TEST_F(ChangeStream, ThatIsLostKeepsNothingFromOtherObservers) {
+  Register();
+  support::RecordingObserver other;
+  Dataset().Register(other);
+  channel.failure = [] { return short{32}; };
+  Label("first");
+  Label("second");
+  EXPECT_EQ(other.passes.size(), 2U);
+  Dataset().Unregister(other);
+}
+
+}  // namespace
