@@ -3,17 +3,11 @@
 #include "Arguments.h"
 
 #include "CommandError.h"
+#include "Words.h"
 
 #include <charconv>
 
 namespace sdmsh {
-namespace {
-
-std::string Quoted(const std::string& word) {
-  return "\"" + word + "\"";
-}
-
-}  // namespace
 
 void Arguments::Wrong(const std::string& expected) const {
   const std::string found = AtEnd() ? "the end of the line" : Quoted(words_[next_]);

@@ -4,8 +4,13 @@
 #ifndef SDMSH_CHANGE_H_
 #define SDMSH_CHANGE_H_
 
+#include "DictionaryFacts.h"
+
+#include <libdatasrc/DatasourceAttributes.h>
+#include <libdatasrc/ORVX_ExtensionImpl.h>
 #include <libdatasrc/ORVX_Variable.h>
 #include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/RefCountPtr.h>
 
 #include <string>
 #include <variant>
@@ -38,12 +43,73 @@ struct VariableModified {
 
 struct UndoReset {};
 
+struct ImputationChanged {
+  long long rowsPerImputation;
+};
+
+struct FileSpecChanged {
+  std::string fileSpec;
+  bool flag;
+};
+
+struct LabelChanged {
+  std::string label;
+};
+
+struct WeightChanged {
+  NamedVariable variable;
+};
+
+struct FilterChanged {
+  NamedVariable variable;
+};
+
+struct TrendsChanged {
+  TimeSeries trends;
+};
+
+struct SplitChanged {
+  Split split;
+};
+
+// A message carries sets, attributes and whatever else an extension holds as the bytes of a block,
+// never null here.
+using Block = RefCountPtr<ORVX_ExtensionImpl>;
+
+struct SetsChanged {
+  // Response sets are told twice, in two forms of text.
+  enum class Form { VariableSets, ResponseSets, ResponseSetsExtended };
+  Form form;
+  Block block;
+  std::vector<NamedSet> sets;  // what the block says
+};
+
+struct AttributesChanged {
+  Block block;
+  DatasourceAttributes attributes;  // what the block says
+};
+
+struct ExtensionChanged {
+  Block block;
+};
+
+struct ClientDataReset {
+  long long rowCount;  // -1 while unknown
+};
+
+struct ModifiedChanged {
+  bool modified;
+};
+
 struct Change {
   // What all messages carry.
   unsigned int leading;
   LocallyUniqueID datasetID;
   unsigned int caseSequence;
-  std::variant<VariablesInserted, VariablesDeleted, VariablesMoved, VariableModified, UndoReset>
+  std::variant<VariablesInserted, VariablesDeleted, VariablesMoved, VariableModified, UndoReset,
+               ImputationChanged, FileSpecChanged, LabelChanged, WeightChanged, FilterChanged,
+               TrendsChanged, SplitChanged, SetsChanged, AttributesChanged, ExtensionChanged,
+               ClientDataReset, ModifiedChanged>
       what;
 };
 

@@ -3,18 +3,36 @@
 #include "ChangeInterpreter.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
+#include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
 #include <liborvxdemg/InsertVarsMsg.h>
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <exception>
 
 namespace sdmsh {
 namespace {
+
+// Whose the bytes of an extension are.
+enum ExtensionType {
+  kVariableSetsText = 5,
+  kResponseSetsText = 7,
+  kAttributesText = 17,
+  kResponseSetsExtendedText = 19
+};
 
 // Makes the record of one message, given the dictionary before it. What the message names and the
 // dictionary has not is left empty: the mirror says what is wrong with it.
@@ -46,8 +64,56 @@ class Recorder final : public DataSetMsgVisitor {
     change_.what = VariableModified{Before(after.GetID()), after};
   }
   void Visit(const ResetUndoMsg&) override { change_.what = UndoReset(); }
+  void Visit(const ImputationInfoMsg& message) override {
+    change_.what = ImputationChanged{message.RowsPerImputation()};
+  }
+  void Visit(const FileSpecChangeMsg& message) override {
+    change_.what = FileSpecChanged{message.GetFileSpec(), message.GetFlag()};
+  }
+  void Visit(const FileLabelChangeMsg& message) override {
+    change_.what = LabelChanged{message.GetLabel()};
+  }
+  void Visit(const WeightVarMsg& message) override {
+    change_.what = WeightChanged{Named(before_, message.GetVariableID())};
+  }
+  void Visit(const FilterVarMsg& message) override {
+    change_.what = FilterChanged{Named(before_, message.GetVariableID())};
+  }
+  void Visit(const TrendsInfoMsg& message) override {
+    change_.what = TrendsChanged{Named(before_, message.GetTrendsInfo())};
+  }
+  void Visit(const SplitFileMsg& message) override {
+    change_.what = SplitChanged{{Named(before_, message.GetVariableIDs()), message.GetSeparate()}};
+  }
+  void Visit(const ExtensionsMsg& message) override {
+    const Block& block = message.GetExtension();
+    switch (block->GetType()) {
+      case kVariableSetsText:
+        return RecordSets(SetsChanged::Form::VariableSets, block);
+      case kResponseSetsText:
+        return RecordSets(SetsChanged::Form::ResponseSets, block);
+      case kResponseSetsExtendedText:
+        return RecordSets(SetsChanged::Form::ResponseSetsExtended, block);
+      case kAttributesText:
+        change_.what = AttributesChanged{block, DatasourceAttributes::Read(block->GetBytes())};
+        return;
+      default:
+        change_.what = ExtensionChanged{block};
+    }
+  }
+  void Visit(const ResetClientDataMsg& message) override {
+    change_.what = ClientDataReset{message.GetRowCount()};
+  }
+  void Visit(const DataSetModifiedMsg& message) override {
+    change_.what = ModifiedChanged{message.GetModified()};
+  }
 
  private:
+  void RecordSets(SetsChanged::Form form, const Block& block) {
+    change_.what = SetsChanged{form, block,
+                               Named(before_, ReadExtension(block->GetBytes(), block->GetType()))};
+  }
+
   ORVX_Variable Before(LocallyUniqueID id) const {
     const int position = before_.FindVarIndex(id);
     return position < 0 ? ORVX_Variable() : before_.GetVariable(position);

@@ -1,5 +1,6 @@
 // Events as JSON, one object per line.
 
+#include "DictionaryWords.h"
 #include "OpenDataset.h"
 #include "Printer.h"
 #include "VariableWords.h"
@@ -77,6 +78,63 @@ Json Variables(const std::vector<ORVX_Variable>& variables) {
   return json;
 }
 
+Json Identifiers(const std::vector<NamedVariable>& variables) {
+  Json json = Json::array();
+  for (const NamedVariable& variable : variables) json.push_back(Identifier(variable.id));
+  return json;
+}
+
+// Null for a variable that is not there.
+Json Name(const NamedVariable& variable) {
+  return variable.name.empty() ? Json(nullptr) : Json(variable.name);
+}
+
+Json Names(const std::vector<NamedVariable>& variables) {
+  Json json = Json::array();
+  for (const NamedVariable& variable : variables) json.push_back(Name(variable));
+  return json;
+}
+
+Json Sets(const std::vector<NamedSet>& sets) {
+  Json json = Json::array();
+  for (const auto& [set, members] : sets) {
+    json.push_back({{"name", set.name},
+                    {"label", set.label},
+                    {"kind", SetKindInWords(set.kind)},
+                    {"countedValue", set.countedValue},
+                    {"labelFromVariable", set.labelFromVariable},
+                    {"categoriesFromCountedValue", set.categoriesFromCountedValue},
+                    {"members", Identifiers(members)},
+                    {"names", Names(members)}});
+  }
+  return json;
+}
+
+Json Trends(const TimeSeries& trends) {
+  return {{"dateVariables", Identifiers(trends.dateVariables)},
+          {"periodicity", trends.periodicity},
+          {"firstCase", trends.firstCase},
+          {"lastCase", trends.lastCase},
+          {"names", Names(trends.dateVariables)}};
+}
+
+Json SplitMembers(const Split& split) {
+  return {{"variables", Identifiers(split.variables)},
+          {"separate", split.separate},
+          {"names", Names(split.variables)}};
+}
+
+// Any bytes: two hexadecimal digits for each.
+std::string Hexadecimal(std::string_view bytes) {
+  std::string digits;
+  for (const char byte : bytes) {
+    const auto number = static_cast<unsigned char>(byte);
+    digits += "0123456789abcdef"[number >> 4];
+    digits += "0123456789abcdef"[number & 0xF];
+  }
+  return digits;
+}
+
 // ---------------------------------------------------------------------------------------------
 // Changes: the message's name and arguments, then what the shell knows besides.
 
@@ -112,6 +170,72 @@ struct ChangeMembers {
   }
 
   Json operator()(const UndoReset&) const { return {{"message", "ResetUndoMsg"}}; }
+
+  Json operator()(const ImputationChanged& imputation) const {
+    return {{"message", "ImputationInfoMsg"}, {"rowsPerImputation", imputation.rowsPerImputation}};
+  }
+
+  Json operator()(const FileSpecChanged& changed) const {
+    return {
+        {"message", "FileSpecChangeMsg"}, {"fileSpec", changed.fileSpec}, {"flag", changed.flag}};
+  }
+
+  Json operator()(const LabelChanged& changed) const {
+    return {{"message", "FileLabelChangeMsg"}, {"label", changed.label}};
+  }
+
+  Json operator()(const WeightChanged& weight) const {
+    return Use("WeightVarMsg", weight.variable);
+  }
+  Json operator()(const FilterChanged& filter) const {
+    return Use("FilterVarMsg", filter.variable);
+  }
+
+  Json operator()(const TrendsChanged& changed) const {
+    Json json = {{"message", "TrendsInfoMsg"}};
+    json.update(Trends(changed.trends));
+    return json;
+  }
+
+  Json operator()(const SplitChanged& changed) const {
+    Json json = {{"message", "SplitFileMsg"}};
+    json.update(SplitMembers(changed.split));
+    return json;
+  }
+
+  Json operator()(const SetsChanged& changed) const {
+    Json json = Extension(changed.block);
+    json["sets"] = Sets(changed.sets);
+    return json;
+  }
+
+  Json operator()(const AttributesChanged& changed) const {
+    Json json = Extension(changed.block);
+    json["attributes"] = changed.attributes.All();
+    return json;
+  }
+
+  Json operator()(const ExtensionChanged& changed) const { return Extension(changed.block); }
+
+  Json operator()(const ClientDataReset& reset) const {
+    return {{"message", "ResetClientDataMsg"}, {"rowCount", reset.rowCount}};
+  }
+
+  Json operator()(const ModifiedChanged& changed) const {
+    return {{"message", "DataSetModifiedMsg"}, {"modified", changed.modified}};
+  }
+
+ private:
+  static Json Use(const char* message, const NamedVariable& variable) {
+    return {{"message", message}, {"variable", Identifier(variable.id)}, {"name", Name(variable)}};
+  }
+
+  static Json Extension(const Block& block) {
+    return {{"message", "ExtensionsMsg"},
+            {"type", block->GetType()},
+            {"version", block->GetVersion()},
+            {"bytes", Hexadecimal(block->GetBytes())}};
+  }
 };
 
 // ---------------------------------------------------------------------------------------------

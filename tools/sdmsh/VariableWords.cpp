@@ -2,16 +2,14 @@
 
 #include "VariableWords.h"
 
+#include "Words.h"
+
 #include <array>
 #include <charconv>
 #include <string_view>
 
 namespace sdmsh {
 namespace {
-
-std::string Quoted(const std::string& text) {
-  return "\"" + text + "\"";
-}
 
 std::string NumberInWords(double number) {
   char text[32];
@@ -43,16 +41,6 @@ std::string MissingInWords(const MissingValues& missing) {
   for (const DataValue& value : missing.values) words.Add(ValueInWords(value));
   if (missing.range) {
     words.Add(NumberInWords(missing.range->first) + " to " + NumberInWords(missing.range->second));
-  }
-  return words.Text();
-}
-
-std::string AttributesInWords(const VariableAttributes& attributes) {
-  Braced words;
-  for (const auto& [name, values] : attributes) {
-    std::string item = name + " =";
-    for (const std::string& value : values) item.append(" ").append(Quoted(value));
-    words.Add(item);
   }
   return words.Text();
 }
@@ -96,6 +84,16 @@ const char* AlignmentInWords(VariableAlignment alignment) {
 std::string ValueInWords(const DataValue& value) {
   if (const double* const number = std::get_if<double>(&value)) return NumberInWords(*number);
   return Quoted(std::get<std::string>(value));
+}
+
+std::string AttributesInWords(const VariableAttributes& attributes) {
+  Braced words;
+  for (const auto& [name, values] : attributes) {
+    std::string item = name + " =";
+    for (const std::string& value : values) item.append(" ").append(Quoted(value));
+    words.Add(item);
+  }
+  return words.Text();
 }
 
 std::vector<Difference> Differences(const ORVX_Variable& before, const ORVX_Variable& after) {

@@ -22,6 +22,8 @@ const char* RoleInWords(VariableRole role);
 const char* AlignmentInWords(VariableAlignment alignment);
 // The number as it would be typed, or the string in quotes.
 std::string ValueInWords(const DataValue& value);
+// {source = "form" "page 2"}, or "none"
+std::string AttributesInWords(const VariableAttributes& attributes);
 
 // One property in which two definitions of a variable differ.
 struct Difference {

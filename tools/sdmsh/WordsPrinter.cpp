@@ -1,9 +1,11 @@
 // Events in words.
 
+#include "DictionaryWords.h"
 #include "LockWords.h"
 #include "OpenDataset.h"
 #include "Printer.h"
 #include "VariableWords.h"
+#include "Words.h"
 
 #include <algorithm>
 #include <iomanip>
@@ -12,24 +14,6 @@
 
 namespace sdmsh {
 namespace {
-
-std::string Quoted(const std::string& text) {
-  return "\"" + text + "\"";
-}
-
-std::string OrNone(const std::string& text) {
-  return text.empty() ? "none" : text;
-}
-
-std::string Counted(long long number, const char* one, const char* many) {
-  return std::to_string(number) + " " + (number == 1 ? one : many);
-}
-
-std::string Joined(const std::vector<std::string>& texts) {
-  std::string joined;
-  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
-  return joined;
-}
 
 // Letters rather than bytes, so that columns of UTF-8 text line up.
 std::size_t Width(const std::string& text) {
@@ -90,6 +74,73 @@ struct ChangeInWords {
 
   std::string operator()(const UndoReset&) const {
     return "the data source was replaced: nothing before can be undone";
+  }
+
+  std::string operator()(const ImputationChanged& imputation) const {
+    if (imputation.rowsPerImputation == 0) return "no longer a multiple imputation";
+    return Counted(imputation.rowsPerImputation, "row", "rows") + " per imputation from now on";
+  }
+
+  std::string operator()(const FileSpecChanged& changed) const {
+    if (changed.fileSpec.empty()) return "no longer saved in a file";
+    return "saved in the file " + Quoted(changed.fileSpec) + " from now on";
+  }
+
+  std::string operator()(const LabelChanged& changed) const {
+    if (changed.label.empty()) return "the dataset is no longer labelled";
+    return "the dataset is labelled " + Quoted(changed.label) + " from now on";
+  }
+
+  std::string operator()(const WeightChanged& weight) const {
+    if (weight.variable.id.IsNull()) return "no longer weighted";
+    return "weighted by " + VariableInWords(weight.variable) + " from now on";
+  }
+
+  std::string operator()(const FilterChanged& filter) const {
+    if (filter.variable.id.IsNull()) return "no longer filtered";
+    return "filtered by " + VariableInWords(filter.variable) + " from now on";
+  }
+
+  std::string operator()(const TrendsChanged& changed) const {
+    const std::string words = TimeSeriesInWords(changed.trends);
+    return words == "none" ? "no longer a time series" : "a time series from now on: " + words;
+  }
+
+  std::string operator()(const SplitChanged& changed) const {
+    if (changed.split.variables.empty()) return "no longer split";
+    return "split by " + SplitInWords(changed.split);
+  }
+
+  std::string operator()(const SetsChanged& changed) const {
+    const std::string words = " changed: " + SetsInWords(changed.sets);
+    switch (changed.form) {
+      case SetsChanged::Form::VariableSets:
+        return "variable sets" + words;
+      case SetsChanged::Form::ResponseSets:
+        return "multiple-response sets" + words;
+      case SetsChanged::Form::ResponseSetsExtended:
+        return "multiple-response sets, in extended form," + words;
+    }
+    return "sets" + words;
+  }
+
+  std::string operator()(const AttributesChanged& changed) const {
+    return "attributes changed: " + AttributesInWords(changed.attributes.All());
+  }
+
+  std::string operator()(const ExtensionChanged& changed) const {
+    return "extension of type " + std::to_string(changed.block->GetType()) +
+           " changed: " + Counted(changed.block->GetLength(), "byte", "bytes");
+  }
+
+  std::string operator()(const ClientDataReset& reset) const {
+    const std::string rows =
+        reset.rowCount < 0 ? "an unknown number of rows" : Counted(reset.rowCount, "row", "rows");
+    return "clients drop their cases: " + rows + " now";
+  }
+
+  std::string operator()(const ModifiedChanged& changed) const {
+    return changed.modified ? "there are unsaved changes now" : "there are no unsaved changes now";
   }
 };
 
