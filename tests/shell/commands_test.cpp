@@ -241,7 +241,11 @@ TEST_F(Commands, AClosedDatasetLivesOnForThoseWhoHoldIt) {
           "  main is told: variable \"a\" inserted at the end (numeric)\n"
           "  main is told: variable \"b\" inserted at the end (numeric)\n"
           "  main is told: variable \"c\" inserted at the end (numeric)\n"
-          "  main is told: variable \"x\" inserted at the end (numeric)\n");
+          "  main is told: variable \"x\" inserted at the end (numeric)\n"
+          "  main is told: saved in the file \"" +
+          Path("abc.tsv") +
+          "\" from now on\n"
+          "  main is told: clients drop their cases: 2 rows now\n");
 }
 
 TEST_F(Commands, VariablesReadsForTheMomentOnly) {
@@ -356,7 +360,9 @@ TEST_F(Commands, ObserversAreToldInTheOrderOfTheirComing) {
             "v observes survey\nu observes survey\n"
             "main takes the write lock on survey\nmain releases the write lock on survey\n"
             "  v is told: variable \"b\" changed: label \"\" -> \"B\"\n"
-            "  u is told: variable \"b\" changed: label \"\" -> \"B\"\n");
+            "  v is told: there are unsaved changes now\n"
+            "  u is told: variable \"b\" changed: label \"\" -> \"B\"\n"
+            "  u is told: there are unsaved changes now\n");
 }
 
 TEST_F(Commands, WhoWritesIsNotTold) {
@@ -385,6 +391,7 @@ TEST_F(Commands, TellReportsUnderTheLockAndOnlyOnce) {
             "main releases the write lock on survey\nv observes survey\n"
             "main takes the write lock on survey\n"
             "  v is told: variable \"a\" changed: name \"a\" -> \"x\"\n"
+            "  v is told: there are unsaved changes now\n"
             "main releases the write lock on survey\n"
             "  v is told: variable \"x\" changed: name \"x\" -> \"y\"\n"
             "error: v does not write survey\n");
