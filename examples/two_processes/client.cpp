@@ -1,0 +1,61 @@
+// The client process: it knows a dataset by the frames that come through its standard input alone.
+//
+//   two_processes_client DATASET_IDENTIFIER_AS_A_WORD
+
+#include "Socket.h"
+
+#include <client/ChangeStreamReader.h>
+#include <libdatasrc/ORVX_DataSource.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+const char* NameOf(const ORVX_DataSource& dictionary, int position) {
+  return position < 0 ? "-" : dictionary.GetVariable(position).GetName().c_str();
+}
+
+void Print(const ORVX_DataSource& dictionary) {
+  std::printf("client: \"%s\", %lld cases, weight %s, filter %s%s\n",
+              dictionary.GetLabel() != nullptr ? dictionary.GetLabel() : "", dictionary.RowCount(),
+              NameOf(dictionary, dictionary.GetWeightVarIndex()),
+              NameOf(dictionary, dictionary.GetFilterVarIndex()),
+              dictionary.IsDirty() ? ", not saved" : "");
+  for (int i = 0; i < dictionary.ColumnCount(); ++i) {
+    const ORVX_Variable& variable = dictionary.GetVariable(i);
+    std::printf("client: %2d %-10s %s\n", i + 1, variable.GetName().c_str(),
+                variable.GetLabel().c_str());
+  }
+}
+
+Answer AnswerTo(const std::string& frame, ChangeStreamReader& reader) {
+  if (reader.Take(frame) == ChangeStreamReader::Outcome::SnapshotWanted) {
+    std::printf("client: asks for a snapshot, %s\n", reader.WhyWanted().c_str());
+    return Answer::SnapshotWanted;
+  }
+  std::printf("client: pass %llu %s\n", static_cast<unsigned long long>(reader.PassNumber()),
+              reader.Digest().AsText().c_str());
+  return Answer::Taken;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: %s DATASET (started by two_processes)\n", argv[0]);
+    return 2;
+  }
+  const auto word = static_cast<unsigned int>(std::strtoul(argv[1], nullptr, 10));
+  ChangeStreamReader reader(LocallyUniqueID(word & 0xF, word >> 4));
+  Socket server(STDIN_FILENO);
+  while (const auto frame = server.ReceiveFrame()) {
+    const Answer answer = AnswerTo(*frame, reader);
+    std::fflush(stdout);  // before the answer, so that the server's line comes after
+    if (server.SendAnswer(answer) != 0) return 1;
+  }
+  Print(reader.Dictionary());
+  return 0;
+}

@@ -1,0 +1,274 @@
+// A server and a client in two processes: the server writes to a dataset, the client keeps its
+// dictionary from the change frames, and both print the digest after every pass.
+//
+//   two_processes examples/data/survey.tsv              the client follows to the end
+//   two_processes examples/data/survey.tsv 3            it is killed after three passes
+//
+// The client joins when there have been two writes, so its first frame does not fit and it asks for
+// a snapshot.
+
+#include "Socket.h"
+
+#include <client/server/ChangeStreamObserver.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <libvserial/VSerializable.h>
+#include <libvserial/VStream.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+// --- the client process and the channel to it ---
+
+class ClientProcess : public PackageProxy {
+ public:
+  // Starts `program`, which gets the other end of the socket as its standard input.
+  ClientProcess(const std::string& program, LocallyUniqueID dataset);
+  // Waits for its end.
+  ~ClientProcess();
+
+  short SendMessage(int command, VSerializable* message) override;
+  std::optional<Answer> ReceiveAnswer() { return socket_->ReceiveAnswer(); }
+  void Kill();
+
+ private:
+  std::unique_ptr<Socket> socket_;
+  pid_t process_ = -1;
+};
+
+ClientProcess::ClientProcess(const std::string& program, LocallyUniqueID dataset) {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+    throw std::runtime_error("no socket pair");
+  }
+  socket_ = std::make_unique<Socket>(ends[0]);
+  socket_->GiveUpAfter(/*seconds=*/30);
+  const Socket clientsEnd(ends[1]);
+
+  std::string word = std::to_string(dataset.Word());
+  std::string name = program;
+  char* const arguments[] = {name.data(), word.data(), nullptr};
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, ends[1], STDIN_FILENO);
+  const int error = posix_spawn(&process_, program.c_str(), &actions, nullptr, arguments, environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) throw std::runtime_error("cannot start " + program);
+}
+
+ClientProcess::~ClientProcess() {
+  socket_.reset();  // the end of the stream
+  waitpid(process_, nullptr, 0);
+}
+
+short ClientProcess::SendMessage(int, VSerializable* message) {
+  VStream bytes;
+  if (!message->VSInitSerialization(bytes)) return -1;
+  return static_cast<short>(socket_->SendFrame(bytes.Bytes()));
+}
+
+// Comes back when it is gone for good.
+void ClientProcess::Kill() {
+  kill(process_, SIGKILL);
+  siginfo_t gone;
+  waitid(P_PID, static_cast<id_t>(process_), &gone, WEXITED | WNOWAIT);
+}
+
+// --- what is written ---
+
+int Position(const ORVX_DataSource& source, const std::string& name) {
+  for (int i = 0; i < source.ColumnCount(); ++i) {
+    if (source.GetVariable(i).GetName() == name) return i;
+  }
+  throw std::runtime_error("no variable " + name);
+}
+
+void SetLabel(ORVX_DataSource& source) {
+  source.SetLabel("National election study");
+}
+
+void InsertVariable(ORVX_DataSource& source) {
+  ORVX_Variable group(ORVX_Variable::NextID(), "ageGroup");
+  group.SetLabel("Age in groups of ten years");
+  source.InsertVariable(Position(source, "age") + 1, group);
+}
+
+void RenameVariable(ORVX_DataSource& source) {
+  source.GetVariable(Position(source, "selfLR")).SetName("leftRight");
+}
+
+void WeightAndFilter(ORVX_DataSource& source) {
+  source.SetWeightVar(Position(source, "popul"));
+  source.SetFilterVar(Position(source, "vote"));
+}
+
+void SplitAndGroup(ORVX_DataSource& source) {
+  const int split[] = {Position(source, "educ")};
+  source.SetSplit(1, split, /*separate=*/true);
+  VariableSetImpl parties;
+  parties.name = "parties";
+  for (const char* name : {"PID", "ClinLR", "DoleLR"}) {
+    parties.members.push_back(source.GetVariable(Position(source, name)).GetID());
+  }
+  source.SetVariableSets({parties});
+}
+
+void DeleteOneAndMoveOne(ORVX_DataSource& source) {
+  const int news = Position(source, "TVnews");
+  source.DeleteVariables(news, news);
+  const int income = Position(source, "income");
+  const ORVX_Variable moved = source.GetVariable(income);
+  source.DeleteVariables(income, income);
+  source.InsertVariable(0, moved);
+}
+
+// Variables that are taken out lose their uses, so the weight is set again.
+void SortByName(ORVX_DataSource& source) {
+  std::vector<ORVX_Variable> variables;
+  for (int i = 0; i < source.ColumnCount(); ++i) variables.push_back(source.GetVariable(i));
+  std::sort(variables.begin(), variables.end(),
+            [](const auto& a, const auto& b) { return a.GetName() < b.GetName(); });
+  source.DeleteVariables(0, source.ColumnCount() - 1);
+  for (const ORVX_Variable& variable : variables) source.MakeVariable(variable, nullptr);
+  source.SetWeightVar(Position(source, "popul"));
+}
+
+struct Write {
+  const char* what;
+  void (*make)(ORVX_DataSource& source);
+  bool inBulk = false;
+};
+
+constexpr Write kWrites[] = {
+    {"a label", SetLabel},
+    {"a new variable", InsertVariable},
+    // The client joins here.
+    {"another name", RenameVariable},
+    {"weight and filter", WeightAndFilter},
+    {"a split and a set of variables", SplitAndGroup},
+    {"one variable less, another in front", DeleteOneAndMoveOne},
+    {"all variables by name", SortByName, /*inBulk=*/true},
+};
+constexpr int kWritesBeforeTheClient = 2;
+
+// --- the server ---
+
+// Somebody else who listens, from the beginning: the client joins a dataset in use.
+struct Log : SvrDMDataSetObserver {
+  void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
+    std::printf("server: %zu message(s)\n", writer->GetNotifications().size());
+  }
+};
+
+class Server {
+ public:
+  explicit Server(const std::string& dataFile)
+      : dataset_(ServerDataManager::GetInstance().Add(
+            *SystemFileDataSource::Open(dataFile).release(), dataFile, /*quiet=*/false)) {
+    dataset_.Register(log_);
+  }
+  ~Server() {
+    dataset_.Unregister(log_);
+    if (stream_) dataset_.Unregister(*stream_);
+  }
+
+  void Make(const Write& write);
+  void StartClient(const std::string& program);
+  void KillClient() { client_->Kill(); }
+
+ private:
+  void WaitForClient();
+  DictionaryDigest Digest() const;
+
+  Log log_;
+  SvrDMDataset dataset_;
+  // The stream goes before the channel that it borrows.
+  std::unique_ptr<ClientProcess> client_;
+  std::unique_ptr<ChangeStreamObserver> stream_;
+};
+
+void Server::Make(const Write& write) {
+  std::printf("server: %s\n", write.what);
+  std::fflush(stdout);  // the client writes to the same place
+  {
+    SvrDMWriteableDataSource writer(dataset_.GetDataSetID(), /*tryOnly=*/false, nullptr);
+    write.make(**writer);
+    if (write.inBulk) writer.BulkVarMoves();
+    writer.IncrementCaseSequence();
+  }  // the frame is sent here
+  // No handle is held any more, so a stream that was lost can be taken off.
+  if (stream_ == nullptr) return;
+  if (const auto why = stream_->TakeOffIfLost(dataset_)) {
+    std::printf("server: the client is lost, %s\n", why->c_str());
+  }
+  WaitForClient();
+  std::printf("server: digest %s\n", Digest().AsText().c_str());
+}
+
+// Until it has taken the frame, or the snapshot that it wants.
+void Server::WaitForClient() {
+  while (!stream_->IsLost() && client_->ReceiveAnswer() == Answer::SnapshotWanted) {
+    const SvrDMInputDataSource reader(dataset_.GetDataSetID(), /*tryOnly=*/false);
+    stream_->SendSnapshot(reader);
+  }
+}
+
+DictionaryDigest Server::Digest() const {
+  const SvrDMInputDataSource reader(dataset_.GetDataSetID(), /*tryOnly=*/false);
+  return DigestOf(**reader);
+}
+
+void Server::StartClient(const std::string& program) {
+  client_ = std::make_unique<ClientProcess>(program, dataset_.GetDataSetID());
+  stream_ = std::make_unique<ChangeStreamObserver>(*client_);
+  dataset_.Register(*stream_);
+}
+
+std::string ClientProgram() {
+  return std::filesystem::read_symlink("/proc/self/exe").string() + "_client";
+}
+
+void Run(const std::string& dataFile, int passesOfTheClient) {
+  Server server(dataFile);
+  int writes = 0;
+  for (const Write& write : kWrites) {
+    if (writes == kWritesBeforeTheClient) server.StartClient(ClientProgram());
+    if (writes == kWritesBeforeTheClient + passesOfTheClient) server.KillClient();
+    server.Make(write);
+    ++writes;
+  }
+  std::printf("server: %d writes made\n", writes);
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2 || argc > 3) {
+    std::fprintf(stderr, "usage: %s DATA_FILE [PASSES_UNTIL_THE_CLIENT_IS_KILLED]\n", argv[0]);
+    return 2;
+  }
+  try {
+    Run(argv[1], argc == 3 ? std::atoi(argv[2]) : -kWritesBeforeTheClient - 1);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "two_processes: %s\n", error.what());
+    return 1;
+  }
+}
