@@ -641,7 +641,7 @@ TEST_F(Properties, AWeightFilterAndSplitVariableThatTheViewMovesIsToldAgain) {
   EXPECT_MESSAGES(Queue(), Moved(2).To(0), Weight("C"), Filter("C"), Split("A C"));
 }
 
-TEST_F(Properties, UsesLostByTheMoveInTheSourceToAreNotTold) {
+TEST_F(Properties, UsesThatTheSourceLostByTheSameMoveAreNotTold) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "C");
     FilterBy(source, "C");
@@ -1056,11 +1056,11 @@ TEST_F(Properties, OfADatasetThatNeverHadASourceOnlyTheRowCountIsTold) {
   EXPECT_MESSAGES(without.Notifications());
 }
 
-// --- A source that reports more split variables than a source can be given ---
+// --- A source that answers otherwise than it was given, with more split variables at that ---
 
-class LongSplit : public Properties {
+class AnsweredSplit : public Properties {
  protected:
-  LongSplit() {
+  AnsweredSplit() {
     Use(std::make_unique<SplitSource>());
     Replace(Source(), Vars(kNine));
     Settle();
@@ -1071,7 +1071,7 @@ class LongSplit : public Properties {
   static constexpr const char* kNine = "A B C D E F G H I";
 };
 
-TEST_F(LongSplit, IsToldInFullAndRefusedByTheView) {
+TEST_F(AnsweredSplit, ByNineIsToldInFullAndRefusedByTheView) {
   for (const ORVX_Variable& variable : Vars(kNine)) Answers().split.push_back(variable.GetID());
   Source().SetDirty(true);
 
@@ -1082,7 +1082,19 @@ TEST_F(LongSplit, IsToldInFullAndRefusedByTheView) {
   EXPECT_FALSE(View().IsDirty());
 }
 
-TEST_F(LongSplit, LeavesTheRestToTheNextUpdateThatGetsThrough) {
+TEST_F(AnsweredSplit, IsToldInFullHoweverLongItIs) {
+  std::string names = "A";
+  for (int i = 1; i < 200; ++i) names += " A" + std::to_string(i);
+  Replace(Source(), Vars(names));
+  Settle();
+  for (const ORVX_Variable& variable : Vars(names)) Answers().split.push_back(variable.GetID());
+
+  EXPECT_THROW(view.Update(), std::length_error);
+
+  EXPECT_MESSAGES(Queue(), Split(names));
+}
+
+TEST_F(AnsweredSplit, ByNineLeavesTheRestToTheNextUpdateThatGetsThrough) {
   for (const ORVX_Variable& variable : Vars(kNine)) Answers().split.push_back(variable.GetID());
   Source().GetVariable(0).SetType(8);
   EXPECT_THROW(view.Update(), std::length_error);
@@ -1094,11 +1106,27 @@ TEST_F(LongSplit, LeavesTheRestToTheNextUpdateThatGetsThrough) {
   EXPECT_MESSAGES(Queue(), Split("A B C D E F G H"), RowCount(0), Dirty(true));
 }
 
-TEST_F(LongSplit, ThatIsNoneIsAskedForNoVariable) {
+// SplitSource sees to it that nobody asks for more.
+TEST_F(AnsweredSplit, ThatIsShortIsAskedForItsOwnVariablesOnly) {
   Answers().split = {Id("A"), Id("C")};
   view.Update();
   EXPECT_MESSAGES(Queue(), Split("A C"));
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
+}
+
+// As many as before, and each as in the view: only by their number does the view show what it lost.
+TEST_F(AnsweredSplit, WithTheVariableThatTheViewLostMissingIsTold) {
+  Answers().split = {Id("A"), Id("B")};
+  Settle();
+  Source().DeleteVariables(1, 1);
+  Answers().split = {Id("A"), LocallyUniqueID()};
+
+  EXPECT_THROW(view.Update(), std::out_of_range) << "the view takes no variable that is not there";
+
+  ASSERT_EQ(Queue().size(), 2U);
+  const support::Said told = support::WhatIsSaidBy(Queue()[1]);
+  EXPECT_EQ(told.kind, support::Said::Kind::Split);
+  EXPECT_THAT(told.ids, ElementsAre(Id("A"), LocallyUniqueID()));
 }
 
 }  // namespace
