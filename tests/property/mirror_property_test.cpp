@@ -1,0 +1,393 @@
+// Random writes of every kind through handles, and clients that know nothing but the messages: one
+// in this process, one at the other end of a stream of frames.
+
+#include <client/ChangeStreamReader.h>
+#include <client/DictionaryMirror.h>
+#include <client/server/ChangeStreamObserver.h>
+#include <tests/property/Agreement.h>
+#include <tests/property/ForAll.h>
+#include <tests/property/RandomDictionary.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/FrameChannel.h>
+#include <tests/support/FullDictionary.h>
+#include <tests/support/MessageBytes.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::SourceWithRows;
+using Outcome = ChangeStreamReader::Outcome;
+
+constexpr int kRuns = 3000;
+constexpr std::size_t kWritesPerRun = 8;
+
+// One change of a dataset under a writer. The numbers choose what it is about.
+struct Change {
+  enum Kind {
+    Insert,
+    Append,
+    Delete,
+    Move,
+    Rename,
+    Retype,
+    Replace,
+    Weight,
+    Filter,
+    Split,
+    VariableSets,
+    MRSets,
+    Attributes,
+    Dashboard,
+    Extension,
+    Trends,
+    Label,
+    FileSpec,
+    Imputation,
+    Rows,
+    Dirty,
+    Bulk,
+    NoSource,
+    ParentSource,
+    ChildSource,
+    FreshSource,
+  };
+
+  int kind = Insert;
+  int first = 0;
+  int second = 0;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Change& change) {
+  static const char* const kNames[] = {
+      "insert",       "append",      "delete",    "move",   "rename",        "retype",
+      "replace",      "weight",      "filter",    "split",  "variable sets", "MR sets",
+      "attributes",   "dashboard",   "extension", "trends", "label",         "file spec",
+      "imputation",   "rows",        "dirty",     "bulk",   "no source",     "parent source",
+      "child source", "fresh source"};
+  static_assert(std::size(kNames) == Change::FreshSource + 1);
+  return stream << kNames[change.kind] << "(" << change.first << ", " << change.second << ")";
+}
+
+rc::Gen<Change> AnyChange() {
+  return rc::gen::build<Change>(
+      rc::gen::set(&Change::kind,
+                   rc::gen::weightedOneOf<int>(
+                       {{12, rc::gen::element<int>(Change::Insert, Change::Append)},
+                        {20, rc::gen::inRange<int>(Change::Delete, Change::Replace + 1)},
+                        {20, rc::gen::inRange<int>(Change::Weight, Change::Dirty + 1)},
+                        {4, rc::gen::inRange<int>(Change::Bulk, Change::FreshSource + 1)}})),
+      rc::gen::set(&Change::first, rc::gen::inRange(0, 30)),
+      rc::gen::set(&Change::second, rc::gen::inRange(0, 30)));
+}
+
+using WriteOfChanges = std::vector<Change>;
+
+rc::Gen<std::vector<WriteOfChanges>> AnyWrites() {
+  return rc::gen::container<std::vector<WriteOfChanges>>(
+      kWritesPerRun, rc::gen::container<WriteOfChanges>(AnyChange()));
+}
+
+// --- making a change ---
+
+void InsertFresh(ORVX_DataSource& source, int number, int position) {
+  const ORVX_Variable variable = RandomVariable{number, 0}.Variable();
+  if (source.FindVarIndex(variable.GetID()) < 0) source.InsertVariable(position, variable);
+}
+
+void MoveVariable(ORVX_DataSource& source, int from, int to) {
+  const ORVX_Variable moved = source.GetVariable(from);
+  source.DeleteVariables(from, from);
+  source.InsertVariable(to, moved);
+}
+
+// A change about the variable at a position, of which there is at least one.
+void ChangeVariable(ORVX_DataSource& source, const Change& change) {
+  const int count = source.ColumnCount();
+  const int position = change.first % count;
+  ORVX_Variable& variable = source.GetVariable(position);
+  const ORVX_Variable fresh = RandomVariable{change.second, 0}.Variable();
+  const int split[] = {position, change.second % count};
+  switch (change.kind) {
+    case Change::Delete:
+      return source.DeleteVariables(position, std::min(count - 1, position + change.second % 3));
+    case Change::Move:
+      return MoveVariable(source, position, change.second % count);
+    case Change::Rename:
+      return variable.SetName("renamed " + std::to_string(change.second));
+    case Change::Retype:
+      return variable.SetType(change.second);
+    case Change::Replace:  // by one with another identifier, in its place
+      if (source.FindVarIndex(fresh.GetID()) < 0) variable = fresh;
+      return;
+    case Change::Weight:
+      return source.SetWeightVar(change.second % 3 == 0 ? -1 : position);
+    case Change::Filter:
+      return source.SetFilterVar(change.second % 3 == 0 ? -1 : position);
+    default:  // Split
+      return source.SetSplit(
+          split[0] == split[1] ? 1 : static_cast<unsigned int>(change.second % 3), split,
+          change.second % 2 == 0);
+  }
+}
+
+std::vector<VariableSetImpl> SomeSets(int number) {
+  std::vector<VariableSetImpl> sets;
+  for (int i = number % 3; i > 0; --i) {
+    sets.push_back(support::SetOf("set\t" + std::to_string((number + i) % 5), "v1 v2"));
+    sets.back().kind = number % 2;
+    sets.back().members.resize(static_cast<std::size_t>(number % 4), LocallyUniqueID());
+  }
+  return sets;
+}
+
+void ChangeProperty(SourceWithRows& source, const Change& change) {
+  const std::string text = change.first % 4 == 0 ? "" : "text " + std::to_string(change.first % 7);
+  switch (change.kind) {
+    case Change::VariableSets:
+      return source.SetVariableSets(SomeSets(change.first));
+    case Change::MRSets:
+      return source.SetMRSets(SomeSets(change.first));
+    case Change::Attributes:
+      return support::SetAttribute(source, "a" + std::to_string(change.second % 3),
+                                   {static_cast<std::size_t>(change.first % 3), text});
+    case Change::Dashboard:
+      return support::SetAttribute(source, "dashboard.x", {text});
+    case Change::Extension:
+      return support::SetExtension(source, change.second % 3, change.second % 2 + 1, text);
+    case Change::Trends:
+      source.GetTrendsInfo()->periodicity = change.first % 13;
+      source.GetTrendsInfo()->dateVariables.assign(static_cast<std::size_t>(change.second % 3),
+                                                   support::Id("v1"));
+      return;
+    case Change::Label:
+      return source.SetLabel(change.first % 5 == 0 ? nullptr : text.c_str());
+    case Change::FileSpec:
+      return source.SetFileSpec(text.c_str());
+    case Change::Imputation:
+      return source.RowsPerImputation(change.first % 3);
+    case Change::Rows:
+      source.rows = change.first - 1;
+      return;
+    default:  // Dirty
+      return source.SetDirty(change.first % 2 == 0);
+  }
+}
+
+SourceWithRows* Layered(ORVX_DataSource* parent) {
+  auto child = std::make_unique<SourceWithRows>();
+  child->CopyDictionary(parent);
+  child->SetParentSource(parent);
+  return child.release();
+}
+
+// Of a dataset without a source this makes one with.
+void ChangeSource(SvrDMWriteableDataSource& writer, const Change& change) {
+  ORVX_DataSource* const present = writer.GetDataSource();
+  if (change.kind == Change::NoSource) return writer.SetDataSet(nullptr);
+  if (change.kind == Change::ParentSource && present != nullptr) {
+    return writer.SetDataSet(present->GetParentSource());
+  }
+  if (change.kind == Change::ChildSource) return writer.SetDataSet(Layered(present));
+  writer.SetDataSet(new SourceWithRows);
+}
+
+void Make(const Change& change, SvrDMWriteableDataSource& writer) {
+  if (change.kind == Change::Bulk) return writer.BulkVarMoves();
+  if (change.kind >= Change::NoSource) return ChangeSource(writer, change);
+  if (writer.GetDataSource() == nullptr) writer.SetDataSet(new SourceWithRows);
+  auto& source = dynamic_cast<SourceWithRows&>(**writer);
+  const int count = source.ColumnCount();
+  if (change.kind == Change::Append || (change.kind == Change::Insert && count == 0)) {
+    InsertFresh(source, change.first, count);
+  } else if (change.kind == Change::Insert) {
+    InsertFresh(source, change.first, change.second % count);
+  } else if (change.kind >= Change::VariableSets) {
+    ChangeProperty(source, change);
+  } else if (count > 0) {
+    ChangeVariable(source, change);
+  }
+}
+
+// --- following ---
+
+// A client in the server's process.
+class NearClient : public SvrDMDataSetObserver {
+ public:
+  void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
+    bytes.clear();
+    for (DataSetMsg* message : writer->GetNotifications()) bytes += BytesOf(*message);
+    try {
+      mirror.Apply(writer->GetNotifications());
+    } catch (const MirrorError& thrown) {
+      error = thrown.what();
+    }
+  }
+
+  DictionaryMirror mirror;
+  std::string error;
+  std::string bytes;  // of the messages of the last pass
+};
+
+// A dataset and two clients.
+class Followed {
+ public:
+  Followed() : id_(registry_.AddEmpty(/*quiet=*/false)), reader_(id_) {
+    SvrDMDataset dataset(registry_, id_);
+    dataset.Register(near_);
+    dataset.Register(stream_);
+  }
+
+  void Make(const WriteOfChanges& changes) {
+    SvrDMWriteableDataSource writer(registry_, id_, /*tryOnly=*/false, nullptr);
+    for (const Change& change : changes) ::Make(change, writer);
+    writer.IncrementCaseSequence();
+  }
+
+  void AssertNearClientIsRight() {
+    RC_ASSERT(near_.error == "");
+    AssertRight(near_.mirror.Dictionary());
+  }
+
+  // Gives the frames of the last pass to the reader, who takes them all.
+  void AssertFarClientIsRight() {
+    while (!channel_.frames.empty()) {
+      AssertBytesAreThePass(channel_.frames.front());
+      const Outcome outcome = channel_.Deliver(reader_);
+      RC_ASSERT(reader_.WhyWanted() == "");
+      RC_ASSERT(outcome == Outcome::Applied);
+    }
+    AssertRight(reader_.Dictionary());
+    RC_ASSERT(reader_.Digest() == DigestOf(Source()));
+  }
+
+  support::FrameChannel& Channel() { return channel_; }
+  ChangeStreamReader& Reader() { return reader_; }
+  void SendSnapshot() {
+    const SvrDMInputDataSource handle(registry_, id_, /*tryOnly=*/false);
+    stream_.SendSnapshot(handle);
+  }
+  bool ReaderIsRight() const { return DifferencesBetween(Source(), reader_.Dictionary()).empty(); }
+
+ private:
+  const ORVX_DataSource& Source() const {
+    static const DataFreeDataSource none;
+    const ORVX_DataSource* const source = registry_.GetDataSet(id_)->DataSource();
+    return source != nullptr ? *source : none;
+  }
+
+  void AssertRight(const ORVX_DataSource& dictionary) const {
+    const std::string differences = DifferencesBetween(Source(), dictionary);
+    if (!differences.empty()) RC_FAIL(differences);
+    RC_ASSERT(DigestOf(dictionary) == DigestOf(Source()));
+  }
+
+  // Byte for byte: what is sent, what is read, and what was queued.
+  void AssertBytesAreThePass(const std::string& bytes) const {
+    ChangeFrame frame = ReadChangeFrame(bytes);
+    RC_ASSERT(BytesOf(frame) == bytes);
+    RC_ASSERT(frame.messageBytes == near_.bytes);
+    std::string again;
+    for (const auto& message : frame.Messages()) again += BytesOf(*message);
+    RC_ASSERT(again == near_.bytes);
+  }
+
+  ServerDataManager registry_;
+  LocallyUniqueID id_;
+  NearClient near_;
+  support::FrameChannel channel_;
+  ChangeStreamObserver stream_{channel_};
+  ChangeStreamReader reader_;
+};
+
+TEST(MirrorProperty, AfterEveryPassTheMirrorIsTheSourceAndTheDigestSaysSo) {
+  ForAll(kRuns, [] {
+    const auto writes = *AnyWrites();
+    Followed followed;
+    for (const WriteOfChanges& changes : writes) {
+      followed.Make(changes);
+
+      followed.AssertNearClientIsRight();
+    }
+  });
+}
+
+TEST(MirrorProperty, ThroughTheStreamByteForByteTheMirrorIsTheSource) {
+  ForAll(kRuns, [] {
+    const auto writes = *AnyWrites();
+    Followed followed;
+    for (const WriteOfChanges& changes : writes) {
+      followed.Make(changes);
+
+      followed.AssertFarClientIsRight();
+    }
+  });
+}
+
+// What becomes of one frame on its way.
+enum class Fate { Arrives, IsLost, IsChanged, IsCut, ComesTwice };
+
+std::ostream& operator<<(std::ostream& stream, Fate fate) {
+  static const char* const kNames[] = {"arrives", "is lost", "is changed", "is cut", "comes twice"};
+  return stream << kNames[static_cast<int>(fate)];
+}
+
+// What arrives of a frame.
+std::vector<std::string> Arriving(std::string frame, Fate fate, unsigned int place) {
+  switch (fate) {
+    case Fate::IsLost:
+      return {};
+    case Fate::IsChanged:
+      frame[place % frame.size()] ^= static_cast<char>(1 << place % 8);
+      return {frame};
+    case Fate::IsCut:
+      frame.resize(place % frame.size());
+      return {frame};
+    case Fate::ComesTwice:
+      return {frame, frame};
+    default:
+      return {frame};
+  }
+}
+
+rc::Gen<Fate> AnyFate() {
+  return rc::gen::weightedOneOf<Fate>(
+      {{4, rc::gen::just(Fate::Arrives)},
+       {3, rc::gen::element(Fate::IsLost, Fate::IsChanged, Fate::IsCut, Fate::ComesTwice)}});
+}
+
+// The client asks for a snapshot when it wants one, and gets it before the next write.
+TEST(MirrorProperty, WhateverBecomesOfFramesTheReaderIsRightOrAsks) {
+  ForAll(kRuns, [] {
+    const auto writes = *AnyWrites();
+    const auto fates = *rc::gen::container<std::vector<Fate>>(kWritesPerRun, AnyFate());
+    const auto place = *rc::gen::arbitrary<unsigned int>();
+    Followed followed;
+    ChangeStreamReader& reader = followed.Reader();
+    for (std::size_t i = 0; i < writes.size(); ++i) {
+      followed.Make(writes[i]);
+
+      bool asks = false;
+      bool hears = false;
+      for (const std::string& sent : std::exchange(followed.Channel().frames, {})) {
+        for (const std::string& frame : Arriving(sent, fates[i], place)) {
+          asks |= reader.Take(frame) == Outcome::SnapshotWanted;
+          hears = true;
+        }
+      }
+
+      RC_ASSERT(DigestOf(reader.Dictionary()) == reader.Digest());
+      if (hears) RC_ASSERT(asks || followed.ReaderIsRight());
+      if (!asks) continue;
+      followed.SendSnapshot();
+      RC_ASSERT(followed.Channel().Deliver(reader) == Outcome::Applied);
+      RC_ASSERT(followed.ReaderIsRight());
+    }
+  });
+}
+
+}  // namespace
