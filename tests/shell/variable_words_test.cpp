@@ -44,11 +44,12 @@ TEST_F(VariableWords, NameTheFieldsThatDiffer) {
   after.SetDisplayWidth(before.GetDisplayWidth() + 1);
   const std::string width = std::to_string(before.GetDisplayWidth());
   const std::string wider = std::to_string(after.GetDisplayWidth());
-  EXPECT_THAT(Told(before, after),
-              ElementsAre("name: \"vote\" -> \"vote96\"", "label: \"\" -> \"Vote\"",
-                          "type: numeric -> string of 8 bytes",
-                          "measurement level: unknown -> nominal", "role: input -> target",
-                          "alignment: right -> center", "display width: " + width + " -> " + wider));
+  EXPECT_THAT(
+      Told(before, after),
+      ElementsAre("name: \"vote\" -> \"vote96\"", "label: \"\" -> \"Vote\"",
+                  "type: numeric -> string of 8 bytes", "measurement level: unknown -> nominal",
+                  "role: input -> target", "alignment: right -> center",
+                  "display width: " + width + " -> " + wider));
 }
 
 TEST_F(VariableWords, OneFormatForPrintingAndWritingIsNamedOnce) {
