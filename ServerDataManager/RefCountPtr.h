@@ -54,8 +54,9 @@ class RefCountPtr {
 
   bool IsValid() const { return pointer_ != nullptr; }
 
-  // Takes a reference on the object just pointed at, on a copy of it where it is not shareable.
-  // Where copying throws, the pointer is left null.
+  // Not for callers: constructors and assignments run it, once for each new object. Takes a
+  // reference on the object just pointed at, on a copy of it where it is not shareable. Where
+  // copying throws, the pointer is left null.
   void Init() {
     if (pointer_ == nullptr) return;
     if (!pointer_->IsShareable()) pointer_ = CopyOfForeign();

@@ -21,6 +21,10 @@ struct SDM_HIDDEN ServerDataManager::Data {
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence);
 
+  // An item on `ds`, not registered yet; its file name is what the names in use leave of `name`.
+  SvrDMItem* NewItem(ORVX_DataSource* ds, const std::string& name, bool quiet, LocallyUniqueID id,
+                     unsigned int caseSequence) const;
+
   // As ServerDataManager::GetDataSet.
   SvrDMItemPtr Find(LocallyUniqueID id) const;
   SvrDMItemPtr Find(const std::string& handle) const;
@@ -44,10 +48,13 @@ struct SDM_HIDDEN ServerDataManager::Data {
   ServerDataManager* owner;
 
  private:
-  // Calls `notice` with every observer that stood in the list at the beginning and still stands
-  // there. Takes the lock.
+  using Observers = std::vector<ServerDataManagerObserver*>;
+
+  // Calls `notice` with every observer of `present`, a copy of the list, that still stands there
+  // when its turn comes: observers may register, unregister and delete datasets from inside a
+  // notice.
   template <class Notice>
-  void TellObservers(Notice notice);
+  void TellObservers(const Observers& present, Notice notice);
 };
 
 #endif  // SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_

@@ -11,6 +11,11 @@
 
 // The registry borrows an observer from Register to Unregister.
 //
+// A dataset may be told as created by a notification pass: that thread holds the dataset's write
+// lock, so an observer takes no handle that locks it. Nor does it register or unregister observers
+// of a dataset, whose notification mutex comes before the registry lock. It does not delete a
+// dataset from inside every notice of that dataset's deletion, which would never end.
+//
 // Threads: called on the thread that adds, announces or deletes the dataset, with the registry lock
 // held. An observer may call the registry on that thread, also to register, unregister, delete or
 // clear: a notice under way skips observers that have left. It must not wait for another thread

@@ -1,9 +1,12 @@
 // SvrDMDataSetObserver: what a client implements to hear of changes to one dataset.
 //
-//   class Editor : public SvrDMDataSetObserver {
+//   class Editor : public SvrDMDataSetObserver, DataSetMsgVisitor {
 //     void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
-//       for (DataSetMsg* message : writer->GetNotifications()) message->Accept(*this);
+//       for (DataSetMsg* message : writer->GetNotifications()) {
+//         if (message != nullptr) message->Accept(*this);
+//       }
 //     }
+//     ...
 //   };
 
 #ifndef SERVERDATAMANAGER_SVRDMDATASETOBSERVER_H_
@@ -17,9 +20,10 @@ class SvrDMWriteableDataSource;
 class SDM_EXPORT SvrDMDataSetObserver {
  public:
   // A writer of the dataset is being released and something changed. `writer` gives the queued
-  // messages, in order (GetNotifications), and the data source; both are borrowed for the call.
-  // Must not throw (the process ends), must not register or unregister observers of this dataset
-  // and must not take a handle that locks it (both wait for ever).
+  // messages, in order (GetNotifications; null where a writer queued null), and the data source;
+  // both are borrowed for the call. Must not throw (the process ends), must not register or
+  // unregister observers of this dataset and must not take a handle that locks it (both wait for
+  // ever).
   //
   // Threads: called on the thread that releases the writer, which holds the dataset's write lock
   // and its notification mutex.

@@ -71,7 +71,8 @@ class SDM_EXPORT SvrDMDataset {
   ServerDataManager* GetServerDataManager() const;
 
   // --- Errors and observers ---
-  // Borrowed until the handle goes.
+  // The monitor lives as long as the dataset; the proxy, which may be null, is borrowed until
+  // another is set or the dataset goes; an observer until it is unregistered.
   InteractiveErrorMonitor& GetErrorMonitor();
   void InitializeErrorMonitor(PackageProxy* proxy);
   void Register(SvrDMDataSetObserver& observer);

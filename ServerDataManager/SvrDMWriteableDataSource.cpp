@@ -45,7 +45,7 @@ void SvrDMWriteableDataSource::IncrementCaseSequence() {
   AddToField(Item().CaseSequence(), 1);
 }
 
-// Raises the number, like IncrementCaseSequence: clients never see a number twice.
+// Raises the number, like IncrementCaseSequence: it never goes back.
 void SvrDMWriteableDataSource::UndoIncrementCaseSequence() {
   IncrementCaseSequence();
 }

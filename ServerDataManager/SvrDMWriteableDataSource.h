@@ -52,7 +52,7 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void SetDataSet(ORVX_DataSource* ds);
 
   // Each adds one to the number that change messages bear; it wraps. The second does the same as
-  // the first: clients never see a number twice, so there is no way back.
+  // the first: the number never goes back.
   void IncrementCaseSequence();
   void UndoIncrementCaseSequence();
 
@@ -68,7 +68,8 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   // reorder many variables.
   void BulkVarMoves();
 
-  // Runs a notification pass now, as the destructor does.
+  // Runs a notification pass now, as the destructor does. An exception, an observer's included,
+  // passes on, and what was queued is delivered again by the next pass, to all observers.
   void Notify();
 
  private:

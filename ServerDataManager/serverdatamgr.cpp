@@ -6,6 +6,7 @@
 #include <libplatdep/mbstricmp.h>
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/SourceChain.h>
 
 #include <algorithm>
 #include <utility>
@@ -44,17 +45,31 @@ struct FileNameMatch {
 void ServerDataManager::Data::Add(ORVX_DataSource* ds, const std::string& name, bool hasPassword,
                                   const std::string& password, bool passwordFlag, bool quiet,
                                   LocallyUniqueID id, unsigned int caseSequence) {
+  ORVX_DataSource* const original = ds;
   if (filter != nullptr && ds != nullptr) ds = filter->FilterDataSource(ds);
+  SvrDMItemPtr item;
+  try {
+    item = NewItem(ds, name, quiet, id, caseSequence);
+  } catch (...) {
+    // What the hook has put upon the caller's source goes; the source itself is still the caller's.
+    if (ds != original && IsChildOf(ds, original)) DeleteDataSourceTo(ds, original);
+    throw;
+  }
+  if (hasPassword) item->Password(password, passwordFlag);
+  items.push_back(item);
+  NotifyCreate(*item);
+}
 
+SvrDMItem* ServerDataManager::Data::NewItem(ORVX_DataSource* ds, const std::string& name,
+                                            bool quiet, LocallyUniqueID id,
+                                            unsigned int caseSequence) const {
   std::string fileName = name;
   std::string suppressedFileName;
   if (FileNameInUse(name)) fileName.swap(suppressedFileName);
 
-  SvrDMItemPtr item(new SvrDMItem(id, ds, owner, caseSequence, fileName, !quiet));
-  if (hasPassword) item->Password(password, passwordFlag);
-  item->SuppressedFileName(suppressedFileName);
-  items.push_back(item);
-  NotifyCreate(*item);
+  auto* const item = new SvrDMItem(id, ds, owner, caseSequence, fileName, !quiet);
+  item->SuppressedFileName(std::move(suppressedFileName));
+  return item;
 }
 
 SvrDMItemPtr ServerDataManager::Data::Find(LocallyUniqueID id) const {
@@ -75,7 +90,9 @@ void ServerDataManager::Data::Delete(std::size_t index) {
   // Told whether or not its creation was: an item that never had a source is announced as deleted
   // too.
   if (item->NotifyDelete()) {
-    TellObservers([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
+    const CriticalSection::Lock held(lock);
+    TellObservers(Observers(observers.begin(), observers.end()),
+                  [&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
   }
   // An observer may have deleted other items, or this one.
   const auto place = std::find(items.begin(), items.end(), item);
@@ -90,19 +107,19 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   if (!item.NotifyDelete()) return;
   if (item.NotifiedCreation()) return;
   if (item.DataSource() == nullptr) return;
-  // Before any observer runs: a call from inside a notice announces nothing twice.
+  const CriticalSection::Lock held(lock);
+  const Observers present(observers.begin(), observers.end());
+  // Before any observer runs: a call from inside a notice announces nothing twice. Not before there
+  // was memory for the list: running out of it must not leave the dataset unannounced for good.
   item.SetNotifiedCreation();
   const LocallyUniqueID id = item.ID();
   const std::string& fileName = item.FileName();
   TellObservers(
-      [&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
+      present, [&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
 }
 
 template <class Notice>
-void ServerDataManager::Data::TellObservers(Notice notice) {
-  const CriticalSection::Lock held(lock);
-  // A copy: observers may register, unregister and delete datasets from inside a notice.
-  const std::vector<ServerDataManagerObserver*> present(observers.begin(), observers.end());
+void ServerDataManager::Data::TellObservers(const Observers& present, Notice notice) {
   for (ServerDataManagerObserver* observer : present) {
     const bool left = std::find(observers.begin(), observers.end(), observer) == observers.end();
     if (!left) notice(*observer);
@@ -171,12 +188,12 @@ std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
   return datasets;
 }
 
-// Every dataset of that name is asked, and the last answer holds.
 bool ServerDataManager::SavFileExternallyChanged(const std::string& name) const {
   const CriticalSection::Lock held(data_->lock);
   bool changed = false;
   for (SvrDMItemPtr item : data_->items) {
     if (!item.IsValid() || item->FileName().empty()) continue;
+    // No end at the first of that name: callers know the answer of the last.
     if (SameName(name, item->FileName())) changed = item->SavFileExternallyChanged();
   }
   return changed;
@@ -189,7 +206,6 @@ void ServerDataManager::Delete(const LocallyUniqueID& id) {
   if (found != items.end()) data_->Delete(static_cast<std::size_t>(found - items.begin()));
 }
 
-// Takes no lock: nobody else may call the registry meanwhile.
 void ServerDataManager::Clear() {
   for (std::size_t index = data_->items.size(); index-- > 0;) {
     // Observers may have deleted further datasets from inside a notice.

@@ -8,10 +8,17 @@
 //   }                                          // observers are told here
 //   registry.Delete(id);
 //
-// The registry lock is one recursive lock over the datasets, the registry observers and the
-// generator of identifiers. Registry observers are called with it held. It is taken before no other
-// lock: the locks of a dataset (svrdmitem.h) are taken by handles after the registry has answered,
-// and the registry never waits for a dataset's readers or writers.
+// The registry lock:
+//
+//   guards          the list of datasets, the registry observers, the generator of identifiers
+//   is taken by     every operation of the registry that does not say otherwise; it is recursive
+//   may be held     around calls of registry observers
+//   comes last      a thread that holds it takes no lock of a dataset (svrdmitem.h): handles take
+//                   those after the registry has answered, and the registry waits for nobody's
+//
+// It does not guard what belongs to a dataset. Its names and its password can be set through
+// handles, and its file name by a notification pass as well; the operations here that read them
+// must not run beside that.
 
 #ifndef SERVERDATAMANAGER_SERVERDATAMGR_H_
 #define SERVERDATAMANAGER_SERVERDATAMGR_H_
@@ -38,7 +45,8 @@ class SDM_EXPORT ServerDataManager {
   // A registry of its own, with its own datasets, identifiers and lock.
   ServerDataManager();
   // Lets go of the datasets; no observer is told. Those that handles still hold live on, but may
-  // not be written through them: a notification pass calls the registry.
+  // not be written through them: a notification pass calls the registry. A data source that goes
+  // with them must not call it either.
   ~ServerDataManager();
   ServerDataManager(const ServerDataManager&) = delete;
   ServerDataManager& operator=(const ServerDataManager&) = delete;
@@ -56,7 +64,10 @@ class SDM_EXPORT ServerDataManager {
   //
   // A `quiet` dataset is announced to no registry observer, neither created nor deleted.
   //
-  // An installed filter hook is given `ds` first, and what it returns is registered instead.
+  // An installed filter hook is given `ds` first, and what it returns is registered instead (null:
+  // a dataset without a source). Where the call throws before the item is built, sources that the
+  // hook has put upon `ds` are deleted; a source that does not stand on `ds` is the hook's to look
+  // after.
   //
   // Threads: any. Takes the registry lock for the whole call; so do all operations that do not say
   // otherwise.
@@ -94,13 +105,15 @@ class SDM_EXPORT ServerDataManager {
   // Whether the saved file `name`, compared without regard to case, was changed on disk by somebody
   // else since its dataset took hold of it. Where several datasets have that file name, the answer
   // of the one registered last; false where none has it.
+  // Threads: not beside a writer of a dataset with that file name, which may let go of the file.
   bool SavFileExternallyChanged(const std::string& name) const;
 
   // --- Deleting ---
 
   // Removes the first dataset with this identifier, after its registry observers were told; an
   // unknown identifier is ignored. The dataset itself goes with the last handle on it. An exception
-  // from an observer passes on and leaves the dataset registered.
+  // from an observer passes on and leaves the dataset registered. The last reference may go here,
+  // and with it the data source, under the registry lock.
   void Delete(const LocallyUniqueID& id);
 
   // Deletes every dataset, from the last registered to the first.
@@ -109,7 +122,8 @@ class SDM_EXPORT ServerDataManager {
 
   // --- Passwords, observers, filter ---
 
-  // Sets the password of the first dataset with this identifier; an unknown one is ignored.
+  // Sets the password of the first dataset with this identifier; an unknown one is ignored. `flag`
+  // tells whether the password is mangled.
   void Password(const LocallyUniqueID& id, const std::string& password, bool flag);
 
   // Adds the observer at the end of the list; one that is registered already moves there. Borrows
@@ -125,7 +139,8 @@ class SDM_EXPORT ServerDataManager {
   // Tells registry observers that the dataset was created: once in its life, once it has a data
   // source, and never for a quiet one. Called when a dataset is added and by its notification
   // passes.
-  // Threads: any. Takes the registry lock while observers are told.
+  // Threads: the thread that adds the dataset or holds its write lock. Takes the registry lock
+  // while observers are told.
   void NotifyCreate(SvrDMItem& item);
 
  private:

@@ -250,7 +250,6 @@ void SvrDMItem::UnlockSavFileInUse() {
   lockedFileName_.clear();
 }
 
-// Whole seconds only: a change within the second of the last one is not seen.
 bool SvrDMItem::SavFileExternallyChanged() {
   struct stat status {};
   return lockedFile_ != nullptr && fstat(fileno(lockedFile_), &status) == 0 &&
@@ -278,7 +277,8 @@ bool SvrDMItem::PasswordMangled() const {
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(source)) {
     return file->GetPasswordMangled();
   }
-  // One level up and no further.
+  // A filter over a saved file counts as that file. Sources further up are not asked: clients know
+  // the answer as it is.
   const ORVX_DataSource* const parent = source != nullptr ? source->GetParentSource() : nullptr;
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {
     return file->GetPasswordMangled();

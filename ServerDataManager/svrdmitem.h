@@ -31,6 +31,7 @@
 #include <cstdio>
 #include <list>
 #include <string>
+#include <utility>
 #include <vector>
 
 class ORVX_DataSource;
@@ -50,7 +51,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
             unsigned int caseSequence, const std::string& fileName, bool notifyDelete);
 
   // A nameless item with the null identifier, no registry and no data source. The registry never
-  // uses it.
+  // uses it, and it cannot be written: a notification pass calls the registry.
   SvrDMItem();
 
   // Stops the process: items are shared, never copied. Here because RefCountPtr names it.
@@ -128,7 +129,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void AddWriter();
   void DropWriter();
 
-  // The running number that every change message bears.
+  // The running number that change messages bear.
   // Threads: any for the value; the reference is for the thread that holds the write lock.
   unsigned int CaseSequence() const;
   unsigned int& CaseSequence() { return caseSequence_; }
@@ -137,8 +138,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Adds the observer at the end of the list; one that is registered twice is told twice. Borrows
   // it until Unregister, which removes it however often it stands there.
-  // Threads: any but one that is being told of a change to this dataset. Takes the notification
-  // mutex.
+  // Threads: any but one that is being told of a change to this dataset or that holds the registry
+  // lock. Takes the notification mutex.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
@@ -161,7 +162,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // the registry lock, then the notification mutex again.
   void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
 
-  // The number of the client that made the change under way; kept for whoever looks at the item.
+  // The number of the client that made the change under way. Kept in the item's layout for other
+  // binaries; nothing in this library reads it.
   // Threads: any.
   void Originator(unsigned int& number);
 
@@ -271,10 +273,10 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   bool windowHidden_ = false;
   bool notifiedCreation_ = false;
 
-  // The saved file held open; all three set or all three clear. Under the write lock.
+  // The saved file held open; all clear where none is. Under the write lock.
   std::FILE* lockedFile_ = nullptr;
   std::string lockedFileName_;
-  std::int64_t lockedFileTime_ = 0;  // last modification, in whole seconds
+  std::int64_t lockedFileTime_ = 0;  // last modification, in whole seconds; 0 also where unknown
 
   SvrBootstrapSpecs* bootstrapSpecs_ = nullptr;  // plain; owned
   double creationTime_ = 0.0;

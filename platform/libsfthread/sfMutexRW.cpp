@@ -103,7 +103,9 @@ void sfMutexRW::WaitOutDoubt(Lock& lock, Waiter& waiter) {
 
 void sfMutexRW::WaitToWrite(Lock& lock) {
   Waiter waiter(ThisThread());
-  waitingWriters_.push_back(&waiter);
+  // Linked, not stored: a writer that waits needs no memory, so writeLock() cannot run out of it.
+  (firstWaitingWriter_ == nullptr ? firstWaitingWriter_ : lastWaitingWriter_->next) = &waiter;
+  lastWaitingWriter_ = &waiter;
   waiter.wake.wait(lock, [&] { return waiter.admitted; });
 }
 
@@ -111,7 +113,7 @@ void sfMutexRW::EndWrite() {
   writing_ = false;
   if (!waitingReaders_.empty()) {
     AdmitWaitingReaders();
-  } else if (!waitingWriters_.empty()) {
+  } else if (firstWaitingWriter_ != nullptr) {
     AdmitFirstWriter();
   }
 }
@@ -124,7 +126,7 @@ void sfMutexRW::EndRead(ThreadNumber thread) {
   } else {
     EndReadOfUnknown();
   }
-  if (IsFree() && !waitingWriters_.empty()) AdmitFirstWriter();
+  if (IsFree() && firstWaitingWriter_ != nullptr) AdmitFirstWriter();
 }
 
 void sfMutexRW::EndReadOf(Reader& reader) {
@@ -168,8 +170,8 @@ void sfMutexRW::AdmitWaitingReaders() {
 }
 
 void sfMutexRW::AdmitFirstWriter() {
-  Waiter& first = *waitingWriters_.front();
-  waitingWriters_.erase(waitingWriters_.begin());
+  Waiter& first = *firstWaitingWriter_;
+  firstWaitingWriter_ = first.next;
   writing_ = true;
   grace_ = kFirstGrace;
   admittedInDoubt_ = false;

@@ -46,8 +46,8 @@
 // The lock may be destroyed while it is held, but not while a thread waits for it.
 //
 // Threads: any. One short internal mutex guards the state and is never held while waiting; no other
-// lock is taken under it. An operation that may have to remember one more thread than ever before
-// can throw std::bad_alloc, and then changed nothing; unlock() never throws.
+// lock is taken under it. Taking a read may have to remember one more thread than ever before, and
+// then can throw std::bad_alloc and change nothing; writing and unlock() need no memory.
 class sfMutexRW {
  public:
   sfMutexRW() = default;
@@ -84,6 +84,7 @@ class sfMutexRW {
     explicit Waiter(ThreadNumber number) : thread(number) {}
     const ThreadNumber thread;
     bool admitted = false;
+    Waiter* next = nullptr;  // the writer in line behind this one
     std::condition_variable wake;
   };
 
@@ -93,7 +94,7 @@ class sfMutexRW {
 
   // All below: mutex_ is held.
   bool IsFree() const { return !writing_ && sureReads_ == 0 && doubtfulReads_ == 0; }
-  bool IsOpenToReaders() const { return !writing_ && waitingWriters_.empty(); }
+  bool IsOpenToReaders() const { return !writing_ && firstWaitingWriter_ == nullptr; }
   Reader* Find(ThreadNumber thread);
   bool ReadsForSure(ThreadNumber thread);
   bool MayStillRead(ThreadNumber thread);
@@ -119,7 +120,8 @@ class sfMutexRW {
   unsigned doubtfulReads_ = 0;  // still held; at most the sum over readers_
   std::vector<Reader> readers_;
   std::vector<Waiter*> waitingReaders_;
-  std::vector<Waiter*> waitingWriters_;  // in order of arrival
+  Waiter* firstWaitingWriter_ = nullptr;  // the others follow it, in order of arrival
+  Waiter* lastWaitingWriter_ = nullptr;
   // How long a thread that may still read is held back for the first waiting writer.
   std::chrono::milliseconds grace_ = kFirstGrace;
   bool admittedInDoubt_ = false;  // a reader, after that grace

@@ -822,6 +822,57 @@ class Hook : public ORVX_DataSourceFilterHook {
   };
 };
 
+// Memory runs out at each allocation of Add in turn.
+TEST_F(RegistryTest, WhatAHookPutUponASourceGoesWhereTheItemIsNotBuiltAndTheSourceStays) {
+  Hook hook;
+  int hookDeaths = 0;
+  bool building = false;
+  hook.answer = [&](ORVX_DataSource* source) {
+    auto* const filter = new CountedSource(hookDeaths, source);
+    building = true;
+    return filter;
+  };
+  registry_.RegisterFilter(&hook);
+  const std::string longName(100, 'n');
+  int notBuilt = 0;
+  int failures = 0;
+  for (bool added = false; !added; ++failures) {
+    int deaths = 0;
+    auto* const source = new CountedSource(deaths);
+    hookDeaths = 0;
+    building = false;
+    allocationsLeft = failures;
+    try {
+      registry_.Add(*source, longName, false);
+      added = true;
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(hookDeaths, building ? 1 : 0);
+      if (building && deaths == 0) ++notBuilt;
+      if (deaths == 0) delete source;
+      EXPECT_EQ(deaths, 1);
+    }
+    allocationsLeft.reset();
+  }
+
+  EXPECT_GT(notBuilt, 0);
+}
+
+TEST_F(RegistryTest, ADatasetThatCouldNotBeAnnouncedForWantOfMemoryIsAnnouncedLater) {
+  RecordingRegistryObserver observer;
+  const LocallyUniqueID id = registry_.AddEmpty(false);
+  SvrDMItemPtr item = registry_.GetDataSet(id);
+  item->SetDataSet(&NewSource());
+  registry_.Register(observer);
+
+  allocationsLeft = 0;
+  EXPECT_THROW(registry_.NotifyCreate(*item), std::bad_alloc);
+  allocationsLeft.reset();
+  EXPECT_THAT(Words(observer), IsEmpty());
+  registry_.NotifyCreate(*item);
+
+  EXPECT_THAT(Words(observer), ElementsAre("+0"));
+}
+
 TEST_F(RegistryTest, AHookIsGivenEachSourceOnceAndWhatItReturnsIsRegistered) {
   Hook hook;
   int deaths = 0;
