@@ -2,7 +2,7 @@
 
 #include <liborvxdemg/ExtensionsMsg.h>
 #include <ServerDataManager/Equality.h>
-#include <ServerDataManager/Queue.h>
+#include <ServerDataManager/QueueMessage.h>
 
 #include <string>
 
@@ -21,7 +21,7 @@ void SendTextExtension(ORVX_DataSource::ExtensionType type, const std::string& t
                        SvrDMItem& item) {
   const RefCountPtr<ORVX_ExtensionImpl> block(
       new ORVX_ExtensionImpl(type, kBlockVersion, static_cast<long>(text.size()), text.data()));
-  Queue<ExtensionsMsg>(item, block);
+  QueueMessage<ExtensionsMsg>(item, block);
 }
 
 }  // namespace
@@ -50,8 +50,9 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
                       ORVX_DataSource::ExtensionType type, SvrDMItem& item) {
   const ORVX_DataSource::Extension oldExtension(view, type);
   const ORVX_DataSource::Extension newExtension(ds, type);
-  if (!(oldExtension != newExtension)) return false;
-  Queue<ExtensionsMsg>(item, newExtension.Impl());
+  const bool changed = oldExtension != newExtension;
+  if (!changed) return false;
+  QueueMessage<ExtensionsMsg>(item, newExtension.Impl());
   view.SetExtension(newExtension);
   return true;
 }

@@ -3,8 +3,8 @@
 // the snapshot.
 //
 // Each returns whether it reported a change. An exception from the data source or from a message
-// passes on; the snapshot then keeps the old value where it was not set yet, so the change is
-// reported again.
+// passes on. An extension or attributes not told by then are told in the next pass; of sets the
+// snapshot may have the new value already, and clients then lack what was not told.
 //
 // Threads: not safe; called in a notification pass.
 

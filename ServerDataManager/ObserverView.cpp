@@ -18,11 +18,12 @@
 #include <ServerDataManager/Invariant.h>
 #include <ServerDataManager/Monitors.h>
 #include <ServerDataManager/ObserverViewData.h>
-#include <ServerDataManager/Queue.h>
+#include <ServerDataManager/QueueMessage.h>
 #include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/svrdmitem.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,12 +43,12 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 // Replaces the view's variables by the source's, told in two messages even where there are none.
 void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrDMItem& item) {
   const std::vector<ORVX_Variable> before = VariablesFrom(view, 0);
-  Queue<DeleteVarsMsg>(item, before);
+  QueueMessage<DeleteVarsMsg>(item, before);
   view.DeleteVariables(0, view.ColumnCount() - 1);
 
   const std::vector<ORVX_Variable> after = VariablesFrom(source, 0);
   for (const ORVX_Variable& variable : after) view.MakeVariable(variable, nullptr);
-  Queue<InsertVarsMsg>(item, after, LocallyUniqueID());
+  QueueMessage<InsertVarsMsg>(item, after, LocallyUniqueID());
 }
 
 // The comparison of two variable lists: one forward pass in the source's order. At each position
@@ -120,7 +121,7 @@ class VariablePass {
     anyChange_ = true;
     const LocallyUniqueID anchor =
         index < view_.ColumnCount() ? InView(index).GetID() : LocallyUniqueID();
-    Queue<InsertVarsMsg>(item_, std::vector<ORVX_Variable>{newVar}, anchor);
+    QueueMessage<InsertVarsMsg>(item_, std::vector<ORVX_Variable>{newVar}, anchor);
     view_.InsertVariable(index, newVar);
     ++knownBelow_;
   }
@@ -131,7 +132,7 @@ class VariablePass {
     anyChange_ = true;
     const int viewIndex = DeleteBetween(index, found);
     if (viewIndex == index) return;
-    Queue<MoveVarsMsg>(item_, std::vector<int>{viewIndex}, index);
+    QueueMessage<MoveVarsMsg>(item_, std::vector<int>{viewIndex}, index);
     const ORVX_Variable moved = InView(viewIndex);
     view_.DeleteVariables(viewIndex, viewIndex);
     view_.InsertVariable(index, moved);
@@ -151,14 +152,14 @@ class VariablePass {
       view_.DeleteVariables(viewIndex, viewIndex);
       --found;
     }
-    if (!gone.empty()) Queue<DeleteVarsMsg>(item_, gone);
+    if (!gone.empty()) QueueMessage<DeleteVarsMsg>(item_, gone);
     knownBelow_ = std::max(knownBelow_, found + 1);
     return found;
   }
 
   void Modify(const ORVX_Variable& newVar, int index) {
     anyChange_ = true;
-    Queue<ModifyVarMsg>(item_, newVar);
+    QueueMessage<ModifyVarMsg>(item_, newVar);
     if (newVar.GetType() != InView(index).GetType()) resetClientData_ = true;
     // The source, not the view: a changed definition is an unsaved change of the dataset.
     source_.SetDirty(true);
@@ -172,7 +173,7 @@ class VariablePass {
     anyChange_ = true;
     const std::vector<ORVX_Variable> gone = VariablesFrom(view_, sourceCount);
     view_.DeleteVariables(sourceCount, viewCount - 1);
-    Queue<DeleteVarsMsg>(item_, gone);
+    QueueMessage<DeleteVarsMsg>(item_, gone);
   }
 
   ORVX_DataSource& view_;
@@ -213,11 +214,12 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     CompareLabel();
     CompareWeight();
     // A new filter is told before the trends information, the end of one after it.
-    const bool filterChanged = source_.GetFilterVariableID() != view_.GetFilterVariableID();
-    const bool filterIsOn = !source_.GetFilterVariableID().IsNull();
-    if (filterChanged && filterIsOn) ReportFilter();
+    const int newFilterIndex = source_.GetFilterVarIndex();
+    const LocallyUniqueID newFilterID = source_.GetFilterVariableID();
+    const bool filterChanged = newFilterID != view_.GetFilterVariableID();
+    if (filterChanged && !newFilterID.IsNull()) ReportFilter(newFilterID, newFilterIndex);
     CompareTrends();
-    if (filterChanged && !filterIsOn) ReportFilter();
+    if (filterChanged && newFilterID.IsNull()) ReportFilter(newFilterID, newFilterIndex);
     CompareSplit();
     MonitorMRSets(view_, source_, item_);
     MonitorVariableSets(view_, source_, item_);
@@ -265,7 +267,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     const std::string oldSpec = view_.GetFileSpec();
     if (oldSpec == newSpec || item_.SuppressedFileName() == newSpec) return;
     if (SystemFile(&source_)) {
-      Queue<FileSpecChangeMsg>(item_, newSpec.c_str(), true);
+      QueueMessage<FileSpecChangeMsg>(item_, newSpec.c_str(), true);
       item_.FileName(newSpec);
     }
     view_.SetFileSpec(newSpec.c_str());
@@ -274,7 +276,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   void CompareLabel() {
     const std::string newLabel = LabelOf(source_);
     if (newLabel == LabelOf(view_)) return;
-    Queue<FileLabelChangeMsg>(item_, newLabel.c_str());
+    QueueMessage<FileLabelChangeMsg>(item_, newLabel.c_str());
     view_.SetLabel(newLabel.empty() ? nullptr : newLabel.c_str());
   }
 
@@ -283,21 +285,22 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     const LocallyUniqueID newID = source_.GetWeightVariableID();
     if (newID == view_.GetWeightVariableID()) return;
     anyChange_ = true;
-    Queue<WeightVarMsg>(item_, newID);
+    QueueMessage<WeightVarMsg>(item_, newID);
     view_.SetWeightVar(newIndex);
   }
 
-  void ReportFilter() {
+  void ReportFilter(LocallyUniqueID newID, int newIndex) {
     anyChange_ = true;
-    Queue<FilterVarMsg>(item_, source_.GetFilterVariableID());
-    view_.SetFilterVar(source_.GetFilterVarIndex());
+    QueueMessage<FilterVarMsg>(item_, newID);
+    view_.SetFilterVar(newIndex);
   }
 
   void CompareTrends() {
     const ORVX_TrendsInfo& newTrends = *source_.GetTrendsInfo();
-    if (!(*view_.GetTrendsInfo() != newTrends)) return;
+    const bool changed = *view_.GetTrendsInfo() != newTrends;
+    if (!changed) return;
     anyChange_ = true;
-    Queue<TrendsInfoMsg>(item_, &newTrends);
+    QueueMessage<TrendsInfoMsg>(item_, &newTrends);
     *view_.GetTrendsInfo() = newTrends;
   }
 
@@ -306,15 +309,14 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     anyChange_ = true;
     const unsigned int count = source_.GetNSplitVars();
     const bool separate = source_.GetSplitqSeparate();
-    // Clients expect eight identifiers at least.
-    const std::size_t capacity = std::max(kUsualSplitVars, static_cast<std::size_t>(count));
+    const std::size_t capacity = std::max(kLeastSplitCapacity, static_cast<std::size_t>(count));
     std::vector<LocallyUniqueID> ids(capacity);
     std::vector<int> indices(capacity, -1);
     for (unsigned int i = 0; i < count; ++i) {
       ids[i] = source_.GetSplitVarID(i);
       indices[i] = source_.GetSplitVarIndex(i);
     }
-    Queue<SplitFileMsg>(item_, static_cast<int>(count), ids.data(), separate);
+    QueueMessage<SplitFileMsg>(item_, static_cast<int>(count), ids.data(), separate);
     view_.SetSplit(count, indices.data(), separate);
   }
 
@@ -332,17 +334,18 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
 
   void ReportClientDataReset() {
     if (!data_.resetClientData) return;
-    Queue<ResetClientDataMsg>(item_, source_.RowCount());
+    QueueMessage<ResetClientDataMsg>(item_, source_.RowCount());
     data_.resetClientData = false;
   }
 
   // Read at the end: a changed definition has made the source dirty by now.
   void CompareDirtyFlag() {
-    if (source_.IsDirty() != wasDirty_) Queue<DataSetModifiedMsg>(item_, source_.IsDirty());
+    if (source_.IsDirty() != wasDirty_) QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
     view_.SetDirty(source_.IsDirty());
   }
 
-  static constexpr std::size_t kUsualSplitVars = 8;
+  // Both arrays of a split hold so many entries at least, whatever number of them counts.
+  static constexpr std::size_t kLeastSplitCapacity = 8;
 
   Data& data_;
   ORVX_DataSource& view_;

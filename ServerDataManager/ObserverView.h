@@ -24,16 +24,18 @@ class SDM_EXPORT SvrDMObserverView {
   SvrDMObserverView& operator=(const SvrDMObserverView&) = delete;
 
   // With true, the next Update replaces the whole variable list by two messages, one that deletes
-  // all and one that inserts all, instead of comparing it. That Update clears the wish.
+  // all and one that inserts all, instead of comparing it. That Update clears the request.
   void SetBulkVarMoves(bool bulk);
 
   // Queues on the item one message for each difference between the view and the item's data source
   // (an empty one where the item has none), in the order of the comparison, and makes the same
   // changes to the view. A changed definition of a variable makes the data source dirty.
   //
-  // An exception from the data source or from a message passes on; what was queued stays queued and
-  // the view keeps the changes made so far, so the next Update goes on from there. Stops the
-  // process where the view does not follow a change made to it.
+  // An exception from the data source or from a message (only memory running out, with ours) passes
+  // on; what was queued stays queued and the view keeps the changes made so far. The next Update
+  // brings the view up to date, but a change that was under way may then be told twice or not at
+  // all: whoever follows the messages needs a fresh start. Stops the process where the view does
+  // not follow a change made to it. Threads: holds the notification mutex as well.
   void Update();
 
  private:
