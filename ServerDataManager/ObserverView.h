@@ -13,7 +13,8 @@ class SvrDMItem;
 // Member of an item: built empty with it, compared in each notification pass, gone with it. Neither
 // copied nor assigned.
 //
-// Threads: not safe; Update and SetBulkVarMoves run on the thread that holds the item's write lock.
+// Threads: not safe; Update and SetBulkVarMoves run on the thread that holds the item's write lock,
+// Update with its notification mutex held as well.
 class SDM_EXPORT SvrDMObserverView {
  public:
   // Borrows the item, which owns this view. Nothing has been told yet, so the first Update reports
@@ -35,7 +36,7 @@ class SDM_EXPORT SvrDMObserverView {
   // on; what was queued stays queued and the view keeps the changes made so far. The next Update
   // brings the view up to date, but a change that was under way may then be told twice or not at
   // all: whoever follows the messages needs a fresh start. Stops the process where the view does
-  // not follow a change made to it. Threads: holds the notification mutex as well.
+  // not follow a change made to it.
   void Update();
 
  private:
