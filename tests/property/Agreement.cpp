@@ -16,15 +16,6 @@ std::vector<std::string> VariableLines(const ORVX_DataSource& dictionary) {
   return lines;
 }
 
-bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror) {
-  const int count = source.ColumnCount();
-  if (mirror.ColumnCount() != count) return false;
-  for (int i = 0; i < count; ++i) {
-    if (!(source.GetVariable(i) == mirror.GetVariable(i))) return false;
-  }
-  return true;
-}
-
 bool AreSplitAlike(const ORVX_DataSource& source, const ORVX_DataSource& mirror) {
   const unsigned int count = source.GetNSplitVars();
   if (mirror.GetNSplitVars() != count || mirror.GetSplitqSeparate() != source.GetSplitqSeparate()) {
@@ -44,6 +35,15 @@ std::string LabelOf(const ORVX_DataSource& dictionary) {
 }
 
 }  // namespace
+
+bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror) {
+  const int count = source.ColumnCount();
+  if (mirror.ColumnCount() != count) return false;
+  for (int i = 0; i < count; ++i) {
+    if (!(source.GetVariable(i) == mirror.GetVariable(i))) return false;
+  }
+  return true;
+}
 
 std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSource& mirror) {
   std::string text;

@@ -8,6 +8,9 @@
 
 #include <string>
 
+// In order and in full.
+bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
+
 // One line for each thing that differs; "" where nothing does.
 std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 

@@ -31,10 +31,12 @@ class Followed {
   std::string Update(bool mirrored = true);
 
  private:
-  std::string MessagesThatDiffer(const std::vector<support::Said>& expected) const;
-  bool ClientsDropTheirData() const;
-  std::string FlagsThatDiffer(bool wasDirty);
-  std::string ListsThatDiffer(const char* name, const std::vector<ORVX_Variable>& list);
+  static std::string MessagesThatDiffer(const std::vector<support::Said>& expected,
+                                        const std::vector<support::Said>& queued);
+  std::string FlagsThatDiffer(bool wasDirty, const std::vector<support::Said>& queued);
+  std::string ViewThatDiffers();
+  // Lets the mirror follow first.
+  std::string MirrorThatDiffers();
 
   SvrDMItem item_{LocallyUniqueID(0, 7), new DataFreeDataSource, nullptr, 0, "", false};
   DictionaryMirror mirror_;
