@@ -62,12 +62,14 @@ std::vector<json> Where(const std::vector<json>& lines, const json& members) {
 }
 
 // To freeze a changed story: ./build/release/tools/sdmsh/sdmsh examples/survey.sdm
-// >tests/shell/survey.txt, and read the difference.
-TEST_F(Program, TellsTheStoryOfTheSurvey) {
-  const Played played = Run("examples/survey.sdm");
-  EXPECT_EQ(played.out, ReadFile(std::string(PROJECT_ROOT) + "/tests/shell/survey.txt"));
-  EXPECT_THAT(played.err, IsEmpty());
-  EXPECT_EQ(played.status, 0);
+// >tests/shell/survey.txt, and read the difference; likewise for properties.
+TEST_F(Program, TellsTheStoriesOfTheExamples) {
+  for (const std::string story : {"survey", "properties"}) {
+    const Played played = Run("examples/" + story + ".sdm");
+    EXPECT_EQ(played.out, ReadFile(std::string(PROJECT_ROOT) + "/tests/shell/" + story + ".txt"));
+    EXPECT_THAT(played.err, IsEmpty());
+    EXPECT_EQ(played.status, 0);
+  }
 }
 
 TEST_F(Program, TellsTheStoryOfTheSurveyInJson) {
@@ -120,6 +122,115 @@ TEST_F(Program, TellsEveryArgumentOfAMessageInJson) {
   EXPECT_EQ(modify["variable"]["id"], modify["before"]["id"]);
   EXPECT_EQ(modify["variable"]["valueLabels"].size(), 24u);
   EXPECT_EQ(modify["changed"], json::parse(R"(["name", "label"])"));
+}
+
+TEST_F(Program, TellsEveryArgumentOfAPropertyInJson) {
+  const std::string script = Script(
+      "open examples/data/survey.tsv as survey\n@v observe survey\n"
+      "write survey\nimputation survey 3\nrelease\n"
+      "write survey\nimputation survey off\nfilespec survey /x.tsv\ntitle survey Study\n"
+      "weight survey by popul\nfilter survey by vote\ntrends survey period 4 cases 2 to 9 by age\n"
+      "split survey separate by PID educ\nmrset survey $x dichotomies 1 label X of selfLR\n"
+      "varset survey y of age\nextension survey \"\xFF\x01z\"\nattribute survey source a b\n"
+      "dirty survey on\nsource survey blank 5\nrelease\n"
+      "write survey\nweight survey off\ndelete survey age\nvarset survey z of vote\n"
+      "dirty survey on\nrelease\n");
+  const std::vector<json> lines = Lines(Run("--json " + script).out);
+  const auto idOf = [&](const std::string& name) {
+    for (const json& line : Where(lines, {{"message", "InsertVarsMsg"}})) {
+      if (line["variables"][0]["name"] == name) return line["variables"][0]["id"];
+    }
+    return json();
+  };
+  const auto isTold = [&](const char* message, json members) {
+    members["event"] = "told";
+    members["role"] = "v";
+    members["message"] = message;
+    EXPECT_EQ(Where(lines, members).size(), 1u) << members;
+  };
+
+  isTold("ImputationInfoMsg", {{"rowsPerImputation", 0}, {"datasetId", nullptr}});
+  isTold("FileSpecChangeMsg", {{"fileSpec", "examples/data/survey.tsv"}, {"flag", true}});
+  isTold("FileLabelChangeMsg", {{"label", "Study"}});
+  isTold("WeightVarMsg", {{"variable", idOf("popul")}, {"name", "popul"}});
+  isTold("WeightVarMsg", {{"variable", nullptr}, {"name", nullptr}});
+  isTold("FilterVarMsg", {{"variable", idOf("vote")}, {"name", "vote"}});
+  isTold("TrendsInfoMsg", {{"dateVariables", {idOf("age")}},
+                           {"names", {"age"}},
+                           {"periodicity", 4},
+                           {"firstCase", 2},
+                           {"lastCase", 9}});
+  isTold(
+      "SplitFileMsg",
+      {{"variables", {idOf("PID"), idOf("educ")}}, {"names", {"PID", "educ"}}, {"separate", true}});
+  const json set = {{"name", "$x"},
+                    {"label", "X"},
+                    {"kind", "dichotomies"},
+                    {"countedValue", "1"},
+                    {"labelFromVariable", false},
+                    {"categoriesFromCountedValue", false},
+                    {"members", {idOf("selfLR")}},
+                    {"names", {"selfLR"}}};
+  isTold("ExtensionsMsg", {{"type", 7}, {"version", 1}, {"sets", json::array({set})}});
+  isTold("ExtensionsMsg", {{"type", 19}, {"version", 1}, {"sets", json::array({set})}});
+  isTold("ExtensionsMsg", {{"type", 0}, {"version", 1}, {"bytes", "ff017a"}});
+  isTold("ExtensionsMsg", {{"type", 17},
+                           {"bytes", "736f75726365096109620a"},
+                           {"attributes", {{"source", {"a", "b"}}}}});
+  isTold("ResetClientDataMsg", {{"rowCount", 5}});
+  isTold("DataSetModifiedMsg", {{"modified", true}});
+
+  const std::vector<json> variableSets = Where(lines, {{"type", 5}});
+  ASSERT_EQ(variableSets.size(), 2u);
+  EXPECT_EQ(variableSets[0]["sets"][0]["names"], json::array({"age"}));
+  EXPECT_EQ(variableSets[1]["sets"][0]["members"], json::array({idOf("age")}));
+  EXPECT_EQ(variableSets[1]["sets"][0]["names"], json::array({nullptr}));
+}
+
+TEST_F(Program, ShowsPropertiesAndTheMirrorInJson) {
+  const std::vector<json> lines =
+      Lines(Run("--json",
+                "open examples/data/survey.tsv as survey\n@w write survey\nshow survey\n"
+                "@w weight survey by popul\n@w filter survey by vote\n"
+                "@w split survey together by PID\n@w title survey Study\n@w tell survey\n"
+                "@w title survey Survey\n@w dirty survey on\n@w imputation survey 3\n"
+                "@w mirror survey\n@w release\nshow survey\nvariables survey\n"
+                "mirror survey\n")
+                .out);
+  const auto shown = Where(lines, {{"event", "dataset"}});
+  ASSERT_EQ(shown.size(), 2u);
+  EXPECT_EQ(shown[0]["dictionary"], nullptr);
+  const json& dictionary = shown[1]["dictionary"];
+  EXPECT_EQ(dictionary["label"], "Survey");
+  EXPECT_EQ(dictionary["variableCount"], 10);
+  EXPECT_EQ(dictionary["rowCount"], 944);
+  EXPECT_EQ(dictionary["fileSpec"], "examples/data/survey.tsv");
+  EXPECT_EQ(dictionary["rowsPerImputation"], 3);
+  EXPECT_EQ(dictionary["weight"]["name"], "popul");
+  EXPECT_EQ(dictionary["filter"]["name"], "vote");
+  EXPECT_EQ(dictionary["split"]["names"], json::array({"PID"}));
+  EXPECT_EQ(dictionary["trends"]["periodicity"], 0);
+  EXPECT_EQ(dictionary["responseSets"], json::array());
+  EXPECT_EQ(dictionary["variableSets"], json::array());
+  EXPECT_EQ(dictionary["extension"], json::parse(R"({"type": 0, "version": 1, "bytes": ""})"));
+  EXPECT_EQ(dictionary["attributes"], json::object());
+  EXPECT_EQ(dictionary["modified"], true);
+
+  const auto variables = Where(lines, {{"event", "variables"}});
+  ASSERT_EQ(variables.size(), 1u);
+  EXPECT_EQ(variables[0]["weight"], dictionary["weight"]["variable"]);
+  EXPECT_EQ(variables[0]["filter"], dictionary["filter"]["variable"]);
+  EXPECT_EQ(variables[0]["split"], dictionary["split"]["variables"]);
+
+  const auto mirrors = Where(lines, {{"event", "mirror"}, {"dataset", "survey"}});
+  ASSERT_EQ(mirrors.size(), 2u);
+  EXPECT_EQ(mirrors[0]["differing"],
+            json::array({"label", "rowsPerImputation", "modified", "digest"}));
+  EXPECT_EQ(mirrors[0]["source"]["label"], "Survey");
+  EXPECT_EQ(mirrors[0]["mirror"]["label"], "Study");
+  EXPECT_EQ(mirrors[1]["differing"], json::array({"rowsPerImputation"}));
+  EXPECT_EQ(mirrors[1]["source"]["digest"], mirrors[1]["mirror"]["digest"]);
+  EXPECT_EQ(mirrors[1]["mirror"]["variables"].size(), 10u);
 }
 
 TEST_F(Program, PrintsTheSameTwice) {

@@ -7,10 +7,8 @@
 #include "DictionaryFacts.h"
 
 #include <libdatasrc/DatasourceAttributes.h>
-#include <libdatasrc/ORVX_ExtensionImpl.h>
 #include <libdatasrc/ORVX_Variable.h>
 #include <ServerDataManager/LocallyUniqueID.h>
-#include <ServerDataManager/RefCountPtr.h>
 
 #include <string>
 #include <variant>
@@ -72,9 +70,7 @@ struct SplitChanged {
   Split split;
 };
 
-// A message carries sets, attributes and whatever else an extension holds as the bytes of a block,
-// never null here.
-using Block = RefCountPtr<ORVX_ExtensionImpl>;
+// Sets, attributes and whatever else an extension holds come as the bytes of a block.
 
 struct SetsChanged {
   // Response sets are told twice, in two forms of text.

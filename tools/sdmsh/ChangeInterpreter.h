@@ -30,6 +30,9 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
   // How many passes there were with something in them.
   int PassCount() const { return passCount_; }
 
+  // The dictionary as the messages so far have made it. Borrowed until the next pass.
+  const ORVX_DataSource& Mirror() const { return mirror_.Dictionary(); }
+
   // What is wrong with the messages; empty while they fit the mirror. A pass in which something was
   // wrong ends at the message before it, and so does the mirror, for good.
   const std::string& Failure() const { return failure_; }

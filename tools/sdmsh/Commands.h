@@ -16,6 +16,7 @@ void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments);
 void ListDatasets(Shell& shell, Caller& caller, Arguments& arguments);
 void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments);
 void ShowVariables(Shell& shell, Caller& caller, Arguments& arguments);
+void ShowMirror(Shell& shell, Caller& caller, Arguments& arguments);
 
 // LockCommands.cpp
 void TakeReadLock(Shell& shell, Caller& caller, Arguments& arguments);
@@ -36,6 +37,20 @@ void ReorderVariables(Shell& shell, Caller& caller, Arguments& arguments);
 void RenameVariable(Shell& shell, Caller& caller, Arguments& arguments);
 void LabelVariable(Shell& shell, Caller& caller, Arguments& arguments);
 void RetypeVariable(Shell& shell, Caller& caller, Arguments& arguments);
+
+// PropertyCommands.cpp
+void SetWeight(Shell& shell, Caller& caller, Arguments& arguments);
+void SetFilter(Shell& shell, Caller& caller, Arguments& arguments);
+void SplitFile(Shell& shell, Caller& caller, Arguments& arguments);
+void SetTrends(Shell& shell, Caller& caller, Arguments& arguments);
+void SetResponseSet(Shell& shell, Caller& caller, Arguments& arguments);
+void SetVariableSet(Shell& shell, Caller& caller, Arguments& arguments);
+void LabelDataset(Shell& shell, Caller& caller, Arguments& arguments);
+void SetFileSpec(Shell& shell, Caller& caller, Arguments& arguments);
+void SetImputation(Shell& shell, Caller& caller, Arguments& arguments);
+void SetExtension(Shell& shell, Caller& caller, Arguments& arguments);
+void SetAttribute(Shell& shell, Caller& caller, Arguments& arguments);
+void MarkUnsaved(Shell& shell, Caller& caller, Arguments& arguments);
 
 // WriterCommands.cpp
 void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments);

@@ -4,6 +4,7 @@
 #include "Commands.h"
 #include "Shell.h"
 
+#include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/serverdatamgr.h>
 
@@ -20,6 +21,7 @@ DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
           .file = handle.GetFileName(),
           .suppressedFile = dataset.Item()->SuppressedFileName(),
           .hasDataSource = handle.HasDataSource(),
+          .dictionary = std::nullopt,
           .caseSequence = handle.GetCaseSequence(),
           .readersCount = handle.ReadersCount(),
           .writersCount = handle.WritersCount(),
@@ -31,6 +33,18 @@ DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
           .holders = ledger.Holders(id),
           .waiters = ledger.Waiters(id),
           .observers = dataset.Observers()};
+}
+
+std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& dictionary) {
+  std::vector<ORVX_Variable> variables;
+  for (int position = 0; position < dictionary.ColumnCount(); ++position) {
+    variables.push_back(dictionary.GetVariable(position));
+  }
+  return variables;
+}
+
+MirrorComparison::Side SideOf(const ORVX_DataSource& dictionary) {
+  return {DictionaryFactsOf(dictionary), VariablesOf(dictionary), DigestOf(dictionary)};
 }
 
 }  // namespace
@@ -89,7 +103,11 @@ void ListDatasets(Shell& shell, Caller&, Arguments& arguments) {
 void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   arguments.End();
-  shell.Say(FactsOf(*dataset, shell.Locks().Ledger()));
+  DatasetFacts facts = FactsOf(*dataset, shell.Locks().Ledger());
+  shell.Locks().TryRead(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    if (*reader != nullptr) facts.dictionary = DictionaryFactsOf(**reader);
+  });
+  shell.Say(std::move(facts));
 }
 
 void ShowVariables(Shell& shell, Caller& caller, Arguments& arguments) {
@@ -97,12 +115,26 @@ void ShowVariables(Shell& shell, Caller& caller, Arguments& arguments) {
   arguments.End();
   VariableTable table{dataset->Name(), {}};
   shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    const ORVX_DataSource* const source = *reader;
-    const int count = source == nullptr ? 0 : source->ColumnCount();
-    for (int index = 0; index < count; ++index)
-      table.variables.push_back(source->GetVariable(index));
+    if (*reader == nullptr) return;
+    DictionaryFacts facts = DictionaryFactsOf(**reader);
+    table.variables = VariablesOf(**reader);
+    table.weight = std::move(facts.weight);
+    table.filter = std::move(facts.filter);
+    table.split = std::move(facts.split);
   });
   shell.Say(std::move(table));
+}
+
+void ShowMirror(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  arguments.End();
+  std::optional<MirrorComparison> comparison;
+  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    const DataFreeDataSource empty;  // as which observers are told of a dataset without a source
+    const ORVX_DataSource* const source = *reader == nullptr ? &empty : *reader;
+    comparison = {dataset->Name(), SideOf(*source), SideOf(dataset->Interpreter().Mirror())};
+  });
+  shell.Say(std::move(*comparison));
 }
 
 }  // namespace sdmsh

@@ -4,56 +4,19 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "Shell.h"
+#include "Variables.h"
 #include "Writing.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
 
-#include <algorithm>
 #include <charconv>
 #include <optional>
+#include <vector>
 
 namespace sdmsh {
 namespace {
 
 constexpr int kWidestString = 32767;
-
-// ---------------------------------------------------------------------------------------------
-// Finding
-
-const ORVX_Variable& At(const ORVX_DataSource& source, int position) {
-  return source.GetVariable(position);
-}
-
-// -1 where there is none of that name.
-int FindByName(const ORVX_DataSource& source, const std::string& name) {
-  for (int position = 0; position < source.ColumnCount(); ++position) {
-    if (At(source, position).GetName() == name) return position;
-  }
-  return -1;
-}
-
-int PositionOf(const ORVX_DataSource& source, const std::string& name) {
-  const int position = FindByName(source, name);
-  if (position < 0) throw CommandError("there is no variable \"" + name + "\"");
-  return position;
-}
-
-void RefuseTakenName(const ORVX_DataSource& source, const std::string& name) {
-  if (name.empty()) throw CommandError("a variable cannot have an empty name");
-  if (FindByName(source, name) >= 0) {
-    throw CommandError("there is a variable \"" + name + "\" already");
-  }
-}
-
-// Each name once, each that of a variable.
-void RefuseUnknownOrRepeated(const ORVX_DataSource& source, const std::vector<std::string>& names) {
-  for (auto name = names.begin(); name != names.end(); ++name) {
-    PositionOf(source, *name);
-    if (std::find(names.begin(), name, *name) != name) {
-      throw CommandError("variable \"" + *name + "\" is named twice");
-    }
-  }
-}
 
 // ---------------------------------------------------------------------------------------------
 // Types
@@ -90,10 +53,44 @@ void SetTypeAndFormats(ORVX_Variable& variable, int type) {
 // ---------------------------------------------------------------------------------------------
 // Moving
 
+// Weight, filter and split. A variable that leaves its place is dropped from them; this puts it
+// back.
+class Uses {
+ public:
+  explicit Uses(const ORVX_DataSource& source)
+      : weight_(source.GetWeightVariableID()),
+        filter_(source.GetFilterVariableID()),
+        separate_(source.GetSplitqSeparate()) {
+    for (unsigned int i = 0; i < source.GetNSplitVars(); ++i) {
+      split_.push_back(source.GetSplitVarID(i));
+    }
+  }
+
+  void SetIn(ORVX_DataSource& source) const {
+    source.SetWeightVar(Position(source, weight_));
+    source.SetFilterVar(Position(source, filter_));
+    std::vector<int> positions;
+    for (const LocallyUniqueID id : split_) positions.push_back(Position(source, id));
+    source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(), separate_);
+  }
+
+ private:
+  static int Position(const ORVX_DataSource& source, LocallyUniqueID id) {
+    return id.IsNull() ? -1 : source.FindVarIndex(id);
+  }
+
+  LocallyUniqueID weight_;
+  LocallyUniqueID filter_;
+  std::vector<LocallyUniqueID> split_;
+  bool separate_;
+};
+
 void MoveTo(ORVX_DataSource& source, int from, int to) {
-  const ORVX_Variable variable = At(source, from);
+  const Uses uses(source);
+  const ORVX_Variable variable = source.GetVariable(from);
   source.DeleteVariables(from, from);
   source.InsertVariable(to, variable);
+  uses.SetIn(source);
 }
 
 }  // namespace
@@ -129,7 +126,7 @@ void DeleteVariables(Shell& shell, Caller& caller, Arguments& arguments) {
   const std::vector<std::string> names = arguments.TakeRest("VARIABLE");
 
   EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
-    RefuseUnknownOrRepeated(source, names);
+    PositionsOf(source, names);  // refuses before anything has changed
     for (const std::string& name : names) {
       const int position = PositionOf(source, name);
       source.DeleteVariables(position, position);
@@ -164,7 +161,7 @@ void ReorderVariables(Shell& shell, Caller& caller, Arguments& arguments) {
   const std::vector<std::string> names = arguments.TakeRest("VARIABLE");
 
   EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
-    RefuseUnknownOrRepeated(source, names);
+    PositionsOf(source, names);  // refuses before anything has changed
     for (std::size_t to = 0; to < names.size(); ++to) {
       MoveTo(source, PositionOf(source, names[to]), static_cast<int>(to));
     }

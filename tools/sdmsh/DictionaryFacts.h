@@ -4,8 +4,11 @@
 #ifndef SDMSH_DICTIONARYFACTS_H_
 #define SDMSH_DICTIONARYFACTS_H_
 
+#include <libdatasrc/DatasourceAttributes.h>
+#include <libdatasrc/ORVX_ExtensionImpl.h>
 #include <libdatasrc/VariableSets.h>
 #include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/RefCountPtr.h>
 
 #include <string>
 #include <vector>
@@ -14,6 +17,9 @@ class ORVX_DataSource;
 struct ORVX_TrendsInfo;
 
 namespace sdmsh {
+
+// The bytes of an extension; never null here.
+using Block = RefCountPtr<ORVX_ExtensionImpl>;
 
 struct NamedVariable {
   LocallyUniqueID id;  // null for none
@@ -36,6 +42,25 @@ struct NamedSet {
   VariableSetImpl set;
   std::vector<NamedVariable> members;
 };
+
+struct DictionaryFacts {
+  int variableCount;
+  long long rowCount;  // -1 while unknown
+  std::string label;
+  std::string fileSpec;
+  long long rowsPerImputation;  // 0 for no multiple imputation
+  NamedVariable weight;
+  NamedVariable filter;
+  Split split;
+  TimeSeries trends;
+  std::vector<NamedSet> responseSets;
+  std::vector<NamedSet> variableSets;
+  Block extension;  // of type 0
+  DatasourceAttributes attributes;
+  bool modified;  // whether there are unsaved changes
+};
+
+DictionaryFacts DictionaryFactsOf(const ORVX_DataSource& dictionary);
 
 // By the names that variables have in `dictionary`.
 NamedVariable Named(const ORVX_DataSource& dictionary, LocallyUniqueID id);

@@ -23,10 +23,25 @@ std::string SplitInWords(const Split& split);
 std::string TimeSeriesInWords(const TimeSeries& trends);
 
 // "$news" (3 variables), "$issues" (1 variable)
-std::string SetsInWords(const std::vector<NamedSet>& sets);
+std::string SetSizesInWords(const std::vector<NamedSet>& sets);
 
 // "dichotomies"
 const char* SetKindInWords(int kind);
+
+// The bytes in quotes where they are a short text, otherwise how many there are.
+std::string BlockInWords(const Block& block);
+
+// One property of a dictionary.
+struct Property {
+  const char* name;   // "weight"
+  std::string value;  // in full
+  bool usual;         // one that people look for also where it is "none"
+  // Whether messages tell of each change of it.
+  bool told = true;
+};
+
+// All of them, always in one order.
+std::vector<Property> PropertiesInWords(const DictionaryFacts& facts);
 
 }  // namespace sdmsh
 

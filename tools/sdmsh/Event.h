@@ -6,6 +6,7 @@
 
 #include "Change.h"
 
+#include <client/DictionaryDigest.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
 #include <optional>
@@ -63,6 +64,7 @@ struct DatasetFacts {
   std::string file;
   std::string suppressedFile;
   bool hasDataSource;
+  std::optional<DictionaryFacts> dictionary;  // none where it was not read
   unsigned int caseSequence;
   unsigned int readersCount;
   unsigned int writersCount;
@@ -83,6 +85,22 @@ struct DatasetList {
 struct VariableTable {
   std::string dataset;
   std::vector<ORVX_Variable> variables;
+  // What they are used for.
+  NamedVariable weight = {};
+  NamedVariable filter = {};
+  Split split = {};
+};
+
+// The dictionary of a dataset, and the one that was kept from its messages alone.
+struct MirrorComparison {
+  struct Side {
+    DictionaryFacts facts;
+    std::vector<ORVX_Variable> variables;
+    DictionaryDigest digest;
+  };
+  std::string dataset;
+  Side source;
+  Side mirror;
 };
 
 // Something happened to the lock of a dataset.
@@ -140,9 +158,9 @@ struct Failure {
   std::string text;
 };
 
-using Event =
-    std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList, VariableTable,
-                 LockEvent, Observing, Told, NotTold, CommandHelp, HelpTable, Failure>;
+using Event = std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList,
+                           VariableTable, MirrorComparison, LockEvent, Observing, Told, NotTold,
+                           CommandHelp, HelpTable, Failure>;
 
 }  // namespace sdmsh
 

@@ -124,6 +124,10 @@ Json SplitMembers(const Split& split) {
           {"names", Names(split.variables)}};
 }
 
+Json Use(const NamedVariable& variable) {
+  return {{"variable", Identifier(variable.id)}, {"name", Name(variable)}};
+}
+
 // Any bytes: two hexadecimal digits for each.
 std::string Hexadecimal(std::string_view bytes) {
   std::string digits;
@@ -133,6 +137,29 @@ std::string Hexadecimal(std::string_view bytes) {
     digits += "0123456789abcdef"[number & 0xF];
   }
   return digits;
+}
+
+Json ExtensionMembers(const Block& block) {
+  return {{"type", block->GetType()},
+          {"version", block->GetVersion()},
+          {"bytes", Hexadecimal(block->GetBytes())}};
+}
+
+Json Dictionary(const DictionaryFacts& facts) {
+  return {{"label", facts.label},
+          {"variableCount", facts.variableCount},
+          {"rowCount", facts.rowCount},
+          {"fileSpec", facts.fileSpec},
+          {"rowsPerImputation", facts.rowsPerImputation},
+          {"weight", Use(facts.weight)},
+          {"filter", Use(facts.filter)},
+          {"split", SplitMembers(facts.split)},
+          {"trends", Trends(facts.trends)},
+          {"responseSets", Sets(facts.responseSets)},
+          {"variableSets", Sets(facts.variableSets)},
+          {"extension", ExtensionMembers(facts.extension)},
+          {"attributes", facts.attributes.All()},
+          {"modified", facts.modified}};
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -185,22 +212,18 @@ struct ChangeMembers {
   }
 
   Json operator()(const WeightChanged& weight) const {
-    return Use("WeightVarMsg", weight.variable);
+    return Message("WeightVarMsg", Use(weight.variable));
   }
   Json operator()(const FilterChanged& filter) const {
-    return Use("FilterVarMsg", filter.variable);
+    return Message("FilterVarMsg", Use(filter.variable));
   }
 
   Json operator()(const TrendsChanged& changed) const {
-    Json json = {{"message", "TrendsInfoMsg"}};
-    json.update(Trends(changed.trends));
-    return json;
+    return Message("TrendsInfoMsg", Trends(changed.trends));
   }
 
   Json operator()(const SplitChanged& changed) const {
-    Json json = {{"message", "SplitFileMsg"}};
-    json.update(SplitMembers(changed.split));
-    return json;
+    return Message("SplitFileMsg", SplitMembers(changed.split));
   }
 
   Json operator()(const SetsChanged& changed) const {
@@ -226,15 +249,14 @@ struct ChangeMembers {
   }
 
  private:
-  static Json Use(const char* message, const NamedVariable& variable) {
-    return {{"message", message}, {"variable", Identifier(variable.id)}, {"name", Name(variable)}};
+  static Json Message(const char* name, const Json& members) {
+    Json json = {{"message", name}};
+    json.update(members);
+    return json;
   }
 
   static Json Extension(const Block& block) {
-    return {{"message", "ExtensionsMsg"},
-            {"type", block->GetType()},
-            {"version", block->GetVersion()},
-            {"bytes", Hexadecimal(block->GetBytes())}};
+    return Message("ExtensionsMsg", ExtensionMembers(block));
   }
 };
 
@@ -285,6 +307,7 @@ Json Facts(const DatasetFacts& facts) {
 Json Members(const DatasetFacts& facts) {
   Json json = {{"event", "dataset"}};
   json.update(Facts(facts));
+  json["dictionary"] = facts.dictionary ? Dictionary(*facts.dictionary) : Json(nullptr);
   return json;
 }
 
@@ -297,7 +320,31 @@ Json Members(const DatasetList& list) {
 Json Members(const VariableTable& table) {
   return {{"event", "variables"},
           {"dataset", table.dataset},
-          {"variables", Variables(table.variables)}};
+          {"variables", Variables(table.variables)},
+          {"weight", Identifier(table.weight.id)},
+          {"filter", Identifier(table.filter.id)},
+          {"split", Identifiers(table.split.variables)}};
+}
+
+Json Side(const MirrorComparison::Side& side) {
+  Json json = Dictionary(side.facts);
+  json["variables"] = Variables(side.variables);
+  json["digest"] = side.digest.AsText();
+  return json;
+}
+
+Json Members(const MirrorComparison& both) {
+  const Json source = Side(both.source);
+  const Json mirror = Side(both.mirror);
+  Json differing = Json::array();
+  for (const auto& [name, value] : source.items()) {
+    if (mirror[name] != value) differing.push_back(name);
+  }
+  return {{"event", "mirror"},
+          {"dataset", both.dataset},
+          {"source", source},
+          {"mirror", mirror},
+          {"differing", differing}};
 }
 
 const char* LockWord(LockEvent::What what) {

@@ -159,20 +159,25 @@ void LockDesk::LetIn(const Holding& next, OpenDataset& dataset) {
 
 void LockDesk::Read(Caller& caller, const DatasetPtr& dataset,
                     const std::function<void(SvrDMInputDataSource&)>& work) {
+  if (TryRead(caller, dataset, work)) return;
+  const LocallyUniqueID id = dataset->ID();
+  throw CommandError(caller.Name() + " would have to wait for " +
+                     LockInWords(LockMode::Read, dataset->Name()) +
+                     InTheWay(ledger_.Holders(id), ledger_.InFront(id, LockMode::Read)));
+}
+
+bool LockDesk::TryRead(Caller& caller, const DatasetPtr& dataset,
+                       const std::function<void(SvrDMInputDataSource&)>& work) {
   if (const Hold* const hold = caller.FindHold(*dataset)) {
     caller.Do([&] { work(*hold->handle); });
-    return;
+    return true;
   }
-  const LocallyUniqueID id = dataset->ID();
-  if (ledger_.MustWait(id, caller.Name(), LockMode::Read)) {
-    throw CommandError(caller.Name() + " would have to wait for " +
-                       LockInWords(LockMode::Read, dataset->Name()) +
-                       InTheWay(ledger_.Holders(id), ledger_.InFront(id, LockMode::Read)));
-  }
+  if (ledger_.MustWait(dataset->ID(), caller.Name(), LockMode::Read)) return false;
   caller.Do([&] {
     SvrDMInputDataSource reader(dataset->Item(), /*tryOnly=*/false);
     work(reader);
   });
+  return true;
 }
 
 // ---------------------------------------------------------------------------------------------

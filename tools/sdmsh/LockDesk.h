@@ -54,6 +54,9 @@ class LockDesk {
   // taken for the moment. Refused where that would have to wait.
   void Read(Caller& caller, const DatasetPtr& dataset,
             const std::function<void(SvrDMInputDataSource&)>& work);
+  // The same; false, and nothing is run, where that would have to wait.
+  bool TryRead(Caller& caller, const DatasetPtr& dataset,
+               const std::function<void(SvrDMInputDataSource&)>& work);
 
   // Where the caller waits for a lock, throws CommandError to say so.
   void RefuseWaiting(const Caller& caller) const;

@@ -1,7 +1,9 @@
 // Events in words.
 
+#include "ChangeWords.h"
 #include "DictionaryWords.h"
 #include "LockWords.h"
+#include "MirrorWords.h"
 #include "OpenDataset.h"
 #include "Printer.h"
 #include "VariableWords.h"
@@ -26,125 +28,6 @@ std::string Padded(const std::string& text, std::size_t width) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Changes
-
-std::string VariablesInWords(const std::vector<ORVX_Variable>& variables) {
-  std::vector<std::string> names;
-  for (const ORVX_Variable& variable : variables) names.push_back(Quoted(variable.GetName()));
-  if (names.empty()) return "no variable";
-  return (names.size() == 1 ? "variable " : "variables ") + Joined(names);
-}
-
-struct ChangeInWords {
-  std::string operator()(const VariablesInserted& inserted) const {
-    const std::string where =
-        inserted.anchor.IsNull() ? " at the end" : " before " + Quoted(inserted.anchorName);
-    std::string words = VariablesInWords(inserted.variables) + " inserted" + where;
-    if (inserted.variables.size() == 1) {
-      words += " (" + TypeInWords(inserted.variables.front().GetType()) + ")";
-    }
-    return words;
-  }
-
-  std::string operator()(const VariablesDeleted& deleted) const {
-    return VariablesInWords(deleted.variables) + " deleted";
-  }
-
-  // People count from 1.
-  std::string operator()(const VariablesMoved& moved) const {
-    std::vector<std::string> names;
-    std::vector<std::string> positions;
-    for (const std::string& name : moved.names) names.push_back(Quoted(name));
-    for (const int position : moved.positions) positions.push_back(std::to_string(position + 1));
-    const bool one = positions.size() == 1;
-    return (one ? "variable " : "variables ") + Joined(names) + " moved from position" +
-           (one ? " " : "s ") + Joined(positions) + " to " + std::to_string(moved.target + 1);
-  }
-
-  std::string operator()(const VariableModified& modified) const {
-    std::string words = "variable " + Quoted(modified.before.GetName()) + " changed:";
-    const char* separator = " ";
-    for (const Difference& difference : Differences(modified.before, modified.after)) {
-      words +=
-          separator + std::string(difference.what) + " " + difference.from + " -> " + difference.to;
-      separator = "; ";
-    }
-    return words;
-  }
-
-  std::string operator()(const UndoReset&) const {
-    return "the data source was replaced: nothing before can be undone";
-  }
-
-  std::string operator()(const ImputationChanged& imputation) const {
-    if (imputation.rowsPerImputation == 0) return "no longer a multiple imputation";
-    return Counted(imputation.rowsPerImputation, "row", "rows") + " per imputation from now on";
-  }
-
-  std::string operator()(const FileSpecChanged& changed) const {
-    if (changed.fileSpec.empty()) return "no longer saved in a file";
-    return "saved in the file " + Quoted(changed.fileSpec) + " from now on";
-  }
-
-  std::string operator()(const LabelChanged& changed) const {
-    if (changed.label.empty()) return "the dataset is no longer labelled";
-    return "the dataset is labelled " + Quoted(changed.label) + " from now on";
-  }
-
-  std::string operator()(const WeightChanged& weight) const {
-    if (weight.variable.id.IsNull()) return "no longer weighted";
-    return "weighted by " + VariableInWords(weight.variable) + " from now on";
-  }
-
-  std::string operator()(const FilterChanged& filter) const {
-    if (filter.variable.id.IsNull()) return "no longer filtered";
-    return "filtered by " + VariableInWords(filter.variable) + " from now on";
-  }
-
-  std::string operator()(const TrendsChanged& changed) const {
-    const std::string words = TimeSeriesInWords(changed.trends);
-    return words == "none" ? "no longer a time series" : "a time series from now on: " + words;
-  }
-
-  std::string operator()(const SplitChanged& changed) const {
-    if (changed.split.variables.empty()) return "no longer split";
-    return "split by " + SplitInWords(changed.split);
-  }
-
-  std::string operator()(const SetsChanged& changed) const {
-    const std::string words = " changed: " + SetsInWords(changed.sets);
-    switch (changed.form) {
-      case SetsChanged::Form::VariableSets:
-        return "variable sets" + words;
-      case SetsChanged::Form::ResponseSets:
-        return "multiple-response sets" + words;
-      case SetsChanged::Form::ResponseSetsExtended:
-        return "multiple-response sets, in extended form," + words;
-    }
-    return "sets" + words;
-  }
-
-  std::string operator()(const AttributesChanged& changed) const {
-    return "attributes changed: " + AttributesInWords(changed.attributes.All());
-  }
-
-  std::string operator()(const ExtensionChanged& changed) const {
-    return "extension of type " + std::to_string(changed.block->GetType()) +
-           " changed: " + Counted(changed.block->GetLength(), "byte", "bytes");
-  }
-
-  std::string operator()(const ClientDataReset& reset) const {
-    const std::string rows =
-        reset.rowCount < 0 ? "an unknown number of rows" : Counted(reset.rowCount, "row", "rows");
-    return "clients drop their cases: " + rows + " now";
-  }
-
-  std::string operator()(const ModifiedChanged& changed) const {
-    return changed.modified ? "there are unsaved changes now" : "there are no unsaved changes now";
-  }
-};
-
-// ---------------------------------------------------------------------------------------------
 // Facts
 
 std::string WindowInWords(const DatasetFacts& facts) {
@@ -153,6 +36,11 @@ std::string WindowInWords(const DatasetFacts& facts) {
   if (facts.windowMinimized) words.push_back("minimized");
   if (facts.windowHidden) words.push_back("hidden");
   return words.empty() ? "open" : Joined(words);
+}
+
+std::string SourceInWords(const DatasetFacts& facts) {
+  if (!facts.hasDataSource) return "none";
+  return facts.dictionary ? "yes" : "yes, but the lock is not free for reading";
 }
 
 std::string PasswordInWords(const DatasetFacts& facts) {
@@ -164,6 +52,24 @@ std::string HeldInWords(const DatasetFacts& facts) {
   std::string words = facts.holders.empty() ? "free" : "held by " + HoldersInWords(facts.holders);
   if (!facts.waiters.empty()) words += "; waiting: " + WaitersInWords(facts.waiters);
   return words;
+}
+
+// " [weight, split 1]"; nothing where the variable is not used.
+std::string UsesInBrackets(const VariableTable& table, LocallyUniqueID id) {
+  std::vector<std::string> uses;
+  if (table.weight.id == id) uses.push_back("weight");
+  if (table.filter.id == id) uses.push_back("filter");
+  const std::vector<NamedVariable>& split = table.split.variables;
+  for (std::size_t i = 0; i < split.size(); ++i) {
+    if (split[i].id == id) uses.push_back("split " + std::to_string(i + 1));
+  }
+  return uses.empty() ? "" : " [" + Joined(uses) + "]";
+}
+
+std::size_t Widest(const ComparedRows& rows, std::string ComparedRow::*column) {
+  std::size_t width = 0;
+  for (const ComparedRow& row : rows) width = std::max(width, Width(row.*column));
+  return width;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -208,7 +114,12 @@ class WordsPrinter final : public Printer {
     out_ << facts.dataset << "\n";
     Fact("identifier", InWords(facts.id));
     Fact("file", OrNone(facts.file) + (kept.empty() ? "" : " (kept aside: " + kept + ")"));
-    Fact("data source", facts.hasDataSource ? "yes" : "none");
+    Fact("data source", SourceInWords(facts));
+    if (facts.dictionary) {
+      for (const Property& property : PropertiesInWords(*facts.dictionary)) {
+        if (property.usual || property.value != "none") Fact(property.name, property.value);
+      }
+    }
     Fact("case sequence", std::to_string(facts.caseSequence));
     Fact("lock", HeldInWords(facts));
     Fact("readers", std::to_string(facts.readersCount));
@@ -241,13 +152,30 @@ class WordsPrinter final : public Printer {
     }
     for (std::size_t i = 0; i < table.variables.size(); ++i) {
       const ORVX_Variable& variable = table.variables[i];
-      std::string row = Padded(variable.GetName(), nameWidth) + "  " +
-                        Padded(TypeInWords(variable.GetType()), typeWidth) + "  " +
-                        Padded(LevelInWords(variable.GetMeasurementLevel()), 7) + "  " +
-                        variable.GetLabel();
-      row.erase(row.find_last_not_of(' ') + 1);
-      out_ << std::setw(4) << i + 1 << "  " << row << "\n";
+      const std::string row = Padded(variable.GetName(), nameWidth) + "  " +
+                              Padded(TypeInWords(variable.GetType()), typeWidth) + "  " +
+                              Padded(LevelInWords(variable.GetMeasurementLevel()), 7) + "  " +
+                              variable.GetLabel() + UsesInBrackets(table, variable.GetID());
+      out_ << std::setw(4) << i + 1 << "  ";
+      Line(row);
     }
+  }
+
+  void Show(const MirrorComparison& both) {
+    ComparedRows rows = Compared(both);
+    rows.insert(rows.begin(), {"", both.dataset, "its mirror", ""});
+    const std::size_t nameWidth = Widest(rows, &ComparedRow::name);
+    const std::size_t sourceWidth = Widest(rows, &ComparedRow::source);
+    const std::size_t mirrorWidth = Widest(rows, &ComparedRow::mirror);
+    for (const ComparedRow& row : rows) {
+      Line("  " + Padded(row.name, nameWidth) + "  " + Padded(row.source, sourceWidth) + "  " +
+           Padded(row.mirror, mirrorWidth) + "  " + row.remark);
+    }
+  }
+
+  // Without the blanks that fill its last column.
+  void Line(const std::string& text) {
+    out_ << text.substr(0, text.find_last_not_of(' ') + 1) << "\n";
   }
 
   void Show(const LockEvent& event) {
@@ -280,8 +208,7 @@ class WordsPrinter final : public Printer {
   }
 
   void Show(const Told& told) {
-    out_ << "  " << told.role << " is told: " << std::visit(ChangeInWords(), told.change.what)
-         << "\n";
+    out_ << "  " << told.role << " is told: " << InWords(told.change) << "\n";
   }
 
   void Show(const NotTold& notTold) {

@@ -1,0 +1,52 @@
+// Cases in which every value is missing.
+
+#include <BlankCases.h>
+
+#include <gtest/gtest.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using sdmsh::BlankCases;
+
+namespace {
+
+class BlankCasesTest : public testing::Test {
+ protected:
+  BlankCasesTest() {
+    dictionary.MakeVariable(ORVX_Variable(LocallyUniqueID(1, 1), "number"), nullptr);
+    dictionary.MakeVariable(ORVX_Variable(LocallyUniqueID(1, 2), "text", /*type=*/9), nullptr);
+    dictionary.SetWeightVar(0);
+  }
+
+  DataFreeDataSource dictionary;
+};
+
+TEST_F(BlankCasesTest, HaveTheDictionaryThatTheyAreGiven) {
+  const BlankCases cases(dictionary, 3);
+  ASSERT_EQ(cases.ColumnCount(), 2);
+  EXPECT_EQ(cases.GetVariable(1), dictionary.GetVariable(1));
+  EXPECT_EQ(cases.GetWeightVarIndex(), 0);
+  EXPECT_EQ(cases.RowCount(), 3);
+}
+
+TEST_F(BlankCasesTest, AreAsManyRowsOfMissingNumbersAndBlankStrings) {
+  const BlankCases cases(dictionary, 2);
+  std::vector<OBS> area(static_cast<std::size_t>(cases.GetObsAreaSize()));
+  ASSERT_EQ(area.size(), 3u);
+  const std::unique_ptr<ObsIterator> rows(cases.MakeIterator(area.data()));
+  for (int row = 0; row < 2; ++row) {
+    area.assign(area.size(), OBS{.number = 7});
+    ASSERT_TRUE(rows->Next());
+    EXPECT_EQ(area[0].number, kSystemMissing);
+    EXPECT_EQ(std::string(area[1].text, 16), std::string(16, ' '));
+  }
+  EXPECT_FALSE(rows->Next());
+  EXPECT_FALSE(rows->Next());
+}
+
+}  // namespace

@@ -1,0 +1,357 @@
+// What a dictionary says beside its variables: how it is set, told, shown and mirrored.
+
+#include "ShellTest.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+std::vector<std::string> LinesWith(const std::string& text, const std::string& beginning) {
+  std::istringstream stream(text);
+  std::vector<std::string> found;
+  for (std::string line; std::getline(stream, line);) {
+    if (line.starts_with(beginning)) found.push_back(line.substr(beginning.size()));
+  }
+  return found;
+}
+
+class Properties : public ShellTest {
+ protected:
+  // The dataset survey of a, b and c is open and was told of once.
+  std::string Opened() const { return Open("survey") + "write survey\nrelease\n"; }
+
+  static std::string Write(const std::string& commands) {
+    return "write survey\n" + commands + "release\n";
+  }
+
+  // What v is told of the one write, after the other.
+  std::vector<std::string> Told(const std::string& commands, const std::string& before = "") {
+    const std::string setUp = before.empty() ? "" : Write(before);
+    const std::string text = AtPrompt(Opened() + setUp + "@v observe survey\n" + Write(commands));
+    EXPECT_TRUE(WentWell()) << text;
+    return LinesWith(text, "  v is told: ");
+  }
+
+  // What the shell says to the last of the commands, `write survey` first.
+  std::string Said(const std::string& commands) {
+    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
+    const std::string before = IsOpen("survey") + "main takes the write lock on survey\n";
+    EXPECT_THAT(text, StartsWith(before));
+    return text.substr(std::min(before.size(), text.size()));
+  }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Telling
+
+TEST_F(Properties, TheFirstPassTellsWhatADataFileBrings) {
+  WriteFile("abc.schema.json", R"({"title": "Letters", "fields": []})");
+  const std::string text = AtPrompt("open " + Path("abc.tsv") +
+                                    " as survey\n@v observe survey\nwrite survey\nrelease\n");
+  EXPECT_THAT(LinesWith(text, "  v is told: "),
+              ElementsAre("variable \"a\" inserted at the end (numeric)",
+                          "variable \"b\" inserted at the end (numeric)",
+                          "variable \"c\" inserted at the end (numeric)",
+                          "saved as \"" + Path("abc.tsv") + "\" from now on",
+                          "the dataset is labelled \"Letters\" from now on",
+                          "clients drop their cases: 2 rows now"));
+}
+
+TEST_F(Properties, EachIsToldWhenItComes) {
+  EXPECT_THAT(Told("weight survey by b\n"), ElementsAre("weighted by \"b\" from now on"));
+  EXPECT_THAT(Told("filter survey by b\n"), ElementsAre("filtered by \"b\" from now on"));
+  EXPECT_THAT(Told("split survey together by c a\n"),
+              ElementsAre("split by \"c\", \"a\" (together)"));
+  EXPECT_THAT(Told("split survey separate by c\n"), ElementsAre("split by \"c\" (separately)"));
+  EXPECT_THAT(Told("trends survey cases 2 to 9 period 12 by b a\n"),
+              ElementsAre("a time series from now on: by \"b\", \"a\"; period 12; cases 2 to 9"));
+  EXPECT_THAT(Told("trends survey period 4\n"), ElementsAre("a time series from now on: period 4"));
+  EXPECT_THAT(
+      Told("mrset survey $x dichotomies 1 of a b\n"),
+      ElementsAre("multiple-response sets changed: \"$x\" (2 variables)",
+                  "multiple-response sets, in extended form, changed: \"$x\" (2 variables)"));
+  EXPECT_THAT(Told("varset survey x of a\n"),
+              ElementsAre("variable sets changed: \"x\" (1 variable)"));
+  EXPECT_THAT(Told("title survey Letters\n"),
+              ElementsAre("the dataset is labelled \"Letters\" from now on"));
+  EXPECT_THAT(Told("filespec survey /x.tsv\n"), ElementsAre("saved as \"/x.tsv\" from now on"));
+  EXPECT_THAT(Told("extension survey cut=2\n"),
+              ElementsAre("extension of type 0 changed: \"cut=2\""));
+  EXPECT_THAT(Told("extension survey " + std::string(61, 'x') + "\n"),
+              ElementsAre("extension of type 0 changed: 61 bytes"));
+  EXPECT_THAT(Told("attribute survey source form \"page 2\"\n"),
+              ElementsAre("attributes changed: {source = \"form\" \"page 2\"}"));
+  EXPECT_THAT(Told("dirty survey on\n"), ElementsAre("there are unsaved changes now"));
+  EXPECT_THAT(Told("source survey blank 1\n"),
+              ElementsAre("the data source was replaced: nothing before can be undone",
+                          "clients drop their cases: 1 row now"));
+}
+
+TEST_F(Properties, EachIsToldWhenItGoes) {
+  EXPECT_THAT(Told("weight survey off\n", "weight survey by b\n"),
+              ElementsAre("no longer weighted"));
+  EXPECT_THAT(Told("filter survey off\n", "filter survey by b\n"),
+              ElementsAre("no longer filtered"));
+  EXPECT_THAT(Told("split survey off\n", "split survey separate by b\n"),
+              ElementsAre("no longer split"));
+  EXPECT_THAT(Told("trends survey off\n", "trends survey period 4\n"),
+              ElementsAre("no longer a time series"));
+  EXPECT_THAT(Told("mrset survey $x off\n", "mrset survey $x categories of a\n"),
+              ElementsAre("multiple-response sets changed: none",
+                          "multiple-response sets, in extended form, changed: none"));
+  EXPECT_THAT(Told("varset survey x off\n", "varset survey x of a\n"),
+              ElementsAre("variable sets changed: none"));
+  EXPECT_THAT(Told("title survey \"\"\n", "title survey Letters\n"),
+              ElementsAre("the dataset is no longer labelled"));
+  EXPECT_THAT(Told("imputation survey off\n", "imputation survey 5\n"),
+              ElementsAre("no longer a multiple imputation"));
+  EXPECT_THAT(Told("extension survey \"\"\n", "extension survey cut=2\n"),
+              ElementsAre("extension of type 0 changed: none"));
+  EXPECT_THAT(Told("attribute survey source\n", "attribute survey source form\n"),
+              ElementsAre("attributes changed: none"));
+  EXPECT_THAT(Told("dirty survey off\n", "dirty survey on\n"),
+              ElementsAre("there are no unsaved changes now"));
+}
+
+TEST_F(Properties, WhatMessagesDoNotCarryIsNotTold) {
+  EXPECT_THAT(Told("imputation survey 5\n"), IsEmpty());
+  EXPECT_THAT(Told("filespec survey /y.tsv\n", "source survey blank 2\n"), IsEmpty());
+}
+
+TEST_F(Properties, AMoveThatTakesTheWeightAlongTellsItAgain) {
+  EXPECT_THAT(
+      Told("move survey c to 1\n",
+           "weight survey by c\nfilter survey by c\nsplit survey separate by a c\n"),
+      ElementsAre("variable \"c\" moved from position 3 to 1", "weighted by \"c\" from now on",
+                  "filtered by \"c\" from now on", "split by \"a\", \"c\" (separately)"));
+  EXPECT_THAT(Told("reorder survey c\n", "weight survey by b\n"),
+              ElementsAre("variables \"a\", \"b\", \"c\" deleted",
+                          "variables \"c\", \"a\", \"b\" inserted at the end",
+                          "weighted by \"b\" from now on"));
+}
+
+TEST_F(Properties, ADeletedVariableTakesItsUsesAlong) {
+  EXPECT_THAT(Told("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
+              ElementsAre("variable \"c\" deleted", "split by \"a\" (together)"));
+}
+
+TEST_F(Properties, WhatADashboardNotedGoesWithAChangeOfTheCasesInUse) {
+  const std::string noted = "attribute survey dashboard.chart bar\nattribute survey source form\n";
+  EXPECT_THAT(
+      Told("filter survey by a\n", noted),
+      ElementsAre("filtered by \"a\" from now on", "attributes changed: {source = \"form\"}"));
+  EXPECT_THAT(Told("title survey Letters\n", noted),
+              ElementsAre("the dataset is labelled \"Letters\" from now on"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Sets
+
+TEST_F(Properties, ASetIsReplacedInItsPlace) {
+  EXPECT_THAT(Said("varset survey x of a\nvarset survey y of b\nvarset survey x of c a\n"
+                   "show survey\n"),
+              HasSubstr("  variable sets  \"x\": \"c\", \"a\"; \"y\": \"b\"\n"));
+  EXPECT_THAT(Said("mrset survey $x dichotomies 1 label \"An x\" of a b\n"
+                   "mrset survey $y categories of c\nshow survey\n"),
+              HasSubstr("  response sets  \"$x\" \"An x\": dichotomies of \"a\", \"b\", counted "
+                        "value \"1\"; \"$y\": categories of \"c\"\n"));
+}
+
+TEST_F(Properties, OnlyASetThatIsThereIsRemoved) {
+  EXPECT_THAT(Said("varset survey x of a\nmrset survey x off\n"),
+              StartsWith("error: there is no set \"x\"\n"));
+  EXPECT_THAT(Said("varset survey x off\n"), StartsWith("error: there is no set \"x\"\n"));
+}
+
+TEST_F(Properties, AMemberThatIsGoneIsShownByItsIdentifier) {
+  const std::string text = Said("varset survey x of a c\ndelete survey a\nshow survey\n");
+  EXPECT_THAT(text, HasSubstr("  variable sets  \"x\": 1:"));
+  EXPECT_THAT(text, HasSubstr(" (not there), \"c\"\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// What is refused
+
+TEST_F(Properties, WrongVariablesChangeNothing) {
+  const std::vector<std::pair<std::string, std::string>> wrong = {
+      {"weight survey by nope\n", "there is no variable \"nope\""},
+      {"filter survey by nope\n", "there is no variable \"nope\""},
+      {"split survey together by a nope\n", "there is no variable \"nope\""},
+      {"split survey together by a a\n", "variable \"a\" is named twice"},
+      {"trends survey by a a\n", "variable \"a\" is named twice"},
+      {"mrset survey $x categories of nope\n", "there is no variable \"nope\""},
+      {"varset survey x of a b a\n", "variable \"a\" is named twice"},
+  };
+  for (const auto& [command, error] : wrong) {
+    const std::string text = Said(command + "show survey\n");
+    EXPECT_THAT(text, StartsWith("error: " + error + "\n"));
+    EXPECT_THAT(text, HasSubstr("  weight         none\n"
+                                "  filter         none\n"
+                                "  split          none\n"
+                                "  saved as "))
+        << command;
+  }
+}
+
+TEST_F(Properties, EightVariablesSplitAndNineDoNot) {
+  WriteFile("abc.tsv", "a\tb\tc\td\te\tf\tg\th\ti\n1\t2\t3\t4\t5\t6\t7\t8\t9\n");
+  const std::string open =
+      Open("survey") + "write survey\nsplit survey together by a b c d e f g h";
+  EXPECT_THAT(AtPrompt(open + "\nshow survey\n"), HasSubstr("\"g\", \"h\" (together)\n"));
+  EXPECT_THAT(AtPrompt(open + " i\nshow survey\n"),
+              AllOf(HasSubstr("error: SetSplit: 9 variables, but at most 8 can split a file\n"),
+                    HasSubstr("  split          none\n")));
+}
+
+TEST_F(Properties, BlankCasesNeedADictionary) {
+  EXPECT_THAT(Said("source survey none\nsource survey blank 3\n"),
+              StartsWith("error: survey has no dictionary to keep\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Showing
+
+TEST_F(Properties, ShowLeavesOutWhatIsRareAndNotThere) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "show survey\n"), HasSubstr("  data source    yes\n"
+                                                                    "  label          none\n"
+                                                                    "  variables      3\n"
+                                                                    "  cases          2\n"
+                                                                    "  weight         none\n"
+                                                                    "  filter         none\n"
+                                                                    "  split          none\n"
+                                                                    "  saved as       " +
+                                                                    Path("abc.tsv") +
+                                                                    "\n"
+                                                                    "  unsaved        no\n"
+                                                                    "  case sequence  0\n"));
+}
+
+TEST_F(Properties, ShowHasThemAll) {
+  EXPECT_THAT(Said("title survey Letters\nweight survey by a\nfilter survey by b\n"
+                   "split survey separate by c a\nimputation survey 1\n"
+                   "trends survey period 12 cases 1 to 2 by b\n"
+                   "mrset survey $x categories of a\nvarset survey y of b\n"
+                   "extension survey cut=2\nattribute survey source form\nfilespec survey \"\"\n"
+                   "dirty survey on\nsource survey blank 7\nshow survey\n"),
+              HasSubstr("  label          \"Letters\"\n"
+                        "  variables      3\n"
+                        "  cases          7\n"
+                        "  weight         \"a\"\n"
+                        "  filter         \"b\"\n"
+                        "  split          \"c\", \"a\" (separately)\n"
+                        "  imputation     1 row\n"
+                        "  trends         by \"b\"; period 12; cases 1 to 2\n"
+                        "  response sets  \"$x\": categories of \"a\"\n"
+                        "  variable sets  \"y\": \"b\"\n"
+                        "  extension      \"cut=2\"\n"
+                        "  attributes     {source = \"form\"}\n"
+                        "  saved as       none\n"
+                        "  unsaved        no\n"));
+}
+
+TEST_F(Properties, ShowDoesNotWaitForAWriter) {
+  const std::string text = AtPrompt(Open("survey") + "@w write survey\nshow survey\n");
+  EXPECT_THAT(text, HasSubstr("  data source    yes, but the lock is not free for reading\n"
+                              "  case sequence  0\n"
+                              "  lock           held by w (writing)\n"));
+  EXPECT_TRUE(WentWell());
+}
+
+TEST_F(Properties, VariablesSayWhatTheyAreUsedFor) {
+  EXPECT_THAT(Said("label survey b \"The b\"\nweight survey by b\nfilter survey by b\n"
+                   "split survey together by c b\nvariables survey\n"),
+              StartsWith("   1  a  numeric  scale\n"
+                         "   2  b  numeric  scale    The b [weight, filter, split 2]\n"
+                         "   3  c  numeric  scale     [split 1]\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// The mirror
+
+// Both digests of the last table.
+std::pair<std::string, std::string> Digests(const std::string& text) {
+  const std::vector<std::string> lines = LinesWith(text, "  digest");
+  if (lines.empty()) return {};
+  std::istringstream words(lines.back());
+  std::pair<std::string, std::string> digests;
+  words >> digests.first >> digests.second;
+  return digests;
+}
+
+TEST_F(Properties, TheMirrorHasEverythingOnceItWasTold) {
+  const std::string change =
+      "title survey Letters\nweight survey by a\nfilter survey by b\n"
+      "split survey separate by c a\ntrends survey period 12 by b\nmove survey c to 1\n"
+      "mrset survey $x categories of a\nvarset survey y of b\nextension survey cut=2\n"
+      "attribute survey source form\nrename survey a z\n";
+  const auto untold = Digests(AtPrompt(Opened() + "write survey\n" + change + "mirror survey\n"));
+  EXPECT_NE(untold.first, untold.second);
+
+  const std::string text = AtPrompt(Opened() + Write(change) + "mirror survey\n");
+  EXPECT_EQ(Digests(text).first, Digests(text).second);
+  EXPECT_EQ(Digests(text).first.size(), 32u);
+  EXPECT_THAT(text, Not(HasSubstr("differs")));
+  EXPECT_THAT(text, HasSubstr("  weight         \"z\"                               the same\n"));
+}
+
+TEST_F(Properties, TheMirrorShowsWhatIsStillToBeTold) {
+  const std::string text =
+      AtPrompt(Opened() + "write survey\nweight survey by a\nlabel survey b \"The b\"\n" +
+               "delete survey c\ninsert survey x\nmirror survey\n");
+  EXPECT_THAT(
+      LinesWith(text, "  weight"),
+      ElementsAre(AllOf(HasSubstr("\"a\"  "), HasSubstr("none  "), EndsWith("  <- differs"))));
+  EXPECT_THAT(
+      LinesWith(text, "  \"b\" label"),
+      ElementsAre(AllOf(HasSubstr(" \"The b\" "), HasSubstr(" \"\" "), EndsWith(" <- differs"))));
+  EXPECT_THAT(LinesWith(text, "  \"x\" "), ElementsAre(HasSubstr(" there   ")));
+  EXPECT_THAT(LinesWith(text, "  \"c\" "), ElementsAre(HasSubstr(" not there  ")));
+  EXPECT_THAT(LinesWith(text, "  digest"), ElementsAre(EndsWith("<- differs")));
+  EXPECT_THAT(LinesWith(text, "  order"), IsEmpty());
+}
+
+TEST_F(Properties, TheMirrorShowsAnotherOrder) {
+  EXPECT_THAT(LinesWith(AtPrompt(Opened() + "write survey\nmove survey c to 1\nmirror survey\n"),
+                        "  order      "),
+              ElementsAre(AllOf(StartsWith("\"c\", \"a\", \"b\""), HasSubstr("\"a\", \"b\", \"c\""),
+                                EndsWith("  <- differs"))));
+}
+
+TEST_F(Properties, TheDigestsLeaveOutWhatMessagesDoNotCarry) {
+  const std::string text =
+      AtPrompt(Opened() + Write("imputation survey 5\nsource survey blank 2\n") +
+               Write("filespec survey /y.tsv\n") + "mirror survey\n");
+  EXPECT_THAT(LinesWith(text, "  imputation"),
+              ElementsAre(AllOf(HasSubstr("5 rows"), HasSubstr("none"),
+                                EndsWith("  <- differs; not always told"))));
+  EXPECT_THAT(LinesWith(text, "  saved as"),
+              ElementsAre(AllOf(HasSubstr("/y.tsv"), EndsWith("  <- differs; not always told"))));
+  EXPECT_EQ(Digests(text).first, Digests(text).second);
+}
+
+TEST_F(Properties, ADatasetWithoutASourceIsMirroredAsAnEmptyOne) {
+  const std::string text = AtPrompt(Opened() + Write("source survey none\n") + "mirror survey\n");
+  EXPECT_THAT(text, HasSubstr("  variables  0 "));
+  EXPECT_EQ(Digests(text).first.size(), 32u);
+  EXPECT_EQ(Digests(text).first, Digests(text).second);
+}
+
+TEST_F(Properties, TheMirrorIsNotShownWhereReadingWouldHaveToWait) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "@w write survey\nmirror survey\n"),
+              HasSubstr("error: main would have to wait for the read lock on survey, held by w "
+                        "(writing)\n"));
+}
+
+}  // namespace
+}  // namespace sdmsh

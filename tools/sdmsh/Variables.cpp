@@ -1,0 +1,50 @@
+// From names to positions.
+
+#include "Variables.h"
+
+#include "CommandError.h"
+#include "Words.h"
+
+#include <libdatasrc/ORVX_DataSource.h>
+
+#include <algorithm>
+
+namespace sdmsh {
+namespace {
+
+// -1 where there is none of that name.
+int FindByName(const ORVX_DataSource& source, const std::string& name) {
+  for (int position = 0; position < source.ColumnCount(); ++position) {
+    if (source.GetVariable(position).GetName() == name) return position;
+  }
+  return -1;
+}
+
+}  // namespace
+
+int PositionOf(const ORVX_DataSource& source, const std::string& name) {
+  const int position = FindByName(source, name);
+  if (position < 0) throw CommandError("there is no variable " + Quoted(name));
+  return position;
+}
+
+std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names) {
+  std::vector<int> positions;
+  for (const std::string& name : names) {
+    const int position = PositionOf(source, name);
+    if (std::find(positions.begin(), positions.end(), position) != positions.end()) {
+      throw CommandError("variable " + Quoted(name) + " is named twice");
+    }
+    positions.push_back(position);
+  }
+  return positions;
+}
+
+void RefuseTakenName(const ORVX_DataSource& source, const std::string& name) {
+  if (name.empty()) throw CommandError("a variable cannot have an empty name");
+  if (FindByName(source, name) >= 0) {
+    throw CommandError("there is a variable " + Quoted(name) + " already");
+  }
+}
+
+}  // namespace sdmsh

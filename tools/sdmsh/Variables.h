@@ -1,0 +1,24 @@
+// Finding the variables of a dictionary by the names that a command gives.
+
+#ifndef SDMSH_VARIABLES_H_
+#define SDMSH_VARIABLES_H_
+
+#include <string>
+#include <vector>
+
+class ORVX_DataSource;
+
+namespace sdmsh {
+
+// Positions from 0. Each operation refuses, with CommandError, a name that no variable has; names
+// are told apart exactly.
+int PositionOf(const ORVX_DataSource& source, const std::string& name);
+// Refuses a name that stands twice, too.
+std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names);
+
+// Refuses an empty name, and one that a variable has.
+void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
+
+}  // namespace sdmsh
+
+#endif  // SDMSH_VARIABLES_H_
