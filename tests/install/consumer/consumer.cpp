@@ -25,6 +25,6 @@ int main() {
   SvrDMWriteableDataSource(id, /*tryOnly=*/false, /*originator=*/nullptr)
       ->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "age"));
   registry.Delete(id);
-  std::printf("%zu message, %d variable in the mirror\n", client.messages,
+  std::printf("%zu messages, %d variable in the mirror\n", client.messages,
               client.mirror.Dictionary().ColumnCount());
 }
