@@ -192,14 +192,18 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Holds the dataset's file open for reading, with other programs kept from writing where the file
   // system can do that, and remembers when it was last modified. A file of another name held before
-  // is let go first; the same name again changes nothing; an empty name holds nothing. A file that
-  // cannot be opened is not held, silently, and the next call tries again.
+  // is let go first, also one that differs by case only; the same name again changes nothing; an
+  // empty name holds nothing. A file that cannot be opened is not held, silently, and the next call
+  // tries again. Where another program is at work writing, the file is held without keeping that
+  // program off, and the next call does not ask again.
   // Threads: the thread that holds the write lock; likewise the two below.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 
-  // True when the file held open was modified since, in another second than the one remembered. The
-  // open file is asked, not the name: a file put in its place by a rename is not seen.
+  // True when the file held open was modified since, in another second than the one remembered, or
+  // where no time could be remembered when it was opened; false where none is held or its time
+  // cannot be read now. The open file is asked, not the name: a file put in its place by a rename
+  // is not seen, nor is that the name is gone or may no longer be read.
   bool SavFileExternallyChanged();
 
   // Writes the present local time as a date value (seconds since 14 October 1582) to `out`; 1
