@@ -50,20 +50,34 @@ inline void ModifyAt(const std::string& path, std::time_t second, long nanosecon
   ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
-// Whether another process that asks first gets to write the file.
-inline bool AnotherProcessMayWrite(const std::string& path) {
+// What `action`, which returns an int from 0 to 255, returns in a process of its own; -1 where that
+// process dies of it.
+template <class Action>
+int InAnotherProcess(Action action) {
   const pid_t child = fork();
-  if (child == 0) {
-    struct flock wholeFile = {};
-    wholeFile.l_type = F_WRLCK;
-    wholeFile.l_whence = SEEK_SET;
-    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
-    _exit(file != -1 && fcntl(file, F_SETLK, &wholeFile) == 0 ? 0 : 1);
-  }
+  if (child == 0) _exit(action());
   int status = -1;
   EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status));
-  return WEXITSTATUS(status) == 0;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Asks, without waiting, for a lock for writing on all of an open file; `command` is F_SETLK for a
+// lock of the process, F_OFD_SETLK for one of the open file. False where it is refused.
+inline bool LockForWriting(int file, int command = F_SETLK) {
+  struct flock wholeFile = {};
+  wholeFile.l_type = F_WRLCK;
+  wholeFile.l_whence = SEEK_SET;
+  return fcntl(file, command, &wholeFile) == 0;
+}
+
+// Whether another process that asks first gets to write the file.
+inline bool AnotherProcessMayWrite(const std::string& path, int command = F_SETLK) {
+  const int answer = InAnotherProcess([&] {
+    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    return file != -1 && LockForWriting(file, command) ? 1 : 0;
+  });
+  EXPECT_NE(answer, -1);
+  return answer == 1;
 }
 
 // The open descriptors of this process.
