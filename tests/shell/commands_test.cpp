@@ -60,6 +60,8 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
       {"observe", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"unobserve", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"tell", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
+      {"watch", {{"", "\"registry\""}, {"registry now", "the end of the line"}}},
+      {"unwatch", {{"", "\"registry\""}, {"survey", "\"registry\""}}},
       {"insert",
        {{"", "DATASET"},
         {"survey", "NAME"},
@@ -191,7 +193,8 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
 }
 
 TEST_F(Commands, EachNamesADatasetThatIsNotThere) {
-  const std::set<std::string> others = {"open", "add-empty", "list", "help", "quit"};
+  const std::set<std::string> others = {"open",    "add-empty", "list", "watch",
+                                        "unwatch", "help",      "quit"};
   for (const CommandSubject& subject : CommandTable()) {
     for (const Command& command : subject.commands) {
       if (others.contains(command.name)) continue;

@@ -45,6 +45,10 @@ const std::vector<CommandSubject>& CommandTable() {
            {"unobserve", "DATASET", "ends that", Unobserve},
            {"tell", "DATASET", "tells observers what changed so far, without letting go",
             TellObservers},
+           {"watch", "registry", "tells the caller of datasets that come and go", WatchRegistry,
+            "Of a dataset without a data source once a writer has given it one; of a quiet one "
+            "never."},
+           {"unwatch", "registry", "ends that", UnwatchRegistry},
        }},
       {"Variables, for the caller that holds the write lock",
        {

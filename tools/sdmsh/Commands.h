@@ -29,6 +29,10 @@ void Observe(Shell& shell, Caller& caller, Arguments& arguments);
 void Unobserve(Shell& shell, Caller& caller, Arguments& arguments);
 void TellObservers(Shell& shell, Caller& caller, Arguments& arguments);
 
+// RegistryCommands.cpp
+void WatchRegistry(Shell& shell, Caller& caller, Arguments& arguments);
+void UnwatchRegistry(Shell& shell, Caller& caller, Arguments& arguments);
+
 // DictionaryCommands.cpp
 void InsertVariable(Shell& shell, Caller& caller, Arguments& arguments);
 void DeleteVariables(Shell& shell, Caller& caller, Arguments& arguments);

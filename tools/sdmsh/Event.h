@@ -134,6 +134,26 @@ struct NotTold {
   std::string dataset;
 };
 
+// A role begins or ends to watch the registry.
+struct Watching {
+  std::string role;
+  bool begins;
+};
+
+struct DatasetCreated {
+  std::string file;  // empty for none of its own
+};
+
+struct DatasetDeleted {};
+
+// A role that watches the registry was told of a dataset.
+struct RegistryTold {
+  std::string role;
+  LocallyUniqueID id;
+  std::string handle;  // during the notice; empty for one that was just opened or has been closed
+  std::variant<DatasetCreated, DatasetDeleted> what;
+};
+
 // A command's row of the table.
 struct CommandHelp {
   std::string name;
@@ -160,7 +180,7 @@ struct Failure {
 
 using Event = std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList,
                            VariableTable, MirrorComparison, LockEvent, Observing, Told, NotTold,
-                           CommandHelp, HelpTable, Failure>;
+                           Watching, RegistryTold, CommandHelp, HelpTable, Failure>;
 
 }  // namespace sdmsh
 

@@ -397,6 +397,20 @@ Json Members(const NotTold& notTold) {
   return {{"event", "notTold"}, {"role", notTold.role}, {"dataset", notTold.dataset}};
 }
 
+Json Members(const Watching& watching) {
+  return {{"event", watching.begins ? "watches" : "watchesNoLonger"}, {"role", watching.role}};
+}
+
+Json Members(const RegistryTold& told) {
+  const auto* const created = std::get_if<DatasetCreated>(&told.what);
+  Json json = {{"event", created != nullptr ? "created" : "deleted"},
+               {"role", told.role},
+               {"id", Identifier(told.id)},
+               {"handle", told.handle}};
+  if (created != nullptr) json["file"] = created->file;
+  return json;
+}
+
 Json Help(const CommandHelp& command) {
   return {{"command", command.name},
           {"arguments", command.arguments},

@@ -41,6 +41,7 @@ SvrDMItemPtr Registered(const ServerDataManager& registry, LocallyUniqueID id) {
 Shell::Shell(ServerDataManager& registry, Printer& printer, Bound bound)
     : registry_(registry),
       printer_(printer),
+      watch_(registry),
       locks_([this](const Event& event) { Say(event); }, bound) {}
 
 Shell::~Shell() {
@@ -56,6 +57,18 @@ void Shell::Execute(const std::string& role, const std::vector<std::string>& wor
   locks_.RefuseWaiting(caller);
   Arguments arguments(*command, {words.begin() + 1, words.end()});
   command->run(*this, caller, arguments);
+  SayWhatWatchersWereTold();
+}
+
+void Shell::Say(const Event& event) {
+  // A pass announces its dataset to the registry's observers before its own hear of changes.
+  if (std::holds_alternative<Told>(event)) SayWhatWatchersWereTold();
+  printer_.Print(event);
+  SayWhatWatchersWereTold();
+}
+
+void Shell::SayWhatWatchersWereTold() {
+  for (const RegistryTold& told : watch_.TakeTold()) printer_.Print(told);
 }
 
 DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const {

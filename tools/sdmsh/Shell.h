@@ -9,6 +9,7 @@
 #include "LockDesk.h"
 #include "OpenDataset.h"
 #include "Printer.h"
+#include "RegistryWatch.h"
 
 #include <chrono>
 #include <string>
@@ -35,10 +36,12 @@ class Shell {
   // Carries out a command for the role. Throws CommandError where it is wrong; the shell goes on.
   void Execute(const std::string& role, const std::vector<std::string>& words);
 
-  void Say(const Event& event) { printer_.Print(event); }
+  // Says after it, or before it where it was first, what those who watch the registry were told.
+  void Say(const Event& event);
 
   ServerDataManager& Registry() { return registry_; }
   LockDesk& Locks() { return locks_; }
+  RegistryWatch& Watch() { return watch_; }
 
   // The dataset with this handle name, or with this identifier in the form domain:serial. A dataset
   // that `caller` still holds is found after it was closed. Throws CommandError where there is
@@ -67,9 +70,11 @@ class Shell {
 
  private:
   DatasetPtr Known(LocallyUniqueID id) const;
+  void SayWhatWatchersWereTold();
 
   ServerDataManager& registry_;
   Printer& printer_;
+  RegistryWatch watch_;
   std::vector<DatasetPtr> datasets_;
   LockDesk locks_;  // last: callers go before the datasets that they work on
   bool over_ = false;

@@ -215,6 +215,19 @@ class WordsPrinter final : public Printer {
     out_ << "  " << notTold.role << " is not told: it made these changes\n";
   }
 
+  void Show(const Watching& watching) {
+    out_ << watching.role << (watching.begins ? " watches" : " no longer watches")
+         << " the registry\n";
+  }
+
+  void Show(const RegistryTold& told) {
+    out_ << "  " << told.role << " is told: dataset " << InWords(told.id);
+    if (!told.handle.empty()) out_ << " (" << told.handle << ")";
+    const auto* const created = std::get_if<DatasetCreated>(&told.what);
+    out_ << (created == nullptr ? " is deleted" : " is created, file " + OrNone(created->file))
+         << "\n";
+  }
+
   void Show(const CommandHelp& command) {
     out_ << command.name << (command.arguments.empty() ? "" : " ") << command.arguments << "\n"
          << "  " << command.help << "\n";
