@@ -784,8 +784,9 @@ TEST_F(RegistryTest, AnExceptionFromADeletionNoticePassesOnAndLeavesTheDatasetRe
 TEST_F(RegistryTest, ADatasetForWhichThereIsNoMemoryIsNotRegisteredAndLeavesTheRegistryUsable) {
   const std::string longName(100, 'n');
   int failures = 0;
+  int deaths = 0;
   for (bool added = false; !added; ++failures) {
-    int deaths = 0;
+    deaths = 0;
     auto* const source = new CountedSource(deaths);
     const std::size_t countBefore = registry_.data_->items.size();
     allocationsLeft = failures;
@@ -804,6 +805,8 @@ TEST_F(RegistryTest, ADatasetForWhichThereIsNoMemoryIsNotRegisteredAndLeavesTheR
   EXPECT_GT(failures, 4);
   EXPECT_EQ(Count(), 1U);
   EXPECT_TRUE(IsOpenToOtherThreads(registry_));
+  registry_.Clear();  // while there is a counter
+  EXPECT_EQ(deaths, 1);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -836,8 +839,9 @@ TEST_F(RegistryTest, WhatAHookPutUponASourceGoesWhereTheItemIsNotBuiltAndTheSour
   const std::string longName(100, 'n');
   int notBuilt = 0;
   int failures = 0;
+  int deaths = 0;
   for (bool added = false; !added; ++failures) {
-    int deaths = 0;
+    deaths = 0;
     auto* const source = new CountedSource(deaths);
     hookDeaths = 0;
     building = false;
@@ -855,6 +859,8 @@ TEST_F(RegistryTest, WhatAHookPutUponASourceGoesWhereTheItemIsNotBuiltAndTheSour
   }
 
   EXPECT_GT(notBuilt, 0);
+  registry_.Clear();  // while there are counters
+  EXPECT_EQ(deaths + hookDeaths, 2);
 }
 
 TEST_F(RegistryTest, ADatasetThatCouldNotBeAnnouncedForWantOfMemoryIsAnnouncedLater) {
