@@ -249,6 +249,23 @@ TEST_F(RegistryTest, AFileNameIsInUseInAnyCaseFromItsAddingToItsDeletion) {
   EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Größe.tsv"));
 }
 
+TEST_F(RegistryTest, AFileNameThatIsNotUtf8IsInUseByItsBytesButForTheLettersBetween) {
+  Add("/data/Gr\xF6\xDFn.tsv");
+
+  EXPECT_TRUE(registry_.data_->FileNameInUse("/DATA/GR\xF6\xDFN.TSV"));
+  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Gr\xD6\xDFn.tsv"));
+  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Größe.tsv"));
+}
+
+TEST_F(RegistryTest, ASecondDatasetWhoseFileNameDiffersByCaseOutsideAsciiHasNone) {
+  Add("/data/δοκιμη.tsv");
+
+  const SvrDMItemPtr second = registry_.GetDataSet(Add("/data/ΔΟΚΙΜΗ.tsv"));
+
+  EXPECT_EQ(second->FileName(), "");
+  EXPECT_EQ(second->SuppressedFileName(), "/data/ΔΟΚΙΜΗ.tsv");
+}
+
 TEST_F(RegistryTest, TheEmptyFileNameIsInUseAsSoonAsOneDatasetHasNone) {
   EXPECT_FALSE(registry_.data_->FileNameInUse(""));
   Add("survey");
@@ -293,6 +310,33 @@ TEST_F(RegistryTest, ADatasetIsFoundByItsHandleNameInAnyCase) {
   item->Handle("Survey");
 
   EXPECT_EQ(registry_.GetDataSet("SURVEY"), item);
+}
+
+TEST_F(RegistryTest, ADatasetIsFoundByItsHandleNameInAnyCaseOutsideAscii) {
+  SvrDMItemPtr german = registry_.GetDataSet(Add());
+  SvrDMItemPtr greek = registry_.GetDataSet(Add());
+  german->Handle("Größe");
+  greek->Handle("ΔΟΚΙΜΗ");
+
+  for (const char* name : {"Größe", "größe", "GRÖßE", "GRÖẞE", "GRÖSSE", "grösse"}) {
+    EXPECT_EQ(registry_.GetDataSet(name), german) << name;
+  }
+  for (const char* name : {"ΔΟΚΙΜΗ", "δοκιμη", "Δοκιμη"}) {
+    EXPECT_EQ(registry_.GetDataSet(name), greek) << name;
+  }
+  for (const char* name : {"Grosse", "Grüße", "ΔΟΚΙΜΉ", "Größe "}) {
+    EXPECT_FALSE(registry_.GetDataSet(name).IsValid()) << name;
+  }
+  EXPECT_EQ(german->Handle(), "Größe");
+}
+
+TEST_F(RegistryTest, BytesOfAHandleNameThatAreNotUtf8AreComparedAsTheyAre) {
+  SvrDMItemPtr item = registry_.GetDataSet(Add());
+  item->Handle("Gr\xF6\xDFn");
+
+  EXPECT_EQ(registry_.GetDataSet("GR\xF6\xDFN"), item);
+  EXPECT_FALSE(registry_.GetDataSet("Gr\xD6\xDFn").IsValid());
+  EXPECT_FALSE(registry_.GetDataSet("Größe").IsValid());
 }
 
 TEST_F(RegistryTest, TheFirstDatasetWithAHandleNameIsFound) {
@@ -979,6 +1023,19 @@ TEST_F(RegistryOfFilesTest, AFileIsAskedForByItsNameInAnyCase) {
                  [](unsigned char letter) { return static_cast<char>(std::toupper(letter)); });
 
   EXPECT_TRUE(registry_.SavFileExternallyChanged(shouted));
+}
+
+TEST_F(RegistryOfFilesTest, AFileIsAskedForByItsNameInAnyCaseOutsideAsciiAndByBytesThatAreNotUtf8) {
+  const std::string german = folder_.Write("Größe.tsv");
+  const std::string bytes = folder_.Write("gr\xF6\xDFn.tsv");
+  Add(german);
+  Add(bytes);
+  ModifyAt(german, 2'000'000'000);
+  ModifyAt(bytes, 2'000'000'000);
+
+  EXPECT_TRUE(registry_.SavFileExternallyChanged(folder_.Path("GRÖSSE.TSV")));
+  EXPECT_TRUE(registry_.SavFileExternallyChanged(folder_.Path("GR\xF6\xDFN.TSV")));
+  EXPECT_FALSE(registry_.SavFileExternallyChanged(folder_.Path("gr\xD6\xDFn.tsv")));
 }
 
 TEST_F(RegistryOfFilesTest, AFileThatNoDatasetHasCountsAsUnchanged) {
