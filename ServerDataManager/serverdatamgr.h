@@ -104,7 +104,8 @@ class SDM_EXPORT ServerDataManager {
 
   // Whether the saved file `name`, compared without regard to case, was changed on disk by somebody
   // else since its dataset took hold of it. Where several datasets have that file name, the answer
-  // of the one registered last; false where none has it.
+  // of the one registered last; false where none has it. What is not seen of a change: see
+  // SvrDMItem::SavFileExternallyChanged.
   // Threads: not beside a writer of a dataset with that file name, which may let go of the file.
   bool SavFileExternallyChanged(const std::string& name) const;
 
