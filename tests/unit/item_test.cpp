@@ -693,6 +693,17 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedOnlyWhenLockedAndAfterTheFormerIsClosed) 
   EXPECT_EQ(fileno(item.lockedFile_), descriptor);
 }
 
+TEST_F(SavedFile, OfANameThatDiffersByCaseOnlyIsAnotherFile) {
+  SvrDMItem item = Item(nullptr, path_);
+  const std::string other = folder_.Write("Survey.tsv");
+
+  item.FileName(other);
+  item.LockSavFileInUse();
+
+  EXPECT_TRUE(AnotherProcessMayWrite(path_));
+  EXPECT_FALSE(AnotherProcessMayWrite(other));
+}
+
 TEST_F(SavedFile, IsReleasedAndNoneIsHeldOnceTheNameIsEmpty) {
   SvrDMItem item = Item(nullptr, path_);
 
@@ -923,6 +934,13 @@ TEST_F(CreationTime, IsLeftAsItWasWhereTheDateIsImpossible) {
   SvrDMItem::orvxTimestampNow(&stamp);
 
   EXPECT_EQ(stamp, 3.5);
+}
+
+TEST_F(CreationTime, StartsAtZeroAndStaysThereWhereTheDateIsImpossible) {
+  SetClock();
+  local_.tm_mon = 12;
+
+  EXPECT_EQ(Item(nullptr).getObjCreationTime(), 0.0);
 }
 
 // ---------------------------------------------------------------------------------------------
