@@ -6,6 +6,7 @@
 #include <PackageProxy/PackageProxy.h>
 #include <ServerDataManager/InteractiveErrorMonitor.h>
 
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -93,6 +94,16 @@ TEST(InteractiveErrorMonitor, TakesANegativeSeverityForAWarning) {
   EXPECT_THAT(proxy.sent, IsEmpty());
 }
 
+TEST(InteractiveErrorMonitor, TakesEverySeverityButOneForAWarning) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  monitor.DoNotReportWarnings();
+  for (int severity = -128; severity <= 127; ++severity) {
+    monitor.Report(ErrorText(std::to_string(severity), static_cast<std::int8_t>(severity)));
+  }
+  EXPECT_THAT(proxy.Texts(), ElementsAre("1"));
+}
+
 TEST(InteractiveErrorMonitor, SwallowsEverythingWithoutAProxy) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
@@ -143,6 +154,20 @@ TEST(InteractiveErrorMonitor, PassesOnWhatTheProxyThrows) {
   BrokenProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   EXPECT_THROW(monitor.Report(ErrorText("error", 1)), std::runtime_error);
+}
+
+TEST(InteractiveErrorMonitor, ReportsAsBeforeAfterAProxyThatThrew) {
+  BrokenProxy broken;
+  RecordingProxy whole;
+  InteractiveErrorMonitor monitor(kDataset, &broken);
+  monitor.DoNotReportWarnings();
+  EXPECT_THROW(monitor.Report(ErrorText("lost", 1)), std::runtime_error);
+  EXPECT_NO_THROW(monitor.Report(ErrorText("warning", 2)));
+  LocallyUniqueID id = kDataset;
+  monitor.InitializeErrorMonitor(id, &whole);
+  monitor.Report(ErrorText("warning", 2));
+  monitor.Report(ErrorText("error", 1));
+  EXPECT_THAT(whole.Texts(), ElementsAre("error"));
 }
 
 TEST(InteractiveErrorMonitor, ReportsThroughTheInterfaceToo) {
