@@ -1,7 +1,11 @@
 // What callers can write, and beside each what they cannot: compiling this file is the test.
 
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
+#include <liborvxdemg/ErrorMsg.h>
+#include <libvserial/ForeignProcess.h>
+#include <libvserial/VSerializable.h>
 #include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/InteractiveErrorMonitor.h>
 #include <ServerDataManager/ObserverView.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -85,6 +89,23 @@ static_assert(!std::is_destructible_v<PackageProxy>);
 static_assert(!std::has_virtual_destructor_v<SvrDMDataSetObserver>);
 static_assert(!std::has_virtual_destructor_v<ORVX_DataSourceFilterHook>);
 static_assert(!std::has_virtual_destructor_v<PackageProxy>);
+
+// The monitor is handed out as what it is, so that its warnings can be switched.
+static_assert(std::is_same_v<decltype(std::declval<SvrDMDataset&>().GetErrorMonitor()),
+                             InteractiveErrorMonitor&>);
+static_assert(std::is_same_v<decltype(std::declval<SvrDMItem&>().GetErrorMonitor()),
+                             InteractiveErrorMonitor&>);
+
+// Serialising tells by a bool whether it is done; a channel answers with a short.
+static_assert(
+    std::is_same_v<decltype(&ForeignProcess), bool (*)(void*, unsigned int, VStream&,
+                                                       void (*)(void*, VStream&), const char*)>);
+static_assert(
+    std::is_same_v<decltype(std::declval<ErrorMsg&>().Process(std::declval<VStream&>())), bool>);
+static_assert(std::is_same_v<decltype(&VSerializable::VSInitSerialization),
+                             bool (VSerializable::*)(VStream&)>);
+static_assert(std::is_same_v<decltype(&PackageProxy::SendMessage),
+                             short (PackageProxy::*)(int, VSerializable*)>);
 
 // Destructors of handles and items end the process rather than throw.
 static_assert(std::is_nothrow_destructible_v<SvrDMInputDataSource>);
