@@ -101,6 +101,71 @@ TEST(ErrorMessages, DoNotReadEachOther) {
   EXPECT_THROW(ReadAll(BytesOf(error), report), VStreamError);
 }
 
+// What reading `bytes` as a Message complains about.
+template <class Message>
+std::string Complaint(const std::string& bytes) {
+  Message message;
+  try {
+    ReadAll(bytes, message);
+  } catch (const VStreamError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+std::string Changed(std::string bytes, std::size_t place, char byte) {
+  bytes[place] = byte;
+  return bytes;
+}
+
+std::string WithoutTheLast(const std::string& bytes) {
+  return bytes.substr(0, bytes.size() - 1);
+}
+
+TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAReport) {
+  ReportedErrorMsg report = Report();
+  const std::string bytes = BytesOf(report);
+  EXPECT_EQ(Complaint<ReportedErrorMsg>(Changed(bytes, 34, 2)),
+            R"(at byte 34: expected version 1 of "OrvxMessages::ReportedErrorMsg", )"
+            "found version 2");
+  EXPECT_EQ(Complaint<ReportedErrorMsg>(Changed(bytes, 4, 'X')),
+            R"(at byte 0: expected the signature "OrvxMessages::ReportedErrorMsg", )"
+            R"(found "XrvxMessages::ReportedErrorMsg")");
+  EXPECT_EQ(Complaint<ReportedErrorMsg>(WithoutTheLast(bytes)),
+            "at byte 55: expected a number of 4 bytes, found the end after 3 bytes");
+  EXPECT_EQ(Complaint<ReportedErrorMsg>(Changed(bytes, 41, 0x7F)),
+            "at byte 38: expected a length of at most 17 in what is left, found 2130706444");
+}
+
+TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAnAnswer) {
+  ReportedErrorMsgResponse answer = Response(true);
+  const std::string bytes = BytesOf(answer);
+  EXPECT_EQ(Complaint<ReportedErrorMsgResponse>(Changed(bytes, 42, 2)),
+            R"(at byte 42: expected version 1 of "OrvxMessages::ReportedErrorMsgResponse", )"
+            "found version 2");
+  EXPECT_EQ(Complaint<ReportedErrorMsgResponse>(Changed(bytes, 4, 'X')),
+            R"(at byte 0: expected the signature "OrvxMessages::ReportedErrorMsgResponse", )"
+            R"(found "XrvxMessages::ReportedErrorMsgResponse")");
+  EXPECT_EQ(Complaint<ReportedErrorMsgResponse>(WithoutTheLast(bytes)),
+            "at byte 46: expected a truth value of 1 byte, found the end");
+  EXPECT_EQ(Complaint<ReportedErrorMsgResponse>(Changed(bytes, 3, 0x7F)),
+            "at byte 0: expected a length of at most 43 in what is left, found 2130706470");
+}
+
+TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAnError) {
+  ErrorMsg error(7, "Seven");
+  const std::string bytes = BytesOf(error);
+  EXPECT_EQ(Complaint<ErrorMsg>(Changed(bytes, 24, 2)),
+            R"(at byte 24: expected version 1 of "DEMessages::ErrorMsg", found version 2)");
+  EXPECT_EQ(Complaint<ErrorMsg>(Changed(bytes, 4, 'X')),
+            R"(at byte 0: expected the signature "DEMessages::ErrorMsg", )"
+            R"(found "XEMessages::ErrorMsg")");
+  EXPECT_EQ(Complaint<ErrorMsg>(WithoutTheLast(bytes)),
+            "at byte 37: expected a number of 4 bytes, found the end after 3 bytes");
+  EXPECT_EQ(Complaint<ErrorMsg>(Changed(bytes, 31, 0x7F)),
+            "at byte 28: expected a length of at most 9 in what is left, found 2130706437");
+}
+
 TEST(ErrorMessages, HaveTheirVirtualOperationsInThisOrder) {
   // The destructors are 0 and 1; a derived class keeps its base's slots.
   EXPECT_EQ(VirtualSlot(&ErrorMsg::SetName), 2);
