@@ -172,6 +172,8 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"survey front on now", "the end of the line"}}},
       {"password",
        {{"", "DATASET"}, {"survey", "TEXT"}, {"survey x plain", "the end of the line"}}},
+      {"hide", {{"", "\"nothing\" or NAME"}, {"nothing now", "the end of the line"}}},
+      {"touched", {{"", "FILE or DATASET"}, {"survey now", "the end of the line"}}},
       {"help", {{"list now", "the end of the line"}}},
       {"quit", {{"now", "the end of the line"}}},
   };
@@ -194,7 +196,7 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
 
 TEST_F(Commands, EachNamesADatasetThatIsNotThere) {
   const std::set<std::string> others = {"open",    "add-empty", "list", "watch",
-                                        "unwatch", "help",      "quit"};
+                                        "unwatch", "hide",      "help", "quit"};
   for (const CommandSubject& subject : CommandTable()) {
     for (const Command& command : subject.commands) {
       if (others.contains(command.name)) continue;
@@ -276,6 +278,12 @@ TEST_F(Commands, SettingsShow) {
   EXPECT_THAT(text, HasSubstr("window         in front, hidden\n"));
   EXPECT_THAT(text, HasSubstr("password       set, mangled\n"));
   EXPECT_TRUE(WentWell());
+}
+
+TEST_F(Commands, TheDataFileSaysWhetherItsPasswordIsMangled) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "password survey secret mangled\nshow survey\n" +
+                       "write survey\nsource survey none\nrelease\nshow survey\n"),
+              AllOf(HasSubstr("password       set\n"), EndsWith("password       set, mangled\n")));
 }
 
 TEST_F(Commands, ListShowsEachDataset) {

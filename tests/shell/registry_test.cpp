@@ -7,6 +7,7 @@
 #include <libdatasrc/ORVX_DataSource.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -101,6 +102,139 @@ TEST_F(RegistryAtTheShell, ForgetsThoseWhoWatchWhenTheShellEnds) {
   AtPrompt("watch registry\n");
   EXPECT_EQ(AtPrompt("add-empty nix\nclose nix\n"),
             "nix is open, without a data source\nnix is closed\n");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Hiding variables
+
+class Hiding : public RegistryAtTheShell {
+ protected:
+  // The rows of the dataset as everyone reads them, cell by cell.
+  std::vector<std::vector<double>> Rows(const std::string& dataset) {
+    SvrDMItemPtr item = Registry().GetDataSet(dataset);
+    const SvrDMInputDataSource reader(item, /*tryOnly=*/false);
+    std::vector<OBS> area(static_cast<std::size_t>(reader->GetObsAreaSize()));
+    const std::unique_ptr<ObsIterator> cases(reader->MakeIterator(area.data()));
+    std::vector<std::vector<double>> rows;
+    while (cases->Next()) {
+      std::vector<double>& row = rows.emplace_back();
+      for (const OBS& cell : area) row.push_back(cell.number);
+    }
+    return rows;
+  }
+
+  // Carries the commands out, and leaves the shell open.
+  void Execute(const std::vector<std::vector<std::string>>& commands) {
+    for (const auto& words : commands) shell_.Execute(Shell::kMainRole, words);
+  }
+
+  std::string Said() { return out_.str(); }
+
+ private:
+  std::ostringstream out_;
+  const std::unique_ptr<Printer> printer_ = MakeWordsPrinter(out_, out_);
+  Shell shell_{Registry(), *printer_};
+};
+
+TEST_F(Hiding, LeavesVariablesOutOfWhatIsOpenedNextUntilNothingIsHidden) {
+  EXPECT_EQ(AtPrompt("open " + Path("abc.tsv") + " as before\nhide b nope\nopen " +
+                     Path("abc.tsv") + " as hidden\nhide nothing\nopen " + Path("abc.tsv") +
+                     " as after\nvariables hidden\n"),
+            IsOpen("before") +
+                "from now on what is opened hides b, nope\n"
+                "hidden is open: 2 variables, 2 cases, from " +
+                Path("abc.tsv") + "\nfrom now on what is opened hides nothing\n" + IsOpen("after") +
+                "   1  a  numeric  scale\n   2  c  numeric  scale\n");
+}
+
+TEST_F(Hiding, LeavesTheCasesOfTheOthersReadable) {
+  Execute({{"hide", "b"}, {"open", Path("abc.tsv"), "as", "survey"}});
+  EXPECT_EQ(Rows("survey"), (std::vector<std::vector<double>>{{1, 3}, {4, 6}}));
+}
+
+TEST_F(Hiding, ReadsCasesForTheDictionaryAsItIsByThen) {
+  const std::string file = WriteFile("text.tsv", "s\th\tn\nlong enough\t7\t8\n");
+  Execute({{"hide", "h"},
+           {"open", file, "as", "survey"},
+           {"write", "survey"},
+           {"move", "survey", "n", "to", "1"},
+           {"insert", "survey", "new", "before", "s"},
+           {"release"}});
+  const std::vector<double> row = Rows("survey").at(0);
+  ASSERT_EQ(row.size(), 4u);
+  EXPECT_EQ(row[0], 8);
+  EXPECT_EQ(row[1], kSystemMissing);
+  OBS text[2];
+  text[0].number = row[2];
+  text[1].number = row[3];
+  EXPECT_EQ(std::string(text[0].text, 8) + std::string(text[1].text, 8), "long enough     ");
+}
+
+TEST_F(Hiding, ReadsAVariableOfAnotherTypeAsMissing) {
+  Execute({{"hide", "b"},
+           {"open", Path("abc.tsv"), "as", "survey"},
+           {"write", "survey"},
+           {"retype", "survey", "a", "string:9"},
+           {"release"}});
+  const std::vector<double> row = Rows("survey").at(1);
+  ASSERT_EQ(row.size(), 3u);
+  OBS text;
+  text.number = row[0];
+  EXPECT_EQ(std::string(text.text, 8), "        ");
+  EXPECT_EQ(row[2], 6);
+}
+
+TEST_F(Hiding, MayLeaveNoVariable) {
+  Execute({{"hide", "a", "b", "c"},
+           {"open", Path("abc.tsv"), "as", "survey"},
+           {"variables", "survey"}});
+  EXPECT_THAT(Said(), EndsWith("survey has no variables\n"));
+}
+
+TEST_F(Hiding, TakesTheHookOffTheRegistryWithTheShell) {
+  AtPrompt("hide b\n");
+  EXPECT_EQ(Registry().RegisterFilter(nullptr), nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Files changed from outside
+
+class Touching : public Hiding {
+ protected:
+  // As another program that saves would.
+  void Touch(const std::string& file) const {
+    using namespace std::chrono_literals;
+    const std::filesystem::path path = Path(file);
+    std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) + 5s);
+  }
+};
+
+TEST_F(Touching, IsSeenByFileAndByDataset) {
+  Execute({{"open", Path("abc.tsv"), "as", "survey"}, {"touched", "survey"}});
+  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was not changed from outside\n"));
+  Touch("abc.tsv");
+  Execute({{"touched", "survey"}});
+  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was changed from outside\n"));
+  Execute({{"touched", Path("ABC.tsv")}, {"touched", "0:0"}});
+  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was changed from outside\n" + Path("abc.tsv") +
+                               " was changed from outside\n"));
+}
+
+TEST_F(Touching, IsForgottenWhenTheFileIsTakenHoldOfAgain) {
+  Execute({{"open", Path("abc.tsv"), "as", "survey"}});
+  Touch("abc.tsv");
+  Execute({{"write", "survey"},
+           {"source", "survey", "file", Path("abc.tsv")},
+           {"release"},
+           {"touched", "survey"}});
+  EXPECT_THAT(Said(), EndsWith(" was not changed from outside\n"));
+}
+
+TEST_F(Touching, NeedsAFileThatADatasetHas) {
+  EXPECT_EQ(AtPrompt("add-empty nix\ntouched nix\ntouched " + Path("abc.tsv") + "\n"),
+            "nix is open, without a data source\nerror: nix has no file\n"
+            "error: no dataset is called \"" +
+                Path("abc.tsv") + "\"\n");
 }
 
 }  // namespace

@@ -2,36 +2,18 @@
 
 #include "BlankCases.h"
 
-#include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
-#include <vector>
 
 namespace sdmsh {
 namespace {
 
-using Row = std::vector<OBS>;
-
-Row BlankRow(const ORVX_DataSource& dictionary) {
-  OBS blanks;
-  std::memset(blanks.text, ' ', sizeof blanks.text);
-  OBS missing;
-  missing.number = kSystemMissing;
-  Row row;
-  for (int position = 0; position < dictionary.ColumnCount(); ++position) {
-    const auto width = static_cast<std::size_t>(dictionary.GetVariable(position).GetType());
-    const std::size_t cells = width == 0 ? 1 : (width + sizeof(OBS) - 1) / sizeof(OBS);
-    row.insert(row.end(), cells, width == 0 ? missing : blanks);
-  }
-  return row;
-}
-
 class BlankRows final : public ObsIterator {
  public:
-  BlankRows(Row row, long long count, OBS* area)
+  BlankRows(std::vector<OBS> row, long long count, OBS* area)
       : row_(std::move(row)), left_(count), area_(area) {}
 
   bool Next() override {
@@ -42,12 +24,30 @@ class BlankRows final : public ObsIterator {
   }
 
  private:
-  const Row row_;
+  const std::vector<OBS> row_;
   long long left_;
   OBS* const area_;
 };
 
 }  // namespace
+
+std::size_t CellCount(const ORVX_Variable& variable) {
+  const auto width = static_cast<std::size_t>(variable.GetType());
+  return width == 0 ? 1 : (width + sizeof(OBS) - 1) / sizeof(OBS);
+}
+
+std::vector<OBS> BlankRow(const ORVX_DataSource& dictionary) {
+  OBS blanks;
+  std::memset(blanks.text, ' ', sizeof blanks.text);
+  OBS missing;
+  missing.number = kSystemMissing;
+  std::vector<OBS> row;
+  for (int position = 0; position < dictionary.ColumnCount(); ++position) {
+    const ORVX_Variable& variable = dictionary.GetVariable(position);
+    row.insert(row.end(), CellCount(variable), variable.GetType() == 0 ? missing : blanks);
+  }
+  return row;
+}
 
 BlankCases::BlankCases(const ORVX_DataSource& dictionary, long long rowCount)
     : rowCount_(rowCount) {

@@ -4,9 +4,19 @@
 #ifndef SDMSH_BLANKCASES_H_
 #define SDMSH_BLANKCASES_H_
 
+#include <libdatasrc/OBS.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
+#include <cstddef>
+#include <vector>
+
 namespace sdmsh {
+
+// How many cells of a row the variable takes.
+std::size_t CellCount(const ORVX_Variable& variable);
+
+// A row in which every number is missing and every string blank.
+std::vector<OBS> BlankRow(const ORVX_DataSource& dictionary);
 
 // Threads: as for ORVX_DataSource.
 class BlankCases final : public ORVX_DataSource {

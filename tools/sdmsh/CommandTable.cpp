@@ -112,7 +112,16 @@ const std::vector<CommandSubject>& CommandTable() {
             "\"\" for none. No file is touched."},
            {"window", "DATASET front|minimized|hidden on|off", "sets a mark of its window",
             SetWindowState},
-           {"password", "DATASET TEXT [mangled]", "sets its password", SetPassword},
+           {"password", "DATASET TEXT [mangled]", "sets its password", SetPassword,
+            "Where a data file is open, the file says whether it is mangled."},
+           {"hide", "NAME...|nothing", "hides variables of these names in whatever is opened next",
+            HideVariables,
+            "From everyone: a demonstration of the registry's filter hook, which puts a source "
+            "without them on top of each that is added. Their values stay in the file."},
+           {"touched", "FILE|DATASET", "tells whether its file was changed from outside",
+            AskWhetherTouched,
+            "Since its dataset took hold of it. Asks the open file: one put in its place is not "
+            "seen."},
        }},
       {"The shell",
        {

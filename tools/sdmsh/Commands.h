@@ -32,6 +32,8 @@ void TellObservers(Shell& shell, Caller& caller, Arguments& arguments);
 // RegistryCommands.cpp
 void WatchRegistry(Shell& shell, Caller& caller, Arguments& arguments);
 void UnwatchRegistry(Shell& shell, Caller& caller, Arguments& arguments);
+void HideVariables(Shell& shell, Caller& caller, Arguments& arguments);
+void AskWhetherTouched(Shell& shell, Caller& caller, Arguments& arguments);
 
 // DictionaryCommands.cpp
 void InsertVariable(Shell& shell, Caller& caller, Arguments& arguments);

@@ -61,9 +61,10 @@ void OpenFile(Shell& shell, Caller& caller, Arguments& arguments) {
   DatasetOpened::Size size{};
   caller.Do([&] {
     auto source = SystemFileDataSource::Open(file);
-    size = {source->ColumnCount(), source->RowCount()};
     id = shell.Registry().Add(*source, file, quiet);
     static_cast<void>(source.release());  // the dataset owns it now
+    const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
+    size = {reader->ColumnCount(), reader->RowCount()};  // as the filter hook has left it
   });
   shell.Adopt(id, name);
   shell.Say(DatasetOpened{caller.Name(), name, id, file, size, quiet});

@@ -154,6 +154,17 @@ struct RegistryTold {
   std::variant<DatasetCreated, DatasetDeleted> what;
 };
 
+// From now on these variables are hidden in what is opened; none: nothing is.
+struct Hiding {
+  std::vector<std::string> names;
+};
+
+// Whether a file was changed from outside since its dataset took hold of it.
+struct FileTouched {
+  std::string file;
+  bool touched;
+};
+
 // A command's row of the table.
 struct CommandHelp {
   std::string name;
@@ -178,9 +189,10 @@ struct Failure {
   std::string text;
 };
 
-using Event = std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList,
-                           VariableTable, MirrorComparison, LockEvent, Observing, Told, NotTold,
-                           Watching, RegistryTold, CommandHelp, HelpTable, Failure>;
+using Event =
+    std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList, VariableTable,
+                 MirrorComparison, LockEvent, Observing, Told, NotTold, Watching, RegistryTold,
+                 Hiding, FileTouched, CommandHelp, HelpTable, Failure>;
 
 }  // namespace sdmsh
 

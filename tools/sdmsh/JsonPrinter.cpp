@@ -411,6 +411,14 @@ Json Members(const RegistryTold& told) {
   return json;
 }
 
+Json Members(const Hiding& hiding) {
+  return {{"event", "hides"}, {"names", hiding.names}};
+}
+
+Json Members(const FileTouched& answer) {
+  return {{"event", "touched"}, {"file", answer.file}, {"touched", answer.touched}};
+}
+
 Json Help(const CommandHelp& command) {
   return {{"command", command.name},
           {"arguments", command.arguments},

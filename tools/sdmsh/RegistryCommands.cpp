@@ -5,7 +5,31 @@
 #include "Commands.h"
 #include "Shell.h"
 
+#include <libplatdep/mbstricmp.h>
+#include <ServerDataManager/serverdatamgr.h>
+
+#include <utility>
+
 namespace sdmsh {
+namespace {
+
+bool SameName(const std::string& a, const std::string& b) {
+  return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
+}
+
+// The file itself where a dataset has it, else that of the dataset so called.
+std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {
+  for (const DatasetPtr& dataset : shell.Datasets()) {
+    const std::string file = dataset->Handle().GetFileName();
+    if (!file.empty() && SameName(file, fileOrDataset)) return file;
+  }
+  const DatasetPtr dataset = shell.Find(caller, fileOrDataset);
+  const std::string file = dataset->Handle().GetFileName();
+  if (file.empty()) throw CommandError(dataset->Name() + " has no file");
+  return file;
+}
+
+}  // namespace
 
 void WatchRegistry(Shell& shell, Caller& caller, Arguments& arguments) {
   arguments.Expect("registry");
@@ -22,6 +46,25 @@ void UnwatchRegistry(Shell& shell, Caller& caller, Arguments& arguments) {
   }
   caller.Do([&] { shell.Watch().End(caller.Name()); });
   shell.Say(Watching{caller.Name(), false});
+}
+
+void HideVariables(Shell& shell, Caller&, Arguments& arguments) {
+  std::vector<std::string> names;
+  if (arguments.Accept("nothing")) {
+    arguments.End();
+  } else {
+    names = arguments.TakeRest("\"nothing\" or NAME");
+  }
+  shell.Hide(names);
+  shell.Say(Hiding{std::move(names)});
+}
+
+void AskWhetherTouched(Shell& shell, Caller& caller, Arguments& arguments) {
+  const std::string fileOrDataset = arguments.Take("FILE or DATASET");
+  arguments.End();
+  FileTouched answer{FileMeant(shell, caller, fileOrDataset), false};
+  caller.Do([&] { answer.touched = shell.Registry().SavFileExternallyChanged(answer.file); });
+  shell.Say(std::move(answer));
 }
 
 }  // namespace sdmsh

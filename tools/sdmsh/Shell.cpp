@@ -45,6 +45,7 @@ Shell::Shell(ServerDataManager& registry, Printer& printer, Bound bound)
       locks_([this](const Event& event) { Say(event); }, bound) {}
 
 Shell::~Shell() {
+  Hide({});
   for (const DatasetPtr& dataset : datasets_) registry_.Delete(dataset->ID());
 }
 
@@ -116,6 +117,12 @@ DatasetPtr Shell::Adopt(LocallyUniqueID id, const std::string& name) {
   const DatasetPtr dataset = std::make_shared<OpenDataset>(registry_.GetDataSet(id));
   dataset->Handle().SetHandle(name);
   return datasets_.emplace_back(dataset);
+}
+
+void Shell::Hide(const std::vector<std::string>& names) {
+  auto hidden = names.empty() ? nullptr : std::make_unique<HiddenVariables>(names);
+  registry_.RegisterFilter(hidden.get());
+  hidden_ = std::move(hidden);
 }
 
 void Shell::Close(const OpenDataset& dataset) {

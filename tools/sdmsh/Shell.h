@@ -6,12 +6,14 @@
 
 #include "Caller.h"
 #include "Event.h"
+#include "HiddenVariables.h"
 #include "LockDesk.h"
 #include "OpenDataset.h"
 #include "Printer.h"
 #include "RegistryWatch.h"
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,7 +32,7 @@ class Shell {
   Shell(ServerDataManager& registry, Printer& printer, Bound bound = std::chrono::seconds(10));
   Shell(const Shell&) = delete;
   Shell& operator=(const Shell&) = delete;
-  // Takes the datasets off the registry. Not while IsStuck().
+  // Takes the datasets and the filter hook off the registry. Not while IsStuck().
   ~Shell();
 
   // Carries out a command for the role. Throws CommandError where it is wrong; the shell goes on.
@@ -55,6 +57,8 @@ class Shell {
 
   // Takes up a dataset that was just registered, and gives it its handle name.
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
+  // Hides variables of these names in what is opened from now on, and no others.
+  void Hide(const std::vector<std::string>& names);
   // Deletes the dataset from the registry.
   void Close(const OpenDataset& dataset);
 
@@ -75,6 +79,7 @@ class Shell {
   ServerDataManager& registry_;
   Printer& printer_;
   RegistryWatch watch_;
+  std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
   std::vector<DatasetPtr> datasets_;
   LockDesk locks_;  // last: callers go before the datasets that they work on
   bool over_ = false;

@@ -228,6 +228,15 @@ class WordsPrinter final : public Printer {
          << "\n";
   }
 
+  void Show(const Hiding& hiding) {
+    out_ << "from now on what is opened hides "
+         << (hiding.names.empty() ? "nothing" : Joined(hiding.names)) << "\n";
+  }
+
+  void Show(const FileTouched& answer) {
+    out_ << answer.file << (answer.touched ? " was" : " was not") << " changed from outside\n";
+  }
+
   void Show(const CommandHelp& command) {
     out_ << command.name << (command.arguments.empty() ? "" : " ") << command.arguments << "\n"
          << "  " << command.help << "\n";
