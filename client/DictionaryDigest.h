@@ -35,8 +35,8 @@ struct SDM_EXPORT DictionaryDigest {
 // equal means what it means for change messages: no label is an empty one, an absent extension an
 // empty one, the order of attributes does not matter, that of sets does.
 //
-// Not covered, as messages carry it only in part or not at all: rows per imputation, the name of the
-// file, extensions of other types, the parent, the cases.
+// Not covered, as messages carry it only in part or not at all: rows per imputation, the name of
+// the file, extensions of other types, the parent, the cases.
 //
 // Threads: any that may read the source.
 SDM_EXPORT DictionaryDigest DigestOf(const ORVX_DataSource& source);

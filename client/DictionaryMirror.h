@@ -38,8 +38,8 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 //   - rows per imputation: only that there is no imputation any more; the mirror never has another
 //     number than 0
 //   - the file specification: that of a dataset that rests on a saved data file, told when it
-//     changes. One that was set while the dataset did not rest on such a file, or that is suppressed, is
-//     not told; the mirror keeps the one last told.
+//     changes. One that was set while the dataset did not rest on such a file, or that is
+//     suppressed, is not told; the mirror keeps the one last told.
 // What a dataset has beside its dictionary (cases, handle, file name, password, window) no message
 // carries.
 //

@@ -37,7 +37,7 @@ namespace {
 
 // --- the client process and the channel to it ---
 
-class ClientProcess : public PackageProxy {
+class ClientProcess final : public PackageProxy {
  public:
   // Starts `program`, which gets the other end of the socket as its standard input.
   ClientProcess(const std::string& program, LocallyUniqueID dataset);

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Set by the build: 6, and 4 where a sanitizer makes each step many times slower.
+// Set by the build: 6, and 5 where a sanitizer makes each step many times slower.
 constexpr std::size_t kIdentifiers = ALL_VARIABLE_LISTS_IDENTIFIERS;
 static_assert(kIdentifiers <= 6);
 

@@ -17,7 +17,7 @@
 namespace support {
 
 // Threads: as messages come; `frames` otherwise.
-class FrameChannel : public PackageProxy {
+class FrameChannel final : public PackageProxy {
  public:
   short SendMessage(int command, VSerializable* message) override {
     ++sends;

@@ -41,7 +41,7 @@ inline VariableSetImpl SetOf(const std::string& name, const std::string& members
   VariableSetImpl set;
   set.name = name;
   set.label = "label of " + name;
-  set.countedValue = "1";
+  set.countedValue = std::string(1, '1');
   for (const ORVX_Variable& member : Vars(members)) set.members.push_back(member.GetID());
   return set;
 }

@@ -55,7 +55,8 @@ DictionaryMirror MirrorOf(const std::string& names) {
 
 std::string Names(const DictionaryMirror& mirror) {
   std::string names;
-  for (const ORVX_Variable& variable : VariablesOf(mirror.Dictionary())) names += variable.GetName();
+  for (const ORVX_Variable& variable : VariablesOf(mirror.Dictionary()))
+    names += variable.GetName();
   return names;
 }
 

@@ -1,0 +1,126 @@
+// A stream while several threads write, and others send snapshots of the same dataset.
+
+#include <client/ChangeStreamReader.h>
+#include <client/server/ChangeStreamObserver.h>
+#include <libvserial/VSerializable.h>
+#include <libvserial/VStream.h>
+#include <PackageProxy/PackageProxy.h>
+#include <tests/support/Datasets.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Outcome = ChangeStreamReader::Outcome;
+
+constexpr int kWriters = 2;
+constexpr int kWrites = 100;
+constexpr int kSenders = 2;
+constexpr int kSnapshots = 50;
+
+// A channel that says whether two threads were in it at once.
+class BusyChannel final : public PackageProxy {
+ public:
+  short SendMessage(int, VSerializable* message) override {
+    if (inside.fetch_add(1) != 0) overlapped = true;
+    VStream stream;
+    message->VSInitSerialization(stream);
+    frames.emplace_back(stream.Bytes());
+    inside.fetch_sub(1);
+    return fails ? short{32} : short{0};
+  }
+
+  std::atomic<int> inside{0};
+  std::atomic<bool> overlapped{false};
+  bool fails = false;
+  std::vector<std::string> frames;  // no lock of its own: that the stream gives it turns is tested
+};
+
+class ChangeStreamThreads : public testing::Test {
+ protected:
+  ChangeStreamThreads() { SvrDMDataset(registry, id).Register(stream); }
+  ~ChangeStreamThreads() override { SvrDMDataset(registry, id).Unregister(stream); }
+
+  void WriteOften() {
+    for (int i = 0; i < kWrites; ++i) {
+      SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr);
+      writer->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "new"), nullptr);
+      writer->SetLabel(std::to_string(i).c_str());
+      writer.IncrementCaseSequence();
+    }
+  }
+  void SendSnapshots() {
+    for (int i = 0; i < kSnapshots; ++i) {
+      const SvrDMInputDataSource reader(registry, id, /*tryOnly=*/false);
+      stream.SendSnapshot(reader);
+    }
+  }
+
+  // All of them at once, with `beside` on this thread.
+  template <class Beside>
+  void Together(Beside beside) {
+    std::latch start(kWriters + kSenders + 1);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kWriters; ++i) {
+      threads.emplace_back([&] {
+        start.arrive_and_wait();
+        WriteOften();
+      });
+    }
+    for (int i = 0; i < kSenders; ++i) {
+      threads.emplace_back([&] {
+        start.arrive_and_wait();
+        SendSnapshots();
+      });
+    }
+    start.arrive_and_wait();
+    beside();
+    for (std::thread& thread : threads) thread.join();
+  }
+
+  ServerDataManager registry;
+  LocallyUniqueID id = support::AddDataset(registry, "A B", /*quiet=*/true);
+  BusyChannel channel;
+  ChangeStreamObserver stream{channel};
+};
+
+// In the order in which they went out: a snapshot never stands between the wrong passes. The first
+// pass tells everything, also to whom a snapshot told it before.
+TEST_F(ChangeStreamThreads, EveryFrameIsFollowedInTheOrderInWhichItWasSent) {
+  support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
+
+  Together([] {});
+
+  EXPECT_FALSE(channel.overlapped);
+  EXPECT_EQ(channel.frames.size(), 1U + kWriters * kWrites + kSenders * kSnapshots);
+  ChangeStreamReader reader(id);
+  for (const std::string& frame : channel.frames) {
+    ASSERT_EQ(reader.Take(frame), Outcome::Applied) << reader.WhyWanted();
+  }
+  EXPECT_EQ(reader.PassNumber(), 1U + kWriters * kWrites);
+  EXPECT_EQ(reader.CaseSequence(), unsigned{kWriters * kWrites});
+}
+
+TEST_F(ChangeStreamThreads, ALostStreamIsTakenOffWhileOthersWrite) {
+  SvrDMDataset dataset(registry, id);
+  int reports = 0;
+  channel.fails = true;
+  Together([&] {
+    while (!stream.TakeOffIfLost(dataset)) std::this_thread::yield();
+    ++reports;
+    if (stream.TakeOffIfLost(dataset)) ++reports;
+  });
+  EXPECT_EQ(reports, 1);
+  EXPECT_TRUE(stream.IsLost());
+  const std::size_t sent = channel.frames.size();
+  support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("last"); });
+  EXPECT_EQ(channel.frames.size(), sent);
+}
+
+}  // namespace
