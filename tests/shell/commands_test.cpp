@@ -162,6 +162,17 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"survey none x", "the end of the line"}}},
       {"sequence", {{"", "DATASET"}, {"survey 5", "the end of the line"}}},
       {"bulk", {{"", "DATASET"}, {"survey on", "the end of the line"}}},
+      {"client", {{"", "DATASET"}, {"survey on", "the end of the line"}}},
+      {"report",
+       {{"", "DATASET"},
+        {"survey", "\"error\" or \"warning\""},
+        {"survey note x", "\"error\" or \"warning\""},
+        {"survey error", "TEXT"},
+        {"survey error two words", "the end of the line"}}},
+      {"warnings",
+       {{"", "DATASET"},
+        {"survey", "\"on\" or \"off\""},
+        {"survey off now", "the end of the line"}}},
       {"handle", {{"", "DATASET"}, {"survey", "NAME"}, {"survey a b", "the end of the line"}}},
       {"file", {{"", "DATASET"}, {"survey", "FILE"}, {"survey a b", "the end of the line"}}},
       {"window",
@@ -214,13 +225,19 @@ TEST_F(Commands, AnIdentifierThatNoDatasetHasIsExplained) {
 TEST_F(Commands, ThoseThatWriteNeedTheWriteLock) {
   const std::string refusal =
       "error: main does not hold the write lock on survey; `write survey` takes it\n";
-  for (const char* command :
-       {"insert survey x",    "delete survey a",   "move survey a to 1",      "reorder survey c",
-        "rename survey a x",  "label survey a x",  "retype survey a numeric", "source survey none",
-        "sequence survey",    "bulk survey",       "weight survey by a",      "filter survey by a",
-        "split survey off",   "trends survey off", "mrset survey x off",      "varset survey x off",
-        "title survey x",     "filespec survey x", "imputation survey 1",     "extension survey x",
-        "attribute survey x", "dirty survey on"}) {
+  for (const char* command : {"insert survey x",         "delete survey a",
+                              "move survey a to 1",      "reorder survey c",
+                              "rename survey a x",       "label survey a x",
+                              "retype survey a numeric", "source survey none",
+                              "sequence survey",         "bulk survey",
+                              "weight survey by a",      "filter survey by a",
+                              "split survey off",        "trends survey off",
+                              "mrset survey x off",      "varset survey x off",
+                              "title survey x",          "filespec survey x",
+                              "imputation survey 1",     "extension survey x",
+                              "attribute survey x",      "dirty survey on",
+                              "client survey",           "report survey error x",
+                              "warnings survey on"}) {
     EXPECT_EQ(AtPrompt(Open("survey") + command + "\n"), IsOpen("survey") + refusal);
     EXPECT_EQ(AtPrompt(Open("survey") + "read survey\n" + command + "\n"),
               IsOpen("survey") + "main takes the read lock on survey\n" + refusal +

@@ -62,9 +62,9 @@ std::vector<json> Where(const std::vector<json>& lines, const json& members) {
 }
 
 // To freeze a changed story: ./build/release/tools/sdmsh/sdmsh examples/survey.sdm
-// >tests/shell/survey.txt, and read the difference; likewise for properties.
+// >tests/shell/survey.txt, and read the difference; likewise for the others.
 TEST_F(Program, TellsTheStoriesOfTheExamples) {
-  for (const std::string story : {"survey", "properties"}) {
+  for (const std::string story : {"survey", "properties", "errors"}) {
     const Played played = Run("examples/" + story + ".sdm");
     EXPECT_EQ(played.out, ReadFile(std::string(PROJECT_ROOT) + "/tests/shell/" + story + ".txt"));
     EXPECT_THAT(played.err, IsEmpty());
@@ -231,6 +231,47 @@ TEST_F(Program, ShowsPropertiesAndTheMirrorInJson) {
   EXPECT_EQ(mirrors[1]["differing"], json::array({"rowsPerImputation"}));
   EXPECT_EQ(mirrors[1]["source"]["digest"], mirrors[1]["mirror"]["digest"]);
   EXPECT_EQ(mirrors[1]["mirror"]["variables"].size(), 10u);
+}
+
+TEST_F(Program, TellsWhatTheRegistryAndTheClientAreToldInJson) {
+  const std::string file = "examples/data/survey.tsv";
+  const std::vector<json> lines =
+      Lines(Run("--json " + Script("@w watch registry\nhide vote\nopen " + file +
+                                   " as survey\ntouched survey\nwrite survey\nreport survey error "
+                                   "Lost\nclient survey\nreport survey warning Odd\nreport survey "
+                                   "error Full\nwarnings survey off\nreport survey warning Odd\n"
+                                   "show survey\nclient survey off\nclose survey\nrelease\n"
+                                   "@w unwatch registry\nhide nothing\n"))
+                .out);
+  std::vector<json> events;
+  for (const json& line : lines) {
+    const std::string event = line["event"];
+    if (event != "command" && event != "lock" && event != "opened" && event != "closed" &&
+        event != "dataset") {
+      events.push_back(line);
+    }
+  }
+  const json expected = json::parse(R"([
+      {"event": "watches", "role": "w"},
+      {"event": "hides", "names": ["vote"]},
+      {"event": "created", "role": "w", "id": "0:0", "handle": "",
+       "file": "examples/data/survey.tsv"},
+      {"event": "touched", "file": "examples/data/survey.tsv", "touched": false},
+      {"event": "notReported", "role": null, "dataset": "survey"},
+      {"event": "client", "role": "main", "dataset": "survey"},
+      {"event": "reported", "role": "main", "dataset": "survey", "datasetId": "0:0",
+       "kind": "warning", "severity": 2, "text": "Odd"},
+      {"event": "reported", "role": "main", "dataset": "survey", "datasetId": "0:0",
+       "kind": "error", "severity": 1, "text": "Full"},
+      {"event": "notReported", "role": "main", "dataset": "survey"},
+      {"event": "client", "role": null, "dataset": "survey"},
+      {"event": "deleted", "role": "w", "id": "0:0", "handle": "survey"},
+      {"event": "watchesNoLonger", "role": "w"},
+      {"event": "hides", "names": []}])");
+  EXPECT_EQ(json(events), expected);
+  const std::vector<json> shown = Where(lines, {{"event", "dataset"}});
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0]["client"], "main");
 }
 
 TEST_F(Program, PrintsTheSameTwice) {

@@ -105,6 +105,15 @@ const std::vector<CommandSubject>& CommandTable() {
            {"bulk", "DATASET", "has the next pass report the variables as a whole", AskForBulkMoves,
             "One message deletes them all, one inserts them all."},
        }},
+      {"Errors, for the caller that holds the write lock",
+       {
+           {"client", "DATASET [off]", "sends what is reported on a dataset to the caller",
+            BindClient, "In place of the client that it had. `off`: to nobody."},
+           {"report", "DATASET error|warning TEXT", "reports an error or a warning", ReportError,
+            "Goes to the client of the dataset as a message, in the bytes in which it travels."},
+           {"warnings", "DATASET on|off", "says whether warnings are reported; errors always are",
+            SwitchWarnings},
+       }},
       {"Settings, for any caller",
        {
            {"handle", "DATASET NAME", "gives a dataset another handle name", SetHandle},

@@ -35,6 +35,11 @@ void UnwatchRegistry(Shell& shell, Caller& caller, Arguments& arguments);
 void HideVariables(Shell& shell, Caller& caller, Arguments& arguments);
 void AskWhetherTouched(Shell& shell, Caller& caller, Arguments& arguments);
 
+// ErrorCommands.cpp
+void BindClient(Shell& shell, Caller& caller, Arguments& arguments);
+void ReportError(Shell& shell, Caller& caller, Arguments& arguments);
+void SwitchWarnings(Shell& shell, Caller& caller, Arguments& arguments);
+
 // DictionaryCommands.cpp
 void InsertVariable(Shell& shell, Caller& caller, Arguments& arguments);
 void DeleteVariables(Shell& shell, Caller& caller, Arguments& arguments);

@@ -32,7 +32,8 @@ DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
           .passwordMangled = dataset.Item()->PasswordMangled(),
           .holders = ledger.Holders(id),
           .waiters = ledger.Waiters(id),
-          .observers = dataset.Observers()};
+          .observers = dataset.Observers(),
+          .client = dataset.Client()};
 }
 
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& dictionary) {

@@ -76,6 +76,7 @@ struct DatasetFacts {
   std::vector<Holding> holders;
   std::vector<Holding> waiters;
   std::vector<std::string> observers;  // a role stands there as often as it is told
+  std::string client;                  // to whom errors are reported; empty for nobody
 };
 
 struct DatasetList {
@@ -165,6 +166,29 @@ struct FileTouched {
   bool touched;
 };
 
+// A role becomes the client of a dataset; an empty one: it has none any more.
+struct ClientBound {
+  std::string dataset;
+  std::string role;
+};
+
+// The client of a dataset received a report.
+struct Reported {
+  std::string role;
+  std::string dataset;
+  // As the message says:
+  LocallyUniqueID datasetID;
+  int severity;
+  bool isError;
+  std::string text;
+};
+
+// A report went to nobody.
+struct NotReported {
+  std::string dataset;
+  std::string role;  // the client, which is told no warnings; empty where there is no client
+};
+
 // A command's row of the table.
 struct CommandHelp {
   std::string name;
@@ -189,10 +213,10 @@ struct Failure {
   std::string text;
 };
 
-using Event =
-    std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList, VariableTable,
-                 MirrorComparison, LockEvent, Observing, Told, NotTold, Watching, RegistryTold,
-                 Hiding, FileTouched, CommandHelp, HelpTable, Failure>;
+using Event = std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList,
+                           VariableTable, MirrorComparison, LockEvent, Observing, Told, NotTold,
+                           Watching, RegistryTold, Hiding, FileTouched, ClientBound, Reported,
+                           NotReported, CommandHelp, HelpTable, Failure>;
 
 }  // namespace sdmsh
 

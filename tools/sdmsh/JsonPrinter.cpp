@@ -285,6 +285,11 @@ Json Members(const DatasetClosed& closed) {
           {"waiters", Holdings(closed.waiters)}};
 }
 
+// Null for nobody.
+Json Client(const std::string& role) {
+  return role.empty() ? Json(nullptr) : Json(role);
+}
+
 Json Facts(const DatasetFacts& facts) {
   return {{"dataset", facts.dataset},
           {"id", Identifier(facts.id)},
@@ -301,7 +306,8 @@ Json Facts(const DatasetFacts& facts) {
           {"passwordMangled", facts.passwordMangled},
           {"holders", Holdings(facts.holders)},
           {"waiters", Holdings(facts.waiters)},
-          {"observers", facts.observers}};
+          {"observers", facts.observers},
+          {"client", Client(facts.client)}};
 }
 
 Json Members(const DatasetFacts& facts) {
@@ -417,6 +423,26 @@ Json Members(const Hiding& hiding) {
 
 Json Members(const FileTouched& answer) {
   return {{"event", "touched"}, {"file", answer.file}, {"touched", answer.touched}};
+}
+
+Json Members(const ClientBound& bound) {
+  return {{"event", "client"}, {"role", Client(bound.role)}, {"dataset", bound.dataset}};
+}
+
+Json Members(const Reported& reported) {
+  return {{"event", "reported"},
+          {"role", reported.role},
+          {"dataset", reported.dataset},
+          {"datasetId", Identifier(reported.datasetID)},
+          {"kind", reported.isError ? "error" : "warning"},
+          {"severity", reported.severity},
+          {"text", reported.text}};
+}
+
+Json Members(const NotReported& notReported) {
+  return {{"event", "notReported"},
+          {"role", Client(notReported.role)},
+          {"dataset", notReported.dataset}};
 }
 
 Json Help(const CommandHelp& command) {

@@ -1,6 +1,10 @@
-// A dataset and its observers.
+// A dataset, its observers and its client.
 
 #include "OpenDataset.h"
+
+#include <liborvxmsgs/ReportedErrorMsg.h>
+#include <libvserial/VStream.h>
+#include <PackageProxy/PackageProxy.h>
 
 #include <algorithm>
 #include <utility>
@@ -24,11 +28,47 @@ class OpenDataset::RoleObserver final : public SvrDMDataSetObserver {
   const std::string role_;
 };
 
+// The way to a client in another process, but for the process: what is sent is written into bytes
+// and read from them.
+class OpenDataset::ClientChannel final : public PackageProxy {
+ public:
+  ClientChannel(OpenDataset& dataset, std::string role)
+      : dataset_(dataset), role_(std::move(role)) {}
+
+  const std::string& Role() const { return role_; }
+
+  short SendMessage(int command, VSerializable* message) override {
+    if (command != kErrorReport) return kUnknownCommand;
+    VStream sent;
+    message->VSInitSerialization(sent);
+    Receive(sent.Bytes());
+    return 0;
+  }
+
+ private:
+  static constexpr int kErrorReport = 1000;
+  static constexpr short kUnknownCommand = 1;
+
+  void Receive(std::string_view bytes) {
+    VStream received(bytes);
+    ReportedErrorMsg report;
+    report.Process(received);
+    received.ExpectEnd();
+    const ErrorText& text = report.GetText();
+    dataset_.reported_.push_back({role_, dataset_.Name(), report.GetDataSetID(), text.Severity(),
+                                  text.Severity() == ErrorText::kError, text.Text()});
+  }
+
+  OpenDataset& dataset_;
+  const std::string role_;
+};
+
 OpenDataset::OpenDataset(SvrDMItemPtr item) : item_(item), handle_(item) {
   handle_.Register(interpreter_);
 }
 
 OpenDataset::~OpenDataset() {
+  handle_.InitializeErrorMonitor(nullptr);
   handle_.Unregister(interpreter_);
   for (const auto& [role, observer] : roles_) handle_.Unregister(*observer);
 }
@@ -56,6 +96,20 @@ void OpenDataset::Unobserve(const std::string& role) {
 
 bool OpenDataset::IsObservedBy(const std::string& role) const {
   return std::find(observers_.begin(), observers_.end(), role) != observers_.end();
+}
+
+void OpenDataset::BindClient(const std::string& role) {
+  auto client = role.empty() ? nullptr : std::make_unique<ClientChannel>(*this, role);
+  handle_.InitializeErrorMonitor(client.get());
+  client_ = std::move(client);
+}
+
+std::string OpenDataset::Client() const {
+  return client_ == nullptr ? "" : client_->Role();
+}
+
+std::vector<Reported> OpenDataset::TakeReported() {
+  return std::exchange(reported_, {});
 }
 
 std::vector<Told> OpenDataset::TakeTold() {

@@ -1,4 +1,4 @@
-// OpenDataset: a dataset that the shell opened, with those who observe it.
+// OpenDataset: a dataset that the shell opened, with those who observe it and its client.
 
 #ifndef SDMSH_OPENDATASET_H_
 #define SDMSH_OPENDATASET_H_
@@ -25,7 +25,7 @@ class OpenDataset {
   explicit OpenDataset(SvrDMItemPtr item);
   OpenDataset(const OpenDataset&) = delete;
   OpenDataset& operator=(const OpenDataset&) = delete;
-  // Takes its observers off the dataset.
+  // Takes its observers and its client off the dataset.
   ~OpenDataset();
 
   LocallyUniqueID ID() const { return handle_.GetDataSetID(); }
@@ -42,12 +42,22 @@ class OpenDataset {
   const std::vector<std::string>& Observers() const { return observers_; }
   bool IsObservedBy(const std::string& role) const;
 
+  // Makes the role the client to whom errors are reported, in place of the one before; an empty
+  // role: nobody.
+  // Threads: also that of a role that holds the write lock.
+  void BindClient(const std::string& role);
+  // The role; empty for none.
+  std::string Client() const;
+  // What clients received since the last call.
+  std::vector<Reported> TakeReported();
+
   // What observers were told since the last call, in the order in which they were.
   std::vector<Told> TakeTold();
   const ChangeInterpreter& Interpreter() const { return interpreter_; }
 
  private:
   class RoleObserver;
+  class ClientChannel;
 
   SvrDMItemPtr item_;
   SvrDMDataset handle_;
@@ -55,6 +65,8 @@ class OpenDataset {
   std::map<std::string, std::unique_ptr<RoleObserver>> roles_;
   std::vector<std::string> observers_;
   std::vector<Told> told_;
+  std::unique_ptr<ClientChannel> client_;  // null for none
+  std::vector<Reported> reported_;
 };
 
 using DatasetPtr = std::shared_ptr<OpenDataset>;

@@ -125,6 +125,7 @@ class WordsPrinter final : public Printer {
     Fact("readers", std::to_string(facts.readersCount));
     Fact("writers", std::to_string(facts.writersCount));
     Fact("observers", OrNone(Joined(facts.observers)));
+    if (!facts.client.empty()) Fact("client", facts.client);
     Fact("window", WindowInWords(facts));
     Fact("password", PasswordInWords(facts));
   }
@@ -235,6 +236,28 @@ class WordsPrinter final : public Printer {
 
   void Show(const FileTouched& answer) {
     out_ << answer.file << (answer.touched ? " was" : " was not") << " changed from outside\n";
+  }
+
+  void Show(const ClientBound& bound) {
+    if (bound.role.empty()) {
+      out_ << bound.dataset << " has no client any more\n";
+    } else {
+      out_ << bound.role << " is the client of " << bound.dataset << "\n";
+    }
+  }
+
+  void Show(const Reported& reported) {
+    out_ << "  " << reported.role << " is reported: " << (reported.isError ? "error" : "warning")
+         << " on " << reported.dataset << ": " << Quoted(reported.text) << "\n";
+  }
+
+  void Show(const NotReported& notReported) {
+    if (notReported.role.empty()) {
+      out_ << "  nobody is reported: " << notReported.dataset << " has no client\n";
+    } else {
+      out_ << "  " << notReported.role << " is not reported: warnings on " << notReported.dataset
+           << " are off\n";
+    }
   }
 
   void Show(const CommandHelp& command) {

@@ -1,0 +1,100 @@
+// Reports on datasets, and the clients that get them.
+
+#include "ShellTest.h"
+
+#include <ServerDataManager/ErrorText.h>
+#include <ServerDataManager/InteractiveErrorMonitor.h>
+#include <ServerDataManager/svrdmitem.h>
+
+namespace sdmsh {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Errors : public ShellTest {
+ protected:
+  // What is said after `window` has become the client of survey and has its write lock.
+  std::string AtClient(const std::string& commands) {
+    const std::string before = IsOpen("survey") +
+                               "window takes the write lock on survey\n"
+                               "window is the client of survey\n";
+    const std::string text =
+        AtPrompt(Open("survey") + "@window write survey\n@window client survey\n" + commands);
+    EXPECT_THAT(text, StartsWith(before));
+    return text.substr(std::min(before.size(), text.size()));
+  }
+};
+
+TEST_F(Errors, ReachTheClientWithTheirText) {
+  EXPECT_THAT(AtClient("@window report survey error \"Größe: \"\"7\"\"\"\n"
+                       "@window report survey warning \"\"\n"),
+              StartsWith("  window is reported: error on survey: \"Größe: \"7\"\"\n"
+                         "  window is reported: warning on survey: \"\"\n"));
+}
+
+TEST_F(Errors, HaveAClientThatShows) {
+  EXPECT_THAT(AtClient("@window show survey\n"), HasSubstr("  client         window\n"));
+}
+
+TEST_F(Errors, AreReportedByWhoeverWrites) {
+  EXPECT_THAT(AtClient("@window release\n@recode write survey\n@recode report survey error Full\n"),
+              HasSubstr("recode takes the write lock on survey\n"
+                        "  window is reported: error on survey: \"Full\"\n"));
+}
+
+TEST_F(Errors, AreReportedWhileWarningsAreNot) {
+  EXPECT_THAT(AtClient("@window warnings survey off\n@window report survey warning Odd\n"
+                       "@window report survey error Full\n@window warnings survey on\n"
+                       "@window report survey warning Odd\n"),
+              StartsWith("  window is not reported: warnings on survey are off\n"
+                         "  window is reported: error on survey: \"Full\"\n"
+                         "  window is reported: warning on survey: \"Odd\"\n"));
+}
+
+TEST_F(Errors, OfADatasetWithoutAClientReachNobody) {
+  EXPECT_THAT(AtPrompt("add-empty nix\nwrite nix\nreport nix error Full\n"),
+              HasSubstr("  nobody is reported: nix has no client\n"));
+  EXPECT_THAT(AtClient("@window client survey off\n@window report survey error Full\n"),
+              StartsWith("survey has no client any more\n"
+                         "  nobody is reported: survey has no client\n"));
+}
+
+TEST_F(Errors, GoToTheLastClientAlone) {
+  EXPECT_THAT(AtClient("@window release\nwrite survey\nclient survey\nreport survey error Full\n"),
+              HasSubstr("main is the client of survey\n"
+                        "  main is reported: error on survey: \"Full\"\n"
+                        "main releases the write lock on survey\n"));
+}
+
+TEST_F(Errors, GoToTheClientOfTheirDataset) {
+  EXPECT_THAT(AtClient("add-empty nix\nwrite nix\nclient nix\nwarnings nix off\n"
+                       "report nix error Full\n@window report survey warning Odd\n"),
+              HasSubstr("  main is reported: error on nix: \"Full\"\n"
+                        "  window is reported: warning on survey: \"Odd\"\n"));
+}
+
+TEST_F(Errors, StillReachTheClientOfAClosedDataset) {
+  EXPECT_THAT(AtClient("close survey\n@window report survey error Full\n"),
+              HasSubstr("  window is reported: error on survey: \"Full\"\n"));
+}
+
+TEST_F(Errors, ReachNobodyOnceTheShellHasLetGoOfItsDataset) {
+  std::ostringstream out;
+  const auto printer = MakeWordsPrinter(out, out);
+  SvrDMItemPtr item;
+  {
+    Shell shell(Registry(), *printer);
+    shell.Execute("window", {"add-empty", "nix"});
+    shell.Execute("window", {"write", "nix"});
+    shell.Execute("window", {"client", "nix"});
+    shell.Execute("window", {"release"});
+    item = Registry().GetDataSet("nix");
+  }
+  item->GetErrorMonitor().Report(ErrorText("Full", ErrorText::kError));
+  EXPECT_THAT(out.str(), EndsWith("window releases the write lock on nix\n"));
+}
+
+}  // namespace
+}  // namespace sdmsh
