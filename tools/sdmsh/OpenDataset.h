@@ -44,7 +44,7 @@ class OpenDataset {
 
   // Makes the role the client to whom errors are reported, in place of the one before; an empty
   // role: nobody.
-  // Threads: also that of a role that holds the write lock.
+  // Threads: that of the role that holds the write lock.
   void BindClient(const std::string& role);
   // The role; empty for none.
   std::string Client() const;
