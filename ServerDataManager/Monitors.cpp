@@ -27,9 +27,8 @@ void SendTextExtension(ORVX_DataSource::ExtensionType type, const std::string& t
 }  // namespace
 
 bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) {
-  const std::vector<VariableSetImpl> newSets = ds.GetMRSets();
-  const std::vector<VariableSetImpl> oldSets = view.GetMRSets();
-  if (newSets == oldSets) return false;
+  const std::vector<VariableSetImpl>& newSets = ds.GetMRSets();
+  if (newSets == view.GetMRSets()) return false;
   view.SetMRSets(newSets);
   const std::vector<VariableSet> sets = VariableSets(ds, kMRSets);
   SendSetExtension(kMRSetsText, sets, item);
@@ -38,9 +37,8 @@ bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) 
 }
 
 bool MonitorVariableSets(ORVX_DataSource& view, ORVX_DataSource const& ds, SvrDMItem& item) {
-  const std::vector<VariableSetImpl> newSets = ds.GetVariableSets();
-  const std::vector<VariableSetImpl> oldSets = view.GetVariableSets();
-  if (newSets == oldSets) return false;
+  const std::vector<VariableSetImpl>& newSets = ds.GetVariableSets();
+  if (newSets == view.GetVariableSets()) return false;
   view.SetVariableSets(newSets);
   SendSetExtension(kVariableSetsText, VariableSets(ds, kVariableSets), item);
   return true;

@@ -27,6 +27,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -187,7 +188,7 @@ class VariablePass {
 };
 
 // A label that a client can show: "" for none.
-std::string LabelOf(const ORVX_DataSource& source) {
+std::string_view LabelOf(const ORVX_DataSource& source) {
   const char* const label = source.GetLabel();
   return label != nullptr ? label : "";
 }
@@ -263,9 +264,9 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   // While the new name is the one suppressed on this dataset, the view keeps the old one, so that
   // the change is told once the suppression has ended.
   void CompareFileSpec() {
+    if (std::string_view(view_.GetFileSpec()) == source_.GetFileSpec()) return;
     const std::string newSpec = source_.GetFileSpec();
-    const std::string oldSpec = view_.GetFileSpec();
-    if (oldSpec == newSpec || item_.SuppressedFileName() == newSpec) return;
+    if (item_.SuppressedFileName() == newSpec) return;
     if (SystemFile(&source_)) {
       QueueMessage<FileSpecChangeMsg>(item_, newSpec.c_str(), true);
       item_.FileName(newSpec);
@@ -274,8 +275,8 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   }
 
   void CompareLabel() {
-    const std::string newLabel = LabelOf(source_);
-    if (newLabel == LabelOf(view_)) return;
+    if (LabelOf(view_) == LabelOf(source_)) return;
+    const std::string newLabel(LabelOf(source_));
     QueueMessage<FileLabelChangeMsg>(item_, newLabel.c_str());
     view_.SetLabel(newLabel.empty() ? nullptr : newLabel.c_str());
   }

@@ -18,8 +18,22 @@ class BenchDataset : private SvrDMDataSetObserver {
   explicit BenchDataset(int variables) {
     auto source = std::make_unique<DataFreeDataSource>();
     for (int i = 0; i < variables; ++i) {
-      source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), std::to_string(i)), nullptr);
+      ORVX_Variable variable(ORVX_Variable::NextID(), "answer" + std::to_string(i));
+      variable.SetLabel("What the respondent said to question " + std::to_string(i));
+      variable.SetValueLabels({{1.0, "Agrees"}, {2.0, "Neither"}, {3.0, "Disagrees"}});
+      source->MakeVariable(variable, nullptr);
     }
+    // Every property has something to compare, too long for a string to hold it in place.
+    source->SetLabel("A label that is a sentence, as labels of datasets are");
+    source->SetFileSpec("/data/surveys/national/1996/election-study.tsv");
+    VariableSetImpl set;
+    set.name = "A set of variables with a name of its own";
+    set.members = {source->GetVariable(0).GetID()};
+    source->SetVariableSets({set});
+    source->SetMRSets({set});
+    DatasourceAttributes attributes;
+    attributes.Set("the source of the data", {"a national survey, held before the election"});
+    source->SetAttributes(attributes);
     id_ = Registry().Add(*source.release(), "", /*quiet=*/true);
     item_ = Registry().GetDataSet(id_);
     item_->Register(*this);

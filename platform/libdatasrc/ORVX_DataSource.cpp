@@ -38,6 +38,14 @@ struct Uses {
   }
 };
 
+RefCountPtr<ORVX_ExtensionImpl> EmptyBlock(int type) {
+  // Extension 0 is looked at whenever a writer is released; where it is absent that costs no
+  // memory.
+  static const RefCountPtr<ORVX_ExtensionImpl> ofTypeZero(new ORVX_ExtensionImpl(0, 1, 0, nullptr));
+  if (type == 0) return ofTypeZero;
+  return new ORVX_ExtensionImpl(type, 1, 0, nullptr);
+}
+
 [[noreturn]] void ThrowWrongPosition(const char* operation, long position, int size) {
   throw std::out_of_range(std::string(operation) + ": position " + std::to_string(position) +
                           " in a dictionary of " + std::to_string(size) + " variables");
@@ -266,9 +274,7 @@ void ORVX_DataSource::SetAttributes(const DatasourceAttributes& attributes) {
 ORVX_DataSource::Extension::Extension(const ORVX_DataSource& source, ExtensionType type) {
   const std::map<ExtensionType, Extension>& extensions = source.data_->extensions;
   const auto found = extensions.find(type);
-  block_ = found != extensions.end()
-               ? found->second.block_
-               : RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(type, 1, 0, nullptr));
+  block_ = found != extensions.end() ? found->second.block_ : EmptyBlock(type);
 }
 
 ORVX_DataSource::Extension::Extension(const RefCountPtr<ORVX_ExtensionImpl>& block)
