@@ -26,7 +26,9 @@ class SDM_EXPORT ServerDataManagerObserver {
 
   // A dataset is registered and has a data source. `fileName` is borrowed for the call; empty for a
   // dataset without a saved file or whose file name another dataset bears. An exception passes on
-  // to whoever added the dataset, which stays registered.
+  // to whoever added the dataset, which stays registered. A dataset that got its first data source
+  // from a writer, and was deleted while that writer was at work, is told as created only then:
+  // after its deletion.
   virtual void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) = 0;
 
   // A dataset is about to leave the registry, in which it is still found. Also called for a dataset
