@@ -8,6 +8,7 @@
 #include <tests/support/Messages.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -16,6 +17,13 @@ std::vector<std::string> Lines(const List& list) {
   std::vector<std::string> lines;
   for (const auto& element : list) lines.push_back(support::AsText(element));
   return lines;
+}
+
+// Whether the plain transcription covers it.
+bool IsTranscribed(const support::Said& said) {
+  using Kind = support::Said::Kind;
+  return support::IsAboutVariables(said) || said.kind == Kind::Weight ||
+         said.kind == Kind::Filter || said.kind == Kind::Split;
 }
 
 }  // namespace
@@ -38,7 +46,11 @@ std::string Followed::Update(bool mirrored) {
   item_.observerView_.Update();
 
   const std::vector<support::Said> queued = support::WhatIsSaidBy(item_.Notifications());
-  std::string wrong = MessagesThatDiffer(plain_.Update(support::VariablesOf(Source())), queued);
+  std::vector<support::Said> expected = plain_.Update(support::VariablesOf(Source()));
+  for (const support::Said& said : plain_.UpdateUses(support::UsesIn(Source()))) {
+    expected.push_back(said);
+  }
+  std::string wrong = MessagesThatDiffer(expected, queued);
   wrong += FlagsThatDiffer(wasDirty, queued);
   wrong += ViewThatDiffers();
   if (mirrored) wrong += MirrorThatDiffers();
@@ -48,16 +60,11 @@ std::string Followed::Update(bool mirrored) {
 
 std::string Followed::MessagesThatDiffer(const std::vector<support::Said>& expected,
                                          const std::vector<support::Said>& queued) {
-  auto next = expected.begin();
-  bool equal = true;
-  for (const support::Said& said : queued) {
-    if (!support::IsAboutVariables(said)) continue;
-    equal = equal && next != expected.end() && *next++ == said;
-  }
-  if (equal && next == expected.end()) return "";
+  std::vector<support::Said> told;
+  std::copy_if(queued.begin(), queued.end(), std::back_inserter(told), IsTranscribed);
+  if (told == expected) return "";
   return "Other messages than the plain transcription's:\n" +
-         support::SideBySide("plain", Lines(expected), "queued",
-                             Lines(support::OnlyAboutVariables(queued)));
+         support::SideBySide("plain", Lines(expected), "queued", Lines(told));
 }
 
 std::string Followed::FlagsThatDiffer(bool wasDirty, const std::vector<support::Said>& queued) {

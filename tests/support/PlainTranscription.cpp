@@ -31,8 +31,20 @@ void InsertAt(Variables& list, std::size_t position, const ORVX_Variable& variab
 
 }  // namespace
 
+Uses UsesIn(const ORVX_DataSource& source) {
+  Uses uses;
+  uses.weight = source.GetWeightVariableID();
+  uses.filter = source.GetFilterVariableID();
+  for (unsigned int i = 0; i < source.GetNSplitVars(); ++i) {
+    uses.split.push_back(source.GetSplitVarID(i));
+  }
+  uses.separate = source.GetSplitqSeparate();
+  return uses;
+}
+
 std::vector<Said> PlainTranscription::Update(const Variables& source) {
   said_.clear();
+  splitCountBefore_ = uses.split.size();
   anyChange = false;
   sourceDirtied = false;
   if (bulkVarMoves) {
@@ -46,7 +58,7 @@ std::vector<Said> PlainTranscription::Update(const Variables& source) {
 void PlainTranscription::ReplaceAll(const Variables& source) {
   anyChange = true;
   Say({Said::Kind::Delete, view, {}, {}, 0});
-  view.clear();
+  while (!view.empty()) EraseFromView(0);
   view = source;
   Say({Said::Kind::Insert, view, LocallyUniqueID(), {}, 0});
   bulkVarMoves = false;
@@ -64,7 +76,7 @@ void PlainTranscription::Compare(const Variables& source) {
       while (k < j) {
         if (!Contains(source, view[k].GetID())) {
           gone.push_back(view[k]);
-          EraseAt(view, k);
+          EraseFromView(k);
           --j;
         } else {
           ++k;
@@ -74,7 +86,7 @@ void PlainTranscription::Compare(const Variables& source) {
       if (j > iNew) {
         Say({Said::Kind::Move, {}, {}, {static_cast<int>(j)}, static_cast<int>(iNew)});
         const ORVX_Variable moved = view[j];
-        EraseAt(view, j);
+        EraseFromView(j);
         InsertAt(view, iNew, moved);
       }
     } else if (j == view.size()) {
@@ -96,9 +108,52 @@ void PlainTranscription::Compare(const Variables& source) {
   if (view.size() > source.size()) {
     anyChange = true;
     const Variables rest(view.begin() + static_cast<std::ptrdiff_t>(source.size()), view.end());
-    view.resize(source.size());
+    while (view.size() > source.size()) EraseFromView(source.size());
     Say({Said::Kind::Delete, rest, {}, {}, 0});
   }
+}
+
+std::vector<Said> PlainTranscription::UpdateUses(const Uses& source) {
+  said_.clear();
+  if (source.weight != uses.weight) {
+    Said said{Said::Kind::Weight, {}, {}, {}, 0};
+    said.ids = {source.weight};
+    Say(said);
+  }
+  if (source.filter != uses.filter) {
+    Said said{Said::Kind::Filter, {}, {}, {}, 0};
+    said.ids = {source.filter};
+    Say(said);
+  }
+  if (SplitChanged(source)) {
+    Said said{Said::Kind::Split, {}, {}, {}, 0};
+    said.ids = source.split;
+    said.flag = source.separate;
+    Say(said);
+  }
+  uses = source;
+  return std::move(said_);
+}
+
+bool PlainTranscription::SplitChanged(const Uses& source) const {
+  bool changed = uses.split.size() != splitCountBefore_;
+  if (!changed) changed = splitCountBefore_ != source.split.size();
+  if (splitCountBefore_ > 0 && !changed) {
+    changed = uses.separate != source.separate;
+    for (std::size_t i = 0; i < splitCountBefore_ && !changed; ++i) {
+      changed = uses.split[i] != source.split[i];
+    }
+  }
+  return changed;
+}
+
+void PlainTranscription::EraseFromView(std::size_t position) {
+  const LocallyUniqueID id = view[position].GetID();
+  EraseAt(view, position);
+  if (uses.weight == id) uses.weight = LocallyUniqueID();
+  if (uses.filter == id) uses.filter = LocallyUniqueID();
+  std::erase(uses.split, id);
+  if (uses.split.empty()) uses.separate = false;
 }
 
 void PlainTranscription::Say(Said said) {
