@@ -31,6 +31,9 @@
 //
 // So a client that joins late, that lost a frame, or that was not told of a pass because the change
 // was its own, asks once and goes on. Where the server sends a snapshot unasked, it is taken too.
+// Over a channel that may lose the request or the snapshot, ask again while WantsSnapshot(). A
+// dataset whose variables share an identifier, or have none, cannot be followed: its snapshots do
+// not fit either.
 //
 // Threads: not safe; one thread at a time.
 class SDM_EXPORT ChangeStreamReader {

@@ -35,8 +35,8 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 // sets, extension 0 and attributes. A variable that a message deletes or moves loses its uses as
 // weight, filter and split; where the dataset kept them, a later message of the pass says so. Two
 // things messages carry only in part:
-//   - rows per imputation: only that there is no imputation any more; the mirror never has another
-//     number than 0
+//   - rows per imputation: servers tell only that there is no imputation any more, so the mirror
+//     of one never has another number than 0
 //   - the file specification: that of a dataset that rests on a saved data file, told when it
 //     changes. One that was set while the dataset did not rest on such a file, or that is
 //     suppressed, is not told; the mirror keeps the one last told.

@@ -18,8 +18,8 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   return source != nullptr ? *source : empty;
 }
 
-// Whether the file that the source names is the one that clients were told: the dataset goes by the
-// name of a saved file once it was told, and not while that name is suppressed.
+// Whether the file that the source names counts as told: where the dataset goes by it. A pass that
+// tells the name gives it to the dataset; while it is suppressed the dataset does not have it.
 bool FileSpecIsTold(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
   while (root->GetParentSource() != nullptr) root = root->GetParentSource();

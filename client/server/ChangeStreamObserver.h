@@ -60,6 +60,8 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   // Sends one frame with all that messages say about the dataset, and the number of the last pass:
   // the reader's lock keeps passes away meanwhile. A failure loses the stream, as in a pass.
   //
+  // Not beside a thread that sets the dataset's file name.
+  //
   // A dataset whose changes nobody was told yet, because it was just added, tells everything with
   // the next pass once more; the client then asks again.
   void SendSnapshot(const SvrDMInputDataSource& reader);

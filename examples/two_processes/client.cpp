@@ -32,10 +32,13 @@ void Print(const ORVX_DataSource& dictionary) {
 }
 
 Answer AnswerTo(const std::string& frame, ChangeStreamReader& reader) {
-  if (reader.Take(frame) == ChangeStreamReader::Outcome::SnapshotWanted) {
+  const ChangeStreamReader::Outcome outcome = reader.Take(frame);
+  // Also while it still wants one: the first may have been lost on its way.
+  if (reader.WantsSnapshot()) {
     std::printf("client: asks for a snapshot, %s\n", reader.WhyWanted().c_str());
     return Answer::SnapshotWanted;
   }
+  if (outcome != ChangeStreamReader::Outcome::Applied) return Answer::Taken;
   std::printf("client: pass %llu %s\n", static_cast<unsigned long long>(reader.PassNumber()),
               reader.Digest().AsText().c_str());
   return Answer::Taken;
@@ -48,6 +51,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s DATASET (started by two_processes)\n", argv[0]);
     return 2;
   }
+  // The identifier as LocallyUniqueID::Word() gives it: the domain in the low four bits.
   const auto word = static_cast<unsigned int>(std::strtoul(argv[1], nullptr, 10));
   ChangeStreamReader reader(LocallyUniqueID(word & 0xF, word >> 4));
   Socket server(STDIN_FILENO);

@@ -25,8 +25,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -213,21 +213,24 @@ void Server::Make(const Write& write) {
     if (write.inBulk) writer.BulkVarMoves();
     writer.IncrementCaseSequence();
   }  // the frame is sent here
-  // No handle is held any more, so a stream that was lost can be taken off.
   if (stream_ == nullptr) return;
+  WaitForClient();
+  // No handle is held any more, so a stream that was lost can be taken off.
   if (const auto why = stream_->TakeOffIfLost(dataset_)) {
     std::printf("server: the client is lost, %s\n", why->c_str());
   }
-  WaitForClient();
   std::printf("server: digest %s\n", Digest().AsText().c_str());
 }
 
-// Until it has taken the frame, or the snapshot that it wants.
+// Until it has taken the frame, or the snapshot that it wants. A client that cannot follow a
+// snapshot either asks again with the next pass.
 void Server::WaitForClient() {
-  while (!stream_->IsLost() && client_->ReceiveAnswer() == Answer::SnapshotWanted) {
+  if (stream_->IsLost() || client_->ReceiveAnswer() != Answer::SnapshotWanted) return;
+  {
     const SvrDMInputDataSource reader(dataset_.GetDataSetID(), /*tryOnly=*/false);
     stream_->SendSnapshot(reader);
   }
+  if (!stream_->IsLost()) client_->ReceiveAnswer();
 }
 
 DictionaryDigest Server::Digest() const {
@@ -245,12 +248,15 @@ std::string ClientProgram() {
   return std::filesystem::read_symlink("/proc/self/exe").string() + "_client";
 }
 
-void Run(const std::string& dataFile, int passesOfTheClient) {
+// `passesOfTheClient`: after how many it is killed; none for never.
+void Run(const std::string& dataFile, std::optional<int> passesOfTheClient) {
   Server server(dataFile);
   int writes = 0;
   for (const Write& write : kWrites) {
     if (writes == kWritesBeforeTheClient) server.StartClient(ClientProgram());
-    if (writes == kWritesBeforeTheClient + passesOfTheClient) server.KillClient();
+    if (passesOfTheClient && writes == kWritesBeforeTheClient + *passesOfTheClient) {
+      server.KillClient();
+    }
     server.Make(write);
     ++writes;
   }
@@ -258,15 +264,27 @@ void Run(const std::string& dataFile, int passesOfTheClient) {
   std::fflush(stdout);
 }
 
+constexpr int kPassesOfTheClient = static_cast<int>(std::size(kWrites)) - kWritesBeforeTheClient;
+
+// One digit, fewer than the client has passes in all.
+std::optional<int> PassesIn(const std::string& argument) {
+  if (argument.size() != 1 || argument[0] < '0' || argument[0] >= '0' + kPassesOfTheClient) {
+    return std::nullopt;
+  }
+  return argument[0] - '0';
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2 || argc > 3) {
-    std::fprintf(stderr, "usage: %s DATA_FILE [PASSES_UNTIL_THE_CLIENT_IS_KILLED]\n", argv[0]);
+  const std::optional<int> passes = argc == 3 ? PassesIn(argv[2]) : std::nullopt;
+  if (argc < 2 || argc > 3 || (argc == 3 && !passes)) {
+    std::fprintf(stderr, "usage: %s DATA_FILE [PASSES_UNTIL_THE_CLIENT_IS_KILLED: 0 to %d]\n",
+                 argv[0], kPassesOfTheClient - 1);
     return 2;
   }
   try {
-    Run(argv[1], argc == 3 ? std::atoi(argv[2]) : -kWritesBeforeTheClient - 1);
+    Run(argv[1], passes);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "two_processes: %s\n", error.what());
     return 1;

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -93,6 +94,23 @@ TEST(TwoProcesses, AKilledClientIsReportedOnceAndTheServerGoesOn) {
     EXPECT_THAT(played.Behind("server: the client is lost"), SizeIs(1)) << passes << " passes";
     EXPECT_EQ(played.Behind("server: digest "), digests) << passes << " passes";
     EXPECT_THAT(played.lines.back(), "server: 7 writes made");
+    // In the very write after which the client was gone.
+    const auto lost = std::find_if(played.lines.begin(), played.lines.end(), [](const auto& line) {
+      return line.rfind("server: the client is lost", 0) == 0;
+    });
+    const auto digestsBefore = std::count_if(played.lines.begin(), lost, [](const auto& line) {
+      return line.rfind("server: digest ", 0) == 0;
+    });
+    EXPECT_EQ(digestsBefore, passes);
+  }
+}
+
+TEST(TwoProcesses, AWrongNumberOfPassesIsSaidAndNothingStarted) {
+  for (const char* wrong : {"-1", "5", "two", "''"}) {
+    const Played played = PlaySurvey(wrong);
+    EXPECT_EQ(played.status, 2) << wrong;
+    ASSERT_THAT(played.lines, SizeIs(1)) << wrong;
+    EXPECT_THAT(played.lines[0], HasSubstr("0 to 4"));
   }
 }
 
