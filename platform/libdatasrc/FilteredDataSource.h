@@ -1,0 +1,42 @@
+// FilteredDataSource: some cases and some variables of another source.
+//
+//   auto* adults = new FilteredDataSource(*survey, idOfIsAdult);   // survey is its parent
+//   adults->DeleteVariables(0, 3);                                 // shown without these
+
+#ifndef LIBDATASRC_FILTEREDDATASOURCE_H_
+#define LIBDATASRC_FILTEREDDATASOURCE_H_
+
+#include <libdatasrc/ORVX_DataSource.h>
+
+// Begins with a copy of the parent's dictionary, which is its own: variables may be deleted, moved
+// and retyped, and its rows follow. What a variable of another type reads as, and one that the
+// parent does not have, says ObsProjector.h.
+//
+// The parent's rows must be laid out as the parent's dictionary says.
+//
+// Threads: as for ORVX_DataSource.
+class FilteredDataSource : public ORVX_DataSource {
+ public:
+  // All cases of `parent`, which becomes the parent source: borrowed, and for good.
+  explicit FilteredDataSource(ORVX_DataSource& parent);
+
+  // Those cases in which the variable `selector` of `parent` is a number other than 0, and neither
+  // system-missing nor one of its missing values. Throws std::invalid_argument where `parent` has
+  // no such variable, or where it is a string.
+  FilteredDataSource(ORVX_DataSource& parent, LocallyUniqueID selector);
+
+  ~FilteredDataSource() override;
+
+  // Outlives edits of the dictionaries, and the source itself as far as the parent's iterator does.
+  // Throws std::invalid_argument where the parent has lost the selecting variable.
+  ObsIterator* MakeIterator(OBS* area) const override;
+
+  // The parent's; -1, unknown, where cases are selected.
+  long long RowCount() const override;
+  bool IsLoaded() const override;  // as the parent
+
+ private:
+  LocallyUniqueID selector_;  // null for all cases
+};
+
+#endif  // LIBDATASRC_FILTEREDDATASOURCE_H_

@@ -1,0 +1,48 @@
+// ObsProjector: makes a row of one dictionary into a row of another.
+//
+//   const ObsProjector projector(parent, derived);
+//   while (rows->Next()) projector.Project(parentArea.data(), area);
+
+#ifndef LIBDATASRC_OBSPROJECTOR_H_
+#define LIBDATASRC_OBSPROJECTOR_H_
+
+#include <vector>
+
+union OBS;
+class ORVX_DataSource;
+
+// Variables are the same when their identifiers are. Where the type of one differs between the two
+// dictionaries, its values are converted: a string becomes the number that its text is, a number
+// its shortest decimal text, a string is cut (between characters) or padded to the new width. What
+// has no conversion, is a number whose text is too wide, or is a variable that the first dictionary
+// does not have, becomes missing: kSystemMissing, or blanks.
+//
+// Threads: any, once it is built.
+class ObsProjector {
+ public:
+  // From rows laid out for the dictionary of `from` to rows for that of `to`, as both are now;
+  // neither is kept.
+  ObsProjector(const ORVX_DataSource& from, const ORVX_DataSource& to);
+
+  // Cells in a row of `from` and of `to`.
+  long GetFromAreaSize() const { return fromAreaSize_; }
+  long GetToAreaSize() const { return toAreaSize_; }
+
+  // Reads a row at `from` and writes all cells of a row at `to`; the two do not overlap. Converting
+  // a number to text may throw std::bad_alloc, and leaves the row at `to` half written.
+  void Project(const OBS* from, OBS* to) const;
+
+ private:
+  struct Field {
+    long from;  // the first cell, from 0; -1: missing
+    long to;
+    int fromType;
+    int toType;
+  };
+
+  std::vector<Field> fields_;
+  long fromAreaSize_;
+  long toAreaSize_;
+};
+
+#endif  // LIBDATASRC_OBSPROJECTOR_H_
