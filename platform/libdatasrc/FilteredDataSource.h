@@ -12,12 +12,13 @@
 // and retyped, and its rows follow. What a variable of another type reads as, and one that the
 // parent does not have, says ObsProjector.h.
 //
-// The parent's rows must be laid out as the parent's dictionary says.
+// The parent's rows must be laid out as the parent's dictionary says, and the parent stays for
+// good.
 //
 // Threads: as for ORVX_DataSource.
 class FilteredDataSource : public ORVX_DataSource {
  public:
-  // All cases of `parent`, which becomes the parent source: borrowed, and for good.
+  // All cases of `parent`, which becomes the parent source: borrowed.
   explicit FilteredDataSource(ORVX_DataSource& parent);
 
   // Those cases in which the variable `selector` of `parent` is a number other than 0, and neither
@@ -28,7 +29,8 @@ class FilteredDataSource : public ORVX_DataSource {
   ~FilteredDataSource() override;
 
   // Outlives edits of the dictionaries, and the source itself as far as the parent's iterator does.
-  // Throws std::invalid_argument where the parent has lost the selecting variable.
+  // Throws std::invalid_argument where the parent has lost the selecting variable, or where its
+  // rows are not as long as its dictionary says.
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The parent's; -1, unknown, where cases are selected.
@@ -36,7 +38,8 @@ class FilteredDataSource : public ORVX_DataSource {
   bool IsLoaded() const override;  // as the parent
 
  private:
-  LocallyUniqueID selector_;  // null for all cases
+  bool selects_ = false;      // false: all cases
+  LocallyUniqueID selector_;  // of the parent
 };
 
 #endif  // LIBDATASRC_FILTEREDDATASOURCE_H_

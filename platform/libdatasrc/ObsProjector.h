@@ -28,19 +28,29 @@ class ObsProjector {
   long GetFromAreaSize() const { return fromAreaSize_; }
   long GetToAreaSize() const { return toAreaSize_; }
 
-  // Reads a row at `from` and writes all cells of a row at `to`; the two do not overlap. Converting
-  // a number to text may throw std::bad_alloc, and leaves the row at `to` half written.
+  // Reads a row at `from` and writes all cells of a row at `to`; the two do not overlap. Where
+  // converting a number to text throws std::bad_alloc, the row at `to` is half written.
   void Project(const OBS* from, OBS* to) const;
 
  private:
-  struct Field {
-    long from;  // the first cell, from 0; -1: missing
+  // Cells, counted from 0, that go as they are.
+  struct Run {
+    long from;
     long to;
+    long count;
+  };
+  struct Conversion {
+    long from;  // the first cell; -1 for none: missing
     int fromType;
+    long to;
     int toType;
   };
 
-  std::vector<Field> fields_;
+  void AddRun(const Run& run);
+  static void Convert(const Conversion& conversion, const OBS* from, OBS* to);
+
+  std::vector<Run> runs_;
+  std::vector<Conversion> conversions_;
   long fromAreaSize_;
   long toAreaSize_;
 };

@@ -23,7 +23,8 @@ class PassThroughIter : public ObsIterator {
   //
   // Without a projector, rows come as the parent lays them out, and `area` needs the parent's
   // GetObsAreaSize(). With one, they come as it makes them, and `area` needs its
-  // GetToAreaSize(); a projector from wider rows than the parent's throws std::invalid_argument.
+  // GetToAreaSize(); one whose GetFromAreaSize() is not that of the parent's rows throws
+  // std::invalid_argument.
   PassThroughIter(const ORVX_DataSource* source, OBS* area,
                   std::unique_ptr<const ObsProjector> projector);
   ~PassThroughIter() override;

@@ -1,0 +1,123 @@
+// Cases that a variable selects, laid out for a dictionary of their own.
+
+#include <libdatasrc/FilteredDataSource.h>
+#include <libdatasrc/internal/ObsCells.h>
+#include <libdatasrc/internal/RowArea.h>
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/PassThroughIter.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+bool IsMissing(double number, const MissingValues& missing) {
+  if (number == kSystemMissing || std::isnan(number)) return true;
+  if (missing.range && number >= missing.range->first && number <= missing.range->second) {
+    return true;
+  }
+  const auto isThis = [number](const DataValue& value) {
+    const double* const declared = std::get_if<double>(&value);
+    return declared != nullptr && *declared == number;
+  };
+  return std::any_of(missing.values.begin(), missing.values.end(), isThis);
+}
+
+// Tells from a row whether the case is selected.
+class Selection {
+ public:
+  // By the numeric variable at `position`.
+  Selection(const ORVX_DataSource& dictionary, int position)
+      : missing_(dictionary.GetVariable(position).GetMissingValues()) {
+    for (int before = 0; before < position; ++before) {
+      cell_ += ObsCells(dictionary.GetVariable(before).GetType());
+    }
+  }
+
+  bool Takes(const std::vector<OBS>& row) const {
+    const double number = row[static_cast<std::size_t>(cell_)].number;
+    return number != 0 && !IsMissing(number, missing_);
+  }
+
+ private:
+  const MissingValues missing_;
+  long cell_ = 0;
+};
+
+class SelectedRows final : public ObsIterator {
+ public:
+  SelectedRows(const ORVX_DataSource& parent, Selection selection, ObsProjector projector,
+               OBS* area)
+      : selection_(std::move(selection)),
+        projector_(std::move(projector)),
+        parentArea_(RowArea(parent, projector_)),
+        parentRows_(parent.MakeIterator(parentArea_.data())),
+        area_(area) {}
+
+  bool Next() override {
+    do {
+      if (!parentRows_->Next()) return false;
+    } while (!selection_.Takes(parentArea_));
+    projector_.Project(parentArea_.data(), area_);
+    return true;
+  }
+
+ private:
+  const Selection selection_;
+  const ObsProjector projector_;
+  std::vector<OBS> parentArea_;
+  const std::unique_ptr<ObsIterator> parentRows_;
+  OBS* const area_;
+};
+
+// The position of the selecting variable.
+int SelectorIn(const ORVX_DataSource& source, LocallyUniqueID selector) {
+  const std::string name = "FilteredDataSource: the selecting variable " +
+                           std::to_string(selector.Domain()) + ":" +
+                           std::to_string(selector.Serial());
+  const int position = source.FindVarIndex(selector);
+  if (position < 0) throw std::invalid_argument(name + " is not in the parent's dictionary");
+  if (source.GetVariable(position).GetType() != 0) {
+    throw std::invalid_argument(name + " is a string");
+  }
+  return position;
+}
+
+}  // namespace
+
+FilteredDataSource::FilteredDataSource(ORVX_DataSource& parent) : ORVX_DataSource(&parent) {
+  CopyDictionary(&parent);
+}
+
+FilteredDataSource::FilteredDataSource(ORVX_DataSource& parent, LocallyUniqueID selector)
+    : FilteredDataSource(parent) {
+  static_cast<void>(SelectorIn(parent, selector));
+  selector_ = selector;
+  selects_ = true;
+}
+
+FilteredDataSource::~FilteredDataSource() = default;
+
+ObsIterator* FilteredDataSource::MakeIterator(OBS* area) const {
+  const ORVX_DataSource& parent = *GetParentSource();
+  if (!selects_) {
+    return new PassThroughIter(this, area, std::make_unique<const ObsProjector>(parent, *this));
+  }
+  return new SelectedRows(parent, Selection(parent, SelectorIn(parent, selector_)),
+                          ObsProjector(parent, *this), area);
+}
+
+long long FilteredDataSource::RowCount() const {
+  return selects_ ? -1 : GetParentSource()->RowCount();
+}
+
+bool FilteredDataSource::IsLoaded() const {
+  return GetParentSource()->IsLoaded();
+}

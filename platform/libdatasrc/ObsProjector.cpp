@@ -1,0 +1,87 @@
+// What goes where is worked out once; a row is then copied in as few runs as there are.
+
+#include <libdatasrc/internal/CellText.h>
+#include <libdatasrc/internal/ObsCells.h>
+#include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/ORVX_DataSource.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace {
+
+// Where each variable begins in a row of the dictionary, and after the last where the row ends.
+std::vector<long> Offsets(const ORVX_DataSource& dictionary) {
+  std::vector<long> offsets = {0};
+  for (int position = 0; position < dictionary.ColumnCount(); ++position) {
+    offsets.push_back(offsets.back() + ObsCells(dictionary.GetVariable(position).GetType()));
+  }
+  return offsets;
+}
+
+// Without the blanks that pad it.
+std::string_view TextIn(const OBS* cells, int width) {
+  const std::string_view text(cells->text, static_cast<std::size_t>(width));
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+}  // namespace
+
+ObsProjector::ObsProjector(const ORVX_DataSource& from, const ORVX_DataSource& to) {
+  const std::vector<long> fromOffsets = Offsets(from);
+  const std::vector<long> toOffsets = Offsets(to);
+  for (int position = 0; position < to.ColumnCount(); ++position) {
+    const ORVX_Variable& variable = to.GetVariable(position);
+    const long toOffset = toOffsets[static_cast<std::size_t>(position)];
+    const int fromPosition = from.FindVarIndex(variable.GetID());
+    if (fromPosition < 0) {
+      conversions_.push_back({-1, 0, toOffset, variable.GetType()});
+      continue;
+    }
+    const long fromOffset = fromOffsets[static_cast<std::size_t>(fromPosition)];
+    const int fromType = from.GetVariable(fromPosition).GetType();
+    if (fromType == variable.GetType()) {
+      AddRun({fromOffset, toOffset, ObsCells(fromType)});
+    } else {
+      conversions_.push_back({fromOffset, fromType, toOffset, variable.GetType()});
+    }
+  }
+  fromAreaSize_ = fromOffsets.back();
+  toAreaSize_ = toOffsets.back();
+}
+
+void ObsProjector::AddRun(const Run& run) {
+  if (!runs_.empty()) {
+    Run& last = runs_.back();
+    if (last.from + last.count == run.from && last.to + last.count == run.to) {
+      last.count += run.count;
+      return;
+    }
+  }
+  runs_.push_back(run);
+}
+
+void ObsProjector::Project(const OBS* from, OBS* to) const {
+  for (const Run& run : runs_) std::copy_n(from + run.from, run.count, to + run.to);
+  for (const Conversion& conversion : conversions_) Convert(conversion, from, to);
+}
+
+void ObsProjector::Convert(const Conversion& conversion, const OBS* from, OBS* to) {
+  OBS* const target = to + conversion.to;
+  if (conversion.from < 0) {
+    WriteMissing(conversion.toType, target);
+    return;
+  }
+  const OBS* const value = from + conversion.from;
+  if (conversion.fromType == 0) {
+    WriteNumberAsText(value->number, conversion.toType, target);
+    return;
+  }
+  const std::string_view text = TextIn(value, conversion.fromType);
+  if (conversion.toType == 0) {
+    target->number = NumberOrMissing(text);
+  } else {
+    WriteText(text, conversion.toType, target);
+  }
+}
