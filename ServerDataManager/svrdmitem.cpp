@@ -41,6 +41,7 @@ SvrDMItem::SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager*
       caseSequence_(caseSequence),
       observerView_(*this),
       notifyDelete_(notifyDelete) {
+  RefuseShownParents(ds);
   LockSavFileInUse();
   orvxTimestampNow(&creationTime_);
 }
@@ -67,6 +68,7 @@ ORVX_DataSource* SvrDMItem::DataSource() const {
 }
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
+  RefuseShownParents(ds);
   ORVX_DataSource* const old = DataSource();
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -74,7 +75,8 @@ struct ORVX_DataSource::Data {
 
   VariableSequence variables;
   Uses uses;
-  ORVX_DataSource* parent;  // borrowed
+  // Borrowed. A clone shows it for a moment while others read.
+  std::atomic<ORVX_DataSource*> parent;
   std::string fileSpec;
   std::optional<std::string> label;
   long long rowsPerImputation = 0;
@@ -127,7 +129,8 @@ bool ORVX_DataSource::IsLoaded() const {
 }
 
 int ORVX_DataSource::NParents() const {
-  return data_->parent != nullptr ? 1 + data_->parent->NParents() : 0;
+  const ORVX_DataSource* const parent = GetParentSource();
+  return parent != nullptr ? 1 + parent->NParents() : 0;
 }
 
 int ORVX_DataSource::ColumnCount() const {

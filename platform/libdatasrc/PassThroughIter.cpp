@@ -1,5 +1,4 @@
 #include <libdatasrc/internal/RowArea.h>
-#include <libdatasrc/ObsProjector.h>
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/PassThroughIter.h>
 

@@ -5,11 +5,11 @@
 
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ObsProjector.h>
 
 #include <memory>
 #include <vector>
 
-class ObsProjector;
 class ORVX_DataSource;
 
 // Asks the parent for its own iterator when it is built and never looks at the source, or at its
