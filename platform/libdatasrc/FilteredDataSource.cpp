@@ -92,13 +92,13 @@ int SelectorIn(const ORVX_DataSource& source, LocallyUniqueID selector) {
 
 }  // namespace
 
-FilteredDataSource::FilteredDataSource(ORVX_DataSource& parent) : ORVX_DataSource(&parent) {
-  CopyDictionary(&parent);
+FilteredDataSource::FilteredDataSource(ORVX_DataSource* parent) : ORVX_DataSource(parent) {
+  CopyDictionary(parent);
 }
 
-FilteredDataSource::FilteredDataSource(ORVX_DataSource& parent, LocallyUniqueID selector)
+FilteredDataSource::FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector)
     : FilteredDataSource(parent) {
-  static_cast<void>(SelectorIn(parent, selector));
+  static_cast<void>(SelectorIn(*parent, selector));
   selector_ = selector;
   selects_ = true;
 }

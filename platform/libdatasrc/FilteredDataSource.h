@@ -1,6 +1,6 @@
 // FilteredDataSource: some cases and some variables of another source.
 //
-//   auto* adults = new FilteredDataSource(*survey, idOfIsAdult);   // survey is its parent
+//   auto* adults = new FilteredDataSource(survey, idOfIsAdult);   // survey is its parent
 //   adults->DeleteVariables(0, 3);                                 // shown without these
 
 #ifndef LIBDATASRC_FILTEREDDATASOURCE_H_
@@ -18,13 +18,13 @@
 // Threads: as for ORVX_DataSource.
 class FilteredDataSource : public ORVX_DataSource {
  public:
-  // All cases of `parent`, which becomes the parent source: borrowed.
-  explicit FilteredDataSource(ORVX_DataSource& parent);
+  // All cases of `parent`, not null, which becomes the parent source: borrowed.
+  explicit FilteredDataSource(ORVX_DataSource* parent);
 
   // Those cases in which the variable `selector` of `parent` is a number other than 0, and neither
   // system-missing nor one of its missing values. Throws std::invalid_argument where `parent` has
   // no such variable, or where it is a string.
-  FilteredDataSource(ORVX_DataSource& parent, LocallyUniqueID selector);
+  FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;
 

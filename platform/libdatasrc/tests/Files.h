@@ -61,21 +61,23 @@ inline void PrintCell(const ORVX_Variable& variable, const OBS* cell, std::ostre
   }
 }
 
-// Each row of a source, cell by cell with a blank between two.
+// A row, cell by cell with a blank between two.
+inline std::string RowText(const ORVX_DataSource& dictionary, const OBS* row) {
+  std::ostringstream text;
+  for (int i = 0; i < dictionary.ColumnCount(); ++i) {
+    if (i > 0) text << ' ';
+    PrintCell(dictionary.GetVariable(i), row, text);
+    row += Cells(dictionary.GetVariable(i));
+  }
+  return text.str();
+}
+
+// Each row of a source.
 inline std::vector<std::string> Rows(const ORVX_DataSource& source) {
   std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));
   const std::unique_ptr<ObsIterator> iterator(source.MakeIterator(area.data()));
   std::vector<std::string> rows;
-  while (iterator->Next()) {
-    std::ostringstream row;
-    const OBS* cell = area.data();
-    for (int i = 0; i < source.ColumnCount(); ++i) {
-      if (i > 0) row << ' ';
-      PrintCell(source.GetVariable(i), cell, row);
-      cell += Cells(source.GetVariable(i));
-    }
-    rows.push_back(row.str());
-  }
+  while (iterator->Next()) rows.push_back(RowText(source, area.data()));
   return rows;
 }
 
