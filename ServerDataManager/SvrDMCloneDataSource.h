@@ -65,9 +65,9 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   ORVX_DataSource const* Source() const;
 
  private:
-  class Data;
+  class SDM_HIDDEN Data;
 
-  explicit SvrDMCloneDataSource(RefCountPtr<Data> const& data);
+  SDM_HIDDEN explicit SvrDMCloneDataSource(RefCountPtr<Data> const& data);
 
   RefCountPtr<Data> data_;
 };

@@ -17,6 +17,7 @@
 #include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/unit/virtual_slot.h>
@@ -149,6 +150,23 @@ TEST_F(VirtualSlots, OfDataSourcesStandInTheOrderInWhichOtherBinariesCallThem) {
   EXPECT_EQ(VirtualSlot(&ORVX_DataSource::IsLoaded), 9);
   EXPECT_EQ(VirtualSlot(&ORVX_DataSource::NParents), 10);
   ExpectCount(TableOf(source), 11);
+}
+
+TEST_F(VirtualSlots, OfAClonedSourceAreThoseOfASourceWithItsOwnInFiveOfThem) {
+  const SvrDMCloneDataSource clone(nullptr);
+  const DataFreeDataSource plain;
+  const VirtualTable table = TableOf(clone);
+  const VirtualTable inherited = TableOf(plain);
+
+  ExpectCount(table, 11);
+  ExpectDestructorsFirst(table, "20SvrDMCloneDataSource");
+  for (const std::size_t slot : {2U, 3U, 4U, 5U, 9U}) {
+    EXPECT_EQ(table.slots[slot], inherited.slots[slot]) << slot;
+  }
+  EXPECT_EQ(table.slots[6], Function("_ZNK20SvrDMCloneDataSource12MakeIteratorEP3OBS"));
+  EXPECT_EQ(table.slots[7], Function("_ZNK20SvrDMCloneDataSource14GetObsAreaSizeEv"));
+  EXPECT_EQ(table.slots[8], Function("_ZNK20SvrDMCloneDataSource8RowCountEv"));
+  EXPECT_EQ(table.slots[10], Function("_ZNK20SvrDMCloneDataSource8NParentsEv"));
 }
 
 // Destructors, SetName as it was inherited, and the three operations of the class's own.
@@ -313,6 +331,11 @@ TEST(Fields, OfTheHandlesAreAnItemPointerAndInAWriterItsOriginator) {
   ExpectFields<SvrDMWriteableDataSource>(sizeof(SvrDMInputDataSource),
                                          {FIELD(SvrDMWriteableDataSource, originator_)});
   EXPECT_EQ(sizeof(SvrDMWriteableDataSource), 3 * sizeof(void*));
+}
+
+TEST(Fields, OfAClonedSourceAreOnePointerToWhatItShares) {
+  ExpectFields<SvrDMCloneDataSource>(sizeof(ORVX_DataSource), {FIELD(SvrDMCloneDataSource, data_)});
+  EXPECT_EQ(sizeof(SvrDMCloneDataSource), sizeof(ORVX_DataSource) + sizeof(void*));
 }
 
 TEST(Fields, OfTheErrorMonitorsStandInThisOrder) {

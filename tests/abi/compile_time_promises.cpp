@@ -9,6 +9,7 @@
 #include <ServerDataManager/ObserverView.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
 #include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <ServerDataManager/SvrDMItemPtr.h>
@@ -35,6 +36,13 @@ static_assert(kNeverCopied<SvrDMInputDataSource>);
 static_assert(kNeverCopied<SvrDMWriteableDataSource>);
 static_assert(kNeverCopied<ServerDataManager>);
 static_assert(kNeverCopied<SvrDMObserverView>);
+
+// A clone is copied, cheaply, and never assigned; it does not come from a source by accident.
+static_assert(std::is_copy_constructible_v<SvrDMCloneDataSource>);
+static_assert(!std::is_copy_assignable_v<SvrDMCloneDataSource>);
+static_assert(std::is_constructible_v<SvrDMCloneDataSource, ORVX_DataSource const*>);
+static_assert(!std::is_convertible_v<ORVX_DataSource const*, SvrDMCloneDataSource>);
+static_assert(std::is_base_of_v<ORVX_DataSource, SvrDMCloneDataSource>);
 
 // An item names a copy constructor, for RefCountPtr, and must not be assigned.
 static_assert(std::is_copy_constructible_v<SvrDMItem>);

@@ -15,7 +15,7 @@ function(symbols result file)
 endfunction()
 
 set(public_classes ErrorMonitor InteractiveErrorMonitor ServerDataManager ServerDataManagerObserver
-  SvrBootstrapSpecs SvrDMDataset SvrDMDataSetObserver SvrDMInputDataSource SvrDMItem
+  SvrBootstrapSpecs SvrDMCloneDataSource SvrDMDataset SvrDMDataSetObserver SvrDMInputDataSource SvrDMItem
   SvrDMObserverView SvrDMWriteableDataSource)
 list(JOIN public_classes "|" any_class)
 

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/FilteredDataSource.h>
 
 #include <functional>
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
@@ -159,6 +161,45 @@ TEST(MemoryFault, WhileAFileIsOpenedLeavesNothingBehind) {
   while (!Succeeds(failures, [&] { SystemFileDataSource::Open(path); })) ++failures;
 
   EXPECT_GT(failures, 10);
+}
+
+// Iterates over `source` as if memory ran out after each allocation in turn, until it does not.
+// Returns how often it did.
+long FailuresToIterate(const ORVX_DataSource& source) {
+  std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));
+  long failures = 0;
+  const auto iterate = [&] {
+    const std::unique_ptr<ObsIterator> rows(source.MakeIterator(area.data()));
+    while (rows->Next()) {
+    }
+  };
+  while (!Succeeds(failures, iterate)) ++failures;
+  return failures;
+}
+
+TEST(MemoryFault, WhileCasesAreFilteredLeavesNothingBehind) {
+  const Folder folder;
+  const auto file = SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,x\n2,y\n"));
+  const long failuresOfTheFile = FailuresToIterate(*file);
+
+  EXPECT_GT(FailuresToIterate(FilteredDataSource(file.get())), failuresOfTheFile);
+  EXPECT_GT(FailuresToIterate(FilteredDataSource(file.get(), file->GetVariable(0).GetID())),
+            failuresOfTheFile);
+}
+
+// Its text is longer than fits into a string object, so that it needs memory of its own.
+TEST(MemoryFault, WhileANumberIsMadeIntoTextLetsTheNextRowBeTried) {
+  const Folder folder;
+  const auto file =
+      SystemFileDataSource::Open(folder.Write("data.csv", "a\n1.0000000000000002e-100\n7\n"));
+  FilteredDataSource source(file.get());
+  source.GetVariable(0).SetType(24);
+  std::vector<OBS> area(3);
+  const std::unique_ptr<ObsIterator> rows(source.MakeIterator(area.data()));
+
+  EXPECT_FALSE(Succeeds(0, [&] { rows->Next(); }));
+  ASSERT_TRUE(Succeeds(0, [&] { rows->Next(); }));
+  EXPECT_EQ(std::string(area[0].text, 2), "7 ");
 }
 
 }  // namespace

@@ -1,0 +1,107 @@
+// What becomes of a clone and of its source when memory runs out in the middle. This program
+// replaces the global operator new, so it is one of its own.
+
+#include <gmock/gmock.h>
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <tests/support/Dictionary.h>
+#include <tests/support/FullMemory.h>
+
+#include <functional>
+#include <memory>
+#include <new>
+
+namespace {
+
+using support::CountedSource;
+using support::MemoryFor;
+using support::Var;
+
+// Whether `build` came through with `count` allocations.
+bool Succeeds(long count, const std::function<void()>& build) {
+  const MemoryFor some(count);
+  try {
+    build();
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+std::unique_ptr<CountedSource> SourceOnAParent(int& deaths) {
+  auto source = std::make_unique<CountedSource>(deaths, new CountedSource(deaths));
+  source->MakeVariable(Var("A"), nullptr);
+  source->SetLabel("a label that is too long to stand inside a string object");
+  return source;
+}
+
+void DeleteChain(const ORVX_DataSource* source) {
+  const std::unique_ptr<const ORVX_DataSource> parent(source->GetParentSource());
+  delete source;
+}
+
+TEST(FullMemoryInAClone, OwnsTheChainFromItsFirstAllocationOnAndDeletesItWhereALaterOneFails) {
+  long failures = 0;
+  for (bool built = false; !built;) {
+    int deaths = 0;
+    ORVX_DataSource* const source = SourceOnAParent(deaths).release();
+    built = Succeeds(failures, [&] { const SvrDMCloneDataSource clone(source); });
+    if (built) {
+      EXPECT_EQ(deaths, 2);  // with the clone
+    } else if (failures == 0) {
+      EXPECT_EQ(deaths, 0);  // the caller's still
+      DeleteChain(source);
+    } else {
+      EXPECT_EQ(deaths, 2) << "allocation " << failures;
+    }
+    if (!built) ++failures;
+  }
+  EXPECT_GT(failures, 3);
+}
+
+TEST(FullMemoryInAClone, WhatIsAdoptedIsDeletedWhereverItFails) {
+  long failures = 0;
+  for (bool built = false; !built;) {
+    int deaths = 0;
+    auto source = SourceOnAParent(deaths);
+    built = Succeeds(failures, [&] { SvrDMCloneDataSource::Adopt(std::move(source)); });
+    EXPECT_EQ(deaths, 2) << "allocation " << failures;
+    EXPECT_EQ(source, nullptr);
+    if (!built) ++failures;
+  }
+  EXPECT_GT(failures, 3);
+}
+
+TEST(FullMemoryInAClone, ACopyThatFailsLeavesTheOthersTheChain) {
+  int deaths = 0;
+  {
+    const auto clone = SvrDMCloneDataSource::Adopt(SourceOnAParent(deaths));
+    long failures = 0;
+    while (!Succeeds(failures, [&] { const SvrDMCloneDataSource copy(*clone); })) {
+      ++failures;
+      EXPECT_EQ(deaths, 0);
+      EXPECT_EQ(support::Names(*clone), "A");
+    }
+    EXPECT_GT(failures, 3);
+    EXPECT_EQ(deaths, 0);
+  }
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST(FullMemoryInAClone, HidesItsParentWhereAnIteratorCannotBeMade) {
+  int deaths = 0;
+  auto clone = SvrDMCloneDataSource::Adopt(SourceOnAParent(deaths));
+  OBS cell;
+  long failures = 0;
+  clone->ShowParents(true);
+  while (!Succeeds(failures,
+                   [&] { const std::unique_ptr<ObsIterator> rows(clone->MakeIterator(&cell)); })) {
+    ++failures;
+    EXPECT_FALSE(clone->ShowParents(true));
+  }
+  EXPECT_FALSE(clone->ShowParents(false));
+  EXPECT_GT(failures, 1);
+}
+
+}  // namespace

@@ -1,0 +1,444 @@
+// SvrDMCloneDataSource: a dictionary of its own over cases that all copies share.
+
+#include <gmock/gmock.h>
+#include <libdatasrc/FilteredDataSource.h>
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <tests/support/Cases.h>
+#include <tests/support/Datasets.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::CountedSource;
+using support::Dictionary;
+using support::Names;
+using support::RowsOf;
+using support::Var;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+// A source with rows of its own whose death is counted; a row is the number of the row in each of
+// two cells.
+class CountedRows : public CountedSource {
+ public:
+  CountedRows(int& deaths, long long rowCount, ORVX_DataSource* parent = nullptr)
+      : CountedSource(deaths, parent), rowCount_(rowCount) {}
+
+  ObsIterator* MakeIterator(OBS* area) const override { return new Rows(rowCount_, area); }
+  long GetObsAreaSize() const override { return 2; }
+  long long RowCount() const override { return rowCount_; }
+
+ private:
+  class Rows : public ObsIterator {
+   public:
+    Rows(long long count, OBS* area) : count_(count), area_(area) {}
+    bool Next() override {
+      if (row_ == count_) return false;
+      area_[0].number = area_[1].number = static_cast<double>(++row_);
+      return true;
+    }
+
+   private:
+    const long long count_;
+    OBS* const area_;
+    long long row_ = 0;
+  };
+
+  const long long rowCount_;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Ownership
+
+TEST(CloneDataSource, TheLastOfSeveralCopiesDeletesTheChainExactlyOnce) {
+  int deaths = 0;
+  auto* const parent = new CountedSource(deaths);
+  auto first = std::make_unique<SvrDMCloneDataSource>(new CountedSource(deaths, parent));
+  auto second = std::make_unique<SvrDMCloneDataSource>(*first);
+  auto third = std::make_unique<SvrDMCloneDataSource>(*second);
+
+  first.reset();
+  EXPECT_EQ(deaths, 0);
+  third.reset();
+  EXPECT_EQ(deaths, 0);
+  second.reset();
+  EXPECT_EQ(deaths, 2);
+}
+
+// Says who died, in order.
+class NamedSource : public DataFreeDataSource {
+ public:
+  NamedSource(std::string name, std::string& died, ORVX_DataSource* parent = nullptr)
+      : DataFreeDataSource(parent), name_(std::move(name)), died_(died) {}
+  ~NamedSource() override { died_ += name_ + " "; }
+
+ private:
+  const std::string name_;
+  std::string& died_;
+};
+
+TEST(CloneDataSource, DeletesTheSourceBeforeItsParents) {
+  std::string died;
+  auto* const root = new NamedSource("root", died);
+  auto* const middle = new NamedSource("middle", died, root);
+  { const SvrDMCloneDataSource clone(new NamedSource("head", died, middle)); }
+
+  EXPECT_EQ(died, "head middle root ");
+}
+
+TEST(CloneDataSource, OwnsWhatItAdopts) {
+  int deaths = 0;
+  auto clone = SvrDMCloneDataSource::Adopt(std::make_unique<CountedSource>(deaths));
+
+  EXPECT_NE(clone->Source(), nullptr);
+  EXPECT_EQ(deaths, 0);
+  clone.reset();
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST(CloneDataSource, OverAnotherCloneKeepsItAlive) {
+  int deaths = 0;
+  auto inner = std::make_unique<SvrDMCloneDataSource>(new CountedRows(deaths, 2));
+  auto copyOfInner = std::make_unique<SvrDMCloneDataSource>(*inner);
+  auto outer = std::make_unique<SvrDMCloneDataSource>(inner.release());
+
+  copyOfInner.reset();
+  EXPECT_THAT(RowsOf(*outer), SizeIs(2));
+  EXPECT_EQ(deaths, 0);
+  outer.reset();
+  EXPECT_EQ(deaths, 1);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The dictionary
+
+TEST(CloneDataSource, HasACopyOfTheDictionaryThatIsItsOwn) {
+  auto source = Dictionary("A B C");
+  source->SetLabel("Study");
+  source->SetWeightVar(1);
+  const ORVX_DataSource& original = *source;
+  SvrDMCloneDataSource clone(source.release());
+
+  EXPECT_EQ(Names(clone), "A B C");
+  EXPECT_STREQ(clone.GetLabel(), "Study");
+  EXPECT_EQ(clone.GetWeightVarIndex(), 1);
+  clone.DeleteVariables(0, 1);
+  clone.SetLabel("Part");
+  EXPECT_EQ(Names(original), "A B C");
+  EXPECT_STREQ(original.GetLabel(), "Study");
+  EXPECT_EQ(original.GetWeightVarIndex(), 1);
+}
+
+TEST(CloneDataSource, ACopyTakesTheDictionaryOfTheCloneAsItIsByNow) {
+  SvrDMCloneDataSource clone(Dictionary("A B C").release());
+  clone.DeleteVariables(0, 0);
+  SvrDMCloneDataSource copy(clone);
+  copy.InsertVariable(0, Var("D"));
+
+  EXPECT_EQ(Names(copy), "D B C");
+  EXPECT_EQ(Names(clone), "B C");
+  EXPECT_EQ(Names(*clone.Source()), "A B C");
+  EXPECT_EQ(copy.Source(), clone.Source());
+}
+
+TEST(CloneDataSource, IsCleanWhateverItsSourceIs) {
+  auto source = Dictionary("A");
+  source->SetDirty(true);
+  const SvrDMCloneDataSource clone(source.release());
+
+  EXPECT_FALSE(clone.IsDirty());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Parents
+
+TEST(CloneDataSource, HasNoParentOfItsOwn) {
+  int deaths = 0;
+  auto* const root = new CountedSource(deaths);
+  auto* const middle = new CountedSource(deaths, root);
+  const SvrDMCloneDataSource clone(new CountedSource(deaths, middle));
+
+  EXPECT_EQ(clone.GetParentSource(), nullptr);
+  EXPECT_EQ(clone.NParents(), 2);
+}
+
+TEST(CloneDataSource, ACloneOfNothingHasNoParentsAndNoRows) {
+  const SvrDMCloneDataSource clone(nullptr);
+  const SvrDMCloneDataSource copy(clone);
+  OBS cell;
+  const std::unique_ptr<ObsIterator> rows(copy.MakeIterator(&cell));
+
+  EXPECT_EQ(clone.NParents(), 0);
+  EXPECT_EQ(copy.NParents(), 0);
+  EXPECT_EQ(copy.Source(), nullptr);
+  EXPECT_EQ(copy.ColumnCount(), 0);
+  EXPECT_FALSE(rows->Next());
+}
+
+TEST(CloneDataSource, AdoptedFromNothingIsACloneOfNothing) {
+  EXPECT_EQ(SvrDMCloneDataSource::Adopt(nullptr)->Source(), nullptr);
+}
+
+TEST(CloneDataSource, ShowsItsParentWhenAskedAndTellsWhetherItDidBefore) {
+  SvrDMCloneDataSource clone(Dictionary("A").release());
+
+  EXPECT_FALSE(clone.ShowParents(true));
+  EXPECT_EQ(clone.GetParentSource(), clone.Source());
+  EXPECT_TRUE(clone.ShowParents(true));
+  EXPECT_TRUE(clone.ShowParents(false));
+  EXPECT_EQ(clone.GetParentSource(), nullptr);
+  EXPECT_FALSE(clone.ShowParents(false));
+}
+
+TEST(CloneDataSource, OfNothingHasNoParentToShow) {
+  SvrDMCloneDataSource clone(nullptr);
+
+  EXPECT_FALSE(clone.ShowParents(true));
+  EXPECT_FALSE(clone.ShowParents(true));
+  EXPECT_EQ(clone.GetParentSource(), nullptr);
+}
+
+TEST(CloneDataSource, TheParentsItCountsAreThoseOfItsSourceWhetherItShowsThemOrNot) {
+  int deaths = 0;
+  SvrDMCloneDataSource clone(new CountedSource(deaths, new CountedSource(deaths)));
+
+  clone.ShowParents(true);
+  EXPECT_EQ(clone.NParents(), 1);
+  clone.ShowParents(false);
+  EXPECT_EQ(clone.NParents(), 1);
+}
+
+TEST(CloneDataSource, ACopyShowsNoParentThoughTheOriginalDoes) {
+  SvrDMCloneDataSource clone(Dictionary("A").release());
+  clone.ShowParents(true);
+  const SvrDMCloneDataSource copy(clone);
+
+  EXPECT_EQ(copy.GetParentSource(), nullptr);
+  EXPECT_NE(clone.GetParentSource(), nullptr);
+  clone.ShowParents(false);
+}
+
+TEST(CloneDataSource, HidesItsParentAfterAnIteratorWasMadeThoughItShowedItBefore) {
+  int deaths = 0;
+  SvrDMCloneDataSource clone(new CountedRows(deaths, 1));
+  clone.ShowParents(true);
+  OBS row[2];
+
+  const std::unique_ptr<ObsIterator> rows(clone.MakeIterator(row));
+
+  EXPECT_FALSE(clone.ShowParents(false));
+  EXPECT_TRUE(rows->Next());
+}
+
+// Its iterators cannot be had; it looks whether the clone shows it meanwhile.
+class RefusingSource : public DataFreeDataSource {
+ public:
+  explicit RefusingSource(const ORVX_DataSource*& shown) : shown_(shown) {}
+  ObsIterator* MakeIterator(OBS*) const override {
+    if (clone != nullptr) shown_ = clone->GetParentSource();
+    throw std::runtime_error("no rows today");
+  }
+  const ORVX_DataSource* clone = nullptr;
+
+ private:
+  const ORVX_DataSource*& shown_;
+};
+
+TEST(CloneDataSource, HidesItsParentWhereTheSourceHasNoIteratorForIt) {
+  const ORVX_DataSource* shown = nullptr;
+  auto* const source = new RefusingSource(shown);
+  SvrDMCloneDataSource clone(source);
+  source->clone = &clone;
+  clone.ShowParents(true);
+  OBS cell;
+
+  EXPECT_THROW(static_cast<void>(clone.MakeIterator(&cell)), std::runtime_error);
+
+  EXPECT_EQ(shown, source);
+  EXPECT_EQ(clone.GetParentSource(), nullptr);
+}
+
+TEST(CloneDataSource, MakesIteratorsAgainAfterOneCouldNotBeMade) {
+  const ORVX_DataSource* shown = nullptr;
+  const SvrDMCloneDataSource refused(new RefusingSource(shown));
+  int deaths = 0;
+  const SvrDMCloneDataSource other(new CountedRows(deaths, 3));
+  OBS cell;
+
+  EXPECT_THROW(static_cast<void>(refused.MakeIterator(&cell)), std::runtime_error);
+  EXPECT_THROW(static_cast<void>(refused.MakeIterator(&cell)), std::runtime_error);
+
+  EXPECT_THAT(RowsOf(other), SizeIs(3));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Cases
+
+TEST(CloneDataSource, AnswersForItsRowsAsItsSourceDoes) {
+  int deaths = 0;
+  SvrDMCloneDataSource clone(new CountedRows(deaths, 5));
+  clone.MakeVariable(Var("A", 80), nullptr);
+
+  EXPECT_EQ(clone.GetObsAreaSize(), 2);
+  EXPECT_EQ(clone.RowCount(), 5);
+}
+
+TEST(CloneDataSource, YieldsItsSourcesRowsAsTheSourceLaysThemOut) {
+  int deaths = 0;
+  const SvrDMCloneDataSource clone(new CountedRows(deaths, 2));
+  OBS row[2];
+  const std::unique_ptr<ObsIterator> rows(clone.MakeIterator(row));
+
+  ASSERT_TRUE(rows->Next());
+  EXPECT_EQ(row[1].number, 1);
+  ASSERT_TRUE(rows->Next());
+  EXPECT_EQ(row[0].number, 2);
+  EXPECT_FALSE(rows->Next());
+}
+
+TEST(CloneDataSource, RunsOverTheCasesOfASavedFileOfAFilteredOneAndOfClonesOfEither) {
+  const auto file = SystemFileDataSource::Open(SURVEY);
+  const std::vector<std::string> all = RowsOf(*file);
+  const std::vector<std::string> voters = support::RowsWhere(*file, "vote");
+  ASSERT_THAT(all, SizeIs(944));
+  ASSERT_THAT(voters, SizeIs(393));
+
+  const SvrDMCloneDataSource cloneOfFile(SystemFileDataSource::Open(SURVEY).release());
+  EXPECT_EQ(RowsOf(cloneOfFile), all);
+  EXPECT_EQ(cloneOfFile.RowCount(), 944);
+
+  ORVX_DataSource* const below = SystemFileDataSource::Open(SURVEY).release();
+  auto filtered = std::make_unique<FilteredDataSource>(below, support::IdOf(*below, "vote"));
+  EXPECT_EQ(RowsOf(*filtered), voters);
+  const SvrDMCloneDataSource cloneOfFiltered(filtered.release());
+  EXPECT_EQ(RowsOf(cloneOfFiltered), voters);
+  EXPECT_EQ(cloneOfFiltered.RowCount(), -1);
+  EXPECT_EQ(cloneOfFiltered.NParents(), 1);
+
+  const SvrDMCloneDataSource cloneOfClone(new SvrDMCloneDataSource(cloneOfFiltered));
+  EXPECT_EQ(RowsOf(cloneOfClone), voters);
+}
+
+TEST(CloneDataSource, AFilteredSourceOnACloneYieldsTheClonesCases) {
+  const auto file = SystemFileDataSource::Open(SURVEY);
+  SvrDMCloneDataSource clone(SystemFileDataSource::Open(SURVEY).release());
+  const FilteredDataSource filtered(&clone, support::IdOf(clone, "vote"));
+
+  EXPECT_EQ(RowsOf(filtered), support::RowsWhere(*file, "vote"));
+}
+
+TEST(CloneDataSource, KeepsTheLayoutOfItsSourceThoughItsOwnDictionaryChanges) {
+  const auto file = SystemFileDataSource::Open(SURVEY);
+  SvrDMCloneDataSource clone(SystemFileDataSource::Open(SURVEY).release());
+  clone.DeleteVariables(0, 8);
+
+  EXPECT_EQ(clone.GetObsAreaSize(), 10);
+  EXPECT_EQ(support::RowsLaidOutBy(*clone.Source(), clone), RowsOf(*file));
+}
+
+TEST(CloneDataSource, AnIteratorOutlivesAllClonesAsTheFilesOwnDoes) {
+  auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY));
+  std::vector<OBS> row(10);
+  const std::unique_ptr<ObsIterator> rows(clone->MakeIterator(row.data()));
+  clone.reset();
+
+  int count = 0;
+  while (rows->Next()) ++count;
+
+  EXPECT_EQ(count, 944);
+}
+
+// ---------------------------------------------------------------------------------------------
+// As the data source of a dataset
+
+TEST(CloneDataSource, IsTheSourceOfADatasetLikeAnother) {
+  ServerDataManager registry;
+  int deaths = 0;
+  SvrDMCloneDataSource mine(new CountedRows(deaths, 4));
+  const LocallyUniqueID id = registry.Add(*new SvrDMCloneDataSource(mine), "", /*quiet=*/true);
+
+  support::Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer->MakeVariable(Var("A"), nullptr);
+    EXPECT_EQ(writer->RowCount(), 4);
+  });
+  registry.Delete(id);
+
+  EXPECT_EQ(deaths, 0);
+  EXPECT_EQ(mine.ColumnCount(), 0);
+  EXPECT_THAT(RowsOf(mine), SizeIs(4));
+}
+
+TEST(CloneDataSource, TakesTheDatasetsSourceOnceTheDatasetHasLetItGo) {
+  ServerDataManager registry;
+  int deaths = 0;
+  const LocallyUniqueID id = registry.Add(*new CountedRows(deaths, 4), "", /*quiet=*/true);
+  support::Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    ORVX_DataSource* const present = writer.GetDataSource();
+    auto* const placeholder = new DataFreeDataSource(present);
+    writer.SetDataSet(placeholder);  // keeps the source that it stands on
+    placeholder->SetParentSource(nullptr);
+    writer.SetDataSet(new SvrDMCloneDataSource(present));
+  });
+
+  EXPECT_EQ(deaths, 0);
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 1);
+}
+
+#ifndef NDEBUG
+
+using CloneThatShowsItsParentDeathTest = testing::Test;
+
+constexpr const char* kRefusal = "clone->GetParentSource\\(\\) == nullptr";
+
+TEST(CloneThatShowsItsParentDeathTest, IsNotTakenByTheRegistry) {
+  ServerDataManager registry;
+  SvrDMCloneDataSource clone(Dictionary("A").release());
+  clone.ShowParents(true);
+
+  EXPECT_DEATH(registry.Add(clone, "", /*quiet=*/true), kRefusal);
+  clone.ShowParents(false);
+}
+
+TEST(CloneThatShowsItsParentDeathTest, IsNotTakenByAWriter) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = support::AddDataset(registry, "A", /*quiet=*/true);
+  SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr);
+  SvrDMCloneDataSource clone(Dictionary("A").release());
+  clone.ShowParents(true);
+
+  EXPECT_DEATH(writer.SetDataSet(&clone), kRefusal);
+  clone.ShowParents(false);
+}
+
+TEST(CloneThatShowsItsParentDeathTest, IsNotTakenBelowAnotherSource) {
+  ServerDataManager registry;
+  SvrDMCloneDataSource clone(Dictionary("A").release());
+  clone.ShowParents(true);
+  DataFreeDataSource above(&clone);
+
+  EXPECT_DEATH(registry.Add(above, "", /*quiet=*/true), kRefusal);
+  clone.ShowParents(false);
+}
+
+TEST(CloneThatShowsItsParentDeathTest, IsNotDeletedWithItsDataset) {
+  ServerDataManager registry;
+  auto* const clone = new SvrDMCloneDataSource(Dictionary("A").release());
+  const LocallyUniqueID id = registry.Add(*clone, "", /*quiet=*/true);
+  clone->ShowParents(true);
+
+  EXPECT_DEATH(registry.Delete(id), kRefusal);
+  clone->ShowParents(false);
+}
+
+#endif
+
+}  // namespace
