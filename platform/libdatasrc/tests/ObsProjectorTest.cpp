@@ -61,7 +61,7 @@ std::string Projected(const std::vector<Column>& from, const std::vector<OBS>& r
   const ObsProjector projector(*Dictionary(from), *target);
   EXPECT_EQ(projector.GetFromAreaSize(), static_cast<long>(row.size()));
   std::vector<OBS> area(static_cast<std::size_t>(projector.GetToAreaSize()));
-  std::memset(static_cast<void*>(area.data()), '#', area.size() * sizeof(OBS));
+  for (OBS& cell : area) std::memcpy(cell.text, "########", sizeof cell);
   projector.Project(row.data(), area.data());
 
   return RowText(*target, area.data());
