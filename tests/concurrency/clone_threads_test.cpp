@@ -104,8 +104,8 @@ TEST_F(ClonesOnThreads, TheChainGoesExactlyOnceWithTheLastCopyWhicheverThatIs) {
 
 TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsOfItsCloneAtOnce) {
   ServerDataManager registry;
-  const LocallyUniqueID id =
-      registry.Add(*new SvrDMCloneDataSource(new CountedSurvey(deaths)), "", /*quiet=*/true);
+  auto* const source = new CountedSurvey(deaths);
+  const LocallyUniqueID id = registry.Add(*new SvrDMCloneDataSource(source), "", /*quiet=*/true);
   std::vector<int> wrong(kThreads);
   MeetingPoint start(kThreads);
 
@@ -115,6 +115,9 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsOfItsCloneAtOnce) {
     start.Meet();
     for (int round = 0; round < 300; ++round) {
       const std::unique_ptr<ObsIterator> rows(reader->MakeIterator(row.data()));
+      // Another thread's iterator may be under way: the parent shows, or it does not.
+      const ORVX_DataSource* const shown = reader->GetParentSource();
+      if (shown != nullptr && shown != source) ++wrong[static_cast<std::size_t>(number)];
       if (!rows->Next()) ++wrong[static_cast<std::size_t>(number)];
     }
     if (RowsOf(**reader) != expected) ++wrong[static_cast<std::size_t>(number)];

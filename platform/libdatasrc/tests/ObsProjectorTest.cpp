@@ -85,6 +85,8 @@ TEST(ObsProjector, FollowsVariablesThatWereMovedAndLeavesOutThoseThatAreGone) {
 
 TEST(ObsProjector, AVariableThatTheFirstDictionaryDoesNotHaveIsMissing) {
   EXPECT_EQ(Projected({{1, 0}}, {Number(1)}, {{5, 9}, {1, 0}, {6, 0}}), "[                ] 1 .");
+  EXPECT_EQ(Projected({{1, 0}, {2, 0}}, Row({{Number(1)}, {Number(2)}}), {{1, 0}, {5, 0}, {2, 0}}),
+            "1 . 2");
 }
 
 TEST(ObsProjector, FillsAVariableThatStandsTwiceFromTheFirstOfItsIdentifier) {
