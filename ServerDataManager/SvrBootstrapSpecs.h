@@ -21,8 +21,8 @@
 // Threads: a plain value; one record belongs to one thread at a time.
 class SDM_EXPORT SvrBootstrapSpecs {
  public:
-  enum SampMethods : std::int32_t { Simple = 0, Stratified = 1, Residual = 2, Wild = 3 };
-  enum CITypes : std::int32_t { Percentile = 0, BCA = 1 };
+  enum SampMethods : int { Simple = 0, Stratified = 1, Residual = 2, Wild = 3 };
+  enum CITypes : int { Percentile = 0, BCA = 1 };
 
   // Simple sampling, no variables, a 95 % percentile interval, 1000 samples, user-missing values
   // excluded.

@@ -18,6 +18,7 @@
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/unit/virtual_slot.h>
@@ -351,6 +352,16 @@ TEST(Fields, OfTheErrorMessagesStandInThisOrder) {
       sizeof(VSerializable), {FIELD(ReportedErrorMsg, text_), FIELD(ReportedErrorMsg, dataSetID_)});
   ExpectFields<ReportedErrorMsgResponse>(sizeof(VSerializable),
                                          {FIELD(ReportedErrorMsgResponse, answer_)});
+}
+
+TEST(Fields, OfABootstrapSpecificationStandInThisOrder) {
+  ExpectFields<SvrBootstrapSpecs>(
+      0, {FIELD(SvrBootstrapSpecs, samplingMethod_), FIELD(SvrBootstrapSpecs, strataVars_),
+          FIELD(SvrBootstrapSpecs, dependVars_), FIELD(SvrBootstrapSpecs, inputVars_),
+          FIELD(SvrBootstrapSpecs, predictedVars_), FIELD(SvrBootstrapSpecs, residualVars_),
+          FIELD(SvrBootstrapSpecs, splitEnds_), FIELD(SvrBootstrapSpecs, caseStats_),
+          FIELD(SvrBootstrapSpecs, ciLevelPct_), FIELD(SvrBootstrapSpecs, ciType_),
+          FIELD(SvrBootstrapSpecs, nSamples_), FIELD(SvrBootstrapSpecs, excludeUserMiss_)});
 }
 
 }  // namespace

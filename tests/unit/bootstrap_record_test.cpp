@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 
+#include <iomanip>
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -93,24 +95,38 @@ TEST(BootstrapRecord, OwnsTheListsOfACopy) {
   Specs specs;
   specs.SetStrataVarList({3});
   specs.SplitEnds() = {9};
+  specs.CaseStats() = {{0.5, 2U}};
   Specs copy(specs);
   Specs assigned;
   assigned = specs;
   specs.SetStrataVarList({});
   specs.SplitEnds().clear();
+  specs.CaseStats().clear();
   EXPECT_THAT(copy.GetStrataVarList(), ElementsAre(3));
   EXPECT_THAT(copy.SplitEnds(), ElementsAre(9U));
+  EXPECT_THAT(copy.CaseStats(), ElementsAre(Pair(0.5, 2U)));
   EXPECT_THAT(assigned.GetStrataVarList(), ElementsAre(3));
   EXPECT_THAT(assigned.SplitEnds(), ElementsAre(9U));
+  EXPECT_THAT(assigned.CaseStats(), ElementsAre(Pair(0.5, 2U)));
 }
 
 TEST(BootstrapRecord, KeepsNumbersItDoesNotKnow) {
   Specs specs;
   specs.SetSamplingMethod(static_cast<Specs::SampMethods>(-1));
   specs.SetCIType(static_cast<Specs::CITypes>(2));
+  specs.SetDependVarList({-1, -2147483647});
+  specs.SetNSamples(-20);
   EXPECT_EQ(static_cast<int>(specs.GetSamplingMethod()), -1);
   EXPECT_EQ(static_cast<int>(specs.GetCIType()), 2);
+  EXPECT_THAT(specs.GetDependVarList(), ElementsAre(-1, -2147483647));
+  EXPECT_EQ(specs.GetNSamples(), -20);
 }
+
+// Callers give and take them as numbers.
+static_assert(std::is_same_v<std::underlying_type_t<Specs::SampMethods>, int>);
+static_assert(std::is_same_v<std::underlying_type_t<Specs::CITypes>, int>);
+static_assert(std::is_convertible_v<Specs::SampMethods, int>);
+static_assert(std::is_convertible_v<Specs::CITypes, int>);
 
 TEST(BootstrapRecord, NumbersItsEnumeratorsThus) {
   EXPECT_EQ(static_cast<int>(Specs::Simple), 0);
@@ -202,6 +218,23 @@ TEST(BootstrapDisplay, DoesNotShowSplitEndsAndCaseStatistics) {
 TEST(BootstrapDisplay, ReturnsTheStreamItWasGiven) {
   std::ostringstream stream;
   EXPECT_EQ(&Specs().Display(stream), &stream);
+}
+
+TEST(BootstrapDisplay, ShowsNumbersInTheStreamsOwnFormattingAndKeepsIt) {
+  Specs specs;
+  specs.SetStrataVarList({255});
+  std::ostringstream stream;
+  stream << std::hex << std::uppercase << std::fixed << std::setprecision(3) << std::setfill('*');
+  const std::ios_base::fmtflags flags = stream.flags();
+
+  specs.Display(stream);
+
+  EXPECT_THAT(stream.str(), HasSubstr("\nStrata Variables = FF\n"));
+  EXPECT_THAT(stream.str(), HasSubstr("as percent = 95.000\n"));
+  EXPECT_THAT(stream.str(), HasSubstr("\nNumber of samples = 3E8\n"));
+  EXPECT_EQ(stream.flags(), flags);
+  EXPECT_EQ(stream.precision(), 3);
+  EXPECT_EQ(stream.fill(), '*');
 }
 
 // Remembers the last line that stood in the stream at each flush.
