@@ -1,0 +1,103 @@
+// Bootstrap specifications to write and read: one in which every field has a value of its own, and
+// what a record holds as text.
+//
+// Header-only.
+
+#ifndef TESTS_SUPPORT_BOOTSTRAPRECORDS_H_
+#define TESTS_SUPPORT_BOOTSTRAPRECORDS_H_
+
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace support {
+
+inline SvrBootstrapSpecs FullBootstrapSpecs() {
+  SvrBootstrapSpecs specs;
+  specs.SetSamplingMethod(SvrBootstrapSpecs::Residual);
+  specs.SetStrataVarList({3, 7});
+  specs.SetDependVarList({-1});
+  specs.SetInputVarList({0x01020304, 2147483647, -2147483647 - 1});
+  specs.SetPredictedVarList({5, 6, 7, 8});
+  specs.SetResidualVarList({9});
+  specs.SplitEnds() = {10, 4000000000U};
+  specs.CaseStats() = {{1234.5678, 2}, {-0.5, 0xFFFFFFFEU}};
+  specs.SetCILevelPct(99.5);
+  specs.SetCIType(SvrBootstrapSpecs::BCA);
+  specs.SetNSamples(-20);
+  specs.SetExcludeUserMiss(false);
+  return specs;
+}
+
+// The bytes of `specs` alone.
+inline std::string BytesOf(const SvrBootstrapSpecs& specs) {
+  std::string bytes;
+  SvrBootstrapSpecsSerializer::serializeSpecs(specs, bytes);
+  return bytes;
+}
+
+// A fresh record, read from `bytes`.
+inline SvrBootstrapSpecs ReadFrom(const std::string& bytes) {
+  SvrBootstrapSpecs specs;
+  SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
+  return specs;
+}
+
+// What checkSpecs says of `bytes` in a block of memory that ends where they do, so that an address
+// sanitizer sees whoever looks further.
+inline SvrBootstrapSpecsSerializer::Check CheckOf(std::string_view bytes) {
+  const std::vector<char> block(bytes.begin(), bytes.end());
+  return SvrBootstrapSpecsSerializer::checkSpecs({block.data(), block.size()});
+}
+
+// `bytes`, in this machine's byte order, with the version 2.
+inline std::string InVersionTwo(std::string bytes) {
+  const std::uint32_t version = 2;
+  std::memcpy(bytes.data() + 2, &version, sizeof version);
+  return bytes;
+}
+
+// A double as its bits: those that are no number are told from each other, and 0 from -0.
+struct Bits {
+  double value;
+};
+
+inline std::ostream& operator<<(std::ostream& stream, Bits bits) {
+  const auto number = std::bit_cast<std::uint64_t>(bits.value);
+  return stream << bits.value << " (" << std::hex << number << std::dec << ")";
+}
+
+// Every field of a record, each in a line. Records that hold the same give the same.
+inline std::string All(const SvrBootstrapSpecs& specs) {
+  std::ostringstream text;
+  const auto list = [&text](const char* name, const auto& numbers) {
+    text << '\n' << name << ':';
+    for (const auto number : numbers) text << ' ' << number;
+  };
+  text << "method: " << static_cast<int>(specs.GetSamplingMethod());
+  list("strata", specs.GetStrataVarList());
+  list("dependent", specs.GetDependVarList());
+  list("input", specs.GetInputVarList());
+  list("predicted", specs.GetPredictedVarList());
+  list("residual", specs.GetResidualVarList());
+  list("split ends", specs.SplitEnds());
+  text << "\ncase statistics:";
+  for (const auto& [value, count] : specs.CaseStats()) text << ' ' << Bits{value} << '*' << count;
+  text << "\nlevel: " << Bits{specs.GetCILevelPct()};
+  text << "\ntype: " << static_cast<int>(specs.GetCIType());
+  text << "\nsamples: " << specs.GetNSamples();
+  text << "\nexcluded: " << specs.GetExcludeUserMiss() << '\n';
+  return text.str();
+}
+
+}  // namespace support
+
+#endif  // TESTS_SUPPORT_BOOTSTRAPRECORDS_H_

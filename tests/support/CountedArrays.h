@@ -1,0 +1,25 @@
+// Arrays of memory that are counted.
+//
+// CountedArrays.cpp replaces the global operator new[], so it is a source of the programs that need
+// it and no part of the library of test support. Memory for arrays comes from operator new, where
+// FullMemory may let it run out.
+
+#ifndef TESTS_SUPPORT_COUNTEDARRAYS_H_
+#define TESTS_SUPPORT_COUNTEDARRAYS_H_
+
+#include <cstddef>
+
+namespace support {
+
+struct Arrays {
+  int taken = 0;
+  int given = 0;             // back
+  std::size_t lastSize = 0;  // of the last one taken, in bytes
+};
+
+// Since the program began, or a test set it to {}. Threads: the only one that allocates.
+extern Arrays arrays;
+
+}  // namespace support
+
+#endif  // TESTS_SUPPORT_COUNTEDARRAYS_H_
