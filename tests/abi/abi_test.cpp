@@ -17,8 +17,8 @@
 #include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
-#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/unit/virtual_slot.h>

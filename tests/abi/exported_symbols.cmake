@@ -15,10 +15,8 @@ function(symbols result file)
 endfunction()
 
 set(public_classes ErrorMonitor InteractiveErrorMonitor ServerDataManager ServerDataManagerObserver
-  SvrBootstrapSpecs SvrDMCloneDataSource SvrDMDataset SvrDMDataSetObserver SvrDMInputDataSource SvrDMItem
-  SvrDMObserverView SvrDMWriteableDataSource)
-  SvrBootstrapSpecs SvrBootstrapSpecsSerializer SvrDMDataset SvrDMDataSetObserver
-  SvrDMInputDataSource SvrDMItem SvrDMObserverView SvrDMWriteableDataSource)
+  SvrBootstrapSpecs SvrBootstrapSpecsSerializer SvrDMCloneDataSource SvrDMDataset
+  SvrDMDataSetObserver SvrDMInputDataSource SvrDMItem SvrDMObserverView SvrDMWriteableDataSource)
 list(JOIN public_classes "|" any_class)
 
 # A member of a public class itself, not of a class within; or what the compiler makes for the class.
