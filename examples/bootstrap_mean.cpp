@@ -1,0 +1,127 @@
+// A bootstrap of the mean of one variable: several threads draw resamples, each from a clone of its
+// own over the same cases, by a specification that reached them as bytes.
+//
+//   bootstrap_mean examples/data/survey.tsv age
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <future>
+#include <memory>
+#include <numeric>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+
+namespace {
+
+constexpr int kThreads = 4;
+
+int PositionOfNumber(const ORVX_DataSource& source, const std::string& name) {
+  for (int position = 0; position < source.ColumnCount(); ++position) {
+    const ORVX_Variable& variable = source.GetVariable(position);
+    if (variable.GetName() == name && variable.GetType() == 0) return position;
+  }
+  throw std::runtime_error("no numeric variable " + name);
+}
+
+// Keeps one variable of the clone's own dictionary; its rows stay as they are.
+void KeepOnly(int position, SvrDMCloneDataSource& clone) {
+  clone.DeleteVariables(position + 1, clone.ColumnCount() - 1);
+  clone.DeleteVariables(0, position - 1);
+}
+
+// The values of the only variable, without the missing ones.
+std::vector<double> Values(const SvrDMCloneDataSource& clone) {
+  const ObsProjector projector(*clone.Source(), clone);
+  std::vector<OBS> row(static_cast<std::size_t>(clone.GetObsAreaSize()));
+  const std::unique_ptr<ObsIterator> rows(clone.MakeIterator(row.data()));
+  std::vector<double> values;
+  OBS cell;
+  while (rows->Next()) {
+    projector.Project(row.data(), &cell);
+    if (cell.number != kSystemMissing) values.push_back(cell.number);
+  }
+  if (values.empty()) throw std::runtime_error("every case is missing");
+  return values;
+}
+
+double Mean(const std::vector<double>& values) {
+  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
+}
+
+SvrBootstrapSpecs ReadSpecs(const std::string& bytes) {
+  if (!SvrBootstrapSpecsSerializer::checkSpecs(bytes).IsWhole()) {
+    throw std::runtime_error("these bytes are no bootstrap specification");
+  }
+  SvrBootstrapSpecs specs;
+  SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
+  return specs;
+}
+
+// The means of this thread's share of the resamples.
+std::vector<double> MeansOfResamples(SvrDMCloneDataSource clone, const std::string& bytes,
+                                     int thread) {
+  const SvrBootstrapSpecs specs = ReadSpecs(bytes);
+  KeepOnly(specs.GetInputVarList().front(), clone);
+  const std::vector<double> values = Values(clone);
+  std::mt19937_64 random(static_cast<unsigned long long>(thread));
+  std::vector<double> means;
+  for (int sample = thread; sample < specs.GetNSamples(); sample += kThreads) {
+    double sum = 0;
+    for (std::size_t drawn = 0; drawn < values.size(); ++drawn) {
+      sum += values[random() % values.size()];
+    }
+    means.push_back(sum / static_cast<double>(values.size()));
+  }
+  return means;
+}
+
+void Run(const std::string& file, const std::string& name) {
+  const auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(file));
+  SvrBootstrapSpecs specs;
+  specs.SetInputVarList({PositionOfNumber(*clone, name)});
+  std::string bytes;
+  SvrBootstrapSpecsSerializer::serializeSpecs(specs, bytes);
+
+  std::vector<std::future<std::vector<double>>> shares;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    shares.push_back(std::async(std::launch::async, MeansOfResamples, *clone, bytes, thread));
+  }
+  std::vector<double> means;
+  for (auto& share : shares) {
+    const std::vector<double> some = share.get();
+    means.insert(means.end(), some.begin(), some.end());
+  }
+  std::sort(means.begin(), means.end());
+  const double tail = (100 - specs.GetCILevelPct()) / 200;
+  const auto cut = static_cast<std::size_t>(tail * static_cast<double>(means.size()));
+  KeepOnly(PositionOfNumber(*clone, name), *clone);
+  std::printf("%s: mean %.2f, %g %% interval from %.2f to %.2f (%d resamples)\n", name.c_str(),
+              Mean(Values(*clone)), specs.GetCILevelPct(), means[cut],
+              means[means.size() - 1 - cut], specs.GetNSamples());
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  if (argumentCount != 3) {
+    std::fprintf(stderr, "usage: bootstrap_mean FILE VARIABLE\n");
+    return 2;
+  }
+  try {
+    Run(arguments[1], arguments[2]);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "bootstrap_mean: %s\n", error.what());
+    return 1;
+  }
+}
