@@ -303,7 +303,7 @@ void ORVX_DataSource::SetParentSource(ORVX_DataSource* parent) {
 void ORVX_DataSource::CopyDictionary(const ORVX_DataSource* other) {
   if (other == nullptr || other == this) return;
   Data copy(nullptr);
-  for (int i = 0; i < other->ColumnCount(); ++i) copy.variables.Insert(i, other->GetVariable(i));
+  copy.variables.Copy(other->data_->variables);
   copy.fileSpec = other->data_->fileSpec;
   copy.label = other->data_->label;
   copy.trends = other->data_->trends;

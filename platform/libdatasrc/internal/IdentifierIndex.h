@@ -6,6 +6,7 @@
 #include <ServerDataManager/LocallyUniqueID.h>
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 class VariableBlock;
@@ -19,6 +20,18 @@ class IdentifierIndex {
  public:
   // Makes room for `entries` in all. May throw std::bad_alloc and change nothing.
   void Reserve(std::size_t entries);
+
+  // Takes over all pairs of `other`, each with the block that `exchange` makes of the one there.
+  // May throw std::bad_alloc and change nothing.
+  template <class Exchange>
+  void Copy(const IdentifierIndex& other, Exchange exchange) {
+    std::vector<Entry> entries = other.entries_;
+    for (Entry& entry : entries) {
+      if (entry.block != nullptr) entry.block = exchange(*entry.block);
+    }
+    entries_ = std::move(entries);
+    shift_ = other.shift_;
+  }
 
   // Enters a pair that is not there yet; there is room for it.
   void Add(LocallyUniqueID id, VariableBlock* block) noexcept;

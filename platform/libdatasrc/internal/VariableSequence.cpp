@@ -25,6 +25,14 @@ int VariableBlock::Find(LocallyUniqueID id) const noexcept {
   return -1;
 }
 
+void VariableBlock::Copy(const VariableBlock& other) noexcept {
+  for (const ORVX_Variable& variable : other.variables_) {
+    variables_.push_back(variable);
+    variables_.back().place_ = this;
+  }
+  words_ = other.words_;
+}
+
 void VariableBlock::Insert(int offset, const ORVX_Variable& variable) noexcept {
   variables_.push_back(variable);
   variables_.back().place_ = this;
@@ -65,6 +73,22 @@ int VariableSequence::Find(LocallyUniqueID id) const noexcept {
   });
   if (first == nullptr) return -1;
   return runs_[static_cast<std::size_t>(first->number)].start + first->Find(id);
+}
+
+void VariableSequence::Copy(const VariableSequence& other) {
+  runs_.reserve(other.runs_.size());
+  for (const Run& run : other.runs_) {
+    auto block = std::make_unique<VariableBlock>(this);
+    block->Copy(*run.block);
+    block->number = run.block->number;
+    ORVX_Variable* const variables = block->Variables();
+    runs_.push_back(Run{run.start, variables, std::move(block)});
+  }
+  index_.Copy(other.index_, [this](const VariableBlock& block) {
+    return runs_[static_cast<std::size_t>(block.number)].block.get();
+  });
+  runAt_ = other.runAt_;
+  size_ = other.size_;
 }
 
 void VariableSequence::Insert(int position, const ORVX_Variable& variable) {

@@ -40,6 +40,9 @@ class VariableBlock {
   int Find(LocallyUniqueID id) const noexcept;
   bool Holds(LocallyUniqueID id) const noexcept { return Find(id) >= 0; }
 
+  // Takes over copies of all variables of `other`; this block is empty.
+  void Copy(const VariableBlock& other) noexcept;
+
   // Inserts a copy; the block is not full.
   void Insert(int offset, const ORVX_Variable& variable) noexcept;
   void Erase(int first, int last) noexcept;
@@ -86,6 +89,11 @@ class VariableSequence {
   }
 
   int Find(LocallyUniqueID id) const noexcept;
+
+  // Takes over copies of all variables of `other`, block by block; this list is empty. Where it
+  // throws, it may only be destroyed.
+  void Copy(const VariableSequence& other);
+
   void Insert(int position, const ORVX_Variable& variable);
   void Delete(int first, int last) noexcept;  // both included
 

@@ -5,8 +5,9 @@
 #include <rapidcheck/gtest.h>
 
 #include <algorithm>
-#include <optional>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -28,31 +29,31 @@ int FirstPosition(const Model& model, LocallyUniqueID id) {
 
 // A dictionary and what it must hold, edited side by side.
 struct Pair {
-  DataFreeDataSource source;
+  std::unique_ptr<ORVX_DataSource> source = std::make_unique<DataFreeDataSource>();
   Model model;
-  std::optional<LocallyUniqueID> weight;
+  LocallyUniqueID weight;  // null for none
 
   int Size() const { return static_cast<int>(model.size()); }
 
   void Insert(int position, LocallyUniqueID id) {
-    source.InsertVariable(position, Variable(id));
+    source->InsertVariable(position, Variable(id));
     model.insert(model.begin() + position, id);
   }
   void Append(LocallyUniqueID id) {
     unsigned int position = 0;
-    source.MakeVariable(Variable(id), &position);
+    source->MakeVariable(Variable(id), &position);
     RC_ASSERT(position == model.size());
     model.push_back(id);
   }
   void Delete(int first, int last) {
-    source.DeleteVariables(first, last);
+    source->DeleteVariables(first, last);
     for (int i = first; i <= last; ++i) Leave(model[static_cast<std::size_t>(i)]);
     model.erase(model.begin() + first, model.begin() + last + 1);
   }
   void Move(int from, int to) {
-    const ORVX_Variable variable = source.GetVariable(from);
+    const ORVX_Variable variable = source->GetVariable(from);
     Delete(from, from);
-    source.InsertVariable(to, variable);
+    source->InsertVariable(to, variable);
     model.insert(model.begin() + to, variable.GetID());
   }
   void Replace(ORVX_Variable& place, int position, LocallyUniqueID id, bool whole) {
@@ -65,24 +66,30 @@ struct Pair {
     if (former != id) Leave(former);
     former = id;
   }
+  // Goes on with a copy; the original is gone.
+  void Copy() {
+    auto copy = std::make_unique<DataFreeDataSource>();
+    copy->CopyDictionary(source.get());
+    source = std::move(copy);
+  }
   void Weight(int position) {
-    source.SetWeightVar(position);
+    source->SetWeightVar(position);
     weight = model[static_cast<std::size_t>(position)];
   }
   void Leave(LocallyUniqueID id) {
-    if (weight == id) weight.reset();
+    if (weight == id) weight = LocallyUniqueID();
   }
 
   void Check(unsigned int serials) const {
-    RC_ASSERT(source.ColumnCount() == Size());
+    RC_ASSERT(source->ColumnCount() == Size());
     for (int i = 0; i < Size(); ++i) {
-      RC_ASSERT(source.GetVariable(i).GetID() == model[static_cast<std::size_t>(i)]);
+      RC_ASSERT(source->GetVariable(i).GetID() == model[static_cast<std::size_t>(i)]);
     }
     for (unsigned int serial = 0; serial < serials; ++serial) {
-      RC_ASSERT(source.FindVarIndex(Serial(serial)) == FirstPosition(model, Serial(serial)));
+      RC_ASSERT(source->FindVarIndex(Serial(serial)) == FirstPosition(model, Serial(serial)));
     }
-    RC_ASSERT(source.GetWeightVariableID() == weight.value_or(LocallyUniqueID()));
-    RC_ASSERT(source.GetWeightVarIndex() == (weight ? FirstPosition(model, *weight) : -1));
+    RC_ASSERT(source->GetWeightVariableID() == weight);
+    RC_ASSERT(source->GetWeightVarIndex() == (weight.IsNull() ? -1 : FirstPosition(model, weight)));
   }
 };
 
@@ -99,7 +106,7 @@ void ReplaceThroughKeptReferences(Pair& pair, unsigned int serials) {
   std::vector<std::pair<ORVX_Variable*, int>> kept;
   for (int i = 0; i < 5; ++i) {
     const int position = Position(pair.Size());
-    kept.emplace_back(&pair.source.GetVariable(position), position);
+    kept.emplace_back(&pair.source->GetVariable(position), position);
   }
   for (auto& [place, position] : kept) {
     pair.Replace(*place, position, AnyOf(serials), *rc::gen::arbitrary<bool>());
@@ -109,7 +116,7 @@ void ReplaceThroughKeptReferences(Pair& pair, unsigned int serials) {
 void EditOnce(Pair& pair, unsigned int serials) {
   const LocallyUniqueID id = AnyOf(serials);
   if (pair.model.empty()) return pair.Append(id);
-  switch (Position(8)) {
+  switch (Position(9)) {
     case 0:
       return pair.Append(id);
     case 1:
@@ -127,6 +134,8 @@ void EditOnce(Pair& pair, unsigned int serials) {
       return pair.Move(Position(pair.Size()), Position(pair.Size()));
     case 6:
       return pair.Weight(Position(pair.Size()));
+    case 7:
+      return pair.Copy();
     default:
       return ReplaceThroughKeptReferences(pair, serials);
   }
@@ -162,9 +171,9 @@ TEST(Dictionary, ThatIsBulkFilledAndClearedIsEmptyAndUsable) {
   pair.Delete(0, 9999);
   pair.Append(Serial(3));
 
-  EXPECT_EQ(pair.source.ColumnCount(), 1);
-  EXPECT_EQ(pair.source.FindVarIndex(Serial(3)), 0);
-  EXPECT_EQ(pair.source.FindVarIndex(Serial(4)), -1);
+  EXPECT_EQ(pair.source->ColumnCount(), 1);
+  EXPECT_EQ(pair.source->FindVarIndex(Serial(3)), 0);
+  EXPECT_EQ(pair.source->FindVarIndex(Serial(4)), -1);
 }
 
 }  // namespace
