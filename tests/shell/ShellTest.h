@@ -52,7 +52,17 @@ class ShellTest : public testing::Test {
     return out.str();
   }
 
-  // The same for a script of the name test.sdm.
+  // The same as lines of JSON.
+  std::string InJson(const std::string& commands) {
+    std::istringstream input(commands);
+    std::ostringstream out;
+    const auto printer = MakeJsonPrinter(out);
+    Shell shell(registry_, *printer);
+    good_ = RunPrompt(shell, input, nullptr);
+    return out.str();
+  }
+
+  // AtPrompt for a script of the name test.sdm.
   std::string InScript(const std::string& commands) {
     std::istringstream script(commands);
     std::ostringstream out;

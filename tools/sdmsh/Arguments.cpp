@@ -6,6 +6,7 @@
 #include "Words.h"
 
 #include <charconv>
+#include <limits>
 
 namespace sdmsh {
 
@@ -34,14 +35,34 @@ std::vector<std::string> Arguments::TakeRest(const char* what) {
   return rest;
 }
 
-int Arguments::TakeNumber(const char* what) {
-  const std::string expected = std::string(what) + " (a number from 1 on)";
+template <class Number>
+Number Arguments::TakeFrom(Number least, const std::string& expected) {
   const std::string& word = Peek(expected);
-  int number = 0;
+  Number number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-  if (error != std::errc() || end != word.data() + word.size() || number < 1) Wrong(expected);
+  const bool read = error == std::errc() && end == word.data() + word.size();
+  // False for NaN, too.
+  const bool within = number >= least && number <= std::numeric_limits<Number>::max();
+  if (!read || !within) Wrong(expected);
   ++next_;
   return number;
+}
+
+int Arguments::TakeNumber(const char* what) {
+  return TakeFrom(1, std::string(what) + " (a number from 1 on)");
+}
+
+std::int32_t Arguments::TakeInteger(const char* what) {
+  return TakeFrom(std::numeric_limits<std::int32_t>::min(),
+                  std::string(what) + " (-2147483648 to 2147483647)");
+}
+
+std::uint32_t Arguments::TakeUnsigned(const char* what) {
+  return TakeFrom(std::uint32_t{0}, std::string(what) + " (0 to 4294967295)");
+}
+
+double Arguments::TakeReal(const char* what) {
+  return TakeFrom(std::numeric_limits<double>::lowest(), std::string(what) + " (a number)");
 }
 
 bool Arguments::TakeOnOff() {

@@ -11,6 +11,7 @@
 
 #include "Command.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,11 @@ class Arguments {
   std::vector<std::string> TakeRest(const char* what);
   // The next word, from 1 on.
   int TakeNumber(const char* what);
+  // The next word, as far as the type goes.
+  std::int32_t TakeInteger(const char* what);
+  std::uint32_t TakeUnsigned(const char* what);
+  // The next word, in decimal; neither infinite nor NaN.
+  double TakeReal(const char* what);
   // The next word: "on" or "off".
   bool TakeOnOff();
 
@@ -50,6 +56,9 @@ class Arguments {
   [[noreturn]] void Wrong(const std::string& expected) const;
 
  private:
+  template <class Number>
+  Number TakeFrom(Number least, const std::string& expected);
+
   const Command& command_;
   std::vector<std::string> words_;
   std::size_t next_ = 0;

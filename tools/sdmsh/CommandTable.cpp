@@ -21,6 +21,8 @@ const std::vector<CommandSubject>& CommandTable() {
             "0:3."},
            {"variables", "DATASET", "shows the variables of a dataset", ShowVariables,
             "Reads for the moment where the caller holds no lock."},
+           {"cases", "DATASET [from N] [count N]", "shows the cases of a dataset", ShowCases,
+            "The first is number 1; all of them unless said otherwise. A missing number is a dot."},
            {"mirror", "DATASET", "shows the dictionary beside a mirror kept from messages alone",
             ShowMirror,
             "Their digests are equal when the mirror has everything that messages carry: after "
@@ -94,6 +96,15 @@ const std::vector<CommandSubject>& CommandTable() {
             SetAttribute,
             "Those under dashboard. go when the variables or the cases in use change."},
            {"dirty", "DATASET on|off", "says whether there are unsaved changes", MarkUnsaved},
+       }},
+      {"Bootstrapping",
+       {
+           {"bootstrap", "DATASET set SETTING VALUE...|display|off",
+            "sets, shows or removes the bootstrap specification", Bootstrap,
+            "SETTING VALUE: method simple|stratified|residual|wild; strata, dependents, inputs, "
+            "predicted or residuals VARIABLE...|none; level PERCENT; interval percentile|bca; "
+            "samples NUMBER; user-missing excluded|included; split-ends NUMBER...|none; case-stats "
+            "VALUE NUMBER ...|none. `set` and `off` need the write lock."},
        }},
       {"The dataset, for the caller that holds the write lock",
        {

@@ -18,6 +18,9 @@ void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments);
 void ShowVariables(Shell& shell, Caller& caller, Arguments& arguments);
 void ShowMirror(Shell& shell, Caller& caller, Arguments& arguments);
 
+// CaseCommands.cpp
+void ShowCases(Shell& shell, Caller& caller, Arguments& arguments);
+
 // LockCommands.cpp
 void TakeReadLock(Shell& shell, Caller& caller, Arguments& arguments);
 void TakeWriteLock(Shell& shell, Caller& caller, Arguments& arguments);
@@ -62,6 +65,9 @@ void SetImputation(Shell& shell, Caller& caller, Arguments& arguments);
 void SetExtension(Shell& shell, Caller& caller, Arguments& arguments);
 void SetAttribute(Shell& shell, Caller& caller, Arguments& arguments);
 void MarkUnsaved(Shell& shell, Caller& caller, Arguments& arguments);
+
+// BootstrapCommands.cpp
+void Bootstrap(Shell& shell, Caller& caller, Arguments& arguments);
 
 // WriterCommands.cpp
 void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments);

@@ -8,6 +8,7 @@
 
 #include <client/DictionaryDigest.h>
 #include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
 
 #include <optional>
 #include <string>
@@ -90,6 +91,18 @@ struct VariableTable {
   NamedVariable weight = {};
   NamedVariable filter = {};
   Split split = {};
+};
+
+// The value of a variable in a case; none where it is missing.
+using CaseValue = std::optional<DataValue>;
+
+struct CaseTable {
+  std::string dataset;
+  bool hasDataSource;
+  int from;                              // the number of the first row, from 1
+  std::vector<ORVX_Variable> variables;  // as many as each row has values
+  std::vector<std::vector<CaseValue>> rows;
+  bool more;  // whether cases follow that were not asked for
 };
 
 // The dictionary of a dataset, and the one that was kept from its messages alone.
@@ -189,6 +202,19 @@ struct NotReported {
   std::string role;  // the client, which is told no warnings; empty where there is no client
 };
 
+struct BootstrapShown {
+  std::string dataset;
+  std::optional<SvrBootstrapSpecs> specs;  // none where the dataset has none
+};
+
+// A dataset has this bootstrap specification now, or none.
+struct BootstrapChanged {
+  std::string role;
+  std::string dataset;
+  std::optional<SvrBootstrapSpecs> specs;
+  std::string file = {};  // from which it was read; empty for none
+};
+
 // A command's row of the table.
 struct CommandHelp {
   std::string name;
@@ -213,10 +239,11 @@ struct Failure {
   std::string text;
 };
 
-using Event = std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList,
-                           VariableTable, MirrorComparison, LockEvent, Observing, Told, NotTold,
-                           Watching, RegistryTold, Hiding, FileTouched, ClientBound, Reported,
-                           NotReported, CommandHelp, HelpTable, Failure>;
+using Event =
+    std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList, VariableTable,
+                 CaseTable, MirrorComparison, LockEvent, Observing, Told, NotTold, Watching,
+                 RegistryTold, Hiding, FileTouched, ClientBound, Reported, NotReported,
+                 BootstrapShown, BootstrapChanged, CommandHelp, HelpTable, Failure>;
 
 }  // namespace sdmsh
 

@@ -1,5 +1,6 @@
 // Events as JSON, one object per line.
 
+#include "BootstrapWords.h"
 #include "DictionaryWords.h"
 #include "OpenDataset.h"
 #include "Printer.h"
@@ -7,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
 #include <ostream>
 #include <string>
 
@@ -369,6 +371,34 @@ const char* LockWord(LockEvent::What what) {
   return "unknown";
 }
 
+// What JSON has no number for comes as a string.
+Json Number(double number) {
+  if (std::isfinite(number)) return number;
+  if (std::isnan(number)) return "NaN";
+  return number > 0 ? "Infinity" : "-Infinity";
+}
+
+// Null where it is missing.
+Json Cell(const CaseValue& value) {
+  if (!value) return nullptr;
+  if (const double* const number = std::get_if<double>(&*value)) return Number(*number);
+  return std::get<std::string>(*value);
+}
+
+Json Members(const CaseTable& table) {
+  Json names = Json::array();
+  for (const ORVX_Variable& variable : table.variables) names.push_back(variable.GetName());
+  Json rows = Json::array();
+  for (const std::vector<CaseValue>& values : table.rows) {
+    Json row = Json::array();
+    for (const CaseValue& value : values) row.push_back(Cell(value));
+    rows.push_back(std::move(row));
+  }
+  return {{"event", "cases"},   {"dataset", table.dataset}, {"hasDataSource", table.hasDataSource},
+          {"from", table.from}, {"variables", names},       {"rows", rows},
+          {"more", table.more}};
+}
+
 Json Members(const LockEvent& event) {
   Json json = {{"event", "lock"},
                {"what", LockWord(event.what)},
@@ -443,6 +473,47 @@ Json Members(const NotReported& notReported) {
   return {{"event", "notReported"},
           {"role", Client(notReported.role)},
           {"dataset", notReported.dataset}};
+}
+
+// The word of an enumerator, or its number where it has none.
+Json WordOrNumber(const char* word, std::int32_t number) {
+  return word != nullptr ? Json(word) : Json(number);
+}
+
+// Null for none.
+Json Specs(const std::optional<SvrBootstrapSpecs>& specs) {
+  if (!specs) return nullptr;
+  Json caseStats = Json::array();
+  for (const auto& [value, number] : specs->CaseStats()) {
+    caseStats.push_back(Json::array({Number(value), number}));
+  }
+  const auto method = specs->GetSamplingMethod();
+  const auto interval = specs->GetCIType();
+  return {{"method", WordOrNumber(SamplingMethodInWords(method), method)},
+          {"strata", specs->GetStrataVarList()},
+          {"dependents", specs->GetDependVarList()},
+          {"inputs", specs->GetInputVarList()},
+          {"predicted", specs->GetPredictedVarList()},
+          {"residuals", specs->GetResidualVarList()},
+          {"splitEnds", specs->SplitEnds()},
+          {"caseStats", caseStats},
+          {"level", Number(specs->GetCILevelPct())},
+          {"interval", WordOrNumber(IntervalInWords(interval), interval)},
+          {"samples", specs->GetNSamples()},
+          {"userMissingExcluded", specs->GetExcludeUserMiss()}};
+}
+
+Json Members(const BootstrapShown& shown) {
+  return {{"event", "bootstrap"}, {"dataset", shown.dataset}, {"specs", Specs(shown.specs)}};
+}
+
+Json Members(const BootstrapChanged& changed) {
+  Json json = {{"event", "bootstrapChanged"},
+               {"role", changed.role},
+               {"dataset", changed.dataset},
+               {"specs", Specs(changed.specs)}};
+  if (!changed.file.empty()) json["file"] = changed.file;
+  return json;
 }
 
 Json Help(const CommandHelp& command) {

@@ -11,12 +11,6 @@
 namespace sdmsh {
 namespace {
 
-std::string NumberInWords(double number) {
-  char text[32];
-  const auto result = std::to_chars(text, text + sizeof text, number);
-  return std::string(text, result.ptr);
-}
-
 // Items in braces, separated by commas.
 class Braced {
  public:
@@ -79,6 +73,12 @@ const char* RoleInWords(VariableRole role) {
 
 const char* AlignmentInWords(VariableAlignment alignment) {
   return NameOf(alignment, std::array{"left", "right", "center"});
+}
+
+std::string NumberInWords(double number) {
+  char text[32];
+  const auto result = std::to_chars(text, text + sizeof text, number);
+  return std::string(text, result.ptr);
 }
 
 std::string ValueInWords(const DataValue& value) {

@@ -20,6 +20,8 @@ const char* LevelInWords(MeasurementLevel level);
 const char* RoleInWords(VariableRole role);
 // "left"
 const char* AlignmentInWords(VariableAlignment alignment);
+// The shortest decimal text that is this number again.
+std::string NumberInWords(double number);
 // The number as it would be typed, or the string in quotes.
 std::string ValueInWords(const DataValue& value);
 // {source = "form" "page 2"}, or "none"

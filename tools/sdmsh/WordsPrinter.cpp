@@ -1,5 +1,6 @@
 // Events in words.
 
+#include "CaseWords.h"
 #include "ChangeWords.h"
 #include "DictionaryWords.h"
 #include "LockWords.h"
@@ -25,6 +26,10 @@ std::size_t Width(const std::string& text) {
 
 std::string Padded(const std::string& text, std::size_t width) {
   return text + std::string(width - std::min(width, Width(text)), ' ');
+}
+
+std::string RightAligned(const std::string& text, std::size_t width) {
+  return std::string(width - std::min(width, Width(text)), ' ') + text;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -70,6 +75,41 @@ std::size_t Widest(const ComparedRows& rows, std::string ComparedRow::*column) {
   std::size_t width = 0;
   for (const ComparedRow& row : rows) width = std::max(width, Width(row.*column));
   return width;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Cases
+
+// One column of a table of cases: numbers to the right, strings to the left.
+class CaseColumn {
+ public:
+  CaseColumn(const CaseTable& table, std::size_t index) : table_(table), index_(index) {
+    width_ = Width(table.variables[index].GetName());
+    for (std::size_t row = 0; row < table.rows.size(); ++row) {
+      width_ = std::max(width_, Width(Text(row)));
+    }
+  }
+
+  std::string Head() const { return Aligned(table_.variables[index_].GetName()); }
+  std::string Cell(std::size_t row) const { return Aligned(Text(row)); }
+
+ private:
+  std::string Text(std::size_t row) const { return CaseValueInWords(table_.rows[row][index_]); }
+
+  std::string Aligned(const std::string& text) const {
+    const bool isNumber = table_.variables[index_].GetType() == 0;
+    return isNumber ? RightAligned(text, width_) : Padded(text, width_);
+  }
+
+  const CaseTable& table_;
+  const std::size_t index_;
+  std::size_t width_;
+};
+
+std::string NoCasesInWords(const CaseTable& table) {
+  if (!table.hasDataSource) return table.dataset + " has no data source";
+  if (table.from == 1) return table.dataset + " has no cases";
+  return table.dataset + " has no cases from " + std::to_string(table.from) + " on";
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -160,6 +200,29 @@ class WordsPrinter final : public Printer {
       out_ << std::setw(4) << i + 1 << "  ";
       Line(row);
     }
+  }
+
+  void Show(const CaseTable& table) {
+    if (table.rows.empty()) {
+      out_ << NoCasesInWords(table) << "\n";
+      return;
+    }
+    std::vector<CaseColumn> columns;
+    for (std::size_t i = 0; i < table.variables.size(); ++i) columns.emplace_back(table, i);
+    const auto number = [&](std::size_t row) {
+      return std::to_string(static_cast<std::size_t>(table.from) + row);
+    };
+    const std::size_t numberWidth = std::max<std::size_t>(4, number(table.rows.size() - 1).size());
+
+    std::string head(numberWidth, ' ');
+    for (const CaseColumn& column : columns) head += "  " + column.Head();
+    Line(head);
+    for (std::size_t row = 0; row < table.rows.size(); ++row) {
+      std::string line = RightAligned(number(row), numberWidth);
+      for (const CaseColumn& column : columns) line += "  " + column.Cell(row);
+      Line(line);
+    }
+    if (table.more) out_ << "more cases follow\n";
   }
 
   void Show(const MirrorComparison& both) {
@@ -257,6 +320,25 @@ class WordsPrinter final : public Printer {
     } else {
       out_ << "  " << notReported.role << " is not reported: warnings on " << notReported.dataset
            << " are off\n";
+    }
+  }
+
+  void Show(const BootstrapShown& shown) {
+    if (shown.specs) {
+      shown.specs->Display(out_);
+    } else {
+      out_ << shown.dataset << " has no bootstrap specification\n";
+    }
+  }
+
+  void Show(const BootstrapChanged& changed) {
+    if (!changed.specs) {
+      out_ << changed.dataset << " has no bootstrap specification any more\n";
+    } else if (changed.file.empty()) {
+      out_ << "the bootstrap specification of " << changed.dataset << " is set\n";
+    } else {
+      out_ << "the bootstrap specification of " << changed.dataset << " is read from "
+           << changed.file << "\n";
     }
   }
 

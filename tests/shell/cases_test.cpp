@@ -1,0 +1,258 @@
+// Cases at the shell: which are shown, and how.
+
+#include "ShellTest.h"
+
+#include <CaseRows.h>
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ORVX_DataSource.h>
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+// The one variable x, with a case for each number. Counts the rows that were asked for.
+class Numbers final : public ORVX_DataSource {
+ public:
+  explicit Numbers(std::vector<double> numbers) : numbers_(std::move(numbers)) {
+    MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "x"), nullptr);
+  }
+
+  ObsIterator* MakeIterator(OBS* area) const override { return new Rows(*this, area); }
+  long long RowCount() const override { return -1; }
+  int Asked() const { return asked_; }
+
+ private:
+  class Rows final : public ObsIterator {
+   public:
+    Rows(const Numbers& source, OBS* area) : source_(source), area_(area) {}
+
+    bool Next() override {
+      ++source_.asked_;
+      if (next_ == source_.numbers_.size()) return false;
+      area_->number = source_.numbers_[next_++];
+      return true;
+    }
+
+   private:
+    const Numbers& source_;
+    OBS* const area_;
+    std::size_t next_ = 0;
+  };
+
+  const std::vector<double> numbers_;
+  mutable int asked_ = 0;
+};
+
+class Cases : public ShellTest {
+ protected:
+  // What the shell says to the commands, after `file` was opened as survey.
+  std::string Said(const std::string& file, const std::string& commands) {
+    return AfterFirstLine(AtPrompt("open " + file + " as survey\n" + commands));
+  }
+  std::string SaidInJson(const std::string& file, const std::string& commands) {
+    return AfterFirstLine(InJson("open " + file + " as survey\n" + commands));
+  }
+
+  // The same of a dataset of these numbers.
+  std::string SaidOf(const std::vector<double>& numbers, const std::string& commands) {
+    AddNumbers(numbers);
+    return Played(commands, &MakeWordsPrinterOn);
+  }
+  std::string SaidInJsonOf(const std::vector<double>& numbers, const std::string& commands) {
+    AddNumbers(numbers);
+    return Played(commands, &MakeJsonPrinter);
+  }
+
+  // How often the commands of the last of those two asked for a row.
+  int Asked() const { return asked_; }
+
+ private:
+  static std::string AfterFirstLine(const std::string& text) {
+    return text.substr(std::min(text.find('\n') + 1, text.size()));
+  }
+
+  static std::unique_ptr<Printer> MakeWordsPrinterOn(std::ostream& out) {
+    return MakeWordsPrinter(out, out);
+  }
+  void AddNumbers(const std::vector<double>& numbers) {
+    source_ = new Numbers(numbers);
+    id_ = Registry().Add(*source_, "", /*quiet=*/true);
+  }
+
+  std::string Played(const std::string& commands,
+                     std::unique_ptr<Printer> (*makePrinter)(std::ostream&)) {
+    std::istringstream input(commands);
+    std::ostringstream out;
+    const auto printer = makePrinter(out);
+    Shell shell(Registry(), *printer);
+    shell.Adopt(id_, "survey");
+    RunPrompt(shell, input, nullptr);
+    asked_ = source_->Asked();
+    return out.str();
+  }
+
+  Numbers* source_ = nullptr;  // of the dataset added last
+  LocallyUniqueID id_;
+  int asked_ = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Which
+
+TEST_F(Cases, AreAllOfThemUnlessSaidOtherwise) {
+  EXPECT_EQ(Said(Path("abc.tsv"), "cases survey\n"),
+            "      a  b  c\n"
+            "   1  1  2  3\n"
+            "   2  4  5  6\n");
+}
+
+TEST_F(Cases, BeginAndEndWhereTheyAreToldTo) {
+  const std::vector<double> numbers = {10, 20, 30, 40};
+  EXPECT_EQ(SaidOf(numbers, "cases survey from 2 count 2\n"),
+            "       x\n"
+            "   2  20\n"
+            "   3  30\n"
+            "more cases follow\n");
+  EXPECT_EQ(SaidOf(numbers, "cases survey count 9 from 4\n"),
+            "       x\n"
+            "   4  40\n");
+  EXPECT_EQ(SaidOf(numbers, "cases survey from 3 count 2\n"),
+            "       x\n"
+            "   3  30\n"
+            "   4  40\n");
+}
+
+TEST_F(Cases, BeyondTheLastThereAreNone) {
+  EXPECT_EQ(Said(Path("abc.tsv"), "cases survey from 3\n"), "survey has no cases from 3 on\n");
+  EXPECT_EQ(Said(Path("abc.tsv"), "cases survey from 2147483647 count 1\n"),
+            "survey has no cases from 2147483647 on\n");
+  EXPECT_TRUE(WentWell());
+}
+
+TEST_F(Cases, NoMoreRowsAreReadThanItTakes) {
+  SaidOf(std::vector<double>(100, 7), "cases survey from 3 count 2\n");
+  EXPECT_EQ(Asked(), 5);  // one more tells whether cases follow
+}
+
+TEST_F(Cases, ADatasetMayHaveNone) {
+  EXPECT_EQ(Said(WriteFile("none.tsv", "a\tb\n"), "cases survey\n"), "survey has no cases\n");
+  EXPECT_EQ(AtPrompt("add-empty nix\ncases nix\ncases nix from 2\n"),
+            "nix is open, without a data source\n"
+            "nix has no data source\nnix has no data source\n");
+  EXPECT_TRUE(WentWell());
+}
+
+TEST_F(Cases, AreNotShownWhereReadingWouldHaveToWait) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "@w write survey\ncases survey\n"),
+              HasSubstr("error: main would have to wait for the read lock on survey, held by w "
+                        "(writing)\n"));
+}
+
+TEST_F(Cases, AreThoseOfTheDictionaryAsItsWriterHasLeftIt) {
+  EXPECT_THAT(Said(Path("abc.tsv"),
+                   "write survey\nmove survey c to 1\ninsert survey x before b\n"
+                   "delete survey a\nretype survey b string:3\ncases survey\n"),
+              HasSubstr("\n"
+                        "      c  x  b\n"
+                        "   1  3  .  2\n"
+                        "   2  6  .  5\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// How
+
+TEST_F(Cases, NumbersStandToTheRightAndTextToTheLeft) {
+  const std::string file = WriteFile("t.tsv",
+                                     "number\tname\tn\n"
+                                     "1\tÖl\t0.1\n"
+                                     "-1234567\tlonger\t\n"
+                                     "\t\t1e300\n");
+  EXPECT_EQ(Said(file, "cases survey\n"),
+            "        number  name         n\n"
+            "   1         1  Öl         0.1\n"
+            "   2  -1234567  longer       .\n"
+            "   3         .          1e+300\n");
+}
+
+TEST_F(Cases, NumbersAreAsShortAsTheyCanBeAndStillThemselves) {
+  EXPECT_EQ(SaidOf({0.1 + 0.2, 1.0 / 3, 100, -0.0, 5e-324}, "cases survey\n"),
+            "                        x\n"
+            "   1  0.30000000000000004\n"
+            "   2   0.3333333333333333\n"
+            "   3                  100\n"
+            "   4                   -0\n"
+            "   5               5e-324\n");
+}
+
+TEST_F(Cases, NumbersThatAreNoneAreSaid) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_EQ(SaidOf({inf, -inf, nan, kSystemMissing}, "cases survey\n"),
+            "         x\n"
+            "   1   inf\n"
+            "   2  -inf\n"
+            "   3   nan\n"
+            "   4     .\n");
+}
+
+TEST_F(Cases, TextKeepsItsBlanksInFrontAndOneLine) {
+  const std::string file = WriteFile("t.tsv", "s\tn\n\"  two\nlines\x01\x7F \"\t1\n");
+  EXPECT_EQ(Said(file, "cases survey\n"),
+            "      s              n\n"
+            "   1    two␊lines␁␡  1\n");
+}
+
+TEST_F(Cases, ColumnsMakeRoomForTheNumberOfTheCase) {
+  EXPECT_EQ(SaidOf(std::vector<double>(10001, 7), "cases survey from 9999\n"),
+            "       x\n"
+            " 9999  7\n"
+            "10000  7\n"
+            "10001  7\n");
+}
+
+TEST_F(Cases, WithoutVariablesAreCountedAllTheSame) {
+  EXPECT_THAT(Said(Path("abc.tsv"), "write survey\ndelete survey a b c\ncases survey\n"),
+              HasSubstr("\n\n   1\n   2\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// In JSON
+
+TEST_F(Cases, AreArraysInJson) {
+  const std::string file = WriteFile("t.tsv", "n\ts\n1.5\tx \n\t\n3\ty\n");
+  EXPECT_EQ(SaidInJson(file, "cases survey count 2\ncases survey from 3\ncases survey from 4\n"),
+            R"({"event":"cases","dataset":"survey","hasDataSource":true,"from":1,)"
+            R"("variables":["n","s"],"rows":[[1.5,"x"],[null,""]],"more":true})"
+            "\n"
+            R"({"event":"cases","dataset":"survey","hasDataSource":true,"from":3,)"
+            R"("variables":["n","s"],"rows":[[3.0,"y"]],"more":false})"
+            "\n"
+            R"({"event":"cases","dataset":"survey","hasDataSource":true,"from":4,)"
+            R"("variables":["n","s"],"rows":[],"more":false})"
+            "\n");
+}
+
+TEST_F(Cases, NumbersThatAreNoneAreStringsInJson) {
+  const double inf = std::numeric_limits<double>::infinity();
+  EXPECT_THAT(SaidInJsonOf({inf, -inf, std::numeric_limits<double>::quiet_NaN(), kSystemMissing},
+                           "cases survey\n"),
+              HasSubstr(R"("rows":[["Infinity"],["-Infinity"],["NaN"],[null]])"));
+}
+
+TEST_F(Cases, OfNoDataSourceSayThatInJson) {
+  EXPECT_THAT(InJson("add-empty nix\ncases nix\n"),
+              EndsWith(R"({"event":"cases","dataset":"nix","hasDataSource":false,"from":1,)"
+                       R"("variables":[],"rows":[],"more":false})"
+                       "\n"));
+}
+
+}  // namespace
+}  // namespace sdmsh

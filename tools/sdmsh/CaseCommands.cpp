@@ -1,0 +1,64 @@
+// Looking at cases.
+
+#include "Arguments.h"
+#include "CaseRows.h"
+#include "Commands.h"
+#include "Shell.h"
+
+#include <libdatasrc/ORVX_DataSource.h>
+
+#include <optional>
+#include <utility>
+
+namespace sdmsh {
+namespace {
+
+// False where there is no case of that number, from 1.
+bool MoveTo(CaseRows& rows, int number) {
+  for (; number > 0; --number) {
+    if (!rows.Next()) return false;
+  }
+  return true;
+}
+
+// Fills in all that is said of the cases of `source`. Reads one case more than it keeps.
+void Read(const ORVX_DataSource& source, std::optional<int> count, CaseTable& table) {
+  table.hasDataSource = true;
+  for (int position = 0; position < source.ColumnCount(); ++position) {
+    table.variables.push_back(source.GetVariable(position));
+  }
+  CaseRows rows(source);
+  bool there = MoveTo(rows, table.from);
+  for (int kept = 0; there && (!count || kept < *count); ++kept) {
+    table.rows.push_back(rows.Values());
+    there = rows.Next();
+  }
+  table.more = there;
+}
+
+}  // namespace
+
+void ShowCases(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  CaseTable table{.dataset = dataset->Name(),
+                  .hasDataSource = false,
+                  .from = 1,
+                  .variables = {},
+                  .rows = {},
+                  .more = false};
+  std::optional<int> count;
+  while (!arguments.AtEnd()) {
+    enum { kFrom, kCount };
+    if (arguments.TakeOneOf({"from", "count"}) == kFrom) {
+      table.from = arguments.TakeNumber("N");
+    } else {
+      count = arguments.TakeNumber("N");
+    }
+  }
+  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    if (*reader != nullptr) Read(**reader, count, table);
+  });
+  shell.Say(std::move(table));
+}
+
+}  // namespace sdmsh

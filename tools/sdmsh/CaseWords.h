@@ -1,0 +1,18 @@
+// How the shell speaks of the values of cases.
+
+#ifndef SDMSH_CASEWORDS_H_
+#define SDMSH_CASEWORDS_H_
+
+#include "Event.h"
+
+#include <string>
+
+namespace sdmsh {
+
+// A number as it would be typed, a string as it is, "." where the value is missing. On one line,
+// whatever bytes it has: each control character becomes the sign that Unicode has for it.
+std::string CaseValueInWords(const CaseValue& value);
+
+}  // namespace sdmsh
+
+#endif  // SDMSH_CASEWORDS_H_
