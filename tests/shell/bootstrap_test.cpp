@@ -4,8 +4,14 @@
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrDMDataset.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <WholeFile.h>
 
 #include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <limits>
 #include <vector>
 
 namespace sdmsh {
@@ -17,6 +23,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::StartsWith;
+using testing::UnorderedElementsAre;
 
 class Bootstrapping : public ShellTest {
  protected:
@@ -252,6 +259,347 @@ TEST_F(Bootstrapping, TellsEveryFieldInJson) {
                R"("splitEnds":[7,4294967295],"caseStats":[[1.5,2]],"level":99.5,)"
                R"("interval":"bca","samples":-1,"userMissingExcluded":false}})"
                "\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Files
+
+// The bytes of a specification, written field by field in either byte order.
+class SpecsBytes {
+ public:
+  explicit SpecsBytes(bool swapped) : swapped_(swapped) { Add(std::uint16_t{1}); }
+
+  template <class Number>
+  SpecsBytes& Add(Number number) {
+    std::string field(sizeof number, '\0');
+    std::memcpy(field.data(), &number, sizeof number);
+    if (swapped_) std::reverse(field.begin(), field.end());
+    bytes_ += field;
+    return *this;
+  }
+
+  template <class Number>
+  SpecsBytes& AddList(const std::vector<Number>& numbers) {
+    Add(static_cast<std::uint32_t>(numbers.size()));
+    for (const Number number : numbers) Add(number);
+    return *this;
+  }
+
+  const std::string& Bytes() const { return bytes_; }
+
+ private:
+  const bool swapped_;
+  std::string bytes_;
+};
+
+// Of this record: wild, strata 1, dependents 2 and 0, inputs 7, split ends 3 and 4, one case
+// statistic of 0.5 and 6, level 99.5, bca, 20 samples, user-missing values included. 91 bytes.
+std::string FullSpecs(bool swapped) {
+  SpecsBytes bytes(swapped);
+  bytes.Add(std::uint32_t{1}).Add(std::int32_t{3});
+  bytes.AddList<std::int32_t>({1}).AddList<std::int32_t>({2, 0}).AddList<std::int32_t>({7});
+  bytes.AddList<std::int32_t>({}).AddList<std::int32_t>({});
+  bytes.AddList<std::uint32_t>({3, 4});
+  bytes.Add(std::uint32_t{1}).Add(0.5).Add(std::uint32_t{6});
+  bytes.Add(99.5).Add(std::int32_t{1}).Add(std::int32_t{20}).Add(std::uint8_t{0});
+  return bytes.Bytes();
+}
+
+constexpr const char* kFullInJson =
+    R"({"method":"wild","strata":[1],"dependents":[2,0],"inputs":[7],"predicted":[],)"
+    R"("residuals":[],"splitEnds":[3,4],"caseStats":[[0.5,6]],"level":99.5,"interval":"bca",)"
+    R"("samples":20,"userMissingExcluded":false})";
+
+class BootstrapFiles : public Bootstrapping {
+ protected:
+  std::string ReadFile(const std::string& file) const {
+    std::ifstream stream(Path(file), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  // What the folder of the test holds beside abc.tsv.
+  std::vector<std::string> Files() const {
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(Path(""))) {
+      const std::string name = entry.path().filename().string();
+      if (name != "abc.tsv") files.push_back(name);
+    }
+    return files;
+  }
+
+  mode_t PermissionsOf(const std::string& file) const {
+    struct stat status {};
+    EXPECT_EQ(stat(Path(file).c_str(), &status), 0);
+    return status.st_mode & mode_t{07777};
+  }
+
+  std::string To(const std::string& file) const {
+    return "bootstrap survey to " + Path(file) + "\n";
+  }
+  std::string From(const std::string& file) const {
+    return "bootstrap survey from " + Path(file) + "\n";
+  }
+  std::string Check(const std::string& file) const {
+    return "bootstrap survey check " + Path(file) + "\n";
+  }
+
+  // Makes the record of FullSpecs where three variables are enough, all but the inputs.
+  static constexpr const char* kSetMost =
+      "bootstrap survey set method wild\nbootstrap survey set strata b\n"
+      "bootstrap survey set dependents c a\nbootstrap survey set split-ends 3 4\n"
+      "bootstrap survey set case-stats 0.5 6\nbootstrap survey set level 99.5\n"
+      "bootstrap survey set interval bca\nbootstrap survey set samples 20\n"
+      "bootstrap survey set user-missing included\n";
+};
+
+TEST_F(BootstrapFiles, HoldTheBytesOfTheRecord) {
+  EXPECT_THAT(Writing(std::string("bootstrap survey set inputs a\n") + kSetMost + To("specs")),
+              EndsWith("the bootstrap specification of survey is written to " + Path("specs") +
+                       ": 91 bytes\n" + kReleased));
+  std::string expected = FullSpecs(/*swapped=*/false);
+  const std::int32_t inputs = 0;
+  std::memcpy(&expected[34], &inputs, sizeof inputs);
+  EXPECT_EQ(ReadFile("specs"), expected);
+  EXPECT_THAT(Files(), ElementsAre("specs"));
+}
+
+TEST_F(BootstrapFiles, AreReadInEitherByteOrder) {
+  for (const bool swapped : {false, true}) {
+    WriteFile("specs", FullSpecs(swapped));
+    EXPECT_EQ(InJsonWriting(From("specs") + "bootstrap survey display\n"),
+              R"({"event":"bootstrapChanged","role":"main","dataset":"survey","specs":)" +
+                  std::string(kFullInJson) + R"(,"file":")" + Path("specs") + "\"}\n" +
+                  R"({"event":"bootstrap","dataset":"survey","specs":)" + kFullInJson + "}\n");
+    EXPECT_TRUE(WentWell());
+  }
+}
+
+TEST_F(BootstrapFiles, ReplaceTheWholeRecord) {
+  WriteFile("specs", FullSpecs(/*swapped=*/false));
+  EXPECT_THAT(InJsonWriting("bootstrap survey set predicted a\nbootstrap survey set strata c\n"
+                            "bootstrap survey set split-ends 9\n" +
+                            From("specs") + From("specs") + "bootstrap survey display\n"),
+              EndsWith(std::string("\"specs\":") + kFullInJson + "}\n"));
+}
+
+TEST_F(BootstrapFiles, TravelToAnotherDataset) {
+  EXPECT_THAT(AtPrompt(Open("survey") + Open("other") + "write survey\n" + kSetMost + To("specs") +
+                       "write other\nbootstrap other from " + Path("specs") +
+                       "\nbootstrap other display\n"),
+              AllOf(HasSubstr("the bootstrap specification of other is read from " + Path("specs") +
+                              "\nStart displaying"),
+                    HasSubstr("\nDependent Variables = 2 0\n")));
+}
+
+TEST_F(BootstrapFiles, KeepWhatHasNoWord) {
+  SpecsBytes bytes(/*swapped=*/false);
+  bytes.Add(std::uint32_t{1}).Add(std::int32_t{-1});
+  for (int list = 0; list < 7; ++list) bytes.Add(std::uint32_t{0});
+  bytes.Add(std::numeric_limits<double>::quiet_NaN()).Add(std::int32_t{2});
+  bytes.Add(std::int32_t{-5}).Add(std::uint8_t{1});
+  WriteFile("specs", bytes.Bytes());
+  EXPECT_THAT(InJsonWriting(From("specs")),
+              AllOf(HasSubstr(R"("method":-1,)"), HasSubstr(R"("level":"NaN","interval":2,)")));
+  EXPECT_THAT(Writing(From("specs") + To("copy") + "bootstrap survey display\n"),
+              AllOf(HasSubstr("Sampling Method = unknown\n"), HasSubstr("Type = unknown\n")));
+  EXPECT_EQ(ReadFile("copy"), bytes.Bytes());
+}
+
+TEST_F(BootstrapFiles, AreWrittenUnderAReadLockAlone) {
+  EXPECT_THAT(Writing("bootstrap survey set level 90\nrelease\n@r " + To("specs")),
+              EndsWith(": 55 bytes\n"));
+  EXPECT_THAT(Writing("@r " + To("other")),
+              StartsWith("error: r would have to wait for the read lock on survey"));
+  EXPECT_EQ(AtPrompt(Open("survey") + From("specs")),
+            IsOpen("survey") +
+                "error: main does not hold the write lock on survey; `write survey` takes it\n");
+}
+
+TEST_F(BootstrapFiles, NeedARecordToHold) {
+  EXPECT_EQ(Writing(To("specs")),
+            std::string("error: survey has no bootstrap specification\n") + kReleased);
+  EXPECT_THAT(Files(), IsEmpty());
+}
+
+TEST_F(BootstrapFiles, AreReplacedWithTheirPermissionsKept) {
+  WriteFile("specs", std::string(1000, 'x'));
+  ASSERT_EQ(chmod(Path("specs").c_str(), 0604), 0);
+  Writing("bootstrap survey set level 90\n" + To("specs"));
+  EXPECT_TRUE(WentWell());
+  EXPECT_EQ(ReadFile("specs").size(), 55u);
+  EXPECT_EQ(PermissionsOf("specs"), mode_t{0604});
+}
+
+TEST_F(BootstrapFiles, AreReplacedWhereALinkLeads) {
+  std::filesystem::create_directory(Path("folder"));
+  WriteFile("folder/specs", "old");
+  std::filesystem::create_symlink("folder/specs", Path("link"));
+  Writing("bootstrap survey set level 90\n" + To("link"));
+  EXPECT_TRUE(std::filesystem::is_symlink(Path("link")));
+  EXPECT_EQ(ReadFile("folder/specs").size(), 55u);
+}
+
+// A disk that is full, or nearly.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit = {bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  void (*const handler_)(int);
+  rlimit before_;
+};
+
+TEST_F(BootstrapFiles, StayAsTheyWereWhereTheyCannotBeWritten) {
+  WriteFile("specs", "old");
+  std::string text;
+  {
+    const FileSizeLimit limit(54);
+    text = Writing("bootstrap survey set level 90\n" + To("specs") + To("new"));
+  }
+  EXPECT_EQ(text, std::string(kSet) + "error: " + Path("specs") +
+                      ": File too large\nerror: " + Path("new") + ": File too large\n" + kReleased);
+  EXPECT_EQ(ReadFile("specs"), "old");
+  EXPECT_THAT(Files(), ElementsAre("specs"));
+}
+
+TEST_F(BootstrapFiles, AreNotWrittenWhereSomethingElseIs) {
+  std::filesystem::create_directory(Path("folder"));
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  const std::string set = "bootstrap survey set level 90\n";
+  EXPECT_THAT(Writing(set + To("folder")),
+              HasSubstr("error: " + Path("folder") + ": Is a directory\n"));
+  EXPECT_THAT(Writing(set + To("pipe")),
+              HasSubstr("error: " + Path("pipe") + ": not a regular file\n"));
+  EXPECT_THAT(Writing(set + To("nowhere/specs")),
+              HasSubstr("error: " + Path("nowhere/specs") + ": No such file or directory\n"));
+  EXPECT_THAT(Files(), UnorderedElementsAre("folder", "pipe"));
+}
+
+TEST_F(BootstrapFiles, HaveNamesWithoutZeroBytes) {
+  const std::string file = Path("a") + std::string(1, '\0') + "b\n";
+  const std::string error = "error: a file name cannot have a zero byte in it\n";
+  EXPECT_THAT(Writing("bootstrap survey set level 90\nbootstrap survey to " + file),
+              HasSubstr(error));
+  WriteFile("a", FullSpecs(/*swapped=*/false));
+  EXPECT_EQ(Writing("bootstrap survey from " + file), error + kReleased);
+}
+
+TEST_F(BootstrapFiles, ThatCannotBeReadAreRefused) {
+  std::filesystem::create_directory(Path("folder"));
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  WriteFile("long", "");
+  std::filesystem::resize_file(Path("long"), kMaxFileBytes + 1);
+  const std::vector<std::pair<std::string, std::string>> wrong = {
+      {"folder", "Is a directory"},
+      {"pipe", "not a regular file"},
+      {"nowhere", "No such file or directory"},
+      {"long", "longer than 16777216 bytes"}};
+  for (const auto& [file, reason] : wrong) {
+    const std::string error = "error: " + Path(file) + ": " + reason + "\n";
+    EXPECT_EQ(Writing(From(file)), error + kReleased);
+    EXPECT_FALSE(WentWell());
+    EXPECT_EQ(Writing(Check(file)), error + kReleased);
+    EXPECT_FALSE(WentWell());
+  }
+}
+
+// What is wrong with bytes, as `from` and `check` say it.
+struct Broken {
+  std::string bytes;
+  std::string finding;
+  std::string json;  // of the check
+};
+
+std::vector<Broken> BrokenSpecs(bool swapped) {
+  const std::string order = swapped ? R"("byteOrder":"swapped",)" : R"("byteOrder":"native",)";
+  const std::string whole = FullSpecs(swapped);
+  std::string otherVersion = whole;
+  otherVersion[swapped ? 5 : 2] = 2;
+  std::string longList = whole;
+  longList[swapped ? 10 : 13] = '\x7F';
+  return {
+      {whole.substr(0, 90), "it ends before the field at offset 90 does",
+       R"("fileSize":90,"finding":"truncated",)" + order + R"("size":0,"offset":90})"},
+      {whole.substr(0, 3), "it ends before the field at offset 2 does",
+       R"("fileSize":3,"finding":"truncated",)" + order + R"("size":0,"offset":2})"},
+      {otherVersion, "the version at offset 2 is not 1",
+       R"("fileSize":91,"finding":"unknownVersion",)" + order + R"("size":0,"offset":2})"},
+      {longList, "the number at offset 10 says more elements than there are bytes for",
+       R"("fileSize":91,"finding":"listTooLong",)" + order + R"("size":0,"offset":10})"},
+  };
+}
+
+TEST_F(BootstrapFiles, ThatAreBrokenAreRefusedAndChangeNothing) {
+  for (const bool swapped : {false, true}) {
+    for (const auto& [bytes, finding, json] : BrokenSpecs(swapped)) {
+      WriteFile("specs", bytes);
+      EXPECT_EQ(Writing(From("specs") + "bootstrap survey display\n"),
+                "error: " + Path("specs") + ": no whole bootstrap specification: " + finding +
+                    "\nsurvey has no bootstrap specification\n" + kReleased);
+      EXPECT_FALSE(WentWell());
+    }
+  }
+}
+
+TEST_F(BootstrapFiles, WithMoreBehindTheSpecificationAreRefused) {
+  for (const bool swapped : {false, true}) {
+    WriteFile("specs", FullSpecs(swapped) + "more");
+    EXPECT_EQ(Writing(From("specs") + "bootstrap survey display\n"),
+              "error: " + Path("specs") +
+                  ": 4 bytes more than the bootstrap specification, which ends at offset 91\n"
+                  "survey has no bootstrap specification\n" +
+                  kReleased);
+  }
+}
+
+TEST_F(BootstrapFiles, AreCheckedForAWholeSpecification) {
+  const std::string here = " in the byte order of this machine";
+  const std::string there = " in the other byte order than this machine's";
+  for (const bool swapped : {false, true}) {
+    const std::string holds = Path("specs") + " holds a whole bootstrap specification: 91 bytes" +
+                              (swapped ? there : here);
+    WriteFile("specs", FullSpecs(swapped));
+    EXPECT_EQ(AtPrompt(Open("survey") + Check("specs")), IsOpen("survey") + holds + "\n");
+    WriteFile("specs", FullSpecs(swapped) + "x");
+    EXPECT_EQ(AtPrompt(Open("survey") + Check("specs")),
+              IsOpen("survey") + holds + ", and 1 byte behind it\n");
+    EXPECT_TRUE(WentWell());
+    EXPECT_EQ(InJsonWriting(Check("specs")),
+              R"({"event":"bootstrapChecked","dataset":"survey","file":")" + Path("specs") +
+                  R"(","fileSize":92,"finding":"whole","byteOrder":")" +
+                  (swapped ? "swapped" : "native") + R"(","size":91,"offset":91})" + "\n");
+  }
+}
+
+TEST_F(BootstrapFiles, ThatAreBrokenAreAnAnswerOfTheCheck) {
+  for (const bool swapped : {false, true}) {
+    for (const auto& [bytes, finding, json] : BrokenSpecs(swapped)) {
+      WriteFile("specs", bytes);
+      EXPECT_EQ(AtPrompt(Open("survey") + Check("specs")),
+                IsOpen("survey") + Path("specs") +
+                    " holds no whole bootstrap specification: " + finding + "\n");
+      EXPECT_TRUE(WentWell());
+      EXPECT_EQ(InJsonWriting(Check("specs")),
+                R"({"event":"bootstrapChecked","dataset":"survey","file":")" + Path("specs") +
+                    "\"," + json + "\n");
+    }
+  }
+}
+
+TEST_F(BootstrapFiles, AreSaidInJsonWhenTheyAreWritten) {
+  EXPECT_THAT(InJsonWriting("bootstrap survey set level 95\n" + To("specs")),
+              EndsWith(R"({"event":"bootstrapWritten","role":"main","dataset":"survey","file":")" +
+                       Path("specs") + "\",\"size\":55}\n"));
 }
 
 }  // namespace

@@ -162,7 +162,11 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"survey on now", "the end of the line"}}},
       {"bootstrap",
        {{"", "DATASET"},
-        {"survey", "\"set\", \"display\" or \"off\""},
+        {"survey", "\"set\", \"display\", \"to\", \"from\", \"check\" or \"off\""},
+        {"survey to", "FILE"},
+        {"survey from", "FILE"},
+        {"survey check", "FILE"},
+        {"survey check x y", "the end of the line"},
         {"survey set",
          "\"method\", \"strata\", \"dependents\", \"inputs\", \"predicted\", \"residuals\", "
          "\"level\", \"interval\", \"samples\", \"user-missing\", \"split-ends\" or "
@@ -274,7 +278,7 @@ TEST_F(Commands, ThoseThatWriteNeedTheWriteLock) {
                               "attribute survey x",      "dirty survey on",
                               "client survey",           "report survey error x",
                               "warnings survey on",      "bootstrap survey set level 90",
-                              "bootstrap survey off"}) {
+                              "bootstrap survey off",    "bootstrap survey from x"}) {
     EXPECT_EQ(AtPrompt(Open("survey") + command + "\n"), IsOpen("survey") + refusal);
     EXPECT_EQ(AtPrompt(Open("survey") + "read survey\n" + command + "\n"),
               IsOpen("survey") + "main takes the read lock on survey\n" + refusal +

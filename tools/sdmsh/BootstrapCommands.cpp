@@ -6,7 +6,11 @@
 #include "Commands.h"
 #include "Shell.h"
 #include "Variables.h"
+#include "WholeFile.h"
+#include "Words.h"
 #include "Writing.h"
+
+#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
 #include <functional>
 #include <memory>
@@ -142,6 +146,58 @@ void Display(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPt
   shell.Say(std::move(shown));
 }
 
+void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
+  BootstrapWritten written{caller.Name(), dataset->Name(), arguments.Take("FILE"), 0};
+  arguments.End();
+  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
+    if (specs == nullptr) {
+      throw CommandError(dataset->Name() + " has no bootstrap specification");
+    }
+    std::string bytes;
+    SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
+    WriteWholeFile(written.file, bytes);
+    written.size = bytes.size();
+  });
+  shell.Say(std::move(written));
+}
+
+// Refuses bytes that are not one whole specification and nothing else.
+SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& file) {
+  const auto check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
+  if (!check.IsWhole()) {
+    throw CommandError(file + ": no whole bootstrap specification: " + FindingInWords(check));
+  }
+  if (check.size < bytes.size()) {
+    const auto more = static_cast<long long>(bytes.size() - check.size);
+    throw CommandError(file + ": " + Counted(more, "byte", "bytes") +
+                       " more than the bootstrap specification, which ends at offset " +
+                       std::to_string(check.offset));
+  }
+  SvrBootstrapSpecs specs;
+  SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
+  return specs;
+}
+
+void ReadFromFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
+  BootstrapChanged changed{caller.Name(), dataset->Name(), std::nullopt, arguments.Take("FILE")};
+  arguments.End();
+  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+    changed.specs = SpecsIn(ReadWholeFile(changed.file), changed.file);
+    Replace(writer, *changed.specs);
+  });
+  shell.Say(std::move(changed));
+}
+
+void CheckFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
+  const std::string file = arguments.Take("FILE");
+  arguments.End();
+  std::string bytes;
+  caller.Do([&] { bytes = ReadWholeFile(file); });
+  shell.Say(BootstrapChecked{dataset->Name(), file, bytes.size(),
+                             SvrBootstrapSpecsSerializer::checkSpecs(bytes)});
+}
+
 void Remove(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
   arguments.End();
   Write(caller, *dataset,
@@ -154,8 +210,9 @@ void Remove(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr
 void Bootstrap(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   using Form = void (*)(Shell&, Caller&, Arguments&, const DatasetPtr&);
-  static constexpr Form kForms[] = {Set, Display, Remove};
-  kForms[arguments.TakeOneOf({"set", "display", "off"})](shell, caller, arguments, dataset);
+  static constexpr Form kForms[] = {Set, Display, WriteToFile, ReadFromFile, CheckFile, Remove};
+  const std::size_t form = arguments.TakeOneOf({"set", "display", "to", "from", "check", "off"});
+  kForms[form](shell, caller, arguments, dataset);
 }
 
 }  // namespace sdmsh

@@ -30,4 +30,20 @@ const char* IntervalInWords(SvrBootstrapSpecs::CITypes interval) {
   return NameOf(interval, IntervalWords());
 }
 
+std::string FindingInWords(const SvrBootstrapSpecsSerializer::Check& check) {
+  using Finding = SvrBootstrapSpecsSerializer::Check::Finding;
+  const std::string offset = " at offset " + std::to_string(check.offset);
+  switch (check.finding) {
+    case Finding::Whole:
+      return "it is whole";
+    case Finding::Truncated:
+      return "it ends before the field" + offset + " does";
+    case Finding::UnknownVersion:
+      return "the version" + offset + " is not 1";
+    case Finding::ListTooLong:
+      return "the number" + offset + " says more elements than there are bytes for";
+  }
+  return "unknown";
+}
+
 }  // namespace sdmsh

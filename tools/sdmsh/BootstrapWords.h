@@ -4,7 +4,9 @@
 #define SDMSH_BOOTSTRAPWORDS_H_
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
+#include <string>
 #include <vector>
 
 namespace sdmsh {
@@ -17,6 +19,10 @@ const std::vector<const char*>& IntervalWords();
 const char* SamplingMethodInWords(SvrBootstrapSpecs::SampMethods method);
 // "percentile"; likewise.
 const char* IntervalInWords(SvrBootstrapSpecs::CITypes interval);
+
+// "it ends before the field at offset 50 does": what is wrong with bytes that hold no whole
+// specification.
+std::string FindingInWords(const SvrBootstrapSpecsSerializer::Check& check);
 
 }  // namespace sdmsh
 

@@ -99,12 +99,12 @@ const std::vector<CommandSubject>& CommandTable() {
        }},
       {"Bootstrapping",
        {
-           {"bootstrap", "DATASET set SETTING VALUE...|display|off",
-            "sets, shows or removes the bootstrap specification", Bootstrap,
+           {"bootstrap", "DATASET set SETTING VALUE...|display|to FILE|from FILE|check FILE|off",
+            "sets, shows or removes the bootstrap specification, or keeps it in a file", Bootstrap,
             "SETTING VALUE: method simple|stratified|residual|wild; strata, dependents, inputs, "
             "predicted or residuals VARIABLE...|none; level PERCENT; interval percentile|bca; "
             "samples NUMBER; user-missing excluded|included; split-ends NUMBER...|none; case-stats "
-            "VALUE NUMBER ...|none. `set` and `off` need the write lock."},
+            "VALUE NUMBER ...|none. `set`, `from` and `off` need the write lock."},
        }},
       {"The dataset, for the caller that holds the write lock",
        {

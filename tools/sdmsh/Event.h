@@ -9,7 +9,9 @@
 #include <client/DictionaryDigest.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <variant>
@@ -215,6 +217,22 @@ struct BootstrapChanged {
   std::string file = {};  // from which it was read; empty for none
 };
 
+// The bootstrap specification of a dataset stands in a file.
+struct BootstrapWritten {
+  std::string role;
+  std::string dataset;
+  std::string file;
+  std::size_t size;  // in bytes
+};
+
+// Whether a file holds a bootstrap specification.
+struct BootstrapChecked {
+  std::string dataset;
+  std::string file;
+  std::size_t size;  // of the file, in bytes
+  SvrBootstrapSpecsSerializer::Check check;
+};
+
 // A command's row of the table.
 struct CommandHelp {
   std::string name;
@@ -239,11 +257,11 @@ struct Failure {
   std::string text;
 };
 
-using Event =
-    std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList, VariableTable,
-                 CaseTable, MirrorComparison, LockEvent, Observing, Told, NotTold, Watching,
-                 RegistryTold, Hiding, FileTouched, ClientBound, Reported, NotReported,
-                 BootstrapShown, BootstrapChanged, CommandHelp, HelpTable, Failure>;
+using Event = std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList,
+                           VariableTable, CaseTable, MirrorComparison, LockEvent, Observing, Told,
+                           NotTold, Watching, RegistryTold, Hiding, FileTouched, ClientBound,
+                           Reported, NotReported, BootstrapShown, BootstrapChanged,
+                           BootstrapWritten, BootstrapChecked, CommandHelp, HelpTable, Failure>;
 
 }  // namespace sdmsh
 

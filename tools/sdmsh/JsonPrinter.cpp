@@ -516,6 +516,42 @@ Json Members(const BootstrapChanged& changed) {
   return json;
 }
 
+Json Members(const BootstrapWritten& written) {
+  return {{"event", "bootstrapWritten"},
+          {"role", written.role},
+          {"dataset", written.dataset},
+          {"file", written.file},
+          {"size", written.size}};
+}
+
+const char* FindingWord(SvrBootstrapSpecsSerializer::Check::Finding finding) {
+  using Finding = SvrBootstrapSpecsSerializer::Check::Finding;
+  switch (finding) {
+    case Finding::Whole:
+      return "whole";
+    case Finding::Truncated:
+      return "truncated";
+    case Finding::UnknownVersion:
+      return "unknownVersion";
+    case Finding::ListTooLong:
+      return "listTooLong";
+  }
+  return "unknown";
+}
+
+Json Members(const BootstrapChecked& checked) {
+  const SvrBootstrapSpecsSerializer::Check& check = checked.check;
+  const bool native = check.byteOrder == SvrBootstrapSpecsSerializer::Check::ByteOrder::Native;
+  return {{"event", "bootstrapChecked"},
+          {"dataset", checked.dataset},
+          {"file", checked.file},
+          {"fileSize", checked.size},
+          {"finding", FindingWord(check.finding)},
+          {"byteOrder", native ? "native" : "swapped"},
+          {"size", check.size},
+          {"offset", check.offset}};
+}
+
 Json Help(const CommandHelp& command) {
   return {{"command", command.name},
           {"arguments", command.arguments},

@@ -1,5 +1,6 @@
 // Events in words.
 
+#include "BootstrapWords.h"
 #include "CaseWords.h"
 #include "ChangeWords.h"
 #include "DictionaryWords.h"
@@ -340,6 +341,31 @@ class WordsPrinter final : public Printer {
       out_ << "the bootstrap specification of " << changed.dataset << " is read from "
            << changed.file << "\n";
     }
+  }
+
+  void Show(const BootstrapWritten& written) {
+    out_ << "the bootstrap specification of " << written.dataset << " is written to "
+         << written.file << ": " << Bytes(written.size) << "\n";
+  }
+
+  void Show(const BootstrapChecked& checked) {
+    const SvrBootstrapSpecsSerializer::Check& check = checked.check;
+    out_ << checked.file;
+    if (!check.IsWhole()) {
+      out_ << " holds no whole bootstrap specification: " << FindingInWords(check) << "\n";
+      return;
+    }
+    const bool native = check.byteOrder == SvrBootstrapSpecsSerializer::Check::ByteOrder::Native;
+    out_ << " holds a whole bootstrap specification: " << Bytes(check.size) << " in the "
+         << (native ? "byte order of this machine" : "other byte order than this machine's");
+    if (check.size < checked.size) {
+      out_ << ", and " << Bytes(checked.size - check.size) << " behind it";
+    }
+    out_ << "\n";
+  }
+
+  static std::string Bytes(std::size_t count) {
+    return Counted(static_cast<long long>(count), "byte", "bytes");
   }
 
   void Show(const CommandHelp& command) {
