@@ -48,6 +48,11 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"x.tsv as", "NAME"},
         {"x.tsv as s loud", "the end of the line"}}},
       {"add-empty", {{"", "NAME"}, {"n loud", "the end of the line"}}},
+      {"clone",
+       {{"", "DATASET"},
+        {"survey", "\"as\""},
+        {"survey as", "NAME"},
+        {"survey as s loud", "the end of the line"}}},
       {"close", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"list", {{"all", "the end of the line"}}},
       {"show", {{"", "DATASET"}, {"survey all", "the end of the line"}}},
@@ -195,7 +200,10 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"survey off now", "the end of the line"}}},
       {"source",
        {{"", "DATASET"},
-        {"survey", "\"file\", \"blank\", \"dictionary\" or \"none\""},
+        {"survey", "\"file\", \"blank\", \"dictionary\", \"filtered\" or \"none\""},
+        {"survey filtered", "\"by\""},
+        {"survey filtered by", "VARIABLE"},
+        {"survey filtered by a b", "the end of the line"},
         {"survey file", "FILE"},
         {"survey blank", "COUNT (a number from 1 on)"},
         {"survey blank 0", "COUNT (a number from 1 on)"},
@@ -278,7 +286,8 @@ TEST_F(Commands, ThoseThatWriteNeedTheWriteLock) {
                               "attribute survey x",      "dirty survey on",
                               "client survey",           "report survey error x",
                               "warnings survey on",      "bootstrap survey set level 90",
-                              "bootstrap survey off",    "bootstrap survey from x"}) {
+                              "bootstrap survey off",    "bootstrap survey from x",
+                              "clone survey as copy",    "source survey filtered by a"}) {
     EXPECT_EQ(AtPrompt(Open("survey") + command + "\n"), IsOpen("survey") + refusal);
     EXPECT_EQ(AtPrompt(Open("survey") + "read survey\n" + command + "\n"),
               IsOpen("survey") + "main takes the read lock on survey\n" + refusal +

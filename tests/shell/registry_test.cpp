@@ -170,7 +170,7 @@ TEST_F(Hiding, ReadsCasesForTheDictionaryAsItIsByThen) {
   EXPECT_EQ(std::string(text[0].text, 8) + std::string(text[1].text, 8), "long enough     ");
 }
 
-TEST_F(Hiding, ReadsAVariableOfAnotherTypeAsMissing) {
+TEST_F(Hiding, ReadsAVariableOfAnotherTypeConverted) {
   Execute({{"hide", "b"},
            {"open", Path("abc.tsv"), "as", "survey"},
            {"write", "survey"},
@@ -180,7 +180,7 @@ TEST_F(Hiding, ReadsAVariableOfAnotherTypeAsMissing) {
   ASSERT_EQ(row.size(), 3u);
   OBS text;
   text.number = row[0];
-  EXPECT_EQ(std::string(text.text, 8), "        ");
+  EXPECT_EQ(std::string(text.text, 8), "4       ");
   EXPECT_EQ(row[2], 6);
 }
 

@@ -13,6 +13,9 @@ const std::vector<CommandSubject>& CommandTable() {
             "A quiet dataset is announced to no observer of the registry."},
            {"add-empty", "NAME [quiet]", "adds a dataset without a data source", AddEmpty,
             "`source` gives it one."},
+           {"clone", "DATASET as NAME [quiet]",
+            "opens a second dataset over the same cases, with a dictionary of its own",
+            CloneDataset, "For the caller that holds the write lock. Either may be closed first."},
            {"close", "DATASET", "deletes a dataset from the registry", CloseDataset,
             "It lives on for those who hold or wait for its lock."},
            {"list", "", "lists the datasets", ListDatasets},
@@ -108,10 +111,11 @@ const std::vector<CommandSubject>& CommandTable() {
        }},
       {"The dataset, for the caller that holds the write lock",
        {
-           {"source", "DATASET file FILE|blank COUNT|dictionary|none", "replaces the data source",
-            ReplaceSource,
+           {"source", "DATASET file FILE|blank COUNT|dictionary|filtered by VARIABLE|none",
+            "replaces the data source", ReplaceSource,
             "By another data file, by as many cases without values and the same dictionary, by an "
-            "empty dictionary without cases, or by nothing."},
+            "empty dictionary without cases, by those of the present cases in which a number is "
+            "neither 0 nor missing, or by nothing."},
            {"sequence", "DATASET", "raises the case sequence number by one", RaiseCaseSequence},
            {"bulk", "DATASET", "has the next pass report the variables as a whole", AskForBulkMoves,
             "One message deletes them all, one inserts them all."},

@@ -12,6 +12,7 @@ class Shell;
 // DatasetCommands.cpp
 void OpenFile(Shell& shell, Caller& caller, Arguments& arguments);
 void AddEmpty(Shell& shell, Caller& caller, Arguments& arguments);
+void CloneDataset(Shell& shell, Caller& caller, Arguments& arguments);
 void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments);
 void ListDatasets(Shell& shell, Caller& caller, Arguments& arguments);
 void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments);

@@ -1,13 +1,17 @@
 // Opening, closing and looking at datasets.
 
 #include "Arguments.h"
+#include "Cloning.h"
 #include "Commands.h"
 #include "Shell.h"
+#include "Writing.h"
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 
+#include <memory>
 #include <utility>
 
 namespace sdmsh {
@@ -36,6 +40,19 @@ DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
           .client = dataset.Client()};
 }
 
+struct Added {
+  LocallyUniqueID id;
+  DatasetOpened::Size size;  // as the filter hook has left it
+};
+
+Added Add(Shell& shell, std::unique_ptr<ORVX_DataSource> source, const std::string& file,
+          bool quiet) {
+  const LocallyUniqueID id = shell.Registry().Add(*source, file, quiet);
+  static_cast<void>(source.release());  // the dataset owns it now
+  const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
+  return {id, {reader->ColumnCount(), reader->RowCount()}};
+}
+
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& dictionary) {
   std::vector<ORVX_Variable> variables;
   for (int position = 0; position < dictionary.ColumnCount(); ++position) {
@@ -58,17 +75,10 @@ void OpenFile(Shell& shell, Caller& caller, Arguments& arguments) {
   arguments.End();
   shell.RefuseName(name, nullptr);
 
-  LocallyUniqueID id;
-  DatasetOpened::Size size{};
-  caller.Do([&] {
-    auto source = SystemFileDataSource::Open(file);
-    id = shell.Registry().Add(*source, file, quiet);
-    static_cast<void>(source.release());  // the dataset owns it now
-    const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
-    size = {reader->ColumnCount(), reader->RowCount()};  // as the filter hook has left it
-  });
-  shell.Adopt(id, name);
-  shell.Say(DatasetOpened{caller.Name(), name, id, file, size, quiet});
+  Added added{};
+  caller.Do([&] { added = Add(shell, SystemFileDataSource::Open(file), file, quiet); });
+  shell.Adopt(added.id, name);
+  shell.Say(DatasetOpened{caller.Name(), name, added.id, file, added.size, quiet});
 }
 
 void AddEmpty(Shell& shell, Caller& caller, Arguments& arguments) {
@@ -81,6 +91,23 @@ void AddEmpty(Shell& shell, Caller& caller, Arguments& arguments) {
   caller.Do([&] { id = shell.Registry().AddEmpty(quiet); });
   shell.Adopt(id, name);
   shell.Say(DatasetOpened{caller.Name(), name, id, "", std::nullopt, quiet});
+}
+
+void CloneDataset(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  arguments.Expect("as");
+  const std::string name = arguments.Take("NAME");
+  const bool quiet = arguments.Accept("quiet");
+  arguments.End();
+  shell.RefuseName(name, nullptr);
+
+  Added added{};
+  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+    SourceOf(writer, *dataset);  // refuses where there is none
+    added = Add(shell, CloneSource(writer), /*file=*/"", quiet);
+  });
+  shell.Adopt(added.id, name);
+  shell.Say(DatasetOpened{caller.Name(), name, added.id, "", added.size, quiet, dataset->Name()});
 }
 
 void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments) {

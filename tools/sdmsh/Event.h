@@ -42,14 +42,15 @@ struct ScriptLine {
 struct DatasetOpened {
   struct Size {
     int variables;
-    long long cases;
+    long long cases;  // -1 while unknown
   };
   std::string role;
   std::string dataset;
   LocallyUniqueID id;
-  std::string file;          // as it was opened; empty for an empty dataset
+  std::string file;          // as it was opened; empty for an empty dataset and for a clone
   std::optional<Size> size;  // none for a dataset without a data source
   bool quiet;
+  std::string cloneOf = {};  // the dataset whose cases it shares; empty for none
 };
 
 // A dataset has left the registry. It lives on while somebody holds or waits for its lock.

@@ -147,10 +147,15 @@ Json ExtensionMembers(const Block& block) {
           {"bytes", Hexadecimal(block->GetBytes())}};
 }
 
+// Null while unknown.
+Json RowCount(long long rowCount) {
+  return rowCount < 0 ? Json(nullptr) : Json(rowCount);
+}
+
 Json Dictionary(const DictionaryFacts& facts) {
   return {{"label", facts.label},
           {"variableCount", facts.variableCount},
-          {"rowCount", facts.rowCount},
+          {"rowCount", RowCount(facts.rowCount)},
           {"fileSpec", facts.fileSpec},
           {"rowsPerImputation", facts.rowsPerImputation},
           {"weight", Use(facts.weight)},
@@ -243,7 +248,7 @@ struct ChangeMembers {
   Json operator()(const ExtensionChanged& changed) const { return Extension(changed.block); }
 
   Json operator()(const ClientDataReset& reset) const {
-    return {{"message", "ResetClientDataMsg"}, {"rowCount", reset.rowCount}};
+    return {{"message", "ResetClientDataMsg"}, {"rowCount", RowCount(reset.rowCount)}};
   }
 
   Json operator()(const ModifiedChanged& changed) const {
@@ -274,8 +279,9 @@ Json Members(const DatasetOpened& opened) {
                {"id", Identifier(opened.id)}, {"file", opened.file}, {"quiet", opened.quiet}};
   if (opened.size) {
     json["variables"] = opened.size->variables;
-    json["cases"] = opened.size->cases;
+    json["cases"] = RowCount(opened.size->cases);
   }
+  if (!opened.cloneOf.empty()) json["cloneOf"] = opened.cloneOf;
   return json;
 }
 

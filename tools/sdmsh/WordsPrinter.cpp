@@ -36,6 +36,10 @@ std::string RightAligned(const std::string& text, std::size_t width) {
 // ---------------------------------------------------------------------------------------------
 // Facts
 
+std::string CasesInWords(long long count) {
+  return count < 0 ? "an unknown number of cases" : Counted(count, "case", "cases");
+}
+
 std::string WindowInWords(const DatasetFacts& facts) {
   std::vector<std::string> words;
   if (facts.windowFront) words.push_back("in front");
@@ -134,7 +138,8 @@ class WordsPrinter final : public Printer {
     out_ << opened.dataset << " is open";
     if (opened.size) {
       out_ << ": " << Counted(opened.size->variables, "variable", "variables") << ", "
-           << Counted(opened.size->cases, "case", "cases") << ", from " << opened.file;
+           << CasesInWords(opened.size->cases)
+           << (opened.cloneOf.empty() ? ", from " + opened.file : ", a clone of " + opened.cloneOf);
     } else {
       out_ << ", without a data source";
     }

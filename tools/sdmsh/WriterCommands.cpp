@@ -2,12 +2,16 @@
 
 #include "Arguments.h"
 #include "BlankCases.h"
+#include "CaseRows.h"
 #include "CommandError.h"
 #include "Commands.h"
 #include "Shell.h"
+#include "Variables.h"
+#include "Words.h"
 #include "Writing.h"
 
 #include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 
 #include <memory>
@@ -21,14 +25,34 @@ std::unique_ptr<ORVX_DataSource> BlankCasesOf(const OpenDataset& dataset,
   return std::make_unique<BlankCases>(*source, count);
 }
 
+// On top of the present source, which stays with the dataset.
+std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name,
+                                                 const OpenDataset& dataset,
+                                                 ORVX_DataSource& source) {
+  const ORVX_Variable& selector = source.GetVariable(PositionOf(source, name));
+  if (selector.GetType() != 0) {
+    throw CommandError("variable " + Quoted(name) + " is a string, and a number selects cases");
+  }
+  if (!IsLaidOutByItself(source)) {
+    throw CommandError(dataset.Name() +
+                       " is a clone and has other variables by now than the cases that it shares; "
+                       "these cannot be filtered");
+  }
+  auto selected = std::make_unique<FilteredDataSource>(&source, selector.GetID());
+  selected->SetDirty(source.IsDirty());  // no part of the dictionary
+  return selected;
+}
+
 }  // namespace
 
 void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  enum { kFile, kBlank, kDictionary, kNone };
-  const std::size_t kind = arguments.TakeOneOf({"file", "blank", "dictionary", "none"});
+  enum { kFile, kBlank, kDictionary, kFiltered, kNone };
+  const std::size_t kind = arguments.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
   const std::string file = kind == kFile ? arguments.Take("FILE") : "";
   const int caseCount = kind == kBlank ? arguments.TakeNumber("COUNT") : 0;
+  if (kind == kFiltered) arguments.Expect("by");
+  const std::string selector = kind == kFiltered ? arguments.Take("VARIABLE") : "";
   arguments.End();
 
   Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
@@ -36,6 +60,9 @@ void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
     if (kind == kFile) source = SystemFileDataSource::Open(file);
     if (kind == kBlank) source = BlankCasesOf(*dataset, *writer, caseCount);
     if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
+    if (kind == kFiltered) {
+      source = CasesSelectedBy(selector, *dataset, SourceOf(writer, *dataset));
+    }
     writer.SetDataSet(source.release());  // the dataset owns it now
   });
 }

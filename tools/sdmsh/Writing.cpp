@@ -16,14 +16,17 @@ void Write(Caller& caller, const OpenDataset& dataset,
   caller.Do([&] { change(hold->Writer()); });
 }
 
+ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset) {
+  if (*writer == nullptr) {
+    throw CommandError(dataset.Name() + " has no data source; `source` gives it one");
+  }
+  return **writer;
+}
+
 void EditSource(Caller& caller, const OpenDataset& dataset,
                 const std::function<void(ORVX_DataSource&)>& edit) {
-  Write(caller, dataset, [&](SvrDMWriteableDataSource& writer) {
-    if (*writer == nullptr) {
-      throw CommandError(dataset.Name() + " has no data source; `source` gives it one");
-    }
-    edit(**writer);
-  });
+  Write(caller, dataset,
+        [&](SvrDMWriteableDataSource& writer) { edit(SourceOf(writer, dataset)); });
 }
 
 }  // namespace sdmsh

@@ -16,7 +16,10 @@ namespace sdmsh {
 void Write(Caller& caller, const OpenDataset& dataset,
            const std::function<void(SvrDMWriteableDataSource&)>& change);
 
-// The same with the data source; CommandError also where the dataset has none.
+// The writer's data source. Throws CommandError where the dataset has none.
+ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset);
+
+// Write with the data source; CommandError also where the dataset has none.
 void EditSource(Caller& caller, const OpenDataset& dataset,
                 const std::function<void(ORVX_DataSource&)>& edit);
 

@@ -1,0 +1,151 @@
+// Cloning where memory runs out. This program replaces the global operator new, so it is one of its
+// own.
+
+#include <CaseRows.h>
+#include <Cloning.h>
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ORVX_DataSource.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/FullMemory.h>
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <new>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using support::MemoryFor;
+
+// Two variables and three cases. Counts the sources of its kind that were deleted.
+class Counted final : public ORVX_DataSource {
+ public:
+  Counted(int& deaths, ORVX_DataSource* parent) : ORVX_DataSource(parent), deaths_(deaths) {
+    MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "x"), nullptr);
+    MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "y"), nullptr);
+    SetDirty(true);
+  }
+  ~Counted() override { ++deaths_; }
+
+  ObsIterator* MakeIterator(OBS* area) const override { return new Rows(area); }
+  long long RowCount() const override { return 3; }
+
+ private:
+  class Rows final : public ObsIterator {
+   public:
+    explicit Rows(OBS* area) : area_(area) {}
+
+    bool Next() override {
+      if (next_ == 4) return false;
+      area_[0].number = next_;
+      area_[1].number = 10 * next_++;
+      return true;
+    }
+
+   private:
+    OBS* const area_;
+    int next_ = 1;
+  };
+
+  int& deaths_;
+};
+
+using Table = std::vector<std::vector<double>>;
+
+Table RowsOf(const ORVX_DataSource& source) {
+  Table table;
+  for (CaseRows rows(source); rows.Next();) {
+    std::vector<double>& row = table.emplace_back();
+    for (const CaseValue& value : rows.Values()) row.push_back(std::get<double>(value.value()));
+  }
+  return table;
+}
+
+// A registry with one dataset, over a chain of two sources.
+class CloneMemory : public testing::Test {
+ protected:
+  void AddDataset() {
+    registry_ = std::make_unique<ServerDataManager>();
+    deaths_ = 0;
+    auto parent = std::make_unique<Counted>(deaths_, nullptr);
+    auto source = std::make_unique<Counted>(deaths_, parent.get());
+    id_ = registry_->Add(*source, "", /*quiet=*/true);
+    static_cast<void>(parent.release());
+    static_cast<void>(source.release());
+  }
+
+  void ExpectWhole(const ORVX_DataSource* source) {
+    ASSERT_NE(source, nullptr);
+    ASSERT_EQ(deaths_, 0);
+    EXPECT_EQ(RowsOf(*source), (Table{{1, 10}, {2, 20}, {3, 30}}));
+    EXPECT_EQ(source->RowCount(), 3);
+    EXPECT_EQ(source->GetVariable(1).GetName(), "y");
+    EXPECT_TRUE(source->IsDirty());
+  }
+
+  int deaths_ = 0;
+  std::unique_ptr<ServerDataManager> registry_;
+  LocallyUniqueID id_;
+};
+
+// Null where memory ran out.
+std::unique_ptr<SvrDMCloneDataSource> CloneWith(long allocations,
+                                                SvrDMWriteableDataSource& writer) {
+  const MemoryFor some(allocations);
+  try {
+    return CloneSource(writer);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+TEST_F(CloneMemory, NothingIsLostWhereverItRunsOut) {
+  int failures = 0;
+  for (bool cloned = false; !cloned;) {
+    SCOPED_TRACE(failures);
+    AddDataset();
+    std::unique_ptr<SvrDMCloneDataSource> clone;
+    {
+      SvrDMWriteableDataSource writer(*registry_, id_, /*tryOnly=*/false, nullptr);
+      clone = CloneWith(failures, writer);
+      ExpectWhole(*writer);
+    }
+    cloned = clone != nullptr;
+    if (cloned) {
+      registry_.reset();
+      ExpectWhole(clone.get());
+    }
+    clone.reset();
+    registry_.reset();
+    ASSERT_EQ(deaths_, 2);
+    if (!cloned) ++failures;
+  }
+  EXPECT_GT(failures, 10);
+}
+
+TEST_F(CloneMemory, ACloneOfACloneLeavesItAloneWhereItRunsOut) {
+  AddDataset();
+  std::unique_ptr<SvrDMCloneDataSource> second;
+  {
+    SvrDMWriteableDataSource writer(*registry_, id_, /*tryOnly=*/false, nullptr);
+    CloneSource(writer);
+    const ORVX_DataSource* const present = *writer;
+    for (long allocations = 0; second == nullptr; ++allocations) {
+      second = CloneWith(allocations, writer);
+      EXPECT_EQ(*writer, present);
+      ExpectWhole(*writer);
+    }
+  }
+  registry_.reset();
+  ExpectWhole(second.get());
+  second.reset();
+  EXPECT_EQ(deaths_, 2);
+}
+
+}  // namespace
+}  // namespace sdmsh

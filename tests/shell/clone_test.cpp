@@ -1,0 +1,386 @@
+// Datasets that share cases, and sources that show a part of them.
+
+#include "ShellTest.h"
+
+#include <CaseRows.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class Cloning : public ShellTest {
+ protected:
+  // What the shell says to the commands, after survey was opened and `main` has its write lock.
+  std::string Writing(const std::string& commands) {
+    const std::string before = IsOpen("survey") + "main takes the write lock on survey\n";
+    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
+    EXPECT_THAT(text, StartsWith(before));
+    return text.substr(std::min(before.size(), text.size()));
+  }
+
+  // The last line of the JSON that it says to them.
+  std::string LastInJson(const std::string& commands) {
+    const std::string text = InJson(Open("survey") + "@w write survey\n" + commands);
+    const std::size_t end = text.rfind("{\"event\":\"lock\",\"what\":\"released\"");
+    EXPECT_NE(end, std::string::npos) << text;
+    const std::string before = text.substr(0, end);
+    return before.substr(before.rfind('\n', before.size() - 2) + 1);
+  }
+
+  static constexpr const char* kCopyIsOpen =
+      "copy is open: 3 variables, 2 cases, a clone of survey\n";
+  static constexpr const char* kReleased = "main releases the write lock on survey\n";
+  static constexpr const char* kRows =
+      "      a  b  c\n"
+      "   1  1  2  3\n"
+      "   2  4  5  6\n";
+};
+
+// ---------------------------------------------------------------------------------------------
+// Clones
+
+TEST_F(Cloning, GivesASecondDatasetTheSameCases) {
+  EXPECT_EQ(Writing("clone survey as copy\ncases survey\ncases copy\n"),
+            std::string(kCopyIsOpen) + kRows + kRows + kReleased);
+}
+
+TEST_F(Cloning, GivesEachADictionaryOfItsOwn) {
+  EXPECT_EQ(Writing("clone survey as copy\nmove survey c to 1\ndelete survey a\n"
+                    "insert survey x before b\ncases survey\n"
+                    "write copy\nretype copy b string:2\nrename copy a z\ncases copy\n"
+                    "release copy\ncases survey\n"),
+            std::string(kCopyIsOpen) +
+                "      c  x  b\n"
+                "   1  3  .  2\n"
+                "   2  6  .  5\n"
+                "main takes the write lock on copy\n"
+                "      z  b  c\n"
+                "   1  1  2  3\n"
+                "   2  4  5  6\n"
+                "main releases the write lock on copy\n"
+                "      c  x  b\n"
+                "   1  3  .  2\n"
+                "   2  6  .  5\n" +
+                kReleased);
+}
+
+TEST_F(Cloning, TakesTheDictionaryAsItsWriterHasLeftIt) {
+  EXPECT_THAT(Writing("delete survey b\ntitle survey Letters\nweight survey by c\n"
+                      "dirty survey on\nclone survey as copy\nshow copy\n"),
+              AllOf(StartsWith("copy is open: 2 variables, 2 cases, a clone of survey\n"),
+                    HasSubstr("  file           none\n"
+                              "  data source    yes\n"
+                              "  label          \"Letters\"\n"
+                              "  variables      2\n"
+                              "  cases          2\n"
+                              "  weight         \"c\"\n"),
+                    HasSubstr("  unsaved        yes\n")));
+}
+
+TEST_F(Cloning, KeepsUnsavedChangesUnsavedInBoth) {
+  EXPECT_THAT(Writing("clone survey as copy\nshow survey\nshow copy\n"),
+              Not(HasSubstr("  unsaved        yes\n")));
+  EXPECT_THAT(Writing("dirty survey on\nclone survey as copy\nshow survey\n"),
+              HasSubstr("  unsaved        yes\n"));
+  EXPECT_THAT(Writing("clone survey as copy\ndirty survey on\nclone survey as two\nshow two\n"),
+              HasSubstr("  unsaved        yes\n"));
+}
+
+TEST_F(Cloning, LetsEitherBeClosedFirst) {
+  const std::string clones = "clone survey as copy\nclone survey as third\nrelease\n";
+  EXPECT_THAT(Writing(clones + "close survey\ncases copy\nclose copy\ncases third\n"),
+              EndsWith(std::string("survey is closed\n") + kRows + "copy is closed\n" + kRows));
+  EXPECT_THAT(Writing(clones + "close third\nclose copy\ncases survey\n"),
+              EndsWith(std::string("copy is closed\n") + kRows));
+  EXPECT_THAT(Writing(clones + "write survey\nsource survey none\ncases copy\n"),
+              EndsWith(std::string(kRows) + kReleased));
+}
+
+TEST_F(Cloning, GoesOnWithClonesOfClones) {
+  EXPECT_THAT(Writing("clone survey as copy\nwrite copy\ndelete copy a\nclone copy as third\n"
+                      "write third\nmove third c to 1\nclose survey\nclose copy\nrelease survey\n"
+                      "release copy\ncases third\n"),
+              HasSubstr("\n"
+                        "      c  b\n"
+                        "   1  3  2\n"
+                        "   2  6  5\n"));
+}
+
+TEST_F(Cloning, TellsTwiceThatTheSourceWasReplacedAndThenNoMore) {
+  EXPECT_THAT(
+      AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n"
+                                "clone survey as copy\nrelease\nmirror survey\nwrite survey\n"
+                                "clone survey as third\nrelease\n"),
+      AllOf(HasSubstr(std::string(kReleased) +
+                      "  v is told: the data source was replaced: nothing before can be "
+                      "undone\n"
+                      "  v is told: the data source was replaced: nothing before can be "
+                      "undone\n"
+                      "             survey"),
+            EndsWith("third is open: 3 variables, 2 cases, a clone of survey\n"
+                     "main releases the write lock on survey\n")));
+}
+
+TEST_F(Cloning, TellsWhoWatchesTheRegistryUnlessItIsQuiet) {
+  EXPECT_THAT(Writing("@w watch registry\nclone survey as copy\nclone survey as third quiet\n"),
+              EndsWith(std::string(kCopyIsOpen) +
+                       "  w is told: dataset 0:1 is created, file none\n"
+                       "third is open: 3 variables, 2 cases, a clone of survey (quiet)\n" +
+                       kReleased));
+}
+
+TEST_F(Cloning, LeavesTheDatasetItsFileAndTakesItsSourceOffIt) {
+  const std::string show = "show survey\n";
+  EXPECT_THAT(Writing("password survey secret mangled\n" + show),
+              AllOf(HasSubstr("  file           " + Path("abc.tsv") + "\n"),
+                    HasSubstr("  password       set\n")));
+  EXPECT_THAT(Writing("password survey secret mangled\nclone survey as copy\n" + show),
+              AllOf(HasSubstr("  file           " + Path("abc.tsv") + "\n"),
+                    HasSubstr("  saved as       " + Path("abc.tsv") + "\n"),
+                    HasSubstr("  password       set, mangled\n")));
+  EXPECT_THAT(Writing("release\nwrite survey\nclone survey as copy\nfilespec survey /x.tsv\n"
+                      "release\n" +
+                      show),
+              AllOf(HasSubstr("  file           " + Path("abc.tsv") + "\n"),
+                    HasSubstr("  saved as       /x.tsv\n")));
+}
+
+TEST_F(Cloning, IsRefusedWithoutADataSource) {
+  EXPECT_EQ(AtPrompt("add-empty nix\nwrite nix\nclone nix as copy\nlist\n"),
+            "nix is open, without a data source\n"
+            "main takes the write lock on nix\n"
+            "error: nix has no data source; `source` gives it one\n"
+            "nix (0:0), file none, held by main (writing)\n"
+            "main releases the write lock on nix\n");
+}
+
+TEST_F(Cloning, IsRefusedUnderANameThatIsTakenAndReplacesNothing) {
+  EXPECT_EQ(AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n" +
+                     "clone survey as Survey\nclone survey as \"\"\nrelease\n"),
+            IsOpen("survey") + "main takes the write lock on survey\n" + kReleased +
+                "v observes survey\nmain takes the write lock on survey\n"
+                "error: there is a dataset called \"survey\" already\n"
+                "error: a dataset cannot have an empty name\n" +
+                kReleased);
+}
+
+TEST_F(Cloning, SaysInJsonWhatWasCloned) {
+  EXPECT_EQ(LastInJson("@w clone survey as copy\n"),
+            R"({"event":"opened","role":"w","dataset":"copy","id":"0:1","file":"","quiet":false,)"
+            R"("variables":3,"cases":2,"cloneOf":"survey"})"
+            "\n");
+  EXPECT_THAT(InJson(Open("survey")), Not(HasSubstr("cloneOf")));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Hidden variables
+
+TEST_F(Cloning, LeavesHiddenVariablesOutOfTheCloneAlone) {
+  EXPECT_THAT(Writing("hide b\nclone survey as copy\ncases copy\ncases survey\n"),
+              HasSubstr("copy is open: 2 variables, 2 cases, a clone of survey\n"
+                        "      a  c\n"
+                        "   1  1  3\n"
+                        "   2  4  6\n" +
+                        std::string(kRows)));
+}
+
+TEST_F(Cloning, LeavesHiddenVariablesOutAlsoWhereTheDictionaryWasChanged) {
+  EXPECT_THAT(Writing("clone survey as copy\nmove survey c to 1\ninsert survey x before a\n"
+                      "hide a\nclone survey as third\ncases third\n"),
+              HasSubstr("\n"
+                        "      c  x  b\n"
+                        "   1  3  .  2\n"
+                        "   2  6  .  5\n"));
+}
+
+TEST_F(Cloning, GoesOnTopOfHiddenVariables) {
+  EXPECT_THAT(AtPrompt("hide b\nopen " + Path("abc.tsv") +
+                       " as survey\nhide nothing\nwrite survey\nclone survey as copy\n"
+                       "move survey c to 1\ncases survey\ncases copy\nclose survey\n"
+                       "release\ncases copy\n"),
+              AllOf(HasSubstr("      c  a\n   1  3  1\n   2  6  4\n"
+                              "      a  c\n   1  1  3\n   2  4  6\n"),
+                    EndsWith("      a  c\n   1  1  3\n   2  4  6\n")));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Selected cases
+
+class Selecting : public Cloning {
+ protected:
+  Selecting() {
+    WriteFile("abc.tsv", "a\tz\tc\ts\n1\t1\t3\tx\n4\t0\t6\tx\n7\t\t9\tx\n8\t-2\t5\tx\n");
+  }
+
+  std::string IsOpenHere() const {
+    return "survey is open: 4 variables, 4 cases, from " + Path("abc.tsv") + "\n";
+  }
+
+  // What is said to the commands under the write lock.
+  std::string Writing(const std::string& commands) {
+    const std::string before = IsOpenHere() + "main takes the write lock on survey\n";
+    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
+    EXPECT_THAT(text, StartsWith(before));
+    return text.substr(std::min(before.size(), text.size()));
+  }
+
+  static constexpr const char* kSelected =
+      "      a   z  c  s\n"
+      "   1  1   1  3  x\n"
+      "   2  8  -2  5  x\n";
+};
+
+TEST_F(Selecting, ShowsTheCasesInWhichANumberIsNeitherZeroNorMissing) {
+  EXPECT_EQ(Writing("source survey filtered by z\ncases survey\n"),
+            std::string(kSelected) + kReleased);
+}
+
+TEST_F(Selecting, SelectsAmongWhatWasSelectedBefore) {
+  WriteFile("abc.tsv", "a\tz\tc\ts\n1\t1\t0\tx\n4\t0\t6\tx\n7\t1\t9\tx\n0\t1\t1\tx\n");
+  EXPECT_THAT(Writing("source survey filtered by z\nsource survey filtered by c\n"
+                      "source survey filtered by a\ncases survey\n"),
+              StartsWith("      a  z  c  s\n"
+                         "   1  7  1  9  x\n" +
+                         std::string(kReleased)));
+}
+
+TEST_F(Selecting, GoesByTheVariableAlsoWhenItMovesOrGoes) {
+  EXPECT_THAT(Writing("source survey filtered by z\nmove survey z to 1\ndelete survey c s\n"
+                      "cases survey\ndelete survey z\ncases survey\n"),
+              StartsWith("       z  a\n"
+                         "   1   1  1\n"
+                         "   2  -2  8\n"
+                         "      a\n"
+                         "   1  1\n"
+                         "   2  8\n"));
+}
+
+TEST_F(Selecting, KeepsUnsavedChangesUnsaved) {
+  EXPECT_THAT(Writing("dirty survey on\nsource survey filtered by z\nshow survey\n"),
+              HasSubstr("  unsaved        yes\n"));
+  EXPECT_THAT(Writing("source survey filtered by z\nshow survey\n"),
+              HasSubstr("  unsaved        no\n"));
+}
+
+TEST_F(Selecting, StaysOnTheDataFile) {
+  EXPECT_THAT(Writing("password survey x mangled\nsource survey filtered by z\nshow survey\n"),
+              HasSubstr("  password       set\n"));
+  EXPECT_THAT(AtPrompt(Open("survey") + "@v observe survey\nwrite survey\nrelease\nwrite survey\n" +
+                       "source survey filtered by z\nfilespec survey /x.tsv\nrelease\n"),
+              HasSubstr("  v is told: saved as \"/x.tsv\" from now on\n"));
+}
+
+TEST_F(Selecting, TheNumberOfCasesIsUnknown) {
+  const std::string text =
+      AtPrompt(Open("survey") + "@v observe survey\nwrite survey\nsource survey filtered by z\n" +
+               "show survey\nclone survey as copy\nrelease\nmirror survey\nshow copy\n");
+  EXPECT_THAT(text, AllOf(HasSubstr("\n  cases          unknown\n"),
+                          HasSubstr("copy is open: 4 variables, an unknown number of cases, a "
+                                    "clone of survey\n"),
+                          HasSubstr("  v is told: clients drop their cases: an unknown number of "
+                                    "rows now\n"),
+                          HasSubstr("\n  cases      unknown "), Not(HasSubstr("-1")),
+                          Not(HasSubstr("differs\ncopy"))));
+}
+
+TEST_F(Selecting, TheNumberOfCasesIsNullInJson) {
+  const std::string text = InJson(Open("survey") +
+                                  "@v observe survey\nwrite survey\nsource survey filtered by z\n"
+                                  "show survey\nclone survey as copy\nrelease\nmirror survey\n");
+  std::istringstream stream(text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) {
+    for (const char* event : {"\"dataset\"", "\"opened\"", "\"mirror\""}) {
+      if (line.starts_with(std::string("{\"event\":") + event)) lines.push_back(line);
+    }
+    if (line.find("ResetClientDataMsg") != std::string::npos) lines.push_back(line);
+  }
+  ASSERT_EQ(lines.size(), 5u) << text;
+  EXPECT_THAT(lines[0], HasSubstr(R"("cases":4)"));
+  EXPECT_THAT(lines[1], HasSubstr(R"("rowCount":null)"));
+  EXPECT_THAT(lines[2], HasSubstr(R"("cases":null,"cloneOf":"survey")"));
+  EXPECT_THAT(lines[3], HasSubstr(R"("message":"ResetClientDataMsg","rowCount":null)"));
+  EXPECT_THAT(lines[4],
+              AllOf(HasSubstr(R"("source":{"label":"","variableCount":4,"rowCount":null)"),
+                    HasSubstr(R"("mirror":{"label":"","variableCount":4,"rowCount":null)"),
+                    EndsWith(R"("differing":["fileSpec"]})")));
+  EXPECT_THAT(text, Not(HasSubstr(":-1")));
+}
+
+TEST_F(Selecting, NeedsANumericVariableAndADataSource) {
+  const std::string cases = "cases survey count 1\n";
+  const std::string all = "      a  z  c  s\n   1  1  1  3  x\nmore cases follow\n";
+  EXPECT_EQ(Writing("source survey filtered by nope\n" + cases),
+            "error: there is no variable \"nope\"\n" + all + kReleased);
+  EXPECT_EQ(Writing("source survey filtered by s\n" + cases),
+            "error: variable \"s\" is a string, and a number selects cases\n" + all + kReleased);
+  EXPECT_EQ(Writing("source survey none\nsource survey filtered by a\n"),
+            std::string("error: survey has no data source; `source` gives it one\n") + kReleased);
+}
+
+TEST_F(Selecting, TakesACloneWhoseVariablesAreThoseOfItsCases) {
+  const std::string others =
+      "error: survey is a clone and has other variables by now than the cases that it shares; "
+      "these cannot be filtered\n";
+  const std::string select = "source survey filtered by z\n";
+  const std::string clone = "clone survey as copy\n";
+  EXPECT_THAT(Writing(clone + "label survey z zet\nrename survey z y\nrename survey y z\n" +
+                      select + "cases survey\n"),
+              EndsWith(std::string(kSelected) + kReleased));
+  for (const char* edit : {"insert survey x\n", "delete survey s\n", "move survey s to 1\n",
+                           "retype survey c string:8\n", "retype survey s string:2\n"}) {
+    EXPECT_THAT(Writing(clone + edit + select), EndsWith(others + kReleased)) << edit;
+  }
+  EXPECT_THAT(
+      Writing(clone + "move survey s to 1\nmove survey s to 4\n" + select + "cases survey\n"),
+      EndsWith(std::string(kSelected) + kReleased));
+}
+
+TEST_F(Selecting, IsSharedByAClone) {
+  EXPECT_THAT(Writing("source survey filtered by z\nclone survey as copy\nclose survey\nrelease\n"
+                      "cases copy\n"),
+              EndsWith(kSelected));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Rows and their layout
+
+TEST(CaseRowsOfAClone, AreNoneWhereItIsOneOfNothing) {
+  const SvrDMCloneDataSource clone(static_cast<ORVX_DataSource const*>(nullptr));
+  EXPECT_EQ(LayoutOf(clone), nullptr);
+  EXPECT_FALSE(IsLaidOutByItself(clone));
+  CaseRows rows(clone);
+  EXPECT_FALSE(rows.Next());
+}
+
+TEST(CaseRowsOfAClone, AreLaidOutByTheSourceUnderAllClones) {
+  auto source = std::make_unique<DataFreeDataSource>();
+  const ORVX_DataSource* const layout = source.get();
+  source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "x"), nullptr);
+  auto clone = SvrDMCloneDataSource::Adopt(std::move(source));
+  EXPECT_TRUE(IsLaidOutByItself(*clone));
+  clone->GetVariable(0).SetType(9);
+  EXPECT_FALSE(IsLaidOutByItself(*clone));
+  const auto cloneOfClone = SvrDMCloneDataSource::Adopt(std::move(clone));
+  EXPECT_EQ(LayoutOf(*cloneOfClone), layout);
+  EXPECT_FALSE(IsLaidOutByItself(*cloneOfClone));
+  cloneOfClone->GetVariable(0).SetType(0);
+  EXPECT_TRUE(IsLaidOutByItself(*cloneOfClone));
+  cloneOfClone->GetVariable(0).SetID(ORVX_Variable::NextID());
+  EXPECT_FALSE(IsLaidOutByItself(*cloneOfClone));
+}
+
+}  // namespace
+}  // namespace sdmsh

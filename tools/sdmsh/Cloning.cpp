@@ -1,0 +1,75 @@
+// Moving a source from its dataset to the clones that share it, in an order in which it is always
+// owned.
+
+#include "Cloning.h"
+
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/ObsIterator.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <utility>
+
+namespace sdmsh {
+namespace {
+
+// Has the dictionary of a source, and its cases once it has it as its parent. A clone deletes what
+// it cannot take over, so it is given this first, and the source when no more can fail.
+class Stand final : public ORVX_DataSource {
+ public:
+  explicit Stand(const ORVX_DataSource& source) { CopyDictionary(&source); }
+
+  ObsIterator* MakeIterator(OBS* area) const override {
+    return GetParentSource()->MakeIterator(area);
+  }
+  long long RowCount() const override { return GetParentSource()->RowCount(); }
+  bool IsLoaded() const override { return GetParentSource()->IsLoaded(); }
+};
+
+std::unique_ptr<SvrDMCloneDataSource> CopyOf(const SvrDMCloneDataSource& clone) {
+  auto copy = std::make_unique<SvrDMCloneDataSource>(clone);
+  copy->SetDirty(clone.IsDirty());  // no part of the dictionary
+  return copy;
+}
+
+// Below the placeholder, which goes.
+void PutBack(SvrDMWriteableDataSource& writer, ORVX_DataSource* source) {
+  try {
+    writer.SetDataSet(source);
+  } catch (...) {  // only the message of it is missing
+  }
+}
+
+// Leaves an empty source in the place of the present one, which is nobody's then.
+ORVX_DataSource* TakeOut(SvrDMWriteableDataSource& writer) {
+  ORVX_DataSource* const source = *writer;
+  auto placeholder = std::make_unique<DataFreeDataSource>(source);
+  ORVX_DataSource* const placed = placeholder.get();
+  try {
+    writer.SetDataSet(placeholder.release());  // built on the source: nothing is deleted
+  } catch (...) {
+    PutBack(writer, source);
+    throw;
+  }
+  placed->SetParentSource(nullptr);
+  return source;
+}
+
+}  // namespace
+
+std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer) {
+  if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(*writer)) {
+    return CopyOf(*clone);
+  }
+  auto stand = std::make_unique<Stand>(**writer);
+  Stand& parent = *stand;
+  auto clone = SvrDMCloneDataSource::Adopt(std::move(stand));
+  clone->SetDirty(writer->IsDirty());
+  auto copy = CopyOf(*clone);
+
+  parent.SetParentSource(TakeOut(writer));  // the clones own it from here on
+  writer.SetDataSet(clone.release());       // deletes the placeholder
+  return copy;
+}
+
+}  // namespace sdmsh
