@@ -32,12 +32,26 @@ class Program : public ShellTest {
  protected:
   // Runs sdmsh in the project's root; `arguments` is read by the shell of the system.
   Played Run(const std::string& arguments, const std::string& input = "") {
-    const std::string command = std::string("cd '") + PROJECT_ROOT + "' && '" + SDMSH + "' " +
-                                arguments + " <'" + WriteFile("in", input) + "' >'" + Path("out") +
-                                "' 2>'" + Path("err") + "'";
+    return RunIn(PROJECT_ROOT, arguments, input);
+  }
+
+  // The same in another folder.
+  Played RunIn(const std::string& folder, const std::string& arguments,
+               const std::string& input = "") {
+    const std::string command = "cd '" + folder + "' && '" + SDMSH + "' " + arguments + " <'" +
+                                WriteFile("in", input) + "' >'" + Path("out") + "' 2>'" +
+                                Path("err") + "'";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(Path("out")),
             ReadFile(Path("err"))};
+  }
+
+  // A folder with the project's examples and with a build/ of its own, which some write to.
+  std::string Stage() const {
+    std::filesystem::create_directories(Path("stage/build"));
+    std::filesystem::create_directory_symlink(std::string(PROJECT_ROOT) + "/examples",
+                                              Path("stage/examples"));
+    return Path("stage");
   }
 
   std::string Script(const std::string& commands) { return WriteFile("test.sdm", commands); }
@@ -64,12 +78,41 @@ std::vector<json> Where(const std::vector<json>& lines, const json& members) {
 // To freeze a changed story: ./build/release/tools/sdmsh/sdmsh examples/survey.sdm
 // >tests/shell/survey.txt, and read the difference; likewise for the others.
 TEST_F(Program, TellsTheStoriesOfTheExamples) {
-  for (const std::string story : {"survey", "properties", "errors"}) {
-    const Played played = Run("examples/" + story + ".sdm");
+  const std::string stage = Stage();
+  for (const std::string story : {"survey", "properties", "errors", "bootstrap"}) {
+    const Played played = RunIn(stage, "examples/" + story + ".sdm");
     EXPECT_EQ(played.out, ReadFile(std::string(PROJECT_ROOT) + "/tests/shell/" + story + ".txt"));
     EXPECT_THAT(played.err, IsEmpty());
     EXPECT_EQ(played.status, 0);
   }
+}
+
+TEST_F(Program, TellsTheStoryOfTheBootstrapInJson) {
+  const std::string stage = Stage();
+  const Played played = RunIn(stage, "--json examples/bootstrap.sdm");
+  EXPECT_EQ(played.status, 0);
+  const std::vector<json> lines = Lines(played.out);
+  EXPECT_THAT(Where(lines, {{"event", "error"}}), IsEmpty());
+
+  const auto written = Where(lines, {{"event", "bootstrapWritten"}});
+  ASSERT_EQ(written.size(), 1u);
+  const std::string bytes = ReadFile(stage + "/" + written[0]["file"].get<std::string>());
+  EXPECT_EQ(written[0]["size"], bytes.size());
+  const auto checked = Where(lines, {{"event", "bootstrapChecked"}, {"finding", "whole"}});
+  ASSERT_EQ(checked.size(), 1u);
+  EXPECT_EQ(checked[0]["size"], bytes.size());
+
+  const auto shown = Where(lines, {{"event", "bootstrap"}, {"dataset", "survey"}});
+  const auto read = Where(lines, {{"event", "bootstrapChanged"}, {"file", written[0]["file"]}});
+  ASSERT_EQ(shown.size(), 1u);
+  ASSERT_EQ(read.size(), 1u);
+  EXPECT_EQ(read[0]["dataset"], "tried");
+  EXPECT_EQ(read[0]["specs"], shown[0]["specs"]);
+
+  EXPECT_EQ(Where(lines, {{"event", "opened"}, {"cloneOf", "survey"}, {"cases", 944}}).size(), 1u);
+  const auto cases = Where(lines, {{"event", "cases"}, {"dataset", "tried"}});
+  ASSERT_EQ(cases.size(), 2u);
+  EXPECT_EQ(cases[0]["rows"][0], json::parse(R"([1.0, 6.0, "36", null, 3.0, 1.0])"));
 }
 
 TEST_F(Program, TellsTheStoryOfTheSurveyInJson) {

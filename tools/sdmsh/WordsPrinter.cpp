@@ -337,12 +337,11 @@ class WordsPrinter final : public Printer {
     }
   }
 
+  // One setting goes without saying, like that of a property.
   void Show(const BootstrapChanged& changed) {
     if (!changed.specs) {
       out_ << changed.dataset << " has no bootstrap specification any more\n";
-    } else if (changed.file.empty()) {
-      out_ << "the bootstrap specification of " << changed.dataset << " is set\n";
-    } else {
+    } else if (!changed.file.empty()) {
       out_ << "the bootstrap specification of " << changed.dataset << " is read from "
            << changed.file << "\n";
     }
