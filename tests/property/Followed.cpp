@@ -3,7 +3,7 @@
 #include <tests/property/Followed.h>
 
 #include <ServerDataManager/ObserverViewData.h>
-#include <tests/property/Agreement.h>
+#include <tests/support/Agreement.h>
 #include <tests/support/Dictionary.h>
 #include <tests/support/Messages.h>
 
@@ -84,7 +84,7 @@ std::string Followed::FlagsThatDiffer(bool wasDirty, const std::vector<support::
 
 std::string Followed::ViewThatDiffers() {
   const ORVX_DataSource& view = item_.observerView_.data_->view;
-  if (HaveTheSameVariables(Source(), view)) return "";
+  if (support::HaveTheSameVariables(Source(), view)) return "";
   return "The view does not equal the source:\n" +
          support::SideBySide("source", Lines(support::VariablesOf(Source())), "view",
                              Lines(support::VariablesOf(view)));
@@ -93,7 +93,7 @@ std::string Followed::ViewThatDiffers() {
 std::string Followed::MirrorThatDiffers() {
   try {
     mirror_.Apply(item_.Notifications());
-    return DifferencesBetween(Source(), mirror_.Dictionary());
+    return support::DifferencesBetween(Source(), mirror_.Dictionary());
   } catch (const MirrorError& error) {
     return std::string("The mirror refuses the messages: ") + error.what() + "\n";
   }

@@ -4,9 +4,9 @@
 #include <client/ChangeStreamReader.h>
 #include <client/DictionaryMirror.h>
 #include <client/server/ChangeStreamObserver.h>
-#include <tests/property/Agreement.h>
 #include <tests/property/ForAll.h>
 #include <tests/property/RandomDictionary.h>
+#include <tests/support/Agreement.h>
 #include <tests/support/Datasets.h>
 #include <tests/support/FrameChannel.h>
 #include <tests/support/FullDictionary.h>
@@ -272,7 +272,9 @@ class Followed {
     const SvrDMInputDataSource handle(registry_, id_, /*tryOnly=*/false);
     stream_.SendSnapshot(handle);
   }
-  bool ReaderIsRight() const { return DifferencesBetween(Source(), reader_.Dictionary()).empty(); }
+  bool ReaderIsRight() const {
+    return support::DifferencesBetween(Source(), reader_.Dictionary()).empty();
+  }
 
  private:
   const ORVX_DataSource& Source() const {
@@ -282,7 +284,7 @@ class Followed {
   }
 
   void AssertRight(const ORVX_DataSource& dictionary) const {
-    const std::string differences = DifferencesBetween(Source(), dictionary);
+    const std::string differences = support::DifferencesBetween(Source(), dictionary);
     if (!differences.empty()) RC_FAIL(differences);
     RC_ASSERT(DigestOf(dictionary) == DigestOf(Source()));
   }

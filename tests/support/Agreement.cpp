@@ -1,17 +1,17 @@
-#include <tests/property/Agreement.h>
+#include <tests/support/Agreement.h>
 
 #include <ServerDataManager/Equality.h>
 #include <tests/support/Dictionary.h>
 #include <tests/support/Messages.h>
 
-#include <vector>
+namespace support {
 
 namespace {
 
 std::vector<std::string> VariableLines(const ORVX_DataSource& dictionary) {
   std::vector<std::string> lines;
-  for (const ORVX_Variable& variable : support::VariablesOf(dictionary)) {
-    lines.push_back(support::AsText(variable));
+  for (const ORVX_Variable& variable : VariablesOf(dictionary)) {
+    lines.push_back(AsText(variable));
   }
   return lines;
 }
@@ -49,7 +49,7 @@ std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSou
   std::string text;
   if (!HaveTheSameVariables(source, mirror)) {
     text += "other variables:\n" +
-            support::SideBySide("source", VariableLines(source), "mirror", VariableLines(mirror));
+            SideBySide("source", VariableLines(source), "mirror", VariableLines(mirror));
   }
   const auto require = [&text](bool equal, const char* what) {
     if (!equal) text += std::string("another ") + what + "\n";
@@ -72,3 +72,22 @@ std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSou
   require(source.GetAttributes() == mirror.GetAttributes(), "list of attributes");
   return text;
 }
+
+std::string DifferencesBesideTheDigest(const ORVX_DataSource& source, const ORVX_DataSource& mirror,
+                                       const std::vector<ORVX_DataSource::ExtensionType>& types) {
+  std::string text;
+  if (std::string(source.GetFileSpec()) != mirror.GetFileSpec()) {
+    text += "another file specification\n";
+  }
+  if (source.RowsPerImputation() != mirror.RowsPerImputation()) {
+    text += "other rows per imputation\n";
+  }
+  for (const ORVX_DataSource::ExtensionType type : types) {
+    using Extension = ORVX_DataSource::Extension;
+    if (Extension(source, type) == Extension(mirror, type)) continue;
+    text += "another extension of type " + std::to_string(type) + "\n";
+  }
+  return text;
+}
+
+}  // namespace support
