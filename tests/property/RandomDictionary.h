@@ -23,7 +23,9 @@ struct RandomVariable {
   int definition = 0;  // 0 to 9, see Variable()
 
   ORVX_Variable Variable() const {
-    ORVX_Variable variable = support::Var("v" + std::to_string(number), definition / 2 % 3 * 8);
+    // Not "v" + ..., which GCC 12 takes for an overlapping copy where it is inlined.
+    const std::string name = std::string("v").append(std::to_string(number));
+    ORVX_Variable variable = support::Var(name, definition / 2 % 3 * 8);
     if (definition % 2 == 1) variable.SetLabel("labelled");
     if (definition / 6 == 1) variable.SetName("other");
     return variable;

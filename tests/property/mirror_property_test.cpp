@@ -36,6 +36,7 @@ struct Change {
     Move,
     Rename,
     Retype,
+    Relabel,
     Replace,
     Weight,
     Filter,
@@ -51,6 +52,7 @@ struct Change {
     Imputation,
     Rows,
     Dirty,
+    CaseSequence,
     Bulk,
     NoSource,
     ParentSource,
@@ -65,32 +67,44 @@ struct Change {
 
 std::ostream& operator<<(std::ostream& stream, const Change& change) {
   static const char* const kNames[] = {
-      "insert",       "append",      "delete",    "move",   "rename",        "retype",
-      "replace",      "weight",      "filter",    "split",  "variable sets", "MR sets",
-      "attributes",   "dashboard",   "extension", "trends", "label",         "file spec",
-      "imputation",   "rows",        "dirty",     "bulk",   "no source",     "parent source",
-      "child source", "fresh source"};
+      "insert",    "append",        "delete",       "move",        "rename",        "retype",
+      "relabel",   "replace",       "weight",       "filter",      "split",         "variable sets",
+      "MR sets",   "attributes",    "dashboard",    "extension",   "trends",        "label",
+      "file spec", "imputation",    "rows",         "dirty",       "case sequence", "bulk",
+      "no source", "parent source", "child source", "fresh source"};
   static_assert(std::size(kNames) == Change::FreshSource + 1);
   return stream << kNames[change.kind] << "(" << change.first << ", " << change.second << ")";
 }
 
-rc::Gen<Change> AnyChange() {
+// Of any kind, with these weights beside the 32 of variables that come, go and change.
+rc::Gen<Change> AnyChange(std::size_t propertyWeight, std::size_t sourceWeight) {
   return rc::gen::build<Change>(
-      rc::gen::set(&Change::kind,
-                   rc::gen::weightedOneOf<int>(
-                       {{12, rc::gen::element<int>(Change::Insert, Change::Append)},
-                        {20, rc::gen::inRange<int>(Change::Delete, Change::Replace + 1)},
-                        {20, rc::gen::inRange<int>(Change::Weight, Change::Dirty + 1)},
-                        {4, rc::gen::inRange<int>(Change::Bulk, Change::FreshSource + 1)}})),
+      rc::gen::set(
+          &Change::kind,
+          rc::gen::weightedOneOf<int>(
+              {{12, rc::gen::element<int>(Change::Insert, Change::Append)},
+               {20, rc::gen::inRange<int>(Change::Delete, Change::Replace + 1)},
+               {propertyWeight, rc::gen::inRange<int>(Change::Weight, Change::CaseSequence + 1)},
+               {sourceWeight, rc::gen::inRange<int>(Change::Bulk, Change::FreshSource + 1)}})),
       rc::gen::set(&Change::first, rc::gen::inRange(0, 30)),
       rc::gen::set(&Change::second, rc::gen::inRange(0, 30)));
 }
 
 using WriteOfChanges = std::vector<Change>;
 
-rc::Gen<std::vector<WriteOfChanges>> AnyWrites() {
-  return rc::gen::container<std::vector<WriteOfChanges>>(
-      kWritesPerRun, rc::gen::container<WriteOfChanges>(AnyChange()));
+using Writes = std::vector<WriteOfChanges>;
+
+rc::Gen<Writes> WritesOf(const rc::Gen<Change>& change) {
+  return rc::gen::container<Writes>(kWritesPerRun, rc::gen::container<WriteOfChanges>(change));
+}
+
+rc::Gen<Writes> AnyWrites() {
+  return WritesOf(AnyChange(/*propertyWeight=*/20, /*sourceWeight=*/4));
+}
+
+// Where sources are seldom replaced, lists of variables grow long.
+rc::Gen<Writes> WritesOfVariables() {
+  return WritesOf(AnyChange(/*propertyWeight=*/0, /*sourceWeight=*/1));
 }
 
 // --- making a change ---
@@ -122,6 +136,8 @@ void ChangeVariable(ORVX_DataSource& source, const Change& change) {
       return variable.SetName("renamed " + std::to_string(change.second));
     case Change::Retype:
       return variable.SetType(change.second);
+    case Change::Relabel:
+      return variable.SetLabel("label " + std::to_string(change.second));
     case Change::Replace:  // by one with another identifier, in its place
       if (source.FindVarIndex(fresh.GetID()) < 0) variable = fresh;
       return;
@@ -198,6 +214,7 @@ void ChangeSource(SvrDMWriteableDataSource& writer, const Change& change) {
 }
 
 void Make(const Change& change, SvrDMWriteableDataSource& writer) {
+  if (change.kind == Change::CaseSequence) return writer.IncrementCaseSequence();
   if (change.kind == Change::Bulk) return writer.BulkVarMoves();
   if (change.kind >= Change::NoSource) return ChangeSource(writer, change);
   if (writer.GetDataSource() == nullptr) writer.SetDataSet(new SourceWithRows);
@@ -237,7 +254,16 @@ class NearClient : public SvrDMDataSetObserver {
 // A dataset and two clients.
 class Followed {
  public:
-  Followed() : id_(registry_.AddEmpty(/*quiet=*/false)), reader_(id_) {
+  // A dataset that gets its first source with the first write compares then, whoever listens.
+  enum class Added { WithoutSource, WithSource };
+
+  explicit Followed(Added added = Added::WithoutSource)
+      : id_(added == Added::WithSource ? registry_.Add(*new SourceWithRows, "", /*quiet=*/true)
+                                       : registry_.AddEmpty(/*quiet=*/false)),
+        reader_(id_) {}
+
+  // The clients come.
+  void Listen() {
     SvrDMDataset dataset(registry_, id_);
     dataset.Register(near_);
     dataset.Register(stream_);
@@ -246,7 +272,6 @@ class Followed {
   void Make(const WriteOfChanges& changes) {
     SvrDMWriteableDataSource writer(registry_, id_, /*tryOnly=*/false, nullptr);
     for (const Change& change : changes) ::Make(change, writer);
-    writer.IncrementCaseSequence();
   }
 
   void AssertNearClientIsRight() {
@@ -261,6 +286,7 @@ class Followed {
       const Outcome outcome = channel_.Deliver(reader_);
       RC_ASSERT(reader_.WhyWanted() == "");
       RC_ASSERT(outcome == Outcome::Applied);
+      RC_ASSERT(reader_.CaseSequence() == SvrDMDataset(registry_, id_).GetCaseSequence());
     }
     AssertRight(reader_.Dictionary());
     RC_ASSERT(reader_.Digest() == DigestOf(Source()));
@@ -311,6 +337,7 @@ TEST(MirrorProperty, AfterEveryPassTheMirrorIsTheSourceAndTheDigestSaysSo) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();
     Followed followed;
+    followed.Listen();
     for (const WriteOfChanges& changes : writes) {
       followed.Make(changes);
 
@@ -319,13 +346,36 @@ TEST(MirrorProperty, AfterEveryPassTheMirrorIsTheSourceAndTheDigestSaysSo) {
   });
 }
 
-TEST(MirrorProperty, ThroughTheStreamByteForByteTheMirrorIsTheSource) {
-  ForAll(kRuns, [] {
-    const auto writes = *AnyWrites();
-    Followed followed;
-    for (const WriteOfChanges& changes : writes) {
-      followed.Make(changes);
+void AssertTheStreamFollows(const Writes& writes) {
+  Followed followed;
+  followed.Listen();
+  for (const WriteOfChanges& changes : writes) {
+    followed.Make(changes);
 
+    followed.AssertFarClientIsRight();
+  }
+}
+
+TEST(MirrorProperty, ThroughTheStreamByteForByteTheMirrorIsTheSource) {
+  ForAll(kRuns, [] { AssertTheStreamFollows(*AnyWrites()); });
+}
+
+TEST(MirrorProperty, ThroughTheStreamByteForByteALongListOfVariablesIsTheSources) {
+  ForAll(kRuns, [] { AssertTheStreamFollows(*WritesOfVariables()); });
+}
+
+// Nobody hears of the first writes; whoever then comes is told of the whole dictionary.
+TEST(MirrorProperty, ClientsThatComeLateAreRightAfterTheNextWrite) {
+  ForAll(kRuns / 5, [] {
+    const auto writes = *rc::gen::oneOf(AnyWrites(), WritesOfVariables());
+    const auto late = *rc::gen::inRange<std::size_t>(0, kWritesPerRun);
+    Followed followed(Followed::Added::WithSource);
+    for (std::size_t i = 0; i < writes.size(); ++i) {
+      if (i == late) followed.Listen();
+      followed.Make(writes[i]);
+      if (i < late) continue;
+
+      followed.AssertNearClientIsRight();
       followed.AssertFarClientIsRight();
     }
   });
@@ -370,6 +420,7 @@ TEST(MirrorProperty, WhateverBecomesOfFramesTheReaderIsRightOrAsks) {
     const auto fates = *rc::gen::container<std::vector<Fate>>(kWritesPerRun, AnyFate());
     const auto place = *rc::gen::arbitrary<unsigned int>();
     Followed followed;
+    followed.Listen();
     ChangeStreamReader& reader = followed.Reader();
     for (std::size_t i = 0; i < writes.size(); ++i) {
       followed.Make(writes[i]);
