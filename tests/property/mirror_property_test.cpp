@@ -413,34 +413,67 @@ rc::Gen<Fate> AnyFate() {
        {3, rc::gen::element(Fate::IsLost, Fate::IsChanged, Fate::IsCut, Fate::ComesTwice)}});
 }
 
-// The client asks for a snapshot when it wants one, and gets it before the next write.
-TEST(MirrorProperty, WhateverBecomesOfFramesTheReaderIsRightOrAsks) {
+bool IsDamage(Fate fate) {
+  return fate == Fate::IsChanged || fate == Fate::IsCut;
+}
+
+rc::Gen<std::vector<Fate>> AFateForEachWrite() {
+  return rc::gen::container<std::vector<Fate>>(kWritesPerRun, AnyFate());
+}
+
+// Lets the reader have what arrives of the frames under way. Returns whether anything does.
+bool Arrive(Followed& followed, Fate fate, unsigned int place) {
+  ChangeStreamReader& reader = followed.Reader();
+  bool any = false;
+  for (const std::string& sent : std::exchange(followed.Channel().frames, {})) {
+    for (const std::string& frame : Arriving(sent, fate, place)) {
+      const Outcome outcome = reader.Take(frame);
+      RC_ASSERT((outcome == Outcome::Applied) == !reader.WantsSnapshot());
+      any = true;
+    }
+  }
+  RC_ASSERT(DigestOf(reader.Dictionary()) == reader.Digest());
+  return any;
+}
+
+// A snapshot is sent, which leaves the reader as it was, makes it right, or makes it ask.
+void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
+  const ChangeStreamReader& reader = followed.Reader();
+  const bool wantedOne = reader.WantsSnapshot();
+  const DictionaryDigest before = reader.Digest();
+  followed.SendSnapshot();
+  Arrive(followed, fate, place);
+  if (fate == Fate::IsLost || IsDamage(fate)) {
+    RC_ASSERT(reader.WantsSnapshot() == (wantedOne || IsDamage(fate)));
+    RC_ASSERT(reader.Digest() == before);
+  } else {
+    RC_ASSERT(!reader.WantsSnapshot());
+    RC_ASSERT(followed.ReaderIsRight());
+  }
+}
+
+// The client asks for a snapshot once after each write while it wants one, and sometimes it is sent
+// one unasked.
+TEST(MirrorProperty, WhateverBecomesOfPassesAndSnapshotsTheReaderIsRightOrAsks) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();
-    const auto fates = *rc::gen::container<std::vector<Fate>>(kWritesPerRun, AnyFate());
+    const auto fatesOfPasses = *AFateForEachWrite();
+    const auto fatesOfSnapshots = *AFateForEachWrite();
+    const auto unasked = *rc::gen::container<std::vector<bool>>(
+        kWritesPerRun, rc::gen::weightedElement<bool>({{5, false}, {1, true}}));
     const auto place = *rc::gen::arbitrary<unsigned int>();
     Followed followed;
     followed.Listen();
-    ChangeStreamReader& reader = followed.Reader();
+    const ChangeStreamReader& reader = followed.Reader();
     for (std::size_t i = 0; i < writes.size(); ++i) {
       followed.Make(writes[i]);
 
-      bool asks = false;
-      bool hears = false;
-      for (const std::string& sent : std::exchange(followed.Channel().frames, {})) {
-        for (const std::string& frame : Arriving(sent, fates[i], place)) {
-          asks |= reader.Take(frame) == Outcome::SnapshotWanted;
-          hears = true;
-        }
-      }
-
-      RC_ASSERT(DigestOf(reader.Dictionary()) == reader.Digest());
-      if (hears) RC_ASSERT(asks || followed.ReaderIsRight());
-      if (!asks) continue;
-      followed.SendSnapshot();
-      RC_ASSERT(followed.Channel().Deliver(reader) == Outcome::Applied);
-      RC_ASSERT(followed.ReaderIsRight());
+      const bool hears = Arrive(followed, fatesOfPasses[i], place);
+      if (hears) RC_ASSERT(reader.WantsSnapshot() || followed.ReaderIsRight());
+      if (reader.WantsSnapshot() || unasked[i])
+        SendSnapshotTo(followed, fatesOfSnapshots[i], place);
     }
+    SendSnapshotTo(followed, Fate::Arrives, place);
   });
 }
 
