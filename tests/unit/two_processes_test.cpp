@@ -1,15 +1,30 @@
 // The example with a server and a client in two processes, played to its end and with the client
-// killed after every number of passes.
+// killed after every number of passes; and processes that die in the middle of a frame.
 
+#include <client/DictionaryDigest.h>
+#include <client/server/ChangeStreamObserver.h>
+#include <examples/two_processes/Socket.h>
+#include <libvserial/VSerializable.h>
+#include <PackageProxy/PackageProxy.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/MessageBytes.h>
 #include <tests/unit/saved_files.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -36,16 +51,18 @@ struct Played {
   }
 };
 
-Played Play(const std::string& arguments) {
-  const TemporaryFolder folder;
-  const std::string out = folder.Path("out");
-  const std::string command =
-      std::string("'") + TWO_PROCESSES + "' " + arguments + " </dev/null >'" + out + "' 2>&1";
-  const int status = std::system(command.c_str());
+Played PlayedWith(int status, const std::string& out) {
   Played played{WIFEXITED(status) ? WEXITSTATUS(status) : -1, {}};
   std::ifstream file(out);
   for (std::string line; std::getline(file, line);) played.lines.push_back(line);
   return played;
+}
+
+Played Play(const std::string& arguments, const std::string& program = TWO_PROCESSES) {
+  const TemporaryFolder folder;
+  const std::string out = folder.Path("out");
+  const std::string command = "'" + program + "' " + arguments + " </dev/null >'" + out + "' 2>&1";
+  return PlayedWith(std::system(command.c_str()), out);
 }
 
 Played PlaySurvey(const std::string& more = "") {
@@ -61,6 +78,14 @@ std::vector<std::string> DigestsOf(const std::vector<std::string>& passes) {
     digests.push_back(pass.substr(number.size()));
   }
   return digests;
+}
+
+std::ptrdiff_t DigestsBeforeTheLoss(const Played& played) {
+  const auto lost = std::find_if(played.lines.begin(), played.lines.end(), [](const auto& line) {
+    return line.rfind("server: the client is lost", 0) == 0;
+  });
+  return std::count_if(played.lines.begin(), lost,
+                       [](const auto& line) { return line.rfind("server: digest ", 0) == 0; });
 }
 
 TEST(TwoProcesses, PrintTheSameDigestAfterEveryPass) {
@@ -95,13 +120,7 @@ TEST(TwoProcesses, AKilledClientIsReportedOnceAndTheServerGoesOn) {
     EXPECT_EQ(played.Behind("server: digest "), digests) << passes << " passes";
     EXPECT_THAT(played.lines.back(), "server: 7 writes made");
     // In the very write after which the client was gone.
-    const auto lost = std::find_if(played.lines.begin(), played.lines.end(), [](const auto& line) {
-      return line.rfind("server: the client is lost", 0) == 0;
-    });
-    const auto digestsBefore = std::count_if(played.lines.begin(), lost, [](const auto& line) {
-      return line.rfind("server: digest ", 0) == 0;
-    });
-    EXPECT_EQ(digestsBefore, passes);
+    EXPECT_EQ(DigestsBeforeTheLoss(played), passes);
   }
 }
 
@@ -119,6 +138,237 @@ TEST(TwoProcesses, ABadFileIsSaidAndNothingStarted) {
   EXPECT_EQ(played.status, 1);
   ASSERT_THAT(played.lines, SizeIs(1));
   EXPECT_THAT(played.lines[0], HasSubstr("/no/such/file.tsv"));
+}
+
+// --- in the middle of a frame ---
+
+// The example's server, beside a program of this test in the client's place: one that reads so many
+// bytes and goes. The first frame is more, and is sent before the client can be gone; what meets
+// the loss is the next write.
+TEST(TwoProcesses, AClientThatReadsAPartOfAFrameAndGoesIsReportedOnceAndTheServerGoesOn) {
+  const std::vector<std::string> digests = PlaySurvey().Behind("server: digest ");
+  for (const char* bytes : {"2", "4", "100"}) {
+    const TemporaryFolder folder;
+    const std::string server = folder.Path("server");
+    std::filesystem::copy_file(TWO_PROCESSES, server);
+    std::ofstream(server + "_client") << "#!/bin/sh\nexec head -c " << bytes << " >/dev/null\n";
+    std::filesystem::permissions(server + "_client", std::filesystem::perms::owner_all);
+
+    const Played played = Play(std::string("'") + SURVEY + "'", server);
+
+    EXPECT_EQ(played.status, 0);
+    EXPECT_EQ(played.Behind("server: digest "), digests) << bytes << " bytes";
+    EXPECT_THAT(played.Behind("server: the client is lost"), SizeIs(1)) << bytes << " bytes";
+    EXPECT_EQ(DigestsBeforeTheLoss(played), 1) << bytes << " bytes";
+    EXPECT_EQ(played.lines.back(), "server: 7 writes made");
+  }
+}
+
+// Both ends close on exec; a child that is forked closes what is not its own.
+struct Connection {
+  Connection() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0); }
+
+  int ends[2];  // the server's, the client's
+};
+
+// Runs `act` in a process of its own, a copy of this one.
+class ForkedProcess {
+ public:
+  explicit ForkedProcess(const std::function<void()>& act) : process_(fork()) {
+    if (process_ != 0) return;
+    act();
+    _exit(0);
+  }
+  ~ForkedProcess() { Wait(); }
+  ForkedProcess(const ForkedProcess&) = delete;
+  ForkedProcess& operator=(const ForkedProcess&) = delete;
+
+  // For its end. Returns the status as waitpid gives it.
+  int Wait() {
+    if (!ended_) waitpid(process_, &ended_.emplace(), 0);
+    return *ended_;
+  }
+
+ private:
+  const pid_t process_;
+  std::optional<int> ended_;
+};
+
+// The example's client, with this process or one forked from it as its server.
+class ClientProgram {
+ public:
+  explicit ClientProgram(LocallyUniqueID dataset) {
+    server_->GiveUpAfter(/*seconds=*/30);
+    const Socket clientsEnd(connection_.ends[1]);
+    std::string name = TWO_PROCESSES_CLIENT;
+    std::string word = std::to_string(dataset.Word());
+    char* const arguments[] = {name.data(), word.data(), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, connection_.ends[1], STDIN_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_.c_str(), O_WRONLY | O_CREAT,
+                                     S_IRUSR | S_IWUSR);
+    EXPECT_EQ(posix_spawn(&process_, name.c_str(), &actions, nullptr, arguments, environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+  }
+  ClientProgram(const ClientProgram&) = delete;
+  ClientProgram& operator=(const ClientProgram&) = delete;
+
+  Socket& ServersEnd() { return *server_; }
+  int ServersDescriptor() const { return connection_.ends[0]; }
+
+  // This process is its server no more.
+  void LetGo() { server_.reset(); }
+
+  // Lets go, and waits for the program's end, once.
+  Played End() {
+    LetGo();
+    int status = 0;
+    waitpid(process_, &status, 0);
+    return PlayedWith(status, out_);
+  }
+
+ private:
+  const TemporaryFolder folder_;
+  const std::string out_ = folder_.Path("out");
+  const Connection connection_;
+  std::unique_ptr<Socket> server_ = std::make_unique<Socket>(connection_.ends[0]);
+  pid_t process_ = -1;
+};
+
+// Sends frames and keeps what the client answers to the last.
+class Channel final : public PackageProxy {
+ public:
+  explicit Channel(Socket& socket) : socket_(socket) {}
+
+  short SendMessage(int, VSerializable* message) override {
+    const int error = socket_.SendFrame(BytesOf(*message));
+    answer = error == 0 ? socket_.ReceiveAnswer() : std::nullopt;
+    return static_cast<short>(error);
+  }
+
+  std::optional<Answer> answer;
+
+ private:
+  Socket& socket_;
+};
+
+// Ends its process in the middle of a frame, after some whole ones.
+class DyingChannel final : public PackageProxy {
+ public:
+  DyingChannel(ClientProgram& client, int wholeFrames)
+      : whole_(client.ServersEnd()), descriptor_(client.ServersDescriptor()), left_(wholeFrames) {}
+
+  short SendMessage(int command, VSerializable* message) override {
+    if (left_-- > 0) return whole_.SendMessage(command, message);
+    const std::string frame = BytesOf(*message);
+    std::string part;
+    for (int i = 0; i < 4; ++i) part += static_cast<char>(frame.size() >> 8 * i & 0xFF);
+    part += frame.substr(0, frame.size() / 2);
+    send(descriptor_, part.data(), part.size(), MSG_NOSIGNAL);
+    raise(SIGKILL);
+    return 0;
+  }
+
+ private:
+  Channel whole_;
+  const int descriptor_;
+  int left_;
+};
+
+class MidFrame : public testing::Test {
+ protected:
+  void Label(const std::string& label) {
+    support::Write(registry_, id_,
+                   [&](auto& writer) { writer.GetDataSource()->SetLabel(label.c_str()); });
+  }
+  std::string Digest() const {
+    const SvrDMInputDataSource reader(registry_, id_, /*tryOnly=*/false);
+    return DigestOf(**reader).AsText();
+  }
+
+  mutable ServerDataManager registry_;
+  const LocallyUniqueID id_ = support::AddDataset(registry_, "A B C");
+  SvrDMDataset dataset_{registry_, id_};
+};
+
+// The frame is larger than what a socket holds, so the writer that sends it waits for the client.
+TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneTakesASnapshot) {
+  const std::string large(8 << 20, 'x');
+  {
+    const Connection connection;
+    auto clientsEnd = std::make_unique<Socket>(connection.ends[1]);
+    Socket serversEnd(connection.ends[0]);
+    serversEnd.GiveUpAfter(/*seconds=*/30);
+    ForkedProcess client([&] {
+      char part[1000];
+      const ssize_t size = recv(connection.ends[1], part, sizeof(part), MSG_WAITALL);
+      _exit(size == sizeof(part) ? 0 : 1);
+    });
+    clientsEnd.reset();
+    Channel channel(serversEnd);
+    ChangeStreamObserver stream(channel);
+    dataset_.Register(stream);
+
+    Label(large);
+
+    EXPECT_EQ(client.Wait(), 0);
+    EXPECT_TRUE(stream.IsLost());
+    const std::optional<std::string> why = stream.TakeOffIfLost(dataset_);
+    ASSERT_TRUE(why);
+    EXPECT_THAT(*why, HasSubstr("the channel answers with status "));
+  }
+
+  ClientProgram client(id_);
+  Channel channel(client.ServersEnd());
+  ChangeStreamObserver stream(channel);
+  dataset_.Register(stream);
+  std::vector<std::string> passes;
+
+  Label("after the loss");
+  EXPECT_EQ(channel.answer, Answer::SnapshotWanted);
+  stream.SendSnapshot(SvrDMInputDataSource(registry_, id_, /*tryOnly=*/false));
+  EXPECT_EQ(channel.answer, Answer::Taken);
+  passes.push_back("1 " + Digest());
+  Label("at last");
+  EXPECT_EQ(channel.answer, Answer::Taken);
+  passes.push_back("2 " + Digest());
+  dataset_.Unregister(stream);
+
+  const Played played = client.End();
+  EXPECT_EQ(played.status, 0);
+  EXPECT_EQ(played.Behind("client: pass "), passes);
+  EXPECT_THAT(played.Behind("client: asks for a snapshot"), SizeIs(1));
+  EXPECT_THAT(played.Behind("client: \"at last\", 0 cases"), SizeIs(1));
+}
+
+// The server is a copy of this process, which makes the same writes to know the digests.
+TEST_F(MidFrame, AServerThatDiesLeavesItsClientWithTheLastWholePass) {
+  ClientProgram client(id_);
+  ForkedProcess server([&] {
+    DyingChannel channel(client, /*wholeFrames=*/2);
+    ChangeStreamObserver stream(channel);
+    dataset_.Register(stream);
+    Label("first");
+    Label("second");
+    Label("third");
+  });
+  client.LetGo();
+  const int status = server.Wait();
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGKILL);
+
+  std::vector<std::string> passes;
+  Label("first");
+  passes.push_back("1 " + Digest());
+  Label("second");
+  passes.push_back("2 " + Digest());
+
+  const Played played = client.End();
+  EXPECT_EQ(played.status, 0);
+  EXPECT_EQ(played.Behind("client: pass "), passes);
+  EXPECT_THAT(played.Behind("client: asks for a snapshot"), SizeIs(0));
+  EXPECT_THAT(played.Behind("client: \"second\", 0 cases"), SizeIs(1));
 }
 
 }  // namespace
