@@ -32,11 +32,11 @@ std::unique_ptr<SvrDMCloneDataSource> CopyOf(const SvrDMCloneDataSource& clone) 
   return copy;
 }
 
-// Below the placeholder, which goes.
+// In place of the placeholder on top of it, which goes.
 void PutBack(SvrDMWriteableDataSource& writer, ORVX_DataSource* source) {
   try {
     writer.SetDataSet(source);
-  } catch (...) {  // only the message of it is missing
+  } catch (...) {  // in place all the same; without the message, or the hold on the file
   }
 }
 
