@@ -1,5 +1,5 @@
 // A bootstrap of the mean of one variable: several threads draw resamples, each from a clone of its
-// own over the same cases, by a specification that reached them as bytes.
+// own over the same cases, by a bootstrap specification that reached them as bytes.
 //
 //   bootstrap_mean examples/data/survey.tsv age
 

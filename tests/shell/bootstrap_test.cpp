@@ -260,7 +260,7 @@ TEST_F(Bootstrapping, TellsEveryFieldInJson) {
 // ---------------------------------------------------------------------------------------------
 // Files
 
-// The bytes of a specification, written field by field in either byte order.
+// The bytes of a bootstrap specification, written field by field in either byte order.
 class SpecsBytes {
  public:
   explicit SpecsBytes(bool swapped) : swapped_(swapped) { Add(std::uint16_t{1}); }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 using sdmsh::Differences;
+using sdmsh::NumberInWords;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -71,6 +72,20 @@ TEST_F(VariableWords, ValuesAreShownAsTheyAre) {
               ElementsAre("value labels: none -> {1.5 = \"some\", \"x\" = \"other\"}",
                           "missing values: none -> {-9, 90 to 99}",
                           "attributes: none -> {source = \"form\" \"page 2\"}"));
+}
+
+TEST(NumberInWords, HasNoExponentWhereOneReadsItEasily) {
+  EXPECT_EQ(NumberInWords(0), "0");
+  EXPECT_EQ(NumberInWords(-0.0), "-0");
+  EXPECT_EQ(NumberInWords(100000), "100000");
+  EXPECT_EQ(NumberInWords(-2.5), "-2.5");
+  EXPECT_EQ(NumberInWords(0.1), "0.1");
+  EXPECT_EQ(NumberInWords(0.0001), "0.0001");
+  EXPECT_EQ(NumberInWords(0.00001), "1e-05");
+  EXPECT_EQ(NumberInWords(999999999999999), "999999999999999");
+  EXPECT_EQ(NumberInWords(123456789012345.67), "123456789012345.67");
+  EXPECT_EQ(NumberInWords(1e15), "1e+15");
+  EXPECT_EQ(NumberInWords(-1e300), "-1e+300");
 }
 
 }  // namespace

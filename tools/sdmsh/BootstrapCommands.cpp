@@ -162,7 +162,7 @@ void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const Datas
   shell.Say(std::move(written));
 }
 
-// Refuses bytes that are not one whole specification and nothing else.
+// Refuses bytes that are not one whole bootstrap specification and nothing else.
 SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& file) {
   const auto check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
   if (!check.IsWhole()) {

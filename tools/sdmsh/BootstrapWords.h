@@ -21,7 +21,7 @@ const char* SamplingMethodInWords(SvrBootstrapSpecs::SampMethods method);
 const char* IntervalInWords(SvrBootstrapSpecs::CITypes interval);
 
 // "it ends before the field at offset 50 does": what is wrong with bytes that hold no whole
-// specification.
+// bootstrap specification.
 std::string FindingInWords(const SvrBootstrapSpecsSerializer::Check& check);
 
 }  // namespace sdmsh

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <string_view>
 
 namespace sdmsh {
@@ -76,8 +77,12 @@ const char* AlignmentInWords(VariableAlignment alignment) {
 }
 
 std::string NumberInWords(double number) {
+  const double magnitude = std::fabs(number);
+  const bool isPlain = number == 0 || (magnitude >= 1e-4 && magnitude < 1e15);
   char text[32];
-  const auto result = std::to_chars(text, text + sizeof text, number);
+  const auto result =
+      isPlain ? std::to_chars(text, text + sizeof text, number, std::chars_format::fixed)
+              : std::to_chars(text, text + sizeof text, number);
   return std::string(text, result.ptr);
 }
 

@@ -20,7 +20,7 @@ const char* LevelInWords(MeasurementLevel level);
 const char* RoleInWords(VariableRole role);
 // "left"
 const char* AlignmentInWords(VariableAlignment alignment);
-// The shortest decimal text that is this number again.
+// The shortest decimal text that is this number again; without an exponent from 0.0001 up to 10^15.
 std::string NumberInWords(double number);
 // The number as it would be typed, or the string in quotes.
 std::string ValueInWords(const DataValue& value);
