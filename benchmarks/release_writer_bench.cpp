@@ -8,15 +8,12 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstddef>
-#include <limits>
-#include <string>
 #include <vector>
 
 #include "BenchDataset.h"
+#include "PlainDictionary.h"
 
 namespace {
 std::atomic<long> allocations{0};
@@ -31,47 +28,12 @@ extern "C" void* malloc(std::size_t size) {
 
 namespace {
 
-struct PlainDefinition {
-  LocallyUniqueID id;
-  std::string name;
-  std::string label;
-  int type;
-  ValueLabels valueLabels;
-
-  bool operator==(const PlainDefinition&) const = default;
-};
-
-std::vector<PlainDefinition> PlainDictionary(const ORVX_DataSource& source) {
-  std::vector<PlainDefinition> dictionary;
-  for (int i = 0; i < source.ColumnCount(); ++i) {
-    const ORVX_Variable& variable = source.GetVariable(i);
-    dictionary.push_back({variable.GetID(), variable.GetName(), variable.GetLabel(),
-                          variable.GetType(), variable.GetValueLabels()});
-  }
-  return dictionary;
-}
-
-template <class Operation>
-double SecondsOf(Operation operation) {
-  const auto start = std::chrono::steady_clock::now();
-  operation();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// The shortest of many turns each, so that a busy machine disturbs both alike.
 double RatioToPlainVectors(BenchDataset& dataset) {
   const std::vector<PlainDefinition> current = PlainDictionary(*dataset.Item()->DataSource());
   const std::vector<PlainDefinition> reported = current;
-  double release = std::numeric_limits<double>::max();
-  double compare = release;
-  for (int turn = 0; turn < 200; ++turn) {
-    release = std::min(release, SecondsOf([&] {
-                         SvrDMWriteableDataSource(dataset.Item(), /*tryOnly=*/false,
-                                                  /*originator=*/nullptr);
-                       }));
-    compare = std::min(compare, SecondsOf([&] { benchmark::DoNotOptimize(current == reported); }));
-  }
-  return release / compare;
+  return RatioInTurns(
+      [&] { SvrDMWriteableDataSource(dataset.Item(), /*tryOnly=*/false, /*originator=*/nullptr); },
+      [&] { benchmark::DoNotOptimize(current == reported); });
 }
 
 void ReleaseWriterThatChangedNothing(benchmark::State& state) {

@@ -1,0 +1,169 @@
+// What a client pays to follow a dataset: a pass of messages, once they are read, applied to its
+// mirror, and the digest of the dictionary.
+//
+// Each benchmark reports its time as a multiple of its peers', measured in turns:
+//
+//   of_plain_vector    the same edits made to a vector of plain definitions, in which a variable is
+//                      found by running over it
+//   of_whole_snapshot  a new mirror made of the messages that say all about the dictionary
+//   of_flat_xxh3       XXH3, 128 bits, of the bytes that the digest stands for, which lie there
+//                      written already
+
+#include <benchmark/benchmark.h>
+#include <client/DictionaryDigest.h>
+#include <client/DictionaryMessages.h>
+#include <client/DictionaryMirror.h>
+#include <liborvxdemg/InsertVarsMsg.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <libvserial/VStream.h>
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "BenchDataset.h"
+#include "PlainDictionary.h"
+
+namespace {
+
+std::vector<DataSetMsg*> PointersTo(const OwnedMessages& messages) {
+  std::vector<DataSetMsg*> pointers;
+  for (const auto& message : messages) pointers.push_back(message.get());
+  return pointers;
+}
+
+// A dictionary, and the messages that make it of an empty one.
+struct Dictionary {
+  explicit Dictionary(benchmark::State& state) : dataset(static_cast<int>(state.range(0))) {}
+
+  BenchDataset dataset;
+  const ORVX_DataSource& source = *dataset.Item()->DataSource();
+  const OwnedMessages messages = DictionaryMessages(source, dataset.ID(), 0);
+  const std::vector<DataSetMsg*> snapshot = PointersTo(messages);
+};
+
+// One variable in the middle gets another label, and then the first one again.
+void ApplyAPassWithOneVariableModified(benchmark::State& state) {
+  Dictionary dictionary(state);
+  const int position = dictionary.source.ColumnCount() / 2;
+  OwnedMessages messages;
+  std::vector<PlainDefinition> definitions;
+  for (const char* label : {"What the respondent says now", "What the respondent said then"}) {
+    ORVX_Variable variable = dictionary.source.GetVariable(position);
+    variable.SetLabel(label);
+    messages.push_back(std::make_unique<ModifyVarMsg>(0, dictionary.dataset.ID(), 0, variable));
+    definitions.emplace_back(variable);
+  }
+  DictionaryMirror mirror;
+  mirror.Apply(dictionary.snapshot);
+  std::vector<PlainDefinition> plain = PlainDictionary(dictionary.source);
+  const std::vector<std::vector<DataSetMsg*>> passes = {{messages[0].get()}, {messages[1].get()}};
+
+  // So many at a time that reading the clock costs nothing beside them.
+  constexpr std::size_t kPasses = 200;
+  const auto applyMany = [&] {
+    for (std::size_t i = 0; i < kPasses; ++i) mirror.Apply(passes[i % 2]);
+  };
+  const auto assignMany = [&] {
+    for (std::size_t i = 0; i < kPasses; ++i) {
+      const PlainDefinition& definition = definitions[i % 2];
+      const auto hasTheIdentifier = [&](const auto& other) { return other.id == definition.id; };
+      *std::find_if(plain.begin(), plain.end(), hasTheIdentifier) = definition;
+      benchmark::DoNotOptimize(plain.data());
+    }
+  };
+  const auto rebuild = [&] { DictionaryMirror().Apply(dictionary.snapshot); };
+
+  std::size_t next = 0;
+  for (auto _ : state) mirror.Apply(passes[next++ % 2]);
+
+  state.counters["of_plain_vector"] = RatioInTurns(applyMany, assignMany);
+  state.counters["of_whole_snapshot"] = RatioInTurns(applyMany, rebuild) / kPasses;
+  if (PlainDictionary(mirror.Dictionary()) != plain) {
+    state.SkipWithError("The mirror is not the vector");
+  }
+}
+BENCHMARK(ApplyAPassWithOneVariableModified)->Arg(1'000);
+
+// One message for each variable, as a dataset tells them.
+void ApplyAPassWithAllVariablesInserted(benchmark::State& state) {
+  const Dictionary dictionary(state);
+  OwnedMessages messages;
+  for (int i = 0; i < dictionary.source.ColumnCount(); ++i) {
+    messages.push_back(std::make_unique<InsertVarsMsg>(
+        0, dictionary.dataset.ID(), 0, std::vector{dictionary.source.GetVariable(i)},
+        LocallyUniqueID()));
+  }
+  const std::vector<DataSetMsg*> pass = PointersTo(messages);
+  const std::vector<PlainDefinition> definitions = PlainDictionary(dictionary.source);
+
+  const auto apply = [&] {
+    DictionaryMirror mirror;
+    mirror.Apply(pass);
+    if (mirror.Dictionary().ColumnCount() != dictionary.source.ColumnCount()) {
+      state.SkipWithError("The mirror has another number of variables");
+    }
+  };
+  const auto append = [&] {
+    std::vector<PlainDefinition> plain;
+    for (const PlainDefinition& definition : definitions) plain.push_back(definition);
+    benchmark::DoNotOptimize(plain.data());
+  };
+  const auto rebuild = [&] { DictionaryMirror().Apply(dictionary.snapshot); };
+
+  for (auto _ : state) apply();
+
+  state.counters["of_plain_vector"] = RatioInTurns(apply, append);
+  state.counters["of_whole_snapshot"] = RatioInTurns(apply, rebuild);
+}
+BENCHMARK(ApplyAPassWithAllVariablesInserted)->Arg(1'000);
+
+// Of every variable and every property, one behind the other.
+std::string BytesThatTheDigestStandsFor(const ORVX_DataSource& source) {
+  VStream bytes;
+  for (int i = 0; i < source.ColumnCount(); ++i) {
+    ModifyVarMsg(0, LocallyUniqueID(), 0, source.GetVariable(i)).VSInitSerialization(bytes);
+  }
+  for (const auto& message : PropertyMessages(source, LocallyUniqueID(), 0)) {
+    message->VSInitSerialization(bytes);
+  }
+  return std::string(bytes.Bytes());
+}
+
+template <class Operation>
+void MeasureBesideTheFlatHash(benchmark::State& state, const ORVX_DataSource& source,
+                              Operation operation) {
+  for (auto _ : state) operation();
+  const std::string bytes = BytesThatTheDigestStandsFor(source);
+  state.counters["bytes"] = static_cast<double>(bytes.size());
+  state.counters["of_flat_xxh3"] = RatioInTurns(
+      operation, [&] { benchmark::DoNotOptimize(XXH3_128bits(bytes.data(), bytes.size())); });
+}
+
+void TakeTheDigestForTheFirstTime(benchmark::State& state) {
+  const Dictionary dictionary(state);
+  MeasureBesideTheFlatHash(state, dictionary.source,
+                           [&] { benchmark::DoNotOptimize(DigestOf(dictionary.source)); });
+}
+BENCHMARK(TakeTheDigestForTheFirstTime)->Arg(1'000);
+
+// By one who remembers the variables of the last time.
+void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {
+  Dictionary dictionary(state);
+  ORVX_DataSource& source = *dictionary.dataset.Item()->DataSource();
+  DictionaryDigester digester;
+  int changes = 0;
+  MeasureBesideTheFlatHash(state, source, [&] {
+    source.GetVariable(source.ColumnCount() / 2).SetDisplayWidth(8 + ++changes % 2);
+    benchmark::DoNotOptimize(digester.Of(source));
+  });
+  if (digester.Of(source) != DigestOf(source)) state.SkipWithError("The digest is wrong");
+}
+BENCHMARK(TakeTheDigestAgainAfterOneVariableHasChanged)->Arg(1'000);
+
+}  // namespace
