@@ -1,6 +1,6 @@
 // What a clone of a source costs, beside what one would do without it: a clone is copied in the
-// time of its dictionary, whatever cases stand behind it, and its rows come at the pace of the
-// source's own. Each benchmark reports its time as a multiple of its peer's, measured in turns.
+// time of its dictionary, whatever cases stand behind it, and its rows take one call more each than
+// the source's own. Each benchmark reports its time as a multiple of its peer's, measured in turns.
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>

@@ -28,6 +28,7 @@
 
 #include "BenchDataset.h"
 #include "PlainDictionary.h"
+#include "Ratio.h"
 
 namespace {
 
@@ -82,8 +83,8 @@ void ApplyAPassWithOneVariableModified(benchmark::State& state) {
   std::size_t next = 0;
   for (auto _ : state) mirror.Apply(passes[next++ % 2]);
 
-  state.counters["of_plain_vector"] = RatioInTurns(applyMany, assignMany);
-  state.counters["of_whole_snapshot"] = RatioInTurns(applyMany, rebuild) / kPasses;
+  state.counters["of_plain_vector"] = Ratio(applyMany, assignMany);
+  state.counters["of_whole_snapshot"] = Ratio(applyMany, rebuild) / kPasses;
   if (PlainDictionary(mirror.Dictionary()) != plain) {
     state.SkipWithError("The mirror is not the vector");
   }
@@ -118,8 +119,8 @@ void ApplyAPassWithAllVariablesInserted(benchmark::State& state) {
 
   for (auto _ : state) apply();
 
-  state.counters["of_plain_vector"] = RatioInTurns(apply, append);
-  state.counters["of_whole_snapshot"] = RatioInTurns(apply, rebuild);
+  state.counters["of_plain_vector"] = Ratio(apply, append);
+  state.counters["of_whole_snapshot"] = Ratio(apply, rebuild);
 }
 BENCHMARK(ApplyAPassWithAllVariablesInserted)->Arg(1'000);
 
@@ -141,8 +142,8 @@ void MeasureBesideTheFlatHash(benchmark::State& state, const ORVX_DataSource& so
   for (auto _ : state) operation();
   const std::string bytes = BytesThatTheDigestStandsFor(source);
   state.counters["bytes"] = static_cast<double>(bytes.size());
-  state.counters["of_flat_xxh3"] = RatioInTurns(
-      operation, [&] { benchmark::DoNotOptimize(XXH3_128bits(bytes.data(), bytes.size())); });
+  state.counters["of_flat_xxh3"] =
+      Ratio(operation, [&] { benchmark::DoNotOptimize(XXH3_128bits(bytes.data(), bytes.size())); });
 }
 
 void TakeTheDigestForTheFirstTime(benchmark::State& state) {

@@ -6,12 +6,10 @@
 #include <libsfthread/sfMutexRW.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
-#include <algorithm>
-#include <chrono>
-#include <limits>
 #include <shared_mutex>
 
 #include "BenchDataset.h"
+#include "Ratio.h"
 
 namespace {
 
@@ -29,32 +27,10 @@ void TakeStandardLock() {
 }
 
 template <class Operation>
-double SecondsOfBatch(Operation operation) {
-  constexpr int kBatch = 10'000;
-  const auto start = std::chrono::steady_clock::now();
-  for (int i = 0; i < kBatch; ++i) operation();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// The shortest of several batches each, in turns, so that a busy machine disturbs all alike.
-template <class Operation>
-void ReportRatios(benchmark::State& state, Operation operation) {
-  double measured = std::numeric_limits<double>::max();
-  double bare = measured;
-  double standard = measured;
-  for (int turn = 0; turn < 20; ++turn) {
-    measured = std::min(measured, SecondsOfBatch(operation));
-    bare = std::min(bare, SecondsOfBatch(TakeBareLock));
-    standard = std::min(standard, SecondsOfBatch(TakeStandardLock));
-  }
-  state.counters["of_sfMutexRW"] = measured / bare;
-  state.counters["of_shared_mutex"] = measured / standard;
-}
-
-template <class Operation>
 void Measure(benchmark::State& state, Operation operation) {
   for (auto _ : state) operation();
-  ReportRatios(state, operation);
+  state.counters["of_sfMutexRW"] = Ratio(operation, TakeBareLock);
+  state.counters["of_shared_mutex"] = Ratio(operation, TakeStandardLock);
 }
 
 void BareLock(benchmark::State& state) {

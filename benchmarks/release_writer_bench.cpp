@@ -14,6 +14,7 @@
 
 #include "BenchDataset.h"
 #include "PlainDictionary.h"
+#include "Ratio.h"
 
 namespace {
 std::atomic<long> allocations{0};
@@ -31,7 +32,7 @@ namespace {
 double RatioToPlainVectors(BenchDataset& dataset) {
   const std::vector<PlainDefinition> current = PlainDictionary(*dataset.Item()->DataSource());
   const std::vector<PlainDefinition> reported = current;
-  return RatioInTurns(
+  return Ratio(
       [&] { SvrDMWriteableDataSource(dataset.Item(), /*tryOnly=*/false, /*originator=*/nullptr); },
       [&] { benchmark::DoNotOptimize(current == reported); });
 }
