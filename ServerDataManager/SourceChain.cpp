@@ -36,6 +36,8 @@ void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop
 
 bool SystemFile(ORVX_DataSource const* ds) {
   const ORVX_DataSource* root = ds;
-  while (root != nullptr && root->GetParentSource() != nullptr) root = root->GetParentSource();
+  for (const ORVX_DataSource* link = ds; link != nullptr; link = link->GetParentSource()) {
+    root = link;
+  }
   return dynamic_cast<const SystemFileDataSource*>(root) != nullptr;
 }

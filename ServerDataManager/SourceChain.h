@@ -27,7 +27,7 @@ void RefuseShownParents(const ORVX_DataSource* ds);
 // True when the source at the top of the chain of parents of `ds` is a SystemFileDataSource: a
 // source layered over a saved data file counts as that file. False for null.
 //
-// Threads: not safe; nobody may change the chain meanwhile.
+// Threads: not safe; nobody may change the chain, nor make iterators, meanwhile.
 bool SystemFile(ORVX_DataSource const* ds);
 
 #endif  // SERVERDATAMANAGER_SOURCECHAIN_H_

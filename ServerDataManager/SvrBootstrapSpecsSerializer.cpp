@@ -56,8 +56,8 @@ void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
 
 // ---- reading ------------------------------------------------------------------------------------
 
-// The number at `place`, which need not be aligned. Swapped as bytes: half-way, a double may be one
-// that cannot be copied.
+// The number at `place`, which need not be aligned. Swapped as bytes: half-way, a double may be a
+// signalling NaN, which may change when it is copied.
 template <class Number>
 Number NumberAt(const char* place, bool swapped) {
   std::array<char, sizeof(Number)> raw;

@@ -5,7 +5,7 @@
 //
 //   // Bytes that come from outside are looked at before they are read.
 //   const auto check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-//   if (!check.IsWhole()) Complain(check.offset, check.finding);
+//   if (!check.IsWhole()) return Complain(check.finding, check.offset);
 //   SvrBootstrapSpecs copy;
 //   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, copy);
 //
@@ -46,7 +46,7 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
 
   // Reads the specification at the start of `input`, in either byte order, into `specs`. Only for
   // bytes that serializeSpecs wrote: nothing is checked, and a string that ends too early is read
-  // past its end. Of bytes from outside, ask checkSpecs first.
+  // past its end. Ask checkSpecs first about bytes that come from outside.
   //
   // An empty list of variables in the bytes leaves the record's as it is; split ends and case
   // statistics are appended to the record's. A fresh record therefore equals the one written.

@@ -10,7 +10,7 @@
 // What all copies share: a source with its chain.
 class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
  public:
-  explicit Data(ORVX_DataSource const* chain) : source(chain) {}
+  explicit Data(ORVX_DataSource const* chain) : source(chain) { RefuseShownParents(chain); }
   // Never made, as no clone detaches from its copies; both would delete the chain.
   Data(Data const&) = default;
   Data& operator=(Data const&) = delete;
@@ -95,6 +95,22 @@ bool SvrDMCloneDataSource::ShowParents(bool show) {
   return shown;
 }
 
+ORVX_DataSource* SvrDMCloneDataSource::ParentOf(ORVX_DataSource const& source) {
+  if (dynamic_cast<SvrDMCloneDataSource const*>(&source) == nullptr) {
+    return source.GetParentSource();
+  }
+  const std::lock_guard lock(iteratorLock);
+  return source.GetParentSource();
+}
+
 ORVX_DataSource const* SvrDMCloneDataSource::Source() const {
   return data_->source;
+}
+
+ORVX_DataSource const* SvrDMCloneDataSource::RowLayout() const {
+  ORVX_DataSource const* layout = Source();
+  while (auto const* const clone = dynamic_cast<SvrDMCloneDataSource const*>(layout)) {
+    layout = clone->Source();
+  }
+  return layout;
 }

@@ -15,24 +15,34 @@
 #include <memory>
 
 // Owns the source that it is built from, with its chain of parents, together with all its copies;
-// the last of them to go deletes the chain, the source first. Nobody else may delete any of it.
+// the last of them to go deletes the chain, the source first. Nobody else may own any of it: not a
+// second clone built from the same source, and not a dataset. A dataset's own source can be cloned
+// once another has taken its place.
 //
-// Rows are laid out as the dictionary of the owned source says, whatever this one says by now:
-// ObsProjector makes the one into the other.
+// Rows are laid out as the dictionary of RowLayout() says, whatever this one says by now:
+// ObsProjector makes the one into the other. What takes a source's rows as its dictionary lays them
+// out, as a FilteredDataSource does, may stand on a clone only as long as the clone has the
+// variables of RowLayout(), in their order and with their types.
 //
-// The owned source is no parent of the clone, except while ShowParents says so. A clone that shows
-// its parent must not be given to a dataset, nor be in a chain that is deleted: the chain would be
-// deleted with the dataset and again with the clone. Builds without NDEBUG stop the process there.
+// The owned source is no parent of the clone, except while ShowParents says so. Chains end at a
+// clone, so a dataset whose source is a clone of a saved file does not count as resting on that
+// file. A clone that shows its parent must not be given to a dataset or to another clone, nor be
+// deleted with one: the chain would be deleted with the dataset and again with the clone. Builds
+// without NDEBUG stop the process there. A clone of nothing has no rows to ask for, so it is no
+// source for a dataset either.
 //
 // Threads: any number may read one clone at once, MakeIterator included, and make copies of it; the
-// copies, and clones of one source, are independent of each other. ShowParents and changes of the
-// dictionary are for one thread alone. Iterators are made under one lock for all clones: a source
-// whose MakeIterator waits for another thread that makes one waits for ever.
+// copies are independent of each other. ShowParents and changes of the dictionary are for one
+// thread alone. While a thread makes an iterator, others may find that GetParentSource() is set:
+// ParentOf tells what ShowParents said last. Both take one lock for all clones, under which
+// iterators are made: a source whose MakeIterator takes a dataset's lock, or waits for a thread
+// that makes an iterator, may wait for ever.
 class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
   // Takes `source`, which may be null, and its chain of parents over, and copies its dictionary.
-  // Beware: where memory runs out at first, the caller still owns them, and where it runs out
-  // later, they are deleted; Adopt has one answer.
+  // Beware of std::bad_alloc: where there is no memory for what copies share, the caller still owns
+  // the chain; where there is none for the dictionary, the chain is deleted. After Adopt it always
+  // is.
   explicit SvrDMCloneDataSource(ORVX_DataSource const* source);
 
   // The same, with the source and its chain deleted wherever it throws.
@@ -56,13 +66,20 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // How many sources the owned source stands on, itself not counted; 0 without one.
   int NParents() const override;
 
-  // Makes the owned source the parent of this one, or nothing. Returns whether there was a parent
-  // before.
+  // Makes the owned source the parent of this one, until the next iterator is made or `show` is
+  // false, which takes it away. Returns whether there was a parent before.
   bool ShowParents(bool show);
 
-  // The owned source, whose dictionary lays the rows out; null for none. Borrowed while any of the
-  // copies lives.
+  // The parent of any source, not only of a clone; null for none. What a clone shows for an
+  // iterator under way does not count.
+  static ORVX_DataSource* ParentOf(ORVX_DataSource const& source);
+
+  // The owned source; null for none. Borrowed while any of the copies lives; likewise below.
   ORVX_DataSource const* Source() const;
+
+  // The source whose dictionary lays the rows out: the owned one, or what lays out the rows of that
+  // where it is a clone as well. Null for none.
+  ORVX_DataSource const* RowLayout() const;
 
  private:
   class SDM_HIDDEN Data;

@@ -11,6 +11,7 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <sys/stat.h>
 
@@ -281,7 +282,8 @@ bool SvrDMItem::PasswordMangled() const {
   }
   // A filter over a saved file counts as that file. Sources further up are not asked: clients know
   // the answer as it is.
-  const ORVX_DataSource* const parent = source != nullptr ? source->GetParentSource() : nullptr;
+  const ORVX_DataSource* const parent =
+      source != nullptr ? SvrDMCloneDataSource::ParentOf(*source) : nullptr;
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {
     return file->GetPasswordMangled();
   }

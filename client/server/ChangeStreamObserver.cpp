@@ -6,6 +6,7 @@
 #include <liborvxdemg/ErrorMsg.h>
 #include <liborvxdemg/FileSpecChangeMsg.h>
 #include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <stdexcept>
@@ -22,7 +23,8 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
 // tells the name gives it to the dataset; while it is suppressed the dataset does not have it.
 bool FileSpecIsTold(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
-  while (root->GetParentSource() != nullptr) root = root->GetParentSource();
+  // Other readers may be making iterators of a clone.
+  while (const auto* const parent = SvrDMCloneDataSource::ParentOf(*root)) root = parent;
   return dynamic_cast<const SystemFileDataSource*>(root) != nullptr &&
          dataset.GetFileName() == source.GetFileSpec();
 }

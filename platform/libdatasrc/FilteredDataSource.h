@@ -9,11 +9,11 @@
 #include <libdatasrc/ORVX_DataSource.h>
 
 // Begins with a copy of the parent's dictionary, which is its own: variables may be deleted, moved
-// and retyped, and its rows follow. What a variable of another type reads as, and one that the
-// parent does not have, says ObsProjector.h.
+// and retyped, and its rows follow. ObsProjector.h tells what a variable of another type reads as,
+// and one that the parent does not have.
 //
-// The parent's rows must be laid out as the parent's dictionary says, and the parent stays for
-// good.
+// The parent's rows must be laid out as the parent's dictionary says: on a clone whose dictionary
+// was changed the values would be those of other variables. The parent stays for good.
 //
 // Threads: as for ORVX_DataSource.
 class FilteredDataSource : public ORVX_DataSource {
@@ -22,15 +22,16 @@ class FilteredDataSource : public ORVX_DataSource {
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
   // Those cases in which the variable `selector` of `parent` is a number other than 0, and neither
-  // system-missing nor one of its missing values. Throws std::invalid_argument where `parent` has
-  // no such variable, or where it is a string.
+  // system-missing nor one of its missing values; which these are, the parent's dictionary says
+  // when an iterator is made. Throws std::invalid_argument where `parent` has no such variable, or
+  // where it is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;
 
   // Outlives edits of the dictionaries, and the source itself as far as the parent's iterator does.
-  // Throws std::invalid_argument where the parent has lost the selecting variable, or where its
-  // rows are not as long as its dictionary says.
+  // Throws std::invalid_argument where the parent has lost the selecting variable or made it a
+  // string, or where its rows are not as long as its dictionary says.
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The parent's; -1, unknown, where cases are selected.

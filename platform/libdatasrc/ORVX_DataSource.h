@@ -160,7 +160,8 @@ class ORVX_DataSource {
 
   // --- the source as a whole ---
 
-  // Borrowed, null for none; the parent must live as long as this source.
+  // Borrowed, null for none; the parent must live as long as this source. The link may be set while
+  // others read the source, who then find the one or the other parent.
   ORVX_DataSource* GetParentSource() const;
   void SetParentSource(ORVX_DataSource* parent);
 

@@ -16,7 +16,9 @@ class ObsIterator {
   virtual ~ObsIterator();
 
   // Fills the area that the iterator was made for with the next row, the first one at the first
-  // call. Returns false, and leaves the area as it is, after the last row and ever after.
+  // call. Returns false, and leaves the area as it is, after the last row and ever after. Where it
+  // throws, the area may be half filled; it may be called again, and what comes next is for each
+  // iterator to say.
   virtual bool Next() = 0;
 };
 

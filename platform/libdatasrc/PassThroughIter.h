@@ -18,8 +18,8 @@ class ORVX_DataSource;
 // Threads: as for ObsIterator.
 class PassThroughIter : public ObsIterator {
  public:
-  // Runs over the cases of the parent that `source` has now; no rows where it has none. Borrows
-  // `area`.
+  // Runs over the cases of the parent that `source`, not null, has now; no rows where it has none.
+  // Borrows `area`.
   //
   // Without a projector, rows come as the parent lays them out, and `area` needs the parent's
   // GetObsAreaSize(). With one, they come as it makes them, and `area` needs its
@@ -29,6 +29,7 @@ class PassThroughIter : public ObsIterator {
                   std::unique_ptr<const ObsProjector> projector);
   ~PassThroughIter() override;
 
+  // What the parent's iterator throws passes on; it goes on as that one does.
   bool Next() override;
 
  private:

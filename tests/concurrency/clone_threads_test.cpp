@@ -2,6 +2,7 @@
 
 #include "MeetingPoint.h"
 
+#include <client/server/ChangeStreamObserver.h>
 #include <gmock/gmock.h>
 #include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/OBS.h>
@@ -10,8 +11,10 @@
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <tests/support/Cases.h>
 #include <tests/support/Datasets.h>
+#include <tests/support/FrameChannel.h>
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -66,7 +69,7 @@ TEST_F(ClonesOnThreads, EachCopyHasItsOwnDictionaryAndAllTheRowsOfTheFile) {
     SvrDMCloneDataSource mine(clone);
     mine.DeleteVariables(0, number);
     mine.MakeVariable(Var("own"), nullptr);
-    rows[static_cast<std::size_t>(number)] = support::RowsLaidOutBy(*mine.Source(), mine);
+    rows[static_cast<std::size_t>(number)] = support::RowsLaidOutBy(*mine.RowLayout(), mine);
   });
 
   EXPECT_THAT(rows, Each(expected));
@@ -148,6 +151,44 @@ TEST_F(ClonesOnThreads, CopiesOverOneCloneBelowMakeIteratorsAtOnce) {
   });
 
   EXPECT_THAT(wrong, Each(0));
+}
+
+// Whoever asks what a dataset rests on must not be answered by the parent that its clone shows for
+// an iterator: by the survey, whose password is not mangled and whose file name is told.
+TEST_F(ClonesOnThreads, WhatADatasetRestsOnStaysTheSameWhileIteratorsAreMade) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = registry.Add(
+      *SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY)).release(), SURVEY,
+      /*quiet=*/true);
+  SvrDMItemPtr item = registry.GetDataSet(id);
+  item->Password("secret", /*mangled=*/true);
+  std::atomic<int> wrong = 0;
+  std::atomic<int> asking = kThreads - 1;
+  MeetingPoint start(kThreads);
+
+  OnThreads([&](int number) {
+    SvrDMInputDataSource reader(item, /*tryOnly=*/false);
+    std::vector<OBS> row(static_cast<std::size_t>(reader->GetObsAreaSize()));
+    support::FrameChannel channel;
+    ChangeStreamObserver stream(channel);
+    start.Meet();
+    if (number == 0) {
+      while (asking > 0) delete reader->MakeIterator(row.data());
+      return;
+    }
+    for (int round = 0; round < 1000; ++round) {
+      if (!item->PasswordMangled()) ++wrong;
+    }
+    stream.SendSnapshot(reader);
+    const std::string first = channel.frames.back();
+    for (int round = 0; round < 200; ++round) {
+      stream.SendSnapshot(reader);
+      if (channel.frames.back() != first) ++wrong;
+    }
+    --asking;
+  });
+
+  EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${WORK_DIR}/b
     "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${COMPILER}")
 run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build")
 run("${WORK_DIR}/build/consumer")
-if(NOT RUN_OUTPUT STREQUAL "2 messages, 1 variable in the mirror\n")
+if(NOT RUN_OUTPUT STREQUAL "2 messages, 1 variable in the mirror, 2 shown of 3, 55 bytes\n")
   message(FATAL_ERROR "The consumer said: ${RUN_OUTPUT}")
 endif()
 

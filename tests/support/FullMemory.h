@@ -6,6 +6,8 @@
 #ifndef TESTS_SUPPORT_FULLMEMORY_H_
 #define TESTS_SUPPORT_FULLMEMORY_H_
 
+#include <new>
+
 namespace support {
 
 // Lets `count` allocations succeed for its life, and no more. One at a time. Threads: the only one
@@ -17,6 +19,18 @@ class MemoryFor {
   MemoryFor(const MemoryFor&) = delete;
   MemoryFor& operator=(const MemoryFor&) = delete;
 };
+
+// Runs `work` where `count` allocations succeed. Returns whether one failed.
+template <class Work>
+bool FailsWithMemoryFor(long count, Work work) {
+  const MemoryFor some(count);
+  try {
+    work();
+    return false;
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+}
 
 }  // namespace support
 

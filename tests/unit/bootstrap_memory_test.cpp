@@ -9,7 +9,6 @@
 
 #include <gmock/gmock.h>
 
-#include <new>
 #include <string>
 #include <vector>
 
@@ -18,6 +17,7 @@ namespace {
 using support::All;
 using support::arrays;
 using support::BytesOf;
+using support::FailsWithMemoryFor;
 using support::FullBootstrapSpecs;
 using support::MemoryFor;
 using testing::Contains;
@@ -25,18 +25,6 @@ using testing::Contains;
 using Serializer = SvrBootstrapSpecsSerializer;
 using Specs = SvrBootstrapSpecs;
 using Finding = Serializer::Check::Finding;
-
-// Runs `work` where `count` allocations succeed. Returns whether one failed.
-template <class Work>
-bool FailsWithMemoryFor(long count, Work work) {
-  const MemoryFor some(count);
-  try {
-    work();
-    return false;
-  } catch (const std::bad_alloc&) {
-    return true;
-  }
-}
 
 TEST(BootstrapMemory, WritingLeavesTheStringAsItWasWhereverItRunsOut) {
   const Specs specs = FullBootstrapSpecs();

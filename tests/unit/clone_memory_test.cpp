@@ -8,26 +8,14 @@
 #include <tests/support/Dictionary.h>
 #include <tests/support/FullMemory.h>
 
-#include <functional>
 #include <memory>
-#include <new>
+#include <utility>
 
 namespace {
 
 using support::CountedSource;
-using support::MemoryFor;
+using support::FailsWithMemoryFor;
 using support::Var;
-
-// Whether `build` came through with `count` allocations.
-bool Succeeds(long count, const std::function<void()>& build) {
-  const MemoryFor some(count);
-  try {
-    build();
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-}
 
 std::unique_ptr<CountedSource> SourceOnAParent(int& deaths) {
   auto source = std::make_unique<CountedSource>(deaths, new CountedSource(deaths));
@@ -46,7 +34,7 @@ TEST(FullMemoryInAClone, OwnsTheChainFromItsFirstAllocationOnAndDeletesItWhereAL
   for (bool built = false; !built;) {
     int deaths = 0;
     ORVX_DataSource* const source = SourceOnAParent(deaths).release();
-    built = Succeeds(failures, [&] { const SvrDMCloneDataSource clone(source); });
+    built = !FailsWithMemoryFor(failures, [&] { const SvrDMCloneDataSource clone(source); });
     if (built) {
       EXPECT_EQ(deaths, 2);  // with the clone
     } else if (failures == 0) {
@@ -65,7 +53,7 @@ TEST(FullMemoryInAClone, WhatIsAdoptedIsDeletedWhereverItFails) {
   for (bool built = false; !built;) {
     int deaths = 0;
     auto source = SourceOnAParent(deaths);
-    built = Succeeds(failures, [&] { SvrDMCloneDataSource::Adopt(std::move(source)); });
+    built = !FailsWithMemoryFor(failures, [&] { SvrDMCloneDataSource::Adopt(std::move(source)); });
     EXPECT_EQ(deaths, 2) << "allocation " << failures;
     EXPECT_EQ(source, nullptr);
     if (!built) ++failures;
@@ -78,7 +66,7 @@ TEST(FullMemoryInAClone, ACopyThatFailsLeavesTheOthersTheChain) {
   {
     const auto clone = SvrDMCloneDataSource::Adopt(SourceOnAParent(deaths));
     long failures = 0;
-    while (!Succeeds(failures, [&] { const SvrDMCloneDataSource copy(*clone); })) {
+    while (FailsWithMemoryFor(failures, [&] { const SvrDMCloneDataSource copy(*clone); })) {
       ++failures;
       EXPECT_EQ(deaths, 0);
       EXPECT_EQ(support::Names(*clone), "A");
@@ -95,8 +83,8 @@ TEST(FullMemoryInAClone, HidesItsParentWhereAnIteratorCannotBeMade) {
   OBS cell;
   long failures = 0;
   clone->ShowParents(true);
-  while (!Succeeds(failures,
-                   [&] { const std::unique_ptr<ObsIterator> rows(clone->MakeIterator(&cell)); })) {
+  while (FailsWithMemoryFor(
+      failures, [&] { const std::unique_ptr<ObsIterator> rows(clone->MakeIterator(&cell)); })) {
     ++failures;
     EXPECT_FALSE(clone->ShowParents(true));
   }

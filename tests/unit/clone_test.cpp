@@ -12,6 +12,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -187,6 +188,17 @@ TEST(CloneDataSource, AdoptedFromNothingIsACloneOfNothing) {
   EXPECT_EQ(SvrDMCloneDataSource::Adopt(nullptr)->Source(), nullptr);
 }
 
+TEST(CloneDataSource, AnswersForTheParentOfAnySource) {
+  SvrDMCloneDataSource clone(Dictionary("A").release());
+  const DataFreeDataSource above(&clone);
+
+  EXPECT_EQ(SvrDMCloneDataSource::ParentOf(above), &clone);
+  EXPECT_EQ(SvrDMCloneDataSource::ParentOf(clone), nullptr);
+  clone.ShowParents(true);
+  EXPECT_EQ(SvrDMCloneDataSource::ParentOf(clone), clone.Source());
+  clone.ShowParents(false);
+}
+
 TEST(CloneDataSource, ShowsItsParentWhenAskedAndTellsWhetherItDidBefore) {
   SvrDMCloneDataSource clone(Dictionary("A").release());
 
@@ -266,17 +278,18 @@ TEST(CloneDataSource, HidesItsParentWhereTheSourceHasNoIteratorForIt) {
   EXPECT_EQ(clone.GetParentSource(), nullptr);
 }
 
-TEST(CloneDataSource, MakesIteratorsAgainAfterOneCouldNotBeMade) {
+TEST(CloneDataSource, LetsOtherThreadsMakeIteratorsAfterOneCouldNotBeMade) {
   const ORVX_DataSource* shown = nullptr;
   const SvrDMCloneDataSource refused(new RefusingSource(shown));
   int deaths = 0;
   const SvrDMCloneDataSource other(new CountedRows(deaths, 3));
   OBS cell;
-
-  EXPECT_THROW(static_cast<void>(refused.MakeIterator(&cell)), std::runtime_error);
   EXPECT_THROW(static_cast<void>(refused.MakeIterator(&cell)), std::runtime_error);
 
-  EXPECT_THAT(RowsOf(other), SizeIs(3));
+  std::vector<std::string> rows;
+  std::thread([&] { rows = RowsOf(other); }).join();
+
+  EXPECT_THAT(rows, SizeIs(3));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -341,7 +354,33 @@ TEST(CloneDataSource, KeepsTheLayoutOfItsSourceThoughItsOwnDictionaryChanges) {
   clone.DeleteVariables(0, 8);
 
   EXPECT_EQ(clone.GetObsAreaSize(), 10);
-  EXPECT_EQ(support::RowsLaidOutBy(*clone.Source(), clone), RowsOf(*file));
+  EXPECT_EQ(support::RowsLaidOutBy(*clone.RowLayout(), clone), RowsOf(*file));
+}
+
+TEST(CloneDataSource, OverAnEditedCloneKeepsTheLayoutBelowBoth) {
+  const auto file = SystemFileDataSource::Open(SURVEY);
+  auto inner = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY));
+  inner->DeleteVariables(2, 9);
+  const SvrDMCloneDataSource outer(inner.release());
+
+  EXPECT_EQ(outer.ColumnCount(), 2);
+  EXPECT_EQ(outer.GetObsAreaSize(), 10);
+  EXPECT_EQ(outer.RowLayout()->ColumnCount(), 10);
+  EXPECT_EQ(support::RowsLaidOutBy(*outer.RowLayout(), outer), RowsOf(*file));
+}
+
+TEST(CloneDataSource, OfNothingHasNoLayout) {
+  EXPECT_EQ(SvrDMCloneDataSource(nullptr).RowLayout(), nullptr);
+  EXPECT_EQ(SvrDMCloneDataSource(new SvrDMCloneDataSource(nullptr)).RowLayout(), nullptr);
+}
+
+class NotLoaded : public DataFreeDataSource {
+ public:
+  bool IsLoaded() const override { return false; }
+};
+
+TEST(CloneDataSource, IsLoadedThoughItsSourceIsNot) {
+  EXPECT_TRUE(SvrDMCloneDataSource(new NotLoaded).IsLoaded());
 }
 
 TEST(CloneDataSource, AnIteratorOutlivesAllClonesAsTheFilesOwnDoes) {
@@ -426,6 +465,14 @@ TEST(CloneThatShowsItsParentDeathTest, IsNotTakenBelowAnotherSource) {
   DataFreeDataSource above(&clone);
 
   EXPECT_DEATH(registry.Add(above, "", /*quiet=*/true), kRefusal);
+  clone.ShowParents(false);
+}
+
+TEST(CloneThatShowsItsParentDeathTest, IsNotTakenByAnotherClone) {
+  SvrDMCloneDataSource clone(Dictionary("A").release());
+  clone.ShowParents(true);
+
+  EXPECT_DEATH(SvrDMCloneDataSource{&clone}, kRefusal);
   clone.ShowParents(false);
 }
 

@@ -25,7 +25,7 @@
 namespace {
 
 using support::Extension;
-using support::MemoryFor;
+using support::FailsWithMemoryFor;
 
 // Longer than any string keeps inside itself.
 const std::string kLong = "a text that is too long to stand inside a string object";
@@ -45,17 +45,6 @@ DatasourceAttributes Attributes(const std::string& value) {
 ORVX_DataSource::Extension Block(const std::string& bytes) {
   return ORVX_DataSource::Extension(RefCountPtr<ORVX_ExtensionImpl>(
       new ORVX_ExtensionImpl(0, 1, static_cast<long>(bytes.size()), bytes.data())));
-}
-
-// False when memory ran out.
-bool Succeeds(long allocations, const std::function<void()>& call) {
-  const MemoryFor some(allocations);
-  try {
-    call();
-    return true;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
 }
 
 // A monitor's arguments: the view has the old value of everything, the source the new one.
@@ -86,7 +75,7 @@ void ForEachFailure(const std::function<void(Arguments&)>& monitor,
   for (;; ++failures) {
     SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
     Arguments arguments;
-    if (Succeeds(failures, [&] { monitor(arguments); })) break;
+    if (!FailsWithMemoryFor(failures, [&] { monitor(arguments); })) break;
     judge(arguments);
   }
   EXPECT_GT(failures, 0);
@@ -189,7 +178,7 @@ TEST(FullMemoryInAnUpdate, LeavesWhatWasQueuedInOrderAndTheRestToTheNextUpdate) 
   for (;; ++failures) {
     SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
     ChangedDataset dataset;
-    if (Succeeds(failures, [&] { dataset.view.Update(); })) break;
+    if (!FailsWithMemoryFor(failures, [&] { dataset.view.Update(); })) break;
 
     const std::vector<support::Said> before = dataset.Queued();
     ASSERT_LE(before.size(), all.size());
@@ -214,7 +203,7 @@ TEST(FullMemoryInAnUpdate, OfADatasetThatLostItsSourceIsMadeUpForByTheNextOne) {
     dataset.view.Update();
     dataset.item.SetDataSet(nullptr);
     dataset.item.ClearNotifications();
-    if (Succeeds(failures, [&] { dataset.view.Update(); })) break;
+    if (!FailsWithMemoryFor(failures, [&] { dataset.view.Update(); })) break;
     EXPECT_EQ(dataset.item.DataSource(), nullptr);
 
     dataset.view.Update();

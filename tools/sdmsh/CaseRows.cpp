@@ -26,11 +26,8 @@ std::vector<OBS> Area(long cellCount) {
 }  // namespace
 
 const ORVX_DataSource* LayoutOf(const ORVX_DataSource& source) {
-  const ORVX_DataSource* layout = &source;
-  while (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(layout)) {
-    layout = clone->Source();
-  }
-  return layout;
+  const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(&source);
+  return clone != nullptr ? clone->RowLayout() : &source;
 }
 
 bool IsLaidOutByItself(const ORVX_DataSource& source) {

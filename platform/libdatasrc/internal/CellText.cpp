@@ -6,6 +6,7 @@
 #include <libdatasrc/internal/Utf8.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <string>
 
@@ -22,7 +23,7 @@ void WriteText(std::string_view text, int width, OBS* cells) {
 
 void WriteNumberAsText(double number, int width, OBS* cells) {
   std::string text;
-  if (number != kSystemMissing) text = ShortestText(number);
+  if (number != kSystemMissing && std::isfinite(number)) text = ShortestText(number);
   if (text.size() > static_cast<std::size_t>(width)) text.clear();
   WriteText(text, width, cells);
 }

@@ -3,7 +3,7 @@
 // The variables stand in blocks of at most 256, each with an array of their identifiers beside
 // them; an index tells in which block an identifier is. An edit shifts within one block and
 // renumbers the blocks behind it. What finds the block of a position is a table with one entry for
-// every 128 positions: from that entry it is a step or two.
+// every 256 positions: from that entry it is a step or two.
 
 #ifndef LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
 #define LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_

@@ -136,6 +136,14 @@ TEST_F(Filtered, RefusesToIterateOnceTheVariableIsGone) {
   EXPECT_THROW(static_cast<void>(source.MakeIterator(area.data())), std::invalid_argument);
 }
 
+TEST_F(Filtered, RefusesToIterateOnceTheVariableIsAString) {
+  const FilteredDataSource source(file.get(), IDOf(*file, "use"));
+  file->GetVariable(2).SetType(8);
+  std::vector<OBS> area(3);
+
+  EXPECT_THROW(static_cast<void>(source.MakeIterator(area.data())), std::invalid_argument);
+}
+
 // A source that knows no cells but its own, whatever its dictionary says.
 class OneCell : public ORVX_DataSource {
  public:

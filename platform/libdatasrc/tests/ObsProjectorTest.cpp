@@ -111,6 +111,8 @@ TEST(ObsProjector, ANumberBecomesItsShortestTextOrBlanksWhereThatIsTooWide) {
   EXPECT_EQ(asText(0.1, 3), "[0.1     ]");
   EXPECT_EQ(asText(0.1, 2), "[        ]");
   EXPECT_EQ(asText(-1234567, 9), "[-1234567        ]");
+  EXPECT_EQ(asText(kNaN, 8), "[        ]");
+  EXPECT_EQ(asText(-std::numeric_limits<double>::infinity(), 8), "[        ]");
   EXPECT_EQ(asText(kSystemMissing, 40), "[" + std::string(40, ' ') + "]");
 }
 

@@ -1,10 +1,18 @@
-// One write, heard by an observer that keeps a client's mirror.
+// One write, heard by an observer that keeps a client's mirror; a clone of some of its variables,
+// and a bootstrap specification as bytes.
 
 #include <cstdio>
+#include <memory>
+#include <string>
+#include <utility>
 
 #include <client/DictionaryMirror.h>
 #include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/FilteredDataSource.h>
 #include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
@@ -17,6 +25,24 @@ struct Client : SvrDMDataSetObserver {
   std::size_t messages = 0;
 };
 
+// What is left of `names` variables when a source on top of a clone of theirs hides one.
+int ShownOf(int names) {
+  auto source = std::make_unique<DataFreeDataSource>();
+  for (int i = 0; i < names; ++i) {
+    source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "v"), nullptr);
+  }
+  const auto clone = SvrDMCloneDataSource::Adopt(std::move(source));
+  FilteredDataSource shown(clone.get());
+  shown.DeleteVariables(0, 0);
+  return shown.ColumnCount();
+}
+
+std::size_t SizeOfDefaultSpecs() {
+  std::string bytes;
+  SvrBootstrapSpecsSerializer::serializeSpecs(SvrBootstrapSpecs(), bytes);
+  return SvrBootstrapSpecsSerializer::checkSpecs(bytes).size;
+}
+
 int main() {
   ServerDataManager& registry = ServerDataManager::GetInstance();
   const LocallyUniqueID id = registry.Add(*new DataFreeDataSource, "", /*quiet=*/false);
@@ -25,6 +51,7 @@ int main() {
   SvrDMWriteableDataSource(id, /*tryOnly=*/false, /*originator=*/nullptr)
       ->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "age"));
   registry.Delete(id);
-  std::printf("%zu messages, %d variable in the mirror\n", client.messages,
-              client.mirror.Dictionary().ColumnCount());
+  std::printf("%zu messages, %d variable in the mirror, %d shown of 3, %zu bytes\n",
+              client.messages, client.mirror.Dictionary().ColumnCount(), ShownOf(3),
+              SizeOfDefaultSpecs());
 }
