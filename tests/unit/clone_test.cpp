@@ -472,7 +472,7 @@ TEST(CloneThatShowsItsParentDeathTest, IsNotTakenByAnotherClone) {
   SvrDMCloneDataSource clone(Dictionary("A").release());
   clone.ShowParents(true);
 
-  EXPECT_DEATH(SvrDMCloneDataSource{&clone}, kRefusal);
+  EXPECT_DEATH(static_cast<void>(new SvrDMCloneDataSource(&clone)), kRefusal);
   clone.ShowParents(false);
 }
 
