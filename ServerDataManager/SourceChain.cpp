@@ -2,8 +2,6 @@
 
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
-#include <ServerDataManager/Invariant.h>
-#include <ServerDataManager/SvrDMCloneDataSource.h>
 
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
   if (child == ancestor) return true;
@@ -13,20 +11,7 @@ bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
   return false;
 }
 
-void RefuseShownParents([[maybe_unused]] const ORVX_DataSource* ds) {
-#ifndef NDEBUG
-  for (const ORVX_DataSource* link = ds; link != nullptr; link = link->GetParentSource()) {
-    if (link->GetParentSource() == nullptr) return;
-    if (dynamic_cast<const SvrDMCloneDataSource*>(link) != nullptr) {
-      InvariantFailed("ServerDataManager/SourceChain", __LINE__, "RefuseShownParents",
-                      "clone->GetParentSource() == nullptr");
-    }
-  }
-#endif
-}
-
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop) {
-  RefuseShownParents(from);
   for (const ORVX_DataSource* link = from; link != nullptr && link != stop;) {
     const ORVX_DataSource* const parent = link->GetParentSource();
     delete link;

@@ -13,16 +13,10 @@ bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
 // Deletes the sources of the chain from `from` up to, not including, `stop`. A null `stop` deletes
 // the whole chain; a null `from` nothing. The only place in this library that deletes a data
-// source. No clone in the chain shows its parent: see RefuseShownParents.
+// source. No clone in the chain shows its parent.
 //
 // Threads: not safe; the caller is the only user of the sources that go.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);
-
-// Stops the process where a clone in the chain of `ds` shows its parent: whoever owned such a chain
-// would delete the parent, and then the clone would again. Does nothing in builds with NDEBUG.
-//
-// Threads: not safe; nobody may change the chain meanwhile.
-void RefuseShownParents(const ORVX_DataSource* ds);
 
 // True when the source at the top of the chain of parents of `ds` is a SystemFileDataSource: a
 // source layered over a saved data file counts as that file. False for null.

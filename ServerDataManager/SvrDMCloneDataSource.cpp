@@ -2,6 +2,7 @@
 
 #include <libdatasrc/PassThroughIter.h>
 #include <libdatastr/ORVX_RefCntObject.h>
+#include <ServerDataManager/Invariant.h>
 #include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 
@@ -14,7 +15,10 @@ class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
   // Never made, as no clone detaches from its copies; both would delete the chain.
   Data(Data const&) = default;
   Data& operator=(Data const&) = delete;
-  ~Data() override { DeleteDataSourceTo(source, nullptr); }
+  ~Data() override {
+    RefuseShownParents(source);
+    DeleteDataSourceTo(source, nullptr);
+  }
 
   ORVX_DataSource const* const source;  // owned, with its chain; null for none
 };
@@ -101,6 +105,18 @@ ORVX_DataSource* SvrDMCloneDataSource::ParentOf(ORVX_DataSource const& source) {
   }
   const std::lock_guard lock(iteratorLock);
   return source.GetParentSource();
+}
+
+void SvrDMCloneDataSource::RefuseShownParents([[maybe_unused]] ORVX_DataSource const* source) {
+#ifndef NDEBUG
+  for (ORVX_DataSource const* link = source; link != nullptr; link = link->GetParentSource()) {
+    if (link->GetParentSource() == nullptr) return;
+    if (dynamic_cast<SvrDMCloneDataSource const*>(link) != nullptr) {
+      InvariantFailed("ServerDataManager/SvrDMCloneDataSource", __LINE__, "RefuseShownParents",
+                      "clone->GetParentSource() == nullptr");
+    }
+  }
+#endif
 }
 
 ORVX_DataSource const* SvrDMCloneDataSource::Source() const {

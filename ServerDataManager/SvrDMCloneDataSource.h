@@ -74,6 +74,12 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // iterator under way does not count.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& source);
 
+  // In builds without NDEBUG, stops the process where a clone in the chain of `source`, which may
+  // be null, shows its parent. Datasets and clones ask for it of what they take and of what they
+  // delete.
+  // Threads: not safe; nobody may change the chain, nor make iterators, meanwhile.
+  static void RefuseShownParents(ORVX_DataSource const* source);
+
   // The owned source; null for none. Borrowed while any of the copies lives; likewise below.
   ORVX_DataSource const* Source() const;
 

@@ -42,7 +42,7 @@ SvrDMItem::SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager*
       caseSequence_(caseSequence),
       observerView_(*this),
       notifyDelete_(notifyDelete) {
-  RefuseShownParents(ds);
+  SvrDMCloneDataSource::RefuseShownParents(ds);
   LockSavFileInUse();
   orvxTimestampNow(&creationTime_);
 }
@@ -69,8 +69,9 @@ ORVX_DataSource* SvrDMItem::DataSource() const {
 }
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
-  RefuseShownParents(ds);
+  SvrDMCloneDataSource::RefuseShownParents(ds);
   ORVX_DataSource* const old = DataSource();
+  SvrDMCloneDataSource::RefuseShownParents(old);
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {
@@ -87,6 +88,7 @@ void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
 }
 
 void SvrDMItem::DeleteDataSource() {
+  SvrDMCloneDataSource::RefuseShownParents(DataSource());
   DeleteDataSourceTo(DataSource(), nullptr);
 }
 
