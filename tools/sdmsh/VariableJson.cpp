@@ -1,0 +1,68 @@
+// Variables in JSON.
+
+#include "VariableJson.h"
+
+#include "OpenDataset.h"
+#include "VariableWords.h"
+
+#include <cmath>
+#include <variant>
+
+namespace sdmsh {
+namespace {
+
+Json Value(const DataValue& value) {
+  return std::visit([](const auto& which) { return Json(which); }, value);
+}
+
+Json Labels(const ValueLabels& labels) {
+  Json json = Json::array();
+  for (const auto& [value, label] : labels) {
+    json.push_back({{"value", Value(value)}, {"label", label}});
+  }
+  return json;
+}
+
+Json Missing(const MissingValues& missing) {
+  Json values = Json::array();
+  for (const DataValue& value : missing.values) values.push_back(Value(value));
+  Json json = {{"values", values}};
+  if (missing.range) json["range"] = {missing.range->first, missing.range->second};
+  return json;
+}
+
+}  // namespace
+
+Json IdentifierInJson(LocallyUniqueID id) {
+  return id.IsNull() ? Json(nullptr) : Json(InWords(id));
+}
+
+Json NumberInJson(double number) {
+  if (std::isfinite(number)) return number;
+  if (std::isnan(number)) return "NaN";
+  return number > 0 ? "Infinity" : "-Infinity";
+}
+
+Json VariableInJson(const ORVX_Variable& variable) {
+  return {{"id", IdentifierInJson(variable.GetID())},
+          {"name", variable.GetName()},
+          {"label", variable.GetLabel()},
+          {"type", variable.GetType()},
+          {"printFormat", FormatInWords(variable.GetPrintFormat())},
+          {"writeFormat", FormatInWords(variable.GetWriteFormat())},
+          {"valueLabels", Labels(variable.GetValueLabels())},
+          {"missingValues", Missing(variable.GetMissingValues())},
+          {"measurementLevel", LevelInWords(variable.GetMeasurementLevel())},
+          {"role", RoleInWords(variable.GetRole())},
+          {"alignment", AlignmentInWords(variable.GetAlignment())},
+          {"displayWidth", variable.GetDisplayWidth()},
+          {"attributes", variable.GetAttributes()}};
+}
+
+Json VariablesInJson(const std::vector<ORVX_Variable>& variables) {
+  Json json = Json::array();
+  for (const ORVX_Variable& variable : variables) json.push_back(VariableInJson(variable));
+  return json;
+}
+
+}  // namespace sdmsh
