@@ -42,4 +42,28 @@ std::string InTheWay(const std::vector<Holding>& holders, const std::vector<Hold
   return words;
 }
 
+std::string HeldInWords(const std::vector<Holding>& holders, const std::vector<Holding>& waiters) {
+  std::string words = holders.empty() ? "free" : "held by " + HoldersInWords(holders);
+  if (!waiters.empty()) words += "; waiting: " + WaitersInWords(waiters);
+  return words;
+}
+
+std::string InWords(const LockEvent& event) {
+  const std::string lock = LockInWords(event.mode, event.dataset);
+  switch (event.what) {
+    case LockEvent::What::Taken:
+      return event.role + " takes " + lock;
+    case LockEvent::What::Waits:
+      return event.role + " waits for " + lock + InTheWay(event.holders, event.waiters);
+    case LockEvent::What::LetIn:
+      return event.role + " gets " + lock;
+    case LockEvent::What::Released:
+      return event.role + " releases " + lock;
+    case LockEvent::What::TryFailed:
+      return event.role + " does not get " + lock + InTheWay(event.holders, event.waiters) +
+             "; from here on no lock on " + event.dataset + " is ever released";
+  }
+  return "unknown";
+}
+
 }  // namespace sdmsh

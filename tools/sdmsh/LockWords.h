@@ -22,6 +22,12 @@ std::string HoldersInWords(const std::vector<Holding>& holders);
 // "recode (to write), browse (to read)"
 std::string WaitersInWords(const std::vector<Holding>& waiters);
 
+// "held by tables (reading); waiting: recode (to write)"; "free" where nobody holds the lock.
+std::string HeldInWords(const std::vector<Holding>& holders, const std::vector<Holding>& waiters);
+
+// "recode waits for the write lock on survey, held by tables (reading)"
+std::string InWords(const LockEvent& event);
+
 }  // namespace sdmsh
 
 #endif  // SDMSH_LOCKWORDS_H_

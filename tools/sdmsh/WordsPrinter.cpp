@@ -58,12 +58,6 @@ std::string PasswordInWords(const DatasetFacts& facts) {
   return facts.passwordMangled ? "set, mangled" : "set";
 }
 
-std::string HeldInWords(const DatasetFacts& facts) {
-  std::string words = facts.holders.empty() ? "free" : "held by " + HoldersInWords(facts.holders);
-  if (!facts.waiters.empty()) words += "; waiting: " + WaitersInWords(facts.waiters);
-  return words;
-}
-
 // " [weight, split 1]"; nothing where the variable is not used.
 std::string UsesInBrackets(const VariableTable& table, LocallyUniqueID id) {
   std::vector<std::string> uses;
@@ -167,7 +161,7 @@ class WordsPrinter final : public Printer {
       }
     }
     Fact("case sequence", std::to_string(facts.caseSequence));
-    Fact("lock", HeldInWords(facts));
+    Fact("lock", HeldInWords(facts.holders, facts.waiters));
     Fact("readers", std::to_string(facts.readersCount));
     Fact("writers", std::to_string(facts.writersCount));
     Fact("observers", OrNone(Joined(facts.observers)));
@@ -185,7 +179,7 @@ class WordsPrinter final : public Printer {
     for (const DatasetFacts& facts : list.datasets) {
       out_ << facts.dataset << " (" << InWords(facts.id) << "), file "
            << OrNone(facts.file.empty() ? facts.suppressedFile : facts.file) << ", "
-           << HeldInWords(facts) << "\n";
+           << HeldInWords(facts.holders, facts.waiters) << "\n";
     }
   }
 
@@ -248,29 +242,7 @@ class WordsPrinter final : public Printer {
     out_ << text.substr(0, text.find_last_not_of(' ') + 1) << "\n";
   }
 
-  void Show(const LockEvent& event) {
-    const std::string lock = LockInWords(event.mode, event.dataset);
-    out_ << event.role;
-    switch (event.what) {
-      case LockEvent::What::Taken:
-        out_ << " takes " << lock;
-        break;
-      case LockEvent::What::Waits:
-        out_ << " waits for " << lock << InTheWay(event.holders, event.waiters);
-        break;
-      case LockEvent::What::LetIn:
-        out_ << " gets " << lock;
-        break;
-      case LockEvent::What::Released:
-        out_ << " releases " << lock;
-        break;
-      case LockEvent::What::TryFailed:
-        out_ << " does not get " << lock << InTheWay(event.holders, event.waiters)
-             << "; from here on no lock on " << event.dataset << " is ever released";
-        break;
-    }
-    out_ << "\n";
-  }
+  void Show(const LockEvent& event) { out_ << InWords(event) << "\n"; }
 
   void Show(const Observing& observing) {
     out_ << observing.role << (observing.begins ? " observes " : " no longer observes ")
