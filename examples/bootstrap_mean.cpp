@@ -86,16 +86,11 @@ std::vector<double> MeansOfResamples(SvrDMCloneDataSource clone, const std::stri
   return means;
 }
 
-void Run(const std::string& file, const std::string& name) {
-  const auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(file));
-  SvrBootstrapSpecs specs;
-  specs.SetInputVarList({PositionOfNumber(*clone, name)});
-  std::string bytes;
-  SvrBootstrapSpecsSerializer::serializeSpecs(specs, bytes);
-
+// Of all resamples, drawn by several threads.
+std::vector<double> SortedMeans(const SvrDMCloneDataSource& clone, const std::string& bytes) {
   std::vector<std::future<std::vector<double>>> shares;
   for (int thread = 0; thread < kThreads; ++thread) {
-    shares.push_back(std::async(std::launch::async, MeansOfResamples, *clone, bytes, thread));
+    shares.push_back(std::async(std::launch::async, MeansOfResamples, clone, bytes, thread));
   }
   std::vector<double> means;
   for (auto& share : shares) {
@@ -103,9 +98,22 @@ void Run(const std::string& file, const std::string& name) {
     means.insert(means.end(), some.begin(), some.end());
   }
   std::sort(means.begin(), means.end());
+  return means;
+}
+
+// Whatever else the record could say, this draws simple samples and takes a percentile interval.
+void Run(const std::string& file, const std::string& name) {
+  const auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(file));
+  const int position = PositionOfNumber(*clone, name);
+  SvrBootstrapSpecs specs;
+  specs.SetInputVarList({position});
+  std::string bytes;
+  SvrBootstrapSpecsSerializer::serializeSpecs(specs, bytes);
+
+  const std::vector<double> means = SortedMeans(*clone, bytes);
   const double tail = (100 - specs.GetCILevelPct()) / 200;
   const auto cut = static_cast<std::size_t>(tail * static_cast<double>(means.size()));
-  KeepOnly(PositionOfNumber(*clone, name), *clone);
+  KeepOnly(position, *clone);
   std::printf("%s: mean %.2f, %g %% interval from %.2f to %.2f (%d resamples)\n", name.c_str(),
               Mean(Values(*clone)), specs.GetCILevelPct(), means[cut],
               means[means.size() - 1 - cut], specs.GetNSamples());
