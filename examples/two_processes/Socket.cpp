@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <stdexcept>
 
 namespace {
 
@@ -49,15 +51,19 @@ int Socket::SendAll(std::string_view bytes) {
   return 0;
 }
 
-// Grows with what arrives: a length that somebody made up allocates nothing.
-std::optional<std::string> Socket::ReceiveAll(std::size_t size) {
+// Fewer bytes at the end of the stream; throws where the connection fails. Grows with what arrives:
+// a length that somebody made up allocates nothing.
+std::string Socket::ReceiveUpTo(std::size_t size) {
   std::string bytes;
   char part[4096];
   while (bytes.size() < size) {
     const ssize_t received =
         recv(descriptor_, part, std::min(sizeof(part), size - bytes.size()), 0);
     if (received < 0 && errno == EINTR) continue;
-    if (received <= 0) return std::nullopt;
+    if (received < 0) {
+      throw std::runtime_error(std::string("the connection fails: ") + std::strerror(errno));
+    }
+    if (received == 0) break;
     bytes.append(part, static_cast<std::size_t>(received));
   }
   return bytes;
@@ -68,8 +74,14 @@ int Socket::SendFrame(std::string_view frame) {
 }
 
 std::optional<std::string> Socket::ReceiveFrame() {
-  const std::optional<std::string> length = ReceiveAll(kLengthSize);
-  return length ? ReceiveAll(AsNumber(*length)) : std::nullopt;
+  const std::string length = ReceiveUpTo(kLengthSize);
+  if (length.empty()) return std::nullopt;
+  const std::size_t size = length.size() == kLengthSize ? AsNumber(length) : 0;
+  std::string frame = ReceiveUpTo(size);
+  if (length.size() < kLengthSize || frame.size() < size) {
+    throw std::runtime_error("the stream ends in the middle of a frame");
+  }
+  return frame;
 }
 
 int Socket::SendAnswer(Answer answer) {
@@ -78,6 +90,10 @@ int Socket::SendAnswer(Answer answer) {
 }
 
 std::optional<Answer> Socket::ReceiveAnswer() {
-  const std::optional<std::string> byte = ReceiveAll(1);
-  return byte ? std::optional(static_cast<Answer>(byte->front())) : std::nullopt;
+  try {
+    const std::string byte = ReceiveUpTo(1);
+    if (!byte.empty()) return static_cast<Answer>(byte.front());
+  } catch (const std::runtime_error&) {  // for the server a client that fails is one that is gone
+  }
+  return std::nullopt;
 }

@@ -29,15 +29,17 @@ class Socket {
 
   // 0, or errno where the other end did not take it all.
   int SendFrame(std::string_view frame);
-  // Nothing at the end of the stream, which may come in the middle of a frame, or on an error.
+  // Nothing at the end of the stream. Throws std::runtime_error where that comes in the middle of a
+  // frame, or the connection fails.
   std::optional<std::string> ReceiveFrame();
 
   int SendAnswer(Answer answer);
+  // Nothing at the end of the stream or on an error.
   std::optional<Answer> ReceiveAnswer();
 
  private:
   int SendAll(std::string_view bytes);
-  std::optional<std::string> ReceiveAll(std::size_t size);
+  std::string ReceiveUpTo(std::size_t size);
 
   int descriptor_;
 };

@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 
 namespace {
 
@@ -44,6 +45,15 @@ Answer AnswerTo(const std::string& frame, ChangeStreamReader& reader) {
   return Answer::Taken;
 }
 
+// Until the stream ends.
+void Follow(Socket& server, ChangeStreamReader& reader) {
+  while (const auto frame = server.ReceiveFrame()) {
+    const Answer answer = AnswerTo(*frame, reader);
+    std::fflush(stdout);  // before the answer, so that the server's line comes after
+    if (server.SendAnswer(answer) != 0) throw std::runtime_error("the server takes no answer");
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -55,11 +65,13 @@ int main(int argc, char** argv) {
   const auto word = static_cast<unsigned int>(std::strtoul(argv[1], nullptr, 10));
   ChangeStreamReader reader(LocallyUniqueID(word & 0xF, word >> 4));
   Socket server(STDIN_FILENO);
-  while (const auto frame = server.ReceiveFrame()) {
-    const Answer answer = AnswerTo(*frame, reader);
-    std::fflush(stdout);  // before the answer, so that the server's line comes after
-    if (server.SendAnswer(answer) != 0) return 1;
+  int status = 0;
+  try {
+    Follow(server, reader);
+  } catch (const std::runtime_error& error) {
+    std::fprintf(stderr, "client: %s\n", error.what());
+    status = 1;
   }
-  Print(reader.Dictionary());
-  return 0;
+  Print(reader.Dictionary());  // as the last whole pass left it
+  return status;
 }

@@ -208,6 +208,7 @@ class ClientProgram {
     posix_spawn_file_actions_adddup2(&actions, connection_.ends[1], STDIN_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_.c_str(), O_WRONLY | O_CREAT,
                                      S_IRUSR | S_IWUSR);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
     EXPECT_EQ(posix_spawn(&process_, name.c_str(), &actions, nullptr, arguments, environ), 0);
     posix_spawn_file_actions_destroy(&actions);
   }
@@ -343,7 +344,7 @@ TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneTakesASnapshot) {
 }
 
 // The server is a copy of this process, which makes the same writes to know the digests.
-TEST_F(MidFrame, AServerThatDiesLeavesItsClientWithTheLastWholePass) {
+TEST_F(MidFrame, AServerThatDiesLeavesItsClientWithTheLastWholePassAndAnError) {
   ClientProgram client(id_);
   ForkedProcess server([&] {
     DyingChannel channel(client, /*wholeFrames=*/2);
@@ -365,7 +366,8 @@ TEST_F(MidFrame, AServerThatDiesLeavesItsClientWithTheLastWholePass) {
   passes.push_back("2 " + Digest());
 
   const Played played = client.End();
-  EXPECT_EQ(played.status, 0);
+  EXPECT_EQ(played.status, 1);
+  EXPECT_THAT(played.Behind("client: the stream ends in the middle of a frame"), SizeIs(1));
   EXPECT_EQ(played.Behind("client: pass "), passes);
   EXPECT_THAT(played.Behind("client: asks for a snapshot"), SizeIs(0));
   EXPECT_THAT(played.Behind("client: \"second\", 0 cases"), SizeIs(1));
