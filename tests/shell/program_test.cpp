@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -82,6 +83,55 @@ TEST_F(Program, TellsTheStoriesOfTheExamples) {
   for (const std::string story : {"survey", "properties", "errors", "bootstrap"}) {
     const Played played = RunIn(stage, "examples/" + story + ".sdm");
     EXPECT_EQ(played.out, ReadFile(std::string(PROJECT_ROOT) + "/tests/shell/" + story + ".txt"));
+    EXPECT_THAT(played.err, IsEmpty());
+    EXPECT_EQ(played.status, 0);
+  }
+}
+
+// The examples of docs/usage.md that begin with a command after "> ", as they stand there.
+std::vector<std::string> ExamplesOfTheManual() {
+  std::istringstream manual(ReadFile(std::string(PROJECT_ROOT) + "/docs/usage.md"));
+  std::vector<std::string> examples;
+  bool inside = false;
+  std::string block;
+  for (std::string line; std::getline(manual, line);) {
+    if (!line.starts_with("```")) {
+      block += line + "\n";
+      continue;
+    }
+    if (inside && block.starts_with("> ")) examples.push_back(block);
+    inside = !inside;
+    block.clear();
+  }
+  return examples;
+}
+
+std::string CommandsOf(const std::string& example) {
+  std::istringstream lines(example);
+  std::string commands;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("> ")) commands += line.substr(2) + "\n";
+  }
+  return commands;
+}
+
+TEST_F(Program, DoesWhatTheManualShows) {
+  const std::string open = "open examples/data/survey.tsv as survey\n";
+  const std::string isOpen =
+      "> " + open + "survey is open: 10 variables, 944 cases, from examples/data/survey.tsv\n";
+  const std::string stage = Stage();
+  const std::vector<std::string> examples = ExamplesOfTheManual();
+  EXPECT_EQ(examples.size(), 8u);
+  for (const std::string& example : examples) {
+    const std::string commands = CommandsOf(example);
+    const bool opensItself = commands.find(open) != std::string::npos;
+    const Played played = RunIn(stage, Script((opensItself ? "" : open) + commands));
+    const std::string shown = (opensItself ? "" : isOpen) + example;
+    EXPECT_EQ(played.out.substr(0, shown.size()), shown);
+    std::istringstream rest(played.out.substr(std::min(shown.size(), played.out.size())));
+    for (std::string line; std::getline(rest, line);) {  // what the end of the script lets go of
+      EXPECT_THAT(line, HasSubstr(" lock on "));
+    }
     EXPECT_THAT(played.err, IsEmpty());
     EXPECT_EQ(played.status, 0);
   }

@@ -147,6 +147,12 @@ TEST_F(Hiding, LeavesVariablesOutOfWhatIsOpenedNextUntilNothingIsHidden) {
                 "   1  a  numeric  scale\n   2  c  numeric  scale\n");
 }
 
+TEST_F(Hiding, LeavesAloneWhatSourcePutsInPlace) {
+  EXPECT_THAT(AtPrompt("hide b\nadd-empty nix\nwrite nix\nsource nix file " + Path("abc.tsv") +
+                       "\ncases nix count 1\n"),
+              HasSubstr("      a  b  c\n"));
+}
+
 TEST_F(Hiding, LeavesTheCasesOfTheOthersReadable) {
   Execute({{"hide", "b"}, {"open", Path("abc.tsv"), "as", "survey"}});
   EXPECT_EQ(Rows("survey"), (std::vector<std::vector<double>>{{1, 3}, {4, 6}}));

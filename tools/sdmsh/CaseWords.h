@@ -9,8 +9,8 @@
 
 namespace sdmsh {
 
-// A number as it would be typed, a string as it is, "." where the value is missing. On one line,
-// whatever bytes it has: each control character becomes the sign that Unicode has for it.
+// A number as it would be typed, "." for a missing number, a string as it is. On one line, whatever
+// bytes it has: each control character becomes the sign that Unicode has for it.
 std::string CaseValueInWords(const CaseValue& value);
 
 }  // namespace sdmsh

@@ -75,7 +75,8 @@ const std::vector<CommandSubject>& CommandTable() {
       {"Properties, for the caller that holds the write lock",
        {
            {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
-           {"filter", "DATASET by VARIABLE|off", "filters the cases", SetFilter},
+           {"filter", "DATASET by VARIABLE|off", "says which cases are in use", SetFilter,
+            "That is all it does: `source DATASET filtered by VARIABLE` leaves the others out."},
            {"split", "DATASET together|separate by VARIABLE...|off", "splits the cases into groups",
             SplitFile, "Groups are compared together, or each is analysed on its own."},
            {"trends", "DATASET [period NUMBER] [cases FIRST to LAST] [by VARIABLE...]|off",
@@ -141,7 +142,9 @@ const std::vector<CommandSubject>& CommandTable() {
            {"hide", "NAME...|nothing", "hides variables of these names in whatever is opened next",
             HideVariables,
             "From everyone: a demonstration of the registry's filter hook, which puts a source "
-            "without them on top of each that is added. Their values stay in the file."},
+            "without them on top of each that is added. Their values stay in the file. What "
+            "`source` "
+            "puts in place is not added, and shows all its variables."},
            {"touched", "FILE|DATASET", "tells whether its file was changed from outside",
             AskWhetherTouched,
             "Since its dataset took hold of it. Asks the open file: one put in its place is not "

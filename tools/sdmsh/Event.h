@@ -96,7 +96,8 @@ struct VariableTable {
   Split split = {};
 };
 
-// The value of a variable in a case; none where it is missing.
+// The value of a variable in a case; none where it is a missing number. A missing string is an
+// empty one.
 using CaseValue = std::optional<DataValue>;
 
 struct CaseTable {

@@ -112,7 +112,7 @@ Json Members(const MirrorComparison& both) {
           {"differing", differing}};
 }
 
-// Null where it is missing.
+// Null for a missing number.
 Json Cell(const CaseValue& value) {
   if (!value) return nullptr;
   if (const double* const number = std::get_if<double>(&*value)) return NumberInJson(*number);
