@@ -387,6 +387,48 @@ TEST_F(Commands, AClosedDatasetLivesOnForThoseWhoHoldIt) {
           "  main is told: clients drop their cases: 2 rows now\n");
 }
 
+TEST_F(Commands, ADatasetThatWasClosedHidesNoneOfItsName) {
+  EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nadd-empty S\nclose s\nlist\n"),
+            IsOpen("s") +
+                "main takes the write lock on s\n"
+                "s is closed; it lives on while held by main (writing)\n"
+                "S is open, without a data source\n"
+                "S is closed\n"
+                "no dataset is open\n"
+                "main releases the write lock on s\n");
+}
+
+TEST_F(Commands, ADatasetThatWasClosedIsFoundByItsHoldersWithoutRegardToCaseAndByIdentifier) {
+  EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nvariables S\nadd-empty s\n" +
+                     "release s\nvariables 0:0\nrelease 00:0\nvariables 0:0\n"),
+            IsOpen("s") +
+                "main takes the write lock on s\n"
+                "s is closed; it lives on while held by main (writing)\n"
+                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "s is open, without a data source\n"
+                "error: main holds no lock on s\n"
+                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "main releases the write lock on s\n"
+                "error: 0:0: no dataset has this identifier (error 2001)\n");
+}
+
+TEST_F(Commands, OfTwoDatasetsThatWereClosedTheOneTakenLastIsMeant) {
+  EXPECT_THAT(AtPrompt(Open("s") + "write s\nclose s\nadd-empty s\nwrite s\nclose s\n" +
+                       "show s\nrelease s\nshow s\n"),
+              AllOf(HasSubstr("s\n  identifier     0:1\n"),
+                    HasSubstr("main releases the write lock on s\ns\n  identifier     0:0\n")));
+}
+
+TEST_F(Commands, ADatasetIsClosedOnce) {
+  EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nclose s\nclose 0:0\n"),
+            IsOpen("s") +
+                "main takes the write lock on s\n"
+                "s is closed; it lives on while held by main (writing)\n"
+                "error: s (0:0) is closed already; it lives on while held by main (writing)\n"
+                "error: s (0:0) is closed already; it lives on while held by main (writing)\n"
+                "main releases the write lock on s\n");
+}
+
 TEST_F(Commands, VariablesReadsForTheMomentOnly) {
   EXPECT_EQ(AtPrompt(Open("survey") + "variables survey\n@w write survey\nvariables survey\n" +
                      "@w variables survey\n@w release\n"),

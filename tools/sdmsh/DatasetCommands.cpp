@@ -2,7 +2,9 @@
 
 #include "Arguments.h"
 #include "Cloning.h"
+#include "CommandError.h"
 #include "Commands.h"
+#include "LockWords.h"
 #include "Shell.h"
 #include "Writing.h"
 
@@ -114,6 +116,11 @@ void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   arguments.End();
   const LockLedger& ledger = shell.Locks().Ledger();
+  if (shell.IsClosed(*dataset)) {
+    throw CommandError(dataset->Name() + " (" + InWords(dataset->ID()) +
+                       ") is closed already; it lives on while " +
+                       HeldInWords(ledger.Holders(dataset->ID()), {}));
+  }
   DatasetClosed closed{caller.Name(), dataset->Name(), ledger.Holders(dataset->ID()),
                        ledger.Waiters(dataset->ID())};
   caller.Do([&] { shell.Close(*dataset); });

@@ -3,6 +3,7 @@
 #include "OpenDataset.h"
 
 #include <liborvxmsgs/ReportedErrorMsg.h>
+#include <libplatdep/mbstricmp.h>
 #include <libvserial/VStream.h>
 #include <PackageProxy/PackageProxy.h>
 
@@ -114,6 +115,10 @@ std::vector<Reported> OpenDataset::TakeReported() {
 
 std::vector<Told> OpenDataset::TakeTold() {
   return std::exchange(told_, {});
+}
+
+bool SameName(const std::string& a, const std::string& b) {
+  return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
 }
 
 std::string InWords(LocallyUniqueID id) {

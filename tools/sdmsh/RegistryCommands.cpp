@@ -5,17 +5,12 @@
 #include "Commands.h"
 #include "Shell.h"
 
-#include <libplatdep/mbstricmp.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 #include <utility>
 
 namespace sdmsh {
 namespace {
-
-bool SameName(const std::string& a, const std::string& b) {
-  return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
-}
 
 // The file itself where a dataset has it, else that of the dataset so called.
 std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {

@@ -6,6 +6,7 @@
 #include "Command.h"
 #include "CommandError.h"
 
+#include <liborvxdemg/ErrorMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 #include <algorithm>
@@ -27,13 +28,14 @@ std::optional<LocallyUniqueID> ParseID(const std::string& text) {
   return LocallyUniqueID(domain, serial);
 }
 
-// What the library says where there is no such dataset, as CommandError.
-SvrDMItemPtr Registered(const ServerDataManager& registry, LocallyUniqueID id) {
-  try {
-    return registry.GetDataSet(id);
-  } catch (...) {
-    throw CommandError(InWords(id) + ": " + ExceptionInWords());
-  }
+// The dataset that matches among those that the caller holds, the last one that it took; null for
+// none.
+template <class Matches>
+DatasetPtr Held(const Caller& caller, Matches matches) {
+  const std::vector<Hold>& holds = caller.Holds();
+  const auto last = std::find_if(holds.rbegin(), holds.rend(),
+                                 [&](const Hold& hold) { return matches(*hold.dataset); });
+  return last == holds.rend() ? nullptr : last->dataset;
 }
 
 }  // namespace
@@ -73,15 +75,28 @@ void Shell::SayWhatWatchersWereTold() {
 }
 
 DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const {
-  for (const Hold& hold : caller.Holds()) {
-    if (nameOrID == hold.dataset->Name() || nameOrID == InWords(hold.dataset->ID())) {
-      return hold.dataset;
-    }
+  const auto id = ParseID(nameOrID);
+  return id ? FindByID(caller, *id) : FindByName(caller, nameOrID);
+}
+
+DatasetPtr Shell::FindByID(const Caller& caller, LocallyUniqueID id) const {
+  try {
+    return Known(registry_.GetDataSet(id)->ID());
+  } catch (const ErrorMsg&) {  // no dataset of the registry
+    const auto matches = [&](const OpenDataset& dataset) { return dataset.ID() == id; };
+    if (const DatasetPtr dataset = Held(caller, matches)) return dataset;
+    throw CommandError(InWords(id) + ": " + ExceptionInWords());
   }
-  if (const auto id = ParseID(nameOrID)) return Known(Registered(registry_, *id)->ID());
-  const SvrDMItemPtr item = nameOrID.empty() ? SvrDMItemPtr() : registry_.GetDataSet(nameOrID);
-  if (!item.IsValid()) throw CommandError("no dataset is called \"" + nameOrID + "\"");
-  return Known(item->ID());
+}
+
+DatasetPtr Shell::FindByName(const Caller& caller, const std::string& name) const {
+  if (!name.empty()) {
+    const SvrDMItemPtr item = registry_.GetDataSet(name);
+    if (item.IsValid()) return Known(item->ID());
+    const auto matches = [&](const OpenDataset& dataset) { return SameName(dataset.Name(), name); };
+    if (const DatasetPtr dataset = Held(caller, matches)) return dataset;
+  }
+  throw CommandError("no dataset is called \"" + name + "\"");
 }
 
 void Shell::RefuseName(const std::string& name, const OpenDataset* renamed) const {
@@ -102,6 +117,11 @@ std::vector<DatasetPtr> Shell::Datasets() const {
     datasets.push_back(Known(handle.GetDataSetID()));
   }
   return datasets;
+}
+
+bool Shell::IsClosed(const OpenDataset& dataset) const {
+  return std::none_of(datasets_.begin(), datasets_.end(),
+                      [&](const DatasetPtr& known) { return known.get() == &dataset; });
 }
 
 DatasetPtr Shell::Known(LocallyUniqueID id) const {

@@ -45,10 +45,13 @@ class Shell {
   LockDesk& Locks() { return locks_; }
   RegistryWatch& Watch() { return watch_; }
 
-  // The dataset with this handle name, or with this identifier in the form domain:serial. A dataset
-  // that `caller` still holds is found after it was closed. Throws CommandError where there is
-  // none.
+  // The dataset of the registry with this handle name, without regard to case, or with this
+  // identifier in the form domain:serial. Where there is none, one that was closed and that
+  // `caller` still holds, the last one that it took. Throws CommandError where there is none of
+  // these.
   DatasetPtr Find(const Caller& caller, const std::string& nameOrID) const;
+  // Whether it was closed: it lives on for those who hold it.
+  bool IsClosed(const OpenDataset& dataset) const;
   // Refuses, with CommandError, a name that no dataset can take: an empty one, one that reads like
   // an identifier, and one that a dataset has already, `renamed` (may be null) left out.
   void RefuseName(const std::string& name, const OpenDataset* renamed) const;
@@ -59,7 +62,7 @@ class Shell {
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
   // Hides variables of these names in what is opened from now on, and no others.
   void Hide(const std::vector<std::string>& names);
-  // Deletes the dataset from the registry.
+  // Deletes the dataset, which is not closed yet, from the registry.
   void Close(const OpenDataset& dataset);
 
   // After `quit`.
@@ -73,6 +76,8 @@ class Shell {
   bool IsStuck() const { return locks_.IsStuck(); }
 
  private:
+  DatasetPtr FindByID(const Caller& caller, LocallyUniqueID id) const;
+  DatasetPtr FindByName(const Caller& caller, const std::string& name) const;
   DatasetPtr Known(LocallyUniqueID id) const;
   void SayWhatWatchersWereTold();
 
