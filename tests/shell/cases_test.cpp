@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <new>
+#include <variant>
 #include <vector>
 
 namespace sdmsh {
@@ -221,6 +223,109 @@ TEST_F(Cases, ColumnsMakeRoomForTheNumberOfTheCase) {
 TEST_F(Cases, WithoutVariablesAreCountedAllTheSame) {
   EXPECT_THAT(Said(Path("abc.tsv"), "write survey\ndelete survey a b c\ncases survey\n"),
               HasSubstr("\n\n   1\n   2\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Too many
+
+// Has no memory left for an event of this kind; says everything else.
+template <class What>
+class NarrowPrinter final : public Printer {
+ public:
+  explicit NarrowPrinter(std::ostream& out) : printer_(MakeWordsPrinter(out, out)) {}
+
+  void Print(const Event& event) override {
+    if (std::holds_alternative<What>(event)) throw std::bad_alloc();
+    printer_->Print(event);
+  }
+
+ private:
+  const std::unique_ptr<Printer> printer_;
+};
+
+class TooMany : public Cases {
+ protected:
+  // What is said to the commands where there is no memory to say this.
+  template <class What>
+  std::string SaidWithout(const std::string& commands) {
+    std::ostringstream out;
+    NarrowPrinter<What> printer(out);
+    Shell shell(Registry(), printer);
+    std::istringstream input(commands);
+    good_ = RunPrompt(shell, input, nullptr);
+    return out.str();
+  }
+
+  bool WentWell() const { return good_; }
+
+ private:
+  bool good_ = true;
+};
+
+TEST_F(TooMany, CasesToSayFailTheirCommandAndTheShellGoesOn) {
+  EXPECT_EQ(SaidWithout<CaseTable>(Open("survey") + "cases survey\nlist\n"),
+            IsOpen("survey") + "error: not enough memory for the cases of survey\n" +
+                "survey (0:0), file " + Path("abc.tsv") + ", free\n");
+  EXPECT_FALSE(WentWell());
+}
+
+TEST_F(TooMany, EventsToSayLeaveTheLocksAsTheyAre) {
+  EXPECT_EQ(SaidWithout<Told>(Open("survey") + "@v observe survey\nwrite survey\n" +
+                              "@r read survey\nrelease\n@r variables survey\n"),
+            IsOpen("survey") +
+                "v observes survey\n"
+                "main takes the write lock on survey\n"
+                "r waits for the read lock on survey, held by main (writing)\n"
+                "main releases the write lock on survey\n"
+                "r gets the read lock on survey\n"
+                "error: not enough memory for what v is told\n"
+                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "r releases the read lock on survey\n");
+  EXPECT_EQ(SaidWithout<LockEvent>(Open("survey") + "write survey\nlist\n"),
+            IsOpen("survey") + "error: not enough memory for what there is to say\n" +
+                "survey (0:1), file " + Path("abc.tsv") + ", held by main (writing)\n" +
+                "error: not enough memory for what there is to say\n");
+  EXPECT_FALSE(WentWell());
+}
+
+TEST_F(TooMany, FailuresToSayAreFailuresAllTheSame) {
+  EXPECT_EQ(SaidWithout<Failure>("lust\nlist\n"), "no dataset is open\n");
+  EXPECT_FALSE(WentWell());
+}
+
+TEST_F(TooMany, VariablesToSayFailTheirCommand) {
+  EXPECT_THAT(SaidWithout<VariableTable>(Open("survey") + "variables survey\n"),
+              EndsWith("error: not enough memory for the variables of survey\n"));
+}
+
+TEST_F(TooMany, LinesOfAScriptEndIt) {
+  std::ostringstream out;
+  NarrowPrinter<ScriptLine> printer(out);
+  Shell shell(Registry(), printer);
+  std::istringstream script("list\nlist\n");
+  EXPECT_FALSE(PlayScript(shell, script, "test.sdm"));
+  EXPECT_EQ(out.str(), "test.sdm:1: not enough memory for what there is to say\n");
+}
+
+// A source whose rows take more memory than there is.
+class Huge final : public ORVX_DataSource {
+ public:
+  ObsIterator* MakeIterator(OBS*) const override { throw std::bad_alloc(); }
+  long long RowCount() const override { throw std::bad_alloc(); }
+};
+
+TEST_F(TooMany, CasesToReadFailTheirCommandAndTheShellGoesOn) {
+  std::ostringstream out;
+  const auto printer = MakeWordsPrinter(out, out);
+  Shell shell(Registry(), *printer);
+  shell.Adopt(Registry().Add(*new Huge, "", /*quiet=*/true), "survey");
+  std::istringstream input("cases survey\n@r cases survey\nlist\nvariables survey\n");
+  EXPECT_FALSE(RunPrompt(shell, input, nullptr));
+  EXPECT_EQ(out.str(),
+            "error: not enough memory for the cases of survey\n"
+            "error: not enough memory for the cases of survey\n"
+            "survey (0:0), file none, free\n"
+            "error: not enough memory for `variables`\n");
 }
 
 // ---------------------------------------------------------------------------------------------

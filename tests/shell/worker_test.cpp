@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <latch>
+#include <new>
 
 using namespace std::chrono_literals;
 using sdmsh::Worker;
@@ -30,6 +31,8 @@ TEST(Worker, HandsOverWhatAJobThrew) {
   Worker worker;
   worker.Start([] { throw 55; });
   EXPECT_THROW(worker.Finish(), sdmsh::CommandError);
+  worker.Start([] { throw std::bad_alloc(); });
+  EXPECT_THROW(worker.Finish(), std::bad_alloc);
   worker.Start([] {});
   EXPECT_NO_THROW(worker.Finish());
 }

@@ -38,8 +38,8 @@ class Caller {
 
   const std::string& Name() const { return name_; }
 
-  // Runs `work` on the caller's thread and waits for it. What it throws arrives as CommandError.
-  // Not for a caller that waits for a lock.
+  // Runs `work` on the caller's thread and waits for it. What it throws arrives as CommandError,
+  // but for std::bad_alloc. Not for a caller that waits for a lock.
   void Do(std::function<void()> work);
 
   // Asks for the lock on the caller's thread, and does not wait for it. A try throws into

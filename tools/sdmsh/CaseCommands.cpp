@@ -2,11 +2,14 @@
 
 #include "Arguments.h"
 #include "CaseRows.h"
+#include "CaseWords.h"
+#include "CommandError.h"
 #include "Commands.h"
 #include "Shell.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
 
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -55,9 +58,13 @@ void ShowCases(Shell& shell, Caller& caller, Arguments& arguments) {
       count = arguments.TakeNumber("N");
     }
   }
-  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    if (*reader != nullptr) Read(**reader, count, table);
-  });
+  try {
+    shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+      if (*reader != nullptr) Read(**reader, count, table);
+    });
+  } catch (const std::bad_alloc&) {
+    throw CommandError(NotEnoughMemoryFor(CasesOf(table.dataset)));
+  }
   shell.Say(std::move(table));
 }
 

@@ -36,4 +36,8 @@ std::string CaseValueInWords(const CaseValue& value) {
   return OnOneLine(std::get<std::string>(*value));
 }
 
+std::string CasesOf(const std::string& dataset) {
+  return "the cases of " + dataset;
+}
+
 }  // namespace sdmsh

@@ -13,6 +13,9 @@ namespace sdmsh {
 // bytes it has: each control character becomes the sign that Unicode has for it.
 std::string CaseValueInWords(const CaseValue& value);
 
+// "the cases of survey"
+std::string CasesOf(const std::string& dataset);
+
 }  // namespace sdmsh
 
 #endif  // SDMSH_CASEWORDS_H_

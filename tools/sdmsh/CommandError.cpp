@@ -4,6 +4,8 @@
 
 #include <liborvxdemg/ErrorMsg.h>
 
+#include <new>
+
 namespace sdmsh {
 namespace {
 
@@ -24,9 +26,15 @@ std::string ExceptionInWords() {
     return InWords(error);
   } catch (int number) {
     return "the lock could not be taken (error " + std::to_string(number) + ")";
+  } catch (const std::bad_alloc&) {
+    return "not enough memory";
   } catch (const std::exception& error) {
     return error.what();
   }
+}
+
+std::string NotEnoughMemoryFor(const std::string& what) {
+  return "not enough memory for " + what;
 }
 
 }  // namespace sdmsh

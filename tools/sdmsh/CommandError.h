@@ -20,6 +20,9 @@ class CommandError : public std::runtime_error {
 // a lock that failed) as much as std::exception. Call it inside a catch block.
 std::string ExceptionInWords();
 
+// "not enough memory for the cases of survey"
+std::string NotEnoughMemoryFor(const std::string& what);
+
 }  // namespace sdmsh
 
 #endif  // SDMSH_COMMANDERROR_H_

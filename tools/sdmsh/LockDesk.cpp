@@ -6,6 +6,7 @@
 #include "LockWords.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace sdmsh {
@@ -29,9 +30,11 @@ LockDesk::LockDesk(std::function<void(const Event&)> say, Bound bound)
     : say_(std::move(say)), bound_(bound) {}
 
 Caller& LockDesk::CallerNamed(const std::string& role) {
-  std::unique_ptr<Caller>& caller = callers_[role];
-  if (caller == nullptr) caller = std::make_unique<Caller>(role);
-  return *caller;
+  auto caller = callers_.find(role);
+  if (caller == callers_.end()) {
+    caller = callers_.emplace(role, std::make_unique<Caller>(role)).first;
+  }
+  return *caller->second;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -199,6 +202,9 @@ void LockDesk::CloseDown(const std::function<void(const std::string&)>& complain
       ReleaseAll(*caller);
     } catch (const CommandError& error) {
       complain(error.what());
+    } catch (const std::bad_alloc&) {
+      complain(NotEnoughMemoryFor("letting go of what " + caller->Name() + " holds"));
+      return;
     }
   }
 }

@@ -26,8 +26,8 @@ class Player {
       if (IsScript()) shell_.Say(ScriptLine{line_, text, line.role, line.words});
       if (!line.words.empty()) shell_.Execute(line.role, line.words);
       return true;
-    } catch (const CommandError& error) {
-      shell_.Say(Failure{file_, IsScript() ? line_ : 0, error.what()});
+    } catch (...) {
+      shell_.Say(Failure{file_, IsScript() ? line_ : 0, ExceptionInWords()});
       return false;
     }
   }
@@ -66,6 +66,10 @@ bool RunPrompt(Shell& shell, std::istream& input, std::ostream* prompt) {
       break;
     }
     if (!player.Play(text)) good = false;
+  }
+  if (input.bad()) {
+    shell.Say(Failure{"", 0, "the input cannot be read to its end"});
+    good = false;
   }
   return shell.CloseDown("") && good;
 }

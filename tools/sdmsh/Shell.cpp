@@ -3,6 +3,7 @@
 #include "Shell.h"
 
 #include "Arguments.h"
+#include "CaseWords.h"
 #include "Command.h"
 #include "CommandError.h"
 
@@ -11,7 +12,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <new>
 #include <optional>
+#include <utility>
 
 namespace sdmsh {
 namespace {
@@ -26,6 +29,26 @@ std::optional<LocallyUniqueID> ParseID(const std::string& text) {
   const auto rest = std::from_chars(colon.ptr + 1, end, serial);
   if (rest.ec != std::errc() || rest.ptr != end) return std::nullopt;
   return LocallyUniqueID(domain, serial);
+}
+
+std::string SubjectOf(const Event& event) {
+  if (const auto* const table = std::get_if<CaseTable>(&event)) return CasesOf(table->dataset);
+  if (const auto* const table = std::get_if<VariableTable>(&event)) {
+    return "the variables of " + table->dataset;
+  }
+  if (const auto* const told = std::get_if<Told>(&event)) return "what " + told->role + " is told";
+  return "what there is to say";
+}
+
+// What the printer threw, in words. Call it inside a catch block.
+std::string WhyUnsaid(const Event& event) {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return NotEnoughMemoryFor(SubjectOf(event));
+  } catch (const std::exception& error) {
+    return SubjectOf(event) + " cannot be said: " + error.what();
+  }
 }
 
 // The dataset that matches among those that the caller holds, the last one that it took; null for
@@ -52,6 +75,15 @@ Shell::~Shell() {
 }
 
 void Shell::Execute(const std::string& role, const std::vector<std::string>& words) {
+  RefuseUnsaid();  // the line of the script
+  try {
+    Run(role, words);
+  } catch (const std::bad_alloc&) {
+    throw CommandError(NotEnoughMemoryFor("`" + words.front() + "`"));
+  }
+}
+
+void Shell::Run(const std::string& role, const std::vector<std::string>& words) {
   const Command* const command = FindCommand(words.front());
   if (command == nullptr) {
     throw CommandError("no command \"" + words.front() + "\"; `help` lists them");
@@ -59,15 +91,30 @@ void Shell::Execute(const std::string& role, const std::vector<std::string>& wor
   Caller& caller = locks_.CallerNamed(role);
   locks_.RefuseWaiting(caller);
   Arguments arguments(*command, {words.begin() + 1, words.end()});
-  command->run(*this, caller, arguments);
+  try {
+    command->run(*this, caller, arguments);
+  } catch (...) {
+    unsaid_.clear();  // what went wrong is said instead
+    throw;
+  }
   SayWhatWatchersWereTold();
+  RefuseUnsaid();
 }
 
 void Shell::Say(const Event& event) {
-  // A pass announces its dataset to the registry's observers before its own hear of changes.
-  if (std::holds_alternative<Told>(event)) SayWhatWatchersWereTold();
-  printer_.Print(event);
-  SayWhatWatchersWereTold();
+  try {
+    // A pass announces its dataset to the registry's observers before its own hear of changes.
+    if (std::holds_alternative<Told>(event)) SayWhatWatchersWereTold();
+    printer_.Print(event);
+    SayWhatWatchersWereTold();
+  } catch (const std::exception&) {
+    // A failure counts whether it could be said or not.
+    if (unsaid_.empty() && !std::holds_alternative<Failure>(event)) unsaid_ = WhyUnsaid(event);
+  }
+}
+
+void Shell::RefuseUnsaid() {
+  if (!unsaid_.empty()) throw CommandError(std::exchange(unsaid_, ""));
 }
 
 void Shell::SayWhatWatchersWereTold() {
@@ -156,6 +203,10 @@ bool Shell::CloseDown(const std::string& file) {
     Say(Failure{file, 0, text});
     good = false;
   });
+  if (!unsaid_.empty()) {
+    Say(Failure{file, 0, std::exchange(unsaid_, "")});
+    good = false;
+  }
   return good;
 }
 

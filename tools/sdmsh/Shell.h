@@ -35,10 +35,12 @@ class Shell {
   // Takes the datasets and the filter hook off the registry. Not while IsStuck().
   ~Shell();
 
-  // Carries out a command for the role. Throws CommandError where it is wrong; the shell goes on.
+  // Carries out a command for the role. Throws CommandError where it is wrong, where memory does
+  // not suffice for it, and where something that was to be said could not be; the shell goes on.
   void Execute(const std::string& role, const std::vector<std::string>& words);
 
   // Says after it, or before it where it was first, what those who watch the registry were told.
+  // Where the printer throws, the rest of the command goes on, and Execute says so at its end.
   void Say(const Event& event);
 
   ServerDataManager& Registry() { return registry_; }
@@ -79,14 +81,17 @@ class Shell {
   DatasetPtr FindByID(const Caller& caller, LocallyUniqueID id) const;
   DatasetPtr FindByName(const Caller& caller, const std::string& name) const;
   DatasetPtr Known(LocallyUniqueID id) const;
+  void Run(const std::string& role, const std::vector<std::string>& words);
   void SayWhatWatchersWereTold();
+  void RefuseUnsaid();
 
   ServerDataManager& registry_;
   Printer& printer_;
   RegistryWatch watch_;
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
   std::vector<DatasetPtr> datasets_;
-  LockDesk locks_;  // last: callers go before the datasets that they work on
+  LockDesk locks_;      // behind what callers work on: they go first
+  std::string unsaid_;  // why the first of what could not be said was not; empty for none
   bool over_ = false;
 };
 

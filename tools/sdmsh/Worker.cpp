@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace sdmsh {
@@ -35,6 +36,16 @@ char KernelState(int thread) {
 bool Sleeps(int thread) {
   const char state = KernelState(thread);
   return state == 'S' || state == '?';
+}
+
+[[noreturn]] void ThrowInWords(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (...) {
+    throw CommandError(ExceptionInWords());
+  }
 }
 
 }  // namespace
@@ -65,7 +76,7 @@ void Worker::Finish() {
     changed_.wait(lock, [this] { return state_ == State::Done || state_ == State::Idle; });
     state_ = State::Idle;
   }
-  if (const auto failure = std::exchange(failure_, std::nullopt)) throw CommandError(*failure);
+  if (const std::exception_ptr failure = std::exchange(failure_, nullptr)) ThrowInWords(failure);
 }
 
 bool Worker::FinishesWithin(std::chrono::milliseconds bound) {
@@ -109,7 +120,7 @@ void Worker::RunJob() {
   try {
     job();
   } catch (...) {
-    failure_ = ExceptionInWords();
+    failure_ = std::current_exception();  // words need memory, and may be made elsewhere
   }
 }
 

@@ -12,10 +12,9 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <functional>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <thread>
 
 namespace sdmsh {
@@ -32,8 +31,8 @@ class Worker {
   // Gives the idle worker a job, and does not wait for it.
   void Start(std::function<void()> job);
 
-  // Waits until the job has ended and takes note of that: the worker is idle afterwards. Throws
-  // CommandError, in words, where the job threw.
+  // Waits until the job has ended and takes note of that: the worker is idle afterwards. Where the
+  // job threw, throws std::bad_alloc if it did, and anything else in words, as CommandError.
   void Finish();
 
   // Whether there is a job that Finish has not taken note of.
@@ -55,10 +54,10 @@ class Worker {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::function<void()> job_;           // under the mutex; run outside it
-  std::optional<std::string> failure_;  // written before Done, read after it
-  bool stopping_ = false;               // under the mutex
-  std::atomic<int> kernelThread_{0};    // the number under which the kernel knows the thread
+  std::function<void()> job_;         // under the mutex; run outside it
+  std::exception_ptr failure_;        // what the job threw; written before Done, read after it
+  bool stopping_ = false;             // under the mutex
+  std::atomic<int> kernelThread_{0};  // the number under which the kernel knows the thread
   // Done is set before the worker can sleep for want of anything but its job.
   std::atomic<State> state_{State::Idle};
   std::thread thread_;
