@@ -39,12 +39,14 @@ class Program : public ShellTest {
   // The same in another folder.
   Played RunIn(const std::string& folder, const std::string& arguments,
                const std::string& input = "") {
-    const std::string command = "cd '" + folder + "' && '" + SDMSH + "' " + arguments + " <'" +
-                                WriteFile("in", input) + "' >'" + Path("out") + "' 2>'" +
-                                Path("err") + "'";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(Path("out")),
-            ReadFile(Path("err"))};
+    const int status = StatusOf(folder, arguments, input, Path("out"));
+    return {status, ReadFile(Path("out")), ReadFile(Path("err"))};
+  }
+
+  // The same in the project's root, where every disk is full.
+  Played RunIntoNothing(const std::string& arguments, const std::string& input = "") {
+    const int status = StatusOf(PROJECT_ROOT, arguments, input, "/dev/full");
+    return {status, "", ReadFile(Path("err"))};
   }
 
   // A folder with the project's examples and with a build/ of its own, which some write to.
@@ -56,6 +58,15 @@ class Program : public ShellTest {
   }
 
   std::string Script(const std::string& commands) { return WriteFile("test.sdm", commands); }
+
+ private:
+  int StatusOf(const std::string& folder, const std::string& arguments, const std::string& input,
+               const std::string& out) {
+    const std::string command = "cd '" + folder + "' && '" + SDMSH + "' " + arguments + " <'" +
+                                WriteFile("in", input) + "' >'" + out + "' 2>'" + Path("err") + "'";
+    const int status = std::system(command.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
 };
 
 std::vector<json> Lines(const std::string& text) {
@@ -401,6 +412,18 @@ TEST_F(Program, ReportsRolesStillWaitingAtTheEndOfAScript) {
   const Played played = Run(script);
   EXPECT_EQ(played.status, 1);
   EXPECT_EQ(played.err, script + ": w still waits for the write lock on nix\n");
+}
+
+TEST_F(Program, FailsWhereItsOutputIsLost) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "this system has no /dev/full";
+  const std::string lost = "sdmsh: standard output cannot be written\n";
+  const std::string waiting = Script("add-empty nix\n@r read nix\n@w write nix\n");
+  for (const std::string arguments : {"examples/survey.sdm", "--json examples/survey.sdm", "--json",
+                                      "", "--help", waiting.c_str()}) {
+    const Played played = RunIntoNothing(arguments, "list\nlust\n");
+    EXPECT_EQ(played.err, lost) << arguments;
+    EXPECT_EQ(played.status, 1) << arguments;
+  }
 }
 
 TEST_F(Program, ReadsCommandsFromAPipeAndGoesOnAfterAWrongOne) {

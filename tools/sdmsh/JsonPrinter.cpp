@@ -274,6 +274,8 @@ class JsonPrinter final : public Printer {
     out_ << json.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
   }
 
+  bool ReachesItsReader() const override { return out_.good(); }
+
  private:
   std::ostream& out_;
 };

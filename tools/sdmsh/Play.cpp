@@ -40,12 +40,16 @@ class Player {
   int line_ = 0;
 };
 
+bool GoesOn(const Shell& shell) {
+  return !shell.IsOver() && shell.IsHeard();
+}
+
 }  // namespace
 
 bool PlayScript(Shell& shell, std::istream& script, const std::string& file) {
   Player player(shell, file);
   bool good = true;
-  for (std::string text; good && !shell.IsOver() && std::getline(script, text);) {
+  for (std::string text; good && GoesOn(shell) && std::getline(script, text);) {
     good = player.Play(text);
   }
   if (script.bad()) {
@@ -59,7 +63,7 @@ bool RunPrompt(Shell& shell, std::istream& input, std::ostream* prompt) {
   Player player(shell, "");
   bool good = true;
   std::string text;
-  while (!shell.IsOver()) {
+  while (GoesOn(shell)) {
     if (prompt != nullptr) *prompt << "sdmsh> " << std::flush;
     if (!std::getline(input, text)) {
       if (prompt != nullptr) *prompt << "\n";  // the cursor stands behind the prompt

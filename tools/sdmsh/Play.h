@@ -12,7 +12,8 @@ namespace sdmsh {
 
 // Plays a script up to its end, `quit` or its first wrong command, and then lets every caller go.
 // Failures bear `file`, the name of the script, and the line. True where all went well: no command
-// was wrong, and no role was left waiting.
+// was wrong, no role was left waiting, and everything that was said was heard. Stops at once where
+// nobody hears it.
 bool PlayScript(Shell& shell, std::istream& script, const std::string& file);
 
 // Carries out commands up to the end of the input or `quit`; a wrong one is reported, and the next

@@ -15,6 +15,8 @@ class Printer {
  public:
   virtual ~Printer() = default;
   virtual void Print(const Event& event) = 0;
+  // False as soon as something could not be written: a disk is full, a pipe is closed.
+  virtual bool ReachesItsReader() const { return true; }
 };
 
 // For people: lines of words on `out`, failures on `err`. Borrows both.

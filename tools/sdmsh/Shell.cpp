@@ -207,7 +207,7 @@ bool Shell::CloseDown(const std::string& file) {
     Say(Failure{file, 0, std::exchange(unsaid_, "")});
     good = false;
   }
-  return good;
+  return good && IsHeard();
 }
 
 }  // namespace sdmsh

@@ -42,6 +42,8 @@ class Shell {
   // Says after it, or before it where it was first, what those who watch the registry were told.
   // Where the printer throws, the rest of the command goes on, and Execute says so at its end.
   void Say(const Event& event);
+  // False as soon as something that was said got lost on its way. Nobody hears more of the shell.
+  bool IsHeard() const { return printer_.ReachesItsReader(); }
 
   ServerDataManager& Registry() { return registry_; }
   LockDesk& Locks() { return locks_; }
@@ -72,7 +74,7 @@ class Shell {
   void Quit() { over_ = true; }
 
   // Lets every caller go, in an order in which nobody is left waiting. Says, as Failures of `file`,
-  // who waited and what went wrong; false where there was something to say.
+  // who waited and what went wrong; false where there was something to say, or nobody hears it.
   bool CloseDown(const std::string& file);
   // Whether a caller waits for somebody outside the shell all the same.
   bool IsStuck() const { return locks_.IsStuck(); }

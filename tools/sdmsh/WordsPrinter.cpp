@@ -122,6 +122,8 @@ class WordsPrinter final : public Printer {
     out_.flush();
   }
 
+  bool ReachesItsReader() const override { return out_.good(); }
+
  private:
   // A line that gives a command is marked; comments and empty lines tell the story between.
   void Show(const ScriptLine& line) {

@@ -25,8 +25,8 @@ constexpr const char* kUsage =
     "  FILE     play this script; without one, read commands from the standard input\n"
     "  --json   print every event as one JSON object per line\n"
     "  --help   print this\n"
-    "Exit status: 0 all went well; 1 a command failed, or a role was left waiting;\n"
-    "             2 wrong use, or a script that cannot be read.\n"
+    "Exit status: 0 all went well; 1 a command failed, a role was left waiting, or the\n"
+    "             output was lost; 2 wrong use, or a script that cannot be read.\n"
     "At the prompt, `help` lists the commands.\n";
 
 struct Options {
@@ -58,6 +58,13 @@ int WrongUse(const std::string& text) {
   return kWrongUse;
 }
 
+// The status to exit with, which is another where the output was lost.
+int Ended(int status) {
+  if (std::cout.flush()) return status;
+  std::cerr << "sdmsh: standard output cannot be written\n";
+  return kCommandFailed;
+}
+
 bool Run(sdmsh::Shell& shell, const Options& options, std::istream& input) {
   if (options.script) return sdmsh::PlayScript(shell, input, *options.script);
   const bool atTerminal = isatty(STDIN_FILENO) == 1 && !options.json;
@@ -70,11 +77,8 @@ int Run(const Options& options, std::istream& input) {
   sdmsh::Shell shell(ServerDataManager::GetInstance(), *printer);
   const int status = Run(shell, options, input) ? kGood : kCommandFailed;
   // A thread that waits for a lock for ever cannot be joined.
-  if (shell.IsStuck()) {
-    std::cout.flush();
-    std::_Exit(kCommandFailed);
-  }
-  return status;
+  if (shell.IsStuck()) std::_Exit(Ended(kCommandFailed));
+  return Ended(status);
 }
 
 }  // namespace
@@ -87,7 +91,7 @@ int main(int argumentCount, char** arguments) {
   }
   if (options->help) {
     std::cout << kUsage;
-    return kGood;
+    return Ended(kGood);
   }
   if (!options->script) return Run(*options, std::cin);
   if (std::filesystem::is_directory(*options->script)) {
