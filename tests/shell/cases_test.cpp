@@ -6,6 +6,7 @@
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
+#include <Words.h>
 
 #include <algorithm>
 #include <limits>
@@ -210,6 +211,38 @@ TEST_F(Cases, TextKeepsItsBlanksInFrontAndOneLine) {
   EXPECT_EQ(Said(file, "cases survey\n"),
             "      s              n\n"
             "   1    two␊lines␁␡  1\n");
+}
+
+TEST_F(Cases, NamesOfVariablesKeepOneLine) {
+  const std::string file = WriteFile("t.tsv", "\"a\nb\"\t\x1B[2Jc\n1\t2\n");
+  EXPECT_EQ(Said(file, "cases survey\nvariables survey\n"),
+            "      a␊b  ␛[2Jc\n"
+            "   1    1      2\n"
+            "   1  a␊b    numeric  scale\n"
+            "   2  ␛[2Jc  numeric  scale\n");
+  EXPECT_THAT(SaidInJson(file, "cases survey\n"),
+              HasSubstr(R"("variables":["a\nb","\u001b[2Jc"])"));
+}
+
+TEST_F(Cases, LabelsKeepOneLine) {
+  const std::string file = WriteFile("t.tsv", "a\n1\n");
+  WriteFile("t.schema.json",
+            R"({"title": "two\nlines", "fields": [{"name": "a", "title": "x\u2028y\u009Bz"}]})");
+  const std::string text = Said(file,
+                                "@v observe survey\nvariables survey\nshow survey\n"
+                                "mirror survey\nwrite survey\nrelease\n");
+  EXPECT_THAT(text, AllOf(HasSubstr("   1  a  numeric  scale    x�y�z\n"),
+                          HasSubstr("  label          \"two␊lines\"\n"),
+                          HasSubstr("  label      \"two␊lines\"  "),
+                          HasSubstr("  v is told: the dataset is labelled \"two␊lines\" ")));
+}
+
+TEST(OnOneLine, HasASignForEachControlCharacterAndLeavesTheOthers) {
+  EXPECT_EQ(OnOneLine(std::string("\0\t\x1F \x7F~", 6)), "␀␉␟ ␡~");
+  EXPECT_EQ(OnOneLine("a\u0080b\u009Fc\u00A0d\u2027\u2028\u2029\u202A"),
+            "a\uFFFDb\uFFFDc\u00A0d\u2027\uFFFD\uFFFD\u202A");
+  EXPECT_EQ(OnOneLine("Öl \xC2"), "Öl \xC2");
+  EXPECT_EQ(OnOneLine("\x9B\xE2\x80"), "\x9B\xE2\x80");
 }
 
 TEST_F(Cases, ColumnsMakeRoomForTheNumberOfTheCase) {

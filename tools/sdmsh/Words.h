@@ -4,6 +4,7 @@
 #define SDMSH_WORDS_H_
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace sdmsh {
@@ -13,6 +14,11 @@ std::string Quoted(const std::string& text);
 
 // "1 case", "944 cases"
 std::string Counted(long long number, const char* one, const char* many);
+
+// Each control character becomes a sign that can be seen: U+0000 to U+001F and U+007F the one that
+// Unicode has for it, U+0080 to U+009F and the separators of lines and paragraphs, U+2028 and
+// U+2029, the replacement character U+FFFD. All else stays as it is, as many letters as before.
+std::string OnOneLine(std::string_view text);
 
 // With commas between.
 std::string Joined(const std::vector<std::string>& texts);

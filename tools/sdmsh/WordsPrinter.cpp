@@ -173,7 +173,7 @@ class WordsPrinter final : public Printer {
   }
 
   void Fact(const char* name, const std::string& value) {
-    out_ << "  " << Padded(name, 15) << value << "\n";
+    out_ << "  " << Padded(name, 15) << OnOneLine(value) << "\n";
   }
 
   void Show(const DatasetList& list) {
@@ -239,9 +239,9 @@ class WordsPrinter final : public Printer {
     }
   }
 
-  // Without the blanks that fill its last column.
+  // Without the blanks that fill its last column. Names and labels can have any bytes.
   void Line(const std::string& text) {
-    out_ << text.substr(0, text.find_last_not_of(' ') + 1) << "\n";
+    out_ << OnOneLine(text.substr(0, text.find_last_not_of(' ') + 1)) << "\n";
   }
 
   void Show(const LockEvent& event) { out_ << InWords(event) << "\n"; }
@@ -252,7 +252,7 @@ class WordsPrinter final : public Printer {
   }
 
   void Show(const Told& told) {
-    out_ << "  " << told.role << " is told: " << InWords(told.change) << "\n";
+    out_ << "  " << told.role << " is told: " << OnOneLine(InWords(told.change)) << "\n";
   }
 
   void Show(const NotTold& notTold) {
