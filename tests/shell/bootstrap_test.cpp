@@ -418,7 +418,7 @@ TEST_F(BootstrapFiles, NeedARecordToHold) {
 }
 
 TEST_F(BootstrapFiles, AreReplacedWithTheirPermissionsKept) {
-  WriteFile("specs", std::string(1000, 'x'));
+  WriteFile("specs", FullSpecs(/*swapped=*/true));
   ASSERT_EQ(chmod(Path("specs").c_str(), 0604), 0);
   Writing("bootstrap survey set level 90\n" + To("specs"));
   EXPECT_TRUE(WentWell());
@@ -428,7 +428,7 @@ TEST_F(BootstrapFiles, AreReplacedWithTheirPermissionsKept) {
 
 TEST_F(BootstrapFiles, AreReplacedWhereALinkLeads) {
   std::filesystem::create_directory(Path("folder"));
-  WriteFile("folder/specs", "old");
+  WriteFile("folder/specs", "");
   std::filesystem::create_symlink("folder/specs", Path("link"));
   Writing("bootstrap survey set level 90\n" + To("link"));
   EXPECT_TRUE(std::filesystem::is_symlink(Path("link")));
@@ -456,7 +456,7 @@ class FileSizeLimit {
 };
 
 TEST_F(BootstrapFiles, StayAsTheyWereWhereTheyCannotBeWritten) {
-  WriteFile("specs", "old");
+  WriteFile("specs", FullSpecs(/*swapped=*/false));
   std::string text;
   {
     const FileSizeLimit limit(54);
@@ -464,8 +464,43 @@ TEST_F(BootstrapFiles, StayAsTheyWereWhereTheyCannotBeWritten) {
   }
   EXPECT_EQ(text, "error: " + Path("specs") + ": File too large\nerror: " + Path("new") +
                       ": File too large\n" + kReleased);
-  EXPECT_EQ(ReadFile("specs"), "old");
+  EXPECT_EQ(ReadFile("specs"), FullSpecs(/*swapped=*/false));
   EXPECT_THAT(Files(), ElementsAre("specs"));
+}
+
+TEST_F(BootstrapFiles, TakeThePlaceOfNothingElse) {
+  const std::string set = "bootstrap survey set level 90\n";
+  const std::string cut = FullSpecs(/*swapped=*/false).substr(0, 90);
+  for (const std::string& content : {std::string("x"), cut}) {
+    WriteFile("specs", content);
+    EXPECT_EQ(Writing(set + To("specs")),
+              "error: " + Path("specs") +
+                  ": holds something else than a bootstrap specification, and is kept\n" +
+                  kReleased);
+    EXPECT_FALSE(WentWell());
+    EXPECT_EQ(ReadFile("specs"), content);
+  }
+  EXPECT_THAT(Writing(set + To("abc.tsv")), HasSubstr("abc.tsv: holds something else"));
+}
+
+TEST_F(BootstrapFiles, TakeThePlaceOfNothingThatIsTooLong) {
+  WriteFile("long", FullSpecs(/*swapped=*/false));
+  std::filesystem::resize_file(Path("long"), kMaxFileBytes + 1);
+  EXPECT_EQ(Writing("bootstrap survey set level 90\n" + To("long")),
+            "error: " + Path("long") + ": longer than 16777216 bytes\n" + kReleased);
+  EXPECT_EQ(std::filesystem::file_size(Path("long")), kMaxFileBytes + 1);
+}
+
+TEST_F(BootstrapFiles, TakeThePlaceOfOthersAndOfEmptyFiles) {
+  for (const bool swapped : {false, true}) {
+    for (const std::string& content :
+         {FullSpecs(swapped), FullSpecs(swapped) + "x", std::string()}) {
+      WriteFile("specs", content);
+      Writing("bootstrap survey set level 90\n" + To("specs"));
+      EXPECT_TRUE(WentWell());
+      EXPECT_EQ(ReadFile("specs").size(), 55u);
+    }
+  }
 }
 
 TEST_F(BootstrapFiles, AreNotWrittenWhereSomethingElseIs) {

@@ -146,6 +146,14 @@ void Display(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPt
   shell.Say(std::move(shown));
 }
 
+// Refuses to replace a file of something else. One that cannot be read could be anything.
+void RefuseOtherContent(const std::string& file) {
+  if (!IsThere(file)) return;
+  const std::string present = ReadWholeFile(file);
+  if (present.empty() || SvrBootstrapSpecsSerializer::checkSpecs(present).IsWhole()) return;
+  throw CommandError(file + ": holds something else than a bootstrap specification, and is kept");
+}
+
 void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
   BootstrapWritten written{caller.Name(), dataset->Name(), arguments.Take("FILE"), 0};
   arguments.End();
@@ -156,6 +164,7 @@ void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const Datas
     }
     std::string bytes;
     SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
+    RefuseOtherContent(written.file);
     WriteWholeFile(written.file, bytes);
     written.size = bytes.size();
   });

@@ -108,7 +108,9 @@ const std::vector<CommandSubject>& CommandTable() {
             "SETTING VALUE: method simple|stratified|residual|wild; strata, dependents, inputs, "
             "predicted or residuals VARIABLE...|none; level PERCENT; interval percentile|bca; "
             "samples NUMBER; user-missing excluded|included; split-ends NUMBER...|none; case-stats "
-            "VALUE NUMBER ...|none. `set`, `from` and `off` need the write lock."},
+            "VALUE NUMBER ...|none. `set`, `from` and `off` need the write lock. `to` replaces no "
+            "file "
+            "that holds something else."},
        }},
       {"The dataset, for the caller that holds the write lock",
        {

@@ -11,8 +11,8 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -54,6 +54,12 @@ File Open(const std::string& path) {
 // ---------------------------------------------------------------------------------------------
 // Writing
 
+// The folder of a file, as it is called in the file's path: with the slash, and empty for the
+// present one.
+std::string FolderOf(const std::string& path) {
+  return path.substr(0, path.rfind('/') + 1);
+}
+
 // A new file in the folder of `target`; removed again unless it takes the place of that.
 class FileBeside {
  public:
@@ -61,11 +67,13 @@ class FileBeside {
   FileBeside(const std::string& path, const std::string& target) : path_(path), target_(target) {
     constexpr int kTries = 100;  // names that are taken: of those who were killed while they wrote
     for (int i = 0; i < kTries && file_ == -1; ++i) {
-      name_ = target + "." + std::to_string(getpid()) + "-" + std::to_string(i) + ".part";
+      // Short, whatever the file is called: names have an end.
+      name_ = FolderOf(target) + "sdmsh-" + std::to_string(getpid()) + "-" + std::to_string(i) +
+              ".part";
       file_ = open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-      if (file_ == -1 && errno != EEXIST) break;
+      if (file_ == -1 && errno != EEXIST) RefuseFolder();
     }
-    if (file_ == -1) RefuseForErrno(path);
+    if (file_ == -1) Refuse(path, "no name is free for a temporary file such as " + name_);
   }
   FileBeside(const FileBeside&) = delete;
   FileBeside& operator=(const FileBeside&) = delete;
@@ -95,6 +103,15 @@ class FileBeside {
   }
 
  private:
+  // The one where no file can be made.
+  [[noreturn]] void RefuseFolder() const {
+    if (errno == ENOENT) RefuseForErrno(path_);
+    const std::string reason = std::generic_category().message(errno);
+    const std::string folder = FolderOf(target_);
+    Refuse(path_,
+           "no file can be made in the folder " + (folder.empty() ? "." : folder) + ": " + reason);
+  }
+
   const std::string& path_;
   const std::string& target_;
   std::string name_;  // empty once it has taken the place
@@ -114,11 +131,21 @@ std::optional<mode_t> PermissionsOf(const std::string& path) {
   return status.st_mode & mode_t{07777};
 }
 
-// Where the links end that lead to a file that is there.
-std::string EndOfLinks(const std::string& path) {
-  const std::unique_ptr<char, void (*)(void*)> end(realpath(path.c_str(), nullptr), std::free);
-  if (end == nullptr) RefuseForErrno(path);
-  return end.get();
+// What the symbolic link says; none where `path` is no link.
+std::optional<std::string> LinkAt(const std::string& path) {
+  std::string text(PATH_MAX, '\0');
+  const ssize_t length = readlink(path.c_str(), text.data(), text.size());
+  if (length == -1) return std::nullopt;
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+// Where the links end that lead to a file, be it there or not. Whether they end was asked before.
+std::string EndOfLinks(std::string path) {
+  while (const std::optional<std::string> link = LinkAt(path)) {
+    path = link->starts_with('/') ? *link : FolderOf(path) + *link;
+  }
+  return path;
 }
 
 }  // namespace
@@ -138,10 +165,21 @@ std::string ReadWholeFile(const std::string& path) {
   return bytes;
 }
 
+bool IsThere(const std::string& path) {
+  RefuseZeroByte(path);
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0) return true;
+  if (errno == ENOENT) return false;
+  RefuseForErrno(path);
+}
+
 void WriteWholeFile(const std::string& path, std::string_view bytes) {
   RefuseZeroByte(path);
+  if (bytes.size() > kMaxFileBytes) {
+    Refuse(path, "more than " + std::to_string(kMaxFileBytes) + " bytes, which nobody could read");
+  }
   const std::optional<mode_t> permissions = PermissionsOf(path);
-  const std::string target = permissions ? EndOfLinks(path) : path;
+  const std::string target = EndOfLinks(path);
   FileBeside file(path, target);
   file.Write(bytes);
   if (permissions) file.SetPermissions(*permissions);
