@@ -518,7 +518,8 @@ TEST_F(BootstrapFiles, AreNotWrittenWhereSomethingElseIs) {
 
 TEST_F(BootstrapFiles, HaveNamesWithoutZeroBytes) {
   const std::string file = Path("a") + std::string(1, '\0') + "b\n";
-  const std::string error = "error: a file name cannot have a zero byte in it\n";
+  const std::string error =
+      "error: a file name cannot have a zero byte in it: \"" + Path("a") + "␀b\"\n";
   EXPECT_THAT(Writing("bootstrap survey set level 90\nbootstrap survey to " + file),
               HasSubstr(error));
   WriteFile("a", FullSpecs(/*swapped=*/false));

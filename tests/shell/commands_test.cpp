@@ -60,10 +60,13 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
       {"cases",
        {{"", "DATASET"},
         {"survey 5", "\"from\" or \"count\""},
-        {"survey from", "N (a number from 1 on)"},
-        {"survey from 0", "N (a number from 1 on)"},
-        {"survey count 0", "N (a number from 1 on)"},
-        {"survey from 1 2", "\"from\" or \"count\""}}},
+        {"survey from", "N (a number from 1 to 2147483647)"},
+        {"survey from 0", "N (a number from 1 to 2147483647)"},
+        {"survey count 0", "N (a number from 1 to 2147483647)"},
+        {"survey from 1 2", "\"count\""},
+        {"survey from 1 from 9", "\"count\""},
+        {"survey count 1 count 9", "\"from\""},
+        {"survey from 1 count 9 from 1", "the end of the line"}}},
       {"mirror", {{"", "DATASET"}, {"survey a", "the end of the line"}}},
       {"read", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"write", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
@@ -86,10 +89,10 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
        {{"", "DATASET"},
         {"survey", "VARIABLE"},
         {"survey a", "\"to\" or \"before\""},
-        {"survey a to", "POSITION (a number from 1 on)"},
-        {"survey a to 0", "POSITION (a number from 1 on)"},
-        {"survey a to 2nd", "POSITION (a number from 1 on)"},
-        {"survey a to 99999999999", "POSITION (a number from 1 on)"},
+        {"survey a to", "POSITION (a number from 1 to 2147483647)"},
+        {"survey a to 0", "POSITION (a number from 1 to 2147483647)"},
+        {"survey a to 2nd", "POSITION (a number from 1 to 2147483647)"},
+        {"survey a to 99999999999", "POSITION (a number from 1 to 2147483647)"},
         {"survey a before", "VARIABLE"},
         {"survey a to 2 3", "the end of the line"}}},
       {"reorder", {{"", "DATASET"}, {"survey", "VARIABLE"}}},
@@ -131,9 +134,9 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
       {"trends",
        {{"", "DATASET"},
         {"survey", "\"period\", \"cases\" or \"by\""},
-        {"survey period", "NUMBER (a number from 1 on)"},
+        {"survey period", "NUMBER (a number from 1 to 2147483647)"},
         {"survey cases 1", "\"to\""},
-        {"survey cases 1 to 0", "LAST (a number from 1 on)"},
+        {"survey cases 1 to 0", "LAST (a number from 1 to 2147483647)"},
         {"survey period 1 now", "\"period\", \"cases\" or \"by\""},
         {"survey by", "VARIABLE"},
         {"survey off by", "the end of the line"}}},
@@ -156,8 +159,8 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
       {"filespec", {{"", "DATASET"}, {"survey", "FILE"}, {"survey a b", "the end of the line"}}},
       {"imputation",
        {{"", "DATASET"},
-        {"survey", "\"off\" or ROWS (a number from 1 on)"},
-        {"survey 0", "\"off\" or ROWS (a number from 1 on)"},
+        {"survey", "\"off\" or ROWS (a number from 1 to 2147483647)"},
+        {"survey 0", "\"off\" or ROWS (a number from 1 to 2147483647)"},
         {"survey 2 3", "the end of the line"}}},
       {"extension", {{"", "DATASET"}, {"survey", "TEXT"}, {"survey a b", "the end of the line"}}},
       {"attribute", {{"", "DATASET"}, {"survey", "NAME"}}},
@@ -205,8 +208,8 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"survey filtered by", "VARIABLE"},
         {"survey filtered by a b", "the end of the line"},
         {"survey file", "FILE"},
-        {"survey blank", "COUNT (a number from 1 on)"},
-        {"survey blank 0", "COUNT (a number from 1 on)"},
+        {"survey blank", "COUNT (a number from 1 to 2147483647)"},
+        {"survey blank 0", "COUNT (a number from 1 to 2147483647)"},
         {"survey none x", "the end of the line"}}},
       {"sequence", {{"", "DATASET"}, {"survey 5", "the end of the line"}}},
       {"bulk", {{"", "DATASET"}, {"survey on", "the end of the line"}}},
@@ -251,6 +254,47 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
       }
     }
   }
+}
+
+TEST_F(Commands, ANumberOutOfRangeIsCalledThat) {
+  const std::string set = "bootstrap survey set ";
+  for (const char* number : {"1e400", "-1e400", "1e-400"}) {
+    EXPECT_THAT(Writing(set + "level " + number + "\n"),
+                StartsWith("error: bootstrap: expected PERCENT (a number), found \"" +
+                           std::string(number) + "\", which is out of range; usage: "));
+  }
+  EXPECT_THAT(Writing("cases survey from 2147483648\n"),
+              StartsWith("error: cases: expected N (a number from 1 to 2147483647), found "
+                         "\"2147483648\", which is out of range; usage: "));
+  EXPECT_THAT(Writing(set + "level 1e400%\n"), StartsWith("error: bootstrap: expected PERCENT (a "
+                                                          "number), found \"1e400%\"; usage: "));
+  EXPECT_THAT(Writing(set + "level 0e-400\n" + set + "level 1e-320\n"),
+              StartsWith("main releases "));
+}
+
+TEST_F(Commands, AFileHasAName) {
+  const std::string none = "error: no file name\n";
+  EXPECT_THAT(Writing("open \"\" as x\nsource survey file \"\"\nbootstrap survey from \"\"\n"
+                      "bootstrap survey to \"\"\nbootstrap survey check \"\"\n"),
+              StartsWith(none + none + none + none + none + "main releases"));
+  EXPECT_THAT(Writing(std::string("open a\0b as x\n", 14)),
+              StartsWith("error: a file name cannot have a zero byte in it: \"a␀b\"\n"));
+}
+
+TEST_F(Commands, AWrongWordIsShownWholeAndOnOneLine) {
+  EXPECT_EQ(AtPrompt(std::string("lu\0st\x1B[2J\n", 10)),
+            "error: no command \"lu␀st␛[2J\"; `help` lists them\n");
+  EXPECT_THAT(AtPrompt(std::string("add-empty n lo\0ud\n", 18)),
+              EndsWith("found \"lo␀ud\"; usage: add-empty NAME [quiet]\n"));
+  EXPECT_THAT(Writing("delete survey \"x\x01\"\n"),
+              StartsWith("error: there is no variable \"x␁\"\n"));
+  EXPECT_THAT(InJson(std::string("lu\0st\n", 6)), HasSubstr(R"("text":"no command \"lu␀st\";)"));
+}
+
+TEST_F(Commands, NoNameThatIsEmptyIsHidden) {
+  EXPECT_EQ(AtPrompt("hide \"\"\nhide a \"\"\n" + Open("survey")),
+            "error: no variable has an empty name\nerror: no variable has an empty name\n" +
+                IsOpen("survey"));
 }
 
 TEST_F(Commands, EachNamesADatasetThatIsNotThere) {

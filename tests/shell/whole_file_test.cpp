@@ -127,6 +127,16 @@ TEST_F(WholeFile, InAFolderOfTheKernelIsRefused) {
   }
 }
 
+TEST_F(WholeFile, HasANameWithoutZeroBytes) {
+  WriteFile("a", "old");
+  const std::string file("a\0b", 3);
+  const std::string error = "a file name cannot have a zero byte in it";
+  EXPECT_EQ(Write(file), error);
+  EXPECT_THROW(IsThere(Path(file)), CommandError);
+  EXPECT_THROW(ReadWholeFile(Path(file)), CommandError);
+  EXPECT_EQ(ReadFile("a"), "old");
+}
+
 TEST_F(WholeFile, IsNotLongerThanWhatCanBeRead) {
   EXPECT_EQ(Write("f", std::string(kMaxFileBytes + 1, 'x')),
             Path("f") + ": more than 16777216 bytes, which nobody could read");

@@ -10,12 +10,12 @@
 
 namespace sdmsh {
 
-void Arguments::Wrong(const std::string& expected) const {
+void Arguments::Wrong(const std::string& expected, const std::string& remark) const {
   const std::string found = AtEnd() ? "the end of the line" : Quoted(words_[next_]);
   std::string usage = command_.name;
   if (*command_.arguments != '\0') usage += std::string(" ") + command_.arguments;
   throw CommandError(std::string(command_.name) + ": expected " + expected + ", found " + found +
-                     "; usage: " + usage);
+                     remark + "; usage: " + usage);
 }
 
 std::string Arguments::Take(const char* what) {
@@ -29,6 +29,15 @@ const std::string& Arguments::Peek(const std::string& what) const {
   return words_[next_];
 }
 
+std::string Arguments::TakeFile() {
+  std::string file = Take("FILE");
+  if (file.empty()) throw CommandError("no file name");
+  if (file.find('\0') != std::string::npos) {
+    throw CommandError("a file name cannot have a zero byte in it: " + Quoted(file));
+  }
+  return file;
+}
+
 std::vector<std::string> Arguments::TakeRest(const char* what) {
   std::vector<std::string> rest{Take(what)};
   while (!AtEnd()) rest.push_back(Take(what));
@@ -40,7 +49,10 @@ Number Arguments::TakeFrom(Number least, const std::string& expected) {
   const std::string& word = Peek(expected);
   Number number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-  const bool read = error == std::errc() && end == word.data() + word.size();
+  const bool toTheEnd = end == word.data() + word.size();
+  if (toTheEnd && error == std::errc::result_out_of_range)
+    Wrong(expected, ", which is out of range");
+  const bool read = error == std::errc() && toTheEnd;
   // False for NaN, too.
   const bool within = number >= least && number <= std::numeric_limits<Number>::max();
   if (!read || !within) Wrong(expected);
@@ -49,7 +61,7 @@ Number Arguments::TakeFrom(Number least, const std::string& expected) {
 }
 
 int Arguments::TakeNumber(const char* what) {
-  return TakeFrom(1, std::string(what) + " (a number from 1 on)");
+  return TakeFrom(1, std::string(what) + " (a number from 1 to 2147483647)");
 }
 
 std::int32_t Arguments::TakeInteger(const char* what) {

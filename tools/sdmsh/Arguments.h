@@ -29,11 +29,13 @@ class Arguments {
 
   // The next word, whatever it is; `what` is the name that the command's row gives it.
   std::string Take(const char* what);
-  // The same, and leaves it there.
+  // Any word, and leaves it there.
   const std::string& Peek(const std::string& what) const;
+  // FILE, the name of a file: neither empty nor with a zero byte.
+  std::string TakeFile();
   // One word or more, up to the end.
   std::vector<std::string> TakeRest(const char* what);
-  // The next word, from 1 on.
+  // The next word, from 1 to 2147483647.
   int TakeNumber(const char* what);
   // The next word, as far as the type goes.
   std::int32_t TakeInteger(const char* what);
@@ -52,8 +54,8 @@ class Arguments {
   bool AtEnd() const { return next_ == words_.size(); }
   void End() const;
 
-  // Throws: `expected` did not stand where the next word is.
-  [[noreturn]] void Wrong(const std::string& expected) const;
+  // Throws: `expected` did not stand where the next word is. `remark` follows what stands there.
+  [[noreturn]] void Wrong(const std::string& expected, const std::string& remark = "") const;
 
  private:
   template <class Number>

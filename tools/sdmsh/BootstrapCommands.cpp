@@ -155,7 +155,7 @@ void RefuseOtherContent(const std::string& file) {
 }
 
 void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  BootstrapWritten written{caller.Name(), dataset->Name(), arguments.Take("FILE"), 0};
+  BootstrapWritten written{caller.Name(), dataset->Name(), arguments.TakeFile(), 0};
   arguments.End();
   shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
     const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
@@ -189,7 +189,7 @@ SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& file) {
 }
 
 void ReadFromFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  BootstrapChanged changed{caller.Name(), dataset->Name(), std::nullopt, arguments.Take("FILE")};
+  BootstrapChanged changed{caller.Name(), dataset->Name(), std::nullopt, arguments.TakeFile()};
   arguments.End();
   Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
     changed.specs = SpecsIn(ReadWholeFile(changed.file), changed.file);
@@ -199,7 +199,7 @@ void ReadFromFile(Shell& shell, Caller& caller, Arguments& arguments, const Data
 }
 
 void CheckFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  const std::string file = arguments.Take("FILE");
+  const std::string file = arguments.TakeFile();
   arguments.End();
   std::string bytes;
   caller.Do([&] { bytes = ReadWholeFile(file); });

@@ -11,10 +11,31 @@
 
 #include <new>
 #include <optional>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace sdmsh {
 namespace {
+
+struct Range {
+  std::optional<int> from;
+  std::optional<int> count;
+};
+
+// "from N", "count N", both in either order, or nothing.
+Range TakeRange(Arguments& arguments) {
+  Range range;
+  while (!arguments.AtEnd()) {
+    std::vector<const char*> keywords;  // each once
+    if (!range.from) keywords.push_back("from");
+    if (!range.count) keywords.push_back("count");
+    if (keywords.empty()) arguments.End();
+    const std::string_view keyword = keywords[arguments.TakeOneOf(keywords)];
+    (keyword == "from" ? range.from : range.count) = arguments.TakeNumber("N");
+  }
+  return range;
+}
 
 // False where there is no case of that number, from 1.
 bool MoveTo(CaseRows& rows, int number) {
@@ -43,24 +64,16 @@ void Read(const ORVX_DataSource& source, std::optional<int> count, CaseTable& ta
 
 void ShowCases(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  const Range range = TakeRange(arguments);
   CaseTable table{.dataset = dataset->Name(),
                   .hasDataSource = false,
-                  .from = 1,
+                  .from = range.from.value_or(1),
                   .variables = {},
                   .rows = {},
                   .more = false};
-  std::optional<int> count;
-  while (!arguments.AtEnd()) {
-    enum { kFrom, kCount };
-    if (arguments.TakeOneOf({"from", "count"}) == kFrom) {
-      table.from = arguments.TakeNumber("N");
-    } else {
-      count = arguments.TakeNumber("N");
-    }
-  }
   try {
     shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-      if (*reader != nullptr) Read(**reader, count, table);
+      if (*reader != nullptr) Read(**reader, range.count, table);
     });
   } catch (const std::bad_alloc&) {
     throw CommandError(NotEnoughMemoryFor(CasesOf(table.dataset)));

@@ -2,6 +2,8 @@
 
 #include "CommandError.h"
 
+#include "Words.h"
+
 #include <liborvxdemg/ErrorMsg.h>
 
 #include <new>
@@ -18,6 +20,8 @@ std::string InWords(const ErrorMsg& error) {
 }
 
 }  // namespace
+
+CommandError::CommandError(const std::string& text) : std::runtime_error(OnOneLine(text)) {}
 
 std::string ExceptionInWords() {
   try {

@@ -13,7 +13,8 @@ namespace sdmsh {
 // Threads: a plain value.
 class CommandError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  // Control characters of `text`, which may quote anything, become signs that can be seen.
+  explicit CommandError(const std::string& text);
 };
 
 // The exception being handled, in words: what the library throws (ErrorMsg and the plain number of

@@ -70,7 +70,7 @@ MirrorComparison::Side SideOf(const ORVX_DataSource& dictionary) {
 }  // namespace
 
 void OpenFile(Shell& shell, Caller& caller, Arguments& arguments) {
-  const std::string file = arguments.Take("FILE");
+  const std::string file = arguments.TakeFile();
   arguments.Expect("as");
   const std::string name = arguments.Take("NAME");
   const bool quiet = arguments.Accept("quiet");

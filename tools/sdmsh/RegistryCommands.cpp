@@ -7,6 +7,7 @@
 
 #include <ServerDataManager/serverdatamgr.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace sdmsh {
@@ -49,6 +50,9 @@ void HideVariables(Shell& shell, Caller&, Arguments& arguments) {
     arguments.End();
   } else {
     names = arguments.TakeRest("\"nothing\" or NAME");
+    if (std::find(names.begin(), names.end(), "") != names.end()) {
+      throw CommandError("no variable has an empty name");
+    }
   }
   shell.Hide(names);
   shell.Say(Hiding{std::move(names)});

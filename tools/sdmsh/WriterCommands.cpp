@@ -49,7 +49,7 @@ void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   enum { kFile, kBlank, kDictionary, kFiltered, kNone };
   const std::size_t kind = arguments.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
-  const std::string file = kind == kFile ? arguments.Take("FILE") : "";
+  const std::string file = kind == kFile ? arguments.TakeFile() : "";
   const int caseCount = kind == kBlank ? arguments.TakeNumber("COUNT") : 0;
   if (kind == kFiltered) arguments.Expect("by");
   const std::string selector = kind == kFiltered ? arguments.Take("VARIABLE") : "";
