@@ -17,10 +17,12 @@
 namespace sdmsh {
 namespace {
 
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::Pair;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
@@ -221,6 +223,18 @@ TEST_F(Bootstrapping, IsShownToWhoeverMayRead) {
   EXPECT_THAT(Writing("@v bootstrap survey display\n"),
               StartsWith("error: v would have to wait for the read lock on survey, held by main "
                          "(writing)\n"));
+}
+
+TEST_F(Bootstrapping, ShowsWhereThereIsARecord) {
+  EXPECT_THAT(Writing("show survey\n"), Not(HasSubstr("bootstrap")));
+  const std::string set = "bootstrap survey set level 90\n";
+  EXPECT_THAT(Writing(set + "show survey\n"), HasSubstr("\n  bootstrap      set\n"));
+  EXPECT_THAT(Writing(set + "bootstrap survey off\nshow survey\n"),
+              Not(HasSubstr("\n  bootstrap ")));
+  EXPECT_THAT(InJson(Open("survey") + "list\nwrite survey\n" + set + "@r list\n@r show survey\n"),
+              AllOf(HasSubstr(R"({"event":"datasets")"), HasSubstr(R"("hasBootstrap":false)"),
+                    ContainsRegex("\"datasets\":[^\n]*\"hasBootstrap\":true"),
+                    ContainsRegex("\"event\":\"dataset\",[^\n]*\"hasBootstrap\":true")));
 }
 
 TEST_F(Bootstrapping, OffRemovesTheRecord) {

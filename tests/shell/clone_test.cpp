@@ -81,12 +81,33 @@ TEST_F(Cloning, TakesTheDictionaryAsItsWriterHasLeftIt) {
                       "dirty survey on\nclone survey as copy\nshow copy\n"),
               AllOf(StartsWith("copy is open: 2 variables, 2 cases, a clone of survey\n"),
                     HasSubstr("  file           none\n"
-                              "  data source    yes\n"
+                              "  data source    yes, a clone\n"
                               "  label          \"Letters\"\n"
                               "  variables      2\n"
                               "  cases          2\n"
                               "  weight         \"c\"\n"),
                     HasSubstr("  unsaved        yes\n")));
+}
+
+TEST_F(Cloning, ShowsInBothThatTheyAreClones) {
+  const std::string both = "show survey\nshow copy\n";
+  const std::string clone = "  data source    yes, a clone\n";
+  EXPECT_THAT(Writing("show survey\nclone survey as copy\n"), HasSubstr("  data source    yes\n"));
+  const std::string text = Writing("clone survey as copy\n" + both);
+  EXPECT_NE(text.find(clone), std::string::npos);
+  EXPECT_NE(text.find(clone), text.rfind(clone));
+  EXPECT_THAT(Writing("clone survey as copy\nsource survey filtered by a\nshow survey\n"),
+              HasSubstr("  data source    yes\n"));
+}
+
+TEST_F(Cloning, ShowsInJsonWhetherItIsAClone) {
+  const auto shown = [this](const std::string& commands) {
+    return LastInJson("@w clone survey as copy\nadd-empty nix\n" + commands);
+  };
+  EXPECT_THAT(shown("@w show survey\n"), HasSubstr(R"("isClone":true,"dictionary":{)"));
+  EXPECT_THAT(shown("show nix\n"), HasSubstr(R"("isClone":false,"dictionary":null)"));
+  EXPECT_THAT(shown("show survey\n"), HasSubstr(R"("isClone":null,"dictionary":null)"));
+  EXPECT_THAT(shown("list\n"), Not(HasSubstr("isClone")));
 }
 
 TEST_F(Cloning, KeepsUnsavedChangesUnsavedInBoth) {

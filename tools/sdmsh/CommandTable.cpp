@@ -109,8 +109,7 @@ const std::vector<CommandSubject>& CommandTable() {
             "predicted or residuals VARIABLE...|none; level PERCENT; interval percentile|bca; "
             "samples NUMBER; user-missing excluded|included; split-ends NUMBER...|none; case-stats "
             "VALUE NUMBER ...|none. `set`, `from` and `off` need the write lock. `to` replaces no "
-            "file "
-            "that holds something else."},
+            "file that holds something else."},
        }},
       {"The dataset, for the caller that holds the write lock",
        {

@@ -28,6 +28,8 @@ DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
           .suppressedFile = dataset.Item()->SuppressedFileName(),
           .hasDataSource = handle.HasDataSource(),
           .dictionary = std::nullopt,
+          .isClone = std::nullopt,
+          .hasBootstrap = handle.GetBootstrapSpecs() != nullptr,
           .caseSequence = handle.GetCaseSequence(),
           .readersCount = handle.ReadersCount(),
           .writersCount = handle.WritersCount(),
@@ -141,6 +143,7 @@ void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments) {
   arguments.End();
   DatasetFacts facts = FactsOf(*dataset, shell.Locks().Ledger());
   shell.Locks().TryRead(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    facts.isClone = dynamic_cast<const SvrDMCloneDataSource*>(*reader) != nullptr;
     if (*reader != nullptr) facts.dictionary = DictionaryFactsOf(**reader);
   });
   shell.Say(std::move(facts));

@@ -68,7 +68,10 @@ struct DatasetFacts {
   std::string file;
   std::string suppressedFile;
   bool hasDataSource;
-  std::optional<DictionaryFacts> dictionary;  // none where it was not read
+  // None where they were not read.
+  std::optional<DictionaryFacts> dictionary;
+  std::optional<bool> isClone;  // whether the data source shares its cases
+  bool hasBootstrap;            // whether there is a bootstrap specification
   unsigned int caseSequence;
   unsigned int readersCount;
   unsigned int writersCount;

@@ -55,6 +55,7 @@ Json Facts(const DatasetFacts& facts) {
           {"file", facts.file},
           {"suppressedFile", facts.suppressedFile},
           {"hasDataSource", facts.hasDataSource},
+          {"hasBootstrap", facts.hasBootstrap},
           {"caseSequence", facts.caseSequence},
           {"readersCount", facts.readersCount},
           {"writersCount", facts.writersCount},
@@ -72,6 +73,7 @@ Json Facts(const DatasetFacts& facts) {
 Json Members(const DatasetFacts& facts) {
   Json json = {{"event", "dataset"}};
   json.update(Facts(facts));
+  json["isClone"] = facts.isClone ? Json(*facts.isClone) : Json(nullptr);
   json["dictionary"] = facts.dictionary ? DictionaryInJson(*facts.dictionary) : Json(nullptr);
   return json;
 }

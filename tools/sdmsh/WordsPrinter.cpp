@@ -50,7 +50,8 @@ std::string WindowInWords(const DatasetFacts& facts) {
 
 std::string SourceInWords(const DatasetFacts& facts) {
   if (!facts.hasDataSource) return "none";
-  return facts.dictionary ? "yes" : "yes, but the lock is not free for reading";
+  if (!facts.dictionary) return "yes, but the lock is not free for reading";
+  return facts.isClone.value_or(false) ? "yes, a clone" : "yes";
 }
 
 std::string PasswordInWords(const DatasetFacts& facts) {
@@ -168,6 +169,7 @@ class WordsPrinter final : public Printer {
     Fact("writers", std::to_string(facts.writersCount));
     Fact("observers", OrNone(Joined(facts.observers)));
     if (!facts.client.empty()) Fact("client", facts.client);
+    if (facts.hasBootstrap) Fact("bootstrap", "set");
     Fact("window", WindowInWords(facts));
     Fact("password", PasswordInWords(facts));
   }
