@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <ServerDataManager/serverdatamgr.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -71,6 +72,19 @@ class ShellTest : public testing::Test {
     good_ = PlayScript(shell, script, "test.sdm");
     return out.str();
   }
+
+  // What AtPrompt gives for the commands after abc.tsv was opened as survey and `main` has its
+  // write lock, without what is said to these two.
+  std::string Writing(const std::string& commands) {
+    const std::string taken = "main takes the write lock on survey\n";
+    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
+    EXPECT_THAT(text, testing::StartsWith("survey is open: "));
+    const std::string rest = text.substr(std::min(text.find('\n') + 1, text.size()));
+    EXPECT_THAT(rest, testing::StartsWith(taken));
+    return rest.substr(std::min(taken.size(), rest.size()));
+  }
+
+  static constexpr const char* kReleased = "main releases the write lock on survey\n";
 
   // What the last of them returned.
   bool WentWell() const { return good_; }

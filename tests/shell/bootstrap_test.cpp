@@ -29,14 +29,6 @@ using testing::UnorderedElementsAre;
 
 class Bootstrapping : public ShellTest {
  protected:
-  // What the shell says to the commands, after survey was opened and `main` has its write lock.
-  std::string Writing(const std::string& commands) {
-    const std::string before = IsOpen("survey") + "main takes the write lock on survey\n";
-    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
-    EXPECT_THAT(text, StartsWith(before));
-    return text.substr(std::min(before.size(), text.size()));
-  }
-
   // Every JSON event of the bootstrap command, a line each.
   std::string InJsonWriting(const std::string& commands) {
     std::istringstream lines(InJson(Open("survey") + "write survey\n" + commands));
@@ -58,8 +50,6 @@ class Bootstrapping : public ShellTest {
     const SvrBootstrapSpecs* const specs = survey.GetBootstrapSpecs();
     return specs != nullptr ? *specs : SvrBootstrapSpecs();
   }
-
-  static constexpr const char* kReleased = "main releases the write lock on survey\n";
 };
 
 // The members of "specs" in JSON for a record with all defaults.

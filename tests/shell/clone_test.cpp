@@ -22,14 +22,6 @@ using testing::StartsWith;
 
 class Cloning : public ShellTest {
  protected:
-  // What the shell says to the commands, after survey was opened and `main` has its write lock.
-  std::string Writing(const std::string& commands) {
-    const std::string before = IsOpen("survey") + "main takes the write lock on survey\n";
-    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
-    EXPECT_THAT(text, StartsWith(before));
-    return text.substr(std::min(before.size(), text.size()));
-  }
-
   // The last line of the JSON that it says to them.
   std::string LastInJson(const std::string& commands) {
     const std::string text = InJson(Open("survey") + "@w write survey\n" + commands);
@@ -41,7 +33,6 @@ class Cloning : public ShellTest {
 
   static constexpr const char* kCopyIsOpen =
       "copy is open: 3 variables, 2 cases, a clone of survey\n";
-  static constexpr const char* kReleased = "main releases the write lock on survey\n";
   static constexpr const char* kRows =
       "      a  b  c\n"
       "   1  1  2  3\n"
@@ -243,18 +234,6 @@ class Selecting : public Cloning {
  protected:
   Selecting() {
     WriteFile("abc.tsv", "a\tz\tc\ts\n1\t1\t3\tx\n4\t0\t6\tx\n7\t\t9\tx\n8\t-2\t5\tx\n");
-  }
-
-  std::string IsOpenHere() const {
-    return "survey is open: 4 variables, 4 cases, from " + Path("abc.tsv") + "\n";
-  }
-
-  // What is said to the commands under the write lock.
-  std::string Writing(const std::string& commands) {
-    const std::string before = IsOpenHere() + "main takes the write lock on survey\n";
-    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
-    EXPECT_THAT(text, StartsWith(before));
-    return text.substr(std::min(before.size(), text.size()));
   }
 
   static constexpr const char* kSelected =

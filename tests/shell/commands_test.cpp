@@ -17,16 +17,7 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-class Commands : public ShellTest {
- protected:
-  // What is said after survey was opened and `main` has its write lock.
-  std::string Writing(const std::string& commands) {
-    const std::string before = IsOpen("survey") + "main takes the write lock on survey\n";
-    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
-    EXPECT_THAT(text, StartsWith(before));
-    return text.substr(std::min(before.size(), text.size()));
-  }
-};
+class Commands : public ShellTest {};
 
 // ---------------------------------------------------------------------------------------------
 // Wrong use

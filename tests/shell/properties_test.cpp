@@ -42,14 +42,6 @@ class Properties : public ShellTest {
     EXPECT_TRUE(WentWell()) << text;
     return LinesWith(text, "  v is told: ");
   }
-
-  // What the shell says to the last of the commands, `write survey` first.
-  std::string Said(const std::string& commands) {
-    const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
-    const std::string before = IsOpen("survey") + "main takes the write lock on survey\n";
-    EXPECT_THAT(text, StartsWith(before));
-    return text.substr(std::min(before.size(), text.size()));
-  }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -159,23 +151,23 @@ TEST_F(Properties, WhatADashboardNotedGoesWithAChangeOfTheCasesInUse) {
 // Sets
 
 TEST_F(Properties, ASetIsReplacedInItsPlace) {
-  EXPECT_THAT(Said("varset survey x of a\nvarset survey y of b\nvarset survey x of c a\n"
-                   "show survey\n"),
+  EXPECT_THAT(Writing("varset survey x of a\nvarset survey y of b\nvarset survey x of c a\n"
+                      "show survey\n"),
               HasSubstr("  variable sets  \"x\": \"c\", \"a\"; \"y\": \"b\"\n"));
-  EXPECT_THAT(Said("mrset survey $x dichotomies 1 label \"An x\" of a b\n"
-                   "mrset survey $y categories of c\nshow survey\n"),
+  EXPECT_THAT(Writing("mrset survey $x dichotomies 1 label \"An x\" of a b\n"
+                      "mrset survey $y categories of c\nshow survey\n"),
               HasSubstr("  response sets  \"$x\" \"An x\": dichotomies of \"a\", \"b\", counted "
                         "value \"1\"; \"$y\": categories of \"c\"\n"));
 }
 
 TEST_F(Properties, OnlyASetThatIsThereIsRemoved) {
-  EXPECT_THAT(Said("varset survey x of a\nmrset survey x off\n"),
+  EXPECT_THAT(Writing("varset survey x of a\nmrset survey x off\n"),
               StartsWith("error: there is no set \"x\"\n"));
-  EXPECT_THAT(Said("varset survey x off\n"), StartsWith("error: there is no set \"x\"\n"));
+  EXPECT_THAT(Writing("varset survey x off\n"), StartsWith("error: there is no set \"x\"\n"));
 }
 
 TEST_F(Properties, AMemberThatIsGoneIsShownByItsIdentifier) {
-  const std::string text = Said("varset survey x of a c\ndelete survey a\nshow survey\n");
+  const std::string text = Writing("varset survey x of a c\ndelete survey a\nshow survey\n");
   EXPECT_THAT(text, HasSubstr("  variable sets  \"x\": 1:"));
   EXPECT_THAT(text, HasSubstr(" (not there), \"c\"\n"));
 }
@@ -194,7 +186,7 @@ TEST_F(Properties, WrongVariablesChangeNothing) {
       {"varset survey x of a b a\n", "variable \"a\" is named twice"},
   };
   for (const auto& [command, error] : wrong) {
-    const std::string text = Said(command + "show survey\n");
+    const std::string text = Writing(command + "show survey\n");
     EXPECT_THAT(text, StartsWith("error: " + error + "\n"));
     EXPECT_THAT(text, HasSubstr("  weight         none\n"
                                 "  filter         none\n"
@@ -215,7 +207,7 @@ TEST_F(Properties, EightVariablesSplitAndNineDoNot) {
 }
 
 TEST_F(Properties, BlankCasesNeedADictionary) {
-  EXPECT_THAT(Said("source survey none\nsource survey blank 3\n"),
+  EXPECT_THAT(Writing("source survey none\nsource survey blank 3\n"),
               StartsWith("error: survey has no dictionary to keep\n"));
 }
 
@@ -238,12 +230,12 @@ TEST_F(Properties, ShowLeavesOutWhatIsRareAndNotThere) {
 }
 
 TEST_F(Properties, ShowHasThemAll) {
-  EXPECT_THAT(Said("title survey Letters\nweight survey by a\nfilter survey by b\n"
-                   "split survey separate by c a\nimputation survey 1\n"
-                   "trends survey period 12 cases 1 to 2 by b\n"
-                   "mrset survey $x categories of a\nvarset survey y of b\n"
-                   "extension survey cut=2\nattribute survey source form\nfilespec survey \"\"\n"
-                   "dirty survey on\nsource survey blank 7\nshow survey\n"),
+  EXPECT_THAT(Writing("title survey Letters\nweight survey by a\nfilter survey by b\n"
+                      "split survey separate by c a\nimputation survey 1\n"
+                      "trends survey period 12 cases 1 to 2 by b\n"
+                      "mrset survey $x categories of a\nvarset survey y of b\n"
+                      "extension survey cut=2\nattribute survey source form\nfilespec survey \"\"\n"
+                      "dirty survey on\nsource survey blank 7\nshow survey\n"),
               HasSubstr("  label          \"Letters\"\n"
                         "  variables      3\n"
                         "  cases          7\n"
@@ -269,8 +261,8 @@ TEST_F(Properties, ShowDoesNotWaitForAWriter) {
 }
 
 TEST_F(Properties, VariablesSayWhatTheyAreUsedFor) {
-  EXPECT_THAT(Said("label survey b \"The b\"\nweight survey by b\nfilter survey by b\n"
-                   "split survey together by c b\nvariables survey\n"),
+  EXPECT_THAT(Writing("label survey b \"The b\"\nweight survey by b\nfilter survey by b\n"
+                      "split survey together by c b\nvariables survey\n"),
               StartsWith("   1  a  numeric  scale\n"
                          "   2  b  numeric  scale    The b [weight, filter, split 2]\n"
                          "   3  c  numeric  scale     [split 1]\n"));
