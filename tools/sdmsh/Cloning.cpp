@@ -15,9 +15,9 @@ namespace {
 
 // Has the dictionary of a source, and its cases once it has it as its parent. A clone deletes what
 // it cannot take over, so it is given this first, and the source when no more can fail.
-class Stand final : public ORVX_DataSource {
+class PassThrough final : public ORVX_DataSource {
  public:
-  explicit Stand(const ORVX_DataSource& source) { CopyDictionary(&source); }
+  explicit PassThrough(const ORVX_DataSource& source) { CopyDictionary(&source); }
 
   ObsIterator* MakeIterator(OBS* area) const override {
     return GetParentSource()->MakeIterator(area);
@@ -61,13 +61,13 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(*writer)) {
     return CopyOf(*clone);
   }
-  auto stand = std::make_unique<Stand>(**writer);
-  Stand& parent = *stand;
-  auto clone = SvrDMCloneDataSource::Adopt(std::move(stand));
+  auto passThrough = std::make_unique<PassThrough>(**writer);
+  PassThrough& shared = *passThrough;
+  auto clone = SvrDMCloneDataSource::Adopt(std::move(passThrough));
   clone->SetDirty(writer->IsDirty());
   auto copy = CopyOf(*clone);
 
-  parent.SetParentSource(TakeOut(writer));  // the clones own it from here on
+  shared.SetParentSource(TakeOut(writer));  // the clones own it from here on
   writer.SetDataSet(clone.release());       // deletes the placeholder
   return copy;
 }

@@ -13,7 +13,8 @@ namespace sdmsh {
 // A clone of the writer's data source, which is not null: the same dictionary, unsaved changes
 // included, and the same cases. Of a source that is no clone yet, the dataset gets a clone in its
 // place, equal in all of this, and the two clones own the source; that queues two messages of a
-// replaced source.
+// replaced source. What the clones name as their Source() is one that passes the cases through and
+// stands on top of the former source.
 //
 // Nothing is lost where it throws: the dataset has its source then, or the clone of it.
 //
