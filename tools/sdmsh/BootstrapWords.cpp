@@ -2,15 +2,9 @@
 
 #include "BootstrapWords.h"
 
+#include "Words.h"
+
 namespace sdmsh {
-namespace {
-
-const char* NameOf(std::int32_t value, const std::vector<const char*>& names) {
-  const auto index = static_cast<std::size_t>(value);  // a huge one for a negative value
-  return index < names.size() ? names[index] : nullptr;
-}
-
-}  // namespace
 
 const std::vector<const char*>& SamplingMethodWords() {
   static const std::vector<const char*> words = {"simple", "stratified", "residual", "wild"};
@@ -23,11 +17,11 @@ const std::vector<const char*>& IntervalWords() {
 }
 
 const char* SamplingMethodInWords(SvrBootstrapSpecs::SampMethods method) {
-  return NameOf(method, SamplingMethodWords());
+  return WordOf(method, SamplingMethodWords(), nullptr);
 }
 
 const char* IntervalInWords(SvrBootstrapSpecs::CITypes interval) {
-  return NameOf(interval, IntervalWords());
+  return WordOf(interval, IntervalWords(), nullptr);
 }
 
 std::string FindingInWords(const SvrBootstrapSpecsSerializer::Check& check) {

@@ -6,6 +6,7 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "Shell.h"
+#include "Variables.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
 
@@ -48,9 +49,7 @@ bool MoveTo(CaseRows& rows, int number) {
 // Fills in all that is said of the cases of `source`. Reads one case more than it keeps.
 void Read(const ORVX_DataSource& source, std::optional<int> count, CaseTable& table) {
   table.hasDataSource = true;
-  for (int position = 0; position < source.ColumnCount(); ++position) {
-    table.variables.push_back(source.GetVariable(position));
-  }
+  table.variables = VariablesOf(source);
   CaseRows rows(source);
   bool there = MoveTo(rows, table.from);
   for (int kept = 0; there && (!count || kept < *count); ++kept) {

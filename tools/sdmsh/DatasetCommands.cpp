@@ -6,6 +6,7 @@
 #include "Commands.h"
 #include "LockWords.h"
 #include "Shell.h"
+#include "Variables.h"
 #include "Writing.h"
 
 #include <libdatasrc/DataFreeDataSource.h>
@@ -55,14 +56,6 @@ Added Add(Shell& shell, std::unique_ptr<ORVX_DataSource> source, const std::stri
   static_cast<void>(source.release());  // the dataset owns it now
   const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
   return {id, {reader->ColumnCount(), reader->RowCount()}};
-}
-
-std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& dictionary) {
-  std::vector<ORVX_Variable> variables;
-  for (int position = 0; position < dictionary.ColumnCount(); ++position) {
-    variables.push_back(dictionary.GetVariable(position));
-  }
-  return variables;
 }
 
 MirrorComparison::Side SideOf(const ORVX_DataSource& dictionary) {

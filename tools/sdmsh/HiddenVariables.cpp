@@ -11,7 +11,9 @@
 namespace sdmsh {
 namespace {
 
-std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names) {
+// Of the variables that have one of these names; nobody need have it.
+std::vector<int> PositionsNamed(const ORVX_DataSource& source,
+                                const std::vector<std::string>& names) {
   std::vector<int> positions;
   for (int position = 0; position < source.ColumnCount(); ++position) {
     const std::string name = source.GetVariable(position).GetName();
@@ -28,7 +30,7 @@ void Delete(const std::vector<int>& positions, ORVX_DataSource& source) {
 }  // namespace
 
 ORVX_DataSource* HiddenVariables::FilterDataSource(ORVX_DataSource* source) {
-  const std::vector<int> hidden = PositionsOf(*source, names_);
+  const std::vector<int> hidden = PositionsNamed(*source, names_);
   if (hidden.empty()) return source;
   // A filtered source reads rows as its parent's dictionary lays them out; a clone's need not do.
   if (dynamic_cast<SvrDMCloneDataSource*>(source) != nullptr) {

@@ -40,12 +40,6 @@ std::string MissingInWords(const MissingValues& missing) {
   return words.Text();
 }
 
-template <class Enumeration, std::size_t n>
-const char* NameOf(Enumeration value, const std::array<const char*, n>& names) {
-  const auto index = static_cast<std::size_t>(value);
-  return index < n ? names[index] : "unknown";
-}
-
 // The two formats of a variable are mostly one: then a change of both is one difference.
 bool OneFormat(const ORVX_Variable& variable) {
   return variable.GetPrintFormat() == variable.GetWriteFormat();
@@ -65,15 +59,16 @@ std::string FormatInWords(const VariableFormat& format) {
 }
 
 const char* LevelInWords(MeasurementLevel level) {
-  return NameOf(level, std::array{"unknown", "nominal", "ordinal", "scale"});
+  return WordOf(level, std::array{"unknown", "nominal", "ordinal", "scale"}, "unknown");
 }
 
 const char* RoleInWords(VariableRole role) {
-  return NameOf(role, std::array{"input", "target", "both", "none", "partition", "split"});
+  return WordOf(role, std::array{"input", "target", "both", "none", "partition", "split"},
+                "unknown");
 }
 
 const char* AlignmentInWords(VariableAlignment alignment) {
-  return NameOf(alignment, std::array{"left", "right", "center"});
+  return WordOf(alignment, std::array{"left", "right", "center"}, "unknown");
 }
 
 std::string NumberInWords(double number) {

@@ -1,4 +1,4 @@
-// From names to positions.
+// Copies of variables; from names to positions.
 
 #include "Variables.h"
 
@@ -21,6 +21,14 @@ int FindByName(const ORVX_DataSource& source, const std::string& name) {
 }
 
 }  // namespace
+
+std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source) {
+  std::vector<ORVX_Variable> variables;
+  for (int position = 0; position < source.ColumnCount(); ++position) {
+    variables.push_back(source.GetVariable(position));
+  }
+  return variables;
+}
 
 int PositionOf(const ORVX_DataSource& source, const std::string& name) {
   const int position = FindByName(source, name);

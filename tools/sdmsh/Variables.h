@@ -1,7 +1,9 @@
-// Finding the variables of a dictionary by the names that a command gives.
+// The variables of a dictionary: all of them, or those whose names a command gives.
 
 #ifndef SDMSH_VARIABLES_H_
 #define SDMSH_VARIABLES_H_
+
+#include <libdatasrc/ORVX_Variable.h>
 
 #include <string>
 #include <vector>
@@ -9,6 +11,9 @@
 class ORVX_DataSource;
 
 namespace sdmsh {
+
+// Copies of all of them, in their order.
+std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
 
 // Positions from 0. Each operation refuses, with CommandError, a name that no variable has; names
 // are told apart exactly.

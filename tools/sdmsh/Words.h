@@ -3,11 +3,20 @@
 #ifndef SDMSH_WORDS_H_
 #define SDMSH_WORDS_H_
 
+#include <cstddef>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace sdmsh {
+
+// The word of an enumerator, which `words` has for those from 0 on; `other` where it has none.
+template <class Enumeration>
+const char* WordOf(Enumeration value, std::span<const char* const> words, const char* other) {
+  const auto index = static_cast<std::size_t>(value);  // a huge one for a negative value
+  return index < words.size() ? words[index] : other;
+}
 
 // In double quotes.
 std::string Quoted(const std::string& text);
