@@ -491,7 +491,8 @@ TEST_F(BootstrapFiles, TakeThePlaceOfNothingThatIsTooLong) {
   WriteFile("long", FullSpecs(/*swapped=*/false));
   std::filesystem::resize_file(Path("long"), kMaxFileBytes + 1);
   EXPECT_EQ(Writing("bootstrap survey set level 90\n" + To("long")),
-            "error: " + Path("long") + ": longer than 16777216 bytes\n" + kReleased);
+            "error: " + Path("long") +
+                ": holds something else than a bootstrap specification, and is kept\n" + kReleased);
   EXPECT_EQ(std::filesystem::file_size(Path("long")), kMaxFileBytes + 1);
 }
 

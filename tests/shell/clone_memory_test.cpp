@@ -1,20 +1,25 @@
-// Cloning where memory runs out. This program replaces the global operator new, so it is one of its
-// own.
+// Cloning, and new roles, where memory runs out. This program replaces the global operator new, so
+// it is one of its own.
 
 #include <CaseRows.h>
 #include <Cloning.h>
+#include <Command.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
+#include <Printer.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <Shell.h>
 #include <tests/support/FullMemory.h>
 
 #include <gmock/gmock.h>
 
+#include <exception>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 namespace sdmsh {
@@ -145,6 +150,37 @@ TEST_F(CloneMemory, ACloneOfACloneLeavesItAloneWhereItRunsOut) {
   ExpectWhole(second.get());
   second.reset();
   EXPECT_EQ(deaths_, 2);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Roles
+
+class Mute final : public Printer {
+ public:
+  void Print(const Event&) override {}
+};
+
+TEST(RoleMemory, ARoleIsThereWholeOrNotAtAll) {
+  const std::string role = "a role with a long name, for which a string needs memory";
+  const std::vector<std::string> words = {"list"};
+  ASSERT_NE(FindCommand("list"), nullptr);  // makes the table, which would fail first otherwise
+  int failures = 0;
+  for (bool done = false; !done; failures += done ? 0 : 1) {
+    ServerDataManager registry;
+    Mute printer;
+    Shell shell(registry, printer);
+    {
+      const MemoryFor some(failures);
+      try {
+        shell.Execute(role, words);
+        done = true;
+      } catch (const std::exception&) {  // for CommandError there was none, either
+      }
+    }
+    EXPECT_TRUE(shell.CloseDown(""));
+    EXPECT_FALSE(shell.IsStuck());
+  }
+  EXPECT_GT(failures, 3);
 }
 
 }  // namespace

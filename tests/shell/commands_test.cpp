@@ -663,6 +663,18 @@ TEST_F(Commands, AreAskedForAtAPromptUntilTheInputEnds) {
   EXPECT_EQ(out.str(), "sdmsh> no dataset is open\nsdmsh> \n");
 }
 
+TEST_F(Commands, AreNotAllThereWhereTheInputBreaks) {
+  class Broken final : public std::streambuf {
+    int_type underflow() override { throw std::runtime_error("broken"); }
+  } broken;
+  std::istream input(&broken);
+  std::ostringstream out;
+  const auto printer = MakeWordsPrinter(out, out);
+  Shell shell(Registry(), *printer);
+  EXPECT_FALSE(RunPrompt(shell, input, nullptr));
+  EXPECT_EQ(out.str(), "error: the input cannot be read to its end\n");
+}
+
 TEST_F(Commands, QuitEndsAtOnce) {
   EXPECT_THAT(AtPrompt("quit\nlist\n"), IsEmpty());
   EXPECT_TRUE(WentWell());

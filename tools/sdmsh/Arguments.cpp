@@ -50,8 +50,9 @@ Number Arguments::TakeFrom(Number least, const std::string& expected) {
   Number number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
   const bool toTheEnd = end == word.data() + word.size();
-  if (toTheEnd && error == std::errc::result_out_of_range)
+  if (toTheEnd && error == std::errc::result_out_of_range) {
     Wrong(expected, ", which is out of range");
+  }
   const bool read = error == std::errc() && toTheEnd;
   // False for NaN, too.
   const bool within = number >= least && number <= std::numeric_limits<Number>::max();

@@ -12,8 +12,11 @@
 
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
+#include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -146,11 +149,21 @@ void Display(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPt
   shell.Say(std::move(shown));
 }
 
+bool IsTooLong(const std::string& file) {
+  std::error_code error;
+  const std::uintmax_t size = std::filesystem::file_size(file, error);
+  return !error && size > kMaxFileBytes;
+}
+
+bool HoldsSpecsOrNothing(const std::string& file) {
+  if (IsTooLong(file)) return false;
+  const std::string bytes = ReadWholeFile(file);
+  return bytes.empty() || SvrBootstrapSpecsSerializer::checkSpecs(bytes).IsWhole();
+}
+
 // Refuses to replace a file of something else. One that cannot be read could be anything.
 void RefuseOtherContent(const std::string& file) {
-  if (!IsThere(file)) return;
-  const std::string present = ReadWholeFile(file);
-  if (present.empty() || SvrBootstrapSpecsSerializer::checkSpecs(present).IsWhole()) return;
+  if (!IsThere(file) || HoldsSpecsOrNothing(file)) return;
   throw CommandError(file + ": holds something else than a bootstrap specification, and is kept");
 }
 

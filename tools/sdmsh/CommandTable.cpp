@@ -144,8 +144,7 @@ const std::vector<CommandSubject>& CommandTable() {
             HideVariables,
             "From everyone: a demonstration of the registry's filter hook, which puts a source "
             "without them on top of each that is added. Their values stay in the file. What "
-            "`source` "
-            "puts in place is not added, and shows all its variables."},
+            "`source` puts in place is not added, and shows all its variables."},
            {"touched", "FILE|DATASET", "tells whether its file was changed from outside",
             AskWhetherTouched,
             "Since its dataset took hold of it. Asks the open file: one put in its place is not "

@@ -11,7 +11,7 @@
 namespace sdmsh {
 namespace {
 
-// Of the variables that have one of these names; nobody need have it.
+// Of the variables that have one of these names. A name that none has is passed over.
 std::vector<int> PositionsNamed(const ORVX_DataSource& source,
                                 const std::vector<std::string>& names) {
   std::vector<int> positions;

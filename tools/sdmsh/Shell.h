@@ -92,8 +92,8 @@ class Shell {
   RegistryWatch watch_;
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
   std::vector<DatasetPtr> datasets_;
-  LockDesk locks_;      // behind what callers work on: they go first
   std::string unsaid_;  // why the first of what could not be said was not; empty for none
+  LockDesk locks_;      // last: callers go before the datasets that they work on
   bool over_ = false;
 };
 
