@@ -9,8 +9,7 @@
 
 namespace sdmsh {
 
-// A number as it would be typed, "." for a missing number, a string as it is. On one line, whatever
-// bytes it has: each control character becomes the sign that Unicode has for it.
+// A number as it would be typed, "." for a missing number, a string as it is but OnOneLine.
 std::string CaseValueInWords(const CaseValue& value);
 
 // "the cases of survey"
