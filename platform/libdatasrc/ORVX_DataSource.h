@@ -64,7 +64,7 @@ class ORVX_DataSource {
   // A new iterator over the cases, which the caller owns. It lays rows out in `area`, borrowed for
   // as long as the iterator is used, for the dictionary as it is now: `area` needs the
   // GetObsAreaSize() of now, and editing the dictionary later does not change what the iterator
-  // does. Here: no rows.
+  // does. A class that lays rows out otherwise says so. Here: no rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
   // Cells in a row: 1 for each number, ceil(w / 8) for each string of w bytes.

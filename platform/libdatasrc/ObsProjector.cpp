@@ -27,22 +27,22 @@ ObsProjector::ObsProjector(const ORVX_DataSource& from, const ORVX_DataSource& t
   const std::vector<long> toOffsets = Offsets(to);
   for (int position = 0; position < to.ColumnCount(); ++position) {
     const ORVX_Variable& variable = to.GetVariable(position);
-    const long toOffset = toOffsets[static_cast<std::size_t>(position)];
-    const int fromPosition = from.FindVarIndex(variable.GetID());
-    if (fromPosition < 0) {
-      conversions_.push_back({-1, 0, toOffset, variable.GetType()});
-      continue;
-    }
-    const long fromOffset = fromOffsets[static_cast<std::size_t>(fromPosition)];
-    const int fromType = from.GetVariable(fromPosition).GetType();
-    if (fromType == variable.GetType()) {
-      AddRun({fromOffset, toOffset, ObsCells(fromType)});
-    } else {
-      conversions_.push_back({fromOffset, fromType, toOffset, variable.GetType()});
-    }
+    const int found = from.FindVarIndex(variable.GetID());
+    const bool isThere = found >= 0;
+    Add({isThere ? fromOffsets[static_cast<std::size_t>(found)] : -1,
+         isThere ? from.GetVariable(found).GetType() : 0,
+         toOffsets[static_cast<std::size_t>(position)], variable.GetType()});
   }
   fromAreaSize_ = fromOffsets.back();
   toAreaSize_ = toOffsets.back();
+}
+
+void ObsProjector::Add(const Conversion& value) {
+  if (value.from >= 0 && value.fromType == value.toType) {
+    AddRun({value.from, value.to, ObsCells(value.toType)});
+  } else {
+    conversions_.push_back(value);
+  }
 }
 
 void ObsProjector::AddRun(const Run& run) {

@@ -47,6 +47,7 @@ class ObsProjector {
     int toType;
   };
 
+  void Add(const Conversion& value);
   void AddRun(const Run& run);
   static void Convert(const Conversion& conversion, const OBS* from, OBS* to);
 
