@@ -62,49 +62,56 @@ MirrorComparison::Side SideOf(const ORVX_DataSource& dictionary) {
   return {DictionaryFactsOf(dictionary), VariablesOf(dictionary), DigestOf(dictionary)};
 }
 
+// What a command that opens a dataset says of it last.
+struct NewDataset {
+  std::string name;
+  bool quiet;
+};
+
+NewDataset TakeNewDataset(const Shell& shell, Arguments& arguments) {
+  NewDataset dataset;
+  dataset.name = arguments.Take("NAME");
+  dataset.quiet = arguments.Accept("quiet");
+  arguments.End();
+  shell.RefuseName(dataset.name, nullptr);
+  return dataset;
+}
+
 }  // namespace
 
 void OpenFile(Shell& shell, Caller& caller, Arguments& arguments) {
   const std::string file = arguments.TakeFile();
   arguments.Expect("as");
-  const std::string name = arguments.Take("NAME");
-  const bool quiet = arguments.Accept("quiet");
-  arguments.End();
-  shell.RefuseName(name, nullptr);
+  const NewDataset wanted = TakeNewDataset(shell, arguments);
 
   Added added{};
-  caller.Do([&] { added = Add(shell, SystemFileDataSource::Open(file), file, quiet); });
-  shell.Adopt(added.id, name);
-  shell.Say(DatasetOpened{caller.Name(), name, added.id, file, added.size, quiet});
+  caller.Do([&] { added = Add(shell, SystemFileDataSource::Open(file), file, wanted.quiet); });
+  shell.Adopt(added.id, wanted.name);
+  shell.Say(DatasetOpened{caller.Name(), wanted.name, added.id, file, added.size, wanted.quiet});
 }
 
 void AddEmpty(Shell& shell, Caller& caller, Arguments& arguments) {
-  const std::string name = arguments.Take("NAME");
-  const bool quiet = arguments.Accept("quiet");
-  arguments.End();
-  shell.RefuseName(name, nullptr);
+  const NewDataset wanted = TakeNewDataset(shell, arguments);
 
   LocallyUniqueID id;
-  caller.Do([&] { id = shell.Registry().AddEmpty(quiet); });
-  shell.Adopt(id, name);
-  shell.Say(DatasetOpened{caller.Name(), name, id, "", std::nullopt, quiet});
+  caller.Do([&] { id = shell.Registry().AddEmpty(wanted.quiet); });
+  shell.Adopt(id, wanted.name);
+  shell.Say(DatasetOpened{caller.Name(), wanted.name, id, "", std::nullopt, wanted.quiet});
 }
 
 void CloneDataset(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   arguments.Expect("as");
-  const std::string name = arguments.Take("NAME");
-  const bool quiet = arguments.Accept("quiet");
-  arguments.End();
-  shell.RefuseName(name, nullptr);
+  const NewDataset wanted = TakeNewDataset(shell, arguments);
 
   Added added{};
   Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
     SourceOf(writer, *dataset);  // refuses where there is none
-    added = Add(shell, CloneSource(writer), /*file=*/"", quiet);
+    added = Add(shell, CloneSource(writer), /*file=*/"", wanted.quiet);
   });
-  shell.Adopt(added.id, name);
-  shell.Say(DatasetOpened{caller.Name(), name, added.id, "", added.size, quiet, dataset->Name()});
+  shell.Adopt(added.id, wanted.name);
+  shell.Say(DatasetOpened{caller.Name(), wanted.name, added.id, "", added.size, wanted.quiet,
+                          dataset->Name()});
 }
 
 void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments) {
