@@ -1,46 +1,36 @@
-// Calendar dates as seconds since the eve of the Gregorian calendar.
+// Calendar dates as seconds since 1970, by the calendar of the standard library, which is the
+// proleptic Gregorian one.
 
 #include <libdatasrc/iDMY2Orvx.h>
 
+#include <chrono>
+
 namespace {
 
-constexpr long kFirstYear = 1582;
-constexpr long kLastYear = 9999;
-
-constexpr bool IsLeapYear(long year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+bool IsBetween(long least, long number, long most) {
+  return least <= number && number <= most;
 }
 
-constexpr long DaysInMonth(long month, long year) {
-  constexpr long kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  return month == 2 && IsLeapYear(year) ? 29 : kDays[month - 1];
-}
-
-// Days from the first day of the year 1, in the Gregorian calendar carried back to then.
-constexpr long DayNumber(long day, long month, long year) {
-  const long before = year - 1;
-  long days = 365 * before + before / 4 - before / 100 + before / 400 + day - 1;
-  for (long each = 1; each < month; ++each) days += DaysInMonth(each, year);
-  return days;
-}
-
-constexpr long kDayZero = DayNumber(14, 10, 1582);
-
-bool IsDate(long day, long month, long year) {
-  return year >= kFirstYear && year <= kLastYear && month >= 1 && month <= 12 && day >= 1 &&
-         day <= DaysInMonth(month, year) && DayNumber(day, month, year) >= kDayZero;
+// What is no date is not ok().
+std::chrono::year_month_day DateOf(long day, long month, long year) {
+  // The standard library's types would take a number that they cannot hold for another one.
+  if (!IsBetween(1, year, 9999) || !IsBetween(1, month, 12) || !IsBetween(1, day, 31)) return {};
+  return {std::chrono::year(static_cast<int>(year)),
+          std::chrono::month(static_cast<unsigned int>(month)),
+          std::chrono::day(static_cast<unsigned int>(day))};
 }
 
 bool IsTime(long hour, long minute, double second) {
-  return hour >= 0 && hour <= 23 && minute >= 0 && minute <= 59 && second >= 0 && second < 61;
+  return IsBetween(0, hour, 23) && IsBetween(0, minute, 59) && second >= 0 && second < 61;
 }
 
 }  // namespace
 
 int iDMY2Orvx(long day, long month, long year, long hour, long minute, double second,
               double* result) {
-  if (!IsDate(day, month, year) || !IsTime(hour, minute, second)) return 1;
-  const long days = DayNumber(day, month, year) - kDayZero;
+  const std::chrono::year_month_day date = DateOf(day, month, year);
+  if (!date.ok() || !IsTime(hour, minute, second)) return 1;
+  const long days = std::chrono::sys_days(date).time_since_epoch().count();
   *result = static_cast<double>((days * 24 + hour) * 3600 + minute * 60) + second;
   return 0;
 }

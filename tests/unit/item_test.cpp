@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <libdatasrc/iDMY2Orvx.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <PackageProxy/PackageProxy.h>
 #include <ServerDataManager/SourceChain.h>
@@ -858,6 +859,13 @@ TEST_F(SavedFile, IsHeldWithTimeZeroWhenItsTimeCannotBeRead) {
 // ---------------------------------------------------------------------------------------------
 // The creation time
 
+// What the platform makes of a date: the item sets no scale of its own.
+double DateValue(long day, long month, long year, long hour, long minute, double second) {
+  double value = 0;
+  EXPECT_EQ(iDMY2Orvx(day, month, year, hour, minute, second, &value), 0);
+  return value;
+}
+
 class CreationTime : public testing::Test {
  protected:
   ~CreationTime() override { localtimeAnswer = nullptr; }
@@ -874,7 +882,7 @@ class CreationTime : public testing::Test {
       asked_ = *moment;
       return &local_;
     };
-    return 13797313445.0;
+    return DateValue(2, 1, 2020, 3, 4, 5);
   }
 
   // Makes the C library unable to tell the local time.
@@ -900,7 +908,7 @@ TEST_F(CreationTime, IsTheFirstOfFebruary1975AtNoonWhereTheLocalTimeCannotBeTold
   BreakClock();
   const SvrDMItem item = Item(nullptr);
 
-  EXPECT_EQ(item.getObjCreationTime(), 12379867200.0);
+  EXPECT_EQ(item.getObjCreationTime(), DateValue(1, 2, 1975, 12, 0, 0));
 }
 
 TEST_F(CreationTime, StaysWhateverBecomesOfTheItem) {
@@ -923,7 +931,7 @@ TEST_F(CreationTime, IsStampedByAnOperationThatAnybodyMayCall) {
 
   BreakClock();
   SvrDMItem::orvxTimestampNow(&stamp);
-  EXPECT_EQ(stamp, 12379867200.0);
+  EXPECT_EQ(stamp, DateValue(1, 2, 1975, 12, 0, 0));
 }
 
 TEST_F(CreationTime, IsLeftAsItWasWhereTheDateIsImpossible) {
