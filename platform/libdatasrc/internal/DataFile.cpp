@@ -66,9 +66,7 @@ class ColumnReader {
   bool IsNumeric() const { return type_ != Type::String && isNumeric_; }
 
   bool IsMissing(std::string_view text) const {
-    if (field_ == nullptr) return text.empty();
-    const auto& values = field_->missingValues;
-    return std::find(values.begin(), values.end(), text) != values.end();
+    return field_ != nullptr ? field_->missingValues->contains(text) : text.empty();
   }
 
   void AddNumber(const DelimitedText& record, std::size_t index, bool isMissing) {

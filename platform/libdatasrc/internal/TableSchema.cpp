@@ -57,7 +57,7 @@ class SchemaReader {
     const JsonValue root = ParseJson(schema_.file, text);
     Demand<JsonValue::Object>(root, "the schema");
     if (const auto* title = Optional<std::string>(root, "title")) schema_.title = *title;
-    schema_.missingValues = MissingValuesOf(root, {""});
+    missingValues_ = MissingValuesOf(root, std::make_shared<MissingTexts>(MissingTexts{""}));
     for (const JsonValue& field : Required<JsonValue::Array>(root, "fields")) ReadField(field);
     return std::move(schema_);
   }
@@ -79,7 +79,7 @@ class SchemaReader {
     if (const auto* categories = Optional<JsonValue::Array>(json, "categories")) {
       for (const JsonValue& each : *categories) field.categories.push_back(CategoryOf(each));
     }
-    field.missingValues = MissingValuesOf(json, schema_.missingValues);
+    field.missingValues = MissingValuesOf(json, missingValues_);
     schema_.fields.push_back(std::move(field));
   }
 
@@ -111,13 +111,13 @@ class SchemaReader {
     return category;
   }
 
-  std::vector<std::string> MissingValuesOf(const JsonValue& object,
-                                           std::vector<std::string> otherwise) const {
+  std::shared_ptr<const MissingTexts> MissingValuesOf(
+      const JsonValue& object, std::shared_ptr<const MissingTexts> otherwise) const {
     const auto* values = Optional<JsonValue::Array>(object, "missingValues");
     if (values == nullptr) return otherwise;
-    std::vector<std::string> texts;
+    const auto texts = std::make_shared<MissingTexts>();
     for (const JsonValue& each : *values) {
-      texts.push_back(Demand<std::string>(each, "a missing value"));
+      texts->insert(Demand<std::string>(each, "a missing value"));
     }
     return texts;
   }
@@ -148,6 +148,7 @@ class SchemaReader {
   }
 
   std::set<std::string> names_;
+  std::shared_ptr<const MissingTexts> missingValues_;  // the table's
   TableSchema schema_;
 };
 

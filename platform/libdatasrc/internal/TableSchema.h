@@ -6,9 +6,23 @@
 #include <libdatasrc/internal/TextPosition.h>
 #include <libdatasrc/ORVX_Variable.h>
 
+#include <cstddef>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
+
+// Looked up with the text of a cell, which is not copied.
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const {
+    return std::hash<std::string_view>()(text);
+  }
+};
+using MissingTexts = std::unordered_set<std::string, TextHash, std::equal_to<>>;
 
 struct SchemaCategory {
   DataValue value;
@@ -25,14 +39,13 @@ struct SchemaField {
   Type type = Type::ByFields;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  std::vector<std::string> missingValues;
+  std::shared_ptr<const MissingTexts> missingValues;  // never null; most fields share the table's
 };
 
 struct TableSchema {
   std::string file;  // the schema's
   std::optional<std::string> title;
   std::vector<SchemaField> fields;  // each name once
-  std::vector<std::string> missingValues;
 
   [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
 };

@@ -6,10 +6,12 @@
 #include <new>
 
 long allocationsLeft = -1;
+std::size_t bytesAllocated = 0;
 
 void* operator new(std::size_t size) {
   if (allocationsLeft == 0) throw std::bad_alloc();
   if (allocationsLeft > 0) --allocationsLeft;
+  bytesAllocated += size;
   if (void* memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }

@@ -1,0 +1,84 @@
+// Opening a data file costs memory and time in proportion to the bytes of the file and its schema.
+
+#include <gtest/gtest.h>
+
+#include "FailingAllocator.h"
+#include "Files.h"
+
+namespace {
+
+// {"missingValues": ["v100000", "v100001", ...], "fields": [{"name": "c100000"<more>}, ...]}
+std::string Schema(int missingValues, int fields, const std::string& more = "") {
+  std::string text = R"({"missingValues": [)";
+  for (int i = 0; i < missingValues; ++i) {
+    text += (i > 0 ? ",\"v" : "\"v") + std::to_string(100000 + i) + "\"";
+  }
+  text += R"(], "fields": [)";
+  for (int i = 0; i < fields; ++i) {
+    text += (i > 0 ? ",{\"name\":\"c" : "{\"name\":\"c") + std::to_string(100000 + i) + "\"";
+    text += more + "}";
+  }
+  return text + "]}";
+}
+
+std::string Header(int columns) {
+  std::string text;
+  for (int i = 0; i < columns; ++i) text += (i > 0 ? ",c" : "c") + std::to_string(100000 + i);
+  return text + "\n";
+}
+
+std::size_t BytesToOpen(const std::string& path) {
+  const std::size_t before = bytesAllocated;
+  SystemFileDataSource::Open(path);
+  return bytesAllocated - before;
+}
+
+// Of a schema with so many missing values and fields, and columns for them.
+std::size_t BytesToOpen(int count, const std::string& more = "") {
+  const Folder folder;
+  folder.Write("data.schema.json", Schema(count, count, more));
+  return BytesToOpen(folder.Write("data.csv", Header(count)));
+}
+
+TEST(FileMemory, TwiceTheMissingValuesAndFieldsTakeTwiceTheMemory) {
+  EXPECT_LT(BytesToOpen(2000), 2.5 * static_cast<double>(BytesToOpen(1000)));
+}
+
+TEST(FileMemory, TwiceTheFieldsWithCategoriesTakeTwiceTheMemory) {
+  const std::string categories =
+      R"(,"categories":[{"value":1,"label":"one"},2],"missingValues":[])";
+  EXPECT_LT(BytesToOpen(2000, categories),
+            2.5 * static_cast<double>(BytesToOpen(1000, categories)));
+}
+
+// A search through the list for each cell would compare 160,000,000,000 texts and never end.
+TEST(FileMemory, EachOfManyCellsIsFoundAmongManyMissingValuesWithoutASearch) {
+  constexpr int kMany = 400000;
+  const Folder folder;
+  folder.Write("data.schema.json", Schema(kMany, /*fields=*/1, R"(,"type":"string")"));
+  std::string text = Header(1);
+  for (int i = 0; i < kMany; ++i) text += "w" + std::to_string(100000 + i) + "\n";
+  text += "v100000\n";
+
+  const auto source = SystemFileDataSource::Open(folder.Write("data.csv", text));
+
+  EXPECT_EQ(source->RowCount(), kMany + 1);
+  std::vector<OBS> area(1);
+  const std::unique_ptr<ObsIterator> rows(source->MakeIterator(area.data()));
+  for (int i = 0; i < kMany; ++i) ASSERT_TRUE(rows->Next());
+  EXPECT_EQ(RowText(*source, area.data()), "[w499999 ]");
+  ASSERT_TRUE(rows->Next());
+  EXPECT_EQ(RowText(*source, area.data()), "[        ]");
+}
+
+// A cell is looked up where it stands in its record: no copy of it is made.
+TEST(FileMemory, LookingUpACellTakesNoMemory) {
+  const Folder folder;
+  const std::string text = "c100000\n" + std::string(1 << 20, 'x') + "\n";
+  const std::size_t plain = BytesToOpen(folder.Write("plain.csv", text));
+  folder.Write("data.schema.json", Schema(/*missingValues=*/1, /*fields=*/1));
+
+  EXPECT_LT(BytesToOpen(folder.Write("data.csv", text)), plain + (1 << 18));
+}
+
+}  // namespace
