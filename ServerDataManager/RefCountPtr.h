@@ -15,6 +15,9 @@
 //
 // Moving copies: the source keeps its reference.
 //
+// Assigning releases the present object before it takes the next. So `p = p->next` is not allowed
+// where the present object may be all that keeps the next alive: keep a pointer to the next first.
+//
 // Threads: one pointer object belongs to one thread at a time. Different pointers to one object may
 // be used from different threads as far as T's count allows.
 template <class T>
@@ -22,17 +25,16 @@ class RefCountPtr {
  public:
   // Shares `object`, which may be null, or a fresh copy of it where it is not shareable. Where
   // making that copy throws, the exception passes on and no reference is held.
-  RefCountPtr(T* object = nullptr) : pointer_(object) { Init(); }
+  RefCountPtr(T* object) : pointer_(object) { Init(); }
   RefCountPtr(const RefCountPtr& other) : pointer_(other.pointer_) { Init(); }
   ~RefCountPtr() { Release(); }
 
-  // Lets go of the present object and shares the other's; the same object on both sides changes
-  // nothing.
+  // Releases the present object, then shares the other's; the same object on both sides changes
+  // nothing. Where copying an unshareable object throws, the pointer is left null.
   RefCountPtr& operator=(const RefCountPtr& other) { return *this = other.pointer_; }
   RefCountPtr& operator=(T* object) {
     if (pointer_ == object) return *this;
-    // The old object goes last: it may be all that keeps `object` alive.
-    RefCountPtr old(Adopted{}, pointer_);
+    Release();
     pointer_ = object;
     Init();
     return *this;
@@ -59,33 +61,31 @@ class RefCountPtr {
   // copying throws, the pointer is left null.
   void Init() {
     if (pointer_ == nullptr) return;
-    if (!pointer_->IsShareable()) pointer_ = CopyOfForeign();
+    if (!pointer_->IsShareable()) PointAtCopyOf(pointer_);
     pointer_->AddReference();
   }
 
   // Detaches from the other owners before a write: afterwards this pointer is the only one to its
   // object. Returns the object. Not for an empty pointer. Where copying throws, the pointer is left
   // null.
+  //
+  // The reference goes before the copy is made: at least one other owner keeps the object until
+  // this returns.
   T* Unshared() {
     if (pointer_->IsShared()) {
-      const RefCountPtr original(Adopted{}, pointer_);
-      pointer_ = nullptr;
-      pointer_ = new T(*original.pointer_);
+      const T* const shared = pointer_;
+      Release();
+      PointAtCopyOf(shared);
       Init();
     }
     return pointer_;
   }
 
  private:
-  struct Adopted {};
-  // Takes over a reference that is already counted.
-  RefCountPtr(Adopted, T* counted) : pointer_(counted) {}
-
-  // A copy of an object on which this pointer holds no reference yet.
-  T* CopyOfForeign() {
-    const T& original = *pointer_;
+  // No reference is held yet, neither on the original nor on the copy.
+  void PointAtCopyOf(const T* original) {
     pointer_ = nullptr;
-    return new T(original);
+    pointer_ = new T(*original);
   }
 
   void Release() {

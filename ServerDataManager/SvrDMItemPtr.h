@@ -10,7 +10,7 @@
 class SvrDMItemPtr : public RefCountPtr<SvrDMItem> {
  public:
   // Shares `item`, which may be null.
-  SvrDMItemPtr(SvrDMItem* item = nullptr) : RefCountPtr<SvrDMItem>(item) {}
+  SvrDMItemPtr(SvrDMItem* item) : RefCountPtr<SvrDMItem>(item) {}
   SvrDMItemPtr(const SvrDMItemPtr&) = default;
 
   SvrDMItemPtr& operator=(const SvrDMItemPtr&) = default;

@@ -47,7 +47,7 @@ void ServerDataManager::Data::Add(ORVX_DataSource* ds, const std::string& name, 
                                   LocallyUniqueID id, unsigned int caseSequence) {
   ORVX_DataSource* const original = ds;
   if (filter != nullptr && ds != nullptr) ds = filter->FilterDataSource(ds);
-  SvrDMItemPtr item;
+  SvrDMItemPtr item(nullptr);
   try {
     item = NewItem(ds, name, quiet, id, caseSequence);
   } catch (...) {
@@ -80,7 +80,7 @@ SvrDMItemPtr ServerDataManager::Data::Find(LocallyUniqueID id) const {
 
 SvrDMItemPtr ServerDataManager::Data::Find(const std::string& handle) const {
   const auto found = std::find_if(items.begin(), items.end(), HandleMatch{handle});
-  return found != items.end() ? *found : SvrDMItemPtr();
+  return found != items.end() ? *found : SvrDMItemPtr(nullptr);
 }
 
 void ServerDataManager::Data::Delete(std::size_t index) {

@@ -57,7 +57,7 @@ class BenchDataset : private SvrDMDataSetObserver {
   static ServerDataManager& Registry() { return ServerDataManager::GetInstance(); }
 
   LocallyUniqueID id_;
-  SvrDMItemPtr item_;
+  SvrDMItemPtr item_{nullptr};
   int passesHeard_ = 0;
 };
 

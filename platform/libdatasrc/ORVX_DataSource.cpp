@@ -71,6 +71,8 @@ struct ORVX_DataSource::Data {
     return id;
   }
 
+  RefCountPtr<ORVX_ExtensionImpl> Block(ExtensionType type) const;
+
   int PositionInUse(LocallyUniqueID id) const { return id.IsNull() ? -1 : variables.Find(id); }
 
   VariableSequence variables;
@@ -274,11 +276,13 @@ void ORVX_DataSource::SetAttributes(const DatasourceAttributes& attributes) {
   data_->attributes = DatasourceAttributes(attributes);
 }
 
-ORVX_DataSource::Extension::Extension(const ORVX_DataSource& source, ExtensionType type) {
-  const std::map<ExtensionType, Extension>& extensions = source.data_->extensions;
+RefCountPtr<ORVX_ExtensionImpl> ORVX_DataSource::Data::Block(ExtensionType type) const {
   const auto found = extensions.find(type);
-  block_ = found != extensions.end() ? found->second.block_ : EmptyBlock(type);
+  return found != extensions.end() ? found->second.Impl() : EmptyBlock(type);
 }
+
+ORVX_DataSource::Extension::Extension(const ORVX_DataSource& source, ExtensionType type)
+    : block_(source.data_->Block(type)) {}
 
 ORVX_DataSource::Extension::Extension(const RefCountPtr<ORVX_ExtensionImpl>& block)
     : block_(block) {

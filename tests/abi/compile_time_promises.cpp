@@ -72,7 +72,10 @@ static_assert(std::is_constructible_v<SvrDMDataset, const SvrDMItemPtr&>);
 static_assert(!std::is_default_constructible_v<SvrDMDataset>);
 static_assert(!std::is_constructible_v<SvrDMDataset, const ServerDataManager&, LocallyUniqueID>);
 
-// A raw pointer becomes a counted one by itself; a const pointer gives a const object.
+// A raw pointer, null too, becomes a counted one by itself, and a counted one is made from nothing
+// else; a const pointer gives a const object.
+static_assert(!std::is_default_constructible_v<SvrDMItemPtr>);
+static_assert(!std::is_default_constructible_v<RefCountPtr<SvrDMItem>>);
 static_assert(std::is_convertible_v<SvrDMItem*, SvrDMItemPtr>);
 static_assert(std::is_convertible_v<SvrDMItem*, RefCountPtr<SvrDMItem>>);
 static_assert(std::is_same_v<decltype(std::declval<SvrDMItemPtr&>().get()), SvrDMItem*>);

@@ -279,7 +279,7 @@ TEST_F(SavedFileOnDisk, StaysHeldAndAskedWhenThePermissionToReadItIsTakenAway) {
 TEST_F(SavedFileOnDisk, ThatMayNotBeReadIsSilentlyNotHeldAndTriedAgainNextTime) {
   std::filesystem::permissions(folder_.Path("."), std::filesystem::perms(0755));
   ASSERT_EQ(chmod(path_.c_str(), 0), 0);
-  SvrDMItemPtr item;
+  SvrDMItemPtr item(nullptr);
   {
     const OrdinaryUser user;
     if (!user.IsOrdinary()) GTEST_SKIP() << "root that cannot become another user reads every file";
@@ -332,7 +332,7 @@ TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedThoughAnotherProcessHasItLockedForWrit
 }
 
 TEST_F(SavedFileOnDisk, ALockThatAWritingProcessRefusedIsAskedForOnlyWhenTheFileIsOpenedAnew) {
-  SvrDMItemPtr item;
+  SvrDMItemPtr item(nullptr);
   {
     const WritingProcess writer(path_);
     item = Hold();
@@ -489,7 +489,7 @@ TEST_F(SavedFileOnDisk, IsLetGoWhereverMemoryRunsOutWhileItsDatasetIsAdded) {
 }
 
 TEST_F(SavedFileOnDisk, IsSilentlyNotHeldWhileNoDescriptorIsLeftAndTriedAgainNextTime) {
-  SvrDMItemPtr item;
+  SvrDMItemPtr item(nullptr);
   {
     const NoDescriptors none;
     item = Hold();

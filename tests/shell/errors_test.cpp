@@ -83,7 +83,7 @@ TEST_F(Errors, StillReachTheClientOfAClosedDataset) {
 TEST_F(Errors, ReachNobodyOnceTheShellHasLetGoOfItsDataset) {
   std::ostringstream out;
   const auto printer = MakeWordsPrinter(out, out);
-  SvrDMItemPtr item;
+  SvrDMItemPtr item(nullptr);
   {
     Shell shell(Registry(), *printer);
     shell.Execute("window", {"add-empty", "nix"});

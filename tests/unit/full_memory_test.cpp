@@ -94,7 +94,7 @@ class FullMemoryInAComparison : public testing::Test {
                                               Var("F"), Var("A")};
   ServerDataManager registry;
   Listener listener;
-  SvrDMItemPtr item;
+  SvrDMItemPtr item{nullptr};
   std::unique_ptr<SvrDMWriteableDataSource> writer;
 };
 

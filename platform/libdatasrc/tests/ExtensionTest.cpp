@@ -103,7 +103,7 @@ TEST(ExtensionOfASource, ThatIsAbsentHasABlockWithoutBytesAndNeverANullOne) {
 }
 
 TEST(ExtensionOfASource, CannotBeMadeWithoutABlock) {
-  EXPECT_THROW(Extension{Block()}, std::invalid_argument);
+  EXPECT_THROW(Extension{Block(nullptr)}, std::invalid_argument);
 }
 
 TEST(ExtensionOfASource, SharesItsBlockWithWhoeverSetOrAskedForIt) {

@@ -357,7 +357,7 @@ TEST(ExtensionsMsg, SharesTheBlockAndSoDoItsCopies) {
 TEST(ExtensionsMsg, KeepsTheBlockAliveOnItsOwn) {
   Block block = MakeBlock(7, 1, "abc");
   const ExtensionsMsg message(0, kDataset, kSequence, block);
-  block = Block();
+  block = Block(nullptr);
   EXPECT_EQ(message.GetExtension()->GetBytes(), "abc");
 }
 
@@ -371,7 +371,7 @@ TEST(ExtensionsMsg, ReadIntoASharedBlockLeavesThatBlockAlone) {
 }
 
 TEST(ExtensionsMsg, RefusesAnEmptyPointer) {
-  EXPECT_THROW(ExtensionsMsg(0, kDataset, kSequence, Block()), std::invalid_argument);
+  EXPECT_THROW(ExtensionsMsg(0, kDataset, kSequence, Block(nullptr)), std::invalid_argument);
 }
 
 TEST(ExtensionsMsg, MadeForReadingHoldsABlockWithoutBytes) {
