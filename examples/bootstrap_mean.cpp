@@ -4,6 +4,7 @@
 //   bootstrap_mean examples/data/survey.tsv age
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <future>
@@ -49,7 +50,7 @@ std::vector<double> Values(const SvrDMCloneDataSource& clone) {
   OBS cell;
   while (rows->Next()) {
     projector.Project(row.data(), &cell);
-    if (cell.number != kSystemMissing) values.push_back(cell.number);
+    if (!std::isnan(cell.number)) values.push_back(cell.number);
   }
   if (values.empty()) throw std::runtime_error("every case is missing");
   return values;

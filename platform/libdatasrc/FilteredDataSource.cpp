@@ -21,7 +21,7 @@
 namespace {
 
 bool IsMissing(double number, const MissingValues& missing) {
-  if (number == kSystemMissing || std::isnan(number)) return true;
+  if (std::isnan(number)) return true;
   if (missing.range && number >= missing.range->first && number <= missing.range->second) {
     return true;
   }

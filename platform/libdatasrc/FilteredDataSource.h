@@ -22,8 +22,8 @@ class FilteredDataSource : public ORVX_DataSource {
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
   // Those cases in which the variable `selector` of `parent` is a number other than 0, and neither
-  // system-missing nor one of its missing values; which these are, the parent's dictionary says
-  // when an iterator is made. Throws std::invalid_argument where `parent` has no such variable, or
+  // a NaN nor one of its missing values; which these are, the parent's dictionary says when an
+  // iterator is made. Throws std::invalid_argument where `parent` has no such variable, or
   // where it is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 

@@ -15,7 +15,8 @@ union OBS {
 
 static_assert(sizeof(OBS) == 8);
 
-// The number in a cell whose value is not known.
-inline constexpr double kSystemMissing = -std::numeric_limits<double>::max();
+// A number that is not known is a NaN (IEEE 754): this quiet one where the platform writes it, any
+// other just as well where somebody reads. Ask std::isnan, for a NaN equals nothing.
+inline constexpr double kMissingNumber = std::numeric_limits<double>::quiet_NaN();
 
 #endif  // LIBDATASRC_OBS_H_

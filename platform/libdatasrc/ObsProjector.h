@@ -15,8 +15,8 @@ class ORVX_DataSource;
 // dictionary, the first is meant. Where the type of one differs between the two
 // dictionaries, its values are converted: a string becomes the number that its text is, a number
 // its shortest decimal text, a string is cut (between characters) or padded to the new width. What
-// has no conversion (infinities and NaN among it), is a number whose text is too wide, or is a
-// variable that the first dictionary does not have, becomes missing: kSystemMissing, or blanks.
+// has no conversion (infinities among it), is a number whose text is too wide, or is a variable
+// that the first dictionary does not have, becomes missing: kMissingNumber, or blanks.
 //
 // Threads: any, once it is built.
 class ObsProjector {

@@ -18,7 +18,7 @@
 // (in place of the table's). Other members are skipped.
 //
 // A field is missing when it is one of the missing values; in a numeric column also when it holds
-// nothing but blanks. Missing numbers read as kSystemMissing, missing strings as blanks. A column
+// nothing but blanks. Missing numbers read as kMissingNumber, missing strings as blanks. A column
 // is numeric when each field that is not missing is a number: decimal, with an optional sign, point
 // and exponent, in the range of a double, blanks around it skipped. The schema can decide instead:
 // type `string` makes any column a string, `integer` and `number` demand such numbers; every other

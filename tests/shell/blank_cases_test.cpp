@@ -2,6 +2,7 @@
 
 #include <BlankCases.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/OBS.h>
@@ -42,7 +43,7 @@ TEST_F(BlankCasesTest, AreAsManyRowsOfMissingNumbersAndBlankStrings) {
   for (int row = 0; row < 2; ++row) {
     area.assign(area.size(), OBS{.number = 7});
     ASSERT_TRUE(rows->Next());
-    EXPECT_EQ(area[0].number, kSystemMissing);
+    EXPECT_THAT(area[0].number, testing::IsNan());
     EXPECT_EQ(std::string(area[1].text, 16), std::string(16, ' '));
   }
   EXPECT_FALSE(rows->Next());

@@ -399,7 +399,7 @@ TEST_F(BootstrapFiles, KeepWhatHasNoWord) {
   bytes.Add(std::int32_t{-5}).Add(std::uint8_t{1});
   WriteFile("specs", bytes.Bytes());
   EXPECT_THAT(InJsonWriting(From("specs")),
-              AllOf(HasSubstr(R"("method":-1,)"), HasSubstr(R"("level":"NaN","interval":2,)")));
+              AllOf(HasSubstr(R"("method":-1,)"), HasSubstr(R"("level":null,"interval":2,)")));
   EXPECT_THAT(Writing(From("specs") + To("copy") + "bootstrap survey display\n"),
               AllOf(HasSubstr("Sampling Method = unknown\n"), HasSubstr("Type = unknown\n")));
   EXPECT_EQ(ReadFile("copy"), bytes.Bytes());

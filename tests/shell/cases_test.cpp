@@ -164,9 +164,9 @@ TEST_F(Cases, AreThoseOfTheDictionaryAsItsWriterHasLeftIt) {
                    "write survey\nmove survey c to 1\ninsert survey x before b\n"
                    "delete survey a\nretype survey b string:3\ncases survey\n"),
               HasSubstr("\n"
-                        "      c  x  b\n"
-                        "   1  3  .  2\n"
-                        "   2  6  .  5\n"));
+                        "      c    x  b\n"
+                        "   1  3  NaN  2\n"
+                        "   2  6  NaN  5\n"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -181,8 +181,8 @@ TEST_F(Cases, NumbersStandToTheRightAndTextToTheLeft) {
   EXPECT_EQ(Said(file, "cases survey\n"),
             "        number  name         n\n"
             "   1         1  Öl         0.1\n"
-            "   2  -1234567  longer       .\n"
-            "   3         .          1e+300\n");
+            "   2  -1234567  longer     NaN\n"
+            "   3       NaN          1e+300\n");
 }
 
 TEST_F(Cases, NumbersAreAsShortAsTheyCanBeAndStillThemselves) {
@@ -195,15 +195,16 @@ TEST_F(Cases, NumbersAreAsShortAsTheyCanBeAndStillThemselves) {
             "   5               5e-324\n");
 }
 
-TEST_F(Cases, NumbersThatAreNoneAreSaid) {
+TEST_F(Cases, AMissingNumberIsTheNaNOfIeee754) {
   const double inf = std::numeric_limits<double>::infinity();
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_EQ(SaidOf({inf, -inf, nan, kSystemMissing}, "cases survey\n"),
-            "         x\n"
-            "   1   inf\n"
-            "   2  -inf\n"
-            "   3   nan\n"
-            "   4     .\n");
+  const double lowest = std::numeric_limits<double>::lowest();
+  EXPECT_EQ(SaidOf({inf, -inf, lowest, kMissingNumber, -kMissingNumber}, "cases survey\n"),
+            "                             x\n"
+            "   1                       inf\n"
+            "   2                      -inf\n"
+            "   3  -1.7976931348623157e+308\n"
+            "   4                       NaN\n"
+            "   5                       NaN\n");
 }
 
 TEST_F(Cases, TextKeepsItsBlanksInFrontAndOneLine) {
@@ -378,11 +379,10 @@ TEST_F(Cases, AreArraysInJson) {
             "\n");
 }
 
-TEST_F(Cases, NumbersThatAreNoneAreStringsInJson) {
+TEST_F(Cases, AMissingNumberIsNullInJsonAndAnInfinityAString) {
   const double inf = std::numeric_limits<double>::infinity();
-  EXPECT_THAT(SaidInJsonOf({inf, -inf, std::numeric_limits<double>::quiet_NaN(), kSystemMissing},
-                           "cases survey\n"),
-              HasSubstr(R"("rows":[["Infinity"],["-Infinity"],["NaN"],[null]])"));
+  EXPECT_THAT(SaidInJsonOf({inf, -inf, kMissingNumber}, "cases survey\n"),
+              HasSubstr(R"("rows":[["Infinity"],["-Infinity"],[null]])"));
 }
 
 TEST_F(Cases, OfNoDataSourceSayThatInJson) {

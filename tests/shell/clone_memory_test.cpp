@@ -66,7 +66,7 @@ Table RowsOf(const ORVX_DataSource& source) {
   Table table;
   for (CaseRows rows(source); rows.Next();) {
     std::vector<double>& row = table.emplace_back();
-    for (const CaseValue& value : rows.Values()) row.push_back(std::get<double>(value.value()));
+    for (const DataValue& value : rows.Values()) row.push_back(std::get<double>(value));
   }
   return table;
 }

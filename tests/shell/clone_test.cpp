@@ -53,17 +53,17 @@ TEST_F(Cloning, GivesEachADictionaryOfItsOwn) {
                     "write copy\nretype copy b string:2\nrename copy a z\ncases copy\n"
                     "release copy\ncases survey\n"),
             std::string(kCopyIsOpen) +
-                "      c  x  b\n"
-                "   1  3  .  2\n"
-                "   2  6  .  5\n"
+                "      c    x  b\n"
+                "   1  3  NaN  2\n"
+                "   2  6  NaN  5\n"
                 "main takes the write lock on copy\n"
                 "      z  b  c\n"
                 "   1  1  2  3\n"
                 "   2  4  5  6\n"
                 "main releases the write lock on copy\n"
-                "      c  x  b\n"
-                "   1  3  .  2\n"
-                "   2  6  .  5\n" +
+                "      c    x  b\n"
+                "   1  3  NaN  2\n"
+                "   2  6  NaN  5\n" +
                 kReleased);
 }
 
@@ -212,9 +212,9 @@ TEST_F(Cloning, LeavesHiddenVariablesOutAlsoWhereTheDictionaryWasChanged) {
   EXPECT_THAT(Writing("clone survey as copy\nmove survey c to 1\ninsert survey x before a\n"
                       "hide a\nclone survey as third\ncases third\n"),
               HasSubstr("\n"
-                        "      c  x  b\n"
-                        "   1  3  .  2\n"
-                        "   2  6  .  5\n"));
+                        "      c    x  b\n"
+                        "   1  3  NaN  2\n"
+                        "   2  6  NaN  5\n"));
 }
 
 TEST_F(Cloning, GoesOnTopOfHiddenVariables) {

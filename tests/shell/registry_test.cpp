@@ -169,7 +169,7 @@ TEST_F(Hiding, ReadsCasesForTheDictionaryAsItIsByThen) {
   const std::vector<double> row = Rows("survey").at(0);
   ASSERT_EQ(row.size(), 4u);
   EXPECT_EQ(row[0], 8);
-  EXPECT_EQ(row[1], kSystemMissing);
+  EXPECT_THAT(row[1], testing::IsNan());
   OBS text[2];
   text[0].number = row[2];
   text[1].number = row[3];

@@ -2,6 +2,7 @@
 #include <libdatasrc/ObsIterator.h>
 #include <tests/support/Cases.h>
 
+#include <cmath>
 #include <cstddef>
 #include <functional>
 #include <limits>
@@ -24,7 +25,7 @@ std::string InWords(const ORVX_DataSource& layout, const OBS* row) {
     const long cells = CellsOf(variable);
     if (variable.GetType() > 0) {
       text << '[' << std::string(row->text, static_cast<std::size_t>(cells) * sizeof(OBS)) << "] ";
-    } else if (row->number == kSystemMissing) {
+    } else if (std::isnan(row->number)) {
       text << ". ";
     } else {
       text << row->number << ' ';
@@ -67,7 +68,7 @@ std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::str
   std::vector<std::string> rows;
   ForEachRow(source, [&](const OBS* row) {
     const double number = row[cell].number;
-    if (number != 0 && number != kSystemMissing) rows.push_back(InWords(source, row));
+    if (number != 0 && !std::isnan(number)) rows.push_back(InWords(source, row));
   });
   return rows;
 }

@@ -40,7 +40,7 @@ std::vector<OBS> BlankRow(const ORVX_DataSource& dictionary) {
   OBS blanks;
   std::memset(blanks.text, ' ', sizeof blanks.text);
   OBS missing;
-  missing.number = kSystemMissing;
+  missing.number = kMissingNumber;
   std::vector<OBS> row;
   for (int position = 0; position < dictionary.ColumnCount(); ++position) {
     const ORVX_Variable& variable = dictionary.GetVariable(position);

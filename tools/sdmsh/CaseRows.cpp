@@ -10,11 +10,8 @@
 namespace sdmsh {
 namespace {
 
-CaseValue ValueIn(const OBS* cells, int type) {
-  if (type == 0) {
-    if (cells->number == kSystemMissing) return std::nullopt;
-    return cells->number;
-  }
+DataValue ValueIn(const OBS* cells, int type) {
+  if (type == 0) return cells->number;
   const std::string_view text(cells->text, static_cast<std::size_t>(type));
   return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
 }
@@ -62,8 +59,8 @@ bool CaseRows::Next() {
   return true;
 }
 
-std::vector<CaseValue> CaseRows::Values() const {
-  std::vector<CaseValue> values;
+std::vector<DataValue> CaseRows::Values() const {
+  std::vector<DataValue> values;
   const OBS* cells = area_.data();
   for (int position = 0; position < source_.ColumnCount(); ++position) {
     const ORVX_Variable& variable = source_.GetVariable(position);

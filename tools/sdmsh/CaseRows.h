@@ -40,7 +40,7 @@ class CaseRows {
 
   // The values of the present case, one for each variable. Strings come without the blanks that pad
   // them.
-  std::vector<CaseValue> Values() const;
+  std::vector<DataValue> Values() const;
 
  private:
   const ORVX_DataSource& source_;

@@ -6,10 +6,9 @@
 #include "Words.h"
 
 namespace sdmsh {
-std::string CaseValueInWords(const CaseValue& value) {
-  if (!value) return ".";
-  if (const double* const number = std::get_if<double>(&*value)) return NumberInWords(*number);
-  return OnOneLine(std::get<std::string>(*value));
+std::string CaseValueInWords(const DataValue& value) {
+  if (const double* const number = std::get_if<double>(&value)) return NumberInWords(*number);
+  return OnOneLine(std::get<std::string>(value));
 }
 
 std::string CasesOf(const std::string& dataset) {

@@ -9,8 +9,8 @@
 
 namespace sdmsh {
 
-// A number as it would be typed, "." for a missing number, a string as it is but OnOneLine.
-std::string CaseValueInWords(const CaseValue& value);
+// A number as it would be typed, a string as it is but OnOneLine.
+std::string CaseValueInWords(const DataValue& value);
 
 // "the cases of survey"
 std::string CasesOf(const std::string& dataset);

@@ -99,17 +99,13 @@ struct VariableTable {
   Split split = {};
 };
 
-// The value of a variable in a case; none where it is a missing number. A missing string is an
-// empty one.
-using CaseValue = std::optional<DataValue>;
-
 struct CaseTable {
   std::string dataset;
   bool hasDataSource;
-  int from;                              // the number of the first row, from 1
-  std::vector<ORVX_Variable> variables;  // as many as each row has values
-  std::vector<std::vector<CaseValue>> rows;
-  bool more;  // whether cases follow that were not asked for
+  int from;                                  // the number of the first row, from 1
+  std::vector<ORVX_Variable> variables;      // as many as each row has values
+  std::vector<std::vector<DataValue>> rows;  // missing: a NaN, or an empty string
+  bool more;                                 // whether cases follow that were not asked for
 };
 
 // The dictionary of a dataset, and the one that was kept from its messages alone.

@@ -114,20 +114,18 @@ Json Members(const MirrorComparison& both) {
           {"differing", differing}};
 }
 
-// Null for a missing number.
-Json Cell(const CaseValue& value) {
-  if (!value) return nullptr;
-  if (const double* const number = std::get_if<double>(&*value)) return NumberInJson(*number);
-  return std::get<std::string>(*value);
+Json Cell(const DataValue& value) {
+  if (const double* const number = std::get_if<double>(&value)) return NumberInJson(*number);
+  return std::get<std::string>(value);
 }
 
 Json Members(const CaseTable& table) {
   Json names = Json::array();
   for (const ORVX_Variable& variable : table.variables) names.push_back(variable.GetName());
   Json rows = Json::array();
-  for (const std::vector<CaseValue>& values : table.rows) {
+  for (const std::vector<DataValue>& values : table.rows) {
     Json row = Json::array();
-    for (const CaseValue& value : values) row.push_back(Cell(value));
+    for (const DataValue& value : values) row.push_back(Cell(value));
     rows.push_back(std::move(row));
   }
   return {{"event", "cases"},   {"dataset", table.dataset}, {"hasDataSource", table.hasDataSource},

@@ -39,7 +39,7 @@ Json IdentifierInJson(LocallyUniqueID id) {
 
 Json NumberInJson(double number) {
   if (std::isfinite(number)) return number;
-  if (std::isnan(number)) return "NaN";
+  if (std::isnan(number)) return nullptr;
   return number > 0 ? "Infinity" : "-Infinity";
 }
 

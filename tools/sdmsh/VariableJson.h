@@ -15,7 +15,7 @@ namespace sdmsh {
 // "7:3"; null for none.
 Json IdentifierInJson(LocallyUniqueID id);
 
-// What JSON has no number for comes as a string: "NaN", "Infinity", "-Infinity".
+// Null for a missing number, a NaN. An infinity is a string, "Infinity" or "-Infinity".
 Json NumberInJson(double number);
 
 // An object with everything that defines the variable.

@@ -72,6 +72,7 @@ const char* AlignmentInWords(VariableAlignment alignment) {
 }
 
 std::string NumberInWords(double number) {
+  if (std::isnan(number)) return "NaN";
   const double magnitude = std::fabs(number);
   const bool isPlain = number == 0 || (magnitude >= 1e-4 && magnitude < 1e15);
   char text[32];

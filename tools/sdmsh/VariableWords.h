@@ -21,6 +21,7 @@ const char* RoleInWords(VariableRole role);
 // "left"
 const char* AlignmentInWords(VariableAlignment alignment);
 // The shortest decimal text that is this number again; without an exponent from 0.0001 up to 10^15.
+// "NaN", as IEEE 754 calls it, for a missing number.
 std::string NumberInWords(double number);
 // The number as it would be typed, or the string in quotes.
 std::string ValueInWords(const DataValue& value);

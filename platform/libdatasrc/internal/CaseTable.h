@@ -18,7 +18,7 @@
 
 class ORVX_DataSource;
 
-// kSystemMissing where there is none.
+// kMissingNumber where there is none.
 using NumberColumn = std::vector<double>;
 
 // Texts one behind another, each as long as it is; empty where there is none.

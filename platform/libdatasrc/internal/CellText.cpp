@@ -11,7 +11,7 @@
 #include <string>
 
 double NumberOrMissing(std::string_view text) {
-  return NumberIn(text).value_or(kSystemMissing);
+  return NumberIn(text).value_or(kMissingNumber);
 }
 
 void WriteText(std::string_view text, int width, OBS* cells) {
@@ -23,14 +23,14 @@ void WriteText(std::string_view text, int width, OBS* cells) {
 
 void WriteNumberAsText(double number, int width, OBS* cells) {
   std::string text;
-  if (number != kSystemMissing && std::isfinite(number)) text = ShortestText(number);
+  if (std::isfinite(number)) text = ShortestText(number);
   if (text.size() > static_cast<std::size_t>(width)) text.clear();
   WriteText(text, width, cells);
 }
 
 void WriteMissing(int type, OBS* cells) {
   if (type == 0) {
-    cells->number = kSystemMissing;
+    cells->number = kMissingNumber;
   } else {
     WriteText({}, type, cells);
   }

@@ -71,7 +71,7 @@ class ColumnReader {
 
   void AddNumber(const DelimitedText& record, std::size_t index, bool isMissing) {
     const std::string_view text = record.Field(index);
-    if (isMissing || Trimmed(text).empty()) return numbers_.push_back(kSystemMissing);
+    if (isMissing || Trimmed(text).empty()) return numbers_.push_back(kMissingNumber);
     const std::optional<double> number = NumberIn(text);
     if (!number) {
       if (type_ != Type::ByFields) Refuse(record, index, "is not a number");

@@ -9,6 +9,7 @@
 #include <libdatasrc/SystemFileDataSource.h>
 #include <stdlib.h>
 
+#include <cmath>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -54,7 +55,7 @@ inline void PrintCell(const ORVX_Variable& variable, const OBS* cell, std::ostre
   if (variable.GetType() > 0) {
     out << '[' << std::string_view(cell->text, static_cast<std::size_t>(Cells(variable)) * 8)
         << ']';
-  } else if (cell->number == kSystemMissing) {
+  } else if (std::isnan(cell->number)) {
     out << '.';
   } else {
     out << cell->number;

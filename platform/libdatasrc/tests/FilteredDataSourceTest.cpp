@@ -6,6 +6,7 @@
 #include <libdatasrc/FilteredDataSource.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <stdexcept>
 
@@ -172,32 +173,47 @@ TEST(FilteredDataSource, IsLoadedWhenItsParentIs) {
   EXPECT_TRUE(FilteredDataSource(&loaded).IsLoaded());
 }
 
-// A NaN is no number, so it selects nothing.
-class NotANumber : public ORVX_DataSource {
+// One case of one number.
+class OneNumber : public ORVX_DataSource {
  public:
-  NotANumber() { MakeVariable(ORVX_Variable(LocallyUniqueID(1, 1), "a"), nullptr); }
-  ObsIterator* MakeIterator(OBS* area) const override { return new Row(area); }
+  explicit OneNumber(double number) : number_(number) {
+    MakeVariable(ORVX_Variable(LocallyUniqueID(1, 1), "a"), nullptr);
+  }
+  ObsIterator* MakeIterator(OBS* area) const override { return new Row(number_, area); }
 
  private:
   class Row : public ObsIterator {
    public:
-    explicit Row(OBS* area) : area_(area) {}
+    Row(double number, OBS* area) : number_(number), area_(area) {}
     bool Next() override {
-      area_->number = std::numeric_limits<double>::quiet_NaN();
+      area_->number = number_;
       return left_-- > 0;
     }
 
    private:
+    const double number_;
     OBS* const area_;
     int left_ = 1;
   };
+
+  const double number_;
 };
 
-TEST(FilteredDataSource, SelectsNoCaseByWhatIsNoNumber) {
-  NotANumber parent;
+TEST(FilteredDataSource, SelectsNoCaseByANaNOfIeee754) {
+  for (const double nan : {kMissingNumber, -kMissingNumber, std::nan("7")}) {
+    OneNumber parent(nan);
+    EXPECT_EQ(Rows(FilteredDataSource(&parent)).size(), 1U);
+    EXPECT_THAT(Rows(FilteredDataSource(&parent, LocallyUniqueID(1, 1))), IsEmpty());
+  }
+}
 
-  EXPECT_EQ(Rows(FilteredDataSource(&parent)).size(), 1U);
-  EXPECT_THAT(Rows(FilteredDataSource(&parent, LocallyUniqueID(1, 1))), IsEmpty());
+TEST(FilteredDataSource, SelectsTheCaseByEveryOtherNumberThatIsNotZero) {
+  using Limits = std::numeric_limits<double>;
+  for (const double number :
+       {Limits::lowest(), Limits::max(), Limits::denorm_min(), -Limits::infinity()}) {
+    OneNumber parent(number);
+    EXPECT_EQ(Rows(FilteredDataSource(&parent, LocallyUniqueID(1, 1))).size(), 1U) << number;
+  }
 }
 
 TEST(FilteredDataSource, SelectsFromTheSurveyWhatItsRowsSay) {

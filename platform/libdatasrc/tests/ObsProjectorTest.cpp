@@ -14,8 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
 LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
 }
@@ -111,9 +109,10 @@ TEST(ObsProjector, ANumberBecomesItsShortestTextOrBlanksWhereThatIsTooWide) {
   EXPECT_EQ(asText(0.1, 3), "[0.1     ]");
   EXPECT_EQ(asText(0.1, 2), "[        ]");
   EXPECT_EQ(asText(-1234567, 9), "[-1234567        ]");
-  EXPECT_EQ(asText(kNaN, 8), "[        ]");
+  EXPECT_EQ(asText(kMissingNumber, 8), "[        ]");
   EXPECT_EQ(asText(-std::numeric_limits<double>::infinity(), 8), "[        ]");
-  EXPECT_EQ(asText(kSystemMissing, 40), "[" + std::string(40, ' ') + "]");
+  EXPECT_EQ(asText(kMissingNumber, 40), "[" + std::string(40, ' ') + "]");
+  EXPECT_EQ(asText(std::numeric_limits<double>::lowest(), 24), "[-1.7976931348623157e+308]");
 }
 
 TEST(ObsProjector, AStringIsCutBetweenCharactersOrPadded) {
@@ -131,7 +130,7 @@ TEST(ObsProjector, ReadsNoBytesBehindTheWidthOfAString) {
 
 TEST(ObsProjector, ANumberGoesBitForBit) {
   const ObsProjector projector(*Dictionary({{1, 0}, {2, 0}}), *Dictionary({{2, 0}, {1, 0}}));
-  const std::vector<OBS> row = Row({{Number(kNaN)}, {Number(-0.0)}});
+  const std::vector<OBS> row = Row({{Number(kMissingNumber)}, {Number(-0.0)}});
   std::vector<OBS> area(2);
 
   projector.Project(row.data(), area.data());

@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cstdint>
+#include <limits>
+
 #include "Files.h"
 
 namespace {
@@ -110,6 +114,32 @@ TEST_F(SystemFile, OnlyDecimalNumbersAreNumbers) {
   for (const std::string text : {"007", "1.", ".5", "1E-3", "-0"}) {
     EXPECT_EQ(Open("a\n" + text + "\n")->GetVariable(0).GetType(), 0) << text;
   }
+}
+
+// The bits of a binary64 that is a quiet NaN, sign and payload aside.
+bool IsQuietNaN(double number) {
+  constexpr std::uint64_t kQuietNaN = 0x7FF8000000000000;
+  return (std::bit_cast<std::uint64_t>(number) & kQuietNaN) == kQuietNaN;
+}
+
+TEST_F(SystemFile, AMissingNumberIsAQuietNaNOfIeee754WhateverMakesItMissing) {
+  const auto source = Open("empty,text,was\n,x,x\n");
+  source->GetVariable(1).SetType(0);
+  source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "elsewhere"), nullptr);
+  source->DeleteVariables(2, 2);
+  std::vector<OBS> row(3);
+  ASSERT_TRUE(std::unique_ptr<ObsIterator>(source->MakeIterator(row.data()))->Next());
+
+  for (const OBS cell : row) EXPECT_TRUE(IsQuietNaN(cell.number)) << cell.number;
+}
+
+TEST_F(SystemFile, EveryFiniteNumberIsANumberAndNotMissing) {
+  const auto source = Open("a\n-1.7976931348623157e308\n");
+  OBS cell;
+  ASSERT_TRUE(std::unique_ptr<ObsIterator>(source->MakeIterator(&cell))->Next());
+
+  EXPECT_EQ(cell.number, std::numeric_limits<double>::lowest());
+  EXPECT_THAT(Rows(*source), ElementsAre("-1.79769e+308"));
 }
 
 TEST_F(SystemFile, AStringIsAsWideAsItsWidestValueInBytes) {
