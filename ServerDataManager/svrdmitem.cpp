@@ -263,10 +263,10 @@ bool SvrDMItem::SavFileExternallyChanged() {
 
 void SvrDMItem::orvxTimestampNow(double* out) {
   const std::time_t now = std::time(nullptr);
-  const std::tm* const local = std::localtime(&now);
-  if (local != nullptr) {
-    iDMY2Orvx(local->tm_mday, local->tm_mon + 1, local->tm_year + 1900, local->tm_hour,
-              local->tm_min, static_cast<double>(local->tm_sec), out);
+  std::tm local = {};
+  if (localtime_r(&now, &local) != nullptr) {
+    iDMY2Orvx(local.tm_mday, local.tm_mon + 1, local.tm_year + 1900, local.tm_hour, local.tm_min,
+              static_cast<double>(local.tm_sec), out);
   } else {
     iDMY2Orvx(1, 2, 1975, 12, 0, 0.0, out);
   }

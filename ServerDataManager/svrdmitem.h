@@ -206,9 +206,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // is not seen, nor is that the name is gone or may no longer be read.
   bool SavFileExternallyChanged();
 
-  // Writes the present local time as a date value (seconds since 14 October 1582) to `out`; 1
+  // Writes the present local time to `out`, as the date value that iDMY2Orvx makes of it; that of 1
   // February 1975, 12:00, where the local time cannot be told.
-  // Threads: not safe against others that use the C library's localtime.
+  // Threads: any.
   static void orvxTimestampNow(double* out);
 
   // When the item was made, as a date value.
@@ -269,7 +269,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Plain counters and flags.
   std::int32_t writersCount_ = 0;
   std::int32_t readersCount_ = 0;
-  unsigned int originator_;  // unset until Originator is called; this library only stores it
+  unsigned int originator_ = 0;  // this library only stores it
   bool notifyDelete_;
   bool writeLockFailed_ = false;
   bool windowFront_ = false;

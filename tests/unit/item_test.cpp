@@ -17,6 +17,7 @@
 #include <tests/support/Messages.h>
 #include <tests/support/WatchedThread.h>
 
+#include <array>
 #include <atomic>
 #include <climits>
 #include <csignal>
@@ -59,7 +60,7 @@ void GiveBack(void* storage) noexcept {
   std::free(storage);
 }
 
-// What localtime answers; the real time unless a test says otherwise.
+// What localtime_r answers; the real time unless a test says otherwise.
 std::function<std::tm*(const std::time_t*)> localtimeAnswer;
 
 int fstatCalls = 0;
@@ -78,9 +79,9 @@ void operator delete(void* storage, std::size_t) noexcept {
   GiveBack(storage);
 }
 
-extern "C" std::tm* localtime(const std::time_t* moment) noexcept {
-  static std::tm real;
-  return localtimeAnswer ? localtimeAnswer(moment) : localtime_r(moment, &real);
+extern "C" std::tm* localtime_r(const std::time_t* moment, std::tm* out) noexcept {
+  const std::tm* const answer = localtimeAnswer ? localtimeAnswer(moment) : localtime(moment);
+  return answer != nullptr ? &(*out = *answer) : nullptr;
 }
 
 extern "C" int fstat(int file, struct stat* status) noexcept {
@@ -319,6 +320,16 @@ TEST(SvrDMItem, StartsMinimizedAndNeitherInFrontNorHidden) {
   EXPECT_TRUE(item.WindowMinimized());
   EXPECT_FALSE(item.WindowFront());
   EXPECT_FALSE(item.WindowHidden());
+}
+
+TEST(SvrDMItem, StartsWithOriginatorZeroWhateverStoodInItsStorage) {
+  alignas(SvrDMItem) std::array<unsigned char, sizeof(SvrDMItem)> storage;
+  storage.fill(0xFF);
+
+  auto* const item = new (storage.data()) SvrDMItem(kID, nullptr, nullptr, 0, "", false);
+
+  EXPECT_EQ(item->originator_, 0U);
+  item->~SvrDMItem();
 }
 
 TEST(SvrDMItem, StartsWithASilentErrorMonitorOfNoDataset) {
@@ -909,6 +920,18 @@ TEST_F(CreationTime, IsTheFirstOfFebruary1975AtNoonWhereTheLocalTimeCannotBeTold
   const SvrDMItem item = Item(nullptr);
 
   EXPECT_EQ(item.getObjCreationTime(), DateValue(1, 2, 1975, 12, 0, 0));
+}
+
+// The C library's own record of a broken-down time is one for all threads.
+TEST_F(CreationTime, IsToldWithoutTheTimeThatLocaltimeSharesAmongThreads) {
+  SetClock();
+  const std::time_t longAgo = 0;
+  const std::tm* const shared = localtime(&longAgo);
+  const int year = shared->tm_year;
+
+  Item(nullptr);
+
+  EXPECT_EQ(shared->tm_year, year);
 }
 
 TEST_F(CreationTime, StaysWhateverBecomesOfTheItem) {
