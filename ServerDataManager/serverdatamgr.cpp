@@ -6,7 +6,6 @@
 #include <libplatdep/mbstricmp.h>
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
-#include <ServerDataManager/SourceChain.h>
 
 #include <algorithm>
 #include <utility>
@@ -45,16 +44,8 @@ struct FileNameMatch {
 void ServerDataManager::Data::Add(ORVX_DataSource* ds, const std::string& name, bool hasPassword,
                                   const std::string& password, bool passwordFlag, bool quiet,
                                   LocallyUniqueID id, unsigned int caseSequence) {
-  ORVX_DataSource* const original = ds;
   if (filter != nullptr && ds != nullptr) ds = filter->FilterDataSource(ds);
-  SvrDMItemPtr item(nullptr);
-  try {
-    item = NewItem(ds, name, quiet, id, caseSequence);
-  } catch (...) {
-    // What the hook has put upon the caller's source goes; the source itself is still the caller's.
-    if (ds != original && IsChildOf(ds, original)) DeleteDataSourceTo(ds, original);
-    throw;
-  }
+  SvrDMItemPtr item = NewItem(ds, name, quiet, id, caseSequence);
   if (hasPassword) item->Password(password, passwordFlag);
   items.push_back(item);
   NotifyCreate(*item);

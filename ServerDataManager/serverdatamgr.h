@@ -65,10 +65,9 @@ class SDM_EXPORT ServerDataManager {
   // A `quiet` dataset is announced to no registry observer, neither created nor deleted.
   //
   // An installed filter hook is given `ds` first, and what it returns is registered instead (null:
-  // a dataset without a source). Where the call throws before the item is built, sources that the
-  // hook has put upon `ds` are deleted; a source that does not stand on `ds` is the hook's to look
-  // after. No clone in the chain of what is registered shows its parent, and none is a clone of
-  // nothing: see SvrDMCloneDataSource.h.
+  // a dataset without a source). Where the call throws before the item is built, what the hook has
+  // made is the hook's to look after: nothing of it is deleted. No clone in the chain of what is
+  // registered shows its parent, and none is a clone of nothing: see SvrDMCloneDataSource.h.
   //
   // Threads: any. Takes the registry lock for the whole call; so do all operations that do not say
   // otherwise.

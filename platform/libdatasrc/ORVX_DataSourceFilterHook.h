@@ -11,8 +11,9 @@ class ORVX_DataSource;
 class ORVX_DataSourceFilterHook {
  public:
   // Takes `source`, never null, and returns the source to use in its place; may return `source`
-  // itself. Ownership of what is returned passes to the caller; a source that is neither returned
-  // nor a parent of the returned one is the hook's to delete.
+  // itself. Ownership of what is returned passes to the dataset that is made of it; where none can
+  // be made, what the hook made stays the hook's. A source that is neither returned nor a parent of
+  // the returned one is the hook's to delete.
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

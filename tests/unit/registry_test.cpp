@@ -870,41 +870,39 @@ class Hook : public ORVX_DataSourceFilterHook {
 };
 
 // Memory runs out at each allocation of Add in turn.
-TEST_F(RegistryTest, WhatAHookPutUponASourceGoesWhereTheItemIsNotBuiltAndTheSourceStays) {
+TEST_F(RegistryTest, WhereTheItemIsNotBuiltTheHooksSourceStaysTheHooksAndTheCallersTheCallers) {
   Hook hook;
-  int hookDeaths = 0;
-  bool building = false;
+  int deaths = 0;
+  ORVX_DataSource* wrapper = nullptr;
   hook.answer = [&](ORVX_DataSource* source) {
-    auto* const filter = new CountedSource(hookDeaths, source);
-    building = true;
-    return filter;
+    return wrapper = new CountedSource(deaths, source);
   };
   registry_.RegisterFilter(&hook);
   const std::string longName(100, 'n');
   int notBuilt = 0;
   int failures = 0;
-  int deaths = 0;
   for (bool added = false; !added; ++failures) {
     deaths = 0;
+    wrapper = nullptr;
     auto* const source = new CountedSource(deaths);
-    hookDeaths = 0;
-    building = false;
     allocationsLeft = failures;
     try {
       registry_.Add(*source, longName, false);
       added = true;
     } catch (const std::bad_alloc&) {
-      EXPECT_EQ(hookDeaths, building ? 1 : 0);
-      if (building && deaths == 0) ++notBuilt;
-      if (deaths == 0) delete source;
-      EXPECT_EQ(deaths, 1);
+      if (wrapper != nullptr && deaths == 0) ++notBuilt;
+      if (deaths == 0) {
+        delete wrapper;
+        delete source;
+      }
+      EXPECT_EQ(deaths, wrapper != nullptr ? 2 : 1);
     }
     allocationsLeft.reset();
   }
 
   EXPECT_GT(notBuilt, 0);
-  registry_.Clear();  // while there are counters
-  EXPECT_EQ(deaths + hookDeaths, 2);
+  registry_.Clear();  // while there is a counter
+  EXPECT_EQ(deaths, 2);
 }
 
 TEST_F(RegistryTest, ADatasetThatCouldNotBeAnnouncedForWantOfMemoryIsAnnouncedLater) {
