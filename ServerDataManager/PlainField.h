@@ -22,6 +22,11 @@ void StoreField(T& field, std::type_identity_t<T> value,
   std::atomic_ref<T>(field).store(value, order);
 }
 
+// Sets a flag in one step. Returns whether this call did; false where it was set.
+inline bool SetFlag(bool& flag) noexcept {
+  return !std::atomic_ref<bool>(flag).exchange(true, std::memory_order_relaxed);
+}
+
 template <class T>
 void AddToField(T& field, std::type_identity_t<T> amount) noexcept {
   std::atomic_ref<T>(field).fetch_add(amount, std::memory_order_relaxed);

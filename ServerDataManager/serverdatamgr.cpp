@@ -98,11 +98,18 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   if (!item.NotifyDelete()) return;
   if (item.NotifiedCreation()) return;
   if (item.DataSource() == nullptr) return;
+  // Before the lock is waited for: of two threads here, one announces. Before any observer runs: so
+  // does one of two calls from inside a notice.
+  if (!item.SetNotifiedCreation()) return;
   const CriticalSection::Lock held(lock);
-  const Observers present(observers.begin(), observers.end());
-  // Before any observer runs: a call from inside a notice announces nothing twice. Not before there
-  // was memory for the list: running out of it must not leave the dataset unannounced for good.
-  item.SetNotifiedCreation();
+  Observers present;
+  try {
+    present.assign(observers.begin(), observers.end());
+  } catch (...) {
+    // Nobody was told; the next pass announces the dataset.
+    item.TakeBackNotifiedCreation();
+    throw;
+  }
   const LocallyUniqueID id = item.ID();
   const std::string& fileName = item.FileName();
   TellObservers(

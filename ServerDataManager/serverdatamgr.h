@@ -139,7 +139,7 @@ class SDM_EXPORT ServerDataManager {
 
   // Tells registry observers that the dataset was created: once in its life, once it has a data
   // source, and never for a quiet one. Called when a dataset is added and by its notification
-  // passes.
+  // passes. Throws std::bad_alloc where there is no memory to begin; the next call then tells them.
   // Threads: the thread that adds the dataset or holds its write lock. Takes the registry lock
   // while observers are told.
   void NotifyCreate(SvrDMItem& item);

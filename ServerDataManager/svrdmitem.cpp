@@ -154,8 +154,11 @@ bool SvrDMItem::NotifyDelete() const {
 bool SvrDMItem::NotifiedCreation() {
   return LoadField(notifiedCreation_);
 }
-void SvrDMItem::SetNotifiedCreation() {
-  StoreField(notifiedCreation_, true);
+bool SvrDMItem::SetNotifiedCreation() {
+  return SetFlag(notifiedCreation_);
+}
+void SvrDMItem::TakeBackNotifiedCreation() {
+  StoreField(notifiedCreation_, false);
 }
 
 bool SvrDMItem::WindowFront() const {

@@ -172,12 +172,14 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: the thread that holds the write lock.
   void BulkVarMoves(bool bulk);
 
-  // Whether registry observers hear of this dataset, and whether they have been told of its
-  // creation.
+  // Whether registry observers hear of this dataset, and whether its creation has been announced to
+  // them. Of several threads that set this flag, one alone is told that it did; who then can
+  // announce nothing takes it back.
   // Threads: any.
   bool NotifyDelete() const;
   bool NotifiedCreation();
-  void SetNotifiedCreation();
+  bool SetNotifiedCreation();
+  void TakeBackNotifiedCreation();
 
   // --- Window state, kept for the client ---
   // Threads: any.

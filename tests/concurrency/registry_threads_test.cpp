@@ -26,6 +26,7 @@ using support::AddDataset;
 using support::RecordingObserver;
 using support::RecordingRegistryObserver;
 using support::WatchedThread;
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -155,6 +156,33 @@ TEST(RegistryThreads, OtherThreadsWaitWhileRegistryObserversAreTold) {
 
   EXPECT_THAT(observer.Created(), SizeIs(1));
   EXPECT_THAT(registry.GetAllDatasets(), SizeIs(4));
+}
+
+// An observer holds up another dataset's notice, so both threads that could announce the dataset
+// have come as far as they get before either may tell anybody.
+TEST(RegistryThreads, ADatasetIsAnnouncedOnceByAReleasedWriterAndACallAtTheSameTime) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);
+  SvrDMItemPtr item = registry.GetDataSet(id);
+  RecordingRegistryObserver observer;
+  registry.Register(observer);
+  std::unique_ptr<WatchedThread> releasing, calling;
+  observer.onCreated = [&](LocallyUniqueID created) {
+    if (created == id) return;
+    releasing = std::make_unique<WatchedThread>([&] {
+      SvrDMWriteableDataSource(item, /*tryOnly=*/false, nullptr)
+          .SetDataSet(support::Dictionary("A").release());
+    });
+    EXPECT_TRUE(releasing->Waits());
+    calling = std::make_unique<WatchedThread>([&] { registry.NotifyCreate(*item); });
+    calling->Waits();
+  };
+
+  const LocallyUniqueID other = AddDataset(registry, "B");
+  releasing.reset();
+  calling.reset();
+
+  EXPECT_THAT(observer.Created(), ElementsAre(other, id));
 }
 
 // The observer holds up the pass until the other threads sleep at the notification mutex.
