@@ -41,8 +41,9 @@ struct Uses {
 
 RefCountPtr<ORVX_ExtensionImpl> EmptyBlock(int type) {
   // Extension 0 is looked at whenever a writer is released; where it is absent that costs no
-  // memory.
-  static const RefCountPtr<ORVX_ExtensionImpl> ofTypeZero(new ORVX_ExtensionImpl(0, 1, 0, nullptr));
+  // memory. Never released: threads may still read while the process exits.
+  static const auto& ofTypeZero =
+      *new const RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(0, 1, 0, nullptr));
   if (type == 0) return ofTypeZero;
   return new ORVX_ExtensionImpl(type, 1, 0, nullptr);
 }
