@@ -12,7 +12,8 @@
 #include <string>
 #include <vector>
 
-// Operations run under the lock unless they say otherwise.
+// Operations run under the lock unless they say otherwise. The list of datasets is read and changed
+// under the leaf lock as well: at exit it is emptied under that alone.
 struct SDM_HIDDEN ServerDataManager::Data {
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
@@ -29,8 +30,24 @@ struct SDM_HIDDEN ServerDataManager::Data {
   SvrDMItemPtr Find(LocallyUniqueID id) const;
   SvrDMItemPtr Find(const std::string& handle) const;
 
-  // Tells the observers, then removes the item at `index`. Takes the lock for the telling only.
+  // The first item that `match` takes, by position (the number of items where there is none) or
+  // itself (empty where there is none).
+  template <class Match>
+  std::size_t IndexOf(Match match) const;
+  template <class Match>
+  SvrDMItemPtr First(Match match) const;
+
+  std::size_t Count() const;
+
+  // The item at `index`; empty where there is none.
+  SvrDMItemPtr At(std::size_t index) const;
+
+  // Tells the observers, then removes the item at `index`, if there is one. Takes the lock for the
+  // telling only.
   void Delete(std::size_t index);
+
+  // Lets go of every item; no observer is told. Needs no lock and does not wait for its holder.
+  void LetGo();
 
   // True when some item has this file name, without regard to case; the empty name is looked up
   // like any other.

@@ -25,6 +25,10 @@ class SDM_EXPORT SvrDMDataSetObserver {
   // unregister observers of this dataset and must not take a handle that locks it (both wait for
   // ever).
   //
+  // May take handles on other datasets, and with that comes a rule for the whole program: datasets
+  // have an order, by identifier for instance, and an observer takes only those behind its own.
+  // An observer of A that writes B while one of B writes A waits for ever, on one thread already.
+  //
   // Threads: called on the thread that releases the writer, which holds the dataset's write lock
   // and its notification mutex.
   //

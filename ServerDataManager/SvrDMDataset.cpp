@@ -1,5 +1,6 @@
 #include <ServerDataManager/SvrDMDataset.h>
 
+#include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 SvrDMDataset::SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id)
@@ -22,13 +23,13 @@ unsigned int SvrDMDataset::GetCaseSequence() const {
   return item_->CaseSequence();
 }
 std::string SvrDMDataset::GetHandle() const {
-  return item_->Handle();
+  return CopyOfName(item_->Handle());
 }
 void SvrDMDataset::SetHandle(std::string handle) {
   item_->Handle(handle);
 }
 std::string SvrDMDataset::GetFileName() const {
-  return item_->FileName();
+  return CopyOfName(item_->FileName());
 }
 void SvrDMDataset::SetFileName(std::string const& fileName) {
   item_->FileName(fileName);

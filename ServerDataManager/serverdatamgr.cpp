@@ -4,6 +4,7 @@
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <liborvxdemg/ErrorMsg.h>
 #include <libplatdep/mbstricmp.h>
+#include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
 
@@ -11,7 +12,14 @@
 #include <utility>
 
 // The registry of the process. At file scope, so that it is there as soon as the library is loaded.
-static ServerDataManager instance;
+// A union, whose member is not destroyed: at exit the registry lets go of its datasets, and those
+// who still call it find it empty.
+union RegistryOfTheProcess {
+  RegistryOfTheProcess() : registry() {}
+  ~RegistryOfTheProcess() { registry.data_->LetGo(); }
+  ServerDataManager registry;
+};
+static RegistryOfTheProcess instance;
 
 namespace {
 
@@ -20,6 +28,8 @@ constexpr unsigned int kUnknownDataset = 2001;  // ErrorMsg code
 bool SameName(const std::string& a, const std::string& b) {
   return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
 }
+
+// For use under the leaf lock.
 
 struct LUIDMatch {
   LocallyUniqueID id;
@@ -36,6 +46,12 @@ struct FileNameMatch {
   bool operator()(const SvrDMItemPtr& item) const { return SameName(item->FileName(), name); }
 };
 
+// Takes the leaf lock. A dataset without a file name has no file, whatever `name` is.
+bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
+  const LeafLock held;
+  return !item->FileName().empty() && FileNameMatch{name}(item);
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -47,7 +63,10 @@ void ServerDataManager::Data::Add(ORVX_DataSource* ds, const std::string& name, 
   if (filter != nullptr && ds != nullptr) ds = filter->FilterDataSource(ds);
   SvrDMItemPtr item = NewItem(ds, name, quiet, id, caseSequence);
   if (hasPassword) item->Password(password, passwordFlag);
-  items.push_back(item);
+  {
+    const LeafLock held;
+    items.push_back(item);
+  }
   NotifyCreate(*item);
 }
 
@@ -64,19 +83,43 @@ SvrDMItem* ServerDataManager::Data::NewItem(ORVX_DataSource* ds, const std::stri
 }
 
 SvrDMItemPtr ServerDataManager::Data::Find(LocallyUniqueID id) const {
-  const auto found = std::find_if(items.begin(), items.end(), LUIDMatch{id});
-  if (found == items.end()) throw ErrorMsg(kUnknownDataset, "");
-  return *found;
+  const SvrDMItemPtr found = First(LUIDMatch{id});
+  if (!found.IsValid()) throw ErrorMsg(kUnknownDataset, "");
+  return found;
 }
 
 SvrDMItemPtr ServerDataManager::Data::Find(const std::string& handle) const {
-  const auto found = std::find_if(items.begin(), items.end(), HandleMatch{handle});
+  return First(HandleMatch{handle});
+}
+
+template <class Match>
+std::size_t ServerDataManager::Data::IndexOf(Match match) const {
+  const LeafLock held;
+  const auto found = std::find_if(items.begin(), items.end(), match);
+  return static_cast<std::size_t>(found - items.begin());
+}
+
+template <class Match>
+SvrDMItemPtr ServerDataManager::Data::First(Match match) const {
+  const LeafLock held;
+  const auto found = std::find_if(items.begin(), items.end(), match);
   return found != items.end() ? *found : SvrDMItemPtr(nullptr);
+}
+
+std::size_t ServerDataManager::Data::Count() const {
+  const LeafLock held;
+  return items.size();
+}
+
+SvrDMItemPtr ServerDataManager::Data::At(std::size_t index) const {
+  const LeafLock held;
+  return index < items.size() ? items[index] : SvrDMItemPtr(nullptr);
 }
 
 void ServerDataManager::Data::Delete(std::size_t index) {
   // Keeps the item alive until its place in the registry is gone.
-  SvrDMItemPtr item = items[index];
+  SvrDMItemPtr item = At(index);
+  if (!item.IsValid()) return;
   const LocallyUniqueID id = item->ID();
   // Told whether or not its creation was: an item that never had a source is announced as deleted
   // too.
@@ -85,12 +128,20 @@ void ServerDataManager::Data::Delete(std::size_t index) {
     TellObservers(Observers(observers.begin(), observers.end()),
                   [&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
   }
+  const LeafLock held;
   // An observer may have deleted other items, or this one.
   const auto place = std::find(items.begin(), items.end(), item);
   if (place != items.end()) items.erase(place);
 }
 
+void ServerDataManager::Data::LetGo() {
+  std::vector<SvrDMItemPtr> gone;
+  const LeafLock held;
+  items.swap(gone);
+}
+
 bool ServerDataManager::Data::FileNameInUse(const std::string& name) const {
+  const LeafLock held;
   return std::any_of(items.begin(), items.end(), FileNameMatch{name});
 }
 
@@ -128,7 +179,7 @@ void ServerDataManager::Data::TellObservers(const Observers& present, Notice not
 // Locked entries
 
 ServerDataManager& ServerDataManager::GetInstance() {
-  return instance;
+  return instance.registry;
 }
 
 ServerDataManager::ServerDataManager() : data_(std::make_unique<Data>(this)) {}
@@ -180,6 +231,7 @@ SvrDMItemPtr ServerDataManager::GetDataSet(const std::string& handle) const {
 
 std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
   const CriticalSection::Lock held(data_->lock);
+  const LeafLock heldToo;
   std::vector<SvrDMDataset> datasets;
   datasets.reserve(data_->items.size());
   for (const SvrDMItemPtr& item : data_->items) datasets.emplace_back(item);
@@ -189,34 +241,29 @@ std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
 bool ServerDataManager::SavFileExternallyChanged(const std::string& name) const {
   const CriticalSection::Lock held(data_->lock);
   bool changed = false;
-  for (SvrDMItemPtr item : data_->items) {
-    if (!item.IsValid() || item->FileName().empty()) continue;
-    // No end at the first of that name: callers know the answer of the last.
-    if (SameName(name, item->FileName())) changed = item->SavFileExternallyChanged();
+  // No end at the first of that name: callers know the answer of the last.
+  for (std::size_t index = 0;; ++index) {
+    SvrDMItemPtr item = data_->At(index);
+    if (!item.IsValid()) return changed;
+    if (HasFile(item, name)) changed = item->SavFileExternallyChanged();
   }
-  return changed;
 }
 
 void ServerDataManager::Delete(const LocallyUniqueID& id) {
   const CriticalSection::Lock held(data_->lock);
-  const std::vector<SvrDMItemPtr>& items = data_->items;
-  const auto found = std::find_if(items.begin(), items.end(), LUIDMatch{id});
-  if (found != items.end()) data_->Delete(static_cast<std::size_t>(found - items.begin()));
+  data_->Delete(data_->IndexOf(LUIDMatch{id}));
 }
 
 void ServerDataManager::Clear() {
-  for (std::size_t index = data_->items.size(); index-- > 0;) {
-    // Observers may have deleted further datasets from inside a notice.
-    if (index < data_->items.size()) data_->Delete(index);
-  }
+  // Observers may delete further datasets from inside a notice: positions may be empty by then.
+  for (std::size_t index = data_->Count(); index-- > 0;) data_->Delete(index);
 }
 
 void ServerDataManager::Password(const LocallyUniqueID& id, const std::string& password,
                                  bool flag) {
   const CriticalSection::Lock held(data_->lock);
-  std::vector<SvrDMItemPtr>& items = data_->items;
-  const auto found = std::find_if(items.begin(), items.end(), LUIDMatch{id});
-  if (found != items.end()) (*found)->Password(password, flag);
+  SvrDMItemPtr item = data_->First(LUIDMatch{id});
+  if (item.IsValid()) item->Password(password, flag);
 }
 
 void ServerDataManager::Register(ServerDataManagerObserver& observer) {

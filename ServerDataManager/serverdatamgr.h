@@ -16,9 +16,8 @@
 //   comes last      a thread that holds it takes no lock of a dataset (svrdmitem.h): handles take
 //                   those after the registry has answered, and the registry waits for nobody's
 //
-// It does not guard what belongs to a dataset. Its names and its password can be set through
-// handles, and its file name by a notification pass as well; the operations here that read them
-// must not run beside that.
+// It does not guard what belongs to a dataset. Names are compared under a lock of their own, which
+// the registry takes for a moment after its own lock; passwords are not protected.
 
 #ifndef SERVERDATAMANAGER_SERVERDATAMGR_H_
 #define SERVERDATAMANAGER_SERVERDATAMGR_H_
@@ -38,8 +37,10 @@ class ServerDataManagerObserver;
 
 class SDM_EXPORT ServerDataManager {
  public:
-  // The registry of this process, from the loading of the library to the exit of the process.
-  // Threads: any. Takes no lock.
+  // The registry of this process, from the loading of the library on. It is never destroyed. At
+  // exit it lets go of its datasets, and no observer is told: those that no handle holds go with
+  // their data sources. Other threads, exit handlers and destructors of static objects may call it
+  // after that; it is then an empty registry. Threads: any. Takes no lock.
   static ServerDataManager& GetInstance();
 
   // A registry of its own, with its own datasets, identifiers and lock.
@@ -145,6 +146,7 @@ class SDM_EXPORT ServerDataManager {
   void NotifyCreate(SvrDMItem& item);
 
  private:
+  friend union RegistryOfTheProcess;
   struct Data;
   std::unique_ptr<Data> data_;
 };

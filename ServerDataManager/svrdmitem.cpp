@@ -7,6 +7,7 @@
 #include <libplatdep/ExtNameStr.h>
 #include <libsfthread/sfGuard.h>
 #include <ServerDataManager/Invariant.h>
+#include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/PlainField.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SourceChain.h>
@@ -17,6 +18,7 @@
 
 #include <ctime>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -58,6 +60,30 @@ SvrDMItem::~SvrDMItem() {
   ClearNotifications();
   DeleteDataSource();
   SetBootstrapSpecs(nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Names. Strings are made before the lock is taken and go after it is released.
+
+void SvrDMItem::Handle(const std::string& handle) {
+  std::string name = handle;
+  const LeafLock held;
+  handle_.swap(name);
+}
+
+void SvrDMItem::FileName(const std::string& fileName) {
+  std::string name = fileName;
+  const LeafLock held;
+  fileName_.swap(name);
+}
+
+std::string SvrDMItem::SuppressedFileName() const {
+  return CopyOfName(suppressedFileName_);
+}
+
+void SvrDMItem::SuppressedFileName(std::string fileName) {
+  const LeafLock held;
+  suppressedFileName_.swap(fileName);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -235,16 +261,17 @@ void SvrDMItem::BulkVarMoves(bool bulk) {
 // Saved file, creation time, password
 
 void SvrDMItem::LockSavFileInUse() {
-  if (fileName_ == lockedFileName_) return;
+  const std::string fileName = CopyOfName(fileName_);
+  if (fileName == lockedFileName_) return;
   UnlockSavFileInUse();
-  if (fileName_.empty()) return;
+  if (fileName.empty()) return;
 
   ExtNameStr name;
-  name.SetGeneric(fileName_);
+  name.SetGeneric(fileName);
   std::unique_ptr<std::FILE, CloseFile> file(name.fsopen("r", kDenyWrite));
   if (file == nullptr) return;
 
-  lockedFileName_ = fileName_;
+  lockedFileName_ = fileName;
   lockedFile_ = file.release();
   struct stat status {};
   if (fstat(fileno(lockedFile_), &status) == 0) lockedFileTime_ = status.st_mtime;

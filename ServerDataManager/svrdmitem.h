@@ -12,8 +12,13 @@
 //   notification mutex   Register, Unregister, Notify  observers are called: they may take the
 //                                                      registry lock, but no lock of this item
 //
+// A thread that has one dataset and takes another, or an observer of one that does, must follow an
+// order of datasets that holds in the whole program, by identifier for instance.
+//
 // Counters and flags have no lock: each is read and written as one plain field (PlainField.h), from
-// any thread. Strings have no such protection: nobody may read one while another thread sets it.
+// any thread. Names are set, and compared by the registry, under one lock of the library that is
+// held for nothing else. References to a name or to the password have no such protection: nobody
+// may read through one while another thread sets what it refers to.
 
 #ifndef SERVERDATAMANAGER_SVRDMITEM_H_
 #define SERVERDATAMANAGER_SVRDMITEM_H_
@@ -31,7 +36,6 @@
 #include <cstdio>
 #include <list>
 #include <string>
-#include <utility>
 #include <vector>
 
 class ORVX_DataSource;
@@ -73,18 +77,20 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   ServerDataManager* Manager() const { return manager_; }
 
   // The name by which the registry finds the dataset, without regard to case; empty at first.
-  // Threads: not safe against a thread that sets it; likewise the two pairs below.
+  // Threads: any may set it. The reference is not safe against a thread that sets it. Likewise the
+  // next pair.
   const std::string& Handle() const { return handle_; }
-  void Handle(const std::string& handle) { handle_ = handle; }
+  void Handle(const std::string& handle);
 
   // The saved file to which the dataset belongs; empty for none. Setting it neither releases the
-  // file held open nor opens another: see LockSavFileInUse.
+  // file held open nor opens another: see LockSavFileInUse. A notification pass sets it, too.
   const std::string& FileName() const { return fileName_; }
-  void FileName(const std::string& fileName) { fileName_ = fileName; }
+  void FileName(const std::string& fileName);
 
   // The file name kept aside because another dataset had it when this one was added.
-  std::string SuppressedFileName() const { return suppressedFileName_; }
-  void SuppressedFileName(std::string fileName) { suppressedFileName_ = std::move(fileName); }
+  // Threads: any.
+  std::string SuppressedFileName() const;
+  void SuppressedFileName(std::string fileName);
 
   // --- Data source ---
 
@@ -250,11 +256,12 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   ServerDataManager* manager_;
   ORVX_DataSource* dataSource_;  // plain; owned, with its chain
 
-  // Under no lock: see above.
+  // Names: set and compared under the library's leaf lock.
   std::string handle_;
   std::string fileName_;
   std::string suppressedFileName_;
-  std::string password_;
+
+  std::string password_;  // under no lock
   bool passwordMangled_ = false;
 
   sfMutexRW lock_;

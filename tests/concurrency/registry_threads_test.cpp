@@ -1,5 +1,6 @@
 // The registry used by several threads at once.
 
+#include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/ErrorMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
@@ -8,6 +9,7 @@
 #include <tests/support/Datasets.h>
 #include <tests/support/Observers.h>
 #include <tests/support/WatchedThread.h>
+#include <tests/unit/saved_files.h>
 
 #include <gmock/gmock.h>
 
@@ -27,6 +29,7 @@ using support::RecordingObserver;
 using support::RecordingRegistryObserver;
 using support::WatchedThread;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -183,6 +186,63 @@ TEST(RegistryThreads, ADatasetIsAnnouncedOnceByAReleasedWriterAndACallAtTheSameT
   calling.reset();
 
   EXPECT_THAT(observer.Created(), ElementsAre(other, id));
+}
+
+// For the thread sanitizer. A pass that finds another file name on a dataset of a saved file sets
+// the dataset's.
+TEST(RegistryThreads, ANotificationPassSetsAFileNameWhileAnotherThreadComparesIt) {
+  constexpr int kRounds = 200;
+  ServerDataManager registry;
+  const TemporaryFolder folder;
+  const LocallyUniqueID id =
+      registry.Add(*SystemFileDataSource::Open(folder.Write("survey.tsv")).release(), "survey.tsv",
+                   /*quiet=*/true);
+  RecordingObserver observer;
+  registry.GetDataSet(id)->Register(observer);
+  MeetingPoint round(2);
+
+  std::thread adding([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      round.Meet();
+      registry.Delete(AddDataset(registry, "A", /*quiet=*/true));
+      registry.SavFileExternallyChanged("survey.tsv");
+      EXPECT_THAT(SvrDMDataset(registry, id).GetFileName(), EndsWith("survey.tsv"));
+    }
+  });
+  for (int i = 0; i < kRounds; ++i) {
+    round.Meet();
+    support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+      writer->SetFileSpec((std::to_string(i) + "survey.tsv").c_str());
+    });
+  }
+  adding.join();
+
+  EXPECT_THAT(registry.GetDataSet(id)->FileName(), std::to_string(kRounds - 1) + "survey.tsv");
+}
+
+// For the thread sanitizer. Plain handles lock nothing.
+TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByTheirs) {
+  constexpr int kRounds = 200;
+  ServerDataManager registry;
+  const LocallyUniqueID id = AddDataset(registry, "A");
+  SvrDMDataset handle(registry, id);
+  handle.SetHandle("somebody");
+  MeetingPoint round(2);
+
+  std::thread finding([&] {
+    for (int i = 0; i < kRounds; ++i) {
+      round.Meet();
+      EXPECT_FALSE(registry.GetDataSet("nobody").IsValid());
+      EXPECT_THAT(SvrDMDataset(registry, id).GetHandle(), EndsWith("somebody"));
+    }
+  });
+  for (int i = 0; i < kRounds; ++i) {
+    round.Meet();
+    handle.SetHandle(std::to_string(i) + "somebody");
+  }
+  finding.join();
+
+  EXPECT_EQ(registry.GetDataSet("199somebody")->ID(), id);
 }
 
 // The observer holds up the pass until the other threads sleep at the notification mutex.

@@ -1,0 +1,145 @@
+// A program that ends while the registry of the process is in use. process_exit_test.cpp runs it,
+// once for each way named in main, and reads what it writes.
+
+#include <liborvxdemg/ErrorMsg.h>
+#include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMInputDataSource.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/Dictionary.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <functional>
+#include <latch>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "after_the_libraries.h"
+
+namespace {
+
+// Unbuffered: a stream may be gone by the time of the call.
+void Say(std::string_view line) {
+  if (write(STDOUT_FILENO, line.data(), line.size()) != static_cast<ssize_t>(line.size())) abort();
+}
+
+class SpeakingSource : public DataFreeDataSource {
+ public:
+  ~SpeakingSource() override { Say("source destroyed\n"); }
+};
+
+ServerDataManager& Registry() {
+  return ServerDataManager::GetInstance();
+}
+
+bool IsKnown(LocallyUniqueID id) {
+  try {
+    return Registry().GetDataSet(id).IsValid();
+  } catch (const ErrorMsg& error) {
+    if (error.GetCode() != 2001) abort();
+    return false;
+  }
+}
+
+// How often the threads of RepeatForEver have done their work.
+std::atomic<long> rounds{0};
+
+// `count` threads that repeat `work` until the process is gone. Comes back once each has done it.
+void RepeatForEver(int count, const std::function<void()>& work) {
+  auto* const begun = new std::latch(count);  // never destroyed: a thread may still be leaving it
+  for (int i = 0; i < count; ++i) {
+    std::thread([=] {
+      work();
+      begun->count_down();
+      for (;; ++rounds) work();
+    }).detach();
+  }
+  begun->wait();
+}
+
+void ReadWriteAndFind(LocallyUniqueID id) {
+  try {
+    const SvrDMInputDataSource reader(id, /*tryOnly=*/false);
+    if (reader->ColumnCount() != 2) abort();
+    const ORVX_DataSource::Extension extension(**reader, 0);
+  } catch (const ErrorMsg&) {
+    // Gone with the registry.
+  }
+  Registry().GetDataSet("nobody");
+  for (SvrDMDataset& dataset : Registry().GetAllDatasets()) dataset.GetFileName();
+  const LocallyUniqueID own = Registry().Add(*support::Dictionary("A B").release(), "", true);
+  try {
+    SvrDMWriteableDataSource(own, /*tryOnly=*/false, nullptr)->GetVariable(0).SetLabel("x");
+  } catch (const ErrorMsg&) {
+  }
+  Registry().Delete(own);
+}
+
+class HoldingObserver : public ServerDataManagerObserver {
+ public:
+  explicit HoldingObserver(std::latch& holds) : holds_(holds) {}
+  void DataSetCreated(const LocallyUniqueID&, const std::string&) override {
+    holds_.count_down();
+    for (;;) pause();
+  }
+  void DataSetDeleted(const LocallyUniqueID&) override {}
+
+ private:
+  std::latch& holds_;
+};
+
+void HoldTheRegistryLockForEver() {
+  auto* const holds = new std::latch(1);
+  Registry().Register(*new HoldingObserver(*holds));
+  std::thread([] { Registry().Add(*support::Dictionary("A").release(), "", false); }).detach();
+  holds->wait();
+}
+
+// What is called after everything.
+struct Kept {
+  LocallyUniqueID id;
+  SvrDMDataset handle;
+};
+const Kept* kept = nullptr;  // never destroyed
+
+void CallTheRegistryOnceMore() {
+  Say(IsKnown(kept->id) ? "known\n" : "unknown\n");
+  Say("held: " + kept->handle.GetHandle() + "\n");
+  const LocallyUniqueID late = Registry().AddEmpty(/*quiet=*/true);
+  Say(IsKnown(late) ? "late: known\n" : "late: unknown\n");
+  Registry().Delete(late);
+}
+
+void LetTheThreadsGoOn() {
+  const long enough = rounds + 200;
+  while (rounds < enough) std::this_thread::yield();
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  alarm(60);  // kills a process that hangs
+  const std::string way = count > 1 ? arguments[1] : "";
+  const LocallyUniqueID id = Registry().Add(*support::Dictionary("A B").release(), "", true);
+  if (way == "in use") {
+    std::atexit([] { Registry().GetAllDatasets(); });
+    RepeatForEver(4, [=] { ReadWriteAndFind(id); });
+    AfterTheLibraries(LetTheThreadsGoOn);
+  } else if (way == "called afterwards") {
+    Registry().Add(*new SpeakingSource, "", /*quiet=*/true);
+    kept = new Kept{id, SvrDMDataset(id)};
+    Registry().GetDataSet(id)->Handle("survey");
+    AfterTheLibraries(CallTheRegistryOnceMore);
+  } else if (way == "lock held") {
+    Registry().Add(*new SpeakingSource, "", /*quiet=*/true);
+    HoldTheRegistryLockForEver();
+  } else {
+    return EXIT_FAILURE;
+  }
+  return EXIT_SUCCESS;
+}
