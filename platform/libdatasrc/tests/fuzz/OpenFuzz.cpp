@@ -15,7 +15,7 @@
 namespace {
 
 constexpr char kSeparator = '\x1E';
-constexpr std::size_t kBytesAtStart = std::size_t{1} << 18;
+constexpr std::size_t kBytesAtStart = std::size_t{1} << 19;
 constexpr std::size_t kBytesPerByte = 500;
 
 std::size_t allocated = 0;  // since the input began, whatever was freed
