@@ -90,10 +90,17 @@ int Socket::SendAnswer(Answer answer) {
 }
 
 std::optional<Answer> Socket::ReceiveAnswer() {
-  try {
-    const std::string byte = ReceiveUpTo(1);
-    if (!byte.empty()) return static_cast<Answer>(byte.front());
-  } catch (const std::runtime_error&) {  // for the server a client that fails is one that is gone
+  char byte = 0;
+  ssize_t received;
+  do {
+    received = recv(descriptor_, &byte, 1, 0);
+  } while (received < 0 && errno == EINTR);
+  if (received < 0 && errno == EAGAIN) throw std::runtime_error("the client: no answer in time");
+  if (received <= 0) return std::nullopt;  // a broken connection is the end of the stream
+  const auto answer = static_cast<Answer>(byte);
+  if (answer != Answer::Taken && answer != Answer::SnapshotWanted) {
+    throw std::runtime_error("the client: byte " +
+                             std::to_string(static_cast<unsigned char>(byte)) + " is no answer");
   }
-  return std::nullopt;
+  return answer;
 }

@@ -24,7 +24,8 @@ class Socket {
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
 
-  // Gives up on a peer that takes no bytes for so long, so that nobody waits for it for ever.
+  // Sets for how long the peer may neither take nor send a byte while we wait for it. Without it
+  // there is no limit.
   void GiveUpAfter(int seconds);
 
   // 0, or errno where the other end did not take it all.
@@ -34,7 +35,8 @@ class Socket {
   std::optional<std::string> ReceiveFrame();
 
   int SendAnswer(Answer answer);
-  // Nothing at the end of the stream or on an error.
+  // Nothing at the end of the stream. Throws std::runtime_error where no answer comes in time, or a
+  // byte that is no answer.
   std::optional<Answer> ReceiveAnswer();
 
  private:

@@ -6,6 +6,10 @@
 //
 // The client joins when there have been two writes, so its first frame does not fit and it asks for
 // a snapshot.
+//
+// The server waits at most 30 seconds for the client, or as many as TWO_PROCESSES_WAIT in the
+// environment says. A client that takes longer, or answers with an unknown byte, is an error: the
+// server kills it and ends with status 1.
 
 #include "Socket.h"
 
@@ -17,20 +21,26 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -39,27 +49,32 @@ namespace {
 
 class ClientProcess final : public PackageProxy {
  public:
-  // Starts `program`, which gets the other end of the socket as its standard input.
-  ClientProcess(const std::string& program, LocallyUniqueID dataset);
-  // Waits for its end.
+  // Starts `program`, which gets the other end of the socket as its standard input. Each wait for
+  // it takes at most so many seconds.
+  ClientProcess(const std::string& program, LocallyUniqueID dataset, int seconds);
+  // Kills it if it has not ended.
   ~ClientProcess();
 
   short SendMessage(int command, VSerializable* message) override;
   std::optional<Answer> ReceiveAnswer() { return socket_->ReceiveAnswer(); }
   void Kill();
+  // Ends the stream and waits for the end of the process. Throws where that does not come in time.
+  void End();
 
  private:
   std::unique_ptr<Socket> socket_;
+  const int seconds_;
   pid_t process_ = -1;
 };
 
-ClientProcess::ClientProcess(const std::string& program, LocallyUniqueID dataset) {
+ClientProcess::ClientProcess(const std::string& program, LocallyUniqueID dataset, int seconds)
+    : seconds_(seconds) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
     throw std::runtime_error("no socket pair");
   }
   socket_ = std::make_unique<Socket>(ends[0]);
-  socket_->GiveUpAfter(/*seconds=*/30);
+  socket_->GiveUpAfter(seconds);
   const Socket clientsEnd(ends[1]);
 
   std::string word = std::to_string(dataset.Word());
@@ -74,7 +89,7 @@ ClientProcess::ClientProcess(const std::string& program, LocallyUniqueID dataset
 }
 
 ClientProcess::~ClientProcess() {
-  socket_.reset();  // the end of the stream
+  Kill();
   waitpid(process_, nullptr, 0);
 }
 
@@ -89,6 +104,16 @@ void ClientProcess::Kill() {
   kill(process_, SIGKILL);
   siginfo_t gone;
   waitid(P_PID, static_cast<id_t>(process_), &gone, WEXITED | WNOWAIT);
+}
+
+void ClientProcess::End() {
+  socket_.reset();
+  const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, process_, 0));
+  if (descriptor == -1) throw std::runtime_error("cannot wait for the client's end");
+  pollfd end = {descriptor, POLLIN, 0};
+  const int ended = poll(&end, 1, seconds_ * 1000);
+  close(descriptor);
+  if (ended != 1) throw std::runtime_error("the client does not end in time");
 }
 
 // --- what is written ---
@@ -179,8 +204,9 @@ struct Log : SvrDMDataSetObserver {
 
 class Server {
  public:
-  explicit Server(const std::string& dataFile)
-      : dataset_(ServerDataManager::GetInstance().Add(
+  Server(const std::string& dataFile, int secondsForTheClient)
+      : secondsForTheClient_(secondsForTheClient),
+        dataset_(ServerDataManager::GetInstance().Add(
             *SystemFileDataSource::Open(dataFile).release(), dataFile, /*quiet=*/false)) {
     dataset_.Register(log_);
   }
@@ -192,11 +218,13 @@ class Server {
   void Make(const Write& write);
   void StartClient(const std::string& program);
   void KillClient() { client_->Kill(); }
+  void EndClient() { client_->End(); }
 
  private:
   void WaitForClient();
   DictionaryDigest Digest() const;
 
+  const int secondsForTheClient_;
   Log log_;
   SvrDMDataset dataset_;
   // The stream goes before the channel that it borrows.
@@ -222,15 +250,16 @@ void Server::Make(const Write& write) {
   std::printf("server: digest %s\n", Digest().AsText().c_str());
 }
 
-// Until it has taken the frame, or the snapshot that it wants. A client that cannot follow a
-// snapshot either asks again with the next pass.
+// Until it has taken the frame, or the snapshot that it wants, or is gone.
 void Server::WaitForClient() {
   if (stream_->IsLost() || client_->ReceiveAnswer() != Answer::SnapshotWanted) return;
   {
     const SvrDMInputDataSource reader(dataset_.GetDataSetID(), /*tryOnly=*/false);
     stream_->SendSnapshot(reader);
   }
-  if (!stream_->IsLost()) client_->ReceiveAnswer();
+  if (!stream_->IsLost() && client_->ReceiveAnswer() == Answer::SnapshotWanted) {
+    throw std::runtime_error("the client does not take its snapshot");
+  }
 }
 
 DictionaryDigest Server::Digest() const {
@@ -239,7 +268,7 @@ DictionaryDigest Server::Digest() const {
 }
 
 void Server::StartClient(const std::string& program) {
-  client_ = std::make_unique<ClientProcess>(program, dataset_.GetDataSetID());
+  client_ = std::make_unique<ClientProcess>(program, dataset_.GetDataSetID(), secondsForTheClient_);
   stream_ = std::make_unique<ChangeStreamObserver>(*client_);
   dataset_.Register(*stream_);
 }
@@ -249,8 +278,9 @@ std::string ClientProgram() {
 }
 
 // `passesOfTheClient`: after how many it is killed; none for never.
-void Run(const std::string& dataFile, std::optional<int> passesOfTheClient) {
-  Server server(dataFile);
+void Run(const std::string& dataFile, std::optional<int> passesOfTheClient,
+         int secondsForTheClient) {
+  Server server(dataFile, secondsForTheClient);
   int writes = 0;
   for (const Write& write : kWrites) {
     if (writes == kWritesBeforeTheClient) server.StartClient(ClientProgram());
@@ -262,29 +292,38 @@ void Run(const std::string& dataFile, std::optional<int> passesOfTheClient) {
   }
   std::printf("server: %d writes made\n", writes);
   std::fflush(stdout);
+  server.EndClient();
 }
 
 constexpr int kPassesOfTheClient = static_cast<int>(std::size(kWrites)) - kWritesBeforeTheClient;
 
-// One digit, fewer than the client has passes in all.
-std::optional<int> PassesIn(const std::string& argument) {
-  if (argument.size() != 1 || argument[0] < '0' || argument[0] >= '0' + kPassesOfTheClient) {
-    return std::nullopt;
-  }
-  return argument[0] - '0';
+// None for anything but a number in this range.
+std::optional<int> NumberIn(std::string_view text, int least, int most) {
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || rest != end || number < least || number > most) return std::nullopt;
+  return number;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::optional<int> passes = argc == 3 ? PassesIn(argv[2]) : std::nullopt;
+  const std::optional<int> passes =
+      argc == 3 ? NumberIn(argv[2], 0, kPassesOfTheClient - 1) : std::nullopt;
   if (argc < 2 || argc > 3 || (argc == 3 && !passes)) {
     std::fprintf(stderr, "usage: %s DATA_FILE [PASSES_UNTIL_THE_CLIENT_IS_KILLED: 0 to %d]\n",
                  argv[0], kPassesOfTheClient - 1);
     return 2;
   }
+  const char* const wait = std::getenv("TWO_PROCESSES_WAIT");
+  const std::optional<int> seconds = NumberIn(wait != nullptr ? wait : "30", 1, 999);
+  if (!seconds) {
+    std::fprintf(stderr, "%s: TWO_PROCESSES_WAIT must be 1 to 999 seconds\n", argv[0]);
+    return 2;
+  }
   try {
-    Run(argv[1], passes);
+    Run(argv[1], passes, *seconds);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "two_processes: %s\n", error.what());
     return 1;

@@ -140,21 +140,74 @@ TEST(TwoProcesses, ABadFileIsSaidAndNothingStarted) {
   EXPECT_THAT(played.lines[0], HasSubstr("/no/such/file.tsv"));
 }
 
-// --- in the middle of a frame ---
+// --- other clients ---
 
-// The example's server, beside a program of this test in the client's place: one that reads so many
-// bytes and goes. The first frame is more, and is sent before the client can be gone; what meets
-// the loss is the next write.
+// The example's server beside a shell script in the client's place, whose standard input is the
+// socket. The server is killed, with status 137, where it takes more than a minute.
+Played PlayWithClient(const std::string& script, int secondsToWait) {
+  const TemporaryFolder folder;
+  const std::string server = folder.Path("server");
+  std::filesystem::copy_file(TWO_PROCESSES, server);
+  std::ofstream(server + "_client") << "#!/bin/sh\n" << script << '\n';
+  std::filesystem::permissions(server + "_client", std::filesystem::perms::owner_all);
+  std::ofstream(folder.Path("run")) << "TWO_PROCESSES_WAIT=" << secondsToWait
+                                    << " exec timeout -s KILL 60 '" << server << "' \"$@\"\n";
+  return Play("'" + folder.Path("run") + "' '" + SURVEY + "'", "/bin/sh");
+}
+
+void ExpectError(const Played& played, const std::string& error) {
+  EXPECT_EQ(played.status, 1);
+  EXPECT_EQ(played.Behind("two_processes: "), std::vector<std::string>{error});
+}
+
+TEST(TwoProcesses, AClientThatIsStoppedEndsTheServerWithAnError) {
+  const Played played = PlayWithClient("kill -STOP $$", /*secondsToWait=*/1);
+
+  ExpectError(played, "the client: no answer in time");
+  EXPECT_THAT(played.Behind("server: digest "), SizeIs(0));
+}
+
+TEST(TwoProcesses, AClientThatIsStoppedAfterItsLastAnswerEndsTheServerWithAnError) {
+  const Played played = PlayWithClient("printf kkkkk >&0; kill -STOP $$", /*secondsToWait=*/3);
+
+  ExpectError(played, "the client does not end in time");
+  EXPECT_THAT(played.Behind("server: digest "), SizeIs(kPasses));
+}
+
+TEST(TwoProcesses, AClientThatGoesOnWithoutItsSocketEndsTheServerWithAnError) {
+  ExpectError(PlayWithClient("exec </dev/null; kill -STOP $$", /*secondsToWait=*/3),
+              "the client does not end in time");
+}
+
+TEST(TwoProcesses, AnAnswerThatIsNoneEndsTheServerWithAnError) {
+  const Played played = PlayWithClient("printf kx >&0; exec cat >/dev/null", /*secondsToWait=*/30);
+
+  ExpectError(played, "the client: byte 120 is no answer");
+  EXPECT_THAT(played.Behind("server: digest "), SizeIs(1));
+}
+
+TEST(TwoProcesses, AClientThatDoesNotTakeItsSnapshotEndsTheServerWithAnError) {
+  ExpectError(PlayWithClient("printf ss >&0; exec cat >/dev/null", /*secondsToWait=*/30),
+              "the client does not take its snapshot");
+}
+
+TEST(TwoProcesses, AWrongTimeToWaitIsSaidAndNothingStarted) {
+  for (const char* wrong : {"0", "-1", "x", "1s", "100000", "''"}) {
+    const Played played =
+        Play(std::string("-c \"TWO_PROCESSES_WAIT=") + wrong + " '" + TWO_PROCESSES + "' x.csv\"",
+             "/bin/sh");
+    EXPECT_EQ(played.status, 2) << wrong;
+    EXPECT_THAT(played.lines, ElementsAre(HasSubstr("TWO_PROCESSES_WAIT"))) << wrong;
+  }
+}
+
+// One that reads so many bytes and goes. The first frame is more, and is sent before the client can
+// be gone; what meets the loss is the next write.
 TEST(TwoProcesses, AClientThatReadsAPartOfAFrameAndGoesIsReportedOnceAndTheServerGoesOn) {
   const std::vector<std::string> digests = PlaySurvey().Behind("server: digest ");
   for (const char* bytes : {"2", "4", "100"}) {
-    const TemporaryFolder folder;
-    const std::string server = folder.Path("server");
-    std::filesystem::copy_file(TWO_PROCESSES, server);
-    std::ofstream(server + "_client") << "#!/bin/sh\nexec head -c " << bytes << " >/dev/null\n";
-    std::filesystem::permissions(server + "_client", std::filesystem::perms::owner_all);
-
-    const Played played = Play(std::string("'") + SURVEY + "'", server);
+    const Played played =
+        PlayWithClient(std::string("exec head -c ") + bytes + " >/dev/null", /*secondsToWait=*/30);
 
     EXPECT_EQ(played.status, 0);
     EXPECT_EQ(played.Behind("server: digest "), digests) << bytes << " bytes";
@@ -163,6 +216,8 @@ TEST(TwoProcesses, AClientThatReadsAPartOfAFrameAndGoesIsReportedOnceAndTheServe
     EXPECT_EQ(played.lines.back(), "server: 7 writes made");
   }
 }
+
+// --- in the middle of a frame ---
 
 // Both ends close on exec; a child that is forked closes what is not its own.
 struct Connection {
