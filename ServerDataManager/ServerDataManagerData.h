@@ -5,6 +5,7 @@
 
 #include <libplatdep/CriticalSection.h>
 #include <ServerDataManager/Export.h>
+#include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 #include <cstddef>
@@ -15,6 +16,14 @@
 // Operations run under the lock unless they say otherwise. The list of datasets is read and changed
 // under the leaf lock as well: at exit it is emptied under that alone.
 struct SDM_HIDDEN ServerDataManager::Data {
+  // Holds the registry lock for a scope.
+  struct Lock : MonitoredGuard<CriticalSection::Lock> {
+    explicit Lock(Data& data)
+        : MonitoredGuard({LockReport::Kind::Registry, LockReport::Mode::Exclusive,
+                          LocallyUniqueID(), data.owner, data.owner},
+                         data.lock) {}
+  };
+
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
   // Builds an item on `ds` (null for none), appends it and announces it.

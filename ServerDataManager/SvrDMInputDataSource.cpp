@@ -1,20 +1,29 @@
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
 #include <ServerDataManager/LockFailed.h>
+#include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 SvrDMInputDataSource::SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id,
                                            bool tryOnly)
     : SvrDMDataset(registry, id) {
-  AcquireReadLock(tryOnly);
+  AcquireReadLock(tryOnly, nullptr);
 }
 
-SvrDMInputDataSource::SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly) : SvrDMDataset(id) {
-  AcquireReadLock(tryOnly);
+SvrDMInputDataSource::SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly)
+    : SvrDMInputDataSource(id, tryOnly, nullptr) {}
+
+SvrDMInputDataSource::SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label)
+    : SvrDMDataset(id) {
+  AcquireReadLock(tryOnly, label);
 }
 
-SvrDMInputDataSource::SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly) : SvrDMDataset(item) {
-  AcquireReadLock(tryOnly);
+SvrDMInputDataSource::SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly)
+    : SvrDMInputDataSource(item, tryOnly, nullptr) {}
+
+SvrDMInputDataSource::SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label)
+    : SvrDMDataset(item) {
+  AcquireReadLock(tryOnly, label);
 }
 
 SvrDMInputDataSource::SvrDMInputDataSource(char const*, SvrDMItemPtr const& item)
@@ -23,12 +32,12 @@ SvrDMInputDataSource::SvrDMInputDataSource(char const*, SvrDMItemPtr const& item
 }
 
 SvrDMInputDataSource::~SvrDMInputDataSource() {
-  Item().ReleaseLock();
+  Item().ReleaseLock(this);
   Item().DropReader();
 }
 
-void SvrDMInputDataSource::AcquireReadLock(bool tryOnly) {
-  if (!Item().AcquireReadLock(tryOnly)) throw kLockFailed;
+void SvrDMInputDataSource::AcquireReadLock(bool tryOnly, const char* label) {
+  if (!Item().AcquireReadLock(tryOnly, LockHolder{this, label})) throw kLockFailed;
   Item().AddReader();
 }
 

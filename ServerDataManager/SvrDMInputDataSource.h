@@ -26,6 +26,10 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly);
 
+  // The same with a label for the reports of LockMonitor, which keep 31 bytes of it; null for none.
+  SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);
+  SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label);
+
   SvrDMInputDataSource(const SvrDMInputDataSource&) = delete;
   SvrDMInputDataSource& operator=(const SvrDMInputDataSource&) = delete;
 
@@ -42,7 +46,7 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(char const* name, SvrDMItemPtr const& item);
 
  private:
-  void AcquireReadLock(bool tryOnly);
+  void AcquireReadLock(bool tryOnly, const char* label);
 };
 
 #endif  // SERVERDATAMANAGER_SVRDMINPUTDATASOURCE_H_

@@ -1,23 +1,37 @@
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <ServerDataManager/LockFailed.h>
+#include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/PlainField.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 SvrDMWriteableDataSource::SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id,
                                                    bool tryOnly, SvrDMDataSetObserver* originator)
     : SvrDMInputDataSource("", registry.GetDataSet(id)), originator_(originator) {
-  AcquireWriteLock(tryOnly);
+  AcquireWriteLock(tryOnly, nullptr);
 }
 
 SvrDMWriteableDataSource::SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly,
                                                    SvrDMDataSetObserver* originator)
-    : SvrDMWriteableDataSource(ServerDataManager::GetInstance(), id, tryOnly, originator) {}
+    : SvrDMWriteableDataSource(id, tryOnly, originator, nullptr) {}
+
+SvrDMWriteableDataSource::SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly,
+                                                   SvrDMDataSetObserver* originator,
+                                                   const char* label)
+    : SvrDMInputDataSource("", ServerDataManager::GetInstance().GetDataSet(id)),
+      originator_(originator) {
+  AcquireWriteLock(tryOnly, label);
+}
 
 SvrDMWriteableDataSource::SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly,
                                                    SvrDMDataSetObserver* originator)
+    : SvrDMWriteableDataSource(item, tryOnly, originator, nullptr) {}
+
+SvrDMWriteableDataSource::SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly,
+                                                   SvrDMDataSetObserver* originator,
+                                                   const char* label)
     : SvrDMInputDataSource("", item), originator_(originator) {
-  AcquireWriteLock(tryOnly);
+  AcquireWriteLock(tryOnly, label);
 }
 
 SvrDMWriteableDataSource::~SvrDMWriteableDataSource() {
@@ -29,8 +43,8 @@ SvrDMWriteableDataSource::~SvrDMWriteableDataSource() {
 
 // Where the try fails, the base's destructor drops a reader that was never counted and the writer
 // stays counted. Callers know these counts; nothing resets them.
-void SvrDMWriteableDataSource::AcquireWriteLock(bool tryOnly) {
-  if (!Item().AcquireWriteLock(tryOnly)) throw kLockFailed;
+void SvrDMWriteableDataSource::AcquireWriteLock(bool tryOnly, const char* label) {
+  if (!Item().AcquireWriteLock(tryOnly, LockHolder{this, label})) throw kLockFailed;
 }
 
 ORVX_DataSource* SvrDMWriteableDataSource::GetDataSource() const {

@@ -37,6 +37,12 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator);
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator);
 
+  // The same with a label for the reports of LockMonitor, which keep 31 bytes of it; null for none.
+  SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator,
+                           const char* label);
+  SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator,
+                           const char* label);
+
   SvrDMWriteableDataSource(const SvrDMWriteableDataSource&) = delete;
   SvrDMWriteableDataSource& operator=(const SvrDMWriteableDataSource&) = delete;
 
@@ -73,7 +79,7 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void Notify();
 
  private:
-  void AcquireWriteLock(bool tryOnly);
+  void AcquireWriteLock(bool tryOnly, const char* label);
 
   SvrDMDataSetObserver* originator_;
 };

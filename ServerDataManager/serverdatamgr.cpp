@@ -124,7 +124,7 @@ void ServerDataManager::Data::Delete(std::size_t index) {
   // Told whether or not its creation was: an item that never had a source is announced as deleted
   // too.
   if (item->NotifyDelete()) {
-    const CriticalSection::Lock held(lock);
+    const Lock held(*this);
     TellObservers(Observers(observers.begin(), observers.end()),
                   [&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
   }
@@ -152,7 +152,7 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   // Before the lock is waited for: of two threads here, one announces. Before any observer runs: so
   // does one of two calls from inside a notice.
   if (!item.SetNotifiedCreation()) return;
-  const CriticalSection::Lock held(lock);
+  const Lock held(*this);
   Observers present;
   try {
     present.assign(observers.begin(), observers.end());
@@ -187,7 +187,7 @@ ServerDataManager::ServerDataManager() : data_(std::make_unique<Data>(this)) {}
 ServerDataManager::~ServerDataManager() = default;
 
 LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name, bool quiet) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   const LocallyUniqueID id = data_->generator.Next();
   data_->Add(&ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
              /*caseSequence=*/0);
@@ -196,7 +196,7 @@ LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& n
 
 LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name,
                                        const std::string& password, bool passwordFlag, bool quiet) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   const LocallyUniqueID id = data_->generator.Next();
   data_->Add(&ds, name, /*hasPassword=*/true, password, passwordFlag, quiet, id,
              /*caseSequence=*/0);
@@ -205,14 +205,14 @@ LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& n
 
 void ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name, bool quiet,
                             LocallyUniqueID id, unsigned int caseSequence) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   Delete(id);
   data_->Add(&ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
              caseSequence);
 }
 
 LocallyUniqueID ServerDataManager::AddEmpty(bool quiet) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   const LocallyUniqueID id = data_->generator.Next();
   data_->Add(nullptr, std::string(), /*hasPassword=*/false, std::string(), /*passwordFlag=*/false,
              quiet, id, /*caseSequence=*/0);
@@ -220,17 +220,17 @@ LocallyUniqueID ServerDataManager::AddEmpty(bool quiet) {
 }
 
 SvrDMItemPtr ServerDataManager::GetDataSet(const LocallyUniqueID& id) const {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   return data_->Find(id);
 }
 
 SvrDMItemPtr ServerDataManager::GetDataSet(const std::string& handle) const {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   return data_->Find(handle);
 }
 
 std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   const LeafLock heldToo;
   std::vector<SvrDMDataset> datasets;
   datasets.reserve(data_->items.size());
@@ -239,7 +239,7 @@ std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
 }
 
 bool ServerDataManager::SavFileExternallyChanged(const std::string& name) const {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   bool changed = false;
   // No end at the first of that name: callers know the answer of the last.
   for (std::size_t index = 0;; ++index) {
@@ -250,7 +250,7 @@ bool ServerDataManager::SavFileExternallyChanged(const std::string& name) const 
 }
 
 void ServerDataManager::Delete(const LocallyUniqueID& id) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   data_->Delete(data_->IndexOf(LUIDMatch{id}));
 }
 
@@ -261,24 +261,28 @@ void ServerDataManager::Clear() {
 
 void ServerDataManager::Password(const LocallyUniqueID& id, const std::string& password,
                                  bool flag) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   SvrDMItemPtr item = data_->First(LUIDMatch{id});
   if (item.IsValid()) item->Password(password, flag);
 }
 
 void ServerDataManager::Register(ServerDataManagerObserver& observer) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   data_->observers.remove(&observer);
   data_->observers.push_back(&observer);
 }
 
 void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {
-  const CriticalSection::Lock held(data_->lock);
+  const Data::Lock held(*data_);
   data_->observers.remove(&observer);
 }
 
 ORVX_DataSourceFilterHook* ServerDataManager::RegisterFilter(ORVX_DataSourceFilterHook* hook) {
   return std::exchange(data_->filter, hook);
+}
+
+LockReport ServerDataManager::GetLockReport() const {
+  return ReportLocksOf(this);
 }
 
 void ServerDataManager::NotifyCreate(SvrDMItem& item) {

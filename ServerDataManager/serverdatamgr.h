@@ -24,6 +24,7 @@
 
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/LockReport.h>
 #include <ServerDataManager/SvrDMDataset.h>
 #include <ServerDataManager/SvrDMItemPtr.h>
 
@@ -109,6 +110,11 @@ class SDM_EXPORT ServerDataManager {
   // SvrDMItem::SavFileExternallyChanged.
   // Threads: not beside a writer of a dataset with that file name, which may let go of the file.
   bool SavFileExternallyChanged(const std::string& name) const;
+
+  // Who holds and who waits for the locks of this registry and its datasets, at one moment; of a
+  // dataset that only handles keep alive too. Empty while the monitor (LockMonitor.h) is off.
+  // Threads: any. Takes no lock for longer than it takes to copy the records.
+  LockReport GetLockReport() const;
 
   // --- Deleting ---
 

@@ -8,6 +8,7 @@
 #include <libsfthread/sfGuard.h>
 #include <ServerDataManager/Invariant.h>
 #include <ServerDataManager/LeafLock.h>
+#include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/PlainField.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SourceChain.h>
@@ -122,27 +123,65 @@ void SvrDMItem::DeleteDataSource() {
 // Reader/writer lock
 
 bool SvrDMItem::AcquireReadLock(bool tryOnly) {
-  // Readers always wait, whatever the caller asks for. Callers rely on a reader never failing.
-  tryOnly = false;
-  if (tryOnly) return lock_.tryReadLock();
-  lock_.readLock();
-  return true;
+  return AcquireReadLock(tryOnly, LockHolder());
 }
 
 bool SvrDMItem::AcquireWriteLock(bool tryOnly) {
-  if (!tryOnly) {
+  return AcquireWriteLock(tryOnly, LockHolder());
+}
+
+void SvrDMItem::ReleaseLock() {
+  ReleaseLock(nullptr);
+}
+
+LockRequest SvrDMItem::DataLock(bool forWriting) const {
+  const auto mode = forWriting ? LockReport::Mode::Write : LockReport::Mode::Read;
+  return {LockReport::Kind::Data, mode, id_, this, manager_};
+}
+
+bool SvrDMItem::AcquireReadLock(bool tryOnly, const LockHolder& who) {
+  // Readers always wait, whatever the caller asks for. Callers rely on a reader never failing.
+  tryOnly = false;
+  if (tryOnly) return lock_.tryReadLock();
+  if (!LocksAreMonitored()) {
+    lock_.readLock();
+  } else if (lock_.tryReadLock()) {
+    RecordHold(DataLock(/*forWriting=*/false), who);
+  } else {
+    WaitRecord wait(DataLock(/*forWriting=*/false), who);
+    lock_.readLock();
+    wait.Acquired();
+  }
+  return true;
+}
+
+bool SvrDMItem::AcquireWriteLock(bool tryOnly, const LockHolder& who) {
+  if (!tryOnly && !LocksAreMonitored()) {
     lock_.writeLock();
     return true;
   }
-  if (lock_.tryWriteLock()) return true;
+  if (lock_.tryWriteLock()) {
+    if (LocksAreMonitored()) RecordHold(DataLock(/*forWriting=*/true), who);
+    return true;
+  }
+  if (!tryOnly) {
+    WaitRecord wait(DataLock(/*forWriting=*/true), who);
+    lock_.writeLock();
+    wait.Acquired();
+    return true;
+  }
   // Never cleared again: the handle whose try failed still calls ReleaseLock, and must not end
   // somebody else's lock.
   StoreField(writeLockFailed_, true);
   return false;
 }
 
-void SvrDMItem::ReleaseLock() {
-  if (!LoadField(writeLockFailed_)) lock_.unlock();
+void SvrDMItem::ReleaseLock(const void* handle) {
+  const bool staysHeld = LoadField(writeLockFailed_);
+  if (LocksAreMonitored()) {
+    (staysHeld ? ForgetHandle : ForgetHold)(LockReport::Kind::Data, this, handle);
+  }
+  if (!staysHeld) lock_.unlock();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -209,13 +248,21 @@ void SvrDMItem::WindowHidden(bool hidden) {
 // ---------------------------------------------------------------------------------------------
 // Observers and change messages
 
+class SvrDMItem::NotificationGuard : public MonitoredGuard<sfGuard> {
+ public:
+  explicit NotificationGuard(SvrDMItem& item)
+      : MonitoredGuard({LockReport::Kind::Notification, LockReport::Mode::Exclusive, item.id_,
+                        &item, item.manager_},
+                       item.notificationMutex_, kExclusive) {}
+};
+
 void SvrDMItem::Register(SvrDMDataSetObserver& observer) {
-  const sfGuard guard(notificationMutex_, kExclusive);
+  const NotificationGuard guard(*this);
   observers_.push_back(&observer);
 }
 
 void SvrDMItem::Unregister(SvrDMDataSetObserver& observer) {
-  const sfGuard guard(notificationMutex_, kExclusive);
+  const NotificationGuard guard(*this);
   observers_.remove(&observer);
 }
 
@@ -240,14 +287,14 @@ void SvrDMItem::Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObser
 
 // Without observers the comparison serves only a dataset still to be announced.
 void SvrDMItem::UpdateObserverView() {
-  const sfGuard guard(notificationMutex_, kExclusive);
+  const NotificationGuard guard(*this);
   const bool unannounced = NotifyDelete() && !NotifiedCreation();
   if (!observers_.empty() || unannounced) observerView_.Update();
 }
 
 void SvrDMItem::CallObservers(SvrDMWriteableDataSource const* writer,
                               SvrDMDataSetObserver* originator) {
-  const sfGuard guard(notificationMutex_, kExclusive);
+  const NotificationGuard guard(*this);
   for (SvrDMDataSetObserver* observer : observers_) {
     if (observer != originator) observer->OnDataSetChanged(writer);
   }

@@ -44,6 +44,8 @@ class ServerDataManager;
 class SvrBootstrapSpecs;
 class SvrDMDataSetObserver;
 class SvrDMWriteableDataSource;
+struct LockHolder;
+struct LockRequest;
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
  public:
@@ -248,6 +250,16 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
 
  private:
+  friend class SvrDMInputDataSource;
+  friend class SvrDMWriteableDataSource;
+  class NotificationGuard;
+
+  // As the public ones, for a handle that the lock monitor reports.
+  bool AcquireReadLock(bool tryOnly, const LockHolder& who);
+  bool AcquireWriteLock(bool tryOnly, const LockHolder& who);
+  void ReleaseLock(const void* handle);
+  LockRequest DataLock(bool forWriting) const;
+
   void UpdateObserverView();
   void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
 

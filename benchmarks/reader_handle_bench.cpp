@@ -4,9 +4,13 @@
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
+#include <ServerDataManager/LockMonitor.h>
+#include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
+#include <atomic>
 #include <shared_mutex>
+#include <thread>
 
 #include "BenchDataset.h"
 #include "Ratio.h"
@@ -48,6 +52,31 @@ void ReaderHandleOnAnItem(benchmark::State& state) {
   Measure(state, [&] { SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false); });
 }
 BENCHMARK(ReaderHandleOnAnItem);
+
+// What the lock monitor adds while another thread makes reports all the time (of_unmonitored): a
+// thousand handles with it, then a thousand without, in turns.
+void MonitoredReaderHandle(benchmark::State& state) {
+  BenchDataset dataset(/*variables=*/10);
+  std::atomic<bool> over{false};
+  std::thread reports([&] {
+    while (!over) {
+      benchmark::DoNotOptimize(ServerDataManager::GetInstance().GetLockReport());
+    }
+  });
+  const auto acquireAThousand = [&] {
+    for (int i = 0; i < 1000; ++i) SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false);
+  };
+  const auto acquireAThousandMonitored = [&] {
+    LockMonitor::Start();
+    acquireAThousand();
+    LockMonitor::Stop();
+  };
+  for (auto _ : state) acquireAThousandMonitored();
+  state.counters["of_unmonitored"] = Ratio(acquireAThousandMonitored, acquireAThousand);
+  over = true;
+  reports.join();
+}
+BENCHMARK(MonitoredReaderHandle);
 
 // Also asks the registry for the dataset.
 void ReaderHandleByIdentifier(benchmark::State& state) {

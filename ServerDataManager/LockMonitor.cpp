@@ -1,0 +1,526 @@
+// The records of the lock monitor: a table for each thread, written by that thread alone.
+//
+// A thread marks its table busy while it writes, and looks whether the tables are paused in
+// between; whoever wants to read them pauses them all, and waits for those that are busy. The mark
+// and the look need no barrier of their own: a pause runs one on every thread of the process
+// (membarrier), and where the kernel has none, `fences` makes each write run its own.
+
+#include <ServerDataManager/LockMonitor.h>
+
+#include <linux/membarrier.h>
+#include <ServerDataManager/LockRecords.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+std::atomic<bool> lockMonitorIsOn{false};
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Label = std::array<char, 32>;
+
+// Whoever makes reports all the time pauses the other threads for a small part of it.
+constexpr auto kTimeBetweenReports = std::chrono::microseconds(100);
+
+// Some 7 ns, where the steady clock takes five times that.
+Clock::time_point Now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return Clock::time_point(std::chrono::seconds(now.tv_sec) +
+                           std::chrono::nanoseconds(now.tv_nsec));
+}
+
+Label LabelOf(const char* text) {
+  Label label{};
+  if (text != nullptr) std::strncpy(label.data(), text, label.size() - 1);
+  return label;
+}
+
+struct ThreadName {
+  unsigned int number = 0;
+  Label label{};
+};
+
+struct Record {
+  LockRequest lock;
+  const void* handle;
+  Clock::time_point since;
+  Label label;
+};
+
+bool IsOf(const Record& record, LockReport::Kind kind, const void* address) {
+  return record.lock.kind == kind && record.lock.address == address;
+}
+
+bool Excludes(const Record& hold, const Record& wait) {
+  return IsOf(hold, wait.lock.kind, wait.lock.address) &&
+         (hold.lock.mode != LockReport::Mode::Read || wait.lock.mode != LockReport::Mode::Read);
+}
+
+// What one thread holds and waits for. Never deleted: a lock may outlive the thread that acquired
+// it, and a later thread takes the table over once it is empty.
+struct ThreadLocks {
+  std::atomic<bool> busy{false};
+  // Written by the thread itself while busy, or while the tables are paused.
+  std::vector<Record> holds;
+  Record wait{};
+  bool isWaiting = false;
+  bool waitIsReported = false;  // as a long wait
+  ThreadName name;
+  bool hasThread = true;
+  bool isVisited = false;  // by the search for a deadlock
+};
+
+// Never destroyed: threads may still acquire locks while the process exits.
+struct Monitor {
+  std::mutex pauseMutex;
+  // under pauseMutex
+  std::vector<std::unique_ptr<ThreadLocks>> threads;
+  unsigned int lastNumber = 0;
+  std::shared_ptr<const LockMonitor::Handler> handler;
+
+  std::atomic<bool> paused{false};
+  std::atomic<bool> fences{true};
+  std::atomic<bool> complete{true};
+  std::atomic<Clock::duration> longWait{Clock::duration::zero()};
+
+  std::mutex reportMutex;
+  // under reportMutex
+  std::size_t lastReportSize = 0;
+  Clock::time_point nextReport;
+  // How many threads hold or want the locks with a certain hash.
+  std::array<std::atomic<unsigned int>, 256> claims{};
+};
+
+Monitor& TheMonitor() {
+  static Monitor& monitor = *new Monitor;
+  return monitor;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The table of this thread
+
+// In the static block of thread-local storage, as the lookup is most of the cost of a record.
+__attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
+__attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
+
+// Writes the calling thread's table.
+class Edit {
+ public:
+  explicit Edit(ThreadLocks& table) : table_(table) {
+    Monitor& monitor = TheMonitor();
+    while (true) {
+      table_.busy.store(true, std::memory_order_relaxed);
+      if (monitor.fences.load(std::memory_order_relaxed)) {
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+      } else {
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+      }
+      if (!monitor.paused.load(std::memory_order_acquire)) return;
+      table_.busy.store(false, std::memory_order_release);
+      WaitOutPause(monitor);
+    }
+  }
+  Edit(const Edit&) = delete;
+  Edit& operator=(const Edit&) = delete;
+  ~Edit() { table_.busy.store(false, std::memory_order_release); }
+
+ private:
+  // A pause is over in a microsecond, unless the thread that makes it loses its processor.
+  static void WaitOutPause(Monitor& monitor) {
+    for (int spins = 0; spins < 2000; ++spins) {
+      if (!monitor.paused.load(std::memory_order_relaxed)) return;
+    }
+    const std::lock_guard pauseIsOver(monitor.pauseMutex);
+  }
+
+  ThreadLocks& table_;
+};
+
+// Stops all threads at their next record, so that the tables can be read and written.
+class Pause {
+ public:
+  Pause() : monitor_(TheMonitor()), lock_(monitor_.pauseMutex) {
+    monitor_.paused.store(true, std::memory_order_seq_cst);
+    if (monitor_.fences.load(std::memory_order_relaxed)) {
+      std::atomic_thread_fence(std::memory_order_seq_cst);
+    } else {
+      syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
+    }
+    for (const auto& table : monitor_.threads) {
+      while (table->busy.load(std::memory_order_acquire)) std::this_thread::yield();
+    }
+  }
+  Pause(const Pause&) = delete;
+  Pause& operator=(const Pause&) = delete;
+  ~Pause() { monitor_.paused.store(false, std::memory_order_release); }
+
+ private:
+  Monitor& monitor_;
+  const std::lock_guard<std::mutex> lock_;
+};
+
+// Gives the table of an ending thread to a later one.
+struct TableReturn {
+  ~TableReturn() {
+    threadEnds = true;
+    const std::lock_guard lock(TheMonitor().pauseMutex);
+    ownTable->hasThread = false;
+    ownTable = nullptr;
+  }
+};
+
+ThreadLocks* NewTable() {
+  Monitor& monitor = TheMonitor();
+  const std::lock_guard lock(monitor.pauseMutex);
+  const auto unused =
+      std::find_if(monitor.threads.begin(), monitor.threads.end(),
+                   [](const auto& table) { return !table->hasThread && table->holds.empty(); });
+  ThreadLocks& table = unused != monitor.threads.end()
+                           ? **unused
+                           : *monitor.threads.emplace_back(std::make_unique<ThreadLocks>());
+  table.hasThread = true;
+  table.name = {++monitor.lastNumber, Label{}};
+  return &table;
+}
+
+// Null where there is no memory for it, and for a thread that has all but ended.
+ThreadLocks* OwnTable() noexcept {
+  if (ownTable != nullptr) return ownTable;
+  if (threadEnds) return nullptr;
+  try {
+    ownTable = NewTable();
+    thread_local TableReturn atThreadEnd;
+    static_cast<void>(atThreadEnd);
+  } catch (...) {
+    TheMonitor().complete = false;
+  }
+  return ownTable;
+}
+
+void AddHold(ThreadLocks& table, const Record& hold) noexcept {
+  try {
+    table.holds.push_back(hold);
+  } catch (...) {
+    TheMonitor().complete = false;
+  }
+}
+
+Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* address,
+                 const void* handle) {
+  const auto found = std::find_if(
+      table.holds.rbegin(), table.holds.rend(),
+      [&](const Record& hold) { return IsOf(hold, kind, address) && hold.handle == handle; });
+  return found == table.holds.rend() ? nullptr : &*found;
+}
+
+bool Holds(ThreadLocks& table, const LockRequest& lock) {
+  const Edit edit(table);
+  return FindHold(table, lock.kind, lock.address, nullptr) != nullptr;
+}
+
+// Runs `change` on the table and the record of that hold, on whichever thread it was acquired.
+template <class Change>
+void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
+                Change change) noexcept {
+  if (ThreadLocks* const table = OwnTable()) {
+    const Edit edit(*table);
+    if (Record* const hold = FindHold(*table, kind, address, handle)) {
+      return change(*table, *hold);
+    }
+  }
+  const Pause pause;
+  for (const auto& table : TheMonitor().threads) {
+    if (Record* const hold = FindHold(*table, kind, address, handle)) {
+      return change(*table, *hold);
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Incidents. The tables are paused while they are built.
+
+LockReport::Entry EntryOf(const ThreadName& thread, const Record& record) {
+  LockReport::Entry entry;
+  entry.lock = {record.lock.kind, record.lock.dataset, record.lock.address};
+  entry.mode = record.lock.mode;
+  entry.thread = {thread.number, thread.label.data()};
+  entry.handle = record.handle;
+  entry.label = record.label.data();
+  entry.since = record.since;
+  return entry;
+}
+
+// Whether a chain of waits leads from `table` to a lock that `target` holds; the chain, from its
+// end to its start, is appended to `steps`.
+bool LeadsTo(ThreadLocks& table, const ThreadLocks& target,
+             std::vector<LockIncident::Step>& steps) {
+  table.isVisited = true;
+  for (const auto& holder : TheMonitor().threads) {
+    for (const Record& hold : holder->holds) {
+      if (!Excludes(hold, table.wait)) continue;
+      const bool found = holder.get() == &target || (holder->isWaiting && !holder->isVisited &&
+                                                     LeadsTo(*holder, target, steps));
+      if (!found) continue;
+      steps.push_back({EntryOf(table.name, table.wait), EntryOf(holder->name, hold)});
+      return true;
+    }
+  }
+  return false;
+}
+
+void FindDeadlock(ThreadLocks& table, std::vector<LockIncident>& incidents) {
+  for (const auto& other : TheMonitor().threads) other->isVisited = false;
+  LockIncident incident;
+  if (!LeadsTo(table, table, incident.steps)) return;
+  std::reverse(incident.steps.begin(), incident.steps.end());
+  incident.noticed = Now();
+  incidents.push_back(std::move(incident));
+}
+
+bool IsTooLong(const ThreadLocks& table, Clock::time_point now) {
+  const Clock::duration bound = TheMonitor().longWait.load(std::memory_order_relaxed);
+  return bound > Clock::duration::zero() && table.isWaiting && !table.waitIsReported &&
+         now - table.wait.since > bound;
+}
+
+LockIncident LongWaitOf(const ThreadLocks& table, Clock::time_point now) {
+  LockIncident incident{LockIncident::Kind::LongWait, {{EntryOf(table.name, table.wait), {}}}, now};
+  for (const auto& holder : TheMonitor().threads) {
+    for (const Record& hold : holder->holds) {
+      if (holder.get() != &table && Excludes(hold, table.wait)) {
+        incident.steps.front().blocker = EntryOf(holder->name, hold);
+        return incident;
+      }
+    }
+  }
+  return incident;
+}
+
+void FindLongWaits(std::vector<LockIncident>& incidents) {
+  const Clock::time_point now = Now();
+  for (const auto& table : TheMonitor().threads) {
+    if (!IsTooLong(*table, now)) continue;
+    incidents.push_back(LongWaitOf(*table, now));
+    table->waitIsReported = true;
+  }
+}
+
+// Not while the tables are paused.
+void Tell(const std::vector<LockIncident>& incidents) noexcept {
+  if (incidents.empty()) return;
+  std::shared_ptr<const LockMonitor::Handler> handler;
+  {
+    const std::lock_guard lock(TheMonitor().pauseMutex);
+    handler = TheMonitor().handler;
+  }
+  if (handler == nullptr || !*handler) return;
+  for (const LockIncident& incident : incidents) {
+    try {
+      (*handler)(incident);
+    } catch (...) {
+      // The handler's own trouble: the thread goes on to wait as it would have.
+    }
+  }
+}
+
+// Runs `find` on a list of incidents while the tables are paused, then tells them.
+template <class Find>
+void Notice(Find find) noexcept {
+  std::vector<LockIncident> incidents;
+  try {
+    const Pause pause;
+    find(incidents);
+  } catch (...) {
+    TheMonitor().complete = false;  // no memory for all that was found
+  }
+  Tell(incidents);
+}
+
+void SetWait(ThreadLocks& table, const LockRequest& lock, LockHolder who) {
+  table.wait = {lock, who.handle, Now(), LabelOf(who.label)};
+  table.isWaiting = true;
+  table.waitIsReported = false;
+}
+
+bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
+  ThreadLocks* const table = OwnTable();
+  if (table == nullptr) return false;
+  Notice([&](std::vector<LockIncident>& incidents) {
+    SetWait(*table, lock, who);
+    FindDeadlock(*table, incidents);
+    FindLongWaits(incidents);
+  });
+  return true;
+}
+
+void EndWait(bool acquired) noexcept {
+  ThreadLocks& table = *ownTable;
+  if (IsTooLong(table, Now())) Notice(FindLongWaits);
+  const Edit edit(table);
+  table.isWaiting = false;
+  if (!acquired) return;
+  table.wait.since = Now();
+  AddHold(table, table.wait);
+}
+
+std::atomic<unsigned int>& ClaimsOn(const LockRequest& lock) {
+  auto& claims = TheMonitor().claims;
+  const auto bits = reinterpret_cast<std::uintptr_t>(lock.address);
+  return claims[(bits / 64 ^ bits / 65536 ^ static_cast<std::uintptr_t>(lock.kind)) %
+                claims.size()];
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Records
+
+void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
+  ThreadLocks* const table = OwnTable();
+  if (table == nullptr) return;
+  const Edit edit(*table);
+  AddHold(*table, {lock, who.handle, Now(), LabelOf(who.label)});
+}
+
+void ForgetHold(LockReport::Kind kind, const void* address, const void* handle) noexcept {
+  ChangeHold(kind, address, handle, [](ThreadLocks& table, Record& hold) {
+    table.holds.erase(table.holds.begin() + (&hold - table.holds.data()));
+  });
+}
+
+void ForgetHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept {
+  ChangeHold(kind, address, handle, [](ThreadLocks&, Record& hold) { hold.handle = nullptr; });
+}
+
+WaitRecord::WaitRecord(const LockRequest& lock, LockHolder who) noexcept
+    : waiting_(BeginWait(lock, who)) {}
+
+WaitRecord::~WaitRecord() {
+  if (waiting_) EndWait(/*acquired=*/false);
+}
+
+void WaitRecord::Acquired() noexcept {
+  if (std::exchange(waiting_, false)) EndWait(/*acquired=*/true);
+}
+
+ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
+  if (!LocksAreMonitored()) return;
+  ThreadLocks* const table = OwnTable();
+  if (table == nullptr) return;
+  if (lock.kind == LockReport::Kind::Registry && Holds(*table, lock)) return;  // recursive
+  state_ = State::Waiting;
+  if (ClaimsOn(lock).fetch_add(1) > 0) {
+    BeginWait(lock, LockHolder());
+  } else {
+    // Whoever wants the lock from now on sees this claim, and looks.
+    const Edit edit(*table);
+    SetWait(*table, lock, LockHolder());
+  }
+}
+
+void ScopeRecord::Acquired() noexcept {
+  if (state_ == State::Unrecorded) return;
+  EndWait(/*acquired=*/true);
+  state_ = State::Held;
+}
+
+ScopeRecord::~ScopeRecord() {
+  if (state_ == State::Unrecorded) return;
+  if (state_ == State::Waiting) {
+    EndWait(/*acquired=*/false);
+  } else {
+    ForgetHold(lock_.kind, lock_.address, nullptr);
+  }
+  ClaimsOn(lock_).fetch_sub(1);
+}
+
+LockReport ReportLocksOf(const ServerDataManager* registry) {
+  struct Copy {
+    ThreadName thread;
+    Record record;
+    bool isWait;
+  };
+  Monitor& monitor = TheMonitor();
+  std::vector<Copy> copies;
+  std::vector<LockIncident> incidents;
+  LockReport report;
+  {
+    const std::lock_guard turn(monitor.reportMutex);
+    std::this_thread::sleep_until(monitor.nextReport);
+    // Room for what there was last time, so that the tables are seldom paused for memory.
+    copies.reserve(monitor.lastReportSize + 16);
+    const Pause pause;
+    for (const auto& table : monitor.threads) {
+      for (const Record& hold : table->holds) copies.push_back({table->name, hold, false});
+      if (table->isWaiting) copies.push_back({table->name, table->wait, true});
+    }
+    FindLongWaits(incidents);
+    report.taken = Now();
+    monitor.lastReportSize = copies.size();
+    monitor.nextReport = Clock::now() + kTimeBetweenReports;
+  }
+  Tell(incidents);
+
+  report.complete = LocksAreMonitored() && monitor.complete.load(std::memory_order_relaxed);
+  for (const Copy& copy : copies) {
+    if (copy.record.lock.registry != registry) continue;
+    (copy.isWait ? report.waits : report.holds).push_back(EntryOf(copy.thread, copy.record));
+  }
+  // A mutex that nobody holds is about to be acquired, not waited for.
+  std::erase_if(report.waits, [&](const LockReport::Entry& wait) {
+    return wait.mode == LockReport::Mode::Exclusive &&
+           std::none_of(report.holds.begin(), report.holds.end(),
+                        [&](const LockReport::Entry& hold) { return hold.lock == wait.lock; });
+  });
+  return report;
+}
+
+// ---------------------------------------------------------------------------------------------
+// LockMonitor
+
+void LockMonitor::Start() {
+  Monitor& monitor = TheMonitor();
+  const Pause pause;
+  if (IsOn()) return;
+  const bool hasBarrier =
+      syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+  monitor.fences.store(!hasBarrier, std::memory_order_relaxed);
+  monitor.complete = true;
+  // What was held when the monitor was switched off may have been released since.
+  for (const auto& table : monitor.threads) table->holds.clear();
+  lockMonitorIsOn.store(true, std::memory_order_relaxed);
+}
+
+void LockMonitor::Stop() {
+  lockMonitorIsOn.store(false, std::memory_order_relaxed);
+}
+
+bool LockMonitor::IsOn() {
+  return LocksAreMonitored();
+}
+
+void LockMonitor::SetHandler(Handler handler, std::chrono::milliseconds longWait) {
+  auto shared = std::make_shared<const Handler>(std::move(handler));
+  Monitor& monitor = TheMonitor();
+  const std::lock_guard lock(monitor.pauseMutex);
+  monitor.handler.swap(shared);
+  monitor.longWait.store(longWait, std::memory_order_relaxed);
+}
+
+void LockMonitor::NameThread(const char* label) {
+  ThreadLocks* const table = IsOn() ? OwnTable() : nullptr;
+  if (table == nullptr) return;
+  const Edit edit(*table);
+  table->name.label = LabelOf(label);
+}
