@@ -21,7 +21,7 @@
 // A plain value; it refers to nothing.
 //
 // Threads: one object belongs to one thread at a time.
-struct SDM_EXPORT LockReport {
+struct LockReport {
   enum class Kind {
     Data,          // a dataset's reader/writer lock
     Notification,  // a dataset's notification mutex
@@ -67,11 +67,11 @@ struct SDM_EXPORT LockReport {
   bool complete = true;
 
   // One line for each lock that is held or waited for, and below it one for each entry.
-  std::string Text() const;
+  SDM_EXPORT std::string Text() const;
 };
 
 // What the monitor tells the application's handler.
-struct SDM_EXPORT LockIncident {
+struct LockIncident {
   enum class Kind {
     Deadlock,  // the threads of `steps` wait for each other, and will for ever unless a lock is
                // released on another thread
@@ -91,7 +91,7 @@ struct SDM_EXPORT LockIncident {
   std::chrono::steady_clock::time_point noticed;
 
   // In one line: who waits for whom.
-  std::string Text() const;
+  SDM_EXPORT std::string Text() const;
 };
 
 #endif  // SERVERDATAMANAGER_LOCKREPORT_H_

@@ -14,7 +14,8 @@ function(symbols result file)
   set(${result} "${lines}" PARENT_SCOPE)
 endfunction()
 
-set(public_classes ErrorMonitor InteractiveErrorMonitor ServerDataManager ServerDataManagerObserver
+set(public_classes ErrorMonitor InteractiveErrorMonitor LockIncident LockMonitor LockReport
+  ServerDataManager ServerDataManagerObserver
   SvrBootstrapSpecs SvrBootstrapSpecsSerializer SvrDMCloneDataSource SvrDMDataset
   SvrDMDataSetObserver SvrDMInputDataSource SvrDMItem SvrDMObserverView SvrDMWriteableDataSource)
 list(JOIN public_classes "|" any_class)
@@ -23,8 +24,8 @@ list(JOIN public_classes "|" any_class)
 set(member "(${any_class})::(~?[A-Za-z]+|operator[^A-Za-z]+)(_abi:cxx11_)?\\(.*")
 set(function "DoSwapBytes\\(char\\*, unsigned int\\)")
 set(made "(vtable|typeinfo|typeinfo name) for (${any_class})")
-# A compiler may leave a function of the standard library that it made for handles or items.
-set(standard "([^(]* )?std::[^(]*SvrDM.*")
+# A compiler may leave what it made of the standard library's templates.
+set(standard "((vtable|typeinfo|typeinfo name|guard variable) for |[^(]* )?(std|__gnu_cxx)::.*")
 symbols(shown "${LIBRARY}" --defined-only --demangle)
 foreach(symbol IN LISTS shown)
   if(NOT symbol MATCHES "^(${member}|${function}|${made}|${standard})$")
