@@ -14,6 +14,7 @@
 #ifndef SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_
 #define SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_
 
+#include <ServerDataManager/Export.h>
 #include <cstdint>
 
 #include <libvserial/ForeignProcess.h>
@@ -34,7 +35,7 @@
 //
 // Threads: as `Message`; nothing here is shared.
 template <class Message, class Base = VSerializable>
-class MessageGlue : public Base {
+class SDM_EXPORT MessageGlue : public Base {
  public:
   // `object` is a Message, passed as the address of that very type.
   static void VSwitch(void* object, VStream& stream) {

@@ -6,6 +6,8 @@
 
 #include <string>
 
+namespace sdm_internal {
+
 namespace {
 
 // Extension types, as clients know them.
@@ -71,3 +73,5 @@ void SendSetExtension(ORVX_DataSource::ExtensionType type, std::vector<VariableS
   MakeExtension(sets, text, type);
   SendTextExtension(type, text, item);
 }
+
+}  // namespace sdm_internal

@@ -17,6 +17,8 @@
 
 class SvrDMItem;
 
+namespace sdm_internal {
+
 // Multiple-response sets: two messages, of extension types 7 and 19. The order of the sets matters,
 // here and below.
 bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item);
@@ -37,5 +39,7 @@ bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& it
 // Queues the sets as text of the given extension type.
 void SendSetExtension(ORVX_DataSource::ExtensionType type, std::vector<VariableSet> const& sets,
                       SvrDMItem& item);
+
+}  // namespace sdm_internal
 
 #endif  // SERVERDATAMANAGER_MONITORS_H_

@@ -30,6 +30,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace sdm_internal;
+
 namespace {
 
 // Copies of the variables from position `first` to the end, in order.

@@ -10,6 +10,8 @@
 #include <atomic>
 #include <type_traits>
 
+namespace sdm_internal {
+
 template <class T>
 T LoadField(const T& field, std::memory_order order = std::memory_order_relaxed) noexcept {
   // std::atomic_ref takes no const object before C++26; a load changes nothing.
@@ -31,5 +33,7 @@ template <class T>
 void AddToField(T& field, std::type_identity_t<T> amount) noexcept {
   std::atomic_ref<T>(field).fetch_add(amount, std::memory_order_relaxed);
 }
+
+}  // namespace sdm_internal
 
 #endif  // SERVERDATAMANAGER_PLAINFIELD_H_

@@ -7,6 +7,8 @@
 
 #include <utility>
 
+namespace sdm_internal {
+
 // Builds a Message from 0, the dataset's identifier, its case sequence number and `arguments`, and
 // queues it on the item, which owns it.
 template <class Message, class... Arguments>
@@ -14,5 +16,7 @@ void QueueMessage(SvrDMItem& item, const Arguments&... arguments) {
   const unsigned int caseSequence = std::as_const(item).CaseSequence();
   item.AddNotification(new Message(0, item.ID(), caseSequence, arguments...));
 }
+
+}  // namespace sdm_internal
 
 #endif  // SERVERDATAMANAGER_QUEUEMESSAGE_H_

@@ -3,6 +3,8 @@
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 
+namespace sdm_internal {
+
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
   if (child == ancestor) return true;
   for (const ORVX_DataSource* link = child; link != nullptr; link = link->GetParentSource()) {
@@ -26,3 +28,5 @@ bool SystemFile(ORVX_DataSource const* ds) {
   }
   return dynamic_cast<const SystemFileDataSource*>(root) != nullptr;
 }
+
+}  // namespace sdm_internal

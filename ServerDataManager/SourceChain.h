@@ -5,6 +5,8 @@
 
 class ORVX_DataSource;
 
+namespace sdm_internal {
+
 // True when `ancestor` is `child` itself or stands above it in its chain of parents. Null is a
 // child of null only, and nothing else is a child of null.
 //
@@ -23,5 +25,7 @@ void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop
 //
 // Threads: not safe; nobody may change the chain, nor make iterators, meanwhile.
 bool SystemFile(ORVX_DataSource const* ds);
+
+}  // namespace sdm_internal
 
 #endif  // SERVERDATAMANAGER_SOURCECHAIN_H_

@@ -8,6 +8,8 @@
 
 #include <mutex>
 
+using namespace sdm_internal;
+
 // What all copies share: a source with its chain.
 class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
  public:

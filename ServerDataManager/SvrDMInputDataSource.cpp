@@ -4,6 +4,8 @@
 #include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/serverdatamgr.h>
 
+using namespace sdm_internal;
+
 SvrDMInputDataSource::SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id,
                                            bool tryOnly)
     : SvrDMDataset(registry, id) {

@@ -5,6 +5,8 @@
 #include <ServerDataManager/PlainField.h>
 #include <ServerDataManager/serverdatamgr.h>
 
+using namespace sdm_internal;
+
 SvrDMWriteableDataSource::SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id,
                                                    bool tryOnly, SvrDMDataSetObserver* originator)
     : SvrDMInputDataSource("", registry.GetDataSet(id)), originator_(originator) {

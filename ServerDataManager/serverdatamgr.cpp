@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace sdm_internal;
+
 // The registry of the process. At file scope, so that it is there as soon as the library is loaded.
 // A union, whose member is not destroyed: at exit the registry lets go of its datasets, and those
 // who still call it find it empty.

@@ -21,6 +21,8 @@
 #include <memory>
 #include <utility>
 
+using namespace sdm_internal;
+
 namespace {
 
 constexpr int kExclusive = 1;   // the lock type of sfGuard

@@ -60,7 +60,7 @@ std::vector<VariableSetImpl> SetsIn(std::string_view text, int type) {
 
 MirrorError::~MirrorError() = default;
 
-class DictionaryMirror::Mirrored final : public DataFreeDataSource {
+class SDM_HIDDEN DictionaryMirror::Mirrored final : public DataFreeDataSource {
  public:
   long long RowCount() const override { return rowCount_; }
   void SetRowCount(long long rowCount) { rowCount_ = rowCount; }
@@ -73,7 +73,7 @@ class DictionaryMirror::Mirrored final : public DataFreeDataSource {
 //
 // Uses of variables come and go with them, so they are not taken back edit by edit: what they were
 // before the pass is set again once the variables are back.
-class DictionaryMirror::Pass final : public DataSetMsgVisitor {
+class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
  public:
   explicit Pass(Mirrored& dictionary) : dictionary_(dictionary), usesBefore_(dictionary) {}
   Pass(const Pass&) = delete;

@@ -20,3 +20,19 @@ if(SDM_SANITIZE)
 else()
   set(SDM_NO_UNDEFINED_SYMBOLS "-Wl,-z,defs")
 endif()
+
+# Before version 1, each minor version may break what was compiled against another.
+set(SDM_SOVERSION ${PROJECT_VERSION_MAJOR})
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  set(SDM_SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+endif()
+
+# A library of the project exports what carries SDM_EXPORT (ServerDataManager/Export.h).
+function(sdm_library_settings target)
+  set_target_properties(${target} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${SDM_SOVERSION})
+  target_link_options(${target} PRIVATE ${SDM_NO_UNDEFINED_SYMBOLS})
+endfunction()

@@ -61,6 +61,7 @@ endfunction()
 function(build_platform_library name sources public_depends private_depends)
   add_library(${name} SHARED ${sources})
   add_library(platform::${name} ALIAS ${name})
+  sdm_library_settings(${name})
   # EXPORT_NAME keeps platform::libfoo for those who find the installed package.
   set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${name} EXPORT_NAME ${name})
   target_include_directories(${name} PUBLIC
@@ -68,5 +69,4 @@ function(build_platform_library name sources public_depends private_depends)
     "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
   target_link_libraries(${name} PUBLIC ServerDataManager::ground ${public_depends}
                                 PRIVATE ${private_depends})
-  target_link_options(${name} PRIVATE ${SDM_NO_UNDEFINED_SYMBOLS})
 endfunction()

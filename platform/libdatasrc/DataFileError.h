@@ -3,13 +3,14 @@
 #ifndef LIBDATASRC_DATAFILEERROR_H_
 #define LIBDATASRC_DATAFILEERROR_H_
 
+#include <ServerDataManager/Export.h>
 #include <stdexcept>
 #include <string>
 
 // what() reads "FILE:LINE:COLUMN: text", or "FILE: text" where no place in the file is at fault.
 //
 // Threads: a plain value.
-class DataFileError : public std::runtime_error {
+class SDM_EXPORT DataFileError : public std::runtime_error {
  public:
   // The file as a whole.
   DataFileError(const std::string& file, const std::string& text);

@@ -4,9 +4,10 @@
 #define LIBDATASRC_DATAFREEDATASOURCE_H_
 
 #include <libdatasrc/ORVX_DataSource.h>
+#include <ServerDataManager/Export.h>
 
 // Threads: as for ORVX_DataSource.
-class DataFreeDataSource : public ORVX_DataSource {
+class SDM_EXPORT DataFreeDataSource : public ORVX_DataSource {
  public:
   // Borrows `parent`, which may be null.
   explicit DataFreeDataSource(ORVX_DataSource* parent = nullptr);

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+using namespace sdm_internal;
+
 void DatasourceAttributes::Set(const std::string& name, Values values) {
   if (values.empty()) {
     values_.erase(name);

@@ -7,6 +7,7 @@
 #ifndef LIBDATASRC_DATASOURCEATTRIBUTES_H_
 #define LIBDATASRC_DATASOURCEATTRIBUTES_H_
 
+#include <ServerDataManager/Export.h>
 #include <map>
 #include <string>
 #include <string_view>
@@ -18,7 +19,7 @@ class ORVX_DataSource;
 // among them.
 //
 // Threads: one object at a time on one thread, or only read.
-class DatasourceAttributes {
+class SDM_EXPORT DatasourceAttributes {
  public:
   using Values = std::vector<std::string>;
 
@@ -47,6 +48,6 @@ class DatasourceAttributes {
 
 // Removes what describes how a dashboard showed the dataset: the attributes under "dashboard.".
 // Returns whether there were any.
-bool ClearDashboardInfo(ORVX_DataSource& source);
+SDM_EXPORT bool ClearDashboardInfo(ORVX_DataSource& source);
 
 #endif  // LIBDATASRC_DATASOURCEATTRIBUTES_H_

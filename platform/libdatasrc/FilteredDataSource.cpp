@@ -18,6 +18,8 @@
 #include <variant>
 #include <vector>
 
+using namespace sdm_internal;
+
 namespace {
 
 bool IsMissing(double number, const MissingValues& missing) {

@@ -7,6 +7,7 @@
 #define LIBDATASRC_FILTEREDDATASOURCE_H_
 
 #include <libdatasrc/ORVX_DataSource.h>
+#include <ServerDataManager/Export.h>
 
 // Begins with a copy of the parent's dictionary, which is its own: variables may be deleted, moved
 // and retyped, and its rows follow. ObsProjector.h tells what a variable of another type reads as,
@@ -16,7 +17,7 @@
 // was changed the values would be those of other variables. The parent stays for good.
 //
 // Threads: as for ORVX_DataSource.
-class FilteredDataSource : public ORVX_DataSource {
+class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
  public:
   // All cases of `parent`, not null, which becomes the parent source: borrowed.
   explicit FilteredDataSource(ORVX_DataSource* parent);

@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <string>
 
+using namespace sdm_internal;
+
 namespace {
 
 class NoRows : public ObsIterator {

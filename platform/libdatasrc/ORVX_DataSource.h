@@ -15,6 +15,7 @@
 #include <libdatasrc/ORVX_TrendsInfo.h>
 #include <libdatasrc/ORVX_Variable.h>
 #include <libdatasrc/VariableSets.h>
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/RefCountPtr.h>
 
@@ -36,7 +37,7 @@ class ObsIterator;
 // No operation but SetDirty touches the dirty flag.
 //
 // Threads: one thread changes a source, or several only read it; the owner's lock sees to that.
-class ORVX_DataSource {
+class SDM_EXPORT ORVX_DataSource {
  public:
   // Says whose the bytes of an extension are.
   using ExtensionType = int;

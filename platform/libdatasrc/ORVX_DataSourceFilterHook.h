@@ -4,11 +4,13 @@
 #ifndef LIBDATASRC_ORVX_DATASOURCEFILTERHOOK_H_
 #define LIBDATASRC_ORVX_DATASOURCEFILTERHOOK_H_
 
+#include <ServerDataManager/Export.h>
+
 class ORVX_DataSource;
 
 // An interface to implement. Its operation is the first virtual slot, so no virtual destructor
 // stands before it: hooks are never deleted through this class.
-class ORVX_DataSourceFilterHook {
+class SDM_EXPORT ORVX_DataSourceFilterHook {
  public:
   // Takes `source`, never null, and returns the source to use in its place; may return `source`
   // itself. Ownership of what is returned passes to the dataset that is made of it; where none can

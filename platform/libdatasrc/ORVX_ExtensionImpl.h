@@ -4,6 +4,7 @@
 #define LIBDATASRC_ORVX_EXTENSIONIMPL_H_
 
 #include <libdatastr/ORVX_RefCntObject.h>
+#include <ServerDataManager/Export.h>
 
 #include <string>
 #include <string_view>
@@ -12,7 +13,7 @@
 // bytes gets another block.
 //
 // Threads: any.
-class ORVX_ExtensionImpl : public ORVX_RefCntObject {
+class SDM_EXPORT ORVX_ExtensionImpl : public ORVX_RefCntObject {
  public:
   // Copies `length` bytes from `data`, which may be null for none. `type` says whose the bytes are,
   // `version` in which form they are. Throws std::invalid_argument for a negative length and for a

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <stdexcept>
 
+using namespace sdm_internal;
+
 namespace {
 
 // The serial of the next fresh identifier of a variable.

@@ -8,6 +8,7 @@
 #ifndef LIBDATASRC_ORVX_VARIABLE_H_
 #define LIBDATASRC_ORVX_VARIABLE_H_
 
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
 #include <cstdint>
@@ -40,7 +41,7 @@ using DataValue = std::variant<double, std::string>;
 using ValueLabels = std::map<DataValue, std::string>;
 
 // The values that a user declared missing: single ones, and a range of numbers with both its ends.
-struct MissingValues {
+struct SDM_EXPORT MissingValues {
   std::vector<DataValue> values;
   std::optional<std::pair<double, double>> range;
 
@@ -51,7 +52,9 @@ struct MissingValues {
 // Name of an attribute to its values: one, or several for an attribute that is an array.
 using VariableAttributes = std::map<std::string, std::vector<std::string>>;
 
+namespace sdm_internal {
 class VariableBlock;
+}
 
 // A value of two pointers: the record, counted and shared among copies, and the place in a
 // dictionary that this object is, if it is one. Copies are always free of a place. A moved-from
@@ -61,7 +64,7 @@ class VariableBlock;
 //
 // Threads: any thread may use its own copy, also of one shared record. One object may be read from
 // several threads at once; changing it needs exclusion.
-class ORVX_Variable {
+class SDM_EXPORT ORVX_Variable {
  public:
   // Null identifier, empty name, numeric. All such variables share one record: nothing is
   // allocated.
@@ -133,14 +136,15 @@ class ORVX_Variable {
   void SetAttributes(VariableAttributes attributes);
 
  private:
-  friend class VariableBlock;
+  friend class sdm_internal::VariableBlock;
   struct Record;
 
   static Record* EmptyRecord();
   Record& Own();
 
-  Record* record_;                  // shared, never null
-  VariableBlock* place_ = nullptr;  // borrowed: the part of a dictionary that this object stands in
+  Record* record_;  // shared, never null
+  // Borrowed: the part of a dictionary that this object stands in.
+  sdm_internal::VariableBlock* place_ = nullptr;
 };
 
 #endif  // LIBDATASRC_ORVX_VARIABLE_H_

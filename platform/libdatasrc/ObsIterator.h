@@ -7,8 +7,10 @@
 #ifndef LIBDATASRC_OBSITERATOR_H_
 #define LIBDATASRC_OBSITERATOR_H_
 
+#include <ServerDataManager/Export.h>
+
 // Threads: not safe; each thread makes its own.
-class ObsIterator {
+class SDM_EXPORT ObsIterator {
  public:
   ObsIterator() = default;
   ObsIterator(const ObsIterator&) = delete;

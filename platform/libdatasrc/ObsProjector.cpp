@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <string_view>
 
+using namespace sdm_internal;
+
 namespace {
 
 // Where each variable begins in a row of the dictionary, and after the last where the row ends.

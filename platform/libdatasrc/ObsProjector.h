@@ -6,6 +6,7 @@
 #ifndef LIBDATASRC_OBSPROJECTOR_H_
 #define LIBDATASRC_OBSPROJECTOR_H_
 
+#include <ServerDataManager/Export.h>
 #include <vector>
 
 union OBS;
@@ -19,7 +20,7 @@ class ORVX_DataSource;
 // that the first dictionary does not have, becomes missing: kMissingNumber, or blanks.
 //
 // Threads: any, once it is built.
-class ObsProjector {
+class SDM_EXPORT ObsProjector {
  public:
   // From rows laid out for the dictionary of `from` to rows for that of `to`, as both are now;
   // neither is kept.

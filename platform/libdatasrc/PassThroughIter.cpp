@@ -4,6 +4,8 @@
 
 #include <utility>
 
+using namespace sdm_internal;
+
 PassThroughIter::PassThroughIter(const ORVX_DataSource* source, OBS* area,
                                  std::unique_ptr<const ObsProjector> projector)
     : projector_(std::move(projector)), area_(area) {

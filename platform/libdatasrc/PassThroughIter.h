@@ -6,6 +6,7 @@
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ObsProjector.h>
+#include <ServerDataManager/Export.h>
 
 #include <memory>
 #include <vector>
@@ -16,7 +17,7 @@ class ORVX_DataSource;
 // link to the parent, again; it lives on without them as far as the parent's iterator does.
 //
 // Threads: as for ObsIterator.
-class PassThroughIter : public ObsIterator {
+class SDM_EXPORT PassThroughIter : public ObsIterator {
  public:
   // Runs over the cases of the parent that `source`, not null, has now; no rows where it has none.
   // Borrows `area`.

@@ -3,6 +3,8 @@
 #include <libdatasrc/internal/DataFile.h>
 #include <libdatasrc/SystemFileDataSource.h>
 
+using namespace sdm_internal;
+
 SystemFileDataSource::SystemFileDataSource(std::shared_ptr<const CaseTable> cases)
     : cases_(std::move(cases)) {}
 

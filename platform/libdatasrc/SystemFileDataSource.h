@@ -30,12 +30,15 @@
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/ORVX_DataSource.h>
+#include <ServerDataManager/Export.h>
 
 #include <cstddef>
 #include <memory>
 #include <string>
 
+namespace sdm_internal {
 class CaseTable;
+}
 
 // Values are held by the identifier of the variable: editing the dictionary, moving a variable
 // (delete and insert again) too, keeps them. A variable that came from elsewhere reads as missing.
@@ -44,7 +47,7 @@ class CaseTable;
 // the new width. What has no conversion, or is a number whose text is too wide, reads as missing.
 //
 // Threads: as for ORVX_DataSource; iterators on several threads may run over one source at once.
-class SystemFileDataSource : public ORVX_DataSource {
+class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {
  public:
   // The longest record, and the largest schema, in bytes; a longer one is refused, so a file
   // without line ends is not read into memory.
@@ -71,9 +74,10 @@ class SystemFileDataSource : public ORVX_DataSource {
   void SetPasswordMangled(bool mangled) { passwordMangled_ = mangled; }
 
  private:
-  explicit SystemFileDataSource(std::shared_ptr<const CaseTable> cases);
+  SDM_HIDDEN explicit SystemFileDataSource(std::shared_ptr<const sdm_internal::CaseTable> cases);
 
-  std::shared_ptr<const CaseTable> cases_;  // shared with the iterators; never changed
+  // Shared with the iterators; never changed.
+  std::shared_ptr<const sdm_internal::CaseTable> cases_;
   bool passwordMangled_ = false;
 };
 

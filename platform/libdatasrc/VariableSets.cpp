@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+using namespace sdm_internal;
+
 namespace {
 
 // The fields of a line: name, label, counted value, kind, the two flags, then a word for each

@@ -7,6 +7,7 @@
 #ifndef LIBDATASRC_VARIABLESETS_H_
 #define LIBDATASRC_VARIABLESETS_H_
 
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
 #include <cstdint>
@@ -37,7 +38,7 @@ struct VariableSetImpl {
 
 // One set in the form from which extension text is made and into which it is read: whole, whatever
 // became of its variables.
-class VariableSet {
+class SDM_EXPORT VariableSet {
  public:
   explicit VariableSet(VariableSetImpl set);
 
@@ -53,16 +54,16 @@ inline constexpr VarSetsType kVariableSets = 0;
 inline constexpr VarSetsType kMRSets = 1;
 
 // The sets of `source`, in its order. Throws std::invalid_argument for any other `which`.
-std::vector<VariableSet> VariableSets(const ORVX_DataSource& source, VarSetsType which);
+SDM_EXPORT std::vector<VariableSet> VariableSets(const ORVX_DataSource& source, VarSetsType which);
 
 // Writes the sets to the end of `text`, as extensions of type 5 (variable sets), 7 and 19
 // (multiple-response sets) carry them: a line for each set, with its fields between tabs. Members
 // are written by identifier, so renaming a variable leaves the text right. Throws
 // std::invalid_argument for any other type.
-void MakeExtension(const std::vector<VariableSet>& sets, std::string& text, int type);
+SDM_EXPORT void MakeExtension(const std::vector<VariableSet>& sets, std::string& text, int type);
 
 // The sets in such a text. Throws std::invalid_argument, which names the line and what is wrong
 // there, for a text that MakeExtension does not write, and for any other type.
-std::vector<VariableSet> ReadExtension(std::string_view text, int type);
+SDM_EXPORT std::vector<VariableSet> ReadExtension(std::string_view text, int type);
 
 #endif  // LIBDATASRC_VARIABLESETS_H_

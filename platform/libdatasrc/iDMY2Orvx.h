@@ -3,6 +3,8 @@
 #ifndef LIBDATASRC_IDMY2ORVX_H_
 #define LIBDATASRC_IDMY2ORVX_H_
 
+#include <ServerDataManager/Export.h>
+
 // Stores in `*result` the seconds from 1970-01-01T00:00 to the given moment, and returns 0. The
 // scale is that of POSIX: every day has 86400 seconds. There is no time zone: the moment is the
 // local time of wherever it was observed.
@@ -13,7 +15,7 @@
 // `*result` alone.
 //
 // Threads: any.
-int iDMY2Orvx(long day, long month, long year, long hour, long minute, double second,
-              double* result);
+SDM_EXPORT int iDMY2Orvx(long day, long month, long year, long hour, long minute, double second,
+                         double* result);
 
 #endif  // LIBDATASRC_IDMY2ORVX_H_

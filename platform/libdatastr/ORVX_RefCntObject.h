@@ -8,6 +8,7 @@
 #ifndef LIBDATASTR_ORVX_REFCNTOBJECT_H_
 #define LIBDATASTR_ORVX_REFCNTOBJECT_H_
 
+#include <ServerDataManager/Export.h>
 #include <atomic>
 
 // The count belongs to the object in its place, not to its value: it starts at 0 and neither
@@ -16,7 +17,7 @@
 // Threads: AddReference, RemoveReference, IsShared and ReferenceCount may be called from any thread
 // that knows of a reference to the object. What a thread did to the object before it gave its
 // reference up is seen by whoever deletes it, and by whoever then finds IsShared() false.
-class ORVX_RefCntObject {
+class SDM_EXPORT ORVX_RefCntObject {
  public:
   ORVX_RefCntObject() noexcept = default;
 

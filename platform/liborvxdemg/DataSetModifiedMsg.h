@@ -5,11 +5,12 @@
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/Export.h>
 
 namespace DEMessages {
 
 // The state as it is now.
-class DataSetModifiedMsg final : public MessageGlue<DataSetModifiedMsg, DataSetMsg> {
+class SDM_EXPORT DataSetModifiedMsg final : public MessageGlue<DataSetModifiedMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::DataSetModifiedMsg"; }
   static unsigned int Version() { return 1; }

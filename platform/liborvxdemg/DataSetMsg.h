@@ -10,6 +10,7 @@
 
 #include <liborvxdemg/DEMessagesFwd.h>
 #include <libvserial/VSerializable.h>
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
 class VStream;
@@ -21,7 +22,7 @@ namespace DEMessages {
 // default-constructed one is made for that. It carries copies of what it was given.
 //
 // Threads: any number may look at one message at a time. Not while it is being read from a stream.
-class DataSetMsg : public VSerializable {
+class SDM_EXPORT DataSetMsg : public VSerializable {
  public:
   DataSetMsg& operator=(const DataSetMsg&) = delete;
 

@@ -4,12 +4,13 @@
 #define LIBORVXDEMG_DATASETMSGVISITOR_H_
 
 #include <liborvxdemg/DEMessagesFwd.h>
+#include <ServerDataManager/Export.h>
 
 namespace DEMessages {
 
 // One operation for each class of the family, called by DataSetMsg::Accept. The message is borrowed
 // for the call. There is no default: whoever follows a dataset decides about each change.
-class DataSetMsgVisitor {
+class SDM_EXPORT DataSetMsgVisitor {
  public:
   virtual void Visit(const InsertVarsMsg& message) = 0;
   virtual void Visit(const DeleteVarsMsg& message) = 0;

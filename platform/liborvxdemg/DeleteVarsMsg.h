@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_DELETEVARSMSG_H_
 #define LIBORVXDEMG_DELETEVARSMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <vector>
 
 #include <libdatasrc/ORVX_Variable.h>
@@ -13,7 +14,7 @@ namespace DEMessages {
 
 // The variables that went, as they were last told; their identifiers say which ones. They need not
 // have stood together. The list may be empty.
-class DeleteVarsMsg final : public MessageGlue<DeleteVarsMsg, DataSetMsg> {
+class SDM_EXPORT DeleteVarsMsg final : public MessageGlue<DeleteVarsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::DeleteVarsMsg"; }
   static unsigned int Version() { return 1; }

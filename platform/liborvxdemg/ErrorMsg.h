@@ -5,6 +5,7 @@
 #ifndef LIBORVXDEMG_ERRORMSG_H_
 #define LIBORVXDEMG_ERRORMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <cstdint>
 #include <string>
 
@@ -16,7 +17,7 @@ namespace DEMessages {
 // Thrown by value. Not a std::exception.
 //
 // Threads: any number may look at one object at a time.
-class ErrorMsg final : public MessageGlue<ErrorMsg> {
+class SDM_EXPORT ErrorMsg final : public MessageGlue<ErrorMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ErrorMsg"; }
   static unsigned int Version() { return 1; }

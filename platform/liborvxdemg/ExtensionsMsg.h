@@ -6,12 +6,13 @@
 #include <libdatasrc/ORVX_ExtensionImpl.h>
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/RefCountPtr.h>
 
 namespace DEMessages {
 
 // The block as it is now; its type says whose it is.
-class ExtensionsMsg final : public MessageGlue<ExtensionsMsg, DataSetMsg> {
+class SDM_EXPORT ExtensionsMsg final : public MessageGlue<ExtensionsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ExtensionsMsg"; }
   static unsigned int Version() { return 1; }

@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_FILELABELCHANGEMSG_H_
 #define LIBORVXDEMG_FILELABELCHANGEMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <string>
 
 #include <liborvxdemg/DataSetMsg.h>
@@ -11,7 +12,7 @@
 namespace DEMessages {
 
 // The label as it is now.
-class FileLabelChangeMsg final : public MessageGlue<FileLabelChangeMsg, DataSetMsg> {
+class SDM_EXPORT FileLabelChangeMsg final : public MessageGlue<FileLabelChangeMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FileLabelChangeMsg"; }
   static unsigned int Version() { return 1; }

@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_FILESPECCHANGEMSG_H_
 #define LIBORVXDEMG_FILESPECCHANGEMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <string>
 
 #include <liborvxdemg/DataSetMsg.h>
@@ -11,7 +12,7 @@
 namespace DEMessages {
 
 // The name of the file as it is now.
-class FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg, DataSetMsg> {
+class SDM_EXPORT FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FileSpecChangeMsg"; }
   static unsigned int Version() { return 1; }

@@ -5,11 +5,12 @@
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/Export.h>
 
 namespace DEMessages {
 
 // The variable is in the dictionary as it stands when the message comes.
-class FilterVarMsg final : public MessageGlue<FilterVarMsg, DataSetMsg> {
+class SDM_EXPORT FilterVarMsg final : public MessageGlue<FilterVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FilterVarMsg"; }
   static unsigned int Version() { return 1; }

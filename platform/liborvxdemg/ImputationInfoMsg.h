@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_IMPUTATIONINFOMSG_H_
 #define LIBORVXDEMG_IMPUTATIONINFOMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <cstdint>
 
 #include <liborvxdemg/DataSetMsg.h>
@@ -14,7 +15,7 @@ namespace DEMessages {
 // message comes through. Leading word 0, null identifier, case sequence 0.
 //
 // Threads: RowsPerImputation(long long) only before the message is handed over.
-class ImputationInfoMsg final : public MessageGlue<ImputationInfoMsg, DataSetMsg> {
+class SDM_EXPORT ImputationInfoMsg final : public MessageGlue<ImputationInfoMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ImputationInfoMsg"; }
   static unsigned int Version() { return 1; }

@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_INSERTVARSMSG_H_
 #define LIBORVXDEMG_INSERTVARSMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <vector>
 
 #include <libdatasrc/ORVX_Variable.h>
@@ -13,7 +14,7 @@ namespace DEMessages {
 
 // The variables stand together, in their order, right before the variable named by the anchor, or
 // at the end of the list where the anchor is null.
-class InsertVarsMsg final : public MessageGlue<InsertVarsMsg, DataSetMsg> {
+class SDM_EXPORT InsertVarsMsg final : public MessageGlue<InsertVarsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::InsertVarsMsg"; }
   static unsigned int Version() { return 1; }

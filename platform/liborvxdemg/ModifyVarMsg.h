@@ -6,11 +6,12 @@
 #include <libdatasrc/ORVX_Variable.h>
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/Export.h>
 
 namespace DEMessages {
 
 // The variable as it is now, in full. Its identifier, which stays the same, says which one it is.
-class ModifyVarMsg final : public MessageGlue<ModifyVarMsg, DataSetMsg> {
+class SDM_EXPORT ModifyVarMsg final : public MessageGlue<ModifyVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ModifyVarMsg"; }
   static unsigned int Version() { return 1; }

@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_MOVEVARSMSG_H_
 #define LIBORVXDEMG_MOVEVARSMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <vector>
 
 #include <liborvxdemg/DataSetMsg.h>
@@ -13,7 +14,7 @@ namespace DEMessages {
 // All positions count from 0. The variables at the given positions of the list before the move are
 // taken out, and put back together, in the order given, so that the first of them stands at the
 // target position of the list.
-class MoveVarsMsg final : public MessageGlue<MoveVarsMsg, DataSetMsg> {
+class SDM_EXPORT MoveVarsMsg final : public MessageGlue<MoveVarsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::MoveVarsMsg"; }
   static unsigned int Version() { return 1; }

@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_READDATASETMSG_H_
 #define LIBORVXDEMG_READDATASETMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <memory>
 
 #include <liborvxdemg/DEMessagesFwd.h>
@@ -16,7 +17,7 @@ namespace DEMessages {
 // version, bytes cut off, a value that no message can hold); the position is then of no more use.
 //
 // Threads: one for each stream.
-std::unique_ptr<DataSetMsg> ReadDataSetMsg(VStream& stream);
+SDM_EXPORT std::unique_ptr<DataSetMsg> ReadDataSetMsg(VStream& stream);
 
 }  // namespace DEMessages
 

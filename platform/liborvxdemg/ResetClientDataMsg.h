@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_RESETCLIENTDATAMSG_H_
 #define LIBORVXDEMG_RESETCLIENTDATAMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <cstdint>
 
 #include <liborvxdemg/DataSetMsg.h>
@@ -11,7 +12,7 @@
 namespace DEMessages {
 
 // The client drops them and reads anew.
-class ResetClientDataMsg final : public MessageGlue<ResetClientDataMsg, DataSetMsg> {
+class SDM_EXPORT ResetClientDataMsg final : public MessageGlue<ResetClientDataMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ResetClientDataMsg"; }
   static unsigned int Version() { return 1; }

@@ -3,6 +3,7 @@
 #ifndef LIBORVXDEMG_SPLITFILEMSG_H_
 #define LIBORVXDEMG_SPLITFILEMSG_H_
 
+#include <ServerDataManager/Export.h>
 #include <vector>
 
 #include <liborvxdemg/DataSetMsg.h>
@@ -11,7 +12,7 @@
 namespace DEMessages {
 
 // The whole of the split as it is now.
-class SplitFileMsg final : public MessageGlue<SplitFileMsg, DataSetMsg> {
+class SDM_EXPORT SplitFileMsg final : public MessageGlue<SplitFileMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::SplitFileMsg"; }
   static unsigned int Version() { return 1; }

@@ -6,11 +6,12 @@
 #include <libdatasrc/ORVX_TrendsInfo.h>
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/Export.h>
 
 namespace DEMessages {
 
 // The whole of it as it is now. Its date variables need not be in the dictionary.
-class TrendsInfoMsg final : public MessageGlue<TrendsInfoMsg, DataSetMsg> {
+class SDM_EXPORT TrendsInfoMsg final : public MessageGlue<TrendsInfoMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::TrendsInfoMsg"; }
   static unsigned int Version() { return 1; }

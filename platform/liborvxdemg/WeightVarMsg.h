@@ -5,11 +5,12 @@
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/Export.h>
 
 namespace DEMessages {
 
 // The variable is in the dictionary as it stands when the message comes.
-class WeightVarMsg final : public MessageGlue<WeightVarMsg, DataSetMsg> {
+class SDM_EXPORT WeightVarMsg final : public MessageGlue<WeightVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::WeightVarMsg"; }
   static unsigned int Version() { return 1; }

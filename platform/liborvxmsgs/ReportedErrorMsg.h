@@ -5,12 +5,13 @@
 
 #include <ServerDataManager/ErrorMessageGlue.h>
 #include <ServerDataManager/ErrorText.h>
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
 namespace OrvxMessages {
 
 // Threads: any number may look at one object at a time.
-class ReportedErrorMsg final : public MessageGlue<ReportedErrorMsg> {
+class SDM_EXPORT ReportedErrorMsg final : public MessageGlue<ReportedErrorMsg> {
  public:
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsg"; }
   static unsigned int Version() { return 1; }

@@ -4,6 +4,7 @@
 #define LIBORVXMSGS_REPORTEDERRORMSGRESPONSE_H_
 
 #include <ServerDataManager/ErrorMessageGlue.h>
+#include <ServerDataManager/Export.h>
 
 namespace OrvxMessages {
 
@@ -11,7 +12,7 @@ namespace OrvxMessages {
 // do not ask for it, copy the object or write it.
 //
 // Threads: any number may look at one object at a time.
-class ReportedErrorMsgResponse final : public MessageGlue<ReportedErrorMsgResponse> {
+class SDM_EXPORT ReportedErrorMsgResponse final : public MessageGlue<ReportedErrorMsgResponse> {
  public:
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsgResponse"; }
   static unsigned int Version() { return 1; }

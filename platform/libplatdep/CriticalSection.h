@@ -9,13 +9,14 @@
 #ifndef LIBPLATDEP_CRITICALSECTION_H_
 #define LIBPLATDEP_CRITICALSECTION_H_
 
+#include <ServerDataManager/Export.h>
 #include <mutex>
 
 // Held by one thread at a time, any number of times over; free again when every Lock of that thread
 // has gone. Free when it is destroyed.
 //
 // Threads: any.
-class CriticalSection {
+class SDM_EXPORT CriticalSection {
  public:
   CriticalSection() = default;
   CriticalSection(const CriticalSection&) = delete;

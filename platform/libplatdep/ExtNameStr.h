@@ -7,11 +7,12 @@
 #ifndef LIBPLATDEP_EXTNAMESTR_H_
 #define LIBPLATDEP_EXTNAMESTR_H_
 
+#include <ServerDataManager/Export.h>
 #include <cstdio>
 #include <string>
 
 // Threads: a plain value; any thread may use its own copy.
-class ExtNameStr {
+class SDM_EXPORT ExtNameStr {
  public:
   // Share mode: others are asked not to write while the file is open.
   static constexpr int kDenyWrite = 32;

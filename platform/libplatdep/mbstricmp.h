@@ -3,6 +3,8 @@
 #ifndef LIBPLATDEP_MBSTRICMP_H_
 #define LIBPLATDEP_MBSTRICMP_H_
 
+#include <ServerDataManager/Export.h>
+
 // Zero where the two zero-terminated strings are equal without regard to case, else negative or
 // positive as `left` sorts before or after `right`.
 //
@@ -13,6 +15,6 @@
 // sorted by it.
 //
 // Neither argument may be null. Allocates nothing. Threads: any.
-int _ORVXMBstricmp_A(const char* left, const char* right);
+SDM_EXPORT int _ORVXMBstricmp_A(const char* left, const char* right);
 
 #endif  // LIBPLATDEP_MBSTRICMP_H_

@@ -6,9 +6,10 @@
 #define LIBSFTHREAD_SFGUARD_H_
 
 #include <libsfthread/sfMutex.h>
+#include <ServerDataManager/Export.h>
 
 // Threads: made and destroyed on one thread.
-class sfGuard {
+class SDM_EXPORT sfGuard {
  public:
   // Takes `mutex`, which must outlive the guard. `lockType` 1 holds it until the guard is
   // destroyed; any other number throws std::invalid_argument that names it, and the mutex is not

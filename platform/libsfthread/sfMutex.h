@@ -3,13 +3,14 @@
 #ifndef LIBSFTHREAD_SFMUTEX_H_
 #define LIBSFTHREAD_SFMUTEX_H_
 
+#include <ServerDataManager/Export.h>
 #include <mutex>
 
 // Held by one thread at a time and not recursive: a thread that takes it twice waits for itself.
 // The thread that took it releases it, and it is free when it is destroyed.
 //
 // Threads: any.
-class sfMutex {
+class SDM_EXPORT sfMutex {
  public:
   sfMutex() = default;
   sfMutex(const sfMutex&) = delete;

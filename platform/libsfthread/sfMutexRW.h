@@ -10,6 +10,7 @@
 #ifndef LIBSFTHREAD_SFMUTEXRW_H_
 #define LIBSFTHREAD_SFMUTEXRW_H_
 
+#include <ServerDataManager/Export.h>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -48,7 +49,7 @@
 // Threads: any. One short internal mutex guards the state and is never held while waiting; no other
 // lock is taken under it. Taking a read may have to remember one more thread than ever before, and
 // then can throw std::bad_alloc and change nothing; writing and unlock() need no memory.
-class sfMutexRW {
+class SDM_EXPORT sfMutexRW {
  public:
   sfMutexRW() = default;
   sfMutexRW(const sfMutexRW&) = delete;

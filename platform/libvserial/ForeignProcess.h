@@ -3,6 +3,7 @@
 #ifndef LIBVSERIAL_FOREIGNPROCESS_H_
 #define LIBVSERIAL_FOREIGNPROCESS_H_
 
+#include <ServerDataManager/Export.h>
 #include <string>
 
 class VStream;
@@ -15,12 +16,12 @@ class VStream;
 // before `vswitch` is called; what `vswitch` throws passes on. `object` is only handed through.
 //
 // Threads: the thread that uses the stream.
-bool ForeignProcess(void* object, unsigned int version, VStream& stream,
-                    void (*vswitch)(void*, VStream&), const char* signature);
+SDM_EXPORT bool ForeignProcess(void* object, unsigned int version, VStream& stream,
+                               void (*vswitch)(void*, VStream&), const char* signature);
 
 // The signature of the object that stands at the reading position, which does not move: tells which
 // class to make before reading. Throws VStreamError where none stands there, also for a stream that
 // writes.
-std::string PeekSignature(const VStream& stream);
+SDM_EXPORT std::string PeekSignature(const VStream& stream);
 
 #endif  // LIBVSERIAL_FOREIGNPROCESS_H_

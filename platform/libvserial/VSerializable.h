@@ -4,6 +4,7 @@
 #define LIBVSERIAL_VSERIALIZABLE_H_
 
 #include <libvutility/VUGlobal.h>
+#include <ServerDataManager/Export.h>
 
 #include <string>
 
@@ -14,7 +15,7 @@ class VStream;
 // VSInitSerialization, VSConcreteSignature) is fixed, and derived classes add after it.
 //
 // Threads: a plain value; one thread at a time.
-class VSerializable : public VUGlobal {
+class SDM_EXPORT VSerializable : public VUGlobal {
  public:
   VSerializable() = default;
   // The name belongs to one object: a copy has none, and assigning leaves it as it is.

@@ -10,6 +10,7 @@
 #ifndef LIBVSERIAL_VSTREAM_H_
 #define LIBVSERIAL_VSTREAM_H_
 
+#include <ServerDataManager/Export.h>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -19,7 +20,7 @@
 
 // The bytes are not what was to be read: there are too few, or a value cannot be. what() says what
 // was expected at which offset, and what was there.
-class VStreamError : public std::runtime_error {
+class SDM_EXPORT VStreamError : public std::runtime_error {
  public:
   // what(): "at byte <offset>: expected <expected>, found <found>"
   VStreamError(std::size_t offset, std::string_view expected, std::string_view found);
@@ -45,7 +46,7 @@ class VStreamError : public std::runtime_error {
 // A copy of a stream goes on from the same position, independently.
 //
 // Threads: not safe; one thread at a time.
-class VStream {
+class SDM_EXPORT VStream {
  public:
   // Writes, starting empty.
   VStream() = default;

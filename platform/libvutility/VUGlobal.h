@@ -7,6 +7,7 @@
 #ifndef LIBVUTILITY_VUGLOBAL_H_
 #define LIBVUTILITY_VUGLOBAL_H_
 
+#include <ServerDataManager/Export.h>
 #include <cstddef>
 #include <new>
 
@@ -17,7 +18,7 @@
 // A class with a stricter alignment than std::max_align_t must not derive from it.
 //
 // Threads: any.
-class VUGlobal {
+class SDM_EXPORT VUGlobal {
  public:
   // At least `size` bytes, never null. While there is no memory, calls the program's new handler,
   // and throws std::bad_alloc when none is set.

@@ -22,6 +22,8 @@
 #include <string>
 #include <vector>
 
+using namespace sdm_internal;
+
 namespace {
 
 using support::Extension;

@@ -33,6 +33,8 @@
 
 #include "saved_files.h"
 
+using namespace sdm_internal;
+
 using support::CountedMessage;
 using support::CountedSource;
 using support::Dictionary;

@@ -19,6 +19,8 @@
 #include <type_traits>
 #include <vector>
 
+using namespace sdm_internal;
+
 namespace {
 
 using support::Extension;

@@ -5,6 +5,8 @@
 #include <libdatasrc/internal/ObsCells.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
+namespace sdm_internal {
+
 namespace {
 
 void WriteNumber(const CaseColumn& column, std::size_t row, OBS* cell) {
@@ -52,3 +54,5 @@ bool CaseIterator::Next() {
   ++row_;
   return true;
 }
+
+}  // namespace sdm_internal

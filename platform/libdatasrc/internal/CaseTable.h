@@ -18,6 +18,8 @@
 
 class ORVX_DataSource;
 
+namespace sdm_internal {
+
 // kMissingNumber where there is none.
 using NumberColumn = std::vector<double>;
 
@@ -76,5 +78,7 @@ class CaseIterator : public ObsIterator {
   std::vector<Target> targets_;
   std::size_t row_ = 0;
 };
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_CASETABLE_H_

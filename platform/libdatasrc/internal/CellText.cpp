@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <string>
 
+namespace sdm_internal {
+
 double NumberOrMissing(std::string_view text) {
   return NumberIn(text).value_or(kMissingNumber);
 }
@@ -35,3 +37,5 @@ void WriteMissing(int type, OBS* cells) {
     WriteText({}, type, cells);
   }
 }
+
+}  // namespace sdm_internal

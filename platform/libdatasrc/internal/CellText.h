@@ -7,6 +7,8 @@
 
 #include <string_view>
 
+namespace sdm_internal {
+
 // The number that `text` is; kMissingNumber where it is none.
 double NumberOrMissing(std::string_view text);
 
@@ -20,5 +22,7 @@ void WriteNumberAsText(double number, int width, OBS* cells);
 
 // Writes what stands for a missing value. `type`: 0 for a number, otherwise the width of a string.
 void WriteMissing(int type, OBS* cells);
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_CELLTEXT_H_

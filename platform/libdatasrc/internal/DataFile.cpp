@@ -11,6 +11,8 @@
 #include <cmath>
 #include <unordered_map>
 
+namespace sdm_internal {
+
 namespace {
 
 // As an error shows it: short, and on one line.
@@ -207,3 +209,5 @@ class DataFileReader {
 DataFile ReadDataFile(const std::string& path) {
   return DataFileReader(path).Read();
 }
+
+}  // namespace sdm_internal

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+namespace sdm_internal {
+
 struct DataFile {
   std::optional<std::string> label;
   std::vector<ORVX_Variable> variables;
@@ -19,5 +21,7 @@ struct DataFile {
 
 // Reads the file and the schema beside it; throws DataFileError for anything wrong with either.
 DataFile ReadDataFile(const std::string& path);
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_DATAFILE_H_

@@ -6,6 +6,8 @@
 
 #include <new>
 
+namespace sdm_internal {
+
 namespace {
 
 constexpr std::size_t kChunkSize = std::size_t{64} << 10;
@@ -188,3 +190,5 @@ void DelimitedText::FailAfterParsing(TextPosition where, const std::string& text
   Parse();
   Fail(where, text);
 }
+
+}  // namespace sdm_internal

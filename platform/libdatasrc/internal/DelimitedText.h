@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+namespace sdm_internal {
+
 // Reads in chunks and holds one record at a time. libcsv takes the fields out of their quotes;
 // beside it a scanner follows the places of the fields, finds where records end, and refuses what
 // no text file holds. Every byte is scanned before libcsv gets it, a record ends for both at the
@@ -78,5 +80,7 @@ class DelimitedText {
   std::vector<std::size_t> ends_;     // of each field in `text_`
   std::vector<TextPosition> starts_;  // of each field in the file
 };
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_DELIMITEDTEXT_H_

@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstdint>
 
+namespace sdm_internal {
+
 namespace {
 
 constexpr std::size_t kLeastSlots = 16;
@@ -67,3 +69,5 @@ void IdentifierIndex::CloseGap(std::size_t gap) noexcept {
   }
   entries_[gap] = Entry{};
 }
+
+}  // namespace sdm_internal

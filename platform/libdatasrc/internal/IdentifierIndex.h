@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+namespace sdm_internal {
+
 class VariableBlock;
 
 // A hash table with linear probing, at most half full. It holds each pair of an identifier and a
@@ -65,5 +67,7 @@ class IdentifierIndex {
   std::vector<Entry> entries_;  // as many as a power of two, or none
   unsigned int shift_ = 0;      // of a 32-bit product, to leave a slot's number
 };
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_IDENTIFIERINDEX_H_

@@ -9,6 +9,8 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
+namespace sdm_internal {
+
 namespace {
 
 using nlohmann::json;
@@ -180,3 +182,5 @@ JsonValue ParseJson(const std::string& file, const std::string& text) {
                   CountingIterator(text.data() + text.size(), &builder.read), &builder);
   return std::move(builder.root);
 }
+
+}  // namespace sdm_internal

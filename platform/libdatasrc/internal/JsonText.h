@@ -13,6 +13,8 @@
 #include <variant>
 #include <vector>
 
+namespace sdm_internal {
+
 struct JsonValue {
   using Array = std::vector<JsonValue>;
   using Object = std::map<std::string, JsonValue, std::less<>>;
@@ -33,5 +35,7 @@ struct JsonValue {
 // Reads one JSON value, nested no deeper than 64 levels. Whatever is wrong with the text throws
 // DataFileError for `file`, with the place.
 JsonValue ParseJson(const std::string& file, const std::string& text);
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_JSONTEXT_H_

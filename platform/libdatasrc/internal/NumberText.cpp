@@ -5,6 +5,8 @@
 #include <array>
 #include <charconv>
 
+namespace sdm_internal {
+
 std::string_view Trimmed(std::string_view text) {
   constexpr std::string_view kBlanks = " \t";
   const std::size_t first = text.find_first_not_of(kBlanks);
@@ -34,3 +36,5 @@ std::string ShortestText(double number) {
   const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), number);
   return std::string(text.data(), end);
 }
+
+}  // namespace sdm_internal

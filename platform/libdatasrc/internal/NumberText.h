@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace sdm_internal {
+
 // Without the blanks and tabs at both ends.
 std::string_view Trimmed(std::string_view text);
 
@@ -16,5 +18,7 @@ std::optional<double> NumberIn(std::string_view text);
 
 // The shortest decimal text that is this number again.
 std::string ShortestText(double number);
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_NUMBERTEXT_H_

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <system_error>
 
+namespace sdm_internal {
+
 namespace {
 
 [[noreturn]] void ThrowSystemError(const std::string& path, const char* attempt, int error) {
@@ -62,3 +64,5 @@ std::size_t RegularFile::Read(char* to, std::size_t size) {
   }
   return filled;
 }
+
+}  // namespace sdm_internal

@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+namespace sdm_internal {
+
 // Owns the descriptor, which programs started meanwhile do not inherit. Errors are DataFileError
 // and name the file.
 class RegularFile {
@@ -35,5 +37,7 @@ class RegularFile {
   std::string path_;
   int descriptor_;
 };
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_REGULARFILE_H_

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+namespace sdm_internal {
+
 std::vector<OBS> RowArea(const ORVX_DataSource& source, const ObsProjector& projector) {
   const long cells = source.GetObsAreaSize();
   if (cells != projector.GetFromAreaSize()) {
@@ -15,3 +17,5 @@ std::vector<OBS> RowArea(const ORVX_DataSource& source, const ObsProjector& proj
   }
   return std::vector<OBS>(static_cast<std::size_t>(cells));
 }
+
+}  // namespace sdm_internal

@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <set>
 
+namespace sdm_internal {
+
 namespace {
 
 constexpr std::size_t kMaxSchemaBytes = SystemFileDataSource::kMaxRecordBytes;
@@ -165,3 +167,5 @@ std::optional<TableSchema> ReadSchemaBeside(const std::string& path) {
   const std::string text = ReadAll(std::move(*file));
   return SchemaReader(beside).Read(text);
 }
+
+}  // namespace sdm_internal

@@ -15,6 +15,8 @@
 #include <unordered_set>
 #include <vector>
 
+namespace sdm_internal {
+
 // Looked up with the text of a cell, which is not copied.
 struct TextHash {
   using is_transparent = void;
@@ -53,5 +55,7 @@ struct TableSchema {
 // The schema beside the data file at `path`: for survey.tsv, survey.schema.json. Nothing when there
 // is none. Throws DataFileError for anything wrong with it.
 std::optional<TableSchema> ReadSchemaBeside(const std::string& path);
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_TABLESCHEMA_H_

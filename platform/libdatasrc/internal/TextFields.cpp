@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+namespace sdm_internal {
+
 namespace {
 
 void AppendEscaped(const std::string& field, std::string& text) {
@@ -78,3 +80,5 @@ std::vector<std::vector<std::string>> ReadLines(std::string_view text) {
   }
   return lines;
 }
+
+}  // namespace sdm_internal

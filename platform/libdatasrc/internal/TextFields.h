@@ -9,11 +9,15 @@
 #include <string_view>
 #include <vector>
 
+namespace sdm_internal {
+
 // Appends one line; `fields` has at least one.
 void AppendLine(const std::vector<std::string>& fields, std::string& text);
 
 // The fields of each line, none for the empty text. Throws std::invalid_argument, which names the
 // line, for an unknown escape and for a last line without its line feed.
 std::vector<std::vector<std::string>> ReadLines(std::string_view text);
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_TEXTFIELDS_H_

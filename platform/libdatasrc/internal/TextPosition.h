@@ -5,6 +5,8 @@
 
 #include <string_view>
 
+namespace sdm_internal {
+
 // The byte `column` of the line `line`, both counted from 1.
 struct TextPosition {
   long line = 1;
@@ -24,5 +26,7 @@ struct TextPosition {
     for (char byte : text) Pass(byte);
   }
 };
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_TEXTPOSITION_H_

@@ -5,6 +5,8 @@
 
 #include <string_view>
 
+namespace sdm_internal {
+
 // Tells whether bytes are UTF-8, from one byte to the next.
 class Utf8Checker {
  public:
@@ -43,5 +45,7 @@ inline std::string_view CutUtf8(std::string_view text, std::size_t size) {
   while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
   return text.substr(0, size);
 }
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_UTF8_H_

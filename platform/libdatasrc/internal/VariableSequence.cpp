@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace sdm_internal {
+
 VariableBlock::VariableBlock(VariableSequence* owner) : sequence(owner) {
   variables_.reserve(kCapacity);
 }
@@ -260,3 +262,5 @@ void VariableSequence::Rename(VariableBlock& block, int offset, LocallyUniqueID 
 void VariableSequence::Left(LocallyUniqueID id) const {
   if (onLeave_) onLeave_(id);
 }
+
+}  // namespace sdm_internal

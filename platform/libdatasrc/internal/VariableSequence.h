@@ -16,6 +16,8 @@
 #include <memory>
 #include <vector>
 
+namespace sdm_internal {
+
 class VariableSequence;
 
 // A run of variables of one sequence. Each of them knows the block as its place.
@@ -135,5 +137,7 @@ class VariableSequence {
   IdentifierIndex index_;
   int size_ = 0;
 };
+
+}  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
