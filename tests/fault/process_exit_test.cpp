@@ -31,7 +31,7 @@ Ended EndOf(const std::string& way) {
 }
 
 TEST(ProcessExit, NeitherCrashesNorHangsWhileThreadsUseTheRegistry) {
-  constexpr int kTimes = 100;
+  constexpr int kTimes = 40;
   int failed = 0;
   std::string output;
   for (int i = 0; i < kTimes; ++i) {
