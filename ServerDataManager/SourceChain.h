@@ -1,4 +1,6 @@
 // Chains of data sources: a filtered or derived source points to the source that it reads from.
+// What a clone shows for an iterator under way is no part of a chain: other threads may make
+// iterators meanwhile.
 
 #ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
 #define SERVERDATAMANAGER_SOURCECHAIN_H_
@@ -13,9 +15,9 @@ namespace sdm_internal {
 // Threads: not safe; nobody may change the chain meanwhile.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
-// Deletes the sources of the chain from `from` up to, not including, `stop`. A null `stop` deletes
-// the whole chain; a null `from` nothing. The only place in this library that deletes a data
-// source. No clone in the chain shows its parent.
+// Deletes the sources of the chain from `from` up to, not including, `stop`, and never further than
+// a clone: what lies above one belongs to the clone and its copies. A null `stop` deletes the whole
+// chain; a null `from` nothing. The only place in this library that deletes a data source.
 //
 // Threads: not safe; the caller is the only user of the sources that go.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);
@@ -23,7 +25,7 @@ void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop
 // True when the source at the top of the chain of parents of `ds` is a SystemFileDataSource: a
 // source layered over a saved data file counts as that file. False for null.
 //
-// Threads: not safe; nobody may change the chain, nor make iterators, meanwhile.
+// Threads: not safe; nobody may change the chain meanwhile.
 bool SystemFile(ORVX_DataSource const* ds);
 
 }  // namespace sdm_internal

@@ -2,7 +2,6 @@
 
 #include <libdatasrc/PassThroughIter.h>
 #include <libdatastr/ORVX_RefCntObject.h>
-#include <ServerDataManager/Invariant.h>
 #include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 
@@ -13,39 +12,64 @@ using namespace sdm_internal;
 // What all copies share: a source with its chain.
 class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
  public:
-  explicit Data(ORVX_DataSource const* chain) : source(chain) { RefuseShownParents(chain); }
+  explicit Data(ORVX_DataSource const* chain) : source(chain) {}
   // Never made, as no clone detaches from its copies; both would delete the chain.
   Data(Data const&) = default;
   Data& operator=(Data const&) = delete;
-  ~Data() override {
-    RefuseShownParents(source);
-    DeleteDataSourceTo(source, nullptr);
-  }
+  ~Data() override { DeleteDataSourceTo(source, nullptr); }
 
   ORVX_DataSource const* const source;  // owned, with its chain; null for none
 };
 
 namespace {
 
-// Held while the parent of a clone shows for an iterator, as readers of one clone make theirs at
-// once, also where a shared source is itself a clone. Recursive, as the clone under a clone is then
-// asked for its iterator.
-std::recursive_mutex iteratorLock;
-
 struct DeleteChain {
   void operator()(ORVX_DataSource* chain) const { DeleteDataSourceTo(chain, nullptr); }
 };
 
-// Takes the parent of a clone away on every way out.
-class ParentHider {
+// Whoever makes an iterator of a clone, which shows its parent from the first maker's beginning to
+// the last one's end. Makers stand on the stacks of their threads, linked into one list.
+class IteratorMaker {
  public:
-  explicit ParentHider(ORVX_DataSource& clone) : clone_(clone) {}
-  ParentHider(ParentHider const&) = delete;
-  ParentHider& operator=(ParentHider const&) = delete;
-  ~ParentHider() { clone_.SetParentSource(nullptr); }
+  // Neither the clone nor its parent is const in the link, which is no part of their values.
+  IteratorMaker(ORVX_DataSource const& clone, ORVX_DataSource const* parent)
+      : clone_(const_cast<ORVX_DataSource&>(clone)) {
+    const std::lock_guard lock(mutex);
+    if (!IsAtWorkOn(clone_)) clone_.SetParentSource(const_cast<ORVX_DataSource*>(parent));
+    next_ = newest;
+    newest = this;
+  }
+  IteratorMaker(IteratorMaker const&) = delete;
+  IteratorMaker& operator=(IteratorMaker const&) = delete;
+  ~IteratorMaker() {
+    const std::lock_guard lock(mutex);
+    IteratorMaker** link = &newest;
+    while (*link != this) link = &(*link)->next_;
+    *link = next_;
+    if (!IsAtWorkOn(clone_)) clone_.SetParentSource(nullptr);
+  }
+
+  // The parent of `clone`; null while it is shown for makers alone.
+  static ORVX_DataSource* ParentOf(ORVX_DataSource const& clone) {
+    const std::lock_guard lock(mutex);
+    return IsAtWorkOn(clone) ? nullptr : clone.GetParentSource();
+  }
 
  private:
+  // Under the mutex.
+  static bool IsAtWorkOn(ORVX_DataSource const& clone) {
+    for (IteratorMaker const* maker = newest; maker != nullptr; maker = maker->next_) {
+      if (&maker->clone_ == &clone) return true;
+    }
+    return false;
+  }
+
+  // Nothing is called while it is held but the setting and reading of a link.
+  static inline std::mutex mutex;
+  static inline IteratorMaker* newest = nullptr;
+
   ORVX_DataSource& clone_;
+  IteratorMaker* next_;  // under the mutex
 };
 
 }  // namespace
@@ -73,21 +97,18 @@ SvrDMCloneDataSource::SvrDMCloneDataSource(SvrDMCloneDataSource const& other)
 SvrDMCloneDataSource::~SvrDMCloneDataSource() = default;
 
 ObsIterator* SvrDMCloneDataSource::MakeIterator(OBS* area) const {
-  const std::lock_guard lock(iteratorLock);
-  // Const, and yet the iterator finds its rows through the link alone. Hidden afterwards even where
-  // ShowParents had shown it: callers who want it seen say so again.
-  auto& self = const_cast<SvrDMCloneDataSource&>(*this);
-  const ParentHider hider(self);
-  self.ShowParents(true);
+  // The iterator finds its rows through the link alone. Hidden afterwards even where ShowParents
+  // had shown it: callers who want it seen say so again.
+  const IteratorMaker maker(*this, Source());
   return new PassThroughIter(this, area, nullptr);
 }
 
 long SvrDMCloneDataSource::GetObsAreaSize() const {
-  return Source()->GetObsAreaSize();
+  return Source() != nullptr ? Source()->GetObsAreaSize() : 0;
 }
 
 long long SvrDMCloneDataSource::RowCount() const {
-  return Source()->RowCount();
+  return Source() != nullptr ? Source()->RowCount() : 0;
 }
 
 int SvrDMCloneDataSource::NParents() const {
@@ -105,20 +126,7 @@ ORVX_DataSource* SvrDMCloneDataSource::ParentOf(ORVX_DataSource const& source) {
   if (dynamic_cast<SvrDMCloneDataSource const*>(&source) == nullptr) {
     return source.GetParentSource();
   }
-  const std::lock_guard lock(iteratorLock);
-  return source.GetParentSource();
-}
-
-void SvrDMCloneDataSource::RefuseShownParents([[maybe_unused]] ORVX_DataSource const* source) {
-#ifndef NDEBUG
-  for (ORVX_DataSource const* link = source; link != nullptr; link = link->GetParentSource()) {
-    if (link->GetParentSource() == nullptr) return;
-    if (dynamic_cast<SvrDMCloneDataSource const*>(link) != nullptr) {
-      InvariantFailed("ServerDataManager/SvrDMCloneDataSource", __LINE__, "RefuseShownParents",
-                      "clone->GetParentSource() == nullptr");
-    }
-  }
-#endif
+  return IteratorMaker::ParentOf(source);
 }
 
 ORVX_DataSource const* SvrDMCloneDataSource::Source() const {

@@ -26,17 +26,14 @@
 //
 // The owned source is no parent of the clone, except while ShowParents says so. Chains end at a
 // clone, so a dataset whose source is a clone of a saved file does not count as resting on that
-// file. A clone that shows its parent must not be given to a dataset or to another clone, nor be
-// deleted with one: the chain would be deleted with the dataset and again with the clone. Builds
-// without NDEBUG stop the process there. A clone of nothing has no rows to ask for, so it is no
-// source for a dataset either.
+// file. Whoever deletes a chain stops behind a clone, whether it shows its parent or not: what lies
+// above belongs to the copies. A clone of nothing has no rows, and is a source like another.
 //
 // Threads: any number may read one clone at once, MakeIterator included, and make copies of it; the
-// copies are independent of each other. ShowParents and changes of the dictionary are for one
-// thread alone. While a thread makes an iterator, others may find that GetParentSource() is set:
-// ParentOf tells what ShowParents said last. Both take one lock for all clones, under which
-// iterators are made: a source whose MakeIterator takes a dataset's lock, or waits for a thread
-// that makes an iterator, may wait for ever.
+// copies are independent of each other. The owned source is then asked for iterators by several
+// threads at once. ShowParents and changes of the dictionary are for one thread alone. While a
+// thread makes an iterator, others may find that GetParentSource() is set: ParentOf tells what
+// ShowParents said last. Nobody waits for a source that makes an iterator.
 class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
   // Takes `source`, which may be null, and its chain of parents over, and copies its dictionary.
@@ -59,7 +56,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // whatever ShowParents said before, also where this throws.
   ObsIterator* MakeIterator(OBS* area) const override;
 
-  // Those of the owned source. Not without one.
+  // Those of the owned source; 0 without one.
   long GetObsAreaSize() const override;
   long long RowCount() const override;
 
@@ -73,12 +70,6 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // The parent of any source, not only of a clone; null for none. What a clone shows for an
   // iterator under way does not count.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& source);
-
-  // In builds without NDEBUG, stops the process where a clone in the chain of `source`, which may
-  // be null, shows its parent. Datasets and clones ask for it of what they take and of what they
-  // delete.
-  // Threads: not safe; nobody may change the chain, nor make iterators, meanwhile.
-  static void RefuseShownParents(ORVX_DataSource const* source);
 
   // The owned source; null for none. Borrowed while any of the copies lives; likewise below.
   ORVX_DataSource const* Source() const;

@@ -47,7 +47,6 @@ SvrDMItem::SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager*
       caseSequence_(caseSequence),
       observerView_(*this),
       notifyDelete_(notifyDelete) {
-  SvrDMCloneDataSource::RefuseShownParents(ds);
   LockSavFileInUse();
   orvxTimestampNow(&creationTime_);
 }
@@ -98,9 +97,7 @@ ORVX_DataSource* SvrDMItem::DataSource() const {
 }
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
-  SvrDMCloneDataSource::RefuseShownParents(ds);
   ORVX_DataSource* const old = DataSource();
-  SvrDMCloneDataSource::RefuseShownParents(old);
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {
@@ -117,7 +114,6 @@ void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
 }
 
 void SvrDMItem::DeleteDataSource() {
-  SvrDMCloneDataSource::RefuseShownParents(DataSource());
   DeleteDataSourceTo(DataSource(), nullptr);
 }
 

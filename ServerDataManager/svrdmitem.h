@@ -49,10 +49,10 @@ struct LockRequest;
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
  public:
-  // Owns `ds`, which may be null, and its chain of parents from here on; where this constructor
-  // throws, the caller still owns them. No clone among them shows its parent (see
-  // SvrDMCloneDataSource.h). Borrows `manager`. Holds the file `fileName` open as in use and stamps
-  // the creation time. `notifyDelete` tells whether registry observers hear of the dataset at all.
+  // Owns `ds`, which may be null, and its chain of parents from here on, up to the first clone;
+  // where this constructor throws, the caller still owns them. Borrows `manager`. Holds the file
+  // `fileName` open as in use and stamps the creation time. `notifyDelete` tells whether registry
+  // observers hear of the dataset at all.
   SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager* manager,
             unsigned int caseSequence, const std::string& fileName, bool notifyDelete);
 
@@ -103,9 +103,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Replaces the data source and deletes what the new one no longer reaches: when `ds` is an
   // ancestor of the present source, the sources below it; when it is built on the present source,
   // nothing; otherwise the whole present chain. The item owns `ds`, which may be null, from here
-  // on; no clone in its chain shows its parent. Replacing a source (not null) lets go of the saved
-  // file and queues a ResetUndoMsg; a new source takes hold of it again. Threads: the thread that
-  // holds the write lock.
+  // on. Replacing a source (not null) lets go of the saved file and queues a ResetUndoMsg; a new
+  // source takes hold of it again.
+  // Threads: the thread that holds the write lock.
   void SetDataSet(ORVX_DataSource* ds);
 
   // Deletes the data source with its chain and leaves the pointer as it was: only for the

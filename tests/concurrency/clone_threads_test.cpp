@@ -12,19 +12,25 @@
 #include <tests/support/Cases.h>
 #include <tests/support/Datasets.h>
 #include <tests/support/FrameChannel.h>
+#include <tests/support/WatchedThread.h>
 
 #include <atomic>
 #include <cstddef>
 #include <functional>
+#include <latch>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using support::RowsOf;
 using support::Var;
+using support::WatchedThread;
 using testing::Each;
 
 constexpr int kThreads = 4;
@@ -188,6 +194,190 @@ TEST_F(ClonesOnThreads, WhatADatasetRestsOnStaysTheSameWhileIteratorsAreMade) {
   });
 
   EXPECT_EQ(wrong, 0);
+}
+
+// Three rows of two cells, each with the number of its row.
+class ThreeRows : public DataFreeDataSource {
+ public:
+  ObsIterator* MakeIterator(OBS* area) const override { return new Rows(area); }
+  long GetObsAreaSize() const override { return 2; }
+  long long RowCount() const override { return 3; }
+
+ private:
+  class Rows : public ObsIterator {
+   public:
+    explicit Rows(OBS* area) : area_(area) {}
+    bool Next() override {
+      if (row_ == 3) return false;
+      area_[0].number = area_[1].number = ++row_;
+      return true;
+    }
+
+   private:
+    OBS* const area_;
+    int row_ = 0;
+  };
+};
+
+// Each maker needs both links, that of the clone and that of the clone below it.
+TEST(IteratorsOfANestedClone, MadeOnFourThreadsHaveNoWrongRow) {
+  constexpr int kIterators = 50'000;
+  const SvrDMCloneDataSource clone(new SvrDMCloneDataSource(new ThreeRows));
+  std::vector<int> wrong(kThreads);
+  MeetingPoint start(kThreads);
+
+  OnThreads([&](int number) {
+    int& mine = wrong[static_cast<std::size_t>(number)];
+    OBS row[2];
+    start.Meet();
+    for (int made = 0; made < kIterators; ++made) {
+      const std::unique_ptr<ObsIterator> rows(clone.MakeIterator(row));
+      for (int expected = 1; expected <= 3; ++expected) {
+        if (!rows->Next() || row[0].number != expected || row[1].number != expected) ++mine;
+      }
+      if (rows->Next()) ++mine;
+    }
+  });
+
+  EXPECT_THAT(wrong, Each(0));
+  EXPECT_EQ(clone.GetParentSource(), nullptr);
+  EXPECT_EQ(clone.Source()->GetParentSource(), nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// A source that waits while it makes an iterator
+
+// Does a job of the test's whenever it is asked for an iterator.
+class JobAtEachIterator : public DataFreeDataSource {
+ public:
+  explicit JobAtEachIterator(std::function<void()> job) : job_(std::move(job)) {}
+  ObsIterator* MakeIterator(OBS* area) const override {
+    job_();
+    return DataFreeDataSource::MakeIterator(area);
+  }
+
+ private:
+  const std::function<void()> job_;
+};
+
+void MakeIteratorOf(const ORVX_DataSource& source) {
+  OBS cell;
+  const std::unique_ptr<ObsIterator> rows(source.MakeIterator(&cell));
+}
+
+// A dataset whose source is a clone.
+LocallyUniqueID AddClone(ServerDataManager& registry, std::function<void()> job) {
+  auto source = std::make_unique<JobAtEachIterator>(std::move(job));
+  return registry.Add(*SvrDMCloneDataSource::Adopt(std::move(source)).release(), "",
+                      /*quiet=*/true);
+}
+
+TEST(CloneWhoseSourceWaits, ForAnotherDatasetDoesNotHoldUpTheIteratorsOfThatDataset) {
+  ServerDataManager registry;
+  const LocallyUniqueID other = AddClone(registry, [] {});
+  const LocallyUniqueID waiting = AddClone(
+      registry, [&] { const SvrDMInputDataSource reader(registry, other, /*tryOnly=*/false); });
+  std::optional<SvrDMWriteableDataSource> writer(std::in_place, registry, other,
+                                                 /*tryOnly=*/false, nullptr);
+  WatchedThread maker([&] {
+    const SvrDMInputDataSource reader(registry, waiting, /*tryOnly=*/false);
+    MakeIteratorOf(**reader);
+  });
+  ASSERT_TRUE(maker.Waits());  // for the writer to go, in the middle of making its iterator
+
+  WatchedThread owner([&] { MakeIteratorOf(***writer); });
+
+  EXPECT_FALSE(owner.Waits());  // otherwise each would wait for the other
+  writer.reset();
+}
+
+TEST(CloneWhoseSourceWaits, LetsThreeOtherClonesMakeTheirIteratorsMeanwhile) {
+  std::latch gate(1);
+  std::atomic<int> inside = 0;
+  std::vector<std::unique_ptr<SvrDMCloneDataSource>> clones;
+  std::vector<std::unique_ptr<WatchedThread>> makers;
+  for (int number = 0; number < kThreads; ++number) {
+    clones.push_back(std::make_unique<SvrDMCloneDataSource>(new JobAtEachIterator([&] {
+      ++inside;
+      gate.wait();
+    })));
+    makers.push_back(
+        std::make_unique<WatchedThread>([&clone = *clones.back()] { MakeIteratorOf(clone); }));
+  }
+
+  for (const auto& maker : makers) EXPECT_TRUE(maker->Waits());
+  EXPECT_EQ(inside, kThreads);
+
+  gate.count_down();
+}
+
+TEST(CloneWhoseSourceWaits, IsAskedForIteratorsByFourThreadsAtOnce) {
+  std::latch gate(1);
+  std::atomic<int> inside = 0;
+  const SvrDMCloneDataSource clone(new JobAtEachIterator([&] {
+    ++inside;
+    gate.wait();
+  }));
+  std::vector<std::unique_ptr<WatchedThread>> makers;
+  for (int number = 0; number < kThreads; ++number) {
+    makers.push_back(std::make_unique<WatchedThread>([&] { MakeIteratorOf(clone); }));
+  }
+
+  for (const auto& maker : makers) EXPECT_TRUE(maker->Waits());
+  EXPECT_EQ(inside, kThreads);
+
+  gate.count_down();
+}
+
+TEST(CloneWhoseSourceWaits, HoldsUpNobodyWhoAsksForThePassword) {
+  ServerDataManager registry;
+  std::latch gate(1);
+  const LocallyUniqueID waiting = AddClone(registry, [&] { gate.wait(); });
+  const LocallyUniqueID other = AddClone(registry, [] {});
+  for (const LocallyUniqueID id : {waiting, other}) registry.Password(id, "secret", true);
+  WatchedThread maker([&] {
+    const SvrDMInputDataSource reader(registry, waiting, /*tryOnly=*/false);
+    MakeIteratorOf(**reader);
+  });
+  ASSERT_TRUE(maker.Waits());
+
+  std::atomic<int> mangled = 0;
+  WatchedThread asker([&] {
+    for (const LocallyUniqueID id : {waiting, other}) {
+      const SvrDMInputDataSource reader(registry, id, /*tryOnly=*/false);
+      if (reader.GetPasswordMangled()) ++mangled;
+    }
+  });
+
+  EXPECT_FALSE(asker.Waits());
+  gate.count_down();
+  asker.Join();
+  EXPECT_EQ(mangled, 2);
+}
+
+TEST(CloneWhoseSourceWaits, ShowsItsParentUntilTheLastIteratorIsMadeAndToNoWalker) {
+  std::latch gates[] = {std::latch(1), std::latch(1)};
+  std::atomic<int> calls = 0;
+  SvrDMCloneDataSource clone(new JobAtEachIterator([&] {
+    const int call = calls++;
+    gates[call].wait();
+    if (call == 0) throw std::runtime_error("no rows today");
+  }));
+  clone.ShowParents(true);  // until an iterator is made
+  WatchedThread first([&] { EXPECT_THROW(MakeIteratorOf(clone), std::runtime_error); });
+  ASSERT_TRUE(first.Waits());
+  WatchedThread second([&] { MakeIteratorOf(clone); });
+  ASSERT_TRUE(second.Waits());
+  EXPECT_EQ(SvrDMCloneDataSource::ParentOf(clone), nullptr);
+
+  gates[0].count_down();
+  first.Join();
+  EXPECT_EQ(clone.GetParentSource(), clone.Source());
+  EXPECT_EQ(SvrDMCloneDataSource::ParentOf(clone), nullptr);
+
+  gates[1].count_down();
+  second.Join();
+  EXPECT_EQ(clone.GetParentSource(), nullptr);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <tests/support/Cases.h>
 #include <tests/support/Datasets.h>
+#include <tests/support/Observers.h>
 
 #include <memory>
 #include <stdexcept>
@@ -182,6 +183,36 @@ TEST(CloneDataSource, ACloneOfNothingHasNoParentsAndNoRows) {
   EXPECT_EQ(copy.Source(), nullptr);
   EXPECT_EQ(copy.ColumnCount(), 0);
   EXPECT_FALSE(rows->Next());
+}
+
+TEST(CloneDataSource, OfNothingHasRowsOfNoCells) {
+  const SvrDMCloneDataSource clone(nullptr);
+  const SvrDMCloneDataSource outer(new SvrDMCloneDataSource(clone));
+
+  EXPECT_EQ(clone.RowCount(), 0);
+  EXPECT_EQ(clone.GetObsAreaSize(), 0);
+  EXPECT_EQ(outer.RowCount(), 0);
+  EXPECT_EQ(outer.GetObsAreaSize(), 0);
+}
+
+// What an observer hears of the first write on a dataset with this source.
+std::vector<support::Said> MessagesOfTheFirstWrite(std::unique_ptr<ORVX_DataSource> source) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = registry.Add(*source.release(), "", /*quiet=*/true);
+  support::RecordingObserver observer;
+  SvrDMDataset(registry, id).Register(observer);
+  support::Write(registry, id,
+                 [](SvrDMWriteableDataSource& writer) { writer->MakeVariable(Var("A"), nullptr); });
+  SvrDMDataset(registry, id).Unregister(observer);
+  return observer.passes.at(0);
+}
+
+TEST(CloneDataSource, OfNothingComparesAsAnEmptySource) {
+  const std::vector<support::Said> messages =
+      MessagesOfTheFirstWrite(std::make_unique<DataFreeDataSource>());
+
+  EXPECT_FALSE(messages.empty());
+  EXPECT_EQ(MessagesOfTheFirstWrite(SvrDMCloneDataSource::Adopt(nullptr)), messages);
 }
 
 TEST(CloneDataSource, AdoptedFromNothingIsACloneOfNothing) {
@@ -432,60 +463,120 @@ TEST(CloneDataSource, TakesTheDatasetsSourceOnceTheDatasetHasLetItGo) {
   EXPECT_EQ(deaths, 1);
 }
 
-#ifndef NDEBUG
+// ---------------------------------------------------------------------------------------------
+// Clones that show their parent in the chain of a dataset or of another clone
 
-using CloneThatShowsItsParentDeathTest = testing::Test;
+// A chain of two sources whose deaths are counted, below a clone that shows it.
+class CloneThatShowsItsParent : public testing::Test {
+ protected:
+  static std::unique_ptr<SvrDMCloneDataSource> Shown(std::unique_ptr<ORVX_DataSource> source) {
+    auto clone = SvrDMCloneDataSource::Adopt(std::move(source));
+    clone->ShowParents(true);
+    return clone;
+  }
+  std::unique_ptr<SvrDMCloneDataSource> Shown() {
+    return Shown(std::make_unique<CountedSource>(deaths, new CountedSource(deaths)));
+  }
 
-constexpr const char* kRefusal = "clone->GetParentSource\\(\\) == nullptr";
-
-TEST(CloneThatShowsItsParentDeathTest, IsNotTakenByTheRegistry) {
   ServerDataManager registry;
-  SvrDMCloneDataSource clone(Dictionary("A").release());
-  clone.ShowParents(true);
+  int deaths = 0;
+};
 
-  EXPECT_DEATH(registry.Add(clone, "", /*quiet=*/true), kRefusal);
-  clone.ShowParents(false);
-}
-
-TEST(CloneThatShowsItsParentDeathTest, IsNotTakenByAWriter) {
-  ServerDataManager registry;
-  const LocallyUniqueID id = support::AddDataset(registry, "A", /*quiet=*/true);
-  SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr);
-  SvrDMCloneDataSource clone(Dictionary("A").release());
-  clone.ShowParents(true);
-
-  EXPECT_DEATH(writer.SetDataSet(&clone), kRefusal);
-  clone.ShowParents(false);
-}
-
-TEST(CloneThatShowsItsParentDeathTest, IsNotTakenBelowAnotherSource) {
-  ServerDataManager registry;
-  SvrDMCloneDataSource clone(Dictionary("A").release());
-  clone.ShowParents(true);
-  DataFreeDataSource above(&clone);
-
-  EXPECT_DEATH(registry.Add(above, "", /*quiet=*/true), kRefusal);
-  clone.ShowParents(false);
-}
-
-TEST(CloneThatShowsItsParentDeathTest, IsNotTakenByAnotherClone) {
-  SvrDMCloneDataSource clone(Dictionary("A").release());
-  clone.ShowParents(true);
-
-  EXPECT_DEATH(static_cast<void>(new SvrDMCloneDataSource(&clone)), kRefusal);
-  clone.ShowParents(false);
-}
-
-TEST(CloneThatShowsItsParentDeathTest, IsNotDeletedWithItsDataset) {
-  ServerDataManager registry;
-  auto* const clone = new SvrDMCloneDataSource(Dictionary("A").release());
+TEST_F(CloneThatShowsItsParent, MayBeHiddenAgainBeforeItsDatasetGoes) {
+  SvrDMCloneDataSource* const clone = Shown().release();
   const LocallyUniqueID id = registry.Add(*clone, "", /*quiet=*/true);
-  clone->ShowParents(true);
-
-  EXPECT_DEATH(registry.Delete(id), kRefusal);
   clone->ShowParents(false);
+
+  EXPECT_EQ(deaths, 0);
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 2);
 }
 
-#endif
+TEST_F(CloneThatShowsItsParent, GoesWithItsDatasetAndTheChainGoesOnce) {
+  const LocallyUniqueID id = registry.Add(*Shown().release(), "", /*quiet=*/true);
+
+  EXPECT_EQ(deaths, 0);
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST_F(CloneThatShowsItsParent, LeavesTheChainToItsCopiesWhenItGoesWithItsDataset) {
+  auto clone = Shown();
+  auto copy = std::make_unique<SvrDMCloneDataSource>(*clone);
+  const LocallyUniqueID id = registry.Add(*clone.release(), "", /*quiet=*/true);
+
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 0);
+  copy.reset();
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST_F(CloneThatShowsItsParent, StaysBelowAFilterThatIsPutOnIt) {
+  SvrDMCloneDataSource* const clone = Shown().release();
+  const LocallyUniqueID id = registry.Add(*clone, "", /*quiet=*/true);
+
+  support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(new FilteredDataSource(clone));
+  });
+  EXPECT_EQ(deaths, 0);
+
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST_F(CloneThatShowsItsParent, ReplacesAFilterOnIt) {
+  SvrDMCloneDataSource* const clone = Shown().release();
+  const LocallyUniqueID id = registry.Add(*new CountedSource(deaths, clone), "", /*quiet=*/true);
+
+  support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) { writer.SetDataSet(clone); });
+  EXPECT_EQ(deaths, 1);  // the filter
+
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 3);
+}
+
+TEST_F(CloneThatShowsItsParent, IsReplacedByAnotherSourceAndTheChainGoesOnce) {
+  const LocallyUniqueID id = registry.Add(*Shown().release(), "", /*quiet=*/true);
+
+  support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(new DataFreeDataSource);
+  });
+
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST_F(CloneThatShowsItsParent, TakesOverTheSourceOfTheDatasetWhosePlaceItTakes) {
+  auto* const source = new CountedSource(deaths);
+  const LocallyUniqueID id = registry.Add(*source, "", /*quiet=*/true);
+  auto* const clone = new SvrDMCloneDataSource(source);
+
+  support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+    clone->ShowParents(true);  // built on the present source, which stays therefore
+    writer.SetDataSet(clone);
+    clone->ShowParents(false);
+  });
+  EXPECT_EQ(deaths, 0);
+
+  registry.Delete(id);
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST_F(CloneThatShowsItsParent, BelowAnotherCloneGoesWithItOnce) {
+  auto outer = Shown(Shown());
+  auto copy = std::make_unique<SvrDMCloneDataSource>(*outer);
+
+  outer.reset();
+  EXPECT_EQ(deaths, 0);
+  copy.reset();
+  EXPECT_EQ(deaths, 2);
+}
+
+TEST_F(CloneThatShowsItsParent, BelowAnotherCloneOfADatasetGoesWithItOnce) {
+  const LocallyUniqueID id = registry.Add(*Shown(Shown()).release(), "", /*quiet=*/true);
+
+  registry.Delete(id);
+
+  EXPECT_EQ(deaths, 2);
+}
 
 }  // namespace

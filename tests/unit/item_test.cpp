@@ -11,6 +11,7 @@
 #include <PackageProxy/PackageProxy.h>
 #include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <ServerDataManager/SvrDMItemPtr.h>
 #include <tests/support/Dictionary.h>
@@ -26,6 +27,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -175,6 +177,38 @@ TEST_F(ChainOfThree, IsLeftAloneWhereTheSourceItselfIsTheOneToStopAt) {
 
   EXPECT_EQ(deaths_, "");
   DeleteDataSourceTo(a_, nullptr);
+}
+
+// Looks, when it is asked for an iterator, whether a source rests on a saved file.
+class Prober : public DataFreeDataSource {
+ public:
+  explicit Prober(ORVX_DataSource* parent) : DataFreeDataSource(parent) {}
+  ObsIterator* MakeIterator(OBS*) const override {
+    *rests = SystemFile(probed);
+    throw std::runtime_error("no rows today");
+  }
+
+  const ORVX_DataSource* probed = nullptr;
+  bool* rests = nullptr;
+};
+
+// The clone below shows its parent for the iterator; the clone above does because it was told to.
+TEST(SourceChain, EndsAtACloneThoughOneOfItsIteratorsIsUnderWay) {
+  const TemporaryFolder folder;
+  auto prober =
+      std::make_unique<Prober>(SystemFileDataSource::Open(folder.Write("cases.tsv")).release());
+  Prober& probing = *prober;
+  auto below = SvrDMCloneDataSource::Adopt(std::move(prober));
+  SvrDMCloneDataSource above(below.release());
+  above.ShowParents(true);
+  bool rests = true;
+  probing.probed = &above;
+  probing.rests = &rests;
+
+  EXPECT_THROW(static_cast<void>(above.Source()->MakeIterator(nullptr)), std::runtime_error);
+
+  EXPECT_FALSE(rests);
+  EXPECT_EQ(above.GetParentSource(), above.Source());
 }
 
 // ---------------------------------------------------------------------------------------------
