@@ -9,12 +9,6 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// True when `ancestor` is `child` itself or stands above it in its chain of parents. Null is a
-// child of null only, and nothing else is a child of null.
-//
-// Threads: not safe; nobody may change the chain meanwhile.
-bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
-
 // Deletes the sources of the chain from `from` up to, not including, `stop`, and never further than
 // a clone: what lies above one belongs to the clone and its copies. A null `stop` deletes the whole
 // chain; a null `from` nothing. The only place in this library that deletes a data source.

@@ -32,6 +32,17 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
+// True when `ancestor` is `child` itself or stands above it in its chain of parents. Null is a
+// child of null only, and nothing else is a child of null.
+bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
+  if (child == ancestor) return true;
+  for (const ORVX_DataSource* link = child; link != nullptr;) {
+    if (link == ancestor) return true;
+    link = SvrDMCloneDataSource::ParentOf(*link);
+  }
+  return false;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------

@@ -105,33 +105,6 @@ SvrDMItem Item(ORVX_DataSource* source, const std::string& fileName = std::strin
 // ---------------------------------------------------------------------------------------------
 // Chains of sources
 
-TEST(SourceChain, ASourceIsItsOwnChildAndThatOfEveryAncestor) {
-  DataFreeDataSource root;
-  DataFreeDataSource middle(&root);
-  DataFreeDataSource leaf(&middle);
-
-  EXPECT_TRUE(IsChildOf(&leaf, &leaf));
-  EXPECT_TRUE(IsChildOf(&leaf, &middle));
-  EXPECT_TRUE(IsChildOf(&leaf, &root));
-}
-
-TEST(SourceChain, ASourceIsNoChildOfItsDescendantsOrOfAStranger) {
-  DataFreeDataSource root;
-  DataFreeDataSource leaf(&root);
-  DataFreeDataSource stranger(&root);
-
-  EXPECT_FALSE(IsChildOf(&root, &leaf));
-  EXPECT_FALSE(IsChildOf(&leaf, &stranger));
-}
-
-TEST(SourceChain, NullIsAChildOfNullAloneAndNothingElseIsOne) {
-  DataFreeDataSource source;
-
-  EXPECT_TRUE(IsChildOf(nullptr, nullptr));
-  EXPECT_FALSE(IsChildOf(nullptr, &source));
-  EXPECT_FALSE(IsChildOf(&source, nullptr));
-}
-
 // Sources named by a letter write it down when they are destroyed.
 class NamedSource : public DataFreeDataSource {
  public:
