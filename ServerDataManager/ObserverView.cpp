@@ -20,6 +20,7 @@
 #include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/QueueMessage.h>
 #include <ServerDataManager/SourceChain.h>
+#include <ServerDataManager/SplitOfAnySize.h>
 #include <ServerDataManager/svrdmitem.h>
 
 #include <algorithm>
@@ -320,7 +321,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
       indices[i] = source_.GetSplitVarIndex(i);
     }
     QueueMessage<SplitFileMsg>(item_, static_cast<int>(count), ids.data(), separate);
-    view_.SetSplit(count, indices.data(), separate);
+    SetSplitOfAnySize(view_, count, indices.data(), separate);
   }
 
   bool SplitChanged() const {

@@ -21,10 +21,12 @@
 #include <liborvxdemg/SplitFileMsg.h>
 #include <liborvxdemg/TrendsInfoMsg.h>
 #include <liborvxdemg/WeightVarMsg.h>
+#include <ServerDataManager/SplitOfAnySize.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -48,6 +50,11 @@ std::string Outside(const char* name, int position, int size) {
 std::string LabelOf(const ORVX_DataSource& dictionary) {
   const char* const label = dictionary.GetLabel();
   return label != nullptr ? label : "";
+}
+
+void SplitBy(ORVX_DataSource& dictionary, const std::vector<int>& positions, bool separate) {
+  SetSplitOfAnySize(dictionary, static_cast<unsigned int>(positions.size()), positions.data(),
+                    separate);
 }
 
 std::vector<VariableSetImpl> SetsIn(std::string_view text, int type) {
@@ -111,8 +118,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
    private:
     LocallyUniqueID weight_;
     LocallyUniqueID filter_;
-    unsigned int splitCount_;
-    LocallyUniqueID split_[ORVX_DataSource::kMaxSplitVars];
+    std::vector<LocallyUniqueID> split_;
     bool splitSeparate_;
   };
 
@@ -146,20 +152,20 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
 DictionaryMirror::Pass::Uses::Uses(const ORVX_DataSource& dictionary)
     : weight_(dictionary.GetWeightVariableID()),
       filter_(dictionary.GetFilterVariableID()),
-      splitCount_(dictionary.GetNSplitVars()),
       splitSeparate_(dictionary.GetSplitqSeparate()) {
-  for (unsigned int i = 0; i < splitCount_; ++i) split_[i] = dictionary.GetSplitVarID(i);
+  const unsigned int splitCount = dictionary.GetNSplitVars();
+  for (unsigned int i = 0; i < splitCount; ++i) split_.push_back(dictionary.GetSplitVarID(i));
 }
 
 void DictionaryMirror::Pass::Uses::SetIn(ORVX_DataSource& dictionary) const {
   const auto position = [&dictionary](LocallyUniqueID id) {
     return id.IsNull() ? -1 : dictionary.FindVarIndex(id);
   };
-  int split[ORVX_DataSource::kMaxSplitVars];
-  std::transform(split_, split_ + splitCount_, split, position);
+  std::vector<int> split;
+  std::transform(split_.begin(), split_.end(), std::back_inserter(split), position);
   dictionary.SetWeightVar(position(weight_));
   dictionary.SetFilterVar(position(filter_));
-  dictionary.SetSplit(splitCount_, split, splitSeparate_);
+  SplitBy(dictionary, split, splitSeparate_);
 }
 
 // Ends the process where going back is not possible, as DictionaryMirror says: destructors do not
@@ -314,13 +320,11 @@ void DictionaryMirror::Pass::Visit(const FilterVarMsg& message) {
 }
 
 void DictionaryMirror::Pass::Visit(const SplitFileMsg& message) {
-  const std::vector<LocallyUniqueID>& ids = message.GetVariableIDs();
-  if (ids.size() > ORVX_DataSource::kMaxSplitVars) {
-    throw MirrorError("a split by " + std::to_string(ids.size()) + " variables");
+  std::vector<int> positions;
+  for (const LocallyUniqueID id : message.GetVariableIDs()) {
+    positions.push_back(PositionOf(id, "to split by"));
   }
-  int positions[ORVX_DataSource::kMaxSplitVars];
-  for (std::size_t i = 0; i < ids.size(); ++i) positions[i] = PositionOf(ids[i], "to split by");
-  dictionary_.SetSplit(static_cast<unsigned int>(ids.size()), positions, message.GetSeparate());
+  SplitBy(dictionary_, positions, message.GetSeparate());
 }
 
 void DictionaryMirror::Pass::Visit(const TrendsInfoMsg& message) {

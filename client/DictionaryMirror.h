@@ -63,8 +63,8 @@ class SDM_EXPORT DictionaryMirror {
   //
   // Refused: an inserted variable whose identifier is null or already there; an anchor, or a
   // variable to delete, to modify, to weight, filter or split by, that is not there; one variable
-  // deleted or moved twice by one message; a position or target outside the list; a split by more
-  // variables than a data source takes; text of sets or attributes that cannot be read.
+  // deleted or moved twice by one message; a position or target outside the list; text of sets or
+  // attributes that cannot be read.
   //
   // Where memory runs out, std::bad_alloc passes on and the mirror is as it was; it is the end of
   // the process where not even going back is possible.

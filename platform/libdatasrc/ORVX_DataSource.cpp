@@ -5,13 +5,13 @@
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 using namespace sdm_internal;
 
@@ -26,18 +26,18 @@ class NoRows : public ObsIterator {
 struct Uses {
   LocallyUniqueID weight;
   LocallyUniqueID filter;
-  std::array<LocallyUniqueID, ORVX_DataSource::kMaxSplitVars> split;
-  unsigned int splitCount = 0;
+  std::vector<LocallyUniqueID> split;
   bool splitSeparate = false;
+
+  LocallyUniqueID SplitID(unsigned int i) const {
+    return i < split.size() ? split[i] : LocallyUniqueID();
+  }
 
   void Drop(LocallyUniqueID id) noexcept {
     if (weight == id) weight = LocallyUniqueID();
     if (filter == id) filter = LocallyUniqueID();
-    const auto end = split.begin() + splitCount;
-    const auto kept = std::remove(split.begin(), end, id);
-    splitCount = static_cast<unsigned int>(kept - split.begin());
-    std::fill(kept, end, LocallyUniqueID());
-    if (splitCount == 0) splitSeparate = false;
+    std::erase(split, id);
+    if (split.empty()) splitSeparate = false;
   }
 };
 
@@ -98,15 +98,15 @@ ORVX_DataSource::ORVX_DataSource(ORVX_DataSource* parent) : data_(std::make_uniq
 ORVX_DataSource::~ORVX_DataSource() = default;
 
 unsigned int ORVX_DataSource::GetNSplitVars() const {
-  return data_->uses.splitCount;
+  return static_cast<unsigned int>(data_->uses.split.size());
 }
 
 int ORVX_DataSource::GetSplitVarIndex(unsigned int i) const {
-  return i < data_->uses.splitCount ? data_->PositionInUse(data_->uses.split[i]) : -1;
+  return data_->PositionInUse(data_->uses.SplitID(i));
 }
 
 LocallyUniqueID ORVX_DataSource::GetSplitVarID(unsigned int i) const {
-  return i < data_->uses.splitCount ? data_->uses.split[i] : LocallyUniqueID();
+  return data_->uses.SplitID(i);
 }
 
 bool ORVX_DataSource::GetSplitqSeparate() const {
@@ -208,12 +208,14 @@ void ORVX_DataSource::SetSplit(unsigned int count, const int* indices, bool sepa
     throw std::length_error("SetSplit: " + std::to_string(count) + " variables, but at most " +
                             std::to_string(kMaxSplitVars) + " can split a file");
   }
-  Uses uses = data_->uses;
-  uses.split.fill(LocallyUniqueID());
-  for (unsigned int i = 0; i < count; ++i) uses.split[i] = data_->UsableID("SetSplit", indices[i]);
-  uses.splitCount = count;
-  uses.splitSeparate = separate && count > 0;
-  data_->uses = uses;
+  SetSplitOfAnySize(count, indices, separate);
+}
+
+void ORVX_DataSource::SetSplitOfAnySize(unsigned int count, const int* indices, bool separate) {
+  std::vector<LocallyUniqueID> split(count);
+  for (unsigned int i = 0; i < count; ++i) split[i] = data_->UsableID("SetSplit", indices[i]);
+  data_->uses.split = std::move(split);
+  data_->uses.splitSeparate = separate && count > 0;
 }
 
 bool ORVX_DataSource::IsDirty() const {
@@ -318,6 +320,7 @@ void ORVX_DataSource::CopyDictionary(const ORVX_DataSource* other) {
   copy.variableSets = other->data_->variableSets;
   copy.extensions = other->data_->extensions;
   copy.attributes = other->data_->attributes;
+  copy.uses = other->data_->uses;
 
   data_->variables.Swap(copy.variables);
   data_->fileSpec.swap(copy.fileSpec);
@@ -327,6 +330,6 @@ void ORVX_DataSource::CopyDictionary(const ORVX_DataSource* other) {
   data_->variableSets.swap(copy.variableSets);
   data_->extensions.swap(copy.extensions);
   std::swap(data_->attributes, copy.attributes);
-  data_->uses = other->data_->uses;
+  std::swap(data_->uses, copy.uses);
   data_->rowsPerImputation = other->data_->rowsPerImputation;
 }

@@ -43,7 +43,7 @@ class SDM_EXPORT ORVX_DataSource {
   using ExtensionType = int;
   class Extension;
 
-  // The most variables that can split a file.
+  // The most variables that SetSplit takes.
   static constexpr unsigned int kMaxSplitVars = 8;
 
   ORVX_DataSource(const ORVX_DataSource&) = delete;
@@ -96,7 +96,7 @@ class SDM_EXPORT ORVX_DataSource {
 
   // Deletes the variables from `first` to `last`, both included. An empty range (last == first - 1,
   // 0 to -1 in an empty dictionary too) changes nothing; any other range that does not lie in the
-  // dictionary throws std::out_of_range and changes nothing.
+  // dictionary throws std::out_of_range and changes nothing. Needs no memory.
   void DeleteVariables(int first, int last);
 
   // Inserts a copy in front of the variable at `position`, or at the end for the column count. Any
@@ -122,6 +122,10 @@ class SDM_EXPORT ORVX_DataSource {
   // off (`indices` may then be null, and `separate` is taken as false). More than kMaxSplitVars
   // throw std::length_error, a wrong position throws as for the weight; all change nothing.
   void SetSplit(unsigned int count, const int* indices, bool separate);
+
+  // The same for any number of variables: for a dictionary that follows another source's, whose
+  // class may report more of them.
+  void SetSplitOfAnySize(unsigned int count, const int* indices, bool separate);
 
   // --- properties ---
 

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -41,6 +42,7 @@ struct Change {
     Weight,
     Filter,
     Split,
+    LongSplit,
     VariableSets,
     MRSets,
     Attributes,
@@ -67,11 +69,11 @@ struct Change {
 
 std::ostream& operator<<(std::ostream& stream, const Change& change) {
   static const char* const kNames[] = {
-      "insert",    "append",        "delete",       "move",        "rename",        "retype",
-      "relabel",   "replace",       "weight",       "filter",      "split",         "variable sets",
-      "MR sets",   "attributes",    "dashboard",    "extension",   "trends",        "label",
-      "file spec", "imputation",    "rows",         "dirty",       "case sequence", "bulk",
-      "no source", "parent source", "child source", "fresh source"};
+      "insert",        "append",    "delete",        "move",         "rename",      "retype",
+      "relabel",       "replace",   "weight",        "filter",       "split",       "long split",
+      "variable sets", "MR sets",   "attributes",    "dashboard",    "extension",   "trends",
+      "label",         "file spec", "imputation",    "rows",         "dirty",       "case sequence",
+      "bulk",          "no source", "parent source", "child source", "fresh source"};
   static_assert(std::size(kNames) == Change::FreshSource + 1);
   return stream << kNames[change.kind] << "(" << change.first << ", " << change.second << ")";
 }
@@ -120,6 +122,13 @@ void MoveVariable(ORVX_DataSource& source, int from, int to) {
   source.InsertVariable(to, moved);
 }
 
+// As a class of the caller's own may report it.
+void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
+  std::vector<int> positions(static_cast<std::size_t>(count));
+  std::iota(positions.begin(), positions.end(), 0);
+  source.SetSplitOfAnySize(static_cast<unsigned int>(count), positions.data(), separate);
+}
+
 // A change about the variable at a position, of which there is at least one.
 void ChangeVariable(ORVX_DataSource& source, const Change& change) {
   const int count = source.ColumnCount();
@@ -145,6 +154,8 @@ void ChangeVariable(ORVX_DataSource& source, const Change& change) {
       return source.SetWeightVar(change.second % 3 == 0 ? -1 : position);
     case Change::Filter:
       return source.SetFilterVar(change.second % 3 == 0 ? -1 : position);
+    case Change::LongSplit:
+      return SplitByTheFirst(source, std::min(count, change.second), change.first % 2 == 0);
     default:  // Split
       return source.SetSplit(
           split[0] == split[1] ? 1 : static_cast<unsigned int>(change.second % 3), split,

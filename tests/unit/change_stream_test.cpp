@@ -100,6 +100,35 @@ TEST_F(ChangeStream, IsFollowedFromTheFirstPassOn) {
   ExpectInStep();
 }
 
+// A source of the caller's own, which reports itself as split by all its variables.
+class SplitByAll : public DataFreeDataSource {
+ public:
+  unsigned int GetNSplitVars() const override { return static_cast<unsigned int>(ColumnCount()); }
+  int GetSplitVarIndex(unsigned int i) const override { return static_cast<int>(i); }
+  LocallyUniqueID GetSplitVarID(unsigned int i) const override {
+    return GetVariable(static_cast<int>(i)).GetID();
+  }
+};
+
+TEST_F(ChangeStream, IsFollowedHoweverManyVariablesSplitTheDataset) {
+  Register();
+  Write([](SvrDMWriteableDataSource& writer) {
+    writer.SetDataSet(new SplitByAll);
+    support::Replace(**writer, support::Vars("A B C D E F G H I J K L"));
+  });
+  DeliverAll();
+  EXPECT_EQ(reader.Dictionary().GetNSplitVars(), 12U);
+  ExpectInStep();
+
+  Write([](SvrDMWriteableDataSource& writer) { writer->DeleteVariables(9, 10); });
+  DeliverAll();
+  EXPECT_EQ(reader.Dictionary().GetNSplitVars(), 10U);
+  ExpectInStep();
+
+  Resynchronise();
+  ExpectInStep();
+}
+
 TEST_F(ChangeStream, GoesOutUnderItsOwnCommandNumber) {
   Register();
   Label("first");

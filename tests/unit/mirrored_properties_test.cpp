@@ -300,10 +300,33 @@ TEST(MirroredProperties, AUseOfAVariableThatIsNotThereIsRefused) {
             "DEMessages::SplitFileMsg: no variable with the null identifier to split by");
 }
 
-TEST(MirroredProperties, ASplitByMoreVariablesThanASourceTakesIsRefused) {
-  DictionaryMirror mirror = MirrorInUse();
-  EXPECT_EQ(Refusal(mirror, SplitBy(std::vector<LocallyUniqueID>(9, Id("A")), false)),
-            "DEMessages::SplitFileMsg: a split by 9 variables");
+// Split by the first `count` of twelve variables.
+DictionaryMirror MirrorSplitBy(std::size_t count) {
+  std::vector<LocallyUniqueID> ids;
+  for (const ORVX_Variable& variable : support::Vars("A B C D E F G H I J K L")) {
+    if (ids.size() < count) ids.push_back(variable.GetID());
+  }
+  DictionaryMirror mirror;
+  Apply(mirror, PassOf(Inserted("A B C D E F G H I J K L"), SplitBy(ids, true)));
+  return mirror;
+}
+
+TEST(MirroredProperties, ASplitByMoreVariablesThanASourceTakesFromCallersIsFollowed) {
+  DictionaryMirror mirror = MirrorSplitBy(12);
+  EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split A B C D E F G H I J K L separately");
+  EXPECT_EQ(mirror.Dictionary().GetSplitVarIndex(11), 11);
+  Apply(mirror, PassOf(Deleted("B K")));
+  EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split A C D E F G H I J L separately");
+}
+
+TEST(MirroredProperties, ASplitComesBackInFullWithAPassThatIsRefused) {
+  for (const std::size_t count : {1U, 7U, 8U, 9U, 12U}) {
+    DictionaryMirror mirror = MirrorSplitBy(count);
+    const std::string before = UsesOf(mirror);
+    EXPECT_THROW(Apply(mirror, PassOf(SplitBy({Id("L")}, false), Deleted("A"), Deleted("A"))),
+                 MirrorError);
+    EXPECT_EQ(UsesOf(mirror), before);
+  }
 }
 
 TEST(MirroredProperties, TextThatIsNoneIsRefused) {

@@ -6,6 +6,7 @@
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ObserverView.h>
 #include <ServerDataManager/ObserverViewData.h>
+#include <ServerDataManager/SplitOfAnySize.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <tests/support/Dictionary.h>
 #include <tests/support/Messages.h>
@@ -460,6 +461,24 @@ TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
 }
 
 // --- The item's own view ---
+
+// --- A platform that is not ours ---
+
+TEST(SplitOfAnySize, IsSetByTheOperationThatEveryPlatformHasWhereThereIsNoOther) {
+  struct OtherSource {
+    void SetSplit(unsigned int count, const int* indices, bool separate) {
+      split.assign(indices, indices + count);
+      isSeparate = separate;
+    }
+    std::vector<int> split;
+    bool isSeparate = false;
+  };
+  const int indices[] = {8, 7, 6, 5, 4, 3, 2, 1, 0};
+  OtherSource source;
+  SetSplitOfAnySize(source, 9, indices, true);
+  EXPECT_THAT(source.split, testing::ElementsAreArray(indices));
+  EXPECT_TRUE(source.isSeparate);
+}
 
 TEST_F(View, EachItemHasAViewOfItsOwnThatStartsEmpty) {
   SvrDMItem other(LocallyUniqueID(0, 13), Dictionary("A").release(), nullptr, 0, "", true);

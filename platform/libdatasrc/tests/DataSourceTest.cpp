@@ -290,6 +290,45 @@ TEST_F(DataSource, SplitsByEightVariablesButNotByNine) {
   EXPECT_TRUE(source.GetSplitqSeparate());
 }
 
+TEST_F(DataSource, ThatFollowsAnotherSplitsByAnyNumberOfVariables) {
+  Append(source, "DEFGHI");
+  const int indices[] = {8, 7, 6, 5, 4, 3, 2, 1, 0};
+  source.SetSplitOfAnySize(9, indices, true);
+  EXPECT_EQ(source.GetNSplitVars(), 9U);
+  EXPECT_EQ(source.GetSplitVarIndex(8), 0);
+  EXPECT_TRUE(source.GetSplitqSeparate());
+  EXPECT_EQ(source.GetSplitVarIndex(9), -1);
+
+  const int wrong[] = {0, 9};
+  EXPECT_THROW(source.SetSplitOfAnySize(2, wrong, false), std::out_of_range);
+  EXPECT_EQ(source.GetNSplitVars(), 9U);
+
+  DataFreeDataSource copy;
+  copy.CopyDictionary(&source);
+  copy.DeleteVariables(0, 0);
+  EXPECT_EQ(copy.GetNSplitVars(), 8U);
+  copy.SetSplitOfAnySize(0, nullptr, true);
+  EXPECT_EQ(copy.GetNSplitVars(), 0U);
+  EXPECT_FALSE(copy.GetSplitqSeparate());
+}
+
+// A snapshot that moves a variable inserts it first.
+TEST_F(DataSource, DeletingOneOfTwoVariablesOfAnIdentifierDropsItFromAllItsUses) {
+  const int indices[] = {2, 0};
+  source.SetWeightVar(2);
+  source.SetFilterVar(2);
+  source.SetSplit(2, indices, true);
+
+  source.InsertVariable(0, Letter('C'));
+  source.DeleteVariables(3, 3);
+
+  EXPECT_EQ(Names(source), "CAB");
+  EXPECT_EQ(source.FindVarIndex(ID('C')), 0);
+  EXPECT_TRUE(source.GetWeightVariableID().IsNull());
+  EXPECT_TRUE(source.GetFilterVariableID().IsNull());
+  EXPECT_THAT(Split(source), ElementsAre(ID('A')));
+}
+
 TEST_F(DataSource, DeletingAVariableDropsItFromAllItsUsesForGood) {
   const int indices[] = {0, 1, 2};
   source.SetWeightVar(1);

@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "FailingAllocator.h"
@@ -47,6 +48,10 @@ struct Edit {
 
 void PrintTo(const Edit& edit, std::ostream* out) {
   *out << edit.name;
+}
+
+void SplitBy(ORVX_DataSource& source, const std::vector<int>& indices, bool separate) {
+  source.SetSplit(static_cast<unsigned int>(indices.size()), indices.data(), separate);
 }
 
 // As long as strings are that do not stand inside their objects.
@@ -90,6 +95,7 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
     DataFreeDataSource source;
     Fill(source);
     source.SetWeightVar(7);
+    SplitBy(source, {7}, true);
     source.SetLabel("a label that is too long to stand inside a string object");
     source.SetMRSets({kOldSet, kOldSet});
     source.SetVariableSets({kOldSet, kOldSet});
@@ -104,6 +110,9 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
     }
     ASSERT_EQ(source.FindVarIndex(Serial(1000)), -1);
     ASSERT_EQ(source.GetWeightVarIndex(), 7);
+    ASSERT_EQ(source.GetNSplitVars(), 1U);
+    ASSERT_EQ(source.GetSplitVarIndex(0), 7);
+    ASSERT_TRUE(source.GetSplitqSeparate());
     ASSERT_STREQ(source.GetLabel(), "a label that is too long to stand inside a string object");
     ASSERT_EQ(NamesOf(source.GetMRSets()), NamesOf({kOldSet, kOldSet}));
     ASSERT_EQ(NamesOf(source.GetVariableSets()), NamesOf({kOldSet, kOldSet}));
@@ -114,9 +123,22 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
   EXPECT_GT(failures, 0);
 }
 
+TEST(MemoryFault, DoesNotHinderADeletion) {
+  DataFreeDataSource source;
+  Fill(source);
+  SplitBy(source, {0, 300, 511}, true);
+  // Whole parts of the list, a little of one, and all that is left.
+  for (const auto& [first, last] : {std::pair(100, 400), std::pair(5, 5), std::pair(0, 209)}) {
+    EXPECT_TRUE(Succeeds(0, [&, f = first, l = last] { source.DeleteVariables(f, l); }));
+  }
+  EXPECT_EQ(source.ColumnCount(), 0);
+  EXPECT_EQ(source.GetNSplitVars(), 0U);
+}
+
 void CopyAnother(ORVX_DataSource& source) {
   DataFreeDataSource other;
   other.MakeVariable(ORVX_Variable(Serial(1000), "x"), nullptr);
+  SplitBy(other, {0}, false);
   other.SetLabel("another label that is too long to stand inside a string object");
   other.SetMRSets({kNewSet});
   other.SetVariableSets({kNewSet});
@@ -138,6 +160,10 @@ INSTANTIATE_TEST_SUITE_P(
                s.GetVariable(7).SetID(Serial(1000));
              }},
         Edit{"CopyDictionary", CopyAnother},
+        Edit{"SetSplit",
+             [](ORVX_DataSource& s) {
+               SplitBy(s, {1, 2}, false);
+             }},
         Edit{"SetMRSets",
              [](ORVX_DataSource& s) {
                s.SetMRSets({kNewSet, kNewSet});
