@@ -31,18 +31,22 @@ void SendTextExtension(ORVX_DataSource::ExtensionType type, const std::string& t
 bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) {
   const std::vector<VariableSetImpl>& newSets = ds.GetMRSets();
   if (newSets == view.GetMRSets()) return false;
-  view.SetMRSets(newSets);
-  const std::vector<VariableSet> sets = VariableSets(ds, kMRSets);
-  SendSetExtension(kMRSetsText, sets, item);
-  SendSetExtension(kMRSetsExtendedText, sets, item);
+  AsOneStep(item, [&] {
+    const std::vector<VariableSet> sets = VariableSets(ds, kMRSets);
+    SendSetExtension(kMRSetsText, sets, item);
+    SendSetExtension(kMRSetsExtendedText, sets, item);
+    view.SetMRSets(newSets);
+  });
   return true;
 }
 
 bool MonitorVariableSets(ORVX_DataSource& view, ORVX_DataSource const& ds, SvrDMItem& item) {
   const std::vector<VariableSetImpl>& newSets = ds.GetVariableSets();
   if (newSets == view.GetVariableSets()) return false;
-  view.SetVariableSets(newSets);
-  SendSetExtension(kVariableSetsText, VariableSets(ds, kVariableSets), item);
+  AsOneStep(item, [&] {
+    SendSetExtension(kVariableSetsText, VariableSets(ds, kVariableSets), item);
+    view.SetVariableSets(newSets);
+  });
   return true;
 }
 
@@ -52,8 +56,10 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
   const ORVX_DataSource::Extension newExtension(ds, type);
   const bool changed = oldExtension != newExtension;
   if (!changed) return false;
-  QueueMessage<ExtensionsMsg>(item, newExtension.Impl());
-  view.SetExtension(newExtension);
+  AsOneStep(item, [&] {
+    QueueMessage<ExtensionsMsg>(item, newExtension.Impl());
+    view.SetExtension(newExtension);
+  });
   return true;
 }
 
@@ -62,8 +68,10 @@ bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& it
   const bool differ = view.GetAttributes() != ds.GetAttributes();
   const bool send = differ || (anyChange && ClearDashboardInfo(ds));
   if (!send) return false;
-  SendTextExtension(kAttributesText, ds.GetAttributes().MakeString(), item);
-  view.SetAttributes(ds.GetAttributes());
+  AsOneStep(item, [&] {
+    SendTextExtension(kAttributesText, ds.GetAttributes().MakeString(), item);
+    view.SetAttributes(ds.GetAttributes());
+  });
   return true;
 }
 

@@ -3,8 +3,7 @@
 // the snapshot.
 //
 // Each returns whether it reported a change. An exception from the data source or from a message
-// passes on. An extension or attributes not told by then are told in the next pass; of sets the
-// snapshot may have the new value already, and clients then lack what was not told.
+// passes on; the snapshot then has the old value and nothing is queued.
 //
 // Threads: not safe; called in a notification pass.
 

@@ -29,6 +29,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 using namespace sdm_internal;
@@ -46,13 +47,19 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 
 // Replaces the view's variables by the source's, told in two messages even where there are none.
 void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrDMItem& item) {
-  const std::vector<ORVX_Variable> before = VariablesFrom(view, 0);
-  QueueMessage<DeleteVarsMsg>(item, before);
-  view.DeleteVariables(0, view.ColumnCount() - 1);
-
-  const std::vector<ORVX_Variable> after = VariablesFrom(source, 0);
-  for (const ORVX_Variable& variable : after) view.MakeVariable(variable, nullptr);
-  QueueMessage<InsertVarsMsg>(item, after, LocallyUniqueID());
+  const auto empty = [&] { view.DeleteVariables(0, view.ColumnCount() - 1); };
+  AsOneStep(item, [&] {
+    QueueMessage<DeleteVarsMsg>(item, VariablesFrom(view, 0));
+    empty();
+  });
+  try {
+    const std::vector<ORVX_Variable> after = VariablesFrom(source, 0);
+    for (const ORVX_Variable& variable : after) view.MakeVariable(variable, nullptr);
+    QueueMessage<InsertVarsMsg>(item, after, LocallyUniqueID());
+  } catch (...) {
+    empty();
+    throw;
+  }
 }
 
 // The comparison of two variable lists: one forward pass in the source's order. At each position
@@ -62,22 +69,27 @@ void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrD
 // It queues what a search of the view from the present position upward would find. What makes it
 // fast is how it finds: by the view's index of identifiers, and by asking only once of each
 // variable in the view whether the source still has it.
+//
+// Each step is made whole or not at all, so that a comparison that failed can be gone on with. What
+// needs memory comes first in it; deleting variables needs none.
 class VariablePass {
  public:
-  // Sets `resetClientData` as soon as a variable has changed its type, and leaves it alone
-  // otherwise.
-  VariablePass(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item,
+  // Sets `anyChange` as soon as the lists have differed, and `resetClientData` as soon as a
+  // variable has changed its type; leaves them alone otherwise.
+  VariablePass(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item, bool& anyChange,
                bool& resetClientData)
-      : view_(view), source_(source), item_(item), resetClientData_(resetClientData) {}
+      : view_(view),
+        source_(source),
+        item_(item),
+        anyChange_(anyChange),
+        resetClientData_(resetClientData) {}
 
-  // Returns whether the lists differed.
-  bool Run() {
+  void Run() {
     const int sourceCount = source_.ColumnCount();
     for (int index = 0; index < sourceCount; ++index) {
       if (!Settled(index)) Settle(index);
     }
     DeleteFrom(sourceCount);
-    return anyChange_;
   }
 
  private:
@@ -122,69 +134,83 @@ class VariablePass {
   }
 
   void Insert(const ORVX_Variable& newVar, int index) {
-    anyChange_ = true;
     const LocallyUniqueID anchor =
         index < view_.ColumnCount() ? InView(index).GetID() : LocallyUniqueID();
-    QueueMessage<InsertVarsMsg>(item_, std::vector<ORVX_Variable>{newVar}, anchor);
-    view_.InsertVariable(index, newVar);
+    MakeChange([&] {
+      QueueMessage<InsertVarsMsg>(item_, std::vector<ORVX_Variable>{newVar}, anchor);
+      view_.InsertVariable(index, newVar);
+    });
     ++knownBelow_;
   }
 
   // Deletes what stands between and is gone from the source; what is left of the distance is a
   // move.
   void BringForward(int found, int index) {
-    anyChange_ = true;
     const int viewIndex = DeleteBetween(index, found);
     if (viewIndex == index) return;
-    QueueMessage<MoveVarsMsg>(item_, std::vector<int>{viewIndex}, index);
-    const ORVX_Variable moved = InView(viewIndex);
-    view_.DeleteVariables(viewIndex, viewIndex);
-    view_.InsertVariable(index, moved);
+    MakeChange([&] {
+      QueueMessage<MoveVarsMsg>(item_, std::vector<int>{viewIndex}, index);
+      const ORVX_Variable moved = InView(viewIndex);
+      view_.InsertVariable(index, moved);
+      view_.DeleteVariables(viewIndex + 1, viewIndex + 1);
+    });
   }
 
   // Deletes the view's variables in [index, found) that the source has nowhere, in one message.
   // Returns where the variable at `found` stands then.
   int DeleteBetween(int index, int found) {
     std::vector<ORVX_Variable> gone;
-    for (int viewIndex = std::max(index, knownBelow_); viewIndex < found;) {
+    std::vector<int> viewIndices;
+    for (int viewIndex = std::max(index, knownBelow_); viewIndex < found; ++viewIndex) {
       const ORVX_Variable& variable = InView(viewIndex);
-      if (source_.FindVarIndex(variable.GetID()) >= 0) {
-        ++viewIndex;
-        continue;
-      }
+      if (source_.FindVarIndex(variable.GetID()) >= 0) continue;
       gone.push_back(variable);
-      view_.DeleteVariables(viewIndex, viewIndex);
-      --found;
+      viewIndices.push_back(viewIndex);
     }
-    if (!gone.empty()) QueueMessage<DeleteVarsMsg>(item_, gone);
+    if (!gone.empty()) {
+      MakeChange([&] {
+        QueueMessage<DeleteVarsMsg>(item_, gone);
+        // From the back, so that the indices still to come stay right.
+        std::for_each(viewIndices.rbegin(), viewIndices.rend(),
+                      [this](int viewIndex) { view_.DeleteVariables(viewIndex, viewIndex); });
+      });
+      found -= static_cast<int>(gone.size());
+    }
     knownBelow_ = std::max(knownBelow_, found + 1);
     return found;
   }
 
   void Modify(const ORVX_Variable& newVar, int index) {
-    anyChange_ = true;
-    QueueMessage<ModifyVarMsg>(item_, newVar);
-    if (newVar.GetType() != InView(index).GetType()) resetClientData_ = true;
-    // The source, not the view: a changed definition is an unsaved change of the dataset.
-    source_.SetDirty(true);
-    view_.GetVariable(index) = newVar;
+    MakeChange([&] {
+      QueueMessage<ModifyVarMsg>(item_, newVar);
+      if (newVar.GetType() != InView(index).GetType()) resetClientData_ = true;
+      // The source, not the view: a changed definition is an unsaved change of the dataset.
+      source_.SetDirty(true);
+      view_.GetVariable(index) = newVar;
+    });
   }
 
   // Whatever the view has beyond the source's variables is gone from the source.
   void DeleteFrom(int sourceCount) {
     const int viewCount = view_.ColumnCount();
     if (viewCount <= sourceCount) return;
+    MakeChange([&] {
+      QueueMessage<DeleteVarsMsg>(item_, VariablesFrom(view_, sourceCount));
+      view_.DeleteVariables(sourceCount, viewCount - 1);
+    });
+  }
+
+  template <class Step>
+  void MakeChange(const Step& step) {
+    AsOneStep(item_, step);
     anyChange_ = true;
-    const std::vector<ORVX_Variable> gone = VariablesFrom(view_, sourceCount);
-    view_.DeleteVariables(sourceCount, viewCount - 1);
-    QueueMessage<DeleteVarsMsg>(item_, gone);
   }
 
   ORVX_DataSource& view_;
   ORVX_DataSource& source_;
   SvrDMItem& item_;
+  bool& anyChange_;
   bool& resetClientData_;
-  bool anyChange_ = false;
   // The source has every variable that stands in the view from the present position to below this
   // one.
   int knownBelow_ = 0;
@@ -202,12 +228,7 @@ std::string_view LabelOf(const ORVX_DataSource& source) {
 class SDM_HIDDEN SvrDMObserverView::Comparison {
  public:
   Comparison(Data& data, ORVX_DataSource& source)
-      : data_(data),
-        view_(data.view),
-        source_(source),
-        item_(data.item),
-        splitCountBefore_(data.view.GetNSplitVars()),
-        wasDirty_(data.view.IsDirty()) {}
+      : data_(data), view_(data.view), source_(source), item_(data.item) {}
 
   // The order is that in which clients are told.
   void Run() {
@@ -228,7 +249,8 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     MonitorMRSets(view_, source_, item_);
     MonitorVariableSets(view_, source_, item_);
     MonitorExtension(view_, source_, /*type=*/0, item_);
-    MonitorAttributes(view_, source_, item_, anyChange_);
+    MonitorAttributes(view_, source_, item_, data_.anyChange);
+    data_.anyChange = false;
     ReportClientDataReset();
     CompareDirtyFlag();
   }
@@ -236,18 +258,18 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
  private:
   void CompareVariables() {
     if (data_.bulkVarMoves) {
-      anyChange_ = true;
+      data_.anyChange = true;
       ReplaceVariables(view_, source_, item_);
       data_.bulkVarMoves = false;
-    } else if (VariablePass(view_, source_, item_, data_.resetClientData).Run()) {
-      anyChange_ = true;
+    } else {
+      VariablePass(view_, source_, item_, data_.anyChange, data_.resetClientData).Run();
     }
   }
 
   // The count itself travels with the reset of the client's data.
   void CompareRowCount() {
     if (data_.rowCount == source_.RowCount()) return;
-    anyChange_ = true;
+    data_.anyChange = true;
     data_.resetClientData = true;
     data_.rowCount = source_.RowCount();
   }
@@ -270,47 +292,53 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     if (std::string_view(view_.GetFileSpec()) == source_.GetFileSpec()) return;
     const std::string newSpec = source_.GetFileSpec();
     if (item_.SuppressedFileName() == newSpec) return;
-    if (SystemFile(&source_)) {
+    if (!SystemFile(&source_)) return view_.SetFileSpec(newSpec.c_str());
+    std::string newFileName = newSpec;
+    AsOneStep(item_, [&] {
       QueueMessage<FileSpecChangeMsg>(item_, newSpec.c_str(), true);
-      item_.FileName(newSpec);
-    }
-    view_.SetFileSpec(newSpec.c_str());
+      view_.SetFileSpec(newSpec.c_str());
+      item_.FileName(std::move(newFileName));
+    });
   }
 
   void CompareLabel() {
     if (LabelOf(view_) == LabelOf(source_)) return;
     const std::string newLabel(LabelOf(source_));
-    QueueMessage<FileLabelChangeMsg>(item_, newLabel.c_str());
-    view_.SetLabel(newLabel.empty() ? nullptr : newLabel.c_str());
+    AsOneStep(item_, [&] {
+      QueueMessage<FileLabelChangeMsg>(item_, newLabel.c_str());
+      view_.SetLabel(newLabel.empty() ? nullptr : newLabel.c_str());
+    });
   }
 
   void CompareWeight() {
     const int newIndex = source_.GetWeightVarIndex();
     const LocallyUniqueID newID = source_.GetWeightVariableID();
     if (newID == view_.GetWeightVariableID()) return;
-    anyChange_ = true;
-    QueueMessage<WeightVarMsg>(item_, newID);
-    view_.SetWeightVar(newIndex);
+    MakeChange([&] {
+      QueueMessage<WeightVarMsg>(item_, newID);
+      view_.SetWeightVar(newIndex);
+    });
   }
 
   void ReportFilter(LocallyUniqueID newID, int newIndex) {
-    anyChange_ = true;
-    QueueMessage<FilterVarMsg>(item_, newID);
-    view_.SetFilterVar(newIndex);
+    MakeChange([&] {
+      QueueMessage<FilterVarMsg>(item_, newID);
+      view_.SetFilterVar(newIndex);
+    });
   }
 
   void CompareTrends() {
     const ORVX_TrendsInfo& newTrends = *source_.GetTrendsInfo();
     const bool changed = *view_.GetTrendsInfo() != newTrends;
     if (!changed) return;
-    anyChange_ = true;
-    QueueMessage<TrendsInfoMsg>(item_, &newTrends);
-    *view_.GetTrendsInfo() = newTrends;
+    MakeChange([&] {
+      QueueMessage<TrendsInfoMsg>(item_, &newTrends);
+      *view_.GetTrendsInfo() = newTrends;
+    });
   }
 
   void CompareSplit() {
     if (!SplitChanged()) return;
-    anyChange_ = true;
     const unsigned int count = source_.GetNSplitVars();
     const bool separate = source_.GetSplitqSeparate();
     const std::size_t capacity = std::max(kLeastSplitCapacity, static_cast<std::size_t>(count));
@@ -320,17 +348,20 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
       ids[i] = source_.GetSplitVarID(i);
       indices[i] = source_.GetSplitVarIndex(i);
     }
-    QueueMessage<SplitFileMsg>(item_, static_cast<int>(count), ids.data(), separate);
-    SetSplitOfAnySize(view_, count, indices.data(), separate);
+    MakeChange([&] {
+      QueueMessage<SplitFileMsg>(item_, static_cast<int>(count), ids.data(), separate);
+      SetSplitOfAnySize(view_, count, indices.data(), separate);
+    });
+    data_.splitCount = count;
   }
 
   bool SplitChanged() const {
     // The variables deleted or moved above may have taken split variables out of the view.
-    if (view_.GetNSplitVars() != splitCountBefore_) return true;
-    if (splitCountBefore_ != source_.GetNSplitVars()) return true;
-    if (splitCountBefore_ == 0) return false;
+    if (view_.GetNSplitVars() != data_.splitCount) return true;
+    if (data_.splitCount != source_.GetNSplitVars()) return true;
+    if (data_.splitCount == 0) return false;
     if (view_.GetSplitqSeparate() != source_.GetSplitqSeparate()) return true;
-    for (unsigned int i = 0; i < splitCountBefore_; ++i) {
+    for (unsigned int i = 0; i < data_.splitCount; ++i) {
       if (view_.GetSplitVarID(i) != source_.GetSplitVarID(i)) return true;
     }
     return false;
@@ -344,8 +375,15 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
 
   // Read at the end: a changed definition has made the source dirty by now.
   void CompareDirtyFlag() {
-    if (source_.IsDirty() != wasDirty_) QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
+    if (source_.IsDirty() == view_.IsDirty()) return;
+    QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
     view_.SetDirty(source_.IsDirty());
+  }
+
+  template <class Step>
+  void MakeChange(const Step& step) {
+    AsOneStep(item_, step);
+    data_.anyChange = true;
   }
 
   // Both arrays of a split hold so many entries at least, whatever number of them counts.
@@ -355,10 +393,6 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   ORVX_DataSource& view_;
   ORVX_DataSource& source_;
   SvrDMItem& item_;
-  const unsigned int splitCountBefore_;
-  const bool wasDirty_;
-  // Whether variables, row count, weight, filter, trends or split differed; nothing else counts.
-  bool anyChange_ = false;
 };
 
 SvrDMObserverView::SvrDMObserverView(SvrDMItem& item) : data_(std::make_unique<Data>(item)) {}

@@ -33,10 +33,9 @@ class SDM_EXPORT SvrDMObserverView {
   // changes to the view. A changed definition of a variable makes the data source dirty.
   //
   // An exception from the data source or from a message (only memory running out, with ours) passes
-  // on; what was queued stays queued and the view keeps the changes made so far. The next Update
-  // brings the view up to date, but a change that was under way may then be told twice or not at
-  // all: whoever follows the messages needs a fresh start. Stops the process where the view does
-  // not follow a change made to it.
+  // on. What was queued stays queued, the view has exactly the changes that it describes, and the
+  // next Update goes on from there. Stops the process where the view does not follow a change made
+  // to it.
   void Update();
 
  private:

@@ -17,6 +17,13 @@ struct SvrDMObserverView::Data {
   long long rowCount = -2;
   bool resetClientData = false;  // clients must drop their case data
   bool bulkVarMoves = false;     // replace the whole variable list next time
+
+  // Behind the fields that other binaries know.
+  // Whether variables, row count, weight, filter, trends or split differed; nothing else counts.
+  // Kept until the attributes have been compared, by a later comparison where this one fails.
+  bool anyChange = false;
+  // As last reported. Where the view has fewer, variables that it lost were split variables.
+  unsigned int splitCount = 0;
 };
 
 #endif  // SERVERDATAMANAGER_OBSERVERVIEWDATA_H_

@@ -1,10 +1,12 @@
-// QueueMessage: builds a change message about a dataset and hands it over.
+// QueueMessage: builds a change message about a dataset and hands it over. AsOneStep: keeps the
+// messages of a change and the change itself together.
 
 #ifndef SERVERDATAMANAGER_QUEUEMESSAGE_H_
 #define SERVERDATAMANAGER_QUEUEMESSAGE_H_
 
 #include <ServerDataManager/svrdmitem.h>
 
+#include <cstddef>
 #include <utility>
 
 namespace sdm_internal {
@@ -15,6 +17,19 @@ template <class Message, class... Arguments>
 void QueueMessage(SvrDMItem& item, const Arguments&... arguments) {
   const unsigned int caseSequence = std::as_const(item).CaseSequence();
   item.AddNotification(new Message(0, item.ID(), caseSequence, arguments...));
+}
+
+// Runs `step`, which queues messages on the item and makes the change that they describe. If it
+// throws, takes those messages back.
+template <class Step>
+void AsOneStep(SvrDMItem& item, const Step& step) {
+  const std::size_t before = item.Notifications().size();
+  try {
+    step();
+  } catch (...) {
+    item.TakeBackNotifications(before);
+    throw;
+  }
 }
 
 }  // namespace sdm_internal

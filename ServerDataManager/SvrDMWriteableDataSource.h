@@ -74,8 +74,9 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   // reorder many variables.
   void BulkVarMoves();
 
-  // Runs a notification pass now, as the destructor does. An exception, an observer's included,
-  // passes on, and what was queued is delivered again by the next pass, to all observers.
+  // Runs a notification pass now, as the destructor does again. An exception, an observer's
+  // included, passes on and loses no change: the next pass, the destructor's for instance, delivers
+  // what was queued and the rest to all observers (see SvrDMItem::Notify).
   void Notify();
 
  private:

@@ -17,6 +17,7 @@
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <ctime>
 #include <memory>
 #include <utility>
@@ -85,9 +86,12 @@ void SvrDMItem::Handle(const std::string& handle) {
 }
 
 void SvrDMItem::FileName(const std::string& fileName) {
-  std::string name = fileName;
+  FileName(std::string(fileName));
+}
+
+void SvrDMItem::FileName(std::string&& fileName) noexcept {
   const LeafLock held;
-  fileName_.swap(name);
+  fileName_.swap(fileName);
 }
 
 std::string SvrDMItem::SuppressedFileName() const {
@@ -282,8 +286,13 @@ void SvrDMItem::AddNotification(DataSetMsg* message) {
 }
 
 void SvrDMItem::ClearNotifications() {
-  for (DataSetMsg* message : notifications_) delete message;
-  notifications_.clear();
+  TakeBackNotifications(0);
+}
+
+void SvrDMItem::TakeBackNotifications(std::size_t count) {
+  const auto first = notifications_.begin() + static_cast<std::ptrdiff_t>(count);
+  std::for_each(first, notifications_.end(), [](DataSetMsg* message) { delete message; });
+  notifications_.erase(first, notifications_.end());
 }
 
 void SvrDMItem::Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator) {

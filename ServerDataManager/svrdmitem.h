@@ -32,6 +32,7 @@
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/ObserverView.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <list>
@@ -88,6 +89,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // file held open nor opens another: see LockSavFileInUse. A notification pass sets it, too.
   const std::string& FileName() const { return fileName_; }
   void FileName(const std::string& fileName);
+  void FileName(std::string&& fileName) noexcept;
 
   // The file name kept aside because another dataset had it when this one was added.
   // Threads: any.
@@ -153,7 +155,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Queues a message for the observers. Owns it from the call on, also where the queue cannot grow
   // and the call throws. A null pointer is queued as it is.
-  // Threads: the thread that holds the write lock; likewise the two below.
+  // Threads: the thread that holds the write lock; likewise the three below.
   void AddNotification(DataSetMsg* message);
 
   // The queue, in the order in which messages came. Borrowed until the writer is released.
@@ -162,10 +164,18 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Deletes the queued messages.
   void ClearNotifications();
 
+  // Deletes the messages behind the first `count`: for a change that could not be made after all.
+  void TakeBackNotifications(std::size_t count);
+
   // One notification pass: compares the dataset with what observers were last told, queues the
   // differences, announces a dataset never announced to the registry's observers, hands `writer` to
   // every observer but `originator` (which may be null), and empties the queue. The comparison is
   // left out when nobody would hear of it; with an empty queue nothing else happens.
+  //
+  // An exception passes on: from the data source, from an observer, or because memory runs out.
+  // What was queued stays queued, and no change is lost: the next pass compares the rest, announces
+  // the dataset if that is still to be done, and delivers everything to every observer. Observers
+  // that had been called before one of them threw receive the same messages again.
   // Threads: the thread that holds the write lock. Takes the notification mutex, then, without it,
   // the registry lock, then the notification mutex again.
   void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);

@@ -11,30 +11,39 @@ namespace {
 
 // The allocations that still succeed; negative for all.
 long allocationsLeft = -1;
-
-bool OneMoreIsLeft() {
-  if (allocationsLeft < 0) return true;
-  if (allocationsLeft == 0) return false;
-  --allocationsLeft;
-  return true;
-}
+bool shortageLasts = true;
 
 }  // namespace
 
 namespace support {
 
-MemoryFor::MemoryFor(long count) {
+MemoryFor::MemoryFor(long count, Shortage shortage) {
   allocationsLeft = count;
+  shortageLasts = shortage == Shortage::Lasts;
 }
 
 MemoryFor::~MemoryFor() {
+  EndShortage();
+}
+
+void EndShortage() {
   allocationsLeft = -1;
+}
+
+bool OneMoreIsLeft() {
+  if (allocationsLeft < 0) return true;
+  if (allocationsLeft == 0) {
+    if (!shortageLasts) EndShortage();
+    return false;
+  }
+  --allocationsLeft;
+  return true;
 }
 
 }  // namespace support
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+  return support::OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
 }
 void* operator new(std::size_t size) {
   if (void* const storage = operator new(size, std::nothrow)) return storage;

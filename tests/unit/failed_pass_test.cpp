@@ -1,0 +1,330 @@
+// A notification pass that runs out of memory, called by hand and caught: nothing that it made of
+// the snapshot is lost to those who follow the messages. This program replaces the allocators, so
+// it is one of its own.
+
+#include <client/DictionaryMirror.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <tests/support/Agreement.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/FullDictionary.h>
+#include <tests/support/FullMemory.h>
+#include <tests/support/Messages.h>
+#include <tests/unit/saved_files.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::Labelled;
+using support::Said;
+using support::Shortage;
+using support::SourceWithRows;
+using support::Typed;
+using support::Var;
+
+// Longer than any string keeps inside itself.
+const std::string kLong = "a text that is too long to stand inside a string object";
+
+// One write to a dataset.
+struct Case {
+  std::string name;
+  // Makes the source that observers have been told of; null for a dataset that they have not been
+  // told of at all.
+  std::function<std::unique_ptr<ORVX_DataSource>()> before;
+  std::function<void(SvrDMWriteableDataSource&)> change;
+};
+
+// A client that knows nothing but the messages. Has memory, whatever the pass has.
+class Client : public SvrDMDataSetObserver {
+ public:
+  void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
+    support::EndShortage();
+    last = support::WhatIsSaidBy(writer->GetNotifications());
+    ++passes;
+    try {
+      mirror.Apply(writer->GetNotifications());
+    } catch (const MirrorError& refusal) {
+      ADD_FAILURE() << refusal.what();
+    }
+  }
+
+  DictionaryMirror mirror;
+  std::vector<Said> last;
+  int passes = 0;
+};
+
+void CopyOver(const ORVX_DataSource& from, ORVX_DataSource& to) {
+  to.CopyDictionary(&from);
+  to.SetDirty(from.IsDirty());
+  if (auto* const source = dynamic_cast<SourceWithRows*>(&to)) source->rows = from.RowCount();
+}
+
+// A dataset with a client, under a writer that has made the change.
+class ChangedDataset {
+ public:
+  explicit ChangedDataset(const Case& write) {
+    if (write.before == nullptr) {
+      id = registry.Add(*new SourceWithRows, "", /*quiet=*/true);
+      registry.GetDataSet(id)->Register(client);
+    } else {
+      std::unique_ptr<ORVX_DataSource> source = write.before();
+      CopyOver(*source, before);
+      id = registry.Add(*source.release(), "", /*quiet=*/true);
+      registry.GetDataSet(id)->Register(client);
+      support::WriteNothing(registry, id);
+    }
+    client.passes = 0;
+    writer = std::make_unique<SvrDMWriteableDataSource>(registry, id, false, nullptr);
+    write.change(*writer);
+  }
+
+  bool NotifyFails(long count, Shortage shortage) {
+    return support::FailsWithMemoryFor(
+        count, [this] { writer->Notify(); }, shortage);
+  }
+
+  // Takes the change back, of the dictionary at least.
+  void Revert() {
+    if (writer->GetDataSource() == nullptr) writer->SetDataSet(new SourceWithRows);
+    CopyOver(before, *writer->GetDataSource());
+  }
+
+  std::string Differences() const {
+    const ORVX_DataSource* const source = writer->GetDataSource();
+    if (source == nullptr) return "";
+    const ORVX_DataSource& mirror = client.mirror.Dictionary();
+    std::string text = support::DifferencesBetween(*source, mirror);
+    if (dynamic_cast<const SystemFileDataSource*>(source) == nullptr) return text;
+    const std::string fileSpec = source->GetFileSpec();
+    if (mirror.GetFileSpec() != fileSpec) text += "another file specification\n";
+    if (registry.GetDataSet(id)->FileName() != fileSpec) text += "another file name\n";
+    return text;
+  }
+
+  mutable ServerDataManager registry;
+  LocallyUniqueID id;
+  SourceWithRows before;
+  Client client;
+  std::unique_ptr<SvrDMWriteableDataSource> writer;
+};
+
+// --- The writes ---
+
+DatasourceAttributes WithDashboard(DatasourceAttributes attributes) {
+  attributes.Set("dashboard.layout", {kLong, kLong});
+  return attributes;
+}
+
+std::unique_ptr<ORVX_DataSource> FullDictionaryWithDashboard() {
+  auto source = support::FullDictionary();
+  source->SetAttributes(WithDashboard(source->GetAttributes()));
+  source->RowsPerImputation(5);
+  return source;
+}
+
+// Everything that messages carry: of the variables, some go, two come, one is moved, one is
+// modified.
+void ChangeEverything(SvrDMWriteableDataSource& writer) {
+  auto& source = dynamic_cast<SourceWithRows&>(**writer);
+  support::Replace(source, {Var("D"), Var("E"), Var("F"), Typed(Labelled(Var("A"), kLong), 24)});
+  source.rows = 70;
+  source.RowsPerImputation(0);
+  source.SetWeightVar(0);
+  source.SetFilterVar(1);
+  support::SetSplit(source, {0, 3}, false);
+  source.SetLabel(kLong.c_str());
+  source.SetFileSpec(kLong.c_str());
+  source.SetDirty(false);
+  source.GetTrendsInfo()->dateVariables.assign(9, support::Id("A"));
+  source.SetMRSets({support::SetOf(kLong, "D E F"), support::SetOf("n", "A")});
+  source.SetVariableSets({support::SetOf(kLong, "D E F"), support::SetOf("s", "A")});
+  support::SetExtension(source, 0, 1, kLong);
+  support::SetAttribute(source, "a", {kLong, kLong});
+}
+
+Case Everything() {
+  return {"everything", FullDictionaryWithDashboard, ChangeEverything};
+}
+
+// Observers have been told nothing, so the pass tells of a whole dictionary.
+Case FirstPass() {
+  return {"first pass", nullptr,
+          [](SvrDMWriteableDataSource& writer) { CopyOver(*support::FullDictionary(), **writer); }};
+}
+
+Case Bulk() {
+  return {"in bulk", FullDictionaryWithDashboard, [](SvrDMWriteableDataSource& writer) {
+            ChangeEverything(writer);
+            writer.BulkVarMoves();
+          }};
+}
+
+Case LostSource() {
+  return {"lost source", FullDictionaryWithDashboard,
+          [](SvrDMWriteableDataSource& writer) { writer.SetDataSet(nullptr); }};
+}
+
+// Written under another, longer name.
+Case SavedFile() {
+  static const TemporaryFolder folder;
+  return {
+      "saved file", [] { return SystemFileDataSource::Open(folder.Write("a.csv")); },
+      [](SvrDMWriteableDataSource& writer) { writer->SetFileSpec(folder.Path(kLong).c_str()); }};
+}
+
+// With a change of one variable alone, the dashboard's attributes go too.
+Case Dashboard() {
+  return {"dashboard", FullDictionaryWithDashboard,
+          [](SvrDMWriteableDataSource& writer) { writer->GetVariable(2).SetLabel(kLong); }};
+}
+
+// The split that is left equals the source's when the variable has gone.
+Case DeletedSplitVariable() {
+  return {"deleted split variable", FullDictionaryWithDashboard,
+          [](SvrDMWriteableDataSource& writer) {
+            writer->DeleteVariables(2, 2);
+            writer->SetLabel(kLong.c_str());
+          }};
+}
+
+// A variable moves into a part of the list that is full.
+Case LongMove() {
+  constexpr int kCount = 300;
+  return {"long move",
+          [] {
+            auto source = std::make_unique<SourceWithRows>();
+            for (int i = 0; i < kCount; ++i) {
+              source->MakeVariable(Var(std::string("long").append(std::to_string(i))), nullptr);
+            }
+            source->SetWeightVar(kCount - 1);
+            return source;
+          },
+          [](SvrDMWriteableDataSource& writer) {
+            const ORVX_Variable last = writer->GetVariable(kCount - 1);
+            writer->DeleteVariables(kCount - 1, kCount - 1);
+            writer->InsertVariable(0, last);
+          }};
+}
+
+// Any variables to any others, and their uses.
+Case RandomVariables(unsigned int seed) {
+  const auto fill = [](ORVX_DataSource& source, std::mt19937 random) {
+    std::vector<ORVX_Variable> variables = support::Vars("A B C D E F G H");
+    std::shuffle(variables.begin(), variables.end(), random);
+    variables.resize(random() % 9);
+    for (ORVX_Variable& variable : variables) {
+      if (random() % 4 == 0) variable.SetLabel(kLong);
+      if (random() % 8 == 0) variable.SetType(8);
+    }
+    support::Replace(source, variables);
+    if (variables.empty()) return;
+    const auto any = [&] { return static_cast<int>(random() % variables.size()); };
+    source.SetWeightVar(any());
+    source.SetFilterVar(any());
+    support::SetSplit(source, {any(), any(), any()}, random() % 2 == 0);
+  };
+  return {"variables " + std::to_string(seed),
+          [=] {
+            auto source = std::make_unique<SourceWithRows>();
+            fill(*source, std::mt19937(seed));
+            return source;
+          },
+          [=](SvrDMWriteableDataSource& writer) { fill(**writer, std::mt19937(seed + 1)); }};
+}
+
+std::vector<Case> AllCases() {
+  std::vector<Case> all = {Everything(),           FirstPass(), Bulk(),
+                           LostSource(),           SavedFile(), Dashboard(),
+                           DeletedSplitVariable(), LongMove()};
+  for (unsigned int seed = 0; seed < 40; ++seed) all.push_back(RandomVariables(seed));
+  return all;
+}
+
+// --- The failures ---
+
+// What a pass that is told in two parts says twice: that nothing is deleted, before a replacement
+// in bulk.
+std::vector<Said> WithoutEmptyDeletions(std::vector<Said> said) {
+  std::erase_if(said, [](const Said& message) {
+    return message.kind == Said::Kind::Delete && message.variables.empty();
+  });
+  return said;
+}
+
+std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
+  std::vector<support::Expected> expected;
+  for (const Said& message : said) expected.push_back({message, /*definitionsToo=*/true});
+  return expected;
+}
+
+// Lets each allocation of the pass fail in turn, and calls `judge` after each failure. Returns how
+// many there were.
+long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
+  long failures = 0;
+  for (const Shortage shortage : {Shortage::Lasts, Shortage::Passes}) {
+    for (long count = 0;; ++count, ++failures) {
+      ChangedDataset dataset(write);
+      if (!dataset.NotifyFails(count, shortage)) break;
+      SCOPED_TRACE(write.name + ", after " + std::to_string(count) + " allocations");
+      EXPECT_EQ(dataset.client.passes, 0);
+      judge(dataset);
+    }
+  }
+  return failures;
+}
+
+TEST(FailedPass, TheNextOneTellsWhatOneThatDidNotFailWould) {
+  for (const Case& write : AllCases()) {
+    ChangedDataset undisturbed(write);
+    undisturbed.writer->Notify();
+
+    ForEachFailure(write, [&](ChangedDataset& dataset) {
+      dataset.writer->Notify();
+      EXPECT_EQ(dataset.client.passes, 1);
+      EXPECT_TRUE(support::AreSaid(WithoutEmptyDeletions(dataset.client.last),
+                                   Exactly(undisturbed.client.last)));
+      EXPECT_EQ(dataset.Differences(), "");
+      if (dataset.writer->GetDataSource() != nullptr) {
+        EXPECT_EQ((*dataset.writer)->GetAttributes(), (*undisturbed.writer)->GetAttributes());
+      }
+
+      dataset.writer->Notify();
+      EXPECT_EQ(dataset.client.passes, 1) << "the snapshot still differs from the source";
+    });
+  }
+}
+
+// A message in the queue of which the snapshot knows nothing would never be corrected.
+TEST(FailedPass, TheNextOneCorrectsWhatWasQueuedOfAChangeTakenBack) {
+  for (const Case& write : AllCases()) {
+    ForEachFailure(write, [&](ChangedDataset& dataset) {
+      dataset.Revert();
+      dataset.writer->Notify();
+      EXPECT_EQ(dataset.Differences(), "");
+    });
+  }
+}
+
+TEST(FailedPass, TheReleaseOfTheWriterTellsTheRest) {
+  ForEachFailure(Everything(), [&](ChangedDataset& dataset) {
+    auto* const source = dataset.writer->GetDataSource();
+    dataset.writer.reset();
+    EXPECT_EQ(support::DifferencesBetween(*source, dataset.client.mirror.Dictionary()), "");
+  });
+}
+
+TEST(FailedPass, IsOneOfManyWhereEverythingChanged) {
+  EXPECT_GT(ForEachFailure(Everything(), [](ChangedDataset&) {}), 150);
+}
+
+}  // namespace
