@@ -53,8 +53,8 @@ std::string LabelOf(const ORVX_DataSource& dictionary) {
 }
 
 void SplitBy(ORVX_DataSource& dictionary, const std::vector<int>& positions, bool separate) {
-  SetSplitOfAnySize(dictionary, static_cast<unsigned int>(positions.size()), positions.data(),
-                    separate);
+  sdm_internal::SetSplitOfAnySize(dictionary, static_cast<unsigned int>(positions.size()),
+                                  positions.data(), separate);
 }
 
 std::vector<VariableSetImpl> SetsIn(std::string_view text, int type) {

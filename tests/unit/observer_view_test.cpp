@@ -475,7 +475,7 @@ TEST(SplitOfAnySize, IsSetByTheOperationThatEveryPlatformHasWhereThereIsNoOther)
   };
   const int indices[] = {8, 7, 6, 5, 4, 3, 2, 1, 0};
   OtherSource source;
-  SetSplitOfAnySize(source, 9, indices, true);
+  sdm_internal::SetSplitOfAnySize(source, 9, indices, true);
   EXPECT_THAT(source.split, testing::ElementsAreArray(indices));
   EXPECT_TRUE(source.isSeparate);
 }
