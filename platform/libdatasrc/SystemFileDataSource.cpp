@@ -10,8 +10,9 @@ SystemFileDataSource::SystemFileDataSource(std::shared_ptr<const CaseTable> case
 
 SystemFileDataSource::~SystemFileDataSource() = default;
 
-std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(const std::string& path) {
-  DataFile file = ReadDataFile(path);
+std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(
+    const std::string& path, const std::function<void()>& check) {
+  DataFile file = ReadDataFile(path, check);
   std::unique_ptr<SystemFileDataSource> source(new SystemFileDataSource(std::move(file.cases)));
   for (const ORVX_Variable& variable : file.variables) source->MakeVariable(variable, nullptr);
   if (file.label) source->SetLabel(file.label->c_str());

@@ -33,6 +33,7 @@
 #include <ServerDataManager/Export.h>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -59,8 +60,11 @@ class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {
   // fields than the header; a wrong or unclosed quote; bytes that are not UTF-8; a zero byte; a
   // column name that is empty or stands twice; a field that its type does not allow; a schema that
   // is not JSON, has a member of the wrong kind, an unknown type or a name that no column bears.
+  // `check`, unless empty, is called for each record, on this thread; what it throws ends the
+  // reading and is thrown from here.
   // Threads: any.
-  static std::unique_ptr<SystemFileDataSource> Open(const std::string& path);
+  static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
+                                                    const std::function<void()>& check = {});
 
   ~SystemFileDataSource() override;
 

@@ -2,6 +2,8 @@
 
 #include "BlankCases.h"
 
+#include "Interrupt.h"
+
 #include <libdatasrc/ObsIterator.h>
 
 #include <algorithm>
@@ -17,6 +19,7 @@ class BlankRows final : public ObsIterator {
       : row_(std::move(row)), left_(count), area_(area) {}
 
   bool Next() override {
+    GiveUpIfInterrupted();  // a filter may read on for as long as there are rows
     if (left_ == 0) return false;
     --left_;
     std::copy(row_.begin(), row_.end(), area_);

@@ -3,6 +3,7 @@
 #include "CaseRows.h"
 
 #include "BlankCases.h"
+#include "Interrupt.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
@@ -54,6 +55,7 @@ CaseRows::CaseRows(const ORVX_DataSource& source) : source_(source) {
 }
 
 bool CaseRows::Next() {
+  GiveUpIfInterrupted();
   if (rows_ == nullptr || !rows_->Next()) return false;
   if (projector_) projector_->Project(layoutArea_.data(), area_.data());
   return true;

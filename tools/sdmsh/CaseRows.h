@@ -35,7 +35,8 @@ class CaseRows {
  public:
   explicit CaseRows(const ORVX_DataSource& source);
 
-  // Moves to the next case, the first one at the first call; false where there is none.
+  // Moves to the next case, the first one at the first call; false where there is none. Gives up
+  // on ctrl-C, see Interrupt.h.
   bool Next();
 
   // The values of the present case, one for each variable. Strings come without the blanks that pad

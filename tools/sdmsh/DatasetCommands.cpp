@@ -4,6 +4,7 @@
 #include "Cloning.h"
 #include "CommandError.h"
 #include "Commands.h"
+#include "Interrupt.h"
 #include "LockWords.h"
 #include "Shell.h"
 #include "Variables.h"
@@ -85,7 +86,9 @@ void OpenFile(Shell& shell, Caller& caller, Arguments& arguments) {
   const NewDataset wanted = TakeNewDataset(shell, arguments);
 
   Added added{};
-  caller.Do([&] { added = Add(shell, SystemFileDataSource::Open(file), file, wanted.quiet); });
+  caller.Do([&] {
+    added = Add(shell, SystemFileDataSource::Open(file, GiveUpIfInterrupted), file, wanted.quiet);
+  });
   shell.Adopt(added.id, wanted.name);
   shell.Say(DatasetOpened{caller.Name(), wanted.name, added.id, file, added.size, wanted.quiet});
 }

@@ -3,6 +3,7 @@
 #include "BootstrapJson.h"
 #include "ChangeJson.h"
 #include "DictionaryJson.h"
+#include "Interrupt.h"
 #include "Json.h"
 #include "LockJson.h"
 #include "Printer.h"
@@ -124,6 +125,7 @@ Json Members(const CaseTable& table) {
   for (const ORVX_Variable& variable : table.variables) names.push_back(variable.GetName());
   Json rows = Json::array();
   for (const std::vector<DataValue>& values : table.rows) {
+    GiveUpIfInterrupted();
     Json row = Json::array();
     for (const DataValue& value : values) row.push_back(Cell(value));
     rows.push_back(std::move(row));

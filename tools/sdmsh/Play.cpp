@@ -3,9 +3,12 @@
 #include "Play.h"
 
 #include "CommandError.h"
+#include "Interrupt.h"
 #include "Line.h"
 
-#include <istream>
+#include <unistd.h>
+
+#include <iostream>
 #include <ostream>
 
 namespace sdmsh {
@@ -25,6 +28,7 @@ class Player {
       if (line.role.empty()) line.role = Shell::kMainRole;
       if (IsScript()) shell_.Say(ScriptLine{line_, text, line.role, line.words});
       if (!line.words.empty()) shell_.Execute(line.role, line.words);
+      if (IsScript()) GiveUpIfInterrupted();
       return true;
     } catch (...) {
       shell_.Say(Failure{file_, IsScript() ? line_ : 0, ExceptionInWords()});
@@ -42,6 +46,15 @@ class Player {
 
 bool GoesOn(const Shell& shell) {
   return !shell.IsOver() && shell.IsHeard();
+}
+
+// Prints the prompt and, at the terminal, waits for a line, with a new prompt after each ctrl-C.
+void Ask(std::ostream& prompt, const std::istream& input) {
+  const InterruptsHeld held;
+  prompt << "sdmsh> " << std::flush;
+  while (&input == &std::cin && !held.WaitForInput(STDIN_FILENO)) {
+    prompt << "\nsdmsh> " << std::flush;
+  }
 }
 
 }  // namespace
@@ -64,11 +77,12 @@ bool RunPrompt(Shell& shell, std::istream& input, std::ostream* prompt) {
   bool good = true;
   std::string text;
   while (GoesOn(shell)) {
-    if (prompt != nullptr) *prompt << "sdmsh> " << std::flush;
+    if (prompt != nullptr) Ask(*prompt, input);
     if (!std::getline(input, text)) {
       if (prompt != nullptr) *prompt << "\n";  // the cursor stands behind the prompt
       break;
     }
+    ForgetInterrupt();  // it came before the line
     if (!player.Play(text)) good = false;
   }
   if (input.bad()) {

@@ -17,8 +17,8 @@ namespace sdmsh {
 bool PlayScript(Shell& shell, std::istream& script, const std::string& file);
 
 // Carries out commands up to the end of the input or `quit`; a wrong one is reported, and the next
-// is read. Then lets every caller go. `prompt` is printed before each line where it is not null.
-// True where all went well, as above.
+// is read. Then lets every caller go. True where all went well, as above. `prompt`, null for none,
+// gets a prompt before each line, and a new one where ctrl-C at the terminal threw a line away.
 bool RunPrompt(Shell& shell, std::istream& input, std::ostream* prompt);
 
 }  // namespace sdmsh

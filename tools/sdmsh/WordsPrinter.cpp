@@ -4,6 +4,7 @@
 #include "CaseWords.h"
 #include "ChangeWords.h"
 #include "DictionaryWords.h"
+#include "Interrupt.h"
 #include "LockWords.h"
 #include "MirrorWords.h"
 #include "OpenDataset.h"
@@ -86,6 +87,7 @@ class CaseColumn {
   CaseColumn(const CaseTable& table, std::size_t index) : table_(table), index_(index) {
     width_ = Width(table.variables[index].GetName());
     for (std::size_t row = 0; row < table.rows.size(); ++row) {
+      GiveUpIfInterrupted();
       width_ = std::max(width_, Width(Text(row)));
     }
   }
@@ -222,6 +224,7 @@ class WordsPrinter final : public Printer {
     for (const CaseColumn& column : columns) head += "  " + column.Head();
     Line(head);
     for (std::size_t row = 0; row < table.rows.size(); ++row) {
+      GiveUpIfInterrupted();
       std::string line = RightAligned(number(row), numberWidth);
       for (const CaseColumn& column : columns) line += "  " + column.Cell(row);
       Line(line);

@@ -3,6 +3,7 @@
 #include "Worker.h"
 
 #include "CommandError.h"
+#include "Interrupt.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -101,6 +102,7 @@ bool Worker::SleepsWithin(std::chrono::milliseconds bound) {
 }
 
 void Worker::Loop() {
+  const InterruptsHeld held;  // left to the shell's thread, which waits for input
   kernelThread_ = gettid();
   std::unique_lock lock(mutex_);
   for (;;) {

@@ -5,6 +5,7 @@
 #include "CaseRows.h"
 #include "CommandError.h"
 #include "Commands.h"
+#include "Interrupt.h"
 #include "Shell.h"
 #include "Variables.h"
 #include "Words.h"
@@ -57,7 +58,7 @@ void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
 
   Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
     std::unique_ptr<ORVX_DataSource> source;
-    if (kind == kFile) source = SystemFileDataSource::Open(file);
+    if (kind == kFile) source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
     if (kind == kBlank) source = BlankCasesOf(*dataset, *writer, caseCount);
     if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
     if (kind == kFiltered) {

@@ -1,5 +1,6 @@
 // sdmsh: the dataset manager at a prompt, or played from a script.
 
+#include "Interrupt.h"
 #include "Play.h"
 #include "Printer.h"
 #include "Shell.h"
@@ -74,6 +75,7 @@ bool Run(sdmsh::Shell& shell, const Options& options, std::istream& input) {
 int Run(const Options& options, std::istream& input) {
   const auto printer = options.json ? sdmsh::MakeJsonPrinter(std::cout)
                                     : sdmsh::MakeWordsPrinter(std::cout, std::cerr);
+  sdmsh::CatchInterrupts();
   sdmsh::Shell shell(ServerDataManager::GetInstance(), *printer);
   const int status = Run(shell, options, input) ? kGood : kCommandFailed;
   // A thread that waits for a lock for ever cannot be joined.

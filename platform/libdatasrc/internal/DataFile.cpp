@@ -138,9 +138,10 @@ class DataFileReader {
   explicit DataFileReader(const std::string& path)
       : path_(path), records_(RegularFile(path)), schema_(ReadSchemaBeside(path)) {}
 
-  DataFile Read() {
+  DataFile Read(const std::function<void()>& check) {
     ReadHeader();
     while (records_.Next()) {
+      if (check) check();
       if (!records_.IsEmptyLine() || columns_.size() == 1) AddRecord();
     }
     return Finish();
@@ -206,8 +207,8 @@ class DataFileReader {
 
 }  // namespace
 
-DataFile ReadDataFile(const std::string& path) {
-  return DataFileReader(path).Read();
+DataFile ReadDataFile(const std::string& path, const std::function<void()>& check) {
+  return DataFileReader(path).Read(check);
 }
 
 }  // namespace sdm_internal

@@ -6,6 +6,7 @@
 #include <libdatasrc/internal/CaseTable.h>
 #include <libdatasrc/ORVX_Variable.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,7 +21,8 @@ struct DataFile {
 };
 
 // Reads the file and the schema beside it; throws DataFileError for anything wrong with either.
-DataFile ReadDataFile(const std::string& path);
+// `check`: see SystemFileDataSource::Open.
+DataFile ReadDataFile(const std::string& path, const std::function<void()>& check);
 
 }  // namespace sdm_internal
 

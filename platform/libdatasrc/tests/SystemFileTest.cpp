@@ -214,6 +214,18 @@ TEST_F(SystemFile, IsFoundWithItsSchemaWhereFoldersHaveDotsAndFilesHaveNone) {
   EXPECT_STREQ(source->GetLabel(), "T");
 }
 
+TEST_F(SystemFile, IsGivenUpAtTheRecordWhereTheCallersCheckThrows) {
+  int records = 0;
+  const auto check = [&records] {
+    if (++records == 2) throw std::runtime_error("stop");
+  };
+
+  EXPECT_THROW(SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,2\n\n3,4\n"), check),
+               std::runtime_error);
+
+  EXPECT_EQ(records, 2);  // an empty line counts
+}
+
 TEST_F(SystemFile, AnIteratorOutlivesItsSourceAndEdits) {
   auto source = Open("a,b\n1,x\n2,y\n");
   std::vector<OBS> area(2);
