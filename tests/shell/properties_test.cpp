@@ -133,6 +133,41 @@ TEST_F(Properties, AMoveThatTakesTheWeightAlongTellsItAgain) {
                           "weighted by \"b\" from now on"));
 }
 
+// The shell itself observes every dataset, so the first release is the one that tells them.
+TEST_F(Properties, ARoleThatObservesAfterTheFirstReleaseIsNotToldTheVariables) {
+  EXPECT_THAT(Told("weight survey by a\n"), ElementsAre("weighted by \"a\" from now on"));
+}
+
+TEST_F(Properties, OnlyAModifiedDefinitionSetsUnsaved) {
+  const auto written = [this](const std::string& commands) {
+    return AtPrompt(Opened() + Write(commands) + "show survey\n");
+  };
+  for (const std::string commands :
+       {"insert survey d\n", "delete survey a\n", "move survey c to 1\n", "weight survey by a\n",
+        "title survey T\n", "source survey blank 9\n"}) {
+    EXPECT_THAT(written(commands), HasSubstr("\n  unsaved        no\n")) << commands;
+  }
+  EXPECT_THAT(written("label survey a A\n"), HasSubstr("\n  unsaved        yes\n"));
+}
+
+TEST_F(Properties, AStringNeitherWeightsNorFilters) {
+  EXPECT_EQ(Writing("insert survey s string:3\nweight survey by b\nfilter survey by c\n"
+                    "weight survey by s\nfilter survey by s\n"),
+            std::string("error: variable \"s\" is a string, and a number weights cases\n"
+                        "error: variable \"s\" is a string, and a number selects cases\n") +
+                kReleased);
+  EXPECT_FALSE(WentWell());
+}
+
+// The library leaves the use to the variable, so that no pass can fail.
+TEST_F(Properties, AWeightThatBecomesAStringStaysTheWeight) {
+  const std::string text = Writing(
+      "weight survey by b\nfilter survey by b\n"
+      "retype survey b string:3\nshow survey\n");
+  EXPECT_THAT(text, HasSubstr("\n  weight         \"b\"\n  filter         \"b\"\n"));
+  EXPECT_TRUE(WentWell());
+}
+
 TEST_F(Properties, ADeletedVariableTakesItsUsesAlong) {
   EXPECT_THAT(Told("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
               ElementsAre("variable \"c\" deleted", "split by \"a\" (together)"));

@@ -24,9 +24,10 @@ std::optional<std::string> TakeUse(Arguments& arguments) {
   return arguments.Take("VARIABLE");
 }
 
-// -1 for none.
-int PositionOrNone(const ORVX_DataSource& source, const std::optional<std::string>& name) {
-  return name ? PositionOf(source, *name) : -1;
+// -1 for none. `does`: see NumberPositionOf.
+int PositionOrNone(const ORVX_DataSource& source, const std::optional<std::string>& name,
+                   const std::string& does) {
+  return name ? NumberPositionOf(source, *name, does) : -1;
 }
 
 std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
@@ -61,16 +62,18 @@ void SetWeight(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   const std::optional<std::string> name = TakeUse(arguments);
   arguments.End();
-  EditSource(caller, *dataset,
-             [&](ORVX_DataSource& source) { source.SetWeightVar(PositionOrNone(source, name)); });
+  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+    source.SetWeightVar(PositionOrNone(source, name, "weights cases"));
+  });
 }
 
 void SetFilter(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   const std::optional<std::string> name = TakeUse(arguments);
   arguments.End();
-  EditSource(caller, *dataset,
-             [&](ORVX_DataSource& source) { source.SetFilterVar(PositionOrNone(source, name)); });
+  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+    source.SetFilterVar(PositionOrNone(source, name, "selects cases"));
+  });
 }
 
 void SplitFile(Shell& shell, Caller& caller, Arguments& arguments) {

@@ -36,6 +36,15 @@ int PositionOf(const ORVX_DataSource& source, const std::string& name) {
   return position;
 }
 
+int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
+                     const std::string& does) {
+  const int position = PositionOf(source, name);
+  if (source.GetVariable(position).GetType() != 0) {
+    throw CommandError("variable " + Quoted(name) + " is a string, and a number " + does);
+  }
+  return position;
+}
+
 std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names) {
   std::vector<int> positions;
   for (const std::string& name : names) {

@@ -18,6 +18,9 @@ std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
 // Positions from 0. Each operation refuses, with CommandError, a name that no variable has; names
 // are told apart exactly.
 int PositionOf(const ORVX_DataSource& source, const std::string& name);
+// Refuses a string, too. `does` says for the error what the number is for: "weights cases".
+int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
+                     const std::string& does);
 // Refuses a name that stands twice, too.
 std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names);
 

@@ -8,7 +8,6 @@
 #include "Interrupt.h"
 #include "Shell.h"
 #include "Variables.h"
-#include "Words.h"
 #include "Writing.h"
 
 #include <libdatasrc/DataFreeDataSource.h>
@@ -30,10 +29,8 @@ std::unique_ptr<ORVX_DataSource> BlankCasesOf(const OpenDataset& dataset,
 std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name,
                                                  const OpenDataset& dataset,
                                                  ORVX_DataSource& source) {
-  const ORVX_Variable& selector = source.GetVariable(PositionOf(source, name));
-  if (selector.GetType() != 0) {
-    throw CommandError("variable " + Quoted(name) + " is a string, and a number selects cases");
-  }
+  const ORVX_Variable& selector =
+      source.GetVariable(NumberPositionOf(source, name, "selects cases"));
   if (!IsLaidOutByItself(source)) {
     throw CommandError(dataset.Name() +
                        " is a clone and has other variables by now than the cases that it shares; "

@@ -50,7 +50,11 @@ TEST_F(Filtered, SelectsTheCasesWhereTheVariableIsANumberOtherThanZero) {
 }
 
 TEST_F(Filtered, DoesNotKnowHowManyCasesItSelects) {
-  EXPECT_EQ(FilteredDataSource(file.get(), IDOf(*file, "use")).RowCount(), -1);
+  const FilteredDataSource source(file.get(), IDOf(*file, "use"));
+
+  EXPECT_EQ(source.RowCount(), -1);
+  EXPECT_EQ(Rows(source).size(), 3u);
+  EXPECT_EQ(source.RowCount(), -1);  // nor after somebody has read them all
 }
 
 TEST_F(Filtered, LeavesOutWhatTheParentsDictionaryDeclaresMissing) {
