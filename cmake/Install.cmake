@@ -3,22 +3,33 @@
 
 include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/ServerDataManager")
-get_property(platform_targets GLOBAL PROPERTY SDM_PLATFORM_TARGETS)
+get_property(platform_libraries GLOBAL PROPERTY SDM_PLATFORM_LIBRARIES)
+list(TRANSFORM platform_libraries PREPEND sdm_ OUTPUT_VARIABLE platform_targets)
 get_property(SDM_PLATFORM_IMPORTS GLOBAL PROPERTY SDM_PLATFORM_IMPORTS)
 
 # One export per floor: each is read after the one that it stands on.
 install(TARGETS sdm_ground EXPORT GroundTargets)
-install(TARGETS ${platform_targets} PackageProxy EXPORT PlatformTargets)
+install(TARGETS ${platform_targets} sdm_PackageProxy EXPORT PlatformTargets)
 install(TARGETS ServerDataManager sdm_client sdm_stream EXPORT ServerDataManagerTargets)
-install(TARGETS sdmsh)
+if(TARGET sdmsh)
+  install(TARGETS sdmsh)
+endif()
 
 install(EXPORT GroundTargets NAMESPACE ServerDataManager:: DESTINATION "${package_dir}")
 install(EXPORT PlatformTargets NAMESPACE platform:: DESTINATION "${package_dir}")
 install(EXPORT ServerDataManagerTargets NAMESPACE ServerDataManager:: DESTINATION "${package_dir}")
+set(SDM_FIND_DEPENDENCIES "")
+if(NOT BUILD_SHARED_LIBS)
+  set(SDM_FIND_DEPENDENCIES "include(CMakeFindDependencyMacro)\nfind_dependency(Threads)")
+endif()
 configure_package_config_file(cmake/ServerDataManagerConfig.cmake.in
   "${PROJECT_BINARY_DIR}/ServerDataManagerConfig.cmake" INSTALL_DESTINATION "${package_dir}")
+set(compatibility SameMajorVersion)
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  set(compatibility SameMinorVersion)  # as the sonames say
+endif()
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/ServerDataManagerConfigVersion.cmake"
-  COMPATIBILITY SameMajorVersion)
+  COMPATIBILITY ${compatibility})
 install(FILES "${PROJECT_BINARY_DIR}/ServerDataManagerConfig.cmake"
               "${PROJECT_BINARY_DIR}/ServerDataManagerConfigVersion.cmake"
               cmake/ImportPlatformLibrary.cmake
@@ -31,12 +42,30 @@ list(TRANSFORM public_headers PREPEND ServerDataManager/)
 install(FILES ${public_headers} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ServerDataManager")
 install(DIRECTORY client DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE PATTERN internal EXCLUDE)
-foreach(folder IN LISTS platform_targets ITEMS PackageProxy)
+foreach(folder IN LISTS platform_libraries ITEMS PackageProxy)
   install(DIRECTORY platform/${folder} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
           FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE PATTERN internal EXCLUDE)
 endforeach()
-install(FILES README.md LICENSE CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
+# A README of its own, with what the installed files need. The soname of a system library and its Debian
+# package follow from the name of the file: libcsv.so.3.0.2, libcsv.so.3, libcsv3.
+get_property(c_libraries GLOBAL PROPERTY SDM_C_LIBRARIES)
+set(SDM_SYSTEM_LIBRARIES "")
+foreach(library IN LISTS c_libraries)
+  file(REAL_PATH "${library}" library)
+  if(library MATCHES "([^/]*)\\.so\\.([0-9]+)")
+    string(APPEND SDM_SYSTEM_LIBRARIES
+      "- `${CMAKE_MATCH_1}.so.${CMAKE_MATCH_2}` (Debian: ${CMAKE_MATCH_1}${CMAKE_MATCH_2})\n")
+  endif()
+endforeach()
+cmake_host_system_information(RESULT SDM_BUILT_ON QUERY DISTRIB_PRETTY_NAME)
+configure_file(cmake/installed-README.md.in "${PROJECT_BINARY_DIR}/installed/README.md" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/installed/README.md" LICENSE CHANGELOG.md
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+
+if(NOT PROJECT_IS_TOP_LEVEL)
+  return()
+endif()
 set(CPACK_GENERATOR TGZ)
 set(CPACK_PACKAGE_VENDOR "the ServerDataManager maintainers")
 set(CPACK_STRIP_FILES ON)

@@ -3,8 +3,8 @@
 #   add_platform_library(libfoo SOURCES foo.cpp ...
 #                        [PUBLIC_DEPENDS platform::libbar ...] [PRIVATE_DEPENDS csv ...])
 #
-# makes the target platform::libfoo. It is our substitute, built as the shared library libfoo.so from
-# the current folder, or, where PLATFORM_libfoo_ROOT names a folder, an imported library found there:
+# makes the target platform::libfoo. It is our substitute, built as libfoo.so (libfoo.a in a static
+# build) from the current folder, or, where PLATFORM_libfoo_ROOT names a folder, an imported library found there:
 # ROOT/include/libfoo/*.h and ROOT/lib/libfoo.so.
 
 include(ImportPlatformLibrary)
@@ -54,19 +54,20 @@ function(add_platform_library name)
       "import_platform_library(${name} \"${PLATFORM_${name}_ROOT}\" ${depends})\n")
   else()
     build_platform_library(${name} "${arg_SOURCES}" "${arg_PUBLIC_DEPENDS}" "${arg_PRIVATE_DEPENDS}")
-    set_property(GLOBAL APPEND PROPERTY SDM_PLATFORM_TARGETS ${name})
+    set_property(GLOBAL APPEND PROPERTY SDM_PLATFORM_LIBRARIES ${name})
   endif()
 endfunction()
 
 function(build_platform_library name sources public_depends private_depends)
-  add_library(${name} SHARED ${sources})
-  add_library(platform::${name} ALIAS ${name})
-  sdm_library_settings(${name})
+  set(target sdm_${name})
+  add_library(${target} ${sources})
+  add_library(platform::${name} ALIAS ${target})
+  sdm_library_settings(${target})
   # EXPORT_NAME keeps platform::libfoo for those who find the installed package.
-  set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${name} EXPORT_NAME ${name})
-  target_include_directories(${name} PUBLIC
+  set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${name} EXPORT_NAME ${name})
+  target_include_directories(${target} PUBLIC
     "$<BUILD_INTERFACE:${SDM_PLATFORM_INCLUDE_DIR}>"
     "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
-  target_link_libraries(${name} PUBLIC ServerDataManager::ground ${public_depends}
-                                PRIVATE ${private_depends})
+  target_link_libraries(${target} PUBLIC ServerDataManager::ground ${public_depends}
+                                  PRIVATE ${private_depends})
 endfunction()

@@ -1,10 +1,10 @@
 # sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): one GoogleTest executable, each of its
 # tests known to CTest by its own name. Labels choose what a sanitizer run plays; the target
-# concurrency_tests builds those with the label concurrency and nothing else.
+# sdm_concurrency_tests builds those with the label concurrency and nothing else.
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
-add_custom_target(concurrency_tests)
+add_custom_target(sdm_concurrency_tests)
 
 function(sdm_add_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS;LABELS" ${ARGN})
@@ -17,6 +17,6 @@ function(sdm_add_test name)
        "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${arg_LABELS}\")\n")
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${labels_file}")
   if("concurrency" IN_LIST arg_LABELS)
-    add_dependencies(concurrency_tests ${name})
+    add_dependencies(sdm_concurrency_tests ${name})
   endif()
 endfunction()

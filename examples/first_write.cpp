@@ -7,7 +7,7 @@
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
-struct Listener : SvrDMDataSetObserver {
+struct Listener final : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     std::printf("%zu change message(s)\n", writer->GetNotifications().size());
   }

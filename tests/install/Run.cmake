@@ -1,3 +1,5 @@
+cmake_minimum_required(VERSION 3.22)
+
 # run(COMMAND...): runs a step of a script test and stops the test, showing the output, where it fails.
 
 function(run)

@@ -1,13 +1,52 @@
-# Installs the build into a scratch prefix, moves the prefix, and builds and runs a project against it.
+# Installs the build into a scratch prefix, moves the prefix, and looks at what is there: its documents, its
+# headers, and a project that builds against it, with every warning of every compiler at hand.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
+include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/moved")
 
 run("${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${WORK_DIR}/prefix")
 file(RENAME "${WORK_DIR}/prefix" "${prefix}")
 
-# No header relies on a file that is not installed.
+# --- documents: every link leads somewhere, and the README names what the libraries need ---
+
+file(GLOB_RECURSE documents "${prefix}/*.md")
+foreach(document IN LISTS documents)
+  file(READ "${document}" text)
+  get_filename_component(folder "${document}" DIRECTORY)
+  string(REPLACE "](" "@" text "${text}")  # lists know no brackets
+  string(REGEX MATCHALL "@[^):#]+[)#]" links "${text}")
+  foreach(link IN LISTS links)
+    string(REGEX REPLACE "[@)#]" "" link "${link}")
+    if(NOT EXISTS "${folder}/${link}")
+      message(SEND_ERROR "${document}: no such file: ${link}")
+    endif()
+  endforeach()
+endforeach()
+
+file(GLOB_RECURSE readme "${prefix}/share/*/README.md")
+file(READ "${readme}" readme)
+file(GLOB libraries RELATIVE "${prefix}/lib" "${prefix}/lib/*.so.*")
+foreach(library IN LISTS libraries)
+  run("${READELF}" --dynamic "${prefix}/lib/${library}")
+  if(NOT RUN_OUTPUT MATCHES "SONAME[^\n]*${library}|SONAME[^\n]*\\.so\\.[0-9]")
+    message(SEND_ERROR "${library} has no versioned soname")
+  endif()
+  string(REPLACE "[" "@" output "${RUN_OUTPUT}")
+  string(REGEX MATCHALL "Shared library: @[^]\n]+" needed "${output}")
+  foreach(name IN LISTS needed)
+    string(REGEX REPLACE ".*@" "" name "${name}")
+    string(FIND "${readme}" "`${name}`" place)
+    if(place EQUAL -1 AND NOT name IN_LIST libraries AND NOT name MATCHES
+       "^(libc|libm|libstdc\\+\\+|libgcc_s|libpthread|libatomic|ld-.*)\\.so\\.[0-9]+$")
+      message(SEND_ERROR "${library} needs ${name}, which the README does not name")
+    endif()
+  endforeach()
+endforeach()
+
+# --- headers: none relies on a file that is not installed ---
+
 file(GLOB_RECURSE headers RELATIVE "${prefix}/include" "${prefix}/include/*.h")
 list(LENGTH headers count)
 if(count LESS 20)
@@ -15,14 +54,46 @@ if(count LESS 20)
 endif()
 list(TRANSFORM headers REPLACE "(.+)" "#include <\\1>\n")
 file(WRITE "${WORK_DIR}/all_headers.cpp" ${headers})
-run("${COMPILER}" -std=c++20 -fsyntax-only -I "${prefix}/include" "${WORK_DIR}/all_headers.cpp")
 
-run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${WORK_DIR}/build" -G Ninja
-    "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${COMPILER}")
-run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build")
-run("${WORK_DIR}/build/consumer")
-if(NOT RUN_OUTPUT STREQUAL "2 messages, 1 variable in the mirror, 2 shown of 3, 55 bytes\n")
-  message(FATAL_ERROR "The consumer said: ${RUN_OUTPUT}")
+# --- a project of somebody else's ---
+
+set(GNU_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast)
+# All but what is about older standards, layout, interfaces without code, and the name _ORVXMBstricmp_A.
+set(Clang_WARNINGS -Weverything -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-padded
+    -Wno-weak-vtables -Wno-reserved-identifier)
+
+function(configure_consumer compiler folder)
+  run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${folder}" -G Ninja
+      "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${compiler}" ${ARGN})
+endfunction()
+
+foreach(kind IN ITEMS GNU Clang)
+  if(NOT ${kind}_COMPILER)
+    continue()
+  endif()
+  set(flags ${${kind}_WARNINGS} -Werror)
+  run("${${kind}_COMPILER}" -std=c++20 -fsyntax-only ${flags} -I "${prefix}/include" "${WORK_DIR}/all_headers.cpp")
+  list(JOIN flags " " flags)
+  configure_consumer("${${kind}_COMPILER}" "${WORK_DIR}/${kind}" "-DCMAKE_CXX_FLAGS=${flags}")
+  run("${CMAKE_COMMAND}" --build "${WORK_DIR}/${kind}")
+  check_consumer("${WORK_DIR}/${kind}")
+endforeach()
+
+# --- what there is not, is not found ---
+
+function(expect_not_found expected)
+  execute_process(COMMAND "${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${WORK_DIR}/none" -G Ninja
+                          "-DCMAKE_PREFIX_PATH=${prefix}" "-DCMAKE_CXX_COMPILER=${COMPILER}" ${ARGN}
+                  RESULT_VARIABLE result OUTPUT_QUIET ERROR_VARIABLE output)
+  string(REGEX REPLACE "[ \n]+" " " output "${output}")
+  if(result EQUAL 0 OR NOT output MATCHES "${expected}")
+    message(FATAL_ERROR "find_package ended with ${result} and not with '${expected}': ${output}")
+  endif()
+endfunction()
+
+expect_not_found("has no component nonsense" "-DCOMPONENTS=client;nonsense")
+expect_not_found("compatible with requested version \"0.0\"" -DCOMPONENTS=client -DVERSION=0.0)
+
+if(EXISTS "${prefix}/bin/sdmsh")
+  run("${CMAKE_COMMAND}" -E chdir "${PROJECT_DIR}" "${prefix}/bin/sdmsh" examples/survey.sdm)
 endif()
-
-run("${CMAKE_COMMAND}" -E chdir "${PROJECT_DIR}" "${prefix}/bin/sdmsh" examples/survey.sdm)

@@ -16,7 +16,9 @@
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
-struct Client : SvrDMDataSetObserver {
+namespace {
+
+struct Client final : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     messages += writer->GetNotifications().size();
     mirror.Apply(writer->GetNotifications());
@@ -42,6 +44,8 @@ std::size_t SizeOfDefaultSpecs() {
   SvrBootstrapSpecsSerializer::serializeSpecs(SvrBootstrapSpecs(), bytes);
   return SvrBootstrapSpecsSerializer::checkSpecs(bytes).size;
 }
+
+}  // namespace
 
 int main() {
   ServerDataManager& registry = ServerDataManager::GetInstance();

@@ -1,0 +1,54 @@
+# Makes the project a part of another build, static, and then installs the static libraries and finds them
+# from a third project.
+
+include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
+include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
+file(REMOVE_RECURSE "${WORK_DIR}")
+
+# configure(SOURCE FOLDER OPTION...)
+function(configure source folder)
+  run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/${source}" -B "${folder}" -G Ninja
+      "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_CXX_FLAGS=-O0 ${ARGN})
+endfunction()
+
+# --- by default: libraries with names of our own, and nothing else ---
+
+configure(embedding "${WORK_DIR}/default" "-DPROJECT_DIR=${PROJECT_DIR}" -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON
+          "-DCMAKE_INSTALL_PREFIX=${WORK_DIR}/nothing")
+file(STRINGS "${WORK_DIR}/default/targets.txt" targets)
+if(NOT "sdm_libdatasrc" IN_LIST targets)
+  message(SEND_ERROR "The libraries are not built")
+endif()
+foreach(target IN LISTS targets)
+  if(NOT target MATCHES "^(sdm_|ServerDataManager)")
+    message(SEND_ERROR "A target without our prefix: ${target}")
+  elseif(target MATCHES "^sdm_(first_write|two_processes)")
+    message(SEND_ERROR "An example: ${target}")
+  endif()
+endforeach()
+run("${CMAKE_COMMAND}" --install "${WORK_DIR}/default")
+if(EXISTS "${WORK_DIR}/nothing")
+  message(SEND_ERROR "The surrounding build installs what it did not ask for")
+endif()
+file(GLOB_RECURSE settings "${WORK_DIR}/default/CPack*" "${WORK_DIR}/default/compile_commands.json")
+file(GLOB_RECURSE tests "${WORK_DIR}/default/sdm/CTestTestfile.cmake")
+if(settings OR tests)
+  message(SEND_ERROR "The surrounding build got ${settings} ${tests}")
+endif()
+
+# --- static, in the build and installed ---
+
+set(static "${WORK_DIR}/static")
+configure(embedding "${static}" "-DPROJECT_DIR=${PROJECT_DIR}" -DBUILD_SHARED_LIBS=OFF -DSDM_INSTALL=ON)
+run("${CMAKE_COMMAND}" --build "${static}")
+check_consumer("${static}/consumer")
+
+run("${CMAKE_COMMAND}" --install "${static}" --prefix "${WORK_DIR}/prefix")
+file(RENAME "${WORK_DIR}/prefix" "${WORK_DIR}/moved")
+file(GLOB_RECURSE shared "${static}/*.so" "${WORK_DIR}/moved/*.so")
+if(shared)
+  message(SEND_ERROR "Shared libraries in a static build: ${shared}")
+endif()
+configure(consumer "${WORK_DIR}/consumer" "-DCMAKE_PREFIX_PATH=${WORK_DIR}/moved")
+run("${CMAKE_COMMAND}" --build "${WORK_DIR}/consumer")
+check_consumer("${WORK_DIR}/consumer")
