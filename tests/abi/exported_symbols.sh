@@ -37,4 +37,4 @@ for library in "$@"; do
     status=1
   fi
 done
-exit $status
+exit "$status"

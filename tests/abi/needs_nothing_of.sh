@@ -12,4 +12,4 @@ for lower in "$@"; do
   common=$(printf '%s\n' "$needed" "$defined" | sort | uniq -d)
   [ -z "$common" ] || { echo "$lower needs of $upper: $common"; status=1; }
 done
-exit ${status:-0}
+exit "${status:-0}"
