@@ -91,7 +91,7 @@ function(expect_not_found expected)
   endif()
 endfunction()
 
-expect_not_found("has no component nonsense" "-DCOMPONENTS=client;nonsense")
+expect_not_found("has no component nonsense" -DCOMPONENTS=nonsense)
 expect_not_found("compatible with requested version \"0.0\"" -DCOMPONENTS=client -DVERSION=0.0)
 
 if(EXISTS "${prefix}/bin/sdmsh")
