@@ -5,8 +5,9 @@
 
 namespace sdm_internal {
 
-// Splits `source` by the variables at the `count` positions in `indices`. Uses the operation of this
-// name where the platform has it, and SetSplit, with whatever limit that has, where it does not.
+// Splits `source` by the variables at the `count` positions in `indices`. Uses the operation of
+// this name where the platform has it, and SetSplit, with whatever limit that has, where it does
+// not.
 template <class Source>
 void SetSplitOfAnySize(Source& source, unsigned int count, const int* indices, bool separate) {
   if constexpr (requires { source.SetSplitOfAnySize(count, indices, separate); }) {

@@ -1,5 +1,6 @@
 // The registry used by several threads at once.
 
+#include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/ErrorMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -159,6 +160,123 @@ TEST(RegistryThreads, OtherThreadsWaitWhileRegistryObserversAreTold) {
 
   EXPECT_THAT(observer.Created(), SizeIs(1));
   EXPECT_THAT(registry.GetAllDatasets(), SizeIs(4));
+}
+
+// Each notice is held up until another thread sleeps at the registry's lock. None of these
+// operations holds that lock where it gives the notice.
+TEST(RegistryThreads, OtherThreadsWaitDuringTheNoticesOfEveryOperation) {
+  ServerDataManager registry;
+  const LocallyUniqueID written = registry.AddEmpty(/*quiet=*/false);
+  SvrDMItemPtr given = registry.GetDataSet(registry.AddEmpty(/*quiet=*/false));
+  given->SetDataSet(support::Dictionary("A").release());
+  const LocallyUniqueID chosen(2, 7);
+  RecordingRegistryObserver observer;
+  registry.Register(observer);
+  std::vector<std::unique_ptr<WatchedThread>> threads;
+  std::string operation;
+  observer.onCreated = observer.onDeleted = [&](auto) {
+    threads.push_back(std::make_unique<WatchedThread>([&] { registry.GetAllDatasets(); }));
+    EXPECT_TRUE(threads.back()->Waits()) << operation;
+  };
+  const std::vector<NamedCall> operations = {
+      {"release of a writer",
+       [&] {
+         support::Write(registry, written, [](SvrDMWriteableDataSource& writer) {
+           writer.SetDataSet(support::Dictionary("A").release());
+         });
+       }},
+      {"NotifyCreate", [&] { registry.NotifyCreate(*given); }},
+      {"Add with an identifier",
+       [&] { registry.Add(*support::Dictionary("A").release(), "", false, chosen, 0); }},
+      {"Add in place of a dataset",
+       [&] { registry.Add(*support::Dictionary("A").release(), "", false, chosen, 0); }},
+      {"Clear", [&] { registry.Clear(); }},
+  };
+
+  for (const NamedCall& next : operations) {
+    operation = next.name;
+    next.call();
+    threads.clear();
+  }
+
+  EXPECT_THAT(observer.Created(), ElementsAre(written, given->ID(), chosen, chosen));
+  EXPECT_THAT(observer.Deleted(), ElementsAre(chosen, chosen, given->ID(), written));
+}
+
+// Calls back when it is asked, and changes nothing.
+class AskedHook : public ORVX_DataSourceFilterHook {
+ public:
+  ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override {
+    asked();
+    return source;
+  }
+
+  std::function<void()> asked;
+};
+
+// The hook holds up each adding in its middle: an identifier is taken, the dataset of that
+// identifier deleted, and nothing added yet.
+TEST(RegistryThreads, OtherThreadsWaitInTheMiddleOfAnAdding) {
+  ServerDataManager registry;
+  AskedHook hook;
+  registry.RegisterFilter(&hook);
+  std::vector<std::unique_ptr<WatchedThread>> threads;
+  std::string operation;
+  hook.asked = [&] {
+    threads.push_back(std::make_unique<WatchedThread>([&] { registry.GetAllDatasets(); }));
+    EXPECT_TRUE(threads.back()->Waits()) << operation;
+  };
+  ORVX_DataSource* (*const source)() = [] {
+    return static_cast<ORVX_DataSource*>(support::Dictionary("A").release());
+  };
+  const std::vector<NamedCall> operations = {
+      {"Add", [&] { registry.Add(*source(), "", true); }},
+      {"Add with a password", [&] { registry.Add(*source(), "", "secret", false, true); }},
+      {"Add with an identifier",
+       [&] { registry.Add(*source(), "", true, LocallyUniqueID(0, 0), 0); }},
+  };
+
+  for (const NamedCall& next : operations) {
+    operation = next.name;
+    next.call();
+  }
+
+  EXPECT_THAT(threads, SizeIs(3));
+  threads.clear();
+}
+
+// The hook is asked under the registry lock, and the other threads do not wait for that.
+TEST(RegistryThreads, TheRegistryLockIsNotTakenWhereNobodyIsToldAndByTheHooksInstallation) {
+  ServerDataManager registry;
+  AskedHook hook, another;
+  RecordingRegistryObserver observer;
+  registry.Register(observer);
+  SvrDMItemPtr announced = registry.GetDataSet(AddDataset(registry, "A"));
+  registry.Delete(announced->ID());
+  SvrDMItemPtr quiet = registry.GetDataSet(AddDataset(registry, "A", /*quiet=*/true));
+  SvrDMItemPtr empty = registry.GetDataSet(registry.AddEmpty(/*quiet=*/false));
+  registry.Delete(empty->ID());
+  registry.RegisterFilter(&hook);
+  const std::vector<NamedCall> calls = {
+      {"NotifyCreate of a quiet dataset", [&] { registry.NotifyCreate(*quiet); }},
+      {"NotifyCreate of one that was announced", [&] { registry.NotifyCreate(*announced); }},
+      {"NotifyCreate of one without a source", [&] { registry.NotifyCreate(*empty); }},
+      {"Clear of quiet datasets", [&] { registry.Clear(); }},
+      {"RegisterFilter", [&] { registry.RegisterFilter(&another); }},
+  };
+  std::vector<std::unique_ptr<WatchedThread>> threads;
+  hook.asked = [&] {
+    threads.push_back(std::make_unique<WatchedThread>([&] { registry.GetDataSet("nobody"); }));
+    EXPECT_TRUE(threads.back()->Waits()) << "the lock is not held";
+    for (const NamedCall& operation : calls) {
+      threads.push_back(std::make_unique<WatchedThread>(operation.call));
+      EXPECT_FALSE(threads.back()->Waits()) << operation.name;
+    }
+  };
+
+  AddDataset(registry, "B", /*quiet=*/true);
+
+  EXPECT_THAT(threads, SizeIs(calls.size() + 1));
 }
 
 // An observer holds up another dataset's notice, so both threads that could announce the dataset

@@ -8,6 +8,7 @@
 #define TESTS_SUPPORT_COUNTEDARRAYS_H_
 
 #include <cstddef>
+#include <string_view>
 
 namespace support {
 
@@ -15,6 +16,7 @@ struct Arrays {
   int taken = 0;
   int given = 0;             // back
   std::size_t lastSize = 0;  // of the last one taken, in bytes
+  std::string_view behind;   // bytes that the memory of every array has behind its end
 };
 
 // Since the program began, or a test set it to {}. Threads: the only one that allocates.

@@ -8,6 +8,7 @@
 #include <tests/support/CountedArrays.h>
 
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -27,6 +28,20 @@ TEST(BootstrapBuffer, IsAsLongAsTheBytesAndGivenBack) {
   EXPECT_EQ(reading.taken, 1);
   EXPECT_EQ(reading.lastSize, bytes.size());
   EXPECT_EQ(reading.given, 1);
+}
+
+// The reader believes its caller that the bytes are whole: what it needs beyond them it takes from
+// wherever it comes to.
+TEST(BootstrapBuffer, IsReadToTheEndOfTheSpecificationWhateverItsLength) {
+  const std::string bytes = support::BytesOf(support::FullBootstrapSpecs());
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    SvrBootstrapSpecs specs;
+    arrays = {};
+    arrays.behind = std::string_view(bytes).substr(length);
+    SvrBootstrapSpecsSerializer::deserializeSpecs(bytes.substr(0, length), specs);
+    arrays = {};
+    EXPECT_EQ(support::BytesOf(specs), bytes) << "cut after " << length << " bytes";
+  }
 }
 
 TEST(BootstrapBuffer, IsLeftBehindInAnUnknownVersion) {

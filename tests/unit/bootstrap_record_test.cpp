@@ -76,11 +76,23 @@ TEST(BootstrapRecord, ReplacesAListAndKeepsACopyOfIt) {
   EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(3, 7));
 }
 
-TEST(BootstrapRecord, IsNotChangedByItsOwnList) {
+TEST(BootstrapRecord, IsNotChangedByItsOwnLists) {
   Specs specs;
+  specs.SetStrataVarList({1});
+  specs.SetDependVarList({2, 3});
   specs.SetInputVarList({3, 7});
+  specs.SetPredictedVarList({5});
+  specs.SetResidualVarList({6, 8});
+  specs.SetStrataVarList(specs.GetStrataVarList());
+  specs.SetDependVarList(specs.GetDependVarList());
   specs.SetInputVarList(specs.GetInputVarList());
+  specs.SetPredictedVarList(specs.GetPredictedVarList());
+  specs.SetResidualVarList(specs.GetResidualVarList());
+  EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(1));
+  EXPECT_THAT(specs.GetDependVarList(), ElementsAre(2, 3));
   EXPECT_THAT(specs.GetInputVarList(), ElementsAre(3, 7));
+  EXPECT_THAT(specs.GetPredictedVarList(), ElementsAre(5));
+  EXPECT_THAT(specs.GetResidualVarList(), ElementsAre(6, 8));
 }
 
 TEST(BootstrapRecord, HasSplitEndsAndCaseStatisticsFilledInPlace) {

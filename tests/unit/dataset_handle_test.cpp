@@ -207,6 +207,22 @@ TEST_F(DatasetHandle, ForwardsEachWindowFlagAndReturnsWhatWasSet) {
   EXPECT_FALSE(handle_.WindowHidden());
 }
 
+TEST_F(DatasetHandle, ForwardsEachWindowFlagByItself) {
+  for (const bool front : {false, true}) {
+    for (const bool minimized : {false, true}) {
+      for (const bool hidden : {false, true}) {
+        item_->WindowFront(front);
+        item_->WindowMinimized(minimized);
+        item_->WindowHidden(hidden);
+        const SvrDMDataset& handle = handle_;
+        EXPECT_EQ(handle.WindowFront(), front);
+        EXPECT_EQ(handle.WindowMinimized(), minimized);
+        EXPECT_EQ(handle.WindowHidden(), hidden);
+      }
+    }
+  }
+}
+
 TEST_F(DatasetHandle, ForwardsTheCountsOfReadersAndWriters) {
   item_->AddReader();
   item_->AddReader();
@@ -265,6 +281,7 @@ TEST_F(DatasetHandle, TakesHoldOfTheSavedFileAndLetsItGo) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("survey.tsv");
   handle_.SetFileName(path);
+  EXPECT_TRUE(AnotherProcessMayWrite(path)) << "the name alone takes no hold of the file";
 
   handle_.LockSavFileInUse();
   EXPECT_FALSE(AnotherProcessMayWrite(path));

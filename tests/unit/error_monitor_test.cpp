@@ -170,6 +170,22 @@ TEST(InteractiveErrorMonitor, ReportsAsBeforeAfterAProxyThatThrew) {
   EXPECT_THAT(whole.Texts(), ElementsAre("error"));
 }
 
+TEST(InteractiveErrorMonitor, ReportsWarningsAsBeforeAfterASendThatFailed) {
+  RecordingProxy proxy;
+  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  proxy.status = -1;
+  monitor.Report(ErrorText("first", 2));
+  EXPECT_TRUE(monitor.GetReportWarnings());
+  BrokenProxy broken;
+  LocallyUniqueID id = kDataset;
+  monitor.InitializeErrorMonitor(id, &broken);
+  EXPECT_THROW(monitor.Report(ErrorText("second", 2)), std::runtime_error);
+  EXPECT_TRUE(monitor.GetReportWarnings());
+  monitor.InitializeErrorMonitor(id, &proxy);
+  monitor.Report(ErrorText("third", 2));
+  EXPECT_THAT(proxy.Texts(), ElementsAre("first", "third"));
+}
+
 TEST(InteractiveErrorMonitor, ReportsThroughTheInterfaceToo) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);

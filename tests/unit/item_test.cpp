@@ -455,6 +455,32 @@ TEST(SvrDMItem, LetsGoOfItsFileItsMessagesItsSourceAndItsBootstrapSpecificationI
                                   "source, file free", "bootstrap, file free"));
 }
 
+// Whoever looks while the old chain goes finds the old source and its file still held.
+TEST(SvrDMItem, StoresANewSourceAndLetsGoOfTheFileOnceTheOldChainHasGone) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("survey.tsv");
+  const auto SeenByTheSourceOn = [&](ORVX_DataSource* parent, ORVX_DataSource* next) {
+    std::string seen;
+    SvrDMItem* item = nullptr;
+    const ORVX_DataSource* old = nullptr;
+    auto* const source = new TellingSource([&] {
+      seen += item->DataSource() == old ? "old source" : "new source";
+      seen += AnotherProcessMayWrite(path) ? ", file free" : ", file held";
+    });
+    old = source;
+    source->SetParentSource(parent);
+    SvrDMItem owner = Item(source, path);
+    item = &owner;
+    owner.SetDataSet(next);
+    return seen;
+  };
+  auto* const parent = new DataFreeDataSource;
+
+  EXPECT_EQ(SeenByTheSourceOn(parent, parent), "old source, file held");
+  EXPECT_EQ(SeenByTheSourceOn(nullptr, new DataFreeDataSource), "old source, file held");
+  EXPECT_EQ(SeenByTheSourceOn(nullptr, nullptr), "old source, file held");
+}
+
 TEST(SvrDMItem, PromisesThatItsDestructionDoesNotThrow) {
   EXPECT_TRUE(std::is_nothrow_destructible_v<SvrDMItem>);
 }

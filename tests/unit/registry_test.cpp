@@ -467,6 +467,18 @@ TEST_F(RegistryTest, APasswordIsSetOnTheDatasetWithTheIdentifier) {
   EXPECT_EQ(registry_.GetDataSet(first)->Password(), "");
 }
 
+TEST_F(RegistryTest, APasswordIsSetOnTheFirstOfTwoDatasetsWithTheIdentifier) {
+  const LocallyUniqueID id(0, 0);
+  registry_.Add(NewSource(), "", false, id, 0);
+  ASSERT_EQ(Add(), id);
+
+  registry_.Password(id, "secret", true);
+
+  const std::vector<SvrDMDataset> both = registry_.GetAllDatasets();
+  EXPECT_EQ(both[0].GetPassword(), "secret");
+  EXPECT_EQ(both[1].GetPassword(), "");
+}
+
 TEST_F(RegistryTest, APasswordForAnUnknownIdentifierIsIgnored) {
   const LocallyUniqueID id = Add();
 
@@ -965,6 +977,22 @@ TEST_F(RegistryTest, AHookThatReturnsNothingMakesADatasetWithoutASource) {
   registry_.RegisterFilter(&hook);
 
   EXPECT_EQ(registry_.GetDataSet(Add())->DataSource(), nullptr);
+}
+
+// Whether a file name is in use is asked after the hook.
+TEST_F(RegistryTest, AHookThatDeletesTheDatasetWithTheFileNameLeavesTheNameToTheNewOne) {
+  Hook hook;
+  const LocallyUniqueID first = Add("survey");
+  hook.answer = [&](ORVX_DataSource* source) {
+    registry_.Delete(first);
+    return source;
+  };
+  registry_.RegisterFilter(&hook);
+
+  const SvrDMItemPtr second = registry_.GetDataSet(Add("survey"));
+
+  EXPECT_EQ(second->FileName(), "survey");
+  EXPECT_EQ(second->SuppressedFileName(), "");
 }
 
 TEST_F(RegistryTest, AHookThatThrowsLeavesTheSourceToTheCallerAndNothingRegistered) {

@@ -1,6 +1,6 @@
 // The order of the steps in which handles take and release. This program brings its own sfMutexRW,
 // which the library's calls resolve to: it locks nothing and writes down who counts what at each
-// call.
+// call. It brings the operation that counts a reader, too, which writes down the same.
 
 #include <libsfthread/sfMutexRW.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -45,6 +45,11 @@ void sfMutexRW::unlock() noexcept {
   Step("unlock");
 }
 
+void SvrDMItem::AddReader() {
+  Step("reader counted");
+  ++readersCount_;
+}
+
 namespace {
 
 using testing::ElementsAre;
@@ -67,6 +72,7 @@ TEST_F(StepsOfHandles, AReaderCountsItselfUnderItsLockAndDropsItsCountAfterRelea
   { const SvrDMInputDataSource reader(registry, id, false); }
 
   EXPECT_THAT(steps, ElementsAre("read lock with 0 readers, 0 writers",
+                                 "reader counted with 0 readers, 0 writers",
                                  "unlock with 1 readers, 0 writers"));
   EXPECT_EQ(item->ReadersCount(), 0);
 }
@@ -77,6 +83,7 @@ TEST_F(StepsOfHandles, AReaderNeverTries) {
   { const SvrDMInputDataSource reader(registry, id, /*tryOnly=*/true); }
 
   EXPECT_THAT(steps, ElementsAre("read lock with 0 readers, 0 writers",
+                                 "reader counted with 0 readers, 0 writers",
                                  "unlock with 1 readers, 0 writers"));
 }
 
@@ -87,9 +94,10 @@ TEST_F(StepsOfHandles, AWriterTellsThenCountsAsAReaderWhileItReleasesTheLock) {
 
   { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr); }
 
-  EXPECT_THAT(steps, ElementsAre("write lock with 0 readers, 1 writers",
-                                 "observer told with 0 readers, 1 writers",
-                                 "unlock with 1 readers, 0 writers"));
+  EXPECT_THAT(
+      steps,
+      ElementsAre("write lock with 0 readers, 1 writers", "observer told with 0 readers, 1 writers",
+                  "reader counted with 0 readers, 1 writers", "unlock with 1 readers, 0 writers"));
   EXPECT_EQ(item->ReadersCount(), 0);
   EXPECT_EQ(item->WritersCount(), 0);
 }
@@ -98,6 +106,7 @@ TEST_F(StepsOfHandles, AWriterThatOnlyTriesReleasesLikeAnyOther) {
   { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/true, nullptr); }
 
   EXPECT_THAT(steps, ElementsAre("tried write lock with 0 readers, 1 writers",
+                                 "reader counted with 0 readers, 1 writers",
                                  "unlock with 1 readers, 0 writers"));
 }
 
@@ -109,7 +118,9 @@ TEST_F(StepsOfHandles, AFailedTryUnlocksNothingThenOrLater) {
 
   EXPECT_THAT(steps, ElementsAre("tried write lock with 0 readers, 1 writers",
                                  "write lock with -1 readers, 2 writers",
-                                 "read lock with -1 readers, 1 writers"));
+                                 "reader counted with -1 readers, 2 writers",
+                                 "read lock with -1 readers, 1 writers",
+                                 "reader counted with -1 readers, 1 writers"));
 }
 
 TEST_F(StepsOfHandles, TheRegistryNeverTakesTheLockOfADataset) {

@@ -1,0 +1,82 @@
+// What an error report makes, in which order, and that all of it goes. This program brings its own
+// constructors and destructors of the two messages, which the library's calls resolve to: they
+// write down that they were called.
+
+#include <liborvxmsgs/ReportedErrorMsg.h>
+#include <liborvxmsgs/ReportedErrorMsgResponse.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/InteractiveErrorMonitor.h>
+
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> steps;
+
+}  // namespace
+
+ReportedErrorMsg::ReportedErrorMsg(LocallyUniqueID& dataSetID, const ErrorText& text)
+    : text_(text), dataSetID_(dataSetID) {
+  steps.push_back("message made");
+}
+ReportedErrorMsg::~ReportedErrorMsg() {
+  steps.push_back("message gone");
+}
+void ReportedErrorMsg::Serialize(VStream&) {}
+
+ReportedErrorMsgResponse::ReportedErrorMsgResponse() {
+  steps.push_back("response made");
+}
+ReportedErrorMsgResponse::~ReportedErrorMsgResponse() {
+  steps.push_back("response gone");
+}
+void ReportedErrorMsgResponse::Serialize(VStream&) {}
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Channel : public PackageProxy {
+ public:
+  short SendMessage(int, VSerializable*) override {
+    steps.push_back("sent");
+    if (broken) throw std::runtime_error("line is cut");
+    return 0;
+  }
+
+  bool broken = false;
+};
+
+class StepsOfAReport : public testing::Test {
+ protected:
+  StepsOfAReport() { steps.clear(); }
+
+  Channel channel;
+  InteractiveErrorMonitor monitor{LocallyUniqueID(0, 4), &channel};
+};
+
+TEST_F(StepsOfAReport, BeginAndEndWithAResponseThatNobodyReads) {
+  monitor.Report(ErrorText("Disk full", 1));
+  EXPECT_THAT(
+      steps, ElementsAre("response made", "message made", "sent", "message gone", "response gone"));
+}
+
+TEST_F(StepsOfAReport, AreTheSameWhereTheChannelThrows) {
+  channel.broken = true;
+  EXPECT_THROW(monitor.Report(ErrorText("Disk full", 1)), std::runtime_error);
+  EXPECT_THAT(
+      steps, ElementsAre("response made", "message made", "sent", "message gone", "response gone"));
+}
+
+TEST_F(StepsOfAReport, AreNoneForAWarningThatIsNotReported) {
+  monitor.DoNotReportWarnings();
+  monitor.Report(ErrorText("Disk nearly full", 2));
+  EXPECT_THAT(steps, IsEmpty());
+}
+
+}  // namespace
