@@ -244,8 +244,8 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
   std::unique_ptr<char[]> buffer = CopyOf(input);
   Fields fields(buffer.get());
   if (fields.Next<std::uint32_t>() != kVersion) {
-    // The buffer is left behind on purpose: established behaviour, which is kept as it is. Whoever
-    // cannot afford that asks checkSpecs first.
+    // The buffer is left behind on purpose, an oddity that is kept. A caller that cannot afford it
+    // asks checkSpecs first.
     static_cast<void>(buffer.release());
     return;
   }

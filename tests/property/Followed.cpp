@@ -19,8 +19,8 @@ std::vector<std::string> Lines(const List& list) {
   return lines;
 }
 
-// Whether the plain transcription covers it.
-bool IsTranscribed(const support::Said& said) {
+// Whether the plain comparison covers it.
+bool IsCovered(const support::Said& said) {
   using Kind = support::Said::Kind;
   return support::IsAboutVariables(said) || said.kind == Kind::Weight ||
          said.kind == Kind::Filter || said.kind == Kind::Split;
@@ -61,9 +61,9 @@ std::string Followed::Update(bool mirrored) {
 std::string Followed::MessagesThatDiffer(const std::vector<support::Said>& expected,
                                          const std::vector<support::Said>& queued) {
   std::vector<support::Said> told;
-  std::copy_if(queued.begin(), queued.end(), std::back_inserter(told), IsTranscribed);
+  std::copy_if(queued.begin(), queued.end(), std::back_inserter(told), IsCovered);
   if (told == expected) return "";
-  return "Other messages than the plain transcription's:\n" +
+  return "Other messages than the plain comparison's:\n" +
          support::SideBySide("plain", Lines(expected), "queued", Lines(told));
 }
 

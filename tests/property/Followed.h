@@ -1,5 +1,5 @@
 // Followed: a dataset whose variables are followed in three ways that must agree: by the view in
-// the library, by a client's mirror, and by the plain transcription of the comparison.
+// the library, by a client's mirror, and by the plain comparison.
 //
 // Built with the library's objects and with access to private members.
 
@@ -10,7 +10,7 @@
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/ORVX_Variable.h>
 #include <ServerDataManager/svrdmitem.h>
-#include <tests/support/PlainTranscription.h>
+#include <tests/support/PlainComparison.h>
 
 #include <string>
 #include <vector>
@@ -40,7 +40,7 @@ class Followed {
 
   SvrDMItem item_{LocallyUniqueID(0, 7), new DataFreeDataSource, nullptr, 0, "", false};
   DictionaryMirror mirror_;
-  support::PlainTranscription plain_;
+  support::PlainComparison plain_;
 };
 
 #endif  // TESTS_PROPERTY_FOLLOWED_H_

@@ -3,8 +3,8 @@
 
 extern "C" {
 
-// Reading an unknown version leaves its buffer behind: established behaviour, which is kept, and
-// which bootstrap_buffer_test holds. Whatever else might leak there is seen by
+// Reading an unknown version leaves its buffer behind, an oddity that is kept and that
+// bootstrap_buffer_test pins. Whatever else might leak there is seen by
 // bootstrap_memory_test, which does not link this.
 const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() {

@@ -7,7 +7,7 @@
 #include <tests/support/Datasets.h>
 #include <tests/support/FullMemory.h>
 #include <tests/support/Messages.h>
-#include <tests/support/PlainTranscription.h>
+#include <tests/support/PlainComparison.h>
 
 #include <gmock/gmock.h>
 
@@ -99,7 +99,7 @@ class FullMemoryInAComparison : public testing::Test {
 };
 
 TEST_F(FullMemoryInAComparison, LeavesWhatWasQueuedAndFreesTheMutexWhereverItStrikes) {
-  support::PlainTranscription plain;
+  support::PlainComparison plain;
   plain.view = support::Vars("A B C D E");
   const std::vector<support::Said> all = plain.Update(changed);
 

@@ -1,8 +1,8 @@
-// PlainTranscription: the comparison of two lists of variables, and of what the variables are used
-// for, in its plainest form. The fast one in the library must say the same, message for message.
+// PlainComparison: the comparison of two lists of variables, and of what the variables are used
+// for, in its plainest form. The fast one in the library must give the same messages, one for one.
 
-#ifndef TESTS_SUPPORT_PLAINTRANSCRIPTION_H_
-#define TESTS_SUPPORT_PLAINTRANSCRIPTION_H_
+#ifndef TESTS_SUPPORT_PLAINCOMPARISON_H_
+#define TESTS_SUPPORT_PLAINCOMPARISON_H_
 
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/ORVX_Variable.h>
@@ -24,7 +24,7 @@ Uses UsesIn(const ORVX_DataSource& source);
 
 // What observers were last told, and the steps that bring it up to date: linear searches and
 // copies, one step after the other.
-class PlainTranscription {
+class PlainComparison {
  public:
   // The messages that turn the view into `source`, which it is afterwards.
   std::vector<Said> Update(const std::vector<ORVX_Variable>& source);
@@ -56,4 +56,4 @@ class PlainTranscription {
 
 }  // namespace support
 
-#endif  // TESTS_SUPPORT_PLAINTRANSCRIPTION_H_
+#endif  // TESTS_SUPPORT_PLAINCOMPARISON_H_

@@ -1,6 +1,6 @@
-// PlainTranscription: nothing here is to be made faster or shorter.
+// PlainComparison: nothing here is to be made faster or shorter.
 
-#include <tests/support/PlainTranscription.h>
+#include <tests/support/PlainComparison.h>
 
 #include <cstddef>
 #include <utility>
@@ -42,7 +42,7 @@ Uses UsesIn(const ORVX_DataSource& source) {
   return uses;
 }
 
-std::vector<Said> PlainTranscription::Update(const Variables& source) {
+std::vector<Said> PlainComparison::Update(const Variables& source) {
   said_.clear();
   splitCountBefore_ = uses.split.size();
   anyChange = false;
@@ -55,7 +55,7 @@ std::vector<Said> PlainTranscription::Update(const Variables& source) {
   return std::move(said_);
 }
 
-void PlainTranscription::ReplaceAll(const Variables& source) {
+void PlainComparison::ReplaceAll(const Variables& source) {
   anyChange = true;
   Say({Said::Kind::Delete, view, {}, {}, 0});
   while (!view.empty()) EraseFromView(0);
@@ -64,7 +64,7 @@ void PlainTranscription::ReplaceAll(const Variables& source) {
   bulkVarMoves = false;
 }
 
-void PlainTranscription::Compare(const Variables& source) {
+void PlainComparison::Compare(const Variables& source) {
   for (std::size_t iNew = 0; iNew < source.size(); ++iNew) {
     const ORVX_Variable newVar = source[iNew];
     std::size_t j = FirstFrom(view, iNew, newVar.GetID());
@@ -113,7 +113,7 @@ void PlainTranscription::Compare(const Variables& source) {
   }
 }
 
-std::vector<Said> PlainTranscription::UpdateUses(const Uses& source) {
+std::vector<Said> PlainComparison::UpdateUses(const Uses& source) {
   said_.clear();
   if (source.weight != uses.weight) {
     Said said{Said::Kind::Weight, {}, {}, {}, 0};
@@ -135,7 +135,7 @@ std::vector<Said> PlainTranscription::UpdateUses(const Uses& source) {
   return std::move(said_);
 }
 
-bool PlainTranscription::SplitChanged(const Uses& source) const {
+bool PlainComparison::SplitChanged(const Uses& source) const {
   bool changed = uses.split.size() != splitCountBefore_;
   if (!changed) changed = splitCountBefore_ != source.split.size();
   if (splitCountBefore_ > 0 && !changed) {
@@ -147,7 +147,7 @@ bool PlainTranscription::SplitChanged(const Uses& source) const {
   return changed;
 }
 
-void PlainTranscription::EraseFromView(std::size_t position) {
+void PlainComparison::EraseFromView(std::size_t position) {
   const LocallyUniqueID id = view[position].GetID();
   EraseAt(view, position);
   if (uses.weight == id) uses.weight = LocallyUniqueID();
@@ -156,7 +156,7 @@ void PlainTranscription::EraseFromView(std::size_t position) {
   if (uses.split.empty()) uses.separate = false;
 }
 
-void PlainTranscription::Say(Said said) {
+void PlainComparison::Say(Said said) {
   said_.push_back(std::move(said));
 }
 
