@@ -62,6 +62,7 @@ bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
 void ServerDataManager::Data::Add(ORVX_DataSource* ds, const std::string& name, bool hasPassword,
                                   const std::string& password, bool passwordFlag, bool quiet,
                                   LocallyUniqueID id, unsigned int caseSequence) {
+  // Before the file name is looked up: the hook may change which names are in use.
   if (filter != nullptr && ds != nullptr) ds = filter->FilterDataSource(ds);
   SvrDMItemPtr item = NewItem(ds, name, quiet, id, caseSequence);
   if (hasPassword) item->Password(password, passwordFlag);

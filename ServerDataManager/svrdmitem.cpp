@@ -113,6 +113,8 @@ ORVX_DataSource* SvrDMItem::DataSource() const {
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
   ORVX_DataSource* const old = DataSource();
+  // The old chain goes first: a destructor that looks finds the old source, and its file still
+  // held.
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {
