@@ -12,6 +12,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <iosfwd>
+#include <string>
 
 // One 32-bit word: the domain (which generator the value comes from) in bits 0-3, the serial in
 // bits 4-31. Pass it by value.
@@ -20,38 +22,51 @@
 class LocallyUniqueID {
  public:
   // The null identifier: all bits set. Sorts after every other value.
-  constexpr LocallyUniqueID() noexcept : domain_(kDomainMask), serial_(kSerialMask) {}
+  constexpr LocallyUniqueID() noexcept = default;
 
   // Bits of `domain` above the low 4 and bits of `serial` above the low 28 are dropped silently, so
   // (15, 0x0FFFFFFF) is the null identifier too.
   constexpr LocallyUniqueID(unsigned int domain, unsigned int serial) noexcept
-      : domain_(domain & kDomainMask), serial_(serial & kSerialMask) {}
+      : word_(serial << kDomainBits | (domain & kDomainMask)) {}
 
-  constexpr bool operator==(LocallyUniqueID other) const noexcept {
-    return domain_ == other.domain_ && serial_ == other.serial_;
+  // The identifier whose Word() is `word`.
+  static constexpr LocallyUniqueID FromWord(unsigned int word) noexcept {
+    return LocallyUniqueID(word, word >> kDomainBits);
   }
+
+  constexpr bool operator==(LocallyUniqueID other) const noexcept { return word_ == other.word_; }
   constexpr bool operator!=(LocallyUniqueID other) const noexcept { return !(*this == other); }
 
   // By domain, then by serial.
   constexpr bool operator<(LocallyUniqueID other) const noexcept {
-    return domain_ != other.domain_ ? domain_ < other.domain_ : serial_ < other.serial_;
+    return Domain() != other.Domain() ? Domain() < other.Domain() : Serial() < other.Serial();
   }
 
   constexpr bool IsNull() const noexcept { return *this == LocallyUniqueID(); }
 
-  constexpr unsigned int Domain() const noexcept { return domain_; }
-  constexpr unsigned int Serial() const noexcept { return serial_; }
+  constexpr unsigned int Domain() const noexcept { return word_ & kDomainMask; }
+  constexpr unsigned int Serial() const noexcept { return word_ >> kDomainBits; }
 
   // Domain and serial as the one word described above.
-  constexpr unsigned int Word() const noexcept { return Serial() << kDomainBits | Domain(); }
+  constexpr unsigned int Word() const noexcept { return word_; }
+
+  // Domain and serial in decimal with a colon between, as in "0:17"; "null" for the null
+  // identifier. A stream is given the same text.
+  std::string ToString() const {
+    if (IsNull()) return "null";
+    return std::to_string(Domain()) + ":" + std::to_string(Serial());
+  }
+  template <class Traits>
+  friend std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& stream,
+                                                      LocallyUniqueID id) {
+    return stream << id.ToString();
+  }
 
  private:
   static constexpr unsigned int kDomainBits = 4;
   static constexpr unsigned int kDomainMask = 0xF;
-  static constexpr unsigned int kSerialMask = 0x0FFFFFFF;
 
-  unsigned int domain_ : 4;
-  unsigned int serial_ : 28;
+  unsigned int word_ = 0xFFFFFFFF;
 };
 
 static_assert(sizeof(LocallyUniqueID) == 4);

@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
   }
   // The identifier as LocallyUniqueID::Word() gives it: the domain in the low four bits.
   const auto word = static_cast<unsigned int>(std::strtoul(argv[1], nullptr, 10));
-  ChangeStreamReader reader(LocallyUniqueID(word & 0xF, word >> 4));
+  ChangeStreamReader reader(LocallyUniqueID::FromWord(word));
   Socket server(STDIN_FILENO);
   int status = 0;
   try {

@@ -83,9 +83,7 @@ class SelectedRows final : public ObsIterator {
 
 // The position of the selecting variable.
 int SelectorIn(const ORVX_DataSource& source, LocallyUniqueID selector) {
-  const std::string name = "FilteredDataSource: the selecting variable " +
-                           std::to_string(selector.Domain()) + ":" +
-                           std::to_string(selector.Serial());
+  const std::string name = "FilteredDataSource: the selecting variable " + selector.ToString();
   const int position = source.FindVarIndex(selector);
   if (position < 0) throw std::invalid_argument(name + " is not in the parent's dictionary");
   if (source.GetVariable(position).GetType() != 0) {

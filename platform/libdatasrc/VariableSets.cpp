@@ -67,7 +67,7 @@ VariableSetImpl SetOf(std::vector<std::string> fields, std::size_t line) {
   set.categoriesFromCountedValue = ToFlag(fields[5], line);
   for (std::size_t i = kFixedFields; i < fields.size(); ++i) {
     const auto word = ToNumber<std::uint32_t>(fields[i], line, "an identifier");
-    set.members.push_back(LocallyUniqueID(word & 0xF, word >> 4));
+    set.members.push_back(LocallyUniqueID::FromWord(word));
   }
   set.name = std::move(fields[0]);
   set.label = std::move(fields[1]);

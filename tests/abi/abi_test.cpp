@@ -230,7 +230,8 @@ const void* FirstWordOf(const T& object) {
 
 constexpr std::size_t kVirtualPointer = sizeof(void*);
 
-TEST(Fields, OfAnIdentifierAreTheDomainInTheLowFourBitsOfAWordAndTheSerialAbove) {
+TEST(Fields, OfAnIdentifierAreOneWordWithTheDomainInTheLowFourBitsAndTheSerialAbove) {
+  ExpectFields<LocallyUniqueID>(0, {FIELD(LocallyUniqueID, word_)});
   EXPECT_EQ(std::bit_cast<std::uint32_t>(LocallyUniqueID(5, 0x0ABCDEF1)), 0xABCDEF15U);
   EXPECT_EQ(std::bit_cast<std::uint32_t>(LocallyUniqueID()), 0xFFFFFFFFU);
 }

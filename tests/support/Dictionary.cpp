@@ -42,7 +42,7 @@ std::string NameOf(LocallyUniqueID id) {
   const std::lock_guard<std::mutex> held(known.mutex);
   const auto found = known.names.find(id);
   if (found != known.names.end()) return found->second;
-  return std::to_string(id.Domain()) + ":" + std::to_string(id.Serial());
+  return id.ToString();
 }
 
 ORVX_Variable Var(const std::string& name, int type) {

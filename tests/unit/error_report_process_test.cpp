@@ -66,10 +66,6 @@ class SocketProxy : public PackageProxy {
 // ---------------------------------------------------------------------------------------------
 // The client
 
-std::string AsText(LocallyUniqueID id) {
-  return std::to_string(id.Domain()) + ":" + std::to_string(id.Serial());
-}
-
 // What the client understood, on one line, with the text at its end.
 std::string Understood(const std::string& bytes) {
   VStream stream(bytes);
@@ -79,7 +75,7 @@ std::string Understood(const std::string& bytes) {
   ReportedErrorMsg report;
   report.VSInitSerialization(stream);
   stream.ExpectEnd();
-  return std::to_string(command) + " " + signature + " " + AsText(report.GetDataSetID()) + " " +
+  return std::to_string(command) + " " + signature + " " + report.GetDataSetID().ToString() + " " +
          std::to_string(report.GetText().Severity()) + " " + report.GetText().Text();
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <unordered_set>
@@ -29,6 +30,11 @@ TEST(LocallyUniqueID, HoldsTheDomainInTheLowFourBitsOfItsWordAndTheSerialAbove) 
   EXPECT_EQ(id.Domain(), 3U);
   EXPECT_EQ(id.Serial(), 0x1234567U);
   EXPECT_EQ(id.Word(), 0x12345673U);
+}
+
+TEST(LocallyUniqueID, IsMadeFromItsWord) {
+  EXPECT_EQ(LocallyUniqueID::FromWord(0x12345673), LocallyUniqueID(3, 0x1234567));
+  EXPECT_TRUE(LocallyUniqueID::FromWord(0xFFFFFFFF).IsNull());
 }
 
 TEST(LocallyUniqueID, DropsTheBitsOfTheDomainAboveFour) {
@@ -84,6 +90,18 @@ TEST(LocallyUniqueID, SortsTheNullIdentifierAfterEveryOther) {
 
   EXPECT_THAT(ids, ElementsAre(LocallyUniqueID(0, 0x0FFFFFFF), LocallyUniqueID(15, 0),
                                LocallyUniqueID(15, 0x0FFFFFFE), LocallyUniqueID()));
+}
+
+TEST(LocallyUniqueID, FormatsItselfAsDomainAndSerialWithAColonBetween) {
+  EXPECT_EQ(LocallyUniqueID(0, 0).ToString(), "0:0");
+  EXPECT_EQ(LocallyUniqueID(14, 0x0FFFFFFF).ToString(), "14:268435455");
+  EXPECT_EQ(LocallyUniqueID().ToString(), "null");
+}
+
+TEST(LocallyUniqueID, IsStreamedAsItFormatsItself) {
+  std::ostringstream stream;
+  stream << LocallyUniqueID(3, 17) << ' ' << LocallyUniqueID();
+  EXPECT_EQ(stream.str(), "3:17 null");
 }
 
 TEST(LocallyUniqueID, IsFoundInHashedSetsByItsValue) {

@@ -52,7 +52,7 @@ std::string QuotedOrNone(const std::string& text) {
 
 std::string VariableInWords(const NamedVariable& variable) {
   if (variable.id.IsNull()) return "none";
-  return variable.name.empty() ? InWords(variable.id) + " (not there)" : Quoted(variable.name);
+  return variable.name.empty() ? variable.id.ToString() + " (not there)" : Quoted(variable.name);
 }
 
 std::string VariablesInWords(const std::vector<NamedVariable>& variables) {

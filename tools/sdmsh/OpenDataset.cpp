@@ -76,7 +76,7 @@ OpenDataset::~OpenDataset() {
 
 std::string OpenDataset::Name() const {
   const std::string name = handle_.GetHandle();
-  return name.empty() ? InWords(ID()) : name;
+  return name.empty() ? ID().ToString() : name;
 }
 
 SvrDMDataSetObserver& OpenDataset::ObserverOf(const std::string& role) {
@@ -119,10 +119,6 @@ std::vector<Told> OpenDataset::TakeTold() {
 
 bool SameName(const std::string& a, const std::string& b) {
   return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
-}
-
-std::string InWords(LocallyUniqueID id) {
-  return std::to_string(id.Domain()) + ":" + std::to_string(id.Serial());
 }
 
 }  // namespace sdmsh

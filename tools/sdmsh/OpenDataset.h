@@ -74,9 +74,6 @@ using DatasetPtr = std::shared_ptr<OpenDataset>;
 // Whether the registry takes the two for one name: it has no regard to case.
 bool SameName(const std::string& a, const std::string& b);
 
-// An identifier as the shell writes it: domain:serial.
-std::string InWords(LocallyUniqueID id);
-
 }  // namespace sdmsh
 
 #endif  // SDMSH_OPENDATASET_H_

@@ -132,7 +132,7 @@ DatasetPtr Shell::FindByID(const Caller& caller, LocallyUniqueID id) const {
   } catch (const ErrorMsg&) {  // no dataset of the registry
     const auto matches = [&](const OpenDataset& dataset) { return dataset.ID() == id; };
     if (const DatasetPtr dataset = Held(caller, matches)) return dataset;
-    throw CommandError(InWords(id) + ": " + ExceptionInWords());
+    throw CommandError(id.ToString() + ": " + ExceptionInWords());
   }
 }
 
@@ -175,7 +175,7 @@ DatasetPtr Shell::Known(LocallyUniqueID id) const {
   const auto found = std::find_if(datasets_.begin(), datasets_.end(),
                                   [id](const DatasetPtr& dataset) { return dataset->ID() == id; });
   if (found == datasets_.end()) {
-    throw CommandError("dataset " + InWords(id) + " was not opened by this shell");
+    throw CommandError("dataset " + id.ToString() + " was not opened by this shell");
   }
   return *found;
 }

@@ -34,7 +34,7 @@ Json Missing(const MissingValues& missing) {
 }  // namespace
 
 Json IdentifierInJson(LocallyUniqueID id) {
-  return id.IsNull() ? Json(nullptr) : Json(InWords(id));
+  return id.IsNull() ? Json(nullptr) : Json(id.ToString());
 }
 
 Json NumberInJson(double number) {

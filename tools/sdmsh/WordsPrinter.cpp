@@ -157,7 +157,7 @@ class WordsPrinter final : public Printer {
   void Show(const DatasetFacts& facts) {
     const std::string& kept = facts.suppressedFile;
     out_ << facts.dataset << "\n";
-    Fact("identifier", InWords(facts.id));
+    Fact("identifier", facts.id.ToString());
     Fact("file", OrNone(facts.file) + (kept.empty() ? "" : " (kept aside: " + kept + ")"));
     Fact("data source", SourceInWords(facts));
     if (facts.dictionary) {
@@ -183,7 +183,7 @@ class WordsPrinter final : public Printer {
   void Show(const DatasetList& list) {
     if (list.datasets.empty()) out_ << "no dataset is open\n";
     for (const DatasetFacts& facts : list.datasets) {
-      out_ << facts.dataset << " (" << InWords(facts.id) << "), file "
+      out_ << facts.dataset << " (" << facts.id.ToString() << "), file "
            << OrNone(facts.file.empty() ? facts.suppressedFile : facts.file) << ", "
            << HeldInWords(facts.holders, facts.waiters) << "\n";
     }
@@ -270,7 +270,7 @@ class WordsPrinter final : public Printer {
   }
 
   void Show(const RegistryTold& told) {
-    out_ << "  " << told.role << " is told: dataset " << InWords(told.id);
+    out_ << "  " << told.role << " is told: dataset " << told.id.ToString();
     if (!told.handle.empty()) out_ << " (" << told.handle << ")";
     const auto* const created = std::get_if<DatasetCreated>(&told.what);
     out_ << (created == nullptr ? " is deleted" : " is created, file " + OrNone(created->file))
