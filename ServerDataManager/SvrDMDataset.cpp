@@ -3,6 +3,8 @@
 #include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/serverdatamgr.h>
 
+#include <utility>
+
 SvrDMDataset::SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id)
     : item_(registry.GetDataSet(id)) {}
 
@@ -33,6 +35,12 @@ std::string SvrDMDataset::GetFileName() const {
 }
 void SvrDMDataset::SetFileName(std::string const& fileName) {
   item_->FileName(fileName);
+}
+std::string SvrDMDataset::SuppressedFileName() const {
+  return item_->SuppressedFileName();
+}
+void SvrDMDataset::SuppressedFileName(std::string fileName) {
+  item_->SuppressedFileName(std::move(fileName));
 }
 std::string SvrDMDataset::GetPassword() const {
   return item_->Password();

@@ -15,6 +15,8 @@
 #include <ServerDataManager/SvrDMItemPtr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
+#include <bit>
+#include <concepts>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -28,14 +30,33 @@ template <class T>
 constexpr bool kNeverCopied = !std::is_copy_constructible_v<T> && !std::is_copy_assignable_v<T> &&
                               !std::is_move_constructible_v<T> && !std::is_move_assignable_v<T>;
 
-// A plain handle is a value; one that holds a lock, and what stands once, is not.
-static_assert(kCopied<SvrDMDataset>);
+// A plain handle is copied, and so can be returned in lists; one that holds a lock, and what stands
+// once, is not.
+static_assert(std::is_copy_constructible_v<SvrDMDataset>);
 static_assert(kCopied<SvrDMItemPtr>);
 static_assert(kCopied<LocallyUniqueID>);
 static_assert(kNeverCopied<SvrDMInputDataSource>);
 static_assert(kNeverCopied<SvrDMWriteableDataSource>);
 static_assert(kNeverCopied<ServerDataManager>);
 static_assert(kNeverCopied<SvrDMObserverView>);
+
+// No handle is assigned to: through its base, one with a lock would forget the dataset that it has
+// locked.
+template <class Handle, class Base>
+constexpr bool kAssignedThrough = requires(Handle& handle, const Base& other) {
+  static_cast<Base&>(handle) = other;
+};
+static_assert(!kAssignedThrough<SvrDMInputDataSource, SvrDMDataset>);
+static_assert(!kAssignedThrough<SvrDMWriteableDataSource, SvrDMDataset>);
+static_assert(!std::is_copy_assignable_v<SvrDMDataset> && !std::is_move_assignable_v<SvrDMDataset>);
+
+// An identifier is its word: no compiler chooses how its parts are laid out.
+static_assert(std::bit_cast<unsigned int>(LocallyUniqueID(5, 0x0ABCDEF1)) == 0xABCDEF15);
+static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
+
+// Sets, and lists of them, are compared with the header of the data-source library alone.
+static_assert(std::equality_comparable<VariableSetImpl>);
+static_assert(std::equality_comparable<VariableSet>);
 
 // A clone is copied, cheaply, and never assigned; it does not come from a source by accident.
 static_assert(std::is_copy_constructible_v<SvrDMCloneDataSource>);
@@ -71,6 +92,11 @@ static_assert(std::is_constructible_v<SvrDMDataset, std::string>);
 static_assert(std::is_constructible_v<SvrDMDataset, const SvrDMItemPtr&>);
 static_assert(!std::is_default_constructible_v<SvrDMDataset>);
 static_assert(!std::is_constructible_v<SvrDMDataset, const ServerDataManager&, LocallyUniqueID>);
+
+// Each is a lookup or a new reference, so it is written out.
+static_assert(!std::is_convertible_v<LocallyUniqueID, SvrDMDataset>);
+static_assert(!std::is_convertible_v<std::string, SvrDMDataset>);
+static_assert(!std::is_convertible_v<const SvrDMItemPtr&, SvrDMDataset>);
 
 // A raw pointer, null too, becomes a counted one by itself, and a counted one is made from nothing
 // else; a const pointer gives a const object.

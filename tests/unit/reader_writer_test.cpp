@@ -279,11 +279,10 @@ TEST_F(WriterHandle, LetsGoOfTheDatasetLast) {
   auto* const witness = new LastWitness;
   witness->readers = &readers;
   witness->writers = &writers;
-  id = registry.Add(*witness, "", /*quiet=*/true);
-  handle = SvrDMDataset(registry, AddDataset(registry, "other"));
-  auto writer = Writer();
-  witness->item = &*Item();
-  registry.Delete(id);
+  const LocallyUniqueID last = registry.Add(*witness, "", /*quiet=*/true);
+  auto writer = std::make_unique<SvrDMWriteableDataSource>(registry, last, false, nullptr);
+  witness->item = registry.GetDataSet(last).get();
+  registry.Delete(last);
 
   writer.reset();
 

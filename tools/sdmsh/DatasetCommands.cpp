@@ -27,7 +27,7 @@ DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
   return {.dataset = dataset.Name(),
           .id = id,
           .file = handle.GetFileName(),
-          .suppressedFile = dataset.Item()->SuppressedFileName(),
+          .suppressedFile = handle.SuppressedFileName(),
           .hasDataSource = handle.HasDataSource(),
           .dictionary = std::nullopt,
           .isClone = std::nullopt,
@@ -122,7 +122,7 @@ void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments) {
   arguments.End();
   const LockLedger& ledger = shell.Locks().Ledger();
   if (shell.IsClosed(*dataset)) {
-    throw CommandError(dataset->Name() + " (" + InWords(dataset->ID()) +
+    throw CommandError(dataset->Name() + " (" + dataset->ID().ToString() +
                        ") is closed already; it lives on while " +
                        HeldInWords(ledger.Holders(dataset->ID()), {}));
   }
