@@ -8,6 +8,7 @@
 #define SERVERDATAMANAGER_ERRORTEXT_H_
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -31,17 +32,26 @@ class ErrorString {
 // Threads: a plain value; any thread may use its own copy.
 class ErrorText : public ErrorString {
  public:
-  static constexpr std::int8_t kError = 1;
+  static constexpr int kError = 1;
 
   // An empty error.
   ErrorText() = default;
-  ErrorText(std::string text, std::int8_t severity)
-      : ErrorString(std::move(text)), severity_(severity) {}
+  // Throws std::out_of_range for a severity that is not from -128 to 127.
+  ErrorText(std::string text, int severity)
+      : ErrorString(std::move(text)), severity_(InRange(severity)) {}
 
   // -128 to 127.
   int Severity() const { return severity_; }
 
  private:
+  static std::int8_t InRange(int severity) {
+    if (severity < INT8_MIN || severity > INT8_MAX) {
+      throw std::out_of_range("ErrorText: severity " + std::to_string(severity) +
+                              " is not from -128 to 127");
+    }
+    return static_cast<std::int8_t>(severity);
+  }
+
   std::int8_t severity_ = kError;
 };
 

@@ -42,6 +42,12 @@ TEST(ErrorText, HoldsATextAndASeverityOfEightSignedBits) {
   EXPECT_EQ(ErrorText("Why", 127).Text(), "Why");
 }
 
+TEST(ErrorText, RefusesASeverityOutsideEightSignedBits) {
+  EXPECT_THROW(ErrorText("Why", -129), std::out_of_range);
+  EXPECT_THROW(ErrorText("Why", 128), std::out_of_range);
+  EXPECT_THROW(ErrorText("Why", 257), std::out_of_range);  // 1 in eight bits
+}
+
 TEST(ErrorText, IsAnEmptyErrorUnlessToldOtherwise) {
   EXPECT_EQ(ErrorText().Severity(), 1);
   EXPECT_EQ(ErrorText().Text(), "");

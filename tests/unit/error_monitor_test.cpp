@@ -99,7 +99,7 @@ TEST(InteractiveErrorMonitor, TakesEverySeverityButOneForAWarning) {
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   monitor.DoNotReportWarnings();
   for (int severity = -128; severity <= 127; ++severity) {
-    monitor.Report(ErrorText(std::to_string(severity), static_cast<std::int8_t>(severity)));
+    monitor.Report(ErrorText(std::to_string(severity), severity));
   }
   EXPECT_THAT(proxy.Texts(), ElementsAre("1"));
 }
