@@ -87,6 +87,14 @@ TEST(VariableSets, AFreshSetIsPlainAndEmpty) {
                                       std::vector<LocallyUniqueID>()));
 }
 
+TEST(VariableSets, AreEqualAsListsWhereEachSetIs) {
+  const std::vector<VariableSet> sets = Wrapped({Hobbies(), Named("x")});
+  EXPECT_TRUE(sets == ReadExtension(TextOf({Hobbies(), Named("x")}), 7));
+  EXPECT_FALSE(sets == Wrapped({Named("x"), Hobbies()}));
+  EXPECT_FALSE(sets == Wrapped({Hobbies(), Named("y")}));
+  EXPECT_FALSE(sets == Wrapped({Hobbies()}));
+}
+
 TEST(VariableSets, AFreshSourceHasNone) {
   const DataFreeDataSource source;
   EXPECT_THAT(source.GetMRSets(), IsEmpty());
