@@ -1,6 +1,7 @@
 #include <ServerDataManager/Monitors.h>
 
 #include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/ExtensionTypes.h>
 #include <ServerDataManager/Equality.h>
 #include <ServerDataManager/QueueMessage.h>
 
@@ -8,25 +9,7 @@
 
 namespace sdm_internal {
 
-namespace {
-
-// Extension types, as clients know them.
-constexpr ORVX_DataSource::ExtensionType kVariableSetsText = 5;
-constexpr ORVX_DataSource::ExtensionType kMRSetsText = 7;
-constexpr ORVX_DataSource::ExtensionType kAttributesText = 17;
-constexpr ORVX_DataSource::ExtensionType kMRSetsExtendedText = 19;
-
-constexpr int kBlockVersion = 1;
-
-// Queues `text` as an extension; the block takes a copy of its bytes.
-void SendTextExtension(ORVX_DataSource::ExtensionType type, const std::string& text,
-                       SvrDMItem& item) {
-  const RefCountPtr<ORVX_ExtensionImpl> block(
-      new ORVX_ExtensionImpl(type, kBlockVersion, static_cast<long>(text.size()), text.data()));
-  QueueMessage<ExtensionsMsg>(item, block);
-}
-
-}  // namespace
+using namespace DEMessages;
 
 bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) {
   const std::vector<VariableSetImpl>& newSets = ds.GetMRSets();
@@ -69,7 +52,7 @@ bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& it
   const bool send = differ || (anyChange && ClearDashboardInfo(ds));
   if (!send) return false;
   AsOneStep(item, [&] {
-    SendTextExtension(kAttributesText, ds.GetAttributes().MakeString(), item);
+    QueueMessage<ExtensionsMsg>(item, TextBlock(kAttributesText, ds.GetAttributes().MakeString()));
     view.SetAttributes(ds.GetAttributes());
   });
   return true;
@@ -79,7 +62,7 @@ void SendSetExtension(ORVX_DataSource::ExtensionType type, std::vector<VariableS
                       SvrDMItem& item) {
   std::string text;
   MakeExtension(sets, text, type);
-  SendTextExtension(type, text, item);
+  QueueMessage<ExtensionsMsg>(item, TextBlock(type, text));
 }
 
 }  // namespace sdm_internal

@@ -1,9 +1,9 @@
 #include <client/DictionaryMessages.h>
 
-#include <client/internal/ExtensionTypes.h>
 #include <libdatasrc/ORVX_DataSource.h>
 #include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/ExtensionTypes.h>
 #include <liborvxdemg/FileLabelChangeMsg.h>
 #include <liborvxdemg/FilterVarMsg.h>
 #include <liborvxdemg/InsertVarsMsg.h>
@@ -15,9 +15,9 @@
 #include <string>
 #include <utility>
 
-namespace {
+using namespace DEMessages;
 
-using Block = RefCountPtr<ORVX_ExtensionImpl>;
+namespace {
 
 // Builds messages about one dataset.
 class Telling {
@@ -45,7 +45,7 @@ class Telling {
     Sets(source, kMRSets, kMRSetsExtendedText);
     Sets(source, kVariableSets, kVariableSetsText);
     OwnExtension(source);
-    Text(kAttributesText, source.GetAttributes().MakeString());
+    Tell<ExtensionsMsg>(TextBlock(kAttributesText, source.GetAttributes().MakeString()));
     Tell<ResetClientDataMsg>(source.RowCount());
     Tell<DataSetModifiedMsg>(source.IsDirty());
   }
@@ -67,22 +67,15 @@ class Telling {
   void Sets(const ORVX_DataSource& source, VarSetsType which, ORVX_DataSource::ExtensionType type) {
     std::string text;
     MakeExtension(VariableSets(source, which), text, type);
-    Text(type, text);
-  }
-
-  void Text(ORVX_DataSource::ExtensionType type, const std::string& text) {
-    Tell<ExtensionsMsg>(Block(
-        new ORVX_ExtensionImpl(type, kBlockVersion, static_cast<long>(text.size()), text.data())));
+    Tell<ExtensionsMsg>(TextBlock(type, text));
   }
 
   // Empty ones are equal in whatever version they are.
   void OwnExtension(const ORVX_DataSource& source) {
-    const Block block = ORVX_DataSource::Extension(source, kOwnExtension).Impl();
-    if (block->GetLength() == 0) return Text(kOwnExtension, "");
-    Tell<ExtensionsMsg>(block);
+    const ORVX_DataSource::Extension extension(source, kOwnExtension);
+    const bool empty = extension.Impl()->GetLength() == 0;
+    Tell<ExtensionsMsg>(empty ? TextBlock(kOwnExtension, "") : extension.Impl());
   }
-
-  static constexpr int kBlockVersion = 1;
 
   const LocallyUniqueID dataset_;
   const unsigned int caseSequence_;

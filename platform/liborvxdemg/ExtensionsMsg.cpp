@@ -1,6 +1,7 @@
 // ExtensionsMsg: building it, and its wire form.
 
 #include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/ExtensionTypes.h>
 
 #include <stdexcept>
 #include <string>
@@ -9,7 +10,7 @@
 
 namespace DEMessages {
 
-ExtensionsMsg::ExtensionsMsg() : extension_(new ORVX_ExtensionImpl(0, 1, 0, nullptr)) {}
+ExtensionsMsg::ExtensionsMsg() : extension_(TextBlock(kOwnExtension, "")) {}
 
 ExtensionsMsg::ExtensionsMsg(unsigned int leading, LocallyUniqueID dataSetID,
                              unsigned int caseSequence,

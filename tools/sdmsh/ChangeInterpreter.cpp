@@ -7,6 +7,7 @@
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
 #include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/ExtensionTypes.h>
 #include <liborvxdemg/FileLabelChangeMsg.h>
 #include <liborvxdemg/FileSpecChangeMsg.h>
 #include <liborvxdemg/FilterVarMsg.h>
@@ -25,14 +26,6 @@
 
 namespace sdmsh {
 namespace {
-
-// Whose the bytes of an extension are.
-enum ExtensionType {
-  kVariableSetsText = 5,
-  kResponseSetsText = 7,
-  kAttributesText = 17,
-  kResponseSetsExtendedText = 19
-};
 
 // Makes the record of one message, given the dictionary before it. What the message names and the
 // dictionary has not is left empty: the mirror says what is wrong with it.
@@ -88,13 +81,13 @@ class Recorder final : public DataSetMsgVisitor {
   void Visit(const ExtensionsMsg& message) override {
     const Block& block = message.GetExtension();
     switch (block->GetType()) {
-      case kVariableSetsText:
+      case DEMessages::kVariableSetsText:
         return RecordSets(SetsChanged::Form::VariableSets, block);
-      case kResponseSetsText:
+      case DEMessages::kMRSetsText:
         return RecordSets(SetsChanged::Form::ResponseSets, block);
-      case kResponseSetsExtendedText:
+      case DEMessages::kMRSetsExtendedText:
         return RecordSets(SetsChanged::Form::ResponseSetsExtended, block);
-      case kAttributesText:
+      case DEMessages::kAttributesText:
         change_.what = AttributesChanged{block, DatasourceAttributes::Read(block->GetBytes())};
         return;
       default:

@@ -10,6 +10,7 @@
 #include "Writing.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
+#include <liborvxdemg/ExtensionTypes.h>
 
 #include <algorithm>
 #include <optional>
@@ -184,8 +185,7 @@ void SetExtension(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   const std::string text = arguments.Take("TEXT");
   arguments.End();
-  const Block block(new ORVX_ExtensionImpl(/*type=*/0, /*version=*/1,
-                                           static_cast<long>(text.size()), text.data()));
+  const Block block = DEMessages::TextBlock(DEMessages::kOwnExtension, text);
   EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
     source.SetExtension(ORVX_DataSource::Extension(block));
   });

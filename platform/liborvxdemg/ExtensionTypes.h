@@ -1,0 +1,37 @@
+// What the blocks of ExtensionsMsg hold, by type, and how a text becomes a block.
+//
+// Header-only: client and server use it whoever brings the message library.
+
+#ifndef LIBORVXDEMG_EXTENSIONTYPES_H_
+#define LIBORVXDEMG_EXTENSIONTYPES_H_
+
+#include <string_view>
+
+#include <libdatasrc/ORVX_ExtensionImpl.h>
+#include <ServerDataManager/RefCountPtr.h>
+
+namespace DEMessages {
+
+// The data source's own block.
+inline constexpr int kOwnExtension = 0;
+
+// Text of sets, as MakeExtension writes it.
+inline constexpr int kVariableSetsText = 5;
+inline constexpr int kMRSetsText = 7;
+inline constexpr int kMRSetsExtendedText = 19;
+
+// Text of attributes, as DatasourceAttributes::MakeString writes it.
+inline constexpr int kAttributesText = 17;
+
+// The version of every block with text.
+inline constexpr int kTextBlockVersion = 1;
+
+// A block with a copy of `text`, without a terminating zero. Threads: any.
+inline RefCountPtr<ORVX_ExtensionImpl> TextBlock(int type, std::string_view text) {
+  return RefCountPtr<ORVX_ExtensionImpl>(
+      new ORVX_ExtensionImpl(type, kTextBlockVersion, static_cast<long>(text.size()), text.data()));
+}
+
+}  // namespace DEMessages
+
+#endif  // LIBORVXDEMG_EXTENSIONTYPES_H_
