@@ -32,20 +32,13 @@
 
 namespace {
 
-std::vector<DataSetMsg*> PointersTo(const OwnedMessages& messages) {
-  std::vector<DataSetMsg*> pointers;
-  for (const auto& message : messages) pointers.push_back(message.get());
-  return pointers;
-}
-
 // A dictionary, and the messages that make it of an empty one.
 struct Dictionary {
   explicit Dictionary(benchmark::State& state) : dataset(static_cast<int>(state.range(0))) {}
 
   BenchDataset dataset;
   const ORVX_DataSource& source = *dataset.Item()->DataSource();
-  const OwnedMessages messages = DictionaryMessages(source, dataset.ID(), 0);
-  const std::vector<DataSetMsg*> snapshot = PointersTo(messages);
+  const OwnedMessages snapshot = DictionaryMessages(source, dataset.ID(), 0);
 };
 
 // One variable in the middle gets another label, and then the first one again.
@@ -94,13 +87,12 @@ BENCHMARK(ApplyAPassWithOneVariableModified)->Arg(1'000);
 // One message for each variable, as a dataset tells them.
 void ApplyAPassWithAllVariablesInserted(benchmark::State& state) {
   const Dictionary dictionary(state);
-  OwnedMessages messages;
+  OwnedMessages pass;
   for (int i = 0; i < dictionary.source.ColumnCount(); ++i) {
-    messages.push_back(std::make_unique<InsertVarsMsg>(
-        0, dictionary.dataset.ID(), 0, std::vector{dictionary.source.GetVariable(i)},
-        LocallyUniqueID()));
+    pass.push_back(std::make_unique<InsertVarsMsg>(0, dictionary.dataset.ID(), 0,
+                                                   std::vector{dictionary.source.GetVariable(i)},
+                                                   LocallyUniqueID()));
   }
-  const std::vector<DataSetMsg*> pass = PointersTo(messages);
   const std::vector<PlainDefinition> definitions = PlainDictionary(dictionary.source);
 
   const auto apply = [&] {

@@ -2,11 +2,9 @@
 
 #include <libvserial/VStream.h>
 
-#include <memory>
 #include <new>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -19,12 +17,6 @@ class NotFollowed : public std::runtime_error {
 std::string Described(const ChangeFrame& frame) {
   return (frame.kind == ChangeFrame::Kind::Snapshot ? "the snapshot after pass " : "pass ") +
          std::to_string(frame.passNumber);
-}
-
-std::vector<DataSetMsg*> PointersTo(const std::vector<std::unique_ptr<DataSetMsg>>& messages) {
-  std::vector<DataSetMsg*> pointers;
-  for (const std::unique_ptr<DataSetMsg>& message : messages) pointers.push_back(message.get());
-  return pointers;
 }
 
 }  // namespace
@@ -64,16 +56,15 @@ void ChangeStreamReader::Follow(const ChangeFrame& frame) {
     throw NotFollowed("the dictionary has the digest " + digest.AsText() + ", the dataset " +
                       frame.digest.AsText());
   };
-  const auto messages = frame.Messages();
   if (frame.kind == ChangeFrame::Kind::Snapshot) {
     DictionaryMirror fresh;
-    fresh.Apply(PointersTo(messages), requireDigest);
+    fresh.Apply(frame.Messages(), requireDigest);
     mirror_ = std::move(fresh);
   } else {
     if (frame.passNumber != passNumber_ + 1) {
       throw NotFollowed("it comes after pass " + std::to_string(passNumber_));
     }
-    mirror_.Apply(PointersTo(messages), requireDigest);
+    mirror_.Apply(frame.Messages(), requireDigest);
   }
   passNumber_ = frame.passNumber;
   caseSequence_ = frame.caseSequence;

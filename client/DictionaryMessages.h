@@ -1,7 +1,7 @@
 // The change messages that say everything about a dictionary that messages can say.
 //
 //   DictionaryMirror late;
-//   for (const auto& message : DictionaryMessages(source, id, sequence)) late.Apply(*message);
+//   late.Apply(DictionaryMessages(source, id, sequence));
 
 #ifndef CLIENT_DICTIONARYMESSAGES_H_
 #define CLIENT_DICTIONARYMESSAGES_H_

@@ -2,13 +2,13 @@
 
 #include <client/DictionaryMirror.h>
 
-#include <client/internal/ExtensionTypes.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/VariableSets.h>
 #include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
 #include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/ExtensionTypes.h>
 #include <liborvxdemg/FileLabelChangeMsg.h>
 #include <liborvxdemg/FileSpecChangeMsg.h>
 #include <liborvxdemg/FilterVarMsg.h>
@@ -31,11 +31,13 @@
 #include <string_view>
 #include <utility>
 
+using namespace DEMessages;
+
 namespace {
 
 std::string Described(LocallyUniqueID id) {
   if (id.IsNull()) return "the null identifier";
-  return "identifier " + std::to_string(id.Domain()) + ":" + std::to_string(id.Serial());
+  return "identifier " + id.ToString();
 }
 
 std::string Described(const ORVX_Variable& variable) {
@@ -401,19 +403,25 @@ DictionaryMirror::~DictionaryMirror() = default;
 DictionaryMirror::DictionaryMirror(DictionaryMirror&&) noexcept = default;
 DictionaryMirror& DictionaryMirror::operator=(DictionaryMirror&&) noexcept = default;
 
-void DictionaryMirror::Apply(const std::vector<DataSetMsg*>& pass, const Check& check) {
+template <class Messages>
+void DictionaryMirror::ApplyAll(const Messages& pass, const Check& check) {
   Pass next(*dictionary_);
   for (std::size_t i = 0; i < pass.size(); ++i) {
     next.Take(*pass[i], [&] {
       return ", message " + std::to_string(i + 1) + " of " + std::to_string(pass.size());
     });
   }
-  check(*dictionary_);
+  if (check) check(*dictionary_);
   next.Keep();
 }
 
-void DictionaryMirror::Apply(const std::vector<DataSetMsg*>& pass) {
-  Apply(pass, [](const ORVX_DataSource&) {});
+void DictionaryMirror::Apply(const std::vector<DataSetMsg*>& pass, const Check& check) {
+  ApplyAll(pass, check);
+}
+
+void DictionaryMirror::Apply(std::span<const std::unique_ptr<DataSetMsg>> pass,
+                             const Check& check) {
+  ApplyAll(pass, check);
 }
 
 void DictionaryMirror::Apply(const DataSetMsg& message) {

@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -68,9 +69,12 @@ class SDM_EXPORT DictionaryMirror {
   //
   // Where memory runs out, std::bad_alloc passes on and the mirror is as it was; it is the end of
   // the process where not even going back is possible.
-  void Apply(const std::vector<DataSetMsg*>& pass);
-  // The same, and asks `check` at the end; what it throws passes on and the mirror is as it was.
-  void Apply(const std::vector<DataSetMsg*>& pass, const Check& check);
+  //
+  // Asks `check`, unless that is empty, at the end; what it throws passes on and the mirror is as
+  // it was.
+  void Apply(const std::vector<DataSetMsg*>& pass, const Check& check = {});
+  // The same for the messages of a ChangeFrame.
+  void Apply(std::span<const std::unique_ptr<DataSetMsg>> pass, const Check& check = {});
   // The same for a pass of one message.
   void Apply(const DataSetMsg& message);
 
@@ -82,6 +86,9 @@ class SDM_EXPORT DictionaryMirror {
  private:
   class Mirrored;
   class Pass;
+
+  template <class Messages>
+  void ApplyAll(const Messages& pass, const Check& check);
 
   std::unique_ptr<Mirrored> dictionary_;
 };

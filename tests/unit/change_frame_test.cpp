@@ -83,9 +83,7 @@ ChangeFrame FullSnapshot() {
 // Of the dictionary that the messages of these frames make of an empty one.
 DictionaryMirror MirrorAfter(const std::vector<ChangeFrame>& frames) {
   DictionaryMirror mirror;
-  for (const ChangeFrame& frame : frames) {
-    for (const auto& message : frame.Messages()) mirror.Apply(*message);
-  }
+  for (const ChangeFrame& frame : frames) mirror.Apply(frame.Messages());
   return mirror;
 }
 

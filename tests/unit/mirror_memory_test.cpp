@@ -68,18 +68,11 @@ OwnedMessages AnotherDictionary() {
   return pass;
 }
 
-std::vector<DataSetMsg*> PointersTo(const OwnedMessages& messages) {
-  std::vector<DataSetMsg*> pointers;
-  for (const auto& message : messages) pointers.push_back(message.get());
-  return pointers;
-}
-
 TEST(MirrorMemory, WhereverAPassRunsOutOfMemoryTheMirrorIsAsItWas) {
   const OwnedMessages first = DictionaryMessages(*support::FullDictionary(), kDataset, 1);
-  const OwnedMessages second = AnotherDictionary();
-  const std::vector<DataSetMsg*> pass = PointersTo(second);
+  const OwnedMessages pass = AnotherDictionary();
   DictionaryMirror mirror;
-  mirror.Apply(PointersTo(first));
+  mirror.Apply(first);
   const DictionaryDigest before = DigestOf(mirror.Dictionary());
 
   long failures = 0;
@@ -96,7 +89,7 @@ TEST(MirrorMemory, WhereverAPassRunsOutOfMemoryTheMirrorIsAsItWas) {
 
   EXPECT_GT(failures, 50);
   DictionaryMirror expected;
-  expected.Apply(PointersTo(first));
+  expected.Apply(first);
   expected.Apply(pass);
   EXPECT_EQ(DigestOf(mirror.Dictionary()), DigestOf(expected.Dictionary()));
 }

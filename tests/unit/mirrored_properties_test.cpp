@@ -90,9 +90,7 @@ VariableSetImpl Set(const std::string& name, const std::vector<LocallyUniqueID>&
 }
 
 void Apply(DictionaryMirror& mirror, const Pass& pass) {
-  std::vector<DataSetMsg*> pointers;
-  for (const auto& message : pass) pointers.push_back(message.get());
-  mirror.Apply(pointers);
+  mirror.Apply(pass);
 }
 
 template <class... Messages>
@@ -394,7 +392,7 @@ TEST(MirroredProperties, APassThatTheCallerFindsWrongLeavesNothingBehind) {
     throw std::runtime_error(Names(dictionary));
   };
   try {
-    mirror.Apply({pass[0].get()}, check);
+    mirror.Apply(pass, check);
     FAIL() << "was applied";
   } catch (const std::runtime_error& error) {
     EXPECT_STREQ(error.what(), "D E");
