@@ -6,15 +6,16 @@
 #include <ServerDataManager/ErrorText.h>
 #include <ServerDataManager/Export.h>
 
-// A sink for reports. Callers outside see it as this interface only; the order of its virtual
-// operations is fixed.
+// A sink for reports. The order of its virtual operations is fixed: other binaries call them by
+// slot.
 //
-// Threads: see the concrete monitor.
+// Threads: one at a time. A dataset's monitor is for the thread that holds its write lock.
 class SDM_EXPORT ErrorMonitor {
  public:
   virtual ~ErrorMonitor() = default;
 
-  // Takes one report. What becomes of it is the concrete monitor's business.
+  // Takes one report: any text, empty ones too, of any severity. The monitor may drop it; there is
+  // no answer. What the concrete monitor throws passes on.
   virtual void Report(ErrorText text) = 0;
 };
 

@@ -34,9 +34,12 @@ class ObsIterator;
 // or replaced in its place by a variable with another identifier, is dropped from all three;
 // putting it back does not restore them. "Off" is position -1 and the null identifier.
 //
-// No operation but SetDirty touches the dirty flag.
+// No operation but SetDirty touches the dirty flag. Operations copy what they are given, unless
+// they say otherwise. One that throws, std::bad_alloc included, has changed nothing.
 //
 // Threads: one thread changes a source, or several only read it; the owner's lock sees to that.
+// What is not const changes the source, GetVariable too; SetParentSource alone may run beside
+// readers.
 class SDM_EXPORT ORVX_DataSource {
  public:
   // Says whose the bytes of an extension are.
@@ -96,11 +99,11 @@ class SDM_EXPORT ORVX_DataSource {
 
   // Deletes the variables from `first` to `last`, both included. An empty range (last == first - 1,
   // 0 to -1 in an empty dictionary too) changes nothing; any other range that does not lie in the
-  // dictionary throws std::out_of_range and changes nothing. Needs no memory.
+  // dictionary throws std::out_of_range. Needs no memory.
   void DeleteVariables(int first, int last);
 
   // Inserts a copy in front of the variable at `position`, or at the end for the column count. Any
-  // other position throws std::out_of_range and changes nothing.
+  // other position throws std::out_of_range.
   void InsertVariable(long position, const ORVX_Variable& variable);
 
   // Appends a copy, and stores where in `position` unless that is null.
@@ -110,17 +113,17 @@ class SDM_EXPORT ORVX_DataSource {
 
   int GetWeightVarIndex() const;
   LocallyUniqueID GetWeightVariableID() const;
-  // -1 switches weighting off. A position outside the dictionary throws std::out_of_range, a
-  // variable with the null identifier std::invalid_argument; both change nothing.
+  // -1 switches weighting off. Any other position outside the dictionary throws std::out_of_range,
+  // a variable with the null identifier std::invalid_argument.
   void SetWeightVar(int position);
 
   int GetFilterVarIndex() const;
   LocallyUniqueID GetFilterVariableID() const;
   void SetFilterVar(int position);  // as for the weight
 
-  // Splits the file by the variables at the `count` positions in `indices`; 0 switches splitting
-  // off (`indices` may then be null, and `separate` is taken as false). More than kMaxSplitVars
-  // throw std::length_error, a wrong position throws as for the weight; all change nothing.
+  // Splits the file by the variables at the `count` positions in `indices`, borrowed for the call;
+  // 0 switches splitting off (`indices` may then be null, and `separate` is taken as false). More
+  // than kMaxSplitVars throw std::length_error. A wrong position, -1 too, throws as for the weight.
   void SetSplit(unsigned int count, const int* indices, bool separate);
 
   // The same for any number of variables: for a dictionary that follows another source's, whose
@@ -129,18 +132,20 @@ class SDM_EXPORT ORVX_DataSource {
 
   // --- properties ---
 
-  bool IsDirty() const;  // whether there are unsaved changes; false for a fresh source
+  // Whether there are unsaved changes; false for a fresh source. Setting it never throws.
+  bool IsDirty() const;
   void SetDirty(bool dirty);
 
-  // The name of the file, "" for none, never null. Good until it is next set.
+  // The name of the file, "" for none, never null. Good until it is next set; setting null is "".
   const char* GetFileSpec() const;
-  void SetFileSpec(const char* fileSpec);  // copied; null is ""
+  void SetFileSpec(const char* fileSpec);
 
   // The label of the dataset, null for none. Good until it is next set.
   const char* GetLabel() const;
-  void SetLabel(const char* label);  // copied; null for none
+  void SetLabel(const char* label);
 
-  // 0 when the rows are not those of a multiple imputation.
+  // 0 when the rows are not those of a multiple imputation. Any number is taken; setting it never
+  // throws.
   long long RowsPerImputation() const;
   void RowsPerImputation(long long rows);
 
@@ -151,13 +156,14 @@ class SDM_EXPORT ORVX_DataSource {
   const ORVX_TrendsInfo* GetTrendsInfo() const;
 
   // Multiple-response sets and variable sets, each in an order of its own. Members are kept by
-  // identifier; deleting a variable leaves the sets as they are. Good until they are next set.
+  // identifier; deleting a variable leaves the sets as they are. Good until they are next set. Any
+  // sets are taken: whether the members are there, or a name comes twice, is not looked at.
   const std::vector<VariableSetImpl>& GetMRSets() const;
   void SetMRSets(const std::vector<VariableSetImpl>& sets);
   const std::vector<VariableSetImpl>& GetVariableSets() const;
   void SetVariableSets(const std::vector<VariableSetImpl>& sets);
 
-  // Shares the block of `extension`, in place of the one of its type.
+  // Shares the block of `extension`, in place of the one of its type. Any type is taken.
   void SetExtension(const Extension& extension);
 
   const DatasourceAttributes& GetAttributes() const;  // good until they are next set
@@ -172,7 +178,7 @@ class SDM_EXPORT ORVX_DataSource {
 
   // Makes the dictionary of `other` this one's: variables, weight, filter, split, properties and
   // the rest, all but the parent, the rows and the dirty flag. Null changes nothing, and so does
-  // the source itself. When it throws, nothing is changed.
+  // the source itself. Threads: `other` is only read.
   void CopyDictionary(const ORVX_DataSource* other);
 
  protected:

@@ -10,12 +10,20 @@ class ORVX_DataSource;
 
 // An interface to implement. Its operation is the first virtual slot, so no virtual destructor
 // stands before it: hooks are never deleted through this class.
+//
+// The registry borrows a hook from RegisterFilter until another is installed or the registry goes.
+//
+// Threads: called on the thread that adds a dataset, with the registry lock held: one call at a
+// time. A hook may call that registry; it must not wait for another thread that needs it.
 class SDM_EXPORT ORVX_DataSourceFilterHook {
  public:
-  // Takes `source`, never null, and returns the source to use in its place; may return `source`
-  // itself. Ownership of what is returned passes to the dataset that is made of it; where none can
-  // be made, what the hook made stays the hook's. A source that is neither returned nor a parent of
-  // the returned one is the hook's to delete.
+  // Takes `source`, never null, and returns the source to use in its place: `source` itself, one
+  // built on it, or another. Null registers a dataset without a source.
+  //
+  // The dataset owns what is returned, with its chain of parents; a source that is not in that
+  // chain is the hook's to delete, `source` included; so is every source that the hook made, where
+  // adding fails before the dataset exists. What is thrown passes on to whoever adds, and no
+  // dataset is added.
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

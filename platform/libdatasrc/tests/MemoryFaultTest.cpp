@@ -114,6 +114,7 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
     ASSERT_EQ(source.GetSplitVarIndex(0), 7);
     ASSERT_TRUE(source.GetSplitqSeparate());
     ASSERT_STREQ(source.GetLabel(), "a label that is too long to stand inside a string object");
+    ASSERT_STREQ(source.GetFileSpec(), "");
     ASSERT_EQ(NamesOf(source.GetMRSets()), NamesOf({kOldSet, kOldSet}));
     ASSERT_EQ(NamesOf(source.GetVariableSets()), NamesOf({kOldSet, kOldSet}));
     ASSERT_EQ(source.GetAttributes(), kOldAttributes);
@@ -147,6 +148,8 @@ void CopyAnother(ORVX_DataSource& source) {
   source.CopyDictionary(&other);
 }
 
+constexpr const char* kLongName = "a name that is too long to stand inside a string object";
+
 const ORVX_Variable kShared(Serial(1000), "shared");
 
 INSTANTIATE_TEST_SUITE_P(
@@ -154,6 +157,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Edit{"Insert", [](ORVX_DataSource& s) { s.InsertVariable(100, kShared); }},
         Edit{"Append", [](ORVX_DataSource& s) { s.MakeVariable(kShared, nullptr); }},
+        Edit{"SetLabel", [](ORVX_DataSource& s) { s.SetLabel(kLongName); }},
+        Edit{"SetFileSpec", [](ORVX_DataSource& s) { s.SetFileSpec(kLongName); }},
         Edit{"SetID",
              [](ORVX_DataSource& s) {
                const ORVX_Variable holder = s.GetVariable(7);
