@@ -28,6 +28,35 @@ SvrDMInputDataSource::SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, con
   AcquireReadLock(tryOnly, label);
 }
 
+SvrDMInputDataSource::SvrDMInputDataSource(Acquired, SvrDMItemPtr& item, const char* label)
+    : SvrDMDataset(item) {
+  if (LocksAreMonitored()) {
+    RecordHold(Item().DataLock(/*forWriting=*/false), LockHolder{this, label});
+  }
+  Item().AddReader();
+}
+
+std::optional<SvrDMInputDataSource> SvrDMInputDataSource::TryRead(SvrDMItemPtr& item,
+                                                                  std::chrono::milliseconds longest,
+                                                                  const char* label) {
+  if (!item->AcquireReadLockWithin(longest)) return std::nullopt;
+  return std::optional<SvrDMInputDataSource>(std::in_place, Acquired(), item, label);
+}
+
+std::optional<SvrDMInputDataSource> SvrDMInputDataSource::TryRead(ServerDataManager& registry,
+                                                                  LocallyUniqueID id,
+                                                                  std::chrono::milliseconds longest,
+                                                                  const char* label) {
+  SvrDMItemPtr item = registry.GetDataSet(id);
+  return TryRead(item, longest, label);
+}
+
+std::optional<SvrDMInputDataSource> SvrDMInputDataSource::TryRead(LocallyUniqueID id,
+                                                                  std::chrono::milliseconds longest,
+                                                                  const char* label) {
+  return TryRead(ServerDataManager::GetInstance(), id, longest, label);
+}
+
 SvrDMInputDataSource::SvrDMInputDataSource(char const*, SvrDMItemPtr const& item)
     : SvrDMDataset(item) {
   Item().AddWriter();

@@ -9,6 +9,9 @@
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/SvrDMDataset.h>
 
+#include <chrono>
+#include <optional>
+
 class ORVX_DataSource;
 
 // Counts as a reader of the dataset from construction to destruction. Cannot be copied.
@@ -17,6 +20,10 @@ class ORVX_DataSource;
 // take another on the same dataset, also while a writer waits. A thread that holds a writer waits
 // for ever.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
+ protected:
+  // For handles made in place by TryRead and TryWrite, which have acquired the lock.
+  struct Acquired {};
+
  public:
   // By identifier in the given registry, by identifier in the registry of the process, or on the
   // given item, which must not be empty. Waits until no writer holds the dataset, whatever
@@ -30,6 +37,27 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label);
 
+  // As above, but waits no longer than `longest`, zero or less for not at all; nothing where the
+  // lock is not to be had in that time. A failed try leaves no trace: no mark, no count. Made in
+  // place, so neither succeeding nor failing needs memory.
+  //
+  //   if (auto reader = SvrDMInputDataSource::TryRead(id, std::chrono::milliseconds(50))) {
+  //     Use(**reader);
+  //   }
+  //
+  // It waits by trying again, with pauses of up to 5 ms, and stands in no line: who comes later and
+  // waits may be served first. A thread that holds a writer on the dataset fails.
+  static std::optional<SvrDMInputDataSource> TryRead(SvrDMItemPtr& item,
+                                                     std::chrono::milliseconds longest,
+                                                     const char* label = nullptr);
+  static std::optional<SvrDMInputDataSource> TryRead(ServerDataManager& registry,
+                                                     LocallyUniqueID id,
+                                                     std::chrono::milliseconds longest,
+                                                     const char* label = nullptr);
+  static std::optional<SvrDMInputDataSource> TryRead(LocallyUniqueID id,
+                                                     std::chrono::milliseconds longest,
+                                                     const char* label = nullptr);
+
   SvrDMInputDataSource(const SvrDMInputDataSource&) = delete;
   SvrDMInputDataSource& operator=(const SvrDMInputDataSource&) = delete;
 
@@ -40,6 +68,9 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   // only reads: what it changes, others read at the same time.
   ORVX_DataSource* operator->() const;
   ORVX_DataSource* operator*() const;
+
+  // Not for callers: see Acquired.
+  SvrDMInputDataSource(Acquired, SvrDMItemPtr& item, const char* label);
 
  protected:
   // For the writer handle: takes no lock and counts a writer. The string is not looked at.

@@ -36,6 +36,36 @@ SvrDMWriteableDataSource::SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryO
   AcquireWriteLock(tryOnly, label);
 }
 
+SvrDMWriteableDataSource::SvrDMWriteableDataSource(Acquired, SvrDMItemPtr& item,
+                                                   SvrDMDataSetObserver* originator,
+                                                   const char* label)
+    : SvrDMInputDataSource("", item), originator_(originator) {
+  if (LocksAreMonitored()) {
+    RecordHold(Item().DataLock(/*forWriting=*/true), LockHolder{this, label});
+  }
+}
+
+std::optional<SvrDMWriteableDataSource> SvrDMWriteableDataSource::TryWrite(
+    SvrDMItemPtr& item, std::chrono::milliseconds longest, SvrDMDataSetObserver* originator,
+    const char* label) {
+  if (!item->AcquireWriteLockWithin(longest)) return std::nullopt;
+  return std::optional<SvrDMWriteableDataSource>(std::in_place, Acquired(), item, originator,
+                                                 label);
+}
+
+std::optional<SvrDMWriteableDataSource> SvrDMWriteableDataSource::TryWrite(
+    ServerDataManager& registry, LocallyUniqueID id, std::chrono::milliseconds longest,
+    SvrDMDataSetObserver* originator, const char* label) {
+  SvrDMItemPtr item = registry.GetDataSet(id);
+  return TryWrite(item, longest, originator, label);
+}
+
+std::optional<SvrDMWriteableDataSource> SvrDMWriteableDataSource::TryWrite(
+    LocallyUniqueID id, std::chrono::milliseconds longest, SvrDMDataSetObserver* originator,
+    const char* label) {
+  return TryWrite(ServerDataManager::GetInstance(), id, longest, originator, label);
+}
+
 SvrDMWriteableDataSource::~SvrDMWriteableDataSource() {
   Notify();
   // Balances the reader that the base's destructor drops.

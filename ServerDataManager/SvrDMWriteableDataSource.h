@@ -13,6 +13,9 @@
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
+#include <chrono>
+#include <memory>
+#include <optional>
 #include <vector>
 
 // Counts as a writer of the dataset from before it asks for the lock to just before it releases it.
@@ -29,7 +32,7 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   // Waits for the write lock. With `tryOnly` it does not wait but throws the int 55 where the lock
   // is not free. Beware: that failure marks the dataset for good. Its writers count stays one
   // higher and its readers count one lower, and no lock on it is released any more, the one now
-  // held included. Use the waiting form where the dataset is to be used again.
+  // held included. TryWrite has no such trap.
   //
   // Throws ErrorMsg, code 2001, where the registry has no such dataset; no count is changed then.
   SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
@@ -42,6 +45,24 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
                            const char* label);
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator,
                            const char* label);
+
+  // As above, but waits no longer than `longest`, zero or less for not at all; nothing where the
+  // lock is not to be had in that time. A failed try leaves no trace: no mark, no count. See
+  // SvrDMInputDataSource::TryRead for how it waits; readers that overlap without end keep it out.
+  // Counts as a writer from when it has the lock.
+  static std::optional<SvrDMWriteableDataSource> TryWrite(SvrDMItemPtr& item,
+                                                          std::chrono::milliseconds longest,
+                                                          SvrDMDataSetObserver* originator,
+                                                          const char* label = nullptr);
+  static std::optional<SvrDMWriteableDataSource> TryWrite(ServerDataManager& registry,
+                                                          LocallyUniqueID id,
+                                                          std::chrono::milliseconds longest,
+                                                          SvrDMDataSetObserver* originator,
+                                                          const char* label = nullptr);
+  static std::optional<SvrDMWriteableDataSource> TryWrite(LocallyUniqueID id,
+                                                          std::chrono::milliseconds longest,
+                                                          SvrDMDataSetObserver* originator,
+                                                          const char* label = nullptr);
 
   SvrDMWriteableDataSource(const SvrDMWriteableDataSource&) = delete;
   SvrDMWriteableDataSource& operator=(const SvrDMWriteableDataSource&) = delete;
@@ -80,6 +101,10 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void Notify();
 
  private:
+  // Not for callers: see Acquired.
+  SvrDMWriteableDataSource(Acquired, SvrDMItemPtr& item, SvrDMDataSetObserver* originator,
+                           const char* label);
+
   void AcquireWriteLock(bool tryOnly, const char* label);
 
   SvrDMDataSetObserver* originator_;

@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <ctime>
 #include <memory>
+#include <thread>
 #include <utility>
 
 using namespace sdm_internal;
@@ -28,6 +29,21 @@ namespace {
 
 constexpr int kExclusive = 1;   // the lock type of sfGuard
 constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
+
+// Tries at least once, and until the time is up. The lock has no wait with a limit, so there are
+// pauses between the tries, each twice as long as the one before up to a bound.
+template <class Try>
+bool RepeatWithin(std::chrono::milliseconds longest, Try succeeds) {
+  using namespace std::chrono;
+  constexpr milliseconds kEver = hours(24 * 365 * 100);  // more would overflow the clock
+  const auto end = steady_clock::now() + std::clamp(longest, milliseconds::zero(), kEver);
+  for (nanoseconds pause = microseconds(20);; pause = std::min<nanoseconds>(2 * pause, 5ms)) {
+    if (succeeds()) return true;
+    const nanoseconds left = end - steady_clock::now();
+    if (left <= nanoseconds::zero()) return false;
+    std::this_thread::sleep_for(std::min(pause, left));
+  }
+}
 
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -184,6 +200,14 @@ bool SvrDMItem::AcquireWriteLock(bool tryOnly, const LockHolder& who) {
     lock_.writeLock();
     wait.Acquired();
     return true;
+bool SvrDMItem::AcquireReadLockWithin(std::chrono::milliseconds longest) {
+  return RepeatWithin(longest, [this] { return lock_.tryReadLock(); });
+}
+
+bool SvrDMItem::AcquireWriteLockWithin(std::chrono::milliseconds longest) {
+  return RepeatWithin(longest, [this] { return lock_.tryWriteLock(); });
+}
+
   }
   // Never cleared again: the handle whose try failed still calls ReleaseLock, and must not end
   // somebody else's lock.

@@ -32,6 +32,7 @@
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/ObserverView.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -122,7 +123,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   bool AcquireReadLock(bool tryOnly);
 
   // Waits for the write lock and returns true; with `tryOnly`, does not wait but returns false
-  // where the lock is not free. A failed try marks the item for good: see ReleaseLock.
+  // where the lock is not free. A failed try marks the item for good: see ReleaseLock. The TryWrite
+  // of SvrDMWriteableDataSource does not.
   bool AcquireWriteLock(bool tryOnly);
 
   // Ends whichever lock is held. Once a try for the write lock has failed on this item, does
@@ -273,6 +275,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void UpdateObserverView();
   void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
 
+  // Without waiting for longer than that. Where they return false, nothing has changed.
+  bool AcquireReadLockWithin(std::chrono::milliseconds longest);
+  bool AcquireWriteLockWithin(std::chrono::milliseconds longest);
   // The order of the fields is fixed: other binaries depend on it.
 
   ServerDataManager* manager_;

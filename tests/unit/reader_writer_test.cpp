@@ -12,6 +12,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -288,6 +289,123 @@ TEST_F(WriterHandle, LetsGoOfTheDatasetLast) {
 
   EXPECT_EQ(readers, 0);
   EXPECT_EQ(writers, 0);
+}
+
+// --- Tries that leave no trace ---
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using TryHandle = Handles;
+
+constexpr milliseconds kNotAtAll(0);
+constexpr std::chrono::hours kLong(1);
+
+TEST_F(TryHandle, ReadsAFreeDatasetAndIsCountedUntilItGoes) {
+  SvrDMItemPtr item = Item();
+  {
+    const auto first = SvrDMInputDataSource::TryRead(registry, id, kNotAtAll);
+    const auto second = SvrDMInputDataSource::TryRead(item, kLong);
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ((*first)->ColumnCount(), 2);
+    ExpectCounts(2, 0);
+    EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(item, kNotAtAll, nullptr));
+  }
+  ExpectCounts(0, 0);
+  EXPECT_TRUE(SvrDMWriteableDataSource::TryWrite(item, kNotAtAll, nullptr));
+}
+
+TEST_F(TryHandle, WritesAFreeDatasetAndItsChangesAreToldButNotToTheOriginator) {
+  RecordingObserver originator, other;
+  handle.Register(originator);
+  handle.Register(other);
+  {
+    auto writer = SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, &originator);
+    ASSERT_TRUE(writer);
+    ExpectCounts(0, 1);
+    (*writer)->GetVariable(0).SetLabel("changed");
+    EXPECT_FALSE(SvrDMInputDataSource::TryRead(registry, id, kNotAtAll));
+    ExpectCounts(0, 1);
+  }
+  ExpectCounts(0, 0);
+  EXPECT_THAT(other.passes, SizeIs(1));
+  EXPECT_THAT(originator.passes, IsEmpty());
+}
+
+TEST_F(TryHandle, FindsItsDatasetInTheRegistryOfTheProcess) {
+  ServerDataManager& process = ServerDataManager::GetInstance();
+  const LocallyUniqueID present = process.AddEmpty(/*quiet=*/true);
+  EXPECT_TRUE(SvrDMInputDataSource::TryRead(present, kNotAtAll));
+  EXPECT_TRUE(SvrDMWriteableDataSource::TryWrite(present, kNotAtAll, nullptr));
+  process.Delete(present);
+}
+
+TEST_F(TryHandle, OnAnUnknownIdentifierPassesTheErrorOn) {
+  const LocallyUniqueID unknown(0, 99);
+  EXPECT_EQ(ErrorCodeOf([&] { SvrDMInputDataSource::TryRead(registry, unknown, kLong); }), 2001U);
+  EXPECT_EQ(
+      ErrorCodeOf([&] { SvrDMWriteableDataSource::TryWrite(registry, unknown, kLong, nullptr); }),
+      2001U);
+}
+
+// What it must not do is what the try of the constructor does: see the next tests.
+TEST_F(TryHandle, ThatFailsChangesNothing) {
+  {
+    const auto reader = Reader();
+    EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, nullptr));
+    EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(registry, id, milliseconds(2), nullptr));
+    EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(registry, id, -kLong, nullptr));
+    ExpectCounts(1, 0);
+  }
+  {
+    const auto writer = Writer();
+    EXPECT_FALSE(SvrDMInputDataSource::TryRead(registry, id, kNotAtAll));
+    EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, nullptr));
+    ExpectCounts(0, 1);
+  }
+  ExpectCounts(0, 0);
+  // Every lock was released.
+  EXPECT_TRUE(SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, nullptr));
+}
+
+TEST_F(TryHandle, GivesUpWhenItsTimeIsUpAndNotBefore) {
+  const auto holder = Writer();
+  constexpr milliseconds kTime(30);
+
+  const auto before = steady_clock::now();
+  EXPECT_FALSE(SvrDMInputDataSource::TryRead(registry, id, kTime));
+  EXPECT_GE(steady_clock::now() - before, kTime);
+
+  const auto between = steady_clock::now();
+  EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(registry, id, kTime, nullptr));
+  EXPECT_GE(steady_clock::now() - between, kTime);
+}
+
+TEST_F(TryHandle, GetsALockThatIsReleasedWhileItWaitsHoweverLongItMayWait) {
+  auto holder = Writer();
+  bool read = false, written = false;
+  WatchedThread reader(
+      [&] { read = SvrDMInputDataSource::TryRead(registry, id, milliseconds::max()).has_value(); });
+  WatchedThread writer([&] {
+    written = SvrDMWriteableDataSource::TryWrite(registry, id, kLong, nullptr).has_value();
+  });
+  EXPECT_TRUE(reader.Waits());
+  EXPECT_TRUE(writer.Waits());
+
+  holder.reset();
+  reader.Join();
+  writer.Join();
+
+  EXPECT_TRUE(read);
+  EXPECT_TRUE(written);
+  ExpectCounts(0, 0);
+}
+
+TEST_F(TryHandle, MayBeReleasedOnAnotherThread) {
+  auto writer = SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, nullptr);
+  WatchedThread([&] { writer.reset(); }).Join();
+
+  ExpectCounts(0, 0);
+  EXPECT_TRUE(SvrDMInputDataSource::TryRead(registry, id, kNotAtAll));
 }
 
 // --- Writers: the failed try ---
