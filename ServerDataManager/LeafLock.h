@@ -9,6 +9,8 @@
 #include <mutex>
 #include <string>
 
+namespace sdm_internal {
+
 // Holds the one lock of the process for a scope. Nothing is called meanwhile that takes another
 // lock or may destroy a dataset, so nobody waits for it for long, not even a process that exits.
 // Not recursive.
@@ -29,5 +31,7 @@ inline std::string CopyOfName(const std::string& name) {
   const LeafLock held;
   return name;
 }
+
+}  // namespace sdm_internal
 
 #endif  // SERVERDATAMANAGER_LEAFLOCK_H_

@@ -26,10 +26,23 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
-  // Builds an item on `ds` (null for none), appends it and announces it.
-  void Add(ORVX_DataSource* ds, const std::string& name, bool hasPassword,
+  // Builds an item on `ds` (null for none), appends it and announces it. Once the source is no
+  // longer the caller's, which may be before this throws, `ds` is null.
+  void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence);
+
+  // The same under the next identifier, which is returned. Takes the lock.
+  LocallyUniqueID AddNew(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
+                         const std::string& password, bool passwordFlag, bool quiet);
+
+  // The same in place of the first item with the identifier, which is deleted. Takes the lock.
+  void Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet, LocallyUniqueID id,
+               unsigned int caseSequence);
+
+  // What the filter hook makes of `ds`; that itself where there is no hook. `ds` is null afterwards
+  // where the answer does not stand on it: the hook looks after it then.
+  ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const;
 
   // An item on `ds`, not registered yet; its file name is what the names in use leave of `name`.
   SvrDMItem* NewItem(ORVX_DataSource* ds, const std::string& name, bool quiet, LocallyUniqueID id,
@@ -73,14 +86,32 @@ struct SDM_HIDDEN ServerDataManager::Data {
   ORVX_DataSourceFilterHook* filter = nullptr;  // borrowed; under no lock
   ServerDataManager* owner;
 
- private:
-  using Observers = std::vector<ServerDataManagerObserver*>;
+  // A notice under way to the observers that are registered when it begins. Observers may register,
+  // unregister and delete datasets from inside it; those that leave are not told any more, and what
+  // is registered at the same address later hears from the next notice on.
+  class Notice {
+   public:
+    explicit Notice(const Data& data);
+    Notice(const Notice&) = delete;
+    Notice& operator=(const Notice&) = delete;
+    ~Notice() { innermost_ = outer_; }
 
-  // Calls `notice` with every observer of `present`, a copy of the list, that still stands there
-  // when its turn comes: observers may register, unregister and delete datasets from inside a
-  // notice.
-  template <class Notice>
-  void TellObservers(const Observers& present, Notice notice);
+    // Calls `tell` with each observer.
+    template <class Tell>
+    void Give(Tell tell) const;
+
+    // The observer leaves: it is told no more in the notices of `data` that are under way.
+    static void Forget(const Data& data, const ServerDataManagerObserver& observer);
+
+   private:
+    const Data& data_;
+    std::vector<ServerDataManagerObserver*> observers_;  // null for those that have left
+    Notice* const outer_;
+
+    // Of the notices under way on this thread, of all registries. There are none of this registry
+    // on other threads: the lock is held for as long as a notice lasts.
+    static inline constinit thread_local Notice* innermost_ = nullptr;
+  };
 };
 
 #endif  // SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_

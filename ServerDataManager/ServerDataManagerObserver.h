@@ -12,14 +12,17 @@
 // The registry borrows an observer from Register to Unregister.
 //
 // A dataset may be told as created by a notification pass: that thread holds the dataset's write
-// lock, so an observer takes no handle that locks it. Nor does it register or unregister observers
-// of a dataset, whose notification mutex comes before the registry lock. It does not delete a
-// dataset from inside every notice of that dataset's deletion, which would never end.
+// lock, so an observer takes no handle that locks it. It may register and unregister observers of
+// datasets, of the created one for instance, to follow every dataset; not on a dataset whose
+// observers call the registry while another thread releases a writer on it, where the two would
+// wait for each other for ever. It does not delete a dataset from inside every notice of that
+// dataset's deletion, which would never end.
 //
 // Threads: called on the thread that adds, announces or deletes the dataset, with the registry lock
 // held. An observer may call the registry on that thread, also to register, unregister, delete or
-// clear: a notice under way skips observers that have left. It must not wait for another thread
-// that needs the registry.
+// clear: a notice under way skips observers that have left, and whoever is registered meanwhile,
+// at the address of one that left too, hears from the next notice on. It must not wait for another
+// thread that needs the registry.
 class SDM_EXPORT ServerDataManagerObserver {
  public:
   virtual ~ServerDataManagerObserver() = default;

@@ -6,6 +6,15 @@
 
 namespace sdm_internal {
 
+bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
+  if (child == ancestor) return true;
+  for (const ORVX_DataSource* link = child; link != nullptr;) {
+    if (link == ancestor) return true;
+    link = SvrDMCloneDataSource::ParentOf(*link);
+  }
+  return false;
+}
+
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop) {
   for (const ORVX_DataSource* link = from; link != nullptr && link != stop;) {
     // What lies above a clone belongs to all its copies, and goes with the last of them.

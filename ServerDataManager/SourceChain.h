@@ -5,9 +5,17 @@
 #ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
 #define SERVERDATAMANAGER_SOURCECHAIN_H_
 
+#include <memory>
+
 class ORVX_DataSource;
 
 namespace sdm_internal {
+
+// True when `ancestor` is `child` itself or stands above it in its chain of parents. Null is a
+// child of null only, and nothing else is a child of null.
+//
+// Threads: not safe; nobody may change the chain meanwhile.
+bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
 // Deletes the sources of the chain from `from` up to, not including, `stop`, and never further than
 // a clone: what lies above one belongs to the clone and its copies. A null `stop` deletes the whole
@@ -15,6 +23,12 @@ namespace sdm_internal {
 //
 // Threads: not safe; the caller is the only user of the sources that go.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);
+
+// Owns a source with its chain.
+struct DeleteChain {
+  void operator()(ORVX_DataSource* chain) const { DeleteDataSourceTo(chain, nullptr); }
+};
+using OwnedChain = std::unique_ptr<ORVX_DataSource, DeleteChain>;
 
 // True when the source at the top of the chain of parents of `ds` is a SystemFileDataSource: a
 // source layered over a saved data file counts as that file. False for null.

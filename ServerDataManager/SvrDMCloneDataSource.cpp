@@ -23,10 +23,6 @@ class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
 
 namespace {
 
-struct DeleteChain {
-  void operator()(ORVX_DataSource* chain) const { DeleteDataSourceTo(chain, nullptr); }
-};
-
 // Whoever makes an iterator of a clone, which shows its parent from the first maker's beginning to
 // the last one's end. Makers stand on the stacks of their threads, linked into one list.
 class IteratorMaker {
@@ -83,7 +79,7 @@ SvrDMCloneDataSource::SvrDMCloneDataSource(RefCountPtr<Data> const& data) : data
 
 std::unique_ptr<SvrDMCloneDataSource> SvrDMCloneDataSource::Adopt(
     std::unique_ptr<ORVX_DataSource> source) {
-  std::unique_ptr<ORVX_DataSource, DeleteChain> chain(source.release());
+  OwnedChain chain(source.release());
   const RefCountPtr<Data> data(new Data(chain.get()));
   static_cast<void>(chain.release());  // the data owns it now
   return std::unique_ptr<SvrDMCloneDataSource>(new SvrDMCloneDataSource(data));

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using namespace sdm_internal;
+
 SvrDMDataset::SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id)
     : item_(registry.GetDataSet(id)) {}
 

@@ -83,6 +83,10 @@ ORVX_DataSource* SvrDMWriteableDataSource::GetDataSource() const {
   return Item().DataSource();
 }
 
+void SvrDMWriteableDataSource::SetDataSet(std::unique_ptr<ORVX_DataSource> ds) {
+  Item().SetDataSet(ds.release());
+}
+
 void SvrDMWriteableDataSource::SetDataSet(ORVX_DataSource* ds) {
   Item().SetDataSet(ds);
 }

@@ -76,6 +76,7 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   ORVX_DataSource* GetDataSource() const;
 
   // Replaces the data source: see SvrDMItem::SetDataSet.
+  void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
   void SetDataSet(ORVX_DataSource* ds);
 
   // Each adds one to the number that change messages bear; it wraps. The second does the same as
@@ -100,11 +101,11 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   // what was queued and the rest to all observers (see SvrDMItem::Notify).
   void Notify();
 
- private:
   // Not for callers: see Acquired.
   SvrDMWriteableDataSource(Acquired, SvrDMItemPtr& item, SvrDMDataSetObserver* originator,
                            const char* label);
 
+ private:
   void AcquireWriteLock(bool tryOnly, const char* label);
 
   SvrDMDataSetObserver* originator_;

@@ -7,8 +7,10 @@
 #include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/SourceChain.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 using namespace sdm_internal;
@@ -54,23 +56,73 @@ bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
   return !item->FileName().empty() && FileNameMatch{name}(item);
 }
 
+// A source that a caller has handed over, with its chain, until a dataset owns it.
+class HandedOver {
+ public:
+  explicit HandedOver(std::unique_ptr<ORVX_DataSource> handed) : source(handed.release()) {}
+  HandedOver(const HandedOver&) = delete;
+  HandedOver& operator=(const HandedOver&) = delete;
+  ~HandedOver() { DeleteDataSourceTo(source, nullptr); }
+
+  ORVX_DataSource* source;
+};
+
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
 // Unlocked cores
 
-void ServerDataManager::Data::Add(ORVX_DataSource* ds, const std::string& name, bool hasPassword,
+template <class Match>
+std::size_t ServerDataManager::Data::IndexOf(Match match) const {
+  const LeafLock held;
+  const auto found = std::find_if(items.begin(), items.end(), match);
+  return static_cast<std::size_t>(found - items.begin());
+}
+
+template <class Match>
+SvrDMItemPtr ServerDataManager::Data::First(Match match) const {
+  const LeafLock held;
+  const auto found = std::find_if(items.begin(), items.end(), match);
+  return found != items.end() ? *found : SvrDMItemPtr(nullptr);
+}
+
+void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                                   const std::string& password, bool passwordFlag, bool quiet,
                                   LocallyUniqueID id, unsigned int caseSequence) {
   // Before the file name is looked up: the hook may change which names are in use.
-  if (filter != nullptr && ds != nullptr) ds = filter->FilterDataSource(ds);
-  SvrDMItemPtr item = NewItem(ds, name, quiet, id, caseSequence);
+  ORVX_DataSource* const filtered = Filtered(ds);
+  SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
+  ds = nullptr;  // the item's
   if (hasPassword) item->Password(password, passwordFlag);
   {
     const LeafLock held;
     items.push_back(item);
   }
   NotifyCreate(*item);
+}
+
+LocallyUniqueID ServerDataManager::Data::AddNew(ORVX_DataSource*& ds, const std::string& name,
+                                                bool hasPassword, const std::string& password,
+                                                bool passwordFlag, bool quiet) {
+  const Lock held(*this);
+  const LocallyUniqueID id = generator.Next();
+  Add(ds, name, hasPassword, password, passwordFlag, quiet, id, /*caseSequence=*/0);
+  return id;
+}
+
+void ServerDataManager::Data::Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet,
+                                      LocallyUniqueID id, unsigned int caseSequence) {
+  const Lock held(*this);
+  Delete(IndexOf(LUIDMatch{id}));
+  Add(ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
+      caseSequence);
+}
+
+ORVX_DataSource* ServerDataManager::Data::Filtered(ORVX_DataSource*& ds) const {
+  if (filter == nullptr || ds == nullptr) return ds;
+  ORVX_DataSource* const answer = filter->FilterDataSource(ds);
+  if (!IsChildOf(answer, ds)) ds = nullptr;
+  return answer;
 }
 
 SvrDMItem* ServerDataManager::Data::NewItem(ORVX_DataSource* ds, const std::string& name,
@@ -95,20 +147,6 @@ SvrDMItemPtr ServerDataManager::Data::Find(const std::string& handle) const {
   return First(HandleMatch{handle});
 }
 
-template <class Match>
-std::size_t ServerDataManager::Data::IndexOf(Match match) const {
-  const LeafLock held;
-  const auto found = std::find_if(items.begin(), items.end(), match);
-  return static_cast<std::size_t>(found - items.begin());
-}
-
-template <class Match>
-SvrDMItemPtr ServerDataManager::Data::First(Match match) const {
-  const LeafLock held;
-  const auto found = std::find_if(items.begin(), items.end(), match);
-  return found != items.end() ? *found : SvrDMItemPtr(nullptr);
-}
-
 std::size_t ServerDataManager::Data::Count() const {
   const LeafLock held;
   return items.size();
@@ -117,6 +155,28 @@ std::size_t ServerDataManager::Data::Count() const {
 SvrDMItemPtr ServerDataManager::Data::At(std::size_t index) const {
   const LeafLock held;
   return index < items.size() ? items[index] : SvrDMItemPtr(nullptr);
+}
+
+ServerDataManager::Data::Notice::Notice(const Data& data)
+    : data_(data), observers_(data.observers.begin(), data.observers.end()), outer_(innermost_) {
+  innermost_ = this;
+}
+
+template <class Tell>
+void ServerDataManager::Data::Notice::Give(Tell tell) const {
+  for (ServerDataManagerObserver* observer : observers_) {
+    if (observer != nullptr) tell(*observer);
+  }
+}
+
+void ServerDataManager::Data::Notice::Forget(const Data& data,
+                                             const ServerDataManagerObserver& observer) {
+  for (Notice* notice = innermost_; notice != nullptr; notice = notice->outer_) {
+    if (&notice->data_ != &data) continue;
+    for (ServerDataManagerObserver*& each : notice->observers_) {
+      if (each == &observer) each = nullptr;
+    }
+  }
 }
 
 void ServerDataManager::Data::Delete(std::size_t index) {
@@ -128,8 +188,7 @@ void ServerDataManager::Data::Delete(std::size_t index) {
   // too.
   if (item->NotifyDelete()) {
     const Lock held(*this);
-    TellObservers(Observers(observers.begin(), observers.end()),
-                  [&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
+    Notice(*this).Give([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
   }
   const LeafLock held;
   // An observer may have deleted other items, or this one.
@@ -156,9 +215,9 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   // does one of two calls from inside a notice.
   if (!item.SetNotifiedCreation()) return;
   const Lock held(*this);
-  Observers present;
+  std::optional<Notice> notice;
   try {
-    present.assign(observers.begin(), observers.end());
+    notice.emplace(*this);
   } catch (...) {
     // Nobody was told; the next pass announces the dataset.
     item.TakeBackNotifiedCreation();
@@ -166,16 +225,7 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   }
   const LocallyUniqueID id = item.ID();
   const std::string& fileName = item.FileName();
-  TellObservers(
-      present, [&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
-}
-
-template <class Notice>
-void ServerDataManager::Data::TellObservers(const Observers& present, Notice notice) {
-  for (ServerDataManagerObserver* observer : present) {
-    const bool left = std::find(observers.begin(), observers.end(), observer) == observers.end();
-    if (!left) notice(*observer);
-  }
+  notice->Give([&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -189,37 +239,47 @@ ServerDataManager::ServerDataManager() : data_(std::make_unique<Data>(this)) {}
 
 ServerDataManager::~ServerDataManager() = default;
 
+LocallyUniqueID ServerDataManager::Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
+                                       bool quiet) {
+  HandedOver handed(std::move(ds));
+  return data_->AddNew(handed.source, name, /*hasPassword=*/false, std::string(),
+                       /*passwordFlag=*/false, quiet);
+}
+
 LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name, bool quiet) {
-  const Data::Lock held(*data_);
-  const LocallyUniqueID id = data_->generator.Next();
-  data_->Add(&ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
-             /*caseSequence=*/0);
-  return id;
+  ORVX_DataSource* source = &ds;
+  return data_->AddNew(source, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false,
+                       quiet);
+}
+
+LocallyUniqueID ServerDataManager::Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
+                                       const std::string& password, bool passwordFlag, bool quiet) {
+  HandedOver handed(std::move(ds));
+  return data_->AddNew(handed.source, name, /*hasPassword=*/true, password, passwordFlag, quiet);
 }
 
 LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name,
                                        const std::string& password, bool passwordFlag, bool quiet) {
-  const Data::Lock held(*data_);
-  const LocallyUniqueID id = data_->generator.Next();
-  data_->Add(&ds, name, /*hasPassword=*/true, password, passwordFlag, quiet, id,
-             /*caseSequence=*/0);
-  return id;
+  ORVX_DataSource* source = &ds;
+  return data_->AddNew(source, name, /*hasPassword=*/true, password, passwordFlag, quiet);
+}
+
+void ServerDataManager::Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
+                            bool quiet, LocallyUniqueID id, unsigned int caseSequence) {
+  HandedOver handed(std::move(ds));
+  data_->Replace(handed.source, name, quiet, id, caseSequence);
 }
 
 void ServerDataManager::Add(ORVX_DataSource& ds, const std::string& name, bool quiet,
                             LocallyUniqueID id, unsigned int caseSequence) {
-  const Data::Lock held(*data_);
-  Delete(id);
-  data_->Add(&ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
-             caseSequence);
+  ORVX_DataSource* source = &ds;
+  data_->Replace(source, name, quiet, id, caseSequence);
 }
 
 LocallyUniqueID ServerDataManager::AddEmpty(bool quiet) {
-  const Data::Lock held(*data_);
-  const LocallyUniqueID id = data_->generator.Next();
-  data_->Add(nullptr, std::string(), /*hasPassword=*/false, std::string(), /*passwordFlag=*/false,
-             quiet, id, /*caseSequence=*/0);
-  return id;
+  ORVX_DataSource* none = nullptr;
+  return data_->AddNew(none, std::string(), /*hasPassword=*/false, std::string(),
+                       /*passwordFlag=*/false, quiet);
 }
 
 SvrDMItemPtr ServerDataManager::GetDataSet(const LocallyUniqueID& id) const {
@@ -278,6 +338,7 @@ void ServerDataManager::Register(ServerDataManagerObserver& observer) {
 void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {
   const Data::Lock held(*data_);
   data_->observers.remove(&observer);
+  Data::Notice::Forget(*data_, observer);
 }
 
 ORVX_DataSourceFilterHook* ServerDataManager::RegisterFilter(ORVX_DataSourceFilterHook* hook) {

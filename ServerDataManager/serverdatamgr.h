@@ -1,7 +1,7 @@
 // ServerDataManager: the registry of every dataset open in the process.
 //
 //   ServerDataManager& registry = ServerDataManager::GetInstance();
-//   LocallyUniqueID id = registry.Add(*source.release(), "/data/survey", /*quiet=*/false);
+//   LocallyUniqueID id = registry.Add(std::move(source), "/data/survey", /*quiet=*/false);
 //   {
 //     SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, /*originator=*/nullptr);
 //     writer->SetLabel("National survey");
@@ -55,10 +55,15 @@ class SDM_EXPORT ServerDataManager {
 
   // --- Adding ---
   //
-  // Registers `ds` as a dataset. The dataset owns the source and its chain of parents from the
-  // moment its item is built; where the call throws before that, the caller still owns them. Once
-  // the dataset is registered, an exception from an observer's DataSetCreated passes on and leaves
-  // it registered.
+  // Registers `ds` as a dataset, which owns the source and its chain of parents.
+  //
+  // The overloads with a std::unique_ptr own the chain in every outcome: where the call throws
+  // before there is a dataset, the chain is deleted. A null pointer makes a dataset without a
+  // source. The overloads with a reference own it once the dataset's item is built: where the call
+  // throws before, the caller still owns the chain, but cannot tell when it threw.
+  //
+  // Once the dataset is registered, an exception from an observer's DataSetCreated passes on and
+  // leaves it registered.
   //
   // `name` is the name of the saved file, or empty. Where another dataset has that file name,
   // without regard to case, the new dataset has none and keeps `name` as its suppressed file name.
@@ -68,22 +73,26 @@ class SDM_EXPORT ServerDataManager {
   //
   // An installed filter hook is given `ds` first, and what it returns is registered instead (null:
   // a dataset without a source). Where the call throws before the item is built, what the hook has
-  // made is the hook's to look after: nothing of it is deleted. No clone in the chain of what is
-  // registered shows its parent, and none is a clone of nothing: see SvrDMCloneDataSource.h.
+  // made is the hook's to look after: nothing of it is deleted.
   //
   // Threads: any. Takes the registry lock for the whole call; so do all operations that do not say
   // otherwise.
 
   // Returns the new identifier.
+  LocallyUniqueID Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name, bool quiet);
   LocallyUniqueID Add(ORVX_DataSource& ds, const std::string& name, bool quiet);
 
   // The same with a password; `passwordFlag` tells whether it is mangled.
+  LocallyUniqueID Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
+                      const std::string& password, bool passwordFlag, bool quiet);
   LocallyUniqueID Add(ORVX_DataSource& ds, const std::string& name, const std::string& password,
                       bool passwordFlag, bool quiet);
 
   // Registers under an identifier of the caller's, with the number at which its case sequence
   // starts. The first dataset that has the identifier is deleted before. The generator of
   // identifiers is not told: an identifier that it produces later may then belong to two datasets.
+  void Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name, bool quiet,
+           LocallyUniqueID id, unsigned int caseSequence);
   void Add(ORVX_DataSource& ds, const std::string& name, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence);
 

@@ -49,17 +49,6 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// True when `ancestor` is `child` itself or stands above it in its chain of parents. Null is a
-// child of null only, and nothing else is a child of null.
-bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
-  if (child == ancestor) return true;
-  for (const ORVX_DataSource* link = child; link != nullptr;) {
-    if (link == ancestor) return true;
-    link = SvrDMCloneDataSource::ParentOf(*link);
-  }
-  return false;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -146,6 +135,10 @@ void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
   }
 }
 
+void SvrDMItem::SetDataSet(std::unique_ptr<ORVX_DataSource> ds) {
+  SetDataSet(ds.release());
+}
+
 void SvrDMItem::DeleteDataSource() {
   DeleteDataSourceTo(DataSource(), nullptr);
 }
@@ -200,19 +193,19 @@ bool SvrDMItem::AcquireWriteLock(bool tryOnly, const LockHolder& who) {
     lock_.writeLock();
     wait.Acquired();
     return true;
+  }
+  // Never cleared again: the handle whose try failed still calls ReleaseLock, and must not end
+  // somebody else's lock.
+  StoreField(writeLockFailed_, true);
+  return false;
+}
+
 bool SvrDMItem::AcquireReadLockWithin(std::chrono::milliseconds longest) {
   return RepeatWithin(longest, [this] { return lock_.tryReadLock(); });
 }
 
 bool SvrDMItem::AcquireWriteLockWithin(std::chrono::milliseconds longest) {
   return RepeatWithin(longest, [this] { return lock_.tryWriteLock(); });
-}
-
-  }
-  // Never cleared again: the handle whose try failed still calls ReleaseLock, and must not end
-  // somebody else's lock.
-  StoreField(writeLockFailed_, true);
-  return false;
 }
 
 void SvrDMItem::ReleaseLock(const void* handle) {

@@ -37,6 +37,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -108,7 +109,10 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // nothing; otherwise the whole present chain. The item owns `ds`, which may be null, from here
   // on. Replacing a source (not null) lets go of the saved file and queues a ResetUndoMsg; a new
   // source takes hold of it again.
-  // Threads: the thread that holds the write lock.
+  // An exception, std::bad_alloc for one, leaves the new source in place; the message or the hold
+  // on the file is missing then. Threads: the thread that holds the write lock.
+  void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
+  // For a source that the item owns already: the present one or one of its parents.
   void SetDataSet(ORVX_DataSource* ds);
 
   // Deletes the data source with its chain and leaves the pointer as it was: only for the
@@ -150,8 +154,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Adds the observer at the end of the list; one that is registered twice is told twice. Borrows
   // it until Unregister, which removes it however often it stands there.
-  // Threads: any but one that is being told of a change to this dataset or that holds the registry
-  // lock. Takes the notification mutex.
+  // Threads: any but one that is being told of a change to this dataset. Takes the notification
+  // mutex; a thread that holds the registry lock may wait for ever for it where observers of this
+  // dataset call the registry while another thread releases a writer.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
@@ -270,14 +275,14 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   bool AcquireReadLock(bool tryOnly, const LockHolder& who);
   bool AcquireWriteLock(bool tryOnly, const LockHolder& who);
   void ReleaseLock(const void* handle);
+  // Without waiting for longer than that. Where they return false, nothing has changed.
+  bool AcquireReadLockWithin(std::chrono::milliseconds longest);
+  bool AcquireWriteLockWithin(std::chrono::milliseconds longest);
   LockRequest DataLock(bool forWriting) const;
 
   void UpdateObserverView();
   void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
 
-  // Without waiting for longer than that. Where they return false, nothing has changed.
-  bool AcquireReadLockWithin(std::chrono::milliseconds longest);
-  bool AcquireWriteLockWithin(std::chrono::milliseconds longest);
   // The order of the fields is fixed: other binaries depend on it.
 
   ServerDataManager* manager_;

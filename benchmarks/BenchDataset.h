@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 // Stands in the registry of the process until it goes. It is its own observer, for without one
 // nothing would be compared, and has been told of every variable.
@@ -34,7 +35,7 @@ class BenchDataset : private SvrDMDataSetObserver {
     DatasourceAttributes attributes;
     attributes.Set("the source of the data", {"a national survey, held before the election"});
     source->SetAttributes(attributes);
-    id_ = Registry().Add(*source.release(), "", /*quiet=*/true);
+    id_ = Registry().Add(std::move(source), "", /*quiet=*/true);
     item_ = Registry().GetDataSet(id_);
     item_->Register(*this);
     SvrDMWriteableDataSource(item_, /*tryOnly=*/false, /*originator=*/nullptr).Notify();

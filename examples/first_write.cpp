@@ -1,6 +1,7 @@
 // One dataset, one observer, one write: what a client hears when a writer is released.
 
 #include <cstdio>
+#include <memory>
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -15,7 +16,7 @@ struct Listener final : SvrDMDataSetObserver {
 
 int main() {
   ServerDataManager& registry = ServerDataManager::GetInstance();
-  LocallyUniqueID id = registry.Add(*new DataFreeDataSource, "", /*quiet=*/false);
+  LocallyUniqueID id = registry.Add(std::make_unique<DataFreeDataSource>(), "", /*quiet=*/false);
   Listener listener;
   SvrDMDataset(id).Register(listener);
   {

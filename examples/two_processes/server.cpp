@@ -206,8 +206,8 @@ class Server {
  public:
   Server(const std::string& dataFile, int secondsForTheClient)
       : secondsForTheClient_(secondsForTheClient),
-        dataset_(ServerDataManager::GetInstance().Add(
-            *SystemFileDataSource::Open(dataFile).release(), dataFile, /*quiet=*/false)) {
+        dataset_(ServerDataManager::GetInstance().Add(SystemFileDataSource::Open(dataFile),
+                                                      dataFile, /*quiet=*/false)) {
     dataset_.Register(log_);
   }
   ~Server() {

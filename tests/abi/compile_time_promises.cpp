@@ -17,6 +17,8 @@
 
 #include <bit>
 #include <concepts>
+#include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -57,6 +59,25 @@ static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
 // Sets, and lists of them, are compared with the header of the data-source library alone.
 static_assert(std::equality_comparable<VariableSetImpl>);
 static_assert(std::equality_comparable<VariableSet>);
+
+// A tried handle is made in place: it stays where it was returned to.
+template <class Handle>
+constexpr bool kStays = !std::is_move_constructible_v<std::optional<Handle>> &&
+                        !std::is_move_assignable_v<std::optional<Handle>>;
+static_assert(std::is_same_v<decltype(SvrDMInputDataSource::TryRead(LocallyUniqueID(), {})),
+                             std::optional<SvrDMInputDataSource>>);
+static_assert(kStays<SvrDMInputDataSource>);
+static_assert(kStays<SvrDMWriteableDataSource>);
+
+// A source is handed over, or passed as an object that stays the caller's for the moment; a bare
+// pointer is neither.
+template <class Source>
+constexpr bool kIsAdded = requires(ServerDataManager& registry, Source source) {
+  registry.Add(source(), "", false);
+};
+static_assert(kIsAdded<std::unique_ptr<ORVX_DataSource> (*)()>);
+static_assert(kIsAdded<ORVX_DataSource& (*)()>);
+static_assert(!kIsAdded<ORVX_DataSource* (*)()>);
 
 // A clone is copied, cheaply, and never assigned; it does not come from a source by accident.
 static_assert(std::is_copy_constructible_v<SvrDMCloneDataSource>);

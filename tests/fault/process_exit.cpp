@@ -70,14 +70,14 @@ void RepeatForEver(int count, const std::function<void()>& work) {
   begun->wait();
 }
 
-void ReadWriteAndFind(LocallyUniqueID id) {
-  try {
-    const SvrDMInputDataSource reader(id, /*tryOnly=*/false);
+// `item` stays readable when the registry has let go of it.
+void ReadWriteAndFind(SvrDMItemPtr item) {
+  {
+    const SvrDMInputDataSource reader(item, /*tryOnly=*/false);
     if (reader->ColumnCount() != 1) abort();
     const ORVX_DataSource::Extension extension(**reader, 0);
-  } catch (const ErrorMsg&) {
-    // Gone with the registry.
   }
+  IsKnown(item->ID());
   Registry().GetDataSet("nobody");
   for (SvrDMDataset& dataset : Registry().GetAllDatasets()) dataset.GetFileName();
   const LocallyUniqueID own = Registry().Add(*Ages().release(), "", true);
@@ -136,7 +136,7 @@ int main(int count, char** arguments) {
   const LocallyUniqueID id = Registry().Add(*Ages().release(), "", true);
   if (way == "in use") {
     std::atexit([] { Registry().GetAllDatasets(); });
-    RepeatForEver(4, [=] { ReadWriteAndFind(id); });
+    RepeatForEver(4, [item = Registry().GetDataSet(id)] { ReadWriteAndFind(item); });
     AfterTheLibraries(LetTheThreadsGoOn);
   } else if (way == "called afterwards") {
     Registry().Add(*new SpeakingSource, "", /*quiet=*/true);

@@ -55,6 +55,26 @@ TEST(FullMemory, WhatWasQueuedBeforeStaysWhereTheQueueCannotGrow) {
   EXPECT_THAT(item.Notifications(), SizeIs(before));
 }
 
+TEST(FullMemory, ASourceHandedOverIsTheDatasetsWhereverReplacingTheOldOneFails) {
+  const std::string file(100, 'n');
+  long count = 0;
+  for (bool replaced = false; !replaced; ++count) {
+    int oldDeaths = 0, newDeaths = 0;
+    {
+      SvrDMItem item(LocallyUniqueID(0, 1), new support::CountedSource(oldDeaths), nullptr, 0, file,
+                     false);
+      std::unique_ptr<ORVX_DataSource> source = std::make_unique<support::CountedSource>(newDeaths);
+      const ORVX_DataSource* const given = source.get();
+      replaced = !support::FailsWithMemoryFor(count, [&] { item.SetDataSet(std::move(source)); });
+      EXPECT_EQ(item.DataSource(), given);
+      EXPECT_EQ(oldDeaths, 1);
+      EXPECT_EQ(newDeaths, 0);
+    }
+    EXPECT_EQ(newDeaths, 1);
+  }
+  EXPECT_GT(count, 1);
+}
+
 // Messages cross libraries: their storage is not the program's to replace.
 TEST(FullMemory, AMessageTakesNothingFromTheProgramsAllocator) {
   const MemoryFor nothing(0);

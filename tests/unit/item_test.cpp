@@ -105,6 +105,33 @@ SvrDMItem Item(ORVX_DataSource* source, const std::string& fileName = std::strin
 // ---------------------------------------------------------------------------------------------
 // Chains of sources
 
+TEST(SourceChain, ASourceIsItsOwnChildAndThatOfEveryAncestor) {
+  DataFreeDataSource root;
+  DataFreeDataSource middle(&root);
+  DataFreeDataSource leaf(&middle);
+
+  EXPECT_TRUE(IsChildOf(&leaf, &leaf));
+  EXPECT_TRUE(IsChildOf(&leaf, &middle));
+  EXPECT_TRUE(IsChildOf(&leaf, &root));
+}
+
+TEST(SourceChain, ASourceIsNoChildOfItsDescendantsOrOfAStranger) {
+  DataFreeDataSource root;
+  DataFreeDataSource leaf(&root);
+  DataFreeDataSource stranger(&root);
+
+  EXPECT_FALSE(IsChildOf(&root, &leaf));
+  EXPECT_FALSE(IsChildOf(&leaf, &stranger));
+}
+
+TEST(SourceChain, NullIsAChildOfNullAloneAndNothingElseIsOne) {
+  DataFreeDataSource source;
+
+  EXPECT_TRUE(IsChildOf(nullptr, nullptr));
+  EXPECT_FALSE(IsChildOf(nullptr, &source));
+  EXPECT_FALSE(IsChildOf(&source, nullptr));
+}
+
 // Sources named by a letter write it down when they are destroyed.
 class NamedSource : public DataFreeDataSource {
  public:
@@ -246,6 +273,19 @@ TEST_F(ChainOfThree, ReplacedByNothingIsDeletedWhole) {
   EXPECT_EQ(deaths_, "abc");
   EXPECT_EQ(item.DataSource(), nullptr);
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+}
+
+TEST_F(ChainOfThree, ReplacedByASourceHandedOverIsDeletedAndTheNewOneOwnedWithItsChain) {
+  {
+    SvrDMItem item = Item(a_);
+    std::unique_ptr<ORVX_DataSource> stranger(Make('s', Make('t', nullptr)));
+
+    item.SetDataSet(std::move(stranger));
+
+    EXPECT_EQ(deaths_, "abc");
+    EXPECT_MESSAGES(item.Notifications(), ResetUndo());
+  }
+  EXPECT_EQ(deaths_, "abcst");
 }
 
 TEST_F(ChainOfThree, GivenToAnItemWithoutASourceTellsClientsNothing) {

@@ -701,6 +701,63 @@ TEST_F(RegistryTest, AnObserverThatWasUnregisteredAndDestroyedInsideANoticeIsSki
   EXPECT_THAT(Words(last), ElementsAre("+0", "-0"));
 }
 
+TEST_F(RegistryTest, AnObserverAtTheAddressOfOneThatLeftInsideANoticeHearsFromTheNextOneOn) {
+  RecordingRegistryObserver first;
+  std::optional<RecordingRegistryObserver> second(std::in_place);
+  first.onCreated = [&](LocallyUniqueID id) {
+    if (id != LocallyUniqueID(0, 0)) return;
+    registry_.Unregister(*second);
+    second.emplace();
+    registry_.Register(*second);
+  };
+  registry_.Register(first);
+  registry_.Register(*second);
+
+  Add();
+  EXPECT_THAT(second->notices, IsEmpty());
+
+  Add();
+  EXPECT_THAT(Words(*second), ElementsAre("+1"));
+}
+
+// The notice of the second dataset is given inside that of the first.
+TEST_F(RegistryTest, AnObserverThatLeavesInsideAnInnerNoticeIsSkippedByTheOuterOneToo) {
+  RecordingRegistryObserver first;
+  std::optional<RecordingRegistryObserver> second(std::in_place);
+  first.onCreated = [&](LocallyUniqueID id) {
+    if (id == LocallyUniqueID(0, 0)) {
+      Add();
+    } else {
+      registry_.Unregister(*second);
+      second.emplace();
+      registry_.Register(*second);
+    }
+  };
+  registry_.Register(first);
+  registry_.Register(*second);
+
+  Add();
+
+  EXPECT_THAT(Words(first), ElementsAre("+0", "+1"));
+  EXPECT_THAT(second->notices, IsEmpty());
+}
+
+TEST_F(RegistryTest, AnObserverRegisteredAgainInsideANoticeIsStillToldOfItOnce) {
+  RecordingRegistryObserver first;
+  RecordingRegistryObserver second;
+  first.onCreated = [&](LocallyUniqueID) {
+    registry_.Register(first);
+    registry_.Register(second);
+  };
+  registry_.Register(first);
+  registry_.Register(second);
+
+  Add();
+
+  EXPECT_THAT(Words(first), ElementsAre("+0"));
+  EXPECT_THAT(Words(second), ElementsAre("+0"));
+}
+
 TEST_F(RegistryTest, ADatasetDeletedInsideItsCreationNoticeLivesToTheEndOfTheNotice) {
   int deaths = 0;
   int deathsSeenByLast = -1;
@@ -1019,6 +1076,147 @@ TEST_F(RegistryTest, InstallingAHookReturnsTheOneBefore) {
   Add();
   EXPECT_THAT(first.given, IsEmpty());
   EXPECT_THAT(second.given, IsEmpty());
+}
+
+// ---------------------------------------------------------------------------------------------
+// Sources handed over by std::unique_ptr
+
+class HandedOverSource : public RegistryTest {
+ protected:
+  ~HandedOverSource() override { registry_.Clear(); }  // while there is a counter
+
+  // A chain of two.
+  std::unique_ptr<ORVX_DataSource> Chain() {
+    deaths_ = 0;
+    auto parent = std::make_unique<CountedSource>(deaths_);
+    auto source = std::make_unique<CountedSource>(deaths_, parent.get());
+    static_cast<void>(parent.release());
+    return source;
+  }
+
+  int deaths_ = 0;
+  RecordingRegistryObserver observer_;
+  Hook hook_;
+};
+
+using Addition =
+    std::function<void(ServerDataManager&, std::unique_ptr<ORVX_DataSource>, const std::string&)>;
+
+// The overloads that take a source.
+const std::vector<Addition>& Additions() {
+  static const std::vector<Addition> additions = {
+      [](auto& registry, auto source, auto& name) { registry.Add(std::move(source), name, false); },
+      [](auto& registry, auto source, auto& name) {
+        registry.Add(std::move(source), name, name, true, false);
+      },
+      [](auto& registry, auto source, auto& name) {
+        registry.Add(std::move(source), name, false, LocallyUniqueID(1, 1), 0);
+      },
+  };
+  return additions;
+}
+
+TEST_F(HandedOverSource, IsRegisteredOrDeletedWithItsChainWhereverMemoryRunsOut) {
+  const std::string longName(100, 'n');
+  for (const Addition& add : Additions()) {
+    int failures = 0;
+    for (bool added = false; !added; ++failures) {
+      std::unique_ptr<ORVX_DataSource> source = Chain();
+      allocationsLeft = failures;
+      try {
+        add(registry_, std::move(source), longName);
+        added = true;
+      } catch (const std::bad_alloc&) {
+        EXPECT_EQ(Count(), 0U);
+        EXPECT_EQ(deaths_, 2);
+      }
+      allocationsLeft.reset();
+    }
+    EXPECT_GT(failures, 3);
+    EXPECT_EQ(deaths_, 0);
+    registry_.Clear();
+    EXPECT_EQ(deaths_, 2);
+  }
+}
+
+TEST_F(HandedOverSource, StaysWithTheDatasetWhereAnObserverThrowsOfItsCreation) {
+  observer_.onCreated = [](LocallyUniqueID) { throw std::runtime_error("no"); };
+  registry_.Register(observer_);
+  for (const Addition& add : Additions()) {
+    EXPECT_THROW(add(registry_, Chain(), "survey"), std::runtime_error);
+
+    EXPECT_EQ(Count(), 1U);
+    EXPECT_EQ(deaths_, 0);
+    registry_.Clear();
+    EXPECT_EQ(deaths_, 2);
+  }
+}
+
+TEST_F(HandedOverSource, IsDeletedWithItsChainWhereAnObserverThrowsOfTheDeletionBefore) {
+  observer_.onDeleted = [](LocallyUniqueID) { throw std::runtime_error("no"); };
+  const LocallyUniqueID id = Add();
+  registry_.Register(observer_);
+
+  EXPECT_THROW(registry_.Add(Chain(), "", false, id, 0), std::runtime_error);
+
+  EXPECT_EQ(deaths_, 2);
+  EXPECT_THAT(Ids(), ElementsAre(id));
+  observer_.onDeleted = nullptr;
+}
+
+TEST_F(HandedOverSource, IsDeletedWithItsChainWhereTheHookThrows) {
+  hook_.answer = [](ORVX_DataSource*) -> ORVX_DataSource* { throw std::runtime_error("no"); };
+  registry_.RegisterFilter(&hook_);
+
+  EXPECT_THROW(registry_.Add(Chain(), "", false), std::runtime_error);
+
+  EXPECT_EQ(deaths_, 2);
+}
+
+TEST_F(HandedOverSource, IsTheHooksOnceItsAnswerDoesNotStandOnIt) {
+  const std::unique_ptr<DataFreeDataSource> other = Dictionary("A");
+  hook_.answer = [&](ORVX_DataSource*) { return other.get(); };
+  registry_.RegisterFilter(&hook_);
+  std::unique_ptr<ORVX_DataSource> source = Chain();
+  ORVX_DataSource* const given = source.get();
+  const std::string longName(100, 'n');
+
+  allocationsLeft = 1;  // for what the hook is given; none for an item
+  EXPECT_THROW(registry_.Add(std::move(source), longName, false), std::bad_alloc);
+  allocationsLeft.reset();
+
+  ASSERT_THAT(hook_.given, ElementsAre(given));
+  EXPECT_EQ(deaths_, 0);
+  delete given->GetParentSource();
+  delete given;
+}
+
+TEST_F(HandedOverSource, IsDeletedWithItsChainUnderAWrapperThatStaysTheHooks) {
+  DataFreeDataSource wrapper;
+  hook_.answer = [&](ORVX_DataSource* source) {
+    wrapper.SetParentSource(source);
+    return &wrapper;
+  };
+  registry_.RegisterFilter(&hook_);
+  std::unique_ptr<ORVX_DataSource> source = Chain();
+  const std::string longName(100, 'n');
+
+  allocationsLeft = 1;  // for what the hook is given; none for an item
+  EXPECT_THROW(registry_.Add(std::move(source), longName, false), std::bad_alloc);
+  allocationsLeft.reset();
+
+  EXPECT_EQ(hook_.given.size(), 1U);
+  EXPECT_EQ(deaths_, 2);
+}
+
+TEST_F(HandedOverSource, MayBeNone) {
+  hook_.answer = nullptr;  // not called
+  registry_.RegisterFilter(&hook_);
+
+  const LocallyUniqueID id = registry_.Add(std::unique_ptr<ORVX_DataSource>(), "survey", false);
+
+  EXPECT_EQ(registry_.GetDataSet(id)->DataSource(), nullptr);
+  EXPECT_EQ(registry_.GetDataSet(id)->FileName(), "survey");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -46,7 +46,7 @@ ORVX_DataSource* TakeOut(SvrDMWriteableDataSource& writer) {
   auto placeholder = std::make_unique<DataFreeDataSource>(source);
   ORVX_DataSource* const placed = placeholder.get();
   try {
-    writer.SetDataSet(placeholder.release());  // built on the source: nothing is deleted
+    writer.SetDataSet(std::move(placeholder));  // built on the source: nothing is deleted
   } catch (...) {
     PutBack(writer, source);
     throw;
@@ -68,7 +68,7 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   auto copy = CopyOf(*clone);
 
   shared.SetParentSource(TakeOut(writer));  // the clones own it from here on
-  writer.SetDataSet(clone.release());       // deletes the placeholder
+  writer.SetDataSet(std::move(clone));      // deletes the placeholder
   return copy;
 }
 

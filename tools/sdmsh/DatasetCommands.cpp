@@ -53,8 +53,7 @@ struct Added {
 
 Added Add(Shell& shell, std::unique_ptr<ORVX_DataSource> source, const std::string& file,
           bool quiet) {
-  const LocallyUniqueID id = shell.Registry().Add(*source, file, quiet);
-  static_cast<void>(source.release());  // the dataset owns it now
+  const LocallyUniqueID id = shell.Registry().Add(std::move(source), file, quiet);
   const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
   return {id, {reader->ColumnCount(), reader->RowCount()}};
 }

@@ -15,6 +15,7 @@
 #include <libdatasrc/SystemFileDataSource.h>
 
 #include <memory>
+#include <utility>
 
 namespace sdmsh {
 namespace {
@@ -61,7 +62,7 @@ void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
     if (kind == kFiltered) {
       source = CasesSelectedBy(selector, *dataset, SourceOf(writer, *dataset));
     }
-    writer.SetDataSet(source.release());  // the dataset owns it now
+    writer.SetDataSet(std::move(source));
   });
 }
 
