@@ -48,7 +48,7 @@ foreach(folder IN LISTS platform_libraries ITEMS PackageProxy)
 endforeach()
 
 # A README of its own, with what the installed files need. The soname of a system library and its Debian
-# package follow from the name of the file: libcsv.so.3.0.2, libcsv.so.3, libcsv3.
+# package follow from the name of the file: libxxhash.so.0.8.1, libxxhash.so.0, libxxhash0.
 get_property(c_libraries GLOBAL PROPERTY SDM_C_LIBRARIES)
 set(SDM_SYSTEM_LIBRARIES "")
 foreach(library IN LISTS c_libraries)

@@ -1,7 +1,7 @@
 # Platform libraries: ours, or the vendor's in the same place.
 #
 #   add_platform_library(libfoo SOURCES foo.cpp ...
-#                        [PUBLIC_DEPENDS platform::libbar ...] [PRIVATE_DEPENDS csv ...])
+#                        [PUBLIC_DEPENDS platform::libbar ...] [PRIVATE_DEPENDS utf8proc ...])
 #
 # makes the target platform::libfoo. It is our substitute, built as libfoo.so (libfoo.a in a static
 # build) from the current folder, or, where PLATFORM_libfoo_ROOT names a folder, an imported library found there:

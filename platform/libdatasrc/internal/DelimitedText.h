@@ -3,7 +3,6 @@
 #ifndef LIBDATASRC_INTERNAL_DELIMITEDTEXT_H_
 #define LIBDATASRC_INTERNAL_DELIMITEDTEXT_H_
 
-#include <csv.h>
 #include <libdatasrc/internal/RegularFile.h>
 #include <libdatasrc/internal/TextPosition.h>
 #include <libdatasrc/internal/Utf8.h>
@@ -15,17 +14,14 @@
 
 namespace sdm_internal {
 
-// Reads in chunks and holds one record at a time. libcsv takes the fields out of their quotes;
-// beside it a scanner follows the places of the fields, finds where records end, and refuses what
-// no text file holds. Every byte is scanned before libcsv gets it, a record ends for both at the
-// same byte, and of two errors in a record the first is told. Errors are DataFileError.
+// Reads in chunks and holds one record at a time. Quoting is that of RFC 4180. Errors are
+// DataFileError, for the first byte that cannot stand where it does.
 class DelimitedText {
  public:
   // Reads the header as far as it takes to know the delimiter.
   explicit DelimitedText(RegularFile file);
   DelimitedText(const DelimitedText&) = delete;
   DelimitedText& operator=(const DelimitedText&) = delete;
-  ~DelimitedText();
 
   // Goes to the next record, at first the header. False at the end of the file.
   bool Next();
@@ -47,23 +43,21 @@ class DelimitedText {
   void BeginRecord();
   void Scan(char byte);
   void Refuse(char byte);
+  void ScanQuote(TextPosition here);
+  void EndField();
   bool EndLastRecord();
-  void Parse();
-  void TakeField(std::string_view field) noexcept;
-  [[noreturn]] void FailAfterParsing(TextPosition where, const std::string& text);
 
   RegularFile file_;
-  csv_parser parser_;
   char delimiter_ = ',';
 
   std::string chunk_;
-  std::size_t scanned_ = 0;      // bytes of the chunk that the scanner has passed
-  std::size_t parsed_ = 0;       // and those that libcsv has got
-  TextPosition position_;        // of the byte at `scanned_`
-  TextPosition parsedPosition_;  // of the byte at `parsed_`
+  std::size_t scanned_ = 0;  // bytes of the chunk that were scanned
+  TextPosition position_;    // of the byte at `scanned_`
 
-  // The scanner's state.
-  bool inQuotes_ = false;
+  // Where in its field the next byte stands. Behind a quote: that closed the field, or is the first
+  // of two.
+  enum class Place { AtStart, Unquoted, InQuotes, BehindQuote };
+  Place place_ = Place::AtStart;
   bool afterReturn_ = false;  // the last byte was a carriage return outside quotes
   TextPosition return_;       // where
   Utf8Checker utf8_;
@@ -75,7 +69,6 @@ class DelimitedText {
   std::size_t size_ = 0;  // in bytes, its line end included
   bool isComplete_ = false;
   bool isEmptyLine_ = false;
-  bool outOfMemory_ = false;
   std::string text_;                  // of all fields, one after another
   std::vector<std::size_t> ends_;     // of each field in `text_`
   std::vector<TextPosition> starts_;  // of each field in the file
