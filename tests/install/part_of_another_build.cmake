@@ -13,7 +13,7 @@ endfunction()
 
 # --- by default: libraries with names of our own, and nothing else ---
 
-configure(embedding "${WORK_DIR}/default" "-DPROJECT_DIR=${PROJECT_DIR}" -DCMAKE_SKIP_INSTALL_ALL_DEPENDENCY=ON
+configure(embedding "${WORK_DIR}/default" "-DPROJECT_DIR=${PROJECT_DIR}"
           "-DCMAKE_INSTALL_PREFIX=${WORK_DIR}/nothing")
 file(STRINGS "${WORK_DIR}/default/targets.txt" targets)
 if(NOT "sdm_libdatasrc" IN_LIST targets)

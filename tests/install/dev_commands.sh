@@ -1,0 +1,30 @@
+#!/bin/sh
+# dev_commands.sh DEV FOLDER: plays ./dev run and ./dev install in FOLDER with a cmake that only writes
+# down how it was called. Both build everything, so that what was run can be installed; a relative PREFIX
+# is the caller's.
+
+set -eu
+rm -rf "$2"
+mkdir -p "$2/bin" "$2/tree/build/run/tools/sdmsh" "$2/elsewhere"
+work=$(cd "$2" && pwd)
+cp "$1" "$work/tree/dev"
+for program in bin/cmake tree/build/run/tools/sdmsh/sdmsh; do
+  printf '#!/bin/sh\necho "${0##*/} $*" >> %s/calls\n' "$work" > "$work/$program"
+  chmod +x "$work/$program"
+done
+export PATH="$work/bin:$PATH"
+
+cd "$work/elsewhere"
+../tree/dev run
+../tree/dev install there
+if ../tree/dev install; then echo "installed nowhere" >&2; exit 1; fi
+
+parallel=$(nproc)
+diff -u - "$work/calls" <<END
+cmake --preset run --log-level=WARNING
+cmake --build --preset run --parallel $parallel
+sdmsh examples/survey.sdm
+cmake --preset run --log-level=WARNING
+cmake --build --preset run --parallel $parallel
+cmake --install build/run --prefix $work/elsewhere/there
+END
