@@ -74,6 +74,7 @@ SvrDMCloneDataSource::SvrDMCloneDataSource(ORVX_DataSource const* source)
     : SvrDMCloneDataSource(RefCountPtr<Data>(new Data(source))) {}
 
 SvrDMCloneDataSource::SvrDMCloneDataSource(RefCountPtr<Data> const& data) : data_(data) {
+  SetRowLayout(Source());
   CopyDictionary(Source());
 }
 
@@ -87,6 +88,7 @@ std::unique_ptr<SvrDMCloneDataSource> SvrDMCloneDataSource::Adopt(
 
 SvrDMCloneDataSource::SvrDMCloneDataSource(SvrDMCloneDataSource const& other)
     : ORVX_DataSource(nullptr), data_(other.data_) {
+  SetRowLayout(Source());
   CopyDictionary(&other);
 }
 
@@ -127,12 +129,4 @@ ORVX_DataSource* SvrDMCloneDataSource::ParentOf(ORVX_DataSource const& source) {
 
 ORVX_DataSource const* SvrDMCloneDataSource::Source() const {
   return data_->source;
-}
-
-ORVX_DataSource const* SvrDMCloneDataSource::RowLayout() const {
-  ORVX_DataSource const* layout = Source();
-  while (auto const* const clone = dynamic_cast<SvrDMCloneDataSource const*>(layout)) {
-    layout = clone->Source();
-  }
-  return layout;
 }

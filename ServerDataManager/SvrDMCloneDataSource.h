@@ -17,12 +17,12 @@
 // Owns the source that it is built from, with its chain of parents, together with all its copies;
 // the last of them to go deletes the chain, the source first. Nobody else may own any of it: not a
 // second clone built from the same source, and not a dataset. A dataset's own source can be cloned
-// once another has taken its place.
+// once another has taken its place, or by a clone that takes its place itself and shows its parent
+// meanwhile: SetDataSet keeps what the new source stands on.
 //
-// Rows are laid out as the dictionary of RowLayout() says, whatever this one says by now:
-// ObsProjector makes the one into the other. What takes a source's rows as its dictionary lays them
-// out, as a FilteredDataSource does, may stand on a clone only as long as the clone has the
-// variables of RowLayout(), in their order and with their types.
+// Rows are laid out as the dictionary of RowLayout() says, which is that of the owned source,
+// whatever this one says by now: ObsProjector(clone, clone) makes them into rows of the clone's own
+// dictionary. A FilteredDataSource on a clone does so by itself.
 //
 // The owned source is no parent of the clone, except while ShowParents says so. Chains end at a
 // clone, so a dataset whose source is a clone of a saved file does not count as resting on that
@@ -32,8 +32,8 @@
 // Threads: any number may read one clone at once, MakeIterator included, and make copies of it; the
 // copies are independent of each other. The owned source is then asked for iterators by several
 // threads at once. ShowParents and changes of the dictionary are for one thread alone. While a
-// thread makes an iterator, others may find that GetParentSource() is set: ParentOf tells what
-// ShowParents said last. Nobody waits for a source that makes an iterator.
+// thread makes an iterator, others may find that GetParentSource() is set: ParentOf leaves that
+// out. Nobody waits for a source that makes an iterator.
 class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
   // Takes `source`, which may be null, and its chain of parents over, and copies its dictionary.
@@ -71,12 +71,8 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // iterator under way does not count.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& source);
 
-  // The owned source; null for none. Borrowed while any of the copies lives; likewise below.
+  // The owned source; null for none. Borrowed while any of the copies lives.
   ORVX_DataSource const* Source() const;
-
-  // The source whose dictionary lays the rows out: the owned one, or what lays out the rows of that
-  // where it is a clone as well. Null for none.
-  ORVX_DataSource const* RowLayout() const;
 
  private:
   class SDM_HIDDEN Data;

@@ -43,7 +43,7 @@ void KeepOnly(int position, SvrDMCloneDataSource& clone) {
 
 // The values of the only variable, without the missing ones.
 std::vector<double> Values(const SvrDMCloneDataSource& clone) {
-  const ObsProjector projector(*clone.RowLayout(), clone);
+  const ObsProjector projector(clone, clone);
   std::vector<OBS> row(static_cast<std::size_t>(clone.GetObsAreaSize()));
   const std::unique_ptr<ObsIterator> rows(clone.MakeIterator(row.data()));
   std::vector<double> values;

@@ -1,7 +1,7 @@
 // Cases that a variable selects, laid out for a dictionary of their own.
 
+#include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
-#include <libdatasrc/internal/ObsCells.h>
 #include <libdatasrc/internal/RowArea.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
@@ -34,25 +34,28 @@ bool IsMissing(double number, const MissingValues& missing) {
   return std::any_of(missing.values.begin(), missing.values.end(), isThis);
 }
 
-// Tells from a row whether the case is selected.
+// A dictionary of this variable alone.
+class Only : public DataFreeDataSource {
+ public:
+  explicit Only(const ORVX_Variable& variable) { MakeVariable(variable, nullptr); }
+};
+
+// Tells from a row of a source whether the case is selected.
 class Selection {
  public:
-  // By the numeric variable at `position`.
-  Selection(const ORVX_DataSource& dictionary, int position)
-      : missing_(dictionary.GetVariable(position).GetMissingValues()) {
-    for (int before = 0; before < position; ++before) {
-      cell_ += ObsCells(dictionary.GetVariable(before).GetType());
-    }
-  }
+  // By this numeric variable of the source.
+  Selection(const ORVX_DataSource& source, const ORVX_Variable& selector)
+      : number_(source, Only(selector)), missing_(selector.GetMissingValues()) {}
 
   bool Takes(const std::vector<OBS>& row) const {
-    const double number = row[static_cast<std::size_t>(cell_)].number;
-    return number != 0 && !IsMissing(number, missing_);
+    OBS cell;
+    number_.Project(row.data(), &cell);
+    return cell.number != 0 && !IsMissing(cell.number, missing_);
   }
 
  private:
+  const ObsProjector number_;
   const MissingValues missing_;
-  long cell_ = 0;
 };
 
 class SelectedRows final : public ObsIterator {
@@ -81,15 +84,13 @@ class SelectedRows final : public ObsIterator {
   OBS* const area_;
 };
 
-// The position of the selecting variable.
-int SelectorIn(const ORVX_DataSource& source, LocallyUniqueID selector) {
+const ORVX_Variable& SelectorIn(const ORVX_DataSource& source, LocallyUniqueID selector) {
   const std::string name = "FilteredDataSource: the selecting variable " + selector.ToString();
   const int position = source.FindVarIndex(selector);
   if (position < 0) throw std::invalid_argument(name + " is not in the parent's dictionary");
-  if (source.GetVariable(position).GetType() != 0) {
-    throw std::invalid_argument(name + " is a string");
-  }
-  return position;
+  const ORVX_Variable& variable = source.GetVariable(position);
+  if (variable.GetType() != 0) throw std::invalid_argument(name + " is a string");
+  return variable;
 }
 
 }  // namespace

@@ -13,8 +13,8 @@
 // and retyped, and its rows follow. ObsProjector.h tells what a variable of another type reads as,
 // and one that the parent does not have.
 //
-// The parent's rows must be laid out as the parent's dictionary says: on a clone whose dictionary
-// was changed the values would be those of other variables. The parent stays for good.
+// The parent stays for good. It may be a clone: its variables read as its dictionary says by then,
+// also where its rows are laid out by another one.
 //
 // Threads: as for ORVX_DataSource.
 class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
@@ -32,7 +32,7 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
 
   // Outlives edits of the dictionaries, and the source itself as far as the parent's iterator does.
   // Throws std::invalid_argument where the parent has lost the selecting variable or made it a
-  // string, or where its rows are not as long as its dictionary says.
+  // string, or where its rows are not as long as the dictionary of its RowLayout() says.
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The parent's; -1, unknown, where cases are selected.

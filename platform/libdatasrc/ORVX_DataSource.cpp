@@ -91,9 +91,12 @@ struct ORVX_DataSource::Data {
   std::vector<VariableSetImpl> variableSets;
   std::map<ExtensionType, Extension> extensions;
   DatasourceAttributes attributes;
+  const ORVX_DataSource* rowLayout = nullptr;  // borrowed; the source itself until a class sets it
 };
 
-ORVX_DataSource::ORVX_DataSource(ORVX_DataSource* parent) : data_(std::make_unique<Data>(parent)) {}
+ORVX_DataSource::ORVX_DataSource(ORVX_DataSource* parent) : data_(std::make_unique<Data>(parent)) {
+  data_->rowLayout = this;
+}
 
 ORVX_DataSource::~ORVX_DataSource() = default;
 
@@ -118,6 +121,8 @@ ObsIterator* ORVX_DataSource::MakeIterator(OBS*) const {
 }
 
 long ORVX_DataSource::GetObsAreaSize() const {
+  const ORVX_DataSource* const layout = RowLayout();
+  if (layout != this) return layout != nullptr ? layout->GetObsAreaSize() : 0;
   long cells = 0;
   for (int i = 0; i < data_->variables.Size(); ++i) {
     cells += ObsCells(data_->variables.At(i).GetType());
@@ -307,6 +312,17 @@ ORVX_DataSource* ORVX_DataSource::GetParentSource() const {
 }
 void ORVX_DataSource::SetParentSource(ORVX_DataSource* parent) {
   data_->parent = parent;
+}
+
+const ORVX_DataSource* ORVX_DataSource::RowLayout() const {
+  const ORVX_DataSource* layout = this;
+  while (layout != nullptr && layout->data_->rowLayout != layout) {
+    layout = layout->data_->rowLayout;
+  }
+  return layout;
+}
+void ORVX_DataSource::SetRowLayout(const ORVX_DataSource* source) {
+  data_->rowLayout = source;
 }
 
 void ORVX_DataSource::CopyDictionary(const ORVX_DataSource* other) {

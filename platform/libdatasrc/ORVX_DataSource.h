@@ -66,12 +66,12 @@ class SDM_EXPORT ORVX_DataSource {
   virtual bool GetSplitqSeparate() const;
 
   // A new iterator over the cases, which the caller owns. It lays rows out in `area`, borrowed for
-  // as long as the iterator is used, for the dictionary as it is now: `area` needs the
-  // GetObsAreaSize() of now, and editing the dictionary later does not change what the iterator
-  // does. A class that lays rows out otherwise says so. Here: no rows.
+  // as long as the iterator is used, for the dictionary of RowLayout() as it is now: `area` needs
+  // the GetObsAreaSize() of now, and editing a dictionary later does not change what the iterator
+  // does. Here: no rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
-  // Cells in a row: 1 for each number, ceil(w / 8) for each string of w bytes.
+  // Cells in a row: 1 for each number, ceil(w / 8) for each string of w bytes of RowLayout().
   virtual long GetObsAreaSize() const;
 
   // -1 while unknown. Here: 0, a dictionary alone.
@@ -171,6 +171,12 @@ class SDM_EXPORT ORVX_DataSource {
 
   // --- the source as a whole ---
 
+  // The source whose dictionary lays out the rows of this one: this source itself, unless its class
+  // says otherwise, as a clone does. Borrowed while this source lives. Null for a clone of nothing,
+  // which has no rows. Whoever takes rows apart goes by this dictionary, or by the source's own
+  // after an ObsProjector(source, source).
+  const ORVX_DataSource* RowLayout() const;
+
   // Borrowed, null for none; the parent must live as long as this source. The link may be set while
   // others read the source, who then find the one or the other parent.
   ORVX_DataSource* GetParentSource() const;
@@ -184,6 +190,11 @@ class SDM_EXPORT ORVX_DataSource {
  protected:
   // Borrows `parent`, which may be null.
   explicit ORVX_DataSource(ORVX_DataSource* parent = nullptr);
+
+  // For a class that passes the rows of `source` on as they are: RowLayout() is then that of
+  // `source`, which is borrowed while this source lives. Null where there are no rows to pass on.
+  // Threads: not safe; before the source is shown to other threads.
+  void SetRowLayout(const ORVX_DataSource* source);
 
  private:
   struct Data;

@@ -14,33 +14,52 @@ using namespace sdm_internal;
 namespace {
 
 // Where each variable begins in a row of the dictionary, and after the last where the row ends.
-std::vector<long> Offsets(const ORVX_DataSource& dictionary) {
+std::vector<long> Offsets(const ORVX_DataSource* dictionary) {
   std::vector<long> offsets = {0};
-  for (int position = 0; position < dictionary.ColumnCount(); ++position) {
-    offsets.push_back(offsets.back() + ObsCells(dictionary.GetVariable(position).GetType()));
+  const int count = dictionary != nullptr ? dictionary->ColumnCount() : 0;
+  for (int position = 0; position < count; ++position) {
+    offsets.push_back(offsets.back() + ObsCells(dictionary->GetVariable(position).GetType()));
   }
   return offsets;
+}
+
+// The types differ.
+void ConvertValue(const OBS* value, int fromType, OBS* target, int toType) {
+  if (fromType == 0) {
+    WriteNumberAsText(value->number, toType, target);
+    return;
+  }
+  const std::string_view text(value->text, static_cast<std::size_t>(fromType));
+  if (toType == 0) {
+    target->number = NumberOrMissing(text);
+  } else {
+    WriteText(text, toType, target);
+  }
 }
 
 }  // namespace
 
 ObsProjector::ObsProjector(const ORVX_DataSource& from, const ORVX_DataSource& to) {
-  const std::vector<long> fromOffsets = Offsets(from);
-  const std::vector<long> toOffsets = Offsets(to);
+  const ORVX_DataSource* const layout = from.RowLayout();
+  const std::vector<long> layoutOffsets = Offsets(layout);
+  const std::vector<long> toOffsets = Offsets(&to);
   for (int position = 0; position < to.ColumnCount(); ++position) {
     const ORVX_Variable& variable = to.GetVariable(position);
     const int found = from.FindVarIndex(variable.GetID());
-    const bool isThere = found >= 0;
-    Add({isThere ? fromOffsets[static_cast<std::size_t>(found)] : -1,
+    const int laidOut =
+        found >= 0 && layout != nullptr ? layout->FindVarIndex(variable.GetID()) : -1;
+    const bool isThere = laidOut >= 0;
+    Add({isThere ? layoutOffsets[static_cast<std::size_t>(laidOut)] : -1,
+         isThere ? layout->GetVariable(laidOut).GetType() : 0,
          isThere ? from.GetVariable(found).GetType() : 0,
          toOffsets[static_cast<std::size_t>(position)], variable.GetType()});
   }
-  fromAreaSize_ = fromOffsets.back();
+  fromAreaSize_ = layoutOffsets.back();
   toAreaSize_ = toOffsets.back();
 }
 
 void ObsProjector::Add(const Conversion& value) {
-  if (value.from >= 0 && value.fromType == value.toType) {
+  if (value.from >= 0 && value.fromType == value.middleType && value.middleType == value.toType) {
     AddRun({value.from, value.to, ObsCells(value.toType)});
   } else {
     conversions_.push_back(value);
@@ -70,20 +89,14 @@ void ObsProjector::Project(const OBS* from, OBS* to) const {
 }
 
 void ObsProjector::Convert(const Conversion& conversion, const OBS* from, OBS* to) {
-  OBS* const target = to + conversion.to;
-  if (conversion.from < 0) {
-    WriteMissing(conversion.toType, target);
-    return;
-  }
-  const OBS* const value = from + conversion.from;
-  if (conversion.fromType == 0) {
-    WriteNumberAsText(value->number, conversion.toType, target);
-    return;
-  }
-  const std::string_view text(value->text, static_cast<std::size_t>(conversion.fromType));
-  if (conversion.toType == 0) {
-    target->number = NumberOrMissing(text);
+  const auto [cell, fromType, middleType, toCell, toType] = conversion;
+  if (cell < 0) {
+    WriteMissing(toType, to + toCell);
+  } else if (middleType == fromType || middleType == toType) {
+    ConvertValue(from + cell, fromType, to + toCell, toType);
   } else {
-    WriteText(text, conversion.toType, target);
+    std::vector<OBS> middle(static_cast<std::size_t>(ObsCells(middleType)));
+    ConvertValue(from + cell, fromType, middle.data(), middleType);
+    ConvertValue(middle.data(), middleType, to + toCell, toType);
   }
 }

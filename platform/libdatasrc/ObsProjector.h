@@ -2,6 +2,9 @@
 //
 //   const ObsProjector projector(parent, derived);
 //   while (rows->Next()) projector.Project(parentArea.data(), area);
+//
+// The rows of a source that another one lays out, a clone's, become rows of its own dictionary by
+// ObsProjector(clone, clone).
 
 #ifndef LIBDATASRC_OBSPROJECTOR_H_
 #define LIBDATASRC_OBSPROJECTOR_H_
@@ -19,11 +22,14 @@ class ORVX_DataSource;
 // has no conversion (infinities among it), is a number whose text is too wide, or is a variable
 // that the first dictionary does not have, becomes missing: kMissingNumber, or blanks.
 //
+// Where another dictionary lays the rows of the first source out, that of its RowLayout(), values
+// are converted from that to the source's own first, and read as if its own laid the rows out.
+//
 // Threads: any, once it is built.
 class SDM_EXPORT ObsProjector {
  public:
-  // From rows laid out for the dictionary of `from` to rows for that of `to`, as both are now;
-  // neither is kept.
+  // From the rows of `from` to rows laid out for the dictionary of `to`, as both are now; neither
+  // is kept.
   ObsProjector(const ORVX_DataSource& from, const ORVX_DataSource& to);
 
   // Cells in a row of `from` and of `to`.
@@ -31,7 +37,7 @@ class SDM_EXPORT ObsProjector {
   long GetToAreaSize() const { return toAreaSize_; }
 
   // Reads a row at `from` and writes all cells of a row at `to`; the two do not overlap. Where
-  // converting a number to text throws std::bad_alloc, the row at `to` is half written.
+  // converting a value throws std::bad_alloc, the row at `to` is half written.
   void Project(const OBS* from, OBS* to) const;
 
  private:
@@ -44,6 +50,7 @@ class SDM_EXPORT ObsProjector {
   struct Conversion {
     long from;  // the first cell; -1 for none: missing
     int fromType;
+    int middleType;  // in the dictionary of a source whose rows another one lays out
     long to;
     int toType;
   };

@@ -10,12 +10,15 @@
 #include <tests/support/Datasets.h>
 #include <tests/support/Observers.h>
 
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "saved_files.h"
 
 namespace {
 
@@ -377,6 +380,100 @@ TEST(CloneDataSource, AFilteredSourceOnACloneYieldsTheClonesCases) {
   const FilteredDataSource filtered(&clone, support::IdOf(clone, "vote"));
 
   EXPECT_EQ(RowsOf(filtered), support::RowsWhere(*file, "vote"));
+}
+
+// A clone of a saved file with a number, a string and a number that selects cases. Its rows stay as
+// the file lays them out, whatever becomes of its dictionary.
+class FilterOnAnEditedClone : public testing::Test {
+ protected:
+  FilterOnAnEditedClone() {
+    std::ofstream(folder_.Path("cases.csv")) << "n,text,use\n1,77,1\n2,x,0\n3,88,2\n";
+    clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(folder_.Path("cases.csv")));
+  }
+
+  std::vector<std::string> AllRows() const { return RowsOf(FilteredDataSource(clone.get())); }
+  std::vector<std::string> RowsSelectedBy(const std::string& name) const {
+    return RowsOf(FilteredDataSource(clone.get(), support::IdOf(*clone, name)));
+  }
+  void Move(int from, int to) {
+    const ORVX_Variable variable = clone->GetVariable(from);
+    clone->DeleteVariables(from, from);
+    clone->InsertVariable(to, variable);
+  }
+
+  std::unique_ptr<SvrDMCloneDataSource> clone;
+
+ private:
+  const TemporaryFolder folder_;
+};
+
+TEST_F(FilterOnAnEditedClone, ReadsAMovedVariable) {
+  Move(2, 0);
+
+  EXPECT_THAT(AllRows(), ElementsAre("1 1 [77      ] ", "0 2 [x       ] ", "2 3 [88      ] "));
+  EXPECT_THAT(RowsSelectedBy("use"), ElementsAre("1 1 [77      ] ", "2 3 [88      ] "));
+}
+
+TEST_F(FilterOnAnEditedClone, ReadsAReplacedVariableAsMissing) {
+  clone->GetVariable(0) = Var("another");
+
+  EXPECT_THAT(AllRows(), ElementsAre(". [77      ] 1 ", ". [x       ] 0 ", ". [88      ] 2 "));
+  EXPECT_THAT(RowsSelectedBy("use"), ElementsAre(". [77      ] 1 ", ". [88      ] 2 "));
+  EXPECT_THAT(RowsSelectedBy("another"), SizeIs(0));
+}
+
+TEST_F(FilterOnAnEditedClone, ReadsARetypedVariable) {
+  clone->GetVariable(0).SetType(9);
+  clone->GetVariable(1).SetType(0);
+
+  EXPECT_THAT(AllRows(), ElementsAre("[1               ] 77 1 ", "[2               ] . 0 ",
+                                     "[3               ] 88 2 "));
+  EXPECT_THAT(RowsSelectedBy("use"),
+              ElementsAre("[1               ] 77 1 ", "[3               ] 88 2 "));
+  EXPECT_EQ(RowsSelectedBy("text"), RowsSelectedBy("use"));
+}
+
+TEST_F(FilterOnAnEditedClone, ReadsTheOthersWhereAVariableIsDeleted) {
+  clone->DeleteVariables(0, 0);
+
+  EXPECT_THAT(AllRows(), ElementsAre("[77      ] 1 ", "[x       ] 0 ", "[88      ] 2 "));
+  EXPECT_THAT(RowsSelectedBy("use"), ElementsAre("[77      ] 1 ", "[88      ] 2 "));
+}
+
+TEST_F(FilterOnAnEditedClone, ReadsAVariableThatTheCloneLosesAfterwardsAsMissing) {
+  const FilteredDataSource all(clone.get());
+  const FilteredDataSource selected(clone.get(), support::IdOf(*clone, "use"));
+  clone->DeleteVariables(0, 0);
+
+  EXPECT_THAT(RowsOf(all), ElementsAre(". [77      ] 1 ", ". [x       ] 0 ", ". [88      ] 2 "));
+  EXPECT_THAT(RowsOf(selected), ElementsAre(". [77      ] 1 ", ". [88      ] 2 "));
+}
+
+TEST_F(FilterOnAnEditedClone, LeavesOutWhatTheCloneDeclaresMissing) {
+  MissingValues missing;
+  missing.values = {DataValue(2.0)};
+  clone->GetVariable(2).SetMissingValues(missing);
+  Move(2, 0);
+
+  EXPECT_THAT(RowsSelectedBy("use"), ElementsAre("1 1 [77      ] "));
+}
+
+TEST_F(FilterOnAnEditedClone, ReadsThroughACloneOfTheCloneToo) {
+  Move(2, 0);
+  clone = SvrDMCloneDataSource::Adopt(std::move(clone));
+  clone->GetVariable(0).SetType(2);
+
+  EXPECT_THAT(AllRows(), ElementsAre("[1       ] 1 [77      ] ", "[0       ] 2 [x       ] ",
+                                     "[2       ] 3 [88      ] "));
+  EXPECT_THAT(RowsSelectedBy("n"), SizeIs(3));
+}
+
+TEST(CloneDataSource, OfNothingHasNoRowsForAFilterWhateverItsVariables) {
+  SvrDMCloneDataSource clone(nullptr);
+  clone.MakeVariable(Var("A"), nullptr);
+
+  EXPECT_THAT(RowsOf(FilteredDataSource(&clone)), SizeIs(0));
+  EXPECT_THAT(RowsOf(FilteredDataSource(&clone, support::Id("A"))), SizeIs(0));
 }
 
 TEST(CloneDataSource, KeepsTheLayoutOfItsSourceThoughItsOwnDictionaryChanges) {

@@ -491,6 +491,40 @@ TEST_F(DataSource, CopyingTheDictionaryOfNullOrItselfChangesNothing) {
   EXPECT_EQ(source.GetWeightVariableID(), ID('A'));
 }
 
+// Has the rows of another source, or none.
+class RowsOfAnother : public ORVX_DataSource {
+ public:
+  explicit RowsOfAnother(const ORVX_DataSource* other) { SetRowLayout(other); }
+};
+
+TEST_F(DataSource, LaysItsRowsOutByItsOwnDictionary) {
+  DataFreeDataSource above(&source);
+  above.CopyDictionary(&source);
+
+  EXPECT_EQ(source.RowLayout(), &source);
+  EXPECT_EQ(above.RowLayout(), &above);
+}
+
+TEST_F(DataSource, LaysItsRowsOutAsTheSourceWhoseRowsItPassesOn) {
+  const RowsOfAnother below(&source);
+  RowsOfAnother above(&below);
+  above.CopyDictionary(&source);
+  above.DeleteVariables(0, 1);
+
+  EXPECT_EQ(below.RowLayout(), &source);
+  EXPECT_EQ(above.RowLayout(), &source);
+  EXPECT_EQ(above.GetObsAreaSize(), 3);
+}
+
+TEST_F(DataSource, HasNoLayoutWhereItPassesNoRowsOn) {
+  RowsOfAnother none(nullptr);
+  none.CopyDictionary(&source);
+
+  EXPECT_EQ(none.RowLayout(), nullptr);
+  EXPECT_EQ(none.GetObsAreaSize(), 0);
+  EXPECT_EQ(RowsOfAnother(&none).RowLayout(), nullptr);
+}
+
 // The place of a virtual operation in the table, after the Itanium C++ ABI: a pointer to it holds
 // its offset in bytes, plus one.
 template <class Operation>

@@ -73,6 +73,18 @@ inline std::string RowText(const ORVX_DataSource& dictionary, const OBS* row) {
   return text.str();
 }
 
+// Passes the parent's rows on as they are, under a dictionary of its own.
+class PassedOn : public ORVX_DataSource {
+ public:
+  explicit PassedOn(ORVX_DataSource* parent) : ORVX_DataSource(parent) {
+    CopyDictionary(parent);
+    SetRowLayout(parent);
+  }
+  ObsIterator* MakeIterator(OBS* area) const override {
+    return GetParentSource()->MakeIterator(area);
+  }
+};
+
 // Each row of a source.
 inline std::vector<std::string> Rows(const ORVX_DataSource& source) {
   std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));

@@ -77,6 +77,28 @@ RC_GTEST_PROP(FilteredDataSource, HasTheRowsOfTheFileUnderTheSameEdits, ()) {
   RC_ASSERT(rows == Rows(*file));
 }
 
+// As if the parent laid its rows out by its own dictionary, as a filtered source does.
+RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesRowsOnAsOneThatLaysThemOut, ()) {
+  const Folder folder;
+  const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));
+  const auto parentEdits = *rc::gen::container<std::vector<Edit>>(AnyEdit());
+  const auto edits = *rc::gen::container<std::vector<Edit>>(AnyEdit());
+  const auto rowsOn = [&](ORVX_DataSource& parent) {
+    FilteredDataSource before(&parent);
+    for (const Edit& edit : parentEdits) Apply(edit, parent);
+    FilteredDataSource after(&parent);
+    for (const Edit& edit : edits) Apply(edit, before);
+    for (const Edit& edit : edits) Apply(edit, after);
+    std::vector<std::string> rows = Rows(before);
+    for (const std::string& row : Rows(after)) rows.push_back(row);
+    return rows;
+  };
+  PassedOn passing(file.get());
+  FilteredDataSource layingOut(file.get());
+
+  RC_ASSERT(rowsOn(passing) == rowsOn(layingOut));
+}
+
 // The number of a row by which it is selected stands in a column of its own, at the end.
 RC_GTEST_PROP(FilteredDataSource, HasOfThemThoseThatAreSelected, ()) {
   const Folder folder;

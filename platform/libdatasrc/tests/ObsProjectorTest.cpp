@@ -153,6 +153,45 @@ TEST(ObsProjector, KeepsNeitherDictionary) {
   EXPECT_EQ(area[0].number, 2);
 }
 
+// A row laid out for `layout`, of a source whose dictionary is `from`, made into one of `to`.
+std::string Projected(const std::vector<Column>& layout, const std::vector<OBS>& row,
+                      const std::vector<Column>& from, const std::vector<Column>& to) {
+  const auto rows = Dictionary(layout);
+  PassedOn source(rows.get());
+  source.CopyDictionary(Dictionary(from).get());
+  const auto target = Dictionary(to);
+  const ObsProjector projector(source, *target);
+  EXPECT_EQ(projector.GetFromAreaSize(), static_cast<long>(row.size()));
+  std::vector<OBS> area(static_cast<std::size_t>(projector.GetToAreaSize()));
+  projector.Project(row.data(), area.data());
+  return RowText(*target, area.data());
+}
+
+TEST(ObsProjector, FindsTheValuesOfASourceWhereItsRowLayoutSays) {
+  const std::vector<Column> layout = {{1, 0}, {2, 9}, {3, 0}};
+  const std::vector<OBS> row = Row({{Number(1)}, Text("123456789"), {Number(3)}});
+
+  EXPECT_EQ(Projected(layout, row, {{3, 0}, {1, 0}, {2, 9}}, {{1, 0}, {2, 9}, {3, 0}}),
+            "1 [123456789       ] 3");
+  EXPECT_EQ(Projected(layout, row, {{3, 0}, {4, 0}}, {{4, 0}, {3, 0}}), ". 3");
+}
+
+TEST(ObsProjector, AVariableThatTheSourceLostIsMissingThoughItsRowsHaveIt) {
+  EXPECT_EQ(
+      Projected({{1, 0}, {2, 0}}, Row({{Number(1)}, {Number(2)}}), {{2, 0}}, {{1, 0}, {2, 0}}),
+      ". 2");
+}
+
+TEST(ObsProjector, ConvertsFromTheRowLayoutToTheSourcesOwnTypeFirst) {
+  EXPECT_EQ(Projected({{1, 0}}, {Number(1.5)}, {{1, 3}}, {{1, 3}}), "[1.5     ]");
+  EXPECT_EQ(Projected({{1, 0}}, {Number(1.5)}, {{1, 3}}, {{1, 0}}), "1.5");
+  EXPECT_EQ(Projected({{1, 0}}, {Number(1.25)}, {{1, 3}}, {{1, 0}}), ".");  // too wide for 3
+  EXPECT_EQ(Projected({{1, 9}}, Text("123456789"), {{1, 3}}, {{1, 9}}), "[123             ]");
+  EXPECT_EQ(Projected({{1, 9}}, Text("0x       "), {{1, 0}}, {{1, 9}}), "[                ]");
+  EXPECT_EQ(Projected({{1, 9}}, Text("123456789"), {{1, 0}}, {{1, 20}}),
+            "[123456789               ]");
+}
+
 // A file's own iterator converts by the same rules.
 TEST(ObsProjector, ConvertsAsAFileDoes) {
   const Folder folder;
