@@ -13,20 +13,11 @@
 #include <libdatasrc/ObsProjector.h>
 
 #include <memory>
-#include <optional>
 #include <vector>
 
 class ORVX_DataSource;
 
 namespace sdmsh {
-
-// The source whose dictionary lays out the rows of `source`: itself, but for a clone the one whose
-// cases it shares. Null for a clone of nothing.
-const ORVX_DataSource* LayoutOf(const ORVX_DataSource& source);
-
-// Whether rows come as the dictionary of `source` itself says: those of a clone do until its
-// dictionary is changed.
-bool IsLaidOutByItself(const ORVX_DataSource& source);
 
 // Borrows the source, which nobody may change meanwhile. Has one row at a time.
 //
@@ -45,10 +36,10 @@ class CaseRows {
 
  private:
   const ORVX_DataSource& source_;
-  std::optional<ObsProjector> projector_;  // none where rows come as the source says
-  std::vector<OBS> layoutArea_;            // a row before the projector
+  const ObsProjector projector_;  // to rows of the source's own dictionary
+  std::vector<OBS> layoutArea_;   // a row before the projector
   std::vector<OBS> area_;
-  std::unique_ptr<ObsIterator> rows_;  // null for a clone of nothing
+  const std::unique_ptr<ObsIterator> rows_;
 };
 
 }  // namespace sdmsh

@@ -19,6 +19,11 @@ class PassThrough final : public ORVX_DataSource {
  public:
   explicit PassThrough(const ORVX_DataSource& source) { CopyDictionary(&source); }
 
+  void StandOn(ORVX_DataSource* source) {
+    SetParentSource(source);
+    SetRowLayout(source);
+  }
+
   ObsIterator* MakeIterator(OBS* area) const override {
     return GetParentSource()->MakeIterator(area);
   }
@@ -67,8 +72,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   clone->SetDirty(writer->IsDirty());
   auto copy = CopyOf(*clone);
 
-  shared.SetParentSource(TakeOut(writer));  // the clones own it from here on
-  writer.SetDataSet(std::move(clone));      // deletes the placeholder
+  shared.StandOn(TakeOut(writer));      // the clones own it from here on
+  writer.SetDataSet(std::move(clone));  // deletes the placeholder
   return copy;
 }
 

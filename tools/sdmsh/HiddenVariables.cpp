@@ -3,7 +3,6 @@
 #include "HiddenVariables.h"
 
 #include <libdatasrc/FilteredDataSource.h>
-#include <ServerDataManager/SvrDMCloneDataSource.h>
 
 #include <algorithm>
 #include <memory>
@@ -32,12 +31,8 @@ void Delete(const std::vector<int>& positions, ORVX_DataSource& source) {
 ORVX_DataSource* HiddenVariables::FilterDataSource(ORVX_DataSource* source) {
   const std::vector<int> hidden = PositionsNamed(*source, names_);
   if (hidden.empty()) return source;
-  // A filtered source reads rows as its parent's dictionary lays them out; a clone's need not do.
-  if (dynamic_cast<SvrDMCloneDataSource*>(source) != nullptr) {
-    Delete(hidden, *source);
-    return source;
-  }
   auto shown = std::make_unique<FilteredDataSource>(source);
+  shown->SetDirty(source->IsDirty());  // no part of the dictionary
   Delete(hidden, *shown);
   return shown.release();
 }

@@ -17,8 +17,7 @@ class HiddenVariables final : public ORVX_DataSourceFilterHook {
   explicit HiddenVariables(std::vector<std::string> names) : names_(std::move(names)) {}
 
   // A source that has `source` as its parent, its dictionary without the variables, and its cases;
-  // `source` itself where it has none of these variables, and a clone, which has a dictionary of
-  // its own to delete them from.
+  // `source` itself where it has none of these variables.
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
 
  private:

@@ -2,7 +2,6 @@
 
 #include "Arguments.h"
 #include "BlankCases.h"
-#include "CaseRows.h"
 #include "CommandError.h"
 #include "Commands.h"
 #include "Interrupt.h"
@@ -27,16 +26,9 @@ std::unique_ptr<ORVX_DataSource> BlankCasesOf(const OpenDataset& dataset,
 }
 
 // On top of the present source, which stays with the dataset.
-std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name,
-                                                 const OpenDataset& dataset,
-                                                 ORVX_DataSource& source) {
+std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name, ORVX_DataSource& source) {
   const ORVX_Variable& selector =
       source.GetVariable(NumberPositionOf(source, name, "selects cases"));
-  if (!IsLaidOutByItself(source)) {
-    throw CommandError(dataset.Name() +
-                       " is a clone and has other variables by now than the cases that it shares; "
-                       "these cannot be filtered");
-  }
   auto selected = std::make_unique<FilteredDataSource>(&source, selector.GetID());
   selected->SetDirty(source.IsDirty());  // no part of the dictionary
   return selected;
@@ -59,9 +51,7 @@ void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
     if (kind == kFile) source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
     if (kind == kBlank) source = BlankCasesOf(*dataset, *writer, caseCount);
     if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
-    if (kind == kFiltered) {
-      source = CasesSelectedBy(selector, *dataset, SourceOf(writer, *dataset));
-    }
+    if (kind == kFiltered) source = CasesSelectedBy(selector, SourceOf(writer, *dataset));
     writer.SetDataSet(std::move(source));
   });
 }
