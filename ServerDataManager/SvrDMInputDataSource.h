@@ -16,9 +16,10 @@ class ORVX_DataSource;
 
 // Counts as a reader of the dataset from construction to destruction. Cannot be copied.
 //
-// Threads: may be built on one thread and destroyed on another; a thread that holds a reader may
-// take another on the same dataset, also while a writer waits. A thread that holds a writer waits
-// for ever.
+// Threads: may be built on one thread and destroyed on another. While a writer waits for the
+// readers to go, a new reader waits behind it for a short time only (see libsfthread/sfMutexRW.h).
+// So a thread that holds a reader may take another on the same dataset, and may wait for threads
+// that do. A thread that holds a writer on it waits for ever.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  protected:
   // For handles made in place by TryRead and TryWrite, which have acquired the lock.

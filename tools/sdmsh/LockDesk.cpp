@@ -41,7 +41,7 @@ Caller& LockDesk::CallerNamed(const std::string& role) {
 // Taking
 
 void LockDesk::Take(Caller& caller, const DatasetPtr& dataset, LockMode mode) {
-  if (ledger_.MustWait(dataset->ID(), caller.Name(), mode)) {
+  if (ledger_.MustWait(dataset->ID(), mode)) {
     RefuseEndlessWait(caller, *dataset, mode);
     WaitInLine(caller, dataset, mode);
   } else {
@@ -50,7 +50,7 @@ void LockDesk::Take(Caller& caller, const DatasetPtr& dataset, LockMode mode) {
 }
 
 void LockDesk::TryWrite(Caller& caller, const DatasetPtr& dataset) {
-  if (ledger_.MustWait(dataset->ID(), caller.Name(), LockMode::Write)) {
+  if (ledger_.MustWait(dataset->ID(), LockMode::Write)) {
     FailToWrite(caller, dataset);
   } else {
     TakeAtOnce(caller, dataset, LockMode::Write, /*tryOnly=*/true);
@@ -175,7 +175,7 @@ bool LockDesk::TryRead(Caller& caller, const DatasetPtr& dataset,
     caller.Do([&] { work(*hold->handle); });
     return true;
   }
-  if (ledger_.MustWait(dataset->ID(), caller.Name(), LockMode::Read)) return false;
+  if (ledger_.MustWait(dataset->ID(), LockMode::Read)) return false;
   caller.Do([&] {
     SvrDMInputDataSource reader(dataset->Item(), /*tryOnly=*/false);
     work(reader);

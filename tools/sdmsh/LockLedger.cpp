@@ -21,10 +21,8 @@ bool Names(const std::vector<Holding>& holdings, const std::string& role) {
 
 }  // namespace
 
-bool LockLedger::Lock::MustWait(const std::string& role, LockMode mode) const {
-  if (mode == LockMode::Write) return !held.empty();
-  if (AnyWrites(held)) return true;
-  return AnyWrites(waiting) && !Names(held, role);
+bool LockLedger::Lock::MustWait(LockMode mode) const {
+  return mode == LockMode::Write ? !held.empty() : AnyWrites(held);
 }
 
 std::vector<Holding> LockLedger::Lock::Release(const std::string& role) {
@@ -60,13 +58,13 @@ const LockLedger::Lock& LockLedger::LockOf(LocallyUniqueID dataset) const {
   return found == locks_.end() ? free : found->second;
 }
 
-bool LockLedger::MustWait(LocallyUniqueID dataset, const std::string& role, LockMode mode) const {
-  return LockOf(dataset).MustWait(role, mode);
+bool LockLedger::MustWait(LocallyUniqueID dataset, LockMode mode) const {
+  return LockOf(dataset).MustWait(mode);
 }
 
 bool LockLedger::Ask(LocallyUniqueID dataset, const std::string& role, LockMode mode) {
   Lock& lock = locks_[dataset];
-  const bool mustWait = lock.MustWait(role, mode);
+  const bool mustWait = lock.MustWait(mode);
   (mustWait ? lock.waiting : lock.held).push_back({role, mode});
   return !mustWait;
 }
@@ -88,10 +86,7 @@ std::vector<Holding> LockLedger::Waiters(LocallyUniqueID dataset) const {
 }
 
 std::vector<Holding> LockLedger::InFront(LocallyUniqueID dataset, LockMode mode) const {
-  const Lock& lock = LockOf(dataset);
-  if (mode == LockMode::Write) return lock.waiting;
-  if (lock.waiting.empty() || AnyWrites(lock.held)) return {};
-  return {lock.waiting.front()};
+  return mode == LockMode::Write ? LockOf(dataset).waiting : std::vector<Holding>();
 }
 
 bool LockLedger::IsWaiting(const std::string& role) const {

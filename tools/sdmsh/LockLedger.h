@@ -7,10 +7,10 @@
 //   ledger.Ask(survey, "recode", LockMode::Write);          // false: waits
 //   ledger.Release(survey, "tables");                       // recode, writing: gets in
 //
-// The rules: readers share the lock, a writer has it alone. A new reader waits while a writer holds
-// the lock or waits for it, but a role that reads may read again. A writer that releases lets in
-// every reader that waits at that moment, otherwise the next writer; the last reader lets in the
-// next writer. Writers go first come, first served.
+// The rules: readers share the lock, a writer has it alone. A reader waits while a writer holds the
+// lock; for one that only waits, it waits no longer than a moment, which is not written down. A
+// writer that releases lets in every reader that waits at that moment, otherwise the next writer;
+// the last reader lets in the next writer. Writers go first come, first served.
 
 #ifndef SDMSH_LOCKLEDGER_H_
 #define SDMSH_LOCKLEDGER_H_
@@ -30,8 +30,8 @@ namespace sdmsh {
 // Threads: not safe; one thread at a time.
 class LockLedger {
  public:
-  // Whether the role would have to wait.
-  bool MustWait(LocallyUniqueID dataset, const std::string& role, LockMode mode) const;
+  // Whether a role that asked now would have to wait.
+  bool MustWait(LocallyUniqueID dataset, LockMode mode) const;
 
   // The role asks for the lock and waits until it has it. True where it has it at once. A role that
   // waits cannot ask.
@@ -49,8 +49,8 @@ class LockLedger {
   std::vector<Holding> Holders(LocallyUniqueID dataset) const;
   std::vector<Holding> Waiters(LocallyUniqueID dataset) const;
 
-  // Who would get the lock before a role that asked now and had to wait; readers that get it
-  // together with it left out.
+  // Who would get the lock before a role that asked now and had to wait: for a reader nobody, as
+  // all readers get in together.
   std::vector<Holding> InFront(LocallyUniqueID dataset, LockMode mode) const;
 
   bool IsWaiting(const std::string& role) const;
@@ -65,7 +65,7 @@ class LockLedger {
     std::vector<Holding> waiting;
     bool forGood = false;
 
-    bool MustWait(const std::string& role, LockMode mode) const;
+    bool MustWait(LockMode mode) const;
     std::vector<Holding> Release(const std::string& role);
     std::vector<Holding> AdmitAfter(LockMode released);
   };

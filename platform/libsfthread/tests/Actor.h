@@ -7,30 +7,34 @@
 #ifndef LIBSFTHREAD_TESTS_ACTOR_H_
 #define LIBSFTHREAD_TESTS_ACTOR_H_
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <thread>
 
-// Used by the one thread that made it. Destroying it waits for the call under way, and stops the
-// program where that waits for ever, as it does after a failed assertion.
+// Used by the one thread that made it. Whatever needs the call under way to end, destroying the
+// actor included, stops the program where that takes longer than ten seconds.
 class Actor {
  public:
-  Actor() : thread_([this] { Play(); }) {}
+  Actor() : thread_([this] { Play(); }) {
+    while (id_ == 0) std::this_thread::yield();
+    const std::string file = "/proc/self/task/" + std::to_string(id_) + "/stat";
+    stat_ = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  }
   Actor(const Actor&) = delete;
   Actor& operator=(const Actor&) = delete;
   ~Actor() {
-    if (!EndsWithin(std::chrono::seconds(10))) {
-      std::fputs("a thread still waits at the end of the test\n", stderr);
-      std::abort();
-    }
+    AwaitEnd();
     Enter(State::Leaving);
+    close(stat_);
   }
 
   // Begins `call` on the actor's thread, after the one before has ended.
@@ -72,7 +76,9 @@ class Actor {
   }
 
   void AwaitEnd() const {
-    for (State now = state_; now != State::Idle; now = state_) state_.wait(now);
+    if (EndsWithin(std::chrono::seconds(10))) return;
+    std::fputs("a thread still waits in a call that should have ended\n", stderr);
+    std::abort();
   }
 
   void Play() {
@@ -88,15 +94,16 @@ class Actor {
 
   // The state letter follows the thread's name, which stands in parentheses.
   bool IsAsleep() const {
-    std::ifstream file("/proc/self/task/" + std::to_string(id_) + "/stat");
-    std::string line;
-    std::getline(file, line);
-    const std::size_t name = line.rfind(") ");
-    return name != std::string::npos && line[name + 2] == 'S';
+    std::array<char, 64> text;
+    const ssize_t length = pread(stat_, text.data(), text.size(), 0);
+    if (length <= 0) return false;
+    return std::string_view(text.data(), static_cast<std::size_t>(length)).find(") S") !=
+           std::string_view::npos;
   }
 
   std::atomic<State> state_ = State::Idle;
   std::atomic<pid_t> id_ = 0;
+  int stat_ = -1;  // what the system says about the thread
   std::function<void()> call_;
   std::jthread thread_;
 };

@@ -9,11 +9,13 @@
 #include <atomic>
 #include <barrier>
 #include <chrono>
+#include <functional>
 #include <latch>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "Actor.h"
@@ -23,10 +25,19 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// Well above the time that a thread is held back at most where it is open who reads, at first.
-constexpr auto kLongerThanTheFirstGrace = 50ms;
+// How long a waiting writer holds back new readers, at first.
+constexpr auto kFirstClosing = 80ms;
 // For what must happen, on a busy machine.
-constexpr auto kSoon = 10s;
+constexpr auto kSoon = 5s;
+
+static_assert(!std::is_copy_constructible_v<sfMutexRW> && !std::is_copy_assignable_v<sfMutexRW>);
+
+template <class Call>
+std::chrono::milliseconds TimeOf(Call call) {
+  const auto start = Clock::now();
+  call();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+}
 
 class MutexRW : public testing::Test {
  protected:
@@ -172,50 +183,9 @@ TEST_F(MutexRW, AWriterWaitsForTheLastReader) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: the writer is asleep in writeLock() before the reader reads again.
-TEST_F(MutexRW, AThreadThatReadsMayReadAgainWhileAWriterWaits) {
-  Actor reader, writer;
-  Read(reader);
-  StartWriting(writer);
-  ASSERT_TRUE(writer.Waits());
-
-  StartReading(reader);
-  ASSERT_TRUE(reader.EndsWithin(kSoon));
-  EXPECT_TRUE(TryRead(reader));
-
-  Unlock(reader);
-  Unlock(reader);
-  EXPECT_TRUE(writer.Waits());
-  Unlock(reader);
-  ASSERT_TRUE(writer.EndsWithin(kSoon));
-  Unlock(writer);
-  EXPECT_TRUE(IsFree());
-}
-
-// Interleaving: the writer is asleep in writeLock(), then the new reader in readLock(), before the
-// first reader releases.
-TEST_F(MutexRW, ANewReaderQueuesBehindAWaitingWriter) {
-  Actor writer, newReader;
-  lock_.readLock();
-  StartWriting(writer);
-  ASSERT_TRUE(writer.Waits());
-
-  EXPECT_FALSE(TryRead(newReader));
-  StartReading(newReader);
-  ASSERT_TRUE(newReader.Waits());
-  lock_.unlock();
-
-  ASSERT_TRUE(writer.EndsWithin(kSoon));
-  EXPECT_TRUE(newReader.Waits());
-  Unlock(writer);
-  ASSERT_TRUE(newReader.EndsWithin(kSoon));
-  Unlock(newReader);
-  EXPECT_TRUE(IsFree());
-}
-
 // Interleaving: the next writer, then two readers, are asleep in their calls before the first
 // writer releases.
-TEST_F(MutexRW, AReleasingWriterLetsInAllWaitingReadersBeforeTheNextWriter) {
+TEST_F(MutexRW, AReleasingWriterLetsInAllWaitingReaders) {
   Actor nextWriter, first, second;
   lock_.writeLock();
   StartWriting(nextWriter);
@@ -319,104 +289,220 @@ TEST_F(MutexRW, AThreadThatReadsMayWaitToWriteForAnotherToEndItsRead) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: the only reader's second read is ended elsewhere, then a writer waits.
-TEST_F(MutexRW, TheOnlyReaderStillNestsAtOnceAfterAnotherThreadEndedOneOfItsReads) {
-  Actor reader, other, writer;
-  Read(reader);
-  Read(reader);
-  Unlock(other);
-  StartWriting(writer);
-  ASSERT_TRUE(writer.Waits());
+// --- Reads while a writer only waits ------------------------------------------------------------
 
-  EXPECT_TRUE(TryRead(reader));
+class MutexRWBehindAWriter : public MutexRW {
+ protected:
+  // From here on the writer waits for the reads that are held.
+  void LetAWriterWait() {
+    StartWriting(writer_);
+    ASSERT_TRUE(writer_.Waits());
+  }
+  // Ends the reads, as many as are held, and sees the writer in and out.
+  void EndReads(int reads) {
+    for (; reads > 0; --reads) {
+      EXPECT_TRUE(writer_.Waits());
+      Unlock(ender_);
+    }
+    ASSERT_TRUE(writer_.EndsWithin(kSoon));
+    Unlock(writer_);
+    EXPECT_TRUE(IsFree());
+  }
+  void ExpectToRead(Actor& reader) {
+    StartReading(reader);
+    ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits for ever";
+  }
 
-  Unlock(reader);
-  EXPECT_TRUE(writer.Waits());
-  Unlock(reader);
-  EXPECT_TRUE(writer.EndsWithin(kSoon));
-  Unlock(writer);
+  Actor writer_;
+  Actor ender_;
+};
+
+// Interleaving: a reader has let the writer go first for as long as it had to, then ends.
+TEST_F(MutexRWBehindAWriter, ANewReaderGetsInBesideAReaderThatStays) {
+  Actor stays, comes;
+  Read(stays);
+  LetAWriterWait();
+  ExpectToRead(comes);
+  EndReads(2);
 }
 
-// Interleaving: two threads read, a third one ends one of the reads, a writer waits; so it is open
-// which of the two still reads when they read again.
-TEST_F(MutexRW, NestingDoesNotStopForEverWhenItIsOpenWhoReads) {
-  Actor first, second, other, writer;
-  Read(first);
-  Read(second);
-  Unlock(other);
-  StartWriting(writer);
-  ASSERT_TRUE(writer.Waits());
-
-  StartReading(first);
-  StartReading(second);
-
-  EXPECT_TRUE(first.EndsWithin(kSoon));
-  EXPECT_TRUE(second.EndsWithin(kSoon));
-  for (int read = 0; read < 3; ++read) Unlock(other);
-  EXPECT_TRUE(writer.EndsWithin(kSoon));
-  Unlock(writer);
-  EXPECT_TRUE(IsFree());
-}
-
-// Interleaving: as before, and the thread that still reads reads again on the way, so that reads of
-// which the holder is known come on top of those of which it is not.
-TEST_F(MutexRW, ATryFailsAsLongAsItIsOpenWhetherItsThreadReads) {
-  Actor first, second, other, writer;
-  Read(first);
-  Read(second);
-  Unlock(other);
-  EXPECT_TRUE(TryRead(first));
-  StartWriting(writer);
-  ASSERT_TRUE(writer.Waits());
-
-  EXPECT_TRUE(TryRead(first));
-  EXPECT_FALSE(TryRead(second));
-
-  for (int read = 0; read < 3; ++read) Unlock(first);
-  EXPECT_TRUE(writer.EndsWithin(kSoon));
-  Unlock(writer);
-}
-
-// Interleaving: the first thread's read has been ended elsewhere, then the second thread's ended
-// too, while a third one reads. The first one then reads again while a writer waits.
-TEST_F(MutexRW, AThreadWhoseReadWasEndedElsewhereQueuesOnceThatIsCertain) {
-  Actor first, second, third, other, writer;
+// Interleaving: the reads of three threads are ended by others, each on a thread that holds none or
+// another's, so that no thread but the first still reads; then that one reads again.
+TEST_F(MutexRWBehindAWriter, AReaderNestsAfterOthersEndedOneAnothersReads) {
+  Actor first, second, third, other;
   Read(first);
   Read(second);
   Unlock(other);
   Read(third);
   Unlock(second);
-  StartWriting(writer);
-  ASSERT_TRUE(writer.Waits());
+  LetAWriterWait();
+  ExpectToRead(first);
+  EndReads(2);
+}
 
-  StartReading(first);
+// Interleaving: two threads read, a third one ends one of the reads; then both read again.
+TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadEndedOneOfTheirReads) {
+  Actor first, second, other;
+  Read(first);
+  Read(second);
+  Unlock(other);
+  LetAWriterWait();
+  ExpectToRead(first);
+  ExpectToRead(second);
+  EndReads(3);
+}
 
-  EXPECT_FALSE(first.EndsWithin(kLongerThanTheFirstGrace));
-  Unlock(third);
-  ASSERT_TRUE(writer.EndsWithin(kSoon));
-  EXPECT_TRUE(first.Waits());
-  Unlock(writer);
-  ASSERT_TRUE(first.EndsWithin(kSoon));
+// Interleaving: a thread has taken a read and gives it to another one, which reads again.
+TEST_F(MutexRWBehindAWriter, AThreadThatWasGivenAReadNests) {
+  Actor gives, takes;
+  Read(gives);
+  LetAWriterWait();
+  ExpectToRead(takes);
+  Unlock(takes);
+  EndReads(1);
+}
+
+// Interleaving: a thread ends another's read before its own, and reads again.
+TEST_F(MutexRWBehindAWriter, AThreadThatEndedAnothersReadNests) {
+  Actor first, second;
+  Read(first);
+  Read(second);
   Unlock(first);
-  EXPECT_TRUE(IsFree());
+  LetAWriterWait();
+  ExpectToRead(first);
+  EndReads(2);
 }
 
-// Interleaving: a thread reads and ends, a writer waits for that read, and a new thread comes that
-// the system most likely gives the identity of the ended one.
-TEST_F(MutexRW, ALaterThreadDoesNotPassForOneThatEndedWhileReading) {
-  Actor writer;
-  std::jthread([&] { lock_.readLock(); }).join();
-  StartWriting(writer);
-  ASSERT_TRUE(writer.Waits());
-
-  bool read = false;
-  std::jthread([&] { read = lock_.tryReadLock(); }).join();
-
-  EXPECT_FALSE(read);
-  lock_.unlock();
-  EXPECT_TRUE(writer.EndsWithin(kSoon));
-  Unlock(writer);
+// Interleaving: a thread that reads waits for helpers, which read only once the writer waits.
+TEST_F(MutexRWBehindAWriter, HelpersThatAReaderWaitsForRead) {
+  Actor reader;
+  std::array<Actor, 3> helpers;
+  std::latch writerWaits(1);
+  std::latch helped(3);
+  Read(reader);
+  reader.Start([&] { helped.wait(); });
+  LetAWriterWait();
+  for (Actor& helper : helpers) {
+    helper.Start([&] {
+      writerWaits.wait();
+      lock_.readLock();
+      lock_.unlock();
+      helped.count_down();
+    });
+  }
+  writerWaits.count_down();
+  ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits for ever";
+  EndReads(1);
 }
+
+// Interleaving: as before, and the helper does not wait in the lock but tries until it has it.
+TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesToReadGetsIn) {
+  Actor reader, helper;
+  Read(reader);
+  LetAWriterWait();
+  helper.Start([this, deadline = Clock::now() + kSoon] {
+    while (!lock_.tryReadLock()) {
+      if (Clock::now() > deadline) return;
+      std::this_thread::yield();
+    }
+    lock_.unlock();
+  });
+  EXPECT_TRUE(helper.EndsWithin(kSoon - 1s)) << "tries for ever";
+  EndReads(1);
+}
+
+// Interleaving: a thread reads two locks, so that it has forgotten that it reads the first, and
+// reads that again.
+TEST_F(MutexRWBehindAWriter, AReaderOfTwoLocksNests) {
+  sfMutexRW second;
+  Actor reader;
+  Read(reader);
+  reader.Do([&] { second.readLock(); });
+  LetAWriterWait();
+  ExpectToRead(reader);
+  EndReads(2);
+}
+
+// Interleaving: a helper reads 300 times in succession. Each could be held back on its own.
+TEST_F(MutexRWBehindAWriter, ReadsInSuccessionAreHeldBackOnlyNowAndThen) {
+  Actor reader, helper;
+  Read(reader);
+  LetAWriterWait();
+  helper.Start([this] {
+    for (int read = 0; read < 300; ++read) {
+      lock_.readLock();
+      lock_.unlock();
+    }
+  });
+  EXPECT_TRUE(helper.EndsWithin(kSoon));
+  EndReads(1);
+}
+
+// The shortest of some tries, as a busy machine makes any of them longer.
+TEST_F(MutexRWBehindAWriter, AThreadThatReadsAlreadyReadsAgainAtOnce) {
+  auto shortest = std::chrono::milliseconds::max();
+  for (int time = 0; time < 20; ++time) {
+    lock_.readLock();
+    LetAWriterWait();
+    shortest = std::min(shortest, TimeOf([this] { lock_.readLock(); }));
+    EndReads(2);
+  }
+  EXPECT_LT(shortest, kFirstClosing / 2);
+}
+
+// Interleaving: a writer has waited for so long that readers were held back for 320 ms, before it
+// gets in; then a reader comes while the next writer waits.
+TEST_F(MutexRWBehindAWriter, TheNextWriterHoldsReadersBackForAShortTimeAgain) {
+  auto shortest = std::chrono::milliseconds::max();
+  for (int time = 0; time < 5 && shortest > 2 * kFirstClosing; ++time) {
+    Actor stays, comes, comesLater;
+    Read(stays);
+    LetAWriterWait();
+    for (int longer = 1; longer <= 4; longer *= 2) {
+      ExpectToRead(comes);
+      std::this_thread::sleep_for(longer * kFirstClosing / 3);  // the lock is open to readers
+    }
+    EndReads(4);
+    Read(stays);
+    LetAWriterWait();
+    shortest = std::min(shortest, TimeOf([&] { ExpectToRead(comesLater); }));
+    EndReads(2);
+  }
+  EXPECT_LT(shortest, 2 * kFirstClosing);
+}
+
+// Interleaving: the writer is asleep in writeLock(), then the new reader in readLock(), before the
+// first reader releases. Where the machine took so long that the reader has been let in, again.
+TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
+  for (int time = 0; time < 20; ++time) {
+    Actor newReader;
+    lock_.readLock();
+    LetAWriterWait();
+    const auto start = Clock::now();
+    const bool tried = TryRead(newReader);
+    StartReading(newReader);
+    const bool waited = newReader.Waits();
+    lock_.unlock();
+    const bool isTimely = Clock::now() - start < kFirstClosing / 2;
+    if (isTimely) {
+      EXPECT_FALSE(tried);
+      EXPECT_TRUE(waited);
+      EXPECT_TRUE(writer_.EndsWithin(kSoon));
+      EXPECT_TRUE(newReader.Waits());
+      Unlock(writer_);
+      EXPECT_TRUE(newReader.EndsWithin(kSoon));
+      Unlock(newReader);
+      EXPECT_TRUE(IsFree());
+      return;
+    }
+    while (!newReader.HasEnded() || !writer_.HasEnded()) lock_.unlock();
+    while (!lock_.tryWriteLock()) lock_.unlock();
+    lock_.unlock();
+  }
+  FAIL() << "the machine is too busy to tell";
+}
+
+// --- Its life ----------------------------------------------------------------------------------
 
 TEST(MutexRWLifetime, MayEndWhileHeld) {
   auto written = std::make_unique<sfMutexRW>();
@@ -457,6 +543,23 @@ TEST(MutexRWLifetime, MayEndAsSoonAsTheLastWaiterHoldsIt) {
   }
 }
 
+// Interleaving: any, many times over. The other thread destroys the lock as soon as it is free,
+// maybe before the releasing thread has returned.
+TEST(MutexRWLifetime, MayEndAsSoonAsItIsFree) {
+  Actor other;
+  for (int round = 0; round < 2000; ++round) {
+    auto lock = std::make_unique<sfMutexRW>();
+    sfMutexRW* const borrowed = lock.get();
+    lock->readLock();
+    other.Start([&] {
+      while (!borrowed->tryWriteLock()) std::this_thread::yield();
+      lock.reset();
+    });
+    borrowed->unlock();
+    ASSERT_TRUE(other.EndsWithin(kSoon));
+  }
+}
+
 // --- Nobody starves ---------------------------------------------------------------------------
 
 // Makes a starved test end red instead of running for ever.
@@ -467,13 +570,6 @@ class Deadline {
  private:
   const Clock::time_point end_ = Clock::now() + 5s;
 };
-
-template <class Call>
-std::chrono::milliseconds TimeOf(Call call) {
-  const auto start = Clock::now();
-  call();
-  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
-}
 
 // Interleaving: until the writer asks, a reader releases only while the other one reads too; from
 // then on each reads again as soon as it has released, so that their reads overlap wherever the
@@ -578,6 +674,97 @@ TEST(MutexRWFairness, AWriterGetsInWhileReadsEndedElsewhereOverlapForEver) {
     stop = true;
     lock.unlock();
   }
+}
+
+// Threads that read in turns, evenly spread over the time that a read takes, until told to stop.
+// Each comes again while the others' reads are held.
+class OverlappingReaders {
+ public:
+  // `hold` is called by the thread with that number when it has read, and ends its read after
+  // `length`.
+  OverlappingReaders(sfMutexRW& lock, int threads, std::chrono::milliseconds length,
+                     std::function<void(int)> hold)
+      : lock_(lock), hold_(std::move(hold)) {
+    for (int self = 0; self < threads; ++self) {
+      threads_.emplace_back([this, self, delay = self * length / threads] {
+        std::this_thread::sleep_for(delay);
+        while (!stop_ && !deadline_.HasPassed()) {
+          lock_.readLock();
+          ++turns_;
+          hold_(self);
+        }
+      });
+    }
+    while (turns_ < 2 * threads) std::this_thread::yield();
+  }
+  ~OverlappingReaders() { stop_ = true; }
+
+ private:
+  sfMutexRW& lock_;
+  const std::function<void(int)> hold_;
+  const Deadline deadline_;
+  std::atomic<bool> stop_ = false;
+  std::atomic<int> turns_ = 0;
+  std::vector<std::jthread> threads_;
+};
+
+TEST(MutexRWFairness, AWriterGetsInWhileReadersOf50MillisecondsOverlapForEver) {
+  sfMutexRW lock;
+  const OverlappingReaders readers(lock, 4, 50ms, [&](int) {
+    std::this_thread::sleep_for(50ms);
+    lock.unlock();
+  });
+
+  EXPECT_LT(TimeOf([&] { lock.writeLock(); }), 1s);
+
+  lock.unlock();
+}
+
+// Longer than readers are held back at first.
+TEST(MutexRWFairness, AWriterGetsInWhileReadersOf200MillisecondsOverlapForEver) {
+  sfMutexRW lock;
+  const OverlappingReaders readers(lock, 3, 200ms, [&](int) {
+    std::this_thread::sleep_for(200ms);
+    lock.unlock();
+  });
+
+  EXPECT_LT(TimeOf([&] { lock.writeLock(); }), 4s);
+
+  lock.unlock();
+}
+
+// Interleaving: each of two threads has the other end its reads, so that it seems to read all the
+// time, and would always be let in at once if that were believed. It ends them itself where the
+// other waits for the lock.
+TEST(MutexRWFairness, AWriterGetsInWhileThreadsThatEndEachOthersReadsOverlapForEver) {
+  sfMutexRW lock;
+  std::array<std::atomic<bool>, 2> hasToEnd = {};
+  std::array<bool, 2> isKnown = {};
+  const OverlappingReaders readers(lock, 2, 40ms, [&](int number) {
+    const auto self = static_cast<std::size_t>(number);
+    const auto end = [&](std::size_t whose) {
+      if (hasToEnd[whose].exchange(false)) lock.unlock();
+    };
+    const auto start = Clock::now();
+    if (!std::exchange(isKnown[self], true)) {
+      std::jthread([&] { lock.unlock(); }).join();  // which this thread does not know
+      return;
+    }
+    while (Clock::now() < start + 40ms) {
+      end(1 - self);
+      std::this_thread::sleep_for(1ms);
+    }
+    hasToEnd[self] = true;
+    while (Clock::now() < start + 45ms && hasToEnd[self]) {
+      end(1 - self);
+      std::this_thread::yield();
+    }
+    end(self);
+  });
+
+  EXPECT_LT(TimeOf([&] { lock.writeLock(); }), 1s);
+
+  lock.unlock();
 }
 
 // Interleaving: any. The sums, and the thread sanitizer, tell whether a writer was ever alone.

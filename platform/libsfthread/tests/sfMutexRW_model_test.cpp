@@ -1,0 +1,426 @@
+// Every interleaving of three threads that make four calls each (three under the thread sanitizer),
+// on the lock and on a plain model of what it promises. Each thread makes any of the five calls, in
+// any order; after each call, each thread must wait or have gone on as the model says. Calls that
+// leave the lock in the same state (held how, who waits in which order, who reads) are continued
+// once, and threads that may change places are one. Every state with readers behind a waiting
+// writer is also left alone until they are in, and every run ends with all locks being ended one by
+// one.
+
+#include <gtest/gtest.h>
+#include <libsfthread/sfMutexRW.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "Actor.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kCalls = CALLS_OF_EACH_THREAD;  // see CMakeLists.txt
+constexpr std::size_t kThreads = 3;
+// The time for which a waiting writer holds back readers, at first. A run that takes nearly as long
+// is made again, as it cannot say who waits.
+constexpr auto kFirstClosing = 80ms;
+constexpr auto kLongestRun = 60ms;
+
+enum class Call { Read, TryRead, Write, TryWrite, Unlock };
+constexpr Call kAllCalls[] = {Call::Read, Call::TryRead, Call::Write, Call::TryWrite, Call::Unlock};
+
+// --- The promises -----------------------------------------------------------------------------
+
+struct Model {
+  using Thread = std::size_t;
+
+  bool writing = false;
+  int reads = 0;
+  std::vector<Thread> waitingWriters;  // in order of arrival
+  std::array<bool, kThreads> waitsToRead = {};
+  // What each thread read and has not ended itself.
+  std::array<int, kThreads> ownReads = {};
+  std::array<int, kThreads> callsLeft = {};
+
+  auto operator<=>(const Model&) const = default;
+
+  bool Waits(Thread thread) const {
+    return waitsToRead[thread] ||
+           std::find(waitingWriters.begin(), waitingWriters.end(), thread) != waitingWriters.end();
+  }
+  bool IsFree() const { return !writing && reads == 0; }
+  bool HasReadersBehindAWaitingWriter() const {
+    return !writing && std::find(waitsToRead.begin(), waitsToRead.end(), true) != waitsToRead.end();
+  }
+
+  // What a try returns; true for the others.
+  bool Make(Thread thread, Call call) {
+    switch (call) {
+      case Call::Read: {
+        const bool in = MayRead(thread);
+        ++ownReads[thread];
+        if (in) ++reads;
+        waitsToRead[thread] = !in;
+        return true;
+      }
+      case Call::TryRead: {
+        const bool in = MayRead(thread);
+        if (!in) return false;
+        ++reads;
+        ++ownReads[thread];
+        return true;
+      }
+      case Call::Write:
+        if (IsFree()) {
+          writing = true;
+        } else {
+          waitingWriters.push_back(thread);
+        }
+        return true;
+      case Call::TryWrite: {
+        const bool in = IsFree();
+        if (in) writing = true;
+        return in;
+      }
+      case Call::Unlock:
+        if (ownReads[thread] > 0) --ownReads[thread];
+        Unlock();
+        return true;
+    }
+    return true;
+  }
+
+  void Unlock() {
+    const bool wrote = std::exchange(writing, false);
+    if (!wrote && reads > 0) --reads;
+    if (wrote) LetReadersIn();
+    if (IsFree() && !waitingWriters.empty()) {
+      writing = true;
+      waitingWriters.erase(waitingWriters.begin());
+    }
+  }
+
+  void LetReadersIn() {
+    for (bool& waits : waitsToRead) {
+      if (std::exchange(waits, false)) ++reads;
+    }
+  }
+
+ private:
+  bool MayRead(Thread thread) const {
+    return !writing && (waitingWriters.empty() || ownReads[thread] > 0);
+  }
+};
+
+// --- Threads that may change places ------------------------------------------------------------
+
+using Order = std::array<std::size_t, kThreads>;  // for each place, the thread in it
+
+Model InOrder(const Model& model, const Order& order) {
+  Model result = model;
+  for (std::size_t place = 0; place < kThreads; ++place) {
+    result.waitsToRead[place] = model.waitsToRead[order[place]];
+    result.ownReads[place] = model.ownReads[order[place]];
+    result.callsLeft[place] = model.callsLeft[order[place]];
+  }
+  for (std::size_t& writer : result.waitingWriters) {
+    writer =
+        static_cast<std::size_t>(std::find(order.begin(), order.end(), writer) - order.begin());
+  }
+  return result;
+}
+
+// The order in which models that differ only in which thread is which are the same.
+Order CanonicalOrder(const Model& model) {
+  Order order = {0, 1, 2};
+  Order best = order;
+  Model least = model;
+  while (std::next_permutation(order.begin(), order.end())) {
+    Model other = InOrder(model, order);
+    if (other >= least) continue;
+    least = std::move(other);
+    best = order;
+  }
+  return best;
+}
+
+Model Canonical(const Model& model) {
+  return InOrder(model, CanonicalOrder(model));
+}
+
+// --- What is left to try -------------------------------------------------------------------------
+
+struct Step {
+  std::size_t thread;
+  Call call;
+};
+
+std::vector<Step> StepsFrom(const Model& model) {
+  std::vector<Step> steps;
+  for (std::size_t thread = 0; thread < kThreads; ++thread) {
+    if (model.callsLeft[thread] == 0 || model.Waits(thread)) continue;
+    for (const Call call : kAllCalls) steps.push_back({thread, call});
+  }
+  return steps;
+}
+
+Model After(Model model, const Step& step) {
+  --model.callsLeft[step.thread];
+  model.Make(step.thread, step.call);
+  return model;
+}
+
+Model Start() {
+  Model model;
+  model.callsLeft.fill(kCalls);
+  return model;
+}
+
+// Plans runs until each transition that the calls left allow has been part of one.
+class Plan {
+ public:
+  // Empty when nothing is left to try.
+  std::vector<Step> NextRun() {
+    std::vector<Step> run;
+    Model model = Start();
+    while (const Edge* const edge = Choose(NodeOf(Canonical(model)))) {
+      tried_.insert(edge->transition);
+      run.push_back({CanonicalOrder(model)[edge->step.thread], edge->step.call});
+      model = After(model, run.back());
+    }
+    return run;
+  }
+
+  std::size_t Tried() const { return tried_.size(); }
+
+ private:
+  // A state of the lock and, marked by its calls left, the thread that makes the call.
+  using Transition = std::pair<Model, Call>;
+
+  struct Node;
+  struct Edge {
+    Step step;
+    Transition transition;
+    Node* next;
+  };
+  struct Node {
+    std::vector<Edge> edges;
+    bool isExhausted = false;
+  };
+
+  Node& NodeOf(const Model& canonical) {
+    const auto [found, isNew] = nodes_.try_emplace(canonical);
+    Node& node = found->second;
+    if (!isNew) return node;
+    for (const Step& step : StepsFrom(canonical)) {
+      Model marked = canonical;
+      marked.callsLeft = {};
+      marked.callsLeft[step.thread] = 1;
+      node.edges.push_back(
+          {step, {Canonical(marked), step.call}, &NodeOf(Canonical(After(canonical, step)))});
+    }
+    return node;
+  }
+
+  const Edge* Choose(const Node& node) {
+    for (const Edge& edge : node.edges) {
+      if (tried_.count(edge.transition) == 0) return &edge;
+    }
+    for (const Edge& edge : node.edges) {
+      if (HasMore(*edge.next)) return &edge;
+    }
+    return nullptr;
+  }
+
+  bool HasMore(Node& node) {
+    if (!node.isExhausted && Choose(node) == nullptr) node.isExhausted = true;
+    return !node.isExhausted;
+  }
+
+  std::map<Model, Node> nodes_;
+  std::set<Transition> tried_;
+};
+
+// --- The lock beside the model -----------------------------------------------------------------
+
+std::string InWords(const std::vector<Step>& steps) {
+  constexpr const char* kWords[] = {" readLock", " tryReadLock", " writeLock", " tryWriteLock",
+                                    " unlock"};
+  std::string words;
+  for (const Step& step : steps) {
+    words += (words.empty() ? "" : ", ");
+    words += static_cast<char>('A' + step.thread);
+    words += kWords[static_cast<std::size_t>(step.call)];
+  }
+  return words;
+}
+
+// Three threads, and a lock of their own for each run: threads remember the lock they read last.
+class Stage {
+ public:
+  // Whether all went as the model says; false as well for a run that took too long to tell.
+  bool Play(const std::vector<Step>& steps) {
+    lock_ = &locks_.emplace_back();
+    model_ = Start();
+    const auto start = Clock::now();
+    bool agrees = true;
+    for (const Step& step : steps) agrees = agrees && Make(step);
+    isTimely_ = Clock::now() - start < kLongestRun;
+    return agrees && isTimely_;
+  }
+  bool IsTimely() const { return isTimely_; }
+
+  // The readers behind the waiting writer get in though nobody does anything.
+  bool ReadersGetIn() {
+    model_.LetReadersIn();
+    return Agrees();
+  }
+
+  // Ends everything, one by one.
+  bool EndAll() {
+    while (!model_.IsFree()) {
+      model_.Unlock();
+      lock_->unlock();
+      if (!Agrees()) return false;
+    }
+    return true;
+  }
+
+  // After a run that did not go as the model says.
+  void Clear() {
+    const auto deadline = Clock::now() + 5s;
+    for (Actor& actor : actors_) {
+      while (!actor.HasEnded() && Clock::now() < deadline) {
+        lock_->unlock();
+        std::this_thread::yield();
+      }
+    }
+  }
+
+ private:
+  bool Make(const Step& step) {
+    bool& in = results_[step.thread];
+    in = true;
+    actors_[step.thread].Start([this, &in, call = step.call] { in = Make(call); });
+    const bool expected = model_.Make(step.thread, step.call);
+    return Agrees() && (model_.Waits(step.thread) || in == expected);
+  }
+
+  bool Make(Call call) {
+    switch (call) {
+      case Call::Read:
+        lock_->readLock();
+        return true;
+      case Call::TryRead:
+        return lock_->tryReadLock();
+      case Call::Write:
+        lock_->writeLock();
+        return true;
+      case Call::TryWrite:
+        return lock_->tryWriteLock();
+      case Call::Unlock:
+        lock_->unlock();
+        return true;
+    }
+    return true;
+  }
+
+  bool Agrees() {
+    for (std::size_t thread = 0; thread < kThreads; ++thread) {
+      if (!model_.Waits(thread) && !actors_[thread].EndsWithin(5s)) return false;
+    }
+    for (std::size_t thread = 0; thread < kThreads; ++thread) {
+      if (model_.Waits(thread) && !actors_[thread].Waits()) return false;
+    }
+    return true;
+  }
+
+  std::deque<sfMutexRW> locks_;
+  sfMutexRW* lock_ = nullptr;
+  Model model_;
+  bool isTimely_ = true;
+  std::array<bool, kThreads> results_ = {};
+  std::array<Actor, kThreads> actors_;
+};
+
+TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
+  Stage stage;
+  Plan plan;
+  int runs = 0;
+  int late = 0;
+  for (auto steps = plan.NextRun(); !steps.empty(); steps = plan.NextRun()) {
+    ++runs;
+    bool agrees = stage.Play(steps);
+    for (int again = 0; !agrees && !stage.IsTimely() && again < 100; ++again, ++late) {
+      stage.Clear();
+      agrees = stage.Play(steps);
+    }
+    agrees = agrees && stage.EndAll();
+    if (!agrees) stage.Clear();
+    ASSERT_TRUE(agrees) << InWords(steps);
+  }
+  RecordProperty("transitions", static_cast<int>(plan.Tried()));
+  RecordProperty("runs", runs);
+  RecordProperty("late", late);
+}
+
+// The shortest runs to all states of the lock in which readers wait for a writer that only waits.
+std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
+  std::vector<std::vector<Step>> found;
+  std::set<Model> seen;  // with calls left
+  std::set<Model> states;
+  std::deque<std::pair<Model, std::vector<Step>>> open = {{Start(), {}}};
+  while (!open.empty()) {
+    const auto [model, steps] = open.front();
+    open.pop_front();
+    Model state = model;
+    state.callsLeft = {};
+    if (model.HasReadersBehindAWaitingWriter() && states.insert(Canonical(state)).second) {
+      found.push_back(steps);
+    }
+    for (const Step& step : StepsFrom(model)) {
+      const Model next = After(model, step);
+      if (!seen.insert(Canonical(next)).second) continue;
+      std::vector<Step> longer = steps;
+      longer.push_back(step);
+      open.emplace_back(next, std::move(longer));
+    }
+  }
+  return found;
+}
+
+TEST(MutexRWModel, LetsInEveryReaderBehindAWaitingWriterInTime) {
+  const auto runs = RunsToReadersBehindAWaitingWriter();
+  ASSERT_FALSE(runs.empty());
+  std::array<Stage, 16> stages;  // which wait side by side
+  for (std::size_t first = 0; first < runs.size(); first += stages.size()) {
+    const std::size_t count = std::min(stages.size(), runs.size() - first);
+    for (std::size_t i = 0; i < count; ++i) {
+      bool agrees = stages[i].Play(runs[first + i]);
+      for (int again = 0; !agrees && !stages[i].IsTimely() && again < 100; ++again) {
+        stages[i].Clear();
+        agrees = stages[i].Play(runs[first + i]);
+      }
+      ASSERT_TRUE(agrees) << InWords(runs[first + i]);
+    }
+    const auto closed = Clock::now();
+    for (std::size_t i = 0; i < count; ++i) {
+      ASSERT_TRUE(stages[i].ReadersGetIn()) << InWords(runs[first + i]);
+    }
+    EXPECT_LT(Clock::now() - closed, kFirstClosing + 1s);
+    for (std::size_t i = 0; i < count; ++i) {
+      ASSERT_TRUE(stages[i].EndAll()) << InWords(runs[first + i]);
+    }
+  }
+}
+
+}  // namespace
