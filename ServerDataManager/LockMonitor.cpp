@@ -22,6 +22,8 @@
 #include <thread>
 #include <vector>
 
+namespace sdm_internal {
+
 std::atomic<bool> lockMonitorIsOn{false};
 
 namespace {
@@ -486,8 +488,12 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
   return report;
 }
 
+}  // namespace sdm_internal
+
 // ---------------------------------------------------------------------------------------------
 // LockMonitor
+
+using namespace sdm_internal;
 
 void LockMonitor::Start() {
   Monitor& monitor = TheMonitor();

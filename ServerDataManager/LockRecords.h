@@ -21,6 +21,8 @@
 
 class ServerDataManager;
 
+namespace sdm_internal {
+
 // Whether the monitor is on.
 extern std::atomic<bool> lockMonitorIsOn;
 inline bool LocksAreMonitored() {
@@ -108,5 +110,7 @@ class MonitoredGuard {
 
 // As ServerDataManager::GetLockReport.
 LockReport ReportLocksOf(const ServerDataManager* registry);
+
+}  // namespace sdm_internal
 
 #endif  // SERVERDATAMANAGER_LOCKRECORDS_H_

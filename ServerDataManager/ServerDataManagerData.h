@@ -17,7 +17,7 @@
 // under the leaf lock as well: at exit it is emptied under that alone.
 struct SDM_HIDDEN ServerDataManager::Data {
   // Holds the registry lock for a scope.
-  struct Lock : MonitoredGuard<CriticalSection::Lock> {
+  struct Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
     explicit Lock(Data& data)
         : MonitoredGuard({LockReport::Kind::Registry, LockReport::Mode::Exclusive,
                           LocallyUniqueID(), data.owner, data.owner},

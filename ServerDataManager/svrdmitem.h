@@ -15,10 +15,10 @@
 // A thread that has one dataset and takes another, or an observer of one that does, must follow an
 // order of datasets that holds in the whole program, by identifier for instance.
 //
-// Counters and flags have no lock: each is read and written as one plain field (PlainField.h), from
-// any thread. Names are set, and compared by the registry, under one lock of the library that is
-// held for nothing else. References to a name or to the password have no such protection: nobody
-// may read through one while another thread sets what it refers to.
+// Counters and flags have no lock: each is read and written as one plain field, from any thread.
+// Names are set, and compared by the registry, under one lock of the library that is held for
+// nothing else. References to a name or to the password have no such protection: nobody may read
+// through one while another thread sets what it refers to.
 
 #ifndef SERVERDATAMANAGER_SVRDMITEM_H_
 #define SERVERDATAMANAGER_SVRDMITEM_H_
@@ -47,8 +47,10 @@ class ServerDataManager;
 class SvrBootstrapSpecs;
 class SvrDMDataSetObserver;
 class SvrDMWriteableDataSource;
+namespace sdm_internal {
 struct LockHolder;
 struct LockRequest;
+}  // namespace sdm_internal
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
  public:
@@ -272,13 +274,13 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   class NotificationGuard;
 
   // As the public ones, for a handle that the lock monitor reports.
-  bool AcquireReadLock(bool tryOnly, const LockHolder& who);
-  bool AcquireWriteLock(bool tryOnly, const LockHolder& who);
+  SDM_HIDDEN bool AcquireReadLock(bool tryOnly, const sdm_internal::LockHolder& who);
+  SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, const sdm_internal::LockHolder& who);
   void ReleaseLock(const void* handle);
   // Without waiting for longer than that. Where they return false, nothing has changed.
   bool AcquireReadLockWithin(std::chrono::milliseconds longest);
   bool AcquireWriteLockWithin(std::chrono::milliseconds longest);
-  LockRequest DataLock(bool forWriting) const;
+  SDM_HIDDEN sdm_internal::LockRequest DataLock(bool forWriting) const;
 
   void UpdateObserverView();
   void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
