@@ -49,7 +49,8 @@ std::size_t SizeOfDefaultSpecs() {
 
 int main() {
   ServerDataManager& registry = ServerDataManager::GetInstance();
-  const LocallyUniqueID id = registry.Add(*new DataFreeDataSource, "", /*quiet=*/false);
+  const LocallyUniqueID id =
+      registry.Add(std::make_unique<DataFreeDataSource>(), "", /*quiet=*/false);
   Client client;
   SvrDMDataset(id).Register(client);
   SvrDMWriteableDataSource(id, /*tryOnly=*/false, /*originator=*/nullptr)

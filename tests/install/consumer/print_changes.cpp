@@ -57,8 +57,8 @@ class Printer final : public SvrDMDataSetObserver, private DataSetMsgVisitor {
 
 int main() {
   ServerDataManager& registry = ServerDataManager::GetInstance();
-  auto source = std::make_unique<DataFreeDataSource>();
-  const LocallyUniqueID dataset = registry.Add(*source.release(), "", /*quiet=*/false);
+  const LocallyUniqueID dataset =
+      registry.Add(std::make_unique<DataFreeDataSource>(), "", /*quiet=*/false);
   Printer printer;
   SvrDMDataset handle(dataset);
   handle.Register(printer);

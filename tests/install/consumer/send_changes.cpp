@@ -35,8 +35,8 @@ class StandardOutput final : public PackageProxy {
 
 int main() {
   ServerDataManager& registry = ServerDataManager::GetInstance();
-  auto source = std::make_unique<DataFreeDataSource>();
-  const LocallyUniqueID dataset = registry.Add(*source.release(), "", /*quiet=*/false);
+  const LocallyUniqueID dataset =
+      registry.Add(std::make_unique<DataFreeDataSource>(), "", /*quiet=*/false);
   StandardOutput output;
   ChangeStreamObserver stream(output);
   SvrDMDataset handle(dataset);

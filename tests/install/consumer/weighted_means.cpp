@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
   try {
     ServerDataManager& registry = ServerDataManager::GetInstance();
     const LocallyUniqueID dataset =
-        registry.Add(*SystemFileDataSource::Open(argv[1]).release(), argv[1], /*quiet=*/false);
+        registry.Add(SystemFileDataSource::Open(argv[1]), argv[1], /*quiet=*/false);
     SetWeight(dataset, argv[2]);
     for (const Mean& mean : WeightedMeans(dataset)) {
       std::printf("%s %.4f\n", mean.name.c_str(), mean.sum / mean.weights);
