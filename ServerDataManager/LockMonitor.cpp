@@ -77,6 +77,7 @@ struct ThreadLocks {
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
+  bool waitIsShown = false;     // in reports: once the handler was told of a deadlock
   bool waitIsReported = false;  // as a long wait
   ThreadName name;
   bool hasThread = true;
@@ -352,6 +353,7 @@ void Notice(Find find) noexcept {
 void SetWait(ThreadLocks& table, const LockRequest& lock, LockHolder who) {
   table.wait = {lock, who.handle, Now(), LabelOf(who.label)};
   table.isWaiting = true;
+  table.waitIsShown = false;
   table.waitIsReported = false;
 }
 
@@ -363,6 +365,8 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
     FindDeadlock(*table, incidents);
     FindLongWaits(incidents);
   });
+  const Edit edit(*table);
+  table->waitIsShown = true;
   return true;
 }
 
@@ -428,6 +432,7 @@ ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
     // Whoever wants the lock from now on sees this claim, and looks.
     const Edit edit(*table);
     SetWait(*table, lock, LockHolder());
+    table->waitIsShown = true;
   }
 }
 
@@ -465,7 +470,8 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
     const Pause pause;
     for (const auto& table : monitor.threads) {
       for (const Record& hold : table->holds) copies.push_back({table->name, hold, false});
-      if (table->isWaiting) copies.push_back({table->name, table->wait, true});
+      if (table->isWaiting && table->waitIsShown)
+        copies.push_back({table->name, table->wait, true});
     }
     FindLongWaits(incidents);
     report.taken = Now();

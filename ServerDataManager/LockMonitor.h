@@ -17,6 +17,8 @@
 // that acquired it; where another thread is about to release it, a reported deadlock may still
 // resolve. Waits with a time limit (TryRead, TryWrite) are not recorded.
 //
+// Reports show a wait once the handler has returned from what it was told of it.
+//
 // A long wait is noticed when it ends, or before that when another thread begins to wait or a
 // report is made. The library has no thread of its own: an application that wants to know sooner
 // asks for a report now and then.

@@ -228,7 +228,11 @@ std::string_view LabelOf(const ORVX_DataSource& source) {
 class SDM_HIDDEN SvrDMObserverView::Comparison {
  public:
   Comparison(Data& data, ORVX_DataSource& source)
-      : data_(data), view_(data.view), source_(source), item_(data.item) {}
+      : data_(data),
+        view_(data.view),
+        source_(source),
+        item_(data.item),
+        wasDirty_(data.view.IsDirty()) {}
 
   // The order is that in which clients are told.
   void Run() {
@@ -375,8 +379,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
 
   // Read at the end: a changed definition has made the source dirty by now.
   void CompareDirtyFlag() {
-    if (source_.IsDirty() == view_.IsDirty()) return;
-    QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
+    if (source_.IsDirty() != wasDirty_) QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
     view_.SetDirty(source_.IsDirty());
   }
 
@@ -393,6 +396,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   ORVX_DataSource& view_;
   ORVX_DataSource& source_;
   SvrDMItem& item_;
+  const bool wasDirty_;  // the view, before it was edited
 };
 
 SvrDMObserverView::SvrDMObserverView(SvrDMItem& item) : data_(std::make_unique<Data>(item)) {}

@@ -10,7 +10,6 @@ namespace {
 // The word: kRead for each read, and two bits. With kAwaited set, locks end under mutex_ only.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
-
 // The lock that this thread read last, and its reads: only a hint, others may have ended them.
 [[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
 }  // namespace
@@ -34,11 +33,14 @@ void sfMutexRW::readLock() {
 }
 
 bool sfMutexRW::tryReadLock() {
-  const std::lock_guard lock(mutex_);
   const int reads = mine.first == this ? mine.second : 0;
-  if (!MayRead(/*nested=*/reads > 0)) return false;
+  unsigned state = state_;
+  if (state % kRead != 0 || !state_.compare_exchange_strong(state, state + kRead)) {
+    const std::lock_guard lock(mutex_);
+    if (!MayRead(/*nested=*/reads > 0)) return false;
+    state_ += kRead;
+  }
   mine = {this, reads + 1};
-  state_ += kRead;
   return true;
 }
 

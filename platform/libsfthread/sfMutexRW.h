@@ -1,9 +1,7 @@
 // sfMutexRW: a lock for many readers or one writer, in which nobody waits for ever.
 //
-//   sfMutexRW lock;
 //   lock.readLock();     // beside other readers
 //   lock.unlock();
-//   if (lock.tryWriteLock()) lock.unlock();
 
 #ifndef LIBSFTHREAD_SFMUTEXRW_H_
 #define LIBSFTHREAD_SFMUTEXRW_H_

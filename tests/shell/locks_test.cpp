@@ -36,33 +36,24 @@ TEST_F(Locks, AWriterWaitsUntilTheLastReaderLetsItIn) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, AReaderJoinsTheOthersThoughAWriterWaits) {
+// A reader lets a waiting writer go first, but not for long: readers of the lock must not wait for
+// each other.
+TEST_F(Locks, AReaderBehindAWaitingWriterSaysSoAndGetsInBesideTheReaders) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r1 read survey\n@w write survey\n@r2 read survey\n"
                                         "@r1 release\n@r2 release\n@w release\n"),
-              EndsWith("r2 takes the read lock on survey\n"
+              EndsWith("r2 waits for the read lock on survey, held by r1 (reading), "
+                       "behind w (to write)\n"
+                       "r2 gets the read lock on survey\n"
                        "r1 releases the read lock on survey\n"
                        "r2 releases the read lock on survey\n"
                        "w gets the write lock on survey\n"
                        "w releases the write lock on survey\n"));
 }
 
-TEST_F(Locks, AWriterBehindAWaitingWriterSaysSo) {
-  EXPECT_THAT(AtPrompt(Open("survey") + "@r read survey\n@w1 write survey\n@w2 write survey\n"
-                                        "@r release\n@w1 release\n@w2 release\n"),
-              EndsWith("w2 waits for the write lock on survey, held by r (reading), "
-                       "behind w1 (to write)\n"
-                       "r releases the read lock on survey\n"
-                       "w1 gets the write lock on survey\n"
-                       "w1 releases the write lock on survey\n"
-                       "w2 gets the write lock on survey\n"
-                       "w2 releases the write lock on survey\n"));
-}
-
 TEST_F(Locks, AReaderMayReadAgainWhileAWriterWaits) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r read survey\n@w write survey\n@r read survey\n"
                                         "@r release survey\n@r release survey\n@w release\n"),
-              EndsWith("r takes the read lock on survey\n"
-                       "r releases the read lock on survey\n"
+              EndsWith("r releases the read lock on survey\n"
                        "r releases the read lock on survey\n"
                        "w gets the write lock on survey\n"
                        "w releases the write lock on survey\n"));
@@ -75,12 +66,39 @@ TEST_F(Locks, AWaitingWriterIsCountedAlready) {
               AllOf(HasSubstr("readers        1\n"), HasSubstr("writers        2\n")));
 }
 
-TEST_F(Locks, AWaitingRoleTakesNoCommand) {
+TEST_F(Locks, AWaitingRoleCannotUseLocksAndTheErrorNamesTheWaysOut) {
   EXPECT_THAT(
-      AtPrompt(Open("survey") + "@r read survey\n@w write survey\n@w list\n"
-                                "@r release\n@w list\n@w release\n"),
-      AllOf(HasSubstr("error: w waits for the write lock on survey and can take no command\n"),
-            HasSubstr("w gets the write lock on survey\nsurvey (0:0)")));
+      AtPrompt(Open("survey") + "add-empty nix\n@w write nix\n@r read survey\n@w write survey\n"
+                                "@w variables survey\n@w read nix\n@w title nix x\n"
+                                "@r release\n@w variables survey\n@w release\n"),
+      AllOf(
+          HasSubstr("error: w waits for the write lock on survey, held by r (reading); it goes on "
+                    "once they release it, or `@ROLE` gives the command for another caller\n"),
+          HasSubstr("error: w waits for the write lock on survey and cannot write until it has "
+                    "it\n"),
+          HasSubstr("w gets the write lock on survey\n   1  a")));
+}
+
+TEST_F(Locks, CommandsThatNeedNoLockAreAnsweredWhileTheRoleWaits) {
+  const std::string text = AtPrompt(Open("survey") +
+                                    "@w write survey\nread survey\nlist\nhelp read\nlocks\n"
+                                    "show survey\nadd-empty nix\nobserve survey\nquit\n");
+  EXPECT_THAT(text, HasSubstr("main waits for the read lock on survey, held by w (writing)\n"
+                              "survey (0:0), file "));
+  EXPECT_THAT(text, HasSubstr("read DATASET\n"));
+  EXPECT_THAT(text, HasSubstr("survey (0:0): held by w (writing); waiting: main (to read)\n"));
+  EXPECT_THAT(text, HasSubstr("nix is open, without a data source\n"
+                              "main observes survey\n"
+                              "error: main still waits for the read lock on survey\n"));
+}
+
+TEST_F(Locks, AreShownForOneDatasetOrForAllThatAreLocked) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "add-empty nix\nlocks\nlocks nix\n@r read survey\nlocks\n"),
+              EndsWith("no lock is held\n"
+                       "nix (0:1): free\n"
+                       "r takes the read lock on survey\n"
+                       "survey (0:0): held by r (reading)\n"
+                       "r releases the read lock on survey\n"));
 }
 
 TEST_F(Locks, WithoutANameEverythingIsReleasedFromTheLastToTheFirst) {
@@ -92,27 +110,40 @@ TEST_F(Locks, WithoutANameEverythingIsReleasedFromTheLastToTheFirst) {
                        "error: main holds no lock on nix\n"));
 }
 
-TEST_F(Locks, ARoleIsNotLetWaitForItself) {
-  EXPECT_THAT(AtPrompt(Open("survey") + "read survey\nwrite survey\nrelease\nwrite survey\n"
-                                        "read survey\nwrite survey\n"),
-              AllOf(HasSubstr("error: main would wait for ever for the write lock on survey, held "
-                              "by main (reading)\n"),
-                    HasSubstr("error: main would wait for ever for the read lock on survey, held "
-                              "by main (writing)\n"),
-                    HasSubstr("error: main would wait for ever for the write lock on survey, held "
-                              "by main (writing)\n")));
+TEST_F(Locks, ARoleThatWaitsForItselfIsADeadlockThatItsReleaseEnds) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "read survey\nwrite survey\nrelease\nrelease\n"),
+              EndsWith("main waits for the write lock on survey, held by main (reading)\n"
+                       "deadlock: main waits for the write lock on survey, held by main (reading); "
+                       "`@main release` ends it\n"
+                       "main releases the read lock on survey\n"
+                       "main gets the write lock on survey\n"
+                       "main releases the write lock on survey\n"));
+  EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, RolesAreNotLetWaitForEachOther) {
+TEST_F(Locks, RolesThatWaitForEachOtherAreADeadlockThatOneReleaseEnds) {
   EXPECT_THAT(AtPrompt(Open("survey") + "add-empty nix\n@x write survey\n@y write nix\n"
-                                        "@x read nix\n@y read survey\n@y release\n@x release\n"),
+                                        "@x read nix\n@y read survey\n@y release\n@x release\n"
+                                        "@y release\n"),
               EndsWith("x waits for the read lock on nix, held by y (writing)\n"
-                       "error: y would wait for ever for the read lock on survey, held by x "
-                       "(writing)\n"
+                       "y waits for the read lock on survey, held by x (writing)\n"
+                       "deadlock: y waits for the read lock on survey, held by x (writing); "
+                       "x waits for the read lock on nix, held by y (writing); "
+                       "`@y release` ends it\n"
                        "y releases the write lock on nix\n"
                        "x gets the read lock on nix\n"
                        "x releases the read lock on nix\n"
-                       "x releases the write lock on survey\n"));
+                       "x releases the write lock on survey\n"
+                       "y gets the read lock on survey\n"
+                       "y releases the read lock on survey\n"));
+  EXPECT_TRUE(WentWell());
+}
+
+TEST_F(Locks, ADeadlockInJsonNamesEachRoleAndWhoHoldsWhatItWaitsFor) {
+  EXPECT_THAT(
+      InJson(Open("survey") + "read survey\nwrite survey\nrelease\n"),
+      HasSubstr(R"({"event":"deadlock","steps":[{"role":"main","mode":"write",)"
+                R"("dataset":"survey","holder":{"role":"main","mode":"read"}}]})"));
 }
 
 TEST_F(Locks, ATryThatSucceedsIsAWriteLock) {
@@ -129,34 +160,43 @@ TEST_F(Locks, ATryThatFailsMarksTheDatasetForGood) {
                                     "@r read survey\n@w write survey\n");
   EXPECT_THAT(text, HasSubstr("main does not get the write lock on survey, held by r (reading); "
                               "from here on no lock on survey is ever released\n"));
-  EXPECT_THAT(text, HasSubstr("lock           held by nobody who could let go (reading)\n"));
+  EXPECT_THAT(text, HasSubstr("lock           held by nobody who could release it (reading)\n"));
   EXPECT_THAT(text, HasSubstr("readers        4294967295\n"));
   EXPECT_THAT(text, HasSubstr("writers        1\n"));
-  EXPECT_THAT(text, HasSubstr("r takes the read lock on survey\nerror: w would wait for ever"));
+  EXPECT_THAT(text, HasSubstr("r takes the read lock on survey\nerror: w would wait forever"));
 }
 
-TEST_F(Locks, ATryThatWouldStrandAWaitingRoleIsRefused) {
-  EXPECT_THAT(AtPrompt(Open("survey") + "@r read survey\n@w write survey\ntry-write survey\n"
-                                        "@r release\n@w release\n"),
-              EndsWith("error: the try would fail, and w (to write) wait for ever for survey\n"
-                       "r releases the read lock on survey\n"
-                       "w gets the write lock on survey\n"
-                       "w releases the write lock on survey\n"));
+TEST_F(Locks, ATryThatWouldLeaveARoleWaitingForeverIsRefused) {
+  EXPECT_THAT(
+      AtPrompt(Open("survey") + "@r read survey\n@w write survey\ntry-write survey\n"
+                                "@r release\n@w release\n"),
+      EndsWith("error: try-write would fail, and w (to write) would wait forever for survey\n"
+               "r releases the read lock on survey\n"
+               "w gets the write lock on survey\n"
+               "w releases the write lock on survey\n"));
 }
 
-TEST_F(Locks, AtTheEndEverybodyLetsGoAndThoseWhoWaitedAreNamed) {
-  EXPECT_EQ(InScript(Open("survey") + "@w write survey\n@x write survey\n@v read survey\n"),
+TEST_F(Locks, AtTheEndEverythingIsReleasedAndThoseWhoWaitAreNamed) {
+  EXPECT_EQ(InScript(Open("survey") + "@r write survey\n@w write survey\n@v read survey\n"),
             "> " + Open("survey") + IsOpen("survey") +
-                "> @w write survey\nw takes the write lock on survey\n"
-                "> @x write survey\nx waits for the write lock on survey, held by w (writing)\n"
-                "> @v read survey\nv waits for the read lock on survey, held by w (writing)\n"
+                "> @r write survey\nr takes the write lock on survey\n"
+                "> @w write survey\nw waits for the write lock on survey, held by r (writing)\n"
+                "> @v read survey\nv waits for the read lock on survey, held by r (writing), "
+                "behind w (to write)\n"
                 "test.sdm: v still waits for the read lock on survey\n"
-                "test.sdm: x still waits for the write lock on survey\n"
-                "w releases the write lock on survey\n"
+                "test.sdm: w still waits for the write lock on survey\n"
+                "r releases the write lock on survey\n"
                 "v gets the read lock on survey\n"
                 "v releases the read lock on survey\n"
-                "x gets the write lock on survey\n"
-                "x releases the write lock on survey\n");
+                "w gets the write lock on survey\n"
+                "w releases the write lock on survey\n");
+  EXPECT_FALSE(WentWell());
+}
+
+TEST_F(Locks, ADeadlockAtTheEndIsResolved) {
+  InScript(Open("survey") +
+           "add-empty nix\n@x write survey\n@y write nix\n"
+           "@x read nix\n@y read survey\n");
   EXPECT_FALSE(WentWell());
 }
 
@@ -173,8 +213,7 @@ TEST_F(Locks, AWriterReleasedAtTheEndOfAClosedDatasetStillTells) {
   EXPECT_TRUE(WentWell());
 }
 
-// Somebody outside the shell holds the lock, so what must happen at once does not.
-TEST_F(Locks, ALockThatSomebodyElseHoldsIsAnErrorAfterAWhile) {
+TEST_F(Locks, ALockThatIsHeldOutsideTheShellIsWaitedFor) {
   std::ostringstream out;
   const auto printer = MakeWordsPrinter(out, out);
   Shell shell(Registry(), *printer, /*bound=*/50ms);
@@ -182,22 +221,35 @@ TEST_F(Locks, ALockThatSomebodyElseHoldsIsAnErrorAfterAWhile) {
   auto outsider =
       std::make_optional<SvrDMInputDataSource>(Registry(), LocallyUniqueID(0, 0), false);
 
-  std::istringstream input("@w write nix\n@w list\n");
+  std::istringstream input("@w write nix\n");
   EXPECT_FALSE(RunPrompt(shell, input, nullptr));
   EXPECT_TRUE(shell.IsStuck());
   EXPECT_THAT(out.str(),
-              HasSubstr("error: w should have the write lock on nix by now, and has not: "
-                        "somebody outside this shell must hold it\n"
-                        "error: w waits for the write lock on nix and can take no "
-                        "command\n"
-                        "error: w still waits for the write lock on nix\n"));
+              testing::ContainsRegex("w waits for the write lock on nix, held by thread "
+                                     "[0-9]+ .reading.\n"
+                                     "error: w still waits for the write lock on nix\n"));
   outsider.reset();
 }
 
-// What the ledger foresees is what the locks do: otherwise a command fails, saying what should have
-// happened. The seed is in the message.
-TEST_F(Locks, DoWhatTheLedgerForesees) {
-  std::string all;
+// What the monitor was not there to see.
+TEST_F(Locks, ALockThatWasAcquiredBeforeTheShellStartedIsAnErrorAfterAWhile) {
+  const LocallyUniqueID id = Registry().AddEmpty(true);
+  auto outsider = std::make_optional<SvrDMInputDataSource>(Registry(), id, false);
+  std::ostringstream out;
+  const auto printer = MakeWordsPrinter(out, out);
+  Shell shell(Registry(), *printer, /*bound=*/50ms);
+  shell.Adopt(id, "nix");
+
+  std::istringstream input("@w write nix\n");
+  EXPECT_FALSE(RunPrompt(shell, input, nullptr));
+  EXPECT_THAT(out.str(), HasSubstr("error: w should have the write lock on nix by now: something "
+                                   "outside this shell must hold it\n"));
+  outsider.reset();
+}
+
+// Whatever the callers do, nobody is left waiting who could have the lock: otherwise a command
+// fails, saying what should have happened. The seed is in the message.
+TEST_F(Locks, AreAllAcquiredAndReleasedInTheEnd) {
   for (unsigned seed = 1; seed <= 20; ++seed) {
     std::mt19937 random(seed);
     const auto pick = [&](unsigned n) { return std::to_string(random() % n); };
@@ -206,9 +258,9 @@ TEST_F(Locks, DoWhatTheLedgerForesees) {
       commands += "@r" + pick(5);
       switch (random() % 5) {
         case 0:
-        case 1:
           commands += " write d" + pick(2) + "\n";
           break;
+        case 1:
         case 2:
           commands += " read d" + pick(2) + "\n";
           break;
@@ -218,11 +270,10 @@ TEST_F(Locks, DoWhatTheLedgerForesees) {
     }
     const std::string text = AtPrompt(commands);
     EXPECT_THAT(text, Not(HasSubstr(" should "))) << "seed " << seed;
-    all += text;
+    EXPECT_THAT(text, HasSubstr(" gets the write lock on ")) << "seed " << seed;
+    EXPECT_THAT(text, HasSubstr(" gets the read lock on ")) << "seed " << seed;
     EXPECT_EQ(Registry().GetAllDatasets().size(), 0u);
   }
-  EXPECT_THAT(all, HasSubstr(" gets the write lock on "));
-  EXPECT_THAT(all, HasSubstr(" gets the read lock on "));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <Worker.h>
 
 #include <gtest/gtest.h>
-#include <libsfthread/sfMutexRW.h>
 
 #include <atomic>
 #include <latch>
@@ -37,37 +36,16 @@ TEST(Worker, HandsOverWhatAJobThrew) {
   EXPECT_NO_THROW(worker.Finish());
 }
 
-TEST(Worker, SleepsWhileItsJobWaitsForALock) {
-  sfMutexRW lock;
-  lock.readLock();
+TEST(Worker, IsBusyUntilTheEndOfItsJobWasNoticed) {
+  std::latch go(1);
   Worker worker;
-  worker.Start([&] { lock.writeLock(); });
-  EXPECT_TRUE(worker.SleepsWithin(10s));
+  worker.Start([&] { go.wait(); });
   EXPECT_FALSE(worker.FinishesWithin(0ms));
-  lock.unlock();
+  go.count_down();
   EXPECT_TRUE(worker.FinishesWithin(10s));
-  worker.Finish();
-}
-
-TEST(Worker, DoesNotSleepWhenItsJobHasEnded) {
-  Worker worker;
-  worker.Start([] {});
-  EXPECT_FALSE(worker.SleepsWithin(10s));
   EXPECT_TRUE(worker.IsBusy());
   worker.Finish();
   EXPECT_FALSE(worker.IsBusy());
-}
-
-TEST(Worker, DoesNotSleepWhileItsJobWorks) {
-  Worker worker;
-  std::atomic<bool> enough{false};
-  worker.Start([&] {
-    while (!enough) {
-    }
-  });
-  EXPECT_FALSE(worker.SleepsWithin(5ms));
-  enough = true;
-  worker.Finish();
 }
 
 TEST(Worker, WaitsForItsJobBeforeItGoes) {

@@ -4,6 +4,8 @@
 
 #include "LockWords.h"
 
+#include <ServerDataManager/LockMonitor.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -16,15 +18,25 @@ const Hold* LastHold(const std::vector<Hold>& holds, Matches matches) {
   return last == holds.rend() ? nullptr : &*last;
 }
 
+unsigned int NextNumber() {
+  static unsigned int last = 0;
+  return ++last;
+}
+
 }  // namespace
 
+Caller::Caller(std::string name) : name_(std::move(name)) {
+  Do([this] { LockMonitor::NameThread(name_.c_str()); });
+}
+
 void Caller::Do(std::function<void()> work) {
+  if (IsAcquiring()) return RunHere(work);
   worker_.Start(std::move(work));
   worker_.Finish();
 }
 
-void Caller::StartTaking(const DatasetPtr& dataset, LockMode mode, bool tryOnly) {
-  coming_ = Hold{dataset, mode, nullptr};
+void Caller::StartAcquiring(const DatasetPtr& dataset, LockMode mode, bool tryOnly) {
+  coming_ = Hold{dataset, mode, nullptr, NextNumber()};
   // Found here: a thread that waits for the lock would be finding it while others go on.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(name_);
   worker_.Start([this, tryOnly, originator] {
@@ -37,8 +49,9 @@ void Caller::StartTaking(const DatasetPtr& dataset, LockMode mode, bool tryOnly)
   });
 }
 
-const Hold& Caller::FinishTaking() {
+const Hold& Caller::FinishAcquiring() {
   worker_.Finish();
+  coming_.number = NextNumber();
   return holds_.emplace_back(std::move(coming_));
 }
 
@@ -54,6 +67,10 @@ const Hold* Caller::FindWriter(const OpenDataset& dataset) const {
   return LastHold(holds_, [&](const Hold& hold) {
     return hold.dataset.get() == &dataset && hold.mode == LockMode::Write;
   });
+}
+
+const Hold* Caller::FindHold(const void* handle) const {
+  return LastHold(holds_, [=](const Hold& hold) { return hold.handle.get() == handle; });
 }
 
 void Caller::Release(const OpenDataset& dataset) {

@@ -25,44 +25,49 @@ struct Hold {
   DatasetPtr dataset;
   LockMode mode;
   std::unique_ptr<SvrDMInputDataSource> handle;  // a SvrDMWriteableDataSource where it writes
+  unsigned int number = 0;  // rises with each lock that is asked for or acquired
 
   SvrDMWriteableDataSource& Writer() const {
     return static_cast<SvrDMWriteableDataSource&>(*handle);
   }
 };
 
-// Threads: the shell's. What Do is given runs on the caller's thread, while the shell waits.
+// Threads: the shell's. Work for the caller runs on the caller's thread while the shell waits;
+// where that thread waits for a lock, the shell's own thread does it.
 class Caller {
  public:
-  explicit Caller(std::string name) : name_(std::move(name)) {}
+  explicit Caller(std::string name);
 
   const std::string& Name() const { return name_; }
+  // The label of its thread in reports of the lock monitor: as much of the name as that keeps.
+  std::string ThreadLabel() const { return name_.substr(0, 31); }
 
-  // Runs `work` on the caller's thread and waits for it. What it throws arrives as CommandError,
-  // but for std::bad_alloc. Not for a caller that waits for a lock.
+  // Runs `work` and waits for it. What it throws arrives as CommandError, but for std::bad_alloc.
   void Do(std::function<void()> work);
 
   // Asks for the lock on the caller's thread, and does not wait for it. A try throws into
-  // FinishTaking what the library throws.
-  void StartTaking(const DatasetPtr& dataset, LockMode mode, bool tryOnly = false);
-  // Whether the thread sleeps, waiting for the lock, before the time is up.
-  bool MustWaitWithin(Bound bound) { return worker_.SleepsWithin(bound); }
-  // Whether the thread has got the lock, or failed to, before the time is up.
-  bool CanFinishTakingWithin(Bound bound) { return worker_.FinishesWithin(bound); }
-  // Whether it has asked for a lock and FinishTaking was not called since.
-  bool IsTaking() const { return worker_.IsBusy(); }
-  // "the write lock on survey": the lock that it has asked for.
+  // FinishAcquiring what the library throws.
+  void StartAcquiring(const DatasetPtr& dataset, LockMode mode, bool tryOnly = false);
+  // Whether the thread has the lock, or failed to get it, before the time is up.
+  bool FinishesWithin(Bound bound) { return worker_.FinishesWithin(bound); }
+  // Whether it has asked for a lock and FinishAcquiring was not called since.
+  bool IsAcquiring() const { return worker_.IsBusy(); }
+  // The lock that it has asked for; as text, "the write lock on survey".
+  const Hold& Asked() const { return coming_; }
   std::string AskedInWords() const;
-  // Waits for the lock and notes it among the holds. Returns the hold.
-  const Hold& FinishTaking();
+  unsigned int AskedNumber() const { return coming_.number; }
+  // Waits for the lock and adds it to the holds. Returns the hold.
+  const Hold& FinishAcquiring();
 
-  // The last lock taken on the dataset, or the last write lock; null where there is none.
+  // The last lock acquired on the dataset, or the last write lock, or the lock of that handle; null
+  // where there is none.
   const Hold* FindHold(const OpenDataset& dataset) const;
   const Hold* FindWriter(const OpenDataset& dataset) const;
-  // In the order in which they were taken.
+  const Hold* FindHold(const void* handle) const;
+  // In the order in which they were acquired.
   const std::vector<Hold>& Holds() const { return holds_; }
 
-  // Lets go of the last lock taken on the dataset, on the caller's thread. There is one.
+  // Releases the last lock acquired on the dataset. There is one.
   void Release(const OpenDataset& dataset);
 
  private:

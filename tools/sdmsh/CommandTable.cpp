@@ -33,15 +33,20 @@ const std::vector<CommandSubject>& CommandTable() {
        }},
       {"Locks",
        {
-           {"read", "DATASET", "takes a read lock", TakeReadLock,
-            "A lock that has to wait says so; the caller takes no command until it is let in."},
-           {"write", "DATASET", "takes the write lock", TakeWriteLock,
-            "A lock that has to wait says so; the caller takes no command until it is let in."},
-           {"try-write", "DATASET", "takes the write lock if it is free", TryWriteLock,
+           {"read", "DATASET", "acquires a read lock", TakeReadLock,
+            "Where it is not free, the caller waits: until then it gives no command that needs a "
+            "lock, but it may release."},
+           {"write", "DATASET", "acquires the write lock", TakeWriteLock,
+            "Where it is not free, the caller waits: until then it gives no command that needs a "
+            "lock, but it may release."},
+           {"try-write", "DATASET", "acquires the write lock if it is free", TryWriteLock,
             "Beware: a try that fails marks the dataset for good. No lock on it is released any "
             "more, and its counts stay off by one."},
-           {"release", "[DATASET]", "lets go of the last lock on a dataset, or of all locks",
-            ReleaseLocks, "The observers of a dataset that was written are told what changed."},
+           {"release", "[DATASET]", "releases the last lock on a dataset, or all locks",
+            ReleaseLocks,
+            "Observers of a dataset that was written are notified of what changed. A caller that "
+            "waits for another lock may release as well."},
+           {"locks", "[DATASET]", "shows who holds and who waits for the locks", ShowLocks},
        }},
       {"Observers",
        {

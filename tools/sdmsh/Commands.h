@@ -27,6 +27,7 @@ void TakeReadLock(Shell& shell, Caller& caller, Arguments& arguments);
 void TakeWriteLock(Shell& shell, Caller& caller, Arguments& arguments);
 void TryWriteLock(Shell& shell, Caller& caller, Arguments& arguments);
 void ReleaseLocks(Shell& shell, Caller& caller, Arguments& arguments);
+void ShowLocks(Shell& shell, Caller& caller, Arguments& arguments);
 
 // ObserverCommands.cpp
 void Observe(Shell& shell, Caller& caller, Arguments& arguments);

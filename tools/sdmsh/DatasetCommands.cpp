@@ -21,7 +21,7 @@
 namespace sdmsh {
 namespace {
 
-DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
+DatasetFacts FactsOf(OpenDataset& dataset, const CallerLocks& locks) {
   const SvrDMDataset& handle = dataset.Handle();
   const LocallyUniqueID id = dataset.ID();
   return {.dataset = dataset.Name(),
@@ -40,8 +40,8 @@ DatasetFacts FactsOf(OpenDataset& dataset, const LockLedger& ledger) {
           .windowHidden = handle.WindowHidden(),
           .hasPassword = !handle.GetPassword().empty(),
           .passwordMangled = dataset.Item()->PasswordMangled(),
-          .holders = ledger.Holders(id),
-          .waiters = ledger.Waiters(id),
+          .holders = locks.Holders(dataset),
+          .waiters = locks.Waiters(dataset),
           .observers = dataset.Observers(),
           .client = dataset.Client()};
 }
@@ -119,14 +119,14 @@ void CloneDataset(Shell& shell, Caller& caller, Arguments& arguments) {
 void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   arguments.End();
-  const LockLedger& ledger = shell.Locks().Ledger();
+  const CallerLocks& locks = shell.Locks();
   if (shell.IsClosed(*dataset)) {
     throw CommandError(dataset->Name() + " (" + dataset->ID().ToString() +
                        ") is closed already; it lives on while " +
-                       HeldInWords(ledger.Holders(dataset->ID()), {}));
+                       HeldInWords(locks.Holders(*dataset), {}));
   }
-  DatasetClosed closed{caller.Name(), dataset->Name(), ledger.Holders(dataset->ID()),
-                       ledger.Waiters(dataset->ID())};
+  DatasetClosed closed{caller.Name(), dataset->Name(), locks.Holders(*dataset),
+                       locks.Waiters(*dataset)};
   caller.Do([&] { shell.Close(*dataset); });
   shell.Say(std::move(closed));
 }
@@ -135,7 +135,7 @@ void ListDatasets(Shell& shell, Caller&, Arguments& arguments) {
   arguments.End();
   DatasetList list;
   for (const DatasetPtr& dataset : shell.Datasets()) {
-    list.datasets.push_back(FactsOf(*dataset, shell.Locks().Ledger()));
+    list.datasets.push_back(FactsOf(*dataset, shell.Locks()));
   }
   shell.Say(std::move(list));
 }
@@ -143,7 +143,7 @@ void ListDatasets(Shell& shell, Caller&, Arguments& arguments) {
 void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   arguments.End();
-  DatasetFacts facts = FactsOf(*dataset, shell.Locks().Ledger());
+  DatasetFacts facts = FactsOf(*dataset, shell.Locks());
   shell.Locks().TryRead(caller, dataset, [&](SvrDMInputDataSource& reader) {
     facts.isClone = dynamic_cast<const SvrDMCloneDataSource*>(*reader) != nullptr;
     if (*reader != nullptr) facts.dictionary = DictionaryFactsOf(**reader);

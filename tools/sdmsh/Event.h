@@ -122,13 +122,35 @@ struct MirrorComparison {
 
 // Something happened to the lock of a dataset.
 struct LockEvent {
-  enum class What { Taken, Waits, LetIn, Released, TryFailed };
+  enum class What { Acquired, Waits, LetIn, Released, TryFailed };
   What what;
   std::string role;
   std::string dataset;
   LockMode mode;
   std::vector<Holding> holders = {};  // for Waits and TryFailed: who has the lock
   std::vector<Holding> waiters = {};  // likewise: who waits in front
+};
+
+// Roles wait for each other's locks, each for what the next one holds, and the last for the first.
+struct Deadlock {
+  struct Step {
+    std::string role;
+    LockMode mode;
+    std::string dataset;
+    Holding holder;
+  };
+  std::vector<Step> steps;
+};
+
+// Who holds and who waits for the locks of datasets.
+struct LockTable {
+  struct Row {
+    std::string dataset;
+    LocallyUniqueID id;
+    std::vector<Holding> holders;
+    std::vector<Holding> waiters;
+  };
+  std::vector<Row> rows;
 };
 
 // A role begins or ends to observe a dataset.
@@ -258,11 +280,12 @@ struct Failure {
   std::string text;
 };
 
-using Event = std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList,
-                           VariableTable, CaseTable, MirrorComparison, LockEvent, Observing, Told,
-                           NotTold, Watching, RegistryTold, Hiding, FileTouched, ClientBound,
-                           Reported, NotReported, BootstrapShown, BootstrapChanged,
-                           BootstrapWritten, BootstrapChecked, CommandHelp, HelpTable, Failure>;
+using Event =
+    std::variant<ScriptLine, DatasetOpened, DatasetClosed, DatasetFacts, DatasetList, VariableTable,
+                 CaseTable, MirrorComparison, LockEvent, Deadlock, LockTable, Observing, Told,
+                 NotTold, Watching, RegistryTold, Hiding, FileTouched, ClientBound, Reported,
+                 NotReported, BootstrapShown, BootstrapChanged, BootstrapWritten, BootstrapChecked,
+                 CommandHelp, HelpTable, Failure>;
 
 }  // namespace sdmsh
 

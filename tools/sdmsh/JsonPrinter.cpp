@@ -141,6 +141,18 @@ Json Members(const LockEvent& event) {
   return json;
 }
 
+Json Members(const Deadlock& deadlock) {
+  Json json = {{"event", "deadlock"}};
+  json.update(DeadlockInJson(deadlock));
+  return json;
+}
+
+Json Members(const LockTable& table) {
+  Json json = {{"event", "locks"}};
+  json.update(LocksInJson(table));
+  return json;
+}
+
 Json Members(const Observing& observing) {
   return {{"event", observing.begins ? "observes" : "observesNoLonger"},
           {"role", observing.role},

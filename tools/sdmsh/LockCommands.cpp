@@ -16,11 +16,11 @@ DatasetPtr TakeOnlyDataset(Shell& shell, const Caller& caller, Arguments& argume
 }  // namespace
 
 void TakeReadLock(Shell& shell, Caller& caller, Arguments& arguments) {
-  shell.Locks().Take(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Read);
+  shell.Locks().Acquire(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Read);
 }
 
 void TakeWriteLock(Shell& shell, Caller& caller, Arguments& arguments) {
-  shell.Locks().Take(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Write);
+  shell.Locks().Acquire(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Write);
 }
 
 void TryWriteLock(Shell& shell, Caller& caller, Arguments& arguments) {
@@ -33,6 +33,19 @@ void ReleaseLocks(Shell& shell, Caller& caller, Arguments& arguments) {
   } else {
     shell.Locks().ReleaseAll(caller);
   }
+}
+
+void ShowLocks(Shell& shell, Caller& caller, Arguments& arguments) {
+  const bool all = arguments.AtEnd();
+  const std::vector<DatasetPtr> datasets =
+      all ? shell.Datasets() : std::vector<DatasetPtr>{TakeOnlyDataset(shell, caller, arguments)};
+  LockTable table;
+  for (const DatasetPtr& dataset : datasets) {
+    LockTable::Row row{dataset->Name(), dataset->ID(), shell.Locks().Holders(*dataset),
+                       shell.Locks().Waiters(*dataset)};
+    if (!all || !row.holders.empty() || !row.waiters.empty()) table.rows.push_back(std::move(row));
+  }
+  shell.Say(table);
 }
 
 }  // namespace sdmsh

@@ -2,6 +2,8 @@
 
 #include "LockJson.h"
 
+#include "VariableJson.h"
+
 namespace sdmsh {
 namespace {
 
@@ -11,7 +13,7 @@ const char* ModeWord(LockMode mode) {
 
 const char* LockWord(LockEvent::What what) {
   switch (what) {
-    case LockEvent::What::Taken:
+    case LockEvent::What::Acquired:
       return "taken";
     case LockEvent::What::Waits:
       return "waits";
@@ -45,6 +47,28 @@ Json LockInJson(const LockEvent& event) {
     json["waiters"] = HoldingsInJson(event.waiters);
   }
   return json;
+}
+
+Json DeadlockInJson(const Deadlock& deadlock) {
+  Json steps = Json::array();
+  for (const Deadlock::Step& step : deadlock.steps) {
+    steps.push_back({{"role", step.role},
+                     {"mode", ModeWord(step.mode)},
+                     {"dataset", step.dataset},
+                     {"holder", HoldingsInJson({step.holder})[0]}});
+  }
+  return {{"steps", steps}};
+}
+
+Json LocksInJson(const LockTable& table) {
+  Json datasets = Json::array();
+  for (const LockTable::Row& row : table.rows) {
+    datasets.push_back({{"dataset", row.dataset},
+                        {"id", IdentifierInJson(row.id)},
+                        {"holders", HoldingsInJson(row.holders)},
+                        {"waiters", HoldingsInJson(row.waiters)}});
+  }
+  return {{"datasets", datasets}};
 }
 
 }  // namespace sdmsh

@@ -24,7 +24,7 @@ std::string LockInWords(LockMode mode, const std::string& dataset) {
 std::string HoldersInWords(const std::vector<Holding>& holders) {
   return Listed(holders, [](const Holding& holding) {
     const std::string how = holding.mode == LockMode::Read ? "reading" : "writing";
-    if (holding.role.empty()) return "nobody who could let go (" + how + ")";
+    if (holding.role.empty()) return "nobody who could release it (" + how + ")";
     return holding.role + " (" + how + ")";
   });
 }
@@ -51,7 +51,7 @@ std::string HeldInWords(const std::vector<Holding>& holders, const std::vector<H
 std::string InWords(const LockEvent& event) {
   const std::string lock = LockInWords(event.mode, event.dataset);
   switch (event.what) {
-    case LockEvent::What::Taken:
+    case LockEvent::What::Acquired:
       return event.role + " takes " + lock;
     case LockEvent::What::Waits:
       return event.role + " waits for " + lock + InTheWay(event.holders, event.waiters);
@@ -64,6 +64,15 @@ std::string InWords(const LockEvent& event) {
              "; from here on no lock on " + event.dataset + " is ever released";
   }
   return "unknown";
+}
+
+std::string InWords(const Deadlock& deadlock) {
+  std::string words = "deadlock: ";
+  for (const Deadlock::Step& step : deadlock.steps) {
+    words += step.role + " waits for " + LockInWords(step.mode, step.dataset) +
+             InTheWay({step.holder}, {}) + "; ";
+  }
+  return words + "`@" + deadlock.steps.front().role + " release` ends it";
 }
 
 }  // namespace sdmsh

@@ -28,6 +28,9 @@ std::string HeldInWords(const std::vector<Holding>& holders, const std::vector<H
 // "recode waits for the write lock on survey, held by tables (reading)"
 std::string InWords(const LockEvent& event);
 
+// "deadlock: recode waits for the write lock on survey, held by tables (reading); tables ..."
+std::string InWords(const Deadlock& deadlock);
+
 }  // namespace sdmsh
 
 #endif  // SDMSH_LOCKWORDS_H_

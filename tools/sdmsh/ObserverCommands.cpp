@@ -27,7 +27,7 @@ void Unobserve(Shell& shell, Caller& caller, Arguments& arguments) {
 void TellObservers(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   arguments.End();
-  shell.Locks().Tell(caller, dataset);
+  shell.Locks().Notify(caller, dataset);
 }
 
 }  // namespace sdmsh

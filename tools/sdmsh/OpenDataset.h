@@ -33,6 +33,7 @@ class OpenDataset {
   std::string Name() const;
   SvrDMDataset& Handle() { return handle_; }
   SvrDMItemPtr& Item() { return item_; }
+  const SvrDMItemPtr& Item() const { return item_; }
 
   // The observer of a role, made at the first call; registered or not.
   SvrDMDataSetObserver& ObserverOf(const std::string& role);

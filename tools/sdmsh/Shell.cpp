@@ -67,7 +67,8 @@ Shell::Shell(ServerDataManager& registry, Printer& printer, Bound bound)
     : registry_(registry),
       printer_(printer),
       watch_(registry),
-      locks_([this](const Event& event) { Say(event); }, bound) {}
+      locks_(
+          registry, [this](const Event& event) { Say(event); }, bound) {}
 
 Shell::~Shell() {
   Hide({});
@@ -89,7 +90,6 @@ void Shell::Run(const std::string& role, const std::vector<std::string>& words) 
     throw CommandError("no command \"" + words.front() + "\"; `help` lists them");
   }
   Caller& caller = locks_.CallerNamed(role);
-  locks_.RefuseWaiting(caller);
   Arguments arguments(*command, {words.begin() + 1, words.end()});
   try {
     command->run(*this, caller, arguments);

@@ -5,9 +5,9 @@
 #define SDMSH_SHELL_H_
 
 #include "Caller.h"
+#include "CallerLocks.h"
 #include "Event.h"
 #include "HiddenVariables.h"
-#include "LockDesk.h"
 #include "OpenDataset.h"
 #include "Printer.h"
 #include "RegistryWatch.h"
@@ -28,7 +28,7 @@ class Shell {
   // Who gives a command that names no role.
   static constexpr const char* kMainRole = "main";
 
-  // Borrows both. `bound`: see LockDesk.
+  // Borrows both. `bound`: see CallerLocks.
   Shell(ServerDataManager& registry, Printer& printer, Bound bound = std::chrono::seconds(10));
   Shell(const Shell&) = delete;
   Shell& operator=(const Shell&) = delete;
@@ -46,7 +46,7 @@ class Shell {
   bool IsHeard() const { return printer_.ReachesItsReader(); }
 
   ServerDataManager& Registry() { return registry_; }
-  LockDesk& Locks() { return locks_; }
+  CallerLocks& Locks() { return locks_; }
   RegistryWatch& Watch() { return watch_; }
 
   // The dataset of the registry with this handle name, without regard to case, or with this
@@ -93,7 +93,7 @@ class Shell {
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
   std::vector<DatasetPtr> datasets_;
   std::string unsaid_;  // why the first of what could not be said was not; empty for none
-  LockDesk locks_;      // last: callers go before the datasets that they work on
+  CallerLocks locks_;   // last: callers go before the datasets that they work on
   bool over_ = false;
 };
 

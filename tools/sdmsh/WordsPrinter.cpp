@@ -251,6 +251,16 @@ class WordsPrinter final : public Printer {
 
   void Show(const LockEvent& event) { out_ << InWords(event) << "\n"; }
 
+  void Show(const Deadlock& deadlock) { out_ << InWords(deadlock) << "\n"; }
+
+  void Show(const LockTable& table) {
+    if (table.rows.empty()) out_ << "no lock is held\n";
+    for (const LockTable::Row& row : table.rows) {
+      out_ << row.dataset << " (" << row.id.ToString()
+           << "): " << HeldInWords(row.holders, row.waiters) << "\n";
+    }
+  }
+
   void Show(const Observing& observing) {
     out_ << observing.role << (observing.begins ? " observes " : " no longer observes ")
          << observing.dataset << "\n";

@@ -1,8 +1,7 @@
-// Worker: one thread that does one job at a time, and tells whether it waits in one.
+// Worker: one thread that does one job at a time.
 //
 //   Worker worker;
 //   worker.Start([&] { lock.writeLock(); });
-//   if (worker.SleepsWithin(10s)) ...          // it has to wait for the lock
 //   ...
 //   if (worker.FinishesWithin(10s)) worker.Finish();
 
@@ -41,11 +40,6 @@ class Worker {
   // Whether the job ends before the time is up; true for an idle worker.
   bool FinishesWithin(std::chrono::milliseconds bound);
 
-  // True as soon as the job sleeps in the kernel; false once it has ended, or when the time is up.
-  // Meant for a job that can only sleep waiting for one thing: other threads must be at rest, so
-  // that it need not wait for them anywhere else.
-  bool SleepsWithin(std::chrono::milliseconds bound);
-
  private:
   enum class State { Idle, Given, Running, Done };
 
@@ -54,14 +48,15 @@ class Worker {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::function<void()> job_;         // under the mutex; run outside it
-  std::exception_ptr failure_;        // what the job threw; written before Done, read after it
-  bool stopping_ = false;             // under the mutex
-  std::atomic<int> kernelThread_{0};  // the number under which the kernel knows the thread
-  // Done is set before the worker can sleep for want of anything but its job.
+  std::function<void()> job_;   // under the mutex; run outside it
+  std::exception_ptr failure_;  // what the job threw; written before Done, read after it
+  bool stopping_ = false;       // under the mutex
   std::atomic<State> state_{State::Idle};
   std::thread thread_;
 };
+
+// Runs `work` on this thread. Throws what Worker::Finish would.
+void RunHere(const std::function<void()>& work);
 
 }  // namespace sdmsh
 

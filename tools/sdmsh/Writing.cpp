@@ -13,6 +13,10 @@ void Write(Caller& caller, const OpenDataset& dataset,
     throw CommandError(caller.Name() + " does not hold the write lock on " + dataset.Name() +
                        "; `write " + dataset.Name() + "` takes it");
   }
+  if (caller.IsAcquiring()) {
+    throw CommandError(caller.Name() + " waits for " + caller.AskedInWords() +
+                       " and cannot write until it has it");
+  }
   caller.Do([&] { change(hold->Writer()); });
 }
 
