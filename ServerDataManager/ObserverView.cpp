@@ -294,8 +294,8 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   // the change is told once the suppression has ended.
   void CompareFileSpec() {
     if (std::string_view(view_.GetFileSpec()) == source_.GetFileSpec()) return;
+    if (item_.HasSuppressedFileName(source_.GetFileSpec())) return;
     const std::string newSpec = source_.GetFileSpec();
-    if (item_.SuppressedFileName() == newSpec) return;
     if (!SystemFile(&source_)) return view_.SetFileSpec(newSpec.c_str());
     std::string newFileName = newSpec;
     AsOneStep(item_, [&] {

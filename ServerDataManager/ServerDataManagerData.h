@@ -112,6 +112,11 @@ struct SDM_HIDDEN ServerDataManager::Data {
     // on other threads: the lock is held for as long as a notice lasts.
     static inline constinit thread_local Notice* innermost_ = nullptr;
   };
+
+  // Whether the dataset is to be announced as created, by the caller and nobody else from now on.
+  // Without the lock.
+  static bool TakesOnNotice(SvrDMItem& item);
+  static void GiveCreated(const SvrDMItem& item, const Notice& notice);
 };
 
 #endif  // SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_

@@ -94,11 +94,12 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
   ds = nullptr;  // the item's
   if (hasPassword) item->Password(password, passwordFlag);
+  const Notice notice(*this);  // before the dataset is registered: nothing below needs memory
   {
     const LeafLock held;
     items.push_back(item);
   }
-  NotifyCreate(*item);
+  if (TakesOnNotice(*item)) GiveCreated(*item, notice);
 }
 
 LocallyUniqueID ServerDataManager::Data::AddNew(ORVX_DataSource*& ds, const std::string& name,
@@ -208,12 +209,7 @@ bool ServerDataManager::Data::FileNameInUse(const std::string& name) const {
 }
 
 void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
-  if (!item.NotifyDelete()) return;
-  if (item.NotifiedCreation()) return;
-  if (item.DataSource() == nullptr) return;
-  // Before the lock is waited for: of two threads here, one announces. Before any observer runs: so
-  // does one of two calls from inside a notice.
-  if (!item.SetNotifiedCreation()) return;
+  if (!TakesOnNotice(item)) return;
   const Lock held(*this);
   std::optional<Notice> notice;
   try {
@@ -223,9 +219,22 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
     item.TakeBackNotifiedCreation();
     throw;
   }
+  GiveCreated(item, *notice);
+}
+
+bool ServerDataManager::Data::TakesOnNotice(SvrDMItem& item) {
+  if (!item.NotifyDelete()) return false;
+  if (item.NotifiedCreation()) return false;
+  if (item.DataSource() == nullptr) return false;
+  // Before the lock is waited for: of two threads here, one announces. Before any observer runs: so
+  // does one of two calls from inside a notice.
+  return item.SetNotifiedCreation();
+}
+
+void ServerDataManager::Data::GiveCreated(const SvrDMItem& item, const Notice& notice) {
   const LocallyUniqueID id = item.ID();
   const std::string& fileName = item.FileName();
-  notice->Give([&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
+  notice.Give([&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -331,8 +340,13 @@ void ServerDataManager::Password(const LocallyUniqueID& id, const std::string& p
 
 void ServerDataManager::Register(ServerDataManagerObserver& observer) {
   const Data::Lock held(*data_);
-  data_->observers.remove(&observer);
-  data_->observers.push_back(&observer);
+  std::list<ServerDataManagerObserver*>& observers = data_->observers;
+  const auto present = std::find(observers.begin(), observers.end(), &observer);
+  if (present != observers.end()) {
+    observers.splice(observers.end(), observers, present);
+  } else {
+    observers.push_back(&observer);
+  }
 }
 
 void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {

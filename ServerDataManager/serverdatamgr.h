@@ -62,8 +62,8 @@ class SDM_EXPORT ServerDataManager {
   // source. The overloads with a reference own it once the dataset's item is built: where the call
   // throws before, the caller still owns the chain, but cannot tell when it threw.
   //
-  // Once the dataset is registered, an exception from an observer's DataSetCreated passes on and
-  // leaves it registered.
+  // An exception from an observer's DataSetCreated passes on and leaves the dataset registered;
+  // after any other, std::bad_alloc included, there is none.
   //
   // `name` is the name of the saved file, or empty. Where another dataset has that file name,
   // without regard to case, the new dataset has none and keeps `name` as its suppressed file name.

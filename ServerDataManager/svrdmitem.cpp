@@ -103,6 +103,11 @@ std::string SvrDMItem::SuppressedFileName() const {
   return CopyOfName(suppressedFileName_);
 }
 
+bool SvrDMItem::HasSuppressedFileName(std::string_view fileName) const {
+  const LeafLock held;
+  return suppressedFileName_ == fileName;
+}
+
 void SvrDMItem::SuppressedFileName(std::string fileName) {
   const LeafLock held;
   suppressedFileName_.swap(fileName);

@@ -39,6 +39,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class ORVX_DataSource;
@@ -99,6 +100,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any.
   std::string SuppressedFileName() const;
   void SuppressedFileName(std::string fileName);
+  // Whether it is this one, to the letter. Needs no memory.
+  bool HasSuppressedFileName(std::string_view fileName) const;
 
   // --- Data source ---
 

@@ -1139,6 +1139,34 @@ TEST_F(HandedOverSource, IsRegisteredOrDeletedWithItsChainWhereverMemoryRunsOut)
   }
 }
 
+// Needs no memory itself.
+class SilentObserver : public ServerDataManagerObserver {
+ public:
+  void DataSetCreated(const LocallyUniqueID&, const std::string&) override { ++created; }
+  void DataSetDeleted(const LocallyUniqueID&) override {}
+  int created = 0;
+};
+
+TEST_F(HandedOverSource, IsNoDatasetWhereMemoryRunsOutForItsAnnouncement) {
+  SilentObserver observer;
+  registry_.Register(observer);
+  int failures = 0;
+  while (observer.created == 0) {
+    std::unique_ptr<ORVX_DataSource> source = Chain();
+    allocationsLeft = failures++;
+    try {
+      registry_.Add(std::move(source), "", false);
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(Count(), 0U);
+      EXPECT_EQ(deaths_, 2);
+    }
+    allocationsLeft.reset();
+  }
+  EXPECT_GT(failures, 3);
+  EXPECT_EQ(Count(), 1U);
+  registry_.Unregister(observer);
+}
+
 TEST_F(HandedOverSource, StaysWithTheDatasetWhereAnObserverThrowsOfItsCreation) {
   observer_.onCreated = [](LocallyUniqueID) { throw std::runtime_error("no"); };
   registry_.Register(observer_);
