@@ -192,6 +192,7 @@ ThreadLocks* NewTable() {
   ThreadLocks& table = unused != monitor.threads.end()
                            ? **unused
                            : *monitor.threads.emplace_back(std::make_unique<ThreadLocks>());
+  table.holds.reserve(16);  // so that few locks need memory to be recorded
   table.hasThread = true;
   table.name = {++monitor.lastNumber, Label{}};
   return &table;

@@ -36,6 +36,7 @@ void Caller::Do(std::function<void()> work) {
 }
 
 void Caller::StartAcquiring(const DatasetPtr& dataset, LockMode mode, bool tryOnly) {
+  holds_.reserve(holds_.size() + 1);  // so that a lock that it has acquired can be added
   coming_ = Hold{dataset, mode, nullptr, NextNumber()};
   // Found here: a thread that waits for the lock would be finding it while others go on.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(name_);
@@ -75,7 +76,13 @@ const Hold* Caller::FindHold(const void* handle) const {
 
 void Caller::Release(const OpenDataset& dataset) {
   const auto index = static_cast<std::size_t>(FindHold(dataset) - holds_.data());
-  Do([&] { holds_[index].handle.reset(); });
+  Do([&] {
+    Hold& hold = holds_[index];
+    // A pass that fails here leaves the lock held; in the handle's destructor it would end the
+    // process.
+    if (hold.mode == LockMode::Write) hold.Writer().Notify();
+    hold.handle.reset();
+  });
   holds_.erase(holds_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 

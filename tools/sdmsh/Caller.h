@@ -55,7 +55,6 @@ class Caller {
   // The lock that it has asked for; as text, "the write lock on survey".
   const Hold& Asked() const { return coming_; }
   std::string AskedInWords() const;
-  unsigned int AskedNumber() const { return coming_.number; }
   // Waits for the lock and adds it to the holds. Returns the hold.
   const Hold& FinishAcquiring();
 
@@ -67,7 +66,8 @@ class Caller {
   // In the order in which they were acquired.
   const std::vector<Hold>& Holds() const { return holds_; }
 
-  // Releases the last lock acquired on the dataset. There is one.
+  // Releases the last lock acquired on the dataset. There is one. Where the notification pass
+  // throws, the lock stays held.
   void Release(const OpenDataset& dataset);
 
  private:

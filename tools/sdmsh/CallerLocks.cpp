@@ -74,14 +74,17 @@ void CallerLocks::Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mo
   RefuseWaiting(caller);
   RefuseLockHeldForGood(caller, *dataset, mode);
   std::vector<Holding> before = Waiters(*dataset);
+  LockEvent acquired = Happened(LockEvent::What::Acquired, caller, *dataset, mode);
+  waiting_.reserve(waiting_.size() + 1);
   caller.StartAcquiring(dataset, mode);
+  waiting_.push_back(&caller);
   const auto end = Clock::now() + bound_;
   while (!WaitsOrHasFinished(caller) && Clock::now() < end) std::this_thread::yield();
   if (caller.FinishesWithin(Bound::zero())) {
+    std::erase(waiting_, &caller);
     caller.FinishAcquiring();
-    say_(Happened(LockEvent::What::Acquired, caller, *dataset, mode));
+    say_(std::move(acquired));
   } else {
-    waiting_.push_back(&caller);
     SayThatItWaits(caller, std::move(before));
     SayDeadlocks();
     Settle();
@@ -151,13 +154,17 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
 // ---------------------------------------------------------------------------------------------
 // Releasing
 
+// What needs memory comes before the release as far as it can.
 void CallerLocks::Release(Caller& caller, const DatasetPtr& dataset) {
   const LockMode mode = HoldOf(caller, *dataset).mode;
   const int passCountBefore = dataset->Interpreter().PassCount();
+  LockEvent released = Happened(LockEvent::What::Released, caller, *dataset, mode);
+  NotTold notTold{caller.Name(), dataset->Name()};
   caller.Release(*dataset);
-  say_(Happened(LockEvent::What::Released, caller, *dataset, mode));
-  NotifyObservers(caller, *dataset, passCountBefore);
+  say_(std::move(released));
+  NotifyObservers(std::move(notTold), *dataset, passCountBefore);
   Settle();
+  dataset->RefuseLoss();
   RefuseUnfitMessages(*dataset);
 }
 
@@ -174,44 +181,47 @@ void CallerLocks::Notify(Caller& caller, const DatasetPtr& dataset) {
   if (hold == nullptr) throw CommandError(caller.Name() + " does not write " + dataset->Name());
   const int passCountBefore = dataset->Interpreter().PassCount();
   caller.Do([hold] { hold->Writer().Notify(); });
-  NotifyObservers(caller, *dataset, passCountBefore);
+  NotifyObservers({caller.Name(), dataset->Name()}, *dataset, passCountBefore);
+  dataset->RefuseLoss();
   RefuseUnfitMessages(*dataset);
 }
 
-// Reports what observers were notified of while the caller's thread ran a pass.
-void CallerLocks::NotifyObservers(const Caller& caller, OpenDataset& dataset, int passCountBefore) {
+// Reports what observers were notified of while the caller's thread ran a pass, and who was not.
+void CallerLocks::NotifyObservers(NotTold notTold, OpenDataset& dataset, int passCountBefore) {
   for (Told& told : dataset.TakeTold()) say_(std::move(told));
   if (dataset.Interpreter().PassCount() == passCountBefore) return;
-  if (dataset.IsObservedBy(caller.Name())) say_(NotTold{caller.Name(), dataset.Name()});
+  if (dataset.IsObservedBy(notTold.role)) say_(std::move(notTold));
 }
 
 // Waits until everybody who waits is blocked by somebody who holds, then says who got a lock.
 void CallerLocks::Settle() {
   const auto end = Clock::now() + bound_;
-  std::vector<Caller*> admitted;
   for (;;) {
     const LockReport report = registry_.GetLockReport();
-    const auto hasFinished = [](Caller* caller) { return caller->FinishesWithin(Bound::zero()); };
-    const auto finished = std::stable_partition(
-        waiting_.begin(), waiting_.end(), [&](Caller* caller) { return !hasFinished(caller); });
-    admitted.insert(admitted.end(), finished, waiting_.end());
-    waiting_.erase(finished, waiting_.end());
-    const auto unblocked = std::find_if_not(waiting_.begin(), waiting_.end(), [&](Caller* caller) {
-      return IsBlocked(*caller, report);
+    const auto unsettled = std::find_if(waiting_.begin(), waiting_.end(), [&](Caller* caller) {
+      return !caller->FinishesWithin(Bound::zero()) && !IsBlocked(*caller, report);
     });
-    if (unblocked == waiting_.end()) break;
+    if (unsettled == waiting_.end()) return FinishAcquiring();
     if (Clock::now() < end) continue;
-    const Hold& asked = (*unblocked)->Asked();
-    throw CommandError((*unblocked)->Name() + " should have " +
+    const Hold& asked = (*unsettled)->Asked();
+    throw CommandError((*unsettled)->Name() + " should have " +
                        LockInWords(asked.mode, asked.dataset->Name()) +
                        " by now: something outside this shell must hold it");
   }
-  std::sort(admitted.begin(), admitted.end(), [](const Caller* one, const Caller* other) {
-    return one->AskedNumber() < other->AskedNumber();
-  });
-  for (Caller* const caller : admitted) {
-    const Hold& hold = caller->FinishAcquiring();
-    say_(Happened(LockEvent::What::LetIn, *caller, *hold.dataset, hold.mode));
+}
+
+void CallerLocks::FinishAcquiring() {
+  for (std::size_t index = 0; index < waiting_.size();) {
+    Caller& caller = *waiting_[index];
+    if (!caller.FinishesWithin(Bound::zero())) {
+      ++index;
+      continue;
+    }
+    const Hold& asked = caller.Asked();
+    LockEvent letIn = Happened(LockEvent::What::LetIn, caller, *asked.dataset, asked.mode);
+    waiting_.erase(waiting_.begin() + static_cast<std::ptrdiff_t>(index));
+    caller.FinishAcquiring();
+    say_(std::move(letIn));
   }
 }
 
@@ -240,12 +250,14 @@ bool CallerLocks::TryRead(Caller& caller, const DatasetPtr& dataset,
     caller.Do([&] { work(*hold->handle); });
     return true;
   }
-  if (!IsFree(*dataset, LockMode::Read) || !Waiters(*dataset).empty()) return false;
+  if (!Waiters(*dataset).empty()) return false;
+  bool isFree = false;
   caller.Do([&] {
-    SvrDMInputDataSource reader(dataset->Item(), /*tryOnly=*/false);
-    work(reader);
+    auto reader = SvrDMInputDataSource::TryRead(dataset->Item(), std::chrono::milliseconds::zero());
+    if (reader) work(*reader);
+    isFree = reader.has_value();
   });
-  return true;
+  return isFree;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -78,6 +78,10 @@ class CallerLocks {
   // Releases everything, so that those who wait get their locks and release them as well. Before
   // that, `complain` is called about each who waits; and about whatever goes wrong.
   void CloseDown(const std::function<void(const std::string&)>& complain);
+  // Adds the locks that callers have got by now to what they hold, and says so. For the start of a
+  // command: the one before may have failed on the way.
+  void FinishAcquiring();
+
   // Whether some caller's thread waits for a lock that nobody here can release. This object cannot
   // be destroyed then.
   bool IsStuck() const { return !waiting_.empty(); }
@@ -90,7 +94,7 @@ class CallerLocks {
   void SayThatItWaits(const Caller& caller, std::vector<Holding> before);
   void SayDeadlocks();
   void Settle();
-  void NotifyObservers(const Caller& caller, OpenDataset& dataset, int passCountBefore);
+  void NotifyObservers(NotTold notTold, OpenDataset& dataset, int passCountBefore);
   std::string RoleOf(const LockReport::Entry& hold) const;
   std::string NameOf(const LockReport::Lock& lock) const;
   Holding HoldingOf(const LockReport::Entry& hold) const;

@@ -23,6 +23,7 @@
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <exception>
+#include <new>
 
 namespace sdmsh {
 namespace {
@@ -128,22 +129,30 @@ class Recorder final : public DataSetMsgVisitor {
 }  // namespace
 
 void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
-  pass_.clear();
-  ++passCount_;
-  if (!failure_.empty()) return;
-  // An exception that leaves an observer ends the process.
+  if (!interrupted_) pass_.clear();
+  interrupted_ = true;  // unless it gets through
   try {
-    Interpret(*writer);
+    if (failure_.empty()) Interpret(*writer);
+  } catch (const std::bad_alloc&) {
+    throw;  // the pass is repeated, and goes on where it ended
   } catch (const std::exception& error) {
     failure_ = error.what();
   }
+  interrupted_ = false;
+  ++passCount_;
 }
 
 void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
-  for (const DataSetMsg* message : writer.GetNotifications()) {
-    Change change = Recorder(mirror_.Dictionary()).Record(*message);
-    mirror_.Apply(*message);
-    pass_.push_back(std::move(change));
+  const std::vector<DataSetMsg*>& messages = writer.GetNotifications();
+  while (pass_.size() < messages.size()) {
+    const DataSetMsg& message = *messages[pass_.size()];
+    pass_.push_back(Recorder(mirror_.Dictionary()).Record(message));
+    try {
+      mirror_.Apply(message);
+    } catch (...) {
+      pass_.pop_back();
+      throw;
+    }
   }
 }
 

@@ -23,6 +23,8 @@ namespace sdmsh {
 // otherwise while nobody holds a writer.
 class ChangeInterpreter final : public SvrDMDataSetObserver {
  public:
+  // Throws std::bad_alloc, into a pass that the dataset repeats: release a writer only after its
+  // Notify() has succeeded.
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
 
   // The changes of the pass under way, or of the last one.
@@ -42,6 +44,7 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
 
   DictionaryMirror mirror_;
   std::vector<Change> pass_;
+  bool interrupted_ = false;  // whether it is the beginning of a pass that will be repeated
   int passCount_ = 0;
   std::string failure_;
 };

@@ -54,6 +54,7 @@ struct Added {
 Added Add(Shell& shell, std::unique_ptr<ORVX_DataSource> source, const std::string& file,
           bool quiet) {
   const LocallyUniqueID id = shell.Registry().Add(std::move(source), file, quiet);
+  shell.NoteNew(id);
   const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
   return {id, {reader->ColumnCount(), reader->RowCount()}};
 }
@@ -97,6 +98,7 @@ void AddEmpty(Shell& shell, Caller& caller, Arguments& arguments) {
 
   LocallyUniqueID id;
   caller.Do([&] { id = shell.Registry().AddEmpty(wanted.quiet); });
+  shell.NoteNew(id);
   shell.Adopt(id, wanted.name);
   shell.Say(DatasetOpened{caller.Name(), wanted.name, id, "", std::nullopt, wanted.quiet});
 }

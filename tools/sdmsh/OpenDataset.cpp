@@ -8,6 +8,7 @@
 #include <PackageProxy/PackageProxy.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace sdmsh {
@@ -19,8 +20,13 @@ class OpenDataset::RoleObserver final : public SvrDMDataSetObserver {
       : dataset_(dataset), role_(std::move(role)) {}
 
   void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
-    for (const Change& change : dataset_.interpreter_.Pass()) {
-      dataset_.told_.push_back({role_, dataset_.Name(), change});
+    // An exception would have the pass repeated, for those who have heard of it as well.
+    try {
+      for (const Change& change : dataset_.interpreter_.Pass()) {
+        dataset_.told_.push_back({role_, dataset_.Name(), change});
+      }
+    } catch (const std::bad_alloc&) {
+      dataset_.lost_ = true;
     }
   }
 
@@ -80,14 +86,22 @@ std::string OpenDataset::Name() const {
 }
 
 SvrDMDataSetObserver& OpenDataset::ObserverOf(const std::string& role) {
-  std::unique_ptr<RoleObserver>& observer = roles_[role];
-  if (observer == nullptr) observer = std::make_unique<RoleObserver>(*this, role);
-  return *observer;
+  auto observer = roles_.find(role);
+  if (observer == roles_.end()) {
+    observer = roles_.emplace(role, std::make_unique<RoleObserver>(*this, role)).first;
+  }
+  return *observer->second;
 }
 
 void OpenDataset::Observe(const std::string& role) {
-  handle_.Register(ObserverOf(role));
+  SvrDMDataSetObserver& observer = ObserverOf(role);
   observers_.push_back(role);
+  try {
+    handle_.Register(observer);
+  } catch (...) {
+    observers_.pop_back();
+    throw;
+  }
 }
 
 void OpenDataset::Unobserve(const std::string& role) {
@@ -115,6 +129,10 @@ std::vector<Reported> OpenDataset::TakeReported() {
 
 std::vector<Told> OpenDataset::TakeTold() {
   return std::exchange(told_, {});
+}
+
+void OpenDataset::RefuseLoss() {
+  if (std::exchange(lost_, false)) throw std::bad_alloc();
 }
 
 bool SameName(const std::string& a, const std::string& b) {

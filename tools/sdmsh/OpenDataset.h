@@ -54,6 +54,9 @@ class OpenDataset {
 
   // What observers were told since the last call, in the order in which they were.
   std::vector<Told> TakeTold();
+  // Throws std::bad_alloc where they were told something since the last call for which there was no
+  // memory.
+  void RefuseLoss();
   const ChangeInterpreter& Interpreter() const { return interpreter_; }
 
  private:
@@ -66,6 +69,7 @@ class OpenDataset {
   std::map<std::string, std::unique_ptr<RoleObserver>> roles_;
   std::vector<std::string> observers_;
   std::vector<Told> told_;
+  bool lost_ = false;                      // whether some of it is missing
   std::unique_ptr<ClientChannel> client_;  // null for none
   std::vector<Reported> reported_;
 };

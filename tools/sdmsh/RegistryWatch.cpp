@@ -5,6 +5,7 @@
 #include <ServerDataManager/ServerDataManagerObserver.h>
 #include <ServerDataManager/serverdatamgr.h>
 
+#include <new>
 #include <utility>
 
 namespace sdmsh {
@@ -21,7 +22,12 @@ class RegistryWatch::RoleObserver final : public ServerDataManagerObserver {
 
  private:
   void Note(LocallyUniqueID id, std::variant<DatasetCreated, DatasetDeleted> what) {
-    watch_.told_.push_back({role_, id, HandleOf(id), std::move(what)});
+    // An exception would leave a dataset registered of which nobody has the identifier.
+    try {
+      watch_.told_.push_back({role_, id, HandleOf(id), std::move(what)});
+    } catch (const std::bad_alloc&) {
+      watch_.lost_ = true;
+    }
   }
 
   // Empty also where a pass announces a dataset that has been closed before: the registry, which
@@ -44,9 +50,14 @@ RegistryWatch::~RegistryWatch() {
 }
 
 void RegistryWatch::Begin(const std::string& role) {
-  std::unique_ptr<RoleObserver>& observer = observers_[role];
-  if (observer == nullptr) observer = std::make_unique<RoleObserver>(*this, role);
-  registry_.Register(*observer);
+  auto observer = std::make_unique<RoleObserver>(*this, role);
+  const auto [place, isNew] = observers_.try_emplace(role, std::move(observer));
+  try {
+    registry_.Register(*place->second);
+  } catch (...) {
+    if (isNew) observers_.erase(place);
+    throw;
+  }
 }
 
 void RegistryWatch::End(const std::string& role) {
@@ -56,6 +67,7 @@ void RegistryWatch::End(const std::string& role) {
 }
 
 std::vector<RegistryTold> RegistryWatch::TakeTold() {
+  if (std::exchange(lost_, false)) throw std::bad_alloc();
   return std::exchange(told_, {});
 }
 

@@ -31,8 +31,10 @@ class RegistryWatch {
   void End(const std::string& role);
   bool IsWatchedBy(const std::string& role) const { return observers_.contains(role); }
 
-  // What roles were told since the last call, in the order in which they were.
+  // What roles were told since the last call, in the order in which they were. Throws
+  // std::bad_alloc, once, where there was no memory for some of it.
   std::vector<RegistryTold> TakeTold();
+  void ForgetLoss() { lost_ = false; }
 
  private:
   class RoleObserver;
@@ -40,6 +42,7 @@ class RegistryWatch {
   ServerDataManager& registry_;
   std::map<std::string, std::unique_ptr<RoleObserver>> observers_;
   std::vector<RegistryTold> told_;
+  bool lost_ = false;  // whether some of it is missing
 };
 
 }  // namespace sdmsh

@@ -72,12 +72,16 @@ Shell::Shell(ServerDataManager& registry, Printer& printer, Bound bound)
 
 Shell::~Shell() {
   Hide({});
+  DropNew();
   for (const DatasetPtr& dataset : datasets_) registry_.Delete(dataset->ID());
 }
 
 void Shell::Execute(const std::string& role, const std::vector<std::string>& words) {
   RefuseUnsaid();  // the line of the script
   try {
+    // What a command left for which there was no memory to finish it.
+    DropNew();
+    locks_.FinishAcquiring();
     Run(role, words);
   } catch (const std::bad_alloc&) {
     throw CommandError(NotEnoughMemoryFor("`" + words.front() + "`"));
@@ -93,11 +97,13 @@ void Shell::Run(const std::string& role, const std::vector<std::string>& words) 
   Arguments arguments(*command, {words.begin() + 1, words.end()});
   try {
     command->run(*this, caller, arguments);
+    SayWhatWatchersWereTold();
   } catch (...) {
     unsaid_.clear();  // what went wrong is said instead
+    watch_.ForgetLoss();
+    DropNew();
     throw;
   }
-  SayWhatWatchersWereTold();
   RefuseUnsaid();
 }
 
@@ -109,7 +115,16 @@ void Shell::Say(const Event& event) {
     SayWhatWatchersWereTold();
   } catch (const std::exception&) {
     // A failure counts whether it could be said or not.
-    if (unsaid_.empty() && !std::holds_alternative<Failure>(event)) unsaid_ = WhyUnsaid(event);
+    if (unsaid_.empty() && !std::holds_alternative<Failure>(event)) NoteUnsaid(event);
+  }
+}
+
+// Inside a catch block. Does not throw: what goes on must be carried through.
+void Shell::NoteUnsaid(const Event& event) noexcept {
+  try {
+    unsaid_ = WhyUnsaid(event);
+  } catch (const std::bad_alloc&) {
+    unsaid_ = "out of memory";  // short enough to need none
   }
 }
 
@@ -183,7 +198,15 @@ DatasetPtr Shell::Known(LocallyUniqueID id) const {
 DatasetPtr Shell::Adopt(LocallyUniqueID id, const std::string& name) {
   const DatasetPtr dataset = std::make_shared<OpenDataset>(registry_.GetDataSet(id));
   dataset->Handle().SetHandle(name);
-  return datasets_.emplace_back(dataset);
+  datasets_.push_back(dataset);
+  new_.reset();
+  return dataset;
+}
+
+void Shell::DropNew() {
+  if (!new_) return;
+  registry_.Delete(*new_);
+  new_.reset();
 }
 
 void Shell::Hide(const std::vector<std::string>& names) {

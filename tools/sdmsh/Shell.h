@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,8 @@ class Shell {
   // In the order of the registry.
   std::vector<DatasetPtr> Datasets() const;
 
+  // A dataset was just registered. Unless Adopt takes it up, it goes when the command fails.
+  void NoteNew(LocallyUniqueID id) noexcept { new_ = id; }
   // Takes up a dataset that was just registered, and gives it its handle name.
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
   // Hides variables of these names in what is opened from now on, and no others.
@@ -85,13 +88,16 @@ class Shell {
   DatasetPtr Known(LocallyUniqueID id) const;
   void Run(const std::string& role, const std::vector<std::string>& words);
   void SayWhatWatchersWereTold();
+  void NoteUnsaid(const Event& event) noexcept;
   void RefuseUnsaid();
+  void DropNew();
 
   ServerDataManager& registry_;
   Printer& printer_;
   RegistryWatch watch_;
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
   std::vector<DatasetPtr> datasets_;
+  std::optional<LocallyUniqueID> new_;  // registered and not adopted yet
   std::string unsaid_;  // why the first of what could not be said was not; empty for none
   CallerLocks locks_;   // last: callers go before the datasets that they work on
   bool over_ = false;

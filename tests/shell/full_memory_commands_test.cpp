@@ -1,0 +1,233 @@
+// Every command of the shell with memory that fails at each of its allocations in turn. This
+// program replaces the global operator new, so it is one of its own.
+
+#include <Command.h>
+#include <CommandError.h>
+#include <Line.h>
+#include <Printer.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <Shell.h>
+#include <tests/support/FullMemory.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+// Keeps what failed when the shell let its callers go.
+class FailurePrinter final : public Printer {
+ public:
+  void Print(const Event& event) override {
+    if (const auto* const failure = std::get_if<Failure>(&event)) failures.push_back(failure->text);
+  }
+  std::vector<std::string> failures;
+};
+
+struct Scene {
+  std::string command;             // its first word is the command's name
+  std::string before = "write s";  // what goes before, one command to a line
+};
+
+// One for each command of the table, at least. Every word that is kept is too long to be kept
+// without memory. "FOLDER" stands for the test's own.
+const std::vector<Scene>& Scenes() {
+  static const std::vector<Scene> scenes = {
+      {"open FOLDER/abc.tsv as another_name_that_needs_memory", ""},
+      {"add-empty another_name_that_needs_memory", ""},
+      {"clone s as another_name_that_needs_memory"},
+      {"clone s as another_name_that_needs_memory", "write s\nclone s as t"},
+      {"close s", ""},
+      {"close s"},
+      {"list"},
+      {"show s"},
+      {"variables s", ""},
+      {"cases s", ""},
+      {"mirror s", ""},
+      {"read s", ""},
+      {"read s", "@other write s"},
+      {"write s", ""},
+      {"write s", "@other read s"},
+      {"try-write s", ""},
+      {"try-write s", "@other write s"},
+      {"release s", "read s"},
+      {"release", "read s\nread s"},
+      {"release s"},
+      {"release s",
+       "write s\ndelete s a\nrename s b a_long_new_name_for_a_variable\nweight s by c"},
+      {"release s", "write s\ndelete s a\n@third read s"},
+      {"release t", "add-empty t\nwrite t\nsource t file FOLDER/abc.tsv"},
+      {"observe s", ""},
+      {"unobserve s", "observe s"},
+      {"release t", "open FOLDER/abc.tsv as t\nwrite t"},  // with a suppressed file name
+      {"tell s", "write s\ndelete s a\nlabel s b a_long_new_label_for_a_variable"},
+      {"watch registry", ""},
+      {"unwatch registry", "watch registry"},
+      {"insert s a_long_name_of_a_new_variable string:20 before b label a_long_label_of_the_same"},
+      {"delete s a c"},
+      {"move s c to 1"},
+      {"reorder s c b"},
+      {"rename s a a_long_new_name_for_a_variable"},
+      {"label s a a_long_new_label_for_a_variable"},
+      {"retype s a string:30"},
+      {"weight s by a"},
+      {"filter s by a"},
+      {"split s together by a b"},
+      {"trends s period 12 cases 1 to 2 by a"},
+      {"mrset s a_long_name_of_a_set_of_answers dichotomies 1 label long_label_of_it of a b"},
+      {"varset s a_long_name_of_a_set_of_variables of a b"},
+      {"title s a_long_new_label_for_the_dataset"},
+      {"filespec s FOLDER/another_file_of_the_dataset.tsv"},
+      {"imputation s 2"},
+      {"extension s a_long_text_that_means_something_to_somebody"},
+      {"attribute s a_long_name_of_an_attribute a_long_value_of_this_attribute another"},
+      {"dirty s on"},
+      {"bootstrap s set inputs a b"},
+      {"bootstrap s display", "write s\nbootstrap s set inputs a b"},
+      {"bootstrap s to FOLDER/specification", "write s\nbootstrap s set inputs a b"},
+      {"bootstrap s from FOLDER/kept",
+       "write s\nbootstrap s set inputs a b\n"
+       "bootstrap s to FOLDER/kept\nbootstrap s off"},
+      {"source s file FOLDER/abc.tsv"},
+      {"source s blank 3"},
+      {"source s dictionary"},
+      {"source s filtered by a"},
+      {"source s none"},
+      {"sequence s"},
+      {"bulk s"},
+      {"client s"},
+      {"report s error a_long_text_of_what_went_wrong_here", "write s\nclient s"},
+      {"warnings s off", "write s\nclient s"},
+      {"handle s another_name_that_needs_memory", ""},
+      {"file s FOLDER/another_file_of_the_dataset.tsv", ""},
+      {"window s front on", ""},
+      {"password s a_long_password_for_the_dataset", ""},
+      {"hide a_long_name_of_a_variable_that_is_hidden b", ""},
+      {"touched s", ""},
+      {"help", ""},
+      {"help open", ""},
+      {"quit", ""},
+  };
+  return scenes;
+}
+
+class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
+ protected:
+  FullMemoryAtTheShell() {
+    std::string name = testing::TempDir() + "sdmsh_memory_XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) ADD_FAILURE() << "no folder " << name;
+    folder_ = name;
+    std::ofstream(folder_ / "abc.tsv") << "a\tb\tc\n1\t2\t3\n4\t5\t6\n";
+  }
+  ~FullMemoryAtTheShell() override { std::filesystem::remove_all(folder_); }
+
+  Line LineOf(std::string text) const {
+    for (auto at = text.find("FOLDER"); at != std::string::npos; at = text.find("FOLDER")) {
+      text.replace(at, 6, folder_.string());
+    }
+    Line line = ParseLine(text);
+    if (line.role.empty()) line.role = Shell::kMainRole;
+    return line;
+  }
+
+  void Execute(Shell& shell, const std::string& text) const {
+    std::istringstream lines(text);
+    for (std::string each; std::getline(lines, each);) {
+      const Line line = LineOf(each);
+      shell.Execute(line.role, line.words);
+    }
+  }
+
+  // Plays the scene with that many allocations left for its command, then has the shell go on.
+  // Returns whether one failed; where memory stays full after it, whatever is returned.
+  bool OneFailsIn(long allocations, support::Shortage shortage) const;
+
+ private:
+  std::filesystem::path folder_;
+};
+
+bool WasDone(Shell& shell, const Line& line) {
+  try {
+    shell.Execute(line.role, line.words);
+    return true;
+  } catch (const CommandError&) {
+    return false;
+  } catch (const std::bad_alloc&) {  // not even for the words
+    return false;
+  }
+}
+
+// Whether the shortage is still to come, after which it is over.
+bool IsToCome(long allocations) {
+  for (; allocations >= 0; --allocations) {
+    if (!support::OneMoreIsLeft()) return true;
+  }
+  return false;
+}
+
+bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shortage) const {
+  SCOPED_TRACE((shortage == support::Shortage::Lasts ? "all from " : "only ") +
+               std::to_string(allocations));
+  const Line line = LineOf(GetParam().command);
+  ServerDataManager registry;
+  FailurePrinter printer;
+  Shell shell(registry, printer);
+  Execute(shell, "open FOLDER/abc.tsv as s\n@window observe s\n@window watch registry");
+  Execute(shell, GetParam().before);
+  bool failed = false;
+  {
+    const support::MemoryFor some(allocations, shortage);
+    const bool done = WasDone(shell, line);
+    // Memory that stays full looks as if the shortage were to come.
+    failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
+    support::EndShortage();
+    EXPECT_TRUE(done || failed) << "fails with all the memory in the world";
+  }
+  Execute(shell, "@another list");
+  shell.CloseDown("");
+  // A role that stood in line before the command may stand there still.
+  EXPECT_THAT(printer.failures, testing::Each(testing::HasSubstr(" still waits for ")));
+  EXPECT_FALSE(shell.IsStuck());
+  return failed;
+}
+
+TEST_P(FullMemoryAtTheShell, AllocationsOfACommandFailAndTheShellGoesOn) {
+  long count = 0;
+  for (; OneFailsIn(count, support::Shortage::Passes); ++count) ASSERT_FALSE(HasFailure());
+  for (long i = 0; i < count; ++i) {
+    OneFailsIn(i, support::Shortage::Lasts);
+    ASSERT_FALSE(HasFailure());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, FullMemoryAtTheShell, testing::ValuesIn(Scenes()),
+                         [](const auto& info) {
+                           std::string name = info.param.command;
+                           name = name.substr(0, name.find(' ')) + std::to_string(info.index);
+                           std::erase(name, '-');
+                           return name;
+                         });
+
+TEST(FullMemoryScenes, AreThereForEveryCommand) {
+  for (const CommandSubject& subject : CommandTable()) {
+    for (const Command& command : subject.commands) {
+      const std::string name = command.name;
+      EXPECT_TRUE(std::any_of(Scenes().begin(), Scenes().end(), [&](const Scene& scene) {
+        return scene.command.substr(0, scene.command.find(' ')) == name;
+      })) << name;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace sdmsh
