@@ -104,7 +104,7 @@ std::string SetsAsText(const ORVX_ExtensionImpl& block) {
 std::string AttributesAsText(const ORVX_ExtensionImpl& block) {
   return Joined(DatasourceAttributes::Read(block.GetBytes()).All(), [](const auto& attribute) {
     std::string text = attribute.first + " =";
-    for (const std::string& value : attribute.second) text += " " + Quoted(value);
+    for (const std::string& value : attribute.second) text.append(" ").append(Quoted(value));
     return text;
   });
 }

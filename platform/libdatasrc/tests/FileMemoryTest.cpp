@@ -57,7 +57,7 @@ TEST(FileMemory, EachOfManyCellsIsFoundAmongManyMissingValuesWithoutASearch) {
   const Folder folder;
   folder.Write("data.schema.json", Schema(kMany, /*fields=*/1, R"(,"type":"string")"));
   std::string text = Header(1);
-  for (int i = 0; i < kMany; ++i) text += "w" + std::to_string(100000 + i) + "\n";
+  for (int i = 0; i < kMany; ++i) text.append("w").append(std::to_string(100000 + i)).append("\n");
   text += "v100000\n";
 
   const auto source = SystemFileDataSource::Open(folder.Write("data.csv", text));
