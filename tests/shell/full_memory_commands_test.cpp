@@ -67,6 +67,7 @@ const std::vector<Scene>& Scenes() {
        "write s\ndelete s a\nrename s b a_long_new_name_for_a_variable\nweight s by c"},
       {"release s", "write s\ndelete s a\n@third read s"},
       {"release t", "add-empty t\nwrite t\nsource t file FOLDER/abc.tsv"},
+      {"locks", "read s\n@other write s"},
       {"observe s", ""},
       {"unobserve s", "observe s"},
       {"release t", "open FOLDER/abc.tsv as t\nwrite t"},  // with a suppressed file name

@@ -163,8 +163,8 @@ void CallerLocks::Release(Caller& caller, const DatasetPtr& dataset) {
   caller.Release(*dataset);
   say_(std::move(released));
   NotifyObservers(std::move(notTold), *dataset, passCountBefore);
-  Settle();
   dataset->RefuseLoss();
+  Settle();
   RefuseUnfitMessages(*dataset);
 }
 
