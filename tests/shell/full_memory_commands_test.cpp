@@ -95,7 +95,7 @@ const std::vector<Scene>& Scenes() {
       {"dirty s on"},
       {"bootstrap s set inputs a b"},
       {"bootstrap s display", "write s\nbootstrap s set inputs a b"},
-      {"bootstrap s to FOLDER/specification", "write s\nbootstrap s set inputs a b"},
+      {"bootstrap s to FOLDER/record", "write s\nbootstrap s set inputs a b"},
       {"bootstrap s from FOLDER/kept",
        "write s\nbootstrap s set inputs a b\n"
        "bootstrap s to FOLDER/kept\nbootstrap s off"},
