@@ -1,0 +1,248 @@
+// The reader/writer lock beside std::shared_mutex and pthread_rwlock_t: what it costs where nobody
+// waits, how many reads two threads get, and how long a thread waits for the others.
+//
+// Waits are reported as their middle one in multiples of the hold (median_of_hold) and the longest
+// in milliseconds (worst_ms). A wait of a peer that never ends is given up after a while
+// (given_up).
+
+#include <benchmark/benchmark.h>
+#include <libsfthread/sfMutexRW.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <shared_mutex>
+#include <thread>
+#include <vector>
+
+#include "Ratio.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::duration<double, std::milli>;
+
+struct Ours {
+  sfMutexRW lock;
+  void Read() { lock.readLock(); }
+  void EndRead() { lock.unlock(); }
+  void Write() { lock.writeLock(); }
+  void EndWrite() { lock.unlock(); }
+};
+
+struct Standard {
+  std::shared_mutex lock;
+  void Read() { lock.lock_shared(); }
+  void EndRead() { lock.unlock_shared(); }
+  void Write() { lock.lock(); }
+  void EndWrite() { lock.unlock(); }
+};
+
+struct Posix {
+  pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
+  void Read() { pthread_rwlock_rdlock(&lock); }
+  void EndRead() { pthread_rwlock_unlock(&lock); }
+  void Write() { pthread_rwlock_wrlock(&lock); }
+  void EndWrite() { pthread_rwlock_unlock(&lock); }
+};
+
+// --- Where nobody waits ------------------------------------------------------------------------
+
+template <class Lock>
+class Reading {
+ public:
+  explicit Reading(std::int64_t held) {
+    for (; held_ < held; ++held_) lock_.Read();
+  }
+  ~Reading() {
+    for (; held_ > 0; --held_) lock_.EndRead();
+  }
+  void operator()() {
+    lock_.Read();
+    lock_.EndRead();
+  }
+
+ private:
+  std::int64_t held_ = 0;
+  Lock lock_;
+};
+
+// With so many reads held already.
+void Read(benchmark::State& state) {
+  Reading<Ours> ours(state.range(0));
+  Reading<Standard> standard(state.range(0));
+  Reading<Posix> posix(state.range(0));
+  for (auto _ : state) ours();
+  state.counters["of_shared_mutex"] = Ratio([&] { ours(); }, [&] { standard(); });
+  state.counters["of_rwlock"] = Ratio([&] { ours(); }, [&] { posix(); });
+}
+BENCHMARK(Read)->ArgName("held")->Arg(0)->Arg(1)->Arg(4000);
+
+void Write(benchmark::State& state) {
+  const auto writing = [](auto& lock) {
+    return [&lock] {
+      lock.Write();
+      lock.EndWrite();
+    };
+  };
+  Ours ours;
+  Standard standard;
+  Posix posix;
+  for (auto _ : state) writing(ours)();
+  state.counters["of_shared_mutex"] = Ratio(writing(ours), writing(standard));
+  state.counters["of_rwlock"] = Ratio(writing(ours), writing(posix));
+}
+BENCHMARK(Write);
+
+// Reads per second of both threads together.
+template <class Lock>
+double ReadsOfTwoThreads() {
+  Lock lock;
+  std::atomic<bool> stop = false;
+  std::atomic<long> reads = 0;
+  const auto start = Clock::now();
+  const auto read = [&] {
+    long own = 0;
+    for (; !stop.load(std::memory_order_relaxed); ++own) {
+      lock.Read();
+      lock.EndRead();
+    }
+    reads += own;
+  };
+  {
+    std::jthread first(read), second(read);
+    std::this_thread::sleep_for(milliseconds(20));
+    stop = true;
+  }
+  return static_cast<double>(reads) / std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double Middle(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+// The throughput in multiples of the peers', measured in turns.
+void TwoThreadsRead(benchmark::State& state) {
+  std::vector<double> ours, ofStandard, ofPosix;
+  for (auto _ : state) {
+    ours.push_back(ReadsOfTwoThreads<Ours>());
+    ofStandard.push_back(ours.back() / ReadsOfTwoThreads<Standard>());
+    ofPosix.push_back(ours.back() / ReadsOfTwoThreads<Posix>());
+  }
+  state.counters["reads_per_second"] = Middle(ours);
+  state.counters["of_shared_mutex"] = Middle(ofStandard);
+  state.counters["of_rwlock"] = Middle(ofPosix);
+}
+BENCHMARK(TwoThreadsRead)->Iterations(25)->Unit(benchmark::kMillisecond);
+
+// --- Where others hold it all the time -----------------------------------------------------------
+
+// Threads that take the lock, hold it and take it again at once, evenly spread over the hold.
+class Others {
+ public:
+  template <class Turn>
+  Others(int threads, milliseconds hold, Turn turn) {
+    for (int number = 0; number < threads; ++number) {
+      threads_.emplace_back([this, delay = number * hold / threads, turn] {
+        std::this_thread::sleep_for(delay);
+        while (!stop_) {
+          turn();
+          ++turns_;
+        }
+      });
+    }
+    while (turns_ < threads) std::this_thread::yield();
+  }
+  ~Others() { Stop(); }
+
+  void Stop() { stop_ = true; }
+  bool HaveStopped() const { return stop_; }
+
+ private:
+  std::atomic<bool> stop_ = false;
+  std::atomic<int> turns_ = 0;
+  std::vector<std::jthread> threads_;
+};
+
+// Stops the others where a wait does not end.
+class GivingUp {
+ public:
+  GivingUp(Others& others, milliseconds after)
+      : watch_([this, &others, after](const std::stop_token& over) {
+          while (!over.stop_requested()) {
+            if (Clock::now() > since_.load() + after) others.Stop();
+            std::this_thread::sleep_for(milliseconds(5));
+          }
+        }) {}
+  void Restart() { since_ = Clock::now(); }
+
+ private:
+  std::atomic<Clock::time_point> since_ = Clock::now();
+  std::jthread watch_;
+};
+
+// `take` takes the lock, `end` ends that, at random times.
+template <class Take, class End>
+void ReportWaits(benchmark::State& state, Others& others, milliseconds hold, Take take, End end) {
+  GivingUp givingUp(others, 20 * hold + milliseconds(1000));
+  std::minstd_rand random(1);
+  std::vector<double> waits;
+  for (auto _ : state) {
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 2000) * hold.count());
+    givingUp.Restart();
+    const auto start = Clock::now();
+    take();
+    const Milliseconds wait = Clock::now() - start;
+    end();
+    state.SetIterationTime(wait.count() / 1000);
+    if (!others.HaveStopped() || waits.empty()) waits.push_back(wait.count());
+  }
+  state.counters["median_of_hold"] = Middle(waits) / static_cast<double>(hold.count());
+  state.counters["worst_ms"] = *std::max_element(waits.begin(), waits.end());
+  state.counters["given_up"] = others.HaveStopped() ? 1 : 0;
+}
+
+template <class Lock>
+void AWriterAmongOverlappingReaders(benchmark::State& state) {
+  const milliseconds hold(state.range(0));
+  Lock lock;
+  Others readers(4, hold, [&lock, hold] {
+    lock.Read();
+    std::this_thread::sleep_for(hold);
+    lock.EndRead();
+  });
+  ReportWaits(
+      state, readers, hold, [&] { lock.Write(); }, [&] { lock.EndWrite(); });
+}
+
+template <class Lock>
+void AReaderBehindWritersInALoop(benchmark::State& state) {
+  const milliseconds hold(state.range(0));
+  Lock lock;
+  Others writers(2, hold, [&lock, hold] {
+    lock.Write();
+    std::this_thread::sleep_for(hold);
+    lock.EndWrite();
+  });
+  ReportWaits(
+      state, writers, hold, [&] { lock.Read(); }, [&] { lock.EndRead(); });
+}
+
+void OneMillisecondAndFifty(benchmark::internal::Benchmark* waits) {
+  waits->ArgName("hold_ms")->Arg(1)->Arg(50)->Iterations(100)->UseManualTime();
+}
+BENCHMARK_TEMPLATE(AWriterAmongOverlappingReaders, Ours)->Apply(OneMillisecondAndFifty);
+BENCHMARK_TEMPLATE(AWriterAmongOverlappingReaders, Standard)->Apply(OneMillisecondAndFifty);
+BENCHMARK_TEMPLATE(AWriterAmongOverlappingReaders, Posix)->Apply(OneMillisecondAndFifty);
+BENCHMARK_TEMPLATE(AReaderBehindWritersInALoop, Ours)->Apply(OneMillisecondAndFifty);
+BENCHMARK_TEMPLATE(AReaderBehindWritersInALoop, Standard)->Apply(OneMillisecondAndFifty);
+BENCHMARK_TEMPLATE(AReaderBehindWritersInALoop, Posix)->Apply(OneMillisecondAndFifty);
+
+}  // namespace
