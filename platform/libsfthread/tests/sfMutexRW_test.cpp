@@ -543,18 +543,20 @@ TEST(MutexRWLifetime, MayEndAsSoonAsTheLastWaiterHoldsIt) {
   }
 }
 
-// Interleaving: any, many times over. The other thread destroys the lock as soon as it is free,
-// maybe before the releasing thread has returned.
+// Interleaving: any, many times over. The other thread tries all the time and destroys the lock as
+// soon as it has it, maybe before the releasing thread has returned.
 TEST(MutexRWLifetime, MayEndAsSoonAsItIsFree) {
   Actor other;
-  for (int round = 0; round < 2000; ++round) {
+  for (int round = 0; round < 5000; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
     sfMutexRW* const borrowed = lock.get();
+    std::atomic<bool> tries = false;
     lock->readLock();
     other.Start([&] {
-      while (!borrowed->tryWriteLock()) std::this_thread::yield();
+      while (!borrowed->tryWriteLock()) tries = true;
       lock.reset();
     });
+    while (!tries) std::this_thread::yield();
     borrowed->unlock();
     ASSERT_TRUE(other.EndsWithin(kSoon));
   }
