@@ -17,7 +17,7 @@ bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) 
   AsOneStep(item, [&] {
     const std::vector<VariableSet> sets = VariableSets(ds, kMRSets);
     SendSetExtension(kMRSetsText, sets, item);
-    SendSetExtension(kMRSetsExtendedText, sets, item);
+    SendSetExtension(kMRSetsSecondText, sets, item);
     view.SetMRSets(newSets);
   });
   return true;

@@ -23,8 +23,9 @@
 #include <string_view>
 #include <vector>
 
-// The command number under which frames go through a PackageProxy.
-inline constexpr int kChangeFrameCommand = 1100;
+// The command number under which frames go through a PackageProxy: the next one after that of error
+// reports.
+inline constexpr int kChangeFrameCommand = 1001;
 
 // A plain value. On the wire, after the signature and the version that every serialised object
 // begins with:

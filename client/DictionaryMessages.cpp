@@ -42,7 +42,7 @@ class Telling {
     Tell<TrendsInfoMsg>(source.GetTrendsInfo());
     Split(source);
     Sets(source, kMRSets, kMRSetsText);
-    Sets(source, kMRSets, kMRSetsExtendedText);
+    Sets(source, kMRSets, kMRSetsSecondText);
     Sets(source, kVariableSets, kVariableSetsText);
     OwnExtension(source);
     Tell<ExtensionsMsg>(TextBlock(kAttributesText, source.GetAttributes().MakeString()));

@@ -342,7 +342,7 @@ void DictionaryMirror::Pass::Visit(const ExtensionsMsg& message) {
   switch (block.GetType()) {
     case kVariableSetsText:
     case kMRSetsText:
-    case kMRSetsExtendedText:
+    case kMRSetsSecondText:
       return SetSets(block.GetType(), block.GetBytes());
     case kAttributesText:
       return SetAttributes(block.GetBytes());

@@ -24,9 +24,6 @@ namespace {
 
 bool IsMissing(double number, const MissingValues& missing) {
   if (std::isnan(number)) return true;
-  if (missing.range && number >= missing.range->first && number <= missing.range->second) {
-    return true;
-  }
   const auto isThis = [number](const DataValue& value) {
     const double* const declared = std::get_if<double>(&value);
     return declared != nullptr && *declared == number;

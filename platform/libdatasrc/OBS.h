@@ -15,8 +15,8 @@ union OBS {
 
 static_assert(sizeof(OBS) == 8);
 
-// A number that is not known is a NaN (IEEE 754): this quiet one where the platform writes it, any
-// other just as well where somebody reads. Ask std::isnan, for a NaN equals nothing.
+// A missing number is a NaN (IEEE 754). The platform writes this quiet NaN and accepts any other.
+// Test with std::isnan: a NaN compares unequal to every number, itself included.
 inline constexpr double kMissingNumber = std::numeric_limits<double>::quiet_NaN();
 
 #endif  // LIBDATASRC_OBS_H_

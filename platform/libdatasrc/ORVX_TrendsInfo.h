@@ -11,15 +11,13 @@
 //
 // Threads: one object at a time on one thread, or only read.
 struct ORVX_TrendsInfo {
-  // The variables that say when a case was observed, from the slowest (year) to the fastest (hour).
-  // Deleting a variable leaves this list as it is.
-  std::vector<LocallyUniqueID> dateVariables;
+  // The variables that say when a case was observed, in the order in which ISO 8601 writes them:
+  // the year before the month. Deleting a variable leaves this list as it is.
+  std::vector<LocallyUniqueID> timeVariables;
 
-  int periodicity = 0;  // observations in a cycle, 12 for monthly data; 0 for none
-
-  // The cases in use, counted from 1, both included; 0 and 0 for all.
-  long long firstCase = 0;
-  long long lastCase = 0;
+  // The seasonal period s of Box and Jenkins, "Time Series Analysis" (1970): the cases in a season,
+  // 12 for monthly data; 0 for none.
+  int seasonalPeriod = 0;
 
   bool operator==(const ORVX_TrendsInfo&) const = default;
 };

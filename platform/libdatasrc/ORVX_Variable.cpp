@@ -40,11 +40,6 @@ bool SameLabels(const ValueLabels& a, const ValueLabels& b) {
 }  // namespace
 
 bool MissingValues::operator==(const MissingValues& other) const {
-  if (range.has_value() != other.range.has_value()) return false;
-  if (range && !(SameNumber(range->first, other.range->first) &&
-                 SameNumber(range->second, other.range->second))) {
-    return false;
-  }
   return std::equal(values.begin(), values.end(), other.values.begin(), other.values.end(),
                     SameValue);
 }
@@ -59,14 +54,10 @@ struct ORVX_Variable::Record {
         type(other.type),
         name(other.name),
         label(other.label),
-        printFormat(other.printFormat),
-        writeFormat(other.writeFormat),
+        format(other.format),
         valueLabels(other.valueLabels),
         missingValues(other.missingValues),
         level(other.level),
-        role(other.role),
-        alignment(other.alignment),
-        displayWidth(other.displayWidth),
         attributes(other.attributes) {}
   Record& operator=(const Record&) = delete;
 
@@ -79,10 +70,9 @@ struct ORVX_Variable::Record {
 
   bool SameFields(const Record& other) const {
     return id == other.id && type == other.type && name == other.name && label == other.label &&
-           printFormat == other.printFormat && writeFormat == other.writeFormat &&
-           SameLabels(valueLabels, other.valueLabels) && missingValues == other.missingValues &&
-           level == other.level && role == other.role && alignment == other.alignment &&
-           displayWidth == other.displayWidth && attributes == other.attributes;
+           format == other.format && SameLabels(valueLabels, other.valueLabels) &&
+           missingValues == other.missingValues && level == other.level &&
+           attributes == other.attributes;
   }
 
   std::atomic<unsigned int> holders{1};
@@ -90,14 +80,10 @@ struct ORVX_Variable::Record {
   int type = 0;
   std::string name;
   std::string label;
-  VariableFormat printFormat;
-  VariableFormat writeFormat;
+  VariableFormat format;
   ValueLabels valueLabels;
   MissingValues missingValues;
   MeasurementLevel level = MeasurementLevel::Unknown;
-  VariableRole role = VariableRole::Input;
-  VariableAlignment alignment = VariableAlignment::Right;
-  int displayWidth = 8;
   VariableAttributes attributes;
 };
 
@@ -178,20 +164,12 @@ void ORVX_Variable::SetType(int type) {
   Own().type = type;
 }
 
-const VariableFormat& ORVX_Variable::GetPrintFormat() const {
-  return record_->printFormat;
+const VariableFormat& ORVX_Variable::GetFormat() const {
+  return record_->format;
 }
-void ORVX_Variable::SetPrintFormat(const VariableFormat& format) {
+void ORVX_Variable::SetFormat(const VariableFormat& format) {
   const VariableFormat copy = format;  // `format` may lie in the record that is left behind
-  Own().printFormat = copy;
-}
-
-const VariableFormat& ORVX_Variable::GetWriteFormat() const {
-  return record_->writeFormat;
-}
-void ORVX_Variable::SetWriteFormat(const VariableFormat& format) {
-  const VariableFormat copy = format;
-  Own().writeFormat = copy;
+  Own().format = copy;
 }
 
 const ValueLabels& ORVX_Variable::GetValueLabels() const {
@@ -213,27 +191,6 @@ MeasurementLevel ORVX_Variable::GetMeasurementLevel() const {
 }
 void ORVX_Variable::SetMeasurementLevel(MeasurementLevel level) {
   Own().level = level;
-}
-
-VariableRole ORVX_Variable::GetRole() const {
-  return record_->role;
-}
-void ORVX_Variable::SetRole(VariableRole role) {
-  Own().role = role;
-}
-
-VariableAlignment ORVX_Variable::GetAlignment() const {
-  return record_->alignment;
-}
-void ORVX_Variable::SetAlignment(VariableAlignment alignment) {
-  Own().alignment = alignment;
-}
-
-int ORVX_Variable::GetDisplayWidth() const {
-  return record_->displayWidth;
-}
-void ORVX_Variable::SetDisplayWidth(int width) {
-  Own().displayWidth = width;
 }
 
 const VariableAttributes& ORVX_Variable::GetAttributes() const {

@@ -13,26 +13,26 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
-// How values are shown or written: the letter says as what ('F' a number, 'E' a number with
-// exponent, 'A' a string, 'D' a date, 'T' a time), then the width in characters and the digits
-// after the point.
+// How values are shown. Plain shows a number in decimal digits and a string as it is. The other
+// kinds, named as in a Frictionless Table Schema, show a number as a date value (iDMY2Orvx.h) or,
+// Time, as seconds since midnight, in the extended format of ISO 8601: 2024-02-29, 13:45:00,
+// 2024-02-29T13:45:00.
 struct VariableFormat {
-  char type = 'F';
-  int width = 8;
-  int decimals = 2;
+  enum class Kind : std::uint8_t { Plain, Date, Time, DateTime };
+
+  Kind kind = Kind::Plain;
+  int width = 0;     // in characters; 0: as wide as each value needs
+  int decimals = 0;  // with a width: the digits after the decimal point
 
   bool operator==(const VariableFormat&) const = default;
 };
 
-enum class MeasurementLevel : std::uint8_t { Unknown, Nominal, Ordinal, Scale };
-enum class VariableRole : std::uint8_t { Input, Target, Both, None, Partition, Split };
-enum class VariableAlignment : std::uint8_t { Left, Right, Center };
+// The scales of Stevens, "On the Theory of Scales of Measurement", Science 103 (1946).
+enum class MeasurementLevel : std::uint8_t { Unknown, Nominal, Ordinal, Interval, Ratio };
 
 // One value of a variable: a number, or a string without the blanks that pad it to its width.
 using DataValue = std::variant<double, std::string>;
@@ -40,10 +40,9 @@ using DataValue = std::variant<double, std::string>;
 // What each value stands for. A key is never a NaN, which has no place in an order.
 using ValueLabels = std::map<DataValue, std::string>;
 
-// The values that a user declared missing: single ones, and a range of numbers with both its ends.
+// The values that a user declared missing, the `missingValues` of a Frictionless Table Schema.
 struct SDM_EXPORT MissingValues {
   std::vector<DataValue> values;
-  std::optional<std::pair<double, double>> range;
 
   // Numbers are equal when their bits are, so that a NaN equals itself.
   bool operator==(const MissingValues&) const;
@@ -104,15 +103,12 @@ class SDM_EXPORT ORVX_Variable {
   void SetLabel(std::string label);
 
   // 0 for a number, otherwise the width of a string in bytes. A negative type throws
-  // std::invalid_argument. The other fields stay as they are, formats and labels too.
+  // std::invalid_argument. The other fields stay as they are, format and labels too.
   int GetType() const;
   void SetType(int type);
 
-  const VariableFormat& GetPrintFormat() const;
-  void SetPrintFormat(const VariableFormat& format);
-
-  const VariableFormat& GetWriteFormat() const;
-  void SetWriteFormat(const VariableFormat& format);
+  const VariableFormat& GetFormat() const;
+  void SetFormat(const VariableFormat& format);
 
   const ValueLabels& GetValueLabels() const;
   void SetValueLabels(ValueLabels labels);
@@ -122,15 +118,6 @@ class SDM_EXPORT ORVX_Variable {
 
   MeasurementLevel GetMeasurementLevel() const;
   void SetMeasurementLevel(MeasurementLevel level);
-
-  VariableRole GetRole() const;
-  void SetRole(VariableRole role);
-
-  VariableAlignment GetAlignment() const;
-  void SetAlignment(VariableAlignment alignment);
-
-  int GetDisplayWidth() const;  // columns in a data window
-  void SetDisplayWidth(int width);
 
   const VariableAttributes& GetAttributes() const;
   void SetAttributes(VariableAttributes attributes);

@@ -11,7 +11,7 @@ using namespace sdm_internal;
 
 namespace {
 
-// The fields of a line: name, label, counted value, kind, the two flags, then a word for each
+// The fields of a line: name, label, selected value, kind, the two flags, then a word for each
 // member.
 constexpr std::size_t kFixedFields = 6;
 
@@ -24,10 +24,10 @@ void RequireSetsType(const char* operation, int type) {
 std::vector<std::string> FieldsOf(const VariableSetImpl& set) {
   std::vector<std::string> fields{set.name,
                                   set.label,
-                                  set.countedValue,
+                                  set.selectedValue,
                                   std::to_string(set.kind),
-                                  set.labelFromVariable ? "1" : "0",
-                                  set.categoriesFromCountedValue ? "1" : "0"};
+                                  set.firstFlag ? "1" : "0",
+                                  set.secondFlag ? "1" : "0"};
   for (const LocallyUniqueID member : set.members) fields.push_back(std::to_string(member.Word()));
   return fields;
 }
@@ -63,15 +63,15 @@ VariableSetImpl SetOf(std::vector<std::string> fields, std::size_t line) {
   }
   VariableSetImpl set;
   set.kind = ToNumber<std::int32_t>(fields[3], line, "a kind of set");
-  set.labelFromVariable = ToFlag(fields[4], line);
-  set.categoriesFromCountedValue = ToFlag(fields[5], line);
+  set.firstFlag = ToFlag(fields[4], line);
+  set.secondFlag = ToFlag(fields[5], line);
   for (std::size_t i = kFixedFields; i < fields.size(); ++i) {
     const auto word = ToNumber<std::uint32_t>(fields[i], line, "an identifier");
     set.members.push_back(LocallyUniqueID::FromWord(word));
   }
   set.name = std::move(fields[0]);
   set.label = std::move(fields[1]);
-  set.countedValue = std::move(fields[2]);
+  set.selectedValue = std::move(fields[2]);
   return set;
 }
 

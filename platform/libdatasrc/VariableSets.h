@@ -24,21 +24,20 @@ class ORVX_DataSource;
 struct VariableSetImpl {
   std::int32_t kind = kPlain;
 
-  // Of a multiple-response set: whether its label is that of its first variable, and whether each
-  // category is named by the label of the counted value rather than by the variable's label.
-  bool labelFromVariable = false;
-  bool categoriesFromCountedValue = false;
+  // Two marks that applications may give a set. They have no meaning here.
+  bool firstFlag = false;
+  bool secondFlag = false;
 
   std::string name;
   std::string label;
-  std::string countedValue;  // of multiple dichotomies
+  std::string selectedValue;  // of indicators: the value of one whose answer was given
   std::vector<LocallyUniqueID> members;
 
   bool operator==(const VariableSetImpl&) const = default;
 
-  static constexpr std::int32_t kPlain = 0;                // no multiple-response set
-  static constexpr std::int32_t kMultipleDichotomies = 1;  // each variable is one answer, yes or no
-  static constexpr std::int32_t kMultipleCategories = 2;   // each variable holds one of the answers
+  static constexpr std::int32_t kPlain = 0;       // no multiple-response set
+  static constexpr std::int32_t kIndicators = 1;  // each variable says whether one answer was given
+  static constexpr std::int32_t kAnswers = 2;     // each variable holds one of the answers given
 };
 
 // One set in the form from which extension text is made and into which it is read: whole, whatever

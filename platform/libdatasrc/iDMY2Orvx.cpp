@@ -11,9 +11,9 @@ bool IsBetween(long least, long number, long most) {
   return least <= number && number <= most;
 }
 
-// What is no date is not ok().
+// The result is not ok() where the numbers are not a date.
 std::chrono::year_month_day DateOf(long day, long month, long year) {
-  // The standard library's types would take a number that they cannot hold for another one.
+  // The standard library's types truncate numbers that they cannot hold.
   if (!IsBetween(1, year, 9999) || !IsBetween(1, month, 12) || !IsBetween(1, day, 31)) return {};
   return {std::chrono::year(static_cast<int>(year)),
           std::chrono::month(static_cast<unsigned int>(month)),

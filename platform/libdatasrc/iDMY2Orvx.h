@@ -6,8 +6,7 @@
 #include <ServerDataManager/Export.h>
 
 // Stores in `*result` the seconds from 1970-01-01T00:00 to the given moment, and returns 0. The
-// scale is that of POSIX: every day has 86400 seconds. There is no time zone: the moment is the
-// local time of wherever it was observed.
+// scale is that of POSIX: every day has 86400 seconds. There is no time zone.
 //
 // The calendar is the proleptic Gregorian calendar of ISO 8601. Takes years 1 to 9999, hours 0 to
 // 23, minutes 0 to 59 and seconds from 0 to below 61; second 60, a leap second, equals second 0 of

@@ -93,7 +93,7 @@ std::string BytesAsText(std::string_view bytes) {
   return QuotedOrNone(bytes);
 }
 
-// "$news" (3 variables), "$issues" (1 variable)
+// "news" (3 variables), "issues" (1 variable)
 std::string SetsAsText(const ORVX_ExtensionImpl& block) {
   return Joined(ReadExtension(block.GetBytes(), block.GetType()), [](const VariableSet& set) {
     const auto size = static_cast<long long>(set.Impl().members.size());
@@ -161,11 +161,9 @@ class Formatter final : public DataSetMsgVisitor {
   void Visit(const TrendsInfoMsg& message) override {
     const ORVX_TrendsInfo& trends = message.GetTrendsInfo();
     std::vector<std::string> parts;
-    if (!trends.dateVariables.empty()) parts.push_back("by " + NamesOf(trends.dateVariables));
-    if (trends.periodicity != 0) parts.push_back("period " + std::to_string(trends.periodicity));
-    if (trends.firstCase != 0 || trends.lastCase != 0) {
-      parts.push_back("cases " + std::to_string(trends.firstCase) + " to " +
-                      std::to_string(trends.lastCase));
+    if (!trends.timeVariables.empty()) parts.push_back("by " + NamesOf(trends.timeVariables));
+    if (trends.seasonalPeriod != 0) {
+      parts.push_back("period " + std::to_string(trends.seasonalPeriod));
     }
     text = "time series: " + Joined(parts, [](const std::string& part) { return part; });
   }
@@ -181,8 +179,8 @@ class Formatter final : public DataSetMsgVisitor {
         return VisitText("variable sets: ", block, SetsAsText);
       case kMRSetsText:
         return VisitText("multiple-response sets: ", block, SetsAsText);
-      case kMRSetsExtendedText:
-        return VisitText("multiple-response sets, extended form: ", block, SetsAsText);
+      case kMRSetsSecondText:
+        return VisitText("multiple-response sets (extension 19): ", block, SetsAsText);
       case kAttributesText:
         return VisitText("attributes: ", block, AttributesAsText);
       default:

@@ -15,10 +15,10 @@ namespace DEMessages {
 // The data source's own block.
 inline constexpr int kOwnExtension = 0;
 
-// Text of sets, as MakeExtension writes it.
+// Text of sets, as MakeExtension writes it. Multiple-response sets travel twice, as the same text.
 inline constexpr int kVariableSetsText = 5;
 inline constexpr int kMRSetsText = 7;
-inline constexpr int kMRSetsExtendedText = 19;
+inline constexpr int kMRSetsSecondText = 19;
 
 // Text of attributes, as DatasourceAttributes::MakeString writes it.
 inline constexpr int kAttributesText = 17;

@@ -6,15 +6,6 @@
 #include <liborvxdemg/internal/IdentifierList.h>
 
 namespace DEMessages {
-namespace {
-
-void SerializeCaseNumber(VStream& stream, long long& number) {
-  std::int64_t transferred = number;
-  stream.Int64(transferred);
-  number = transferred;
-}
-
-}  // namespace
 
 TrendsInfoMsg::TrendsInfoMsg(unsigned int leading, LocallyUniqueID dataSetID,
                              unsigned int caseSequence, const ORVX_TrendsInfo* trends)
@@ -26,10 +17,8 @@ void TrendsInfoMsg::Accept(DataSetMsgVisitor& visitor) const {
 
 void TrendsInfoMsg::Serialize(VStream& stream) {
   SerializeCommon(stream);
-  SerializeIDs(stream, trends_.dateVariables);
-  stream.Int32(trends_.periodicity);
-  SerializeCaseNumber(stream, trends_.firstCase);
-  SerializeCaseNumber(stream, trends_.lastCase);
+  SerializeIDs(stream, trends_.timeVariables);
+  stream.Int32(trends_.seasonalPeriod);
 }
 
 }  // namespace DEMessages

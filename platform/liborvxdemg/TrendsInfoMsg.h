@@ -10,7 +10,7 @@
 
 namespace DEMessages {
 
-// The whole of it as it is now. Its date variables need not be in the dictionary.
+// The whole of it as it is now. Its time variables need not be in the dictionary.
 class SDM_EXPORT TrendsInfoMsg final : public MessageGlue<TrendsInfoMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::TrendsInfoMsg"; }

@@ -188,8 +188,8 @@ void ChangeProperty(SourceWithRows& source, const Change& change) {
     case Change::Extension:
       return support::SetExtension(source, change.second % 3, change.second % 2 + 1, text);
     case Change::Trends:
-      source.GetTrendsInfo()->periodicity = change.first % 13;
-      source.GetTrendsInfo()->dateVariables.assign(static_cast<std::size_t>(change.second % 3),
+      source.GetTrendsInfo()->seasonalPeriod = change.first % 13;
+      source.GetTrendsInfo()->timeVariables.assign(static_cast<std::size_t>(change.second % 3),
                                                    support::Id("v1"));
       return;
     case Change::Label:

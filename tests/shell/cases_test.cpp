@@ -195,7 +195,7 @@ TEST_F(Cases, NumbersAreAsShortAsTheyCanBeAndStillThemselves) {
             "   5               5e-324\n");
 }
 
-TEST_F(Cases, AMissingNumberIsTheNaNOfIeee754) {
+TEST_F(Cases, MissingNumbersPrintAsTheIeee754NaN) {
   const double inf = std::numeric_limits<double>::infinity();
   const double lowest = std::numeric_limits<double>::lowest();
   EXPECT_EQ(SaidOf({inf, -inf, lowest, kMissingNumber, -kMissingNumber}, "cases survey\n"),
@@ -219,8 +219,8 @@ TEST_F(Cases, NamesOfVariablesKeepOneLine) {
   EXPECT_EQ(Said(file, "cases survey\nvariables survey\n"),
             "      a␊b  ␛[2Jc\n"
             "   1    1      2\n"
-            "   1  a␊b    numeric  scale\n"
-            "   2  ␛[2Jc  numeric  scale\n");
+            "   1  a␊b    numeric  unknown\n"
+            "   2  ␛[2Jc  numeric  unknown\n");
   EXPECT_THAT(SaidInJson(file, "cases survey\n"),
               HasSubstr(R"("variables":["a\nb","\u001b[2Jc"])"));
 }
@@ -232,7 +232,7 @@ TEST_F(Cases, LabelsKeepOneLine) {
   const std::string text = Said(file,
                                 "@v observe survey\nvariables survey\nshow survey\n"
                                 "mirror survey\nwrite survey\nrelease\n");
-  EXPECT_THAT(text, AllOf(HasSubstr("   1  a  numeric  scale    x�y�z\n"),
+  EXPECT_THAT(text, AllOf(HasSubstr("   1  a  numeric  unknown   x�y�z\n"),
                           HasSubstr("  label          \"two␊lines\"\n"),
                           HasSubstr("  label      \"two␊lines\"  "),
                           HasSubstr("  v is told: the dataset is labelled \"two␊lines\" ")));
@@ -313,7 +313,7 @@ TEST_F(TooMany, EventsToSayLeaveTheLocksAsTheyAre) {
                 "main releases the write lock on survey\n"
                 "r gets the read lock on survey\n"
                 "error: not enough memory for what v is told\n"
-                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
                 "r releases the read lock on survey\n");
   EXPECT_EQ(SaidWithout<LockEvent>(Open("survey") + "write survey\nlist\n"),
             IsOpen("survey") + "error: not enough memory for what there is to say\n" +
@@ -379,7 +379,7 @@ TEST_F(Cases, AreArraysInJson) {
             "\n");
 }
 
-TEST_F(Cases, AMissingNumberIsNullInJsonAndAnInfinityAString) {
+TEST_F(Cases, MissingNumbersAreNullInJsonAndInfinitiesStrings) {
   const double inf = std::numeric_limits<double>::infinity();
   EXPECT_THAT(SaidInJsonOf({inf, -inf, kMissingNumber}, "cases survey\n"),
               HasSubstr(R"("rows":[["Infinity"],["-Infinity"],[null]])"));

@@ -30,7 +30,7 @@ TEST_F(Commands, AnUnknownOneIsNamed) {
 
 // Every row of the table, used without what it needs, or with a word too many.
 TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
-  const std::string type = "numeric or string:WIDTH (1 to 32767)";
+  const std::string type = "numeric or string:WIDTH (1 to 1000000)";
   const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {
       {"open",
        {{"", "FILE"},
@@ -102,7 +102,7 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"survey", "VARIABLE"},
         {"survey a", type},
         {"survey a string", type},
-        {"survey a string:32768", type},
+        {"survey a string:1000001", type},
         {"survey a numeric now", "the end of the line"}}},
       {"weight",
        {{"", "DATASET"},
@@ -124,22 +124,21 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
         {"survey off by a", "the end of the line"}}},
       {"trends",
        {{"", "DATASET"},
-        {"survey", "\"period\", \"cases\" or \"by\""},
+        {"survey", "\"period\" or \"by\""},
         {"survey period", "NUMBER (a number from 1 to 2147483647)"},
-        {"survey cases 1", "\"to\""},
-        {"survey cases 1 to 0", "LAST (a number from 1 to 2147483647)"},
-        {"survey period 1 now", "\"period\", \"cases\" or \"by\""},
+        {"survey period 0", "NUMBER (a number from 1 to 2147483647)"},
+        {"survey period 1 now", "\"period\" or \"by\""},
         {"survey by", "VARIABLE"},
         {"survey off by", "the end of the line"}}},
       {"mrset",
        {{"", "DATASET"},
         {"survey", "NAME"},
-        {"survey $x", "\"dichotomies\", \"categories\" or \"off\""},
-        {"survey $x dichotomies", "VALUE"},
-        {"survey $x categories a", "\"of\""},
-        {"survey $x categories label", "TEXT"},
-        {"survey $x categories of", "VARIABLE"},
-        {"survey $x off a", "the end of the line"}}},
+        {"survey x", "\"indicators\", \"answers\" or \"off\""},
+        {"survey x indicators", "VALUE"},
+        {"survey x answers a", "\"of\""},
+        {"survey x answers label", "TEXT"},
+        {"survey x answers of", "VARIABLE"},
+        {"survey x off a", "the end of the line"}}},
       {"varset",
        {{"", "DATASET"},
         {"survey", "NAME"},
@@ -439,10 +438,10 @@ TEST_F(Commands, ADatasetThatWasClosedIsFoundByItsHoldersWithoutRegardToCaseAndB
             IsOpen("s") +
                 "main takes the write lock on s\n"
                 "s is closed; it lives on while held by main (writing)\n"
-                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
                 "s is open, without a data source\n"
                 "error: main holds no lock on s\n"
-                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
                 "main releases the write lock on s\n"
                 "error: 0:0: no dataset has this identifier (error 2001)\n");
 }
@@ -468,10 +467,10 @@ TEST_F(Commands, VariablesReadsForTheMomentOnly) {
   EXPECT_EQ(AtPrompt(Open("survey") + "variables survey\n@w write survey\nvariables survey\n" +
                      "@w variables survey\n@w release\n"),
             IsOpen("survey") +
-                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
                 "w takes the write lock on survey\n"
                 "error: main would have to wait for the read lock on survey, held by w (writing)\n"
-                "   1  a  numeric  scale\n   2  b  numeric  scale\n   3  c  numeric  scale\n"
+                "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
                 "w releases the write lock on survey\n");
 }
 
@@ -516,10 +515,10 @@ TEST_F(Commands, ABadFileLeavesTheSourceOfADatasetAlone) {
 TEST_F(Commands, InsertPutsAVariableWhereItIsAskedTo) {
   EXPECT_THAT(Writing("insert survey x string:5 label \"An x\" before b\ninsert survey y\n"
                       "variables survey\n"),
-              StartsWith("   1  a  numeric            scale\n"
-                         "   2  x  string of 5 bytes  unknown  An x\n"
-                         "   3  b  numeric            scale\n"
-                         "   4  c  numeric            scale\n"
+              StartsWith("   1  a  numeric            unknown\n"
+                         "   2  x  string of 5 bytes  unknown   An x\n"
+                         "   3  b  numeric            unknown\n"
+                         "   4  c  numeric            unknown\n"
                          "   5  y  numeric            unknown\n"));
 }
 
@@ -622,7 +621,7 @@ TEST_F(Commands, EachKindOfChangeHasItsWords) {
   EXPECT_THAT(text,
               HasSubstr("  v is told: variable \"c\" moved from position 3 to 1\n"
                         "  v is told: variable \"a\" changed: "
-                        "type numeric -> string of 4 bytes; format F8 -> A4\n"
+                        "type numeric -> string of 4 bytes\n"
                         "  v is told: variable \"x\" inserted before \"b\" (string of 1 byte)\n"));
   EXPECT_THAT(text,
               HasSubstr("  v is told: variables \"c\", \"a\", \"x\", \"b\" deleted\n"

@@ -194,7 +194,7 @@ TEST_F(Program, TellsTheStoryOfTheSurveyInJson) {
   const auto waits = Where(lines, {{"event", "lock"}, {"what", "waits"}, {"role", "recode"}});
   ASSERT_EQ(waits.size(), 1u);
   EXPECT_EQ(waits[0]["holders"], json::parse(R"([{"role": "tables", "mode": "read"},
-                                                 {"role": "crosstabs", "mode": "read"}])"));
+                                                 {"role": "figures", "mode": "read"}])"));
   EXPECT_EQ(Where(lines, {{"event", "notTold"}, {"role", "window"}}).size(), 1u);
   EXPECT_THAT(Where(lines, {{"event", "error"}}), IsEmpty());
 }
@@ -238,8 +238,8 @@ TEST_F(Program, TellsEveryArgumentOfAPropertyInJson) {
       "open examples/data/survey.tsv as survey\n@v observe survey\n"
       "write survey\nimputation survey 3\nrelease\n"
       "write survey\nimputation survey off\nfilespec survey /x.tsv\ntitle survey Study\n"
-      "weight survey by popul\nfilter survey by vote\ntrends survey period 4 cases 2 to 9 by age\n"
-      "split survey separate by PID educ\nmrset survey $x dichotomies 1 label X of selfLR\n"
+      "weight survey by popul\nfilter survey by vote\ntrends survey period 4 by age\n"
+      "split survey separate by PID educ\nmrset survey x indicators 1 label X of selfLR\n"
       "varset survey y of age\nextension survey \"\xFF\x01z\"\nattribute survey source a b\n"
       "dirty survey on\nsource survey blank 5\nrelease\n"
       "write survey\nweight survey off\ndelete survey age\nvarset survey z of vote\n"
@@ -264,20 +264,17 @@ TEST_F(Program, TellsEveryArgumentOfAPropertyInJson) {
   isTold("WeightVarMsg", {{"variable", idOf("popul")}, {"name", "popul"}});
   isTold("WeightVarMsg", {{"variable", nullptr}, {"name", nullptr}});
   isTold("FilterVarMsg", {{"variable", idOf("vote")}, {"name", "vote"}});
-  isTold("TrendsInfoMsg", {{"dateVariables", {idOf("age")}},
-                           {"names", {"age"}},
-                           {"periodicity", 4},
-                           {"firstCase", 2},
-                           {"lastCase", 9}});
+  isTold("TrendsInfoMsg",
+         {{"timeVariables", {idOf("age")}}, {"names", {"age"}}, {"seasonalPeriod", 4}});
   isTold(
       "SplitFileMsg",
       {{"variables", {idOf("PID"), idOf("educ")}}, {"names", {"PID", "educ"}}, {"separate", true}});
-  const json set = {{"name", "$x"},
+  const json set = {{"name", "x"},
                     {"label", "X"},
-                    {"kind", "dichotomies"},
-                    {"countedValue", "1"},
-                    {"labelFromVariable", false},
-                    {"categoriesFromCountedValue", false},
+                    {"kind", "indicators"},
+                    {"selectedValue", "1"},
+                    {"firstFlag", false},
+                    {"secondFlag", false},
                     {"members", {idOf("selfLR")}},
                     {"names", {"selfLR"}}};
   isTold("ExtensionsMsg", {{"type", 7}, {"version", 1}, {"sets", json::array({set})}});
@@ -318,7 +315,7 @@ TEST_F(Program, ShowsPropertiesAndTheMirrorInJson) {
   EXPECT_EQ(dictionary["weight"]["name"], "popul");
   EXPECT_EQ(dictionary["filter"]["name"], "vote");
   EXPECT_EQ(dictionary["split"]["names"], json::array({"PID"}));
-  EXPECT_EQ(dictionary["trends"]["periodicity"], 0);
+  EXPECT_EQ(dictionary["trends"]["seasonalPeriod"], 0);
   EXPECT_EQ(dictionary["responseSets"], json::array());
   EXPECT_EQ(dictionary["variableSets"], json::array());
   EXPECT_EQ(dictionary["extension"], json::parse(R"({"type": 0, "version": 1, "bytes": ""})"));

@@ -66,13 +66,12 @@ TEST_F(Properties, EachIsToldWhenItComes) {
   EXPECT_THAT(Told("split survey together by c a\n"),
               ElementsAre("split by \"c\", \"a\" (together)"));
   EXPECT_THAT(Told("split survey separate by c\n"), ElementsAre("split by \"c\" (separately)"));
-  EXPECT_THAT(Told("trends survey cases 2 to 9 period 12 by b a\n"),
-              ElementsAre("a time series from now on: by \"b\", \"a\"; period 12; cases 2 to 9"));
+  EXPECT_THAT(Told("trends survey period 12 by b a\n"),
+              ElementsAre("a time series from now on: by \"b\", \"a\"; period 12"));
   EXPECT_THAT(Told("trends survey period 4\n"), ElementsAre("a time series from now on: period 4"));
-  EXPECT_THAT(
-      Told("mrset survey $x dichotomies 1 of a b\n"),
-      ElementsAre("multiple-response sets changed: \"$x\" (2 variables)",
-                  "multiple-response sets, in extended form, changed: \"$x\" (2 variables)"));
+  EXPECT_THAT(Told("mrset survey x indicators 1 of a b\n"),
+              ElementsAre("multiple-response sets changed: \"x\" (2 variables)",
+                          "multiple-response sets (extension 19) changed: \"x\" (2 variables)"));
   EXPECT_THAT(Told("varset survey x of a\n"),
               ElementsAre("variable sets changed: \"x\" (1 variable)"));
   EXPECT_THAT(Told("title survey Letters\n"),
@@ -99,9 +98,9 @@ TEST_F(Properties, EachIsToldWhenItGoes) {
               ElementsAre("no longer split"));
   EXPECT_THAT(Told("trends survey off\n", "trends survey period 4\n"),
               ElementsAre("no longer a time series"));
-  EXPECT_THAT(Told("mrset survey $x off\n", "mrset survey $x categories of a\n"),
+  EXPECT_THAT(Told("mrset survey x off\n", "mrset survey x answers of a\n"),
               ElementsAre("multiple-response sets changed: none",
-                          "multiple-response sets, in extended form, changed: none"));
+                          "multiple-response sets (extension 19) changed: none"));
   EXPECT_THAT(Told("varset survey x off\n", "varset survey x of a\n"),
               ElementsAre("variable sets changed: none"));
   EXPECT_THAT(Told("title survey \"\"\n", "title survey Letters\n"),
@@ -189,10 +188,10 @@ TEST_F(Properties, ASetIsReplacedInItsPlace) {
   EXPECT_THAT(Writing("varset survey x of a\nvarset survey y of b\nvarset survey x of c a\n"
                       "show survey\n"),
               HasSubstr("  variable sets  \"x\": \"c\", \"a\"; \"y\": \"b\"\n"));
-  EXPECT_THAT(Writing("mrset survey $x dichotomies 1 label \"An x\" of a b\n"
-                      "mrset survey $y categories of c\nshow survey\n"),
-              HasSubstr("  response sets  \"$x\" \"An x\": dichotomies of \"a\", \"b\", counted "
-                        "value \"1\"; \"$y\": categories of \"c\"\n"));
+  EXPECT_THAT(Writing("mrset survey x indicators 1 label \"An x\" of a b\n"
+                      "mrset survey y answers of c\nshow survey\n"),
+              HasSubstr("  response sets  \"x\" \"An x\": indicators \"a\", \"b\", selected "
+                        "value \"1\"; \"y\": answers \"c\"\n"));
 }
 
 TEST_F(Properties, OnlyASetThatIsThereIsRemoved) {
@@ -217,7 +216,7 @@ TEST_F(Properties, WrongVariablesChangeNothing) {
       {"split survey together by a nope\n", "there is no variable \"nope\""},
       {"split survey together by a a\n", "variable \"a\" is named twice"},
       {"trends survey by a a\n", "variable \"a\" is named twice"},
-      {"mrset survey $x categories of nope\n", "there is no variable \"nope\""},
+      {"mrset survey x answers of nope\n", "there is no variable \"nope\""},
       {"varset survey x of a b a\n", "variable \"a\" is named twice"},
   };
   for (const auto& [command, error] : wrong) {
@@ -267,8 +266,8 @@ TEST_F(Properties, ShowLeavesOutWhatIsRareAndNotThere) {
 TEST_F(Properties, ShowHasThemAll) {
   EXPECT_THAT(Writing("title survey Letters\nweight survey by a\nfilter survey by b\n"
                       "split survey separate by c a\nimputation survey 1\n"
-                      "trends survey period 12 cases 1 to 2 by b\n"
-                      "mrset survey $x categories of a\nvarset survey y of b\n"
+                      "trends survey period 12 by b\n"
+                      "mrset survey x answers of a\nvarset survey y of b\n"
                       "extension survey cut=2\nattribute survey source form\nfilespec survey \"\"\n"
                       "dirty survey on\nsource survey blank 7\nshow survey\n"),
               HasSubstr("  label          \"Letters\"\n"
@@ -278,8 +277,8 @@ TEST_F(Properties, ShowHasThemAll) {
                         "  filter         \"b\"\n"
                         "  split          \"c\", \"a\" (separately)\n"
                         "  imputation     1 row\n"
-                        "  trends         by \"b\"; period 12; cases 1 to 2\n"
-                        "  response sets  \"$x\": categories of \"a\"\n"
+                        "  trends         by \"b\"; period 12\n"
+                        "  response sets  \"x\": answers \"a\"\n"
                         "  variable sets  \"y\": \"b\"\n"
                         "  extension      \"cut=2\"\n"
                         "  attributes     {source = \"form\"}\n"
@@ -298,9 +297,9 @@ TEST_F(Properties, ShowDoesNotWaitForAWriter) {
 TEST_F(Properties, VariablesSayWhatTheyAreUsedFor) {
   EXPECT_THAT(Writing("label survey b \"The b\"\nweight survey by b\nfilter survey by b\n"
                       "split survey together by c b\nvariables survey\n"),
-              StartsWith("   1  a  numeric  scale\n"
-                         "   2  b  numeric  scale    The b [weight, filter, split 2]\n"
-                         "   3  c  numeric  scale     [split 1]\n"));
+              StartsWith("   1  a  numeric  unknown\n"
+                         "   2  b  numeric  unknown   The b [weight, filter, split 2]\n"
+                         "   3  c  numeric  unknown    [split 1]\n"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -320,7 +319,7 @@ TEST_F(Properties, TheMirrorHasEverythingOnceItWasTold) {
   const std::string change =
       "title survey Letters\nweight survey by a\nfilter survey by b\n"
       "split survey separate by c a\ntrends survey period 12 by b\nmove survey c to 1\n"
-      "mrset survey $x categories of a\nvarset survey y of b\nextension survey cut=2\n"
+      "mrset survey x answers of a\nvarset survey y of b\nextension survey cut=2\n"
       "attribute survey source form\nrename survey a z\n";
   const auto untold = Digests(AtPrompt(Opened() + "write survey\n" + change + "mirror survey\n"));
   EXPECT_NE(untold.first, untold.second);

@@ -144,7 +144,7 @@ TEST_F(Hiding, LeavesVariablesOutOfWhatIsOpenedNextUntilNothingIsHidden) {
                 "from now on what is opened hides b, nope\n"
                 "hidden is open: 2 variables, 2 cases, from " +
                 Path("abc.tsv") + "\nfrom now on what is opened hides nothing\n" + IsOpen("after") +
-                "   1  a  numeric  scale\n   2  c  numeric  scale\n");
+                "   1  a  numeric  unknown\n   2  c  numeric  unknown\n");
 }
 
 TEST_F(Hiding, LeavesAloneWhatSourcePutsInPlace) {

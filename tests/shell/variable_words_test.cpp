@@ -40,37 +40,40 @@ TEST_F(VariableWords, NameTheFieldsThatDiffer) {
   after.SetLabel("Vote");
   after.SetType(8);
   after.SetMeasurementLevel(MeasurementLevel::Nominal);
-  after.SetRole(VariableRole::Target);
-  after.SetAlignment(VariableAlignment::Center);
-  after.SetDisplayWidth(before.GetDisplayWidth() + 1);
-  const std::string width = std::to_string(before.GetDisplayWidth());
-  const std::string wider = std::to_string(after.GetDisplayWidth());
   EXPECT_THAT(
       Told(before, after),
       ElementsAre("name: \"vote\" -> \"vote96\"", "label: \"\" -> \"Vote\"",
-                  "type: numeric -> string of 8 bytes", "measurement level: unknown -> nominal",
-                  "role: input -> target", "alignment: right -> center",
-                  "display width: " + width + " -> " + wider));
+                  "type: numeric -> string of 8 bytes", "measurement level: unknown -> nominal"));
 }
 
-TEST_F(VariableWords, OneFormatForPrintingAndWritingIsNamedOnce) {
-  after.SetPrintFormat({'A', 8, 0});
-  after.SetWriteFormat({'A', 8, 0});
-  EXPECT_THAT(Told(before, after), ElementsAre("format: F8.2 -> A8"));
+TEST_F(VariableWords, AFormatNamesItsWidthAndDecimals) {
+  after.SetFormat({VariableFormat::Kind::Plain, 8, 2});
+  EXPECT_THAT(Told(before, after), ElementsAre("format: plain -> plain, width 8, decimals 2"));
 }
 
-TEST_F(VariableWords, TwoFormatsAreNamedApart) {
-  after.SetWriteFormat({'F', 4, 1});
-  EXPECT_THAT(Told(before, after), ElementsAre("write format: F8.2 -> F4.1"));
+TEST(FormatInWords, UsesTheTypeNamesOfTableSchema) {
+  using Kind = VariableFormat::Kind;
+  EXPECT_EQ(sdmsh::FormatInWords({Kind::Plain}), "plain");
+  EXPECT_EQ(sdmsh::FormatInWords({Kind::Date}), "date");
+  EXPECT_EQ(sdmsh::FormatInWords({Kind::Time}), "time");
+  EXPECT_EQ(sdmsh::FormatInWords({Kind::DateTime}), "datetime");
+}
+
+TEST(LevelInWords, UsesTheNamesOfStevensScales) {
+  EXPECT_STREQ(sdmsh::LevelInWords(MeasurementLevel::Unknown), "unknown");
+  EXPECT_STREQ(sdmsh::LevelInWords(MeasurementLevel::Nominal), "nominal");
+  EXPECT_STREQ(sdmsh::LevelInWords(MeasurementLevel::Ordinal), "ordinal");
+  EXPECT_STREQ(sdmsh::LevelInWords(MeasurementLevel::Interval), "interval");
+  EXPECT_STREQ(sdmsh::LevelInWords(MeasurementLevel::Ratio), "ratio");
 }
 
 TEST_F(VariableWords, ValuesAreShownAsTheyAre) {
   after.SetValueLabels({{1.5, "some"}, {std::string("x"), "other"}});
-  after.SetMissingValues({{DataValue(-9.0)}, std::pair(90.0, 99.0)});
+  after.SetMissingValues({{DataValue(-9.0), DataValue(std::string("NA"))}});
   after.SetAttributes({{"source", {"form", "page 2"}}});
   EXPECT_THAT(Told(before, after),
               ElementsAre("value labels: none -> {1.5 = \"some\", \"x\" = \"other\"}",
-                          "missing values: none -> {-9, 90 to 99}",
+                          "missing values: none -> {-9, \"NA\"}",
                           "attributes: none -> {source = \"form\" \"page 2\"}"));
 }
 

@@ -41,7 +41,7 @@ inline VariableSetImpl SetOf(const std::string& name, const std::string& members
   VariableSetImpl set;
   set.name = name;
   set.label = "label of " + name;
-  set.countedValue = std::string(1, '1');
+  set.selectedValue = std::string(1, '1');
   for (const ORVX_Variable& member : Vars(members)) set.members.push_back(member.GetID());
   return set;
 }
@@ -53,14 +53,10 @@ inline std::unique_ptr<SourceWithRows> FullDictionary() {
   ORVX_Variable& variable = source->GetVariable(1);
   variable.SetLabel("label of B");
   variable.SetType(12);
-  variable.SetPrintFormat({'A', 12, 0});
-  variable.SetWriteFormat({'A', 13, 0});
+  variable.SetFormat({VariableFormat::Kind::Plain, 12, 0});
   variable.SetValueLabels({{1.0, "one"}, {"x", "a text"}});
-  variable.SetMissingValues({{9.0, "none"}, {{90.0, 99.0}}});
+  variable.SetMissingValues({{9.0, "none"}});
   variable.SetMeasurementLevel(MeasurementLevel::Nominal);
-  variable.SetRole(VariableRole::Both);
-  variable.SetAlignment(VariableAlignment::Center);
-  variable.SetDisplayWidth(11);
   variable.SetAttributes({{"unit", {"kg", "g"}}});
   source->rows = 7;
   source->SetWeightVar(0);
@@ -68,7 +64,7 @@ inline std::unique_ptr<SourceWithRows> FullDictionary() {
   SetSplit(*source, {2, 3}, true);
   source->SetLabel("label");
   source->SetDirty(true);
-  *source->GetTrendsInfo() = {{Id("A")}, 12, 2, 90};
+  *source->GetTrendsInfo() = {{Id("A")}, 12};
   source->SetMRSets({SetOf("m", "A B"), SetOf("n", "C")});
   source->SetVariableSets({SetOf("s", "A B")});
   SetExtension(*source, 0, 1, "bytes");

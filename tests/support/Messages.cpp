@@ -114,9 +114,8 @@ std::string NamesOf(const std::vector<LocallyUniqueID>& ids) {
 }
 
 std::string TrendsAsText(const ORVX_TrendsInfo& trends) {
-  return "trends by " + NamesOf(trends.dateVariables) + ", " + std::to_string(trends.periodicity) +
-         " in a cycle, cases " + std::to_string(trends.firstCase) + " to " +
-         std::to_string(trends.lastCase);
+  return "trends by " + NamesOf(trends.timeVariables) + ", " +
+         std::to_string(trends.seasonalPeriod) + " in a season";
 }
 
 // Without the definitions, or the bytes.
@@ -237,14 +236,10 @@ std::string AsText(const ORVX_Variable& variable) {
   const auto also = [&](bool differs, const char* what) {
     if (differs) text += std::string(" with ") + what;
   };
-  also(variable.GetPrintFormat() != fresh.GetPrintFormat(), "a print format");
-  also(variable.GetWriteFormat() != fresh.GetWriteFormat(), "a write format");
+  also(variable.GetFormat() != fresh.GetFormat(), "a format");
   also(variable.GetValueLabels() != fresh.GetValueLabels(), "value labels");
   also(variable.GetMissingValues() != fresh.GetMissingValues(), "missing values");
   also(variable.GetMeasurementLevel() != fresh.GetMeasurementLevel(), "a measurement level");
-  also(variable.GetRole() != fresh.GetRole(), "a role");
-  also(variable.GetAlignment() != fresh.GetAlignment(), "an alignment");
-  also(variable.GetDisplayWidth() != fresh.GetDisplayWidth(), "a display width");
   also(variable.GetAttributes() != fresh.GetAttributes(), "attributes");
   return text;
 }

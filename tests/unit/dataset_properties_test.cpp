@@ -89,8 +89,8 @@ class SplitSource : public DataFreeDataSource {
 
 ORVX_TrendsInfo Monthly() {
   ORVX_TrendsInfo trends;
-  trends.dateVariables = {Id("A"), Id("B")};
-  trends.periodicity = 12;
+  trends.timeVariables = {Id("A"), Id("B")};
+  trends.seasonalPeriod = 12;
   return trends;
 }
 
@@ -703,7 +703,7 @@ TEST_F(Properties, SetsExtensionAndAttributesAreToldInTheirOrder) {
   Source().SetAttributes(Attributes({"note"}));
   Source().SetExtension(Block("bytes"));
   Source().SetVariableSets({Set("demography", "A")});
-  Source().SetMRSets({Set("$hobbies", "B C")});
+  Source().SetMRSets({Set("hobbies", "B C")});
   view.Update();
   EXPECT_MESSAGES(Queue(), Extension(7), Extension(19), Extension(5), Extension(0, "bytes"),
                   Extension(17, "note\tvalue\n"));
@@ -819,7 +819,7 @@ TEST_F(DashboardInfo, StaysWithEverythingElse) {
   Source().RowsPerImputation(0);
   Source().SetFileSpec("/second.csv");
   Source().SetLabel("Survey");
-  Source().SetMRSets({Set("$hobbies", "B C")});
+  Source().SetMRSets({Set("hobbies", "B C")});
   Source().SetVariableSets({Set("demography", "A")});
   Source().SetExtension(Block("bytes"));
   Source().SetDirty(true);
@@ -894,8 +894,8 @@ class Everything : public Properties {
       WeightBy(source, "A");
       FilterBy(source, "A");
       SplitBy(source, "A");
-      source.GetTrendsInfo()->periodicity = 4;
-      source.SetMRSets({Set("$before", "A")});
+      source.GetTrendsInfo()->seasonalPeriod = 4;
+      source.SetMRSets({Set("before", "A")});
       source.SetVariableSets({Set("before", "A")});
       source.SetExtension(Block("before"));
       source.SetAttributes(Attributes({"before"}));
@@ -912,7 +912,7 @@ class Everything : public Properties {
     WeightBy(Source(), "N");
     *Source().GetTrendsInfo() = Monthly();
     SplitBy(Source(), "C E", /*separate=*/true);
-    Source().SetMRSets({Set("$after", "")});
+    Source().SetMRSets({Set("after", "")});
     Source().SetVariableSets({Set("after", "")});
     Source().SetExtension(Block("after"));
     Source().SetAttributes(Attributes({"after"}));
@@ -927,25 +927,25 @@ TEST_F(Everything, ChangedInOneWriteIsToldInThisOrder) {
 
   view.Update();
 
-  EXPECT_MESSAGES(Queue(),                                 //
-                  Deleted("A"),                            // the variables, position by position
-                  Modified(Typed(Var("B"), 8)),            //
-                  Inserted("N").Before("C"),               //
-                  Moved(4).To(2),                          //
-                  Deleted("F"),                            //
-                  Imputation(0),                           //
-                  FileSpec("/second.csv"),                 //
-                  Label("after"),                          //
-                  Weight("N"),                             //
-                  Filter("B"),                             //
-                  Trends(Monthly()),                       //
-                  Split("C E").Separate(),                 //
-                  Extension(7, "$after\t\t\t0\t0\t0\n"),   // multiple-response sets, twice
-                  Extension(19, "$after\t\t\t0\t0\t0\n"),  //
-                  Extension(5, "after\t\t\t0\t0\t0\n"),    // variable sets
-                  Extension(0, "after"),                   //
-                  Extension(17, "after\tvalue\n"),         // attributes
-                  RowCount(44),                            //
+  EXPECT_MESSAGES(Queue(),                                //
+                  Deleted("A"),                           // the variables, position by position
+                  Modified(Typed(Var("B"), 8)),           //
+                  Inserted("N").Before("C"),              //
+                  Moved(4).To(2),                         //
+                  Deleted("F"),                           //
+                  Imputation(0),                          //
+                  FileSpec("/second.csv"),                //
+                  Label("after"),                         //
+                  Weight("N"),                            //
+                  Filter("B"),                            //
+                  Trends(Monthly()),                      //
+                  Split("C E").Separate(),                //
+                  Extension(7, "after\t\t\t0\t0\t0\n"),   // multiple-response sets, twice
+                  Extension(19, "after\t\t\t0\t0\t0\n"),  //
+                  Extension(5, "after\t\t\t0\t0\t0\n"),   // variable sets
+                  Extension(0, "after"),                  //
+                  Extension(17, "after\tvalue\n"),        // attributes
+                  RowCount(44),                           //
                   Dirty(true));
 }
 
@@ -982,7 +982,7 @@ TEST_F(Everything, ChangedIsToldOnceAndTheViewEqualsTheSource) {
   EXPECT_EQ(*View().GetTrendsInfo(), Monthly());
   EXPECT_EQ(SplitOf(View()), SplitOf(Source()));
   EXPECT_TRUE(View().GetSplitqSeparate());
-  EXPECT_EQ(View().GetMRSets().at(0).name, "$after");
+  EXPECT_EQ(View().GetMRSets().at(0).name, "after");
   EXPECT_EQ(View().GetVariableSets().at(0).name, "after");
   EXPECT_EQ(ORVX_DataSource::Extension(View(), 0), ORVX_DataSource::Extension(Source(), 0));
   EXPECT_EQ(View().GetAttributes(), Source().GetAttributes());

@@ -145,7 +145,7 @@ void ChangeEverything(SvrDMWriteableDataSource& writer) {
   source.SetLabel(kLong.c_str());
   source.SetFileSpec(kLong.c_str());
   source.SetDirty(false);
-  source.GetTrendsInfo()->dateVariables.assign(9, support::Id("A"));
+  source.GetTrendsInfo()->timeVariables.assign(9, support::Id("A"));
   source.SetMRSets({support::SetOf(kLong, "D E F"), support::SetOf("n", "A")});
   source.SetVariableSets({support::SetOf(kLong, "D E F"), support::SetOf("s", "A")});
   support::SetExtension(source, 0, 1, kLong);

@@ -137,7 +137,7 @@ class ChangedDataset {
     source.SetWeightVar(0);
     source.SetFilterVar(1);
     source.SetSplit(2, both, true);
-    source.GetTrendsInfo()->dateVariables = {support::Id("A"), support::Id("B")};
+    source.GetTrendsInfo()->timeVariables = {support::Id("A"), support::Id("B")};
     source.SetMRSets({Set("new")});
     source.SetVariableSets({Set("new")});
     source.SetExtension(Block("new"));

@@ -239,10 +239,8 @@ TEST(MirroredProperties, FileSpecificationRowCountAndDirtyFlagAreTheLastTold) {
 TEST(MirroredProperties, TrendsInformationIsReplacedAsAWhole) {
   DictionaryMirror mirror;
   ORVX_TrendsInfo trends;
-  trends.dateVariables = {Id("year"), Id("month")};
-  trends.periodicity = 12;
-  trends.firstCase = 3;
-  trends.lastCase = 400;
+  trends.timeVariables = {Id("year"), Id("month")};
+  trends.seasonalPeriod = 12;
   Apply(mirror, PassOf(About<TrendsInfoMsg>(&trends)));
   EXPECT_EQ(*mirror.Dictionary().GetTrendsInfo(), trends);
 }
@@ -250,14 +248,14 @@ TEST(MirroredProperties, TrendsInformationIsReplacedAsAWhole) {
 TEST(MirroredProperties, SetsComeAsExtensions) {
   DictionaryMirror mirror;
   const std::vector<VariableSetImpl> sets{Set("media", {Id("A"), Id("B")}), Set("rest", {})};
-  const std::vector<VariableSetImpl> mrSets{Set("$read", {Id("C")})};
+  const std::vector<VariableSetImpl> mrSets{Set("read", {Id("C")})};
   Apply(mirror, PassOf(Extension(7, TextOf(mrSets, 7)), Extension(19, TextOf(mrSets, 19)),
                        Extension(5, TextOf(sets, 5))));
   ASSERT_EQ(mirror.Dictionary().GetVariableSets().size(), 2U);
   EXPECT_EQ(mirror.Dictionary().GetVariableSets()[0].name, "media");
   EXPECT_THAT(mirror.Dictionary().GetVariableSets()[0].members, ElementsAre(Id("A"), Id("B")));
   ASSERT_EQ(mirror.Dictionary().GetMRSets().size(), 1U);
-  EXPECT_EQ(mirror.Dictionary().GetMRSets()[0].name, "$read");
+  EXPECT_EQ(mirror.Dictionary().GetMRSets()[0].name, "read");
   Apply(mirror, PassOf(Extension(5, ""), Extension(7, ""), Extension(19, "")));
   EXPECT_TRUE(mirror.Dictionary().GetVariableSets().empty());
   EXPECT_TRUE(mirror.Dictionary().GetMRSets().empty());
@@ -338,7 +336,7 @@ TEST(MirroredProperties, TextThatIsNoneIsRefused) {
 // A pass with one message of each kind, all of which change something in MirrorInUse().
 Pass EveryChange() {
   ORVX_TrendsInfo trends;
-  trends.periodicity = 12;
+  trends.seasonalPeriod = 12;
   DatasourceAttributes attributes;
   attributes.Set("a", {"b"});
   return PassOf(Inserted("F G"), Deleted("B G"), Moved(3, 0),

@@ -75,16 +75,11 @@ TEST(EqualityOfSets, LooksAtEachFieldAndAtTheOrderOfTheMembers) {
   set.members = {Id("A"), Id("B")};
   EXPECT_TRUE(set == VariableSetImpl(set));
   const std::vector<std::function<void(VariableSetImpl&)>> changes = {
-      [](auto& s) { s.kind = 1; },
-      [](auto& s) { s.labelFromVariable = true; },
-      [](auto& s) { s.categoriesFromCountedValue = true; },
-      [](auto& s) { s.name = "other"; },
-      [](auto& s) { s.label = "other"; },
-      [](auto& s) { s.countedValue = "other"; },
-      [](auto& s) { s.members.pop_back(); },
-      [](auto& s) {
-        s.members = {Id("B"), Id("A")};
-      },
+      [](auto& s) { s.kind = 1; },           [](auto& s) { s.firstFlag = true; },
+      [](auto& s) { s.secondFlag = true; },  [](auto& s) { s.name = "other"; },
+      [](auto& s) { s.label = "other"; },    [](auto& s) { s.selectedValue = "other"; },
+      [](auto& s) { s.members.pop_back(); }, [](auto& s) {
+        s.members = {Id("B"), Id("A")}; },
   };
   for (std::size_t i = 0; i < changes.size(); ++i) {
     VariableSetImpl changed = set;
@@ -101,7 +96,7 @@ TEST(EqualityOfOthers, IsNegatedByInequality) {
   EXPECT_FALSE(operator!=(Attributes({"a"}), Attributes({"a"})));
   EXPECT_TRUE(operator!=(Attributes({"a"}), Attributes({"b"})));
   ORVX_TrendsInfo monthly;
-  monthly.periodicity = 12;
+  monthly.seasonalPeriod = 12;
   EXPECT_FALSE(operator!=(monthly, monthly));
   EXPECT_TRUE(operator!=(monthly, ORVX_TrendsInfo()));
 }
@@ -109,37 +104,37 @@ TEST(EqualityOfOthers, IsNegatedByInequality) {
 // --- Multiple-response sets ---
 
 TEST_F(Monitors, EqualMultipleResponseSetsAreNotTold) {
-  view.SetMRSets({Set("$a"), Set("$b")});
-  source.SetMRSets({Set("$a"), Set("$b")});
+  view.SetMRSets({Set("a"), Set("b")});
+  source.SetMRSets({Set("a"), Set("b")});
   EXPECT_FALSE(MonitorMRSets(view, source, item));
   EXPECT_MESSAGES(Queue());
 }
 
 TEST_F(Monitors, ChangedMultipleResponseSetsAreToldTwiceTypeSevenFirst) {
-  source.SetMRSets({Set("$a")});
+  source.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
-  EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"$a"})), Extension(19, TextOf({"$a"})));
+  EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"a"})), Extension(19, TextOf({"a"})));
   EXPECT_EQ(view.GetMRSets(), source.GetMRSets());
   EXPECT_FALSE(MonitorMRSets(view, source, item));
 }
 
 TEST_F(Monitors, MultipleResponseSetsInAnotherOrderAreTold) {
-  view.SetMRSets({Set("$a"), Set("$b")});
-  source.SetMRSets({Set("$b"), Set("$a")});
+  view.SetMRSets({Set("a"), Set("b")});
+  source.SetMRSets({Set("b"), Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
-  EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"$b", "$a"})), Extension(19, TextOf({"$b", "$a"})));
+  EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"b", "a"})), Extension(19, TextOf({"b", "a"})));
   EXPECT_EQ(view.GetMRSets(), source.GetMRSets());
 }
 
 TEST_F(Monitors, MultipleResponseSetsOfWhichOneIsMissingAreTold) {
-  view.SetMRSets({Set("$a"), Set("$b")});
-  source.SetMRSets({Set("$a")});
+  view.SetMRSets({Set("a"), Set("b")});
+  source.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
-  EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"$a"})), Extension(19, TextOf({"$a"})));
+  EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"a"})), Extension(19, TextOf({"a"})));
 }
 
 TEST_F(Monitors, MultipleResponseSetsThatAreAllGoneAreToldAsEmptyText) {
-  view.SetMRSets({Set("$a")});
+  view.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
   EXPECT_MESSAGES(Queue(), Extension(7, ""), Extension(19, ""));
   EXPECT_THAT(view.GetMRSets(), IsEmpty());
@@ -148,7 +143,7 @@ TEST_F(Monitors, MultipleResponseSetsThatAreAllGoneAreToldAsEmptyText) {
 TEST_F(Monitors, ChangedMultipleResponseSetsAreNoMatterOfTheVariableSets) {
   view.SetVariableSets({Set("a")});
   source.SetVariableSets({Set("a")});
-  source.SetMRSets({Set("$a")});
+  source.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
   EXPECT_FALSE(MonitorVariableSets(view, source, item));
   EXPECT_MESSAGES(Queue(), Extension(7), Extension(19));
@@ -166,7 +161,7 @@ TEST_F(Monitors, EqualVariableSetsAreNotTold) {
 TEST_F(Monitors, ChangedVariableSetsAreToldOnce) {
   view.SetVariableSets({Set("a"), Set("b")});
   source.SetVariableSets({Set("b"), Set("a")});
-  source.SetMRSets({Set("$a")});
+  source.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorVariableSets(view, source, item));
   EXPECT_MESSAGES(Queue(), Extension(5, TextOf({"b", "a"})));
   EXPECT_EQ(view.GetVariableSets(), source.GetVariableSets());
@@ -176,16 +171,16 @@ TEST_F(Monitors, ChangedVariableSetsAreToldOnce) {
 // --- Sets as text ---
 
 TEST_F(Monitors, SetsAreSentAsTextInABlockOfVersionOneWithoutAZeroAtItsEnd) {
-  SendSetExtension(7, {VariableSet(Set("$a"))}, item);
+  SendSetExtension(7, {VariableSet(Set("a"))}, item);
   ASSERT_EQ(Queue().size(), 1U);
   EXPECT_EQ(BlockOf(0)->GetType(), 7);
   EXPECT_EQ(BlockOf(0)->GetVersion(), 1);
-  EXPECT_EQ(BlockOf(0)->GetBytes(), TextOf({"$a"}));
+  EXPECT_EQ(BlockOf(0)->GetBytes(), TextOf({"a"}));
   EXPECT_EQ(BlockOf(0)->ReferenceCount(), 1U) << "only the message holds it";
 }
 
 TEST_F(Monitors, SetsOfATypeThatHoldsNoneAreNotSent) {
-  EXPECT_THROW(SendSetExtension(6, {VariableSet(Set("$a"))}, item), std::invalid_argument);
+  EXPECT_THROW(SendSetExtension(6, {VariableSet(Set("a"))}, item), std::invalid_argument);
   EXPECT_MESSAGES(Queue());
 }
 
@@ -300,7 +295,7 @@ TEST_F(Monitors, AttributesOfWhichOnlyDashboardInfoIsLeftAreSentAsABlockOfLength
 // --- All of them ---
 
 TEST_F(Monitors, AllTellTheDatasetAndTheCaseSequence) {
-  source.SetMRSets({Set("$a")});
+  source.SetMRSets({Set("a")});
   source.SetVariableSets({Set("a")});
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "bytes")));
   source.SetAttributes(Attributes({"a"}));

@@ -86,7 +86,7 @@ class Recorder final : public DataSetMsgVisitor {
         return RecordSets(SetsChanged::Form::VariableSets, block);
       case DEMessages::kMRSetsText:
         return RecordSets(SetsChanged::Form::ResponseSets, block);
-      case DEMessages::kMRSetsExtendedText:
+      case DEMessages::kMRSetsSecondText:
         return RecordSets(SetsChanged::Form::ResponseSetsExtended, block);
       case DEMessages::kAttributesText:
         change_.what = AttributesChanged{block, DatasourceAttributes::Read(block->GetBytes())};

@@ -100,7 +100,7 @@ struct ChangeInWords {
       case SetsChanged::Form::ResponseSets:
         return "multiple-response sets" + words;
       case SetsChanged::Form::ResponseSetsExtended:
-        return "multiple-response sets, in extended form," + words;
+        return "multiple-response sets (extension 19)" + words;
     }
     return "sets" + words;
   }

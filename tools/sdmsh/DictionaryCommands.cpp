@@ -16,7 +16,7 @@
 namespace sdmsh {
 namespace {
 
-constexpr int kWidestString = 32767;
+constexpr int kWidestString = 1'000'000;
 
 // ---------------------------------------------------------------------------------------------
 // Types
@@ -41,13 +41,6 @@ int TakeType(Arguments& arguments, const char* alternatives = "") {
   if (!width) arguments.Wrong(expected);
   arguments.Take("");
   return *width;
-}
-
-void SetTypeAndFormats(ORVX_Variable& variable, int type) {
-  const VariableFormat format = type == 0 ? VariableFormat() : VariableFormat{'A', type, 0};
-  variable.SetType(type);
-  variable.SetPrintFormat(format);
-  variable.SetWriteFormat(format);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -114,9 +107,8 @@ void InsertVariable(Shell& shell, Caller& caller, Arguments& arguments) {
   EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
     RefuseTakenName(source, name);
     const int position = before ? PositionOf(source, *before) : source.ColumnCount();
-    ORVX_Variable variable(ORVX_Variable::NextID(), name);
+    ORVX_Variable variable(ORVX_Variable::NextID(), name, type);
     variable.SetLabel(label);
-    SetTypeAndFormats(variable, type);
     source.InsertVariable(position, variable);
   });
 }
@@ -200,7 +192,7 @@ void RetypeVariable(Shell& shell, Caller& caller, Arguments& arguments) {
   arguments.End();
 
   EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
-    SetTypeAndFormats(source.GetVariable(PositionOf(source, name)), type);
+    source.GetVariable(PositionOf(source, name)).SetType(type);
   });
 }
 

@@ -48,8 +48,7 @@ std::vector<NamedVariable> Named(const ORVX_DataSource& dictionary,
 }
 
 TimeSeries Named(const ORVX_DataSource& dictionary, const ORVX_TrendsInfo& trends) {
-  return {Named(dictionary, trends.dateVariables), trends.periodicity, trends.firstCase,
-          trends.lastCase};
+  return {Named(dictionary, trends.timeVariables), trends.seasonalPeriod};
 }
 
 std::vector<NamedSet> Named(const ORVX_DataSource& dictionary,

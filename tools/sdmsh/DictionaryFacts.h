@@ -32,10 +32,8 @@ struct Split {
 };
 
 struct TimeSeries {
-  std::vector<NamedVariable> dateVariables;
-  int periodicity = 0;      // 0 for none
-  long long firstCase = 0;  // 0 and 0 for all
-  long long lastCase = 0;
+  std::vector<NamedVariable> timeVariables;
+  int seasonalPeriod = 0;  // 0 for none
 };
 
 struct NamedSet {

@@ -52,11 +52,9 @@ Json SplitInJson(const Split& split) {
 }
 
 Json TimeSeriesInJson(const TimeSeries& trends) {
-  return {{"dateVariables", IdentifiersInJson(trends.dateVariables)},
-          {"periodicity", trends.periodicity},
-          {"firstCase", trends.firstCase},
-          {"lastCase", trends.lastCase},
-          {"names", Names(trends.dateVariables)}};
+  return {{"timeVariables", IdentifiersInJson(trends.timeVariables)},
+          {"seasonalPeriod", trends.seasonalPeriod},
+          {"names", Names(trends.timeVariables)}};
 }
 
 Json SetsInJson(const std::vector<NamedSet>& sets) {
@@ -65,9 +63,9 @@ Json SetsInJson(const std::vector<NamedSet>& sets) {
     json.push_back({{"name", set.name},
                     {"label", set.label},
                     {"kind", SetKindInWords(set.kind)},
-                    {"countedValue", set.countedValue},
-                    {"labelFromVariable", set.labelFromVariable},
-                    {"categoriesFromCountedValue", set.categoriesFromCountedValue},
+                    {"selectedValue", set.selectedValue},
+                    {"firstFlag", set.firstFlag},
+                    {"secondFlag", set.secondFlag},
                     {"members", IdentifiersInJson(members)},
                     {"names", Names(members)}});
   }

@@ -20,16 +20,16 @@ bool IsShortText(std::string_view bytes) {
          });
 }
 
-// "$news" "TV news": dichotomies of "a", "b", counted value "1"
+// "news" "TV news": indicators "a", "b", selected value "1"
 std::string SetInFull(const NamedSet& named) {
   const VariableSetImpl& set = named.set;
   std::string words = Quoted(set.name);
   if (!set.label.empty()) words.append(" ").append(Quoted(set.label));
   words += ": ";
-  if (set.kind != VariableSetImpl::kPlain) words.append(SetKindInWords(set.kind)).append(" of ");
+  if (set.kind != VariableSetImpl::kPlain) words.append(SetKindInWords(set.kind)).append(" ");
   words += VariablesInWords(named.members);
-  if (!set.countedValue.empty()) {
-    words.append(", counted value ").append(Quoted(set.countedValue));
+  if (!set.selectedValue.empty()) {
+    words.append(", selected value ").append(Quoted(set.selectedValue));
   }
   return words;
 }
@@ -71,11 +71,8 @@ std::string TimeSeriesInWords(const TimeSeries& trends) {
   const auto add = [&words](const std::string& part) {
     words += (words.empty() ? "" : "; ") + part;
   };
-  if (!trends.dateVariables.empty()) add("by " + VariablesInWords(trends.dateVariables));
-  if (trends.periodicity != 0) add("period " + std::to_string(trends.periodicity));
-  if (trends.firstCase != 0 || trends.lastCase != 0) {
-    add("cases " + std::to_string(trends.firstCase) + " to " + std::to_string(trends.lastCase));
-  }
+  if (!trends.timeVariables.empty()) add("by " + VariablesInWords(trends.timeVariables));
+  if (trends.seasonalPeriod != 0) add("period " + std::to_string(trends.seasonalPeriod));
   return OrNone(words);
 }
 
@@ -92,10 +89,10 @@ const char* SetKindInWords(int kind) {
   switch (kind) {
     case VariableSetImpl::kPlain:
       return "plain";
-    case VariableSetImpl::kMultipleDichotomies:
-      return "dichotomies";
-    case VariableSetImpl::kMultipleCategories:
-      return "categories";
+    case VariableSetImpl::kIndicators:
+      return "indicators";
+    case VariableSetImpl::kAnswers:
+      return "answers";
     default:
       return "unknown";
   }

@@ -19,13 +19,13 @@ std::string VariablesInWords(const std::vector<NamedVariable>& variables);
 // "vote", "educ" (separately)
 std::string SplitInWords(const Split& split);
 
-// by "year", "month"; period 12; cases 1 to 120
+// by "year", "month"; period 12
 std::string TimeSeriesInWords(const TimeSeries& trends);
 
-// "$news" (3 variables), "$issues" (1 variable)
+// "news" (3 variables), "issues" (1 variable)
 std::string SetSizesInWords(const std::vector<NamedSet>& sets);
 
-// "dichotomies"
+// "indicators"
 const char* SetKindInWords(int kind);
 
 // The bytes in quotes where they are a short text, otherwise how many there are.

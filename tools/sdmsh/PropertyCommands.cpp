@@ -99,23 +99,18 @@ void SetTrends(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   ORVX_TrendsInfo trends;
   std::vector<std::string> names;
-  enum { kPeriod, kCases, kBy };
+  enum { kPeriod, kBy };
   if (!arguments.Accept("off")) {
     do {
-      const std::size_t what = arguments.TakeOneOf({"period", "cases", "by"});
-      if (what == kPeriod) trends.periodicity = arguments.TakeNumber("NUMBER");
-      if (what == kCases) {
-        trends.firstCase = arguments.TakeNumber("FIRST");
-        arguments.Expect("to");
-        trends.lastCase = arguments.TakeNumber("LAST");
-      }
+      const std::size_t what = arguments.TakeOneOf({"period", "by"});
+      if (what == kPeriod) trends.seasonalPeriod = arguments.TakeNumber("NUMBER");
       if (what == kBy) names = arguments.TakeRest("VARIABLE");
     } while (!arguments.AtEnd());
   }
   arguments.End();
 
   EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
-    trends.dateVariables = IdentifiersOf(source, names);
+    trends.timeVariables = IdentifiersOf(source, names);
     *source.GetTrendsInfo() = trends;
   });
 }
@@ -125,12 +120,11 @@ void SetResponseSet(Shell& shell, Caller& caller, Arguments& arguments) {
   VariableSetImpl set;
   set.name = arguments.Take("NAME");
   std::vector<std::string> names;
-  enum { kDichotomies, kCategories, kOff };
-  const std::size_t kind = arguments.TakeOneOf({"dichotomies", "categories", "off"});
+  enum { kIndicators, kAnswers, kOff };
+  const std::size_t kind = arguments.TakeOneOf({"indicators", "answers", "off"});
   if (kind != kOff) {
-    set.kind = kind == kDichotomies ? VariableSetImpl::kMultipleDichotomies
-                                    : VariableSetImpl::kMultipleCategories;
-    if (kind == kDichotomies) set.countedValue = arguments.Take("VALUE");
+    set.kind = kind == kIndicators ? VariableSetImpl::kIndicators : VariableSetImpl::kAnswers;
+    if (kind == kIndicators) set.selectedValue = arguments.Take("VALUE");
     if (arguments.Accept("label")) set.label = arguments.Take("TEXT");
     arguments.Expect("of");
     names = arguments.TakeRest("VARIABLE");

@@ -26,9 +26,13 @@ Json Labels(const ValueLabels& labels) {
 Json Missing(const MissingValues& missing) {
   Json values = Json::array();
   for (const DataValue& value : missing.values) values.push_back(Value(value));
-  Json json = {{"values", values}};
-  if (missing.range) json["range"] = {missing.range->first, missing.range->second};
-  return json;
+  return values;
+}
+
+Json Format(const VariableFormat& format) {
+  return {{"kind", FormatKindInWords(format.kind)},
+          {"width", format.width},
+          {"decimals", format.decimals}};
 }
 
 }  // namespace
@@ -48,14 +52,10 @@ Json VariableInJson(const ORVX_Variable& variable) {
           {"name", variable.GetName()},
           {"label", variable.GetLabel()},
           {"type", variable.GetType()},
-          {"printFormat", FormatInWords(variable.GetPrintFormat())},
-          {"writeFormat", FormatInWords(variable.GetWriteFormat())},
+          {"format", Format(variable.GetFormat())},
           {"valueLabels", Labels(variable.GetValueLabels())},
           {"missingValues", Missing(variable.GetMissingValues())},
           {"measurementLevel", LevelInWords(variable.GetMeasurementLevel())},
-          {"role", RoleInWords(variable.GetRole())},
-          {"alignment", AlignmentInWords(variable.GetAlignment())},
-          {"displayWidth", variable.GetDisplayWidth()},
           {"attributes", variable.GetAttributes()}};
 }
 

@@ -34,15 +34,7 @@ std::string LabelsInWords(const ValueLabels& labels) {
 std::string MissingInWords(const MissingValues& missing) {
   Braced words;
   for (const DataValue& value : missing.values) words.Add(ValueInWords(value));
-  if (missing.range) {
-    words.Add(NumberInWords(missing.range->first) + " to " + NumberInWords(missing.range->second));
-  }
   return words.Text();
-}
-
-// The two formats of a variable are mostly one: then a change of both is one difference.
-bool OneFormat(const ORVX_Variable& variable) {
-  return variable.GetPrintFormat() == variable.GetWriteFormat();
 }
 
 }  // namespace
@@ -52,23 +44,19 @@ std::string TypeInWords(int type) {
   return "string of " + std::to_string(type) + (type == 1 ? " byte" : " bytes");
 }
 
+const char* FormatKindInWords(VariableFormat::Kind kind) {
+  return WordOf(kind, std::array{"plain", "date", "time", "datetime"}, "unknown");
+}
+
 std::string FormatInWords(const VariableFormat& format) {
-  std::string words = format.type + std::to_string(format.width);
-  if (format.decimals > 0) words.append(".").append(std::to_string(format.decimals));
+  std::string words = FormatKindInWords(format.kind);
+  if (format.width != 0) words.append(", width ").append(std::to_string(format.width));
+  if (format.decimals != 0) words.append(", decimals ").append(std::to_string(format.decimals));
   return words;
 }
 
 const char* LevelInWords(MeasurementLevel level) {
-  return WordOf(level, std::array{"unknown", "nominal", "ordinal", "scale"}, "unknown");
-}
-
-const char* RoleInWords(VariableRole role) {
-  return WordOf(role, std::array{"input", "target", "both", "none", "partition", "split"},
-                "unknown");
-}
-
-const char* AlignmentInWords(VariableAlignment alignment) {
-  return WordOf(alignment, std::array{"left", "right", "center"}, "unknown");
+  return WordOf(level, std::array{"unknown", "nominal", "ordinal", "interval", "ratio"}, "unknown");
 }
 
 std::string NumberInWords(double number) {
@@ -107,19 +95,10 @@ std::vector<Difference> Differences(const ORVX_Variable& before, const ORVX_Vari
   compare("name", &ORVX_Variable::GetName, Quoted);
   compare("label", &ORVX_Variable::GetLabel, Quoted);
   compare("type", &ORVX_Variable::GetType, TypeInWords);
-  if (OneFormat(before) && OneFormat(after)) {
-    compare("format", &ORVX_Variable::GetPrintFormat, FormatInWords);
-  } else {
-    compare("print format", &ORVX_Variable::GetPrintFormat, FormatInWords);
-    compare("write format", &ORVX_Variable::GetWriteFormat, FormatInWords);
-  }
+  compare("format", &ORVX_Variable::GetFormat, FormatInWords);
   compare("value labels", &ORVX_Variable::GetValueLabels, LabelsInWords);
   compare("missing values", &ORVX_Variable::GetMissingValues, MissingInWords);
   compare("measurement level", &ORVX_Variable::GetMeasurementLevel, LevelInWords);
-  compare("role", &ORVX_Variable::GetRole, RoleInWords);
-  compare("alignment", &ORVX_Variable::GetAlignment, AlignmentInWords);
-  compare("display width", &ORVX_Variable::GetDisplayWidth,
-          [](int width) { return std::to_string(width); });
   compare("attributes", &ORVX_Variable::GetAttributes, AttributesInWords);
   return differences;
 }

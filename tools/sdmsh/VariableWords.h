@@ -12,14 +12,12 @@ namespace sdmsh {
 
 // "numeric", "string of 8 bytes"
 std::string TypeInWords(int type);
-// "F8.2", "A8"
+// "plain"
+const char* FormatKindInWords(VariableFormat::Kind kind);
+// "plain, width 8, decimals 2"
 std::string FormatInWords(const VariableFormat& format);
 // "nominal"
 const char* LevelInWords(MeasurementLevel level);
-// "input"
-const char* RoleInWords(VariableRole role);
-// "left"
-const char* AlignmentInWords(VariableAlignment alignment);
 // The shortest decimal text that is this number again; without an exponent from 0.0001 up to 10^15.
 // "NaN", as IEEE 754 calls it, for a missing number.
 std::string NumberInWords(double number);

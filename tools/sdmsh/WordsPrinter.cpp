@@ -201,7 +201,7 @@ class WordsPrinter final : public Printer {
       const ORVX_Variable& variable = table.variables[i];
       const std::string row = Padded(variable.GetName(), nameWidth) + "  " +
                               Padded(TypeInWords(variable.GetType()), typeWidth) + "  " +
-                              Padded(LevelInWords(variable.GetMeasurementLevel()), 7) + "  " +
+                              Padded(LevelInWords(variable.GetMeasurementLevel()), 8) + "  " +
                               variable.GetLabel() + UsesInBrackets(table, variable.GetID());
       out_ << std::setw(4) << i + 1 << "  ";
       Line(row);

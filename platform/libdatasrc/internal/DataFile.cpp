@@ -44,11 +44,6 @@ class ColumnReader {
   ORVX_Variable MakeVariable(const TableSchema* schema) const {
     const int width = IsNumeric() ? 0 : static_cast<int>(widest_);
     ORVX_Variable variable(ORVX_Variable::NextID(), name_, width);
-    const VariableFormat format =
-        IsNumeric() ? VariableFormat{'F', 8, isWhole_ ? 0 : 2} : VariableFormat{'A', width, 0};
-    variable.SetPrintFormat(format);
-    variable.SetWriteFormat(format);
-    if (!IsNumeric()) variable.SetAlignment(VariableAlignment::Left);
     variable.SetMeasurementLevel(Level());
     if (field_ != nullptr) {
       variable.SetLabel(field_->label);
@@ -81,9 +76,9 @@ class ColumnReader {
       numbers_ = {};
       return;
     }
-    const bool isWhole = std::trunc(*number) == *number;
-    if (type_ == Type::Integer && !isWhole) Refuse(record, index, "is not a whole number");
-    isWhole_ = isWhole_ && isWhole;
+    if (type_ == Type::Integer && std::trunc(*number) != *number) {
+      Refuse(record, index, "is not a whole number");
+    }
     numbers_.push_back(*number);
   }
 
@@ -93,10 +88,11 @@ class ColumnReader {
                 Quoted(record.Field(index)) + " in column " + Quoted(name_) + " " + reason);
   }
 
+  // A file does not say what a number without categories measures.
   MeasurementLevel Level() const {
     const bool hasCategories = field_ != nullptr && !field_->categories.empty();
     if (hasCategories && field_->categoriesOrdered) return MeasurementLevel::Ordinal;
-    return IsNumeric() && !hasCategories ? MeasurementLevel::Scale : MeasurementLevel::Nominal;
+    return hasCategories || !IsNumeric() ? MeasurementLevel::Nominal : MeasurementLevel::Unknown;
   }
 
   ValueLabels Labels(const TableSchema& schema) const {
@@ -127,7 +123,6 @@ class ColumnReader {
   const SchemaField* field_;  // borrowed, null for none
   Type type_;
   bool isNumeric_ = true;
-  bool isWhole_ = true;
   std::size_t widest_ = 1;
   NumberColumn numbers_;
   TextColumn texts_;

@@ -15,6 +15,9 @@ void AppendEscaped(const std::string& field, std::string& text) {
       case '\n':
         text += "\\n";
         break;
+      case '\r':
+        text += "\\r";
+        break;
       case '\\':
         text += "\\\\";
         break;
@@ -34,6 +37,8 @@ char Unescaped(char c, std::size_t line) {
       return '\t';
     case 'n':
       return '\n';
+    case 'r':
+      return '\r';
     case '\\':
       return '\\';
     default:

@@ -1,6 +1,7 @@
-// Lines of fields, the form of text that data sources put into extensions: tabs between fields, a
-// line feed after each line, and a backslash before what would be taken for one of these (\t, \n,
-// \\).
+// Lines of fields, the form of text that data sources put into extensions. It is Linear TSV, as
+// Data Protocols published it: tabs between fields, a line feed after each line, and in a field \t,
+// \n, \r and \\ for a tab, a line feed, a carriage return and a backslash. Every field has a text,
+// so there is no \N.
 
 #ifndef LIBDATASRC_INTERNAL_TEXTFIELDS_H_
 #define LIBDATASRC_INTERNAL_TEXTFIELDS_H_

@@ -97,10 +97,10 @@ TEST(AttributesText, IsReadInWhateverOrderTheLinesCome) {
   EXPECT_EQ(DatasourceAttributes::Read("b\t2\na\t1\n"), Attributes({{"a", {"1"}}, {"b", {"2"}}}));
 }
 
-TEST(AttributesText, EscapesWhatWouldEndAFieldOrALineAndComesBackWithAllOtherBytes) {
+TEST(AttributesText, EscapesWhatLinearTsvEscapesAndKeepsAllOtherBytes) {
   const DatasourceAttributes awkward =
       Attributes({{"tab\there", {"line\nfeed", "back\\slash\\t", ""}}, {"", {"\0\r\xFF"s}}});
-  EXPECT_EQ(awkward.MakeString(), "\t\0\r\xFF\ntab\\there\tline\\nfeed\tback\\\\slash\\\\t\t\n"s);
+  EXPECT_EQ(awkward.MakeString(), "\t\0\\r\xFF\ntab\\there\tline\\nfeed\tback\\\\slash\\\\t\t\n"s);
   EXPECT_EQ(DatasourceAttributes::Read(awkward.MakeString()), awkward);
 }
 

@@ -28,13 +28,13 @@ TEST(DateValue, IsZeroAtThePosixEpoch) {
   EXPECT_EQ(Stamp(31, 12, 1969), -kDay);
 }
 
-TEST(DateValue, OfKnownPosixTimes) {
+TEST(DateValue, MatchesKnownPosixTimes) {
   EXPECT_EQ(Stamp(1, 2, 1975, 12), 160488000);
   EXPECT_EQ(Stamp(9, 9, 2001, 1, 46, 40), 1e9);
   EXPECT_EQ(Stamp(19, 1, 2038, 3, 14, 8), 2147483648.0);
 }
 
-TEST(DateValue, OfTheIso8601DatesAtBothEndsOfTheRange) {
+TEST(DateValue, CoversIso8601DatesFromYear1To9999) {
   EXPECT_EQ(Stamp(1, 1, 1), -62135596800);
   EXPECT_EQ(Stamp(31, 12, 9999, 23, 59, 59), 253402300799);
 }
@@ -43,11 +43,11 @@ TEST(DateValue, AddsTheTimeOfDay) {
   EXPECT_EQ(Stamp(1, 1, 1970, 23, 59, 59.25), kDay - 0.75);
 }
 
-TEST(DateValue, APosixLeapSecondEqualsTheNextMinutesFirst) {
+TEST(DateValue, PosixLeapSecondEqualsSecond0OfTheNextMinute) {
   EXPECT_EQ(Stamp(31, 12, 2016, 23, 59, 60), Stamp(1, 1, 2017));
 }
 
-TEST(DateValue, LeapYearsAreThoseOfTheProlepticGregorianCalendar) {
+TEST(DateValue, LeapYearsFollowTheProlepticGregorianCalendar) {
   for (const long leap : {4, 400, 1200, 1600, 2000, 2024}) {
     EXPECT_EQ(Stamp(1, 3, leap) - Stamp(28, 2, leap), 2 * kDay) << leap;
   }
@@ -56,7 +56,7 @@ TEST(DateValue, LeapYearsAreThoseOfTheProlepticGregorianCalendar) {
   }
 }
 
-TEST(DateValue, AgreesWithThePosixClockOnEveryDayOfTheRange) {
+TEST(DateValue, MatchesGmtimeOnEveryDayOfTheRange) {
   const auto first = static_cast<std::time_t>(Stamp(1, 1, 1));
   const auto last = static_cast<std::time_t>(Stamp(31, 12, 9999));
   for (std::time_t day = first; day <= last; day += 86400) {
@@ -70,7 +70,7 @@ TEST(DateValue, AgreesWithThePosixClockOnEveryDayOfTheRange) {
   }
 }
 
-TEST(DateValue, RefusesADateOutsideTheYears1To9999) {
+TEST(DateValue, RefusesDatesOutsideTheYears1To9999) {
   EXPECT_TRUE(IsRefused(31, 12, 0));
   EXPECT_TRUE(IsRefused(1, 1, -1));
   EXPECT_TRUE(IsRefused(1, 1, 10000));

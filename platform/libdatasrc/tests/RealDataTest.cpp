@@ -27,7 +27,7 @@ TEST(RealData, TheSurveyHasItsVariablesWithTheirLabels) {
   EXPECT_EQ(survey->GetVariable(0).GetName(), "popul");
   EXPECT_EQ(survey->GetVariable(9).GetName(), "vote");
   EXPECT_EQ(Named(*survey, "age").GetLabel(), "Age of respondent");
-  EXPECT_EQ(Named(*survey, "age").GetMeasurementLevel(), MeasurementLevel::Scale);
+  EXPECT_EQ(Named(*survey, "age").GetMeasurementLevel(), MeasurementLevel::Unknown);
   EXPECT_EQ(Named(*survey, "income").GetValueLabels().size(), 24U);
   EXPECT_EQ(Named(*survey, "vote").GetValueLabels(),
             (ValueLabels{{0.0, "Clinton"}, {1.0, "Dole"}}));

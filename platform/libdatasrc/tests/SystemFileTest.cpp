@@ -122,7 +122,7 @@ bool IsQuietNaN(double number) {
   return (std::bit_cast<std::uint64_t>(number) & kQuietNaN) == kQuietNaN;
 }
 
-TEST_F(SystemFile, AMissingNumberIsAQuietNaNOfIeee754WhateverMakesItMissing) {
+TEST_F(SystemFile, MissingNumbersAreQuietNaNsOfIeee754) {
   const auto source = Open("empty,text,was\n,x,x\n");
   source->GetVariable(1).SetType(0);
   source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "elsewhere"), nullptr);
@@ -133,7 +133,7 @@ TEST_F(SystemFile, AMissingNumberIsAQuietNaNOfIeee754WhateverMakesItMissing) {
   for (const OBS cell : row) EXPECT_TRUE(IsQuietNaN(cell.number)) << cell.number;
 }
 
-TEST_F(SystemFile, EveryFiniteNumberIsANumberAndNotMissing) {
+TEST_F(SystemFile, EveryFiniteNumberIsAValue) {
   const auto source = Open("a\n-1.7976931348623157e308\n");
   OBS cell;
   ASSERT_TRUE(std::unique_ptr<ObsIterator>(source->MakeIterator(&cell))->Next());
@@ -147,17 +147,31 @@ TEST_F(SystemFile, AStringIsAsWideAsItsWidestValueInBytes) {
 
   EXPECT_EQ(source->GetVariable(0).GetType(), 8);
   EXPECT_EQ(source->GetVariable(1).GetType(), 9);
-  EXPECT_EQ(source->GetVariable(1).GetPrintFormat(), (VariableFormat{'A', 9, 0}));
   EXPECT_EQ(source->GetObsAreaSize(), 1 + 2);
   EXPECT_THAT(Rows(*source),
               ElementsAre("[M\xC3\xBCnchen] [x               ]", "[Ulm     ] [123456789       ]"));
 }
 
-TEST_F(SystemFile, WholeNumbersAreShownWithoutDecimals) {
-  const auto source = Open("a,b\n1,1\n2,2.5\n");
+TEST_F(SystemFile, GivesEveryColumnThePlainFormat) {
+  const auto source = Open("a,b,c\n1,1,x\n2,2.5,y\n");
 
-  EXPECT_EQ(source->GetVariable(0).GetPrintFormat(), (VariableFormat{'F', 8, 0}));
-  EXPECT_EQ(source->GetVariable(1).GetPrintFormat(), (VariableFormat{'F', 8, 2}));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(source->GetVariable(i).GetFormat(), VariableFormat());
+}
+
+TEST_F(SystemFile, DerivesTheStevensScaleFromCategoriesAndType) {
+  const auto source = Open("number,text,named,ordered\n1,x,1,1\n", R"({"fields": [
+      {"name": "number", "type": "number"},
+      {"name": "named", "categories": [1, 2]},
+      {"name": "ordered", "categories": [1, 2], "categoriesOrdered": true}
+    ]})");
+
+  const auto level = [&](int position) {
+    return source->GetVariable(position).GetMeasurementLevel();
+  };
+  EXPECT_EQ(level(0), MeasurementLevel::Unknown);
+  EXPECT_EQ(level(1), MeasurementLevel::Nominal);
+  EXPECT_EQ(level(2), MeasurementLevel::Nominal);
+  EXPECT_EQ(level(3), MeasurementLevel::Ordinal);
 }
 
 TEST_F(SystemFile, TakesLabelsFromTheSchemaByName) {

@@ -18,28 +18,22 @@ const LocallyUniqueID kMonth(1, 2);
 
 ORVX_TrendsInfo Monthly() {
   ORVX_TrendsInfo trends;
-  trends.dateVariables = {kYear, kMonth};
-  trends.periodicity = 12;
-  trends.firstCase = 3;
-  trends.lastCase = 40;
+  trends.timeVariables = {kYear, kMonth};
+  trends.seasonalPeriod = 12;
   return trends;
 }
 
 TEST(TrendsInfo, FreshSaysThatThereIsNoTimeSeries) {
   const ORVX_TrendsInfo trends;
-  EXPECT_THAT(trends.dateVariables, IsEmpty());
-  EXPECT_EQ(trends.periodicity, 0);
-  EXPECT_EQ(trends.firstCase, 0);
-  EXPECT_EQ(trends.lastCase, 0);
+  EXPECT_THAT(trends.timeVariables, IsEmpty());
+  EXPECT_EQ(trends.seasonalPeriod, 0);
 }
 
 TEST(TrendsInfo, DiffersByEachOfItsFields) {
   const std::vector<std::function<void(ORVX_TrendsInfo&)>> changes = {
-      [](auto& trends) { trends.dateVariables.pop_back(); },
-      [](auto& trends) { std::swap(trends.dateVariables[0], trends.dateVariables[1]); },
-      [](auto& trends) { trends.periodicity = 4; },
-      [](auto& trends) { trends.firstCase = 1; },
-      [](auto& trends) { trends.lastCase = 41; },
+      [](auto& trends) { trends.timeVariables.pop_back(); },
+      [](auto& trends) { std::swap(trends.timeVariables[0], trends.timeVariables[1]); },
+      [](auto& trends) { trends.seasonalPeriod = 4; },
   };
   EXPECT_TRUE(Monthly() == Monthly());
   for (std::size_t i = 0; i < changes.size(); ++i) {
@@ -61,7 +55,7 @@ TEST(TrendsInfoOfASource, OutlivesItsDateVariables) {
   source.MakeVariable(ORVX_Variable(kYear, "YEAR_"), nullptr);
   *source.GetTrendsInfo() = Monthly();
   source.DeleteVariables(0, 0);
-  EXPECT_THAT(source.GetTrendsInfo()->dateVariables, ElementsAre(kYear, kMonth));
+  EXPECT_THAT(source.GetTrendsInfo()->timeVariables, ElementsAre(kYear, kMonth));
 }
 
 TEST(TrendsInfoOfASource, LeavesTheDirtyFlagAlone) {
@@ -74,10 +68,10 @@ TEST(TrendsInfoOfASource, IsCopiedWithTheDictionaryAndThenFreeOfIt) {
   DataFreeDataSource source;
   *source.GetTrendsInfo() = Monthly();
   DataFreeDataSource copy;
-  copy.GetTrendsInfo()->periodicity = 7;
+  copy.GetTrendsInfo()->seasonalPeriod = 7;
 
   copy.CopyDictionary(&source);
-  source.GetTrendsInfo()->periodicity = 4;
+  source.GetTrendsInfo()->seasonalPeriod = 4;
 
   EXPECT_EQ(*copy.GetTrendsInfo(), Monthly());
 }

@@ -24,12 +24,12 @@ const LocallyUniqueID kWalk(15, 0x0FFFFFFE);
 // Every field differs from the default.
 VariableSetImpl Hobbies() {
   VariableSetImpl set;
-  set.kind = VariableSetImpl::kMultipleDichotomies;
-  set.labelFromVariable = true;
-  set.categoriesFromCountedValue = true;
-  set.name = "$hobbies";
+  set.kind = VariableSetImpl::kIndicators;
+  set.firstFlag = true;
+  set.secondFlag = true;
+  set.name = "hobbies";
   set.label = "Hobbies";
-  set.countedValue = "1";
+  set.selectedValue = "1";
   set.members = {kRead, kSing, kWalk};
   return set;
 }
@@ -41,8 +41,8 @@ VariableSetImpl Named(const std::string& name) {
 }
 
 testing::Matcher<const VariableSetImpl&> Is(const VariableSetImpl& set) {
-  return testing::FieldsAre(set.kind, set.labelFromVariable, set.categoriesFromCountedValue,
-                            set.name, set.label, set.countedValue, set.members);
+  return testing::FieldsAre(set.kind, set.firstFlag, set.secondFlag, set.name, set.label,
+                            set.selectedValue, set.members);
 }
 
 std::vector<std::string> NamesOf(const std::vector<VariableSetImpl>& sets) {
@@ -150,7 +150,7 @@ TEST(VariableSets, AreCopiedWithTheDictionaryAndThenFreeOfIt) {
   source.SetMRSets({});
   source.SetVariableSets({});
 
-  EXPECT_THAT(NamesOf(copy.GetMRSets()), ElementsAre("$hobbies", "$other"));
+  EXPECT_THAT(NamesOf(copy.GetMRSets()), ElementsAre("hobbies", "$other"));
   EXPECT_THAT(copy.GetMRSets()[0], Is(Hobbies()));
   EXPECT_THAT(NamesOf(copy.GetVariableSets()), ElementsAre("demography"));
 }
@@ -181,7 +181,7 @@ TEST(VariableSets, AreListedUnderNoOtherNumber) {
 
 TEST(VariableSetsText, HasALineForEachSetWithItsFieldsBetweenTabs) {
   EXPECT_EQ(TextOf({Hobbies(), Named("plain")}),
-            "$hobbies\tHobbies\t1\t1\t1\t1\t17\t33\t4294967279\n"
+            "hobbies\tHobbies\t1\t1\t1\t1\t17\t33\t4294967279\n"
             "plain\t\t\t0\t0\t0\n");
 }
 
@@ -213,25 +213,25 @@ TEST(VariableSetsText, ComesBackAsTheSameSetsInTheSameOrder) {
 
 TEST(VariableSetsText, CarriesEachFlagAndEachKindOnItsOwn) {
   VariableSetImpl first = Named("first");
-  first.labelFromVariable = true;
-  first.kind = VariableSetImpl::kMultipleCategories;
+  first.firstFlag = true;
+  first.kind = VariableSetImpl::kAnswers;
   VariableSetImpl second = Named("second");
-  second.categoriesFromCountedValue = true;
+  second.secondFlag = true;
   second.kind = std::numeric_limits<std::int32_t>::min();
   EXPECT_THAT(SetsIn(TextOf({first, second})), ElementsAre(Is(first), Is(second)));
 }
 
-TEST(VariableSetsText, EscapesWhatWouldEndAFieldOrALine) {
+TEST(VariableSetsText, EscapesWhatLinearTsvEscapes) {
   VariableSetImpl awkward = Named("a\tb");
   awkward.label = "two\nlines";
-  awkward.countedValue = "back\\slash\\n";
-  EXPECT_EQ(TextOf({awkward}), "a\\tb\ttwo\\nlines\tback\\\\slash\\\\n\t0\t0\t0\n");
+  awkward.selectedValue = "back\\slash\\n\r";
+  EXPECT_EQ(TextOf({awkward}), "a\\tb\ttwo\\nlines\tback\\\\slash\\\\n\\r\t0\t0\t0\n");
   EXPECT_THAT(SetsIn(TextOf({awkward})), ElementsAre(Is(awkward)));
 }
 
 TEST(VariableSetsText, CarriesAnyOtherBytes) {
   VariableSetImpl awkward = Named("zero\0byte"s);
-  awkward.label = "\r\xC3\xA4\xFF";
+  awkward.label = "\xC3\xA4\xFF";
   EXPECT_THAT(SetsIn(TextOf({awkward})), ElementsAre(Is(awkward)));
 }
 

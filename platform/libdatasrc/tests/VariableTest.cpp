@@ -23,6 +23,8 @@ TEST(Variable, WithoutArgumentsIsANamelessNumberWithoutIdentifier) {
   EXPECT_EQ(variable.GetType(), 0);
   EXPECT_TRUE(variable.GetValueLabels().empty());
   EXPECT_EQ(variable.GetMissingValues(), MissingValues());
+  EXPECT_EQ(variable.GetFormat(), VariableFormat());
+  EXPECT_EQ(variable.GetMeasurementLevel(), MeasurementLevel::Unknown);
   EXPECT_EQ(variable, ORVX_Variable());
 }
 
@@ -89,13 +91,14 @@ TEST(Variable, AssignedToItselfKeepsItsValue) {
 
 TEST(Variable, TakesAPartOfItselfAsAnArgument) {
   ORVX_Variable variable = Age();
-  variable.SetPrintFormat({'E', 12, 4});
+  const VariableFormat format{VariableFormat::Kind::Time, 12, 4};
+  variable.SetFormat(format);
   const ORVX_Variable copy = variable;
 
-  variable.SetWriteFormat(variable.GetPrintFormat());
+  variable.SetFormat(variable.GetFormat());
   variable.SetLabel(variable.GetName());
 
-  EXPECT_EQ(variable.GetWriteFormat(), (VariableFormat{'E', 12, 4}));
+  EXPECT_EQ(variable.GetFormat(), format);
   EXPECT_EQ(variable.GetLabel(), "age");
   EXPECT_EQ(copy.GetLabel(), "");
 }
@@ -138,31 +141,22 @@ INSTANTIATE_TEST_SUITE_P(
         Change{"Name", [](ORVX_Variable& v) { v.SetName("Age"); }},
         Change{"Label", [](ORVX_Variable& v) { v.SetLabel("Age in years"); }},
         Change{"Type", [](ORVX_Variable& v) { v.SetType(1); }},
-        Change{"PrintFormat",
+        Change{"FormatKind", [](ORVX_Variable& v) { v.SetFormat({VariableFormat::Kind::Date}); }},
+        Change{"FormatWidth",
                [](ORVX_Variable& v) {
-                 v.SetPrintFormat({'F', 8, 0});
+                 v.SetFormat({VariableFormat::Kind::Plain, 9});
                }},
-        Change{"WriteFormat",
+        Change{"FormatDecimals",
                [](ORVX_Variable& v) {
-                 v.SetWriteFormat({'F', 9, 2});
+                 v.SetFormat({VariableFormat::Kind::Plain, 0, 2});
                }},
         Change{"ValueLabels",
                [](ORVX_Variable& v) {
                  v.SetValueLabels({{99.0, "unknown"}});
                }},
-        Change{"MissingValues",
-               [](ORVX_Variable& v) {
-                 v.SetMissingValues({{DataValue(99.0)}, std::nullopt});
-               }},
-        Change{"MissingRange",
-               [](ORVX_Variable& v) {
-                 v.SetMissingValues({{}, std::pair(90.0, 99.0)});
-               }},
+        Change{"MissingValues", [](ORVX_Variable& v) { v.SetMissingValues({{DataValue(99.0)}}); }},
         Change{"MeasurementLevel",
-               [](ORVX_Variable& v) { v.SetMeasurementLevel(MeasurementLevel::Scale); }},
-        Change{"Role", [](ORVX_Variable& v) { v.SetRole(VariableRole::Target); }},
-        Change{"Alignment", [](ORVX_Variable& v) { v.SetAlignment(VariableAlignment::Center); }},
-        Change{"DisplayWidth", [](ORVX_Variable& v) { v.SetDisplayWidth(20); }},
+               [](ORVX_Variable& v) { v.SetMeasurementLevel(MeasurementLevel::Ratio); }},
         Change{"Attributes",
                [](ORVX_Variable& v) {
                  v.SetAttributes({{"source", {"census"}}});
@@ -173,12 +167,12 @@ TEST(Variable, AMissingValueThatIsNoNumberEqualsItself) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   ORVX_Variable a = Age();
   ORVX_Variable b = Age();
-  a.SetMissingValues({{DataValue(nan)}, std::pair(nan, 1.0)});
-  b.SetMissingValues({{DataValue(nan)}, std::pair(nan, 1.0)});
+  a.SetMissingValues({{DataValue(nan), DataValue(1.0)}});
+  b.SetMissingValues({{DataValue(nan), DataValue(1.0)}});
 
   EXPECT_TRUE(a == b);
 
-  b.SetMissingValues({{DataValue(nan)}, std::pair(nan, 2.0)});
+  b.SetMissingValues({{DataValue(nan), DataValue(2.0)}});
   EXPECT_FALSE(a == b);
 }
 

@@ -23,7 +23,7 @@ constexpr std::size_t kSmallest<DataValue> = 5;
 template <>
 constexpr std::size_t kSmallest<std::vector<std::string>> = 4;
 template <>
-constexpr std::size_t kSmallest<ORVX_Variable> = 54;
+constexpr std::size_t kSmallest<ORVX_Variable> = 38;
 
 void Transfer(VStream& stream, LocallyUniqueID& id) {
   SerializeID(stream, id);
@@ -31,18 +31,6 @@ void Transfer(VStream& stream, LocallyUniqueID& id) {
 
 void Transfer(VStream& stream, std::string& text) {
   stream.String(text);
-}
-
-void Transfer(VStream& stream, int& number) {
-  stream.Int32(number);
-}
-
-void Transfer(VStream& stream, VariableFormat& format) {
-  auto type = static_cast<std::uint8_t>(format.type);
-  stream.Uint8(type);
-  format.type = static_cast<char>(type);
-  stream.Int32(format.width);
-  stream.Int32(format.decimals);
 }
 
 // A tag, 0 for a number and 1 for a string, then the value.
@@ -59,14 +47,11 @@ void Transfer(VStream& stream, DataValue& value) {
   }
 }
 
+constexpr unsigned int LastOf(VariableFormat::Kind) {
+  return static_cast<unsigned int>(VariableFormat::Kind::DateTime);
+}
 constexpr unsigned int LastOf(MeasurementLevel) {
-  return static_cast<unsigned int>(MeasurementLevel::Scale);
-}
-constexpr unsigned int LastOf(VariableRole) {
-  return static_cast<unsigned int>(VariableRole::Split);
-}
-constexpr unsigned int LastOf(VariableAlignment) {
-  return static_cast<unsigned int>(VariableAlignment::Center);
+  return static_cast<unsigned int>(MeasurementLevel::Ratio);
 }
 
 template <class Enum>
@@ -79,6 +64,12 @@ void Transfer(VStream& stream, Enum& value) {
     throw VStreamError(start, "at most " + std::to_string(LastOf(value)), std::to_string(number));
   }
   value = static_cast<Enum>(number);
+}
+
+void Transfer(VStream& stream, VariableFormat& format) {
+  Transfer(stream, format.kind);
+  stream.Int32(format.width);
+  stream.Int32(format.decimals);
 }
 
 template <class T>
@@ -127,12 +118,6 @@ void Transfer(VStream& stream, std::map<Key, Value>& map) {
 
 void Transfer(VStream& stream, MissingValues& missing) {
   Transfer(stream, missing.values);
-  bool hasRange = missing.range.has_value();
-  stream.Bool(hasRange);
-  if (!hasRange) return missing.range.reset();
-  if (!missing.range) missing.range.emplace();
-  stream.Double(missing.range->first);
-  stream.Double(missing.range->second);
 }
 
 void SerializeType(VStream& stream, ORVX_Variable& variable) {
@@ -161,14 +146,10 @@ void SerializeVariable(VStream& stream, ORVX_Variable& variable) {
   Field(stream, variable, &V::GetName, &V::SetName);
   Field(stream, variable, &V::GetLabel, &V::SetLabel);
   SerializeType(stream, variable);
-  Field(stream, variable, &V::GetPrintFormat, &V::SetPrintFormat);
-  Field(stream, variable, &V::GetWriteFormat, &V::SetWriteFormat);
+  Field(stream, variable, &V::GetFormat, &V::SetFormat);
   Field(stream, variable, &V::GetValueLabels, &V::SetValueLabels);
   Field(stream, variable, &V::GetMissingValues, &V::SetMissingValues);
   Field(stream, variable, &V::GetMeasurementLevel, &V::SetMeasurementLevel);
-  Field(stream, variable, &V::GetRole, &V::SetRole);
-  Field(stream, variable, &V::GetAlignment, &V::SetAlignment);
-  Field(stream, variable, &V::GetDisplayWidth, &V::SetDisplayWidth);
   Field(stream, variable, &V::GetAttributes, &V::SetAttributes);
 }
 

@@ -161,21 +161,18 @@ TEST(TextOfAMessage, GivesTheValueOfAProperty) {
 TEST(TextOfAMessage, ListsWhatMakesATimeSeries) {
   ORVX_TrendsInfo trends;
   EXPECT_EQ(About<TrendsInfoMsg>(&trends).ToString(), "time series: none");
-  trends.periodicity = 12;
+  trends.seasonalPeriod = 12;
   EXPECT_EQ(About<TrendsInfoMsg>(&trends).ToString(), "time series: period 12");
-  trends.dateVariables = {kAgeID, kNewsID};
-  trends.firstCase = 1;
-  trends.lastCase = 120;
-  EXPECT_EQ(Named(About<TrendsInfoMsg>(&trends)),
-            "time series: by \"age\", \"TVnews\", period 12, cases 1 to 120");
+  trends.timeVariables = {kAgeID, kNewsID};
+  EXPECT_EQ(Named(About<TrendsInfoMsg>(&trends)), "time series: by \"age\", \"TVnews\", period 12");
 }
 
 TEST(TextOfAMessage, ListsSetsByNameAndSize) {
-  const std::string line = "$news\t\t\t0\t0\t0\t17\t33\n$one\t\t\t0\t0\t0\t17\n";
-  const std::string sets = "\"$news\" (2 variables), \"$one\" (1 variable)";
+  const std::string line = "news\t\t\t0\t0\t0\t17\t33\none\t\t\t0\t0\t0\t17\n";
+  const std::string sets = "\"news\" (2 variables), \"one\" (1 variable)";
   EXPECT_EQ(Block(5, line).ToString(), "variable sets: " + sets);
   EXPECT_EQ(Block(7, line).ToString(), "multiple-response sets: " + sets);
-  EXPECT_EQ(Block(19, line).ToString(), "multiple-response sets, extended form: " + sets);
+  EXPECT_EQ(Block(19, line).ToString(), "multiple-response sets (extension 19): " + sets);
   EXPECT_EQ(Block(5, "").ToString(), "variable sets: none");
 }
 

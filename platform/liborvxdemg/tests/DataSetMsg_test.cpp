@@ -36,13 +36,10 @@ using testing::IsEmpty;
 
 const LocallyUniqueID kAgeID(1, 2);
 
-// A variable with nothing but an identifier, a name and a look.
+// A variable with nothing but an identifier, a name and a format.
 ORVX_Variable Age() {
   ORVX_Variable age(kAgeID, "age");
-  age.SetPrintFormat({'F', 8, 2});
-  age.SetWriteFormat({'E', 9, 0});
-  age.SetAlignment(VariableAlignment::Right);
-  age.SetDisplayWidth(10);
+  age.SetFormat({VariableFormat::Kind::Plain, 8, 2});
   return age;
 }
 
@@ -52,14 +49,10 @@ const std::string kAgeBytes =
     "\x03\0\0\0" "age"        // name
     "\0\0\0\0"                // label
     "\0\0\0\0"                // type
-    "F\x08\0\0\0\x02\0\0\0"  // print format
-    "E\x09\0\0\0\0\0\0\0"    // write format
+    "\0\x08\0\0\0\x02\0\0\0"  // format
     "\0\0\0\0"                // value labels
-    "\0\0\0\0" "\0"          // missing values, range
+    "\0\0\0\0"                // missing values
     "\0"                      // measurement level
-    "\0"                      // role
-    "\x01"                    // alignment
-    "\x0A\0\0\0"              // display width
     "\0\0\0\0"s;              // attributes
 // clang-format on
 

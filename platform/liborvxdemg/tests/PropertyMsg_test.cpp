@@ -35,10 +35,8 @@ const LocallyUniqueID kBoth[] = {kYear, kMonth};
 
 ORVX_TrendsInfo Monthly() {
   ORVX_TrendsInfo trends;
-  trends.dateVariables = {kYear, kMonth};
-  trends.periodicity = 12;
-  trends.firstCase = 5;
-  trends.lastCase = 0x0123456789ABCDEF;
+  trends.timeVariables = {kYear, kMonth};
+  trends.seasonalPeriod = 12;
   return trends;
 }
 
@@ -100,10 +98,8 @@ const std::string kTrendsBytes =
     "DEMessages::TrendsInfoMsg"
     "\x01\0\0\0"s +
     kCommonBytes +
-    "\x02\0\0\0" "\x21\0\0\0" "\x31\0\0\0"  // date variables
-    "\x0C\0\0\0"                             // periodicity
-    "\x05\0\0\0\0\0\0\0"                     // first case
-    "\xEF\xCD\xAB\x89\x67\x45\x23\x01"s;     // last case
+    "\x02\0\0\0" "\x21\0\0\0" "\x31\0\0\0"  // time variables
+    "\x0C\0\0\0"s;                            // seasonal period
 // clang-format on
 
 const std::string kResetClientDataBytes =
@@ -453,10 +449,10 @@ TEST(SplitFileMsg, RefusesACountOfIdentifiersThatCouldNotBeThere) {
   ExpectLieRefused(kSplitBytes, count, '\x03');
 }
 
-TEST(TrendsInfoMsg, RefusesACountOfDateVariablesThatCouldNotBeThere) {
-  const std::size_t count = kTrendsBytes.size() - 32;
+TEST(TrendsInfoMsg, RefusesACountOfTimeVariablesBeyondItsBytes) {
+  const std::size_t count = kTrendsBytes.size() - 16;
   ASSERT_EQ(kTrendsBytes[count], '\x02');
-  ExpectLieRefused(kTrendsBytes, count, '\x08');
+  ExpectLieRefused(kTrendsBytes, count, '\x04');
 }
 
 TEST(ExtensionsMsg, RefusesALengthThatCouldNotBeThere) {

@@ -31,15 +31,10 @@ ORVX_Variable VariableIn(std::string_view bytes) {
 ORVX_Variable FullVariable() {
   ORVX_Variable variable(LocallyUniqueID(1, 0x0ABCDEF), "größe", 12);
   variable.SetLabel("Größe\nin cm");
-  variable.SetPrintFormat({'A', 12, 0});
-  variable.SetWriteFormat({'E', 20, -1});
+  variable.SetFormat({VariableFormat::Kind::DateTime, 20, -1});
   variable.SetValueLabels({{1.5, "some"}, {-0.0, "none"}, {"x\0y"s, "letters"}, {"", "blank"}});
-  variable.SetMissingValues({{99.0, "NA", std::numeric_limits<double>::quiet_NaN()},
-                             std::pair(-std::numeric_limits<double>::infinity(), -1.0)});
-  variable.SetMeasurementLevel(MeasurementLevel::Scale);
-  variable.SetRole(VariableRole::Split);
-  variable.SetAlignment(VariableAlignment::Center);
-  variable.SetDisplayWidth(17);
+  variable.SetMissingValues({{99.0, "NA", std::numeric_limits<double>::quiet_NaN()}});
+  variable.SetMeasurementLevel(MeasurementLevel::Ratio);
   variable.SetAttributes({{"source", {"register", ""}}, {"empty", {}}});
   return variable;
 }
@@ -54,25 +49,18 @@ TEST(VariableOnTheWire, ArrivesAsDifferentAsAnySingleFieldMakesIt) {
       [](auto& v) { v.SetName("n"); },
       [](auto& v) { v.SetLabel("l"); },
       [](auto& v) { v.SetType(1); },
+      [](auto& v) { v.SetFormat({VariableFormat::Kind::Date}); },
       [](auto& v) {
-        v.SetPrintFormat({'F', 9, 2});
+        v.SetFormat({VariableFormat::Kind::Plain, 9});
       },
       [](auto& v) {
-        v.SetWriteFormat({'F', 8, 3});
+        v.SetFormat({VariableFormat::Kind::Plain, 0, 3});
       },
       [](auto& v) {
         v.SetValueLabels({{1.0, ""}});
       },
-      [](auto& v) {
-        v.SetMissingValues({{1.0}, {}});
-      },
-      [](auto& v) {
-        v.SetMissingValues({{}, std::pair(1.0, 2.0)});
-      },
+      [](auto& v) { v.SetMissingValues({{1.0}}); },
       [](auto& v) { v.SetMeasurementLevel(MeasurementLevel::Nominal); },
-      [](auto& v) { v.SetRole(VariableRole::Target); },
-      [](auto& v) { v.SetAlignment(VariableAlignment::Center); },
-      [](auto& v) { v.SetDisplayWidth(1); },
       [](auto& v) {
         v.SetAttributes({{"a", {"1"}}});
       },
@@ -94,32 +82,29 @@ TEST(VariableOnTheWire, IsReadOverWhateverStoodThereBefore) {
 }
 
 // clang-format off
-const std::string kFromLabelsOn =
+const std::string kFromFormatOn =
+    "\x03" "\x13\0\0\0" "\x06\0\0\0"                                  // format: date and time
     "\x02\0\0\0"                                                        // value labels: a number
     "\0" "\0\0\0\0\0\0\xF0\x3F" "\x03\0\0\0one"
     "\x01" "\x01\0\0\0x" "\0\0\0\0"                                    // and a string
     "\x01\0\0\0" "\0" "\0\0\0\0\0\0\0\x40"                             // one missing value
-    "\x01" "\0\0\0\0\0\0\x08\x40" "\0\0\0\0\0\0\x10\x40"               // the range
-    "\x03\x05\x02"                                                      // level, role, alignment
-    "\x08\0\0\0"                                                        // display width
+    "\x04"                                                              // level: ratio
     "\x01\0\0\0" "\x01\0\0\0" "a" "\x01\0\0\0" "\x02\0\0\0" "b2"s;  // attributes
 // clang-format on
 
 TEST(VariableOnTheWire, HasThisForm) {
   ORVX_Variable variable;
+  variable.SetFormat({VariableFormat::Kind::DateTime, 19, 6});
   variable.SetValueLabels({{1.0, "one"}, {"x", ""}});
-  variable.SetMissingValues({{2.0}, std::pair(3.0, 4.0)});
-  variable.SetMeasurementLevel(MeasurementLevel::Scale);
-  variable.SetRole(VariableRole::Split);
-  variable.SetAlignment(VariableAlignment::Center);
-  variable.SetDisplayWidth(8);
+  variable.SetMissingValues({{2.0}});
+  variable.SetMeasurementLevel(MeasurementLevel::Ratio);
   variable.SetAttributes({{"a", {"b2"}}});
-  EXPECT_THAT(BytesOfVariable(variable), testing::EndsWith(kFromLabelsOn));
+  EXPECT_THAT(BytesOfVariable(variable), testing::EndsWith(kFromFormatOn));
 }
 
 TEST(VariableOnTheWire, IsNeverShorterThanTheLeastThatAListCountsOn) {
   constexpr std::size_t kMessageHead = 4 + 24 + 4 + 12;
-  EXPECT_EQ(BytesOfVariable(ORVX_Variable()).size() - kMessageHead, 54U);
+  EXPECT_EQ(BytesOfVariable(ORVX_Variable()).size() - kMessageHead, 38U);
 }
 
 TEST(VariableOnTheWire, IsRefusedWhereverItsBytesEndEarly) {
@@ -142,13 +127,13 @@ std::string Replaced(const ORVX_Variable& variable, const std::string& part,
 
 TEST(VariableOnTheWire, IsRefusedWithAnUnknownEnumerator) {
   ORVX_Variable variable;
-  variable.SetMeasurementLevel(MeasurementLevel::Scale);
-  variable.SetRole(VariableRole::Split);
-  variable.SetAlignment(VariableAlignment::Center);
-  EXPECT_NO_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x03\x05\x02"s)));
-  EXPECT_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x04\x05\x02"s)), VStreamError);
-  EXPECT_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x03\x06\x02"s)), VStreamError);
-  EXPECT_THROW(VariableIn(Replaced(variable, "\x03\x05\x02"s, "\x03\x05\x03"s)), VStreamError);
+  variable.SetFormat({VariableFormat::Kind::DateTime, 0x2211, 0});
+  variable.SetMissingValues({{"m"}});
+  variable.SetMeasurementLevel(MeasurementLevel::Ratio);
+  EXPECT_NO_THROW(VariableIn(Replaced(variable, "\x03\x11\x22"s, "\x02\x11\x22"s)));
+  EXPECT_THROW(VariableIn(Replaced(variable, "\x03\x11\x22"s, "\x04\x11\x22"s)), VStreamError);
+  EXPECT_NO_THROW(VariableIn(Replaced(variable, "m\x04"s, "m\x03"s)));
+  EXPECT_THROW(VariableIn(Replaced(variable, "m\x04"s, "m\x05"s)), VStreamError);
 }
 
 TEST(VariableOnTheWire, IsRefusedWithANegativeType) {
