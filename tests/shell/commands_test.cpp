@@ -63,6 +63,7 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
       {"write", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"try-write", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"release", {{"survey now", "the end of the line"}}},
+      {"locks", {{"survey now", "the end of the line"}}},
       {"observe", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"unobserve", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"tell", {{"", "DATASET"}, {"survey now", "the end of the line"}}},

@@ -140,10 +140,9 @@ TEST_F(Locks, RolesThatWaitForEachOtherAreADeadlockThatOneReleaseEnds) {
 }
 
 TEST_F(Locks, ADeadlockInJsonNamesEachRoleAndWhoHoldsWhatItWaitsFor) {
-  EXPECT_THAT(
-      InJson(Open("survey") + "read survey\nwrite survey\nrelease\n"),
-      HasSubstr(R"({"event":"deadlock","steps":[{"role":"main","mode":"write",)"
-                R"("dataset":"survey","holder":{"role":"main","mode":"read"}}]})"));
+  EXPECT_THAT(InJson(Open("survey") + "read survey\nwrite survey\nrelease\n"),
+              HasSubstr(R"({"event":"deadlock","steps":[{"role":"main","mode":"write",)"
+                        R"("dataset":"survey","holder":{"role":"main","mode":"read"}}]})"));
 }
 
 TEST_F(Locks, ATryThatSucceedsIsAWriteLock) {
