@@ -1,6 +1,10 @@
 # Warnings, sanitizers and run paths that every target of the project shares.
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+# GCC 12 takes `"literal" + std::string` for a copy onto itself.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  add_compile_options(-Wno-restrict)
+endif()
 if(SDM_DEVELOPER)
   add_compile_options(-Werror)
 endif()

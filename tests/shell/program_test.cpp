@@ -137,7 +137,7 @@ TEST_F(Program, DoesWhatTheManualShows) {
       "> " + open + "survey is open: 10 variables, 944 cases, from examples/data/survey.tsv\n";
   const std::string stage = Stage();
   const std::vector<std::string> examples = ExamplesOfTheManual();
-  EXPECT_EQ(examples.size(), 8u);
+  EXPECT_EQ(examples.size(), 9u);
   for (const std::string& example : examples) {
     const std::string commands = CommandsOf(example);
     const bool opensItself = commands.find(open) != std::string::npos;
