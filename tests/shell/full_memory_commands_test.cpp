@@ -212,9 +212,9 @@ TEST_P(FullMemoryAtTheShell, AllocationsOfACommandFailAndTheShellGoesOn) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, FullMemoryAtTheShell, testing::ValuesIn(Scenes()),
-                         [](const auto& info) {
-                           std::string name = info.param.command;
-                           name = name.substr(0, name.find(' ')) + std::to_string(info.index);
+                         [](const auto& scene) {
+                           std::string name = scene.param.command;
+                           name = name.substr(0, name.find(' ')) + std::to_string(scene.index);
                            std::erase(name, '-');
                            return name;
                          });
