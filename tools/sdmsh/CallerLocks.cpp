@@ -7,6 +7,7 @@
 #include <ServerDataManager/serverdatamgr.h>
 
 #include <algorithm>
+#include <exception>
 #include <iterator>
 #include <new>
 #include <thread>
@@ -332,6 +333,11 @@ void CallerLocks::RefuseWaiting(const Caller& caller) const {
 }
 
 void CallerLocks::CloseDown(const std::function<void(const std::string&)>& complain) {
+  try {
+    Settle();  // the last command may have failed before it did
+  } catch (const std::exception& error) {
+    complain(error.what());
+  }
   for (const auto& [role, caller] : callers_) {
     if (caller->IsAcquiring()) complain(role + " still waits for " + caller->AskedInWords());
   }
