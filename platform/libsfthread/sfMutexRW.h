@@ -1,4 +1,4 @@
-// sfMutexRW: a lock for many readers or one writer, in which nobody waits for ever.
+// sfMutexRW: a lock for many readers or one writer. No reader waits forever for a waiting writer.
 //
 //   lock.readLock();     // beside other readers
 //   lock.unlock();
@@ -12,8 +12,8 @@
 #include <condition_variable>
 #include <mutex>
 
-// Free, held by any number of reads, or held by one write. It counts reads and does not know whose
-// they are. What it promises, and the test of each promise (in tests/):
+// Free, held by any number of reads, or held by one write. It counts reads and does not know which
+// thread has which. Its promises, each with its test (in tests/):
 //
 //   A write has the lock alone.                     MutexRWFairness.ReadersSeeWholeWritesOnly
 //   Any thread may end a read or a write.           MutexRW.AnotherThreadMayEndARead, ..AWrite
@@ -21,21 +21,21 @@
 //   A reader lets one writer pass at most.          MutexRW.AReleasingWriterLetsInAllWaitingReaders
 //   A writer that only waits stops no reader for    MutexRWBehindAWriter, all tests
 //   good, whoever reads, nests, helps or ends.
-//   Readers that come and go keep no writer out.    MutexRWFairness.AWriterGetsInWhile...
+//   Overlapping reads, each under 1.28 s, keep no   MutexRWFairness.AWriterGetsInWhile...
+//   writer out.
 //   Taking and ending a lock needs no memory.       MutexRWMemory
 //   It may be destroyed while it is held.           MutexRWLifetime.MayEndWhileHeld
-//   All that at once.                               MutexRWModel, MutexRWStress
-//
+//   All of this at once.                            MutexRWModel, MutexRWStress
 // While a writer waits for reads to end, new reads wait behind it, but for 80 ms at most. Then the
 // lock is open to them for 20 ms, closed for up to 160, open for 40, and so on up to 1.28 s, until
-// the writer gets in. A thread that reads already is let in at once the first time.
+// the writer gets in. A thread that already reads gets in at once the first time.
 // Threads: any. The lock must not be destroyed while a thread waits for it.
 class SDM_EXPORT sfMutexRW {
  public:
-  // Wait until the lock is held: for ever where what this thread holds is in the way and stays.
+  // Wait until the lock is held. A thread that holds a conflicting lock itself waits forever.
   void readLock();
   void writeLock();
-  // Never wait. A read fails where readLock() would wait; a write, unless the lock is free.
+  // Never wait. A read fails where readLock() would wait, a write unless the lock is free.
   bool tryReadLock();
   bool tryWriteLock();
   // Ends the write, or one read, whoever took it. Does nothing where nothing is held.
