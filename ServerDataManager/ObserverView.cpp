@@ -45,7 +45,7 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
   return variables;
 }
 
-// Replaces the view's variables by the source's, told in two messages even where there are none.
+// Replaces the view's variables by the source's. Queues two messages, even for empty lists.
 void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrDMItem& item) {
   const auto empty = [&] { view.DeleteVariables(0, view.ColumnCount() - 1); };
   AsOneStep(item, [&] {
@@ -70,8 +70,8 @@ void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrD
 // fast is how it finds: by the view's index of identifiers, and by asking only once of each
 // variable in the view whether the source still has it.
 //
-// Each step is made whole or not at all, so that a comparison that failed can be gone on with. What
-// needs memory comes first in it; deleting variables needs none.
+// Each step is done completely or not at all, so that the next comparison can continue after one
+// that failed. What needs memory comes first in a step; deleting variables needs none.
 class VariablePass {
  public:
   // Sets `anyChange` as soon as the lists have differed, and `resetClientData` as soon as a
@@ -143,8 +143,7 @@ class VariablePass {
     ++knownBelow_;
   }
 
-  // Deletes what stands between and is gone from the source; what is left of the distance is a
-  // move.
+  // Deletes the removed variables in between, then moves the variable if a gap remains.
   void BringForward(int found, int index) {
     const int viewIndex = DeleteBetween(index, found);
     if (viewIndex == index) return;
@@ -389,7 +388,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     data_.anyChange = true;
   }
 
-  // Both arrays of a split hold so many entries at least, whatever number of them counts.
+  // Both arrays of a split hold at least this many entries; only the first `count` are used.
   static constexpr std::size_t kLeastSplitCapacity = 8;
 
   Data& data_;

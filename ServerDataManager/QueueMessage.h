@@ -20,7 +20,7 @@ void QueueMessage(SvrDMItem& item, const Arguments&... arguments) {
 }
 
 // Runs `step`, which queues messages on the item and makes the change that they describe. If it
-// throws, takes those messages back.
+// throws, removes those messages from the queue again.
 template <class Step>
 void AsOneStep(SvrDMItem& item, const Step& step) {
   const std::size_t before = item.Notifications().size();

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-// Operations run under the lock unless they say otherwise. The list of datasets is read and changed
-// under the leaf lock as well: at exit it is emptied under that alone.
+// Operations run under the registry lock unless they say otherwise. The list of items is read and
+// changed under the leaf lock as well, because at exit it is emptied under the leaf lock alone.
 struct SDM_HIDDEN ServerDataManager::Data {
   // Holds the registry lock for a scope.
   struct Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
@@ -26,8 +26,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
-  // Builds an item on `ds` (null for none), appends it and announces it. Once the source is no
-  // longer the caller's, which may be before this throws, `ds` is null.
+  // Builds an item on `ds` (null for none), appends it and announces it. Sets `ds` to null once the
+  // caller no longer owns the source, which may be before this throws.
   void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence);
@@ -36,15 +36,16 @@ struct SDM_HIDDEN ServerDataManager::Data {
   LocallyUniqueID AddNew(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                          const std::string& password, bool passwordFlag, bool quiet);
 
-  // The same in place of the first item with the identifier, which is deleted. Takes the lock.
+  // The same under the given identifier, after deleting the first item that has it. Takes the lock.
   void Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet, LocallyUniqueID id,
                unsigned int caseSequence);
 
-  // What the filter hook makes of `ds`; that itself where there is no hook. `ds` is null afterwards
-  // where the answer does not stand on it: the hook looks after it then.
+  // The filter hook's answer for `ds`, or `ds` where there is no hook. Sets `ds` to null where the
+  // answer is not built on it: the hook then owns it.
   ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const;
 
-  // An item on `ds`, not registered yet; its file name is what the names in use leave of `name`.
+  // An item on `ds`, not registered yet. Where `name` is in use, it becomes the suppressed file
+  // name.
   SvrDMItem* NewItem(ORVX_DataSource* ds, const std::string& name, bool quiet, LocallyUniqueID id,
                      unsigned int caseSequence) const;
 
@@ -52,8 +53,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
   SvrDMItemPtr Find(LocallyUniqueID id) const;
   SvrDMItemPtr Find(const std::string& handle) const;
 
-  // The first item that `match` takes, by position (the number of items where there is none) or
-  // itself (empty where there is none).
+  // The first item that satisfies `match`: its position (the number of items where there is none),
+  // or the item (empty where there is none).
   template <class Match>
   std::size_t IndexOf(Match match) const;
   template <class Match>
@@ -64,18 +65,19 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // The item at `index`; empty where there is none.
   SvrDMItemPtr At(std::size_t index) const;
 
-  // Tells the observers, then removes the item at `index`, if there is one. Takes the lock for the
-  // telling only.
+  // Notifies the observers, then removes the item at `index`, if there is one. Takes the lock while
+  // observers are notified.
   void Delete(std::size_t index);
 
-  // Lets go of every item; no observer is told. Needs no lock and does not wait for its holder.
-  void LetGo();
+  // Releases every item; no observer is notified. Needs no lock, and does not wait for a thread
+  // that holds the registry lock.
+  void ReleaseItems();
 
   // True when some item has this file name, without regard to case; the empty name is looked up
   // like any other.
   bool FileNameInUse(const std::string& name) const;
 
-  // As ServerDataManager::NotifyCreate. Takes the lock for the telling only.
+  // As ServerDataManager::NotifyCreate. Takes the lock while observers are notified.
   void NotifyCreate(SvrDMItem& item);
 
   // The order of the fields is fixed: other binaries depend on it, and so does destruction.
@@ -87,8 +89,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
   ServerDataManager* owner;
 
   // A notice under way to the observers that are registered when it begins. Observers may register,
-  // unregister and delete datasets from inside it; those that leave are not told any more, and what
-  // is registered at the same address later hears from the next notice on.
+  // unregister and delete datasets meanwhile. An observer that is unregistered gets no more of the
+  // notice; one that is registered at the same address later is notified from the next notice on.
   class Notice {
    public:
     explicit Notice(const Data& data);
@@ -96,11 +98,11 @@ struct SDM_HIDDEN ServerDataManager::Data {
     Notice& operator=(const Notice&) = delete;
     ~Notice() { innermost_ = outer_; }
 
-    // Calls `tell` with each observer.
-    template <class Tell>
-    void Give(Tell tell) const;
+    // Calls `notify` with each observer.
+    template <class Notify>
+    void Give(Notify notify) const;
 
-    // The observer leaves: it is told no more in the notices of `data` that are under way.
+    // Leaves the observer out of the notices of `data` that are under way.
     static void Forget(const Data& data, const ServerDataManagerObserver& observer);
 
    private:
@@ -108,15 +110,15 @@ struct SDM_HIDDEN ServerDataManager::Data {
     std::vector<ServerDataManagerObserver*> observers_;  // null for those that have left
     Notice* const outer_;
 
-    // Of the notices under way on this thread, of all registries. There are none of this registry
-    // on other threads: the lock is held for as long as a notice lasts.
+    // Of the notices under way on this thread, of all registries. No other thread has one of this
+    // registry: the lock is held while a notice lasts.
     static inline constinit thread_local Notice* innermost_ = nullptr;
   };
 
-  // Whether the dataset is to be announced as created, by the caller and nobody else from now on.
-  // Without the lock.
-  static bool TakesOnNotice(SvrDMItem& item);
-  static void GiveCreated(const SvrDMItem& item, const Notice& notice);
+  // True where the dataset has to be announced as created; the caller alone must do so then. Needs
+  // no lock.
+  static bool ClaimAnnouncement(SvrDMItem& item);
+  static void Announce(const SvrDMItem& item, const Notice& notice);
 };
 
 #endif  // SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_

@@ -1,6 +1,6 @@
 // Chains of data sources: a filtered or derived source points to the source that it reads from.
-// What a clone shows for an iterator under way is no part of a chain: other threads may make
-// iterators meanwhile.
+// A clone's parent link that is set only while an iterator is made is no part of a chain, so other
+// threads may make iterators meanwhile.
 
 #ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
 #define SERVERDATAMANAGER_SOURCECHAIN_H_
@@ -11,15 +11,15 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// True when `ancestor` is `child` itself or stands above it in its chain of parents. Null is a
-// child of null only, and nothing else is a child of null.
+// True when `ancestor` is `child` itself or one of its parents. Null is a child of null only, and
+// nothing else is a child of null.
 //
 // Threads: not safe; nobody may change the chain meanwhile.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
-// Deletes the sources of the chain from `from` up to, not including, `stop`, and never further than
-// a clone: what lies above one belongs to the clone and its copies. A null `stop` deletes the whole
-// chain; a null `from` nothing. The only place in this library that deletes a data source.
+// Deletes the sources from `from` up to, not including, `stop`. Stops after deleting a clone: the
+// sources above it belong to the clone and its copies. A null `stop` deletes the whole chain, and a
+// null `from` nothing. The only place in this library that deletes a data source.
 //
 // Threads: not safe; the caller is the only user of the sources that go.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);

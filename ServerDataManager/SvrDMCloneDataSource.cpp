@@ -1,4 +1,4 @@
-// SvrDMCloneDataSource: sharing the source chain, and showing it for as long as it takes.
+// SvrDMCloneDataSource: shares the source chain, and shows it while iterators are made.
 
 #include <libdatasrc/PassThroughIter.h>
 #include <libdatastr/ORVX_RefCntObject.h>
@@ -23,11 +23,11 @@ class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
 
 namespace {
 
-// Whoever makes an iterator of a clone, which shows its parent from the first maker's beginning to
-// the last one's end. Makers stand on the stacks of their threads, linked into one list.
+// A call of MakeIterator under way. A clone's parent link is set while at least one call for it is
+// under way. The calls live on the stacks of their threads, linked into one list.
 class IteratorMaker {
  public:
-  // Neither the clone nor its parent is const in the link, which is no part of their values.
+  // Links point to sources that are not const; a link is no part of the value of either source.
   IteratorMaker(ORVX_DataSource const& clone, ORVX_DataSource const* parent)
       : clone_(const_cast<ORVX_DataSource&>(clone)) {
     const std::lock_guard lock(mutex);
@@ -45,7 +45,7 @@ class IteratorMaker {
     if (!IsAtWorkOn(clone_)) clone_.SetParentSource(nullptr);
   }
 
-  // The parent of `clone`; null while it is shown for makers alone.
+  // The parent of `clone`. Null while a call is under way, which sets the link for itself.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& clone) {
     const std::lock_guard lock(mutex);
     return IsAtWorkOn(clone) ? nullptr : clone.GetParentSource();
@@ -60,7 +60,7 @@ class IteratorMaker {
     return false;
   }
 
-  // Nothing is called while it is held but the setting and reading of a link.
+  // Held only while links are set and read; no other lock is taken under it.
   static inline std::mutex mutex;
   static inline IteratorMaker* newest = nullptr;
 
@@ -95,8 +95,8 @@ SvrDMCloneDataSource::SvrDMCloneDataSource(SvrDMCloneDataSource const& other)
 SvrDMCloneDataSource::~SvrDMCloneDataSource() = default;
 
 ObsIterator* SvrDMCloneDataSource::MakeIterator(OBS* area) const {
-  // The iterator finds its rows through the link alone. Hidden afterwards even where ShowParents
-  // had shown it: callers who want it seen say so again.
+  // The iterator finds its rows through the parent link. Afterwards the link is null, even where
+  // ShowParents had set it: callers who want it set call ShowParents again.
   const IteratorMaker maker(*this, Source());
   return new PassThroughIter(this, area, nullptr);
 }

@@ -16,11 +16,11 @@
 using namespace sdm_internal;
 
 // The registry of the process. At file scope, so that it is there as soon as the library is loaded.
-// A union, whose member is not destroyed: at exit the registry lets go of its datasets, and those
-// who still call it find it empty.
+// A union, so that the registry is never destroyed: at exit it releases its datasets, and threads
+// that still call it find it empty.
 union RegistryOfTheProcess {
   RegistryOfTheProcess() : registry() {}
-  ~RegistryOfTheProcess() { registry.data_->LetGo(); }
+  ~RegistryOfTheProcess() { registry.data_->ReleaseItems(); }
   ServerDataManager registry;
 };
 static RegistryOfTheProcess instance;
@@ -99,7 +99,7 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
     const LeafLock held;
     items.push_back(item);
   }
-  if (TakesOnNotice(*item)) GiveCreated(*item, notice);
+  if (ClaimAnnouncement(*item)) Announce(*item, notice);
 }
 
 LocallyUniqueID ServerDataManager::Data::AddNew(ORVX_DataSource*& ds, const std::string& name,
@@ -163,10 +163,10 @@ ServerDataManager::Data::Notice::Notice(const Data& data)
   innermost_ = this;
 }
 
-template <class Tell>
-void ServerDataManager::Data::Notice::Give(Tell tell) const {
+template <class Notify>
+void ServerDataManager::Data::Notice::Give(Notify notify) const {
   for (ServerDataManagerObserver* observer : observers_) {
-    if (observer != nullptr) tell(*observer);
+    if (observer != nullptr) notify(*observer);
   }
 }
 
@@ -185,8 +185,8 @@ void ServerDataManager::Data::Delete(std::size_t index) {
   SvrDMItemPtr item = At(index);
   if (!item.IsValid()) return;
   const LocallyUniqueID id = item->ID();
-  // Told whether or not its creation was: an item that never had a source is announced as deleted
-  // too.
+  // Whether or not its creation was announced: an item that never had a source is announced as
+  // deleted too.
   if (item->NotifyDelete()) {
     const Lock held(*this);
     Notice(*this).Give([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
@@ -197,7 +197,7 @@ void ServerDataManager::Data::Delete(std::size_t index) {
   if (place != items.end()) items.erase(place);
 }
 
-void ServerDataManager::Data::LetGo() {
+void ServerDataManager::Data::ReleaseItems() {
   std::vector<SvrDMItemPtr> gone;
   const LeafLock held;
   items.swap(gone);
@@ -209,7 +209,7 @@ bool ServerDataManager::Data::FileNameInUse(const std::string& name) const {
 }
 
 void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
-  if (!TakesOnNotice(item)) return;
+  if (!ClaimAnnouncement(item)) return;
   const Lock held(*this);
   std::optional<Notice> notice;
   try {
@@ -219,19 +219,19 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
     item.TakeBackNotifiedCreation();
     throw;
   }
-  GiveCreated(item, *notice);
+  Announce(item, *notice);
 }
 
-bool ServerDataManager::Data::TakesOnNotice(SvrDMItem& item) {
+bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
   if (!item.NotifyDelete()) return false;
   if (item.NotifiedCreation()) return false;
   if (item.DataSource() == nullptr) return false;
-  // Before the lock is waited for: of two threads here, one announces. Before any observer runs: so
-  // does one of two calls from inside a notice.
+  // Before the lock is acquired, so that only one of two threads announces; and before any observer
+  // runs, so that a call from inside a notice does not announce again.
   return item.SetNotifiedCreation();
 }
 
-void ServerDataManager::Data::GiveCreated(const SvrDMItem& item, const Notice& notice) {
+void ServerDataManager::Data::Announce(const SvrDMItem& item, const Notice& notice) {
   const LocallyUniqueID id = item.ID();
   const std::string& fileName = item.FileName();
   notice.Give([&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
