@@ -98,6 +98,13 @@ class RegistryTest : public testing::Test {
   }
   std::size_t Count() const { return Ids().size(); }
 
+  // Unregisters the observer and registers another at its address.
+  void ReplaceInPlace(std::optional<RecordingRegistryObserver>& observer) {
+    registry_.Unregister(*observer);
+    observer.emplace();
+    registry_.Register(*observer);
+  }
+
   ServerDataManager registry_;
 };
 
@@ -705,10 +712,7 @@ TEST_F(RegistryTest, AnObserverAtTheAddressOfOneThatLeftInsideANoticeHearsFromTh
   RecordingRegistryObserver first;
   std::optional<RecordingRegistryObserver> second(std::in_place);
   first.onCreated = [&](LocallyUniqueID id) {
-    if (id != LocallyUniqueID(0, 0)) return;
-    registry_.Unregister(*second);
-    second.emplace();
-    registry_.Register(*second);
+    if (id == LocallyUniqueID(0, 0)) ReplaceInPlace(second);
   };
   registry_.Register(first);
   registry_.Register(*second);
@@ -728,9 +732,7 @@ TEST_F(RegistryTest, AnObserverThatLeavesInsideAnInnerNoticeIsSkippedByTheOuterO
     if (id == LocallyUniqueID(0, 0)) {
       Add();
     } else {
-      registry_.Unregister(*second);
-      second.emplace();
-      registry_.Register(*second);
+      ReplaceInPlace(second);
     }
   };
   registry_.Register(first);

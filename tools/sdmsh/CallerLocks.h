@@ -1,9 +1,8 @@
 // CallerLocks: acquires and releases the locks of datasets for all callers, one command after
 // another, so that what is printed depends on the commands alone and not on which thread is faster.
 //
-// A caller that has to wait does so on its own thread. Who holds a lock and who waits for it, the
-// library's lock monitor tells. After each command the shell goes on once everybody who waits is
-// blocked by somebody who holds.
+// A caller waits for a lock on its own thread. The library's lock monitor reports who holds and who
+// waits. After a command, the shell goes on once each waiting caller is blocked by a holder.
 
 #ifndef SDMSH_CALLERLOCKS_H_
 #define SDMSH_CALLERLOCKS_H_
@@ -24,9 +23,9 @@ class ServerDataManager;
 
 namespace sdmsh {
 
-// Each operation throws CommandError for what it refuses, before anything happens. After `bound` it
-// throws, too, where somebody who is not blocked still waits: a lock that was acquired before the
-// shell started must be in the way.
+// Each operation throws CommandError for what it refuses, before anything happens. It also throws
+// where a caller that nothing blocks still waits after `bound`: then a lock must be held that was
+// acquired before the shell started.
 //
 // Threads: the shell's. One object at a time: it switches the lock monitor on, and off at its end.
 class CallerLocks {
@@ -41,8 +40,8 @@ class CallerLocks {
   // The caller of that name, made at the first call.
   Caller& CallerNamed(const std::string& role);
 
-  // Where the lock is not free, says that the caller waits, and returns; says so as well where that
-  // makes a deadlock. Refused where the lock will never be released.
+  // Where the lock is not free, says that the caller waits, and returns. Where that makes a
+  // deadlock, says so. Refused where the lock will never be released.
   void Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mode);
 
   // Does not wait: where the lock is not free, says so, and no lock on the dataset is ever released
