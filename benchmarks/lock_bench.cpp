@@ -1,9 +1,9 @@
 // The reader/writer lock beside std::shared_mutex and pthread_rwlock_t: what it costs where nobody
 // waits, how many reads two threads get, and how long a thread waits for the others.
 //
-// Waits are reported as their middle one in multiples of the hold (median_of_hold) and the longest
-// in milliseconds (worst_ms). A wait of a peer that never ends is given up after a while
-// (given_up).
+// The distribution of the waits is reported in multiples of the hold (their 10th, 50th, 90th and
+// 99th percentiles) and the longest wait in milliseconds. A wait of a peer that never ends is given
+// up after a while (given_up).
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
@@ -16,7 +16,9 @@
 #include <cstdint>
 #include <random>
 #include <shared_mutex>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Ratio.h"
@@ -122,10 +124,15 @@ double ReadsOfTwoThreads() {
   return static_cast<double>(reads) / std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-double Middle(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
+double Percentile(int percent, std::vector<double> values) {
+  const std::size_t rank = values.size() * static_cast<std::size_t>(percent) / 100;
+  const auto found = values.begin() + static_cast<std::ptrdiff_t>(rank);
+  std::nth_element(values.begin(), found, values.end());
+  return *found;
+}
+
+double Median(std::vector<double> values) {
+  return Percentile(50, std::move(values));
 }
 
 // The throughput in multiples of the peers', measured in turns.
@@ -136,9 +143,9 @@ void TwoThreadsRead(benchmark::State& state) {
     ofStandard.push_back(ours.back() / ReadsOfTwoThreads<Standard>());
     ofPosix.push_back(ours.back() / ReadsOfTwoThreads<Posix>());
   }
-  state.counters["reads_per_second"] = Middle(ours);
-  state.counters["of_shared_mutex"] = Middle(ofStandard);
-  state.counters["of_rwlock"] = Middle(ofPosix);
+  state.counters["reads_per_second"] = Median(ours);
+  state.counters["of_shared_mutex"] = Median(ofStandard);
+  state.counters["of_rwlock"] = Median(ofPosix);
 }
 BENCHMARK(TwoThreadsRead)->Iterations(25)->Unit(benchmark::kMillisecond);
 
@@ -204,7 +211,10 @@ void ReportWaits(benchmark::State& state, Others& others, milliseconds hold, Tak
     state.SetIterationTime(wait.count() / 1000);
     if (!others.HaveStopped() || waits.empty()) waits.push_back(wait.count());
   }
-  state.counters["median_of_hold"] = Middle(waits) / static_cast<double>(hold.count());
+  for (const int percent : {10, 50, 90, 99}) {
+    state.counters["p" + std::to_string(percent) + "_of_hold"] =
+        Percentile(percent, waits) / static_cast<double>(hold.count());
+  }
   state.counters["worst_ms"] = *std::max_element(waits.begin(), waits.end());
   state.counters["given_up"] = others.HaveStopped() ? 1 : 0;
 }
