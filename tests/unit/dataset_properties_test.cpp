@@ -1123,6 +1123,12 @@ TEST_F(AnsweredSplit, IsToldInFullHoweverLongItIs) {
   view.Update();
   EXPECT_MESSAGES(Queue(), Split(names));
   EXPECT_EQ(SplitOf(View()), Answers().split);
+
+  item.ClearNotifications();
+  Answers().split.back() = Answers().split.front();
+  view.Update();
+  EXPECT_THAT(Queue(), testing::SizeIs(1)) << "only the last of 200 variables differs";
+  EXPECT_EQ(SplitOf(View()), Answers().split);
 }
 
 // SplitSource sees to it that nobody asks for more.

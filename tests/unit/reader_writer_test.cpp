@@ -551,6 +551,21 @@ TEST_F(WriterHandle, ReplacesTheDataSource) {
   EXPECT_MESSAGES(writer->GetNotifications(), support::ResetUndo());
 }
 
+TEST_F(WriterHandle, OwnsTheDataSourceHandedOverAsAUniquePointer) {
+  int deaths = 0;
+  id = registry.Add(support::Dictionary("A"), "", /*quiet=*/true);
+  const auto writer = Writer();
+  auto handed = std::make_unique<support::CountedSource>(deaths);
+  ORVX_DataSource* const source = handed.get();
+
+  writer->SetDataSet(std::move(handed));
+  EXPECT_EQ(writer->GetDataSource(), source);
+  EXPECT_EQ(deaths, 0);
+
+  writer->SetDataSet(nullptr);
+  EXPECT_EQ(deaths, 1);
+}
+
 TEST_F(WriterHandle, UndoingAnIncrementRaisesTheCaseSequenceOnceMore) {
   const auto writer = Writer();
   const unsigned int before = writer->GetCaseSequence();
