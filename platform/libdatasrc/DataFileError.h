@@ -7,23 +7,23 @@
 #include <stdexcept>
 #include <string>
 
-// what() reads "FILE:LINE:COLUMN: text", or "FILE: text" where no place in the file is at fault.
+// what() returns "FILE:LINE:COLUMN: text", or "FILE: text" for an error without a position.
 //
 // Threads: a plain value.
 class SDM_EXPORT DataFileError : public std::runtime_error {
  public:
-  // The file as a whole.
+  // An error that concerns the whole file.
   DataFileError(const std::string& file, const std::string& text);
-  // A place in it. Lines end at line feeds, those inside quotes too; the column is the byte on that
-  // line. Both count from 1, and a byte-order mark counts as the three bytes that it is.
+  // An error at a position. Every line feed ends a line, inside quotes too. The column is a byte
+  // offset in the line. Both count from 1; a byte-order mark counts as three bytes.
   DataFileError(const std::string& file, long line, long column, const std::string& text);
   DataFileError(const DataFileError&) = default;
   DataFileError& operator=(const DataFileError&) = default;
   ~DataFileError() override;
 
   const std::string& File() const { return file_; }
-  long Line() const { return line_; }      // 0 where the file as a whole is meant
-  long Column() const { return column_; }  // likewise
+  long Line() const { return line_; }      // 0 for the whole file
+  long Column() const { return column_; }  // 0 for the whole file
 
  private:
   std::string file_;

@@ -1,4 +1,3 @@
-// A dictionary alone: what the base does is all there is.
 
 #include <libdatasrc/DataFreeDataSource.h>
 

@@ -1,4 +1,4 @@
-// DataFreeDataSource: a dictionary alone. It has no rows, and its iterators yield none.
+// DataFreeDataSource: a dictionary without rows.
 
 #ifndef LIBDATASRC_DATAFREEDATASOURCE_H_
 #define LIBDATASRC_DATAFREEDATASOURCE_H_

@@ -44,8 +44,8 @@ DatasourceAttributes DatasourceAttributes::Read(std::string_view text) {
                                   "\" without a value");
     }
     if (!attributes.values_.emplace(fields[0], std::move(values)).second) {
-      throw std::invalid_argument("line " + std::to_string(line) + ": attribute \"" + fields[0] +
-                                  "\" a second time");
+      throw std::invalid_argument("line " + std::to_string(line) + ": duplicate attribute \"" +
+                                  fields[0] + "\"");
     }
   }
   return attributes;

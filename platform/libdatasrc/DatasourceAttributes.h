@@ -15,8 +15,7 @@
 
 class ORVX_DataSource;
 
-// A value; each name has one text, or several. Names are told apart exactly, and there is no order
-// among them.
+// A value. Each name has one or more texts. Names are case-sensitive and unordered.
 //
 // Threads: one object at a time on one thread, or only read.
 class SDM_EXPORT DatasourceAttributes {
@@ -28,26 +27,26 @@ class SDM_EXPORT DatasourceAttributes {
   bool IsEmpty() const { return values_.empty(); }
   const std::map<std::string, Values>& All() const { return values_; }
 
-  // Replaces what the name had; no values remove it.
+  // Replaces the values of `name`; empty `values` removes it.
   void Set(const std::string& name, Values values);
 
-  // Removes the names that begin with `prefix` and returns whether there were any.
+  // Removes the attributes whose names begin with `prefix`. Returns whether there were any.
   bool RemoveUnder(std::string_view prefix);
 
-  // All attributes as text, by name: a line for each with the name and its values between tabs.
-  // Empty for none.
+  // All attributes as text, sorted by name: one line each, with the name and its values separated
+  // by tabs. Empty if there are none.
   std::string MakeString() const;
 
-  // What MakeString made into text; the lines may come in any order. Throws std::invalid_argument,
-  // which names the line and what is wrong there, for any other text.
+  // Parses the text that MakeString writes; lines may be in any order. Throws std::invalid_argument
+  // with the line and the reason for any other text.
   static DatasourceAttributes Read(std::string_view text);
 
  private:
-  std::map<std::string, Values> values_;  // none without values
+  std::map<std::string, Values> values_;  // no entry is empty
 };
 
-// Removes what describes how a dashboard showed the dataset: the attributes under "dashboard.".
-// Returns whether there were any.
+// Removes the dashboard settings: the attributes whose names begin with "dashboard.". Returns
+// whether there were any.
 SDM_EXPORT bool ClearDashboardInfo(ORVX_DataSource& source);
 
 #endif  // LIBDATASRC_DATASOURCEATTRIBUTES_H_

@@ -31,20 +31,20 @@ bool IsMissing(double number, const MissingValues& missing) {
   return std::any_of(missing.values.begin(), missing.values.end(), isThis);
 }
 
-// A dictionary of this variable alone.
-class Only : public DataFreeDataSource {
+// A dictionary with one variable.
+class SingleVariable : public DataFreeDataSource {
  public:
-  explicit Only(const ORVX_Variable& variable) { MakeVariable(variable, nullptr); }
+  explicit SingleVariable(const ORVX_Variable& variable) { MakeVariable(variable, nullptr); }
 };
 
-// Tells from a row of a source whether the case is selected.
+// Decides whether a row is selected.
 class Selection {
  public:
-  // By this numeric variable of the source.
+  // `selector` is a numeric variable of `source`.
   Selection(const ORVX_DataSource& source, const ORVX_Variable& selector)
-      : number_(source, Only(selector)), missing_(selector.GetMissingValues()) {}
+      : number_(source, SingleVariable(selector)), missing_(selector.GetMissingValues()) {}
 
-  bool Takes(const std::vector<OBS>& row) const {
+  bool Selects(const std::vector<OBS>& row) const {
     OBS cell;
     number_.Project(row.data(), &cell);
     return cell.number != 0 && !IsMissing(cell.number, missing_);
@@ -68,7 +68,7 @@ class SelectedRows final : public ObsIterator {
   bool Next() override {
     do {
       if (!parentRows_->Next()) return false;
-    } while (!selection_.Takes(parentArea_));
+    } while (!selection_.Selects(parentArea_));
     projector_.Project(parentArea_.data(), area_);
     return true;
   }

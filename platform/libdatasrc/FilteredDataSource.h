@@ -9,33 +9,31 @@
 #include <libdatasrc/ORVX_DataSource.h>
 #include <ServerDataManager/Export.h>
 
-// Begins with a copy of the parent's dictionary, which is its own: variables may be deleted, moved
-// and retyped, and its rows follow. ObsProjector.h tells what a variable of another type reads as,
-// and one that the parent does not have.
+// Starts with its own copy of the parent's dictionary. Variables may be deleted, moved and retyped;
+// the rows follow. ObsProjector.h says how values are converted.
 //
-// The parent stays for good. It may be a clone: its variables read as its dictionary says by then,
-// also where its rows are laid out by another one.
+// The parent never changes. It may be a clone, whose rows another dictionary lays out: values are
+// then read with the types of the clone's own dictionary.
 //
 // Threads: as for ORVX_DataSource.
 class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
  public:
-  // All cases of `parent`, not null, which becomes the parent source: borrowed.
+  // All cases of `parent`, not null, which is borrowed.
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
-  // Those cases in which the variable `selector` of `parent` is a number other than 0, and neither
-  // a NaN nor one of its missing values; which these are, the parent's dictionary says when an
-  // iterator is made. Throws std::invalid_argument where `parent` has no such variable, or
-  // where it is a string.
+  // The cases in which the variable `selector` of `parent` is not 0, not a NaN and not one of its
+  // missing values, as the parent's dictionary defines them when an iterator is made. Throws
+  // std::invalid_argument if `parent` has no such variable or it is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;
 
-  // Outlives edits of the dictionaries, and the source itself as far as the parent's iterator does.
-  // Throws std::invalid_argument where the parent has lost the selecting variable or made it a
-  // string, or where its rows are not as long as the dictionary of its RowLayout() says.
+  // The iterator stays valid when a dictionary is edited, and outlives this source if the parent's
+  // iterator does. Throws std::invalid_argument if the selecting variable was deleted or is now a
+  // string, or if the length of the parent's rows differs from the dictionary of its RowLayout().
   ObsIterator* MakeIterator(OBS* area) const override;
 
-  // The parent's; -1, unknown, where cases are selected.
+  // The parent's row count, or -1 (unknown) with a selecting variable.
   long long RowCount() const override;
   bool IsLoaded() const override;  // as the parent
 

@@ -1,4 +1,4 @@
-// The dictionary of a data source and its properties, and what a source without cases answers.
+// The dictionary and the properties of a data source.
 
 #include <libdatasrc/internal/ObsCells.h>
 #include <libdatasrc/internal/VariableSequence.h>
@@ -42,8 +42,8 @@ struct Uses {
 };
 
 RefCountPtr<ORVX_ExtensionImpl> EmptyBlock(int type) {
-  // Extension 0 is looked at whenever a writer is released; where it is absent that costs no
-  // memory. Never released: threads may still read while the process exits.
+  // Every release of a writer compares extension 0, so an absent one is not allocated each time.
+  // Never freed: threads may still read while the process exits.
   static const auto& ofTypeZero =
       *new const RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(0, 1, 0, nullptr));
   if (type == 0) return ofTypeZero;
@@ -61,7 +61,7 @@ struct ORVX_DataSource::Data {
   explicit Data(ORVX_DataSource* source)
       : variables([this](LocallyUniqueID id) { uses.Drop(id); }), parent(source) {}
 
-  // The identifier by which the variable at `position` can be kept in use.
+  // The identifier of the variable at `position`, checked for use as weight, filter or split.
   LocallyUniqueID UsableID(const char* operation, int position) const {
     if (position < 0 || position >= variables.Size()) {
       ThrowWrongPosition(operation, position, variables.Size());
@@ -80,7 +80,7 @@ struct ORVX_DataSource::Data {
 
   VariableSequence variables;
   Uses uses;
-  // Borrowed. A clone shows it for a moment while others read.
+  // Borrowed. Atomic because a clone sets it for a moment while other threads read.
   std::atomic<ORVX_DataSource*> parent;
   std::string fileSpec;
   std::optional<std::string> label;
@@ -296,7 +296,7 @@ ORVX_DataSource::Extension::Extension(const ORVX_DataSource& source, ExtensionTy
 
 ORVX_DataSource::Extension::Extension(const RefCountPtr<ORVX_ExtensionImpl>& block)
     : block_(block) {
-  if (!block.IsValid()) throw std::invalid_argument("Extension: no block");
+  if (!block.IsValid()) throw std::invalid_argument("Extension: null block");
 }
 
 bool ORVX_DataSource::Extension::operator==(const Extension& other) const {

@@ -1,5 +1,4 @@
-// ORVX_DataSourceFilterHook: lets a part of the back end substitute data sources as they are taken
-// in.
+// ORVX_DataSourceFilterHook: replaces data sources as they are registered.
 
 #ifndef LIBDATASRC_ORVX_DATASOURCEFILTERHOOK_H_
 #define LIBDATASRC_ORVX_DATASOURCEFILTERHOOK_H_
@@ -8,22 +7,23 @@
 
 class ORVX_DataSource;
 
-// An interface to implement. Its operation is the first virtual slot, so no virtual destructor
-// stands before it: hooks are never deleted through this class.
+// An interface to implement. FilterDataSource must be the first virtual slot, so there is no
+// virtual destructor; hooks are never deleted through this class.
 //
-// The registry borrows a hook from RegisterFilter until another is installed or the registry goes.
+// The registry borrows a hook from RegisterFilter until another hook replaces it or the registry is
+// destroyed.
 //
-// Threads: called on the thread that adds a dataset, with the registry lock held: one call at a
-// time. A hook may call that registry; it must not wait for another thread that needs it.
+// Threads: called on the thread that adds a dataset, with the registry lock held, so one call at a
+// time. A hook may call that registry. It must not wait for a thread that needs the registry.
 class SDM_EXPORT ORVX_DataSourceFilterHook {
  public:
-  // Takes `source`, never null, and returns the source to use in its place: `source` itself, one
-  // built on it, or another. Null registers a dataset without a source.
+  // Returns the source to register instead of `source`, which is never null: `source` itself, a
+  // source built on it, or another. Null registers a dataset without a source.
   //
-  // The dataset owns what is returned, with its chain of parents; a source that is not in that
-  // chain is the hook's to delete, `source` included; so is every source that the hook made, where
-  // adding fails before the dataset exists. What is thrown passes on to whoever adds, and no
-  // dataset is added.
+  // The dataset owns the returned source and its chain of parents. The hook deletes every source
+  // outside that chain, including `source`. If adding fails before the dataset exists, the hook
+  // deletes every source that it made. An exception propagates to the caller, and no dataset is
+  // added.
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

@@ -6,10 +6,10 @@ namespace {
 
 std::string CopyOf(long length, const void* data) {
   if (length < 0) {
-    throw std::invalid_argument("ORVX_ExtensionImpl: a length of " + std::to_string(length));
+    throw std::invalid_argument("ORVX_ExtensionImpl: negative length " + std::to_string(length));
   }
   if (length > 0 && data == nullptr) {
-    throw std::invalid_argument("ORVX_ExtensionImpl: no data for a length of " +
+    throw std::invalid_argument("ORVX_ExtensionImpl: null data with length " +
                                 std::to_string(length));
   }
   if (length == 0) return std::string();

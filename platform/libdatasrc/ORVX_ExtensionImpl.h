@@ -1,4 +1,4 @@
-// ORVX_ExtensionImpl: a block of bytes that a dataset carries for somebody else.
+// ORVX_ExtensionImpl: a block of bytes that a dataset stores for an application.
 
 #ifndef LIBDATASRC_ORVX_EXTENSIONIMPL_H_
 #define LIBDATASRC_ORVX_EXTENSIONIMPL_H_
@@ -9,21 +9,20 @@
 #include <string>
 #include <string_view>
 
-// Shared by counted pointers and never changed once it is built: a data source that gets other
-// bytes gets another block.
+// Immutable and shared through counted pointers. New bytes need a new block.
 //
 // Threads: any.
 class SDM_EXPORT ORVX_ExtensionImpl : public ORVX_RefCntObject {
  public:
-  // Copies `length` bytes from `data`, which may be null for none. `type` says whose the bytes are,
-  // `version` in which form they are. Throws std::invalid_argument for a negative length and for a
-  // null `data` with a length above 0.
+  // Copies `length` bytes from `data`, which may be null if `length` is 0. `type` identifies the
+  // application, `version` the format of its bytes. Throws std::invalid_argument for a negative
+  // length, or a null `data` with a length above 0.
   ORVX_ExtensionImpl(int type, int version, long length, const void* data);
 
   int GetType() const { return type_; }
   int GetVersion() const { return version_; }
   long GetLength() const { return static_cast<long>(bytes_.size()); }
-  // Good as long as the block.
+  // Valid as long as the block.
   std::string_view GetBytes() const { return bytes_; }
 
  private:

@@ -1,4 +1,4 @@
-// ORVX_TrendsInfo: what a dataset knows of itself as a time series.
+// ORVX_TrendsInfo: the time series properties of a dataset.
 
 #ifndef LIBDATASRC_ORVX_TRENDSINFO_H_
 #define LIBDATASRC_ORVX_TRENDSINFO_H_
@@ -7,16 +7,16 @@
 
 #include <vector>
 
-// A plain value. A fresh one says that the dataset is no time series.
+// A plain value. The default means that the dataset is not a time series.
 //
 // Threads: one object at a time on one thread, or only read.
 struct ORVX_TrendsInfo {
-  // The variables that say when a case was observed, in the order in which ISO 8601 writes them:
-  // the year before the month. Deleting a variable leaves this list as it is.
+  // The variables with the time of observation, in the order of ISO 8601: year before month.
+  // Deleting a variable does not change this list.
   std::vector<LocallyUniqueID> timeVariables;
 
-  // The seasonal period s of Box and Jenkins, "Time Series Analysis" (1970): the cases in a season,
-  // 12 for monthly data; 0 for none.
+  // Cases in a season, 12 for monthly data; 0 for none. The period s of Box and Jenkins, "Time
+  // Series Analysis" (1970).
   int seasonalPeriod = 0;
 
   bool operator==(const ORVX_TrendsInfo&) const = default;

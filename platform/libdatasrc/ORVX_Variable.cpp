@@ -1,4 +1,4 @@
-// The record that variables share, and how a variable writes to it.
+// The shared record of a variable, copied on write.
 
 #include <libdatasrc/internal/SameNumber.h>
 #include <libdatasrc/internal/VariableSequence.h>
@@ -12,14 +12,13 @@ using namespace sdm_internal;
 
 namespace {
 
-// The serial of the next fresh identifier of a variable.
+// The serial of the next identifier.
 std::atomic<unsigned int> nextSerial{0};
 constexpr unsigned int kVariableDomain = 1;
 
 int CheckedType(int type) {
   if (type < 0) {
-    throw std::invalid_argument("the type of a variable is " + std::to_string(type) +
-                                ", but a width cannot be negative");
+    throw std::invalid_argument("ORVX_Variable: negative type " + std::to_string(type));
   }
   return type;
 }
@@ -48,7 +47,7 @@ struct ORVX_Variable::Record {
   Record() = default;
   Record(LocallyUniqueID identifier, std::string givenName, int givenType)
       : id(identifier), type(CheckedType(givenType)), name(std::move(givenName)) {}
-  // A copy is held by nobody else yet.
+  // The copy has a reference count of 1.
   Record(const Record& other)
       : id(other.id),
         type(other.type),
@@ -61,12 +60,12 @@ struct ORVX_Variable::Record {
         attributes(other.attributes) {}
   Record& operator=(const Record&) = delete;
 
-  void Hold() { holders.fetch_add(1, std::memory_order_relaxed); }
-  void LetGo() {
-    if (holders.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+  void AddReference() { references.fetch_add(1, std::memory_order_relaxed); }
+  void Release() {
+    if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
-  // Acquires, so that what the others did with the record lies before what the caller now does.
-  bool IsShared() const { return holders.load(std::memory_order_acquire) > 1; }
+  // Acquire order: other owners' last accesses happen before the caller's writes.
+  bool IsShared() const { return references.load(std::memory_order_acquire) > 1; }
 
   bool SameFields(const Record& other) const {
     return id == other.id && type == other.type && name == other.name && label == other.label &&
@@ -75,7 +74,7 @@ struct ORVX_Variable::Record {
            attributes == other.attributes;
   }
 
-  std::atomic<unsigned int> holders{1};
+  std::atomic<unsigned int> references{1};
   LocallyUniqueID id;
   int type = 0;
   std::string name;
@@ -87,10 +86,10 @@ struct ORVX_Variable::Record {
   VariableAttributes attributes;
 };
 
-// Never released: variables with static lifetime may outlive every other static object.
+// Never freed: variables with static lifetime may outlive every other static object.
 ORVX_Variable::Record* ORVX_Variable::EmptyRecord() {
   static Record* const empty = new Record;
-  empty->Hold();
+  empty->AddReference();
   return empty;
 }
 
@@ -100,18 +99,18 @@ ORVX_Variable::ORVX_Variable(LocallyUniqueID id, std::string name, int type)
     : record_(new Record(id, std::move(name), type)) {}
 
 ORVX_Variable::ORVX_Variable(const ORVX_Variable& other) noexcept : record_(other.record_) {
-  record_->Hold();
+  record_->AddReference();
 }
 
 ORVX_Variable& ORVX_Variable::operator=(const ORVX_Variable& other) {
   ORVX_Variable copy(other);
-  if (place_ != nullptr && GetID() != copy.GetID()) place_->Rename(*this, copy.GetID());
+  if (block_ != nullptr && GetID() != copy.GetID()) block_->Rename(*this, copy.GetID());
   std::swap(record_, copy.record_);
   return *this;
 }
 
 ORVX_Variable::~ORVX_Variable() {
-  record_->LetGo();
+  record_->Release();
 }
 
 LocallyUniqueID ORVX_Variable::NextID() {
@@ -122,11 +121,11 @@ bool ORVX_Variable::operator==(const ORVX_Variable& other) const {
   return record_ == other.record_ || record_->SameFields(*other.record_);
 }
 
-ORVX_Variable::Record& ORVX_Variable::Own() {
+ORVX_Variable::Record& ORVX_Variable::Detach() {
   if (record_->IsShared()) {
-    Record* own = new Record(*record_);
-    record_->LetGo();
-    record_ = own;
+    Record* copy = new Record(*record_);
+    record_->Release();
+    record_ = copy;
   }
   return *record_;
 }
@@ -137,23 +136,23 @@ LocallyUniqueID ORVX_Variable::GetID() const {
 
 void ORVX_Variable::SetID(LocallyUniqueID id) {
   if (id == GetID()) return;
-  Record& own = Own();
-  if (place_ != nullptr) place_->Rename(*this, id);
-  own.id = id;
+  Record& record = Detach();
+  if (block_ != nullptr) block_->Rename(*this, id);
+  record.id = id;
 }
 
 const std::string& ORVX_Variable::GetName() const {
   return record_->name;
 }
 void ORVX_Variable::SetName(std::string name) {
-  Own().name = std::move(name);
+  Detach().name = std::move(name);
 }
 
 const std::string& ORVX_Variable::GetLabel() const {
   return record_->label;
 }
 void ORVX_Variable::SetLabel(std::string label) {
-  Own().label = std::move(label);
+  Detach().label = std::move(label);
 }
 
 int ORVX_Variable::GetType() const {
@@ -161,41 +160,41 @@ int ORVX_Variable::GetType() const {
 }
 void ORVX_Variable::SetType(int type) {
   CheckedType(type);
-  Own().type = type;
+  Detach().type = type;
 }
 
 const VariableFormat& ORVX_Variable::GetFormat() const {
   return record_->format;
 }
 void ORVX_Variable::SetFormat(const VariableFormat& format) {
-  const VariableFormat copy = format;  // `format` may lie in the record that is left behind
-  Own().format = copy;
+  const VariableFormat copy = format;  // `format` may be a field of the old record
+  Detach().format = copy;
 }
 
 const ValueLabels& ORVX_Variable::GetValueLabels() const {
   return record_->valueLabels;
 }
 void ORVX_Variable::SetValueLabels(ValueLabels labels) {
-  Own().valueLabels = std::move(labels);
+  Detach().valueLabels = std::move(labels);
 }
 
 const MissingValues& ORVX_Variable::GetMissingValues() const {
   return record_->missingValues;
 }
 void ORVX_Variable::SetMissingValues(MissingValues missing) {
-  Own().missingValues = std::move(missing);
+  Detach().missingValues = std::move(missing);
 }
 
 MeasurementLevel ORVX_Variable::GetMeasurementLevel() const {
   return record_->level;
 }
 void ORVX_Variable::SetMeasurementLevel(MeasurementLevel level) {
-  Own().level = level;
+  Detach().level = level;
 }
 
 const VariableAttributes& ORVX_Variable::GetAttributes() const {
   return record_->attributes;
 }
 void ORVX_Variable::SetAttributes(VariableAttributes attributes) {
-  Own().attributes = std::move(attributes);
+  Detach().attributes = std::move(attributes);
 }

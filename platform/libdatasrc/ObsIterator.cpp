@@ -1,4 +1,4 @@
-// Home of the interface's type information.
+// Anchors the vtable of ObsIterator.
 
 #include <libdatasrc/ObsIterator.h>
 

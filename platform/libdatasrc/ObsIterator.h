@@ -1,4 +1,4 @@
-// ObsIterator: runs once over the cases of a data source, one row at a time.
+// ObsIterator: reads the cases of a data source once, row by row.
 //
 //   std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));
 //   std::unique_ptr<ObsIterator> rows(source.MakeIterator(area.data()));
@@ -9,7 +9,7 @@
 
 #include <ServerDataManager/Export.h>
 
-// Threads: not safe; each thread makes its own.
+// Threads: not safe; each thread creates its own.
 class SDM_EXPORT ObsIterator {
  public:
   ObsIterator() = default;
@@ -17,10 +17,9 @@ class SDM_EXPORT ObsIterator {
   ObsIterator& operator=(const ObsIterator&) = delete;
   virtual ~ObsIterator();
 
-  // Fills the area that the iterator was made for with the next row, the first one at the first
-  // call. Returns false, and leaves the area as it is, after the last row and ever after. Where it
-  // throws, the area may be half filled; it may be called again, and what comes next is for each
-  // iterator to say.
+  // Writes the next row to the area that was given to MakeIterator. After the last row, every call
+  // returns false and leaves the area unchanged. If it throws, the area may be half written; Next
+  // may be called again, and each iterator defines which row follows.
   virtual bool Next() = 0;
 };
 

@@ -1,4 +1,4 @@
-// What goes where is worked out once; a row is then copied in as few runs as there are.
+// The constructor merges adjacent cells into runs, so that a row is copied in few steps.
 
 #include <libdatasrc/internal/CellText.h>
 #include <libdatasrc/internal/ObsCells.h>
@@ -13,7 +13,7 @@ using namespace sdm_internal;
 
 namespace {
 
-// Where each variable begins in a row of the dictionary, and after the last where the row ends.
+// The offset of each variable in a row, then the length of the row.
 std::vector<long> Offsets(const ORVX_DataSource* dictionary) {
   std::vector<long> offsets = {0};
   const int count = dictionary != nullptr ? dictionary->ColumnCount() : 0;

@@ -1,10 +1,10 @@
-// ObsProjector: makes a row of one dictionary into a row of another.
+// ObsProjector: converts a row of one dictionary to a row of another.
 //
 //   const ObsProjector projector(parent, derived);
 //   while (rows->Next()) projector.Project(parentArea.data(), area);
 //
-// The rows of a source that another one lays out, a clone's, become rows of its own dictionary by
-// ObsProjector(clone, clone).
+// ObsProjector(clone, clone) converts the rows of a clone, which another dictionary lays out, to
+// the clone's own dictionary.
 
 #ifndef LIBDATASRC_OBSPROJECTOR_H_
 #define LIBDATASRC_OBSPROJECTOR_H_
@@ -15,42 +15,41 @@
 union OBS;
 class ORVX_DataSource;
 
-// Variables are the same when their identifiers are; of several with one identifier in the first
-// dictionary, the first is meant. Where the type of one differs between the two
-// dictionaries, its values are converted: a string becomes the number that its text is, a number
-// its shortest decimal text, a string is cut (between characters) or padded to the new width. What
-// has no conversion (infinities among it), is a number whose text is too wide, or is a variable
-// that the first dictionary does not have, becomes missing: kMissingNumber, or blanks.
+// Variables are matched by identifier; of several with one identifier in `from`, the first counts.
+// If the types differ, values are converted: a string to the number that it spells, a number to its
+// shortest decimal text, a string to the new width by cutting (between characters) or padding. A
+// value becomes missing (kMissingNumber, or blanks) if it has no conversion, which includes
+// infinities, if the text of a number is too wide, or if `from` does not have the variable.
 //
-// Where another dictionary lays the rows of the first source out, that of its RowLayout(), values
-// are converted from that to the source's own first, and read as if its own laid the rows out.
+// If the RowLayout() of `from` is another source, values are converted from that dictionary to the
+// dictionary of `from` first.
 //
-// Threads: any, once it is built.
+// Threads: any; immutable.
 class SDM_EXPORT ObsProjector {
  public:
-  // From the rows of `from` to rows laid out for the dictionary of `to`, as both are now; neither
-  // is kept.
+  // Converts rows of `from` to rows for the dictionary of `to`, as both are now. Keeps no reference
+  // to either.
   ObsProjector(const ORVX_DataSource& from, const ORVX_DataSource& to);
 
   // Cells in a row of `from` and of `to`.
   long GetFromAreaSize() const { return fromAreaSize_; }
   long GetToAreaSize() const { return toAreaSize_; }
 
-  // Reads a row at `from` and writes all cells of a row at `to`; the two do not overlap. Where
-  // converting a value throws std::bad_alloc, the row at `to` is half written.
+  // Reads a row at `from` and writes all cells of a row at `to`; they must not overlap. If a
+  // conversion throws std::bad_alloc, the row at `to` is half written.
   void Project(const OBS* from, OBS* to) const;
 
  private:
-  // Cells, counted from 0, that go as they are.
+  // Adjacent cells that are copied unchanged; offsets from 0.
   struct Run {
     long from;
     long to;
     long count;
   };
   struct Conversion {
-    long from;  // the first cell; -1 for none: missing
+    long from;  // the first cell; -1: missing
     int fromType;
-    int middleType;  // in the dictionary of a source whose rows another one lays out
+    int middleType;  // in the source's own dictionary, if another one lays out its rows
     long to;
     int toType;
   };

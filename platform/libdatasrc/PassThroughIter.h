@@ -1,4 +1,4 @@
-// PassThroughIter: the cases of a source's parent, as they are or as another dictionary has them.
+// PassThroughIter: the cases of a source's parent, unchanged or projected to another dictionary.
 
 #ifndef LIBDATASRC_PASSTHROUGHITER_H_
 #define LIBDATASRC_PASSTHROUGHITER_H_
@@ -13,24 +13,24 @@
 
 class ORVX_DataSource;
 
-// Asks the parent for its own iterator when it is built and never looks at the source, or at its
-// link to the parent, again; it lives on without them as far as the parent's iterator does.
+// Creates the parent's iterator in its constructor and does not use the source again. It outlives
+// the source and the parent if the parent's iterator does.
 //
 // Threads: as for ObsIterator.
 class SDM_EXPORT PassThroughIter : public ObsIterator {
  public:
-  // Runs over the cases of the parent that `source`, not null, has now; no rows where it has none.
+  // Reads the cases of the current parent of `source`, which is not null; no rows without a parent.
   // Borrows `area`.
   //
-  // Without a projector, rows come as the parent lays them out, and `area` needs the parent's
-  // GetObsAreaSize(). With one, they come as it makes them, and `area` needs its
-  // GetToAreaSize(); one whose GetFromAreaSize() is not that of the parent's rows throws
-  // std::invalid_argument.
+  // Without a projector, rows have the parent's layout and `area` holds its GetObsAreaSize() cells.
+  // With a projector, rows are projected and `area` holds GetToAreaSize() cells. Throws
+  // std::invalid_argument if GetFromAreaSize() differs from the length of the parent's rows.
   PassThroughIter(const ORVX_DataSource* source, OBS* area,
                   std::unique_ptr<const ObsProjector> projector);
   ~PassThroughIter() override;
 
-  // What the parent's iterator throws passes on; it goes on as that one does.
+  // Exceptions of the parent's iterator propagate; the next row is then as that iterator defines
+  // it.
   bool Next() override;
 
  private:

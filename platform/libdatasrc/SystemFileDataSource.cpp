@@ -1,4 +1,3 @@
-// A saved data file as a data source.
 
 #include <libdatasrc/internal/DataFile.h>
 #include <libdatasrc/SystemFileDataSource.h>

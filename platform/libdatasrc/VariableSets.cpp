@@ -11,8 +11,7 @@ using namespace sdm_internal;
 
 namespace {
 
-// The fields of a line: name, label, selected value, kind, the two flags, then a word for each
-// member.
+// The fields of a line: name, label, selected value, kind, two flags, then one word per member.
 constexpr std::size_t kFixedFields = 6;
 
 void RequireSetsType(const char* operation, int type) {
@@ -43,7 +42,7 @@ Number ToNumber(const std::string& field, std::size_t line, const char* expected
   Number number{};
   const char* const end = field.data() + field.size();
   const auto [stop, error] = std::from_chars(field.data(), end, number);
-  // One number has one text: no zeros in front.
+  // No leading zeros: each number has exactly one text.
   if (error != std::errc() || stop != end || field != std::to_string(number)) {
     ThrowWrongField(line, field, expected);
   }

@@ -1,5 +1,4 @@
-// Calendar dates as seconds since 1970, by the calendar of the standard library, which is the
-// proleptic Gregorian one.
+// The calendar of the standard library is the proleptic Gregorian calendar.
 
 #include <libdatasrc/iDMY2Orvx.h>
 
@@ -11,7 +10,7 @@ bool IsBetween(long least, long number, long most) {
   return least <= number && number <= most;
 }
 
-// The result is not ok() where the numbers are not a date.
+// The result is not ok() if the numbers are not a date.
 std::chrono::year_month_day DateOf(long day, long month, long year) {
   // The standard library's types truncate numbers that they cannot hold.
   if (!IsBetween(1, year, 9999) || !IsBetween(1, month, 12) || !IsBetween(1, day, 31)) return {};

@@ -1,4 +1,4 @@
-// Laying out the cells of a row, with the conversions that a changed type asks for.
+// Lays out rows and converts values whose type was changed.
 
 #include <libdatasrc/internal/CaseTable.h>
 #include <libdatasrc/internal/CellText.h>

@@ -20,10 +20,10 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// kMissingNumber where there is none.
+// A missing value is kMissingNumber.
 using NumberColumn = std::vector<double>;
 
-// Texts one behind another, each as long as it is; empty where there is none.
+// Strings, concatenated. A missing value is empty.
 class TextColumn {
  public:
   void Add(std::string_view text) {
@@ -42,17 +42,17 @@ class TextColumn {
 
 using CaseColumn = std::variant<NumberColumn, TextColumn>;
 
-// Columns as they were read, under the identifier of the variable that each was read for.
+// Columns as they were read, by the identifier of their variable.
 //
-// Threads: any, once it is filled.
+// Threads: any, after it is filled.
 class CaseTable {
  public:
-  // `rows` are in each column.
+  // Every column has `rows` values.
   void Add(LocallyUniqueID id, CaseColumn column) { columns_.emplace(id, std::move(column)); }
   void SetRowCount(std::size_t rows) { rows_ = rows; }
 
   std::size_t RowCount() const { return rows_; }
-  // Null for a variable that the table does not know.
+  // Null if the table has no such variable.
   const CaseColumn* Find(LocallyUniqueID id) const;
 
  private:
@@ -60,7 +60,8 @@ class CaseTable {
   std::size_t rows_ = 0;
 };
 
-// Runs over a table for the dictionary of a source as it is now, which it does not keep.
+// Reads a table row by row, laid out for `dictionary` as it is now. Keeps no reference to the
+// dictionary.
 class CaseIterator : public ObsIterator {
  public:
   CaseIterator(std::shared_ptr<const CaseTable> table, const ORVX_DataSource& dictionary,

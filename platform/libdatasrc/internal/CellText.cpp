@@ -1,4 +1,3 @@
-// Conversions between numbers and texts, into cells.
 
 #include <libdatasrc/internal/CellText.h>
 #include <libdatasrc/internal/NumberText.h>
@@ -13,7 +12,7 @@
 namespace sdm_internal {
 
 double NumberOrMissing(std::string_view text) {
-  return NumberIn(text).value_or(kMissingNumber);
+  return ParseNumber(text).value_or(kMissingNumber);
 }
 
 void WriteText(std::string_view text, int width, OBS* cells) {

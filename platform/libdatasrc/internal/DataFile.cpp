@@ -1,4 +1,4 @@
-// From the records of a data file and the fields of its schema to columns and variables.
+// Builds columns and variables from the records of a data file and its schema.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/DataFile.h>
@@ -15,7 +15,7 @@ namespace sdm_internal {
 
 namespace {
 
-// As an error shows it: short, and on one line.
+// Shortened and on one line, for an error text.
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kMost = 40;
   std::string shown(CutUtf8(text, kMost));
@@ -24,18 +24,18 @@ std::string Quoted(std::string_view text) {
   return "'" + shown + (shown.size() < text.size() ? "...'" : "'");
 }
 
-// One column while the file is read. As long as all fields are numbers it keeps them both ways:
-// only the last field tells which it shall be.
+// Builds one column. Stores each field as a number and as text while all fields so far are numbers:
+// the last field may still make the column a string.
 class ColumnReader {
  public:
   ColumnReader(std::string_view name, const SchemaField* field)
-      : name_(name), field_(field), type_(field != nullptr ? field->type : Type::ByFields) {}
+      : name_(name), field_(field), type_(field != nullptr ? field->type : Type::Inferred) {}
 
   void Add(const DelimitedText& record, std::size_t index) {
     const std::string_view text = record.Field(index);
     const bool isMissing = IsMissing(text);
     if (type_ != Type::String && isNumeric_) AddNumber(record, index, isMissing);
-    if (type_ == Type::String || type_ == Type::ByFields) {
+    if (type_ == Type::String || type_ == Type::Inferred) {
       texts_.Add(isMissing ? std::string_view() : text);
       if (!isMissing) widest_ = std::max(widest_, text.size());
     }
@@ -69,26 +69,26 @@ class ColumnReader {
   void AddNumber(const DelimitedText& record, std::size_t index, bool isMissing) {
     const std::string_view text = record.Field(index);
     if (isMissing || Trimmed(text).empty()) return numbers_.push_back(kMissingNumber);
-    const std::optional<double> number = NumberIn(text);
+    const std::optional<double> number = ParseNumber(text);
     if (!number) {
-      if (type_ != Type::ByFields) Refuse(record, index, "is not a number");
+      if (type_ != Type::Inferred) FailAt(record, index, "is not a number");
       isNumeric_ = false;
       numbers_ = {};
       return;
     }
     if (type_ == Type::Integer && std::trunc(*number) != *number) {
-      Refuse(record, index, "is not a whole number");
+      FailAt(record, index, "is not a whole number");
     }
     numbers_.push_back(*number);
   }
 
-  [[noreturn]] void Refuse(const DelimitedText& record, std::size_t index,
+  [[noreturn]] void FailAt(const DelimitedText& record, std::size_t index,
                            const std::string& reason) const {
     record.Fail(record.FieldPosition(index),
                 Quoted(record.Field(index)) + " in column " + Quoted(name_) + " " + reason);
   }
 
-  // A file does not say what a number without categories measures.
+  // Unknown for a number without categories: the file does not say.
   MeasurementLevel Level() const {
     const bool hasCategories = field_ != nullptr && !field_->categories.empty();
     if (hasCategories && field_->categoriesOrdered) return MeasurementLevel::Ordinal;
@@ -101,21 +101,21 @@ class ColumnReader {
       const DataValue value = ValueOf(category, schema);
       if (category.label.empty()) continue;
       if (!labels.emplace(value, category.label).second) {
-        schema.Fail(category.place, "a second label for one value");
+        schema.Fail(category.position, "second label for the same value");
       }
     }
     return labels;
   }
 
-  // A category's value as one of this column.
+  // The value of a category, converted to the type of this column.
   DataValue ValueOf(const SchemaCategory& category, const TableSchema& schema) const {
     const auto* number = std::get_if<double>(&category.value);
     const auto* text = std::get_if<std::string>(&category.value);
     if (!IsNumeric()) return text != nullptr ? *text : ShortestText(*number);
     if (number != nullptr) return *number;
-    const std::optional<double> read = NumberIn(*text);
+    const std::optional<double> read = ParseNumber(*text);
     if (!read)
-      schema.Fail(category.place, Quoted(*text) + " is not a number, but the column is numeric");
+      schema.Fail(category.position, Quoted(*text) + " is not a number, but the column is numeric");
     return *read;
   }
 
@@ -131,7 +131,7 @@ class ColumnReader {
 class DataFileReader {
  public:
   explicit DataFileReader(const std::string& path)
-      : path_(path), records_(RegularFile(path)), schema_(ReadSchemaBeside(path)) {}
+      : path_(path), records_(RegularFile(path)), schema_(ReadSchemaOf(path)) {}
 
   DataFile Read(const std::function<void()>& check) {
     ReadHeader();
@@ -145,7 +145,7 @@ class DataFileReader {
  private:
   void ReadHeader() {
     if (!records_.Next()) {
-      throw DataFileError(path_, "empty, without a header line that names the columns");
+      throw DataFileError(path_, "empty file, without a header line");
     }
     std::unordered_map<std::string_view, const SchemaField*> fields;
     if (schema_) {
@@ -154,9 +154,9 @@ class DataFileReader {
     std::unordered_map<std::string_view, std::size_t> positions;
     for (std::size_t i = 0; i < records_.FieldCount(); ++i) {
       const std::string_view name = records_.Field(i);
-      if (name.empty()) records_.Fail(records_.FieldPosition(i), "a column without a name");
+      if (name.empty()) records_.Fail(records_.FieldPosition(i), "column without a name");
       if (!positions.emplace(name, i).second) {
-        records_.Fail(records_.FieldPosition(i), "a second column with the name " + Quoted(name));
+        records_.Fail(records_.FieldPosition(i), "duplicate column name " + Quoted(name));
       }
       const auto field = fields.find(name);
       columns_.emplace_back(name, field != fields.end() ? field->second : nullptr);
@@ -164,7 +164,7 @@ class DataFileReader {
     if (!schema_) return;
     for (const SchemaField& field : schema_->fields) {
       if (positions.contains(field.name)) continue;
-      schema_->Fail(field.place, "no column of the data file has the name " + Quoted(field.name));
+      schema_->Fail(field.position, "the data file has no column " + Quoted(field.name));
     }
   }
 

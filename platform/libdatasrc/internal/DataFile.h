@@ -1,4 +1,4 @@
-// DataFile: what a saved data file holds, read as a whole.
+// DataFile: the content of a saved data file.
 
 #ifndef LIBDATASRC_INTERNAL_DATAFILE_H_
 #define LIBDATASRC_INTERNAL_DATAFILE_H_

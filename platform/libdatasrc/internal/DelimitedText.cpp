@@ -40,7 +40,7 @@ void DelimitedText::Fail(TextPosition where, const std::string& text) const {
   throw DataFileError(file_.Path(), where.line, where.column, text);
 }
 
-// Replaces the chunk, all of which has been scanned.
+// Replaces the chunk, which was scanned completely.
 bool DelimitedText::ReadMore() {
   chunk_.resize(kChunkSize);
   chunk_.resize(file_.Read(chunk_.data(), kChunkSize));
@@ -51,11 +51,11 @@ bool DelimitedText::ReadMore() {
 void DelimitedText::SkipByteOrderMark() {
   if (!chunk_.starts_with(kByteOrderMark)) return;
   scanned_ = kByteOrderMark.size();
-  position_.Pass(kByteOrderMark);
+  position_.Advance(kByteOrderMark);
 }
 
-// Looks through the header line only, reading on in the same chunk as far as that takes. What is
-// wrong with the line is found when it is scanned.
+// Extends the first chunk until it holds the whole header line. Errors in the line are found later,
+// by Scan.
 char DelimitedText::FindDelimiter() {
   std::size_t commas = 0;
   std::size_t tabs = 0;
@@ -88,15 +88,15 @@ void DelimitedText::BeginRecord() {
 
 void DelimitedText::Scan(char byte) {
   if (!utf8_.IsInside()) character_ = position_;
-  Refuse(byte);
+  CheckAllowed(byte);
   const TextPosition here = position_;
   const bool afterReturn = std::exchange(afterReturn_, false);
   ++scanned_;
   ++size_;
-  position_.Pass(byte);
+  position_.Advance(byte);
   if (byte == '"') {
     ScanQuote(here);
-  } else if (place_ == Place::InQuotes) {
+  } else if (state_ == State::InQuotes) {
     text_ += byte;
   } else if (byte == delimiter_) {
     EndField();
@@ -110,41 +110,41 @@ void DelimitedText::Scan(char byte) {
     isEmptyLine_ = end_ == begin_;
     isComplete_ = true;
   } else {
-    if (place_ == Place::BehindQuote) Fail(here, "text behind the closing quote of a field");
-    place_ = Place::Unquoted;
+    if (state_ == State::AfterQuote) Fail(here, "text after the closing quote of a field");
+    state_ = State::Unquoted;
     text_ += byte;
   }
 }
 
 void DelimitedText::ScanQuote(TextPosition here) {
-  if (place_ == Place::Unquoted) Fail(here, "a quote inside a field that is not quoted");
-  if (place_ == Place::BehindQuote) text_ += '"';
-  place_ = place_ == Place::InQuotes ? Place::BehindQuote : Place::InQuotes;
+  if (state_ == State::Unquoted) Fail(here, "quote inside an unquoted field");
+  if (state_ == State::AfterQuote) text_ += '"';
+  state_ = state_ == State::InQuotes ? State::AfterQuote : State::InQuotes;
 }
 
 void DelimitedText::EndField() {
   ends_.push_back(text_.size());
-  place_ = Place::AtStart;
+  state_ = State::FieldStart;
 }
 
-// Fails when the next byte cannot stand where it does.
-void DelimitedText::Refuse(char byte) {
+// Fails if `byte` is not allowed here.
+void DelimitedText::CheckAllowed(char byte) {
   if (afterReturn_ && byte != '\n') {
-    Fail(return_, "a carriage return without a line feed behind it");
+    Fail(return_, "carriage return without a line feed after it");
   }
-  if (byte == '\0') Fail(position_, "a zero byte, which is no text");
+  if (byte == '\0') Fail(position_, "zero byte");
   if (!utf8_.Accepts(byte)) Fail(character_, "not UTF-8");
   if (size_ < kMaxRecordBytes) return;
   const std::string limit = std::to_string(kMaxRecordBytes) + " bytes";
-  if (place_ == Place::InQuotes) Fail(starts_.back(), "a quote that is not closed within " + limit);
-  Fail(begin_, "a record of more than " + limit);
+  if (state_ == State::InQuotes) Fail(starts_.back(), "quote not closed within " + limit);
+  Fail(begin_, "record longer than " + limit);
 }
 
-// At the end of the file, with all bytes scanned.
+// Called at the end of the file, after all bytes were scanned.
 bool DelimitedText::EndLastRecord() {
   if (utf8_.IsInside()) Fail(character_, "not UTF-8");
-  if (afterReturn_) Fail(return_, "a carriage return without a line feed behind it");
-  if (place_ == Place::InQuotes) Fail(starts_.back(), "a quote that is never closed");
+  if (afterReturn_) Fail(return_, "carriage return without a line feed after it");
+  if (state_ == State::InQuotes) Fail(starts_.back(), "unclosed quote");
   if (size_ == 0) return false;
   EndField();
   end_ = position_;

@@ -1,4 +1,4 @@
-// DelimitedText: the records of a file of delimited text, one after another.
+// DelimitedText: reads a file of delimited text record by record.
 
 #ifndef LIBDATASRC_INTERNAL_DELIMITEDTEXT_H_
 #define LIBDATASRC_INTERNAL_DELIMITEDTEXT_H_
@@ -14,24 +14,24 @@
 
 namespace sdm_internal {
 
-// Reads in chunks and holds one record at a time. Quoting is that of RFC 4180. Errors are
-// DataFileError, for the first byte that cannot stand where it does.
+// Reads in chunks and keeps one record at a time. Quoting follows RFC 4180. Errors are
+// DataFileError, at the first byte that is not allowed.
 class DelimitedText {
  public:
-  // Reads the header as far as it takes to know the delimiter.
+  // Reads the header to find the delimiter.
   explicit DelimitedText(RegularFile file);
   DelimitedText(const DelimitedText&) = delete;
   DelimitedText& operator=(const DelimitedText&) = delete;
 
-  // Goes to the next record, at first the header. False at the end of the file.
+  // Advances to the next record; the first is the header. Returns false at the end of the file.
   bool Next();
 
-  // Of the record at hand; an empty line is one empty field. Texts are good until the next call.
+  // The current record; an empty line is one empty field. Texts are valid until the next call.
   std::size_t FieldCount() const { return ends_.size(); }
   std::string_view Field(std::size_t i) const;
   TextPosition FieldPosition(std::size_t i) const { return starts_[i]; }
   bool IsEmptyLine() const { return isEmptyLine_; }
-  // Where its last field ends.
+  // The end of its last field.
   TextPosition End() const { return end_; }
 
   [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
@@ -42,7 +42,7 @@ class DelimitedText {
   char FindDelimiter();
   void BeginRecord();
   void Scan(char byte);
-  void Refuse(char byte);
+  void CheckAllowed(char byte);
   void ScanQuote(TextPosition here);
   void EndField();
   bool EndLastRecord();
@@ -51,19 +51,19 @@ class DelimitedText {
   char delimiter_ = ',';
 
   std::string chunk_;
-  std::size_t scanned_ = 0;  // bytes of the chunk that were scanned
+  std::size_t scanned_ = 0;  // scanned bytes of the chunk
   TextPosition position_;    // of the byte at `scanned_`
 
-  // Where in its field the next byte stands. Behind a quote: that closed the field, or is the first
-  // of two.
-  enum class Place { AtStart, Unquoted, InQuotes, BehindQuote };
-  Place place_ = Place::AtStart;
+  // The state of the scanner. AfterQuote: the quote closed the field, or is the first of a pair.
+  enum class State { FieldStart, Unquoted, InQuotes, AfterQuote };
+  State state_ = State::FieldStart;
   bool afterReturn_ = false;  // the last byte was a carriage return outside quotes
-  TextPosition return_;       // where
+  TextPosition return_;       // its position
   Utf8Checker utf8_;
-  TextPosition character_;  // where the character at hand begins
 
-  // The record at hand.
+  TextPosition character_;  // the start of the current character
+
+  // The current record.
   TextPosition begin_;
   TextPosition end_;
   std::size_t size_ = 0;  // in bytes, its line end included

@@ -1,4 +1,3 @@
-// The hash table from identifiers to blocks.
 
 #include <libdatasrc/internal/IdentifierIndex.h>
 
@@ -41,12 +40,12 @@ void IdentifierIndex::Replace(LocallyUniqueID id, const VariableBlock* from,
   entries_[SlotOf(id, from)].block = to;
 }
 
-// Serials run, so they are spread by the golden ratio before the high bits are taken.
+// Serials are consecutive: multiplying by the golden ratio spreads them over the high bits.
 std::size_t IdentifierIndex::Home(LocallyUniqueID id) const noexcept {
   return static_cast<std::uint32_t>(id.Word() * 0x9E3779B1U) >> shift_;
 }
 
-// The slot of the pair, or the free one where the search for it ends.
+// The slot of the pair, or the free slot that ends the search.
 std::size_t IdentifierIndex::SlotOf(LocallyUniqueID id, const VariableBlock* block) const noexcept {
   std::size_t slot = Home(id);
   while (entries_[slot].block != nullptr &&
@@ -56,8 +55,8 @@ std::size_t IdentifierIndex::SlotOf(LocallyUniqueID id, const VariableBlock* blo
   return slot;
 }
 
-// Frees the slot and moves up what was pushed past it: a search must not meet a free slot between
-// an entry's home and the entry.
+// Frees the slot and moves later entries up: no slot between an entry's home and the entry may be
+// free.
 void IdentifierIndex::CloseGap(std::size_t gap) noexcept {
   const std::size_t mask = entries_.size() - 1;
   for (std::size_t slot = Next(gap); entries_[slot].block != nullptr; slot = Next(slot)) {

@@ -1,4 +1,4 @@
-// IdentifierIndex: from the identifier of a variable to the blocks of a dictionary that hold it.
+// IdentifierIndex: maps the identifier of a variable to the blocks that contain it.
 
 #ifndef LIBDATASRC_INTERNAL_IDENTIFIERINDEX_H_
 #define LIBDATASRC_INTERNAL_IDENTIFIERINDEX_H_
@@ -13,18 +13,17 @@ namespace sdm_internal {
 
 class VariableBlock;
 
-// A hash table with linear probing, at most half full. It holds each pair of an identifier and a
-// block once; an identifier that stands in several blocks has an entry for each. Room is made
-// ahead, so that entering, which happens in the middle of an edit, cannot fail.
+// A hash table with linear probing, at most half full, with one entry per pair of an identifier and
+// a block. Reserve allocates ahead, so that Add, called in the middle of an edit, cannot fail.
 //
 // Threads: as for the dictionary it belongs to.
 class IdentifierIndex {
  public:
-  // Makes room for `entries` in all. May throw std::bad_alloc and change nothing.
+  // Allocates space for `entries` in total. May throw std::bad_alloc; then nothing has changed.
   void Reserve(std::size_t entries);
 
-  // Takes over all pairs of `other`, each with the block that `exchange` makes of the one there.
-  // May throw std::bad_alloc and change nothing.
+  // Copies all pairs of `other`, with `exchange(block)` in place of each block. May throw
+  // std::bad_alloc; then nothing has changed.
   template <class Exchange>
   void Copy(const IdentifierIndex& other, Exchange exchange) {
     std::vector<Entry> entries = other.entries_;
@@ -35,16 +34,16 @@ class IdentifierIndex {
     shift_ = other.shift_;
   }
 
-  // Enters a pair that is not there yet; there is room for it.
+  // Adds a pair that is not in the table. Reserve must have made space for it.
   void Add(LocallyUniqueID id, VariableBlock* block) noexcept;
 
-  // Takes the pair out, if it is there.
+  // Removes the pair, if it is in the table.
   void Remove(LocallyUniqueID id, const VariableBlock* block) noexcept;
 
-  // Makes the pair with `from`, which is there, the pair with `to`.
+  // Replaces `from` by `to` in a pair that is in the table.
   void Replace(LocallyUniqueID id, const VariableBlock* from, VariableBlock* to) noexcept;
 
-  // Calls `visit` with each block that holds `id`, in no order.
+  // Calls `visit` with each block that contains `id`, in no particular order.
   template <class Visitor>
   void ForEachBlock(LocallyUniqueID id, Visitor visit) const {
     if (entries_.empty()) return;
@@ -64,8 +63,8 @@ class IdentifierIndex {
   std::size_t SlotOf(LocallyUniqueID id, const VariableBlock* block) const noexcept;
   void CloseGap(std::size_t gap) noexcept;
 
-  std::vector<Entry> entries_;  // as many as a power of two, or none
-  unsigned int shift_ = 0;      // of a 32-bit product, to leave a slot's number
+  std::vector<Entry> entries_;  // the size is a power of two, or 0
+  unsigned int shift_ = 0;      // reduces a 32-bit hash to a slot number
 };
 
 }  // namespace sdm_internal

@@ -1,5 +1,5 @@
-// Builds the tree from the events of nlohmann-json, which do not tell where in the text they
-// happen: the iterator that the library reads through does.
+// Builds the tree from the parse events of nlohmann-json. Events have no position; an iterator that
+// counts the bytes read supplies it.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/JsonText.h>
@@ -19,7 +19,7 @@ constexpr std::size_t kMaxDepth = 64;
 
 TextPosition PositionAt(const std::string& text, std::size_t offset) {
   TextPosition position;
-  position.Pass(std::string_view(text).substr(0, offset));
+  position.Advance(std::string_view(text).substr(0, offset));
   return position;
 }
 
@@ -27,7 +27,7 @@ TextPosition PositionAt(const std::string& text, std::size_t offset) {
   throw DataFileError(file, where.line, where.column, text);
 }
 
-// Counts the bytes read through it in `*read`, also when it is copied.
+// Counts the bytes read in `*read`; copies share the counter.
 class CountingIterator {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -57,7 +57,8 @@ class CountingIterator {
   std::size_t* read_;
 };
 
-// What is wrong, without the library's own words about itself and the place: text after "- ".
+// The reason in an error text of the library: the part after " - ", without its prefix and
+// position.
 std::string Reason(const std::string& what) {
   const std::size_t dash = what.find(" - ");
   return dash == std::string::npos ? "not JSON" : "not JSON: " + what.substr(dash + 3);
@@ -70,14 +71,14 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   std::size_t read = 0;  // bytes of the text that the library has read
   JsonValue root;
 
-  bool null() override { return Take(nullptr); }
-  bool boolean(bool value) override { return Take(value); }
-  bool number_integer(number_integer_t value) override { return Take(static_cast<double>(value)); }
+  bool null() override { return Store(nullptr); }
+  bool boolean(bool value) override { return Store(value); }
+  bool number_integer(number_integer_t value) override { return Store(static_cast<double>(value)); }
   bool number_unsigned(number_unsigned_t value) override {
-    return Take(static_cast<double>(value));
+    return Store(static_cast<double>(value));
   }
-  bool number_float(number_float_t value, const string_t&) override { return Take(value); }
-  bool string(string_t& value) override { return Take(std::move(value)); }
+  bool number_float(number_float_t value, const string_t&) override { return Store(value); }
+  bool string(string_t& value) override { return Store(std::move(value)); }
   bool binary(binary_t&) override { return false; }  // no JSON text has any
   bool start_array(std::size_t) override { return Open(JsonValue::Array()); }
   bool start_object(std::size_t) override { return Open(JsonValue::Object()); }
@@ -86,9 +87,9 @@ class TreeBuilder : public nlohmann::json_sax<json> {
 
   bool key(string_t& name) override {
     auto& members = std::get<JsonValue::Object>(open_.back()->value);
-    const TextPosition place = PassToToken();
+    const TextPosition position = AdvanceToToken();
     const auto [member, isNew] = members.try_emplace(name);
-    if (!isNew) Fail(file_, place, "'" + name + "' stands twice");
+    if (!isNew) Fail(file_, position, "'" + name + "' is a duplicate key");
     member_ = &member->second;
     tokenEnd_ = read;
     return true;
@@ -101,29 +102,29 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   }
 
  private:
-  // Goes on to where the token at hand begins. Behind a number the library has read one byte more,
-  // but that is one of those skipped here, or else closes an array or an object.
-  TextPosition PassToToken() {
+  // Advances to the start of the current token. After a number, the library has read one byte too
+  // many: that byte is one of those skipped here, or closes an array or an object.
+  TextPosition AdvanceToToken() {
     const std::size_t start =
         std::min(text_.find_first_not_of(" \t\r\n,:", tokenEnd_), text_.size());
-    position_.Pass(std::string_view(text_).substr(passed_, start - passed_));
+    position_.Advance(std::string_view(text_).substr(passed_, start - passed_));
     passed_ = start;
     return position_;
   }
 
   template <class T>
-  bool Take(T value) {
-    Place()->value = std::move(value);
+  bool Store(T value) {
+    NextValue()->value = std::move(value);
     tokenEnd_ = read;
     return true;
   }
 
   template <class Container>
   bool Open(Container container) {
-    JsonValue* const place = Place();
-    if (open_.size() == kMaxDepth) Fail(file_, place->place, "nested too deeply");
-    place->value = std::move(container);
-    open_.push_back(place);
+    JsonValue* const value = NextValue();
+    if (open_.size() == kMaxDepth) Fail(file_, value->position, "nested too deeply");
+    value->value = std::move(container);
+    open_.push_back(value);
     tokenEnd_ = read;
     return true;
   }
@@ -134,24 +135,24 @@ class TreeBuilder : public nlohmann::json_sax<json> {
     return true;
   }
 
-  // Where the next value goes: a new element, or the member whose key was read last. A container
-  // does not grow while it is not the innermost open one, so pointers to those stay good.
-  JsonValue* Place() {
-    JsonValue* place = &root;
+  // The destination of the next value: a new element, or the member whose key was read last. Only
+  // the innermost open container grows, so pointers to the others stay valid.
+  JsonValue* NextValue() {
+    JsonValue* value = &root;
     if (!open_.empty()) {
       auto* array = std::get_if<JsonValue::Array>(&open_.back()->value);
-      place = array != nullptr ? &array->emplace_back() : member_;
+      value = array != nullptr ? &array->emplace_back() : member_;
     }
-    place->place = PassToToken();
-    return place;
+    value->position = AdvanceToToken();
+    return value;
   }
 
   const std::string& file_;
   const std::string& text_;
-  std::vector<JsonValue*> open_;  // from the root in
-  JsonValue* member_ = nullptr;   // of the innermost open object, waiting for its value
-  std::size_t tokenEnd_ = 0;      // of the token before
-  std::size_t passed_ = 0;        // `position_` is the place of this byte
+  std::vector<JsonValue*> open_;  // the open containers, outermost first
+  JsonValue* member_ = nullptr;   // of the innermost open object: its value comes next
+  std::size_t tokenEnd_ = 0;      // of the previous token
+  std::size_t passed_ = 0;        // the byte at `position_`
   TextPosition position_;
 };
 

@@ -1,4 +1,4 @@
-// JSON as a tree in which every value knows its place in the text.
+// A JSON tree whose values have positions in the text.
 
 #ifndef LIBDATASRC_INTERNAL_JSONTEXT_H_
 #define LIBDATASRC_INTERNAL_JSONTEXT_H_
@@ -19,21 +19,21 @@ struct JsonValue {
   using Array = std::vector<JsonValue>;
   using Object = std::map<std::string, JsonValue, std::less<>>;
 
-  TextPosition place;  // of its first byte
+  TextPosition position;  // of its first byte
   std::variant<std::nullptr_t, bool, double, std::string, Array, Object> value;
 
-  // Null when this is of another type.
+  // Null if the value has another type.
   template <class T>
   const T* As() const {
     return std::get_if<T>(&value);
   }
 
-  // The member of an object; null when there is none.
+  // The member of an object; null if there is none.
   const JsonValue* Member(std::string_view name) const;
 };
 
-// Reads one JSON value, nested no deeper than 64 levels. Whatever is wrong with the text throws
-// DataFileError for `file`, with the place.
+// Parses one JSON value, nested at most 64 levels deep. Throws DataFileError for `file`, with the
+// position, if the text is invalid.
 JsonValue ParseJson(const std::string& file, const std::string& text);
 
 }  // namespace sdm_internal

@@ -1,4 +1,3 @@
-// Numbers as text, both ways, in no locale.
 
 #include <libdatasrc/internal/NumberText.h>
 
@@ -14,13 +13,13 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-std::optional<double> NumberIn(std::string_view text) {
+std::optional<double> ParseNumber(std::string_view text) {
   text = Trimmed(text);
   if (!text.empty() && text.front() == '+') {
     text.remove_prefix(1);
     if (!text.empty() && text.front() == '-') return std::nullopt;
   }
-  // Turns away the names of infinity and of what is no number.
+  // Rejects "inf" and "nan".
   if (text.empty() || text.find_first_not_of("0123456789+-.eE") != std::string_view::npos) {
     return std::nullopt;
   }

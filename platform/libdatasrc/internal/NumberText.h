@@ -1,4 +1,4 @@
-// Numbers as text.
+// Conversions between numbers and text, independent of the locale.
 
 #ifndef LIBDATASRC_INTERNAL_NUMBERTEXT_H_
 #define LIBDATASRC_INTERNAL_NUMBERTEXT_H_
@@ -9,14 +9,14 @@
 
 namespace sdm_internal {
 
-// Without the blanks and tabs at both ends.
+// `text` without blanks and tabs at both ends.
 std::string_view Trimmed(std::string_view text);
 
-// The number that `text` is, blanks around it aside: decimal, with an optional sign, point and
-// exponent. None for anything else and for a number that a double cannot hold.
-std::optional<double> NumberIn(std::string_view text);
+// Parses a decimal number with optional sign, point and exponent; ignores blanks around it. Empty
+// for any other text and for a number outside the range of a double.
+std::optional<double> ParseNumber(std::string_view text);
 
-// The shortest decimal text that is this number again.
+// The shortest decimal text that parses back to this number.
 std::string ShortestText(double number);
 
 }  // namespace sdm_internal

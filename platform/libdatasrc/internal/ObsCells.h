@@ -1,4 +1,4 @@
-// How many cells of an observation a variable takes.
+// The number of cells that a variable takes in a row.
 
 #ifndef LIBDATASRC_INTERNAL_OBSCELLS_H_
 #define LIBDATASRC_INTERNAL_OBSCELLS_H_

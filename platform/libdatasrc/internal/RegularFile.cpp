@@ -1,4 +1,3 @@
-// Opening and reading files without waiting for anybody.
 
 #include <fcntl.h>
 #include <libdatasrc/DataFileError.h>
@@ -17,9 +16,9 @@ namespace {
   throw DataFileError(path, std::string(attempt) + ": " + std::generic_category().message(error));
 }
 
-// -1 with errno set on failure.
+// Returns -1 and sets errno on failure.
 int OpenWithoutWaiting(const std::string& path) {
-  if (path.find('\0') != std::string::npos) throw DataFileError(path, "a zero byte in the name");
+  if (path.find('\0') != std::string::npos) throw DataFileError(path, "zero byte in the file name");
   return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
 }
 
@@ -34,7 +33,7 @@ const char* KindOf(mode_t mode) {
 
 RegularFile::RegularFile(const std::string& path) : RegularFile(path, OpenWithoutWaiting(path)) {}
 
-std::optional<RegularFile> RegularFile::IfThere(const std::string& path) {
+std::optional<RegularFile> RegularFile::OpenIfExists(const std::string& path) {
   const int descriptor = OpenWithoutWaiting(path);
   if (descriptor == -1 && errno == ENOENT) return std::nullopt;
   return RegularFile(path, descriptor);

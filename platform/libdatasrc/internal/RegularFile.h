@@ -1,4 +1,4 @@
-// RegularFile: a file open for reading that is certain not to keep a reader waiting.
+// RegularFile: a regular file, open for reading. Opening and reading never block.
 
 #ifndef LIBDATASRC_INTERNAL_REGULARFILE_H_
 #define LIBDATASRC_INTERNAL_REGULARFILE_H_
@@ -10,16 +10,15 @@
 
 namespace sdm_internal {
 
-// Owns the descriptor, which programs started meanwhile do not inherit. Errors are DataFileError
-// and name the file.
+// Owns the descriptor, which child processes do not inherit. Errors are DataFileError.
 class RegularFile {
  public:
-  // Throws when there is no such file, when it cannot be opened, and when it is a directory, a
-  // FIFO, a device or a socket, none of which it waits for.
+  // Throws if the file does not exist, cannot be opened, or is a directory, a FIFO, a device or a
+  // socket. Never blocks on any of them.
   explicit RegularFile(const std::string& path);
 
-  // The same, but nothing when there is no such file.
-  static std::optional<RegularFile> IfThere(const std::string& path);
+  // Returns nothing if the file does not exist; otherwise like the constructor.
+  static std::optional<RegularFile> OpenIfExists(const std::string& path);
 
   RegularFile(RegularFile&& other) noexcept
       : path_(std::move(other.path_)), descriptor_(std::exchange(other.descriptor_, -1)) {}
@@ -28,7 +27,7 @@ class RegularFile {
 
   const std::string& Path() const { return path_; }
 
-  // Reads up to `size` bytes; fewer only at the end, where 0 comes.
+  // Reads `size` bytes, fewer only at the end of the file. Returns the number of bytes read.
   std::size_t Read(char* to, std::size_t size);
 
  private:

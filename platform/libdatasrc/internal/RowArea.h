@@ -1,4 +1,4 @@
-// Room for a row on its way through a projector.
+// A buffer for the rows that a projector reads.
 
 #ifndef LIBDATASRC_INTERNAL_ROWAREA_H_
 #define LIBDATASRC_INTERNAL_ROWAREA_H_
@@ -12,8 +12,8 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// An area for a row of `source` that `projector` reads. Throws std::invalid_argument where the
-// source's rows are not as long as those that the projector was made for.
+// A buffer for one row of `source`, to be read by `projector`. Throws std::invalid_argument if the
+// projector was made for rows of another length.
 std::vector<OBS> RowArea(const ORVX_DataSource& source, const ObsProjector& projector);
 
 }  // namespace sdm_internal

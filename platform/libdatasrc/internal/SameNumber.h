@@ -1,4 +1,4 @@
-// Equality of numbers by their bits, so that a value that is no number equals itself.
+// Bitwise equality of numbers: a NaN equals itself.
 
 #ifndef LIBDATASRC_INTERNAL_SAMENUMBER_H_
 #define LIBDATASRC_INTERNAL_SAMENUMBER_H_

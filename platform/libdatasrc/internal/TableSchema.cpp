@@ -1,4 +1,4 @@
-// From the JSON of a table schema to what a data file takes from it.
+// Reads the members of a table schema that data files use.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/JsonText.h>
@@ -24,7 +24,7 @@ std::string ReadAll(RegularFile file) {
     text.append(chunk.data(), got);
     if (text.size() <= kMaxSchemaBytes) continue;
     throw DataFileError(file.Path(),
-                        "a schema of more than " + std::to_string(kMaxSchemaBytes) + " bytes");
+                        "schema larger than " + std::to_string(kMaxSchemaBytes) + " bytes");
   }
   return text;
 }
@@ -40,15 +40,15 @@ constexpr const char* kTypeName<JsonValue::Array> = "an array";
 template <>
 constexpr const char* kTypeName<JsonValue::Object> = "an object";
 
-std::optional<SchemaField::Type> TypeNamed(std::string_view name) {
-  static constexpr std::array<std::string_view, 13> kByFields = {
+std::optional<SchemaField::Type> ParseType(std::string_view name) {
+  static constexpr std::array<std::string_view, 13> kInferred = {
       "any",      "array", "boolean", "date", "datetime", "duration", "geojson",
       "geopoint", "list",  "object",  "time", "year",     "yearmonth"};
   if (name == "string") return SchemaField::Type::String;
   if (name == "integer") return SchemaField::Type::Integer;
   if (name == "number") return SchemaField::Type::Number;
-  const bool isKnown = std::find(kByFields.begin(), kByFields.end(), name) != kByFields.end();
-  return isKnown ? std::optional(SchemaField::Type::ByFields) : std::nullopt;
+  const bool isKnown = std::find(kInferred.begin(), kInferred.end(), name) != kInferred.end();
+  return isKnown ? std::optional(SchemaField::Type::Inferred) : std::nullopt;
 }
 
 class SchemaReader {
@@ -57,28 +57,29 @@ class SchemaReader {
 
   TableSchema Read(const std::string& text) {
     const JsonValue root = ParseJson(schema_.file, text);
-    Demand<JsonValue::Object>(root, "the schema");
-    if (const auto* title = Optional<std::string>(root, "title")) schema_.title = *title;
+    Require<JsonValue::Object>(root, "the schema");
+    if (const auto* title = OptionalMember<std::string>(root, "title")) schema_.title = *title;
     missingValues_ = MissingValuesOf(root, std::make_shared<MissingTexts>(MissingTexts{""}));
-    for (const JsonValue& field : Required<JsonValue::Array>(root, "fields")) ReadField(field);
+    for (const JsonValue& field : RequiredMember<JsonValue::Array>(root, "fields"))
+      ReadField(field);
     return std::move(schema_);
   }
 
  private:
   void ReadField(const JsonValue& json) {
-    Demand<JsonValue::Object>(json, "a field");
+    Require<JsonValue::Object>(json, "a field");
     SchemaField field;
-    field.name = Required<std::string>(json, "name");
-    field.place = json.Member("name")->place;
+    field.name = RequiredMember<std::string>(json, "name");
+    field.position = json.Member("name")->position;
     if (!names_.insert(field.name).second) {
-      schema_.Fail(field.place, "a second field with the name '" + field.name + "'");
+      schema_.Fail(field.position, "duplicate field name '" + field.name + "'");
     }
-    if (const auto* title = Optional<std::string>(json, "title")) field.label = *title;
+    if (const auto* title = OptionalMember<std::string>(json, "title")) field.label = *title;
     field.type = TypeOf(json);
-    if (const auto* ordered = Optional<bool>(json, "categoriesOrdered")) {
+    if (const auto* ordered = OptionalMember<bool>(json, "categoriesOrdered")) {
       field.categoriesOrdered = *ordered;
     }
-    if (const auto* categories = Optional<JsonValue::Array>(json, "categories")) {
+    if (const auto* categories = OptionalMember<JsonValue::Array>(json, "categories")) {
       for (const JsonValue& each : *categories) field.categories.push_back(CategoryOf(each));
     }
     field.missingValues = MissingValuesOf(json, missingValues_);
@@ -86,23 +87,23 @@ class SchemaReader {
   }
 
   SchemaField::Type TypeOf(const JsonValue& field) const {
-    const auto* name = Optional<std::string>(field, "type");
-    if (name == nullptr) return SchemaField::Type::ByFields;
-    const auto type = TypeNamed(*name);
-    if (!type) Fail(*field.Member("type"), "'" + *name + "' is not a type of a field");
+    const auto* name = OptionalMember<std::string>(field, "type");
+    if (name == nullptr) return SchemaField::Type::Inferred;
+    const auto type = ParseType(*name);
+    if (!type) Fail(*field.Member("type"), "'" + *name + "' is not a field type");
     return *type;
   }
 
-  // A value alone, or an object with the value and its label.
+  // `json` is a value, or an object with `value` and `label`.
   SchemaCategory CategoryOf(const JsonValue& json) const {
     SchemaCategory category;
     const JsonValue* value = &json;
     if (json.As<JsonValue::Object>() != nullptr) {
       value = json.Member("value");
-      if (value == nullptr) Fail(json, "a category without a value");
-      if (const auto* label = Optional<std::string>(json, "label")) category.label = *label;
+      if (value == nullptr) Fail(json, "category without a value");
+      if (const auto* label = OptionalMember<std::string>(json, "label")) category.label = *label;
     }
-    category.place = value->place;
+    category.position = value->position;
     if (const auto* number = value->As<double>()) {
       category.value = *number;
     } else if (const auto* text = value->As<std::string>()) {
@@ -115,17 +116,17 @@ class SchemaReader {
 
   std::shared_ptr<const MissingTexts> MissingValuesOf(
       const JsonValue& object, std::shared_ptr<const MissingTexts> otherwise) const {
-    const auto* values = Optional<JsonValue::Array>(object, "missingValues");
+    const auto* values = OptionalMember<JsonValue::Array>(object, "missingValues");
     if (values == nullptr) return otherwise;
     const auto texts = std::make_shared<MissingTexts>();
     for (const JsonValue& each : *values) {
-      texts->insert(Demand<std::string>(each, "a missing value"));
+      texts->insert(Require<std::string>(each, "a missing value"));
     }
     return texts;
   }
 
   template <class T>
-  const T& Demand(const JsonValue& json, const std::string& what) const {
+  const T& Require(const JsonValue& json, const std::string& what) const {
     const T* value = json.As<T>();
     if (value == nullptr) Fail(json, what + " must be " + kTypeName<T>);
     return *value;
@@ -133,20 +134,20 @@ class SchemaReader {
 
   // Null when there is no such member.
   template <class T>
-  const T* Optional(const JsonValue& object, const std::string& name) const {
+  const T* OptionalMember(const JsonValue& object, const std::string& name) const {
     const JsonValue* member = object.Member(name);
-    return member != nullptr ? &Demand<T>(*member, "'" + name + "'") : nullptr;
+    return member != nullptr ? &Require<T>(*member, "'" + name + "'") : nullptr;
   }
 
   template <class T>
-  const T& Required(const JsonValue& object, const std::string& name) const {
-    const T* value = Optional<T>(object, name);
-    if (value == nullptr) Fail(object, "a member '" + name + "' is missing here");
+  const T& RequiredMember(const JsonValue& object, const std::string& name) const {
+    const T* value = OptionalMember<T>(object, name);
+    if (value == nullptr) Fail(object, "missing member '" + name + "'");
     return *value;
   }
 
   [[noreturn]] void Fail(const JsonValue& json, const std::string& text) const {
-    schema_.Fail(json.place, text);
+    schema_.Fail(json.position, text);
   }
 
   std::set<std::string> names_;
@@ -160,12 +161,13 @@ void TableSchema::Fail(TextPosition where, const std::string& text) const {
   throw DataFileError(file, where.line, where.column, text);
 }
 
-std::optional<TableSchema> ReadSchemaBeside(const std::string& path) {
-  const std::string beside = std::filesystem::path(path).replace_extension(".schema.json").string();
-  std::optional<RegularFile> file = RegularFile::IfThere(beside);
+std::optional<TableSchema> ReadSchemaOf(const std::string& path) {
+  const std::string schemaPath =
+      std::filesystem::path(path).replace_extension(".schema.json").string();
+  std::optional<RegularFile> file = RegularFile::OpenIfExists(schemaPath);
   if (!file) return std::nullopt;
   const std::string text = ReadAll(std::move(*file));
-  return SchemaReader(beside).Read(text);
+  return SchemaReader(schemaPath).Read(text);
 }
 
 }  // namespace sdm_internal

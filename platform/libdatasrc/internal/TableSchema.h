@@ -1,4 +1,4 @@
-// TableSchema: the dictionary that lies beside a data file, a Frictionless Table Schema.
+// TableSchema: the dictionary schemaPath a data file, a Frictionless Table Schema.
 
 #ifndef LIBDATASRC_INTERNAL_TABLESCHEMA_H_
 #define LIBDATASRC_INTERNAL_TABLESCHEMA_H_
@@ -17,7 +17,7 @@
 
 namespace sdm_internal {
 
-// Looked up with the text of a cell, which is not copied.
+// Transparent: lookup by string_view copies nothing.
 struct TextHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view text) const {
@@ -29,32 +29,32 @@ using MissingTexts = std::unordered_set<std::string, TextHash, std::equal_to<>>;
 struct SchemaCategory {
   DataValue value;
   std::string label;
-  TextPosition place;  // of the value
+  TextPosition position;  // of the value
 };
 
 struct SchemaField {
-  enum class Type { ByFields, String, Integer, Number };
+  enum class Type { Inferred, String, Integer, Number };
 
   std::string name;
-  TextPosition place;  // of the name
+  TextPosition position;  // of the name
   std::string label;
-  Type type = Type::ByFields;
+  Type type = Type::Inferred;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  std::shared_ptr<const MissingTexts> missingValues;  // never null; most fields share the table's
+  std::shared_ptr<const MissingTexts> missingValues;  // never null; usually the table's
 };
 
 struct TableSchema {
-  std::string file;  // the schema's
+  std::string file;  // of the schema
   std::optional<std::string> title;
   std::vector<SchemaField> fields;  // each name once
 
   [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
 };
 
-// The schema beside the data file at `path`: for survey.tsv, survey.schema.json. Nothing when there
-// is none. Throws DataFileError for anything wrong with it.
-std::optional<TableSchema> ReadSchemaBeside(const std::string& path);
+// Reads the schema of the data file at `path`: for survey.tsv, survey.schema.json. Returns nothing
+// if it does not exist. Throws DataFileError if it is invalid.
+std::optional<TableSchema> ReadSchemaOf(const std::string& path);
 
 }  // namespace sdm_internal
 

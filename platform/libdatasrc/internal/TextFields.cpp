@@ -42,7 +42,7 @@ char Unescaped(char c, std::size_t line) {
     case '\\':
       return '\\';
     default:
-      ThrowAtLine(line, std::string("an unknown escape \\") + c);
+      ThrowAtLine(line, std::string("unknown escape \\") + c);
   }
 }
 
@@ -56,7 +56,7 @@ std::vector<std::string> FieldsOf(std::string_view line, std::size_t number) {
     } else if (++i < line.size()) {
       fields.back() += Unescaped(line[i], number);
     } else {
-      ThrowAtLine(number, "a backslash before nothing");
+      ThrowAtLine(number, "backslash at the end of a line");
     }
   }
   return fields;
@@ -79,7 +79,7 @@ std::vector<std::vector<std::string>> ReadLines(std::string_view text) {
   while (!text.empty()) {
     const std::size_t number = lines.size() + 1;
     const std::size_t end = text.find('\n');
-    if (end == std::string_view::npos) ThrowAtLine(number, "no line feed at its end");
+    if (end == std::string_view::npos) ThrowAtLine(number, "no line feed at the end");
     lines.push_back(FieldsOf(text.substr(0, end), number));
     text.remove_prefix(end + 1);
   }

@@ -1,7 +1,6 @@
-// Lines of fields, the form of text that data sources put into extensions. It is Linear TSV, as
-// Data Protocols published it: tabs between fields, a line feed after each line, and in a field \t,
-// \n, \r and \\ for a tab, a line feed, a carriage return and a backslash. Every field has a text,
-// so there is no \N.
+// Lines of fields, the text format of extensions: Linear TSV (Data Protocols). Tabs separate
+// fields, a line feed ends each line, and \t, \n, \r and \\ in a field stand for a tab, a line
+// feed, a carriage return and a backslash. There are no null fields, so no \N.
 
 #ifndef LIBDATASRC_INTERNAL_TEXTFIELDS_H_
 #define LIBDATASRC_INTERNAL_TEXTFIELDS_H_
@@ -12,11 +11,11 @@
 
 namespace sdm_internal {
 
-// Appends one line; `fields` has at least one.
+// Appends one line; `fields` is not empty.
 void AppendLine(const std::vector<std::string>& fields, std::string& text);
 
-// The fields of each line, none for the empty text. Throws std::invalid_argument, which names the
-// line, for an unknown escape and for a last line without its line feed.
+// Parses the fields of each line. Throws std::invalid_argument with the line for an unknown escape
+// and for a last line without a line feed.
 std::vector<std::vector<std::string>> ReadLines(std::string_view text);
 
 }  // namespace sdm_internal

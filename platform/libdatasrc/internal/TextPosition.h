@@ -1,4 +1,4 @@
-// TextPosition: a place in a text file, as errors name it.
+// TextPosition: a position in a text file, for error messages.
 
 #ifndef LIBDATASRC_INTERNAL_TEXTPOSITION_H_
 #define LIBDATASRC_INTERNAL_TEXTPOSITION_H_
@@ -7,23 +7,23 @@
 
 namespace sdm_internal {
 
-// The byte `column` of the line `line`, both counted from 1.
+// Line, and byte in the line, both counted from 1.
 struct TextPosition {
   long line = 1;
   long column = 1;
 
   bool operator==(const TextPosition&) const = default;
 
-  // On to the byte behind `byte`.
-  void Pass(char byte) {
+  // Moves past `byte`.
+  void Advance(char byte) {
     ++column;
     if (byte == '\n') {
       ++line;
       column = 1;
     }
   }
-  void Pass(std::string_view text) {
-    for (char byte : text) Pass(byte);
+  void Advance(std::string_view text) {
+    for (char byte : text) Advance(byte);
   }
 };
 

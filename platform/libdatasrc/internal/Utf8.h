@@ -1,4 +1,4 @@
-// UTF-8, byte by byte.
+// UTF-8: incremental validation, and truncation between characters.
 
 #ifndef LIBDATASRC_INTERNAL_UTF8_H_
 #define LIBDATASRC_INTERNAL_UTF8_H_
@@ -7,10 +7,10 @@
 
 namespace sdm_internal {
 
-// Tells whether bytes are UTF-8, from one byte to the next.
+// Validates UTF-8 byte by byte.
 class Utf8Checker {
  public:
-  // False when the bytes so far, this one included, begin no UTF-8 text.
+  // False if the bytes so far, including this one, cannot begin a UTF-8 text.
   bool Accepts(char byte) {
     const auto value = static_cast<unsigned char>(byte);
     if (missing_ == 0) return value < 0x80 || Begins(value);
@@ -34,12 +34,12 @@ class Utf8Checker {
     return true;
   }
 
-  int missing_ = 0;  // bytes of the character at hand that are still to come
+  int missing_ = 0;  // bytes left in the current character
   unsigned char least_ = 0x80;
   unsigned char most_ = 0xBF;
 };
 
-// The longest beginning of UTF-8 text that has at most `size` bytes and ends between characters.
+// The longest prefix of UTF-8 `text` that has at most `size` bytes and ends between characters.
 inline std::string_view CutUtf8(std::string_view text, std::size_t size) {
   if (text.size() <= size) return text;
   while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;

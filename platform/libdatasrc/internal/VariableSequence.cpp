@@ -1,4 +1,4 @@
-// The blocked list of variables, and how edits keep its index and its table of positions right.
+// The blocked list of variables, and the updates of its index and position table.
 
 #include <libdatasrc/internal/VariableSequence.h>
 
@@ -10,7 +10,7 @@ VariableBlock::VariableBlock(VariableSequence* owner) : sequence(owner) {
   variables_.reserve(kCapacity);
 }
 
-// Asks whole groups first: that loop has no early exit, so it runs in vector registers.
+// Tests a whole group at a time: a loop without an early exit is vectorised.
 int VariableBlock::Find(LocallyUniqueID id) const noexcept {
   constexpr int kGroup = 16;
   static_assert(kCapacity % kGroup == 0);
@@ -30,20 +30,20 @@ int VariableBlock::Find(LocallyUniqueID id) const noexcept {
 void VariableBlock::Copy(const VariableBlock& other) noexcept {
   for (const ORVX_Variable& variable : other.variables_) {
     variables_.push_back(variable);
-    variables_.back().place_ = this;
+    variables_.back().block_ = this;
   }
   words_ = other.words_;
 }
 
 void VariableBlock::Insert(int offset, const ORVX_Variable& variable) noexcept {
   variables_.push_back(variable);
-  variables_.back().place_ = this;
+  variables_.back().block_ = this;
   ORVX_Variable* variables = variables_.data();
   auto* const record = variables_.back().record_;
   for (int i = Size() - 1; i > offset; --i) variables[i].record_ = variables[i - 1].record_;
   variables[offset].record_ = record;
   std::copy_backward(words_.begin() + offset, words_.begin() + Size() - 1, words_.begin() + Size());
-  Enter(offset, variables[offset].GetID());
+  SetIndexedID(offset, variables[offset].GetID());
 }
 
 void VariableBlock::Erase(int first, int last) noexcept {
@@ -65,8 +65,8 @@ void VariableBlock::Rename(const ORVX_Variable& variable, LocallyUniqueID id) {
   sequence->Rename(*this, static_cast<int>(&variable - variables_.data()), id);
 }
 
-VariableSequence::VariableSequence(std::function<void(LocallyUniqueID)> onLeave)
-    : onLeave_(std::move(onLeave)) {}
+VariableSequence::VariableSequence(std::function<void(LocallyUniqueID)> onRemove)
+    : onRemove_(std::move(onRemove)) {}
 
 int VariableSequence::Find(LocallyUniqueID id) const noexcept {
   const VariableBlock* first = nullptr;
@@ -94,12 +94,12 @@ void VariableSequence::Copy(const VariableSequence& other) {
 }
 
 void VariableSequence::Insert(int position, const ORVX_Variable& variable) {
-  const ORVX_Variable copy = variable;  // `variable` may stand in this list
+  const ORVX_Variable copy = variable;  // `variable` may be an element of this list
   ReserveTable(size_ + 1);
   index_.Reserve(static_cast<std::size_t>(size_) + 1);
   const std::size_t run = RunWithRoom(position);
   VariableBlock& block = *runs_[run].block;
-  if (!block.Holds(copy.GetID())) index_.Add(copy.GetID(), &block);
+  if (!block.Contains(copy.GetID())) index_.Add(copy.GetID(), &block);
   block.Insert(position - runs_[run].start, copy);
   Shift(run, 1);
 }
@@ -131,15 +131,15 @@ void VariableSequence::Swap(VariableSequence& other) noexcept {
   for (Run& run : other.runs_) run.block->sequence = &other;
 }
 
-// Of two runs that meet at the end of the list, the last.
+// For the end position, the last run.
 std::size_t VariableSequence::RunOf(int position) const noexcept {
   const auto after = std::upper_bound(runs_.begin(), runs_.end(), position,
                                       [](int at, const Run& run) { return at < run.start; });
   return static_cast<std::size_t>(after - runs_.begin()) - 1;
 }
 
-// The run that takes a variable in at `position`. A full one is split, but at the end of the list a
-// new one begins, so that a list that only grows at its end has full blocks.
+// A run with space for a variable at `position`. Splits a full run; at the end of the list it
+// starts a new one instead, so that appending leaves full blocks.
 std::size_t VariableSequence::RunWithRoom(int position) {
   if (runs_.empty()) return InsertRun(0);
   const std::size_t run = RunOf(position);
@@ -167,7 +167,7 @@ void VariableSequence::Split(std::size_t run) {
   for (int offset = 0; offset < upper.Size(); ++offset) {
     const LocallyUniqueID id = upper.ID(offset);
     if (upper.Find(id) != offset) continue;
-    if (lower.Holds(id)) {
+    if (lower.Contains(id)) {
       index_.Add(id, &upper);
     } else {
       index_.Replace(id, &lower, &upper);
@@ -184,7 +184,7 @@ void VariableSequence::MergeWithNext(std::size_t run) noexcept {
   for (int offset = 0; offset < upper.Size(); ++offset) {
     const LocallyUniqueID id = upper.ID(offset);
     if (upper.Find(id) != offset) continue;
-    if (lower.Holds(id)) {
+    if (lower.Contains(id)) {
       index_.Remove(id, &upper);
     } else {
       index_.Replace(id, &upper, &lower);
@@ -199,8 +199,8 @@ void VariableSequence::EraseInRun(std::size_t run, int first, int last) noexcept
   for (; last >= first; --last) {
     const LocallyUniqueID id = block.ID(last);
     block.Erase(last, last);
-    if (!block.Holds(id)) index_.Remove(id, &block);
-    Left(id);
+    if (!block.Contains(id)) index_.Remove(id, &block);
+    ReportRemoved(id);
   }
 }
 
@@ -210,8 +210,8 @@ void VariableSequence::EraseEmptyRuns(std::size_t first, std::size_t end) noexce
   runs_.erase(std::remove_if(from, to, [](const Run& run) { return run.block->Size() == 0; }), to);
 }
 
-// After runs went or exchanged variables: numbers, starts and the table anew from `run` on, and the
-// size.
+// Recomputes numbers, starts and table entries from `run` on, and the size, after runs were erased
+// or exchanged variables.
 void VariableSequence::Renumber(std::size_t run) noexcept {
   int start = run > 0 ? runs_[run - 1].start + runs_[run - 1].block->Size() : 0;
   for (std::size_t i = run; i < runs_.size(); ++i) {
@@ -220,18 +220,18 @@ void VariableSequence::Renumber(std::size_t run) noexcept {
     start += runs_[i].block->Size();
   }
   size_ = start;
-  Tabulate(run);
+  RebuildTable(run);
 }
 
-// After `run` grew by so many variables, or shrank.
+// Updates positions after the size of `run` changed by `by`.
 void VariableSequence::Shift(std::size_t run, int by) noexcept {
   for (std::size_t i = run + 1; i < runs_.size(); ++i) runs_[i].start += by;
   size_ += by;
-  Tabulate(run);
+  RebuildTable(run);
 }
 
-// The table from the positions of `run` on.
-void VariableSequence::Tabulate(std::size_t run) noexcept {
+// Rebuilds the position table from the first position of `run` on.
+void VariableSequence::RebuildTable(std::size_t run) noexcept {
   const int start = run < runs_.size() ? runs_[run].start : size_;
   int entry = (start + kStride - 1) / kStride;
   runAt_.resize(static_cast<std::size_t>((size_ + kStride - 1) / kStride));
@@ -243,7 +243,7 @@ void VariableSequence::Tabulate(std::size_t run) noexcept {
   }
 }
 
-// Room for a list of `size`, growing by doubling: Renumber must not fail.
+// Reserves the table for a list of `size` variables, by doubling: Renumber must not fail.
 void VariableSequence::ReserveTable(int size) {
   const std::size_t entries = static_cast<std::size_t>(size / kStride) + 1;
   if (entries > runAt_.capacity()) runAt_.reserve(2 * entries);
@@ -252,15 +252,15 @@ void VariableSequence::ReserveTable(int size) {
 void VariableSequence::Rename(VariableBlock& block, int offset, LocallyUniqueID id) {
   index_.Reserve(static_cast<std::size_t>(size_) + 1);
   const LocallyUniqueID former = block.ID(offset);
-  const bool isNew = !block.Holds(id);
-  block.Enter(offset, id);
-  if (!block.Holds(former)) index_.Remove(former, &block);
+  const bool isNew = !block.Contains(id);
+  block.SetIndexedID(offset, id);
+  if (!block.Contains(former)) index_.Remove(former, &block);
   if (isNew) index_.Add(id, &block);
-  Left(former);
+  ReportRemoved(former);
 }
 
-void VariableSequence::Left(LocallyUniqueID id) const {
-  if (onLeave_) onLeave_(id);
+void VariableSequence::ReportRemoved(LocallyUniqueID id) const {
+  if (onRemove_) onRemove_(id);
 }
 
 }  // namespace sdm_internal

@@ -1,9 +1,9 @@
 // VariableSequence: the list of variables of a dictionary.
 //
-// The variables stand in blocks of at most 256, each with an array of their identifiers beside
-// them; an index tells in which block an identifier is. An edit shifts within one block and
-// renumbers the blocks behind it. What finds the block of a position is a table with one entry for
-// every 256 positions: from that entry it is a step or two.
+// Variables are stored in blocks of at most 256, each with an array of their identifiers. An index
+// maps an identifier to its block. An edit shifts variables within one block and updates the start
+// positions of the later blocks. To find the block of a position, a table has an entry for every
+// 256th position; the block is at most a few steps from there.
 
 #ifndef LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
 #define LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
@@ -20,7 +20,7 @@ namespace sdm_internal {
 
 class VariableSequence;
 
-// A run of variables of one sequence. Each of them knows the block as its place.
+// Adjacent variables of one sequence. Each variable points back to its block.
 class VariableBlock {
  public:
   static constexpr int kCapacity = 256;
@@ -32,52 +32,53 @@ class VariableBlock {
   int Size() const noexcept { return static_cast<int>(variables_.size()); }
   bool IsFull() const noexcept { return Size() == kCapacity; }
 
-  // The address of the first variable, the same for the block's whole life.
+  // The first variable; the address never changes.
   ORVX_Variable* Variables() noexcept { return variables_.data(); }
   LocallyUniqueID ID(int offset) const noexcept {
     return variables_[static_cast<std::size_t>(offset)].GetID();
   }
 
-  // The first offset of the identifier, or -1.
+  // The first offset with this identifier, or -1.
   int Find(LocallyUniqueID id) const noexcept;
-  bool Holds(LocallyUniqueID id) const noexcept { return Find(id) >= 0; }
+  bool Contains(LocallyUniqueID id) const noexcept { return Find(id) >= 0; }
 
-  // Takes over copies of all variables of `other`; this block is empty.
+  // Copies all variables of `other` to this block, which is empty.
   void Copy(const VariableBlock& other) noexcept;
 
   // Inserts a copy; the block is not full.
   void Insert(int offset, const ORVX_Variable& variable) noexcept;
   void Erase(int first, int last) noexcept;
-  // Moves the variables from `offset` on behind those of `to`, which has room for them.
+  // Moves the variables from `offset` on to the end of `to`, which must have space for them.
   void MoveTail(int offset, VariableBlock& to) noexcept;
 
-  // Tells the sequence that a variable of this block is about to take another identifier. May throw
-  // std::bad_alloc and change nothing; the caller then gives the variable `id` and cannot fail.
+  // Updates the sequence before a variable of this block gets the identifier `id`. May throw
+  // std::bad_alloc; then nothing has changed. After it, the caller sets the identifier and must not
+  // fail.
   void Rename(const ORVX_Variable& variable, LocallyUniqueID id);
 
-  // Makes `id` what the search finds at `offset`.
-  void Enter(int offset, LocallyUniqueID id) noexcept {
+  // Makes Find return `offset` for `id`.
+  void SetIndexedID(int offset, LocallyUniqueID id) noexcept {
     words_[static_cast<std::size_t>(offset)] = id.Word();
   }
 
-  // Where the block stands, kept by its sequence.
+  // Set by the sequence: the owner, and the number of this block in it.
   VariableSequence* sequence;
   int number = 0;
 
  private:
-  std::vector<ORVX_Variable> variables_;  // with room for all from the start
-  // Their identifiers as words; what stands behind the last has no meaning.
+  std::vector<ORVX_Variable> variables_;  // never reallocated
+  // Their identifiers as words; undefined beyond Size().
   std::array<unsigned int, kCapacity> words_{};
 };
 
-// Positions are not checked here. Operations that throw std::bad_alloc have then changed nothing.
+// Positions are not checked. An operation that throws std::bad_alloc has changed nothing.
 //
-// Threads: const operations from several at once; none of them leaves a trace.
+// Threads: several readers, or one writer. Const operations change nothing internally.
 class VariableSequence {
  public:
-  // `onLeave` is called with the identifier of each variable that leaves: deleted, or given another
-  // identifier in its place. It must not throw. Empty for nobody.
-  explicit VariableSequence(std::function<void(LocallyUniqueID)> onLeave);
+  // `onRemove` is called with each identifier that leaves the list, because its variable was
+  // deleted or got another identifier. It must not throw. May be empty.
+  explicit VariableSequence(std::function<void(LocallyUniqueID)> onRemove);
   VariableSequence(const VariableSequence&) = delete;
   VariableSequence& operator=(const VariableSequence&) = delete;
 
@@ -92,28 +93,28 @@ class VariableSequence {
 
   int Find(LocallyUniqueID id) const noexcept;
 
-  // Takes over copies of all variables of `other`, block by block; this list is empty. Where it
-  // throws, it may only be destroyed.
+  // Copies all variables of `other`, block by block. This list is empty. If Copy throws, the list
+  // may only be destroyed.
   void Copy(const VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);
   void Delete(int first, int last) noexcept;  // both included
 
-  // Exchanges the variables of both, but not whom they tell of those that leave.
+  // Exchanges the variables, but not the `onRemove` callbacks.
   void Swap(VariableSequence& other) noexcept;
 
  private:
   friend class VariableBlock;
 
   static constexpr int kStride = 256;
-  // A block that shrinks below the first size joins a neighbour if both have at most the second:
-  // far enough from full not to be split again at once.
+  // A block smaller than kSmallSize is merged with a neighbour if the result has at most
+  // kMergedSize variables: far enough from full that the next insertion does not split it.
   static constexpr int kSmallSize = 64;
   static constexpr int kMergedSize = 192;
 
   struct Run {
     int start;                 // the position of the block's first variable
-    ORVX_Variable* variables;  // block->Variables(), at hand
+    ORVX_Variable* variables;  // cached block->Variables()
     std::unique_ptr<VariableBlock> block;
   };
 
@@ -126,14 +127,14 @@ class VariableSequence {
   void EraseEmptyRuns(std::size_t first, std::size_t end) noexcept;
   void Renumber(std::size_t run) noexcept;
   void Shift(std::size_t run, int by) noexcept;
-  void Tabulate(std::size_t run) noexcept;
+  void RebuildTable(std::size_t run) noexcept;
   void ReserveTable(int size);
   void Rename(VariableBlock& block, int offset, LocallyUniqueID id);
-  void Left(LocallyUniqueID id) const;
+  void ReportRemoved(LocallyUniqueID id) const;
 
-  std::function<void(LocallyUniqueID)> onLeave_;
+  std::function<void(LocallyUniqueID)> onRemove_;
   std::vector<Run> runs_;   // no block is empty
-  std::vector<int> runAt_;  // number k: the run that position k * kStride is in
+  std::vector<int> runAt_;  // entry k: the run of position k * kStride
   IdentifierIndex index_;
   int size_ = 0;
 };

@@ -110,13 +110,13 @@ TEST(AttributesText, IsRefusedWithItsLineWhereANameHasNoValue) {
 }
 
 TEST(AttributesText, IsRefusedWithItsLineWhereANameComesTwice) {
-  EXPECT_EQ(Refusal("a\t1\nb\t2\na\t1\n"), "line 3: attribute \"a\" a second time");
+  EXPECT_EQ(Refusal("a\t1\nb\t2\na\t1\n"), "line 3: duplicate attribute \"a\"");
 }
 
 TEST(AttributesText, IsRefusedWithItsLineWhereItsFormIsWrong) {
-  EXPECT_EQ(Refusal("a\t1\nb\t\\x\n"), "line 2: an unknown escape \\x");
-  EXPECT_EQ(Refusal("a\t1\\\n"), "line 1: a backslash before nothing");
-  EXPECT_EQ(Refusal("a\t1\nb\t2"), "line 2: no line feed at its end");
+  EXPECT_EQ(Refusal("a\t1\nb\t\\x\n"), "line 2: unknown escape \\x");
+  EXPECT_EQ(Refusal("a\t1\\\n"), "line 1: backslash at the end of a line");
+  EXPECT_EQ(Refusal("a\t1\nb\t2"), "line 2: no line feed at the end");
 }
 
 // --- In a data source ---

@@ -76,9 +76,8 @@ TEST_F(BadDataFile, ADeviceIsRefused) {
 }
 
 TEST_F(BadDataFile, AnEmptyFileIsRefused) {
-  EXPECT_EQ(ErrorIn(""), "data.csv: empty, without a header line that names the columns");
-  EXPECT_EQ(ErrorIn("\xEF\xBB\xBF"),
-            "data.csv: empty, without a header line that names the columns");
+  EXPECT_EQ(ErrorIn(""), "data.csv: empty file, without a header line");
+  EXPECT_EQ(ErrorIn("\xEF\xBB\xBF"), "data.csv: empty file, without a header line");
 }
 
 TEST_F(BadDataFile, ARecordWithTooFewFieldsIsNamedWhereItEnds) {
@@ -92,16 +91,16 @@ TEST_F(BadDataFile, ARecordWithTooManyFieldsIsNamedAtTheFirstOfThem) {
 }
 
 TEST_F(BadDataFile, AQuoteThatIsNeverClosedIsNamedWhereItOpens) {
-  EXPECT_EQ(ErrorIn("a,b\n1,\"x\n2,3\n4,5\n"), "data.csv:2:3: a quote that is never closed");
-  EXPECT_EQ(ErrorIn("a,b\n1,\"x\"\"y\n"), "data.csv:2:3: a quote that is never closed");
-  EXPECT_EQ(ErrorIn("\"a,b\n1,2\n"), "data.csv:1:1: a quote that is never closed");
+  EXPECT_EQ(ErrorIn("a,b\n1,\"x\n2,3\n4,5\n"), "data.csv:2:3: unclosed quote");
+  EXPECT_EQ(ErrorIn("a,b\n1,\"x\"\"y\n"), "data.csv:2:3: unclosed quote");
+  EXPECT_EQ(ErrorIn("\"a,b\n1,2\n"), "data.csv:1:1: unclosed quote");
   EXPECT_EQ(ErrorIn("a,b\n1,\"x\"\"\""), "opened");
 }
 
 TEST_F(BadDataFile, AQuoteInTheWrongPlaceIsNamed) {
-  EXPECT_EQ(ErrorIn("a,b\n1,x\"y\n"), "data.csv:2:4: a quote inside a field that is not quoted");
-  EXPECT_EQ(ErrorIn("a,b\n1,\"x\"y\n"), "data.csv:2:6: text behind the closing quote of a field");
-  EXPECT_EQ(ErrorIn("a,b\n\"x\" ,1\n"), "data.csv:2:4: text behind the closing quote of a field");
+  EXPECT_EQ(ErrorIn("a,b\n1,x\"y\n"), "data.csv:2:4: quote inside an unquoted field");
+  EXPECT_EQ(ErrorIn("a,b\n1,\"x\"y\n"), "data.csv:2:6: text after the closing quote of a field");
+  EXPECT_EQ(ErrorIn("a,b\n\"x\" ,1\n"), "data.csv:2:4: text after the closing quote of a field");
 }
 
 TEST_F(BadDataFile, LineFeedsInQuotesCountAsLines) {
@@ -123,33 +122,32 @@ TEST_F(BadDataFile, BytesThatAreNotUtf8AreNamedAtTheFirstOfThem) {
 }
 
 TEST_F(BadDataFile, AZeroByteIsNamed) {
-  EXPECT_EQ(ErrorIn(std::string_view("a,b\n1,\0\n", 8)),
-            "data.csv:2:3: a zero byte, which is no text");
-  EXPECT_EQ(ErrorIn(std::string_view("\0", 1)), "data.csv:1:1: a zero byte, which is no text");
+  EXPECT_EQ(ErrorIn(std::string_view("a,b\n1,\0\n", 8)), "data.csv:2:3: zero byte");
+  EXPECT_EQ(ErrorIn(std::string_view("\0", 1)), "data.csv:1:1: zero byte");
 }
 
 TEST_F(BadDataFile, ACarriageReturnAloneIsNamed) {
-  EXPECT_EQ(ErrorIn("a,b\r1,2\r"), "data.csv:1:4: a carriage return without a line feed behind it");
-  EXPECT_EQ(ErrorIn("a,b\n1,2\r"), "data.csv:2:4: a carriage return without a line feed behind it");
+  EXPECT_EQ(ErrorIn("a,b\r1,2\r"), "data.csv:1:4: carriage return without a line feed after it");
+  EXPECT_EQ(ErrorIn("a,b\n1,2\r"), "data.csv:2:4: carriage return without a line feed after it");
   EXPECT_EQ(ErrorIn("a,b\n1,\"x\ry\"\n"), "opened");
 }
 
 TEST_F(BadDataFile, ColumnsNeedNamesOfTheirOwn) {
-  EXPECT_EQ(ErrorIn("a,,c\n1,2,3\n"), "data.csv:1:3: a column without a name");
-  EXPECT_EQ(ErrorIn("a,\"\"\n1,2\n"), "data.csv:1:3: a column without a name");
-  EXPECT_EQ(ErrorIn("\n1\n"), "data.csv:1:1: a column without a name");
-  EXPECT_EQ(ErrorIn("a,b,a\n1,2,3\n"), "data.csv:1:5: a second column with the name 'a'");
+  EXPECT_EQ(ErrorIn("a,,c\n1,2,3\n"), "data.csv:1:3: column without a name");
+  EXPECT_EQ(ErrorIn("a,\"\"\n1,2\n"), "data.csv:1:3: column without a name");
+  EXPECT_EQ(ErrorIn("\n1\n"), "data.csv:1:1: column without a name");
+  EXPECT_EQ(ErrorIn("a,b,a\n1,2,3\n"), "data.csv:1:5: duplicate column name 'a'");
 }
 
 TEST_F(BadDataFile, AByteOrderMarkCountsAsThreeBytesOfTheFirstLine) {
   EXPECT_EQ(ErrorIn("\xEF\xBB\xBF"
                     "a,,c\n"),
-            "data.csv:1:6: a column without a name");
+            "data.csv:1:6: column without a name");
 }
 
 TEST_F(BadDataFile, TheFirstOfSeveralErrorsIsTold) {
   EXPECT_THAT(ErrorIn("a,b\n1\n\xFF,2\n"), StartsWith("data.csv:2:2: 1 fields"));
-  EXPECT_THAT(ErrorIn("a,b\n1,x\"\xFF\n"), StartsWith("data.csv:2:4: a quote inside"));
+  EXPECT_THAT(ErrorIn("a,b\n1,x\"\xFF\n"), StartsWith("data.csv:2:4: quote inside"));
   EXPECT_THAT(ErrorIn("a,b\n1,\xFFx\"\n"), StartsWith("data.csv:2:3: not UTF-8"));
 }
 
@@ -165,17 +163,16 @@ TEST_F(BadDataFile, AGibibyteOfZeroesIsRefusedAtItsFirstByte) {
   const std::string path = folder.Write("data.csv", "");
   std::filesystem::resize_file(path, std::uintmax_t{1} << 30);
 
-  EXPECT_EQ(ErrorOf(path), "data.csv:1:1: a zero byte, which is no text");
+  EXPECT_EQ(ErrorOf(path), "data.csv:1:1: zero byte");
 }
 
 TEST_F(BadDataFile, ARecordWithoutEndIsRefusedAtTheLimit) {
   const std::string endless(SystemFileDataSource::kMaxRecordBytes + 1, 'a');
 
-  EXPECT_EQ(ErrorIn(endless), "data.csv:1:1: a record of more than 16777216 bytes");
-  EXPECT_EQ(ErrorIn("a,b\n1,2\n3," + endless),
-            "data.csv:3:1: a record of more than 16777216 bytes");
+  EXPECT_EQ(ErrorIn(endless), "data.csv:1:1: record longer than 16777216 bytes");
+  EXPECT_EQ(ErrorIn("a,b\n1,2\n3," + endless), "data.csv:3:1: record longer than 16777216 bytes");
   EXPECT_EQ(ErrorIn("a,b\n1,2\n3,\"" + endless),
-            "data.csv:3:3: a quote that is not closed within 16777216 bytes");
+            "data.csv:3:3: quote not closed within 16777216 bytes");
 }
 
 TEST_F(BadDataFile, AFieldThatIsNotOfItsTypeIsNamed) {
@@ -200,7 +197,7 @@ TEST_F(BadDataFile, ASchemaThatIsNotJsonIsNamedWithThePlace) {
   EXPECT_EQ(ErrorInSchema("{\"title\": \"\xFF\"}"), "data.schema.json:1:12: not UTF-8");
   EXPECT_THAT(ErrorInSchema("{\"title\": 1e999}"), StartsWith("data.schema.json:1:15: not JSON"));
   EXPECT_EQ(ErrorInSchema("{\"fields\": [],\n \"fields\": []}"),
-            "data.schema.json:2:2: 'fields' stands twice");
+            "data.schema.json:2:2: 'fields' is a duplicate key");
 }
 
 TEST_F(BadDataFile, ASchemaNestedWithoutEndIsRefused) {
@@ -210,26 +207,26 @@ TEST_F(BadDataFile, ASchemaNestedWithoutEndIsRefused) {
 
 TEST_F(BadDataFile, ASchemaOfTheWrongShapeIsNamedWithThePlace) {
   EXPECT_EQ(ErrorInSchema("[]"), "data.schema.json:1:1: the schema must be an object");
-  EXPECT_EQ(ErrorInSchema("\n {}"), "data.schema.json:2:2: a member 'fields' is missing here");
+  EXPECT_EQ(ErrorInSchema("\n {}"), "data.schema.json:2:2: missing member 'fields'");
   EXPECT_EQ(ErrorInSchema(R"({"fields": {}})"), "data.schema.json:1:12: 'fields' must be an array");
   EXPECT_EQ(ErrorInSchema(R"({"title": 1, "fields": []})"),
             "data.schema.json:1:11: 'title' must be a string");
   EXPECT_EQ(ErrorInSchema("{\"fields\": [1,\n2]}"),
             "data.schema.json:1:13: a field must be an object");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"title": "x"}]})"),
-            "data.schema.json:1:13: a member 'name' is missing here");
+            "data.schema.json:1:13: missing member 'name'");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": null}]})"),
             "data.schema.json:1:22: 'name' must be a string");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "title": []}]})"),
             "data.schema.json:1:36: 'title' must be a string");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "type": "flaot"}]})"),
-            "data.schema.json:1:35: 'flaot' is not a type of a field");
+            "data.schema.json:1:35: 'flaot' is not a field type");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "categories": 3}]})"),
             "data.schema.json:1:41: 'categories' must be an array");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "categories": [1, true]}]})"),
             "data.schema.json:1:45: the value of a category must be a number or a string");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "categories": [{"label": "x"}]}]})"),
-            "data.schema.json:1:42: a category without a value");
+            "data.schema.json:1:42: category without a value");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "categoriesOrdered": 1}]})"),
             "data.schema.json:1:48: 'categoriesOrdered' must be true or false");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [], "missingValues": [-9]})"),
@@ -238,14 +235,14 @@ TEST_F(BadDataFile, ASchemaOfTheWrongShapeIsNamedWithThePlace) {
 
 TEST_F(BadDataFile, ASchemaThatDoesNotFitTheDataIsNamedWithThePlace) {
   EXPECT_EQ(ErrorInSchema("{\"fields\": [{\"name\": \"a\"},\n{\"name\": \"z\"}]}"),
-            "data.schema.json:2:10: no column of the data file has the name 'z'");
+            "data.schema.json:2:10: the data file has no column 'z'");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a"}, {"name": "a"}]})"),
-            "data.schema.json:1:37: a second field with the name 'a'");
+            "data.schema.json:1:37: duplicate field name 'a'");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "categories": ["x"]}]})"),
             "data.schema.json:1:42: 'x' is not a number, but the column is numeric");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "categories":
                            [{"value": 1, "label": "x"}, {"value": "1.0", "label": "y"}]}]})"),
-            "data.schema.json:2:67: a second label for one value");
+            "data.schema.json:2:67: second label for the same value");
 }
 
 TEST_F(BadDataFile, ASchemaThatIsNoFileIsRefused) {
@@ -256,7 +253,7 @@ TEST_F(BadDataFile, ASchemaThatIsNoFileIsRefused) {
 
 TEST_F(BadDataFile, ASchemaOfMoreThanTheLimitIsRefused) {
   EXPECT_EQ(ErrorInSchema(std::string(SystemFileDataSource::kMaxRecordBytes + 1, ' ')),
-            "data.schema.json: a schema of more than 16777216 bytes");
+            "data.schema.json: schema larger than 16777216 bytes");
 }
 
 }  // namespace

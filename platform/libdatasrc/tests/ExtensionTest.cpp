@@ -58,8 +58,8 @@ TEST(ExtensionBlock, RefusesANegativeLengthAndBytesThatAreNotThere) {
     }
     return "nothing thrown";
   };
-  EXPECT_EQ(refusal(-1, "abc"), "ORVX_ExtensionImpl: a length of -1");
-  EXPECT_EQ(refusal(3, nullptr), "ORVX_ExtensionImpl: no data for a length of 3");
+  EXPECT_EQ(refusal(-1, "abc"), "ORVX_ExtensionImpl: negative length -1");
+  EXPECT_EQ(refusal(3, nullptr), "ORVX_ExtensionImpl: null data with length 3");
 }
 
 // --- Equality ---

@@ -297,11 +297,11 @@ INSTANTIATE_TEST_SUITE_P(
         WrongText{"AMemberWrittenInAnotherWay", "a\t\t\t0\t0\t0\t017\n",
                   "set on line 1: \"017\" where an identifier was expected"},
         WrongText{"AnUnknownEscape", "a\t\t\t0\t0\t0\nb\\q\t\t\t0\t0\t0\n",
-                  "line 2: an unknown escape \\q"},
+                  "line 2: unknown escape \\q"},
         WrongText{"ABackslashAtTheEndOfALine", "a\t\t\t0\t0\t0\\\n",
-                  "line 1: a backslash before nothing"},
+                  "line 1: backslash at the end of a line"},
         WrongText{"ALastLineWithoutItsEnd", "a\t\t\t0\t0\t0\nb\t\t\t0\t0\t0",
-                  "line 2: no line feed at its end"}),
+                  "line 2: no line feed at the end"}),
     [](const auto& test) { return test.param.name; });
 
 TEST(VariableSetsText, IsReadOrRefusedWhereverItIsCut) {
@@ -313,7 +313,7 @@ TEST(VariableSetsText, IsReadOrRefusedWhereverItIsCut) {
       EXPECT_THAT(SetsIn(cut), ElementsAre(Is(Hobbies())));
     } else {
       EXPECT_THAT(Refusal([&] { ReadExtension(cut, 7); }),
-                  testing::EndsWith("no line feed at its end"));
+                  testing::EndsWith("no line feed at the end"));
     }
   }
 }
