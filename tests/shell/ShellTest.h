@@ -3,8 +3,8 @@
 #ifndef TESTS_SHELL_SHELLTEST_H_
 #define TESTS_SHELL_SHELLTEST_H_
 
+#include <Output.h>
 #include <Play.h>
-#include <Printer.h>
 #include <Shell.h>
 
 #include <gmock/gmock.h>
@@ -47,8 +47,8 @@ class ShellTest : public testing::Test {
   std::string AtPrompt(const std::string& commands) {
     std::istringstream input(commands);
     std::ostringstream out;
-    const auto printer = MakeWordsPrinter(out, out);
-    Shell shell(registry_, *printer);
+    Output output(out, out);
+    Shell shell(registry_, output);
     good_ = RunPrompt(shell, input, nullptr);
     return out.str();
   }
@@ -57,8 +57,8 @@ class ShellTest : public testing::Test {
   std::string InJson(const std::string& commands) {
     std::istringstream input(commands);
     std::ostringstream out;
-    const auto printer = MakeJsonPrinter(out);
-    Shell shell(registry_, *printer);
+    Output output(out, out, {.json = true});
+    Shell shell(registry_, output);
     good_ = RunPrompt(shell, input, nullptr);
     return out.str();
   }
@@ -67,8 +67,8 @@ class ShellTest : public testing::Test {
   std::string InScript(const std::string& commands) {
     std::istringstream script(commands);
     std::ostringstream out;
-    const auto printer = MakeWordsPrinter(out, out);
-    Shell shell(registry_, *printer);
+    Output output(out, out);
+    Shell shell(registry_, output);
     good_ = PlayScript(shell, script, "test.sdm");
     return out.str();
   }

@@ -42,8 +42,8 @@ class Bootstrapping : public ShellTest {
   // The record of survey after the commands, which must go well.
   SvrBootstrapSpecs RecordAfter(const std::string& commands) {
     std::ostringstream out;
-    const auto printer = MakeWordsPrinter(out, out);
-    Shell shell(Registry(), *printer);
+    Output output(out, out);
+    Shell shell(Registry(), output);
     std::istringstream input(Open("survey") + "write survey\n" + commands);
     EXPECT_TRUE(RunPrompt(shell, input, nullptr)) << out.str();
     const SvrDMDataset survey(Registry().GetDataSet("survey"));

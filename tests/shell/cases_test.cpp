@@ -6,7 +6,7 @@
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
-#include <Words.h>
+#include <Output.h>
 
 #include <algorithm>
 #include <limits>
@@ -67,11 +67,11 @@ class Cases : public ShellTest {
   // The same of a dataset of these numbers.
   std::string SaidOf(const std::vector<double>& numbers, const std::string& commands) {
     AddNumbers(numbers);
-    return Played(commands, &MakeWordsPrinterOn);
+    return Played(commands, {});
   }
   std::string SaidInJsonOf(const std::vector<double>& numbers, const std::string& commands) {
     AddNumbers(numbers);
-    return Played(commands, &MakeJsonPrinter);
+    return Played(commands, {.json = true});
   }
 
   // How often the commands of the last of those two asked for a row.
@@ -82,20 +82,16 @@ class Cases : public ShellTest {
     return text.substr(std::min(text.find('\n') + 1, text.size()));
   }
 
-  static std::unique_ptr<Printer> MakeWordsPrinterOn(std::ostream& out) {
-    return MakeWordsPrinter(out, out);
-  }
   void AddNumbers(const std::vector<double>& numbers) {
     source_ = new Numbers(numbers);
     id_ = Registry().Add(*source_, "", /*quiet=*/true);
   }
 
-  std::string Played(const std::string& commands,
-                     std::unique_ptr<Printer> (*makePrinter)(std::ostream&)) {
+  std::string Played(const std::string& commands, const Look& look) {
     std::istringstream input(commands);
     std::ostringstream out;
-    const auto printer = makePrinter(out);
-    Shell shell(Registry(), *printer);
+    Output output(out, out, look);
+    Shell shell(Registry(), output);
     shell.Adopt(id_, "survey");
     RunPrompt(shell, input, nullptr);
     asked_ = source_->Asked();
@@ -262,85 +258,6 @@ TEST_F(Cases, WithoutVariablesAreCountedAllTheSame) {
 // ---------------------------------------------------------------------------------------------
 // Too many
 
-// Has no memory left for an event of this kind; says everything else.
-template <class What>
-class NarrowPrinter final : public Printer {
- public:
-  explicit NarrowPrinter(std::ostream& out) : printer_(MakeWordsPrinter(out, out)) {}
-
-  void Print(const Event& event) override {
-    if (std::holds_alternative<What>(event)) throw std::bad_alloc();
-    printer_->Print(event);
-  }
-
- private:
-  const std::unique_ptr<Printer> printer_;
-};
-
-class TooMany : public Cases {
- protected:
-  // What is said to the commands where there is no memory to say this.
-  template <class What>
-  std::string SaidWithout(const std::string& commands) {
-    std::ostringstream out;
-    NarrowPrinter<What> printer(out);
-    Shell shell(Registry(), printer);
-    std::istringstream input(commands);
-    good_ = RunPrompt(shell, input, nullptr);
-    return out.str();
-  }
-
-  bool WentWell() const { return good_; }
-
- private:
-  bool good_ = true;
-};
-
-TEST_F(TooMany, CasesToSayFailTheirCommandAndTheShellGoesOn) {
-  EXPECT_EQ(SaidWithout<CaseTable>(Open("survey") + "cases survey\nlist\n"),
-            IsOpen("survey") + "error: not enough memory for the cases of survey\n" +
-                "survey (0:0), file " + Path("abc.tsv") + ", free\n");
-  EXPECT_FALSE(WentWell());
-}
-
-TEST_F(TooMany, EventsToSayLeaveTheLocksAsTheyAre) {
-  EXPECT_EQ(SaidWithout<Told>(Open("survey") + "@v observe survey\nwrite survey\n" +
-                              "@r read survey\nrelease\n@r variables survey\n"),
-            IsOpen("survey") +
-                "v observes survey\n"
-                "main takes the write lock on survey\n"
-                "r waits for the read lock on survey, held by main (writing)\n"
-                "main releases the write lock on survey\n"
-                "r gets the read lock on survey\n"
-                "error: not enough memory for what v is told\n"
-                "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
-                "r releases the read lock on survey\n");
-  EXPECT_EQ(SaidWithout<LockEvent>(Open("survey") + "write survey\nlist\n"),
-            IsOpen("survey") + "error: not enough memory for what there is to say\n" +
-                "survey (0:1), file " + Path("abc.tsv") + ", held by main (writing)\n" +
-                "error: not enough memory for what there is to say\n");
-  EXPECT_FALSE(WentWell());
-}
-
-TEST_F(TooMany, FailuresToSayAreFailuresAllTheSame) {
-  EXPECT_EQ(SaidWithout<Failure>("lust\nlist\n"), "no dataset is open\n");
-  EXPECT_FALSE(WentWell());
-}
-
-TEST_F(TooMany, VariablesToSayFailTheirCommand) {
-  EXPECT_THAT(SaidWithout<VariableTable>(Open("survey") + "variables survey\n"),
-              EndsWith("error: not enough memory for the variables of survey\n"));
-}
-
-TEST_F(TooMany, LinesOfAScriptEndIt) {
-  std::ostringstream out;
-  NarrowPrinter<ScriptLine> printer(out);
-  Shell shell(Registry(), printer);
-  std::istringstream script("list\nlist\n");
-  EXPECT_FALSE(PlayScript(shell, script, "test.sdm"));
-  EXPECT_EQ(out.str(), "test.sdm:1: not enough memory for what there is to say\n");
-}
-
 // A source whose rows take more memory than there is.
 class Huge final : public ORVX_DataSource {
  public:
@@ -348,10 +265,10 @@ class Huge final : public ORVX_DataSource {
   long long RowCount() const override { throw std::bad_alloc(); }
 };
 
-TEST_F(TooMany, CasesToReadFailTheirCommandAndTheShellGoesOn) {
+TEST_F(Cases, TooManyToReadFailTheirCommandAndTheShellGoesOn) {
   std::ostringstream out;
-  const auto printer = MakeWordsPrinter(out, out);
-  Shell shell(Registry(), *printer);
+  Output output(out, out);
+  Shell shell(Registry(), output);
   shell.Adopt(Registry().Add(*new Huge, "", /*quiet=*/true), "survey");
   std::istringstream input("cases survey\n@r cases survey\nlist\nvariables survey\n");
   EXPECT_FALSE(RunPrompt(shell, input, nullptr));

@@ -7,7 +7,7 @@
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
-#include <Printer.h>
+#include <Output.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
@@ -19,6 +19,8 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <ostream>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -155,9 +157,10 @@ TEST_F(CloneMemory, ACloneOfACloneLeavesItAloneWhereItRunsOut) {
 // ---------------------------------------------------------------------------------------------
 // Roles
 
-class Mute final : public Printer {
- public:
-  void Print(const Event&) override {}
+// Takes everything, and keeps nothing.
+class Mute final : public std::streambuf {
+  int overflow(int c) override { return c == EOF ? 0 : c; }
+  std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
 };
 
 TEST(RoleMemory, ARoleIsThereWholeOrNotAtAll) {
@@ -167,8 +170,10 @@ TEST(RoleMemory, ARoleIsThereWholeOrNotAtAll) {
   int failures = 0;
   for (bool done = false; !done; failures += done ? 0 : 1) {
     ServerDataManager registry;
-    Mute printer;
-    Shell shell(registry, printer);
+    Mute mute;
+    std::ostream out(&mute);
+    Output output(out, out);
+    Shell shell(registry, output);
     {
       const MemoryFor some(failures);
       try {

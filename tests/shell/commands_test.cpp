@@ -657,8 +657,8 @@ TEST_F(Commands, HelpExplainsOne) {
 TEST_F(Commands, AreAskedForAtAPromptUntilTheInputEnds) {
   std::istringstream input("list\n");
   std::ostringstream out;
-  const auto printer = MakeWordsPrinter(out, out);
-  Shell shell(Registry(), *printer);
+  Output output(out, out);
+  Shell shell(Registry(), output);
   EXPECT_TRUE(RunPrompt(shell, input, &out));
   EXPECT_EQ(out.str(), "sdmsh> no dataset is open\nsdmsh> \n");
 }
@@ -669,8 +669,8 @@ TEST_F(Commands, AreNotAllThereWhereTheInputBreaks) {
   } broken;
   std::istream input(&broken);
   std::ostringstream out;
-  const auto printer = MakeWordsPrinter(out, out);
-  Shell shell(Registry(), *printer);
+  Output output(out, out);
+  Shell shell(Registry(), output);
   EXPECT_FALSE(RunPrompt(shell, input, nullptr));
   EXPECT_EQ(out.str(), "error: the input cannot be read to its end\n");
 }

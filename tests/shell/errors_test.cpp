@@ -82,10 +82,10 @@ TEST_F(Errors, StillReachTheClientOfAClosedDataset) {
 
 TEST_F(Errors, ReachNobodyOnceTheShellHasLetGoOfItsDataset) {
   std::ostringstream out;
-  const auto printer = MakeWordsPrinter(out, out);
+  Output output(out, out);
   SvrDMItemPtr item(nullptr);
   {
-    Shell shell(Registry(), *printer);
+    Shell shell(Registry(), output);
     shell.Execute("window", {"add-empty", "nix"});
     shell.Execute("window", {"write", "nix"});
     shell.Execute("window", {"client", "nix"});

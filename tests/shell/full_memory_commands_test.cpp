@@ -4,7 +4,7 @@
 #include <Command.h>
 #include <CommandError.h>
 #include <Line.h>
-#include <Printer.h>
+#include <Output.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <Shell.h>
 #include <tests/support/FullMemory.h>
@@ -19,20 +19,25 @@
 #include <memory>
 #include <new>
 #include <sstream>
+#include <streambuf>
 #include <string>
 #include <vector>
 
 namespace sdmsh {
 namespace {
 
-// Keeps what failed when the shell let its callers go.
-class FailurePrinter final : public Printer {
- public:
-  void Print(const Event& event) override {
-    if (const auto* const failure = std::get_if<Failure>(&event)) failures.push_back(failure->text);
-  }
-  std::vector<std::string> failures;
+// Takes everything, and keeps nothing.
+class Mute final : public std::streambuf {
+  int overflow(int c) override { return c == EOF ? 0 : c; }
+  std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
 };
+
+std::vector<std::string> LinesOf(const std::ostringstream& text) {
+  std::istringstream lines(text.str());
+  std::vector<std::string> found;
+  for (std::string line; std::getline(lines, line);) found.push_back(line);
+  return found;
+}
 
 struct Scene {
   std::string command;             // its first word is the command's name
@@ -181,8 +186,11 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
                std::to_string(allocations));
   const Line line = LineOf(GetParam().command);
   ServerDataManager registry;
-  FailurePrinter printer;
-  Shell shell(registry, printer);
+  Mute mute;
+  std::ostream out(&mute);
+  std::ostringstream failures;
+  Output output(out, failures);
+  Shell shell(registry, output);
   Execute(shell, "open FOLDER/abc.tsv as s\n@window observe s\n@window watch registry");
   Execute(shell, GetParam().before);
   bool failed = false;
@@ -197,7 +205,7 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   Execute(shell, "@another list");
   shell.CloseDown("");
   // A role that stood in line before the command may stand there still.
-  EXPECT_THAT(printer.failures, testing::Each(testing::HasSubstr(" still waits for ")));
+  EXPECT_THAT(LinesOf(failures), testing::Each(testing::HasSubstr(" still waits for ")));
   EXPECT_FALSE(shell.IsStuck());
   return failed;
 }

@@ -2,13 +2,11 @@
 
 #include "ShellTest.h"
 
-#include <Event.h>
 #include <Interrupt.h>
 
 #include <csignal>
-#include <functional>
+#include <sstream>
 #include <utility>
-#include <variant>
 
 namespace sdmsh {
 namespace {
@@ -17,21 +15,18 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-// Prints words, and sends this process SIGINT before the events that a test chooses.
-class InterruptingPrinter final : public Printer {
+// Keeps what is printed, and sends this process SIGINT once that ends with a text of the test's.
+class Interrupting final : public std::stringbuf {
  public:
-  InterruptingPrinter(std::ostream& out, std::function<bool(const Event&)> interrupts)
-      : words_(MakeWordsPrinter(out, out)), interrupts_(std::move(interrupts)) {}
-
-  void Print(const Event& event) override {
-    if (interrupts_(event)) std::raise(SIGINT);
-    words_->Print(event);
-  }
-  bool ReachesItsReader() const override { return words_->ReachesItsReader(); }
+  explicit Interrupting(std::string end) : end_(std::move(end)) {}
 
  private:
-  const std::unique_ptr<Printer> words_;
-  const std::function<bool(const Event&)> interrupts_;
+  int sync() override {
+    if (str().ends_with(end_)) std::raise(SIGINT);
+    return 0;
+  }
+
+  const std::string end_;
 };
 
 class Interrupt : public ShellTest {
@@ -42,22 +37,19 @@ class Interrupt : public ShellTest {
     std::signal(SIGINT, SIG_DFL);
   }
 
-  // What a script says that is interrupted before these events.
-  std::string InterruptedScript(const std::string& commands,
-                                std::function<bool(const Event&)> interrupts) {
+  // What a script says that is interrupted once this was printed.
+  std::string InterruptedScript(const std::string& commands, const std::string& end) {
     std::istringstream script(commands);
-    std::ostringstream out;
-    InterruptingPrinter printer(out, std::move(interrupts));
-    Shell shell(Registry(), printer);
+    Interrupting text(end);
+    std::ostream out(&text);
+    Output output(out, out);
+    Shell shell(Registry(), output);
     isGood_ = PlayScript(shell, script, "test.sdm");
-    return out.str();
+    return text.str();
   }
   // The same, interrupted at the beginning of its last line.
   std::string InterruptedInLastLine(const std::string& before, const std::string& command) {
-    return InterruptedScript(before + command + "\nlist\n", [&](const Event& event) {
-      const auto* const line = std::get_if<ScriptLine>(&event);
-      return line != nullptr && line->text == command;
-    });
+    return InterruptedScript(before + command + "\nlist\n", "> " + command + "\n");
   }
   bool IsGood() const { return isGood_; }
 
@@ -94,14 +86,6 @@ TEST_F(Interrupt, GivesUpASearchForCasesThatAreSelected) {
                                 "source survey filtered by a\n",
                             "cases survey");
   EXPECT_THAT(text, HasSubstr("> cases survey\ntest.sdm:5: interrupted\n"));
-}
-
-TEST_F(Interrupt, GivesUpCasesThatAreBeingPrinted) {
-  const std::string text = InterruptedScript(
-      Open("survey") + "cases survey\nlist\n",
-      [](const Event& event) { return std::holds_alternative<CaseTable>(event); });
-  EXPECT_THAT(text, EndsWith("> cases survey\ntest.sdm:2: the cases of survey cannot be said: "
-                             "interrupted\n"));
 }
 
 TEST_F(Interrupt, EndsAScriptAtTheCommandUnderWayAlsoWhereThatIsCarriedOut) {

@@ -214,8 +214,8 @@ TEST_F(Locks, AWriterReleasedAtTheEndOfAClosedDatasetStillTells) {
 
 TEST_F(Locks, ALockThatIsHeldOutsideTheShellIsWaitedFor) {
   std::ostringstream out;
-  const auto printer = MakeWordsPrinter(out, out);
-  Shell shell(Registry(), *printer, /*bound=*/50ms);
+  Output output(out, out);
+  Shell shell(Registry(), output, /*bound=*/50ms);
   shell.Execute("main", {"add-empty", "nix"});
   auto outsider =
       std::make_optional<SvrDMInputDataSource>(Registry(), LocallyUniqueID(0, 0), false);
@@ -235,8 +235,8 @@ TEST_F(Locks, ALockThatWasAcquiredBeforeTheShellStartedIsAnErrorAfterAWhile) {
   const LocallyUniqueID id = Registry().AddEmpty(true);
   auto outsider = std::make_optional<SvrDMInputDataSource>(Registry(), id, false);
   std::ostringstream out;
-  const auto printer = MakeWordsPrinter(out, out);
-  Shell shell(Registry(), *printer, /*bound=*/50ms);
+  Output output(out, out);
+  Shell shell(Registry(), output, /*bound=*/50ms);
   shell.Adopt(id, "nix");
 
   std::istringstream input("@w write nix\n");

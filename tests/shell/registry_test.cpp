@@ -132,8 +132,8 @@ class Hiding : public RegistryAtTheShell {
 
  private:
   std::ostringstream out_;
-  const std::unique_ptr<Printer> printer_ = MakeWordsPrinter(out_, out_);
-  Shell shell_{Registry(), *printer_};
+  Output output_{out_, out_};
+  Shell shell_{Registry(), output_};
 };
 
 TEST_F(Hiding, LeavesVariablesOutOfWhatIsOpenedNextUntilNothingIsHidden) {

@@ -5,6 +5,7 @@
 #define SDMSH_EVENT_H_
 
 #include "Change.h"
+#include "Holding.h"
 
 #include <client/DictionaryDigest.h>
 #include <ServerDataManager/LocallyUniqueID.h>
@@ -18,17 +19,6 @@
 #include <vector>
 
 namespace sdmsh {
-
-enum class LockMode { Read, Write };
-
-// A role and how it holds a lock, or waits for it. An empty role is one that cannot let go any
-// more.
-struct Holding {
-  std::string role;
-  LockMode mode;
-
-  bool operator==(const Holding&) const = default;
-};
 
 // A line of the script being played, as it stands there.
 struct ScriptLine {

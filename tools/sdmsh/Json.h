@@ -3,13 +3,8 @@
 #ifndef SDMSH_JSON_H_
 #define SDMSH_JSON_H_
 
-#include <nlohmann/json.hpp>
+#include "Output.h"
 
-namespace sdmsh {
-
-// Members stay in the order in which they are given: a person reads these lines too.
-using Json = nlohmann::ordered_json;
-
-}  // namespace sdmsh
+namespace sdmsh {}  // namespace sdmsh
 
 #endif  // SDMSH_JSON_H_

@@ -7,10 +7,6 @@
 namespace sdmsh {
 namespace {
 
-const char* ModeWord(LockMode mode) {
-  return mode == LockMode::Read ? "read" : "write";
-}
-
 const char* LockWord(LockEvent::What what) {
   switch (what) {
     case LockEvent::What::Acquired:
@@ -28,14 +24,6 @@ const char* LockWord(LockEvent::What what) {
 }
 
 }  // namespace
-
-Json HoldingsInJson(const std::vector<Holding>& holdings) {
-  Json json = Json::array();
-  for (const Holding& holding : holdings) {
-    json.push_back({{"role", holding.role}, {"mode", ModeWord(holding.mode)}});
-  }
-  return json;
-}
 
 Json LockInJson(const LockEvent& event) {
   Json json = {{"what", LockWord(event.what)},

@@ -63,9 +63,11 @@ DatasetPtr Held(const Caller& caller, Matches matches) {
 
 }  // namespace
 
-Shell::Shell(ServerDataManager& registry, Printer& printer, Bound bound)
+Shell::Shell(ServerDataManager& registry, Output& output, Bound bound)
     : registry_(registry),
-      printer_(printer),
+      output_(output),
+      printer_(output.IsJson() ? MakeJsonPrinter(output.Out())
+                               : MakeWordsPrinter(output.Out(), output.Err())),
       watch_(registry),
       locks_(
           registry, [this](const Event& event) { Say(event); }, bound) {}
@@ -107,20 +109,25 @@ void Shell::Run(const std::string& role, const std::vector<std::string>& words) 
   RefuseUnsaid();
 }
 
+void Shell::Fail(const std::string& file, int line, const std::string& text) {
+  Say(Failure{file, line, text});
+}
+
 void Shell::Say(const Event& event) {
   try {
     // A pass announces its dataset to the registry's observers before its own hear of changes.
     if (std::holds_alternative<Told>(event)) SayWhatWatchersWereTold();
-    printer_.Print(event);
+    printer_->Print(event);
     SayWhatWatchersWereTold();
   } catch (const std::exception&) {
     // A failure counts whether it could be said or not.
-    if (unsaid_.empty() && !std::holds_alternative<Failure>(event)) NoteUnsaid(event);
+    if (!std::holds_alternative<Failure>(event)) NoteUnsaid(event);
   }
 }
 
 // Inside a catch block. Does not throw: what goes on must be carried through.
 void Shell::NoteUnsaid(const Event& event) noexcept {
+  if (!unsaid_.empty()) return;
   try {
     unsaid_ = WhyUnsaid(event);
   } catch (const std::bad_alloc&) {
@@ -133,7 +140,7 @@ void Shell::RefuseUnsaid() {
 }
 
 void Shell::SayWhatWatchersWereTold() {
-  for (const RegistryTold& told : watch_.TakeTold()) printer_.Print(told);
+  for (const RegistryTold& told : watch_.TakeTold()) printer_->Print(told);
 }
 
 DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const {

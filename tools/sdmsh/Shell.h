@@ -9,6 +9,7 @@
 #include "Event.h"
 #include "HiddenVariables.h"
 #include "OpenDataset.h"
+#include "Output.h"
 #include "Printer.h"
 #include "RegistryWatch.h"
 
@@ -30,7 +31,7 @@ class Shell {
   static constexpr const char* kMainRole = "main";
 
   // Borrows both. `bound`: see CallerLocks.
-  Shell(ServerDataManager& registry, Printer& printer, Bound bound = std::chrono::seconds(10));
+  Shell(ServerDataManager& registry, Output& output, Bound bound = std::chrono::seconds(10));
   Shell(const Shell&) = delete;
   Shell& operator=(const Shell&) = delete;
   // Takes the datasets and the filter hook off the registry. Not while IsStuck().
@@ -41,10 +42,20 @@ class Shell {
   void Execute(const std::string& role, const std::vector<std::string>& words);
 
   // Says after it, or before it where it was first, what those who watch the registry were told.
-  // Where the printer throws, the rest of the command goes on, and Execute says so at its end.
-  void Say(const Event& event);
+  // Where that fails, the rest of the command goes on, and Execute says so at its end.
+  void Say(const Event& event);  // the old form; will go
+  // `words` and `json`: see Output::Text.
+  template <class Words, class Members>
+  void Say(const Words& words, const Members& json) {
+    SayText([&] { return output_.Text(words, json); });
+  }
+  void Say(const std::string& words, const Json& json) {
+    SayText([&] { return output_.Text(words, json); });
+  }
+  // A failure counts whether it could be said or not.
+  void Fail(const std::string& file, int line, const std::string& text);
   // False as soon as something that was said got lost on its way. Nobody hears more of the shell.
-  bool IsHeard() const { return printer_.ReachesItsReader(); }
+  bool IsHeard() const { return output_.ReachesItsReader(); }
 
   ServerDataManager& Registry() { return registry_; }
   CallerLocks& Locks() { return locks_; }
@@ -88,12 +99,22 @@ class Shell {
   DatasetPtr Known(LocallyUniqueID id) const;
   void Run(const std::string& role, const std::vector<std::string>& words);
   void SayWhatWatchersWereTold();
+  template <class Text>
+  void SayText(const Text& text) {
+    try {
+      output_.Print(text());
+      SayWhatWatchersWereTold();
+    } catch (const std::exception&) {
+      NoteUnsaid(NotTold());
+    }
+  }
   void NoteUnsaid(const Event& event) noexcept;
   void RefuseUnsaid();
   void DropNew();
 
   ServerDataManager& registry_;
-  Printer& printer_;
+  Output& output_;
+  const std::unique_ptr<Printer> printer_;
   RegistryWatch watch_;
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
   std::vector<DatasetPtr> datasets_;

@@ -20,16 +20,6 @@
 namespace sdmsh {
 namespace {
 
-// Letters rather than bytes, so that columns of UTF-8 text line up.
-std::size_t Width(const std::string& text) {
-  return static_cast<std::size_t>(std::count_if(
-      text.begin(), text.end(), [](unsigned char byte) { return (byte & 0xC0) != 0x80; }));
-}
-
-std::string Padded(const std::string& text, std::size_t width) {
-  return text + std::string(width - std::min(width, Width(text)), ' ');
-}
-
 std::string RightAligned(const std::string& text, std::size_t width) {
   return std::string(width - std::min(width, Width(text)), ' ') + text;
 }
@@ -85,14 +75,14 @@ std::size_t Widest(const ComparedRows& rows, std::string ComparedRow::*column) {
 class CaseColumn {
  public:
   CaseColumn(const CaseTable& table, std::size_t index) : table_(table), index_(index) {
-    width_ = Width(table.variables[index].GetName());
+    width_ = Width(OnOneLine(table.variables[index].GetName()));
     for (std::size_t row = 0; row < table.rows.size(); ++row) {
       GiveUpIfInterrupted();
       width_ = std::max(width_, Width(Text(row)));
     }
   }
 
-  std::string Head() const { return Aligned(table_.variables[index_].GetName()); }
+  std::string Head() const { return Aligned(OnOneLine(table_.variables[index_].GetName())); }
   std::string Cell(std::size_t row) const { return Aligned(Text(row)); }
 
  private:
@@ -194,12 +184,12 @@ class WordsPrinter final : public Printer {
     std::size_t nameWidth = 0;
     std::size_t typeWidth = 0;
     for (const ORVX_Variable& variable : table.variables) {
-      nameWidth = std::max(nameWidth, Width(variable.GetName()));
+      nameWidth = std::max(nameWidth, Width(OnOneLine(variable.GetName())));
       typeWidth = std::max(typeWidth, TypeInWords(variable.GetType()).size());
     }
     for (std::size_t i = 0; i < table.variables.size(); ++i) {
       const ORVX_Variable& variable = table.variables[i];
-      const std::string row = Padded(variable.GetName(), nameWidth) + "  " +
+      const std::string row = Padded(OnOneLine(variable.GetName()), nameWidth) + "  " +
                               Padded(TypeInWords(variable.GetType()), typeWidth) + "  " +
                               Padded(LevelInWords(variable.GetMeasurementLevel()), 8) + "  " +
                               variable.GetLabel() + UsesInBrackets(table, variable.GetID());

@@ -1,8 +1,8 @@
 // sdmsh: the dataset manager at a prompt, or played from a script.
 
 #include "Interrupt.h"
+#include "Output.h"
 #include "Play.h"
-#include "Printer.h"
 #include "Shell.h"
 
 #include <ServerDataManager/serverdatamgr.h>
@@ -73,10 +73,9 @@ bool Run(sdmsh::Shell& shell, const Options& options, std::istream& input) {
 }
 
 int Run(const Options& options, std::istream& input) {
-  const auto printer = options.json ? sdmsh::MakeJsonPrinter(std::cout)
-                                    : sdmsh::MakeWordsPrinter(std::cout, std::cerr);
+  sdmsh::Output output(std::cout, std::cerr, sdmsh::LookOfProcess(options.json));
   sdmsh::CatchInterrupts();
-  sdmsh::Shell shell(ServerDataManager::GetInstance(), *printer);
+  sdmsh::Shell shell(ServerDataManager::GetInstance(), output);
   const int status = Run(shell, options, input) ? kGood : kCommandFailed;
   // A thread that waits for a lock for ever cannot be joined.
   if (shell.IsStuck()) std::_Exit(Ended(kCommandFailed));

@@ -1,0 +1,206 @@
+// Lines for people and for programs.
+
+#include "Output.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ostream>
+#include <utility>
+
+namespace sdmsh {
+namespace {
+
+constexpr const char* kBold = "\x1B[1m";
+constexpr const char* kRed = "\x1B[31m";
+constexpr const char* kPlain = "\x1B[0m";
+constexpr const char* kGap = "  ";
+
+constexpr unsigned char kDelete = 0x7F;
+
+bool IsControl(unsigned char byte) {
+  return byte < ' ' || byte == kDelete;
+}
+
+// U+2400 to U+241F, and U+2421 for the last of them, as UTF-8.
+std::string SignOf(unsigned char control) {
+  const int sign = control == kDelete ? 0x21 : control;
+  return {'\xE2', '\x90', static_cast<char>(0x80 + sign)};
+}
+
+// The number of bytes of the character that `text` begins with, where it is one of U+0080 to
+// U+009F, U+2028 and U+2029; 0 for any other.
+std::size_t LengthOfUnseen(std::string_view text) {
+  const auto second = static_cast<unsigned char>(text.size() < 2 ? 0 : text[1]);
+  if (text[0] == '\xC2' && second >= 0x80 && second <= 0x9F) return 2;
+  return text.starts_with("\u2028") || text.starts_with("\u2029") ? 3 : 0;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Output
+
+std::size_t WidthOfTerminal() {
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+Look LookOfProcess(bool json) {
+  const char* const noColour = std::getenv("NO_COLOR");
+  const bool mayColour = !json && (noColour == nullptr || *noColour == '\0');
+  return {.json = json,
+          .width = WidthOfTerminal(),
+          .colour = mayColour && isatty(STDOUT_FILENO) == 1,
+          .colourErrors = mayColour && isatty(STDERR_FILENO) == 1};
+}
+
+// Bytes that are not UTF-8, from a script or a file name, must not spoil the line.
+std::string Output::JsonText(const Json& json) {
+  return json.is_null() ? "" : json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string Output::Heading(const std::string& text) const {
+  return look_.colour ? kBold + text + kPlain : text;
+}
+
+void Output::Print(std::string_view text) {
+  out_ << text << std::flush;
+}
+
+void Output::Fail(const std::string& file, int line, std::string_view text) {
+  if (look_.json) {
+    Json json = {{"event", "error"}, {"text", text}};
+    if (!file.empty()) json["file"] = file;
+    if (line > 0) json["line"] = line;
+    return Print(JsonText(json));
+  }
+  out_.flush();
+  if (look_.colourErrors) err_ << kRed;
+  if (file.empty()) {
+    err_ << "error: ";
+  } else {
+    err_ << file << ":";
+    if (line > 0) err_ << line << ":";
+    err_ << " ";
+  }
+  err_ << text << (look_.colourErrors ? kPlain : "") << std::endl;
+}
+
+bool Output::ReachesItsReader() const {
+  return out_.good();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Table
+
+Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
+  bool anyHead = false;
+  for (Column& column : columns_) {
+    heads_.push_back(OnOneLine(column.head));
+    column.width = std::max(column.width, Width(heads_.back()));
+    anyHead = anyHead || !column.head.empty();
+  }
+  if (!anyHead) heads_.clear();
+}
+
+void Table::Add(std::vector<std::string> row) {
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    row[i] = OnOneLine(row[i]);
+    columns_[i].width = std::max(columns_[i].width, Width(row[i]));
+  }
+  rows_.push_back(std::move(row));
+}
+
+std::string Table::TakeText(const Output& output) {
+  const std::size_t limit = output.MaxWidth();
+  std::string text;
+  std::size_t from = 1;
+  do {
+    const std::size_t to = EndOfBlock(from, limit);
+    if (!heads_.empty()) text += output.Heading(Line(heads_, from, to)) + "\n";
+    for (const std::vector<std::string>& row : rows_) text += Line(row, from, to) + "\n";
+    from = to;
+  } while (from < columns_.size());
+  rows_.clear();
+  return text;
+}
+
+std::size_t Table::EndOfBlock(std::size_t from, std::size_t limit) const {
+  std::size_t width = columns_[0].width;
+  std::size_t to = from;
+  for (; to < columns_.size(); ++to) {
+    width += Width(kGap) + columns_[to].width;
+    if (limit > 0 && width > limit && to > from) break;
+  }
+  return to;
+}
+
+// Without the blanks that fill its last column.
+std::string Table::Line(const std::vector<std::string>& row, std::size_t from,
+                        std::size_t to) const {
+  std::string line;
+  const auto add = [&](std::size_t i) {
+    const std::string blanks(columns_[i].width - Width(row[i]), ' ');
+    line += columns_[i].right ? blanks + row[i] : row[i] + blanks;
+  };
+  add(0);
+  for (std::size_t i = from; i < to; ++i) {
+    line += kGap;
+    add(i);
+  }
+  line.resize(line.find_last_not_of(' ') + 1);
+  return line;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Text
+
+std::size_t Width(std::string_view text) {
+  std::size_t width = 0;
+  while (!text.empty()) {
+    const auto* const bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+    utf8proc_int32_t character = 0;
+    const auto length =
+        utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(text.size()), &character);
+    width += length < 1 ? 1 : static_cast<std::size_t>(utf8proc_charwidth(character));
+    text.remove_prefix(length < 1 ? 1 : static_cast<std::size_t>(length));
+  }
+  return width;
+}
+
+std::string Padded(const std::string& text, std::size_t width) {
+  return text + std::string(width - std::min(width, Width(text)), ' ');
+}
+
+std::string OnOneLine(std::string_view text) {
+  std::string line;
+  while (!text.empty()) {
+    const auto byte = static_cast<unsigned char>(text.front());
+    const std::size_t unseen = LengthOfUnseen(text);
+    if (unseen > 0) {
+      line += "\uFFFD";
+    } else if (IsControl(byte)) {
+      line += SignOf(byte);
+    } else {
+      line += text.front();
+    }
+    text.remove_prefix(unseen > 0 ? unseen : 1);
+  }
+  return line;
+}
+
+std::string Joined(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
+  return joined;
+}
+
+std::string OrNone(const std::string& text) {
+  return text.empty() ? "none" : text;
+}
+
+}  // namespace sdmsh
