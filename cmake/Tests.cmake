@@ -6,9 +6,31 @@ find_package(GTest REQUIRED)
 include(GoogleTest)
 add_custom_target(sdm_concurrency_tests)
 
+# Compiling costs more than running, so test sources are not optimised (the libraries under test are),
+# and the headers that most of them need are compiled once. Headers of the project are not among
+# them: each source includes what it uses.
+function(sdm_test_settings target)
+  target_compile_options(${target} PRIVATE -O0)
+  if(target STREQUAL sdm_precompiled_headers)
+    target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <algorithm> <array> <atomic>
+      <filesystem> <fstream> <functional> <latch> <memory> <new> <optional> <sstream> <stdexcept>
+      <string> <thread> <utility> <vector>)
+  else()
+    target_precompile_headers(${target} REUSE_FROM sdm_precompiled_headers)
+  endif()
+endfunction()
+
+# An executable, since only targets with the same flags can share the headers.
+file(WRITE "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp" "int main() {}\n")
+add_executable(sdm_precompiled_headers EXCLUDE_FROM_ALL
+               "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp")
+target_link_libraries(sdm_precompiled_headers PRIVATE GTest::gmock)
+sdm_test_settings(sdm_precompiled_headers)
+
 function(sdm_add_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS;LABELS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  sdm_test_settings(${name})
   target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
   # The discovery would lose all labels but the first, so they are given when CTest reads its list.
@@ -19,4 +41,10 @@ function(sdm_add_test name)
   if("concurrency" IN_LIST arg_LABELS)
     add_dependencies(sdm_concurrency_tests ${name})
   endif()
+endfunction()
+
+# sdm_test_without_access_control(name): the program also sees what is private.
+function(sdm_test_without_access_control name)
+  target_compile_options(${name} PRIVATE -fno-access-control)
+  set_target_properties(${name} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
 endfunction()
