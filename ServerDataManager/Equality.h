@@ -1,4 +1,4 @@
-// Inequality of the data-source library's types: always the negation of that library's equality.
+// operator!= for types of libdatasrc: the negation of their operator==.
 
 #ifndef SERVERDATAMANAGER_EQUALITY_H_
 #define SERVERDATAMANAGER_EQUALITY_H_

@@ -1,5 +1,4 @@
-// The serialisation glue: how a message class meets the serialisation layer, written once for the
-// error messages and, since theirs is the same, the change messages.
+// MessageGlue: implements VSerializable for the error messages and the change messages.
 //
 //   class Greeting : public MessageGlue<Greeting> {
 //    public:
@@ -9,7 +8,7 @@
 //     ...
 //   };
 //
-// Header-only, and on the ground floor: message libraries use it without linking this one.
+// Header-only: the message libraries use it without linking this library.
 
 #ifndef SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_
 #define SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_
@@ -22,36 +21,36 @@
 #include <libvserial/VStream.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
-// Derives from `Base`, which is VSerializable or a class of its family, and overrides the virtual
-// operations that VSerializable declares; it adds none. `Message` is the class that derives from
-// this one. It supplies
+// Derives from `Base`, which is VSerializable or derived from it, and overrides the virtual
+// functions of VSerializable; it adds none. `Message` is the class that derives from this one. It
+// supplies
 //
-//   static const char* VSignature()    the name it travels under, namespace included
-//   static unsigned int Version()      the version of its wire form
-//   void Serialize(VStream&)           writes its fields, or reads them over its own
+//   static const char* VSignature()    its signature, namespace included
+//   static unsigned int Version()      the version of its encoding
+//   void Serialize(VStream&)           encodes its fields, or decodes and replaces them
 //   a public copy constructor          for VSClone
 //
-// Copies do not carry the name given with SetName: VSerializable's copy constructor starts afresh.
+// A copy does not copy the name from SetName: VSerializable's copy constructor resets it.
 //
-// Threads: as `Message`; nothing here is shared.
+// Threads: as `Message`.
 template <class Message, class Base = VSerializable>
 class SDM_EXPORT MessageGlue : public Base {
  public:
-  // `object` is a Message, passed as the address of that very type.
+  // `object` points to a Message, not to one of its bases.
   static void VSwitch(void* object, VStream& stream) {
     static_cast<Message*>(object)->Serialize(stream);
   }
 
-  // Writes signature, version and fields, or reads them into this object. True on success. Throws
-  // VStreamError where the bytes are not this message in this version, or end too early; the object
-  // then holds what was read so far and is fit for destruction only.
+  // Encodes signature, version and fields, or decodes them into this object. Returns true. Throws
+  // VStreamError if the bytes are not this message in this version, or end too early; the object is
+  // then partly decoded and may only be destroyed.
   bool Process(VStream& stream) {
     return ForeignProcess(static_cast<Message*>(this), Message::Version(), stream, VSwitch,
                           Message::VSignature());
   }
 
-  // The caller owns the copy. A new-expression uses VUGlobal's allocator, since Message derives
-  // from VUGlobal, and gives the storage back to it where the copy constructor throws.
+  // The caller owns the copy. `new` uses the allocator of VUGlobal, a base of Message, and frees
+  // the memory if the copy constructor throws.
   VSerializable* VSClone() const override {
     return new Message(static_cast<const Message&>(*this));
   }
@@ -64,7 +63,7 @@ class SDM_EXPORT MessageGlue : public Base {
   using Base::Base;
 };
 
-// Transfers an identifier as its 32-bit word.
+// Encodes or decodes an identifier as its 32-bit word.
 inline void SerializeID(VStream& stream, LocallyUniqueID& id) {
   std::uint32_t word = id.Word();
   stream.Uint32(word);

@@ -1,4 +1,4 @@
-// ErrorMonitor: where code that works on a dataset reports errors and warnings.
+// ErrorMonitor: interface for reporting errors and warnings about a dataset.
 
 #ifndef SERVERDATAMANAGER_ERRORMONITOR_H_
 #define SERVERDATAMANAGER_ERRORMONITOR_H_
@@ -6,16 +6,15 @@
 #include <ServerDataManager/ErrorText.h>
 #include <ServerDataManager/Export.h>
 
-// A sink for reports. The order of its virtual operations is fixed: other binaries call them by
-// slot.
+// The order of the virtual functions is fixed: other binaries call them by slot.
 //
-// Threads: one at a time. A dataset's monitor is for the thread that holds its write lock.
+// Threads: one at a time. The monitor of a dataset belongs to the thread that holds its write lock.
 class SDM_EXPORT ErrorMonitor {
  public:
   virtual ~ErrorMonitor() = default;
 
-  // Takes one report: any text, empty ones too, of any severity. The monitor may drop it; there is
-  // no answer. What the concrete monitor throws passes on.
+  // Reports any text, also an empty one, of any severity. The monitor may drop it. Exceptions of
+  // the derived class propagate.
   virtual void Report(ErrorText text) = 0;
 };
 

@@ -1,4 +1,4 @@
-// ErrorString and ErrorText: the text of an error or warning, and how serious it is.
+// ErrorString and ErrorText: the text of an error or warning, and its severity.
 //
 //   monitor.Report(ErrorText("The file is full.", ErrorText::kError));
 //
@@ -26,8 +26,8 @@ class ErrorString {
   std::string text_;
 };
 
-// A text with its severity. Severity 1 is an error; every other value, negative ones included,
-// counts as a warning.
+// A text with its severity. Severity 1 is an error; every other value, also a negative one, is a
+// warning.
 //
 // Threads: a plain value; any thread may use its own copy.
 class ErrorText : public ErrorString {
@@ -36,7 +36,7 @@ class ErrorText : public ErrorString {
 
   // An empty error.
   ErrorText() = default;
-  // Throws std::out_of_range for a severity that is not from -128 to 127.
+  // Throws std::out_of_range for a severity outside -128 to 127.
   ErrorText(std::string text, int severity)
       : ErrorString(std::move(text)), severity_(InRange(severity)) {}
 

@@ -1,5 +1,5 @@
-// SDM_EXPORT: marks what a shared library built with hidden visibility shows to its users.
-// SDM_HIDDEN: takes a class out again that is nested in a shown one.
+// SDM_EXPORT: exports a class or function from a shared library built with hidden visibility.
+// SDM_HIDDEN: hides a class nested in an exported class, or one of its members.
 
 #ifndef SERVERDATAMANAGER_EXPORT_H_
 #define SERVERDATAMANAGER_EXPORT_H_

@@ -1,4 +1,3 @@
-// InteractiveErrorMonitor: what is sent, and what is not.
 
 #include <ServerDataManager/InteractiveErrorMonitor.h>
 
@@ -20,7 +19,7 @@ InteractiveErrorMonitor::~InteractiveErrorMonitor() = default;
 void InteractiveErrorMonitor::Report(ErrorText text) {
   if (proxy_ == nullptr) return;
   if (text.Severity() != ErrorText::kError && !reportWarnings_) return;
-  // Belongs to every report although nobody fills or reads it: the message dies before it does.
+  // Every report has a response, although nobody fills or reads it. It must outlive the message.
   ReportedErrorMsgResponse response;
   ReportedErrorMsg message(id_, text);
   proxy_->SendMessage(kReportedErrorCommand, &message);

@@ -1,8 +1,8 @@
-// InteractiveErrorMonitor: sends the reports on one dataset to its client package.
+// InteractiveErrorMonitor: sends the errors and warnings of one dataset to its client package.
 //
 //   InteractiveErrorMonitor monitor(dataset, proxy);
 //   monitor.DoNotReportWarnings();
-//   monitor.Report(ErrorText("Out of disk space.", ErrorText::kError));   // goes out all the same
+//   monitor.Report(ErrorText("Out of disk space.", ErrorText::kError));   // errors are still sent
 
 #ifndef SERVERDATAMANAGER_INTERACTIVEERRORMONITOR_H_
 #define SERVERDATAMANAGER_INTERACTIVEERRORMONITOR_H_
@@ -14,26 +14,25 @@
 
 class PackageProxy;
 
-// Every dataset item holds one by value. Whether warnings go out is the only switch; errors always
-// do.
+// Every dataset item has one as a member. Warnings can be switched off, errors cannot.
 //
-// Threads: not safe; used under the locking of the dataset item that holds it.
+// Threads: not safe; guarded by the locks of its item.
 class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
  public:
-  // Borrows `proxy` until it is replaced or the monitor dies. A null proxy makes a monitor that
-  // swallows every report. Warnings are reported.
+  // Borrows `proxy` until it is replaced or this monitor is destroyed. With a null proxy, reports
+  // are dropped. Warnings are initially reported.
   InteractiveErrorMonitor(LocallyUniqueID id, PackageProxy* proxy);
 
-  // Leaves the proxy alone.
+  // Does not delete the proxy.
   ~InteractiveErrorMonitor() override;
 
-  // Sends `text` as one ReportedErrorMsg on behalf of the dataset, with the command number 1000.
-  // Does nothing where the proxy is null, nor for a warning (any severity but 1) while warnings are
-  // not reported. What the proxy returns is not looked at; what it throws passes on.
+  // Sends `text` as one ReportedErrorMsg of the dataset, with command number 1000. Does nothing if
+  // the proxy is null, or for a warning (any severity but 1) while warnings are not reported.
+  // Ignores the return value of the proxy; its exceptions propagate.
   void Report(ErrorText text) override;
 
-  // Replaces the dataset and the proxy, which is borrowed as above. Whether warnings are reported
-  // stays as it is.
+  // Replaces the dataset and the proxy, which is borrowed as above. Does not change whether
+  // warnings are reported.
   void InitializeErrorMonitor(LocallyUniqueID& id, PackageProxy* proxy);
 
   void ReportWarnings();

@@ -1,5 +1,4 @@
-// LeafLock: the lock under which names of datasets are set and compared, and lists of datasets are
-// read and changed.
+// LeafLock: guards the names of datasets and the lists of datasets.
 //
 //   const LeafLock held;
 
@@ -11,11 +10,10 @@
 
 namespace sdm_internal {
 
-// Holds the one lock of the process for a scope. Nothing is called meanwhile that takes another
-// lock or may destroy a dataset, so nobody waits for it for long, not even a process that exits.
-// Not recursive.
+// Holds the one leaf lock of the process for a scope. Under it, acquire no other lock and destroy
+// no dataset: then nobody waits for it long, not even a process that exits. Not recursive.
 //
-// Threads: any; made and destroyed on one thread.
+// Threads: any; destroy it on the thread that created it.
 class LeafLock {
  public:
   LeafLock() : held_(mutex_) {}

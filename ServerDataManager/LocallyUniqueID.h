@@ -1,11 +1,10 @@
-// LocallyUniqueID: the identifier of a dataset or of a variable, and the generator that hands it
-// out.
+// LocallyUniqueID: the identifier of a dataset or a variable, and its generator.
 //
 //   LocallyUniqueIDGenerator generator(0, 0);
 //   LocallyUniqueID first = generator.Next();   // domain 0, serial 0
 //   LocallyUniqueID none;                       // none.IsNull()
 //
-// Both are header-only: the platform libraries use them without linking this one.
+// Header-only: the platform libraries use both without linking this library.
 
 #ifndef SERVERDATAMANAGER_LOCALLYUNIQUEID_H_
 #define SERVERDATAMANAGER_LOCALLYUNIQUEID_H_
@@ -15,8 +14,8 @@
 #include <iosfwd>
 #include <string>
 
-// One 32-bit word: the domain (which generator the value comes from) in bits 0-3, the serial in
-// bits 4-31. Pass it by value.
+// One 32-bit word: the domain, which identifies the generator, in bits 0-3, the serial in bits
+// 4-31. Pass it by value.
 //
 // Threads: a plain value; any thread may use its own copy.
 class LocallyUniqueID {
@@ -50,8 +49,8 @@ class LocallyUniqueID {
   // Domain and serial as the one word described above.
   constexpr unsigned int Word() const noexcept { return word_; }
 
-  // Domain and serial in decimal with a colon between, as in "0:17"; "null" for the null
-  // identifier. A stream is given the same text.
+  // Domain and serial in decimal, separated by a colon, such as "0:17"; "null" for the null
+  // identifier. operator<< writes the same text.
   std::string ToString() const {
     if (IsNull()) return "null";
     return std::to_string(Domain()) + ":" + std::to_string(Serial());
@@ -78,12 +77,12 @@ struct std::hash<LocallyUniqueID> {
   }
 };
 
-// Hands out identifiers of one domain with running serials.
+// Generates identifiers of one domain with consecutive serials.
 //
 // The counter is a full 32-bit word that wraps silently; the identifier keeps its low 28 bits, so
 // serials repeat every 2^28 calls, and domain 15 reaches the null value. Nothing detects either.
 //
-// Threads: not safe; the owner's lock guards it.
+// Threads: not safe; guarded by its owner's lock.
 class LocallyUniqueIDGenerator {
  public:
   constexpr LocallyUniqueIDGenerator(unsigned int domain, unsigned int first) noexcept

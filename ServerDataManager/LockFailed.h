@@ -1,4 +1,4 @@
-// What a handle throws when it cannot take its lock.
+// The exception of a handle that cannot acquire its lock.
 
 #ifndef SERVERDATAMANAGER_LOCKFAILED_H_
 #define SERVERDATAMANAGER_LOCKFAILED_H_

@@ -1,9 +1,9 @@
-// The records of the lock monitor: a table for each thread, written by that thread alone.
+// The records of the lock monitor: one table per thread, written only by that thread.
 //
-// A thread marks its table busy while it writes, and looks whether the tables are paused in
-// between; whoever wants to read them pauses them all, and waits for those that are busy. The mark
-// and the look need no barrier of their own: a pause runs one on every thread of the process
-// (membarrier), and where the kernel has none, `fences` makes each write run its own.
+// To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
+// the tables, a thread sets `paused`, then waits for the busy tables. Between its two steps a
+// writer needs no memory barrier: the pause runs one on every thread of the process (membarrier).
+// If the kernel has no membarrier, `fences` makes every writer run its own.
 
 #include <ServerDataManager/LockMonitor.h>
 
@@ -31,10 +31,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Label = std::array<char, 32>;
 
-// Whoever makes reports all the time pauses the other threads for a small part of it.
+// Limits the time that continuous reports can pause the other threads.
 constexpr auto kTimeBetweenReports = std::chrono::microseconds(100);
 
-// Some 7 ns, where the steady clock takes five times that.
+// The coarse clock takes about 7 ns, a fifth of the steady clock.
 Clock::time_point Now() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
@@ -69,19 +69,19 @@ bool Excludes(const Record& hold, const Record& wait) {
          (hold.lock.mode != LockReport::Mode::Read || wait.lock.mode != LockReport::Mode::Read);
 }
 
-// What one thread holds and waits for. Never deleted: a lock may outlive the thread that acquired
-// it, and a later thread takes the table over once it is empty.
+// The locks that one thread holds and waits for. Never deleted: a lock may outlive the thread that
+// acquired it. A later thread reuses the table once it is empty.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
-  // Written by the thread itself while busy, or while the tables are paused.
+  // Written by the thread itself while busy, or by others while the tables are paused.
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
-  bool waitIsShown = false;     // in reports: once the handler was told of a deadlock
+  bool waitIsShown = false;     // in reports, after the handler was called for a deadlock
   bool waitIsReported = false;  // as a long wait
   ThreadName name;
   bool hasThread = true;
-  bool isVisited = false;  // by the search for a deadlock
+  bool isVisited = false;  // during the search for a deadlock
 };
 
 // Never destroyed: threads may still acquire locks while the process exits.
@@ -101,7 +101,7 @@ struct Monitor {
   // under reportMutex
   std::size_t lastReportSize = 0;
   Clock::time_point nextReport;
-  // How many threads hold or want the locks with a certain hash.
+  // Per hash of a lock: the number of threads that hold it or wait for it.
   std::array<std::atomic<unsigned int>, 256> claims{};
 };
 
@@ -113,7 +113,7 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// In the static block of thread-local storage, as the lookup is most of the cost of a record.
+// In the static TLS block: the lookup is most of the cost of a record.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 
@@ -139,7 +139,7 @@ class Edit {
   ~Edit() { table_.busy.store(false, std::memory_order_release); }
 
  private:
-  // A pause is over in a microsecond, unless the thread that makes it loses its processor.
+  // A pause takes about a microsecond, unless the pausing thread is preempted.
   static void WaitOutPause(Monitor& monitor) {
     for (int spins = 0; spins < 2000; ++spins) {
       if (!monitor.paused.load(std::memory_order_relaxed)) return;
@@ -150,7 +150,7 @@ class Edit {
   ThreadLocks& table_;
 };
 
-// Stops all threads at their next record, so that the tables can be read and written.
+// Blocks all threads at their next write, so that the tables can be read and written.
 class Pause {
  public:
   Pause() : monitor_(TheMonitor()), lock_(monitor_.pauseMutex) {
@@ -173,7 +173,7 @@ class Pause {
   const std::lock_guard<std::mutex> lock_;
 };
 
-// Gives the table of an ending thread to a later one.
+// Frees the table of an ending thread for reuse.
 struct TableReturn {
   ~TableReturn() {
     threadEnds = true;
@@ -192,13 +192,13 @@ ThreadLocks* NewTable() {
   ThreadLocks& table = unused != monitor.threads.end()
                            ? **unused
                            : *monitor.threads.emplace_back(std::make_unique<ThreadLocks>());
-  table.holds.reserve(16);  // so that few locks need memory to be recorded
+  table.holds.reserve(16);  // so that recording a lock rarely allocates
   table.hasThread = true;
   table.name = {++monitor.lastNumber, Label{}};
   return &table;
 }
 
-// Null where there is no memory for it, and for a thread that has all but ended.
+// Null if out of memory, and after the thread's table was freed at thread exit.
 ThreadLocks* OwnTable() noexcept {
   if (ownTable != nullptr) return ownTable;
   if (threadEnds) return nullptr;
@@ -233,7 +233,7 @@ bool Holds(ThreadLocks& table, const LockRequest& lock) {
   return FindHold(table, lock.kind, lock.address, nullptr) != nullptr;
 }
 
-// Runs `change` on the table and the record of that hold, on whichever thread it was acquired.
+// Runs `change` on the record of a hold and its table, whichever thread acquired the lock.
 template <class Change>
 void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
                 Change change) noexcept {
@@ -252,7 +252,7 @@ void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
 }
 
 // ---------------------------------------------------------------------------------------------
-// Incidents. The tables are paused while they are built.
+// Incidents. They are built while the tables are paused.
 
 LockReport::Entry EntryOf(const ThreadName& thread, const Record& record) {
   LockReport::Entry entry;
@@ -265,8 +265,8 @@ LockReport::Entry EntryOf(const ThreadName& thread, const Record& record) {
   return entry;
 }
 
-// Whether a chain of waits leads from `table` to a lock that `target` holds; the chain, from its
-// end to its start, is appended to `steps`.
+// Whether a chain of waits leads from `table` to a lock that `target` holds. Appends the chain to
+// `steps`, last step first.
 bool LeadsTo(ThreadLocks& table, const ThreadLocks& target,
              std::vector<LockIncident::Step>& steps) {
   table.isVisited = true;
@@ -320,8 +320,8 @@ void FindLongWaits(std::vector<LockIncident>& incidents) {
   }
 }
 
-// Not while the tables are paused.
-void Tell(const std::vector<LockIncident>& incidents) noexcept {
+// The tables must not be paused.
+void CallHandler(const std::vector<LockIncident>& incidents) noexcept {
   if (incidents.empty()) return;
   std::shared_ptr<const LockMonitor::Handler> handler;
   {
@@ -333,22 +333,22 @@ void Tell(const std::vector<LockIncident>& incidents) noexcept {
     try {
       (*handler)(incident);
     } catch (...) {
-      // The handler's own trouble: the thread goes on to wait as it would have.
+      // A failing handler must not affect the wait.
     }
   }
 }
 
-// Runs `find` on a list of incidents while the tables are paused, then tells them.
+// Runs `find`, which collects incidents, while the tables are paused, then calls the handler.
 template <class Find>
-void Notice(Find find) noexcept {
+void FindAndReport(Find find) noexcept {
   std::vector<LockIncident> incidents;
   try {
     const Pause pause;
     find(incidents);
   } catch (...) {
-    TheMonitor().complete = false;  // no memory for all that was found
+    TheMonitor().complete = false;  // out of memory: incidents are missing
   }
-  Tell(incidents);
+  CallHandler(incidents);
 }
 
 void SetWait(ThreadLocks& table, const LockRequest& lock, LockHolder who) {
@@ -361,7 +361,7 @@ void SetWait(ThreadLocks& table, const LockRequest& lock, LockHolder who) {
 bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return false;
-  Notice([&](std::vector<LockIncident>& incidents) {
+  FindAndReport([&](std::vector<LockIncident>& incidents) {
     SetWait(*table, lock, who);
     FindDeadlock(*table, incidents);
     FindLongWaits(incidents);
@@ -373,7 +373,7 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
 
 void EndWait(bool acquired) noexcept {
   ThreadLocks& table = *ownTable;
-  if (IsTooLong(table, Now())) Notice(FindLongWaits);
+  if (IsTooLong(table, Now())) FindAndReport(FindLongWaits);
   const Edit edit(table);
   table.isWaiting = false;
   if (!acquired) return;
@@ -400,13 +400,13 @@ void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
   AddHold(*table, {lock, who.handle, Now(), LabelOf(who.label)});
 }
 
-void ForgetHold(LockReport::Kind kind, const void* address, const void* handle) noexcept {
+void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept {
   ChangeHold(kind, address, handle, [](ThreadLocks& table, Record& hold) {
     table.holds.erase(table.holds.begin() + (&hold - table.holds.data()));
   });
 }
 
-void ForgetHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept {
+void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept {
   ChangeHold(kind, address, handle, [](ThreadLocks&, Record& hold) { hold.handle = nullptr; });
 }
 
@@ -430,7 +430,7 @@ ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
   if (ClaimsOn(lock).fetch_add(1) > 0) {
     BeginWait(lock, LockHolder());
   } else {
-    // Whoever wants the lock from now on sees this claim, and looks.
+    // A thread that wants the lock from now on sees this claim and searches for a deadlock.
     const Edit edit(*table);
     SetWait(*table, lock, LockHolder());
     table->waitIsShown = true;
@@ -448,7 +448,7 @@ ScopeRecord::~ScopeRecord() {
   if (state_ == State::Waiting) {
     EndWait(/*acquired=*/false);
   } else {
-    ForgetHold(lock_.kind, lock_.address, nullptr);
+    RemoveHold(lock_.kind, lock_.address, nullptr);
   }
   ClaimsOn(lock_).fetch_sub(1);
 }
@@ -466,7 +466,7 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
   {
     const std::lock_guard turn(monitor.reportMutex);
     std::this_thread::sleep_until(monitor.nextReport);
-    // Room for what there was last time, so that the tables are seldom paused for memory.
+    // Sized like the last report, so that it rarely allocates while the tables are paused.
     copies.reserve(monitor.lastReportSize + 16);
     const Pause pause;
     for (const auto& table : monitor.threads) {
@@ -479,14 +479,14 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
     monitor.lastReportSize = copies.size();
     monitor.nextReport = Clock::now() + kTimeBetweenReports;
   }
-  Tell(incidents);
+  CallHandler(incidents);
 
   report.complete = LocksAreMonitored() && monitor.complete.load(std::memory_order_relaxed);
   for (const Copy& copy : copies) {
     if (copy.record.lock.registry != registry) continue;
     (copy.isWait ? report.waits : report.holds).push_back(EntryOf(copy.thread, copy.record));
   }
-  // A mutex that nobody holds is about to be acquired, not waited for.
+  // A wait for a mutex without a holder is about to succeed, so it is left out.
   std::erase_if(report.waits, [&](const LockReport::Entry& wait) {
     return wait.mode == LockReport::Mode::Exclusive &&
            std::none_of(report.holds.begin(), report.holds.end(),
@@ -510,7 +510,7 @@ void LockMonitor::Start() {
       syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
   monitor.fences.store(!hasBarrier, std::memory_order_relaxed);
   monitor.complete = true;
-  // What was held when the monitor was switched off may have been released since.
+  // Locks recorded before the monitor was switched off may have been released since.
   for (const auto& table : monitor.threads) table->holds.clear();
   lockMonitorIsOn.store(true, std::memory_order_relaxed);
 }

@@ -1,5 +1,5 @@
-// LockMonitor: records who holds and who waits for the locks of datasets and registries, finds
-// deadlocks as they arise, and notices long waits. Off until it is started.
+// LockMonitor: records the holders and waiters of the locks of datasets and registries, and reports
+// deadlocks and long waits. Initially off.
 //
 //   LockMonitor::SetHandler([](const LockIncident& incident) { Log(incident.Text()); },
 //                           std::chrono::seconds(30));
@@ -7,25 +7,23 @@
 //   LockMonitor::NameThread("importer");
 //   SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, nullptr, "monthly import");
 //
-// It watches three kinds of locks: a dataset's reader/writer lock, its notification mutex, and the
-// registry lock. It observes only: waits last as long as they do without it, and nothing is thrown
-// into them.
+// It records three kinds of locks: the reader/writer lock and the notification mutex of a dataset,
+// and the registry lock. It only observes: it neither ends waits nor throws.
 //
-// A deadlock is a cycle of threads each of which waits for a lock that the next holds, across
-// datasets and kinds of locks. It is found when the last of them begins to wait, on that thread. A
-// thread that waits for what it holds itself is a cycle of one. A lock counts as held by the thread
-// that acquired it; where another thread is about to release it, a reported deadlock may still
-// resolve. Waits with a time limit (TryRead, TryWrite) are not recorded.
+// A deadlock is a cycle of threads, each waiting for a lock that the next one holds, across
+// datasets and kinds of locks. A thread that waits for its own lock is a cycle of one. It is
+// detected on the last thread, when that begins to wait. A lock counts as held by the thread that
+// acquired it; if another thread will release it, a reported deadlock may still resolve. Waits with
+// a time limit (TryRead, TryWrite) are not recorded.
 //
-// Reports show a wait once the handler has returned from what it was told of it.
+// A wait appears in reports after the handler has returned from its deadlock, if any.
 //
-// A long wait is noticed when it ends, or before that when another thread begins to wait or a
-// report is made. The library has no thread of its own: an application that wants to know sooner
-// asks for a report now and then.
+// A long wait is detected when it ends, when another thread begins to wait, or when a report is
+// made. The library has no thread of its own; for earlier detection, request reports periodically.
 //
-// Cost: off, one relaxed load for each acquire and release, and no memory. On, each thread keeps a
-// small table of what it holds, and writes it without an atomic operation on shared memory; making
-// a report pauses the tables while they are copied.
+// Cost when off: one relaxed load per acquire and release, and no memory. When on, each thread has
+// a small table of its locks and writes it without atomic operations on shared memory; a report
+// pauses all tables while it copies them.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_
 #define SERVERDATAMANAGER_LOCKMONITOR_H_
@@ -41,23 +39,23 @@ class SDM_EXPORT LockMonitor {
  public:
   LockMonitor() = delete;
 
-  // Switches the monitor on or off for the process. Locks acquired while it was off are not in its
-  // reports. Start may throw std::bad_alloc.
+  // Switch the monitor on or off for the process. Locks acquired while it is off are never
+  // reported. Start may throw std::bad_alloc.
   static void Start();
   static void Stop();
   static bool IsOn();
 
   using Handler = std::function<void(const LockIncident&)>;
 
-  // Installs the handler of the process; an empty one removes it. Each deadlock is reported once,
-  // each wait longer than `longWait` (zero: none) once. The handler runs on a thread that is about
-  // to wait, has waited, or makes a report, and may run on several at once; that thread holds
-  // whatever locks it holds, so the handler must neither use datasets or registries nor wait for
-  // another thread. What it throws is swallowed.
+  // Installs the handler of the process; an empty one removes it. It is called once for each
+  // deadlock and once for each wait longer than `longWait` (zero: never). It runs on a thread that
+  // is about to wait, has waited, or makes a report, possibly on several threads concurrently. That
+  // thread may hold locks, so the handler must not use datasets or registries, nor wait for another
+  // thread. Its exceptions are ignored.
   static void SetHandler(Handler handler,
                          std::chrono::milliseconds longWait = std::chrono::milliseconds::zero());
 
-  // Gives the calling thread a label, of which 31 bytes are kept; null or empty for none. Does
+  // Sets the label of the calling thread, truncated to 31 bytes; null or empty for none. Does
   // nothing while the monitor is off.
   static void NameThread(const char* label);
 };

@@ -1,14 +1,13 @@
-// What the lock monitor is told by items and registries. Internal: see LockMonitor.h.
+// The calls by which items and registries report to the lock monitor. Internal: see LockMonitor.h.
 //
-//   RecordHold(lock, who);            // a lock that was acquired without waiting
-//   lock.unlock() ...                 // ForgetHold(lock, handle) before it
+//   RecordHold(lock, who);            // after acquiring without waiting
+//   RemoveHold(kind, address, handle);   // before releasing
 //
 //   WaitRecord wait(lock, who);       // looks for a deadlock
 //   mutex.readLock();                 // blocks
 //   wait.Acquired();                  // the wait becomes a hold
 //
-// Nothing here throws: where memory does not suffice for a record it is left out, and reports say
-// that they are incomplete.
+// Nothing here throws: out of memory, a record is left out, and reports are marked incomplete.
 
 #ifndef SERVERDATAMANAGER_LOCKRECORDS_H_
 #define SERVERDATAMANAGER_LOCKRECORDS_H_
@@ -29,7 +28,7 @@ inline bool LocksAreMonitored() {
   return lockMonitorIsOn.load(std::memory_order_relaxed);
 }
 
-// The lock that is asked for: `address` is the item's or the registry's.
+// A lock; `address` is the address of its item or registry.
 struct LockRequest {
   LockReport::Kind kind;
   LockReport::Mode mode;
@@ -38,7 +37,7 @@ struct LockRequest {
   const ServerDataManager* registry;
 };
 
-// The handle that asks; both null where there is none. The label is copied.
+// The handle that acquires the lock, and its label, which is copied; both may be null.
 struct LockHolder {
   const void* handle = nullptr;
   const char* label = nullptr;
@@ -47,32 +46,32 @@ struct LockHolder {
 // The calling thread has acquired the lock.
 void RecordHold(const LockRequest& lock, LockHolder who) noexcept;
 
-// The lock that `handle` acquired, on whichever thread, is about to be released. With a null
-// handle, the last such hold without a handle, the calling thread's first.
-void ForgetHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
+// The lock that `handle` acquired, on any thread, is about to be released. With a null handle: the
+// last recorded hold without a handle, preferably of the calling thread.
+void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
-// The handle goes and its lock stays held.
-void ForgetHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept;
+// The handle is destroyed but its lock stays held.
+void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
-// A wait of the calling thread, recorded until Acquired or for as long as this object lives.
+// A wait of the calling thread, recorded until Acquired is called or this object is destroyed.
 class WaitRecord {
  public:
-  // Looks for a deadlock and for long waits of others, and calls the handler.
+  // Searches for a deadlock and for long waits of other threads, and calls the handler.
   WaitRecord(const LockRequest& lock, LockHolder who) noexcept;
   WaitRecord(const WaitRecord&) = delete;
   WaitRecord& operator=(const WaitRecord&) = delete;
   ~WaitRecord();
 
-  // The lock is held: the wait ends, and is recorded as a hold.
+  // Replaces the recorded wait by a hold.
   void Acquired() noexcept;
 
  private:
   bool waiting_;
 };
 
-// The record of a lock that a thread holds for a scope and that cannot be tried: the registry lock,
-// which is recursive, and the notification mutex. Made before the lock is acquired. Where nobody
-// else holds or wants the lock, nothing is looked for and no other thread is disturbed.
+// Records a lock that is held for a scope and has no try: the registry lock, which is recursive,
+// and the notification mutex. Construct it before acquiring the lock. Without contention it
+// searches for nothing and pauses no other thread.
 class ScopeRecord {
  public:
   explicit ScopeRecord(const LockRequest& lock) noexcept;
@@ -88,7 +87,7 @@ class ScopeRecord {
   State state_ = State::Unrecorded;
 };
 
-// `Guard`, which holds a lock for a scope, with the record of that.
+// A `Guard`, which holds a lock for a scope, with its record.
 template <class Guard>
 class MonitoredGuard {
  public:
@@ -100,7 +99,7 @@ class MonitoredGuard {
   }
   MonitoredGuard(const MonitoredGuard&) = delete;
   MonitoredGuard& operator=(const MonitoredGuard&) = delete;
-  // The record goes first: a thread never appears to hold what it has released.
+  // Removes the record first: a thread never appears to hold a lock that it has released.
   ~MonitoredGuard() { record_.reset(); }
 
  private:
@@ -108,7 +107,7 @@ class MonitoredGuard {
   std::optional<ScopeRecord> record_;
 };
 
-// As ServerDataManager::GetLockReport.
+// See ServerDataManager::GetLockReport.
 LockReport ReportLocksOf(const ServerDataManager* registry);
 
 }  // namespace sdm_internal

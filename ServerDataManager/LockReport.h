@@ -1,12 +1,12 @@
-// LockReport: who holds and who waits for the locks of a registry and its datasets, at one moment.
+// LockReport: the holders and waiters of the locks of a registry and its datasets, at one moment.
 //
 //   LockMonitor::Start();
 //   ...
 //   std::cout << registry.GetLockReport().Text();
 //
-//   dataset 0:0, data lock
-//     read by "charts" for 0.2 s, as "weighted means"
-//     "importer" waits to write for 1.3 s
+//   dataset 0:0
+//     charts (thread 2) reads as "weighted means" for 0.2 s
+//     importer (thread 1) waits to write for 1.3 s
 
 #ifndef SERVERDATAMANAGER_LOCKREPORT_H_
 #define SERVERDATAMANAGER_LOCKREPORT_H_
@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-// A plain value; it refers to nothing.
+// A plain value.
 //
 // Threads: one object belongs to one thread at a time.
 struct LockReport {
@@ -27,9 +27,9 @@ struct LockReport {
     Notification,  // a dataset's notification mutex
     Registry,      // the registry lock
   };
-  enum class Mode { Read, Write, Exclusive };  // Exclusive: the two locks that nobody shares
+  enum class Mode { Read, Write, Exclusive };  // Exclusive: Notification and Registry
 
-  // One lock. `address` tells locks apart, also where two datasets have one identifier.
+  // One lock. `address` distinguishes locks, even if two datasets have the same identifier.
   struct Lock {
     Kind kind = Kind::Data;
     LocallyUniqueID dataset;  // null for the registry lock
@@ -40,16 +40,16 @@ struct LockReport {
     }
   };
 
-  // Threads are numbered from 1, in the order in which the monitor meets them. `label` is what
-  // LockMonitor::NameThread said; empty for none.
+  // Threads are numbered from 1, in the order of their first record. `label` is set by
+  // LockMonitor::NameThread; empty for none.
   struct Thread {
     unsigned int number = 0;
     std::string label;
   };
 
-  // A thread that holds or waits for a lock. A lock that is released on another thread is held by
-  // the thread that acquired it. `handle` is the address of the handle, null where the lock was
-  // acquired without one; `label` is the handle's, empty for none.
+  // A thread that holds or waits for a lock. The holder is the thread that acquired the lock, even
+  // if another thread releases it. `handle` is the address of the handle, null if there is none;
+  // `label` is the label of the handle, empty for none.
   struct Entry {
     Lock lock;
     Mode mode = Mode::Read;
@@ -59,28 +59,28 @@ struct LockReport {
     std::chrono::steady_clock::time_point since;  // to a few milliseconds
   };
 
-  // Two datasets that wait for each other's locks appear in both lists.
-  std::vector<Entry> holds;  // those of one thread in the order of acquiring
+  // A thread that holds one lock and waits for another appears in both lists.
+  std::vector<Entry> holds;  // per thread in the order of acquiring
   std::vector<Entry> waits;
   std::chrono::steady_clock::time_point taken;
-  // False where the monitor is off, or where memory did not suffice to record some holder.
+  // False if the monitor is off or ran out of memory for a record.
   bool complete = true;
 
-  // One line for each lock that is held or waited for, and below it one for each entry.
+  // One line per lock, followed by one indented line per holder and waiter.
   SDM_EXPORT std::string Text() const;
 };
 
-// What the monitor tells the application's handler.
+// The argument of the application's handler.
 struct LockIncident {
   enum class Kind {
-    Deadlock,  // the threads of `steps` wait for each other, and will for ever unless a lock is
-               // released on another thread
-    LongWait,  // the one step has lasted longer than the bound
+    Deadlock,  // the threads of `steps` wait for each other: forever, unless another thread
+               // releases one of the locks
+    LongWait,  // the wait of the only step is longer than the limit
   };
-  // `wait.thread` waits for `wait.lock`, which `blocker.thread` holds. In a deadlock the blocker of
-  // each step is the waiting thread of the next, and that of the last waits in the first; a thread
-  // that waits for itself makes a deadlock of one step. The blocker of a long wait is one of those
-  // who hold the lock; its thread number is 0 where nobody does by now.
+  // `wait.thread` waits for `wait.lock`, which `blocker.thread` holds. In a deadlock, the blocker
+  // of each step waits in the next step, and the blocker of the last step waits in the first; a
+  // thread that waits for itself is a deadlock of one step. The blocker of a long wait is one of
+  // the holders; its thread number is 0 if nobody holds the lock any more.
   struct Step {
     LockReport::Entry wait;
     LockReport::Entry blocker;
@@ -90,7 +90,7 @@ struct LockIncident {
   std::vector<Step> steps;
   std::chrono::steady_clock::time_point noticed;
 
-  // In one line: who waits for whom.
+  // One line: which thread waits for which.
   SDM_EXPORT std::string Text() const;
 };
 

@@ -14,7 +14,7 @@ using namespace DEMessages;
 bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) {
   const std::vector<VariableSetImpl>& newSets = ds.GetMRSets();
   if (newSets == view.GetMRSets()) return false;
-  AsOneStep(item, [&] {
+  Atomically(item, [&] {
     const std::vector<VariableSet> sets = VariableSets(ds, kMRSets);
     SendSetExtension(kMRSetsText, sets, item);
     SendSetExtension(kMRSetsSecondText, sets, item);
@@ -26,7 +26,7 @@ bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item) 
 bool MonitorVariableSets(ORVX_DataSource& view, ORVX_DataSource const& ds, SvrDMItem& item) {
   const std::vector<VariableSetImpl>& newSets = ds.GetVariableSets();
   if (newSets == view.GetVariableSets()) return false;
-  AsOneStep(item, [&] {
+  Atomically(item, [&] {
     SendSetExtension(kVariableSetsText, VariableSets(ds, kVariableSets), item);
     view.SetVariableSets(newSets);
   });
@@ -39,7 +39,7 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
   const ORVX_DataSource::Extension newExtension(ds, type);
   const bool changed = oldExtension != newExtension;
   if (!changed) return false;
-  AsOneStep(item, [&] {
+  Atomically(item, [&] {
     QueueMessage<ExtensionsMsg>(item, newExtension.Impl());
     view.SetExtension(newExtension);
   });
@@ -51,7 +51,7 @@ bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& it
   const bool differ = view.GetAttributes() != ds.GetAttributes();
   const bool send = differ || (anyChange && ClearDashboardInfo(ds));
   if (!send) return false;
-  AsOneStep(item, [&] {
+  Atomically(item, [&] {
     QueueMessage<ExtensionsMsg>(item, TextBlock(kAttributesText, ds.GetAttributes().MakeString()));
     view.SetAttributes(ds.GetAttributes());
   });

@@ -45,10 +45,10 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
   return variables;
 }
 
-// Replaces the view's variables by the source's. Queues two messages, even for empty lists.
+// Replaces all variables of the view. Queues two messages, even for empty lists.
 void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrDMItem& item) {
   const auto empty = [&] { view.DeleteVariables(0, view.ColumnCount() - 1); };
-  AsOneStep(item, [&] {
+  Atomically(item, [&] {
     QueueMessage<DeleteVarsMsg>(item, VariablesFrom(view, 0));
     empty();
   });
@@ -62,20 +62,19 @@ void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrD
   }
 }
 
-// The comparison of two variable lists: one forward pass in the source's order. At each position
-// the view is edited until its variable there is the source's; positions below are settled and
-// never searched.
+// Compares two variable lists in one forward pass over the source. At each position, edits the view
+// until both variables are equal. Lower positions are settled and not searched again.
 //
-// It queues what a search of the view from the present position upward would find. What makes it
-// fast is how it finds: by the view's index of identifiers, and by asking only once of each
-// variable in the view whether the source still has it.
+// The messages are those of a linear search of the view from the current position. It is faster
+// because it uses the view's index of identifiers, and looks up each view variable in the source
+// only once.
 //
-// Each step is done completely or not at all, so that the next comparison can continue after one
-// that failed. What needs memory comes first in a step; deleting variables needs none.
+// Each step is atomic, so that the next comparison can continue after a failed one. Allocations
+// come first in a step; deleting variables allocates nothing.
 class VariablePass {
  public:
-  // Sets `anyChange` as soon as the lists have differed, and `resetClientData` as soon as a
-  // variable has changed its type; leaves them alone otherwise.
+  // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
+  // never clears them.
   VariablePass(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item, bool& anyChange,
                bool& resetClientData)
       : view_(view),
@@ -93,7 +92,7 @@ class VariablePass {
   }
 
  private:
-  // Read without touching: the other form of GetVariable is for assigning.
+  // Through const: the other form of GetVariable counts as a write.
   const ORVX_Variable& InView(int viewIndex) const {
     return static_cast<const ORVX_DataSource&>(view_).GetVariable(viewIndex);
   }
@@ -120,14 +119,13 @@ class VariablePass {
     }
   }
 
-  // The first position in the view, from `index` on, of the variable with this identifier; the
-  // view's column count where there is none.
+  // The first view position from `index` on with this identifier, or the view's column count.
   int FindInView(LocallyUniqueID id, int index) const {
     const int viewCount = view_.ColumnCount();
     const int first = view_.FindVarIndex(id);
     if (first < 0) return viewCount;
     if (first >= index) return first;
-    // Only where the source bears the identifier twice is a settled variable found.
+    // A settled variable is found only if the source contains the identifier twice.
     int viewIndex = index;
     while (viewIndex < viewCount && InView(viewIndex).GetID() != id) ++viewIndex;
     return viewIndex;
@@ -140,7 +138,7 @@ class VariablePass {
       QueueMessage<InsertVarsMsg>(item_, std::vector<ORVX_Variable>{newVar}, anchor);
       view_.InsertVariable(index, newVar);
     });
-    ++knownBelow_;
+    ++checkedEnd_;
   }
 
   // Deletes the removed variables in between, then moves the variable if a gap remains.
@@ -155,27 +153,27 @@ class VariablePass {
     });
   }
 
-  // Deletes the view's variables in [index, found) that the source has nowhere, in one message.
-  // Returns where the variable at `found` stands then.
+  // Deletes the view variables in [index, found) that are not in the source, with one message.
+  // Returns the new position of the variable at `found`.
   int DeleteBetween(int index, int found) {
-    std::vector<ORVX_Variable> gone;
+    std::vector<ORVX_Variable> removed;
     std::vector<int> viewIndices;
-    for (int viewIndex = std::max(index, knownBelow_); viewIndex < found; ++viewIndex) {
+    for (int viewIndex = std::max(index, checkedEnd_); viewIndex < found; ++viewIndex) {
       const ORVX_Variable& variable = InView(viewIndex);
       if (source_.FindVarIndex(variable.GetID()) >= 0) continue;
-      gone.push_back(variable);
+      removed.push_back(variable);
       viewIndices.push_back(viewIndex);
     }
-    if (!gone.empty()) {
+    if (!removed.empty()) {
       MakeChange([&] {
-        QueueMessage<DeleteVarsMsg>(item_, gone);
-        // From the back, so that the indices still to come stay right.
+        QueueMessage<DeleteVarsMsg>(item_, removed);
+        // Backwards, so that the remaining indices stay valid.
         std::for_each(viewIndices.rbegin(), viewIndices.rend(),
                       [this](int viewIndex) { view_.DeleteVariables(viewIndex, viewIndex); });
       });
-      found -= static_cast<int>(gone.size());
+      found -= static_cast<int>(removed.size());
     }
-    knownBelow_ = std::max(knownBelow_, found + 1);
+    checkedEnd_ = std::max(checkedEnd_, found + 1);
     return found;
   }
 
@@ -189,7 +187,7 @@ class VariablePass {
     });
   }
 
-  // Whatever the view has beyond the source's variables is gone from the source.
+  // Deletes the view variables beyond the end of the source.
   void DeleteFrom(int sourceCount) {
     const int viewCount = view_.ColumnCount();
     if (viewCount <= sourceCount) return;
@@ -201,7 +199,7 @@ class VariablePass {
 
   template <class Step>
   void MakeChange(const Step& step) {
-    AsOneStep(item_, step);
+    Atomically(item_, step);
     anyChange_ = true;
   }
 
@@ -210,12 +208,11 @@ class VariablePass {
   SvrDMItem& item_;
   bool& anyChange_;
   bool& resetClientData_;
-  // The source has every variable that stands in the view from the present position to below this
-  // one.
-  int knownBelow_ = 0;
+  // The view variables from the current position up to this one are all in the source.
+  int checkedEnd_ = 0;
 };
 
-// A label that a client can show: "" for none.
+// The label; "" for none.
 std::string_view LabelOf(const ORVX_DataSource& source) {
   const char* const label = source.GetLabel();
   return label != nullptr ? label : "";
@@ -223,7 +220,7 @@ std::string_view LabelOf(const ORVX_DataSource& source) {
 
 }  // namespace
 
-// One run of Update: what is compared, with what is read before the comparison begins.
+// One run of Update.
 class SDM_HIDDEN SvrDMObserverView::Comparison {
  public:
   Comparison(Data& data, ORVX_DataSource& source)
@@ -233,7 +230,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
         item_(data.item),
         wasDirty_(data.view.IsDirty()) {}
 
-  // The order is that in which clients are told.
+  // In the order of the messages to clients.
   void Run() {
     CompareVariables();
     CompareRowCount();
@@ -241,7 +238,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     CompareFileSpec();
     CompareLabel();
     CompareWeight();
-    // A new filter is told before the trends information, the end of one after it.
+    // A new filter is reported before the trends information, the end of a filter after it.
     const int newFilterIndex = source_.GetFilterVarIndex();
     const LocallyUniqueID newFilterID = source_.GetFilterVariableID();
     const bool filterChanged = newFilterID != view_.GetFilterVariableID();
@@ -269,7 +266,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     }
   }
 
-  // The count itself travels with the reset of the client's data.
+  // The message that resets the client data carries the row count.
   void CompareRowCount() {
     if (data_.rowCount == source_.RowCount()) return;
     data_.anyChange = true;
@@ -277,7 +274,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     data_.rowCount = source_.RowCount();
   }
 
-  // Only the end of an imputation is told.
+  // Only the end of an imputation is reported.
   void CompareRowsPerImputation() {
     const long long rows = source_.RowsPerImputation();
     if (view_.RowsPerImputation() == rows) return;
@@ -289,15 +286,15 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     view_.RowsPerImputation(rows);
   }
 
-  // While the new name is the one suppressed on this dataset, the view keeps the old one, so that
-  // the change is told once the suppression has ended.
+  // A suppressed file name is not reported. The view keeps the old name, so that the change is
+  // reported when the suppression ends.
   void CompareFileSpec() {
     if (std::string_view(view_.GetFileSpec()) == source_.GetFileSpec()) return;
     if (item_.HasSuppressedFileName(source_.GetFileSpec())) return;
     const std::string newSpec = source_.GetFileSpec();
     if (!SystemFile(&source_)) return view_.SetFileSpec(newSpec.c_str());
     std::string newFileName = newSpec;
-    AsOneStep(item_, [&] {
+    Atomically(item_, [&] {
       QueueMessage<FileSpecChangeMsg>(item_, newSpec.c_str(), true);
       view_.SetFileSpec(newSpec.c_str());
       item_.FileName(std::move(newFileName));
@@ -307,7 +304,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   void CompareLabel() {
     if (LabelOf(view_) == LabelOf(source_)) return;
     const std::string newLabel(LabelOf(source_));
-    AsOneStep(item_, [&] {
+    Atomically(item_, [&] {
       QueueMessage<FileLabelChangeMsg>(item_, newLabel.c_str());
       view_.SetLabel(newLabel.empty() ? nullptr : newLabel.c_str());
     });
@@ -344,7 +341,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     if (!SplitChanged()) return;
     const unsigned int count = source_.GetNSplitVars();
     const bool separate = source_.GetSplitqSeparate();
-    const std::size_t capacity = std::max(kLeastSplitCapacity, static_cast<std::size_t>(count));
+    const std::size_t capacity = std::max(kMinSplitCapacity, static_cast<std::size_t>(count));
     std::vector<LocallyUniqueID> ids(capacity);
     std::vector<int> indices(capacity, -1);
     for (unsigned int i = 0; i < count; ++i) {
@@ -359,7 +356,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   }
 
   bool SplitChanged() const {
-    // The variables deleted or moved above may have taken split variables out of the view.
+    // CompareVariables may have deleted or moved split variables of the view.
     if (view_.GetNSplitVars() != data_.splitCount) return true;
     if (data_.splitCount != source_.GetNSplitVars()) return true;
     if (data_.splitCount == 0) return false;
@@ -376,7 +373,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     data_.resetClientData = false;
   }
 
-  // Read at the end: a changed definition has made the source dirty by now.
+  // Last, because a changed definition makes the source dirty.
   void CompareDirtyFlag() {
     if (source_.IsDirty() != wasDirty_) QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
     view_.SetDirty(source_.IsDirty());
@@ -384,18 +381,18 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
 
   template <class Step>
   void MakeChange(const Step& step) {
-    AsOneStep(item_, step);
+    Atomically(item_, step);
     data_.anyChange = true;
   }
 
   // Both arrays of a split hold at least this many entries; only the first `count` are used.
-  static constexpr std::size_t kLeastSplitCapacity = 8;
+  static constexpr std::size_t kMinSplitCapacity = 8;
 
   Data& data_;
   ORVX_DataSource& view_;
   ORVX_DataSource& source_;
   SvrDMItem& item_;
-  const bool wasDirty_;  // the view, before it was edited
+  const bool wasDirty_;  // the dirty flag of the view before this run
 };
 
 SvrDMObserverView::SvrDMObserverView(SvrDMItem& item) : data_(std::make_unique<Data>(item)) {}
@@ -408,7 +405,7 @@ void SvrDMObserverView::SetBulkVarMoves(bool bulk) {
 
 void SvrDMObserverView::Update() {
   ORVX_DataSource* source = data_->item.DataSource();
-  // A dataset without a data source compares as an empty one.
+  // A dataset without a data source is compared as an empty one.
   std::optional<DataFreeDataSource> empty;
   if (source == nullptr) source = &empty.emplace();
   Comparison(*data_, *source).Run();

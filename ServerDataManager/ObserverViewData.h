@@ -1,4 +1,4 @@
-// SvrDMObserverView::Data: the snapshot and what a comparison carries to the next one.
+// SvrDMObserverView::Data: the snapshot, and state kept between comparisons.
 
 #ifndef SERVERDATAMANAGER_OBSERVERVIEWDATA_H_
 #define SERVERDATAMANAGER_OBSERVERVIEWDATA_H_
@@ -11,18 +11,17 @@ struct SvrDMObserverView::Data {
 
   // The order of the fields is fixed: other binaries depend on it.
   SvrDMItem& item;          // borrowed: it owns this view
-  DataFreeDataSource view;  // everything as last reported, but the row count
-  // As last reported; -2 differs from whatever a data source answers, so the first comparison
-  // reports it.
+  DataFreeDataSource view;  // the dictionary as last reported
+  // As last reported. No data source returns -2, so the first comparison reports the row count.
   long long rowCount = -2;
   bool resetClientData = false;  // clients must drop their case data
   bool bulkVarMoves = false;     // replace the whole variable list next time
 
-  // Behind the fields that other binaries know.
-  // Whether variables, row count, weight, filter, trends or split differed; nothing else counts.
-  // Kept until the attributes have been compared, by a later comparison where this one fails.
+  // Not part of the fixed layout:
+  // Whether variables, row count, weight, filter, trends or split changed; nothing else counts.
+  // Cleared after the comparison of the attributes, which may be in a later Update if one throws.
   bool anyChange = false;
-  // As last reported. Where the view has fewer, variables that it lost were split variables.
+  // As last reported. The view has fewer if split variables were deleted from it.
   unsigned int splitCount = 0;
 };
 

@@ -1,8 +1,8 @@
 // Access to plain counters and flags that several threads read and write without a lock.
 //
-// The fields keep their plain types, because other binaries know the layout of the objects that
-// hold them; going through std::atomic_ref makes concurrent use no data race. Only single fields
-// are protected so: two fields read one after the other may belong to different moments.
+// The fields keep their plain types because other binaries depend on the layout; std::atomic_ref
+// prevents data races. Each access is atomic on its own: two fields read one after the other may be
+// inconsistent.
 
 #ifndef SERVERDATAMANAGER_PLAINFIELD_H_
 #define SERVERDATAMANAGER_PLAINFIELD_H_
@@ -24,7 +24,7 @@ void StoreField(T& field, std::type_identity_t<T> value,
   std::atomic_ref<T>(field).store(value, order);
 }
 
-// Sets a flag in one step. Returns whether this call did; false where it was set.
+// Sets a flag atomically. Returns false if it was already set.
 inline bool SetFlag(bool& flag) noexcept {
   return !std::atomic_ref<bool>(flag).exchange(true, std::memory_order_relaxed);
 }

@@ -1,5 +1,5 @@
-// QueueMessage: builds a change message about a dataset and hands it over. AsOneStep: keeps the
-// messages of a change and the change itself together.
+// QueueMessage: builds and queues a change message. Atomically: queues the messages of a change and
+// makes the change, or neither.
 
 #ifndef SERVERDATAMANAGER_QUEUEMESSAGE_H_
 #define SERVERDATAMANAGER_QUEUEMESSAGE_H_
@@ -19,15 +19,15 @@ void QueueMessage(SvrDMItem& item, const Arguments&... arguments) {
   item.AddNotification(new Message(0, item.ID(), caseSequence, arguments...));
 }
 
-// Runs `step`, which queues messages on the item and makes the change that they describe. If it
-// throws, removes those messages from the queue again.
+// Runs `step`, which queues messages on the item and makes the change that they describe. If `step`
+// throws, removes its messages from the queue.
 template <class Step>
-void AsOneStep(SvrDMItem& item, const Step& step) {
+void Atomically(SvrDMItem& item, const Step& step) {
   const std::size_t before = item.Notifications().size();
   try {
     step();
   } catch (...) {
-    item.TakeBackNotifications(before);
+    item.TruncateNotifications(before);
     throw;
   }
 }

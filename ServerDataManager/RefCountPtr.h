@@ -1,36 +1,36 @@
-// RefCountPtr: a pointer that shares an intrusively counted object.
+// RefCountPtr: a shared pointer to an object with an intrusive reference count.
 //
 //   RefCountPtr<Record> mine(new Record);   // one reference
 //   RefCountPtr<Record> yours = mine;       // two
-//   yours.Unshared()->Rename("copy");       // yours now has a Record of its own
+//   yours.Unshared()->Rename("copy");       // yours now has its own Record
 //
-// Header-only, and independent of the class that carries the count.
+// Header-only.
 
 #ifndef SERVERDATAMANAGER_REFCOUNTPTR_H_
 #define SERVERDATAMANAGER_REFCOUNTPTR_H_
 
-// Shares a T, or is empty. T carries its own count: AddReference(), RemoveReference() (destroys the
-// object with the last reference), IsShared() const (more than one reference) and IsShareable()
-// const; T must also be copyable, for Unshared() and for objects marked unshareable.
+// Shares a T, or is empty. T has the reference count: AddReference(), RemoveReference() (deletes
+// the object with the last reference), IsShared() const (more than one reference) and IsShareable()
+// const. T must be copyable, for Unshared() and for unshareable objects.
 //
 // Moving copies: the source keeps its reference.
 //
-// Assigning releases the present object before it takes the next. So `p = p->next` is not allowed
-// where the present object may be all that keeps the next alive: keep a pointer to the next first.
+// Assignment releases the old object before it shares the new one. So do not write `p = p->next` if
+// the old object may hold the only reference to the next: copy the pointer first.
 //
-// Threads: one pointer object belongs to one thread at a time. Different pointers to one object may
-// be used from different threads as far as T's count allows.
+// Threads: a pointer belongs to one thread at a time. Different threads may have pointers to one
+// object if T's reference count is thread-safe.
 template <class T>
 class RefCountPtr {
  public:
-  // Shares `object`, which may be null, or a fresh copy of it where it is not shareable. Where
-  // making that copy throws, the exception passes on and no reference is held.
+  // Shares `object`, which may be null, or a new copy if it is not shareable. If copying throws, no
+  // reference is held.
   RefCountPtr(T* object) : pointer_(object) { Init(); }
   RefCountPtr(const RefCountPtr& other) : pointer_(other.pointer_) { Init(); }
   ~RefCountPtr() { Release(); }
 
-  // Releases the present object, then shares the other's; the same object on both sides changes
-  // nothing. Where copying an unshareable object throws, the pointer is left null.
+  // Releases the old object, then shares the new one; does nothing if they are the same. If copying
+  // an unshareable object throws, this pointer is null.
   RefCountPtr& operator=(const RefCountPtr& other) { return *this = other.pointer_; }
   RefCountPtr& operator=(T* object) {
     if (pointer_ == object) return *this;
@@ -40,13 +40,13 @@ class RefCountPtr {
     return *this;
   }
 
-  // Identity of the objects, not their values.
+  // Compares addresses, not values.
   bool operator==(const RefCountPtr& other) const { return pointer_ == other.pointer_; }
   bool operator!=(const RefCountPtr& other) const { return pointer_ != other.pointer_; }
   bool operator==(const T* object) const { return pointer_ == object; }
   bool operator!=(const T* object) const { return pointer_ != object; }
 
-  // Unchecked. The const forms give the object as const.
+  // Unchecked. The const forms return a const object.
   T& operator*() { return *pointer_; }
   const T& operator*() const { return *pointer_; }
   T* operator->() { return pointer_; }
@@ -56,21 +56,21 @@ class RefCountPtr {
 
   bool IsValid() const { return pointer_ != nullptr; }
 
-  // Not for callers: constructors and assignments run it, once for each new object. Takes a
-  // reference on the object just pointed at, on a copy of it where it is not shareable. Where
-  // copying throws, the pointer is left null.
+  // Not for callers: constructors and assignments call it once for each new object. Adds a
+  // reference to the object, or to a copy if it is not shareable. If copying throws, this pointer
+  // is null.
   void Init() {
     if (pointer_ == nullptr) return;
     if (!pointer_->IsShareable()) PointAtCopyOf(pointer_);
     pointer_->AddReference();
   }
 
-  // Detaches from the other owners before a write: afterwards this pointer is the only one to its
-  // object. Returns the object. Not for an empty pointer. Where copying throws, the pointer is left
+  // Detaches from other owners before a write: copies the object if it is shared, and returns an
+  // object that only this pointer shares. The pointer must not be empty. If copying throws, it is
   // null.
   //
-  // The reference goes before the copy is made: at least one other owner keeps the object until
-  // this returns.
+  // The reference is released before the copy is made: another owner must keep the object alive
+  // until this returns.
   T* Unshared() {
     if (pointer_->IsShared()) {
       const T* const shared = pointer_;
@@ -82,7 +82,7 @@ class RefCountPtr {
   }
 
  private:
-  // No reference is held yet, neither on the original nor on the copy.
+  // Adds no reference, neither to the original nor to the copy.
   void PointAtCopyOf(const T* original) {
     pointer_ = nullptr;
     pointer_ = new T(*original);

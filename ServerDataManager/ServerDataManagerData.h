@@ -1,4 +1,4 @@
-// ServerDataManager::Data: the registry's state and the unlocked cores of its operations.
+// ServerDataManager::Data: the state of the registry, and its operations without locking.
 
 #ifndef SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
 #define SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-// Operations run under the registry lock unless they say otherwise. The list of items is read and
-// changed under the leaf lock as well, because at exit it is emptied under the leaf lock alone.
+// The caller holds the registry lock unless stated otherwise. The list of items is also guarded by
+// the leaf lock, because exit empties it under the leaf lock alone.
 struct SDM_HIDDEN ServerDataManager::Data {
   // Holds the registry lock for a scope.
   struct Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
@@ -26,35 +26,35 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
-  // Builds an item on `ds` (null for none), appends it and announces it. Sets `ds` to null once the
-  // caller no longer owns the source, which may be before this throws.
+  // Builds an item with `ds` (null for none), appends it and announces it. Sets `ds` to null when
+  // the item owns the source, even if this throws later.
   void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence);
 
-  // The same under the next identifier, which is returned. Takes the lock.
+  // Add with the next identifier, which is returned. Takes the lock.
   LocallyUniqueID AddNew(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                          const std::string& password, bool passwordFlag, bool quiet);
 
-  // The same under the given identifier, after deleting the first item that has it. Takes the lock.
+  // Add with the given identifier, after deleting the first item that has it. Takes the lock.
   void Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet, LocallyUniqueID id,
                unsigned int caseSequence);
 
-  // The filter hook's answer for `ds`, or `ds` where there is no hook. Sets `ds` to null where the
-  // answer is not built on it: the hook then owns it.
+  // The source that the filter hook returns for `ds`, or `ds` without a hook. Sets `ds` to null if
+  // the returned source is not built on it: the hook then owns it.
   ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const;
 
-  // An item on `ds`, not registered yet. Where `name` is in use, it becomes the suppressed file
+  // A new item with `ds`, not registered yet. If `name` is in use, it becomes the suppressed file
   // name.
   SvrDMItem* NewItem(ORVX_DataSource* ds, const std::string& name, bool quiet, LocallyUniqueID id,
                      unsigned int caseSequence) const;
 
-  // As ServerDataManager::GetDataSet.
+  // See ServerDataManager::GetDataSet.
   SvrDMItemPtr Find(LocallyUniqueID id) const;
   SvrDMItemPtr Find(const std::string& handle) const;
 
-  // The first item that satisfies `match`: its position (the number of items where there is none),
-  // or the item (empty where there is none).
+  // The first item that satisfies `match`: its index, or Count() if there is none; the item, or an
+  // empty pointer.
   template <class Match>
   std::size_t IndexOf(Match match) const;
   template <class Match>
@@ -62,22 +62,22 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   std::size_t Count() const;
 
-  // The item at `index`; empty where there is none.
+  // The item at `index`, or an empty pointer.
   SvrDMItemPtr At(std::size_t index) const;
 
-  // Notifies the observers, then removes the item at `index`, if there is one. Takes the lock while
+  // Notifies the observers, then removes the item at `index`, if it exists. Takes the lock while
   // observers are notified.
   void Delete(std::size_t index);
 
-  // Releases every item; no observer is notified. Needs no lock, and does not wait for a thread
+  // Releases every item without notifying observers. Needs no lock, and never waits for a thread
   // that holds the registry lock.
   void ReleaseItems();
 
-  // True when some item has this file name, without regard to case; the empty name is looked up
-  // like any other.
+  // Whether an item has this file name, ignoring case. The empty name is searched for like any
+  // other.
   bool FileNameInUse(const std::string& name) const;
 
-  // As ServerDataManager::NotifyCreate. Takes the lock while observers are notified.
+  // See ServerDataManager::NotifyCreate. Takes the lock while observers are notified.
   void NotifyCreate(SvrDMItem& item);
 
   // The order of the fields is fixed: other binaries depend on it, and so does destruction.
@@ -88,9 +88,10 @@ struct SDM_HIDDEN ServerDataManager::Data {
   ORVX_DataSourceFilterHook* filter = nullptr;  // borrowed; under no lock
   ServerDataManager* owner;
 
-  // A notice under way to the observers that are registered when it begins. Observers may register,
-  // unregister and delete datasets meanwhile. An observer that is unregistered gets no more of the
-  // notice; one that is registered at the same address later is notified from the next notice on.
+  // A notice in progress, to the observers that are registered when it begins. Observers may
+  // register, unregister and delete datasets during the notice. An observer that is unregistered is
+  // skipped. An observer that is registered during the notice, even at the address of an
+  // unregistered one, is called from the next notice on.
   class Notice {
    public:
     explicit Notice(const Data& data);
@@ -100,23 +101,22 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
     // Calls `notify` with each observer.
     template <class Notify>
-    void Give(Notify notify) const;
+    void Send(Notify notify) const;
 
-    // Leaves the observer out of the notices of `data` that are under way.
-    static void Forget(const Data& data, const ServerDataManagerObserver& observer);
+    // Skips the observer in the notices of `data` that are in progress.
+    static void Skip(const Data& data, const ServerDataManagerObserver& observer);
 
    private:
     const Data& data_;
-    std::vector<ServerDataManagerObserver*> observers_;  // null for those that have left
+    std::vector<ServerDataManagerObserver*> observers_;  // null: unregistered
     Notice* const outer_;
 
-    // Of the notices under way on this thread, of all registries. No other thread has one of this
-    // registry: the lock is held while a notice lasts.
+    // The innermost notice on this thread, of any registry. No other thread has a notice of this
+    // registry, because the registry lock is held during a notice.
     static inline constinit thread_local Notice* innermost_ = nullptr;
   };
 
-  // True where the dataset has to be announced as created; the caller alone must do so then. Needs
-  // no lock.
+  // True if the creation must be announced; then only this caller does so. Needs no lock.
   static bool ClaimAnnouncement(SvrDMItem& item);
   static void Announce(const SvrDMItem& item, const Notice& notice);
 };

@@ -17,7 +17,7 @@ bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
 
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop) {
   for (const ORVX_DataSource* link = from; link != nullptr && link != stop;) {
-    // What lies above a clone belongs to all its copies, and goes with the last of them.
+    // The sources above a clone belong to all its copies; the last copy deletes them.
     const bool isClone = dynamic_cast<const SvrDMCloneDataSource*>(link) != nullptr;
     const ORVX_DataSource* const parent = isClone ? nullptr : link->GetParentSource();
     delete link;

@@ -1,6 +1,6 @@
-// Chains of data sources: a filtered or derived source points to the source that it reads from.
-// A clone's parent link that is set only while an iterator is made is no part of a chain, so other
-// threads may make iterators meanwhile.
+// Chains of data sources: each source points to its parent, the source that it reads from. The
+// parent link that a clone sets only while it makes an iterator is not part of a chain, so other
+// threads may make iterators concurrently.
 
 #ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
 #define SERVERDATAMANAGER_SOURCECHAIN_H_
@@ -11,17 +11,17 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// True when `ancestor` is `child` itself or one of its parents. Null is a child of null only, and
-// nothing else is a child of null.
+// Whether `ancestor` is `child` itself or one of its parents. Null is a child of null, and no other
+// source is.
 //
-// Threads: not safe; nobody may change the chain meanwhile.
+// Threads: not safe while another thread changes the chain.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
-// Deletes the sources from `from` up to, not including, `stop`. Stops after deleting a clone: the
-// sources above it belong to the clone and its copies. A null `stop` deletes the whole chain, and a
-// null `from` nothing. The only place in this library that deletes a data source.
+// Deletes the sources from `from` up to, but not including, `stop`. Stops after deleting a clone:
+// the sources above it belong to all its copies. A null `stop` deletes the whole chain, a null
+// `from` nothing. No other function of this library deletes a data source.
 //
-// Threads: not safe; the caller is the only user of the sources that go.
+// Threads: not safe; no other thread may use the deleted sources.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);
 
 // Owns a source with its chain.
@@ -30,10 +30,10 @@ struct DeleteChain {
 };
 using OwnedChain = std::unique_ptr<ORVX_DataSource, DeleteChain>;
 
-// True when the source at the top of the chain of parents of `ds` is a SystemFileDataSource: a
-// source layered over a saved data file counts as that file. False for null.
+// Whether the topmost parent of `ds` is a SystemFileDataSource: a source built on a saved data file
+// counts as that file. False for null.
 //
-// Threads: not safe; nobody may change the chain meanwhile.
+// Threads: not safe while another thread changes the chain.
 bool SystemFile(ORVX_DataSource const* ds);
 
 }  // namespace sdm_internal

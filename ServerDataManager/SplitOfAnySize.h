@@ -1,13 +1,12 @@
-// SetSplitOfAnySize: a snapshot's split, however many variables the source reports.
+// SetSplitOfAnySize: sets the split of a snapshot without a limit on the number of variables.
 
 #ifndef SERVERDATAMANAGER_SPLITOFANYSIZE_H_
 #define SERVERDATAMANAGER_SPLITOFANYSIZE_H_
 
 namespace sdm_internal {
 
-// Splits `source` by the variables at the `count` positions in `indices`. Uses the operation of
-// this name where the platform has it, and SetSplit, with whatever limit that has, where it does
-// not.
+// Splits `source` by the variables at the `count` positions in `indices`. Calls SetSplitOfAnySize
+// if the platform has it, otherwise SetSplit, which has a limit.
 template <class Source>
 void SetSplitOfAnySize(Source& source, unsigned int count, const int* indices, bool separate) {
   if constexpr (requires { source.SetSplitOfAnySize(count, indices, separate); }) {

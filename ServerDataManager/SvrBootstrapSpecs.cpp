@@ -1,4 +1,4 @@
-// SvrBootstrapSpecs: the record's operations, and how it shows itself.
+// SvrBootstrapSpecs: accessors and Display.
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 
@@ -30,7 +30,7 @@ const char* DisplayWord(SvrBootstrapSpecs::CITypes type) {
   return "unknown";
 }
 
-// `label` ends without a blank: each element brings its own.
+// `label` must not end with a blank: each element is printed with one.
 void DisplayList(std::ostream& stream, const char* label, const std::vector<int>& variables) {
   stream << label;
   for (const int variable : variables) stream << " " << variable;

@@ -1,4 +1,4 @@
-// SvrBootstrapSpecs: the settings of a bootstrap resampling run that is attached to a dataset.
+// SvrBootstrapSpecs: the settings of a bootstrap resampling run, attached to a dataset.
 //
 //   SvrBootstrapSpecs specs;
 //   specs.SetSamplingMethod(SvrBootstrapSpecs::Stratified);
@@ -15,10 +15,10 @@
 
 #include <ServerDataManager/Export.h>
 
-// A plain value. Nothing is validated: every setter stores what it is given, unknown enumerators
-// and negative numbers included. Variables are named by their index in the dictionary.
+// Setters do not validate: they store any value, even unknown enumerators and negative numbers.
+// Variables are identified by their index in the dictionary.
 //
-// Threads: a plain value; one record belongs to one thread at a time.
+// Threads: a plain value; an object belongs to one thread at a time.
 class SDM_EXPORT SvrBootstrapSpecs {
  public:
   enum SampMethods : int { Simple = 0, Stratified = 1, Residual = 2, Wild = 3 };
@@ -34,7 +34,7 @@ class SDM_EXPORT SvrBootstrapSpecs {
   void SetSamplingMethod(SampMethods method);
   SampMethods GetSamplingMethod() const;
 
-  // Each list setter replaces the list by a copy; handing a record its own list changes nothing.
+  // List setters replace the list by a copy; passing the object's own list is allowed.
   void SetStrataVarList(const std::vector<int>& variables);
   const std::vector<int>& GetStrataVarList() const;
   void SetDependVarList(const std::vector<int>& variables);
@@ -55,14 +55,14 @@ class SDM_EXPORT SvrBootstrapSpecs {
   void SetExcludeUserMiss(bool exclude);
   bool GetExcludeUserMiss() const;
 
-  // Filled and cleared in place by whoever holds the record; there is no setter on purpose.
+  // Modified in place; there are no setters.
   std::vector<std::uint32_t>& SplitEnds();
   const std::vector<std::uint32_t>& SplitEnds() const;
   std::vector<std::pair<double, std::uint32_t>>& CaseStats();
   const std::vector<std::pair<double, std::uint32_t>>& CaseStats() const;
 
-  // Prints everything but split ends and case statistics as fourteen fixed lines, numbers in the
-  // stream's own formatting. Returns `stream`.
+  // Prints everything but split ends and case statistics, as fourteen fixed lines with the number
+  // format of the stream. Returns `stream`.
   std::ostream& Display(std::ostream& stream) const;
 
  private:

@@ -1,5 +1,4 @@
-// SvrBootstrapSpecsSerializer: writing, reading and looking through the bytes, each a list of the
-// fields in their order.
+// SvrBootstrapSpecsSerializer: encoding, decoding and checking, each a list of the fields in order.
 
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
@@ -23,7 +22,7 @@ using CaseStat = std::pair<double, std::uint32_t>;
 constexpr std::uint16_t kByteOrderMark = 1;
 constexpr std::uint32_t kVersion = 1;
 
-// What the format takes as given.
+// Assumptions of the format.
 static_assert(sizeof(int) == 4 && sizeof(double) == 8 && std::numeric_limits<double>::is_iec559);
 
 // ---- writing ------------------------------------------------------------------------------------
@@ -45,7 +44,7 @@ void WriteList(const std::vector<Number>& list, std::string& bytes) {
   for (const Number number : list) Write(number, bytes);
 }
 
-// By member: a pair has padding, the bytes have none.
+// Member by member: a pair has padding, the format has none.
 void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
   WriteCount(list, bytes);
   for (const auto& [value, count] : list) {
@@ -56,8 +55,8 @@ void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
 
 // ---- reading ------------------------------------------------------------------------------------
 
-// The number at `place`, which need not be aligned. Swapped as bytes: half-way, a double may be a
-// signalling NaN, which may change when it is copied.
+// The number at `place`, which need not be aligned. Swaps bytes, not numbers: a swapped double may
+// be a signalling NaN, which copying may change.
 template <class Number>
 Number NumberAt(const char* place, bool swapped) {
   std::array<char, sizeof(Number)> raw;
@@ -66,7 +65,7 @@ Number NumberAt(const char* place, bool swapped) {
   return std::bit_cast<Number>(raw);
 }
 
-// The mark is read as it stands. Any other than 1 is the other byte order's, not only 1 swapped.
+// Any mark other than 1 in native order means the other byte order, not only a swapped 1.
 bool IsSwapped(const char* mark) {
   return NumberAt<std::uint16_t>(mark, /*swapped=*/false) != kByteOrderMark;
 }
@@ -77,7 +76,7 @@ std::unique_ptr<char[]> CopyOf(const std::string& bytes) {
   return copy;
 }
 
-// Gives the fields behind the mark one after the other, without asking where the bytes end.
+// Returns the fields after the mark one by one, without checking for the end of the bytes.
 class Fields {
  public:
   explicit Fields(const char* bytes)
@@ -97,7 +96,7 @@ class Fields {
 
 using ListSetter = void (SvrBootstrapSpecs::*)(const std::vector<int>&);
 
-// An empty list is not set: the record keeps the one that it has.
+// An empty list is not set: the object keeps its own.
 void ReadList(Fields& fields, SvrBootstrapSpecs& specs, ListSetter set) {
   const auto count = fields.Next<std::uint32_t>();
   if (count == 0) return;
@@ -106,7 +105,7 @@ void ReadList(Fields& fields, SvrBootstrapSpecs& specs, ListSetter set) {
   (specs.*set)(list);
 }
 
-// Behind those that the record has: it is not cleared first.
+// Appends to the list of the object.
 void ReadSplitEnds(Fields& fields, SvrBootstrapSpecs& specs) {
   const auto count = fields.Next<std::uint32_t>();
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -114,7 +113,7 @@ void ReadSplitEnds(Fields& fields, SvrBootstrapSpecs& specs) {
   }
 }
 
-// Behind those that the record has, as well.
+// Appends to the list of the object.
 void ReadCaseStats(Fields& fields, SvrBootstrapSpecs& specs) {
   const auto count = fields.Next<std::uint32_t>();
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -141,9 +140,8 @@ void ReadBehindVersion(Fields& fields, SvrBootstrapSpecs& specs) {
 
 // ---- looking through ----------------------------------------------------------------------------
 
-// Goes from field to field of bytes that may end anywhere. Each step tells whether it could be
-// made; the first that could not says what was found, and nothing may be asked behind it but
-// Result.
+// Skips the fields of bytes that may end anywhere. Each step returns whether it succeeded. After
+// the first failure, which sets the finding, only Result may be called.
 class Inspection {
  public:
   explicit Inspection(std::string_view bytes) : bytes_(bytes) {}
@@ -180,7 +178,7 @@ class Inspection {
  private:
   bool Holds(std::uint64_t size) const { return size <= bytes_.size() - offset_; }
 
-  // In 64 bits: no product with it overflows.
+  // In 64 bits, so that products do not overflow.
   std::uint64_t UnsignedHere() const {
     return NumberAt<std::uint32_t>(bytes_.data() + offset_, swapped_);
   }
@@ -235,7 +233,7 @@ void SvrBootstrapSpecsSerializer::serializeSpecs(const SvrBootstrapSpecs& specs,
   Write(specs.GetCIType(), bytes);
   Write(specs.GetNSamples(), bytes);
   Write(static_cast<std::uint8_t>(specs.GetExcludeUserMiss()), bytes);
-  // In one piece: it is appended whole, or not at all where memory runs out.
+  // One append, so that `output` is unchanged if it throws.
   output.append(bytes);
 }
 
@@ -244,8 +242,7 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
   std::unique_ptr<char[]> buffer = CopyOf(input);
   Fields fields(buffer.get());
   if (fields.Next<std::uint32_t>() != kVersion) {
-    // The buffer is left behind on purpose, an oddity that is kept. A caller that cannot afford it
-    // asks checkSpecs first.
+    // Leaks the buffer, an oddity that is kept. Callers avoid it with checkSpecs.
     static_cast<void>(buffer.release());
     return;
   }

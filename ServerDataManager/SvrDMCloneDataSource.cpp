@@ -1,4 +1,4 @@
-// SvrDMCloneDataSource: shares the source chain, and shows it while iterators are made.
+// SvrDMCloneDataSource: shares a source chain, and sets the parent link while it makes an iterator.
 
 #include <libdatasrc/PassThroughIter.h>
 #include <libdatastr/ORVX_RefCntObject.h>
@@ -9,11 +9,11 @@
 
 using namespace sdm_internal;
 
-// What all copies share: a source with its chain.
+// The source chain that all copies share.
 class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
  public:
   explicit Data(ORVX_DataSource const* chain) : source(chain) {}
-  // Never made, as no clone detaches from its copies; both would delete the chain.
+  // Never called, as clones do not detach: two owners would delete the chain.
   Data(Data const&) = default;
   Data& operator=(Data const&) = delete;
   ~Data() override { DeleteDataSourceTo(source, nullptr); }
@@ -23,11 +23,11 @@ class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
 
 namespace {
 
-// A call of MakeIterator under way. A clone's parent link is set while at least one call for it is
-// under way. The calls live on the stacks of their threads, linked into one list.
+// A call of MakeIterator in progress. The parent link of a clone is set while it has at least one.
+// The objects are on the stacks of their threads, linked in one list.
 class IteratorMaker {
  public:
-  // Links point to sources that are not const; a link is no part of the value of either source.
+  // Parent links are not const; a link is not part of the value of either source.
   IteratorMaker(ORVX_DataSource const& clone, ORVX_DataSource const* parent)
       : clone_(const_cast<ORVX_DataSource&>(clone)) {
     const std::lock_guard lock(mutex);
@@ -45,7 +45,7 @@ class IteratorMaker {
     if (!IsAtWorkOn(clone_)) clone_.SetParentSource(nullptr);
   }
 
-  // The parent of `clone`. Null while a call is under way, which sets the link for itself.
+  // The parent of `clone`; null while a call of MakeIterator has set the link.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& clone) {
     const std::lock_guard lock(mutex);
     return IsAtWorkOn(clone) ? nullptr : clone.GetParentSource();
@@ -60,7 +60,7 @@ class IteratorMaker {
     return false;
   }
 
-  // Held only while links are set and read; no other lock is taken under it.
+  // Held only while links are set and read; no other lock is acquired under it.
   static inline std::mutex mutex;
   static inline IteratorMaker* newest = nullptr;
 
@@ -95,8 +95,8 @@ SvrDMCloneDataSource::SvrDMCloneDataSource(SvrDMCloneDataSource const& other)
 SvrDMCloneDataSource::~SvrDMCloneDataSource() = default;
 
 ObsIterator* SvrDMCloneDataSource::MakeIterator(OBS* area) const {
-  // The iterator finds its rows through the parent link. Afterwards the link is null, even where
-  // ShowParents had set it: callers who want it set call ShowParents again.
+  // The iterator finds its rows through the parent link. Afterwards the link is null, even if
+  // ShowParents had set it: callers that need it call ShowParents again.
   const IteratorMaker maker(*this, Source());
   return new PassThroughIter(this, area, nullptr);
 }
@@ -115,7 +115,7 @@ int SvrDMCloneDataSource::NParents() const {
 
 bool SvrDMCloneDataSource::ShowParents(bool show) {
   const bool shown = GetParentSource() != nullptr;
-  // Links are not const, but nobody changes a source through this one.
+  // Parent links are not const, but the source is not changed through this one.
   SetParentSource(show ? const_cast<ORVX_DataSource*>(Source()) : nullptr);
   return shown;
 }

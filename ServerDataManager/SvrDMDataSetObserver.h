@@ -1,4 +1,5 @@
-// SvrDMDataSetObserver: what a client implements to hear of changes to one dataset.
+// SvrDMDataSetObserver: interface of dataset observers, which are notified of changes to one
+// dataset.
 //
 //   class Editor : public SvrDMDataSetObserver, DataSetMsgVisitor {
 //     void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
@@ -16,27 +17,27 @@
 
 class SvrDMWriteableDataSource;
 
-// The library borrows an observer from Register to Unregister; the client deletes it afterwards.
+// The library borrows an observer from Register to Unregister and never deletes it.
 class SDM_EXPORT SvrDMDataSetObserver {
  public:
-  // A writer of the dataset is being released and something changed. `writer` gives the queued
-  // messages, in order (GetNotifications; null where a writer queued null), and the data source;
-  // both are borrowed for the call. Must not throw (the process ends), must not register or
-  // unregister observers of this dataset and must not take a handle that locks it (both wait for
-  // ever).
+  // Called when a notification pass has messages to deliver. `writer` gives access to the queued
+  // messages, in order (GetNotifications; an entry is null if a writer queued null), and to the
+  // data source; both are borrowed for the call. Must not throw: while a writer is destroyed, that
+  // ends the process. Must not register or unregister observers of this dataset, or create a handle
+  // that locks it: both deadlock.
   //
-  // May take handles on other datasets, and with that comes a rule for the whole program: datasets
-  // have an order, by identifier for instance, and an observer takes only those behind its own.
-  // An observer of A that writes B while one of B writes A waits for ever, on one thread already.
+  // May lock other datasets, but only in one order for the whole program, for example those with a
+  // higher identifier. An observer of A that writes B, and an observer of B that writes A,
+  // deadlock, even on one thread.
   //
-  // Threads: called on the thread that releases the writer, which holds the dataset's write lock
-  // and its notification mutex.
+  // Threads: called on the thread that runs the notification pass, which holds the dataset's write
+  // lock and its notification mutex.
   //
-  // The first virtual function: clients in other binaries are called through this slot.
+  // Must stay the first virtual function: clients in other binaries implement this slot.
   virtual void OnDataSetChanged(SvrDMWriteableDataSource const* writer) = 0;
 
  protected:
-  // Not virtual, so that it takes no slot: nobody deletes an observer through this interface.
+  // Not virtual, so that it has no slot: observers are not deleted through this interface.
   ~SvrDMDataSetObserver() = default;
 };
 

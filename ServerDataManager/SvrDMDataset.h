@@ -1,5 +1,5 @@
-// SvrDMDataset: the plain handle on a dataset. It keeps the dataset alive and gives its names,
-// counters and window state without taking its reader/writer lock; it is the base of the reader and
+// SvrDMDataset: the plain handle to a dataset. It keeps the dataset alive and gives access to
+// names, counters and window state without the reader/writer lock. It is the base of the reader and
 // writer handles.
 //
 //   SvrDMDataset survey(std::string("survey"));        // by handle name
@@ -20,39 +20,40 @@ class ServerDataManager;
 class SvrBootstrapSpecs;
 class SvrDMDataSetObserver;
 
-// Holds one reference to the dataset's item, or none (an empty handle). Copies share the dataset;
-// what is set through one handle is seen through all.
+// Holds one reference to the dataset's item, or none (an empty handle). All handles to one dataset
+// share its state.
 //
-// Every operation but IsValid and WindowHidden() const needs a handle that is not empty, and none
-// checks.
+// Every operation except IsValid and WindowHidden() const requires a handle that is not empty; this
+// is not checked.
 //
-// Threads: one handle belongs to one thread at a time; each operation says from which threads its
-// dataset may be asked. Only Register and Unregister take a lock of the dataset.
+// Threads: a handle belongs to one thread at a time. Thread rules below are about the dataset,
+// through different handles. Only Register and Unregister take a lock of the dataset.
 class SDM_EXPORT SvrDMDataset {
  public:
-  // By identifier, in the given registry or in that of the process. Throws ErrorMsg, code 2001,
-  // where the registry has no such dataset.
-  // Threads: any. Takes the registry lock, as does the next.
+  // By identifier, in the given registry or in the registry of the process. Throws ErrorMsg, code
+  // 2001, if the registry has no such dataset.
+  // Threads: any. Takes the registry lock, also in the next constructor.
   SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id);
   explicit SvrDMDataset(LocallyUniqueID id);
 
-  // By handle name, without regard to case, in the registry of the process. Empty where no dataset
-  // has that name.
+  // By handle name, ignoring case, in the registry of the process. Empty if no dataset has that
+  // name.
   explicit SvrDMDataset(std::string handle);
 
-  // Shares the given item; empty for an empty pointer. Threads: any. Takes no lock.
+  // Shares the given item; empty for an empty pointer.
+  // Threads: any. Takes no lock.
   explicit SvrDMDataset(SvrDMItemPtr const& item);
 
-  // Copied but never assigned: through a reference to this base, a reader or writer would let go of
-  // the dataset that it has locked.
+  // Copyable but not assignable: assignment through a reference to this base would make a reader or
+  // writer release a dataset that it has locked.
   SvrDMDataset(const SvrDMDataset&) = default;
   SvrDMDataset& operator=(const SvrDMDataset&) = delete;
 
-  // Releases the dataset, which goes with its last handle once the registry has dropped it. An
+  // Releases the dataset. After the registry has deleted it, the last handle destroys it. An
   // exception ends the process.
   virtual ~SvrDMDataset();
 
-  // Whether there is a dataset. Ask before anything else on a handle made from a name.
+  // Whether the handle is not empty. Check it after construction from a name.
   bool IsValid() const { return item_.IsValid(); }
 
   // --- Identity ---
@@ -60,12 +61,12 @@ class SDM_EXPORT SvrDMDataset {
 
   LocallyUniqueID GetDataSetID() const;
 
-  // The running number that change messages bear; a writer raises it.
+  // The case sequence: a number that every change message carries; writers raise it.
   unsigned int GetCaseSequence() const;
 
   bool HasDataSource() const;
 
-  // Borrowed; the registry that made the dataset. Null for an item made without one.
+  // The registry that created the dataset. Borrowed; null for an item without a registry.
   ServerDataManager* GetServerDataManager();
   ServerDataManager* GetServerDataManager() const;
 
@@ -73,87 +74,90 @@ class SDM_EXPORT SvrDMDataset {
   // Each getter returns a copy.
   // Threads: any.
 
-  // The name by which the registry finds the dataset, without regard to case; empty at first.
-  // Setting it does not ask whether another dataset has that name.
+  // The name by which the registry finds the dataset, ignoring case; initially empty. Setting it
+  // does not check for another dataset with that name.
   std::string GetHandle() const;
   void SetHandle(std::string handle);
 
-  // The saved file to which the dataset belongs; empty for none. Setting it neither releases the
-  // file held open nor opens another: see LockSavFileInUse. A notification pass sets it, too.
+  // The saved file of the dataset; empty for none. Setting it neither closes the open file nor
+  // opens another: see LockSavFileInUse. A notification pass sets it, too.
   std::string GetFileName() const;
   void SetFileName(std::string const& fileName);
 
-  // The file name kept aside because another dataset had it when this one was added; empty for
-  // none. A file specification equal to it is not told to observers.
+  // The file name that this dataset could not get because another dataset already had it; empty for
+  // none. Observers are not notified of a file specification equal to it.
   std::string SuppressedFileName() const;
   void SuppressedFileName(std::string fileName);
 
-  // The password, and whether `password` is given mangled.
-  // Threads: not safe against a thread that sets it.
+  // The password; `mangled` is true if `password` is mangled.
+  // Threads: not safe while another thread sets it.
   std::string GetPassword() const;
   void SetPassword(std::string const& password, bool mangled);
 
-  // Whether the password is mangled: as the saved file at the data source or at its parent says,
-  // else as SetPassword was told.
+  // Whether the password is mangled, according to the saved file if the data source or its parent
+  // is one, otherwise as set with SetPassword.
   // Threads: a thread that holds the read or the write lock.
   bool GetPasswordMangled() const;
 
   // --- Errors and observers ---
 
-  // Reports errors to the client; borrowed, it lives as long as the dataset. It sends nothing
-  // before InitializeErrorMonitor was given a channel, which is borrowed until another is given or
-  // the dataset goes; null stops the reports. Threads: the thread that holds the write lock.
+  // Reports errors to the client. Borrowed, valid as long as the dataset. It sends nothing before
+  // InitializeErrorMonitor sets a channel, which is borrowed until it is replaced or the dataset is
+  // destroyed; null stops the reports.
+  // Threads: the thread that holds the write lock.
   InteractiveErrorMonitor& GetErrorMonitor();
   void InitializeErrorMonitor(PackageProxy* proxy);
 
-  // Adds the observer at the end of the list; one that is registered twice is called twice.
-  // Borrowed until Unregister, which removes it however often it stands there, and does nothing for
-  // one that does not. Register throws std::bad_alloc and adds nothing where memory runs out.
-  // Threads: any but one that is inside a notice of this dataset or that holds the registry lock.
-  // Takes the dataset's notification mutex: waits for a pass under way.
+  // Adds the observer at the end of the list; an observer that is registered twice is called twice.
+  // Borrowed until Unregister, which removes every occurrence and ignores unknown observers. If
+  // Register throws std::bad_alloc, nothing was added.
+  // Threads: any, but not inside a notice of this dataset and not while holding the registry lock.
+  // Takes the notification mutex, so it waits for a notification pass in progress.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
-  // --- Window state, kept for the client ---
-  // The setters return the value set. A fresh dataset is minimized, neither in front nor hidden.
+  // --- Window state, kept for the client --- Setters return the new value. A new dataset is
+  // minimized, not in front and not hidden.
   // Threads: any.
 
   bool WindowFront() const;
   bool WindowFront(bool front);
   bool WindowMinimized() const;
   bool WindowMinimized(bool minimized);
-  // A dataset that does not exist counts as hidden: true for an empty handle.
+  // True for an empty handle.
   bool WindowHidden() const;
   bool WindowHidden(bool hidden);
 
-  // --- Handles at work on the dataset ---
-  // A count that a failed try has driven below zero (see SvrDMWriteableDataSource) shows as a
-  // number near 2^32. Threads: any.
+  // --- Handles at work on the dataset --- A count below zero, after a failed try (see
+  // SvrDMWriteableDataSource), reads as a number near 2^32.
+  // Threads: any.
 
-  // Writers count from before they ask for the lock.
+  // Includes writers that still wait for the lock.
   unsigned int WritersCount() const;
   unsigned int ReadersCount() const;
 
   // --- Saved file and creation time ---
 
-  // Holds the file named by GetFileName open for reading and keeps other programs from writing it
-  // where the file system can do that, or lets go of it. A file held under another name is let go
-  // first. A file that cannot be opened is not held, silently.
+  // Opens the file GetFileName() for reading and denies writing to other programs if the file
+  // system supports it; or closes it. A file that is open under another name is closed first. Fails
+  // silently if the file cannot be opened.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 
-  // When the dataset was added: local time as a date value. Threads: any.
+  // When the dataset was added: local time as a date value.
+  // Threads: any.
   double getObjCreationTime() const;
 
   // --- Bootstrap specification ---
 
-  // Borrowed until another is set or the dataset goes; null for none.
-  // Threads: any may ask whether there is one; to use it, hold the read or the write lock.
+  // Borrowed until it is replaced or the dataset is destroyed; null for none.
+  // Threads: any may check for null; to use it, hold the read or the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
 
-  // The dataset owns `specs`, which may be null, and deletes the present one; the same pointer
-  // again changes nothing. Threads: the thread that holds the write lock.
+  // Owns `specs`, which may be null, and deletes the current specification; setting the same
+  // pointer changes nothing.
+  // Threads: the thread that holds the write lock.
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
 
  protected:

@@ -1,4 +1,4 @@
-// SvrDMInputDataSource: the reader handle. Holds the dataset's read lock for its life.
+// SvrDMInputDataSource: the reader handle. Holds the dataset's read lock for its lifetime.
 //
 //   SvrDMInputDataSource reader(id, /*tryOnly=*/false);
 //   for (int i = 0; i < reader->ColumnCount(); ++i) Use(std::as_const(**reader).GetVariable(i));
@@ -16,38 +16,36 @@ class ORVX_DataSource;
 
 // Counts as a reader of the dataset from construction to destruction. Cannot be copied.
 //
-// Threads: may be built on one thread and destroyed on another. While a writer waits for the
-// readers to go, a new reader waits behind it for a short time only (see libsfthread/sfMutexRW.h).
-// So a thread that holds a reader may take another on the same dataset, and may wait for threads
-// that do. A thread that holds a writer on it waits for ever.
+// Threads: may be constructed on one thread and destroyed on another. A new reader waits only
+// briefly for a waiting writer (see libsfthread/sfMutexRW.h). So a thread with a reader may create
+// another on the same dataset, and may wait for threads that do. A thread that holds a writer of
+// the dataset deadlocks.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  protected:
-  // For handles made in place by TryRead and TryWrite, which have acquired the lock.
+  // For TryRead and TryWrite, which construct the handle after acquiring the lock.
   struct Acquired {};
 
  public:
-  // By identifier in the given registry, by identifier in the registry of the process, or on the
-  // given item, which must not be empty. Waits until no writer holds the dataset, whatever
-  // `tryOnly` says. Throws ErrorMsg, code 2001, where the registry has no such dataset; no count is
-  // changed then.
+  // By identifier in the given registry, by identifier in the registry of the process, or for the
+  // given item, which must not be empty. Always waits for the read lock; `tryOnly` is ignored.
+  // Throws ErrorMsg, code 2001, if the registry has no such dataset; then no count changes.
   SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly);
 
-  // The same with a label for the reports of LockMonitor, which keep 31 bytes of it; null for none.
+  // The same with a label for LockMonitor, truncated to 31 bytes; null for none.
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label);
 
-  // As above, but waits no longer than `longest`, zero or less for not at all; nothing where the
-  // lock is not to be had in that time. A failed try leaves no trace: no mark, no count. Made in
-  // place, so neither succeeding nor failing needs memory.
+  // The same, but waits at most `longest`, not at all for zero or less; returns nothing if it
+  // cannot acquire the lock in that time. A failed try has no side effects. Allocates nothing.
   //
   //   if (auto reader = SvrDMInputDataSource::TryRead(id, std::chrono::milliseconds(50))) {
   //     Use(**reader);
   //   }
   //
-  // It waits by trying again, with pauses of up to 5 ms, and stands in no line: who comes later and
-  // waits may be served first. A thread that holds a writer on the dataset fails.
+  // It retries with pauses of up to 5 ms and does not queue: later threads that wait may get the
+  // lock first. It fails on a thread that holds a writer of the dataset.
   static std::optional<SvrDMInputDataSource> TryRead(SvrDMItemPtr& item,
                                                      std::chrono::milliseconds longest,
                                                      const char* label = nullptr);
@@ -65,8 +63,8 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   // Releases the lock. An exception ends the process.
   ~SvrDMInputDataSource() override;
 
-  // The dataset's data source, null where it has none. Borrowed until the handle goes. A reader
-  // only reads: what it changes, others read at the same time.
+  // The data source of the dataset, null for none. Borrowed until the handle is destroyed. Do not
+  // change it: other readers use it concurrently.
   ORVX_DataSource* operator->() const;
   ORVX_DataSource* operator*() const;
 
@@ -74,7 +72,7 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(Acquired, SvrDMItemPtr& item, const char* label);
 
  protected:
-  // For the writer handle: takes no lock and counts a writer. The string is not looked at.
+  // For the writer handle: takes no lock and counts a writer. `name` is ignored.
   SvrDMInputDataSource(char const* name, SvrDMItemPtr const& item);
 
  private:

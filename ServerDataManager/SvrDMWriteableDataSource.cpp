@@ -68,13 +68,13 @@ std::optional<SvrDMWriteableDataSource> SvrDMWriteableDataSource::TryWrite(
 
 SvrDMWriteableDataSource::~SvrDMWriteableDataSource() {
   Notify();
-  // Balances the reader that the base's destructor drops.
+  // Balances DropReader in the destructor of the base class.
   Item().AddReader();
   Item().DropWriter();
 }
 
-// Where the try fails, the base's destructor drops a reader that was never counted and the writer
-// stays counted. Callers know these counts; nothing resets them.
+// If the try fails, the destructor of the base class drops a reader that was never counted, and the
+// writer stays counted. Callers rely on these counts; nothing resets them.
 void SvrDMWriteableDataSource::AcquireWriteLock(bool tryOnly, const char* label) {
   if (!Item().AcquireWriteLock(tryOnly, LockHolder{this, label})) throw kLockFailed;
 }
@@ -95,7 +95,7 @@ void SvrDMWriteableDataSource::IncrementCaseSequence() {
   AddToField(Item().CaseSequence(), 1);
 }
 
-// Raises the number, like IncrementCaseSequence: it never goes back.
+// Adds one, like IncrementCaseSequence: the number never decreases.
 void SvrDMWriteableDataSource::UndoIncrementCaseSequence() {
   IncrementCaseSequence();
 }

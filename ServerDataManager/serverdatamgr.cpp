@@ -15,9 +15,9 @@
 
 using namespace sdm_internal;
 
-// The registry of the process. At file scope, so that it is there as soon as the library is loaded.
-// A union, so that the registry is never destroyed: at exit it releases its datasets, and threads
-// that still call it find it empty.
+// The registry of the process. At file scope, so that it exists as soon as the library is loaded. A
+// union, so that it is never destroyed: at exit it releases its datasets, and threads that still
+// call it find it empty.
 union RegistryOfTheProcess {
   RegistryOfTheProcess() : registry() {}
   ~RegistryOfTheProcess() { registry.data_->ReleaseItems(); }
@@ -50,13 +50,13 @@ struct FileNameMatch {
   bool operator()(const SvrDMItemPtr& item) const { return SameName(item->FileName(), name); }
 };
 
-// Takes the leaf lock. A dataset without a file name has no file, whatever `name` is.
+// Takes the leaf lock. The empty name matches no file.
 bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
   const LeafLock held;
   return !item->FileName().empty() && FileNameMatch{name}(item);
 }
 
-// A source that a caller has handed over, with its chain, until a dataset owns it.
+// Owns a source and its chain until a dataset does.
 class HandedOver {
  public:
   explicit HandedOver(std::unique_ptr<ORVX_DataSource> handed) : source(handed.release()) {}
@@ -89,7 +89,7 @@ SvrDMItemPtr ServerDataManager::Data::First(Match match) const {
 void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                                   const std::string& password, bool passwordFlag, bool quiet,
                                   LocallyUniqueID id, unsigned int caseSequence) {
-  // Before the file name is looked up: the hook may change which names are in use.
+  // Before the check of the file name: the hook may change which names are in use.
   ORVX_DataSource* const filtered = Filtered(ds);
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
   ds = nullptr;  // the item's
@@ -164,14 +164,14 @@ ServerDataManager::Data::Notice::Notice(const Data& data)
 }
 
 template <class Notify>
-void ServerDataManager::Data::Notice::Give(Notify notify) const {
+void ServerDataManager::Data::Notice::Send(Notify notify) const {
   for (ServerDataManagerObserver* observer : observers_) {
     if (observer != nullptr) notify(*observer);
   }
 }
 
-void ServerDataManager::Data::Notice::Forget(const Data& data,
-                                             const ServerDataManagerObserver& observer) {
+void ServerDataManager::Data::Notice::Skip(const Data& data,
+                                           const ServerDataManagerObserver& observer) {
   for (Notice* notice = innermost_; notice != nullptr; notice = notice->outer_) {
     if (&notice->data_ != &data) continue;
     for (ServerDataManagerObserver*& each : notice->observers_) {
@@ -181,15 +181,14 @@ void ServerDataManager::Data::Notice::Forget(const Data& data,
 }
 
 void ServerDataManager::Data::Delete(std::size_t index) {
-  // Keeps the item alive until its place in the registry is gone.
+  // Keeps the item alive until it is removed from the list.
   SvrDMItemPtr item = At(index);
   if (!item.IsValid()) return;
   const LocallyUniqueID id = item->ID();
-  // Whether or not its creation was announced: an item that never had a source is announced as
-  // deleted too.
+  // Even without a creation notice: a dataset that never had a source still gets a deletion notice.
   if (item->NotifyDelete()) {
     const Lock held(*this);
-    Notice(*this).Give([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
+    Notice(*this).Send([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
   }
   const LeafLock held;
   // An observer may have deleted other items, or this one.
@@ -215,8 +214,8 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   try {
     notice.emplace(*this);
   } catch (...) {
-    // Nobody was told; the next pass announces the dataset.
-    item.TakeBackNotifiedCreation();
+    // No observer was notified; the next pass will notify them.
+    item.ClearNotifiedCreation();
     throw;
   }
   Announce(item, *notice);
@@ -226,15 +225,15 @@ bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
   if (!item.NotifyDelete()) return false;
   if (item.NotifiedCreation()) return false;
   if (item.DataSource() == nullptr) return false;
-  // Before the lock is acquired, so that only one of two threads announces; and before any observer
-  // runs, so that a call from inside a notice does not announce again.
+  // Set before the lock is acquired, so that only one of two threads announces, and before any
+  // observer runs, so that a call from inside a notice does not announce again.
   return item.SetNotifiedCreation();
 }
 
 void ServerDataManager::Data::Announce(const SvrDMItem& item, const Notice& notice) {
   const LocallyUniqueID id = item.ID();
   const std::string& fileName = item.FileName();
-  notice.Give([&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
+  notice.Send([&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -313,7 +312,7 @@ std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
 bool ServerDataManager::SavFileExternallyChanged(const std::string& name) const {
   const Data::Lock held(*data_);
   bool changed = false;
-  // No end at the first of that name: callers know the answer of the last.
+  // No early exit: the last dataset with that name decides, and callers rely on it.
   for (std::size_t index = 0;; ++index) {
     SvrDMItemPtr item = data_->At(index);
     if (!item.IsValid()) return changed;
@@ -327,7 +326,7 @@ void ServerDataManager::Delete(const LocallyUniqueID& id) {
 }
 
 void ServerDataManager::Clear() {
-  // Observers may delete further datasets from inside a notice: positions may be empty by then.
+  // Observers may delete other datasets inside a notice, so `index` may be out of range by now.
   for (std::size_t index = data_->Count(); index-- > 0;) data_->Delete(index);
 }
 
@@ -352,7 +351,7 @@ void ServerDataManager::Register(ServerDataManagerObserver& observer) {
 void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {
   const Data::Lock held(*data_);
   data_->observers.remove(&observer);
-  Data::Notice::Forget(*data_, observer);
+  Data::Notice::Skip(*data_, observer);
 }
 
 ORVX_DataSourceFilterHook* ServerDataManager::RegisterFilter(ORVX_DataSourceFilterHook* hook) {

@@ -30,8 +30,8 @@ namespace {
 constexpr int kExclusive = 1;   // the lock type of sfGuard
 constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
 
-// Tries at least once, and until the time is up. The lock has no wait with a limit, so there are
-// pauses between the tries, each twice as long as the one before up to a bound.
+// Calls the try function at least once, until it succeeds or the time is up. The lock has no timed
+// wait, so it pauses between tries; each pause is twice as long, up to a bound.
 template <class Try>
 bool RepeatWithin(std::chrono::milliseconds longest, Try succeeds) {
   using namespace std::chrono;
@@ -82,7 +82,7 @@ SvrDMItem::~SvrDMItem() {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Names. Strings are made before the lock is taken and go after it is released.
+// Names. Strings are allocated before the lock is acquired and freed after it is released.
 
 void SvrDMItem::Handle(const std::string& handle) {
   std::string name = handle;
@@ -116,15 +116,14 @@ void SvrDMItem::SuppressedFileName(std::string fileName) {
 // ---------------------------------------------------------------------------------------------
 // Data source
 
-// Acquire and release: whoever sees a new source sees it whole.
+// Acquire and release: a thread that reads the new pointer sees a complete source.
 ORVX_DataSource* SvrDMItem::DataSource() const {
   return LoadField(dataSource_, std::memory_order_acquire);
 }
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
   ORVX_DataSource* const old = DataSource();
-  // The old chain goes first: a destructor that looks finds the old source, and its file still
-  // held.
+  // Delete the old chain first: its destructors may still read the old source and the open file.
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {
@@ -169,7 +168,7 @@ LockRequest SvrDMItem::DataLock(bool forWriting) const {
 }
 
 bool SvrDMItem::AcquireReadLock(bool tryOnly, const LockHolder& who) {
-  // Readers always wait, whatever the caller asks for. Callers rely on a reader never failing.
+  // `tryOnly` is ignored: callers rely on a reader never failing.
   tryOnly = false;
   if (tryOnly) return lock_.tryReadLock();
   if (!LocksAreMonitored()) {
@@ -199,8 +198,8 @@ bool SvrDMItem::AcquireWriteLock(bool tryOnly, const LockHolder& who) {
     wait.Acquired();
     return true;
   }
-  // Never cleared again: the handle whose try failed still calls ReleaseLock, and must not end
-  // somebody else's lock.
+  // Never cleared: the handle whose try failed still calls ReleaseLock, which must not release
+  // another handle's lock.
   StoreField(writeLockFailed_, true);
   return false;
 }
@@ -216,7 +215,7 @@ bool SvrDMItem::AcquireWriteLockWithin(std::chrono::milliseconds longest) {
 void SvrDMItem::ReleaseLock(const void* handle) {
   const bool staysHeld = LoadField(writeLockFailed_);
   if (LocksAreMonitored()) {
-    (staysHeld ? ForgetHandle : ForgetHold)(LockReport::Kind::Data, this, handle);
+    (staysHeld ? ClearHandle : RemoveHold)(LockReport::Kind::Data, this, handle);
   }
   if (!staysHeld) lock_.unlock();
 }
@@ -259,7 +258,7 @@ bool SvrDMItem::NotifiedCreation() {
 bool SvrDMItem::SetNotifiedCreation() {
   return SetFlag(notifiedCreation_);
 }
-void SvrDMItem::TakeBackNotifiedCreation() {
+void SvrDMItem::ClearNotifiedCreation() {
   StoreField(notifiedCreation_, false);
 }
 
@@ -310,10 +309,10 @@ void SvrDMItem::AddNotification(DataSetMsg* message) {
 }
 
 void SvrDMItem::ClearNotifications() {
-  TakeBackNotifications(0);
+  TruncateNotifications(0);
 }
 
-void SvrDMItem::TakeBackNotifications(std::size_t count) {
+void SvrDMItem::TruncateNotifications(std::size_t count) {
   const auto first = notifications_.begin() + static_cast<std::ptrdiff_t>(count);
   std::for_each(first, notifications_.end(), [](DataSetMsg* message) { delete message; });
   notifications_.erase(first, notifications_.end());
@@ -327,7 +326,7 @@ void SvrDMItem::Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObser
   ClearNotifications();
 }
 
-// Without observers the comparison serves only a dataset still to be announced.
+// Without observers, only a dataset that is still to be announced needs the comparison.
 void SvrDMItem::UpdateObserverView() {
   const NotificationGuard guard(*this);
   const bool unannounced = NotifyDelete() && !NotifiedCreation();
@@ -401,8 +400,8 @@ bool SvrDMItem::PasswordMangled() const {
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(source)) {
     return file->GetPasswordMangled();
   }
-  // A filter over a saved file counts as that file. Sources further up are not asked: clients know
-  // the answer as it is.
+  // A filter over a saved file counts as that file. Sources further up are not checked: clients
+  // rely on it.
   const ORVX_DataSource* const parent =
       source != nullptr ? SvrDMCloneDataSource::ParentOf(*source) : nullptr;
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {

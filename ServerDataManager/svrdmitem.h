@@ -1,24 +1,24 @@
-// SvrDMItem: one registered dataset. It owns the data source, knows its names, serialises access
-// through a reader/writer lock, and tells its observers what a writer changed.
+// SvrDMItem: one registered dataset. It owns the data source and the names, serialises access
+// through a reader/writer lock, and notifies its observers of a writer's changes.
 //
 // Items are made by ServerDataManager and held through SvrDMItemPtr; callers reach them through the
 // handles SvrDMDataset, SvrDMInputDataSource and SvrDMWriteableDataSource.
 //
-// Locks of an item, in the order in which they are taken; the registry lock (see serverdatamgr.h)
-// is never held while waiting for the first:
+// Locks of an item, in the order in which they are acquired. The registry lock (serverdatamgr.h) is
+// never held while waiting for the first:
 //
-//   lock                 taken by                      while it is held
+//   lock                 taken by                      held while
 //   reader/writer lock   reader and writer handles     the data source is read or written
-//   notification mutex   Register, Unregister, Notify  observers are called: they may take the
-//                                                      registry lock, but no lock of this item
+//   notification mutex   Register, Unregister, Notify  observers are called: they may acquire
+//                                                      the registry lock, but no lock of this item
 //
-// A thread that has one dataset and takes another, or an observer of one that does, must follow an
-// order of datasets that holds in the whole program, by identifier for instance.
+// A thread that locks a second dataset while it holds one, also inside an observer, must follow one
+// order of datasets in the whole program, for example by identifier.
 //
-// Counters and flags have no lock: each is read and written as one plain field, from any thread.
-// Names are set, and compared by the registry, under one lock of the library that is held for
-// nothing else. References to a name or to the password have no such protection: nobody may read
-// through one while another thread sets what it refers to.
+// Counters and flags have no lock: each is one plain field, read and written from any thread. Names
+// are set, and compared by the registry, under one separate lock of the library. References to a
+// name or to the password are not protected: do not read through one while another thread sets the
+// value.
 
 #ifndef SERVERDATAMANAGER_SVRDMITEM_H_
 #define SERVERDATAMANAGER_SVRDMITEM_H_
@@ -55,22 +55,22 @@ struct LockRequest;
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
  public:
-  // Owns `ds`, which may be null, and its chain of parents from here on, up to the first clone;
-  // where this constructor throws, the caller still owns them. Borrows `manager`. Holds the file
-  // `fileName` open as in use and stamps the creation time. `notifyDelete` tells whether registry
-  // observers hear of the dataset at all.
+  // Owns `ds`, which may be null, and its chain of parents up to the first clone; if this
+  // constructor throws, the caller still owns them. Borrows `manager`. Opens the file `fileName`
+  // (see LockSavFileInUse) and records the creation time. If `notifyDelete` is false, registry
+  // observers are never notified of the dataset.
   SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager* manager,
             unsigned int caseSequence, const std::string& fileName, bool notifyDelete);
 
-  // A nameless item with the null identifier, no registry and no data source. The registry never
-  // uses it, and it cannot be written: a notification pass calls the registry.
+  // An item with the null identifier and without name, registry and data source. The registry never
+  // uses it. It cannot be written: a notification pass would call the registry.
   SvrDMItem();
 
-  // Stops the process: items are shared, never copied. Here because RefCountPtr names it.
+  // Stops the process: items are shared, never copied. Declared because RefCountPtr needs it.
   SvrDMItem(const SvrDMItem&);
   SvrDMItem& operator=(const SvrDMItem&) = delete;
 
-  // Lets go of the saved file and deletes queued messages, the data source with its chain, and the
+  // Closes the saved file and deletes queued messages, the data source with its chain, and the
   // bootstrap specification. An exception from any of them ends the process.
   ~SvrDMItem() override;
 
@@ -84,64 +84,64 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   LocallyUniqueID ID() const { return id_; }
   ServerDataManager* Manager() const { return manager_; }
 
-  // The name by which the registry finds the dataset, without regard to case; empty at first.
-  // Threads: any may set it. The reference is not safe against a thread that sets it. Likewise the
-  // next pair.
+  // The name by which the registry finds the dataset, ignoring case; initially empty.
+  // Threads: any may set it. The reference is not safe while another thread sets the name. The same
+  // holds for FileName.
   const std::string& Handle() const { return handle_; }
   void Handle(const std::string& handle);
 
-  // The saved file to which the dataset belongs; empty for none. Setting it neither releases the
-  // file held open nor opens another: see LockSavFileInUse. A notification pass sets it, too.
+  // The saved file of the dataset; empty for none. Setting it neither closes the open file nor
+  // opens another: see LockSavFileInUse. A notification pass sets it, too.
   const std::string& FileName() const { return fileName_; }
   void FileName(const std::string& fileName);
   void FileName(std::string&& fileName) noexcept;
 
-  // The file name kept aside because another dataset had it when this one was added.
+  // The file name that this dataset could not get because another dataset already had it.
   // Threads: any.
   std::string SuppressedFileName() const;
   void SuppressedFileName(std::string fileName);
-  // Whether it is this one, to the letter. Needs no memory.
+  // Whether it equals `fileName` exactly, including case. Allocates nothing.
   bool HasSuppressedFileName(std::string_view fileName) const;
 
   // --- Data source ---
 
-  // Borrowed: the item owns it. Null for a dataset without one.
-  // Threads: any may ask whether there is one; to use it, hold the read or the write lock.
+  // Borrowed. Null for a dataset without a data source.
+  // Threads: any may check for null; to use it, hold the read or the write lock.
   ORVX_DataSource* DataSource() const;
 
-  // Replaces the data source and deletes what the new one no longer reaches: when `ds` is an
-  // ancestor of the present source, the sources below it; when it is built on the present source,
-  // nothing; otherwise the whole present chain. The item owns `ds`, which may be null, from here
-  // on. Replacing a source (not null) lets go of the saved file and queues a ResetUndoMsg; a new
-  // source takes hold of it again.
-  // An exception, std::bad_alloc for one, leaves the new source in place; the message or the hold
-  // on the file is missing then. Threads: the thread that holds the write lock.
+  // Replaces the data source and deletes the sources that are not in the chain of `ds`: if `ds` is
+  // an ancestor of the current source, the sources below it; if `ds` is built on the current
+  // source, none; otherwise the whole current chain. Owns `ds`, which may be null. Replacing a
+  // source that is not null closes the saved file and queues a ResetUndoMsg; a new source that is
+  // not null opens the saved file again. After an exception, such as std::bad_alloc, the new source
+  // is in place, but the message may be missing or the file not open.
+  // Threads: the thread that holds the write lock.
   void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
-  // For a source that the item owns already: the present one or one of its parents.
+  // For a source that the item already owns: the current source or one of its parents.
   void SetDataSet(ORVX_DataSource* ds);
 
-  // Deletes the data source with its chain and leaves the pointer as it was: only for the
-  // destructor and for those who store another source at once.
+  // Deletes the data source with its chain but does not clear the pointer: only for the destructor,
+  // and for callers that immediately store another source.
   // Threads: the thread that holds the write lock.
   void DeleteDataSource();
 
   // --- Reader/writer lock ---
-  // Threads: any; ReleaseLock may be called on another thread than the one that took the lock.
+  // Threads: any; a lock may be released on another thread than it was acquired on.
 
   // Waits for the read lock and returns true. `tryOnly` is ignored: readers always wait.
   bool AcquireReadLock(bool tryOnly);
 
-  // Waits for the write lock and returns true; with `tryOnly`, does not wait but returns false
-  // where the lock is not free. A failed try marks the item for good: see ReleaseLock. The TryWrite
-  // of SvrDMWriteableDataSource does not.
+  // Waits for the write lock and returns true. With `tryOnly`, does not wait but returns false if
+  // the lock is not free; a failed try disables ReleaseLock permanently.
+  // SvrDMWriteableDataSource::TryWrite has no such effect.
   bool AcquireWriteLock(bool tryOnly);
 
-  // Ends whichever lock is held. Once a try for the write lock has failed on this item, does
-  // nothing, for ever: the lock then held stays held.
+  // Releases the lock, whether held for reading or for writing. Does nothing after any failed
+  // AcquireWriteLock(true) on this item: the lock then stays held forever.
   void ReleaseLock();
 
-  // --- Counters: handles at work on the dataset ---
-  // No bounds: a count can fall below zero where handles misbehave (see SvrDMWriteableDataSource).
+  // --- Counters: handles at work on the dataset --- Not checked: a count falls below zero after a
+  // failed try (see SvrDMWriteableDataSource).
   // Threads: any.
   int ReadersCount() const;
   int WritersCount() const;
@@ -150,66 +150,66 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void AddWriter();
   void DropWriter();
 
-  // The running number that change messages bear.
+  // The case sequence, which every change message carries.
   // Threads: any for the value; the reference is for the thread that holds the write lock.
   unsigned int CaseSequence() const;
   unsigned int& CaseSequence() { return caseSequence_; }
 
   // --- Observers and change messages ---
 
-  // Adds the observer at the end of the list; one that is registered twice is told twice. Borrows
-  // it until Unregister, which removes it however often it stands there.
-  // Threads: any but one that is being told of a change to this dataset. Takes the notification
-  // mutex; a thread that holds the registry lock may wait for ever for it where observers of this
-  // dataset call the registry while another thread releases a writer.
+  // Adds the observer at the end of the list; an observer that is registered twice is called twice.
+  // Borrows it until Unregister, which removes every occurrence.
+  // Threads: any, but not inside a notice of this dataset. Takes the notification mutex. May
+  // deadlock if this thread holds the registry lock while another thread releases a writer of this
+  // dataset and its observers call the registry.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
-  // Queues a message for the observers. Owns it from the call on, also where the queue cannot grow
-  // and the call throws. A null pointer is queued as it is.
-  // Threads: the thread that holds the write lock; likewise the three below.
+  // Queues a message for the observers. Always owns it: if the queue cannot grow, deletes it and
+  // throws. A null pointer is queued as it is.
+  // Threads: the thread that holds the write lock; also for the next three.
   void AddNotification(DataSetMsg* message);
 
-  // The queue, in the order in which messages came. Borrowed until the writer is released.
+  // The queued messages, oldest first. Borrowed until the writer is released.
   const std::vector<DataSetMsg*>& Notifications() const { return notifications_; }
 
   // Deletes the queued messages.
   void ClearNotifications();
 
-  // Deletes the messages behind the first `count`: for a change that could not be made after all.
-  void TakeBackNotifications(std::size_t count);
+  // Deletes all but the first `count` messages: undoes the queueing for a change that failed.
+  void TruncateNotifications(std::size_t count);
 
-  // One notification pass: compares the dataset with what observers were last told, queues the
-  // differences, announces a dataset never announced to the registry's observers, hands `writer` to
-  // every observer but `originator` (which may be null), and empties the queue. The comparison is
-  // left out when nobody would hear of it; with an empty queue nothing else happens.
+  // One notification pass: compares the dataset with the snapshot, queues the differences, notifies
+  // registry observers of a dataset that was not announced yet, calls every observer but
+  // `originator` (which may be null) with `writer`, and empties the queue. Skips the comparison if
+  // nobody would be notified. With an empty queue nothing else happens.
   //
-  // An exception passes on: from the data source, from an observer, or because memory runs out.
-  // What was queued stays queued, and no change is lost: the next pass compares the rest, announces
-  // the dataset if that is still to be done, and delivers everything to every observer. Observers
-  // that had been called before one of them threw receive the same messages again.
-  // Threads: the thread that holds the write lock. Takes the notification mutex, then, without it,
-  // the registry lock, then the notification mutex again.
+  // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
+  // lost: queued messages stay queued, and the next pass compares the rest, announces the dataset
+  // if necessary, and delivers everything to every observer. Observers that were called before
+  // another observer threw receive the same messages again.
+  // Threads: the thread that holds the write lock. Takes the notification mutex, then releases it
+  // and takes the registry lock, then the notification mutex again.
   void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
 
-  // The number of the client that made the change under way. Kept in the item's layout for other
-  // binaries; nothing in this library reads it.
+  // The number of the client that makes the current change. Other binaries read the field; this
+  // library only stores it.
   // Threads: any.
   void Originator(unsigned int& number);
 
-  // With true, the next comparison replaces the whole variable list by two messages instead of
-  // moving variables one by one.
+  // With true, the next comparison is a bulk replacement: two messages for the whole variable list
+  // instead of one per variable.
   // Threads: the thread that holds the write lock.
   void BulkVarMoves(bool bulk);
 
-  // Whether registry observers hear of this dataset, and whether its creation has been announced to
-  // them. Of several threads that set this flag, one alone is told that it did; who then can
-  // announce nothing takes it back.
+  // Whether registry observers are notified of this dataset, and whether they were notified of its
+  // creation. SetNotifiedCreation returns true to only one of several threads; if that thread then
+  // cannot notify, it calls ClearNotifiedCreation.
   // Threads: any.
   bool NotifyDelete() const;
   bool NotifiedCreation();
   bool SetNotifiedCreation();
-  void TakeBackNotifiedCreation();
+  void ClearNotifiedCreation();
 
   // --- Window state, kept for the client ---
   // Threads: any.
@@ -222,52 +222,51 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // --- Saved file, password, creation time ---
 
-  // Holds the dataset's file open for reading, with other programs kept from writing where the file
-  // system can do that, and remembers when it was last modified. A file of another name held before
-  // is let go first, also one that differs by case only; the same name again changes nothing; an
-  // empty name holds nothing. A file that cannot be opened is not held, silently, and the next call
-  // tries again. Where another program is at work writing, the file is held without keeping that
-  // program off, and the next call does not ask again.
-  // Threads: the thread that holds the write lock; likewise the two below.
+  // Opens the dataset's file for reading, denies writing to other programs if the file system
+  // supports it, and records the modification time. First closes a file that is open under another
+  // name, even if only the case differs. Does nothing for the same name, and opens nothing for an
+  // empty name. If the file cannot be opened, fails silently; the next call tries again. If another
+  // program has it open for writing, opens it without the denial; the next call does not try again.
+  // Threads: the thread that holds the write lock; also for the next two.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 
-  // True when the file held open was modified since, in another second than the one remembered, or
-  // where no time could be remembered when it was opened; false where none is held or its time
-  // cannot be read now. The open file is asked, not the name: a file put in its place by a rename
-  // is not seen, nor is that the name is gone or may no longer be read.
+  // True if the modification time of the open file, in whole seconds, differs from the recorded
+  // time, or none could be recorded. False if no file is open or its time cannot be read now.
+  // Checks the open file, not the name: a rename, a removal or a change of permissions is not
+  // detected.
   bool SavFileExternallyChanged();
 
-  // Writes the present local time to `out`, as the date value that iDMY2Orvx makes of it; that of 1
-  // February 1975, 12:00, where the local time cannot be told.
+  // Stores the current local time in `*out` as a date value (iDMY2Orvx); 1 February 1975, 12:00, if
+  // the local time is not available.
   // Threads: any.
   static void orvxTimestampNow(double* out);
 
-  // When the item was made, as a date value.
+  // When the item was created, as a date value.
   // Threads: any.
   double getObjCreationTime() const { return creationTime_; }
 
-  // The password and whether it is stored mangled.
-  // Threads: not safe against a thread that sets it.
+  // The password; `mangled` is true if `password` is mangled.
+  // Threads: not safe while another thread sets it.
   const std::string& Password() const { return password_; }
   void Password(const std::string& password, bool mangled);
 
-  // Whether the password is mangled: as the saved file at the data source or at its parent says,
-  // else as it was said with the password.
+  // Whether the password is mangled, according to the saved file if the data source or its parent
+  // is one, otherwise as set with Password.
   // Threads: a thread that holds the read or the write lock.
   bool PasswordMangled() const;
 
   // --- Companions ---
 
-  // Reports errors to the client; silent until it is initialised with the channel, which is
-  // borrowed.
+  // Reports errors to the client. Sends nothing before InitializeErrorMonitor, which borrows the
+  // channel.
   // Threads: the thread that holds the write lock.
   InteractiveErrorMonitor& GetErrorMonitor() { return errorMonitor_; }
   void InitializeErrorMonitor(PackageProxy* proxy);
 
   // The bootstrap specification, owned by the item; null for none. Setting another deletes the
-  // present one; setting the same pointer changes nothing.
-  // Threads: any may ask whether there is one; otherwise the thread that holds the write lock.
+  // current one; setting the same pointer changes nothing.
+  // Threads: any may check for null; otherwise the thread that holds the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
 
@@ -276,11 +275,11 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   friend class SvrDMWriteableDataSource;
   class NotificationGuard;
 
-  // As the public ones, for a handle that the lock monitor reports.
+  // The same, with the handle for the lock monitor.
   SDM_HIDDEN bool AcquireReadLock(bool tryOnly, const sdm_internal::LockHolder& who);
   SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, const sdm_internal::LockHolder& who);
   void ReleaseLock(const void* handle);
-  // Without waiting for longer than that. Where they return false, nothing has changed.
+  // Wait at most `longest`. If they return false, nothing has changed.
   bool AcquireReadLockWithin(std::chrono::milliseconds longest);
   bool AcquireWriteLockWithin(std::chrono::milliseconds longest);
   SDM_HIDDEN sdm_internal::LockRequest DataLock(bool forWriting) const;
@@ -323,10 +322,10 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   bool windowHidden_ = false;
   bool notifiedCreation_ = false;
 
-  // The saved file held open; all clear where none is. Under the write lock.
+  // The open saved file; null, empty and 0 if none. Under the write lock.
   std::FILE* lockedFile_ = nullptr;
   std::string lockedFileName_;
-  std::int64_t lockedFileTime_ = 0;  // last modification, in whole seconds; 0 also where unknown
+  std::int64_t lockedFileTime_ = 0;  // modification time in whole seconds; 0 if unknown
 
   SvrBootstrapSpecs* bootstrapSpecs_ = nullptr;  // plain; owned
   double creationTime_ = 0.0;

@@ -1,4 +1,4 @@
-// PackageProxy: the channel to a client package, as the server side sees it.
+// PackageProxy: the server's interface to the channel to a client package.
 
 #ifndef PACKAGEPROXY_PACKAGEPROXY_H_
 #define PACKAGEPROXY_PACKAGEPROXY_H_
@@ -7,14 +7,14 @@
 
 class VSerializable;
 
-// Implemented by the client communication layer. Never destroyed through this interface.
+// Implemented by the client communication layer. Never deleted through this interface.
 //
-// Threads: as the implementation says. Messages about one dataset come one at a time.
+// Threads: defined by the implementation. Messages about one dataset are sent one at a time.
 class SDM_EXPORT PackageProxy {
  public:
   // Serialises `message`, which is borrowed for the call and never null, and sends it to the client
-  // package under the given command number; 1000 carries an error report. Returns the layer's
-  // status, 0 for success. May throw; nothing is known then of what the client has received.
+  // package with the given command number; 1000 is an error report. Returns a status, 0 for
+  // success. If it throws, the client may or may not have received the message.
   virtual short SendMessage(int command, VSerializable* message) = 0;
 
  protected:

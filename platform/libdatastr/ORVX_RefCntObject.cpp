@@ -1,4 +1,4 @@
-// The end of counted objects, and the place of their virtual table.
+// Deletion of counted objects; anchors their vtable.
 
 #include <libdatastr/ORVX_RefCntObject.h>
 

@@ -1,7 +1,7 @@
-// ORVX_RefCntObject: the base of objects that carry their own reference count.
+// ORVX_RefCntObject: base class for objects with an intrusive reference count.
 //
 //   class Record : public ORVX_RefCntObject { ... };
-//   auto* record = new Record;     // count 0: nobody has a reference yet
+//   auto* record = new Record;     // 0 references
 //   record->AddReference();        // 1
 //   record->RemoveReference();     // 0: deleted
 
@@ -11,41 +11,42 @@
 #include <ServerDataManager/Export.h>
 #include <atomic>
 
-// The count belongs to the object in its place, not to its value: it starts at 0 and neither
-// copying nor assigning carries it over. An object is shareable until MarkUnshareable().
+// The count belongs to the object, not to its value: it starts at 0, and neither copying nor
+// assignment copies it. An object is shareable until MarkUnshareable().
 //
-// Threads: AddReference, RemoveReference, IsShared and ReferenceCount may be called from any thread
-// that knows of a reference to the object. What a thread did to the object before it gave its
-// reference up is seen by whoever deletes it, and by whoever then finds IsShared() false.
+// Threads: AddReference, RemoveReference, IsShared and ReferenceCount: any, while a reference
+// exists. What a thread did to the object before it removed its reference happens before the
+// deletion, and before another thread sees IsShared() return false.
 class SDM_EXPORT ORVX_RefCntObject {
  public:
   ORVX_RefCntObject() noexcept = default;
 
-  // A copy starts with its own count, 0, and is shareable whatever the original is.
+  // A copy starts with count 0 and is shareable, even if the original is not.
   ORVX_RefCntObject(const ORVX_RefCntObject&) noexcept {}
-  // Count and flag of the object assigned to stay as they are.
+  // Does not change the count or the flag of this object.
   ORVX_RefCntObject& operator=(const ORVX_RefCntObject&) noexcept { return *this; }
 
   virtual ~ORVX_RefCntObject();
 
   void AddReference() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
-  // Deletes this object, which then must come from `new`, when the last reference goes. Only for a
-  // reference that AddReference() counted.
+  // Deletes this object, which must have been created with `new`, when the count reaches 0. Call it
+  // once per AddReference().
   void RemoveReference() const {
     if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) DeleteThis();
   }
 
-  // More than one reference. The holder of a reference that finds false is alone with the object
-  // and may change it.
+  // Whether there is more than one reference. If false, the owner of the only reference may change
+  // the object.
   bool IsShared() const noexcept { return ReferenceCount() > 1; }
 
   unsigned ReferenceCount() const noexcept { return count_.load(std::memory_order_acquire); }
 
-  // False: whoever wants to share this object is to take a copy instead.
+  // If false, copy this object instead of sharing it.
   bool IsShareable() const noexcept { return shareable_; }
 
-  // For good. Threads: not safe; before the object is shown to other threads.
+  // Cannot be undone.
+  // Threads: not safe; call before other threads use the object.
   void MarkUnshareable() noexcept { shareable_ = false; }
 
  private:

@@ -1,6 +1,6 @@
-// Names of the change messages and their company, without their definitions.
+// Forward declarations of the change messages and related classes.
 //
-// They live in namespace DEMessages, as their signatures say, and are used by their plain names.
+// They are in namespace DEMessages, as in their signatures, and are used without it.
 
 #ifndef LIBORVXDEMG_DEMESSAGESFWD_H_
 #define LIBORVXDEMG_DEMESSAGESFWD_H_

@@ -1,5 +1,3 @@
-// DataSetModifiedMsg: building it, and its wire form.
-
 #include <liborvxdemg/DataSetModifiedMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

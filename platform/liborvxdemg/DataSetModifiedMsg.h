@@ -1,4 +1,4 @@
-// DataSetModifiedMsg: a dataset has unsaved changes, or none any more.
+// DataSetModifiedMsg: the dirty flag of a dataset changed.
 
 #ifndef LIBORVXDEMG_DATASETMODIFIEDMSG_H_
 #define LIBORVXDEMG_DATASETMODIFIEDMSG_H_
@@ -9,7 +9,7 @@
 
 namespace DEMessages {
 
-// The state as it is now.
+// Has the new value.
 class SDM_EXPORT DataSetModifiedMsg final : public MessageGlue<DataSetModifiedMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::DataSetModifiedMsg"; }

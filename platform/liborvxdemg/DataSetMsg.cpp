@@ -1,4 +1,4 @@
-// DataSetMsg: the fields that all change messages share.
+// DataSetMsg: the common fields of all change messages.
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <libvserial/VStream.h>

@@ -1,10 +1,10 @@
-// DataSetMsg: one change of a dataset, told to those who follow it.
+// DataSetMsg: a change message, one change of a dataset.
 //
 //   std::unique_ptr<DataSetMsg> message = std::make_unique<ModifyVarMsg>(0, dataset, 12, variable);
 //   message->ToString();                   // modified variable "age"
 //   message->Accept(visitor);              // calls the visitor's operation for a ModifyVarMsg
 //   VStream stream;
-//   message->VSInitSerialization(stream);  // ReadDataSetMsg gives it back on the other side
+//   message->VSInitSerialization(stream);  // encodes it; ReadDataSetMsg decodes it
 
 #ifndef LIBORVXDEMG_DATASETMSG_H_
 #define LIBORVXDEMG_DATASETMSG_H_
@@ -21,11 +21,11 @@ class VStream;
 
 namespace DEMessages {
 
-// What all change messages have in common. A message never changes once it is built, except where
-// an operation says otherwise, and that VSInitSerialization on a reading stream fills it; a
-// default-constructed one is made for that. It carries copies of what it was given.
+// The base class of all change messages. Messages are immutable, unless an operation says
+// otherwise; only VSInitSerialization with a reading stream replaces the value, typically of a
+// default-constructed message. Constructors copy their arguments.
 //
-// Threads: any number may look at one message at a time. Not while it is being read from a stream.
+// Threads: several may read one message, but not while it is decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {
  public:
   // One for each class of the family.
@@ -45,33 +45,33 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
     Extensions,
     ResetClientData,
     DataSetModified,
-    Other,  // a class of somebody else's, whose Accept calls no operation
+    Other,  // a class outside the family: its Accept calls no operation
   };
 
   DataSetMsg& operator=(const DataSetMsg&) = delete;
 
   Kind GetKind() const;
 
-  // A word without a meaning on this side; 0 in every message of the server's.
+  // No meaning here; 0 in every message of the server.
   unsigned int GetLeading() const { return leading_; }
   // The dataset that changed.
   LocallyUniqueID GetDataSetID() const { return dataSetID_; }
-  // The dataset's case sequence number when the message was built.
+  // The case sequence of the dataset when the message was built.
   unsigned int GetCaseSequence() const { return caseSequence_; }
 
-  // Calls the one operation of `visitor` that takes this message's class. What it throws passes on.
+  // Calls the operation of `visitor` for this message's class. Its exceptions propagate.
   virtual void Accept(DataSetMsgVisitor& visitor) const = 0;
 
-  // The message in plain English, without the common fields, as in
+  // The message in plain English, without the common fields:
   //
   //   deleted variables "popul", "TVnews"
   //   case data reset: 944 rows
   //
-  // Names and texts stand between quotation marks as they are, line feeds included. Messages know
-  // some variables by identifier or position alone; these are named from `before`, borrowed for the
-  // call: the dictionary as it is before the message, in a DictionaryMirror for instance. Where it
-  // is null, or has no such variable, identifiers stand for names. For a message of kind Other, the
-  // signature.
+  // Names and texts are quoted but not escaped; line feeds stay. Some messages have only
+  // identifiers or positions of variables. Their names are looked up in `before`, borrowed for the
+  // call: the dictionary before the message, for example of a DictionaryMirror. If it is null or
+  // has no such variable, the text has the identifier instead. For a message of kind Other, returns
+  // the signature.
   std::string ToString(const ORVX_DataSource* before = nullptr) const;
 
  protected:
@@ -81,7 +81,7 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
       : leading_(leading), dataSetID_(dataSetID), caseSequence_(caseSequence) {}
   DataSetMsg(const DataSetMsg&) = default;
 
-  // Transfers the three common fields; each message's Serialize begins with it.
+  // Encodes or decodes the three common fields; every Serialize calls it first.
   void SerializeCommon(VStream& stream);
 
  private:

@@ -1,4 +1,4 @@
-// DataSetMsg: which kind a message is, and the message as text.
+// DataSetMsg: the kind of a message, and the message as text.
 
 #include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DataSetMsg.h>
@@ -65,7 +65,7 @@ std::string Counted(long long number, const char* noun) {
   return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
-// With commas between; "none" for an empty list.
+// Separated by commas; "none" for an empty list.
 template <class List, class Format>
 std::string Joined(const List& list, Format format) {
   std::string text;
@@ -83,7 +83,7 @@ std::string TypeAsText(int type) {
   return type == 0 ? "numeric" : "string of " + Counted(type, "byte");
 }
 
-// Short printable text as it is, other bytes by their number.
+// Short printable text is quoted; for other bytes, only their number.
 std::string BytesAsText(std::string_view bytes) {
   constexpr std::size_t kShortText = 60;
   const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
@@ -124,7 +124,7 @@ class Formatter final : public DataSetMsgVisitor {
   void Visit(const DeleteVarsMsg& message) override {
     text = "deleted " + VariablesAsText(message.GetVariables());
   }
-  // People count from 1.
+  // Displayed positions count from 1.
   void Visit(const MoveVarsMsg& message) override {
     const std::vector<int>& positions = message.GetPositions();
     const bool one = positions.size() == 1;
@@ -215,7 +215,7 @@ class Formatter final : public DataSetMsgVisitor {
            });
   }
 
-  // A message from outside may hold text that cannot be read.
+  // A message from outside may contain invalid text.
   template <class Format>
   void VisitText(const char* what, const ORVX_ExtensionImpl& block, Format format) {
     try {

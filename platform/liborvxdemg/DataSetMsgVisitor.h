@@ -1,4 +1,4 @@
-// DataSetMsgVisitor: tells the change messages apart.
+// DataSetMsgVisitor: visitor for the change messages.
 
 #ifndef LIBORVXDEMG_DATASETMSGVISITOR_H_
 #define LIBORVXDEMG_DATASETMSGVISITOR_H_
@@ -8,8 +8,8 @@
 
 namespace DEMessages {
 
-// One operation for each class of the family, called by DataSetMsg::Accept. The message is borrowed
-// for the call. There is no default: whoever follows a dataset decides about each change.
+// One operation for each class, called by DataSetMsg::Accept. The message is borrowed for the call.
+// There are no defaults: a visitor must handle every kind of change.
 class SDM_EXPORT DataSetMsgVisitor {
  public:
   virtual void Visit(const InsertVarsMsg& message) = 0;

@@ -1,5 +1,3 @@
-// DeleteVarsMsg: building it, and its wire form.
-
 #include <liborvxdemg/DeleteVarsMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

@@ -1,5 +1,3 @@
-// ErrorMsg: building it, and its wire form.
-
 #include <liborvxdemg/ErrorMsg.h>
 
 namespace DEMessages {

@@ -1,4 +1,4 @@
-// ErrorMsg: an error as a number and a text; sent to clients, and thrown.
+// ErrorMsg: an error with a code and a text; sent to clients, and thrown.
 //
 //   throw ErrorMsg(2001, "");   // no such dataset
 
@@ -16,17 +16,17 @@ namespace DEMessages {
 
 // Thrown by value. Not a std::exception.
 //
-// Threads: any number may look at one object at a time.
+// Threads: several may read one object.
 class SDM_EXPORT ErrorMsg final : public MessageGlue<ErrorMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ErrorMsg"; }
   static unsigned int Version() { return 1; }
 
-  // Code 0 and an empty text: to be read from a stream.
+  // Code 0 and an empty text, to be decoded.
   ErrorMsg() = default;
   // Copies `text`, which may be empty.
   ErrorMsg(unsigned int code, const std::string& text);
-  // Copies code and text; the name given with SetName is not copied.
+  // Copies code and text, but not the name from SetName.
   ErrorMsg(const ErrorMsg&) = default;
   ~ErrorMsg() override;
 

@@ -1,6 +1,6 @@
-// What the blocks of ExtensionsMsg hold, by type, and how a text becomes a block.
+// The types of extensions in ExtensionsMsg, and TextBlock, which makes a block of a text.
 //
-// Header-only: client and server use it whoever brings the message library.
+// Header-only, so that it is also available with a vendor's message library.
 
 #ifndef LIBORVXDEMG_EXTENSIONTYPES_H_
 #define LIBORVXDEMG_EXTENSIONTYPES_H_
@@ -12,10 +12,11 @@
 
 namespace DEMessages {
 
-// The data source's own block.
+// The extension of the data source.
 inline constexpr int kOwnExtension = 0;
 
-// Text of sets, as MakeExtension writes it. Multiple-response sets travel twice, as the same text.
+// Text of sets, as MakeExtension writes it. Multiple-response sets are sent twice, with the same
+// text.
 inline constexpr int kVariableSetsText = 5;
 inline constexpr int kMRSetsText = 7;
 inline constexpr int kMRSetsSecondText = 19;
@@ -26,7 +27,8 @@ inline constexpr int kAttributesText = 17;
 // The version of every block with text.
 inline constexpr int kTextBlockVersion = 1;
 
-// A block with a copy of `text`, without a terminating zero. Threads: any.
+// A block with a copy of `text`, without a terminating zero.
+// Threads: any.
 inline RefCountPtr<ORVX_ExtensionImpl> TextBlock(int type, std::string_view text) {
   return RefCountPtr<ORVX_ExtensionImpl>(
       new ORVX_ExtensionImpl(type, kTextBlockVersion, static_cast<long>(text.size()), text.data()));

@@ -1,5 +1,3 @@
-// ExtensionsMsg: building it, and its wire form.
-
 #include <liborvxdemg/ExtensionsMsg.h>
 #include <liborvxdemg/ExtensionTypes.h>
 

@@ -1,4 +1,4 @@
-// ExtensionsMsg: a block of bytes that a dataset carries for somebody else was replaced.
+// ExtensionsMsg: an extension of a dataset was replaced.
 
 #ifndef LIBORVXDEMG_EXTENSIONSMSG_H_
 #define LIBORVXDEMG_EXTENSIONSMSG_H_
@@ -11,19 +11,19 @@
 
 namespace DEMessages {
 
-// The block as it is now; its type says whose it is.
+// Has the new block.
 class SDM_EXPORT ExtensionsMsg final : public MessageGlue<ExtensionsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ExtensionsMsg"; }
   static unsigned int Version() { return 1; }
 
-  // Of type 0, version 1, without bytes: to be read from a stream.
+  // Type 0, version 1, no bytes; to be decoded.
   ExtensionsMsg();
-  // Shares `extension`; throws std::invalid_argument where that is empty.
+  // Shares `extension`; throws std::invalid_argument if it is null.
   ExtensionsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                 const RefCountPtr<ORVX_ExtensionImpl>& extension);
 
-  // Never empty.
+  // Never null.
   const RefCountPtr<ORVX_ExtensionImpl>& GetExtension() const { return extension_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -1,5 +1,3 @@
-// FileLabelChangeMsg: building it, and its wire form.
-
 #include <liborvxdemg/FileLabelChangeMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// The label as it is now.
+// Has the new label.
 class SDM_EXPORT FileLabelChangeMsg final : public MessageGlue<FileLabelChangeMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FileLabelChangeMsg"; }
@@ -22,7 +22,7 @@ class SDM_EXPORT FileLabelChangeMsg final : public MessageGlue<FileLabelChangeMs
   FileLabelChangeMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                      const char* label);
 
-  // "" when the dataset has no label any more.
+  // "" for no label.
   const std::string& GetLabel() const { return label_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -1,5 +1,3 @@
-// FileSpecChangeMsg: building it, and its wire form.
-
 #include <liborvxdemg/FileSpecChangeMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

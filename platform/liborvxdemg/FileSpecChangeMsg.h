@@ -1,4 +1,4 @@
-// FileSpecChangeMsg: a dataset belongs to another saved file.
+// FileSpecChangeMsg: the saved file of a dataset changed.
 
 #ifndef LIBORVXDEMG_FILESPECCHANGEMSG_H_
 #define LIBORVXDEMG_FILESPECCHANGEMSG_H_
@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// The name of the file as it is now.
+// Has the new name.
 class SDM_EXPORT FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FileSpecChangeMsg"; }
@@ -23,7 +23,7 @@ class SDM_EXPORT FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg,
                     const char* fileSpec, bool flag);
 
   const std::string& GetFileSpec() const { return fileSpec_; }
-  // Without a meaning on this side; true in every message of the server's.
+  // No meaning here; true in every message of the server.
   bool GetFlag() const { return flag_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

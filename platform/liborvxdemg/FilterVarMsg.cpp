@@ -1,5 +1,3 @@
-// FilterVarMsg: building it, and its wire form.
-
 #include <liborvxdemg/FilterVarMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

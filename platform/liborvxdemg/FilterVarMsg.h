@@ -1,4 +1,4 @@
-// FilterVarMsg: a dataset's cases are filtered by another variable, or no longer.
+// FilterVarMsg: the filter of a dataset changed.
 
 #ifndef LIBORVXDEMG_FILTERVARMSG_H_
 #define LIBORVXDEMG_FILTERVARMSG_H_
@@ -9,7 +9,7 @@
 
 namespace DEMessages {
 
-// The variable is in the dictionary as it stands when the message comes.
+// The variable is in the dictionary when the message is applied.
 class SDM_EXPORT FilterVarMsg final : public MessageGlue<FilterVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FilterVarMsg"; }
@@ -19,7 +19,7 @@ class SDM_EXPORT FilterVarMsg final : public MessageGlue<FilterVarMsg, DataSetMs
   FilterVarMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                LocallyUniqueID variableID);
 
-  // Null when no variable filters the cases any more.
+  // Null for no filter.
   LocallyUniqueID GetVariableID() const { return variableID_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -1,5 +1,3 @@
-// ImputationInfoMsg: its wire form.
-
 #include <liborvxdemg/ImputationInfoMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

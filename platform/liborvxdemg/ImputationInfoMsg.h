@@ -1,4 +1,4 @@
-// ImputationInfoMsg: how many rows of a dataset make up one imputation changed.
+// ImputationInfoMsg: the number of rows per imputation of a dataset changed.
 
 #ifndef LIBORVXDEMG_IMPUTATIONINFOMSG_H_
 #define LIBORVXDEMG_IMPUTATIONINFOMSG_H_
@@ -11,10 +11,10 @@
 
 namespace DEMessages {
 
-// Not even the common arguments are given to it: the client knows the dataset by the queue that the
-// message comes through. Leading word 0, null identifier, case sequence 0.
+// The common fields are not set (leading word 0, null identifier, case sequence 0): the client
+// knows the dataset from the queue that delivers the message.
 //
-// Threads: RowsPerImputation(long long) only before the message is handed over.
+// Threads: call RowsPerImputation(long long) only before the message is queued.
 class SDM_EXPORT ImputationInfoMsg final : public MessageGlue<ImputationInfoMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ImputationInfoMsg"; }
@@ -23,7 +23,7 @@ class SDM_EXPORT ImputationInfoMsg final : public MessageGlue<ImputationInfoMsg,
   // 0 rows.
   ImputationInfoMsg() = default;
 
-  // 0 when the rows are not those of a multiple imputation.
+  // 0 if the rows are not a multiple imputation.
   long long RowsPerImputation() const { return rowsPerImputation_; }
   void RowsPerImputation(long long rows) { rowsPerImputation_ = rows; }
 

@@ -1,5 +1,3 @@
-// InsertVarsMsg: building it, and its wire form.
-
 #include <liborvxdemg/InsertVarsMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

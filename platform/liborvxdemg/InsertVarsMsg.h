@@ -12,8 +12,8 @@
 
 namespace DEMessages {
 
-// The variables stand together, in their order, right before the variable named by the anchor, or
-// at the end of the list where the anchor is null.
+// The variables are adjacent, in order, before the anchor variable, or at the end of the list if
+// the anchor is null.
 class SDM_EXPORT InsertVarsMsg final : public MessageGlue<InsertVarsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::InsertVarsMsg"; }

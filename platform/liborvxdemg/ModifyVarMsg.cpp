@@ -1,5 +1,3 @@
-// ModifyVarMsg: building it, and its wire form.
-
 #include <liborvxdemg/ModifyVarMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

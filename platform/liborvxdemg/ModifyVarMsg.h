@@ -10,7 +10,7 @@
 
 namespace DEMessages {
 
-// The variable as it is now, in full. Its identifier, which stays the same, says which one it is.
+// Has the complete new definition. The identifier, which never changes, identifies the variable.
 class SDM_EXPORT ModifyVarMsg final : public MessageGlue<ModifyVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ModifyVarMsg"; }

@@ -1,5 +1,3 @@
-// MoveVarsMsg: building it, and its wire form.
-
 #include <liborvxdemg/MoveVarsMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

@@ -1,4 +1,4 @@
-// MoveVarsMsg: variables took another place in a dataset's dictionary.
+// MoveVarsMsg: variables were moved in a dataset's dictionary.
 
 #ifndef LIBORVXDEMG_MOVEVARSMSG_H_
 #define LIBORVXDEMG_MOVEVARSMSG_H_
@@ -11,9 +11,8 @@
 
 namespace DEMessages {
 
-// All positions count from 0. The variables at the given positions of the list before the move are
-// taken out, and put back together, in the order given, so that the first of them stands at the
-// target position of the list.
+// All positions count from 0. The variables at the given positions are removed from the list, then
+// inserted together, in the given order, at the target position of the shortened list.
 class SDM_EXPORT MoveVarsMsg final : public MessageGlue<MoveVarsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::MoveVarsMsg"; }
@@ -23,9 +22,9 @@ class SDM_EXPORT MoveVarsMsg final : public MessageGlue<MoveVarsMsg, DataSetMsg>
   MoveVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
               const std::vector<int>& positions, int target);
 
-  // In the list before the move.
+  // In the list before the removal.
   const std::vector<int>& GetPositions() const { return positions_; }
-  // In the list from which they were taken out, which is where the first stands after the move.
+  // In the list after the removal: the new position of the first moved variable.
   int GetTarget() const { return target_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

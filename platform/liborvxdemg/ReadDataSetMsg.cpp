@@ -1,4 +1,4 @@
-// ReadDataSetMsg: the table of change messages by signature.
+// ReadDataSetMsg: a table of the change messages by signature.
 
 #include <liborvxdemg/ReadDataSetMsg.h>
 

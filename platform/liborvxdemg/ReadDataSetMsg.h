@@ -1,4 +1,4 @@
-// ReadDataSetMsg: the next change message from a stream, whichever it is.
+// ReadDataSetMsg: decodes the next change message of a stream, of any class.
 
 #ifndef LIBORVXDEMG_READDATASETMSG_H_
 #define LIBORVXDEMG_READDATASETMSG_H_
@@ -12,11 +12,11 @@ class VStream;
 
 namespace DEMessages {
 
-// Reads one message, as VSInitSerialization wrote it, from the reading position and moves behind
-// it. Throws VStreamError where no message of the family stands there (unknown signature or
-// version, bytes cut off, a value that no message can hold); the position is then of no more use.
+// Decodes one message at the current position, as VSInitSerialization encoded it, and moves past
+// it. Throws VStreamError if there is no valid change message (unknown signature or version,
+// truncated bytes, an invalid value); the position is then unspecified.
 //
-// Threads: one for each stream.
+// Threads: one per stream.
 SDM_EXPORT std::unique_ptr<DataSetMsg> ReadDataSetMsg(VStream& stream);
 
 }  // namespace DEMessages

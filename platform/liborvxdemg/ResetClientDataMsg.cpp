@@ -1,5 +1,3 @@
-// ResetClientDataMsg: building it, and its wire form.
-
 #include <liborvxdemg/ResetClientDataMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

@@ -1,4 +1,4 @@
-// ResetClientDataMsg: the cases that a client keeps of a dataset no longer fit.
+// ResetClientDataMsg: the case data that a client has cached for a dataset are invalid.
 
 #ifndef LIBORVXDEMG_RESETCLIENTDATAMSG_H_
 #define LIBORVXDEMG_RESETCLIENTDATAMSG_H_
@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// The client drops them and reads anew.
+// The client drops them and reads them again.
 class SDM_EXPORT ResetClientDataMsg final : public MessageGlue<ResetClientDataMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ResetClientDataMsg"; }
@@ -21,7 +21,7 @@ class SDM_EXPORT ResetClientDataMsg final : public MessageGlue<ResetClientDataMs
   ResetClientDataMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                      long long rowCount);
 
-  // The number of cases as it is now; -1 while unknown.
+  // The new number of cases; -1 if unknown.
   long long GetRowCount() const { return rowCount_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -1,5 +1,3 @@
-// ResetUndoMsg: its wire form.
-
 #include <liborvxdemg/ResetUndoMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

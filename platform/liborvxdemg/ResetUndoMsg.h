@@ -1,4 +1,4 @@
-// ResetUndoMsg: what the client remembers for undoing no longer applies.
+// ResetUndoMsg: the client's undo history is invalid.
 
 #ifndef LIBORVXDEMG_RESETUNDOMSG_H_
 #define LIBORVXDEMG_RESETUNDOMSG_H_
@@ -9,8 +9,8 @@
 
 namespace DEMessages {
 
-// Takes no arguments, not even the common ones: the client knows the dataset by the queue that the
-// message comes through. Leading word 0, null identifier, case sequence 0.
+// The common fields are not set (leading word 0, null identifier, case sequence 0): the client
+// knows the dataset from the queue that delivers the message.
 class SDM_EXPORT ResetUndoMsg final : public MessageGlue<ResetUndoMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ResetUndoMsg"; }

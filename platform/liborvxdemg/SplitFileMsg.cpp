@@ -1,5 +1,3 @@
-// SplitFileMsg: building it, and its wire form.
-
 #include <liborvxdemg/SplitFileMsg.h>
 
 #include <stdexcept>

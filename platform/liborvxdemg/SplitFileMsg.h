@@ -1,4 +1,4 @@
-// SplitFileMsg: the variables that split a dataset into groups, or their treatment, changed.
+// SplitFileMsg: the split of a dataset changed.
 
 #ifndef LIBORVXDEMG_SPLITFILEMSG_H_
 #define LIBORVXDEMG_SPLITFILEMSG_H_
@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// The whole of the split as it is now.
+// Has the complete new split.
 class SDM_EXPORT SplitFileMsg final : public MessageGlue<SplitFileMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::SplitFileMsg"; }
@@ -23,9 +23,9 @@ class SDM_EXPORT SplitFileMsg final : public MessageGlue<SplitFileMsg, DataSetMs
   SplitFileMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                int count, const LocallyUniqueID* ids, bool separate);
 
-  // In the order in which they split; empty when the dataset is split no longer.
+  // In order; empty for no split.
   const std::vector<LocallyUniqueID>& GetVariableIDs() const { return variableIDs_; }
-  // Whether each group is analysed on its own.
+  // Whether each group is analysed separately.
   bool GetSeparate() const { return separate_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -1,5 +1,3 @@
-// TrendsInfoMsg: building it, and its wire form.
-
 #include <liborvxdemg/TrendsInfoMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

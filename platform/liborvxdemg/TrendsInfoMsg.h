@@ -1,4 +1,4 @@
-// TrendsInfoMsg: what a dataset knows of itself as a time series changed.
+// TrendsInfoMsg: the time series properties of a dataset changed.
 
 #ifndef LIBORVXDEMG_TRENDSINFOMSG_H_
 #define LIBORVXDEMG_TRENDSINFOMSG_H_
@@ -10,7 +10,7 @@
 
 namespace DEMessages {
 
-// The whole of it as it is now. Its time variables need not be in the dictionary.
+// Has the complete new value. Its time variables need not be in the dictionary.
 class SDM_EXPORT TrendsInfoMsg final : public MessageGlue<TrendsInfoMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::TrendsInfoMsg"; }

@@ -1,5 +1,3 @@
-// WeightVarMsg: building it, and its wire form.
-
 #include <liborvxdemg/WeightVarMsg.h>
 
 #include <liborvxdemg/DataSetMsgVisitor.h>

@@ -1,4 +1,4 @@
-// WeightVarMsg: a dataset's cases are weighted by another variable, or no longer.
+// WeightVarMsg: the weight of a dataset changed.
 
 #ifndef LIBORVXDEMG_WEIGHTVARMSG_H_
 #define LIBORVXDEMG_WEIGHTVARMSG_H_
@@ -9,7 +9,7 @@
 
 namespace DEMessages {
 
-// The variable is in the dictionary as it stands when the message comes.
+// The variable is in the dictionary when the message is applied.
 class SDM_EXPORT WeightVarMsg final : public MessageGlue<WeightVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::WeightVarMsg"; }
@@ -19,7 +19,7 @@ class SDM_EXPORT WeightVarMsg final : public MessageGlue<WeightVarMsg, DataSetMs
   WeightVarMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                LocallyUniqueID variableID);
 
-  // Null when no variable weights the cases any more.
+  // Null for no weight.
   LocallyUniqueID GetVariableID() const { return variableID_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -1,5 +1,3 @@
-// ReportedErrorMsg: building it, and its wire form.
-
 #include <liborvxmsgs/ReportedErrorMsg.h>
 
 #include <utility>

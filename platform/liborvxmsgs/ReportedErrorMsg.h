@@ -1,4 +1,4 @@
-// ReportedErrorMsg: an error or warning on behalf of a dataset, on its way to the client.
+// ReportedErrorMsg: an error or warning about a dataset, sent to the client.
 
 #ifndef LIBORVXMSGS_REPORTEDERRORMSG_H_
 #define LIBORVXMSGS_REPORTEDERRORMSG_H_
@@ -10,17 +10,17 @@
 
 namespace OrvxMessages {
 
-// Threads: any number may look at one object at a time.
+// Threads: several may read one object.
 class SDM_EXPORT ReportedErrorMsg final : public MessageGlue<ReportedErrorMsg> {
  public:
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsg"; }
   static unsigned int Version() { return 1; }
 
-  // An empty error of no dataset: to be read from a stream.
+  // An empty error without a dataset, to be decoded.
   ReportedErrorMsg() = default;
   // Copies both.
   ReportedErrorMsg(LocallyUniqueID& dataSetID, const ErrorText& text);
-  // Copies text and identifier; the name given with SetName is not copied.
+  // Copies text and identifier, but not the name from SetName.
   ReportedErrorMsg(const ReportedErrorMsg&) = default;
   ~ReportedErrorMsg() override;
 

@@ -1,5 +1,3 @@
-// ReportedErrorMsgResponse: its wire form.
-
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>
 
 namespace OrvxMessages {
@@ -9,7 +7,7 @@ ReportedErrorMsgResponse::ReportedErrorMsgResponse() {}
 ReportedErrorMsgResponse::~ReportedErrorMsgResponse() = default;
 
 void ReportedErrorMsgResponse::Serialize(VStream& stream) {
-  // Reading must not look at the answer, which may have no value yet.
+  // Decoding must not read the answer, which may be uninitialised.
   bool answer = stream.Writing() && answer_;
   stream.Bool(answer);
   answer_ = answer;

@@ -8,17 +8,17 @@
 
 namespace OrvxMessages {
 
-// The answer is set by reading it from a stream and in no other way. Before that it has no value:
-// do not ask for it, copy the object or write it.
+// The answer is set only by decoding it. Before that it has no value: do not read, copy or encode
+// it.
 //
-// Threads: any number may look at one object at a time.
+// Threads: several may read one object.
 class SDM_EXPORT ReportedErrorMsgResponse final : public MessageGlue<ReportedErrorMsgResponse> {
  public:
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsgResponse"; }
   static unsigned int Version() { return 1; }
 
   ReportedErrorMsgResponse();
-  // Copies the answer; the name given with SetName is not copied.
+  // Copies the answer, but not the name from SetName.
   ReportedErrorMsgResponse(const ReportedErrorMsgResponse&) = default;
   ~ReportedErrorMsgResponse() override;
 
@@ -27,7 +27,7 @@ class SDM_EXPORT ReportedErrorMsgResponse final : public MessageGlue<ReportedErr
   void Serialize(VStream& stream);
 
  private:
-  // Without an initial value on purpose: an answer that nobody gave shows up in a memory checker.
+  // Deliberately uninitialised, so that a memory checker reports the use of a missing answer.
   bool answer_;
 };
 

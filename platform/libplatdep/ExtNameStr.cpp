@@ -1,4 +1,4 @@
-// Opening files for reading, as the POSIX systems with open-file-description locks do it.
+// Opening files for reading on POSIX systems with open-file-description locks.
 
 #include <fcntl.h>
 #include <libplatdep/ExtNameStr.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// The errno to refuse `file` with; 0 for a regular file.
+// The errno for `file`; 0 for a regular file.
 int WhyNotRegular(int file) {
   struct stat status;
   if (fstat(file, &status) != 0) return errno;
@@ -18,15 +18,15 @@ int WhyNotRegular(int file) {
   return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
 }
 
-// Closes `file` without losing `error`, which the caller is to find in errno.
+// Closes `file` and sets errno to `error`.
 void CloseRefused(int file, int error) {
   close(file);
   errno = error;
 }
 
-// The descriptor of a regular file open for reading, or -1 with errno set.
+// Opens a regular file for reading. Returns -1 and sets errno on failure.
 int OpenRegular(const char* path) {
-  // O_NONBLOCK is for what turns out to be no regular file; it means nothing to one.
+  // O_NONBLOCK keeps open() from blocking on a FIFO; it has no effect on a regular file.
   const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (file == -1) return -1;
   const int refusal = WhyNotRegular(file);
@@ -40,7 +40,7 @@ void AskToDenyWriting(int file) {
   wholeFile.l_type = F_RDLCK;
   wholeFile.l_whence = SEEK_SET;
   const int before = errno;
-  // Reading goes on without the lock where another program writes or the file system has none.
+  // Ignore a refusal: another program may be writing, or the file system may have no locks.
   if (fcntl(file, F_OFD_SETLK, &wholeFile) != 0) errno = before;
 }
 

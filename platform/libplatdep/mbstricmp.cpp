@@ -1,17 +1,17 @@
-// Comparing UTF-8 by folded code points.
+// Compares UTF-8 by folded code points.
 
 #include <libplatdep/mbstricmp.h>
 #include <utf8proc.h>
 
 namespace {
 
-// A string as the sequence of numbers that it is compared by: its folded code points, and above all
-// of these one number for each byte that is not UTF-8.
+// Iterates over the sort keys of a string: its folded code points, and a larger number for each
+// invalid byte.
 class FoldedText {
  public:
   explicit FoldedText(const char* text) : next_(reinterpret_cast<const utf8proc_uint8_t*>(text)) {}
 
-  // 0 at the end, where it is not to be called again.
+  // Returns 0 at the end; do not call it again after that.
   utf8proc_int32_t Next() {
     if (given_ < folded_) return folding_[given_++];
     const utf8proc_uint8_t byte = *next_;

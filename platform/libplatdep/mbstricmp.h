@@ -1,20 +1,20 @@
-// Comparing names without regard to case.
+// Case-insensitive comparison of names.
 
 #ifndef LIBPLATDEP_MBSTRICMP_H_
 #define LIBPLATDEP_MBSTRICMP_H_
 
 #include <ServerDataManager/Export.h>
 
-// Zero where the two zero-terminated strings are equal without regard to case, else negative or
-// positive as `left` sorts before or after `right`.
+// Compares two zero-terminated strings, ignoring case. Returns zero if they are equal, a negative
+// number if `left` sorts before `right`, otherwise a positive number.
 //
-// The strings are UTF-8 and are compared by code point after full case folding, independent of any
-// locale: "Größe" equals "GRÖSSE". They are not normalised: a letter with a combining mark differs
-// from the same letter in one code point. A byte that is part of no valid UTF-8 sequence equals the
-// same byte only and sorts after every code point. The order is total: any list of strings can be
-// sorted by it.
+// The strings are UTF-8, compared by code point after full case folding, independent of the locale:
+// "Größe" equals "GRÖSSE". They are not normalised: a letter with a combining mark differs from the
+// precomposed letter. An invalid byte equals only the same byte and sorts after every code point.
+// The order is total, so it can be used for sorting.
 //
-// Neither argument may be null. Allocates nothing. Threads: any.
+// Neither argument may be null. Allocates nothing.
+// Threads: any.
 SDM_EXPORT int _ORVXMBstricmp_A(const char* left, const char* right);
 
 #endif  // LIBPLATDEP_MBSTRICMP_H_

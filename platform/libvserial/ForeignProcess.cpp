@@ -1,4 +1,4 @@
-// Signature and version before the fields of an object.
+// Signature and version of an object.
 
 #include <libvserial/ForeignProcess.h>
 #include <libvserial/VStream.h>
@@ -8,8 +8,8 @@
 
 namespace {
 
-// Bytes from outside, fit for a message: in quotes, not too many, control bytes and all beyond
-// ASCII as \xNN.
+// Formats bytes from outside for an error text: quoted, truncated, with control and non-ASCII bytes
+// as \xNN.
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kLongest = 64;
   constexpr std::string_view kDigits = "0123456789ABCDEF";

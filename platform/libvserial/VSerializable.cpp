@@ -1,4 +1,4 @@
-// The name and the virtual table of serialisable objects.
+// The name of serialisable objects; anchors their vtable.
 
 #include <libvserial/VSerializable.h>
 

@@ -1,4 +1,4 @@
-// VSerializable: the base of objects that travel between processes.
+// VSerializable: base class of objects that are sent between processes.
 
 #ifndef LIBVSERIAL_VSERIALIZABLE_H_
 #define LIBVSERIAL_VSERIALIZABLE_H_
@@ -10,34 +10,35 @@
 
 class VStream;
 
-// Storage comes from VUGlobal, so an object may be made in one library and deleted in another.
-// Other binaries call through the virtual table: its order (destructor, SetName, VSClone,
-// VSInitSerialization, VSConcreteSignature) is fixed, and derived classes add after it.
+// Memory comes from VUGlobal, so an object may be created in one library and deleted in another.
+// The order of the virtual functions (destructor, SetName, VSClone, VSInitSerialization,
+// VSConcreteSignature) is fixed: other binaries call them by slot. Derived classes add theirs after
+// these.
 //
 // Threads: a plain value; one thread at a time.
 class SDM_EXPORT VSerializable : public VUGlobal {
  public:
   VSerializable() = default;
-  // The name belongs to one object: a copy has none, and assigning leaves it as it is.
+  // The name belongs to the object: a copy has none, and assignment does not change it.
   VSerializable(const VSerializable&) noexcept {}
   VSerializable& operator=(const VSerializable&) noexcept { return *this; }
   virtual ~VSerializable();
 
-  // Names this object for its user; the name is copied here and never serialised. Null clears it.
+  // Sets a name for the application, which is copied and never serialised. Null clears it.
   virtual void SetName(const char* name);
 
-  // A copy of the whole object, without its name. The caller owns it.
+  // Copies the object, without its name. The caller owns the copy.
   virtual VSerializable* VSClone() const = 0;
 
-  // Writes this object to `stream`, or reads it from there: the signature, the version, the fields
-  // (see ForeignProcess). True when done; throws VStreamError where the bytes read are not such an
-  // object, which then may have been read in part.
+  // Encodes or decodes this object: signature, version and fields (see ForeignProcess). Returns
+  // true. Throws VStreamError if the bytes are not an object of this class; it may then be partly
+  // decoded.
   virtual bool VSInitSerialization(VStream& stream) = 0;
 
-  // The signature of the object's own class. Never null; lasts as long as the program.
+  // The signature of the object's class. Never null; valid for the lifetime of the program.
   virtual const char* VSConcreteSignature() const = 0;
 
-  // The name that SetName gave, else empty. Never null; valid until the next SetName.
+  // The name from SetName, or "". Never null; valid until the next SetName.
   const char* Name() const noexcept { return name_.c_str(); }
 
  private:

@@ -1,4 +1,4 @@
-// The byte form of values, and the checks on what is read.
+// The encoding of values, and the validation of input.
 
 #include <libvserial/VStream.h>
 

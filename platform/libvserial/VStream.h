@@ -1,6 +1,6 @@
-// VStream: values as bytes, in one fixed order.
+// VStream: encodes and decodes values as bytes, in one fixed byte order.
 //
-//   void Record::Serialize(VStream& stream) {   // one code path writes and reads
+//   void Record::Serialize(VStream& stream) {   // encodes and decodes
 //     stream.Uint32(code_);
 //     stream.String(text_);
 //   }
@@ -18,39 +18,39 @@
 #include <string>
 #include <string_view>
 
-// The bytes are not what was to be read: there are too few, or a value cannot be. what() says what
-// was expected at which offset, and what was there.
+// The bytes are truncated or have an invalid value. what() gives the offset, the expected and the
+// actual value.
 class SDM_EXPORT VStreamError : public std::runtime_error {
  public:
   // what(): "at byte <offset>: expected <expected>, found <found>"
   VStreamError(std::size_t offset, std::string_view expected, std::string_view found);
 
-  // In bytes from the start of the stream, where the offending value begins.
+  // The start of the invalid value, in bytes from the start of the stream.
   std::size_t Offset() const noexcept { return offset_; }
 
  private:
   std::size_t offset_;
 };
 
-// A stream in memory that either writes or reads, from one end to the other. Each value operation
-// writes its argument, or reads into it.
+// A sequential stream in memory that either writes or reads. Each value operation writes its
+// argument, or reads into it.
 //
-// Form: numbers have the width of the operation's name and stand least significant byte first,
-// signed ones in two's complement; a Double is the 64 bits of its IEEE 754 form; a Bool is one
-// byte, 0 or 1; a String is the number of its bytes as Uint32, then the bytes.
+// Format: integers have the width in the operation's name, least significant byte first, signed
+// ones in two's complement; a Double is 64 bits of IEEE 754; a Bool is one byte, 0 or 1; a String
+// is its length in bytes as Uint32, then the bytes.
 //
-// Reading trusts nothing: a value that is not there or cannot be throws VStreamError, leaves the
-// argument as it was, and nothing is allocated for a length that the bytes left could not fill. The
-// position is then unspecified: give up the stream, or the copy of it.
+// Reading validates everything: a truncated or invalid value throws VStreamError and leaves the
+// argument unchanged, and a length that exceeds the remaining bytes allocates nothing. After an
+// exception the position is unspecified: do not use this stream object again.
 //
-// A copy of a stream goes on from the same position, independently.
+// A copy of a stream continues from the same position, independently.
 //
 // Threads: not safe; one thread at a time.
 class SDM_EXPORT VStream {
  public:
-  // Writes, starting empty.
+  // An empty stream that writes.
   VStream() = default;
-  // Reads `bytes`, which it borrows for as long as it is used.
+  // Reads `bytes`, borrowed as long as the stream is used.
   explicit VStream(std::span<const std::byte> bytes);
   explicit VStream(std::string_view bytes);
 
@@ -66,20 +66,20 @@ class SDM_EXPORT VStream {
   void Int64(std::int64_t& value);
   void Uint64(std::uint64_t& value);
   void Double(double& value);
-  // Any bytes, also zero bytes. Writing more than a Uint32 counts throws std::length_error.
+  // Any bytes, also zero bytes. Writing 2^32 bytes or more throws std::length_error.
   void String(std::string& value);
 
   // The number of elements that follow, as Uint32. Writing: writes and returns `count`; throws
-  // std::length_error where it does not fit. Reading: ignores `count` and returns the number read,
-  // which is refused where that many elements of `smallestElement` bytes (at least 1) would not fit
-  // in what is left; so it is safe to reserve for.
+  // std::length_error if it is too large. Reading: ignores `count` and returns the number read;
+  // throws VStreamError if so many elements of `smallestElement` bytes (at least 1) exceed the
+  // remaining bytes. So it is safe to reserve memory for the result.
   std::uint32_t Count(std::size_t count, std::size_t smallestElement);
 
-  // Reading: throws VStreamError where bytes are left. Writing: nothing.
+  // Reading: throws VStreamError if bytes are left. Writing: does nothing.
   void ExpectEnd() const;
 
-  // Writing: all bytes written so far, valid until the next one is written. Reading: all bytes
-  // given.
+  // Writing: the bytes written so far, valid until the next write. Reading: all bytes of the
+  // stream.
   std::string_view Bytes() const noexcept;
   // Bytes written, or read, so far.
   std::size_t Position() const noexcept;

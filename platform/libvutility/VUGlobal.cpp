@@ -1,4 +1,4 @@
-// The allocator of VUGlobal: the C library's, so that no replaced global operator comes between.
+// VUGlobal uses malloc, so that replaced global operators have no effect.
 
 #include <libvutility/VUGlobal.h>
 
@@ -6,9 +6,9 @@
 
 namespace {
 
-// Null only where there is no memory and no new handler to ask for more.
+// Null only if out of memory and no new handler is set.
 void* Allocate(std::size_t size) {
-  // Two objects of an empty class must not share an address, nor look like a failure.
+  // At least 1 byte: objects of size 0 need distinct addresses that are not null.
   const std::size_t wanted = size == 0 ? 1 : size;
   for (;;) {
     if (void* const storage = std::malloc(wanted)) return storage;
@@ -28,7 +28,7 @@ void* VUGlobal::operator new(std::size_t size) {
 void* VUGlobal::operator new(std::size_t size, const std::nothrow_t&) noexcept {
   try {
     return Allocate(size);
-  } catch (const std::bad_alloc&) {  // the way a new handler gives up
+  } catch (const std::bad_alloc&) {  // thrown by the new handler
     return nullptr;
   }
 }

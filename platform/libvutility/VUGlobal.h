@@ -1,4 +1,4 @@
-// VUGlobal: the one allocator for objects that pass from library to library.
+// VUGlobal: the allocator for objects that are created in one library and deleted in another.
 //
 //   class Message : public VUGlobal { ... };
 //   auto* message = new Message;   // from VUGlobal::operator new
@@ -11,27 +11,27 @@
 #include <cstddef>
 #include <new>
 
-// Derive from it, and plain `new` and `delete` of the class take their storage here. Storage comes
-// from and goes to this library, never the global operators, so a program that replaces those in
-// one of its parts does not break the hand-over. Arrays and standard containers are not affected.
+// `new` and `delete` of a derived class use this library's memory, never the global operators, so a
+// program may replace those in only some of its parts. Arrays and standard containers are not
+// affected.
 //
-// A class with a stricter alignment than std::max_align_t must not derive from it.
+// Not for classes with a stricter alignment than std::max_align_t.
 //
 // Threads: any.
 class SDM_EXPORT VUGlobal {
  public:
-  // At least `size` bytes, never null. While there is no memory, calls the program's new handler,
-  // and throws std::bad_alloc when none is set.
+  // Allocates at least `size` bytes; never returns null. Out of memory, calls the program's new
+  // handler repeatedly, and throws std::bad_alloc if none is set.
   static void* operator new(std::size_t size);
-  // The same, with null in place of the exception.
+  // The same, but returns null instead of throwing.
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
-  // `place` itself, for building an object in storage that the caller owns.
+  // Placement new: returns `place`.
   static void* operator new(std::size_t size, void* place) noexcept;
 
-  // Takes back what one of the first two gave; null does nothing.
+  // Frees memory from the first two; null does nothing.
   static void operator delete(void* storage) noexcept;
   static void operator delete(void* storage, const std::nothrow_t&) noexcept;
-  // Does nothing: the storage is the caller's.
+  // Does nothing: the caller owns the memory.
   static void operator delete(void* storage, void* place) noexcept;
 
  protected:

@@ -1,4 +1,4 @@
-// IdentifierList: the wire form of a list of identifiers, as the change messages carry it.
+// IdentifierList: the encoding of a list of identifiers in change messages.
 
 #ifndef LIBORVXDEMG_INTERNAL_IDENTIFIERLIST_H_
 #define LIBORVXDEMG_INTERNAL_IDENTIFIERLIST_H_
@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// Transfers the number of identifiers, then each of them.
+// Encodes or decodes the number of identifiers, then each identifier.
 inline void SerializeIDs(VStream& stream, std::vector<LocallyUniqueID>& ids) {
   const std::uint32_t count = stream.Count(ids.size(), sizeof(std::uint32_t));
   if (!stream.Writing()) ids.resize(count);

@@ -1,4 +1,4 @@
-// VariableWire: each type of field in both directions, then the variable as the list of its fields.
+// VariableWire: encoding and decoding for each type of field, then the fields of a variable.
 
 #include <liborvxdemg/internal/VariableWire.h>
 
@@ -13,7 +13,7 @@
 namespace DEMessages {
 namespace {
 
-// The fewest bytes that one element of a counted list takes.
+// The minimum number of bytes of one element of a counted list.
 template <class T>
 constexpr std::size_t kSmallest = 0;
 template <>
@@ -88,7 +88,7 @@ bool CanBeKey(const DataValue& value) {
   return number == nullptr || !std::isnan(*number);
 }
 
-// Keys ascend, so that equal maps have equal bytes and a key that came twice is noticed.
+// Keys are in ascending order, so that equal maps have equal bytes and duplicate keys are detected.
 template <class Key, class Value>
 void Read(VStream& stream, std::uint32_t count, std::map<Key, Value>& map) {
   map.clear();
@@ -130,7 +130,7 @@ void SerializeType(VStream& stream, ORVX_Variable& variable) {
   if (!stream.Writing()) variable.SetType(type);
 }
 
-// Writes what `get` gives, or hands what was read to `set`.
+// Encodes the result of `get`, or passes the decoded value to `set`.
 template <class Get, class Set>
 void Field(VStream& stream, ORVX_Variable& variable, Get get, Set set) {
   auto value = (std::as_const(variable).*get)();

@@ -1,5 +1,4 @@
-// VariableWire: the wire form of a variable, as the change messages carry it. Not for users of the
-// library.
+// VariableWire: the encoding of a variable in change messages.
 
 #ifndef LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_
 #define LIBORVXDEMG_INTERNAL_VARIABLEWIRE_H_
@@ -12,9 +11,9 @@ class VStream;
 
 namespace DEMessages {
 
-// Transfer a variable with all its fields, and a counted list of them. Reading throws VStreamError
-// where a field cannot be: an unknown enumerator, a negative type, or value labels or attributes
-// that do not ascend by value or name. The variable is then read in part.
+// Encode or decode a variable with all its fields, or a counted list of variables. Decoding throws
+// VStreamError for an invalid field: an unknown enumerator, a negative type, or value labels or
+// attributes that are not in ascending order. The variable is then partly decoded.
 void SerializeVariable(VStream& stream, ORVX_Variable& variable);
 void SerializeVariables(VStream& stream, std::vector<ORVX_Variable>& variables);
 
