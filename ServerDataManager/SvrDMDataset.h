@@ -155,7 +155,7 @@ class SDM_EXPORT SvrDMDataset {
   // Threads: any may check for null; to use it, hold the read or the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
 
-  // Owns `specs`, which may be null, and deletes the current specification; setting the same
+  // Owns `specs`, which may be null, and deletes the current one; setting the same
   // pointer changes nothing.
   // Threads: the thread that holds the write lock.
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);

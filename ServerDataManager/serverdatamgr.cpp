@@ -197,9 +197,9 @@ void ServerDataManager::Data::Delete(std::size_t index) {
 }
 
 void ServerDataManager::Data::ReleaseItems() {
-  std::vector<SvrDMItemPtr> gone;
+  std::vector<SvrDMItemPtr> released;
   const LeafLock held;
-  items.swap(gone);
+  items.swap(released);
 }
 
 bool ServerDataManager::Data::FileNameInUse(const std::string& name) const {

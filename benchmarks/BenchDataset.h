@@ -12,8 +12,8 @@
 #include <string>
 #include <utility>
 
-// Stands in the registry of the process until it goes. It is its own observer, for without one
-// nothing would be compared, and has been told of every variable.
+// Registered in the registry of the process until it is destroyed. It is its own observer, because
+// without an observer nothing is compared. The snapshot has all variables.
 class BenchDataset : private SvrDMDataSetObserver {
  public:
   explicit BenchDataset(int variables) {
@@ -24,7 +24,7 @@ class BenchDataset : private SvrDMDataSetObserver {
       variable.SetValueLabels({{1.0, "Agrees"}, {2.0, "Neither"}, {3.0, "Disagrees"}});
       source->MakeVariable(variable, nullptr);
     }
-    // Every property has something to compare, too long for a string to hold it in place.
+    // Every property has a value, too long for the small-string buffer.
     source->SetLabel("A label that is a sentence, as labels of datasets are");
     source->SetFileSpec("/data/surveys/national/1996/election-study.tsv");
     VariableSetImpl set;
@@ -49,7 +49,7 @@ class BenchDataset : private SvrDMDataSetObserver {
 
   LocallyUniqueID ID() const { return id_; }
   SvrDMItemPtr& Item() { return item_; }
-  // How many passes found something to tell: 1 as long as nobody changes the dictionary.
+  // The number of passes that found a change: 1 as long as the dictionary does not change.
   int PassesHeard() const { return passesHeard_; }
 
  private:

@@ -1,4 +1,4 @@
-// PlainDictionary: what a program keeps that has no shared values, to measure ours beside.
+// PlainDictionary: a dictionary without shared values, as the peer in benchmarks.
 
 #ifndef BENCHMARKS_PLAINDICTIONARY_H_
 #define BENCHMARKS_PLAINDICTIONARY_H_

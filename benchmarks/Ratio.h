@@ -1,4 +1,4 @@
-// Ratio: how the time of one operation stands to that of another.
+// Ratio: the ratio of the times of two operations.
 
 #ifndef BENCHMARKS_RATIO_H_
 #define BENCHMARKS_RATIO_H_
@@ -14,7 +14,7 @@ double SecondsOf(int times, Operation operation) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / times;
 }
 
-// So many calls that they take a millisecond or more.
+// A number of calls that takes at least a millisecond.
 template <class Operation>
 int CallsOfABatch(Operation operation) {
   int calls = 1;
@@ -22,7 +22,7 @@ int CallsOfABatch(Operation operation) {
   return calls;
 }
 
-// The shortest of several batches each, in turns, so that a busy machine disturbs both alike.
+// Compares the shortest of several alternating batches, so that load on the machine affects both.
 template <class Measured, class Peer>
 double Ratio(Measured measured, Peer peer) {
   const int measuredCalls = CallsOfABatch(measured);

@@ -1,6 +1,7 @@
-// What a clone of a source costs, beside what one would do without it: a clone is copied in the
-// time of its dictionary, whatever cases stand behind it, and its rows take one call more each than
-// the source's own. Each benchmark reports its time as a multiple of its peer's, measured in turns.
+// The cost of clones, compared with copying dictionary and cases. Copying a clone takes the time of
+// copying its dictionary, regardless of the number of cases, and reading a row takes one more call
+// than from the source itself. Each benchmark reports its time as a multiple of its peer's,
+// measured alternately.
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -19,7 +20,7 @@
 
 namespace {
 
-// Numbers in memory, row by row.
+// A source with numbers in memory, row by row.
 class Table : public ORVX_DataSource {
  public:
   Table(int variables, long long rows)
@@ -59,7 +60,7 @@ class Table : public ORVX_DataSource {
   const std::vector<OBS> cells_;
 };
 
-// The peer of a clone: the same dictionary and cases in containers of their own.
+// The peer of a clone: a full copy of dictionary and cases.
 struct WholeCopy {
   explicit WholeCopy(const Table& table) : cells(table.Cells()) {
     for (int i = 0; i < table.ColumnCount(); ++i) variables.push_back(table.GetVariable(i));

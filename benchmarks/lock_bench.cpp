@@ -1,9 +1,9 @@
-// The reader/writer lock beside std::shared_mutex and pthread_rwlock_t: what it costs where nobody
-// waits, how many reads two threads get, and how long a thread waits for the others.
+// The reader/writer lock compared with std::shared_mutex and pthread_rwlock_t: the cost without
+// contention, the read throughput of two threads, and waiting times.
 //
-// The distribution of the waits is reported in multiples of the hold (their 10th, 50th, 90th and
-// 99th percentiles) and the longest wait in milliseconds. A wait of a peer that never ends is given
-// up after a while (given_up).
+// Waiting times are reported as percentiles (10, 50, 90 and 99) in multiples of the hold time, and
+// as the maximum in milliseconds. A wait of a peer that does not end is abandoned after a while
+// (given_up).
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
@@ -53,7 +53,7 @@ struct Posix {
   void EndWrite() { pthread_rwlock_unlock(&lock); }
 };
 
-// --- Where nobody waits ------------------------------------------------------------------------
+// --- Without contention ------------------------------------------------------------------------
 
 template <class Lock>
 class Reading {
@@ -74,7 +74,7 @@ class Reading {
   Lock lock_;
 };
 
-// With so many reads held already.
+// With `held` reads already held.
 void Read(benchmark::State& state) {
   Reading<Ours> ours(state.range(0));
   Reading<Standard> standard(state.range(0));
@@ -101,7 +101,7 @@ void Write(benchmark::State& state) {
 }
 BENCHMARK(Write);
 
-// Reads per second of both threads together.
+// Reads per second, total of both threads.
 template <class Lock>
 double ReadsOfTwoThreads() {
   Lock lock;
@@ -135,7 +135,7 @@ double Median(std::vector<double> values) {
   return Percentile(50, std::move(values));
 }
 
-// The throughput in multiples of the peers', measured in turns.
+// The throughput as a multiple of the peers', measured alternately.
 void TwoThreadsRead(benchmark::State& state) {
   std::vector<double> ours, ofStandard, ofPosix;
   for (auto _ : state) {
@@ -149,9 +149,10 @@ void TwoThreadsRead(benchmark::State& state) {
 }
 BENCHMARK(TwoThreadsRead)->Iterations(25)->Unit(benchmark::kMillisecond);
 
-// --- Where others hold it all the time -----------------------------------------------------------
+// --- With the lock always held by others ---------------------------------------------------------
 
-// Threads that take the lock, hold it and take it again at once, evenly spread over the hold.
+// Threads that acquire the lock, hold it, release it and immediately acquire it again. Their start
+// times are evenly spread over the hold time.
 class Others {
  public:
   template <class Turn>
@@ -178,7 +179,7 @@ class Others {
   std::vector<std::jthread> threads_;
 };
 
-// Stops the others where a wait does not end.
+// Stops the other threads if a wait does not end.
 class GivingUp {
  public:
   GivingUp(Others& others, milliseconds after)
@@ -195,7 +196,7 @@ class GivingUp {
   std::jthread watch_;
 };
 
-// `take` takes the lock, `end` ends that, at random times.
+// Acquires the lock with `take` and releases it with `end`, at random times.
 template <class Take, class End>
 void ReportWaits(benchmark::State& state, Others& others, milliseconds hold, Take take, End end) {
   GivingUp givingUp(others, 20 * hold + milliseconds(1000));

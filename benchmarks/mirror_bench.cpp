@@ -1,13 +1,11 @@
-// What a client pays to follow a dataset: a pass of messages, once they are read, applied to its
-// mirror, and the digest of the dictionary.
+// The cost of following a dataset: applying the decoded messages of a pass to the mirror, and
+// computing the digest of the dictionary.
 //
-// Each benchmark reports its time as a multiple of its peers', measured in turns:
+// Each benchmark reports its time as a multiple of its peers', measured alternately:
 //
-//   of_plain_vector    the same edits made to a vector of plain definitions, in which a variable is
-//                      found by running over it
-//   of_whole_snapshot  a new mirror made of the messages that say all about the dictionary
-//   of_flat_xxh3       XXH3, 128 bits, of the bytes that the digest stands for, which lie there
-//                      written already
+//   of_plain_vector    the same edits of a vector of plain definitions, with linear search
+//   of_whole_snapshot  a new mirror from the messages of a snapshot
+//   of_flat_xxh3       XXH3, 128 bits, of the same content, already encoded
 
 #include <benchmark/benchmark.h>
 #include <client/DictionaryDigest.h>
@@ -32,7 +30,7 @@
 
 namespace {
 
-// A dictionary, and the messages that make it of an empty one.
+// A dictionary, and the messages that build it from an empty one.
 struct Dictionary {
   explicit Dictionary(benchmark::State& state) : dataset(static_cast<int>(state.range(0))) {}
 
@@ -41,7 +39,7 @@ struct Dictionary {
   const OwnedMessages snapshot = DictionaryMessages(source, dataset.ID(), 0);
 };
 
-// One variable in the middle gets another label, and then the first one again.
+// Alternates between two labels of a variable in the middle.
 void ApplyAPassWithOneVariableModified(benchmark::State& state) {
   Dictionary dictionary(state);
   const int position = dictionary.source.ColumnCount() / 2;
@@ -58,7 +56,7 @@ void ApplyAPassWithOneVariableModified(benchmark::State& state) {
   std::vector<PlainDefinition> plain = PlainDictionary(dictionary.source);
   const std::vector<std::vector<DataSetMsg*>> passes = {{messages[0].get()}, {messages[1].get()}};
 
-  // So many at a time that reading the clock costs nothing beside them.
+  // Enough per batch that the cost of reading the clock is negligible.
   constexpr std::size_t kPasses = 200;
   const auto applyMany = [&] {
     for (std::size_t i = 0; i < kPasses; ++i) mirror.Apply(passes[i % 2]);
@@ -84,7 +82,7 @@ void ApplyAPassWithOneVariableModified(benchmark::State& state) {
 }
 BENCHMARK(ApplyAPassWithOneVariableModified)->Arg(1'000);
 
-// One message for each variable, as a dataset tells them.
+// One message per variable, as a dataset sends them.
 void ApplyAPassWithAllVariablesInserted(benchmark::State& state) {
   const Dictionary dictionary(state);
   OwnedMessages pass;
@@ -116,7 +114,7 @@ void ApplyAPassWithAllVariablesInserted(benchmark::State& state) {
 }
 BENCHMARK(ApplyAPassWithAllVariablesInserted)->Arg(1'000);
 
-// Of every variable and every property, one behind the other.
+// The encoded variables and properties, concatenated.
 std::string BytesThatTheDigestStandsFor(const ORVX_DataSource& source) {
   VStream bytes;
   for (int i = 0; i < source.ColumnCount(); ++i) {
@@ -145,7 +143,7 @@ void TakeTheDigestForTheFirstTime(benchmark::State& state) {
 }
 BENCHMARK(TakeTheDigestForTheFirstTime)->Arg(1'000);
 
-// By one who remembers the variables of the last time.
+// With a digester that caches the variables of the previous call.
 void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {
   Dictionary dictionary(state);
   ORVX_DataSource& source = *dictionary.dataset.Item()->DataSource();

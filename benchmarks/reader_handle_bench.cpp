@@ -1,6 +1,6 @@
-// What a reader handle adds to the lock that it takes: each benchmark reports its time as a
-// multiple of the bare lock's (of_sfMutexRW) and of the standard library's (of_shared_mutex),
-// measured in turns with it.
+// The overhead of a reader handle over its lock. Each benchmark reports its time as a multiple of
+// the bare lock (of_sfMutexRW) and of the standard library's (of_shared_mutex), measured
+// alternately.
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
@@ -53,8 +53,8 @@ void ReaderHandleOnAnItem(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandleOnAnItem);
 
-// What the lock monitor adds while another thread makes reports all the time (of_unmonitored): a
-// thousand handles with it, then a thousand without, in turns.
+// The overhead of the lock monitor while another thread continuously makes reports
+// (of_unmonitored): alternates between a thousand handles with and a thousand without it.
 void MonitoredReaderHandle(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   std::atomic<bool> over{false};
@@ -78,7 +78,7 @@ void MonitoredReaderHandle(benchmark::State& state) {
 }
 BENCHMARK(MonitoredReaderHandle);
 
-// Also asks the registry for the dataset.
+// Includes finding the dataset in the registry.
 void ReaderHandleByIdentifier(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   Measure(state, [&] { SvrDMInputDataSource reader(dataset.ID(), /*tryOnly=*/false); });

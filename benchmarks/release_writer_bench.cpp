@@ -1,10 +1,8 @@
-// What it costs to take a writer and release it without having changed anything: the comparison of
-// the whole dictionary with the snapshot, which should find equal variables equal without looking
-// inside.
+// The cost of creating and releasing a writer without a change: it compares the whole dictionary
+// with the snapshot. Unchanged variables share their records and compare equal by address.
 //
-// The peer is what a program keeps that has no shared values: a vector of plain definitions, and a
-// second one as it was last reported. The time is reported as a multiple of comparing those
-// (of_plain_vectors), measured in turns.
+// The peer, without shared values, compares two vectors of plain definitions. The time is reported
+// as a multiple of its time (of_plain_vectors), measured alternately.
 
 #include <benchmark/benchmark.h>
 
@@ -20,7 +18,7 @@ namespace {
 std::atomic<long> allocations{0};
 }
 
-// Every allocation of the program and its libraries comes by here, operator new's included.
+// Counts every allocation of the program and its libraries, also those of operator new.
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* malloc(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);

@@ -24,7 +24,7 @@ std::vector<std::unique_ptr<DataSetMsg>> ChangeFrame::Messages() const {
   return messages;
 }
 
-// The body stands on the wire as one string, so that it can be checked before it is read.
+// The body is encoded as one string, so that its checksum can be verified before it is decoded.
 void ChangeFrame::Serialize(VStream& stream) {
   std::string body;
   if (stream.Writing()) {

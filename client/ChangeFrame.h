@@ -1,4 +1,5 @@
-// ChangeFrame: one pass of change messages, or one whole dictionary, on its way to a client.
+// ChangeFrame: the messages of one notification pass, or a snapshot of a whole dictionary, encoded
+// for a client.
 //
 //   ChangeFrame frame;
 //   frame.dataset = id;
@@ -23,12 +24,10 @@
 #include <string_view>
 #include <vector>
 
-// The command number under which frames go through a PackageProxy: the next one after that of error
-// reports.
+// The command number of frames in a PackageProxy: one more than that of error reports.
 inline constexpr int kChangeFrameCommand = 1001;
 
-// A plain value. On the wire, after the signature and the version that every serialised object
-// begins with:
+// A plain value. Encoded, after the signature and the version of every serialised object, as:
 //
 //   Uint64  checksum: XXH3, 64 bits, of the bytes of the body
 //   String  body:
@@ -38,46 +37,46 @@ inline constexpr int kChangeFrameCommand = 1001;
 //             Uint32  case sequence
 //             Uint64  digest, high half
 //             Uint64  digest, low half
-//             String  messages, one after the other, each as it serialises itself
+//             String  the messages, each encoded with VSInitSerialization
 //
-// Reading throws VStreamError for bytes that are no such frame: one that was cut, or in which a
-// byte has changed, is refused before anything in it is looked at.
+// Decoding throws VStreamError for invalid bytes. Truncated or corrupted frames are detected by the
+// checksum before the body is decoded.
 //
-// Threads: one object at a time on one thread, or only read.
+// Threads: one object: several readers or one writer.
 class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
  public:
   enum class Kind : std::uint8_t {
-    Pass,      // what changed since the pass before
-    Snapshot,  // what makes the whole dictionary out of an empty one
+    Pass,      // the changes since the previous pass
+    Snapshot,  // messages that build the whole dictionary from an empty one
   };
 
   static const char* VSignature() { return "ServerDataManager::ChangeFrame"; }
   static unsigned int Version() { return 1; }
 
-  // Writes the message behind those that are there. Throws what the message throws, and
-  // std::invalid_argument where it cannot serialise itself.
+  // Appends a message. Throws std::invalid_argument if it cannot be serialised; its own exceptions
+  // propagate.
   void AddMessage(DataSetMsg& message);
 
-  // The messages, in order. Throws VStreamError where the bytes are no change messages.
+  // Decodes the messages, in order. Throws VStreamError if messageBytes is invalid.
   std::vector<std::unique_ptr<DataSetMsg>> Messages() const;
 
   void Serialize(VStream& stream);
 
   Kind kind = Kind::Pass;
   LocallyUniqueID dataset;
-  // Of a pass: its number, counted from 1. Of a snapshot: that of the last pass before it.
+  // Pass: its number, counted from 1. Snapshot: the number of the last pass before it.
   std::uint64_t passNumber = 0;
   std::uint32_t caseSequence = 0;
-  // Of the dictionary as it is once the messages were applied.
+  // The digest of the dictionary after the messages are applied.
   DictionaryDigest digest;
-  // The messages as bytes.
+  // The encoded messages.
   std::string messageBytes;
 
  private:
   void SerializeBody(VStream& stream);
 };
 
-// The frame that `bytes` are, all of them. Throws VStreamError for any others.
+// Decodes a frame. Throws VStreamError if `bytes` is not exactly one valid frame.
 // Threads: any.
 SDM_EXPORT ChangeFrame ReadChangeFrame(std::string_view bytes);
 

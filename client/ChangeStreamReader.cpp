@@ -8,8 +8,8 @@
 
 namespace {
 
-// A frame that cannot be followed, for other reasons than its bytes and messages.
-class NotFollowed : public std::runtime_error {
+// Thrown for a frame with valid bytes and messages that does not continue the stream.
+class CannotFollow : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -24,7 +24,7 @@ std::string Described(const ChangeFrame& frame) {
 ChangeStreamReader::ChangeStreamReader(LocallyUniqueID dataset)
     : dataset_(dataset), digest_(DigestOf(mirror_.Dictionary())) {}
 
-ChangeStreamReader::Outcome ChangeStreamReader::Take(std::string_view bytes) {
+ChangeStreamReader::Outcome ChangeStreamReader::Apply(std::string_view bytes) {
   ChangeFrame frame;
   try {
     frame = ReadChangeFrame(bytes);
@@ -32,7 +32,7 @@ ChangeStreamReader::Outcome ChangeStreamReader::Take(std::string_view bytes) {
     return Want(std::string("bad frame: ") + error.what());
   }
   if (frame.dataset != dataset_) return Outcome::AnotherDataset;
-  if (WantsSnapshot() && frame.kind == ChangeFrame::Kind::Pass) return Outcome::PassedOver;
+  if (WantsSnapshot() && frame.kind == ChangeFrame::Kind::Pass) return Outcome::Skipped;
   try {
     Follow(frame);
   } catch (const std::bad_alloc&) {
@@ -40,12 +40,12 @@ ChangeStreamReader::Outcome ChangeStreamReader::Take(std::string_view bytes) {
   } catch (const std::exception& error) {
     return Want(Described(frame) + ": " + error.what());
   }
-  whyWanted_.clear();
+  snapshotReason_.clear();
   return Outcome::Applied;
 }
 
 ChangeStreamReader::Outcome ChangeStreamReader::Want(const std::string& why) {
-  whyWanted_ = why;
+  snapshotReason_ = why;
   return Outcome::SnapshotWanted;
 }
 
@@ -53,8 +53,8 @@ void ChangeStreamReader::Follow(const ChangeFrame& frame) {
   const auto requireDigest = [&](const ORVX_DataSource& dictionary) {
     const DictionaryDigest digest = digester_.Of(dictionary);
     if (digest == frame.digest) return;
-    throw NotFollowed("the dictionary has the digest " + digest.AsText() + ", the dataset " +
-                      frame.digest.AsText());
+    throw CannotFollow("the dictionary has the digest " + digest.AsText() + ", the dataset " +
+                       frame.digest.AsText());
   };
   if (frame.kind == ChangeFrame::Kind::Snapshot) {
     DictionaryMirror fresh;
@@ -62,7 +62,7 @@ void ChangeStreamReader::Follow(const ChangeFrame& frame) {
     mirror_ = std::move(fresh);
   } else {
     if (frame.passNumber != passNumber_ + 1) {
-      throw NotFollowed("it comes after pass " + std::to_string(passNumber_));
+      throw CannotFollow("does not follow pass " + std::to_string(passNumber_));
     }
     mirror_.Apply(frame.Messages(), requireDigest);
   }

@@ -1,5 +1,5 @@
-// The digest of a dictionary is the hash of the bytes of the messages that say all about it; of its
-// variables, which are many and seldom change, it takes the hashes of their bytes instead.
+// The digest of a dictionary is the hash of its encoded property messages and of the cached hashes
+// of its encoded variables, which are many and rarely change.
 
 #include <client/DictionaryDigest.h>
 
@@ -49,9 +49,9 @@ struct DictionaryDigester::Known {
 DictionaryDigester::DictionaryDigester() = default;
 DictionaryDigester::~DictionaryDigester() = default;
 
-// The known variable that equals `variable`, from among the next few; those in front of it are
-// passed over. Null where there is none. So an insertion, a deletion or a move costs a few
-// comparisons, and a new order the hashes of the variables that it moved.
+// Takes the cached variable that equals `variable` from the next few entries, and skips the entries
+// before it. Null if there is none. So an insertion, deletion or move costs a few comparisons, and
+// reordering costs the hashes of the moved variables.
 std::unique_ptr<DictionaryDigester::Known> DictionaryDigester::TakeKnown(
     KnownVariables& known, std::size_t& next, const ORVX_Variable& variable) {
   constexpr std::size_t kFarthest = 16;
@@ -65,8 +65,8 @@ std::unique_ptr<DictionaryDigester::Known> DictionaryDigester::TakeKnown(
 }
 
 DictionaryDigest DictionaryDigester::Of(const ORVX_DataSource& source) {
-  // Variables of two sources may be equal but do not share their records: comparing those each time
-  // costs more than hashing them once.
+  // Equal variables of two sources do not share their records: comparing them each time costs more
+  // than hashing them once.
   if (&source != lastSource_) known_.clear();
   lastSource_ = &source;
 

@@ -1,7 +1,6 @@
-// DictionaryDigest: 128 bits that stand for everything about a dictionary that change messages
-// carry.
+// DictionaryDigest: a 128-bit hash of everything in a dictionary that change messages carry.
 //
-//   if (DigestOf(mirror.Dictionary()) == digestFromTheServer) ...   // the mirror is right
+//   if (DigestOf(mirror.Dictionary()) == digestFromTheServer) ...   // the mirror is correct
 
 #ifndef CLIENT_DICTIONARYDIGEST_H_
 #define CLIENT_DICTIONARYDIGEST_H_
@@ -17,8 +16,7 @@
 class ORVX_DataSource;
 class ORVX_Variable;
 
-// A plain value. Guards against mistakes, not against somebody who wants two dictionaries to have
-// one digest.
+// A plain value. Not cryptographic: it detects errors, not deliberate collisions.
 struct SDM_EXPORT DictionaryDigest {
   std::uint64_t high = 0;
   std::uint64_t low = 0;
@@ -29,20 +27,20 @@ struct SDM_EXPORT DictionaryDigest {
   std::string AsText() const;
 };
 
-// Covered: the variables in order and in full, weight, filter, split, label, row count, dirty flag,
-// trends information, multiple-response sets, variable sets, extension 0, attributes. Two data
-// sources have one digest exactly when these are equal (but for an accident of 1 in 2^128), where
-// equal means what it means for change messages: no label is an empty one, an absent extension an
-// empty one, the order of attributes does not matter, that of sets does.
+// Included: all variables, in order, weight, filter, split, label, row count, dirty flag, trends
+// information, multiple-response sets, variable sets, extension 0, attributes. Two data sources
+// have the same digest exactly if these are equal (apart from a collision, 1 in 2^128). Equality is
+// that of change messages: no label equals an empty label, an absent extension equals an empty
+// extension, the order of attributes does not matter, the order of sets does.
 //
-// Not covered, as messages carry it only in part or not at all: rows per imputation, the name of
-// the file, extensions of other types, the parent, the cases.
+// Not included, because messages carry them incompletely or not at all: rows per imputation, the
+// file name, other extensions, the parent, the cases.
 //
 // Threads: any that may read the source.
 SDM_EXPORT DictionaryDigest DigestOf(const ORVX_DataSource& source);
 
-// Takes the digest of one dictionary again and again, at the cost of what has changed and little
-// for every variable that has not. Remembers the variables of the last time.
+// Computes the digest of one dictionary repeatedly: caches the hashes of the variables, so that
+// unchanged variables cost little.
 //
 // Threads: not safe; one thread at a time.
 class SDM_EXPORT DictionaryDigester {
@@ -52,7 +50,7 @@ class SDM_EXPORT DictionaryDigester {
   DictionaryDigester(const DictionaryDigester&) = delete;
   DictionaryDigester& operator=(const DictionaryDigester&) = delete;
 
-  // The same as DigestOf. `source` need not be that of the last time.
+  // The same result as DigestOf. `source` may be another source than in the previous call.
   DictionaryDigest Of(const ORVX_DataSource& source);
 
  private:
@@ -63,7 +61,7 @@ class SDM_EXPORT DictionaryDigester {
   static std::unique_ptr<Known> TakeKnown(KnownVariables& known, std::size_t& next,
                                           const ORVX_Variable& variable);
 
-  const ORVX_DataSource* lastSource_ = nullptr;  // compared by address only: may be gone
+  const ORVX_DataSource* lastSource_ = nullptr;  // only compared by address: may be deleted
   KnownVariables known_;                         // in the order of that source
 };
 

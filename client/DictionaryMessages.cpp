@@ -70,7 +70,7 @@ class Telling {
     Tell<ExtensionsMsg>(TextBlock(type, text));
   }
 
-  // Empty ones are equal in whatever version they are.
+  // Empty extensions are equal regardless of their version.
   void OwnExtension(const ORVX_DataSource& source) {
     const ORVX_DataSource::Extension extension(source, kOwnExtension);
     const bool empty = extension.Impl()->GetLength() == 0;

@@ -1,4 +1,4 @@
-// The change messages that say everything about a dictionary that messages can say.
+// The change messages for a whole dictionary.
 //
 //   DictionaryMirror late;
 //   late.Apply(DictionaryMessages(source, id, sequence));
@@ -17,16 +17,16 @@ class ORVX_DataSource;
 
 using OwnedMessages = std::vector<std::unique_ptr<DataSetMsg>>;
 
-// The messages that make the dictionary of `source` out of an empty one: one with all variables,
-// then the properties. They bear the given dataset and case sequence.
+// The messages that build the dictionary of `source` from an empty one: one with all variables,
+// then the properties. They have the given dataset and case sequence.
 //
 // Threads: any that may read the source.
 SDM_EXPORT OwnedMessages DictionaryMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                             unsigned int caseSequence);
 
-// Those of the properties alone: one message for each that messages carry, in the order in which
-// changes are told, whatever its value. Properties that are equal for a client have messages with
-// equal bytes: no label and an empty one, an absent extension and an empty one.
+// The messages of the properties alone: one for each property, even with its default value, in the
+// order of a notification pass. Properties that are equal to a client have the same bytes: no label
+// and an empty label, an absent extension and an empty extension.
 SDM_EXPORT OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                           unsigned int caseSequence);
 

@@ -1,4 +1,4 @@
-// DictionaryMirror: messages become edits of a dictionary, each with the edit that takes it back.
+// DictionaryMirror: applies messages as edits of a dictionary, with an undo log.
 
 #include <client/DictionaryMirror.h>
 
@@ -78,10 +78,10 @@ class SDM_HIDDEN DictionaryMirror::Mirrored final : public DataFreeDataSource {
   long long rowCount_ = -1;
 };
 
-// Applies the messages of one pass, and takes all of them back at its end unless told to keep them.
+// Applies the messages of one pass. The destructor undoes all of them unless Commit was called.
 //
-// Uses of variables come and go with them, so they are not taken back edit by edit: what they were
-// before the pass is set again once the variables are back.
+// Weight, filter and split change when variables are deleted, so they are not in the undo log:
+// their values before the pass are restored after the variables.
 class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
  public:
   explicit Pass(Mirrored& dictionary) : dictionary_(dictionary), usesBefore_(dictionary) {}
@@ -89,16 +89,16 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   Pass& operator=(const Pass&) = delete;
   ~Pass();
 
-  // `place()` is added to the message's name in an error.
-  template <class Place>
-  void Take(const DataSetMsg& message, Place place);
-  void Keep() { kept_ = true; }
+  // `position()` is appended to the signature in an error text.
+  template <class Position>
+  void Apply(const DataSetMsg& message, Position position);
+  void Commit() { committed_ = true; }
 
   void Visit(const InsertVarsMsg& message) override;
   void Visit(const DeleteVarsMsg& message) override;
   void Visit(const MoveVarsMsg& message) override;
   void Visit(const ModifyVarMsg& message) override;
-  void Visit(const ResetUndoMsg&) override {}  // nothing of a dictionary
+  void Visit(const ResetUndoMsg&) override {}  // no effect on a dictionary
   void Visit(const ImputationInfoMsg& message) override;
   void Visit(const FileSpecChangeMsg& message) override;
   void Visit(const FileLabelChangeMsg& message) override;
@@ -124,11 +124,10 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
     bool splitSeparate_;
   };
 
-  // Makes an edit that either is made or throws and changes nothing, and remembers `takeBack`,
-  // which undoes it in the dictionary as it is after the edit.
+  // Runs `edit`, which changes nothing if it throws, and logs `undo`, which reverts it.
   template <class Edit>
-  void Make(Edit edit, std::function<void()> takeBack);
-  // Gives a property the value `now` by `set`, and remembers `before`.
+  void MakeEdit(Edit edit, std::function<void()> undo);
+  // Sets a property to `now` with `set`, and logs `before`.
   template <class Value, class Set>
   void Replace(Value before, const Value& now, Set set);
 
@@ -142,13 +141,13 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void SetSets(ORVX_DataSource::ExtensionType type, std::string_view text);
   void SetAttributes(std::string_view text);
 
-  // Without this, reading a variable would be taken for the wish to change it.
+  // Through const: the other form of GetVariable counts as a write.
   const ORVX_DataSource& Read() const { return dictionary_; }
 
   Mirrored& dictionary_;
   const Uses usesBefore_;
-  std::vector<std::function<void()>> takeBack_;
-  bool kept_ = false;
+  std::vector<std::function<void()>> undoLog_;
+  bool committed_ = false;
 };
 
 DictionaryMirror::Pass::Uses::Uses(const ORVX_DataSource& dictionary)
@@ -170,51 +169,50 @@ void DictionaryMirror::Pass::Uses::SetIn(ORVX_DataSource& dictionary) const {
   SplitBy(dictionary, split, splitSeparate_);
 }
 
-// Ends the process where going back is not possible, as DictionaryMirror says: destructors do not
-// throw.
+// Ends the process if an undo operation throws, as destructors do.
 DictionaryMirror::Pass::~Pass() {
-  if (kept_) return;
-  std::for_each(takeBack_.rbegin(), takeBack_.rend(), [](const auto& takeBack) { takeBack(); });
+  if (committed_) return;
+  std::for_each(undoLog_.rbegin(), undoLog_.rend(), [](const auto& undo) { undo(); });
   usesBefore_.SetIn(dictionary_);
 }
 
 template <class Edit>
-void DictionaryMirror::Pass::Make(Edit edit, std::function<void()> takeBack) {
-  takeBack_.push_back(std::move(takeBack));
+void DictionaryMirror::Pass::MakeEdit(Edit edit, std::function<void()> undo) {
+  undoLog_.push_back(std::move(undo));
   try {
     edit();
   } catch (...) {
-    takeBack_.pop_back();
+    undoLog_.pop_back();
     throw;
   }
 }
 
 template <class Value, class Set>
 void DictionaryMirror::Pass::Replace(Value before, const Value& now, Set set) {
-  takeBack_.emplace_back([this, before = std::move(before), set] { set(dictionary_, before); });
+  undoLog_.emplace_back([this, before = std::move(before), set] { set(dictionary_, before); });
   set(dictionary_, now);
 }
 
 void DictionaryMirror::Pass::InsertAt(int position, const ORVX_Variable& variable) {
-  Make([&] { dictionary_.InsertVariable(position, variable); },
-       [this, position] { dictionary_.DeleteVariables(position, position); });
+  MakeEdit([&] { dictionary_.InsertVariable(position, variable); },
+           [this, position] { dictionary_.DeleteVariables(position, position); });
 }
 
 void DictionaryMirror::Pass::DeleteRange(int first, int last) {
-  std::vector<ORVX_Variable> gone;
+  std::vector<ORVX_Variable> deleted;
   for (int position = first; position <= last; ++position) {
-    gone.push_back(Read().GetVariable(position));
+    deleted.push_back(Read().GetVariable(position));
   }
-  Make([&] { dictionary_.DeleteVariables(first, last); },
-       [this, first, gone = std::move(gone)] {
-         int position = first;
-         for (const ORVX_Variable& variable : gone) {
-           dictionary_.InsertVariable(position++, variable);
-         }
-       });
+  MakeEdit([&] { dictionary_.DeleteVariables(first, last); },
+           [this, first, deleted = std::move(deleted)] {
+             int position = first;
+             for (const ORVX_Variable& variable : deleted) {
+               dictionary_.InsertVariable(position++, variable);
+             }
+           });
 }
 
-// `purpose` ends the sentence of the error.
+// `purpose` completes the error text.
 int DictionaryMirror::Pass::PositionOf(LocallyUniqueID id, const char* purpose) const {
   const int position = dictionary_.FindVarIndex(id);
   if (position < 0) throw MirrorError("no variable with " + Described(id) + " " + purpose);
@@ -224,18 +222,18 @@ int DictionaryMirror::Pass::PositionOf(LocallyUniqueID id, const char* purpose) 
 void DictionaryMirror::Pass::Visit(const InsertVarsMsg& message) {
   const LocallyUniqueID anchor = message.GetAnchor();
   int position = anchor.IsNull() ? dictionary_.ColumnCount() : dictionary_.FindVarIndex(anchor);
-  if (position < 0) throw MirrorError("no variable with the anchor's " + Described(anchor));
+  if (position < 0) throw MirrorError("no anchor variable with " + Described(anchor));
   for (const ORVX_Variable& variable : message.GetVariables()) {
     if (variable.GetID().IsNull()) throw MirrorError(Described(variable) + " cannot be inserted");
     if (dictionary_.FindVarIndex(variable.GetID()) >= 0) {
-      throw MirrorError(Described(variable) + " is already there");
+      throw MirrorError(Described(variable) + " already exists");
     }
     InsertAt(position++, variable);
   }
 }
 
-// How many variables of `variables` from `start` on stand in the dictionary from `first` on, in the
-// same order.
+// The number of `variables` from `start` on that are at the dictionary positions from `first` on,
+// in the same order.
 int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable>& variables,
                                       std::size_t start) const {
   int length = 0;
@@ -247,7 +245,7 @@ int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable
   return length;
 }
 
-// Variables that stand together go together: all of them, where the whole list is replaced.
+// Deletes adjacent variables with one edit, so replacing the whole list is one edit.
 void DictionaryMirror::Pass::Visit(const DeleteVarsMsg& message) {
   const std::vector<ORVX_Variable>& variables = message.GetVariables();
   for (std::size_t i = 0; i < variables.size();) {
@@ -267,10 +265,10 @@ void DictionaryMirror::Pass::Visit(const MoveVarsMsg& message) {
     if (position < 0 || position >= size) throw MirrorError(Outside("position", position, size));
     moving.push_back(Read().GetVariable(position));
   }
-  // From the back, so that the positions still to come keep their meaning.
+  // Backwards, so that the remaining positions stay valid.
   std::sort(positions.begin(), positions.end(), std::greater<>());
   if (std::adjacent_find(positions.begin(), positions.end()) != positions.end()) {
-    throw MirrorError("one position is moved twice");
+    throw MirrorError("duplicate position");
   }
   const int target = message.GetTarget();
   const int left = size - static_cast<int>(positions.size());
@@ -336,7 +334,7 @@ void DictionaryMirror::Pass::Visit(const TrendsInfoMsg& message) {
           });
 }
 
-// Multiple-response sets come in two messages with one text.
+// Multiple-response sets come in two messages with the same text.
 void DictionaryMirror::Pass::Visit(const ExtensionsMsg& message) {
   const ORVX_ExtensionImpl& block = *message.GetExtension();
   switch (block.GetType()) {
@@ -384,17 +382,17 @@ void DictionaryMirror::Pass::Visit(const DataSetModifiedMsg& message) {
           [](Mirrored& dictionary, bool dirty) { dictionary.SetDirty(dirty); });
 }
 
-template <class Place>
-void DictionaryMirror::Pass::Take(const DataSetMsg& message, Place place) {
-  const auto refusal = [&](const std::exception& error) {
-    return MirrorError(message.VSConcreteSignature() + place() + ": " + error.what());
+template <class Position>
+void DictionaryMirror::Pass::Apply(const DataSetMsg& message, Position position) {
+  const auto inMessage = [&](const std::exception& error) {
+    return MirrorError(message.VSConcreteSignature() + position() + ": " + error.what());
   };
   try {
     message.Accept(*this);
   } catch (const MirrorError& error) {
-    throw refusal(error);
-  } catch (const std::invalid_argument& error) {  // text that cannot be read
-    throw refusal(error);
+    throw inMessage(error);
+  } catch (const std::invalid_argument& error) {  // invalid text
+    throw inMessage(error);
   }
 }
 
@@ -407,12 +405,12 @@ template <class Messages>
 void DictionaryMirror::ApplyAll(const Messages& pass, const Check& check) {
   Pass next(*dictionary_);
   for (std::size_t i = 0; i < pass.size(); ++i) {
-    next.Take(*pass[i], [&] {
+    next.Apply(*pass[i], [&] {
       return ", message " + std::to_string(i + 1) + " of " + std::to_string(pass.size());
     });
   }
   if (check) check(*dictionary_);
-  next.Keep();
+  next.Commit();
 }
 
 void DictionaryMirror::Apply(const std::vector<DataSetMsg*>& pass, const Check& check) {
@@ -426,8 +424,8 @@ void DictionaryMirror::Apply(std::span<const std::unique_ptr<DataSetMsg>> pass,
 
 void DictionaryMirror::Apply(const DataSetMsg& message) {
   Pass next(*dictionary_);
-  next.Take(message, [] { return std::string(); });
-  next.Keep();
+  next.Apply(message, [] { return std::string(); });
+  next.Commit();
 }
 
 const ORVX_DataSource& DictionaryMirror::Dictionary() const {

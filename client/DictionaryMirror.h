@@ -1,4 +1,4 @@
-// DictionaryMirror: a dataset's dictionary, kept by a client from change messages alone.
+// DictionaryMirror: a client's mirror of a dataset's dictionary, made from change messages alone.
 //
 //   DictionaryMirror mirror;                      // an empty dictionary
 //   mirror.Apply(*ReadDataSetMsg(stream));
@@ -19,68 +19,65 @@
 
 class ORVX_DataSource;
 
-// A message that cannot apply to the mirror as it stands. what() names the message, its place in
-// the pass, and what does not fit.
+// A message cannot be applied to the mirror. what() has the message, its position in the pass, and
+// the reason.
 class SDM_EXPORT MirrorError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
   ~MirrorError() override;
 };
 
-// Follows one dataset: give it that dataset's messages only, all of them from the first on, in the
-// order in which they were queued. Which dataset and which case sequence a message names is not
-// looked at.
+// Mirrors one dataset: apply all messages of that dataset, from the first on, in queue order. The
+// dataset and the case sequence of messages are not checked.
 //
-// After every pass these equal the data source's: the variables in order and in full, weight,
-// filter, split, label, row count, dirty flag, trends information, multiple-response sets, variable
-// sets, extension 0 and attributes. A variable that a message deletes or moves loses its uses as
-// weight, filter and split; where the dataset kept them, a later message of the pass says so. Two
-// things messages carry only in part:
-//   - rows per imputation: servers tell only that there is no imputation any more, so the mirror
-//     of one never has another number than 0
-//   - the file specification: that of a dataset that rests on a saved data file, told when it
-//     changes. One that was set while the dataset did not rest on such a file, or that is
-//     suppressed, is not told; the mirror keeps the one last told.
-// What a dataset has beside its dictionary (cases, handle, file name, password, window) no message
-// carries.
+// After every pass these equal the data source: all variables, in order, weight, filter, split,
+// label, row count, dirty flag, trends information, multiple-response sets, variable sets,
+// extension 0 and attributes. A variable that a message deletes or moves is dropped from weight,
+// filter and split; if the dataset still uses it, a later message of the pass sets it again. Two
+// properties are carried incompletely:
+//   - rows per imputation: servers report only the end of an imputation, so the mirror always
+//     has 0
+//   - the file specification: servers report changes only for a dataset whose topmost source is a
+//     saved data file, and no suppressed file name; otherwise the mirror keeps the last reported
+// The rest of a dataset (cases, handle, file name, password, window) is in no message.
 //
-// Identifiers are what messages know variables by, so here each is unique and none is null.
+// Messages refer to variables by identifier, so identifiers in a mirror are unique and not null.
 //
 // Threads: not safe; one thread at a time.
 class SDM_EXPORT DictionaryMirror {
  public:
-  // Judges the dictionary that a pass leads to, by throwing where it is not right.
+  // Checks the dictionary after a pass; throws to reject it.
   using Check = std::function<void(const ORVX_DataSource& dictionary)>;
 
   DictionaryMirror();
   ~DictionaryMirror();
-  // A mirror that was moved from can be assigned to and destroyed.
+  // A moved-from mirror may only be assigned to or destroyed.
   DictionaryMirror(DictionaryMirror&&) noexcept;
   DictionaryMirror& operator=(DictionaryMirror&&) noexcept;
 
-  // Applies the messages of one pass, all or none: where one cannot apply, throws MirrorError and
-  // the mirror is as it was before the pass. The messages are borrowed for the call; none is null.
-  // The cost is that of what the messages change, however many variables there are.
+  // Applies the messages of one pass, all or none: if one cannot be applied, throws MirrorError and
+  // leaves the mirror unchanged. The messages are borrowed for the call; none is null. The cost
+  // depends on the changes, not on the number of variables.
   //
-  // Refused: an inserted variable whose identifier is null or already there; an anchor, or a
-  // variable to delete, to modify, to weight, filter or split by, that is not there; one variable
-  // deleted or moved twice by one message; a position or target outside the list; text of sets or
-  // attributes that cannot be read.
+  // Rejected are: inserting a variable with a null or existing identifier; an anchor, or a variable
+  // to delete, to modify, or to weight, filter or split by, that does not exist; deleting or moving
+  // a variable twice in one message; a position or target outside the list; invalid text of sets or
+  // attributes.
   //
-  // Where memory runs out, std::bad_alloc passes on and the mirror is as it was; it is the end of
-  // the process where not even going back is possible.
+  // If it throws std::bad_alloc, the mirror is unchanged. If memory is too short even to undo the
+  // changes, the process ends.
   //
-  // Asks `check`, unless that is empty, at the end; what it throws passes on and the mirror is as
-  // it was.
+  // Calls `check`, unless it is empty, at the end; if it throws, the exception propagates and the
+  // mirror is unchanged.
   void Apply(const std::vector<DataSetMsg*>& pass, const Check& check = {});
   // The same for the messages of a ChangeFrame.
   void Apply(std::span<const std::unique_ptr<DataSetMsg>> pass, const Check& check = {});
   // The same for a pass of one message.
   void Apply(const DataSetMsg& message);
 
-  // What the messages so far have made. RowCount() is the number last told, -1 (unknown) before
-  // the first; there are no cases to iterate over. Borrowed from the mirror; variables and texts in
-  // it are good until the next Apply.
+  // The mirrored dictionary. RowCount() is the last reported number, -1 (unknown) before the first;
+  // there are no cases. Borrowed from the mirror; references to its content are valid until the
+  // next Apply.
   const ORVX_DataSource& Dictionary() const;
 
  private:

@@ -1,4 +1,4 @@
-# Warnings, sanitizers and run paths that every target of the project shares.
+# Warnings, sanitizers and run paths of all targets of the project.
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 # GCC 12 takes `"literal" + std::string` for a copy onto itself.
@@ -14,25 +14,26 @@ if(SDM_SANITIZE)
   add_link_options(-fsanitize=${SDM_SANITIZE})
 endif()
 
-# An installed program finds the libraries installed beside it, and the vendor's where they were.
+# An installed program finds the libraries installed beside it, and vendor libraries at their
+# original location.
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}:$ORIGIN")
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
-# Clang leaves the sanitizer run time out of shared libraries, so -z defs cannot hold there. What the
-# surrounding build of a part of it asks for is not known here.
+# Clang does not link the sanitizer run time into shared libraries, so -z defs would fail. A
+# surrounding build may use sanitizers without our knowing, so -z defs is for our own builds only.
 if(SDM_SANITIZE OR NOT PROJECT_IS_TOP_LEVEL)
   set(SDM_NO_UNDEFINED_SYMBOLS "")
 else()
   set(SDM_NO_UNDEFINED_SYMBOLS "-Wl,-z,defs")
 endif()
 
-# Before version 1, each minor version may break what was compiled against another.
+# Before version 1, each minor version may break binary compatibility.
 set(SDM_SOVERSION ${PROJECT_VERSION_MAJOR})
 if(PROJECT_VERSION_MAJOR EQUAL 0)
   set(SDM_SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 endif()
 
-# A library of the project exports what carries SDM_EXPORT (ServerDataManager/Export.h).
+# A library of the project exports only symbols marked SDM_EXPORT (ServerDataManager/Export.h).
 function(sdm_library_settings target)
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden
@@ -42,9 +43,9 @@ function(sdm_library_settings target)
   target_link_options(${target} PRIVATE ${SDM_NO_UNDEFINED_SYMBOLS})
 endfunction()
 
-# sdm_find_c_library(foo foo.h): the target sdm_foo, for what a library uses inside itself. Link it with
-# ${sdm_foo}: the installed package knows nothing of the target and names the library to the linker,
-# which needs it in a static build.
+# sdm_find_c_library(foo foo.h): the target sdm_foo for a private dependency. Link it with
+# ${sdm_foo}: the installed package then has the library name instead of the target, which a static
+# build needs.
 function(sdm_find_c_library name header)
   string(TOUPPER ${name} prefix)
   find_path(${prefix}_INCLUDE_DIR ${header} REQUIRED)

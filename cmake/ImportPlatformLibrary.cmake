@@ -1,6 +1,6 @@
-# import_platform_library(libfoo ROOT DEPENDS...): the target platform::libfoo for the vendor's library,
-# ROOT/lib/libfoo.so with its headers in ROOT/include/libfoo. Installed beside the package
-# configuration, so that a project that finds the package finds the vendor's library again.
+# import_platform_library(libfoo ROOT DEPENDS...): the target platform::libfoo for the vendor's
+# library, ROOT/lib/libfoo.so with headers in ROOT/include/libfoo. Installed with the package
+# configuration, so that projects that use the package find the vendor's library, too.
 
 function(import_platform_library name root)
   find_library(PLATFORM_${name}_FILE NAMES "${name}.so" PATHS "${root}/lib" "${root}/lib64"

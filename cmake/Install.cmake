@@ -1,5 +1,5 @@
-# What `cmake --install` puts where, the package that find_package(ServerDataManager) reads, and the
-# archive that cpack makes of both. Included after every target is there.
+# The installed files, the package for find_package(ServerDataManager), and the archive that cpack
+# makes of them. Include it after all targets are defined.
 
 include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/ServerDataManager")
@@ -7,7 +7,7 @@ get_property(platform_libraries GLOBAL PROPERTY SDM_PLATFORM_LIBRARIES)
 list(TRANSFORM platform_libraries PREPEND sdm_ OUTPUT_VARIABLE platform_targets)
 get_property(SDM_PLATFORM_IMPORTS GLOBAL PROPERTY SDM_PLATFORM_IMPORTS)
 
-# One export per floor: each is read after the one that it stands on.
+# One export per layer: each is read after the layer below it.
 install(TARGETS sdm_ground EXPORT GroundTargets)
 install(TARGETS ${platform_targets} sdm_PackageProxy EXPORT PlatformTargets)
 install(TARGETS ServerDataManager sdm_client sdm_stream EXPORT ServerDataManagerTargets)
@@ -26,7 +26,7 @@ configure_package_config_file(cmake/ServerDataManagerConfig.cmake.in
   "${PROJECT_BINARY_DIR}/ServerDataManagerConfig.cmake" INSTALL_DESTINATION "${package_dir}")
 set(compatibility SameMajorVersion)
 if(PROJECT_VERSION_MAJOR EQUAL 0)
-  set(compatibility SameMinorVersion)  # as the sonames say
+  set(compatibility SameMinorVersion)  # like the sonames
 endif()
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/ServerDataManagerConfigVersion.cmake"
   COMPATIBILITY ${compatibility})
@@ -35,7 +35,7 @@ install(FILES "${PROJECT_BINARY_DIR}/ServerDataManagerConfig.cmake"
               cmake/ImportPlatformLibrary.cmake
         DESTINATION "${package_dir}")
 
-# Headers: the library names its public ones; of a platform library that the vendor brings, none.
+# Headers: the public headers of the library, and those of bundled platform libraries.
 get_directory_property(public_headers
   DIRECTORY ServerDataManager DEFINITION ServerDataManager_PUBLIC_HEADERS)
 list(TRANSFORM public_headers PREPEND ServerDataManager/)
@@ -47,8 +47,8 @@ foreach(folder IN LISTS platform_libraries ITEMS PackageProxy)
           FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE PATTERN internal EXCLUDE)
 endforeach()
 
-# A README of its own, with what the installed files need. The soname of a system library and its Debian
-# package follow from the name of the file: libxxhash.so.0.8.1, libxxhash.so.0, libxxhash0.
+# The installed README lists the required packages. The soname and the Debian package of a system
+# library are derived from its file name: libxxhash.so.0.8.1, libxxhash.so.0, libxxhash0.
 get_property(c_libraries GLOBAL PROPERTY SDM_C_LIBRARIES)
 set(SDM_SYSTEM_LIBRARIES "")
 foreach(library IN LISTS c_libraries)

@@ -1,16 +1,16 @@
-# Platform libraries: ours, or the vendor's in the same place.
+# Platform libraries: bundled, or the vendor's instead.
 #
 #   add_platform_library(libfoo SOURCES foo.cpp ...
 #                        [PUBLIC_DEPENDS platform::libbar ...] [PRIVATE_DEPENDS utf8proc ...])
 #
-# makes the target platform::libfoo. It is our substitute, built as libfoo.so (libfoo.a in a static
-# build) from the current folder, or, where PLATFORM_libfoo_ROOT names a folder, an imported library found there:
+# defines the target platform::libfoo: the bundled library, built from the current folder as libfoo.so
+# (libfoo.a in a static build), or, if PLATFORM_libfoo_ROOT is set, the library imported from there:
 # ROOT/include/libfoo/*.h and ROOT/lib/libfoo.so.
 
 include(ImportPlatformLibrary)
 
-# Include roots: <libfoo/...> from platform/, <ServerDataManager/...> for the headers that stand
-# below every library.
+# Include roots: platform/ for <libfoo/...>, and the project's root for the <ServerDataManager/...>
+# headers that platform libraries use.
 set(SDM_PLATFORM_INCLUDE_DIR "${PROJECT_SOURCE_DIR}/platform")
 add_library(sdm_ground INTERFACE)
 add_library(ServerDataManager::ground ALIAS sdm_ground)
@@ -19,9 +19,9 @@ target_include_directories(sdm_ground INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
 target_compile_features(sdm_ground INTERFACE cxx_std_20)
 
-# A replaced library's headers come before ours of the same name, which stay in the include root that
-# the other libraries need. A folder with one link shows the vendor's of this library and no others: ROOT
-# may hold more than is replaced.
+# The vendor's headers must come before ours of the same name, which stay in the include root for
+# the other libraries. A folder with one symbolic link exposes only this library's headers: ROOT may
+# contain others.
 function(put_vendor_headers_first)
   get_cmake_property(variables CACHE_VARIABLES)
   foreach(variable IN LISTS variables)
@@ -30,7 +30,7 @@ function(put_vendor_headers_first)
       if(NOT IS_DIRECTORY "${SDM_PLATFORM_INCLUDE_DIR}/${name}")
         message(FATAL_ERROR "${variable}: there is no platform library ${name}")
       endif()
-      set(${variable} "" CACHE PATH "")  # a typed entry is an absolute path
+      set(${variable} "" CACHE PATH "")  # a PATH entry becomes absolute
       if(NOT IS_DIRECTORY "${${variable}}/include/${name}")
         message(FATAL_ERROR "${variable}: no headers in ${${variable}}/include/${name}")
       endif()
@@ -49,7 +49,7 @@ function(add_platform_library name)
   if(PLATFORM_${name}_ROOT)
     import_platform_library(${name} "${PLATFORM_${name}_ROOT}" ${arg_PUBLIC_DEPENDS})
     list(JOIN arg_PUBLIC_DEPENDS " " depends)
-    # What the package configuration does again for those who find the package.
+    # The package configuration repeats this for projects that use the package.
     set_property(GLOBAL APPEND_STRING PROPERTY SDM_PLATFORM_IMPORTS
       "import_platform_library(${name} \"${PLATFORM_${name}_ROOT}\" ${depends})\n")
   else()
@@ -63,7 +63,7 @@ function(build_platform_library name sources public_depends private_depends)
   add_library(${target} ${sources})
   add_library(platform::${name} ALIAS ${target})
   sdm_library_settings(${target})
-  # EXPORT_NAME keeps platform::libfoo for those who find the installed package.
+  # EXPORT_NAME keeps the name platform::libfoo in the installed package.
   set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME ${name} EXPORT_NAME ${name})
   target_include_directories(${target} PUBLIC
     "$<BUILD_INTERFACE:${SDM_PLATFORM_INCLUDE_DIR}>"

@@ -1,5 +1,5 @@
-// A bootstrap of the mean of one variable: several threads draw resamples, each from a clone of its
-// own over the same cases, by a bootstrap specification that reached them as bytes.
+// Bootstraps the mean of one variable. Several threads draw resamples, each from its own clone over
+// the same cases, with a bootstrap specification that they receive as bytes.
 //
 //   bootstrap_mean examples/data/survey.tsv age
 
@@ -35,13 +35,13 @@ int PositionOfNumber(const ORVX_DataSource& source, const std::string& name) {
   throw std::runtime_error("no numeric variable " + name);
 }
 
-// Keeps one variable of the clone's own dictionary; its rows stay as they are.
+// Deletes the other variables from the clone's dictionary; its rows do not change.
 void KeepOnly(int position, SvrDMCloneDataSource& clone) {
   clone.DeleteVariables(position + 1, clone.ColumnCount() - 1);
   clone.DeleteVariables(0, position - 1);
 }
 
-// The values of the only variable, without the missing ones.
+// The values of the only variable, without missing values.
 std::vector<double> Values(const SvrDMCloneDataSource& clone) {
   const ObsProjector projector(clone, clone);
   std::vector<OBS> row(static_cast<std::size_t>(clone.GetObsAreaSize()));
@@ -62,14 +62,14 @@ double Mean(const std::vector<double>& values) {
 
 SvrBootstrapSpecs ReadSpecs(const std::string& bytes) {
   if (!SvrBootstrapSpecsSerializer::checkSpecs(bytes).IsWhole()) {
-    throw std::runtime_error("these bytes are no bootstrap specification");
+    throw std::runtime_error("invalid bootstrap specification");
   }
   SvrBootstrapSpecs specs;
   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
   return specs;
 }
 
-// The means of this thread's share of the resamples.
+// Draws this thread's share of the resamples and returns their means.
 std::vector<double> MeansOfResamples(SvrDMCloneDataSource clone, const std::string& bytes,
                                      int thread) {
   const SvrBootstrapSpecs specs = ReadSpecs(bytes);
@@ -87,7 +87,7 @@ std::vector<double> MeansOfResamples(SvrDMCloneDataSource clone, const std::stri
   return means;
 }
 
-// Of all resamples, drawn by several threads.
+// The means of all resamples, drawn by several threads.
 std::vector<double> SortedMeans(const SvrDMCloneDataSource& clone, const std::string& bytes) {
   std::vector<std::future<std::vector<double>>> shares;
   for (int thread = 0; thread < kThreads; ++thread) {
@@ -102,7 +102,7 @@ std::vector<double> SortedMeans(const SvrDMCloneDataSource& clone, const std::st
   return means;
 }
 
-// Whatever else the record could say, this draws simple samples and takes a percentile interval.
+// This example supports only simple sampling and percentile intervals.
 void Run(const std::string& file, const std::string& name) {
   const auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(file));
   const int position = PositionOfNumber(*clone, name);

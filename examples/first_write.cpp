@@ -1,4 +1,4 @@
-// One dataset, one observer, one write: what a client hears when a writer is released.
+// One dataset, one observer, one write: the observer is notified when the writer is released.
 
 #include <cstdio>
 #include <memory>
@@ -22,6 +22,6 @@ int main() {
   {
     SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, /*originator=*/nullptr);
     writer->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "age"));
-  }  // the lock is released, and the listener hears of the new variable
+  }  // the listener is notified of the new variable, and the lock is released
   registry.Delete(id);
 }

@@ -13,23 +13,23 @@
 
 namespace {
 
-// A dataset without a data source is told as an empty one.
+// A dataset without a data source is sent as an empty one.
 const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   static const DataFreeDataSource empty;
   return source != nullptr ? *source : empty;
 }
 
-// Whether the file that the source names counts as told: where the dataset goes by it. A pass that
-// tells the name gives it to the dataset; while it is suppressed the dataset does not have it.
-bool FileSpecIsTold(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
+// Whether clients were notified of the file specification. A pass that reports it sets the
+// dataset's file name; a suppressed name is neither reported nor set.
+bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
-  // Other readers may be making iterators of a clone.
+  // ParentOf, because other readers may be making iterators of a clone.
   while (const auto* const parent = SvrDMCloneDataSource::ParentOf(*root)) root = parent;
   return dynamic_cast<const SystemFileDataSource*>(root) != nullptr &&
          dataset.GetFileName() == source.GetFileSpec();
 }
 
-std::string InWords(const std::exception_ptr& failure) {
+std::string ErrorTextOf(const std::exception_ptr& failure) {
   try {
     std::rethrow_exception(failure);
   } catch (const std::exception& error) {
@@ -37,7 +37,7 @@ std::string InWords(const std::exception_ptr& failure) {
   } catch (const ErrorMsg& error) {
     return "error " + std::to_string(error.GetCode()) + " " + error.GetText();
   } catch (...) {
-    return "an exception of an unknown kind";
+    return "unknown exception";
   }
 }
 
@@ -56,7 +56,7 @@ void ChangeStreamObserver::Send(Fill fill) noexcept {
     fill(frame);
     const short status = proxy_.SendMessage(kChangeFrameCommand, &frame);
     if (status != 0) {
-      throw std::runtime_error("the channel answers with status " + std::to_string(status));
+      throw std::runtime_error("the channel returned status " + std::to_string(status));
     }
   } catch (...) {
     why_ = std::current_exception();
@@ -87,7 +87,7 @@ void ChangeStreamObserver::SendSnapshot(const SvrDMInputDataSource& reader) {
     for (const auto& message : DictionaryMessages(source, frame.dataset, frame.caseSequence)) {
       frame.AddMessage(*message);
     }
-    if (FileSpecIsTold(source, reader)) {
+    if (FileSpecIsReported(source, reader)) {
       FileSpecChangeMsg fileSpec(0, frame.dataset, frame.caseSequence, source.GetFileSpec(), true);
       frame.AddMessage(fileSpec);
     }
@@ -99,8 +99,8 @@ bool ChangeStreamObserver::IsLost() const {
   return lost_;
 }
 
-std::optional<std::string> ChangeStreamObserver::TakeOffIfLost(SvrDMDataset& dataset) {
-  if (!lost_ || takenOff_.exchange(true)) return std::nullopt;
+std::optional<std::string> ChangeStreamObserver::UnregisterIfLost(SvrDMDataset& dataset) {
+  if (!lost_ || unregistered_.exchange(true)) return std::nullopt;
   dataset.Unregister(*this);
-  return InWords(why_);
+  return ErrorTextOf(why_);
 }

@@ -1,12 +1,12 @@
-// ChangeStreamObserver: the server's end of a stream of change frames about one dataset.
+// ChangeStreamObserver: the server's end of a stream of change frames of one dataset.
 //
 //   ChangeStreamObserver stream(proxy);
 //   dataset.Register(stream);                    // from here on each pass is sent as one frame
 //   ...
 //   SvrDMInputDataSource reader(id, false);
-//   stream.SendSnapshot(reader);                 // the client asked for it
+//   stream.SendSnapshot(reader);                 // the client requested it
 //   ...
-//   if (auto why = stream.TakeOffIfLost(dataset)) Log(*why);   // between two handles
+//   if (auto why = stream.UnregisterIfLost(dataset)) Log(*why);   // holding no handle
 
 #ifndef CLIENT_SERVER_CHANGESTREAMOBSERVER_H_
 #define CLIENT_SERVER_CHANGESTREAMOBSERVER_H_
@@ -27,68 +27,67 @@ class PackageProxy;
 class SvrDMDataset;
 class SvrDMInputDataSource;
 
-// Registered with one dataset, like any observer, it sends to one client what ChangeStreamReader
-// reads there. Passes are counted from 1 in the order in which this observer is told of them. Each
-// frame carries a digest taken of the data source itself, so a client that has the same digest has
-// what the server has, however it came to it.
+// A dataset observer, registered with one dataset, that sends the frames for a ChangeStreamReader
+// to one client. Passes are numbered from 1 in the order of the notifications. Each frame has a
+// digest of the data source itself, so a client with the same digest has the same dictionary as the
+// server.
 //
-// A client that registers with a dataset already in use is told of changes against what others were
-// told before, which its reader finds out with the first frame: it asks for a snapshot and goes on.
-// The same happens after a pass that its own writer caused (this observer being the writer's
-// originator, it is not told): the digest differs with the next pass.
+// If the dataset is already in use, the first frame has changes relative to an earlier snapshot.
+// The client's reader detects this and requests a snapshot. The same happens after a change by the
+// client's own writer: this observer is the originator and is not notified, so the digest differs
+// in the next pass.
 //
-// When sending fails, the stream is lost: nothing more is sent. An observer must not leave from
-// inside a pass, so it stays registered, and costs the writers nothing more than the comparison,
-// until its owner takes it off at the next safe moment.
+// If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
+// inside a pass, so it stays registered, at the cost of the comparison, until its owner calls
+// UnregisterIfLost.
 //
-// Threads: the observer's operation as passes come; the others any, but not from inside a pass of
-// the dataset. Frames are sent one at a time, so the proxy is used by one thread at a time. The
-// owner unregisters before it deletes.
+// Threads: OnDataSetChanged on the thread of the pass; all other operations any, but not inside a
+// pass of the dataset. The proxy is used by one thread at a time. Unregister the observer before it
+// is destroyed.
 class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
  public:
-  // Borrows `proxy` for its life. Frames go out under kChangeFrameCommand. A proxy that waits for
-  // its client lets the dataset's writer wait, so it should give up (fail) in time.
+  // Borrows `proxy` for its lifetime. Frames are sent with kChangeFrameCommand. A proxy that waits
+  // for its client blocks the dataset's writer, so it should fail after a time limit.
   explicit ChangeStreamObserver(PackageProxy& proxy);
   ~ChangeStreamObserver();
   ChangeStreamObserver(const ChangeStreamObserver&) = delete;
   ChangeStreamObserver& operator=(const ChangeStreamObserver&) = delete;
 
-  // Sends the pass as one frame. Never throws: what is thrown, by the proxy or otherwise, and a
-  // status other than 0, lose the stream.
+  // Sends the pass as one frame. Never throws: any exception, and a status other than 0, lose the
+  // stream.
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
 
-  // Sends one frame with all that messages say about the dataset, and the number of the last pass:
-  // the reader's lock keeps passes away meanwhile. A failure loses the stream, as in a pass.
+  // Sends one frame with the whole dictionary and the number of the last pass; the reader's lock
+  // excludes passes meanwhile. A failure loses the stream.
   //
-  // Not beside a thread that sets the dataset's file name.
+  // Not while another thread sets the dataset's file name.
   //
-  // A dataset whose changes nobody was told yet, because it was just added, tells everything with
-  // the next pass once more; the client then asks again.
+  // For a dataset that has not been through a notification pass, the next pass reports everything
+  // again; the client then requests another snapshot.
   void SendSnapshot(const SvrDMInputDataSource& reader);
 
   bool IsLost() const;
 
-  // The safe moment: call it where the caller holds no handle that is being released, in a server's
-  // loop before it takes the next, for instance. Where the stream is lost, unregisters it from
-  // `dataset` and returns why it was lost, in words; the next call, and that for a stream that is
-  // not lost, returns nothing.
-  std::optional<std::string> TakeOffIfLost(SvrDMDataset& dataset);
+  // If the stream is lost, unregisters it from `dataset` and returns the reason; returns nothing if
+  // the stream is not lost, and on later calls. Do not call it inside a pass; a good place is a
+  // server's loop, between two handles.
+  std::optional<std::string> UnregisterIfLost(SvrDMDataset& dataset);
 
  private:
-  // Lets `fill` make a frame, and sends it; a failure loses the stream.
+  // Sends a frame filled by `fill`; a failure loses the stream.
   template <class Fill>
   void Send(Fill fill) noexcept;
 
   PackageProxy& proxy_;
 
-  // under sending_, which is taken below the dataset's locks
+  // under sending_, which is acquired after the dataset's locks
   std::mutex sending_;
   std::uint64_t passNumber_ = 0;
   DictionaryDigester digester_;
 
   std::exception_ptr why_;  // set before lost_, once
   std::atomic<bool> lost_{false};
-  std::atomic<bool> takenOff_{false};
+  std::atomic<bool> unregistered_{false};
 };
 
 #endif  // CLIENT_SERVER_CHANGESTREAMOBSERVER_H_

@@ -51,8 +51,8 @@ int Socket::SendAll(std::string_view bytes) {
   return 0;
 }
 
-// Fewer bytes at the end of the stream; throws where the connection fails. Grows with what arrives:
-// a length that somebody made up allocates nothing.
+// Returns fewer bytes at the end of the stream; throws if the connection fails. Allocates only as
+// bytes arrive, so that an invalid length allocates nothing.
 std::string Socket::ReceiveUpTo(std::size_t size) {
   std::string bytes;
   char part[4096];
@@ -61,7 +61,7 @@ std::string Socket::ReceiveUpTo(std::size_t size) {
         recv(descriptor_, part, std::min(sizeof(part), size - bytes.size()), 0);
     if (received < 0 && errno == EINTR) continue;
     if (received < 0) {
-      throw std::runtime_error(std::string("the connection fails: ") + std::strerror(errno));
+      throw std::runtime_error(std::string("connection failed: ") + std::strerror(errno));
     }
     if (received == 0) break;
     bytes.append(part, static_cast<std::size_t>(received));
@@ -79,7 +79,7 @@ std::optional<std::string> Socket::ReceiveFrame() {
   const std::size_t size = length.size() == kLengthSize ? AsNumber(length) : 0;
   std::string frame = ReceiveUpTo(size);
   if (length.size() < kLengthSize || frame.size() < size) {
-    throw std::runtime_error("the stream ends in the middle of a frame");
+    throw std::runtime_error("the stream ended inside a frame");
   }
   return frame;
 }
@@ -95,12 +95,13 @@ std::optional<Answer> Socket::ReceiveAnswer() {
   do {
     received = recv(descriptor_, &byte, 1, 0);
   } while (received < 0 && errno == EINTR);
-  if (received < 0 && errno == EAGAIN) throw std::runtime_error("the client: no answer in time");
-  if (received <= 0) return std::nullopt;  // a broken connection is the end of the stream
+  if (received < 0 && errno == EAGAIN)
+    throw std::runtime_error("the client did not answer in time");
+  if (received <= 0) return std::nullopt;  // a broken connection counts as the end of the stream
   const auto answer = static_cast<Answer>(byte);
   if (answer != Answer::Taken && answer != Answer::SnapshotWanted) {
-    throw std::runtime_error("the client: byte " +
-                             std::to_string(static_cast<unsigned char>(byte)) + " is no answer");
+    throw std::runtime_error("invalid answer from the client: byte " +
+                             std::to_string(static_cast<unsigned char>(byte)));
   }
   return answer;
 }

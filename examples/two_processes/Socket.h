@@ -1,6 +1,6 @@
-// Frames over a stream socket: a length in front of each, and one byte back for each.
+// Frames over a stream socket: each is preceded by its length, and answered with one byte.
 //
-// Both programs of this example use it. Numbers stand least significant byte first.
+// Both programs of this example use it. Numbers are little-endian.
 
 #ifndef TWO_PROCESSES_SOCKET_H_
 #define TWO_PROCESSES_SOCKET_H_
@@ -9,14 +9,13 @@
 #include <string>
 #include <string_view>
 
-// What a client answers to a frame.
+// The client's answer to a frame.
 enum class Answer : char {
   Taken = 'k',
   SnapshotWanted = 's',
 };
 
-// Owns one end of a connected socket. Writing to a client that is gone is an error like any other,
-// no signal.
+// Owns one end of a connected socket. Writing to a closed connection is an error, not a signal.
 class Socket {
  public:
   explicit Socket(int descriptor) : descriptor_(descriptor) {}
@@ -24,19 +23,18 @@ class Socket {
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
 
-  // Sets for how long the peer may neither take nor send a byte while we wait for it. Without it
-  // there is no limit.
+  // Sets the time limit for each wait for the peer. By default there is none.
   void GiveUpAfter(int seconds);
 
-  // 0, or errno where the other end did not take it all.
+  // Returns 0, or errno if the frame could not be sent completely.
   int SendFrame(std::string_view frame);
-  // Nothing at the end of the stream. Throws std::runtime_error where that comes in the middle of a
-  // frame, or the connection fails.
+  // Returns nothing at the end of the stream. Throws std::runtime_error if the stream ends inside a
+  // frame or the connection fails.
   std::optional<std::string> ReceiveFrame();
 
   int SendAnswer(Answer answer);
-  // Nothing at the end of the stream. Throws std::runtime_error where no answer comes in time, or a
-  // byte that is no answer.
+  // Returns nothing at the end of the stream. Throws std::runtime_error if no answer comes in time,
+  // or it is invalid.
   std::optional<Answer> ReceiveAnswer();
 
  private:

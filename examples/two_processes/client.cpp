@@ -1,6 +1,6 @@
-// The client process: it knows a dataset by the frames that come through its standard input alone.
+// The client process: mirrors a dataset from the frames on its standard input.
 //
-//   two_processes_client DATASET_IDENTIFIER_AS_A_WORD
+//   two_processes_client DATASET_IDENTIFIER
 
 #include "Socket.h"
 
@@ -33,10 +33,10 @@ void Print(const ORVX_DataSource& dictionary) {
 }
 
 Answer AnswerTo(const std::string& frame, ChangeStreamReader& reader) {
-  const ChangeStreamReader::Outcome outcome = reader.Take(frame);
-  // Also while it still wants one: the first may have been lost on its way.
+  const ChangeStreamReader::Outcome outcome = reader.Apply(frame);
+  // Repeats the request while it wants a snapshot: the first may have been lost.
   if (reader.WantsSnapshot()) {
-    std::printf("client: asks for a snapshot, %s\n", reader.WhyWanted().c_str());
+    std::printf("client: requests a snapshot, %s\n", reader.SnapshotReason().c_str());
     return Answer::SnapshotWanted;
   }
   if (outcome != ChangeStreamReader::Outcome::Applied) return Answer::Taken;
@@ -45,12 +45,12 @@ Answer AnswerTo(const std::string& frame, ChangeStreamReader& reader) {
   return Answer::Taken;
 }
 
-// Until the stream ends.
+// Runs until the stream ends.
 void Follow(Socket& server, ChangeStreamReader& reader) {
   while (const auto frame = server.ReceiveFrame()) {
     const Answer answer = AnswerTo(*frame, reader);
-    std::fflush(stdout);  // before the answer, so that the server's line comes after
-    if (server.SendAnswer(answer) != 0) throw std::runtime_error("the server takes no answer");
+    std::fflush(stdout);  // before the answer, so that the server prints after this client
+    if (server.SendAnswer(answer) != 0) throw std::runtime_error("cannot send the answer");
   }
 }
 
@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s DATASET (started by two_processes)\n", argv[0]);
     return 2;
   }
-  // The identifier as LocallyUniqueID::Word() gives it: the domain in the low four bits.
+  // The identifier as LocallyUniqueID::Word().
   const auto word = static_cast<unsigned int>(std::strtoul(argv[1], nullptr, 10));
   ChangeStreamReader reader(LocallyUniqueID::FromWord(word));
   Socket server(STDIN_FILENO);
@@ -72,6 +72,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "client: %s\n", error.what());
     status = 1;
   }
-  Print(reader.Dictionary());  // as the last whole pass left it
+  Print(reader.Dictionary());  // as of the last applied pass
   return status;
 }

@@ -1,15 +1,14 @@
-// A server and a client in two processes: the server writes to a dataset, the client keeps its
-// dictionary from the change frames, and both print the digest after every pass.
+// A server and a client in two processes. The server writes to a dataset, the client mirrors its
+// dictionary from change frames, and both print the digest after every pass.
 //
-//   two_processes examples/data/survey.tsv              the client follows to the end
-//   two_processes examples/data/survey.tsv 3            it is killed after three passes
+//   two_processes examples/data/survey.tsv              the client runs to the end
+//   two_processes examples/data/survey.tsv 3            the client is killed after three passes
 //
-// The client joins when there have been two writes, so its first frame does not fit and it asks for
-// a snapshot.
+// The client joins after two writes, so it cannot apply its first frame and requests a snapshot.
 //
-// The server waits at most 30 seconds for the client, or as many as TWO_PROCESSES_WAIT in the
-// environment says. A client that takes longer, or answers with an unknown byte, is an error: the
-// server kills it and ends with status 1.
+// The server waits at most 30 seconds for the client, or the number of seconds in the environment
+// variable TWO_PROCESSES_WAIT. If the client takes longer, or answers with an unknown byte, the
+// server kills it and exits with status 1.
 
 #include "Socket.h"
 
@@ -49,16 +48,16 @@ namespace {
 
 class ClientProcess final : public PackageProxy {
  public:
-  // Starts `program`, which gets the other end of the socket as its standard input. Each wait for
-  // it takes at most so many seconds.
+  // Starts `program`, with the other end of the socket as its standard input. `seconds` limits each
+  // wait for it.
   ClientProcess(const std::string& program, LocallyUniqueID dataset, int seconds);
-  // Kills it if it has not ended.
+  // Kills the process if it is still running.
   ~ClientProcess();
 
   short SendMessage(int command, VSerializable* message) override;
   std::optional<Answer> ReceiveAnswer() { return socket_->ReceiveAnswer(); }
   void Kill();
-  // Ends the stream and waits for the end of the process. Throws where that does not come in time.
+  // Ends the stream and waits for the process to exit. Throws if it does not exit in time.
   void End();
 
  private:
@@ -71,7 +70,7 @@ ClientProcess::ClientProcess(const std::string& program, LocallyUniqueID dataset
     : seconds_(seconds) {
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
-    throw std::runtime_error("no socket pair");
+    throw std::runtime_error("cannot create a socket pair");
   }
   socket_ = std::make_unique<Socket>(ends[0]);
   socket_->GiveUpAfter(seconds);
@@ -99,7 +98,7 @@ short ClientProcess::SendMessage(int, VSerializable* message) {
   return static_cast<short>(socket_->SendFrame(bytes.Bytes()));
 }
 
-// Comes back when it is gone for good.
+// Returns when the process has been reaped.
 void ClientProcess::Kill() {
   kill(process_, SIGKILL);
   siginfo_t gone;
@@ -109,14 +108,15 @@ void ClientProcess::Kill() {
 void ClientProcess::End() {
   socket_.reset();
   const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, process_, 0));
-  if (descriptor == -1) throw std::runtime_error("cannot wait for the client's end");
+  if (descriptor == -1) throw std::runtime_error("cannot wait for the client to exit");
   pollfd end = {descriptor, POLLIN, 0};
   const int ended = poll(&end, 1, seconds_ * 1000);
   close(descriptor);
-  if (ended != 1) throw std::runtime_error("the client does not end in time");
+
+  if (ended != 1) throw std::runtime_error("the client did not exit in time");
 }
 
-// --- what is written ---
+// --- the writes ---
 
 int Position(const ORVX_DataSource& source, const std::string& name) {
   for (int i = 0; i < source.ColumnCount(); ++i) {
@@ -164,7 +164,7 @@ void DeleteOneAndMoveOne(ORVX_DataSource& source) {
   source.InsertVariable(0, moved);
 }
 
-// Variables that are taken out lose their uses, so the weight is set again.
+// Deleting a variable drops it from the weight, so the weight is set again.
 void SortByName(ORVX_DataSource& source) {
   std::vector<ORVX_Variable> variables;
   for (int i = 0; i < source.ColumnCount(); ++i) variables.push_back(source.GetVariable(i));
@@ -182,20 +182,20 @@ struct Write {
 };
 
 constexpr Write kWrites[] = {
-    {"a label", SetLabel},
-    {"a new variable", InsertVariable},
+    {"set a label", SetLabel},
+    {"insert a variable", InsertVariable},
     // The client joins here.
-    {"another name", RenameVariable},
-    {"weight and filter", WeightAndFilter},
-    {"a split and a set of variables", SplitAndGroup},
-    {"one variable less, another in front", DeleteOneAndMoveOne},
-    {"all variables by name", SortByName, /*inBulk=*/true},
+    {"rename a variable", RenameVariable},
+    {"set weight and filter", WeightAndFilter},
+    {"set a split and a variable set", SplitAndGroup},
+    {"delete a variable, move another to the front", DeleteOneAndMoveOne},
+    {"sort all variables by name", SortByName, /*inBulk=*/true},
 };
 constexpr int kWritesBeforeTheClient = 2;
 
 // --- the server ---
 
-// Somebody else who listens, from the beginning: the client joins a dataset in use.
+// Another observer, registered from the start: the client joins a dataset in use.
 struct Log : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     std::printf("server: %zu message(s)\n", writer->GetNotifications().size());
@@ -227,14 +227,14 @@ class Server {
   const int secondsForTheClient_;
   Log log_;
   SvrDMDataset dataset_;
-  // The stream goes before the channel that it borrows.
+  // Destroyed before the channel that it borrows.
   std::unique_ptr<ClientProcess> client_;
   std::unique_ptr<ChangeStreamObserver> stream_;
 };
 
 void Server::Make(const Write& write) {
   std::printf("server: %s\n", write.what);
-  std::fflush(stdout);  // the client writes to the same place
+  std::fflush(stdout);  // the client writes to the same file
   {
     SvrDMWriteableDataSource writer(dataset_.GetDataSetID(), /*tryOnly=*/false, nullptr);
     write.make(**writer);
@@ -243,14 +243,14 @@ void Server::Make(const Write& write) {
   }  // the frame is sent here
   if (stream_ == nullptr) return;
   WaitForClient();
-  // No handle is held any more, so a stream that was lost can be taken off.
-  if (const auto why = stream_->TakeOffIfLost(dataset_)) {
+  // No handle is held here, so a lost stream can be unregistered.
+  if (const auto why = stream_->UnregisterIfLost(dataset_)) {
     std::printf("server: the client is lost, %s\n", why->c_str());
   }
   std::printf("server: digest %s\n", Digest().AsText().c_str());
 }
 
-// Until it has taken the frame, or the snapshot that it wants, or is gone.
+// Waits until the client has applied the frame or the requested snapshot, or has exited.
 void Server::WaitForClient() {
   if (stream_->IsLost() || client_->ReceiveAnswer() != Answer::SnapshotWanted) return;
   {
@@ -258,7 +258,7 @@ void Server::WaitForClient() {
     stream_->SendSnapshot(reader);
   }
   if (!stream_->IsLost() && client_->ReceiveAnswer() == Answer::SnapshotWanted) {
-    throw std::runtime_error("the client does not take its snapshot");
+    throw std::runtime_error("the client rejected its snapshot");
   }
 }
 
@@ -277,7 +277,7 @@ std::string ClientProgram() {
   return std::filesystem::read_symlink("/proc/self/exe").string() + "_client";
 }
 
-// `passesOfTheClient`: after how many it is killed; none for never.
+// Kills the client after `passesOfTheClient` passes; never if it is empty.
 void Run(const std::string& dataFile, std::optional<int> passesOfTheClient,
          int secondsForTheClient) {
   Server server(dataFile, secondsForTheClient);
@@ -297,7 +297,7 @@ void Run(const std::string& dataFile, std::optional<int> passesOfTheClient,
 
 constexpr int kPassesOfTheClient = static_cast<int>(std::size(kWrites)) - kWritesBeforeTheClient;
 
-// None for anything but a number in this range.
+// Parses a number in this range; empty for any other text.
 std::optional<int> NumberIn(std::string_view text, int least, int most) {
   int number = 0;
   const char* const end = text.data() + text.size();

@@ -101,7 +101,7 @@ TEST_F(ChangeStreamThreads, EveryFrameIsFollowedInTheOrderInWhichItWasSent) {
   EXPECT_EQ(channel.frames.size(), 1U + kWriters * kWrites + kSenders * kSnapshots);
   ChangeStreamReader reader(id);
   for (const std::string& frame : channel.frames) {
-    ASSERT_EQ(reader.Take(frame), Outcome::Applied) << reader.WhyWanted();
+    ASSERT_EQ(reader.Apply(frame), Outcome::Applied) << reader.SnapshotReason();
   }
   EXPECT_EQ(reader.PassNumber(), 1U + kWriters * kWrites);
   EXPECT_EQ(reader.CaseSequence(), unsigned{kWriters * kWrites});
@@ -112,9 +112,9 @@ TEST_F(ChangeStreamThreads, ALostStreamIsTakenOffWhileOthersWrite) {
   int reports = 0;
   channel.fails = true;
   Together([&] {
-    while (!stream.TakeOffIfLost(dataset)) std::this_thread::yield();
+    while (!stream.UnregisterIfLost(dataset)) std::this_thread::yield();
     ++reports;
-    if (stream.TakeOffIfLost(dataset)) ++reports;
+    if (stream.UnregisterIfLost(dataset)) ++reports;
   });
   EXPECT_EQ(reports, 1);
   EXPECT_TRUE(stream.IsLost());

@@ -295,7 +295,7 @@ class Followed {
     while (!channel_.frames.empty()) {
       AssertBytesAreThePass(channel_.frames.front());
       const Outcome outcome = channel_.Deliver(reader_);
-      RC_ASSERT(reader_.WhyWanted() == "");
+      RC_ASSERT(reader_.SnapshotReason() == "");
       RC_ASSERT(outcome == Outcome::Applied);
       RC_ASSERT(reader_.CaseSequence() == SvrDMDataset(registry_, id_).GetCaseSequence());
     }
@@ -438,7 +438,7 @@ bool Arrive(Followed& followed, Fate fate, unsigned int place) {
   bool any = false;
   for (const std::string& sent : std::exchange(followed.Channel().frames, {})) {
     for (const std::string& frame : Arriving(sent, fate, place)) {
-      const Outcome outcome = reader.Take(frame);
+      const Outcome outcome = reader.Apply(frame);
       RC_ASSERT((outcome == Outcome::Applied) == !reader.WantsSnapshot());
       any = true;
     }

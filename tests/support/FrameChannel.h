@@ -33,7 +33,7 @@ class FrameChannel final : public PackageProxy {
   ChangeStreamReader::Outcome Deliver(ChangeStreamReader& reader) {
     const std::string frame = frames.front();
     frames.pop_front();
-    return reader.Take(frame);
+    return reader.Apply(frame);
   }
 
   std::deque<std::string> frames;

@@ -115,7 +115,7 @@ std::string Said(const ChangeFrame& frame) {
 std::unique_ptr<ChangeStreamReader> Following() {
   auto reader = std::make_unique<ChangeStreamReader>(kDataset);
   ChangeFrame snapshot = FullSnapshot();
-  EXPECT_EQ(reader->Take(BytesOf(snapshot)), Outcome::Applied) << reader->WhyWanted();
+  EXPECT_EQ(reader->Apply(BytesOf(snapshot)), Outcome::Applied) << reader->SnapshotReason();
   return reader;
 }
 
@@ -258,7 +258,7 @@ class HostileMessages : public testing::Test {
                       bool escapesTheDigest = false) {
     const std::string bytes = BytesOf(frame);
     largestAllocation = allocated = 0;
-    const Outcome outcome = reader.Take(bytes);
+    const Outcome outcome = reader.Apply(bytes);
     largest_ = std::max(largest_, largestAllocation);
     all_ = std::max(all_, allocated);
     EXPECT_LE(largestAllocation, kDictionary + 8 * bytes.size());
@@ -275,7 +275,7 @@ class HostileMessages : public testing::Test {
       ++(escaped.empty() ? withoutEffect_ : escaped_);
     } else {
       EXPECT_EQ(outcome, Outcome::SnapshotWanted);
-      EXPECT_FALSE(reader.WhyWanted().empty());
+      EXPECT_FALSE(reader.SnapshotReason().empty());
       EXPECT_EQ(escaped, "");
       ++refused_;
     }
@@ -326,7 +326,7 @@ TEST_F(HostileMessages, OfAPassWithAnyByteChangedAreRefusedOrChangeOnlyWhatDiges
     for (std::size_t i = 0; i < frame.messageBytes.size(); ++i) {
       const char right = frame.messageBytes[i];
       frame.messageBytes[i] = static_cast<char>(right ^ change);
-      reader->Take(snapshotBytes);
+      reader->Apply(snapshotBytes);
       ExpectHarmless(*reader, frame, escape[i]);
       frame.messageBytes[i] = right;
     }

@@ -164,7 +164,7 @@ TEST(DictionaryMirror, DoesNotFollowTheMessageThatItTookItsVariablesFrom) {
 TEST(DictionaryMirror, RefusesAnUnknownAnchor) {
   DictionaryMirror mirror = MirrorOf("AB");
   EXPECT_EQ(Refusal(mirror, Insert("C", ID('Z'))),
-            "DEMessages::InsertVarsMsg: no variable with the anchor's identifier 1:90");
+            "DEMessages::InsertVarsMsg: no anchor variable with identifier 1:90");
 }
 
 TEST(DictionaryMirror, RefusesAnAnchorThatIsBeingInserted) {
@@ -175,8 +175,8 @@ TEST(DictionaryMirror, RefusesAnAnchorThatIsBeingInserted) {
 TEST(DictionaryMirror, RefusesAnInsertedIdentifierThatIsAlreadyThere) {
   DictionaryMirror mirror = MirrorOf("AB");
   EXPECT_EQ(Refusal(mirror, Insert("CB", kAtTheEnd)),
-            "DEMessages::InsertVarsMsg: variable \"B\" with identifier 1:66 is already there");
-  EXPECT_THAT(Refusal(mirror, Insert("CC", kAtTheEnd)), HasSubstr("already there"));
+            "DEMessages::InsertVarsMsg: variable \"B\" with identifier 1:66 already exists");
+  EXPECT_THAT(Refusal(mirror, Insert("CC", kAtTheEnd)), HasSubstr("already exists"));
 }
 
 TEST(DictionaryMirror, RefusesAnInsertedVariableWithoutAnIdentifier) {
@@ -214,7 +214,7 @@ TEST(DictionaryMirror, RefusesATargetOutsideTheListThatIsLeft) {
 
 TEST(DictionaryMirror, RefusesToMoveOnePositionTwice) {
   DictionaryMirror mirror = MirrorOf("ABC");
-  EXPECT_THAT(Refusal(mirror, Move({1, 1}, 0)), HasSubstr("twice"));
+  EXPECT_THAT(Refusal(mirror, Move({1, 1}, 0)), HasSubstr("duplicate"));
 }
 
 TEST(DictionaryMirror, TakesNothingOfAPassInWhichOneMessageDoesNotFit) {

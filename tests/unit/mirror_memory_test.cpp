@@ -111,7 +111,8 @@ TEST(MirrorMemory, AReaderTakesTheFrameAgainThatItHadNoMemoryFor) {
   for (bool taken = false; !taken; ++failures) {
     const OneFailureAfter shortage(failures);
     try {
-      EXPECT_EQ(reader.Take(bytes), ChangeStreamReader::Outcome::Applied) << reader.WhyWanted();
+      EXPECT_EQ(reader.Apply(bytes), ChangeStreamReader::Outcome::Applied)
+          << reader.SnapshotReason();
       taken = true;
     } catch (const std::bad_alloc&) {
       allocationsLeft = -1;

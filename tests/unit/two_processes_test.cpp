@@ -98,7 +98,7 @@ TEST(TwoProcesses, PrintTheSameDigestAfterEveryPass) {
 }
 
 TEST(TwoProcesses, TheClientThatJoinsLateAsksForOneSnapshot) {
-  EXPECT_THAT(PlaySurvey().Behind("client: asks for a snapshot"), SizeIs(1));
+  EXPECT_THAT(PlaySurvey().Behind("client: requests a snapshot"), SizeIs(1));
 }
 
 TEST(TwoProcesses, TheClientPrintsTheServersDictionary) {
@@ -163,32 +163,32 @@ void ExpectError(const Played& played, const std::string& error) {
 TEST(TwoProcesses, AClientThatIsStoppedEndsTheServerWithAnError) {
   const Played played = PlayWithClient("kill -STOP $$", /*secondsToWait=*/1);
 
-  ExpectError(played, "the client: no answer in time");
+  ExpectError(played, "the client did not answer in time");
   EXPECT_THAT(played.Behind("server: digest "), SizeIs(0));
 }
 
 TEST(TwoProcesses, AClientThatIsStoppedAfterItsLastAnswerEndsTheServerWithAnError) {
   const Played played = PlayWithClient("printf kkkkk >&0; kill -STOP $$", /*secondsToWait=*/3);
 
-  ExpectError(played, "the client does not end in time");
+  ExpectError(played, "the client did not exit in time");
   EXPECT_THAT(played.Behind("server: digest "), SizeIs(kPasses));
 }
 
 TEST(TwoProcesses, AClientThatGoesOnWithoutItsSocketEndsTheServerWithAnError) {
   ExpectError(PlayWithClient("exec </dev/null; kill -STOP $$", /*secondsToWait=*/3),
-              "the client does not end in time");
+              "the client did not exit in time");
 }
 
 TEST(TwoProcesses, AnAnswerThatIsNoneEndsTheServerWithAnError) {
   const Played played = PlayWithClient("printf kx >&0; exec cat >/dev/null", /*secondsToWait=*/30);
 
-  ExpectError(played, "the client: byte 120 is no answer");
+  ExpectError(played, "invalid answer from the client: byte 120");
   EXPECT_THAT(played.Behind("server: digest "), SizeIs(1));
 }
 
 TEST(TwoProcesses, AClientThatDoesNotTakeItsSnapshotEndsTheServerWithAnError) {
   ExpectError(PlayWithClient("printf ss >&0; exec cat >/dev/null", /*secondsToWait=*/30),
-              "the client does not take its snapshot");
+              "the client rejected its snapshot");
 }
 
 TEST(TwoProcesses, AWrongTimeToWaitIsSaidAndNothingStarted) {
@@ -370,9 +370,9 @@ TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneTakesASnapshot) {
 
     EXPECT_EQ(client.Wait(), 0);
     EXPECT_TRUE(stream.IsLost());
-    const std::optional<std::string> why = stream.TakeOffIfLost(dataset_);
+    const std::optional<std::string> why = stream.UnregisterIfLost(dataset_);
     ASSERT_TRUE(why);
-    EXPECT_THAT(*why, HasSubstr("the channel answers with status "));
+    EXPECT_THAT(*why, HasSubstr("the channel returned status "));
   }
 
   ClientProgram client(id_);
@@ -394,7 +394,7 @@ TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneTakesASnapshot) {
   const Played played = client.End();
   EXPECT_EQ(played.status, 0);
   EXPECT_EQ(played.Behind("client: pass "), passes);
-  EXPECT_THAT(played.Behind("client: asks for a snapshot"), SizeIs(1));
+  EXPECT_THAT(played.Behind("client: requests a snapshot"), SizeIs(1));
   EXPECT_THAT(played.Behind("client: \"at last\", 0 cases"), SizeIs(1));
 }
 
@@ -422,9 +422,9 @@ TEST_F(MidFrame, AServerThatDiesLeavesItsClientWithTheLastWholePassAndAnError) {
 
   const Played played = client.End();
   EXPECT_EQ(played.status, 1);
-  EXPECT_THAT(played.Behind("client: the stream ends in the middle of a frame"), SizeIs(1));
+  EXPECT_THAT(played.Behind("client: the stream ended inside a frame"), SizeIs(1));
   EXPECT_EQ(played.Behind("client: pass "), passes);
-  EXPECT_THAT(played.Behind("client: asks for a snapshot"), SizeIs(0));
+  EXPECT_THAT(played.Behind("client: requests a snapshot"), SizeIs(0));
   EXPECT_THAT(played.Behind("client: \"second\", 0 cases"), SizeIs(1));
 }
 

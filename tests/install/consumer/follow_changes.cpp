@@ -25,7 +25,7 @@ int main() {
   std::optional<ChangeStreamReader> reader;
   for (std::string frame; Receive(frame);) {
     if (!reader) reader.emplace(ReadChangeFrame(frame).dataset);
-    if (reader->Take(frame) != ChangeStreamReader::Outcome::Applied) return 1;
+    if (reader->Apply(frame) != ChangeStreamReader::Outcome::Applied) return 1;
     const ORVX_DataSource& dictionary = reader->Dictionary();
     std::printf("pass %d:", static_cast<int>(reader->PassNumber()));
     for (int i = 0; i < dictionary.ColumnCount(); ++i) {
