@@ -5,24 +5,28 @@
 #ifndef SERVERDATAMANAGER_LEAFLOCK_H_
 #define SERVERDATAMANAGER_LEAFLOCK_H_
 
-#include <mutex>
+#include <ServerDataManager/ThreadSafety.h>
+
 #include <string>
 
 namespace sdm_internal {
+
+// Not destroyed at exit: other threads may still run.
+inline constinit SDM_HIDDEN Mutex leafMutex;
 
 // Holds the one leaf lock of the process for a scope. Under it, acquire no other lock and destroy
 // no dataset: then nobody waits for it long, not even a process that exits. Not recursive.
 //
 // Threads: any; destroy it on the thread that created it.
-class LeafLock {
+class SDM_SCOPED_CAPABILITY LeafLock {
  public:
-  LeafLock() : held_(mutex_) {}
+  LeafLock() SDM_ACQUIRE(leafMutex) : held_(leafMutex) {}
+  LeafLock(const LeafLock&) = delete;
+  LeafLock& operator=(const LeafLock&) = delete;
+  ~LeafLock() SDM_RELEASE() {}
 
  private:
-  // Not destroyed at exit: other threads may still run.
-  static inline constinit std::mutex mutex_;
-
-  std::lock_guard<std::mutex> held_;
+  MutexLock held_;
 };
 
 inline std::string CopyOfName(const std::string& name) {

@@ -9,6 +9,7 @@
 
 #include <linux/membarrier.h>
 #include <ServerDataManager/LockRecords.h>
+#include <ServerDataManager/ThreadSafety.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -18,7 +19,6 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -73,7 +73,8 @@ bool Excludes(const Record& hold, const Record& wait) {
 // acquired it. A later thread reuses the table once it is empty.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
-  // Written by the thread itself while busy, or by others while the tables are paused.
+  // Written by the thread itself while busy (Edit), or by others while the tables are paused
+  // (Pause). No annotation can say that.
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
@@ -86,21 +87,19 @@ struct ThreadLocks {
 
 // Never destroyed: threads may still acquire locks while the process exits.
 struct Monitor {
-  std::mutex pauseMutex;
-  // under pauseMutex
-  std::vector<std::unique_ptr<ThreadLocks>> threads;
-  unsigned int lastNumber = 0;
-  std::shared_ptr<const LockMonitor::Handler> handler;
+  Mutex pauseMutex;
+  std::vector<std::unique_ptr<ThreadLocks>> threads SDM_GUARDED_BY(pauseMutex);
+  unsigned int lastNumber SDM_GUARDED_BY(pauseMutex) = 0;
+  std::shared_ptr<const LockMonitor::Handler> handler SDM_GUARDED_BY(pauseMutex);
 
   std::atomic<bool> paused{false};
   std::atomic<bool> fences{true};
   std::atomic<bool> complete{true};
   std::atomic<Clock::duration> longWait{Clock::duration::zero()};
 
-  std::mutex reportMutex;
-  // under reportMutex
-  std::size_t lastReportSize = 0;
-  Clock::time_point nextReport;
+  Mutex reportMutex SDM_ACQUIRED_BEFORE(pauseMutex);
+  std::size_t lastReportSize SDM_GUARDED_BY(reportMutex) = 0;
+  Clock::time_point nextReport SDM_GUARDED_BY(reportMutex);
   // Per hash of a lock: the number of threads that hold it or wait for it.
   std::array<std::atomic<unsigned int>, 256> claims{};
 };
@@ -144,16 +143,17 @@ class Edit {
     for (int spins = 0; spins < 2000; ++spins) {
       if (!monitor.paused.load(std::memory_order_relaxed)) return;
     }
-    const std::lock_guard pauseIsOver(monitor.pauseMutex);
+    const MutexLock pauseIsOver(monitor.pauseMutex);
   }
 
   ThreadLocks& table_;
 };
 
 // Blocks all threads at their next write, so that the tables can be read and written.
-class Pause {
+class SDM_SCOPED_CAPABILITY Pause {
  public:
-  Pause() : monitor_(TheMonitor()), lock_(monitor_.pauseMutex) {
+  Pause() SDM_ACQUIRE(TheMonitor().pauseMutex)
+      : monitor_(TheMonitor()), lock_(monitor_.pauseMutex) {
     monitor_.paused.store(true, std::memory_order_seq_cst);
     if (monitor_.fences.load(std::memory_order_relaxed)) {
       std::atomic_thread_fence(std::memory_order_seq_cst);
@@ -166,18 +166,18 @@ class Pause {
   }
   Pause(const Pause&) = delete;
   Pause& operator=(const Pause&) = delete;
-  ~Pause() { monitor_.paused.store(false, std::memory_order_release); }
+  ~Pause() SDM_RELEASE() { monitor_.paused.store(false, std::memory_order_release); }
 
  private:
   Monitor& monitor_;
-  const std::lock_guard<std::mutex> lock_;
+  const MutexLock lock_;
 };
 
 // Frees the table of an ending thread for reuse.
 struct TableReturn {
   ~TableReturn() {
     threadEnds = true;
-    const std::lock_guard lock(TheMonitor().pauseMutex);
+    const MutexLock lock(TheMonitor().pauseMutex);
     ownTable->hasThread = false;
     ownTable = nullptr;
   }
@@ -185,7 +185,7 @@ struct TableReturn {
 
 ThreadLocks* NewTable() {
   Monitor& monitor = TheMonitor();
-  const std::lock_guard lock(monitor.pauseMutex);
+  const MutexLock lock(monitor.pauseMutex);
   const auto unused =
       std::find_if(monitor.threads.begin(), monitor.threads.end(),
                    [](const auto& table) { return !table->hasThread && table->holds.empty(); });
@@ -267,8 +267,8 @@ LockReport::Entry EntryOf(const ThreadName& thread, const Record& record) {
 
 // Whether a chain of waits leads from `table` to a lock that `target` holds. Appends the chain to
 // `steps`, last step first.
-bool LeadsTo(ThreadLocks& table, const ThreadLocks& target,
-             std::vector<LockIncident::Step>& steps) {
+bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<LockIncident::Step>& steps)
+    SDM_REQUIRES(TheMonitor().pauseMutex) {
   table.isVisited = true;
   for (const auto& holder : TheMonitor().threads) {
     for (const Record& hold : holder->holds) {
@@ -283,7 +283,8 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target,
   return false;
 }
 
-void FindDeadlock(ThreadLocks& table, std::vector<LockIncident>& incidents) {
+void FindDeadlock(ThreadLocks& table, std::vector<LockIncident>& incidents)
+    SDM_REQUIRES(TheMonitor().pauseMutex) {
   for (const auto& other : TheMonitor().threads) other->isVisited = false;
   LockIncident incident;
   if (!LeadsTo(table, table, incident.steps)) return;
@@ -298,7 +299,8 @@ bool IsTooLong(const ThreadLocks& table, Clock::time_point now) {
          now - table.wait.since > bound;
 }
 
-LockIncident LongWaitOf(const ThreadLocks& table, Clock::time_point now) {
+LockIncident LongWaitOf(const ThreadLocks& table, Clock::time_point now)
+    SDM_REQUIRES(TheMonitor().pauseMutex) {
   LockIncident incident{LockIncident::Kind::LongWait, {{EntryOf(table.name, table.wait), {}}}, now};
   for (const auto& holder : TheMonitor().threads) {
     for (const Record& hold : holder->holds) {
@@ -311,7 +313,7 @@ LockIncident LongWaitOf(const ThreadLocks& table, Clock::time_point now) {
   return incident;
 }
 
-void FindLongWaits(std::vector<LockIncident>& incidents) {
+void FindLongWaits(std::vector<LockIncident>& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
   const Clock::time_point now = Now();
   for (const auto& table : TheMonitor().threads) {
     if (!IsTooLong(*table, now)) continue;
@@ -325,7 +327,7 @@ void CallHandler(const std::vector<LockIncident>& incidents) noexcept {
   if (incidents.empty()) return;
   std::shared_ptr<const LockMonitor::Handler> handler;
   {
-    const std::lock_guard lock(TheMonitor().pauseMutex);
+    const MutexLock lock(TheMonitor().pauseMutex);
     handler = TheMonitor().handler;
   }
   if (handler == nullptr || !*handler) return;
@@ -361,7 +363,7 @@ void SetWait(ThreadLocks& table, const LockRequest& lock, LockHolder who) {
 bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return false;
-  FindAndReport([&](std::vector<LockIncident>& incidents) {
+  FindAndReport([&](std::vector<LockIncident>& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
     SetWait(*table, lock, who);
     FindDeadlock(*table, incidents);
     FindLongWaits(incidents);
@@ -464,12 +466,12 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
   std::vector<LockIncident> incidents;
   LockReport report;
   {
-    const std::lock_guard turn(monitor.reportMutex);
+    const MutexLock turn(monitor.reportMutex);
     std::this_thread::sleep_until(monitor.nextReport);
     // Sized like the last report, so that it rarely allocates while the tables are paused.
     copies.reserve(monitor.lastReportSize + 16);
     const Pause pause;
-    for (const auto& table : monitor.threads) {
+    for (const auto& table : TheMonitor().threads) {
       for (const Record& hold : table->holds) copies.push_back({table->name, hold, false});
       if (table->isWaiting && table->waitIsShown)
         copies.push_back({table->name, table->wait, true});
@@ -511,7 +513,7 @@ void LockMonitor::Start() {
   monitor.fences.store(!hasBarrier, std::memory_order_relaxed);
   monitor.complete = true;
   // Locks recorded before the monitor was switched off may have been released since.
-  for (const auto& table : monitor.threads) table->holds.clear();
+  for (const auto& table : TheMonitor().threads) table->holds.clear();
   lockMonitorIsOn.store(true, std::memory_order_relaxed);
 }
 
@@ -526,7 +528,7 @@ bool LockMonitor::IsOn() {
 void LockMonitor::SetHandler(Handler handler, std::chrono::milliseconds longWait) {
   auto shared = std::make_shared<const Handler>(std::move(handler));
   Monitor& monitor = TheMonitor();
-  const std::lock_guard lock(monitor.pauseMutex);
+  const MutexLock lock(monitor.pauseMutex);
   monitor.handler.swap(shared);
   monitor.longWait.store(longWait, std::memory_order_relaxed);
 }

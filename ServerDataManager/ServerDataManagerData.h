@@ -13,15 +13,16 @@
 #include <string>
 #include <vector>
 
-// The caller holds the registry lock unless stated otherwise. The list of items is also guarded by
-// the leaf lock, because exit empties it under the leaf lock alone.
+// The list of items is guarded by the leaf lock, because exit empties it under the leaf lock alone.
+// To keep it unchanged between two operations, hold the registry lock as well.
 struct SDM_HIDDEN ServerDataManager::Data {
   // Holds the registry lock for a scope.
-  struct Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
-    explicit Lock(Data& data)
+  struct SDM_SCOPED_CAPABILITY Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
+    explicit Lock(Data& data) SDM_ACQUIRE(data.lock, sdm_internal::anyRegistryLock)
         : MonitoredGuard({LockReport::Kind::Registry, LockReport::Mode::Exclusive,
                           LocallyUniqueID(), data.owner, data.owner},
                          data.lock) {}
+    ~Lock() SDM_RELEASE() {}
   };
 
   explicit Data(ServerDataManager* registry) : owner(registry) {}
@@ -30,7 +31,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // the item owns the source, even if this throws later.
   void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
-           unsigned int caseSequence);
+           unsigned int caseSequence) SDM_REQUIRES(lock);
 
   // Add with the next identifier, which is returned. Takes the lock.
   LocallyUniqueID AddNew(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
@@ -42,16 +43,16 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   // The source that the filter hook returns for `ds`, or `ds` without a hook. Sets `ds` to null if
   // the returned source is not built on it: the hook then owns it.
-  ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const;
+  ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const SDM_REQUIRES(lock);
 
   // A new item with `ds`, not registered yet. If `name` is in use, it becomes the suppressed file
   // name.
   SvrDMItem* NewItem(ORVX_DataSource* ds, const std::string& name, bool quiet, LocallyUniqueID id,
-                     unsigned int caseSequence) const;
+                     unsigned int caseSequence) const SDM_REQUIRES(lock);
 
   // See ServerDataManager::GetDataSet.
-  SvrDMItemPtr Find(LocallyUniqueID id) const;
-  SvrDMItemPtr Find(const std::string& handle) const;
+  SvrDMItemPtr Find(LocallyUniqueID id) const SDM_REQUIRES(lock);
+  SvrDMItemPtr Find(const std::string& handle) const SDM_REQUIRES(lock);
 
   // The first item that satisfies `match`: its index, or Count() if there is none; the item, or an
   // empty pointer.
@@ -81,10 +82,10 @@ struct SDM_HIDDEN ServerDataManager::Data {
   void NotifyCreate(SvrDMItem& item);
 
   // The order of the fields is fixed: other binaries depend on it, and so does destruction.
-  std::vector<SvrDMItemPtr> items;                  // in the order of registration
-  std::list<ServerDataManagerObserver*> observers;  // borrowed
-  LocallyUniqueIDGenerator generator{0, 0};
-  CriticalSection lock;
+  std::vector<SvrDMItemPtr> items SDM_GUARDED_BY(sdm_internal::leafMutex);  // as registered
+  std::list<ServerDataManagerObserver*> observers SDM_GUARDED_BY(lock);     // borrowed
+  LocallyUniqueIDGenerator generator SDM_GUARDED_BY(lock){0, 0};
+  CriticalSection lock SDM_ACQUIRED_BEFORE(sdm_internal::leafMutex);
   ORVX_DataSourceFilterHook* filter = nullptr;  // borrowed; under no lock
   ServerDataManager* owner;
 
@@ -94,7 +95,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // unregistered one, is called from the next notice on.
   class Notice {
    public:
-    explicit Notice(const Data& data);
+    explicit Notice(const Data& data) SDM_REQUIRES(data.lock);
     Notice(const Notice&) = delete;
     Notice& operator=(const Notice&) = delete;
     ~Notice() { innermost_ = outer_; }

@@ -4,8 +4,7 @@
 #include <libdatastr/ORVX_RefCntObject.h>
 #include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
-
-#include <mutex>
+#include <ServerDataManager/ThreadSafety.h>
 
 using namespace sdm_internal;
 
@@ -30,7 +29,7 @@ class IteratorMaker {
   // Parent links are not const; a link is not part of the value of either source.
   IteratorMaker(ORVX_DataSource const& clone, ORVX_DataSource const* parent)
       : clone_(const_cast<ORVX_DataSource&>(clone)) {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     if (!IsAtWorkOn(clone_)) clone_.SetParentSource(const_cast<ORVX_DataSource*>(parent));
     next_ = newest;
     newest = this;
@@ -38,7 +37,7 @@ class IteratorMaker {
   IteratorMaker(IteratorMaker const&) = delete;
   IteratorMaker& operator=(IteratorMaker const&) = delete;
   ~IteratorMaker() {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     IteratorMaker** link = &newest;
     while (*link != this) link = &(*link)->next_;
     *link = next_;
@@ -47,13 +46,12 @@ class IteratorMaker {
 
   // The parent of `clone`; null while a call of MakeIterator has set the link.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& clone) {
-    const std::lock_guard lock(mutex);
+    const MutexLock lock(mutex);
     return IsAtWorkOn(clone) ? nullptr : clone.GetParentSource();
   }
 
  private:
-  // Under the mutex.
-  static bool IsAtWorkOn(ORVX_DataSource const& clone) {
+  static bool IsAtWorkOn(ORVX_DataSource const& clone) SDM_REQUIRES(mutex) {
     for (IteratorMaker const* maker = newest; maker != nullptr; maker = maker->next_) {
       if (&maker->clone_ == &clone) return true;
     }
@@ -61,11 +59,11 @@ class IteratorMaker {
   }
 
   // Held only while links are set and read; no other lock is acquired under it.
-  static inline std::mutex mutex;
-  static inline IteratorMaker* newest = nullptr;
+  static inline Mutex mutex;
+  static inline IteratorMaker* newest SDM_GUARDED_BY(mutex) = nullptr;
 
   ORVX_DataSource& clone_;
-  IteratorMaker* next_;  // under the mutex
+  IteratorMaker* next_ SDM_GUARDED_BY(mutex);
 };
 
 }  // namespace

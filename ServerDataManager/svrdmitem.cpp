@@ -100,7 +100,8 @@ void SvrDMItem::FileName(std::string&& fileName) noexcept {
 }
 
 std::string SvrDMItem::SuppressedFileName() const {
-  return CopyOfName(suppressedFileName_);
+  const LeafLock held;
+  return suppressedFileName_;
 }
 
 bool SvrDMItem::HasSuppressedFileName(std::string_view fileName) const {
@@ -284,12 +285,13 @@ void SvrDMItem::WindowHidden(bool hidden) {
 // ---------------------------------------------------------------------------------------------
 // Observers and change messages
 
-class SvrDMItem::NotificationGuard : public MonitoredGuard<sfGuard> {
+class SDM_SCOPED_CAPABILITY SvrDMItem::NotificationGuard : MonitoredGuard<sfGuard> {
  public:
-  explicit NotificationGuard(SvrDMItem& item)
+  explicit NotificationGuard(SvrDMItem& item) SDM_ACQUIRE(item.notificationMutex_)
       : MonitoredGuard({LockReport::Kind::Notification, LockReport::Mode::Exclusive, item.id_,
                         &item, item.manager_},
                        item.notificationMutex_, kExclusive) {}
+  ~NotificationGuard() SDM_RELEASE() {}
 };
 
 void SvrDMItem::Register(SvrDMDataSetObserver& observer) {
@@ -304,6 +306,7 @@ void SvrDMItem::Unregister(SvrDMDataSetObserver& observer) {
 
 void SvrDMItem::AddNotification(DataSetMsg* message) {
   std::unique_ptr<DataSetMsg> owned(message);
+  CallerHoldsWriteLock();
   notifications_.push_back(message);
   static_cast<void>(owned.release());
 }
@@ -313,12 +316,14 @@ void SvrDMItem::ClearNotifications() {
 }
 
 void SvrDMItem::TruncateNotifications(std::size_t count) {
+  CallerHoldsWriteLock();
   const auto first = notifications_.begin() + static_cast<std::ptrdiff_t>(count);
   std::for_each(first, notifications_.end(), [](DataSetMsg* message) { delete message; });
   notifications_.erase(first, notifications_.end());
 }
 
 void SvrDMItem::Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator) {
+  CallerHoldsWriteLock();
   UpdateObserverView();
   if (notifications_.empty()) return;
   if (NotifyDelete() && !NotifiedCreation()) manager_->NotifyCreate(*this);
@@ -342,6 +347,7 @@ void SvrDMItem::CallObservers(SvrDMWriteableDataSource const* writer,
 }
 
 void SvrDMItem::BulkVarMoves(bool bulk) {
+  CallerHoldsWriteLock();
   observerView_.SetBulkVarMoves(bulk);
 }
 
@@ -349,7 +355,8 @@ void SvrDMItem::BulkVarMoves(bool bulk) {
 // Saved file, creation time, password
 
 void SvrDMItem::LockSavFileInUse() {
-  const std::string fileName = CopyOfName(fileName_);
+  CallerHoldsWriteLock();
+  const std::string fileName = CopyOfName(FileName());
   if (fileName == lockedFileName_) return;
   UnlockSavFileInUse();
   if (fileName.empty()) return;
@@ -366,6 +373,7 @@ void SvrDMItem::LockSavFileInUse() {
 }
 
 void SvrDMItem::UnlockSavFileInUse() {
+  CallerHoldsWriteLock();
   if (lockedFile_ == nullptr) return;
   std::fclose(lockedFile_);
   lockedFile_ = nullptr;
@@ -374,6 +382,7 @@ void SvrDMItem::UnlockSavFileInUse() {
 }
 
 bool SvrDMItem::SavFileExternallyChanged() {
+  CallerHoldsWriteLock();
   struct stat status {};
   return lockedFile_ != nullptr && fstat(fileno(lockedFile_), &status) == 0 &&
          status.st_mtime != lockedFileTime_;

@@ -31,6 +31,7 @@
 #include <ServerDataManager/InteractiveErrorMonitor.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/ObserverView.h>
+#include <ServerDataManager/ThreadSafety.h>
 
 #include <chrono>
 #include <cstddef>
@@ -51,6 +52,10 @@ class SvrDMWriteableDataSource;
 namespace sdm_internal {
 struct LockHolder;
 struct LockRequest;
+
+// For annotations. The locks in their order: those of a dataset, below, then these two.
+extern SDM_HIDDEN Mutex leafMutex;                                       // see LeafLock.h
+extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // stands for; not defined
 }  // namespace sdm_internal
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
@@ -129,12 +134,12 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any; a lock may be released on another thread than it was acquired on.
 
   // Waits for the read lock and returns true. `tryOnly` is ignored: readers always wait.
-  bool AcquireReadLock(bool tryOnly);
+  bool AcquireReadLock(bool tryOnly) SDM_EXCLUDES(sdm_internal::anyRegistryLock);
 
   // Waits for the write lock and returns true. With `tryOnly`, does not wait but returns false if
   // the lock is not free; a failed try disables ReleaseLock permanently.
   // SvrDMWriteableDataSource::TryWrite has no such effect.
-  bool AcquireWriteLock(bool tryOnly);
+  bool AcquireWriteLock(bool tryOnly) SDM_EXCLUDES(sdm_internal::anyRegistryLock);
 
   // Releases the lock, whether held for reading or for writing. Does nothing after any failed
   // AcquireWriteLock(true) on this item: the lock then stays held forever.
@@ -190,7 +195,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // another observer threw receive the same messages again.
   // Threads: the thread that holds the write lock. Takes the notification mutex, then releases it
   // and takes the registry lock, then the notification mutex again.
-  void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
+  void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator)
+      SDM_EXCLUDES(sdm_internal::anyRegistryLock);
 
   // The number of the client that makes the current change. Other binaries read the field; this
   // library only stores it.
@@ -275,17 +281,25 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   friend class SvrDMWriteableDataSource;
   class NotificationGuard;
 
-  // The same, with the handle for the lock monitor.
-  SDM_HIDDEN bool AcquireReadLock(bool tryOnly, const sdm_internal::LockHolder& who);
-  SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, const sdm_internal::LockHolder& who);
-  void ReleaseLock(const void* handle);
+  // The same, with the handle for the lock monitor. Unchecked: a handle holds the lock from its
+  // construction to its destruction, on any thread, which the analysis cannot follow.
+  SDM_HIDDEN bool AcquireReadLock(bool tryOnly, const sdm_internal::LockHolder& who)
+      SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
+  SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, const sdm_internal::LockHolder& who)
+      SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
+  void ReleaseLock(const void* handle) SDM_UNCHECKED;
   // Wait at most `longest`. If they return false, nothing has changed.
-  bool AcquireReadLockWithin(std::chrono::milliseconds longest);
-  bool AcquireWriteLockWithin(std::chrono::milliseconds longest);
+  bool AcquireReadLockWithin(std::chrono::milliseconds longest)
+      SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
+  bool AcquireWriteLockWithin(std::chrono::milliseconds longest)
+      SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
+  // Called first by each operation for the thread that holds the write lock; does nothing.
+  void CallerHoldsWriteLock() const SDM_ASSERT_HELD(lock_) {}
   SDM_HIDDEN sdm_internal::LockRequest DataLock(bool forWriting) const;
 
-  void UpdateObserverView();
-  void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator);
+  void UpdateObserverView() SDM_REQUIRES(lock_);
+  void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator)
+      SDM_REQUIRES(lock_);
 
   // The order of the fields is fixed: other binaries depend on it.
 
@@ -293,23 +307,23 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   ORVX_DataSource* dataSource_;  // plain; owned, with its chain
 
   // Names: set and compared under the library's leaf lock.
-  std::string handle_;
-  std::string fileName_;
-  std::string suppressedFileName_;
+  std::string handle_ SDM_GUARDED_BY(sdm_internal::leafMutex);
+  std::string fileName_ SDM_GUARDED_BY(sdm_internal::leafMutex);
+  std::string suppressedFileName_ SDM_GUARDED_BY(sdm_internal::leafMutex);
 
   std::string password_;  // under no lock
   bool passwordMangled_ = false;
 
-  sfMutexRW lock_;
-  sfMutex notificationMutex_;
+  sfMutexRW lock_ SDM_ACQUIRED_BEFORE(notificationMutex_);
+  sfMutex notificationMutex_ SDM_ACQUIRED_BEFORE(sdm_internal::anyRegistryLock);
 
-  std::list<SvrDMDataSetObserver*> observers_;  // under the notification mutex
-  std::vector<DataSetMsg*> notifications_;      // owned; under the write lock
+  std::list<SvrDMDataSetObserver*> observers_ SDM_GUARDED_BY(notificationMutex_);
+  std::vector<DataSetMsg*> notifications_ SDM_GUARDED_BY(lock_);  // owned
   InteractiveErrorMonitor errorMonitor_;
 
   LocallyUniqueID id_;
-  unsigned int caseSequence_;       // plain
-  SvrDMObserverView observerView_;  // under the notification mutex and the write lock
+  unsigned int caseSequence_;  // plain
+  SvrDMObserverView observerView_ SDM_GUARDED_BY(lock_);
 
   // Plain counters and flags.
   std::int32_t writersCount_ = 0;
@@ -322,10 +336,11 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   bool windowHidden_ = false;
   bool notifiedCreation_ = false;
 
-  // The open saved file; null, empty and 0 if none. Under the write lock.
-  std::FILE* lockedFile_ = nullptr;
-  std::string lockedFileName_;
-  std::int64_t lockedFileTime_ = 0;  // modification time in whole seconds; 0 if unknown
+  // The open saved file; null, empty and 0 if none.
+  std::FILE* lockedFile_ SDM_GUARDED_BY(lock_) = nullptr;
+  std::string lockedFileName_ SDM_GUARDED_BY(lock_);
+  // Modification time in whole seconds; 0 if unknown.
+  std::int64_t lockedFileTime_ SDM_GUARDED_BY(lock_) = 0;
 
   SvrBootstrapSpecs* bootstrapSpecs_ = nullptr;  // plain; owned
   double creationTime_ = 0.0;

@@ -49,7 +49,7 @@ ChangeStreamObserver::~ChangeStreamObserver() = default;
 
 template <class Fill>
 void ChangeStreamObserver::Send(Fill fill) noexcept {
-  const std::lock_guard<std::mutex> guard(sending_);
+  const sdm_internal::MutexLock guard(sending_);
   if (lost_) return;
   try {
     ChangeFrame frame;
@@ -65,7 +65,7 @@ void ChangeStreamObserver::Send(Fill fill) noexcept {
 }
 
 void ChangeStreamObserver::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
-  Send([&](ChangeFrame& frame) {
+  Send([&](ChangeFrame& frame) SDM_REQUIRES(sending_) {
     frame.kind = ChangeFrame::Kind::Pass;
     frame.dataset = writer->GetDataSetID();
     frame.passNumber = ++passNumber_;
@@ -78,7 +78,7 @@ void ChangeStreamObserver::OnDataSetChanged(SvrDMWriteableDataSource const* writ
 }
 
 void ChangeStreamObserver::SendSnapshot(const SvrDMInputDataSource& reader) {
-  Send([&](ChangeFrame& frame) {
+  Send([&](ChangeFrame& frame) SDM_REQUIRES(sending_) {
     const ORVX_DataSource& source = OrEmpty(*reader);
     frame.kind = ChangeFrame::Kind::Snapshot;
     frame.dataset = reader.GetDataSetID();

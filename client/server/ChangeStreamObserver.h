@@ -15,11 +15,11 @@
 #include <client/DictionaryDigest.h>
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <ServerDataManager/ThreadSafety.h>
 
 #include <atomic>
 #include <cstdint>
 #include <exception>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -80,10 +80,9 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
 
   PackageProxy& proxy_;
 
-  // under sending_, which is acquired after the dataset's locks
-  std::mutex sending_;
-  std::uint64_t passNumber_ = 0;
-  DictionaryDigester digester_;
+  sdm_internal::Mutex sending_;  // acquired after the dataset's locks
+  std::uint64_t passNumber_ SDM_GUARDED_BY(sending_) = 0;
+  DictionaryDigester digester_ SDM_GUARDED_BY(sending_);
 
   std::exception_ptr why_;  // set before lost_, once
   std::atomic<bool> lost_{false};

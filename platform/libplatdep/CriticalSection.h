@@ -10,23 +10,27 @@
 #define LIBPLATDEP_CRITICALSECTION_H_
 
 #include <ServerDataManager/Export.h>
+#include <ServerDataManager/ThreadSafety.h>
 #include <mutex>
 
 // Held by one thread at a time, any number of times over; free again when every Lock of that thread
 // has gone. Free when it is destroyed.
 //
 // Threads: any.
-class SDM_EXPORT CriticalSection {
+class SDM_EXPORT SDM_CAPABILITY("mutex") CriticalSection {
  public:
   CriticalSection() = default;
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
   // Holds `section`, which must outlive it, for a scope. Made and destroyed on one thread.
-  class Lock {
+  class SDM_SCOPED_CAPABILITY Lock {
    public:
     // Waits while another thread holds it.
-    explicit Lock(CriticalSection& section) : held_(section.mutex_) {}
+    explicit Lock(CriticalSection& section) SDM_ACQUIRE(section) : held_(section.mutex_) {}
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    ~Lock() SDM_RELEASE() {}
 
    private:
     std::lock_guard<std::recursive_mutex> held_;

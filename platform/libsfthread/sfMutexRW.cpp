@@ -18,15 +18,16 @@ constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
 void sfMutexRW::readLock() {
   mine = {this, mine.first == this ? mine.second + 1 : 1};
   if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) == 0) return;
-  std::unique_lock lock(mutex_);
+  sdm_internal::MutexLock lock(mutex_);
   if (MayRead(/*nested=*/mine.second > 1)) return;
-  const auto isAdmitted = [this, turn = readersTurn_] { return readersTurn_ != turn; };
+  const auto isAdmitted = [this, turn = readersTurn_]()
+                              SDM_REQUIRES(mutex_) { return readersTurn_ != turn; };
   const auto isWritten = [this] { return (state_ & kWriting) != 0; };
   const auto opening = opening_;
   ++waitingReaders_;
   End(kRead);
-  if (isWritten() || readers_.wait_until(lock, opening, isAdmitted) || isWritten()) {
-    return readers_.wait(lock, isAdmitted);
+  if (isWritten() || readers_.wait_until(lock.ForWaiting(), opening, isAdmitted) || isWritten()) {
+    return readers_.wait(lock.ForWaiting(), isAdmitted);
   }
   --waitingReaders_;
   state_ += kRead;
@@ -36,7 +37,7 @@ bool sfMutexRW::tryReadLock() {
   const int reads = mine.first == this ? mine.second : 0;
   unsigned state = state_;
   if (state % kRead != 0 || !state_.compare_exchange_strong(state, state + kRead)) {
-    const std::lock_guard lock(mutex_);
+    const sdm_internal::MutexLock lock(mutex_);
     if (!MayRead(/*nested=*/reads > 0)) return false;
     state_ += kRead;
   }
@@ -46,9 +47,10 @@ bool sfMutexRW::tryReadLock() {
 
 void sfMutexRW::writeLock() {
   if (tryWriteLock()) return;
-  std::unique_lock lock(mutex_);
+  sdm_internal::MutexLock lock(mutex_);
   if (state_.fetch_or(kAwaited) == 0) return static_cast<void>(state_ += kWriting);
-  writers_.wait(lock, [this, turn = writersAsked_++] { return turn < writersAdmitted_; });
+  writers_.wait(lock.ForWaiting(), [this, turn = writersAsked_++]()
+                                       SDM_REQUIRES(mutex_) { return turn < writersAdmitted_; });
 }
 
 bool sfMutexRW::tryWriteLock() {
@@ -63,7 +65,7 @@ void sfMutexRW::unlock() noexcept {
     const unsigned held = (state & kWriting) != 0 ? kWriting : kRead;
     if ((state & kAwaited) == 0) {
       if (state_.compare_exchange_weak(state, state - held)) return;
-    } else if (const std::lock_guard lock(mutex_); waitingReaders_ > 0 || AWriterWaits()) {
+    } else if (const sdm_internal::MutexLock lock(mutex_); waitingReaders_ > 0 || AWriterWaits()) {
       return End(held);
     } else {
       state = state_ &= ~kAwaited;

@@ -7,10 +7,10 @@
 #define LIBSFTHREAD_SFMUTEXRW_H_
 
 #include <ServerDataManager/Export.h>
+#include <ServerDataManager/ThreadSafety.h>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <mutex>
 
 // Free, held by any number of reads, or held by one write. It counts reads and does not know which
 // thread has which. Its promises, each with its test (in tests/):
@@ -30,30 +30,30 @@
 // lock is open to them for 20 ms, closed for up to 160, open for 40, and so on up to 1.28 s, until
 // the writer gets in. A thread that already reads gets in at once the first time.
 // Threads: any. The lock must not be destroyed while a thread waits for it.
-class SDM_EXPORT sfMutexRW {
+class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
  public:
   // Wait until the lock is held. A thread that holds a conflicting lock itself waits forever.
-  void readLock();
-  void writeLock();
+  void readLock() SDM_ACQUIRE_SHARED() SDM_UNCHECKED;
+  void writeLock() SDM_ACQUIRE() SDM_UNCHECKED;
   // Never wait. A read fails where readLock() would wait, a write unless the lock is free.
-  bool tryReadLock();
-  bool tryWriteLock();
+  bool tryReadLock() SDM_TRY_ACQUIRE_SHARED(true) SDM_UNCHECKED;
+  bool tryWriteLock() SDM_TRY_ACQUIRE(true) SDM_UNCHECKED;
   // Ends the write, or one read, whoever took it. Does nothing where nothing is held.
-  void unlock() noexcept;
+  void unlock() noexcept SDM_RELEASE_GENERIC() SDM_UNCHECKED;
 
  private:
-  bool AWriterWaits() const { return writersAsked_ != writersAdmitted_; }
-  bool MayRead(bool nested);
-  void End(unsigned held);
+  bool AWriterWaits() const SDM_REQUIRES(mutex_) { return writersAsked_ != writersAdmitted_; }
+  bool MayRead(bool nested) SDM_REQUIRES(mutex_);
+  void End(unsigned held) SDM_REQUIRES(mutex_);
 
   std::atomic<unsigned> state_ = 0;
-  std::mutex mutex_;
-  // under mutex_
+  sdm_internal::Mutex mutex_;
   std::condition_variable readers_, writers_;
-  unsigned waitingReaders_ = 0, readersTurn_ = 0;
-  unsigned long writersAsked_ = 0, writersAdmitted_ = 0;
-  std::chrono::milliseconds closedFor_{};
-  std::chrono::steady_clock::time_point opening_{};
+  unsigned waitingReaders_ SDM_GUARDED_BY(mutex_) = 0, readersTurn_ SDM_GUARDED_BY(mutex_) = 0;
+  unsigned long writersAsked_ SDM_GUARDED_BY(mutex_) = 0;
+  unsigned long writersAdmitted_ SDM_GUARDED_BY(mutex_) = 0;
+  std::chrono::milliseconds closedFor_ SDM_GUARDED_BY(mutex_){};
+  std::chrono::steady_clock::time_point opening_ SDM_GUARDED_BY(mutex_){};
 };
 
 #endif  // LIBSFTHREAD_SFMUTEXRW_H_

@@ -1,0 +1,60 @@
+// What the analysis of the locks must find: with MISTAKE 0 this compiles, with any other number of
+// lock_mistakes.sh it does not. Only compiled, never linked.
+
+#include <libsfthread/sfGuard.h>
+#include <ServerDataManager/LeafLock.h>
+#include <ServerDataManager/ServerDataManagerData.h>
+#include <ServerDataManager/svrdmitem.h>
+
+using namespace sdm_internal;
+
+// A field without its lock.
+std::size_t ServerDataManager::Data::Count() const {
+#if MISTAKE != 1
+  const LeafLock held;
+#endif
+  return items.size();
+}
+
+// An operation without the lock that it requires.
+SvrDMItemPtr ServerDataManager::GetDataSet(const LocallyUniqueID& id) const {
+#if MISTAKE != 2
+  const Data::Lock held(*data_);
+#endif
+  return data_->Find(id);
+}
+
+// The registry lock under the leaf lock.
+void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {
+#if MISTAKE == 3
+  const LeafLock tooEarly;
+#endif
+  const Data::Lock held(*data_);
+  data_->observers.remove(&observer);
+}
+
+// A dataset's lock under the registry lock.
+void ServerDataManager::NotifyCreate(SvrDMItem& item) {
+#if MISTAKE == 4
+  const Data::Lock held(*data_);
+#endif
+  item.AcquireReadLock(/*tryOnly=*/false);
+}
+
+// A field of a dataset without what its callers promise.
+void SvrDMItem::AddNotification(DataSetMsg* message) {
+#if MISTAKE != 5
+  CallerHoldsWriteLock();
+#endif
+  notifications_.push_back(message);
+}
+
+// A dataset's lock under its notification mutex.
+void SvrDMItem::Register(SvrDMDataSetObserver& observer) {
+  const sfGuard guard(notificationMutex_, 1);
+#if MISTAKE == 6
+  lock_.readLock();
+  lock_.unlock();
+#endif
+  observers_.push_back(&observer);
+}
