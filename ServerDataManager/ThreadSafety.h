@@ -1,6 +1,7 @@
-// Annotations for Clang's thread-safety analysis (-Wthread-safety), which checks while it compiles
-// that a field is used under its lock and that locks are taken in their order. Other compilers see
-// none of them. The analysis looks at one function at a time and at no constructor or destructor.
+// Annotations for Clang's thread-safety analysis (-Wthread-safety), which checks at compile time
+// that fields are used under their locks and that locks are acquired in order. They expand to
+// nothing for other compilers. The analysis checks one function at a time, and no constructors or
+// destructors.
 //
 //   mutable sdm_internal::Mutex mutex_;
 //   int count_ SDM_GUARDED_BY(mutex_) = 0;
@@ -21,32 +22,33 @@
 #define SDM_ANNOTATE(attribute)
 #endif
 
-// A class: it is a lock, or it holds a lock for a scope.
+// For a class: it is a lock, or holds a lock for a scope.
 #define SDM_CAPABILITY(kind) SDM_ANNOTATE(capability(kind))
 #define SDM_SCOPED_CAPABILITY SDM_ANNOTATE(scoped_lockable)
 
-// A field or variable: the lock that it is used under; for a lock, the locks that come after it.
+// For a field or variable: the lock that guards it; for a lock, the locks that are acquired after
+// it.
 #define SDM_GUARDED_BY(lock) SDM_ANNOTATE(guarded_by(lock))
 #define SDM_ACQUIRED_BEFORE(...) SDM_ANNOTATE(acquired_before(__VA_ARGS__))
 
-// A function: what it does to the locks named, or to its object where none is.
+// For a function: its effect on the given locks, or on its own object without arguments.
 #define SDM_ACQUIRE(...) SDM_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define SDM_ACQUIRE_SHARED(...) SDM_ANNOTATE(acquire_shared_capability(__VA_ARGS__))
 #define SDM_TRY_ACQUIRE(...) SDM_ANNOTATE(try_acquire_capability(__VA_ARGS__))
 #define SDM_TRY_ACQUIRE_SHARED(...) SDM_ANNOTATE(try_acquire_shared_capability(__VA_ARGS__))
 #define SDM_RELEASE(...) SDM_ANNOTATE(release_capability(__VA_ARGS__))
 #define SDM_RELEASE_GENERIC(...) SDM_ANNOTATE(release_generic_capability(__VA_ARGS__))
-// Its caller holds them, or does not.
+// The caller must hold them, or must not.
 #define SDM_REQUIRES(...) SDM_ANNOTATE(requires_capability(__VA_ARGS__))
 #define SDM_EXCLUDES(...) SDM_ANNOTATE(locks_excluded(__VA_ARGS__))
-// They are held after the call, although the analysis has not seen who acquired them.
+// They are held after the call, although the analysis has not seen them acquired.
 #define SDM_ASSERT_HELD(...) SDM_ANNOTATE(assert_capability(__VA_ARGS__))
-// Its body is not analysed.
+// The body is not analysed.
 #define SDM_UNCHECKED SDM_ANNOTATE(no_thread_safety_analysis)
 
 namespace sdm_internal {
 
-// std::mutex with annotations, which the standard library's own may lack.
+// std::mutex with annotations, which the standard library may lack.
 class SDM_CAPABILITY("mutex") Mutex {
  private:
   friend class MutexLock;
@@ -61,7 +63,7 @@ class SDM_SCOPED_CAPABILITY MutexLock {
   MutexLock& operator=(const MutexLock&) = delete;
   ~MutexLock() SDM_RELEASE() {}
 
-  // For a condition variable to wait with: the mutex is held again when the wait returns.
+  // For waiting with a condition variable: the mutex is held again when the wait returns.
   std::unique_lock<std::mutex>& ForWaiting() { return lock_; }
 
  private:

@@ -53,9 +53,9 @@ namespace sdm_internal {
 struct LockHolder;
 struct LockRequest;
 
-// For annotations. The locks in their order: those of a dataset, below, then these two.
+// For annotations. The order of locks: first the locks of a dataset, below, then these two.
 extern SDM_HIDDEN Mutex leafMutex;                                       // see LeafLock.h
-extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // stands for; not defined
+extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // symbolic; not defined
 }  // namespace sdm_internal
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
@@ -293,7 +293,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
   bool AcquireWriteLockWithin(std::chrono::milliseconds longest)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
-  // Called first by each operation for the thread that holds the write lock; does nothing.
+  // For annotations: called first by operations for the thread that holds the write lock. Does
+  // nothing.
   void CallerHoldsWriteLock() const SDM_ASSERT_HELD(lock_) {}
   SDM_HIDDEN sdm_internal::LockRequest DataLock(bool forWriting) const;
 

@@ -5,8 +5,8 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   add_compile_options(-Wno-restrict)
 endif()
-# The locks of the bundled platform carry annotations (ServerDataManager/ThreadSafety.h), a vendor's none.
-# The beta part checks the order of locks.
+# Only the locks of the bundled platform have annotations (ServerDataManager/ThreadSafety.h). The
+# beta option checks the order of locks.
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLATFORM_libplatdep_ROOT AND NOT PLATFORM_libsfthread_ROOT)
   set(SDM_CHECK_LOCKS -Wthread-safety -Wthread-safety-beta)
   add_compile_options(${SDM_CHECK_LOCKS})

@@ -1,4 +1,4 @@
-// CriticalSection: a lock that the thread holding it may take again.
+// CriticalSection: a recursive lock.
 //
 //   CriticalSection section;
 //   {
@@ -13,8 +13,8 @@
 #include <ServerDataManager/ThreadSafety.h>
 #include <mutex>
 
-// Held by one thread at a time, any number of times over; free again when every Lock of that thread
-// has gone. Free when it is destroyed.
+// Held by one thread at a time, until all its Lock objects are destroyed. Must be free when it is
+// destroyed.
 //
 // Threads: any.
 class SDM_EXPORT SDM_CAPABILITY("mutex") CriticalSection {
@@ -23,7 +23,7 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") CriticalSection {
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  // Holds `section`, which must outlive it, for a scope. Made and destroyed on one thread.
+  // Holds `section`, which must outlive it, for a scope. Destroy it on the thread that created it.
   class SDM_SCOPED_CAPABILITY Lock {
    public:
     // Waits while another thread holds it.

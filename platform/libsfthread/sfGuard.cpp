@@ -1,4 +1,3 @@
-// The scoped form of the plain lock.
 
 #include <libsfthread/sfGuard.h>
 

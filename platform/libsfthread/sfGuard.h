@@ -9,12 +9,11 @@
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/ThreadSafety.h>
 
-// Threads: made and destroyed on one thread.
+// Threads: destroy it on the thread that created it.
 class SDM_EXPORT SDM_SCOPED_CAPABILITY sfGuard {
  public:
-  // Takes `mutex`, which must outlive the guard. `lockType` 1 holds it until the guard is
-  // destroyed; any other number throws std::invalid_argument that names it, and the mutex is not
-  // touched.
+  // Locks `mutex`, which must outlive the guard, until the guard is destroyed. `lockType` must be
+  // 1; for any other number, throws std::invalid_argument and does not touch the mutex.
   sfGuard(sfMutex& mutex, int lockType) SDM_ACQUIRE(mutex);
   sfGuard(const sfGuard&) = delete;
   sfGuard& operator=(const sfGuard&) = delete;

@@ -1,4 +1,3 @@
-// The plain lock.
 
 #include <libsfthread/sfMutex.h>
 

@@ -1,4 +1,4 @@
-// sfMutex: a plain lock. Take it through sfGuard where it is held for a scope.
+// sfMutex: a plain mutex. Use sfGuard to hold it for a scope.
 
 #ifndef LIBSFTHREAD_SFMUTEX_H_
 #define LIBSFTHREAD_SFMUTEX_H_
@@ -7,8 +7,8 @@
 #include <ServerDataManager/ThreadSafety.h>
 #include <mutex>
 
-// Held by one thread at a time and not recursive: a thread that takes it twice waits for itself.
-// The thread that took it releases it, and it is free when it is destroyed.
+// Not recursive: a thread that locks it twice deadlocks. The thread that locked it must unlock it,
+// and it must be unlocked when it is destroyed.
 //
 // Threads: any.
 class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutex {
@@ -17,14 +17,14 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutex {
   sfMutex(const sfMutex&) = delete;
   sfMutex& operator=(const sfMutex&) = delete;
 
-  // Waits until it is free, then holds it.
+  // Waits for the mutex, then holds it.
   void lock() SDM_ACQUIRE() SDM_UNCHECKED;
-  // False, without waiting, where another thread holds it. Not for the thread that holds it.
+  // Returns false, without waiting, if another thread holds it. Not for the thread that holds it.
   bool tryLock() SDM_TRY_ACQUIRE(true) SDM_UNCHECKED;
   void unlock() SDM_RELEASE() SDM_UNCHECKED;
 
  private:
-  // Not annotated itself, so what is done to it is unchecked.
+  // Not annotated, so its use is not checked.
   std::mutex mutex_;
 };
 

@@ -1,5 +1,6 @@
-// The reader/writer lock: one atomic word while nobody waits. Whoever ends a lock that others wait
-// for hands it over: it changes the word on behalf of those it admits, so nobody slips in.
+// The reader/writer lock: one atomic word while nobody waits. A thread that releases a lock with
+// waiters passes it on: it changes the word on behalf of the threads that it admits, so that no
+// other thread can overtake them.
 
 #include <libsfthread/sfMutexRW.h>
 
@@ -7,14 +8,16 @@
 #include <utility>
 
 namespace {
-// The word: kRead for each read, and two bits. With kAwaited set, locks end under mutex_ only.
+// The word: kRead for each read, and two bits. With kAwaited set, locks are released only under
+// mutex_.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
-// The lock that this thread read last, and its reads: only a hint, others may have ended them.
+// The lock that this thread last read, and its number of reads. A hint: other threads may have
+// released them.
 [[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
 }  // namespace
 
-// Counts the read first, which is fastest, and takes that back where it has to wait.
+// Counts the read first, which is fastest, and undoes it if it has to wait.
 void sfMutexRW::readLock() {
   mine = {this, mine.first == this ? mine.second + 1 : 1};
   if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) == 0) return;
@@ -25,7 +28,7 @@ void sfMutexRW::readLock() {
   const auto isWritten = [this] { return (state_ & kWriting) != 0; };
   const auto opening = opening_;
   ++waitingReaders_;
-  End(kRead);
+  Release(kRead);
   if (isWritten() || readers_.wait_until(lock.ForWaiting(), opening, isAdmitted) || isWritten()) {
     return readers_.wait(lock.ForWaiting(), isAdmitted);
   }
@@ -49,7 +52,7 @@ void sfMutexRW::writeLock() {
   if (tryWriteLock()) return;
   sdm_internal::MutexLock lock(mutex_);
   if (state_.fetch_or(kAwaited) == 0) return static_cast<void>(state_ += kWriting);
-  writers_.wait(lock.ForWaiting(), [this, turn = writersAsked_++]()
+  writers_.wait(lock.ForWaiting(), [this, turn = writersQueued_++]()
                                        SDM_REQUIRES(mutex_) { return turn < writersAdmitted_; });
 }
 
@@ -58,23 +61,24 @@ bool sfMutexRW::tryWriteLock() {
   return state_.compare_exchange_strong(free, kWriting);
 }
 
-// Once the lock has ended, it touches nothing of it: whoever holds it next may destroy it.
+// Does not access the object after releasing: the next holder may destroy it.
 void sfMutexRW::unlock() noexcept {
   if (mine.first == this && mine.second > 0) --mine.second;
   for (unsigned state = state_; state != 0;) {
     const unsigned held = (state & kWriting) != 0 ? kWriting : kRead;
     if ((state & kAwaited) == 0) {
       if (state_.compare_exchange_weak(state, state - held)) return;
-    } else if (const sdm_internal::MutexLock lock(mutex_); waitingReaders_ > 0 || AWriterWaits()) {
-      return End(held);
+    } else if (const sdm_internal::MutexLock lock(mutex_);
+               waitingReaders_ > 0 || HasWaitingWriter()) {
+      return Release(held);
     } else {
       state = state_ &= ~kAwaited;
     }
   }
 }
 
-// Ends a lock under mutex_ and, where it was the last, admits those who are next.
-void sfMutexRW::End(unsigned held) {
+// Releases a lock under mutex_ and, if it was the last, admits the next waiters.
+void sfMutexRW::Release(unsigned held) {
   if ((state_ -= held) != kAwaited && held == kRead) return;
   if (held == kWriting && waitingReaders_ > 0) {
     state_ += kRead * std::exchange(waitingReaders_, 0U);
@@ -88,10 +92,10 @@ void sfMutexRW::End(unsigned held) {
   writers_.notify_all();
 }
 
-// Under mutex_, which from here on must be held to end a lock.
+// Called under mutex_. From here on, locks are released only under mutex_.
 bool sfMutexRW::MayRead(bool nested) {
   if ((state_.fetch_or(kAwaited) & kWriting) != 0) return false;
-  if (!AWriterWaits()) return true;
+  if (!HasWaitingWriter()) return true;
   const auto now = std::chrono::steady_clock::now();
   if (now > opening_ + closedFor_ / 4) {
     closedFor_ = std::clamp(2 * closedFor_, kFirstClosing, kLongestClosing);

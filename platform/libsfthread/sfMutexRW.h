@@ -1,6 +1,6 @@
-// sfMutexRW: a lock for many readers or one writer. No reader waits forever for a waiting writer.
+// sfMutexRW: a reader/writer lock. Readers never wait forever for a waiting writer.
 //
-//   lock.readLock();     // beside other readers
+//   lock.readLock();     // shared with other readers
 //   lock.unlock();
 
 #ifndef LIBSFTHREAD_SFMUTEXRW_H_
@@ -12,45 +12,48 @@
 #include <chrono>
 #include <condition_variable>
 
-// Free, held by any number of reads, or held by one write. It counts reads and does not know which
-// thread has which. Its promises, each with its test (in tests/):
+// The lock counts reads; it does not know which threads hold them. Guarantees, with their tests (in
+// tests/):
 //
-//   A write has the lock alone.                     MutexRWFairness.ReadersSeeWholeWritesOnly
-//   Any thread may end a read or a write.           MutexRW.AnotherThreadMayEndARead, ..AWrite
-//   Writers go first come, first served.            MutexRW.WaitingWritersGoFirstComeFirstServed
-//   A reader lets one writer pass at most.          MutexRW.AReleasingWriterLetsInAllWaitingReaders
-//   A writer that only waits stops no reader for    MutexRWBehindAWriter, all tests
-//   good, whoever reads, nests, helps or ends.
-//   Overlapping reads, each under 1.28 s, keep no   MutexRWFairness.AWriterGetsInWhile...
-//   writer out.
-//   Taking and ending a lock needs no memory.       MutexRWMemory
-//   It may be destroyed while it is held.           MutexRWLifetime.MayEndWhileHeld
-//   All of this at once.                            MutexRWModel, MutexRWStress
-// While a writer waits for reads to end, new reads wait behind it, but for 80 ms at most. Then the
-// lock is open to them for 20 ms, closed for up to 160, open for 40, and so on up to 1.28 s, until
-// the writer gets in. A thread that already reads gets in at once the first time.
+//   A write excludes all others.                    MutexRWFairness.ReadersSeeOnlyCompleteWrites
+//   Any thread may release a read or a write.       MutexRW.AnotherThreadMayReleaseARead, ..AWrite
+//   Writers are served in order.                    MutexRW.WaitingWritersAreServedInOrder
+//   A reader waits for at most one writer.          MutexRW.AReleasingWriterAdmitsAllWaitingReaders
+//   A waiting writer never blocks a reader          MutexRWBehindAWriter, all tests
+//   forever, also if reads are nested, on helper
+//   threads, or released by other threads.
+//   Overlapping reads, each under 1.28 s, do not    MutexRWFairness.AWriterIsAdmittedWhile...
+//   starve a writer.
+//   Locking and unlocking allocate nothing.         MutexRWMemory
+//   It may be destroyed while it is held.           MutexRWLifetime.MayBeDestroyedWhileHeld
+//   All of this combined.                           MutexRWModel, MutexRWStress
+//
+// While a writer waits for reads to be released, new reads are blocked for at most 80 ms. Then they
+// are admitted for 20 ms, blocked for at most 160, admitted for 40, ..., up to 1.28 s, until the
+// writer is admitted. During the first 80 ms, a thread that already reads is not blocked.
+//
 // Threads: any. The lock must not be destroyed while a thread waits for it.
 class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
  public:
-  // Wait until the lock is held. A thread that holds a conflicting lock itself waits forever.
+  // Wait for the lock. A thread that itself holds a conflicting lock deadlocks.
   void readLock() SDM_ACQUIRE_SHARED() SDM_UNCHECKED;
   void writeLock() SDM_ACQUIRE() SDM_UNCHECKED;
-  // Never wait. A read fails where readLock() would wait, a write unless the lock is free.
+  // Never wait. tryReadLock fails if readLock() would wait, tryWriteLock if the lock is not free.
   bool tryReadLock() SDM_TRY_ACQUIRE_SHARED(true) SDM_UNCHECKED;
   bool tryWriteLock() SDM_TRY_ACQUIRE(true) SDM_UNCHECKED;
-  // Ends the write, or one read, whoever took it. Does nothing where nothing is held.
+  // Releases the write, or one read, acquired by any thread. Does nothing if the lock is free.
   void unlock() noexcept SDM_RELEASE_GENERIC() SDM_UNCHECKED;
 
  private:
-  bool AWriterWaits() const SDM_REQUIRES(mutex_) { return writersAsked_ != writersAdmitted_; }
+  bool HasWaitingWriter() const SDM_REQUIRES(mutex_) { return writersQueued_ != writersAdmitted_; }
   bool MayRead(bool nested) SDM_REQUIRES(mutex_);
-  void End(unsigned held) SDM_REQUIRES(mutex_);
+  void Release(unsigned held) SDM_REQUIRES(mutex_);
 
   std::atomic<unsigned> state_ = 0;
   sdm_internal::Mutex mutex_;
   std::condition_variable readers_, writers_;
   unsigned waitingReaders_ SDM_GUARDED_BY(mutex_) = 0, readersTurn_ SDM_GUARDED_BY(mutex_) = 0;
-  unsigned long writersAsked_ SDM_GUARDED_BY(mutex_) = 0;
+  unsigned long writersQueued_ SDM_GUARDED_BY(mutex_) = 0;
   unsigned long writersAdmitted_ SDM_GUARDED_BY(mutex_) = 0;
   std::chrono::milliseconds closedFor_ SDM_GUARDED_BY(mutex_){};
   std::chrono::steady_clock::time_point opening_ SDM_GUARDED_BY(mutex_){};

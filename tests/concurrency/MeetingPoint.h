@@ -1,4 +1,4 @@
-// MeetingPoint: where threads wait for each other and go on at the same instant.
+// MeetingPoint: a spinning barrier: threads wait for each other and continue at the same instant.
 
 #ifndef TESTS_CONCURRENCY_MEETINGPOINT_H_
 #define TESTS_CONCURRENCY_MEETINGPOINT_H_
@@ -6,13 +6,13 @@
 #include <atomic>
 #include <thread>
 
-// Unlike a barrier, whose last thread has long gone on when the others wake: here all of them stay
-// awake, so that what they do next overlaps. May be used again and again.
+// With a blocking barrier, the last thread has long continued when the others wake. Here all
+// threads spin, so that their next operations overlap. Reusable.
 class MeetingPoint {
  public:
   explicit MeetingPoint(int threads) : threads_(threads) {}
 
-  // Comes back when all threads have called it as often as this one.
+  // Returns when all threads have called it as often as this one.
   void Meet() {
     constexpr int kSpins = 2000;  // before the processor is left to a thread that may be without
     const int arrived = ++arrived_;

@@ -1,4 +1,4 @@
-// A stream while several threads write, and others send snapshots of the same dataset.
+// A change stream while several threads write and others send snapshots of the same dataset.
 
 #include <client/ChangeStreamReader.h>
 #include <client/server/ChangeStreamObserver.h>
@@ -24,7 +24,7 @@ constexpr int kWrites = 100;
 constexpr int kSenders = 2;
 constexpr int kSnapshots = 50;
 
-// A channel that says whether two threads were in it at once.
+// A channel that detects concurrent calls.
 class BusyChannel final : public PackageProxy {
  public:
   short SendMessage(int, VSerializable* message) override {
@@ -62,7 +62,7 @@ class ChangeStreamThreads : public testing::Test {
     }
   }
 
-  // All of them at once, with `beside` on this thread.
+  // Runs all jobs concurrently, and `beside` on this thread.
   template <class Beside>
   void Together(Beside beside) {
     std::latch start(kWriters + kSenders + 1);
@@ -90,8 +90,8 @@ class ChangeStreamThreads : public testing::Test {
   ChangeStreamObserver stream{channel};
 };
 
-// In the order in which they went out: a snapshot never stands between the wrong passes. The first
-// pass tells everything, also to whom a snapshot told it before.
+// In the order of sending: a snapshot is never between the wrong passes. The first pass reports
+// everything, even after a snapshot.
 TEST_F(ChangeStreamThreads, EveryFrameIsFollowedInTheOrderInWhichItWasSent) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

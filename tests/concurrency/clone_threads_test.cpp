@@ -1,4 +1,4 @@
-// Clones over one source, used by many threads at once.
+// Clones over one source, used by several threads.
 
 #include "MeetingPoint.h"
 
@@ -35,14 +35,14 @@ using testing::Each;
 
 constexpr int kThreads = 4;
 
-// Runs `work` on each of several threads, with its number.
+// Runs `work` on several threads, each with its number.
 void OnThreads(const std::function<void(int)>& work) {
   std::vector<std::thread> threads;
   for (int number = 0; number < kThreads; ++number) threads.emplace_back(work, number);
   for (std::thread& thread : threads) thread.join();
 }
 
-// The survey, below a source whose death is counted.
+// The survey, below a source whose deletion is counted.
 class CountedSurvey : public ORVX_DataSource {
  public:
   explicit CountedSurvey(std::atomic<int>& deaths)
@@ -124,7 +124,7 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsOfItsCloneAtOnce) {
     start.Meet();
     for (int round = 0; round < 300; ++round) {
       const std::unique_ptr<ObsIterator> rows(reader->MakeIterator(row.data()));
-      // Another thread's iterator may be under way: the parent shows, or it does not.
+      // Another thread may be making an iterator, so the parent link may be set.
       const ORVX_DataSource* const shown = reader->GetParentSource();
       if (shown != nullptr && shown != source) ++wrong[static_cast<std::size_t>(number)];
       if (!rows->Next()) ++wrong[static_cast<std::size_t>(number)];
@@ -138,7 +138,7 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsOfItsCloneAtOnce) {
   EXPECT_EQ(deaths, 1);
 }
 
-// The clone below is one object for all copies above it, and shows its parent for each of them.
+// The clone below is one object for all copies above it, and sets its parent link for each of them.
 TEST_F(ClonesOnThreads, CopiesOverOneCloneBelowMakeIteratorsAtOnce) {
   const SvrDMCloneDataSource outer(
       new SvrDMCloneDataSource(new FilteredDataSource(new CountedSurvey(deaths))));
@@ -159,8 +159,8 @@ TEST_F(ClonesOnThreads, CopiesOverOneCloneBelowMakeIteratorsAtOnce) {
   EXPECT_THAT(wrong, Each(0));
 }
 
-// Whoever asks what a dataset rests on must not be answered by the parent that its clone shows for
-// an iterator: by the survey, whose password is not mangled and whose file name is told.
+// The parent that a clone shows while it makes an iterator must be ignored: the survey below has a
+// password that is not mangled, and a file name that would be reported.
 TEST_F(ClonesOnThreads, WhatADatasetRestsOnStaysTheSameWhileIteratorsAreMade) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(
@@ -196,7 +196,7 @@ TEST_F(ClonesOnThreads, WhatADatasetRestsOnStaysTheSameWhileIteratorsAreMade) {
   EXPECT_EQ(wrong, 0);
 }
 
-// Three rows of two cells, each with the number of its row.
+// Three rows of two cells; each cell is the number of its row.
 class ThreeRows : public DataFreeDataSource {
  public:
   ObsIterator* MakeIterator(OBS* area) const override { return new Rows(area); }
@@ -219,7 +219,7 @@ class ThreeRows : public DataFreeDataSource {
   };
 };
 
-// Each maker needs both links, that of the clone and that of the clone below it.
+// Each call needs both links, of the clone and of the clone below it.
 TEST(IteratorsOfANestedClone, MadeOnFourThreadsHaveNoWrongRow) {
   constexpr int kIterators = 50'000;
   const SvrDMCloneDataSource clone(new SvrDMCloneDataSource(new ThreeRows));
@@ -247,7 +247,7 @@ TEST(IteratorsOfANestedClone, MadeOnFourThreadsHaveNoWrongRow) {
 // ---------------------------------------------------------------------------------------------
 // A source that waits while it makes an iterator
 
-// Does a job of the test's whenever it is asked for an iterator.
+// Runs a job of the test whenever it makes an iterator.
 class JobAtEachIterator : public DataFreeDataSource {
  public:
   explicit JobAtEachIterator(std::function<void()> job) : job_(std::move(job)) {}

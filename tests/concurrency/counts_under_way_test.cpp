@@ -1,4 +1,5 @@
-// Counts and flags of a dataset are read and written without a lock, while handles come and go.
+// Counts and flags of a dataset are read and written without a lock while handles are created and
+// destroyed.
 
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
@@ -19,8 +20,7 @@
 
 namespace {
 
-// Runs all jobs at once from a common start, and `watch` on this thread over and over until they
-// are done.
+// Starts all jobs together, and calls `watch` repeatedly on this thread until they are done.
 void RunWatched(const std::vector<std::function<void()>>& jobs,
                 const std::function<void()>& watch) {
   std::latch start(static_cast<std::ptrdiff_t>(jobs.size()) + 1);
@@ -56,7 +56,7 @@ class CountsUnderWay : public testing::Test {
   SvrDMDataset handle{registry, id};
 };
 
-// A writer that lets go counts as a reader for a moment.
+// A writer that is being released counts as a reader for a moment.
 TEST_F(CountsUnderWay, StayWithinTheNumberOfHandlesAndEndAtZero) {
   const auto reading = Repeated(1000, [&] { Read(); });
   const auto writing = Repeated(500, [&] { Write(); });
@@ -74,7 +74,7 @@ TEST_F(CountsUnderWay, StayWithinTheNumberOfHandlesAndEndAtZero) {
   EXPECT_EQ(handle.WritersCount(), 0U);
 }
 
-// All readers hold the lock together before any lets go, so their counting overlaps.
+// All readers hold the lock before any releases it, so their counting overlaps.
 TEST_F(CountsUnderWay, OfReadersAtOneMomentLoseNobody) {
   constexpr int kReaders = 6;
   for (int round = 0; round < 30; ++round) {
@@ -112,7 +112,7 @@ TEST_F(CountsUnderWay, TheCaseSequenceIsSeenRisingFromOtherThreads) {
   EXPECT_EQ(other.GetCaseSequence(), kIncrements);
 }
 
-// Each flag is written by one thread only, so whoever writes it must read back what it wrote.
+// Each flag is written by one thread only, which must read back the value that it wrote.
 TEST_F(CountsUnderWay, WindowFlagsDoNotDisturbEachOther) {
   const auto toggling = [&](auto set, auto get) {
     return [&, set, get] {
@@ -140,7 +140,7 @@ TEST_F(CountsUnderWay, WindowFlagsDoNotDisturbEachOther) {
   EXPECT_TRUE(std::as_const(handle).WindowHidden());
 }
 
-// Whether there is one may be asked at any time; only whoever holds the lock may use it.
+// The check for null is allowed at any time; using the source needs the lock.
 TEST_F(CountsUnderWay, WhetherThereIsASourceOrASpecificationIsAskedWithoutALock) {
   int with = 0, without = 0;
   const auto replacing = Repeated(300, [&] {

@@ -1,6 +1,6 @@
-// The lock monitor: what its reports say, and the deadlocks and long waits that it finds. Threads
-// that are deadlocked on purpose are freed by the test, which releases one of their locks itself;
-// where nobody can, the deadlock happens in a child process that the handler ends.
+// The lock monitor: its reports, and the deadlocks and long waits that it detects. The test
+// resolves a deadlock by releasing one of the locks itself. If that is not possible, the deadlock
+// is in a child process, which the handler ends.
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -39,7 +39,7 @@ using Mode = LockReport::Mode;
 using Reader = std::optional<SvrDMInputDataSource>;
 using Writer = std::optional<SvrDMWriteableDataSource>;
 
-// The monitor is on, and what it notices is kept.
+// Switches the monitor on and records its incidents.
 class LockMonitorTest : public testing::Test {
  protected:
   LockMonitorTest() {
@@ -71,7 +71,8 @@ class LockMonitorTest : public testing::Test {
   std::vector<LockIncident> incidents_;
 };
 
-// Ends the process with the incident on standard error: for deadlocks that nobody can resolve.
+// Prints the incident to standard error and ends the process: for deadlocks that cannot be
+// resolved.
 void PrintAndExit(const LockIncident& incident) {
   std::fprintf(stderr, "%s\n", incident.Text().c_str());
   _exit(3);
@@ -253,7 +254,7 @@ TEST_F(LockMonitorTest, ReportsTheRegistryLockAndWhoWaitsForIt) {
   EXPECT_THAT(registry_.GetLockReport().holds, IsEmpty());
 }
 
-// Every report is of one moment: no lock has a writer and somebody else.
+// Every report is consistent: no lock has a writer and another holder.
 TEST_F(LockMonitorTest, NeverReportsAWriterBesideAnotherHolder) {
   constexpr int kRounds = 2000;
   std::atomic<int> running{3};

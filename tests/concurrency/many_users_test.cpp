@@ -1,4 +1,5 @@
-// Many readers, writers and observers over several datasets, while other datasets come and go.
+// Many readers, writers and observers of several datasets, while other datasets are added and
+// deleted.
 
 #include <client/DictionaryMirror.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -25,7 +26,7 @@ constexpr int kReadersEach = 2;
 constexpr int kObserversEach = 2;
 constexpr int kWrites = 150;
 
-// Keeps the dictionary from the messages. Called under the dataset's write lock only.
+// Mirrors the dictionary. Called only under the dataset's write lock.
 class Follower : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
@@ -37,14 +38,13 @@ class Follower : public SvrDMDataSetObserver {
   int passes = 0;
 };
 
-// The number that all writers of a dataset count up in each write, as the label of its first
-// variable.
+// The number that each write increments, stored as the label of the first variable.
 int CountIn(const ORVX_DataSource& source) {
   return std::stoi(source.GetVariable(0).GetLabel());
 }
 
-// Between writes a dictionary has its first variable and pairs of variables of one label; half-way
-// through a write it has not.
+// Between writes, a dictionary has its first variable and pairs of variables with the same label;
+// within a write it does not.
 bool IsWhole(const ORVX_DataSource& source) {
   if (source.ColumnCount() % 2 == 0) return false;
   for (int i = 1; i < source.ColumnCount(); i += 2) {
@@ -61,7 +61,7 @@ void InsertPair(ORVX_DataSource& source, int position, const std::string& label)
   }
 }
 
-// Changes the dictionary in several steps, and counts the write.
+// Changes the dictionary in several steps, and increments the number.
 void ChangePairs(ORVX_DataSource& source, std::minstd_rand& random) {
   const int count = CountIn(source) + 1;
   const int pairs = source.ColumnCount() / 2;
@@ -82,7 +82,7 @@ void ChangePairs(ORVX_DataSource& source, std::minstd_rand& random) {
   source.GetVariable(0).SetLabel(std::to_string(count));
 }
 
-// One dataset with those who use it.
+// One dataset and its users.
 class Busy {
  public:
   explicit Busy(ServerDataManager& registry) : registry_(registry) {
@@ -103,7 +103,7 @@ class Busy {
     }
   }
 
-  // Until all writes are made.
+  // Runs until all writes are done.
   void ReadOften() {
     for (int last = 0; last < kWritersEach * kWrites;) {
       const SvrDMInputDataSource reader(registry_, id_, false);
@@ -135,8 +135,8 @@ class Busy {
   Follower followers_[kObserversEach];
 };
 
-// All begin together; two writers of one dataset and its readers meet at its lock in any order, and
-// the registry is busy with other datasets all the while.
+// All threads start together. Writers and readers of one dataset acquire its lock in any order,
+// while the registry is busy with other datasets.
 TEST(ManyUsers, LeaveCountsAtZeroAndEveryFollowerEqualToItsSource) {
   ServerDataManager registry;
   std::vector<std::unique_ptr<Busy>> datasets;

@@ -1,4 +1,4 @@
-// The registry used by several threads at once.
+// The registry, used by several threads.
 
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -43,8 +43,8 @@ bool IsKnown(const ServerDataManager& registry, LocallyUniqueID id) {
   }
 }
 
-// Both threads begin every round together, and each looks for the dataset that the other has last
-// shown, which the other may be deleting at that moment.
+// Both threads start every round together. Each looks up the other's last dataset, which the other
+// may be deleting at that moment.
 TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
   constexpr int kRounds = 400;
   ServerDataManager registry;
@@ -80,7 +80,7 @@ TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
   registry.Unregister(observer);
 }
 
-// The thread reads; then the registry drops the dataset; then the thread goes on and lets go.
+// The thread reads; then the registry deletes the dataset; then the thread releases it.
 TEST(RegistryThreads, ADatasetThatIsReadOutlivesItsDeletionByAnotherThread) {
   int deaths = 0;
   ServerDataManager registry;
@@ -102,7 +102,7 @@ TEST(RegistryThreads, ADatasetThatIsReadOutlivesItsDeletionByAnotherThread) {
   EXPECT_EQ(deaths, 1);
 }
 
-// The lock is asked for only after the registry has answered.
+// The dataset's lock is acquired only after the registry has answered.
 TEST(RegistryThreads, TheRegistryIsFreeWhileAThreadWaitsForADataset) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");
@@ -129,7 +129,7 @@ struct NamedCall {
   std::function<void()> call;
 };
 
-// The observer holds up the notice until every other thread sleeps at the registry's lock.
+// The observer blocks the notice until every other thread sleeps waiting for the registry lock.
 TEST(RegistryThreads, OtherThreadsWaitWhileRegistryObserversAreTold) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A", /*quiet=*/true);
@@ -162,8 +162,7 @@ TEST(RegistryThreads, OtherThreadsWaitWhileRegistryObserversAreTold) {
   EXPECT_THAT(registry.GetAllDatasets(), SizeIs(4));
 }
 
-// Each notice is held up until another thread sleeps at the registry's lock. None of these
-// operations holds that lock where it gives the notice.
+// Each notice is blocked until another thread sleeps waiting for the registry lock.
 TEST(RegistryThreads, OtherThreadsWaitDuringTheNoticesOfEveryOperation) {
   ServerDataManager registry;
   const LocallyUniqueID written = registry.AddEmpty(/*quiet=*/false);
@@ -203,7 +202,7 @@ TEST(RegistryThreads, OtherThreadsWaitDuringTheNoticesOfEveryOperation) {
   EXPECT_THAT(observer.Deleted(), ElementsAre(chosen, chosen, given->ID(), written));
 }
 
-// Calls back when it is asked, and changes nothing.
+// Runs a callback and returns the source unchanged.
 class AskedHook : public ORVX_DataSourceFilterHook {
  public:
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override {
@@ -214,8 +213,8 @@ class AskedHook : public ORVX_DataSourceFilterHook {
   std::function<void()> asked;
 };
 
-// The hook holds up each adding in its middle: an identifier is taken, the dataset of that
-// identifier deleted, and nothing added yet.
+// The hook blocks each Add in the middle: the identifier is generated, or its old dataset deleted,
+// and nothing is added yet.
 TEST(RegistryThreads, OtherThreadsWaitInTheMiddleOfAnAdding) {
   ServerDataManager registry;
   AskedHook hook;
@@ -245,7 +244,7 @@ TEST(RegistryThreads, OtherThreadsWaitInTheMiddleOfAnAdding) {
   threads.clear();
 }
 
-// The hook is asked under the registry lock, and the other threads do not wait for that.
+// The hook is called under the registry lock, and the other threads do not wait for it.
 TEST(RegistryThreads, TheRegistryLockIsNotTakenWhereNobodyIsToldAndByTheHooksInstallation) {
   ServerDataManager registry;
   AskedHook hook, another;
@@ -279,8 +278,8 @@ TEST(RegistryThreads, TheRegistryLockIsNotTakenWhereNobodyIsToldAndByTheHooksIns
   EXPECT_THAT(threads, SizeIs(calls.size() + 1));
 }
 
-// An observer holds up another dataset's notice, so both threads that could announce the dataset
-// have come as far as they get before either may tell anybody.
+// An observer blocks another dataset's notice, so both threads that could announce the dataset have
+// come as far as possible before either can notify.
 TEST(RegistryThreads, ADatasetIsAnnouncedOnceByAReleasedWriterAndACallAtTheSameTime) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);
@@ -306,8 +305,7 @@ TEST(RegistryThreads, ADatasetIsAnnouncedOnceByAReleasedWriterAndACallAtTheSameT
   EXPECT_THAT(observer.Created(), ElementsAre(other, id));
 }
 
-// For the thread sanitizer. A pass that finds another file name on a dataset of a saved file sets
-// the dataset's.
+// For the thread sanitizer: a pass that reports a file specification sets the dataset's file name.
 TEST(RegistryThreads, ANotificationPassSetsAFileNameWhileAnotherThreadComparesIt) {
   constexpr int kRounds = 200;
   ServerDataManager registry;
@@ -338,7 +336,7 @@ TEST(RegistryThreads, ANotificationPassSetsAFileNameWhileAnotherThreadComparesIt
   EXPECT_THAT(registry.GetDataSet(id)->FileName(), std::to_string(kRounds - 1) + "survey.tsv");
 }
 
-// For the thread sanitizer. Plain handles lock nothing.
+// For the thread sanitizer: plain handles take no lock.
 TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByTheirs) {
   constexpr int kRounds = 200;
   ServerDataManager registry;
@@ -363,7 +361,7 @@ TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByTheirs) {
   EXPECT_EQ(registry.GetDataSet("199somebody")->ID(), id);
 }
 
-// The observer holds up the pass until the other threads sleep at the notification mutex.
+// The observer blocks the pass until the other threads sleep waiting for the notification mutex.
 TEST(RegistryThreads, RegisteringAndUnregisteringWaitWhileObserversOfADatasetAreTold) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");
@@ -391,8 +389,7 @@ TEST(RegistryThreads, RegisteringAndUnregisteringWaitWhileObserversOfADatasetAre
   EXPECT_THAT(coming.passes, SizeIs(1));
 }
 
-// In every round one thread makes a write while the other registers and unregisters, which it does
-// all the time that the write takes.
+// In every round one thread writes while the other repeatedly registers and unregisters.
 TEST(RegistryThreads, ObserversOfADatasetComeAndGoWhileAnotherThreadWrites) {
   constexpr int kRounds = 200;
   ServerDataManager registry;

@@ -1,4 +1,4 @@
-// Who waits for whom at the lock of a dataset, and for how long.
+// Which threads wait for the lock of a dataset, and for how long.
 
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
@@ -49,7 +49,7 @@ class TurnsAtTheLock : public testing::Test {
 
 // --- Who waits ---
 
-// The reader asks while the writer holds, and goes to sleep, before the writer makes its change.
+// The reader sleeps waiting for the lock before the writer makes its change.
 TEST_F(TurnsAtTheLock, AReaderWaitsForTheWriterAndSeesWhatItWrote) {
   std::string seen;
   auto writer = Writer();
@@ -63,7 +63,7 @@ TEST_F(TurnsAtTheLock, AReaderWaitsForTheWriterAndSeesWhatItWrote) {
   EXPECT_EQ(seen, "written");
 }
 
-// Two readers hold the lock on threads of their own when the writer asks.
+// Two readers hold the lock on separate threads when the writer requests it.
 TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastOfTheReaders) {
   auto first = Reader();
   std::unique_ptr<SvrDMInputDataSource> second;
@@ -77,7 +77,7 @@ TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastOfTheReaders) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// This thread reads, a writer sleeps at the lock, and this thread reads again and again.
+// This thread reads, a writer sleeps waiting for the lock, and this thread reads again repeatedly.
 TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhileAWriterWaits) {
   auto outer = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -95,8 +95,9 @@ TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhileAWriterWaits) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// A writer sleeps at the lock when a thread asks that does not read yet: it takes its place behind.
-// Where the machine takes so long that the reader is let in before the others release, once more.
+// A writer sleeps waiting for the lock when a thread that does not read yet requests it: that
+// thread waits for the writer. If the machine is so slow that the reader is admitted before the
+// others release, tries again.
 TEST_F(TurnsAtTheLock, ANewReaderStandsBehindAWaitingWriter) {
   std::string seen;
   for (int time = 0; seen.empty() && time < 20; ++time) {
@@ -143,7 +144,7 @@ TEST_F(TurnsAtTheLock, WritersWaitingTogetherAllGetTheirTurn) {
   EXPECT_EQ(LabelNow(), std::string(kWriters, 'x'));
 }
 
-// --- A writer that only waits stops no reader ---
+// --- A waiting writer does not block readers forever ---
 
 bool ComesTrue(const std::function<bool()>& condition) {
   const auto givingUp = Clock::now() + std::chrono::seconds(5);
@@ -151,8 +152,8 @@ bool ComesTrue(const std::function<bool()>& condition) {
   return condition();
 }
 
-// x, z and w read, each on a thread of its own. Another thread destroys z's reader and z's thread
-// destroys w's; a writer sleeps at the lock; then x reads again.
+// x, z and w read, each on its own thread. Another thread destroys z's reader and z's thread
+// destroys w's; a writer sleeps waiting for the lock; then x reads again.
 TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhoeverDestroyedOtherReaders) {
   std::unique_ptr<SvrDMInputDataSource> x, z, w;
   std::latch xReads(1), zReads(1), mayDestroyW(1), mayReadAgain(1);
@@ -184,7 +185,8 @@ TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhoeverDestroyedOtherReaders)
   EXPECT_FALSE(writing.Waits());
 }
 
-// The reader is given to a thread, which reads again while a writer sleeps at the lock.
+// The reader is passed to another thread, which reads again while a writer sleeps waiting for the
+// lock.
 TEST_F(TurnsAtTheLock, AThreadThatWasGivenAReaderMayReadAgain) {
   auto given = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -200,7 +202,7 @@ TEST_F(TurnsAtTheLock, AThreadThatWasGivenAReaderMayReadAgain) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// This thread reads and waits for helpers, which read while a writer sleeps at the lock.
+// This thread reads and waits for helpers, which read while a writer sleeps waiting for the lock.
 TEST_F(TurnsAtTheLock, AThreadThatReadsMayWaitForThreadsThatRead) {
   auto reader = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -238,7 +240,7 @@ TEST_F(TurnsAtTheLock, AWriterReleasedOnAnotherThreadLetsTheReaderIn) {
   EXPECT_EQ(SvrDMDataset(registry, id).WritersCount(), 0U);
 }
 
-// The thread that took the handle has ended when the handle is released.
+// The thread that created the handle has ended when the handle is released.
 TEST_F(TurnsAtTheLock, AHandleMayOutliveTheThreadThatTookIt) {
   std::unique_ptr<SvrDMInputDataSource> reader;
   std::thread([&] { reader = Reader(); }).join();
@@ -259,14 +261,14 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveTheThreadThatTookIt) {
 // --- How long they wait ---
 
 // Two threads that keep the lock from ever being free: each holds it for up to a millisecond, and
-// lets go before only once the other is there too. Without anybody in between they go on so for
-// ever; a test that starves them off is given up after some seconds.
+// releases it earlier only if the other one is there too. Without a third thread they continue
+// forever; a starved test is abandoned after some seconds.
 class TwoInTurns {
  public:
-  // Takes a handle, calls what it is given, and releases the handle.
+  // Creates a handle, calls its argument, and releases the handle.
   using Hold = std::function<void(const std::function<void()>&)>;
 
-  // `isOtherThere` is asked by a thread, 0 or 1, while it holds the lock.
+  // `isOtherThere` is called by a thread, 0 or 1, while it holds the lock.
   TwoInTurns(Hold hold, std::function<bool(const TwoInTurns&, int)> isOtherThere)
       : hold_(std::move(hold)), isOtherThere_(std::move(isOtherThere)) {
     for (int self : {0, 1}) threads_.emplace_back([this, self] { Run(self); });
@@ -304,21 +306,22 @@ class TwoInTurns {
   std::vector<std::thread> threads_;
 };
 
-// Lets a third thread in between the two, again and again.
+// Makes a third thread acquire the lock between the two, repeatedly.
 class Third {
  public:
-  // `take` takes a handle, calls what it is given as soon as it has it, and releases it.
+  // `take` creates a handle, calls its argument as soon as it has the handle, and releases it.
   Third(const TwoInTurns& others, const TwoInTurns::Hold& take) {
     for (int i = 0; i < kTimes; ++i) GetIn(others, take);
   }
 
-  // The middle one of all waits: a single long one may be the machine's.
+  // The median of all waits: a single long wait may be caused by the machine.
   Clock::duration TypicalWait() {
     std::nth_element(waits_.begin(), waits_.begin() + kTimes / 2, waits_.end());
     return waits_[kTimes / 2];
   }
 
-  // The most turns that the others began while this thread slept at the lock.
+  // The maximum number of turns that the others started while this thread slept waiting for the
+  // lock.
   int MostTurnsOfOthers() const { return mostTurns_; }
 
  private:
@@ -345,11 +348,11 @@ class Third {
   int mostTurns_ = 0;
 };
 
-// Each of the two counts its turn just after it has the lock, so what was under way when the third
-// fell asleep can be counted late: one turn for each of them.
+// Each thread counts its turn just after acquiring the lock, so a turn that had started when the
+// third thread fell asleep may be counted late: one turn for each of them.
 constexpr int kTurnsUnderWay = 2;
 
-// A reader lets go of its turn once the other has taken one since, so one of them always holds.
+// A reader ends its turn after the other one has started one, so one of them always holds the lock.
 TEST_F(TurnsAtTheLock, AWriterGetsInWithin100MillisecondsThoughTwoReadersOverlapForEver) {
   const TwoInTurns readers(
       [&](const auto& turn) {
@@ -369,7 +372,7 @@ TEST_F(TurnsAtTheLock, AWriterGetsInWithin100MillisecondsThoughTwoReadersOverlap
   EXPECT_LE(writing.MostTurnsOfOthers(), kTurnsUnderWay);
 }
 
-// A writer lets go of its turn once the other is in line, so there is always one that waits.
+// A writer ends its turn after the other one has queued, so one of them always waits.
 TEST_F(TurnsAtTheLock, AReaderGetsInWithin100MillisecondsThoughTwoWritersFollowForEver) {
   const SvrDMDataset handle(registry, id);
   const TwoInTurns writers(

@@ -1,5 +1,5 @@
-// A program that ends while the registry of the process is in use. process_exit_test.cpp runs it,
-// once for each way named in main, and reads what it writes.
+// A program that exits while the registry of the process is in use. process_exit_test.cpp runs it
+// once for each mode named in main and checks its output.
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/ORVX_Variable.h>
@@ -24,12 +24,12 @@
 
 namespace {
 
-// Unbuffered: a stream may be gone by the time of the call.
+// Unbuffered: a stream may already be destroyed.
 void Say(std::string_view line) {
   if (write(STDOUT_FILENO, line.data(), line.size()) != static_cast<ssize_t>(line.size())) abort();
 }
 
-// Not the tests' own vocabulary, which has a table that goes at exit.
+// Does not use the test support, which has a table that is destroyed at exit.
 std::unique_ptr<ORVX_DataSource> Ages() {
   auto source = std::make_unique<DataFreeDataSource>();
   source->MakeVariable(ORVX_Variable(LocallyUniqueID(1, 1), "age", 0), nullptr);
@@ -54,10 +54,11 @@ bool IsKnown(LocallyUniqueID id) {
   }
 }
 
-// How often the threads of RepeatForEver have done their work.
+// The number of repetitions of the threads of RepeatForEver.
 std::atomic<long> rounds{0};
 
-// `count` threads that repeat `work` until the process is gone. Comes back once each has done it.
+// Starts `count` threads that repeat `work` until the process exits. Returns once each has done it
+// once.
 void RepeatForEver(int count, const std::function<void()>& work) {
   auto* const begun = new std::latch(count);  // never destroyed: a thread may still be leaving it
   for (int i = 0; i < count; ++i) {
@@ -70,7 +71,7 @@ void RepeatForEver(int count, const std::function<void()>& work) {
   begun->wait();
 }
 
-// `item` stays readable when the registry has let go of it.
+// `item` stays readable after the registry has released it.
 void ReadWriteAndFind(SvrDMItemPtr item) {
   {
     const SvrDMInputDataSource reader(item, /*tryOnly=*/false);
@@ -108,7 +109,7 @@ void HoldTheRegistryLockForEver() {
   holds->wait();
 }
 
-// What is called after everything.
+// Called after everything else.
 struct Kept {
   LocallyUniqueID id;
   SvrDMDataset handle;

@@ -1,4 +1,4 @@
-// A process that ends while threads, exit handlers and destructors of static objects still use its
+// A process that exits while threads, exit handlers and destructors of static objects still use its
 // registry.
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-// A dataset and its saved file on a real disk: what others do to the file, which of it is seen, and
-// that nothing stays open.
+// A dataset and its saved file on a real disk: which changes by other programs are detected, and
+// that no file stays open.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -38,7 +38,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 // ---------------------------------------------------------------------------------------------
-// The C library, as far as these tests have it in hand
+// Replaced functions of the C library
 
 namespace {
 
@@ -52,7 +52,7 @@ extern "C" int fstat(int file, struct stat* status) noexcept {
   return fstatat(file, "", status, AT_EMPTY_PATH);
 }
 
-// None of the callers creates a file, so there is no mode.
+// No caller creates a file, so there is no mode argument.
 extern "C" int open(const char* path, int flags, ...) {
   if (descriptorsAreLeft) return openat(AT_FDCWD, path, flags);
   errno = EMFILE;
@@ -63,7 +63,7 @@ namespace {
 
 constexpr std::time_t kThen = 1'500'000'000;  // long before any test is played
 
-// A program that writes a file: it holds a lock for writing until it ends with this object.
+// A process that holds a write lock on a file during the lifetime of this object.
 class WritingProcess {
  public:
   explicit WritingProcess(const std::string& path) {
@@ -100,7 +100,7 @@ class WritingProcess {
   pid_t process_ = -1;
 };
 
-// For its life, permissions count for this process, which root otherwise passes over.
+// During its lifetime, file permissions apply to this process, even as root.
 class OrdinaryUser {
  public:
   OrdinaryUser() { changed_ = was_ == 0 && seteuid(65534) == 0; }
@@ -118,8 +118,8 @@ class OrdinaryUser {
   bool changed_ = false;
 };
 
-// For its life, this process has no descriptor left for another file. Not by a limit on them: the
-// sanitizers need some for themselves.
+// During its lifetime, this process cannot open another file. Not with a limit on descriptors,
+// because the sanitizers need some.
 class NoDescriptors {
  public:
   NoDescriptors() { descriptorsAreLeft = false; }
@@ -128,8 +128,8 @@ class NoDescriptors {
   NoDescriptors& operator=(const NoDescriptors&) = delete;
 };
 
-// From here on the kernel refuses this process locks of open files, as it does on a file system
-// that has none. False where it cannot be told to.
+// Makes the kernel refuse open-file-description locks to this process, as on a file system without
+// locks. Returns false if that is not possible.
 bool LoseLocks() {
   constexpr auto kCall = static_cast<unsigned int>(offsetof(seccomp_data, nr));
   constexpr auto kCommand = static_cast<unsigned int>(offsetof(seccomp_data, args[1]));
@@ -146,7 +146,7 @@ bool LoseLocks() {
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-// Whether a file may be locked for reading, as deny-write asks for.
+// Whether a file can be locked for reading, as deny-write does.
 bool HasLocks(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   struct flock wholeFile = {};
@@ -157,7 +157,7 @@ bool HasLocks(const std::string& path) {
   return locked;
 }
 
-// The files that a program started now finds open, one to a line.
+// The files that a child process inherits, one per line.
 std::string OpenInAStartedProgram() {
   std::FILE* const program =
       popen("for each in /proc/$$/fd/*; do readlink \"$each\"; done 2>/dev/null", "r");
@@ -197,7 +197,7 @@ class SavedFileOnDisk : public testing::Test {
 };
 
 // ---------------------------------------------------------------------------------------------
-// What others do to the file
+// Changes by other programs
 
 TEST_F(SavedFileOnDisk, TouchedLaterByAnotherProcessCountsAsChanged) {
   Hold();
@@ -208,7 +208,7 @@ TEST_F(SavedFileOnDisk, TouchedLaterByAnotherProcessCountsAsChanged) {
   EXPECT_TRUE(CountsAsChanged());
 }
 
-// Kept: only seconds are compared.
+// An oddity that is kept: only seconds are compared.
 TEST_F(SavedFileOnDisk, TouchedByAnotherProcessWithinTheSameSecondCountsAsUnchanged) {
   Hold();
 
@@ -249,7 +249,7 @@ TEST_F(SavedFileOnDisk, DeletedByAnotherProcessCountsAsUnchangedAndStaysHeld) {
   EXPECT_EQ(Held(), 1);
 }
 
-// Kept: the file held open is asked, not the name.
+// An oddity that is kept: the open file is checked, not the name.
 TEST_F(SavedFileOnDisk, ReplacedByARenameCountsAsUnchangedUntilItIsTakenHoldOfAnew) {
   SvrDMItemPtr item = Hold();
   const std::string other = folder_.Write("other.tsv");
@@ -349,13 +349,13 @@ TEST_F(SavedFileOnDisk, ALockThatAWritingProcessRefusedIsAskedForOnlyWhenTheFile
 TEST_F(SavedFileOnDisk, TheLockIsTheOpenFilesAndStaysWhenThisProcessClosesTheFileElsewhere) {
   Hold();
 
-  // Ends every lock that the process as such has on the file.
+  // Releases every lock of the process on the file.
   close(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
 
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-// What a dataset must do with a file that has no locks; 0 where it does.
+// Checks a dataset with a file that cannot be locked; returns 0 if it is correct.
 int WhatIsWrongWithoutLocks(const std::string& path) {
   const std::ptrdiff_t before = OpenDescriptors();
   ServerDataManager registry;
@@ -388,7 +388,7 @@ TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedOnAFileSystemWithoutLocks) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Nothing stays open. What each test has left is counted when it is over.
+// Descriptors. Each test counts them when it is over.
 
 constexpr int kThousands = 3000;
 
@@ -479,7 +479,7 @@ TEST_F(SavedFileOnDisk, IsLetGoWhereverMemoryRunsOutWhileItsDatasetIsAdded) {
       registry_.Add(*source, path_, /*quiet=*/true);
       added = true;
     } catch (const std::bad_alloc&) {
-      // The caller's until the item is built, the item's from then on.
+      // Owned by the caller until the item is built.
       if (deaths == 0) delete source;
     }
     EXPECT_EQ(Held(), added ? 1 : 0) << "after " << failures << " allocations";

@@ -1,4 +1,4 @@
-// Followed: one comparison, judged from all sides.
+// Followed: runs one comparison and checks all followers.
 
 #include <tests/property/Followed.h>
 
@@ -19,7 +19,7 @@ std::vector<std::string> Lines(const List& list) {
   return lines;
 }
 
-// Whether the plain comparison covers it.
+// Whether the plain comparison supports the message.
 bool IsCovered(const support::Said& said) {
   using Kind = support::Said::Kind;
   return support::IsAboutVariables(said) || said.kind == Kind::Weight ||
@@ -40,7 +40,7 @@ void Followed::BulkVarMoves() {
 std::string Followed::Update(bool mirrored) {
   const bool wasDirty = Source().IsDirty();
   const SvrDMObserverView::Data& data = *item_.observerView_.data_;
-  // The number of rows, always 0, is news the first time only.
+  // The row count, always 0, is only reported the first time.
   plain_.resetClientData = data.rowCount != 0;
 
   item_.observerView_.Update();

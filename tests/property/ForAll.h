@@ -1,4 +1,4 @@
-// ForAll: a random test inside a GoogleTest.
+// ForAll: a property test inside a GoogleTest.
 //
 //   TEST(Sorting, Keeps) {
 //     ForAll(1000, [] { const auto list = *rc::gen::arbitrary<List>(); RC_ASSERT(...); });
@@ -15,7 +15,7 @@
 #include <utility>
 
 // Runs `property` with `runs` random cases. A failure is shrunk and reported with the seed that
-// plays it again.
+// reproduces it.
 template <class Property>
 void ForAll(int runs, Property property) {
   const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-// One of a fixed number of variables in one of a few definitions. Variables are known by number, so
-// that cases can be printed and shrunk.
+// One of a fixed number of variables with one of a few definitions. Variables are numbered, so that
+// cases can be printed and shrunk.
 struct RandomVariable {
   static constexpr int kVariables = 24;
 
@@ -23,7 +23,7 @@ struct RandomVariable {
   int definition = 0;  // 0 to 9, see Variable()
 
   ORVX_Variable Variable() const {
-    // Not "v" + ..., which GCC 12 takes for an overlapping copy where it is inlined.
+    // Not "v" + ..., for which GCC 12 warns of an overlapping copy.
     const std::string name = std::string("v").append(std::to_string(number));
     ORVX_Variable variable = support::Var(name, definition / 2 % 3 * 8);
     if (definition % 2 == 1) variable.SetLabel("labelled");
@@ -36,7 +36,8 @@ inline std::ostream& operator<<(std::ostream& stream, const RandomVariable& vari
   return stream << support::AsText(variable.Variable());
 }
 
-// Many variables are only in one of two dictionaries, or stand elsewhere; definitions mostly agree.
+// Many variables are in only one of two dictionaries, or at another position; definitions mostly
+// agree.
 inline rc::Gen<RandomVariable> AnyVariable() {
   return rc::gen::build<RandomVariable>(
       rc::gen::set(&RandomVariable::number, rc::gen::inRange(0, RandomVariable::kVariables)),
@@ -45,7 +46,7 @@ inline rc::Gen<RandomVariable> AnyVariable() {
           rc::gen::weightedOneOf<int>({{3, rc::gen::just(0)}, {1, rc::gen::inRange(0, 10)}})));
 }
 
-// Identifiers in any order, possibly several times.
+// Identifiers in any order, with duplicates.
 inline rc::Gen<std::vector<RandomVariable>> AnyList() {
   return rc::gen::container<std::vector<RandomVariable>>(AnyVariable());
 }
@@ -70,7 +71,7 @@ inline std::vector<ORVX_Variable> VariablesOf(const std::vector<RandomVariable>&
   return variables;
 }
 
-// Makes some variables of `source` its weight, filter and splits; `choice` is any number.
+// Sets weight, filter and split of `source` to some of its variables; `choice` is any number.
 inline void UseSomeVariables(ORVX_DataSource& source, unsigned int choice) {
   const int count = source.ColumnCount();
   if (count == 0) return;

@@ -1,4 +1,4 @@
-// The comparison from every list of variables over a few identifiers to every other.
+// The comparison of every list of variables over a few identifiers with every other.
 
 #include <tests/property/Followed.h>
 #include <tests/support/Dictionary.h>
@@ -14,14 +14,14 @@
 
 namespace {
 
-// Set by the build: 6, and 5 where a sanitizer makes each step many times slower.
+// Set by the build: 6, or 5 with a slow sanitizer.
 constexpr std::size_t kIdentifiers = ALL_VARIABLE_LISTS_IDENTIFIERS;
 static_assert(kIdentifiers <= 6);
 
-// By number: which of the identifiers stand in the list, in which order.
+// A list, as the numbers of its identifiers in order.
 using List = std::vector<std::size_t>;
 
-// Every subset of the identifiers in every order that begins with `list`.
+// Every subset of the identifiers in every order that starts with `list`.
 void CollectFrom(const List& list, std::vector<List>& lists) {
   lists.push_back(list);
   for (std::size_t next = 0; next < kIdentifiers; ++next) {
@@ -49,7 +49,7 @@ class Definitions {
  public:
   static constexpr std::size_t kCount = 4;
 
-  // The labels of two definitions that follow each other differ, the types after every other.
+  // Consecutive definitions have different labels; every second time also different types.
   Definitions() {
     const std::vector<ORVX_Variable> plain = support::Vars("A B C D E F");
     for (std::size_t definition = 0; definition < kCount; ++definition) {
@@ -69,17 +69,17 @@ class Definitions {
   std::array<std::vector<ORVX_Variable>, kCount> variables_;
 };
 
-// Follows one dataset from list to list, and remembers which step it has made. A weights the cases
-// wherever it is there, B filters them, C and D split them.
+// Changes one dataset from list to list and records the step. If present, A is the weight, B the
+// filter, C and D the split.
 class Tour {
  public:
-  // `lists` begins with the empty one. With `redefined`, each step finds all variables with another
-  // definition, so that those that stay are modified too.
+  // `lists` starts with the empty list. With `redefined`, every step changes all definitions, so
+  // that remaining variables are modified too.
   Tour(const std::vector<List>& lists, bool redefined)
       : lists_(lists), redefined_(redefined), made_(lists.size() * lists.size()) {}
 
-  // From each list to itself, and to every later one and back: every ordered pair. Stops where the
-  // comparison goes wrong.
+  // From each list to itself, and to every later list and back: every ordered pair. Stops at the
+  // first wrong comparison.
   void OverAllPairs() {
     for (std::size_t i = 0; i < lists_.size(); ++i) {
       if (!StepTo(i) || !StepTo(i)) return;
@@ -89,13 +89,13 @@ class Tour {
     }
   }
 
-  // How many different ordered pairs of lists it has compared.
+  // The number of different ordered pairs compared.
   std::size_t Pairs() const {
     return static_cast<std::size_t>(std::count(made_.begin(), made_.end(), true));
   }
 
  private:
-  // False, with a failure, where the comparison is wrong.
+  // Reports a failure and returns false if the comparison is wrong.
   bool StepTo(std::size_t next) {
     if (redefined_) definition_ = (definition_ + 1) % Definitions::kCount;
     Arrange(followed_.Source(), lists_[next]);

@@ -1,5 +1,4 @@
-// The bytes of random bootstrap specifications, of their likes from a machine of the other byte
-// order, and bytes that are neither.
+// Encoded random bootstrap specifications in both byte orders, and arbitrary bytes.
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
@@ -39,14 +38,14 @@ T Any() {
   return *rc::gen::arbitrary<T>();
 }
 
-// As often without elements, with few and with many.
+// Equally often without elements, with few and with many.
 template <class T>
 std::vector<T> AnyList() {
   const auto size = *rc::gen::inRange<std::size_t>(0, *rc::gen::element(1U, 4U, 40U));
   return *rc::gen::container<std::vector<T>>(size, rc::gen::arbitrary<T>());
 }
 
-// Of any bits: no number, infinities and denormal numbers too.
+// Any bits: also NaNs, infinities and denormal numbers.
 double AnyDouble() {
   return std::bit_cast<double>(
       *rc::gen::oneOf(rc::gen::arbitrary<std::uint64_t>(),
@@ -73,7 +72,7 @@ Specs AnySpecs() {
   return specs;
 }
 
-// Turns the fields of a whole string over, one after the other, knowing nothing of the reader.
+// Swaps the bytes of all fields, independently of the decoder.
 class Turner {
  public:
   explicit Turner(std::string bytes) : bytes_(std::move(bytes)) {}
@@ -109,13 +108,13 @@ std::string InTheOtherByteOrder(const std::string& bytes) {
   return Turner(bytes).Turned();
 }
 
-// A whole string in one of the two byte orders.
+// A whole specification in one of the two byte orders.
 std::string AnyWholeBytes() {
   const std::string bytes = BytesOf(AnySpecs());
   return Any<bool>() ? InTheOtherByteOrder(bytes) : bytes;
 }
 
-// Most are 0, so that counts are small; the first six are those of a true beginning.
+// Mostly 0, so that counts are small; the first six bytes are valid.
 std::string AnyLikelyBytes() {
   const auto byte = rc::gen::weightedElement<char>(
       {{500, '\0'}, {6, '\1'}, {2, '\2'}, {1, '\3'}, {1, '\x7F'}, {1, '\xFF'}});
@@ -125,7 +124,7 @@ std::string AnyLikelyBytes() {
   return (Any<bool>() ? begin : InTheOtherByteOrder(BytesOf(Specs())).substr(0, 6)) + behind;
 }
 
-// Every other change is near the beginning, where the counts of a small record are.
+// Every second change is near the start, where the counts of a small specification are.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {
@@ -137,7 +136,7 @@ void ChangeSomeBytes(std::string& bytes) {
   if (*rc::gen::inRange(0, 4) == 0) bytes.resize(*rc::gen::inRange<std::size_t>(0, bytes.size()));
 }
 
-// ---- what must hold -----------------------------------------------------------------------------
+// ---- checks -------------------------------------------------------------------------------------
 
 void AssertWhole(std::string_view bytes, Check::ByteOrder byteOrder) {
   const Check check = CheckOf(bytes);
@@ -157,23 +156,22 @@ void AssertEveryPrefixRefused(const std::string& bytes) {
   }
 }
 
-// How often each finding was made.
+// The number of times of each finding.
 class Verdicts {
  public:
-  // Looks through `bytes`. Where they are said to be whole, they can be read, and what is read
-  // takes as many bytes.
+  // Checks `bytes`. If they are whole, they can be decoded, and encode to the same size.
   void AssertRightAbout(const std::string& bytes) {
     const Check check = CheckOf(bytes);
     ++counts_[static_cast<std::size_t>(check.finding)];
     RC_ASSERT(check.offset <= bytes.size());
     if (!check.IsWhole()) return;
-    // Cut, so that an address sanitizer sees a reader that goes further.
+    // Exact allocation, so that the address sanitizer detects a read past the end.
     const Specs read = ReadFrom(bytes.substr(0, check.size));
     RC_ASSERT(BytesOf(read).size() == check.size);
     RC_ASSERT(All(ReadFrom(BytesOf(read))) == All(read));
   }
 
-  // Otherwise the random bytes do not reach what they are for.
+  // Otherwise the random bytes do not cover the interesting cases.
   void ExpectEachMadeOften() const { EXPECT_THAT(counts_, testing::Each(testing::Gt(kRuns / 20))); }
 
  private:

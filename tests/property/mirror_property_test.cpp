@@ -1,5 +1,5 @@
-// Random writes of every kind through handles, and clients that know nothing but the messages: one
-// in this process, one at the other end of a stream of frames.
+// Random writes of every kind through handles, and two clients that receive only messages: one in
+// this process, and one that receives a stream of frames.
 
 #include <client/ChangeStreamReader.h>
 #include <client/DictionaryMirror.h>
@@ -24,11 +24,11 @@ namespace {
 using support::SourceWithRows;
 using Outcome = ChangeStreamReader::Outcome;
 
-// Set by the build: 3000, and 1000 where a sanitizer makes each run many times slower.
+// Set by the build: 3000, or 1000 with a slow sanitizer.
 constexpr int kRuns = MIRROR_PROPERTY_RUNS;
 constexpr std::size_t kWritesPerRun = 8;
 
-// One change of a dataset under a writer. The numbers choose what it is about.
+// One change of a dataset by a writer. The numbers choose its arguments.
 struct Change {
   enum Kind {
     Insert,
@@ -78,7 +78,7 @@ std::ostream& operator<<(std::ostream& stream, const Change& change) {
   return stream << kNames[change.kind] << "(" << change.first << ", " << change.second << ")";
 }
 
-// Of any kind, with these weights beside the 32 of variables that come, go and change.
+// Any kind, with these weights, compared with 32 for inserting, deleting and changing variables.
 rc::Gen<Change> AnyChange(std::size_t propertyWeight, std::size_t sourceWeight) {
   return rc::gen::build<Change>(
       rc::gen::set(
@@ -104,7 +104,7 @@ rc::Gen<Writes> AnyWrites() {
   return WritesOf(AnyChange(/*propertyWeight=*/20, /*sourceWeight=*/4));
 }
 
-// Where sources are seldom replaced, lists of variables grow long.
+// If sources are rarely replaced, the lists of variables grow long.
 rc::Gen<Writes> WritesOfVariables() {
   return WritesOf(AnyChange(/*propertyWeight=*/0, /*sourceWeight=*/1));
 }
@@ -122,14 +122,14 @@ void MoveVariable(ORVX_DataSource& source, int from, int to) {
   source.InsertVariable(to, moved);
 }
 
-// As a class of the caller's own may report it.
+// As a caller's own class may report it.
 void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   std::vector<int> positions(static_cast<std::size_t>(count));
   std::iota(positions.begin(), positions.end(), 0);
   source.SetSplitOfAnySize(static_cast<unsigned int>(count), positions.data(), separate);
 }
 
-// A change about the variable at a position, of which there is at least one.
+// A change of the variable at a position; there is at least one.
 void ChangeVariable(ORVX_DataSource& source, const Change& change) {
   const int count = source.ColumnCount();
   const int position = change.first % count;
@@ -213,7 +213,7 @@ SourceWithRows* Layered(ORVX_DataSource* parent) {
   return child.release();
 }
 
-// Of a dataset without a source this makes one with.
+// Sets a source on a dataset without one.
 void ChangeSource(SvrDMWriteableDataSource& writer, const Change& change) {
   ORVX_DataSource* const present = writer.GetDataSource();
   if (change.kind == Change::NoSource) return writer.SetDataSet(nullptr);
@@ -265,7 +265,7 @@ class NearClient : public SvrDMDataSetObserver {
 // A dataset and two clients.
 class Followed {
  public:
-  // A dataset that gets its first source with the first write compares then, whoever listens.
+  // A dataset that gets its first source with the first write is compared even without observers.
   enum class Added { WithoutSource, WithSource };
 
   explicit Followed(Added added = Added::WithoutSource)
@@ -290,7 +290,7 @@ class Followed {
     AssertRight(near_.mirror.Dictionary());
   }
 
-  // Gives the frames of the last pass to the reader, who takes them all.
+  // Passes the frames of the last pass to the reader, which must apply them all.
   void AssertFarClientIsRight() {
     while (!channel_.frames.empty()) {
       AssertBytesAreThePass(channel_.frames.front());
@@ -326,7 +326,7 @@ class Followed {
     RC_ASSERT(DigestOf(dictionary) == DigestOf(Source()));
   }
 
-  // Byte for byte: what is sent, what is read, and what was queued.
+  // Sent, decoded and queued messages have the same bytes.
   void AssertBytesAreThePass(const std::string& bytes) const {
     ChangeFrame frame = ReadChangeFrame(bytes);
     RC_ASSERT(BytesOf(frame) == bytes);
@@ -375,7 +375,7 @@ TEST(MirrorProperty, ThroughTheStreamByteForByteALongListOfVariablesIsTheSources
   ForAll(kRuns, [] { AssertTheStreamFollows(*WritesOfVariables()); });
 }
 
-// Nobody hears of the first writes; whoever then comes is told of the whole dictionary.
+// The first writes have no observer; an observer registered later receives the whole dictionary.
 TEST(MirrorProperty, ClientsThatComeLateAreRightAfterTheNextWrite) {
   ForAll(kRuns / 5, [] {
     const auto writes = *rc::gen::oneOf(AnyWrites(), WritesOfVariables());
@@ -392,7 +392,7 @@ TEST(MirrorProperty, ClientsThatComeLateAreRightAfterTheNextWrite) {
   });
 }
 
-// What becomes of one frame on its way.
+// What happens to one frame in the channel.
 enum class Fate { Arrives, IsLost, IsChanged, IsCut, ComesTwice };
 
 std::ostream& operator<<(std::ostream& stream, Fate fate) {
@@ -400,7 +400,7 @@ std::ostream& operator<<(std::ostream& stream, Fate fate) {
   return stream << kNames[static_cast<int>(fate)];
 }
 
-// What arrives of a frame.
+// The bytes that arrive of a frame.
 std::vector<std::string> Arriving(std::string frame, Fate fate, unsigned int place) {
   switch (fate) {
     case Fate::IsLost:
@@ -432,7 +432,7 @@ rc::Gen<std::vector<Fate>> AFateForEachWrite() {
   return rc::gen::container<std::vector<Fate>>(kWritesPerRun, AnyFate());
 }
 
-// Lets the reader have what arrives of the frames under way. Returns whether anything does.
+// Delivers the sent frames to the reader. Returns whether any frame arrives.
 bool Arrive(Followed& followed, Fate fate, unsigned int place) {
   ChangeStreamReader& reader = followed.Reader();
   bool any = false;
@@ -447,7 +447,7 @@ bool Arrive(Followed& followed, Fate fate, unsigned int place) {
   return any;
 }
 
-// A snapshot is sent, which leaves the reader as it was, makes it right, or makes it ask.
+// Sends a snapshot. It leaves the reader unchanged, makes it correct, or makes it want a snapshot.
 void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   const ChangeStreamReader& reader = followed.Reader();
   const bool wantedOne = reader.WantsSnapshot();
@@ -463,8 +463,8 @@ void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   }
 }
 
-// The client asks for a snapshot once after each write while it wants one, and sometimes it is sent
-// one unasked.
+// The client requests a snapshot once after each write while it wants one, and sometimes receives
+// one without a request.
 TEST(MirrorProperty, WhateverBecomesOfPassesAndSnapshotsTheReaderIsRightOrAsks) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();

@@ -1,4 +1,4 @@
-// The comparison between random lists of variables.
+// The comparison of random lists of variables.
 
 #include <tests/property/Followed.h>
 #include <tests/property/ForAll.h>

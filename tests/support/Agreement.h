@@ -1,4 +1,4 @@
-// Agreement: whether a client's dictionary is the server's, looked at field by field.
+// Agreement: compares a client's dictionary with the server's field by field.
 
 #ifndef TESTS_SUPPORT_AGREEMENT_H_
 #define TESTS_SUPPORT_AGREEMENT_H_
@@ -13,11 +13,11 @@ namespace support {
 // In order and in full.
 bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
-// In everything that messages carry in full, and a digest covers. One line for each thing that
-// differs; "" where nothing does.
+// Compares everything that messages carry completely and digests include. One line per difference;
+// "" for none.
 std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
-// In everything else that a mirror can hold, of extensions in those of `types`.
+// Compares everything else in a mirror, including the extensions of the given `types`.
 std::string DifferencesBesideTheDigest(const ORVX_DataSource& source, const ORVX_DataSource& mirror,
                                        const std::vector<ORVX_DataSource::ExtensionType>& types);
 

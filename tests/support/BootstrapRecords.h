@@ -1,5 +1,5 @@
-// Bootstrap specifications to write and read: one in which every field has a value of its own, and
-// what a record holds as text.
+// Bootstrap specifications for tests: one with a different value in every field, and a
+// specification as text.
 //
 // Header-only.
 
@@ -37,22 +37,22 @@ inline SvrBootstrapSpecs FullBootstrapSpecs() {
   return specs;
 }
 
-// The bytes of `specs` alone.
+// The encoded `specs`.
 inline std::string BytesOf(const SvrBootstrapSpecs& specs) {
   std::string bytes;
   SvrBootstrapSpecsSerializer::serializeSpecs(specs, bytes);
   return bytes;
 }
 
-// A fresh record, read from `bytes`.
+// A new specification, decoded from `bytes`.
 inline SvrBootstrapSpecs ReadFrom(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
   return specs;
 }
 
-// What checkSpecs says of `bytes` in a block of memory that ends where they do, so that an address
-// sanitizer sees whoever looks further.
+// The result of checkSpecs for `bytes` in an exact allocation, so that the address sanitizer
+// detects a read past the end.
 inline SvrBootstrapSpecsSerializer::Check CheckOf(std::string_view bytes) {
   const std::vector<char> block(bytes.begin(), bytes.end());
   return SvrBootstrapSpecsSerializer::checkSpecs({block.data(), block.size()});
@@ -65,7 +65,7 @@ inline std::string InVersionTwo(std::string bytes) {
   return bytes;
 }
 
-// A double as its bits: those that are no number are told from each other, and 0 from -0.
+// A double as its bits: distinguishes different NaNs, and 0 from -0.
 struct Bits {
   double value;
 };
@@ -75,7 +75,7 @@ inline std::ostream& operator<<(std::ostream& stream, Bits bits) {
   return stream << bits.value << " (" << std::hex << number << std::dec << ")";
 }
 
-// Every field of a record, each in a line. Records that hold the same give the same.
+// Every field of a specification, one per line. Equal specifications have equal texts.
 inline std::string All(const SvrBootstrapSpecs& specs) {
   std::ostringstream text;
   const auto list = [&text](const char* name, const auto& numbers) {

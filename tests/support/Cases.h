@@ -10,18 +10,18 @@
 
 namespace support {
 
-// Each row of `source`, cell by cell, laid out as `layout` says: numbers in full, a point for a
-// missing one, strings with the blanks that pad their cells.
+// Each row of `source`, with the layout of `layout`: exact numbers, a point for a missing number,
+// strings with the padding of their cells.
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source);
 
-// The same, laid out as the source's own dictionary says.
+// The same with the layout of the source's own dictionary.
 std::vector<std::string> RowsOf(const ORVX_DataSource& source);
 
-// Those of them in which the numeric variable of that name is neither 0 nor missing.
+// Only the rows in which the given numeric variable is neither 0 nor missing.
 std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::string& name);
 
-// The identifier of the first variable of that name.
+// The identifier of the first variable with that name.
 LocallyUniqueID IdOf(const ORVX_DataSource& source, const std::string& name);
 
 }  // namespace support

@@ -1,4 +1,4 @@
-// Arrays of memory that are counted.
+// Counts array allocations.
 //
 // CountedArrays.cpp replaces the global operator new[], so it is a source of the programs that need
 // it and no part of the library of test support. Memory for arrays comes from operator new, where
@@ -19,7 +19,8 @@ struct Arrays {
   std::string_view behind;   // bytes that the memory of every array has behind its end
 };
 
-// Since the program began, or a test set it to {}. Threads: the only one that allocates.
+// Since the start of the program, or since a test set it to {}.
+// Threads: the only one that allocates.
 extern Arrays arrays;
 
 }  // namespace support

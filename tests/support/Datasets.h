@@ -1,4 +1,4 @@
-// Datasets for tests: a registry of the test's own, and datasets written as names of variables.
+// Datasets for tests: a separate registry, and datasets given by the names of their variables.
 //
 // Header-only: it calls the library that the test links.
 
@@ -14,13 +14,13 @@
 
 namespace support {
 
-// A new dataset without a file. Without `quiet`, registry observers are told.
+// A new dataset without a file. Without `quiet`, registry observers are notified.
 inline LocallyUniqueID AddDataset(ServerDataManager& registry, const std::string& names,
                                   bool quiet = false) {
   return registry.Add(*Dictionary(names).release(), "", quiet);
 }
 
-// One whole write: the handle is taken, `change` made, the handle released.
+// One complete write: creates a writer, calls `change`, releases the writer.
 inline void Write(ServerDataManager& registry, LocallyUniqueID id,
                   const std::function<void(SvrDMWriteableDataSource&)>& change,
                   SvrDMDataSetObserver* originator = nullptr) {

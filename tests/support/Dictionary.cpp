@@ -1,4 +1,4 @@
-// Dictionary: names and the identifiers that go with them.
+// Dictionary: the mapping of names and identifiers.
 
 #include <tests/support/Dictionary.h>
 
@@ -11,7 +11,7 @@ namespace support {
 
 namespace {
 
-// Both ways, for the whole process.
+// Both directions, for the whole process.
 struct Register {
   std::mutex mutex;
   std::map<std::string, LocallyUniqueID> ids;

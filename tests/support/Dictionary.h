@@ -1,4 +1,4 @@
-// Dictionaries for tests, written as the names of their variables.
+// Dictionaries for tests, given by the names of their variables.
 //
 //   std::unique_ptr<DataFreeDataSource> source = Dictionary("A B C");
 //   source->InsertVariable(1, Var("D"));
@@ -17,15 +17,16 @@
 
 namespace support {
 
-// The identifier that goes with a name in this process: a fresh one when the name is first used,
-// the same ever after. Threads: any.
+// The identifier assigned to a name in this process, created on first use.
+// Threads: any.
 LocallyUniqueID Id(const std::string& name);
 
-// The name whose identifier this is; "1:7" (domain and serial) for any other, "null" for null.
+// The name of an identifier; "1:7" (domain and serial) for an unknown identifier, "null" for null.
 // Threads: any.
 std::string NameOf(LocallyUniqueID id);
 
-// A variable of that name with the identifier that goes with it. Threads: any.
+// A variable with that name and its identifier.
+// Threads: any.
 ORVX_Variable Var(const std::string& name, int type = 0);
 
 // The same variable with another definition; its identifier stays.
@@ -46,12 +47,11 @@ void Replace(ORVX_DataSource& source, const std::vector<ORVX_Variable>& variable
 // All variables of a source, in order.
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
 
-// Their names, separated by blanks, by identifier: a renamed variable is shown under the name that
-// its identifier goes with.
+// The names of their identifiers, separated by blanks: a renamed variable keeps its old name here.
 std::string Names(const ORVX_DataSource& source);
 std::string Names(const std::vector<ORVX_Variable>& variables);
 
-// A source that counts up `deaths`, borrowed, when it is destroyed.
+// A source that increments `deaths`, borrowed, when it is destroyed.
 class CountedSource : public DataFreeDataSource {
  public:
   explicit CountedSource(int& deaths, ORVX_DataSource* parent = nullptr)

@@ -1,4 +1,4 @@
-// FrameChannel: the channel to a client, in memory: it keeps the frames until a reader takes them.
+// FrameChannel: an in-memory channel to a client; stores the frames for a reader.
 //
 // Header-only.
 
@@ -16,7 +16,7 @@
 
 namespace support {
 
-// Threads: as messages come; `frames` otherwise.
+// Threads: SendMessage on the sending thread; `frames` only while nothing is sent.
 class FrameChannel final : public PackageProxy {
  public:
   short SendMessage(int command, VSerializable* message) override {
@@ -29,7 +29,7 @@ class FrameChannel final : public PackageProxy {
     return 0;
   }
 
-  // Gives the next frame to `reader`.
+  // Passes the next frame to `reader`.
   ChangeStreamReader::Outcome Deliver(ChangeStreamReader& reader) {
     const std::string frame = frames.front();
     frames.pop_front();

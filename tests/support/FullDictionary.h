@@ -1,4 +1,4 @@
-// A dictionary in which everything that change messages carry has a value of its own.
+// A dictionary with a different value in everything that change messages carry.
 //
 // Header-only.
 
@@ -14,7 +14,7 @@
 
 namespace support {
 
-// A source that says to have so many rows.
+// A source that reports the given row count.
 class SourceWithRows : public DataFreeDataSource {
  public:
   long long RowCount() const override { return rows; }

@@ -1,5 +1,5 @@
-// FullMemory: the allocator. Apart from its callers: a compiler that sees both sides takes the
-// malloc and the delete for a mismatch.
+// FullMemory: the allocator. Separate from its callers: a compiler that sees both would warn of
+// mismatched malloc and delete.
 
 #include <tests/support/FullMemory.h>
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-// The allocations that still succeed; negative for all.
+// The number of allocations that still succeed; negative: all.
 long allocationsLeft = -1;
 bool shortageLasts = true;
 

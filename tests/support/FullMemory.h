@@ -1,4 +1,4 @@
-// Memory that runs out when a test says so.
+// Simulates running out of memory.
 //
 // FullMemory.cpp replaces the global operator new, so it is a source of the programs that need it
 // and no part of the library of test support. FullMessageMemory.cpp beside it replaces VUGlobal's,
@@ -11,11 +11,12 @@
 
 namespace support {
 
-// Whether memory stays full after the allocation that fails, or that allocation alone fails.
+// Whether all later allocations fail too, or only one.
 enum class Shortage { Lasts, Passes };
 
-// Lets `count` allocations succeed, then the next one fail; EndShortage() or the end of its life
-// lets all succeed again. One at a time. Threads: the only one that allocates.
+// After `count` successful allocations, the next one fails, until EndShortage() or destruction.
+// Only one object at a time.
+// Threads: the only one that allocates.
 class MemoryFor {
  public:
   explicit MemoryFor(long count, Shortage shortage = Shortage::Lasts);
@@ -26,10 +27,10 @@ class MemoryFor {
 
 void EndShortage();
 
-// Counts one allocation. Returns whether it succeeds. For the replaced operators.
+// For the replaced operators: counts one allocation and returns whether it succeeds.
 bool OneMoreIsLeft();
 
-// Runs `work` where `count` allocations succeed. Returns whether one failed.
+// Runs `work` with `count` successful allocations. Returns whether an allocation failed.
 template <class Work>
 bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Lasts) {
   const MemoryFor some(count, shortage);

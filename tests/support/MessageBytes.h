@@ -1,4 +1,4 @@
-// Messages as bytes and back, and the ways in which bytes must be refused.
+// Encoding and decoding of messages, and checks for the rejection of invalid bytes.
 
 #ifndef TESTS_SUPPORT_MESSAGEBYTES_H_
 #define TESTS_SUPPORT_MESSAGEBYTES_H_
@@ -11,21 +11,22 @@
 #include <string>
 #include <string_view>
 
-// What a message writes of itself.
+// The encoded message.
 inline std::string BytesOf(VSerializable& message) {
   VStream stream;
   EXPECT_TRUE(message.VSInitSerialization(stream));
   return std::string(stream.Bytes());
 }
 
-// Reads `bytes`, all of them, into `message`.
+// Decodes all of `bytes` into `message`.
 inline void ReadAll(std::string_view bytes, VSerializable& message) {
   VStream stream(bytes);
   EXPECT_TRUE(message.VSInitSerialization(stream));
   stream.ExpectEnd();
 }
 
-// `read` takes the bytes of a message. Cut anywhere, they must be refused at a place within them.
+// `read` decodes a message. Checks that every truncation is rejected with an offset inside the
+// bytes.
 template <class Read>
 void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
   for (std::size_t length = 0; length < bytes.size(); ++length) {
@@ -38,8 +39,7 @@ void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
   }
 }
 
-// Every byte changed in turn to some others: `read` gives something or throws VStreamError, and
-// does nothing else.
+// Changes every byte to several values: `read` must succeed or throw VStreamError.
 template <class Read>
 void ExpectChangedBytesReadOrRefused(const std::string& bytes, Read read) {
   for (std::size_t place = 0; place < bytes.size(); ++place) {

@@ -1,4 +1,4 @@
-// What change messages say, and how a test says what it expects.
+// Expected change messages in tests.
 //
 //   EXPECT_MESSAGES(writer.GetNotifications(), Deleted("B C"), Inserted("D").Before("E"));
 //
@@ -20,8 +20,8 @@
 
 namespace support {
 
-// What one message says, without the dataset and the case sequence: plain data that two sides can
-// compare. Each kind fills the fields named beside it and leaves the others as they are.
+// The content of a message without dataset and case sequence, as comparable data. Each kind sets
+// the fields named beside it.
 struct Said {
   enum class Kind {
     Null,        // a null pointer in the queue
@@ -66,24 +66,24 @@ std::vector<Said> WhatIsSaidBy(const std::vector<DataSetMsg*>& queue);
 // Whether it is about the list of variables.
 bool IsAboutVariables(const Said& said);
 
-// One line, as in "insert D before B", with everything by which definitions differ.
+// One line, such as "insert D before B", with all differences of definitions.
 std::string AsText(const Said& said);
 std::string AsText(const DataSetMsg* message);
-// One line for a definition: the name that the identifier goes with, then what is not as in a fresh
-// numeric variable of that name.
+// One line for a definition: the name of the identifier, then the differences from a new numeric
+// variable of that name.
 std::string AsText(const ORVX_Variable& variable);
 
-// Both lists side by side, with a mark at each line in which they differ.
+// Both lists side by side, with a mark at each different line.
 std::string SideBySide(const std::string& leftTitle, const std::vector<std::string>& left,
                        const std::string& rightTitle, const std::vector<std::string>& right);
 
 // For RapidCheck and GoogleTest.
 std::ostream& operator<<(std::ostream& stream, const Said& said);
 
-// --- What a test expects ---
+// --- Expected messages ---
 
-// One expected message. Variables are named by identifiers alone and extensions by their type, or
-// with definitions and bytes that must fit too.
+// One expected message. Variables are compared by identifier and extensions by type, or also by
+// definition and bytes.
 struct Expected {
   Said said;
   bool definitionsToo = false;
@@ -172,7 +172,7 @@ testing::AssertionResult HasVariableMessages(const Queue& queue, const Expectati
 
 // --- A message that a test can watch ---
 
-// Counts up `deaths`, borrowed, when it is deleted.
+// Increments `deaths`, borrowed, when it is deleted.
 class CountedMessage : public DataSetMsg {
  public:
   explicit CountedMessage(int& deaths) : deaths_(deaths) {}
@@ -192,7 +192,7 @@ class CountedMessage : public DataSetMsg {
 // (queue or list of Said, expected messages...): exactly these, in this order.
 #define EXPECT_MESSAGES(...) EXPECT_TRUE(::support::HasMessages(__VA_ARGS__))
 
-// The same, looking only at messages about the list of variables.
+// The same, but only for messages about the list of variables.
 #define EXPECT_VARIABLE_MESSAGES(...) EXPECT_TRUE(::support::HasVariableMessages(__VA_ARGS__))
 
 #endif  // TESTS_SUPPORT_MESSAGES_H_

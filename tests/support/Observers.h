@@ -1,5 +1,5 @@
-// Observers for tests. What they are told they write down; what they do about it, hostile or not,
-// is the test's: it sets a reaction.
+// Observers for tests. They record their notices, and call a reaction that the test sets, hostile
+// or not.
 //
 //   RecordingObserver observer;
 //   observer.reaction = [](SvrDMWriteableDataSource const*) { throw std::runtime_error("no"); };
@@ -20,7 +20,8 @@
 
 namespace support {
 
-// Keeps what each pass said. Threads: as the notices come.
+// Records the messages of each pass.
+// Threads: the threads of the notices.
 class RecordingObserver : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
@@ -34,7 +35,7 @@ class RecordingObserver : public SvrDMDataSetObserver {
   std::function<void(SvrDMWriteableDataSource const*)> reaction;
 };
 
-// Keeps the notices in the order in which they came.
+// Records the notices in order.
 class RecordingRegistryObserver : public ServerDataManagerObserver {
  public:
   struct Notice {

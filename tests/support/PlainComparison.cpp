@@ -1,4 +1,4 @@
-// PlainComparison: nothing here is to be made faster or shorter.
+// PlainComparison: a reference implementation; do not optimise it.
 
 #include <tests/support/PlainComparison.h>
 

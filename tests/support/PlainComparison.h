@@ -1,5 +1,5 @@
-// PlainComparison: the comparison of two lists of variables, and of what the variables are used
-// for, in its plainest form. The fast one in the library must give the same messages, one for one.
+// PlainComparison: the simplest comparison of two lists of variables and of weight, filter and
+// split. The library's fast comparison must produce exactly the same messages.
 
 #ifndef TESTS_SUPPORT_PLAINCOMPARISON_H_
 #define TESTS_SUPPORT_PLAINCOMPARISON_H_
@@ -13,7 +13,7 @@
 
 namespace support {
 
-// What variables are used for, by identifier; null for none.
+// Weight, filter and split, by identifier; null for none.
 struct Uses {
   LocallyUniqueID weight;
   LocallyUniqueID filter;
@@ -22,24 +22,23 @@ struct Uses {
 };
 Uses UsesIn(const ORVX_DataSource& source);
 
-// What observers were last told, and the steps that bring it up to date: linear searches and
-// copies, one step after the other.
+// The snapshot, and the steps that update it, with linear searches and copies.
 class PlainComparison {
  public:
-  // The messages that turn the view into `source`, which it is afterwards.
+  // Returns the messages that change the view to `source`, and applies them to the view.
   std::vector<Said> Update(const std::vector<ORVX_Variable>& source);
 
-  // After that: the messages that make the view's uses those of `source`. A variable that was
+  // Call after Update: returns the messages for weight, filter and split. A variable that was
   // deleted or moved in the view has lost its uses there.
   std::vector<Said> UpdateUses(const Uses& source);
 
   std::vector<ORVX_Variable> view;
   Uses uses;
-  // Replace the whole list in the next update.
+  // Makes the next update a bulk replacement.
   bool bulkVarMoves = false;
   // Some variable changed its type; never cleared here.
   bool resetClientData = false;
-  // Of the last update: whether anything was told, and whether it made the source dirty.
+  // For the last update: whether anything was reported, and whether it made the source dirty.
   bool anyChange = false;
   bool sourceDirtied = false;
 

@@ -23,8 +23,8 @@ void WatchedThread::Join() {
   if (thread_.joinable()) thread_.join();
 }
 
-// A thread can doze off for an instant over a lock inside the allocator, say. One that sleeps each
-// time it is looked at, this often, waits for something that does not come by itself.
+// A thread may sleep briefly, for example for a lock in the allocator. A thread that sleeps in this
+// many consecutive samples waits for another thread.
 bool WatchedThread::Waits() {
   constexpr int kLooks = 50;
   int asleep = 0;
@@ -35,7 +35,7 @@ bool WatchedThread::Waits() {
   return !done_;
 }
 
-// The state is the letter behind the name in parentheses.
+// The state is the letter after the name in parentheses.
 bool WatchedThread::SleepsNow() const {
   std::ifstream file("/proc/self/task/" + std::to_string(number_) + "/stat");
   std::string line;

@@ -1,11 +1,11 @@
-// WatchedThread: a thread of which a test can tell that it waits.
+// WatchedThread: a thread; tests can detect that it waits.
 //
 //   WatchedThread reader([&] { SvrDMInputDataSource handle(id, true); });
 //   EXPECT_TRUE(reader.Waits());   // the writer still holds the lock
 //   writer.reset();
 //   reader.Join();
 //
-// It looks at what the kernel says about the thread, so no test needs to sleep and hope.
+// It reads the thread's state from the kernel, so tests need no sleeps.
 
 #ifndef TESTS_SUPPORT_WATCHEDTHREAD_H_
 #define TESTS_SUPPORT_WATCHEDTHREAD_H_
@@ -18,15 +18,15 @@
 
 namespace support {
 
-// Threads: made, asked and joined on one thread.
+// Threads: used by the thread that created it.
 class WatchedThread {
  public:
-  // Starts `job`, which must not throw. It should do nothing that waits but what the test is about.
+  // Starts `job`, which must not throw, and must not wait for anything but the lock under test.
   explicit WatchedThread(std::function<void()> job);
   // Joins.
   ~WatchedThread();
 
-  // Comes back when the job sleeps in the kernel, waiting for somebody (true), or is done (false).
+  // Returns true when the job sleeps in the kernel, false when it is done.
   bool Waits();
 
   bool IsDone() const { return done_; }

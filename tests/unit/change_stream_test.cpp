@@ -223,7 +223,7 @@ TEST_F(ChangeStream, AClientThatLostAFrameNoticesAtTheNext) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, AFrameThatComesTwiceIsCannotFollow) {
+TEST_F(ChangeStream, AFrameThatComesTwiceIsNotApplied) {
   Register();
   Label("first");
   const std::string frame = channel.frames.front();
