@@ -1,9 +1,9 @@
 // The records of the lock monitor: one table per thread, written only by that thread.
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
-// the tables, a thread sets `paused`, then waits for the busy tables. Between its two steps a
-// writer needs no memory barrier: the pause runs one on every thread of the process (membarrier).
-// If the kernel has no membarrier, `fences` makes every writer run its own.
+// the tables, a thread sets kPaused, then waits for the busy tables. Between its two steps a writer
+// needs no memory barrier: the pause runs one on every thread of the process (membarrier). If the
+// kernel has no membarrier, kFences makes every writer run its own.
 
 #include <ServerDataManager/LockMonitor.h>
 
@@ -32,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 using Label = std::array<char, 32>;
 
 // Limits the time that continuous reports can pause the other threads.
-constexpr auto kTimeBetweenReports = std::chrono::microseconds(100);
+constexpr auto kTimeBetweenReports = std::chrono::milliseconds(1);
 
 // The coarse clock takes about 7 ns, a fifth of the steady clock.
 Clock::time_point Now() {
@@ -54,10 +54,10 @@ struct ThreadName {
 };
 
 struct Record {
-  LockRequest lock;
-  const void* handle;
+  LockRequest lock{};
+  const void* handle = nullptr;
   Clock::time_point since;
-  Label label;
+  Label label{};
 };
 
 bool IsOf(const Record& record, LockReport::Kind kind, const void* address) {
@@ -92,8 +92,6 @@ struct Monitor {
   unsigned int lastNumber SDM_GUARDED_BY(pauseMutex) = 0;
   std::shared_ptr<const LockMonitor::Handler> handler SDM_GUARDED_BY(pauseMutex);
 
-  std::atomic<bool> paused{false};
-  std::atomic<bool> fences{true};
   std::atomic<bool> complete{true};
   std::atomic<Clock::duration> longWait{Clock::duration::zero()};
 
@@ -116,34 +114,43 @@ Monitor& TheMonitor() {
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 
+// Checked before each write: zero lets the thread write at once.
+constexpr unsigned int kPaused = 1, kFences = 2;
+constinit std::atomic<unsigned int> gate{kFences};
+
 // Writes the calling thread's table.
 class Edit {
  public:
   explicit Edit(ThreadLocks& table) : table_(table) {
-    Monitor& monitor = TheMonitor();
-    while (true) {
-      table_.busy.store(true, std::memory_order_relaxed);
-      if (monitor.fences.load(std::memory_order_relaxed)) {
-        std::atomic_thread_fence(std::memory_order_seq_cst);
-      } else {
-        std::atomic_signal_fence(std::memory_order_seq_cst);
-      }
-      if (!monitor.paused.load(std::memory_order_acquire)) return;
-      table_.busy.store(false, std::memory_order_release);
-      WaitOutPause(monitor);
-    }
+    if (!MayWrite()) WaitToWrite();
   }
   Edit(const Edit&) = delete;
   Edit& operator=(const Edit&) = delete;
   ~Edit() { table_.busy.store(false, std::memory_order_release); }
 
  private:
+  // Marks the table busy; false if a pause may be in progress, or might miss the mark.
+  bool MayWrite() {
+    table_.busy.store(true, std::memory_order_relaxed);
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    return gate.load(std::memory_order_acquire) == 0;
+  }
+
+  [[gnu::noinline]] void WaitToWrite() {
+    do {
+      std::atomic_thread_fence(std::memory_order_seq_cst);
+      if ((gate.load(std::memory_order_acquire) & kPaused) == 0) return;
+      table_.busy.store(false, std::memory_order_release);
+      WaitOutPause();
+    } while (!MayWrite());
+  }
+
   // A pause takes about a microsecond, unless the pausing thread is preempted.
-  static void WaitOutPause(Monitor& monitor) {
+  static void WaitOutPause() {
     for (int spins = 0; spins < 2000; ++spins) {
-      if (!monitor.paused.load(std::memory_order_relaxed)) return;
+      if ((gate.load(std::memory_order_relaxed) & kPaused) == 0) return;
     }
-    const MutexLock pauseIsOver(monitor.pauseMutex);
+    const MutexLock pauseIsOver(TheMonitor().pauseMutex);
   }
 
   ThreadLocks& table_;
@@ -152,24 +159,21 @@ class Edit {
 // Blocks all threads at their next write, so that the tables can be read and written.
 class SDM_SCOPED_CAPABILITY Pause {
  public:
-  Pause() SDM_ACQUIRE(TheMonitor().pauseMutex)
-      : monitor_(TheMonitor()), lock_(monitor_.pauseMutex) {
-    monitor_.paused.store(true, std::memory_order_seq_cst);
-    if (monitor_.fences.load(std::memory_order_relaxed)) {
+  Pause() SDM_ACQUIRE(TheMonitor().pauseMutex) : lock_(TheMonitor().pauseMutex) {
+    if ((gate.fetch_or(kPaused) & kFences) != 0) {
       std::atomic_thread_fence(std::memory_order_seq_cst);
     } else {
       syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
     }
-    for (const auto& table : monitor_.threads) {
+    for (const auto& table : TheMonitor().threads) {
       while (table->busy.load(std::memory_order_acquire)) std::this_thread::yield();
     }
   }
   Pause(const Pause&) = delete;
   Pause& operator=(const Pause&) = delete;
-  ~Pause() SDM_RELEASE() { monitor_.paused.store(false, std::memory_order_release); }
+  ~Pause() SDM_RELEASE() { gate.fetch_and(~kPaused, std::memory_order_release); }
 
  private:
-  Monitor& monitor_;
   const MutexLock lock_;
 };
 
@@ -198,9 +202,7 @@ ThreadLocks* NewTable() {
   return &table;
 }
 
-// Null if out of memory, and after the thread's table was freed at thread exit.
-ThreadLocks* OwnTable() noexcept {
-  if (ownTable != nullptr) return ownTable;
+[[gnu::noinline]] ThreadLocks* MakeOwnTable() noexcept {
   if (threadEnds) return nullptr;
   try {
     ownTable = NewTable();
@@ -212,20 +214,34 @@ ThreadLocks* OwnTable() noexcept {
   return ownTable;
 }
 
-void AddHold(ThreadLocks& table, const Record& hold) noexcept {
+// Null if out of memory, and after the thread's table was freed at thread exit.
+inline ThreadLocks* OwnTable() noexcept {
+  return ownTable != nullptr ? ownTable : MakeOwnTable();
+}
+
+[[gnu::noinline]] bool MakeRoomForHolds(ThreadLocks& table) noexcept {
   try {
-    table.holds.push_back(hold);
+    table.holds.reserve(2 * table.holds.size() + 16);
+    return true;
   } catch (...) {
     TheMonitor().complete = false;
+    return false;
   }
 }
 
-Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* address,
-                 const void* handle) {
-  const auto found = std::find_if(
-      table.holds.rbegin(), table.holds.rend(),
-      [&](const Record& hold) { return IsOf(hold, kind, address) && hold.handle == handle; });
-  return found == table.holds.rend() ? nullptr : &*found;
+// Appends an empty record, which the caller fills in. Null if out of memory.
+inline Record* NewHold(ThreadLocks& table) noexcept {
+  if (table.holds.size() == table.holds.capacity() && !MakeRoomForHolds(table)) return nullptr;
+  return &table.holds.emplace_back();
+}
+
+inline Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* address,
+                        const void* handle) {
+  for (Record* hold = table.holds.data() + table.holds.size(); hold != table.holds.data();) {
+    --hold;
+    if (IsOf(*hold, kind, address) && hold->handle == handle) return hold;
+  }
+  return nullptr;
 }
 
 bool Holds(ThreadLocks& table, const LockRequest& lock) {
@@ -380,7 +396,7 @@ void EndWait(bool acquired) noexcept {
   table.isWaiting = false;
   if (!acquired) return;
   table.wait.since = Now();
-  AddHold(table, table.wait);
+  if (Record* const hold = NewHold(table)) *hold = table.wait;
 }
 
 std::atomic<unsigned int>& ClaimsOn(const LockRequest& lock) {
@@ -395,15 +411,28 @@ std::atomic<unsigned int>& ClaimsOn(const LockRequest& lock) {
 // ---------------------------------------------------------------------------------------------
 // Records
 
-void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
+// Filled in field by field: to build a record on the stack and copy it costs twice as much.
+void RecordHold(LockReport::Kind kind, LockReport::Mode mode, LocallyUniqueID dataset,
+                const void* address, const ServerDataManager* registry, LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return;
+  const Clock::time_point now = Now();
   const Edit edit(*table);
-  AddHold(*table, {lock, who.handle, Now(), LabelOf(who.label)});
+  Record* const hold = NewHold(*table);
+  if (hold == nullptr) return;
+  hold->lock.kind = kind;
+  hold->lock.mode = mode;
+  hold->lock.dataset = dataset;
+  hold->lock.address = address;
+  hold->lock.registry = registry;
+  hold->handle = who.handle;
+  hold->since = now;
+  if (who.label != nullptr) hold->label = LabelOf(who.label);
 }
 
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept {
   ChangeHold(kind, address, handle, [](ThreadLocks& table, Record& hold) {
+    if (&hold == &table.holds.back()) return table.holds.pop_back();
     table.holds.erase(table.holds.begin() + (&hold - table.holds.data()));
   });
 }
@@ -510,7 +539,7 @@ void LockMonitor::Start() {
   if (IsOn()) return;
   const bool hasBarrier =
       syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
-  monitor.fences.store(!hasBarrier, std::memory_order_relaxed);
+  if (hasBarrier) gate.fetch_and(~kFences);
   monitor.complete = true;
   // Locks recorded before the monitor was switched off may have been released since.
   for (const auto& table : TheMonitor().threads) table->holds.clear();

@@ -44,7 +44,11 @@ struct LockHolder {
 };
 
 // The calling thread has acquired the lock.
-void RecordHold(const LockRequest& lock, LockHolder who) noexcept;
+void RecordHold(LockReport::Kind kind, LockReport::Mode mode, LocallyUniqueID dataset,
+                const void* address, const ServerDataManager* registry, LockHolder who) noexcept;
+inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
+  RecordHold(lock.kind, lock.mode, lock.dataset, lock.address, lock.registry, who);
+}
 
 // The lock that `handle` acquired, on any thread, is about to be released. With a null handle: the
 // last recorded hold without a handle, preferably of the calling thread.
