@@ -12,17 +12,25 @@ namespace {
 // mutex_.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
-// The lock that this thread last read, and its number of reads. A hint: other threads may have
-// released them.
-[[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
+// The lock that this thread last read, its number of reads, and the word after the last of them, or
+// 0. Hints: other threads may have released the reads and may change the word.
+struct Mine {
+  const sfMutexRW* lock;
+  int reads;
+  unsigned state;
+};
+[[gnu::tls_model("initial-exec")]] thread_local Mine mine;
 }  // namespace
 
 // Counts the read first, which is fastest, and undoes it if it has to wait.
 void sfMutexRW::readLock() {
-  mine = {this, mine.first == this ? mine.second + 1 : 1};
-  if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) == 0) return;
+  const unsigned state = state_.fetch_add(kRead) + kRead;
+  const int reads = mine.lock == this ? mine.reads : 0;
+  mine = {this, reads + 1, state};
+  if ((state & (kWriting | kAwaited)) == 0) return;
+  mine.state = 0;
   sdm_internal::MutexLock lock(mutex_);
-  if (MayRead(/*nested=*/mine.second > 1)) return;
+  if (MayRead(/*nested=*/reads > 0)) return;
   const auto isAdmitted = [this, turn = readersTurn_]()
                               SDM_REQUIRES(mutex_) { return readersTurn_ != turn; };
   const auto isWritten = [this] { return (state_ & kWriting) != 0; };
@@ -37,14 +45,17 @@ void sfMutexRW::readLock() {
 }
 
 bool sfMutexRW::tryReadLock() {
-  const int reads = mine.first == this ? mine.second : 0;
-  unsigned state = state_;
-  if (state % kRead != 0 || !state_.compare_exchange_strong(state, state + kRead)) {
+  unsigned state = state_.fetch_add(kRead) + kRead;
+  const int reads = mine.lock == this ? mine.reads : 0;
+  if ((state & (kWriting | kAwaited)) != 0) {
+    state = 0;
     const sdm_internal::MutexLock lock(mutex_);
-    if (!MayRead(/*nested=*/reads > 0)) return false;
-    state_ += kRead;
+    if (!MayRead(/*nested=*/reads > 0)) {
+      End(kRead);
+      return false;
+    }
   }
-  mine = {this, reads + 1};
+  mine = {this, reads + 1, state};
   return true;
 }
 
@@ -63,8 +74,14 @@ bool sfMutexRW::tryWriteLock() {
 
 // Does not access the object after releasing: the next holder may destroy it.
 void sfMutexRW::unlock() noexcept {
-  if (mine.first == this && mine.second > 0) --mine.second;
-  for (unsigned state = state_; state != 0;) {
+  unsigned state = 0;
+  if (mine.lock == this && mine.reads > 0) {
+    --mine.reads;
+    state = std::exchange(mine.state, 0);
+  }
+  // A guess is faster than a load; a wrong guess costs one more try.
+  if (state == 0) state = state_;
+  while (state != 0) {
     const unsigned held = (state & kWriting) != 0 ? kWriting : kRead;
     if ((state & kAwaited) == 0) {
       if (state_.compare_exchange_weak(state, state - held)) return;
