@@ -389,9 +389,15 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   return true;
 }
 
+// For the calling thread's table; a report may mark the wait as reported at any time.
+bool WasTooLong(ThreadLocks& table) {
+  const Edit edit(table);
+  return IsTooLong(table, Now());
+}
+
 void EndWait(bool acquired) noexcept {
   ThreadLocks& table = *ownTable;
-  if (IsTooLong(table, Now())) FindAndReport(FindLongWaits);
+  if (WasTooLong(table)) FindAndReport(FindLongWaits);
   const Edit edit(table);
   table.isWaiting = false;
   if (!acquired) return;

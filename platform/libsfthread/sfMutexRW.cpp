@@ -51,7 +51,7 @@ bool sfMutexRW::tryReadLock() {
     state = 0;
     const sdm_internal::MutexLock lock(mutex_);
     if (!MayRead(/*nested=*/reads > 0)) {
-      End(kRead);
+      Release(kRead);
       return false;
     }
   }
