@@ -11,6 +11,7 @@ add_custom_target(sdm_concurrency_tests)
 # them: each source includes what it uses.
 function(sdm_test_settings target)
   target_compile_options(${target} PRIVATE -O0)
+  target_link_libraries(${target} PRIVATE GTest::gmock)
   if(target STREQUAL sdm_precompiled_headers)
     target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <algorithm> <array> <atomic>
       <filesystem> <fstream> <functional> <latch> <memory> <new> <optional> <sstream> <stdexcept>
@@ -24,14 +25,13 @@ endfunction()
 file(WRITE "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp" "int main() {}\n")
 add_executable(sdm_precompiled_headers EXCLUDE_FROM_ALL
                "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp")
-target_link_libraries(sdm_precompiled_headers PRIVATE GTest::gmock)
 sdm_test_settings(sdm_precompiled_headers)
 
 function(sdm_add_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINKS;LABELS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   sdm_test_settings(${name})
-  target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gtest_main)
   gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
   # The discovery would lose all labels but the first, so they are given when CTest reads its list.
   set(labels_file "${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake")

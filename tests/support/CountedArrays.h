@@ -1,8 +1,7 @@
 // Counts array allocations.
 //
-// CountedArrays.cpp replaces the global operator new[], so it is a source of the programs that need
-// it and no part of the library of test support. Memory for arrays comes from operator new, where
-// FullMemory may let it run out.
+// A program links test_array_allocator to have the global operator new[] replaced. Memory for
+// arrays comes from operator new, where FullMemory may let it run out.
 
 #ifndef TESTS_SUPPORT_COUNTEDARRAYS_H_
 #define TESTS_SUPPORT_COUNTEDARRAYS_H_

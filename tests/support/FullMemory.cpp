@@ -1,21 +1,35 @@
-// FullMemory: the allocator. Separate from its callers: a compiler that sees both would warn of
-// mismatched malloc and delete.
+// FullMemory: the global operators. Separate from their callers: a compiler that sees both would
+// warn of mismatched malloc and delete.
 
 #include <tests/support/FullMemory.h>
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdlib>
-#include <new>
+#include <utility>
 
 namespace {
 
 // The number of allocations that still succeed; negative: all.
 long allocationsLeft = -1;
 bool shortageLasts = true;
+thread_local bool threadHasNone = false;
+
+void* watchedStorage = nullptr;
+std::function<void()> watchedEvent;
+
+void GiveBack(void* storage) noexcept {
+  if (storage != nullptr && storage == watchedStorage) {
+    watchedStorage = nullptr;
+    watchedEvent();
+  }
+  support::Free(storage, support::heap);
+}
 
 }  // namespace
 
 namespace support {
+
+thread_local Heap heap;
 
 MemoryFor::MemoryFor(long count, Shortage shortage) {
   allocationsLeft = count;
@@ -31,6 +45,7 @@ void EndShortage() {
 }
 
 bool OneMoreIsLeft() {
+  if (threadHasNone) return false;
   if (allocationsLeft < 0) return true;
   if (allocationsLeft == 0) {
     if (!shortageLasts) EndShortage();
@@ -40,18 +55,43 @@ bool OneMoreIsLeft() {
   return true;
 }
 
+NoMemoryForThisThread::NoMemoryForThisThread() {
+  threadHasNone = true;
+}
+
+NoMemoryForThisThread::~NoMemoryForThisThread() {
+  threadHasNone = false;
+}
+
+void WhenFreed(void* storage, std::function<void()> event) {
+  watchedEvent = std::move(event);
+  watchedStorage = storage;
+}
+
+void* Take(std::size_t size, Heap& counts) noexcept {
+  ++counts.taken;
+  counts.bytes += size;
+  counts.largest = std::max(counts.largest, size);
+  return OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+}
+
+void Free(void* storage, Heap& counts) noexcept {
+  if (storage != nullptr) ++counts.freed;
+  std::free(storage);
+}
+
 }  // namespace support
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return support::OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+  return support::Take(size, support::heap);
 }
 void* operator new(std::size_t size) {
   if (void* const storage = operator new(size, std::nothrow)) return storage;
   throw std::bad_alloc();
 }
 void operator delete(void* storage) noexcept {
-  std::free(storage);
+  GiveBack(storage);
 }
 void operator delete(void* storage, std::size_t) noexcept {
-  std::free(storage);
+  GiveBack(storage);
 }

@@ -4,10 +4,10 @@
 #include <libvutility/VUGlobal.h>
 #include <tests/support/FullMemory.h>
 
-#include <cstdlib>
+thread_local support::Heap support::messageHeap;
 
 void* VUGlobal::operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return support::OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+  return support::Take(size, support::messageHeap);
 }
 void* VUGlobal::operator new(std::size_t size) {
   if (void* const storage = operator new(size, std::nothrow)) return storage;
@@ -17,9 +17,9 @@ void* VUGlobal::operator new(std::size_t, void* place) noexcept {
   return place;
 }
 void VUGlobal::operator delete(void* storage) noexcept {
-  std::free(storage);
+  support::Free(storage, support::messageHeap);
 }
 void VUGlobal::operator delete(void* storage, const std::nothrow_t&) noexcept {
-  std::free(storage);
+  support::Free(storage, support::messageHeap);
 }
 void VUGlobal::operator delete(void*, void*) noexcept {}

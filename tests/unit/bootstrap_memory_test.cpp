@@ -1,5 +1,5 @@
-// The bytes of a bootstrap specification where memory runs out. This program replaces the global
-// operators new, so it is one of its own, and nothing in it is hidden from a leak checker.
+// The bytes of a bootstrap specification where memory runs out. Nothing in this program is hidden
+// from a leak checker.
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>

@@ -1,5 +1,5 @@
-// ChangeFrame: its bytes, and the bytes that are none. This program replaces the global operator
-// new, to see what bytes from outside make the library allocate.
+// ChangeFrame: its bytes, and the bytes that are none; also what bytes from outside make the
+// library allocate.
 
 #include <client/ChangeFrame.h>
 #include <client/ChangeStreamReader.h>
@@ -15,6 +15,7 @@
 #include <libvserial/VStream.h>
 #include <tests/support/Agreement.h>
 #include <tests/support/FullDictionary.h>
+#include <tests/support/FullMemory.h>
 #include <tests/support/MessageBytes.h>
 #include <tests/support/Messages.h>
 
@@ -22,34 +23,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
-
-namespace {
-
-// Of the allocations since the last reset: the largest, and all together.
-std::size_t largestAllocation = 0;
-std::size_t allocated = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  largestAllocation = std::max(largestAllocation, size);
-  allocated += size;
-  if (void* const storage = std::malloc(size == 0 ? 1 : size)) return storage;
-  throw std::bad_alloc();
-}
-// Not inlined: where it is, compilers take the free for a mistake.
-__attribute__((noinline)) void operator delete(void* storage) noexcept {
-  std::free(storage);
-}
-__attribute__((noinline)) void operator delete(void* storage, std::size_t) noexcept {
-  std::free(storage);
-}
 
 namespace {
 
@@ -257,12 +234,13 @@ class HostileMessages : public testing::Test {
   void ExpectHarmless(ChangeStreamReader& reader, ChangeFrame& frame,
                       bool escapesTheDigest = false) {
     const std::string bytes = BytesOf(frame);
-    largestAllocation = allocated = 0;
+    support::heap = {};
     const Outcome outcome = reader.Apply(bytes);
-    largest_ = std::max(largest_, largestAllocation);
-    all_ = std::max(all_, allocated);
-    EXPECT_LE(largestAllocation, kDictionary + 8 * bytes.size());
-    EXPECT_LE(allocated, 4 * kDictionary + 64 * bytes.size());
+    const support::Heap used = support::heap;
+    largest_ = std::max(largest_, used.largest);
+    all_ = std::max(all_, used.bytes);
+    EXPECT_LE(used.largest, kDictionary + 8 * bytes.size());
+    EXPECT_LE(used.bytes, 4 * kDictionary + 64 * bytes.size());
     EXPECT_EQ(DigestOf(reader.Dictionary()), reader.Digest());
     const bool applied = outcome == Outcome::Applied;
     const ORVX_DataSource& right = (applied ? after_ : before_).Dictionary();

@@ -1,5 +1,4 @@
-// What becomes of a clone and of its source when memory runs out in the middle. This program
-// replaces the global operator new, so it is one of its own.
+// What becomes of a clone and of its source when memory runs out in the middle.
 
 #include <gmock/gmock.h>
 #include <libdatasrc/OBS.h>

@@ -1,6 +1,4 @@
 // Where the storage of error messages comes from and goes to, also when a copy fails.
-//
-// This program puts an allocator that counts in the place of VUGlobal's.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>
@@ -9,28 +7,9 @@
 #include <tests/support/FullMemory.h>
 #include <tests/support/MessageBytes.h>
 
-#include <cstdlib>
-#include <new>
 #include <string>
 
-using support::MemoryFor;
-
-namespace {
-
-int taken = 0;
-int given = 0;
-
-}  // namespace
-
-void* VUGlobal::operator new(std::size_t size) {
-  ++taken;
-  if (void* const storage = std::malloc(size)) return storage;
-  throw std::bad_alloc();
-}
-void VUGlobal::operator delete(void* storage) noexcept {
-  ++given;
-  std::free(storage);
-}
+using support::messageHeap;
 
 namespace {
 
@@ -38,27 +17,21 @@ const std::string kLongText(100, 't');  // is copied into memory of its own
 
 class StorageOfErrorMessages : public testing::Test {
  protected:
-  StorageOfErrorMessages() { taken = given = 0; }
+  StorageOfErrorMessages() { messageHeap = {}; }
 
   static void ExpectClonedInOnePieceOfStorage(const VSerializable& message) {
     VSerializable* const clone = message.VSClone();
-    EXPECT_EQ(taken, 1);
-    EXPECT_EQ(given, 0);
+    EXPECT_EQ(messageHeap.taken, 1);
+    EXPECT_EQ(messageHeap.freed, 0);
     delete clone;
-    EXPECT_EQ(given, 1);
+    EXPECT_EQ(messageHeap.freed, 1);
   }
 
   static void ExpectGivenBackWhereTheCopyThrows(const VSerializable& message) {
-    bool thrown = false;
-    try {
-      const MemoryFor none(0);
-      delete message.VSClone();
-    } catch (const std::bad_alloc&) {
-      thrown = true;
-    }
-    EXPECT_TRUE(thrown);
-    EXPECT_EQ(taken, 1);
-    EXPECT_EQ(given, 1);
+    // One allocation for the message; none for its text.
+    EXPECT_TRUE(support::FailsWithMemoryFor(1, [&] { delete message.VSClone(); }));
+    EXPECT_EQ(messageHeap.taken, 1);
+    EXPECT_EQ(messageHeap.freed, 1);
   }
 
   LocallyUniqueID dataset_{0, 5};

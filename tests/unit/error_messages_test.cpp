@@ -180,14 +180,14 @@ TEST(ErrorMessages, HaveTheirVirtualOperationsInThisOrder) {
   EXPECT_EQ(VirtualSlot(&ErrorMsg::VSConcreteSignature), 5);
 }
 
-TEST(ReportedErrorMsg, IsClonedWithTextSeverityAndIdentifier) {
+TEST(ErrorMessages, AReportIsClonedWithTextSeverityAndIdentifier) {
   const auto clone = Clone(Report());
   EXPECT_EQ(clone->GetText().Text(), "No room left");
   EXPECT_EQ(clone->GetText().Severity(), -3);
   EXPECT_EQ(clone->GetDataSetID(), LocallyUniqueID(0, 5));
 }
 
-TEST(ReportedErrorMsgResponse, IsCopiedWithItsAnswer) {
+TEST(ErrorMessages, AnAnswerIsCopiedWithItsAnswer) {
   const ReportedErrorMsgResponse yes = Response(true);
   const ReportedErrorMsgResponse no = Response(false);
   EXPECT_TRUE(ReportedErrorMsgResponse(yes).GetAnswer());
@@ -195,7 +195,7 @@ TEST(ReportedErrorMsgResponse, IsCopiedWithItsAnswer) {
   EXPECT_TRUE(Clone(yes)->GetAnswer());
 }
 
-TEST(ErrorMsg, IsClonedWithCodeAndText) {
+TEST(ErrorMessages, AnErrorIsClonedWithCodeAndText) {
   const auto clone = Clone(ErrorMsg(2001, "Gone"));
   EXPECT_EQ(clone->GetCode(), 2001U);
   EXPECT_EQ(clone->GetText(), "Gone");
@@ -233,12 +233,12 @@ class Fragile : public MessageGlue<Fragile> {
 int Fragile::taken = 0;
 int Fragile::given = 0;
 
-class Cloning : public testing::Test {
+class CloningAMessage : public testing::Test {
  protected:
-  Cloning() { Fragile::taken = Fragile::given = 0; }
+  CloningAMessage() { Fragile::taken = Fragile::given = 0; }
 };
 
-TEST_F(Cloning, TakesStorageFromTheClassesAllocatorAndDeletingGivesItBack) {
+TEST_F(CloningAMessage, TakesStorageFromTheClassesAllocatorAndDeletingGivesItBack) {
   VSerializable* clone = Fragile().VSClone();
   EXPECT_EQ(Fragile::taken, 1);
   EXPECT_EQ(Fragile::given, 0);
@@ -246,7 +246,7 @@ TEST_F(Cloning, TakesStorageFromTheClassesAllocatorAndDeletingGivesItBack) {
   EXPECT_EQ(Fragile::given, 1);
 }
 
-TEST_F(Cloning, GivesTheStorageBackWhereTheCopyThrows) {
+TEST_F(CloningAMessage, GivesTheStorageBackWhereTheCopyThrows) {
   Fragile message;
   message.MakeCopiesFail();
   EXPECT_THROW(message.VSClone(), std::runtime_error);

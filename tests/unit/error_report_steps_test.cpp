@@ -1,18 +1,15 @@
 // What an error report makes, in which order, and that no storage is left. This program brings its
-// own constructors of the two messages and allocator of messages, which the library's calls resolve
-// to: they write down that they were called.
+// own constructors of the two messages, which the library's calls resolve to: they write down that
+// they were called.
 
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>
-#include <libvutility/VUGlobal.h>
 #include <PackageProxy/PackageProxy.h>
 #include <ServerDataManager/InteractiveErrorMonitor.h>
+#include <tests/support/FullMemory.h>
 
 #include <gmock/gmock.h>
 
-#include <cstddef>
-#include <cstdlib>
-#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,7 +17,6 @@
 namespace {
 
 std::vector<std::string> steps;
-int messagesInStorage = 0;
 
 }  // namespace
 
@@ -30,17 +26,6 @@ ReportedErrorMsg::ReportedErrorMsg(LocallyUniqueID& dataSetID, const ErrorText& 
 }
 ReportedErrorMsgResponse::ReportedErrorMsgResponse() {
   steps.push_back("response made");
-}
-
-void* VUGlobal::operator new(std::size_t size) {
-  void* const storage = std::malloc(size);
-  if (storage == nullptr) throw std::bad_alloc();
-  ++messagesInStorage;
-  return storage;
-}
-void VUGlobal::operator delete(void* storage) noexcept {
-  if (storage != nullptr) --messagesInStorage;
-  std::free(storage);
 }
 
 namespace {
@@ -61,8 +46,13 @@ class Channel : public PackageProxy {
 
 class StepsOfAReport : public testing::Test {
  protected:
-  StepsOfAReport() { steps.clear(); }
-  ~StepsOfAReport() override { EXPECT_EQ(messagesInStorage, 0) << "a message is left behind"; }
+  StepsOfAReport() {
+    steps.clear();
+    support::messageHeap = {};
+  }
+  ~StepsOfAReport() override {
+    EXPECT_EQ(support::messageHeap.freed, support::messageHeap.taken) << "a message is left behind";
+  }
 
   Channel channel;
   InteractiveErrorMonitor monitor{LocallyUniqueID(0, 4), &channel};

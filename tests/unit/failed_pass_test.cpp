@@ -1,6 +1,5 @@
 // A notification pass that runs out of memory, called by hand and caught: nothing that it made of
-// the snapshot is lost to those who follow the messages. This program replaces the allocators, so
-// it is one of its own.
+// the snapshot is lost to those who follow the messages.
 
 #include <client/DictionaryMirror.h>
 #include <libdatasrc/SystemFileDataSource.h>

@@ -2,7 +2,7 @@
 // nothing half-told, and nothing lost.
 //
 // Built with the library's objects and with access to private members, for the monitors and the
-// snapshot, and with an operator new of its own.
+// snapshot.
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/Equality.h>

@@ -1,5 +1,4 @@
-// What a dataset does when memory runs out in the middle. This program replaces the global
-// operator new, so it is one of its own.
+// What a dataset does when memory runs out in the middle.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/serverdatamgr.h>

@@ -15,6 +15,7 @@
 #include <ServerDataManager/svrdmitem.h>
 #include <ServerDataManager/SvrDMItemPtr.h>
 #include <tests/support/Dictionary.h>
+#include <tests/support/FullMemory.h>
 #include <tests/support/Messages.h>
 #include <tests/support/WatchedThread.h>
 
@@ -49,21 +50,6 @@ using testing::ElementsAre;
 
 namespace {
 
-// What happens when the storage at this address is given back.
-struct Watch {
-  void* storage = nullptr;
-  std::function<void()> event;
-};
-Watch watch;
-
-void GiveBack(void* storage) noexcept {
-  if (storage != nullptr && storage == watch.storage) {
-    watch.storage = nullptr;
-    watch.event();
-  }
-  std::free(storage);
-}
-
 // What localtime_r answers; the real time unless a test says otherwise.
 std::function<std::tm*(const std::time_t*)> localtimeAnswer;
 
@@ -71,17 +57,6 @@ int fstatCalls = 0;
 int fstatFailsAt = INT_MAX;  // the number of the first call that fails
 
 }  // namespace
-
-void* operator new(std::size_t size) {
-  if (void* storage = std::malloc(size)) return storage;
-  throw std::bad_alloc();
-}
-void operator delete(void* storage) noexcept {
-  GiveBack(storage);
-}
-void operator delete(void* storage, std::size_t) noexcept {
-  GiveBack(storage);
-}
 
 extern "C" std::tm* localtime_r(const std::time_t* moment, std::tm* out) noexcept {
   const std::tm* const answer = localtimeAnswer ? localtimeAnswer(moment) : localtime(moment);
@@ -339,7 +314,7 @@ TEST(SvrDMItem, WithoutASourceThatIsGivenNoneStaysAsItIs) {
 
 TEST(SvrDMItem, StartsAsItsArgumentsSayWithEverythingElseEmpty) {
   const std::unique_ptr<DataFreeDataSource> source = Dictionary("A");
-  auto* const manager = reinterpret_cast<ServerDataManager*>(&watch);  // never looked into
+  auto* const manager = reinterpret_cast<ServerDataManager*>(&fstatCalls);  // never looked into
   SvrDMItem item(kID, source.get(), manager, 12, "nowhere/survey.tsv", true);
 
   EXPECT_EQ(item.ID(), kID);
@@ -484,7 +459,7 @@ TEST(SvrDMItem, LetsGoOfItsFileItsMessagesItsSourceAndItsBootstrapSpecificationI
   {
     SvrDMItem item = Item(new TellingSource(note("source")), path);
     item.SetBootstrapSpecs(specs);
-    watch = {specs, note("bootstrap")};
+    support::WhenFreed(specs, note("bootstrap"));
     item.AddNotification(new TellingMessage(note("first message")));
     item.AddNotification(nullptr);
     item.AddNotification(new TellingMessage(note("second message")));
@@ -687,7 +662,7 @@ TEST(SvrDMItem, KeepsABootstrapSpecificationThatItIsGivenTwice) {
   SvrDMItem item = Item(nullptr);
   auto* const specs = new SvrBootstrapSpecs;
   int deletions = 0;
-  watch = {specs, [&] { ++deletions; }};
+  support::WhenFreed(specs, [&] { ++deletions; });
 
   item.SetBootstrapSpecs(specs);
   item.SetBootstrapSpecs(specs);
@@ -705,12 +680,12 @@ TEST(SvrDMItem, DeletesABootstrapSpecificationThatAnotherOrNoneReplaces) {
   auto* const second = new SvrBootstrapSpecs;
   item.SetBootstrapSpecs(first);
 
-  watch = {first, [&] { ++deletions; }};
+  support::WhenFreed(first, [&] { ++deletions; });
   item.SetBootstrapSpecs(second);
   EXPECT_EQ(deletions, 1);
   EXPECT_EQ(item.GetBootstrapSpecs(), second);
 
-  watch = {second, [&] { ++deletions; }};
+  support::WhenFreed(second, [&] { ++deletions; });
   item.SetBootstrapSpecs(nullptr);
   EXPECT_EQ(deletions, 2);
   EXPECT_EQ(item.GetBootstrapSpecs(), nullptr);

@@ -1,5 +1,4 @@
-// What a client has when memory runs out in the middle of a pass. This program replaces the global
-// operator new, so it is one of its own.
+// What a client has when memory runs out in the middle of a pass.
 
 #include <client/ChangeFrame.h>
 #include <client/ChangeStreamReader.h>
@@ -9,46 +8,19 @@
 #include <liborvxdemg/DeleteVarsMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
 #include <tests/support/FullDictionary.h>
+#include <tests/support/FullMemory.h>
 #include <tests/support/MessageBytes.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
 namespace {
 
-// The allocations until the one that fails; negative for none. Only the test's thread allocates.
-long allocationsLeft = -1;
-
-// Makes the allocation after `count` others fail, and no more.
-class OneFailureAfter {
- public:
-  explicit OneFailureAfter(long count) { allocationsLeft = count; }
-  ~OneFailureAfter() { allocationsLeft = -1; }
-};
-
-}  // namespace
-
-// These are not inlined: where they are, compilers take the free for a mistake.
-__attribute__((noinline)) void* operator new(std::size_t size) {
-  const bool fails = allocationsLeft == 0;
-  if (allocationsLeft >= 0) --allocationsLeft;
-  void* const storage = fails ? nullptr : std::malloc(size == 0 ? 1 : size);
-  if (storage != nullptr) return storage;
-  throw std::bad_alloc();
-}
-__attribute__((noinline)) void operator delete(void* storage) noexcept {
-  std::free(storage);
-}
-__attribute__((noinline)) void operator delete(void* storage, std::size_t) noexcept {
-  std::free(storage);
-}
-
-namespace {
+using support::FailsWithMemoryFor;
+using support::Shortage;
 
 const LocallyUniqueID kDataset(0, 1);
 
@@ -77,12 +49,9 @@ TEST(MirrorMemory, WhereverAPassRunsOutOfMemoryTheMirrorIsAsItWas) {
 
   long failures = 0;
   for (bool applied = false; !applied; ++failures) {
-    const OneFailureAfter shortage(failures);
-    try {
-      mirror.Apply(pass);
-      applied = true;
-    } catch (const std::bad_alloc&) {
-      allocationsLeft = -1;
+    applied = !FailsWithMemoryFor(
+        failures, [&] { mirror.Apply(pass); }, Shortage::Passes);
+    if (!applied) {
       ASSERT_EQ(DigestOf(mirror.Dictionary()), before) << "after " << failures << " allocations";
     }
   }
@@ -109,13 +78,12 @@ TEST(MirrorMemory, AReaderTakesTheFrameAgainThatItHadNoMemoryFor) {
 
   long failures = 0;
   for (bool taken = false; !taken; ++failures) {
-    const OneFailureAfter shortage(failures);
-    try {
+    const auto take = [&] {
       EXPECT_EQ(reader.Apply(bytes), ChangeStreamReader::Outcome::Applied)
           << reader.SnapshotReason();
-      taken = true;
-    } catch (const std::bad_alloc&) {
-      allocationsLeft = -1;
+    };
+    taken = !FailsWithMemoryFor(failures, take, Shortage::Passes);
+    if (!taken) {
       ASSERT_EQ(reader.PassNumber(), 0U);
       ASSERT_EQ(DigestOf(reader.Dictionary()), reader.Digest());
     }

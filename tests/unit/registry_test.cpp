@@ -12,11 +12,11 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/support/Dictionary.h>
+#include <tests/support/FullMemory.h>
 #include <tests/support/Observers.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <new>
@@ -31,38 +31,11 @@
 
 using support::CountedSource;
 using support::Dictionary;
+using support::FailsWithMemoryFor;
 using support::RecordingRegistryObserver;
+using support::Shortage;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// ---------------------------------------------------------------------------------------------
-// An allocator that fails on demand
-
-namespace {
-
-// How many more allocations of this thread succeed; none fails while it is unset.
-thread_local std::optional<int> allocationsLeft;
-
-void* Allocate(std::size_t size) {
-  if (allocationsLeft.has_value() && (*allocationsLeft)-- <= 0) {
-    allocationsLeft.reset();
-    throw std::bad_alloc();
-  }
-  if (void* storage = std::malloc(size)) return storage;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return Allocate(size);
-}
-void operator delete(void* storage) noexcept {
-  std::free(storage);
-}
-void operator delete(void* storage, std::size_t) noexcept {
-  std::free(storage);
-}
 
 namespace {
 
@@ -904,17 +877,15 @@ TEST_F(RegistryTest, ADatasetForWhichThereIsNoMemoryIsNotRegisteredAndLeavesTheR
     deaths = 0;
     auto* const source = new CountedSource(deaths);
     const std::size_t countBefore = registry_.data_->items.size();
-    allocationsLeft = failures;
-    try {
-      registry_.Add(*source, longName, longName, true, false);
-      added = true;
-    } catch (const std::bad_alloc&) {
+    added = !FailsWithMemoryFor(
+        failures, [&] { registry_.Add(*source, longName, longName, true, false); },
+        Shortage::Passes);
+    if (!added) {
       EXPECT_EQ(registry_.data_->items.size(), countBefore);
       // The caller's until the item is built, the item's from then on.
       if (deaths == 0) delete source;
       EXPECT_EQ(deaths, 1);
     }
-    allocationsLeft.reset();
   }
 
   EXPECT_GT(failures, 4);
@@ -956,11 +927,9 @@ TEST_F(RegistryTest, WhereTheItemIsNotBuiltTheHooksSourceStaysTheHooksAndTheCall
     deaths = 0;
     wrapper = nullptr;
     auto* const source = new CountedSource(deaths);
-    allocationsLeft = failures;
-    try {
-      registry_.Add(*source, longName, false);
-      added = true;
-    } catch (const std::bad_alloc&) {
+    added = !FailsWithMemoryFor(
+        failures, [&] { registry_.Add(*source, longName, false); }, Shortage::Passes);
+    if (!added) {
       if (wrapper != nullptr && deaths == 0) ++notBuilt;
       if (deaths == 0) {
         delete wrapper;
@@ -968,7 +937,6 @@ TEST_F(RegistryTest, WhereTheItemIsNotBuiltTheHooksSourceStaysTheHooksAndTheCall
       }
       EXPECT_EQ(deaths, wrapper != nullptr ? 2 : 1);
     }
-    allocationsLeft.reset();
   }
 
   EXPECT_GT(notBuilt, 0);
@@ -983,9 +951,8 @@ TEST_F(RegistryTest, ADatasetThatCouldNotBeAnnouncedForWantOfMemoryIsAnnouncedLa
   item->SetDataSet(&NewSource());
   registry_.Register(observer);
 
-  allocationsLeft = 0;
-  EXPECT_THROW(registry_.NotifyCreate(*item), std::bad_alloc);
-  allocationsLeft.reset();
+  EXPECT_TRUE(FailsWithMemoryFor(
+      0, [&] { registry_.NotifyCreate(*item); }, Shortage::Passes));
   EXPECT_THAT(Words(observer), IsEmpty());
   registry_.NotifyCreate(*item);
 
@@ -1124,15 +1091,12 @@ TEST_F(HandedOverSource, IsRegisteredOrDeletedWithItsChainWhereverMemoryRunsOut)
     int failures = 0;
     for (bool added = false; !added; ++failures) {
       std::unique_ptr<ORVX_DataSource> source = Chain();
-      allocationsLeft = failures;
-      try {
-        add(registry_, std::move(source), longName);
-        added = true;
-      } catch (const std::bad_alloc&) {
+      added = !FailsWithMemoryFor(
+          failures, [&] { add(registry_, std::move(source), longName); }, Shortage::Passes);
+      if (!added) {
         EXPECT_EQ(Count(), 0U);
         EXPECT_EQ(deaths_, 2);
       }
-      allocationsLeft.reset();
     }
     EXPECT_GT(failures, 3);
     EXPECT_EQ(deaths_, 0);
@@ -1155,14 +1119,11 @@ TEST_F(HandedOverSource, IsNoDatasetWhereMemoryRunsOutForItsAnnouncement) {
   int failures = 0;
   while (observer.created == 0) {
     std::unique_ptr<ORVX_DataSource> source = Chain();
-    allocationsLeft = failures++;
-    try {
-      registry_.Add(std::move(source), "", false);
-    } catch (const std::bad_alloc&) {
+    if (FailsWithMemoryFor(
+            failures++, [&] { registry_.Add(std::move(source), "", false); }, Shortage::Passes)) {
       EXPECT_EQ(Count(), 0U);
       EXPECT_EQ(deaths_, 2);
     }
-    allocationsLeft.reset();
   }
   EXPECT_GT(failures, 3);
   EXPECT_EQ(Count(), 1U);
@@ -1211,9 +1172,9 @@ TEST_F(HandedOverSource, IsTheHooksOnceItsAnswerDoesNotStandOnIt) {
   ORVX_DataSource* const given = source.get();
   const std::string longName(100, 'n');
 
-  allocationsLeft = 1;  // for what the hook is given; none for an item
-  EXPECT_THROW(registry_.Add(std::move(source), longName, false), std::bad_alloc);
-  allocationsLeft.reset();
+  // One allocation for what the hook is given; none for an item.
+  EXPECT_TRUE(FailsWithMemoryFor(
+      1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 
   ASSERT_THAT(hook_.given, ElementsAre(given));
   EXPECT_EQ(deaths_, 0);
@@ -1231,9 +1192,9 @@ TEST_F(HandedOverSource, IsDeletedWithItsChainUnderAWrapperThatStaysTheHooks) {
   std::unique_ptr<ORVX_DataSource> source = Chain();
   const std::string longName(100, 'n');
 
-  allocationsLeft = 1;  // for what the hook is given; none for an item
-  EXPECT_THROW(registry_.Add(std::move(source), longName, false), std::bad_alloc);
-  allocationsLeft.reset();
+  // One allocation for what the hook is given; none for an item.
+  EXPECT_TRUE(FailsWithMemoryFor(
+      1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 
   EXPECT_EQ(hook_.given.size(), 1U);
   EXPECT_EQ(deaths_, 2);

@@ -12,7 +12,7 @@
 
 namespace {
 
-TEST(Variable, FreshIdentifiersHaveDomainOneAndDifferOnAllThreads) {
+TEST(ManyThreads, MakeFreshIdentifiersThatDifferAndHaveDomainOne) {
   constexpr int kEach = 1000;
   std::vector<std::vector<LocallyUniqueID>> drawn(4);
   std::vector<std::thread> threads;
@@ -30,7 +30,7 @@ TEST(Variable, FreshIdentifiersHaveDomainOneAndDifferOnAllThreads) {
   EXPECT_EQ(all.rbegin()->Domain(), 1U);
 }
 
-TEST(Variable, CopiesOfOneRecordAreChangedOnManyThreads) {
+TEST(ManyThreads, ChangeCopiesOfOneRecord) {
   const ORVX_Variable shared(LocallyUniqueID(1, 7), "age");
   std::vector<std::string> names(4);
   std::vector<std::thread> threads;
@@ -50,7 +50,7 @@ TEST(Variable, CopiesOfOneRecordAreChangedOnManyThreads) {
   EXPECT_EQ(shared.GetName(), "age");
 }
 
-TEST(Dictionary, IsReadByManyThreadsAtOnce) {
+TEST(ManyThreads, ReadADictionaryAtOnce) {
   DataFreeDataSource source;
   for (unsigned int i = 0; i < 3000; ++i)
     source.MakeVariable(ORVX_Variable(LocallyUniqueID(1, i), "v"), nullptr);
@@ -69,7 +69,7 @@ TEST(Dictionary, IsReadByManyThreadsAtOnce) {
   EXPECT_EQ(wrong, std::vector<int>(4));
 }
 
-TEST(Cases, AreReadByManyThreadsAtOnce) {
+TEST(ManyThreads, ReadCasesAtOnce) {
   const Folder folder;
   std::string text = "a,b\n";
   for (int i = 0; i < 500; ++i) text += "1.5,some text\n";

@@ -1,8 +1,8 @@
 // Opening a data file costs memory and time in proportion to the bytes of the file and its schema.
 
 #include <gtest/gtest.h>
+#include <tests/support/FullMemory.h>
 
-#include "FailingAllocator.h"
 #include "Files.h"
 
 namespace {
@@ -28,9 +28,9 @@ std::string Header(int columns) {
 }
 
 std::size_t BytesToOpen(const std::string& path) {
-  const std::size_t before = bytesAllocated;
+  const std::size_t before = support::heap.bytes;
   SystemFileDataSource::Open(path);
-  return bytesAllocated - before;
+  return support::heap.bytes - before;
 }
 
 // Of a schema with so many missing values and fields, and columns for them.

@@ -4,31 +4,19 @@
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
+#include <tests/support/FullMemory.h>
 
 #include <functional>
 #include <memory>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "FailingAllocator.h"
 #include "Files.h"
 
 namespace {
 
-// False when memory ran out.
-bool Succeeds(long allocations, const std::function<void()>& call) {
-  allocationsLeft = allocations;
-  try {
-    call();
-  } catch (const std::bad_alloc&) {
-    allocationsLeft = -1;
-    return false;
-  }
-  allocationsLeft = -1;
-  return true;
-}
+using support::FailsWithMemoryFor;
 
 LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
@@ -101,7 +89,7 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
     source.SetVariableSets({kOldSet, kOldSet});
     source.SetAttributes(kOldAttributes);
     source.SetExtension(MakeExtension("old"));
-    if (Succeeds(allocations, [&] { GetParam().apply(source); })) break;
+    if (!FailsWithMemoryFor(allocations, [&] { GetParam().apply(source); })) break;
     ++failures;
     ASSERT_EQ(source.ColumnCount(), 512);
     for (unsigned int i = 0; i < 512; ++i) {
@@ -130,7 +118,7 @@ TEST(MemoryFault, DoesNotHinderADeletion) {
   SplitBy(source, {0, 300, 511}, true);
   // Whole parts of the list, a little of one, and all that is left.
   for (const auto& [first, last] : {std::pair(100, 400), std::pair(5, 5), std::pair(0, 209)}) {
-    EXPECT_TRUE(Succeeds(0, [&, f = first, l = last] { source.DeleteVariables(f, l); }));
+    EXPECT_FALSE(FailsWithMemoryFor(0, [&, f = first, l = last] { source.DeleteVariables(f, l); }));
   }
   EXPECT_EQ(source.ColumnCount(), 0);
   EXPECT_EQ(source.GetNSplitVars(), 0U);
@@ -189,7 +177,7 @@ TEST(MemoryFault, WhileAFileIsOpenedLeavesNothingBehind) {
                R"({"title": "A title that is too long for the string object itself",
                    "fields": [{"name": "a", "categories": [{"value": 1, "label": "one"}]}]})");
   long failures = 0;
-  while (!Succeeds(failures, [&] { SystemFileDataSource::Open(path); })) ++failures;
+  while (FailsWithMemoryFor(failures, [&] { SystemFileDataSource::Open(path); })) ++failures;
 
   EXPECT_GT(failures, 10);
 }
@@ -204,7 +192,7 @@ long FailuresToIterate(const ORVX_DataSource& source) {
     while (rows->Next()) {
     }
   };
-  while (!Succeeds(failures, iterate)) ++failures;
+  while (FailsWithMemoryFor(failures, iterate)) ++failures;
   return failures;
 }
 
@@ -228,8 +216,8 @@ TEST(MemoryFault, WhileANumberIsMadeIntoTextLetsTheNextRowBeTried) {
   std::vector<OBS> area(3);
   const std::unique_ptr<ObsIterator> rows(source.MakeIterator(area.data()));
 
-  EXPECT_FALSE(Succeeds(0, [&] { rows->Next(); }));
-  ASSERT_TRUE(Succeeds(0, [&] { rows->Next(); }));
+  EXPECT_TRUE(FailsWithMemoryFor(0, [&] { rows->Next(); }));
+  ASSERT_FALSE(FailsWithMemoryFor(0, [&] { rows->Next(); }));
   EXPECT_EQ(std::string(area[0].text, 2), "7 ");
 }
 

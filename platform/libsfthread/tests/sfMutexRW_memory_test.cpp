@@ -1,51 +1,32 @@
-// What every libsfthread must do: the reader/writer lock takes nothing from the heap. This program
-// replaces the global allocator by one that counts and can fail.
+// What every libsfthread must do: the reader/writer lock takes nothing from the heap.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
+#include <tests/support/FullMemory.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <new>
 
 #include "Actor.h"
 
 namespace {
+
 using namespace std::chrono_literals;
-thread_local int allocations = 0;
-thread_local bool heapIsEmpty = false;
-}  // namespace
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  void* const storage = heapIsEmpty ? nullptr : std::malloc(size == 0 ? 1 : size);
-  if (storage == nullptr) throw std::bad_alloc();
-  return storage;
-}
-void operator delete(void* storage) noexcept {
-  std::free(storage);
-}
-void operator delete(void* storage, std::size_t) noexcept {
-  std::free(storage);
-}
-
-namespace {
 
 // Makes the calls with an empty heap, on any thread.
 template <class Calls>
 auto WithoutHeap(Calls calls) {
   return [calls] {
-    const int before = allocations;
+    const long before = support::heap.taken;
     bool threw = false;
-    heapIsEmpty = true;
     try {
+      const support::NoMemoryForThisThread shortage;
       calls();
     } catch (const std::bad_alloc&) {
       threw = true;
     }
-    heapIsEmpty = false;
     EXPECT_FALSE(threw);
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(support::heap.taken, before);
   };
 }
 

@@ -1,33 +1,14 @@
 // What every libvutility must do: give and take storage without the global operators.
-//
-// This program replaces the global operators by ones that count, so a call that went to them shows.
 
 #include <gtest/gtest.h>
 #include <libvutility/VUGlobal.h>
+#include <tests/support/FullMemory.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <memory>
 #include <stdexcept>
-
-namespace {
-int globalCalls = 0;
-}
-
-void* operator new(std::size_t size) {
-  ++globalCalls;
-  if (void* const storage = std::malloc(size == 0 ? 1 : size)) return storage;
-  throw std::bad_alloc();
-}
-void operator delete(void* storage) noexcept {
-  ++globalCalls;
-  std::free(storage);
-}
-void operator delete(void* storage, std::size_t) noexcept {
-  ++globalCalls;
-  std::free(storage);
-}
 
 // The address sanitizer stops a program that asks for too much unless told to let malloc fail.
 extern "C" const char* __asan_default_options() {
@@ -50,10 +31,10 @@ struct Throwing : VUGlobal {
 
 // How often `action` reached the global operators.
 template <class Action>
-int GlobalCallsOf(Action action) {
-  const int before = globalCalls;
+long GlobalCallsOf(Action action) {
+  support::heap = {};
   action();
-  return globalCalls - before;
+  return support::heap.taken + support::heap.freed;
 }
 
 constexpr std::size_t kTooMuch = std::numeric_limits<std::ptrdiff_t>::max();
