@@ -1,11 +1,15 @@
-// Ratio: the ratio of the times of two operations.
+// Ratio: the ratio of the times of two operations. ThroughputRatio: the ratio of how often two
+// threads can run them at once.
 
 #ifndef BENCHMARKS_RATIO_H_
 #define BENCHMARKS_RATIO_H_
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <limits>
+#include <thread>
 
 template <class Operation>
 double SecondsOf(int times, Operation operation) {
@@ -34,6 +38,38 @@ double Ratio(Measured measured, Peer peer) {
     shortestOfPeer = std::min(shortestOfPeer, SecondsOf(peerCalls, peer));
   }
   return shortest / shortestOfPeer;
+}
+
+// The total of both threads.
+template <class Operation>
+double PerSecondOnTwoThreads(Operation operation) {
+  std::atomic<bool> stop = false;
+  std::atomic<long> calls = 0;
+  const auto start = std::chrono::steady_clock::now();
+  const auto run = [&] {
+    long own = 0;
+    for (; !stop.load(std::memory_order_relaxed); ++own) operation();
+    calls += own;
+  };
+  {
+    std::jthread first(run), second(run);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    stop = true;
+  }
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  return static_cast<double>(calls) / seconds.count();
+}
+
+// The median of many runs, each right before one of the peer.
+template <class Measured, class Peer>
+double ThroughputRatio(Measured measured, Peer peer) {
+  std::array<double, 25> ratios;
+  for (double& ratio : ratios) {
+    const double ours = PerSecondOnTwoThreads(measured);
+    ratio = ours / PerSecondOnTwoThreads(peer);
+  }
+  std::nth_element(ratios.begin(), ratios.begin() + ratios.size() / 2, ratios.end());
+  return ratios[ratios.size() / 2];
 }
 
 #endif  // BENCHMARKS_RATIO_H_

@@ -53,6 +53,16 @@ void ReaderHandleOnAnItem(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandleOnAnItem);
 
+// Handles on one item. Higher is better.
+void ReaderHandlesOnTwoThreads(benchmark::State& state) {
+  BenchDataset dataset(/*variables=*/10);
+  const auto read = [&] { SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false); };
+  for (auto _ : state) state.counters["handles_per_second"] = PerSecondOnTwoThreads(read);
+  state.counters["of_sfMutexRW"] = ThroughputRatio(read, TakeBareLock);
+  state.counters["of_shared_mutex"] = ThroughputRatio(read, TakeStandardLock);
+}
+BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
+
 // The overhead of the lock monitor while another thread continuously makes reports
 // (of_unmonitored): alternates between a thousand handles with and a thousand without it.
 void MonitoredReaderHandle(benchmark::State& state) {
