@@ -6,6 +6,7 @@
 #include <libdatasrc/ORVX_DataSource.h>
 
 #include <atomic>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -77,6 +78,13 @@ struct ORVX_DataSource::Data {
   RefCountPtr<ORVX_ExtensionImpl> Block(ExtensionType type) const;
 
   int PositionInUse(LocallyUniqueID id) const { return id.IsNull() ? -1 : variables.Find(id); }
+
+  void DropMissingUses() noexcept {
+    if (!variables.Contains(uses.weight)) uses.weight = LocallyUniqueID();
+    if (!variables.Contains(uses.filter)) uses.filter = LocallyUniqueID();
+    std::erase_if(uses.split, [this](LocallyUniqueID id) { return !variables.Contains(id); });
+    if (uses.split.empty()) uses.splitSeparate = false;
+  }
 
   VariableSequence variables;
   Uses uses;
@@ -180,6 +188,38 @@ void ORVX_DataSource::MakeVariable(const ORVX_Variable& variable, unsigned int* 
   const int end = data_->variables.Size();
   data_->variables.Insert(end, variable);
   if (position != nullptr) *position = static_cast<unsigned int>(end);
+}
+
+ORVX_DataSource::Block ORVX_DataSource::BlockAt(int position) const {
+  const VariableSequence& variables = data_->variables;
+  if (position < 0 || position >= variables.Size()) {
+    ThrowWrongPosition("BlockAt", position, variables.Size());
+  }
+  int first = 0;
+  VariableBlock& block = variables.BlockAt(position, first);
+  return {first, {block.Variables(), static_cast<std::size_t>(block.Size())}, block.stamp};
+}
+
+bool ORVX_DataSource::ContainsVariable(LocallyUniqueID id) const {
+  return data_->variables.Contains(id);
+}
+
+bool ORVX_DataSource::HasUniqueIDs() const {
+  return data_->variables.HasUniqueIDs();
+}
+
+bool ORVX_DataSource::VariablesAreKnownToEqual(const ORVX_DataSource& other) const {
+  return data_->variables.IsKnownToEqual(other.data_->variables);
+}
+
+void ORVX_DataSource::MatchVariables(ORVX_DataSource& other) {
+  if (&other == this) return;
+  data_->variables.Match(other.data_->variables);
+  data_->DropMissingUses();
+}
+
+void ORVX_DataSource::DropUses(LocallyUniqueID id) {
+  data_->uses.Drop(id);
 }
 
 int ORVX_DataSource::GetWeightVarIndex() const {

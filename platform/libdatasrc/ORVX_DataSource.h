@@ -19,7 +19,9 @@
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/RefCountPtr.h>
 
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 union OBS;
@@ -105,6 +107,36 @@ class SDM_EXPORT ORVX_DataSource {
 
   // Appends a copy and stores its position in `*position` unless that is null.
   void MakeVariable(const ORVX_Variable& variable, unsigned int* position);
+
+  // --- snapshots ---
+  // A snapshot is a dictionary whose variables are made equal to those of another one again and
+  // again. These operations find the differences at the cost of what changed.
+
+  // Adjacent variables of the dictionary, until it is next edited. Blocks with the same stamp,
+  // other than 0, have equal variables in the same order, in whichever dictionary they are.
+  struct Block {
+    int first;  // the position of the first variable
+    std::span<const ORVX_Variable> variables;
+    std::uint64_t stamp;
+  };
+
+  // The block with the variable at `position`. Throws std::out_of_range.
+  Block BlockAt(int position) const;
+
+  bool ContainsVariable(LocallyUniqueID id) const;
+  bool HasUniqueIDs() const;
+
+  // Whether stamps say that the variables equal those of `other`: true after MatchVariables until a
+  // variable of either changes.
+  bool VariablesAreKnownToEqual(const ORVX_DataSource& other) const;
+
+  // Makes the variables equal to those of `other`, and stamps the blocks of both. The cost is that
+  // of the blocks that differ. Variables that leave the dictionary are dropped from weight, filter
+  // and split. Counts as a write of `other`, too.
+  void MatchVariables(ORVX_DataSource& other);
+
+  // Drops the variable from weight, filter and split. Never throws.
+  void DropUses(LocallyUniqueID id);
 
   // --- weight, filter and split ---
 

@@ -104,7 +104,10 @@ ORVX_Variable::ORVX_Variable(const ORVX_Variable& other) noexcept : record_(othe
 
 ORVX_Variable& ORVX_Variable::operator=(const ORVX_Variable& other) {
   ORVX_Variable copy(other);
-  if (block_ != nullptr && GetID() != copy.GetID()) block_->Rename(*this, copy.GetID());
+  if (block_ != nullptr) {
+    block_->Touch();
+    if (GetID() != copy.GetID()) block_->Rename(*this, copy.GetID());
+  }
   std::swap(record_, copy.record_);
   return *this;
 }
@@ -127,6 +130,7 @@ ORVX_Variable::Record& ORVX_Variable::Detach() {
     record_->Release();
     record_ = copy;
   }
+  if (block_ != nullptr) block_->Touch();
   return *record_;
 }
 

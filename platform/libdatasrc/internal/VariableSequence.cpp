@@ -3,17 +3,31 @@
 #include <libdatasrc/internal/VariableSequence.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <utility>
 
 namespace sdm_internal {
 
-VariableBlock::VariableBlock(VariableSequence* owner) : sequence(owner) {
-  variables_.reserve(kCapacity);
+namespace {
+
+constexpr int kGroup = 16;  // words that VariableBlock::Find compares at once
+static_assert(VariableBlock::kCapacity % kGroup == 0);
+
+Stamp NextStamp() noexcept {
+  static std::atomic<Stamp> last{0};
+  return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+}  // namespace
+
+VariableBlock::VariableBlock(VariableSequence* owner, int capacity)
+    : sequence(owner), words_(static_cast<std::size_t>(capacity)) {
+  variables_.reserve(static_cast<std::size_t>(capacity));
 }
 
 // Tests a whole group at a time: a loop without an early exit is vectorised.
 int VariableBlock::Find(LocallyUniqueID id) const noexcept {
-  constexpr int kGroup = 16;
-  static_assert(kCapacity % kGroup == 0);
   const unsigned int word = id.Word();
   const unsigned int* const words = words_.data();
   for (int group = 0; group < Size(); group += kGroup) {
@@ -27,15 +41,42 @@ int VariableBlock::Find(LocallyUniqueID id) const noexcept {
   return -1;
 }
 
+bool VariableBlock::HasSameIDsAs(const VariableBlock& other) const noexcept {
+  return Size() == other.Size() &&
+         std::equal(words_.begin(), words_.begin() + Size(), other.words_.begin());
+}
+
 void VariableBlock::Copy(const VariableBlock& other) noexcept {
   for (const ORVX_Variable& variable : other.variables_) {
     variables_.push_back(variable);
     variables_.back().block_ = this;
   }
   words_ = other.words_;
+  stamp = other.stamp;
+}
+
+void VariableBlock::Assign(const VariableBlock& other) noexcept {
+  for (std::size_t i = 0; i < variables_.size(); ++i) {
+    if (variables_[i].record_ == other.variables_[i].record_) continue;
+    ORVX_Variable copy(other.variables_[i]);
+    std::swap(variables_[i].record_, copy.record_);
+  }
+}
+
+void VariableBlock::Grow() {
+  if (Size() < Capacity()) return;
+  VariableBlock larger(sequence, 4 * Capacity());
+  for (const ORVX_Variable& variable : variables_) {
+    larger.variables_.push_back(variable);
+    larger.variables_.back().block_ = this;
+  }
+  std::copy(words_.begin(), words_.end(), larger.words_.begin());
+  variables_.swap(larger.variables_);
+  words_.swap(larger.words_);
 }
 
 void VariableBlock::Insert(int offset, const ORVX_Variable& variable) noexcept {
+  Touch();
   variables_.push_back(variable);
   variables_.back().block_ = this;
   ORVX_Variable* variables = variables_.data();
@@ -47,6 +88,7 @@ void VariableBlock::Insert(int offset, const ORVX_Variable& variable) noexcept {
 }
 
 void VariableBlock::Erase(int first, int last) noexcept {
+  Touch();
   ORVX_Variable* variables = variables_.data();
   const int count = last - first + 1;
   for (int i = last + 1; i < Size(); ++i)
@@ -61,6 +103,11 @@ void VariableBlock::MoveTail(int offset, VariableBlock& to) noexcept {
   Erase(offset, Size() - 1);
 }
 
+void VariableBlock::Touch() noexcept {
+  stamp = 0;
+  sequence->stamp_ = 0;
+}
+
 void VariableBlock::Rename(const ORVX_Variable& variable, LocallyUniqueID id) {
   sequence->Rename(*this, static_cast<int>(&variable - variables_.data()), id);
 }
@@ -70,27 +117,35 @@ VariableSequence::VariableSequence(std::function<void(LocallyUniqueID)> onRemove
 
 int VariableSequence::Find(LocallyUniqueID id) const noexcept {
   const VariableBlock* first = nullptr;
-  index_.ForEachBlock(id, [&first](const VariableBlock* block) {
-    if (first == nullptr || block->number < first->number) first = block;
+  index_.ForEachSlot(id, [this, &first](int slot) {
+    const VariableBlock& block = *blocks_[static_cast<std::size_t>(slot)];
+    if (first == nullptr || block.number < first->number) first = &block;
   });
   if (first == nullptr) return -1;
-  return runs_[static_cast<std::size_t>(first->number)].start + first->Find(id);
+  return starts_[static_cast<std::size_t>(first->number)] + first->Find(id);
 }
 
 void VariableSequence::Copy(const VariableSequence& other) {
-  runs_.reserve(other.runs_.size());
-  for (const Run& run : other.runs_) {
-    auto block = std::make_unique<VariableBlock>(this);
-    block->Copy(*run.block);
-    block->number = run.block->number;
-    ORVX_Variable* const variables = block->Variables();
-    runs_.push_back(Run{run.start, variables, std::move(block)});
+  blocks_.reserve(other.blocks_.size());
+  freeSlots_.reserve(other.blocks_.size());
+  freeSlots_ = other.freeSlots_;
+  runs_ = other.runs_;
+  for (const std::unique_ptr<VariableBlock>& original : other.blocks_) {
+    std::unique_ptr<VariableBlock>& block = blocks_.emplace_back();
+    if (original == nullptr) continue;
+    block = std::make_unique<VariableBlock>(this, original->Capacity());
+    block->Copy(*original);
+    block->slot = original->slot;
+    block->number = original->number;
+    runs_[static_cast<std::size_t>(block->number)] = {block->Variables(), block.get()};
   }
-  index_.Copy(other.index_, [this](const VariableBlock& block) {
-    return runs_[static_cast<std::size_t>(block.number)].block.get();
-  });
+  starts_ = other.starts_;
   runAt_ = other.runAt_;
+  lag_ = other.lag_;
+  lagFrom_ = other.lagFrom_;
+  index_ = other.index_;
   size_ = other.size_;
+  stamp_ = other.stamp_;
 }
 
 void VariableSequence::Insert(int position, const ORVX_Variable& variable) {
@@ -99,16 +154,16 @@ void VariableSequence::Insert(int position, const ORVX_Variable& variable) {
   index_.Reserve(static_cast<std::size_t>(size_) + 1);
   const std::size_t run = RunWithRoom(position);
   VariableBlock& block = *runs_[run].block;
-  if (!block.Contains(copy.GetID())) index_.Add(copy.GetID(), &block);
-  block.Insert(position - runs_[run].start, copy);
+  index_.Add(copy.GetID(), block.slot);
+  block.Insert(position - starts_[run], copy);
   Shift(run, 1);
 }
 
 void VariableSequence::Delete(int first, int last) noexcept {
-  const std::size_t firstRun = RunOf(first);
+  const std::size_t firstRun = RunAt(first);
   std::size_t run = firstRun;
   for (int left = last - first + 1; left > 0; ++run) {
-    const int from = run == firstRun ? first - runs_[run].start : 0;
+    const int from = run == firstRun ? first - starts_[run] : 0;
     const int to = std::min(from + left, runs_[run].block->Size()) - 1;
     EraseInRun(run, from, to);
     left -= to - from + 1;
@@ -123,55 +178,89 @@ void VariableSequence::Delete(int first, int last) noexcept {
 }
 
 void VariableSequence::Swap(VariableSequence& other) noexcept {
+  blocks_.swap(other.blocks_);
+  freeSlots_.swap(other.freeSlots_);
   runs_.swap(other.runs_);
+  starts_.swap(other.starts_);
   runAt_.swap(other.runAt_);
+  std::swap(lag_, other.lag_);
+  std::swap(lagFrom_, other.lagFrom_);
   std::swap(index_, other.index_);
   std::swap(size_, other.size_);
+  std::swap(stamp_, other.stamp_);
   for (Run& run : runs_) run.block->sequence = this;
   for (Run& run : other.runs_) run.block->sequence = &other;
-}
-
-// For the end position, the last run.
-std::size_t VariableSequence::RunOf(int position) const noexcept {
-  const auto after = std::upper_bound(runs_.begin(), runs_.end(), position,
-                                      [](int at, const Run& run) { return at < run.start; });
-  return static_cast<std::size_t>(after - runs_.begin()) - 1;
 }
 
 // A run with space for a variable at `position`. Splits a full run; at the end of the list it
 // starts a new one instead, so that appending leaves full blocks.
 std::size_t VariableSequence::RunWithRoom(int position) {
-  if (runs_.empty()) return InsertRun(0);
-  const std::size_t run = RunOf(position);
-  if (!runs_[run].block->IsFull()) return run;
-  if (position == size_) return InsertRun(runs_.size());
+  if (runs_.empty()) {
+    InsertRun(0, kLeastCapacity);
+    return 0;
+  }
+  std::size_t run = position == size_ ? runs_.size() - 1 : RunAt(position);
+  VariableBlock& block = *runs_[run].block;
+  if (!block.IsFull()) {
+    block.Grow();
+    runs_[run].variables = block.Variables();
+    return run;
+  }
+  if (position == size_) {
+    InsertRun(runs_.size(), VariableBlock::kCapacity);
+    return runs_.size() - 1;
+  }
   Split(run);
-  return RunOf(position);
+  return position < starts_[run + 1] ? run : run + 1;
 }
 
-std::size_t VariableSequence::InsertRun(std::size_t run) {
-  auto block = std::make_unique<VariableBlock>(this);
-  ORVX_Variable* const variables = block->Variables();
-  const int start = run < runs_.size() ? runs_[run].start : size_;
-  runs_.insert(runs_.begin() + static_cast<std::ptrdiff_t>(run),
-               Run{start, variables, std::move(block)});
+// Inserts an empty run, which takes its start from the run that stood there.
+void VariableSequence::InsertRun(std::size_t run, int capacity) {
+  ReserveSlots(1);
+  runs_.reserve(runs_.size() + 1);
+  starts_.reserve(starts_.size() + 1);
+  VariableBlock& block = AddBlock(std::make_unique<VariableBlock>(this, capacity));
+  const int start = run < runs_.size() ? starts_[run] : size_;
+  const auto at = static_cast<std::ptrdiff_t>(run);
+  runs_.insert(runs_.begin() + at, Run{block.Variables(), &block});
+  starts_.insert(starts_.begin() + at, start);
   for (std::size_t i = run; i < runs_.size(); ++i) runs_[i].block->number = static_cast<int>(i);
-  return run;
+}
+
+// Makes room for `more` blocks, by doubling.
+void VariableSequence::ReserveSlots(std::size_t more) {
+  const std::size_t slots = blocks_.size() + more;
+  if (slots > freeSlots_.capacity()) freeSlots_.reserve(2 * slots);
+  if (slots > blocks_.capacity()) blocks_.reserve(2 * slots);
+}
+
+VariableBlock& VariableSequence::AddBlock(std::unique_ptr<VariableBlock> block) noexcept {
+  if (freeSlots_.empty()) {
+    freeSlots_.push_back(static_cast<int>(blocks_.size()));
+    blocks_.emplace_back();
+  }
+  block->slot = freeSlots_.back();
+  freeSlots_.pop_back();
+  auto& slot = blocks_[static_cast<std::size_t>(block->slot)];
+  slot = std::move(block);
+  return *slot;
+}
+
+// Deletes the block. The index and the runs must not refer to it any more.
+void VariableSequence::RemoveBlock(VariableBlock& block) noexcept {
+  freeSlots_.push_back(block.slot);
+  blocks_[static_cast<std::size_t>(block.slot)].reset();
 }
 
 void VariableSequence::Split(std::size_t run) {
-  InsertRun(run + 1);
+  InsertRun(run + 1, VariableBlock::kCapacity);
   VariableBlock& lower = *runs_[run].block;
   VariableBlock& upper = *runs_[run + 1].block;
   lower.MoveTail(VariableBlock::kCapacity / 2, upper);
   for (int offset = 0; offset < upper.Size(); ++offset) {
     const LocallyUniqueID id = upper.ID(offset);
-    if (upper.Find(id) != offset) continue;
-    if (lower.Contains(id)) {
-      index_.Add(id, &upper);
-    } else {
-      index_.Replace(id, &lower, &upper);
-    }
+    if (!lower.Contains(id)) index_.Remove(id, lower.slot);
+    index_.Add(id, upper.slot);
   }
   Renumber(run);
 }
@@ -183,15 +272,11 @@ void VariableSequence::MergeWithNext(std::size_t run) noexcept {
   if (lower.Size() + upper.Size() > kMergedSize) return;
   for (int offset = 0; offset < upper.Size(); ++offset) {
     const LocallyUniqueID id = upper.ID(offset);
-    if (upper.Find(id) != offset) continue;
-    if (lower.Contains(id)) {
-      index_.Remove(id, &upper);
-    } else {
-      index_.Replace(id, &upper, &lower);
-    }
+    index_.Remove(id, upper.slot);
+    index_.Add(id, lower.slot);
   }
   upper.MoveTail(0, lower);
-  runs_.erase(runs_.begin() + static_cast<std::ptrdiff_t>(run) + 1);
+  EraseEmptyRuns(run + 1, run + 2);
 }
 
 void VariableSequence::EraseInRun(std::size_t run, int first, int last) noexcept {
@@ -199,23 +284,30 @@ void VariableSequence::EraseInRun(std::size_t run, int first, int last) noexcept
   for (; last >= first; --last) {
     const LocallyUniqueID id = block.ID(last);
     block.Erase(last, last);
-    if (!block.Contains(id)) index_.Remove(id, &block);
+    if (!block.Contains(id)) index_.Remove(id, block.slot);
     ReportRemoved(id);
   }
 }
 
 void VariableSequence::EraseEmptyRuns(std::size_t first, std::size_t end) noexcept {
-  const auto from = runs_.begin() + static_cast<std::ptrdiff_t>(first);
-  const auto to = runs_.begin() + static_cast<std::ptrdiff_t>(end);
-  runs_.erase(std::remove_if(from, to, [](const Run& run) { return run.block->Size() == 0; }), to);
+  std::size_t kept = first;
+  for (std::size_t run = first; run < runs_.size(); ++run) {
+    if (run < end && runs_[run].block->Size() == 0) {
+      RemoveBlock(*runs_[run].block);
+    } else {
+      runs_[kept++] = runs_[run];
+    }
+  }
+  runs_.resize(kept);
 }
 
 // Recomputes numbers, starts and table entries from `run` on, and the size, after runs were erased
 // or exchanged variables.
 void VariableSequence::Renumber(std::size_t run) noexcept {
-  int start = run > 0 ? runs_[run - 1].start + runs_[run - 1].block->Size() : 0;
+  starts_.resize(runs_.size());
+  int start = run > 0 ? starts_[run - 1] + runs_[run - 1].block->Size() : 0;
   for (std::size_t i = run; i < runs_.size(); ++i) {
-    runs_[i].start = start;
+    starts_[i] = start;
     runs_[i].block->number = static_cast<int>(i);
     start += runs_[i].block->Size();
   }
@@ -225,18 +317,24 @@ void VariableSequence::Renumber(std::size_t run) noexcept {
 
 // Updates positions after the size of `run` changed by `by`.
 void VariableSequence::Shift(std::size_t run, int by) noexcept {
-  for (std::size_t i = run + 1; i < runs_.size(); ++i) runs_[i].start += by;
+  for (std::size_t i = run + 1; i < starts_.size(); ++i) starts_[i] += by;
   size_ += by;
-  RebuildTable(run);
+  lag_ += std::abs(by);
+  lagFrom_ = std::min(lagFrom_, run);
+  const int covered = static_cast<int>(runAt_.size()) * kStride;
+  if (lag_ > kStride || covered < size_) RebuildTable(lagFrom_);
 }
 
 // Rebuilds the position table from the first position of `run` on.
 void VariableSequence::RebuildTable(std::size_t run) noexcept {
-  const int start = run < runs_.size() ? runs_[run].start : size_;
+  run = std::min(run, lagFrom_);
+  lag_ = 0;
+  lagFrom_ = runs_.size();
+  const int start = run < runs_.size() ? starts_[run] : size_;
   int entry = (start + kStride - 1) / kStride;
   runAt_.resize(static_cast<std::size_t>((size_ + kStride - 1) / kStride));
   for (std::size_t i = run; i < runs_.size(); ++i) {
-    const int end = i + 1 < runs_.size() ? runs_[i + 1].start : size_;
+    const int end = i + 1 < runs_.size() ? starts_[i + 1] : size_;
     for (; entry * kStride < end; ++entry) {
       runAt_[static_cast<std::size_t>(entry)] = static_cast<int>(i);
     }
@@ -251,16 +349,128 @@ void VariableSequence::ReserveTable(int size) {
 
 void VariableSequence::Rename(VariableBlock& block, int offset, LocallyUniqueID id) {
   index_.Reserve(static_cast<std::size_t>(size_) + 1);
+  block.Touch();
   const LocallyUniqueID former = block.ID(offset);
-  const bool isNew = !block.Contains(id);
   block.SetIndexedID(offset, id);
-  if (!block.Contains(former)) index_.Remove(former, &block);
-  if (isNew) index_.Add(id, &block);
+  if (!block.Contains(former)) index_.Remove(former, block.slot);
+  index_.Add(id, block.slot);
   ReportRemoved(former);
 }
 
 void VariableSequence::ReportRemoved(LocallyUniqueID id) const {
   if (onRemove_) onRemove_(id);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Match
+
+void VariableSequence::Match(VariableSequence& other) {
+  if (IsKnownToEqual(other)) return;
+  if (!HasSameLayoutAs(other)) {
+    const std::vector<int> kept = RunsToKeep(other);
+    const auto fresh = std::count(kept.begin(), kept.end(), -1);
+    if (2 * static_cast<std::size_t>(fresh) > kept.size()) {
+      VariableSequence copy(nullptr);
+      copy.Copy(other);
+      Swap(copy);
+    } else {
+      Rebuild(other, kept);
+    }
+  }
+  ShareStamps(other);
+}
+
+// Whether the blocks have the same identifiers, one by one.
+bool VariableSequence::HasSameLayoutAs(const VariableSequence& other) const noexcept {
+  return std::equal(runs_.begin(), runs_.end(), other.runs_.begin(), other.runs_.end(),
+                    [](const Run& run, const Run& of) {
+                      const bool known =
+                          run.block->stamp != 0 && run.block->stamp == of.block->stamp;
+                      return known || run.block->HasSameIDsAs(*of.block);
+                    });
+}
+
+// For each run of `other`, a run of this list with the same identifiers in the same order, each one
+// at most once, or -1.
+std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) const {
+  std::vector<std::pair<Stamp, int>> stamped;
+  for (const Run& run : runs_) {
+    if (run.block->stamp != 0) stamped.emplace_back(run.block->stamp, run.block->number);
+  }
+  std::sort(stamped.begin(), stamped.end());
+  std::vector<bool> taken(runs_.size());
+  std::vector<int> kept;
+  kept.reserve(other.runs_.size());
+  std::size_t next = 0;  // most blocks follow one another as they did
+  for (const Run& run : other.runs_) {
+    const Stamp stamp = run.block->stamp;
+    std::size_t found = runs_.size();
+    if (stamp != 0) {
+      const auto place = std::lower_bound(stamped.begin(), stamped.end(), std::pair(stamp, 0));
+      if (place != stamped.end() && place->first == stamp) {
+        found = static_cast<std::size_t>(place->second);
+      }
+    } else if (next < runs_.size() && runs_[next].block->HasSameIDsAs(*run.block)) {
+      found = next;
+    }
+    const bool usable = found < runs_.size() && !taken[found] &&
+                        runs_[found].block->Capacity() == run.block->Capacity();
+    kept.push_back(usable ? static_cast<int>(found) : -1);
+    if (!usable) continue;
+    taken[found] = true;
+    next = found + 1;
+  }
+  return kept;
+}
+
+// Makes the runs those of `other`: the kept ones, whose variables are updated later, and copies.
+void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<int>& kept) {
+  std::vector<std::unique_ptr<VariableBlock>> copies;
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    if (kept[i] >= 0) continue;
+    const VariableBlock& original = *other.runs_[i].block;
+    copies.push_back(std::make_unique<VariableBlock>(this, original.Capacity()));
+    copies.back()->Copy(original);
+  }
+  std::vector<Run> runs(kept.size());
+  ReserveSlots(copies.size());
+  starts_.reserve(kept.size());
+  index_.Reserve(static_cast<std::size_t>(other.size_));
+  ReserveTable(other.size_);
+
+  // From here on, nothing fails.
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    if (kept[i] >= 0) runs[i] = std::exchange(runs_[static_cast<std::size_t>(kept[i])], Run{});
+  }
+  for (const Run& run : runs_) {
+    if (run.block == nullptr) continue;
+    for (int i = 0; i < run.block->Size(); ++i) index_.Remove(run.block->ID(i), run.block->slot);
+    RemoveBlock(*run.block);
+  }
+  auto copy = copies.begin();
+  for (Run& run : runs) {
+    if (run.block != nullptr) continue;
+    VariableBlock& block = AddBlock(std::move(*copy++));
+    for (int i = 0; i < block.Size(); ++i) index_.Add(block.ID(i), block.slot);
+    run = {block.Variables(), &block};
+  }
+  runs_.swap(runs);
+  lagFrom_ = 0;
+  Renumber(0);
+}
+
+// Both lists have the same layout: makes their variables equal, and stamps them.
+void VariableSequence::ShareStamps(VariableSequence& other) noexcept {
+  for (std::size_t i = 0; i < runs_.size(); ++i) {
+    VariableBlock& mine = *runs_[i].block;
+    VariableBlock& theirs = *other.runs_[i].block;
+    if (mine.stamp != 0 && mine.stamp == theirs.stamp) continue;
+    mine.Assign(theirs);
+    if (theirs.stamp == 0) theirs.stamp = NextStamp();
+    mine.stamp = theirs.stamp;
+  }
+  if (other.stamp_ == 0) other.stamp_ = NextStamp();
+  stamp_ = other.stamp_;
 }
 
 }  // namespace sdm_internal

@@ -4,6 +4,10 @@
 // maps an identifier to its block. An edit shifts variables within one block and updates the start
 // positions of the later blocks. To find the block of a position, a table has an entry for every
 // 256th position; the block is at most a few steps from there.
+//
+// A stamp says that two blocks, or two lists, are equal without looking at their variables: equal
+// stamps other than 0 mean equal variables in the same order. A change clears the stamps of the
+// block and of its list; only Match gives new ones.
 
 #ifndef LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
 #define LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
@@ -11,7 +15,9 @@
 #include <libdatasrc/internal/IdentifierIndex.h>
 #include <libdatasrc/ORVX_Variable.h>
 
-#include <array>
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -20,19 +26,23 @@ namespace sdm_internal {
 
 class VariableSequence;
 
+using Stamp = std::uint64_t;  // 0: none
+
 // Adjacent variables of one sequence. Each variable points back to its block.
 class VariableBlock {
  public:
   static constexpr int kCapacity = 256;
 
-  explicit VariableBlock(VariableSequence* sequence);
+  // Room for `capacity` variables, 16, 64 or 256.
+  VariableBlock(VariableSequence* sequence, int capacity);
   VariableBlock(const VariableBlock&) = delete;
   VariableBlock& operator=(const VariableBlock&) = delete;
 
   int Size() const noexcept { return static_cast<int>(variables_.size()); }
+  int Capacity() const noexcept { return static_cast<int>(words_.size()); }
   bool IsFull() const noexcept { return Size() == kCapacity; }
 
-  // The first variable; the address never changes.
+  // The first variable; moves only when the block grows.
   ORVX_Variable* Variables() noexcept { return variables_.data(); }
   LocallyUniqueID ID(int offset) const noexcept {
     return variables_[static_cast<std::size_t>(offset)].GetID();
@@ -41,15 +51,24 @@ class VariableBlock {
   // The first offset with this identifier, or -1.
   int Find(LocallyUniqueID id) const noexcept;
   bool Contains(LocallyUniqueID id) const noexcept { return Find(id) >= 0; }
+  bool HasSameIDsAs(const VariableBlock& other) const noexcept;
 
-  // Copies all variables of `other` to this block, which is empty.
+  // Copies all variables of `other`, and its stamp, to this block, which is empty and as large.
   void Copy(const VariableBlock& other) noexcept;
+  // Makes the variables equal to those of `other`, which has the same identifiers.
+  void Assign(const VariableBlock& other) noexcept;
 
-  // Inserts a copy; the block is not full.
+  // Makes room for one more variable; the block is not full. May throw std::bad_alloc; then nothing
+  // has changed.
+  void Grow();
+  // Inserts a copy; there is room for it.
   void Insert(int offset, const ORVX_Variable& variable) noexcept;
   void Erase(int first, int last) noexcept;
   // Moves the variables from `offset` on to the end of `to`, which must have space for them.
   void MoveTail(int offset, VariableBlock& to) noexcept;
+
+  // Clears the stamps: a variable changes.
+  void Touch() noexcept;
 
   // Updates the sequence before a variable of this block gets the identifier `id`. May throw
   // std::bad_alloc; then nothing has changed. After it, the caller sets the identifier and must not
@@ -61,14 +80,16 @@ class VariableBlock {
     words_[static_cast<std::size_t>(offset)] = id.Word();
   }
 
-  // Set by the sequence: the owner, and the number of this block in it.
+  // Set by the sequence: the owner, the slot there, the number in the order of the list, the stamp.
   VariableSequence* sequence;
+  int slot = 0;
   int number = 0;
+  Stamp stamp = 0;
 
  private:
-  std::vector<ORVX_Variable> variables_;  // never reallocated
-  // Their identifiers as words; undefined beyond Size().
-  std::array<unsigned int, kCapacity> words_{};
+  std::vector<ORVX_Variable> variables_;
+  // Their identifiers as words; as many as there is room for, meaningless beyond Size().
+  std::vector<unsigned int> words_;
 };
 
 // Positions are not checked. An operation that throws std::bad_alloc has changed nothing.
@@ -77,7 +98,8 @@ class VariableBlock {
 class VariableSequence {
  public:
   // `onRemove` is called with each identifier that leaves the list, because its variable was
-  // deleted or got another identifier. It must not throw. May be empty.
+  // deleted or got another identifier; not by Copy, Match and Swap. It must not throw. May be
+  // empty.
   explicit VariableSequence(std::function<void(LocallyUniqueID)> onRemove);
   VariableSequence(const VariableSequence&) = delete;
   VariableSequence& operator=(const VariableSequence&) = delete;
@@ -85,17 +107,33 @@ class VariableSequence {
   int Size() const noexcept { return size_; }
 
   ORVX_Variable& At(int position) const noexcept {
-    std::size_t run =
-        static_cast<std::size_t>(runAt_[static_cast<std::size_t>(position / kStride)]);
-    while (run + 1 < runs_.size() && runs_[run + 1].start <= position) ++run;
-    return runs_[run].variables[position - runs_[run].start];
+    const std::size_t run = RunAt(position);
+    return runs_[run].variables[position - starts_[run]];
+  }
+
+  // The block with the variable at `position`, and the position of its first variable.
+  VariableBlock& BlockAt(int position, int& first) const noexcept {
+    const std::size_t run = RunAt(position);
+    first = starts_[run];
+    return *runs_[run].block;
   }
 
   int Find(LocallyUniqueID id) const noexcept;
+  bool Contains(LocallyUniqueID id) const noexcept { return index_.Contains(id); }
+  bool HasUniqueIDs() const noexcept { return index_.AreUnique(static_cast<std::size_t>(size_)); }
+
+  // Whether the stamps say that both lists are equal.
+  bool IsKnownToEqual(const VariableSequence& other) const noexcept {
+    return stamp_ != 0 && stamp_ == other.stamp_;
+  }
 
   // Copies all variables of `other`, block by block. This list is empty. If Copy throws, the list
   // may only be destroyed.
   void Copy(const VariableSequence& other);
+
+  // Makes this list equal to `other`, at the cost of the blocks that differ, and gives both lists
+  // and all their blocks the same stamps. Changes nothing else of `other`.
+  void Match(VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);
   void Delete(int first, int last) noexcept;  // both included
@@ -107,20 +145,32 @@ class VariableSequence {
   friend class VariableBlock;
 
   static constexpr int kStride = 256;
+  static constexpr int kLeastCapacity = 16;
   // A block smaller than kSmallSize is merged with a neighbour if the result has at most
   // kMergedSize variables: far enough from full that the next insertion does not split it.
   static constexpr int kSmallSize = 64;
   static constexpr int kMergedSize = 192;
 
   struct Run {
-    int start;                 // the position of the block's first variable
     ORVX_Variable* variables;  // cached block->Variables()
-    std::unique_ptr<VariableBlock> block;
+    VariableBlock* block;      // in blocks_
   };
 
-  std::size_t RunOf(int position) const noexcept;
+  std::size_t RunAt(int position) const noexcept {
+    const std::size_t last = runs_.size() - 1;
+    const std::size_t entry =
+        std::min(static_cast<std::size_t>(position / kStride), runAt_.size() - 1);
+    std::size_t run = std::min(static_cast<std::size_t>(runAt_[entry]), last);
+    while (starts_[run] > position) --run;
+    while (run < last && starts_[run + 1] <= position) ++run;
+    return run;
+  }
+
   std::size_t RunWithRoom(int position);
-  std::size_t InsertRun(std::size_t run);
+  void InsertRun(std::size_t run, int capacity);
+  void ReserveSlots(std::size_t more);
+  VariableBlock& AddBlock(std::unique_ptr<VariableBlock> block) noexcept;
+  void RemoveBlock(VariableBlock& block) noexcept;
   void Split(std::size_t run);
   void MergeWithNext(std::size_t run) noexcept;
   void EraseInRun(std::size_t run, int first, int last) noexcept;
@@ -132,11 +182,25 @@ class VariableSequence {
   void Rename(VariableBlock& block, int offset, LocallyUniqueID id);
   void ReportRemoved(LocallyUniqueID id) const;
 
+  bool HasSameLayoutAs(const VariableSequence& other) const noexcept;
+  std::vector<int> RunsToKeep(const VariableSequence& other) const;
+  void Rebuild(const VariableSequence& other, const std::vector<int>& kept);
+  void ShareStamps(VariableSequence& other) noexcept;
+
   std::function<void(LocallyUniqueID)> onRemove_;
-  std::vector<Run> runs_;   // no block is empty
-  std::vector<int> runAt_;  // entry k: the run of position k * kStride
+  std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null where the slot is free
+  std::vector<int> freeSlots_;                          // has room for all slots
+  std::vector<Run> runs_;    // the blocks in order; none is empty; all but a single one have room
+                             // for kCapacity variables
+  std::vector<int> starts_;  // of each run, the position of its first variable
+  // Entry k: about the run of position k * kStride. Insertions and deletions since the last rebuild
+  // may have moved the run by a little.
+  std::vector<int> runAt_;
+  int lag_ = 0;              // variables inserted and deleted since the last rebuild
+  std::size_t lagFrom_ = 0;  // the first run whose positions they moved
   IdentifierIndex index_;
   int size_ = 0;
+  Stamp stamp_ = 0;
 };
 
 }  // namespace sdm_internal
