@@ -14,9 +14,10 @@ namespace sdm_internal {
 // Builds a Message from 0, the dataset's identifier, its case sequence number and `arguments`, and
 // queues it on the item, which owns it.
 template <class Message, class... Arguments>
-void QueueMessage(SvrDMItem& item, const Arguments&... arguments) {
+void QueueMessage(SvrDMItem& item, Arguments&&... arguments) {
   const unsigned int caseSequence = std::as_const(item).CaseSequence();
-  item.AddNotification(new Message(0, item.ID(), caseSequence, arguments...));
+  item.AddNotification(
+      new Message(0, item.ID(), caseSequence, std::forward<Arguments>(arguments)...));
 }
 
 // Runs `step`, which queues messages on the item and makes the change that they describe. If `step`

@@ -5,6 +5,7 @@
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <map>
@@ -216,6 +217,12 @@ void ORVX_DataSource::MatchVariables(ORVX_DataSource& other) {
   if (&other == this) return;
   data_->variables.Match(other.data_->variables);
   data_->DropMissingUses();
+}
+
+bool ORVX_DataSource::IsUsed(LocallyUniqueID id) const {
+  const Uses& uses = data_->uses;
+  return id == uses.weight || id == uses.filter ||
+         std::find(uses.split.begin(), uses.split.end(), id) != uses.split.end();
 }
 
 void ORVX_DataSource::DropUses(LocallyUniqueID id) {

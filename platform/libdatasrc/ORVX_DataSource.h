@@ -135,6 +135,8 @@ class SDM_EXPORT ORVX_DataSource {
   // and split. Counts as a write of `other`, too.
   void MatchVariables(ORVX_DataSource& other);
 
+  // Whether the variable is the weight or filter variable or splits the file.
+  bool IsUsed(LocallyUniqueID id) const;
   // Drops the variable from weight, filter and split. Never throws.
   void DropUses(LocallyUniqueID id);
 

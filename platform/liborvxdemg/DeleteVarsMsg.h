@@ -21,7 +21,7 @@ class SDM_EXPORT DeleteVarsMsg final : public MessageGlue<DeleteVarsMsg, DataSet
 
   DeleteVarsMsg() = default;
   DeleteVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
-                const std::vector<ORVX_Variable>& variables);
+                std::vector<ORVX_Variable> variables);
 
   const std::vector<ORVX_Variable>& GetVariables() const { return variables_; }
 

@@ -3,12 +3,16 @@
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/internal/VariableWire.h>
 
+#include <utility>
+
 namespace DEMessages {
 
 InsertVarsMsg::InsertVarsMsg(unsigned int leading, LocallyUniqueID dataSetID,
-                             unsigned int caseSequence, const std::vector<ORVX_Variable>& variables,
+                             unsigned int caseSequence, std::vector<ORVX_Variable> variables,
                              LocallyUniqueID anchor)
-    : MessageGlue(leading, dataSetID, caseSequence), variables_(variables), anchor_(anchor) {}
+    : MessageGlue(leading, dataSetID, caseSequence),
+      variables_(std::move(variables)),
+      anchor_(anchor) {}
 
 void InsertVarsMsg::Accept(DataSetMsgVisitor& visitor) const {
   visitor.Visit(*this);

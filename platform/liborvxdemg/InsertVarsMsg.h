@@ -21,7 +21,7 @@ class SDM_EXPORT InsertVarsMsg final : public MessageGlue<InsertVarsMsg, DataSet
 
   InsertVarsMsg() = default;
   InsertVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
-                const std::vector<ORVX_Variable>& variables, LocallyUniqueID anchor);
+                std::vector<ORVX_Variable> variables, LocallyUniqueID anchor);
 
   const std::vector<ORVX_Variable>& GetVariables() const { return variables_; }
   LocallyUniqueID GetAnchor() const { return anchor_; }

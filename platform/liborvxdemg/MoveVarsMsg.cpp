@@ -2,11 +2,15 @@
 
 #include <liborvxdemg/DataSetMsgVisitor.h>
 
+#include <utility>
+
 namespace DEMessages {
 
 MoveVarsMsg::MoveVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
-                         const std::vector<int>& positions, int target)
-    : MessageGlue(leading, dataSetID, caseSequence), positions_(positions), target_(target) {}
+                         std::vector<int> positions, int target)
+    : MessageGlue(leading, dataSetID, caseSequence),
+      positions_(std::move(positions)),
+      target_(target) {}
 
 void MoveVarsMsg::Accept(DataSetMsgVisitor& visitor) const {
   visitor.Visit(*this);

@@ -20,7 +20,7 @@ class SDM_EXPORT MoveVarsMsg final : public MessageGlue<MoveVarsMsg, DataSetMsg>
 
   MoveVarsMsg() = default;
   MoveVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
-              const std::vector<int>& positions, int target);
+              std::vector<int> positions, int target);
 
   // In the list before the removal.
   const std::vector<int>& GetPositions() const { return positions_; }

@@ -198,10 +198,11 @@ TEST(FullMemoryInAnUpdate, OfADatasetThatLostItsSourceIsMadeUpForByTheNextOne) {
     EXPECT_TRUE(dataset.view.data_->view.GetAttributes().IsEmpty());
     EXPECT_FALSE(dataset.view.data_->view.IsDirty());
   }
-  // The empty source; the list of the variables that are gone, and the message's own; the split's
-  // identifiers and positions; the blocks of the texts of multiple-response sets (two messages),
-  // variable sets and attributes. Messages have storage of their own, and the queue has room.
-  EXPECT_EQ(failures, 9);
+  // The empty source; the list of the deleted variables; the stamps of the snapshot's blocks and
+  // which of them are kept; the split's identifiers and positions; the texts of multiple-response
+  // sets (two messages), variable sets and attributes. Messages have storage of their own, and the
+  // queue has room.
+  EXPECT_EQ(failures, 10);
 }
 
 }  // namespace

@@ -1,0 +1,452 @@
+#include <ServerDataManager/VariablePass.h>
+
+#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/ORVX_Variable.h>
+#include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/InsertVarsMsg.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <liborvxdemg/MoveVarsMsg.h>
+#include <ServerDataManager/Equality.h>
+#include <ServerDataManager/Invariant.h>
+#include <ServerDataManager/QueueMessage.h>
+#include <ServerDataManager/svrdmitem.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace sdm_internal {
+
+namespace {
+
+void CheckSettled(bool settled) {
+  if (settled) return;
+  InvariantFailed("ServerDataManager/ObserverView", 352, "Update",
+                  "view.GetVariable(iNew) == pDs->GetVariable(iNew)");
+}
+
+// Copies of the variables from position `first` to the end, in order.
+std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int first) {
+  std::vector<ORVX_Variable> variables;
+  const int count = source.ColumnCount();
+  variables.reserve(static_cast<std::size_t>(std::max(0, count - first)));
+  for (int index = first; index < count; ++index) variables.push_back(source.GetVariable(index));
+  return variables;
+}
+
+// Compares two variable lists in one forward pass over the source. At each position, edits the view
+// until both variables are equal. Lower positions are settled and not searched again.
+//
+// The messages are those of a linear search of the view from the current position. It is faster
+// because it uses the view's index of identifiers, and looks up each view variable in the source
+// only once.
+//
+// Each step is atomic, so that the next comparison can continue after a failed one. Allocations
+// come first in a step; deleting variables allocates nothing.
+class StepwisePass {
+ public:
+  // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
+  // never clears them.
+  StepwisePass(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item, bool& anyChange,
+               bool& resetClientData)
+      : view_(view),
+        source_(source),
+        item_(item),
+        anyChange_(anyChange),
+        resetClientData_(resetClientData) {}
+
+  void Run() {
+    const int sourceCount = source_.ColumnCount();
+    for (int index = 0; index < sourceCount; ++index) {
+      if (!Settled(index)) Settle(index);
+    }
+    DeleteFrom(sourceCount);
+  }
+
+ private:
+  // Through const: the other form of GetVariable counts as a write.
+  const ORVX_Variable& InView(int viewIndex) const {
+    return static_cast<const ORVX_DataSource&>(view_).GetVariable(viewIndex);
+  }
+  const ORVX_Variable& InSource(int sourceIndex) const {
+    return static_cast<const ORVX_DataSource&>(source_).GetVariable(sourceIndex);
+  }
+
+  bool Settled(int index) const {
+    return index < view_.ColumnCount() && InView(index) == InSource(index);
+  }
+
+  void Settle(int index) {
+    const ORVX_Variable newVar = InSource(index);
+    const int found = FindInView(newVar.GetID(), index);
+    if (found == view_.ColumnCount()) {
+      Insert(newVar, index);
+    } else if (found > index) {
+      BringForward(found, index);
+    }
+    if (newVar != InView(index)) Modify(newVar, index);
+    CheckSettled(Settled(index));
+  }
+
+  // The first view position from `index` on with this identifier, or the view's column count.
+  int FindInView(LocallyUniqueID id, int index) const {
+    const int viewCount = view_.ColumnCount();
+    const int first = view_.FindVarIndex(id);
+    if (first < 0) return viewCount;
+    if (first >= index) return first;
+    // A settled variable is found only if the source contains the identifier twice.
+    int viewIndex = index;
+    while (viewIndex < viewCount && InView(viewIndex).GetID() != id) ++viewIndex;
+    return viewIndex;
+  }
+
+  void Insert(const ORVX_Variable& newVar, int index) {
+    const LocallyUniqueID anchor =
+        index < view_.ColumnCount() ? InView(index).GetID() : LocallyUniqueID();
+    MakeChange([&] {
+      QueueMessage<InsertVarsMsg>(item_, std::vector<ORVX_Variable>{newVar}, anchor);
+      view_.InsertVariable(index, newVar);
+    });
+    ++checkedEnd_;
+  }
+
+  // Deletes the removed variables in between, then moves the variable if a gap remains.
+  void BringForward(int found, int index) {
+    const int viewIndex = DeleteBetween(index, found);
+    if (viewIndex == index) return;
+    MakeChange([&] {
+      QueueMessage<MoveVarsMsg>(item_, std::vector<int>{viewIndex}, index);
+      const ORVX_Variable moved = InView(viewIndex);
+      view_.InsertVariable(index, moved);
+      view_.DeleteVariables(viewIndex + 1, viewIndex + 1);
+    });
+  }
+
+  // Deletes the view variables in [index, found) that are not in the source, with one message.
+  // Returns the new position of the variable at `found`.
+  int DeleteBetween(int index, int found) {
+    std::vector<ORVX_Variable> removed;
+    std::vector<int> viewIndices;
+    for (int viewIndex = std::max(index, checkedEnd_); viewIndex < found; ++viewIndex) {
+      const ORVX_Variable& variable = InView(viewIndex);
+      if (source_.FindVarIndex(variable.GetID()) >= 0) continue;
+      removed.push_back(variable);
+      viewIndices.push_back(viewIndex);
+    }
+    if (!removed.empty()) {
+      MakeChange([&] {
+        QueueMessage<DeleteVarsMsg>(item_, removed);
+        // Backwards, so that the remaining indices stay valid.
+        std::for_each(viewIndices.rbegin(), viewIndices.rend(),
+                      [this](int viewIndex) { view_.DeleteVariables(viewIndex, viewIndex); });
+      });
+      found -= static_cast<int>(removed.size());
+    }
+    checkedEnd_ = std::max(checkedEnd_, found + 1);
+    return found;
+  }
+
+  void Modify(const ORVX_Variable& newVar, int index) {
+    MakeChange([&] {
+      QueueMessage<ModifyVarMsg>(item_, newVar);
+      if (newVar.GetType() != InView(index).GetType()) resetClientData_ = true;
+      // The source, not the view: a changed definition is an unsaved change of the dataset.
+      source_.SetDirty(true);
+      view_.GetVariable(index) = newVar;
+    });
+  }
+
+  // Deletes the view variables beyond the end of the source.
+  void DeleteFrom(int sourceCount) {
+    const int viewCount = view_.ColumnCount();
+    if (viewCount <= sourceCount) return;
+    MakeChange([&] {
+      QueueMessage<DeleteVarsMsg>(item_, VariablesFrom(view_, sourceCount));
+      view_.DeleteVariables(sourceCount, viewCount - 1);
+    });
+  }
+
+  template <class Step>
+  void MakeChange(const Step& step) {
+    Atomically(item_, step);
+    anyChange_ = true;
+  }
+
+  ORVX_DataSource& view_;
+  ORVX_DataSource& source_;
+  SvrDMItem& item_;
+  bool& anyChange_;
+  bool& resetClientData_;
+  // The view variables from the current position up to this one are all in the source.
+  int checkedEnd_ = 0;
+};
+
+// Some positions of a list: a bit for each, and a Fenwick tree (Fenwick, "A New Data Structure for
+// Cumulative Frequency Tables", 1994) of the number of bits in each word. Empty sets allocate
+// nothing.
+class PositionSet {
+ public:
+  // For a list of `size` variables.
+  explicit PositionSet(int size) : words_(static_cast<std::size_t>(size) / 64 + 1) {}
+
+  bool Contains(int position) const {
+    return !bits_.empty() && (bits_[Word(position)] >> Bit(position) & 1) != 0;
+  }
+
+  // Adds a position that is not in the set.
+  void Add(int position) {
+    if (bits_.empty()) {
+      sums_.resize(words_ + 1);
+      bits_.resize(words_);
+    }
+    bits_[Word(position)] |= std::uint64_t{1} << Bit(position);
+    for (std::size_t i = Word(position) + 1; i <= words_; i += i & (~i + 1)) ++sums_[i];
+  }
+
+  // How many positions in [first, end) are in the set.
+  int Count(int first, int end) const {
+    return bits_.empty() ? 0 : CountBelow(end) - CountBelow(first);
+  }
+
+ private:
+  static std::size_t Word(int position) { return static_cast<std::size_t>(position) / 64; }
+  static int Bit(int position) { return position % 64; }
+
+  int CountBelow(int position) const {
+    const std::uint64_t below = (std::uint64_t{1} << Bit(position)) - 1;
+    int count = std::popcount(bits_[Word(position)] & below);
+    for (std::size_t i = Word(position); i > 0; i -= i & (~i + 1)) count += sums_[i];
+    return count;
+  }
+
+  const std::size_t words_;
+  std::vector<std::uint64_t> bits_;
+  std::vector<int> sums_;  // as Fenwick numbers them, from 1
+};
+
+// The same comparison where identifiers are unique and the data sources stamp their blocks. It
+// skips blocks with equal stamps and leaves the view alone until all messages are queued; then the
+// view takes over the source's variables in one step.
+//
+// At each moment, the list that a stepwise comparison would have edited consists of the source's
+// variables below `index`, followed by the view's variables from `next_` on without those that
+// `taken_` names: they were moved or deleted. So the position of a variable in that list is found
+// by counting.
+template <class Source>
+class StampedPass {
+ public:
+  StampedPass(Source& view, Source& source, SvrDMItem& item)
+      : view_(view), source_(source), item_(item), taken_(view.ColumnCount()) {}
+
+  void Run(bool& anyChange, bool& resetClientData) {
+    if (view_.VariablesAreKnownToEqual(source_)) return;
+    Atomically(item_, [this] {
+      QueueMessages();
+      view_.MatchVariables(source_);
+    });
+    for (const LocallyUniqueID id : unused_) view_.DropUses(id);
+    // The source, not the view: a changed definition is an unsaved change of the dataset.
+    if (modified_) source_.SetDirty(true);
+    if (typeChanged_) resetClientData = true;
+    if (changed_) anyChange = true;
+    for (const int index : settled_) CheckSettled(InView(index) == InSource(index));
+  }
+
+ private:
+  const ORVX_Variable& InView(int position) const {
+    return std::as_const(view_).GetVariable(position);
+  }
+  const ORVX_Variable& InSource(int position) const {
+    return std::as_const(source_).GetVariable(position);
+  }
+
+  void QueueMessages() {
+    for (int first = 0; first < source_.ColumnCount();) {
+      const auto block = source_.BlockAt(first);
+      if (!SkipEqual(block.stamp, static_cast<int>(block.variables.size()))) {
+        int index = first;
+        for (const ORVX_Variable& newVar : block.variables) Settle(newVar, index++);
+      }
+      first += static_cast<int>(block.variables.size());
+    }
+    DeleteRest();
+  }
+
+  // Skips the view's block at `next_` if its stamp is `stamp`. None of its variables was taken: the
+  // source would contain it twice.
+  bool SkipEqual(std::uint64_t stamp, int size) {
+    if (stamp == 0 || !SkipTaken()) return false;
+    const auto block = view_.BlockAt(next_);
+    if (block.first != next_ || block.stamp != stamp) return false;
+    next_ += size;
+    return true;
+  }
+
+  // Moves `next_` to the next variable that was not taken; false at the end of the view.
+  bool SkipTaken() {
+    while (next_ < viewCount_ && taken_.Contains(next_)) ++next_;
+    return next_ < viewCount_;
+  }
+
+  void Settle(const ORVX_Variable& newVar, int index) {
+    const bool atEnd = !SkipTaken();
+    if (!atEnd && InView(next_).GetID() == newVar.GetID()) {
+      Compare(newVar, next_++, index);
+      return;
+    }
+    const int found = view_.FindVarIndex(newVar.GetID());
+    if (found < 0) {
+      Queue<InsertVarsMsg>(index, std::vector<ORVX_Variable>{newVar},
+                           atEnd ? LocallyUniqueID() : InView(next_).GetID());
+      return;
+    }
+    BringForward(found, index);
+    Compare(newVar, found, index);
+  }
+
+  // Deletes the removed variables in between, then moves the variable if a gap remains.
+  void BringForward(int found, int index) {
+    DeleteBetween(found);
+    SkipTaken();
+    const int distance = found - next_ - taken_.Count(next_, found);
+    Take(found);
+    if (distance == 0) return;
+    Queue<MoveVarsMsg>(index, std::vector<int>{index + distance}, index);
+    NoteUnused(InView(found).GetID());
+  }
+
+  // Deletes the view variables in [next_, found) that are not in the source, with one message.
+  void DeleteBetween(int found) {
+    std::vector<ORVX_Variable> removed;
+    for (int position = std::max(next_, checkedEnd_); position < found;) {
+      const auto block = view_.BlockAt(position);
+      const int end = std::min(found, block.first + static_cast<int>(block.variables.size()));
+      if (!IsInSource(block.stamp)) TakeRemoved(block, position, end, removed);
+      position = end;
+    }
+    checkedEnd_ = std::max(checkedEnd_, found + 1);
+    if (!removed.empty()) Queue<DeleteVarsMsg>(-1, std::move(removed));
+  }
+
+  template <class Block>
+  void TakeRemoved(const Block& block, int position, int end, std::vector<ORVX_Variable>& removed) {
+    for (; position < end; ++position) {
+      if (taken_.Contains(position)) continue;
+      const ORVX_Variable& variable =
+          block.variables[static_cast<std::size_t>(position - block.first)];
+      if (source_.ContainsVariable(variable.GetID())) continue;
+      removed.push_back(variable);
+      Take(position);
+    }
+  }
+
+  // Whether the source has a block with this stamp.
+  bool IsInSource(std::uint64_t stamp) {
+    if (stamp == 0) return false;
+    if (sourceStamps_.empty()) CollectSourceStamps();
+    return std::binary_search(sourceStamps_.begin(), sourceStamps_.end(), stamp);
+  }
+
+  void CollectSourceStamps() {
+    for (int first = 0; first < source_.ColumnCount();) {
+      const auto block = source_.BlockAt(first);
+      sourceStamps_.push_back(block.stamp);
+      first += static_cast<int>(block.variables.size());
+    }
+    std::sort(sourceStamps_.begin(), sourceStamps_.end());
+  }
+
+  void Take(int position) {
+    if (position == next_) {
+      ++next_;
+    } else {
+      taken_.Add(position);
+    }
+  }
+
+  // A moved variable is no longer the view's weight, filter or split variable.
+  void NoteUnused(LocallyUniqueID id) {
+    if (view_.IsUsed(id)) unused_.push_back(id);
+  }
+
+  // `oldPosition` is the view's, of the variable with the same identifier.
+  void Compare(const ORVX_Variable& newVar, int oldPosition, int index) {
+    const ORVX_Variable& oldVar = InView(oldPosition);
+    if (newVar == oldVar) return;
+    Queue<ModifyVarMsg>(index, newVar);
+    modified_ = true;
+    if (newVar.GetType() != oldVar.GetType()) typeChanged_ = true;
+  }
+
+  // Deletes the view variables beyond the end of the source.
+  void DeleteRest() {
+    std::vector<ORVX_Variable> removed;
+    removed.reserve(static_cast<std::size_t>(viewCount_ - next_ - taken_.Count(next_, viewCount_)));
+    for (; SkipTaken(); ++next_) removed.push_back(InView(next_));
+    if (!removed.empty()) Queue<DeleteVarsMsg>(-1, std::move(removed));
+  }
+
+  // Queues a message about the variable at `index`; -1 for none.
+  template <class Message, class... Arguments>
+  void Queue(int index, Arguments&&... arguments) {
+    QueueMessage<Message>(item_, std::forward<Arguments>(arguments)...);
+    changed_ = true;
+    if (index >= 0) settled_.push_back(index);
+  }
+
+  Source& view_;
+  Source& source_;
+  SvrDMItem& item_;
+  const int viewCount_ = view_.ColumnCount();
+  int next_ = 0;
+  PositionSet taken_;
+  // The view variables from `next_` up to this one are taken or in the source.
+  int checkedEnd_ = 0;
+  std::vector<std::uint64_t> sourceStamps_;  // sorted; empty until needed
+  std::vector<LocallyUniqueID> unused_;
+  std::vector<int> settled_;  // the positions that messages are about
+  bool changed_ = false;
+  bool modified_ = false;
+  bool typeChanged_ = false;
+};
+
+// Data sources that do not stamp their blocks, and identifiers that repeat, take the steps.
+template <class Source>
+void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
+             bool& resetClientData) {
+  if constexpr (requires { view.MatchVariables(source); }) {
+    if (view.HasUniqueIDs() && source.HasUniqueIDs()) {
+      StampedPass<Source>(view, source, item).Run(anyChange, resetClientData);
+      return;
+    }
+  }
+  StepwisePass(view, source, item, anyChange, resetClientData).Run();
+}
+
+}  // namespace
+
+void CompareVariables(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item,
+                      bool& anyChange, bool& resetClientData) {
+  Compare(view, source, item, anyChange, resetClientData);
+}
+
+void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrDMItem& item) {
+  const auto empty = [&] { view.DeleteVariables(0, view.ColumnCount() - 1); };
+  Atomically(item, [&] {
+    QueueMessage<DeleteVarsMsg>(item, VariablesFrom(view, 0));
+    empty();
+  });
+  try {
+    const std::vector<ORVX_Variable> after = VariablesFrom(source, 0);
+    for (const ORVX_Variable& variable : after) view.MakeVariable(variable, nullptr);
+    QueueMessage<InsertVarsMsg>(item, after, LocallyUniqueID());
+  } catch (...) {
+    empty();
+    throw;
+  }
+}
+
+}  // namespace sdm_internal

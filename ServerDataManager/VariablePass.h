@@ -1,0 +1,23 @@
+// The comparison of the variables of a dataset with those of its snapshot, the view.
+
+#ifndef SERVERDATAMANAGER_VARIABLEPASS_H_
+#define SERVERDATAMANAGER_VARIABLEPASS_H_
+
+class ORVX_DataSource;
+class SvrDMItem;
+
+namespace sdm_internal {
+
+// Makes the view's variables equal to those of `source`, and queues a message for each difference.
+// Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
+// never clears them. If it throws, std::bad_alloc for instance, the queue still has a message for
+// each change that was made to the view.
+void CompareVariables(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item,
+                      bool& anyChange, bool& resetClientData);
+
+// Replaces all variables of the view. Queues two messages, even for empty lists.
+void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrDMItem& item);
+
+}  // namespace sdm_internal
+
+#endif  // SERVERDATAMANAGER_VARIABLEPASS_H_
