@@ -3,6 +3,7 @@
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 
 #include <ostream>
+#include <utility>
 
 namespace {
 
@@ -55,6 +56,9 @@ SvrBootstrapSpecs::SampMethods SvrBootstrapSpecs::GetSamplingMethod() const {
 void SvrBootstrapSpecs::SetStrataVarList(const std::vector<int>& variables) {
   strataVars_ = variables;
 }
+void SvrBootstrapSpecs::SetStrataVarList(std::vector<int>&& variables) {
+  strataVars_ = std::move(variables);
+}
 
 const std::vector<int>& SvrBootstrapSpecs::GetStrataVarList() const {
   return strataVars_;
@@ -62,6 +66,9 @@ const std::vector<int>& SvrBootstrapSpecs::GetStrataVarList() const {
 
 void SvrBootstrapSpecs::SetDependVarList(const std::vector<int>& variables) {
   dependVars_ = variables;
+}
+void SvrBootstrapSpecs::SetDependVarList(std::vector<int>&& variables) {
+  dependVars_ = std::move(variables);
 }
 
 const std::vector<int>& SvrBootstrapSpecs::GetDependVarList() const {
@@ -71,6 +78,9 @@ const std::vector<int>& SvrBootstrapSpecs::GetDependVarList() const {
 void SvrBootstrapSpecs::SetInputVarList(const std::vector<int>& variables) {
   inputVars_ = variables;
 }
+void SvrBootstrapSpecs::SetInputVarList(std::vector<int>&& variables) {
+  inputVars_ = std::move(variables);
+}
 
 const std::vector<int>& SvrBootstrapSpecs::GetInputVarList() const {
   return inputVars_;
@@ -79,6 +89,9 @@ const std::vector<int>& SvrBootstrapSpecs::GetInputVarList() const {
 void SvrBootstrapSpecs::SetPredictedVarList(const std::vector<int>& variables) {
   predictedVars_ = variables;
 }
+void SvrBootstrapSpecs::SetPredictedVarList(std::vector<int>&& variables) {
+  predictedVars_ = std::move(variables);
+}
 
 const std::vector<int>& SvrBootstrapSpecs::GetPredictedVarList() const {
   return predictedVars_;
@@ -86,6 +99,9 @@ const std::vector<int>& SvrBootstrapSpecs::GetPredictedVarList() const {
 
 void SvrBootstrapSpecs::SetResidualVarList(const std::vector<int>& variables) {
   residualVars_ = variables;
+}
+void SvrBootstrapSpecs::SetResidualVarList(std::vector<int>&& variables) {
+  residualVars_ = std::move(variables);
 }
 
 const std::vector<int>& SvrBootstrapSpecs::GetResidualVarList() const {

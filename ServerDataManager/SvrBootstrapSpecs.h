@@ -34,16 +34,22 @@ class SDM_EXPORT SvrBootstrapSpecs {
   void SetSamplingMethod(SampMethods method);
   SampMethods GetSamplingMethod() const;
 
-  // List setters replace the list by a copy; passing the object's own list is allowed.
+  // List setters replace the list by a copy, or by the list moved; passing the object's own list to
+  // copy is allowed.
   void SetStrataVarList(const std::vector<int>& variables);
+  void SetStrataVarList(std::vector<int>&& variables);
   const std::vector<int>& GetStrataVarList() const;
   void SetDependVarList(const std::vector<int>& variables);
+  void SetDependVarList(std::vector<int>&& variables);
   const std::vector<int>& GetDependVarList() const;
   void SetInputVarList(const std::vector<int>& variables);
+  void SetInputVarList(std::vector<int>&& variables);
   const std::vector<int>& GetInputVarList() const;
   void SetPredictedVarList(const std::vector<int>& variables);
+  void SetPredictedVarList(std::vector<int>&& variables);
   const std::vector<int>& GetPredictedVarList() const;
   void SetResidualVarList(const std::vector<int>& variables);
+  void SetResidualVarList(std::vector<int>&& variables);
   const std::vector<int>& GetResidualVarList() const;
 
   void SetCILevelPct(double percent);
