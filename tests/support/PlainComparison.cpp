@@ -1,4 +1,4 @@
-// PlainComparison: a reference implementation; do not optimise it.
+// PlainComparison: the comparison in its plainest form, which is not optimised.
 
 #include <tests/support/PlainComparison.h>
 
