@@ -13,6 +13,7 @@ install(TARGETS ${platform_targets} sdm_PackageProxy EXPORT PlatformTargets)
 install(TARGETS ServerDataManager sdm_client sdm_stream EXPORT ServerDataManagerTargets)
 if(TARGET sdmsh)
   install(TARGETS sdmsh)
+  install(FILES tools/sdmsh/sdmsh.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 endif()
 
 install(EXPORT GroundTargets NAMESPACE ServerDataManager:: DESTINATION "${package_dir}")

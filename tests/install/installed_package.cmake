@@ -100,5 +100,8 @@ expect_not_found("has no component nonsense" -DCOMPONENTS=nonsense)
 expect_not_found("compatible with requested version \"0.0\"" -DCOMPONENTS=client -DVERSION=0.0)
 
 if(EXISTS "${prefix}/bin/sdmsh")
+  if(NOT EXISTS "${prefix}/share/man/man1/sdmsh.1")
+    message(SEND_ERROR "sdmsh was installed without its manual page")
+  endif()
   run("${CMAKE_COMMAND}" -E chdir "${PROJECT_DIR}" "${prefix}/bin/sdmsh" examples/survey.sdm)
 endif()

@@ -4,7 +4,7 @@
 #define TESTS_SHELL_SHELLTEST_H_
 
 #include <Output.h>
-#include <Play.h>
+#include <Prompt.h>
 #include <Shell.h>
 
 #include <gmock/gmock.h>
@@ -49,7 +49,7 @@ class ShellTest : public testing::Test {
     std::ostringstream out;
     Output output(out, out);
     Shell shell(registry_, output);
-    good_ = RunPrompt(shell, input, nullptr);
+    good_ = PlayInput(shell, input);
     return out.str();
   }
 
@@ -59,7 +59,7 @@ class ShellTest : public testing::Test {
     std::ostringstream out;
     Output output(out, out, {.json = true});
     Shell shell(registry_, output);
-    good_ = RunPrompt(shell, input, nullptr);
+    good_ = PlayInput(shell, input);
     return out.str();
   }
 

@@ -45,7 +45,7 @@ class Bootstrapping : public ShellTest {
     Output output(out, out);
     Shell shell(Registry(), output);
     std::istringstream input(Open("survey") + "write survey\n" + commands);
-    EXPECT_TRUE(RunPrompt(shell, input, nullptr)) << out.str();
+    EXPECT_TRUE(PlayInput(shell, input)) << out.str();
     const SvrDMDataset survey(Registry().GetDataSet("survey"));
     const SvrBootstrapSpecs* const specs = survey.GetBootstrapSpecs();
     return specs != nullptr ? *specs : SvrBootstrapSpecs();

@@ -93,7 +93,7 @@ class Cases : public ShellTest {
     Output output(out, out, look);
     Shell shell(Registry(), output);
     shell.Adopt(id_, "survey");
-    RunPrompt(shell, input, nullptr);
+    PlayInput(shell, input);
     asked_ = source_->Asked();
     return out.str();
   }
@@ -271,12 +271,12 @@ TEST_F(Cases, TooManyToReadFailTheirCommandAndTheShellGoesOn) {
   Shell shell(Registry(), output);
   shell.Adopt(Registry().Add(*new Huge, "", /*quiet=*/true), "survey");
   std::istringstream input("cases survey\n@r cases survey\nlist\nvariables survey\n");
-  EXPECT_FALSE(RunPrompt(shell, input, nullptr));
+  EXPECT_FALSE(PlayInput(shell, input));
   EXPECT_EQ(out.str(),
             "error: not enough memory for the cases of survey\n"
             "error: not enough memory for the cases of survey\n"
             "survey (0:0), file none, free\n"
-            "error: not enough memory for `variables`\n");
+            "error: not enough memory\n");
 }
 
 // ---------------------------------------------------------------------------------------------

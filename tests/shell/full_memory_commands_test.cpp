@@ -1,9 +1,9 @@
 // Every command of the shell with memory that fails at each of its allocations in turn. This
 // program replaces the global operator new, so it is one of its own.
 
-#include <Command.h>
+#include <Arguments.h>
 #include <CommandError.h>
-#include <Line.h>
+#include <Commands.h>
 #include <Output.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <Shell.h>

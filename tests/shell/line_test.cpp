@@ -1,7 +1,7 @@
 // How a line falls into words.
 
+#include <Arguments.h>
 #include <CommandError.h>
-#include <Line.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -62,28 +62,28 @@ TEST(Line, AnUnclosedQuoteIsRefused) {
   EXPECT_EQ(Complaint("label s v \"yes\"\""), "expected a closing quote (\")");
 }
 
-TEST(Line, MayNameTheRoleInFront) {
+TEST(Line, MayNameTheCallerInFront) {
   const sdmsh::Line line = ParseLine(" @recode-2 write survey");
   EXPECT_EQ(line.role, "recode-2");
   EXPECT_THAT(line.words, ElementsAre("write", "survey"));
 }
 
-TEST(Line, NamesNoRoleFurtherOn) {
+TEST(Line, NamesNoCallerFurtherOn) {
   const sdmsh::Line line = ParseLine("write @survey");
   EXPECT_EQ(line.role, "");
   EXPECT_THAT(line.words, ElementsAre("write", "@survey"));
 }
 
-TEST(Line, ARoleMayHaveLettersOutsideAscii) {
+TEST(Line, ACallerMayHaveLettersOutsideAscii) {
   EXPECT_EQ(ParseLine("@größe list").role, "größe");
 }
 
-TEST(Line, ARoleNeedsAName) {
-  EXPECT_THAT(Complaint("@ list"), HasSubstr("expected a role"));
+TEST(Line, ACallerNeedsAName) {
+  EXPECT_THAT(Complaint("@ list"), HasSubstr("expected a caller"));
   EXPECT_THAT(Complaint("@a.b list"), HasSubstr("found \"a.b\""));
 }
 
-TEST(Line, ARoleNeedsACommand) {
+TEST(Line, ACallerNeedsACommand) {
   EXPECT_EQ(Complaint("@recode"), "expected a command after @recode");
   EXPECT_EQ(Complaint("@recode # later"), "expected a command after @recode");
 }

@@ -73,7 +73,8 @@ TEST_F(Locks, AWaitingRoleCannotUseLocksAndTheErrorNamesTheWaysOut) {
                                 "@r release\n@w variables survey\n@w release\n"),
       AllOf(
           HasSubstr("error: w waits for the write lock on survey, held by r (reading); it goes on "
-                    "once they release it, or `@ROLE` gives the command for another caller\n"),
+                    "after `@r release survey`; `@NAME COMMAND` gives a command as another "
+                    "caller\n"),
           HasSubstr("error: w waits for the write lock on survey and cannot write until it has "
                     "it\n"),
           HasSubstr("w gets the write lock on survey\n   1  a")));
@@ -221,7 +222,7 @@ TEST_F(Locks, ALockThatIsHeldOutsideTheShellIsWaitedFor) {
       std::make_optional<SvrDMInputDataSource>(Registry(), LocallyUniqueID(0, 0), false);
 
   std::istringstream input("@w write nix\n");
-  EXPECT_FALSE(RunPrompt(shell, input, nullptr));
+  EXPECT_FALSE(PlayInput(shell, input));
   EXPECT_TRUE(shell.IsStuck());
   EXPECT_THAT(out.str(),
               testing::ContainsRegex("w waits for the write lock on nix, held by thread "
@@ -240,7 +241,7 @@ TEST_F(Locks, ALockThatWasAcquiredBeforeTheShellStartedIsAnErrorAfterAWhile) {
   shell.Adopt(id, "nix");
 
   std::istringstream input("@w write nix\n");
-  EXPECT_FALSE(RunPrompt(shell, input, nullptr));
+  EXPECT_FALSE(PlayInput(shell, input));
   EXPECT_THAT(out.str(), HasSubstr("error: w should have the write lock on nix by now: something "
                                    "outside this shell must hold it\n"));
   outsider.reset();

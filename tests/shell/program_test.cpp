@@ -2,16 +2,12 @@
 
 #include "ShellTest.h"
 
-#include <pty.h>
-#include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
-#include <thread>
+#include <regex>
 #include <vector>
 
 namespace sdmsh {
@@ -430,7 +426,7 @@ TEST_F(Program, FailsWhereItsOutputIsLost) {
 TEST_F(Program, ReadsCommandsFromAPipeAndGoesOnAfterAWrongOne) {
   const Played played = Run("", "lust\nlist\nquit\nlist\n");
   EXPECT_EQ(played.out, "no dataset is open\n");
-  EXPECT_EQ(played.err, "error: no command \"lust\"; `help` lists them\n");
+  EXPECT_EQ(played.err, "error: no command \"lust\"; did you mean \"list\"?\n");
   EXPECT_EQ(played.status, 1);
 }
 
@@ -446,15 +442,35 @@ TEST_F(Program, ReadsLinesThatEndInCarriageReturns) {
 
 TEST_F(Program, ExplainsItsUse) {
   const Played played = Run("--help");
-  EXPECT_THAT(played.out, StartsWith("usage: sdmsh [--json] [FILE]\n"));
+  EXPECT_THAT(played.out, HasSubstr("Usage: sdmsh [OPTIONS] [FILE]\n"));
+  EXPECT_THAT(played.out, HasSubstr("--json "));
   EXPECT_EQ(played.status, 0);
+}
+
+TEST_F(Program, TellsItsVersion) {
+  const Played played = Run("--version");
+  EXPECT_THAT(played.out, testing::ContainsRegex("^sdmsh [0-9]+[.][0-9]+[.][0-9]+\n$"));
+  EXPECT_EQ(played.status, 0);
+}
+
+TEST_F(Program, HasAManualPageThatNamesEveryOption) {
+  std::string page = ReadFile(std::string(PROJECT_ROOT) + "/tools/sdmsh/sdmsh.1");
+  std::erase(page, '\\');
+  const std::string help = Run("--help").out;
+  const std::regex option("(^|[ ,])(--?[a-z][a-z-]*)");
+  int count = 0;
+  for (std::sregex_iterator found(help.begin(), help.end(), option), end; found != end; ++found) {
+    EXPECT_THAT(page, testing::ContainsRegex("[ ]" + (*found)[2].str() + "[^a-z-]"));
+    ++count;
+  }
+  EXPECT_EQ(count, 4);
 }
 
 TEST_F(Program, RefusesWrongUse) {
   for (const char* arguments : {"--xml", "a.sdm b.sdm", "''"}) {
     const Played played = Run(arguments);
     EXPECT_EQ(played.status, 2) << arguments;
-    EXPECT_THAT(played.err, StartsWith("usage: sdmsh"));
+    EXPECT_THAT(played.err, StartsWith("sdmsh: ")) << arguments;
     EXPECT_THAT(played.out, IsEmpty());
   }
 }
@@ -466,130 +482,6 @@ TEST_F(Program, RefusesAScriptThatCannotBeRead) {
   const Played folder = Run("examples");
   EXPECT_EQ(folder.status, 2);
   EXPECT_EQ(folder.err, "sdmsh: examples: a folder, not a script\n");
-}
-
-// sdmsh at a terminal of its own, which stands for a user's.
-class TerminalSession {
- public:
-  explicit TerminalSession(const std::vector<std::string>& arguments = {}) {
-    std::vector<std::string> texts = {SDMSH};
-    texts.insert(texts.end(), arguments.begin(), arguments.end());
-    std::vector<char*> words;
-    for (std::string& text : texts) words.push_back(text.data());
-    words.push_back(nullptr);
-    process_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
-    if (process_ != 0) return;
-    execv(SDMSH, words.data());
-    _exit(127);
-  }
-  TerminalSession(const TerminalSession&) = delete;
-  TerminalSession& operator=(const TerminalSession&) = delete;
-  ~TerminalSession() {
-    if (process_ > 0) End(SIGKILL);
-    close(terminal_);
-  }
-
-  void Type(const std::string& keys) {
-    EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-  }
-
-  // Reads on until this has come, or the end. Returns what was shown up to there since the last
-  // call, with the echo of what was typed.
-  std::string ReadTo(const std::string& text) {
-    std::string shown;
-    char byte;
-    while (!shown.ends_with(text) && read(terminal_, &byte, 1) == 1) shown += byte;
-    EXPECT_THAT(shown, testing::EndsWith(text));
-    return shown;
-  }
-
-  // Comes back when the program has used so much more time of a processor, or after a minute.
-  void WaitUntilBusyFor(std::chrono::milliseconds time) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    const long ticks = time.count() * sysconf(_SC_CLK_TCK) / 1000 + UsedTicks();
-    while (UsedTicks() < ticks && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-    EXPECT_GE(UsedTicks(), ticks);
-  }
-
-  // The exit status, or that of a process that was killed as 128 and the signal.
-  int Wait() {
-    int status = 0;
-    waitpid(std::exchange(process_, -1), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-
- private:
-  void End(int signal) {
-    kill(process_, signal);
-    Wait();
-  }
-
-  long UsedTicks() const {
-    const std::string text = ReadFile("/proc/" + std::to_string(process_) + "/stat");
-    std::istringstream fields(text.substr(text.rfind(')') + 1));
-    std::string skipped;
-    for (int i = 3; i < 14; ++i) fields >> skipped;
-    long user = 0;
-    long system = 0;
-    fields >> user >> system;
-    return user + system;
-  }
-
-  pid_t process_;
-  int terminal_ = -1;
-};
-
-constexpr const char* kCtrlC = "\x03";
-constexpr const char* kPrompt = "sdmsh> ";
-constexpr std::chrono::milliseconds kBusy(200);
-
-class AtTerminal : public Program {
- protected:
-  // Selects none of two thousand million cases, and so never comes to the first.
-  std::string EndlessSearch() const {
-    return Open("survey") +
-           "write survey\nsource survey blank 2147483647\nsource survey filtered by a\n"
-           "cases survey\n";
-  }
-};
-
-TEST_F(AtTerminal, CtrlCGivesUpTheCommandUnderWayAndTheShellGoesOn) {
-  TerminalSession session;
-  session.Type(EndlessSearch());
-  for (int line = 0; line < 5; ++line) session.ReadTo(kPrompt);
-  session.WaitUntilBusyFor(kBusy);
-
-  session.Type(kCtrlC);
-
-  EXPECT_THAT(session.ReadTo(kPrompt), HasSubstr("error: interrupted\r\n"));
-  session.Type("list\n");
-  EXPECT_THAT(session.ReadTo(kPrompt), HasSubstr("survey"));
-  session.Type("quit\n");
-  EXPECT_EQ(session.Wait(), 1);  // a command failed
-}
-
-TEST_F(AtTerminal, CtrlCAtThePromptBeginsANewLine) {
-  TerminalSession session;
-  session.ReadTo(kPrompt);
-  session.Type(std::string("lust") + kCtrlC);
-  session.ReadTo(kPrompt);
-  session.Type("list\n");
-  EXPECT_THAT(session.ReadTo(kPrompt), HasSubstr("no dataset is open"));
-  session.Type("quit\n");
-  EXPECT_EQ(session.Wait(), 0);
-}
-
-TEST_F(AtTerminal, CtrlCEndsAScriptAtTheCommandUnderWay) {
-  const std::string script = Script(EndlessSearch() + "list\n");
-  TerminalSession session({script});
-  session.ReadTo("> cases survey\r\n");
-  session.WaitUntilBusyFor(kBusy);
-
-  session.Type(kCtrlC);
-
-  session.ReadTo(script + ":5: interrupted\r\n");
-  session.ReadTo("main releases the write lock on survey\r\n");
-  EXPECT_EQ(session.Wait(), 1);
 }
 
 }  // namespace

@@ -1,21 +1,142 @@
-// Words of a command, and what is said where they are wrong.
+// From text to words, and from words to arguments.
 
 #include "Arguments.h"
 
 #include "CommandError.h"
 #include "Words.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <limits>
 
 namespace sdmsh {
 
+// ---------------------------------------------------------------------------------------------
+// Lines
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+bool IsBlank(char c) {
+  return kBlanks.find(c) != std::string_view::npos;
+}
+
+// The inside of quotes; `text` stands behind the opening one and is moved behind the closing one.
+std::string TakeQuoted(std::string_view& text) {
+  std::string inside;
+  for (;;) {
+    const std::size_t quote = text.find('"');
+    if (quote == std::string_view::npos) throw CommandError("expected a closing quote (\")");
+    inside += text.substr(0, quote);
+    text.remove_prefix(quote + 1);
+    if (!text.starts_with('"')) return inside;
+    inside += '"';
+    text.remove_prefix(1);
+  }
+}
+
+// `text` begins with the word and is moved behind it.
+std::string TakeWord(std::string_view& text) {
+  std::string word;
+  while (!text.empty() && !IsBlank(text.front())) {
+    const char c = text.front();
+    text.remove_prefix(1);
+    if (c == '"') {
+      word += TakeQuoted(text);
+    } else {
+      word += c;
+    }
+  }
+  return word;
+}
+
+bool IsRoleName(std::string_view name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+    return std::isalnum(c) || c == '_' || c == '-' || c >= 0x80;
+  });
+}
+
+// Moves `text` to its next word; false where there is none.
+bool SkipToWord(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  return !text.empty() && text.front() != '#';
+}
+
+std::string TakeRole(std::string_view& text) {
+  const std::string word = TakeWord(text);
+  const std::string role = word.substr(1);
+  if (!IsRoleName(role)) {
+    throw CommandError("expected a caller of letters, digits, - and _ after @, found \"" + role +
+                       "\"");
+  }
+  if (!SkipToWord(text)) throw CommandError("expected a command after " + word);
+  return role;
+}
+
+}  // namespace
+
+Line ParseLine(std::string_view text) {
+  Line line;
+  if (!SkipToWord(text)) return line;
+  if (text.front() == '@') line.role = TakeRole(text);
+  do {
+    line.words.push_back(TakeWord(text));
+  } while (SkipToWord(text));
+  return line;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Names
+
+namespace {
+
+constexpr std::size_t kLongestName = 64;  // what is longer is no slip of the fingers
+
+// How many letters are added, left out, changed or swapped with the next between the two.
+std::size_t Distance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> twoBefore(b.size() + 1);
+  std::vector<std::size_t> before(b.size() + 1);
+  std::vector<std::size_t> row(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    twoBefore.swap(before);
+    before.swap(row);
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t changed = before[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      row[j] = std::min({before[j] + 1, row[j - 1] + 1, changed});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        row[j] = std::min(row[j], twoBefore[j - 2] + 1);
+      }
+    }
+  }
+  return row[b.size()];
+}
+
+}  // namespace
+
+std::string DidYouMean(const std::string& name, const std::vector<std::string>& known) {
+  if (name.size() > kLongestName) return "";
+  std::size_t least = std::max<std::size_t>(1, name.size() / 3) + 1;
+  std::string nearest;
+  for (const std::string& candidate : known) {
+    const std::size_t distance = Distance(name, candidate);
+    if (distance >= std::min(least, candidate.size())) continue;
+    least = distance;
+    nearest = candidate;
+  }
+  return nearest.empty() ? "" : "; did you mean " + Quoted(nearest) + "?";
+}
+
+// ---------------------------------------------------------------------------------------------
+// Arguments
+
 void Arguments::Wrong(const std::string& expected, const std::string& remark) const {
   const std::string found = AtEnd() ? "the end of the line" : Quoted(words_[next_]);
-  std::string usage = command_.name;
-  if (*command_.arguments != '\0') usage += std::string(" ") + command_.arguments;
   throw CommandError(std::string(command_.name) + ": expected " + expected + ", found " + found +
-                     remark + "; usage: " + usage);
+                     remark + "; usage: " + UsageOf(command_));
 }
 
 std::string Arguments::Take(const char* what) {

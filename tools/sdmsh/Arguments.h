@@ -1,4 +1,9 @@
-// Arguments: the words after a command's name, taken one by one.
+// Arguments: a line of commands as words, and the words after a command's name, taken one by one.
+//
+//   @recode insert survey age2 label "Age, recoded"   # a comment
+//
+// Words are separated by blanks. Between double quotes, blanks belong to the word, and a quote is
+// written twice. A word that begins with # starts a comment.
 //
 //   const std::string file = arguments.Take("FILE");
 //   arguments.Expect("as");
@@ -9,13 +14,26 @@
 #ifndef SDMSH_ARGUMENTS_H_
 #define SDMSH_ARGUMENTS_H_
 
-#include "Command.h"
+#include "Commands.h"
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace sdmsh {
+
+struct Line {
+  std::string role;                // the caller, without the @; empty where none is named
+  std::vector<std::string> words;  // the command and its arguments; empty where there is none
+};
+
+// Throws CommandError for an unclosed quote, and for a caller without a name or a command.
+Line ParseLine(std::string_view text);
+
+// The remark for an error about a name that is not known: "; did you mean \"age\"?", or nothing
+// where no known name is close.
+std::string DidYouMean(const std::string& name, const std::vector<std::string>& known);
 
 // Each operation that does not find what it wants throws CommandError, saying what was expected,
 // what stands there, and how the command is used.

@@ -1,7 +1,15 @@
-// The functions behind the commands, by subject; their rows are in CommandTable.cpp.
+// Commands: the table of the shell's commands.
+//
+// To add a command, write its function in the file of its subject, name it below, and add a row to
+// the table in Commands.cpp. Everything else (finding it, help, completion, what is said of wrong
+// use) comes from the table.
 
 #ifndef SDMSH_COMMANDS_H_
 #define SDMSH_COMMANDS_H_
+
+#include <cstddef>
+#include <string>
+#include <vector>
 
 namespace sdmsh {
 
@@ -9,82 +17,53 @@ class Arguments;
 class Caller;
 class Shell;
 
-// DatasetCommands.cpp
-void OpenFile(Shell& shell, Caller& caller, Arguments& arguments);
-void AddEmpty(Shell& shell, Caller& caller, Arguments& arguments);
-void CloneDataset(Shell& shell, Caller& caller, Arguments& arguments);
-void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments);
-void ListDatasets(Shell& shell, Caller& caller, Arguments& arguments);
-void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments);
-void ShowVariables(Shell& shell, Caller& caller, Arguments& arguments);
-void ShowMirror(Shell& shell, Caller& caller, Arguments& arguments);
+// Carries a command out for the caller. Takes all its arguments, then does what it has to. Throws
+// CommandError where it cannot.
+using CommandFunction = void(Shell& shell, Caller& caller, Arguments& arguments);
 
-// CaseCommands.cpp
-void ShowCases(Shell& shell, Caller& caller, Arguments& arguments);
+struct Command {
+  const char* name;
+  // CAPITALS stand for what the user fills in, [] for what may be left out, | for a choice, ... for
+  // one or more.
+  const char* arguments;
+  const char* help;  // one line, no full stop
+  CommandFunction* run;
+  const char* more = "";  // what `help COMMAND` adds
+};
 
-// LockCommands.cpp
-void TakeReadLock(Shell& shell, Caller& caller, Arguments& arguments);
-void TakeWriteLock(Shell& shell, Caller& caller, Arguments& arguments);
-void TryWriteLock(Shell& shell, Caller& caller, Arguments& arguments);
-void ReleaseLocks(Shell& shell, Caller& caller, Arguments& arguments);
-void ShowLocks(Shell& shell, Caller& caller, Arguments& arguments);
+struct CommandSubject {
+  const char* title;
+  std::vector<Command> commands;
+};
 
-// ObserverCommands.cpp
-void Observe(Shell& shell, Caller& caller, Arguments& arguments);
-void Unobserve(Shell& shell, Caller& caller, Arguments& arguments);
-void TellObservers(Shell& shell, Caller& caller, Arguments& arguments);
+const std::vector<CommandSubject>& CommandTable();
 
-// RegistryCommands.cpp
-void WatchRegistry(Shell& shell, Caller& caller, Arguments& arguments);
-void UnwatchRegistry(Shell& shell, Caller& caller, Arguments& arguments);
-void HideVariables(Shell& shell, Caller& caller, Arguments& arguments);
-void AskWhetherTouched(Shell& shell, Caller& caller, Arguments& arguments);
+// Throws CommandError where there is none of that name.
+const Command& CommandNamed(const std::string& name);
+std::vector<std::string> CommandNames();
+// "move DATASET VARIABLE to POSITION|before VARIABLE"
+std::string UsageOf(const Command& command);
 
-// ErrorCommands.cpp
-void BindClient(Shell& shell, Caller& caller, Arguments& arguments);
-void ReportError(Shell& shell, Caller& caller, Arguments& arguments);
-void SwitchWarnings(Shell& shell, Caller& caller, Arguments& arguments);
+// The text in lines of at most `width` columns, 0 for no limit, each but the first behind `indent`
+// blanks, which count. A word that is longer has a line of its own.
+std::string Wrapped(const std::string& text, std::size_t width, std::size_t indent);
 
-// DictionaryCommands.cpp
-void InsertVariable(Shell& shell, Caller& caller, Arguments& arguments);
-void DeleteVariables(Shell& shell, Caller& caller, Arguments& arguments);
-void MoveVariable(Shell& shell, Caller& caller, Arguments& arguments);
-void ReorderVariables(Shell& shell, Caller& caller, Arguments& arguments);
-void RenameVariable(Shell& shell, Caller& caller, Arguments& arguments);
-void LabelVariable(Shell& shell, Caller& caller, Arguments& arguments);
-void RetypeVariable(Shell& shell, Caller& caller, Arguments& arguments);
-
-// PropertyCommands.cpp
-void SetWeight(Shell& shell, Caller& caller, Arguments& arguments);
-void SetFilter(Shell& shell, Caller& caller, Arguments& arguments);
-void SplitFile(Shell& shell, Caller& caller, Arguments& arguments);
-void SetTrends(Shell& shell, Caller& caller, Arguments& arguments);
-void SetResponseSet(Shell& shell, Caller& caller, Arguments& arguments);
-void SetVariableSet(Shell& shell, Caller& caller, Arguments& arguments);
-void LabelDataset(Shell& shell, Caller& caller, Arguments& arguments);
-void SetFileSpec(Shell& shell, Caller& caller, Arguments& arguments);
-void SetImputation(Shell& shell, Caller& caller, Arguments& arguments);
-void SetExtension(Shell& shell, Caller& caller, Arguments& arguments);
-void SetAttribute(Shell& shell, Caller& caller, Arguments& arguments);
-void MarkUnsaved(Shell& shell, Caller& caller, Arguments& arguments);
-
-// BootstrapCommands.cpp
-void Bootstrap(Shell& shell, Caller& caller, Arguments& arguments);
-
-// WriterCommands.cpp
-void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments);
-void RaiseCaseSequence(Shell& shell, Caller& caller, Arguments& arguments);
-void AskForBulkMoves(Shell& shell, Caller& caller, Arguments& arguments);
-
-// SettingCommands.cpp
-void SetHandle(Shell& shell, Caller& caller, Arguments& arguments);
-void SetFileName(Shell& shell, Caller& caller, Arguments& arguments);
-void SetWindowState(Shell& shell, Caller& caller, Arguments& arguments);
-void SetPassword(Shell& shell, Caller& caller, Arguments& arguments);
-
-// ShellCommands.cpp
-void Help(Shell& shell, Caller& caller, Arguments& arguments);
-void Quit(Shell& shell, Caller& caller, Arguments& arguments);
+// By file.
+CommandFunction AddEmpty, CloneDataset, CloseDataset, ListDatasets, OpenFile, ShowDataset,
+    ShowMirror, ShowVariables;                                                       // Dataset
+CommandFunction ShowCases;                                                           // Case
+CommandFunction ReleaseLocks, ShowLocks, TakeReadLock, TakeWriteLock, TryWriteLock;  // Locks.cpp
+CommandFunction Observe, TellObservers, Unobserve;                                   // Observer
+CommandFunction AskWhetherTouched, HideVariables, UnwatchRegistry, WatchRegistry;    // Registry
+CommandFunction BindClient, ReportError, SwitchWarnings;                             // Error
+CommandFunction DeleteVariables, InsertVariable, LabelVariable, MoveVariable, RenameVariable,
+    ReorderVariables, RetypeVariable;  // Dictionary
+CommandFunction LabelDataset, MarkUnsaved, SetAttribute, SetExtension, SetFileSpec, SetFilter,
+    SetImputation, SetResponseSet, SetTrends, SetVariableSet, SetWeight, SplitFile;  // Property
+CommandFunction Bootstrap;                                                           // Bootstrap
+CommandFunction AskForBulkMoves, RaiseCaseSequence, ReplaceSource;                   // Writer
+CommandFunction SetFileName, SetHandle, SetPassword, SetWindowState;                 // Setting
+CommandFunction Help, Quit;                                                          // Commands.cpp
 
 }  // namespace sdmsh
 

@@ -4,8 +4,8 @@
 
 #include "Arguments.h"
 #include "CaseWords.h"
-#include "Command.h"
 #include "CommandError.h"
+#include "Commands.h"
 
 #include <liborvxdemg/ErrorMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -51,16 +51,6 @@ std::string WhyUnsaid(const Event& event) {
   }
 }
 
-// The dataset that matches among those that the caller holds, the last one that it took; null for
-// none.
-template <class Matches>
-DatasetPtr Held(const Caller& caller, Matches matches) {
-  const std::vector<Hold>& holds = caller.Holds();
-  const auto last = std::find_if(holds.rbegin(), holds.rend(),
-                                 [&](const Hold& hold) { return matches(*hold.dataset); });
-  return last == holds.rend() ? nullptr : last->dataset;
-}
-
 }  // namespace
 
 Shell::Shell(ServerDataManager& registry, Output& output, Bound bound)
@@ -69,8 +59,7 @@ Shell::Shell(ServerDataManager& registry, Output& output, Bound bound)
       printer_(output.IsJson() ? MakeJsonPrinter(output.Out())
                                : MakeWordsPrinter(output.Out(), output.Err())),
       watch_(registry),
-      locks_(
-          registry, [this](const Event& event) { Say(event); }, bound) {}
+      locks_(registry, *this, bound) {}
 
 Shell::~Shell() {
   Hide({});
@@ -79,26 +68,25 @@ Shell::~Shell() {
 }
 
 void Shell::Execute(const std::string& role, const std::vector<std::string>& words) {
-  RefuseUnsaid();  // the line of the script
   try {
-    // What a command left for which there was no memory to finish it.
+    RefuseUnsaid();  // the line of the script
+    // What a command left behind when memory ran out.
     DropNew();
     locks_.FinishAcquiring();
     Run(role, words);
   } catch (const std::bad_alloc&) {
-    throw CommandError(NotEnoughMemoryFor("`" + words.front() + "`"));
+    throw;
+  } catch (...) {
+    throw CommandError(ExceptionInWords());
   }
 }
 
 void Shell::Run(const std::string& role, const std::vector<std::string>& words) {
-  const Command* const command = FindCommand(words.front());
-  if (command == nullptr) {
-    throw CommandError("no command \"" + words.front() + "\"; `help` lists them");
-  }
+  const Command& command = CommandNamed(words.front());
   Caller& caller = locks_.CallerNamed(role);
-  Arguments arguments(*command, {words.begin() + 1, words.end()});
+  Arguments arguments(command, {words.begin() + 1, words.end()});
   try {
-    command->run(*this, caller, arguments);
+    command.run(*this, caller, arguments);
     SayWhatWatchersWereTold();
   } catch (...) {
     unsaid_.clear();  // what went wrong is said instead
@@ -152,8 +140,9 @@ DatasetPtr Shell::FindByID(const Caller& caller, LocallyUniqueID id) const {
   try {
     return Known(registry_.GetDataSet(id)->ID());
   } catch (const ErrorMsg&) {  // no dataset of the registry
-    const auto matches = [&](const OpenDataset& dataset) { return dataset.ID() == id; };
-    if (const DatasetPtr dataset = Held(caller, matches)) return dataset;
+    const Hold* const hold =
+        caller.FindLast([&](const Hold& each) { return each.dataset->ID() == id; });
+    if (hold != nullptr) return hold->dataset;
     throw CommandError(id.ToString() + ": " + ExceptionInWords());
   }
 }
@@ -162,10 +151,13 @@ DatasetPtr Shell::FindByName(const Caller& caller, const std::string& name) cons
   if (!name.empty()) {
     const SvrDMItemPtr item = registry_.GetDataSet(name);
     if (item.IsValid()) return Known(item->ID());
-    const auto matches = [&](const OpenDataset& dataset) { return SameName(dataset.Name(), name); };
-    if (const DatasetPtr dataset = Held(caller, matches)) return dataset;
+    const Hold* const hold =
+        caller.FindLast([&](const Hold& each) { return SameName(each.dataset->Name(), name); });
+    if (hold != nullptr) return hold->dataset;
   }
-  throw CommandError("no dataset is called \"" + name + "\"");
+  std::vector<std::string> names;
+  for (const DatasetPtr& dataset : datasets_) names.push_back(dataset->Name());
+  throw CommandError("no dataset is called \"" + name + "\"" + DidYouMean(name, names));
 }
 
 void Shell::RefuseName(const std::string& name, const OpenDataset* renamed) const {

@@ -4,10 +4,9 @@
 #ifndef SDMSH_SHELL_H_
 #define SDMSH_SHELL_H_
 
-#include "Caller.h"
-#include "CallerLocks.h"
 #include "Event.h"
 #include "HiddenVariables.h"
+#include "Locks.h"
 #include "OpenDataset.h"
 #include "Output.h"
 #include "Printer.h"
@@ -37,8 +36,9 @@ class Shell {
   // Takes the datasets and the filter hook off the registry. Not while IsStuck().
   ~Shell();
 
-  // Carries out a command for the role. Throws CommandError where it is wrong, where memory does
-  // not suffice for it, and where something that was to be said could not be; the shell goes on.
+  // Carries out a command for the caller of that name. Throws CommandError where it fails, and
+  // where something that was to be said could not be; std::bad_alloc where memory runs out. The
+  // shell goes on.
   void Execute(const std::string& role, const std::vector<std::string>& words);
 
   // Says after it, or before it where it was first, what those who watch the registry were told.
@@ -57,6 +57,7 @@ class Shell {
   // False as soon as something that was said got lost on its way. Nobody hears more of the shell.
   bool IsHeard() const { return output_.ReachesItsReader(); }
 
+  Output& Out() { return output_; }
   ServerDataManager& Registry() { return registry_; }
   CallerLocks& Locks() { return locks_; }
   RegistryWatch& Watch() { return watch_; }

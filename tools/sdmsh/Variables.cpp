@@ -2,6 +2,7 @@
 
 #include "Variables.h"
 
+#include "Arguments.h"
 #include "CommandError.h"
 #include "Words.h"
 
@@ -32,8 +33,10 @@ std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source) {
 
 int PositionOf(const ORVX_DataSource& source, const std::string& name) {
   const int position = FindByName(source, name);
-  if (position < 0) throw CommandError("there is no variable " + Quoted(name));
-  return position;
+  if (position >= 0) return position;
+  std::vector<std::string> names;
+  for (const ORVX_Variable& variable : VariablesOf(source)) names.push_back(variable.GetName());
+  throw CommandError("there is no variable " + Quoted(name) + DidYouMean(name, names));
 }
 
 int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,

@@ -3,7 +3,7 @@
 #ifndef SDMSH_WRITING_H_
 #define SDMSH_WRITING_H_
 
-#include "Caller.h"
+#include "Locks.h"
 
 #include <functional>
 

@@ -2,11 +2,12 @@
 
 #include "Interrupt.h"
 #include "Output.h"
-#include "Play.h"
+#include "Prompt.h"
 #include "Shell.h"
 
 #include <ServerDataManager/serverdatamgr.h>
 #include <unistd.h>
+#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <cstdlib>
@@ -14,45 +15,16 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <optional>
 #include <string>
 
 namespace {
 
-enum ExitStatus { kGood = 0, kCommandFailed = 1, kWrongUse = 2 };
+enum ExitStatus { kGood = 0, kFailed = 1, kWrongUse = 2 };
 
-constexpr const char* kUsage =
-    "usage: sdmsh [--json] [FILE]\n"
-    "  FILE     play this script; without one, read commands from the standard input\n"
-    "  --json   print every event as one JSON object per line\n"
-    "  --help   print this\n"
-    "Exit status: 0 all went well; 1 a command failed, a role was left waiting, or the\n"
-    "             output was lost; 2 wrong use, or a script that cannot be read.\n"
-    "At the prompt, `help` lists the commands.\n";
-
-struct Options {
-  bool json = false;
-  bool help = false;
-  std::optional<std::string> script;
-};
-
-// Nothing where the arguments are wrong.
-std::optional<Options> ParseOptions(int count, char** arguments) {
-  Options options;
-  for (int i = 1; i < count; ++i) {
-    const std::string argument = arguments[i];
-    if (argument == "--json") {
-      options.json = true;
-    } else if (argument == "--help") {
-      options.help = true;
-    } else if (argument.starts_with('-') || argument.empty() || options.script) {
-      return std::nullopt;
-    } else {
-      options.script = argument;
-    }
-  }
-  return options;
-}
+constexpr const char* kExitStatus =
+    "Exit status: 0 all went well; 1 a command of a script or a pipe failed, a caller was left\n"
+    "waiting for a lock, or the output was lost; 2 wrong use, or a script that cannot be read.\n"
+    "At the prompt, `help` lists the commands.";
 
 int WrongUse(const std::string& text) {
   std::cerr << "sdmsh: " << text << "\n";
@@ -63,42 +35,47 @@ int WrongUse(const std::string& text) {
 int Ended(int status) {
   if (std::cout.flush()) return status;
   std::cerr << "sdmsh: standard output cannot be written\n";
-  return kCommandFailed;
+  return kFailed;
 }
 
-bool Run(sdmsh::Shell& shell, const Options& options, std::istream& input) {
-  if (options.script) return sdmsh::PlayScript(shell, input, *options.script);
-  const bool atTerminal = isatty(STDIN_FILENO) == 1 && !options.json;
-  return sdmsh::RunPrompt(shell, input, atTerminal ? &std::cout : nullptr);
+bool Play(sdmsh::Shell& shell, std::istream* script, const std::string& file, bool json) {
+  if (script != nullptr) return sdmsh::PlayScript(shell, *script, file);
+  const bool atTerminal = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && !json;
+  return atTerminal ? sdmsh::RunPrompt(shell) : sdmsh::PlayInput(shell, std::cin);
 }
 
-int Run(const Options& options, std::istream& input) {
-  sdmsh::Output output(std::cout, std::cerr, sdmsh::LookOfProcess(options.json));
+int Run(std::istream* script, const std::string& file, bool json) {
+  sdmsh::Output output(std::cout, std::cerr, sdmsh::LookOfProcess(json));
   sdmsh::CatchInterrupts();
   sdmsh::Shell shell(ServerDataManager::GetInstance(), output);
-  const int status = Run(shell, options, input) ? kGood : kCommandFailed;
+  const int status = Play(shell, script, file, json) ? kGood : kFailed;
   // A thread that waits for a lock for ever cannot be joined.
-  if (shell.IsStuck()) std::_Exit(Ended(kCommandFailed));
+  if (shell.IsStuck()) std::_Exit(Ended(kFailed));
   return Ended(status);
 }
 
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  const std::optional<Options> options = ParseOptions(argumentCount, arguments);
-  if (!options) {
-    std::cerr << kUsage;
-    return kWrongUse;
-  }
-  if (options->help) {
-    std::cout << kUsage;
+  CLI::App options("The dataset manager at a prompt, or played from a script.", "sdmsh");
+  bool json = false;
+  std::string file;
+  options.add_flag("--json", json, "Print every event as one JSON object per line");
+  options.set_version_flag("--version", "sdmsh " SDMSH_VERSION, "Print the version and exit");
+  const CLI::Option* const script = options.add_option(
+      "FILE", file, "Play this script; without one, read commands from the standard input");
+  options.footer(kExitStatus);
+  try {
+    options.parse(argumentCount, arguments);
+  } catch (const CLI::Success& helpOrVersion) {
+    options.exit(helpOrVersion);
     return Ended(kGood);
+  } catch (const CLI::ParseError& error) {
+    return WrongUse(std::string(error.what()) + "\nRun `sdmsh --help` for more information.");
   }
-  if (!options->script) return Run(*options, std::cin);
-  if (std::filesystem::is_directory(*options->script)) {
-    return WrongUse(*options->script + ": a folder, not a script");
-  }
-  std::ifstream script(*options->script);
-  if (!script) return WrongUse(*options->script + ": " + std::strerror(errno));
-  return Run(*options, script);
+  if (script->count() == 0) return Run(nullptr, "", json);
+  if (std::filesystem::is_directory(file)) return WrongUse(file + ": a folder, not a script");
+  std::ifstream stream(file);
+  if (file.empty() || !stream) return WrongUse(file + ": " + std::strerror(errno));
+  return Run(&stream, file, json);
 }

@@ -1,0 +1,75 @@
+// The thread of a caller.
+
+#include <CommandError.h>
+#include <Locks.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <new>
+
+using sdmsh::Caller;
+
+namespace {
+
+TEST(Caller, WorksOnOneThreadOfItsOwn) {
+  const sdmsh::LockLists locks;
+  Caller caller("recode", locks);
+  std::thread::id first;
+  std::thread::id second;
+  caller.Do([&] { first = std::this_thread::get_id(); });
+  caller.Do([&] { second = std::this_thread::get_id(); });
+  EXPECT_EQ(first, second);
+  EXPECT_NE(first, std::this_thread::get_id());
+}
+
+TEST(Caller, HandsOverWhatItsWorkThrew) {
+  const sdmsh::LockLists locks;
+  Caller caller("recode", locks);
+  EXPECT_THROW(caller.Do([] { throw 55; }), int);
+  EXPECT_THROW(caller.Do([] { throw std::bad_alloc(); }), std::bad_alloc);
+  EXPECT_NO_THROW(caller.Do([] {}));
+}
+
+TEST(Caller, IsAcquiringUntilTheEndOfItsJobWasNoticed) {
+  const sdmsh::LockLists locks;
+  Caller caller("recode", locks);
+  std::latch go(1);
+  caller.Start([&] { go.wait(); });
+  EXPECT_FALSE(caller.HasFinished());
+  go.count_down();
+  while (!caller.HasFinished()) std::this_thread::yield();
+  EXPECT_TRUE(caller.IsAcquiring());
+  caller.Finish();
+  EXPECT_FALSE(caller.IsAcquiring());
+}
+
+TEST(Caller, WorksOnTheThreadOfTheShellWhileItsOwnIsBusy) {
+  const sdmsh::LockLists locks;
+  Caller caller("recode", locks);
+  std::latch go(1);
+  caller.Start([&] { go.wait(); });
+  std::thread::id thread;
+  caller.Do([&] { thread = std::this_thread::get_id(); });
+  EXPECT_EQ(thread, std::this_thread::get_id());
+  go.count_down();
+  caller.Finish();
+}
+
+TEST(Caller, WaitsForItsJobBeforeItGoes) {
+  const sdmsh::LockLists locks;
+  std::atomic<bool> done{false};
+  std::latch go(1);
+  {
+    Caller caller("recode", locks);
+    caller.Start([&] {
+      go.wait();
+      done = true;
+    });
+    go.count_down();
+  }
+  EXPECT_TRUE(done);
+}
+
+}  // namespace

@@ -1,0 +1,319 @@
+// sdmsh at a terminal: editing, completion, the history, ctrl-C, ctrl-D and the exit status.
+
+#include "ShellTest.h"
+
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* kPrompt = "sdmsh> ";
+constexpr const char* kCtrlC = "\x03";
+constexpr const char* kCtrlD = "\x04";
+constexpr const char* kUp = "\x1B[A";
+constexpr std::chrono::milliseconds kBusy(200);
+constexpr int kMinute = 60'000;  // longer than anything here takes
+
+// sdmsh at a terminal of its own, which stands for a user's.
+class TerminalSession {
+ public:
+  // `state`: the folder in which the program keeps its state.
+  TerminalSession(const std::string& state, const std::vector<std::string>& arguments = {},
+                  unsigned short columns = 80) {
+    std::vector<std::string> texts = {SDMSH};
+    texts.insert(texts.end(), arguments.begin(), arguments.end());
+    std::vector<char*> words;
+    for (std::string& text : texts) words.push_back(text.data());
+    words.push_back(nullptr);
+    winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    process_ = forkpty(&terminal_, nullptr, nullptr, &size);
+    if (process_ != 0) return;
+    setenv("XDG_STATE_HOME", state.c_str(), 1);
+    setenv("EDITRC", "/dev/null", 1);
+    setenv("TERM", "vt100", 1);
+    setenv("NO_COLOR", "1", 1);
+    execv(SDMSH, words.data());
+    _exit(127);
+  }
+  TerminalSession(const TerminalSession&) = delete;
+  TerminalSession& operator=(const TerminalSession&) = delete;
+  ~TerminalSession() {
+    if (process_ > 0) {
+      kill(process_, SIGKILL);
+      Wait();
+    }
+    close(terminal_);
+  }
+
+  void Type(const std::string& keys) {
+    EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+  }
+
+  // Reads on until this has come. Returns what was shown up to there since the last call, with the
+  // echo of what was typed, without what moves the cursor.
+  std::string ReadTo(const std::string& text) {
+    std::string shown;
+    while (!shown.ends_with(text) && ReadByte(shown)) {
+    }
+    EXPECT_THAT(shown, EndsWith(text));
+    return shown;
+  }
+
+  // What was shown for a line that is typed at the prompt, up to the next prompt.
+  std::string Enter(const std::string& line) {
+    Type(line + "\n");
+    return ReadTo(kPrompt);
+  }
+
+  // Comes back when the program has used so much more time of a processor, or after a minute.
+  void WaitUntilBusyFor(std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    const long ticks = time.count() * sysconf(_SC_CLK_TCK) / 1000 + UsedTicks();
+    while (UsedTicks() < ticks && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_GE(UsedTicks(), ticks);
+  }
+
+  // The exit status, or that of a process that was killed as 128 and the signal.
+  int Wait() {
+    std::string rest;
+    while (ReadByte(rest)) {
+    }
+    int status = 0;
+    waitpid(std::exchange(process_, -1), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+ private:
+  // False at the end, or where nothing comes.
+  bool ReadByte(std::string& shown) {
+    pollfd input{terminal_, POLLIN, 0};
+    char byte;
+    if (poll(&input, 1, kMinute) != 1 || read(terminal_, &byte, 1) != 1) return false;
+    if (byte == '\x1B') return SkipSequence();
+    if (byte != '\r' && byte != '\a') shown += byte;
+    return true;
+  }
+
+  // The rest of a control sequence, up to its letter.
+  bool SkipSequence() {
+    char byte = 0;
+    while (std::isalpha(static_cast<unsigned char>(byte)) == 0) {
+      if (read(terminal_, &byte, 1) != 1) return false;
+    }
+    return true;
+  }
+
+  long UsedTicks() const {
+    std::ifstream file("/proc/" + std::to_string(process_) + "/stat");
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    std::istringstream fields(text.substr(text.rfind(')') + 1));
+    std::string skipped;
+    for (int i = 3; i < 14; ++i) fields >> skipped;
+    long user = 0;
+    long system = 0;
+    fields >> user >> system;
+    return user + system;
+  }
+
+  pid_t process_;
+  int terminal_ = -1;
+};
+
+class Prompt : public ShellTest {
+ protected:
+  std::string State() const { return Path("state"); }
+  std::string HistoryFile() const { return State() + "/sdmsh/history"; }
+
+  std::string History() const {
+    std::ifstream file(HistoryFile());
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  // Selects none of two thousand million cases, and so never comes to the first.
+  std::string EndlessSearch() const {
+    return Open("survey") +
+           "write survey\nsource survey blank 2147483647\nsource survey filtered by a\n"
+           "cases survey\n";
+  }
+};
+
+TEST_F(Prompt, CompletesCommandsFilesDatasetsAndVariables) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Type("op\t");
+  session.ReadTo("open ");
+  session.Type(Path("ab") + "\t");
+  session.ReadTo("abc.tsv ");
+  EXPECT_THAT(session.Enter("as survey"), HasSubstr("survey is open: 3 variables"));
+  session.Type("wri\tsu\t");
+  session.ReadTo("write survey ");
+  EXPECT_THAT(session.Enter(""), HasSubstr("main takes the write lock on survey"));
+  session.Enter("insert survey \"two words\"");
+  session.Type("delete survey t\t");
+  session.ReadTo("\"two words\" ");
+  session.Enter("");
+  EXPECT_THAT(session.Enter("variables survey"), Not(HasSubstr("two words")));
+}
+
+TEST_F(Prompt, ListsWhatAWordMayBecome) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Type(
+      "lo\t\t");  // the only one with these letters, then its dataset, of which there is none
+  session.ReadTo("locks ");
+  session.Enter("");
+  session.Type("un\t");
+  session.ReadTo("unobserve  unwatch\n");
+}
+
+TEST_F(Prompt, EditsALine) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Type("liXst\x1B[D\x1B[D\x08");  // left, left, backspace
+  EXPECT_THAT(session.Enter(""), HasSubstr("no dataset is open"));
+}
+
+TEST_F(Prompt, KeepsItsHistoryForTheUserAlone) {
+  {
+    TerminalSession session(State());
+    session.ReadTo(kPrompt);
+    session.Enter("list");
+    session.Enter(" password nothing secret");
+    session.Enter("locks");
+    session.Type("quit\n");
+    EXPECT_EQ(session.Wait(), 0);
+  }
+  EXPECT_EQ(History(), "list\nlocks\nquit\n");
+  using std::filesystem::perms;
+  EXPECT_EQ(std::filesystem::status(HistoryFile()).permissions(),
+            perms::owner_read | perms::owner_write);
+  EXPECT_EQ(std::filesystem::status(State() + "/sdmsh").permissions(), perms::owner_all);
+
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Type(std::string(kUp) + kUp + kUp);
+  EXPECT_THAT(session.Enter(""), HasSubstr("no dataset is open"));
+  EXPECT_EQ(History(), "list\nlocks\nquit\nlist\n");
+}
+
+TEST_F(Prompt, ShortensALongHistory) {
+  std::filesystem::create_directories(State() + "/sdmsh");
+  std::ofstream file(HistoryFile());
+  for (int i = 1; i <= 2001; ++i) file << "list # " << i << "\n";
+  file.close();
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Enter("locks");
+  const std::string history = History();
+  EXPECT_THAT(history, testing::StartsWith("list # 1002\n"));
+  EXPECT_THAT(history, EndsWith("list # 2001\nlocks\n"));
+}
+
+TEST_F(Prompt, SaysOnceThatThereIsNoHistory) {
+  TerminalSession session(WriteFile("no_folder", ""));
+  EXPECT_THAT(session.ReadTo(kPrompt), HasSubstr("error: no history is kept: "));
+  EXPECT_THAT(session.Enter("list"), Not(HasSubstr("history")));
+  session.Type("quit\n");
+  EXPECT_EQ(session.Wait(), 0);
+}
+
+TEST_F(Prompt, CtrlCGivesUpTheCommandUnderWayAndTheShellGoesOn) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Type(EndlessSearch());
+  for (int line = 0; line < 4; ++line) session.ReadTo(kPrompt);
+  session.WaitUntilBusyFor(kBusy);
+
+  session.Type(kCtrlC);
+
+  EXPECT_THAT(session.ReadTo(kPrompt), HasSubstr("error: interrupted\n"));
+  EXPECT_THAT(session.Enter("list"), HasSubstr("survey"));
+  session.Type("quit\n");
+  EXPECT_EQ(session.Wait(), 0);
+}
+
+TEST_F(Prompt, CtrlCGivesUpTheLine) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Type(std::string("lust") + kCtrlC);
+  EXPECT_THAT(session.ReadTo(kPrompt), Not(HasSubstr("error")));
+  EXPECT_THAT(session.Enter("list"), HasSubstr("no dataset is open"));
+  EXPECT_EQ(History(), "list\n");
+}
+
+TEST_F(Prompt, CtrlCEndsAScriptAtTheCommandUnderWay) {
+  const std::string script = WriteFile("test.sdm", EndlessSearch() + "list\n");
+  TerminalSession session(State(), {script});
+  session.ReadTo("> cases survey\n");
+  session.WaitUntilBusyFor(kBusy);
+
+  session.Type(kCtrlC);
+
+  session.ReadTo(script + ":5: interrupted\n");
+  session.ReadTo("main releases the write lock on survey\n");
+  EXPECT_EQ(session.Wait(), 1);
+}
+
+TEST_F(Prompt, CtrlDEndsTheShell) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Enter(Open("survey") + "write survey");
+  session.ReadTo(kPrompt);
+  session.Type(kCtrlD);
+  session.ReadTo("main releases the write lock on survey\n");
+  EXPECT_EQ(session.Wait(), 0);
+}
+
+TEST_F(Prompt, ACommandThatFailsIsNoExitStatus) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  EXPECT_THAT(session.Enter("lsit"), HasSubstr("did you mean \"list\"?"));
+  session.Type("quit\n");
+  EXPECT_EQ(session.Wait(), 0);
+}
+
+TEST_F(Prompt, AnswersACallerThatWaitsAndNamesTheWaysOut) {
+  TerminalSession session(State());
+  session.ReadTo(kPrompt);
+  session.Enter("add-empty nix");
+  session.Enter("@w write nix");
+  session.Enter("read nix");
+  EXPECT_THAT(session.Enter("help read"), HasSubstr("acquires a read lock"));
+  EXPECT_THAT(session.Enter("locks"), HasSubstr("waiting: main (to read)"));
+  EXPECT_THAT(session.Enter("variables nix"),
+              AllOf(HasSubstr("it goes on after `@w release nix`"), HasSubstr("`@NAME COMMAND`")));
+  EXPECT_THAT(session.Enter("@w release nix"), HasSubstr("main gets the read lock on nix"));
+  session.Enter("@w write nix");
+  session.Type("quit\n");
+  session.ReadTo("error: w still waits for the write lock on nix\n");
+  EXPECT_EQ(session.Wait(), 1);
+}
+
+TEST_F(Prompt, HelpFitsTheTerminal) {
+  TerminalSession session(State(), {}, /*columns=*/50);
+  session.ReadTo(kPrompt);
+  std::istringstream help(session.Enter("help") + session.Enter("help bootstrap"));
+  int count = 0;
+  for (std::string line; std::getline(help, line); ++count) {
+    EXPECT_LE(line.size(), 50u) << line;
+  }
+  EXPECT_GT(count, 70);
+}
+
+}  // namespace
+}  // namespace sdmsh
