@@ -15,9 +15,21 @@ run("${COMPILER}" -std=c++20 -O2 -fPIC -shared -Wl,-soname,libvutility.so
     -Wl,--wrap=malloc -Wl,--wrap=free "-I${vendor}/include" "-I${PROJECT_DIR}"
     ${sources} "${CMAKE_CURRENT_LIST_DIR}/count_blocks.cpp" -o "${vendor}/lib/libvutility.so")
 
+# Other libraries that messages need do not change with the allocator: these come as they were built.
+set(roots "-DPLATFORM_libvutility_ROOT=${vendor}")
+foreach(library IN ITEMS libdatastr libdatasrc)
+  file(GLOB built "${BUILD_DIR}/platform/${library}/${library}.so*")
+  if(built)
+    file(GLOB headers "${PROJECT_DIR}/platform/${library}/*.h")
+    file(COPY ${headers} DESTINATION "${vendor}/include/${library}")
+    file(COPY ${built} DESTINATION "${vendor}/lib")
+    list(APPEND roots "-DPLATFORM_${library}_ROOT=${vendor}")
+  endif()
+endforeach()
+
 run("${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build" -G Ninja
     "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_BUILD_TYPE=Debug -DSDM_DEVELOPER=ON
-    "-DPLATFORM_libvutility_ROOT=${vendor}")
+    ${roots})
 run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build" --target replaced_allocator)
 run("${WORK_DIR}/build/tests/install/replaced_allocator")
 message(STATUS "${RUN_OUTPUT}")
