@@ -5,6 +5,7 @@
 #ifndef SERVERDATAMANAGER_LEAFLOCK_H_
 #define SERVERDATAMANAGER_LEAFLOCK_H_
 
+#include <ServerDataManager/Export.h>
 #include <ServerDataManager/ThreadSafety.h>
 
 #include <string>

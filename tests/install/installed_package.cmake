@@ -57,8 +57,24 @@ list(LENGTH headers count)
 if(count LESS 20)
   message(FATAL_ERROR "Only ${count} headers were installed: ${headers}")
 endif()
-list(TRANSFORM headers REPLACE "(.+)" "#include <\\1>\n")
-file(WRITE "${WORK_DIR}/all_headers.cpp" ${headers})
+list(TRANSFORM headers REPLACE "(.+)" "#include <\\1>\n" OUTPUT_VARIABLE inclusions)
+file(WRITE "${WORK_DIR}/all_headers.cpp" ${inclusions})
+
+# Each compiles alone: it is included first by the source of the same name, or is tried here.
+set(headers_alone "")
+foreach(header IN LISTS headers)
+  string(REGEX REPLACE "h$" "cpp" source "${header}")
+  set(first "")
+  foreach(folder IN ITEMS "${PROJECT_DIR}" "${PROJECT_DIR}/platform")
+    if(EXISTS "${folder}/${source}")
+      file(STRINGS "${folder}/${source}" first REGEX "^#include" LIMIT_COUNT 1)
+    endif()
+  endforeach()
+  if(NOT first STREQUAL "#include <${header}>")
+    list(APPEND headers_alone "${prefix}/include/${header}")
+  endif()
+endforeach()
+run("${COMPILER}" -std=c++20 -fsyntax-only -I "${prefix}/include" -x c++ ${headers_alone})
 
 # --- a project of somebody else's ---
 
