@@ -115,6 +115,7 @@ TEST(VariableComparison, OfLargeDictionariesInWhichLittleChangesAllFollowersAgre
     RandomEdits edits(followed, *rc::gen::arbitrary<unsigned int>());
     edits.Fill(edits.Below(1500));
     for (int pass = 0; pass < 8; ++pass) {
+      if (edits.Below(6) == 0) followed.BulkVarMoves();
       AssertRight(followed.Update());
       for (int edit = edits.Below(5); edit > 0; --edit) edits.One();
     }
