@@ -1,7 +1,7 @@
-// What other binaries were compiled against and the library must keep: the slots of virtual
-// functions, by the Itanium C++ ABI, and the order of fields.
+// The layout that other binaries depend on: the slots of virtual functions (Itanium C++ ABI) and
+// the order of fields.
 //
-// Looks at private fields, so it is built without access control.
+// Accesses private fields, so it is built without access control.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -36,7 +36,7 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Virtual tables
 
-// The address sanitizer puts a fence behind each table, which its symbol then covers.
+// The address sanitizer adds a red zone to each table, which its symbol then includes.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kTablesAreFenced = true;
 #elif defined(__has_feature)
@@ -45,7 +45,7 @@ constexpr bool kTablesAreFenced = __has_feature(address_sanitizer);
 constexpr bool kTablesAreFenced = false;
 #endif
 
-// The table of an object's own class: its first slot, and how many slots there are at most.
+// The virtual table of an object's class: its first slot, and the maximum number of slots.
 struct VirtualTable {
   void* const* slots;
   std::size_t count;
@@ -61,7 +61,7 @@ VirtualTable TableOf(const T& object) {
     ADD_FAILURE() << "no symbol for the virtual table";
     return table;
   }
-  // Before the slots stand the offset to the top and the type information.
+  // The offset to the top and the type information precede the slots.
   table.count = static_cast<const ElfW(Sym)*>(symbol)->st_size / sizeof(void*) - 2;
   return table;
 }
@@ -80,8 +80,8 @@ void* Function(const std::string& mangledName) {
   return address;
 }
 
-// The first two slots hold the class's destructors: the complete one, then the deleting one.
-// `mangledClass` is the class as its functions' symbols have it.
+// The first two slots are the complete and the deleting destructor of the class. `mangledClass` is
+// the class name as in the symbols of its functions.
 void ExpectDestructorsFirst(const VirtualTable& table, const std::string& mangledClass) {
   ASSERT_GE(table.count, 2U);
   EXPECT_EQ(table.slots[0], Function("_ZN" + mangledClass + "D1Ev"));
@@ -170,7 +170,7 @@ TEST_F(VirtualSlots, OfAClonedSourceAreThoseOfASourceWithItsOwnInFiveOfThem) {
   EXPECT_EQ(table.slots[10], Function("_ZNK20SvrDMCloneDataSource8NParentsEv"));
 }
 
-// Destructors, SetName as it was inherited, and the three operations of the class's own.
+// Destructors, the inherited SetName, and the three overridden operations.
 template <class Message>
 void ExpectMessageSlots(const Message& message, const std::string& mangledClass) {
   const VirtualTable table = TableOf(message);
@@ -208,8 +208,8 @@ std::size_t RoundUp(std::size_t offset, std::size_t alignment) {
   return (offset + alignment - 1) / alignment * alignment;
 }
 
-// From `begin`, where the base ends, to the end of the class there is nothing but these fields, in
-// this order.
+// From `begin`, the end of the base, to the end of the class, there are only these fields, in this
+// order.
 template <class Class>
 void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
   std::size_t end = begin;
@@ -220,7 +220,7 @@ void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
   EXPECT_EQ(sizeof(Class), RoundUp(end, alignof(Class)));
 }
 
-// What an object holds in the word at its beginning.
+// The first word of an object.
 template <class T>
 const void* FirstWordOf(const T& object) {
   const void* word = nullptr;
@@ -318,7 +318,7 @@ TEST(Fields, OfTheObserverViewsDataStandInThisOrder) {
   SvrDMItem item;
   const Data data(item);
 
-  // A reference is laid out as a pointer, but no operator tells its size.
+  // A reference has the layout of a pointer, but sizeof does not show it.
   EXPECT_EQ(FirstWordOf(data), &item);
   ExpectFields<Data>(sizeof(void*), {FIELD(Data, view), FIELD(Data, rowCount),
                                      FIELD(Data, resetClientData), FIELD(Data, bulkVarMoves)});

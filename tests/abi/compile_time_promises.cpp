@@ -1,4 +1,5 @@
-// What callers can write, and beside each what they cannot: compiling this file is the test.
+// Expressions that must compile, each with expressions that must not: compiling this file is the
+// test.
 
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <liborvxdemg/ErrorMsg.h>
@@ -32,8 +33,8 @@ template <class T>
 constexpr bool kNeverCopied = !std::is_copy_constructible_v<T> && !std::is_copy_assignable_v<T> &&
                               !std::is_move_constructible_v<T> && !std::is_move_assignable_v<T>;
 
-// A plain handle is copied, and so can be returned in lists; one that holds a lock, and what stands
-// once, is not.
+// Plain handles can be copied, so they can be returned in lists. Handles with a lock cannot, nor
+// can unique objects.
 static_assert(std::is_copy_constructible_v<SvrDMDataset>);
 static_assert(kCopied<SvrDMItemPtr>);
 static_assert(kCopied<LocallyUniqueID>);
@@ -42,8 +43,8 @@ static_assert(kNeverCopied<SvrDMWriteableDataSource>);
 static_assert(kNeverCopied<ServerDataManager>);
 static_assert(kNeverCopied<SvrDMObserverView>);
 
-// No handle is assigned to: through its base, one with a lock would forget the dataset that it has
-// locked.
+// Handles cannot be assigned: through its base, a handle with a lock would release the dataset that
+// it has locked.
 template <class Handle, class Base>
 constexpr bool kAssignedThrough = requires(Handle& handle, const Base& other) {
   static_cast<Base&>(handle) = other;
@@ -52,15 +53,15 @@ static_assert(!kAssignedThrough<SvrDMInputDataSource, SvrDMDataset>);
 static_assert(!kAssignedThrough<SvrDMWriteableDataSource, SvrDMDataset>);
 static_assert(!std::is_copy_assignable_v<SvrDMDataset> && !std::is_move_assignable_v<SvrDMDataset>);
 
-// An identifier is its word: no compiler chooses how its parts are laid out.
+// An identifier is one word without bit fields, whose layout would depend on the compiler.
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID(5, 0x0ABCDEF1)) == 0xABCDEF15);
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
 
-// Sets, and lists of them, are compared with the header of the data-source library alone.
+// Sets and lists of sets can be compared with only the header of the data-source library.
 static_assert(std::equality_comparable<VariableSetImpl>);
 static_assert(std::equality_comparable<VariableSet>);
 
-// A tried handle is made in place: it stays where it was returned to.
+// A handle from a try is constructed in place and cannot be moved.
 template <class Handle>
 constexpr bool kStays = !std::is_move_constructible_v<std::optional<Handle>> &&
                         !std::is_move_assignable_v<std::optional<Handle>>;
@@ -69,8 +70,7 @@ static_assert(std::is_same_v<decltype(SvrDMInputDataSource::TryRead(LocallyUniqu
 static_assert(kStays<SvrDMInputDataSource>);
 static_assert(kStays<SvrDMWriteableDataSource>);
 
-// A source is handed over, or passed as an object that stays the caller's for the moment; a bare
-// pointer is neither.
+// A source is passed as a unique pointer or by reference; a raw pointer is not accepted.
 template <class Source>
 constexpr bool kIsAdded = requires(ServerDataManager& registry, Source source) {
   registry.Add(source(), "", false);
@@ -79,25 +79,25 @@ static_assert(kIsAdded<std::unique_ptr<ORVX_DataSource> (*)()>);
 static_assert(kIsAdded<ORVX_DataSource& (*)()>);
 static_assert(!kIsAdded<ORVX_DataSource* (*)()>);
 
-// A clone is copied, cheaply, and never assigned; it does not come from a source by accident.
+// A clone can be copied but not assigned, and is not converted implicitly from a source.
 static_assert(std::is_copy_constructible_v<SvrDMCloneDataSource>);
 static_assert(!std::is_copy_assignable_v<SvrDMCloneDataSource>);
 static_assert(std::is_constructible_v<SvrDMCloneDataSource, ORVX_DataSource const*>);
 static_assert(!std::is_convertible_v<ORVX_DataSource const*, SvrDMCloneDataSource>);
 static_assert(std::is_base_of_v<ORVX_DataSource, SvrDMCloneDataSource>);
 
-// An item names a copy constructor, for RefCountPtr, and must not be assigned.
+// An item declares a copy constructor, for RefCountPtr, and cannot be assigned.
 static_assert(std::is_copy_constructible_v<SvrDMItem>);
 static_assert(!std::is_copy_assignable_v<SvrDMItem>);
 
-// The constructor without a lock is for the handles built on the reader alone.
+// The constructor without a lock is only for classes derived from the reader.
 struct Derived : SvrDMInputDataSource {
   explicit Derived(const SvrDMItemPtr& item) : SvrDMInputDataSource("", item) {}
 };
 static_assert(std::is_constructible_v<Derived, const SvrDMItemPtr&>);
 static_assert(!std::is_constructible_v<SvrDMInputDataSource, const char*, const SvrDMItemPtr&>);
 
-// Handles with a lock are made on the caller's own pointer, not on a passing one.
+// Handles with a lock need an item pointer that is an lvalue.
 static_assert(std::is_constructible_v<SvrDMInputDataSource, SvrDMItemPtr&, bool>);
 static_assert(!std::is_constructible_v<SvrDMInputDataSource, const SvrDMItemPtr&, bool>);
 static_assert(!std::is_constructible_v<SvrDMInputDataSource, SvrDMItemPtr, bool>);
@@ -106,7 +106,7 @@ static_assert(
 static_assert(!std::is_constructible_v<SvrDMWriteableDataSource, const SvrDMItemPtr&, bool,
                                        SvrDMDataSetObserver*>);
 
-// A plain handle is made from an identifier, a name or an item, and from nothing else.
+// A plain handle is constructed only from an identifier, a name or an item.
 static_assert(std::is_constructible_v<SvrDMDataset, ServerDataManager&, LocallyUniqueID>);
 static_assert(std::is_constructible_v<SvrDMDataset, LocallyUniqueID>);
 static_assert(std::is_constructible_v<SvrDMDataset, std::string>);
@@ -114,13 +114,13 @@ static_assert(std::is_constructible_v<SvrDMDataset, const SvrDMItemPtr&>);
 static_assert(!std::is_default_constructible_v<SvrDMDataset>);
 static_assert(!std::is_constructible_v<SvrDMDataset, const ServerDataManager&, LocallyUniqueID>);
 
-// Each is a lookup or a new reference, so it is written out.
+// Each constructor is explicit, because it is a lookup or a new reference.
 static_assert(!std::is_convertible_v<LocallyUniqueID, SvrDMDataset>);
 static_assert(!std::is_convertible_v<std::string, SvrDMDataset>);
 static_assert(!std::is_convertible_v<const SvrDMItemPtr&, SvrDMDataset>);
 
-// A raw pointer, null too, becomes a counted one by itself, and a counted one is made from nothing
-// else; a const pointer gives a const object.
+// A counted pointer is constructed only from a raw pointer, implicitly, also from null. A const
+// pointer gives access to a const object.
 static_assert(!std::is_default_constructible_v<SvrDMItemPtr>);
 static_assert(!std::is_default_constructible_v<RefCountPtr<SvrDMItem>>);
 static_assert(std::is_convertible_v<SvrDMItem*, SvrDMItemPtr>);
@@ -134,12 +134,12 @@ static_assert(std::is_same_v<decltype(*std::declval<const SvrDMItemPtr&>()), con
 static_assert(
     std::is_same_v<decltype(std::declval<const SvrDMItemPtr&>().operator->()), const SvrDMItem*>);
 
-// Whoever holds a reader or a writer can also ask what a plain handle answers.
+// Readers and writers have the operations of a plain handle.
 static_assert(std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>);
 static_assert(std::is_convertible_v<SvrDMWriteableDataSource*, SvrDMInputDataSource*>);
 
-// A registry observer can be deleted through its interface; what has its one call in the first slot
-// cannot, and needs no virtual destructor.
+// A registry observer can be deleted through its interface. Interfaces with their operation in the
+// first slot cannot; they have no virtual destructor.
 static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
 static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
 static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);
@@ -148,13 +148,13 @@ static_assert(!std::has_virtual_destructor_v<SvrDMDataSetObserver>);
 static_assert(!std::has_virtual_destructor_v<ORVX_DataSourceFilterHook>);
 static_assert(!std::has_virtual_destructor_v<PackageProxy>);
 
-// The monitor is handed out as what it is, so that its warnings can be switched.
+// The monitor is returned with its concrete type, so that its warnings can be switched.
 static_assert(std::is_same_v<decltype(std::declval<SvrDMDataset&>().GetErrorMonitor()),
                              InteractiveErrorMonitor&>);
 static_assert(std::is_same_v<decltype(std::declval<SvrDMItem&>().GetErrorMonitor()),
                              InteractiveErrorMonitor&>);
 
-// Serialising tells by a bool whether it is done; a channel answers with a short.
+// Serialising returns a bool; a channel returns a short.
 static_assert(
     std::is_same_v<decltype(&ForeignProcess), bool (*)(void*, unsigned int, VStream&,
                                                        void (*)(void*, VStream&), const char*)>);

@@ -1,5 +1,5 @@
-// What the analysis of the locks must find: with MISTAKE 0 this compiles, with any other number of
-// lock_mistakes.sh it does not. Only compiled, never linked.
+// Mistakes that the thread-safety analysis must find: this compiles with MISTAKE 0, but not with
+// any other number of lock_mistakes.sh. Only compiled, never linked.
 
 #include <libsfthread/sfGuard.h>
 #include <ServerDataManager/LeafLock.h>
@@ -41,7 +41,7 @@ void ServerDataManager::NotifyCreate(SvrDMItem& item) {
   item.AcquireReadLock(/*tryOnly=*/false);
 }
 
-// A field of a dataset without what its callers promise.
+// A field of a dataset without CallerHoldsWriteLock.
 void SvrDMItem::AddNotification(DataSetMsg* message) {
 #if MISTAKE != 5
   CallerHoldsWriteLock();

@@ -1,5 +1,5 @@
-// The difference between the vendor's allocator library of replace_platform.cmake and ours: it
-// counts the blocks that are out. Linked with --wrap, so that the copied sources call these.
+// Counts the allocated blocks, in the vendor's allocator library of replace_platform.cmake. Linked
+// with --wrap, so that the copied sources call these functions.
 
 #include <atomic>
 #include <cstddef>

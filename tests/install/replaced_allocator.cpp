@@ -1,6 +1,6 @@
-// Shows that messages take their storage from the vendor's allocator library and give it back
-// there. Built with a header and a library that count blocks (replace_platform.cmake); with ours it
-// would not even compile.
+// Checks that messages allocate and free their memory in the vendor's allocator library. Built with
+// a header and a library that count blocks (replace_platform.cmake); it does not compile with the
+// bundled library.
 
 #include <cstdio>
 #include <memory>

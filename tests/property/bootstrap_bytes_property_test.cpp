@@ -108,7 +108,7 @@ std::string InTheOtherByteOrder(const std::string& bytes) {
   return Turner(bytes).Turned();
 }
 
-// A whole specification in one of the two byte orders.
+// A whole bootstrap specification in one of the two byte orders.
 std::string AnyWholeBytes() {
   const std::string bytes = BytesOf(AnySpecs());
   return Any<bool>() ? InTheOtherByteOrder(bytes) : bytes;
@@ -124,7 +124,7 @@ std::string AnyLikelyBytes() {
   return (Any<bool>() ? begin : InTheOtherByteOrder(BytesOf(Specs())).substr(0, 6)) + behind;
 }
 
-// Every second change is near the start, where the counts of a small specification are.
+// Every second change is near the start, where the counts of a small input are.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {

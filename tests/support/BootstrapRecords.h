@@ -1,5 +1,5 @@
 // Bootstrap specifications for tests: one with a different value in every field, and a
-// specification as text.
+// bootstrap specification as text.
 //
 // Header-only.
 
@@ -44,7 +44,7 @@ inline std::string BytesOf(const SvrBootstrapSpecs& specs) {
   return bytes;
 }
 
-// A new specification, decoded from `bytes`.
+// A new bootstrap specification, decoded from `bytes`.
 inline SvrBootstrapSpecs ReadFrom(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
@@ -75,7 +75,7 @@ inline std::ostream& operator<<(std::ostream& stream, Bits bits) {
   return stream << bits.value << " (" << std::hex << number << std::dec << ")";
 }
 
-// Every field of a specification, one per line. Equal specifications have equal texts.
+// Every field, one per line. Equal bootstrap specifications have equal texts.
 inline std::string All(const SvrBootstrapSpecs& specs) {
   std::ostringstream text;
   const auto list = [&text](const char* name, const auto& numbers) {

@@ -1,5 +1,5 @@
-// The buffer into which SvrBootstrapSpecsSerializer copies what it reads: the one memory that this
-// library leaves behind. The only array that reading takes; lists and strings are none.
+// The buffer of SvrBootstrapSpecsSerializer for decoding: the only memory that this library leaks,
+// and the only array allocation of decoding.
 
 #include <gtest/gtest.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
@@ -14,7 +14,7 @@ namespace {
 
 using support::arrays;
 
-// What reading `bytes` does with its buffer.
+// Decodes `bytes` and returns the allocations of its buffer.
 support::Arrays ArraysOfReading(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   arrays = {};
@@ -30,8 +30,7 @@ TEST(BootstrapBuffer, IsAsLongAsTheBytesAndGivenBack) {
   EXPECT_EQ(reading.given, 1);
 }
 
-// The reader believes its caller that the bytes are whole: what it needs beyond them it takes from
-// wherever it comes to.
+// Decoding does not check for the end of the bytes: it reads past it.
 TEST(BootstrapBuffer, IsReadToTheEndOfTheSpecificationWhateverItsLength) {
   const std::string bytes = support::BytesOf(support::FullBootstrapSpecs());
   for (std::size_t length = 0; length < bytes.size(); ++length) {

@@ -1,5 +1,4 @@
-// SvrBootstrapSpecsSerializer: the bytes of a bootstrap specification, what reading makes of them,
-// and what is found in bytes that are none.
+// SvrBootstrapSpecsSerializer: encoding, decoding, and checking of invalid bytes.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-// As a failure prints it.
+// For failure messages.
 static std::ostream& operator<<(std::ostream& stream,
                                 const SvrBootstrapSpecsSerializer::Check& check) {
   const char* const findings[] = {"whole", "truncated", "unknown version", "list too long"};
@@ -56,7 +55,7 @@ std::string Bytes(const char* hexadecimal) {
   return bytes;
 }
 
-// What a failure shows of bytes.
+// Bytes as text, for failure messages.
 std::string Hexadecimal(std::string_view bytes) {
   std::string text;
   for (const char byte : bytes) {
@@ -68,7 +67,7 @@ std::string Hexadecimal(std::string_view bytes) {
   return text;
 }
 
-// FullBootstrapSpecs, as the two kinds of machines write it.
+// FullBootstrapSpecs, encoded in both byte orders.
 const std::string kLittleEndian = Bytes(
     "01 00                                          "  // byte-order mark
     "01 00 00 00                                    "  // version
@@ -108,16 +107,16 @@ constexpr bool kThisMachineIsLittleEndian = std::endian::native == std::endian::
 const std::string& kNative = kThisMachineIsLittleEndian ? kLittleEndian : kBigEndian;
 const std::string& kSwapped = kThisMachineIsLittleEndian ? kBigEndian : kLittleEndian;
 
-// Where the fields of the full record begin.
+// The offsets of the fields of FullBootstrapSpecs.
 constexpr std::size_t kVersionAt = 2;
 constexpr std::size_t kCountsAt[] = {10, 22, 30, 46, 66, 74, 86};
 constexpr std::size_t kLevelAt = 114;
 constexpr std::size_t kWholeSize = 131;
-// The counts of a record without lists, and its last byte.
+// The offsets of the counts without list elements, and of the last byte.
 constexpr std::size_t kEmptyCountsAt[] = {10, 14, 18, 22, 26, 30, 34};
 constexpr std::size_t kEmptySize = 55;
 
-// `bytes` with another number at `offset`, in this machine's byte order.
+// `bytes` with another number at `offset`, in native byte order.
 template <class Number>
 std::string With(std::size_t offset, Number number, std::string bytes) {
   std::memcpy(bytes.data() + offset, &number, sizeof number);
@@ -308,7 +307,7 @@ TEST(BootstrapBytes, KeepNumbersThatNobodyKnows) {
   EXPECT_EQ(read.GetCILevelPct(), -1e300);
 }
 
-// Doubles whose bits a careless way through a register or a comparison would change.
+// Doubles whose bits could change in a floating-point register or a comparison.
 const std::uint64_t kUncommonDoubles[] = {
     0x7FF8000000000000,  // not a number
     0xFFF8000000000001,  // another one
@@ -352,7 +351,7 @@ TEST(SwappedBytes, AreTheGivenOnesAndNoMore) {
 
 // ---- looking through ----------------------------------------------------------------------------
 
-// What checkSpecs answers.
+// The result of checkSpecs.
 MATCHER_P4(Is, finding, byteOrder, size, offset, "") {
   return arg.finding == finding && arg.byteOrder == byteOrder && arg.size == size &&
          arg.offset == offset && arg.IsWhole() == (finding == Whole);
@@ -374,8 +373,8 @@ TEST(BootstrapCheck, FindsNothingInNoBytes) {
   EXPECT_THAT(CheckOf(""), Is(Truncated, Native, 0U, 0U));
 }
 
-// A field of the full record. A list is a count, and its elements as a field of their own that is
-// missed at the count.
+// A field of FullBootstrapSpecs. A list is two fields, the count and the elements; missing elements
+// are reported at the count.
 struct FullField {
   std::size_t end;
   Check::Finding finding;  // where the bytes end within the field
@@ -443,7 +442,7 @@ TEST(BootstrapCheck, TakesAnyOtherMarkThanOneForTheOtherByteOrder) {
   }
 }
 
-// Counts that do not fit, and counts whose bytes would fit if they were reckoned in 32 bits.
+// Counts that are too large, and counts whose size in bytes would overflow 32 bits.
 TEST(BootstrapCheck, RefusesCountsThatTheBytesCannotHold) {
   for (std::size_t list = 0; list < std::size(kCountsAt); ++list) {
     for (const std::uint32_t count : {0xFFFFFFFFU, 0x80000000U, 0x40000000U, 0x40000001U,
@@ -469,7 +468,7 @@ TEST(BootstrapCheck, RefusesOneElementMoreThanThereAreBytesFor) {
       return CheckOf(With(offset, static_cast<std::uint32_t>(count), BytesOf(Specs())));
     };
     EXPECT_THAT(check(held + 1), Is(ListTooLong, Native, 0U, offset));
-    // As many as there are bytes for leave too few for the field behind them.
+    // The maximum count that fits leaves too few bytes for the next field.
     EXPECT_THAT(check(held), Is(Truncated, Native, 0U, offset + 4 + held * elementSize));
   }
 }

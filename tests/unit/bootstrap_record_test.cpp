@@ -1,4 +1,4 @@
-// SvrBootstrapSpecs: what the record keeps, and how it shows itself.
+// SvrBootstrapSpecs: accessors and Display.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -134,7 +134,7 @@ TEST(BootstrapRecord, KeepsNumbersItDoesNotKnow) {
   EXPECT_EQ(specs.GetNSamples(), -20);
 }
 
-// Callers give and take them as numbers.
+// Callers use them as numbers.
 static_assert(std::is_same_v<std::underlying_type_t<Specs::SampMethods>, int>);
 static_assert(std::is_same_v<std::underlying_type_t<Specs::CITypes>, int>);
 static_assert(std::is_convertible_v<Specs::SampMethods, int>);
@@ -249,7 +249,7 @@ TEST(BootstrapDisplay, ShowsNumbersInTheStreamsOwnFormattingAndKeepsIt) {
   EXPECT_EQ(stream.fill(), '*');
 }
 
-// Remembers the last line that stood in the stream at each flush.
+// Records the last line in the stream at each flush.
 class FlushRecorder : public std::stringbuf {
  public:
   std::vector<std::string> flushedAfter;

@@ -57,14 +57,14 @@ ChangeFrame FullSnapshot() {
   return frame;
 }
 
-// Of the dictionary that the messages of these frames make of an empty one.
+// The digest of the dictionary that the messages of these frames build from an empty one.
 DictionaryMirror MirrorAfter(const std::vector<ChangeFrame>& frames) {
   DictionaryMirror mirror;
   for (const ChangeFrame& frame : frames) mirror.Apply(frame.Messages());
   return mirror;
 }
 
-// A pass after that snapshot, with the messages that the snapshot has not.
+// A pass after that snapshot, with the messages that are not in the snapshot.
 ChangeFrame PassAfterSnapshot() {
   ChangeFrame frame;
   frame.dataset = kDataset;
@@ -88,7 +88,7 @@ std::string Said(const ChangeFrame& frame) {
   return text;
 }
 
-// A reader that has taken the snapshot.
+// A reader that has applied the snapshot.
 std::unique_ptr<ChangeStreamReader> Following() {
   auto reader = std::make_unique<ChangeStreamReader>(kDataset);
   ChangeFrame snapshot = FullSnapshot();
@@ -123,7 +123,7 @@ TEST(ChangeFrame, CarriesEachMessageInTheBytesInWhichItSerialisesItself) {
   EXPECT_EQ(frame.messageBytes, BytesOf(first) + BytesOf(second));
 }
 
-// Frozen: clients of other versions read them.
+// Frozen: clients of other versions decode them.
 TEST(ChangeFrame, HasTheseBytes) {
   ChangeFrame frame;
   frame.kind = ChangeFrame::Kind::Snapshot;
@@ -189,16 +189,15 @@ TEST(ChangeFrame, SaysWhatIsWrongWithABadOne) {
   }
 }
 
-// Whether a message can be changed into one that changes the dictionary and not its digest: it says
-// what digests leave out, or what a second message says again, so that its own text is not missed
-// where it became an extension of another type.
+// Whether changed bytes of a message can change the dictionary but not its digest: the message
+// carries a property that digests do not include, or a text that a second message repeats.
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||
          (said.kind == Kind::Extension && (said.type == 7 || said.type == 19));  // MR sets
 }
 
-// By position in the frame's message bytes: whether they are those of such a message.
+// For each of the frame's message bytes: whether it belongs to such a message.
 std::vector<bool> BytesThatEscapeTheDigest(const ChangeFrame& frame) {
   std::vector<bool> escape;
   for (const auto& message : frame.Messages()) {
@@ -208,7 +207,7 @@ std::vector<bool> BytesThatEscapeTheDigest(const ChangeFrame& frame) {
   return escape;
 }
 
-// The types of extensions that the frame's messages name; none where they cannot be read.
+// The extension types in the frame's messages; none if they cannot be decoded.
 std::vector<int> ExtensionTypesIn(const ChangeFrame& frame) {
   std::vector<int> types;
   try {
@@ -222,15 +221,15 @@ std::vector<int> ExtensionTypesIn(const ChangeFrame& frame) {
   return types;
 }
 
-// Bytes that somebody made to be read: the checksum is right, the messages are not.
+// Crafted bytes: the checksum is valid, the messages are not.
 class HostileMessages : public testing::Test {
  protected:
-  // What the first variable of a dictionary allocates.
+  // The allocations for the first variable of a dictionary.
   static constexpr std::size_t kDictionary = 5000;
 
-  // Gives the frame to `reader` and looks at what that made of memory and of the dictionary. Where
-  // it was applied the dictionary is `after_`, and may differ from it in what digests leave out if
-  // `escapesTheDigest`; where it was refused, `before_`.
+  // Applies the frame with `reader` and checks allocations and dictionary. If it was applied, the
+  // dictionary is `after_`, except for properties outside the digest if `escapesTheDigest`; if it
+  // was rejected, the dictionary is `before_`.
   void ExpectHarmless(ChangeStreamReader& reader, ChangeFrame& frame,
                       bool escapesTheDigest = false) {
     const std::string bytes = BytesOf(frame);
@@ -265,7 +264,7 @@ class HostileMessages : public testing::Test {
               << all_ << " for a frame\n";
   }
 
-  // Of the dictionary before and after the frame as it should be.
+  // Of the dictionary before and after the unchanged frame.
   DictionaryMirror before_;
   DictionaryMirror after_ = MirrorAfter({FullSnapshot()});
 
@@ -324,7 +323,7 @@ TEST_F(HostileMessages, CutAnywhereAreRefused) {
   EXPECT_EQ(refused_, whole.messageBytes.size());
 }
 
-// Each length and count that stands in the messages, made as large as it can be.
+// Each length and count in the messages, set to the maximum.
 TEST_F(HostileMessages, ThatClaimToBeLongAllocateNothingForIt) {
   const ChangeFrame whole = FullSnapshot();
   const std::vector<bool> escape = BytesThatEscapeTheDigest(whole);

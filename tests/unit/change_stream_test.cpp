@@ -1,5 +1,5 @@
-// The stream from a dataset's writers to a client, with both its ends: what keeps the client right,
-// how it comes back when it cannot follow, and what becomes of a client that is gone.
+// Both ends of a change stream: how the client stays correct, how it recovers, and what happens
+// when it is lost.
 
 #include <client/ChangeStreamReader.h>
 #include <client/DictionaryMessages.h>
@@ -31,7 +31,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using Outcome = ChangeStreamReader::Outcome;
 
-// A dataset with the variables A and B, a stream, and the client at its other end.
+// A dataset with the variables A and B, a stream, and its client.
 class ChangeStream : public testing::Test {
  protected:
   ChangeStream() : ChangeStream(support::Dictionary("A B").release(), "") {}
@@ -45,7 +45,7 @@ class ChangeStream : public testing::Test {
   void Write(Change change, SvrDMDataSetObserver* originator = nullptr) {
     support::Write(registry, id, change, originator);
   }
-  // A write of which the client is told by one message.
+  // A write that sends one message.
   void Label(const char* label) {
     Write([&](SvrDMWriteableDataSource& writer) { writer->SetLabel(label); });
   }
@@ -55,19 +55,19 @@ class ChangeStream : public testing::Test {
   }
 
   Outcome Deliver() { return channel.Deliver(reader); }
-  // Delivers all there is; every frame must be applied.
+  // Delivers all frames; every frame must be applied.
   void DeliverAll() {
     while (!channel.frames.empty())
       ASSERT_EQ(Deliver(), Outcome::Applied) << reader.SnapshotReason();
   }
-  // Asks for a snapshot and gets it.
+  // Requests and receives a snapshot.
   void Resynchronise() {
     channel.frames.clear();
     SendSnapshot();
     ASSERT_EQ(Deliver(), Outcome::Applied) << reader.SnapshotReason();
   }
 
-  // Whether the client has what the server has, and knows it.
+  // Whether the client equals the server and does not want a snapshot.
   void ExpectInStep() {
     const SvrDMInputDataSource handle(registry, id, /*tryOnly=*/false);
     EXPECT_FALSE(reader.WantsSnapshot()) << reader.SnapshotReason();
@@ -101,7 +101,7 @@ TEST_F(ChangeStream, IsFollowedFromTheFirstPassOn) {
   ExpectInStep();
 }
 
-// A source of the caller's own, which reports itself as split by all its variables.
+// A caller's own source that reports a split by all its variables.
 class SplitByAll : public DataFreeDataSource {
  public:
   unsigned int GetNSplitVars() const override { return static_cast<unsigned int>(ColumnCount()); }
@@ -348,7 +348,7 @@ TEST_F(ChangeStreamOfAFile, DoesNotTellASuppressedOne) {
   EXPECT_STREQ(second.Dictionary().GetFileSpec(), "");
 }
 
-// Messages do not say that the dataset no longer rests on a file.
+// No message reports that the dataset no longer has a saved file.
 TEST_F(ChangeStreamOfAFile, KeepsTheFileLastToldWhereTheDatasetRestsOnNone) {
   Register();
   Label("first");
@@ -361,7 +361,7 @@ TEST_F(ChangeStreamOfAFile, KeepsTheFileLastToldWhereTheDatasetRestsOnNone) {
   EXPECT_STREQ(reader.Dictionary().GetFileSpec(), "");
 }
 
-// Messages tell the end of an imputation and nothing else of it.
+// Messages report only the end of an imputation.
 TEST_F(ChangeStream, DoesNotTellRowsPerImputation) {
   Register();
   Write([](SvrDMWriteableDataSource& writer) { writer->RowsPerImputation(5); });
@@ -373,7 +373,7 @@ TEST_F(ChangeStream, DoesNotTellRowsPerImputation) {
   ExpectInStep();
 }
 
-// --- a client that is gone ---
+// --- a lost client ---
 
 TEST_F(ChangeStream, IsNotLostWhileTheChannelTakesFrames) {
   Register();
@@ -405,7 +405,7 @@ TEST_F(ChangeStream, ThatIsLostIsTakenOffAndReportedOnce) {
   EXPECT_EQ(stream.UnregisterIfLost(dataset), "the channel returned status 32");
   EXPECT_EQ(stream.UnregisterIfLost(dataset), std::nullopt);
 
-  // Nobody observes any more, so nothing is compared: whoever comes next is told of both writes.
+  // Without observers nothing is compared: the next observer is notified of both writes.
   Write([](SvrDMWriteableDataSource& writer) { writer->SetWeightVar(1); });
   support::RecordingObserver other;
   dataset.Register(other);

@@ -1,4 +1,4 @@
-// SvrDMCloneDataSource: a dictionary of its own over cases that all copies share.
+// SvrDMCloneDataSource: separate dictionaries over shared cases.
 
 #include <gmock/gmock.h>
 #include <libdatasrc/FilteredDataSource.h>
@@ -30,8 +30,7 @@ using support::Var;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-// A source with rows of its own whose death is counted; a row is the number of the row in each of
-// two cells.
+// A source with rows, whose deletion is counted; both cells of a row have the number of the row.
 class CountedRows : public CountedSource {
  public:
   CountedRows(int& deaths, long long rowCount, ORVX_DataSource* parent = nullptr)
@@ -78,7 +77,7 @@ TEST(CloneDataSource, TheLastOfSeveralCopiesDeletesTheChainExactlyOnce) {
   EXPECT_EQ(deaths, 2);
 }
 
-// Says who died, in order.
+// Records deletions in order.
 class NamedSource : public DataFreeDataSource {
  public:
   NamedSource(std::string name, std::string& died, ORVX_DataSource* parent = nullptr)
@@ -198,7 +197,7 @@ TEST(CloneDataSource, OfNothingHasRowsOfNoCells) {
   EXPECT_EQ(outer.GetObsAreaSize(), 0);
 }
 
-// What an observer hears of the first write on a dataset with this source.
+// The messages of the first write of a dataset with this source.
 std::vector<support::Said> MessagesOfTheFirstWrite(std::unique_ptr<ORVX_DataSource> source) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(*source.release(), "", /*quiet=*/true);
@@ -284,7 +283,7 @@ TEST(CloneDataSource, HidesItsParentAfterAnIteratorWasMadeThoughItShowedItBefore
   EXPECT_TRUE(rows->Next());
 }
 
-// Its iterators cannot be had; it looks whether the clone shows it meanwhile.
+// Fails to make iterators; checks whether the clone shows it as its parent meanwhile.
 class RefusingSource : public DataFreeDataSource {
  public:
   explicit RefusingSource(const ORVX_DataSource*& shown) : shown_(shown) {}
@@ -382,8 +381,8 @@ TEST(CloneDataSource, AFilteredSourceOnACloneYieldsTheClonesCases) {
   EXPECT_EQ(RowsOf(filtered), support::RowsWhere(*file, "vote"));
 }
 
-// A clone of a saved file with a number, a string and a number that selects cases. Its rows stay as
-// the file lays them out, whatever becomes of its dictionary.
+// A clone of a saved file with a number, a string and a number that selects cases. Its rows keep
+// the layout of the file.
 class FilterOnAnEditedClone : public testing::Test {
  protected:
   FilterOnAnEditedClone() {
@@ -563,7 +562,7 @@ TEST(CloneDataSource, TakesTheDatasetsSourceOnceTheDatasetHasLetItGo) {
 // ---------------------------------------------------------------------------------------------
 // Clones that show their parent in the chain of a dataset or of another clone
 
-// A chain of two sources whose deaths are counted, below a clone that shows it.
+// A chain of two sources whose deletions are counted, below a clone that shows its parent.
 class CloneThatShowsItsParent : public testing::Test {
  protected:
   static std::unique_ptr<SvrDMCloneDataSource> Shown(std::unique_ptr<ORVX_DataSource> source) {

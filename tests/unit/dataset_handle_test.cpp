@@ -1,4 +1,4 @@
-// The plain handle on a dataset: how it finds the dataset, and what it forwards.
+// The plain handle: finding a dataset, and forwarded operations.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -94,7 +94,7 @@ TEST_F(DatasetHandle, OnAnEmptyPointerIsEmpty) {
   EXPECT_TRUE(empty.WindowHidden());
 }
 
-// Datasets in the registry of the process, which is empty again after each test.
+// Datasets in the registry of the process, which is emptied after each test.
 class DatasetHandleOfTheProcess : public testing::Test {
  protected:
   ~DatasetHandleOfTheProcess() override { registry_.Clear(); }

@@ -1,7 +1,6 @@
-// The comparison of a dataset's properties with what its observers were last told.
+// The comparison of a dataset's properties with the snapshot.
 //
-// Built with the library's objects and with access to private members: the snapshot itself is
-// looked at here, which nobody outside sees.
+// Built with the library's objects and without access control, to check the snapshot itself.
 
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DataSetMsg.h>
@@ -49,7 +48,7 @@ using support::Weight;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A dictionary with as many rows as the test says.
+// A dictionary with a given row count.
 class CountingSource : public DataFreeDataSource {
  public:
   explicit CountingSource(ORVX_DataSource* parent = nullptr) : DataFreeDataSource(parent) {}
@@ -58,7 +57,7 @@ class CountingSource : public DataFreeDataSource {
   long long rows = 0;
 };
 
-// A dictionary that gives one more row whenever it is asked.
+// A dictionary whose row count increases with every call.
 class GrowingSource : public DataFreeDataSource {
  public:
   long long RowCount() const override { return ++rows_; }
@@ -67,7 +66,7 @@ class GrowingSource : public DataFreeDataSource {
   mutable long long rows_ = 0;
 };
 
-// A dictionary whose answers about its split are the test's.
+// A dictionary that reports a given split.
 class SplitSource : public DataFreeDataSource {
  public:
   unsigned int GetNSplitVars() const override { return static_cast<unsigned int>(split.size()); }
@@ -128,7 +127,7 @@ void FilterBy(ORVX_DataSource& source, const std::string& name) {
   source.SetFilterVar(source.FindVarIndex(Id(name)));
 }
 
-// Takes a variable out of the dictionary and puts it in again elsewhere, as callers move variables.
+// Moves a variable like callers do: deletes it and inserts it elsewhere.
 void Move(ORVX_DataSource& source, const std::string& name, int to) {
   const int from = source.FindVarIndex(Id(name));
   const ORVX_Variable moved = source.GetVariable(from);
@@ -142,8 +141,8 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
   return ids;
 }
 
-// A dataset of variables A to E with a view of it that the test updates by hand. Both are the same
-// at first, and clean.
+// A dataset with variables A to E and a view that the test updates. Both are initially equal and
+// clean.
 class Properties : public testing::Test {
  protected:
   Properties() {
@@ -155,7 +154,7 @@ class Properties : public testing::Test {
   ORVX_DataSource& View() { return view.data_->view; }
   const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
 
-  // From now on the item has this source.
+  // Sets this source on the item.
   template <class Source>
   Source& Use(std::unique_ptr<Source> source) {
     Source& used = *source;
@@ -164,7 +163,7 @@ class Properties : public testing::Test {
     return used;
   }
 
-  // The view equals the source, the source is clean, and nothing is queued.
+  // Expects that the view equals the source, the source is clean, and nothing is queued.
   void Settle() {
     view.Update();
     Source().SetDirty(false);
@@ -172,7 +171,7 @@ class Properties : public testing::Test {
     item.ClearNotifications();
   }
 
-  // Has the view and the source settled on what `change` makes of the source.
+  // Applies `change` to the source and updates the view.
   void StartWith(const std::function<void(ORVX_DataSource&)>& change) {
     change(Source());
     Settle();
@@ -281,7 +280,7 @@ TEST_F(Properties, AnotherNumberOfRowsPerImputationIsNotToldButNoted) {
 
 class FileSpecification : public Properties {
  protected:
-  // The source is now a saved file with nothing left to tell.
+  // Makes the source a saved file without pending changes.
   void UseSavedFile() {
     Use(SystemFileDataSource::Open(folder.Write("first.csv")));
     Settle();
@@ -317,7 +316,7 @@ TEST_F(FileSpecification, OfASourceThatIsNoSavedFileIsNotToldButNoted) {
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
 }
 
-// A saved file in the middle of a chain does not count, only its end.
+// Only a saved file at the end of a chain counts.
 TEST_F(FileSpecification, OfASavedFileOnTopOfAnotherSourceIsNotTold) {
   std::unique_ptr<SystemFileDataSource> file = SystemFileDataSource::Open(folder.Write("a.csv"));
   file->SetParentSource(&Source());
@@ -362,7 +361,7 @@ TEST_F(FileSpecification, OtherThanTheSuppressedOneIsTold) {
   EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
 }
 
-// Nothing suppressed is an empty name, and an empty name is suppressed by it.
+// Without a suppressed file name it is empty, and suppresses an empty file specification.
 TEST_F(FileSpecification, ThatIsEmptyIsHeldBackWhileNothingIsSuppressed) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();
@@ -454,7 +453,7 @@ TEST_F(Properties, AWeightThatOnlyShiftsItsPositionIsNotTold) {
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
 
-// The view has lost it with the variable, and so have the clients.
+// The view and the clients have dropped it with the variable.
 TEST_F(Properties, AWeightDeletedWithItsVariableIsNotToldAgain) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
@@ -630,7 +629,7 @@ TEST_F(Properties, TheTreatmentOfGroupsThatAreNotThereIsNotCompared) {
   EXPECT_MESSAGES(Queue());
 }
 
-// --- What a moved or replaced variable loses in the view is told again ---
+// --- Uses that a moved or replaced variable loses are reported again ---
 
 TEST_F(Properties, AWeightFilterAndSplitVariableThatTheViewMovesIsToldAgain) {
   StartWith([](ORVX_DataSource& source) {
@@ -658,7 +657,7 @@ TEST_F(Properties, UsesThatTheSourceLostByTheSameMoveAreNotTold) {
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
-// The source moved A; the view moves those that passed it.
+// The source moved A; the view moves the variables that passed it.
 TEST_F(Properties, AVariableThatOthersPassInTheViewKeepsItsUsesThere) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));
@@ -720,7 +719,7 @@ TEST_F(Properties, OnlyTheExtensionOfTypeZeroIsCompared) {
   EXPECT_MESSAGES(Queue());
 }
 
-// --- What counts as a change of the data behind a dashboard ---
+// --- Changes that remove the dashboard attributes ---
 
 class DashboardInfo : public Properties {
  protected:
@@ -831,7 +830,7 @@ TEST_F(DashboardInfo, StaysWithEverythingElse) {
   EXPECT_TRUE(SourceHasIt());
 }
 
-// The writer has just said how it should be.
+// The writer has just set it.
 TEST_F(DashboardInfo, StaysWhereTheAttributesThemselvesChanged) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
@@ -881,7 +880,7 @@ TEST_F(Properties, ADatasetMarkedCleanWithAChangedDefinitionStaysDirty) {
 
 class Everything : public Properties {
  protected:
-  // A source over a saved file in which everything is set to something.
+  // A source over a saved file with every property set.
   Everything() {
     Use(SystemFileDataSource::Open(folder.Write("first.csv")));
     auto upper = std::make_unique<CountingSource>(&Source());
@@ -902,7 +901,7 @@ class Everything : public Properties {
     });
   }
 
-  // Another value for everything but the filter.
+  // Changes every property but the filter.
   void ChangeEverything() {
     Replace(Source(), {Typed(Var("B"), 8), Var("N"), Var("E"), Var("C"), Var("D")});
     static_cast<CountingSource&>(Source()).rows = 44;
@@ -1014,8 +1013,7 @@ TEST_F(Everything, IsTakenBackWhenTheDatasetLosesItsSource) {
 
   view.Update();
 
-  // Weight and filter have gone with their variable. The file specification becomes empty, and an
-  // empty one is held back.
+  // Weight and filter were dropped with their variable. An empty file specification is suppressed.
   EXPECT_MESSAGES(Queue(), Deleted("A B C D E F"), Imputation(0), Label(""),
                   Trends(ORVX_TrendsInfo()), Split(""), Extension(7, ""), Extension(19, ""),
                   Extension(5, ""), Extension(0, ""), Extension(17, ""), RowCount(0), Dirty(false));
@@ -1061,7 +1059,7 @@ TEST_F(Properties, OfADatasetThatNeverHadASourceOnlyTheRowCountIsTold) {
   EXPECT_MESSAGES(without.Notifications());
 }
 
-// --- A source that answers otherwise than it was given, with more split variables at that ---
+// --- A source that reports its own split, with more variables ---
 
 class AnsweredSplit : public Properties {
  protected:
@@ -1131,7 +1129,7 @@ TEST_F(AnsweredSplit, IsToldInFullHoweverLongItIs) {
   EXPECT_EQ(SplitOf(View()), Answers().split);
 }
 
-// SplitSource sees to it that nobody asks for more.
+// SplitSource checks that no more are requested.
 TEST_F(AnsweredSplit, ThatIsShortIsAskedForItsOwnVariablesOnly) {
   Answers().split = {Id("A"), Id("C")};
   view.Update();
@@ -1139,7 +1137,7 @@ TEST_F(AnsweredSplit, ThatIsShortIsAskedForItsOwnVariablesOnly) {
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
 }
 
-// As many as before, and each as in the view: only by their number does the view show what it lost.
+// The remaining ones are equal; only the number shows that the view lost one.
 TEST_F(AnsweredSplit, WithTheVariableThatTheViewLostMissingIsToldOnceItCanBe) {
   Answers().split = {Id("A"), Id("B")};
   Settle();

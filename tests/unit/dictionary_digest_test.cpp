@@ -1,4 +1,4 @@
-// DictionaryDigest: what it covers, what it does not, and that it is the same however it is taken.
+// DictionaryDigest: what it includes, what not, and that all ways of computing it agree.
 
 #include <client/DictionaryDigest.h>
 #include <client/DictionaryMessages.h>
@@ -33,7 +33,7 @@ struct State {
   std::function<void(SourceWithRows&)> make;
 };
 
-// Each sets its property in the same full dictionary, so no two are alike.
+// Each changes one property of the same full dictionary, so all differ.
 std::vector<State> DifferentStates() {
   const auto set = [](std::function<void(VariableSetImpl&)> change) {
     VariableSetImpl changed = SetOf("s", "A B");
@@ -219,7 +219,7 @@ TEST(DictionaryDigest, LeavesOutWhatMessagesCarryInPartOrNotAtAll) {
   EXPECT_EQ(DigestOf(*other), DigestOf(*plain));
 }
 
-// Frozen: digests travel between versions of this library.
+// Frozen: different versions of this library exchange digests.
 TEST(DictionaryDigest, OfADictionaryIsTheSameForGood) {
   DataFreeDataSource source;
   EXPECT_EQ(DigestOf(source).AsText(), "8903514dbd2f9f2c7ef209f807f0ff7f");

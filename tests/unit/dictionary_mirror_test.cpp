@@ -1,4 +1,4 @@
-// DictionaryMirror: the variable list that messages make, and the messages that do not fit it.
+// DictionaryMirror: messages about variables, and rejected messages.
 
 #include <client/DictionaryMirror.h>
 #include <gmock/gmock.h>
@@ -60,7 +60,7 @@ std::string Names(const DictionaryMirror& mirror) {
   return names;
 }
 
-// What the error says, once it is sure that the mirror is as it was.
+// The error text; also checks that the mirror is unchanged.
 std::string Refusal(DictionaryMirror& mirror, const DataSetMsg& message) {
   const std::vector<ORVX_Variable> before = VariablesOf(mirror.Dictionary());
   try {

@@ -1,4 +1,4 @@
-// The three error messages and the glue that they share.
+// The three error messages, and MessageGlue.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>
@@ -107,7 +107,7 @@ TEST(ErrorMessages, DoNotReadEachOther) {
   EXPECT_THROW(ReadAll(BytesOf(error), report), VStreamError);
 }
 
-// What reading `bytes` as a Message complains about.
+// The error text of decoding `bytes` as a Message.
 template <class Message>
 std::string Complaint(const std::string& bytes) {
   Message message;

@@ -1,4 +1,4 @@
-// InteractiveErrorMonitor: which reports reach the client, and in which form.
+// InteractiveErrorMonitor: which reports are sent to the client, and how.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ using testing::IsEmpty;
 
 const LocallyUniqueID kDataset(0, 4);
 
-// Keeps a copy of all that is sent.
+// Records all sent messages.
 class RecordingProxy : public PackageProxy {
  public:
   short SendMessage(int command, VSerializable* message) override {

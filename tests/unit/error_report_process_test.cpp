@@ -1,5 +1,5 @@
-// Error reports on their way to a client in another process: a dataset's monitor here, a socket
-// between, and over there a client that reads what arrives and says what it understood.
+// Error reports to a client in another process: a dataset's monitor here, a socket, and a client
+// that decodes the reports and replies with their content.
 
 #include <gtest/gtest.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>
@@ -36,7 +36,7 @@ void Send(int socket, const std::string& bytes) {
   throw std::system_error(errno, std::generic_category(), "the client");
 }
 
-// The next message; empty where the other end is closed.
+// The next message; empty if the other end is closed.
 std::string Receive(int socket) {
   char first = 0;
   const ssize_t size = recv(socket, &first, 1, MSG_PEEK | MSG_TRUNC);
@@ -45,7 +45,7 @@ std::string Receive(int socket) {
   return bytes;
 }
 
-// Serialises each message behind its command number.
+// Sends the command number and the serialised message.
 class SocketProxy : public PackageProxy {
  public:
   explicit SocketProxy(int socket) : socket_(socket) {}
@@ -66,7 +66,7 @@ class SocketProxy : public PackageProxy {
 // ---------------------------------------------------------------------------------------------
 // The client
 
-// What the client understood, on one line, with the text at its end.
+// A decoded report as one line that ends with the text.
 std::string Understood(const std::string& bytes) {
   VStream stream(bytes);
   std::int32_t command = 0;
@@ -92,7 +92,7 @@ std::string Understood(const std::string& bytes) {
   _exit(status);
 }
 
-// A client process, from its start to its end with this object.
+// A client process during the lifetime of this object.
 class Client {
  public:
   Client() {
@@ -116,7 +116,7 @@ class Client {
 
   int Socket() const { return ours_; }
 
-  // What the client says it understood of the next report. Waits for it.
+  // Waits for the client's reply to the next report.
   std::string NextAnswer() const { return Receive(ours_); }
 
   void Kill() {
@@ -126,7 +126,7 @@ class Client {
   }
 
  private:
-  // What it ended with; -1 where it did not end by itself.
+  // Its exit status; -1 if it did not exit normally.
   int WaitForItsEnd() const {
     int status = 0;
     EXPECT_EQ(waitpid(process_, &status, 0), process_);
@@ -141,7 +141,7 @@ class Client {
 
 class ReportToAnotherProcess : public testing::Test {
  protected:
-  // The beginning of what the client understands of a report.
+  // The start of the client's reply to a report.
   std::string Beginning(int severity) const {
     return "1000 OrvxMessages::ReportedErrorMsg 3:69 " + std::to_string(severity) + " ";
   }

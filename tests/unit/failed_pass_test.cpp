@@ -31,19 +31,19 @@ using support::SourceWithRows;
 using support::Typed;
 using support::Var;
 
-// Longer than any string keeps inside itself.
+// Longer than the small-string buffer.
 const std::string kLong = "a text that is too long to stand inside a string object";
 
-// One write to a dataset.
+// One write of a dataset.
 struct Case {
   std::string name;
-  // Makes the source that observers have been told of; null for a dataset that they have not been
-  // told of at all.
+  // Makes the source of the snapshot; null for a dataset that has not been through a notification
+  // pass.
   std::function<std::unique_ptr<ORVX_DataSource>()> before;
   std::function<void(SvrDMWriteableDataSource&)> change;
 };
 
-// A client that knows nothing but the messages. Has memory, whatever the pass has.
+// A client that receives only the messages. Its allocations never fail.
 class Client : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
@@ -68,7 +68,7 @@ void CopyOver(const ORVX_DataSource& from, ORVX_DataSource& to) {
   if (auto* const source = dynamic_cast<SourceWithRows*>(&to)) source->rows = from.RowCount();
 }
 
-// A dataset with a client, under a writer that has made the change.
+// A dataset with a client, and a writer that has made the change.
 class ChangedDataset {
  public:
   explicit ChangedDataset(const Case& write) {
@@ -92,7 +92,7 @@ class ChangedDataset {
         count, [this] { writer->Notify(); }, shortage);
   }
 
-  // Takes the change back, of the dictionary at least.
+  // Undoes the change of the dictionary.
   void Revert() {
     if (writer->GetDataSource() == nullptr) writer->SetDataSet(new SourceWithRows);
     CopyOver(before, *writer->GetDataSource());
@@ -131,8 +131,7 @@ std::unique_ptr<ORVX_DataSource> FullDictionaryWithDashboard() {
   return source;
 }
 
-// Everything that messages carry: of the variables, some go, two come, one is moved, one is
-// modified.
+// Everything that messages carry: variables are deleted, inserted, moved and modified.
 void ChangeEverything(SvrDMWriteableDataSource& writer) {
   auto& source = dynamic_cast<SourceWithRows&>(**writer);
   support::Replace(source, {Var("D"), Var("E"), Var("F"), Typed(Labelled(Var("A"), kLong), 24)});
@@ -155,7 +154,7 @@ Case Everything() {
   return {"everything", FullDictionaryWithDashboard, ChangeEverything};
 }
 
-// Observers have been told nothing, so the pass tells of a whole dictionary.
+// There was no pass yet, so the pass reports the whole dictionary.
 Case FirstPass() {
   return {"first pass", nullptr,
           [](SvrDMWriteableDataSource& writer) { CopyOver(*support::FullDictionary(), **writer); }};
@@ -173,7 +172,7 @@ Case LostSource() {
           [](SvrDMWriteableDataSource& writer) { writer.SetDataSet(nullptr); }};
 }
 
-// Written under another, longer name.
+// Saved under another, longer name.
 Case SavedFile() {
   static const TemporaryFolder folder;
   return {
@@ -181,13 +180,13 @@ Case SavedFile() {
       [](SvrDMWriteableDataSource& writer) { writer->SetFileSpec(folder.Path(kLong).c_str()); }};
 }
 
-// With a change of one variable alone, the dashboard's attributes go too.
+// A change of one variable also removes the dashboard attributes.
 Case Dashboard() {
   return {"dashboard", FullDictionaryWithDashboard,
           [](SvrDMWriteableDataSource& writer) { writer->GetVariable(2).SetLabel(kLong); }};
 }
 
-// The split that is left equals the source's when the variable has gone.
+// After deleting the variable, the remaining split equals the source's.
 Case DeletedSplitVariable() {
   return {"deleted split variable", FullDictionaryWithDashboard,
           [](SvrDMWriteableDataSource& writer) {
@@ -196,7 +195,7 @@ Case DeletedSplitVariable() {
           }};
 }
 
-// A variable moves into a part of the list that is full.
+// A variable is moved into a full block of the list.
 Case LongMove() {
   constexpr int kCount = 300;
   return {"long move",
@@ -215,7 +214,7 @@ Case LongMove() {
           }};
 }
 
-// Any variables to any others, and their uses.
+// Random changes of variables and uses.
 Case RandomVariables(unsigned int seed) {
   const auto fill = [](ORVX_DataSource& source, std::mt19937 random) {
     std::vector<ORVX_Variable> variables = support::Vars("A B C D E F G H");
@@ -251,8 +250,7 @@ std::vector<Case> AllCases() {
 
 // --- The failures ---
 
-// What a pass that is told in two parts says twice: that nothing is deleted, before a replacement
-// in bulk.
+// A pass in two parts repeats one message: the empty deletion of a bulk replacement.
 std::vector<Said> WithoutEmptyDeletions(std::vector<Said> said) {
   std::erase_if(said, [](const Said& message) {
     return message.kind == Said::Kind::Delete && message.variables.empty();
@@ -266,8 +264,8 @@ std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
   return expected;
 }
 
-// Lets each allocation of the pass fail in turn, and calls `judge` after each failure. Returns how
-// many there were.
+// Lets each allocation of the pass fail in turn, and calls `judge` after each failure. Returns the
+// number of failures.
 long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
   long failures = 0;
   for (const Shortage shortage : {Shortage::Lasts, Shortage::Passes}) {
@@ -303,7 +301,7 @@ TEST(FailedPass, TheNextOneTellsWhatOneThatDidNotFailWould) {
   }
 }
 
-// A message in the queue of which the snapshot knows nothing would never be corrected.
+// A queued message without the matching change of the snapshot would never be corrected.
 TEST(FailedPass, TheNextOneCorrectsWhatWasQueuedOfAChangeTakenBack) {
   for (const Case& write : AllCases()) {
     ForEachFailure(write, [&](ChangedDataset& dataset) {

@@ -1,5 +1,4 @@
-// What the comparison of a dataset's properties leaves behind when memory runs out in the middle:
-// nothing half-told, and nothing lost.
+// The comparison of properties out of memory: no change is partly reported or lost.
 //
 // Built with the library's objects and with access to private members, for the monitors and the
 // snapshot.
@@ -29,7 +28,7 @@ namespace {
 using support::Extension;
 using support::FailsWithMemoryFor;
 
-// Longer than any string keeps inside itself.
+// Longer than the small-string buffer.
 const std::string kLong = "a text that is too long to stand inside a string object";
 
 VariableSetImpl Set(const std::string& name) {
@@ -69,8 +68,7 @@ struct Arguments {
   SvrDMItem item{LocallyUniqueID(0, 12), nullptr, nullptr, 34, "", true};
 };
 
-// Runs `monitor` with memory for no allocation, one, two, and so on. After each failure looks at
-// what is left with `judge`.
+// Runs `monitor` with memory for 0, 1, 2, ... allocations. Calls `judge` after each failure.
 void ForEachFailure(const std::function<void(Arguments&)>& monitor,
                     const std::function<void(Arguments&)>& judge) {
   long failures = 0;
@@ -121,7 +119,7 @@ TEST(FullMemoryInAMonitor, LeavesTheOldSetsWhichAreToldNextTime) {
                  });
 }
 
-// A dataset with a view of it, both the same. Then everything of the source is changed.
+// A dataset and its view, initially equal. Then every property of the source is changed.
 class ChangedDataset {
  public:
   ChangedDataset() {
@@ -147,7 +145,7 @@ class ChangedDataset {
 
   std::vector<support::Said> Queued() const { return support::WhatIsSaidBy(item.Notifications()); }
 
-  // What an update that nothing hinders tells, and the next one.
+  // The messages of a successful update, and of the next one.
   std::vector<support::Said> Told() {
     view.Update();
     std::vector<support::Said> told = Queued();
@@ -180,8 +178,8 @@ TEST(FullMemoryInAnUpdate, LeavesWhatWasQueuedInOrderAndTheRestToTheNextUpdate) 
   EXPECT_GT(failures, 20);
 }
 
-// The empty source in place of the one that is not there goes however the update ends; the address
-// sanitizer would see it left behind.
+// The empty source that replaces a missing one is always deleted; the address sanitizer would
+// detect a leak.
 TEST(FullMemoryInAnUpdate, OfADatasetThatLostItsSourceIsMadeUpForByTheNextOne) {
   long failures = 0;
   for (;; ++failures) {

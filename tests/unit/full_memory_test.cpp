@@ -80,7 +80,7 @@ TEST(FullMemory, AMessageTakesNothingFromTheProgramsAllocator) {
   EXPECT_NO_THROW(delete new ResetUndoMsg());
 }
 
-// Hears, and does nothing that needs memory.
+// Does nothing, and allocates nothing.
 class Listener : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const*) override { ++passes; }
@@ -89,8 +89,8 @@ class Listener : public SvrDMDataSetObserver {
 
 class FullMemoryInAComparison : public testing::Test {
  protected:
-  // A pass over a dataset with a change of every kind, in which `count` allocations succeed.
-  // Returns whether one failed.
+  // A pass with a change of every kind, in which `count` allocations succeed. Returns whether one
+  // failed.
   bool PassWithMemoryFor(long count) {
     const LocallyUniqueID id = AddDataset(registry, "A B C D E");
     item = registry.GetDataSet(id);
@@ -129,7 +129,7 @@ TEST_F(FullMemoryInAComparison, LeavesWhatWasQueuedAndFreesTheMutexWhereverItStr
     EXPECT_EQ(listener.passes, 0);
     ASSERT_LE(queued.size(), all.size());
     for (std::size_t i = 0; i < queued.size(); ++i) EXPECT_EQ(queued[i], all[i]);
-    // Would wait for ever if the notification mutex were held.
+    // Would deadlock if the notification mutex were held.
     item->Unregister(listener);
     writer.reset();
   }

@@ -1,4 +1,4 @@
-// Identifiers of datasets and variables, the generator that hands them out, and counted pointers.
+// Identifiers of datasets and variables, their generator, and counted pointers.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -137,7 +137,7 @@ TEST(LocallyUniqueIDGenerator, WrapsItsWholeWordWithoutACheck) {
   EXPECT_EQ(generator.Next(), LocallyUniqueID(7, 0));
 }
 
-// Kept: nothing warns of it, and a check would change the identifiers that clients know.
+// An oddity that is kept: a check would change the identifiers that clients know.
 TEST(LocallyUniqueIDGenerator, OfTheLastDomainReachesTheNullIdentifier) {
   LocallyUniqueIDGenerator generator(15, 0x0FFFFFFF);
 
@@ -156,7 +156,7 @@ TEST(LocallyUniqueIDGenerator, KeepsADomainAboveFifteenAndMasksItInWhatItGives) 
 
 using Calls = std::vector<std::string>;
 
-// An object that writes down what is done to it. Its copy is named after it with a prime.
+// An object that records its calls. Its copy has its name with a prime.
 class Witness {
  public:
   Witness(std::string name, Calls& calls) : name_(std::move(name)), calls_(calls) {}

@@ -1,8 +1,7 @@
 // One registered dataset: its chain of sources, its lock, its counters and flags, its saved file,
 // its creation time and its password.
 //
-// Looks at the item's private state for what no caller can ask, so it is built without access
-// control and on the library's objects.
+// Accesses private state, so it is built with the library's objects and without access control.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -46,7 +45,7 @@ using support::WatchedThread;
 using testing::ElementsAre;
 
 // ---------------------------------------------------------------------------------------------
-// The C library, as far as these tests have it in hand
+// Replaced functions of the C library
 
 namespace {
 
@@ -72,7 +71,7 @@ namespace {
 
 const LocallyUniqueID kID(0, 7);
 
-// An item on `source`; items live on the heap or, here, wherever a test puts them.
+// An item with `source`; a test may place it anywhere.
 SvrDMItem Item(ORVX_DataSource* source, const std::string& fileName = std::string()) {
   return SvrDMItem(kID, source, nullptr, 0, fileName, /*notifyDelete=*/false);
 }
@@ -107,7 +106,7 @@ TEST(SourceChain, NullIsAChildOfNullAloneAndNothingElseIsOne) {
   EXPECT_FALSE(IsChildOf(&source, nullptr));
 }
 
-// Sources named by a letter write it down when they are destroyed.
+// Sources named by a letter record it when they are destroyed.
 class NamedSource : public DataFreeDataSource {
  public:
   NamedSource(char name, std::string& deaths, ORVX_DataSource* parent)
@@ -154,7 +153,7 @@ TEST_F(ChainOfThree, IsLeftAloneWhereTheSourceItselfIsTheOneToStopAt) {
   DeleteDataSourceTo(a_, nullptr);
 }
 
-// Looks, when it is asked for an iterator, whether a source rests on a saved file.
+// When it makes an iterator, checks whether a source counts as a saved file.
 class Prober : public DataFreeDataSource {
  public:
   explicit Prober(ORVX_DataSource* parent) : DataFreeDataSource(parent) {}
@@ -167,7 +166,8 @@ class Prober : public DataFreeDataSource {
   bool* rests = nullptr;
 };
 
-// The clone below shows its parent for the iterator; the clone above does because it was told to.
+// The clone below shows its parent while it makes the iterator; the clone above because of
+// ShowParents.
 TEST(SourceChain, EndsAtACloneThoughOneOfItsIteratorsIsUnderWay) {
   const TemporaryFolder folder;
   auto prober =
@@ -289,7 +289,7 @@ TEST_F(ChainOfThree, IsDeletedWholeWithTheItem) {
   EXPECT_EQ(deaths_, "abc");
 }
 
-// The pointer stays: whoever calls it stores another source at once, or is the destructor.
+// The pointer stays: callers store another source immediately, or are the destructor.
 TEST_F(ChainOfThree, DeletedOnRequestLeavesTheItemsPointerAsItWas) {
   SvrDMItem item = Item(a_);
 
@@ -470,7 +470,7 @@ TEST(SvrDMItem, LetsGoOfItsFileItsMessagesItsSourceAndItsBootstrapSpecificationI
                                   "source, file free", "bootstrap, file free"));
 }
 
-// Whoever looks while the old chain goes finds the old source and its file still held.
+// While the old chain is deleted, the old source is still set and its file open.
 TEST(SvrDMItem, StoresANewSourceAndLetsGoOfTheFileOnceTheOldChainHasGone) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("survey.tsv");
@@ -557,7 +557,7 @@ TEST(SvrDMItem, MakesAWriterWaitForAReader) {
   EXPECT_TRUE(acquired);
 }
 
-// Kept: the flag that a failed try leaves is never cleared.
+// An oddity that is kept: the flag of a failed try is never cleared.
 TEST(SvrDMItem, NeverReleasesItsLockOnceATryForTheWriteLockHasFailed) {
   SvrDMItem item = Item(nullptr);
   ASSERT_TRUE(item.AcquireWriteLock(/*tryOnly=*/false));
@@ -692,7 +692,7 @@ TEST(SvrDMItem, DeletesABootstrapSpecificationThatAnotherOrNoneReplaces) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// The saved file held as in use
+// The open saved file
 
 class SavedFile : public testing::Test {
  protected:
@@ -751,7 +751,7 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedOnlyWhenLockedAndAfterTheFormerIsClosed) 
 
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
   EXPECT_FALSE(AnotherProcessMayWrite(other));
-  // The lowest free number is given: the former file's, as it was closed before.
+  // The lowest free number is assigned: the old file's, because it was closed first.
   EXPECT_EQ(fileno(item.lockedFile_), descriptor);
 }
 
@@ -860,7 +860,7 @@ TEST_F(SavedFile, CountsAsChangedOnceItIsModifiedInAnotherSecond) {
   EXPECT_FALSE(item.SavFileExternallyChanged());
 }
 
-// Kept: only seconds are compared.
+// An oddity that is kept: only seconds are compared.
 TEST_F(SavedFile, CountsAsUnchangedWhenItIsModifiedWithinTheSecond) {
   ModifyAt(path_, 2'000'000'000, 0);
   SvrDMItem item = Item(nullptr, path_);
@@ -920,7 +920,7 @@ TEST_F(SavedFile, IsHeldWithTimeZeroWhenItsTimeCannotBeRead) {
 // ---------------------------------------------------------------------------------------------
 // The creation time
 
-// What the platform makes of a date: the item sets no scale of its own.
+// The platform's value for a date: the item does not define a scale.
 double DateValue(long day, long month, long year, long hour, long minute, double second) {
   double value = 0;
   EXPECT_EQ(iDMY2Orvx(day, month, year, hour, minute, second, &value), 0);
@@ -931,7 +931,7 @@ class CreationTime : public testing::Test {
  protected:
   ~CreationTime() override { localtimeAnswer = nullptr; }
 
-  // Makes it 2 January 2020, 03:04:05, and returns that as a date value.
+  // Sets the local time to 2 January 2020, 03:04:05, and returns it as a date value.
   double SetClock() {
     local_.tm_mday = 2;
     local_.tm_mon = 0;
@@ -946,7 +946,7 @@ class CreationTime : public testing::Test {
     return DateValue(2, 1, 2020, 3, 4, 5);
   }
 
-  // Makes the C library unable to tell the local time.
+  // Makes localtime_r fail.
   void BreakClock() {
     localtimeAnswer = [](const std::time_t*) { return nullptr; };
   }
@@ -972,7 +972,7 @@ TEST_F(CreationTime, IsTheFirstOfFebruary1975AtNoonWhereTheLocalTimeCannotBeTold
   EXPECT_EQ(item.getObjCreationTime(), DateValue(1, 2, 1975, 12, 0, 0));
 }
 
-// The C library's own record of a broken-down time is one for all threads.
+// The C library has one static broken-down time for all threads.
 TEST_F(CreationTime, IsToldWithoutTheTimeThatLocaltimeSharesAmongThreads) {
   SetClock();
   const std::time_t longAgo = 0;

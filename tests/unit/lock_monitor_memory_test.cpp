@@ -1,4 +1,4 @@
-// The lock monitor where memory runs out: locks are acquired and released all the same.
+// The lock monitor out of memory: locks are still acquired and released.
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>

@@ -1,5 +1,4 @@
-// What the glue of a message hands to the serialisation layer and what it makes of the answer. This
-// program brings its own ForeignProcess, which the glue calls.
+// The calls of MessageGlue to the serialisation layer. This program replaces ForeignProcess.
 
 #include <gtest/gtest.h>
 #include <libvserial/VStream.h>

@@ -1,4 +1,4 @@
-// DictionaryMirror: what messages say of a dictionary beside its list of variables.
+// DictionaryMirror: messages about properties.
 
 #include <client/DictionaryDigest.h>
 #include <client/DictionaryMirror.h>
@@ -123,7 +123,7 @@ std::string UsesOf(const DictionaryMirror& mirror) {
   return text + (dictionary.GetSplitqSeparate() ? " separately" : "");
 }
 
-// Everything that a mirror shows.
+// Everything in a mirror.
 std::string StateOf(const DictionaryMirror& mirror) {
   const ORVX_DataSource& dictionary = mirror.Dictionary();
   return Names(dictionary) + "; " + UsesOf(mirror) + "; " + dictionary.GetFileSpec() + "; " +
@@ -132,7 +132,7 @@ std::string StateOf(const DictionaryMirror& mirror) {
          DigestOf(dictionary).AsText();
 }
 
-// What the error says, once it is sure that the mirror is as it was.
+// The error text; also checks that the mirror is unchanged.
 std::string Refusal(DictionaryMirror& mirror, std::unique_ptr<DataSetMsg> message) {
   const std::string before = StateOf(mirror);
   try {

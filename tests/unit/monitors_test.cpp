@@ -1,6 +1,6 @@
 // The monitors of sets, extensions and attributes, one by one.
 //
-// Built with the library's objects: nobody outside calls a monitor.
+// Built with the library's objects, because monitors are internal.
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <liborvxdemg/ExtensionsMsg.h>
@@ -58,7 +58,7 @@ class Monitors : public testing::Test {
  protected:
   const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
 
-  // The block of the message at that place in the queue.
+  // The block of the message at this index in the queue.
   const Block& BlockOf(std::size_t place) {
     return dynamic_cast<const ExtensionsMsg&>(*Queue().at(place)).GetExtension();
   }

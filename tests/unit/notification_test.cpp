@@ -1,4 +1,4 @@
-// Observers of a dataset: who is told, when, how often, and what becomes of the messages.
+// Dataset observers: which are notified, when, how often, and the queue of messages.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -29,12 +29,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// A dataset with the variables A and B whose observers, if any, are up to date.
+// A dataset with the variables A and B; the snapshot is up to date.
 class Notification : public testing::Test {
  protected:
   SvrDMItemPtr Item() { return registry.GetDataSet(id); }
 
-  // Registers and brings up to date, so that only what comes is recorded.
+  // Registers the observer and updates the snapshot, so that only later changes are recorded.
   void Follow(RecordingObserver& observer) {
     Item()->Register(observer);
     WriteNothing(registry, id);
@@ -202,7 +202,7 @@ TEST_F(Notification, AQuietDatasetWithoutObserversIsNotCompared) {
   Append("C");
   EXPECT_THAT(Item()->Notifications(), IsEmpty());
 
-  // Had the write been compared, only D would be new.
+  // If the write had been compared, only D would be new.
   RecordingObserver observer;
   Item()->Register(observer);
   Append("D");
@@ -286,7 +286,7 @@ TEST_F(Notification, AnEmptyQueueAnnouncesNothing) {
   RecordingRegistryObserver registryObserver;
   registry.Register(registryObserver);
   id = registry.AddEmpty(/*quiet=*/false);
-  // Brings the view up to date: an absent source compares as one without variables.
+  // Updates the view: a missing source is compared as an empty one.
   WriteNothing(registry, id);
 
   Write(registry, id, [](SvrDMWriteableDataSource& writer) {
@@ -328,7 +328,7 @@ TEST_F(Notification, TheRegistryHearsOfTheDatasetBeforeItsObserversHearOfTheChan
   registry.Unregister(registryObserver);
 }
 
-// The notification mutex is free while the registry is told.
+// The notification mutex is free while registry observers are notified.
 TEST_F(Notification, WhoeverHearsOfTheCreationMayRegisterForTheSamePass) {
   RecordingObserver observer;
   RecordingRegistryObserver registryObserver;
@@ -484,7 +484,7 @@ TEST_F(Notification, WhatIsStillQueuedGoesWithTheDataset) {
   EXPECT_EQ(deaths, 1);
 }
 
-// --- What observers may do, and what they do all the same ---
+// --- What observers may do, and what they must not do ---
 
 TEST_F(Notification, AnObserverReadsTheChangedSourceThroughTheWriter) {
   RecordingObserver observer;
@@ -574,7 +574,7 @@ TEST_F(Notification, AnObserversExceptionLeavesTheMutexFreeAndTheQueueAsItWas) {
 
   EXPECT_THAT(behind.passes, IsEmpty());
   EXPECT_VARIABLE_MESSAGES(item->Notifications(), Inserted("C").AtEnd());
-  // Would wait for ever if the mutex were held.
+  // Would deadlock if the mutex were held.
   item->Unregister(throwing);
   writer.Notify();
   EXPECT_THAT(behind.passes, SizeIs(1));
@@ -596,7 +596,7 @@ TEST_F(Notification, AWriterMayNotifyEarlyAndTellsTheRestWhenItIsReleased) {
   EXPECT_VARIABLE_MESSAGES(observer.passes[1], Inserted("D").AtEnd());
 }
 
-// --- What the item keeps for others ---
+// --- State that the item only stores ---
 
 TEST_F(Notification, TheOriginatingClientsNumberIsKept) {
   unsigned int number = 4000000000U;

@@ -1,7 +1,6 @@
-// The comparison of a dataset's variables with what its observers were last told.
+// The comparison of a dataset's variables with the snapshot.
 //
-// Built with the library's objects and with access to private members: the snapshot itself is
-// looked at here, which nobody outside sees.
+// Built with the library's objects and without access control, to check the snapshot itself.
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ObserverView.h>
@@ -34,14 +33,14 @@ using support::Var;
 using support::Vars;
 using testing::IsEmpty;
 
-// A dataset, and a view of it that the test updates by hand.
+// A dataset and a view that the test updates.
 class View : public testing::Test {
  protected:
   ORVX_DataSource& Source() { return *item.DataSource(); }
   SvrDMObserverView::Data& Data() { return *view.data_; }
   const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
 
-  // The view and the source both have these variables, and nothing is queued.
+  // Gives the view and the source these variables; nothing is queued.
   void StartWith(const std::string& names) {
     Replace(Source(), Vars(names));
     view.Update();
@@ -50,7 +49,7 @@ class View : public testing::Test {
     Data().resetClientData = false;
   }
 
-  // Compares the view with a source of these variables.
+  // Compares the view with a source that has these variables.
   void UpdateTo(const std::vector<ORVX_Variable>& variables) {
     Replace(Source(), variables);
     view.Update();
@@ -127,7 +126,7 @@ TEST_F(View, NeighboursAreInsertedByAMessageEachWithTheSameAnchor) {
   ExpectViewEqualsSource();
 }
 
-// The variable behind the new one is the view's, though the source has it no more.
+// The variable after the new one is the view's, even if the source has deleted it.
 TEST_F(View, TheAnchorMayBeAVariableThatTheSourceHasLost) {
   StartWith("A B");
   UpdateTo("A D");
@@ -258,7 +257,7 @@ TEST_F(View, WhatIsGoneInBetweenIsDeletedFirstAndShortensTheMove) {
   ExpectViewEqualsSource();
 }
 
-// Only the stretch up to the found variable is asked; what lies behind it has its turn later.
+// Only the positions up to the found variable are checked; later positions follow later.
 TEST_F(View, WhatIsGoneFurtherOnIsDeletedInItsTurn) {
   StartWith("A B C D E");
   UpdateTo("C B E");
@@ -453,7 +452,7 @@ TEST_F(View, DoubledIdentifiersConverge) {
   }
 }
 
-// A settled position is never looked at again: the second A is not found, and so inserted.
+// A settled position is not searched again: the second A is not found, so it is inserted.
 TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
   StartWith("A B");
   UpdateTo({Var("A"), Labelled(Var("A"), "again"), Var("B")});

@@ -1,4 +1,4 @@
-// Reader and writer handles: locks, counts, and what a writer passes on to its dataset.
+// Reader and writer handles: locks, counts, and forwarded operations.
 
 #include <liborvxdemg/ErrorMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
@@ -31,7 +31,7 @@ using testing::SizeIs;
 
 constexpr unsigned int kOneBelowZero = 4294967295U;
 
-// A dataset of the test's own, quiet, with the variables A and B.
+// A quiet dataset with the variables A and B, in a separate registry.
 class Handles : public testing::Test {
  protected:
   SvrDMItemPtr Item() { return registry.GetDataSet(id); }
@@ -56,7 +56,7 @@ class Handles : public testing::Test {
 using ReaderHandle = Handles;
 using WriterHandle = Handles;
 
-// The code that a call throws as an ErrorMsg; nothing where it throws none.
+// The code of the ErrorMsg that a call throws; nothing if it throws none.
 std::optional<unsigned int> ErrorCodeOf(const std::function<void()>& call) {
   try {
     call();
@@ -266,7 +266,7 @@ TEST_F(WriterHandle, HoldsItsLockAndItsCountWhileObserversAreTold) {
 }
 
 TEST_F(WriterHandle, LetsGoOfTheDatasetLast) {
-  // Looks at the counts of its dataset when it dies with it.
+  // Records the counts of its dataset when it is destroyed.
   struct LastWitness : DataFreeDataSource {
     ~LastWitness() override {
       *readers = item->ReadersCount();
@@ -291,7 +291,7 @@ TEST_F(WriterHandle, LetsGoOfTheDatasetLast) {
   EXPECT_EQ(writers, 0);
 }
 
-// --- Tries that leave no trace ---
+// --- Tries without side effects ---
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -347,7 +347,7 @@ TEST_F(TryHandle, OnAnUnknownIdentifierPassesTheErrorOn) {
       2001U);
 }
 
-// What it must not do is what the try of the constructor does: see the next tests.
+// Unlike a try with the constructor: see the next tests.
 TEST_F(TryHandle, ThatFailsChangesNothing) {
   {
     const auto reader = Reader();
@@ -410,7 +410,7 @@ TEST_F(TryHandle, MayBeReleasedOnAnotherThread) {
 
 // --- Writers: the failed try ---
 
-// Frees the lock that a failed try has left held for good, so that waiting threads can go.
+// Releases the lock that a failed try has left held forever, so that waiting threads can continue.
 void FreeForGood(SvrDMItem& item) {
   item.lock_.unlock();
 }
@@ -520,7 +520,7 @@ TEST_F(WriterHandle, AFailedTryTellsNobody) {
   EXPECT_THAT(holder->GetNotifications(), SizeIs(1));
 }
 
-// --- Writers: what they pass on ---
+// --- Writers: forwarded operations ---
 
 TEST_F(WriterHandle, GivesTheDataSourceInThreeWays) {
   const auto writer = Writer();
@@ -628,7 +628,7 @@ TEST_F(WriterHandle, ItsOriginatorStaysUntoldInEveryPass) {
   EXPECT_THAT(Item()->Notifications(), IsEmpty());
 }
 
-// --- What handles are not ---
+// --- Types of handles ---
 
 TEST(HandleTypes, ReadersAndWritersCannotBeCopiedButPlainHandlesCan) {
   EXPECT_FALSE(std::is_copy_constructible_v<SvrDMInputDataSource>);

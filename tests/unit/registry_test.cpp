@@ -1,8 +1,7 @@
 // The registry of datasets: adding, finding and deleting; its observers, its filter hook and its
 // questions about file names.
 //
-// Looks at the registry's private state for what no caller can ask, so it is built without access
-// control and on the library's objects.
+// Accesses private state, so it is built with the library's objects and without access control.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -43,7 +42,7 @@ ORVX_DataSource& NewSource() {
   return *Dictionary("A").release();
 }
 
-// A notice of a RecordingRegistryObserver as one word.
+// A notice of a RecordingRegistryObserver as text.
 std::string AsWord(const RecordingRegistryObserver::Notice& notice) {
   const char sign = notice.created ? '+' : '-';
   return std::string(1, sign).append(std::to_string(notice.id.Serial()));
@@ -103,7 +102,7 @@ TEST_F(RegistryTest, AnIdentifierOfTheCallersDoesNotAdvanceTheGenerator) {
   EXPECT_EQ(Add(), LocallyUniqueID(0, 0));
 }
 
-// Kept: identifiers of the caller's are not compared with what the generator will give.
+// An oddity that is kept: given identifiers are not compared with those of the generator.
 TEST_F(RegistryTest, AGeneratedIdentifierCanBelongToTwoDatasets) {
   const LocallyUniqueID id(0, 0);
   registry_.Add(NewSource(), "first", false, id, 0);
@@ -140,7 +139,7 @@ TEST_F(RegistryTest, TheOneOfTheProcessIsAlwaysTheSame) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// What a new dataset is
+// A new dataset
 
 TEST_F(RegistryTest, ANewDatasetHasItsSourceItsRegistryAndNoHandleNameOrPassword) {
   ORVX_DataSource& source = NewSource();
@@ -564,7 +563,7 @@ TEST_F(RegistryTest, AnEmptyDatasetIsToldCreatedOnceItHasASourceAndThenNeverAgai
   EXPECT_TRUE(item->NotifiedCreation());
 }
 
-// Kept: a deletion is told whether or not the creation was.
+// An oddity that is kept: a deletion is reported even if the creation was not.
 TEST_F(RegistryTest, AnEmptyDatasetIsToldDeletedThoughItWasNeverToldCreated) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
@@ -697,7 +696,7 @@ TEST_F(RegistryTest, AnObserverAtTheAddressOfOneThatLeftInsideANoticeHearsFromTh
   EXPECT_THAT(Words(*second), ElementsAre("+1"));
 }
 
-// The notice of the second dataset is given inside that of the first.
+// The notice of the second dataset is inside the notice of the first.
 TEST_F(RegistryTest, AnObserverThatLeavesInsideAnInnerNoticeIsSkippedByTheOuterOneToo) {
   RecordingRegistryObserver first;
   std::optional<RecordingRegistryObserver> second(std::in_place);
@@ -832,7 +831,7 @@ TEST_F(RegistryTest, ClearingGoesOnWhereAnObserverDeletedMoreThanItsShare) {
 // ---------------------------------------------------------------------------------------------
 // Exceptions
 
-// Whether another thread gets through the registry's lock; waits for ever where it does not.
+// Checks that another thread can acquire the registry lock; deadlocks if it cannot.
 bool IsOpenToOtherThreads(const ServerDataManager& registry) {
   bool through = false;
   std::thread([&] {
@@ -882,7 +881,7 @@ TEST_F(RegistryTest, ADatasetForWhichThereIsNoMemoryIsNotRegisteredAndLeavesTheR
         Shortage::Passes);
     if (!added) {
       EXPECT_EQ(registry_.data_->items.size(), countBefore);
-      // The caller's until the item is built, the item's from then on.
+      // Owned by the caller until the item is built.
       if (deaths == 0) delete source;
       EXPECT_EQ(deaths, 1);
     }
@@ -1005,7 +1004,7 @@ TEST_F(RegistryTest, AHookThatReturnsNothingMakesADatasetWithoutASource) {
   EXPECT_EQ(registry_.GetDataSet(Add())->DataSource(), nullptr);
 }
 
-// Whether a file name is in use is asked after the hook.
+// The check for a file name in use comes after the hook.
 TEST_F(RegistryTest, AHookThatDeletesTheDatasetWithTheFileNameLeavesTheNameToTheNewOne) {
   Hook hook;
   const LocallyUniqueID first = Add("survey");
@@ -1048,7 +1047,7 @@ TEST_F(RegistryTest, InstallingAHookReturnsTheOneBefore) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Sources handed over by std::unique_ptr
+// Sources passed as std::unique_ptr
 
 class HandedOverSource : public RegistryTest {
  protected:
@@ -1282,7 +1281,7 @@ TEST_F(RegistryOfFilesTest, ADatasetWithASuppressedFileNameIsNotAsked) {
   EXPECT_FALSE(registry_.SavFileExternallyChanged(path));
 }
 
-// Kept: every dataset of the name is asked, and the last answer holds.
+// An oddity that is kept: every dataset with the name is checked, and the last result is returned.
 TEST_F(RegistryOfFilesTest, OfSeveralDatasetsWithTheFileNameTheLastRegisteredAnswers) {
   const std::string path = folder_.Write("survey.tsv");
   SvrDMItemPtr first = registry_.GetDataSet(Add(path));

@@ -1,6 +1,6 @@
-// The order of the steps in which handles take and release. This program brings its own sfMutexRW,
-// which the library's calls resolve to: it locks nothing and writes down who counts what at each
-// call. It brings the operation that counts a reader, too, which writes down the same.
+// The order of steps when handles acquire and release. This program replaces sfMutexRW with a class
+// that locks nothing and records the counts at each call. It also replaces the operation that
+// counts a reader, which records the same.
 
 #include <libsfthread/sfMutexRW.h>
 #include <ServerDataManager/serverdatamgr.h>

@@ -1,4 +1,4 @@
-// Real files for tests of what a dataset does with its saved file.
+// Real files for tests of saved files.
 
 #ifndef TESTS_UNIT_SAVED_FILES_H_
 #define TESTS_UNIT_SAVED_FILES_H_
@@ -17,7 +17,7 @@
 #include <iterator>
 #include <string>
 
-// A folder that goes with everything in it.
+// A folder that is deleted with its content.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -44,14 +44,14 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-// Makes the file look last modified at that moment.
+// Sets the modification time of the file.
 inline void ModifyAt(const std::string& path, std::time_t second, long nanosecond = 0) {
   const timespec times[2] = {{second, nanosecond}, {second, nanosecond}};
   ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
-// What `action`, which returns an int from 0 to 255, returns in a process of its own; -1 where that
-// process dies of it.
+// Runs `action` in a child process. Returns its result, an int from 0 to 255, or -1 if the process
+// dies.
 template <class Action>
 int InAnotherProcess(Action action) {
   const pid_t child = fork();
@@ -61,8 +61,8 @@ int InAnotherProcess(Action action) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// Asks, without waiting, for a lock for writing on all of an open file; `command` is F_SETLK for a
-// lock of the process, F_OFD_SETLK for one of the open file. False where it is refused.
+// Tries to write-lock a whole open file; `command` is F_SETLK for a process lock, F_OFD_SETLK for
+// an open-file-description lock. Returns false if it is refused.
 inline bool LockForWriting(int file, int command = F_SETLK) {
   struct flock wholeFile = {};
   wholeFile.l_type = F_WRLCK;
@@ -70,7 +70,7 @@ inline bool LockForWriting(int file, int command = F_SETLK) {
   return fcntl(file, command, &wholeFile) == 0;
 }
 
-// Whether another process that asks first gets to write the file.
+// Whether another process can write-lock the file.
 inline bool AnotherProcessMayWrite(const std::string& path, int command = F_SETLK) {
   const int answer = InAnotherProcess([&] {
     const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);

@@ -1,5 +1,5 @@
-// The example with a server and a client in two processes, played to its end and with the client
-// killed after every number of passes; and processes that die in the middle of a frame.
+// The example with a server and a client in two processes, run to its end and with the client
+// killed after every number of passes; and processes that die inside a frame.
 
 #include <client/DictionaryDigest.h>
 #include <client/server/ChangeStreamObserver.h>
@@ -41,7 +41,7 @@ struct Played {
   int status;
   std::vector<std::string> lines;
 
-  // What stands behind this at the beginning of a line, in order.
+  // The rest of each line that starts with this prefix, in order.
   std::vector<std::string> Behind(const std::string& beginning) const {
     std::vector<std::string> found;
     for (const std::string& line : lines) {
@@ -119,7 +119,7 @@ TEST(TwoProcesses, AKilledClientIsReportedOnceAndTheServerGoesOn) {
     EXPECT_THAT(played.Behind("server: the client is lost"), SizeIs(1)) << passes << " passes";
     EXPECT_EQ(played.Behind("server: digest "), digests) << passes << " passes";
     EXPECT_THAT(played.lines.back(), "server: 7 writes made");
-    // In the very write after which the client was gone.
+    // In the write after which the client was killed.
     EXPECT_EQ(DigestsBeforeTheLoss(played), passes);
   }
 }
@@ -142,8 +142,8 @@ TEST(TwoProcesses, ABadFileIsSaidAndNothingStarted) {
 
 // --- other clients ---
 
-// The example's server beside a shell script in the client's place, whose standard input is the
-// socket. The server is killed, with status 137, where it takes more than a minute.
+// The example's server with a shell script as the client; the socket is its standard input. The
+// server is killed, with status 137, after a minute.
 Played PlayWithClient(const std::string& script, int secondsToWait) {
   const TemporaryFolder folder;
   const std::string server = folder.Path("server");
@@ -201,8 +201,8 @@ TEST(TwoProcesses, AWrongTimeToWaitIsSaidAndNothingStarted) {
   }
 }
 
-// One that reads so many bytes and goes. The first frame is more, and is sent before the client can
-// be gone; what meets the loss is the next write.
+// A client that reads this many bytes and exits. The first frame is larger and is sent before the
+// client exits; the next write detects the loss.
 TEST(TwoProcesses, AClientThatReadsAPartOfAFrameAndGoesIsReportedOnceAndTheServerGoesOn) {
   const std::vector<std::string> digests = PlaySurvey().Behind("server: digest ");
   for (const char* bytes : {"2", "4", "100"}) {
@@ -217,16 +217,16 @@ TEST(TwoProcesses, AClientThatReadsAPartOfAFrameAndGoesIsReportedOnceAndTheServe
   }
 }
 
-// --- in the middle of a frame ---
+// --- inside a frame ---
 
-// Both ends close on exec; a child that is forked closes what is not its own.
+// Both ends close on exec; a forked child closes the other end.
 struct Connection {
   Connection() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0); }
 
   int ends[2];  // the server's, the client's
 };
 
-// Runs `act` in a process of its own, a copy of this one.
+// Runs `act` in a forked process.
 class ForkedProcess {
  public:
   explicit ForkedProcess(const std::function<void()>& act) : process_(fork()) {
@@ -238,7 +238,7 @@ class ForkedProcess {
   ForkedProcess(const ForkedProcess&) = delete;
   ForkedProcess& operator=(const ForkedProcess&) = delete;
 
-  // For its end. Returns the status as waitpid gives it.
+  // Waits for its end. Returns the status of waitpid.
   int Wait() {
     if (!ended_) waitpid(process_, &ended_.emplace(), 0);
     return *ended_;
@@ -273,10 +273,10 @@ class ClientProgram {
   Socket& ServersEnd() { return *server_; }
   int ServersDescriptor() const { return connection_.ends[0]; }
 
-  // This process is its server no more.
+  // This process is no longer its server.
   void LetGo() { server_.reset(); }
 
-  // Lets go, and waits for the program's end, once.
+  // Closes the connection and waits for the program to exit, once.
   Played End() {
     LetGo();
     int status = 0;
@@ -292,7 +292,7 @@ class ClientProgram {
   pid_t process_ = -1;
 };
 
-// Sends frames and keeps what the client answers to the last.
+// Sends frames and records the client's last answer.
 class Channel final : public PackageProxy {
  public:
   explicit Channel(Socket& socket) : socket_(socket) {}
@@ -309,7 +309,7 @@ class Channel final : public PackageProxy {
   Socket& socket_;
 };
 
-// Ends its process in the middle of a frame, after some whole ones.
+// Ends its process inside a frame, after some complete ones.
 class DyingChannel final : public PackageProxy {
  public:
   DyingChannel(ClientProgram& client, int wholeFrames)
@@ -348,7 +348,7 @@ class MidFrame : public testing::Test {
   SvrDMDataset dataset_{registry_, id_};
 };
 
-// The frame is larger than what a socket holds, so the writer that sends it waits for the client.
+// The frame is larger than the socket buffer, so the writer that sends it waits for the client.
 TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneTakesASnapshot) {
   const std::string large(8 << 20, 'x');
   {

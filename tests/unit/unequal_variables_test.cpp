@@ -1,6 +1,5 @@
-// A view that does not follow the changes made to it stops the process. This program brings its own
-// equality of variables, which the libraries' calls resolve to: no variable equals any other,
-// itself included.
+// A view that does not accept changes stops the process. This program replaces the equality of
+// variables: no variable equals any variable, not even itself.
 
 #include <libdatasrc/ORVX_Variable.h>
 #include <ServerDataManager/serverdatamgr.h>

@@ -1,5 +1,5 @@
-// Where a virtual function stands in its class's table, by the Itanium C++ ABI: a pointer to a
-// virtual member holds one more than the offset of its slot.
+// The slot of a virtual function in the Itanium C++ ABI: a pointer to a virtual member is one more
+// than the offset of its slot.
 
 #ifndef TESTS_UNIT_VIRTUAL_SLOT_H_
 #define TESTS_UNIT_VIRTUAL_SLOT_H_

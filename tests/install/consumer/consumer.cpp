@@ -1,5 +1,5 @@
-// One write, heard by an observer that keeps a client's mirror; a clone of some of its variables,
-// and a bootstrap specification as bytes.
+// One write with an observer that updates a mirror; a clone with some of the variables; and an
+// encoded bootstrap specification.
 
 #include <cstdio>
 #include <memory>
@@ -27,7 +27,7 @@ struct Client final : SvrDMDataSetObserver {
   std::size_t messages = 0;
 };
 
-// What is left of `names` variables when a source on top of a clone of theirs hides one.
+// The number of variables left when a source over a clone hides one.
 int ShownOf(int names) {
   auto source = std::make_unique<DataFreeDataSource>();
   for (int i = 0; i < names; ++i) {

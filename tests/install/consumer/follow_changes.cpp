@@ -1,5 +1,5 @@
-// The client's half: keeps the dictionary from the frames on its standard input. It links the
-// client's library alone.
+// The client: mirrors the dictionary from the frames on its standard input. Links only the client
+// library.
 
 #include <cstdint>
 #include <cstdio>

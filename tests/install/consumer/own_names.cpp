@@ -1,5 +1,5 @@
-// A program may use any name for its own things: these are names that the libraries use inside.
-// Prints the first number of a file, read as text.
+// A program may use any names: these are internal names of the libraries. Prints the first number
+// of a file, read as text.
 //
 //   own_names FILE
 

@@ -1,4 +1,4 @@
-// An observer that prints what a writer changed.
+// An observer that prints the changes of a writer.
 
 #include <cstdio>
 #include <memory>

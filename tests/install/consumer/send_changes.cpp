@@ -1,5 +1,5 @@
-// The server's half: writes to a dataset and sends each pass to its standard output, as a length of
-// eight bytes and a frame.
+// The server: writes to a dataset and sends each pass to its standard output, as a length of eight
+// bytes and a frame.
 //
 //   send_changes | follow_changes
 
