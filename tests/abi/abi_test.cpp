@@ -94,7 +94,7 @@ class VirtualSlots : public testing::Test {
   SvrDMItemPtr item_ = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/true));
 };
 
-TEST_F(VirtualSlots, OfTheHandlesAreTwoDestructorsAndNoMore) {
+TEST_F(VirtualSlots, HandlesHaveOnlyTwoDestructors) {
   const SvrDMDataset plain(item_);
   ExpectCount(TableOf(plain), 2);
   ExpectDestructorsFirst(TableOf(plain), "12SvrDMDataset");
@@ -110,12 +110,12 @@ TEST_F(VirtualSlots, OfTheHandlesAreTwoDestructorsAndNoMore) {
   }
 }
 
-TEST_F(VirtualSlots, OfAnItemAreTwoDestructorsAndNoMore) {
+TEST_F(VirtualSlots, ItemHasOnlyTwoDestructors) {
   ExpectCount(TableOf(*item_), 2);
   ExpectDestructorsFirst(TableOf(*item_), "9SvrDMItem");
 }
 
-TEST_F(VirtualSlots, OfTheErrorMonitorsAreTheDestructorsAndThenTheReport) {
+TEST_F(VirtualSlots, ErrorMonitorsHaveDestructorsThenReport) {
   const InteractiveErrorMonitor monitor(LocallyUniqueID(), nullptr);
   const VirtualTable table = TableOf(monitor);
 
@@ -126,18 +126,18 @@ TEST_F(VirtualSlots, OfTheErrorMonitorsAreTheDestructorsAndThenTheReport) {
   EXPECT_EQ(table.slots[2], Function("_ZN23InteractiveErrorMonitor6ReportE9ErrorText"));
 }
 
-TEST_F(VirtualSlots, OfWhatClientsImplementBeginWithTheCallMadeThroughThem) {
+TEST_F(VirtualSlots, ClientInterfacesStartWithTheirOperation) {
   EXPECT_EQ(VirtualSlot(&SvrDMDataSetObserver::OnDataSetChanged), 0);
   EXPECT_EQ(VirtualSlot(&ORVX_DataSourceFilterHook::FilterDataSource), 0);
   EXPECT_EQ(VirtualSlot(&PackageProxy::SendMessage), 0);
 }
 
-TEST_F(VirtualSlots, OfRegistryObserversAreTheNoticesAfterTheDestructors) {
+TEST_F(VirtualSlots, RegistryObserversHaveDestructorsThenNotices) {
   EXPECT_EQ(VirtualSlot(&ServerDataManagerObserver::DataSetCreated), 2);
   EXPECT_EQ(VirtualSlot(&ServerDataManagerObserver::DataSetDeleted), 3);
 }
 
-TEST_F(VirtualSlots, OfDataSourcesStandInTheOrderInWhichOtherBinariesCallThem) {
+TEST_F(VirtualSlots, DataSourceSlotsAreInTheFixedOrder) {
   const DataFreeDataSource source;
 
   ExpectDestructorsFirst(TableOf(source), "18DataFreeDataSource");
@@ -153,7 +153,7 @@ TEST_F(VirtualSlots, OfDataSourcesStandInTheOrderInWhichOtherBinariesCallThem) {
   ExpectCount(TableOf(source), 11);
 }
 
-TEST_F(VirtualSlots, OfAClonedSourceAreThoseOfASourceWithItsOwnInFiveOfThem) {
+TEST_F(VirtualSlots, CloneOverridesFiveSlotsOfASource) {
   const SvrDMCloneDataSource clone(nullptr);
   const DataFreeDataSource plain;
   const VirtualTable table = TableOf(clone);
@@ -183,7 +183,7 @@ void ExpectMessageSlots(const Message& message, const std::string& mangledClass)
   EXPECT_EQ(VirtualSlot(&Message::VSConcreteSignature), 5);
 }
 
-TEST_F(VirtualSlots, OfTheErrorMessagesStandInTheOrderOfTheSerialisationLayer) {
+TEST_F(VirtualSlots, ErrorMessageSlotsAreInTheOrderOfTheSerialisationLayer) {
   ExpectMessageSlots(ErrorMsg(), "10DEMessages8ErrorMsg");
   ExpectMessageSlots(ReportedErrorMsg(), "12OrvxMessages16ReportedErrorMsg");
   ExpectMessageSlots(ReportedErrorMsgResponse(), "12OrvxMessages24ReportedErrorMsgResponse");
@@ -230,26 +230,26 @@ const void* FirstWordOf(const T& object) {
 
 constexpr std::size_t kVirtualPointer = sizeof(void*);
 
-TEST(Fields, OfAnIdentifierAreOneWordWithTheDomainInTheLowFourBitsAndTheSerialAbove) {
+TEST(Fields, IdentifierIsOneWordWithTheDomainInTheLowFourBits) {
   ExpectFields<LocallyUniqueID>(0, {FIELD(LocallyUniqueID, word_)});
   EXPECT_EQ(std::bit_cast<std::uint32_t>(LocallyUniqueID(5, 0x0ABCDEF1)), 0xABCDEF15U);
   EXPECT_EQ(std::bit_cast<std::uint32_t>(LocallyUniqueID()), 0xFFFFFFFFU);
 }
 
-TEST(Fields, OfAGeneratorAreTheDomainAndTheCounter) {
+TEST(Fields, GeneratorHasDomainAndCounter) {
   ExpectFields<LocallyUniqueIDGenerator>(
       0, {FIELD(LocallyUniqueIDGenerator, domain_), FIELD(LocallyUniqueIDGenerator, next_)});
   EXPECT_EQ(sizeof(LocallyUniqueIDGenerator), 8U);
 }
 
-TEST(Fields, OfAnItemPointerAreOnePointer) {
+TEST(Fields, ItemPointerIsOnePointer) {
   const SvrDMItemPtr item(new SvrDMItem);
 
   EXPECT_EQ(sizeof(SvrDMItemPtr), sizeof(void*));
   EXPECT_EQ(FirstWordOf(item), item.get());
 }
 
-TEST(Fields, OfAnItemStandInThisOrder) {
+TEST(Fields, ItemFieldsAreInThisOrder) {
   ExpectFields<SvrDMItem>(sizeof(ORVX_RefCntObject), {FIELD(SvrDMItem, manager_),
                                                       FIELD(SvrDMItem, dataSource_),
                                                       FIELD(SvrDMItem, handle_),
@@ -281,7 +281,7 @@ TEST(Fields, OfAnItemStandInThisOrder) {
                                                       FIELD(SvrDMItem, creationTime_)});
 }
 
-TEST(Fields, OfAnItemAreOfPlainTypes) {
+TEST(Fields, ItemFieldsHavePlainTypes) {
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::dataSource_), ORVX_DataSource*>));
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::caseSequence_), std::uint32_t>));
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::writersCount_), std::int32_t>));
@@ -292,20 +292,20 @@ TEST(Fields, OfAnItemAreOfPlainTypes) {
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::bootstrapSpecs_), SvrBootstrapSpecs*>));
 }
 
-TEST(Fields, OfTheRegistryAreOnePointerToItsData) {
+TEST(Fields, RegistryIsOnePointer) {
   const ServerDataManager registry;
 
   EXPECT_EQ(sizeof registry, sizeof(void*));
   EXPECT_EQ(FirstWordOf(registry), registry.data_.get());
 }
 
-TEST(Fields, OfTheRegistrysDataStandInThisOrder) {
+TEST(Fields, RegistryDataFieldsAreInThisOrder) {
   using Data = ServerDataManager::Data;
   ExpectFields<Data>(0, {FIELD(Data, items), FIELD(Data, observers), FIELD(Data, generator),
                          FIELD(Data, lock), FIELD(Data, filter), FIELD(Data, owner)});
 }
 
-TEST(Fields, OfTheObserverViewAreOnePointerToItsData) {
+TEST(Fields, ObserverViewIsOnePointer) {
   SvrDMItem item;
   const SvrDMObserverView view(item);
 
@@ -313,7 +313,7 @@ TEST(Fields, OfTheObserverViewAreOnePointerToItsData) {
   EXPECT_EQ(FirstWordOf(view), view.data_.get());
 }
 
-TEST(Fields, OfTheObserverViewsDataStandInThisOrder) {
+TEST(Fields, ObserverViewDataFieldsAreInThisOrder) {
   using Data = SvrDMObserverView::Data;
   SvrDMItem item;
   const Data data(item);
@@ -326,7 +326,7 @@ TEST(Fields, OfTheObserverViewsDataStandInThisOrder) {
   EXPECT_EQ(sizeof data.rowCount, 8U);
 }
 
-TEST(Fields, OfTheHandlesAreAnItemPointerAndInAWriterItsOriginator) {
+TEST(Fields, HandlesHaveAnItemPointerAndWritersAnOriginator) {
   ExpectFields<SvrDMDataset>(kVirtualPointer, {FIELD(SvrDMDataset, item_)});
   EXPECT_EQ(sizeof(SvrDMDataset), 2 * sizeof(void*));
   EXPECT_EQ(sizeof(SvrDMInputDataSource), sizeof(SvrDMDataset));
@@ -335,19 +335,19 @@ TEST(Fields, OfTheHandlesAreAnItemPointerAndInAWriterItsOriginator) {
   EXPECT_EQ(sizeof(SvrDMWriteableDataSource), 3 * sizeof(void*));
 }
 
-TEST(Fields, OfAClonedSourceAreOnePointerToWhatItShares) {
+TEST(Fields, CloneHasOnePointerToItsSharedData) {
   ExpectFields<SvrDMCloneDataSource>(sizeof(ORVX_DataSource), {FIELD(SvrDMCloneDataSource, data_)});
   EXPECT_EQ(sizeof(SvrDMCloneDataSource), sizeof(ORVX_DataSource) + sizeof(void*));
 }
 
-TEST(Fields, OfTheErrorMonitorsStandInThisOrder) {
+TEST(Fields, ErrorMonitorFieldsAreInThisOrder) {
   EXPECT_EQ(sizeof(ErrorMonitor), kVirtualPointer);
   ExpectFields<InteractiveErrorMonitor>(
       kVirtualPointer, {FIELD(InteractiveErrorMonitor, proxy_), FIELD(InteractiveErrorMonitor, id_),
                         FIELD(InteractiveErrorMonitor, reportWarnings_)});
 }
 
-TEST(Fields, OfTheErrorMessagesStandInThisOrder) {
+TEST(Fields, ErrorMessageFieldsAreInThisOrder) {
   ExpectFields<ErrorMsg>(sizeof(VSerializable), {FIELD(ErrorMsg, text_), FIELD(ErrorMsg, code_)});
   ExpectFields<ReportedErrorMsg>(
       sizeof(VSerializable), {FIELD(ReportedErrorMsg, text_), FIELD(ReportedErrorMsg, dataSetID_)});
@@ -355,7 +355,7 @@ TEST(Fields, OfTheErrorMessagesStandInThisOrder) {
                                          {FIELD(ReportedErrorMsgResponse, answer_)});
 }
 
-TEST(Fields, OfABootstrapSpecificationStandInThisOrder) {
+TEST(Fields, BootstrapSpecificationFieldsAreInThisOrder) {
   ExpectFields<SvrBootstrapSpecs>(
       0, {FIELD(SvrBootstrapSpecs, samplingMethod_), FIELD(SvrBootstrapSpecs, strataVars_),
           FIELD(SvrBootstrapSpecs, dependVars_), FIELD(SvrBootstrapSpecs, inputVars_),

@@ -92,7 +92,7 @@ class ChangeStreamThreads : public testing::Test {
 
 // In the order of sending: a snapshot is never between the wrong passes. The first pass reports
 // everything, even after a snapshot.
-TEST_F(ChangeStreamThreads, EveryFrameIsFollowedInTheOrderInWhichItWasSent) {
+TEST_F(ChangeStreamThreads, FramesAreAppliedInTheOrderOfSending) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 
   Together([] {});
@@ -107,7 +107,7 @@ TEST_F(ChangeStreamThreads, EveryFrameIsFollowedInTheOrderInWhichItWasSent) {
   EXPECT_EQ(reader.CaseSequence(), unsigned{kWriters * kWrites});
 }
 
-TEST_F(ChangeStreamThreads, ALostStreamIsTakenOffWhileOthersWrite) {
+TEST_F(ChangeStreamThreads, ALostStreamIsUnregisteredWhileOthersWrite) {
   SvrDMDataset dataset(registry, id);
   int reports = 0;
   channel.fails = true;

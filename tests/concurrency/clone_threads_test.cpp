@@ -83,7 +83,7 @@ TEST_F(ClonesOnThreads, EachCopyHasItsOwnDictionaryAndAllTheRowsOfTheFile) {
   EXPECT_EQ(deaths, 0);
 }
 
-TEST_F(ClonesOnThreads, TheChainGoesExactlyOnceWithTheLastCopyWhicheverThatIs) {
+TEST_F(ClonesOnThreads, TheLastCopyDeletesTheChainOnce) {
   constexpr int kRounds = 200;
   MeetingPoint meeting(kThreads);
   std::vector<std::unique_ptr<SvrDMCloneDataSource>> copies(kThreads);
@@ -111,7 +111,7 @@ TEST_F(ClonesOnThreads, TheChainGoesExactlyOnceWithTheLastCopyWhicheverThatIs) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsOfItsCloneAtOnce) {
+TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsConcurrently) {
   ServerDataManager registry;
   auto* const source = new CountedSurvey(deaths);
   const LocallyUniqueID id = registry.Add(*new SvrDMCloneDataSource(source), "", /*quiet=*/true);
@@ -139,7 +139,7 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsOfItsCloneAtOnce) {
 }
 
 // The clone below is one object for all copies above it, and sets its parent link for each of them.
-TEST_F(ClonesOnThreads, CopiesOverOneCloneBelowMakeIteratorsAtOnce) {
+TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
   const SvrDMCloneDataSource outer(
       new SvrDMCloneDataSource(new FilteredDataSource(new CountedSurvey(deaths))));
   std::vector<int> wrong(kThreads);
@@ -161,7 +161,7 @@ TEST_F(ClonesOnThreads, CopiesOverOneCloneBelowMakeIteratorsAtOnce) {
 
 // The parent that a clone shows while it makes an iterator must be ignored: the survey below has a
 // password that is not mangled, and a file name that would be reported.
-TEST_F(ClonesOnThreads, WhatADatasetRestsOnStaysTheSameWhileIteratorsAreMade) {
+TEST_F(ClonesOnThreads, SystemFileResultIsStableWhileIteratorsAreMade) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(
       *SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY)).release(), SURVEY,
@@ -220,7 +220,7 @@ class ThreeRows : public DataFreeDataSource {
 };
 
 // Each call needs both links, of the clone and of the clone below it.
-TEST(IteratorsOfANestedClone, MadeOnFourThreadsHaveNoWrongRow) {
+TEST(IteratorsOfANestedClone, MadeOnFourThreadsReadCorrectRows) {
   constexpr int kIterators = 50'000;
   const SvrDMCloneDataSource clone(new SvrDMCloneDataSource(new ThreeRows));
   std::vector<int> wrong(kThreads);
@@ -272,7 +272,7 @@ LocallyUniqueID AddClone(ServerDataManager& registry, std::function<void()> job)
                       /*quiet=*/true);
 }
 
-TEST(CloneWhoseSourceWaits, ForAnotherDatasetDoesNotHoldUpTheIteratorsOfThatDataset) {
+TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
   ServerDataManager registry;
   const LocallyUniqueID other = AddClone(registry, [] {});
   const LocallyUniqueID waiting = AddClone(
@@ -291,7 +291,7 @@ TEST(CloneWhoseSourceWaits, ForAnotherDatasetDoesNotHoldUpTheIteratorsOfThatData
   writer.reset();
 }
 
-TEST(CloneWhoseSourceWaits, LetsThreeOtherClonesMakeTheirIteratorsMeanwhile) {
+TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfThreeOtherClones) {
   std::latch gate(1);
   std::atomic<int> inside = 0;
   std::vector<std::unique_ptr<SvrDMCloneDataSource>> clones;
@@ -311,7 +311,7 @@ TEST(CloneWhoseSourceWaits, LetsThreeOtherClonesMakeTheirIteratorsMeanwhile) {
   gate.count_down();
 }
 
-TEST(CloneWhoseSourceWaits, IsAskedForIteratorsByFourThreadsAtOnce) {
+TEST(CloneWhoseSourceWaits, MakesIteratorsOnFourThreadsConcurrently) {
   std::latch gate(1);
   std::atomic<int> inside = 0;
   const SvrDMCloneDataSource clone(new JobAtEachIterator([&] {
@@ -329,7 +329,7 @@ TEST(CloneWhoseSourceWaits, IsAskedForIteratorsByFourThreadsAtOnce) {
   gate.count_down();
 }
 
-TEST(CloneWhoseSourceWaits, HoldsUpNobodyWhoAsksForThePassword) {
+TEST(CloneWhoseSourceWaits, DoesNotBlockReadingThePassword) {
   ServerDataManager registry;
   std::latch gate(1);
   const LocallyUniqueID waiting = AddClone(registry, [&] { gate.wait(); });
@@ -355,7 +355,7 @@ TEST(CloneWhoseSourceWaits, HoldsUpNobodyWhoAsksForThePassword) {
   EXPECT_EQ(mangled, 2);
 }
 
-TEST(CloneWhoseSourceWaits, ShowsItsParentUntilTheLastIteratorIsMadeAndToNoWalker) {
+TEST(CloneWhoseSourceWaits, HidesTheLinkFromChainsUntilTheLastIteratorIsMade) {
   std::latch gates[] = {std::latch(1), std::latch(1)};
   std::atomic<int> calls = 0;
   SvrDMCloneDataSource clone(new JobAtEachIterator([&] {

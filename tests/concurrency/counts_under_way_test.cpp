@@ -57,7 +57,7 @@ class CountsUnderWay : public testing::Test {
 };
 
 // A writer that is being released counts as a reader for a moment.
-TEST_F(CountsUnderWay, StayWithinTheNumberOfHandlesAndEndAtZero) {
+TEST_F(CountsUnderWay, NeverExceedTheNumberOfHandlesAndEndAtZero) {
   const auto reading = Repeated(1000, [&] { Read(); });
   const auto writing = Repeated(500, [&] { Write(); });
   unsigned int mostReaders = 0;
@@ -75,7 +75,7 @@ TEST_F(CountsUnderWay, StayWithinTheNumberOfHandlesAndEndAtZero) {
 }
 
 // All readers hold the lock before any releases it, so their counting overlaps.
-TEST_F(CountsUnderWay, OfReadersAtOneMomentLoseNobody) {
+TEST_F(CountsUnderWay, OfConcurrentReadersAreExact) {
   constexpr int kReaders = 6;
   for (int round = 0; round < 30; ++round) {
     std::latch allIn(kReaders);
@@ -92,7 +92,7 @@ TEST_F(CountsUnderWay, OfReadersAtOneMomentLoseNobody) {
   }
 }
 
-TEST_F(CountsUnderWay, TheCaseSequenceIsSeenRisingFromOtherThreads) {
+TEST_F(CountsUnderWay, CaseSequenceIncreasesForOtherThreads) {
   constexpr unsigned int kIncrements = 2000;
   SvrDMDataset other(registry, id);
   unsigned int last = 0;
@@ -113,7 +113,7 @@ TEST_F(CountsUnderWay, TheCaseSequenceIsSeenRisingFromOtherThreads) {
 }
 
 // Each flag is written by one thread only, which must read back the value that it wrote.
-TEST_F(CountsUnderWay, WindowFlagsDoNotDisturbEachOther) {
+TEST_F(CountsUnderWay, WindowFlagsAreIndependent) {
   const auto toggling = [&](auto set, auto get) {
     return [&, set, get] {
       SvrDMDataset own(registry, id);
@@ -141,7 +141,7 @@ TEST_F(CountsUnderWay, WindowFlagsDoNotDisturbEachOther) {
 }
 
 // The check for null is allowed at any time; using the source needs the lock.
-TEST_F(CountsUnderWay, WhetherThereIsASourceOrASpecificationIsAskedWithoutALock) {
+TEST_F(CountsUnderWay, SourceAndSpecificationAreCheckedForNullWithoutALock) {
   int with = 0, without = 0;
   const auto replacing = Repeated(300, [&] {
     SvrDMWriteableDataSource writer(registry, id, false, nullptr);

@@ -121,7 +121,7 @@ TEST_F(LockMonitorTest, PrintsAReportAsText) {
   EXPECT_EQ(LockReport().Text(), "No lock is held.\n");
 }
 
-TEST_F(LockMonitorTest, ReportsEveryReaderOfADatasetAndForgetsThoseThatAreReleased) {
+TEST_F(LockMonitorTest, ReportsEveryReaderUntilItIsReleased) {
   Reader one(std::in_place, firstItem_, false);
   const Reader two(std::in_place, firstItem_, false);
   EXPECT_THAT(registry_.GetLockReport().holds, SizeIs(2));
@@ -131,12 +131,12 @@ TEST_F(LockMonitorTest, ReportsEveryReaderOfADatasetAndForgetsThoseThatAreReleas
   EXPECT_EQ(report.holds[0].handle, &*two);
 }
 
-TEST_F(LockMonitorTest, KeepsALongLabelUpToItsThirtyFirstByte) {
+TEST_F(LockMonitorTest, TruncatesALabelTo31Bytes) {
   const SvrDMInputDataSource reader(firstItem_, false, "1234567890123456789012345678901234567890");
   EXPECT_EQ(registry_.GetLockReport().holds.at(0).label, "1234567890123456789012345678901");
 }
 
-TEST_F(LockMonitorTest, ReportsWhoWaitsForAWriter) {
+TEST_F(LockMonitorTest, ReportsAThreadThatWaitsForAWriter) {
   Writer writer(std::in_place, firstItem_, false, nullptr, "import");
   WatchedThread waiting([&] {
     LockMonitor::NameThread("charts");
@@ -162,7 +162,7 @@ TEST_F(LockMonitorTest, ReportsWhoWaitsForAWriter) {
   EXPECT_THAT(Incidents(), IsEmpty());
 }
 
-TEST_F(LockMonitorTest, ForgetsAReaderThatIsReleasedOnAnotherThread) {
+TEST_F(LockMonitorTest, RemovesAReaderReleasedOnAnotherThread) {
   Reader reader(std::in_place, firstItem_, false);
   std::thread([&] { reader.reset(); }).join();
   EXPECT_THAT(registry_.GetLockReport().holds, IsEmpty());
@@ -192,7 +192,7 @@ TEST_F(LockMonitorTest, ReportsALockThatWasAcquiredWithoutAHandle) {
   EXPECT_THAT(registry_.GetLockReport().holds, IsEmpty());
 }
 
-TEST_F(LockMonitorTest, ReportsALockThatAFailedTryLeavesHeldForGood) {
+TEST_F(LockMonitorTest, ReportsALockThatAFailedTryLeavesHeldForever) {
   Writer writer(std::in_place, firstItem_, false, nullptr, "import");
   EXPECT_THROW(SvrDMWriteableDataSource(firstItem_, true, nullptr), int);
   writer.reset();
@@ -208,7 +208,7 @@ TEST_F(LockMonitorTest, ReportsOnlyTheLocksOfItsRegistry) {
   EXPECT_THAT(other.GetLockReport().holds, IsEmpty());
 }
 
-TEST_F(LockMonitorTest, ReportsTheNotificationMutexAndWhoWaitsForIt) {
+TEST_F(LockMonitorTest, ReportsTheNotificationMutexAndItsWaiter) {
   RecordingObserver observer;
   RecordingObserver late;
   std::optional<WatchedThread> registers;
@@ -232,7 +232,7 @@ TEST_F(LockMonitorTest, ReportsTheNotificationMutexAndWhoWaitsForIt) {
   EXPECT_TRUE(report.waits[0].lock == report.holds[1].lock);
 }
 
-TEST_F(LockMonitorTest, ReportsTheRegistryLockAndWhoWaitsForIt) {
+TEST_F(LockMonitorTest, ReportsTheRegistryLockAndItsWaiter) {
   RecordingRegistryObserver observer;
   std::optional<WatchedThread> asks;
   LockReport report;
@@ -255,7 +255,7 @@ TEST_F(LockMonitorTest, ReportsTheRegistryLockAndWhoWaitsForIt) {
 }
 
 // Every report is consistent: no lock has a writer and another holder.
-TEST_F(LockMonitorTest, NeverReportsAWriterBesideAnotherHolder) {
+TEST_F(LockMonitorTest, NeverReportsAWriterWithAnotherHolder) {
   constexpr int kRounds = 2000;
   std::atomic<int> running{3};
   const auto use = [&](bool writes) {
@@ -289,7 +289,7 @@ TEST_F(LockMonitorTest, NeverReportsAWriterBesideAnotherHolder) {
 // ---------------------------------------------------------------------------------------------
 // Deadlocks
 
-TEST_F(LockMonitorTest, FindsThatAThreadWaitsForItself) {
+TEST_F(LockMonitorTest, DetectsAThreadThatWaitsForItself) {
   Reader reader(std::in_place, firstItem_, false);
   WatchedThread writes([&] {
     LockMonitor::NameThread("recode");
@@ -312,7 +312,7 @@ TEST_F(LockMonitorTest, FindsThatAThreadWaitsForItself) {
                                                          "reads itself"));
 }
 
-TEST_F(LockMonitorTest, FindsTwoThreadsThatWaitForEachOthersDatasets) {
+TEST_F(LockMonitorTest, DetectsADeadlockOfTwoThreads) {
   Reader ofCharts;
   std::latch chartsReads(1);
   std::latch importWrites(1);
@@ -353,7 +353,7 @@ TEST_F(LockMonitorTest, FindsTwoThreadsThatWaitForEachOthersDatasets) {
           "dataset 0:1, which import \\(thread [0-9]+\\) writes"));
 }
 
-TEST_F(LockMonitorTest, FindsThreeThreadsInACircle) {
+TEST_F(LockMonitorTest, DetectsADeadlockOfThreeThreads) {
   const LocallyUniqueID third = AddDataset(registry_, "E");
   SvrDMItemPtr items[] = {firstItem_, secondItem_, registry_.GetDataSet(third)};
   Writer writers[3];
@@ -378,7 +378,7 @@ TEST_F(LockMonitorTest, FindsThreeThreadsInACircle) {
   EXPECT_THAT(Incidents()[0].steps, SizeIs(3));
 }
 
-TEST_F(LockMonitorTest, FindsACircleThroughTheRegistryLockAndADataset) {
+TEST_F(LockMonitorTest, DetectsADeadlockOfRegistryLockAndDataset) {
   Writer ofImport;
   std::latch importWrites(1);
   std::latch observerRuns(1);
@@ -410,7 +410,7 @@ TEST_F(LockMonitorTest, FindsACircleThroughTheRegistryLockAndADataset) {
 
 using LockMonitorDeathTest = LockMonitorTest;
 
-TEST_F(LockMonitorDeathTest, FindsAnObserverThatRegistersWithTheDatasetThatCallsIt) {
+TEST_F(LockMonitorDeathTest, DetectsAnObserverThatRegistersDuringItsNotice) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
     LockMonitor::SetHandler(PrintAndExit);
@@ -424,7 +424,7 @@ TEST_F(LockMonitorDeathTest, FindsAnObserverThatRegistersWithTheDatasetThatCalls
               "holds itself");
 }
 
-TEST_F(LockMonitorDeathTest, FindsACircleThroughTheRegistryLockAndANotificationMutex) {
+TEST_F(LockMonitorDeathTest, DetectsADeadlockOfRegistryLockAndNotificationMutex) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
     LockMonitor::SetHandler(PrintAndExit);
@@ -449,7 +449,7 @@ TEST_F(LockMonitorDeathTest, FindsACircleThroughTheRegistryLockAndANotificationM
   EXPECT_EXIT(deadlock(), testing::ExitedWithCode(3), "deadlock: .*the registry lock");
 }
 
-TEST_F(LockMonitorDeathTest, FindsTwoDatasetObserversThatWriteEachOthersDatasets) {
+TEST_F(LockMonitorDeathTest, DetectsObserversThatWriteEachOthersDatasets) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
     LockMonitor::SetHandler(PrintAndExit);
@@ -477,7 +477,7 @@ TEST_F(LockMonitorDeathTest, FindsTwoDatasetObserversThatWriteEachOthersDatasets
 // ---------------------------------------------------------------------------------------------
 // Long waits, handlers
 
-TEST_F(LockMonitorTest, NoticesALongWaitOnceWhenAReportIsMade) {
+TEST_F(LockMonitorTest, ReportsALongWaitOnceWhenAReportIsMade) {
   LockMonitor::SetHandler([this](const LockIncident& incident) { Keep(incident); },
                           milliseconds(1));
   Writer writer(std::in_place, firstItem_, false, nullptr, "import");
@@ -497,7 +497,7 @@ TEST_F(LockMonitorTest, NoticesALongWaitOnceWhenAReportIsMade) {
   EXPECT_THAT(incidents[0].Text(), HasSubstr("writes as \"import\""));
 }
 
-TEST_F(LockMonitorTest, NoticesALongWaitWhenItEnds) {
+TEST_F(LockMonitorTest, ReportsALongWaitWhenItEnds) {
   LockMonitor::SetHandler([this](const LockIncident& incident) { Keep(incident); },
                           milliseconds(1));
   Writer writer(std::in_place, firstItem_, false, nullptr);
@@ -512,7 +512,7 @@ TEST_F(LockMonitorTest, NoticesALongWaitWhenItEnds) {
   EXPECT_EQ(Incidents()[0].kind, LockIncident::Kind::LongWait);
 }
 
-TEST_F(LockMonitorTest, GoesOnWhereTheHandlerThrows) {
+TEST_F(LockMonitorTest, IgnoresExceptionsOfTheHandler) {
   LockMonitor::SetHandler([this](const LockIncident& incident) {
     Keep(incident);
     throw std::runtime_error("the handler's own trouble");
@@ -528,7 +528,7 @@ TEST_F(LockMonitorTest, GoesOnWhereTheHandlerThrows) {
   EXPECT_THAT(Incidents(), SizeIs(1));
 }
 
-TEST_F(LockMonitorTest, ForgetsWhatWasHeldWhenItWasSwitchedOff) {
+TEST_F(LockMonitorTest, DropsHoldsWhenItIsSwitchedOff) {
   Reader reader(std::in_place, firstItem_, false);
   LockMonitor::Stop();
   reader.reset();
@@ -536,7 +536,7 @@ TEST_F(LockMonitorTest, ForgetsWhatWasHeldWhenItWasSwitchedOff) {
   EXPECT_THAT(registry_.GetLockReport().holds, IsEmpty());
 }
 
-TEST_F(LockMonitorTest, LetsALockBeReleasedThatWasAcquiredWhileItWasOff) {
+TEST_F(LockMonitorTest, AllowsReleasingALockAcquiredWhileItWasOff) {
   LockMonitor::Stop();
   Reader reader(std::in_place, firstItem_, false);
   LockMonitor::Start();

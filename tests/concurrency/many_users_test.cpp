@@ -137,7 +137,7 @@ class Busy {
 
 // All threads start together. Writers and readers of one dataset acquire its lock in any order,
 // while the registry is busy with other datasets.
-TEST(ManyUsers, LeaveCountsAtZeroAndEveryFollowerEqualToItsSource) {
+TEST(ManyUsers, LeaveCountsAtZeroAndEveryMirrorEqualToItsSource) {
   ServerDataManager registry;
   std::vector<std::unique_ptr<Busy>> datasets;
   for (int i = 0; i < kDatasets; ++i) datasets.push_back(std::make_unique<Busy>(registry));

@@ -81,7 +81,7 @@ TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
 }
 
 // The thread reads; then the registry deletes the dataset; then the thread releases it.
-TEST(RegistryThreads, ADatasetThatIsReadOutlivesItsDeletionByAnotherThread) {
+TEST(RegistryThreads, ADatasetWithAReaderOutlivesItsDeletion) {
   int deaths = 0;
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(*new support::CountedSource(deaths), "", /*quiet=*/false);
@@ -103,7 +103,7 @@ TEST(RegistryThreads, ADatasetThatIsReadOutlivesItsDeletionByAnotherThread) {
 }
 
 // The dataset's lock is acquired only after the registry has answered.
-TEST(RegistryThreads, TheRegistryIsFreeWhileAThreadWaitsForADataset) {
+TEST(RegistryThreads, WaitingForADatasetDoesNotBlockTheRegistry) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");
   auto writer = std::make_unique<SvrDMWriteableDataSource>(registry, id, false, nullptr);
@@ -130,7 +130,7 @@ struct NamedCall {
 };
 
 // The observer blocks the notice until every other thread sleeps waiting for the registry lock.
-TEST(RegistryThreads, OtherThreadsWaitWhileRegistryObserversAreTold) {
+TEST(RegistryThreads, OtherThreadsWaitWhileRegistryObserversAreNotified) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A", /*quiet=*/true);
   RecordingRegistryObserver observer, another;
@@ -215,7 +215,7 @@ class AskedHook : public ORVX_DataSourceFilterHook {
 
 // The hook blocks each Add in the middle: the identifier is generated, or its old dataset deleted,
 // and nothing is added yet.
-TEST(RegistryThreads, OtherThreadsWaitInTheMiddleOfAnAdding) {
+TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   ServerDataManager registry;
   AskedHook hook;
   registry.RegisterFilter(&hook);
@@ -245,7 +245,7 @@ TEST(RegistryThreads, OtherThreadsWaitInTheMiddleOfAnAdding) {
 }
 
 // The hook is called under the registry lock, and the other threads do not wait for it.
-TEST(RegistryThreads, TheRegistryLockIsNotTakenWhereNobodyIsToldAndByTheHooksInstallation) {
+TEST(RegistryThreads, RegistryLockIsNotTakenWithoutANoticeNorByRegisterFilter) {
   ServerDataManager registry;
   AskedHook hook, another;
   RecordingRegistryObserver observer;
@@ -280,7 +280,7 @@ TEST(RegistryThreads, TheRegistryLockIsNotTakenWhereNobodyIsToldAndByTheHooksIns
 
 // An observer blocks another dataset's notice, so both threads that could announce the dataset have
 // come as far as possible before either can notify.
-TEST(RegistryThreads, ADatasetIsAnnouncedOnceByAReleasedWriterAndACallAtTheSameTime) {
+TEST(RegistryThreads, ADatasetIsAnnouncedOnceByConcurrentCalls) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);
   SvrDMItemPtr item = registry.GetDataSet(id);
@@ -362,7 +362,7 @@ TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByTheirs) {
 }
 
 // The observer blocks the pass until the other threads sleep waiting for the notification mutex.
-TEST(RegistryThreads, RegisteringAndUnregisteringWaitWhileObserversOfADatasetAreTold) {
+TEST(RegistryThreads, RegisterAndUnregisterWaitWhileObserversAreNotified) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");
   const auto dataset = [&] { return SvrDMDataset(registry, id); };
@@ -390,7 +390,7 @@ TEST(RegistryThreads, RegisteringAndUnregisteringWaitWhileObserversOfADatasetAre
 }
 
 // In every round one thread writes while the other repeatedly registers and unregisters.
-TEST(RegistryThreads, ObserversOfADatasetComeAndGoWhileAnotherThreadWrites) {
+TEST(RegistryThreads, ObserversRegisterAndUnregisterWhileAnotherThreadWrites) {
   constexpr int kRounds = 200;
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");

@@ -64,7 +64,7 @@ TEST_F(TurnsAtTheLock, AReaderWaitsForTheWriterAndSeesWhatItWrote) {
 }
 
 // Two readers hold the lock on separate threads when the writer requests it.
-TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastOfTheReaders) {
+TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastReader) {
   auto first = Reader();
   std::unique_ptr<SvrDMInputDataSource> second;
   std::thread([&] { second = Reader(); }).join();
@@ -78,7 +78,7 @@ TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastOfTheReaders) {
 }
 
 // This thread reads, a writer sleeps waiting for the lock, and this thread reads again repeatedly.
-TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhileAWriterWaits) {
+TEST_F(TurnsAtTheLock, AReaderMayReadAgainWhileAWriterWaits) {
   auto outer = Reader();
   WatchedThread writing([&] { Writer(); });
   EXPECT_TRUE(writing.Waits());
@@ -98,7 +98,7 @@ TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhileAWriterWaits) {
 // A writer sleeps waiting for the lock when a thread that does not read yet requests it: that
 // thread waits for the writer. If the machine is so slow that the reader is admitted before the
 // others release, tries again.
-TEST_F(TurnsAtTheLock, ANewReaderStandsBehindAWaitingWriter) {
+TEST_F(TurnsAtTheLock, ANewReaderWaitsForAWaitingWriter) {
   std::string seen;
   for (int time = 0; seen.empty() && time < 20; ++time) {
     auto reader = Reader();
@@ -124,7 +124,7 @@ TEST_F(TurnsAtTheLock, ANewReaderStandsBehindAWaitingWriter) {
   EXPECT_EQ(seen, "written");
 }
 
-TEST_F(TurnsAtTheLock, WritersWaitingTogetherAllGetTheirTurn) {
+TEST_F(TurnsAtTheLock, AllWaitingWritersGetTheLock) {
   constexpr int kWriters = 4;
   auto holder = Writer();
   std::vector<std::unique_ptr<WatchedThread>> writing;
@@ -154,7 +154,7 @@ bool ComesTrue(const std::function<bool()>& condition) {
 
 // x, z and w read, each on its own thread. Another thread destroys z's reader and z's thread
 // destroys w's; a writer sleeps waiting for the lock; then x reads again.
-TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhoeverDestroyedOtherReaders) {
+TEST_F(TurnsAtTheLock, AReaderMayReadAgainAfterOtherThreadsReleasedReaders) {
   std::unique_ptr<SvrDMInputDataSource> x, z, w;
   std::latch xReads(1), zReads(1), mayDestroyW(1), mayReadAgain(1);
   WatchedThread threadX([&] {
@@ -187,7 +187,7 @@ TEST_F(TurnsAtTheLock, AThreadThatReadsMayReadAgainWhoeverDestroyedOtherReaders)
 
 // The reader is passed to another thread, which reads again while a writer sleeps waiting for the
 // lock.
-TEST_F(TurnsAtTheLock, AThreadThatWasGivenAReaderMayReadAgain) {
+TEST_F(TurnsAtTheLock, AThreadThatTookOverAReaderMayReadAgain) {
   auto given = Reader();
   WatchedThread writing([&] { Writer(); });
   EXPECT_TRUE(writing.Waits());
@@ -203,7 +203,7 @@ TEST_F(TurnsAtTheLock, AThreadThatWasGivenAReaderMayReadAgain) {
 }
 
 // This thread reads and waits for helpers, which read while a writer sleeps waiting for the lock.
-TEST_F(TurnsAtTheLock, AThreadThatReadsMayWaitForThreadsThatRead) {
+TEST_F(TurnsAtTheLock, AReaderMayWaitForThreadsThatRead) {
   auto reader = Reader();
   WatchedThread writing([&] { Writer(); });
   EXPECT_TRUE(writing.Waits());
@@ -218,7 +218,7 @@ TEST_F(TurnsAtTheLock, AThreadThatReadsMayWaitForThreadsThatRead) {
 
 // --- Handles that are released on another thread ---
 
-TEST_F(TurnsAtTheLock, AReaderReleasedOnAnotherThreadLetsTheWriterIn) {
+TEST_F(TurnsAtTheLock, AReaderReleasedOnAnotherThreadAdmitsTheWriter) {
   auto reader = Reader();
   WatchedThread writing([&] { Writer(); });
   EXPECT_TRUE(writing.Waits());
@@ -229,7 +229,7 @@ TEST_F(TurnsAtTheLock, AReaderReleasedOnAnotherThreadLetsTheWriterIn) {
   EXPECT_EQ(SvrDMDataset(registry, id).ReadersCount(), 0U);
 }
 
-TEST_F(TurnsAtTheLock, AWriterReleasedOnAnotherThreadLetsTheReaderIn) {
+TEST_F(TurnsAtTheLock, AWriterReleasedOnAnotherThreadAdmitsTheReader) {
   auto writer = Writer();
   WatchedThread reading([&] { Reader(); });
   EXPECT_TRUE(reading.Waits());
@@ -241,7 +241,7 @@ TEST_F(TurnsAtTheLock, AWriterReleasedOnAnotherThreadLetsTheReaderIn) {
 }
 
 // The thread that created the handle has ended when the handle is released.
-TEST_F(TurnsAtTheLock, AHandleMayOutliveTheThreadThatTookIt) {
+TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
   std::unique_ptr<SvrDMInputDataSource> reader;
   std::thread([&] { reader = Reader(); }).join();
   WatchedThread writing([&] { Writer(); });
@@ -353,7 +353,7 @@ class Third {
 constexpr int kTurnsUnderWay = 2;
 
 // A reader ends its turn after the other one has started one, so one of them always holds the lock.
-TEST_F(TurnsAtTheLock, AWriterGetsInWithin100MillisecondsThoughTwoReadersOverlapForEver) {
+TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlapForever) {
   const TwoInTurns readers(
       [&](const auto& turn) {
         const auto reader = Reader();
@@ -373,7 +373,7 @@ TEST_F(TurnsAtTheLock, AWriterGetsInWithin100MillisecondsThoughTwoReadersOverlap
 }
 
 // A writer ends its turn after the other one has queued, so one of them always waits.
-TEST_F(TurnsAtTheLock, AReaderGetsInWithin100MillisecondsThoughTwoWritersFollowForEver) {
+TEST_F(TurnsAtTheLock, AReaderIsAdmittedWithin100MillisecondsWhileWritersAlternateForever) {
   const SvrDMDataset handle(registry, id);
   const TwoInTurns writers(
       [&](const auto& turn) {

@@ -50,7 +50,7 @@ TEST(ProcessExit, DestroysTheSourcesOfTheRegistry) {
   EXPECT_THAT(ended.output, HasSubstr("source destroyed\n"));
 }
 
-TEST(ProcessExit, LeavesAnEmptyRegistryThatCanBeCalledAndHandlesThatKeepTheirDataset) {
+TEST(ProcessExit, LeavesAnEmptyUsableRegistryAndValidHandles) {
   const Ended ended = EndOf("called afterwards");
 
   EXPECT_EQ(ended.status, 0) << ended.output;

@@ -199,7 +199,7 @@ class SavedFileOnDisk : public testing::Test {
 // ---------------------------------------------------------------------------------------------
 // Changes by other programs
 
-TEST_F(SavedFileOnDisk, TouchedLaterByAnotherProcessCountsAsChanged) {
+TEST_F(SavedFileOnDisk, TouchedLaterIsChanged) {
   Hold();
   EXPECT_FALSE(CountsAsChanged());
 
@@ -209,7 +209,7 @@ TEST_F(SavedFileOnDisk, TouchedLaterByAnotherProcessCountsAsChanged) {
 }
 
 // An oddity that is kept: only seconds are compared.
-TEST_F(SavedFileOnDisk, TouchedByAnotherProcessWithinTheSameSecondCountsAsUnchanged) {
+TEST_F(SavedFileOnDisk, TouchedWithinTheSameSecondIsUnchanged) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] {
@@ -221,7 +221,7 @@ TEST_F(SavedFileOnDisk, TouchedByAnotherProcessWithinTheSameSecondCountsAsUnchan
   EXPECT_FALSE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, WrittenInPlaceByAnotherProcessCountsAsChanged) {
+TEST_F(SavedFileOnDisk, WrittenInPlaceIsChanged) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess(
@@ -231,7 +231,7 @@ TEST_F(SavedFileOnDisk, WrittenInPlaceByAnotherProcessCountsAsChanged) {
   EXPECT_TRUE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, TruncatedByAnotherProcessCountsAsChangedAndStaysHeld) {
+TEST_F(SavedFileOnDisk, TruncatedIsChangedAndStaysOpen) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] { return truncate(path_.c_str(), 0); }), 0);
@@ -240,7 +240,7 @@ TEST_F(SavedFileOnDisk, TruncatedByAnotherProcessCountsAsChangedAndStaysHeld) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFileOnDisk, DeletedByAnotherProcessCountsAsUnchangedAndStaysHeld) {
+TEST_F(SavedFileOnDisk, DeletedIsUnchangedAndStaysOpen) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] { return unlink(path_.c_str()); }), 0);
@@ -250,7 +250,7 @@ TEST_F(SavedFileOnDisk, DeletedByAnotherProcessCountsAsUnchangedAndStaysHeld) {
 }
 
 // An oddity that is kept: the open file is checked, not the name.
-TEST_F(SavedFileOnDisk, ReplacedByARenameCountsAsUnchangedUntilItIsTakenHoldOfAnew) {
+TEST_F(SavedFileOnDisk, ReplacedByARenameIsUnchangedUntilOpenedAgain) {
   SvrDMItemPtr item = Hold();
   const std::string other = folder_.Write("other.tsv");
 
@@ -266,7 +266,7 @@ TEST_F(SavedFileOnDisk, ReplacedByARenameCountsAsUnchangedUntilItIsTakenHoldOfAn
   EXPECT_TRUE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, StaysHeldAndAskedWhenThePermissionToReadItIsTakenAway) {
+TEST_F(SavedFileOnDisk, StaysOpenAfterReadPermissionIsRemoved) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] { return chmod(path_.c_str(), 0); }), 0);
@@ -276,7 +276,7 @@ TEST_F(SavedFileOnDisk, StaysHeldAndAskedWhenThePermissionToReadItIsTakenAway) {
   EXPECT_FALSE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, ThatMayNotBeReadIsSilentlyNotHeldAndTriedAgainNextTime) {
+TEST_F(SavedFileOnDisk, UnreadableIsSilentlyNotOpenedAndRetried) {
   std::filesystem::permissions(folder_.Path("."), std::filesystem::perms(0755));
   ASSERT_EQ(chmod(path_.c_str(), 0), 0);
   SvrDMItemPtr item(nullptr);
@@ -295,7 +295,7 @@ TEST_F(SavedFileOnDisk, ThatMayNotBeReadIsSilentlyNotHeldAndTriedAgainNextTime) 
   EXPECT_EQ(Held(), 1);
 }
 
-TEST_F(SavedFileOnDisk, NobodyIsAskedAboutAFileThatNoDatasetHas) {
+TEST_F(SavedFileOnDisk, UnknownFileIsUnchanged) {
   Hold();
   fstatCalls = 0;
 
@@ -309,7 +309,7 @@ TEST_F(SavedFileOnDisk, NobodyIsAskedAboutAFileThatNoDatasetHas) {
 // ---------------------------------------------------------------------------------------------
 // Locks
 
-TEST_F(SavedFileOnDisk, RefusesAnotherProcessEitherKindOfLockForWriting) {
+TEST_F(SavedFileOnDisk, BlocksWriteLocksOfOtherProcesses) {
   Hold();
 
   EXPECT_FALSE(AnotherProcessMayWrite(path_, F_SETLK));
@@ -320,7 +320,7 @@ TEST_F(SavedFileOnDisk, RefusesAnotherProcessEitherKindOfLockForWriting) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_, F_OFD_SETLK));
 }
 
-TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedThoughAnotherProcessHasItLockedForWriting) {
+TEST_F(SavedFileOnDisk, IsOpenedEvenIfAnotherProcessHasAWriteLock) {
   const WritingProcess writer(path_);
 
   Hold();
@@ -331,7 +331,7 @@ TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedThoughAnotherProcessHasItLockedForWrit
   EXPECT_TRUE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, ALockThatAWritingProcessRefusedIsAskedForOnlyWhenTheFileIsOpenedAnew) {
+TEST_F(SavedFileOnDisk, ARefusedLockIsRetriedOnlyWhenTheFileIsOpenedAgain) {
   SvrDMItemPtr item(nullptr);
   {
     const WritingProcess writer(path_);
@@ -346,7 +346,7 @@ TEST_F(SavedFileOnDisk, ALockThatAWritingProcessRefusedIsAskedForOnlyWhenTheFile
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFileOnDisk, TheLockIsTheOpenFilesAndStaysWhenThisProcessClosesTheFileElsewhere) {
+TEST_F(SavedFileOnDisk, LockBelongsToTheOpenFileNotToTheProcess) {
   Hold();
 
   // Releases every lock of the process on the file.
@@ -366,7 +366,7 @@ int WhatIsWrongWithoutLocks(const std::string& path) {
   return registry.SavFileExternallyChanged(path) ? 0 : 3;
 }
 
-TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedWhereTheKernelRefusesLocks) {
+TEST_F(SavedFileOnDisk, IsOpenedIfTheKernelRefusesLocks) {
   constexpr int kCannotRefuse = 100;
 
   const int wrong = InAnotherProcess([&] {
@@ -378,7 +378,7 @@ TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedWhereTheKernelRefusesLocks) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedOnAFileSystemWithoutLocks) {
+TEST_F(SavedFileOnDisk, IsOpenedOnAFileSystemWithoutLocks) {
   if (HasLocks(path_)) {
     GTEST_SKIP() << "the temporary folder has locks; play this test with TMPDIR in a folder of a "
                     "file system without them";
@@ -392,7 +392,7 @@ TEST_F(SavedFileOnDisk, IsHeldOpenAndAskedOnAFileSystemWithoutLocks) {
 
 constexpr int kThousands = 3000;
 
-TEST_F(SavedFileOnDisk, ThousandsOfOpensLeaveOneDescriptorAndNoneAfterwards) {
+TEST_F(SavedFileOnDisk, ThousandsOfOpensLeakNoDescriptor) {
   SvrDMItemPtr item = Hold();
   const std::string other = folder_.Write("other.tsv");
 
@@ -407,7 +407,7 @@ TEST_F(SavedFileOnDisk, ThousandsOfOpensLeaveOneDescriptorAndNoneAfterwards) {
   EXPECT_EQ(Held(), 1);
 }
 
-TEST_F(SavedFileOnDisk, ThousandsOfFailedOpensLeaveNoDescriptor) {
+TEST_F(SavedFileOnDisk, ThousandsOfFailedOpensLeakNoDescriptor) {
   ASSERT_EQ(mkfifo(folder_.Path("fifo").c_str(), 0600), 0);
   std::filesystem::create_symlink("circle", folder_.Path("circle"));
   const std::vector<std::string> unfit = {
@@ -426,7 +426,7 @@ TEST_F(SavedFileOnDisk, ThousandsOfFailedOpensLeaveNoDescriptor) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFileOnDisk, ThousandsOfReplacedSourcesLeaveOneDescriptorAndNoneWithTheLast) {
+TEST_F(SavedFileOnDisk, ThousandsOfReplacedSourcesLeakNoDescriptor) {
   SvrDMItemPtr item = Hold();
 
   for (int turn = 0; turn < kThousands; ++turn) {
@@ -439,7 +439,7 @@ TEST_F(SavedFileOnDisk, ThousandsOfReplacedSourcesLeaveOneDescriptorAndNoneWithT
   EXPECT_EQ(Held(), 0);
 }
 
-TEST_F(SavedFileOnDisk, ThousandsOfDatasetsAddedAndDeletedLeaveNoDescriptor) {
+TEST_F(SavedFileOnDisk, ThousandsOfAddedAndDeletedDatasetsLeakNoDescriptor) {
   for (int turn = 0; turn < kThousands; ++turn) registry_.Delete(Add(path_));
   EXPECT_EQ(Held(), 0);
 
@@ -449,7 +449,7 @@ TEST_F(SavedFileOnDisk, ThousandsOfDatasetsAddedAndDeletedLeaveNoDescriptor) {
   EXPECT_EQ(Held(), 1);
 }
 
-TEST_F(SavedFileOnDisk, ADeletedDatasetLetsGoOfItWithItsLastHandle) {
+TEST_F(SavedFileOnDisk, TheLastHandleOfADeletedDatasetClosesIt) {
   const LocallyUniqueID id = Add(path_);
   {
     const SvrDMDataset handle(registry_, id);
@@ -459,7 +459,7 @@ TEST_F(SavedFileOnDisk, ADeletedDatasetLetsGoOfItWithItsLastHandle) {
   EXPECT_EQ(Held(), 0);
 }
 
-TEST_F(SavedFileOnDisk, ARegistryThatGoesLetsGoOfEveryFile) {
+TEST_F(SavedFileOnDisk, DestroyingARegistryClosesEveryFile) {
   {
     ServerDataManager registry;
     registry.Add(NewSource(), path_, /*quiet=*/true);
@@ -469,7 +469,7 @@ TEST_F(SavedFileOnDisk, ARegistryThatGoesLetsGoOfEveryFile) {
   EXPECT_EQ(Held(), 0);
 }
 
-TEST_F(SavedFileOnDisk, IsLetGoWhereverMemoryRunsOutWhileItsDatasetIsAdded) {
+TEST_F(SavedFileOnDisk, IsClosedIfAnyAllocationOfAddFails) {
   int failures = 0;
   for (bool added = false; !added; ++failures) {
     int deaths = 0;
@@ -488,7 +488,7 @@ TEST_F(SavedFileOnDisk, IsLetGoWhereverMemoryRunsOutWhileItsDatasetIsAdded) {
   EXPECT_GT(failures, 3);
 }
 
-TEST_F(SavedFileOnDisk, IsSilentlyNotHeldWhileNoDescriptorIsLeftAndTriedAgainNextTime) {
+TEST_F(SavedFileOnDisk, IsSilentlyNotOpenedWithoutDescriptorsAndRetried) {
   SvrDMItemPtr item(nullptr);
   {
     const NoDescriptors none;
@@ -502,7 +502,7 @@ TEST_F(SavedFileOnDisk, IsSilentlyNotHeldWhileNoDescriptorIsLeftAndTriedAgainNex
   EXPECT_EQ(Held(), 1);
 }
 
-TEST_F(SavedFileOnDisk, IsNotInheritedByAProgramStartedMeanwhile) {
+TEST_F(SavedFileOnDisk, IsNotInheritedByChildProcesses) {
   Hold();
   const std::string passedOn = folder_.Write("passed_on.tsv");
   const int descriptor = open(passedOn.c_str(), O_RDONLY);  // without O_CLOEXEC, to be inherited

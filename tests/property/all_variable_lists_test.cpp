@@ -152,11 +152,11 @@ void ExpectAllPairsRight(bool redefined) {
   std::cout << tour.Pairs() << " pairs of lists over " << kIdentifiers << " identifiers\n";
 }
 
-TEST(AllVariableLists, FromEachToEachTheMessagesAreThePlainOnesAndLeadThere) {
+TEST(AllVariableLists, MessagesEqualThePlainAlgorithmsForEveryPair) {
   ExpectAllPairsRight(/*redefined=*/false);
 }
 
-TEST(AllVariableLists, WithChangedDefinitionsTooTheMessagesAreThePlainOnesAndLeadThere) {
+TEST(AllVariableLists, MessagesEqualThePlainAlgorithmsWithChangedDefinitions) {
   ExpectAllPairsRight(/*redefined=*/true);
 }
 

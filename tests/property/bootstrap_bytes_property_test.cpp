@@ -180,7 +180,7 @@ class Verdicts {
 
 // ---- properties ---------------------------------------------------------------------------------
 
-TEST(BootstrapBytesProperty, ThisMachinesBytesGiveTheRecordAgainAndAreWhole) {
+TEST(BootstrapBytesProperty, NativeBytesRoundTripAndAreWhole) {
   ForAll(kRuns, [] {
     const Specs specs = AnySpecs();
     const std::string bytes = BytesOf(specs);
@@ -189,7 +189,7 @@ TEST(BootstrapBytesProperty, ThisMachinesBytesGiveTheRecordAgainAndAreWhole) {
   });
 }
 
-TEST(BootstrapBytesProperty, TheOtherByteOrdersBytesGiveTheRecordAgainAndAreWhole) {
+TEST(BootstrapBytesProperty, SwappedBytesRoundTripAndAreWhole) {
   ForAll(kRuns, [] {
     const Specs specs = AnySpecs();
     const std::string bytes = InTheOtherByteOrder(BytesOf(specs));
@@ -198,11 +198,11 @@ TEST(BootstrapBytesProperty, TheOtherByteOrdersBytesGiveTheRecordAgainAndAreWhol
   });
 }
 
-TEST(BootstrapBytesProperty, EveryPrefixIsRefused) {
+TEST(BootstrapBytesProperty, EveryPrefixIsRejected) {
   ForAll(kRuns, [] { AssertEveryPrefixRefused(AnyWholeBytes()); });
 }
 
-TEST(BootstrapBytesProperty, BytesBehindChangeNothing) {
+TEST(BootstrapBytesProperty, TrailingBytesAreIgnored) {
   ForAll(kRuns, [] {
     const std::string bytes = AnyWholeBytes();
     const std::string more = bytes + Any<std::string>();
@@ -212,7 +212,7 @@ TEST(BootstrapBytesProperty, BytesBehindChangeNothing) {
   });
 }
 
-TEST(BootstrapBytesProperty, ChangedBytesAreRefusedOrCanBeRead) {
+TEST(BootstrapBytesProperty, ChangedBytesAreRejectedOrDecodable) {
   Verdicts verdicts;
   ForAll(kRuns, [&verdicts] {
     std::string bytes = AnyWholeBytes();
@@ -222,7 +222,7 @@ TEST(BootstrapBytesProperty, ChangedBytesAreRefusedOrCanBeRead) {
   verdicts.ExpectEachMadeOften();
 }
 
-TEST(BootstrapBytesProperty, AnyBytesAreRefusedOrCanBeRead) {
+TEST(BootstrapBytesProperty, AnyBytesAreRejectedOrDecodable) {
   Verdicts verdicts;
   ForAll(kRuns, [&verdicts] {
     verdicts.AssertRightAbout(AnyLikelyBytes());

@@ -344,7 +344,7 @@ class Followed {
   ChangeStreamReader reader_;
 };
 
-TEST(MirrorProperty, AfterEveryPassTheMirrorIsTheSourceAndTheDigestSaysSo) {
+TEST(MirrorProperty, MirrorAndDigestEqualTheSourceAfterEveryPass) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();
     Followed followed;
@@ -367,16 +367,16 @@ void AssertTheStreamFollows(const Writes& writes) {
   }
 }
 
-TEST(MirrorProperty, ThroughTheStreamByteForByteTheMirrorIsTheSource) {
+TEST(MirrorProperty, MirrorOfAStreamEqualsTheSource) {
   ForAll(kRuns, [] { AssertTheStreamFollows(*AnyWrites()); });
 }
 
-TEST(MirrorProperty, ThroughTheStreamByteForByteALongListOfVariablesIsTheSources) {
+TEST(MirrorProperty, MirrorOfAStreamEqualsTheSourceWithManyVariables) {
   ForAll(kRuns, [] { AssertTheStreamFollows(*WritesOfVariables()); });
 }
 
 // The first writes have no observer; an observer registered later receives the whole dictionary.
-TEST(MirrorProperty, ClientsThatComeLateAreRightAfterTheNextWrite) {
+TEST(MirrorProperty, LateClientsAreCorrectAfterTheNextWrite) {
   ForAll(kRuns / 5, [] {
     const auto writes = *rc::gen::oneOf(AnyWrites(), WritesOfVariables());
     const auto late = *rc::gen::inRange<std::size_t>(0, kWritesPerRun);
@@ -465,7 +465,7 @@ void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
 
 // The client requests a snapshot once after each write while it wants one, and sometimes receives
 // one without a request.
-TEST(MirrorProperty, WhateverBecomesOfPassesAndSnapshotsTheReaderIsRightOrAsks) {
+TEST(MirrorProperty, ReaderIsCorrectOrWantsASnapshotAfterAnyLoss) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();
     const auto fatesOfPasses = *AFateForEachWrite();

@@ -136,7 +136,7 @@ TEST(VariableComparison, AVariableChangedThroughAReferenceFromBeforeThePassIsFou
   });
 }
 
-TEST(VariableComparison, FromAnyDictionaryToAnyOtherAllFollowersAgree) {
+TEST(VariableComparison, AllFollowersAgreeForAnyPairOfDictionaries) {
   ForAll(kRuns, [] {
     const auto first = *AnyDictionary();
     const auto second = *AnyDictionary();
@@ -155,7 +155,7 @@ TEST(VariableComparison, FromAnyDictionaryToAnyOtherAllFollowersAgree) {
   });
 }
 
-TEST(VariableComparison, ThroughAnyDictionariesComparedOrReplacedAllFollowersAgree) {
+TEST(VariableComparison, AllFollowersAgreeForAnySequenceOfWrites) {
   ForAll(kRuns / 5, [] {
     const auto dictionaries =
         *rc::gen::container<std::vector<std::vector<RandomVariable>>>(8, AnyDictionary());
@@ -170,7 +170,7 @@ TEST(VariableComparison, ThroughAnyDictionariesComparedOrReplacedAllFollowersAgr
   });
 }
 
-TEST(VariableComparison, IdentifiersThatStandSeveralTimesConvergeInThePlainSteps) {
+TEST(VariableComparison, DuplicateIdentifiersConvergeLikeThePlainAlgorithm) {
   ForAll(kRuns, [] {
     const auto first = *AnyList();
     const auto second = *AnyList();

@@ -22,7 +22,7 @@ support::Arrays ArraysOfReading(const std::string& bytes) {
   return arrays;
 }
 
-TEST(BootstrapBuffer, IsAsLongAsTheBytesAndGivenBack) {
+TEST(BootstrapBuffer, HasTheLengthOfTheBytesAndIsFreed) {
   const std::string bytes = support::BytesOf(support::FullBootstrapSpecs()) + "more";
   const support::Arrays reading = ArraysOfReading(bytes);
   EXPECT_EQ(reading.taken, 1);
@@ -31,7 +31,7 @@ TEST(BootstrapBuffer, IsAsLongAsTheBytesAndGivenBack) {
 }
 
 // Decoding does not check for the end of the bytes: it reads past it.
-TEST(BootstrapBuffer, IsReadToTheEndOfTheSpecificationWhateverItsLength) {
+TEST(BootstrapBuffer, IsReadOnlyToTheEndOfTheSpecification) {
   const std::string bytes = support::BytesOf(support::FullBootstrapSpecs());
   for (std::size_t length = 0; length < bytes.size(); ++length) {
     SvrBootstrapSpecs specs;
@@ -43,7 +43,7 @@ TEST(BootstrapBuffer, IsReadToTheEndOfTheSpecificationWhateverItsLength) {
   }
 }
 
-TEST(BootstrapBuffer, IsLeftBehindInAnUnknownVersion) {
+TEST(BootstrapBuffer, LeaksForAnUnknownVersion) {
   const std::string bytes =
       support::InVersionTwo(support::BytesOf(support::FullBootstrapSpecs())) + "more";
   const support::Arrays reading = ArraysOfReading(bytes);

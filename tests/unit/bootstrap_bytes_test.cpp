@@ -130,11 +130,11 @@ std::string WithLastByte(char byte, std::string bytes) {
 
 // ---- writing ------------------------------------------------------------------------------------
 
-TEST(BootstrapBytes, OfAFullRecordAreTheseOnThisMachine) {
+TEST(BootstrapBytes, OfAFullSpecificationAreThese) {
   EXPECT_EQ(Hexadecimal(BytesOf(FullBootstrapSpecs())), Hexadecimal(kNative));
 }
 
-TEST(BootstrapBytes, OfADefaultRecordAreFiftyFive) {
+TEST(BootstrapBytes, OfADefaultSpecificationAre55) {
   const std::string bytes = BytesOf(Specs());
 
   EXPECT_THAT(bytes, SizeIs(55));
@@ -146,7 +146,7 @@ TEST(BootstrapBytes, OfADefaultRecordAreFiftyFive) {
   EXPECT_EQ(bytes.back(), '\x01');
 }
 
-TEST(BootstrapBytes, OfADefaultRecordGiveItAgain) {
+TEST(BootstrapBytes, OfADefaultSpecificationRoundTrip) {
   EXPECT_EQ(All(ReadFrom(BytesOf(Specs()))), All(Specs()));
 }
 
@@ -160,13 +160,13 @@ TEST(BootstrapBytes, GrowByFourForEveryElementAndTwelveForEveryCaseStatistic) {
   EXPECT_THAT(BytesOf(specs), SizeIs(55 + 4 * 5 + 12 * 3));
 }
 
-TEST(BootstrapBytes, AreAppendedToThoseAlreadyThere) {
+TEST(BootstrapBytes, AreAppended) {
   std::string bytes = "before";
   Serializer::serializeSpecs(FullBootstrapSpecs(), bytes);
   EXPECT_EQ(Hexadecimal(bytes), Hexadecimal("before" + kNative));
 }
 
-TEST(BootstrapBytes, BehindOthersAreReadAfterThem) {
+TEST(BootstrapBytes, AppendedBytesAreDecodedAfterTheFirst) {
   Specs first;
   first.SetNSamples(17);
   std::string bytes = BytesOf(first);
@@ -176,7 +176,7 @@ TEST(BootstrapBytes, BehindOthersAreReadAfterThem) {
   EXPECT_EQ(All(ReadFrom(bytes.substr(kEmptySize))), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapBytes, AppendedManyTimesMoveTheStringNowAndThenOnly) {
+TEST(BootstrapBytes, AppendingManyTimesRarelyReallocates) {
   std::string bytes;
   int moves = 0;
   for (int i = 0; i < 1000; ++i) {
@@ -190,15 +190,15 @@ TEST(BootstrapBytes, AppendedManyTimesMoveTheStringNowAndThenOnly) {
 
 // ---- reading ------------------------------------------------------------------------------------
 
-TEST(BootstrapBytes, OfALittleEndianMachineAreRead) {
+TEST(BootstrapBytes, LittleEndianBytesAreDecoded) {
   EXPECT_EQ(All(ReadFrom(kLittleEndian)), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapBytes, OfABigEndianMachineAreRead) {
+TEST(BootstrapBytes, BigEndianBytesAreDecoded) {
   EXPECT_EQ(All(ReadFrom(kBigEndian)), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapBytes, WithAnyOtherMarkThanOneAreSwapped) {
+TEST(BootstrapBytes, WithAnyMarkOtherThan1AreSwapped) {
   const std::string swapped = kSwapped.substr(2);
   for (const int mark : {0, 2, 7, 0x0101, 0x0700, 0xFFFF}) {
     std::string bytes(2, '\0');
@@ -207,7 +207,7 @@ TEST(BootstrapBytes, WithAnyOtherMarkThanOneAreSwapped) {
   }
 }
 
-TEST(BootstrapBytes, InAnotherVersionLeaveTheRecordAsItIs) {
+TEST(BootstrapBytes, OfAnotherVersionChangeNothing) {
   for (const std::uint32_t version : {0U, 2U, 0x01000000U, 0xFFFFFFFFU}) {
     Specs specs = FullBootstrapSpecs();
     Serializer::deserializeSpecs(With(kVersionAt, version, BytesOf(Specs())), specs);
@@ -215,7 +215,7 @@ TEST(BootstrapBytes, InAnotherVersionLeaveTheRecordAsItIs) {
   }
 }
 
-TEST(BootstrapBytes, InAnotherVersionOfTheOtherByteOrderLeaveTheRecordAsItIs) {
+TEST(BootstrapBytes, OfAnotherVersionSwappedChangeNothing) {
   // Read without swapping, these versions would be 1.
   std::string bytes = kSwapped;
   std::reverse(bytes.begin() + 2, bytes.begin() + 6);
@@ -224,20 +224,20 @@ TEST(BootstrapBytes, InAnotherVersionOfTheOtherByteOrderLeaveTheRecordAsItIs) {
   EXPECT_EQ(All(specs), All(Specs()));
 }
 
-TEST(BootstrapBytes, InAnotherVersionMayEndBehindIt) {
+TEST(BootstrapBytes, OfAnotherVersionMayEndAfterIt) {
   Specs specs = FullBootstrapSpecs();
   Serializer::deserializeSpecs(With(kVersionAt, 2U, kNative).substr(0, 6), specs);
   EXPECT_EQ(All(specs), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapBytes, WithoutStrataLeaveThoseOfTheRecord) {
+TEST(BootstrapBytes, WithoutStrataKeepTheStrata) {
   Specs specs;
   specs.SetStrataVarList({5});
   Serializer::deserializeSpecs(BytesOf(Specs()), specs);
   EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(5));
 }
 
-TEST(BootstrapBytes, WithoutListsLeaveAllListsOfTheRecordAndSetTheRest) {
+TEST(BootstrapBytes, WithoutListsKeepAllListsAndSetTheRest) {
   Specs specs = FullBootstrapSpecs();
   Serializer::deserializeSpecs(BytesOf(Specs()), specs);
 
@@ -250,7 +250,7 @@ TEST(BootstrapBytes, WithoutListsLeaveAllListsOfTheRecordAndSetTheRest) {
   EXPECT_EQ(All(specs), All(expected));
 }
 
-TEST(BootstrapBytes, ReplaceTheListsOfVariablesThatTheyHave) {
+TEST(BootstrapBytes, ReplaceVariableListsThatAreNotEmpty) {
   Specs specs;
   specs.SetStrataVarList({100, 101, 102});
   specs.SetResidualVarList({103, 104});
@@ -268,7 +268,7 @@ TEST(BootstrapBytes, AppendSplitEndsAndCaseStatistics) {
               ElementsAre(Pair(0.25, 1U), Pair(1234.5678, 2U), Pair(-0.5, 0xFFFFFFFEU)));
 }
 
-TEST(BootstrapBytes, ReadTwiceDoubleSplitEndsAndCaseStatisticsOnly) {
+TEST(BootstrapBytes, DecodedTwiceDuplicateOnlySplitEndsAndCaseStatistics) {
   Specs specs;
   Serializer::deserializeSpecs(kNative, specs);
   Serializer::deserializeSpecs(kNative, specs);
@@ -292,7 +292,7 @@ TEST(BootstrapBytes, HaveTheFlagInTheLowestBitOfTheLastByte) {
   }
 }
 
-TEST(BootstrapBytes, KeepNumbersThatNobodyKnows) {
+TEST(BootstrapBytes, KeepUnknownEnumerators) {
   Specs specs;
   specs.SetSamplingMethod(static_cast<Specs::SampMethods>(-1));
   specs.SetCIType(static_cast<Specs::CITypes>(77));
@@ -338,7 +338,7 @@ TEST(BootstrapBytes, KeepUncommonDoublesOfTheOtherByteOrderBitForBit) {
 
 // ---- swapping -----------------------------------------------------------------------------------
 
-TEST(SwappedBytes, AreTheGivenOnesAndNoMore) {
+TEST(SwappedBytes, AreExactlyTheGivenBytes) {
   const std::pair<unsigned int, const char*> expected[] = {{0, "<abcdefgh>"}, {1, "<abcdefgh>"},
                                                            {2, "<bacdefgh>"}, {3, "<cbadefgh>"},
                                                            {4, "<dcbaefgh>"}, {8, "<hgfedcba>"}};
@@ -363,12 +363,12 @@ TEST(BootstrapCheck, FindsAWholeSpecificationInEitherByteOrder) {
   EXPECT_THAT(CheckOf(BytesOf(Specs())), Is(Whole, Native, kEmptySize, kEmptySize));
 }
 
-TEST(BootstrapCheck, FindsAWholeSpecificationBeforeOtherBytes) {
+TEST(BootstrapCheck, FindsAWholeSpecificationWithTrailingBytes) {
   EXPECT_THAT(CheckOf(kNative + "more"), Is(Whole, Native, kWholeSize, kWholeSize));
   EXPECT_THAT(CheckOf(kSwapped + '\0'), Is(Whole, Swapped, kWholeSize, kWholeSize));
 }
 
-TEST(BootstrapCheck, FindsNothingInNoBytes) {
+TEST(BootstrapCheck, RejectsEmptyInput) {
   EXPECT_THAT(Serializer::checkSpecs(std::string_view()), Is(Truncated, Native, 0U, 0U));
   EXPECT_THAT(CheckOf(""), Is(Truncated, Native, 0U, 0U));
 }
@@ -415,12 +415,12 @@ void ExpectEveryPrefixRefused(const std::string& bytes, Check::ByteOrder byteOrd
   }
 }
 
-TEST(BootstrapCheck, RefusesEveryPrefixAtTheFieldThatIsCut) {
+TEST(BootstrapCheck, RejectsEveryPrefixAtTheTruncatedField) {
   ExpectEveryPrefixRefused(kNative, Native);
   ExpectEveryPrefixRefused(kSwapped, Swapped);
 }
 
-TEST(BootstrapCheck, RefusesAnotherVersionBeforeAllBehindIt) {
+TEST(BootstrapCheck, RejectsAnotherVersionFirst) {
   for (const std::uint32_t version : {0U, 2U, 0x01000000U, 0xFFFFFFFFU}) {
     const std::string bytes = With(kVersionAt, version, kNative);
     EXPECT_THAT(CheckOf(bytes), Is(UnknownVersion, Native, 0U, kVersionAt));
@@ -435,7 +435,7 @@ TEST(BootstrapCheck, ReadsTheVersionInTheByteOrderOfTheMark) {
   EXPECT_THAT(CheckOf(swappedMark), Is(UnknownVersion, Swapped, 0U, kVersionAt));
 }
 
-TEST(BootstrapCheck, TakesAnyOtherMarkThanOneForTheOtherByteOrder) {
+TEST(BootstrapCheck, TreatsAnyMarkOtherThan1AsSwapped) {
   for (const int mark : {0, 2, 7, 0x0101, 0xFFFF}) {
     const std::string bytes = With(0, static_cast<std::uint16_t>(mark), kSwapped);
     EXPECT_THAT(CheckOf(bytes), Is(Whole, Swapped, kWholeSize, kWholeSize));
@@ -443,7 +443,7 @@ TEST(BootstrapCheck, TakesAnyOtherMarkThanOneForTheOtherByteOrder) {
 }
 
 // Counts that are too large, and counts whose size in bytes would overflow 32 bits.
-TEST(BootstrapCheck, RefusesCountsThatTheBytesCannotHold) {
+TEST(BootstrapCheck, RejectsCountsBeyondTheBytes) {
   for (std::size_t list = 0; list < std::size(kCountsAt); ++list) {
     for (const std::uint32_t count : {0xFFFFFFFFU, 0x80000000U, 0x40000000U, 0x40000001U,
                                       0x3FFFFFFFU, 0x15555556U, 0x55555555U, 0xAAAAAAABU, 100U}) {
@@ -458,7 +458,7 @@ TEST(BootstrapCheck, RefusesCountsThatTheBytesCannotHold) {
   }
 }
 
-TEST(BootstrapCheck, RefusesOneElementMoreThanThereAreBytesFor) {
+TEST(BootstrapCheck, RejectsOneElementTooMany) {
   for (std::size_t list = 0; list < std::size(kEmptyCountsAt); ++list) {
     SCOPED_TRACE("list " + std::to_string(list));
     const std::size_t offset = kEmptyCountsAt[list];
@@ -473,7 +473,7 @@ TEST(BootstrapCheck, RefusesOneElementMoreThanThereAreBytesFor) {
   }
 }
 
-TEST(BootstrapCheck, JudgesNoValueButTheVersion) {
+TEST(BootstrapCheck, ChecksNoValueButTheVersion) {
   std::string bytes = WithLastByte('\xFF', kNative);
   for (const std::size_t offset : {6U, 14U, 78U, 90U, 98U, 114U, 118U, 122U, 126U}) {
     bytes = With(offset, 0xFFFFFFFFU, bytes);

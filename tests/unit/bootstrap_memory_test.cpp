@@ -26,7 +26,7 @@ using Serializer = SvrBootstrapSpecsSerializer;
 using Specs = SvrBootstrapSpecs;
 using Finding = Serializer::Check::Finding;
 
-TEST(BootstrapMemory, WritingLeavesTheStringAsItWasWhereverItRunsOut) {
+TEST(BootstrapMemory, EncodingLeavesTheStringUnchangedIfAnyAllocationFails) {
   const Specs specs = FullBootstrapSpecs();
   const std::string before = "what stood there before, in memory of its own";
   std::string output = before;
@@ -39,7 +39,7 @@ TEST(BootstrapMemory, WritingLeavesTheStringAsItWasWhereverItRunsOut) {
   EXPECT_EQ(output, before + BytesOf(specs));
 }
 
-TEST(BootstrapMemory, WritingLeavesTheStringWithRoomForAPartAsItWasToo) {
+TEST(BootstrapMemory, EncodingLeavesAStringWithSpareCapacityUnchanged) {
   const Specs specs = FullBootstrapSpecs();
   std::string output = "before";
   output.reserve(output.size() + BytesOf(specs).size() - 1);
@@ -82,7 +82,7 @@ std::vector<std::string> StagesOf(const Specs& whole) {
   return stages;
 }
 
-TEST(BootstrapMemory, ReadingGivesBackItsBufferAndLeavesWhatWasReadWhereverItRunsOut) {
+TEST(BootstrapMemory, DecodingFreesItsBufferAndKeepsDecodedFieldsIfAnyAllocationFails) {
   const Specs whole = FullBootstrapSpecs();
   const std::string bytes = BytesOf(whole);
   const std::vector<std::string> stages = StagesOf(whole);
@@ -107,14 +107,14 @@ TEST(BootstrapMemory, ReadingGivesBackItsBufferAndLeavesWhatWasReadWhereverItRun
   EXPECT_EQ(count, 9);
 }
 
-TEST(BootstrapMemory, ReadingAnUnknownVersionLeavesTheRecordWhereItRunsOut) {
+TEST(BootstrapMemory, DecodingAnUnknownVersionChangesNothingIfAllocationFails) {
   const std::string bytes = support::InVersionTwo(BytesOf(Specs()));
   Specs specs = FullBootstrapSpecs();
   EXPECT_TRUE(FailsWithMemoryFor(0, [&] { Serializer::deserializeSpecs(bytes, specs); }));
   EXPECT_EQ(All(specs), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapMemory, LookingThroughTakesNone) {
+TEST(BootstrapMemory, CheckingAllocatesNothing) {
   const std::string whole = BytesOf(FullBootstrapSpecs());
   const std::string cut = whole.substr(0, whole.size() - 1);
   const std::string version = support::InVersionTwo(whole);

@@ -43,7 +43,7 @@ TEST(BootstrapRecord, StartsWithTheseDefaults) {
   EXPECT_TRUE(specs.GetExcludeUserMiss());
 }
 
-TEST(BootstrapRecord, GivesBackWhatEachSetterStored) {
+TEST(BootstrapRecord, ReturnsTheValueOfEachSetter) {
   Specs specs;
   specs.SetSamplingMethod(Specs::Wild);
   specs.SetStrataVarList({1});
@@ -76,7 +76,7 @@ TEST(BootstrapRecord, ReplacesAListAndKeepsACopyOfIt) {
   EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(3, 7));
 }
 
-TEST(BootstrapRecord, IsNotChangedByItsOwnLists) {
+TEST(BootstrapRecord, AcceptsItsOwnLists) {
   Specs specs;
   specs.SetStrataVarList({1});
   specs.SetDependVarList({2, 3});
@@ -95,7 +95,7 @@ TEST(BootstrapRecord, IsNotChangedByItsOwnLists) {
   EXPECT_THAT(specs.GetResidualVarList(), ElementsAre(6, 8));
 }
 
-TEST(BootstrapRecord, HasSplitEndsAndCaseStatisticsFilledInPlace) {
+TEST(BootstrapRecord, SplitEndsAndCaseStatisticsAreModifiedInPlace) {
   Specs specs;
   specs.SplitEnds().push_back(4000000000U);
   specs.CaseStats().emplace_back(0.5, 2U);
@@ -103,7 +103,7 @@ TEST(BootstrapRecord, HasSplitEndsAndCaseStatisticsFilledInPlace) {
   EXPECT_THAT(std::as_const(specs).CaseStats(), ElementsAre(Pair(0.5, 2U)));
 }
 
-TEST(BootstrapRecord, OwnsTheListsOfACopy) {
+TEST(BootstrapRecord, CopiesItsLists) {
   Specs specs;
   specs.SetStrataVarList({3});
   specs.SplitEnds() = {9};
@@ -122,7 +122,7 @@ TEST(BootstrapRecord, OwnsTheListsOfACopy) {
   EXPECT_THAT(assigned.CaseStats(), ElementsAre(Pair(0.5, 2U)));
 }
 
-TEST(BootstrapRecord, KeepsNumbersItDoesNotKnow) {
+TEST(BootstrapRecord, KeepsUnknownEnumerators) {
   Specs specs;
   specs.SetSamplingMethod(static_cast<Specs::SampMethods>(-1));
   specs.SetCIType(static_cast<Specs::CITypes>(2));
@@ -140,7 +140,7 @@ static_assert(std::is_same_v<std::underlying_type_t<Specs::CITypes>, int>);
 static_assert(std::is_convertible_v<Specs::SampMethods, int>);
 static_assert(std::is_convertible_v<Specs::CITypes, int>);
 
-TEST(BootstrapRecord, NumbersItsEnumeratorsThus) {
+TEST(BootstrapRecord, EnumeratorsHaveTheseValues) {
   EXPECT_EQ(static_cast<int>(Specs::Simple), 0);
   EXPECT_EQ(static_cast<int>(Specs::Stratified), 1);
   EXPECT_EQ(static_cast<int>(Specs::Residual), 2);
@@ -149,7 +149,7 @@ TEST(BootstrapRecord, NumbersItsEnumeratorsThus) {
   EXPECT_EQ(static_cast<int>(Specs::BCA), 1);
 }
 
-TEST(BootstrapDisplay, ShowsTheDefaultsAsTheseLines) {
+TEST(BootstrapDisplay, PrintsTheDefaultsAsTheseLines) {
   EXPECT_EQ(Displayed(Specs()),
             "Start displaying Bootstrap Specifications\n"
             "\n"

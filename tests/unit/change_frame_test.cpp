@@ -96,7 +96,7 @@ std::unique_ptr<ChangeStreamReader> Following() {
   return reader;
 }
 
-TEST(ChangeFrame, IsReadAsItWasWritten) {
+TEST(ChangeFrame, RoundTrips) {
   for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
     const ChangeFrame read = ReadChangeFrame(BytesOf(frame));
     EXPECT_EQ(read.kind, frame.kind);
@@ -108,13 +108,13 @@ TEST(ChangeFrame, IsReadAsItWasWritten) {
   }
 }
 
-TEST(ChangeFrame, GivesItsMessagesInTheOrderInWhichTheyWereAdded) {
+TEST(ChangeFrame, ReturnsItsMessagesInOrder) {
   EXPECT_EQ(Said(PassAfterSnapshot()),
             "reset undo\nmove 3 to 0\ndelete B, C\nmodify A \"new\"\n"
             "file specification \"/data/survey.tsv\"\nimputation of 0 rows\n");
 }
 
-TEST(ChangeFrame, CarriesEachMessageInTheBytesInWhichItSerialisesItself) {
+TEST(ChangeFrame, EncodesEachMessageWithItsOwnSerialisation) {
   ChangeFrame frame;
   ModifyVarMsg first(0, kDataset, 3, Var("A"));
   MoveVarsMsg second(0, kDataset, 3, {1}, 0);
@@ -124,7 +124,7 @@ TEST(ChangeFrame, CarriesEachMessageInTheBytesInWhichItSerialisesItself) {
 }
 
 // Frozen: clients of other versions decode them.
-TEST(ChangeFrame, HasTheseBytes) {
+TEST(ChangeFrame, HasThisEncoding) {
   ChangeFrame frame;
   frame.kind = ChangeFrame::Kind::Snapshot;
   frame.dataset = kDataset;
@@ -147,19 +147,19 @@ TEST(ChangeFrame, HasTheseBytes) {
   EXPECT_EQ(BytesOf(frame), head + checksum + length + body);
 }
 
-TEST(ChangeFrame, CutAnywhereIsRefused) {
+TEST(ChangeFrame, IsRejectedAtEveryTruncation) {
   for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
     ExpectEveryTruncationRefused(BytesOf(frame), ReadChangeFrame);
   }
 }
 
-TEST(ChangeFrame, WithBytesBehindItIsRefused) {
+TEST(ChangeFrame, IsRejectedWithTrailingBytes) {
   ChangeFrame frame = PassAfterSnapshot();
   EXPECT_THROW(ReadChangeFrame(BytesOf(frame) + '\0'), VStreamError);
 }
 
 // Each single bit, and all eight.
-TEST(ChangeFrame, WithAnyByteChangedIsRefused) {
+TEST(ChangeFrame, IsRejectedAfterAnyByteChange) {
   std::size_t changes = 0;
   for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
     std::string bytes = BytesOf(frame);
@@ -177,7 +177,7 @@ TEST(ChangeFrame, WithAnyByteChangedIsRefused) {
   std::cout << changes << " changed frames\n";
 }
 
-TEST(ChangeFrame, SaysWhatIsWrongWithABadOne) {
+TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
   ChangeFrame frame = PassAfterSnapshot();
   std::string bytes = BytesOf(frame);
   bytes.back() = '?';
@@ -275,7 +275,7 @@ class HostileMessages : public testing::Test {
   std::size_t all_ = 0;
 };
 
-TEST_F(HostileMessages, WithAnyByteChangedAreRefusedOrChangeOnlyWhatDigestsLeaveOut) {
+TEST_F(HostileMessages, OfASnapshotWithAnyByteChangedAreRejectedOrHaveTheSameDigest) {
   const std::vector<bool> escape = BytesThatEscapeTheDigest(FullSnapshot());
   for (const int change : {1, 2, 4, 8, 16, 32, 64, 128, 255}) {
     ChangeFrame frame = FullSnapshot();
@@ -291,7 +291,7 @@ TEST_F(HostileMessages, WithAnyByteChangedAreRefusedOrChangeOnlyWhatDigestsLeave
   EXPECT_GT(refused_, withoutEffect_);
 }
 
-TEST_F(HostileMessages, OfAPassWithAnyByteChangedAreRefusedOrChangeOnlyWhatDigestsLeaveOut) {
+TEST_F(HostileMessages, OfAPassWithAnyByteChangedAreRejectedOrHaveTheSameDigest) {
   before_ = MirrorAfter({FullSnapshot()});
   after_ = MirrorAfter({FullSnapshot(), PassAfterSnapshot()});
   const std::vector<bool> escape = BytesThatEscapeTheDigest(PassAfterSnapshot());
@@ -312,7 +312,7 @@ TEST_F(HostileMessages, OfAPassWithAnyByteChangedAreRefusedOrChangeOnlyWhatDiges
   EXPECT_GT(refused_, withoutEffect_);
 }
 
-TEST_F(HostileMessages, CutAnywhereAreRefused) {
+TEST_F(HostileMessages, AreRejectedAtEveryTruncation) {
   const ChangeFrame whole = FullSnapshot();
   for (std::size_t length = 0; length < whole.messageBytes.size(); ++length) {
     ChangeFrame frame = whole;
@@ -324,7 +324,7 @@ TEST_F(HostileMessages, CutAnywhereAreRefused) {
 }
 
 // Each length and count in the messages, set to the maximum.
-TEST_F(HostileMessages, ThatClaimToBeLongAllocateNothingForIt) {
+TEST_F(HostileMessages, WithHugeLengthsAllocateNothing) {
   const ChangeFrame whole = FullSnapshot();
   const std::vector<bool> escape = BytesThatEscapeTheDigest(whole);
   for (std::size_t i = 0; i + 4 <= whole.messageBytes.size(); ++i) {

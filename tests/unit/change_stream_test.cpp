@@ -86,7 +86,7 @@ class ChangeStream : public testing::Test {
   ChangeStreamReader reader;
 };
 
-TEST_F(ChangeStream, IsFollowedFromTheFirstPassOn) {
+TEST_F(ChangeStream, IsFollowedFromTheFirstPass) {
   Register();
   EXPECT_EQ(reader.PassNumber(), 0U);
   Label("first");
@@ -111,7 +111,7 @@ class SplitByAll : public DataFreeDataSource {
   }
 };
 
-TEST_F(ChangeStream, IsFollowedHoweverManyVariablesSplitTheDataset) {
+TEST_F(ChangeStream, IsFollowedWithAnyNumberOfSplitVariables) {
   Register();
   Write([](SvrDMWriteableDataSource& writer) {
     writer.SetDataSet(new SplitByAll);
@@ -130,7 +130,7 @@ TEST_F(ChangeStream, IsFollowedHoweverManyVariablesSplitTheDataset) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, GoesOutUnderItsOwnCommandNumber) {
+TEST_F(ChangeStream, IsSentWithItsOwnCommandNumber) {
   Register();
   Label("first");
   EXPECT_EQ(channel.lastCommand, kChangeFrameCommand);
@@ -144,7 +144,7 @@ TEST_F(ChangeStream, SendsNothingForAWriteThatChangedNothing) {
   EXPECT_TRUE(channel.frames.empty());
 }
 
-TEST_F(ChangeStream, TellsADatasetWithoutASourceAsAnEmptyOne) {
+TEST_F(ChangeStream, SendsADatasetWithoutASourceAsEmpty) {
   Register();
   Label("first");
   Write([](SvrDMWriteableDataSource& writer) { writer.SetDataSet(nullptr); });
@@ -155,14 +155,14 @@ TEST_F(ChangeStream, TellsADatasetWithoutASourceAsAnEmptyOne) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, LeavesOutWhatIsNoMessage) {
+TEST_F(ChangeStream, SkipsNullMessages) {
   Register();
   Write([](SvrDMWriteableDataSource& writer) { writer.AddNotification(nullptr); });
   DeliverAll();
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, AClientThatJoinsLateAsksOnceAndGoesOn) {
+TEST_F(ChangeStream, ALateClientRequestsOneSnapshotAndContinues) {
   support::RecordingObserver other;
   Dataset().Register(other);
   Label("before the client came");
@@ -182,7 +182,7 @@ TEST_F(ChangeStream, AClientThatJoinsLateAsksOnceAndGoesOn) {
   Dataset().Unregister(other);
 }
 
-TEST_F(ChangeStream, AClientThatStartsWithASnapshotGoesOnFromThere) {
+TEST_F(ChangeStream, AClientMayStartWithASnapshot) {
   support::RecordingObserver other;
   Dataset().Register(other);
   Label("before the client came");
@@ -197,7 +197,7 @@ TEST_F(ChangeStream, AClientThatStartsWithASnapshotGoesOnFromThere) {
   Dataset().Unregister(other);
 }
 
-TEST_F(ChangeStream, ASnapshotBeforeAnybodyWasToldAnythingIsAskedForTwice) {
+TEST_F(ChangeStream, ASnapshotBeforeTheFirstPassIsRequestedTwice) {
   Register();
   SendSnapshot();
   EXPECT_EQ(Deliver(), Outcome::Applied);
@@ -208,7 +208,7 @@ TEST_F(ChangeStream, ASnapshotBeforeAnybodyWasToldAnythingIsAskedForTwice) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, AClientThatLostAFrameNoticesAtTheNext) {
+TEST_F(ChangeStream, ALostFrameIsDetectedAtTheNext) {
   Register();
   Label("first");
   DeliverAll();
@@ -223,7 +223,7 @@ TEST_F(ChangeStream, AClientThatLostAFrameNoticesAtTheNext) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, AFrameThatComesTwiceIsNotApplied) {
+TEST_F(ChangeStream, ADuplicateFrameIsNotApplied) {
   Register();
   Label("first");
   const std::string frame = channel.frames.front();
@@ -234,7 +234,7 @@ TEST_F(ChangeStream, AFrameThatComesTwiceIsNotApplied) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, AClientsOwnChangeShowsWithTheNextPass) {
+TEST_F(ChangeStream, AClientsOwnChangeIsDetectedInTheNextPass) {
   Register();
   Label("first");
   DeliverAll();
@@ -249,7 +249,7 @@ TEST_F(ChangeStream, AClientsOwnChangeShowsWithTheNextPass) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, ABadFrameLeavesTheDictionaryAndMakesTheClientAsk) {
+TEST_F(ChangeStream, ABadFrameKeepsTheDictionaryAndWantsASnapshot) {
   Register();
   Label("first");
   DeliverAll();
@@ -263,7 +263,7 @@ TEST_F(ChangeStream, ABadFrameLeavesTheDictionaryAndMakesTheClientAsk) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, ABadSnapshotIsAskedForAgain) {
+TEST_F(ChangeStream, ABadSnapshotIsRequestedAgain) {
   EXPECT_EQ(reader.Apply("no frame"), Outcome::SnapshotWanted);
   SendSnapshot();
   channel.frames.front().back() ^= 1;
@@ -272,7 +272,7 @@ TEST_F(ChangeStream, ABadSnapshotIsAskedForAgain) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, ASnapshotWithAnotherDigestIsNotTaken) {
+TEST_F(ChangeStream, ASnapshotWithAnotherDigestIsNotApplied) {
   SendSnapshot();
   ChangeFrame frame = ReadChangeFrame(channel.frames.front());
   frame.digest.low ^= 1;
@@ -281,7 +281,7 @@ TEST_F(ChangeStream, ASnapshotWithAnotherDigestIsNotTaken) {
   EXPECT_EQ(reader.Dictionary().ColumnCount(), 0);
 }
 
-TEST_F(ChangeStream, ASnapshotUnaskedForIsTaken) {
+TEST_F(ChangeStream, AnUnrequestedSnapshotIsApplied) {
   Register();
   Label("first");
   DeliverAll();
@@ -292,7 +292,7 @@ TEST_F(ChangeStream, ASnapshotUnaskedForIsTaken) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, AFrameAboutAnotherDatasetIsLeftAlone) {
+TEST_F(ChangeStream, AFrameOfAnotherDatasetIsIgnored) {
   ChangeStreamReader other(LocallyUniqueID(0, 77));
   Register();
   Label("first");
@@ -301,7 +301,7 @@ TEST_F(ChangeStream, AFrameAboutAnotherDatasetIsLeftAlone) {
   EXPECT_EQ(other.Dictionary().ColumnCount(), 0);
 }
 
-TEST_F(ChangeStream, ASnapshotHoldsEverythingThatMessagesCarry) {
+TEST_F(ChangeStream, ASnapshotHasEverythingThatMessagesCarry) {
   Write([](SvrDMWriteableDataSource& writer) {
     writer.SetDataSet(support::FullDictionary().release());
   });
@@ -324,7 +324,7 @@ class ChangeStreamOfAFile : public ChangeStream {
   }
 };
 
-TEST_F(ChangeStreamOfAFile, TellsTheFileThatTheDatasetRestsOn) {
+TEST_F(ChangeStreamOfAFile, SendsTheFileSpecification) {
   Register();
   Label("first");
   DeliverAll();
@@ -334,7 +334,7 @@ TEST_F(ChangeStreamOfAFile, TellsTheFileThatTheDatasetRestsOn) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStreamOfAFile, DoesNotTellASuppressedOne) {
+TEST_F(ChangeStreamOfAFile, DoesNotSendASuppressedFileSpecification) {
   registry.Delete(id);
   registry.Add(*Open("survey.csv"), folder().Path("survey.csv"), true);
   id = registry.Add(*Open("survey.csv"), folder().Path("survey.csv"), true);
@@ -349,7 +349,7 @@ TEST_F(ChangeStreamOfAFile, DoesNotTellASuppressedOne) {
 }
 
 // No message reports that the dataset no longer has a saved file.
-TEST_F(ChangeStreamOfAFile, KeepsTheFileLastToldWhereTheDatasetRestsOnNone) {
+TEST_F(ChangeStreamOfAFile, KeepsTheLastFileSpecificationWithoutASavedFile) {
   Register();
   Label("first");
   Write([](SvrDMWriteableDataSource& writer) {
@@ -362,7 +362,7 @@ TEST_F(ChangeStreamOfAFile, KeepsTheFileLastToldWhereTheDatasetRestsOnNone) {
 }
 
 // Messages report only the end of an imputation.
-TEST_F(ChangeStream, DoesNotTellRowsPerImputation) {
+TEST_F(ChangeStream, DoesNotSendRowsPerImputation) {
   Register();
   Write([](SvrDMWriteableDataSource& writer) { writer->RowsPerImputation(5); });
   DeliverAll();
@@ -375,7 +375,7 @@ TEST_F(ChangeStream, DoesNotTellRowsPerImputation) {
 
 // --- a lost client ---
 
-TEST_F(ChangeStream, IsNotLostWhileTheChannelTakesFrames) {
+TEST_F(ChangeStream, IsNotLostWhileSendingSucceeds) {
   Register();
   Label("first");
   EXPECT_FALSE(stream.IsLost());
@@ -397,7 +397,7 @@ TEST_F(ChangeStream, IsLostWithTheFirstFrameThatCannotBeSent) {
   EXPECT_EQ(channel.sends, 2);
 }
 
-TEST_F(ChangeStream, ThatIsLostIsTakenOffAndReportedOnce) {
+TEST_F(ChangeStream, LostIsUnregisteredAndReportedOnce) {
   Register();
   channel.failure = [] { return short{32}; };
   Label("first");
@@ -414,7 +414,7 @@ TEST_F(ChangeStream, ThatIsLostIsTakenOffAndReportedOnce) {
   dataset.Unregister(other);
 }
 
-TEST_F(ChangeStream, SaysWhatTheChannelThrew) {
+TEST_F(ChangeStream, ReportsTheExceptionOfTheChannel) {
   int told = 0;
   const auto why = [this, &told](std::function<short()> failure) {
     support::FrameChannel failing;
@@ -448,7 +448,7 @@ TEST_F(ChangeStream, IsLostWithASnapshotThatCannotBeSent) {
   EXPECT_TRUE(stream.IsLost());
 }
 
-TEST_F(ChangeStream, ThatIsLostKeepsNothingFromOtherObservers) {
+TEST_F(ChangeStream, LostDoesNotAffectOtherObservers) {
   Register();
   support::RecordingObserver other;
   Dataset().Register(other);

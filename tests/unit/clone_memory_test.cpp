@@ -28,7 +28,7 @@ void DeleteChain(const ORVX_DataSource* source) {
   delete source;
 }
 
-TEST(FullMemoryInAClone, OwnsTheChainFromItsFirstAllocationOnAndDeletesItWhereALaterOneFails) {
+TEST(FullMemoryInAClone, OwnsTheChainAfterItsFirstAllocation) {
   long failures = 0;
   for (bool built = false; !built;) {
     int deaths = 0;
@@ -47,7 +47,7 @@ TEST(FullMemoryInAClone, OwnsTheChainFromItsFirstAllocationOnAndDeletesItWhereAL
   EXPECT_GT(failures, 3);
 }
 
-TEST(FullMemoryInAClone, WhatIsAdoptedIsDeletedWhereverItFails) {
+TEST(FullMemoryInAClone, AdoptDeletesTheSourceIfAnyAllocationFails) {
   long failures = 0;
   for (bool built = false; !built;) {
     int deaths = 0;
@@ -60,7 +60,7 @@ TEST(FullMemoryInAClone, WhatIsAdoptedIsDeletedWhereverItFails) {
   EXPECT_GT(failures, 3);
 }
 
-TEST(FullMemoryInAClone, ACopyThatFailsLeavesTheOthersTheChain) {
+TEST(FullMemoryInAClone, AFailedCopyLeavesTheChainToTheOthers) {
   int deaths = 0;
   {
     const auto clone = SvrDMCloneDataSource::Adopt(SourceOnAParent(deaths));
@@ -76,7 +76,7 @@ TEST(FullMemoryInAClone, ACopyThatFailsLeavesTheOthersTheChain) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST(FullMemoryInAClone, HidesItsParentWhereAnIteratorCannotBeMade) {
+TEST(FullMemoryInAClone, HidesItsParentIfMakingAnIteratorFails) {
   int deaths = 0;
   auto clone = SvrDMCloneDataSource::Adopt(SourceOnAParent(deaths));
   OBS cell;

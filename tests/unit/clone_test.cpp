@@ -124,7 +124,7 @@ TEST(CloneDataSource, OverAnotherCloneKeepsItAlive) {
 // ---------------------------------------------------------------------------------------------
 // The dictionary
 
-TEST(CloneDataSource, HasACopyOfTheDictionaryThatIsItsOwn) {
+TEST(CloneDataSource, HasItsOwnCopyOfTheDictionary) {
   auto source = Dictionary("A B C");
   source->SetLabel("Study");
   source->SetWeightVar(1);
@@ -141,7 +141,7 @@ TEST(CloneDataSource, HasACopyOfTheDictionaryThatIsItsOwn) {
   EXPECT_EQ(original.GetWeightVarIndex(), 1);
 }
 
-TEST(CloneDataSource, ACopyTakesTheDictionaryOfTheCloneAsItIsByNow) {
+TEST(CloneDataSource, ACopyHasTheCurrentDictionaryOfTheClone) {
   SvrDMCloneDataSource clone(Dictionary("A B C").release());
   clone.DeleteVariables(0, 0);
   SvrDMCloneDataSource copy(clone);
@@ -153,7 +153,7 @@ TEST(CloneDataSource, ACopyTakesTheDictionaryOfTheCloneAsItIsByNow) {
   EXPECT_EQ(copy.Source(), clone.Source());
 }
 
-TEST(CloneDataSource, IsCleanWhateverItsSourceIs) {
+TEST(CloneDataSource, IsCleanEvenIfItsSourceIsDirty) {
   auto source = Dictionary("A");
   source->SetDirty(true);
   const SvrDMCloneDataSource clone(source.release());
@@ -164,7 +164,7 @@ TEST(CloneDataSource, IsCleanWhateverItsSourceIs) {
 // ---------------------------------------------------------------------------------------------
 // Parents
 
-TEST(CloneDataSource, HasNoParentOfItsOwn) {
+TEST(CloneDataSource, HasNoParentByDefault) {
   int deaths = 0;
   auto* const root = new CountedSource(deaths);
   auto* const middle = new CountedSource(deaths, root);
@@ -209,7 +209,7 @@ std::vector<support::Said> MessagesOfTheFirstWrite(std::unique_ptr<ORVX_DataSour
   return observer.passes.at(0);
 }
 
-TEST(CloneDataSource, OfNothingComparesAsAnEmptySource) {
+TEST(CloneDataSource, OfNothingIsComparedAsAnEmptySource) {
   const std::vector<support::Said> messages =
       MessagesOfTheFirstWrite(std::make_unique<DataFreeDataSource>());
 
@@ -221,7 +221,7 @@ TEST(CloneDataSource, AdoptedFromNothingIsACloneOfNothing) {
   EXPECT_EQ(SvrDMCloneDataSource::Adopt(nullptr)->Source(), nullptr);
 }
 
-TEST(CloneDataSource, AnswersForTheParentOfAnySource) {
+TEST(CloneDataSource, ParentOfWorksForAnySource) {
   SvrDMCloneDataSource clone(Dictionary("A").release());
   const DataFreeDataSource above(&clone);
 
@@ -232,7 +232,7 @@ TEST(CloneDataSource, AnswersForTheParentOfAnySource) {
   clone.ShowParents(false);
 }
 
-TEST(CloneDataSource, ShowsItsParentWhenAskedAndTellsWhetherItDidBefore) {
+TEST(CloneDataSource, ShowParentsSetsTheParentAndReturnsTheOldState) {
   SvrDMCloneDataSource clone(Dictionary("A").release());
 
   EXPECT_FALSE(clone.ShowParents(true));
@@ -251,7 +251,7 @@ TEST(CloneDataSource, OfNothingHasNoParentToShow) {
   EXPECT_EQ(clone.GetParentSource(), nullptr);
 }
 
-TEST(CloneDataSource, TheParentsItCountsAreThoseOfItsSourceWhetherItShowsThemOrNot) {
+TEST(CloneDataSource, NParentsIsThatOfItsSourceRegardlessOfShowParents) {
   int deaths = 0;
   SvrDMCloneDataSource clone(new CountedSource(deaths, new CountedSource(deaths)));
 
@@ -261,7 +261,7 @@ TEST(CloneDataSource, TheParentsItCountsAreThoseOfItsSourceWhetherItShowsThemOrN
   EXPECT_EQ(clone.NParents(), 1);
 }
 
-TEST(CloneDataSource, ACopyShowsNoParentThoughTheOriginalDoes) {
+TEST(CloneDataSource, ACopyShowsNoParentEvenIfTheOriginalDoes) {
   SvrDMCloneDataSource clone(Dictionary("A").release());
   clone.ShowParents(true);
   const SvrDMCloneDataSource copy(clone);
@@ -271,7 +271,7 @@ TEST(CloneDataSource, ACopyShowsNoParentThoughTheOriginalDoes) {
   clone.ShowParents(false);
 }
 
-TEST(CloneDataSource, HidesItsParentAfterAnIteratorWasMadeThoughItShowedItBefore) {
+TEST(CloneDataSource, HidesItsParentAfterMakingAnIterator) {
   int deaths = 0;
   SvrDMCloneDataSource clone(new CountedRows(deaths, 1));
   clone.ShowParents(true);
@@ -297,7 +297,7 @@ class RefusingSource : public DataFreeDataSource {
   const ORVX_DataSource*& shown_;
 };
 
-TEST(CloneDataSource, HidesItsParentWhereTheSourceHasNoIteratorForIt) {
+TEST(CloneDataSource, HidesItsParentIfTheSourceFailsToMakeAnIterator) {
   const ORVX_DataSource* shown = nullptr;
   auto* const source = new RefusingSource(shown);
   SvrDMCloneDataSource clone(source);
@@ -311,7 +311,7 @@ TEST(CloneDataSource, HidesItsParentWhereTheSourceHasNoIteratorForIt) {
   EXPECT_EQ(clone.GetParentSource(), nullptr);
 }
 
-TEST(CloneDataSource, LetsOtherThreadsMakeIteratorsAfterOneCouldNotBeMade) {
+TEST(CloneDataSource, AllowsIteratorsOnOtherThreadsAfterAFailure) {
   const ORVX_DataSource* shown = nullptr;
   const SvrDMCloneDataSource refused(new RefusingSource(shown));
   int deaths = 0;
@@ -328,7 +328,7 @@ TEST(CloneDataSource, LetsOtherThreadsMakeIteratorsAfterOneCouldNotBeMade) {
 // ---------------------------------------------------------------------------------------------
 // Cases
 
-TEST(CloneDataSource, AnswersForItsRowsAsItsSourceDoes) {
+TEST(CloneDataSource, HasTheRowCountAndAreaSizeOfItsSource) {
   int deaths = 0;
   SvrDMCloneDataSource clone(new CountedRows(deaths, 5));
   clone.MakeVariable(Var("A", 80), nullptr);
@@ -337,7 +337,7 @@ TEST(CloneDataSource, AnswersForItsRowsAsItsSourceDoes) {
   EXPECT_EQ(clone.RowCount(), 5);
 }
 
-TEST(CloneDataSource, YieldsItsSourcesRowsAsTheSourceLaysThemOut) {
+TEST(CloneDataSource, ReturnsItsSourcesRowsInTheSourcesLayout) {
   int deaths = 0;
   const SvrDMCloneDataSource clone(new CountedRows(deaths, 2));
   OBS row[2];
@@ -350,7 +350,7 @@ TEST(CloneDataSource, YieldsItsSourcesRowsAsTheSourceLaysThemOut) {
   EXPECT_FALSE(rows->Next());
 }
 
-TEST(CloneDataSource, RunsOverTheCasesOfASavedFileOfAFilteredOneAndOfClonesOfEither) {
+TEST(CloneDataSource, ReadsFilesFilteredSourcesAndClonesOfThem) {
   const auto file = SystemFileDataSource::Open(SURVEY);
   const std::vector<std::string> all = RowsOf(*file);
   const std::vector<std::string> voters = support::RowsWhere(*file, "vote");
@@ -373,7 +373,7 @@ TEST(CloneDataSource, RunsOverTheCasesOfASavedFileOfAFilteredOneAndOfClonesOfEit
   EXPECT_EQ(RowsOf(cloneOfClone), voters);
 }
 
-TEST(CloneDataSource, AFilteredSourceOnACloneYieldsTheClonesCases) {
+TEST(CloneDataSource, AFilteredSourceOnACloneReadsTheClonesCases) {
   const auto file = SystemFileDataSource::Open(SURVEY);
   SvrDMCloneDataSource clone(SystemFileDataSource::Open(SURVEY).release());
   const FilteredDataSource filtered(&clone, support::IdOf(clone, "vote"));
@@ -432,14 +432,14 @@ TEST_F(FilterOnAnEditedClone, ReadsARetypedVariable) {
   EXPECT_EQ(RowsSelectedBy("text"), RowsSelectedBy("use"));
 }
 
-TEST_F(FilterOnAnEditedClone, ReadsTheOthersWhereAVariableIsDeleted) {
+TEST_F(FilterOnAnEditedClone, ReadsTheOtherVariablesAfterADeletion) {
   clone->DeleteVariables(0, 0);
 
   EXPECT_THAT(AllRows(), ElementsAre("[77      ] 1 ", "[x       ] 0 ", "[88      ] 2 "));
   EXPECT_THAT(RowsSelectedBy("use"), ElementsAre("[77      ] 1 ", "[88      ] 2 "));
 }
 
-TEST_F(FilterOnAnEditedClone, ReadsAVariableThatTheCloneLosesAfterwardsAsMissing) {
+TEST_F(FilterOnAnEditedClone, ReadsALaterDeletedVariableAsMissing) {
   const FilteredDataSource all(clone.get());
   const FilteredDataSource selected(clone.get(), support::IdOf(*clone, "use"));
   clone->DeleteVariables(0, 0);
@@ -448,7 +448,7 @@ TEST_F(FilterOnAnEditedClone, ReadsAVariableThatTheCloneLosesAfterwardsAsMissing
   EXPECT_THAT(RowsOf(selected), ElementsAre(". [77      ] 1 ", ". [88      ] 2 "));
 }
 
-TEST_F(FilterOnAnEditedClone, LeavesOutWhatTheCloneDeclaresMissing) {
+TEST_F(FilterOnAnEditedClone, LeavesOutValuesThatTheCloneDeclaresMissing) {
   MissingValues missing;
   missing.values = {DataValue(2.0)};
   clone->GetVariable(2).SetMissingValues(missing);
@@ -467,7 +467,7 @@ TEST_F(FilterOnAnEditedClone, ReadsThroughACloneOfTheCloneToo) {
   EXPECT_THAT(RowsSelectedBy("n"), SizeIs(3));
 }
 
-TEST(CloneDataSource, OfNothingHasNoRowsForAFilterWhateverItsVariables) {
+TEST(CloneDataSource, OfNothingHasNoRowsForAFilter) {
   SvrDMCloneDataSource clone(nullptr);
   clone.MakeVariable(Var("A"), nullptr);
 
@@ -475,7 +475,7 @@ TEST(CloneDataSource, OfNothingHasNoRowsForAFilterWhateverItsVariables) {
   EXPECT_THAT(RowsOf(FilteredDataSource(&clone, support::Id("A"))), SizeIs(0));
 }
 
-TEST(CloneDataSource, KeepsTheLayoutOfItsSourceThoughItsOwnDictionaryChanges) {
+TEST(CloneDataSource, KeepsTheLayoutOfItsSourceAfterEdits) {
   const auto file = SystemFileDataSource::Open(SURVEY);
   SvrDMCloneDataSource clone(SystemFileDataSource::Open(SURVEY).release());
   clone.DeleteVariables(0, 8);
@@ -484,7 +484,7 @@ TEST(CloneDataSource, KeepsTheLayoutOfItsSourceThoughItsOwnDictionaryChanges) {
   EXPECT_EQ(support::RowsLaidOutBy(*clone.RowLayout(), clone), RowsOf(*file));
 }
 
-TEST(CloneDataSource, OverAnEditedCloneKeepsTheLayoutBelowBoth) {
+TEST(CloneDataSource, OverAnEditedCloneKeepsTheBottomLayout) {
   const auto file = SystemFileDataSource::Open(SURVEY);
   auto inner = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY));
   inner->DeleteVariables(2, 9);
@@ -506,11 +506,11 @@ class NotLoaded : public DataFreeDataSource {
   bool IsLoaded() const override { return false; }
 };
 
-TEST(CloneDataSource, IsLoadedThoughItsSourceIsNot) {
+TEST(CloneDataSource, IsLoadedEvenIfItsSourceIsNot) {
   EXPECT_TRUE(SvrDMCloneDataSource(new NotLoaded).IsLoaded());
 }
 
-TEST(CloneDataSource, AnIteratorOutlivesAllClonesAsTheFilesOwnDoes) {
+TEST(CloneDataSource, IteratorOutlivesAllClonesIfTheFilesIteratorDoes) {
   auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY));
   std::vector<OBS> row(10);
   const std::unique_ptr<ObsIterator> rows(clone->MakeIterator(row.data()));
@@ -525,7 +525,7 @@ TEST(CloneDataSource, AnIteratorOutlivesAllClonesAsTheFilesOwnDoes) {
 // ---------------------------------------------------------------------------------------------
 // As the data source of a dataset
 
-TEST(CloneDataSource, IsTheSourceOfADatasetLikeAnother) {
+TEST(CloneDataSource, MayBeTheSourceOfADataset) {
   ServerDataManager registry;
   int deaths = 0;
   SvrDMCloneDataSource mine(new CountedRows(deaths, 4));
@@ -542,7 +542,7 @@ TEST(CloneDataSource, IsTheSourceOfADatasetLikeAnother) {
   EXPECT_THAT(RowsOf(mine), SizeIs(4));
 }
 
-TEST(CloneDataSource, TakesTheDatasetsSourceOnceTheDatasetHasLetItGo) {
+TEST(CloneDataSource, MayOwnASourceThatADatasetReleased) {
   ServerDataManager registry;
   int deaths = 0;
   const LocallyUniqueID id = registry.Add(*new CountedRows(deaths, 4), "", /*quiet=*/true);
@@ -578,7 +578,7 @@ class CloneThatShowsItsParent : public testing::Test {
   int deaths = 0;
 };
 
-TEST_F(CloneThatShowsItsParent, MayBeHiddenAgainBeforeItsDatasetGoes) {
+TEST_F(CloneThatShowsItsParent, MayHideItAgainBeforeItsDatasetIsDestroyed) {
   SvrDMCloneDataSource* const clone = Shown().release();
   const LocallyUniqueID id = registry.Add(*clone, "", /*quiet=*/true);
   clone->ShowParents(false);
@@ -588,7 +588,7 @@ TEST_F(CloneThatShowsItsParent, MayBeHiddenAgainBeforeItsDatasetGoes) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, GoesWithItsDatasetAndTheChainGoesOnce) {
+TEST_F(CloneThatShowsItsParent, IsDeletedWithItsDatasetAndTheChainOnce) {
   const LocallyUniqueID id = registry.Add(*Shown().release(), "", /*quiet=*/true);
 
   EXPECT_EQ(deaths, 0);
@@ -596,7 +596,7 @@ TEST_F(CloneThatShowsItsParent, GoesWithItsDatasetAndTheChainGoesOnce) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, LeavesTheChainToItsCopiesWhenItGoesWithItsDataset) {
+TEST_F(CloneThatShowsItsParent, LeavesTheChainToItsCopies) {
   auto clone = Shown();
   auto copy = std::make_unique<SvrDMCloneDataSource>(*clone);
   const LocallyUniqueID id = registry.Add(*clone.release(), "", /*quiet=*/true);
@@ -607,7 +607,7 @@ TEST_F(CloneThatShowsItsParent, LeavesTheChainToItsCopiesWhenItGoesWithItsDatase
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, StaysBelowAFilterThatIsPutOnIt) {
+TEST_F(CloneThatShowsItsParent, MayBeTheParentOfAFilter) {
   SvrDMCloneDataSource* const clone = Shown().release();
   const LocallyUniqueID id = registry.Add(*clone, "", /*quiet=*/true);
 
@@ -631,7 +631,7 @@ TEST_F(CloneThatShowsItsParent, ReplacesAFilterOnIt) {
   EXPECT_EQ(deaths, 3);
 }
 
-TEST_F(CloneThatShowsItsParent, IsReplacedByAnotherSourceAndTheChainGoesOnce) {
+TEST_F(CloneThatShowsItsParent, IsReplacedAndTheChainIsDeletedOnce) {
   const LocallyUniqueID id = registry.Add(*Shown().release(), "", /*quiet=*/true);
 
   support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
@@ -641,7 +641,7 @@ TEST_F(CloneThatShowsItsParent, IsReplacedByAnotherSourceAndTheChainGoesOnce) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, TakesOverTheSourceOfTheDatasetWhosePlaceItTakes) {
+TEST_F(CloneThatShowsItsParent, OwnsTheSourceThatItReplaces) {
   auto* const source = new CountedSource(deaths);
   const LocallyUniqueID id = registry.Add(*source, "", /*quiet=*/true);
   auto* const clone = new SvrDMCloneDataSource(source);
@@ -657,7 +657,7 @@ TEST_F(CloneThatShowsItsParent, TakesOverTheSourceOfTheDatasetWhosePlaceItTakes)
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(CloneThatShowsItsParent, BelowAnotherCloneGoesWithItOnce) {
+TEST_F(CloneThatShowsItsParent, BelowAnotherCloneIsDeletedOnce) {
   auto outer = Shown(Shown());
   auto copy = std::make_unique<SvrDMCloneDataSource>(*outer);
 
@@ -667,7 +667,7 @@ TEST_F(CloneThatShowsItsParent, BelowAnotherCloneGoesWithItOnce) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, BelowAnotherCloneOfADatasetGoesWithItOnce) {
+TEST_F(CloneThatShowsItsParent, BelowAnotherCloneOfADatasetIsDeletedOnce) {
   const LocallyUniqueID id = registry.Add(*Shown(Shown()).release(), "", /*quiet=*/true);
 
   registry.Delete(id);

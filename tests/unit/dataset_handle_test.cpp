@@ -47,7 +47,7 @@ TEST_F(DatasetHandle, SharesTheItemThatTheRegistryHasUnderTheIdentifier) {
   EXPECT_EQ(std::as_const(handle_).GetServerDataManager(), &registry_);
 }
 
-TEST_F(DatasetHandle, OnAnUnknownIdentifierThrowsTheRegistrysError) {
+TEST_F(DatasetHandle, UnknownIdentifierThrows) {
   try {
     SvrDMDataset handle(registry_, LocallyUniqueID(0, 99));
     FAIL() << "nothing was thrown";
@@ -57,7 +57,7 @@ TEST_F(DatasetHandle, OnAnUnknownIdentifierThrowsTheRegistrysError) {
   }
 }
 
-TEST_F(DatasetHandle, HoldsOneReferenceForItsLife) {
+TEST_F(DatasetHandle, HoldsOneReferenceForItsLifetime) {
   const unsigned before = std::as_const(item_)->ReferenceCount();
   {
     const SvrDMDataset second(registry_, id_);
@@ -68,7 +68,7 @@ TEST_F(DatasetHandle, HoldsOneReferenceForItsLife) {
   EXPECT_EQ(std::as_const(item_)->ReferenceCount(), before);
 }
 
-TEST_F(DatasetHandle, KeepsTheDatasetThatTheRegistryHasDropped) {
+TEST_F(DatasetHandle, KeepsADeletedDatasetAlive) {
   int deaths = 0;
   const LocallyUniqueID id = registry_.Add(*new CountedSource(deaths), "", true);
   std::optional<SvrDMDataset> handle(std::in_place, registry_, id);
@@ -81,13 +81,13 @@ TEST_F(DatasetHandle, KeepsTheDatasetThatTheRegistryHasDropped) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(DatasetHandle, OnAnItemSharesThatItem) {
+TEST_F(DatasetHandle, SharesAGivenItem) {
   const SvrDMDataset second(item_);
 
   EXPECT_EQ(second.GetDataSetID(), id_);
 }
 
-TEST_F(DatasetHandle, OnAnEmptyPointerIsEmpty) {
+TEST_F(DatasetHandle, IsEmptyForAnEmptyPointer) {
   const SvrDMDataset empty{SvrDMItemPtr(nullptr)};
 
   EXPECT_FALSE(empty.IsValid());
@@ -102,7 +102,7 @@ class DatasetHandleOfTheProcess : public testing::Test {
   ServerDataManager& registry_ = ServerDataManager::GetInstance();
 };
 
-TEST_F(DatasetHandleOfTheProcess, FindsAnIdentifierInTheRegistryOfTheProcess) {
+TEST_F(DatasetHandleOfTheProcess, FindsByIdentifierInTheRegistryOfTheProcess) {
   const LocallyUniqueID id = registry_.AddEmpty(true);
 
   const SvrDMDataset handle(id);
@@ -111,7 +111,7 @@ TEST_F(DatasetHandleOfTheProcess, FindsAnIdentifierInTheRegistryOfTheProcess) {
   EXPECT_EQ(handle.GetServerDataManager(), &registry_);
 }
 
-TEST_F(DatasetHandleOfTheProcess, ThrowsOnAnIdentifierUnknownToTheRegistryOfTheProcess) {
+TEST_F(DatasetHandleOfTheProcess, UnknownIdentifierThrows) {
   ServerDataManager other;
   const LocallyUniqueID id(7, 7);
   other.Add(*Dictionary("A").release(), "", true, id, 0);
@@ -119,7 +119,7 @@ TEST_F(DatasetHandleOfTheProcess, ThrowsOnAnIdentifierUnknownToTheRegistryOfTheP
   EXPECT_THROW(SvrDMDataset{id}, ErrorMsg);
 }
 
-TEST_F(DatasetHandleOfTheProcess, FindsAHandleNameInAnyCase) {
+TEST_F(DatasetHandleOfTheProcess, FindsByHandleNameIgnoringCase) {
   const LocallyUniqueID id = registry_.AddEmpty(true);
   SvrDMDataset(id).SetHandle("Survey");
 
@@ -129,7 +129,7 @@ TEST_F(DatasetHandleOfTheProcess, FindsAHandleNameInAnyCase) {
   EXPECT_EQ(handle.GetDataSetID(), id);
 }
 
-TEST_F(DatasetHandleOfTheProcess, IsEmptyAndHiddenWhereNoDatasetHasTheHandleName) {
+TEST_F(DatasetHandleOfTheProcess, IsEmptyAndHiddenForAnUnknownHandleName) {
   const SvrDMDataset handle(std::string("nobody"));
 
   EXPECT_FALSE(handle.IsValid());
@@ -159,7 +159,7 @@ TEST_F(DatasetHandle, ForwardsNamesAndPassword) {
   EXPECT_FALSE(handle_.GetPasswordMangled());
 }
 
-TEST_F(DatasetHandle, GivesCopiesOfItsNames) {
+TEST_F(DatasetHandle, ReturnsCopiesOfItsNames) {
   handle_.SetHandle("before");
   const std::string& name = handle_.GetHandle();
 
@@ -174,12 +174,12 @@ TEST_F(DatasetHandle, ForwardsTheCaseSequence) {
   EXPECT_EQ(handle_.GetCaseSequence(), 4000000000U);
 }
 
-TEST_F(DatasetHandle, TellsWhetherThereIsADataSource) {
+TEST_F(DatasetHandle, HasDataSourceReportsADataSource) {
   EXPECT_TRUE(handle_.HasDataSource());
   EXPECT_FALSE(SvrDMDataset(registry_, registry_.AddEmpty(true)).HasDataSource());
 }
 
-TEST_F(DatasetHandle, ForwardsEachWindowFlagAndReturnsWhatWasSet) {
+TEST_F(DatasetHandle, SetsEachWindowFlagAndReturnsIt) {
   EXPECT_FALSE(handle_.WindowFront());
   EXPECT_TRUE(handle_.WindowMinimized());
   EXPECT_FALSE(handle_.WindowHidden());
@@ -202,7 +202,7 @@ TEST_F(DatasetHandle, ForwardsEachWindowFlagAndReturnsWhatWasSet) {
   EXPECT_FALSE(handle_.WindowHidden());
 }
 
-TEST_F(DatasetHandle, ForwardsEachWindowFlagByItself) {
+TEST_F(DatasetHandle, SetsEachWindowFlagIndependently) {
   for (const bool front : {false, true}) {
     for (const bool minimized : {false, true}) {
       for (const bool hidden : {false, true}) {
@@ -227,7 +227,7 @@ TEST_F(DatasetHandle, ForwardsTheCountsOfReadersAndWriters) {
   EXPECT_EQ(handle_.WritersCount(), 1U);
 }
 
-TEST_F(DatasetHandle, ShowsACountBelowZeroAsALargeOne) {
+TEST_F(DatasetHandle, ReadsANegativeCountAsALargeNumber) {
   item_->DropReader();
   item_->DropWriter();
 
@@ -245,7 +245,7 @@ class RecordingProxy : public PackageProxy {
   std::vector<LocallyUniqueID> datasets;
 };
 
-TEST_F(DatasetHandle, BindsTheDatasetsErrorMonitorToTheChannelAndHandsItOut) {
+TEST_F(DatasetHandle, InitializesAndReturnsTheErrorMonitor) {
   const LocallyUniqueID other = registry_.AddEmpty(true);
   SvrDMDataset handle(registry_, other);
   RecordingProxy proxy;
@@ -258,7 +258,7 @@ TEST_F(DatasetHandle, BindsTheDatasetsErrorMonitorToTheChannelAndHandsItOut) {
   EXPECT_EQ(&handle.GetErrorMonitor(), &registry_.GetDataSet(other)->GetErrorMonitor());
 }
 
-TEST_F(DatasetHandle, RegistersObserversWithTheDatasetAndUnregistersThem) {
+TEST_F(DatasetHandle, RegistersAndUnregistersObservers) {
   RecordingObserver observer;
   handle_.Register(observer);
   { const SvrDMWriteableDataSource writer(item_, /*tryOnly=*/false, nullptr); }
@@ -272,7 +272,7 @@ TEST_F(DatasetHandle, RegistersObserversWithTheDatasetAndUnregistersThem) {
   EXPECT_EQ(observer.passes.size(), 1U);
 }
 
-TEST_F(DatasetHandle, TakesHoldOfTheSavedFileAndLetsItGo) {
+TEST_F(DatasetHandle, OpensAndClosesTheSavedFile) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("survey.tsv");
   handle_.SetFileName(path);
@@ -290,7 +290,7 @@ TEST_F(DatasetHandle, ForwardsTheCreationTime) {
   EXPECT_EQ(handle_.getObjCreationTime(), std::as_const(item_)->getObjCreationTime());
 }
 
-TEST_F(DatasetHandle, GivesTheDatasetABootstrapSpecificationAndKeepsItWhenGivenAgain) {
+TEST_F(DatasetHandle, SetsABootstrapSpecificationAndKeepsTheSamePointer) {
   EXPECT_EQ(handle_.GetBootstrapSpecs(), nullptr);
   auto* const specs = new SvrBootstrapSpecs;
   specs->SetNSamples(250);
@@ -306,7 +306,7 @@ TEST_F(DatasetHandle, GivesTheDatasetABootstrapSpecificationAndKeepsItWhenGivenA
   EXPECT_EQ(handle_.GetBootstrapSpecs(), nullptr);
 }
 
-TEST_F(DatasetHandle, ShowsWhatAnotherHandleOnTheDatasetSets) {
+TEST_F(DatasetHandle, SharesStateWithOtherHandles) {
   SvrDMDataset second(registry_, id_);
 
   second.SetHandle("survey");

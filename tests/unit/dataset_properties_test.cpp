@@ -181,7 +181,7 @@ class Properties : public testing::Test {
   SvrDMObserverView view{item};
 };
 
-TEST_F(Properties, ThatAreUnchangedAreNotTold) {
+TEST_F(Properties, UnchangedAreNotReported) {
   view.Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_FALSE(Source().IsDirty());
@@ -189,14 +189,14 @@ TEST_F(Properties, ThatAreUnchangedAreNotTold) {
 
 // --- Row count ---
 
-TEST_F(Properties, TheFirstUpdateTellsTheRowCount) {
+TEST_F(Properties, TheFirstUpdateReportsTheRowCount) {
   SvrDMObserverView fresh(item);
   Use(std::make_unique<CountingSource>()).rows = 44;
   fresh.Update();
   EXPECT_MESSAGES(Queue(), RowCount(44));
 }
 
-TEST_F(Properties, TheFirstUpdateTellsAnUnknownRowCountAndNoRowsToo) {
+TEST_F(Properties, TheFirstUpdateReportsUnknownAndZeroRowCounts) {
   for (const long long rows : {-1, 0}) {
     SvrDMObserverView fresh(item);
     Use(std::make_unique<CountingSource>()).rows = rows;
@@ -205,7 +205,7 @@ TEST_F(Properties, TheFirstUpdateTellsAnUnknownRowCountAndNoRowsToo) {
   }
 }
 
-TEST_F(Properties, AChangedRowCountIsToldOnce) {
+TEST_F(Properties, AChangedRowCountIsReportedOnce) {
   CountingSource& source = static_cast<CountingSource&>(Source());
   source.rows = 44;
   view.Update();
@@ -217,7 +217,7 @@ TEST_F(Properties, AChangedRowCountIsToldOnce) {
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Properties, ARowCountIsAskedForAnewWhereverItIsNeeded) {
+TEST_F(Properties, RowCountIsReadAgainForEachUse) {
   Use(support::Dictionary("A B C D E"));
   Settle();
   Use(std::make_unique<GrowingSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
@@ -228,7 +228,7 @@ TEST_F(Properties, ARowCountIsAskedForAnewWhereverItIsNeeded) {
   EXPECT_MESSAGES(Queue(), RowCount(3));
 }
 
-TEST_F(Properties, AChangedTypeTellsTheRowCountThoughItIsTheSame) {
+TEST_F(Properties, AChangedTypeReportsAnUnchangedRowCount) {
   static_cast<CountingSource&>(Source()).rows = 44;
   Settle();
   Source().GetVariable(1).SetType(8);
@@ -243,7 +243,7 @@ TEST_F(Properties, AChangedTypeAndAChangedRowCountAreOneReset) {
   EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(45), Dirty(true));
 }
 
-TEST_F(Properties, AResetIsOverWhenTheUpdateReturns) {
+TEST_F(Properties, AResetIsReportedOnlyOnce) {
   Source().GetVariable(1).SetType(8);
   view.Update();
   EXPECT_FALSE(view.data_->resetClientData);
@@ -251,7 +251,7 @@ TEST_F(Properties, AResetIsOverWhenTheUpdateReturns) {
 
 // --- Rows per imputation ---
 
-TEST_F(Properties, TheEndOfAnImputationIsToldWithoutTheCommonArguments) {
+TEST_F(Properties, TheEndOfAnImputationIsReportedWithoutCommonFields) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   Source().RowsPerImputation(0);
   view.Update();
@@ -261,14 +261,14 @@ TEST_F(Properties, TheEndOfAnImputationIsToldWithoutTheCommonArguments) {
   EXPECT_EQ(View().RowsPerImputation(), 0);
 }
 
-TEST_F(Properties, TheBeginningOfAnImputationIsNotToldButNoted) {
+TEST_F(Properties, TheStartOfAnImputationIsRecordedButNotReported) {
   Source().RowsPerImputation(5);
   view.Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(View().RowsPerImputation(), 5);
 }
 
-TEST_F(Properties, AnotherNumberOfRowsPerImputationIsNotToldButNoted) {
+TEST_F(Properties, AChangedNumberOfRowsPerImputationIsRecordedButNotReported) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   Source().RowsPerImputation(3);
   view.Update();
@@ -289,7 +289,7 @@ class FileSpecification : public Properties {
   TemporaryFolder folder;
 };
 
-TEST_F(FileSpecification, OfASavedFileIsToldAndBecomesTheDatasetsFileName) {
+TEST_F(FileSpecification, OfASavedFileIsReportedAndBecomesTheFileName) {
   UseSavedFile();
   Source().SetFileSpec("/second.csv");
   view.Update();
@@ -298,7 +298,7 @@ TEST_F(FileSpecification, OfASavedFileIsToldAndBecomesTheDatasetsFileName) {
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
 }
 
-TEST_F(FileSpecification, OfASourceLayeredOverASavedFileIsToldAsWell) {
+TEST_F(FileSpecification, OfASourceOverASavedFileIsReported) {
   UseSavedFile();
   Use(std::make_unique<DataFreeDataSource>(&Source())).SetFileSpec("/second.csv");
   Settle();
@@ -308,7 +308,7 @@ TEST_F(FileSpecification, OfASourceLayeredOverASavedFileIsToldAsWell) {
   EXPECT_EQ(item.FileName(), "/third.csv");
 }
 
-TEST_F(FileSpecification, OfASourceThatIsNoSavedFileIsNotToldButNoted) {
+TEST_F(FileSpecification, OfAnotherSourceIsRecordedButNotReported) {
   Source().SetFileSpec("/second.csv");
   view.Update();
   EXPECT_MESSAGES(Queue());
@@ -317,7 +317,7 @@ TEST_F(FileSpecification, OfASourceThatIsNoSavedFileIsNotToldButNoted) {
 }
 
 // Only a saved file at the end of a chain counts.
-TEST_F(FileSpecification, OfASavedFileOnTopOfAnotherSourceIsNotTold) {
+TEST_F(FileSpecification, OfASavedFileWithAParentIsNotReported) {
   std::unique_ptr<SystemFileDataSource> file = SystemFileDataSource::Open(folder.Write("a.csv"));
   file->SetParentSource(&Source());
   Use(std::move(file));
@@ -328,7 +328,7 @@ TEST_F(FileSpecification, OfASavedFileOnTopOfAnotherSourceIsNotTold) {
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
 }
 
-TEST_F(FileSpecification, ThatIsSuppressedIsHeldBackAndToldOnceTheSuppressionEnds) {
+TEST_F(FileSpecification, SuppressedIsReportedAfterTheSuppressionEnds) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();
   const std::string nameBefore = item.FileName();
@@ -346,14 +346,14 @@ TEST_F(FileSpecification, ThatIsSuppressedIsHeldBackAndToldOnceTheSuppressionEnd
   EXPECT_EQ(item.FileName(), "/second.csv");
 }
 
-TEST_F(FileSpecification, ThatIsSuppressedIsHeldBackWithoutASavedFileToo) {
+TEST_F(FileSpecification, SuppressedIsPendingWithoutASavedFileToo) {
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/second.csv");
   view.Update();
   EXPECT_STREQ(View().GetFileSpec(), "");
 }
 
-TEST_F(FileSpecification, OtherThanTheSuppressedOneIsTold) {
+TEST_F(FileSpecification, OtherThanTheSuppressedIsReported) {
   UseSavedFile();
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/third.csv");
@@ -362,7 +362,7 @@ TEST_F(FileSpecification, OtherThanTheSuppressedOneIsTold) {
 }
 
 // Without a suppressed file name it is empty, and suppresses an empty file specification.
-TEST_F(FileSpecification, ThatIsEmptyIsHeldBackWhileNothingIsSuppressed) {
+TEST_F(FileSpecification, EmptyIsPendingWithoutASuppressedName) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();
   ASSERT_NE(before, "");
@@ -379,7 +379,7 @@ TEST_F(FileSpecification, ThatIsEmptyIsHeldBackWhileNothingIsSuppressed) {
   EXPECT_EQ(item.FileName(), "");
 }
 
-TEST_F(FileSpecification, ThatIsAsBeforeIsNotTold) {
+TEST_F(FileSpecification, UnchangedIsNotReported) {
   UseSavedFile();
   item.FileName("/named.csv");
   view.Update();
@@ -389,14 +389,14 @@ TEST_F(FileSpecification, ThatIsAsBeforeIsNotTold) {
 
 // --- Label ---
 
-TEST_F(Properties, ALabelIsTold) {
+TEST_F(Properties, ALabelIsReported) {
   Source().SetLabel("Survey");
   view.Update();
   EXPECT_MESSAGES(Queue(), Label("Survey"));
   EXPECT_STREQ(View().GetLabel(), "Survey");
 }
 
-TEST_F(Properties, ALabelRemovedIsToldAsEmptyAndRemovedFromTheView) {
+TEST_F(Properties, ARemovedLabelIsReportedAsEmpty) {
   StartWith([](ORVX_DataSource& source) { source.SetLabel("Survey"); });
   Source().SetLabel(nullptr);
   view.Update();
@@ -418,7 +418,7 @@ TEST_F(Properties, AnEmptyLabelCountsAsNone) {
 
 // --- Weight ---
 
-TEST_F(Properties, AWeightSwitchedOnChangedAndSwitchedOffIsTold) {
+TEST_F(Properties, SettingChangingAndRemovingAWeightIsReported) {
   WeightBy(Source(), "B");
   view.Update();
   EXPECT_MESSAGES(Queue(), Weight("B"));
@@ -437,7 +437,7 @@ TEST_F(Properties, AWeightSwitchedOnChangedAndSwitchedOffIsTold) {
   EXPECT_EQ(View().GetWeightVarIndex(), -1);
 }
 
-TEST_F(Properties, AWeightVariableOfTheSameWriteIsInsertedBeforeItWeights) {
+TEST_F(Properties, ANewWeightVariableIsInsertedFirst) {
   Source().InsertVariable(0, Var("W"));
   WeightBy(Source(), "W");
   view.Update();
@@ -445,7 +445,7 @@ TEST_F(Properties, AWeightVariableOfTheSameWriteIsInsertedBeforeItWeights) {
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
 
-TEST_F(Properties, AWeightThatOnlyShiftsItsPositionIsNotTold) {
+TEST_F(Properties, AShiftedWeightVariableIsNotReported) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(0, 0);
   view.Update();
@@ -454,7 +454,7 @@ TEST_F(Properties, AWeightThatOnlyShiftsItsPositionIsNotTold) {
 }
 
 // The view and the clients have dropped it with the variable.
-TEST_F(Properties, AWeightDeletedWithItsVariableIsNotToldAgain) {
+TEST_F(Properties, DeletingTheWeightVariableReportsNoWeightChange) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
@@ -462,7 +462,7 @@ TEST_F(Properties, AWeightDeletedWithItsVariableIsNotToldAgain) {
   EXPECT_TRUE(View().GetWeightVariableID().IsNull());
 }
 
-TEST_F(Properties, AWeightDeletedWithItsVariableGivesWayToAnother) {
+TEST_F(Properties, DeletingTheWeightVariableReportsANewWeight) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   WeightBy(Source(), "C");
@@ -472,7 +472,7 @@ TEST_F(Properties, AWeightDeletedWithItsVariableGivesWayToAnother) {
 
 // --- Filter and trends ---
 
-TEST_F(Properties, AFilterSwitchedOnChangedAndSwitchedOffIsTold) {
+TEST_F(Properties, SettingChangingAndRemovingAFilterIsReported) {
   FilterBy(Source(), "B");
   view.Update();
   EXPECT_MESSAGES(Queue(), Filter("B"));
@@ -491,7 +491,7 @@ TEST_F(Properties, AFilterSwitchedOnChangedAndSwitchedOffIsTold) {
   EXPECT_EQ(View().GetFilterVarIndex(), -1);
 }
 
-TEST_F(Properties, AFilterDeletedWithItsVariableIsNotToldAgain) {
+TEST_F(Properties, DeletingTheFilterVariableReportsNoFilterChange) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
@@ -499,7 +499,7 @@ TEST_F(Properties, AFilterDeletedWithItsVariableIsNotToldAgain) {
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
-TEST_F(Properties, TrendsInformationIsToldInFull) {
+TEST_F(Properties, TrendsInformationIsReportedCompletely) {
   *Source().GetTrendsInfo() = Monthly();
   view.Update();
   EXPECT_MESSAGES(Queue(), Trends(Monthly()));
@@ -512,14 +512,14 @@ TEST_F(Properties, TrendsInformationIsToldInFull) {
   EXPECT_EQ(*View().GetTrendsInfo(), ORVX_TrendsInfo());
 }
 
-TEST_F(Properties, AFilterSwitchedOnIsToldBeforeTheTrends) {
+TEST_F(Properties, ANewFilterIsReportedBeforeTrends) {
   FilterBy(Source(), "B");
   *Source().GetTrendsInfo() = Monthly();
   view.Update();
   EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
 }
 
-TEST_F(Properties, AFilterByAnotherVariableIsToldBeforeTheTrends) {
+TEST_F(Properties, AChangedFilterIsReportedBeforeTrends) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "A"); });
   FilterBy(Source(), "B");
   *Source().GetTrendsInfo() = Monthly();
@@ -527,7 +527,7 @@ TEST_F(Properties, AFilterByAnotherVariableIsToldBeforeTheTrends) {
   EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
 }
 
-TEST_F(Properties, AFilterSwitchedOffIsToldAfterTheTrends) {
+TEST_F(Properties, ARemovedFilterIsReportedAfterTrends) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
   Source().SetFilterVar(-1);
   *Source().GetTrendsInfo() = Monthly();
@@ -537,7 +537,7 @@ TEST_F(Properties, AFilterSwitchedOffIsToldAfterTheTrends) {
 
 // --- Split ---
 
-TEST_F(Properties, ASplitSwitchedOnAndSwitchedOffIsTold) {
+TEST_F(Properties, SettingAndRemovingASplitIsReported) {
   SplitBy(Source(), "B A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Split("B A"));
@@ -551,7 +551,7 @@ TEST_F(Properties, ASplitSwitchedOnAndSwitchedOffIsTold) {
   EXPECT_THAT(SplitOf(View()), IsEmpty());
 }
 
-TEST_F(Properties, ASplitByOneMoreOrOneFewerIsTold) {
+TEST_F(Properties, AddingOrRemovingASplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A"); });
   SplitBy(Source(), "A B");
   view.Update();
@@ -563,7 +563,7 @@ TEST_F(Properties, ASplitByOneMoreOrOneFewerIsTold) {
   EXPECT_MESSAGES(Queue(), Split("A"));
 }
 
-TEST_F(Properties, ASplitByAsManyOthersIsToldWhicheverOfThemChanged) {
+TEST_F(Properties, ReplacingAnySplitVariableIsReported) {
   for (const char* split : {"D B C", "A D C", "A B D", "B A C"}) {
     StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B C"); });
     SplitBy(Source(), split);
@@ -572,7 +572,7 @@ TEST_F(Properties, ASplitByAsManyOthersIsToldWhicheverOfThemChanged) {
   }
 }
 
-TEST_F(Properties, OnlyTheTreatmentOfTheGroupsChangedIsTold) {
+TEST_F(Properties, AChangeOfSeparateAnalysisIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   SplitBy(Source(), "A B", /*separate=*/true);
   view.Update();
@@ -585,13 +585,13 @@ TEST_F(Properties, OnlyTheTreatmentOfTheGroupsChangedIsTold) {
   EXPECT_MESSAGES(Queue(), Split("A B"));
 }
 
-TEST_F(Properties, AnUnchangedSplitIsNotTold) {
+TEST_F(Properties, AnUnchangedSplitIsNotReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B", /*separate=*/true); });
   view.Update();
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Properties, ASplitByEightVariablesIsTold) {
+TEST_F(Properties, ASplitByEightVariablesIsReported) {
   StartWith([](ORVX_DataSource& source) { Replace(source, Vars("A B C D E F G H")); });
   SplitBy(Source(), "H G F E D C B A");
   view.Update();
@@ -599,14 +599,14 @@ TEST_F(Properties, ASplitByEightVariablesIsTold) {
   EXPECT_EQ(View().GetNSplitVars(), 8U);
 }
 
-TEST_F(Properties, ASplitVariableDeletedTellsWhatIsLeftOfTheSplit) {
+TEST_F(Properties, DeletingASplitVariableReportsTheRemainingSplit) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A"));
 }
 
-TEST_F(Properties, ASplitVariableDeletedAndAnotherInItsPlaceIsToldThoughTheyAreAsMany) {
+TEST_F(Properties, ReplacingADeletedSplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   Source().DeleteVariables(1, 1);
   SplitBy(Source(), "A C");
@@ -614,14 +614,14 @@ TEST_F(Properties, ASplitVariableDeletedAndAnotherInItsPlaceIsToldThoughTheyAreA
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A C"));
 }
 
-TEST_F(Properties, TheLastSplitVariableDeletedIsToldThoughNeitherSideSplitsAnyMore) {
+TEST_F(Properties, DeletingTheLastSplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split(""));
 }
 
-TEST_F(Properties, TheTreatmentOfGroupsThatAreNotThereIsNotCompared) {
+TEST_F(Properties, SeparateAnalysisIsNotComparedWithoutASplit) {
   Use(std::make_unique<SplitSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
   Settle();
   static_cast<SplitSource&>(Source()).separate = true;
@@ -631,7 +631,7 @@ TEST_F(Properties, TheTreatmentOfGroupsThatAreNotThereIsNotCompared) {
 
 // --- Uses that a moved or replaced variable loses are reported again ---
 
-TEST_F(Properties, AWeightFilterAndSplitVariableThatTheViewMovesIsToldAgain) {
+TEST_F(Properties, UsesOfAMovedVariableAreReportedAgain) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "C");
     FilterBy(source, "C");
@@ -645,7 +645,7 @@ TEST_F(Properties, AWeightFilterAndSplitVariableThatTheViewMovesIsToldAgain) {
   EXPECT_MESSAGES(Queue(), Moved(2).To(0), Weight("C"), Filter("C"), Split("A C"));
 }
 
-TEST_F(Properties, UsesThatTheSourceLostByTheSameMoveAreNotTold) {
+TEST_F(Properties, UsesLostByTheSameMoveAreNotReported) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "C");
     FilterBy(source, "C");
@@ -658,7 +658,7 @@ TEST_F(Properties, UsesThatTheSourceLostByTheSameMoveAreNotTold) {
 }
 
 // The source moved A; the view moves the variables that passed it.
-TEST_F(Properties, AVariableThatOthersPassInTheViewKeepsItsUsesThere) {
+TEST_F(Properties, AVariableThatOthersPassKeepsItsUses) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));
     WeightBy(source, "A");
@@ -670,7 +670,7 @@ TEST_F(Properties, AVariableThatOthersPassInTheViewKeepsItsUsesThere) {
   EXPECT_EQ(View().GetWeightVariableID(), Id("A"));
 }
 
-TEST_F(Properties, AfterABulkReplacementAllUsesAreToldAgain) {
+TEST_F(Properties, ABulkReplacementReportsAllUsesAgain) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "A");
     FilterBy(source, "B");
@@ -682,7 +682,7 @@ TEST_F(Properties, AfterABulkReplacementAllUsesAreToldAgain) {
                   Filter("B"), Split("C D").Separate());
 }
 
-TEST_F(Properties, AfterABulkReplacementUsesSwitchedOffAreNotToldButForTheSplit) {
+TEST_F(Properties, ABulkReplacementReportsOnlyARemovedSplit) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "A");
     FilterBy(source, "B");
@@ -698,7 +698,7 @@ TEST_F(Properties, AfterABulkReplacementUsesSwitchedOffAreNotToldButForTheSplit)
 
 // --- Sets, extension, attributes ---
 
-TEST_F(Properties, SetsExtensionAndAttributesAreToldInTheirOrder) {
+TEST_F(Properties, SetsExtensionAndAttributesAreReportedInOrder) {
   Source().SetAttributes(Attributes({"note"}));
   Source().SetExtension(Block("bytes"));
   Source().SetVariableSets({Set("demography", "A")});
@@ -733,20 +733,20 @@ class DashboardInfo : public Properties {
   const support::Expected cleared = Extension(17, "note\tvalue\n");
 };
 
-TEST_F(DashboardInfo, StaysWhileNothingChanges) {
+TEST_F(DashboardInfo, IsKeptWithoutChanges) {
   view.Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_TRUE(SourceHasIt());
 }
 
-TEST_F(DashboardInfo, GoesWithAChangeOfTheVariables) {
+TEST_F(DashboardInfo, IsRemovedIfVariablesChange) {
   Source().InsertVariable(5, Var("F"));
   view.Update();
   EXPECT_MESSAGES(Queue(), Inserted("F").AtEnd(), cleared);
   EXPECT_FALSE(SourceHasIt());
 }
 
-TEST_F(DashboardInfo, GoesWithAnyKindOfChangeOfTheVariables) {
+TEST_F(DashboardInfo, IsRemovedByAnyChangeOfVariables) {
   const std::vector<std::function<void()>> changes = {
       [this] { Source().DeleteVariables(4, 4); },
       [this] { Source().DeleteVariables(1, 1); },
@@ -768,26 +768,26 @@ TEST_F(DashboardInfo, GoesWithAnyKindOfChangeOfTheVariables) {
   }
 }
 
-TEST_F(DashboardInfo, GoesWithARowCount) {
+TEST_F(DashboardInfo, IsRemovedIfTheRowCountChanges) {
   static_cast<CountingSource&>(Source()).rows = 44;
   view.Update();
   EXPECT_MESSAGES(Queue(), cleared, RowCount(44));
   EXPECT_FALSE(SourceHasIt());
 }
 
-TEST_F(DashboardInfo, GoesWithAWeight) {
+TEST_F(DashboardInfo, IsRemovedIfTheWeightChanges) {
   WeightBy(Source(), "A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Weight("A"), cleared);
 }
 
-TEST_F(DashboardInfo, GoesWithAFilterSwitchedOn) {
+TEST_F(DashboardInfo, IsRemovedIfAFilterIsSet) {
   FilterBy(Source(), "A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Filter("A"), cleared);
 }
 
-TEST_F(DashboardInfo, GoesWithAFilterSwitchedOff) {
+TEST_F(DashboardInfo, IsRemovedIfTheFilterIsRemoved) {
   FilterBy(Source(), "A");
   view.Update();
   Source().SetAttributes(Attributes({"note", "dashboard.layout"}));
@@ -800,19 +800,19 @@ TEST_F(DashboardInfo, GoesWithAFilterSwitchedOff) {
   EXPECT_MESSAGES(Queue(), NoFilter(), cleared);
 }
 
-TEST_F(DashboardInfo, GoesWithTrends) {
+TEST_F(DashboardInfo, IsRemovedIfTrendsChange) {
   *Source().GetTrendsInfo() = Monthly();
   view.Update();
   EXPECT_MESSAGES(Queue(), Trends(Monthly()), cleared);
 }
 
-TEST_F(DashboardInfo, GoesWithASplit) {
+TEST_F(DashboardInfo, IsRemovedIfTheSplitChanges) {
   SplitBy(Source(), "A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Split("A"), cleared);
 }
 
-TEST_F(DashboardInfo, StaysWithEverythingElse) {
+TEST_F(DashboardInfo, IsKeptAfterOtherChanges) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   ASSERT_TRUE(SourceHasIt());
   Source().RowsPerImputation(0);
@@ -831,7 +831,7 @@ TEST_F(DashboardInfo, StaysWithEverythingElse) {
 }
 
 // The writer has just set it.
-TEST_F(DashboardInfo, StaysWhereTheAttributesThemselvesChanged) {
+TEST_F(DashboardInfo, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
   view.Update();
@@ -841,7 +841,7 @@ TEST_F(DashboardInfo, StaysWhereTheAttributesThemselvesChanged) {
 
 // --- Modified state ---
 
-TEST_F(Properties, ADirtyDatasetIsToldAndACleanOneAgain) {
+TEST_F(Properties, ChangesOfTheDirtyFlagAreReported) {
   Source().SetDirty(true);
   view.Update();
   EXPECT_MESSAGES(Queue(), Dirty(true));
@@ -857,14 +857,14 @@ TEST_F(Properties, ADirtyDatasetIsToldAndACleanOneAgain) {
   EXPECT_FALSE(View().IsDirty());
 }
 
-TEST_F(Properties, AChangedDefinitionMakesACleanDatasetDirtyAndThatIsToldLast) {
+TEST_F(Properties, AChangedDefinitionSetsTheDirtyFlagReportedLast) {
   Source().GetVariable(1).SetLabel("changed");
   view.Update();
   EXPECT_MESSAGES(Queue(), Modified(Labelled(Var("B"), "changed")), Dirty(true));
   EXPECT_TRUE(View().IsDirty());
 }
 
-TEST_F(Properties, ADatasetMarkedCleanWithAChangedDefinitionStaysDirty) {
+TEST_F(Properties, AChangedDefinitionOverridesAClearedDirtyFlag) {
   Source().SetDirty(true);
   view.Update();
   item.ClearNotifications();
@@ -920,7 +920,7 @@ class Everything : public Properties {
   TemporaryFolder folder;
 };
 
-TEST_F(Everything, ChangedInOneWriteIsToldInThisOrder) {
+TEST_F(Everything, ChangedInOneWriteIsReportedInThisOrder) {
   ChangeEverything();
   FilterBy(Source(), "B");
 
@@ -948,7 +948,7 @@ TEST_F(Everything, ChangedInOneWriteIsToldInThisOrder) {
                   Dirty(true));
 }
 
-TEST_F(Everything, ChangedInOneWriteWithTheFilterSwitchedOffIsToldInThisOrder) {
+TEST_F(Everything, ChangedInOneWriteWithoutFilterIsReportedInThisOrder) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
   ChangeEverything();
   Source().SetFilterVar(-1);
@@ -962,7 +962,7 @@ TEST_F(Everything, ChangedInOneWriteWithTheFilterSwitchedOffIsToldInThisOrder) {
                   Dirty(true));
 }
 
-TEST_F(Everything, ChangedIsToldOnceAndTheViewEqualsTheSource) {
+TEST_F(Everything, ChangedIsReportedOnceAndTheViewEqualsTheSource) {
   ChangeEverything();
   FilterBy(Source(), "B");
   view.Update();
@@ -988,7 +988,7 @@ TEST_F(Everything, ChangedIsToldOnceAndTheViewEqualsTheSource) {
   EXPECT_TRUE(View().IsDirty());
 }
 
-TEST_F(Everything, BearsTheDatasetAndTheCaseSequenceButForTheImputation) {
+TEST_F(Everything, HasDatasetAndCaseSequenceExceptTheImputation) {
   item.CaseSequence() = 35;
   ChangeEverything();
   FilterBy(Source(), "B");
@@ -1004,7 +1004,7 @@ TEST_F(Everything, BearsTheDatasetAndTheCaseSequenceButForTheImputation) {
   }
 }
 
-TEST_F(Everything, IsTakenBackWhenTheDatasetLosesItsSource) {
+TEST_F(Everything, IsResetWhenTheSourceIsRemoved) {
   Source().SetDirty(true);
   static_cast<CountingSource&>(Source()).rows = 44;
   view.Update();
@@ -1022,7 +1022,7 @@ TEST_F(Everything, IsTakenBackWhenTheDatasetLosesItsSource) {
   EXPECT_STRNE(View().GetFileSpec(), "");
 }
 
-TEST_F(Everything, IsToldAgainWhenTheDatasetGetsItsSourceBack) {
+TEST_F(Everything, IsReportedAgainWhenTheSourceReturns) {
   auto copy = std::make_unique<CountingSource>();
   copy->CopyDictionary(&Source());
   item.SetDataSet(nullptr);
@@ -1040,14 +1040,14 @@ TEST_F(Everything, IsToldAgainWhenTheDatasetGetsItsSourceBack) {
 
 // --- A source without anything, and none ---
 
-TEST_F(Properties, OfAFreshSourceWithoutAnythingOnlyTheRowCountIsTold) {
+TEST_F(Properties, ANewEmptySourceReportsOnlyTheRowCount) {
   SvrDMItem empty(LocallyUniqueID(0, 13), new DataFreeDataSource, nullptr, 0, "", true);
   SvrDMObserverView fresh(empty);
   fresh.Update();
   EXPECT_MESSAGES(empty.Notifications(), RowCount(0));
 }
 
-TEST_F(Properties, OfADatasetThatNeverHadASourceOnlyTheRowCountIsTold) {
+TEST_F(Properties, ADatasetWithoutASourceReportsOnlyTheRowCount) {
   SvrDMItem without(LocallyUniqueID(0, 13), nullptr, nullptr, 0, "", true);
   SvrDMObserverView fresh(without);
   fresh.Update();
@@ -1074,7 +1074,7 @@ class AnsweredSplit : public Properties {
   static constexpr const char* kNine = "A B C D E F G H I";
 };
 
-TEST_F(AnsweredSplit, ByNineIsToldInFullAndOnce) {
+TEST_F(AnsweredSplit, ByNineIsReportedCompletelyAndOnce) {
   Answers().SplitBy(kNine);
   Answers().separate = true;
   view.Update();
@@ -1087,7 +1087,7 @@ TEST_F(AnsweredSplit, ByNineIsToldInFullAndOnce) {
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(AnsweredSplit, ByNineOthersIsToldWhicheverOfThemChanged) {
+TEST_F(AnsweredSplit, ByNineWithAnyVariableReplacedIsReported) {
   for (const char* split : {"I B C D E F G H A", "A B C D E F G I H", "A B C D E F G H"}) {
     Answers().SplitBy(kNine);
     Settle();
@@ -1098,7 +1098,7 @@ TEST_F(AnsweredSplit, ByNineOthersIsToldWhicheverOfThemChanged) {
   }
 }
 
-TEST_F(AnsweredSplit, ByNineIsToldAgainWhenTheViewHasMovedOrDeletedTheLast) {
+TEST_F(AnsweredSplit, ByNineIsReportedAgainAfterTheLastIsMovedOrDeleted) {
   Answers().SplitBy(kNine);
   Settle();
   Move(Source(), "I", 0);
@@ -1112,7 +1112,7 @@ TEST_F(AnsweredSplit, ByNineIsToldAgainWhenTheViewHasMovedOrDeletedTheLast) {
   EXPECT_MESSAGES(Queue(), Deleted("I"), Split("A B C D E F G H"));
 }
 
-TEST_F(AnsweredSplit, IsToldInFullHoweverLongItIs) {
+TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
   std::string names = "A";
   for (int i = 1; i < 200; ++i) names += " A" + std::to_string(i);
   Replace(Source(), Vars(names));
@@ -1130,7 +1130,7 @@ TEST_F(AnsweredSplit, IsToldInFullHoweverLongItIs) {
 }
 
 // SplitSource checks that no more are requested.
-TEST_F(AnsweredSplit, ThatIsShortIsAskedForItsOwnVariablesOnly) {
+TEST_F(AnsweredSplit, ShortIsReadOnlyUpToItsLength) {
   Answers().split = {Id("A"), Id("C")};
   view.Update();
   EXPECT_MESSAGES(Queue(), Split("A C"));
@@ -1138,7 +1138,7 @@ TEST_F(AnsweredSplit, ThatIsShortIsAskedForItsOwnVariablesOnly) {
 }
 
 // The remaining ones are equal; only the number shows that the view lost one.
-TEST_F(AnsweredSplit, WithTheVariableThatTheViewLostMissingIsToldOnceItCanBe) {
+TEST_F(AnsweredSplit, WithADeletedVariableIsReportedOncePossible) {
   Answers().split = {Id("A"), Id("B")};
   Settle();
   Source().DeleteVariables(1, 1);

@@ -128,7 +128,7 @@ std::unique_ptr<SourceWithRows> Made(const State& state) {
   return source;
 }
 
-TEST(DictionaryDigest, DiffersWhereAnythingDiffersThatMessagesCarry) {
+TEST(DictionaryDigest, DiffersIfAnythingInMessagesDiffers) {
   const std::vector<State> states = DifferentStates();
   for (std::size_t i = 0; i < states.size(); ++i) {
     for (std::size_t j = 0; j < states.size(); ++j) {
@@ -138,7 +138,7 @@ TEST(DictionaryDigest, DiffersWhereAnythingDiffersThatMessagesCarry) {
   }
 }
 
-TEST(DictionaryDigest, IsTheMirrorsToo) {
+TEST(DictionaryDigest, EqualsTheMirrors) {
   for (const State& state : DifferentStates()) {
     const auto source = Made(state);
     DictionaryMirror mirror;
@@ -149,7 +149,7 @@ TEST(DictionaryDigest, IsTheMirrorsToo) {
   }
 }
 
-TEST(DictionaryDigest, IsTheSameWhereOneDigesterGoesFromStateToState) {
+TEST(DictionaryDigest, IsTheSameFromAReusedDigester) {
   const auto source = FullDictionary();
   DictionaryDigester digester;
   for (const State& state : DifferentStates()) {
@@ -160,7 +160,7 @@ TEST(DictionaryDigest, IsTheSameWhereOneDigesterGoesFromStateToState) {
   }
 }
 
-TEST(DictionaryDigest, OfOneDigesterDoesNotMixUpTwoSources) {
+TEST(DictionaryDigest, OfOneDigesterSeparatesTwoSources) {
   DictionaryDigester digester;
   const auto states = DifferentStates();
   for (const State& state : states) {
@@ -169,7 +169,7 @@ TEST(DictionaryDigest, OfOneDigesterDoesNotMixUpTwoSources) {
   }
 }
 
-TEST(DictionaryDigest, FollowsVariablesFarAway) {
+TEST(DictionaryDigest, FindsVariablesMovedFar) {
   const auto source = Dictionary("");
   for (int i = 0; i < 200; ++i) {
     source->MakeVariable(ORVX_Variable(LocallyUniqueID(2, static_cast<unsigned int>(i)), "v"),
@@ -187,7 +187,7 @@ TEST(DictionaryDigest, FollowsVariablesFarAway) {
   EXPECT_EQ(digester.Of(*source), DigestOf(*source));
 }
 
-TEST(DictionaryDigest, OfEqualDictionariesIsOne) {
+TEST(DictionaryDigest, OfEqualDictionariesIsEqual) {
   EXPECT_EQ(DigestOf(*FullDictionary()), DigestOf(*FullDictionary()));
   const auto copy = std::make_unique<SourceWithRows>();
   copy->CopyDictionary(FullDictionary().get());
@@ -196,7 +196,7 @@ TEST(DictionaryDigest, OfEqualDictionariesIsOne) {
   EXPECT_EQ(DigestOf(*copy), DigestOf(*FullDictionary()));
 }
 
-TEST(DictionaryDigest, TakesForEqualWhatMessagesTakeForEqual) {
+TEST(DictionaryDigest, UsesTheEqualityOfMessages) {
   const auto without = Dictionary("A");
   const auto with = Dictionary("A");
   with->SetLabel("");
@@ -208,7 +208,7 @@ TEST(DictionaryDigest, TakesForEqualWhatMessagesTakeForEqual) {
   EXPECT_EQ(DigestOf(*with), DigestOf(*without));
 }
 
-TEST(DictionaryDigest, LeavesOutWhatMessagesCarryInPartOrNotAtAll) {
+TEST(DictionaryDigest, ExcludesWhatMessagesDoNotCarryCompletely) {
   const auto plain = FullDictionary();
   const auto other = FullDictionary();
   const auto parent = Dictionary("Z");
@@ -220,7 +220,7 @@ TEST(DictionaryDigest, LeavesOutWhatMessagesCarryInPartOrNotAtAll) {
 }
 
 // Frozen: different versions of this library exchange digests.
-TEST(DictionaryDigest, OfADictionaryIsTheSameForGood) {
+TEST(DictionaryDigest, OfThisDictionaryNeverChanges) {
   DataFreeDataSource source;
   EXPECT_EQ(DigestOf(source).AsText(), "8903514dbd2f9f2c7ef209f807f0ff7f");
   source.MakeVariable(ORVX_Variable(LocallyUniqueID(1, 7), "age"), nullptr);

@@ -82,22 +82,22 @@ TEST(DictionaryMirror, StartsEmpty) {
   EXPECT_EQ(DictionaryMirror().Dictionary().ColumnCount(), 0);
 }
 
-TEST(DictionaryMirror, AppendsWhereTheAnchorIsNull) {
+TEST(DictionaryMirror, AppendsIfTheAnchorIsNull) {
   EXPECT_EQ(After("AB", Insert("CD", kAtTheEnd)), "ABCD");
 }
 
-TEST(DictionaryMirror, InsertsInFrontOfTheAnchor) {
+TEST(DictionaryMirror, InsertsBeforeTheAnchor) {
   EXPECT_EQ(After("AB", Insert("CD", ID('B'))), "ACDB");
   EXPECT_EQ(After("AB", Insert("CD", ID('A'))), "CDAB");
 }
 
-TEST(DictionaryMirror, DeletesByIdentifierWhereverTheVariablesStand) {
+TEST(DictionaryMirror, DeletesByIdentifierAtAnyPosition) {
   EXPECT_EQ(After("ABCD", Delete("DB")), "AC");
   EXPECT_EQ(After("ABCD", Delete("ABCD")), "");
   EXPECT_EQ(After("ABCD", Delete("")), "ABCD");
 }
 
-TEST(DictionaryMirror, DeletesWhatHasAnotherDefinitionByNow) {
+TEST(DictionaryMirror, DeletesAVariableWithAChangedDefinition) {
   DictionaryMirror mirror = MirrorOf("AB");
   mirror.Apply(Relabel('A', "new"));
   mirror.Apply(Delete("A"));
@@ -110,24 +110,24 @@ TEST(DictionaryMirror, MovesToTheFrontAndToTheBack) {
   EXPECT_EQ(After("ABCD", Move({1}, 1)), "ABCD");
 }
 
-TEST(DictionaryMirror, CountsTheTargetInTheListWithoutTheMovedVariables) {
+TEST(DictionaryMirror, TargetIsInTheListWithoutTheMovedVariables) {
   EXPECT_EQ(After("ABCDE", Move({0, 2}, 1)), "BACDE");
   EXPECT_EQ(After("ABCDE", Move({0, 2}, 3)), "BDEAC");
 }
 
-TEST(DictionaryMirror, KeepsTheOrderInWhichPositionsAreGiven) {
+TEST(DictionaryMirror, InsertsMovedVariablesInTheGivenOrder) {
   EXPECT_EQ(After("ABCDE", Move({4, 0}, 0)), "EABCD");
   EXPECT_EQ(After("ABCDE", Move({3, 1, 2}, 2)), "AEDBC");
 }
 
-TEST(DictionaryMirror, ReplacesTheDefinitionAndNotThePlaceOfAModifiedVariable) {
+TEST(DictionaryMirror, ModifyKeepsThePosition) {
   DictionaryMirror mirror = MirrorOf("ABC");
   mirror.Apply(Relabel('B', "new"));
   EXPECT_EQ(Names(mirror), "ABC");
   EXPECT_EQ(mirror.Dictionary().GetVariable(1), Relabel('B', "new").GetVariable());
 }
 
-TEST(DictionaryMirror, FindsVariablesInWhateverOrderMessagesNameThem) {
+TEST(DictionaryMirror, FindsVariablesNamedInAnyOrder) {
   DictionaryMirror mirror = MirrorOf("ABC");
   ModifyVarMsg last = Relabel('C', "c");
   ModifyVarMsg first = Relabel('A', "a");
@@ -140,7 +140,7 @@ TEST(DictionaryMirror, FindsVariablesInWhateverOrderMessagesNameThem) {
   EXPECT_EQ(mirror.Dictionary().GetVariable(1).GetLabel(), "x");
 }
 
-TEST(DictionaryMirror, TakesAVariableBackThatWasDeletedInTheSamePass) {
+TEST(DictionaryMirror, InsertsAVariableDeletedInTheSamePass) {
   DictionaryMirror mirror = MirrorOf("AB");
   DeleteVarsMsg all = Delete("AB");
   InsertVarsMsg again = Insert("BA", kAtTheEnd);
@@ -152,7 +152,7 @@ TEST(DictionaryMirror, IsNotChangedByResetUndo) {
   EXPECT_EQ(After("AB", ResetUndoMsg()), "AB");
 }
 
-TEST(DictionaryMirror, DoesNotFollowTheMessageThatItTookItsVariablesFrom) {
+TEST(DictionaryMirror, IsIndependentOfTheAppliedMessage) {
   DictionaryMirror mirror;
   {
     const InsertVarsMsg message = Insert("A", kAtTheEnd);
@@ -161,63 +161,63 @@ TEST(DictionaryMirror, DoesNotFollowTheMessageThatItTookItsVariablesFrom) {
   EXPECT_EQ(Names(mirror), "A");
 }
 
-TEST(DictionaryMirror, RefusesAnUnknownAnchor) {
+TEST(DictionaryMirror, RejectsAnUnknownAnchor) {
   DictionaryMirror mirror = MirrorOf("AB");
   EXPECT_EQ(Refusal(mirror, Insert("C", ID('Z'))),
             "DEMessages::InsertVarsMsg: no anchor variable with identifier 1:90");
 }
 
-TEST(DictionaryMirror, RefusesAnAnchorThatIsBeingInserted) {
+TEST(DictionaryMirror, RejectsAnAnchorAmongTheInsertedVariables) {
   DictionaryMirror mirror = MirrorOf("AB");
   EXPECT_THAT(Refusal(mirror, Insert("C", ID('C'))), HasSubstr("anchor"));
 }
 
-TEST(DictionaryMirror, RefusesAnInsertedIdentifierThatIsAlreadyThere) {
+TEST(DictionaryMirror, RejectsInsertingAnExistingIdentifier) {
   DictionaryMirror mirror = MirrorOf("AB");
   EXPECT_EQ(Refusal(mirror, Insert("CB", kAtTheEnd)),
             "DEMessages::InsertVarsMsg: variable \"B\" with identifier 1:66 already exists");
   EXPECT_THAT(Refusal(mirror, Insert("CC", kAtTheEnd)), HasSubstr("already exists"));
 }
 
-TEST(DictionaryMirror, RefusesAnInsertedVariableWithoutAnIdentifier) {
+TEST(DictionaryMirror, RejectsInsertingANullIdentifier) {
   DictionaryMirror mirror;
   const InsertVarsMsg message(0, kDataset, 1, {ORVX_Variable()}, kAtTheEnd);
   EXPECT_THAT(Refusal(mirror, message), HasSubstr("the null identifier"));
 }
 
-TEST(DictionaryMirror, RefusesToDeleteWhatIsNotThere) {
+TEST(DictionaryMirror, RejectsDeletingAnUnknownVariable) {
   DictionaryMirror mirror = MirrorOf("AB");
   EXPECT_EQ(Refusal(mirror, Delete("AC")),
             "DEMessages::DeleteVarsMsg: no variable \"C\" with identifier 1:67 to delete");
   EXPECT_THAT(Refusal(mirror, Delete("AA")), HasSubstr("to delete"));
 }
 
-TEST(DictionaryMirror, RefusesToModifyWhatIsNotThere) {
+TEST(DictionaryMirror, RejectsModifyingAnUnknownVariable) {
   DictionaryMirror mirror = MirrorOf("AB");
   EXPECT_EQ(Refusal(mirror, Relabel('C', "new")),
             "DEMessages::ModifyVarMsg: no variable \"C\" with identifier 1:67 to modify");
 }
 
-TEST(DictionaryMirror, RefusesAPositionOutsideTheList) {
+TEST(DictionaryMirror, RejectsAPositionOutsideTheList) {
   DictionaryMirror mirror = MirrorOf("ABC");
   EXPECT_EQ(Refusal(mirror, Move({3}, 0)),
             "DEMessages::MoveVarsMsg: position 3 is outside a list of 3");
   EXPECT_THAT(Refusal(mirror, Move({0, -1}, 0)), HasSubstr("position -1"));
 }
 
-TEST(DictionaryMirror, RefusesATargetOutsideTheListThatIsLeft) {
+TEST(DictionaryMirror, RejectsATargetOutsideTheRemainingList) {
   DictionaryMirror mirror = MirrorOf("ABC");
   EXPECT_EQ(Refusal(mirror, Move({0}, 3)),
             "DEMessages::MoveVarsMsg: target 3 is outside a list of 2");
   EXPECT_THAT(Refusal(mirror, Move({0}, -1)), HasSubstr("target -1"));
 }
 
-TEST(DictionaryMirror, RefusesToMoveOnePositionTwice) {
+TEST(DictionaryMirror, RejectsMovingAPositionTwice) {
   DictionaryMirror mirror = MirrorOf("ABC");
   EXPECT_THAT(Refusal(mirror, Move({1, 1}, 0)), HasSubstr("duplicate"));
 }
 
-TEST(DictionaryMirror, TakesNothingOfAPassInWhichOneMessageDoesNotFit) {
+TEST(DictionaryMirror, AppliesNothingOfAPassWithAnInvalidMessage) {
   DictionaryMirror mirror = MirrorOf("ABC");
   DeleteVarsMsg first = Delete("A");
   ModifyVarMsg second = Relabel('B', "new");
@@ -232,7 +232,7 @@ TEST(DictionaryMirror, TakesNothingOfAPassInWhichOneMessageDoesNotFit) {
   EXPECT_EQ(VariablesOf(mirror.Dictionary()), Vars("ABC"));
 }
 
-TEST(DictionaryMirror, GoesOnAfterARefusal) {
+TEST(DictionaryMirror, ContinuesAfterAnError) {
   DictionaryMirror mirror = MirrorOf("A");
   Refusal(mirror, Delete("B"));
   mirror.Apply(Insert("B", ID('A')));

@@ -37,26 +37,26 @@ class StorageOfErrorMessages : public testing::Test {
   LocallyUniqueID dataset_{0, 5};
 };
 
-TEST_F(StorageOfErrorMessages, OfAReportIsTheCommonAllocators) {
+TEST_F(StorageOfErrorMessages, OfAReportIsFromTheCommonAllocator) {
   ExpectClonedInOnePieceOfStorage(ReportedErrorMsg(dataset_, ErrorText(kLongText, 1)));
 }
 
-TEST_F(StorageOfErrorMessages, OfAnAnswerIsTheCommonAllocators) {
+TEST_F(StorageOfErrorMessages, OfAResponseIsFromTheCommonAllocator) {
   ReportedErrorMsgResponse answer;
   ReadAll(std::string("\x26\0\0\0OrvxMessages::ReportedErrorMsgResponse\x01\0\0\0\x01", 47),
           answer);
   ExpectClonedInOnePieceOfStorage(answer);
 }
 
-TEST_F(StorageOfErrorMessages, OfAnErrorIsTheCommonAllocators) {
+TEST_F(StorageOfErrorMessages, OfAnErrorIsFromTheCommonAllocator) {
   ExpectClonedInOnePieceOfStorage(ErrorMsg(2001, kLongText));
 }
 
-TEST_F(StorageOfErrorMessages, OfAReportIsGivenBackWhereItsTextCannotBeCopied) {
+TEST_F(StorageOfErrorMessages, OfAReportIsFreedIfCopyingItsTextFails) {
   ExpectGivenBackWhereTheCopyThrows(ReportedErrorMsg(dataset_, ErrorText(kLongText, 1)));
 }
 
-TEST_F(StorageOfErrorMessages, OfAnErrorIsGivenBackWhereItsTextCannotBeCopied) {
+TEST_F(StorageOfErrorMessages, OfAnErrorIsFreedIfCopyingItsTextFails) {
   ExpectGivenBackWhereTheCopyThrows(ErrorMsg(2001, kLongText));
 }
 

@@ -57,7 +57,7 @@ TEST(InteractiveErrorMonitor, SendsTextSeverityAndDatasetUnderCommandOneThousand
   EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kDataset);
 }
 
-TEST(InteractiveErrorMonitor, ForwardsWarningsWhenFresh) {
+TEST(InteractiveErrorMonitor, ReportsWarningsByDefault) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   EXPECT_TRUE(monitor.GetReportWarnings());
@@ -66,7 +66,7 @@ TEST(InteractiveErrorMonitor, ForwardsWarningsWhenFresh) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("zero", "two"));
 }
 
-TEST(InteractiveErrorMonitor, DropsWarningsButNoErrorsOnceToldNotToReportThem) {
+TEST(InteractiveErrorMonitor, DropsOnlyWarningsWhenSwitchedOff) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   monitor.DoNotReportWarnings();
@@ -76,7 +76,7 @@ TEST(InteractiveErrorMonitor, DropsWarningsButNoErrorsOnceToldNotToReportThem) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("error"));
 }
 
-TEST(InteractiveErrorMonitor, ForwardsWarningsAgainOnceToldTo) {
+TEST(InteractiveErrorMonitor, ReportsWarningsAgainWhenSwitchedOn) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   monitor.DoNotReportWarnings();
@@ -86,7 +86,7 @@ TEST(InteractiveErrorMonitor, ForwardsWarningsAgainOnceToldTo) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("warning"));
 }
 
-TEST(InteractiveErrorMonitor, TakesANegativeSeverityForAWarning) {
+TEST(InteractiveErrorMonitor, TreatsANegativeSeverityAsAWarning) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   monitor.DoNotReportWarnings();
@@ -94,7 +94,7 @@ TEST(InteractiveErrorMonitor, TakesANegativeSeverityForAWarning) {
   EXPECT_THAT(proxy.sent, IsEmpty());
 }
 
-TEST(InteractiveErrorMonitor, TakesEverySeverityButOneForAWarning) {
+TEST(InteractiveErrorMonitor, TreatsEverySeverityButOneAsAWarning) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   monitor.DoNotReportWarnings();
@@ -104,7 +104,7 @@ TEST(InteractiveErrorMonitor, TakesEverySeverityButOneForAWarning) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("1"));
 }
 
-TEST(InteractiveErrorMonitor, SwallowsEverythingWithoutAProxy) {
+TEST(InteractiveErrorMonitor, DropsEverythingWithoutAProxy) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   LocallyUniqueID id = kDataset;
@@ -115,7 +115,7 @@ TEST(InteractiveErrorMonitor, SwallowsEverythingWithoutAProxy) {
   EXPECT_THAT(proxy.sent, IsEmpty());
 }
 
-TEST(InteractiveErrorMonitor, SendsForTheNewDatasetAndKeepsItsFlagWhenInitializedAnew) {
+TEST(InteractiveErrorMonitor, KeepsItsFlagWhenInitializedAgain) {
   RecordingProxy before;
   RecordingProxy after;
   InteractiveErrorMonitor monitor(kDataset, &before);
@@ -130,7 +130,7 @@ TEST(InteractiveErrorMonitor, SendsForTheNewDatasetAndKeepsItsFlagWhenInitialize
   EXPECT_EQ(after.sent[0]->GetDataSetID(), other);
 }
 
-TEST(InteractiveErrorMonitor, TakesTheIdentifierAsItIsWhenInitialized) {
+TEST(InteractiveErrorMonitor, CopiesTheIdentifierWhenInitialized) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(LocallyUniqueID(), nullptr);
   LocallyUniqueID id = kDataset;
@@ -141,7 +141,7 @@ TEST(InteractiveErrorMonitor, TakesTheIdentifierAsItIsWhenInitialized) {
   EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kDataset);
 }
 
-TEST(InteractiveErrorMonitor, DoesNotLookAtTheProxysStatus) {
+TEST(InteractiveErrorMonitor, IgnoresTheProxysStatus) {
   RecordingProxy proxy;
   proxy.status = -1;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
@@ -150,13 +150,13 @@ TEST(InteractiveErrorMonitor, DoesNotLookAtTheProxysStatus) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("first", "second"));
 }
 
-TEST(InteractiveErrorMonitor, PassesOnWhatTheProxyThrows) {
+TEST(InteractiveErrorMonitor, PropagatesExceptionsOfTheProxy) {
   BrokenProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   EXPECT_THROW(monitor.Report(ErrorText("error", 1)), std::runtime_error);
 }
 
-TEST(InteractiveErrorMonitor, ReportsAsBeforeAfterAProxyThatThrew) {
+TEST(InteractiveErrorMonitor, ReportsAgainAfterAnException) {
   BrokenProxy broken;
   RecordingProxy whole;
   InteractiveErrorMonitor monitor(kDataset, &broken);
@@ -170,7 +170,7 @@ TEST(InteractiveErrorMonitor, ReportsAsBeforeAfterAProxyThatThrew) {
   EXPECT_THAT(whole.Texts(), ElementsAre("error"));
 }
 
-TEST(InteractiveErrorMonitor, ReportsWarningsAsBeforeAfterASendThatFailed) {
+TEST(InteractiveErrorMonitor, ReportsWarningsAgainAfterAFailedSend) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   proxy.status = -1;
@@ -194,11 +194,11 @@ TEST(InteractiveErrorMonitor, ReportsThroughTheInterfaceToo) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("error"));
 }
 
-TEST(ErrorMonitor, ReportsThroughTheSlotAfterItsDestructors) {
+TEST(ErrorMonitor, ReportIsTheSlotAfterTheDestructors) {
   EXPECT_EQ(VirtualSlot(&ErrorMonitor::Report), 2);
 }
 
-TEST(PackageProxy, SendsThroughItsFirstSlotAndIsNotDestroyedByItsUsers) {
+TEST(PackageProxy, SendMessageIsTheFirstSlotAndThereIsNoPublicDestructor) {
   EXPECT_EQ(VirtualSlot(&PackageProxy::SendMessage), 0);
   EXPECT_FALSE(std::is_destructible_v<PackageProxy>);
 }

@@ -167,7 +167,7 @@ TEST_F(ReportToAnotherProcess, ArrivesWithTextSeverityAndIdentifier) {
   EXPECT_EQ(client.NextAnswer(), Beginning(-128) + "Weights below zero count as zero.");
 }
 
-TEST_F(ReportToAnotherProcess, ArrivesWhateverItsBytesAndHoweverLong) {
+TEST_F(ReportToAnotherProcess, ArrivesWithAnyBytesAndLength) {
   const Client client;
   SocketProxy proxy(client.Socket());
   dataset_.InitializeErrorMonitor(&proxy);
@@ -178,7 +178,7 @@ TEST_F(ReportToAnotherProcess, ArrivesWhateverItsBytesAndHoweverLong) {
   }
 }
 
-TEST_F(ReportToAnotherProcess, ArrivesInItsTurnWithoutTheWarningsThatAreNotReported) {
+TEST_F(ReportToAnotherProcess, ArrivesInOrderWithoutDroppedWarnings) {
   const Client client;
   SocketProxy proxy(client.Socket());
   dataset_.InitializeErrorMonitor(&proxy);
@@ -193,7 +193,7 @@ TEST_F(ReportToAnotherProcess, ArrivesInItsTurnWithoutTheWarningsThatAreNotRepor
   EXPECT_EQ(client.NextAnswer(), Beginning(2) + "second");
 }
 
-TEST_F(ReportToAnotherProcess, IsRefusedThereWhereItIsOfAnotherVersion) {
+TEST_F(ReportToAnotherProcess, IsRejectedWithAnotherVersion) {
   ReportedErrorMsg report;
   VStream stream;
   std::int32_t command = 1000;
@@ -214,7 +214,7 @@ TEST_F(ReportToAnotherProcess, IsRefusedThereWhereItIsOfAnotherVersion) {
             "found version 2");
 }
 
-TEST_F(ReportToAnotherProcess, ThatHasEndedThrowsWhatTheChannelThrowsAndTheNextClientIsTold) {
+TEST_F(ReportToAnotherProcess, ToAnExitedProcessThrowsAndTheNextClientReceivesReports) {
   Client lost;
   SocketProxy line(lost.Socket());
   dataset_.InitializeErrorMonitor(&line);

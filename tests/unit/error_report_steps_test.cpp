@@ -58,18 +58,18 @@ class StepsOfAReport : public testing::Test {
   InteractiveErrorMonitor monitor{LocallyUniqueID(0, 4), &channel};
 };
 
-TEST_F(StepsOfAReport, BeginWithAResponseThatNobodyReads) {
+TEST_F(StepsOfAReport, StartWithAnUnusedResponse) {
   monitor.Report(ErrorText("Disk full", 1));
   EXPECT_THAT(steps, ElementsAre("response made", "message made", "sent"));
 }
 
-TEST_F(StepsOfAReport, AreTheSameWhereTheChannelThrows) {
+TEST_F(StepsOfAReport, AreTheSameIfTheChannelThrows) {
   channel.broken = true;
   EXPECT_THROW(monitor.Report(ErrorText("Disk full", 1)), std::runtime_error);
   EXPECT_THAT(steps, ElementsAre("response made", "message made", "sent"));
 }
 
-TEST_F(StepsOfAReport, AreNoneForAWarningThatIsNotReported) {
+TEST_F(StepsOfAReport, AreNoneForADroppedWarning) {
   monitor.DoNotReportWarnings();
   monitor.Report(ErrorText("Disk nearly full", 2));
   EXPECT_THAT(steps, IsEmpty());

@@ -280,7 +280,7 @@ long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)
   return failures;
 }
 
-TEST(FailedPass, TheNextOneTellsWhatOneThatDidNotFailWould) {
+TEST(FailedPass, IsCompletedByTheNextPass) {
   for (const Case& write : AllCases()) {
     ChangedDataset undisturbed(write);
     undisturbed.writer->Notify();
@@ -302,7 +302,7 @@ TEST(FailedPass, TheNextOneTellsWhatOneThatDidNotFailWould) {
 }
 
 // A queued message without the matching change of the snapshot would never be corrected.
-TEST(FailedPass, TheNextOneCorrectsWhatWasQueuedOfAChangeTakenBack) {
+TEST(FailedPass, IsCorrectedByTheNextPassAfterAnUndoneChange) {
   for (const Case& write : AllCases()) {
     ForEachFailure(write, [&](ChangedDataset& dataset) {
       dataset.Revert();
@@ -312,7 +312,7 @@ TEST(FailedPass, TheNextOneCorrectsWhatWasQueuedOfAChangeTakenBack) {
   }
 }
 
-TEST(FailedPass, TheReleaseOfTheWriterTellsTheRest) {
+TEST(FailedPass, IsCompletedByTheReleaseOfTheWriter) {
   ForEachFailure(Everything(), [&](ChangedDataset& dataset) {
     auto* const source = dataset.writer->GetDataSource();
     dataset.writer.reset();
@@ -320,7 +320,7 @@ TEST(FailedPass, TheReleaseOfTheWriterTellsTheRest) {
   });
 }
 
-TEST(FailedPass, IsOneOfManyWhereEverythingChanged) {
+TEST(FailedPass, MayFailAtAnyAllocationOfAFullChange) {
   EXPECT_GT(ForEachFailure(Everything(), [](ChangedDataset&) {}), 150);
 }
 

@@ -81,7 +81,7 @@ void ForEachFailure(const std::function<void(Arguments&)>& monitor,
   EXPECT_GT(failures, 0);
 }
 
-TEST(FullMemoryInAMonitor, LeavesTheOldExtensionWhichIsToldNextTime) {
+TEST(FullMemoryInAMonitor, KeepsTheOldExtensionAndReportsItNextTime) {
   ForEachFailure([](Arguments& a) { MonitorExtension(a.view, a.source, 0, a.item); },
                  [](Arguments& a) {
                    EXPECT_EQ(ORVX_DataSource::Extension(a.view, 0), Block("old"));
@@ -91,7 +91,7 @@ TEST(FullMemoryInAMonitor, LeavesTheOldExtensionWhichIsToldNextTime) {
                  });
 }
 
-TEST(FullMemoryInAMonitor, LeavesTheOldAttributesWhichAreToldNextTime) {
+TEST(FullMemoryInAMonitor, KeepsTheOldAttributesAndReportsThemNextTime) {
   ForEachFailure([](Arguments& a) { MonitorAttributes(a.view, a.source, a.item, false); },
                  [](Arguments& a) {
                    EXPECT_EQ(a.view.GetAttributes(), Attributes("old"));
@@ -101,7 +101,7 @@ TEST(FullMemoryInAMonitor, LeavesTheOldAttributesWhichAreToldNextTime) {
                  });
 }
 
-TEST(FullMemoryInAMonitor, LeavesTheOldSetsWhichAreToldNextTime) {
+TEST(FullMemoryInAMonitor, KeepsTheOldSetsAndReportsThemNextTime) {
   const std::vector<VariableSetImpl> oldSets = Arguments().view.GetMRSets();
   ForEachFailure([](Arguments& a) { MonitorMRSets(a.view, a.source, a.item); },
                  [&](Arguments& a) {
@@ -159,7 +159,7 @@ class ChangedDataset {
   SvrDMObserverView view{item};
 };
 
-TEST(FullMemoryInAnUpdate, LeavesWhatWasQueuedInOrderAndTheRestToTheNextUpdate) {
+TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
   const std::vector<support::Said> all = ChangedDataset().Told();
   ASSERT_EQ(all.size(), 12U);
 
@@ -180,7 +180,7 @@ TEST(FullMemoryInAnUpdate, LeavesWhatWasQueuedInOrderAndTheRestToTheNextUpdate) 
 
 // The empty source that replaces a missing one is always deleted; the address sanitizer would
 // detect a leak.
-TEST(FullMemoryInAnUpdate, OfADatasetThatLostItsSourceIsMadeUpForByTheNextOne) {
+TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
   long failures = 0;
   for (;; ++failures) {
     SCOPED_TRACE("after " + std::to_string(failures) + " allocations");

@@ -25,7 +25,7 @@ using support::Var;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-TEST(FullMemory, AMessageIsDeletedWhereTheQueueCannotGrow) {
+TEST(FullMemory, AMessageIsDeletedIfTheQueueCannotGrow) {
   int deaths = 0;
   SvrDMItem item(LocallyUniqueID(0, 1), nullptr, nullptr, 0, "", false);
   auto* const message = new CountedMessage(deaths);
@@ -37,7 +37,7 @@ TEST(FullMemory, AMessageIsDeletedWhereTheQueueCannotGrow) {
   EXPECT_THAT(item.Notifications(), IsEmpty());
 }
 
-TEST(FullMemory, WhatWasQueuedBeforeStaysWhereTheQueueCannotGrow) {
+TEST(FullMemory, QueuedMessagesStayIfTheQueueCannotGrow) {
   int deaths = 0;
   SvrDMItem item(LocallyUniqueID(0, 1), nullptr, nullptr, 0, "", false);
   item.AddNotification(new CountedMessage(deaths));
@@ -54,7 +54,7 @@ TEST(FullMemory, WhatWasQueuedBeforeStaysWhereTheQueueCannotGrow) {
   EXPECT_THAT(item.Notifications(), SizeIs(before));
 }
 
-TEST(FullMemory, ASourceHandedOverIsTheDatasetsWhereverReplacingTheOldOneFails) {
+TEST(FullMemory, SetDataSetOwnsTheNewSourceIfAnyStepFails) {
   const std::string file(100, 'n');
   long count = 0;
   for (bool replaced = false; !replaced; ++count) {
@@ -75,7 +75,7 @@ TEST(FullMemory, ASourceHandedOverIsTheDatasetsWhereverReplacingTheOldOneFails) 
 }
 
 // Messages cross libraries: their storage is not the program's to replace.
-TEST(FullMemory, AMessageTakesNothingFromTheProgramsAllocator) {
+TEST(FullMemory, AMessageDoesNotUseTheGlobalAllocator) {
   const MemoryFor nothing(0);
   EXPECT_NO_THROW(delete new ResetUndoMsg());
 }
@@ -117,7 +117,7 @@ class FullMemoryInAComparison : public testing::Test {
   std::unique_ptr<SvrDMWriteableDataSource> writer;
 };
 
-TEST_F(FullMemoryInAComparison, LeavesWhatWasQueuedAndFreesTheMutexWhereverItStrikes) {
+TEST_F(FullMemoryInAComparison, KeepsTheQueueAndReleasesTheMutex) {
   support::PlainComparison plain;
   plain.view = support::Vars("A B C D E");
   const std::vector<support::Said> all = plain.Update(changed);

@@ -24,7 +24,7 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // LocallyUniqueID
 
-TEST(LocallyUniqueID, HoldsTheDomainInTheLowFourBitsOfItsWordAndTheSerialAbove) {
+TEST(LocallyUniqueID, HasTheDomainInTheLowFourBitsAndTheSerialAbove) {
   const LocallyUniqueID id(3, 0x1234567);
 
   EXPECT_EQ(id.Domain(), 3U);
@@ -32,17 +32,17 @@ TEST(LocallyUniqueID, HoldsTheDomainInTheLowFourBitsOfItsWordAndTheSerialAbove) 
   EXPECT_EQ(id.Word(), 0x12345673U);
 }
 
-TEST(LocallyUniqueID, IsMadeFromItsWord) {
+TEST(LocallyUniqueID, IsConstructedFromItsWord) {
   EXPECT_EQ(LocallyUniqueID::FromWord(0x12345673), LocallyUniqueID(3, 0x1234567));
   EXPECT_TRUE(LocallyUniqueID::FromWord(0xFFFFFFFF).IsNull());
 }
 
-TEST(LocallyUniqueID, DropsTheBitsOfTheDomainAboveFour) {
+TEST(LocallyUniqueID, DropsDomainBitsAboveFour) {
   EXPECT_EQ(LocallyUniqueID(16, 5), LocallyUniqueID(0, 5));
   EXPECT_EQ(LocallyUniqueID(0xFFFFFFF2, 5), LocallyUniqueID(2, 5));
 }
 
-TEST(LocallyUniqueID, DropsTheBitsOfTheSerialAboveTwentyEight) {
+TEST(LocallyUniqueID, DropsSerialBitsAbove28) {
   EXPECT_EQ(LocallyUniqueID(0, 0x10000000), LocallyUniqueID(0, 0));
   EXPECT_EQ(LocallyUniqueID(1, 0xF0000007), LocallyUniqueID(1, 7));
 }
@@ -63,7 +63,7 @@ TEST(LocallyUniqueID, IsNullWhenBuiltFromTheLargestDomainAndSerial) {
   EXPECT_FALSE(LocallyUniqueID(0, 0).IsNull());
 }
 
-TEST(LocallyUniqueID, IsEqualWhenDomainAndSerialBothAre) {
+TEST(LocallyUniqueID, IsEqualIfDomainAndSerialAre) {
   const LocallyUniqueID id(4, 9);
 
   EXPECT_TRUE(id == LocallyUniqueID(4, 9));
@@ -92,19 +92,19 @@ TEST(LocallyUniqueID, SortsTheNullIdentifierAfterEveryOther) {
                                LocallyUniqueID(15, 0x0FFFFFFE), LocallyUniqueID()));
 }
 
-TEST(LocallyUniqueID, FormatsItselfAsDomainAndSerialWithAColonBetween) {
+TEST(LocallyUniqueID, FormatsAsDomainColonSerial) {
   EXPECT_EQ(LocallyUniqueID(0, 0).ToString(), "0:0");
   EXPECT_EQ(LocallyUniqueID(14, 0x0FFFFFFF).ToString(), "14:268435455");
   EXPECT_EQ(LocallyUniqueID().ToString(), "null");
 }
 
-TEST(LocallyUniqueID, IsStreamedAsItFormatsItself) {
+TEST(LocallyUniqueID, StreamsTheFormattedText) {
   std::ostringstream stream;
   stream << LocallyUniqueID(3, 17) << ' ' << LocallyUniqueID();
   EXPECT_EQ(stream.str(), "3:17 null");
 }
 
-TEST(LocallyUniqueID, IsFoundInHashedSetsByItsValue) {
+TEST(LocallyUniqueID, CanBeHashed) {
   const std::unordered_set<LocallyUniqueID> ids{LocallyUniqueID(1, 2), LocallyUniqueID()};
 
   EXPECT_EQ(ids.count(LocallyUniqueID(17, 2)), 1U);
@@ -114,7 +114,7 @@ TEST(LocallyUniqueID, IsFoundInHashedSetsByItsValue) {
 // ---------------------------------------------------------------------------------------------
 // LocallyUniqueIDGenerator
 
-TEST(LocallyUniqueIDGenerator, GivesItsFirstSerialFirstAndCountsOn) {
+TEST(LocallyUniqueIDGenerator, StartsWithTheFirstSerialAndCounts) {
   LocallyUniqueIDGenerator generator(0, 0);
 
   EXPECT_EQ(generator.Next().Word(), 0x00000000U);
@@ -122,7 +122,7 @@ TEST(LocallyUniqueIDGenerator, GivesItsFirstSerialFirstAndCountsOn) {
   EXPECT_EQ(generator.Next().Word(), 0x00000020U);
 }
 
-TEST(LocallyUniqueIDGenerator, StartsItsSerialsOverWhenTwentyEightBitsAreUsedUp) {
+TEST(LocallyUniqueIDGenerator, RepeatsSerialsAfter28Bits) {
   LocallyUniqueIDGenerator generator(3, 0x0FFFFFFF);
 
   EXPECT_EQ(generator.Next(), LocallyUniqueID(3, 0x0FFFFFFF));
@@ -145,7 +145,7 @@ TEST(LocallyUniqueIDGenerator, OfTheLastDomainReachesTheNullIdentifier) {
   EXPECT_EQ(generator.Next(), LocallyUniqueID(15, 0));
 }
 
-TEST(LocallyUniqueIDGenerator, KeepsADomainAboveFifteenAndMasksItInWhatItGives) {
+TEST(LocallyUniqueIDGenerator, MasksADomainAbove15) {
   LocallyUniqueIDGenerator generator(18, 4);
 
   EXPECT_EQ(generator.Next(), LocallyUniqueID(2, 4));
@@ -201,7 +201,7 @@ class RefCountPtrTest : public testing::Test {
   Calls calls_;
 };
 
-TEST_F(RefCountPtrTest, HoldsOneReferenceForItsLifeAndTheLastOneDestroys) {
+TEST_F(RefCountPtrTest, HoldsOneReferenceAndTheLastDeletesTheObject) {
   {
     const Pointer pointer(Make("a"));
     EXPECT_TRUE(pointer.IsValid());
@@ -210,7 +210,7 @@ TEST_F(RefCountPtrTest, HoldsOneReferenceForItsLifeAndTheLastOneDestroys) {
   EXPECT_THAT(TakeCalls(), ElementsAre("remove a", "destroy a"));
 }
 
-TEST_F(RefCountPtrTest, SharesTheObjectOfThePointerItIsCopiedFrom) {
+TEST_F(RefCountPtrTest, ACopySharesTheObject) {
   const Pointer first(Make("a"));
   TakeCalls();
   {
@@ -231,7 +231,7 @@ TEST_F(RefCountPtrTest, MovedFromKeepsItsReference) {
   EXPECT_EQ(third->Count(), 3);
 }
 
-TEST_F(RefCountPtrTest, AssignedAnotherPointerLetsGoOfItsObjectAndSharesTheOther) {
+TEST_F(RefCountPtrTest, AssigningAPointerReleasesTheOldObjectAndSharesTheNew) {
   Pointer target(Make("a"));
   const Pointer source(Make("b"));
   TakeCalls();
@@ -243,7 +243,7 @@ TEST_F(RefCountPtrTest, AssignedAnotherPointerLetsGoOfItsObjectAndSharesTheOther
   EXPECT_THAT(TakeCalls(), ElementsAre("remove a", "destroy a", "add b"));
 }
 
-TEST_F(RefCountPtrTest, AssignedARawPointerLetsGoOfItsObjectAndSharesTheOther) {
+TEST_F(RefCountPtrTest, AssigningARawPointerReleasesTheOldObjectAndSharesTheNew) {
   Pointer target(Make("a"));
   Witness* const other = Make("b");
   TakeCalls();
@@ -254,7 +254,7 @@ TEST_F(RefCountPtrTest, AssignedARawPointerLetsGoOfItsObjectAndSharesTheOther) {
   EXPECT_THAT(TakeCalls(), ElementsAre("remove a", "destroy a", "add b"));
 }
 
-TEST_F(RefCountPtrTest, AssignedAnUnshareableObjectLetsGoOfItsOwnBeforeItCopiesTheOther) {
+TEST_F(RefCountPtrTest, AssigningAnUnshareableObjectReleasesTheOldBeforeCopying) {
   const std::unique_ptr<Witness> other(Make("b"));
   other->MarkUnshareable();
   Pointer target(Make("a"));
@@ -265,7 +265,7 @@ TEST_F(RefCountPtrTest, AssignedAnUnshareableObjectLetsGoOfItsOwnBeforeItCopiesT
   EXPECT_THAT(TakeCalls(), ElementsAre("remove a", "destroy a", "copy b", "add b'"));
 }
 
-TEST_F(RefCountPtrTest, AssignedToItselfMakesNoCall) {
+TEST_F(RefCountPtrTest, SelfAssignmentMakesNoCall) {
   Pointer pointer(Make("a"));
   const Pointer& itself = pointer;
   TakeCalls();
@@ -276,7 +276,7 @@ TEST_F(RefCountPtrTest, AssignedToItselfMakesNoCall) {
   EXPECT_EQ(pointer->Count(), 1);
 }
 
-TEST_F(RefCountPtrTest, AssignedAnotherPointerToItsObjectMakesNoCall) {
+TEST_F(RefCountPtrTest, AssigningTheSameObjectMakesNoCall) {
   Pointer first(Make("a"));
   const Pointer second(first);
   TakeCalls();
@@ -290,7 +290,7 @@ TEST_F(RefCountPtrTest, AssignedAnotherPointerToItsObjectMakesNoCall) {
   EXPECT_EQ(first->Count(), 2);
 }
 
-TEST_F(RefCountPtrTest, AssignedItsOwnUnshareableObjectMakesNoCopy) {
+TEST_F(RefCountPtrTest, AssigningItsOwnUnshareableObjectMakesNoCopy) {
   Pointer pointer(Make("a"));
   pointer->MarkUnshareable();
   TakeCalls();
@@ -315,7 +315,7 @@ TEST_F(RefCountPtrTest, EmptyMakesNoCallWhenItIsDestroyedCopiedOrAssignedOver) {
   EXPECT_THAT(TakeCalls(), ElementsAre("add a"));
 }
 
-TEST_F(RefCountPtrTest, AssignedAnEmptyPointerOnlyLetsGo) {
+TEST_F(RefCountPtrTest, AssigningAnEmptyPointerOnlyReleases) {
   Pointer pointer(Make("a"));
   TakeCalls();
 
@@ -339,7 +339,7 @@ TEST_F(RefCountPtrTest, ComparesObjectsByIdentity) {
   EXPECT_TRUE(Pointer(nullptr) == static_cast<const Witness*>(nullptr));
 }
 
-TEST_F(RefCountPtrTest, OfAnUnshareableObjectHoldsACopyAndLeavesTheObjectAlone) {
+TEST_F(RefCountPtrTest, HoldsACopyOfAnUnshareableObject) {
   const std::unique_ptr<Witness> object(Make("a"));
   object->MarkUnshareable();
 
@@ -350,7 +350,7 @@ TEST_F(RefCountPtrTest, OfAnUnshareableObjectHoldsACopyAndLeavesTheObjectAlone) 
   EXPECT_THAT(TakeCalls(), ElementsAre("copy a", "add a'"));
 }
 
-TEST_F(RefCountPtrTest, CopiedOrAssignedFromAPointerToAnUnshareableObjectHoldsACopyOfItsOwn) {
+TEST_F(RefCountPtrTest, CopyOrAssignmentOfAnUnshareableObjectMakesACopy) {
   Pointer first(Make("a"));
   first->MarkUnshareable();
   TakeCalls();
@@ -365,7 +365,7 @@ TEST_F(RefCountPtrTest, CopiedOrAssignedFromAPointerToAnUnshareableObjectHoldsAC
   EXPECT_EQ(first->Count(), 1);
 }
 
-TEST_F(RefCountPtrTest, WhoseOnlyOwnerItIsStaysAsItIsWhenUnshared) {
+TEST_F(RefCountPtrTest, UnsharedWithOneOwnerMakesNoCopy) {
   Pointer pointer(Make("a"));
   Witness* const before = pointer.get();
   TakeCalls();
@@ -376,7 +376,7 @@ TEST_F(RefCountPtrTest, WhoseOnlyOwnerItIsStaysAsItIsWhenUnshared) {
   EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
-TEST_F(RefCountPtrTest, OfASharedObjectHoldsACopyOfItsOwnOnceUnshared) {
+TEST_F(RefCountPtrTest, UnsharedCopiesASharedObject) {
   const Pointer first(Make("a"));
   Pointer second(first);
   TakeCalls();
@@ -400,7 +400,7 @@ TEST_F(RefCountPtrTest, UnsharedTwiceCopiesOnce) {
   EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
-TEST_F(RefCountPtrTest, HoldsNoReferenceWhenTheCopyOfAnUnshareableObjectCannotBeMade) {
+TEST_F(RefCountPtrTest, HoldsNoReferenceIfCopyingThrows) {
   const std::unique_ptr<Witness> object(Make("a"));
   object->MarkUnshareable();
   object->FailToCopy();
@@ -411,7 +411,7 @@ TEST_F(RefCountPtrTest, HoldsNoReferenceWhenTheCopyOfAnUnshareableObjectCannotBe
   EXPECT_EQ(object->Count(), 0);
 }
 
-TEST_F(RefCountPtrTest, IsLeftEmptyWhenTheCopyToAssignCannotBeMade) {
+TEST_F(RefCountPtrTest, IsEmptyIfCopyingForAssignmentThrows) {
   const std::unique_ptr<Witness> object(Make("b"));
   object->MarkUnshareable();
   object->FailToCopy();
@@ -425,7 +425,7 @@ TEST_F(RefCountPtrTest, IsLeftEmptyWhenTheCopyToAssignCannotBeMade) {
   EXPECT_EQ(object->Count(), 0);
 }
 
-TEST_F(RefCountPtrTest, IsLeftEmptyWhenTheCopyToDetachToCannotBeMade) {
+TEST_F(RefCountPtrTest, IsEmptyIfCopyingForUnsharedThrows) {
   const Pointer first(Make("a"));
   Pointer second(first);
   second->FailToCopy();
@@ -445,7 +445,7 @@ struct Record : ORVX_RefCntObject {
   int value = 0;
 };
 
-TEST(RefCountPtr, WritesToACopyOfItsOwnOnceUnshared) {
+TEST(RefCountPtr, WritesToItsOwnCopyAfterUnshared) {
   RefCountPtr<Record> first(new Record);
   RefCountPtr<Record> second = first;
 
@@ -481,7 +481,7 @@ TEST(SvrDMItemPtr, KeepsItsReferenceWhenItIsMovedFrom) {
   EXPECT_EQ(first, second);
 }
 
-TEST(SvrDMItemPtr, AssignedToItselfLeavesTheCountUnchanged) {
+TEST(SvrDMItemPtr, SelfAssignmentDoesNotChangeTheCount) {
   SvrDMItemPtr pointer(new SvrDMItem);
   SvrDMItemPtr& itself = pointer;
 

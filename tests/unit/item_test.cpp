@@ -79,7 +79,7 @@ SvrDMItem Item(ORVX_DataSource* source, const std::string& fileName = std::strin
 // ---------------------------------------------------------------------------------------------
 // Chains of sources
 
-TEST(SourceChain, ASourceIsItsOwnChildAndThatOfEveryAncestor) {
+TEST(SourceChain, ASourceIsAChildOfItselfAndOfEveryAncestor) {
   DataFreeDataSource root;
   DataFreeDataSource middle(&root);
   DataFreeDataSource leaf(&middle);
@@ -89,7 +89,7 @@ TEST(SourceChain, ASourceIsItsOwnChildAndThatOfEveryAncestor) {
   EXPECT_TRUE(IsChildOf(&leaf, &root));
 }
 
-TEST(SourceChain, ASourceIsNoChildOfItsDescendantsOrOfAStranger) {
+TEST(SourceChain, ASourceIsNotAChildOfDescendantsOrUnrelatedSources) {
   DataFreeDataSource root;
   DataFreeDataSource leaf(&root);
   DataFreeDataSource stranger(&root);
@@ -98,7 +98,7 @@ TEST(SourceChain, ASourceIsNoChildOfItsDescendantsOrOfAStranger) {
   EXPECT_FALSE(IsChildOf(&leaf, &stranger));
 }
 
-TEST(SourceChain, NullIsAChildOfNullAloneAndNothingElseIsOne) {
+TEST(SourceChain, NullIsAChildOnlyOfNull) {
   DataFreeDataSource source;
 
   EXPECT_TRUE(IsChildOf(nullptr, nullptr));
@@ -131,20 +131,20 @@ class ChainOfThree : public testing::Test {
   NamedSource* a_ = Make('a', b_);
 };
 
-TEST_F(ChainOfThree, IsDeletedFromTheSourceUpToTheOneToStopAt) {
+TEST_F(ChainOfThree, IsDeletedUpToTheStopSource) {
   DeleteDataSourceTo(a_, c_);
 
   EXPECT_EQ(deaths_, "ab");
   DeleteDataSourceTo(c_, nullptr);
 }
 
-TEST_F(ChainOfThree, IsDeletedWholeWhereNothingIsToStopAt) {
+TEST_F(ChainOfThree, IsDeletedCompletelyWithoutAStopSource) {
   DeleteDataSourceTo(a_, nullptr);
 
   EXPECT_EQ(deaths_, "abc");
 }
 
-TEST_F(ChainOfThree, IsLeftAloneWhereTheSourceItselfIsTheOneToStopAt) {
+TEST_F(ChainOfThree, IsKeptIfTheSourceIsTheStopSource) {
   DeleteDataSourceTo(a_, a_);
   DeleteDataSourceTo(nullptr, nullptr);
   DeleteDataSourceTo(nullptr, a_);
@@ -168,7 +168,7 @@ class Prober : public DataFreeDataSource {
 
 // The clone below shows its parent while it makes the iterator; the clone above because of
 // ShowParents.
-TEST(SourceChain, EndsAtACloneThoughOneOfItsIteratorsIsUnderWay) {
+TEST(SourceChain, EndsAtACloneThatMakesAnIterator) {
   const TemporaryFolder folder;
   auto prober =
       std::make_unique<Prober>(SystemFileDataSource::Open(folder.Write("cases.tsv")).release());
@@ -189,7 +189,7 @@ TEST(SourceChain, EndsAtACloneThoughOneOfItsIteratorsIsUnderWay) {
 // ---------------------------------------------------------------------------------------------
 // Replacing the data source
 
-TEST_F(ChainOfThree, ReplacedByItsParentLosesOnlyTheFirst) {
+TEST_F(ChainOfThree, ReplacedByItsParentDeletesOnlyTheFirst) {
   SvrDMItem item = Item(a_);
 
   item.SetDataSet(b_);
@@ -199,7 +199,7 @@ TEST_F(ChainOfThree, ReplacedByItsParentLosesOnlyTheFirst) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByItsRootLosesAllBelowIt) {
+TEST_F(ChainOfThree, ReplacedByItsRootDeletesAllBelowIt) {
   SvrDMItem item = Item(a_);
 
   item.SetDataSet(c_);
@@ -209,7 +209,7 @@ TEST_F(ChainOfThree, ReplacedByItsRootLosesAllBelowIt) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByItselfLosesNothingButTellsClientsToForgetUndo) {
+TEST_F(ChainOfThree, ReplacedByItselfDeletesNothingButResetsUndo) {
   SvrDMItem item = Item(a_);
 
   item.SetDataSet(a_);
@@ -218,7 +218,7 @@ TEST_F(ChainOfThree, ReplacedByItselfLosesNothingButTellsClientsToForgetUndo) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByAFilterBuiltOnItLosesNothing) {
+TEST_F(ChainOfThree, ReplacedByAFilterOnItDeletesNothing) {
   SvrDMItem item = Item(a_);
   NamedSource* const filter = Make('f', a_);
 
@@ -229,7 +229,7 @@ TEST_F(ChainOfThree, ReplacedByAFilterBuiltOnItLosesNothing) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByAStrangerIsDeletedWhole) {
+TEST_F(ChainOfThree, ReplacedByAnUnrelatedSourceIsDeletedCompletely) {
   SvrDMItem item = Item(a_);
   NamedSource* const stranger = Make('s', nullptr);
 
@@ -240,7 +240,7 @@ TEST_F(ChainOfThree, ReplacedByAStrangerIsDeletedWhole) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByNothingIsDeletedWhole) {
+TEST_F(ChainOfThree, ReplacedByNullIsDeletedCompletely) {
   SvrDMItem item = Item(a_);
 
   item.SetDataSet(nullptr);
@@ -250,7 +250,7 @@ TEST_F(ChainOfThree, ReplacedByNothingIsDeletedWhole) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByASourceHandedOverIsDeletedAndTheNewOneOwnedWithItsChain) {
+TEST_F(ChainOfThree, ReplacedByAUniquePointerIsDeletedAndTheNewChainOwned) {
   {
     SvrDMItem item = Item(a_);
     std::unique_ptr<ORVX_DataSource> stranger(Make('s', Make('t', nullptr)));
@@ -263,7 +263,7 @@ TEST_F(ChainOfThree, ReplacedByASourceHandedOverIsDeletedAndTheNewOneOwnedWithIt
   EXPECT_EQ(deaths_, "abcst");
 }
 
-TEST_F(ChainOfThree, GivenToAnItemWithoutASourceTellsClientsNothing) {
+TEST_F(ChainOfThree, SetOnAnItemWithoutASourceQueuesNothing) {
   SvrDMItem item = Item(nullptr);
 
   item.SetDataSet(a_);
@@ -273,7 +273,7 @@ TEST_F(ChainOfThree, GivenToAnItemWithoutASourceTellsClientsNothing) {
   EXPECT_MESSAGES(item.Notifications());
 }
 
-TEST_F(ChainOfThree, ReplacedTwiceTellsClientsTwice) {
+TEST_F(ChainOfThree, ReplacedTwiceResetsUndoTwice) {
   SvrDMItem item = Item(a_);
 
   item.SetDataSet(b_);
@@ -283,14 +283,14 @@ TEST_F(ChainOfThree, ReplacedTwiceTellsClientsTwice) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, IsDeletedWholeWithTheItem) {
+TEST_F(ChainOfThree, IsDeletedWithTheItem) {
   { SvrDMItem item = Item(a_); }
 
   EXPECT_EQ(deaths_, "abc");
 }
 
 // The pointer stays: callers store another source immediately, or are the destructor.
-TEST_F(ChainOfThree, DeletedOnRequestLeavesTheItemsPointerAsItWas) {
+TEST_F(ChainOfThree, DeleteDataSourceKeepsTheItemsPointer) {
   SvrDMItem item = Item(a_);
 
   item.DeleteDataSource();
@@ -300,7 +300,7 @@ TEST_F(ChainOfThree, DeletedOnRequestLeavesTheItemsPointerAsItWas) {
   item.dataSource_ = nullptr;
 }
 
-TEST(SvrDMItem, WithoutASourceThatIsGivenNoneStaysAsItIs) {
+TEST(SvrDMItem, SettingNullWithoutASourceDoesNothing) {
   SvrDMItem item = Item(nullptr);
 
   item.SetDataSet(nullptr);
@@ -312,7 +312,7 @@ TEST(SvrDMItem, WithoutASourceThatIsGivenNoneStaysAsItIs) {
 // ---------------------------------------------------------------------------------------------
 // Construction, copying, destruction
 
-TEST(SvrDMItem, StartsAsItsArgumentsSayWithEverythingElseEmpty) {
+TEST(SvrDMItem, StartsWithItsArgumentsAndOtherwiseEmpty) {
   const std::unique_ptr<DataFreeDataSource> source = Dictionary("A");
   auto* const manager = reinterpret_cast<ServerDataManager*>(&fstatCalls);  // never looked into
   SvrDMItem item(kID, source.get(), manager, 12, "nowhere/survey.tsv", true);
@@ -346,7 +346,7 @@ TEST(SvrDMItem, StartsMinimizedAndNeitherInFrontNorHidden) {
   EXPECT_FALSE(item.WindowHidden());
 }
 
-TEST(SvrDMItem, StartsWithOriginatorZeroWhateverStoodInItsStorage) {
+TEST(SvrDMItem, StartsWithOriginatorZero) {
   alignas(SvrDMItem) std::array<unsigned char, sizeof(SvrDMItem)> storage;
   storage.fill(0xFF);
 
@@ -356,7 +356,7 @@ TEST(SvrDMItem, StartsWithOriginatorZeroWhateverStoodInItsStorage) {
   item->~SvrDMItem();
 }
 
-TEST(SvrDMItem, StartsWithASilentErrorMonitorOfNoDataset) {
+TEST(SvrDMItem, StartsWithAnUninitializedErrorMonitor) {
   SvrDMItem item = Item(nullptr);
 
   EXPECT_TRUE(item.GetErrorMonitor().id_.IsNull());
@@ -368,7 +368,7 @@ class SilentProxy : public PackageProxy {
   short SendMessage(int, VSerializable*) override { return 0; }
 };
 
-TEST(SvrDMItem, BindsItsErrorMonitorToTheChannelUnderItsOwnIdentifier) {
+TEST(SvrDMItem, InitializesItsErrorMonitorWithItsIdentifier) {
   SvrDMItem item = Item(nullptr);
   SilentProxy proxy;
 
@@ -378,7 +378,7 @@ TEST(SvrDMItem, BindsItsErrorMonitorToTheChannelUnderItsOwnIdentifier) {
   EXPECT_EQ(item.GetErrorMonitor().proxy_, &proxy);
 }
 
-TEST(SvrDMItem, BuiltFromNothingHasTheNullIdentifierAndCanBeDestroyed) {
+TEST(SvrDMItem, DefaultHasTheNullIdentifierAndCanBeDestroyed) {
   const std::ptrdiff_t descriptors = OpenDescriptors();
   {
     const SvrDMItem item;
@@ -393,7 +393,7 @@ TEST(SvrDMItem, BuiltFromNothingHasTheNullIdentifierAndCanBeDestroyed) {
   EXPECT_EQ(OpenDescriptors(), descriptors);
 }
 
-TEST(SvrDMItemDeathTest, StopsTheProcessWithOneLineWhenItIsCopied) {
+TEST(SvrDMItemDeathTest, CopyingStopsTheProcessWithOneLine) {
   const SvrDMItem item = Item(nullptr);
 
   EXPECT_EXIT(SvrDMItem copy(item), testing::KilledBySignal(SIGABRT),
@@ -413,7 +413,7 @@ TEST(SvrDMItem, ComparesByIdentifier) {
   EXPECT_FALSE(first < same);
 }
 
-TEST(SvrDMItem, LivesUntilTheLastPointerToItGoes) {
+TEST(SvrDMItem, LivesUntilTheLastPointerIsDestroyed) {
   int deaths = 0;
   SvrDMItemPtr first(new SvrDMItem(kID, new CountedSource(deaths), nullptr, 0, "", false));
   {
@@ -446,7 +446,7 @@ class TellingSource : public DataFreeDataSource {
   std::function<void()> end_;
 };
 
-TEST(SvrDMItem, LetsGoOfItsFileItsMessagesItsSourceAndItsBootstrapSpecificationInThisOrder) {
+TEST(SvrDMItem, DestroysFileMessagesSourceAndBootstrapSpecificationInThisOrder) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("survey.tsv");
   std::vector<std::string> events;
@@ -471,7 +471,7 @@ TEST(SvrDMItem, LetsGoOfItsFileItsMessagesItsSourceAndItsBootstrapSpecificationI
 }
 
 // While the old chain is deleted, the old source is still set and its file open.
-TEST(SvrDMItem, StoresANewSourceAndLetsGoOfTheFileOnceTheOldChainHasGone) {
+TEST(SvrDMItem, StoresANewSourceAndClosesTheFileAfterDeletingTheOldChain) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("survey.tsv");
   const auto SeenByTheSourceOn = [&](ORVX_DataSource* parent, ORVX_DataSource* next) {
@@ -496,14 +496,14 @@ TEST(SvrDMItem, StoresANewSourceAndLetsGoOfTheFileOnceTheOldChainHasGone) {
   EXPECT_EQ(SeenByTheSourceOn(nullptr, nullptr), "old source, file held");
 }
 
-TEST(SvrDMItem, PromisesThatItsDestructionDoesNotThrow) {
+TEST(SvrDMItem, DestructorIsNoexcept) {
   EXPECT_TRUE(std::is_nothrow_destructible_v<SvrDMItem>);
 }
 
 // ---------------------------------------------------------------------------------------------
 // The reader/writer lock
 
-TEST(SvrDMItem, MakesAReaderWaitForTheWriterThoughItOnlyAskedToTry) {
+TEST(SvrDMItem, MakesAReaderWaitEvenWithTryOnly) {
   SvrDMItem item = Item(nullptr);
   ASSERT_TRUE(item.AcquireWriteLock(/*tryOnly=*/false));
   std::atomic<bool> writing{true};
@@ -524,7 +524,7 @@ TEST(SvrDMItem, MakesAReaderWaitForTheWriterThoughItOnlyAskedToTry) {
   EXPECT_FALSE(sawWriter);
 }
 
-TEST(SvrDMItem, LetsReadersInBesideEachOther) {
+TEST(SvrDMItem, AllowsSeveralReaders) {
   SvrDMItem item = Item(nullptr);
 
   EXPECT_TRUE(item.AcquireReadLock(false));
@@ -535,7 +535,7 @@ TEST(SvrDMItem, LetsReadersInBesideEachOther) {
   EXPECT_TRUE(item.AcquireWriteLock(/*tryOnly=*/true));
 }
 
-TEST(SvrDMItem, GivesTheWriteLockToATryWhereItIsFreeAndTakesItBack) {
+TEST(SvrDMItem, ATryAcquiresAFreeWriteLock) {
   SvrDMItem item = Item(nullptr);
 
   EXPECT_TRUE(item.AcquireWriteLock(/*tryOnly=*/true));
@@ -587,7 +587,7 @@ TEST(SvrDMItem, NeverReleasesALockTakenAfterTheFailedTryEither) {
 // ---------------------------------------------------------------------------------------------
 // Counters, names and flags
 
-TEST(SvrDMItem, CountsReadersAndWritersApartAndWithoutBounds) {
+TEST(SvrDMItem, CountsReadersAndWritersSeparatelyWithoutBounds) {
   SvrDMItem item = Item(nullptr);
 
   item.AddReader();
@@ -605,7 +605,7 @@ TEST(SvrDMItem, CountsReadersAndWritersApartAndWithoutBounds) {
   EXPECT_EQ(item.WritersCount(), -1);
 }
 
-TEST(SvrDMItem, GivesItsCaseSequenceToBeChanged) {
+TEST(SvrDMItem, CaseSequenceIsWritable) {
   SvrDMItem item = Item(nullptr);
 
   item.CaseSequence() = 0xFFFFFFFF;
@@ -614,7 +614,7 @@ TEST(SvrDMItem, GivesItsCaseSequenceToBeChanged) {
   EXPECT_EQ(std::as_const(item).CaseSequence(), 0U);
 }
 
-TEST(SvrDMItem, KeepsTheNamesItIsGiven) {
+TEST(SvrDMItem, StoresItsNames) {
   SvrDMItem item = Item(nullptr);
 
   item.Handle("survey");
@@ -628,7 +628,7 @@ TEST(SvrDMItem, KeepsTheNamesItIsGiven) {
   EXPECT_EQ(item.Password(), "secret");
 }
 
-TEST(SvrDMItem, KeepsEachWindowFlagByItself) {
+TEST(SvrDMItem, StoresEachWindowFlagSeparately) {
   SvrDMItem item = Item(nullptr);
 
   item.WindowFront(true);
@@ -644,7 +644,7 @@ TEST(SvrDMItem, KeepsEachWindowFlagByItself) {
   EXPECT_TRUE(item.WindowHidden());
 }
 
-TEST(SvrDMItem, RemembersThatItsCreationWasToldAndWhoMadeAChange) {
+TEST(SvrDMItem, StoresNotifiedCreationAndOriginator) {
   SvrDMItem item = Item(nullptr);
   unsigned int client = 17;
 
@@ -658,7 +658,7 @@ TEST(SvrDMItem, RemembersThatItsCreationWasToldAndWhoMadeAChange) {
 // ---------------------------------------------------------------------------------------------
 // The bootstrap specification
 
-TEST(SvrDMItem, KeepsABootstrapSpecificationThatItIsGivenTwice) {
+TEST(SvrDMItem, KeepsABootstrapSpecificationSetTwice) {
   SvrDMItem item = Item(nullptr);
   auto* const specs = new SvrBootstrapSpecs;
   int deletions = 0;
@@ -673,7 +673,7 @@ TEST(SvrDMItem, KeepsABootstrapSpecificationThatItIsGivenTwice) {
   EXPECT_EQ(deletions, 1);
 }
 
-TEST(SvrDMItem, DeletesABootstrapSpecificationThatAnotherOrNoneReplaces) {
+TEST(SvrDMItem, DeletesAReplacedBootstrapSpecification) {
   SvrDMItem item = Item(nullptr);
   int deletions = 0;
   auto* const first = new SvrBootstrapSpecs;
@@ -706,7 +706,7 @@ class SavedFile : public testing::Test {
   const std::ptrdiff_t descriptorsBefore_ = OpenDescriptors();
 };
 
-TEST_F(SavedFile, IsHeldAgainstWritersFromTheItemsMakingToItsEnd) {
+TEST_F(SavedFile, IsOpenDuringTheLifetimeOfTheItem) {
   {
     const SvrDMItem item = Item(nullptr, path_);
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
@@ -715,7 +715,7 @@ TEST_F(SavedFile, IsHeldAgainstWritersFromTheItemsMakingToItsEnd) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, IsOpenedOnceHoweverOftenItIsLocked) {
+TEST_F(SavedFile, IsOpenedOnceForRepeatedLocks) {
   SvrDMItem item = Item(nullptr, path_);
   std::filesystem::remove(path_);  // could not be opened again
 
@@ -726,7 +726,7 @@ TEST_F(SavedFile, IsOpenedOnceHoweverOftenItIsLocked) {
   EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
 }
 
-TEST_F(SavedFile, IsReleasedWhenUnlockedAndCanBeLockedAgain) {
+TEST_F(SavedFile, IsClosedByUnlockAndCanBeLockedAgain) {
   SvrDMItem item = Item(nullptr, path_);
 
   item.UnlockSavFileInUse();
@@ -740,7 +740,7 @@ TEST_F(SavedFile, IsReleasedWhenUnlockedAndCanBeLockedAgain) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, OfAnotherNameIsOpenedOnlyWhenLockedAndAfterTheFormerIsClosed) {
+TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOld) {
   SvrDMItem item = Item(nullptr, path_);
   const std::string other = folder_.Write("other.tsv");
   const int descriptor = fileno(item.lockedFile_);
@@ -766,7 +766,7 @@ TEST_F(SavedFile, OfANameThatDiffersByCaseOnlyIsAnotherFile) {
   EXPECT_FALSE(AnotherProcessMayWrite(other));
 }
 
-TEST_F(SavedFile, IsReleasedAndNoneIsHeldOnceTheNameIsEmpty) {
+TEST_F(SavedFile, IsClosedForAnEmptyName) {
   SvrDMItem item = Item(nullptr, path_);
 
   item.FileName("");
@@ -776,7 +776,7 @@ TEST_F(SavedFile, IsReleasedAndNoneIsHeldOnceTheNameIsEmpty) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, ThatCannotBeOpenedIsSilentlyNotHeldAndTriedAgainNextTime) {
+TEST_F(SavedFile, FailsToOpenSilentlyAndIsRetried) {
   const std::string late = folder_.Path("late.tsv");
   SvrDMItem item = Item(nullptr, late);
   EXPECT_EQ(item.lockedFile_, nullptr);
@@ -790,7 +790,7 @@ TEST_F(SavedFile, ThatCannotBeOpenedIsSilentlyNotHeldAndTriedAgainNextTime) {
   EXPECT_FALSE(AnotherProcessMayWrite(late));
 }
 
-TEST_F(SavedFile, IsReleasedThoughTheOneOfTheNewNameCannotBeOpened) {
+TEST_F(SavedFile, IsClosedEvenIfTheNewFileCannotBeOpened) {
   SvrDMItem item = Item(nullptr, path_);
 
   item.FileName(folder_.Path("missing.tsv"));
@@ -802,7 +802,7 @@ TEST_F(SavedFile, IsReleasedThoughTheOneOfTheNewNameCannotBeOpened) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, IsNotTouchedByAnUnlockWhereNoneIsHeld) {
+TEST_F(SavedFile, UnlockWithoutAnOpenFileDoesNothing) {
   SvrDMItem item = Item(nullptr);
   item.lockedFileName_ = "left";
 
@@ -811,7 +811,7 @@ TEST_F(SavedFile, IsNotTouchedByAnUnlockWhereNoneIsHeld) {
   EXPECT_EQ(item.lockedFileName_, "left");
 }
 
-TEST_F(SavedFile, IsReleasedAndStaysSoWhenTheSourceIsReplacedByNone) {
+TEST_F(SavedFile, IsClosedWhenTheSourceIsRemoved) {
   SvrDMItem item = Item(Dictionary("A").release(), path_);
 
   item.SetDataSet(nullptr);
@@ -820,7 +820,7 @@ TEST_F(SavedFile, IsReleasedAndStaysSoWhenTheSourceIsReplacedByNone) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, IsHeldOnceAnItemWithoutASourceIsGivenOne) {
+TEST_F(SavedFile, IsOpenedWhenASourceIsSet) {
   SvrDMItem item = Item(nullptr);
   item.FileName(path_);
 
@@ -829,7 +829,7 @@ TEST_F(SavedFile, IsHeldOnceAnItemWithoutASourceIsGivenOne) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, IsReleasedWhenAnItemWithoutASourceIsGivenNone) {
+TEST_F(SavedFile, IsClosedWhenNullIsSetWithoutASource) {
   SvrDMItem item = Item(nullptr, path_);
 
   item.SetDataSet(nullptr);
@@ -837,7 +837,7 @@ TEST_F(SavedFile, IsReleasedWhenAnItemWithoutASourceIsGivenNone) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, IsTakenHoldOfAnewWhenTheSourceIsReplacedByAnother) {
+TEST_F(SavedFile, IsReopenedWhenTheSourceIsReplaced) {
   SvrDMItem item = Item(Dictionary("A").release(), path_);
   ModifyAt(path_, 2'000'000'000);
   ASSERT_TRUE(item.SavFileExternallyChanged());
@@ -848,7 +848,7 @@ TEST_F(SavedFile, IsTakenHoldOfAnewWhenTheSourceIsReplacedByAnother) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, CountsAsChangedOnceItIsModifiedInAnotherSecond) {
+TEST_F(SavedFile, IsChangedIfModifiedInAnotherSecond) {
   ModifyAt(path_, 2'000'000'000);
   SvrDMItem item = Item(nullptr, path_);
   EXPECT_FALSE(item.SavFileExternallyChanged());
@@ -861,7 +861,7 @@ TEST_F(SavedFile, CountsAsChangedOnceItIsModifiedInAnotherSecond) {
 }
 
 // An oddity that is kept: only seconds are compared.
-TEST_F(SavedFile, CountsAsUnchangedWhenItIsModifiedWithinTheSecond) {
+TEST_F(SavedFile, IsUnchangedIfModifiedWithinTheSecond) {
   ModifyAt(path_, 2'000'000'000, 0);
   SvrDMItem item = Item(nullptr, path_);
 
@@ -870,7 +870,7 @@ TEST_F(SavedFile, CountsAsUnchangedWhenItIsModifiedWithinTheSecond) {
   EXPECT_FALSE(item.SavFileExternallyChanged());
 }
 
-TEST_F(SavedFile, CountsAsUnchangedWhenNoneIsHeld) {
+TEST_F(SavedFile, IsUnchangedWithoutAnOpenFile) {
   SvrDMItem item = Item(nullptr, path_);
   item.UnlockSavFileInUse();
 
@@ -879,7 +879,7 @@ TEST_F(SavedFile, CountsAsUnchangedWhenNoneIsHeld) {
   EXPECT_FALSE(item.SavFileExternallyChanged());
 }
 
-TEST_F(SavedFile, CountsAsUnchangedWhenAnotherIsPutInItsPlace) {
+TEST_F(SavedFile, IsUnchangedIfReplacedOnDisk) {
   SvrDMItem item = Item(nullptr, path_);
   const std::string other = folder_.Write("other.tsv");
   ModifyAt(other, 2'000'000'000);
@@ -889,7 +889,7 @@ TEST_F(SavedFile, CountsAsUnchangedWhenAnotherIsPutInItsPlace) {
   EXPECT_FALSE(item.SavFileExternallyChanged());
 }
 
-TEST_F(SavedFile, CountsAsUnchangedWhenItsStateCannotBeRead) {
+TEST_F(SavedFile, IsUnchangedIfItsTimeCannotBeRead) {
   SvrDMItem item = Item(nullptr, path_);
   ModifyAt(path_, 2'000'000'000);
 
@@ -898,7 +898,7 @@ TEST_F(SavedFile, CountsAsUnchangedWhenItsStateCannotBeRead) {
   EXPECT_FALSE(item.SavFileExternallyChanged());
 }
 
-TEST_F(SavedFile, IsHeldWithTimeZeroWhenItsTimeCannotBeRead) {
+TEST_F(SavedFile, IsOpenedWithTimeZeroIfItsTimeCannotBeRead) {
   SvrDMItem item = Item(nullptr);
   item.FileName(path_);
   fstatCalls = 0;
@@ -955,7 +955,7 @@ class CreationTime : public testing::Test {
   std::time_t asked_ = 0;
 };
 
-TEST_F(CreationTime, IsTheLocalTimeOfTheItemsMakingAsADateValue) {
+TEST_F(CreationTime, IsTheLocalTimeOfCreationAsADateValue) {
   const double stamp = SetClock();
   const std::time_t before = std::time(nullptr);
   const SvrDMItem item = Item(nullptr);
@@ -965,7 +965,7 @@ TEST_F(CreationTime, IsTheLocalTimeOfTheItemsMakingAsADateValue) {
   EXPECT_LE(asked_, std::time(nullptr));
 }
 
-TEST_F(CreationTime, IsTheFirstOfFebruary1975AtNoonWhereTheLocalTimeCannotBeTold) {
+TEST_F(CreationTime, IsNoonOf1February1975WithoutALocalTime) {
   BreakClock();
   const SvrDMItem item = Item(nullptr);
 
@@ -973,7 +973,7 @@ TEST_F(CreationTime, IsTheFirstOfFebruary1975AtNoonWhereTheLocalTimeCannotBeTold
 }
 
 // The C library has one static broken-down time for all threads.
-TEST_F(CreationTime, IsToldWithoutTheTimeThatLocaltimeSharesAmongThreads) {
+TEST_F(CreationTime, DoesNotUseTheSharedLocaltimeBuffer) {
   SetClock();
   const std::time_t longAgo = 0;
   const std::tm* const shared = localtime(&longAgo);
@@ -984,7 +984,7 @@ TEST_F(CreationTime, IsToldWithoutTheTimeThatLocaltimeSharesAmongThreads) {
   EXPECT_EQ(shared->tm_year, year);
 }
 
-TEST_F(CreationTime, StaysWhateverBecomesOfTheItem) {
+TEST_F(CreationTime, NeverChanges) {
   const double stamp = SetClock();
   SvrDMItem item = Item(nullptr);
   BreakClock();
@@ -995,7 +995,7 @@ TEST_F(CreationTime, StaysWhateverBecomesOfTheItem) {
   EXPECT_EQ(item.getObjCreationTime(), stamp);
 }
 
-TEST_F(CreationTime, IsStampedByAnOperationThatAnybodyMayCall) {
+TEST_F(CreationTime, UsesTheStaticTimestampFunction) {
   double stamp = 0;
   const double expected = SetClock();
 
@@ -1007,7 +1007,7 @@ TEST_F(CreationTime, IsStampedByAnOperationThatAnybodyMayCall) {
   EXPECT_EQ(stamp, DateValue(1, 2, 1975, 12, 0, 0));
 }
 
-TEST_F(CreationTime, IsLeftAsItWasWhereTheDateIsImpossible) {
+TEST_F(CreationTime, IsUnchangedForAnInvalidDate) {
   SetClock();
   local_.tm_mon = 12;
   double stamp = 3.5;
@@ -1017,7 +1017,7 @@ TEST_F(CreationTime, IsLeftAsItWasWhereTheDateIsImpossible) {
   EXPECT_EQ(stamp, 3.5);
 }
 
-TEST_F(CreationTime, StartsAtZeroAndStaysThereWhereTheDateIsImpossible) {
+TEST_F(CreationTime, IsZeroForAnInvalidDate) {
   SetClock();
   local_.tm_mon = 12;
 
@@ -1039,7 +1039,7 @@ class MangledPassword : public testing::Test {
   const std::string path_ = folder_.Write("survey.tsv");
 };
 
-TEST_F(MangledPassword, IsAsItWasSaidWithThePasswordWithoutASavedFile) {
+TEST_F(MangledPassword, IsAsSetWithThePasswordWithoutASavedFile) {
   SvrDMItem empty = Item(nullptr);
   SvrDMItem dictionary = Item(Dictionary("A").release());
   EXPECT_FALSE(empty.PasswordMangled());
@@ -1054,7 +1054,7 @@ TEST_F(MangledPassword, IsAsItWasSaidWithThePasswordWithoutASavedFile) {
   EXPECT_FALSE(empty.PasswordMangled());
 }
 
-TEST_F(MangledPassword, IsAsTheSavedFileSaysWhereTheSourceIsOne) {
+TEST_F(MangledPassword, IsThatOfASavedFileSource) {
   SvrDMItem mangled = Item(File(true));
   SvrDMItem plain = Item(File(false));
   plain.Password("secret", true);
@@ -1063,7 +1063,7 @@ TEST_F(MangledPassword, IsAsTheSavedFileSaysWhereTheSourceIsOne) {
   EXPECT_FALSE(plain.PasswordMangled());
 }
 
-TEST_F(MangledPassword, IsAsTheSavedFileSaysOnWhichTheSourceIsBuilt) {
+TEST_F(MangledPassword, IsThatOfASavedFileParent) {
   SvrDMItem mangled = Item(new DataFreeDataSource(File(true)));
   SvrDMItem plain = Item(new DataFreeDataSource(File(false)));
   plain.Password("secret", true);
@@ -1072,13 +1072,13 @@ TEST_F(MangledPassword, IsAsTheSavedFileSaysOnWhichTheSourceIsBuilt) {
   EXPECT_FALSE(plain.PasswordMangled());
 }
 
-TEST_F(MangledPassword, IsAsItWasSaidWhereTheSavedFileStandsTwoLevelsUp) {
+TEST_F(MangledPassword, IgnoresASavedFileTwoLevelsUp) {
   SvrDMItem item = Item(new DataFreeDataSource(new DataFreeDataSource(File(true))));
 
   EXPECT_FALSE(item.PasswordMangled());
 }
 
-TEST_F(MangledPassword, IsAsTheSourceSaysWhereItsParentIsASavedFileToo) {
+TEST_F(MangledPassword, PrefersTheSourceToItsParent) {
   SystemFileDataSource* const source = File(false);
   source->SetParentSource(File(true));
   SvrDMItem item = Item(source);

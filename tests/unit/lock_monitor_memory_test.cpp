@@ -13,7 +13,7 @@
 
 namespace {
 
-TEST(LockMonitorMemory, AReaderIsAcquiredWithoutARecordAndReportsSayThatTheyAreIncomplete) {
+TEST(LockMonitorMemory, AReaderWithoutARecordMakesReportsIncomplete) {
   ServerDataManager registry;
   SvrDMItemPtr item = registry.GetDataSet(support::AddDataset(registry, "A"));
   LockMonitor::Start();

@@ -37,7 +37,7 @@ class Greeting final : public MessageGlue<Greeting> {
   VStream* serializedOn = nullptr;
 };
 
-TEST(MessageGlue, AnswersWhatTheSerialisationLayerAnswers) {
+TEST(MessageGlue, ReturnsTheResultOfTheSerialisationLayer) {
   Greeting greeting;
   VSerializable& asBase = greeting;
   VStream stream;
@@ -48,7 +48,7 @@ TEST(MessageGlue, AnswersWhatTheSerialisationLayerAnswers) {
   }
 }
 
-TEST(MessageGlue, HandsOverTheObjectWithItsVersionSignatureAndSwitch) {
+TEST(MessageGlue, PassesObjectVersionSignatureAndSwitch) {
   Greeting greeting;
   VStream stream;
   static_cast<VSerializable&>(greeting).VSInitSerialization(stream);

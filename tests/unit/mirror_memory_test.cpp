@@ -40,7 +40,7 @@ OwnedMessages AnotherDictionary() {
   return pass;
 }
 
-TEST(MirrorMemory, WhereverAPassRunsOutOfMemoryTheMirrorIsAsItWas) {
+TEST(MirrorMemory, MirrorIsUnchangedIfAnyAllocationFails) {
   const OwnedMessages first = DictionaryMessages(*support::FullDictionary(), kDataset, 1);
   const OwnedMessages pass = AnotherDictionary();
   DictionaryMirror mirror;
@@ -63,7 +63,7 @@ TEST(MirrorMemory, WhereverAPassRunsOutOfMemoryTheMirrorIsAsItWas) {
   EXPECT_EQ(DigestOf(mirror.Dictionary()), DigestOf(expected.Dictionary()));
 }
 
-TEST(MirrorMemory, AReaderTakesTheFrameAgainThatItHadNoMemoryFor) {
+TEST(MirrorMemory, AReaderAcceptsAFrameAgainAfterBadAlloc) {
   ChangeFrame frame;
   frame.dataset = kDataset;
   frame.passNumber = 1;

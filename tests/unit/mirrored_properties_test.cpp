@@ -144,7 +144,7 @@ std::string Refusal(DictionaryMirror& mirror, std::unique_ptr<DataSetMsg> messag
   return "was applied";
 }
 
-TEST(MirroredProperties, AreThoseOfAnEmptyDictionaryAtFirst) {
+TEST(MirroredProperties, AreInitiallyThoseOfAnEmptyDictionary) {
   const DictionaryMirror mirror;
   const ORVX_DataSource& dictionary = mirror.Dictionary();
   EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split");
@@ -155,7 +155,7 @@ TEST(MirroredProperties, AreThoseOfAnEmptyDictionaryAtFirst) {
   EXPECT_EQ(dictionary.RowsPerImputation(), 0);
 }
 
-TEST(MirroredProperties, WeightAndFilterGoOnAndOff) {
+TEST(MirroredProperties, WeightAndFilterAreSetAndRemoved) {
   DictionaryMirror mirror = MirrorInUse();
   Apply(mirror, PassOf(WeightedBy(Id("E")), FilteredBy(LocallyUniqueID())));
   EXPECT_EQ(UsesOf(mirror), "weight E, filter none, split C D separately");
@@ -187,14 +187,14 @@ TEST(MirroredProperties, AMovedVariableLosesItsUses) {
   EXPECT_EQ(UsesOf(mirror), "weight A, filter none, split C separately");
 }
 
-TEST(MirroredProperties, VariablesThatOthersMoveAroundKeepTheirUses) {
+TEST(MirroredProperties, VariablesThatOthersPassKeepTheirUses) {
   DictionaryMirror mirror = MirrorInUse();
   Apply(mirror, PassOf(Moved(4, 0), Inserted("F")));
   EXPECT_EQ(UsesOf(mirror), "weight A, filter B, split C D separately");
   EXPECT_EQ(mirror.Dictionary().GetWeightVarIndex(), 1);
 }
 
-TEST(MirroredProperties, ANewDefinitionLeavesTheUsesOfAVariable) {
+TEST(MirroredProperties, AModifiedVariableKeepsItsUses) {
   DictionaryMirror mirror = MirrorInUse();
   Apply(mirror, PassOf(About<ModifyVarMsg>(Labelled(Var("A"), "a")),
                        About<ModifyVarMsg>(Labelled(Var("C"), "c"))));
@@ -207,7 +207,7 @@ TEST(MirroredProperties, AListReplacedAsAWholeLosesAllUses) {
   EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split");
 }
 
-TEST(MirroredProperties, AUseToldLaterInThePassHolds) {
+TEST(MirroredProperties, AUseSetLaterInThePassIsKept) {
   DictionaryMirror mirror = MirrorInUse();
   Apply(mirror,
         PassOf(Moved(0, 4), Moved(1, 0), WeightedBy(Id("A")), SplitBy({Id("C"), Id("D")}, true)));
@@ -222,7 +222,7 @@ TEST(MirroredProperties, AnEmptyLabelIsNone) {
   EXPECT_EQ(mirror.Dictionary().GetLabel(), nullptr);
 }
 
-TEST(MirroredProperties, FileSpecificationRowCountAndDirtyFlagAreTheLastTold) {
+TEST(MirroredProperties, FileSpecificationRowCountAndDirtyFlagAreTheLastReported) {
   DictionaryMirror mirror;
   Apply(mirror, PassOf(About<FileSpecChangeMsg>("/data/a.tsv", true),
                        About<ResetClientDataMsg>(1847LL), About<DataSetModifiedMsg>(true)));
@@ -269,7 +269,7 @@ TEST(MirroredProperties, AttributesComeAsAnExtension) {
   EXPECT_EQ(mirror.Dictionary().GetAttributes(), attributes);
 }
 
-TEST(MirroredProperties, AnyOtherExtensionIsKeptAsTheBlockThatItIs) {
+TEST(MirroredProperties, OtherExtensionsShareTheBlock) {
   DictionaryMirror mirror;
   const auto message = Extension(0, std::string("\0\1bytes", 7));
   mirror.Apply(*message);
@@ -277,13 +277,13 @@ TEST(MirroredProperties, AnyOtherExtensionIsKeptAsTheBlockThatItIs) {
   EXPECT_EQ(kept.Impl(), dynamic_cast<const ExtensionsMsg&>(*message).GetExtension());
 }
 
-TEST(MirroredProperties, OfAnImputationItsEndIsTold) {
+TEST(MirroredProperties, TheEndOfAnImputationIsApplied) {
   DictionaryMirror mirror;
   Apply(mirror, PassOf(Imputation(0)));
   EXPECT_EQ(mirror.Dictionary().RowsPerImputation(), 0);
 }
 
-TEST(MirroredProperties, AUseOfAVariableThatIsNotThereIsRefused) {
+TEST(MirroredProperties, UsingAnUnknownVariableIsRejected) {
   DictionaryMirror mirror = MirrorInUse();
   const LocallyUniqueID unknown(3, 77);
   EXPECT_EQ(Refusal(mirror, WeightedBy(unknown)),
@@ -307,7 +307,7 @@ DictionaryMirror MirrorSplitBy(std::size_t count) {
   return mirror;
 }
 
-TEST(MirroredProperties, ASplitByMoreVariablesThanASourceTakesFromCallersIsFollowed) {
+TEST(MirroredProperties, ASplitBeyondTheLimitIsApplied) {
   DictionaryMirror mirror = MirrorSplitBy(12);
   EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split A B C D E F G H I J K L separately");
   EXPECT_EQ(mirror.Dictionary().GetSplitVarIndex(11), 11);
@@ -315,7 +315,7 @@ TEST(MirroredProperties, ASplitByMoreVariablesThanASourceTakesFromCallersIsFollo
   EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split A C D E F G H I J L separately");
 }
 
-TEST(MirroredProperties, ASplitComesBackInFullWithAPassThatIsRefused) {
+TEST(MirroredProperties, ARejectedPassRestoresTheWholeSplit) {
   for (const std::size_t count : {1U, 7U, 8U, 9U, 12U}) {
     DictionaryMirror mirror = MirrorSplitBy(count);
     const std::string before = UsesOf(mirror);
@@ -325,7 +325,7 @@ TEST(MirroredProperties, ASplitComesBackInFullWithAPassThatIsRefused) {
   }
 }
 
-TEST(MirroredProperties, TextThatIsNoneIsRefused) {
+TEST(MirroredProperties, InvalidTextIsRejected) {
   DictionaryMirror mirror = MirrorInUse();
   for (const int type : {5, 7, 19, 17}) {
     EXPECT_THAT(Refusal(mirror, Extension(type, "no line feed")),
@@ -349,7 +349,7 @@ Pass EveryChange() {
                 About<ResetClientDataMsg>(12LL), About<DataSetModifiedMsg>(true));
 }
 
-TEST(MirroredProperties, EachChangeOfThePassThatTheNextTestRefusesChangesSomething) {
+TEST(MirroredProperties, EachMessageOfTheTestPassChangesSomething) {
   const Pass pass = EveryChange();
   for (const auto& message : pass) {
     if (dynamic_cast<const ResetUndoMsg*>(message.get()) != nullptr) continue;
@@ -364,7 +364,7 @@ TEST(MirroredProperties, EachChangeOfThePassThatTheNextTestRefusesChangesSomethi
   }
 }
 
-TEST(MirroredProperties, APassRefusedAtAnyOfItsMessagesLeavesNothingBehind) {
+TEST(MirroredProperties, APassRejectedAtAnyMessageChangesNothing) {
   const std::size_t size = EveryChange().size();
   for (std::size_t length = 0; length <= size; ++length) {
     Pass pass = EveryChange();
@@ -382,7 +382,7 @@ TEST(MirroredProperties, APassRefusedAtAnyOfItsMessagesLeavesNothingBehind) {
   }
 }
 
-TEST(MirroredProperties, APassThatTheCallerFindsWrongLeavesNothingBehind) {
+TEST(MirroredProperties, APassRejectedByTheCheckChangesNothing) {
   DictionaryMirror mirror = MirrorInUse();
   const std::string before = StateOf(mirror);
   const Pass pass = PassOf(Deleted("A B C"));

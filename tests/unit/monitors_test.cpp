@@ -70,7 +70,7 @@ class Monitors : public testing::Test {
 
 // --- Equality of sets ---
 
-TEST(EqualityOfSets, LooksAtEachFieldAndAtTheOrderOfTheMembers) {
+TEST(EqualityOfSets, ComparesEachFieldAndTheOrderOfMembers) {
   VariableSetImpl set = Set("name");
   set.members = {Id("A"), Id("B")};
   EXPECT_TRUE(set == VariableSetImpl(set));
@@ -88,7 +88,7 @@ TEST(EqualityOfSets, LooksAtEachFieldAndAtTheOrderOfTheMembers) {
   }
 }
 
-TEST(EqualityOfOthers, IsNegatedByInequality) {
+TEST(EqualityOfOthers, InequalityIsTheNegation) {
   const DataFreeDataSource source;
   const ORVX_DataSource::Extension absent(source, 0);
   EXPECT_FALSE(operator!=(absent, absent));
@@ -103,14 +103,14 @@ TEST(EqualityOfOthers, IsNegatedByInequality) {
 
 // --- Multiple-response sets ---
 
-TEST_F(Monitors, EqualMultipleResponseSetsAreNotTold) {
+TEST_F(Monitors, EqualMultipleResponseSetsAreNotReported) {
   view.SetMRSets({Set("a"), Set("b")});
   source.SetMRSets({Set("a"), Set("b")});
   EXPECT_FALSE(MonitorMRSets(view, source, item));
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Monitors, ChangedMultipleResponseSetsAreToldTwiceTypeSevenFirst) {
+TEST_F(Monitors, ChangedMultipleResponseSetsAreReportedTwiceTypeSevenFirst) {
   source.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
   EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"a"})), Extension(19, TextOf({"a"})));
@@ -118,7 +118,7 @@ TEST_F(Monitors, ChangedMultipleResponseSetsAreToldTwiceTypeSevenFirst) {
   EXPECT_FALSE(MonitorMRSets(view, source, item));
 }
 
-TEST_F(Monitors, MultipleResponseSetsInAnotherOrderAreTold) {
+TEST_F(Monitors, MultipleResponseSetsInAnotherOrderAreReported) {
   view.SetMRSets({Set("a"), Set("b")});
   source.SetMRSets({Set("b"), Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
@@ -126,21 +126,21 @@ TEST_F(Monitors, MultipleResponseSetsInAnotherOrderAreTold) {
   EXPECT_EQ(view.GetMRSets(), source.GetMRSets());
 }
 
-TEST_F(Monitors, MultipleResponseSetsOfWhichOneIsMissingAreTold) {
+TEST_F(Monitors, ARemovedMultipleResponseSetIsReported) {
   view.SetMRSets({Set("a"), Set("b")});
   source.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
   EXPECT_MESSAGES(Queue(), Extension(7, TextOf({"a"})), Extension(19, TextOf({"a"})));
 }
 
-TEST_F(Monitors, MultipleResponseSetsThatAreAllGoneAreToldAsEmptyText) {
+TEST_F(Monitors, RemovingAllMultipleResponseSetsIsReportedAsEmptyText) {
   view.SetMRSets({Set("a")});
   EXPECT_TRUE(MonitorMRSets(view, source, item));
   EXPECT_MESSAGES(Queue(), Extension(7, ""), Extension(19, ""));
   EXPECT_THAT(view.GetMRSets(), IsEmpty());
 }
 
-TEST_F(Monitors, ChangedMultipleResponseSetsAreNoMatterOfTheVariableSets) {
+TEST_F(Monitors, MultipleResponseSetsAndVariableSetsAreIndependent) {
   view.SetVariableSets({Set("a")});
   source.SetVariableSets({Set("a")});
   source.SetMRSets({Set("a")});
@@ -151,14 +151,14 @@ TEST_F(Monitors, ChangedMultipleResponseSetsAreNoMatterOfTheVariableSets) {
 
 // --- Variable sets ---
 
-TEST_F(Monitors, EqualVariableSetsAreNotTold) {
+TEST_F(Monitors, EqualVariableSetsAreNotReported) {
   view.SetVariableSets({Set("a")});
   source.SetVariableSets({Set("a")});
   EXPECT_FALSE(MonitorVariableSets(view, source, item));
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Monitors, ChangedVariableSetsAreToldOnce) {
+TEST_F(Monitors, ChangedVariableSetsAreReportedOnce) {
   view.SetVariableSets({Set("a"), Set("b")});
   source.SetVariableSets({Set("b"), Set("a")});
   source.SetMRSets({Set("a")});
@@ -170,7 +170,7 @@ TEST_F(Monitors, ChangedVariableSetsAreToldOnce) {
 
 // --- Sets as text ---
 
-TEST_F(Monitors, SetsAreSentAsTextInABlockOfVersionOneWithoutAZeroAtItsEnd) {
+TEST_F(Monitors, SetsAreSentAsTextOfVersionOneWithoutATerminatingZero) {
   SendSetExtension(7, {VariableSet(Set("a"))}, item);
   ASSERT_EQ(Queue().size(), 1U);
   EXPECT_EQ(BlockOf(0)->GetType(), 7);
@@ -179,14 +179,14 @@ TEST_F(Monitors, SetsAreSentAsTextInABlockOfVersionOneWithoutAZeroAtItsEnd) {
   EXPECT_EQ(BlockOf(0)->ReferenceCount(), 1U) << "only the message holds it";
 }
 
-TEST_F(Monitors, SetsOfATypeThatHoldsNoneAreNotSent) {
+TEST_F(Monitors, SetsOfAnInvalidTypeAreNotSent) {
   EXPECT_THROW(SendSetExtension(6, {VariableSet(Set("a"))}, item), std::invalid_argument);
   EXPECT_MESSAGES(Queue());
 }
 
 // --- Extension ---
 
-TEST_F(Monitors, AnExtensionIsToldByTheSourcesOwnBlockWhichTheViewSharesToo) {
+TEST_F(Monitors, AnExtensionMessageSharesTheSourcesBlock) {
   const Block block = MakeBlock(0, "bytes");
   source.SetExtension(ORVX_DataSource::Extension(block));
   EXPECT_TRUE(MonitorExtension(view, source, 0, item));
@@ -195,7 +195,7 @@ TEST_F(Monitors, AnExtensionIsToldByTheSourcesOwnBlockWhichTheViewSharesToo) {
   EXPECT_EQ(ORVX_DataSource::Extension(view, 0).Impl(), block);
 }
 
-TEST_F(Monitors, AnEqualExtensionIsNotToldAndTheViewKeepsItsOwnBlock) {
+TEST_F(Monitors, AnEqualExtensionIsNotReported) {
   const Block blockOfView = MakeBlock(0, "bytes");
   view.SetExtension(ORVX_DataSource::Extension(blockOfView));
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "bytes")));
@@ -204,27 +204,27 @@ TEST_F(Monitors, AnEqualExtensionIsNotToldAndTheViewKeepsItsOwnBlock) {
   EXPECT_EQ(ORVX_DataSource::Extension(view, 0).Impl(), blockOfView);
 }
 
-TEST_F(Monitors, AnExtensionThatIsGoneIsToldAsABlockWithoutBytes) {
+TEST_F(Monitors, ARemovedExtensionIsReportedAsAnEmptyBlock) {
   view.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "bytes")));
   EXPECT_TRUE(MonitorExtension(view, source, 0, item));
   EXPECT_MESSAGES(Queue(), Extension(0, ""));
   EXPECT_FALSE(MonitorExtension(view, source, 0, item));
 }
 
-TEST_F(Monitors, AnAbsentExtensionAndAnEmptyOneAreTheSame) {
+TEST_F(Monitors, AnAbsentExtensionEqualsAnEmptyOne) {
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "")));
   EXPECT_FALSE(MonitorExtension(view, source, 0, item));
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Monitors, AnExtensionOfWhateverTypeIsTold) {
+TEST_F(Monitors, AnExtensionOfAnyTypeIsReported) {
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(3, "three")));
   EXPECT_FALSE(MonitorExtension(view, source, 0, item));
   EXPECT_TRUE(MonitorExtension(view, source, 3, item));
   EXPECT_MESSAGES(Queue(), Extension(3, "three"));
 }
 
-TEST_F(Monitors, ABlockReplacedInTheSourceLaterLeavesTheMessageAlone) {
+TEST_F(Monitors, ReplacingABlockLaterDoesNotChangeTheMessage) {
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "told")));
   MonitorExtension(view, source, 0, item);
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "later")));
@@ -233,7 +233,7 @@ TEST_F(Monitors, ABlockReplacedInTheSourceLaterLeavesTheMessageAlone) {
 
 // --- Attributes ---
 
-TEST_F(Monitors, EqualAttributesAreNotToldWhateverTheirOrder) {
+TEST_F(Monitors, EqualAttributesAreNotReportedRegardlessOfTheirOrder) {
   view.SetAttributes(Attributes({"a", "b"}));
   source.SetAttributes(Attributes({"b", "a"}));
   EXPECT_FALSE(MonitorAttributes(view, source, item, /*anyChange=*/false));
@@ -241,7 +241,7 @@ TEST_F(Monitors, EqualAttributesAreNotToldWhateverTheirOrder) {
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Monitors, ChangedAttributesAreTold) {
+TEST_F(Monitors, ChangedAttributesAreReported) {
   view.SetAttributes(Attributes({"a"}));
   source.SetAttributes(Attributes({"b"}));
   EXPECT_TRUE(MonitorAttributes(view, source, item, /*anyChange=*/false));
@@ -249,7 +249,7 @@ TEST_F(Monitors, ChangedAttributesAreTold) {
   EXPECT_EQ(view.GetAttributes(), Attributes({"b"}));
 }
 
-TEST_F(Monitors, DashboardInfoIsLeftAloneWhileNothingElseChanged) {
+TEST_F(Monitors, DashboardInfoIsKeptWithoutOtherChanges) {
   view.SetAttributes(Attributes({"a", "dashboard.x"}));
   source.SetAttributes(Attributes({"a", "dashboard.x"}));
   EXPECT_FALSE(MonitorAttributes(view, source, item, /*anyChange=*/false));
@@ -257,7 +257,7 @@ TEST_F(Monitors, DashboardInfoIsLeftAloneWhileNothingElseChanged) {
   EXPECT_EQ(source.GetAttributes(), Attributes({"a", "dashboard.x"}));
 }
 
-TEST_F(Monitors, DashboardInfoIsClearedAndToldWhenSomethingElseChanged) {
+TEST_F(Monitors, DashboardInfoIsRemovedAndReportedAfterOtherChanges) {
   view.SetAttributes(Attributes({"a", "dashboard.x"}));
   source.SetAttributes(Attributes({"a", "dashboard.x"}));
   EXPECT_TRUE(MonitorAttributes(view, source, item, /*anyChange=*/true));
@@ -266,7 +266,7 @@ TEST_F(Monitors, DashboardInfoIsClearedAndToldWhenSomethingElseChanged) {
   EXPECT_EQ(view.GetAttributes(), Attributes({"a"}));
 }
 
-TEST_F(Monitors, DashboardInfoIsLeftAloneWhereTheAttributesDiffer) {
+TEST_F(Monitors, DashboardInfoIsKeptIfTheAttributesDiffer) {
   source.SetAttributes(Attributes({"a", "dashboard.x"}));
   EXPECT_TRUE(MonitorAttributes(view, source, item, /*anyChange=*/true));
   EXPECT_MESSAGES(Queue(), Extension(17, "a\tvalue\ndashboard.x\tvalue\n"));
@@ -274,7 +274,7 @@ TEST_F(Monitors, DashboardInfoIsLeftAloneWhereTheAttributesDiffer) {
   EXPECT_EQ(view.GetAttributes(), Attributes({"a", "dashboard.x"}));
 }
 
-TEST_F(Monitors, AttributesThatAreAllGoneAreSentAsABlockOfLengthZero) {
+TEST_F(Monitors, RemovingAllAttributesSendsAnEmptyBlock) {
   view.SetAttributes(Attributes({"a"}));
   EXPECT_TRUE(MonitorAttributes(view, source, item, /*anyChange=*/false));
   ASSERT_EQ(Queue().size(), 1U);
@@ -284,7 +284,7 @@ TEST_F(Monitors, AttributesThatAreAllGoneAreSentAsABlockOfLengthZero) {
   EXPECT_TRUE(view.GetAttributes().IsEmpty());
 }
 
-TEST_F(Monitors, AttributesOfWhichOnlyDashboardInfoIsLeftAreSentAsABlockOfLengthZero) {
+TEST_F(Monitors, RemovingOnlyDashboardInfoSendsAnEmptyBlock) {
   view.SetAttributes(Attributes({"dashboard.x"}));
   source.SetAttributes(Attributes({"dashboard.x"}));
   EXPECT_TRUE(MonitorAttributes(view, source, item, /*anyChange=*/true));
@@ -294,7 +294,7 @@ TEST_F(Monitors, AttributesOfWhichOnlyDashboardInfoIsLeftAreSentAsABlockOfLength
 
 // --- All of them ---
 
-TEST_F(Monitors, AllTellTheDatasetAndTheCaseSequence) {
+TEST_F(Monitors, AllMessagesHaveDatasetAndCaseSequence) {
   source.SetMRSets({Set("a")});
   source.SetVariableSets({Set("a")});
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "bytes")));

@@ -55,7 +55,7 @@ class Notification : public testing::Test {
 
 // --- The list of observers ---
 
-TEST_F(Notification, AnObserverIsToldOfAChangeWhenTheWriterIsReleased) {
+TEST_F(Notification, AnObserverIsNotifiedWhenTheWriterIsReleased) {
   RecordingObserver observer;
   Follow(observer);
   {
@@ -67,7 +67,7 @@ TEST_F(Notification, AnObserverIsToldOfAChangeWhenTheWriterIsReleased) {
   EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("C").AtEnd());
 }
 
-TEST_F(Notification, ObserversAreToldInTheOrderInWhichTheyRegistered) {
+TEST_F(Notification, ObserversAreNotifiedInTheOrderOfRegistration) {
   std::string order;
   RecordingObserver first, second, third;
   Follow(second);
@@ -82,7 +82,7 @@ TEST_F(Notification, ObserversAreToldInTheOrderInWhichTheyRegistered) {
   EXPECT_EQ(order, "231");
 }
 
-TEST_F(Notification, EveryObserverIsGivenTheSameWriter) {
+TEST_F(Notification, EveryObserverGetsTheSameWriter) {
   RecordingObserver first, second;
   Follow(first);
   Follow(second);
@@ -97,7 +97,7 @@ TEST_F(Notification, EveryObserverIsGivenTheSameWriter) {
   EXPECT_THAT(second.writers, ElementsAre(released));
 }
 
-TEST_F(Notification, AnObserverRegisteredTwiceIsToldTwice) {
+TEST_F(Notification, AnObserverRegisteredTwiceIsNotifiedTwice) {
   RecordingObserver observer;
   Follow(observer);
   Item()->Register(observer);
@@ -107,7 +107,7 @@ TEST_F(Notification, AnObserverRegisteredTwiceIsToldTwice) {
   EXPECT_THAT(observer.passes, SizeIs(2));
 }
 
-TEST_F(Notification, OneUnregisterRemovesAnObserverHoweverOftenItIsRegistered) {
+TEST_F(Notification, UnregisterRemovesEveryOccurrence) {
   RecordingObserver twice, other;
   Follow(twice);
   Follow(other);
@@ -121,7 +121,7 @@ TEST_F(Notification, OneUnregisterRemovesAnObserverHoweverOftenItIsRegistered) {
   EXPECT_THAT(other.passes, SizeIs(1));
 }
 
-TEST_F(Notification, UnregisteringAStrangerChangesNothing) {
+TEST_F(Notification, UnregisteringAnUnknownObserverDoesNothing) {
   RecordingObserver stranger, observer;
   Follow(observer);
 
@@ -146,7 +146,7 @@ TEST_F(Notification, APlainHandleRegistersAndUnregistersObservers) {
 
 // --- The originator ---
 
-TEST_F(Notification, TheOriginatorIsNotToldOfItsOwnChange) {
+TEST_F(Notification, TheOriginatorIsNotNotified) {
   RecordingObserver originator, other;
   Follow(originator);
   Follow(other);
@@ -171,7 +171,7 @@ TEST_F(Notification, AnOriginatorRegisteredTwiceIsSkippedBothTimes) {
   EXPECT_THAT(other.passes, SizeIs(1));
 }
 
-TEST_F(Notification, AnOriginatorThatIsNotRegisteredSkipsNobody) {
+TEST_F(Notification, AnUnregisteredOriginatorSkipsNobody) {
   RecordingObserver originator, observer;
   Follow(observer);
 
@@ -181,7 +181,7 @@ TEST_F(Notification, AnOriginatorThatIsNotRegisteredSkipsNobody) {
   EXPECT_THAT(observer.passes, SizeIs(1));
 }
 
-TEST_F(Notification, TheMessagesThatAnOriginatorAloneWouldHearAreDeletedUnheard) {
+TEST_F(Notification, MessagesAreDeletedIfOnlyTheOriginatorIsRegistered) {
   int deaths = 0;
   RecordingObserver originator;
   Follow(originator);
@@ -240,7 +240,7 @@ TEST_F(Notification, ADatasetStillToBeAnnouncedIsComparedWithoutObservers) {
   EXPECT_VARIABLE_MESSAGES(observer.passes[0], Inserted("B").AtEnd());
 }
 
-TEST_F(Notification, AfterAWriteThatChangedNothingNobodyIsTold) {
+TEST_F(Notification, AWriteWithoutChangesNotifiesNobody) {
   RecordingObserver observer;
   Follow(observer);
 
@@ -310,7 +310,7 @@ TEST_F(Notification, WithoutASourceAFullQueueAnnouncesNothing) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(Notification, TheRegistryHearsOfTheDatasetBeforeItsObserversHearOfTheChange) {
+TEST_F(Notification, RegistryObserversAreNotifiedBeforeDatasetObservers) {
   std::string order;
   RecordingRegistryObserver registryObserver;
   registryObserver.onCreated = [&](auto) { order += "created "; };
@@ -329,7 +329,7 @@ TEST_F(Notification, TheRegistryHearsOfTheDatasetBeforeItsObserversHearOfTheChan
 }
 
 // The notification mutex is free while registry observers are notified.
-TEST_F(Notification, WhoeverHearsOfTheCreationMayRegisterForTheSamePass) {
+TEST_F(Notification, ARegistryObserverMayRegisterForTheSamePass) {
   RecordingObserver observer;
   RecordingRegistryObserver registryObserver;
   registryObserver.onCreated = [&](LocallyUniqueID created) {
@@ -347,7 +347,7 @@ TEST_F(Notification, WhoeverHearsOfTheCreationMayRegisterForTheSamePass) {
   registry.Unregister(registryObserver);
 }
 
-TEST_F(Notification, ThatTheCreationWasAnnouncedIsNeverTakenBack) {
+TEST_F(Notification, AnAnnouncedDatasetStaysAnnounced) {
   SvrDMItem item(LocallyUniqueID(0, 1), nullptr, &registry, 0, "", /*notifyDelete=*/true);
   EXPECT_TRUE(item.NotifyDelete());
   EXPECT_FALSE(item.NotifiedCreation());
@@ -379,7 +379,7 @@ TEST_F(Notification, TheQueueKeepsTheOrderAndIsEmptyAfterThePass) {
   EXPECT_EQ(secondDeaths, 1);
 }
 
-TEST_F(Notification, WhatTheWriterQueuedComesBeforeWhatTheComparisonFinds) {
+TEST_F(Notification, TheWritersMessagesComeFirst) {
   RecordingObserver observer;
   Follow(observer);
 
@@ -394,7 +394,7 @@ TEST_F(Notification, WhatTheWriterQueuedComesBeforeWhatTheComparisonFinds) {
   EXPECT_MESSAGES(observer.passes[0], ResetUndo(), Inserted("C").AtEnd());
 }
 
-TEST_F(Notification, AReplacedSourceIsToldInTheSamePassBeforeTheDifferences) {
+TEST_F(Notification, AReplacedSourceIsReportedBeforeTheDifferences) {
   RecordingObserver observer;
   Follow(observer);
 
@@ -408,7 +408,7 @@ TEST_F(Notification, AReplacedSourceIsToldInTheSamePassBeforeTheDifferences) {
   EXPECT_MESSAGES(observer.passes[0], ResetUndo(), Deleted("B"));
 }
 
-TEST_F(Notification, MessagesQueuedByHandAreToldThoughTheDictionaryIsTheSame) {
+TEST_F(Notification, TheWritersMessagesAreDeliveredWithoutOtherChanges) {
   RecordingObserver observer;
   Follow(observer);
 
@@ -419,7 +419,7 @@ TEST_F(Notification, MessagesQueuedByHandAreToldThoughTheDictionaryIsTheSame) {
   EXPECT_MESSAGES(observer.passes[0], ResetUndo());
 }
 
-TEST_F(Notification, MessagesQueuedByHandAreDeletedWhereNobodyListens) {
+TEST_F(Notification, TheWritersMessagesAreDeletedWithoutObservers) {
   int deaths = 0;
   id = AddDataset(registry, "A", /*quiet=*/true);
 
@@ -444,7 +444,7 @@ TEST_F(Notification, ANullMessageIsSkippedWhenTheQueueIsCleared) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(Notification, ANullMessageIsShownToObserversAsItIs) {
+TEST_F(Notification, ANullMessageIsDeliveredAsNull) {
   RecordingObserver observer;
   Follow(observer);
 
@@ -474,7 +474,7 @@ TEST_F(Notification, MessagesAreDeletedInTheOrderInWhichTheyWereQueued) {
   EXPECT_EQ(order, "abc");
 }
 
-TEST_F(Notification, WhatIsStillQueuedGoesWithTheDataset) {
+TEST_F(Notification, QueuedMessagesAreDeletedWithTheDataset) {
   int deaths = 0;
   {
     SvrDMItem item(LocallyUniqueID(0, 1), nullptr, nullptr, 0, "", false);
@@ -543,7 +543,7 @@ TEST_F(Notification, AnObserverMayWriteToAnotherDataset) {
   EXPECT_EQ(support::Names(*registry.GetDataSet(copy)->DataSource()), "A B C");
 }
 
-TEST_F(Notification, AMessageThatAnObserverQueuesReachesThoseBehindItAndGoesWithTheRest) {
+TEST_F(Notification, AMessageQueuedByAnObserverReachesLaterObservers) {
   int deaths = 0;
   RecordingObserver before, queueing, behind;
   Follow(before);
@@ -561,7 +561,7 @@ TEST_F(Notification, AMessageThatAnObserverQueuesReachesThoseBehindItAndGoesWith
   EXPECT_THAT(Item()->Notifications(), IsEmpty());
 }
 
-TEST_F(Notification, AnObserversExceptionLeavesTheMutexFreeAndTheQueueAsItWas) {
+TEST_F(Notification, AnObserversExceptionReleasesTheMutexAndKeepsTheQueue) {
   RecordingObserver throwing, behind;
   Follow(throwing);
   Follow(behind);
@@ -581,7 +581,7 @@ TEST_F(Notification, AnObserversExceptionLeavesTheMutexFreeAndTheQueueAsItWas) {
   EXPECT_THAT(item->Notifications(), IsEmpty());
 }
 
-TEST_F(Notification, AWriterMayNotifyEarlyAndTellsTheRestWhenItIsReleased) {
+TEST_F(Notification, AWriterMayNotifyEarlyAndAgainWhenReleased) {
   RecordingObserver observer;
   Follow(observer);
   {
@@ -598,7 +598,7 @@ TEST_F(Notification, AWriterMayNotifyEarlyAndTellsTheRestWhenItIsReleased) {
 
 // --- State that the item only stores ---
 
-TEST_F(Notification, TheOriginatingClientsNumberIsKept) {
+TEST_F(Notification, OriginatorNumberIsStored) {
   unsigned int number = 4000000000U;
   SvrDMItemPtr item = Item();
 
@@ -609,7 +609,7 @@ TEST_F(Notification, TheOriginatingClientsNumberIsKept) {
   EXPECT_EQ(item->originator_, 7U);
 }
 
-TEST_F(Notification, AWishForABulkReplacementCanBeTakenBack) {
+TEST_F(Notification, ABulkReplacementCanBeCancelled) {
   RecordingObserver observer;
   Follow(observer);
 

@@ -66,7 +66,7 @@ class View : public testing::Test {
 
 // --- A new view ---
 
-TEST_F(View, StartsEmptyCleanAndAsIfNoRowCountHadEverBeenTold) {
+TEST_F(View, StartsEmptyCleanAndWithoutARowCount) {
   EXPECT_EQ(&Data().item, &item);
   EXPECT_EQ(Data().view.ColumnCount(), 0);
   EXPECT_FALSE(Data().view.IsDirty());
@@ -80,34 +80,34 @@ TEST_F(View, CanBeNeitherCopiedNorAssigned) {
   EXPECT_FALSE(std::is_copy_assignable_v<SvrDMObserverView>);
 }
 
-TEST_F(View, TheFirstUpdateTellsEachVariableAsInsertedAtTheEnd) {
+TEST_F(View, TheFirstUpdateInsertsEachVariableAtTheEnd) {
   UpdateTo("A B C");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(Var("A")).AtEnd(), Inserted(Var("B")).AtEnd(),
                            Inserted(Var("C")).AtEnd());
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, AnUnchangedDictionaryIsNotTold) {
+TEST_F(View, AnUnchangedDictionaryReportsNothing) {
   StartWith("A B C");
   view.Update();
   EXPECT_THAT(Queue(), IsEmpty());
   EXPECT_FALSE(Source().IsDirty());
 }
 
-TEST_F(View, AnEmptyDictionaryTellsOfNoVariable) {
+TEST_F(View, AnEmptyDictionaryReportsNoVariable) {
   UpdateTo("");
   EXPECT_VARIABLE_MESSAGES(Queue());
 }
 
 // --- Insertions ---
 
-TEST_F(View, AVariableInsertedInTheMiddleIsAnchoredOnTheOneThatFollows) {
+TEST_F(View, AVariableInsertedInTheMiddleIsAnchoredOnTheNext) {
   StartWith("A B");
   UpdateTo("A D B");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(Var("D")).Before("B"));
 }
 
-TEST_F(View, AVariableInsertedInFrontIsAnchoredOnTheFirst) {
+TEST_F(View, AVariableInsertedAtTheFrontIsAnchoredOnTheFirst) {
   StartWith("A B");
   UpdateTo("D A B");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").Before("A"));
@@ -119,7 +119,7 @@ TEST_F(View, AVariableAppendedHasNoAnchor) {
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").AtEnd());
 }
 
-TEST_F(View, NeighboursAreInsertedByAMessageEachWithTheSameAnchor) {
+TEST_F(View, AdjacentVariablesAreInsertedSeparatelyWithTheSameAnchor) {
   StartWith("A B");
   UpdateTo("A D E B");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").Before("B"), Inserted("E").Before("B"));
@@ -127,14 +127,14 @@ TEST_F(View, NeighboursAreInsertedByAMessageEachWithTheSameAnchor) {
 }
 
 // The variable after the new one is the view's, even if the source has deleted it.
-TEST_F(View, TheAnchorMayBeAVariableThatTheSourceHasLost) {
+TEST_F(View, TheAnchorMayBeADeletedVariable) {
   StartWith("A B");
   UpdateTo("A D");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").Before("B"), Deleted("B"));
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, AnInsertedVariableComesWithItsDefinitionAndNeedsNoModification) {
+TEST_F(View, AnInsertedVariableNeedsNoModification) {
   StartWith("A");
   const ORVX_Variable defined = Typed(Labelled(Var("D"), "new"), 8);
   UpdateTo({defined, Var("A")});
@@ -143,7 +143,7 @@ TEST_F(View, AnInsertedVariableComesWithItsDefinitionAndNeedsNoModification) {
   EXPECT_FALSE(Source().IsDirty());
 }
 
-TEST_F(View, AVariableReplacedByAnotherOfItsNameIsInsertedAndDeleted) {
+TEST_F(View, AVariableReplacedByOneOfTheSameNameIsInsertedAndDeleted) {
   StartWith("A");
   const ORVX_Variable namesake = Renamed(Var("another"), "A");
   UpdateTo({namesake});
@@ -152,40 +152,40 @@ TEST_F(View, AVariableReplacedByAnotherOfItsNameIsInsertedAndDeleted) {
 
 // --- Deletions ---
 
-TEST_F(View, AVariableDeletedInTheMiddleIsToldWithoutAMove) {
+TEST_F(View, DeletingAVariableInTheMiddleNeedsNoMove) {
   StartWith("A B C");
   UpdateTo("A C");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("B"));
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, NeighboursAreDeletedInOneMessageInTheirOrder) {
+TEST_F(View, AdjacentVariablesAreDeletedInOneMessage) {
   StartWith("A B C D E");
   UpdateTo("A E");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("B C D"));
 }
 
-TEST_F(View, DeletionsAtSeveralPlacesAreOneMessageEach) {
+TEST_F(View, DeletionsAtSeveralPositionsAreSeparateMessages) {
   StartWith("A B C D E F");
   UpdateTo("B D F");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A"), Deleted("C"), Deleted("E"));
 }
 
-TEST_F(View, VariablesDeletedAtTheEndAreToldInOneMessageAfterAllPositions) {
+TEST_F(View, VariablesAtTheEndAreDeletedLastInOneMessage) {
   StartWith("A B C D");
   UpdateTo({Var("A"), Labelled(Var("B"), "changed")});
   EXPECT_VARIABLE_MESSAGES(Queue(), Modified("B"), Deleted("C D"));
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, AllVariablesDeletedAreToldInOneMessage) {
+TEST_F(View, AllVariablesAreDeletedInOneMessage) {
   StartWith("A B C");
   UpdateTo("");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B C"));
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, ADeletedVariableIsToldAsItWasLastKnown) {
+TEST_F(View, ADeletedVariableIsReportedAsLastReported) {
   StartWith("A B C");
   const ORVX_Variable asTold = Labelled(Var("B"), "as told");
   UpdateTo({Var("A"), asTold, Var("C")});
@@ -198,7 +198,7 @@ TEST_F(View, ADeletedVariableIsToldAsItWasLastKnown) {
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(std::vector<ORVX_Variable>{asTold}));
 }
 
-TEST_F(View, ADatasetThatHasLostItsSourceTellsAllVariablesAsDeleted) {
+TEST_F(View, RemovingTheSourceDeletesAllVariables) {
   StartWith("A B C");
   item.SetDataSet(nullptr);
   item.ClearNotifications();
@@ -209,7 +209,7 @@ TEST_F(View, ADatasetThatHasLostItsSourceTellsAllVariablesAsDeleted) {
   EXPECT_EQ(Data().view.ColumnCount(), 0);
 }
 
-TEST_F(View, ADatasetWithoutASourceTellsOfNoVariableAndOfAllWhenItGetsOne) {
+TEST_F(View, SettingASourceInsertsAllVariables) {
   item.SetDataSet(nullptr);
   item.ClearNotifications();
   view.Update();
@@ -222,35 +222,35 @@ TEST_F(View, ADatasetWithoutASourceTellsOfNoVariableAndOfAllWhenItGetsOne) {
 
 // --- Moves ---
 
-TEST_F(View, AVariableBroughtForwardIsMovedAndTheOthersFallIntoPlace) {
+TEST_F(View, MovingAVariableForwardIsOneMove) {
   StartWith("A B C");
   UpdateTo("C A B");
   EXPECT_VARIABLE_MESSAGES(Queue(), Moved(2).To(0));
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, AVariablePutBackIsToldAsMovesOfThoseThatPassIt) {
+TEST_F(View, MovingAVariableBackMovesTheOthersForward) {
   StartWith("A B C");
   UpdateTo("B C A");
   EXPECT_VARIABLE_MESSAGES(Queue(), Moved(1).To(0), Moved(2).To(1));
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, EachDisplacedVariableIsMovedByAMessageOfItsOwn) {
+TEST_F(View, EachVariableIsMovedByASeparateMessage) {
   StartWith("A B C D");
   UpdateTo("D C B A");
   EXPECT_VARIABLE_MESSAGES(Queue(), Moved(3).To(0), Moved(3).To(1), Moved(3).To(2));
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, AMoveLeavesTheSourceCleanAndClientsTheirData) {
+TEST_F(View, AMoveNeitherSetsTheDirtyFlagNorResetsClientData) {
   StartWith("A B");
   UpdateTo("B A");
   EXPECT_FALSE(Source().IsDirty());
   EXPECT_FALSE(Data().resetClientData);
 }
 
-TEST_F(View, WhatIsGoneInBetweenIsDeletedFirstAndShortensTheMove) {
+TEST_F(View, VariablesDeletedInBetweenAreReportedBeforeTheMove) {
   StartWith("A B C D");
   UpdateTo("D A");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("B C"), Moved(1).To(0));
@@ -258,7 +258,7 @@ TEST_F(View, WhatIsGoneInBetweenIsDeletedFirstAndShortensTheMove) {
 }
 
 // Only the positions up to the found variable are checked; later positions follow later.
-TEST_F(View, WhatIsGoneFurtherOnIsDeletedInItsTurn) {
+TEST_F(View, VariablesDeletedFurtherOnAreReportedLater) {
   StartWith("A B C D E");
   UpdateTo("C B E");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A"), Moved(1).To(0), Deleted("D"));
@@ -273,7 +273,7 @@ TEST_F(View, AtOnePositionDeletionComesBeforeMoveBeforeModification) {
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, PositionsAreTakenInTheOrderOfTheSource) {
+TEST_F(View, PositionsAreComparedInTheOrderOfTheSource) {
   StartWith("A B C D");
   UpdateTo({Labelled(Var("A"), "changed"), Var("X"), Var("D"), Var("B")});
   EXPECT_VARIABLE_MESSAGES(Queue(), Modified("A"), Inserted("X").Before("B"), Deleted("C"),
@@ -283,7 +283,7 @@ TEST_F(View, PositionsAreTakenInTheOrderOfTheSource) {
 
 // --- Modifications ---
 
-TEST_F(View, AChangedLabelIsAModificationThatMakesTheSourceDirty) {
+TEST_F(View, AChangedLabelIsAModificationAndSetsTheDirtyFlag) {
   StartWith("A B");
   const ORVX_Variable changed = Labelled(Var("B"), "changed");
   UpdateTo({Var("A"), changed});
@@ -293,7 +293,7 @@ TEST_F(View, AChangedLabelIsAModificationThatMakesTheSourceDirty) {
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, AChangedTypeMakesClientsDropTheirDataAsWell) {
+TEST_F(View, AChangedTypeResetsClientData) {
   StartWith("A B");
   const ORVX_Variable changed = Typed(Var("B"), 8);
   UpdateTo({Var("A"), changed});
@@ -301,7 +301,7 @@ TEST_F(View, AChangedTypeMakesClientsDropTheirDataAsWell) {
   EXPECT_TRUE(Source().IsDirty());
 }
 
-TEST_F(View, AChangedTypeStaysNotedThoughLaterVariablesKeepTheirs) {
+TEST_F(View, AChangedTypeIsRememberedAfterUnchangedTypes) {
   StartWith("A B C");
   UpdateTo({Typed(Var("A"), 8), Labelled(Var("B"), "changed"), Var("C")});
   EXPECT_MESSAGES(Queue(), Modified("A"), Modified("B"), support::RowCount(0),
@@ -315,7 +315,7 @@ TEST_F(View, ARenamedVariableIsModified) {
   EXPECT_VARIABLE_MESSAGES(Queue(), Modified(renamed));
 }
 
-TEST_F(View, AChangeTakenBackBeforeTheComparisonIsNotTold) {
+TEST_F(View, AnUndoneChangeIsNotReported) {
   StartWith("A");
   Source().GetVariable(0).SetLabel("changed");
   Source().GetVariable(0).SetLabel("");
@@ -333,7 +333,7 @@ TEST_F(View, InsertedMovedAndDeletedVariablesLeaveTheSourceClean) {
 
 // --- What every message carries ---
 
-TEST_F(View, EveryMessageNamesTheDatasetAndTheCaseSequenceOfTheMoment) {
+TEST_F(View, EveryMessageHasTheDatasetAndTheCurrentCaseSequence) {
   StartWith("A B C D");
   item.CaseSequence() = 35;
 
@@ -347,7 +347,7 @@ TEST_F(View, EveryMessageNamesTheDatasetAndTheCaseSequenceOfTheMoment) {
   }
 }
 
-TEST_F(View, BulkMessagesNameTheDatasetAndTheCaseSequenceToo) {
+TEST_F(View, BulkMessagesHaveTheDatasetAndTheCaseSequence) {
   view.SetBulkVarMoves(true);
   view.Update();
   ASSERT_GE(Queue().size(), 2U);
@@ -368,21 +368,21 @@ TEST_F(View, ABulkReplacementIsOneDeletionOfAllAndOneInsertionOfAll) {
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, ABulkReplacementIsToldOfEmptyDictionariesToo) {
+TEST_F(View, ABulkReplacementReportsEmptyLists) {
   view.SetBulkVarMoves(true);
   UpdateTo("");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(""), Inserted("").AtEnd());
   EXPECT_FALSE(Data().bulkVarMoves);
 }
 
-TEST_F(View, ABulkReplacementIsToldOfAnUnchangedDictionaryToo) {
+TEST_F(View, ABulkReplacementReportsAnUnchangedDictionary) {
   StartWith("A B");
   view.SetBulkVarMoves(true);
   view.Update();
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B"), Inserted("A B").AtEnd());
 }
 
-TEST_F(View, ABulkReplacementOfALostSourceEmptiesTheView) {
+TEST_F(View, ABulkReplacementWithoutASourceEmptiesTheView) {
   StartWith("A B");
   item.SetDataSet(nullptr);
   item.ClearNotifications();
@@ -392,7 +392,7 @@ TEST_F(View, ABulkReplacementOfALostSourceEmptiesTheView) {
   EXPECT_EQ(Data().view.ColumnCount(), 0);
 }
 
-TEST_F(View, ABulkReplacementTellsNoModificationAndNoLossOfData) {
+TEST_F(View, ABulkReplacementReportsNoModificationAndNoReset) {
   StartWith("A B");
   view.SetBulkVarMoves(true);
   UpdateTo({Typed(Var("B"), 8), Labelled(Var("A"), "changed")});
@@ -402,7 +402,7 @@ TEST_F(View, ABulkReplacementTellsNoModificationAndNoLossOfData) {
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, ABulkReplacementIsMadeOnceAndThenComparedAgain) {
+TEST_F(View, ABulkReplacementIsMadeOnlyOnce) {
   StartWith("A B");
   view.SetBulkVarMoves(true);
   EXPECT_TRUE(Data().bulkVarMoves);
@@ -414,7 +414,7 @@ TEST_F(View, ABulkReplacementIsMadeOnceAndThenComparedAgain) {
   EXPECT_VARIABLE_MESSAGES(Queue(), Moved(1).To(0));
 }
 
-TEST_F(View, AWishForABulkReplacementCanBeTakenBack) {
+TEST_F(View, ABulkReplacementCanBeCancelled) {
   StartWith("A B");
   view.SetBulkVarMoves(true);
   view.SetBulkVarMoves(false);
@@ -424,7 +424,7 @@ TEST_F(View, AWishForABulkReplacementCanBeTakenBack) {
 
 // --- Identifiers that stand twice ---
 
-TEST_F(View, DoubledIdentifiersConverge) {
+TEST_F(View, DuplicateIdentifiersConverge) {
   const ORVX_Variable a1 = Labelled(Var("A"), "first");
   const ORVX_Variable a2 = Labelled(Var("A"), "second");
   const std::vector<std::vector<ORVX_Variable>> lists = {
@@ -463,7 +463,7 @@ TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
 
 // --- A platform that is not ours ---
 
-TEST(SplitOfAnySize, IsSetByTheOperationThatEveryPlatformHasWhereThereIsNoOther) {
+TEST(SplitOfAnySize, UsesSetSplitIfThePlatformHasNoOther) {
   struct OtherSource {
     void SetSplit(unsigned int count, const int* indices, bool separate) {
       split.assign(indices, indices + count);
@@ -479,7 +479,7 @@ TEST(SplitOfAnySize, IsSetByTheOperationThatEveryPlatformHasWhereThereIsNoOther)
   EXPECT_TRUE(source.isSeparate);
 }
 
-TEST_F(View, EachItemHasAViewOfItsOwnThatStartsEmpty) {
+TEST_F(View, EachItemHasItsOwnEmptyView) {
   SvrDMItem other(LocallyUniqueID(0, 13), Dictionary("A").release(), nullptr, 0, "", true);
   EXPECT_EQ(&other.observerView_.data_->item, &other);
   EXPECT_EQ(other.observerView_.data_->view.ColumnCount(), 0);
@@ -489,7 +489,7 @@ TEST_F(View, EachItemHasAViewOfItsOwnThatStartsEmpty) {
   EXPECT_EQ(nameless.observerView_.data_->view.ColumnCount(), 0);
 }
 
-TEST_F(View, TheItemPassesTheWishForABulkReplacementOn) {
+TEST_F(View, TheItemForwardsBulkVarMoves) {
   item.BulkVarMoves(true);
   EXPECT_TRUE(item.observerView_.data_->bulkVarMoves);
   item.BulkVarMoves(false);

@@ -98,14 +98,14 @@ TEST_F(ReaderHandle, FindsItsDatasetInTheRegistryOfTheProcess) {
   process.Delete(there);
 }
 
-TEST_F(ReaderHandle, SharesAnItemThatItIsGiven) {
+TEST_F(ReaderHandle, SharesAGivenItem) {
   SvrDMItemPtr item = Item();
   const SvrDMInputDataSource reader(item, false);
   EXPECT_EQ(reader.GetDataSetID(), id);
   ExpectCounts(1, 0);
 }
 
-TEST_F(ReaderHandle, OnAnUnknownIdentifierPassesTheErrorOnAndCountsNothing) {
+TEST_F(ReaderHandle, UnknownIdentifierThrowsAndChangesNoCount) {
   const LocallyUniqueID unknown(3, 77);
 
   EXPECT_EQ(ErrorCodeOf([&] { SvrDMInputDataSource(registry, unknown, false); }), 2001U);
@@ -114,20 +114,20 @@ TEST_F(ReaderHandle, OnAnUnknownIdentifierPassesTheErrorOnAndCountsNothing) {
   ExpectCounts(0, 0);
 }
 
-TEST_F(ReaderHandle, GivesTheDataSourceInTwoWays) {
+TEST_F(ReaderHandle, ReturnsTheDataSourceInTwoWays) {
   const auto reader = Reader();
   EXPECT_EQ(**reader, Item()->DataSource());
   EXPECT_EQ(reader->operator->(), Item()->DataSource());
 }
 
-TEST_F(ReaderHandle, GivesNullWhereTheDatasetHasNoSource) {
+TEST_F(ReaderHandle, ReturnsNullWithoutADataSource) {
   id = registry.AddEmpty(/*quiet=*/true);
   const auto reader = Reader();
   EXPECT_EQ(**reader, nullptr);
   EXPECT_EQ(reader->operator->(), nullptr);
 }
 
-TEST_F(ReaderHandle, WaitsForAWriterThoughItWasAskedOnlyToTry) {
+TEST_F(ReaderHandle, WaitsForAWriterEvenWithTryOnly) {
   auto writer = Writer();
   WatchedThread reading([&] { const auto reader = Reader(/*tryOnly=*/true); });
   EXPECT_TRUE(reading.Waits());
@@ -145,7 +145,7 @@ TEST_F(ReaderHandle, SharesTheLockWithOtherReaders) {
   EXPECT_FALSE(reading.Waits());
 }
 
-TEST_F(ReaderHandle, KeepsTheDatasetAliveThatTheRegistryHasDropped) {
+TEST_F(ReaderHandle, KeepsADeletedDatasetAlive) {
   int deaths = 0;
   auto* const source = new support::CountedSource(deaths);
   id = registry.Add(*source, "", /*quiet=*/true);
@@ -187,14 +187,14 @@ TEST_F(WriterHandle, FindsItsDatasetInTheRegistryOfTheProcess) {
   process.Delete(there);
 }
 
-TEST_F(WriterHandle, SharesAnItemThatItIsGiven) {
+TEST_F(WriterHandle, SharesAGivenItem) {
   SvrDMItemPtr item = Item();
   const SvrDMWriteableDataSource writer(item, false, nullptr);
   EXPECT_EQ(writer.GetDataSetID(), id);
   ExpectCounts(0, 1);
 }
 
-TEST_F(WriterHandle, OnAnUnknownIdentifierPassesTheErrorOnAndCountsNothing) {
+TEST_F(WriterHandle, UnknownIdentifierThrowsAndChangesNoCount) {
   const LocallyUniqueID unknown(3, 77);
 
   EXPECT_EQ(ErrorCodeOf([&] { SvrDMWriteableDataSource(registry, unknown, false, nullptr); }),
@@ -227,7 +227,7 @@ TEST_F(WriterHandle, KeepsReadersAndWritersOut) {
   writer.reset();
 }
 
-TEST_F(WriterHandle, ThatOnlyTriesGetsAFreeLock) {
+TEST_F(WriterHandle, TryOnlyAcquiresAFreeLock) {
   auto writer = Writer(/*tryOnly=*/true);
   ExpectCounts(0, 1);
   WatchedThread reading([&] { const auto reader = Reader(); });
@@ -237,7 +237,7 @@ TEST_F(WriterHandle, ThatOnlyTriesGetsAFreeLock) {
   ExpectCounts(0, 0);
 }
 
-TEST_F(WriterHandle, WithNothingToTellCallsNobodyAndRestoresTheCounts) {
+TEST_F(WriterHandle, WithoutChangesNotifiesNobodyAndRestoresTheCounts) {
   RecordingObserver gone;
   Item()->Register(gone);
   Item()->Unregister(gone);
@@ -248,7 +248,7 @@ TEST_F(WriterHandle, WithNothingToTellCallsNobodyAndRestoresTheCounts) {
   EXPECT_THAT(gone.passes, IsEmpty());
 }
 
-TEST_F(WriterHandle, HoldsItsLockAndItsCountWhileObserversAreTold) {
+TEST_F(WriterHandle, HoldsLockAndCountWhileObserversAreNotified) {
   RecordingObserver observer;
   Item()->Register(observer);
   std::unique_ptr<WatchedThread> reading;
@@ -265,7 +265,7 @@ TEST_F(WriterHandle, HoldsItsLockAndItsCountWhileObserversAreTold) {
   reading->Join();
 }
 
-TEST_F(WriterHandle, LetsGoOfTheDatasetLast) {
+TEST_F(WriterHandle, ReleasesTheDatasetLast) {
   // Records the counts of its dataset when it is destroyed.
   struct LastWitness : DataFreeDataSource {
     ~LastWitness() override {
@@ -300,7 +300,7 @@ using TryHandle = Handles;
 constexpr milliseconds kNotAtAll(0);
 constexpr std::chrono::hours kLong(1);
 
-TEST_F(TryHandle, ReadsAFreeDatasetAndIsCountedUntilItGoes) {
+TEST_F(TryHandle, ReadsAFreeDatasetAndIsCountedUntilDestroyed) {
   SvrDMItemPtr item = Item();
   {
     const auto first = SvrDMInputDataSource::TryRead(registry, id, kNotAtAll);
@@ -314,7 +314,7 @@ TEST_F(TryHandle, ReadsAFreeDatasetAndIsCountedUntilItGoes) {
   EXPECT_TRUE(SvrDMWriteableDataSource::TryWrite(item, kNotAtAll, nullptr));
 }
 
-TEST_F(TryHandle, WritesAFreeDatasetAndItsChangesAreToldButNotToTheOriginator) {
+TEST_F(TryHandle, WritesAFreeDatasetAndNotifiesAllButTheOriginator) {
   RecordingObserver originator, other;
   handle.Register(originator);
   handle.Register(other);
@@ -339,7 +339,7 @@ TEST_F(TryHandle, FindsItsDatasetInTheRegistryOfTheProcess) {
   process.Delete(present);
 }
 
-TEST_F(TryHandle, OnAnUnknownIdentifierPassesTheErrorOn) {
+TEST_F(TryHandle, UnknownIdentifierThrows) {
   const LocallyUniqueID unknown(0, 99);
   EXPECT_EQ(ErrorCodeOf([&] { SvrDMInputDataSource::TryRead(registry, unknown, kLong); }), 2001U);
   EXPECT_EQ(
@@ -367,7 +367,7 @@ TEST_F(TryHandle, ThatFailsChangesNothing) {
   EXPECT_TRUE(SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, nullptr));
 }
 
-TEST_F(TryHandle, GivesUpWhenItsTimeIsUpAndNotBefore) {
+TEST_F(TryHandle, FailsAfterItsTimeLimitAndNotBefore) {
   const auto holder = Writer();
   constexpr milliseconds kTime(30);
 
@@ -380,7 +380,7 @@ TEST_F(TryHandle, GivesUpWhenItsTimeIsUpAndNotBefore) {
   EXPECT_GE(steady_clock::now() - between, kTime);
 }
 
-TEST_F(TryHandle, GetsALockThatIsReleasedWhileItWaitsHoweverLongItMayWait) {
+TEST_F(TryHandle, AcquiresALockReleasedWithinTheTimeLimit) {
   auto holder = Writer();
   bool read = false, written = false;
   WatchedThread reader(
@@ -424,7 +424,7 @@ int ThrownBy(const std::function<void()>& call) {
   return 0;
 }
 
-TEST_F(WriterHandle, AFailedTryThrows55AndUnbalancesTheCountsByOne) {
+TEST_F(WriterHandle, AFailedTryThrows55AndLeavesCountsOffByOne) {
   const auto holder = Writer();
 
   EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
@@ -434,7 +434,7 @@ TEST_F(WriterHandle, AFailedTryThrows55AndUnbalancesTheCountsByOne) {
   EXPECT_EQ(Item()->WritersCount(), 2);
 }
 
-TEST_F(WriterHandle, EachOfItsThreeFormsFailsAlike) {
+TEST_F(WriterHandle, EachConstructorFailsInTheSameWay) {
   ServerDataManager& process = ServerDataManager::GetInstance();
   const LocallyUniqueID there = AddDataset(process, "P", /*quiet=*/true);
   SvrDMItemPtr item = process.GetDataSet(there);
@@ -449,7 +449,7 @@ TEST_F(WriterHandle, EachOfItsThreeFormsFailsAlike) {
   process.Delete(there);
 }
 
-TEST_F(WriterHandle, AFailedTryAgainstAReaderUnbalancesTheCountsToo) {
+TEST_F(WriterHandle, AFailedTryAgainstAReaderLeavesCountsOffByOne) {
   const auto holder = Reader();
 
   EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
@@ -457,7 +457,7 @@ TEST_F(WriterHandle, AFailedTryAgainstAReaderUnbalancesTheCountsToo) {
   ExpectCounts(0, 1);
 }
 
-TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheLockOfTheOther) {
+TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheHoldersLock) {
   const auto holder = Writer();
 
   EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
@@ -467,7 +467,7 @@ TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheLockOfTheOther) {
   FreeForGood(*Item());
 }
 
-TEST_F(WriterHandle, AFailedTryLeavesTheLockHeldForGood) {
+TEST_F(WriterHandle, AFailedTryLeavesTheLockHeldForever) {
   auto holder = Writer();
   EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
   EXPECT_TRUE(Item()->writeLockFailed_);
@@ -496,7 +496,7 @@ TEST_F(WriterHandle, AfterAFailedTryNoLaterHandleReleasesItsLockEither) {
   writing.Join();
 }
 
-TEST_F(WriterHandle, AFailedTryLetsGoOfTheDataset) {
+TEST_F(WriterHandle, AFailedTryReleasesTheDataset) {
   int deaths = 0;
   id = registry.Add(*new support::CountedSource(deaths), "", /*quiet=*/true);
   auto holder = Writer();
@@ -508,7 +508,7 @@ TEST_F(WriterHandle, AFailedTryLetsGoOfTheDataset) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(WriterHandle, AFailedTryTellsNobody) {
+TEST_F(WriterHandle, AFailedTryNotifiesNobody) {
   RecordingObserver observer;
   Item()->Register(observer);
   auto holder = Writer();
@@ -522,7 +522,7 @@ TEST_F(WriterHandle, AFailedTryTellsNobody) {
 
 // --- Writers: forwarded operations ---
 
-TEST_F(WriterHandle, GivesTheDataSourceInThreeWays) {
+TEST_F(WriterHandle, ReturnsTheDataSourceInThreeWays) {
   const auto writer = Writer();
   ORVX_DataSource* const source = Item()->DataSource();
   EXPECT_EQ(writer->GetDataSource(), source);
@@ -530,7 +530,7 @@ TEST_F(WriterHandle, GivesTheDataSourceInThreeWays) {
   EXPECT_EQ(writer->operator->(), source);
 }
 
-TEST_F(WriterHandle, GivesNullWhereTheDatasetHasNoSource) {
+TEST_F(WriterHandle, ReturnsNullWithoutADataSource) {
   id = registry.AddEmpty(/*quiet=*/true);
   const auto writer = Writer();
   EXPECT_EQ(writer->GetDataSource(), nullptr);
@@ -551,7 +551,7 @@ TEST_F(WriterHandle, ReplacesTheDataSource) {
   EXPECT_MESSAGES(writer->GetNotifications(), support::ResetUndo());
 }
 
-TEST_F(WriterHandle, OwnsTheDataSourceHandedOverAsAUniquePointer) {
+TEST_F(WriterHandle, OwnsADataSourceGivenAsUniquePointer) {
   int deaths = 0;
   id = registry.Add(support::Dictionary("A"), "", /*quiet=*/true);
   const auto writer = Writer();
@@ -566,7 +566,7 @@ TEST_F(WriterHandle, OwnsTheDataSourceHandedOverAsAUniquePointer) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(WriterHandle, UndoingAnIncrementRaisesTheCaseSequenceOnceMore) {
+TEST_F(WriterHandle, UndoIncrementIncrementsTheCaseSequence) {
   const auto writer = Writer();
   const unsigned int before = writer->GetCaseSequence();
 
@@ -577,7 +577,7 @@ TEST_F(WriterHandle, UndoingAnIncrementRaisesTheCaseSequenceOnceMore) {
   EXPECT_EQ(writer->GetCaseSequence(), before + 2);
 }
 
-TEST_F(WriterHandle, TheCaseSequenceWrapsBehind32Bits) {
+TEST_F(WriterHandle, TheCaseSequenceWrapsAfter32Bits) {
   const LocallyUniqueID last(0, 500);
   registry.Add(*support::Dictionary("A").release(), "", /*quiet=*/true, last, 4294967295U);
   id = last;
@@ -602,7 +602,7 @@ TEST_F(WriterHandle, QueuesAndClearsMessages) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(WriterHandle, AsksForABulkReplacementThatTheNextPassMakes) {
+TEST_F(WriterHandle, RequestsABulkReplacementForTheNextPass) {
   RecordingObserver observer;
   Item()->Register(observer);
   Writer().reset();
@@ -615,7 +615,7 @@ TEST_F(WriterHandle, AsksForABulkReplacementThatTheNextPassMakes) {
                            support::Inserted("A B").AtEnd());
 }
 
-TEST_F(WriterHandle, ItsOriginatorStaysUntoldInEveryPass) {
+TEST_F(WriterHandle, ItsOriginatorIsNeverNotified) {
   RecordingObserver originator;
   Item()->Register(originator);
   {

@@ -83,20 +83,20 @@ class RegistryTest : public testing::Test {
 // ---------------------------------------------------------------------------------------------
 // Identifiers
 
-TEST_F(RegistryTest, TheFirstDatasetHasDomainZeroAndSerialZeroAndEachFurtherOneTheNext) {
+TEST_F(RegistryTest, IdentifiersStartAtZeroAndAreConsecutive) {
   EXPECT_EQ(registry_.Add(NewSource(), "", false), LocallyUniqueID(0, 0));
   EXPECT_EQ(registry_.AddEmpty(false), LocallyUniqueID(0, 1));
   EXPECT_EQ(registry_.Add(NewSource(), "", "secret", true, false), LocallyUniqueID(0, 2));
   EXPECT_EQ(registry_.Add(NewSource(), "", true), LocallyUniqueID(0, 3));
 }
 
-TEST_F(RegistryTest, AnIdentifierOfADeletedDatasetIsNotGivenAgain) {
+TEST_F(RegistryTest, IdentifiersOfDeletedDatasetsAreNotReused) {
   registry_.Delete(Add());
 
   EXPECT_EQ(Add(), LocallyUniqueID(0, 1));
 }
 
-TEST_F(RegistryTest, AnIdentifierOfTheCallersDoesNotAdvanceTheGenerator) {
+TEST_F(RegistryTest, AGivenIdentifierDoesNotAdvanceTheGenerator) {
   registry_.Add(NewSource(), "", false, LocallyUniqueID(2, 40), 0);
 
   EXPECT_EQ(Add(), LocallyUniqueID(0, 0));
@@ -115,7 +115,7 @@ TEST_F(RegistryTest, AGeneratedIdentifierCanBelongToTwoDatasets) {
   EXPECT_EQ(registry_.GetDataSet(id)->FileName(), "second");
 }
 
-TEST_F(RegistryTest, AnIdentifierOfTheCallersReplacesOnlyTheFirstDatasetThatHasIt) {
+TEST_F(RegistryTest, AGivenIdentifierReplacesOnlyTheFirstDatasetWithIt) {
   const LocallyUniqueID id(0, 0);
   registry_.Add(NewSource(), "first", false, id, 0);
   Add("second");
@@ -126,7 +126,7 @@ TEST_F(RegistryTest, AnIdentifierOfTheCallersReplacesOnlyTheFirstDatasetThatHasI
   EXPECT_EQ(registry_.GetDataSet(id)->FileName(), "second");
 }
 
-TEST_F(RegistryTest, EachRegistryGivesIdentifiersOfItsOwn) {
+TEST_F(RegistryTest, EachRegistryHasItsOwnIdentifiers) {
   ServerDataManager other;
   Add();
 
@@ -134,7 +134,7 @@ TEST_F(RegistryTest, EachRegistryGivesIdentifiersOfItsOwn) {
   EXPECT_EQ(other.GetAllDatasets().size(), 1U);
 }
 
-TEST_F(RegistryTest, TheOneOfTheProcessIsAlwaysTheSame) {
+TEST_F(RegistryTest, GetInstanceAlwaysReturnsTheSameRegistry) {
   EXPECT_EQ(&ServerDataManager::GetInstance(), &ServerDataManager::GetInstance());
 }
 
@@ -167,7 +167,7 @@ TEST_F(RegistryTest, ADatasetAddedWithAPasswordHasItAndItsFlag) {
   EXPECT_TRUE(registry_.GetDataSet(mangled)->PasswordMangled());
 }
 
-TEST_F(RegistryTest, ADatasetAddedUnderAnIdentifierStartsAtTheGivenCaseSequence) {
+TEST_F(RegistryTest, ADatasetAddedWithAnIdentifierHasTheGivenCaseSequence) {
   const LocallyUniqueID id(1, 7);
 
   registry_.Add(NewSource(), "a", false, id, 41);
@@ -208,7 +208,7 @@ TEST_F(RegistryTest, AFileNameIsFreeAgainOnceItsDatasetIsDeleted) {
   EXPECT_EQ(third->FileName(), "Survey");
 }
 
-TEST_F(RegistryTest, AFileNameIsComparedWhenADatasetIsAddedAndNeverAgain) {
+TEST_F(RegistryTest, AFileNameIsComparedOnlyWhenADatasetIsAdded) {
   const SvrDMItemPtr first = registry_.GetDataSet(Add("survey"));
   SvrDMItemPtr second = registry_.GetDataSet(Add("other"));
 
@@ -218,7 +218,7 @@ TEST_F(RegistryTest, AFileNameIsComparedWhenADatasetIsAddedAndNeverAgain) {
   EXPECT_EQ(second->FileName(), "survey");
 }
 
-TEST_F(RegistryTest, AFileNameIsInUseInAnyCaseFromItsAddingToItsDeletion) {
+TEST_F(RegistryTest, AFileNameIsInUseIgnoringCaseUntilItsDeletion) {
   const LocallyUniqueID id = Add("/data/Größe.tsv");
 
   EXPECT_TRUE(registry_.data_->FileNameInUse("/DATA/GRÖSSE.TSV"));
@@ -228,7 +228,7 @@ TEST_F(RegistryTest, AFileNameIsInUseInAnyCaseFromItsAddingToItsDeletion) {
   EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Größe.tsv"));
 }
 
-TEST_F(RegistryTest, AFileNameThatIsNotUtf8IsInUseByItsBytesButForTheLettersBetween) {
+TEST_F(RegistryTest, AFileNameWithInvalidUtf8IsComparedByBytesExceptLetters) {
   Add("/data/Gr\xF6\xDFn.tsv");
 
   EXPECT_TRUE(registry_.data_->FileNameInUse("/DATA/GR\xF6\xDFN.TSV"));
@@ -236,7 +236,7 @@ TEST_F(RegistryTest, AFileNameThatIsNotUtf8IsInUseByItsBytesButForTheLettersBetw
   EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Größe.tsv"));
 }
 
-TEST_F(RegistryTest, ASecondDatasetWhoseFileNameDiffersByCaseOutsideAsciiHasNone) {
+TEST_F(RegistryTest, FileNamesIgnoreCaseOutsideAscii) {
   Add("/data/δοκιμη.tsv");
 
   const SvrDMItemPtr second = registry_.GetDataSet(Add("/data/ΔΟΚΙΜΗ.tsv"));
@@ -245,7 +245,7 @@ TEST_F(RegistryTest, ASecondDatasetWhoseFileNameDiffersByCaseOutsideAsciiHasNone
   EXPECT_EQ(second->SuppressedFileName(), "/data/ΔΟΚΙΜΗ.tsv");
 }
 
-TEST_F(RegistryTest, TheEmptyFileNameIsInUseAsSoonAsOneDatasetHasNone) {
+TEST_F(RegistryTest, TheEmptyFileNameIsInUseOnceADatasetHasIt) {
   EXPECT_FALSE(registry_.data_->FileNameInUse(""));
   Add("survey");
   EXPECT_FALSE(registry_.data_->FileNameInUse(""));
@@ -283,7 +283,7 @@ TEST_F(RegistryTest, ADeletedDatasetIsNotFoundButAHandleMadeBeforeStillWorks) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(RegistryTest, ADatasetIsFoundByItsHandleNameInAnyCase) {
+TEST_F(RegistryTest, ADatasetIsFoundByHandleNameIgnoringCase) {
   Add();
   SvrDMItemPtr item = registry_.GetDataSet(Add());
   item->Handle("Survey");
@@ -291,7 +291,7 @@ TEST_F(RegistryTest, ADatasetIsFoundByItsHandleNameInAnyCase) {
   EXPECT_EQ(registry_.GetDataSet("SURVEY"), item);
 }
 
-TEST_F(RegistryTest, ADatasetIsFoundByItsHandleNameInAnyCaseOutsideAscii) {
+TEST_F(RegistryTest, HandleNamesIgnoreCaseOutsideAscii) {
   SvrDMItemPtr german = registry_.GetDataSet(Add());
   SvrDMItemPtr greek = registry_.GetDataSet(Add());
   german->Handle("Größe");
@@ -309,7 +309,7 @@ TEST_F(RegistryTest, ADatasetIsFoundByItsHandleNameInAnyCaseOutsideAscii) {
   EXPECT_EQ(german->Handle(), "Größe");
 }
 
-TEST_F(RegistryTest, BytesOfAHandleNameThatAreNotUtf8AreComparedAsTheyAre) {
+TEST_F(RegistryTest, InvalidUtf8InHandleNamesIsComparedByBytes) {
   SvrDMItemPtr item = registry_.GetDataSet(Add());
   item->Handle("Gr\xF6\xDFn");
 
@@ -327,7 +327,7 @@ TEST_F(RegistryTest, TheFirstDatasetWithAHandleNameIsFound) {
   EXPECT_EQ(registry_.GetDataSet("survey"), first);
 }
 
-TEST_F(RegistryTest, AnUnknownHandleNameGivesAnEmptyPointer) {
+TEST_F(RegistryTest, AnUnknownHandleNameReturnsAnEmptyPointer) {
   Add();
 
   EXPECT_FALSE(registry_.GetDataSet("survey").IsValid());
@@ -350,7 +350,7 @@ TEST_F(RegistryTest, AllDatasetsAreListedInTheOrderOfRegistration) {
   EXPECT_THAT(Ids(), ElementsAre(LocallyUniqueID(9, 9), second, third));
 }
 
-TEST_F(RegistryTest, AListOfAllDatasetsIsAListOfHandlesThatKeepThemAlive) {
+TEST_F(RegistryTest, HandlesOfAllDatasetsKeepThemAlive) {
   int deaths = 0;
   registry_.Add(*new CountedSource(deaths), "", false);
   {
@@ -364,7 +364,7 @@ TEST_F(RegistryTest, AListOfAllDatasetsIsAListOfHandlesThatKeepThemAlive) {
 // ---------------------------------------------------------------------------------------------
 // Deleting
 
-TEST_F(RegistryTest, DeletingADatasetThatNobodyHoldsDeletesItsWholeChainOfSources) {
+TEST_F(RegistryTest, DeletingADatasetWithoutHandlesDeletesItsChain) {
   int deaths = 0;
   auto* const file = new CountedSource(deaths);
   const LocallyUniqueID id = registry_.Add(*new CountedSource(deaths, file), "", false);
@@ -375,7 +375,7 @@ TEST_F(RegistryTest, DeletingADatasetThatNobodyHoldsDeletesItsWholeChainOfSource
   EXPECT_EQ(Count(), 0U);
 }
 
-TEST_F(RegistryTest, DeletingOneDatasetLeavesTheOthersInTheirOrder) {
+TEST_F(RegistryTest, DeletingADatasetKeepsTheOrderOfTheOthers) {
   const LocallyUniqueID first = Add();
   const LocallyUniqueID second = Add();
   const LocallyUniqueID third = Add();
@@ -416,7 +416,7 @@ TEST_F(RegistryTest, ClearingDeletesFromTheLastRegisteredDatasetToTheFirst) {
   EXPECT_EQ(Count(), 0U);
 }
 
-TEST(Registry, ThatGoesLetsGoOfItsDatasetsAndTellsNobody) {
+TEST(Registry, DestructorReleasesItsDatasetsAndNotifiesNobody) {
   int deaths = 0;
   RecordingRegistryObserver observer;
   std::optional<ServerDataManager> registry(std::in_place);
@@ -469,7 +469,7 @@ TEST_F(RegistryTest, APasswordForAnUnknownIdentifierIsIgnored) {
 // ---------------------------------------------------------------------------------------------
 // Notices
 
-TEST_F(RegistryTest, ObserversHearOfADatasetAndItsFileNameWhenItIsAdded) {
+TEST_F(RegistryTest, ObserversAreNotifiedOfAnAddedDatasetAndItsFileName) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
 
@@ -481,7 +481,7 @@ TEST_F(RegistryTest, ObserversHearOfADatasetAndItsFileNameWhenItIsAdded) {
   EXPECT_EQ(observer.notices[0].fileName, "survey.sav");
 }
 
-TEST_F(RegistryTest, ObserversHearNoFileNameOfADatasetWhoseNameAnotherBears) {
+TEST_F(RegistryTest, ObserversGetNoSuppressedFileName) {
   RecordingRegistryObserver observer;
   Add("survey.sav");
   registry_.Register(observer);
@@ -492,7 +492,7 @@ TEST_F(RegistryTest, ObserversHearNoFileNameOfADatasetWhoseNameAnotherBears) {
   EXPECT_EQ(observer.notices[0].fileName, "");
 }
 
-TEST_F(RegistryTest, ObserversFindTheDatasetOfEitherNotice) {
+TEST_F(RegistryTest, ObserversFindTheDatasetInBothNotices) {
   RecordingRegistryObserver observer;
   std::vector<bool> found;
   const auto look = [&](LocallyUniqueID id) {
@@ -507,7 +507,7 @@ TEST_F(RegistryTest, ObserversFindTheDatasetOfEitherNotice) {
   EXPECT_THAT(found, ElementsAre(true, true));
 }
 
-TEST_F(RegistryTest, ReplacingADatasetIsToldAsADeletionAndThenACreation) {
+TEST_F(RegistryTest, ReplacingADatasetReportsADeletionThenACreation) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = Add();
   registry_.Register(observer);
@@ -517,7 +517,7 @@ TEST_F(RegistryTest, ReplacingADatasetIsToldAsADeletionAndThenACreation) {
   EXPECT_THAT(Words(observer), ElementsAre("-0", "+0"));
 }
 
-TEST_F(RegistryTest, ReplacingAQuietDatasetIsToldAsACreationOnly) {
+TEST_F(RegistryTest, ReplacingAQuietDatasetReportsOnlyACreation) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = Add("", /*quiet=*/true);
   registry_.Register(observer);
@@ -527,7 +527,7 @@ TEST_F(RegistryTest, ReplacingAQuietDatasetIsToldAsACreationOnly) {
   EXPECT_THAT(Words(observer), ElementsAre("+0"));
 }
 
-TEST_F(RegistryTest, ReplacingByAQuietDatasetIsToldAsADeletionOnly) {
+TEST_F(RegistryTest, ReplacingByAQuietDatasetReportsOnlyADeletion) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = Add();
   registry_.Register(observer);
@@ -537,7 +537,7 @@ TEST_F(RegistryTest, ReplacingByAQuietDatasetIsToldAsADeletionOnly) {
   EXPECT_THAT(Words(observer), ElementsAre("-0"));
 }
 
-TEST_F(RegistryTest, AQuietDatasetIsToldNeitherCreatedNorDeleted) {
+TEST_F(RegistryTest, AQuietDatasetIsNeverReported) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
 
@@ -548,7 +548,7 @@ TEST_F(RegistryTest, AQuietDatasetIsToldNeitherCreatedNorDeleted) {
   EXPECT_THAT(observer.notices, IsEmpty());
 }
 
-TEST_F(RegistryTest, AnEmptyDatasetIsToldCreatedOnceItHasASourceAndThenNeverAgain) {
+TEST_F(RegistryTest, AnEmptyDatasetIsReportedAsCreatedOnceItHasASource) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
   SvrDMItemPtr item = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/false));
@@ -564,7 +564,7 @@ TEST_F(RegistryTest, AnEmptyDatasetIsToldCreatedOnceItHasASourceAndThenNeverAgai
 }
 
 // An oddity that is kept: a deletion is reported even if the creation was not.
-TEST_F(RegistryTest, AnEmptyDatasetIsToldDeletedThoughItWasNeverToldCreated) {
+TEST_F(RegistryTest, AnEmptyDatasetIsReportedAsDeletedWithoutACreationNotice) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
 
@@ -573,7 +573,7 @@ TEST_F(RegistryTest, AnEmptyDatasetIsToldDeletedThoughItWasNeverToldCreated) {
   EXPECT_THAT(Words(observer), ElementsAre("-0"));
 }
 
-TEST_F(RegistryTest, AnObserverRegisteredTwiceIsToldOnce) {
+TEST_F(RegistryTest, AnObserverRegisteredTwiceIsNotifiedOnce) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = Add();
   registry_.Register(observer);
@@ -584,7 +584,7 @@ TEST_F(RegistryTest, AnObserverRegisteredTwiceIsToldOnce) {
   EXPECT_THAT(Words(observer), ElementsAre("-0"));
 }
 
-TEST_F(RegistryTest, AnObserverRegisteredAgainIsToldLast) {
+TEST_F(RegistryTest, AnObserverRegisteredAgainIsNotifiedLast) {
   std::vector<std::string> told;
   RecordingRegistryObserver first;
   RecordingRegistryObserver second;
@@ -600,7 +600,7 @@ TEST_F(RegistryTest, AnObserverRegisteredAgainIsToldLast) {
   EXPECT_THAT(told, ElementsAre("first", "second", "second", "first"));
 }
 
-TEST_F(RegistryTest, AnUnregisteredObserverIsToldNothing) {
+TEST_F(RegistryTest, AnUnregisteredObserverIsNotNotified) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
   registry_.Unregister(observer);
@@ -624,7 +624,7 @@ TEST_F(RegistryTest, UnregisteringAnUnknownObserverIsIgnored) {
 // ---------------------------------------------------------------------------------------------
 // Observers that call back
 
-TEST_F(RegistryTest, ACreationToldFromInsideItsNoticeIsNotToldTwice) {
+TEST_F(RegistryTest, ACreationIsNotReportedTwiceFromInsideItsNotice) {
   RecordingRegistryObserver observer;
   observer.onCreated = [&](LocallyUniqueID id) {
     registry_.NotifyCreate(*registry_.GetDataSet(id));
@@ -636,7 +636,7 @@ TEST_F(RegistryTest, ACreationToldFromInsideItsNoticeIsNotToldTwice) {
   EXPECT_THAT(Words(observer), ElementsAre("+0"));
 }
 
-TEST_F(RegistryTest, AnObserverRegisteredInsideANoticeHearsFromTheNextOneOn) {
+TEST_F(RegistryTest, AnObserverRegisteredInsideANoticeIsCalledFromTheNextNotice) {
   RecordingRegistryObserver first;
   RecordingRegistryObserver late;
   first.onCreated = [&](LocallyUniqueID) { registry_.Register(late); };
@@ -649,7 +649,7 @@ TEST_F(RegistryTest, AnObserverRegisteredInsideANoticeHearsFromTheNextOneOn) {
   EXPECT_THAT(Words(late), ElementsAre("+1"));
 }
 
-TEST_F(RegistryTest, AnObserverThatLeavesInsideItsNoticeDoesNotKeepTheNoticeFromOthers) {
+TEST_F(RegistryTest, UnregisteringInsideANoticeDoesNotAffectOtherObservers) {
   RecordingRegistryObserver leaving;
   RecordingRegistryObserver staying;
   leaving.onCreated = [&](LocallyUniqueID) { registry_.Unregister(leaving); };
@@ -663,7 +663,7 @@ TEST_F(RegistryTest, AnObserverThatLeavesInsideItsNoticeDoesNotKeepTheNoticeFrom
   EXPECT_THAT(Words(staying), ElementsAre("+0", "+1"));
 }
 
-TEST_F(RegistryTest, AnObserverThatWasUnregisteredAndDestroyedInsideANoticeIsSkipped) {
+TEST_F(RegistryTest, AnObserverDestroyedInsideANoticeIsSkipped) {
   RecordingRegistryObserver first;
   auto gone = std::make_unique<RecordingRegistryObserver>();
   RecordingRegistryObserver last;
@@ -680,7 +680,7 @@ TEST_F(RegistryTest, AnObserverThatWasUnregisteredAndDestroyedInsideANoticeIsSki
   EXPECT_THAT(Words(last), ElementsAre("+0", "-0"));
 }
 
-TEST_F(RegistryTest, AnObserverAtTheAddressOfOneThatLeftInsideANoticeHearsFromTheNextOneOn) {
+TEST_F(RegistryTest, AnObserverAtAReusedAddressIsCalledFromTheNextNotice) {
   RecordingRegistryObserver first;
   std::optional<RecordingRegistryObserver> second(std::in_place);
   first.onCreated = [&](LocallyUniqueID id) {
@@ -697,7 +697,7 @@ TEST_F(RegistryTest, AnObserverAtTheAddressOfOneThatLeftInsideANoticeHearsFromTh
 }
 
 // The notice of the second dataset is inside the notice of the first.
-TEST_F(RegistryTest, AnObserverThatLeavesInsideAnInnerNoticeIsSkippedByTheOuterOneToo) {
+TEST_F(RegistryTest, UnregisteringInsideAnInnerNoticeAffectsTheOuterNotice) {
   RecordingRegistryObserver first;
   std::optional<RecordingRegistryObserver> second(std::in_place);
   first.onCreated = [&](LocallyUniqueID id) {
@@ -716,7 +716,7 @@ TEST_F(RegistryTest, AnObserverThatLeavesInsideAnInnerNoticeIsSkippedByTheOuterO
   EXPECT_THAT(second->notices, IsEmpty());
 }
 
-TEST_F(RegistryTest, AnObserverRegisteredAgainInsideANoticeIsStillToldOfItOnce) {
+TEST_F(RegistryTest, AnObserverRegisteredAgainInsideANoticeIsNotifiedOnce) {
   RecordingRegistryObserver first;
   RecordingRegistryObserver second;
   first.onCreated = [&](LocallyUniqueID) {
@@ -732,7 +732,7 @@ TEST_F(RegistryTest, AnObserverRegisteredAgainInsideANoticeIsStillToldOfItOnce) 
   EXPECT_THAT(Words(second), ElementsAre("+0"));
 }
 
-TEST_F(RegistryTest, ADatasetDeletedInsideItsCreationNoticeLivesToTheEndOfTheNotice) {
+TEST_F(RegistryTest, ADatasetDeletedInsideItsCreationNoticeSurvivesTheNotice) {
   int deaths = 0;
   int deathsSeenByLast = -1;
   RecordingRegistryObserver deleting;
@@ -751,7 +751,7 @@ TEST_F(RegistryTest, ADatasetDeletedInsideItsCreationNoticeLivesToTheEndOfTheNot
   EXPECT_EQ(Count(), 0U);
 }
 
-TEST_F(RegistryTest, ADatasetDeletedAgainInsideItsDeletionNoticeGoesOnce) {
+TEST_F(RegistryTest, ADatasetDeletedInsideItsDeletionNoticeIsDeletedOnce) {
   int deaths = 0;
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = registry_.Add(*new CountedSource(deaths), "", false);
@@ -768,7 +768,7 @@ TEST_F(RegistryTest, ADatasetDeletedAgainInsideItsDeletionNoticeGoesOnce) {
   EXPECT_THAT(Ids(), ElementsAre(other));
 }
 
-TEST_F(RegistryTest, ADatasetDeletedInsideTheDeletionNoticeOfALaterOneTakesNoOtherWithIt) {
+TEST_F(RegistryTest, DeletingAnEarlierDatasetInsideADeletionNoticeDeletesNoOther) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID first = Add();
   const LocallyUniqueID second = Add();
@@ -784,7 +784,7 @@ TEST_F(RegistryTest, ADatasetDeletedInsideTheDeletionNoticeOfALaterOneTakesNoOth
   EXPECT_THAT(Ids(), ElementsAre(third));
 }
 
-TEST_F(RegistryTest, ADatasetAddedInsideADeletionNoticeStays) {
+TEST_F(RegistryTest, ADatasetAddedInsideADeletionNoticeStaysRegistered) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = Add();
   observer.onDeleted = [&](LocallyUniqueID) { Add("replacement"); };
@@ -811,7 +811,7 @@ TEST_F(RegistryTest, ARegistryClearedInsideADeletionNoticeIsEmptyAfterwards) {
   EXPECT_EQ(Count(), 0U);
 }
 
-TEST_F(RegistryTest, ClearingGoesOnWhereAnObserverDeletedMoreThanItsShare) {
+TEST_F(RegistryTest, ClearingContinuesIfAnObserverDeletesOthers) {
   RecordingRegistryObserver observer;
   for (int i = 0; i < 4; ++i) Add();
   observer.onDeleted = [&](LocallyUniqueID id) {
@@ -841,7 +841,7 @@ bool IsOpenToOtherThreads(const ServerDataManager& registry) {
   return through;
 }
 
-TEST_F(RegistryTest, AnExceptionFromACreationNoticePassesOnAndLeavesTheDatasetRegistered) {
+TEST_F(RegistryTest, AnExceptionInACreationNoticeLeavesTheDatasetRegistered) {
   RecordingRegistryObserver failing;
   RecordingRegistryObserver later;
   failing.onCreated = [](LocallyUniqueID) { throw std::runtime_error("no"); };
@@ -856,7 +856,7 @@ TEST_F(RegistryTest, AnExceptionFromACreationNoticePassesOnAndLeavesTheDatasetRe
   EXPECT_TRUE(IsOpenToOtherThreads(registry_));
 }
 
-TEST_F(RegistryTest, AnExceptionFromADeletionNoticePassesOnAndLeavesTheDatasetRegistered) {
+TEST_F(RegistryTest, AnExceptionInADeletionNoticeLeavesTheDatasetRegistered) {
   RecordingRegistryObserver failing;
   failing.onDeleted = [](LocallyUniqueID) { throw std::runtime_error("no"); };
   const LocallyUniqueID id = Add();
@@ -868,7 +868,7 @@ TEST_F(RegistryTest, AnExceptionFromADeletionNoticePassesOnAndLeavesTheDatasetRe
   EXPECT_TRUE(IsOpenToOtherThreads(registry_));
 }
 
-TEST_F(RegistryTest, ADatasetForWhichThereIsNoMemoryIsNotRegisteredAndLeavesTheRegistryUsable) {
+TEST_F(RegistryTest, OutOfMemoryRegistersNothingAndKeepsTheRegistryUsable) {
   const std::string longName(100, 'n');
   int failures = 0;
   int deaths = 0;
@@ -911,7 +911,7 @@ class Hook : public ORVX_DataSourceFilterHook {
 };
 
 // Memory runs out at each allocation of Add in turn.
-TEST_F(RegistryTest, WhereTheItemIsNotBuiltTheHooksSourceStaysTheHooksAndTheCallersTheCallers) {
+TEST_F(RegistryTest, AFailedAddLeavesSourcesToHookAndCaller) {
   Hook hook;
   int deaths = 0;
   ORVX_DataSource* wrapper = nullptr;
@@ -943,7 +943,7 @@ TEST_F(RegistryTest, WhereTheItemIsNotBuiltTheHooksSourceStaysTheHooksAndTheCall
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(RegistryTest, ADatasetThatCouldNotBeAnnouncedForWantOfMemoryIsAnnouncedLater) {
+TEST_F(RegistryTest, OutOfMemoryPostponesTheAnnouncement) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = registry_.AddEmpty(false);
   SvrDMItemPtr item = registry_.GetDataSet(id);
@@ -958,7 +958,7 @@ TEST_F(RegistryTest, ADatasetThatCouldNotBeAnnouncedForWantOfMemoryIsAnnouncedLa
   EXPECT_THAT(Words(observer), ElementsAre("+0"));
 }
 
-TEST_F(RegistryTest, AHookIsGivenEachSourceOnceAndWhatItReturnsIsRegistered) {
+TEST_F(RegistryTest, AHookGetsEachSourceOnceAndItsResultIsRegistered) {
   Hook hook;
   int deaths = 0;
   hook.answer = [&](ORVX_DataSource* source) { return new CountedSource(deaths, source); };
@@ -973,7 +973,7 @@ TEST_F(RegistryTest, AHookIsGivenEachSourceOnceAndWhatItReturnsIsRegistered) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(RegistryTest, AHookSeesSourcesAddedInEveryWay) {
+TEST_F(RegistryTest, AHookGetsSourcesFromEveryOverload) {
   Hook hook;
   registry_.RegisterFilter(&hook);
 
@@ -984,7 +984,7 @@ TEST_F(RegistryTest, AHookSeesSourcesAddedInEveryWay) {
   EXPECT_EQ(hook.given.size(), 3U);
 }
 
-TEST_F(RegistryTest, AHookIsNotAskedAboutADatasetWithoutASource) {
+TEST_F(RegistryTest, AHookIsNotCalledWithoutASource) {
   Hook hook;
   registry_.RegisterFilter(&hook);
 
@@ -993,7 +993,7 @@ TEST_F(RegistryTest, AHookIsNotAskedAboutADatasetWithoutASource) {
   EXPECT_THAT(hook.given, IsEmpty());
 }
 
-TEST_F(RegistryTest, AHookThatReturnsNothingMakesADatasetWithoutASource) {
+TEST_F(RegistryTest, AHookThatReturnsNullMakesADatasetWithoutASource) {
   Hook hook;
   hook.answer = [](ORVX_DataSource* source) {
     delete source;
@@ -1005,7 +1005,7 @@ TEST_F(RegistryTest, AHookThatReturnsNothingMakesADatasetWithoutASource) {
 }
 
 // The check for a file name in use comes after the hook.
-TEST_F(RegistryTest, AHookThatDeletesTheDatasetWithTheFileNameLeavesTheNameToTheNewOne) {
+TEST_F(RegistryTest, AHookMayFreeTheFileNameByDeletingItsDataset) {
   Hook hook;
   const LocallyUniqueID first = Add("survey");
   hook.answer = [&](ORVX_DataSource* source) {
@@ -1020,7 +1020,7 @@ TEST_F(RegistryTest, AHookThatDeletesTheDatasetWithTheFileNameLeavesTheNameToThe
   EXPECT_EQ(second->SuppressedFileName(), "");
 }
 
-TEST_F(RegistryTest, AHookThatThrowsLeavesTheSourceToTheCallerAndNothingRegistered) {
+TEST_F(RegistryTest, AHookThatThrowsRegistersNothingAndLeavesTheSourceToTheCaller) {
   Hook hook;
   hook.answer = [](ORVX_DataSource*) -> ORVX_DataSource* { throw std::runtime_error("no"); };
   registry_.RegisterFilter(&hook);
@@ -1033,7 +1033,7 @@ TEST_F(RegistryTest, AHookThatThrowsLeavesTheSourceToTheCallerAndNothingRegister
   EXPECT_TRUE(IsOpenToOtherThreads(registry_));
 }
 
-TEST_F(RegistryTest, InstallingAHookReturnsTheOneBefore) {
+TEST_F(RegistryTest, InstallingAHookReturnsThePreviousHook) {
   Hook first;
   Hook second;
 
@@ -1084,7 +1084,7 @@ const std::vector<Addition>& Additions() {
   return additions;
 }
 
-TEST_F(HandedOverSource, IsRegisteredOrDeletedWithItsChainWhereverMemoryRunsOut) {
+TEST_F(HandedOverSource, IsRegisteredOrDeletedIfAnyAllocationFails) {
   const std::string longName(100, 'n');
   for (const Addition& add : Additions()) {
     int failures = 0;
@@ -1112,7 +1112,7 @@ class SilentObserver : public ServerDataManagerObserver {
   int created = 0;
 };
 
-TEST_F(HandedOverSource, IsNoDatasetWhereMemoryRunsOutForItsAnnouncement) {
+TEST_F(HandedOverSource, IsNotRegisteredIfTheAnnouncementCannotBeAllocated) {
   SilentObserver observer;
   registry_.Register(observer);
   int failures = 0;
@@ -1129,7 +1129,7 @@ TEST_F(HandedOverSource, IsNoDatasetWhereMemoryRunsOutForItsAnnouncement) {
   registry_.Unregister(observer);
 }
 
-TEST_F(HandedOverSource, StaysWithTheDatasetWhereAnObserverThrowsOfItsCreation) {
+TEST_F(HandedOverSource, StaysWithTheDatasetIfACreationNoticeThrows) {
   observer_.onCreated = [](LocallyUniqueID) { throw std::runtime_error("no"); };
   registry_.Register(observer_);
   for (const Addition& add : Additions()) {
@@ -1142,7 +1142,7 @@ TEST_F(HandedOverSource, StaysWithTheDatasetWhereAnObserverThrowsOfItsCreation) 
   }
 }
 
-TEST_F(HandedOverSource, IsDeletedWithItsChainWhereAnObserverThrowsOfTheDeletionBefore) {
+TEST_F(HandedOverSource, IsDeletedIfThePrecedingDeletionNoticeThrows) {
   observer_.onDeleted = [](LocallyUniqueID) { throw std::runtime_error("no"); };
   const LocallyUniqueID id = Add();
   registry_.Register(observer_);
@@ -1154,7 +1154,7 @@ TEST_F(HandedOverSource, IsDeletedWithItsChainWhereAnObserverThrowsOfTheDeletion
   observer_.onDeleted = nullptr;
 }
 
-TEST_F(HandedOverSource, IsDeletedWithItsChainWhereTheHookThrows) {
+TEST_F(HandedOverSource, IsDeletedIfTheHookThrows) {
   hook_.answer = [](ORVX_DataSource*) -> ORVX_DataSource* { throw std::runtime_error("no"); };
   registry_.RegisterFilter(&hook_);
 
@@ -1163,7 +1163,7 @@ TEST_F(HandedOverSource, IsDeletedWithItsChainWhereTheHookThrows) {
   EXPECT_EQ(deaths_, 2);
 }
 
-TEST_F(HandedOverSource, IsTheHooksOnceItsAnswerDoesNotStandOnIt) {
+TEST_F(HandedOverSource, BelongsToTheHookIfTheResultIsNotBuiltOnIt) {
   const std::unique_ptr<DataFreeDataSource> other = Dictionary("A");
   hook_.answer = [&](ORVX_DataSource*) { return other.get(); };
   registry_.RegisterFilter(&hook_);
@@ -1181,7 +1181,7 @@ TEST_F(HandedOverSource, IsTheHooksOnceItsAnswerDoesNotStandOnIt) {
   delete given;
 }
 
-TEST_F(HandedOverSource, IsDeletedWithItsChainUnderAWrapperThatStaysTheHooks) {
+TEST_F(HandedOverSource, IsDeletedBelowAWrapperThatStaysWithTheHook) {
   DataFreeDataSource wrapper;
   hook_.answer = [&](ORVX_DataSource* source) {
     wrapper.SetParentSource(source);
@@ -1199,7 +1199,7 @@ TEST_F(HandedOverSource, IsDeletedWithItsChainUnderAWrapperThatStaysTheHooks) {
   EXPECT_EQ(deaths_, 2);
 }
 
-TEST_F(HandedOverSource, MayBeNone) {
+TEST_F(HandedOverSource, MayBeNull) {
   hook_.answer = nullptr;  // not called
   registry_.RegisterFilter(&hook_);
 
@@ -1217,7 +1217,7 @@ class RegistryOfFilesTest : public RegistryTest {
   TemporaryFolder folder_;
 };
 
-TEST_F(RegistryOfFilesTest, AFileIsUnchangedUntilSomebodyElseWritesIt) {
+TEST_F(RegistryOfFilesTest, AFileIsUnchangedUntilAnotherProgramWritesIt) {
   const std::string path = folder_.Write("survey.tsv");
   Add(path);
   EXPECT_FALSE(registry_.SavFileExternallyChanged(path));
@@ -1227,7 +1227,7 @@ TEST_F(RegistryOfFilesTest, AFileIsUnchangedUntilSomebodyElseWritesIt) {
   EXPECT_TRUE(registry_.SavFileExternallyChanged(path));
 }
 
-TEST_F(RegistryOfFilesTest, AFileIsAskedForByItsNameInAnyCase) {
+TEST_F(RegistryOfFilesTest, FileNamesIgnoreCase) {
   const std::string path = folder_.Write("survey.tsv");
   Add(path);
   ModifyAt(path, 2'000'000'000);
@@ -1239,7 +1239,7 @@ TEST_F(RegistryOfFilesTest, AFileIsAskedForByItsNameInAnyCase) {
   EXPECT_TRUE(registry_.SavFileExternallyChanged(shouted));
 }
 
-TEST_F(RegistryOfFilesTest, AFileIsAskedForByItsNameInAnyCaseOutsideAsciiAndByBytesThatAreNotUtf8) {
+TEST_F(RegistryOfFilesTest, FileNamesIgnoreCaseOutsideAsciiAndCompareInvalidBytes) {
   const std::string german = folder_.Write("Größe.tsv");
   const std::string bytes = folder_.Write("gr\xF6\xDFn.tsv");
   Add(german);
@@ -1252,7 +1252,7 @@ TEST_F(RegistryOfFilesTest, AFileIsAskedForByItsNameInAnyCaseOutsideAsciiAndByBy
   EXPECT_FALSE(registry_.SavFileExternallyChanged(folder_.Path("gr\xD6\xDFn.tsv")));
 }
 
-TEST_F(RegistryOfFilesTest, AFileThatNoDatasetHasCountsAsUnchanged) {
+TEST_F(RegistryOfFilesTest, AnUnknownFileIsUnchanged) {
   const std::string path = folder_.Write("survey.tsv");
   Add(path);
   registry_.AddEmpty(true);
@@ -1261,7 +1261,7 @@ TEST_F(RegistryOfFilesTest, AFileThatNoDatasetHasCountsAsUnchanged) {
   EXPECT_FALSE(registry_.SavFileExternallyChanged(folder_.Path("other.tsv")));
 }
 
-TEST_F(RegistryOfFilesTest, ADatasetWithoutAFileNameIsNotAskedThoughItHoldsAFile) {
+TEST_F(RegistryOfFilesTest, ADatasetWithoutAFileNameIsIgnoredEvenWithAnOpenFile) {
   const std::string path = folder_.Write("survey.tsv");
   SvrDMItemPtr item = registry_.GetDataSet(Add(path));
   item->FileName("");
@@ -1271,7 +1271,7 @@ TEST_F(RegistryOfFilesTest, ADatasetWithoutAFileNameIsNotAskedThoughItHoldsAFile
   EXPECT_FALSE(registry_.SavFileExternallyChanged(""));
 }
 
-TEST_F(RegistryOfFilesTest, ADatasetWithASuppressedFileNameIsNotAsked) {
+TEST_F(RegistryOfFilesTest, ADatasetWithASuppressedFileNameIsIgnored) {
   const std::string path = folder_.Write("survey.tsv");
   const LocallyUniqueID first = Add(path);
   Add(path);
@@ -1282,7 +1282,7 @@ TEST_F(RegistryOfFilesTest, ADatasetWithASuppressedFileNameIsNotAsked) {
 }
 
 // An oddity that is kept: every dataset with the name is checked, and the last result is returned.
-TEST_F(RegistryOfFilesTest, OfSeveralDatasetsWithTheFileNameTheLastRegisteredAnswers) {
+TEST_F(RegistryOfFilesTest, TheLastRegisteredDatasetWithTheFileNameDecides) {
   const std::string path = folder_.Write("survey.tsv");
   SvrDMItemPtr first = registry_.GetDataSet(Add(path));
   SvrDMItemPtr last = registry_.GetDataSet(Add("elsewhere"));

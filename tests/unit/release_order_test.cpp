@@ -68,7 +68,7 @@ class StepsOfHandles : public testing::Test {
   SvrDMItemPtr item = registry.GetDataSet(id);
 };
 
-TEST_F(StepsOfHandles, AReaderCountsItselfUnderItsLockAndDropsItsCountAfterReleasing) {
+TEST_F(StepsOfHandles, AReaderIsCountedUnderItsLockUntilAfterReleasing) {
   { const SvrDMInputDataSource reader(registry, id, false); }
 
   EXPECT_THAT(steps, ElementsAre("read lock with 0 readers, 0 writers",
@@ -87,7 +87,7 @@ TEST_F(StepsOfHandles, AReaderNeverTries) {
                                  "unlock with 1 readers, 0 writers"));
 }
 
-TEST_F(StepsOfHandles, AWriterTellsThenCountsAsAReaderWhileItReleasesTheLock) {
+TEST_F(StepsOfHandles, AWriterNotifiesThenCountsAsAReaderWhileReleasing) {
   support::RecordingObserver observer;
   observer.reaction = [](auto) { Step("observer told"); };
   item->Register(observer);
@@ -102,7 +102,7 @@ TEST_F(StepsOfHandles, AWriterTellsThenCountsAsAReaderWhileItReleasesTheLock) {
   EXPECT_EQ(item->WritersCount(), 0);
 }
 
-TEST_F(StepsOfHandles, AWriterThatOnlyTriesReleasesLikeAnyOther) {
+TEST_F(StepsOfHandles, ATryOnlyWriterReleasesLikeAnyOther) {
   { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/true, nullptr); }
 
   EXPECT_THAT(steps, ElementsAre("tried write lock with 0 readers, 1 writers",
@@ -110,7 +110,7 @@ TEST_F(StepsOfHandles, AWriterThatOnlyTriesReleasesLikeAnyOther) {
                                  "unlock with 1 readers, 0 writers"));
 }
 
-TEST_F(StepsOfHandles, AFailedTryUnlocksNothingThenOrLater) {
+TEST_F(StepsOfHandles, AFailedTryNeverUnlocks) {
   triesSucceed = false;
   EXPECT_THROW(SvrDMWriteableDataSource(registry, id, /*tryOnly=*/true, nullptr), int);
   { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr); }

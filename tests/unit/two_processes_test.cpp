@@ -97,7 +97,7 @@ TEST(TwoProcesses, PrintTheSameDigestAfterEveryPass) {
   EXPECT_EQ(played.Behind("server: the client is lost"), std::vector<std::string>());
 }
 
-TEST(TwoProcesses, TheClientThatJoinsLateAsksForOneSnapshot) {
+TEST(TwoProcesses, ALateClientRequestsOneSnapshot) {
   EXPECT_THAT(PlaySurvey().Behind("client: requests a snapshot"), SizeIs(1));
 }
 
@@ -110,7 +110,7 @@ TEST(TwoProcesses, TheClientPrintsTheServersDictionary) {
   EXPECT_THAT(played.Behind("client:  5 "), ElementsAre("ageGroup   Age in groups of ten years"));
 }
 
-TEST(TwoProcesses, AKilledClientIsReportedOnceAndTheServerGoesOn) {
+TEST(TwoProcesses, AKilledClientIsReportedOnceAndTheServerContinues) {
   const std::vector<std::string> digests = PlaySurvey().Behind("server: digest ");
   for (int passes = 0; passes < kPasses; ++passes) {
     const Played played = PlaySurvey(std::to_string(passes));
@@ -124,7 +124,7 @@ TEST(TwoProcesses, AKilledClientIsReportedOnceAndTheServerGoesOn) {
   }
 }
 
-TEST(TwoProcesses, AWrongNumberOfPassesIsSaidAndNothingStarted) {
+TEST(TwoProcesses, AnInvalidNumberOfPassesIsAnError) {
   for (const char* wrong : {"-1", "5", "two", "''"}) {
     const Played played = PlaySurvey(wrong);
     EXPECT_EQ(played.status, 2) << wrong;
@@ -133,7 +133,7 @@ TEST(TwoProcesses, AWrongNumberOfPassesIsSaidAndNothingStarted) {
   }
 }
 
-TEST(TwoProcesses, ABadFileIsSaidAndNothingStarted) {
+TEST(TwoProcesses, AnInvalidFileIsAnError) {
   const Played played = Play("/no/such/file.tsv");
   EXPECT_EQ(played.status, 1);
   ASSERT_THAT(played.lines, SizeIs(1));
@@ -160,38 +160,38 @@ void ExpectError(const Played& played, const std::string& error) {
   EXPECT_EQ(played.Behind("two_processes: "), std::vector<std::string>{error});
 }
 
-TEST(TwoProcesses, AClientThatIsStoppedEndsTheServerWithAnError) {
+TEST(TwoProcesses, AStoppedClientIsAnError) {
   const Played played = PlayWithClient("kill -STOP $$", /*secondsToWait=*/1);
 
   ExpectError(played, "the client did not answer in time");
   EXPECT_THAT(played.Behind("server: digest "), SizeIs(0));
 }
 
-TEST(TwoProcesses, AClientThatIsStoppedAfterItsLastAnswerEndsTheServerWithAnError) {
+TEST(TwoProcesses, AClientStoppedAfterItsLastAnswerIsAnError) {
   const Played played = PlayWithClient("printf kkkkk >&0; kill -STOP $$", /*secondsToWait=*/3);
 
   ExpectError(played, "the client did not exit in time");
   EXPECT_THAT(played.Behind("server: digest "), SizeIs(kPasses));
 }
 
-TEST(TwoProcesses, AClientThatGoesOnWithoutItsSocketEndsTheServerWithAnError) {
+TEST(TwoProcesses, AClientThatDoesNotExitIsAnError) {
   ExpectError(PlayWithClient("exec </dev/null; kill -STOP $$", /*secondsToWait=*/3),
               "the client did not exit in time");
 }
 
-TEST(TwoProcesses, AnAnswerThatIsNoneEndsTheServerWithAnError) {
+TEST(TwoProcesses, AnInvalidAnswerIsAnError) {
   const Played played = PlayWithClient("printf kx >&0; exec cat >/dev/null", /*secondsToWait=*/30);
 
   ExpectError(played, "invalid answer from the client: byte 120");
   EXPECT_THAT(played.Behind("server: digest "), SizeIs(1));
 }
 
-TEST(TwoProcesses, AClientThatDoesNotTakeItsSnapshotEndsTheServerWithAnError) {
+TEST(TwoProcesses, ARejectedSnapshotIsAnError) {
   ExpectError(PlayWithClient("printf ss >&0; exec cat >/dev/null", /*secondsToWait=*/30),
               "the client rejected its snapshot");
 }
 
-TEST(TwoProcesses, AWrongTimeToWaitIsSaidAndNothingStarted) {
+TEST(TwoProcesses, AnInvalidTimeLimitIsAnError) {
   for (const char* wrong : {"0", "-1", "x", "1s", "100000", "''"}) {
     const Played played =
         Play(std::string("-c \"TWO_PROCESSES_WAIT=") + wrong + " '" + TWO_PROCESSES + "' x.csv\"",
@@ -203,7 +203,7 @@ TEST(TwoProcesses, AWrongTimeToWaitIsSaidAndNothingStarted) {
 
 // A client that reads this many bytes and exits. The first frame is larger and is sent before the
 // client exits; the next write detects the loss.
-TEST(TwoProcesses, AClientThatReadsAPartOfAFrameAndGoesIsReportedOnceAndTheServerGoesOn) {
+TEST(TwoProcesses, AClientThatExitsInsideAFrameIsReportedOnce) {
   const std::vector<std::string> digests = PlaySurvey().Behind("server: digest ");
   for (const char* bytes : {"2", "4", "100"}) {
     const Played played =
@@ -349,7 +349,7 @@ class MidFrame : public testing::Test {
 };
 
 // The frame is larger than the socket buffer, so the writer that sends it waits for the client.
-TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneTakesASnapshot) {
+TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneGetsASnapshot) {
   const std::string large(8 << 20, 'x');
   {
     const Connection connection;
@@ -399,7 +399,7 @@ TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneTakesASnapshot) {
 }
 
 // The server is a copy of this process, which makes the same writes to know the digests.
-TEST_F(MidFrame, AServerThatDiesLeavesItsClientWithTheLastWholePassAndAnError) {
+TEST_F(MidFrame, AServerThatDiesLeavesTheLastCompletePass) {
   ClientProgram client(id_);
   ForkedProcess server([&] {
     DyingChannel channel(client, /*wholeFrames=*/2);

@@ -16,7 +16,7 @@ bool ORVX_Variable::operator==(const ORVX_Variable&) const {
 
 namespace {
 
-TEST(UnequalVariablesDeathTest, AViewThatDoesNotFollowStopsTheProcessWithOneLine) {
+TEST(UnequalVariablesDeathTest, AnUnequalViewStopsTheProcessWithOneLine) {
   ServerDataManager registry;
   const LocallyUniqueID id = support::AddDataset(registry, "A", /*quiet=*/true);
   support::RecordingObserver observer;
@@ -27,7 +27,7 @@ TEST(UnequalVariablesDeathTest, AViewThatDoesNotFollowStopsTheProcessWithOneLine
               "function Update, source ServerDataManager/ObserverView, line 352\n$");
 }
 
-TEST(UnequalVariables, AreNoMatterWhereNobodyListens) {
+TEST(UnequalVariables, AreIgnoredWithoutObservers) {
   ServerDataManager registry;
   const LocallyUniqueID id = support::AddDataset(registry, "A", /*quiet=*/true);
 

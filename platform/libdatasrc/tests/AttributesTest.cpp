@@ -35,20 +35,20 @@ std::string Refusal(const std::string& text) {
 
 // --- The value ---
 
-TEST(Attributes, AreNoneAtFirst) {
+TEST(Attributes, AreInitiallyEmpty) {
   const DatasourceAttributes attributes;
   EXPECT_TRUE(attributes.IsEmpty());
   EXPECT_THAT(attributes.All(), IsEmpty());
 }
 
-TEST(Attributes, HaveOneTextOrSeveralUnderAName) {
+TEST(Attributes, HaveOneOrMoreTextsPerName) {
   const DatasourceAttributes attributes = Attributes({{"source", {"survey", "1996"}}, {"x", {""}}});
   EXPECT_FALSE(attributes.IsEmpty());
   EXPECT_THAT(attributes.All(), ElementsAre(Pair("source", ElementsAre("survey", "1996")),
                                             Pair("x", ElementsAre(""))));
 }
 
-TEST(Attributes, AreReplacedByNameAndRemovedByNoValues) {
+TEST(Attributes, SetReplacesAndSettingNoValuesRemoves) {
   DatasourceAttributes attributes = Attributes({{"a", {"1"}}, {"b", {"2"}}});
   attributes.Set("a", {"3", "4"});
   attributes.Set("b", {});
@@ -56,11 +56,11 @@ TEST(Attributes, AreReplacedByNameAndRemovedByNoValues) {
   EXPECT_THAT(attributes.All(), ElementsAre(Pair("a", ElementsAre("3", "4"))));
 }
 
-TEST(Attributes, AreEqualInWhateverOrderTheyWereSet) {
+TEST(Attributes, AreEqualRegardlessOfTheOrderOfSetting) {
   EXPECT_TRUE(Attributes({{"a", {"1"}}, {"b", {"2"}}}) == Attributes({{"b", {"2"}}, {"a", {"1"}}}));
 }
 
-TEST(Attributes, DifferByNameByValueByOrderOfValuesAndByNumber) {
+TEST(Attributes, DifferByNameValueOrderOfValuesAndNumber) {
   const DatasourceAttributes attributes = Attributes({{"a", {"1", "2"}}});
   EXPECT_FALSE(attributes == Attributes({{"A", {"1", "2"}}}));
   EXPECT_FALSE(attributes == Attributes({{"a", {"1", "3"}}}));
@@ -70,7 +70,7 @@ TEST(Attributes, DifferByNameByValueByOrderOfValuesAndByNumber) {
   EXPECT_FALSE(attributes == DatasourceAttributes());
 }
 
-TEST(Attributes, AreRemovedByTheBeginningOfTheirNames) {
+TEST(Attributes, AreRemovedByPrefixOfTheirNames) {
   DatasourceAttributes attributes = Attributes({{"a.x", {"1"}}, {"a.y", {"2"}}, {"b", {"3"}}});
   EXPECT_TRUE(attributes.RemoveUnder("a."));
   EXPECT_THAT(attributes.All(), ElementsAre(Pair("b", ElementsAre("3"))));
@@ -79,41 +79,41 @@ TEST(Attributes, AreRemovedByTheBeginningOfTheirNames) {
 
 // --- As text ---
 
-TEST(AttributesText, HasALineForEachByNameWithItsValuesBetweenTabs) {
+TEST(AttributesText, HasOneLinePerAttributeSortedByNameWithTabs) {
   EXPECT_EQ(Attributes({{"b", {"2", ""}}, {"a", {"1"}}}).MakeString(), "a\t1\nb\t2\t\n");
 }
 
-TEST(AttributesText, IsEmptyForNone) {
+TEST(AttributesText, IsEmptyWithoutAttributes) {
   EXPECT_EQ(DatasourceAttributes().MakeString(), "");
   EXPECT_TRUE(DatasourceAttributes::Read("").IsEmpty());
 }
 
-TEST(AttributesText, IsTheSameInWhateverOrderTheyWereSet) {
+TEST(AttributesText, DoesNotDependOnTheOrderOfSetting) {
   EXPECT_EQ(Attributes({{"a", {"1"}}, {"b", {"2"}}}).MakeString(),
             Attributes({{"b", {"2"}}, {"a", {"1"}}}).MakeString());
 }
 
-TEST(AttributesText, IsReadInWhateverOrderTheLinesCome) {
+TEST(AttributesText, IsParsedWithLinesInAnyOrder) {
   EXPECT_EQ(DatasourceAttributes::Read("b\t2\na\t1\n"), Attributes({{"a", {"1"}}, {"b", {"2"}}}));
 }
 
-TEST(AttributesText, EscapesWhatLinearTsvEscapesAndKeepsAllOtherBytes) {
+TEST(AttributesText, EscapesAsLinearTsvAndKeepsAllOtherBytes) {
   const DatasourceAttributes awkward =
       Attributes({{"tab\there", {"line\nfeed", "back\\slash\\t", ""}}, {"", {"\0\r\xFF"s}}});
   EXPECT_EQ(awkward.MakeString(), "\t\0\\r\xFF\ntab\\there\tline\\nfeed\tback\\\\slash\\\\t\t\n"s);
   EXPECT_EQ(DatasourceAttributes::Read(awkward.MakeString()), awkward);
 }
 
-TEST(AttributesText, IsRefusedWithItsLineWhereANameHasNoValue) {
+TEST(AttributesText, IsRejectedWithItsLineIfANameHasNoValue) {
   EXPECT_EQ(Refusal("a\t1\nb\n"), "line 2: attribute \"b\" without a value");
   EXPECT_EQ(Refusal("\n"), "line 1: attribute \"\" without a value");
 }
 
-TEST(AttributesText, IsRefusedWithItsLineWhereANameComesTwice) {
+TEST(AttributesText, IsRejectedWithItsLineIfANameIsDuplicate) {
   EXPECT_EQ(Refusal("a\t1\nb\t2\na\t1\n"), "line 3: duplicate attribute \"a\"");
 }
 
-TEST(AttributesText, IsRefusedWithItsLineWhereItsFormIsWrong) {
+TEST(AttributesText, IsRejectedWithItsLineIfItsFormatIsWrong) {
   EXPECT_EQ(Refusal("a\t1\nb\t\\x\n"), "line 2: unknown escape \\x");
   EXPECT_EQ(Refusal("a\t1\\\n"), "line 1: backslash at the end of a line");
   EXPECT_EQ(Refusal("a\t1\nb\t2"), "line 2: no line feed at the end");
@@ -121,7 +121,7 @@ TEST(AttributesText, IsRefusedWithItsLineWhereItsFormIsWrong) {
 
 // --- In a data source ---
 
-TEST(AttributesOfASource, AreKeptAndReplacedAsAWhole) {
+TEST(AttributesOfASource, AreStoredAndReplacedAsAWhole) {
   DataFreeDataSource source;
   EXPECT_TRUE(source.GetAttributes().IsEmpty());
   source.SetAttributes(Attributes({{"a", {"1"}}}));
@@ -130,7 +130,7 @@ TEST(AttributesOfASource, AreKeptAndReplacedAsAWhole) {
   EXPECT_FALSE(source.IsDirty());
 }
 
-TEST(AttributesOfASource, AreCopiedWithTheDictionaryAndThenFreeOfIt) {
+TEST(AttributesOfASource, AreCopiedWithTheDictionaryAndThenIndependent) {
   DataFreeDataSource source;
   source.SetAttributes(Attributes({{"a", {"1"}}}));
   DataFreeDataSource copy;
@@ -142,7 +142,7 @@ TEST(AttributesOfASource, AreCopiedWithTheDictionaryAndThenFreeOfIt) {
   EXPECT_EQ(copy.GetAttributes(), Attributes({{"a", {"1"}}}));
 }
 
-TEST(DashboardInfo, IsWhatStandsUnderItsNameAndNothingElse) {
+TEST(DashboardInfo, IsOnlyTheAttributesUnderItsPrefix) {
   DataFreeDataSource source;
   const DatasourceAttributes others =
       Attributes({{"dashboard", {"1"}}, {"Dashboard.x", {"2"}}, {"my.dashboard.x", {"3"}}});
@@ -156,7 +156,7 @@ TEST(DashboardInfo, IsWhatStandsUnderItsNameAndNothingElse) {
   EXPECT_EQ(source.GetAttributes(), others);
 }
 
-TEST(DashboardInfo, IsClearedOnceAndThenThereIsNone) {
+TEST(DashboardInfo, IsClearedOnce) {
   DataFreeDataSource source;
   source.SetAttributes(Attributes({{"dashboard.layout", {"wide"}}}));
   EXPECT_TRUE(ClearDashboardInfo(source));

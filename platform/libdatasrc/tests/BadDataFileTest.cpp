@@ -35,17 +35,17 @@ class BadDataFile : public testing::Test {
   Folder folder;
 };
 
-TEST_F(BadDataFile, ThatIsNotThereIsNamed) {
+TEST_F(BadDataFile, MissingFileIsReported) {
   EXPECT_EQ(ErrorOf(folder.Path("none.csv")),
             "none.csv: cannot be opened: No such file or directory");
 }
 
-TEST_F(BadDataFile, WithoutANameIsNotThere) {
+TEST_F(BadDataFile, EmptyFileNameIsReportedAsMissing) {
   EXPECT_THROW(SystemFileDataSource::Open(""), DataFileError);
   EXPECT_THROW(SystemFileDataSource::Open(std::string("a\0b", 3)), DataFileError);
 }
 
-TEST_F(BadDataFile, ErrorsHaveTheirPartsApart) {
+TEST_F(BadDataFile, ErrorsHaveSeparateParts) {
   try {
     SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,2\n3\n"));
     FAIL() << "opened";
@@ -56,17 +56,17 @@ TEST_F(BadDataFile, ErrorsHaveTheirPartsApart) {
   }
 }
 
-TEST_F(BadDataFile, AFolderIsRefused) {
+TEST_F(BadDataFile, AFolderIsRejected) {
   EXPECT_THAT(ErrorOf(folder.Path(".")), HasSubstr("a directory"));
 }
 
-TEST_F(BadDataFile, AFifoIsRefusedWithoutWaitingForAWriter) {
+TEST_F(BadDataFile, AFifoIsRejectedWithoutWaitingForAWriter) {
   ASSERT_EQ(mkfifo(folder.Path("pipe.csv").c_str(), 0600), 0);
 
   EXPECT_EQ(ErrorOf(folder.Path("pipe.csv")), "pipe.csv: not a data file but a FIFO");
 }
 
-TEST_F(BadDataFile, ADeviceIsRefused) {
+TEST_F(BadDataFile, ADeviceIsRejected) {
   try {
     SystemFileDataSource::Open("/dev/zero");
     FAIL() << "opened";
@@ -75,29 +75,29 @@ TEST_F(BadDataFile, ADeviceIsRefused) {
   }
 }
 
-TEST_F(BadDataFile, AnEmptyFileIsRefused) {
+TEST_F(BadDataFile, AnEmptyFileIsRejected) {
   EXPECT_EQ(ErrorIn(""), "data.csv: empty file, without a header line");
   EXPECT_EQ(ErrorIn("\xEF\xBB\xBF"), "data.csv: empty file, without a header line");
 }
 
-TEST_F(BadDataFile, ARecordWithTooFewFieldsIsNamedWhereItEnds) {
+TEST_F(BadDataFile, TooFewFieldsAreReportedAtTheEndOfTheRecord) {
   EXPECT_EQ(ErrorIn("a,b,c\n1,2,3\n4,5\n"), "data.csv:3:4: 2 fields, but the header has 3");
   EXPECT_EQ(ErrorIn("a,b\r\n1\r\n"), "data.csv:2:2: 1 fields, but the header has 2");
   EXPECT_EQ(ErrorIn("a,b\n1"), "data.csv:2:2: 1 fields, but the header has 2");
 }
 
-TEST_F(BadDataFile, ARecordWithTooManyFieldsIsNamedAtTheFirstOfThem) {
+TEST_F(BadDataFile, TooManyFieldsAreReportedAtTheFirstExtraField) {
   EXPECT_EQ(ErrorIn("a,b\n1,22,3,4\n"), "data.csv:2:6: 4 fields, but the header has 2");
 }
 
-TEST_F(BadDataFile, AQuoteThatIsNeverClosedIsNamedWhereItOpens) {
+TEST_F(BadDataFile, AnUnclosedQuoteIsReportedWhereItOpens) {
   EXPECT_EQ(ErrorIn("a,b\n1,\"x\n2,3\n4,5\n"), "data.csv:2:3: unclosed quote");
   EXPECT_EQ(ErrorIn("a,b\n1,\"x\"\"y\n"), "data.csv:2:3: unclosed quote");
   EXPECT_EQ(ErrorIn("\"a,b\n1,2\n"), "data.csv:1:1: unclosed quote");
   EXPECT_EQ(ErrorIn("a,b\n1,\"x\"\"\""), "opened");
 }
 
-TEST_F(BadDataFile, AQuoteInTheWrongPlaceIsNamed) {
+TEST_F(BadDataFile, AMisplacedQuoteIsReported) {
   EXPECT_EQ(ErrorIn("a,b\n1,x\"y\n"), "data.csv:2:4: quote inside an unquoted field");
   EXPECT_EQ(ErrorIn("a,b\n1,\"x\"y\n"), "data.csv:2:6: text after the closing quote of a field");
   EXPECT_EQ(ErrorIn("a,b\n\"x\" ,1\n"), "data.csv:2:4: text after the closing quote of a field");
@@ -108,7 +108,7 @@ TEST_F(BadDataFile, LineFeedsInQuotesCountAsLines) {
   EXPECT_EQ(ErrorIn("a,b\n\"1\n2\",4,5\n"), "data.csv:3:6: 3 fields, but the header has 2");
 }
 
-TEST_F(BadDataFile, BytesThatAreNotUtf8AreNamedAtTheFirstOfThem) {
+TEST_F(BadDataFile, InvalidUtf8IsReportedAtItsFirstByte) {
   EXPECT_EQ(ErrorIn("a,b\n1,x\xFFy\n"), "data.csv:2:4: not UTF-8");
   EXPECT_EQ(ErrorIn("a,b\n1,\xC3\xBC\xC3\n"), "data.csv:2:5: not UTF-8");
   EXPECT_EQ(ErrorIn("a,b\n1,\xC0\x80\n"), "data.csv:2:3: not UTF-8");
@@ -121,18 +121,18 @@ TEST_F(BadDataFile, BytesThatAreNotUtf8AreNamedAtTheFirstOfThem) {
   EXPECT_EQ(ErrorIn("a,b\n1,\xE2\x82\xAC\xF0\x9F\x98\x80\n"), "opened");
 }
 
-TEST_F(BadDataFile, AZeroByteIsNamed) {
+TEST_F(BadDataFile, AZeroByteIsReported) {
   EXPECT_EQ(ErrorIn(std::string_view("a,b\n1,\0\n", 8)), "data.csv:2:3: zero byte");
   EXPECT_EQ(ErrorIn(std::string_view("\0", 1)), "data.csv:1:1: zero byte");
 }
 
-TEST_F(BadDataFile, ACarriageReturnAloneIsNamed) {
+TEST_F(BadDataFile, ALoneCarriageReturnIsReported) {
   EXPECT_EQ(ErrorIn("a,b\r1,2\r"), "data.csv:1:4: carriage return without a line feed after it");
   EXPECT_EQ(ErrorIn("a,b\n1,2\r"), "data.csv:2:4: carriage return without a line feed after it");
   EXPECT_EQ(ErrorIn("a,b\n1,\"x\ry\"\n"), "opened");
 }
 
-TEST_F(BadDataFile, ColumnsNeedNamesOfTheirOwn) {
+TEST_F(BadDataFile, ColumnNamesMustBeUniqueAndNotEmpty) {
   EXPECT_EQ(ErrorIn("a,,c\n1,2,3\n"), "data.csv:1:3: column without a name");
   EXPECT_EQ(ErrorIn("a,\"\"\n1,2\n"), "data.csv:1:3: column without a name");
   EXPECT_EQ(ErrorIn("\n1\n"), "data.csv:1:1: column without a name");
@@ -145,13 +145,13 @@ TEST_F(BadDataFile, AByteOrderMarkCountsAsThreeBytesOfTheFirstLine) {
             "data.csv:1:6: column without a name");
 }
 
-TEST_F(BadDataFile, TheFirstOfSeveralErrorsIsTold) {
+TEST_F(BadDataFile, TheFirstOfSeveralErrorsIsReported) {
   EXPECT_THAT(ErrorIn("a,b\n1\n\xFF,2\n"), StartsWith("data.csv:2:2: 1 fields"));
   EXPECT_THAT(ErrorIn("a,b\n1,x\"\xFF\n"), StartsWith("data.csv:2:4: quote inside"));
   EXPECT_THAT(ErrorIn("a,b\n1,\xFFx\"\n"), StartsWith("data.csv:2:3: not UTF-8"));
 }
 
-TEST_F(BadDataFile, ErrorsBehindManyChunksHaveTheirLine) {
+TEST_F(BadDataFile, ErrorsAfterManyChunksHaveTheirLine) {
   std::string text = "a,b\n";
   for (int i = 0; i < 100000; ++i) text += "1234567,\"x\"\n";
   text += "1,2,3\n";
@@ -159,14 +159,14 @@ TEST_F(BadDataFile, ErrorsBehindManyChunksHaveTheirLine) {
   EXPECT_EQ(ErrorIn(text), "data.csv:100002:5: 3 fields, but the header has 2");
 }
 
-TEST_F(BadDataFile, AGibibyteOfZeroesIsRefusedAtItsFirstByte) {
+TEST_F(BadDataFile, AGibibyteOfZeroesIsRejectedAtItsFirstByte) {
   const std::string path = folder.Write("data.csv", "");
   std::filesystem::resize_file(path, std::uintmax_t{1} << 30);
 
   EXPECT_EQ(ErrorOf(path), "data.csv:1:1: zero byte");
 }
 
-TEST_F(BadDataFile, ARecordWithoutEndIsRefusedAtTheLimit) {
+TEST_F(BadDataFile, AnEndlessRecordIsRejectedAtTheLimit) {
   const std::string endless(SystemFileDataSource::kMaxRecordBytes + 1, 'a');
 
   EXPECT_EQ(ErrorIn(endless), "data.csv:1:1: record longer than 16777216 bytes");
@@ -175,21 +175,21 @@ TEST_F(BadDataFile, ARecordWithoutEndIsRefusedAtTheLimit) {
             "data.csv:3:3: quote not closed within 16777216 bytes");
 }
 
-TEST_F(BadDataFile, AFieldThatIsNotOfItsTypeIsNamed) {
+TEST_F(BadDataFile, AFieldOfTheWrongTypeIsReported) {
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "b", "type": "number"}]})", "a,b\n1,2\n1, x1\n"),
             "data.csv:3:3: ' x1' in column 'b' is not a number");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "b", "type": "integer"}]})", "a,b\n1,2\n1,2.5\n"),
             "data.csv:3:3: '2.5' in column 'b' is not a whole number");
 }
 
-TEST_F(BadDataFile, ALongFieldIsShownShortAndOnOneLine) {
+TEST_F(BadDataFile, ALongFieldIsShortenedToOneLine) {
   const std::string text = "a\n\"x\ny" + std::string(100, 'z') + "\"\n";
 
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "type": "number"}]})", text),
             "data.csv:2:1: 'x y" + std::string(37, 'z') + "...' in column 'a' is not a number");
 }
 
-TEST_F(BadDataFile, ASchemaThatIsNotJsonIsNamedWithThePlace) {
+TEST_F(BadDataFile, AnInvalidJsonSchemaIsReportedWithThePosition) {
   EXPECT_THAT(ErrorInSchema(""), StartsWith("data.schema.json:1:1: not JSON"));
   EXPECT_THAT(ErrorInSchema("{\"fields\": [\n  nul]}"),
               StartsWith("data.schema.json:2:6: not JSON: invalid literal"));
@@ -200,12 +200,12 @@ TEST_F(BadDataFile, ASchemaThatIsNotJsonIsNamedWithThePlace) {
             "data.schema.json:2:2: 'fields' is a duplicate key");
 }
 
-TEST_F(BadDataFile, ASchemaNestedWithoutEndIsRefused) {
+TEST_F(BadDataFile, AnEndlesslyNestedSchemaIsRejected) {
   EXPECT_EQ(ErrorInSchema("{\"fields\":" + std::string(100000, '[')),
             "data.schema.json:1:74: nested too deeply");
 }
 
-TEST_F(BadDataFile, ASchemaOfTheWrongShapeIsNamedWithThePlace) {
+TEST_F(BadDataFile, ASchemaWithWrongMembersIsReportedWithThePosition) {
   EXPECT_EQ(ErrorInSchema("[]"), "data.schema.json:1:1: the schema must be an object");
   EXPECT_EQ(ErrorInSchema("\n {}"), "data.schema.json:2:2: missing member 'fields'");
   EXPECT_EQ(ErrorInSchema(R"({"fields": {}})"), "data.schema.json:1:12: 'fields' must be an array");
@@ -233,7 +233,7 @@ TEST_F(BadDataFile, ASchemaOfTheWrongShapeIsNamedWithThePlace) {
             "data.schema.json:1:34: a missing value must be a string");
 }
 
-TEST_F(BadDataFile, ASchemaThatDoesNotFitTheDataIsNamedWithThePlace) {
+TEST_F(BadDataFile, ASchemaThatDoesNotMatchTheDataIsReportedWithThePosition) {
   EXPECT_EQ(ErrorInSchema("{\"fields\": [{\"name\": \"a\"},\n{\"name\": \"z\"}]}"),
             "data.schema.json:2:10: the data file has no column 'z'");
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a"}, {"name": "a"}]})"),
@@ -245,13 +245,13 @@ TEST_F(BadDataFile, ASchemaThatDoesNotFitTheDataIsNamedWithThePlace) {
             "data.schema.json:2:67: second label for the same value");
 }
 
-TEST_F(BadDataFile, ASchemaThatIsNoFileIsRefused) {
+TEST_F(BadDataFile, ASchemaThatIsNotARegularFileIsRejected) {
   ASSERT_EQ(mkfifo(folder.Path("data.schema.json").c_str(), 0600), 0);
 
   EXPECT_EQ(ErrorIn("a\n1\n"), "data.schema.json: not a data file but a FIFO");
 }
 
-TEST_F(BadDataFile, ASchemaOfMoreThanTheLimitIsRefused) {
+TEST_F(BadDataFile, ASchemaLargerThanTheLimitIsRejected) {
   EXPECT_EQ(ErrorInSchema(std::string(SystemFileDataSource::kMaxRecordBytes + 1, ' ')),
             "data.schema.json: schema larger than 16777216 bytes");
 }

@@ -63,7 +63,7 @@ std::string TextOf(Call call) {
   return "nothing thrown";
 }
 
-TEST_F(DataSource, FreshIsEmptyCleanAndAlone) {
+TEST_F(DataSource, NewSourceIsEmptyCleanAndWithoutParent) {
   const DataFreeDataSource fresh;
 
   EXPECT_EQ(fresh.ColumnCount(), 0);
@@ -80,7 +80,7 @@ TEST_F(DataSource, FreshIsEmptyCleanAndAlone) {
   EXPECT_EQ(fresh.GetParentSource(), nullptr);
 }
 
-TEST_F(DataSource, WithoutCasesIsLoadedAndYieldsNoRow) {
+TEST_F(DataSource, WithoutCasesIsLoadedAndHasNoRows) {
   OBS area[3];
   const std::unique_ptr<ObsIterator> rows(source.MakeIterator(area));
 
@@ -90,14 +90,14 @@ TEST_F(DataSource, WithoutCasesIsLoadedAndYieldsNoRow) {
   EXPECT_FALSE(rows->Next());
 }
 
-TEST_F(DataSource, ARowHasACellForEachNumberAndForEachEightBytesOfAString) {
+TEST_F(DataSource, ARowHasOneCellPerNumberAndPerEightBytesOfAString) {
   DataFreeDataSource wide;
   for (int type : {0, 1, 8, 9, 17}) wide.MakeVariable(ORVX_Variable(ID('A'), "x", type), nullptr);
 
   EXPECT_EQ(wide.GetObsAreaSize(), 1 + 1 + 1 + 2 + 3);
 }
 
-TEST_F(DataSource, CountsItsParentsUpTheChain) {
+TEST_F(DataSource, CountsAllParentsInTheChain) {
   DataFreeDataSource child(&source);
   DataFreeDataSource grandchild(&child);
 
@@ -109,7 +109,7 @@ TEST_F(DataSource, CountsItsParentsUpTheChain) {
   EXPECT_EQ(grandchild.NParents(), 0);
 }
 
-TEST_F(DataSource, InsertsInFrontOfAPositionAndAtTheEnd) {
+TEST_F(DataSource, InsertsBeforeAPositionAndAtTheEnd) {
   source.InsertVariable(1, Letter('X'));
   source.InsertVariable(4, Letter('Y'));
   source.InsertVariable(0, Letter('Z'));
@@ -117,7 +117,7 @@ TEST_F(DataSource, InsertsInFrontOfAPositionAndAtTheEnd) {
   EXPECT_EQ(Names(source), "ZAXBCY");
 }
 
-TEST_F(DataSource, AppendingTellsThePosition) {
+TEST_F(DataSource, AppendingStoresThePosition) {
   unsigned int position = 99;
   source.MakeVariable(Letter('D'), &position);
 
@@ -131,7 +131,7 @@ TEST_F(DataSource, InsertsACopyOfOneOfItsOwnVariables) {
   EXPECT_EQ(Names(source), std::string(300, 'C') + "ABC");
 }
 
-TEST_F(DataSource, DeletesARangeWithBothItsEnds) {
+TEST_F(DataSource, DeletesAnInclusiveRange) {
   source.DeleteVariables(0, 1);
 
   EXPECT_EQ(Names(source), "C");
@@ -148,7 +148,7 @@ TEST_F(DataSource, AnEmptyRangeDeletesNothing) {
   EXPECT_EQ(empty.ColumnCount(), 0);
 }
 
-TEST_F(DataSource, AWrongPositionIsRefusedByPositionAndSizeAndChangesNothing) {
+TEST_F(DataSource, AWrongPositionIsRejectedWithPositionAndSizeAndChangesNothing) {
   source.SetWeightVar(0);
   const int split[] = {1, 3};
 
@@ -173,7 +173,7 @@ TEST_F(DataSource, AWrongPositionIsRefusedByPositionAndSizeAndChangesNothing) {
               testing::AllOf(HasSubstr("GetVariable"), HasSubstr("7"), HasSubstr("3 variables")));
 }
 
-TEST_F(DataSource, FindsAVariableUnderTheIdentifierThatItWasGivenInItsPlace) {
+TEST_F(DataSource, FindsAVariableByAnIdentifierSetInPlace) {
   source.GetVariable(1) = Letter('X');
   source.GetVariable(2).SetID(ID('Y'));
 
@@ -183,7 +183,7 @@ TEST_F(DataSource, FindsAVariableUnderTheIdentifierThatItWasGivenInItsPlace) {
   EXPECT_EQ(source.FindVarIndex(ID('Y')), 2);
 }
 
-TEST_F(DataSource, FollowsAssignmentsThroughAReferenceKeptFromEarlier) {
+TEST_F(DataSource, FindsVariablesAssignedThroughAnEarlierReference) {
   ORVX_Variable& kept = source.GetVariable(2);
   kept = Letter('X');
   kept = Letter('Y');
@@ -202,7 +202,7 @@ TEST_F(DataSource, AssignsOneOfItsVariablesToAnother) {
   EXPECT_EQ(source.FindVarIndex(ID('C')), 0);
 }
 
-TEST_F(DataSource, ACopyTakenOutOfTheDictionaryIsFreeOfIt) {
+TEST_F(DataSource, ACopyOfAVariableIsIndependentOfTheDictionary) {
   ORVX_Variable copy = source.GetVariable(0);
   copy.SetID(ID('X'));
   copy.SetName("X");
@@ -211,7 +211,7 @@ TEST_F(DataSource, ACopyTakenOutOfTheDictionaryIsFreeOfIt) {
   EXPECT_EQ(Names(source), "ABC");
 }
 
-TEST_F(DataSource, AVariableAssignedIntoTheDictionaryStaysFree) {
+TEST_F(DataSource, AVariableAssignedToAnElementStaysIndependent) {
   ORVX_Variable outside = Letter('X');
   source.GetVariable(0) = outside;
   outside.SetID(ID('Y'));
@@ -269,7 +269,7 @@ TEST_F(DataSource, KeepsTheSplitByIdentifierInTheOrderGiven) {
   EXPECT_TRUE(source.GetSplitVarID(2).IsNull());
 }
 
-TEST_F(DataSource, WithoutSplitVariablesNothingIsSeparate) {
+TEST_F(DataSource, IsNotSeparateWithoutSplitVariables) {
   const int indices[] = {0};
   source.SetSplit(1, indices, true);
   source.SetSplit(0, nullptr, true);
@@ -290,7 +290,7 @@ TEST_F(DataSource, SplitsByEightVariablesButNotByNine) {
   EXPECT_TRUE(source.GetSplitqSeparate());
 }
 
-TEST_F(DataSource, ThatFollowsAnotherSplitsByAnyNumberOfVariables) {
+TEST_F(DataSource, SplitOfAnySizeTakesAnyNumberOfVariables) {
   Append(source, "DEFGHI");
   const int indices[] = {8, 7, 6, 5, 4, 3, 2, 1, 0};
   source.SetSplitOfAnySize(9, indices, true);
@@ -313,7 +313,7 @@ TEST_F(DataSource, ThatFollowsAnotherSplitsByAnyNumberOfVariables) {
 }
 
 // A snapshot that moves a variable inserts it first.
-TEST_F(DataSource, DeletingOneOfTwoVariablesOfAnIdentifierDropsItFromAllItsUses) {
+TEST_F(DataSource, DeletingOneOfTwoVariablesWithTheSameIdentifierDropsItsUses) {
   const int indices[] = {2, 0};
   source.SetWeightVar(2);
   source.SetFilterVar(2);
@@ -329,7 +329,7 @@ TEST_F(DataSource, DeletingOneOfTwoVariablesOfAnIdentifierDropsItFromAllItsUses)
   EXPECT_THAT(Split(source), ElementsAre(ID('A')));
 }
 
-TEST_F(DataSource, DeletingAVariableDropsItFromAllItsUsesForGood) {
+TEST_F(DataSource, DeletingAVariableDropsItsUsesPermanently) {
   const int indices[] = {0, 1, 2};
   source.SetWeightVar(1);
   source.SetFilterVar(1);
@@ -345,7 +345,7 @@ TEST_F(DataSource, DeletingAVariableDropsItFromAllItsUsesForGood) {
   EXPECT_TRUE(source.GetSplitqSeparate());
 }
 
-TEST_F(DataSource, DeletingEverythingSwitchesAllUsesOff) {
+TEST_F(DataSource, DeletingAllVariablesSwitchesWeightFilterAndSplitOff) {
   const int indices[] = {0};
   source.SetFilterVar(2);
   source.SetSplit(1, indices, true);
@@ -357,7 +357,7 @@ TEST_F(DataSource, DeletingEverythingSwitchesAllUsesOff) {
   EXPECT_FALSE(source.GetSplitqSeparate());
 }
 
-TEST_F(DataSource, AVariableReplacedInItsPlaceIsDroppedFromItsUses) {
+TEST_F(DataSource, AVariableReplacedInPlaceLosesItsUses) {
   source.SetWeightVar(0);
   source.SetFilterVar(1);
   source.GetVariable(0) = Letter('X');
@@ -368,7 +368,7 @@ TEST_F(DataSource, AVariableReplacedInItsPlaceIsDroppedFromItsUses) {
   EXPECT_TRUE(source.GetFilterVariableID().IsNull());
 }
 
-TEST_F(DataSource, AVariableChangedInItsPlaceKeepsItsUses) {
+TEST_F(DataSource, AVariableChangedInPlaceKeepsItsUses) {
   source.SetWeightVar(0);
   ORVX_Variable renamed = source.GetVariable(0);
   renamed.SetName("X");
@@ -377,7 +377,7 @@ TEST_F(DataSource, AVariableChangedInItsPlaceKeepsItsUses) {
   EXPECT_EQ(source.GetWeightVarIndex(), 0);
 }
 
-TEST_F(DataSource, AVariableWithoutIdentifierHasNoUses) {
+TEST_F(DataSource, AVariableWithoutIdentifierCannotBeUsed) {
   source.InsertVariable(1, ORVX_Variable());
   const int indices[] = {1};
 
@@ -408,7 +408,7 @@ TEST_F(DataSource, OnlySetDirtyChangesTheDirtyFlag) {
   EXPECT_FALSE(source.IsDirty());
 }
 
-TEST_F(DataSource, KeepsCopiesOfLabelAndFileName) {
+TEST_F(DataSource, StoresCopiesOfLabelAndFileName) {
   std::string text = "first";
   source.SetLabel(text.c_str());
   source.SetFileSpec(text.c_str());
@@ -422,7 +422,7 @@ TEST_F(DataSource, KeepsCopiesOfLabelAndFileName) {
   EXPECT_STREQ(source.GetFileSpec(), "irst");
 }
 
-TEST_F(DataSource, ANullLabelIsNoneAndAnEmptyOneIsNot) {
+TEST_F(DataSource, ANullLabelDiffersFromAnEmptyLabel) {
   source.SetLabel("");
   EXPECT_STREQ(source.GetLabel(), "");
   source.SetLabel(nullptr);
@@ -456,7 +456,7 @@ TEST_F(DataSource, CopiesTheDictionaryWithAllItsProperties) {
   EXPECT_EQ(copy.RowsPerImputation(), 944);
 }
 
-TEST_F(DataSource, CopyingTheDictionaryLeavesParentAndDirtyFlag) {
+TEST_F(DataSource, CopyingTheDictionaryKeepsParentAndDirtyFlag) {
   DataFreeDataSource parent;
   DataFreeDataSource copy(&parent);
   source.SetDirty(true);
@@ -467,7 +467,7 @@ TEST_F(DataSource, CopyingTheDictionaryLeavesParentAndDirtyFlag) {
   EXPECT_FALSE(copy.IsDirty());
 }
 
-TEST_F(DataSource, ACopiedDictionaryIsADictionaryOfItsOwn) {
+TEST_F(DataSource, ACopiedDictionaryIsIndependent) {
   source.SetWeightVar(0);
   DataFreeDataSource copy;
   copy.CopyDictionary(&source);
@@ -497,7 +497,7 @@ class RowsOfAnother : public ORVX_DataSource {
   explicit RowsOfAnother(const ORVX_DataSource* other) { SetRowLayout(other); }
 };
 
-TEST_F(DataSource, LaysItsRowsOutByItsOwnDictionary) {
+TEST_F(DataSource, RowLayoutIsItsOwnDictionary) {
   DataFreeDataSource above(&source);
   above.CopyDictionary(&source);
 
@@ -505,7 +505,7 @@ TEST_F(DataSource, LaysItsRowsOutByItsOwnDictionary) {
   EXPECT_EQ(above.RowLayout(), &above);
 }
 
-TEST_F(DataSource, LaysItsRowsOutAsTheSourceWhoseRowsItPassesOn) {
+TEST_F(DataSource, RowLayoutIsThatOfTheSourceWhoseRowsItPassesOn) {
   const RowsOfAnother below(&source);
   RowsOfAnother above(&below);
   above.CopyDictionary(&source);
@@ -516,7 +516,7 @@ TEST_F(DataSource, LaysItsRowsOutAsTheSourceWhoseRowsItPassesOn) {
   EXPECT_EQ(above.GetObsAreaSize(), 3);
 }
 
-TEST_F(DataSource, HasNoLayoutWhereItPassesNoRowsOn) {
+TEST_F(DataSource, RowLayoutIsNullWithoutRowsToPassOn) {
   RowsOfAnother none(nullptr);
   none.CopyDictionary(&source);
 
@@ -536,7 +536,7 @@ std::size_t Slot(Operation operation) {
   return (std::bit_cast<Pointer>(operation).offset - 1) / sizeof(void*);
 }
 
-TEST(DataSourceBinary, OperationsStandInTheirSlots) {
+TEST(DataSourceBinary, OperationsAreInTheirSlots) {
   EXPECT_EQ(Slot(&ORVX_DataSource::GetNSplitVars), 2U);
   EXPECT_EQ(Slot(&ORVX_DataSource::GetSplitVarIndex), 3U);
   EXPECT_EQ(Slot(&ORVX_DataSource::GetSplitVarID), 4U);

@@ -70,7 +70,7 @@ TEST(DateValue, MatchesGmtimeOnEveryDayOfTheRange) {
   }
 }
 
-TEST(DateValue, RefusesDatesOutsideTheYears1To9999) {
+TEST(DateValue, RejectsDatesOutsideTheYears1To9999) {
   EXPECT_TRUE(IsRefused(31, 12, 0));
   EXPECT_TRUE(IsRefused(1, 1, -1));
   EXPECT_TRUE(IsRefused(1, 1, 10000));
@@ -79,7 +79,7 @@ TEST(DateValue, RefusesDatesOutsideTheYears1To9999) {
   EXPECT_TRUE(IsRefused(1, 1, (1L << 32) + 2000));
 }
 
-TEST(DateValue, RefusesAnImpossibleDateAndLeavesTheResultAlone) {
+TEST(DateValue, RejectsAnInvalidDateAndLeavesTheResultUnchanged) {
   EXPECT_TRUE(IsRefused(0, 1, 2000));
   EXPECT_TRUE(IsRefused(31, 4, 2000));
   EXPECT_TRUE(IsRefused(256 + 1, 1, 2000));
@@ -88,7 +88,7 @@ TEST(DateValue, RefusesAnImpossibleDateAndLeavesTheResultAlone) {
   EXPECT_TRUE(IsRefused(1, 256 + 1, 2000));
 }
 
-TEST(DateValue, RefusesAnImpossibleTime) {
+TEST(DateValue, RejectsAnInvalidTime) {
   EXPECT_TRUE(IsRefused(1, 1, 2000, 24));
   EXPECT_TRUE(IsRefused(1, 1, 2000, -1));
   EXPECT_TRUE(IsRefused(1, 1, 2000, 0, 60));

@@ -152,7 +152,7 @@ RC_GTEST_PROP(Dictionary, EqualsAPlainListAfterEveryEdit, ()) {
   }
 }
 
-RC_GTEST_PROP(Dictionary, EqualsAPlainListWhenItIsFilledAndEmptiedAtOnePlace, ()) {
+RC_GTEST_PROP(Dictionary, EqualsAPlainListWhenFilledAndEmptiedAtOnePosition, ()) {
   const unsigned int serials = 2000;
   Pair pair;
   for (int i = 0; i < 700; ++i) pair.Append(Serial(static_cast<unsigned>(i)));
@@ -165,7 +165,7 @@ RC_GTEST_PROP(Dictionary, EqualsAPlainListWhenItIsFilledAndEmptiedAtOnePlace, ()
   pair.Check(serials);
 }
 
-TEST(Dictionary, ThatIsBulkFilledAndClearedIsEmptyAndUsable) {
+TEST(Dictionary, IsEmptyAndUsableAfterBulkFillAndClear) {
   Pair pair;
   for (unsigned int i = 0; i < 10000; ++i) pair.Append(Serial(i));
   pair.Delete(0, 9999);

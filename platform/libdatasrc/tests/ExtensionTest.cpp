@@ -27,7 +27,7 @@ Extension MakeExtension(int type, const std::string& bytes, int version = 1) {
 
 // --- The block ---
 
-TEST(ExtensionBlock, KeepsACopyOfItsBytesZeroBytesToo) {
+TEST(ExtensionBlock, CopiesItsBytesIncludingZeroBytes) {
   std::string bytes = "a\0z"s;
   const ORVX_ExtensionImpl block(17, 3, 3, bytes.data());
   bytes = "xyz";
@@ -44,12 +44,12 @@ TEST(ExtensionBlock, OutlivesTheBytesItWasMadeFrom) {
   EXPECT_EQ(block.GetBytes(), "a text that is longer than any string keeps inside");
 }
 
-TEST(ExtensionBlock, MayBeEmptyWithOrWithoutAnAddress) {
+TEST(ExtensionBlock, MayBeEmptyWithOrWithoutNullData) {
   EXPECT_EQ(ORVX_ExtensionImpl(0, 1, 0, nullptr).GetLength(), 0);
   EXPECT_EQ(ORVX_ExtensionImpl(0, 1, 0, "abc").GetBytes(), "");
 }
 
-TEST(ExtensionBlock, RefusesANegativeLengthAndBytesThatAreNotThere) {
+TEST(ExtensionBlock, RejectsANegativeLengthAndNullDataWithALength) {
   const auto refusal = [](long length, const void* data) -> std::string {
     try {
       const ORVX_ExtensionImpl block(0, 1, length, data);
@@ -64,7 +64,7 @@ TEST(ExtensionBlock, RefusesANegativeLengthAndBytesThatAreNotThere) {
 
 // --- Equality ---
 
-TEST(Extension, EqualsOneOfTheSameTypeVersionAndBytes) {
+TEST(Extension, EqualsAnExtensionOfTheSameTypeVersionAndBytes) {
   EXPECT_TRUE(MakeExtension(7, "abc") == MakeExtension(7, "abc"));
   EXPECT_FALSE(MakeExtension(7, "abc") == MakeExtension(19, "abc"));
   EXPECT_FALSE(MakeExtension(7, "abc") == MakeExtension(7, "abd"));
@@ -73,16 +73,16 @@ TEST(Extension, EqualsOneOfTheSameTypeVersionAndBytes) {
   EXPECT_FALSE(MakeExtension(7, "") == MakeExtension(7, "abc"));
 }
 
-TEST(Extension, DiffersByItsVersionWhileItHoldsBytes) {
+TEST(Extension, DiffersByVersionUnlessEmpty) {
   EXPECT_FALSE(MakeExtension(7, "abc", 1) == MakeExtension(7, "abc", 2));
   EXPECT_TRUE(MakeExtension(7, "", 1) == MakeExtension(7, "", 2));
 }
 
-TEST(Extension, ThatIsEmptyDiffersFromAnEmptyOneOfAnotherType) {
+TEST(Extension, EmptyDiffersFromEmptyOfAnotherType) {
   EXPECT_FALSE(MakeExtension(7, "") == MakeExtension(19, ""));
 }
 
-TEST(Extension, ThatIsAbsentEqualsAnEmptyOne) {
+TEST(Extension, AbsentEqualsEmpty) {
   const DataFreeDataSource without;
   DataFreeDataSource with;
   with.SetExtension(MakeExtension(7, "", 2));
@@ -93,7 +93,7 @@ TEST(Extension, ThatIsAbsentEqualsAnEmptyOne) {
 
 // --- In a data source ---
 
-TEST(ExtensionOfASource, ThatIsAbsentHasABlockWithoutBytesAndNeverANullOne) {
+TEST(ExtensionOfASource, AbsentHasAnEmptyBlockNotNull) {
   const DataFreeDataSource source;
   const Extension absent(source, 7);
   ASSERT_TRUE(absent.Impl().IsValid());
@@ -102,11 +102,11 @@ TEST(ExtensionOfASource, ThatIsAbsentHasABlockWithoutBytesAndNeverANullOne) {
   EXPECT_EQ(absent.Impl()->GetLength(), 0);
 }
 
-TEST(ExtensionOfASource, CannotBeMadeWithoutABlock) {
+TEST(ExtensionOfASource, CannotBeConstructedFromNull) {
   EXPECT_THROW(Extension{Block(nullptr)}, std::invalid_argument);
 }
 
-TEST(ExtensionOfASource, SharesItsBlockWithWhoeverSetOrAskedForIt) {
+TEST(ExtensionOfASource, SharesItsBlockWithSetterAndGetter) {
   const Block block = MakeBlock(7, "abc");
   DataFreeDataSource source;
   source.SetExtension(Extension(block));
@@ -126,7 +126,7 @@ TEST(ExtensionOfASource, IsReplacedByAnotherBlockAndNeverChangedInPlace) {
   EXPECT_EQ(Extension(source, 7).Impl()->GetBytes(), "after");
 }
 
-TEST(ExtensionOfASource, LetsGoOfTheBlockThatWasReplaced) {
+TEST(ExtensionOfASource, ReleasesAReplacedBlock) {
   const Block block = MakeBlock(7, "before");
   DataFreeDataSource source;
   source.SetExtension(Extension(block));
@@ -134,7 +134,7 @@ TEST(ExtensionOfASource, LetsGoOfTheBlockThatWasReplaced) {
   EXPECT_EQ(block->ReferenceCount(), 1U);
 }
 
-TEST(ExtensionOfASource, IsOneForEachType) {
+TEST(ExtensionOfASource, HasOneExtensionPerType) {
   DataFreeDataSource source;
   source.SetExtension(MakeExtension(7, "seven"));
   source.SetExtension(MakeExtension(19, "nineteen"));
@@ -159,13 +159,13 @@ TEST(ExtensionOfASource, OutlivesTheSource) {
   EXPECT_EQ(kept.Impl()->GetBytes(), "abc");
 }
 
-TEST(ExtensionOfASource, LeavesTheDirtyFlagAlone) {
+TEST(ExtensionOfASource, DoesNotChangeTheDirtyFlag) {
   DataFreeDataSource source;
   source.SetExtension(MakeExtension(7, "abc"));
   EXPECT_FALSE(source.IsDirty());
 }
 
-TEST(ExtensionOfASource, IsCopiedWithTheDictionaryByItsBlock) {
+TEST(ExtensionOfASource, SharesItsBlockWithACopiedDictionary) {
   const Block block = MakeBlock(7, "abc");
   DataFreeDataSource source;
   source.SetExtension(Extension(block));

@@ -52,7 +52,7 @@ TEST(FileMemory, TwiceTheFieldsWithCategoriesTakeTwiceTheMemory) {
 }
 
 // A search through the list for each cell would compare 160,000,000,000 texts and never end.
-TEST(FileMemory, EachOfManyCellsIsFoundAmongManyMissingValuesWithoutASearch) {
+TEST(FileMemory, LooksUpMissingValuesByHash) {
   constexpr int kMany = 400000;
   const Folder folder;
   folder.Write("data.schema.json", Schema(kMany, /*fields=*/1, R"(,"type":"string")"));
@@ -72,7 +72,7 @@ TEST(FileMemory, EachOfManyCellsIsFoundAmongManyMissingValuesWithoutASearch) {
 }
 
 // A cell is looked up where it stands in its record: no copy of it is made.
-TEST(FileMemory, LookingUpACellTakesNoMemory) {
+TEST(FileMemory, LookingUpACellAllocatesNothing) {
   const Folder folder;
   const std::string text = "c100000\n" + std::string(1 << 20, 'x') + "\n";
   const std::size_t plain = BytesToOpen(folder.Write("plain.csv", text));

@@ -32,7 +32,7 @@ class Filtered : public testing::Test {
       folder.Write("data.csv", "n,text,use\n1,x,1\n2,y,0\n3,z,\n4,v,-1\n5,w,0.5\n"));
 };
 
-TEST_F(Filtered, BeginsWithTheParentsDictionaryAndAllItsCases) {
+TEST_F(Filtered, StartsWithTheParentsDictionaryAndAllItsCases) {
   const FilteredDataSource source(file.get());
 
   EXPECT_EQ(source.GetParentSource(), file.get());
@@ -43,13 +43,13 @@ TEST_F(Filtered, BeginsWithTheParentsDictionaryAndAllItsCases) {
   EXPECT_EQ(Rows(source), Rows(*file));
 }
 
-TEST_F(Filtered, SelectsTheCasesWhereTheVariableIsANumberOtherThanZero) {
+TEST_F(Filtered, SelectsCasesWhereTheVariableIsNotZero) {
   const FilteredDataSource source(file.get(), IDOf(*file, "use"));
 
   EXPECT_THAT(Rows(source), ElementsAre("1 [x       ] 1", "4 [v       ] -1", "5 [w       ] 0.5"));
 }
 
-TEST_F(Filtered, DoesNotKnowHowManyCasesItSelects) {
+TEST_F(Filtered, DoesNotKnowTheNumberOfSelectedCases) {
   const FilteredDataSource source(file.get(), IDOf(*file, "use"));
 
   EXPECT_EQ(source.RowCount(), -1);
@@ -57,7 +57,7 @@ TEST_F(Filtered, DoesNotKnowHowManyCasesItSelects) {
   EXPECT_EQ(source.RowCount(), -1);  // nor after somebody has read them all
 }
 
-TEST_F(Filtered, LeavesOutWhatTheParentsDictionaryDeclaresMissing) {
+TEST_F(Filtered, LeavesOutDeclaredMissingValues) {
   MissingValues missing;
   missing.values = {DataValue(1.0), DataValue(std::string("x"))};
   file->GetVariable(2).SetMissingValues(missing);
@@ -83,7 +83,7 @@ TEST_F(Filtered, RowsFollowItsOwnDictionary) {
   EXPECT_EQ(Rows(*file).front(), "1 [x       ] 1");
 }
 
-TEST_F(Filtered, StandsOnAnother) {
+TEST_F(Filtered, CanHaveAFilteredParent) {
   FilteredDataSource positive(file.get(), IDOf(*file, "use"));
   positive.DeleteVariables(1, 1);
   const FilteredDataSource all(&positive);
@@ -93,7 +93,7 @@ TEST_F(Filtered, StandsOnAnother) {
   EXPECT_THAT(Rows(all), ElementsAre("1 1", "4 -1", "5 0.5"));
 }
 
-TEST_F(Filtered, AnIteratorOutlivesEditsAndAllSources) {
+TEST_F(Filtered, IteratorOutlivesEditsAndAllSources) {
   auto source = std::make_unique<FilteredDataSource>(file.get(), IDOf(*file, "use"));
   std::vector<OBS> area(3);
   const std::unique_ptr<ObsIterator> rows(source->MakeIterator(area.data()));
@@ -111,19 +111,19 @@ TEST_F(Filtered, AnIteratorOutlivesEditsAndAllSources) {
   EXPECT_EQ(area[0].number, 5);
 }
 
-TEST_F(Filtered, RefusesAVariableThatTheParentDoesNotHave) {
+TEST_F(Filtered, RejectsAnUnknownVariable) {
   EXPECT_THAT([&] { FilteredDataSource(file.get(), LocallyUniqueID(1, 77777)); },
               ThrowsMessage<std::invalid_argument>(
                   HasSubstr("variable 1:77777 is not in the parent's dictionary")));
   EXPECT_THROW(FilteredDataSource(file.get(), LocallyUniqueID()), std::invalid_argument);
 }
 
-TEST_F(Filtered, RefusesAString) {
+TEST_F(Filtered, RejectsAStringVariable) {
   EXPECT_THAT([&] { FilteredDataSource(file.get(), IDOf(*file, "text")); },
               ThrowsMessage<std::invalid_argument>(HasSubstr("is a string")));
 }
 
-TEST_F(Filtered, RefusesToIterateOnceTheVariableIsGone) {
+TEST_F(Filtered, IteratingFailsAfterTheVariableIsDeleted) {
   const FilteredDataSource source(file.get(), IDOf(*file, "use"));
   file->DeleteVariables(2, 2);
   std::vector<OBS> area(3);
@@ -131,7 +131,7 @@ TEST_F(Filtered, RefusesToIterateOnceTheVariableIsGone) {
   EXPECT_THROW(static_cast<void>(source.MakeIterator(area.data())), std::invalid_argument);
 }
 
-TEST_F(Filtered, RefusesToIterateOnceTheVariableIsAString) {
+TEST_F(Filtered, IteratingFailsAfterTheVariableBecomesAString) {
   const FilteredDataSource source(file.get(), IDOf(*file, "use"));
   file->GetVariable(2).SetType(8);
   std::vector<OBS> area(3);
@@ -146,7 +146,7 @@ class OneCell : public ORVX_DataSource {
   bool IsLoaded() const override { return false; }
 };
 
-TEST(FilteredDataSource, RefusesRowsThatAreNotAsLongAsTheParentsDictionarySays) {
+TEST(FilteredDataSource, RejectsRowsOfTheWrongLength) {
   OneCell parent;
   const LocallyUniqueID id(1, 1);
   parent.MakeVariable(ORVX_Variable(id, "a"), nullptr);
@@ -201,7 +201,7 @@ TEST(FilteredDataSource, SelectsNoCaseByAnIeee754NaN) {
   }
 }
 
-TEST(FilteredDataSource, SelectsTheCaseByAnyOtherNonzeroNumber) {
+TEST(FilteredDataSource, SelectsCasesByAnyOtherNonzeroNumber) {
   using Limits = std::numeric_limits<double>;
   for (const double number :
        {Limits::lowest(), Limits::max(), Limits::denorm_min(), -Limits::infinity()}) {
@@ -210,7 +210,7 @@ TEST(FilteredDataSource, SelectsTheCaseByAnyOtherNonzeroNumber) {
   }
 }
 
-TEST(FilteredDataSource, SelectsFromTheSurveyWhatItsRowsSay) {
+TEST(FilteredDataSource, SelectsTheMatchingRowsOfTheSurvey) {
   const auto survey = SystemFileDataSource::Open(EXAMPLE_DATA_DIR "/survey.tsv");
   const FilteredDataSource selected(survey.get(), IDOf(*survey, "vote"));
   std::vector<std::string> expected = Rows(*survey);

@@ -78,7 +78,7 @@ RC_GTEST_PROP(FilteredDataSource, HasTheRowsOfTheFileUnderTheSameEdits, ()) {
 }
 
 // As if the parent laid its rows out by its own dictionary, as a filtered source does.
-RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesRowsOnAsOneThatLaysThemOut, ()) {
+RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, ()) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));
   const auto parentEdits = *rc::gen::container<std::vector<Edit>>(AnyEdit());
@@ -100,7 +100,7 @@ RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesRowsOnAsOneThatLaysThemO
 }
 
 // The number of a row by which it is selected stands in a column of its own, at the end.
-RC_GTEST_PROP(FilteredDataSource, HasOfThemThoseThatAreSelected, ()) {
+RC_GTEST_PROP(FilteredDataSource, HasExactlyTheSelectedRows, ()) {
   const Folder folder;
   const auto uses = *rc::gen::container<std::vector<std::string>>(
       rc::gen::element<std::string>("0", "1", "-1", "", "0.5"));

@@ -77,7 +77,7 @@ const ORVX_DataSource::Extension kNewExtension = MakeExtension("new", 1);
 
 class MemoryFault : public testing::TestWithParam<Edit> {};
 
-TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
+TEST_P(MemoryFault, LeavesTheDictionaryUnchanged) {
   int failures = 0;
   for (long allocations = 0;; ++allocations) {
     DataFreeDataSource source;
@@ -112,7 +112,7 @@ TEST_P(MemoryFault, LeavesTheDictionaryAsItWas) {
   EXPECT_GT(failures, 0);
 }
 
-TEST(MemoryFault, DoesNotHinderADeletion) {
+TEST(MemoryFault, DoesNotAffectDeletion) {
   DataFreeDataSource source;
   Fill(source);
   SplitBy(source, {0, 300, 511}, true);
@@ -170,7 +170,7 @@ INSTANTIATE_TEST_SUITE_P(
         Edit{"SetExtension", [](ORVX_DataSource& s) { s.SetExtension(kNewExtension); }}),
     [](const auto& each) { return each.param.name; });
 
-TEST(MemoryFault, WhileAFileIsOpenedLeavesNothingBehind) {
+TEST(MemoryFault, WhileOpeningAFileLeaksNothing) {
   const Folder folder;
   const std::string path = folder.Write("data.csv", "a,b\n1,\"x\"\n2,y\n");
   folder.Write("data.schema.json",
@@ -196,7 +196,7 @@ long FailuresToIterate(const ORVX_DataSource& source) {
   return failures;
 }
 
-TEST(MemoryFault, WhileCasesAreFilteredLeavesNothingBehind) {
+TEST(MemoryFault, WhileFilteringCasesLeaksNothing) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,x\n2,y\n"));
   const long failuresOfTheFile = FailuresToIterate(*file);
@@ -207,7 +207,7 @@ TEST(MemoryFault, WhileCasesAreFilteredLeavesNothingBehind) {
 }
 
 // Its text is longer than fits into a string object, so that it needs memory of its own.
-TEST(MemoryFault, WhileANumberIsMadeIntoTextLetsTheNextRowBeTried) {
+TEST(MemoryFault, WhileConvertingANumberToTextAllowsReadingTheNextRow) {
   const Folder folder;
   const auto file =
       SystemFileDataSource::Open(folder.Write("data.csv", "a\n1.0000000000000002e-100\n7\n"));

@@ -71,7 +71,7 @@ TEST(ObsProjector, CopiesARowForTheSameDictionary) {
             "1 [123456789       ] 3");
 }
 
-TEST(ObsProjector, FollowsVariablesThatWereMovedAndLeavesOutThoseThatAreGone) {
+TEST(ObsProjector, HandlesMovedAndDeletedVariables) {
   const std::vector<Column> from = {{1, 0}, {2, 9}, {3, 0}, {4, 0}};
   const std::vector<OBS> row = Row({{Number(1)}, Text("123456789"), {Number(3)}, {Number(4)}});
 
@@ -81,17 +81,17 @@ TEST(ObsProjector, FollowsVariablesThatWereMovedAndLeavesOutThoseThatAreGone) {
   EXPECT_EQ(Projected(from, row, {}), "");
 }
 
-TEST(ObsProjector, AVariableThatTheFirstDictionaryDoesNotHaveIsMissing) {
+TEST(ObsProjector, AnUnknownVariableIsMissing) {
   EXPECT_EQ(Projected({{1, 0}}, {Number(1)}, {{5, 9}, {1, 0}, {6, 0}}), "[                ] 1 .");
   EXPECT_EQ(Projected({{1, 0}, {2, 0}}, Row({{Number(1)}, {Number(2)}}), {{1, 0}, {5, 0}, {2, 0}}),
             "1 . 2");
 }
 
-TEST(ObsProjector, FillsAVariableThatStandsTwiceFromTheFirstOfItsIdentifier) {
+TEST(ObsProjector, ADuplicateIdentifierReadsTheFirstVariable) {
   EXPECT_EQ(Projected({{1, 0}, {1, 0}}, Row({{Number(1)}, {Number(2)}}), {{1, 0}, {1, 0}}), "1 1");
 }
 
-TEST(ObsProjector, AStringBecomesTheNumberThatItsTextIs) {
+TEST(ObsProjector, ConvertsAStringToTheNumberThatItSpells) {
   const auto asNumber = [](const std::string& text) {
     return Projected({{1, static_cast<int>(text.size())}}, Text(text), {{1, 0}});
   };
@@ -102,7 +102,7 @@ TEST(ObsProjector, AStringBecomesTheNumberThatItsTextIs) {
   EXPECT_EQ(asNumber("1e999"), ".");
 }
 
-TEST(ObsProjector, ANumberBecomesItsShortestTextOrBlanksWhereThatIsTooWide) {
+TEST(ObsProjector, ConvertsANumberToItsShortestTextOrBlanksIfTooWide) {
   const auto asText = [](double number, int width) {
     return Projected({{1, 0}}, {Number(number)}, {{1, width}});
   };
@@ -115,20 +115,20 @@ TEST(ObsProjector, ANumberBecomesItsShortestTextOrBlanksWhereThatIsTooWide) {
   EXPECT_EQ(asText(std::numeric_limits<double>::lowest(), 24), "[-1.7976931348623157e+308]");
 }
 
-TEST(ObsProjector, AStringIsCutBetweenCharactersOrPadded) {
+TEST(ObsProjector, CutsAStringBetweenCharactersOrPadsIt) {
   EXPECT_EQ(Projected({{1, 5}}, Text("m\xC3\xBC\xC3\xBC"), {{1, 4}}), "[m\xC3\xBC     ]");
   EXPECT_EQ(Projected({{1, 5}}, Text("m\xC3\xBC\xC3\xBC"), {{1, 9}}),
             "[m\xC3\xBC\xC3\xBC           ]");
   EXPECT_EQ(Projected({{1, 16}}, Text("0123456789abcdef"), {{1, 8}}), "[01234567]");
 }
 
-TEST(ObsProjector, ReadsNoBytesBehindTheWidthOfAString) {
+TEST(ObsProjector, ReadsNoBytesBeyondTheWidthOfAString) {
   std::vector<OBS> row = Text("12345678");  // of which three are the value
   EXPECT_EQ(Projected({{1, 3}}, row, {{1, 0}}), "123");
   EXPECT_EQ(Projected({{1, 3}}, row, {{1, 5}}), "[123     ]");
 }
 
-TEST(ObsProjector, ANumberGoesBitForBit) {
+TEST(ObsProjector, CopiesANumberBitForBit) {
   const ObsProjector projector(*Dictionary({{1, 0}, {2, 0}}), *Dictionary({{2, 0}, {1, 0}}));
   const std::vector<OBS> row = Row({{Number(kMissingNumber)}, {Number(-0.0)}});
   std::vector<OBS> area(2);
@@ -139,7 +139,7 @@ TEST(ObsProjector, ANumberGoesBitForBit) {
   EXPECT_EQ(std::memcmp(&area[1], &row[0], sizeof(OBS)), 0);
 }
 
-TEST(ObsProjector, KeepsNeitherDictionary) {
+TEST(ObsProjector, KeepsNoReferenceToTheDictionaries) {
   auto from = Dictionary({{1, 0}, {2, 0}});
   auto to = Dictionary({{2, 0}});
   const ObsProjector projector(*from, *to);
@@ -167,7 +167,7 @@ std::string Projected(const std::vector<Column>& layout, const std::vector<OBS>&
   return RowText(*target, area.data());
 }
 
-TEST(ObsProjector, FindsTheValuesOfASourceWhereItsRowLayoutSays) {
+TEST(ObsProjector, ReadsValuesByTheRowLayout) {
   const std::vector<Column> layout = {{1, 0}, {2, 9}, {3, 0}};
   const std::vector<OBS> row = Row({{Number(1)}, Text("123456789"), {Number(3)}});
 
@@ -176,13 +176,13 @@ TEST(ObsProjector, FindsTheValuesOfASourceWhereItsRowLayoutSays) {
   EXPECT_EQ(Projected(layout, row, {{3, 0}, {4, 0}}, {{4, 0}, {3, 0}}), ". 3");
 }
 
-TEST(ObsProjector, AVariableThatTheSourceLostIsMissingThoughItsRowsHaveIt) {
+TEST(ObsProjector, ADeletedVariableIsMissingEvenIfTheRowsHaveIt) {
   EXPECT_EQ(
       Projected({{1, 0}, {2, 0}}, Row({{Number(1)}, {Number(2)}}), {{2, 0}}, {{1, 0}, {2, 0}}),
       ". 2");
 }
 
-TEST(ObsProjector, ConvertsFromTheRowLayoutToTheSourcesOwnTypeFirst) {
+TEST(ObsProjector, ConvertsToTheSourcesOwnTypeFirst) {
   EXPECT_EQ(Projected({{1, 0}}, {Number(1.5)}, {{1, 3}}, {{1, 3}}), "[1.5     ]");
   EXPECT_EQ(Projected({{1, 0}}, {Number(1.5)}, {{1, 3}}, {{1, 0}}), "1.5");
   EXPECT_EQ(Projected({{1, 0}}, {Number(1.25)}, {{1, 3}}, {{1, 0}}), ".");  // too wide for 3
@@ -193,7 +193,7 @@ TEST(ObsProjector, ConvertsFromTheRowLayoutToTheSourcesOwnTypeFirst) {
 }
 
 // A file's own iterator converts by the same rules.
-TEST(ObsProjector, ConvertsAsAFileDoes) {
+TEST(ObsProjector, ConvertsLikeADataFile) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write(
       "data.csv", "n,s,w\n0.1,12,m\xC3\xBC\xC3\xBC\n-1234567,x,ab\n,,\n1e300, 7,zz\n"));

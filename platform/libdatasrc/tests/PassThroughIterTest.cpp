@@ -24,7 +24,7 @@ class PassThroughIterOnAFile : public testing::Test {
   std::vector<OBS> area = std::vector<OBS>(3);
 };
 
-TEST_F(PassThroughIterOnAFile, YieldsTheParentsRowsAsTheParentLaysThemOut) {
+TEST_F(PassThroughIterOnAFile, ReturnsTheParentsRowsInItsLayout) {
   PassThroughIter rows(&derived, area.data(), nullptr);
 
   ASSERT_TRUE(rows.Next());
@@ -36,7 +36,7 @@ TEST_F(PassThroughIterOnAFile, YieldsTheParentsRowsAsTheParentLaysThemOut) {
   EXPECT_EQ(RowText(*file, area.data()), "3 [y       ] 4");
 }
 
-TEST_F(PassThroughIterOnAFile, YieldsThemAsAProjectorMakesThem) {
+TEST_F(PassThroughIterOnAFile, ReturnsProjectedRows) {
   derived.CopyDictionary(file.get());
   derived.DeleteVariables(0, 0);
   PassThroughIter rows(&derived, area.data(), std::make_unique<const ObsProjector>(*file, derived));
@@ -49,7 +49,7 @@ TEST_F(PassThroughIterOnAFile, YieldsThemAsAProjectorMakesThem) {
   EXPECT_EQ(RowText(derived, area.data()), "[y       ] 4");
 }
 
-TEST_F(PassThroughIterOnAFile, NeverLooksAtTheLinkAgain) {
+TEST_F(PassThroughIterOnAFile, DoesNotUseTheParentLinkAgain) {
   PassThroughIter rows(&derived, area.data(), nullptr);
 
   derived.SetParentSource(nullptr);
@@ -61,7 +61,7 @@ TEST_F(PassThroughIterOnAFile, NeverLooksAtTheLinkAgain) {
   EXPECT_EQ(RowText(*file, area.data()), "3 [y       ] 4");
 }
 
-TEST_F(PassThroughIterOnAFile, LivesOnWithoutEitherSource) {
+TEST_F(PassThroughIterOnAFile, OutlivesBothSources) {
   auto shortLived = std::make_unique<DataFreeDataSource>(file.get());
   PassThroughIter rows(shortLived.get(), area.data(), nullptr);
 
@@ -74,7 +74,7 @@ TEST_F(PassThroughIterOnAFile, LivesOnWithoutEitherSource) {
   EXPECT_EQ(area[2].number, 4);
 }
 
-TEST_F(PassThroughIterOnAFile, RefusesAProjectorForRowsOfAnotherLength) {
+TEST_F(PassThroughIterOnAFile, RejectsAProjectorForRowsOfAnotherLength) {
   DataFreeDataSource narrow;
   narrow.CopyDictionary(file.get());
   narrow.DeleteVariables(1, 1);
@@ -119,7 +119,7 @@ class FailingSource : public ORVX_DataSource {
   ObsIterator* MakeIterator(OBS* area) const override { return new FailingRows(area); }
 };
 
-TEST(PassThroughIter, PassesOnWhatTheParentsIteratorThrowsAndGoesOnAfterIt) {
+TEST(PassThroughIter, PropagatesExceptionsOfTheParentsIteratorAndContinues) {
   FailingSource failing;
   const DataFreeDataSource derived(&failing);
   OBS cell;

@@ -32,7 +32,7 @@ std::string Names(const ORVX_DataSource& source) {
   return names;
 }
 
-TEST_F(SystemFile, FreshlyOpenedIsCleanLoadedAndKnowsItsRows) {
+TEST_F(SystemFile, IsCleanLoadedAndHasARowCountAfterOpening) {
   const auto source = Open("a,b\n1,2\n3,4\n");
 
   EXPECT_FALSE(source->IsDirty());
@@ -43,7 +43,7 @@ TEST_F(SystemFile, FreshlyOpenedIsCleanLoadedAndKnowsItsRows) {
   EXPECT_EQ(source->GetLabel(), nullptr);
 }
 
-TEST_F(SystemFile, HasAFreshIdentifierForEachVariable) {
+TEST_F(SystemFile, HasANewIdentifierPerVariable) {
   const auto once = Open("a,b\n1,2\n");
   const auto again = Open("a,b\n1,2\n");
 
@@ -51,7 +51,7 @@ TEST_F(SystemFile, HasAFreshIdentifierForEachVariable) {
   EXPECT_EQ(again->FindVarIndex(once->GetVariable(0).GetID()), -1);
 }
 
-TEST_F(SystemFile, TakesTheDelimiterThatIsInTheHeader) {
+TEST_F(SystemFile, TakesTheDelimiterFromTheHeader) {
   EXPECT_EQ(Names(*Open("a\tb,c\td\n1\t2,3\t4\n")), "a|b,c|d|");
   EXPECT_EQ(Names(*Open("a,b\tc,d\n1,2\t3,4\n")), "a|b\tc|d|");
   EXPECT_EQ(Names(*Open("\"a\t\t\t\",b\n1,2\n")), "a\t\t\t|b|");
@@ -65,7 +65,7 @@ TEST_F(SystemFile, ReadsQuotedFields) {
               ElementsAre("[x,\"y\"   ] [two\nlines       ]", "[        ] [                ]"));
 }
 
-TEST_F(SystemFile, ReadsLinesOfBothKindsWithAndWithoutTheLastEnd) {
+TEST_F(SystemFile, ReadsBothLineEndingsWithAndWithoutTheLast) {
   for (const char* text :
        {"a,b\n1,2\n3,4\n", "a,b\n1,2\n3,4", "a,b\r\n1,2\r\n3,4\r\n", "a,b\r\n1,2\r\n3,4",
         "\xEF\xBB\xBF"
@@ -76,13 +76,13 @@ TEST_F(SystemFile, ReadsLinesOfBothKindsWithAndWithoutTheLastEnd) {
   }
 }
 
-TEST_F(SystemFile, ReadsALastFieldThatIsEmpty) {
+TEST_F(SystemFile, ReadsAnEmptyLastField) {
   EXPECT_THAT(Rows(*Open("a,b\n1,")), ElementsAre("1 ."));
   EXPECT_THAT(Rows(*Open("a,b\n1,\n")), ElementsAre("1 ."));
   EXPECT_THAT(Rows(*Open("a,b\n,\"\"")), ElementsAre(". ."));
 }
 
-TEST_F(SystemFile, WithAHeaderAloneHasNoRows) {
+TEST_F(SystemFile, WithOnlyAHeaderHasNoRows) {
   const auto source = Open("a,b\n");
 
   EXPECT_EQ(source->RowCount(), 0);
@@ -90,12 +90,12 @@ TEST_F(SystemFile, WithAHeaderAloneHasNoRows) {
   EXPECT_THAT(Rows(*source), ElementsAre());
 }
 
-TEST_F(SystemFile, AnEmptyLineIsACaseOfOneColumnAndNoneOfMore) {
+TEST_F(SystemFile, AnEmptyLineIsACaseOnlyInAFileOfOneColumn) {
   EXPECT_THAT(Rows(*Open("a\n1\n\r\n\n2\n")), ElementsAre("1", ".", ".", "2"));
   EXPECT_THAT(Rows(*Open("a,b\n\n1,2\n\r\n3,4\n\n")), ElementsAre("1 2", "3 4"));
 }
 
-TEST_F(SystemFile, AColumnIsNumericWhenAllItsFieldsAreNumbersOrEmpty) {
+TEST_F(SystemFile, AColumnIsNumericIfAllFieldsAreNumbersOrEmpty) {
   const auto source = Open("a,b,c\n1,,x\n -2.5e1 ,,2\n,,3\n+.5,  ,\n");
 
   EXPECT_EQ(source->GetVariable(0).GetType(), 0);
@@ -142,7 +142,7 @@ TEST_F(SystemFile, EveryFiniteNumberIsAValue) {
   EXPECT_THAT(Rows(*source), ElementsAre("-1.79769e+308"));
 }
 
-TEST_F(SystemFile, AStringIsAsWideAsItsWidestValueInBytes) {
+TEST_F(SystemFile, AStringIsAsWideAsItsLongestValue) {
   const auto source = Open("a,b\nM\xC3\xBCnchen,x\nUlm,123456789\n");
 
   EXPECT_EQ(source->GetVariable(0).GetType(), 8);
@@ -152,7 +152,7 @@ TEST_F(SystemFile, AStringIsAsWideAsItsWidestValueInBytes) {
               ElementsAre("[M\xC3\xBCnchen] [x               ]", "[Ulm     ] [123456789       ]"));
 }
 
-TEST_F(SystemFile, GivesEveryColumnThePlainFormat) {
+TEST_F(SystemFile, EveryColumnHasThePlainFormat) {
   const auto source = Open("a,b,c\n1,1,x\n2,2.5,y\n");
 
   for (int i = 0; i < 3; ++i) EXPECT_EQ(source->GetVariable(i).GetFormat(), VariableFormat());
@@ -200,7 +200,7 @@ TEST_F(SystemFile, ASchemaCanMakeNumbersAString) {
   EXPECT_THAT(Rows(*source), ElementsAre("[007     ]", "[1       ]"));
 }
 
-TEST_F(SystemFile, OtherTypesOfTheSchemaGoByTheFields) {
+TEST_F(SystemFile, OtherSchemaTypesAreInferredFromTheFields) {
   const auto source = Open("when,year\n1990-01-08,1990\n",
                            R"({"fields": [{"name": "when", "type": "date"},
                                           {"name": "year", "type": "year"}]})");
@@ -219,7 +219,7 @@ TEST_F(SystemFile, MissingValuesOfTheSchemaReadAsMissing) {
   EXPECT_THAT(Rows(*source), ElementsAre(". [        ] .", ". [        ] -9", ". [x       ] ."));
 }
 
-TEST_F(SystemFile, IsFoundWithItsSchemaWhereFoldersHaveDotsAndFilesHaveNone) {
+TEST_F(SystemFile, FindsTheSchemaIfFoldersHaveDotsAndFilesHaveNone) {
   std::filesystem::create_directory(folder.Path("v1.2"));
   folder.Write("v1.2/data.schema.json", R"({"title": "T", "fields": []})");
 
@@ -228,7 +228,7 @@ TEST_F(SystemFile, IsFoundWithItsSchemaWhereFoldersHaveDotsAndFilesHaveNone) {
   EXPECT_STREQ(source->GetLabel(), "T");
 }
 
-TEST_F(SystemFile, IsGivenUpAtTheRecordWhereTheCallersCheckThrows) {
+TEST_F(SystemFile, OpeningStopsAtTheRecordWhereTheCheckThrows) {
   int records = 0;
   const auto check = [&records] {
     if (++records == 2) throw std::runtime_error("stop");
@@ -240,7 +240,7 @@ TEST_F(SystemFile, IsGivenUpAtTheRecordWhereTheCallersCheckThrows) {
   EXPECT_EQ(records, 2);  // an empty line counts
 }
 
-TEST_F(SystemFile, AnIteratorOutlivesItsSourceAndEdits) {
+TEST_F(SystemFile, IteratorOutlivesItsSourceAndEdits) {
   auto source = Open("a,b\n1,x\n2,y\n");
   std::vector<OBS> area(2);
   const std::unique_ptr<ObsIterator> rows(source->MakeIterator(area.data()));
@@ -268,7 +268,7 @@ TEST_F(SystemFile, AVariableKeepsItsValuesWhenItIsMoved) {
   EXPECT_THAT(Rows(*source), ElementsAre("[x       ] 3 1"));
 }
 
-TEST_F(SystemFile, AVariableFromElsewhereReadsAsMissing) {
+TEST_F(SystemFile, AForeignVariableReadsAsMissing) {
   const auto source = Open("a\n1\n");
   source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "n"), nullptr);
   source->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "s", 9));
@@ -276,7 +276,7 @@ TEST_F(SystemFile, AVariableFromElsewhereReadsAsMissing) {
   EXPECT_THAT(Rows(*source), ElementsAre("[                ] 1 ."));
 }
 
-TEST_F(SystemFile, AVariableWhoseTypeIsChangedReadsConvertedValues) {
+TEST_F(SystemFile, ARetypedVariableReadsConvertedValues) {
   const auto source = Open("n,s,w\n0.1,12,m\xC3\xBC\xC3\xBC\n-1234567,x,ab\n,,\n",
                            R"({"fields": [{"name": "s", "type": "string"}]})");
   source->GetVariable(0).SetType(4);
@@ -294,7 +294,7 @@ TEST_F(SystemFile, AWidenedStringIsPadded) {
   EXPECT_THAT(Rows(*source), ElementsAre("[x               ]"));
 }
 
-TEST_F(SystemFile, RemembersWhetherItsPasswordIsMangled) {
+TEST_F(SystemFile, StoresWhetherItsPasswordIsMangled) {
   const auto source = Open("a\n1\n");
 
   EXPECT_FALSE(source->GetPasswordMangled());
@@ -303,7 +303,7 @@ TEST_F(SystemFile, RemembersWhetherItsPasswordIsMangled) {
 }
 
 // Files are read 65536 bytes at a time; each byte of the record lies at that border once.
-TEST_F(SystemFile, ReadsTheSameWhereverItIsCutIntoChunks) {
+TEST_F(SystemFile, DoesNotDependOnChunkBoundaries) {
   const std::string record = "\"q \"\"\xC3\xBC\"\",\r\n\",1\r\n";
   const std::string header = "name,b\r\n";
   for (std::size_t before = 0; before <= record.size(); ++before) {
@@ -322,7 +322,7 @@ TEST_F(SystemFile, ReadsAHeaderLongerThanAChunk) {
   EXPECT_THAT(Names(*Open(name + "\tb\n1\t2\n")), name + "|b|");
 }
 
-TEST_F(SystemFile, ReadsARecordOfJustTheGreatestLength) {
+TEST_F(SystemFile, ReadsARecordOfTheMaximumLength) {
   const std::string name(SystemFileDataSource::kMaxRecordBytes - 1, 'a');
 
   EXPECT_EQ(Open(name + "\n1\n")->GetVariable(0).GetName().size(), name.size());

@@ -23,13 +23,13 @@ ORVX_TrendsInfo Monthly() {
   return trends;
 }
 
-TEST(TrendsInfo, FreshSaysThatThereIsNoTimeSeries) {
+TEST(TrendsInfo, DefaultIsNotATimeSeries) {
   const ORVX_TrendsInfo trends;
   EXPECT_THAT(trends.timeVariables, IsEmpty());
   EXPECT_EQ(trends.seasonalPeriod, 0);
 }
 
-TEST(TrendsInfo, DiffersByEachOfItsFields) {
+TEST(TrendsInfo, DiffersByEachField) {
   const std::vector<std::function<void(ORVX_TrendsInfo&)>> changes = {
       [](auto& trends) { trends.timeVariables.pop_back(); },
       [](auto& trends) { std::swap(trends.timeVariables[0], trends.timeVariables[1]); },
@@ -50,7 +50,7 @@ TEST(TrendsInfoOfASource, IsAssignedInPlace) {
   EXPECT_EQ(*std::as_const(source).GetTrendsInfo(), Monthly());
 }
 
-TEST(TrendsInfoOfASource, OutlivesItsDateVariables) {
+TEST(TrendsInfoOfASource, IsUnchangedAfterItsDateVariablesAreDeleted) {
   DataFreeDataSource source;
   source.MakeVariable(ORVX_Variable(kYear, "YEAR_"), nullptr);
   *source.GetTrendsInfo() = Monthly();
@@ -58,13 +58,13 @@ TEST(TrendsInfoOfASource, OutlivesItsDateVariables) {
   EXPECT_THAT(source.GetTrendsInfo()->timeVariables, ElementsAre(kYear, kMonth));
 }
 
-TEST(TrendsInfoOfASource, LeavesTheDirtyFlagAlone) {
+TEST(TrendsInfoOfASource, DoesNotChangeTheDirtyFlag) {
   DataFreeDataSource source;
   *source.GetTrendsInfo() = Monthly();
   EXPECT_FALSE(source.IsDirty());
 }
 
-TEST(TrendsInfoOfASource, IsCopiedWithTheDictionaryAndThenFreeOfIt) {
+TEST(TrendsInfoOfASource, IsCopiedWithTheDictionaryAndThenIndependent) {
   DataFreeDataSource source;
   *source.GetTrendsInfo() = Monthly();
   DataFreeDataSource copy;

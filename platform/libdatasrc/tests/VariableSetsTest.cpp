@@ -81,13 +81,13 @@ std::string Refusal(Call call) {
 
 // --- In a data source ---
 
-TEST(VariableSets, AFreshSetIsPlainAndEmpty) {
+TEST(VariableSets, ANewSetIsPlainAndEmpty) {
   const VariableSetImpl set;
   EXPECT_THAT(set, testing::FieldsAre(VariableSetImpl::kPlain, false, false, "", "", "",
                                       std::vector<LocallyUniqueID>()));
 }
 
-TEST(VariableSets, AreEqualAsListsWhereEachSetIs) {
+TEST(VariableSets, ListsAreEqualIfEachSetIs) {
   const std::vector<VariableSet> sets = Wrapped({Hobbies(), Named("x")});
   EXPECT_TRUE(sets == ReadExtension(TextOf({Hobbies(), Named("x")}), 7));
   EXPECT_FALSE(sets == Wrapped({Named("x"), Hobbies()}));
@@ -95,19 +95,19 @@ TEST(VariableSets, AreEqualAsListsWhereEachSetIs) {
   EXPECT_FALSE(sets == Wrapped({Hobbies()}));
 }
 
-TEST(VariableSets, AFreshSourceHasNone) {
+TEST(VariableSets, ANewSourceHasNone) {
   const DataFreeDataSource source;
   EXPECT_THAT(source.GetMRSets(), IsEmpty());
   EXPECT_THAT(source.GetVariableSets(), IsEmpty());
 }
 
-TEST(VariableSets, AreKeptWithAllFields) {
+TEST(VariableSets, AreStoredWithAllFields) {
   DataFreeDataSource source;
   source.SetMRSets({Hobbies()});
   EXPECT_THAT(source.GetMRSets(), ElementsAre(Is(Hobbies())));
 }
 
-TEST(VariableSets, KeepTheOrderGivenAndReplaceTheOnesBefore) {
+TEST(VariableSets, KeepTheirOrderAndReplaceTheOldSets) {
   DataFreeDataSource source;
   source.SetVariableSets({Named("b"), Named("a")});
   EXPECT_THAT(NamesOf(source.GetVariableSets()), ElementsAre("b", "a"));
@@ -115,7 +115,7 @@ TEST(VariableSets, KeepTheOrderGivenAndReplaceTheOnesBefore) {
   EXPECT_THAT(NamesOf(source.GetVariableSets()), ElementsAre("a", "b"));
 }
 
-TEST(VariableSets, OfTheTwoKindsAreListsOfTheirOwn) {
+TEST(VariableSets, TwoKindsAreSeparateLists) {
   DataFreeDataSource source;
   source.SetMRSets({Hobbies()});
   source.SetVariableSets({Named("demography")});
@@ -124,7 +124,7 @@ TEST(VariableSets, OfTheTwoKindsAreListsOfTheirOwn) {
   EXPECT_THAT(NamesOf(source.GetVariableSets()), ElementsAre("demography"));
 }
 
-TEST(VariableSets, OutliveTheirMembers) {
+TEST(VariableSets, AreUnchangedAfterTheirMembersAreDeleted) {
   DataFreeDataSource source;
   source.MakeVariable(ORVX_Variable(kRead, "read"), nullptr);
   source.SetMRSets({Hobbies()});
@@ -132,14 +132,14 @@ TEST(VariableSets, OutliveTheirMembers) {
   EXPECT_THAT(source.GetMRSets(), ElementsAre(Is(Hobbies())));
 }
 
-TEST(VariableSets, LeaveTheDirtyFlagAlone) {
+TEST(VariableSets, DoNotChangeTheDirtyFlag) {
   DataFreeDataSource source;
   source.SetMRSets({Hobbies()});
   source.SetVariableSets({Named("demography")});
   EXPECT_FALSE(source.IsDirty());
 }
 
-TEST(VariableSets, AreCopiedWithTheDictionaryAndThenFreeOfIt) {
+TEST(VariableSets, AreCopiedWithTheDictionaryAndThenIndependent) {
   DataFreeDataSource source;
   source.SetMRSets({Hobbies(), Named("$other")});
   source.SetVariableSets({Named("demography")});
@@ -155,7 +155,7 @@ TEST(VariableSets, AreCopiedWithTheDictionaryAndThenFreeOfIt) {
   EXPECT_THAT(NamesOf(copy.GetVariableSets()), ElementsAre("demography"));
 }
 
-TEST(VariableSets, AreListedByTheNumberOfTheirKind) {
+TEST(VariableSets, AreSelectedByTheNumberOfTheirList) {
   DataFreeDataSource source;
   source.SetMRSets({Hobbies()});
   source.SetVariableSets({Named("b"), Named("a")});
@@ -169,7 +169,7 @@ TEST(VariableSets, AreListedByTheNumberOfTheirKind) {
   EXPECT_THAT(multipleResponse[0].Impl(), Is(Hobbies()));
 }
 
-TEST(VariableSets, AreListedUnderNoOtherNumber) {
+TEST(VariableSets, RejectAnyOtherNumber) {
   const DataFreeDataSource source;
   for (const VarSetsType which : {-1, 2}) {
     EXPECT_EQ(Refusal([&] { VariableSets(source, which); }),
@@ -179,7 +179,7 @@ TEST(VariableSets, AreListedUnderNoOtherNumber) {
 
 // --- As text ---
 
-TEST(VariableSetsText, HasALineForEachSetWithItsFieldsBetweenTabs) {
+TEST(VariableSetsText, HasOneLinePerSetWithTabs) {
   EXPECT_EQ(TextOf({Hobbies(), Named("plain")}),
             "hobbies\tHobbies\t1\t1\t1\t1\t17\t33\t4294967279\n"
             "plain\t\t\t0\t0\t0\n");
@@ -200,18 +200,18 @@ TEST(VariableSetsText, IsEmptyForNoSets) {
   EXPECT_THAT(ReadExtension("", 7), IsEmpty());
 }
 
-TEST(VariableSetsText, IsWrittenToTheEndOfTheTextGiven) {
+TEST(VariableSetsText, IsAppendedToTheGivenText) {
   std::string text = "before";
   MakeExtension(Wrapped({Named("a")}), text, 7);
   EXPECT_EQ(text, "beforea\t\t\t0\t0\t0\n");
 }
 
-TEST(VariableSetsText, ComesBackAsTheSameSetsInTheSameOrder) {
+TEST(VariableSetsText, RoundTripsInTheSameOrder) {
   const std::vector<VariableSetImpl> sets = SetsIn(TextOf({Named("b"), Hobbies(), Named("a")}));
   EXPECT_THAT(sets, ElementsAre(Is(Named("b")), Is(Hobbies()), Is(Named("a"))));
 }
 
-TEST(VariableSetsText, CarriesEachFlagAndEachKindOnItsOwn) {
+TEST(VariableSetsText, RoundTripsEachFlagAndEachKind) {
   VariableSetImpl first = Named("first");
   first.firstFlag = true;
   first.kind = VariableSetImpl::kAnswers;
@@ -221,7 +221,7 @@ TEST(VariableSetsText, CarriesEachFlagAndEachKindOnItsOwn) {
   EXPECT_THAT(SetsIn(TextOf({first, second})), ElementsAre(Is(first), Is(second)));
 }
 
-TEST(VariableSetsText, EscapesWhatLinearTsvEscapes) {
+TEST(VariableSetsText, EscapesAsLinearTsv) {
   VariableSetImpl awkward = Named("a\tb");
   awkward.label = "two\nlines";
   awkward.selectedValue = "back\\slash\\n\r";
@@ -229,19 +229,19 @@ TEST(VariableSetsText, EscapesWhatLinearTsvEscapes) {
   EXPECT_THAT(SetsIn(TextOf({awkward})), ElementsAre(Is(awkward)));
 }
 
-TEST(VariableSetsText, CarriesAnyOtherBytes) {
+TEST(VariableSetsText, RoundTripsAnyOtherBytes) {
   VariableSetImpl awkward = Named("zero\0byte"s);
   awkward.label = "\xC3\xA4\xFF";
   EXPECT_THAT(SetsIn(TextOf({awkward})), ElementsAre(Is(awkward)));
 }
 
-TEST(VariableSetsText, CarriesTheNullIdentifier) {
+TEST(VariableSetsText, RoundTripsTheNullIdentifier) {
   VariableSetImpl set = Named("a");
   set.members = {LocallyUniqueID()};
   EXPECT_THAT(SetsIn(TextOf({set})), ElementsAre(Is(set)));
 }
 
-TEST(VariableSetsText, IsOfNoOtherType) {
+TEST(VariableSetsText, RejectsAnyOtherType) {
   for (const int type : {-1, 0, 6, 17}) {
     std::string text = "before";
     EXPECT_EQ(Refusal([&] { MakeExtension({}, text, type); }),
@@ -264,7 +264,7 @@ void PrintTo(const WrongText& wrong, std::ostream* stream) {
 
 class WrongSetsText : public testing::TestWithParam<WrongText> {};
 
-TEST_P(WrongSetsText, IsRefusedWithItsLineAndWhatIsWrongThere) {
+TEST_P(WrongSetsText, IsRejectedWithItsLineAndTheReason) {
   EXPECT_EQ(Refusal([] { ReadExtension(GetParam().text, 7); }), GetParam().refusal);
 }
 
@@ -304,7 +304,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "line 2: no line feed at the end"}),
     [](const auto& test) { return test.param.name; });
 
-TEST(VariableSetsText, IsReadOrRefusedWhereverItIsCut) {
+TEST(VariableSetsText, IsParsedOrRejectedAtEveryTruncation) {
   const std::string text = TextOf({Hobbies(), Named("plain")});
   const std::size_t firstLine = text.find('\n') + 1;
   for (std::size_t length = 1; length < text.size(); ++length) {

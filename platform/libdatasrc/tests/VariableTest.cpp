@@ -14,7 +14,7 @@ ORVX_Variable Age() {
   return ORVX_Variable(LocallyUniqueID(1, 7), "age");
 }
 
-TEST(Variable, WithoutArgumentsIsANamelessNumberWithoutIdentifier) {
+TEST(Variable, DefaultIsNumericWithoutNameAndIdentifier) {
   const ORVX_Variable variable;
 
   EXPECT_TRUE(variable.GetID().IsNull());
@@ -28,7 +28,7 @@ TEST(Variable, WithoutArgumentsIsANamelessNumberWithoutIdentifier) {
   EXPECT_EQ(variable, ORVX_Variable());
 }
 
-TEST(Variable, KeepsWhatItIsBuiltFrom) {
+TEST(Variable, StoresItsConstructorArguments) {
   const ORVX_Variable variable(LocallyUniqueID(1, 7), "city", 12);
 
   EXPECT_EQ(variable.GetID(), LocallyUniqueID(1, 7));
@@ -36,7 +36,7 @@ TEST(Variable, KeepsWhatItIsBuiltFrom) {
   EXPECT_EQ(variable.GetType(), 12);
 }
 
-TEST(Variable, ACopySharesTheRecordUntilOneOfThemIsChanged) {
+TEST(Variable, CopiesShareTheRecordUntilOneIsChanged) {
   const ORVX_Variable original = Age();
   ORVX_Variable copy = original;
   ASSERT_EQ(&copy.GetName(), &original.GetName());
@@ -48,7 +48,7 @@ TEST(Variable, ACopySharesTheRecordUntilOneOfThemIsChanged) {
   EXPECT_EQ(copy.GetID(), original.GetID());
 }
 
-TEST(Variable, ChangingTheOriginalLeavesItsCopiesAsTheyWere) {
+TEST(Variable, ChangingTheOriginalDoesNotChangeItsCopies) {
   ORVX_Variable original = Age();
   const ORVX_Variable copy = original;
 
@@ -57,14 +57,14 @@ TEST(Variable, ChangingTheOriginalLeavesItsCopiesAsTheyWere) {
   EXPECT_EQ(copy.GetType(), 0);
 }
 
-TEST(Variable, ChangingADefaultVariableLeavesOthersEmpty) {
+TEST(Variable, ChangingADefaultVariableDoesNotChangeOthers) {
   ORVX_Variable variable;
   variable.SetName("x");
 
   EXPECT_EQ(ORVX_Variable().GetName(), "");
 }
 
-TEST(Variable, ThatIsNotSharedIsChangedInPlace) {
+TEST(Variable, UnsharedIsChangedInPlace) {
   ORVX_Variable variable = Age();
   const std::string* const name = &variable.GetName();
 
@@ -89,7 +89,7 @@ TEST(Variable, AssignedToItselfKeepsItsValue) {
   EXPECT_EQ(variable, Age());
 }
 
-TEST(Variable, TakesAPartOfItselfAsAnArgument) {
+TEST(Variable, AcceptsItsOwnFieldAsAnArgument) {
   ORVX_Variable variable = Age();
   const VariableFormat format{VariableFormat::Kind::Time, 12, 4};
   variable.SetFormat(format);
@@ -103,7 +103,7 @@ TEST(Variable, TakesAPartOfItselfAsAnArgument) {
   EXPECT_EQ(copy.GetLabel(), "");
 }
 
-TEST(Variable, RefusesANegativeTypeAndKeepsItsOwn) {
+TEST(Variable, RejectsANegativeTypeAndKeepsTheOldOne) {
   ORVX_Variable variable(LocallyUniqueID(1, 1), "x", 3);
 
   EXPECT_THROW(variable.SetType(-1), std::invalid_argument);
@@ -122,7 +122,7 @@ void PrintTo(const Change& change, std::ostream* out) {
 
 class EveryField : public testing::TestWithParam<Change> {};
 
-TEST_P(EveryField, CountsInTheComparison) {
+TEST_P(EveryField, IsCompared) {
   const ORVX_Variable plain = Age();
   ORVX_Variable changed = Age();
   ORVX_Variable changedAlike = Age();
@@ -163,7 +163,7 @@ INSTANTIATE_TEST_SUITE_P(
                }}),
     [](const auto& each) { return each.param.field; });
 
-TEST(Variable, AMissingValueThatIsNoNumberEqualsItself) {
+TEST(Variable, AMissingValueThatIsANaNEqualsItself) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   ORVX_Variable a = Age();
   ORVX_Variable b = Age();

@@ -35,7 +35,7 @@ TEST_F(RefCntObject, StartsWithNoReferenceAndShareable) {
   EXPECT_TRUE(object.IsShareable());
 }
 
-TEST_F(RefCntObject, IsSharedFromTheSecondReferenceOn) {
+TEST_F(RefCntObject, IsSharedWithTwoReferences) {
   const Counted object(deletions_);
 
   object.AddReference();
@@ -47,7 +47,7 @@ TEST_F(RefCntObject, IsSharedFromTheSecondReferenceOn) {
   EXPECT_EQ(object.ReferenceCount(), 1U);
 }
 
-TEST_F(RefCntObject, IsDeletedThroughItsBaseWithTheLastReference) {
+TEST_F(RefCntObject, IsDeletedThroughItsBaseClassWithTheLastReference) {
   const ORVX_RefCntObject* const object = new Counted(deletions_);
   object->AddReference();
   object->AddReference();
@@ -79,7 +79,7 @@ TEST_F(RefCntObject, ACopyOfAnUnshareableObjectIsShareable) {
   EXPECT_FALSE(original.IsShareable());
 }
 
-TEST_F(RefCntObject, AssigningLeavesCountAndFlagAlone) {
+TEST_F(RefCntObject, AssigningDoesNotChangeCountAndFlag) {
   Counted target(deletions_);
   target.AddReference();
   target.MarkUnshareable();

@@ -76,7 +76,7 @@ class StrangeMsg final : public MessageGlue<StrangeMsg, DataSetMsg> {
   void Serialize(VStream&) {}
 };
 
-TEST(KindOfAMessage, IsThatOfItsClass) {
+TEST(KindOfAMessage, MatchesItsClass) {
   EXPECT_EQ(InsertVarsMsg().GetKind(), Kind::InsertVars);
   EXPECT_EQ(DeleteVarsMsg().GetKind(), Kind::DeleteVars);
   EXPECT_EQ(MoveVarsMsg().GetKind(), Kind::MoveVars);
@@ -95,7 +95,7 @@ TEST(KindOfAMessage, IsThatOfItsClass) {
   EXPECT_EQ(StrangeMsg().GetKind(), Kind::Other);
 }
 
-TEST(TextOfAMessage, NamesInsertedVariablesAndTheirPlace) {
+TEST(TextOfAMessage, NamesInsertedVariablesAndTheirPosition) {
   const std::vector<ORVX_Variable> both{kPopul, kNews};
   EXPECT_EQ(About<InsertVarsMsg>(std::vector{kPopul}, LocallyUniqueID()).ToString(),
             "inserted variable \"popul\" (numeric) at the end");
@@ -141,7 +141,7 @@ TEST(TextOfAMessage, NamesTheVariablesInUse) {
   EXPECT_EQ(SplitBy({}, false).ToString(), "split: none");
 }
 
-TEST(TextOfAMessage, GivesTheValueOfAProperty) {
+TEST(TextOfAMessage, HasTheValueOfAProperty) {
   EXPECT_EQ(About<FileLabelChangeMsg>("Survey").ToString(), "dataset label: \"Survey\"");
   EXPECT_EQ(About<FileLabelChangeMsg>("").ToString(), "dataset label: none");
   EXPECT_EQ(About<FileSpecChangeMsg>("/a.csv", true).ToString(), "saved file: \"/a.csv\"");
@@ -158,7 +158,7 @@ TEST(TextOfAMessage, GivesTheValueOfAProperty) {
   EXPECT_EQ(imputation.ToString(), "rows per imputation: 200");
 }
 
-TEST(TextOfAMessage, ListsWhatMakesATimeSeries) {
+TEST(TextOfAMessage, ListsTheTimeSeriesProperties) {
   ORVX_TrendsInfo trends;
   EXPECT_EQ(About<TrendsInfoMsg>(&trends).ToString(), "time series: none");
   trends.seasonalPeriod = 12;
@@ -182,7 +182,7 @@ TEST(TextOfAMessage, ListsAttributesWithTheirValues) {
   EXPECT_EQ(Block(17, "").ToString(), "attributes: none");
 }
 
-TEST(TextOfAMessage, CountsBytesThatCannotBeRead) {
+TEST(TextOfAMessage, CountsUnreadableBytes) {
   EXPECT_EQ(Block(5, "no set").ToString(), "variable sets: 6 bytes that cannot be read");
   EXPECT_EQ(Block(17, "\\").ToString(), "attributes: 1 byte that cannot be read");
 }
@@ -194,7 +194,7 @@ TEST(TextOfAMessage, QuotesAShortExtensionAndCountsOtherBytes) {
   EXPECT_EQ(Block(3, std::string(61, 'a')).ToString(), "extension of type 3: 61 bytes");
 }
 
-TEST(TextOfAMessage, OfAClassOutsideTheFamilyIsItsSignature) {
+TEST(TextOfAMessage, ForAnUnknownClassIsItsSignature) {
   EXPECT_EQ(StrangeMsg().ToString(), "Test::StrangeMsg");
 }
 

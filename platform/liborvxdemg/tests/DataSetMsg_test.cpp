@@ -127,7 +127,7 @@ class Witness final : public DataSetMsgVisitor {
   std::vector<std::string> seen;
 };
 
-TEST(DataSetMsg, CarriesTheThreeCommonArguments) {
+TEST(DataSetMsg, HasTheThreeCommonFields) {
   const ModifyVarMsg message(4, kDataset, 4000000000U, Age());
   EXPECT_EQ(message.GetLeading(), 4U);
   EXPECT_EQ(message.GetDataSetID(), kDataset);
@@ -139,7 +139,7 @@ TEST(DataSetMsg, CannotBeAssignedToOnceBuilt) {
   EXPECT_FALSE(std::is_copy_assignable_v<ModifyVarMsg>);
 }
 
-TEST(DataSetMsg, KeepsCopiesOfItsArguments) {
+TEST(DataSetMsg, CopiesItsArguments) {
   std::vector<ORVX_Variable> variables = {Age()};
   const InsertVarsMsg message(0, kDataset, 12, variables, LocallyUniqueID());
   variables[0].SetName("years");
@@ -147,7 +147,7 @@ TEST(DataSetMsg, KeepsCopiesOfItsArguments) {
   EXPECT_THAT(message.GetVariables(), ElementsAre(Age()));
 }
 
-TEST(DataSetMsg, CallsTheVisitorsOperationOfItsOwnClass) {
+TEST(DataSetMsg, CallsTheVisitorsOperationForItsClass) {
   Witness witness;
   Insert().Accept(witness);
   Delete().Accept(witness);
@@ -170,13 +170,13 @@ TEST(DataSetMsg, CallsTheVisitorsOperationOfItsOwnClass) {
                           "extension", "reset client data", "modified"));
 }
 
-TEST(DataSetMsg, IsClonedAsAWhole) {
+TEST(DataSetMsg, IsClonedCompletely) {
   const std::unique_ptr<VSerializable> clone(Insert().VSClone());
   EXPECT_STREQ(clone->VSConcreteSignature(), "DEMessages::InsertVarsMsg");
   EXPECT_EQ(BytesOf(*clone), kInsertBytes);
 }
 
-TEST(DataSetMsg, LeavesItsNameBehindWhenCopied) {
+TEST(DataSetMsg, DoesNotCopyItsName) {
   InsertVarsMsg message = Insert();
   message.SetName("first");
   const InsertVarsMsg copy(message);
@@ -184,12 +184,12 @@ TEST(DataSetMsg, LeavesItsNameBehindWhenCopied) {
   ExpectCommonFields(copy);
 }
 
-TEST(InsertVarsMsg, HasThisWireForm) {
+TEST(InsertVarsMsg, HasThisEncoding) {
   InsertVarsMsg message = Insert();
   EXPECT_EQ(BytesOf(message), kInsertBytes);
 }
 
-TEST(InsertVarsMsg, ComesBackFromItsBytes) {
+TEST(InsertVarsMsg, RoundTrips) {
   const auto message = ReadAs<InsertVarsMsg>(kInsertBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -197,31 +197,31 @@ TEST(InsertVarsMsg, ComesBackFromItsBytes) {
   EXPECT_EQ(message->GetAnchor(), LocallyUniqueID(1, 3));
 }
 
-TEST(DeleteVarsMsg, HasThisWireForm) {
+TEST(DeleteVarsMsg, HasThisEncoding) {
   DeleteVarsMsg message = Delete();
   EXPECT_EQ(BytesOf(message), kDeleteBytes);
 }
 
-TEST(DeleteVarsMsg, ComesBackFromItsBytes) {
+TEST(DeleteVarsMsg, RoundTrips) {
   const auto message = ReadAs<DeleteVarsMsg>(kDeleteBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_THAT(message->GetVariables(), ElementsAre(Age()));
 }
 
-TEST(DeleteVarsMsg, MayHoldNothing) {
+TEST(DeleteVarsMsg, MayBeEmpty) {
   DeleteVarsMsg message(0, kDataset, 12, {});
   const auto read = ReadAs<DeleteVarsMsg>(BytesOf(message));
   ASSERT_NE(read, nullptr);
   EXPECT_THAT(read->GetVariables(), IsEmpty());
 }
 
-TEST(MoveVarsMsg, HasThisWireForm) {
+TEST(MoveVarsMsg, HasThisEncoding) {
   MoveVarsMsg message = Move();
   EXPECT_EQ(BytesOf(message), kMoveBytes);
 }
 
-TEST(MoveVarsMsg, ComesBackFromItsBytes) {
+TEST(MoveVarsMsg, RoundTrips) {
   const auto message = ReadAs<MoveVarsMsg>(kMoveBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -229,19 +229,19 @@ TEST(MoveVarsMsg, ComesBackFromItsBytes) {
   EXPECT_EQ(message->GetTarget(), 1);
 }
 
-TEST(ModifyVarMsg, HasThisWireForm) {
+TEST(ModifyVarMsg, HasThisEncoding) {
   ModifyVarMsg message = Modify();
   EXPECT_EQ(BytesOf(message), kModifyBytes);
 }
 
-TEST(ModifyVarMsg, ComesBackFromItsBytes) {
+TEST(ModifyVarMsg, RoundTrips) {
   const auto message = ReadAs<ModifyVarMsg>(kModifyBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_EQ(message->GetVariable(), Age());
 }
 
-TEST(ResetUndoMsg, HasNoArgumentsAndThisWireForm) {
+TEST(ResetUndoMsg, HasNoArgumentsAndThisEncoding) {
   ResetUndoMsg message;
   EXPECT_EQ(message.GetLeading(), 0U);
   EXPECT_TRUE(message.GetDataSetID().IsNull());
@@ -249,21 +249,21 @@ TEST(ResetUndoMsg, HasNoArgumentsAndThisWireForm) {
   EXPECT_EQ(BytesOf(message), kResetUndoBytes);
 }
 
-TEST(ResetUndoMsg, ComesBackFromItsBytes) {
+TEST(ResetUndoMsg, RoundTrips) {
   EXPECT_NE(ReadAs<ResetUndoMsg>(kResetUndoBytes), nullptr);
 }
 
 class EachMessage : public testing::TestWithParam<std::string> {};
 
-TEST_P(EachMessage, IsRefusedWhereverItsBytesEndEarly) {
+TEST_P(EachMessage, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(GetParam(), ReadMessage);
 }
 
-TEST_P(EachMessage, IsReadOrRefusedWhateverByteChanges) {
+TEST_P(EachMessage, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(GetParam(), ReadMessage);
 }
 
-TEST_P(EachMessage, IsRefusedInVersionTwo) {
+TEST_P(EachMessage, IsRejectedInVersionTwo) {
   std::string bytes = GetParam();
   const std::size_t version = 4U + static_cast<unsigned char>(bytes[0]);
   bytes[version] = '\x02';
@@ -278,7 +278,7 @@ INSTANTIATE_TEST_SUITE_P(DataSetMsg, EachMessage,
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 
-TEST(ReadDataSetMsg, ReadsOneMessageAfterTheOther) {
+TEST(ReadDataSetMsg, DecodesConsecutiveMessages) {
   const std::string bytes = kMoveBytes + kResetUndoBytes;
   VStream stream{std::string_view(bytes)};
   EXPECT_STREQ(ReadDataSetMsg(stream)->VSConcreteSignature(), "DEMessages::MoveVarsMsg");
@@ -286,7 +286,7 @@ TEST(ReadDataSetMsg, ReadsOneMessageAfterTheOther) {
   EXPECT_NO_THROW(stream.ExpectEnd());
 }
 
-TEST(ReadDataSetMsg, RefusesASignatureOutsideTheFamilyAndSaysWhere) {
+TEST(ReadDataSetMsg, RejectsAnUnknownSignatureWithItsPosition) {
   const std::string bytes = kMoveBytes +
                             "\x14\0\0\0"
                             "DEMessages::ErrorMsg"
@@ -304,7 +304,7 @@ TEST(ReadDataSetMsg, RefusesASignatureOutsideTheFamilyAndSaysWhere) {
   }
 }
 
-TEST(ReadDataSetMsg, RefusesACountOfVariablesThatCouldNotBeThere) {
+TEST(ReadDataSetMsg, RejectsACountOfVariablesBeyondTheBytes) {
   std::string bytes = kInsertBytes;
   const std::size_t count = 33 + kCommonBytes.size();
   ASSERT_EQ(bytes[count], '\x01');

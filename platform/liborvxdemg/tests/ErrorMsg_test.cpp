@@ -23,19 +23,19 @@ void Read(std::string_view bytes) {
   ReadAll(bytes, message);
 }
 
-TEST(ErrorMsg, HasThisWireForm) {
+TEST(ErrorMsg, HasThisEncoding) {
   ErrorMsg message(2001, "Gone");
   EXPECT_EQ(BytesOf(message), kNotFoundBytes);
 }
 
-TEST(ErrorMsg, ComesBackFromItsBytes) {
+TEST(ErrorMsg, RoundTrips) {
   ErrorMsg message;
   ReadAll(kNotFoundBytes, message);
   EXPECT_EQ(message.GetCode(), 2001U);
   EXPECT_EQ(message.GetText(), "Gone");
 }
 
-TEST(ErrorMsg, IsCaughtAsItWasThrown) {
+TEST(ErrorMsg, IsCaughtByValueAsThrown) {
   try {
     throw ErrorMsg(2001, "");
   } catch (const ErrorMsg& error) {
@@ -44,11 +44,11 @@ TEST(ErrorMsg, IsCaughtAsItWasThrown) {
   }
 }
 
-TEST(ErrorMsg, IsRefusedWhereverItsBytesEndEarly) {
+TEST(ErrorMsg, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(kNotFoundBytes, Read);
 }
 
-TEST(ErrorMsg, IsRefusedInVersionTwoAndUnderAnotherSignature) {
+TEST(ErrorMsg, IsRejectedInVersionTwoAndUnderAnotherSignature) {
   std::string second = kNotFoundBytes;
   second[24] = '\x02';
   EXPECT_THROW(Read(second), VStreamError);
@@ -57,13 +57,13 @@ TEST(ErrorMsg, IsRefusedInVersionTwoAndUnderAnotherSignature) {
   EXPECT_THROW(Read(other), VStreamError);
 }
 
-TEST(ErrorMsg, IsRefusedWhereItsTextClaimsMoreThanIsThere) {
+TEST(ErrorMsg, RejectsATextLengthBeyondTheBytes) {
   std::string bytes = kNotFoundBytes;
   bytes[31] = '\x7F';  // the length's highest byte
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 
-TEST(ErrorMsg, IsReadOrRefusedWhateverByteChanges) {
+TEST(ErrorMsg, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(kNotFoundBytes, Read);
 }
 

@@ -129,46 +129,46 @@ const std::string kImputationBytes =
     "\0\0\0\0"
     "\x02\0\0\0\0\0\0\0"s;
 
-TEST(WeightVarMsg, HasThisWireForm) {
+TEST(WeightVarMsg, HasThisEncoding) {
   WeightVarMsg message(0, kDataset, kSequence, kYear);
   EXPECT_EQ(BytesOf(message), kWeightBytes);
 }
 
-TEST(WeightVarMsg, ComesBackFromItsBytes) {
+TEST(WeightVarMsg, RoundTrips) {
   const auto message = ReadAs<WeightVarMsg>(kWeightBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_EQ(message->GetVariableID(), kYear);
 }
 
-TEST(WeightVarMsg, SaysWithTheNullIdentifierThatNothingWeights) {
+TEST(WeightVarMsg, NullIdentifierMeansNoWeight) {
   WeightVarMsg message(0, kDataset, kSequence, LocallyUniqueID());
   EXPECT_TRUE(ReadAs<WeightVarMsg>(BytesOf(message))->GetVariableID().IsNull());
 }
 
-TEST(FilterVarMsg, HasThisWireForm) {
+TEST(FilterVarMsg, HasThisEncoding) {
   FilterVarMsg message(0, kDataset, kSequence, kMonth);
   EXPECT_EQ(BytesOf(message), kFilterBytes);
 }
 
-TEST(FilterVarMsg, ComesBackFromItsBytes) {
+TEST(FilterVarMsg, RoundTrips) {
   const auto message = ReadAs<FilterVarMsg>(kFilterBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_EQ(message->GetVariableID(), kMonth);
 }
 
-TEST(FilterVarMsg, SaysWithTheNullIdentifierThatNothingFilters) {
+TEST(FilterVarMsg, NullIdentifierMeansNoFilter) {
   FilterVarMsg message(0, kDataset, kSequence, LocallyUniqueID());
   EXPECT_TRUE(ReadAs<FilterVarMsg>(BytesOf(message))->GetVariableID().IsNull());
 }
 
-TEST(SplitFileMsg, HasThisWireForm) {
+TEST(SplitFileMsg, HasThisEncoding) {
   SplitFileMsg message(0, kDataset, kSequence, 2, kBoth, true);
   EXPECT_EQ(BytesOf(message), kSplitBytes);
 }
 
-TEST(SplitFileMsg, ComesBackFromItsBytes) {
+TEST(SplitFileMsg, RoundTrips) {
   const auto message = ReadAs<SplitFileMsg>(kSplitBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -176,64 +176,64 @@ TEST(SplitFileMsg, ComesBackFromItsBytes) {
   EXPECT_TRUE(message->GetSeparate());
 }
 
-TEST(SplitFileMsg, TakesAsManyIdentifiersAsItIsToldAndNoMore) {
+TEST(SplitFileMsg, CopiesExactlyTheGivenNumberOfIdentifiers) {
   const SplitFileMsg message(0, kDataset, kSequence, 1, kBoth, false);
   EXPECT_THAT(message.GetVariableIDs(), ElementsAre(kYear));
   EXPECT_FALSE(message.GetSeparate());
 }
 
-TEST(SplitFileMsg, TakesMoreThanEightIdentifiers) {
+TEST(SplitFileMsg, AcceptsMoreThanEightIdentifiers) {
   std::vector<LocallyUniqueID> ids;
   for (unsigned int i = 0; i < 20; ++i) ids.push_back(LocallyUniqueID(1, i));
   SplitFileMsg message(0, kDataset, kSequence, 20, ids.data(), false);
   EXPECT_EQ(ReadAs<SplitFileMsg>(BytesOf(message))->GetVariableIDs(), ids);
 }
 
-TEST(SplitFileMsg, KeepsACopyOfTheIdentifiers) {
+TEST(SplitFileMsg, CopiesTheIdentifiers) {
   std::vector<LocallyUniqueID> ids = {kYear};
   const SplitFileMsg message(0, kDataset, kSequence, 1, ids.data(), false);
   ids[0] = kMonth;
   EXPECT_THAT(message.GetVariableIDs(), ElementsAre(kYear));
 }
 
-TEST(SplitFileMsg, SaysWithNoIdentifiersThatNothingSplits) {
+TEST(SplitFileMsg, NoIdentifiersMeansNoSplit) {
   SplitFileMsg message(0, kDataset, kSequence, 0, nullptr, false);
   EXPECT_THAT(ReadAs<SplitFileMsg>(BytesOf(message))->GetVariableIDs(), IsEmpty());
 }
 
-TEST(SplitFileMsg, RefusesANegativeCount) {
+TEST(SplitFileMsg, RejectsANegativeCount) {
   EXPECT_THROW(SplitFileMsg(0, kDataset, kSequence, -1, kBoth, false), std::invalid_argument);
 }
 
-TEST(FileLabelChangeMsg, HasThisWireForm) {
+TEST(FileLabelChangeMsg, HasThisEncoding) {
   FileLabelChangeMsg message(0, kDataset, kSequence, "Survey");
   EXPECT_EQ(BytesOf(message), kLabelBytes);
 }
 
-TEST(FileLabelChangeMsg, ComesBackFromItsBytes) {
+TEST(FileLabelChangeMsg, RoundTrips) {
   const auto message = ReadAs<FileLabelChangeMsg>(kLabelBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_EQ(message->GetLabel(), "Survey");
 }
 
-TEST(FileLabelChangeMsg, KeepsACopyOfTheLabel) {
+TEST(FileLabelChangeMsg, CopiesTheLabel) {
   std::string label = "before";
   const FileLabelChangeMsg message(0, kDataset, kSequence, label.c_str());
   label = "after!";
   EXPECT_EQ(message.GetLabel(), "before");
 }
 
-TEST(FileLabelChangeMsg, TakesNoLabelAsAnEmptyOne) {
+TEST(FileLabelChangeMsg, NullLabelBecomesEmpty) {
   EXPECT_EQ(FileLabelChangeMsg(0, kDataset, kSequence, nullptr).GetLabel(), "");
 }
 
-TEST(FileSpecChangeMsg, HasThisWireForm) {
+TEST(FileSpecChangeMsg, HasThisEncoding) {
   FileSpecChangeMsg message(0, kDataset, kSequence, "/a.csv", true);
   EXPECT_EQ(BytesOf(message), kFileSpecBytes);
 }
 
-TEST(FileSpecChangeMsg, ComesBackFromItsBytes) {
+TEST(FileSpecChangeMsg, RoundTrips) {
   const auto message = ReadAs<FileSpecChangeMsg>(kFileSpecBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -241,60 +241,60 @@ TEST(FileSpecChangeMsg, ComesBackFromItsBytes) {
   EXPECT_TRUE(message->GetFlag());
 }
 
-TEST(FileSpecChangeMsg, CarriesAClearFlagAsWell) {
+TEST(FileSpecChangeMsg, RoundTripsAClearFlag) {
   FileSpecChangeMsg message(0, kDataset, kSequence, "/a.csv", false);
   EXPECT_FALSE(ReadAs<FileSpecChangeMsg>(BytesOf(message))->GetFlag());
 }
 
-TEST(FileSpecChangeMsg, KeepsACopyOfTheName) {
+TEST(FileSpecChangeMsg, CopiesTheName) {
   std::string name = "/before";
   const FileSpecChangeMsg message(0, kDataset, kSequence, name.c_str(), true);
   name = "/after!";
   EXPECT_EQ(message.GetFileSpec(), "/before");
 }
 
-TEST(FileSpecChangeMsg, TakesNoNameAsAnEmptyOne) {
+TEST(FileSpecChangeMsg, NullNameBecomesEmpty) {
   EXPECT_EQ(FileSpecChangeMsg(0, kDataset, kSequence, nullptr, true).GetFileSpec(), "");
 }
 
-TEST(DataSetModifiedMsg, HasThisWireForm) {
+TEST(DataSetModifiedMsg, HasThisEncoding) {
   DataSetModifiedMsg message(0, kDataset, kSequence, true);
   EXPECT_EQ(BytesOf(message), kModifiedBytes);
 }
 
-TEST(DataSetModifiedMsg, ComesBackFromItsBytes) {
+TEST(DataSetModifiedMsg, RoundTrips) {
   const auto message = ReadAs<DataSetModifiedMsg>(kModifiedBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_TRUE(message->GetModified());
 }
 
-TEST(DataSetModifiedMsg, CarriesAClearFlagAsWell) {
+TEST(DataSetModifiedMsg, RoundTripsAClearFlag) {
   DataSetModifiedMsg message(0, kDataset, kSequence, false);
   EXPECT_FALSE(ReadAs<DataSetModifiedMsg>(BytesOf(message))->GetModified());
 }
 
-TEST(TrendsInfoMsg, HasThisWireForm) {
+TEST(TrendsInfoMsg, HasThisEncoding) {
   const ORVX_TrendsInfo trends = Monthly();
   TrendsInfoMsg message(0, kDataset, kSequence, &trends);
   EXPECT_EQ(BytesOf(message), kTrendsBytes);
 }
 
-TEST(TrendsInfoMsg, ComesBackFromItsBytes) {
+TEST(TrendsInfoMsg, RoundTrips) {
   const auto message = ReadAs<TrendsInfoMsg>(kTrendsBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_EQ(message->GetTrendsInfo(), Monthly());
 }
 
-TEST(TrendsInfoMsg, KeepsACopyOfTheTrendsInformation) {
+TEST(TrendsInfoMsg, CopiesTheTrendsInformation) {
   ORVX_TrendsInfo trends = Monthly();
   const TrendsInfoMsg message(0, kDataset, kSequence, &trends);
   trends = ORVX_TrendsInfo();
   EXPECT_EQ(message.GetTrendsInfo(), Monthly());
 }
 
-TEST(TrendsInfoMsg, IsReadOverWhateverStoodThereBefore) {
+TEST(TrendsInfoMsg, DecodingReplacesTheOldContent) {
   const ORVX_TrendsInfo none;
   TrendsInfoMsg ofNone(0, kDataset, kSequence, &none);
   const ORVX_TrendsInfo monthly = Monthly();
@@ -303,30 +303,30 @@ TEST(TrendsInfoMsg, IsReadOverWhateverStoodThereBefore) {
   EXPECT_EQ(message.GetTrendsInfo(), none);
 }
 
-TEST(ResetClientDataMsg, HasThisWireForm) {
+TEST(ResetClientDataMsg, HasThisEncoding) {
   ResetClientDataMsg message(0, kDataset, kSequence, -1);
   EXPECT_EQ(BytesOf(message), kResetClientDataBytes);
 }
 
-TEST(ResetClientDataMsg, ComesBackFromItsBytes) {
+TEST(ResetClientDataMsg, RoundTrips) {
   const auto message = ReadAs<ResetClientDataMsg>(kResetClientDataBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_EQ(message->GetRowCount(), -1);
 }
 
-TEST(ResetClientDataMsg, CarriesTheLargestCount) {
+TEST(ResetClientDataMsg, RoundTripsTheLargestCount) {
   constexpr long long kMost = std::numeric_limits<long long>::max();
   ResetClientDataMsg message(0, kDataset, kSequence, kMost);
   EXPECT_EQ(ReadAs<ResetClientDataMsg>(BytesOf(message))->GetRowCount(), kMost);
 }
 
-TEST(ExtensionsMsg, HasThisWireForm) {
+TEST(ExtensionsMsg, HasThisEncoding) {
   ExtensionsMsg message(0, kDataset, kSequence, MakeBlock(7, 3, "a\0z"s));
   EXPECT_EQ(BytesOf(message), kExtensionBytes);
 }
 
-TEST(ExtensionsMsg, ComesBackFromItsBytes) {
+TEST(ExtensionsMsg, RoundTrips) {
   const auto message = ReadAs<ExtensionsMsg>(kExtensionBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -335,13 +335,13 @@ TEST(ExtensionsMsg, ComesBackFromItsBytes) {
   EXPECT_EQ(message->GetExtension()->GetBytes(), "a\0z"s);
 }
 
-TEST(ExtensionsMsg, CarriesABlockWithoutBytes) {
+TEST(ExtensionsMsg, RoundTripsAnEmptyBlock) {
   ExtensionsMsg message(0, kDataset, kSequence, MakeBlock(0, 1, ""));
   const auto read = ReadAs<ExtensionsMsg>(BytesOf(message));
   EXPECT_EQ(read->GetExtension()->GetLength(), 0);
 }
 
-TEST(ExtensionsMsg, SharesTheBlockAndSoDoItsCopies) {
+TEST(ExtensionsMsg, SharesTheBlockWithItsCopies) {
   const Block block = MakeBlock(7, 1, "abc");
   const ExtensionsMsg message(0, kDataset, kSequence, block);
   const ExtensionsMsg copy(message);
@@ -350,14 +350,14 @@ TEST(ExtensionsMsg, SharesTheBlockAndSoDoItsCopies) {
   EXPECT_EQ(block->ReferenceCount(), 3U);
 }
 
-TEST(ExtensionsMsg, KeepsTheBlockAliveOnItsOwn) {
+TEST(ExtensionsMsg, KeepsTheBlockAlive) {
   Block block = MakeBlock(7, 1, "abc");
   const ExtensionsMsg message(0, kDataset, kSequence, block);
   block = Block(nullptr);
   EXPECT_EQ(message.GetExtension()->GetBytes(), "abc");
 }
 
-TEST(ExtensionsMsg, ReadIntoASharedBlockLeavesThatBlockAlone) {
+TEST(ExtensionsMsg, DecodingDoesNotChangeASharedBlock) {
   const Block block = MakeBlock(5, 1, "shared");
   ExtensionsMsg message(0, kDataset, kSequence, block);
   ReadAll(kExtensionBytes, message);
@@ -366,11 +366,11 @@ TEST(ExtensionsMsg, ReadIntoASharedBlockLeavesThatBlockAlone) {
   EXPECT_EQ(block->GetType(), 5);
 }
 
-TEST(ExtensionsMsg, RefusesAnEmptyPointer) {
+TEST(ExtensionsMsg, RejectsANullBlock) {
   EXPECT_THROW(ExtensionsMsg(0, kDataset, kSequence, Block(nullptr)), std::invalid_argument);
 }
 
-TEST(ExtensionsMsg, MadeForReadingHoldsABlockWithoutBytes) {
+TEST(ExtensionsMsg, DefaultHasAnEmptyBlock) {
   const ExtensionsMsg message;
   ASSERT_TRUE(message.GetExtension().IsValid());
   EXPECT_EQ(message.GetExtension()->GetType(), 0);
@@ -378,7 +378,7 @@ TEST(ExtensionsMsg, MadeForReadingHoldsABlockWithoutBytes) {
   EXPECT_EQ(message.GetExtension()->GetLength(), 0);
 }
 
-TEST(ImputationInfoMsg, HasNoArgumentsAndThisWireForm) {
+TEST(ImputationInfoMsg, HasNoArgumentsAndThisEncoding) {
   ImputationInfoMsg message;
   EXPECT_EQ(message.GetLeading(), 0U);
   EXPECT_TRUE(message.GetDataSetID().IsNull());
@@ -388,13 +388,13 @@ TEST(ImputationInfoMsg, HasNoArgumentsAndThisWireForm) {
   EXPECT_EQ(BytesOf(message), kImputationBytes);
 }
 
-TEST(ImputationInfoMsg, ComesBackFromItsBytes) {
+TEST(ImputationInfoMsg, RoundTrips) {
   const auto message = ReadAs<ImputationInfoMsg>(kImputationBytes);
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(message->RowsPerImputation(), 2);
 }
 
-TEST(PropertyMessages, AreClonedAsAWhole) {
+TEST(PropertyMessages, AreClonedCompletely) {
   for (const std::string& bytes :
        {kWeightBytes, kFilterBytes, kSplitBytes, kLabelBytes, kFileSpecBytes, kModifiedBytes,
         kTrendsBytes, kResetClientDataBytes, kExtensionBytes, kImputationBytes}) {
@@ -409,15 +409,15 @@ TEST(PropertyMessages, AreClonedAsAWhole) {
 
 class EachPropertyMessage : public testing::TestWithParam<std::string> {};
 
-TEST_P(EachPropertyMessage, IsRefusedWhereverItsBytesEndEarly) {
+TEST_P(EachPropertyMessage, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(GetParam(), ReadMessage);
 }
 
-TEST_P(EachPropertyMessage, IsReadOrRefusedWhateverByteChanges) {
+TEST_P(EachPropertyMessage, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(GetParam(), ReadMessage);
 }
 
-TEST_P(EachPropertyMessage, IsRefusedInVersionTwo) {
+TEST_P(EachPropertyMessage, IsRejectedInVersionTwo) {
   std::string bytes = GetParam();
   bytes[4U + static_cast<unsigned char>(bytes[0])] = '\x02';
   EXPECT_THROW(ReadMessage(bytes), VStreamError);
@@ -443,39 +443,39 @@ void ExpectLieRefused(std::string bytes, std::size_t place, char lie) {
   }
 }
 
-TEST(SplitFileMsg, RefusesACountOfIdentifiersThatCouldNotBeThere) {
+TEST(SplitFileMsg, RejectsACountOfIdentifiersBeyondTheBytes) {
   const std::size_t count = kSplitBytes.size() - 13;
   ASSERT_EQ(kSplitBytes[count], '\x02');
   ExpectLieRefused(kSplitBytes, count, '\x03');
 }
 
-TEST(TrendsInfoMsg, RefusesACountOfTimeVariablesBeyondItsBytes) {
+TEST(TrendsInfoMsg, RejectsACountOfTimeVariablesBeyondTheBytes) {
   const std::size_t count = kTrendsBytes.size() - 16;
   ASSERT_EQ(kTrendsBytes[count], '\x02');
   ExpectLieRefused(kTrendsBytes, count, '\x04');
 }
 
-TEST(ExtensionsMsg, RefusesALengthThatCouldNotBeThere) {
+TEST(ExtensionsMsg, RejectsALengthBeyondTheBytes) {
   const std::size_t length = kExtensionBytes.size() - 7;
   ASSERT_EQ(kExtensionBytes[length], '\x03');
   ExpectLieRefused(kExtensionBytes, length, '\x04');
 }
 
-TEST(FileLabelChangeMsg, RefusesALengthThatCouldNotBeThere) {
+TEST(FileLabelChangeMsg, RejectsALengthBeyondTheBytes) {
   const std::size_t length = kLabelBytes.size() - 10;
   ASSERT_EQ(kLabelBytes[length], '\x06');
   ExpectLieRefused(kLabelBytes, length, '\x07');
 }
 
-TEST(SplitFileMsg, RefusesAFlagThatIsNeitherOffNorOn) {
+TEST(SplitFileMsg, RejectsAFlagOtherThan0And1) {
   ExpectLieRefused(kSplitBytes, kSplitBytes.size() - 1, '\x02');
 }
 
-TEST(FileSpecChangeMsg, RefusesAFlagThatIsNeitherOffNorOn) {
+TEST(FileSpecChangeMsg, RejectsAFlagOtherThan0And1) {
   ExpectLieRefused(kFileSpecBytes, kFileSpecBytes.size() - 1, '\x02');
 }
 
-TEST(DataSetModifiedMsg, RefusesAFlagThatIsNeitherOffNorOn) {
+TEST(DataSetModifiedMsg, RejectsAFlagOtherThan0And1) {
   ExpectLieRefused(kModifiedBytes, kModifiedBytes.size() - 1, '\x02');
 }
 

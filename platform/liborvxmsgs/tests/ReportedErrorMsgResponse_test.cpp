@@ -22,14 +22,14 @@ void Read(std::string_view bytes) {
   ReadAll(bytes, response);
 }
 
-TEST(ReportedErrorMsgResponse, ComesBackFromItsBytesAndWritesThemAgain) {
+TEST(ReportedErrorMsgResponse, RoundTrips) {
   ReportedErrorMsgResponse response;
   ReadAll(kYesBytes, response);
   EXPECT_TRUE(response.GetAnswer());
   EXPECT_EQ(BytesOf(response), kYesBytes);
 }
 
-TEST(ReportedErrorMsgResponse, CarriesNoAsWellAsYes) {
+TEST(ReportedErrorMsgResponse, RoundTripsBothAnswers) {
   std::string bytes = kYesBytes;
   bytes.back() = '\0';
   ReportedErrorMsgResponse response;
@@ -37,7 +37,7 @@ TEST(ReportedErrorMsgResponse, CarriesNoAsWellAsYes) {
   EXPECT_FALSE(response.GetAnswer());
 }
 
-TEST(ReportedErrorMsgResponse, HasNoAnswerBeforeItWasRead) {
+TEST(ReportedErrorMsgResponse, HasNoAnswerBeforeDecoding) {
   alignas(ReportedErrorMsgResponse) unsigned char storage[sizeof(ReportedErrorMsgResponse)];
   std::memset(storage, 0xA5, sizeof storage);
   auto* response = new (static_cast<void*>(storage)) ReportedErrorMsgResponse;
@@ -45,17 +45,17 @@ TEST(ReportedErrorMsgResponse, HasNoAnswerBeforeItWasRead) {
   response->~ReportedErrorMsgResponse();
 }
 
-TEST(ReportedErrorMsgResponse, IsRefusedWithAnAnswerThatIsNeitherYesNorNo) {
+TEST(ReportedErrorMsgResponse, IsRejectedWithAnAnswerOtherThan0And1) {
   std::string bytes = kYesBytes;
   bytes.back() = '\x02';
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 
-TEST(ReportedErrorMsgResponse, IsRefusedWhereverItsBytesEndEarly) {
+TEST(ReportedErrorMsgResponse, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(kYesBytes, Read);
 }
 
-TEST(ReportedErrorMsgResponse, IsRefusedInVersionTwoAndUnderAnotherSignature) {
+TEST(ReportedErrorMsgResponse, IsRejectedInVersionTwoAndUnderAnotherSignature) {
   std::string second = kYesBytes;
   second[42] = '\x02';
   EXPECT_THROW(Read(second), VStreamError);

@@ -29,7 +29,7 @@ void Read(std::string_view bytes) {
   ReadAll(bytes, message);
 }
 
-TEST(ReportedErrorMsg, CarriesCopiesOfTextAndIdentifier) {
+TEST(ReportedErrorMsg, CopiesTextAndIdentifier) {
   LocallyUniqueID dataset(3, 69);
   ErrorText text("Late", 2);
   const ReportedErrorMsg message(dataset, text);
@@ -40,12 +40,12 @@ TEST(ReportedErrorMsg, CarriesCopiesOfTextAndIdentifier) {
   EXPECT_EQ(message.GetDataSetID(), LocallyUniqueID(3, 69));
 }
 
-TEST(ReportedErrorMsg, HasThisWireForm) {
+TEST(ReportedErrorMsg, HasThisEncoding) {
   ReportedErrorMsg message = Warning();
   EXPECT_EQ(BytesOf(message), kWarningBytes);
 }
 
-TEST(ReportedErrorMsg, ComesBackFromItsBytes) {
+TEST(ReportedErrorMsg, RoundTrips) {
   ReportedErrorMsg message;
   ReadAll(kWarningBytes, message);
   EXPECT_EQ(message.GetText().Text(), "Late");
@@ -53,29 +53,29 @@ TEST(ReportedErrorMsg, ComesBackFromItsBytes) {
   EXPECT_EQ(message.GetDataSetID(), LocallyUniqueID(3, 69));
 }
 
-TEST(ReportedErrorMsg, IsRefusedWhereverItsBytesEndEarly) {
+TEST(ReportedErrorMsg, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(kWarningBytes, Read);
 }
 
-TEST(ReportedErrorMsg, IsRefusedInVersionTwo) {
+TEST(ReportedErrorMsg, IsRejectedInVersionTwo) {
   std::string bytes = kWarningBytes;
   bytes[34] = '\x02';
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 
-TEST(ReportedErrorMsg, IsRefusedUnderAnotherSignature) {
+TEST(ReportedErrorMsg, IsRejectedUnderAnotherSignature) {
   std::string bytes = kWarningBytes;
   bytes[33] = 'x';
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 
-TEST(ReportedErrorMsg, IsRefusedWhereItsTextClaimsMoreThanIsThere) {
+TEST(ReportedErrorMsg, RejectsATextLengthBeyondTheBytes) {
   std::string bytes = kWarningBytes;
   bytes[41] = '\x7F';  // the length's highest byte
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 
-TEST(ReportedErrorMsg, IsReadOrRefusedWhateverByteChanges) {
+TEST(ReportedErrorMsg, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(kWarningBytes, Read);
 }
 

@@ -25,7 +25,7 @@ void PlayTogether(Round round) {
   }
 }
 
-TEST(CriticalSection, MayBeTakenAgainByItsHolder) {
+TEST(CriticalSection, MayBeAcquiredAgainByItsHolder) {
   CriticalSection section;
   int depth = 0;
 
@@ -41,7 +41,7 @@ TEST(CriticalSection, MayBeTakenAgainByItsHolder) {
 }
 
 // Interleaving: any; the sum, and the thread sanitizer, tell whether two threads were inside.
-TEST(CriticalSection, LetsOneThreadInAtATime) {
+TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   CriticalSection section;
   int sum = 0;
 
@@ -54,7 +54,7 @@ TEST(CriticalSection, LetsOneThreadInAtATime) {
 }
 
 // Interleaving: any; as above, after an inner lock has gone.
-TEST(CriticalSection, StaysHeldUntilTheOutermostLockHasGone) {
+TEST(CriticalSection, StaysHeldUntilTheOutermostLockIsDestroyed) {
   CriticalSection section;
   int sum = 0;
 
@@ -68,7 +68,7 @@ TEST(CriticalSection, StaysHeldUntilTheOutermostLockHasGone) {
 }
 
 // Interleaving: the other thread comes after the holder has left every scope.
-TEST(CriticalSection, IsFreeWhenTheOutermostLockHasGone) {
+TEST(CriticalSection, IsFreeAfterTheOutermostLockIsDestroyed) {
   CriticalSection section;
   bool entered = false;
   {

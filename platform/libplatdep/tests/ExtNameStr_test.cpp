@@ -72,7 +72,7 @@ class ExtNameStrOpening : public testing::Test {
   std::string folder_;
 };
 
-TEST_F(ExtNameStrOpening, GivesTheBytesOfTheFile) {
+TEST_F(ExtNameStrOpening, ReadsTheBytesOfTheFile) {
   const File file = Open(Path("data.tsv"));
 
   ASSERT_NE(file, nullptr) << std::strerror(errno);
@@ -88,7 +88,7 @@ TEST_F(ExtNameStrOpening, FollowsALinkToAFile) {
   EXPECT_EQ(FirstLine(file), "id\tname\n");
 }
 
-TEST_F(ExtNameStrOpening, TheLatestNameCounts) {
+TEST_F(ExtNameStrOpening, UsesTheLastName) {
   ExtNameStr name;
   name.SetGeneric(Path("missing"));
   name.SetGeneric(Path("data.tsv"));
@@ -96,27 +96,27 @@ TEST_F(ExtNameStrOpening, TheLatestNameCounts) {
   EXPECT_NE(File(name.fsopen("r", kNoSharing)), nullptr);
 }
 
-TEST_F(ExtNameStrOpening, GivesNullForAMissingFile) {
+TEST_F(ExtNameStrOpening, ReturnsNullForAMissingFile) {
   EXPECT_EQ(Open(Path("missing")), nullptr);
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(ExtNameStrOpening, GivesNullForTheEmptyName) {
+TEST_F(ExtNameStrOpening, ReturnsNullForTheEmptyName) {
   EXPECT_EQ(File(ExtNameStr().fsopen("r", kNoSharing)), nullptr);
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(ExtNameStrOpening, GivesNullForANameWithAZeroByte) {
+TEST_F(ExtNameStrOpening, ReturnsNullForANameWithAZeroByte) {
   EXPECT_EQ(Open(Path("data.tsv") + std::string("\0x", 2)), nullptr);
   EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(ExtNameStrOpening, GivesNullForAFolder) {
+TEST_F(ExtNameStrOpening, ReturnsNullForAFolder) {
   EXPECT_EQ(Open(folder_), nullptr);
   EXPECT_EQ(errno, EISDIR);
 }
 
-TEST_F(ExtNameStrOpening, GivesNullForAFifoWithoutWaitingForItsWriter) {
+TEST_F(ExtNameStrOpening, ReturnsNullForAFifoWithoutWaitingForItsWriter) {
   ASSERT_EQ(mkfifo(Path("fifo").c_str(), 0600), 0);
   std::filesystem::create_symlink("fifo", Path("link"));
 
@@ -126,12 +126,12 @@ TEST_F(ExtNameStrOpening, GivesNullForAFifoWithoutWaitingForItsWriter) {
   EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(ExtNameStrOpening, GivesNullForADevice) {
+TEST_F(ExtNameStrOpening, ReturnsNullForADevice) {
   EXPECT_EQ(Open("/dev/null"), nullptr);
   EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(ExtNameStrOpening, LosesNoDescriptorWhereItGivesNull) {
+TEST_F(ExtNameStrOpening, LeaksNoDescriptorOnFailure) {
   const auto open = [] {
     const std::filesystem::directory_iterator descriptors("/proc/self/fd");
     return std::distance(begin(descriptors), end(descriptors));
@@ -143,7 +143,7 @@ TEST_F(ExtNameStrOpening, LosesNoDescriptorWhereItGivesNull) {
   EXPECT_EQ(open(), before);
 }
 
-TEST_F(ExtNameStrOpening, OtherModesThanReadingAreRefusedAndCreateNothing) {
+TEST_F(ExtNameStrOpening, OtherModesAreRejectedAndCreateNothing) {
   for (const char* mode : {"w", "a", "r+", "rb", ""}) {
     EXPECT_EQ(Open(Path("data.tsv"), mode), nullptr) << mode;
     EXPECT_EQ(errno, EINVAL) << mode;
@@ -153,14 +153,14 @@ TEST_F(ExtNameStrOpening, OtherModesThanReadingAreRefusedAndCreateNothing) {
   EXPECT_EQ(std::filesystem::file_size(Path("data.tsv")), 8U);
 }
 
-TEST_F(ExtNameStrOpening, ProgramsStartedMeanwhileDoNotInheritTheFile) {
+TEST_F(ExtNameStrOpening, ChildProcessesDoNotInheritTheFile) {
   const File file = Open(Path("data.tsv"));
 
   ASSERT_NE(file, nullptr);
   EXPECT_TRUE(fcntl(fileno(file.get()), F_GETFD) & FD_CLOEXEC);
 }
 
-TEST_F(ExtNameStrOpening, DenyWriteKeepsAWriteLockOffTheWholeFileUntilItIsClosed) {
+TEST_F(ExtNameStrOpening, DenyWriteBlocksWriteLocksOnTheFileUntilItIsClosed) {
   OtherProgram other(Path("data.tsv"));
 
   File file = Open(Path("data.tsv"), "r", ExtNameStr::kDenyWrite);
@@ -176,7 +176,7 @@ TEST_F(ExtNameStrOpening, DenyWriteIsTheNumber32) {
   EXPECT_EQ(ExtNameStr::kDenyWrite, 32);
 }
 
-TEST_F(ExtNameStrOpening, WithoutDenyWriteNobodyIsKeptOff) {
+TEST_F(ExtNameStrOpening, WithoutDenyWriteTakesNoLock) {
   OtherProgram other(Path("data.tsv"));
 
   const File file = Open(Path("data.tsv"));
@@ -185,7 +185,7 @@ TEST_F(ExtNameStrOpening, WithoutDenyWriteNobodyIsKeptOff) {
   EXPECT_TRUE(other.LockForWriting());
 }
 
-TEST_F(ExtNameStrOpening, TwoMayDenyWritingTogether) {
+TEST_F(ExtNameStrOpening, TwoMayDenyWritingAtTheSameTime) {
   const File first = Open(Path("data.tsv"), "r", ExtNameStr::kDenyWrite);
   File second = Open(Path("data.tsv"), "r", ExtNameStr::kDenyWrite);
   OtherProgram other(Path("data.tsv"));
@@ -196,7 +196,7 @@ TEST_F(ExtNameStrOpening, TwoMayDenyWritingTogether) {
   EXPECT_FALSE(other.LockForWriting());
 }
 
-TEST_F(ExtNameStrOpening, OpensWithoutWaitingWhereDenyWriteIsRefused) {
+TEST_F(ExtNameStrOpening, OpensWithoutWaitingIfDenyWriteIsRefused) {
   OtherProgram other(Path("data.tsv"));
   ASSERT_TRUE(other.LockForWriting());
 

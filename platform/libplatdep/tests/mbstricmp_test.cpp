@@ -28,17 +28,17 @@ TEST(CaselessCompare, EqualStringsAreEqual) {
   EXPECT_TRUE(AreEqual("survey", "survey"));
 }
 
-TEST(CaselessCompare, CaseOfAsciiLettersDoesNotCount) {
+TEST(CaselessCompare, IgnoresCaseOfAsciiLetters) {
   EXPECT_TRUE(AreEqual("SURVEY_2024.tsv", "survey_2024.TSV"));
   EXPECT_TRUE(AreEqual("ABCDEFGHIJKLMNOPQRSTUVWXYZ", "abcdefghijklmnopqrstuvwxyz"));
 }
 
-TEST(CaselessCompare, OnlyLettersOfAsciiFold) {
+TEST(CaselessCompare, OnlyAsciiLettersFoldInAscii) {
   EXPECT_FALSE(AreEqual("@", "`"));
   EXPECT_FALSE(AreEqual("[", "{"));
 }
 
-TEST(CaselessCompare, CaseBeyondAsciiDoesNotCount) {
+TEST(CaselessCompare, IgnoresCaseBeyondAscii) {
   EXPECT_TRUE(AreEqual("Größe", "GRÖßE"));
   EXPECT_TRUE(AreEqual("ПРОВЕРКА", "проверка"));
 }
@@ -83,7 +83,7 @@ TEST(CaselessCompare, SortsByFoldedCodePoint) {
   EXPECT_TRUE(IsBefore("\uFFFD", "\U00010000"));
 }
 
-TEST(CaselessCompare, BytesThatAreNotUtf8EqualThemselvesOnly) {
+TEST(CaselessCompare, InvalidBytesEqualOnlyThemselves) {
   EXPECT_TRUE(AreEqual("\xFF", "\xFF"));
   EXPECT_TRUE(AreEqual("GR\xD6SSE", "gr\xD6sse"));
   EXPECT_FALSE(AreEqual("\xC4", "\xE4"));  // a letter and its capital in another encoding
@@ -91,12 +91,12 @@ TEST(CaselessCompare, BytesThatAreNotUtf8EqualThemselvesOnly) {
   EXPECT_TRUE(IsBefore("\x80", "\x81"));
 }
 
-TEST(CaselessCompare, BytesThatAreNotUtf8SortAfterEveryCodePoint) {
+TEST(CaselessCompare, InvalidBytesSortAfterEveryCodePoint) {
   EXPECT_TRUE(IsBefore("\U0010FFFF", "\x80"));
   EXPECT_TRUE(IsBefore("z", "\xC3"));
 }
 
-TEST(CaselessCompare, FormsThatOnlyLookLikeUtf8AreBytes) {
+TEST(CaselessCompare, MalformedUtf8IsInvalidBytes) {
   EXPECT_FALSE(AreEqual("\xC1\x81", "A"));                  // overlong
   EXPECT_FALSE(AreEqual("\xC1\xA1", "\xC1\x81"));           // overlong `a` and `A`
   EXPECT_TRUE(IsBefore("\U0010FFFF", "\xED\xA0\x80"));      // a surrogate
@@ -104,14 +104,14 @@ TEST(CaselessCompare, FormsThatOnlyLookLikeUtf8AreBytes) {
   EXPECT_TRUE(IsBefore("\U0010FFFF", "\xC0\x80"));          // overlong zero
 }
 
-TEST(CaselessCompare, ASequenceCutShortByTheEndIsBytes) {
+TEST(CaselessCompare, ATruncatedSequenceIsInvalidBytes) {
   EXPECT_TRUE(AreEqual("a\xC3", "A\xC3"));
   EXPECT_TRUE(IsBefore("\xC3\xA9", "\xC3"));
   EXPECT_TRUE(AreEqual("\xE2\x82", "\xE2\x82"));
   EXPECT_TRUE(AreEqual("\xF0\x9F\x98", "\xF0\x9F\x98"));
 }
 
-TEST(CaselessCompare, IsOneOrderForAllStrings) {
+TEST(CaselessCompare, IsATotalOrder) {
   const std::vector<std::string> samples = {
       "",      "a",    "A",       "b",     "s",        "ss",           "S\u017F",   "ß",
       "ẞ",     "sst",  "t",       "ä",     "Ä",        "a\u0308",      "Σ",         "ς",

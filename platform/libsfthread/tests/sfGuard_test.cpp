@@ -44,7 +44,7 @@ TEST(Mutex, ASuccessfulTryHoldsIt) {
 }
 
 // Interleaving: the second thread is asleep in lock() before the first one releases.
-TEST(Mutex, AWaitingThreadGetsInAfterTheRelease) {
+TEST(Mutex, AWaitingThreadAcquiresAfterTheRelease) {
   sfMutex mutex;
   Actor other;
   mutex.lock();
@@ -58,7 +58,7 @@ TEST(Mutex, AWaitingThreadGetsInAfterTheRelease) {
 }
 
 // Interleaving: any; the sum, and the thread sanitizer, tell whether two threads were inside.
-TEST(Mutex, LetsOneThreadInAtATime) {
+TEST(Mutex, IsHeldByOneThreadAtATime) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 2'000;
   sfMutex mutex;
@@ -101,7 +101,7 @@ TEST(Guard, ReleasesWhenAnExceptionLeavesTheScope) {
 
 class GuardLockType : public testing::TestWithParam<int> {};
 
-TEST_P(GuardLockType, OtherThanOneIsRefusedByNumberAndTheMutexIsNotTouched) {
+TEST_P(GuardLockType, OtherThanOneIsRejectedAndDoesNotTouchTheMutex) {
   sfMutex mutex;
 
   try {

@@ -32,7 +32,7 @@ auto WithoutHeap(Calls calls) {
 
 // Interleaving: the writer is asleep in writeLock() before the reads end, and a new reader behind
 // it.
-TEST(MutexRWMemory, NothingIsTakenFromTheHeapToTakeWaitForOrEndALock) {
+TEST(MutexRWMemory, LockingWaitingAndUnlockingAllocateNothing) {
   sfMutexRW lock;
   Actor writer, reader;
   for (int round = 0; round < 10; ++round) {

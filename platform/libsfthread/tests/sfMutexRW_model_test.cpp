@@ -398,7 +398,7 @@ std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   return found;
 }
 
-TEST(MutexRWModel, LetsInEveryReaderBehindAWaitingWriterInTime) {
+TEST(MutexRWModel, AdmitsEveryReaderWithinTheTimeLimit) {
   const auto runs = RunsToReadersBehindAWaitingWriter();
   ASSERT_FALSE(runs.empty());
   std::array<Stage, 16> stages;  // which wait side by side

@@ -220,7 +220,7 @@ class Stress {
   Jobs toEnd_, toHelp_;
 };
 
-TEST(MutexRWStress, NobodyWaitsForEverWhateverIsNestedHandedOverOrEndedElsewhere) {
+TEST(MutexRWStress, NobodyWaitsForeverWithNestedSharedOrRemotelyReleasedReads) {
   const auto length = std::chrono::seconds(FromEnvironment("LOCK_STRESS_SECONDS", 3));
   const unsigned seed = FromEnvironment("LOCK_STRESS_SEED", std::random_device()());
   SCOPED_TRACE("LOCK_STRESS_SEED=" + std::to_string(seed));

@@ -98,7 +98,7 @@ TEST_F(MutexRW, IsHeldByOneWriterAlone) {
   EXPECT_TRUE(IsFree());
 }
 
-TEST_F(MutexRW, UnlockEndsWhicheverLockIsHeld) {
+TEST_F(MutexRW, UnlockReleasesEitherKindOfLock) {
   lock_.writeLock();
   lock_.unlock();
   lock_.readLock();
@@ -185,7 +185,7 @@ TEST_F(MutexRW, AWriterWaitsForTheLastReader) {
 
 // Interleaving: the next writer, then two readers, are asleep in their calls before the first
 // writer releases.
-TEST_F(MutexRW, AReleasingWriterLetsInAllWaitingReaders) {
+TEST_F(MutexRW, AReleasingWriterAdmitsAllWaitingReaders) {
   Actor nextWriter, first, second;
   lock_.writeLock();
   StartWriting(nextWriter);
@@ -209,7 +209,7 @@ TEST_F(MutexRW, AReleasingWriterLetsInAllWaitingReaders) {
 }
 
 // Interleaving: each writer is asleep in writeLock() before the next one asks.
-TEST_F(MutexRW, WaitingWritersGoFirstComeFirstServed) {
+TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
   std::array<Actor, 4> writers;
   lock_.writeLock();
   for (Actor& writer : writers) {
@@ -230,7 +230,7 @@ TEST_F(MutexRW, WaitingWritersGoFirstComeFirstServed) {
 }
 
 // Interleaving: a second writer waits and the first one, having released, asks again at once.
-TEST_F(MutexRW, NobodySlipsInBeforeTheWriterWhoseTurnItIs) {
+TEST_F(MutexRW, NobodyOvertakesTheNextWriter) {
   Actor waiting;
   lock_.writeLock();
   StartWriting(waiting);
@@ -244,7 +244,7 @@ TEST_F(MutexRW, NobodySlipsInBeforeTheWriterWhoseTurnItIs) {
   Unlock(waiting);
 }
 
-TEST_F(MutexRW, AnotherThreadMayEndARead) {
+TEST_F(MutexRW, AnotherThreadMayReleaseARead) {
   Actor other;
   lock_.readLock();
 
@@ -253,7 +253,7 @@ TEST_F(MutexRW, AnotherThreadMayEndARead) {
   EXPECT_TRUE(IsFree());
 }
 
-TEST_F(MutexRW, AnotherThreadMayEndAWrite) {
+TEST_F(MutexRW, AnotherThreadMayReleaseAWrite) {
   Actor other;
   lock_.writeLock();
 
@@ -263,7 +263,7 @@ TEST_F(MutexRW, AnotherThreadMayEndAWrite) {
 }
 
 // Interleaving: the writer is asleep in writeLock() before a third thread ends the read.
-TEST_F(MutexRW, AWriterGetsInWhenAnotherThreadEndsTheRead) {
+TEST_F(MutexRW, AWriterIsAdmittedWhenAnotherThreadReleasesTheRead) {
   Actor writer, other;
   lock_.readLock();
   StartWriting(writer);
@@ -276,7 +276,7 @@ TEST_F(MutexRW, AWriterGetsInWhenAnotherThreadEndsTheRead) {
 }
 
 // Interleaving: the thread waits for its own read to end, which another thread then does.
-TEST_F(MutexRW, AThreadThatReadsMayWaitToWriteForAnotherToEndItsRead) {
+TEST_F(MutexRW, AReaderMayWaitToWriteUntilAnotherThreadReleasesItsRead) {
   Actor reader, other;
   Read(reader);
   StartWriting(reader);
@@ -318,7 +318,7 @@ class MutexRWBehindAWriter : public MutexRW {
 };
 
 // Interleaving: a reader has let the writer go first for as long as it had to, then ends.
-TEST_F(MutexRWBehindAWriter, ANewReaderGetsInBesideAReaderThatStays) {
+TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
   Actor stays, comes;
   Read(stays);
   LetAWriterWait();
@@ -328,7 +328,7 @@ TEST_F(MutexRWBehindAWriter, ANewReaderGetsInBesideAReaderThatStays) {
 
 // Interleaving: the reads of three threads are ended by others, each on a thread that holds none or
 // another's, so that no thread but the first still reads; then that one reads again.
-TEST_F(MutexRWBehindAWriter, AReaderNestsAfterOthersEndedOneAnothersReads) {
+TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   Actor first, second, third, other;
   Read(first);
   Read(second);
@@ -341,7 +341,7 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterOthersEndedOneAnothersReads) {
 }
 
 // Interleaving: two threads read, a third one ends one of the reads; then both read again.
-TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadEndedOneOfTheirReads) {
+TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   Actor first, second, other;
   Read(first);
   Read(second);
@@ -353,7 +353,7 @@ TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadEndedOneOfTheirRea
 }
 
 // Interleaving: a thread has taken a read and gives it to another one, which reads again.
-TEST_F(MutexRWBehindAWriter, AThreadThatWasGivenAReadNests) {
+TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   Actor gives, takes;
   Read(gives);
   LetAWriterWait();
@@ -363,7 +363,7 @@ TEST_F(MutexRWBehindAWriter, AThreadThatWasGivenAReadNests) {
 }
 
 // Interleaving: a thread ends another's read before its own, and reads again.
-TEST_F(MutexRWBehindAWriter, AThreadThatEndedAnothersReadNests) {
+TEST_F(MutexRWBehindAWriter, AThreadThatReleasedAnothersReadNests) {
   Actor first, second;
   Read(first);
   Read(second);
@@ -374,7 +374,7 @@ TEST_F(MutexRWBehindAWriter, AThreadThatEndedAnothersReadNests) {
 }
 
 // Interleaving: a thread that reads waits for helpers, which read only once the writer waits.
-TEST_F(MutexRWBehindAWriter, HelpersThatAReaderWaitsForRead) {
+TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
   Actor reader;
   std::array<Actor, 3> helpers;
   std::latch writerWaits(1);
@@ -396,7 +396,7 @@ TEST_F(MutexRWBehindAWriter, HelpersThatAReaderWaitsForRead) {
 }
 
 // Interleaving: as before, and the helper does not wait in the lock but tries until it has it.
-TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesToReadGetsIn) {
+TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   Actor reader, helper;
   Read(reader);
   LetAWriterWait();
@@ -424,7 +424,7 @@ TEST_F(MutexRWBehindAWriter, AReaderOfTwoLocksNests) {
 }
 
 // Interleaving: a helper reads 300 times in succession. Each could be held back on its own.
-TEST_F(MutexRWBehindAWriter, ReadsInSuccessionAreHeldBackOnlyNowAndThen) {
+TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
   Actor reader, helper;
   Read(reader);
   LetAWriterWait();
@@ -439,7 +439,7 @@ TEST_F(MutexRWBehindAWriter, ReadsInSuccessionAreHeldBackOnlyNowAndThen) {
 }
 
 // The shortest of some tries, as a busy machine makes any of them longer.
-TEST_F(MutexRWBehindAWriter, AThreadThatReadsAlreadyReadsAgainAtOnce) {
+TEST_F(MutexRWBehindAWriter, AReaderReadsAgainWithoutDelay) {
   auto shortest = std::chrono::milliseconds::max();
   for (int time = 0; time < 20; ++time) {
     lock_.readLock();
@@ -452,7 +452,7 @@ TEST_F(MutexRWBehindAWriter, AThreadThatReadsAlreadyReadsAgainAtOnce) {
 
 // Interleaving: a writer has waited for so long that readers were held back for 320 ms, before it
 // gets in; then a reader comes while the next writer waits.
-TEST_F(MutexRWBehindAWriter, TheNextWriterHoldsReadersBackForAShortTimeAgain) {
+TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
   auto shortest = std::chrono::milliseconds::max();
   for (int time = 0; time < 5 && shortest > 2 * kFirstClosing; ++time) {
     Actor stays, comes, comesLater;
@@ -504,7 +504,7 @@ TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
 
 // --- Its life ----------------------------------------------------------------------------------
 
-TEST(MutexRWLifetime, MayEndWhileHeld) {
+TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   auto written = std::make_unique<sfMutexRW>();
   written->writeLock();
   written.reset();
@@ -525,7 +525,7 @@ TEST(MutexRWLifetime, MayEndWhileHeld) {
 
 // Interleaving: the writer is asleep in writeLock() when the reader releases; it destroys the lock
 // as soon as it holds it, maybe before the releasing thread has returned.
-TEST(MutexRWLifetime, MayEndAsSoonAsTheLastWaiterHoldsIt) {
+TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   for (int round = 0; round < 50; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
     sfMutexRW* const borrowed = lock.get();
@@ -545,7 +545,7 @@ TEST(MutexRWLifetime, MayEndAsSoonAsTheLastWaiterHoldsIt) {
 
 // Interleaving: any, many times over. The other thread tries all the time and destroys the lock as
 // soon as it has it, maybe before the releasing thread has returned.
-TEST(MutexRWLifetime, MayEndAsSoonAsItIsFree) {
+TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
   Actor other;
   for (int round = 0; round < 5000; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
@@ -576,7 +576,7 @@ class Deadline {
 // Interleaving: until the writer asks, a reader releases only while the other one reads too; from
 // then on each reads again as soon as it has released, so that their reads overlap wherever the
 // lock lets them.
-TEST(MutexRWFairness, AWriterGetsInWhileTwoReadersOverlapForEver) {
+TEST(MutexRWFairness, AWriterIsAdmittedWhileTwoReadersOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
   std::atomic<bool> writerAsks = false;
@@ -610,7 +610,7 @@ TEST(MutexRWFairness, AWriterGetsInWhileTwoReadersOverlapForEver) {
 
 // Interleaving: a writer releases only after the other one has asked, so one of them waits at every
 // release.
-TEST(MutexRWFairness, AReaderGetsInWhileTwoWritersRelayForEver) {
+TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   sfMutexRW lock;
   const Deadline deadline;
   std::atomic<bool> stop = false;
@@ -640,7 +640,7 @@ TEST(MutexRWFairness, AReaderGetsInWhileTwoWritersRelayForEver) {
 
 // Interleaving: two threads read in turns for 40 ms each, half a turn apart, and a third one ends
 // every read. It is always open who reads, and each comes again while the other's read is held.
-TEST(MutexRWFairness, AWriterGetsInWhileReadsEndedElsewhereOverlapForEver) {
+TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
   std::atomic<bool> stop = false;
@@ -710,7 +710,7 @@ class OverlappingReaders {
   std::vector<std::jthread> threads_;
 };
 
-TEST(MutexRWFairness, AWriterGetsInWhileReadersOf50MillisecondsOverlapForEver) {
+TEST(MutexRWFairness, AWriterIsAdmittedWhile50MillisecondReadsOverlapForever) {
   sfMutexRW lock;
   const OverlappingReaders readers(lock, 4, 50ms, [&](int) {
     std::this_thread::sleep_for(50ms);
@@ -723,7 +723,7 @@ TEST(MutexRWFairness, AWriterGetsInWhileReadersOf50MillisecondsOverlapForEver) {
 }
 
 // Longer than readers are held back at first.
-TEST(MutexRWFairness, AWriterGetsInWhileReadersOf200MillisecondsOverlapForEver) {
+TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   sfMutexRW lock;
   const OverlappingReaders readers(lock, 3, 200ms, [&](int) {
     std::this_thread::sleep_for(200ms);
@@ -738,7 +738,7 @@ TEST(MutexRWFairness, AWriterGetsInWhileReadersOf200MillisecondsOverlapForEver) 
 // Interleaving: each of two threads has the other end its reads, so that it seems to read all the
 // time, and would always be let in at once if that were believed. It ends them itself where the
 // other waits for the lock.
-TEST(MutexRWFairness, AWriterGetsInWhileThreadsThatEndEachOthersReadsOverlapForEver) {
+TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};
   std::array<bool, 2> isKnown = {};
@@ -770,7 +770,7 @@ TEST(MutexRWFairness, AWriterGetsInWhileThreadsThatEndEachOthersReadsOverlapForE
 }
 
 // Interleaving: any. The sums, and the thread sanitizer, tell whether a writer was ever alone.
-TEST(MutexRWFairness, ReadersSeeWholeWritesOnly) {
+TEST(MutexRWFairness, ReadersSeeOnlyCompleteWrites) {
   constexpr int kRounds = 500;
   sfMutexRW lock;
   int left = 0;

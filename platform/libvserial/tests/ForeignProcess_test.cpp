@@ -52,7 +52,7 @@ std::string Complaint(std::string_view bytes) {
   }
 }
 
-TEST(ForeignProcess, WritesSignatureVersionAndFields) {
+TEST(ForeignProcess, EncodesSignatureVersionAndFields) {
   VStream stream;
   Point point = {1, 2};
 
@@ -62,7 +62,7 @@ TEST(ForeignProcess, WritesSignatureVersionAndFields) {
   EXPECT_EQ(point.switched, 1);
 }
 
-TEST(ForeignProcess, ReadsThemBack) {
+TEST(ForeignProcess, DecodesSignatureVersionAndFields) {
   VStream stream(kBytes);
   Point point;
 
@@ -74,7 +74,7 @@ TEST(ForeignProcess, ReadsThemBack) {
   EXPECT_EQ(point.switched, 1);
 }
 
-TEST(ForeignProcess, ObjectsStandOneAfterTheOther) {
+TEST(ForeignProcess, ObjectsAreConsecutive) {
   VStream out;
   Point first = {1, 2}, second = {3, 4};
   first.Process(out);
@@ -89,19 +89,19 @@ TEST(ForeignProcess, ObjectsStandOneAfterTheOther) {
   EXPECT_EQ(back.x, 3);
 }
 
-TEST(ForeignProcess, RefusesAnotherSignature) {
+TEST(ForeignProcess, RejectsAnotherSignature) {
   EXPECT_EQ(Complaint("\x05\x00\x00\x00Other\x03\x00\x00\x00\x01\x00\x02\x00"sv),
             R"(at byte 0: expected the signature "Test::Point", found "Other")");
 }
 
-TEST(ForeignProcess, RefusesASignatureThatOnlyBeginsAlike) {
+TEST(ForeignProcess, RejectsASignatureWithTheSamePrefix) {
   EXPECT_EQ(Complaint("\x04\x00\x00\x00Test\x03\x00\x00\x00"sv),
             R"(at byte 0: expected the signature "Test::Point", found "Test")");
   EXPECT_EQ(Complaint("\x0D\x00\x00\x00Test::Point\x00!\x03\x00\x00\x00"sv),
             R"(at byte 0: expected the signature "Test::Point", found "Test::Point\x00!")");
 }
 
-TEST(ForeignProcess, AnotherSignatureFromOutsideIsFitForAMessage) {
+TEST(ForeignProcess, AnotherSignatureIsQuotedInTheErrorText) {
   VStream out;
   std::string foreign = "\x1B[2J" + std::string(1000, 'x') + "\xFF";
   out.String(foreign);
@@ -111,7 +111,7 @@ TEST(ForeignProcess, AnotherSignatureFromOutsideIsFitForAMessage) {
                 std::string(60, 'x') + "...\"");
 }
 
-TEST(ForeignProcess, RefusesAnUnknownVersionEarlierOrLater) {
+TEST(ForeignProcess, RejectsEarlierAndLaterVersions) {
   for (const std::string_view version : {"\x02"sv, "\x04"sv}) {
     std::string bytes(kBytes);
     bytes[15] = version[0];
@@ -122,12 +122,12 @@ TEST(ForeignProcess, RefusesAnUnknownVersionEarlierOrLater) {
   }
 }
 
-TEST(ForeignProcess, RefusesAnOverlongSignature) {
+TEST(ForeignProcess, RejectsAnOverlongSignature) {
   EXPECT_EQ(Complaint("\xFF\xFF\xFF\xFFTest::Point"sv),
             "at byte 0: expected a length of at most 11 in what is left, found 4294967295");
 }
 
-TEST(ForeignProcess, RefusesAnObjectCutShortAnywhere) {
+TEST(ForeignProcess, RejectsAnObjectAtEveryTruncation) {
   for (std::size_t size = 0; size < kBytes.size(); ++size) {
     VStream stream(kBytes.substr(0, size));
     Point point;
@@ -135,14 +135,14 @@ TEST(ForeignProcess, RefusesAnObjectCutShortAnywhere) {
   }
 }
 
-TEST(ForeignProcess, WhatTheSwitchThrowsPassesOn) {
+TEST(ForeignProcess, ExceptionsOfTheSwitchPropagate) {
   VStream stream;
   const auto fail = [](void*, VStream&) { throw std::runtime_error("from the switch"); };
 
   EXPECT_THROW(ForeignProcess(nullptr, 1, stream, fail, kSignature), std::runtime_error);
 }
 
-TEST(PeekSignature, TellsTheSignatureAndStaysInPlace) {
+TEST(PeekSignature, ReturnsTheSignatureWithoutMoving) {
   VStream stream(kBytes);
   Point point;
 
@@ -152,7 +152,7 @@ TEST(PeekSignature, TellsTheSignatureAndStaysInPlace) {
   EXPECT_TRUE(point.Process(stream));
 }
 
-TEST(PeekSignature, LooksAtTheReadingPosition) {
+TEST(PeekSignature, ReadsAtTheCurrentPosition) {
   VStream out;
   std::uint16_t before = 7;
   out.Uint16(before);
@@ -164,12 +164,12 @@ TEST(PeekSignature, LooksAtTheReadingPosition) {
   EXPECT_EQ(in.Position(), 2U);
 }
 
-TEST(PeekSignature, RefusesWhereNoneStands) {
+TEST(PeekSignature, RejectsBytesWithoutASignature) {
   EXPECT_THROW(PeekSignature(VStream(""sv)), VStreamError);
   EXPECT_THROW(PeekSignature(VStream("\x05\x00\x00\x00Test"sv)), VStreamError);
 }
 
-TEST(PeekSignature, RefusesAStreamThatWrites) {
+TEST(PeekSignature, RejectsAWritingStream) {
   VStream stream;
   Point().Process(stream);
 

@@ -21,11 +21,11 @@ class Note : public VSerializable {
   int number_;
 };
 
-TEST(Serializable, HasAnEmptyNameAtFirst) {
+TEST(Serializable, HasNoNameInitially) {
   EXPECT_STREQ(Note(1).Name(), "");
 }
 
-TEST(Serializable, CopiesTheNameItIsGiven) {
+TEST(Serializable, CopiesTheGivenName) {
   Note note(1);
   std::string name = "first";
 
@@ -57,7 +57,7 @@ TEST(Serializable, ACopyHasNoName) {
   EXPECT_STREQ(clone->VSConcreteSignature(), "Test::Note");
 }
 
-TEST(Serializable, AssigningLeavesTheNameAlone) {
+TEST(Serializable, AssigningDoesNotChangeTheName) {
   Note target(1), source(2);
   target.SetName("target");
   source.SetName("source");
@@ -68,7 +68,7 @@ TEST(Serializable, AssigningLeavesTheNameAlone) {
   EXPECT_EQ(target.number_, 2);
 }
 
-TEST(Serializable, TakesItsStorageFromTheCommonAllocator) {
+TEST(Serializable, IsAllocatedByTheCommonAllocator) {
   static_assert(std::is_base_of_v<VUGlobal, VSerializable>);
   static_assert(std::has_virtual_destructor_v<VSerializable>);
 }

@@ -60,7 +60,7 @@ std::string ComplaintOf(std::string_view bytes, Read read) {
   return "";
 }
 
-TEST(VStreamForm, NumbersStandLeastSignificantByteFirst) {
+TEST(VStreamForm, NumbersAreLittleEndian) {
   EXPECT_EQ(Written<std::int8_t>(&VStream::Int8, -2), "\xFE"sv);
   EXPECT_EQ(Written<std::uint8_t>(&VStream::Uint8, 0xAB), "\xAB"sv);
   EXPECT_EQ(Written<std::int16_t>(&VStream::Int16, -2), "\xFE\xFF"sv);
@@ -72,17 +72,17 @@ TEST(VStreamForm, NumbersStandLeastSignificantByteFirst) {
             "\x08\x07\x06\x05\x04\x03\x02\x01"sv);
 }
 
-TEST(VStreamForm, TruthValuesAreOneByte) {
+TEST(VStreamForm, BoolsAreOneByte) {
   EXPECT_EQ(Written<bool>(&VStream::Bool, false), "\x00"sv);
   EXPECT_EQ(Written<bool>(&VStream::Bool, true), "\x01"sv);
 }
 
-TEST(VStreamForm, FloatingPointNumbersAreTheirIeeeBits) {
+TEST(VStreamForm, DoublesAreIeee754Bits) {
   EXPECT_EQ(Written<double>(&VStream::Double, 1.0), "\x00\x00\x00\x00\x00\x00\xF0\x3F"sv);
   EXPECT_EQ(Written<double>(&VStream::Double, -0.0), "\x00\x00\x00\x00\x00\x00\x00\x80"sv);
 }
 
-TEST(VStreamForm, StringsAreTheirLengthAndTheirBytes) {
+TEST(VStreamForm, StringsAreLengthAndBytes) {
   EXPECT_EQ(Written<std::string>(&VStream::String, ""), "\x00\x00\x00\x00"sv);
   EXPECT_EQ(Written<std::string>(&VStream::String, "ab"),
             "\x02\x00\x00\x00"
@@ -97,7 +97,7 @@ TEST(VStreamForm, CountsAreFourBytes) {
   EXPECT_EQ(stream.Bytes(), "\x02\x01\x00\x00"sv);
 }
 
-TEST(VStreamRoundTrip, GivesEveryNumberBack) {
+TEST(VStreamRoundTrip, PreservesEveryInteger) {
   ExpectRoundTrip(&VStream::Int8, Extremes<std::int8_t>());
   ExpectRoundTrip(&VStream::Uint8, Extremes<std::uint8_t>());
   ExpectRoundTrip(&VStream::Int16, Extremes<std::int16_t>());
@@ -110,7 +110,7 @@ TEST(VStreamRoundTrip, GivesEveryNumberBack) {
   EXPECT_FALSE(ReadBack(&VStream::Bool, Written<bool>(&VStream::Bool, false)));
 }
 
-TEST(VStreamRoundTrip, GivesEveryBitOfAFloatingPointNumberBack) {
+TEST(VStreamRoundTrip, PreservesEveryBitOfADouble) {
   using Limits = std::numeric_limits<double>;
   const auto oddNan = std::bit_cast<double>(std::uint64_t{0x7FF8000000001234});
 
@@ -121,7 +121,7 @@ TEST(VStreamRoundTrip, GivesEveryBitOfAFloatingPointNumberBack) {
   }
 }
 
-TEST(VStreamRoundTrip, GivesStringsOfAnyBytesBack) {
+TEST(VStreamRoundTrip, PreservesStringsOfAnyBytes) {
   ExpectRoundTrip<std::string>(&VStream::String, {"", "name", "Größe", std::string("a\0b\xFF", 4),
                                                   std::string(100'000, 'x')});
 }
@@ -170,7 +170,7 @@ std::string SampleBytes() {
   return std::string(stream.Bytes());
 }
 
-TEST(VStreamRoundTrip, OnePathWritesAndReadsARecord) {
+TEST(VStreamRoundTrip, OneFunctionWritesAndReadsARecord) {
   const std::string bytes = SampleBytes();
   VStream stream(bytes);
   Everything back;
@@ -181,7 +181,7 @@ TEST(VStreamRoundTrip, OnePathWritesAndReadsARecord) {
   EXPECT_EQ(back, Sample());
 }
 
-TEST(VStreamForm, ARecordIsItsValuesWithNothingBetween) {
+TEST(VStreamForm, ARecordIsItsValuesWithoutPadding) {
   EXPECT_EQ(SampleBytes(),
             "\x01"
             "\xFF"
@@ -197,7 +197,7 @@ TEST(VStreamForm, ARecordIsItsValuesWithNothingBetween) {
             "\x02\x00\x00\x00\x0B\x00\x0C\x00"sv);
 }
 
-TEST(VStreamReading, ARecordCutShortAnywhereIsRefusedWhereItEnds) {
+TEST(VStreamReading, ATruncatedRecordIsRejectedAtItsEnd) {
   const std::string bytes = SampleBytes();
 
   for (std::size_t size = 0; size < bytes.size(); ++size) {
@@ -215,7 +215,7 @@ TEST(VStreamReading, ARecordCutShortAnywhereIsRefusedWhereItEnds) {
   }
 }
 
-TEST(VStreamReading, SaysWhatWasExpectedWhereAndWhatIsThere) {
+TEST(VStreamReading, ErrorTextHasOffsetExpectedAndActualValue) {
   std::uint32_t number = 0;
   std::uint8_t byte = 0;
 
@@ -229,7 +229,7 @@ TEST(VStreamReading, SaysWhatWasExpectedWhereAndWhatIsThere) {
             "at byte 0: expected a number of 1 byte, found the end");
 }
 
-TEST(VStreamReading, AFailedValueStaysAsItWas) {
+TEST(VStreamReading, AFailedReadLeavesTheValueUnchanged) {
   std::uint32_t number = 7;
   bool truth = true;
   std::string text = "before";
@@ -246,14 +246,14 @@ TEST(VStreamReading, AFailedValueStaysAsItWas) {
   EXPECT_EQ(real, 1.5);
 }
 
-TEST(VStreamReading, ATruthValueIsZeroOrOne) {
+TEST(VStreamReading, ABoolIsZeroOrOne) {
   bool truth = false;
 
   EXPECT_EQ(ComplaintOf("\x02", [&](VStream& stream) { stream.Bool(truth); }),
             "at byte 0: expected a truth value, 0 or 1, found 2");
 }
 
-TEST(VStreamReading, AStringLongerThanWhatIsLeftIsRefusedByItsLength) {
+TEST(VStreamReading, AStringLengthBeyondTheBytesIsRejected) {
   std::string text;
 
   EXPECT_EQ(ComplaintOf("\xFF\xFF\xFF\xFFxyz"sv, [&](VStream& stream) { stream.String(text); }),
@@ -263,7 +263,7 @@ TEST(VStreamReading, AStringLongerThanWhatIsLeftIsRefusedByItsLength) {
   EXPECT_EQ(text.capacity(), std::string().capacity());
 }
 
-TEST(VStreamReading, ACountThatCouldNotFitInWhatIsLeftIsRefused) {
+TEST(VStreamReading, ACountBeyondTheBytesIsRejected) {
   const auto count = [](std::size_t smallest) {
     return [=](VStream& stream) { EXPECT_EQ(stream.Count(99, smallest), 3U); };
   };
@@ -277,7 +277,7 @@ TEST(VStreamReading, ACountThatCouldNotFitInWhatIsLeftIsRefused) {
             "at byte 0: expected a count of at most 0 in what is left, found 3");
 }
 
-TEST(VStreamReading, BytesThatAreLeftAreRefusedWhereTheEndIsExpected) {
+TEST(VStreamReading, RemainingBytesAreRejectedAtTheExpectedEnd) {
   std::uint8_t byte = 0;
 
   EXPECT_EQ(ComplaintOf("\x01\x02\x03",
@@ -288,7 +288,7 @@ TEST(VStreamReading, BytesThatAreLeftAreRefusedWhereTheEndIsExpected) {
             "at byte 1: expected the end, found 2 more");
 }
 
-TEST(VStreamReading, KeepsCountOfItsPosition) {
+TEST(VStreamReading, TracksItsPosition) {
   VStream stream("\x01\x02\x03\x04\x05"sv);
   std::uint32_t number = 0;
   EXPECT_FALSE(stream.Writing());
@@ -302,7 +302,7 @@ TEST(VStreamReading, KeepsCountOfItsPosition) {
   EXPECT_EQ(stream.Bytes(), "\x01\x02\x03\x04\x05"sv);
 }
 
-TEST(VStreamReading, TakesBytesAsASpanToo) {
+TEST(VStreamReading, AcceptsASpanOfBytes) {
   const std::array bytes = {std::byte{0x34}, std::byte{0x12}};
   VStream stream((std::span<const std::byte>(bytes)));
   std::uint16_t number = 0;
@@ -312,7 +312,7 @@ TEST(VStreamReading, TakesBytesAsASpanToo) {
   EXPECT_EQ(number, 0x1234);
 }
 
-TEST(VStreamReading, ACopyGoesOnByItself) {
+TEST(VStreamReading, ACopyContinuesIndependently) {
   VStream stream("\x01\x02\x03"sv);
   std::uint8_t byte = 0;
   stream.Uint8(byte);
@@ -325,7 +325,7 @@ TEST(VStreamReading, ACopyGoesOnByItself) {
   EXPECT_EQ(stream.Position(), 1U);
 }
 
-TEST(VStreamWriting, KeepsCountOfItsPosition) {
+TEST(VStreamWriting, TracksItsPosition) {
   VStream stream;
   std::uint16_t number = 7;
   EXPECT_TRUE(stream.Writing());
@@ -338,7 +338,7 @@ TEST(VStreamWriting, KeepsCountOfItsPosition) {
   stream.ExpectEnd();
 }
 
-TEST(VStreamWriting, ACountAboveFourBytesIsRefused) {
+TEST(VStreamWriting, ACountBeyond32BitsIsRejected) {
   VStream stream;
 
   EXPECT_THROW(stream.Count(std::size_t{1} << 32, 1), std::length_error);

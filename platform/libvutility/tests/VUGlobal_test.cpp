@@ -70,7 +70,7 @@ TEST(VUGlobal, StorageFitsEveryFundamentalAlignment) {
   VUGlobal::operator delete(storage);
 }
 
-TEST(VUGlobal, NoBytesIsStillStorageOfItsOwn) {
+TEST(VUGlobal, ZeroBytesGetUniqueStorage) {
   void* const first = VUGlobal::operator new(0);
   void* const second = VUGlobal::operator new(0);
 
@@ -86,7 +86,7 @@ TEST(VUGlobal, DeletingNullDoesNothing) {
   EXPECT_EQ(GlobalCallsOf([] { delete static_cast<Object*>(nullptr); }), 0);
 }
 
-TEST(VUGlobal, PlacementGivesThePlaceAndTakesNothingBack) {
+TEST(VUGlobal, PlacementNewReturnsThePlaceAndFreesNothing) {
   alignas(Object) unsigned char place[sizeof(Object)];
 
   auto* const object = new (static_cast<void*>(place)) Object;
@@ -97,7 +97,7 @@ TEST(VUGlobal, PlacementGivesThePlaceAndTakesNothingBack) {
 }
 
 // Each form hands its storage back by its own delete; the address sanitizer reports what is lost.
-TEST(VUGlobal, AThrowingConstructorGivesItsStorageBack) {
+TEST(VUGlobal, AThrowingConstructorFreesItsStorage) {
   alignas(Throwing) unsigned char place[sizeof(Throwing)];
 
   EXPECT_THROW(new Throwing, std::runtime_error);
@@ -114,11 +114,11 @@ TEST_F(VUGlobalOutOfMemory, ThrowsBadAlloc) {
   EXPECT_THROW(VUGlobal::operator new(kTooMuch), std::bad_alloc);
 }
 
-TEST_F(VUGlobalOutOfMemory, NothrowGivesNull) {
+TEST_F(VUGlobalOutOfMemory, NothrowReturnsNull) {
   EXPECT_EQ(VUGlobal::operator new(kTooMuch, std::nothrow), nullptr);
 }
 
-TEST_F(VUGlobalOutOfMemory, AsksTheNewHandlerUntilThereIsNone) {
+TEST_F(VUGlobalOutOfMemory, CallsTheNewHandlerUntilThereIsNone) {
   static int asked = 0;
   asked = 0;
   std::set_new_handler([] {
@@ -129,7 +129,7 @@ TEST_F(VUGlobalOutOfMemory, AsksTheNewHandlerUntilThereIsNone) {
   EXPECT_EQ(asked, 3);
 }
 
-TEST_F(VUGlobalOutOfMemory, NothrowGivesNullWhereTheNewHandlerThrows) {
+TEST_F(VUGlobalOutOfMemory, NothrowReturnsNullIfTheNewHandlerThrows) {
   std::set_new_handler([] { throw std::bad_alloc(); });
 
   EXPECT_EQ(VUGlobal::operator new(kTooMuch, std::nothrow), nullptr);
