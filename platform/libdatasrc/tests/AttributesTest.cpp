@@ -1,4 +1,4 @@
-// Named texts attached to a data source, and their text and back.
+// Attributes of a data source, and their text format.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

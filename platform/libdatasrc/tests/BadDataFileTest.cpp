@@ -1,4 +1,4 @@
-// What is wrong with a data file or its schema is said with file, line and column.
+// Errors in a data file or its schema are reported with file, line and column.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Dictionary, uses of variables and properties of a data source, example by example.
+// Dictionary, weight, filter, split and properties of a data source.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -525,8 +525,8 @@ TEST_F(DataSource, RowLayoutIsNullWithoutRowsToPassOn) {
   EXPECT_EQ(RowsOfAnother(&none).RowLayout(), nullptr);
 }
 
-// The place of a virtual operation in the table, after the Itanium C++ ABI: a pointer to it holds
-// its offset in bytes, plus one.
+// The slot of a virtual function in the Itanium C++ ABI: a pointer to it is its byte offset plus
+// one.
 template <class Operation>
 std::size_t Slot(Operation operation) {
   struct Pointer {

@@ -1,4 +1,4 @@
-// From calendar dates to seconds since 1970-01-01T00:00.
+// Conversion of calendar dates to seconds since 1970-01-01T00:00.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/iDMY2Orvx.h>

@@ -1,4 +1,4 @@
-// Random edits of a dictionary, held against a plain vector after each.
+// Random edits of a dictionary, compared with a plain vector after each.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -27,7 +27,7 @@ int FirstPosition(const Model& model, LocallyUniqueID id) {
   return found == model.end() ? -1 : static_cast<int>(found - model.begin());
 }
 
-// A dictionary and what it must hold, edited side by side.
+// A dictionary and its expected content, edited in parallel.
 struct Pair {
   std::unique_ptr<ORVX_DataSource> source = std::make_unique<DataFreeDataSource>();
   Model model;
@@ -66,7 +66,7 @@ struct Pair {
     if (former != id) Leave(former);
     former = id;
   }
-  // Goes on with a copy; the original is gone.
+  // Continues with a copy; the original is deleted.
   void Copy() {
     auto copy = std::make_unique<DataFreeDataSource>();
     copy->CopyDictionary(source.get());
@@ -93,7 +93,7 @@ struct Pair {
   }
 };
 
-// Evenly from the whole range in each case: by itself the library keeps early cases to its start.
+// Uniform over the whole range: by default, RapidCheck starts with small values.
 int Position(int size) {
   return *rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0, size));
 }
@@ -101,7 +101,7 @@ LocallyUniqueID AnyOf(unsigned int serials) {
   return Serial(static_cast<unsigned int>(Position(static_cast<int>(serials))));
 }
 
-// Assignments through references that were taken before any of them.
+// Assignments through references obtained before the first of them.
 void ReplaceThroughKeptReferences(Pair& pair, unsigned int serials) {
   std::vector<std::pair<ORVX_Variable*, int>> kept;
   for (int i = 0; i < 5; ++i) {

@@ -1,4 +1,4 @@
-// Blocks of bytes that data sources carry for others.
+// Extensions of data sources.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

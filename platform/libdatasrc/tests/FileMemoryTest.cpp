@@ -1,4 +1,4 @@
-// Opening a data file costs memory and time in proportion to the bytes of the file and its schema.
+// Opening a data file takes memory and time proportional to the size of the file and its schema.
 
 #include <gtest/gtest.h>
 #include <tests/support/FullMemory.h>
@@ -33,7 +33,7 @@ std::size_t BytesToOpen(const std::string& path) {
   return support::heap.bytes - before;
 }
 
-// Of a schema with so many missing values and fields, and columns for them.
+// The memory for a schema with this many missing values and fields, and a column for each field.
 std::size_t BytesToOpen(int count, const std::string& more = "") {
   const Folder folder;
   folder.Write("data.schema.json", Schema(count, count, more));
@@ -51,7 +51,7 @@ TEST(FileMemory, TwiceTheFieldsWithCategoriesTakeTwiceTheMemory) {
             2.5 * static_cast<double>(BytesToOpen(1000, categories)));
 }
 
-// A search through the list for each cell would compare 160,000,000,000 texts and never end.
+// A linear search for each cell would compare 160,000,000,000 texts.
 TEST(FileMemory, LooksUpMissingValuesByHash) {
   constexpr int kMany = 400000;
   const Folder folder;
@@ -71,7 +71,7 @@ TEST(FileMemory, LooksUpMissingValuesByHash) {
   EXPECT_EQ(RowText(*source, area.data()), "[        ]");
 }
 
-// A cell is looked up where it stands in its record: no copy of it is made.
+// A cell is looked up in its record, without a copy.
 TEST(FileMemory, LookingUpACellAllocatesNothing) {
   const Folder folder;
   const std::string text = "c100000\n" + std::string(1 << 20, 'x') + "\n";

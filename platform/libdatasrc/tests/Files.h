@@ -1,4 +1,4 @@
-// Data files written for a test, and rows read back as text.
+// Data files for tests, and rows as text.
 
 #ifndef LIBDATASRC_TESTS_FILES_H_
 #define LIBDATASRC_TESTS_FILES_H_
@@ -20,7 +20,7 @@
 #include <string_view>
 #include <vector>
 
-// A folder for a test's files, gone with the object.
+// A folder for a test's files, deleted with the object.
 class Folder {
  public:
   Folder() {
@@ -49,8 +49,8 @@ inline int Cells(const ORVX_Variable& variable) {
   return variable.GetType() > 0 ? (variable.GetType() + 7) / 8 : 1;
 }
 
-// What one variable is in a row: a number as text, "." when it is missing, or a string in brackets
-// with the blanks that pad its cells.
+// One variable of a row: a number as text, "." if it is missing, or a string in brackets with the
+// padding of its cells.
 inline void PrintCell(const ORVX_Variable& variable, const OBS* cell, std::ostream& out) {
   if (variable.GetType() > 0) {
     out << '[' << std::string_view(cell->text, static_cast<std::size_t>(Cells(variable)) * 8)
@@ -62,7 +62,7 @@ inline void PrintCell(const ORVX_Variable& variable, const OBS* cell, std::ostre
   }
 }
 
-// A row, cell by cell with a blank between two.
+// A row, its variables separated by blanks.
 inline std::string RowText(const ORVX_DataSource& dictionary, const OBS* row) {
   std::ostringstream text;
   for (int i = 0; i < dictionary.ColumnCount(); ++i) {
@@ -73,7 +73,7 @@ inline std::string RowText(const ORVX_DataSource& dictionary, const OBS* row) {
   return text.str();
 }
 
-// Passes the parent's rows on as they are, under a dictionary of its own.
+// Passes on the parent's rows unchanged, with its own dictionary.
 class PassedOn : public ORVX_DataSource {
  public:
   explicit PassedOn(ORVX_DataSource* parent) : ORVX_DataSource(parent) {

@@ -54,7 +54,7 @@ TEST_F(Filtered, DoesNotKnowTheNumberOfSelectedCases) {
 
   EXPECT_EQ(source.RowCount(), -1);
   EXPECT_EQ(Rows(source).size(), 3u);
-  EXPECT_EQ(source.RowCount(), -1);  // nor after somebody has read them all
+  EXPECT_EQ(source.RowCount(), -1);  // not even after reading all rows
 }
 
 TEST_F(Filtered, LeavesOutDeclaredMissingValues) {
@@ -139,7 +139,7 @@ TEST_F(Filtered, IteratingFailsAfterTheVariableBecomesAString) {
   EXPECT_THROW(static_cast<void>(source.MakeIterator(area.data())), std::invalid_argument);
 }
 
-// A source that knows no cells but its own, whatever its dictionary says.
+// A source whose rows do not match its dictionary.
 class OneCell : public ORVX_DataSource {
  public:
   long GetObsAreaSize() const override { return 1; }

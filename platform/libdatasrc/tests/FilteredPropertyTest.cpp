@@ -1,5 +1,5 @@
-// Random edits of a dictionary: a filtered source's rows are those that the file itself has when
-// its own dictionary is edited likewise.
+// Random edits of a dictionary: a filtered source has the same rows as the file itself after the
+// same edits.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/FilteredDataSource.h>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// One step; positions are taken modulo the number of variables by then.
+// One step; positions are modulo the current number of variables.
 struct Edit {
   enum Kind { Delete, Move, Retype, Insert };
   Kind kind;
@@ -77,7 +77,7 @@ RC_GTEST_PROP(FilteredDataSource, HasTheRowsOfTheFileUnderTheSameEdits, ()) {
   RC_ASSERT(rows == Rows(*file));
 }
 
-// As if the parent laid its rows out by its own dictionary, as a filtered source does.
+// As if the parent laid out its rows for its own dictionary, like a filtered source.
 RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, ()) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));
@@ -99,7 +99,7 @@ RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, (
   RC_ASSERT(rowsOn(passing) == rowsOn(layingOut));
 }
 
-// The number of a row by which it is selected stands in a column of its own, at the end.
+// The selecting variable, the number of the row, is a separate column at the end.
 RC_GTEST_PROP(FilteredDataSource, HasExactlyTheSelectedRows, ()) {
   const Folder folder;
   const auto uses = *rc::gen::container<std::vector<std::string>>(

@@ -1,5 +1,4 @@
-// Memory runs out at each allocation in turn: an operation throws and nothing is changed, or
-// succeeds.
+// Each allocation fails in turn: an operation throws and changes nothing, or succeeds.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -22,7 +21,7 @@ LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
 }
 
-// As many variables as fill blocks to the brim, so that the next edit has to make room.
+// A number of variables that fills the blocks, so that the next edit must allocate.
 void Fill(ORVX_DataSource& source) {
   for (unsigned int i = 0; i < 512; ++i) {
     source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);
@@ -42,7 +41,7 @@ void SplitBy(ORVX_DataSource& source, const std::vector<int>& indices, bool sepa
   source.SetSplit(static_cast<unsigned int>(indices.size()), indices.data(), separate);
 }
 
-// As long as strings are that do not stand inside their objects.
+// Longer than the small-string buffer.
 VariableSetImpl Set(const std::string& name) {
   VariableSetImpl set;
   set.name = name + ", a name that is too long to stand inside a string object";
@@ -116,7 +115,7 @@ TEST(MemoryFault, DoesNotAffectDeletion) {
   DataFreeDataSource source;
   Fill(source);
   SplitBy(source, {0, 300, 511}, true);
-  // Whole parts of the list, a little of one, and all that is left.
+  // Whole blocks of the list, part of a block, and the rest.
   for (const auto& [first, last] : {std::pair(100, 400), std::pair(5, 5), std::pair(0, 209)}) {
     EXPECT_FALSE(FailsWithMemoryFor(0, [&, f = first, l = last] { source.DeleteVariables(f, l); }));
   }
@@ -182,8 +181,8 @@ TEST(MemoryFault, WhileOpeningAFileLeaksNothing) {
   EXPECT_GT(failures, 10);
 }
 
-// Iterates over `source` as if memory ran out after each allocation in turn, until it does not.
-// Returns how often it did.
+// Iterates over `source`, with each allocation failing in turn, until it succeeds. Returns the
+// number of failures.
 long FailuresToIterate(const ORVX_DataSource& source) {
   std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));
   long failures = 0;
@@ -206,7 +205,7 @@ TEST(MemoryFault, WhileFilteringCasesLeaksNothing) {
             failuresOfTheFile);
 }
 
-// Its text is longer than fits into a string object, so that it needs memory of its own.
+// Its text is longer than the small-string buffer.
 TEST(MemoryFault, WhileConvertingANumberToTextAllowsReadingTheNextRow) {
   const Folder folder;
   const auto file =

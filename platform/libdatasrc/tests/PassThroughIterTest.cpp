@@ -1,4 +1,4 @@
-// The cases of a parent, through a source that stands on it.
+// The cases of a parent, read through its child.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -98,7 +98,7 @@ TEST(PassThroughIter, HasNoRowsWithoutAParent) {
   EXPECT_EQ(cell.number, 7);
 }
 
-// A source whose third row cannot be had.
+// A source that throws at its third row.
 class FailingRows : public ObsIterator {
  public:
   explicit FailingRows(OBS* area) : area_(area) {}

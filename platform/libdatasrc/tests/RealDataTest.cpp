@@ -1,4 +1,4 @@
-// The two real data files that lie with the examples.
+// The two real data files of the examples.
 
 #include <gtest/gtest.h>
 

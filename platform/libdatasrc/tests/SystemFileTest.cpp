@@ -1,4 +1,4 @@
-// Saved data files: what becomes of columns, schema and cases.
+// Saved data files: columns, schema and cases.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -116,7 +116,7 @@ TEST_F(SystemFile, OnlyDecimalNumbersAreNumbers) {
   }
 }
 
-// The bits of a binary64 that is a quiet NaN, sign and payload aside.
+// The bits of a binary64 quiet NaN without sign and payload.
 bool IsQuietNaN(double number) {
   constexpr std::uint64_t kQuietNaN = 0x7FF8000000000000;
   return (std::bit_cast<std::uint64_t>(number) & kQuietNaN) == kQuietNaN;
@@ -302,7 +302,7 @@ TEST_F(SystemFile, StoresWhetherItsPasswordIsMangled) {
   EXPECT_TRUE(source->GetPasswordMangled());
 }
 
-// Files are read 65536 bytes at a time; each byte of the record lies at that border once.
+// Files are read in chunks of 65536 bytes; each byte of the record is at a chunk boundary once.
 TEST_F(SystemFile, DoesNotDependOnChunkBoundaries) {
   const std::string record = "\"q \"\"\xC3\xBC\"\",\r\n\",1\r\n";
   const std::string header = "name,b\r\n";

@@ -1,4 +1,4 @@
-// What a data source knows of itself as a time series.
+// The time series properties of a data source.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

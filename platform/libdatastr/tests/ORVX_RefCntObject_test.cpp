@@ -1,4 +1,4 @@
-// What every libdatastr must do: counting, copying, and telling whether an object may be shared.
+// Requirements of libdatastr: counting, copying, and shareability.
 
 #include <gtest/gtest.h>
 #include <libdatastr/ORVX_RefCntObject.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Tells through `deletions` that it has gone.
+// Increments `deletions` when it is deleted.
 class Counted : public ORVX_RefCntObject {
  public:
   explicit Counted(int& deletions) : deletions_(&deletions) {}
@@ -109,8 +109,8 @@ TEST_F(RefCntObject, HasAVirtualDestructor) {
   static_assert(std::has_virtual_destructor_v<ORVX_RefCntObject>);
 }
 
-// Interleaving: all threads start together, so their counts overlap; the first reference, given up
-// last, does the deletion.
+// Interleaving: all threads start together, so their calls overlap. The first reference is removed
+// last, which deletes the object.
 TEST_F(RefCntObject, LosesNoCountBetweenThreads) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 20'000;
@@ -134,8 +134,9 @@ TEST_F(RefCntObject, LosesNoCountBetweenThreads) {
   EXPECT_EQ(deletions_, 1);
 }
 
-// Interleaving: every thread owns one reference and writes its own field before giving it up; the
-// last one deletes. The thread sanitizer sees a race where the count does not order these.
+// Interleaving: every thread owns one reference and writes its own field before removing it; the
+// last one deletes the object. The thread sanitizer reports a race if the count does not order
+// these.
 TEST_F(RefCntObject, TheDeletingThreadSeesWhatTheOthersWrote) {
   constexpr std::size_t kThreads = 4;
   struct Sum : ORVX_RefCntObject {

@@ -1,5 +1,4 @@
-// What the library promises of each change message: what it carries, whom it visits, how it
-// travels.
+// Requirements of change messages: content, visitor and encoding.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,7 +35,7 @@ using testing::IsEmpty;
 
 const LocallyUniqueID kAgeID(1, 2);
 
-// A variable with nothing but an identifier, a name and a format.
+// A variable with only an identifier, a name and a format.
 ORVX_Variable Age() {
   ORVX_Variable age(kAgeID, "age");
   age.SetFormat({VariableFormat::Kind::Plain, 8, 2});
@@ -105,7 +104,7 @@ ModifyVarMsg Modify() {
   return {0, kDataset, 12, Age()};
 }
 
-// Writes down which operation was called.
+// Records which operation was called.
 class Witness final : public DataSetMsgVisitor {
  public:
   void Visit(const InsertVarsMsg&) override { seen.push_back("insert"); }
@@ -308,7 +307,7 @@ TEST(ReadDataSetMsg, RejectsACountOfVariablesBeyondTheBytes) {
   std::string bytes = kInsertBytes;
   const std::size_t count = 33 + kCommonBytes.size();
   ASSERT_EQ(bytes[count], '\x01');
-  bytes[count] = '\x03';  // two more than there are, and more than the bytes left could hold
+  bytes[count] = '\x03';  // two too many, more than the remaining bytes could hold
   try {
     ReadMessage(bytes);
     FAIL() << "believed the count";

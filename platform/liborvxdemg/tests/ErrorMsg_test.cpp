@@ -1,4 +1,4 @@
-// What the library promises of an error with a code.
+// Requirements of ErrorMsg.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>

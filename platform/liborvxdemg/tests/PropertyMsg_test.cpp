@@ -1,5 +1,4 @@
-// What the library promises of the messages about a dataset's properties: what each carries, how it
-// travels.
+// Requirements of the messages about properties: content and encoding.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,7 +44,7 @@ Block MakeBlock(int type, int version, const std::string& bytes) {
       new ORVX_ExtensionImpl(type, version, static_cast<long>(bytes.size()), bytes.data()));
 }
 
-// --- The wire form of each ---
+// --- Encodings ---
 
 const std::string kWeightBytes =
     "\x18\0\0\0"
@@ -119,7 +118,7 @@ const std::string kExtensionBytes =
     "\x03\0\0\0" "a\0z"s;  // bytes
 // clang-format on
 
-// Without the common arguments.
+// Without the common fields.
 const std::string kImputationBytes =
     "\x1D\0\0\0"
     "DEMessages::ImputationInfoMsg"
@@ -405,7 +404,7 @@ TEST(PropertyMessages, AreClonedCompletely) {
   }
 }
 
-// --- Bytes that are no message ---
+// --- Invalid bytes ---
 
 class EachPropertyMessage : public testing::TestWithParam<std::string> {};
 
@@ -432,7 +431,7 @@ INSTANTIATE_TEST_SUITE_P(PropertyMessages, EachPropertyMessage,
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 
-// The message in `bytes` is refused at `place` once the count or length there says `lie`.
+// Checks that the message in `bytes` is rejected at `place` if the count or length there is `lie`.
 void ExpectLieRefused(std::string bytes, std::size_t place, char lie) {
   bytes[place] = lie;
   try {

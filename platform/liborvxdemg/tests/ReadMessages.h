@@ -1,5 +1,4 @@
-// What the tests of change messages share: the arguments that all messages take, and reading one
-// back.
+// Shared by the tests of change messages: the common arguments, and decoding.
 
 #ifndef LIBORVXDEMG_TESTS_READMESSAGES_H_
 #define LIBORVXDEMG_TESTS_READMESSAGES_H_
@@ -33,7 +32,7 @@ inline std::unique_ptr<DataSetMsg> ReadMessage(std::string_view bytes) {
   return message;
 }
 
-// The message of class `Message` in `bytes`; null where there is another.
+// The message of class `Message` in `bytes`; null for another class.
 template <class Message>
 std::unique_ptr<Message> ReadAs(const std::string& bytes) {
   std::unique_ptr<DataSetMsg> message = ReadMessage(bytes);

@@ -1,4 +1,4 @@
-// What the library promises of a variable that travels in a message: every field arrives.
+// The encoding of variables in messages.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -115,7 +115,7 @@ TEST(VariableOnTheWire, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(BytesOfVariable(FullVariable()), VariableIn);
 }
 
-// The bytes of a variable in which `part` stands once, with `other` in its place.
+// The bytes of a variable with `part`, which occurs once, replaced by `other`.
 std::string Replaced(const ORVX_Variable& variable, const std::string& part,
                      const std::string& other) {
   std::string bytes = BytesOfVariable(variable);

@@ -1,4 +1,4 @@
-// What the library promises of the answer to a reported error.
+// Requirements of ReportedErrorMsgResponse.
 
 #include <gtest/gtest.h>
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>

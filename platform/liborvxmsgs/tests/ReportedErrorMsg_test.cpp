@@ -1,4 +1,4 @@
-// What the library promises of a reported error on the wire.
+// Requirements of ReportedErrorMsg.
 
 #include <gtest/gtest.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>

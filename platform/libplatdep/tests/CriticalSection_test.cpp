@@ -1,4 +1,4 @@
-// What every libplatdep must do: a lock that its holder may take again.
+// Requirements of libplatdep: a recursive lock.
 
 #include <gtest/gtest.h>
 #include <libplatdep/CriticalSection.h>
@@ -12,7 +12,7 @@ namespace {
 constexpr int kThreads = 4;
 constexpr int kRounds = 5'000;
 
-// Plays `round` on several threads that start together.
+// Runs `round` on several threads that start together.
 template <class Round>
 void PlayTogether(Round round) {
   std::latch start(kThreads);
@@ -40,7 +40,7 @@ TEST(CriticalSection, MayBeAcquiredAgainByItsHolder) {
   EXPECT_EQ(depth, 3);
 }
 
-// Interleaving: any; the sum, and the thread sanitizer, tell whether two threads were inside.
+// Interleaving: any; the sum and the thread sanitizer detect two threads inside.
 TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   CriticalSection section;
   int sum = 0;
@@ -53,7 +53,7 @@ TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   EXPECT_EQ(sum, kThreads * kRounds);
 }
 
-// Interleaving: any; as above, after an inner lock has gone.
+// Interleaving: any; as above, after an inner lock is destroyed.
 TEST(CriticalSection, StaysHeldUntilTheOutermostLockIsDestroyed) {
   CriticalSection section;
   int sum = 0;
@@ -67,7 +67,7 @@ TEST(CriticalSection, StaysHeldUntilTheOutermostLockIsDestroyed) {
   EXPECT_EQ(sum, kThreads * kRounds);
 }
 
-// Interleaving: the other thread comes after the holder has left every scope.
+// Interleaving: the other thread locks after the holder has left every scope.
 TEST(CriticalSection, IsFreeAfterTheOutermostLockIsDestroyed) {
   CriticalSection section;
   bool entered = false;

@@ -1,5 +1,5 @@
-// What every libplatdep must do: open a file for reading, without waiting, and ask others not to
-// write.
+// Requirements of libplatdep: opening a file for reading without blocking, and denying writing to
+// others.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// An open file of its own, as another program has it.
+// A separate open file, as in another program.
 class OtherProgram {
  public:
   explicit OtherProgram(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_CLOEXEC)) {}
@@ -33,7 +33,7 @@ class OtherProgram {
   OtherProgram& operator=(const OtherProgram&) = delete;
   ~OtherProgram() { close(file_); }
 
-  // Whether it gets a lock for writing on the bytes from `start` on.
+  // Whether it can write-lock the bytes from `start` on.
   bool LockForWriting(off_t start = 0) {
     struct flock bytes = {};
     bytes.l_type = F_WRLCK;
@@ -192,7 +192,7 @@ TEST_F(ExtNameStrOpening, TwoMayDenyWritingAtTheSameTime) {
 
   second.reset();
 
-  // A lock of the process instead of the open file would have gone with the second one.
+  // A process lock would have been released with the second file.
   EXPECT_FALSE(other.LockForWriting());
 }
 

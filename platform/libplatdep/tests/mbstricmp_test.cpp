@@ -1,4 +1,4 @@
-// What every libplatdep must do: compare names without regard to case.
+// Requirements of libplatdep: case-insensitive comparison.
 
 #include <gtest/gtest.h>
 #include <libplatdep/mbstricmp.h>
@@ -8,7 +8,7 @@
 
 namespace {
 
-// In storage of its own length, so that the address sanitizer sees a read past the end.
+// In an exact allocation, so that the address sanitizer detects a read past the end.
 int Compare(const std::string& left, const std::string& right) {
   const std::vector<char> leftBytes(left.c_str(), left.c_str() + left.size() + 1);
   const std::vector<char> rightBytes(right.c_str(), right.c_str() + right.size() + 1);

@@ -1,4 +1,4 @@
-// Actor: a thread that plays one call after the other and can be seen waiting in it.
+// Actor: a thread that runs one call after another, and whose waiting can be observed.
 //
 //   Actor writer;
 //   writer.Start([&] { lock.writeLock(); });
@@ -20,8 +20,8 @@
 #include <string_view>
 #include <thread>
 
-// Used by the one thread that made it. Whatever needs the call under way to end, destroying the
-// actor included, stops the program where that takes longer than ten seconds.
+// Used by the thread that created it. Every operation that waits for the end of the current call,
+// including the destructor, aborts the program after ten seconds.
 class Actor {
  public:
   Actor() : thread_([this] { Play(); }) {
@@ -37,20 +37,20 @@ class Actor {
     close(stat_);
   }
 
-  // Begins `call` on the actor's thread, after the one before has ended.
+  // Starts `call` on the actor's thread, after the previous call has ended.
   void Start(std::function<void()> call) {
     AwaitEnd();
     call_ = std::move(call);
     Enter(State::Asked);
   }
 
-  // Plays `call` to its end.
+  // Runs `call` to its end.
   void Do(std::function<void()> call) {
     Start(std::move(call));
     AwaitEnd();
   }
 
-  // Returns as soon as the call has ended (false) or the system has put its thread to sleep (true).
+  // Returns false when the call has ended, true when its thread sleeps in the kernel.
   bool Waits() const {
     while (!HasEnded()) {
       if (state_ == State::Playing && IsAsleep() && IsAsleep()) return !HasEnded();
@@ -92,7 +92,7 @@ class Actor {
     }
   }
 
-  // The state letter follows the thread's name, which stands in parentheses.
+  // The state letter follows the thread's name in parentheses.
   bool IsAsleep() const {
     std::array<char, 64> text;
     const ssize_t length = pread(stat_, text.data(), text.size(), 0);

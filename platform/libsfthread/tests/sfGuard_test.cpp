@@ -1,4 +1,4 @@
-// What every libsfthread must do: the plain lock, and holding it for a scope.
+// Requirements of libsfthread: the mutex, and holding it for a scope.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ namespace {
 
 using testing::HasSubstr;
 
-// Whether another thread could take `mutex` just now.
+// Whether another thread could lock `mutex` now.
 bool IsFree(sfMutex& mutex) {
   bool taken = false;
   std::jthread([&] {
@@ -43,7 +43,7 @@ TEST(Mutex, ASuccessfulTryHoldsIt) {
   mutex.unlock();
 }
 
-// Interleaving: the second thread is asleep in lock() before the first one releases.
+// Interleaving: the second thread sleeps in lock() before the first one unlocks.
 TEST(Mutex, AWaitingThreadAcquiresAfterTheRelease) {
   sfMutex mutex;
   Actor other;
@@ -57,7 +57,7 @@ TEST(Mutex, AWaitingThreadAcquiresAfterTheRelease) {
   EXPECT_TRUE(IsFree(mutex));
 }
 
-// Interleaving: any; the sum, and the thread sanitizer, tell whether two threads were inside.
+// Interleaving: any; the sum and the thread sanitizer detect two threads inside.
 TEST(Mutex, IsHeldByOneThreadAtATime) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 2'000;

@@ -30,8 +30,8 @@ auto WithoutHeap(Calls calls) {
   };
 }
 
-// Interleaving: the writer is asleep in writeLock() before the reads end, and a new reader behind
-// it.
+// Interleaving: the writer sleeps in writeLock() before the reads are released, and a new reader
+// waits for it.
 TEST(MutexRWMemory, LockingWaitingAndUnlockingAllocateNothing) {
   sfMutexRW lock;
   Actor writer, reader;

@@ -1,10 +1,9 @@
-// Every interleaving of three threads that make four calls each (three under the thread sanitizer),
-// on the lock and on a plain model of what it promises. Each thread makes any of the five calls, in
-// any order; after each call, each thread must wait or have gone on as the model says. Calls that
-// leave the lock in the same state (held how, who waits in which order, who reads) are continued
-// once, and threads that may change places are one. Every state with readers behind a waiting
-// writer is also left alone until they are in, and every run ends with all locks being ended one by
-// one.
+// Every interleaving of three threads that make four calls each (three with the thread sanitizer),
+// on the lock and on a simple model of its guarantees. Each thread makes any of the five calls, in
+// any order; after each call, each thread must wait or have returned as in the model. Equal states
+// of the lock (how it is held, the order of waiting threads, the readers) are explored once, also
+// if they differ only by a permutation of threads. Every state with readers that wait for a waiting
+// writer is also run until they are admitted, and every run ends by releasing all locks one by one.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -30,15 +29,15 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kCalls = CALLS_OF_EACH_THREAD;  // see CMakeLists.txt
 constexpr std::size_t kThreads = 3;
-// The time for which a waiting writer holds back readers, at first. A run that takes nearly as long
-// is made again, as it cannot say who waits.
+// The first time for which a waiting writer blocks readers. A run that takes nearly as long is
+// repeated, because it cannot tell which threads wait.
 constexpr auto kFirstClosing = 80ms;
 constexpr auto kLongestRun = 60ms;
 
 enum class Call { Read, TryRead, Write, TryWrite, Unlock };
 constexpr Call kAllCalls[] = {Call::Read, Call::TryRead, Call::Write, Call::TryWrite, Call::Unlock};
 
-// --- The promises -----------------------------------------------------------------------------
+// --- The model ---------------------------------------------------------------------------------
 
 struct Model {
   using Thread = std::size_t;
@@ -47,7 +46,7 @@ struct Model {
   int reads = 0;
   std::vector<Thread> waitingWriters;  // in order of arrival
   std::array<bool, kThreads> waitsToRead = {};
-  // What each thread read and has not ended itself.
+  // The reads of each thread that it has not released itself.
   std::array<int, kThreads> ownReads = {};
   std::array<int, kThreads> callsLeft = {};
 
@@ -62,7 +61,7 @@ struct Model {
     return !writing && std::find(waitsToRead.begin(), waitsToRead.end(), true) != waitsToRead.end();
   }
 
-  // What a try returns; true for the others.
+  // The result of a try; true for other calls.
   bool Make(Thread thread, Call call) {
     switch (call) {
       case Call::Read: {
@@ -121,7 +120,7 @@ struct Model {
   }
 };
 
-// --- Threads that may change places ------------------------------------------------------------
+// --- Permutations of threads -------------------------------------------------------------------
 
 using Order = std::array<std::size_t, kThreads>;  // for each place, the thread in it
 
@@ -139,7 +138,7 @@ Model InOrder(const Model& model, const Order& order) {
   return result;
 }
 
-// The order in which models that differ only in which thread is which are the same.
+// The permutation that makes models equal that differ only by a permutation of threads.
 Order CanonicalOrder(const Model& model) {
   Order order = {0, 1, 2};
   Order best = order;
@@ -157,7 +156,7 @@ Model Canonical(const Model& model) {
   return InOrder(model, CanonicalOrder(model));
 }
 
-// --- What is left to try -------------------------------------------------------------------------
+// --- Unexplored transitions ----------------------------------------------------------------------
 
 struct Step {
   std::size_t thread;
@@ -185,10 +184,10 @@ Model Start() {
   return model;
 }
 
-// Plans runs until each transition that the calls left allow has been part of one.
+// Plans runs until each transition that the remaining calls allow has been in a run.
 class Plan {
  public:
-  // Empty when nothing is left to try.
+  // Empty when everything is explored.
   std::vector<Step> NextRun() {
     std::vector<Step> run;
     Model model = Start();
@@ -203,7 +202,7 @@ class Plan {
   std::size_t Tried() const { return tried_.size(); }
 
  private:
-  // A state of the lock and, marked by its calls left, the thread that makes the call.
+  // A state of the lock and, marked in its remaining calls, the thread that makes the call.
   using Transition = std::pair<Model, Call>;
 
   struct Node;
@@ -250,7 +249,7 @@ class Plan {
   std::set<Transition> tried_;
 };
 
-// --- The lock beside the model -----------------------------------------------------------------
+// --- Comparison of the lock with the model -----------------------------------------------------
 
 std::string InWords(const std::vector<Step>& steps) {
   constexpr const char* kWords[] = {" readLock", " tryReadLock", " writeLock", " tryWriteLock",
@@ -264,10 +263,11 @@ std::string InWords(const std::vector<Step>& steps) {
   return words;
 }
 
-// Three threads, and a lock of their own for each run: threads remember the lock they read last.
+// Three threads, with a new lock for each run, because threads remember the lock that they last
+// read.
 class Stage {
  public:
-  // Whether all went as the model says; false as well for a run that took too long to tell.
+  // Whether the run agreed with the model; also false for a run that took too long.
   bool Play(const std::vector<Step>& steps) {
     lock_ = &locks_.emplace_back();
     model_ = Start();
@@ -279,13 +279,13 @@ class Stage {
   }
   bool IsTimely() const { return isTimely_; }
 
-  // The readers behind the waiting writer get in though nobody does anything.
+  // The readers that wait for the waiting writer are admitted without another call.
   bool ReadersGetIn() {
     model_.LetReadersIn();
     return Agrees();
   }
 
-  // Ends everything, one by one.
+  // Releases all locks, one by one.
   bool EndAll() {
     while (!model_.IsFree()) {
       model_.Unlock();
@@ -295,7 +295,7 @@ class Stage {
     return true;
   }
 
-  // After a run that did not go as the model says.
+  // Called after a run that disagreed with the model.
   void Clear() {
     const auto deadline = Clock::now() + 5s;
     for (Actor& actor : actors_) {
@@ -373,7 +373,7 @@ TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
   RecordProperty("late", late);
 }
 
-// The shortest runs to all states of the lock in which readers wait for a writer that only waits.
+// The shortest runs to all states in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
   std::set<Model> seen;  // with calls left

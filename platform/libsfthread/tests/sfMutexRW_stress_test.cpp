@@ -1,6 +1,7 @@
-// Random use of the reader/writer lock on many threads: reads and writes that are nested, handed to
-// other threads, ended there, or held while helpers read. Nobody may wait for long, and no reader
-// may see half of a write. LOCK_STRESS_SECONDS sets how long it runs, LOCK_STRESS_SEED its choices.
+// Random use of the reader/writer lock on many threads: reads and writes that are nested, passed to
+// other threads, released there, or held while helpers read. No thread may wait long, and no reader
+// may see a partial write. LOCK_STRESS_SECONDS sets the duration, LOCK_STRESS_SEED the random
+// choices.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -28,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kWorkers = 12;
 constexpr int kHelpers = 3;
-// Holds last 2 ms at most, so whoever waits this long waits for ever, also on a busy machine.
+// Holds last at most 2 ms, so a thread that waits this long waits forever, even on a busy machine.
 constexpr auto kForEver = 20s;
 
 unsigned FromEnvironment(const char* name, unsigned otherwise) {
@@ -36,7 +37,7 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// The longest of all waits; and the program ends where one does not end.
+// The longest wait; aborts the program if a wait does not end.
 class Waits {
  public:
   template <class Call>
@@ -72,14 +73,14 @@ class Waits {
   long count_ = 0;
 };
 
-// Jobs that other threads do, in any order.
+// Jobs for other threads, in any order.
 class Jobs {
  public:
   void Give(std::function<void()> job) {
     const std::lock_guard guard(mutex_);
     jobs_.push_back(std::move(job));
   }
-  // False where there is none.
+  // False if there is none.
   bool DoOne() {
     std::function<void()> job;
     {
@@ -109,8 +110,8 @@ class Stress {
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
     std::vector<std::jthread> supporters;
-    // Ends what is given away, and takes nothing itself: so those who wait for that do not do so
-    // for one another.
+    // Releases locks passed to it and acquires none itself, so that threads that wait for the
+    // release cannot deadlock.
     supporters.emplace_back([this](std::stop_token stop) { DoJobs(toEnd_, stop); });
     for (int helper = 0; helper < kHelpers; ++helper) {
       supporters.emplace_back([this](std::stop_token stop) { DoJobs(toHelp_, stop); });
@@ -185,7 +186,7 @@ class Stress {
     EndHereOrElsewhere(guarded.lock, random);
   }
 
-  // Of this lock or the other one while the first is held, at most four deep.
+  // On this lock or the other one while the first is held, nested at most four deep.
   void Read(Guarded& guarded, Random& random, int depth) {
     reading.Measure([&] { guarded.lock.readLock(); });
     Look(guarded);

@@ -1,6 +1,6 @@
-// What every libsfthread must do: the reader/writer lock, who it lets in and when.
+// Requirements of libsfthread: the reader/writer lock, and which threads it admits when.
 //
-// The tests see from outside that a thread waits: the system has put it to sleep in its call.
+// The tests detect that a thread waits from outside: it sleeps in the kernel.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -25,9 +25,9 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// How long a waiting writer holds back new readers, at first.
+// The first time for which a waiting writer blocks new readers.
 constexpr auto kFirstClosing = 80ms;
-// For what must happen, on a busy machine.
+// Time limit for expected events on a busy machine.
 constexpr auto kSoon = 5s;
 
 static_assert(!std::is_copy_constructible_v<sfMutexRW> && !std::is_copy_assignable_v<sfMutexRW>);
@@ -63,7 +63,7 @@ class MutexRW : public testing::Test {
     actor.Do([&] { held = lock_.tryWriteLock(); });
     return held;
   }
-  // Whether a thread that holds nothing could write.
+  // Whether a thread without a lock could write.
   bool IsFree() {
     Actor prober;
     const bool free = TryWrite(prober);
@@ -152,7 +152,7 @@ TEST_F(MutexRW, TryingToReadNestsForTheThreadThatReads) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: the reader is asleep in readLock() before the writer releases.
+// Interleaving: the reader sleeps in readLock() before the writer releases.
 TEST_F(MutexRW, AReaderWaitsForAWriter) {
   Actor reader;
   lock_.writeLock();
@@ -166,7 +166,7 @@ TEST_F(MutexRW, AReaderWaitsForAWriter) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: the writer is asleep in writeLock() before the first of two readers releases.
+// Interleaving: the writer sleeps in writeLock() before the first of two readers releases.
 TEST_F(MutexRW, AWriterWaitsForTheLastReader) {
   Actor first, second, writer;
   Read(first);
@@ -183,8 +183,8 @@ TEST_F(MutexRW, AWriterWaitsForTheLastReader) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: the next writer, then two readers, are asleep in their calls before the first
-// writer releases.
+// Interleaving: the next writer, then two readers, sleep in their calls before the first writer
+// releases.
 TEST_F(MutexRW, AReleasingWriterAdmitsAllWaitingReaders) {
   Actor nextWriter, first, second;
   lock_.writeLock();
@@ -208,7 +208,7 @@ TEST_F(MutexRW, AReleasingWriterAdmitsAllWaitingReaders) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: each writer is asleep in writeLock() before the next one asks.
+// Interleaving: each writer sleeps in writeLock() before the next one calls it.
 TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
   std::array<Actor, 4> writers;
   lock_.writeLock();
@@ -229,7 +229,8 @@ TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: a second writer waits and the first one, having released, asks again at once.
+// Interleaving: a second writer waits; the first one releases and immediately calls writeLock()
+// again.
 TEST_F(MutexRW, NobodyOvertakesTheNextWriter) {
   Actor waiting;
   lock_.writeLock();
@@ -262,7 +263,7 @@ TEST_F(MutexRW, AnotherThreadMayReleaseAWrite) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: the writer is asleep in writeLock() before a third thread ends the read.
+// Interleaving: the writer sleeps in writeLock() before a third thread releases the read.
 TEST_F(MutexRW, AWriterIsAdmittedWhenAnotherThreadReleasesTheRead) {
   Actor writer, other;
   lock_.readLock();
@@ -275,7 +276,7 @@ TEST_F(MutexRW, AWriterIsAdmittedWhenAnotherThreadReleasesTheRead) {
   Unlock(writer);
 }
 
-// Interleaving: the thread waits for its own read to end, which another thread then does.
+// Interleaving: the thread waits for its own read, which another thread then releases.
 TEST_F(MutexRW, AReaderMayWaitToWriteUntilAnotherThreadReleasesItsRead) {
   Actor reader, other;
   Read(reader);
@@ -289,16 +290,16 @@ TEST_F(MutexRW, AReaderMayWaitToWriteUntilAnotherThreadReleasesItsRead) {
   EXPECT_TRUE(IsFree());
 }
 
-// --- Reads while a writer only waits ------------------------------------------------------------
+// --- Reads while a writer waits -----------------------------------------------------------------
 
 class MutexRWBehindAWriter : public MutexRW {
  protected:
-  // From here on the writer waits for the reads that are held.
+  // Starts a writer that waits for the held reads.
   void LetAWriterWait() {
     StartWriting(writer_);
     ASSERT_TRUE(writer_.Waits());
   }
-  // Ends the reads, as many as are held, and sees the writer in and out.
+  // Releases this many reads, then waits until the writer has acquired and released the lock.
   void EndReads(int reads) {
     for (; reads > 0; --reads) {
       EXPECT_TRUE(writer_.Waits());
@@ -317,7 +318,8 @@ class MutexRWBehindAWriter : public MutexRW {
   Actor ender_;
 };
 
-// Interleaving: a reader has let the writer go first for as long as it had to, then ends.
+// Interleaving: a new reader is blocked by the writer for the maximum time, then admitted and
+// released.
 TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
   Actor stays, comes;
   Read(stays);
@@ -326,8 +328,8 @@ TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
   EndReads(2);
 }
 
-// Interleaving: the reads of three threads are ended by others, each on a thread that holds none or
-// another's, so that no thread but the first still reads; then that one reads again.
+// Interleaving: the reads of three threads are released by other threads, so that only the first
+// thread still reads; then it reads again.
 TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   Actor first, second, third, other;
   Read(first);
@@ -340,7 +342,7 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   EndReads(2);
 }
 
-// Interleaving: two threads read, a third one ends one of the reads; then both read again.
+// Interleaving: two threads read, a third one releases one of the reads; then both read again.
 TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   Actor first, second, other;
   Read(first);
@@ -352,7 +354,7 @@ TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   EndReads(3);
 }
 
-// Interleaving: a thread has taken a read and gives it to another one, which reads again.
+// Interleaving: a thread passes its read to another one, which reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   Actor gives, takes;
   Read(gives);
@@ -362,7 +364,7 @@ TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   EndReads(1);
 }
 
-// Interleaving: a thread ends another's read before its own, and reads again.
+// Interleaving: a thread releases another's read before its own, and reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatReleasedAnothersReadNests) {
   Actor first, second;
   Read(first);
@@ -395,7 +397,7 @@ TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
   EndReads(1);
 }
 
-// Interleaving: as before, and the helper does not wait in the lock but tries until it has it.
+// Interleaving: as before, but the helper calls tryReadLock() until it succeeds.
 TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   Actor reader, helper;
   Read(reader);
@@ -411,7 +413,7 @@ TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   EndReads(1);
 }
 
-// Interleaving: a thread reads two locks, so that it has forgotten that it reads the first, and
+// Interleaving: a thread reads two locks, so that it no longer remembers reading the first, and
 // reads that again.
 TEST_F(MutexRWBehindAWriter, AReaderOfTwoLocksNests) {
   sfMutexRW second;
@@ -423,7 +425,7 @@ TEST_F(MutexRWBehindAWriter, AReaderOfTwoLocksNests) {
   EndReads(2);
 }
 
-// Interleaving: a helper reads 300 times in succession. Each could be held back on its own.
+// Interleaving: a helper reads 300 times in succession. Each read could be blocked.
 TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
   Actor reader, helper;
   Read(reader);
@@ -438,7 +440,7 @@ TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
   EndReads(1);
 }
 
-// The shortest of some tries, as a busy machine makes any of them longer.
+// The shortest of several attempts, as a busy machine delays some of them.
 TEST_F(MutexRWBehindAWriter, AReaderReadsAgainWithoutDelay) {
   auto shortest = std::chrono::milliseconds::max();
   for (int time = 0; time < 20; ++time) {
@@ -450,8 +452,8 @@ TEST_F(MutexRWBehindAWriter, AReaderReadsAgainWithoutDelay) {
   EXPECT_LT(shortest, kFirstClosing / 2);
 }
 
-// Interleaving: a writer has waited for so long that readers were held back for 320 ms, before it
-// gets in; then a reader comes while the next writer waits.
+// Interleaving: a writer waits until readers are blocked for 320 ms, then is admitted; then a new
+// reader calls readLock() while the next writer waits.
 TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
   auto shortest = std::chrono::milliseconds::max();
   for (int time = 0; time < 5 && shortest > 2 * kFirstClosing; ++time) {
@@ -471,8 +473,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
   EXPECT_LT(shortest, 2 * kFirstClosing);
 }
 
-// Interleaving: the writer is asleep in writeLock(), then the new reader in readLock(), before the
-// first reader releases. Where the machine took so long that the reader has been let in, again.
+// Interleaving: the writer sleeps in writeLock(), then the new reader in readLock(), before the
+// first reader releases. Repeated if the machine was so slow that the reader was admitted.
 TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
   for (int time = 0; time < 20; ++time) {
     Actor newReader;
@@ -502,7 +504,7 @@ TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
   FAIL() << "the machine is too busy to tell";
 }
 
-// --- Its life ----------------------------------------------------------------------------------
+// --- Lifetime ----------------------------------------------------------------------------------
 
 TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   auto written = std::make_unique<sfMutexRW>();
@@ -518,13 +520,13 @@ TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   std::jthread([&] { readElsewhere->readLock(); }).join();
   readElsewhere.reset();
 
-  // The address and thread sanitizers judge the rest; a new lock in that place works.
+  // The sanitizers check the rest; a new lock at that address works.
   sfMutexRW next;
   EXPECT_TRUE(next.tryWriteLock());
 }
 
-// Interleaving: the writer is asleep in writeLock() when the reader releases; it destroys the lock
-// as soon as it holds it, maybe before the releasing thread has returned.
+// Interleaving: the writer sleeps in writeLock() when the reader releases. It destroys the lock as
+// soon as it holds it, possibly before unlock() has returned.
 TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   for (int round = 0; round < 50; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
@@ -543,8 +545,8 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   }
 }
 
-// Interleaving: any, many times over. The other thread tries all the time and destroys the lock as
-// soon as it has it, maybe before the releasing thread has returned.
+// Interleaving: any, repeated. The other thread calls tryWriteLock() continuously and destroys the
+// lock as soon as it has it, possibly before unlock() has returned.
 TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
   Actor other;
   for (int round = 0; round < 5000; ++round) {
@@ -562,9 +564,9 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
   }
 }
 
-// --- Nobody starves ---------------------------------------------------------------------------
+// --- Fairness ---------------------------------------------------------------------------------
 
-// Makes a starved test end red instead of running for ever.
+// Makes a starved test fail instead of running forever.
 class Deadline {
  public:
   bool HasPassed() const { return Clock::now() > end_; }
@@ -573,9 +575,9 @@ class Deadline {
   const Clock::time_point end_ = Clock::now() + 5s;
 };
 
-// Interleaving: until the writer asks, a reader releases only while the other one reads too; from
-// then on each reads again as soon as it has released, so that their reads overlap wherever the
-// lock lets them.
+// Interleaving: until the writer calls writeLock(), a reader releases only while the other one
+// reads too. After that each reads again as soon as it has released, so that their reads overlap as
+// far as the lock allows.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileTwoReadersOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -608,8 +610,8 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileTwoReadersOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: a writer releases only after the other one has asked, so one of them waits at every
-// release.
+// Interleaving: a writer releases only after the other one has called writeLock(), so one of them
+// waits at every release.
 TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -638,8 +640,8 @@ TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads read in turns for 40 ms each, half a turn apart, and a third one ends
-// every read. It is always open who reads, and each comes again while the other's read is held.
+// Interleaving: two threads alternate reads of 40 ms, half a period apart, and a third one releases
+// every read. Each reads again while the other's read is held.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -678,11 +680,11 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever)
   }
 }
 
-// Threads that read in turns, evenly spread over the time that a read takes, until told to stop.
-// Each comes again while the others' reads are held.
+// Threads that read repeatedly, evenly spread over the duration of a read, until stopped. Each
+// reads again while the others' reads are held.
 class OverlappingReaders {
  public:
-  // `hold` is called by the thread with that number when it has read, and ends its read after
+  // `hold` is called by the thread with the given number when it reads, and releases the read after
   // `length`.
   OverlappingReaders(sfMutexRW& lock, int threads, std::chrono::milliseconds length,
                      std::function<void(int)> hold)
@@ -722,7 +724,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile50MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Longer than readers are held back at first.
+// Longer than the first time for which readers are blocked.
 TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   sfMutexRW lock;
   const OverlappingReaders readers(lock, 3, 200ms, [&](int) {
@@ -735,8 +737,8 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: each of two threads has the other end its reads, so that it seems to read all the
-// time, and would always be let in at once if that were believed. It ends them itself where the
+// Interleaving: each of two threads has the other release its reads, so that it always seems to
+// read, and would always be admitted if the lock relied on that. It releases them itself if the
 // other waits for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
@@ -769,7 +771,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever
   lock.unlock();
 }
 
-// Interleaving: any. The sums, and the thread sanitizer, tell whether a writer was ever alone.
+// Interleaving: any. The sums and the thread sanitizer detect a writer that is not exclusive.
 TEST(MutexRWFairness, ReadersSeeOnlyCompleteWrites) {
   constexpr int kRounds = 500;
   sfMutexRW lock;

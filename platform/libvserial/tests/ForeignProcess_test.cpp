@@ -1,4 +1,4 @@
-// What every libvserial must do: signature and version before the fields of an object.
+// Requirements of libvserial: signature and version of an object.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ constexpr auto kBytes =
     "\x03\x00\x00\x00"
     "\x01\x00\x02\x00"sv;
 
-// What reading a point from `bytes` complains about; its fields are never reached.
+// The error text of decoding a point from `bytes`; its fields are never reached.
 std::string Complaint(std::string_view bytes) {
   VStream stream(bytes);
   Point point;

@@ -1,4 +1,4 @@
-// What every libvserial must do: the base of serialisable objects.
+// Requirements of libvserial: the base class of serialisable objects.
 
 #include <gtest/gtest.h>
 #include <libvserial/VSerializable.h>

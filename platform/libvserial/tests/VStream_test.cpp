@@ -1,4 +1,4 @@
-// What every libvserial must do: the byte form of values, and refusing bytes that are none.
+// Requirements of libvserial: the encoding of values, and the rejection of invalid bytes.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace {
 using namespace std::string_view_literals;
 using testing::HasSubstr;
 
-// What writing `value` by `operation` gives.
+// The bytes that `operation` writes for `value`.
 template <class Value>
 std::string Written(void (VStream::*operation)(Value&), Value value) {
   VStream stream;
@@ -48,7 +48,7 @@ std::vector<Number> Extremes() {
   return {Limits::min(), static_cast<Number>(-1), 0, 1, 42, Limits::max()};
 }
 
-// What reading by `read` complains about.
+// The error text of `read`.
 template <class Read>
 std::string ComplaintOf(std::string_view bytes, Read read) {
   VStream stream(bytes);
@@ -126,7 +126,7 @@ TEST(VStreamRoundTrip, PreservesStringsOfAnyBytes) {
                                                   std::string(100'000, 'x')});
 }
 
-// All operations, in one path for both directions.
+// All operations, with one function for both directions.
 struct Everything {
   bool truth = false;
   std::int8_t int8 = 0;
@@ -201,7 +201,7 @@ TEST(VStreamReading, ATruncatedRecordIsRejectedAtItsEnd) {
   const std::string bytes = SampleBytes();
 
   for (std::size_t size = 0; size < bytes.size(); ++size) {
-    // In storage of its own length, so that the address sanitizer sees a read past the end.
+    // In an exact allocation, so that the address sanitizer detects a read past the end.
     const std::vector<char> cut(bytes.data(), bytes.data() + size);
     VStream stream(std::string_view(cut.data(), cut.size()));
     Everything back;

@@ -1,4 +1,4 @@
-// What every libvutility must do: give and take storage without the global operators.
+// Requirements of libvutility: allocating and freeing without the global operators.
 
 #include <gtest/gtest.h>
 #include <libvutility/VUGlobal.h>
@@ -10,7 +10,7 @@
 #include <memory>
 #include <stdexcept>
 
-// The address sanitizer stops a program that asks for too much unless told to let malloc fail.
+// By default, the address sanitizer aborts on a huge allocation; this option lets malloc fail.
 extern "C" const char* __asan_default_options() {
   return "allocator_may_return_null=1";
 }
@@ -29,7 +29,7 @@ struct Throwing : VUGlobal {
   Throwing() { throw std::runtime_error("no"); }
 };
 
-// How often `action` reached the global operators.
+// The number of calls of the global operators by `action`.
 template <class Action>
 long GlobalCallsOf(Action action) {
   support::heap = {};
@@ -96,7 +96,7 @@ TEST(VUGlobal, PlacementNewReturnsThePlaceAndFreesNothing) {
   Object::operator delete(object, static_cast<void*>(place));
 }
 
-// Each form hands its storage back by its own delete; the address sanitizer reports what is lost.
+// Each form of new is freed with its matching delete; the address sanitizer reports leaks.
 TEST(VUGlobal, AThrowingConstructorFreesItsStorage) {
   alignas(Throwing) unsigned char place[sizeof(Throwing)];
 

@@ -1,8 +1,7 @@
-// Fuzz target: opens and reads a data file and its schema, within memory in proportion to their
-// bytes.
+// Fuzz target: opens and reads a data file and its schema, with memory proportional to their size.
 //
-// The input is the schema, a record separator (0x1E) and the data file; without a separator, or
-// with nothing in front of it, there is no schema.
+// The input is the schema, a record separator (0x1E) and the data file. Without a separator, or
+// with nothing before it, there is no schema.
 
 #include <libdatasrc/tests/Files.h>
 #include <sanitizer/allocator_interface.h>
@@ -18,14 +17,14 @@ constexpr char kSeparator = '\x1E';
 constexpr std::size_t kBytesAtStart = std::size_t{1} << 19;
 constexpr std::size_t kBytesPerByte = 500;
 
-std::size_t allocated = 0;  // since the input began, whatever was freed
+std::size_t allocated = 0;  // since the start of the input, including freed memory
 
 void Count(const volatile void*, std::size_t size) {
   allocated += size;
 }
 void Ignore(const volatile void*) {}
 
-// Sends the fuzzer the input as one that fails.
+// Reports the input to the fuzzer as a failure.
 void Demand(bool isTrue, const std::string& otherwise) {
   if (isTrue) return;
   std::cerr << otherwise << '\n';
