@@ -70,7 +70,7 @@ struct LockReport {
   SDM_EXPORT std::string Text() const;
 };
 
-// The argument of the application's handler.
+// A deadlock or a long wait, as passed to the handler of LockMonitor.
 struct LockIncident {
   enum class Kind {
     Deadlock,  // the threads of `steps` wait for each other: forever, unless another thread

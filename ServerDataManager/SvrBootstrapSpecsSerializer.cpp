@@ -98,7 +98,7 @@ Number NumberAt(const char* place, bool swapped) {
   return swapped ? NumberAt<Number, true>(place) : NumberAt<Number, false>(place);
 }
 
-// Any mark other than 1 in native order means the other byte order, not only a swapped 1.
+// Every mark but a native 1 counts as swapped, not only a swapped 1.
 bool IsSwapped(const char* mark) {
   return NumberAt<std::uint16_t, false>(mark) != kByteOrderMark;
 }

@@ -25,9 +25,9 @@
 // FilteredDataSource on a clone does so itself.
 //
 // The owned source is not the parent of the clone, except after ShowParents(true). Chains end at a
-// clone, so a dataset with a clone of a saved file does not count as that file. Deleting a chain
-// stops after a clone, whether it shows its parent or not: the sources above belong to the copies.
-// A clone of nothing has no rows.
+// clone, so a dataset with a clone of a saved file is not treated as a dataset of that file.
+// Deleting a chain stops after a clone, whether it shows its parent or not: the sources above
+// belong to the copies. A clone of nothing has no rows.
 //
 // Threads: several threads may read one clone, make iterators and copy it; copies are independent.
 // The owned source must then support iterators on several threads. ShowParents and edits of the

@@ -94,8 +94,8 @@ class SDM_EXPORT SvrDMDataset {
   std::string GetPassword() const;
   void SetPassword(std::string const& password, bool mangled);
 
-  // Whether the password is mangled, according to the saved file if the data source or its parent
-  // is one, otherwise as set with SetPassword.
+  // Whether the password is mangled: as stored in the saved file, if the data source or its parent
+  // is one; otherwise as set with SetPassword.
   // Threads: a thread that holds the read or the write lock.
   bool GetPasswordMangled() const;
 

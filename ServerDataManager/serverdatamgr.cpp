@@ -57,12 +57,12 @@ bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
 }
 
 // Owns a source and its chain until a dataset does.
-class HandedOver {
+class PendingSource {
  public:
-  explicit HandedOver(std::unique_ptr<ORVX_DataSource> handed) : source(handed.release()) {}
-  HandedOver(const HandedOver&) = delete;
-  HandedOver& operator=(const HandedOver&) = delete;
-  ~HandedOver() { DeleteDataSourceTo(source, nullptr); }
+  explicit PendingSource(std::unique_ptr<ORVX_DataSource> handed) : source(handed.release()) {}
+  PendingSource(const PendingSource&) = delete;
+  PendingSource& operator=(const PendingSource&) = delete;
+  ~PendingSource() { DeleteDataSourceTo(source, nullptr); }
 
   ORVX_DataSource* source;
 };
@@ -249,7 +249,7 @@ ServerDataManager::~ServerDataManager() = default;
 
 LocallyUniqueID ServerDataManager::Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
                                        bool quiet) {
-  HandedOver handed(std::move(ds));
+  PendingSource handed(std::move(ds));
   return data_->AddNew(handed.source, name, /*hasPassword=*/false, std::string(),
                        /*passwordFlag=*/false, quiet);
 }
@@ -262,7 +262,7 @@ LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& n
 
 LocallyUniqueID ServerDataManager::Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
                                        const std::string& password, bool passwordFlag, bool quiet) {
-  HandedOver handed(std::move(ds));
+  PendingSource handed(std::move(ds));
   return data_->AddNew(handed.source, name, /*hasPassword=*/true, password, passwordFlag, quiet);
 }
 
@@ -274,7 +274,7 @@ LocallyUniqueID ServerDataManager::Add(ORVX_DataSource& ds, const std::string& n
 
 void ServerDataManager::Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
                             bool quiet, LocallyUniqueID id, unsigned int caseSequence) {
-  HandedOver handed(std::move(ds));
+  PendingSource handed(std::move(ds));
   data_->Replace(handed.source, name, quiet, id, caseSequence);
 }
 

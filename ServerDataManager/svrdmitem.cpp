@@ -420,7 +420,7 @@ bool SvrDMItem::PasswordMangled() const {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Companions
+// Error monitor and bootstrap specification
 
 void SvrDMItem::InitializeErrorMonitor(PackageProxy* proxy) {
   errorMonitor_.InitializeErrorMonitor(id_, proxy);

@@ -257,12 +257,12 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   const std::string& Password() const { return password_; }
   void Password(const std::string& password, bool mangled);
 
-  // Whether the password is mangled, according to the saved file if the data source or its parent
-  // is one, otherwise as set with Password.
+  // Whether the password is mangled: as stored in the saved file, if the data source or its parent
+  // is one; otherwise as set with Password.
   // Threads: a thread that holds the read or the write lock.
   bool PasswordMangled() const;
 
-  // --- Companions ---
+  // --- Error monitor and bootstrap specification ---
 
   // Reports errors to the client. Sends nothing before InitializeErrorMonitor, which borrows the
   // channel.

@@ -1,4 +1,4 @@
-// PackageProxy: the server's interface to the channel to a client package.
+// PackageProxy: the channel to a client package; an interface.
 
 #ifndef PACKAGEPROXY_PACKAGEPROXY_H_
 #define PACKAGEPROXY_PACKAGEPROXY_H_

@@ -17,7 +17,7 @@ class ORVX_DataSource;
 
 // A value. Each name has one or more texts. Names are case-sensitive and unordered.
 //
-// Threads: one object at a time on one thread, or only read.
+// Threads: one object: several readers or one writer.
 class SDM_EXPORT DatasourceAttributes {
  public:
   using Values = std::vector<std::string>;

@@ -83,7 +83,7 @@ std::string TypeAsText(int type) {
   return type == 0 ? "numeric" : "string of " + Counted(type, "byte");
 }
 
-// Short printable text is quoted; for other bytes, only their number.
+// Short printable text in quotes; for other bytes, only the number of bytes.
 std::string BytesAsText(std::string_view bytes) {
   constexpr std::size_t kShortText = 60;
   const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
