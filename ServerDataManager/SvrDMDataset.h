@@ -116,8 +116,8 @@ class SDM_EXPORT SvrDMDataset {
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
-  // --- Window state, kept for the client --- Setters return the new value. A new dataset is
-  // minimized, not in front and not hidden.
+  // --- Window state, kept for the client ---
+  // Setters return the new value. A new dataset is minimized, not in front and not hidden.
   // Threads: any.
 
   bool WindowFront() const;
@@ -128,8 +128,9 @@ class SDM_EXPORT SvrDMDataset {
   bool WindowHidden() const;
   bool WindowHidden(bool hidden);
 
-  // --- Handles at work on the dataset --- A count below zero, after a failed try (see
-  // SvrDMWriteableDataSource), reads as a number near 2^32.
+  // --- Handles at work on the dataset ---
+  // A count below zero, after a failed try (see SvrDMWriteableDataSource), reads as a number near
+  // 2^32.
   // Threads: any.
 
   // Includes writers that still wait for the lock.

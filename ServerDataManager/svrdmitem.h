@@ -145,8 +145,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // AcquireWriteLock(true) on this item: the lock then stays held forever.
   void ReleaseLock();
 
-  // --- Counters: handles at work on the dataset --- Not checked: a count falls below zero after a
-  // failed try (see SvrDMWriteableDataSource).
+  // --- Counters: handles at work on the dataset ---
+  // Not checked: a count falls below zero after a failed try (see SvrDMWriteableDataSource).
   // Threads: any.
   int ReadersCount() const;
   int WritersCount() const;

@@ -1,7 +1,7 @@
 #!/bin/sh
-# internal_names.sh NM LIBRARY...: C++ that defines each internal name of the libraries, with its
-# namespace and without, as a function that aborts. A program with names like these of its own must not
-# change what the libraries do.
+# internal_names.sh NM LIBRARY...: prints C++ that defines each internal name of the libraries, with
+# and without its namespace, as a function that aborts. A program with such names must not change
+# the behaviour of the libraries.
 
 set -eu
 export LC_ALL=C
@@ -9,8 +9,8 @@ nm=$1
 shift
 
 names=$(for library in "$@"; do "$nm" --defined-only "$library"; done | awk '
-  # _ZN12sdm_internal12ShortestTextEd is _Z12ShortestTextd without the namespace; the name of a member of
-  # a class, and so on, loses the namespace alone.
+  # _ZN12sdm_internal12ShortestTextEd is _Z12ShortestTextd without the namespace; the name of a
+  # class member loses only the namespace.
   function without_namespace(name, prefix, rest, length_of, first, after, tag) {
     match(name, /^_Z(T[VIS])?NK?12sdm_internal/)
     prefix = substr(name, 1, RLENGTH - length("12sdm_internal"))

@@ -1,6 +1,6 @@
 #!/bin/sh
-# needs_nothing_of.sh NM UPPER LOWER...: fails where a LOWER library asks for a symbol that the UPPER
-# one defines. Calls go one way: down.
+# needs_nothing_of.sh NM UPPER LOWER...: fails if a LOWER library needs a symbol that UPPER defines:
+# calls only go down.
 
 set -u
 nm=$1

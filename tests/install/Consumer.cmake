@@ -1,4 +1,5 @@
-# check_consumer(FOLDER): runs the programs of consumer/, built in FOLDER, and compares what they print.
+# check_consumer(FOLDER): runs the programs of consumer/, built in FOLDER, and compares their
+# output.
 
 function(expect_output expected)
   run(${ARGN})

@@ -1,6 +1,6 @@
 cmake_minimum_required(VERSION 3.22)
 
-# run(COMMAND...): runs a step of a script test and stops the test, showing the output, where it fails.
+# run(COMMAND...): runs a step of a script test. If it fails, shows the output and stops the test.
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)

@@ -1,7 +1,7 @@
 #!/bin/sh
-# dev_commands.sh DEV FOLDER: plays ./dev run and ./dev install in FOLDER with a cmake that only writes
-# down how it was called. Both build everything, so that what was run can be installed; a relative PREFIX
-# is the caller's.
+# dev_commands.sh DEV FOLDER: runs ./dev run and ./dev install in FOLDER with a fake cmake that
+# records its calls. Both build everything, so that the program that ran can be installed; a
+# relative PREFIX is relative to the caller's folder.
 
 set -eu
 rm -rf "$2"

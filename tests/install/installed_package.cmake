@@ -1,5 +1,5 @@
-# Installs the build into a scratch prefix, moves the prefix, and looks at what is there: its documents, its
-# headers, and a project that builds against it, with every warning of every compiler at hand.
+# Installs the build into a temporary prefix, moves the prefix, and checks the documents, the
+# headers, and a project that uses the package, with all warnings of all available compilers.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
@@ -9,7 +9,7 @@ set(prefix "${WORK_DIR}/moved")
 run("${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${WORK_DIR}/prefix")
 file(RENAME "${WORK_DIR}/prefix" "${prefix}")
 
-# --- documents: every link leads somewhere, and the README names what the libraries need ---
+# --- documents: every link exists, and the README lists the required packages ---
 
 file(GLOB_RECURSE documents "${prefix}/*.md")
 foreach(document IN LISTS documents)
@@ -50,7 +50,7 @@ foreach(library IN LISTS libraries)
   endforeach()
 endforeach()
 
-# --- headers: none relies on a file that is not installed ---
+# --- headers: none includes a file that is not installed ---
 
 file(GLOB_RECURSE headers RELATIVE "${prefix}/include" "${prefix}/include/*.h")
 list(LENGTH headers count)
@@ -76,10 +76,11 @@ foreach(header IN LISTS headers)
 endforeach()
 run("${COMPILER}" -std=c++20 -fsyntax-only -I "${prefix}/include" -x c++ ${headers_alone})
 
-# --- a project of somebody else's ---
+# --- a separate project ---
 
 set(GNU_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast)
-# All but what is about older standards, layout, interfaces without code, and the name _ORVXMBstricmp_A.
+# All warnings except for older standards, layout, interfaces without code, and the name
+# _ORVXMBstricmp_A.
 set(Clang_WARNINGS -Weverything -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-padded
     -Wno-weak-vtables -Wno-reserved-identifier)
 
@@ -100,7 +101,7 @@ foreach(kind IN ITEMS GNU Clang)
   check_consumer("${WORK_DIR}/${kind}")
 endforeach()
 
-# --- what there is not, is not found ---
+# --- unknown versions and components are not found ---
 
 function(expect_not_found expected)
   execute_process(COMMAND "${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${WORK_DIR}/none" -G Ninja

@@ -1,5 +1,5 @@
-# Makes the project a part of another build, static, and then installs the static libraries and finds them
-# from a third project.
+# Builds the project as part of another build, with static libraries; then installs these and uses
+# them in a third project.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
@@ -11,7 +11,7 @@ function(configure source folder)
       "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_CXX_FLAGS=-O0 ${ARGN})
 endfunction()
 
-# --- by default: libraries with names of our own, and nothing else ---
+# --- by default: only the libraries, with unique target names ---
 
 configure(embedding "${WORK_DIR}/default" "-DPROJECT_DIR=${PROJECT_DIR}"
           "-DCMAKE_INSTALL_PREFIX=${WORK_DIR}/nothing")
@@ -36,7 +36,7 @@ if(settings OR tests)
   message(SEND_ERROR "The surrounding build got ${settings} ${tests}")
 endif()
 
-# --- static, in the build and installed ---
+# --- static libraries, in the build and installed ---
 
 set(static "${WORK_DIR}/static")
 # Flags belong to targets, so one source of each target shows that it compiles here.

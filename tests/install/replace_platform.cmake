@@ -1,11 +1,11 @@
-# Builds a second libvutility elsewhere, a "vendor's" that counts its blocks, configures the project with
-# it in the place of ours, and runs a program in which messages must take their storage from it.
+# Builds a second libvutility, a "vendor's" library that counts its blocks, configures the project
+# with it, and runs a program whose messages must be allocated by it.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(vendor "${WORK_DIR}/vendor")
 
-# The header tells the two apart at compile time, the library at run time.
+# The header distinguishes the two at compile time, the library at run time.
 file(GLOB headers "${PROJECT_DIR}/platform/libvutility/*.h")
 file(COPY ${headers} DESTINATION "${vendor}/include/libvutility")
 file(APPEND "${vendor}/include/libvutility/VUGlobal.h" "extern \"C\" long vendorLiveBlocks();\n")

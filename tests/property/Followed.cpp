@@ -60,11 +60,11 @@ std::string Followed::Update(bool mirrored) {
 
 std::string Followed::MessagesThatDiffer(const std::vector<support::Said>& expected,
                                          const std::vector<support::Said>& queued) {
-  std::vector<support::Said> told;
-  std::copy_if(queued.begin(), queued.end(), std::back_inserter(told), IsCovered);
-  if (told == expected) return "";
+  std::vector<support::Said> covered;
+  std::copy_if(queued.begin(), queued.end(), std::back_inserter(covered), IsCovered);
+  if (covered == expected) return "";
   return "Other messages than the plain comparison's:\n" +
-         support::SideBySide("plain", Lines(expected), "queued", Lines(told));
+         support::SideBySide("plain", Lines(expected), "queued", Lines(covered));
 }
 
 std::string Followed::FlagsThatDiffer(bool wasDirty, const std::vector<support::Said>& queued) {

@@ -132,9 +132,9 @@ TEST(DictionaryMirror, FindsVariablesNamedInAnyOrder) {
   ModifyVarMsg last = Relabel('C', "c");
   ModifyVarMsg first = Relabel('A', "a");
   InsertVarsMsg middle = Insert("X", ID('B'));
-  DeleteVarsMsg gone = Delete("BC");
+  DeleteVarsMsg deletion = Delete("BC");
   ModifyVarMsg inserted = Relabel('X', "x");
-  mirror.Apply({&last, &first, &middle, &gone, &inserted});
+  mirror.Apply({&last, &first, &middle, &deletion, &inserted});
   EXPECT_EQ(Names(mirror), "AX");
   EXPECT_EQ(mirror.Dictionary().GetVariable(0).GetLabel(), "a");
   EXPECT_EQ(mirror.Dictionary().GetVariable(1).GetLabel(), "x");

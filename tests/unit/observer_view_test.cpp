@@ -187,15 +187,15 @@ TEST_F(View, AllVariablesAreDeletedInOneMessage) {
 
 TEST_F(View, ADeletedVariableIsReportedAsLastReported) {
   StartWith("A B C");
-  const ORVX_Variable asTold = Labelled(Var("B"), "as told");
-  UpdateTo({Var("A"), asTold, Var("C")});
+  const ORVX_Variable asReported = Labelled(Var("B"), "as reported");
+  UpdateTo({Var("A"), asReported, Var("C")});
   item.ClearNotifications();
 
-  Source().GetVariable(1).SetLabel("never told");
+  Source().GetVariable(1).SetLabel("never reported");
   Source().DeleteVariables(1, 1);
   view.Update();
 
-  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(std::vector<ORVX_Variable>{asTold}));
+  EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(std::vector<ORVX_Variable>{asReported}));
 }
 
 TEST_F(View, RemovingTheSourceDeletesAllVariables) {

@@ -585,11 +585,11 @@ TEST_F(RegistryTest, AnObserverRegisteredTwiceIsNotifiedOnce) {
 }
 
 TEST_F(RegistryTest, AnObserverRegisteredAgainIsNotifiedLast) {
-  std::vector<std::string> told;
+  std::vector<std::string> called;
   RecordingRegistryObserver first;
   RecordingRegistryObserver second;
-  first.onCreated = [&](LocallyUniqueID) { told.push_back("first"); };
-  second.onCreated = [&](LocallyUniqueID) { told.push_back("second"); };
+  first.onCreated = [&](LocallyUniqueID) { called.push_back("first"); };
+  second.onCreated = [&](LocallyUniqueID) { called.push_back("second"); };
   registry_.Register(first);
   registry_.Register(second);
   Add();
@@ -597,7 +597,7 @@ TEST_F(RegistryTest, AnObserverRegisteredAgainIsNotifiedLast) {
 
   Add();
 
-  EXPECT_THAT(told, ElementsAre("first", "second", "second", "first"));
+  EXPECT_THAT(called, ElementsAre("first", "second", "second", "first"));
 }
 
 TEST_F(RegistryTest, AnUnregisteredObserverIsNotNotified) {

@@ -89,15 +89,15 @@ TEST_F(StepsOfHandles, AReaderNeverTries) {
 
 TEST_F(StepsOfHandles, AWriterNotifiesThenCountsAsAReaderWhileReleasing) {
   support::RecordingObserver observer;
-  observer.reaction = [](auto) { Step("observer told"); };
+  observer.reaction = [](auto) { Step("observer notified"); };
   item->Register(observer);
 
   { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr); }
 
-  EXPECT_THAT(
-      steps,
-      ElementsAre("write lock with 0 readers, 1 writers", "observer told with 0 readers, 1 writers",
-                  "reader counted with 0 readers, 1 writers", "unlock with 1 readers, 0 writers"));
+  EXPECT_THAT(steps, ElementsAre("write lock with 0 readers, 1 writers",
+                                 "observer notified with 0 readers, 1 writers",
+                                 "reader counted with 0 readers, 1 writers",
+                                 "unlock with 1 readers, 0 writers"));
   EXPECT_EQ(item->ReadersCount(), 0);
   EXPECT_EQ(item->WritersCount(), 0);
 }

@@ -103,7 +103,7 @@ class FailingRows : public ObsIterator {
  public:
   explicit FailingRows(OBS* area) : area_(area) {}
   bool Next() override {
-    if (++row_ == 3) throw std::runtime_error("the disk is gone");
+    if (++row_ == 3) throw std::runtime_error("disk failure");
     area_->number = row_;
     return true;
   }

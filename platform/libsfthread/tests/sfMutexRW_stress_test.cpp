@@ -58,7 +58,7 @@ class Waits {
     const std::lock_guard guard(mutex_);
     for (const auto start : since_) {
       if (Clock::now() - start < kForEver) continue;
-      std::fprintf(stderr, "somebody waits for ever to %s\n", what);
+      std::fprintf(stderr, "a thread waits forever to %s\n", what);
       std::abort();
     }
   }

@@ -311,7 +311,7 @@ class MutexRWBehindAWriter : public MutexRW {
   }
   void ExpectToRead(Actor& reader) {
     StartReading(reader);
-    ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits for ever";
+    ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits forever";
   }
 
   Actor writer_;
@@ -393,7 +393,7 @@ TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
     });
   }
   writerWaits.count_down();
-  ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits for ever";
+  ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits forever";
   EndReads(1);
 }
 
@@ -409,7 +409,7 @@ TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
     }
     lock_.unlock();
   });
-  EXPECT_TRUE(helper.EndsWithin(kSoon - 1s)) << "tries for ever";
+  EXPECT_TRUE(helper.EndsWithin(kSoon - 1s)) << "tries forever";
   EndReads(1);
 }
 
