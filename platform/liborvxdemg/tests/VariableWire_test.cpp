@@ -39,11 +39,11 @@ ORVX_Variable FullVariable() {
   return variable;
 }
 
-TEST(VariableOnTheWire, RoundTrips) {
+TEST(VariableEncoding, RoundTrips) {
   EXPECT_EQ(VariableIn(BytesOfVariable(FullVariable())), FullVariable());
 }
 
-TEST(VariableOnTheWire, RoundTripsEachFieldSeparately) {
+TEST(VariableEncoding, RoundTripsEachFieldSeparately) {
   const std::vector<std::function<void(ORVX_Variable&)>> changes = {
       [](auto& v) { v.SetID(LocallyUniqueID(2, 9)); },
       [](auto& v) { v.SetName("n"); },
@@ -75,7 +75,7 @@ TEST(VariableOnTheWire, RoundTripsEachFieldSeparately) {
   }
 }
 
-TEST(VariableOnTheWire, DecodingReplacesTheOldContent) {
+TEST(VariableEncoding, DecodingReplacesTheOldContent) {
   ModifyVarMsg message(0, LocallyUniqueID(), 0, FullVariable());
   ReadAll(BytesOfVariable(ORVX_Variable()), message);
   EXPECT_EQ(message.GetVariable(), ORVX_Variable());
@@ -92,7 +92,7 @@ const std::string kFromFormatOn =
     "\x01\0\0\0" "\x01\0\0\0" "a" "\x01\0\0\0" "\x02\0\0\0" "b2"s;  // attributes
 // clang-format on
 
-TEST(VariableOnTheWire, HasThisEncoding) {
+TEST(VariableEncoding, HasThisEncoding) {
   ORVX_Variable variable;
   variable.SetFormat({VariableFormat::Kind::DateTime, 19, 6});
   variable.SetValueLabels({{1.0, "one"}, {"x", ""}});
@@ -102,16 +102,16 @@ TEST(VariableOnTheWire, HasThisEncoding) {
   EXPECT_THAT(BytesOfVariable(variable), testing::EndsWith(kFromFormatOn));
 }
 
-TEST(VariableOnTheWire, EncodedSizeIsAtLeastTheMinimumThatTheListCheckAssumes) {
+TEST(VariableEncoding, EncodedSizeIsAtLeastTheMinimumThatTheListCheckAssumes) {
   constexpr std::size_t kMessageHead = 4 + 24 + 4 + 12;
   EXPECT_EQ(BytesOfVariable(ORVX_Variable()).size() - kMessageHead, 38U);
 }
 
-TEST(VariableOnTheWire, IsRejectedAtEveryTruncation) {
+TEST(VariableEncoding, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(BytesOfVariable(FullVariable()), VariableIn);
 }
 
-TEST(VariableOnTheWire, IsDecodedOrRejectedAfterAnyByteChange) {
+TEST(VariableEncoding, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(BytesOfVariable(FullVariable()), VariableIn);
 }
 
@@ -125,7 +125,7 @@ std::string Replaced(const ORVX_Variable& variable, const std::string& part,
   return bytes.replace(place, part.size(), other);
 }
 
-TEST(VariableOnTheWire, IsRejectedWithAnUnknownEnumerator) {
+TEST(VariableEncoding, IsRejectedWithAnUnknownEnumerator) {
   ORVX_Variable variable;
   variable.SetFormat({VariableFormat::Kind::DateTime, 0x2211, 0});
   variable.SetMissingValues({{"m"}});
@@ -136,26 +136,26 @@ TEST(VariableOnTheWire, IsRejectedWithAnUnknownEnumerator) {
   EXPECT_THROW(VariableIn(Replaced(variable, "m\x04"s, "m\x05"s)), VStreamError);
 }
 
-TEST(VariableOnTheWire, IsRejectedWithANegativeType) {
+TEST(VariableEncoding, IsRejectedWithANegativeType) {
   ORVX_Variable variable;
   variable.SetType(0x11223344);
   EXPECT_THROW(VariableIn(Replaced(variable, "\x44\x33\x22\x11"s, "\xFF\xFF\xFF\xFF"s)),
                VStreamError);
 }
 
-TEST(VariableOnTheWire, IsRejectedIfAValueIsLabelledTwice) {
+TEST(VariableEncoding, IsRejectedIfAValueIsLabelledTwice) {
   ORVX_Variable variable;
   variable.SetValueLabels({{"k1", "first"}, {"k2", "second"}});
   EXPECT_THROW(VariableIn(Replaced(variable, "k2", "k1")), VStreamError);
 }
 
-TEST(VariableOnTheWire, IsRejectedIfANaNIsLabelled) {
+TEST(VariableEncoding, IsRejectedIfANaNIsLabelled) {
   ORVX_Variable variable;
   variable.SetValueLabels({{1.0, "one"}});
   EXPECT_THROW(VariableIn(Replaced(variable, "\xF0\x3F"s, "\xF8\x7F"s)), VStreamError);
 }
 
-TEST(VariableOnTheWire, IsRejectedIfAnAttributeIsDuplicate) {
+TEST(VariableEncoding, IsRejectedIfAnAttributeIsDuplicate) {
   ORVX_Variable variable;
   variable.SetAttributes({{"k1", {}}, {"k2", {}}});
   EXPECT_THROW(VariableIn(Replaced(variable, "k2", "k1")), VStreamError);

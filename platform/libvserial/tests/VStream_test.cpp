@@ -60,7 +60,7 @@ std::string ComplaintOf(std::string_view bytes, Read read) {
   return "";
 }
 
-TEST(VStreamForm, NumbersAreLittleEndian) {
+TEST(VStreamFormat, NumbersAreLittleEndian) {
   EXPECT_EQ(Written<std::int8_t>(&VStream::Int8, -2), "\xFE"sv);
   EXPECT_EQ(Written<std::uint8_t>(&VStream::Uint8, 0xAB), "\xAB"sv);
   EXPECT_EQ(Written<std::int16_t>(&VStream::Int16, -2), "\xFE\xFF"sv);
@@ -72,24 +72,24 @@ TEST(VStreamForm, NumbersAreLittleEndian) {
             "\x08\x07\x06\x05\x04\x03\x02\x01"sv);
 }
 
-TEST(VStreamForm, BoolsAreOneByte) {
+TEST(VStreamFormat, BoolsAreOneByte) {
   EXPECT_EQ(Written<bool>(&VStream::Bool, false), "\x00"sv);
   EXPECT_EQ(Written<bool>(&VStream::Bool, true), "\x01"sv);
 }
 
-TEST(VStreamForm, DoublesAreIeee754Bits) {
+TEST(VStreamFormat, DoublesAreIeee754Bits) {
   EXPECT_EQ(Written<double>(&VStream::Double, 1.0), "\x00\x00\x00\x00\x00\x00\xF0\x3F"sv);
   EXPECT_EQ(Written<double>(&VStream::Double, -0.0), "\x00\x00\x00\x00\x00\x00\x00\x80"sv);
 }
 
-TEST(VStreamForm, StringsAreLengthAndBytes) {
+TEST(VStreamFormat, StringsAreLengthAndBytes) {
   EXPECT_EQ(Written<std::string>(&VStream::String, ""), "\x00\x00\x00\x00"sv);
   EXPECT_EQ(Written<std::string>(&VStream::String, "ab"),
             "\x02\x00\x00\x00"
             "ab"sv);
 }
 
-TEST(VStreamForm, CountsAreFourBytes) {
+TEST(VStreamFormat, CountsAreFourBytes) {
   VStream stream;
 
   EXPECT_EQ(stream.Count(258, 1), 258U);
@@ -181,7 +181,7 @@ TEST(VStreamRoundTrip, OneFunctionWritesAndReadsARecord) {
   EXPECT_EQ(back, Sample());
 }
 
-TEST(VStreamForm, ARecordIsItsValuesWithoutPadding) {
+TEST(VStreamFormat, ARecordIsItsValuesWithoutPadding) {
   EXPECT_EQ(SampleBytes(),
             "\x01"
             "\xFF"
