@@ -175,7 +175,7 @@ class Soak {
                                                    support::AddDataset(registry, "A B")};
 };
 
-TEST(LockMonitorSoak, ReportsStayTrueWhateverIsReadWrittenHandedOverOrReplaced) {
+TEST(LockMonitorSoak, ReportsStayConsistentUnderRandomUse) {
   const auto length = std::chrono::seconds(FromEnvironment("LOCK_STRESS_SECONDS", 2));
   const unsigned seed = FromEnvironment("LOCK_STRESS_SEED", std::random_device()());
   SCOPED_TRACE("LOCK_STRESS_SEED=" + std::to_string(seed));

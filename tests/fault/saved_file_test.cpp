@@ -366,7 +366,7 @@ int WhatIsWrongWithoutLocks(const std::string& path) {
   return registry.SavFileExternallyChanged(path) ? 0 : 3;
 }
 
-TEST_F(SavedFileOnDisk, IsOpenedIfTheKernelRefusesLocks) {
+TEST_F(SavedFileOnDisk, IsOpenedIfTheKernelRejectsLocks) {
   constexpr int kCannotRefuse = 100;
 
   const int wrong = InAnotherProcess([&] {

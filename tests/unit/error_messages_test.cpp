@@ -36,19 +36,19 @@ std::unique_ptr<Message> Clone(const Message& message) {
   return std::unique_ptr<Message>(dynamic_cast<Message*>(message.VSClone()));
 }
 
-TEST(ErrorText, HoldsATextAndASeverityOfEightSignedBits) {
+TEST(ErrorText, HasATextAndAnEightBitSeverity) {
   EXPECT_EQ(ErrorText("Why", -128).Severity(), -128);
   EXPECT_EQ(ErrorText("Why", 127).Severity(), 127);
   EXPECT_EQ(ErrorText("Why", 127).Text(), "Why");
 }
 
-TEST(ErrorText, RefusesASeverityOutsideEightSignedBits) {
+TEST(ErrorText, RejectsASeverityOutsideEightBits) {
   EXPECT_THROW(ErrorText("Why", -129), std::out_of_range);
   EXPECT_THROW(ErrorText("Why", 128), std::out_of_range);
   EXPECT_THROW(ErrorText("Why", 257), std::out_of_range);  // 1 in eight bits
 }
 
-TEST(ErrorText, IsAnEmptyErrorUnlessToldOtherwise) {
+TEST(ErrorText, IsAnEmptyErrorByDefault) {
   EXPECT_EQ(ErrorText().Severity(), 1);
   EXPECT_EQ(ErrorText().Text(), "");
 }
@@ -60,19 +60,19 @@ TEST(ErrorText, IsCopiedWithItsText) {
   EXPECT_EQ(copy.Severity(), 2);
 }
 
-TEST(ErrorMessages, TravelUnderTheseSignatures) {
+TEST(ErrorMessages, HaveTheseSignatures) {
   EXPECT_STREQ(ReportedErrorMsg::VSignature(), "OrvxMessages::ReportedErrorMsg");
   EXPECT_STREQ(ReportedErrorMsgResponse::VSignature(), "OrvxMessages::ReportedErrorMsgResponse");
   EXPECT_STREQ(ErrorMsg::VSignature(), "DEMessages::ErrorMsg");
 }
 
-TEST(ErrorMessages, AreOfVersionOne) {
+TEST(ErrorMessages, HaveVersionOne) {
   EXPECT_EQ(ReportedErrorMsg::Version(), 1U);
   EXPECT_EQ(ReportedErrorMsgResponse::Version(), 1U);
   EXPECT_EQ(ErrorMsg::Version(), 1U);
 }
 
-TEST(ErrorMessages, LiveInTheNamespacesOfTheirSignatures) {
+TEST(ErrorMessages, AreInTheNamespacesOfTheirSignatures) {
   EXPECT_TRUE((std::is_same_v<ReportedErrorMsg, OrvxMessages::ReportedErrorMsg>));
   EXPECT_TRUE((std::is_same_v<ReportedErrorMsgResponse, OrvxMessages::ReportedErrorMsgResponse>));
   EXPECT_TRUE((std::is_same_v<ErrorMsg, DEMessages::ErrorMsg>));
@@ -85,14 +85,14 @@ TEST(ErrorMessages, KeepTheSignatureInAClone) {
                ErrorMsg(1, "").VSConcreteSignature());
 }
 
-TEST(ErrorMessages, LeaveTheNameBehindWhenCloned) {
+TEST(ErrorMessages, DoNotCopyTheNameWhenCloned) {
   ErrorMsg error(2001, "Gone");
   error.SetName("mine");
   EXPECT_STREQ(Clone(error)->Name(), "");
   EXPECT_STREQ(error.Name(), "mine");
 }
 
-TEST(ErrorMessages, ReadThroughTheInterfaceWhatTheyWroteThroughIt) {
+TEST(ErrorMessages, RoundTripThroughTheInterface) {
   ErrorMsg written(7, "Seven");
   ErrorMsg read;
   VSerializable& asBase = read;
@@ -101,7 +101,7 @@ TEST(ErrorMessages, ReadThroughTheInterfaceWhatTheyWroteThroughIt) {
   EXPECT_EQ(read.GetText(), "Seven");
 }
 
-TEST(ErrorMessages, DoNotReadEachOther) {
+TEST(ErrorMessages, RejectEachOthersBytes) {
   ErrorMsg error(7, "Seven");
   ReportedErrorMsg report;
   EXPECT_THROW(ReadAll(BytesOf(error), report), VStreamError);
@@ -128,7 +128,7 @@ std::string WithoutTheLast(const std::string& bytes) {
   return bytes.substr(0, bytes.size() - 1);
 }
 
-TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAReport) {
+TEST(ErrorMessages, DescribeErrorsInTheBytesOfAReport) {
   ReportedErrorMsg report = Report();
   const std::string bytes = BytesOf(report);
   EXPECT_EQ(Complaint<ReportedErrorMsg>(Changed(bytes, 34, 2)),
@@ -143,7 +143,7 @@ TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAReport) {
             "at byte 38: expected a length of at most 17 in what is left, found 2130706444");
 }
 
-TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAnAnswer) {
+TEST(ErrorMessages, DescribeErrorsInTheBytesOfAResponse) {
   ReportedErrorMsgResponse answer = Response(true);
   const std::string bytes = BytesOf(answer);
   EXPECT_EQ(Complaint<ReportedErrorMsgResponse>(Changed(bytes, 42, 2)),
@@ -158,7 +158,7 @@ TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAnAnswer) {
             "at byte 0: expected a length of at most 43 in what is left, found 2130706470");
 }
 
-TEST(ErrorMessages, SayWhatIsWrongWithTheBytesOfAnError) {
+TEST(ErrorMessages, DescribeErrorsInTheBytesOfAnError) {
   ErrorMsg error(7, "Seven");
   const std::string bytes = BytesOf(error);
   EXPECT_EQ(Complaint<ErrorMsg>(Changed(bytes, 24, 2)),
@@ -180,14 +180,14 @@ TEST(ErrorMessages, HaveTheirVirtualOperationsInThisOrder) {
   EXPECT_EQ(VirtualSlot(&ErrorMsg::VSConcreteSignature), 5);
 }
 
-TEST(ErrorMessages, AReportIsClonedWithTextSeverityAndIdentifier) {
+TEST(ErrorMessages, AReportIsClonedCompletely) {
   const auto clone = Clone(Report());
   EXPECT_EQ(clone->GetText().Text(), "No room left");
   EXPECT_EQ(clone->GetText().Severity(), -3);
   EXPECT_EQ(clone->GetDataSetID(), LocallyUniqueID(0, 5));
 }
 
-TEST(ErrorMessages, AnAnswerIsCopiedWithItsAnswer) {
+TEST(ErrorMessages, AResponseIsCopiedWithItsAnswer) {
   const ReportedErrorMsgResponse yes = Response(true);
   const ReportedErrorMsgResponse no = Response(false);
   EXPECT_TRUE(ReportedErrorMsgResponse(yes).GetAnswer());
@@ -238,7 +238,7 @@ class CloningAMessage : public testing::Test {
   CloningAMessage() { Fragile::taken = Fragile::given = 0; }
 };
 
-TEST_F(CloningAMessage, TakesStorageFromTheClassesAllocatorAndDeletingGivesItBack) {
+TEST_F(CloningAMessage, AllocatesAndFreesWithTheClassAllocator) {
   VSerializable* clone = Fragile().VSClone();
   EXPECT_EQ(Fragile::taken, 1);
   EXPECT_EQ(Fragile::given, 0);
@@ -246,7 +246,7 @@ TEST_F(CloningAMessage, TakesStorageFromTheClassesAllocatorAndDeletingGivesItBac
   EXPECT_EQ(Fragile::given, 1);
 }
 
-TEST_F(CloningAMessage, GivesTheStorageBackWhereTheCopyThrows) {
+TEST_F(CloningAMessage, FreesTheMemoryIfCopyingThrows) {
   Fragile message;
   message.MakeCopiesFail();
   EXPECT_THROW(message.VSClone(), std::runtime_error);

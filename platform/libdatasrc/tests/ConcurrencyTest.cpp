@@ -12,7 +12,7 @@
 
 namespace {
 
-TEST(ManyThreads, MakeFreshIdentifiersThatDifferAndHaveDomainOne) {
+TEST(ManyThreads, MakeNewIdentifiersThatDifferAndHaveDomainOne) {
   constexpr int kEach = 1000;
   std::vector<std::vector<LocallyUniqueID>> drawn(4);
   std::vector<std::thread> threads;
@@ -50,7 +50,7 @@ TEST(ManyThreads, ChangeCopiesOfOneRecord) {
   EXPECT_EQ(shared.GetName(), "age");
 }
 
-TEST(ManyThreads, ReadADictionaryAtOnce) {
+TEST(ManyThreads, ReadADictionaryConcurrently) {
   DataFreeDataSource source;
   for (unsigned int i = 0; i < 3000; ++i)
     source.MakeVariable(ORVX_Variable(LocallyUniqueID(1, i), "v"), nullptr);
@@ -69,7 +69,7 @@ TEST(ManyThreads, ReadADictionaryAtOnce) {
   EXPECT_EQ(wrong, std::vector<int>(4));
 }
 
-TEST(ManyThreads, ReadCasesAtOnce) {
+TEST(ManyThreads, ReadCasesConcurrently) {
   const Folder folder;
   std::string text = "a,b\n";
   for (int i = 0; i < 500; ++i) text += "1.5,some text\n";

@@ -196,7 +196,7 @@ TEST_F(ExtNameStrOpening, TwoMayDenyWritingAtTheSameTime) {
   EXPECT_FALSE(other.LockForWriting());
 }
 
-TEST_F(ExtNameStrOpening, OpensWithoutWaitingIfDenyWriteIsRefused) {
+TEST_F(ExtNameStrOpening, OpensWithoutWaitingIfDenyWriteIsRejected) {
   OtherProgram other(Path("data.tsv"));
   ASSERT_TRUE(other.LockForWriting());
 
