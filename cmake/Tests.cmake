@@ -1,14 +1,14 @@
-# sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): one GoogleTest executable, each of its
-# tests known to CTest by its own name. Labels choose what a sanitizer run plays; the target
-# sdm_concurrency_tests builds those with the label concurrency and nothing else.
+# sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): a GoogleTest executable; CTest lists each
+# of its tests by name. Sanitizer runs select tests by label; the target sdm_concurrency_tests
+# builds only those with the label concurrency.
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
 add_custom_target(sdm_concurrency_tests)
 
-# Compiling costs more than running, so test sources are not optimised (the libraries under test are),
-# and the headers that most of them need are compiled once. Headers of the project are not among
-# them: each source includes what it uses.
+# Compiling takes longer than running, so test sources are not optimised (unlike the libraries under
+# test), and common system headers are precompiled. Headers of the project are not: each source
+# includes the headers that it uses.
 function(sdm_test_settings target)
   target_compile_options(${target} PRIVATE -O0)
   target_link_libraries(${target} PRIVATE GTest::gmock)
@@ -21,7 +21,7 @@ function(sdm_test_settings target)
   endif()
 endfunction()
 
-# An executable, since only targets with the same flags can share the headers.
+# An executable, because only targets with the same flags can share precompiled headers.
 file(WRITE "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp" "int main() {}\n")
 add_executable(sdm_precompiled_headers EXCLUDE_FROM_ALL
                "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp")
@@ -33,7 +33,7 @@ function(sdm_add_test name)
   sdm_test_settings(${name})
   target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gtest_main)
   gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
-  # The discovery would lose all labels but the first, so they are given when CTest reads its list.
+  # Test discovery would lose all labels but the first, so they are set when CTest reads its list.
   set(labels_file "${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake")
   file(WRITE "${labels_file}"
        "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${arg_LABELS}\")\n")
@@ -43,8 +43,8 @@ function(sdm_add_test name)
   endif()
 endfunction()
 
-# sdm_test_without_access_control(name): the program also sees what is private, and reads it
-# without its locks.
+# sdm_test_without_access_control(name): the program may access private members, without their
+# locks.
 function(sdm_test_without_access_control name)
   target_compile_options(${name} PRIVATE -fno-access-control -Wno-thread-safety)
   set_target_properties(${name} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)

@@ -1,7 +1,7 @@
-// Random use of datasets on many threads while the lock monitor is on and reports are made all the
-// time: reads, writes, tries with a time limit, handles released on another thread, observers that
-// register and unregister, and datasets that are replaced. LOCK_STRESS_SECONDS sets how long it
-// runs, LOCK_STRESS_SEED its choices.
+// Random use of datasets on many threads with the lock monitor on and continuous reports: reads,
+// writes, tries with a time limit, handles released on another thread, observers that register and
+// unregister, and replaced datasets. LOCK_STRESS_SECONDS sets the duration, LOCK_STRESS_SEED the
+// random choices.
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -66,7 +66,7 @@ class Soak {
  public:
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
-    // Neither of the two acquires a lock that a worker may hold for it.
+    // Neither of them acquires a lock that a worker may hold on its behalf.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
         bequest_.DestroyAll();
@@ -137,7 +137,7 @@ class Soak {
     }
   }
 
-  // The thread sanitizer tells where a writer changes what is read here.
+  // The thread sanitizer detects writes that are concurrent with this read.
   void Read(const SvrDMInputDataSource& reader) {
     const char* const label = reader->GetLabel();
     if (label != nullptr) charactersRead += static_cast<long>(std::string(label).size());

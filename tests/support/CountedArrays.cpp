@@ -14,7 +14,7 @@ void* operator new[](std::size_t size) {
   return storage;
 }
 void operator delete[](void* storage) noexcept {
-  if (storage != nullptr) ++support::arrays.given;
+  if (storage != nullptr) ++support::arrays.freed;
   operator delete(storage);
 }
 void operator delete[](void* storage, std::size_t) noexcept {

@@ -1,7 +1,7 @@
 // Counts array allocations.
 //
-// A program links test_array_allocator to have the global operator new[] replaced. Memory for
-// arrays comes from operator new, where FullMemory may let it run out.
+// Linking test_array_allocator replaces the global operator new[]. It calls operator new, where
+// FullMemory may make it fail.
 
 #ifndef TESTS_SUPPORT_COUNTEDARRAYS_H_
 #define TESTS_SUPPORT_COUNTEDARRAYS_H_
@@ -13,9 +13,9 @@ namespace support {
 
 struct Arrays {
   int taken = 0;
-  int given = 0;             // back
-  std::size_t lastSize = 0;  // of the last one taken, in bytes
-  std::string_view behind;   // bytes that the memory of every array has behind its end
+  int freed = 0;
+  std::size_t lastSize = 0;  // of the last allocation, in bytes
+  std::string_view behind;   // bytes placed after the end of every array
 };
 
 // Since the start of the program, or since a test set it to {}.

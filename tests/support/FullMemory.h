@@ -1,7 +1,7 @@
-// FullMemory: the program's allocator, which counts, and runs out of memory when a test says so.
+// FullMemory: an allocator that counts, and simulates running out of memory.
 //
-// A program links test_allocator to have the global operators new and delete replaced, and
-// test_message_allocator to have VUGlobal's, which change messages come from, replaced as well.
+// Linking test_allocator replaces the global operators new and delete. Linking
+// test_message_allocator also replaces those of VUGlobal, which allocate change messages.
 
 #ifndef TESTS_SUPPORT_FULLMEMORY_H_
 #define TESTS_SUPPORT_FULLMEMORY_H_
@@ -28,10 +28,11 @@ class MemoryFor {
 
 void EndShortage();
 
-// Counts one allocation without making it. Returns whether it would succeed.
+// Counts one allocation without allocating. Returns whether it would succeed.
 bool OneMoreIsLeft();
 
-// Lets every allocation of this thread fail. Threads: any number, each with its own.
+// Makes every allocation of this thread fail.
+// Threads: any; each with its own object.
 class NoMemoryForThisThread {
  public:
   NoMemoryForThisThread();
@@ -52,21 +53,20 @@ bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Las
   }
 }
 
-// What a thread did since it began, or since the test set it to {}.
+// Counts of a thread since its start, or since the test set them to {}.
 struct Heap {
-  long taken = 0;  // allocations, failed ones too
-  long freed = 0;  // null pointers not counted
+  long taken = 0;  // allocations, including failed ones
+  long freed = 0;  // excluding null pointers
   std::size_t bytes = 0;
   std::size_t largest = 0;  // in bytes
 };
 extern thread_local Heap heap;         // the global operators
 extern thread_local Heap messageHeap;  // VUGlobal's; defined with test_message_allocator
 
-// Calls `event` once, when the storage is next given back to the global operators.
+// Calls `event` once, when the memory is next freed with the global operators.
 void WhenFreed(void* storage, std::function<void()> event);
 
-// For the replaced operators: counts an allocation in `counts` and makes it. Returns null where it
-// fails.
+// For the replaced operators: allocates and counts it in `counts`. Returns null on failure.
 void* Take(std::size_t size, Heap& counts) noexcept;
 void Free(void* storage, Heap& counts) noexcept;
 

@@ -1,5 +1,5 @@
-// FullMemory for change messages: the program's VUGlobal operators, in place of those of
-// libvutility. All of them, so that a static library's are not linked as well.
+// FullMemory for change messages: replaces the VUGlobal operators of libvutility. All of them, so
+// that those of a static library are not linked as well.
 
 #include <libvutility/VUGlobal.h>
 #include <tests/support/FullMemory.h>

@@ -94,7 +94,7 @@ TEST(BootstrapMemory, DecodingFreesItsBufferAndKeepsDecodedFieldsIfAnyAllocation
     arrays = {};
     failed = FailsWithMemoryFor(count, [&] { Serializer::deserializeSpecs(bytes, specs); });
 
-    EXPECT_EQ(arrays.taken, arrays.given);
+    EXPECT_EQ(arrays.taken, arrays.freed);
     if (failed) {
       EXPECT_THAT(stages, Contains(All(specs)));
       specs.SplitEnds().clear();

@@ -1,6 +1,5 @@
-// What an error report makes, in which order, and that no storage is left. This program brings its
-// own constructors of the two messages, which the library's calls resolve to: they write down that
-// they were called.
+// The objects that an error report creates, their order, and that no memory leaks. This program
+// replaces the constructors of both messages, which record their calls.
 
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>
