@@ -27,7 +27,7 @@ TEST(BootstrapBuffer, HasTheLengthOfTheBytesAndIsFreed) {
   const support::Arrays reading = ArraysOfReading(bytes);
   EXPECT_EQ(reading.taken, 1);
   EXPECT_EQ(reading.lastSize, bytes.size());
-  EXPECT_EQ(reading.given, 1);
+  EXPECT_EQ(reading.freed, 1);
 }
 
 // Decoding does not check for the end of the bytes: it reads past it.
@@ -49,7 +49,7 @@ TEST(BootstrapBuffer, LeaksForAnUnknownVersion) {
   const support::Arrays reading = ArraysOfReading(bytes);
   EXPECT_EQ(reading.taken, 1);
   EXPECT_EQ(reading.lastSize, bytes.size());
-  EXPECT_EQ(reading.given, 0);
+  EXPECT_EQ(reading.freed, 0);
 }
 
 }  // namespace
