@@ -249,7 +249,7 @@ bool Holds(ThreadLocks& table, const LockRequest& lock) {
   return FindHold(table, lock.kind, lock.address, nullptr) != nullptr;
 }
 
-// Runs `change` on the record of a hold and its table, whichever thread acquired the lock.
+// Runs `change` on the record of a hold and its table. Any thread may have acquired the lock.
 template <class Change>
 void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
                 Change change) noexcept {

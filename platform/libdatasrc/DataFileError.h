@@ -1,4 +1,4 @@
-// DataFileError: what is wrong with a data file, and where.
+// DataFileError: an error in a data file, with its position.
 
 #ifndef LIBDATASRC_DATAFILEERROR_H_
 #define LIBDATASRC_DATAFILEERROR_H_

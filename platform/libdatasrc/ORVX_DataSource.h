@@ -40,7 +40,7 @@ class ObsIterator;
 // that throws, std::bad_alloc included, has changed nothing.
 //
 // Threads: one writer or several readers; the owner's lock ensures it. Non-const operations count
-// as writes, GetVariable too. Only SetParentSource may run beside readers.
+// as writes, GetVariable too. Only SetParentSource may run concurrently with readers.
 class SDM_EXPORT ORVX_DataSource {
  public:
   // Identifies the application that an extension belongs to.
