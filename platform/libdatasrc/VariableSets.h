@@ -34,10 +34,9 @@ struct VariableSetImpl {
 
   bool operator==(const VariableSetImpl&) const = default;
 
-  static constexpr std::int32_t kPlain = 0;  // not a multiple-response set
-  static constexpr std::int32_t kIndicators =
-      1;                                       // each variable indicates whether one answer holds
-  static constexpr std::int32_t kAnswers = 2;  // each variable contains one answer
+  static constexpr std::int32_t kPlain = 0;       // not a multiple-response set
+  static constexpr std::int32_t kIndicators = 1;  // each variable indicates one answer
+  static constexpr std::int32_t kAnswers = 2;     // each variable contains one answer
 };
 
 // One set to be written to, or read from, the text of an extension. It is complete even if some of
