@@ -68,7 +68,7 @@ const std::vector<CommandSubject>& CommandTable() {
             "datasets are left out."},
            {"unwatch", "registry", "ends `watch`", UnwatchRegistry},
        }},
-      {"Variables (need the write lock)",
+      {"Variables (these need the write lock)",
        {
            {"insert", "DATASET NAME [numeric|string:WIDTH] [before VARIABLE] [label TEXT]",
             "inserts a variable", InsertVariable,
@@ -86,7 +86,7 @@ const std::vector<CommandSubject>& CommandTable() {
            {"retype", "DATASET VARIABLE numeric|string:WIDTH", "changes the type of a variable",
             RetypeVariable},
        }},
-      {"Properties (need the write lock)",
+      {"Properties (these need the write lock)",
        {
            {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
            {"filter", "DATASET by VARIABLE|off",
@@ -130,7 +130,7 @@ const std::vector<CommandSubject>& CommandTable() {
             "VALUE NUMBER ...|none. `set`, `from` and `off` need the write lock. `to` does not "
             "replace a file that holds something else."},
        }},
-      {"The dataset (need the write lock)",
+      {"The dataset (these need the write lock)",
        {
            {"source", "DATASET file FILE|blank COUNT|dictionary|filtered by VARIABLE|none",
             "replaces the data source", ReplaceSource,
@@ -141,7 +141,7 @@ const std::vector<CommandSubject>& CommandTable() {
            {"bulk", "DATASET", "has the next notification pass replace all variables in bulk",
             AskForBulkMoves, "One message deletes all variables, one inserts all."},
        }},
-      {"Errors (need the write lock)",
+      {"Errors (these need the write lock)",
        {
            {"client", "DATASET [off]", "makes the caller the client that gets error reports",
             BindClient, "Replaces the client before. `off`: nobody gets them."},

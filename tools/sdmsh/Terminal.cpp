@@ -39,18 +39,6 @@ void UseCharactersOfTerminal() {
   if (locale == nullptr || MB_CUR_MAX == 1) std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
-// With the flag that files made from now on are the user's alone.
-class PrivateFiles {
- public:
-  PrivateFiles() = default;
-  PrivateFiles(const PrivateFiles&) = delete;
-  PrivateFiles& operator=(const PrivateFiles&) = delete;
-  ~PrivateFiles() { umask(before_); }
-
- private:
-  const mode_t before_ = umask(S_IRWXG | S_IRWXO);
-};
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -115,7 +103,7 @@ unsigned char Terminal::OnCtrlC(EditLine* editor, int) {
 
 unsigned char Terminal::OnCtrlZ(EditLine*, int) {
   std::raise(SIGTSTP);
-  return CC_REFRESH;
+  return CC_REDISPLAY;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -132,9 +120,11 @@ void Terminal::OpenHistory(const std::filesystem::path& file) {
   if (isLong) lines.erase(lines.begin(), lines.end() - kHistorySize);
   for (const std::string& line : lines) history(history_.get(), &event, H_ENTER, line.c_str());
 
-  const PrivateFiles flag;
-  std::filesystem::create_directories(file.parent_path());
+  const mode_t before = umask(S_IRWXG | S_IRWXO);  // for the user alone
+  std::error_code error;
+  std::filesystem::create_directories(file.parent_path(), error);
   kept_.open(file, isLong ? std::ios::trunc : std::ios::app);
+  umask(before);
   if (!kept_) throw CommandError(file.string() + ": " + std::strerror(errno));
   if (!isLong) return;
   for (const std::string& line : lines) kept_ << line << "\n";

@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <new>
 #include <string>
 
 namespace {
@@ -56,7 +57,7 @@ int Run(std::istream* script, const std::string& file, bool json) {
 
 }  // namespace
 
-int main(int argumentCount, char** arguments) {
+int main(int argumentCount, char** arguments) try {
   CLI::App options("The dataset manager at a prompt, or played from a script.", "sdmsh");
   bool json = false;
   std::string file;
@@ -78,4 +79,7 @@ int main(int argumentCount, char** arguments) {
   std::ifstream stream(file);
   if (file.empty() || !stream) return WrongUse(file + ": " + std::strerror(errno));
   return Run(&stream, file, json);
+} catch (const std::bad_alloc&) {  // outside any command
+  std::cerr << "sdmsh: not enough memory\n";
+  return kFailed;
 }
