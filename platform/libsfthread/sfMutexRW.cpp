@@ -1,6 +1,5 @@
 // The reader/writer lock: one atomic word while nobody waits. A thread that releases a lock with
-// waiters passes it on: it changes the word on behalf of the threads that it admits, so that no
-// other thread can overtake them.
+// waiters changes the word on behalf of the threads that it admits: no other thread overtakes them.
 
 #include <libsfthread/sfMutexRW.h>
 
@@ -12,25 +11,16 @@ namespace {
 // mutex_.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
-// The lock that this thread last read, its number of reads, and the word after the last of them, or
-// 0. Hints: other threads may have released the reads and may change the word.
-struct Mine {
-  const sfMutexRW* lock;
-  int reads;
-  unsigned state;
-};
-[[gnu::tls_model("initial-exec")]] thread_local Mine mine;
+// The lock that this thread last read, and its reads: hints, other threads may have released them.
+[[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
 }  // namespace
 
 // Counts the read first, which is fastest, and undoes it if it has to wait.
 void sfMutexRW::readLock() {
-  const unsigned state = state_.fetch_add(kRead) + kRead;
-  const int reads = mine.lock == this ? mine.reads : 0;
-  mine = {this, reads + 1, state};
-  if ((state & (kWriting | kAwaited)) == 0) return;
-  mine.state = 0;
+  mine = {this, mine.first == this ? mine.second + 1 : 1};
+  if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) == 0) return;
   sdm_internal::MutexLock lock(mutex_);
-  if (MayRead(/*nested=*/reads > 0)) return;
+  if (MayRead(/*nested=*/mine.second > 1)) return;
   const auto isAdmitted = [this, turn = readersTurn_]()
                               SDM_REQUIRES(mutex_) { return readersTurn_ != turn; };
   const auto isWritten = [this] { return (state_ & kWriting) != 0; };
@@ -45,17 +35,12 @@ void sfMutexRW::readLock() {
 }
 
 bool sfMutexRW::tryReadLock() {
-  unsigned state = state_.fetch_add(kRead) + kRead;
-  const int reads = mine.lock == this ? mine.reads : 0;
-  if ((state & (kWriting | kAwaited)) != 0) {
-    state = 0;
+  const int reads = mine.first == this ? mine.second : 0;
+  if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) != 0) {
     const sdm_internal::MutexLock lock(mutex_);
-    if (!MayRead(/*nested=*/reads > 0)) {
-      Release(kRead);
-      return false;
-    }
+    if (!MayRead(/*nested=*/reads > 0)) return Release(kRead), false;
   }
-  mine = {this, reads + 1, state};
+  mine = {this, reads + 1};
   return true;
 }
 
@@ -74,13 +59,9 @@ bool sfMutexRW::tryWriteLock() {
 
 // Does not access the object after releasing: the next holder may destroy it.
 void sfMutexRW::unlock() noexcept {
-  unsigned state = 0;
-  if (mine.lock == this && mine.reads > 0) {
-    --mine.reads;
-    state = std::exchange(mine.state, 0);
-  }
-  // A guess is faster than a load; a wrong guess costs one more try.
-  if (state == 0) state = state_;
+  const bool isReader = mine.first == this && mine.second > 0;
+  // A guess, faster than a load: only this thread's reads.
+  unsigned state = isReader ? kRead * static_cast<unsigned>(mine.second--) : state_.load();
   while (state != 0) {
     const unsigned held = (state & kWriting) != 0 ? kWriting : kRead;
     if ((state & kAwaited) == 0) {

@@ -1,7 +1,4 @@
 // sfMutexRW: a reader/writer lock. Readers never wait forever for a waiting writer.
-//
-//   lock.readLock();     // shared with other readers
-//   lock.unlock();
 
 #ifndef LIBSFTHREAD_SFMUTEXRW_H_
 #define LIBSFTHREAD_SFMUTEXRW_H_
@@ -12,18 +9,15 @@
 #include <chrono>
 #include <condition_variable>
 
-// The lock counts reads; it does not know which threads hold them. Guarantees, with their tests (in
-// tests/):
+// Counts reads and does not know which threads hold them. Guarantees, and their tests (in tests/):
 //
 //   A write excludes all others.                    MutexRWFairness.ReadersSeeOnlyCompleteWrites
 //   Any thread may release a read or a write.       MutexRW.AnotherThreadMayReleaseARead, ..AWrite
 //   Writers are served in order.                    MutexRW.WaitingWritersAreServedInOrder
 //   A reader waits for at most one writer.          MutexRW.AReleasingWriterAdmitsAllWaitingReaders
-//   A waiting writer never blocks a reader          MutexRWBehindAWriter, all tests
-//   forever, also if reads are nested, on helper
-//   threads, or released by other threads.
-//   Overlapping reads, each under 1.28 s, do not    MutexRWFairness.AWriterIsAdmittedWhile...
-//   starve a writer.
+//   A waiting writer never blocks a reader forever, MutexRWBehindAWriter, all tests
+//   nested, on helper threads, released elsewhere.
+//   Reads under 1.28 s do not starve a writer.      MutexRWFairness.AWriterIsAdmittedWhile...
 //   Locking and unlocking allocate nothing.         MutexRWMemory
 //   It may be destroyed while it is held.           MutexRWLifetime.MayBeDestroyedWhileHeld
 //   All of this combined.                           MutexRWModel, MutexRWStress
@@ -31,7 +25,6 @@
 // While a writer waits for reads to be released, new reads are blocked for at most 80 ms. Then they
 // are admitted for 20 ms, blocked for at most 160, admitted for 40, ..., up to 1.28 s, until the
 // writer is admitted. During the first 80 ms, a thread that already reads is not blocked.
-//
 // Threads: any. The lock must not be destroyed while a thread waits for it.
 class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
  public:
@@ -53,8 +46,8 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
   sdm_internal::Mutex mutex_;
   std::condition_variable readers_, writers_;
   unsigned waitingReaders_ SDM_GUARDED_BY(mutex_) = 0, readersTurn_ SDM_GUARDED_BY(mutex_) = 0;
-  unsigned long writersQueued_ SDM_GUARDED_BY(mutex_) = 0;
-  unsigned long writersAdmitted_ SDM_GUARDED_BY(mutex_) = 0;
+  std::size_t writersQueued_ SDM_GUARDED_BY(mutex_) = 0, writersAdmitted_
+                                                         SDM_GUARDED_BY(mutex_) = 0;
   std::chrono::milliseconds closedFor_ SDM_GUARDED_BY(mutex_){};
   std::chrono::steady_clock::time_point opening_ SDM_GUARDED_BY(mutex_){};
 };
