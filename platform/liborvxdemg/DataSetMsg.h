@@ -65,13 +65,14 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
   // The message in plain English, without the common fields:
   //
   //   deleted variables "popul", "TVnews"
+  //   modified variable "age": name "age" -> "years"; label none -> "Age in years"
   //   case data reset: 944 rows
   //
   // Names and texts are quoted but not escaped; line feeds stay. Some messages have only
   // identifiers or positions of variables. Their names are looked up in `before`, borrowed for the
   // call: the dictionary before the message, for example of a DictionaryMirror. If it is null or
-  // has no such variable, the text has the identifier instead. For a message of kind Other, returns
-  // the signature.
+  // has no such variable, the text has the identifier instead, and does not say how a variable was
+  // modified. For a message of kind Other, returns the signature.
   std::string ToString(const ORVX_DataSource* before = nullptr) const;
 
  protected:

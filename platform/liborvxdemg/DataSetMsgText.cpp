@@ -4,6 +4,7 @@
 #include <liborvxdemg/DataSetMsg.h>
 #include <liborvxdemg/DataSetMsgVisitor.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/DictionaryText.h>
 #include <liborvxdemg/ExtensionsMsg.h>
 #include <liborvxdemg/ExtensionTypes.h>
 #include <liborvxdemg/FileLabelChangeMsg.h>
@@ -30,6 +31,10 @@
 namespace DEMessages {
 namespace {
 
+using DictionaryText::Counted;
+using DictionaryText::Quoted;
+using DictionaryText::QuotedOrNone;
+
 class KindFinder final : public DataSetMsgVisitor {
  public:
   using Kind = DataSetMsg::Kind;
@@ -53,60 +58,21 @@ class KindFinder final : public DataSetMsgVisitor {
   Kind kind = Kind::Other;
 };
 
-std::string Quoted(std::string_view text) {
-  return '"' + std::string(text) + '"';
-}
-
-std::string QuotedOrNone(std::string_view text) {
-  return text.empty() ? "none" : Quoted(text);
-}
-
-std::string Counted(long long number, const char* noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
-// Separated by commas; "none" for an empty list.
-template <class List, class Format>
-std::string Joined(const List& list, Format format) {
-  std::string text;
-  for (const auto& element : list) text += (text.empty() ? "" : ", ") + format(element);
-  return text.empty() ? "none" : text;
-}
-
-std::string VariablesAsText(const std::vector<ORVX_Variable>& variables) {
-  if (variables.empty()) return "no variables";
-  return (variables.size() == 1 ? "variable " : "variables ") +
-         Joined(variables, [](const ORVX_Variable& each) { return Quoted(each.GetName()); });
-}
-
-std::string TypeAsText(int type) {
-  return type == 0 ? "numeric" : "string of " + Counted(type, "byte");
-}
-
-// Short printable text in quotes; for other bytes, only the number of bytes.
-std::string BytesAsText(std::string_view bytes) {
-  constexpr std::size_t kShortText = 60;
-  const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
-  if (bytes.size() > kShortText || std::any_of(bytes.begin(), bytes.end(), isControl)) {
-    return Counted(static_cast<long long>(bytes.size()), "byte");
+std::string NamesOf(const std::vector<ORVX_Variable>& variables) {
+  std::string names;
+  for (const ORVX_Variable& each : variables) {
+    names += (names.empty() ? "" : ", ") + Quoted(each.GetName());
   }
-  return QuotedOrNone(bytes);
+  if (names.empty()) return "no variables";
+  return (variables.size() == 1 ? "variable " : "variables ") + names;
 }
 
-// "news" (3 variables), "issues" (1 variable)
-std::string SetsAsText(const ORVX_ExtensionImpl& block) {
-  return Joined(ReadExtension(block.GetBytes(), block.GetType()), [](const VariableSet& set) {
-    const auto size = static_cast<long long>(set.Impl().members.size());
-    return Quoted(set.Impl().name) + " (" + Counted(size, "variable") + ")";
-  });
+std::string SetsOf(const ORVX_ExtensionImpl& block) {
+  return DictionaryText::SetSizes(ReadExtension(block.GetBytes(), block.GetType()));
 }
 
-std::string AttributesAsText(const ORVX_ExtensionImpl& block) {
-  return Joined(DatasourceAttributes::Read(block.GetBytes()).All(), [](const auto& attribute) {
-    std::string text = attribute.first + " =";
-    for (const std::string& value : attribute.second) text.append(" ").append(Quoted(value));
-    return text;
-  });
+std::string AttributesOf(const ORVX_ExtensionImpl& block) {
+  return DictionaryText::Attributes(DatasourceAttributes::Read(block.GetBytes()).All());
 }
 
 class Formatter final : public DataSetMsgVisitor {
@@ -116,30 +82,41 @@ class Formatter final : public DataSetMsgVisitor {
 
   void Visit(const InsertVarsMsg& message) override {
     const std::vector<ORVX_Variable>& variables = message.GetVariables();
-    text = "inserted " + VariablesAsText(variables);
-    if (variables.size() == 1) text += " (" + TypeAsText(variables.front().GetType()) + ")";
+    text = "inserted " + NamesOf(variables);
+    if (variables.size() == 1)
+      text += " (" + DictionaryText::Type(variables.front().GetType()) + ")";
     const LocallyUniqueID anchor = message.GetAnchor();
     text += anchor.IsNull() ? " at the end" : " before " + NameOf(anchor);
   }
   void Visit(const DeleteVarsMsg& message) override {
-    text = "deleted " + VariablesAsText(message.GetVariables());
+    text = "deleted " + NamesOf(message.GetVariables());
   }
   // Displayed positions count from 1.
   void Visit(const MoveVarsMsg& message) override {
     const std::vector<int>& positions = message.GetPositions();
     const bool one = positions.size() == 1;
-    text = one ? "moved variable" : "moved variables";
-    if (HasAllOf(positions)) {
-      text += " " + Joined(positions, [&](int position) {
-                return Quoted(before_->GetVariable(position).GetName());
-              });
+    std::string names;
+    std::string numbers;
+    for (const int position : positions) {
+      const char* const separator = numbers.empty() ? " " : ", ";
+      numbers += separator + std::to_string(position + 1LL);
+      if (HasAllOf(positions))
+        names += separator + Quoted(before_->GetVariable(position).GetName());
     }
-    text += one ? " from position " : " from positions ";
-    text += Joined(positions, [](int position) { return std::to_string(position + 1LL); });
-    text += " to " + std::to_string(message.GetTarget() + 1LL);
+    text = (one ? "moved variable" : "moved variables") + names +
+           (one ? " from position" : " from positions") + numbers + " to " +
+           std::to_string(message.GetTarget() + 1LL);
   }
   void Visit(const ModifyVarMsg& message) override {
-    text = "modified variable " + Quoted(message.GetVariable().GetName());
+    const ORVX_Variable& after = message.GetVariable();
+    const int position = before_ == nullptr ? -1 : before_->FindVarIndex(after.GetID());
+    const ORVX_Variable before = position < 0 ? after : before_->GetVariable(position);
+    text = "modified variable " + Quoted(before.GetName());
+    const char* separator = ": ";
+    for (const auto& [what, from, to] : DictionaryText::Differences(before, after)) {
+      text.append(separator).append(what) += " " + from + " -> " + to;
+      separator = "; ";
+    }
   }
   void Visit(const ResetUndoMsg&) override { text = "undo history reset"; }
   void Visit(const ImputationInfoMsg& message) override {
@@ -159,33 +136,26 @@ class Formatter final : public DataSetMsgVisitor {
     text = "filter: " + NameOf(message.GetVariableID());
   }
   void Visit(const TrendsInfoMsg& message) override {
-    const ORVX_TrendsInfo& trends = message.GetTrendsInfo();
-    std::vector<std::string> parts;
-    if (!trends.timeVariables.empty()) parts.push_back("by " + NamesOf(trends.timeVariables));
-    if (trends.seasonalPeriod != 0) {
-      parts.push_back("period " + std::to_string(trends.seasonalPeriod));
-    }
-    text = "time series: " + Joined(parts, [](const std::string& part) { return part; });
+    text = "time series: " + DictionaryText::TimeSeries(before_, message.GetTrendsInfo());
   }
   void Visit(const SplitFileMsg& message) override {
-    text = "split: " + NamesOf(message.GetVariableIDs());
-    if (message.GetVariableIDs().empty()) return;
-    text += message.GetSeparate() ? " (separately)" : " (together)";
+    text =
+        "split: " + DictionaryText::Split(before_, message.GetVariableIDs(), message.GetSeparate());
   }
   void Visit(const ExtensionsMsg& message) override {
     const ORVX_ExtensionImpl& block = *message.GetExtension();
     switch (block.GetType()) {
       case kVariableSetsText:
-        return VisitText("variable sets: ", block, SetsAsText);
+        return VisitText("variable sets: ", block, SetsOf);
       case kMRSetsText:
-        return VisitText("multiple-response sets: ", block, SetsAsText);
+        return VisitText("multiple-response sets: ", block, SetsOf);
       case kMRSetsSecondText:
-        return VisitText("multiple-response sets (extension 19): ", block, SetsAsText);
+        return VisitText("multiple-response sets (extension 19): ", block, SetsOf);
       case kAttributesText:
-        return VisitText("attributes: ", block, AttributesAsText);
+        return VisitText("attributes: ", block, AttributesOf);
       default:
         text = "extension of type " + std::to_string(block.GetType()) + ": " +
-               BytesAsText(block.GetBytes());
+               DictionaryText::Bytes(block.GetBytes());
     }
   }
   void Visit(const ResetClientDataMsg& message) override {
@@ -199,15 +169,7 @@ class Formatter final : public DataSetMsgVisitor {
   std::string text;
 
  private:
-  std::string NameOf(LocallyUniqueID id) const {
-    if (id.IsNull()) return "none";
-    const int position = before_ == nullptr ? -1 : before_->FindVarIndex(id);
-    return position < 0 ? id.ToString() : Quoted(before_->GetVariable(position).GetName());
-  }
-
-  std::string NamesOf(const std::vector<LocallyUniqueID>& ids) const {
-    return Joined(ids, [this](LocallyUniqueID id) { return NameOf(id); });
-  }
+  std::string NameOf(LocallyUniqueID id) const { return DictionaryText::Name(before_, id); }
 
   bool HasAllOf(const std::vector<int>& positions) const {
     return before_ != nullptr && std::all_of(positions.begin(), positions.end(), [this](int each) {

@@ -1,12 +1,11 @@
 // Cases in which every value is missing.
 
-#include <BlankCases.h>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
+#include <Sources.h>
 
 #include <memory>
 #include <string>

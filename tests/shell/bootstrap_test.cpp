@@ -6,7 +6,7 @@
 #include <ServerDataManager/SvrDMDataset.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <WholeFile.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -230,9 +230,9 @@ TEST_F(Bootstrapping, ShowsWhereThereIsARecord) {
 TEST_F(Bootstrapping, OffRemovesTheRecord) {
   EXPECT_EQ(Writing("bootstrap survey set level 90\nbootstrap survey off\n"
                     "bootstrap survey display\nbootstrap survey off\n"),
-            std::string("survey has no bootstrap specification any more\n") +
+            std::string("survey has no bootstrap specification\n") +
                 "survey has no bootstrap specification\n"
-                "survey has no bootstrap specification any more\n" +
+                "survey has no bootstrap specification\n" +
                 kReleased);
   EXPECT_TRUE(WentWell());
 }
@@ -352,9 +352,11 @@ class BootstrapFiles : public Bootstrapping {
       "bootstrap survey set user-missing included\n";
 };
 
+constexpr std::uintmax_t kTooLong = 16777217;
+
 TEST_F(BootstrapFiles, HoldTheBytesOfTheRecord) {
   EXPECT_THAT(Writing(std::string("bootstrap survey set inputs a\n") + kSetMost + To("specs")),
-              EndsWith("the bootstrap specification of survey is written to " + Path("specs") +
+              EndsWith("wrote the bootstrap specification of survey to " + Path("specs") +
                        ": 91 bytes\n" + kReleased));
   std::string expected = FullSpecs(/*swapped=*/false);
   const std::int32_t inputs = 0;
@@ -386,7 +388,7 @@ TEST_F(BootstrapFiles, TravelToAnotherDataset) {
   EXPECT_THAT(AtPrompt(Open("survey") + Open("other") + "write survey\n" + kSetMost + To("specs") +
                        "write other\nbootstrap other from " + Path("specs") +
                        "\nbootstrap other display\n"),
-              AllOf(HasSubstr("the bootstrap specification of other is read from " + Path("specs") +
+              AllOf(HasSubstr("read the bootstrap specification of other from " + Path("specs") +
                               "\nStart displaying"),
                     HasSubstr("\nDependent Variables = 2 0\n")));
 }
@@ -478,22 +480,20 @@ TEST_F(BootstrapFiles, TakeThePlaceOfNothingElse) {
   for (const std::string& content : {std::string("x"), cut}) {
     WriteFile("specs", content);
     EXPECT_EQ(Writing(set + To("specs")),
-              "error: " + Path("specs") +
-                  ": holds something else than a bootstrap specification, and is kept\n" +
+              "error: " + Path("specs") + ": not a bootstrap specification, and not replaced\n" +
                   kReleased);
     EXPECT_FALSE(WentWell());
     EXPECT_EQ(ReadFile("specs"), content);
   }
-  EXPECT_THAT(Writing(set + To("abc.tsv")), HasSubstr("abc.tsv: holds something else"));
+  EXPECT_THAT(Writing(set + To("abc.tsv")), HasSubstr("abc.tsv: not a bootstrap specification"));
 }
 
 TEST_F(BootstrapFiles, TakeThePlaceOfNothingThatIsTooLong) {
   WriteFile("long", FullSpecs(/*swapped=*/false));
-  std::filesystem::resize_file(Path("long"), kMaxFileBytes + 1);
+  std::filesystem::resize_file(Path("long"), kTooLong);
   EXPECT_EQ(Writing("bootstrap survey set level 90\n" + To("long")),
-            "error: " + Path("long") +
-                ": holds something else than a bootstrap specification, and is kept\n" + kReleased);
-  EXPECT_EQ(std::filesystem::file_size(Path("long")), kMaxFileBytes + 1);
+            "error: " + Path("long") + ": longer than 16777216 bytes\n" + kReleased);
+  EXPECT_EQ(std::filesystem::file_size(Path("long")), kTooLong);
 }
 
 TEST_F(BootstrapFiles, TakeThePlaceOfOthersAndOfEmptyFiles) {
@@ -506,6 +506,36 @@ TEST_F(BootstrapFiles, TakeThePlaceOfOthersAndOfEmptyFiles) {
       EXPECT_EQ(ReadFile("specs").size(), 55u);
     }
   }
+}
+
+TEST_F(BootstrapFiles, LeaveOtherNamesOfTheFileTheirBytes) {
+  WriteFile("specs", "");
+  std::filesystem::create_hard_link(Path("specs"), Path("other"));
+  Writing("bootstrap survey set level 90\n" + To("specs"));
+  EXPECT_EQ(ReadFile("specs").size(), 55u);
+  EXPECT_EQ(ReadFile("other"), "");
+}
+
+TEST_F(BootstrapFiles, MayHaveALongName) {
+  const std::string set = "bootstrap survey set level 90\n";
+  Writing(set + To(std::string(250, 'f')));
+  EXPECT_TRUE(WentWell());
+  EXPECT_THAT(Writing(set + To(std::string(256, 'f'))), HasSubstr(": File name too long\n"));
+}
+
+TEST_F(BootstrapFiles, LeaveAloneWhatIsNotTheirOwn) {
+  const std::string part = "sdmsh-" + std::to_string(getpid()) + ".part";
+  WriteFile(part, "left");
+  EXPECT_THAT(Writing("bootstrap survey set level 90\n" + To("specs")),
+              HasSubstr("error: " + Path("specs") + ": File exists\n"));
+  EXPECT_EQ(ReadFile(part), "left");
+  EXPECT_THAT(Files(), ElementsAre(part));
+}
+
+// Nobody may make files there, whoever it is.
+TEST_F(BootstrapFiles, AreNotWrittenInAFolderThatTakesNone) {
+  EXPECT_THAT(Writing("bootstrap survey set level 90\nbootstrap survey to /proc/specs\n"),
+              HasSubstr("error: /proc/specs: No such file or directory\n"));
 }
 
 TEST_F(BootstrapFiles, AreNotWrittenWhereSomethingElseIs) {
@@ -535,7 +565,7 @@ TEST_F(BootstrapFiles, ThatCannotBeReadAreRefused) {
   std::filesystem::create_directory(Path("folder"));
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
   WriteFile("long", "");
-  std::filesystem::resize_file(Path("long"), kMaxFileBytes + 1);
+  std::filesystem::resize_file(Path("long"), kTooLong);
   const std::vector<std::pair<std::string, std::string>> wrong = {
       {"folder", "Is a directory"},
       {"pipe", "not a regular file"},
@@ -565,13 +595,13 @@ std::vector<Broken> BrokenSpecs(bool swapped) {
   std::string longList = whole;
   longList[swapped ? 10 : 13] = '\x7F';
   return {
-      {whole.substr(0, 90), "it ends before the field at offset 90 does",
+      {whole.substr(0, 90), "it ends within the field at offset 90",
        R"("fileSize":90,"finding":"truncated",)" + order + R"("size":0,"offset":90})"},
-      {whole.substr(0, 3), "it ends before the field at offset 2 does",
+      {whole.substr(0, 3), "it ends within the field at offset 2",
        R"("fileSize":3,"finding":"truncated",)" + order + R"("size":0,"offset":2})"},
       {otherVersion, "the version at offset 2 is not 1",
        R"("fileSize":91,"finding":"unknownVersion",)" + order + R"("size":0,"offset":2})"},
-      {longList, "the number at offset 10 says more elements than there are bytes for",
+      {longList, "the list at offset 10 is longer than the file",
        R"("fileSize":91,"finding":"listTooLong",)" + order + R"("size":0,"offset":10})"},
   };
 }
@@ -581,7 +611,7 @@ TEST_F(BootstrapFiles, ThatAreBrokenAreRefusedAndChangeNothing) {
     for (const auto& [bytes, finding, json] : BrokenSpecs(swapped)) {
       WriteFile("specs", bytes);
       EXPECT_EQ(Writing(From("specs") + "bootstrap survey display\n"),
-                "error: " + Path("specs") + ": no whole bootstrap specification: " + finding +
+                "error: " + Path("specs") + ": not a bootstrap specification: " + finding +
                     "\nsurvey has no bootstrap specification\n" + kReleased);
       EXPECT_FALSE(WentWell());
     }
@@ -593,23 +623,23 @@ TEST_F(BootstrapFiles, WithMoreBehindTheSpecificationAreRefused) {
     WriteFile("specs", FullSpecs(swapped) + "more");
     EXPECT_EQ(Writing(From("specs") + "bootstrap survey display\n"),
               "error: " + Path("specs") +
-                  ": 4 bytes more than the bootstrap specification, which ends at offset 91\n"
+                  ": 4 bytes after the bootstrap specification, which ends at offset 91\n"
                   "survey has no bootstrap specification\n" +
                   kReleased);
   }
 }
 
 TEST_F(BootstrapFiles, AreCheckedForAWholeSpecification) {
-  const std::string here = " in the byte order of this machine";
-  const std::string there = " in the other byte order than this machine's";
+  const std::string here = ", in this machine's byte order";
+  const std::string there = ", in the other byte order";
   for (const bool swapped : {false, true}) {
-    const std::string holds = Path("specs") + " holds a whole bootstrap specification: 91 bytes" +
-                              (swapped ? there : here);
+    const std::string holds =
+        Path("specs") + ": a bootstrap specification of 91 bytes" + (swapped ? there : here);
     WriteFile("specs", FullSpecs(swapped));
     EXPECT_EQ(AtPrompt(Open("survey") + Check("specs")), IsOpen("survey") + holds + "\n");
     WriteFile("specs", FullSpecs(swapped) + "x");
     EXPECT_EQ(AtPrompt(Open("survey") + Check("specs")),
-              IsOpen("survey") + holds + ", and 1 byte behind it\n");
+              IsOpen("survey") + holds + ", then 1 byte more\n");
     EXPECT_TRUE(WentWell());
     EXPECT_EQ(InJsonWriting(Check("specs")),
               R"({"event":"bootstrapChecked","dataset":"survey","file":")" + Path("specs") +
@@ -622,9 +652,9 @@ TEST_F(BootstrapFiles, ThatAreBrokenAreAnAnswerOfTheCheck) {
   for (const bool swapped : {false, true}) {
     for (const auto& [bytes, finding, json] : BrokenSpecs(swapped)) {
       WriteFile("specs", bytes);
-      EXPECT_EQ(AtPrompt(Open("survey") + Check("specs")),
-                IsOpen("survey") + Path("specs") +
-                    " holds no whole bootstrap specification: " + finding + "\n");
+      EXPECT_EQ(
+          AtPrompt(Open("survey") + Check("specs")),
+          IsOpen("survey") + Path("specs") + ": not a bootstrap specification: " + finding + "\n");
       EXPECT_TRUE(WentWell());
       EXPECT_EQ(InJsonWriting(Check("specs")),
                 R"({"event":"bootstrapChecked","dataset":"survey","file":")" + Path("specs") +

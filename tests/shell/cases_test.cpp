@@ -2,7 +2,6 @@
 
 #include "ShellTest.h"
 
-#include <CaseRows.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
@@ -231,15 +230,7 @@ TEST_F(Cases, LabelsKeepOneLine) {
   EXPECT_THAT(text, AllOf(HasSubstr("   1  a  numeric  unknown   x�y�z\n"),
                           HasSubstr("  label          \"two␊lines\"\n"),
                           HasSubstr("  label      \"two␊lines\"  "),
-                          HasSubstr("  v is told: the dataset is labelled \"two␊lines\" ")));
-}
-
-TEST(OnOneLine, HasASignForEachControlCharacterAndLeavesTheOthers) {
-  EXPECT_EQ(OnOneLine(std::string("\0\t\x1F \x7F~", 6)), "␀␉␟ ␡~");
-  EXPECT_EQ(OnOneLine("a\u0080b\u009Fc\u00A0d\u2027\u2028\u2029\u202A"),
-            "a\uFFFDb\uFFFDc\u00A0d\u2027\uFFFD\uFFFD\u202A");
-  EXPECT_EQ(OnOneLine("Öl \xC2"), "Öl \xC2");
-  EXPECT_EQ(OnOneLine("\x9B\xE2\x80"), "\x9B\xE2\x80");
+                          HasSubstr("  v: dataset label: \"two␊lines\"")));
 }
 
 TEST_F(Cases, ColumnsMakeRoomForTheNumberOfTheCase) {
@@ -252,7 +243,7 @@ TEST_F(Cases, ColumnsMakeRoomForTheNumberOfTheCase) {
 
 TEST_F(Cases, WithoutVariablesAreCountedAllTheSame) {
   EXPECT_THAT(Said(Path("abc.tsv"), "write survey\ndelete survey a b c\ncases survey\n"),
-              HasSubstr("\n\n   1\n   2\n"));
+              HasSubstr("\n   1\n   2\n"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -273,14 +264,66 @@ TEST_F(Cases, TooManyToReadFailTheirCommandAndTheShellGoesOn) {
   std::istringstream input("cases survey\n@r cases survey\nlist\nvariables survey\n");
   EXPECT_FALSE(PlayInput(shell, input));
   EXPECT_EQ(out.str(),
-            "error: not enough memory for the cases of survey\n"
-            "error: not enough memory for the cases of survey\n"
+            "error: not enough memory\n"
+            "error: not enough memory\n"
             "survey (0:0), file none, free\n"
-            "error: not enough memory\n");
+            "survey has no variables\n");
+}
+
+// Keeps what is printed, and notes how many rows were asked for before.
+class FirstText final : public std::stringbuf {
+ public:
+  explicit FirstText(const Numbers& source) : source_(source) {}
+
+  int AskedBefore() const { return asked_; }
+
+ private:
+  std::streamsize xsputn(const char* text, std::streamsize size) override {
+    if (asked_ < 0) asked_ = source_.Asked();
+    return std::stringbuf::xsputn(text, size);
+  }
+
+  const Numbers& source_;
+  int asked_ = -1;  // before anything was printed
+};
+
+class Streaming : public Cases, public testing::WithParamInterface<bool> {};
+
+TEST_P(Streaming, PrintsCasesWhileTheyAreRead) {
+  auto* const source = new Numbers(std::vector<double>(1000, 7));
+  const LocallyUniqueID id = Registry().Add(*source, "", /*quiet=*/true);
+  FirstText text(*source);
+  std::ostream out(&text);
+  Output output(out, out, {.json = GetParam()});
+  Shell shell(Registry(), output);
+  shell.Adopt(id, "survey");
+  shell.Execute("main", {"cases", "survey"});
+  EXPECT_EQ(text.AskedBefore(), 201);
+  EXPECT_EQ(source->Asked(), 1001);
+}
+
+INSTANTIATE_TEST_SUITE_P(WordsAndJson, Streaming, testing::Bool());
+
+TEST_F(Cases, ComeInPartsWithAHeadingAndColumnsThatGetWider) {
+  std::vector<double> numbers(201, 7);
+  numbers.back() = 12345;
+  const std::string text = SaidOf(numbers, "cases survey\n");
+  EXPECT_THAT(text, HasSubstr(" 200  7\n          x\n 201  12345\n"));
+  EXPECT_THAT(text, testing::StartsWith("      x\n   1  7\n"));
 }
 
 // ---------------------------------------------------------------------------------------------
 // In JSON
+
+TEST_F(Cases, AreAnEventForEachPartInJson) {
+  std::vector<double> numbers(201, 7);
+  EXPECT_THAT(SaidInJsonOf(numbers, "cases survey\n"),
+              AllOf(HasSubstr(R"([7.0]],"more":true})"
+                              "\n"
+                              R"({"event":"cases","dataset":"survey","hasDataSource":true,)"),
+                    EndsWith(R"("from":201,"variables":["x"],"rows":[[7.0]],"more":false})"
+                             "\n")));
+}
 
 TEST_F(Cases, AreArraysInJson) {
   const std::string file = WriteFile("t.tsv", "n\ts\n1.5\tx \n\t\n3\ty\n");

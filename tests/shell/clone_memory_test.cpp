@@ -1,8 +1,6 @@
 // Cloning, and new roles, where memory runs out. This program replaces the global operator new, so
 // it is one of its own.
 
-#include <CaseRows.h>
-#include <Cloning.h>
 #include <Commands.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
@@ -12,6 +10,7 @@
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <Shell.h>
+#include <Sources.h>
 #include <tests/support/FullMemory.h>
 
 #include <gmock/gmock.h>

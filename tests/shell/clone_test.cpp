@@ -2,10 +2,10 @@
 
 #include "ShellTest.h"
 
-#include <CaseRows.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <Sources.h>
 
 #include <algorithm>
 #include <memory>
@@ -135,12 +135,9 @@ TEST_F(Cloning, TellsTwiceThatTheSourceWasReplacedAndThenNoMore) {
       AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n"
                                 "clone survey as copy\nrelease\nmirror survey\nwrite survey\n"
                                 "clone survey as third\nrelease\n"),
-      AllOf(HasSubstr(std::string(kReleased) +
-                      "  v is told: the data source was replaced: nothing before can be "
-                      "undone\n"
-                      "  v is told: the data source was replaced: nothing before can be "
-                      "undone\n"
-                      "             survey"),
+      AllOf(HasSubstr(std::string(kReleased) + "  v: undo history reset\n"
+                                               "  v: undo history reset\n"
+                                               "             survey"),
             EndsWith("third is open: 3 variables, 2 cases, a clone of survey\n"
                      "main releases the write lock on survey\n")));
 }
@@ -148,7 +145,7 @@ TEST_F(Cloning, TellsTwiceThatTheSourceWasReplacedAndThenNoMore) {
 TEST_F(Cloning, TellsWhoWatchesTheRegistryUnlessItIsQuiet) {
   EXPECT_THAT(Writing("@w watch registry\nclone survey as copy\nclone survey as third quiet\n"),
               EndsWith(std::string(kCopyIsOpen) +
-                       "  w is told: dataset 0:1 is created, file none\n"
+                       "  w: dataset 0:1 created, file none\n"
                        "third is open: 3 variables, 2 cases, a clone of survey (quiet)\n" +
                        kReleased));
 }
@@ -284,7 +281,7 @@ TEST_F(Selecting, StaysOnTheDataFile) {
               HasSubstr("  password       set\n"));
   EXPECT_THAT(AtPrompt(Open("survey") + "@v observe survey\nwrite survey\nrelease\nwrite survey\n" +
                        "source survey filtered by z\nfilespec survey /x.tsv\nrelease\n"),
-              HasSubstr("  v is told: saved as \"/x.tsv\" from now on\n"));
+              HasSubstr("  v: saved file: \"/x.tsv\"\n"));
 }
 
 TEST_F(Selecting, TheNumberOfCasesIsUnknown) {
@@ -294,8 +291,7 @@ TEST_F(Selecting, TheNumberOfCasesIsUnknown) {
   EXPECT_THAT(text, AllOf(HasSubstr("\n  cases          unknown\n"),
                           HasSubstr("copy is open: 4 variables, an unknown number of cases, a "
                                     "clone of survey\n"),
-                          HasSubstr("  v is told: clients drop their cases: an unknown number of "
-                                    "rows now\n"),
+                          HasSubstr("  v: case data reset: unknown number of rows\n"),
                           HasSubstr("\n  cases      unknown "), Not(HasSubstr("-1")),
                           Not(HasSubstr("differs\ncopy"))));
 }

@@ -412,14 +412,14 @@ TEST_F(Commands, AClosedDatasetLivesOnForThoseWhoHoldIt) {
           "survey is closed; it lives on while held by recode (writing)\n"
           "error: no dataset is called \"survey\"\n"
           "recode releases the write lock on survey\n"
-          "  main is told: variable \"a\" inserted at the end (numeric)\n"
-          "  main is told: variable \"b\" inserted at the end (numeric)\n"
-          "  main is told: variable \"c\" inserted at the end (numeric)\n"
-          "  main is told: variable \"x\" inserted at the end (numeric)\n"
-          "  main is told: saved as \"" +
+          "  main: inserted variable \"a\" (numeric) at the end\n"
+          "  main: inserted variable \"b\" (numeric) at the end\n"
+          "  main: inserted variable \"c\" (numeric) at the end\n"
+          "  main: inserted variable \"x\" (numeric) at the end\n"
+          "  main: saved file: \"" +
           Path("abc.tsv") +
-          "\" from now on\n"
-          "  main is told: clients drop their cases: 2 rows now\n");
+          "\"\n"
+          "  main: case data reset: 2 rows\n");
 }
 
 TEST_F(Commands, ADatasetThatWasClosedHidesNoneOfItsName) {
@@ -575,18 +575,18 @@ TEST_F(Commands, ObserversAreToldInTheOrderOfTheirComing) {
             "main releases the write lock on survey\n"
             "v observes survey\nu observes survey\n"
             "main takes the write lock on survey\nmain releases the write lock on survey\n"
-            "  v is told: variable \"b\" changed: label \"\" -> \"B\"\n"
-            "  v is told: there are unsaved changes now\n"
-            "  u is told: variable \"b\" changed: label \"\" -> \"B\"\n"
-            "  u is told: there are unsaved changes now\n");
+            "  v: modified variable \"b\": label none -> \"B\"\n"
+            "  v: unsaved changes: yes\n"
+            "  u: modified variable \"b\": label none -> \"B\"\n"
+            "  u: unsaved changes: yes\n");
 }
 
 TEST_F(Commands, WhoWritesIsNotTold) {
   EXPECT_THAT(Writing("release\nobserve survey\n@v observe survey\n"
                       "write survey\ndelete survey a\nrelease\nwrite survey\nrelease\n"),
               EndsWith("main releases the write lock on survey\n"
-                       "  v is told: variable \"a\" deleted\n"
-                       "  main is not told: it made these changes\n"
+                       "  v: deleted variable \"a\"\n"
+                       "  main: not notified of its own changes\n"
                        "main takes the write lock on survey\n"
                        "main releases the write lock on survey\n"));
 }
@@ -595,8 +595,8 @@ TEST_F(Commands, WhoObservesTwiceIsToldTwiceAndOnceUnobservedNeverAgain) {
   const std::string text = Writing(
       "release\n@v observe survey\n@v observe survey\nwrite survey\ndelete survey a\nrelease\n"
       "@v unobserve survey\nwrite survey\ndelete survey b\nrelease\n@v unobserve survey\n");
-  EXPECT_THAT(text, HasSubstr("  v is told: variable \"a\" deleted\n"
-                              "  v is told: variable \"a\" deleted\n"));
+  EXPECT_THAT(text, HasSubstr("  v: deleted variable \"a\"\n"
+                              "  v: deleted variable \"a\"\n"));
   EXPECT_THAT(text, Not(HasSubstr("\"b\" deleted")));
   EXPECT_THAT(text, EndsWith("error: v does not observe survey\n"));
 }
@@ -606,10 +606,10 @@ TEST_F(Commands, TellReportsUnderTheLockAndOnlyOnce) {
                     "rename survey x y\nrelease\n@v tell survey\n"),
             "main releases the write lock on survey\nv observes survey\n"
             "main takes the write lock on survey\n"
-            "  v is told: variable \"a\" changed: name \"a\" -> \"x\"\n"
-            "  v is told: there are unsaved changes now\n"
+            "  v: modified variable \"a\": name \"a\" -> \"x\"\n"
+            "  v: unsaved changes: yes\n"
             "main releases the write lock on survey\n"
-            "  v is told: variable \"x\" changed: name \"x\" -> \"y\"\n"
+            "  v: modified variable \"x\": name \"x\" -> \"y\"\n"
             "error: v does not write survey\n");
 }
 
@@ -619,18 +619,15 @@ TEST_F(Commands, EachKindOfChangeHasItsWords) {
       "insert survey x string:1 before b\nmove survey c to 1\nretype survey a string:4\n"
       "release\nwrite survey\nbulk survey\nrelease\nwrite survey\nsource survey dictionary\n"
       "insert survey z\nrelease\n");
-  EXPECT_THAT(text,
-              HasSubstr("  v is told: variable \"c\" moved from position 3 to 1\n"
-                        "  v is told: variable \"a\" changed: "
-                        "type numeric -> string of 4 bytes\n"
-                        "  v is told: variable \"x\" inserted before \"b\" (string of 1 byte)\n"));
-  EXPECT_THAT(text,
-              HasSubstr("  v is told: variables \"c\", \"a\", \"x\", \"b\" deleted\n"
-                        "  v is told: variables \"c\", \"a\", \"x\", \"b\" inserted at the end\n"));
-  EXPECT_THAT(text, HasSubstr("  v is told: the data source was replaced: nothing before can be "
-                              "undone\n"
-                              "  v is told: variable \"z\" inserted before \"c\" (numeric)\n"
-                              "  v is told: variables \"c\", \"a\", \"x\", \"b\" deleted\n"));
+  EXPECT_THAT(text, HasSubstr("  v: moved variable \"c\" from position 3 to 1\n"
+                              "  v: modified variable \"a\": "
+                              "type numeric -> string of 4 bytes\n"
+                              "  v: inserted variable \"x\" (string of 1 byte) before \"b\"\n"));
+  EXPECT_THAT(text, HasSubstr("  v: deleted variables \"c\", \"a\", \"x\", \"b\"\n"
+                              "  v: inserted variables \"c\", \"a\", \"x\", \"b\" at the end\n"));
+  EXPECT_THAT(text, HasSubstr("  v: undo history reset\n"
+                              "  v: inserted variable \"z\" (numeric) before \"c\"\n"
+                              "  v: deleted variables \"c\", \"a\", \"x\", \"b\"\n"));
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -30,8 +30,8 @@ class Errors : public ShellTest {
 TEST_F(Errors, ReachTheClientWithTheirText) {
   EXPECT_THAT(AtClient("@window report survey error \"Größe: \"\"7\"\"\"\n"
                        "@window report survey warning \"\"\n"),
-              StartsWith("  window is reported: error on survey: \"Größe: \"7\"\"\n"
-                         "  window is reported: warning on survey: \"\"\n"));
+              StartsWith("  window: error on survey: \"Größe: \"7\"\"\n"
+                         "  window: warning on survey: \"\"\n"));
 }
 
 TEST_F(Errors, HaveAClientThatShows) {
@@ -41,43 +41,43 @@ TEST_F(Errors, HaveAClientThatShows) {
 TEST_F(Errors, AreReportedByWhoeverWrites) {
   EXPECT_THAT(AtClient("@window release\n@recode write survey\n@recode report survey error Full\n"),
               HasSubstr("recode takes the write lock on survey\n"
-                        "  window is reported: error on survey: \"Full\"\n"));
+                        "  window: error on survey: \"Full\"\n"));
 }
 
 TEST_F(Errors, AreReportedWhileWarningsAreNot) {
   EXPECT_THAT(AtClient("@window warnings survey off\n@window report survey warning Odd\n"
                        "@window report survey error Full\n@window warnings survey on\n"
                        "@window report survey warning Odd\n"),
-              StartsWith("  window is not reported: warnings on survey are off\n"
-                         "  window is reported: error on survey: \"Full\"\n"
-                         "  window is reported: warning on survey: \"Odd\"\n"));
+              StartsWith("  not reported: warnings on survey are off\n"
+                         "  window: error on survey: \"Full\"\n"
+                         "  window: warning on survey: \"Odd\"\n"));
 }
 
 TEST_F(Errors, OfADatasetWithoutAClientReachNobody) {
   EXPECT_THAT(AtPrompt("add-empty nix\nwrite nix\nreport nix error Full\n"),
-              HasSubstr("  nobody is reported: nix has no client\n"));
+              HasSubstr("  not reported: nix has no client\n"));
   EXPECT_THAT(AtClient("@window client survey off\n@window report survey error Full\n"),
-              StartsWith("survey has no client any more\n"
-                         "  nobody is reported: survey has no client\n"));
+              StartsWith("survey has no client\n"
+                         "  not reported: survey has no client\n"));
 }
 
 TEST_F(Errors, GoToTheLastClientAlone) {
   EXPECT_THAT(AtClient("@window release\nwrite survey\nclient survey\nreport survey error Full\n"),
               HasSubstr("main is the client of survey\n"
-                        "  main is reported: error on survey: \"Full\"\n"
+                        "  main: error on survey: \"Full\"\n"
                         "main releases the write lock on survey\n"));
 }
 
 TEST_F(Errors, GoToTheClientOfTheirDataset) {
   EXPECT_THAT(AtClient("add-empty nix\nwrite nix\nclient nix\nwarnings nix off\n"
                        "report nix error Full\n@window report survey warning Odd\n"),
-              HasSubstr("  main is reported: error on nix: \"Full\"\n"
-                        "  window is reported: warning on survey: \"Odd\"\n"));
+              HasSubstr("  main: error on nix: \"Full\"\n"
+                        "  window: warning on survey: \"Odd\"\n"));
 }
 
 TEST_F(Errors, StillReachTheClientOfAClosedDataset) {
   EXPECT_THAT(AtClient("close survey\n@window report survey error Full\n"),
-              HasSubstr("  window is reported: error on survey: \"Full\"\n"));
+              HasSubstr("  window: error on survey: \"Full\"\n"));
 }
 
 TEST_F(Errors, ReachNobodyOnceTheShellHasLetGoOfItsDataset) {

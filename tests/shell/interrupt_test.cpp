@@ -3,6 +3,7 @@
 #include "ShellTest.h"
 
 #include <Interrupt.h>
+#include <signal.h>
 
 #include <csignal>
 #include <sstream>
@@ -22,8 +23,19 @@ class Interrupting final : public std::stringbuf {
 
  private:
   int sync() override {
-    if (str().ends_with(end_)) std::raise(SIGINT);
+    if (str().ends_with(end_)) RaiseHere();
     return 0;
+  }
+
+  // Also on the thread of a caller, which leaves SIGINT to the others.
+  static void RaiseHere() {
+    sigset_t interrupt;
+    sigset_t before;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_UNBLOCK, &interrupt, &before);
+    std::raise(SIGINT);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }
 
   const std::string end_;
@@ -69,8 +81,8 @@ TEST_F(Interrupt, LeavesTheSourceOfAWriterThatReadsAnother) {
                             "source survey file " + WriteFile("d.tsv", "d\n1\n"));
 
   EXPECT_THAT(text, HasSubstr("test.sdm:4: interrupted\n"));
-  EXPECT_THAT(text, HasSubstr("r is told: variable \"a\" inserted"));
-  EXPECT_THAT(text, Not(HasSubstr("variable \"d\" inserted")));
+  EXPECT_THAT(text, HasSubstr("r: inserted variable \"a\""));
+  EXPECT_THAT(text, Not(HasSubstr("inserted variable \"d\"")));
 }
 
 TEST_F(Interrupt, GivesUpCasesThatAreBeingRead) {
@@ -86,6 +98,13 @@ TEST_F(Interrupt, GivesUpASearchForCasesThatAreSelected) {
                                 "source survey filtered by a\n",
                             "cases survey");
   EXPECT_THAT(text, HasSubstr("> cases survey\ntest.sdm:5: interrupted\n"));
+}
+
+TEST_F(Interrupt, GivesUpCasesThatAreBeingPrinted) {
+  const std::string text = InterruptedScript(
+      Open("survey") + "write survey\nsource survey blank 300\ncases survey\nlist\n",
+      " 200  NaN  NaN  NaN\n");
+  EXPECT_THAT(text, HasSubstr(" 200  NaN  NaN  NaN\ntest.sdm:4: interrupted\n"));
 }
 
 TEST_F(Interrupt, EndsAScriptAtTheCommandUnderWayAlsoWhereThatIsCarriedOut) {

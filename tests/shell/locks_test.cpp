@@ -203,13 +203,13 @@ TEST_F(Locks, ADeadlockAtTheEndIsResolved) {
 TEST_F(Locks, HoldingALockAtTheEndIsNoError) {
   EXPECT_THAT(InScript(Open("survey") + "@v observe survey\nwrite survey\ndelete survey a b\n"),
               HasSubstr("main releases the write lock on survey\n"
-                        "  v is told: variable \"c\" inserted at the end (numeric)\n"));
+                        "  v: inserted variable \"c\" (numeric) at the end\n"));
   EXPECT_TRUE(WentWell());
 }
 
 TEST_F(Locks, AWriterReleasedAtTheEndOfAClosedDatasetStillTells) {
   EXPECT_THAT(InScript(Open("survey") + "@v observe survey\nwrite survey\nclose survey\n"),
-              HasSubstr("  v is told: variable \"c\" inserted at the end (numeric)\n"));
+              HasSubstr("  v: inserted variable \"c\" (numeric) at the end\n"));
   EXPECT_TRUE(WentWell());
 }
 

@@ -40,7 +40,7 @@ class Properties : public ShellTest {
     const std::string setUp = before.empty() ? "" : Write(before);
     const std::string text = AtPrompt(Opened() + setUp + "@v observe survey\n" + Write(commands));
     EXPECT_TRUE(WentWell()) << text;
-    return LinesWith(text, "  v is told: ");
+    return LinesWith(text, "  v: ");
   }
 };
 
@@ -51,68 +51,60 @@ TEST_F(Properties, TheFirstPassTellsWhatADataFileBrings) {
   WriteFile("abc.schema.json", R"({"title": "Letters", "fields": []})");
   const std::string text = AtPrompt("open " + Path("abc.tsv") +
                                     " as survey\n@v observe survey\nwrite survey\nrelease\n");
-  EXPECT_THAT(LinesWith(text, "  v is told: "),
-              ElementsAre("variable \"a\" inserted at the end (numeric)",
-                          "variable \"b\" inserted at the end (numeric)",
-                          "variable \"c\" inserted at the end (numeric)",
-                          "saved as \"" + Path("abc.tsv") + "\" from now on",
-                          "the dataset is labelled \"Letters\" from now on",
-                          "clients drop their cases: 2 rows now"));
+  EXPECT_THAT(LinesWith(text, "  v: "),
+              ElementsAre("inserted variable \"a\" (numeric) at the end",
+                          "inserted variable \"b\" (numeric) at the end",
+                          "inserted variable \"c\" (numeric) at the end",
+                          "saved file: \"" + Path("abc.tsv") + "\"", "dataset label: \"Letters\"",
+                          "case data reset: 2 rows"));
 }
 
 TEST_F(Properties, EachIsToldWhenItComes) {
-  EXPECT_THAT(Told("weight survey by b\n"), ElementsAre("weighted by \"b\" from now on"));
-  EXPECT_THAT(Told("filter survey by b\n"), ElementsAre("filtered by \"b\" from now on"));
+  EXPECT_THAT(Told("weight survey by b\n"), ElementsAre("weight: \"b\""));
+  EXPECT_THAT(Told("filter survey by b\n"), ElementsAre("filter: \"b\""));
   EXPECT_THAT(Told("split survey together by c a\n"),
-              ElementsAre("split by \"c\", \"a\" (together)"));
-  EXPECT_THAT(Told("split survey separate by c\n"), ElementsAre("split by \"c\" (separately)"));
+              ElementsAre("split: \"c\", \"a\" (together)"));
+  EXPECT_THAT(Told("split survey separate by c\n"), ElementsAre("split: \"c\" (separately)"));
   EXPECT_THAT(Told("trends survey period 12 by b a\n"),
-              ElementsAre("a time series from now on: by \"b\", \"a\"; period 12"));
-  EXPECT_THAT(Told("trends survey period 4\n"), ElementsAre("a time series from now on: period 4"));
+              ElementsAre("time series: by \"b\", \"a\", period 12"));
+  EXPECT_THAT(Told("trends survey period 4\n"), ElementsAre("time series: period 4"));
   EXPECT_THAT(Told("mrset survey x indicators 1 of a b\n"),
-              ElementsAre("multiple-response sets changed: \"x\" (2 variables)",
-                          "multiple-response sets (extension 19) changed: \"x\" (2 variables)"));
-  EXPECT_THAT(Told("varset survey x of a\n"),
-              ElementsAre("variable sets changed: \"x\" (1 variable)"));
-  EXPECT_THAT(Told("title survey Letters\n"),
-              ElementsAre("the dataset is labelled \"Letters\" from now on"));
-  EXPECT_THAT(Told("filespec survey /x.tsv\n"), ElementsAre("saved as \"/x.tsv\" from now on"));
-  EXPECT_THAT(Told("extension survey cut=2\n"),
-              ElementsAre("extension of type 0 changed: \"cut=2\""));
+              ElementsAre("multiple-response sets: \"x\" (2 variables)",
+                          "multiple-response sets (extension 19): \"x\" (2 variables)"));
+  EXPECT_THAT(Told("varset survey x of a\n"), ElementsAre("variable sets: \"x\" (1 variable)"));
+  EXPECT_THAT(Told("title survey Letters\n"), ElementsAre("dataset label: \"Letters\""));
+  EXPECT_THAT(Told("filespec survey /x.tsv\n"), ElementsAre("saved file: \"/x.tsv\""));
+  EXPECT_THAT(Told("extension survey cut=2\n"), ElementsAre("extension of type 0: \"cut=2\""));
   EXPECT_THAT(Told("extension survey " + std::string(61, 'x') + "\n"),
-              ElementsAre("extension of type 0 changed: 61 bytes"));
+              ElementsAre("extension of type 0: 61 bytes"));
   EXPECT_THAT(Told("attribute survey source form \"page 2\"\n"),
-              ElementsAre("attributes changed: {source = \"form\" \"page 2\"}"));
-  EXPECT_THAT(Told("dirty survey on\n"), ElementsAre("there are unsaved changes now"));
+              ElementsAre("attributes: source = \"form\" \"page 2\""));
+  EXPECT_THAT(Told("dirty survey on\n"), ElementsAre("unsaved changes: yes"));
   EXPECT_THAT(Told("source survey blank 1\n"),
-              ElementsAre("the data source was replaced: nothing before can be undone",
-                          "clients drop their cases: 1 row now"));
+              ElementsAre("undo history reset", "case data reset: 1 row"));
 }
 
 TEST_F(Properties, EachIsToldWhenItGoes) {
-  EXPECT_THAT(Told("weight survey off\n", "weight survey by b\n"),
-              ElementsAre("no longer weighted"));
-  EXPECT_THAT(Told("filter survey off\n", "filter survey by b\n"),
-              ElementsAre("no longer filtered"));
+  EXPECT_THAT(Told("weight survey off\n", "weight survey by b\n"), ElementsAre("weight: none"));
+  EXPECT_THAT(Told("filter survey off\n", "filter survey by b\n"), ElementsAre("filter: none"));
   EXPECT_THAT(Told("split survey off\n", "split survey separate by b\n"),
-              ElementsAre("no longer split"));
+              ElementsAre("split: none"));
   EXPECT_THAT(Told("trends survey off\n", "trends survey period 4\n"),
-              ElementsAre("no longer a time series"));
-  EXPECT_THAT(Told("mrset survey x off\n", "mrset survey x answers of a\n"),
-              ElementsAre("multiple-response sets changed: none",
-                          "multiple-response sets (extension 19) changed: none"));
+              ElementsAre("time series: none"));
+  EXPECT_THAT(
+      Told("mrset survey x off\n", "mrset survey x answers of a\n"),
+      ElementsAre("multiple-response sets: none", "multiple-response sets (extension 19): none"));
   EXPECT_THAT(Told("varset survey x off\n", "varset survey x of a\n"),
-              ElementsAre("variable sets changed: none"));
+              ElementsAre("variable sets: none"));
   EXPECT_THAT(Told("title survey \"\"\n", "title survey Letters\n"),
-              ElementsAre("the dataset is no longer labelled"));
+              ElementsAre("dataset label: none"));
   EXPECT_THAT(Told("imputation survey off\n", "imputation survey 5\n"),
-              ElementsAre("no longer a multiple imputation"));
+              ElementsAre("rows per imputation: none"));
   EXPECT_THAT(Told("extension survey \"\"\n", "extension survey cut=2\n"),
-              ElementsAre("extension of type 0 changed: none"));
+              ElementsAre("extension of type 0: none"));
   EXPECT_THAT(Told("attribute survey source\n", "attribute survey source form\n"),
-              ElementsAre("attributes changed: none"));
-  EXPECT_THAT(Told("dirty survey off\n", "dirty survey on\n"),
-              ElementsAre("there are no unsaved changes now"));
+              ElementsAre("attributes: none"));
+  EXPECT_THAT(Told("dirty survey off\n", "dirty survey on\n"), ElementsAre("unsaved changes: no"));
 }
 
 TEST_F(Properties, WhatMessagesDoNotCarryIsNotTold) {
@@ -121,20 +113,18 @@ TEST_F(Properties, WhatMessagesDoNotCarryIsNotTold) {
 }
 
 TEST_F(Properties, AMoveThatTakesTheWeightAlongTellsItAgain) {
-  EXPECT_THAT(
-      Told("move survey c to 1\n",
-           "weight survey by c\nfilter survey by c\nsplit survey separate by a c\n"),
-      ElementsAre("variable \"c\" moved from position 3 to 1", "weighted by \"c\" from now on",
-                  "filtered by \"c\" from now on", "split by \"a\", \"c\" (separately)"));
+  EXPECT_THAT(Told("move survey c to 1\n",
+                   "weight survey by c\nfilter survey by c\nsplit survey separate by a c\n"),
+              ElementsAre("moved variable \"c\" from position 3 to 1", "weight: \"c\"",
+                          "filter: \"c\"", "split: \"a\", \"c\" (separately)"));
   EXPECT_THAT(Told("reorder survey c\n", "weight survey by b\n"),
-              ElementsAre("variables \"a\", \"b\", \"c\" deleted",
-                          "variables \"c\", \"a\", \"b\" inserted at the end",
-                          "weighted by \"b\" from now on"));
+              ElementsAre("deleted variables \"a\", \"b\", \"c\"",
+                          "inserted variables \"c\", \"a\", \"b\" at the end", "weight: \"b\""));
 }
 
 // The shell itself observes every dataset, so the first release is the one that tells them.
 TEST_F(Properties, ARoleThatObservesAfterTheFirstReleaseIsNotToldTheVariables) {
-  EXPECT_THAT(Told("weight survey by a\n"), ElementsAre("weighted by \"a\" from now on"));
+  EXPECT_THAT(Told("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }
 
 TEST_F(Properties, OnlyAModifiedDefinitionSetsUnsaved) {
@@ -169,16 +159,14 @@ TEST_F(Properties, AWeightThatBecomesAStringStaysTheWeight) {
 
 TEST_F(Properties, ADeletedVariableTakesItsUsesAlong) {
   EXPECT_THAT(Told("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
-              ElementsAre("variable \"c\" deleted", "split by \"a\" (together)"));
+              ElementsAre("deleted variable \"c\"", "split: \"a\" (together)"));
 }
 
 TEST_F(Properties, WhatADashboardNotedGoesWithAChangeOfTheCasesInUse) {
   const std::string noted = "attribute survey dashboard.chart bar\nattribute survey source form\n";
-  EXPECT_THAT(
-      Told("filter survey by a\n", noted),
-      ElementsAre("filtered by \"a\" from now on", "attributes changed: {source = \"form\"}"));
-  EXPECT_THAT(Told("title survey Letters\n", noted),
-              ElementsAre("the dataset is labelled \"Letters\" from now on"));
+  EXPECT_THAT(Told("filter survey by a\n", noted),
+              ElementsAre("filter: \"a\"", "attributes: source = \"form\""));
+  EXPECT_THAT(Told("title survey Letters\n", noted), ElementsAre("dataset label: \"Letters\""));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -203,7 +191,7 @@ TEST_F(Properties, OnlyASetThatIsThereIsRemoved) {
 TEST_F(Properties, AMemberThatIsGoneIsShownByItsIdentifier) {
   const std::string text = Writing("varset survey x of a c\ndelete survey a\nshow survey\n");
   EXPECT_THAT(text, HasSubstr("  variable sets  \"x\": 1:"));
-  EXPECT_THAT(text, HasSubstr(" (not there), \"c\"\n"));
+  EXPECT_THAT(text, HasSubstr(" (no such variable), \"c\"\n"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -277,11 +265,11 @@ TEST_F(Properties, ShowHasThemAll) {
                         "  filter         \"b\"\n"
                         "  split          \"c\", \"a\" (separately)\n"
                         "  imputation     1 row\n"
-                        "  trends         by \"b\"; period 12\n"
+                        "  trends         by \"b\", period 12\n"
                         "  response sets  \"x\": answers \"a\"\n"
                         "  variable sets  \"y\": \"b\"\n"
                         "  extension      \"cut=2\"\n"
-                        "  attributes     {source = \"form\"}\n"
+                        "  attributes     source = \"form\"\n"
                         "  saved as       none\n"
                         "  unsaved        no\n"));
 }
@@ -340,9 +328,9 @@ TEST_F(Properties, TheMirrorShowsWhatIsStillToBeTold) {
       ElementsAre(AllOf(HasSubstr("\"a\"  "), HasSubstr("none  "), EndsWith("  <- differs"))));
   EXPECT_THAT(
       LinesWith(text, "  \"b\" label"),
-      ElementsAre(AllOf(HasSubstr(" \"The b\" "), HasSubstr(" \"\" "), EndsWith(" <- differs"))));
-  EXPECT_THAT(LinesWith(text, "  \"x\" "), ElementsAre(HasSubstr(" there   ")));
-  EXPECT_THAT(LinesWith(text, "  \"c\" "), ElementsAre(HasSubstr(" not there  ")));
+      ElementsAre(AllOf(HasSubstr(" \"The b\" "), HasSubstr(" none "), EndsWith(" <- differs"))));
+  EXPECT_THAT(LinesWith(text, "  \"x\" "), ElementsAre(HasSubstr(" present   ")));
+  EXPECT_THAT(LinesWith(text, "  \"c\" "), ElementsAre(HasSubstr(" missing  ")));
   EXPECT_THAT(LinesWith(text, "  digest"), ElementsAre(EndsWith("<- differs")));
   EXPECT_THAT(LinesWith(text, "  order"), IsEmpty());
 }
@@ -360,9 +348,10 @@ TEST_F(Properties, TheDigestsLeaveOutWhatMessagesDoNotCarry) {
                Write("filespec survey /y.tsv\n") + "mirror survey\n");
   EXPECT_THAT(LinesWith(text, "  imputation"),
               ElementsAre(AllOf(HasSubstr("5 rows"), HasSubstr("none"),
-                                EndsWith("  <- differs; not always told"))));
+                                EndsWith("  <- differs; messages do not carry every change"))));
   EXPECT_THAT(LinesWith(text, "  saved as"),
-              ElementsAre(AllOf(HasSubstr("/y.tsv"), EndsWith("  <- differs; not always told"))));
+              ElementsAre(AllOf(HasSubstr("/y.tsv"),
+                                EndsWith("  <- differs; messages do not carry every change"))));
   EXPECT_EQ(Digests(text).first, Digests(text).second);
 }
 

@@ -26,16 +26,16 @@ class RegistryAtTheShell : public ShellTest {};
 
 TEST_F(RegistryAtTheShell, WhoWatchesIsToldOfEachDatasetThatComesAndGoes) {
   EXPECT_EQ(AtPrompt("@w watch registry\n" + Open("survey") + "close survey\n"),
-            "w watches the registry\n" + IsOpen("survey") +
-                "  w is told: dataset 0:0 is created, file " + Path("abc.tsv") +
+            "w watches the registry\n" + IsOpen("survey") + "  w: dataset 0:0 created, file " +
+                Path("abc.tsv") +
                 "\n"
                 "survey is closed\n"
-                "  w is told: dataset 0:0 (survey) is deleted\n");
+                "  w: dataset 0:0 (survey) deleted\n");
 }
 
 TEST_F(RegistryAtTheShell, ASecondDatasetOfAFileIsCreatedWithoutAFile) {
   EXPECT_THAT(AtPrompt(Open("one") + "watch registry\n" + Open("two")),
-              EndsWith("  main is told: dataset 0:1 is created, file none\n"));
+              EndsWith("  main: dataset 0:1 created, file none\n"));
 }
 
 TEST_F(RegistryAtTheShell, NobodyIsToldOfAQuietDataset) {
@@ -60,32 +60,32 @@ TEST_F(RegistryAtTheShell, AnEmptyDatasetIsCreatedOnceItsFirstSourceIsToldAndNoS
             "nix is open, without a data source\n"
             "v observes nix\n"
             "main takes the write lock on nix\n"
-            "  main is told: dataset 0:0 (nix) is created, file none\n"
-            "  v is told: variable \"x\" inserted at the end (numeric)\n"
-            "  v is told: clients drop their cases: 0 rows now\n"
+            "  main: dataset 0:0 (nix) created, file none\n"
+            "  v: inserted variable \"x\" (numeric) at the end\n"
+            "  v: case data reset: 0 rows\n"
             "main releases the write lock on nix\n");
 }
 
 TEST_F(RegistryAtTheShell, ADatasetThatNeverHadASourceIsToldAsDeletedAllTheSame) {
   EXPECT_THAT(AtPrompt("watch registry\nadd-empty nix\nclose nix\n"),
               EndsWith("nix is open, without a data source\nnix is closed\n"
-                       "  main is told: dataset 0:0 (nix) is deleted\n"));
+                       "  main: dataset 0:0 (nix) deleted\n"));
 }
 
 TEST_F(RegistryAtTheShell, ADatasetClosedBeforeItsFirstPassIsToldAsCreatedAfterwards) {
   EXPECT_THAT(AtPrompt("watch registry\nadd-empty nix\nwrite nix\nsource nix dictionary\n"
                        "insert nix x\nclose nix\nrelease\n"),
-              EndsWith("  main is told: dataset 0:0 (nix) is deleted\n"
+              EndsWith("  main: dataset 0:0 (nix) deleted\n"
                        "main releases the write lock on nix\n"
-                       "  main is told: dataset 0:0 is created, file none\n"));
+                       "  main: dataset 0:0 created, file none\n"));
 }
 
 TEST_F(RegistryAtTheShell, WhoWatchesAgainIsToldLastAndOnce) {
   EXPECT_THAT(AtPrompt("@v watch registry\n@u watch registry\n@v watch registry\nadd-empty nix\n"
                        "close nix\n"),
               EndsWith("nix is closed\n"
-                       "  u is told: dataset 0:0 (nix) is deleted\n"
-                       "  v is told: dataset 0:0 (nix) is deleted\n"));
+                       "  u: dataset 0:0 (nix) deleted\n"
+                       "  v: dataset 0:0 (nix) deleted\n"));
 }
 
 TEST_F(RegistryAtTheShell, WhoNoLongerWatchesIsToldNothing) {
@@ -141,10 +141,10 @@ TEST_F(Hiding, LeavesVariablesOutOfWhatIsOpenedNextUntilNothingIsHidden) {
                      Path("abc.tsv") + " as hidden\nhide nothing\nopen " + Path("abc.tsv") +
                      " as after\nvariables hidden\n"),
             IsOpen("before") +
-                "from now on what is opened hides b, nope\n"
+                "datasets opened from now on hide b, nope\n"
                 "hidden is open: 2 variables, 2 cases, from " +
-                Path("abc.tsv") + "\nfrom now on what is opened hides nothing\n" + IsOpen("after") +
-                "   1  a  numeric  unknown\n   2  c  numeric  unknown\n");
+                Path("abc.tsv") + "\ndatasets opened from now on hide no variables\n" +
+                IsOpen("after") + "   1  a  numeric  unknown\n   2  c  numeric  unknown\n");
 }
 
 TEST_F(Hiding, LeavesAloneWhatSourcePutsInPlace) {
@@ -203,7 +203,7 @@ TEST_F(Hiding, TakesTheHookOffTheRegistryWithTheShell) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Files changed from outside
+// Files changed by another program
 
 class Touching : public Hiding {
  protected:
@@ -217,13 +217,13 @@ class Touching : public Hiding {
 
 TEST_F(Touching, IsSeenByFileAndByDataset) {
   Execute({{"open", Path("abc.tsv"), "as", "survey"}, {"touched", "survey"}});
-  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was not changed from outside\n"));
+  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was not changed by another program\n"));
   Touch("abc.tsv");
   Execute({{"touched", "survey"}});
-  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was changed from outside\n"));
+  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was changed by another program\n"));
   Execute({{"touched", Path("ABC.tsv")}, {"touched", "0:0"}});
-  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was changed from outside\n" + Path("abc.tsv") +
-                               " was changed from outside\n"));
+  EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was changed by another program\n" +
+                               Path("abc.tsv") + " was changed by another program\n"));
 }
 
 TEST_F(Touching, IsForgottenWhenTheFileIsTakenHoldOfAgain) {
@@ -233,7 +233,7 @@ TEST_F(Touching, IsForgottenWhenTheFileIsTakenHoldOfAgain) {
            {"source", "survey", "file", Path("abc.tsv")},
            {"release"},
            {"touched", "survey"}});
-  EXPECT_THAT(Said(), EndsWith(" was not changed from outside\n"));
+  EXPECT_THAT(Said(), EndsWith(" was not changed by another program\n"));
 }
 
 TEST_F(Touching, NeedsAFileThatADatasetHas) {

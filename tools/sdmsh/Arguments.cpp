@@ -3,7 +3,9 @@
 #include "Arguments.h"
 
 #include "CommandError.h"
-#include "Words.h"
+#include "Output.h"
+
+#include <liborvxdemg/DictionaryText.h>
 
 #include <algorithm>
 #include <cctype>
@@ -127,14 +129,14 @@ std::string DidYouMean(const std::string& name, const std::vector<std::string>& 
     least = distance;
     nearest = candidate;
   }
-  return nearest.empty() ? "" : "; did you mean " + Quoted(nearest) + "?";
+  return nearest.empty() ? "" : "; did you mean " + DictionaryText::Quoted(nearest) + "?";
 }
 
 // ---------------------------------------------------------------------------------------------
 // Arguments
 
 void Arguments::Wrong(const std::string& expected, const std::string& remark) const {
-  const std::string found = AtEnd() ? "the end of the line" : Quoted(words_[next_]);
+  const std::string found = AtEnd() ? "the end of the line" : DictionaryText::Quoted(words_[next_]);
   throw CommandError(std::string(command_.name) + ": expected " + expected + ", found " + found +
                      remark + "; usage: " + UsageOf(command_));
 }
@@ -154,7 +156,8 @@ std::string Arguments::TakeFile() {
   std::string file = Take("FILE");
   if (file.empty()) throw CommandError("no file name");
   if (file.find('\0') != std::string::npos) {
-    throw CommandError("a file name cannot have a zero byte in it: " + Quoted(file));
+    throw CommandError("a file name cannot have a zero byte in it: " +
+                       DictionaryText::Quoted(file));
   }
   return file;
 }
@@ -210,7 +213,7 @@ bool Arguments::Accept(const char* keyword) {
 }
 
 void Arguments::Expect(const char* keyword) {
-  if (!Accept(keyword)) Wrong(Quoted(keyword));
+  if (!Accept(keyword)) Wrong(DictionaryText::Quoted(keyword));
 }
 
 std::size_t Arguments::TakeOneOf(const std::vector<const char*>& keywords) {
@@ -220,7 +223,7 @@ std::size_t Arguments::TakeOneOf(const std::vector<const char*>& keywords) {
   std::string expected;
   for (std::size_t i = 0; i < keywords.size(); ++i) {
     if (i > 0) expected += i + 1 == keywords.size() ? " or " : ", ";
-    expected += Quoted(keywords[i]);
+    expected += DictionaryText::Quoted(keywords[i]);
   }
   Wrong(expected);
 }

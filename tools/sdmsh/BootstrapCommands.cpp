@@ -1,21 +1,28 @@
-// The bootstrap specification of a dataset.
+// The bootstrap specification of a dataset, and the file that keeps it.
 
 #include "Arguments.h"
-#include "BootstrapWords.h"
 #include "CommandError.h"
 #include "Commands.h"
+#include "DictionaryJson.h"
 #include "Shell.h"
 #include "Variables.h"
-#include "WholeFile.h"
-#include "Words.h"
-#include "Writing.h"
 
+#include <liborvxdemg/DictionaryText.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
+#include <optional>
+#include <sstream>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -23,208 +30,358 @@
 namespace sdmsh {
 namespace {
 
+using Check = SvrBootstrapSpecsSerializer::Check;
+
+// In the order of the enumerators, from 0.
+std::vector<const char*> Methods() {
+  return {"simple", "stratified", "residual", "wild"};
+}
+std::vector<const char*> Intervals() {
+  return {"percentile", "bca"};
+}
+
 // ---------------------------------------------------------------------------------------------
 // Settings
 
-// Makes one setting in a record. The source, null for none, knows where variables stand.
-using Setting = std::function<void(SvrBootstrapSpecs&, const ORVX_DataSource*)>;
+using Specs = SvrBootstrapSpecs;
 
-Setting TakeMethod(Arguments& arguments) {
-  const auto method =
-      static_cast<SvrBootstrapSpecs::SampMethods>(arguments.TakeOneOf(SamplingMethodWords()));
-  return [method](SvrBootstrapSpecs& specs, const ORVX_DataSource*) {
-    specs.SetSamplingMethod(method);
-  };
+// Makes one setting in a record. The source, null for none, knows where variables stand.
+using Setting = std::function<void(Specs&, const ORVX_DataSource*)>;
+
+template <class Value>
+Setting Make(void (Specs::*set)(Value), Value value) {
+  return [set, value](Specs& specs, const ORVX_DataSource*) { (specs.*set)(value); };
 }
 
 // "none" beside other words is the name of a variable.
-template <void (SvrBootstrapSpecs::*Set)(const std::vector<int>&)>
-Setting TakeVariables(Arguments& arguments) {
+Setting TakeVariables(Arguments& arguments, void (Specs::*set)(const std::vector<int>&)) {
   std::vector<std::string> names = arguments.TakeRest("\"none\" or VARIABLE");
   if (names == std::vector<std::string>{"none"}) names.clear();
-  return [names](SvrBootstrapSpecs& specs, const ORVX_DataSource* source) {
+  return [set, names](Specs& specs, const ORVX_DataSource* source) {
     if (source == nullptr && !names.empty()) {
       throw CommandError("there are no variables without a data source; `source` gives one");
     }
-    (specs.*Set)(names.empty() ? std::vector<int>() : PositionsOf(*source, names));
+    (specs.*set)(names.empty() ? std::vector<int>() : PositionsOf(*source, names));
   };
 }
 
-Setting TakeLevel(Arguments& arguments) {
-  const double percent = arguments.TakeReal("PERCENT");
-  return
-      [percent](SvrBootstrapSpecs& specs, const ORVX_DataSource*) { specs.SetCILevelPct(percent); };
-}
-
-Setting TakeInterval(Arguments& arguments) {
-  const auto interval =
-      static_cast<SvrBootstrapSpecs::CITypes>(arguments.TakeOneOf(IntervalWords()));
-  return
-      [interval](SvrBootstrapSpecs& specs, const ORVX_DataSource*) { specs.SetCIType(interval); };
-}
-
-Setting TakeSamples(Arguments& arguments) {
-  const int samples = arguments.TakeInteger("NUMBER");
-  return
-      [samples](SvrBootstrapSpecs& specs, const ORVX_DataSource*) { specs.SetNSamples(samples); };
-}
-
-Setting TakeUserMissing(Arguments& arguments) {
-  const bool excluded = arguments.TakeOneOf({"excluded", "included"}) == 0;
-  return [excluded](SvrBootstrapSpecs& specs, const ORVX_DataSource*) {
-    specs.SetExcludeUserMiss(excluded);
-  };
+// "none", or what `take` takes, again and again up to the end.
+template <class Take>
+auto TakeList(Arguments& arguments, Take take) {
+  std::vector<decltype(take())> list;
+  if (arguments.Accept("none")) return list;
+  do list.push_back(take());
+  while (!arguments.AtEnd());
+  return list;
 }
 
 Setting TakeSplitEnds(Arguments& arguments) {
-  std::vector<std::uint32_t> ends;
-  if (!arguments.Accept("none")) {
-    do {
-      ends.push_back(arguments.TakeUnsigned("\"none\" or NUMBER"));
-    } while (!arguments.AtEnd());
-  }
-  return [ends](SvrBootstrapSpecs& specs, const ORVX_DataSource*) { specs.SplitEnds() = ends; };
+  const auto ends = TakeList(
+      arguments, [&]() -> std::uint32_t { return arguments.TakeUnsigned("\"none\" or NUMBER"); });
+  return [ends](Specs& specs, const ORVX_DataSource*) { specs.SplitEnds() = ends; };
 }
 
 Setting TakeCaseStats(Arguments& arguments) {
-  std::vector<std::pair<double, std::uint32_t>> stats;
-  if (!arguments.Accept("none")) {
-    do {
-      const double value = arguments.TakeReal("\"none\" or VALUE");
-      stats.emplace_back(value, arguments.TakeUnsigned("NUMBER"));
-    } while (!arguments.AtEnd());
-  }
-  return [stats](SvrBootstrapSpecs& specs, const ORVX_DataSource*) { specs.CaseStats() = stats; };
+  const auto stats = TakeList(arguments, [&]() -> std::pair<double, std::uint32_t> {
+    const double value = arguments.TakeReal("\"none\" or VALUE");
+    return {value, arguments.TakeUnsigned("NUMBER")};
+  });
+  return [stats](Specs& specs, const ORVX_DataSource*) { specs.CaseStats() = stats; };
 }
 
 Setting TakeSetting(Arguments& arguments) {
-  using Specs = SvrBootstrapSpecs;
-  static const std::vector<std::pair<const char*, Setting (*)(Arguments&)>> settings = {
-      {"method", TakeMethod},
-      {"strata", TakeVariables<&Specs::SetStrataVarList>},
-      {"dependents", TakeVariables<&Specs::SetDependVarList>},
-      {"inputs", TakeVariables<&Specs::SetInputVarList>},
-      {"predicted", TakeVariables<&Specs::SetPredictedVarList>},
-      {"residuals", TakeVariables<&Specs::SetResidualVarList>},
-      {"level", TakeLevel},
-      {"interval", TakeInterval},
-      {"samples", TakeSamples},
-      {"user-missing", TakeUserMissing},
-      {"split-ends", TakeSplitEnds},
-      {"case-stats", TakeCaseStats},
+  enum {
+    kMethod,
+    kStrata,
+    kDependents,
+    kInputs,
+    kPredicted,
+    kResiduals,
+    kLevel,
+    kInterval,
+    kSamples,
+    kUserMissing,
+    kSplitEnds,
+    kCaseStats
   };
-  std::vector<const char*> keywords;
-  for (const auto& [keyword, take] : settings) keywords.push_back(keyword);
-  const auto& [keyword, take] = settings[arguments.TakeOneOf(keywords)];
-  const Setting setting = take(arguments);
-  arguments.End();
-  return setting;
+  switch (arguments.TakeOneOf({"method", "strata", "dependents", "inputs", "predicted", "residuals",
+                               "level", "interval", "samples", "user-missing", "split-ends",
+                               "case-stats"})) {
+    case kMethod:
+      return Make(&Specs::SetSamplingMethod,
+                  static_cast<Specs::SampMethods>(arguments.TakeOneOf(Methods())));
+    case kStrata:
+      return TakeVariables(arguments, &Specs::SetStrataVarList);
+    case kDependents:
+      return TakeVariables(arguments, &Specs::SetDependVarList);
+    case kInputs:
+      return TakeVariables(arguments, &Specs::SetInputVarList);
+    case kPredicted:
+      return TakeVariables(arguments, &Specs::SetPredictedVarList);
+    case kResiduals:
+      return TakeVariables(arguments, &Specs::SetResidualVarList);
+    case kLevel:
+      return Make(&Specs::SetCILevelPct, arguments.TakeReal("PERCENT"));
+    case kInterval:
+      return Make(&Specs::SetCIType, static_cast<Specs::CITypes>(arguments.TakeOneOf(Intervals())));
+    case kSamples:
+      return Make(&Specs::SetNSamples, arguments.TakeInteger("NUMBER"));
+    case kUserMissing:
+      return Make(&Specs::SetExcludeUserMiss, arguments.TakeOneOf({"excluded", "included"}) == 0);
+    case kSplitEnds:
+      return TakeSplitEnds(arguments);
+    default:
+      return TakeCaseStats(arguments);
+  }
 }
 
 // ---------------------------------------------------------------------------------------------
-// Forms of the command
+// Files
 
-// The record in place of the present one, which the writer's dataset then owns.
-void Replace(SvrDMWriteableDataSource& writer, SvrBootstrapSpecs specs) {
-  writer.SetBootstrapSpecs(std::make_unique<SvrBootstrapSpecs>(std::move(specs)).release());
+constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{16} << 20;
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
+  throw CommandError(path + ": " + reason);
 }
 
-void Set(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  const Setting setting = TakeSetting(arguments);
-  SvrBootstrapSpecs specs;
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
-    if (const SvrBootstrapSpecs* const present = writer.GetBootstrapSpecs()) specs = *present;
-    setting(specs, *writer);
-    Replace(writer, specs);
-  });
-  shell.Say(BootstrapChanged{caller.Name(), dataset->Name(), specs});
+std::error_code ErrorOf(int number) {
+  return {number, std::generic_category()};
 }
 
-void Display(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  arguments.End();
-  BootstrapShown shown{dataset->Name(), std::nullopt};
-  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    if (const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs()) shown.specs = *specs;
-  });
-  shell.Say(std::move(shown));
-}
-
-bool IsTooLong(const std::string& file) {
+// Refuses what is no regular file before opening it, which might wait.
+std::string ReadFile(const std::string& path) {
   std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(file, error);
-  return !error && size > kMaxFileBytes;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (error) Refuse(path, error.message());
+  if (is_directory(status)) Refuse(path, ErrorOf(EISDIR).message());
+  if (!is_regular_file(status)) Refuse(path, "not a regular file");
+  if (std::filesystem::file_size(path, error) > kMaxFileBytes) {
+    Refuse(path, "longer than " + std::to_string(kMaxFileBytes) + " bytes");
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (!file) Refuse(path, ErrorOf(errno).message());
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
-bool HoldsSpecsOrNothing(const std::string& file) {
-  if (IsTooLong(file)) return false;
-  const std::string bytes = ReadWholeFile(file);
-  return bytes.empty() || SvrBootstrapSpecsSerializer::checkSpecs(bytes).IsWhole();
+// Makes the file, and nothing where that fails.
+std::error_code WriteNewFile(const std::filesystem::path& path, std::string_view bytes) {
+  std::FILE* const file = std::fopen(path.c_str(), "wbx");
+  if (file == nullptr) return ErrorOf(errno);
+  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  if (std::fclose(file) == 0 && isWritten) return {};
+  const std::error_code error = ErrorOf(errno);
+  std::error_code ignored;
+  std::filesystem::remove(path, ignored);
+  return error;
 }
 
-// Refuses to replace a file of something else. One that cannot be read could be anything.
-void RefuseOtherContent(const std::string& file) {
-  if (!IsThere(file) || HoldsSpecsOrNothing(file)) return;
-  throw CommandError(file + ": holds something else than a bootstrap specification, and is kept");
+// A new file beside takes the place of the present one, with its permissions; so the file has
+// either all of the bytes or its own. Links stay, and are followed.
+void WriteFile(const std::string& path, std::string_view bytes) {
+  std::error_code error;
+  const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
+  if (error) Refuse(path, error.message());
+  const std::filesystem::path part =
+      target.parent_path() / ("sdmsh-" + std::to_string(getpid()) + ".part");
+  error = WriteNewFile(part, bytes);
+  if (error) Refuse(path, error.message());
+  const std::filesystem::file_status present = std::filesystem::status(target, error);
+  if (exists(present)) std::filesystem::permissions(part, present.permissions(), error);
+  std::filesystem::rename(part, target, error);
+  if (!error) return;
+  std::error_code ignored;
+  std::filesystem::remove(part, ignored);
+  Refuse(path, error.message());
 }
 
-void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  BootstrapWritten written{caller.Name(), dataset->Name(), arguments.TakeFile(), 0};
-  arguments.End();
-  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
-    if (specs == nullptr) {
-      throw CommandError(dataset->Name() + " has no bootstrap specification");
-    }
-    std::string bytes;
-    SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
-    RefuseOtherContent(written.file);
-    WriteWholeFile(written.file, bytes);
-    written.size = bytes.size();
-  });
-  shell.Say(std::move(written));
+// Refuses to replace a file of something else.
+void RefuseOtherContent(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) return;
+  const std::string bytes = ReadFile(path);
+  if (bytes.empty() || SvrBootstrapSpecsSerializer::checkSpecs(bytes).IsWhole()) return;
+  Refuse(path, "not a bootstrap specification, and not replaced");
+}
+
+std::string BytesInWords(std::size_t count) {
+  return DictionaryText::Counted(static_cast<long long>(count), "byte");
+}
+
+// "it ends within the field at offset 50"
+std::string FindingInWords(const Check& check) {
+  const std::string offset = " at offset " + std::to_string(check.offset);
+  if (check.finding == Check::Finding::Truncated) return "it ends within the field" + offset;
+  if (check.finding == Check::Finding::UnknownVersion) return "the version" + offset + " is not 1";
+  return "the list" + offset + " is longer than the file";
+}
+
+const char* FindingInJson(Check::Finding finding) {
+  if (finding == Check::Finding::Whole) return "whole";
+  if (finding == Check::Finding::Truncated) return "truncated";
+  return finding == Check::Finding::UnknownVersion ? "unknownVersion" : "listTooLong";
 }
 
 // Refuses bytes that are not one whole bootstrap specification and nothing else.
-SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& file) {
-  const auto check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-  if (!check.IsWhole()) {
-    throw CommandError(file + ": no whole bootstrap specification: " + FindingInWords(check));
-  }
+SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& path) {
+  const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
+  if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingInWords(check));
   if (check.size < bytes.size()) {
-    const auto more = static_cast<long long>(bytes.size() - check.size);
-    throw CommandError(file + ": " + Counted(more, "byte", "bytes") +
-                       " more than the bootstrap specification, which ends at offset " +
-                       std::to_string(check.offset));
+    Refuse(path, BytesInWords(bytes.size() - check.size) +
+                     " after the bootstrap specification, which ends at offset " +
+                     std::to_string(check.offset));
   }
   SvrBootstrapSpecs specs;
   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
   return specs;
 }
 
-void ReadFromFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  BootstrapChanged changed{caller.Name(), dataset->Name(), std::nullopt, arguments.TakeFile()};
+// ---------------------------------------------------------------------------------------------
+// Forms of the command
+
+Json WordOrNumber(const std::vector<const char*>& words, std::int32_t number) {
+  const auto index = static_cast<std::size_t>(number);  // a huge one for a negative number
+  return index < words.size() ? Json(words[index]) : Json(number);
+}
+
+Json SpecsInJson(const SvrBootstrapSpecs& specs) {
+  Json caseStats = Json::array();
+  for (const auto& [value, number] : specs.CaseStats()) {
+    caseStats.push_back(Json::array({NumberInJson(value), number}));
+  }
+  return {{"method", WordOrNumber(Methods(), specs.GetSamplingMethod())},
+          {"strata", specs.GetStrataVarList()},
+          {"dependents", specs.GetDependVarList()},
+          {"inputs", specs.GetInputVarList()},
+          {"predicted", specs.GetPredictedVarList()},
+          {"residuals", specs.GetResidualVarList()},
+          {"splitEnds", specs.SplitEnds()},
+          {"caseStats", caseStats},
+          {"level", NumberInJson(specs.GetCILevelPct())},
+          {"interval", WordOrNumber(Intervals(), specs.GetCIType())},
+          {"samples", specs.GetNSamples()},
+          {"userMissingExcluded", specs.GetExcludeUserMiss()}};
+}
+
+Json ChangedInJson(const Caller& caller, const OpenDataset& dataset, Json specs) {
+  return {{"event", "bootstrapChanged"},
+          {"role", caller.Name()},
+          {"dataset", dataset.Name()},
+          {"specs", std::move(specs)}};
+}
+
+std::string TextOf(const SvrBootstrapSpecs& specs) {
+  std::ostringstream lines;
+  specs.Display(lines);
+  std::string text = lines.str();
+  if (text.ends_with('\n')) text.pop_back();
+  return text;
+}
+
+// The record in place of the present one, which the writer's dataset then owns.
+void Replace(SvrDMWriteableDataSource& writer, SvrBootstrapSpecs specs) {
+  writer.SetBootstrapSpecs(std::make_unique<SvrBootstrapSpecs>(std::move(specs)).release());
+}
+
+// Words have nothing to add to one setting, like that of a property.
+void Set(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
+  const Setting setting = TakeSetting(arguments);
   arguments.End();
+  SvrBootstrapSpecs specs;
   Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
-    changed.specs = SpecsIn(ReadWholeFile(changed.file), changed.file);
-    Replace(writer, *changed.specs);
+    if (const SvrBootstrapSpecs* const present = writer.GetBootstrapSpecs()) specs = *present;
+    setting(specs, *writer);
+    Replace(writer, specs);
   });
-  shell.Say(std::move(changed));
+  if (!shell.Out().IsJson()) return;
+  shell.Say("", [&] { return ChangedInJson(caller, *dataset, SpecsInJson(specs)); });
+}
+
+void Display(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
+  arguments.End();
+  std::optional<SvrBootstrapSpecs> specs;
+  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    if (const SvrBootstrapSpecs* const present = reader.GetBootstrapSpecs()) specs = *present;
+  });
+  shell.Say(
+      [&] { return specs ? TextOf(*specs) : dataset->Name() + " has no bootstrap specification"; },
+      [&]() -> Json {
+        return {{"event", "bootstrap"},
+                {"dataset", dataset->Name()},
+                {"specs", specs ? SpecsInJson(*specs) : Json(nullptr)}};
+      });
+}
+
+void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
+  const std::string file = arguments.TakeFile();
+  arguments.End();
+  std::string bytes;
+  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
+    if (specs == nullptr) throw CommandError(dataset->Name() + " has no bootstrap specification");
+    SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
+    RefuseOtherContent(file);
+    WriteFile(file, bytes);
+  });
+  shell.Say("wrote the bootstrap specification of " + dataset->Name() + " to " + file + ": " +
+                BytesInWords(bytes.size()),
+            [&]() -> Json {
+              return {{"event", "bootstrapWritten"},
+                      {"role", caller.Name()},
+                      {"dataset", dataset->Name()},
+                      {"file", file},
+                      {"size", bytes.size()}};
+            });
+}
+
+void ReadFromFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
+  const std::string file = arguments.TakeFile();
+  arguments.End();
+  SvrBootstrapSpecs specs;
+  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+    specs = SpecsIn(ReadFile(file), file);
+    Replace(writer, specs);
+  });
+  shell.Say("read the bootstrap specification of " + dataset->Name() + " from " + file, [&] {
+    Json json = ChangedInJson(caller, *dataset, SpecsInJson(specs));
+    json["file"] = file;
+    return json;
+  });
+}
+
+std::string CheckInWords(const std::string& file, const Check& check, std::size_t fileSize) {
+  if (!check.IsWhole()) return file + ": not a bootstrap specification: " + FindingInWords(check);
+  const bool native = check.byteOrder == Check::ByteOrder::Native;
+  std::string words = file + ": a bootstrap specification of " + BytesInWords(check.size) +
+                      (native ? ", in this machine's byte order" : ", in the other byte order");
+  if (check.size < fileSize) words += ", then " + BytesInWords(fileSize - check.size) + " more";
+  return words;
 }
 
 void CheckFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
   const std::string file = arguments.TakeFile();
   arguments.End();
   std::string bytes;
-  caller.Do([&] { bytes = ReadWholeFile(file); });
-  shell.Say(BootstrapChecked{dataset->Name(), file, bytes.size(),
-                             SvrBootstrapSpecsSerializer::checkSpecs(bytes)});
+  caller.Do([&] { bytes = ReadFile(file); });
+  const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
+  const bool native = check.byteOrder == Check::ByteOrder::Native;
+  shell.Say(CheckInWords(file, check, bytes.size()), [&]() -> Json {
+    return {{"event", "bootstrapChecked"},
+            {"dataset", dataset->Name()},
+            {"file", file},
+            {"fileSize", bytes.size()},
+            {"finding", FindingInJson(check.finding)},
+            {"byteOrder", native ? "native" : "swapped"},
+            {"size", check.size},
+            {"offset", check.offset}};
+  });
 }
 
 void Remove(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
   arguments.End();
   Write(caller, *dataset,
         [](SvrDMWriteableDataSource& writer) { writer.SetBootstrapSpecs(nullptr); });
-  shell.Say(BootstrapChanged{caller.Name(), dataset->Name(), std::nullopt});
+  shell.Say(dataset->Name() + " has no bootstrap specification",
+            [&] { return ChangedInJson(caller, *dataset, nullptr); });
 }
 
 }  // namespace

@@ -1,16 +1,20 @@
-// Looking at cases.
+// Looking at cases, and replacing the data source that has them.
 
 #include "Arguments.h"
-#include "CaseRows.h"
-#include "CaseWords.h"
 #include "CommandError.h"
 #include "Commands.h"
+#include "DictionaryJson.h"
+#include "Interrupt.h"
 #include "Shell.h"
+#include "Sources.h"
 #include "Variables.h"
 
-#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/FilteredDataSource.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/DictionaryText.h>
 
-#include <new>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -18,6 +22,9 @@
 
 namespace sdmsh {
 namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Showing them
 
 struct Range {
   std::optional<int> from;
@@ -38,25 +45,122 @@ Range TakeRange(Arguments& arguments) {
   return range;
 }
 
-// False where there is no case of that number, from 1.
-bool MoveTo(CaseRows& rows, int number) {
-  for (; number > 0; --number) {
-    if (!rows.Next()) return false;
+// Prints cases while they are read, in parts: memory for a whole dataset may not be there.
+class CasePrinter {
+ public:
+  static constexpr long long kCasesInPart = 200;
+
+  // `source` may be null.
+  CasePrinter(Output& output, const ORVX_DataSource* source, std::string dataset, Range range)
+      : output_(output),
+        source_(source),
+        dataset_(std::move(dataset)),
+        next_(range.from.value_or(1)),
+        left_(range.count) {
+    if (source != nullptr) variables_ = VariablesOf(*source);
   }
-  return true;
+
+  void Print() {
+    if (source_ == nullptr) return PrintNone(dataset_ + " has no data source");
+    CaseRows rows(*source_);
+    for (long long number = 0; number < next_; ++number) {
+      if (!rows.Next()) return PrintNone(dataset_ + " has no cases" + FromHere());
+    }
+    Table table(Columns());
+    bool more = true;
+    while (more && left_ != 0 && output_.ReachesItsReader()) more = PrintPart(rows, table);
+    if (more && !output_.IsJson()) output_.Print("more cases follow\n");
+  }
+
+ private:
+  std::string FromHere() const {
+    return next_ == 1 ? "" : " from " + std::to_string(next_) + " on";
+  }
+
+  std::vector<Table::Column> Columns() const {
+    std::vector<Table::Column> columns = {{.head = "", .right = true, .width = 4}};
+    for (const ORVX_Variable& variable : variables_) {
+      columns.push_back({.head = variable.GetName(), .right = variable.GetType() == 0});
+    }
+    return columns;
+  }
+
+  // From the present row on, and leaves `rows` at the row behind the part; false where there is
+  // none.
+  bool PrintPart(CaseRows& rows, Table& table) {
+    const long long first = next_;
+    Json json = Json::array();
+    bool more = true;
+    for (; more && left_ != 0 && next_ < first + kCasesInPart; more = rows.Next()) {
+      Add(rows.Values(), table, json);
+      ++next_;
+      if (left_) --*left_;
+    }
+    output_.Print(output_.IsJson() ? Event(first, std::move(json), more)
+                                   : table.TakeText(output_) + "\n");
+    return more;
+  }
+
+  void Add(const std::vector<DataValue>& values, Table& table, Json& json) const {
+    if (output_.IsJson()) return json.push_back(Row(values));
+    std::vector<std::string> row = {std::to_string(next_)};
+    for (const DataValue& value : values) {
+      const double* const number = std::get_if<double>(&value);
+      row.push_back(number != nullptr ? DictionaryText::Number(*number)
+                                      : std::get<std::string>(value));
+    }
+    table.Add(std::move(row));
+  }
+
+  static Json Row(const std::vector<DataValue>& values) {
+    Json row = Json::array();
+    for (const DataValue& value : values) {
+      const double* const number = std::get_if<double>(&value);
+      row.push_back(number != nullptr ? NumberInJson(*number) : Json(std::get<std::string>(value)));
+    }
+    return row;
+  }
+
+  void PrintNone(const std::string& words) {
+    output_.Print(output_.IsJson() ? Event(next_, Json::array(), false) : words + "\n");
+  }
+
+  std::string Event(long long from, Json rows, bool more) const {
+    Json names = Json::array();
+    for (const ORVX_Variable& variable : variables_) names.push_back(variable.GetName());
+    return Output::JsonText({{"event", "cases"},
+                             {"dataset", dataset_},
+                             {"hasDataSource", source_ != nullptr},
+                             {"from", from},
+                             {"variables", names},
+                             {"rows", std::move(rows)},
+                             {"more", more}});
+  }
+
+  Output& output_;
+  const ORVX_DataSource* const source_;
+  const std::string dataset_;
+  std::vector<ORVX_Variable> variables_;
+  long long next_;           // the number of the next case to print, from 1
+  std::optional<int> left_;  // how many to print; none for all of them
+};
+
+// ---------------------------------------------------------------------------------------------
+// Replacing them
+
+std::unique_ptr<ORVX_DataSource> BlankCasesOf(const OpenDataset& dataset,
+                                              const ORVX_DataSource* source, int count) {
+  if (source == nullptr) throw CommandError(dataset.Name() + " has no dictionary to keep");
+  return std::make_unique<BlankCases>(*source, count);
 }
 
-// Fills in all that is said of the cases of `source`. Reads one case more than it keeps.
-void Read(const ORVX_DataSource& source, std::optional<int> count, CaseTable& table) {
-  table.hasDataSource = true;
-  table.variables = VariablesOf(source);
-  CaseRows rows(source);
-  bool there = MoveTo(rows, table.from);
-  for (int kept = 0; there && (!count || kept < *count); ++kept) {
-    table.rows.push_back(rows.Values());
-    there = rows.Next();
-  }
-  table.more = there;
+// On top of the present source, which stays with the dataset.
+std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name, ORVX_DataSource& source) {
+  const ORVX_Variable& selector =
+      source.GetVariable(NumberPositionOf(source, name, "selects cases"));
+  auto selected = std::make_unique<FilteredDataSource>(&source, selector.GetID());
+  selected->SetDirty(source.IsDirty());  // no part of the dictionary
+  return selected;
 }
 
 }  // namespace
@@ -64,20 +168,41 @@ void Read(const ORVX_DataSource& source, std::optional<int> count, CaseTable& ta
 void ShowCases(Shell& shell, Caller& caller, Arguments& arguments) {
   const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
   const Range range = TakeRange(arguments);
-  CaseTable table{.dataset = dataset->Name(),
-                  .hasDataSource = false,
-                  .from = range.from.value_or(1),
-                  .variables = {},
-                  .rows = {},
-                  .more = false};
-  try {
-    shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-      if (*reader != nullptr) Read(**reader, range.count, table);
-    });
-  } catch (const std::bad_alloc&) {
-    throw CommandError(NotEnoughMemoryFor(CasesOf(table.dataset)));
-  }
-  shell.Say(std::move(table));
+  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    CasePrinter(shell.Out(), *reader, dataset->Name(), range).Print();
+  });
+}
+
+void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  enum { kFile, kBlank, kDictionary, kFiltered, kNone };
+  const std::size_t kind = arguments.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
+  const std::string file = kind == kFile ? arguments.TakeFile() : "";
+  const int caseCount = kind == kBlank ? arguments.TakeNumber("COUNT") : 0;
+  if (kind == kFiltered) arguments.Expect("by");
+  const std::string selector = kind == kFiltered ? arguments.Take("VARIABLE") : "";
+  arguments.End();
+
+  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+    std::unique_ptr<ORVX_DataSource> source;
+    if (kind == kFile) source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
+    if (kind == kBlank) source = BlankCasesOf(*dataset, *writer, caseCount);
+    if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
+    if (kind == kFiltered) source = CasesSelectedBy(selector, SourceOf(writer, *dataset));
+    writer.SetDataSet(std::move(source));
+  });
+}
+
+void RaiseCaseSequence(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  arguments.End();
+  Write(caller, *dataset, [](SvrDMWriteableDataSource& writer) { writer.IncrementCaseSequence(); });
+}
+
+void AskForBulkMoves(Shell& shell, Caller& caller, Arguments& arguments) {
+  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+  arguments.End();
+  Write(caller, *dataset, [](SvrDMWriteableDataSource& writer) { writer.BulkVarMoves(); });
 }
 
 }  // namespace sdmsh

@@ -2,7 +2,7 @@
 
 #include "CommandError.h"
 
-#include "Words.h"
+#include "Output.h"
 
 #include <liborvxdemg/ErrorMsg.h>
 

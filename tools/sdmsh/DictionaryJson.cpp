@@ -1,28 +1,112 @@
-// Properties of a dictionary in JSON.
-
 #include "DictionaryJson.h"
 
-#include "DictionaryWords.h"
-#include "VariableJson.h"
+#include "Variables.h"
 
-#include <string>
+#include <libdatasrc/DatasourceAttributes.h>
+#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/VariableSets.h>
+#include <liborvxdemg/DataSetModifiedMsg.h>
+#include <liborvxdemg/DataSetMsgVisitor.h>
+#include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/DictionaryText.h>
+#include <liborvxdemg/ExtensionsMsg.h>
+#include <liborvxdemg/ExtensionTypes.h>
+#include <liborvxdemg/FileLabelChangeMsg.h>
+#include <liborvxdemg/FileSpecChangeMsg.h>
+#include <liborvxdemg/FilterVarMsg.h>
+#include <liborvxdemg/ImputationInfoMsg.h>
+#include <liborvxdemg/InsertVarsMsg.h>
+#include <liborvxdemg/ModifyVarMsg.h>
+#include <liborvxdemg/MoveVarsMsg.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxdemg/SplitFileMsg.h>
+#include <liborvxdemg/TrendsInfoMsg.h>
+#include <liborvxdemg/WeightVarMsg.h>
+
+#include <cmath>
 #include <string_view>
+#include <variant>
 
 namespace sdmsh {
 namespace {
 
-// Null for a variable that is not there.
-Json Name(const NamedVariable& variable) {
-  return variable.name.empty() ? Json(nullptr) : Json(variable.name);
-}
-
-Json Names(const std::vector<NamedVariable>& variables) {
+template <class List, class InJson>
+Json Array(const List& list, InJson inJson) {
   Json json = Json::array();
-  for (const NamedVariable& variable : variables) json.push_back(Name(variable));
+  for (const auto& element : list) json.push_back(inJson(element));
   return json;
 }
 
-// Any bytes: two hexadecimal digits for each.
+Json Value(const DataValue& value) {
+  return std::visit([](const auto& which) { return Json(which); }, value);
+}
+
+Json VariableInJson(const ORVX_Variable& variable) {
+  const VariableFormat& format = variable.GetFormat();
+  return {
+      {"id", IdentifierInJson(variable.GetID())},
+      {"name", variable.GetName()},
+      {"label", variable.GetLabel()},
+      {"type", variable.GetType()},
+      {"format",
+       {{"kind", DictionaryText::FormatKind(format.kind)},
+        {"width", format.width},
+        {"decimals", format.decimals}}},
+      {"valueLabels", Array(variable.GetValueLabels(),
+                            [](const auto& entry) {
+                              return Json{{"value", Value(entry.first)}, {"label", entry.second}};
+                            })},
+      {"missingValues", Array(variable.GetMissingValues().values, Value)},
+      {"measurementLevel", DictionaryText::Level(variable.GetMeasurementLevel())},
+      {"attributes", variable.GetAttributes()}};
+}
+
+Json NameAt(const ORVX_DataSource& dictionary, int position) {
+  if (position < 0 || position >= dictionary.ColumnCount()) return nullptr;
+  return dictionary.GetVariable(position).GetName();
+}
+
+Json Name(const ORVX_DataSource& dictionary, LocallyUniqueID id) {
+  return NameAt(dictionary, id.IsNull() ? -1 : dictionary.FindVarIndex(id));
+}
+
+Json Names(const ORVX_DataSource& dictionary, const std::vector<LocallyUniqueID>& ids) {
+  return Array(ids, [&](LocallyUniqueID id) { return Name(dictionary, id); });
+}
+
+Json Use(const ORVX_DataSource& dictionary, LocallyUniqueID id) {
+  return {{"variable", IdentifierInJson(id)}, {"name", Name(dictionary, id)}};
+}
+
+Json Split(const ORVX_DataSource& dictionary, const std::vector<LocallyUniqueID>& ids,
+           bool separate) {
+  return {{"variables", IdentifiersInJson(ids)},
+          {"separate", separate},
+          {"names", Names(dictionary, ids)}};
+}
+
+Json TimeSeries(const ORVX_DataSource& dictionary, const ORVX_TrendsInfo& trends) {
+  return {{"timeVariables", IdentifiersInJson(trends.timeVariables)},
+          {"seasonalPeriod", trends.seasonalPeriod},
+          {"names", Names(dictionary, trends.timeVariables)}};
+}
+
+Json Sets(const ORVX_DataSource& dictionary, const std::vector<VariableSet>& sets) {
+  return Array(sets, [&](const VariableSet& each) -> Json {
+    const VariableSetImpl& set = each.Impl();
+    return {{"name", set.name},
+            {"label", set.label},
+            {"kind", DictionaryText::SetKind(set.kind)},
+            {"selectedValue", set.selectedValue},
+            {"firstFlag", set.firstFlag},
+            {"secondFlag", set.secondFlag},
+            {"members", IdentifiersInJson(set.members)},
+            {"names", Names(dictionary, set.members)}};
+  });
+}
+
+// Two hexadecimal digits for each byte.
 std::string Hexadecimal(std::string_view bytes) {
   std::string digits;
   for (const char byte : bytes) {
@@ -33,70 +117,152 @@ std::string Hexadecimal(std::string_view bytes) {
   return digits;
 }
 
+Json Extension(const ORVX_ExtensionImpl& block) {
+  return {{"type", block.GetType()},
+          {"version", block.GetVersion()},
+          {"bytes", Hexadecimal(block.GetBytes())}};
+}
+
+class ChangeRecorder final : public DEMessages::DataSetMsgVisitor {
+ public:
+  ChangeRecorder(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before)
+      : before_(before),
+        json{{"leading", message.GetLeading()},
+             {"datasetId", IdentifierInJson(message.GetDataSetID())},
+             {"caseSequence", message.GetCaseSequence()}} {}
+
+  void Visit(const InsertVarsMsg& message) override {
+    Add("InsertVarsMsg", {{"variables", VariablesInJson(message.GetVariables())},
+                          {"anchor", IdentifierInJson(message.GetAnchor())}});
+    if (!message.GetAnchor().IsNull()) json["anchorName"] = Name(before_, message.GetAnchor());
+  }
+  void Visit(const DeleteVarsMsg& message) override {
+    Add("DeleteVarsMsg", {{"variables", VariablesInJson(message.GetVariables())}});
+  }
+  void Visit(const MoveVarsMsg& message) override {
+    const std::vector<int>& positions = message.GetPositions();
+    Add("MoveVarsMsg",
+        {{"positions", positions},
+         {"target", message.GetTarget()},
+         {"names", Array(positions, [this](int each) { return NameAt(before_, each); })}});
+  }
+  void Visit(const ModifyVarMsg& message) override {
+    const ORVX_Variable& after = message.GetVariable();
+    const int position = before_.FindVarIndex(after.GetID());
+    const ORVX_Variable before = position < 0 ? ORVX_Variable() : before_.GetVariable(position);
+    const auto differences = DictionaryText::Differences(before, after);
+    Add("ModifyVarMsg",
+        {{"variable", VariableInJson(after)},
+         {"before", VariableInJson(before)},
+         {"changed", Array(differences, [](const auto& each) { return each.what; })}});
+  }
+  void Visit(const ResetUndoMsg&) override { Add("ResetUndoMsg", Json::object()); }
+  void Visit(const ImputationInfoMsg& message) override {
+    Add("ImputationInfoMsg", {{"rowsPerImputation", message.RowsPerImputation()}});
+  }
+  void Visit(const FileSpecChangeMsg& message) override {
+    Add("FileSpecChangeMsg", {{"fileSpec", message.GetFileSpec()}, {"flag", message.GetFlag()}});
+  }
+  void Visit(const FileLabelChangeMsg& message) override {
+    Add("FileLabelChangeMsg", {{"label", message.GetLabel()}});
+  }
+  void Visit(const WeightVarMsg& message) override {
+    Add("WeightVarMsg", Use(before_, message.GetVariableID()));
+  }
+  void Visit(const FilterVarMsg& message) override {
+    Add("FilterVarMsg", Use(before_, message.GetVariableID()));
+  }
+  void Visit(const TrendsInfoMsg& message) override {
+    Add("TrendsInfoMsg", TimeSeries(before_, message.GetTrendsInfo()));
+  }
+  void Visit(const SplitFileMsg& message) override {
+    Add("SplitFileMsg", Split(before_, message.GetVariableIDs(), message.GetSeparate()));
+  }
+  void Visit(const ExtensionsMsg& message) override {
+    const ORVX_ExtensionImpl& block = *message.GetExtension();
+    Add("ExtensionsMsg", Extension(block));
+    switch (block.GetType()) {
+      case DEMessages::kVariableSetsText:
+      case DEMessages::kMRSetsText:
+      case DEMessages::kMRSetsSecondText:
+        json["sets"] = Sets(before_, ReadExtension(block.GetBytes(), block.GetType()));
+        break;
+      case DEMessages::kAttributesText:
+        json["attributes"] = DatasourceAttributes::Read(block.GetBytes()).All();
+        break;
+      default:
+        break;
+    }
+  }
+  void Visit(const ResetClientDataMsg& message) override {
+    Add("ResetClientDataMsg", {{"rowCount", RowCountInJson(message.GetRowCount())}});
+  }
+  void Visit(const DataSetModifiedMsg& message) override {
+    Add("DataSetModifiedMsg", {{"modified", message.GetModified()}});
+  }
+
+ private:
+  void Add(const char* message, const Json& arguments) {
+    json["message"] = message;
+    json.update(arguments);
+  }
+
+  const ORVX_DataSource& before_;
+
+ public:
+  Json json;
+};
+
 }  // namespace
 
-Json IdentifiersInJson(const std::vector<NamedVariable>& variables) {
-  Json json = Json::array();
-  for (const NamedVariable& variable : variables) json.push_back(IdentifierInJson(variable.id));
-  return json;
+Json IdentifierInJson(LocallyUniqueID id) {
+  return id.IsNull() ? Json(nullptr) : Json(id.ToString());
 }
 
-Json UseInJson(const NamedVariable& variable) {
-  return {{"variable", IdentifierInJson(variable.id)}, {"name", Name(variable)}};
+Json IdentifiersInJson(const std::vector<LocallyUniqueID>& ids) {
+  return Array(ids, IdentifierInJson);
 }
 
-Json SplitInJson(const Split& split) {
-  return {{"variables", IdentifiersInJson(split.variables)},
-          {"separate", split.separate},
-          {"names", Names(split.variables)}};
-}
-
-Json TimeSeriesInJson(const TimeSeries& trends) {
-  return {{"timeVariables", IdentifiersInJson(trends.timeVariables)},
-          {"seasonalPeriod", trends.seasonalPeriod},
-          {"names", Names(trends.timeVariables)}};
-}
-
-Json SetsInJson(const std::vector<NamedSet>& sets) {
-  Json json = Json::array();
-  for (const auto& [set, members] : sets) {
-    json.push_back({{"name", set.name},
-                    {"label", set.label},
-                    {"kind", SetKindInWords(set.kind)},
-                    {"selectedValue", set.selectedValue},
-                    {"firstFlag", set.firstFlag},
-                    {"secondFlag", set.secondFlag},
-                    {"members", IdentifiersInJson(members)},
-                    {"names", Names(members)}});
-  }
-  return json;
-}
-
-Json ExtensionInJson(const Block& block) {
-  return {{"type", block->GetType()},
-          {"version", block->GetVersion()},
-          {"bytes", Hexadecimal(block->GetBytes())}};
+Json NumberInJson(double number) {
+  if (std::isfinite(number)) return number;
+  if (std::isnan(number)) return nullptr;
+  return number > 0 ? "Infinity" : "-Infinity";
 }
 
 Json RowCountInJson(long long rowCount) {
   return rowCount < 0 ? Json(nullptr) : Json(rowCount);
 }
 
-Json DictionaryInJson(const DictionaryFacts& facts) {
-  return {{"label", facts.label},
-          {"variableCount", facts.variableCount},
-          {"rowCount", RowCountInJson(facts.rowCount)},
-          {"fileSpec", facts.fileSpec},
-          {"rowsPerImputation", facts.rowsPerImputation},
-          {"weight", UseInJson(facts.weight)},
-          {"filter", UseInJson(facts.filter)},
-          {"split", SplitInJson(facts.split)},
-          {"trends", TimeSeriesInJson(facts.trends)},
-          {"responseSets", SetsInJson(facts.responseSets)},
-          {"variableSets", SetsInJson(facts.variableSets)},
-          {"extension", ExtensionInJson(facts.extension)},
-          {"attributes", facts.attributes.All()},
-          {"modified", facts.modified}};
+Json TextOrNull(const std::string& text) {
+  return text.empty() ? Json(nullptr) : Json(text);
+}
+
+Json VariablesInJson(const std::vector<ORVX_Variable>& variables) {
+  return Array(variables, VariableInJson);
+}
+
+Json DictionaryInJson(const ORVX_DataSource& dictionary) {
+  const char* const label = dictionary.GetLabel();
+  return {{"label", label != nullptr ? label : ""},
+          {"variableCount", dictionary.ColumnCount()},
+          {"rowCount", RowCountInJson(dictionary.RowCount())},
+          {"fileSpec", dictionary.GetFileSpec()},
+          {"rowsPerImputation", dictionary.RowsPerImputation()},
+          {"weight", Use(dictionary, dictionary.GetWeightVariableID())},
+          {"filter", Use(dictionary, dictionary.GetFilterVariableID())},
+          {"split", Split(dictionary, SplitOf(dictionary), dictionary.GetSplitqSeparate())},
+          {"trends", TimeSeries(dictionary, *dictionary.GetTrendsInfo())},
+          {"responseSets", Sets(dictionary, VariableSets(dictionary, kMRSets))},
+          {"variableSets", Sets(dictionary, VariableSets(dictionary, kVariableSets))},
+          {"extension", Extension(*ORVX_DataSource::Extension(dictionary, /*type=*/0).Impl())},
+          {"attributes", dictionary.GetAttributes().All()},
+          {"modified", dictionary.IsDirty()}};
+}
+
+Json ChangeInJson(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before) {
+  ChangeRecorder recorder(message, before);
+  message.Accept(recorder);
+  return std::move(recorder.json);
 }
 
 }  // namespace sdmsh

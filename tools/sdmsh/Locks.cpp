@@ -421,12 +421,15 @@ void CallerLocks::Notify(Caller& caller, const DatasetPtr& dataset) {
 }
 
 // What observers were notified of while the caller's thread ran a pass, and who was left out.
-void CallerLocks::SayNotified(const Caller& caller, OpenDataset& dataset, int passCountBefore) {
-  for (Told& told : dataset.TakeTold()) shell_.Say(std::move(told));
-  if (dataset.Interpreter().PassCount() != passCountBefore && dataset.IsObservedBy(caller.Name())) {
-    shell_.Say(NotTold{caller.Name(), dataset.Name()});
-  }
-  dataset.RefuseLoss();
+void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
+                              int passCountBefore) {
+  shell_.Out().SayNotices();
+  if (dataset.Interpreter().PassCount() == passCountBefore) return;
+  if (!dataset.IsObservedBy(caller.Name())) return;
+  shell_.Say([&] { return "  " + caller.Name() + ": not notified of its own changes"; },
+             [&]() -> Json {
+               return {{"event", "notTold"}, {"role", caller.Name()}, {"dataset", dataset.Name()}};
+             });
 }
 
 void CallerLocks::CloseDown(const std::function<void(const std::string&)>& complain) {

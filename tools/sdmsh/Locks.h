@@ -187,7 +187,7 @@ class CallerLocks {
   template <class Condition>
   bool ComesTrue(Condition condition) const;
   void Settle();
-  void SayNotified(const Caller& caller, OpenDataset& dataset, int passCountBefore);
+  void SayNotified(const Caller& caller, const OpenDataset& dataset, int passCountBefore);
   void SayDeadlocks();
   std::string DeadlockInWords(const std::vector<LockIncident::Step>& steps) const;
   Json DeadlockInJson(const std::vector<LockIncident::Step>& steps) const;

@@ -1,42 +1,81 @@
-// A dataset, its observers and its client.
-
 #include "OpenDataset.h"
 
+#include "DictionaryJson.h"
+
+#include <liborvxdemg/DataSetMsg.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <libplatdep/mbstricmp.h>
 #include <libvserial/VStream.h>
 #include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
+#include <exception>
 #include <new>
 #include <utility>
 
 namespace sdmsh {
 
-// Tells its role what the interpreter, which stands in front of it, has made of the messages.
+void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
+  if (!interrupted_) pass_.clear();
+  interrupted_ = true;  // unless it gets through
+  try {
+    if (failure_.empty()) Interpret(*writer);
+  } catch (const std::bad_alloc&) {
+    throw;  // the pass is repeated, and goes on where it ended
+  } catch (const std::exception& error) {
+    failure_ = error.what();
+  }
+  interrupted_ = false;
+  ++passCount_;
+}
+
+void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
+  const std::vector<DataSetMsg*>& messages = writer.GetNotifications();
+  while (pass_.size() < messages.size()) {
+    const DataSetMsg& message = *messages[pass_.size()];
+    const ORVX_DataSource& before = mirror_.Dictionary();
+    Change& change = pass_.emplace_back();
+    try {
+      if (output_.IsJson()) {
+        change.json = ChangeInJson(message, before);
+      } else {
+        change.words = OnOneLine(message.ToString(&before));
+      }
+      mirror_.Apply(message);
+    } catch (...) {
+      pass_.pop_back();
+      throw;
+    }
+  }
+}
+
+// Notifies its role of the messages that the interpreter, which comes before it, has formatted.
 class OpenDataset::RoleObserver final : public SvrDMDataSetObserver {
  public:
   RoleObserver(OpenDataset& dataset, std::string role)
       : dataset_(dataset), role_(std::move(role)) {}
 
   void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
-    // An exception would have the pass repeated, for those who have heard of it as well.
-    try {
-      for (const Change& change : dataset_.interpreter_.Pass()) {
-        dataset_.told_.push_back({role_, dataset_.Name(), change});
-      }
-    } catch (const std::bad_alloc&) {
-      dataset_.lost_ = true;
+    for (const ChangeInterpreter::Change& change : dataset_.interpreter_.Pass()) {
+      dataset_.output_.Notice([&] { return "  " + role_ + ": " + change.words; },
+                              [&] { return InJson(change); });
     }
   }
 
  private:
+  Json InJson(const ChangeInterpreter::Change& change) const {
+    Json json = {{"event", "told"}, {"role", role_}, {"dataset", dataset_.Name()}};
+    json.update(change.json);
+    return json;
+  }
+
   OpenDataset& dataset_;
   const std::string role_;
 };
 
-// The way to a client in another process, but for the process: what is sent is written into bytes
-// and read from them.
+// The channel to a client in another process, without the process: a message is written as bytes
+// and read back from them.
 class OpenDataset::ClientChannel final : public PackageProxy {
  public:
   ClientChannel(OpenDataset& dataset, std::string role)
@@ -62,15 +101,25 @@ class OpenDataset::ClientChannel final : public PackageProxy {
     report.Process(received);
     received.ExpectEnd();
     const ErrorText& text = report.GetText();
-    dataset_.reported_.push_back({role_, dataset_.Name(), report.GetDataSetID(), text.Severity(),
-                                  text.Severity() == ErrorText::kError, text.Text()});
+    const char* const kind = text.Severity() == ErrorText::kError ? "error" : "warning";
+    const std::string dataset = dataset_.Name();
+    ++dataset_.reportCount_;
+    dataset_.output_.Notice(
+        [&] { return "  " + role_ + ": " + kind + " on " + dataset + ": \"" + text.Text() + "\""; },
+        [&]() -> Json {
+          return {{"event", "reported"}, {"role", role_},
+                  {"dataset", dataset},  {"datasetId", IdentifierInJson(report.GetDataSetID())},
+                  {"kind", kind},        {"severity", text.Severity()},
+                  {"text", text.Text()}};
+        });
   }
 
   OpenDataset& dataset_;
   const std::string role_;
 };
 
-OpenDataset::OpenDataset(SvrDMItemPtr item) : item_(item), handle_(item) {
+OpenDataset::OpenDataset(SvrDMItemPtr item, Output& output)
+    : output_(output), item_(item), handle_(item), interpreter_(output) {
   handle_.Register(interpreter_);
 }
 
@@ -121,18 +170,6 @@ void OpenDataset::BindClient(const std::string& role) {
 
 std::string OpenDataset::Client() const {
   return client_ == nullptr ? "" : client_->Role();
-}
-
-std::vector<Reported> OpenDataset::TakeReported() {
-  return std::exchange(reported_, {});
-}
-
-std::vector<Told> OpenDataset::TakeTold() {
-  return std::exchange(told_, {});
-}
-
-void OpenDataset::RefuseLoss() {
-  if (std::exchange(lost_, false)) throw std::bad_alloc();
 }
 
 bool SameName(const std::string& a, const std::string& b) {

@@ -67,27 +67,31 @@ std::string Output::Heading(const std::string& text) const {
   return look_.colour ? kBold + text + kPlain : text;
 }
 
-void Output::Print(std::string_view text) {
-  out_ << text << std::flush;
+void Output::Print(std::string_view lines) {
+  out_ << lines << std::flush;
 }
 
-void Output::Fail(const std::string& file, int line, std::string_view text) {
-  if (look_.json) {
-    Json json = {{"event", "error"}, {"text", text}};
-    if (!file.empty()) json["file"] = file;
-    if (line > 0) json["line"] = line;
-    return Print(JsonText(json));
-  }
-  out_.flush();
-  if (look_.colourErrors) err_ << kRed;
-  if (file.empty()) {
-    err_ << "error: ";
-  } else {
-    err_ << file << ":";
-    if (line > 0) err_ << line << ":";
-    err_ << " ";
-  }
-  err_ << text << (look_.colourErrors ? kPlain : "") << std::endl;
+void Output::SayNotices() noexcept {
+  const std::vector<std::string> notices = std::exchange(notices_, {});
+  for (const std::string& notice : notices) Print(notice);
+}
+
+void Output::Fail(const std::string& file, int line, std::string_view text) noexcept {
+  const bool lost = lost_;
+  Try([&] {
+    if (look_.json) {
+      Json json = {{"event", "error"}, {"text", text}};
+      if (!file.empty()) json["file"] = file;
+      if (line > 0) json["line"] = line;
+      return Print(JsonText(json));
+    }
+    out_.flush();
+    err_ << (look_.colourErrors ? kRed : "") << (file.empty() ? "error" : file);
+    if (line > 0) err_ << ":" << line;
+    err_ << ": " << text << (look_.colourErrors ? kPlain : "") << std::endl;
+  });
+  lost_ = lost;  // a failure counts whether it could be said or not
+  SayNotices();
 }
 
 bool Output::ReachesItsReader() const {
@@ -126,6 +130,7 @@ std::string Table::TakeText(const Output& output) {
     from = to;
   } while (from < columns_.size());
   rows_.clear();
+  if (!text.empty()) text.pop_back();
   return text;
 }
 

@@ -1,6 +1,7 @@
 // Output: what the shell says, in words for people or as JSON for programs.
 //
-//   output.Print(output.Text("survey is closed", {{"event", "closed"}, {"dataset", "survey"}}));
+//   output.Say("survey is closed",
+//              []() -> Json { return {{"event", "closed"}, {"dataset", "survey"}}; });
 //
 // A command gives both forms at the place where it knows them; docs/usage.md lists the JSON events.
 
@@ -10,10 +11,12 @@
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <exception>
 #include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace sdmsh {
@@ -45,46 +48,69 @@ class Output {
   std::size_t MaxWidth() const { return look_.width; }
   void SetMaxWidth(std::size_t width) { look_.width = width; }
 
-  // An event as lines to print. `words` (a text without its last line feed) and `json` (an object,
-  // or null for nothing) are values, or functions that make them; only one of them is called.
+  // Prints an event, then the notices that came in meanwhile. `words` is a text without its last
+  // line feed, or a function that makes one. `json` is a function that makes an object, or null for
+  // nothing; it is called only where JSON is printed, as a Json needs memory even to be destroyed.
+  // Throws nothing: where memory does not suffice, the event is lost.
   template <class Words, class Members>
-  std::string Text(const Words& words, const Members& json) const {
-    return look_.json ? JsonText(Made(json)) : std::string(Made(words)) + "\n";
+  void Say(const Words& words, const Members& json) noexcept {
+    Try([&] { Print(Text(words, json)); });
+    SayNotices();
   }
-  std::string Text(const std::string& words, const Json& json) const {
-    return look_.json ? JsonText(json) : words + "\n";
+
+  // The same for the notice of an observer, to whom more may happen before it is printed.
+  template <class Words, class Members>
+  void Notice(const Words& words, const Members& json) noexcept {
+    Try([&] { notices_.push_back(Text(words, json)); });
   }
+  void SayNotices() noexcept;
+
+  // Something went wrong. `file` is the script, empty at the prompt; `line` is 0 where no line is
+  // at fault.
+  void Fail(const std::string& file, int line, std::string_view text) noexcept;
+
+  // Whether something was lost since the last call.
+  bool TakeLoss() { return std::exchange(lost_, false); }
+
+  // One line; nothing for null.
+  static std::string JsonText(const Json& json);
+
+  // Lines of an event that comes in several parts. Throws what goes wrong.
+  void Print(std::string_view lines);
 
   // A heading, bold where there is colour.
   std::string Heading(const std::string& text) const;
-
-  void Print(std::string_view text);
-
-  // Something went wrong. `file` is the script, empty at the prompt; `line` is 0 where no line is
-  // at fault. Needs no memory for words.
-  void Fail(const std::string& file, int line, std::string_view text);
-
-  // For the printers; will go.
-  std::ostream& Out() { return out_; }
-  std::ostream& Err() { return err_; }
 
   // False as soon as something could not be written: a disk is full, a pipe is closed.
   bool ReachesItsReader() const;
 
  private:
+  template <class Words, class Members>
+  std::string Text(const Words& words, const Members& json) const {
+    return look_.json ? JsonText(json()) : std::string(Made(words)) + "\n";
+  }
   template <class Part>
   static decltype(auto) Made(const Part& part) {
     if constexpr (std::is_invocable_v<const Part&>) {
       return part();
     } else {
-      return part;
+      return (part);
     }
   }
-  static std::string JsonText(const Json& json);
+  template <class Work>
+  void Try(const Work& work) noexcept {
+    try {
+      work();
+    } catch (const std::exception&) {
+      lost_ = true;
+    }
+  }
 
   std::ostream& out_;
   std::ostream& err_;
   Look look_;
+  std::vector<std::string> notices_;
+  bool lost_ = false;
 };
 
 // Rows of text in columns. Each column is as wide as its widest text so far.
@@ -101,7 +127,8 @@ class Table {
   void Add(std::vector<std::string> row);
   std::size_t RowCount() const { return rows_.size(); }
 
-  // The rows added since the last call, below the heads if there are any. Where the columns do not
+  // The rows added since the last call, below the heads if there are any, without the last line
+  // feed. Where the columns do not
   // fit into the width, they come in several blocks, each with the first column again.
   std::string TakeText(const Output& output);
 

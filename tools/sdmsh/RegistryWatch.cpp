@@ -1,37 +1,47 @@
-// A registry observer for each role that watches.
-
 #include "RegistryWatch.h"
+
+#include "DictionaryJson.h"
 
 #include <ServerDataManager/ServerDataManagerObserver.h>
 #include <ServerDataManager/serverdatamgr.h>
 
-#include <new>
 #include <utility>
 
 namespace sdmsh {
 
+// Throws nothing: an exception would leave a dataset registered whose identifier nobody has.
 class RegistryWatch::RoleObserver final : public ServerDataManagerObserver {
  public:
   RoleObserver(RegistryWatch& watch, std::string role) : watch_(watch), role_(std::move(role)) {}
 
   void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) override {
-    Note(id, DatasetCreated{fileName});
+    watch_.output_.Notice([&] { return InWords(id) + " created, file " + OrNone(fileName); },
+                          [&] {
+                            Json json = InJson("created", id);
+                            json["file"] = fileName;
+                            return json;
+                          });
   }
 
-  void DataSetDeleted(const LocallyUniqueID& id) override { Note(id, DatasetDeleted{}); }
+  void DataSetDeleted(const LocallyUniqueID& id) override {
+    watch_.output_.Notice([&] { return InWords(id) + " deleted"; },
+                          [&] { return InJson("deleted", id); });
+  }
 
  private:
-  void Note(LocallyUniqueID id, std::variant<DatasetCreated, DatasetDeleted> what) {
-    // An exception would leave a dataset registered of which nobody has the identifier.
-    try {
-      watch_.told_.push_back({role_, id, HandleOf(id), std::move(what)});
-    } catch (const std::bad_alloc&) {
-      watch_.lost_ = true;
-    }
+  std::string InWords(LocallyUniqueID id) const {
+    const std::string handle = HandleOf(id);
+    return "  " + role_ + ": dataset " + id.ToString() +
+           (handle.empty() ? "" : " (" + handle + ")");
   }
 
-  // Empty also where a pass announces a dataset that has been closed before: the registry, which
-  // does not find it then, must not throw into that pass.
+  Json InJson(const char* event, LocallyUniqueID id) const {
+    return {
+        {"event", event}, {"role", role_}, {"id", IdentifierInJson(id)}, {"handle", HandleOf(id)}};
+  }
+
+  // Empty for a dataset that was just opened, and where a pass announces a closed one: the
+  // registry, which does not find it then, would throw.
   std::string HandleOf(LocallyUniqueID id) const {
     for (const SvrDMDataset& dataset : watch_.registry_.GetAllDatasets()) {
       if (dataset.GetDataSetID() == id) return dataset.GetHandle();
@@ -43,7 +53,8 @@ class RegistryWatch::RoleObserver final : public ServerDataManagerObserver {
   const std::string role_;
 };
 
-RegistryWatch::RegistryWatch(ServerDataManager& registry) : registry_(registry) {}
+RegistryWatch::RegistryWatch(ServerDataManager& registry, Output& output)
+    : registry_(registry), output_(output) {}
 
 RegistryWatch::~RegistryWatch() {
   for (const auto& [role, observer] : observers_) registry_.Unregister(*observer);
@@ -64,11 +75,6 @@ void RegistryWatch::End(const std::string& role) {
   const auto place = observers_.find(role);
   registry_.Unregister(*place->second);
   observers_.erase(place);
-}
-
-std::vector<RegistryTold> RegistryWatch::TakeTold() {
-  if (std::exchange(lost_, false)) throw std::bad_alloc();
-  return std::exchange(told_, {});
 }
 
 }  // namespace sdmsh

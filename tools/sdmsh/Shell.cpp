@@ -3,7 +3,6 @@
 #include "Shell.h"
 
 #include "Arguments.h"
-#include "CaseWords.h"
 #include "CommandError.h"
 #include "Commands.h"
 
@@ -31,34 +30,12 @@ std::optional<LocallyUniqueID> ParseID(const std::string& text) {
   return LocallyUniqueID(domain, serial);
 }
 
-std::string SubjectOf(const Event& event) {
-  if (const auto* const table = std::get_if<CaseTable>(&event)) return CasesOf(table->dataset);
-  if (const auto* const table = std::get_if<VariableTable>(&event)) {
-    return "the variables of " + table->dataset;
-  }
-  if (const auto* const told = std::get_if<Told>(&event)) return "what " + told->role + " is told";
-  return "what there is to say";
-}
-
-// What the printer threw, in words. Call it inside a catch block.
-std::string WhyUnsaid(const Event& event) {
-  try {
-    throw;
-  } catch (const std::bad_alloc&) {
-    return NotEnoughMemoryFor(SubjectOf(event));
-  } catch (const std::exception& error) {
-    return SubjectOf(event) + " cannot be said: " + error.what();
-  }
-}
-
 }  // namespace
 
 Shell::Shell(ServerDataManager& registry, Output& output, Bound bound)
     : registry_(registry),
       output_(output),
-      printer_(output.IsJson() ? MakeJsonPrinter(output.Out())
-                               : MakeWordsPrinter(output.Out(), output.Err())),
-      watch_(registry),
+      watch_(registry, output),
       locks_(registry, *this, bound) {}
 
 Shell::~Shell() {
@@ -69,7 +46,6 @@ Shell::~Shell() {
 
 void Shell::Execute(const std::string& role, const std::vector<std::string>& words) {
   try {
-    RefuseUnsaid();  // the line of the script
     // What a command left behind when memory ran out.
     DropNew();
     locks_.FinishAcquiring();
@@ -79,6 +55,7 @@ void Shell::Execute(const std::string& role, const std::vector<std::string>& wor
   } catch (...) {
     throw CommandError(ExceptionInWords());
   }
+  if (output_.TakeLoss()) throw std::bad_alloc();
 }
 
 void Shell::Run(const std::string& role, const std::vector<std::string>& words) {
@@ -87,48 +64,12 @@ void Shell::Run(const std::string& role, const std::vector<std::string>& words) 
   Arguments arguments(command, {words.begin() + 1, words.end()});
   try {
     command.run(*this, caller, arguments);
-    SayWhatWatchersWereTold();
+    output_.SayNotices();
   } catch (...) {
-    unsaid_.clear();  // what went wrong is said instead
-    watch_.ForgetLoss();
+    output_.TakeLoss();  // what went wrong is said instead
     DropNew();
     throw;
   }
-  RefuseUnsaid();
-}
-
-void Shell::Fail(const std::string& file, int line, const std::string& text) {
-  Say(Failure{file, line, text});
-}
-
-void Shell::Say(const Event& event) {
-  try {
-    // A pass announces its dataset to the registry's observers before its own hear of changes.
-    if (std::holds_alternative<Told>(event)) SayWhatWatchersWereTold();
-    printer_->Print(event);
-    SayWhatWatchersWereTold();
-  } catch (const std::exception&) {
-    // A failure counts whether it could be said or not.
-    if (!std::holds_alternative<Failure>(event)) NoteUnsaid(event);
-  }
-}
-
-// Inside a catch block. Does not throw: what goes on must be carried through.
-void Shell::NoteUnsaid(const Event& event) noexcept {
-  if (!unsaid_.empty()) return;
-  try {
-    unsaid_ = WhyUnsaid(event);
-  } catch (const std::bad_alloc&) {
-    unsaid_ = "out of memory";  // short enough to need none
-  }
-}
-
-void Shell::RefuseUnsaid() {
-  if (!unsaid_.empty()) throw CommandError(std::exchange(unsaid_, ""));
-}
-
-void Shell::SayWhatWatchersWereTold() {
-  for (const RegistryTold& told : watch_.TakeTold()) printer_->Print(told);
 }
 
 DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const {
@@ -195,7 +136,7 @@ DatasetPtr Shell::Known(LocallyUniqueID id) const {
 }
 
 DatasetPtr Shell::Adopt(LocallyUniqueID id, const std::string& name) {
-  const DatasetPtr dataset = std::make_shared<OpenDataset>(registry_.GetDataSet(id));
+  const DatasetPtr dataset = std::make_shared<OpenDataset>(registry_.GetDataSet(id), output_);
   dataset->Handle().SetHandle(name);
   datasets_.push_back(dataset);
   new_.reset();
@@ -222,13 +163,11 @@ void Shell::Close(const OpenDataset& dataset) {
 bool Shell::CloseDown(const std::string& file) {
   bool good = true;
   locks_.CloseDown([&](const std::string& text) {
-    Say(Failure{file, 0, text});
+    output_.Fail(file, 0, text);
     good = false;
   });
-  if (!unsaid_.empty()) {
-    Say(Failure{file, 0, std::exchange(unsaid_, "")});
-    good = false;
-  }
+  output_.SayNotices();
+  if (output_.TakeLoss()) throw std::bad_alloc();
   return good && IsHeard();
 }
 

@@ -4,13 +4,11 @@
 #ifndef SDMSH_SHELL_H_
 #define SDMSH_SHELL_H_
 
-#include "Event.h"
-#include "HiddenVariables.h"
 #include "Locks.h"
 #include "OpenDataset.h"
 #include "Output.h"
-#include "Printer.h"
 #include "RegistryWatch.h"
+#include "Sources.h"
 
 #include <chrono>
 #include <memory>
@@ -41,19 +39,14 @@ class Shell {
   // shell goes on.
   void Execute(const std::string& role, const std::vector<std::string>& words);
 
-  // Says after it, or before it where it was first, what those who watch the registry were told.
-  // Where that fails, the rest of the command goes on, and Execute says so at its end.
-  void Say(const Event& event);  // the old form; will go
-  // `words` and `json`: see Output::Text.
+  // What happens, in words and as JSON: see Output::Say.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) {
-    SayText([&] { return output_.Text(words, json); });
+    output_.Say(words, json);
   }
-  void Say(const std::string& words, const Json& json) {
-    SayText([&] { return output_.Text(words, json); });
+  void Fail(const std::string& file, int line, const std::string& text) {
+    output_.Fail(file, line, text);
   }
-  // A failure counts whether it could be said or not.
-  void Fail(const std::string& file, int line, const std::string& text);
   // False as soon as something that was said got lost on its way. Nobody hears more of the shell.
   bool IsHeard() const { return output_.ReachesItsReader(); }
 
@@ -99,29 +92,15 @@ class Shell {
   DatasetPtr FindByName(const Caller& caller, const std::string& name) const;
   DatasetPtr Known(LocallyUniqueID id) const;
   void Run(const std::string& role, const std::vector<std::string>& words);
-  void SayWhatWatchersWereTold();
-  template <class Text>
-  void SayText(const Text& text) {
-    try {
-      output_.Print(text());
-      SayWhatWatchersWereTold();
-    } catch (const std::exception&) {
-      NoteUnsaid(NotTold());
-    }
-  }
-  void NoteUnsaid(const Event& event) noexcept;
-  void RefuseUnsaid();
   void DropNew();
 
   ServerDataManager& registry_;
   Output& output_;
-  const std::unique_ptr<Printer> printer_;
   RegistryWatch watch_;
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
   std::vector<DatasetPtr> datasets_;
   std::optional<LocallyUniqueID> new_;  // registered and not adopted yet
-  std::string unsaid_;  // why the first of what could not be said was not; empty for none
-  CallerLocks locks_;   // last: callers go before the datasets that they work on
+  CallerLocks locks_;                   // last: callers go before the datasets that they work on
   bool over_ = false;
 };
 

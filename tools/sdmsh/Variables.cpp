@@ -1,17 +1,20 @@
-// Copies of variables; from names to positions.
-
 #include "Variables.h"
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "Words.h"
+#include "Locks.h"
+#include "OpenDataset.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
+#include <liborvxdemg/DictionaryText.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
 
 namespace sdmsh {
 namespace {
+
+using DictionaryText::Quoted;
 
 // -1 where there is none of that name.
 int FindByName(const ORVX_DataSource& source, const std::string& name) {
@@ -29,6 +32,12 @@ std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source) {
     variables.push_back(source.GetVariable(position));
   }
   return variables;
+}
+
+std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
+  std::vector<LocallyUniqueID> ids;
+  for (unsigned int i = 0; i < source.GetNSplitVars(); ++i) ids.push_back(source.GetSplitVarID(i));
+  return ids;
 }
 
 int PositionOf(const ORVX_DataSource& source, const std::string& name) {
@@ -65,6 +74,33 @@ void RefuseTakenName(const ORVX_DataSource& source, const std::string& name) {
   if (FindByName(source, name) >= 0) {
     throw CommandError("there is a variable " + Quoted(name) + " already");
   }
+}
+
+void Write(Caller& caller, const OpenDataset& dataset,
+           const std::function<void(SvrDMWriteableDataSource&)>& change) {
+  const Hold* const hold = caller.FindWriter(dataset);
+  if (hold == nullptr) {
+    throw CommandError(caller.Name() + " does not hold the write lock on " + dataset.Name() +
+                       "; `write " + dataset.Name() + "` takes it");
+  }
+  if (caller.IsAcquiring()) {
+    throw CommandError(caller.Name() + " waits for " + caller.AskedInWords() +
+                       " and cannot write until it has it");
+  }
+  caller.Do([&] { change(hold->Writer()); });
+}
+
+ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset) {
+  if (*writer == nullptr) {
+    throw CommandError(dataset.Name() + " has no data source; `source` gives it one");
+  }
+  return **writer;
+}
+
+void EditSource(Caller& caller, const OpenDataset& dataset,
+                const std::function<void(ORVX_DataSource&)>& edit) {
+  Write(caller, dataset,
+        [&](SvrDMWriteableDataSource& writer) { edit(SourceOf(writer, dataset)); });
 }
 
 }  // namespace sdmsh

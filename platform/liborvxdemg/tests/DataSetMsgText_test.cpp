@@ -127,12 +127,21 @@ TEST(TextOfAMessage, CountsPositionsFromOne) {
 
 TEST(TextOfAMessage, NamesAModifiedVariable) {
   EXPECT_EQ(About<ModifyVarMsg>(kPopul).ToString(), "modified variable \"popul\"");
+  EXPECT_EQ(Named(About<ModifyVarMsg>(ORVX_Variable(LocallyUniqueID(1, 7), "x"))),
+            "modified variable \"x\"");
+}
+
+TEST(TextOfAMessage, SaysHowAVariableWasModified) {
+  ORVX_Variable after(kAgeID, "years");
+  after.SetLabel("Age in years");
+  EXPECT_EQ(Named(About<ModifyVarMsg>(after)),
+            "modified variable \"age\": name \"age\" -> \"years\"; label none -> \"Age in years\"");
 }
 
 TEST(TextOfAMessage, NamesTheVariablesInUse) {
   EXPECT_EQ(About<WeightVarMsg>(kAgeID).ToString(), "weight: 1:3");
   EXPECT_EQ(Named(About<WeightVarMsg>(kAgeID)), "weight: \"age\"");
-  EXPECT_EQ(Named(About<WeightVarMsg>(LocallyUniqueID(1, 7))), "weight: 1:7");
+  EXPECT_EQ(Named(About<WeightVarMsg>(LocallyUniqueID(1, 7))), "weight: 1:7 (no such variable)");
   EXPECT_EQ(About<WeightVarMsg>(LocallyUniqueID()).ToString(), "weight: none");
   EXPECT_EQ(Named(About<FilterVarMsg>(kAgeID)), "filter: \"age\"");
   EXPECT_EQ(About<FilterVarMsg>(LocallyUniqueID()).ToString(), "filter: none");

@@ -1,0 +1,88 @@
+// DictionaryText: variables and properties of a dictionary in plain English, as
+// DataSetMsg::ToString and the shell write them.
+//
+// Names and texts stand between quotation marks as they are. Whatever can be absent is "none" then.
+
+#ifndef LIBORVXDEMG_DICTIONARYTEXT_H_
+#define LIBORVXDEMG_DICTIONARYTEXT_H_
+
+#include <libdatasrc/ORVX_TrendsInfo.h>
+#include <libdatasrc/ORVX_Variable.h>
+#include <libdatasrc/VariableSets.h>
+#include <ServerDataManager/Export.h>
+#include <ServerDataManager/LocallyUniqueID.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class ORVX_DataSource;
+
+// Threads: any.
+namespace DictionaryText {
+
+SDM_EXPORT std::string Quoted(std::string_view text);
+SDM_EXPORT std::string QuotedOrNone(std::string_view text);
+
+// "1 case", "944 cases"
+SDM_EXPORT std::string Counted(long long number, const char* noun);
+
+// The shortest decimal text that is this number again; without an exponent from 0.0001 up to 10^15.
+// "NaN", as IEEE 754 calls it, for a missing number.
+SDM_EXPORT std::string Number(double number);
+// The number, or the string in quotes.
+SDM_EXPORT std::string Value(const DataValue& value);
+
+// "numeric", "string of 8 bytes"
+SDM_EXPORT std::string Type(int type);
+// "plain"
+SDM_EXPORT const char* FormatKind(VariableFormat::Kind kind);
+// "plain, width 8, decimals 2"
+SDM_EXPORT std::string Format(const VariableFormat& format);
+// "nominal"
+SDM_EXPORT const char* Level(MeasurementLevel level);
+
+// source = "form" "page 2", year = "1996"
+SDM_EXPORT std::string Attributes(const VariableAttributes& attributes);
+
+// One property in which two definitions of a variable differ.
+struct Difference {
+  const char* what;  // "label"
+  std::string from;
+  std::string to;
+};
+
+// All of them in the order in which ORVX_Variable has them, without the identifier.
+SDM_EXPORT std::vector<Difference> Differences(const ORVX_Variable& before,
+                                               const ORVX_Variable& after);
+
+// In what follows `dictionary` is borrowed, and knows the names; where it is null, identifiers
+// stand for names.
+
+// "popul" in quotes; the identifier where the dictionary has no such variable.
+SDM_EXPORT std::string Name(const ORVX_DataSource* dictionary, LocallyUniqueID id);
+SDM_EXPORT std::string Names(const ORVX_DataSource* dictionary,
+                             const std::vector<LocallyUniqueID>& ids);
+
+// "vote", "educ" (separately)
+SDM_EXPORT std::string Split(const ORVX_DataSource* dictionary,
+                             const std::vector<LocallyUniqueID>& ids, bool separate);
+
+// by "year", "month", period 12
+SDM_EXPORT std::string TimeSeries(const ORVX_DataSource* dictionary, const ORVX_TrendsInfo& trends);
+
+// "indicators"
+SDM_EXPORT const char* SetKind(std::int32_t kind);
+// "news" "TV news": indicators "a", "b", selected value "1"; "one": "c"
+SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
+                            const std::vector<VariableSet>& sets);
+// "news" (3 variables), "issues" (1 variable)
+SDM_EXPORT std::string SetSizes(const std::vector<VariableSet>& sets);
+
+// Short printable text in quotes, other bytes by their number.
+SDM_EXPORT std::string Bytes(std::string_view bytes);
+
+}  // namespace DictionaryText
+
+#endif  // LIBORVXDEMG_DICTIONARYTEXT_H_
