@@ -413,14 +413,28 @@ class StampedPass {
   bool typeChanged_ = false;
 };
 
-// Data sources that do not stamp their blocks, and identifiers that repeat, take the steps.
+// Whether data sources stamp their blocks.
+template <class Source>
+concept IsStamped = requires(Source& view, Source& source, LocallyUniqueID id) {
+  view.MatchVariables(source);
+  view.VariablesAreKnownToEqual(source);
+  view.BlockAt(0).stamp;
+  view.HasUniqueIDs();
+  view.ContainsVariable(id);
+  view.IsUsed(id);
+  view.DropUses(id);
+};
+
 template <class Source>
 void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
              bool& resetClientData) {
-  if constexpr (requires { view.MatchVariables(source); }) {
+  if constexpr (IsStamped<Source>) {
     if (view.HasUniqueIDs() && source.HasUniqueIDs()) {
-      StampedPass<Source>(view, source, item).Run(anyChange, resetClientData);
-      return;
+      try {
+        return StampedPass<Source>(view, source, item).Run(anyChange, resetClientData);
+      } catch (...) {
+        // It has changed nothing. The steps below get as far as they can and keep that.
+      }
     }
   }
   StepwisePass(view, source, item, anyChange, resetClientData).Run();

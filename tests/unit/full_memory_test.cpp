@@ -91,7 +91,7 @@ class FullMemoryInAComparison : public testing::Test {
  protected:
   // A pass with a change of every kind, in which `count` allocations succeed. Returns whether one
   // failed.
-  bool PassWithMemoryFor(long count) {
+  bool PassWithMemoryFor(long count, support::Shortage shortage = support::Shortage::Lasts) {
     const LocallyUniqueID id = AddDataset(registry, "A B C D E");
     item = registry.GetDataSet(id);
     item->Register(listener);
@@ -100,7 +100,7 @@ class FullMemoryInAComparison : public testing::Test {
     support::Replace(*writer->GetDataSource(), changed);
     listener.passes = 0;
 
-    const MemoryFor some(count);
+    const MemoryFor some(count, shortage);
     try {
       writer->Notify();
       return false;
@@ -150,6 +150,11 @@ TEST_F(FullMemoryInAComparison, TheNextPassBringsTheViewUpToDate) {
     writer.reset();
   }
   EXPECT_GT(count, 5);
+}
+
+TEST_F(FullMemoryInAComparison, ContinuesStepByStepAfterASingleFailedAllocation) {
+  EXPECT_FALSE(PassWithMemoryFor(0, support::Shortage::Passes));
+  EXPECT_EQ(listener.passes, 1);
 }
 
 }  // namespace

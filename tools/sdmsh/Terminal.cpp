@@ -81,6 +81,7 @@ std::optional<std::string> Terminal::ReadLine() {
   givenUp_ = false;
   int count = 0;
   el_resize(editor_.get());
+  el_set(editor_.get(), EL_PREP_TERM, 1);  // before the prompt: keys may be typed ahead
   const char* const text = el_gets(editor_.get(), &count);
   if (givenUp_) return "";
   if (text == nullptr || count <= 0) {
