@@ -1,9 +1,9 @@
-// Arguments: a line of commands as words, and the words after a command's name, taken one by one.
+// Arguments: splits a line into words, and takes the words after the command's name one by one.
 //
 //   @recode insert survey age2 label "Age, recoded"   # a comment
 //
-// Words are separated by blanks. Between double quotes, blanks belong to the word, and a quote is
-// written twice. A word that begins with # starts a comment.
+// Blanks separate words. Between double quotes, blanks belong to the word, and two quotes stand for
+// one. A word that begins with # starts a comment.
 //
 //   const std::string file = arguments.Take("FILE");
 //   arguments.Expect("as");
@@ -24,55 +24,57 @@
 namespace sdmsh {
 
 struct Line {
-  std::string role;                // the caller, without the @; empty where none is named
-  std::vector<std::string> words;  // the command and its arguments; empty where there is none
+  std::string role;                // the caller, without the @; empty if the line names none
+  std::vector<std::string> words;  // the command and its arguments; empty if there is no command
 };
 
-// Throws CommandError for an unclosed quote, and for a caller without a name or a command.
+// Throws CommandError for an unclosed quote, an invalid caller name, and a caller without a
+// command.
 Line ParseLine(std::string_view text);
 
-// The remark for an error about a name that is not known: "; did you mean \"age\"?", or nothing
-// where no known name is close.
+// A remark for an error about an unknown name: "; did you mean \"age\"?", or empty if no known name
+// is similar.
 std::string DidYouMean(const std::string& name, const std::vector<std::string>& known);
 
-// Each operation that does not find what it wants throws CommandError, saying what was expected,
-// what stands there, and how the command is used.
+// If the next word is not what an operation expects, it throws a CommandError that gives the
+// expected word, the actual word, and the command's usage.
 //
-// Threads: the shell's.
+// Threads: the shell's thread.
 class Arguments {
  public:
   // Borrows the command.
   Arguments(const Command& command, std::vector<std::string> words)
       : command_(command), words_(std::move(words)) {}
 
-  // The next word, whatever it is; `what` is the name that the command's row gives it.
+  // Takes the next word, whatever it is. `what` is its name in the command's row of the table.
   std::string Take(const char* what);
-  // Any word, and leaves it there.
+  // Returns the next word, whatever it is, without taking it.
   const std::string& Peek(const std::string& what) const;
-  // FILE, the name of a file: neither empty nor with a zero byte.
+  // Takes FILE, a file name that is not empty and contains no zero byte.
   std::string TakeFile();
-  // One word or more, up to the end.
+  // Takes all remaining words, at least one.
   std::vector<std::string> TakeRest(const char* what);
-  // The next word, from 1 to 2147483647.
+  // Takes a number from 1 to 2147483647.
   int TakeNumber(const char* what);
-  // The next word, as far as the type goes.
+  // Take any number in the range of the type.
   std::int32_t TakeInteger(const char* what);
   std::uint32_t TakeUnsigned(const char* what);
-  // The next word, in decimal; neither infinite nor NaN.
+  // Takes a decimal number, neither infinite nor NaN.
   double TakeReal(const char* what);
-  // The next word: "on" or "off".
+  // Takes "on" or "off".
   bool TakeOnOff();
 
-  // Takes the keyword if it stands next.
+  // Takes the keyword if it is the next word, and returns whether it was.
   bool Accept(const char* keyword);
   void Expect(const char* keyword);
-  // One of several keywords; returns which, from 0.
+  // Takes one of the keywords and returns its index, from 0.
   std::size_t TakeOneOf(const std::vector<const char*>& keywords);
 
   bool AtEnd() const { return next_ == words_.size(); }
   void End() const;
 
-  // Throws: `expected` did not stand where the next word is. `remark` follows what stands there.
+  // Throws an error that `expected` is not the next word. `remark` follows the actual word in the
+  // error text.
   [[noreturn]] void Wrong(const std::string& expected, const std::string& remark = "") const;
 
  private:

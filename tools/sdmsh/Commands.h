@@ -1,8 +1,7 @@
 // Commands: the table of the shell's commands.
 //
-// To add a command, write its function in the file of its subject, name it below, and add a row to
-// the table in Commands.cpp. Everything else (finding it, help, completion, what is said of wrong
-// use) comes from the table.
+// To add a command, write its function in the file of its subject, declare it below, and add a row
+// to the table in Commands.cpp. Lookup, help, completion and usage errors all use the table.
 
 #ifndef SDMSH_COMMANDS_H_
 #define SDMSH_COMMANDS_H_
@@ -17,14 +16,13 @@ class Arguments;
 class Caller;
 class Shell;
 
-// Carries a command out for the caller. Takes all its arguments, then does what it has to. Throws
-// CommandError where it cannot.
+// Runs a command for the caller. Takes all its arguments before it changes anything. Throws
+// CommandError if it fails.
 using CommandFunction = void(Shell& shell, Caller& caller, Arguments& arguments);
 
 struct Command {
   const char* name;
-  // CAPITALS stand for what the user fills in, [] for what may be left out, | for a choice, ... for
-  // one or more.
+  // CAPITALS mark what the user fills in, [] an optional part, | a choice, ... one or more.
   const char* arguments;
   const char* help;  // one line, no full stop
   CommandFunction* run;
@@ -38,17 +36,18 @@ struct CommandSubject {
 
 const std::vector<CommandSubject>& CommandTable();
 
-// Throws CommandError where there is none of that name.
+// Throws CommandError if no command has this name.
 const Command& CommandNamed(const std::string& name);
 std::vector<std::string> CommandNames();
 // "move DATASET VARIABLE to POSITION|before VARIABLE"
 std::string UsageOf(const Command& command);
 
-// The text in lines of at most `width` columns, 0 for no limit, each but the first behind `indent`
-// blanks, which count. A word that is longer has a line of its own.
+// Breaks the text into lines of at most `width` columns; 0 means no limit. Lines after the first
+// start with `indent` blanks, which count towards the width. A word that does not fit into a line
+// gets a line of its own.
 std::string Wrapped(const std::string& text, std::size_t width, std::size_t indent);
 
-// By file.
+// The functions of the table. The comments name the files that define them.
 CommandFunction AddEmpty, CloneDataset, CloseDataset, ListDatasets, OpenFile, ShowDataset,
     ShowMirror, ShowVariables;                                                       // Dataset
 CommandFunction ShowCases;                                                           // Case

@@ -1,5 +1,4 @@
-// Shell: what the commands work on: the open datasets, the callers with their locks, and the
-// printer.
+// Shell: runs commands on the open datasets, and owns the callers and their locks.
 
 #ifndef SDMSH_SHELL_H_
 #define SDMSH_SHELL_H_
@@ -20,26 +19,26 @@ class ServerDataManager;
 
 namespace sdmsh {
 
-// Threads: one, the shell's. Callers' threads run only while it waits for them, or stand in line
-// for a lock.
+// Threads: one, the shell's thread. A caller's thread runs only while the shell waits for it, or
+// while it waits for a lock.
 class Shell {
  public:
-  // Who gives a command that names no role.
+  // The caller of a command that names no caller.
   static constexpr const char* kMainRole = "main";
 
-  // Borrows both. `bound`: see CallerLocks.
+  // Borrows the registry and the output. For `bound` see CallerLocks.
   Shell(ServerDataManager& registry, Output& output, Bound bound = std::chrono::seconds(10));
   Shell(const Shell&) = delete;
   Shell& operator=(const Shell&) = delete;
-  // Takes the datasets and the filter hook off the registry. Not while IsStuck().
+  // Deletes the datasets from the registry and unregisters the filter hook. Must not run while
+  // IsStuck().
   ~Shell();
 
-  // Carries out a command for the caller of that name. Throws CommandError where it fails, and
-  // where something that was to be said could not be; std::bad_alloc where memory runs out. The
-  // shell goes on.
+  // Runs a command for the caller named `role`. Throws CommandError if the command fails, and
+  // std::bad_alloc if memory runs out or some output was lost. The shell stays usable either way.
   void Execute(const std::string& role, const std::vector<std::string>& words);
 
-  // What happens, in words and as JSON: see Output::Say.
+  // Prints an event, in words or as JSON: see Output::Say.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) {
     output_.Say(words, json);
@@ -47,7 +46,7 @@ class Shell {
   void Fail(const std::string& file, int line, const std::string& text) {
     output_.Fail(file, line, text);
   }
-  // False as soon as something that was said got lost on its way. Nobody hears more of the shell.
+  // False after a write to the output failed, which further output does not repair.
   bool IsHeard() const { return output_.ReachesItsReader(); }
 
   Output& Out() { return output_; }
@@ -55,36 +54,38 @@ class Shell {
   CallerLocks& Locks() { return locks_; }
   RegistryWatch& Watch() { return watch_; }
 
-  // The dataset of the registry with this handle name, without regard to case, or with this
-  // identifier in the form domain:serial. Where there is none, one that was closed and that
-  // `caller` still holds, the last one that it took. Throws CommandError where there is none of
-  // these.
+  // The dataset in the registry with this handle name (ignoring case) or this identifier, written
+  // domain:serial. If the registry has no such dataset, finds a closed one on which `caller` still
+  // holds a lock; if several match, the one that `caller` locked last. Throws CommandError if there
+  // is no such dataset.
   DatasetPtr Find(const Caller& caller, const std::string& nameOrID) const;
-  // Whether it was closed: it lives on for those who hold it.
+  // Whether the dataset was closed. A closed dataset exists until its last lock is released.
   bool IsClosed(const OpenDataset& dataset) const;
-  // Refuses, with CommandError, a name that no dataset can take: an empty one, one that reads like
-  // an identifier, and one that a dataset has already, `renamed` (may be null) left out.
+  // Throws CommandError if a dataset cannot have this name: if it is empty, reads like an
+  // identifier, or belongs to a dataset other than `renamed`, which may be null.
   void RefuseName(const std::string& name, const OpenDataset* renamed) const;
   // In the order of the registry.
   std::vector<DatasetPtr> Datasets() const;
 
-  // A dataset was just registered. Unless Adopt takes it up, it goes when the command fails.
+  // Call this after registering a dataset. If the command then fails before Adopt, the shell
+  // deletes the dataset.
   void NoteNew(LocallyUniqueID id) noexcept { new_ = id; }
-  // Takes up a dataset that was just registered, and gives it its handle name.
+  // Adds a dataset that was just registered to the open datasets, and sets its handle name.
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
-  // Hides variables of these names in what is opened from now on, and no others.
+  // Hides the variables with these names, and no others, in datasets that are opened later.
   void Hide(const std::vector<std::string>& names);
-  // Deletes the dataset, which is not closed yet, from the registry.
+  // Deletes the dataset from the registry. The dataset must not be closed already.
   void Close(const OpenDataset& dataset);
 
   // After `quit`.
   bool IsOver() const { return over_; }
   void Quit() { over_ = true; }
 
-  // Lets every caller go, in an order in which nobody is left waiting. Says, as Failures of `file`,
-  // who waited and what went wrong; false where there was something to say, or nobody hears it.
+  // Releases the locks of all callers, so that every waiting caller gets its lock and releases it.
+  // Reports callers that were waiting, and failures, as failures of the script `file`. Returns
+  // false if anything was reported or the output failed.
   bool CloseDown(const std::string& file);
-  // Whether a caller waits for somebody outside the shell all the same.
+  // Whether a caller still waits for a lock that is held outside the shell.
   bool IsStuck() const { return locks_.IsStuck(); }
 
  private:
@@ -97,10 +98,10 @@ class Shell {
   ServerDataManager& registry_;
   Output& output_;
   RegistryWatch watch_;
-  std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null for none
+  std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null if there is none
   std::vector<DatasetPtr> datasets_;
   std::optional<LocallyUniqueID> new_;  // registered and not adopted yet
-  CallerLocks locks_;                   // last: callers go before the datasets that they work on
+  CallerLocks locks_;                   // destroyed before the datasets that callers work on
   bool over_ = false;
 };
 

@@ -1,7 +1,7 @@
-// Variables by name, and changes under the caller's write lock: what commands on dictionaries have
-// in common.
+// Variables: the shared functions of commands on dictionaries. Find variables by name, and change
+// a dictionary under the caller's write lock.
 //
-// Each operation refuses, with CommandError, what it cannot do.
+// "Refuses" means: throws CommandError and changes nothing.
 
 #ifndef SDMSH_VARIABLES_H_
 #define SDMSH_VARIABLES_H_
@@ -21,32 +21,34 @@ namespace sdmsh {
 class Caller;
 class OpenDataset;
 
-// Copies of all of them, in their order.
+// Copies of all variables, in the order of the source.
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
 
-// The variables that split the file; empty for no split.
+// The split variables; empty if there is no split.
 std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source);
 
-// Positions from 0. Each operation refuses a name that no variable has; names are case-sensitive.
+// Positions count from 0. These functions refuse a name that no variable has. Names are
+// case-sensitive.
 int PositionOf(const ORVX_DataSource& source, const std::string& name);
-// Refuses a string, too. `does` says for the error what the number is for: "weights cases".
+// Also refuses a string variable. `does` is the part of the error text that gives the purpose of
+// the number: "weights cases".
 int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
                      const std::string& does);
-// Refuses a name that stands twice, too.
+// Also refuses a name that occurs twice.
 std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names);
 
-// Refuses an empty name, and one that a variable has.
+// Refuses an empty name, and the name of a variable.
 void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
 
 // Runs `change` on the caller's thread with the caller's writer. Refuses a caller that does not
-// hold the write lock.
+// hold the write lock, or that waits for another lock.
 void Write(Caller& caller, const OpenDataset& dataset,
            const std::function<void(SvrDMWriteableDataSource&)>& change);
 
-// The writer's data source. Refuses a dataset that has none.
+// The writer's data source. Refuses a dataset that has no data source.
 ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset);
 
-// Write with the data source.
+// Like Write, but passes `edit` the data source. Refuses a dataset that has no data source.
 void EditSource(Caller& caller, const OpenDataset& dataset,
                 const std::function<void(ORVX_DataSource&)>& edit);
 
