@@ -1,4 +1,4 @@
-// Holding: a role and how it holds a lock, or waits for it; and how the shell speaks of locks.
+// Holding: a caller that holds a lock or waits for it, and the texts about locks.
 
 #ifndef SDMSH_HOLDING_H_
 #define SDMSH_HOLDING_H_
@@ -13,7 +13,7 @@ namespace sdmsh {
 enum class LockMode { Read, Write };
 
 struct Holding {
-  std::string role;  // empty for a role that can no longer release
+  std::string role;  // the caller; empty if the handle is gone, so that nobody can release the lock
   LockMode mode;
 
   bool operator==(const Holding&) const = default;
@@ -31,7 +31,7 @@ std::string WaitersInWords(const std::vector<Holding>& waiters);
 // ", held by tables (reading), behind recode (to write)"; empty for two empty lists.
 std::string InTheWay(const std::vector<Holding>& holders, const std::vector<Holding>& waiters);
 
-// "held by tables (reading); waiting: recode (to write)"; "free" where nobody holds the lock.
+// "held by tables (reading); waiting: recode (to write)"; "free" if nobody holds the lock.
 std::string HeldInWords(const std::vector<Holding>& holders, const std::vector<Holding>& waiters);
 
 // "read" or "write"
@@ -39,7 +39,7 @@ const char* ModeWord(LockMode mode);
 
 // {"role", "mode"}
 Json HoldingInJson(const Holding& holding);
-// An array of them.
+// An array with an object for each.
 Json HoldingsInJson(const std::vector<Holding>& holdings);
 
 }  // namespace sdmsh

@@ -1,10 +1,10 @@
-// Locks: the callers at the shell, each with a thread of its own, and the locks that they hold and
-// wait for. Commands run one after another, so that what is printed depends on the commands alone
-// and not on which thread is faster.
+// Locks: the callers of the shell, each with its own thread, and the locks that they hold and wait
+// for. Commands run one after another, so that the output depends only on the commands and not on
+// the speed of the threads.
 //
-// A caller waits for a lock on its own thread. The library's lock monitor reports who waits, and
-// who holds a lock outside the shell. After a command, the shell goes on once each waiting caller
-// is blocked by a holder.
+// A caller waits for a lock on its own thread. The library's lock monitor reports which threads
+// wait, and which threads outside the shell hold a lock. After a command, the shell continues as
+// soon as a holder blocks each waiting caller.
 
 #ifndef SDMSH_LOCKS_H_
 #define SDMSH_LOCKS_H_
@@ -35,7 +35,7 @@ namespace sdmsh {
 class Caller;
 class Shell;
 
-// How long the shell waits for what must happen at once, before it says that something is wrong.
+// How long the shell waits for an event that should happen immediately, before it fails.
 using Bound = std::chrono::milliseconds;
 
 // A lock on a dataset that a caller holds or waits for.
@@ -51,44 +51,46 @@ struct Hold {
   }
 };
 
-// The locks of all callers, in the order in which they were acquired, and asked for.
+// The locks of all callers: `held` in the order in which they were acquired, and `asked` (not
+// acquired yet) in the order in which callers asked for them.
 struct LockLists {
   std::list<Hold> held;
   std::list<Hold> asked;
 };
 
-// Somebody who gives commands, with a thread for them.
+// A caller with its thread.
 //
-// Threads: the shell's.
+// Threads: the shell's thread.
 class Caller {
  public:
   // Borrows the lists.
   Caller(std::string name, const LockLists& locks);
   Caller(const Caller&) = delete;
   Caller& operator=(const Caller&) = delete;
-  // Waits for the job under way.
+  // Waits until the running job ends.
   ~Caller();
 
   const std::string& Name() const { return name_; }
 
-  // Runs `work` on the caller's thread and waits for it; while that thread waits for a lock, runs
-  // it on this one. Throws what `work` throws.
+  // Runs `work` on the caller's thread and waits until it ends. If the caller's thread is waiting
+  // for a lock, runs `work` on the shell's thread. Throws what `work` throws.
   void Do(std::function<void()> work);
 
-  // Gives the caller's thread, which has no job, one and does not wait for it.
+  // Starts a job on the caller's thread and does not wait for it. The thread must have no job.
   void Start(std::function<void()> job);
-  // Waits for the job. Throws what the job threw.
+  // Waits until the job ends. Throws what the job threw.
   void Finish();
-  // Whether the job, if there is one, has ended.
+  // Whether the job has ended; true if there is none.
   bool HasFinished();
 
-  // Whether the thread's job is to acquire a lock, and Finish was not called since.
+  // Whether a job to acquire a lock was started, and Finish was not called since.
   bool IsAcquiring() const { return busy_; }
-  // The lock that it acquires; as text, "the write lock on survey".
+  // The lock that the caller is acquiring; as text, "the write lock on survey". Requires
+  // IsAcquiring().
   const Hold& Asked() const;
   std::string AskedInWords() const;
 
-  // The last lock acquired for which that is true; null for none.
+  // The last lock acquired by this caller for which `matches` returns true; null if there is none.
   template <class Matches>
   const Hold* FindLast(Matches matches) const {
     const auto last = std::find_if(locks_.held.rbegin(), locks_.held.rend(), [&](const Hold& hold) {
@@ -108,69 +110,71 @@ class Caller {
   bool busy_ = false;  // Start was called, Finish was not
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::function<void()> job_;   // under the mutex, but for running it; null once it has ended
-  std::exception_ptr failure_;  // under the mutex: what the job threw
-  bool ending_ = false;         // under the mutex
-  std::thread thread_;          // last: it uses the rest
+  std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
+  std::exception_ptr failure_;  // guarded by mutex_; what the job threw, null if it did not throw
+  bool ending_ = false;         // guarded by mutex_
+  std::thread thread_;          // must be the last member: the thread uses the others
 };
 
-// Each operation throws CommandError for what it refuses, before anything happens. It also throws
-// where a caller that nothing blocks still waits after `bound`: then a lock must be held that was
-// acquired before the shell started.
+// Each operation throws CommandError before it changes anything if it is refused. It also throws
+// CommandError if a caller still waits after `bound` although no known holder blocks it: then its
+// lock was acquired outside the shell before the lock monitor started.
 //
-// Threads: the shell's. One object at a time: it switches the lock monitor on, and off at its end.
+// Threads: the shell's thread. One object at a time: the constructor starts the lock monitor, and
+// the destructor stops it.
 class CallerLocks {
  public:
-  // Borrows both; says what happens.
+  // Borrows the registry and the shell, to which it prints events.
   CallerLocks(const ServerDataManager& registry, Shell& shell, Bound bound);
   CallerLocks(const CallerLocks&) = delete;
   CallerLocks& operator=(const CallerLocks&) = delete;
   ~CallerLocks();
 
-  // The caller of that name, made at the first call.
+  // The caller with this name, created by the first call.
   Caller& CallerNamed(const std::string& name);
 
-  // Where the lock is not free, says that the caller waits, and returns. Where that makes a
-  // deadlock, says so. Refused where the lock will never be released.
+  // If the lock is not free, prints that the caller waits, and returns. Prints a deadlock that
+  // results. Refused if the caller already waits, and if the lock will never be released.
   void Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mode);
 
-  // Does not wait: where the lock is not free, says so, and no lock on the dataset is ever released
-  // again. Refused where somebody waits for the lock and would then wait forever.
+  // Does not wait. If the lock is not free, prints that; after that, no lock on the dataset is ever
+  // released. Refused if the caller already waits, and if the attempt would fail while callers wait
+  // for the lock, which would then wait forever.
   void TryWrite(Caller& caller, const DatasetPtr& dataset);
 
-  // Releases the last lock that the caller acquired on the dataset, also while it waits for
-  // another; says what observers are notified of, and who gets the lock. Refused where the caller
-  // holds none. Where the notification pass throws, the lock stays held.
+  // Releases the last lock that the caller acquired on the dataset, even while the caller waits for
+  // another lock. Prints the messages to observers, and which callers get the lock. Refused if the
+  // caller holds no lock on the dataset. If the notification pass throws, the lock stays held.
   void Release(Caller& caller, const DatasetPtr& dataset);
-  // The same for everything that the caller holds, from the last to the first.
+  // Releases all locks of the caller in the same way, the last acquired first.
   void ReleaseAll(Caller& caller);
 
-  // Notifies observers of what changed so far, without releasing. Refused where the caller does not
-  // write.
+  // Notifies observers of the changes so far and keeps the lock. Refused if the caller does not
+  // hold the write lock, and if it waits for a lock.
   void Notify(Caller& caller, const DatasetPtr& dataset);
 
-  // Runs `work` on the caller's thread under a lock that the caller holds, or under a read lock
-  // acquired for the moment. Refused where that would have to wait.
+  // Runs `work` on the caller's thread under the last lock that the caller acquired on the dataset,
+  // or else under a temporary read lock. Refused if that lock is not free.
   void Read(Caller& caller, const DatasetPtr& dataset,
             const std::function<void(SvrDMInputDataSource&)>& work);
-  // The same; false, and nothing is run, where that would have to wait.
+  // Like Read, but returns false without running `work` if the read lock is not free.
   bool TryRead(Caller& caller, const DatasetPtr& dataset,
                const std::function<void(SvrDMInputDataSource&)>& work);
 
-  // In the order in which they acquired the lock, and in which they asked for it. Holders outside
-  // the shell come first.
+  // Holders in the order in which they acquired the lock, those outside the shell first; waiters in
+  // the order in which they asked for it.
   std::vector<Holding> Holders(const OpenDataset& dataset) const;
   std::vector<Holding> Waiters(const OpenDataset& dataset) const;
 
-  // Releases everything, so that those who wait get their locks and release them as well. Before
-  // that, `complain` is called about each who waits; and about whatever goes wrong.
+  // Releases all locks, and then the locks that waiting callers get in turn. Calls `complain` first
+  // for each waiting caller, and later for each failure.
   void CloseDown(const std::function<void(const std::string&)>& complain);
-  // Adds the locks that callers have got by now to what they hold, and says so. For the start of a
-  // command: the one before may have failed on the way.
+  // Moves the locks that waiting callers have acquired to the held locks, and prints that. To be
+  // called before each command, because the previous command may have failed before it did so.
   void FinishAcquiring();
 
-  // Whether some caller's thread waits for a lock that nobody here can release. This object cannot
-  // be destroyed then.
+  // After CloseDown: whether a caller's thread still waits for a lock, which no caller can release.
+  // This object must not be destroyed then.
   bool IsStuck() const { return !locks_.asked.empty(); }
 
  private:
@@ -200,7 +204,7 @@ class CallerLocks {
   Shell& shell_;
   const Bound bound_;
   std::mutex incidentsMutex_;
-  std::vector<LockIncident> incidents_;  // under incidentsMutex_
+  std::vector<LockIncident> incidents_;  // guarded by incidentsMutex_
   LockLists locks_;
   std::map<std::string, Caller> callers_;
 };

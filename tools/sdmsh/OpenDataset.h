@@ -1,5 +1,5 @@
-// OpenDataset: a dataset that the shell opened, with its observers, its client, and the mirror that
-// the shell keeps of it.
+// OpenDataset: a dataset that the shell opened, with its observers, its client, and a mirror of its
+// dictionary.
 
 #ifndef SDMSH_OPENDATASET_H_
 #define SDMSH_OPENDATASET_H_
@@ -18,17 +18,17 @@
 
 namespace sdmsh {
 
-// Formats the change messages of a dataset. Messages know most variables by identifier or position
-// alone, so the interpreter keeps a mirror of the dictionary from the messages themselves, and
-// names variables as the mirror has them before each message.
+// Formats the change messages of a dataset. Messages identify most variables by identifier or
+// position only, so the interpreter maintains a mirror of the dictionary from the messages, and
+// takes the names of variables from the mirror as it is before each message.
 //
-// The first observer of its dataset, so that the others find the pass formatted; never an
-// originator, so that it misses none. Registered before the first pass.
+// It must be the first observer of its dataset, so that the others find the messages formatted, and
+// be registered before the first pass. It must never be an originator, or it would miss a pass.
 //
 // Threads: as for the observers of the dataset.
 class ChangeInterpreter final : public SvrDMDataSetObserver {
  public:
-  // One message, in the form that the output wants.
+  // One message, formatted as `words` or as `json`, whichever the output prints.
   struct Change {
     std::string words;
     Json json;
@@ -36,20 +36,20 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
 
   explicit ChangeInterpreter(const Output& output) : output_(output) {}
 
-  // Throws std::bad_alloc, into a pass that the dataset repeats: release a writer only after its
-  // Notify() has succeeded.
+  // Throws std::bad_alloc if memory runs out; the dataset then repeats the pass. Release a writer
+  // only after its Notify() has succeeded.
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
 
-  // The changes of the pass under way, or of the last one.
+  // The changes of the current pass, or of the last pass if none is running.
   const std::vector<Change>& Pass() const { return pass_; }
-  // How many passes there were with something in them.
+  // Counts the passes in which observers were notified of a change.
   int PassCount() const { return passCount_; }
 
-  // The dictionary according to the messages so far. Borrowed until the next pass.
+  // The dictionary according to the messages so far. The reference is valid until the next pass.
   const ORVX_DataSource& Mirror() const { return mirror_.Dictionary(); }
 
-  // What is wrong with the messages; empty while they fit the mirror. A pass in which something was
-  // wrong ends at the message before it, and so does the mirror, for good.
+  // Why a message did not fit the mirror; empty if all messages fit. After such a message, Pass()
+  // and the mirror keep the state before it, and later messages are ignored.
   const std::string& Failure() const { return failure_; }
 
  private:
@@ -58,18 +58,19 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
   const Output& output_;
   DictionaryMirror mirror_;
   std::vector<Change> pass_;
-  bool interrupted_ = false;  // whether it is the beginning of a pass that will be repeated
+  bool interrupted_ = false;  // whether pass_ is incomplete because the pass ran out of memory
   int passCount_ = 0;
   std::string failure_;
 };
 
-// Shares the dataset's item, so that a closed dataset lives on for the holders of its lock.
+// Shares ownership of the dataset's item, so that a closed dataset exists as long as callers hold
+// its lock.
 //
-// Threads: one at a time; while a role's thread works on the dataset, the shell waits for it.
+// Threads: one at a time; the shell waits while a caller's thread works on the dataset.
 class OpenDataset {
  public:
-  // For a dataset that has not been through a notification pass. Borrows the output, to which it
-  // gives notices of what observers and clients receive.
+  // The dataset must not have been through a notification pass. Borrows the output, and adds to it
+  // the notices about what observers and clients receive.
   OpenDataset(SvrDMItemPtr item, Output& output);
   OpenDataset(const OpenDataset&) = delete;
   OpenDataset& operator=(const OpenDataset&) = delete;
@@ -77,25 +78,25 @@ class OpenDataset {
   ~OpenDataset();
 
   LocallyUniqueID ID() const { return handle_.GetDataSetID(); }
-  // The handle name, or the identifier where it has none.
+  // The handle name, or the identifier if the handle name is empty.
   std::string Name() const;
   SvrDMDataset& Handle() { return handle_; }
   SvrDMItemPtr& Item() { return item_; }
   const SvrDMItemPtr& Item() const { return item_; }
 
-  // The observer of a role, made at the first call; registered or not.
+  // The observer of a caller, which may not be registered. Created by the first call.
   SvrDMDataSetObserver& ObserverOf(const std::string& role);
   void Observe(const std::string& role);
   void Unobserve(const std::string& role);
-  // The roles whose observers are registered, each as often as it is.
+  // The callers whose observers are registered, one entry for each registration.
   const std::vector<std::string>& Observers() const { return observers_; }
   bool IsObservedBy(const std::string& role) const;
 
-  // Makes the role the client that gets reports of errors, in place of the one before; an empty
-  // role: nobody.
-  // Threads: that of the role that holds the write lock.
+  // Makes the caller the client that receives error reports, in place of the previous client. With
+  // an empty role, there is no client any more.
+  // Threads: the thread of the caller that holds the write lock.
   void BindClient(const std::string& role);
-  // The role; empty for none.
+  // The caller that is the client; empty if there is none.
   std::string Client() const;
   // How many reports clients have received.
   int ReportCount() const { return reportCount_; }
@@ -112,13 +113,13 @@ class OpenDataset {
   ChangeInterpreter interpreter_;
   std::map<std::string, std::unique_ptr<RoleObserver>> roles_;
   std::vector<std::string> observers_;
-  std::unique_ptr<ClientChannel> client_;  // null for none
+  std::unique_ptr<ClientChannel> client_;  // null if there is no client
   int reportCount_ = 0;
 };
 
 using DatasetPtr = std::shared_ptr<OpenDataset>;
 
-// Whether the registry takes the two for one name: it ignores case.
+// Whether the names are equal to the registry, which ignores case.
 bool SameName(const std::string& a, const std::string& b);
 
 }  // namespace sdmsh

@@ -59,7 +59,8 @@ class Shell {
   // holds a lock; if several match, the one that `caller` locked last. Throws CommandError if there
   // is no such dataset.
   DatasetPtr Find(const Caller& caller, const std::string& nameOrID) const;
-  // Whether the dataset was closed. A closed dataset exists until its last lock is released.
+  // Whether the dataset was closed. A closed dataset exists while callers hold its lock or wait for
+  // it.
   bool IsClosed(const OpenDataset& dataset) const;
   // Throws CommandError if a dataset cannot have this name: if it is empty, reads like an
   // identifier, or belongs to a dataset other than `renamed`, which may be null.
@@ -85,7 +86,7 @@ class Shell {
   // Reports callers that were waiting, and failures, as failures of the script `file`. Returns
   // false if anything was reported or the output failed.
   bool CloseDown(const std::string& file);
-  // Whether a caller still waits for a lock that is held outside the shell.
+  // After CloseDown: whether a caller still waits for a lock, which no caller can release.
   bool IsStuck() const { return locks_.IsStuck(); }
 
  private:

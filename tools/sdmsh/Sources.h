@@ -1,4 +1,4 @@
-// Data sources of the shell's own, and a way through the cases of any.
+// Sources: the data sources that the shell defines, and an iterator over the cases of any source.
 
 #ifndef SDMSH_SOURCES_H_
 #define SDMSH_SOURCES_H_
@@ -20,43 +20,42 @@ class SvrDMWriteableDataSource;
 
 namespace sdmsh {
 
-// The cases of a source, one after the other, as values of its variables.
+// Iterates over the cases of a source and gives the values of its variables.
 //
 //   CaseRows rows(source);
 //   while (rows.Next()) Show(rows.Values());
 //
-// Borrows the source, which nobody may change meanwhile. Has one row at a time.
+// Borrows the source, which must not change in the meantime. Keeps one row in memory.
 //
-// Threads: one, under a lock on the dataset of the source.
+// Threads: one, which holds a lock on the dataset of the source.
 class CaseRows {
  public:
   explicit CaseRows(const ORVX_DataSource& source);
 
-  // Moves to the next case, the first one at the first call; false where there is none. Gives up
-  // on ctrl-C, see Interrupt.h.
+  // Moves to the next case; the first call moves to the first case. Returns false at the end.
+  // Throws CommandError after ctrl-C, see Interrupt.h.
   bool Next();
 
-  // The values of the present case, one for each variable. Strings come without the blanks that pad
-  // them.
+  // The values of the current case, one for each variable. Strings have no trailing blanks.
   std::vector<DataValue> Values() const;
 
  private:
   const ORVX_DataSource& source_;
-  const ObsProjector projector_;  // to rows of the source's own dictionary
-  std::vector<OBS> layoutArea_;   // a row before the projector
+  const ObsProjector projector_;  // from the iterator's rows to rows of the source's dictionary
+  std::vector<OBS> layoutArea_;   // a row as the iterator gives it
   std::vector<OBS> area_;
   const std::unique_ptr<ObsIterator> rows_;
 };
 
-// A dictionary with a number of cases in which every value is missing, like a new data sheet.
+// A data source with a number of blank cases: numbers are missing, and strings consist of blanks.
 //
 // Threads: as for ORVX_DataSource.
 class BlankCases final : public ORVX_DataSource {
  public:
-  // Copies the dictionary. `rowCount` is not negative.
+  // Copies the dictionary. `rowCount` must not be negative.
   BlankCases(const ORVX_DataSource& dictionary, long long rowCount);
 
-  // Rows of missing numbers and blank strings.
+  // The caller owns the iterator, and the iterator borrows `area`.
   ObsIterator* MakeIterator(OBS* area) const override;
   long long RowCount() const override { return rowCount_; }
 
@@ -64,26 +63,26 @@ class BlankCases final : public ORVX_DataSource {
   const long long rowCount_;
 };
 
-// A clone of the writer's data source, which is not null: the same dictionary, unsaved changes
-// included, and the same cases. If the source is no clone yet, the dataset gets an equal clone in
-// its place, and the two clones own the source; that queues two messages of a replaced source. The
-// Source() of the clones passes the cases through and stands on top of the former source.
+// Returns a clone of the writer's data source, which must not be null: the same dictionary,
+// including unsaved changes, and the same cases. If the source is not a clone yet, an equal clone
+// replaces it in the dataset, which queues two messages about a replaced source. The two clones
+// share ownership of the former source; their Source() passes its cases through.
 //
-// Where it throws, the dataset has its source, or the clone of it.
+// After an exception, the dataset has either its former source or the clone that replaces it.
 //
-// Threads: that of the writer.
+// Threads: the writer's thread.
 std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer);
 
-// A filter hook that hides variables of certain names: it puts a source without them on top of each
-// source that is added to the registry.
+// A filter hook that hides the variables with certain names: it puts a filtered source without
+// these variables on top of each source that is added to the registry.
 //
 // Threads: one at a time.
 class HiddenVariables final : public ORVX_DataSourceFilterHook {
  public:
   explicit HiddenVariables(std::vector<std::string> names) : names_(std::move(names)) {}
 
-  // A source that has `source` as its parent, its dictionary without the variables, and its cases;
-  // `source` itself where it has none of these variables.
+  // Returns a new source with `source` as its parent, the same cases, and the same dictionary
+  // without the hidden variables; returns `source` if it has none of these variables.
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
 
  private:
