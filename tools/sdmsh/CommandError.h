@@ -1,4 +1,4 @@
-// CommandError: why a command was not carried out, in words for whoever gave it.
+// CommandError: why a command failed, in words for its caller.
 
 #ifndef SDMSH_COMMANDERROR_H_
 #define SDMSH_COMMANDERROR_H_
@@ -8,17 +8,17 @@
 
 namespace sdmsh {
 
-// what() is one line without a place: whoever reads commands from a file adds that.
+// what() is one line, without the position of the command in a script; Output::Fail adds that.
 //
 // Threads: a plain value.
 class CommandError : public std::runtime_error {
  public:
-  // Control characters of `text`, which may quote anything, become signs that can be seen.
+  // Replaces control characters with visible ones, because `text` may quote any user input.
   explicit CommandError(const std::string& text);
 };
 
-// The exception being handled, in words: what the library throws (ErrorMsg and the plain number of
-// a lock that failed) as much as std::exception. Call it inside a catch block.
+// The current exception in words. Handles std::exception, and what the library throws: ErrorMsg,
+// and the plain number of a lock that could not be acquired. Must be called in a catch block.
 std::string ExceptionInWords();
 
 // "not enough memory for the cases of survey"

@@ -1,7 +1,8 @@
-// Variables, dictionaries and change messages in JSON; docs/usage.md lists the members.
+// DictionaryJson: variables, dictionaries and change messages in JSON; docs/usage.md lists the
+// members.
 //
-// A variable goes by its identifier, and beside it by its name, which is null where the dictionary
-// has no such variable.
+// A reference to a variable has two members, its identifier and its name. The name is null if the
+// dictionary has no such variable.
 
 #ifndef SDMSH_DICTIONARYJSON_H_
 #define SDMSH_DICTIONARYJSON_H_
@@ -19,16 +20,17 @@ class ORVX_DataSource;
 
 namespace sdmsh {
 
-// "7:3"; null for none.
+// "7:3"; null for the null identifier.
 Json IdentifierInJson(LocallyUniqueID id);
 Json IdentifiersInJson(const std::vector<LocallyUniqueID>& ids);
 
 // Null for a missing number, a NaN. An infinity is a string, "Infinity" or "-Infinity".
 Json NumberInJson(double number);
 
-// Null while unknown.
+// The number; null if it is negative, which means unknown.
 Json RowCountInJson(long long rowCount);
 
+// The text; null if it is empty.
 Json TextOrNull(const std::string& text);
 
 // An array of objects with everything that defines a variable.
@@ -37,8 +39,8 @@ Json VariablesInJson(const std::vector<ORVX_Variable>& variables);
 // An object with everything but the variables.
 Json DictionaryInJson(const ORVX_DataSource& dictionary);
 
-// What all messages carry, then the name of the message and its arguments, then what `before`, the
-// dictionary as it was before the message, says besides.
+// An object with the members that all messages have, then the name of the message and its
+// arguments, then facts from `before`, the dictionary before the message is applied.
 Json ChangeInJson(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before);
 
 }  // namespace sdmsh

@@ -1,4 +1,4 @@
-// Interrupt: ctrl-C (SIGINT) gives up the command under way.
+// Interrupt: ctrl-C (SIGINT) ends the running command and not the program.
 
 #ifndef SDMSH_INTERRUPT_H_
 #define SDMSH_INTERRUPT_H_
@@ -7,19 +7,20 @@
 
 namespace sdmsh {
 
-// From now on SIGINT is only noted and does not end the program. A program that was started with
-// SIGINT ignored goes on ignoring it.
+// From now on, SIGINT sets a flag and does not end the program. A process that was started with
+// SIGINT ignored continues to ignore it.
 void CatchInterrupts();
 
-// Throws CommandError after a SIGINT that was not forgotten, and forgets it. For loops that may
-// take long.
+// If the flag is set, clears it and throws CommandError. For loops that may take long.
 //
 // Threads: any.
 void GiveUpIfInterrupted();
 
+// Clears the flag.
 void ForgetInterrupt();
 
-// While it lives, SIGINT is not delivered to its thread, but waits unless another thread takes it.
+// Blocks SIGINT in the current thread while it exists. The signal stays pending unless another
+// thread receives it.
 class InterruptsHeld {
  public:
   InterruptsHeld();
@@ -27,7 +28,8 @@ class InterruptsHeld {
   InterruptsHeld& operator=(const InterruptsHeld&) = delete;
   ~InterruptsHeld();
 
-  // Waits until `descriptor` can be read. False where a SIGINT came first, since this was made.
+  // Waits until `descriptor` can be read. Returns false if SIGINT comes first, or is already
+  // pending.
   bool WaitForInput(int descriptor) const;
 
  private:

@@ -1,9 +1,10 @@
-// Output: what the shell says, in words for people or as JSON for programs.
+// Output: prints events, in words for people or as JSON for programs.
 //
 //   output.Say("survey is closed",
 //              []() -> Json { return {{"event", "closed"}, {"dataset", "survey"}}; });
 //
-// A command gives both forms at the place where it knows them; docs/usage.md lists the JSON events.
+// Each event is given in both forms at the place where it happens. docs/usage.md lists the JSON
+// events.
 
 #ifndef SDMSH_OUTPUT_H_
 #define SDMSH_OUTPUT_H_
@@ -21,7 +22,7 @@
 
 namespace sdmsh {
 
-// Members stay in the order in which they are given: a person reads these lines too.
+// Keeps members in the order of insertion, because people also read these lines.
 using Json = nlohmann::ordered_json;
 
 struct Look {
@@ -31,16 +32,17 @@ struct Look {
   bool colourErrors = false;  // errors are red
 };
 
-// For standard output and standard error as they are: the width of the terminal, and colour there
-// unless NO_COLOR is set (https://no-color.org).
+// The look for standard output and standard error: the width of the terminal, and colour on a
+// terminal unless `json` or NO_COLOR is set (https://no-color.org).
 Look LookOfProcess(bool json);
-// 0 where standard output is no terminal.
+// 0 if standard output is not a terminal.
 std::size_t WidthOfTerminal();
 
 // Threads: one at a time.
 class Output {
  public:
-  // Words go to `out` and failures to `err`; JSON goes to `out`, failures too. Borrows both.
+  // Prints words to `out` and failures to `err`; as JSON, prints both to `out`. Borrows both
+  // streams.
   Output(std::ostream& out, std::ostream& err, Look look = {})
       : out_(out), err_(err), look_(look) {}
 
@@ -48,40 +50,41 @@ class Output {
   std::size_t MaxWidth() const { return look_.width; }
   void SetMaxWidth(std::size_t width) { look_.width = width; }
 
-  // Prints an event, then the notices that came in meanwhile. `words` is a text without its last
-  // line feed, or a function that makes one. `json` is a function that makes an object, or null for
-  // nothing; it is called only where JSON is printed, as a Json needs memory even to be destroyed.
-  // Throws nothing: where memory does not suffice, the event is lost.
+  // Prints an event, then the pending notices. `words` is a text without its last line feed, or a
+  // function that returns one. `json` is a function that returns an object, or null to print
+  // nothing. It is called only if JSON is printed, because even destroying a Json needs memory.
+  // If memory runs out, the event is lost; see TakeLoss.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) noexcept {
     Try([&] { Print(Text(words, json)); });
     SayNotices();
   }
 
-  // The same for the notice of an observer, to whom more may happen before it is printed.
+  // Keeps an event that an observer receives, until Say, Fail or SayNotices prints it. The text is
+  // made now. If memory runs out, the event is lost; see TakeLoss.
   template <class Words, class Members>
   void Notice(const Words& words, const Members& json) noexcept {
     Try([&] { notices_.push_back(Text(words, json)); });
   }
   void SayNotices() noexcept;
 
-  // Something went wrong. `file` is the script, empty at the prompt; `line` is 0 where no line is
-  // at fault.
+  // Prints a failure, then the pending notices. `file` is the script, empty if there is none;
+  // `line` is 0 if the failure belongs to no line.
   void Fail(const std::string& file, int line, std::string_view text) noexcept;
 
-  // Whether something was lost since the last call.
+  // Whether an event was lost since the last call.
   bool TakeLoss() { return std::exchange(lost_, false); }
 
-  // One line; nothing for null.
+  // One line with its line feed; empty for null.
   static std::string JsonText(const Json& json);
 
-  // Lines of an event that comes in several parts. Throws what goes wrong.
+  // Prints complete lines, for an event that is printed in several parts. Does not print notices.
   void Print(std::string_view lines);
 
-  // A heading, bold where there is colour.
+  // The text, bold if the output has colour.
   std::string Heading(const std::string& text) const;
 
-  // False as soon as something could not be written: a disk is full, a pipe is closed.
+  // False after a write to `out` failed, for example because a disk is full or a pipe is closed.
   bool ReachesItsReader() const;
 
  private:
@@ -113,13 +116,14 @@ class Output {
   bool lost_ = false;
 };
 
-// Rows of text in columns. Each column is as wide as its widest text so far.
+// Rows of text in columns. Each column is as wide as its widest text so far, including texts of
+// rows that were already taken.
 class Table {
  public:
   struct Column {
     std::string head;
-    bool right = false;     // whether text stands to the right
-    std::size_t width = 0;  // at least
+    bool right = false;     // whether text is aligned to the right
+    std::size_t width = 0;  // the minimum, in columns of the terminal
   };
 
   explicit Table(std::vector<Column> columns);
@@ -128,31 +132,31 @@ class Table {
   std::size_t RowCount() const { return rows_.size(); }
 
   // The rows added since the last call, below the heads if there are any, without the last line
-  // feed. Where the columns do not
-  // fit into the width, they come in several blocks, each with the first column again.
+  // feed. If the columns do not fit into the width, splits them into several blocks of lines, and
+  // repeats the first column in each block.
   std::string TakeText(const Output& output);
 
  private:
-  // Block after block: the columns `from` to before `to`, and the first one.
+  // A block has the first column, and the columns from `from` up to but not including `to`.
   std::size_t EndOfBlock(std::size_t from, std::size_t limit) const;
   std::string Line(const std::vector<std::string>& row, std::size_t from, std::size_t to) const;
 
   std::vector<Column> columns_;
-  std::vector<std::string> heads_;  // empty where no column has one
+  std::vector<std::string> heads_;  // empty if no column has a head
   std::vector<std::vector<std::string>> rows_;
 };
 
-// How many columns of a terminal the text takes.
+// The number of columns of a terminal that the text takes.
 std::size_t Width(std::string_view text);
-// With blanks behind it.
+// The text, filled with trailing blanks to `width` columns.
 std::string Padded(const std::string& text, std::size_t width);
 
-// Each control character becomes a sign that can be seen: U+0000 to U+001F and U+007F the one that
-// Unicode has for it, U+0080 to U+009F and the separators of lines and paragraphs, U+2028 and
-// U+2029, the replacement character U+FFFD. All else stays as it is.
+// Replaces each control character with a visible one: U+0000 to U+001F and U+007F with their
+// Unicode control pictures; U+0080 to U+009F, U+2028 (line separator) and U+2029 (paragraph
+// separator) with the replacement character U+FFFD. All other text is unchanged.
 std::string OnOneLine(std::string_view text);
 
-// With commas between.
+// The texts, separated by commas.
 std::string Joined(const std::vector<std::string>& texts);
 
 // The text, or "none" for an empty one.

@@ -10,19 +10,19 @@
 
 namespace sdmsh {
 
-// Each carries out commands up to the end of the input or `quit`, then releases the locks of every
-// caller. True where all went well: no caller was left waiting, everything that was said was heard,
-// and what else is said below. Stops at once where nobody hears it.
+// Each function runs commands until the end of the input or `quit`, then releases the locks of all
+// callers. It returns false if a caller was left waiting, if reading the input or writing the
+// output failed, or for a reason given below. It runs no more commands after the output failed.
 
-// Stops at the first command that fails; then not all went well. Failures bear `file`, the name of
-// the script, and the line.
+// Stops at the first command that fails, and then returns false. Reports failures with `file`, the
+// name of the script, and the number of the line.
 bool PlayScript(Shell& shell, std::istream& script, const std::string& file);
 
-// Goes on after a command that fails; then not all went well.
+// Continues after a command fails, but then returns false.
 bool PlayInput(Shell& shell, std::istream& input);
 
-// At the terminal of this process, with a prompt, where lines can be edited. A command that fails
-// is the user's business.
+// Reads commands from the terminal of this process, with a prompt and line editing. Continues after
+// a command fails, and may still return true.
 bool RunPrompt(Shell& shell);
 
 }  // namespace sdmsh

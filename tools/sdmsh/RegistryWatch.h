@@ -1,5 +1,4 @@
-// RegistryWatch: the roles that watch the registry, each with an observer of datasets that come and
-// go.
+// RegistryWatch: the callers that watch the registry, each with a registry observer.
 
 #ifndef SDMSH_REGISTRYWATCH_H_
 #define SDMSH_REGISTRYWATCH_H_
@@ -14,19 +13,21 @@ class ServerDataManager;
 
 namespace sdmsh {
 
-// Threads: one at a time; while a role's thread works, the shell waits for it.
+// Threads: one at a time; the shell waits while a caller's thread works.
 class RegistryWatch {
  public:
-  // Borrows both. The output gets a notice for each notification.
+  // Borrows the registry and the output, and adds a notice to the output for each call of an
+  // observer.
   RegistryWatch(ServerDataManager& registry, Output& output);
   RegistryWatch(const RegistryWatch&) = delete;
   RegistryWatch& operator=(const RegistryWatch&) = delete;
   // Unregisters the observers.
   ~RegistryWatch();
 
-  // A role that watches already moves to the end: it is notified last.
+  // Registers the caller's observer. If the caller watches already, its observer moves to the end
+  // and is notified last.
   void Begin(const std::string& role);
-  // For a role that watches.
+  // Unregisters the caller's observer. The caller must be watching.
   void End(const std::string& role);
   bool IsWatchedBy(const std::string& role) const { return observers_.contains(role); }
 

@@ -1,5 +1,5 @@
-// Terminal: the user's terminal, where a line of commands can be edited, taken from the history,
-// and completed with the tabulator key. Keys are those of libedit, which ~/.editrc changes.
+// Terminal: reads lines from the user's terminal, with editing, a history, and completion by the
+// tabulator key. The keys are those of libedit, which ~/.editrc can change.
 
 #ifndef SDMSH_TERMINAL_H_
 #define SDMSH_TERMINAL_H_
@@ -17,18 +17,19 @@
 
 namespace sdmsh {
 
-// The history is kept in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
-// but for lines that begin with a blank. Where that cannot be written, says so once.
+// Saves the history in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
+// except for lines that begin with a blank. If that file cannot be written, reports it once and
+// keeps the history in memory only.
 //
-// Threads: the shell's. One at a time; it uses standard input and output.
+// Threads: the shell's thread. One object at a time, which uses standard input and output.
 class Terminal {
  public:
   explicit Terminal(Shell& shell);
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
-  // Shows the prompt and returns the line that the user entered: an empty one after ctrl-C, nothing
-  // after ctrl-D.
+  // Shows the prompt and returns the line that the user entered. Returns an empty line after
+  // ctrl-C, and no line after ctrl-D.
   std::optional<std::string> ReadLine();
 
  private:
@@ -45,18 +46,18 @@ class Terminal {
   Shell& shell_;
   const std::unique_ptr<History, void (*)(History*)> history_;
   const std::unique_ptr<EditLine, void (*)(EditLine*)> editor_;
-  std::ofstream kept_;  // the file of the history; closed where it cannot be written
+  std::ofstream kept_;  // the file of the history; closed if it cannot be written
   bool givenUp_ = false;
 };
 
-// What may stand at the end of `text`, the part of a line before the cursor, in place of its last
-// word, which starts at `start` and is `typed` without its quotes.
+// The words that can complete the last word of a text.
 struct Completions {
-  std::size_t start;
-  std::string typed;
-  std::vector<std::string> words;  // sorted, each once; a folder ends with a slash
+  std::size_t start;               // where the last word starts in the text
+  std::string typed;               // the last word, without its quotes
+  std::vector<std::string> words;  // sorted, without duplicates; a folder ends with a slash
 };
 
+// `text` is the part of a line before the cursor.
 Completions CompletionsOf(Shell& shell, const std::string& text);
 
 }  // namespace sdmsh
