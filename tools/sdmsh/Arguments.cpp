@@ -1,4 +1,4 @@
-// From text to words, and from words to arguments.
+// Splits text into words, and converts words to arguments.
 
 #include "Arguments.h"
 
@@ -25,7 +25,8 @@ bool IsBlank(char c) {
   return kBlanks.find(c) != std::string_view::npos;
 }
 
-// The inside of quotes; `text` stands behind the opening one and is moved behind the closing one.
+// Takes the text between quotes. `text` begins after the opening quote, and is moved to after the
+// closing quote.
 std::string TakeQuoted(std::string_view& text) {
   std::string inside;
   for (;;) {
@@ -39,7 +40,7 @@ std::string TakeQuoted(std::string_view& text) {
   }
 }
 
-// `text` begins with the word and is moved behind it.
+// Takes the word at the beginning of `text`, and moves `text` to after it.
 std::string TakeWord(std::string_view& text) {
   std::string word;
   while (!text.empty() && !IsBlank(text.front())) {
@@ -60,7 +61,7 @@ bool IsRoleName(std::string_view name) {
   });
 }
 
-// Moves `text` to its next word; false where there is none.
+// Moves `text` to its next word. Returns false if there is none.
 bool SkipToWord(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
   return !text.empty() && text.front() != '#';
@@ -94,9 +95,9 @@ Line ParseLine(std::string_view text) {
 
 namespace {
 
-constexpr std::size_t kLongestName = 64;  // what is longer is no slip of the fingers
+constexpr std::size_t kLongestName = 64;  // a longer word is no misspelled name
 
-// How many letters are added, left out, changed or swapped with the next between the two.
+// The edit distance in bytes: counts insertions, deletions, changes, and swaps of neighbours.
 std::size_t Distance(const std::string& a, const std::string& b) {
   std::vector<std::size_t> twoBefore(b.size() + 1);
   std::vector<std::size_t> before(b.size() + 1);
@@ -178,7 +179,7 @@ Number Arguments::TakeFrom(Number least, const std::string& expected) {
     Wrong(expected, ", which is out of range");
   }
   const bool read = error == std::errc() && toTheEnd;
-  // False for NaN, too.
+  // NaN is not within the range.
   const bool within = number >= least && number <= std::numeric_limits<Number>::max();
   if (!read || !within) Wrong(expected);
   ++next_;

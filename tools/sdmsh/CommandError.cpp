@@ -1,4 +1,4 @@
-// What the library throws, in words.
+// Puts the exceptions of the library into words.
 
 #include "CommandError.h"
 

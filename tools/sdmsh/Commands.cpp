@@ -1,4 +1,4 @@
-// The table of commands, and help.
+// Defines the table of commands, and implements help.
 
 #include "Commands.h"
 

@@ -106,7 +106,7 @@ Json Sets(const ORVX_DataSource& dictionary, const std::vector<VariableSet>& set
   });
 }
 
-// Two hexadecimal digits for each byte.
+// Writes each byte as two hexadecimal digits.
 std::string Hexadecimal(std::string_view bytes) {
   std::string digits;
   for (const char byte : bytes) {

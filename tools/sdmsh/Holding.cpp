@@ -1,4 +1,4 @@
-// Locks in words and in JSON.
+// Formats locks in words and in JSON.
 
 #include "Holding.h"
 

@@ -1,4 +1,4 @@
-// SIGINT, as a flag.
+// Turns SIGINT into a flag.
 
 #include "Interrupt.h"
 
@@ -22,7 +22,7 @@ void CatchInterrupts() {
   sigaction(SIGINT, nullptr, &action);
   if (action.sa_handler == SIG_IGN) return;
   action.sa_handler = [](int) { interrupted = true; };
-  action.sa_flags = SA_RESTART;  // what is read and written is not cut short
+  action.sa_flags = SA_RESTART;  // interrupted reads and writes continue
   sigaction(SIGINT, &action, nullptr);
 }
 

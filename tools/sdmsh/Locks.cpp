@@ -1,4 +1,5 @@
-// Callers, their threads and their locks; the commands that acquire, release and show locks.
+// Implements callers, their threads and their locks, and the commands that acquire, release and
+// show locks.
 
 #include "Locks.h"
 
@@ -36,7 +37,7 @@ LockMode ModeOf(const LockReport::Entry& entry) {
   return entry.mode == LockReport::Mode::Read ? LockMode::Read : LockMode::Write;
 }
 
-// As much of the name as the lock monitor keeps.
+// The caller's name, cut to the length that the lock monitor stores.
 std::string LabelOf(const Caller& caller) {
   return caller.Name().substr(0, 31);
 }
@@ -64,7 +65,7 @@ void Say(Shell& shell, const char* what, const char* verb, const Hold& hold) {
   shell.Say([&] { return LockInWords(verb, hold); }, [&] { return LockInJson(what, hold); });
 }
 
-// Holders and waiters are those in front; `more` ends the words.
+// `holders` and `waiters` are the callers that block this one. `more` is the end of the words.
 void SayRefused(Shell& shell, const char* what, const char* verb, const Hold& hold,
                 const std::vector<Holding>& holders, const std::vector<Holding>& waiters,
                 const std::string& more = "") {
@@ -133,7 +134,7 @@ bool Caller::HasFinished() {
 }
 
 void Caller::Run() {
-  const InterruptsHeld held;  // left to the shell's thread
+  const InterruptsHeld held;  // only the shell's thread receives SIGINT
   std::unique_lock lock(mutex_);
   for (;;) {
     changed_.wait(lock, [this] { return job_ != nullptr || ending_; });
@@ -221,7 +222,7 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
   const Place asked = Start(caller, dataset, LockMode::Write, /*tryOnly=*/true);
   try {
     Finish(asked);
-  } catch (int) {  // what a try throws
+  } catch (int) {  // the handle throws an int if the lock is not free
     if (holders.empty()) throw;
     SayRefused(shell_, "tryFailed", "does not get", wanted, holders, waiters,
                "; from here on no lock on " + dataset->Name() + " is ever released");
@@ -230,12 +231,12 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
   Say(shell_, "taken", "takes", wanted);
 }
 
-// Has the caller's thread acquire the lock.
+// Starts a job that acquires the lock on the caller's thread.
 CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset, LockMode mode,
                                       bool tryOnly) {
   std::list<Hold> fresh;
   Hold& asked = fresh.emplace_back(Hold{caller, dataset, mode});
-  // Found here: a thread that waits for the lock would be finding it while others go on.
+  // Looks the observer up on this thread: the caller's thread would do it while other threads run.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
   caller.Start([&asked, tryOnly, originator] {
     SvrDMItemPtr& item = asked.dataset->Item();
@@ -249,7 +250,8 @@ CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset,
   return std::prev(locks_.asked.end());
 }
 
-// Waits for the lock and adds it to those held. Where the thread did not get it, throws why.
+// Waits until the thread has acquired the lock, and adds it to the held locks. If the thread
+// failed, throws its exception.
 void CallerLocks::Finish(Place asked) {
   std::list<Hold> finished;
   finished.splice(finished.end(), locks_.asked, asked);
@@ -283,7 +285,8 @@ void CallerLocks::RefuseWaiting(const Caller& caller) const {
 // ---------------------------------------------------------------------------------------------
 // Waiting
 
-// Spins: what it waits for takes no time. False where that does not happen within the bound.
+// Spins until the condition is true, because that should be immediate. Returns false if it is still
+// false after bound_.
 template <class Condition>
 bool CallerLocks::ComesTrue(Condition condition) const {
   const auto end = Clock::now() + bound_;
@@ -302,7 +305,7 @@ bool CallerLocks::IsShownWaiting(const Hold& asked) const {
   });
 }
 
-// A caller whose thread has just acquired a lock holds it, noted or not.
+// Also counts callers whose thread has acquired the lock, but that are not in locks_.held yet.
 bool CallerLocks::IsBlocked(const Hold& asked) const {
   const auto excludes = [&](const auto& hold) { return Excludes(hold, asked); };
   const auto hasAcquired = [&](const Hold& other) {
@@ -314,7 +317,8 @@ bool CallerLocks::IsBlocked(const Hold& asked) const {
          std::any_of(outside.begin(), outside.end(), excludes);
 }
 
-// Waits until everybody who waits is blocked by somebody who holds, then says who got a lock.
+// Waits until each waiting caller has acquired its lock or is blocked by a holder, then prints
+// which callers got a lock.
 void CallerLocks::Settle() {
   Place unsettled;
   const auto isSettled = [this](const Hold& asked) {
@@ -341,7 +345,7 @@ void CallerLocks::FinishWaiting(Place asked) {
   try {
     Finish(asked);
   } catch (const std::bad_alloc&) {
-    return;  // before it waited; the command that asked has failed as well
+    return;  // it failed before the thread waited, and the command that asked has failed too
   }
   Say(shell_, "letIn", "gets", *asked);
 }
@@ -391,8 +395,8 @@ void CallerLocks::Release(Caller& caller, const DatasetPtr& dataset) {
                                   [last](const Hold& each) { return &each == last; });
   const int passCountBefore = dataset->Interpreter().PassCount();
   caller.Do([hold] {
-    // A pass that fails here leaves the lock held; in the handle's destructor it would end the
-    // process.
+    // If the pass fails here, the lock stays held; in the handle's destructor, the failure would
+    // end the process.
     if (hold->mode == LockMode::Write) hold->Writer().Notify();
     hold->handle.reset();
   });
@@ -420,7 +424,8 @@ void CallerLocks::Notify(Caller& caller, const DatasetPtr& dataset) {
   RefuseUnfitMessages(*dataset);
 }
 
-// What observers were notified of while the caller's thread ran a pass, and who was left out.
+// Prints the messages to observers from the pass that the caller's thread ran, and whether the
+// caller's own observer was left out.
 void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
                               int passCountBefore) {
   shell_.Out().SayNotices();
@@ -444,7 +449,7 @@ void CallerLocks::CloseDown(const std::function<void(const std::string&)>& compl
       return false;
     }
   };
-  succeeds([this] { Settle(); });  // the last command may have failed before it did
+  succeeds([this] { Settle(); });  // the last command may have failed before it called Settle
   for (const auto& [name, caller] : callers_) {
     if (caller.IsAcquiring()) complain(name + " still waits for " + caller.AskedInWords());
   }
@@ -454,7 +459,7 @@ void CallerLocks::CloseDown(const std::function<void(const std::string&)>& compl
   }
 }
 
-// The first by name; null where no lock is held.
+// The holder that is first by name; null if no caller holds a lock.
 Caller* CallerLocks::FirstHolder() const {
   const auto first = std::min_element(
       locks_.held.begin(), locks_.held.end(),
@@ -463,7 +468,7 @@ Caller* CallerLocks::FirstHolder() const {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Reading for the moment
+// Reading
 
 void CallerLocks::Read(Caller& caller, const DatasetPtr& dataset,
                        const std::function<void(SvrDMInputDataSource&)>& work) {
@@ -491,7 +496,7 @@ bool CallerLocks::TryRead(Caller& caller, const DatasetPtr& dataset,
 }
 
 // ---------------------------------------------------------------------------------------------
-// Who holds and who waits
+// Holders and waiters
 
 std::vector<Holding> CallerLocks::Holders(const OpenDataset& dataset) const {
   std::vector<Holding> holders;
@@ -510,7 +515,8 @@ std::vector<Holding> CallerLocks::Waiters(const OpenDataset& dataset) const {
   return waiters;
 }
 
-// By other threads than the callers', or by nobody: the handle is gone and the lock stayed held.
+// The locks that threads other than the callers' threads hold, and locks that stayed held although
+// their handle is gone.
 std::vector<LockReport::Entry> CallerLocks::HoldsOutside(const OpenDataset& dataset) const {
   std::vector<LockReport::Entry> holds = registry_.GetLockReport().holds;
   std::erase_if(holds, [&](const LockReport::Entry& hold) {

@@ -18,11 +18,11 @@ namespace sdmsh {
 
 void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
   if (!interrupted_) pass_.clear();
-  interrupted_ = true;  // unless it gets through
+  interrupted_ = true;  // until Interpret has succeeded
   try {
     if (failure_.empty()) Interpret(*writer);
   } catch (const std::bad_alloc&) {
-    throw;  // the pass is repeated, and goes on where it ended
+    throw;  // the dataset repeats the pass, and Interpret continues where it stopped
   } catch (const std::exception& error) {
     failure_ = error.what();
   }
@@ -50,7 +50,8 @@ void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
   }
 }
 
-// Notifies its role of the messages that the interpreter, which comes before it, has formatted.
+// Adds a notice to the output for each message of a pass. The interpreter is notified first and has
+// formatted the messages.
 class OpenDataset::RoleObserver final : public SvrDMDataSetObserver {
  public:
   RoleObserver(OpenDataset& dataset, std::string role)
@@ -74,8 +75,8 @@ class OpenDataset::RoleObserver final : public SvrDMDataSetObserver {
   const std::string role_;
 };
 
-// The channel to a client in another process, without the process: a message is written as bytes
-// and read back from them.
+// Simulates the channel to a client in another process: encodes a message, and decodes it from the
+// bytes.
 class OpenDataset::ClientChannel final : public PackageProxy {
  public:
   ClientChannel(OpenDataset& dataset, std::string role)

@@ -1,4 +1,4 @@
-// Lines for people and for programs.
+// Prints lines for people and for programs.
 
 #include "Output.h"
 
@@ -25,14 +25,14 @@ bool IsControl(unsigned char byte) {
   return byte < ' ' || byte == kDelete;
 }
 
-// U+2400 to U+241F, and U+2421 for the last of them, as UTF-8.
+// The control picture as UTF-8: U+2400 to U+241F, and U+2421 for U+007F.
 std::string SignOf(unsigned char control) {
   const int sign = control == kDelete ? 0x21 : control;
   return {'\xE2', '\x90', static_cast<char>(0x80 + sign)};
 }
 
-// The number of bytes of the character that `text` begins with, where it is one of U+0080 to
-// U+009F, U+2028 and U+2029; 0 for any other.
+// The length in bytes of the first character of `text` if it is U+0080 to U+009F, U+2028 or U+2029;
+// otherwise 0.
 std::size_t LengthOfUnseen(std::string_view text) {
   const auto second = static_cast<unsigned char>(text.size() < 2 ? 0 : text[1]);
   if (text[0] == '\xC2' && second >= 0x80 && second <= 0x9F) return 2;
@@ -58,7 +58,7 @@ Look LookOfProcess(bool json) {
           .colourErrors = mayColour && isatty(STDERR_FILENO) == 1};
 }
 
-// Bytes that are not UTF-8, from a script or a file name, must not spoil the line.
+// Bytes that are not UTF-8, from a script or a file name, become U+FFFD: the line stays valid JSON.
 std::string Output::JsonText(const Json& json) {
   return json.is_null() ? "" : json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
@@ -90,7 +90,7 @@ void Output::Fail(const std::string& file, int line, std::string_view text) noex
     if (line > 0) err_ << ":" << line;
     err_ << ": " << text << (look_.colourErrors ? kPlain : "") << std::endl;
   });
-  lost_ = lost;  // a failure counts whether it could be said or not
+  lost_ = lost;  // a lost failure is not counted: the command has failed anyway
   SayNotices();
 }
 
@@ -144,7 +144,7 @@ std::size_t Table::EndOfBlock(std::size_t from, std::size_t limit) const {
   return to;
 }
 
-// Without the blanks that fill its last column.
+// Removes trailing blanks.
 std::string Table::Line(const std::vector<std::string>& row, std::size_t from,
                         std::size_t to) const {
   std::string line;

@@ -1,4 +1,4 @@
-// Lines of commands, one after another.
+// Runs commands line by line.
 
 #include "Prompt.h"
 
@@ -16,21 +16,22 @@
 namespace sdmsh {
 namespace {
 
-// The lines of a script, or of other input, where `file` is empty.
+// Runs the lines of a script, or of other input, for which `file` is empty.
 class Player {
  public:
   Player(Shell& shell, std::string file) : shell_(shell), file_(std::move(file)) {}
 
   bool GoesOn() const { return !shell_.IsOver() && shell_.IsHeard(); }
 
-  // Carries the next line out. False where it failed, which was said.
+  // Runs the next line. Reports a failure and returns false.
   bool Play(std::string text) {
     if (text.ends_with('\r')) text.pop_back();
     ++line_;
     return Succeeds([&] { Execute(text); });
   }
 
-  // Releases all locks. False where that failed, or where the input ended too early.
+  // Releases all locks. Returns false, and reports it, if that fails, if a caller was waiting, or
+  // if an error ended the input, which may be null.
   bool CloseDown(const std::istream* input) {
     line_ = 0;
     bool good = input == nullptr || !input->bad();
@@ -49,7 +50,7 @@ class Player {
     if (IsScript()) GiveUpIfInterrupted();
   }
 
-  // Comments and empty lines tell the story between the commands, to people.
+  // Comments and empty lines are for people: they are not printed as JSON.
   void SayLine(const std::string& text, const Line& line) {
     const bool isCommand = !line.words.empty();
     const auto json = [&]() -> Json {
@@ -80,7 +81,7 @@ class Player {
   Shell& shell_;
   const std::string file_;
   int line_ = 0;
-  std::unique_ptr<char[]> reserve_;  // for saying that memory ran out; null once that was said
+  std::unique_ptr<char[]> reserve_;  // freed to report that memory ran out, then null
 };
 
 }  // namespace
@@ -98,7 +99,7 @@ bool PlayInput(Shell& shell, std::istream& input) {
   Player player(shell, "");
   bool good = true;
   for (std::string text; player.GoesOn() && std::getline(input, text);) {
-    ForgetInterrupt();  // it came before the line
+    ForgetInterrupt();  // an interrupt before the line must not end the new command
     if (!player.Play(text)) good = false;
   }
   return player.CloseDown(&input) && good;

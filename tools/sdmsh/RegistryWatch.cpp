@@ -9,7 +9,8 @@
 
 namespace sdmsh {
 
-// Throws nothing: an exception would leave a dataset registered whose identifier nobody has.
+// The observer must not throw: after an exception the dataset would stay registered, but its
+// identifier would not be returned to anybody.
 class RegistryWatch::RoleObserver final : public ServerDataManagerObserver {
  public:
   RoleObserver(RegistryWatch& watch, std::string role) : watch_(watch), role_(std::move(role)) {}
@@ -40,8 +41,8 @@ class RegistryWatch::RoleObserver final : public ServerDataManagerObserver {
         {"event", event}, {"role", role_}, {"id", IdentifierInJson(id)}, {"handle", HandleOf(id)}};
   }
 
-  // Empty for a dataset that was just opened, and where a pass announces a closed one: the
-  // registry, which does not find it then, would throw.
+  // Empty for a dataset that was just opened, and for a closed dataset whose creation notice comes
+  // with a later pass. Looking up a closed dataset in the registry would throw.
   std::string HandleOf(LocallyUniqueID id) const {
     for (const SvrDMDataset& dataset : watch_.registry_.GetAllDatasets()) {
       if (dataset.GetDataSetID() == id) return dataset.GetHandle();

@@ -1,4 +1,4 @@
-// Datasets, callers and the way of a command to its function.
+// Finds datasets by name, and runs commands.
 
 #include "Shell.h"
 
@@ -18,7 +18,7 @@
 namespace sdmsh {
 namespace {
 
-// "0:3"; nothing where the text does not read like that.
+// Parses "0:3"; returns nullopt for any other text.
 std::optional<LocallyUniqueID> ParseID(const std::string& text) {
   unsigned int domain = 0;
   unsigned int serial = 0;
@@ -46,7 +46,7 @@ Shell::~Shell() {
 
 void Shell::Execute(const std::string& role, const std::vector<std::string>& words) {
   try {
-    // What a command left behind when memory ran out.
+    // First completes what the previous command left unfinished if memory ran out.
     DropNew();
     locks_.FinishAcquiring();
     Run(role, words);
@@ -66,7 +66,7 @@ void Shell::Run(const std::string& role, const std::vector<std::string>& words) 
     command.run(*this, caller, arguments);
     output_.SayNotices();
   } catch (...) {
-    output_.TakeLoss();  // what went wrong is said instead
+    output_.TakeLoss();  // the exception is reported instead
     DropNew();
     throw;
   }
@@ -80,7 +80,7 @@ DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const 
 DatasetPtr Shell::FindByID(const Caller& caller, LocallyUniqueID id) const {
   try {
     return Known(registry_.GetDataSet(id)->ID());
-  } catch (const ErrorMsg&) {  // no dataset of the registry
+  } catch (const ErrorMsg&) {  // not in the registry
     const Hold* const hold =
         caller.FindLast([&](const Hold& each) { return each.dataset->ID() == id; });
     if (hold != nullptr) return hold->dataset;

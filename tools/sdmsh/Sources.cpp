@@ -14,7 +14,7 @@
 namespace sdmsh {
 namespace {
 
-// How many cells of a row the variable takes.
+// The number of cells that the variable takes in a row.
 std::size_t CellCount(const ORVX_Variable& variable) {
   const auto width = static_cast<std::size_t>(variable.GetType());
   return width == 0 ? 1 : (width + sizeof(OBS) - 1) / sizeof(OBS);
@@ -68,7 +68,7 @@ class BlankRows final : public ObsIterator {
       : row_(std::move(row)), left_(count), area_(area) {}
 
   bool Next() override {
-    GiveUpIfInterrupted();  // a filter may read on for as long as there are rows
+    GiveUpIfInterrupted();  // a filter may skip all rows, and would not return until the last
     if (left_ == 0) return false;
     --left_;
     std::copy(row_.begin(), row_.end(), area_);
@@ -81,7 +81,7 @@ class BlankRows final : public ObsIterator {
   OBS* const area_;
 };
 
-// Every number is missing and every string blank.
+// A row in which every number is missing and every string is blank.
 std::vector<OBS> BlankRow(const ORVX_DataSource& dictionary) {
   OBS blanks;
   std::memset(blanks.text, ' ', sizeof blanks.text);
@@ -111,8 +111,9 @@ ObsIterator* BlankCases::MakeIterator(OBS* area) const {
 
 namespace {
 
-// Has the dictionary of a source, and its cases once it has it as its parent. A clone deletes what
-// it cannot take over, so it is given this first, and the source when no more can fail.
+// Has the dictionary of a source, and its cases after StandOn. If a clone cannot adopt a source, it
+// deletes the source. So the clone adopts this object first, and this object gets the source as its
+// parent when nothing can fail any more.
 class PassThrough final : public ORVX_DataSource {
  public:
   explicit PassThrough(const ORVX_DataSource& source) { CopyDictionary(&source); }
@@ -131,25 +132,27 @@ class PassThrough final : public ORVX_DataSource {
 
 std::unique_ptr<SvrDMCloneDataSource> CopyOf(const SvrDMCloneDataSource& clone) {
   auto copy = std::make_unique<SvrDMCloneDataSource>(clone);
-  copy->SetDirty(clone.IsDirty());  // no part of the dictionary
+  copy->SetDirty(clone.IsDirty());  // the dirty flag is not part of the dictionary
   return copy;
 }
 
-// In place of the placeholder on top of it, which goes.
+// Makes `source` the writer's data source again. Deletes the placeholder, which has `source` as its
+// parent.
 void PutBack(SvrDMWriteableDataSource& writer, ORVX_DataSource* source) {
   try {
     writer.SetDataSet(source);
-  } catch (...) {  // in place all the same; without the message, or the hold on the file
+  } catch (...) {  // the source was replaced; only the message or the hold on the file is missing
   }
 }
 
-// Leaves an empty source in the place of the present one, which is nobody's then.
+// Replaces the writer's data source with an empty placeholder, and returns the former source. The
+// caller then owns the former source.
 ORVX_DataSource* TakeOut(SvrDMWriteableDataSource& writer) {
   ORVX_DataSource* const source = *writer;
   auto placeholder = std::make_unique<DataFreeDataSource>(source);
   ORVX_DataSource* const placed = placeholder.get();
   try {
-    writer.SetDataSet(std::move(placeholder));  // built on the source: nothing is deleted
+    writer.SetDataSet(std::move(placeholder));  // the source is its parent, so it is not deleted
   } catch (...) {
     PutBack(writer, source);
     throw;
@@ -170,7 +173,7 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   clone->SetDirty(writer->IsDirty());
   auto copy = CopyOf(*clone);
 
-  shared.StandOn(TakeOut(writer));      // the clones own it from here on
+  shared.StandOn(TakeOut(writer));      // from here on, the clones own the former source
   writer.SetDataSet(std::move(clone));  // deletes the placeholder
   return copy;
 }
@@ -180,7 +183,7 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
 
 namespace {
 
-// Of the variables that have one of these names. A name that none has is passed over.
+// The positions of the variables that have one of these names. Ignores a name that no variable has.
 std::vector<int> PositionsNamed(const ORVX_DataSource& source,
                                 const std::vector<std::string>& names) {
   std::vector<int> positions;
@@ -202,7 +205,7 @@ ORVX_DataSource* HiddenVariables::FilterDataSource(ORVX_DataSource* source) {
   const std::vector<int> hidden = PositionsNamed(*source, names_);
   if (hidden.empty()) return source;
   auto shown = std::make_unique<FilteredDataSource>(source);
-  shown->SetDirty(source->IsDirty());  // no part of the dictionary
+  shown->SetDirty(source->IsDirty());  // the dirty flag is not part of the dictionary
   Delete(hidden, *shown);
   return shown.release();
 }

@@ -1,4 +1,4 @@
-// Editing with libedit, the history, and completion.
+// Implements line editing with libedit, the history, and completion.
 
 #include "Terminal.h"
 
@@ -33,7 +33,7 @@ std::filesystem::path HistoryFile() {
   return std::filesystem::path(home) / ".local/state" / file;
 }
 
-// libedit edits characters, so the locale must say how bytes make them up.
+// libedit edits characters, so it needs a locale with the encoding of the terminal.
 void UseCharactersOfTerminal() {
   const char* const locale = std::setlocale(LC_CTYPE, "");
   if (locale == nullptr || MB_CUR_MAX == 1) std::setlocale(LC_CTYPE, "C.UTF-8");
@@ -63,7 +63,7 @@ void Terminal::BindKeys() {
   el_set(
       editor, EL_PROMPT, +[](EditLine*) { return "sdmsh> "; });
   el_set(editor, EL_EDITOR, "emacs");
-  el_set(editor, EL_SIGNAL, 1);  // the size of the terminal, and ctrl-Z
+  el_set(editor, EL_SIGNAL, 1);  // handle changes of the terminal's size, and ctrl-Z
   el_set(editor, EL_HIST, history, history_.get());
   el_set(editor, EL_ADDFN, "sdmsh-complete", "Complete a word", OnTabulator);
   el_set(editor, EL_ADDFN, "sdmsh-give-up", "Give the line up", OnCtrlC);
@@ -85,7 +85,7 @@ std::optional<std::string> Terminal::ReadLine() {
   const char* const text = el_gets(editor_.get(), &count);
   if (givenUp_) return "";
   if (text == nullptr || count <= 0) {
-    std::cout << std::endl;  // the cursor stands behind the prompt
+    std::cout << std::endl;  // the cursor is still on the line of the prompt
     return std::nullopt;
   }
   std::string line(text, static_cast<std::size_t>(count));
@@ -121,7 +121,7 @@ void Terminal::OpenHistory(const std::filesystem::path& file) {
   if (isLong) lines.erase(lines.begin(), lines.end() - kHistorySize);
   for (const std::string& line : lines) history(history_.get(), &event, H_ENTER, line.c_str());
 
-  const mode_t before = umask(S_IRWXG | S_IRWXO);  // for the user alone
+  const mode_t before = umask(S_IRWXG | S_IRWXO);  // only the user may read the history
   std::error_code error;
   std::filesystem::create_directories(file.parent_path(), error);
   kept_.open(file, isLong ? std::ios::trunc : std::ios::app);
@@ -141,11 +141,12 @@ void Terminal::Keep(const std::string& line) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Completion: which words
+// Completion: finding words
 
 namespace {
 
-// The place of the last word, which is empty behind a blank, and whether a quote is open there.
+// Where the last word starts, and whether a quote is open at its end. After a blank, the last word
+// is empty.
 struct LastWord {
   std::size_t start = 0;
   bool isQuoted = false;
@@ -160,7 +161,7 @@ LastWord FindLastWord(const std::string& text) {
   return word;
 }
 
-// The words between blanks, brackets, bars and dots.
+// Splits the grammar into words at blanks, brackets, bars and dots.
 std::vector<std::string> TokensOf(const std::string& grammar) {
   std::vector<std::string> tokens;
   std::string token;
@@ -174,7 +175,7 @@ std::vector<std::string> TokensOf(const std::string& grammar) {
   return tokens;
 }
 
-// The part of the grammar behind this keyword; empty where it is none.
+// The part of the grammar after this keyword; empty if the word is not a keyword of the grammar.
 std::string PartBehind(const std::string& grammar, const std::string& word) {
   if (word.empty() || std::islower(static_cast<unsigned char>(word.front())) == 0) return "";
   for (auto at = grammar.find(word); at != std::string::npos; at = grammar.find(word, at + 1)) {
@@ -185,8 +186,8 @@ std::string PartBehind(const std::string& grammar, const std::string& word) {
   return "";
 }
 
-// What may stand behind these words of a command: what its grammar has behind the last one, if that
-// is a keyword; otherwise anything but what comes first.
+// The tokens that can follow these words of a command. After a keyword, this is the next token of
+// the grammar; otherwise any token except the first, which can only follow the command's name.
 std::vector<std::string> TokensBehind(const std::string& grammar,
                                       const std::vector<std::string>& words) {
   const std::size_t first = std::min(grammar.find(' '), grammar.size());
@@ -216,7 +217,7 @@ void AddVariables(Shell& shell, const Line& line, std::vector<std::string>& word
   const bool isRead = shell.Locks().TryRead(caller, dataset, [&](SvrDMInputDataSource& reader) {
     if (*reader != nullptr) add(**reader);
   });
-  if (!isRead) add(dataset->Interpreter().Mirror());  // as of the last pass
+  if (!isRead) add(dataset->Interpreter().Mirror());  // the variables as of the last pass
 }
 
 std::vector<std::string> WordsBehind(Shell& shell, const Line& line, const std::string& typed) {
@@ -242,9 +243,9 @@ Completions CompletionsOf(Shell& shell, const std::string& text) {
   const LastWord last = FindLastWord(text);
   Completions completions{last.start, "", {}};
   try {
-    // With a word in place of the last one: a caller needs a command.
+    // A placeholder replaces the last word, because ParseLine refuses a caller without a command.
     Line line = ParseLine(text.substr(0, last.start) + "x");
-    if (line.words.empty()) return completions;  // in a comment
+    if (line.words.empty()) return completions;  // the last word is in a comment
     line.words.pop_back();
     const Line word = ParseLine("x " + text.substr(last.start) + (last.isQuoted ? "\"" : ""));
     if (word.words.size() == 2) completions.typed = word.words[1];
@@ -269,15 +270,16 @@ constexpr std::size_t kShown = 200;
 
 std::string CommonStart(const std::vector<std::string>& words) {
   const std::string& first = words.front();
-  const std::string& last = words.back();  // they are sorted
+  const std::string& last = words.back();  // words are sorted, so these two differ the most
   const auto end = std::mismatch(first.begin(), first.end(), last.begin(), last.end()).first;
   std::string start(first.begin(), end);
-  // Not within a character.
+  // Must not end within a UTF-8 character.
   while (start.size() < first.size() && (first[start.size()] & 0xC0) == 0x80) start.pop_back();
   return start;
 }
 
-// As it is typed, in quotes where it needs them; the last quote only where the word is whole.
+// The word as a user types it, in quotes if it needs them. Without the closing quote unless
+// `isWhole`.
 std::string AsTyped(const std::string& word, bool isWhole) {
   if (word.find_first_of(" \t\"") == std::string::npos && !word.starts_with('#')) return word;
   std::string typed = "\"";
@@ -301,7 +303,7 @@ unsigned char Terminal::OnTabulator(EditLine* editor, int) {
   el_get(editor, EL_CLIENTDATA, &terminal);
   try {
     return terminal->Complete();
-  } catch (...) {  // libedit is written in C
+  } catch (...) {  // an exception must not pass through libedit, which is written in C
     return CC_ERROR;
   }
 }
@@ -327,7 +329,7 @@ unsigned char Terminal::Complete() {
   return CC_REDISPLAY;
 }
 
-// Puts `text` in place of what was typed before the cursor.
+// Replaces `typed`, the text before the cursor, with `text`.
 void Terminal::Replace(const std::string& typed, const std::string& text) {
   const auto count =
       std::count_if(typed.begin(), typed.end(), [](char byte) { return (byte & 0xC0) != 0x80; });

@@ -16,7 +16,7 @@ namespace {
 
 using DictionaryText::Quoted;
 
-// -1 where there is none of that name.
+// The position of the variable with this name; -1 if there is none.
 int FindByName(const ORVX_DataSource& source, const std::string& name) {
   for (int position = 0; position < source.ColumnCount(); ++position) {
     if (source.GetVariable(position).GetName() == name) return position;

@@ -1,4 +1,4 @@
-// sdmsh: the dataset manager at a prompt, or played from a script.
+// sdmsh: runs commands on datasets from a prompt, a pipe or a script.
 
 #include "Interrupt.h"
 #include "Output.h"
@@ -32,7 +32,7 @@ int WrongUse(const std::string& text) {
   return kWrongUse;
 }
 
-// The status to exit with, which is another where the output was lost.
+// Returns `status`, or kFailed if standard output cannot be written.
 int Ended(int status) {
   if (std::cout.flush()) return status;
   std::cerr << "sdmsh: standard output cannot be written\n";
@@ -50,7 +50,7 @@ int Run(std::istream* script, const std::string& file, bool json) {
   sdmsh::CatchInterrupts();
   sdmsh::Shell shell(ServerDataManager::GetInstance(), output);
   const int status = Play(shell, script, file, json) ? kGood : kFailed;
-  // A thread that waits for a lock for ever cannot be joined.
+  // The destructor would join a thread that waits forever for a lock.
   if (shell.IsStuck()) std::_Exit(Ended(kFailed));
   return Ended(status);
 }
@@ -79,7 +79,7 @@ int main(int argumentCount, char** arguments) try {
   std::ifstream stream(file);
   if (file.empty() || !stream) return WrongUse(file + ": " + std::strerror(errno));
   return Run(&stream, file, json);
-} catch (const std::bad_alloc&) {  // outside any command
+} catch (const std::bad_alloc&) {  // memory ran out outside of a command
   std::cerr << "sdmsh: not enough memory\n";
   return kFailed;
 }
