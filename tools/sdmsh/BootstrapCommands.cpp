@@ -1,4 +1,4 @@
-// The bootstrap specification of a dataset, and the file that keeps it.
+// The commands on the bootstrap specification of a dataset, and on the file that stores it.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -32,7 +32,7 @@ namespace {
 
 using Check = SvrBootstrapSpecsSerializer::Check;
 
-// In the order of the enumerators, from 0.
+// The words are in the order of the enumerators, which start at 0.
 std::vector<const char*> Methods() {
   return {"simple", "stratified", "residual", "wild"};
 }
@@ -45,7 +45,8 @@ std::vector<const char*> Intervals() {
 
 using Specs = SvrBootstrapSpecs;
 
-// Makes one setting in a record. The source, null for none, knows where variables stand.
+// Changes one setting of a specification. Finds the positions of variables in the source, which may
+// be null.
 using Setting = std::function<void(Specs&, const ORVX_DataSource*)>;
 
 template <class Value>
@@ -53,7 +54,8 @@ Setting Make(void (Specs::*set)(Value), Value value) {
   return [set, value](Specs& specs, const ORVX_DataSource*) { (specs.*set)(value); };
 }
 
-// "none" beside other words is the name of a variable.
+// Takes names of variables, or "none" for no variables. Beside other words, "none" is the name of a
+// variable.
 Setting TakeVariables(Arguments& arguments, void (Specs::*set)(const std::vector<int>&)) {
   std::vector<std::string> names = arguments.TakeRest("\"none\" or VARIABLE");
   if (names == std::vector<std::string>{"none"}) names.clear();
@@ -65,7 +67,7 @@ Setting TakeVariables(Arguments& arguments, void (Specs::*set)(const std::vector
   };
 }
 
-// "none", or what `take` takes, again and again up to the end.
+// Takes "none" for an empty list, or calls `take` for each element until the end of the line.
 template <class Take>
 auto TakeList(Arguments& arguments, Take take) {
   std::vector<decltype(take())> list;
@@ -148,7 +150,7 @@ std::error_code ErrorOf(int number) {
   return {number, std::generic_category()};
 }
 
-// Refuses what is no regular file before opening it, which might wait.
+// Refuses anything but a regular file before opening it, because opening it might wait.
 std::string ReadFile(const std::string& path) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
@@ -163,7 +165,7 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Makes the file, and nothing where that fails.
+// Creates the file. If that fails, removes a partly written file and returns the error.
 std::error_code WriteNewFile(const std::filesystem::path& path, std::string_view bytes) {
   std::FILE* const file = std::fopen(path.c_str(), "wbx");
   if (file == nullptr) return ErrorOf(errno);
@@ -175,8 +177,9 @@ std::error_code WriteNewFile(const std::filesystem::path& path, std::string_view
   return error;
 }
 
-// A new file beside takes the place of the present one, with its permissions; so the file has
-// either all of the bytes or its own. Links stay, and are followed.
+// Writes a new file in the same folder and renames it to `path`, so that the file has either all of
+// the new bytes or its former bytes. Keeps the permissions of an existing file. Follows symbolic
+// links, and does not replace them.
 void WriteFile(const std::string& path, std::string_view bytes) {
   std::error_code error;
   const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
@@ -194,7 +197,7 @@ void WriteFile(const std::string& path, std::string_view bytes) {
   Refuse(path, error.message());
 }
 
-// Refuses to replace a file of something else.
+// Refuses to replace a file that is neither empty nor a bootstrap specification.
 void RefuseOtherContent(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) return;
@@ -221,7 +224,8 @@ const char* FindingInJson(Check::Finding finding) {
   return finding == Check::Finding::UnknownVersion ? "unknownVersion" : "listTooLong";
 }
 
-// Refuses bytes that are not one whole bootstrap specification and nothing else.
+// Decodes a bootstrap specification. Refuses bytes that are incomplete, or that continue after the
+// specification.
 SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& path) {
   const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
   if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingInWords(check));
@@ -239,7 +243,7 @@ SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& path) {
 // Forms of the command
 
 Json WordOrNumber(const std::vector<const char*>& words, std::int32_t number) {
-  const auto index = static_cast<std::size_t>(number);  // a huge one for a negative number
+  const auto index = static_cast<std::size_t>(number);  // out of range for a negative number
   return index < words.size() ? Json(words[index]) : Json(number);
 }
 
@@ -277,12 +281,12 @@ std::string TextOf(const SvrBootstrapSpecs& specs) {
   return text;
 }
 
-// The record in place of the present one, which the writer's dataset then owns.
+// Replaces the bootstrap specification of the dataset, which takes ownership of the new one.
 void Replace(SvrDMWriteableDataSource& writer, SvrBootstrapSpecs specs) {
   writer.SetBootstrapSpecs(std::make_unique<SvrBootstrapSpecs>(std::move(specs)).release());
 }
 
-// Words have nothing to add to one setting, like that of a property.
+// Prints no words, because they would only repeat the command.
 void Set(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
   const Setting setting = TakeSetting(arguments);
   arguments.End();

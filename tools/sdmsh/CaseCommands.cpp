@@ -1,4 +1,4 @@
-// Looking at cases, and replacing the data source that has them.
+// The commands that show cases, and that replace the data source of a dataset.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -24,18 +24,18 @@ namespace sdmsh {
 namespace {
 
 // ---------------------------------------------------------------------------------------------
-// Showing them
+// Showing cases
 
 struct Range {
   std::optional<int> from;
   std::optional<int> count;
 };
 
-// "from N", "count N", both in either order, or nothing.
+// Takes "from N", "count N", both in either order, or nothing.
 Range TakeRange(Arguments& arguments) {
   Range range;
   while (!arguments.AtEnd()) {
-    std::vector<const char*> keywords;  // each once
+    std::vector<const char*> keywords;  // those that were not taken yet
     if (!range.from) keywords.push_back("from");
     if (!range.count) keywords.push_back("count");
     if (keywords.empty()) arguments.End();
@@ -45,7 +45,7 @@ Range TakeRange(Arguments& arguments) {
   return range;
 }
 
-// Prints cases while they are read, in parts: memory for a whole dataset may not be there.
+// Prints cases in parts while it reads them, because a whole dataset may not fit into memory.
 class CasePrinter {
  public:
   static constexpr long long kCasesInPart = 200;
@@ -85,8 +85,8 @@ class CasePrinter {
     return columns;
   }
 
-  // From the present row on, and leaves `rows` at the row behind the part; false where there is
-  // none.
+  // Prints a part that starts with the current row. Leaves `rows` at the row after the part, and
+  // returns false if there is none.
   bool PrintPart(CaseRows& rows, Table& table) {
     const long long first = next_;
     Json json = Json::array();
@@ -142,11 +142,11 @@ class CasePrinter {
   const std::string dataset_;
   std::vector<ORVX_Variable> variables_;
   long long next_;           // the number of the next case to print, from 1
-  std::optional<int> left_;  // how many to print; none for all of them
+  std::optional<int> left_;  // how many more cases to print; empty to print all
 };
 
 // ---------------------------------------------------------------------------------------------
-// Replacing them
+// Replacing the data source
 
 std::unique_ptr<ORVX_DataSource> BlankCasesOf(const OpenDataset& dataset,
                                               const ORVX_DataSource* source, int count) {
@@ -154,12 +154,12 @@ std::unique_ptr<ORVX_DataSource> BlankCasesOf(const OpenDataset& dataset,
   return std::make_unique<BlankCases>(*source, count);
 }
 
-// On top of the present source, which stays with the dataset.
+// Returns a filtered source with `source` as its parent. Does not take ownership of `source`.
 std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name, ORVX_DataSource& source) {
   const ORVX_Variable& selector =
       source.GetVariable(NumberPositionOf(source, name, "selects cases"));
   auto selected = std::make_unique<FilteredDataSource>(&source, selector.GetID());
-  selected->SetDirty(source.IsDirty());  // no part of the dictionary
+  selected->SetDirty(source.IsDirty());  // the dirty flag is not part of the dictionary
   return selected;
 }
 

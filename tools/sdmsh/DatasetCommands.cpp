@@ -1,4 +1,4 @@
-// Opening, closing and looking at datasets, and what any caller may set without a lock.
+// The commands that open, close and show datasets, and the settings that need no lock.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -30,7 +30,7 @@ using DictionaryText::Quoted;
 // ---------------------------------------------------------------------------------------------
 // Opening
 
-// The end of every command that opens a dataset.
+// The last arguments of every command that opens a dataset.
 struct NewDataset {
   std::string name;
   bool quiet;
@@ -45,11 +45,11 @@ NewDataset TakeNewDataset(const Shell& shell, Arguments& arguments) {
   return dataset;
 }
 
-// A dataset that was just registered, as the filter hook has left it.
+// A dataset that was just registered. The numbers are those after the filter hook has run.
 struct Added {
   LocallyUniqueID id;
   int variables;
-  long long cases;  // -1 while unknown
+  long long cases;  // negative if unknown
 };
 
 Added Add(Shell& shell, std::unique_ptr<ORVX_DataSource> source, const std::string& file,
@@ -72,7 +72,8 @@ Json OpenedInJson(const Caller& caller, const NewDataset& dataset, LocallyUnique
           {"id", IdentifierInJson(id)}, {"file", file},          {"quiet", dataset.quiet}};
 }
 
-// Says that a dataset with a source is open: a clone, where `cloneOf` is not empty.
+// Prints that a dataset with a data source is open. `cloneOf` is the dataset of which it is a
+// clone; empty if it is not a clone.
 void SayOpened(Shell& shell, const NewDataset& dataset, const Added& added, const std::string& file,
                const std::string& cloneOf, const Caller& caller) {
   const auto json = [&] {
@@ -94,8 +95,8 @@ void SayOpened(Shell& shell, const NewDataset& dataset, const Added& added, cons
 struct Property {
   const char* name;
   std::string value;
-  bool usual;          // whether people look for it also where it is "none"
-  bool isSent = true;  // whether messages carry each change of it
+  bool usual;          // whether it is shown even if its value is "none"
+  bool isSent = true;  // whether a message carries each change of the property
 };
 
 std::string LabelOf(const ORVX_DataSource& dictionary) {
@@ -135,9 +136,9 @@ std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// What is known of a dataset
+// Facts about a dataset
 
-// Who holds the lock, and who waits for it.
+// The holders of a lock, and the callers that wait for it.
 struct LockState {
   std::vector<Holding> holders;
   std::vector<Holding> waiters;
@@ -189,13 +190,14 @@ std::string FileInWords(const SvrDMDataset& handle) {
   return OrNone(handle.GetFileName()) + (kept.empty() ? "" : " (kept aside: " + kept + ")");
 }
 
-// What a dataset's dictionary and source say, as far as the lock lets the caller read them.
+// The facts about a dataset that need its lock. Those after `lock` are set only if the caller could
+// read the dataset without waiting.
 struct Contents {
-  LockState lock;  // before the dataset was read
+  LockState lock;  // as it was before the dataset was read
   bool isRead = false;
   bool isClone = false;
-  std::vector<Property> properties;  // in words
-  Json dictionary;                   // in JSON
+  std::vector<Property> properties;  // set only if the output is in words
+  Json dictionary;                   // set only if the output is JSON
 };
 
 Contents ContentsOf(Shell& shell, Caller& caller, const DatasetPtr& dataset) {
@@ -250,7 +252,7 @@ Json DatasetInJson(OpenDataset& dataset, const Contents& contents) {
 // ---------------------------------------------------------------------------------------------
 // Variables
 
-// " [weight, split 1]"; nothing where the variable is not used.
+// " [weight, split 1]"; empty if the variable has no use.
 std::string UsesInBrackets(const ORVX_DataSource& source, LocallyUniqueID id) {
   std::vector<std::string> uses;
   if (source.GetWeightVariableID() == id) uses.push_back("weight");
@@ -283,7 +285,7 @@ Json VariableTableInJson(const std::string& dataset, const ORVX_DataSource& sour
           {"split", IdentifiersInJson(SplitOf(source))}};
 }
 
-// Reads the data source, or an empty one where the dataset has none.
+// Calls `work` with the data source, or with an empty source if the dataset has none.
 void ReadSource(Shell& shell, Caller& caller, const DatasetPtr& dataset,
                 const std::function<void(const ORVX_DataSource&)>& work) {
   shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
@@ -312,7 +314,7 @@ void CompareProperties(const ORVX_DataSource& source, const ORVX_DataSource& mir
   }
 }
 
-// Variables that only one side has, and those that the sides define differently.
+// Adds the variables that only one side has, and those that the sides define differently.
 void CompareVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
   for (const ORVX_Variable& variable : VariablesOf(source)) {
     const std::string name = "  " + Quoted(variable.GetName());
@@ -338,7 +340,7 @@ std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source) {
   return ids;
 }
 
-// Sides with other variables are in another order anyway.
+// Compares the order only if both sides have the same variables.
 void CompareOrder(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
   const std::vector<LocallyUniqueID> here = IdentifiersOf(source);
   const std::vector<LocallyUniqueID> there = IdentifiersOf(mirror);
@@ -383,7 +385,8 @@ Json MirrorInJson(const std::string& dataset, const Json& source, const Json& mi
 // ---------------------------------------------------------------------------------------------
 // Files
 
-// The file itself where a dataset has it, else the file of the dataset of that name.
+// Returns the file name if a dataset has a file with this name, otherwise the file name of the
+// dataset with this name.
 std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {
   for (const DatasetPtr& dataset : shell.Datasets()) {
     const std::string file = dataset->Handle().GetFileName();
@@ -428,7 +431,7 @@ void CloneDataset(Shell& shell, Caller& caller, Arguments& arguments) {
 
   Added added{};
   Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
-    SourceOf(writer, *dataset);  // refuses where there is none
+    SourceOf(writer, *dataset);  // refuses a dataset without a data source
     added = Add(shell, CloneSource(writer), /*file=*/"", wanted.quiet);
   });
   shell.Adopt(added.id, wanted.name);

@@ -1,4 +1,4 @@
-// Editing the variables of a dataset, and the other properties of its dictionary.
+// The commands that edit the variables of a dataset and the properties of its dictionary.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -32,7 +32,8 @@ std::optional<int> ParseWidth(std::string_view text) {
   return width;
 }
 
-// 0 or the width of a string. `alternatives` completes what is said where no type stands there.
+// Takes a type: 0 for a number, otherwise the width of a string. `alternatives` is appended to the
+// expected words in the error text.
 int TakeType(Arguments& arguments, const char* alternatives = "") {
   if (arguments.Accept("numeric")) return 0;
   const std::string expected =
@@ -49,8 +50,8 @@ int TakeType(Arguments& arguments, const char* alternatives = "") {
 // ---------------------------------------------------------------------------------------------
 // Moving
 
-// Weight, filter and split. A variable that leaves its place is dropped from them; this puts it
-// back.
+// Saves the weight, filter and split of a source and restores them. Deleting a variable in order to
+// move it removes it from all three.
 class Uses {
  public:
   explicit Uses(const ORVX_DataSource& source)
@@ -89,13 +90,13 @@ void MoveTo(ORVX_DataSource& source, int from, int to) {
 // ---------------------------------------------------------------------------------------------
 // Properties
 
-// "by VARIABLE" or "off".
+// Takes "by VARIABLE", or "off" for nullopt.
 std::optional<std::string> TakeUse(Arguments& arguments) {
   if (arguments.TakeOneOf({"by", "off"}) == 1) return std::nullopt;
   return arguments.Take("VARIABLE");
 }
 
-// -1 for none. `does`: see NumberPositionOf.
+// The position of the variable; -1 if there is no name. For `does` see NumberPositionOf.
 int PositionOrNone(const ORVX_DataSource& source, const std::optional<std::string>& name,
                    const std::string& does) {
   return name ? NumberPositionOf(source, *name, does) : -1;
@@ -110,8 +111,8 @@ std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
   return ids;
 }
 
-// The sets with `set` in place of the one of its name, or at the end; without that one where `set`
-// has no members.
+// Returns `sets` with `set` added: it replaces the set with the same name, or is appended. If `set`
+// has no members, removes the set with the same name instead.
 std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetImpl> sets) {
   const auto found = std::find_if(sets.begin(), sets.end(), [&](const VariableSetImpl& other) {
     return other.name == set.name;
@@ -181,7 +182,7 @@ void MoveVariable(Shell& shell, Caller& caller, Arguments& arguments) {
     int to = position - 1;
     if (!toPosition) {
       to = PositionOf(source, before);
-      if (from < to) --to;  // the list is one shorter while the variable is on its way
+      if (from < to) --to;  // the list is one shorter after the variable is deleted
     }
     if (to >= source.ColumnCount()) {
       throw CommandError("there are only " + std::to_string(source.ColumnCount()) + " positions");

@@ -1,4 +1,4 @@
-// Who is notified of changes, of datasets that come and go, and of errors.
+// The commands for observers of changes, for observers of the registry, and for reports of errors.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -13,7 +13,7 @@
 namespace sdmsh {
 namespace {
 
-// Any severity but that of an error is one.
+// Every severity except that of an error is a warning.
 constexpr std::int8_t kWarning = 2;
 
 }  // namespace
