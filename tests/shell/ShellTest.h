@@ -1,4 +1,4 @@
-// What the tests of the shell have in common: commands in, words or JSON out, in this process.
+// ShellTest: a fixture that runs shell commands in this process and returns the output.
 
 #ifndef TESTS_SHELL_SHELLTEST_H_
 #define TESTS_SHELL_SHELLTEST_H_
@@ -20,7 +20,7 @@
 
 namespace sdmsh {
 
-// Each test has a registry and a folder of its own. In the folder, abc.tsv has the numeric
+// Each test has its own registry and folder. The folder contains abc.tsv, with the numeric
 // variables a, b and c, and two cases.
 class ShellTest : public testing::Test {
  protected:
@@ -34,7 +34,7 @@ class ShellTest : public testing::Test {
     return Path(file);
   }
 
-  // "open .../abc.tsv as NAME" and what the shell says to it.
+  // The command "open .../abc.tsv as NAME", and the output of this command.
   std::string Open(const std::string& name) const {
     return "open " + Path("abc.tsv") + " as " + name + "\n";
   }
@@ -42,8 +42,8 @@ class ShellTest : public testing::Test {
     return name + " is open: 3 variables, 2 cases, from " + Path("abc.tsv") + "\n";
   }
 
-  // Everything that the shell says at the prompt, failures in their place between the rest. Each
-  // starts with no dataset open.
+  // Runs commands from an input in a new shell. Returns the output, with failures in the order in
+  // which they occur.
   std::string AtPrompt(const std::string& commands) {
     std::istringstream input(commands);
     std::ostringstream out;
@@ -53,7 +53,7 @@ class ShellTest : public testing::Test {
     return out.str();
   }
 
-  // The same as lines of JSON.
+  // Like AtPrompt, but returns lines of JSON.
   std::string InJson(const std::string& commands) {
     std::istringstream input(commands);
     std::ostringstream out;
@@ -63,7 +63,7 @@ class ShellTest : public testing::Test {
     return out.str();
   }
 
-  // AtPrompt for a script of the name test.sdm.
+  // Like AtPrompt, but runs the commands as a script with the name test.sdm.
   std::string InScript(const std::string& commands) {
     std::istringstream script(commands);
     std::ostringstream out;
@@ -73,8 +73,8 @@ class ShellTest : public testing::Test {
     return out.str();
   }
 
-  // What AtPrompt gives for the commands after abc.tsv was opened as survey and `main` has its
-  // write lock, without what is said to these two.
+  // Runs commands after opening abc.tsv as survey and acquiring its write lock for `main`. Returns
+  // the output of the commands only.
   std::string Writing(const std::string& commands) {
     const std::string taken = "main takes the write lock on survey\n";
     const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
@@ -86,7 +86,7 @@ class ShellTest : public testing::Test {
 
   static constexpr const char* kReleased = "main releases the write lock on survey\n";
 
-  // What the last of them returned.
+  // Whether the last shell run succeeded.
   bool WentWell() const { return good_; }
 
   ServerDataManager& Registry() { return registry_; }

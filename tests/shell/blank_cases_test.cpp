@@ -1,4 +1,4 @@
-// Cases in which every value is missing.
+// Tests of the data source with blank cases.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

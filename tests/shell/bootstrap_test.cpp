@@ -1,4 +1,4 @@
-// The bootstrap specification of a dataset at the shell.
+// Tests of the command for bootstrap specifications.
 
 #include "ShellTest.h"
 
@@ -29,7 +29,7 @@ using testing::UnorderedElementsAre;
 
 class Bootstrapping : public ShellTest {
  protected:
-  // Every JSON event of the bootstrap command, a line each.
+  // The JSON events of the bootstrap command, one per line.
   std::string InJsonWriting(const std::string& commands) {
     std::istringstream lines(InJson(Open("survey") + "write survey\n" + commands));
     std::string found;
@@ -39,7 +39,7 @@ class Bootstrapping : public ShellTest {
     return found;
   }
 
-  // The record of survey after the commands, which must go well.
+  // The specification of survey after the commands, which must succeed.
   SvrBootstrapSpecs RecordAfter(const std::string& commands) {
     std::ostringstream out;
     Output output(out, out);
@@ -52,7 +52,7 @@ class Bootstrapping : public ShellTest {
   }
 };
 
-// The members of "specs" in JSON for a record with all defaults.
+// The members of "specs" in JSON for a specification with all defaults.
 constexpr const char* kDefaultsInJson =
     R"({"method":"simple","strata":[],"dependents":[],"inputs":[],"predicted":[],"residuals":[],)"
     R"("splitEnds":[],"caseStats":[],"level":95.0,"interval":"percentile","samples":1000,)"
@@ -159,7 +159,7 @@ TEST_F(Bootstrapping, NoneBesideOtherWordsIsAVariable) {
               ElementsAre(2, 1));
 }
 
-// The record stores anything, so what is odd is set and shown.
+// A specification stores any number, so implausible numbers are accepted.
 TEST_F(Bootstrapping, OddNumbersAreSetAsTheyAre) {
   EXPECT_THAT(Writing("bootstrap survey set level 250\nbootstrap survey set samples -7\n"
                       "bootstrap survey display\n"),
@@ -264,7 +264,7 @@ TEST_F(Bootstrapping, TellsEveryFieldInJson) {
 // ---------------------------------------------------------------------------------------------
 // Files
 
-// The bytes of a bootstrap specification, written field by field in either byte order.
+// Encodes a bootstrap specification field by field, in native or swapped byte order.
 class SpecsBytes {
  public:
   explicit SpecsBytes(bool swapped) : swapped_(swapped) { Add(std::uint16_t{1}); }
@@ -292,8 +292,9 @@ class SpecsBytes {
   std::string bytes_;
 };
 
-// Of this record: wild, strata 1, dependents 2 and 0, inputs 7, split ends 3 and 4, one case
-// statistic of 0.5 and 6, level 99.5, bca, 20 samples, user-missing values included. 91 bytes.
+// The 91 bytes of this specification: wild, strata 1, dependents 2 and 0, inputs 7, split ends 3
+// and 4, one case statistic of 0.5 and 6, level 99.5, bca, 20 samples, user-missing values
+// included.
 std::string FullSpecs(bool swapped) {
   SpecsBytes bytes(swapped);
   bytes.Add(std::uint32_t{1}).Add(std::int32_t{3});
@@ -317,7 +318,7 @@ class BootstrapFiles : public Bootstrapping {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 
-  // What the folder of the test holds beside abc.tsv.
+  // The files in the folder of the test, without abc.tsv.
   std::vector<std::string> Files() const {
     std::vector<std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(Path(""))) {
@@ -343,7 +344,8 @@ class BootstrapFiles : public Bootstrapping {
     return "bootstrap survey check " + Path(file) + "\n";
   }
 
-  // Makes the record of FullSpecs where three variables are enough, all but the inputs.
+  // Sets the specification of FullSpecs except for the inputs, for which a dataset with three
+  // variables has no position 7.
   static constexpr const char* kSetMost =
       "bootstrap survey set method wild\nbootstrap survey set strata b\n"
       "bootstrap survey set dependents c a\nbootstrap survey set split-ends 3 4\n"
@@ -441,7 +443,7 @@ TEST_F(BootstrapFiles, AreReplacedWhereALinkLeads) {
   EXPECT_EQ(ReadFile("folder/specs").size(), 55u);
 }
 
-// A disk that is full, or nearly.
+// Simulates a full disk: no file can grow beyond a number of bytes.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -532,7 +534,7 @@ TEST_F(BootstrapFiles, LeaveAloneWhatIsNotTheirOwn) {
   EXPECT_THAT(Files(), ElementsAre(part));
 }
 
-// Nobody may make files there, whoever it is.
+// No user can create files in /proc, not even root.
 TEST_F(BootstrapFiles, AreNotWrittenInAFolderThatTakesNone) {
   EXPECT_THAT(Writing("bootstrap survey set level 90\nbootstrap survey to /proc/specs\n"),
               HasSubstr("error: /proc/specs: No such file or directory\n"));
@@ -580,11 +582,11 @@ TEST_F(BootstrapFiles, ThatCannotBeReadAreRefused) {
   }
 }
 
-// What is wrong with bytes, as `from` and `check` say it.
+// Invalid bytes, with the finding that `from` prints and the JSON that `check` prints.
 struct Broken {
   std::string bytes;
   std::string finding;
-  std::string json;  // of the check
+  std::string json;  // the end of the JSON of `check`
 };
 
 std::vector<Broken> BrokenSpecs(bool swapped) {

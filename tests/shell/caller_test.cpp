@@ -1,4 +1,4 @@
-// The thread of a caller.
+// Tests of callers and their threads.
 
 #include <CommandError.h>
 #include <Locks.h>

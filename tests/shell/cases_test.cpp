@@ -1,4 +1,4 @@
-// Cases at the shell: which are shown, and how.
+// Tests of the command that shows cases: which cases it shows, and how.
 
 #include "ShellTest.h"
 
@@ -20,7 +20,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-// The one variable x, with a case for each number. Counts the rows that were asked for.
+// A source with one variable, x, and a case for each number. Counts the calls of Next().
 class Numbers final : public ORVX_DataSource {
  public:
   explicit Numbers(std::vector<double> numbers) : numbers_(std::move(numbers)) {
@@ -55,7 +55,7 @@ class Numbers final : public ORVX_DataSource {
 
 class Cases : public ShellTest {
  protected:
-  // What the shell says to the commands, after `file` was opened as survey.
+  // The output of the commands, after `file` was opened as survey.
   std::string Said(const std::string& file, const std::string& commands) {
     return AfterFirstLine(AtPrompt("open " + file + " as survey\n" + commands));
   }
@@ -63,7 +63,7 @@ class Cases : public ShellTest {
     return AfterFirstLine(InJson("open " + file + " as survey\n" + commands));
   }
 
-  // The same of a dataset of these numbers.
+  // The output of the commands for a dataset with these numbers.
   std::string SaidOf(const std::vector<double>& numbers, const std::string& commands) {
     AddNumbers(numbers);
     return Played(commands, {});
@@ -73,7 +73,7 @@ class Cases : public ShellTest {
     return Played(commands, {.json = true});
   }
 
-  // How often the commands of the last of those two asked for a row.
+  // How often the last call of SaidOf or SaidInJsonOf read a row.
   int Asked() const { return asked_; }
 
  private:
@@ -97,13 +97,13 @@ class Cases : public ShellTest {
     return out.str();
   }
 
-  Numbers* source_ = nullptr;  // of the dataset added last
+  Numbers* source_ = nullptr;  // the source of the dataset added last
   LocallyUniqueID id_;
   int asked_ = 0;
 };
 
 // ---------------------------------------------------------------------------------------------
-// Which
+// Which cases are shown
 
 TEST_F(Cases, AreAllOfThemUnlessSaidOtherwise) {
   EXPECT_EQ(Said(Path("abc.tsv"), "cases survey\n"),
@@ -137,7 +137,7 @@ TEST_F(Cases, BeyondTheLastThereAreNone) {
 
 TEST_F(Cases, NoMoreRowsAreReadThanItTakes) {
   SaidOf(std::vector<double>(100, 7), "cases survey from 3 count 2\n");
-  EXPECT_EQ(Asked(), 5);  // one more tells whether cases follow
+  EXPECT_EQ(Asked(), 5);  // one more row, to find out whether cases follow
 }
 
 TEST_F(Cases, ADatasetMayHaveNone) {
@@ -247,9 +247,9 @@ TEST_F(Cases, WithoutVariablesAreCountedAllTheSame) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Too many
+// Too many cases
 
-// A source whose rows take more memory than there is.
+// A source that runs out of memory when its rows are read.
 class Huge final : public ORVX_DataSource {
  public:
   ObsIterator* MakeIterator(OBS*) const override { throw std::bad_alloc(); }
@@ -270,7 +270,7 @@ TEST_F(Cases, TooManyToReadFailTheirCommandAndTheShellGoesOn) {
             "survey has no variables\n");
 }
 
-// Keeps what is printed, and notes how many rows were asked for before.
+// Keeps the output, and records how many rows were read before the first output.
 class FirstText final : public std::stringbuf {
  public:
   explicit FirstText(const Numbers& source) : source_(source) {}
@@ -284,7 +284,7 @@ class FirstText final : public std::stringbuf {
   }
 
   const Numbers& source_;
-  int asked_ = -1;  // before anything was printed
+  int asked_ = -1;  // negative until something is printed
 };
 
 class Streaming : public Cases, public testing::WithParamInterface<bool> {};

@@ -1,5 +1,5 @@
-// Cloning, and new roles, where memory runs out. This program replaces the global operator new, so
-// it is one of its own.
+// Tests of cloning, and of new callers, if memory runs out. This is a separate program because it
+// replaces the global operator new.
 
 #include <Commands.h>
 #include <libdatasrc/OBS.h>
@@ -28,7 +28,7 @@ namespace {
 
 using support::MemoryFor;
 
-// Two variables and three cases. Counts the sources of its kind that were deleted.
+// A source with two variables and three cases. Counts how many sources of this class were deleted.
 class Counted final : public ORVX_DataSource {
  public:
   Counted(int& deaths, ORVX_DataSource* parent) : ORVX_DataSource(parent), deaths_(deaths) {
@@ -72,7 +72,7 @@ Table RowsOf(const ORVX_DataSource& source) {
   return table;
 }
 
-// A registry with one dataset, over a chain of two sources.
+// A registry with one dataset, whose data source is a chain of two sources.
 class CloneMemory : public testing::Test {
  protected:
   void AddDataset() {
@@ -99,7 +99,7 @@ class CloneMemory : public testing::Test {
   LocallyUniqueID id_;
 };
 
-// Null where memory ran out.
+// Clones the source with this many allocations left. Returns null if memory runs out.
 std::unique_ptr<SvrDMCloneDataSource> CloneWith(long allocations,
                                                 SvrDMWriteableDataSource& writer) {
   const MemoryFor some(allocations);
@@ -154,9 +154,9 @@ TEST_F(CloneMemory, ACloneOfACloneLeavesItAloneWhereItRunsOut) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Roles
+// Callers
 
-// Takes everything, and keeps nothing.
+// Accepts all output and discards it.
 class Mute final : public std::streambuf {
   int overflow(int c) override { return c == EOF ? 0 : c; }
   std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
@@ -165,7 +165,7 @@ class Mute final : public std::streambuf {
 TEST(RoleMemory, ARoleIsThereWholeOrNotAtAll) {
   const std::string role = "a role with a long name, for which a string needs memory";
   const std::vector<std::string> words = {"list"};
-  CommandTable();  // makes the table, which would fail first otherwise
+  CommandTable();  // the first call creates the table, which must not fail here
   int failures = 0;
   for (bool done = false; !done; failures += done ? 0 : 1) {
     ServerDataManager registry;
@@ -178,7 +178,7 @@ TEST(RoleMemory, ARoleIsThereWholeOrNotAtAll) {
       try {
         shell.Execute(role, words);
         done = true;
-      } catch (const std::exception&) {  // for CommandError there was none, either
+      } catch (const std::exception&) {  // memory may also run out for the CommandError
       }
     }
     EXPECT_TRUE(shell.CloseDown(""));

@@ -1,4 +1,4 @@
-// Datasets that share cases, and sources that show a part of them.
+// Tests of datasets that share cases, and of sources that hide variables or select cases.
 
 #include "ShellTest.h"
 
@@ -22,7 +22,7 @@ using testing::StartsWith;
 
 class Cloning : public ShellTest {
  protected:
-  // The last line of the JSON that it says to them.
+  // The last line of JSON before the write lock is released.
   std::string LastInJson(const std::string& commands) {
     const std::string text = InJson(Open("survey") + "@w write survey\n" + commands);
     const std::size_t end = text.rfind("{\"event\":\"lock\",\"what\":\"released\"");

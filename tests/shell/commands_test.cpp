@@ -1,4 +1,4 @@
-// What each command does, and what is said of its wrong use.
+// Tests of each command and of its usage errors.
 
 #include "ShellTest.h"
 
@@ -28,7 +28,7 @@ TEST_F(Commands, AnUnknownOneIsNamed) {
   EXPECT_FALSE(WentWell());
 }
 
-// Every row of the table, used without what it needs, or with a word too many.
+// Uses each command of the table with missing, wrong or superfluous words.
 TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
   const std::string type = "numeric or string:WIDTH (1 to 1000000)";
   const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {
@@ -567,7 +567,7 @@ TEST_F(Commands, EditingNeedsADataSource) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Who is told what
+// Notifications
 
 TEST_F(Commands, ObserversAreToldInTheOrderOfTheirComing) {
   EXPECT_EQ(Writing("release\n@v observe survey\n@u observe survey\n"

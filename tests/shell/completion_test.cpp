@@ -1,4 +1,4 @@
-// What the tabulator key offers, and which name was meant.
+// Tests of completion, and of the remark that suggests a name.
 
 #include "ShellTest.h"
 
@@ -17,7 +17,7 @@ using testing::Not;
 
 class Completion : public ShellTest {
  protected:
-  // Plays the commands, then completes the line.
+  // Runs the commands, then completes the line.
   std::vector<std::string> After(const std::string& commands, const std::string& line) {
     Shell shell(Registry(), output_);
     std::istringstream input(commands);

@@ -1,4 +1,4 @@
-// Reports on datasets, and the clients that get them.
+// Tests of error reports and of the clients that receive them.
 
 #include "ShellTest.h"
 
@@ -15,7 +15,8 @@ using testing::StartsWith;
 
 class Errors : public ShellTest {
  protected:
-  // What is said after `window` has become the client of survey and has its write lock.
+  // The output of the commands, after `window` acquired the write lock of survey and became its
+  // client.
   std::string AtClient(const std::string& commands) {
     const std::string before = IsOpen("survey") +
                                "window takes the write lock on survey\n"

@@ -1,5 +1,5 @@
-// Every command of the shell with memory that fails at each of its allocations in turn. This
-// program replaces the global operator new, so it is one of its own.
+// Tests that each command survives a failure of each of its allocations. This is a separate program
+// because it replaces the global operator new.
 
 #include <Arguments.h>
 #include <CommandError.h>
@@ -26,7 +26,7 @@
 namespace sdmsh {
 namespace {
 
-// Takes everything, and keeps nothing.
+// Accepts all output and discards it.
 class Mute final : public std::streambuf {
   int overflow(int c) override { return c == EOF ? 0 : c; }
   std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
@@ -40,12 +40,12 @@ std::vector<std::string> LinesOf(const std::ostringstream& text) {
 }
 
 struct Scene {
-  std::string command;             // its first word is the command's name
-  std::string before = "write s";  // what goes before, one command to a line
+  std::string command;             // the command whose allocations fail
+  std::string before = "write s";  // the commands before it, one per line
 };
 
-// One for each command of the table, at least. Every word that is kept is too long to be kept
-// without memory. "FOLDER" stands for the test's own.
+// At least one scene for each command of the table. Words that a command stores are so long that a
+// string allocates memory for them. "FOLDER" stands for the folder of the test.
 const std::vector<Scene>& Scenes() {
   static const std::vector<Scene> scenes = {
       {"open FOLDER/abc.tsv as another_name_that_needs_memory", ""},
@@ -154,8 +154,8 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
     }
   }
 
-  // Plays the scene with that many allocations left for its command, then has the shell go on.
-  // Returns whether one failed; where memory stays full after it, whatever is returned.
+  // Runs the scene with this many allocations left for its command, then runs another command.
+  // Returns whether an allocation failed; always true if the shortage lasts.
   bool OneFailsIn(long allocations, support::Shortage shortage) const;
 
  private:
@@ -168,12 +168,12 @@ bool WasDone(Shell& shell, const Line& line) {
     return true;
   } catch (const CommandError&) {
     return false;
-  } catch (const std::bad_alloc&) {  // not even for the words
+  } catch (const std::bad_alloc&) {  // memory also ran out for the CommandError
     return false;
   }
 }
 
-// Whether the shortage is still to come, after which it is over.
+// Whether no allocation has failed yet. Uses up the remaining allocations.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;
@@ -197,14 +197,14 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   {
     const support::MemoryFor some(allocations, shortage);
     const bool done = WasDone(shell, line);
-    // Memory that stays full looks as if the shortage were to come.
+    // IsToCome cannot tell a lasting shortage from one that has not begun.
     failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
     support::EndShortage();
     EXPECT_TRUE(done || failed) << "fails with all the memory in the world";
   }
   Execute(shell, "@another list");
   shell.CloseDown("");
-  // A role that stood in line before the command may stand there still.
+  // A caller that waited for a lock before the command may still wait.
   EXPECT_THAT(LinesOf(failures), testing::Each(testing::HasSubstr(" still waits for ")));
   EXPECT_FALSE(shell.IsStuck());
   return failed;

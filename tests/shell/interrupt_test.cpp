@@ -1,4 +1,4 @@
-// Ctrl-C gives up the command under way.
+// Tests that ctrl-C ends the running command.
 
 #include "ShellTest.h"
 
@@ -16,7 +16,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-// Keeps what is printed, and sends this process SIGINT once that ends with a text of the test's.
+// Keeps the output, and sends SIGINT to this process as soon as the output ends with `end`.
 class Interrupting final : public std::stringbuf {
  public:
   explicit Interrupting(std::string end) : end_(std::move(end)) {}
@@ -27,7 +27,7 @@ class Interrupting final : public std::stringbuf {
     return 0;
   }
 
-  // Also on the thread of a caller, which leaves SIGINT to the others.
+  // Unblocks SIGINT, because this may run on the thread of a caller, which blocks it.
   static void RaiseHere() {
     sigset_t interrupt;
     sigset_t before;
@@ -49,7 +49,7 @@ class Interrupt : public ShellTest {
     std::signal(SIGINT, SIG_DFL);
   }
 
-  // What a script says that is interrupted once this was printed.
+  // The output of a script that is interrupted as soon as its output ends with `end`.
   std::string InterruptedScript(const std::string& commands, const std::string& end) {
     std::istringstream script(commands);
     Interrupting text(end);
@@ -59,7 +59,7 @@ class Interrupt : public ShellTest {
     isGood_ = PlayScript(shell, script, "test.sdm");
     return text.str();
   }
-  // The same, interrupted at the beginning of its last line.
+  // The output of a script that is interrupted at the beginning of `command`.
   std::string InterruptedInLastLine(const std::string& before, const std::string& command) {
     return InterruptedScript(before + command + "\nlist\n", "> " + command + "\n");
   }
@@ -90,7 +90,7 @@ TEST_F(Interrupt, GivesUpCasesThatAreBeingRead) {
   EXPECT_THAT(text, EndsWith("> cases survey\ntest.sdm:2: interrupted\n"));
 }
 
-// None of two thousand million cases is selected, so that the first never comes.
+// The filter selects none of two thousand million cases, so the search would not end by itself.
 TEST_F(Interrupt, GivesUpASearchForCasesThatAreSelected) {
   const std::string text =
       InterruptedInLastLine(Open("survey") +

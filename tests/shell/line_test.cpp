@@ -1,4 +1,4 @@
-// How a line falls into words.
+// Tests of splitting a line into words.
 
 #include <Arguments.h>
 #include <CommandError.h>

@@ -1,4 +1,4 @@
-// Callers on threads of their own: who waits, who gets in, and that nobody hangs.
+// Tests of locks: which callers wait, which get a lock, and that no caller waits forever.
 
 #include "ShellTest.h"
 
@@ -36,8 +36,8 @@ TEST_F(Locks, AWriterWaitsUntilTheLastReaderLetsItIn) {
   EXPECT_TRUE(WentWell());
 }
 
-// A reader lets a waiting writer go first, but not for long: readers of the lock must not wait for
-// each other.
+// A reader lets a waiting writer go first, but only for a short time, because readers must not wait
+// for each other.
 TEST_F(Locks, AReaderBehindAWaitingWriterSaysSoAndGetsInBesideTheReaders) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r1 read survey\n@w write survey\n@r2 read survey\n"
                                         "@r1 release\n@r2 release\n@w release\n"),
@@ -231,7 +231,7 @@ TEST_F(Locks, ALockThatIsHeldOutsideTheShellIsWaitedFor) {
   outsider.reset();
 }
 
-// What the monitor was not there to see.
+// The lock monitor knows no lock that was acquired before it started.
 TEST_F(Locks, ALockThatWasAcquiredBeforeTheShellStartedIsAnErrorAfterAWhile) {
   const LocallyUniqueID id = Registry().AddEmpty(true);
   auto outsider = std::make_optional<SvrDMInputDataSource>(Registry(), id, false);
@@ -247,8 +247,8 @@ TEST_F(Locks, ALockThatWasAcquiredBeforeTheShellStartedIsAnErrorAfterAWhile) {
   outsider.reset();
 }
 
-// Whatever the callers do, nobody is left waiting who could have the lock: otherwise a command
-// fails, saying what should have happened. The seed is in the message.
+// Runs random commands. If a caller waited for a lock that it could have, a command would fail with
+// a message that contains " should ". A failure of this test prints the seed.
 TEST_F(Locks, AreAllAcquiredAndReleasedInTheEnd) {
   for (unsigned seed = 1; seed <= 20; ++seed) {
     std::mt19937 random(seed);

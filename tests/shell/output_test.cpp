@@ -1,4 +1,4 @@
-// What the shell prints: tables that fit the terminal, notices, colour, and signs for control
+// Tests of the output: tables that fit the terminal, notices, colour, and visible control
 // characters.
 
 #include <gmock/gmock.h>
@@ -13,7 +13,7 @@ namespace {
 
 class Printed : public testing::Test {
  protected:
-  // Of two cases of a number, a text of East Asian width, and another number.
+  // A table with two cases: a number, a text (one with wide characters), and another number.
   std::string TableText(const Look& look) {
     Output output(out, err, look);
     Table table({{.head = "", .right = true, .width = 4},

@@ -1,4 +1,4 @@
-// The program sdmsh itself: its example, its two ways to print, and its exit status.
+// Tests of the program sdmsh: its examples, its output in words and JSON, and its exit status.
 
 #include "ShellTest.h"
 
@@ -32,25 +32,25 @@ std::string ReadFile(const std::string& path) {
 
 class Program : public ShellTest {
  protected:
-  // Runs sdmsh in the project's root; `arguments` is read by the shell of the system.
+  // Runs sdmsh in the root folder of the project. The system's shell parses `arguments`.
   Played Run(const std::string& arguments, const std::string& input = "") {
     return RunIn(PROJECT_ROOT, arguments, input);
   }
 
-  // The same in another folder.
+  // Like Run, but in another folder.
   Played RunIn(const std::string& folder, const std::string& arguments,
                const std::string& input = "") {
     const int status = StatusOf(folder, arguments, input, Path("out"));
     return {status, ReadFile(Path("out")), ReadFile(Path("err"))};
   }
 
-  // The same in the project's root, where every disk is full.
+  // Like Run, but standard output is a full disk.
   Played RunIntoNothing(const std::string& arguments, const std::string& input = "") {
     const int status = StatusOf(PROJECT_ROOT, arguments, input, "/dev/full");
     return {status, "", ReadFile(Path("err"))};
   }
 
-  // A folder with the project's examples and with a build/ of its own, which some write to.
+  // Makes a folder with a link to the project's examples, and a build/ to which some of them write.
   std::string Stage() const {
     std::filesystem::create_directories(Path("stage/build"));
     std::filesystem::create_directory_symlink(std::string(PROJECT_ROOT) + "/examples",
@@ -77,7 +77,7 @@ std::vector<json> Lines(const std::string& text) {
   return lines;
 }
 
-// The lines that have these members with these values.
+// The lines that contain these members with these values.
 std::vector<json> Where(const std::vector<json>& lines, const json& members) {
   std::vector<json> found;
   for (const json& line : lines) {
@@ -88,8 +88,8 @@ std::vector<json> Where(const std::vector<json>& lines, const json& members) {
   return found;
 }
 
-// To freeze a changed story: ./build/release/tools/sdmsh/sdmsh examples/survey.sdm
-// >tests/shell/survey.txt, and read the difference; likewise for the others.
+// To update an expected output, run ./build/release/tools/sdmsh/sdmsh examples/survey.sdm
+// >tests/shell/survey.txt and review the difference. The other examples work in the same way.
 TEST_F(Program, TellsTheStoriesOfTheExamples) {
   const std::string stage = Stage();
   for (const std::string story : {"survey", "properties", "errors", "bootstrap"}) {
@@ -100,7 +100,7 @@ TEST_F(Program, TellsTheStoriesOfTheExamples) {
   }
 }
 
-// The examples of docs/usage.md that begin with a command after "> ", as they stand there.
+// The examples in docs/usage.md that begin with a command after "> ", unchanged.
 std::vector<std::string> ExamplesOfTheManual() {
   std::istringstream manual(ReadFile(std::string(PROJECT_ROOT) + "/docs/usage.md"));
   std::vector<std::string> examples;
@@ -141,7 +141,7 @@ TEST_F(Program, DoesWhatTheManualShows) {
     const std::string shown = (opensItself ? "" : isOpen) + example;
     EXPECT_EQ(played.out.substr(0, shown.size()), shown);
     std::istringstream rest(played.out.substr(std::min(shown.size(), played.out.size())));
-    for (std::string line; std::getline(rest, line);) {  // what the end of the script lets go of
+    for (std::string line; std::getline(rest, line);) {  // locks released at the end of the script
       EXPECT_THAT(line, HasSubstr(" lock on "));
     }
     EXPECT_THAT(played.err, IsEmpty());

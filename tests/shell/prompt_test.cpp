@@ -1,4 +1,4 @@
-// sdmsh at a terminal: editing, completion, the history, ctrl-C, ctrl-D and the exit status.
+// Tests of sdmsh at a terminal: editing, completion, the history, ctrl-C, ctrl-D, the exit status.
 
 #include "ShellTest.h"
 
@@ -27,12 +27,12 @@ constexpr const char* kCtrlC = "\x03";
 constexpr const char* kCtrlD = "\x04";
 constexpr const char* kUp = "\x1B[A";
 constexpr std::chrono::milliseconds kBusy(200);
-constexpr int kMinute = 60'000;  // longer than anything here takes
+constexpr int kMinute = 60'000;  // in milliseconds, longer than any wait in these tests
 
-// sdmsh at a terminal of its own, which stands for a user's.
+// Runs sdmsh in a pseudo-terminal that simulates a user's terminal.
 class TerminalSession {
  public:
-  // `state`: the folder in which the program keeps its state.
+  // `state` is the folder in which the program saves its history.
   TerminalSession(const std::string& state, const std::vector<std::string>& arguments = {},
                   unsigned short columns = 80) {
     std::vector<std::string> texts = {SDMSH};
@@ -64,8 +64,8 @@ class TerminalSession {
     EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
 
-  // Reads on until this has come. Returns what was shown up to there since the last call, with the
-  // echo of what was typed, without what moves the cursor.
+  // Reads output until it ends with `text`, and returns it. Includes the echo of typed text, and
+  // leaves out control sequences.
   std::string ReadTo(const std::string& text) {
     std::string shown;
     while (!shown.ends_with(text) && ReadByte(shown)) {
@@ -74,13 +74,13 @@ class TerminalSession {
     return shown;
   }
 
-  // What was shown for a line that is typed at the prompt, up to the next prompt.
+  // Types a line and returns the output up to the next prompt.
   std::string Enter(const std::string& line) {
     Type(line + "\n");
     return ReadTo(kPrompt);
   }
 
-  // Comes back when the program has used so much more time of a processor, or after a minute.
+  // Waits until the program has used this much more processor time, or fails after a minute.
   void WaitUntilBusyFor(std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     const long ticks = time.count() * sysconf(_SC_CLK_TCK) / 1000 + UsedTicks();
@@ -88,7 +88,7 @@ class TerminalSession {
     EXPECT_GE(UsedTicks(), ticks);
   }
 
-  // The exit status, or that of a process that was killed as 128 and the signal.
+  // Waits until the program ends. Returns its exit status, or 128 plus the signal that killed it.
   int Wait() {
     std::string rest;
     while (ReadByte(rest)) {
@@ -99,7 +99,7 @@ class TerminalSession {
   }
 
  private:
-  // False at the end, or where nothing comes.
+  // Returns false at the end of the output, or if there is none for a minute.
   bool ReadByte(std::string& shown) {
     pollfd input{terminal_, POLLIN, 0};
     char byte;
@@ -109,7 +109,7 @@ class TerminalSession {
     return true;
   }
 
-  // The rest of a control sequence, up to its letter.
+  // Skips the rest of a control sequence, which ends with a letter.
   bool SkipSequence() {
     char byte = 0;
     while (std::isalpha(static_cast<unsigned char>(byte)) == 0) {
@@ -144,7 +144,7 @@ class Prompt : public ShellTest {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // Selects none of two thousand million cases, and so never comes to the first.
+  // Commands whose filter selects none of two thousand million cases, so the last one does not end.
   std::string EndlessSearch() const {
     return Open("survey") +
            "write survey\nsource survey blank 2147483647\nsource survey filtered by a\n"
@@ -173,8 +173,7 @@ TEST_F(Prompt, CompletesCommandsFilesDatasetsAndVariables) {
 TEST_F(Prompt, ListsWhatAWordMayBecome) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
-  session.Type(
-      "lo\t\t");  // the only one with these letters, then its dataset, of which there is none
+  session.Type("lo\t\t");  // completes to the only command, then finds no dataset to complete
   session.ReadTo("locks ");
   session.Enter("");
   session.Type("un\t");
@@ -184,7 +183,7 @@ TEST_F(Prompt, ListsWhatAWordMayBecome) {
 TEST_F(Prompt, EditsALine) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
-  session.Type("liXst\x1B[D\x1B[D\x08");  // left, left, backspace
+  session.Type("liXst\x1B[D\x1B[D\x08");  // cursor left, cursor left, backspace
   EXPECT_THAT(session.Enter(""), HasSubstr("no dataset is open"));
 }
 

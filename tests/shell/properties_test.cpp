@@ -1,4 +1,4 @@
-// What a dictionary says beside its variables: how it is set, told, shown and mirrored.
+// Tests of the properties of a dictionary: how they are set, sent, shown and mirrored.
 
 #include "ShellTest.h"
 
@@ -28,14 +28,14 @@ std::vector<std::string> LinesWith(const std::string& text, const std::string& b
 
 class Properties : public ShellTest {
  protected:
-  // The dataset survey of a, b and c is open and was told of once.
+  // Opens survey, with the variables a, b and c, and runs its first notification pass.
   std::string Opened() const { return Open("survey") + "write survey\nrelease\n"; }
 
   static std::string Write(const std::string& commands) {
     return "write survey\n" + commands + "release\n";
   }
 
-  // What v is told of the one write, after the other.
+  // The messages that v receives about `commands`, written after `before`.
   std::vector<std::string> Told(const std::string& commands, const std::string& before = "") {
     const std::string setUp = before.empty() ? "" : Write(before);
     const std::string text = AtPrompt(Opened() + setUp + "@v observe survey\n" + Write(commands));
@@ -45,7 +45,7 @@ class Properties : public ShellTest {
 };
 
 // ---------------------------------------------------------------------------------------------
-// Telling
+// Notifications
 
 TEST_F(Properties, TheFirstPassTellsWhatADataFileBrings) {
   WriteFile("abc.schema.json", R"({"title": "Letters", "fields": []})");
@@ -122,7 +122,7 @@ TEST_F(Properties, AMoveThatTakesTheWeightAlongTellsItAgain) {
                           "inserted variables \"c\", \"a\", \"b\" at the end", "weight: \"b\""));
 }
 
-// The shell itself observes every dataset, so the first release is the one that tells them.
+// The shell itself observes every dataset, so the first release sends the variables.
 TEST_F(Properties, ARoleThatObservesAfterTheFirstReleaseIsNotToldTheVariables) {
   EXPECT_THAT(Told("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }
@@ -148,7 +148,7 @@ TEST_F(Properties, AStringNeitherWeightsNorFilters) {
   EXPECT_FALSE(WentWell());
 }
 
-// The library leaves the use to the variable, so that no pass can fail.
+// The library does not clear the weight, so that no notification pass can fail.
 TEST_F(Properties, AWeightThatBecomesAStringStaysTheWeight) {
   const std::string text = Writing(
       "weight survey by b\nfilter survey by b\n"
@@ -195,7 +195,7 @@ TEST_F(Properties, AMemberThatIsGoneIsShownByItsIdentifier) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// What is refused
+// Refused commands
 
 TEST_F(Properties, WrongVariablesChangeNothing) {
   const std::vector<std::pair<std::string, std::string>> wrong = {
@@ -293,7 +293,7 @@ TEST_F(Properties, VariablesSayWhatTheyAreUsedFor) {
 // ---------------------------------------------------------------------------------------------
 // The mirror
 
-// Both digests of the last table.
+// The two digests in the last table.
 std::pair<std::string, std::string> Digests(const std::string& text) {
   const std::vector<std::string> lines = LinesWith(text, "  digest");
   if (lines.empty()) return {};

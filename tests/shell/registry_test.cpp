@@ -1,4 +1,4 @@
-// What the shell asks the registry, and who is told of datasets that come and go.
+// Tests of the commands on the registry, and of registry observers.
 
 #include "ShellTest.h"
 
@@ -109,7 +109,7 @@ TEST_F(RegistryAtTheShell, ForgetsThoseWhoWatchWhenTheShellEnds) {
 
 class Hiding : public RegistryAtTheShell {
  protected:
-  // The rows of the dataset as everyone reads them, cell by cell.
+  // The rows of the dataset, cell by cell, as a reader gives them.
   std::vector<std::vector<double>> Rows(const std::string& dataset) {
     SvrDMItemPtr item = Registry().GetDataSet(dataset);
     const SvrDMInputDataSource reader(item, /*tryOnly=*/false);
@@ -123,7 +123,7 @@ class Hiding : public RegistryAtTheShell {
     return rows;
   }
 
-  // Carries the commands out, and leaves the shell open.
+  // Runs the commands and keeps the shell, so that a test can call this several times.
   void Execute(const std::vector<std::vector<std::string>>& commands) {
     for (const auto& words : commands) shell_.Execute(Shell::kMainRole, words);
   }
@@ -207,7 +207,7 @@ TEST_F(Hiding, TakesTheHookOffTheRegistryWithTheShell) {
 
 class Touching : public Hiding {
  protected:
-  // As another program that saves would.
+  // Changes the time of the file, as if another program had saved it.
   void Touch(const std::string& file) const {
     using namespace std::chrono_literals;
     const std::filesystem::path path = Path(file);
