@@ -26,7 +26,7 @@ class BlankCasesTest : public testing::Test {
   DataFreeDataSource dictionary;
 };
 
-TEST_F(BlankCasesTest, HaveTheDictionaryThatTheyAreGiven) {
+TEST_F(BlankCasesTest, CopyTheDictionary) {
   const BlankCases cases(dictionary, 3);
   ASSERT_EQ(cases.ColumnCount(), 2);
   EXPECT_EQ(cases.GetVariable(1), dictionary.GetVariable(1));
@@ -34,7 +34,7 @@ TEST_F(BlankCasesTest, HaveTheDictionaryThatTheyAreGiven) {
   EXPECT_EQ(cases.RowCount(), 3);
 }
 
-TEST_F(BlankCasesTest, AreAsManyRowsOfMissingNumbersAndBlankStrings) {
+TEST_F(BlankCasesTest, HaveTheGivenNumberOfRowsOfMissingNumbersAndBlankStrings) {
   const BlankCases cases(dictionary, 2);
   std::vector<OBS> area(static_cast<std::size_t>(cases.GetObsAreaSize()));
   ASSERT_EQ(area.size(), 3u);

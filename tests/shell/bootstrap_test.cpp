@@ -61,7 +61,7 @@ constexpr const char* kDefaultsInJson =
 // ---------------------------------------------------------------------------------------------
 // Setting
 
-TEST_F(Bootstrapping, TheFirstSettingMakesARecordWithDefaults) {
+TEST_F(Bootstrapping, FirstSettingCreatesASpecificationWithDefaults) {
   EXPECT_EQ(Writing("bootstrap survey display\nbootstrap survey set interval bca\n"
                     "bootstrap survey display\n"),
             std::string("survey has no bootstrap specification\n") +
@@ -82,7 +82,7 @@ TEST_F(Bootstrapping, TheFirstSettingMakesARecordWithDefaults) {
                 kReleased);
 }
 
-TEST_F(Bootstrapping, EverySettingReachesItsField) {
+TEST_F(Bootstrapping, EachSettingChangesItsField) {
   const SvrBootstrapSpecs specs = RecordAfter(
       "bootstrap survey set method residual\n"
       "bootstrap survey set strata b\n"
@@ -110,7 +110,7 @@ TEST_F(Bootstrapping, EverySettingReachesItsField) {
   EXPECT_THAT(specs.CaseStats(), ElementsAre(Pair(1.5, 3u), Pair(-2000.0, 0u)));
 }
 
-TEST_F(Bootstrapping, EveryMethodHasAWord) {
+TEST_F(Bootstrapping, EachMethodHasAKeyword) {
   const auto method = [this](const std::string& word) {
     return RecordAfter("bootstrap survey set method " + word + "\n").GetSamplingMethod();
   };
@@ -120,7 +120,7 @@ TEST_F(Bootstrapping, EveryMethodHasAWord) {
   EXPECT_EQ(method("wild"), SvrBootstrapSpecs::Wild);
 }
 
-TEST_F(Bootstrapping, EverySettingCanBeTakenBack) {
+TEST_F(Bootstrapping, EachSettingCanBeReset) {
   const SvrBootstrapSpecs specs = RecordAfter(
       "bootstrap survey set strata a\nbootstrap survey set dependents a\n"
       "bootstrap survey set inputs a\nbootstrap survey set predicted a\n"
@@ -143,7 +143,7 @@ TEST_F(Bootstrapping, EverySettingCanBeTakenBack) {
   EXPECT_TRUE(specs.GetExcludeUserMiss());
 }
 
-TEST_F(Bootstrapping, AListIsReplacedAsAWhole) {
+TEST_F(Bootstrapping, SettingAListReplacesTheWholeList) {
   const SvrBootstrapSpecs specs = RecordAfter(
       "bootstrap survey set strata a b\nbootstrap survey set strata c\n"
       "bootstrap survey set split-ends 1 2\nbootstrap survey set split-ends 3\n"
@@ -153,21 +153,21 @@ TEST_F(Bootstrapping, AListIsReplacedAsAWhole) {
   EXPECT_THAT(specs.CaseStats(), ElementsAre(Pair(3.0, 4u)));
 }
 
-TEST_F(Bootstrapping, NoneBesideOtherWordsIsAVariable) {
+TEST_F(Bootstrapping, NoneAmongOtherNamesIsAVariable) {
   WriteFile("abc.tsv", "a\tnone\tc\n1\t2\t3\n4\t5\t6\n");
   EXPECT_THAT(RecordAfter("bootstrap survey set strata c none\n").GetStrataVarList(),
               ElementsAre(2, 1));
 }
 
 // A specification stores any number, so implausible numbers are accepted.
-TEST_F(Bootstrapping, OddNumbersAreSetAsTheyAre) {
+TEST_F(Bootstrapping, ImplausibleNumbersAreAccepted) {
   EXPECT_THAT(Writing("bootstrap survey set level 250\nbootstrap survey set samples -7\n"
                       "bootstrap survey display\n"),
               AllOf(HasSubstr("Confidence Interval Level as percent = 250\n"),
                     HasSubstr("Number of samples = -7\n")));
 }
 
-TEST_F(Bootstrapping, WhatIsWrongChangesNothing) {
+TEST_F(Bootstrapping, InvalidSettingsChangeNothing) {
   const std::vector<std::pair<std::string, std::string>> wrong = {
       {"strata a nope", "there is no variable \"nope\""},
       {"inputs a b a", "variable \"a\" is named twice"},
@@ -192,7 +192,7 @@ TEST_F(Bootstrapping, WhatIsWrongChangesNothing) {
   }
 }
 
-TEST_F(Bootstrapping, VariablesNeedADataSource) {
+TEST_F(Bootstrapping, SettingVariablesNeedsADataSource) {
   EXPECT_EQ(AtPrompt("add-empty nix\nwrite nix\nbootstrap nix set strata x\n"
                      "bootstrap nix display\nbootstrap nix set strata none\n"
                      "bootstrap nix set level 90\n"),
@@ -206,7 +206,7 @@ TEST_F(Bootstrapping, VariablesNeedADataSource) {
 // ---------------------------------------------------------------------------------------------
 // Showing and removing
 
-TEST_F(Bootstrapping, IsShownToWhoeverMayRead) {
+TEST_F(Bootstrapping, DisplayNeedsOnlyAReadLock) {
   EXPECT_THAT(Writing("bootstrap survey set method wild\nrelease\n@r read survey\n"
                       "bootstrap survey display\n"),
               HasSubstr("\nSampling Method = Wild\n"));
@@ -215,7 +215,7 @@ TEST_F(Bootstrapping, IsShownToWhoeverMayRead) {
                          "(writing)\n"));
 }
 
-TEST_F(Bootstrapping, ShowsWhereThereIsARecord) {
+TEST_F(Bootstrapping, ShowAndListReportWhetherThereIsASpecification) {
   EXPECT_THAT(Writing("show survey\n"), Not(HasSubstr("bootstrap")));
   const std::string set = "bootstrap survey set level 90\n";
   EXPECT_THAT(Writing(set + "show survey\n"), HasSubstr("\n  bootstrap      set\n"));
@@ -227,7 +227,7 @@ TEST_F(Bootstrapping, ShowsWhereThereIsARecord) {
                     ContainsRegex("\"event\":\"dataset\",[^\n]*\"hasBootstrap\":true")));
 }
 
-TEST_F(Bootstrapping, OffRemovesTheRecord) {
+TEST_F(Bootstrapping, OffRemovesTheSpecification) {
   EXPECT_EQ(Writing("bootstrap survey set level 90\nbootstrap survey off\n"
                     "bootstrap survey display\nbootstrap survey off\n"),
             std::string("survey has no bootstrap specification\n") +
@@ -237,7 +237,7 @@ TEST_F(Bootstrapping, OffRemovesTheRecord) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Bootstrapping, TellsEveryFieldInJson) {
+TEST_F(Bootstrapping, JsonHasEveryField) {
   EXPECT_EQ(InJsonWriting("bootstrap survey display\nbootstrap survey set level 95\n"
                           "bootstrap survey display\nbootstrap survey off\n"),
             std::string(R"({"event":"bootstrap","dataset":"survey","specs":null})") + "\n" +
@@ -356,7 +356,7 @@ class BootstrapFiles : public Bootstrapping {
 
 constexpr std::uintmax_t kTooLong = 16777217;
 
-TEST_F(BootstrapFiles, HoldTheBytesOfTheRecord) {
+TEST_F(BootstrapFiles, ContainTheEncodedSpecification) {
   EXPECT_THAT(Writing(std::string("bootstrap survey set inputs a\n") + kSetMost + To("specs")),
               EndsWith("wrote the bootstrap specification of survey to " + Path("specs") +
                        ": 91 bytes\n" + kReleased));
@@ -367,7 +367,7 @@ TEST_F(BootstrapFiles, HoldTheBytesOfTheRecord) {
   EXPECT_THAT(Files(), ElementsAre("specs"));
 }
 
-TEST_F(BootstrapFiles, AreReadInEitherByteOrder) {
+TEST_F(BootstrapFiles, AreReadInBothByteOrders) {
   for (const bool swapped : {false, true}) {
     WriteFile("specs", FullSpecs(swapped));
     EXPECT_EQ(InJsonWriting(From("specs") + "bootstrap survey display\n"),
@@ -378,7 +378,7 @@ TEST_F(BootstrapFiles, AreReadInEitherByteOrder) {
   }
 }
 
-TEST_F(BootstrapFiles, ReplaceTheWholeRecord) {
+TEST_F(BootstrapFiles, ReplaceTheWholeSpecification) {
   WriteFile("specs", FullSpecs(/*swapped=*/false));
   EXPECT_THAT(InJsonWriting("bootstrap survey set predicted a\nbootstrap survey set strata c\n"
                             "bootstrap survey set split-ends 9\n" +
@@ -386,7 +386,7 @@ TEST_F(BootstrapFiles, ReplaceTheWholeRecord) {
               EndsWith(std::string("\"specs\":") + kFullInJson + "}\n"));
 }
 
-TEST_F(BootstrapFiles, TravelToAnotherDataset) {
+TEST_F(BootstrapFiles, CanBeReadIntoAnotherDataset) {
   EXPECT_THAT(AtPrompt(Open("survey") + Open("other") + "write survey\n" + kSetMost + To("specs") +
                        "write other\nbootstrap other from " + Path("specs") +
                        "\nbootstrap other display\n"),
@@ -395,7 +395,7 @@ TEST_F(BootstrapFiles, TravelToAnotherDataset) {
                     HasSubstr("\nDependent Variables = 2 0\n")));
 }
 
-TEST_F(BootstrapFiles, KeepWhatHasNoWord) {
+TEST_F(BootstrapFiles, KeepValuesThatHaveNoKeyword) {
   SpecsBytes bytes(/*swapped=*/false);
   bytes.Add(std::uint32_t{1}).Add(std::int32_t{-1});
   for (int list = 0; list < 7; ++list) bytes.Add(std::uint32_t{0});
@@ -409,7 +409,7 @@ TEST_F(BootstrapFiles, KeepWhatHasNoWord) {
   EXPECT_EQ(ReadFile("copy"), bytes.Bytes());
 }
 
-TEST_F(BootstrapFiles, AreWrittenUnderAReadLockAlone) {
+TEST_F(BootstrapFiles, CanBeWrittenUnderAReadLock) {
   EXPECT_THAT(Writing("bootstrap survey set level 90\nrelease\n@r " + To("specs")),
               EndsWith(": 55 bytes\n"));
   EXPECT_THAT(Writing("@r " + To("other")),
@@ -419,13 +419,13 @@ TEST_F(BootstrapFiles, AreWrittenUnderAReadLockAlone) {
                 "error: main does not hold the write lock on survey; `write survey` takes it\n");
 }
 
-TEST_F(BootstrapFiles, NeedARecordToHold) {
+TEST_F(BootstrapFiles, AreNotWrittenWithoutASpecification) {
   EXPECT_EQ(Writing(To("specs")),
             std::string("error: survey has no bootstrap specification\n") + kReleased);
   EXPECT_THAT(Files(), IsEmpty());
 }
 
-TEST_F(BootstrapFiles, AreReplacedWithTheirPermissionsKept) {
+TEST_F(BootstrapFiles, KeepTheirPermissionsWhenReplaced) {
   WriteFile("specs", FullSpecs(/*swapped=*/true));
   ASSERT_EQ(chmod(Path("specs").c_str(), 0604), 0);
   Writing("bootstrap survey set level 90\n" + To("specs"));
@@ -434,7 +434,7 @@ TEST_F(BootstrapFiles, AreReplacedWithTheirPermissionsKept) {
   EXPECT_EQ(PermissionsOf("specs"), mode_t{0604});
 }
 
-TEST_F(BootstrapFiles, AreReplacedWhereALinkLeads) {
+TEST_F(BootstrapFiles, AreReplacedThroughSymbolicLinks) {
   std::filesystem::create_directory(Path("folder"));
   WriteFile("folder/specs", "");
   std::filesystem::create_symlink("folder/specs", Path("link"));
@@ -463,7 +463,7 @@ class FileSizeLimit {
   rlimit before_;
 };
 
-TEST_F(BootstrapFiles, StayAsTheyWereWhereTheyCannotBeWritten) {
+TEST_F(BootstrapFiles, AreUnchangedIfWritingFails) {
   WriteFile("specs", FullSpecs(/*swapped=*/false));
   std::string text;
   {
@@ -476,7 +476,7 @@ TEST_F(BootstrapFiles, StayAsTheyWereWhereTheyCannotBeWritten) {
   EXPECT_THAT(Files(), ElementsAre("specs"));
 }
 
-TEST_F(BootstrapFiles, TakeThePlaceOfNothingElse) {
+TEST_F(BootstrapFiles, DoNotReplaceFilesWithOtherContent) {
   const std::string set = "bootstrap survey set level 90\n";
   const std::string cut = FullSpecs(/*swapped=*/false).substr(0, 90);
   for (const std::string& content : {std::string("x"), cut}) {
@@ -490,7 +490,7 @@ TEST_F(BootstrapFiles, TakeThePlaceOfNothingElse) {
   EXPECT_THAT(Writing(set + To("abc.tsv")), HasSubstr("abc.tsv: not a bootstrap specification"));
 }
 
-TEST_F(BootstrapFiles, TakeThePlaceOfNothingThatIsTooLong) {
+TEST_F(BootstrapFiles, DoNotReplaceFilesThatAreTooLong) {
   WriteFile("long", FullSpecs(/*swapped=*/false));
   std::filesystem::resize_file(Path("long"), kTooLong);
   EXPECT_EQ(Writing("bootstrap survey set level 90\n" + To("long")),
@@ -498,7 +498,7 @@ TEST_F(BootstrapFiles, TakeThePlaceOfNothingThatIsTooLong) {
   EXPECT_EQ(std::filesystem::file_size(Path("long")), kTooLong);
 }
 
-TEST_F(BootstrapFiles, TakeThePlaceOfOthersAndOfEmptyFiles) {
+TEST_F(BootstrapFiles, ReplaceOtherSpecificationsAndEmptyFiles) {
   for (const bool swapped : {false, true}) {
     for (const std::string& content :
          {FullSpecs(swapped), FullSpecs(swapped) + "x", std::string()}) {
@@ -510,7 +510,7 @@ TEST_F(BootstrapFiles, TakeThePlaceOfOthersAndOfEmptyFiles) {
   }
 }
 
-TEST_F(BootstrapFiles, LeaveOtherNamesOfTheFileTheirBytes) {
+TEST_F(BootstrapFiles, DoNotChangeHardLinksToTheReplacedFile) {
   WriteFile("specs", "");
   std::filesystem::create_hard_link(Path("specs"), Path("other"));
   Writing("bootstrap survey set level 90\n" + To("specs"));
@@ -518,7 +518,7 @@ TEST_F(BootstrapFiles, LeaveOtherNamesOfTheFileTheirBytes) {
   EXPECT_EQ(ReadFile("other"), "");
 }
 
-TEST_F(BootstrapFiles, MayHaveALongName) {
+TEST_F(BootstrapFiles, MayHaveLongNames) {
   const std::string set = "bootstrap survey set level 90\n";
   Writing(set + To(std::string(250, 'f')));
   EXPECT_TRUE(WentWell());
@@ -535,7 +535,7 @@ TEST_F(BootstrapFiles, LeaveAloneWhatIsNotTheirOwn) {
 }
 
 // No user can create files in /proc, not even root.
-TEST_F(BootstrapFiles, AreNotWrittenInAFolderThatTakesNone) {
+TEST_F(BootstrapFiles, AreRefusedInAFolderThatIsNotWritable) {
   EXPECT_THAT(Writing("bootstrap survey set level 90\nbootstrap survey to /proc/specs\n"),
               HasSubstr("error: /proc/specs: No such file or directory\n"));
 }
@@ -553,7 +553,7 @@ TEST_F(BootstrapFiles, AreNotWrittenWhereSomethingElseIs) {
   EXPECT_THAT(Files(), UnorderedElementsAre("folder", "pipe"));
 }
 
-TEST_F(BootstrapFiles, HaveNamesWithoutZeroBytes) {
+TEST_F(BootstrapFiles, CannotHaveZeroBytesInTheirNames) {
   const std::string file = Path("a") + std::string(1, '\0') + "b\n";
   const std::string error =
       "error: a file name cannot have a zero byte in it: \"" + Path("a") + "␀b\"\n";
@@ -563,7 +563,7 @@ TEST_F(BootstrapFiles, HaveNamesWithoutZeroBytes) {
   EXPECT_EQ(Writing("bootstrap survey from " + file), error + kReleased);
 }
 
-TEST_F(BootstrapFiles, ThatCannotBeReadAreRefused) {
+TEST_F(BootstrapFiles, AreRefusedIfTheyCannotBeRead) {
   std::filesystem::create_directory(Path("folder"));
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
   WriteFile("long", "");
@@ -608,7 +608,7 @@ std::vector<Broken> BrokenSpecs(bool swapped) {
   };
 }
 
-TEST_F(BootstrapFiles, ThatAreBrokenAreRefusedAndChangeNothing) {
+TEST_F(BootstrapFiles, AreRefusedAndChangeNothingIfInvalid) {
   for (const bool swapped : {false, true}) {
     for (const auto& [bytes, finding, json] : BrokenSpecs(swapped)) {
       WriteFile("specs", bytes);
@@ -620,7 +620,7 @@ TEST_F(BootstrapFiles, ThatAreBrokenAreRefusedAndChangeNothing) {
   }
 }
 
-TEST_F(BootstrapFiles, WithMoreBehindTheSpecificationAreRefused) {
+TEST_F(BootstrapFiles, AreRefusedIfBytesFollowTheSpecification) {
   for (const bool swapped : {false, true}) {
     WriteFile("specs", FullSpecs(swapped) + "more");
     EXPECT_EQ(Writing(From("specs") + "bootstrap survey display\n"),
@@ -631,7 +631,7 @@ TEST_F(BootstrapFiles, WithMoreBehindTheSpecificationAreRefused) {
   }
 }
 
-TEST_F(BootstrapFiles, AreCheckedForAWholeSpecification) {
+TEST_F(BootstrapFiles, CheckFindsACompleteSpecification) {
   const std::string here = ", in this machine's byte order";
   const std::string there = ", in the other byte order";
   for (const bool swapped : {false, true}) {
@@ -650,7 +650,7 @@ TEST_F(BootstrapFiles, AreCheckedForAWholeSpecification) {
   }
 }
 
-TEST_F(BootstrapFiles, ThatAreBrokenAreAnAnswerOfTheCheck) {
+TEST_F(BootstrapFiles, CheckReportsInvalidBytesWithoutFailing) {
   for (const bool swapped : {false, true}) {
     for (const auto& [bytes, finding, json] : BrokenSpecs(swapped)) {
       WriteFile("specs", bytes);
@@ -665,7 +665,7 @@ TEST_F(BootstrapFiles, ThatAreBrokenAreAnAnswerOfTheCheck) {
   }
 }
 
-TEST_F(BootstrapFiles, AreSaidInJsonWhenTheyAreWritten) {
+TEST_F(BootstrapFiles, WritingIsAnEventInJson) {
   EXPECT_THAT(InJsonWriting("bootstrap survey set level 95\n" + To("specs")),
               EndsWith(R"({"event":"bootstrapWritten","role":"main","dataset":"survey","file":")" +
                        Path("specs") + "\",\"size\":55}\n"));

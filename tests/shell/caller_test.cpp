@@ -13,7 +13,7 @@ using sdmsh::Caller;
 
 namespace {
 
-TEST(Caller, WorksOnOneThreadOfItsOwn) {
+TEST(Caller, RunsItsWorkOnItsOwnThread) {
   const sdmsh::LockLists locks;
   Caller caller("recode", locks);
   std::thread::id first;
@@ -24,7 +24,7 @@ TEST(Caller, WorksOnOneThreadOfItsOwn) {
   EXPECT_NE(first, std::this_thread::get_id());
 }
 
-TEST(Caller, HandsOverWhatItsWorkThrew) {
+TEST(Caller, RethrowsTheExceptionsOfItsWork) {
   const sdmsh::LockLists locks;
   Caller caller("recode", locks);
   EXPECT_THROW(caller.Do([] { throw 55; }), int);
@@ -32,7 +32,7 @@ TEST(Caller, HandsOverWhatItsWorkThrew) {
   EXPECT_NO_THROW(caller.Do([] {}));
 }
 
-TEST(Caller, IsAcquiringUntilTheEndOfItsJobWasNoticed) {
+TEST(Caller, IsAcquiringUntilFinishIsCalled) {
   const sdmsh::LockLists locks;
   Caller caller("recode", locks);
   std::latch go(1);
@@ -45,7 +45,7 @@ TEST(Caller, IsAcquiringUntilTheEndOfItsJobWasNoticed) {
   EXPECT_FALSE(caller.IsAcquiring());
 }
 
-TEST(Caller, WorksOnTheThreadOfTheShellWhileItsOwnIsBusy) {
+TEST(Caller, RunsItsWorkOnTheShellsThreadWhileItsOwnIsBusy) {
   const sdmsh::LockLists locks;
   Caller caller("recode", locks);
   std::latch go(1);
@@ -57,7 +57,7 @@ TEST(Caller, WorksOnTheThreadOfTheShellWhileItsOwnIsBusy) {
   caller.Finish();
 }
 
-TEST(Caller, WaitsForItsJobBeforeItGoes) {
+TEST(Caller, DestructorWaitsForTheJob) {
   const sdmsh::LockLists locks;
   std::atomic<bool> done{false};
   std::latch go(1);

@@ -105,14 +105,14 @@ class Cases : public ShellTest {
 // ---------------------------------------------------------------------------------------------
 // Which cases are shown
 
-TEST_F(Cases, AreAllOfThemUnlessSaidOtherwise) {
+TEST_F(Cases, AreAllShownByDefault) {
   EXPECT_EQ(Said(Path("abc.tsv"), "cases survey\n"),
             "      a  b  c\n"
             "   1  1  2  3\n"
             "   2  4  5  6\n");
 }
 
-TEST_F(Cases, BeginAndEndWhereTheyAreToldTo) {
+TEST_F(Cases, AreLimitedByFromAndCount) {
   const std::vector<double> numbers = {10, 20, 30, 40};
   EXPECT_EQ(SaidOf(numbers, "cases survey from 2 count 2\n"),
             "       x\n"
@@ -128,19 +128,19 @@ TEST_F(Cases, BeginAndEndWhereTheyAreToldTo) {
             "   4  40\n");
 }
 
-TEST_F(Cases, BeyondTheLastThereAreNone) {
+TEST_F(Cases, FromAfterTheLastCaseShowsNone) {
   EXPECT_EQ(Said(Path("abc.tsv"), "cases survey from 3\n"), "survey has no cases from 3 on\n");
   EXPECT_EQ(Said(Path("abc.tsv"), "cases survey from 2147483647 count 1\n"),
             "survey has no cases from 2147483647 on\n");
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Cases, NoMoreRowsAreReadThanItTakes) {
+TEST_F(Cases, ReadsNoMoreRowsThanNeeded) {
   SaidOf(std::vector<double>(100, 7), "cases survey from 3 count 2\n");
   EXPECT_EQ(Asked(), 5);  // one more row, to find out whether cases follow
 }
 
-TEST_F(Cases, ADatasetMayHaveNone) {
+TEST_F(Cases, DatasetMayHaveNoCases) {
   EXPECT_EQ(Said(WriteFile("none.tsv", "a\tb\n"), "cases survey\n"), "survey has no cases\n");
   EXPECT_EQ(AtPrompt("add-empty nix\ncases nix\ncases nix from 2\n"),
             "nix is open, without a data source\n"
@@ -148,13 +148,13 @@ TEST_F(Cases, ADatasetMayHaveNone) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Cases, AreNotShownWhereReadingWouldHaveToWait) {
+TEST_F(Cases, AreNotShownIfReadingWouldHaveToWait) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@w write survey\ncases survey\n"),
               HasSubstr("error: main would have to wait for the read lock on survey, held by w "
                         "(writing)\n"));
 }
 
-TEST_F(Cases, AreThoseOfTheDictionaryAsItsWriterHasLeftIt) {
+TEST_F(Cases, AreShownWithTheEditedDictionary) {
   EXPECT_THAT(Said(Path("abc.tsv"),
                    "write survey\nmove survey c to 1\ninsert survey x before b\n"
                    "delete survey a\nretype survey b string:3\ncases survey\n"),
@@ -165,9 +165,9 @@ TEST_F(Cases, AreThoseOfTheDictionaryAsItsWriterHasLeftIt) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// How
+// How values are shown
 
-TEST_F(Cases, NumbersStandToTheRightAndTextToTheLeft) {
+TEST_F(Cases, NumbersAreRightAlignedAndTextIsLeftAligned) {
   const std::string file = WriteFile("t.tsv",
                                      "number\tname\tn\n"
                                      "1\tÖl\t0.1\n"
@@ -180,7 +180,7 @@ TEST_F(Cases, NumbersStandToTheRightAndTextToTheLeft) {
             "   3       NaN          1e+300\n");
 }
 
-TEST_F(Cases, NumbersAreAsShortAsTheyCanBeAndStillThemselves) {
+TEST_F(Cases, NumbersPrintInTheirShortestExactForm) {
   EXPECT_EQ(SaidOf({0.1 + 0.2, 1.0 / 3, 100, -0.0, 5e-324}, "cases survey\n"),
             "                        x\n"
             "   1  0.30000000000000004\n"
@@ -202,14 +202,14 @@ TEST_F(Cases, MissingNumbersPrintAsTheIeee754NaN) {
             "   5                       NaN\n");
 }
 
-TEST_F(Cases, TextKeepsItsBlanksInFrontAndOneLine) {
+TEST_F(Cases, TextKeepsLeadingBlanksAndStaysOnOneLine) {
   const std::string file = WriteFile("t.tsv", "s\tn\n\"  two\nlines\x01\x7F \"\t1\n");
   EXPECT_EQ(Said(file, "cases survey\n"),
             "      s              n\n"
             "   1    two␊lines␁␡  1\n");
 }
 
-TEST_F(Cases, NamesOfVariablesKeepOneLine) {
+TEST_F(Cases, NamesOfVariablesStayOnOneLine) {
   const std::string file = WriteFile("t.tsv", "\"a\nb\"\t\x1B[2Jc\n1\t2\n");
   EXPECT_EQ(Said(file, "cases survey\nvariables survey\n"),
             "      a␊b  ␛[2Jc\n"
@@ -220,7 +220,7 @@ TEST_F(Cases, NamesOfVariablesKeepOneLine) {
               HasSubstr(R"("variables":["a\nb","\u001b[2Jc"])"));
 }
 
-TEST_F(Cases, LabelsKeepOneLine) {
+TEST_F(Cases, LabelsStayOnOneLine) {
   const std::string file = WriteFile("t.tsv", "a\n1\n");
   WriteFile("t.schema.json",
             R"({"title": "two\nlines", "fields": [{"name": "a", "title": "x\u2028y\u009Bz"}]})");
@@ -233,7 +233,7 @@ TEST_F(Cases, LabelsKeepOneLine) {
                           HasSubstr("  v: dataset label: \"two␊lines\"")));
 }
 
-TEST_F(Cases, ColumnsMakeRoomForTheNumberOfTheCase) {
+TEST_F(Cases, ColumnOfCaseNumbersGrowsWithTheNumbers) {
   EXPECT_EQ(SaidOf(std::vector<double>(10001, 7), "cases survey from 9999\n"),
             "       x\n"
             " 9999  7\n"
@@ -241,7 +241,7 @@ TEST_F(Cases, ColumnsMakeRoomForTheNumberOfTheCase) {
             "10001  7\n");
 }
 
-TEST_F(Cases, WithoutVariablesAreCountedAllTheSame) {
+TEST_F(Cases, WithoutVariablesAreStillNumbered) {
   EXPECT_THAT(Said(Path("abc.tsv"), "write survey\ndelete survey a b c\ncases survey\n"),
               HasSubstr("\n   1\n   2\n"));
 }
@@ -256,7 +256,7 @@ class Huge final : public ORVX_DataSource {
   long long RowCount() const override { throw std::bad_alloc(); }
 };
 
-TEST_F(Cases, TooManyToReadFailTheirCommandAndTheShellGoesOn) {
+TEST_F(Cases, CommandThatRunsOutOfMemoryFailsAndTheShellContinues) {
   std::ostringstream out;
   Output output(out, out);
   Shell shell(Registry(), output);
@@ -289,7 +289,7 @@ class FirstText final : public std::stringbuf {
 
 class Streaming : public Cases, public testing::WithParamInterface<bool> {};
 
-TEST_P(Streaming, PrintsCasesWhileTheyAreRead) {
+TEST_P(Streaming, PrintsCasesWhileReading) {
   auto* const source = new Numbers(std::vector<double>(1000, 7));
   const LocallyUniqueID id = Registry().Add(*source, "", /*quiet=*/true);
   FirstText text(*source);
@@ -304,7 +304,7 @@ TEST_P(Streaming, PrintsCasesWhileTheyAreRead) {
 
 INSTANTIATE_TEST_SUITE_P(WordsAndJson, Streaming, testing::Bool());
 
-TEST_F(Cases, ComeInPartsWithAHeadingAndColumnsThatGetWider) {
+TEST_F(Cases, PrintInPartsThatRepeatTheHeadingAndMayGetWider) {
   std::vector<double> numbers(201, 7);
   numbers.back() = 12345;
   const std::string text = SaidOf(numbers, "cases survey\n");
@@ -315,7 +315,7 @@ TEST_F(Cases, ComeInPartsWithAHeadingAndColumnsThatGetWider) {
 // ---------------------------------------------------------------------------------------------
 // In JSON
 
-TEST_F(Cases, AreAnEventForEachPartInJson) {
+TEST_F(Cases, EachPartIsAnEventInJson) {
   std::vector<double> numbers(201, 7);
   EXPECT_THAT(SaidInJsonOf(numbers, "cases survey\n"),
               AllOf(HasSubstr(R"([7.0]],"more":true})"
@@ -339,13 +339,13 @@ TEST_F(Cases, AreArraysInJson) {
             "\n");
 }
 
-TEST_F(Cases, MissingNumbersAreNullInJsonAndInfinitiesStrings) {
+TEST_F(Cases, MissingNumbersAreNullAndInfinitiesAreStringsInJson) {
   const double inf = std::numeric_limits<double>::infinity();
   EXPECT_THAT(SaidInJsonOf({inf, -inf, kMissingNumber}, "cases survey\n"),
               HasSubstr(R"("rows":[["Infinity"],["-Infinity"],[null]])"));
 }
 
-TEST_F(Cases, OfNoDataSourceSayThatInJson) {
+TEST_F(Cases, JsonReportsAMissingDataSource) {
   EXPECT_THAT(InJson("add-empty nix\ncases nix\n"),
               EndsWith(R"({"event":"cases","dataset":"nix","hasDataSource":false,"from":1,)"
                        R"("variables":[],"rows":[],"more":false})"

@@ -110,7 +110,7 @@ std::unique_ptr<SvrDMCloneDataSource> CloneWith(long allocations,
   }
 }
 
-TEST_F(CloneMemory, NothingIsLostWhereverItRunsOut) {
+TEST_F(CloneMemory, FailedAllocationLeavesTheSourceIntact) {
   int failures = 0;
   for (bool cloned = false; !cloned;) {
     SCOPED_TRACE(failures);
@@ -134,7 +134,7 @@ TEST_F(CloneMemory, NothingIsLostWhereverItRunsOut) {
   EXPECT_GT(failures, 10);
 }
 
-TEST_F(CloneMemory, ACloneOfACloneLeavesItAloneWhereItRunsOut) {
+TEST_F(CloneMemory, FailedCloneOfACloneLeavesTheCloneIntact) {
   AddDataset();
   std::unique_ptr<SvrDMCloneDataSource> second;
   {
@@ -162,7 +162,7 @@ class Mute final : public std::streambuf {
   std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
 };
 
-TEST(RoleMemory, ARoleIsThereWholeOrNotAtAll) {
+TEST(RoleMemory, CallerIsCreatedCompletelyOrNotAtAll) {
   const std::string role = "a role with a long name, for which a string needs memory";
   const std::vector<std::string> words = {"list"};
   CommandTable();  // the first call creates the table, which must not fail here

@@ -42,12 +42,12 @@ class Cloning : public ShellTest {
 // ---------------------------------------------------------------------------------------------
 // Clones
 
-TEST_F(Cloning, GivesASecondDatasetTheSameCases) {
+TEST_F(Cloning, CreatesADatasetWithTheSameCases) {
   EXPECT_EQ(Writing("clone survey as copy\ncases survey\ncases copy\n"),
             std::string(kCopyIsOpen) + kRows + kRows + kReleased);
 }
 
-TEST_F(Cloning, GivesEachADictionaryOfItsOwn) {
+TEST_F(Cloning, EachCloneHasItsOwnDictionary) {
   EXPECT_EQ(Writing("clone survey as copy\nmove survey c to 1\ndelete survey a\n"
                     "insert survey x before b\ncases survey\n"
                     "write copy\nretype copy b string:2\nrename copy a z\ncases copy\n"
@@ -67,7 +67,7 @@ TEST_F(Cloning, GivesEachADictionaryOfItsOwn) {
                 kReleased);
 }
 
-TEST_F(Cloning, TakesTheDictionaryAsItsWriterHasLeftIt) {
+TEST_F(Cloning, CopiesUnsavedEditsOfTheDictionary) {
   EXPECT_THAT(Writing("delete survey b\ntitle survey Letters\nweight survey by c\n"
                       "dirty survey on\nclone survey as copy\nshow copy\n"),
               AllOf(StartsWith("copy is open: 2 variables, 2 cases, a clone of survey\n"),
@@ -80,7 +80,7 @@ TEST_F(Cloning, TakesTheDictionaryAsItsWriterHasLeftIt) {
                     HasSubstr("  unsaved        yes\n")));
 }
 
-TEST_F(Cloning, ShowsInBothThatTheyAreClones) {
+TEST_F(Cloning, ShowReportsThatBothAreClones) {
   const std::string both = "show survey\nshow copy\n";
   const std::string clone = "  data source    yes, a clone\n";
   EXPECT_THAT(Writing("show survey\nclone survey as copy\n"), HasSubstr("  data source    yes\n"));
@@ -91,7 +91,7 @@ TEST_F(Cloning, ShowsInBothThatTheyAreClones) {
               HasSubstr("  data source    yes\n"));
 }
 
-TEST_F(Cloning, ShowsInJsonWhetherItIsAClone) {
+TEST_F(Cloning, JsonReportsWhetherADatasetIsAClone) {
   const auto shown = [this](const std::string& commands) {
     return LastInJson("@w clone survey as copy\nadd-empty nix\n" + commands);
   };
@@ -101,7 +101,7 @@ TEST_F(Cloning, ShowsInJsonWhetherItIsAClone) {
   EXPECT_THAT(shown("list\n"), Not(HasSubstr("isClone")));
 }
 
-TEST_F(Cloning, KeepsUnsavedChangesUnsavedInBoth) {
+TEST_F(Cloning, KeepsTheDirtyFlagInBoth) {
   EXPECT_THAT(Writing("clone survey as copy\nshow survey\nshow copy\n"),
               Not(HasSubstr("  unsaved        yes\n")));
   EXPECT_THAT(Writing("dirty survey on\nclone survey as copy\nshow survey\n"),
@@ -110,7 +110,7 @@ TEST_F(Cloning, KeepsUnsavedChangesUnsavedInBoth) {
               HasSubstr("  unsaved        yes\n"));
 }
 
-TEST_F(Cloning, LetsEitherBeClosedFirst) {
+TEST_F(Cloning, ClonesCanBeClosedInAnyOrder) {
   const std::string clones = "clone survey as copy\nclone survey as third\nrelease\n";
   EXPECT_THAT(Writing(clones + "close survey\ncases copy\nclose copy\ncases third\n"),
               EndsWith(std::string("survey is closed\n") + kRows + "copy is closed\n" + kRows));
@@ -120,7 +120,7 @@ TEST_F(Cloning, LetsEitherBeClosedFirst) {
               EndsWith(std::string(kRows) + kReleased));
 }
 
-TEST_F(Cloning, GoesOnWithClonesOfClones) {
+TEST_F(Cloning, ClonesCanBeCloned) {
   EXPECT_THAT(Writing("clone survey as copy\nwrite copy\ndelete copy a\nclone copy as third\n"
                       "write third\nmove third c to 1\nclose survey\nclose copy\nrelease survey\n"
                       "release copy\ncases third\n"),
@@ -130,7 +130,7 @@ TEST_F(Cloning, GoesOnWithClonesOfClones) {
                         "   2  6  5\n"));
 }
 
-TEST_F(Cloning, TellsTwiceThatTheSourceWasReplacedAndThenNoMore) {
+TEST_F(Cloning, NotifiesTwiceOfTheReplacedSourceAndThenNeverAgain) {
   EXPECT_THAT(
       AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n"
                                 "clone survey as copy\nrelease\nmirror survey\nwrite survey\n"
@@ -142,7 +142,7 @@ TEST_F(Cloning, TellsTwiceThatTheSourceWasReplacedAndThenNoMore) {
                      "main releases the write lock on survey\n")));
 }
 
-TEST_F(Cloning, TellsWhoWatchesTheRegistryUnlessItIsQuiet) {
+TEST_F(Cloning, NotifiesRegistryObserversUnlessTheCloneIsQuiet) {
   EXPECT_THAT(Writing("@w watch registry\nclone survey as copy\nclone survey as third quiet\n"),
               EndsWith(std::string(kCopyIsOpen) +
                        "  w: dataset 0:1 created, file none\n"
@@ -150,7 +150,7 @@ TEST_F(Cloning, TellsWhoWatchesTheRegistryUnlessItIsQuiet) {
                        kReleased));
 }
 
-TEST_F(Cloning, LeavesTheDatasetItsFileAndTakesItsSourceOffIt) {
+TEST_F(Cloning, DatasetKeepsItsFileNameButNotItsFileSource) {
   const std::string show = "show survey\n";
   EXPECT_THAT(Writing("password survey secret mangled\n" + show),
               AllOf(HasSubstr("  file           " + Path("abc.tsv") + "\n"),
@@ -175,7 +175,7 @@ TEST_F(Cloning, IsRefusedWithoutADataSource) {
             "main releases the write lock on nix\n");
 }
 
-TEST_F(Cloning, IsRefusedUnderANameThatIsTakenAndReplacesNothing) {
+TEST_F(Cloning, RefusesATakenNameAndReplacesNoSource) {
   EXPECT_EQ(AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n" +
                      "clone survey as Survey\nclone survey as \"\"\nrelease\n"),
             IsOpen("survey") + "main takes the write lock on survey\n" + kReleased +
@@ -185,7 +185,7 @@ TEST_F(Cloning, IsRefusedUnderANameThatIsTakenAndReplacesNothing) {
                 kReleased);
 }
 
-TEST_F(Cloning, SaysInJsonWhatWasCloned) {
+TEST_F(Cloning, JsonNamesTheClonedDataset) {
   EXPECT_EQ(LastInJson("@w clone survey as copy\n"),
             R"({"event":"opened","role":"w","dataset":"copy","id":"0:1","file":"","quiet":false,)"
             R"("variables":3,"cases":2,"cloneOf":"survey"})"
@@ -196,7 +196,7 @@ TEST_F(Cloning, SaysInJsonWhatWasCloned) {
 // ---------------------------------------------------------------------------------------------
 // Hidden variables
 
-TEST_F(Cloning, LeavesHiddenVariablesOutOfTheCloneAlone) {
+TEST_F(Cloning, HidesVariablesOnlyInTheClone) {
   EXPECT_THAT(Writing("hide b\nclone survey as copy\ncases copy\ncases survey\n"),
               HasSubstr("copy is open: 2 variables, 2 cases, a clone of survey\n"
                         "      a  c\n"
@@ -205,7 +205,7 @@ TEST_F(Cloning, LeavesHiddenVariablesOutOfTheCloneAlone) {
                         std::string(kRows)));
 }
 
-TEST_F(Cloning, LeavesHiddenVariablesOutAlsoWhereTheDictionaryWasChanged) {
+TEST_F(Cloning, HidesVariablesOfAChangedDictionary) {
   EXPECT_THAT(Writing("clone survey as copy\nmove survey c to 1\ninsert survey x before a\n"
                       "hide a\nclone survey as third\ncases third\n"),
               HasSubstr("\n"
@@ -214,12 +214,12 @@ TEST_F(Cloning, LeavesHiddenVariablesOutAlsoWhereTheDictionaryWasChanged) {
                         "   2  6  NaN  5\n"));
 }
 
-TEST_F(Cloning, KeepsUnsavedChangesUnsavedWhereVariablesAreHidden) {
+TEST_F(Cloning, KeepsTheDirtyFlagIfVariablesAreHidden) {
   EXPECT_THAT(Writing("dirty survey on\nhide b\nclone survey as copy\nshow copy\n"),
               HasSubstr("  unsaved        yes\n"));
 }
 
-TEST_F(Cloning, GoesOnTopOfHiddenVariables) {
+TEST_F(Cloning, ClonesADatasetWithHiddenVariables) {
   EXPECT_THAT(AtPrompt("hide b\nopen " + Path("abc.tsv") +
                        " as survey\nhide nothing\nwrite survey\nclone survey as copy\n"
                        "move survey c to 1\ncases survey\ncases copy\nclose survey\n"
@@ -244,12 +244,12 @@ class Selecting : public Cloning {
       "   2  8  -2  5  x\n";
 };
 
-TEST_F(Selecting, ShowsTheCasesInWhichANumberIsNeitherZeroNorMissing) {
+TEST_F(Selecting, ShowsCasesWhoseFilterIsNeitherZeroNorMissing) {
   EXPECT_EQ(Writing("source survey filtered by z\ncases survey\n"),
             std::string(kSelected) + kReleased);
 }
 
-TEST_F(Selecting, SelectsAmongWhatWasSelectedBefore) {
+TEST_F(Selecting, SelectsFromThePreviousSelection) {
   WriteFile("abc.tsv", "a\tz\tc\ts\n1\t1\t0\tx\n4\t0\t6\tx\n7\t1\t9\tx\n0\t1\t1\tx\n");
   EXPECT_THAT(Writing("source survey filtered by z\nsource survey filtered by c\n"
                       "source survey filtered by a\ncases survey\n"),
@@ -258,7 +258,7 @@ TEST_F(Selecting, SelectsAmongWhatWasSelectedBefore) {
                          std::string(kReleased)));
 }
 
-TEST_F(Selecting, GoesByTheVariableAlsoWhenItMovesOrGoes) {
+TEST_F(Selecting, StillWorksAfterTheFilterVariableIsMovedOrDeleted) {
   EXPECT_THAT(Writing("source survey filtered by z\nmove survey z to 1\ndelete survey c s\n"
                       "cases survey\ndelete survey z\ncases survey\n"),
               StartsWith("       z  a\n"
@@ -269,7 +269,7 @@ TEST_F(Selecting, GoesByTheVariableAlsoWhenItMovesOrGoes) {
                          "   2  8\n"));
 }
 
-TEST_F(Selecting, KeepsUnsavedChangesUnsaved) {
+TEST_F(Selecting, KeepsTheDirtyFlag) {
   EXPECT_THAT(Writing("dirty survey on\nsource survey filtered by z\nshow survey\n"),
               HasSubstr("  unsaved        yes\n"));
   EXPECT_THAT(Writing("source survey filtered by z\nshow survey\n"),
@@ -284,7 +284,7 @@ TEST_F(Selecting, StaysOnTheDataFile) {
               HasSubstr("  v: saved file: \"/x.tsv\"\n"));
 }
 
-TEST_F(Selecting, TheNumberOfCasesIsUnknown) {
+TEST_F(Selecting, NumberOfCasesIsUnknown) {
   const std::string text =
       AtPrompt(Open("survey") + "@v observe survey\nwrite survey\nsource survey filtered by z\n" +
                "show survey\nclone survey as copy\nrelease\nmirror survey\nshow copy\n");
@@ -296,7 +296,7 @@ TEST_F(Selecting, TheNumberOfCasesIsUnknown) {
                           Not(HasSubstr("differs\ncopy"))));
 }
 
-TEST_F(Selecting, TheNumberOfCasesIsNullInJson) {
+TEST_F(Selecting, NumberOfCasesIsNullInJson) {
   const std::string text = InJson(Open("survey") +
                                   "@v observe survey\nwrite survey\nsource survey filtered by z\n"
                                   "show survey\nclone survey as copy\nrelease\nmirror survey\n");
@@ -331,7 +331,7 @@ TEST_F(Selecting, NeedsANumericVariableAndADataSource) {
             std::string("error: survey has no data source; `source` gives it one\n") + kReleased);
 }
 
-TEST_F(Selecting, ReadsACloneWhateverBecameOfItsVariables) {
+TEST_F(Selecting, ReadsACloneAfterEditsOfItsVariables) {
   const auto expect = [&](const std::string& edits, const std::string& cases) {
     EXPECT_THAT(
         Writing("clone survey as copy\n" + edits + "source survey filtered by z\ncases survey\n"),
@@ -354,7 +354,7 @@ TEST_F(Selecting, ReadsACloneWhateverBecameOfItsVariables) {
   expect("delete survey z\ninsert survey z before s\n", "survey has no cases\n");
 }
 
-TEST_F(Selecting, IsSharedByAClone) {
+TEST_F(Selecting, CloneSharesTheSelection) {
   EXPECT_THAT(Writing("source survey filtered by z\nclone survey as copy\nclose survey\nrelease\n"
                       "cases copy\n"),
               EndsWith(kSelected));
@@ -363,7 +363,7 @@ TEST_F(Selecting, IsSharedByAClone) {
 // ---------------------------------------------------------------------------------------------
 // Rows
 
-TEST(CaseRowsOfAClone, AreNoneWhereItIsOneOfNothing) {
+TEST(CaseRowsOfAClone, AreEmptyIfTheCloneHasNoSource) {
   SvrDMCloneDataSource clone(static_cast<ORVX_DataSource const*>(nullptr));
   clone.MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "x"), nullptr);
   CaseRows rows(clone);

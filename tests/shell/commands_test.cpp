@@ -22,14 +22,14 @@ class Commands : public ShellTest {};
 // ---------------------------------------------------------------------------------------------
 // Wrong use
 
-TEST_F(Commands, AnUnknownOneIsNamed) {
+TEST_F(Commands, UnknownCommandIsNamedInTheError) {
   EXPECT_EQ(AtPrompt("frobnicate survey\n"),
             "error: no command \"frobnicate\"; `help` lists them\n");
   EXPECT_FALSE(WentWell());
 }
 
 // Uses each command of the table with missing, wrong or superfluous words.
-TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
+TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
   const std::string type = "numeric or string:WIDTH (1 to 1000000)";
   const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {
       {"open",
@@ -247,7 +247,7 @@ TEST_F(Commands, EachSaysWhatItExpectedAndHowItIsUsed) {
   }
 }
 
-TEST_F(Commands, ANumberOutOfRangeIsCalledThat) {
+TEST_F(Commands, NumberOutOfRangeIsReportedAsOutOfRange) {
   const std::string set = "bootstrap survey set ";
   for (const char* number : {"1e400", "-1e400", "1e-400"}) {
     EXPECT_THAT(Writing(set + "level " + number + "\n"),
@@ -263,7 +263,7 @@ TEST_F(Commands, ANumberOutOfRangeIsCalledThat) {
               StartsWith("main releases "));
 }
 
-TEST_F(Commands, AFileHasAName) {
+TEST_F(Commands, EmptyFileNameIsRefused) {
   const std::string none = "error: no file name\n";
   EXPECT_THAT(Writing("open \"\" as x\nsource survey file \"\"\nbootstrap survey from \"\"\n"
                       "bootstrap survey to \"\"\nbootstrap survey check \"\"\n"),
@@ -272,7 +272,7 @@ TEST_F(Commands, AFileHasAName) {
               StartsWith("error: a file name cannot have a zero byte in it: \"a␀b\"\n"));
 }
 
-TEST_F(Commands, AWrongWordIsShownWholeAndOnOneLine) {
+TEST_F(Commands, ErrorsShowTheWholeUnexpectedWordOnOneLine) {
   EXPECT_EQ(AtPrompt(std::string("lu\0st\x1B[2J\n", 10)),
             "error: no command \"lu␀st␛[2J\"; `help` lists them\n");
   EXPECT_THAT(AtPrompt(std::string("add-empty n lo\0ud\n", 18)),
@@ -282,13 +282,13 @@ TEST_F(Commands, AWrongWordIsShownWholeAndOnOneLine) {
   EXPECT_THAT(InJson(std::string("lu\0st\n", 6)), HasSubstr(R"("text":"no command \"lu␀st\";)"));
 }
 
-TEST_F(Commands, NoNameThatIsEmptyIsHidden) {
+TEST_F(Commands, HideRefusesAnEmptyName) {
   EXPECT_EQ(AtPrompt("hide \"\"\nhide a \"\"\n" + Open("survey")),
             "error: no variable has an empty name\nerror: no variable has an empty name\n" +
                 IsOpen("survey"));
 }
 
-TEST_F(Commands, EachNamesADatasetThatIsNotThere) {
+TEST_F(Commands, EachReportsTheNameOfAnUnknownDataset) {
   const std::set<std::string> others = {"open",    "add-empty", "list", "watch",
                                         "unwatch", "hide",      "help", "quit"};
   for (const CommandSubject& subject : CommandTable()) {
@@ -300,12 +300,12 @@ TEST_F(Commands, EachNamesADatasetThatIsNotThere) {
   }
 }
 
-TEST_F(Commands, AnIdentifierThatNoDatasetHasIsExplained) {
+TEST_F(Commands, UnknownIdentifierIsExplained) {
   EXPECT_EQ(AtPrompt(Open("survey") + "show 0:7\n"),
             IsOpen("survey") + "error: 0:7: no dataset has this identifier (error 2001)\n");
 }
 
-TEST_F(Commands, ThoseThatWriteNeedTheWriteLock) {
+TEST_F(Commands, EditingNeedsTheWriteLock) {
   const std::string refusal =
       "error: main does not hold the write lock on survey; `write survey` takes it\n";
   for (const char* command : {"insert survey x",         "delete survey a",
@@ -333,28 +333,28 @@ TEST_F(Commands, ThoseThatWriteNeedTheWriteLock) {
 // ---------------------------------------------------------------------------------------------
 // Datasets
 
-TEST_F(Commands, AQuietDatasetSaysSo) {
+TEST_F(Commands, OpenReportsAQuietDataset) {
   EXPECT_THAT(AtPrompt("open " + Path("abc.tsv") + " as survey quiet\n"),
               EndsWith("abc.tsv (quiet)\n"));
 }
 
-TEST_F(Commands, ANameIsTakenOnceWhateverItsCase) {
+TEST_F(Commands, HandleNamesAreUniqueIgnoringCase) {
   EXPECT_EQ(AtPrompt(Open("survey") + Open("SURVEY") + "add-empty Survey\n"),
             IsOpen("survey") + "error: there is a dataset called \"survey\" already\n" +
                 "error: there is a dataset called \"survey\" already\n");
 }
 
-TEST_F(Commands, ANameThatReadsLikeAnIdentifierIsRefused) {
+TEST_F(Commands, NameThatReadsLikeAnIdentifierIsRefused) {
   EXPECT_THAT(AtPrompt("add-empty 0:3\nadd-empty \"\"\n"),
               AllOf(HasSubstr("that reads like an identifier"), HasSubstr("an empty name")));
 }
 
-TEST_F(Commands, ASecondDatasetOfOneFileKeepsTheNameAside) {
+TEST_F(Commands, SecondDatasetOfAFileHasASuppressedFileName) {
   const std::string text = AtPrompt(Open("one") + Open("two") + "show two\n");
   EXPECT_THAT(text, HasSubstr("file           none (kept aside: " + Path("abc.tsv") + ")\n"));
 }
 
-TEST_F(Commands, ShowTellsWhatTheHandleTells) {
+TEST_F(Commands, ShowPrintsThePropertiesOfTheHandle) {
   EXPECT_EQ(AtPrompt("add-empty nix\nshow nix\n"),
             "nix is open, without a data source\n"
             "nix\n"
@@ -370,7 +370,7 @@ TEST_F(Commands, ShowTellsWhatTheHandleTells) {
             "  password       none\n");
 }
 
-TEST_F(Commands, SettingsShow) {
+TEST_F(Commands, ShowPrintsChangedSettings) {
   const std::string text = AtPrompt(
       "add-empty nix\nhandle nix Größe\nfile größe /data/x\nwindow größe front on\n"
       "window größe minimized off\nwindow größe hidden on\npassword größe secret mangled\n"
@@ -382,13 +382,13 @@ TEST_F(Commands, SettingsShow) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Commands, TheDataFileSaysWhetherItsPasswordIsMangled) {
+TEST_F(Commands, PasswordMangledComesFromTheDataFile) {
   EXPECT_THAT(AtPrompt(Open("survey") + "password survey secret mangled\nshow survey\n" +
                        "write survey\nsource survey none\nrelease\nshow survey\n"),
               AllOf(HasSubstr("password       set\n"), EndsWith("password       set, mangled\n")));
 }
 
-TEST_F(Commands, ListShowsEachDataset) {
+TEST_F(Commands, ListPrintsEachDataset) {
   EXPECT_EQ(AtPrompt("list\n" + Open("survey") + "add-empty nix\nread nix\nlist\nrelease\n"),
             "no dataset is open\n" + IsOpen("survey") +
                 "nix is open, without a data source\nmain takes the read lock on nix\n"
@@ -398,11 +398,11 @@ TEST_F(Commands, ListShowsEachDataset) {
                 "main releases the read lock on nix\n");
 }
 
-TEST_F(Commands, ADatasetIsFoundByIdentifier) {
+TEST_F(Commands, DatasetIsFoundByIdentifier) {
   EXPECT_THAT(AtPrompt(Open("survey") + "show 0:0\n"), HasSubstr("survey\n  identifier     0:0\n"));
 }
 
-TEST_F(Commands, AClosedDatasetLivesOnForThoseWhoHoldIt) {
+TEST_F(Commands, ClosedDatasetExistsWhileItsLockIsHeld) {
   EXPECT_EQ(
       AtPrompt(Open("survey") + "observe survey\n@recode write survey\nclose survey\nread survey\n"
                                 "@recode insert survey x\n@recode release survey\n"),
@@ -422,7 +422,7 @@ TEST_F(Commands, AClosedDatasetLivesOnForThoseWhoHoldIt) {
           "  main: case data reset: 2 rows\n");
 }
 
-TEST_F(Commands, ADatasetThatWasClosedHidesNoneOfItsName) {
+TEST_F(Commands, ClosedDatasetDoesNotHideANewOneWithTheSameName) {
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nadd-empty S\nclose s\nlist\n"),
             IsOpen("s") +
                 "main takes the write lock on s\n"
@@ -433,7 +433,7 @@ TEST_F(Commands, ADatasetThatWasClosedHidesNoneOfItsName) {
                 "main releases the write lock on s\n");
 }
 
-TEST_F(Commands, ADatasetThatWasClosedIsFoundByItsHoldersWithoutRegardToCaseAndByIdentifier) {
+TEST_F(Commands, ClosedDatasetIsFoundByItsHoldersByNameIgnoringCaseAndByIdentifier) {
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nvariables S\nadd-empty s\n" +
                      "release s\nvariables 0:0\nrelease 00:0\nvariables 0:0\n"),
             IsOpen("s") +
@@ -447,14 +447,14 @@ TEST_F(Commands, ADatasetThatWasClosedIsFoundByItsHoldersWithoutRegardToCaseAndB
                 "error: 0:0: no dataset has this identifier (error 2001)\n");
 }
 
-TEST_F(Commands, OfTwoDatasetsThatWereClosedTheOneTakenLastIsMeant) {
+TEST_F(Commands, NameOfTwoClosedDatasetsFindsTheOneLockedLast) {
   EXPECT_THAT(AtPrompt(Open("s") + "write s\nclose s\nadd-empty s\nwrite s\nclose s\n" +
                        "show s\nrelease s\nshow s\n"),
               AllOf(HasSubstr("s\n  identifier     0:1\n"),
                     HasSubstr("main releases the write lock on s\ns\n  identifier     0:0\n")));
 }
 
-TEST_F(Commands, ADatasetIsClosedOnce) {
+TEST_F(Commands, ClosedDatasetCannotBeClosedAgain) {
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nclose s\nclose 0:0\n"),
             IsOpen("s") +
                 "main takes the write lock on s\n"
@@ -464,7 +464,7 @@ TEST_F(Commands, ADatasetIsClosedOnce) {
                 "main releases the write lock on s\n");
 }
 
-TEST_F(Commands, VariablesReadsForTheMomentOnly) {
+TEST_F(Commands, VariablesReleasesItsReadLock) {
   EXPECT_EQ(AtPrompt(Open("survey") + "variables survey\n@w write survey\nvariables survey\n" +
                      "@w variables survey\n@w release\n"),
             IsOpen("survey") +
@@ -478,7 +478,7 @@ TEST_F(Commands, VariablesReadsForTheMomentOnly) {
 // ---------------------------------------------------------------------------------------------
 // Data files
 
-TEST_F(Commands, ABadFileGivesOneErrorAndNoDataset) {
+TEST_F(Commands, InvalidFileGivesOneErrorAndNoDataset) {
   WriteFile("empty.tsv", "");
   WriteFile("ragged.tsv", "a\tb\n1\t2\n3\n");
   WriteFile("quote.tsv", "a\tb\n1\t\"2\n");
@@ -504,7 +504,7 @@ TEST_F(Commands, ABadFileGivesOneErrorAndNoDataset) {
   }
 }
 
-TEST_F(Commands, ABadFileLeavesTheSourceOfADatasetAlone) {
+TEST_F(Commands, InvalidFileDoesNotReplaceTheSource) {
   const std::string text = Writing("source survey file /nowhere.tsv\nvariables survey\n");
   EXPECT_THAT(text, StartsWith("error: /nowhere.tsv: "));
   EXPECT_THAT(text, HasSubstr("   3  c  numeric"));
@@ -513,7 +513,7 @@ TEST_F(Commands, ABadFileLeavesTheSourceOfADatasetAlone) {
 // ---------------------------------------------------------------------------------------------
 // Variables
 
-TEST_F(Commands, InsertPutsAVariableWhereItIsAskedTo) {
+TEST_F(Commands, InsertAddsAVariableAtTheGivenPlace) {
   EXPECT_THAT(Writing("insert survey x string:5 label \"An x\" before b\ninsert survey y\n"
                       "variables survey\n"),
               StartsWith("   1  a  numeric            unknown\n"
@@ -523,7 +523,7 @@ TEST_F(Commands, InsertPutsAVariableWhereItIsAskedTo) {
                          "   5  y  numeric            unknown\n"));
 }
 
-TEST_F(Commands, MoveCountsFromOneInTheListAsItWillBe) {
+TEST_F(Commands, MovePositionsCountFromOneInTheResultingList) {
   const auto order = [this](const std::string& move) {
     const std::string text = Writing(move + "\nvariables survey\n");
     std::string names;
@@ -541,7 +541,7 @@ TEST_F(Commands, MoveCountsFromOneInTheListAsItWillBe) {
   EXPECT_EQ(order("delete survey c a"), "b");
 }
 
-TEST_F(Commands, WrongVariablesChangeNothing) {
+TEST_F(Commands, InvalidVariablesChangeNothing) {
   EXPECT_THAT(Writing("delete survey a nope\n"),
               StartsWith("error: there is no variable \"nope\"\n"));
   EXPECT_THAT(Writing("delete survey a a\nvariables survey\n"),
@@ -569,7 +569,7 @@ TEST_F(Commands, EditingNeedsADataSource) {
 // ---------------------------------------------------------------------------------------------
 // Notifications
 
-TEST_F(Commands, ObserversAreToldInTheOrderOfTheirComing) {
+TEST_F(Commands, ObserversAreNotifiedInTheOrderOfRegistration) {
   EXPECT_EQ(Writing("release\n@v observe survey\n@u observe survey\n"
                     "write survey\nlabel survey b B\nrelease\n"),
             "main releases the write lock on survey\n"
@@ -581,7 +581,7 @@ TEST_F(Commands, ObserversAreToldInTheOrderOfTheirComing) {
             "  u: unsaved changes: yes\n");
 }
 
-TEST_F(Commands, WhoWritesIsNotTold) {
+TEST_F(Commands, OriginatorIsNotNotified) {
   EXPECT_THAT(Writing("release\nobserve survey\n@v observe survey\n"
                       "write survey\ndelete survey a\nrelease\nwrite survey\nrelease\n"),
               EndsWith("main releases the write lock on survey\n"
@@ -591,7 +591,7 @@ TEST_F(Commands, WhoWritesIsNotTold) {
                        "main releases the write lock on survey\n"));
 }
 
-TEST_F(Commands, WhoObservesTwiceIsToldTwiceAndOnceUnobservedNeverAgain) {
+TEST_F(Commands, ObserverRegisteredTwiceIsNotifiedTwiceUntilUnobserved) {
   const std::string text = Writing(
       "release\n@v observe survey\n@v observe survey\nwrite survey\ndelete survey a\nrelease\n"
       "@v unobserve survey\nwrite survey\ndelete survey b\nrelease\n@v unobserve survey\n");
@@ -601,7 +601,7 @@ TEST_F(Commands, WhoObservesTwiceIsToldTwiceAndOnceUnobservedNeverAgain) {
   EXPECT_THAT(text, EndsWith("error: v does not observe survey\n"));
 }
 
-TEST_F(Commands, TellReportsUnderTheLockAndOnlyOnce) {
+TEST_F(Commands, TellNotifiesUnderTheLockAndEachChangeOnlyOnce) {
   EXPECT_EQ(Writing("release\n@v observe survey\nwrite survey\nrename survey a x\ntell survey\n"
                     "rename survey x y\nrelease\n@v tell survey\n"),
             "main releases the write lock on survey\nv observes survey\n"
@@ -613,7 +613,7 @@ TEST_F(Commands, TellReportsUnderTheLockAndOnlyOnce) {
             "error: v does not write survey\n");
 }
 
-TEST_F(Commands, EachKindOfChangeHasItsWords) {
+TEST_F(Commands, EachKindOfChangeIsPrintedInWords) {
   const std::string text = Writing(
       "release\n@v observe survey\nwrite survey\n"
       "insert survey x string:1 before b\nmove survey c to 1\nretype survey a string:4\n"
@@ -642,7 +642,7 @@ TEST_F(Commands, HelpListsEveryCommand) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Commands, HelpExplainsOne) {
+TEST_F(Commands, HelpExplainsOneCommand) {
   EXPECT_EQ(AtPrompt("help move\n"),
             "move DATASET VARIABLE to POSITION|before VARIABLE\n"
             "  moves a variable\n"
@@ -651,7 +651,7 @@ TEST_F(Commands, HelpExplainsOne) {
   EXPECT_EQ(AtPrompt("help frob\n"), "error: no command \"frob\"; `help` lists them\n");
 }
 
-TEST_F(Commands, AreNotAllThereWhereTheInputBreaks) {
+TEST_F(Commands, FailedInputIsReported) {
   class Broken final : public std::streambuf {
     int_type underflow() override { throw std::runtime_error("broken"); }
   } broken;
@@ -663,7 +663,7 @@ TEST_F(Commands, AreNotAllThereWhereTheInputBreaks) {
   EXPECT_EQ(out.str(), "error: the input cannot be read to its end\n");
 }
 
-TEST_F(Commands, QuitEndsAtOnce) {
+TEST_F(Commands, QuitIgnoresTheRestOfTheInput) {
   EXPECT_THAT(AtPrompt("quit\nlist\n"), IsEmpty());
   EXPECT_TRUE(WentWell());
 }

@@ -50,7 +50,7 @@ TEST_F(Completion, OffersCommandsFirst) {
   EXPECT_THAT(Of("nosuch "), IsEmpty());
 }
 
-TEST_F(Completion, OffersDatasetsWhereACommandTakesOne) {
+TEST_F(Completion, OffersDatasetsIfACommandTakesOne) {
   EXPECT_THAT(After(Open("survey") + "add-empty study", "show s"), ElementsAre("study", "survey"));
   EXPECT_THAT(After("add-empty nix", "release "), ElementsAre("nix"));
   EXPECT_THAT(After("add-empty nix", "list "), IsEmpty());
@@ -74,7 +74,7 @@ TEST_F(Completion, ReadsVariablesUnderTheLockOfTheCaller) {
       ElementsAre("a", "added"));
 }
 
-TEST_F(Completion, OffersVariablesAsOfTheLastPassWhereAnotherCallerWrites) {
+TEST_F(Completion, OffersVariablesAsOfTheLastPassWhileAnotherCallerWrites) {
   EXPECT_THAT(After(Open("survey") + "@w write survey\n@w tell survey\n@w insert survey added",
                     "label survey a"),
               ElementsAre("a"));
@@ -89,7 +89,7 @@ TEST_F(Completion, OffersFilesAndFolders) {
   EXPECT_THAT(Of("open /nowhere/"), IsEmpty());
 }
 
-TEST_F(Completion, KnowsWhereTheWordStartsAndWhatItSays) {
+TEST_F(Completion, ReturnsTheStartAndTheTextOfTheLastWord) {
   After("", "open \"my fi");
   EXPECT_EQ(start_, 5u);
   EXPECT_EQ(typed_, "my fi");
@@ -99,21 +99,21 @@ TEST_F(Completion, KnowsWhereTheWordStartsAndWhatItSays) {
   EXPECT_THAT(Of("# a comment l"), IsEmpty());
 }
 
-TEST(DidYouMean, NamesTheNearest) {
+TEST(DidYouMean, SuggestsTheMostSimilarName) {
   const std::vector<std::string> names = {"age", "income", "educ"};
   EXPECT_EQ(DidYouMean("incmoe", names), "; did you mean \"income\"?");
   EXPECT_EQ(DidYouMean("aeg", names), "; did you mean \"age\"?");
   EXPECT_EQ(DidYouMean("edu", names), "; did you mean \"educ\"?");
 }
 
-TEST(DidYouMean, SaysNothingWhereNoNameIsNear) {
+TEST(DidYouMean, SuggestsNothingIfNoNameIsSimilar) {
   EXPECT_EQ(DidYouMean("vote", {"age", "income"}), "");
   EXPECT_EQ(DidYouMean("x", {"y", "a"}), "");
   EXPECT_EQ(DidYouMean("", {"a"}), "");
   EXPECT_EQ(DidYouMean(std::string(1000, 'x'), {std::string(1000, 'x') + "y"}), "");
 }
 
-TEST_F(Completion, MisspeltNamesGetTheNearest) {
+TEST_F(Completion, ErrorsSuggestASimilarName) {
   EXPECT_EQ(AtPrompt("opne x\nhelp opne\n"),
             "error: no command \"opne\"; did you mean \"open\"?\n"
             "error: no command \"opne\"; did you mean \"open\"?\n");

@@ -35,17 +35,17 @@ TEST_F(Errors, ReachTheClientWithTheirText) {
                          "  window: warning on survey: \"\"\n"));
 }
 
-TEST_F(Errors, HaveAClientThatShows) {
+TEST_F(Errors, ShowPrintsTheClient) {
   EXPECT_THAT(AtClient("@window show survey\n"), HasSubstr("  client         window\n"));
 }
 
-TEST_F(Errors, AreReportedByWhoeverWrites) {
+TEST_F(Errors, CanOnlyBeReportedByTheWriter) {
   EXPECT_THAT(AtClient("@window release\n@recode write survey\n@recode report survey error Full\n"),
               HasSubstr("recode takes the write lock on survey\n"
                         "  window: error on survey: \"Full\"\n"));
 }
 
-TEST_F(Errors, AreReportedWhileWarningsAreNot) {
+TEST_F(Errors, AreReportedEvenIfWarningsAreOff) {
   EXPECT_THAT(AtClient("@window warnings survey off\n@window report survey warning Odd\n"
                        "@window report survey error Full\n@window warnings survey on\n"
                        "@window report survey warning Odd\n"),
@@ -54,7 +54,7 @@ TEST_F(Errors, AreReportedWhileWarningsAreNot) {
                          "  window: warning on survey: \"Odd\"\n"));
 }
 
-TEST_F(Errors, OfADatasetWithoutAClientReachNobody) {
+TEST_F(Errors, WithoutAClientReachNobody) {
   EXPECT_THAT(AtPrompt("add-empty nix\nwrite nix\nreport nix error Full\n"),
               HasSubstr("  not reported: nix has no client\n"));
   EXPECT_THAT(AtClient("@window client survey off\n@window report survey error Full\n"),
@@ -62,14 +62,14 @@ TEST_F(Errors, OfADatasetWithoutAClientReachNobody) {
                          "  not reported: survey has no client\n"));
 }
 
-TEST_F(Errors, GoToTheLastClientAlone) {
+TEST_F(Errors, ReachOnlyTheLastClient) {
   EXPECT_THAT(AtClient("@window release\nwrite survey\nclient survey\nreport survey error Full\n"),
               HasSubstr("main is the client of survey\n"
                         "  main: error on survey: \"Full\"\n"
                         "main releases the write lock on survey\n"));
 }
 
-TEST_F(Errors, GoToTheClientOfTheirDataset) {
+TEST_F(Errors, ReachTheClientOfTheirDataset) {
   EXPECT_THAT(AtClient("add-empty nix\nwrite nix\nclient nix\nwarnings nix off\n"
                        "report nix error Full\n@window report survey warning Odd\n"),
               HasSubstr("  main: error on nix: \"Full\"\n"
@@ -81,7 +81,7 @@ TEST_F(Errors, StillReachTheClientOfAClosedDataset) {
               HasSubstr("  window: error on survey: \"Full\"\n"));
 }
 
-TEST_F(Errors, ReachNobodyOnceTheShellHasLetGoOfItsDataset) {
+TEST_F(Errors, ReachNobodyAfterTheShellReleasesTheDataset) {
   std::ostringstream out;
   Output output(out, out);
   SvrDMItemPtr item(nullptr);

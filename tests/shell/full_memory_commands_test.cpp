@@ -210,7 +210,7 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   return failed;
 }
 
-TEST_P(FullMemoryAtTheShell, AllocationsOfACommandFailAndTheShellGoesOn) {
+TEST_P(FullMemoryAtTheShell, ShellContinuesAfterAnyAllocationOfACommandFails) {
   long count = 0;
   for (; OneFailsIn(count, support::Shortage::Passes); ++count) ASSERT_FALSE(HasFailure());
   for (long i = 0; i < count; ++i) {
@@ -227,7 +227,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, FullMemoryAtTheShell, testing::ValuesIn(Scene
                            return name;
                          });
 
-TEST(FullMemoryScenes, AreThereForEveryCommand) {
+TEST(FullMemoryScenes, CoverEveryCommand) {
   for (const CommandSubject& subject : CommandTable()) {
     for (const Command& command : subject.commands) {
       const std::string name = command.name;

@@ -69,13 +69,13 @@ class Interrupt : public ShellTest {
   bool isGood_ = true;
 };
 
-TEST_F(Interrupt, GivesUpADataFileThatIsBeingRead) {
+TEST_F(Interrupt, EndsReadingADataFile) {
   const std::string open = "open " + Path("abc.tsv") + " as survey";
   EXPECT_EQ(InterruptedInLastLine("", open), "> " + open + "\ntest.sdm:1: interrupted\n");
   EXPECT_FALSE(IsGood());
 }
 
-TEST_F(Interrupt, LeavesTheSourceOfAWriterThatReadsAnother) {
+TEST_F(Interrupt, KeepsTheSourceIfReadingANewOneIsInterrupted) {
   const std::string text =
       InterruptedInLastLine(Open("survey") + "@r observe survey\nwrite survey\n",
                             "source survey file " + WriteFile("d.tsv", "d\n1\n"));
@@ -85,13 +85,13 @@ TEST_F(Interrupt, LeavesTheSourceOfAWriterThatReadsAnother) {
   EXPECT_THAT(text, Not(HasSubstr("inserted variable \"d\"")));
 }
 
-TEST_F(Interrupt, GivesUpCasesThatAreBeingRead) {
+TEST_F(Interrupt, EndsReadingCases) {
   const std::string text = InterruptedInLastLine(Open("survey"), "cases survey");
   EXPECT_THAT(text, EndsWith("> cases survey\ntest.sdm:2: interrupted\n"));
 }
 
 // The filter selects none of two thousand million cases, so the search would not end by itself.
-TEST_F(Interrupt, GivesUpASearchForCasesThatAreSelected) {
+TEST_F(Interrupt, EndsASearchForSelectedCases) {
   const std::string text =
       InterruptedInLastLine(Open("survey") +
                                 "write survey\nsource survey blank 2147483647\n"
@@ -100,20 +100,20 @@ TEST_F(Interrupt, GivesUpASearchForCasesThatAreSelected) {
   EXPECT_THAT(text, HasSubstr("> cases survey\ntest.sdm:5: interrupted\n"));
 }
 
-TEST_F(Interrupt, GivesUpCasesThatAreBeingPrinted) {
+TEST_F(Interrupt, EndsPrintingCases) {
   const std::string text = InterruptedScript(
       Open("survey") + "write survey\nsource survey blank 300\ncases survey\nlist\n",
       " 200  NaN  NaN  NaN\n");
   EXPECT_THAT(text, HasSubstr(" 200  NaN  NaN  NaN\ntest.sdm:4: interrupted\n"));
 }
 
-TEST_F(Interrupt, EndsAScriptAtTheCommandUnderWayAlsoWhereThatIsCarriedOut) {
+TEST_F(Interrupt, EndsAScriptEvenIfTheRunningCommandSucceeds) {
   EXPECT_EQ(InterruptedInLastLine("", "add-empty nix"),
             "> add-empty nix\nnix is open, without a data source\ntest.sdm:1: interrupted\n");
   EXPECT_FALSE(IsGood());
 }
 
-TEST_F(Interrupt, BetweenTwoCommandsAtThePromptIsNoMatterOfTheNext) {
+TEST_F(Interrupt, BetweenCommandsDoesNotEndTheNextCommand) {
   std::raise(SIGINT);
   EXPECT_EQ(AtPrompt(Open("survey")), IsOpen("survey"));
   EXPECT_TRUE(WentWell());

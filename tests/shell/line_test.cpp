@@ -23,7 +23,7 @@ std::string Complaint(const char* text) {
   return "none";
 }
 
-TEST(Line, WordsAreSeparatedByAnyBlanks) {
+TEST(Line, AnyBlanksSeparateWords) {
   EXPECT_THAT(ParseLine("  open\tsurvey.tsv  as survey \r").words,
               ElementsAre("open", "survey.tsv", "as", "survey"));
 }
@@ -33,22 +33,22 @@ TEST(Line, WithoutWordsIsEmpty) {
   EXPECT_THAT(ParseLine(" \t ").words, IsEmpty());
 }
 
-TEST(Line, EndsAtAComment) {
+TEST(Line, CommentEndsTheLine) {
   EXPECT_THAT(ParseLine("# all of it").words, IsEmpty());
   EXPECT_THAT(ParseLine("list # the rest").words, ElementsAre("list"));
 }
 
-TEST(Line, ANumberSignInsideAWordIsNoComment) {
+TEST(Line, NumberSignInsideAWordDoesNotStartAComment) {
   EXPECT_THAT(ParseLine("label s v Q#1 \"# 2\"").words,
               ElementsAre("label", "s", "v", "Q#1", "# 2"));
 }
 
-TEST(Line, AQuotedWordKeepsItsBlanks) {
+TEST(Line, QuotedWordKeepsItsBlanks) {
   EXPECT_THAT(ParseLine("label s \"Wildlife Size\" \"\"").words,
               ElementsAre("label", "s", "Wildlife Size", ""));
 }
 
-TEST(Line, AQuoteInsideQuotesIsWrittenTwice) {
+TEST(Line, TwoQuotesInsideQuotesStandForOne) {
   EXPECT_THAT(ParseLine("label s v \"say \"\"yes\"\"\"").words,
               ElementsAre("label", "s", "v", "say \"yes\""));
 }
@@ -57,33 +57,33 @@ TEST(Line, QuotesMayBePartOfAWord) {
   EXPECT_THAT(ParseLine("a\"b c\"d").words, ElementsAre("ab cd"));
 }
 
-TEST(Line, AnUnclosedQuoteIsRefused) {
+TEST(Line, UnclosedQuoteIsRefused) {
   EXPECT_EQ(Complaint("label s v \"yes"), "expected a closing quote (\")");
   EXPECT_EQ(Complaint("label s v \"yes\"\""), "expected a closing quote (\")");
 }
 
-TEST(Line, MayNameTheCallerInFront) {
+TEST(Line, MayBeginWithACaller) {
   const sdmsh::Line line = ParseLine(" @recode-2 write survey");
   EXPECT_EQ(line.role, "recode-2");
   EXPECT_THAT(line.words, ElementsAre("write", "survey"));
 }
 
-TEST(Line, NamesNoCallerFurtherOn) {
+TEST(Line, AtSignInALaterWordNamesNoCaller) {
   const sdmsh::Line line = ParseLine("write @survey");
   EXPECT_EQ(line.role, "");
   EXPECT_THAT(line.words, ElementsAre("write", "@survey"));
 }
 
-TEST(Line, ACallerMayHaveLettersOutsideAscii) {
+TEST(Line, CallerNameMayHaveNonAsciiLetters) {
   EXPECT_EQ(ParseLine("@größe list").role, "größe");
 }
 
-TEST(Line, ACallerNeedsAName) {
+TEST(Line, CallerWithoutANameIsRefused) {
   EXPECT_THAT(Complaint("@ list"), HasSubstr("expected a caller"));
   EXPECT_THAT(Complaint("@a.b list"), HasSubstr("found \"a.b\""));
 }
 
-TEST(Line, ACallerNeedsACommand) {
+TEST(Line, CallerWithoutACommandIsRefused) {
   EXPECT_EQ(Complaint("@recode"), "expected a command after @recode");
   EXPECT_EQ(Complaint("@recode # later"), "expected a command after @recode");
 }

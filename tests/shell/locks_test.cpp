@@ -19,7 +19,7 @@ using testing::StartsWith;
 
 class Locks : public ShellTest {};
 
-TEST_F(Locks, AWriterWaitsUntilTheLastReaderLetsItIn) {
+TEST_F(Locks, WriterWaitsUntilTheLastReaderReleases) {
   EXPECT_EQ(AtPrompt(Open("survey") + "@r1 read survey\n@r2 read survey\n@w write survey\nlist\n"
                                       "@r1 release\n@r2 release\n@w release survey\n"),
             IsOpen("survey") +
@@ -38,7 +38,7 @@ TEST_F(Locks, AWriterWaitsUntilTheLastReaderLetsItIn) {
 
 // A reader lets a waiting writer go first, but only for a short time, because readers must not wait
 // for each other.
-TEST_F(Locks, AReaderBehindAWaitingWriterSaysSoAndGetsInBesideTheReaders) {
+TEST_F(Locks, ReaderBehindAWaitingWriterGetsTheLockBesideTheOtherReaders) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r1 read survey\n@w write survey\n@r2 read survey\n"
                                         "@r1 release\n@r2 release\n@w release\n"),
               EndsWith("r2 waits for the read lock on survey, held by r1 (reading), "
@@ -50,7 +50,7 @@ TEST_F(Locks, AReaderBehindAWaitingWriterSaysSoAndGetsInBesideTheReaders) {
                        "w releases the write lock on survey\n"));
 }
 
-TEST_F(Locks, AReaderMayReadAgainWhileAWriterWaits) {
+TEST_F(Locks, ReaderMayAcquireAgainWhileAWriterWaits) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r read survey\n@w write survey\n@r read survey\n"
                                         "@r release survey\n@r release survey\n@w release\n"),
               EndsWith("r releases the read lock on survey\n"
@@ -60,13 +60,13 @@ TEST_F(Locks, AReaderMayReadAgainWhileAWriterWaits) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, AWaitingWriterIsCountedAlready) {
+TEST_F(Locks, WritersCountIncludesAWaitingWriter) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r read survey\n@w write survey\n@x write survey\n"
                                         "show survey\n@r release\n@w release\n@x release\n"),
               AllOf(HasSubstr("readers        1\n"), HasSubstr("writers        2\n")));
 }
 
-TEST_F(Locks, AWaitingRoleCannotUseLocksAndTheErrorNamesTheWaysOut) {
+TEST_F(Locks, WaitingCallerCannotUseLocksAndTheErrorNamesTheCommandsThatHelp) {
   EXPECT_THAT(
       AtPrompt(Open("survey") + "add-empty nix\n@w write nix\n@r read survey\n@w write survey\n"
                                 "@w variables survey\n@w read nix\n@w title nix x\n"
@@ -80,7 +80,7 @@ TEST_F(Locks, AWaitingRoleCannotUseLocksAndTheErrorNamesTheWaysOut) {
           HasSubstr("w gets the write lock on survey\n   1  a")));
 }
 
-TEST_F(Locks, CommandsThatNeedNoLockAreAnsweredWhileTheRoleWaits) {
+TEST_F(Locks, CommandsThatNeedNoLockWorkWhileTheCallerWaits) {
   const std::string text = AtPrompt(Open("survey") +
                                     "@w write survey\nread survey\nlist\nhelp read\nlocks\n"
                                     "show survey\nadd-empty nix\nobserve survey\nquit\n");
@@ -102,7 +102,7 @@ TEST_F(Locks, AreShownForOneDatasetOrForAllThatAreLocked) {
                        "r releases the read lock on survey\n"));
 }
 
-TEST_F(Locks, WithoutANameEverythingIsReleasedFromTheLastToTheFirst) {
+TEST_F(Locks, ReleaseWithoutANameReleasesAllLocksTheLastAcquiredFirst) {
   EXPECT_THAT(AtPrompt(Open("survey") + "add-empty nix\nread survey\nwrite nix\nread survey\n"
                                         "release\nrelease\nrelease nix\n"),
               EndsWith("main releases the read lock on survey\n"
@@ -111,7 +111,7 @@ TEST_F(Locks, WithoutANameEverythingIsReleasedFromTheLastToTheFirst) {
                        "error: main holds no lock on nix\n"));
 }
 
-TEST_F(Locks, ARoleThatWaitsForItselfIsADeadlockThatItsReleaseEnds) {
+TEST_F(Locks, CallerThatWaitsForItselfIsADeadlockThatItsReleaseEnds) {
   EXPECT_THAT(AtPrompt(Open("survey") + "read survey\nwrite survey\nrelease\nrelease\n"),
               EndsWith("main waits for the write lock on survey, held by main (reading)\n"
                        "deadlock: main waits for the write lock on survey, held by main (reading); "
@@ -122,7 +122,7 @@ TEST_F(Locks, ARoleThatWaitsForItselfIsADeadlockThatItsReleaseEnds) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, RolesThatWaitForEachOtherAreADeadlockThatOneReleaseEnds) {
+TEST_F(Locks, CallersThatWaitForEachOtherAreADeadlockThatOneReleaseEnds) {
   EXPECT_THAT(AtPrompt(Open("survey") + "add-empty nix\n@x write survey\n@y write nix\n"
                                         "@x read nix\n@y read survey\n@y release\n@x release\n"
                                         "@y release\n"),
@@ -140,13 +140,13 @@ TEST_F(Locks, RolesThatWaitForEachOtherAreADeadlockThatOneReleaseEnds) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, ADeadlockInJsonNamesEachRoleAndWhoHoldsWhatItWaitsFor) {
+TEST_F(Locks, DeadlockInJsonNamesEachCallerAndTheHolderThatBlocksIt) {
   EXPECT_THAT(InJson(Open("survey") + "read survey\nwrite survey\nrelease\n"),
               HasSubstr(R"({"event":"deadlock","steps":[{"role":"main","mode":"write",)"
                         R"("dataset":"survey","holder":{"role":"main","mode":"read"}}]})"));
 }
 
-TEST_F(Locks, ATryThatSucceedsIsAWriteLock) {
+TEST_F(Locks, SuccessfulTryAcquiresTheWriteLock) {
   EXPECT_THAT(
       AtPrompt(Open("survey") + "try-write survey\ndelete survey a\nrelease\n@r read survey\n"),
       AllOf(HasSubstr("main takes the write lock on survey\n"),
@@ -154,7 +154,7 @@ TEST_F(Locks, ATryThatSucceedsIsAWriteLock) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, ATryThatFailsMarksTheDatasetForGood) {
+TEST_F(Locks, AfterAFailedTryNoLockOnTheDatasetIsEverReleased) {
   const std::string text = AtPrompt(Open("survey") +
                                     "@r read survey\ntry-write survey\n@r release\nshow survey\n"
                                     "@r read survey\n@w write survey\n");
@@ -166,7 +166,7 @@ TEST_F(Locks, ATryThatFailsMarksTheDatasetForGood) {
   EXPECT_THAT(text, HasSubstr("r takes the read lock on survey\nerror: w would wait forever"));
 }
 
-TEST_F(Locks, ATryThatWouldLeaveARoleWaitingForeverIsRefused) {
+TEST_F(Locks, TryThatWouldLeaveACallerWaitingForeverIsRefused) {
   EXPECT_THAT(
       AtPrompt(Open("survey") + "@r read survey\n@w write survey\ntry-write survey\n"
                                 "@r release\n@w release\n"),
@@ -176,7 +176,7 @@ TEST_F(Locks, ATryThatWouldLeaveARoleWaitingForeverIsRefused) {
                "w releases the write lock on survey\n"));
 }
 
-TEST_F(Locks, AtTheEndEverythingIsReleasedAndThoseWhoWaitAreNamed) {
+TEST_F(Locks, AllLocksAreReleasedAndWaitingCallersReportedAtTheEnd) {
   EXPECT_EQ(InScript(Open("survey") + "@r write survey\n@w write survey\n@v read survey\n"),
             "> " + Open("survey") + IsOpen("survey") +
                 "> @r write survey\nr takes the write lock on survey\n"
@@ -193,7 +193,7 @@ TEST_F(Locks, AtTheEndEverythingIsReleasedAndThoseWhoWaitAreNamed) {
   EXPECT_FALSE(WentWell());
 }
 
-TEST_F(Locks, ADeadlockAtTheEndIsResolved) {
+TEST_F(Locks, DeadlockAtTheEndIsResolved) {
   InScript(Open("survey") +
            "add-empty nix\n@x write survey\n@y write nix\n"
            "@x read nix\n@y read survey\n");
@@ -207,13 +207,13 @@ TEST_F(Locks, HoldingALockAtTheEndIsNoError) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, AWriterReleasedAtTheEndOfAClosedDatasetStillTells) {
+TEST_F(Locks, WriterOfAClosedDatasetStillNotifiesAtTheEnd) {
   EXPECT_THAT(InScript(Open("survey") + "@v observe survey\nwrite survey\nclose survey\n"),
               HasSubstr("  v: inserted variable \"c\" (numeric) at the end\n"));
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, ALockThatIsHeldOutsideTheShellIsWaitedFor) {
+TEST_F(Locks, CallerWaitsForALockHeldOutsideTheShell) {
   std::ostringstream out;
   Output output(out, out);
   Shell shell(Registry(), output, /*bound=*/50ms);
@@ -232,7 +232,7 @@ TEST_F(Locks, ALockThatIsHeldOutsideTheShellIsWaitedFor) {
 }
 
 // The lock monitor knows no lock that was acquired before it started.
-TEST_F(Locks, ALockThatWasAcquiredBeforeTheShellStartedIsAnErrorAfterAWhile) {
+TEST_F(Locks, WaitingForALockAcquiredBeforeTheShellStartedFailsAfterTheBound) {
   const LocallyUniqueID id = Registry().AddEmpty(true);
   auto outsider = std::make_optional<SvrDMInputDataSource>(Registry(), id, false);
   std::ostringstream out;
@@ -249,7 +249,7 @@ TEST_F(Locks, ALockThatWasAcquiredBeforeTheShellStartedIsAnErrorAfterAWhile) {
 
 // Runs random commands. If a caller waited for a lock that it could have, a command would fail with
 // a message that contains " should ". A failure of this test prints the seed.
-TEST_F(Locks, AreAllAcquiredAndReleasedInTheEnd) {
+TEST_F(Locks, RandomCommandsLeaveNoCallerWaitingForAFreeLock) {
   for (unsigned seed = 1; seed <= 20; ++seed) {
     std::mt19937 random(seed);
     const auto pick = [&](unsigned n) { return std::to_string(random() % n); };

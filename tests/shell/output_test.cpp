@@ -29,7 +29,7 @@ class Printed : public testing::Test {
   std::ostringstream err;
 };
 
-TEST_F(Printed, TablesLineUpAlsoWhereCharactersAreWide) {
+TEST_F(Printed, TablesAlignWideCharacters) {
   EXPECT_EQ(TableText({}),
             "      age  name  income\n"
             "   1   36  日本       7\n"
@@ -42,7 +42,7 @@ TEST_F(Printed, CombiningCharactersTakeNoRoom) {
   EXPECT_EQ(Width("Öl \xC2"), 4u);
 }
 
-TEST_F(Printed, TablesThatAreTooWideComeInBlocksOfColumns) {
+TEST_F(Printed, WideTablesAreSplitIntoBlocksOfColumns) {
   const std::string inTwo =
       "      age  name\n"
       "   1   36  日本\n"
@@ -56,7 +56,7 @@ TEST_F(Printed, TablesThatAreTooWideComeInBlocksOfColumns) {
   EXPECT_EQ(TableText({.width = 23}), TableText({}));
 }
 
-TEST_F(Printed, ColumnsWiderThanTheTerminalStandAlone) {
+TEST_F(Printed, ColumnWiderThanTheTerminalHasItsOwnBlock) {
   EXPECT_EQ(TableText({.width = 1}),
             "      age\n"
             "   1   36\n"
@@ -69,7 +69,7 @@ TEST_F(Printed, ColumnsWiderThanTheTerminalStandAlone) {
             "   2      11");
 }
 
-TEST_F(Printed, ColumnsOfATableGetWiderAndNeverNarrower) {
+TEST_F(Printed, ColumnsNeverGetNarrower) {
   Output output(out, err);
   Table table({{.head = "x"}, {.head = "y"}});
   table.Add({"long", "1"});
@@ -78,7 +78,7 @@ TEST_F(Printed, ColumnsOfATableGetWiderAndNeverNarrower) {
   EXPECT_EQ(table.TakeText(output), "x     y\na     longer");
 }
 
-TEST_F(Printed, HeadingsAreBoldAndErrorsRedWhereThereIsColour) {
+TEST_F(Printed, HeadingsAreBoldAndErrorsRedWithColour) {
   EXPECT_THAT(TableText({.colour = true}),
               testing::StartsWith("\x1B[1m      age  name  income\x1B[0m\n   1   36"));
   Output(out, err, {.colour = true}).Fail("", 0, "plain");
@@ -86,7 +86,7 @@ TEST_F(Printed, HeadingsAreBoldAndErrorsRedWhereThereIsColour) {
   EXPECT_EQ(err.str(), "error: plain\n\x1B[31ma.sdm:3: red\x1B[0m\n");
 }
 
-TEST_F(Printed, NoticesFollowTheEventThatBroughtThem) {
+TEST_F(Printed, NoticesFollowTheEventThatCausedThem) {
   Output output(out, err);
   const auto none = []() -> Json { return nullptr; };
   output.Notice("  v: first", none);
@@ -96,7 +96,7 @@ TEST_F(Printed, NoticesFollowTheEventThatBroughtThem) {
   EXPECT_EQ(out.str(), "released\n  v: first\n  w: second\nnext\n");
 }
 
-TEST_F(Printed, JsonIsOneLineAndNullIsNone) {
+TEST_F(Printed, JsonIsOneLineAndNullPrintsNothing) {
   Output output(out, err, {.json = true});
   output.Say("words", []() -> Json { return nullptr; });
   output.Say("words", []() -> Json { return {{"event", "a"}, {"text", "line\nbreak \xFF"}}; });
@@ -107,14 +107,14 @@ TEST_F(Printed, JsonIsOneLineAndNullIsNone) {
   EXPECT_EQ(err.str(), "");
 }
 
-TEST_F(Printed, WhatIsLostForLackOfMemoryIsRemembered) {
+TEST_F(Printed, EventsLostForLackOfMemoryAreRecorded) {
   Output output(out, err);
   output.Say([]() -> std::string { throw std::bad_alloc(); }, []() -> Json { return nullptr; });
   EXPECT_TRUE(output.TakeLoss());
   EXPECT_FALSE(output.TakeLoss());
 }
 
-TEST(OnOneLine, HasASignForEachControlCharacterAndLeavesTheOthers) {
+TEST(OnOneLine, ReplacesOnlyControlCharacters) {
   EXPECT_EQ(OnOneLine(std::string("\0\t\x1F \x7F~", 6)), "␀␉␟ ␡~");
   EXPECT_EQ(OnOneLine("a\u0080b\u009Fc\u00A0d\u2027\u2028\u2029\u202A"),
             "a\uFFFDb\uFFFDc\u00A0d\u2027\uFFFD\uFFFD\u202A");

@@ -90,7 +90,7 @@ std::vector<json> Where(const std::vector<json>& lines, const json& members) {
 
 // To update an expected output, run ./build/release/tools/sdmsh/sdmsh examples/survey.sdm
 // >tests/shell/survey.txt and review the difference. The other examples work in the same way.
-TEST_F(Program, TellsTheStoriesOfTheExamples) {
+TEST_F(Program, PrintsTheExpectedOutputOfTheExamples) {
   const std::string stage = Stage();
   for (const std::string story : {"survey", "properties", "errors", "bootstrap"}) {
     const Played played = RunIn(stage, "examples/" + story + ".sdm");
@@ -127,7 +127,7 @@ std::string CommandsOf(const std::string& example) {
   return commands;
 }
 
-TEST_F(Program, DoesWhatTheManualShows) {
+TEST_F(Program, PrintsWhatTheManualShows) {
   const std::string open = "open examples/data/survey.tsv as survey\n";
   const std::string isOpen =
       "> " + open + "survey is open: 10 variables, 944 cases, from examples/data/survey.tsv\n";
@@ -149,7 +149,7 @@ TEST_F(Program, DoesWhatTheManualShows) {
   }
 }
 
-TEST_F(Program, TellsTheStoryOfTheBootstrapInJson) {
+TEST_F(Program, PrintsTheBootstrapExampleInJson) {
   const std::string stage = Stage();
   const Played played = RunIn(stage, "--json examples/bootstrap.sdm");
   EXPECT_EQ(played.status, 0);
@@ -177,7 +177,7 @@ TEST_F(Program, TellsTheStoryOfTheBootstrapInJson) {
   EXPECT_EQ(cases[0]["rows"][0], json::parse(R"([1.0, 6.0, "36", null, 3.0, 1.0])"));
 }
 
-TEST_F(Program, TellsTheStoryOfTheSurveyInJson) {
+TEST_F(Program, PrintsTheSurveyExampleInJson) {
   const Played played = Run("--json examples/survey.sdm");
   EXPECT_EQ(played.status, 0);
   EXPECT_THAT(played.err, IsEmpty());
@@ -195,7 +195,7 @@ TEST_F(Program, TellsTheStoryOfTheSurveyInJson) {
   EXPECT_THAT(Where(lines, {{"event", "error"}}), IsEmpty());
 }
 
-TEST_F(Program, TellsEveryArgumentOfAMessageInJson) {
+TEST_F(Program, PrintsEveryArgumentOfAMessageInJson) {
   const std::vector<json> lines = Lines(Run("--json examples/survey.sdm").out);
   const json telling = {{"event", "told"}, {"role", "codebook"}, {"caseSequence", 1}};
   const auto told = [&](const char* message) {
@@ -229,7 +229,7 @@ TEST_F(Program, TellsEveryArgumentOfAMessageInJson) {
   EXPECT_EQ(modify["changed"], json::parse(R"(["name", "label"])"));
 }
 
-TEST_F(Program, TellsEveryArgumentOfAPropertyInJson) {
+TEST_F(Program, PrintsEveryArgumentOfAPropertyInJson) {
   const std::string script = Script(
       "open examples/data/survey.tsv as survey\n@v observe survey\n"
       "write survey\nimputation survey 3\nrelease\n"
@@ -289,7 +289,7 @@ TEST_F(Program, TellsEveryArgumentOfAPropertyInJson) {
   EXPECT_EQ(variableSets[1]["sets"][0]["names"], json::array({nullptr}));
 }
 
-TEST_F(Program, ShowsPropertiesAndTheMirrorInJson) {
+TEST_F(Program, PrintsPropertiesAndTheMirrorInJson) {
   const std::vector<json> lines =
       Lines(Run("--json",
                 "open examples/data/survey.tsv as survey\n@w write survey\nshow survey\n"
@@ -335,7 +335,7 @@ TEST_F(Program, ShowsPropertiesAndTheMirrorInJson) {
   EXPECT_EQ(mirrors[1]["mirror"]["variables"].size(), 10u);
 }
 
-TEST_F(Program, TellsWhatTheRegistryAndTheClientAreToldInJson) {
+TEST_F(Program, PrintsRegistryNoticesAndErrorReportsInJson) {
   const std::string file = "examples/data/survey.tsv";
   const std::vector<json> lines =
       Lines(Run("--json " + Script("@w watch registry\nhide vote\nopen " + file +
@@ -376,11 +376,11 @@ TEST_F(Program, TellsWhatTheRegistryAndTheClientAreToldInJson) {
   EXPECT_EQ(shown[0]["client"], "main");
 }
 
-TEST_F(Program, PrintsTheSameTwice) {
+TEST_F(Program, PrintsTheSameOutputInEachRun) {
   EXPECT_EQ(Run("--json examples/survey.sdm").out, Run("--json examples/survey.sdm").out);
 }
 
-TEST_F(Program, StopsAScriptAtItsFirstWrongCommand) {
+TEST_F(Program, StopsAScriptAtTheFirstCommandThatFails) {
   const std::string script = Script("# two comments\n\nlist\nshow nothing\nlist\n");
   const Played played = Run(script);
   EXPECT_EQ(played.status, 1);
@@ -388,7 +388,7 @@ TEST_F(Program, StopsAScriptAtItsFirstWrongCommand) {
   EXPECT_EQ(played.err, script + ":4: no dataset is called \"nothing\"\n");
 }
 
-TEST_F(Program, NamesTheLineOfAWrongCommandInJson) {
+TEST_F(Program, NamesTheLineOfAFailedCommandInJson) {
   const std::string script = Script("list\nlist \"all\n");
   const Played played = Run("--json " + script);
   EXPECT_EQ(played.status, 1);
@@ -399,20 +399,20 @@ TEST_F(Program, NamesTheLineOfAWrongCommandInJson) {
                                             {"line", 2}}));
 }
 
-TEST_F(Program, StaysWellFormedWhateverBytesItIsGiven) {
+TEST_F(Program, PrintsValidJsonForAnyBytes) {
   const Played played =
       Run("--json", "add-empty \"\xFF\x01\xC3\"\nshow \"\xFF\"\nlist\nhelp\nhelp list\n");
   EXPECT_EQ(Lines(played.out).size(), 5u);
 }
 
-TEST_F(Program, ReportsRolesStillWaitingAtTheEndOfAScript) {
+TEST_F(Program, ReportsCallersStillWaitingAtTheEndOfAScript) {
   const std::string script = Script("add-empty nix\n@r read nix\n@w write nix\n");
   const Played played = Run(script);
   EXPECT_EQ(played.status, 1);
   EXPECT_EQ(played.err, script + ": w still waits for the write lock on nix\n");
 }
 
-TEST_F(Program, FailsWhereItsOutputIsLost) {
+TEST_F(Program, FailsIfItsOutputIsLost) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "this system has no /dev/full";
   const std::string lost = "sdmsh: standard output cannot be written\n";
   for (const std::string arguments :
@@ -423,14 +423,14 @@ TEST_F(Program, FailsWhereItsOutputIsLost) {
   }
 }
 
-TEST_F(Program, ReadsCommandsFromAPipeAndGoesOnAfterAWrongOne) {
+TEST_F(Program, ReadsCommandsFromAPipeAndContinuesAfterAFailedOne) {
   const Played played = Run("", "lust\nlist\nquit\nlist\n");
   EXPECT_EQ(played.out, "no dataset is open\n");
   EXPECT_EQ(played.err, "error: no command \"lust\"; did you mean \"list\"?\n");
   EXPECT_EQ(played.status, 1);
 }
 
-TEST_F(Program, TakesALastLineWithoutAnEnd) {
+TEST_F(Program, AcceptsALastLineWithoutALineFeed) {
   const Played played = Run("", "list");
   EXPECT_EQ(played.out, "no dataset is open\n");
   EXPECT_EQ(played.status, 0);
@@ -440,14 +440,14 @@ TEST_F(Program, ReadsLinesThatEndInCarriageReturns) {
   EXPECT_EQ(Run(Script("list\r\n")).out, "> list\nno dataset is open\n");
 }
 
-TEST_F(Program, ExplainsItsUse) {
+TEST_F(Program, PrintsHelp) {
   const Played played = Run("--help");
   EXPECT_THAT(played.out, HasSubstr("Usage: sdmsh [OPTIONS] [FILE]\n"));
   EXPECT_THAT(played.out, HasSubstr("--json "));
   EXPECT_EQ(played.status, 0);
 }
 
-TEST_F(Program, TellsItsVersion) {
+TEST_F(Program, PrintsItsVersion) {
   const Played played = Run("--version");
   EXPECT_THAT(played.out, testing::ContainsRegex("^sdmsh [0-9]+[.][0-9]+[.][0-9]+\n$"));
   EXPECT_EQ(played.status, 0);

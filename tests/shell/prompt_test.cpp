@@ -170,7 +170,7 @@ TEST_F(Prompt, CompletesCommandsFilesDatasetsAndVariables) {
   EXPECT_THAT(session.Enter("variables survey"), Not(HasSubstr("two words")));
 }
 
-TEST_F(Prompt, ListsWhatAWordMayBecome) {
+TEST_F(Prompt, ListsTheCompletionsOfAWord) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
   session.Type("lo\t\t");  // completes to the only command, then finds no dataset to complete
@@ -187,7 +187,7 @@ TEST_F(Prompt, EditsALine) {
   EXPECT_THAT(session.Enter(""), HasSubstr("no dataset is open"));
 }
 
-TEST_F(Prompt, KeepsItsHistoryForTheUserAlone) {
+TEST_F(Prompt, SavesAHistoryThatOnlyTheUserCanRead) {
   {
     TerminalSession session(State());
     session.ReadTo(kPrompt);
@@ -223,7 +223,7 @@ TEST_F(Prompt, ShortensALongHistory) {
   EXPECT_THAT(history, EndsWith("list # 2001\nlocks\n"));
 }
 
-TEST_F(Prompt, SaysOnceThatThereIsNoHistory) {
+TEST_F(Prompt, ReportsOnceThatTheHistoryCannotBeSaved) {
   TerminalSession session(WriteFile("no_folder", ""));
   EXPECT_THAT(session.ReadTo(kPrompt), HasSubstr("error: no history is kept: "));
   EXPECT_THAT(session.Enter("list"), Not(HasSubstr("history")));
@@ -231,7 +231,7 @@ TEST_F(Prompt, SaysOnceThatThereIsNoHistory) {
   EXPECT_EQ(session.Wait(), 0);
 }
 
-TEST_F(Prompt, CtrlCGivesUpTheCommandUnderWayAndTheShellGoesOn) {
+TEST_F(Prompt, CtrlCEndsTheRunningCommandAndTheShellContinues) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
   session.Type(EndlessSearch());
@@ -246,7 +246,7 @@ TEST_F(Prompt, CtrlCGivesUpTheCommandUnderWayAndTheShellGoesOn) {
   EXPECT_EQ(session.Wait(), 0);
 }
 
-TEST_F(Prompt, CtrlCGivesUpTheLine) {
+TEST_F(Prompt, CtrlCDiscardsTheLine) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
   session.Type(std::string("lust") + kCtrlC);
@@ -255,7 +255,7 @@ TEST_F(Prompt, CtrlCGivesUpTheLine) {
   EXPECT_EQ(History(), "list\n");
 }
 
-TEST_F(Prompt, CtrlCEndsAScriptAtTheCommandUnderWay) {
+TEST_F(Prompt, CtrlCEndsAScriptAtTheRunningCommand) {
   const std::string script = WriteFile("test.sdm", EndlessSearch() + "list\n");
   TerminalSession session(State(), {script});
   session.ReadTo("> cases survey\n");
@@ -278,7 +278,7 @@ TEST_F(Prompt, CtrlDEndsTheShell) {
   EXPECT_EQ(session.Wait(), 0);
 }
 
-TEST_F(Prompt, ACommandThatFailsIsNoExitStatus) {
+TEST_F(Prompt, FailedCommandDoesNotChangeTheExitStatus) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
   EXPECT_THAT(session.Enter("lsit"), HasSubstr("did you mean \"list\"?"));
@@ -286,7 +286,7 @@ TEST_F(Prompt, ACommandThatFailsIsNoExitStatus) {
   EXPECT_EQ(session.Wait(), 0);
 }
 
-TEST_F(Prompt, AnswersACallerThatWaitsAndNamesTheWaysOut) {
+TEST_F(Prompt, AcceptsCommandsOfAWaitingCallerAndNamesTheCommandsThatHelp) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
   session.Enter("add-empty nix");

@@ -47,7 +47,7 @@ class Properties : public ShellTest {
 // ---------------------------------------------------------------------------------------------
 // Notifications
 
-TEST_F(Properties, TheFirstPassTellsWhatADataFileBrings) {
+TEST_F(Properties, FirstPassSendsThePropertiesOfTheDataFile) {
   WriteFile("abc.schema.json", R"({"title": "Letters", "fields": []})");
   const std::string text = AtPrompt("open " + Path("abc.tsv") +
                                     " as survey\n@v observe survey\nwrite survey\nrelease\n");
@@ -59,7 +59,7 @@ TEST_F(Properties, TheFirstPassTellsWhatADataFileBrings) {
                           "case data reset: 2 rows"));
 }
 
-TEST_F(Properties, EachIsToldWhenItComes) {
+TEST_F(Properties, EachIsSentWhenItIsSet) {
   EXPECT_THAT(Told("weight survey by b\n"), ElementsAre("weight: \"b\""));
   EXPECT_THAT(Told("filter survey by b\n"), ElementsAre("filter: \"b\""));
   EXPECT_THAT(Told("split survey together by c a\n"),
@@ -84,7 +84,7 @@ TEST_F(Properties, EachIsToldWhenItComes) {
               ElementsAre("undo history reset", "case data reset: 1 row"));
 }
 
-TEST_F(Properties, EachIsToldWhenItGoes) {
+TEST_F(Properties, EachIsSentWhenItIsRemoved) {
   EXPECT_THAT(Told("weight survey off\n", "weight survey by b\n"), ElementsAre("weight: none"));
   EXPECT_THAT(Told("filter survey off\n", "filter survey by b\n"), ElementsAre("filter: none"));
   EXPECT_THAT(Told("split survey off\n", "split survey separate by b\n"),
@@ -107,12 +107,12 @@ TEST_F(Properties, EachIsToldWhenItGoes) {
   EXPECT_THAT(Told("dirty survey off\n", "dirty survey on\n"), ElementsAre("unsaved changes: no"));
 }
 
-TEST_F(Properties, WhatMessagesDoNotCarryIsNotTold) {
+TEST_F(Properties, ChangesThatMessagesDoNotCarryAreNotSent) {
   EXPECT_THAT(Told("imputation survey 5\n"), IsEmpty());
   EXPECT_THAT(Told("filespec survey /y.tsv\n", "source survey blank 2\n"), IsEmpty());
 }
 
-TEST_F(Properties, AMoveThatTakesTheWeightAlongTellsItAgain) {
+TEST_F(Properties, MovingTheWeightVariableSendsTheWeightAgain) {
   EXPECT_THAT(Told("move survey c to 1\n",
                    "weight survey by c\nfilter survey by c\nsplit survey separate by a c\n"),
               ElementsAre("moved variable \"c\" from position 3 to 1", "weight: \"c\"",
@@ -123,11 +123,11 @@ TEST_F(Properties, AMoveThatTakesTheWeightAlongTellsItAgain) {
 }
 
 // The shell itself observes every dataset, so the first release sends the variables.
-TEST_F(Properties, ARoleThatObservesAfterTheFirstReleaseIsNotToldTheVariables) {
+TEST_F(Properties, ObserverRegisteredAfterTheFirstReleaseDoesNotReceiveTheVariables) {
   EXPECT_THAT(Told("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }
 
-TEST_F(Properties, OnlyAModifiedDefinitionSetsUnsaved) {
+TEST_F(Properties, OnlyAModifiedDefinitionSetsTheDirtyFlag) {
   const auto written = [this](const std::string& commands) {
     return AtPrompt(Opened() + Write(commands) + "show survey\n");
   };
@@ -139,7 +139,7 @@ TEST_F(Properties, OnlyAModifiedDefinitionSetsUnsaved) {
   EXPECT_THAT(written("label survey a A\n"), HasSubstr("\n  unsaved        yes\n"));
 }
 
-TEST_F(Properties, AStringNeitherWeightsNorFilters) {
+TEST_F(Properties, StringVariableCanBeNeitherWeightNorFilter) {
   EXPECT_EQ(Writing("insert survey s string:3\nweight survey by b\nfilter survey by c\n"
                     "weight survey by s\nfilter survey by s\n"),
             std::string("error: variable \"s\" is a string, and a number weights cases\n"
@@ -149,7 +149,7 @@ TEST_F(Properties, AStringNeitherWeightsNorFilters) {
 }
 
 // The library does not clear the weight, so that no notification pass can fail.
-TEST_F(Properties, AWeightThatBecomesAStringStaysTheWeight) {
+TEST_F(Properties, WeightThatBecomesAStringStaysTheWeight) {
   const std::string text = Writing(
       "weight survey by b\nfilter survey by b\n"
       "retype survey b string:3\nshow survey\n");
@@ -157,12 +157,12 @@ TEST_F(Properties, AWeightThatBecomesAStringStaysTheWeight) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Properties, ADeletedVariableTakesItsUsesAlong) {
+TEST_F(Properties, DeletingAVariableRemovesItsUses) {
   EXPECT_THAT(Told("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
               ElementsAre("deleted variable \"c\"", "split: \"a\" (together)"));
 }
 
-TEST_F(Properties, WhatADashboardNotedGoesWithAChangeOfTheCasesInUse) {
+TEST_F(Properties, ChangeOfTheCasesInUseRemovesDashboardAttributes) {
   const std::string noted = "attribute survey dashboard.chart bar\nattribute survey source form\n";
   EXPECT_THAT(Told("filter survey by a\n", noted),
               ElementsAre("filter: \"a\"", "attributes: source = \"form\""));
@@ -172,7 +172,7 @@ TEST_F(Properties, WhatADashboardNotedGoesWithAChangeOfTheCasesInUse) {
 // ---------------------------------------------------------------------------------------------
 // Sets
 
-TEST_F(Properties, ASetIsReplacedInItsPlace) {
+TEST_F(Properties, SetIsReplacedAtItsPosition) {
   EXPECT_THAT(Writing("varset survey x of a\nvarset survey y of b\nvarset survey x of c a\n"
                       "show survey\n"),
               HasSubstr("  variable sets  \"x\": \"c\", \"a\"; \"y\": \"b\"\n"));
@@ -182,13 +182,13 @@ TEST_F(Properties, ASetIsReplacedInItsPlace) {
                         "value \"1\"; \"y\": answers \"c\"\n"));
 }
 
-TEST_F(Properties, OnlyASetThatIsThereIsRemoved) {
+TEST_F(Properties, RemovingAnUnknownSetIsRefused) {
   EXPECT_THAT(Writing("varset survey x of a\nmrset survey x off\n"),
               StartsWith("error: there is no set \"x\"\n"));
   EXPECT_THAT(Writing("varset survey x off\n"), StartsWith("error: there is no set \"x\"\n"));
 }
 
-TEST_F(Properties, AMemberThatIsGoneIsShownByItsIdentifier) {
+TEST_F(Properties, DeletedMemberIsShownByItsIdentifier) {
   const std::string text = Writing("varset survey x of a c\ndelete survey a\nshow survey\n");
   EXPECT_THAT(text, HasSubstr("  variable sets  \"x\": 1:"));
   EXPECT_THAT(text, HasSubstr(" (no such variable), \"c\"\n"));
@@ -197,7 +197,7 @@ TEST_F(Properties, AMemberThatIsGoneIsShownByItsIdentifier) {
 // ---------------------------------------------------------------------------------------------
 // Refused commands
 
-TEST_F(Properties, WrongVariablesChangeNothing) {
+TEST_F(Properties, InvalidVariablesChangeNothing) {
   const std::vector<std::pair<std::string, std::string>> wrong = {
       {"weight survey by nope\n", "there is no variable \"nope\""},
       {"filter survey by nope\n", "there is no variable \"nope\""},
@@ -218,7 +218,7 @@ TEST_F(Properties, WrongVariablesChangeNothing) {
   }
 }
 
-TEST_F(Properties, EightVariablesSplitAndNineDoNot) {
+TEST_F(Properties, AtMostEightVariablesCanSplit) {
   WriteFile("abc.tsv", "a\tb\tc\td\te\tf\tg\th\ti\n1\t2\t3\t4\t5\t6\t7\t8\t9\n");
   const std::string open =
       Open("survey") + "write survey\nsplit survey together by a b c d e f g h";
@@ -236,7 +236,7 @@ TEST_F(Properties, BlankCasesNeedADictionary) {
 // ---------------------------------------------------------------------------------------------
 // Showing
 
-TEST_F(Properties, ShowLeavesOutWhatIsRareAndNotThere) {
+TEST_F(Properties, ShowOmitsUnsetRareProperties) {
   EXPECT_THAT(AtPrompt(Open("survey") + "show survey\n"), HasSubstr("  data source    yes\n"
                                                                     "  label          none\n"
                                                                     "  variables      3\n"
@@ -251,7 +251,7 @@ TEST_F(Properties, ShowLeavesOutWhatIsRareAndNotThere) {
                                                                     "  case sequence  0\n"));
 }
 
-TEST_F(Properties, ShowHasThemAll) {
+TEST_F(Properties, ShowPrintsAllPropertiesThatAreSet) {
   EXPECT_THAT(Writing("title survey Letters\nweight survey by a\nfilter survey by b\n"
                       "split survey separate by c a\nimputation survey 1\n"
                       "trends survey period 12 by b\n"
@@ -282,7 +282,7 @@ TEST_F(Properties, ShowDoesNotWaitForAWriter) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Properties, VariablesSayWhatTheyAreUsedFor) {
+TEST_F(Properties, VariablesShowTheirUses) {
   EXPECT_THAT(Writing("label survey b \"The b\"\nweight survey by b\nfilter survey by b\n"
                       "split survey together by c b\nvariables survey\n"),
               StartsWith("   1  a  numeric  unknown\n"
@@ -303,7 +303,7 @@ std::pair<std::string, std::string> Digests(const std::string& text) {
   return digests;
 }
 
-TEST_F(Properties, TheMirrorHasEverythingOnceItWasTold) {
+TEST_F(Properties, MirrorEqualsTheSourceAfterAPass) {
   const std::string change =
       "title survey Letters\nweight survey by a\nfilter survey by b\n"
       "split survey separate by c a\ntrends survey period 12 by b\nmove survey c to 1\n"
@@ -319,7 +319,7 @@ TEST_F(Properties, TheMirrorHasEverythingOnceItWasTold) {
   EXPECT_THAT(text, HasSubstr("  weight         \"z\"                               the same\n"));
 }
 
-TEST_F(Properties, TheMirrorShowsWhatIsStillToBeTold) {
+TEST_F(Properties, MirrorShowsChangesThatWereNotSentYet) {
   const std::string text =
       AtPrompt(Opened() + "write survey\nweight survey by a\nlabel survey b \"The b\"\n" +
                "delete survey c\ninsert survey x\nmirror survey\n");
@@ -335,14 +335,14 @@ TEST_F(Properties, TheMirrorShowsWhatIsStillToBeTold) {
   EXPECT_THAT(LinesWith(text, "  order"), IsEmpty());
 }
 
-TEST_F(Properties, TheMirrorShowsAnotherOrder) {
+TEST_F(Properties, MirrorShowsADifferentOrder) {
   EXPECT_THAT(LinesWith(AtPrompt(Opened() + "write survey\nmove survey c to 1\nmirror survey\n"),
                         "  order      "),
               ElementsAre(AllOf(StartsWith("\"c\", \"a\", \"b\""), HasSubstr("\"a\", \"b\", \"c\""),
                                 EndsWith("  <- differs"))));
 }
 
-TEST_F(Properties, TheDigestsLeaveOutWhatMessagesDoNotCarry) {
+TEST_F(Properties, DigestsExcludeWhatMessagesDoNotCarry) {
   const std::string text =
       AtPrompt(Opened() + Write("imputation survey 5\nsource survey blank 2\n") +
                Write("filespec survey /y.tsv\n") + "mirror survey\n");
@@ -355,14 +355,14 @@ TEST_F(Properties, TheDigestsLeaveOutWhatMessagesDoNotCarry) {
   EXPECT_EQ(Digests(text).first, Digests(text).second);
 }
 
-TEST_F(Properties, ADatasetWithoutASourceIsMirroredAsAnEmptyOne) {
+TEST_F(Properties, DatasetWithoutASourceIsComparedAsAnEmptyDictionary) {
   const std::string text = AtPrompt(Opened() + Write("source survey none\n") + "mirror survey\n");
   EXPECT_THAT(text, HasSubstr("  variables  0 "));
   EXPECT_EQ(Digests(text).first.size(), 32u);
   EXPECT_EQ(Digests(text).first, Digests(text).second);
 }
 
-TEST_F(Properties, TheMirrorIsNotShownWhereReadingWouldHaveToWait) {
+TEST_F(Properties, MirrorIsNotShownIfReadingWouldHaveToWait) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@w write survey\nmirror survey\n"),
               HasSubstr("error: main would have to wait for the read lock on survey, held by w "
                         "(writing)\n"));

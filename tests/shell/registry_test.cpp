@@ -24,7 +24,7 @@ class RegistryAtTheShell : public ShellTest {};
 // ---------------------------------------------------------------------------------------------
 // Watching
 
-TEST_F(RegistryAtTheShell, WhoWatchesIsToldOfEachDatasetThatComesAndGoes) {
+TEST_F(RegistryAtTheShell, ObserversAreNotifiedOfCreatedAndDeletedDatasets) {
   EXPECT_EQ(AtPrompt("@w watch registry\n" + Open("survey") + "close survey\n"),
             "w watches the registry\n" + IsOpen("survey") + "  w: dataset 0:0 created, file " +
                 Path("abc.tsv") +
@@ -33,12 +33,12 @@ TEST_F(RegistryAtTheShell, WhoWatchesIsToldOfEachDatasetThatComesAndGoes) {
                 "  w: dataset 0:0 (survey) deleted\n");
 }
 
-TEST_F(RegistryAtTheShell, ASecondDatasetOfAFileIsCreatedWithoutAFile) {
+TEST_F(RegistryAtTheShell, CreationNoticeOfASecondDatasetOfAFileHasNoFile) {
   EXPECT_THAT(AtPrompt(Open("one") + "watch registry\n" + Open("two")),
               EndsWith("  main: dataset 0:1 created, file none\n"));
 }
 
-TEST_F(RegistryAtTheShell, NobodyIsToldOfAQuietDataset) {
+TEST_F(RegistryAtTheShell, ObserversAreNotNotifiedOfAQuietDataset) {
   EXPECT_EQ(AtPrompt("watch registry\nopen " + Path("abc.tsv") +
                      " as survey quiet\nclose survey\nadd-empty nix quiet\nwrite nix\n"
                      "source nix dictionary\nrelease\nclose nix\n"),
@@ -53,7 +53,7 @@ TEST_F(RegistryAtTheShell, NobodyIsToldOfAQuietDataset) {
                 "nix is closed\n");
 }
 
-TEST_F(RegistryAtTheShell, AnEmptyDatasetIsCreatedOnceItsFirstSourceIsToldAndNoSooner) {
+TEST_F(RegistryAtTheShell, CreationNoticeOfAnEmptyDatasetComesWithItsFirstSource) {
   EXPECT_EQ(AtPrompt("watch registry\n@v add-empty nix\n@v observe nix\nwrite nix\n"
                      "source nix dictionary\ninsert nix x\ntell nix\nrelease\n"),
             "main watches the registry\n"
@@ -66,13 +66,13 @@ TEST_F(RegistryAtTheShell, AnEmptyDatasetIsCreatedOnceItsFirstSourceIsToldAndNoS
             "main releases the write lock on nix\n");
 }
 
-TEST_F(RegistryAtTheShell, ADatasetThatNeverHadASourceIsToldAsDeletedAllTheSame) {
+TEST_F(RegistryAtTheShell, DatasetThatNeverHadASourceStillHasADeletionNotice) {
   EXPECT_THAT(AtPrompt("watch registry\nadd-empty nix\nclose nix\n"),
               EndsWith("nix is open, without a data source\nnix is closed\n"
                        "  main: dataset 0:0 (nix) deleted\n"));
 }
 
-TEST_F(RegistryAtTheShell, ADatasetClosedBeforeItsFirstPassIsToldAsCreatedAfterwards) {
+TEST_F(RegistryAtTheShell, CreationNoticeMayFollowTheDeletionNotice) {
   EXPECT_THAT(AtPrompt("watch registry\nadd-empty nix\nwrite nix\nsource nix dictionary\n"
                        "insert nix x\nclose nix\nrelease\n"),
               EndsWith("  main: dataset 0:0 (nix) deleted\n"
@@ -80,7 +80,7 @@ TEST_F(RegistryAtTheShell, ADatasetClosedBeforeItsFirstPassIsToldAsCreatedAfterw
                        "  main: dataset 0:0 created, file none\n"));
 }
 
-TEST_F(RegistryAtTheShell, WhoWatchesAgainIsToldLastAndOnce) {
+TEST_F(RegistryAtTheShell, ObserverThatWatchesAgainIsNotifiedLastAndOnce) {
   EXPECT_THAT(AtPrompt("@v watch registry\n@u watch registry\n@v watch registry\nadd-empty nix\n"
                        "close nix\n"),
               EndsWith("nix is closed\n"
@@ -88,7 +88,7 @@ TEST_F(RegistryAtTheShell, WhoWatchesAgainIsToldLastAndOnce) {
                        "  v: dataset 0:0 (nix) deleted\n"));
 }
 
-TEST_F(RegistryAtTheShell, WhoNoLongerWatchesIsToldNothing) {
+TEST_F(RegistryAtTheShell, ObserverThatNoLongerWatchesIsNotNotified) {
   EXPECT_EQ(AtPrompt("watch registry\nunwatch registry\nadd-empty nix\nclose nix\n"
                      "unwatch registry\n"),
             "main watches the registry\n"
@@ -98,7 +98,7 @@ TEST_F(RegistryAtTheShell, WhoNoLongerWatchesIsToldNothing) {
             "error: main does not watch the registry\n");
 }
 
-TEST_F(RegistryAtTheShell, ForgetsThoseWhoWatchWhenTheShellEnds) {
+TEST_F(RegistryAtTheShell, ObserversAreUnregisteredWhenTheShellEnds) {
   AtPrompt("watch registry\n");
   EXPECT_EQ(AtPrompt("add-empty nix\nclose nix\n"),
             "nix is open, without a data source\nnix is closed\n");
@@ -136,7 +136,7 @@ class Hiding : public RegistryAtTheShell {
   Shell shell_{Registry(), output_};
 };
 
-TEST_F(Hiding, LeavesVariablesOutOfWhatIsOpenedNextUntilNothingIsHidden) {
+TEST_F(Hiding, HidesVariablesOfDatasetsOpenedLaterUntilTurnedOff) {
   EXPECT_EQ(AtPrompt("open " + Path("abc.tsv") + " as before\nhide b nope\nopen " +
                      Path("abc.tsv") + " as hidden\nhide nothing\nopen " + Path("abc.tsv") +
                      " as after\nvariables hidden\n"),
@@ -147,18 +147,18 @@ TEST_F(Hiding, LeavesVariablesOutOfWhatIsOpenedNextUntilNothingIsHidden) {
                 IsOpen("after") + "   1  a  numeric  unknown\n   2  c  numeric  unknown\n");
 }
 
-TEST_F(Hiding, LeavesAloneWhatSourcePutsInPlace) {
+TEST_F(Hiding, DoesNotHideVariablesOfAReplacingSource) {
   EXPECT_THAT(AtPrompt("hide b\nadd-empty nix\nwrite nix\nsource nix file " + Path("abc.tsv") +
                        "\ncases nix count 1\n"),
               HasSubstr("      a  b  c\n"));
 }
 
-TEST_F(Hiding, LeavesTheCasesOfTheOthersReadable) {
+TEST_F(Hiding, KeepsTheOtherVariablesReadable) {
   Execute({{"hide", "b"}, {"open", Path("abc.tsv"), "as", "survey"}});
   EXPECT_EQ(Rows("survey"), (std::vector<std::vector<double>>{{1, 3}, {4, 6}}));
 }
 
-TEST_F(Hiding, ReadsCasesForTheDictionaryAsItIsByThen) {
+TEST_F(Hiding, ReadsCasesForTheEditedDictionary) {
   const std::string file = WriteFile("text.tsv", "s\th\tn\nlong enough\t7\t8\n");
   Execute({{"hide", "h"},
            {"open", file, "as", "survey"},
@@ -190,14 +190,14 @@ TEST_F(Hiding, ReadsAVariableOfAnotherTypeConverted) {
   EXPECT_EQ(row[2], 6);
 }
 
-TEST_F(Hiding, MayLeaveNoVariable) {
+TEST_F(Hiding, MayHideAllVariables) {
   Execute({{"hide", "a", "b", "c"},
            {"open", Path("abc.tsv"), "as", "survey"},
            {"variables", "survey"}});
   EXPECT_THAT(Said(), EndsWith("survey has no variables\n"));
 }
 
-TEST_F(Hiding, TakesTheHookOffTheRegistryWithTheShell) {
+TEST_F(Hiding, UnregistersTheFilterHookWhenTheShellEnds) {
   AtPrompt("hide b\n");
   EXPECT_EQ(Registry().RegisterFilter(nullptr), nullptr);
 }
@@ -215,7 +215,7 @@ class Touching : public Hiding {
   }
 };
 
-TEST_F(Touching, IsSeenByFileAndByDataset) {
+TEST_F(Touching, IsDetectedByFileAndByDataset) {
   Execute({{"open", Path("abc.tsv"), "as", "survey"}, {"touched", "survey"}});
   EXPECT_THAT(Said(), EndsWith(Path("abc.tsv") + " was not changed by another program\n"));
   Touch("abc.tsv");
@@ -226,7 +226,7 @@ TEST_F(Touching, IsSeenByFileAndByDataset) {
                                Path("abc.tsv") + " was changed by another program\n"));
 }
 
-TEST_F(Touching, IsForgottenWhenTheFileIsTakenHoldOfAgain) {
+TEST_F(Touching, IsResetWhenTheFileIsReadAgain) {
   Execute({{"open", Path("abc.tsv"), "as", "survey"}});
   Touch("abc.tsv");
   Execute({{"write", "survey"},
@@ -236,7 +236,7 @@ TEST_F(Touching, IsForgottenWhenTheFileIsTakenHoldOfAgain) {
   EXPECT_THAT(Said(), EndsWith(" was not changed by another program\n"));
 }
 
-TEST_F(Touching, NeedsAFileThatADatasetHas) {
+TEST_F(Touching, NeedsTheFileOfADataset) {
   EXPECT_EQ(AtPrompt("add-empty nix\ntouched nix\ntouched " + Path("abc.tsv") + "\n"),
             "nix is open, without a data source\nerror: nix has no file\n"
             "error: no dataset is called \"" +
