@@ -525,7 +525,7 @@ TEST_F(BootstrapFiles, MayHaveLongNames) {
   EXPECT_THAT(Writing(set + To(std::string(256, 'f'))), HasSubstr(": File name too long\n"));
 }
 
-TEST_F(BootstrapFiles, LeaveAloneWhatIsNotTheirOwn) {
+TEST_F(BootstrapFiles, DoNotOverwriteAnExistingTemporaryFile) {
   const std::string part = "sdmsh-" + std::to_string(getpid()) + ".part";
   WriteFile(part, "left");
   EXPECT_THAT(Writing("bootstrap survey set level 90\n" + To("specs")),
@@ -540,7 +540,7 @@ TEST_F(BootstrapFiles, AreRefusedInAFolderThatIsNotWritable) {
               HasSubstr("error: /proc/specs: No such file or directory\n"));
 }
 
-TEST_F(BootstrapFiles, AreNotWrittenWhereSomethingElseIs) {
+TEST_F(BootstrapFiles, DoNotReplaceFoldersOrPipes) {
   std::filesystem::create_directory(Path("folder"));
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
   const std::string set = "bootstrap survey set level 90\n";

@@ -263,7 +263,7 @@ TEST_F(Commands, NumberOutOfRangeIsReportedAsOutOfRange) {
               StartsWith("main releases "));
 }
 
-TEST_F(Commands, EmptyFileNameIsRefused) {
+TEST_F(Commands, InvalidFileNamesAreRefused) {
   const std::string none = "error: no file name\n";
   EXPECT_THAT(Writing("open \"\" as x\nsource survey file \"\"\nbootstrap survey from \"\"\n"
                       "bootstrap survey to \"\"\nbootstrap survey check \"\"\n"),
@@ -354,7 +354,7 @@ TEST_F(Commands, SecondDatasetOfAFileHasASuppressedFileName) {
   EXPECT_THAT(text, HasSubstr("file           none (kept aside: " + Path("abc.tsv") + ")\n"));
 }
 
-TEST_F(Commands, ShowPrintsThePropertiesOfTheHandle) {
+TEST_F(Commands, ShowPrintsAnEmptyDataset) {
   EXPECT_EQ(AtPrompt("add-empty nix\nshow nix\n"),
             "nix is open, without a data source\n"
             "nix\n"

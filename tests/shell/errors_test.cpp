@@ -39,7 +39,7 @@ TEST_F(Errors, ShowPrintsTheClient) {
   EXPECT_THAT(AtClient("@window show survey\n"), HasSubstr("  client         window\n"));
 }
 
-TEST_F(Errors, CanOnlyBeReportedByTheWriter) {
+TEST_F(Errors, CanBeReportedByAnyWriter) {
   EXPECT_THAT(AtClient("@window release\n@recode write survey\n@recode report survey error Full\n"),
               HasSubstr("recode takes the write lock on survey\n"
                         "  window: error on survey: \"Full\"\n"));

@@ -47,7 +47,7 @@ class Properties : public ShellTest {
 // ---------------------------------------------------------------------------------------------
 // Notifications
 
-TEST_F(Properties, FirstPassSendsThePropertiesOfTheDataFile) {
+TEST_F(Properties, FirstPassSendsTheDictionaryOfTheDataFile) {
   WriteFile("abc.schema.json", R"({"title": "Letters", "fields": []})");
   const std::string text = AtPrompt("open " + Path("abc.tsv") +
                                     " as survey\n@v observe survey\nwrite survey\nrelease\n");
