@@ -27,7 +27,8 @@
 // The command number of frames in a PackageProxy: one more than that of error reports.
 inline constexpr int kChangeFrameCommand = 1001;
 
-// A plain value. Encoded, after the signature and the version of every serialised object, as:
+// A plain value. Its encoded form, after the signature and the version that every serialised object
+// has:
 //
 //   Uint64  checksum: XXH3, 64 bits, of the bytes of the body
 //   String  body:
@@ -39,10 +40,10 @@ inline constexpr int kChangeFrameCommand = 1001;
 //             Uint64  digest, low half
 //             String  the messages, each encoded with VSInitSerialization
 //
-// Decoding throws VStreamError for invalid bytes. Truncated or corrupted frames are detected by the
-// checksum before the body is decoded.
+// Decoding throws VStreamError for invalid bytes. The checksum detects truncated or corrupted
+// frames before the body is decoded.
 //
-// Threads: one object: several readers or one writer.
+// Threads: several threads may read an object, or one thread may change it.
 class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
  public:
   enum class Kind : std::uint8_t {
@@ -53,8 +54,8 @@ class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
   static const char* VSignature() { return "ServerDataManager::ChangeFrame"; }
   static unsigned int Version() { return 1; }
 
-  // Appends a message. Throws std::invalid_argument if it cannot be serialised; its own exceptions
-  // propagate.
+  // Appends a message. Throws std::invalid_argument if the message cannot be serialised. Exceptions
+  // that the message throws propagate.
   void AddMessage(DataSetMsg& message);
 
   // Decodes the messages, in order. Throws VStreamError if messageBytes is invalid.
@@ -64,7 +65,7 @@ class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
 
   Kind kind = Kind::Pass;
   LocallyUniqueID dataset;
-  // Pass: its number, counted from 1. Snapshot: the number of the last pass before it.
+  // For a pass, its number, counted from 1; for a snapshot, the number of the last pass before it.
   std::uint64_t passNumber = 0;
   std::uint32_t caseSequence = 0;
   // The digest of the dictionary after the messages are applied.

@@ -33,7 +33,7 @@
 // itself, requests one snapshot and continues. A snapshot is also applied if it was not requested.
 // If the channel may lose the request or the snapshot, repeat the request while WantsSnapshot(). A
 // dataset with duplicate or null identifiers of variables cannot be followed; its snapshots are
-// invalid, too.
+// also invalid.
 //
 // Threads: not safe; one thread at a time.
 class SDM_EXPORT ChangeStreamReader {
@@ -55,9 +55,9 @@ class SDM_EXPORT ChangeStreamReader {
   // Why a snapshot is wanted; empty while following.
   const std::string& SnapshotReason() const { return snapshotReason_; }
 
-  // As of pass PassNumber(). Borrowed until the next Apply.
+  // The dictionary as of pass PassNumber(). The reference is valid until the next Apply.
   const ORVX_DataSource& Dictionary() const { return mirror_.Dictionary(); }
-  // 0 before the first pass.
+  // The number of the last pass in Dictionary(); 0 before the first pass.
   std::uint64_t PassNumber() const { return passNumber_; }
   // The case sequence as of that pass, and the digest of Dictionary().
   std::uint32_t CaseSequence() const { return caseSequence_; }

@@ -1,4 +1,4 @@
-// The change messages for a whole dictionary.
+// DictionaryMessages: the change messages that build a whole dictionary.
 //
 //   DictionaryMirror late;
 //   late.Apply(DictionaryMessages(source, id, sequence));
@@ -24,7 +24,7 @@ using OwnedMessages = std::vector<std::unique_ptr<DataSetMsg>>;
 SDM_EXPORT OwnedMessages DictionaryMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                             unsigned int caseSequence);
 
-// The messages of the properties alone: one for each property, even with its default value, in the
+// Only the messages of the properties: one for each property, even with its default value, in the
 // order of a notification pass. Properties that are equal to a client have the same bytes: no label
 // and an empty label, an absent extension and an empty extension.
 SDM_EXPORT OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,

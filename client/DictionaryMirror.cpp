@@ -141,7 +141,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void SetSets(ORVX_DataSource::ExtensionType type, std::string_view text);
   void SetAttributes(std::string_view text);
 
-  // Through const: the other form of GetVariable counts as a write.
+  // Returns a const reference, because the other overload of GetVariable counts as a write.
   const ORVX_DataSource& Read() const { return dictionary_; }
 
   Mirrored& dictionary_;
@@ -232,8 +232,8 @@ void DictionaryMirror::Pass::Visit(const InsertVarsMsg& message) {
   }
 }
 
-// The number of `variables` from `start` on that are at the dictionary positions from `first` on,
-// in the same order.
+// Counts the `variables` from `start` on that are at consecutive positions of the dictionary from
+// `first` on.
 int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable>& variables,
                                       std::size_t start) const {
   int length = 0;

@@ -19,8 +19,8 @@
 
 class ORVX_DataSource;
 
-// A message cannot be applied to the mirror. what() has the message, its position in the pass, and
-// the reason.
+// Thrown if a message cannot be applied to the mirror. what() has the message, its position in the
+// pass, and the reason.
 class SDM_EXPORT MirrorError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -39,7 +39,7 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 //     has 0
 //   - the file specification: servers report changes only for a dataset whose topmost source is a
 //     saved data file, and no suppressed file name; otherwise the mirror keeps the last reported
-// The rest of a dataset (cases, handle, file name, password, window) is in no message.
+// No message carries the rest of a dataset: cases, handle name, file name, password, window.
 //
 // Messages refer to variables by identifier, so identifiers in a mirror are unique and not null.
 //
@@ -59,16 +59,16 @@ class SDM_EXPORT DictionaryMirror {
   // leaves the mirror unchanged. The messages are borrowed for the call; none is null. The cost
   // depends on the changes, not on the number of variables.
   //
-  // Rejected are: inserting a variable with a null or existing identifier; an anchor, or a variable
-  // to delete, to modify, or to weight, filter or split by, that does not exist; deleting or moving
-  // a variable twice in one message; a position or target outside the list; invalid text of sets or
+  // Rejects: inserting a variable with a null or existing identifier; an anchor, or a variable to
+  // delete, to modify, or to weight, filter or split by, that does not exist; deleting or moving a
+  // variable twice in one message; a position or target outside the list; invalid text of sets or
   // attributes.
   //
   // If it throws std::bad_alloc, the mirror is unchanged. If memory is too short even to undo the
   // changes, the process ends.
   //
-  // Calls `check`, unless it is empty, at the end; if it throws, the exception propagates and the
-  // mirror is unchanged.
+  // Calls `check`, unless it is empty, at the end. If `check` throws, the exception propagates and
+  // the mirror is unchanged.
   void Apply(const std::vector<DataSetMsg*>& pass, const Check& check = {});
   // The same for the messages of a ChangeFrame.
   void Apply(std::span<const std::unique_ptr<DataSetMsg>> pass, const Check& check = {});
@@ -76,8 +76,8 @@ class SDM_EXPORT DictionaryMirror {
   void Apply(const DataSetMsg& message);
 
   // The mirrored dictionary. RowCount() is the last reported number, -1 (unknown) before the first;
-  // there are no cases. Borrowed from the mirror; references to its content are valid until the
-  // next Apply.
+  // there are no cases. The reference is valid as long as the mirror; references to the content of
+  // the dictionary are valid until the next Apply.
   const ORVX_DataSource& Dictionary() const;
 
  private:

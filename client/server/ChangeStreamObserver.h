@@ -38,12 +38,12 @@ class SvrDMInputDataSource;
 // in the next pass.
 //
 // If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
-// inside a pass, so it stays registered, at the cost of the comparison, until its owner calls
-// UnregisterIfLost.
+// inside a pass, so it stays registered, and passes still compare the dictionary for it, until its
+// owner calls UnregisterIfLost.
 //
-// Threads: OnDataSetChanged on the thread of the pass; all other operations any, but not inside a
-// pass of the dataset. The proxy is used by one thread at a time. Unregister the observer before it
-// is destroyed.
+// Threads: OnDataSetChanged runs on the thread of the pass; all other operations may run on any
+// thread, but not inside a pass of the dataset. One thread at a time uses the proxy. Unregister the
+// observer before it is destroyed.
 class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
  public:
   // Borrows `proxy` for its lifetime. Frames are sent with kChangeFrameCommand. A proxy that waits
@@ -53,14 +53,14 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   ChangeStreamObserver(const ChangeStreamObserver&) = delete;
   ChangeStreamObserver& operator=(const ChangeStreamObserver&) = delete;
 
-  // Sends the pass as one frame. Never throws: any exception, and a status other than 0, lose the
-  // stream.
+  // Sends the pass as one frame. Never throws: after an exception, or a status other than 0, the
+  // stream is lost.
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
 
-  // Sends one frame with the whole dictionary and the number of the last pass; the reader's lock
-  // excludes passes meanwhile. A failure loses the stream.
+  // Sends one frame with the whole dictionary and the number of the last pass. The reader's lock
+  // excludes passes during the call. After a failure, the stream is lost.
   //
-  // Not while another thread sets the dataset's file name.
+  // Must not run while another thread sets the dataset's file name.
   //
   // For a dataset that has not been through a notification pass, the next pass reports everything
   // again; the client then requests another snapshot.
@@ -74,7 +74,7 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   std::optional<std::string> UnregisterIfLost(SvrDMDataset& dataset);
 
  private:
-  // Sends a frame filled by `fill`; a failure loses the stream.
+  // Sends a frame that `fill` fills in. After a failure, the stream is lost.
   template <class Fill>
   void Send(Fill fill) noexcept;
 
@@ -84,7 +84,7 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   std::uint64_t passNumber_ SDM_GUARDED_BY(sending_) = 0;
   DictionaryDigester digester_ SDM_GUARDED_BY(sending_);
 
-  std::exception_ptr why_;  // set before lost_, once
+  std::exception_ptr why_;  // set only once, before lost_ becomes true
   std::atomic<bool> lost_{false};
   std::atomic<bool> unregistered_{false};
 };

@@ -23,7 +23,7 @@ class Socket {
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
 
-  // Sets the time limit for each wait for the peer. By default there is none.
+  // Sets the time limit for each wait for the peer. By default there is no limit.
   void GiveUpAfter(int seconds);
 
   // Returns 0, or errno if the frame could not be sent completely.

@@ -49,7 +49,7 @@ namespace {
 class ClientProcess final : public PackageProxy {
  public:
   // Starts `program`, with the other end of the socket as its standard input. `seconds` limits each
-  // wait for it.
+  // wait for the process.
   ClientProcess(const std::string& program, LocallyUniqueID dataset, int seconds);
   // Kills the process if it is still running.
   ~ClientProcess();
@@ -277,7 +277,7 @@ std::string ClientProgram() {
   return std::filesystem::read_symlink("/proc/self/exe").string() + "_client";
 }
 
-// Kills the client after `passesOfTheClient` passes; never if it is empty.
+// Kills the client after `passesOfTheClient` passes; never if `passesOfTheClient` is empty.
 void Run(const std::string& dataFile, std::optional<int> passesOfTheClient,
          int secondsForTheClient) {
   Server server(dataFile, secondsForTheClient);
@@ -297,7 +297,7 @@ void Run(const std::string& dataFile, std::optional<int> passesOfTheClient,
 
 constexpr int kPassesOfTheClient = static_cast<int>(std::size(kWrites)) - kWritesBeforeTheClient;
 
-// Parses a number in this range; empty for any other text.
+// Parses a number from `least` to `most`; returns nullopt for any other text.
 std::optional<int> NumberIn(std::string_view text, int least, int most) {
   int number = 0;
   const char* const end = text.data() + text.size();
