@@ -65,8 +65,8 @@ std::unique_ptr<DictionaryDigester::Known> DictionaryDigester::TakeKnown(
 }
 
 DictionaryDigest DictionaryDigester::Of(const ORVX_DataSource& source) {
-  // Equal variables of two sources do not share their records: comparing them each time costs more
-  // than hashing them once.
+  // Equal variables of two sources are two objects. Comparing them in each call costs more than
+  // hashing them once, so the cache starts again for another source.
   if (&source != lastSource_) known_.clear();
   lastSource_ = &source;
 

@@ -34,7 +34,7 @@ void Print(const ORVX_DataSource& dictionary) {
 
 Answer AnswerTo(const std::string& frame, ChangeStreamReader& reader) {
   const ChangeStreamReader::Outcome outcome = reader.Apply(frame);
-  // Repeats the request while it wants a snapshot: the first may have been lost.
+  // Repeats the request while the reader wants a snapshot, because a request may have been lost.
   if (reader.WantsSnapshot()) {
     std::printf("client: requests a snapshot, %s\n", reader.SnapshotReason().c_str());
     return Answer::SnapshotWanted;
