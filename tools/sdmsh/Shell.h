@@ -46,7 +46,7 @@ class Shell {
   void Fail(const std::string& file, int line, const std::string& text) {
     output_.Fail(file, line, text);
   }
-  // False after a write to the output failed, which further output does not repair.
+  // False after a write to the output failed. Stays false from then on.
   bool IsHeard() const { return output_.ReachesItsReader(); }
 
   Output& Out() { return output_; }
