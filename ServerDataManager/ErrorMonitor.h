@@ -13,8 +13,8 @@ class SDM_EXPORT ErrorMonitor {
  public:
   virtual ~ErrorMonitor() = default;
 
-  // Reports any text, also an empty one, of any severity. The monitor may drop it. Exceptions of
-  // the derived class propagate.
+  // Reports a text of any severity; the text may be empty. The monitor may drop the report.
+  // Exceptions of the derived class propagate.
   virtual void Report(ErrorText text) = 0;
 };
 

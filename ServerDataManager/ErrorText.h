@@ -26,8 +26,8 @@ class ErrorString {
   std::string text_;
 };
 
-// A text with its severity. Severity 1 is an error; every other value, also a negative one, is a
-// warning.
+// A text with its severity. Severity 1 is an error; every other value, including a negative number,
+// is a warning.
 //
 // Threads: a plain value; any thread may use its own copy.
 class ErrorText : public ErrorString {

@@ -40,7 +40,7 @@ class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
   bool GetReportWarnings() const;
 
  private:
-  // In this order: other binaries depend on it.
+  // The order of the fields is fixed: other binaries depend on it.
   PackageProxy* proxy_;
   LocallyUniqueID id_;
   bool reportWarnings_ = true;

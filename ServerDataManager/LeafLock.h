@@ -15,8 +15,9 @@ namespace sdm_internal {
 // Not destroyed at exit: other threads may still run.
 inline constinit SDM_HIDDEN Mutex leafMutex;
 
-// Holds the one leaf lock of the process for a scope. Under it, acquire no other lock and destroy
-// no dataset: then nobody waits for it long, not even a process that exits. Not recursive.
+// Holds the one leaf lock of the process for a scope. While holding it, acquire no other lock and
+// destroy no dataset, so that no thread waits for it long, not even when the process exits. Not
+// recursive.
 //
 // Threads: any; destroy it on the thread that created it.
 class SDM_SCOPED_CAPABILITY LeafLock {

@@ -46,7 +46,7 @@ class LocallyUniqueID {
   constexpr unsigned int Domain() const noexcept { return word_ & kDomainMask; }
   constexpr unsigned int Serial() const noexcept { return word_ >> kDomainBits; }
 
-  // Domain and serial as the one word described above.
+  // Domain and serial in one word, as described above.
   constexpr unsigned int Word() const noexcept { return word_; }
 
   // Domain and serial in decimal, separated by a colon, such as "0:17"; "null" for the null
@@ -80,7 +80,8 @@ struct std::hash<LocallyUniqueID> {
 // Generates identifiers of one domain with consecutive serials.
 //
 // The counter is a full 32-bit word that wraps silently; the identifier keeps its low 28 bits, so
-// serials repeat every 2^28 calls, and domain 15 reaches the null value. Nothing detects either.
+// serials repeat every 2^28 calls, and a generator of domain 15 returns the null identifier once in
+// each cycle. The generator detects neither.
 //
 // Threads: not safe; guarded by its owner's lock.
 class LocallyUniqueIDGenerator {

@@ -5,7 +5,7 @@
 
 namespace sdm_internal {
 
-// Thrown as a plain int: callers in other binaries catch it by that type and compare the number.
+// Thrown as a plain int: callers in other binaries catch an int and compare the number.
 inline constexpr int kLockFailed = 55;
 
 }  // namespace sdm_internal

@@ -74,7 +74,7 @@ bool Excludes(const Record& hold, const Record& wait) {
 struct ThreadLocks {
   std::atomic<bool> busy{false};
   // Written by the thread itself while busy (Edit), or by others while the tables are paused
-  // (Pause). No annotation can say that.
+  // (Pause). No annotation expresses this.
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
@@ -110,7 +110,7 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// In the static TLS block: the lookup is most of the cost of a record.
+// In the static TLS block, where lookup is fast: it is most of the cost of a record.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 
@@ -417,7 +417,7 @@ std::atomic<unsigned int>& ClaimsOn(const LockRequest& lock) {
 // ---------------------------------------------------------------------------------------------
 // Records
 
-// Filled in field by field: to build a record on the stack and copy it costs twice as much.
+// Fills the record field by field: building it on the stack and copying it takes twice as long.
 void RecordHold(LockReport::Kind kind, LockReport::Mode mode, LocallyUniqueID dataset,
                 const void* address, const ServerDataManager* registry, LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
@@ -523,7 +523,7 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
     if (copy.record.lock.registry != registry) continue;
     (copy.isWait ? report.waits : report.holds).push_back(EntryOf(copy.thread, copy.record));
   }
-  // A wait for a mutex without a holder is about to succeed, so it is left out.
+  // A wait for a mutex without a holder is about to succeed, so it is omitted.
   std::erase_if(report.waits, [&](const LockReport::Entry& wait) {
     return wait.mode == LockReport::Mode::Exclusive &&
            std::none_of(report.holds.begin(), report.holds.end(),

@@ -11,21 +11,21 @@
 // and the registry lock. It only observes: it neither ends waits nor throws.
 //
 // A deadlock is a cycle of threads, each waiting for a lock that the next one holds, across
-// datasets and kinds of locks. A thread that waits for its own lock is a cycle of one. It is
-// detected on the last thread, when that begins to wait. A lock counts as held by the thread that
+// datasets and kinds of locks. A thread that waits for its own lock is a cycle of one. The last of
+// these threads detects it when it begins to wait. A lock counts as held by the thread that
 // acquired it; if another thread will release it, a reported deadlock may still resolve. Waits with
 // a time limit (TryRead, TryWrite) are not recorded.
 //
-// A wait appears in reports after the handler has returned from its deadlock, if any.
+// If a wait completes a deadlock, reports show the wait only after the handler has returned.
 //
 // A long wait is detected when it ends, when another thread begins to wait, or when a report is
 // made. The library has no thread of its own; for earlier detection, request reports periodically.
 //
 // Cost when off: one relaxed load per acquire and release, and no memory. When on, each thread has
 // a small table of its locks and writes it without atomic operations on shared memory; a report
-// pauses all tables while it copies them. So reports are at least a millisecond apart:
-// GetLockReport waits if necessary. A reader handle costs at most 1.3 times as much as without the
-// monitor.
+// pauses all tables while it copies them. To limit the pauses, reports are at least a millisecond
+// apart: GetLockReport waits if necessary. Creating and destroying a reader handle takes at most
+// 1.3 times as long as without the monitor.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_
 #define SERVERDATAMANAGER_LOCKMONITOR_H_

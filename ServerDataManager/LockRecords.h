@@ -7,7 +7,7 @@
 //   mutex.readLock();                 // blocks
 //   wait.Acquired();                  // the wait becomes a hold
 //
-// Nothing here throws: out of memory, a record is left out, and reports are marked incomplete.
+// Nothing here throws: if memory runs out, the record is omitted and reports are marked incomplete.
 
 #ifndef SERVERDATAMANAGER_LOCKRECORDS_H_
 #define SERVERDATAMANAGER_LOCKRECORDS_H_
@@ -43,18 +43,20 @@ struct LockHolder {
   const char* label = nullptr;
 };
 
-// The calling thread has acquired the lock.
+// Records that the calling thread has acquired the lock.
 void RecordHold(LockReport::Kind kind, LockReport::Mode mode, LocallyUniqueID dataset,
                 const void* address, const ServerDataManager* registry, LockHolder who) noexcept;
 inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
   RecordHold(lock.kind, lock.mode, lock.dataset, lock.address, lock.registry, who);
 }
 
-// The lock that `handle` acquired, on any thread, is about to be released. With a null handle: the
-// last recorded hold without a handle, preferably of the calling thread.
+// Removes the record of the lock that `handle` acquired on any thread; call it before releasing the
+// lock. With a null handle, removes the last recorded hold without a handle, preferably one of the
+// calling thread.
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
-// The handle is destroyed but its lock stays held.
+// Clears the handle in the record of its lock: for a handle that is destroyed while the lock stays
+// held.
 void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
 // A wait of the calling thread, recorded until Acquired is called or this object is destroyed.
@@ -73,9 +75,9 @@ class WaitRecord {
   bool waiting_;
 };
 
-// Records a lock that is held for a scope and has no try: the registry lock, which is recursive,
-// and the notification mutex. Construct it before acquiring the lock. Without contention it
-// searches for nothing and pauses no other thread.
+// Records a lock that is held for a scope and has no try operation: the registry lock, which is
+// recursive, or the notification mutex. Construct it before acquiring the lock. Without contention
+// it searches for nothing and pauses no other thread.
 class ScopeRecord {
  public:
   explicit ScopeRecord(const LockRequest& lock) noexcept;
@@ -91,7 +93,7 @@ class ScopeRecord {
   State state_ = State::Unrecorded;
 };
 
-// A `Guard`, which holds a lock for a scope, with its record.
+// A `Guard`, which holds a lock for a scope, and the record of that lock.
 template <class Guard>
 class MonitoredGuard {
  public:

@@ -19,9 +19,11 @@ struct SvrDMObserverView::Data {
 
   // Not part of the fixed layout:
   // Whether variables, row count, weight, filter, trends or split changed; nothing else counts.
-  // Cleared after the comparison of the attributes, which may be in a later Update if one throws.
+  // Cleared after the comparison of the attributes; if an Update throws before that, a later Update
+  // clears it.
   bool anyChange = false;
-  // As last reported. The view has fewer if split variables were deleted from it.
+  // The number of split variables as last reported. The view has fewer if some of them were
+  // deleted.
   unsigned int splitCount = 0;
 };
 

@@ -1,7 +1,7 @@
 // Access to plain counters and flags that several threads read and write without a lock.
 //
 // The fields keep their plain types because other binaries depend on the layout; std::atomic_ref
-// prevents data races. Each access is atomic on its own: two fields read one after the other may be
+// prevents data races. Only single accesses are atomic: two fields read one after the other may be
 // inconsistent.
 
 #ifndef SERVERDATAMANAGER_PLAINFIELD_H_

@@ -1,5 +1,5 @@
-// QueueMessage: builds and queues a change message. Atomically: queues the messages of a change and
-// makes the change, or neither.
+// QueueMessage: builds and queues a change message. Atomically: runs a change that queues messages,
+// and removes them from the queue if the change throws.
 
 #ifndef SERVERDATAMANAGER_QUEUEMESSAGE_H_
 #define SERVERDATAMANAGER_QUEUEMESSAGE_H_
@@ -21,7 +21,7 @@ void QueueMessage(SvrDMItem& item, Arguments&&... arguments) {
 }
 
 // Runs `step`, which queues messages on the item and makes the change that they describe. If `step`
-// throws, removes its messages from the queue.
+// throws, removes the messages that it queued.
 template <class Step>
 void Atomically(SvrDMItem& item, const Step& step) {
   const std::size_t before = item.Notifications().size();

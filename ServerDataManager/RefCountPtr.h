@@ -13,7 +13,7 @@
 // the object with the last reference), IsShared() const (more than one reference) and IsShareable()
 // const. T must be copyable, for Unshared() and for unshareable objects.
 //
-// Moving copies: the source keeps its reference.
+// A move copies: the source keeps its reference.
 //
 // Assignment releases the old object before it shares the new one. So do not write `p = p->next` if
 // the old object may hold the only reference to the next: copy the pointer first.
@@ -66,8 +66,8 @@ class RefCountPtr {
   }
 
   // Detaches from other owners before a write: copies the object if it is shared, and returns an
-  // object that only this pointer shares. The pointer must not be empty. If copying throws, it is
-  // null.
+  // object to which only this pointer refers. The pointer must not be empty. If copying throws, it
+  // is null.
   //
   // The reference is released before the copy is made: another owner must keep the object alive
   // until this returns.

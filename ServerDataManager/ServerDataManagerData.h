@@ -27,8 +27,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
-  // Builds an item with `ds` (null for none), appends it and announces it. Sets `ds` to null when
-  // the item owns the source, even if this throws later.
+  // Builds an item with `ds` (null for none), appends it and sends its creation notice. Sets `ds`
+  // to null when the item owns the source, even if this throws later.
   void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence) SDM_REQUIRES(lock);
@@ -41,12 +41,12 @@ struct SDM_HIDDEN ServerDataManager::Data {
   void Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet, LocallyUniqueID id,
                unsigned int caseSequence);
 
-  // The source that the filter hook returns for `ds`, or `ds` without a hook. Sets `ds` to null if
-  // the returned source is not built on it: the hook then owns it.
+  // Returns the source that the filter hook returns for `ds`, or `ds` if there is no hook. If the
+  // returned source is not built on `ds`, the hook owns the old source, and `ds` is set to null.
   ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const SDM_REQUIRES(lock);
 
-  // A new item with `ds`, not registered yet. If `name` is in use, it becomes the suppressed file
-  // name.
+  // Returns a new item with `ds`, not registered yet. If `name` is in use, it becomes the
+  // suppressed file name.
   SvrDMItem* NewItem(ORVX_DataSource* ds, const std::string& name, bool quiet, LocallyUniqueID id,
                      unsigned int caseSequence) const SDM_REQUIRES(lock);
 
@@ -117,7 +117,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
     static inline constinit thread_local Notice* innermost_ = nullptr;
   };
 
-  // True if the creation must be announced; then only this caller does so. Needs no lock.
+  // Returns true if a creation notice is due, and marks it as sent: only one of several threads
+  // gets true. Needs no lock.
   static bool ClaimAnnouncement(SvrDMItem& item);
   static void Announce(const SvrDMItem& item, const Notice& notice);
 };

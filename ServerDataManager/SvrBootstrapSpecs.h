@@ -34,8 +34,8 @@ class SDM_EXPORT SvrBootstrapSpecs {
   void SetSamplingMethod(SampMethods method);
   SampMethods GetSamplingMethod() const;
 
-  // List setters replace the list by a copy, or by the list moved; passing the object's own list to
-  // copy is allowed.
+  // Each list setter copies or moves its argument. The copying setters accept the object's own
+  // list.
   void SetStrataVarList(const std::vector<int>& variables);
   void SetStrataVarList(std::vector<int>&& variables);
   const std::vector<int>& GetStrataVarList() const;
@@ -72,7 +72,7 @@ class SDM_EXPORT SvrBootstrapSpecs {
   std::ostream& Display(std::ostream& stream) const;
 
  private:
-  // In this order: other binaries depend on it.
+  // The order of the fields is fixed: other binaries depend on it.
   SampMethods samplingMethod_ = Simple;
   std::vector<int> strataVars_;
   std::vector<int> dependVars_;

@@ -45,8 +45,8 @@ void WriteList(const std::vector<Number>& list, std::string& bytes) {
   bytes.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof(Number));
 }
 
-// Member by member: a pair has padding, the format has none. Some pairs at a time are packed into a
-// buffer, which costs less than appending each number.
+// Member by member: a pair has padding, the format has none. Packs several pairs at a time into a
+// buffer, which is faster than appending each number.
 void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
   Write(static_cast<std::uint32_t>(list.size()), bytes);
   std::array<char, 256 * kCaseStatSize> buffer;
@@ -84,8 +84,8 @@ Unsigned Swapped(Unsigned bits) {
   return bits;
 }
 
-// The number at `place`, which need not be aligned. Swaps bits, not numbers: a swapped double may
-// be a signalling NaN, which copying may change.
+// Returns the number at `place`, which need not be aligned. Swaps the bytes before they become a
+// double: the swapped bytes may be a signalling NaN, which copying as a double may change.
 template <class Number, bool kSwapped>
 Number NumberAt(const char* place) {
   UnsignedOf<Number> bits;
@@ -208,7 +208,7 @@ void ReadBehindVersion(Fields& fields, SvrBootstrapSpecs& specs) {
   specs.SetExcludeUserMiss((fields.Next<std::uint8_t>() & 1) != 0);
 }
 
-// ---- looking through ----------------------------------------------------------------------------
+// ---- checking -----------------------------------------------------------------------------------
 
 // Skips the fields of bytes that may end anywhere. Each step returns whether it succeeded. After
 // the first failure, which sets the finding, only Result may be called.
@@ -288,7 +288,7 @@ bool PassCaseStats(Inspection& inspection) {
 
 void SvrBootstrapSpecsSerializer::serializeSpecs(const SvrBootstrapSpecs& specs,
                                                  std::string& output) {
-  // The only step that may throw: `output` is unchanged then.
+  // Only this step may throw, and then `output` is unchanged.
   output.reserve(output.size() + EncodedSize(specs));
   Write(kByteOrderMark, output);
   Write(kVersion, output);

@@ -44,7 +44,7 @@ class IteratorMaker {
     if (!IsAtWorkOn(clone_)) clone_.SetParentSource(nullptr);
   }
 
-  // The parent of `clone`; null while a call of MakeIterator has set the link.
+  // The parent of `clone`; null if only a call of MakeIterator in progress has set the link.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& clone) {
     const MutexLock lock(mutex);
     return IsAtWorkOn(clone) ? nullptr : clone.GetParentSource();
@@ -80,7 +80,7 @@ std::unique_ptr<SvrDMCloneDataSource> SvrDMCloneDataSource::Adopt(
     std::unique_ptr<ORVX_DataSource> source) {
   OwnedChain chain(source.release());
   const RefCountPtr<Data> data(new Data(chain.get()));
-  static_cast<void>(chain.release());  // the data owns it now
+  static_cast<void>(chain.release());  // owned by the data now
   return std::unique_ptr<SvrDMCloneDataSource>(new SvrDMCloneDataSource(data));
 }
 

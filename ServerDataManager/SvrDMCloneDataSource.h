@@ -17,8 +17,8 @@
 // All copies of a clone together own the source that the clone was built from, with its chain of
 // parents; the last copy deletes the chain, the source first. Nobody else may own any of it,
 // neither another clone of the same source nor a dataset. To clone a dataset's own source, first
-// give the dataset another source. Or give it the clone while that shows its parent: SetDataSet
-// then does not delete the old source.
+// give the dataset another source. Or give the dataset the clone while the clone shows its parent:
+// SetDataSet then does not delete the old source.
 //
 // Rows have the layout of RowLayout(), which is the owned source's, even after edits of the clone's
 // dictionary. ObsProjector(clone, clone) converts them to the clone's dictionary. A
@@ -36,26 +36,27 @@
 // iterator.
 class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
-  // Owns `source`, which may be null, with its chain of parents, and copies its dictionary. Beware
-  // of std::bad_alloc: the caller may still own the chain, or it may have been deleted. Adopt
-  // always deletes it.
+  // Owns `source`, which may be null, with its chain of parents, and copies its dictionary. If this
+  // throws std::bad_alloc, the caller cannot tell whether it still owns the chain or the chain was
+  // deleted; Adopt always deletes it.
   explicit SvrDMCloneDataSource(ORVX_DataSource const* source);
 
   // The same, but always deletes the source and its chain if it throws.
   static std::unique_ptr<SvrDMCloneDataSource> Adopt(std::unique_ptr<ORVX_DataSource> source);
 
-  // Shares the source of `other` and copies its dictionary. The copy does not show its parent.
+  // Shares the source of `other` and copies the dictionary of `other`. The copy does not show its
+  // parent.
   SvrDMCloneDataSource(SvrDMCloneDataSource const& other);
   SvrDMCloneDataSource& operator=(SvrDMCloneDataSource const&) = delete;
 
   ~SvrDMCloneDataSource() override;
 
   // Returns a new PassThroughIter over the rows of the owned source, or over no rows without one;
-  // the caller owns it. It outlives the source if the source's own iterator does. Afterwards, also
-  // after an exception, the clone does not show its parent.
+  // the caller owns it. The iterator may outlive the owned source if iterators of that source may.
+  // Afterwards, also after an exception, the clone does not show its parent.
   ObsIterator* MakeIterator(OBS* area) const override;
 
-  // As the owned source; 0 without one.
+  // The same as for the owned source; 0 without one.
   long GetObsAreaSize() const override;
   long long RowCount() const override;
 

@@ -80,7 +80,7 @@ class SDM_EXPORT SvrDMDataset {
   void SetHandle(std::string handle);
 
   // The saved file of the dataset; empty for none. Setting it neither closes the open file nor
-  // opens another: see LockSavFileInUse. A notification pass sets it, too.
+  // opens another: see LockSavFileInUse. A notification pass also sets it.
   std::string GetFileName() const;
   void SetFileName(std::string const& fileName);
 
@@ -139,9 +139,9 @@ class SDM_EXPORT SvrDMDataset {
 
   // --- Saved file and creation time ---
 
-  // Opens the file GetFileName() for reading and denies writing to other programs if the file
-  // system supports it; or closes it. A file that is open under another name is closed first. Fails
-  // silently if the file cannot be opened.
+  // Lock opens the file GetFileName() for reading and denies writing to other programs if the file
+  // system supports it; it first closes a file that is open under another name. Unlock closes the
+  // file. Fails silently if the file cannot be opened.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
@@ -156,8 +156,8 @@ class SDM_EXPORT SvrDMDataset {
   // Threads: any may check for null; to use it, hold the read or the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
 
-  // Owns `specs`, which may be null, and deletes the current one; setting the same
-  // pointer changes nothing.
+  // Replaces the bootstrap specification with `specs`, which may be null; the dataset owns it and
+  // deletes the previous one. Setting the same pointer changes nothing.
   // Threads: the thread that holds the write lock.
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
 

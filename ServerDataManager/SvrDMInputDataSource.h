@@ -19,7 +19,7 @@ class ORVX_DataSource;
 // Threads: may be constructed on one thread and destroyed on another. A new reader waits only
 // briefly for a waiting writer (see libsfthread/sfMutexRW.h). So a thread with a reader may create
 // another on the same dataset, and may wait for threads that do. A thread that holds a writer of
-// the dataset deadlocks.
+// the dataset and creates a reader deadlocks.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  protected:
   // For TryRead and TryWrite, which construct the handle after acquiring the lock.
@@ -37,8 +37,9 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label);
 
-  // The same, but waits at most `longest`, not at all for zero or less; returns nothing if it
-  // cannot acquire the lock in that time. A failed try has no side effects. Allocates nothing.
+  // The same, but waits at most `longest`, and does not wait if that is zero or less. Returns
+  // nothing if it cannot acquire the lock in that time. A failed try has no side effects. Allocates
+  // nothing.
   //
   //   if (auto reader = SvrDMInputDataSource::TryRead(id, std::chrono::milliseconds(50))) {
   //     Use(**reader);
@@ -72,7 +73,7 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(Acquired, SvrDMItemPtr& item, const char* label);
 
  protected:
-  // For the writer handle: takes no lock and counts a writer. `name` is ignored.
+  // For the writer handle: acquires no lock and counts a writer, not a reader. `name` is ignored.
   SvrDMInputDataSource(char const* name, SvrDMItemPtr const& item);
 
  private:

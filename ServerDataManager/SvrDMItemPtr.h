@@ -14,7 +14,7 @@ class SvrDMItemPtr : public RefCountPtr<SvrDMItem> {
   SvrDMItemPtr(const SvrDMItemPtr&) = default;
 
   SvrDMItemPtr& operator=(const SvrDMItemPtr&) = default;
-  // Copies: the source keeps its reference.
+  // A move copies: the source keeps its reference.
   SvrDMItemPtr& operator=(SvrDMItemPtr&& other) {
     return *this = static_cast<const SvrDMItemPtr&>(other);
   }

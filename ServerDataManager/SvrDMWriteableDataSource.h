@@ -19,7 +19,7 @@
 #include <vector>
 
 // Counts as a writer of the dataset from before it waits for the lock until just before it releases
-// it. Cannot be copied.
+// the lock. Cannot be copied.
 //
 // Threads: may be constructed on one thread and destroyed on another.
 class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
@@ -45,10 +45,10 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator,
                            const char* label);
 
-  // The same, but waits at most `longest`, not at all for zero or less; returns nothing if it
-  // cannot acquire the lock in that time. A failed try has no side effects. It waits like
-  // SvrDMInputDataSource::TryRead; an endless succession of overlapping readers starves it. Counts
-  // as a writer only once it has the lock.
+  // The same, but waits at most `longest`, and does not wait if that is zero or less. Returns
+  // nothing if it cannot acquire the lock in that time. A failed try has no side effects. It waits
+  // like SvrDMInputDataSource::TryRead; an endless succession of overlapping readers starves it.
+  // Counts as a writer only after it has acquired the lock.
   static std::optional<SvrDMWriteableDataSource> TryWrite(SvrDMItemPtr& item,
                                                           std::chrono::milliseconds longest,
                                                           SvrDMDataSetObserver* originator,

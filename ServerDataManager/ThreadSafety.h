@@ -38,10 +38,10 @@
 #define SDM_TRY_ACQUIRE_SHARED(...) SDM_ANNOTATE(try_acquire_shared_capability(__VA_ARGS__))
 #define SDM_RELEASE(...) SDM_ANNOTATE(release_capability(__VA_ARGS__))
 #define SDM_RELEASE_GENERIC(...) SDM_ANNOTATE(release_generic_capability(__VA_ARGS__))
-// The caller must hold them, or must not.
+// REQUIRES: the caller must hold the given locks. EXCLUDES: the caller must not hold them.
 #define SDM_REQUIRES(...) SDM_ANNOTATE(requires_capability(__VA_ARGS__))
 #define SDM_EXCLUDES(...) SDM_ANNOTATE(locks_excluded(__VA_ARGS__))
-// They are held after the call, although the analysis has not seen them acquired.
+// The given locks are held after the call, although the analysis has not seen them acquired.
 #define SDM_ASSERT_HELD(...) SDM_ANNOTATE(assert_capability(__VA_ARGS__))
 // The body is not analysed.
 #define SDM_UNCHECKED SDM_ANNOTATE(no_thread_safety_analysis)

@@ -28,7 +28,7 @@ void CheckSettled(bool settled) {
                   "view.GetVariable(iNew) == pDs->GetVariable(iNew)");
 }
 
-// Copies of the variables from position `first` to the end, in order.
+// Copies the variables from position `first` to the end, in order.
 std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int first) {
   std::vector<ORVX_Variable> variables;
   const int count = source.ColumnCount();
@@ -40,8 +40,8 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 // Compares two variable lists in one forward pass over the source. At each position, edits the view
 // until both variables are equal. Lower positions are settled and not searched again.
 //
-// The messages are those of a linear search of the view from the current position. It is faster
-// because it uses the view's index of identifiers, and looks up each view variable in the source
+// Queues the same messages as a linear search of the view from the current position would, but is
+// faster: it uses the view's index of identifiers, and looks up each view variable in the source
 // only once.
 //
 // Each step is atomic, so that the next comparison can continue after a failed one. Allocations
@@ -67,7 +67,7 @@ class StepwisePass {
   }
 
  private:
-  // Through const: the other form of GetVariable counts as a write.
+  // Calls the const form of GetVariable, because the other counts as a write.
   const ORVX_Variable& InView(int viewIndex) const {
     return static_cast<const ORVX_DataSource&>(view_).GetVariable(viewIndex);
   }
@@ -184,9 +184,9 @@ class StepwisePass {
   int checkedEnd_ = 0;
 };
 
-// Some positions of a list: a bit for each, and a Fenwick tree (Fenwick, "A New Data Structure for
-// Cumulative Frequency Tables", 1994) of the number of bits in each word. Empty sets allocate
-// nothing.
+// A set of positions in a list: one bit per position, and a Fenwick tree (Fenwick, "A New Data
+// Structure for Cumulative Frequency Tables", 1994) of the number of bits in each word. Empty sets
+// allocate nothing.
 class PositionSet {
  public:
   // For a list of `size` variables.
@@ -224,17 +224,17 @@ class PositionSet {
 
   const std::size_t words_;
   std::vector<std::uint64_t> bits_;
-  std::vector<int> sums_;  // as Fenwick numbers them, from 1
+  std::vector<int> sums_;  // the Fenwick tree, numbered from 1
 };
 
-// The same comparison where identifiers are unique and the data sources stamp their blocks. It
+// The same comparison for data sources that stamp their blocks and have unique identifiers. It
 // skips blocks with equal stamps and leaves the view alone until all messages are queued; then the
 // view takes over the source's variables in one step.
 //
 // At each moment, the list that a stepwise comparison would have edited consists of the source's
-// variables below `index`, followed by the view's variables from `next_` on without those that
-// `taken_` names: they were moved or deleted. So the position of a variable in that list is found
-// by counting.
+// variables below `index`, followed by the view's variables from `next_` on without the positions
+// in `taken_`, which were moved or deleted. So the position of a variable in that list is found by
+// counting.
 template <class Source>
 class StampedPass {
  public:
@@ -275,8 +275,8 @@ class StampedPass {
     DeleteRest();
   }
 
-  // Skips the view's block at `next_` if its stamp is `stamp`. None of its variables was taken: the
-  // source would contain it twice.
+  // Skips the view's block at `next_` if its stamp is `stamp`. None of the block's variables can be
+  // taken: the source would contain that variable twice.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);
@@ -372,7 +372,7 @@ class StampedPass {
     if (view_.IsUsed(id)) unused_.push_back(id);
   }
 
-  // `oldPosition` is the view's, of the variable with the same identifier.
+  // `oldPosition` is the view position of the variable with the same identifier.
   void Compare(const ORVX_Variable& newVar, int oldPosition, int index) {
     const ORVX_Variable& oldVar = InView(oldPosition);
     if (newVar == oldVar) return;
@@ -407,7 +407,7 @@ class StampedPass {
   int checkedEnd_ = 0;
   std::vector<std::uint64_t> sourceStamps_;  // sorted; empty until needed
   std::vector<LocallyUniqueID> unused_;
-  std::vector<int> settled_;  // the positions that messages are about
+  std::vector<int> settled_;  // the positions of variables with a message
   bool changed_ = false;
   bool modified_ = false;
   bool typeChanged_ = false;
@@ -425,6 +425,7 @@ concept IsStamped = requires(Source& view, Source& source, LocallyUniqueID id) {
   view.DropUses(id);
 };
 
+// Uses StepwisePass if the data sources do not stamp their blocks or if identifiers repeat.
 template <class Source>
 void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
              bool& resetClientData) {

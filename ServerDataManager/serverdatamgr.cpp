@@ -33,7 +33,7 @@ bool SameName(const std::string& a, const std::string& b) {
   return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
 }
 
-// For use under the leaf lock.
+// Predicates for Find. Call them under the leaf lock.
 
 struct LUIDMatch {
   LocallyUniqueID id;
@@ -89,12 +89,12 @@ SvrDMItemPtr ServerDataManager::Data::First(Match match) const {
 void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                                   const std::string& password, bool passwordFlag, bool quiet,
                                   LocallyUniqueID id, unsigned int caseSequence) {
-  // Before the check of the file name: the hook may change which names are in use.
+  // Called before the file name is checked, because the hook may change which names are in use.
   ORVX_DataSource* const filtered = Filtered(ds);
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
-  ds = nullptr;  // the item's
+  ds = nullptr;  // owned by the item
   if (hasPassword) item->Password(password, passwordFlag);
-  const Notice notice(*this);  // before the dataset is registered: nothing below needs memory
+  const Notice notice(*this);  // allocates, so before the dataset is registered
   {
     const LeafLock held;
     items.push_back(item);
@@ -185,7 +185,7 @@ void ServerDataManager::Data::Delete(std::size_t index) {
   SvrDMItemPtr item = At(index);
   if (!item.IsValid()) return;
   const LocallyUniqueID id = item->ID();
-  // Even without a creation notice: a dataset that never had a source still gets a deletion notice.
+  // A dataset that never had a source has no creation notice, but still gets a deletion notice.
   if (item->NotifyDelete()) {
     const Lock held(*this);
     Notice(*this).Send([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
@@ -225,8 +225,8 @@ bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
   if (!item.NotifyDelete()) return false;
   if (item.NotifiedCreation()) return false;
   if (item.DataSource() == nullptr) return false;
-  // Set before the lock is acquired, so that only one of two threads announces, and before any
-  // observer runs, so that a call from inside a notice does not announce again.
+  // Set before the lock is acquired, so that only one of two threads sends the creation notice, and
+  // before any observer runs, so that a call from inside the notice does not send another.
   return item.SetNotifiedCreation();
 }
 

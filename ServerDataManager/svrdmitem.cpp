@@ -31,7 +31,7 @@ constexpr int kExclusive = 1;   // the lock type of sfGuard
 constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
 
 // Calls the try function at least once, until it succeeds or the time is up. The lock has no timed
-// wait, so it pauses between tries; each pause is twice as long, up to a bound.
+// wait, so this function pauses between tries, each time twice as long, up to a limit.
 template <class Try>
 bool RepeatWithin(std::chrono::milliseconds longest, Try succeeds) {
   using namespace std::chrono;
@@ -117,7 +117,8 @@ void SvrDMItem::SuppressedFileName(std::string fileName) {
 // ---------------------------------------------------------------------------------------------
 // Data source
 
-// Acquire and release: a thread that reads the new pointer sees a complete source.
+// Stores with release and loads with acquire: a thread that reads the new pointer sees a complete
+// source.
 ORVX_DataSource* SvrDMItem::DataSource() const {
   return LoadField(dataSource_, std::memory_order_acquire);
 }
@@ -331,7 +332,7 @@ void SvrDMItem::Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObser
   ClearNotifications();
 }
 
-// Without observers, only a dataset that is still to be announced needs the comparison.
+// Without dataset observers, the comparison is needed only if a creation notice is still due.
 void SvrDMItem::UpdateObserverView() {
   const NotificationGuard guard(*this);
   const bool unannounced = NotifyDelete() && !NotifiedCreation();

@@ -96,7 +96,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void Handle(const std::string& handle);
 
   // The saved file of the dataset; empty for none. Setting it neither closes the open file nor
-  // opens another: see LockSavFileInUse. A notification pass sets it, too.
+  // opens another: see LockSavFileInUse. A notification pass also sets it.
   const std::string& FileName() const { return fileName_; }
   void FileName(const std::string& fileName);
   void FileName(std::string&& fileName) noexcept;
@@ -105,7 +105,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any.
   std::string SuppressedFileName() const;
   void SuppressedFileName(std::string fileName);
-  // Whether it equals `fileName` exactly, including case. Allocates nothing.
+  // Whether the suppressed file name equals `fileName` exactly, including case. Allocates nothing.
   bool HasSuppressedFileName(std::string_view fileName) const;
 
   // --- Data source ---
@@ -181,18 +181,18 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Deletes the queued messages.
   void ClearNotifications();
 
-  // Deletes all but the first `count` messages: undoes the queueing for a change that failed.
+  // Deletes all but the first `count` messages: removes the messages of a change that failed.
   void TruncateNotifications(std::size_t count);
 
-  // One notification pass: compares the dataset with the snapshot, queues the differences, notifies
-  // registry observers of a dataset that was not announced yet, calls every observer but
+  // One notification pass: compares the dataset with the snapshot, queues the differences, sends
+  // the creation notice to registry observers if it is still due, calls every observer but
   // `originator` (which may be null) with `writer`, and empties the queue. Skips the comparison if
-  // nobody would be notified. With an empty queue nothing else happens.
+  // no observer would be notified. If the queue is empty after the comparison, calls nobody.
   //
   // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
-  // lost: queued messages stay queued, and the next pass compares the rest, announces the dataset
-  // if necessary, and delivers everything to every observer. Observers that were called before
-  // another observer threw receive the same messages again.
+  // lost: queued messages stay queued, and the next pass compares the rest, sends the creation
+  // notice if it is still due, and delivers everything to every observer. Observers that were
+  // called before another observer threw receive the same messages again.
   // Threads: the thread that holds the write lock. Takes the notification mutex, then releases it
   // and takes the registry lock, then the notification mutex again.
   void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator)

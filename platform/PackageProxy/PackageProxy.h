@@ -1,4 +1,4 @@
-// PackageProxy: the channel to a client package; an interface.
+// PackageProxy: interface of the channel to a client package.
 
 #ifndef PACKAGEPROXY_PACKAGEPROXY_H_
 #define PACKAGEPROXY_PACKAGEPROXY_H_

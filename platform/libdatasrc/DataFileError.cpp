@@ -1,4 +1,4 @@
-// How an error in a data file reads.
+// The text of an error in a data file.
 
 #include <libdatasrc/DataFileError.h>
 

@@ -42,7 +42,7 @@ class SDM_EXPORT DatasourceAttributes {
   static DatasourceAttributes Read(std::string_view text);
 
  private:
-  std::map<std::string, Values> values_;  // no entry is empty
+  std::map<std::string, Values> values_;  // every name has a value
 };
 
 // Removes the dashboard settings: the attributes whose names begin with "dashboard.". Returns

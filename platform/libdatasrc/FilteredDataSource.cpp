@@ -1,4 +1,4 @@
-// Cases that a variable selects, laid out for a dictionary of their own.
+// Selects cases by a variable, and lays out their rows for the source's own dictionary.
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>

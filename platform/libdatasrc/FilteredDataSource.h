@@ -10,10 +10,10 @@
 #include <ServerDataManager/Export.h>
 
 // Starts with its own copy of the parent's dictionary. Variables may be deleted, moved and retyped;
-// the rows follow. ObsProjector.h says how values are converted.
+// the rows change accordingly. ObsProjector.h defines how values are converted.
 //
-// The parent never changes. It may be a clone, whose rows another dictionary lays out: values are
-// then read with the types of the clone's own dictionary.
+// The parent never changes. It may be a clone, whose rows have the layout of another dictionary;
+// values are then converted to the types of the clone's own dictionary.
 //
 // Threads: as for ORVX_DataSource.
 class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
@@ -22,15 +22,16 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
   // The cases in which the variable `selector` of `parent` is not 0, not a NaN and not one of its
-  // missing values, as the parent's dictionary defines them when an iterator is made. Throws
-  // std::invalid_argument if `parent` has no such variable or it is a string.
+  // missing values, the same as for the parent's dictionary defines them when an iterator is made.
+  // Throws std::invalid_argument if `parent` has no such variable or it is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;
 
-  // The iterator stays valid when a dictionary is edited, and outlives this source if the parent's
-  // iterator does. Throws std::invalid_argument if the selecting variable was deleted or is now a
-  // string, or if the length of the parent's rows differs from the dictionary of its RowLayout().
+  // The iterator stays valid when a dictionary is edited, and may outlive this source if the
+  // parent's iterators may. Throws std::invalid_argument if the selecting variable was deleted or
+  // is now a string, or if the length of the parent's rows differs from the dictionary of its
+  // RowLayout().
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The parent's row count, or -1 (unknown) with a selecting variable.

@@ -44,7 +44,7 @@ struct Uses {
 };
 
 RefCountPtr<ORVX_ExtensionImpl> EmptyBlock(int type) {
-  // Every release of a writer compares extension 0, so an absent one is not allocated each time.
+  // Every release of a writer compares extension 0; an absent one is shared to avoid an allocation.
   // Never freed: threads may still read while the process exits.
   static const auto& ofTypeZero =
       *new const RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(0, 1, 0, nullptr));
@@ -89,7 +89,7 @@ struct ORVX_DataSource::Data {
 
   VariableSequence variables;
   Uses uses;
-  // Borrowed. Atomic because a clone sets it for a moment while other threads read.
+  // Borrowed. Atomic because a clone sets it briefly while other threads read it.
   std::atomic<ORVX_DataSource*> parent;
   std::string fileSpec;
   std::optional<std::string> label;
@@ -310,7 +310,7 @@ const ORVX_TrendsInfo* ORVX_DataSource::GetTrendsInfo() const {
 const std::vector<VariableSetImpl>& ORVX_DataSource::GetMRSets() const {
   return data_->mrSets;
 }
-// Copied, then moved in: a copy that fails half-way leaves the present ones whole. Likewise below.
+// Copies first, then moves: if the copy throws, the current sets are unchanged. Likewise below.
 void ORVX_DataSource::SetMRSets(const std::vector<VariableSetImpl>& sets) {
   data_->mrSets = std::vector<VariableSetImpl>(sets);
 }

@@ -39,8 +39,9 @@ class ObsIterator;
 // Only SetDirty changes the dirty flag. Arguments are copied unless stated otherwise. An operation
 // that throws, std::bad_alloc included, has changed nothing.
 //
-// Threads: one writer or several readers; the owner's lock ensures it. Non-const operations count
-// as writes, GetVariable too. Only SetParentSource may run concurrently with readers.
+// Threads: one writer or several readers; the owner's lock ensures this. Non-const operations count
+// as writes, including the non-const GetVariable. Only SetParentSource may run concurrently with
+// readers.
 class SDM_EXPORT ORVX_DataSource {
  public:
   // Identifies the application that an extension belongs to.
@@ -109,11 +110,12 @@ class SDM_EXPORT ORVX_DataSource {
   void MakeVariable(const ORVX_Variable& variable, unsigned int* position);
 
   // --- snapshots ---
-  // A snapshot is a dictionary whose variables are made equal to those of another one again and
-  // again. These operations find the differences at the cost of what changed.
+  // A snapshot is a dictionary whose variables are repeatedly made equal to those of another
+  // dictionary. The cost of these operations depends on the number of changes, not on the length of
+  // the list.
 
-  // Adjacent variables of the dictionary, until it is next edited. Blocks with the same stamp,
-  // other than 0, have equal variables in the same order, in whichever dictionary they are.
+  // Adjacent variables of the dictionary, valid until it is next edited. Blocks with the same
+  // stamp, other than 0, have equal variables in the same order, even in different dictionaries.
   struct Block {
     int first;  // the position of the first variable
     std::span<const ORVX_Variable> variables;
@@ -126,13 +128,13 @@ class SDM_EXPORT ORVX_DataSource {
   bool ContainsVariable(LocallyUniqueID id) const;
   bool HasUniqueIDs() const;
 
-  // Whether stamps say that the variables equal those of `other`: true after MatchVariables until a
-  // variable of either changes.
+  // Whether the stamps prove that the variables equal those of `other`: true after MatchVariables
+  // until a variable of either changes.
   bool VariablesAreKnownToEqual(const ORVX_DataSource& other) const;
 
-  // Makes the variables equal to those of `other`, and stamps the blocks of both. The cost is that
-  // of the blocks that differ. Variables that leave the dictionary are dropped from weight, filter
-  // and split. Counts as a write of `other`, too.
+  // Makes the variables equal to those of `other`, and stamps the blocks of both. The cost depends
+  // only on the blocks that differ. Variables that leave the dictionary are dropped from weight,
+  // filter and split. Also counts as a write of `other`.
   void MatchVariables(ORVX_DataSource& other);
 
   // Whether the variable is the weight or filter variable or splits the file.
@@ -182,7 +184,7 @@ class SDM_EXPORT ORVX_DataSource {
 
   // --- time series, sets, extensions, attributes ---
 
-  // Never null. The first form may be assigned to.
+  // Never null. The non-const form allows assignment.
   ORVX_TrendsInfo* GetTrendsInfo();
   const ORVX_TrendsInfo* GetTrendsInfo() const;
 
@@ -205,8 +207,8 @@ class SDM_EXPORT ORVX_DataSource {
 
   // The source whose dictionary lays out the rows of this source: this source itself, or another
   // one for a clone. Borrowed while this source lives. Null for a clone of nothing, which has no
-  // rows. Read a row with this dictionary, or project it with ObsProjector(source, source) first
-  // and read it with the source's own.
+  // rows. Read a row with this dictionary, or first project the row with ObsProjector(source,
+  // source), then read it with the source's own dictionary.
   const ORVX_DataSource* RowLayout() const;
 
   // Borrowed, null for none; the parent must outlive this source. It may be set while other threads

@@ -22,7 +22,7 @@ class SDM_EXPORT ORVX_ExtensionImpl : public ORVX_RefCntObject {
   int GetType() const { return type_; }
   int GetVersion() const { return version_; }
   long GetLength() const { return static_cast<long>(bytes_.size()); }
-  // Valid as long as the block.
+  // Valid as long as the block exists.
   std::string_view GetBytes() const { return bytes_; }
 
  private:

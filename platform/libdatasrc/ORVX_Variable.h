@@ -44,11 +44,11 @@ using ValueLabels = std::map<DataValue, std::string>;
 struct SDM_EXPORT MissingValues {
   std::vector<DataValue> values;
 
-  // Numbers are equal when their bits are, so that a NaN equals itself.
+  // Numbers are equal if their bits are, so that a NaN equals itself.
   bool operator==(const MissingValues&) const;
 };
 
-// Attribute names to values: one, or several for an array attribute.
+// Maps attribute names to their values: one, or several for an array attribute.
 using VariableAttributes = std::map<std::string, std::vector<std::string>>;
 
 namespace sdm_internal {
@@ -84,7 +84,7 @@ class SDM_EXPORT ORVX_Variable {
   static LocallyUniqueID NextID();
 
   // Compares all fields, including the identifier; fast if both share a record. Numbers are equal
-  // when their bits are.
+  // if their bits are.
   bool operator==(const ORVX_Variable& other) const;
 
   // A setter first copies the record if it is shared. A reference from a getter is valid until the

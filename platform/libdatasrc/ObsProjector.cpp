@@ -23,7 +23,7 @@ std::vector<long> Offsets(const ORVX_DataSource* dictionary) {
   return offsets;
 }
 
-// The types differ.
+// Converts one value; `fromType` and `toType` differ.
 void ConvertValue(const OBS* value, int fromType, OBS* target, int toType) {
   if (fromType == 0) {
     WriteNumberAsText(value->number, toType, target);

@@ -3,8 +3,8 @@
 //   const ObsProjector projector(parent, derived);
 //   while (rows->Next()) projector.Project(parentArea.data(), area);
 //
-// ObsProjector(clone, clone) converts the rows of a clone, which another dictionary lays out, to
-// the clone's own dictionary.
+// ObsProjector(clone, clone) converts the rows of a clone, which have the layout of another
+// dictionary, to the clone's own dictionary.
 
 #ifndef LIBDATASRC_OBSPROJECTOR_H_
 #define LIBDATASRC_OBSPROJECTOR_H_
@@ -15,11 +15,12 @@
 union OBS;
 class ORVX_DataSource;
 
-// Variables are matched by identifier; of several with one identifier in `from`, the first counts.
-// If the types differ, values are converted: a string to the number that it spells, a number to its
-// shortest decimal text, a string to the new width by cutting (between characters) or padding. A
-// value becomes missing (kMissingNumber, or blanks) if it has no conversion, which includes
-// infinities, if the text of a number is too wide, or if `from` does not have the variable.
+// Variables are matched by identifier; if several variables of `from` share an identifier, the
+// first is used. If the types differ, values are converted: a string to the number that it spells,
+// a number to its shortest decimal text, a string to the new width by cutting (between characters)
+// or padding. A value becomes missing (kMissingNumber, or blanks) if it has no conversion, which
+// includes infinities, if the text of a number is too wide, or if `from` does not have the
+// variable.
 //
 // If the RowLayout() of `from` is another source, values are converted from that dictionary to the
 // dictionary of `from` first.
@@ -27,8 +28,8 @@ class ORVX_DataSource;
 // Threads: any; immutable.
 class SDM_EXPORT ObsProjector {
  public:
-  // Converts rows of `from` to rows for the dictionary of `to`, as both are now. Keeps no reference
-  // to either.
+  // Converts rows of `from` to rows for the dictionary of `to`, with both dictionaries as they are
+  // now. Keeps no reference to either.
   ObsProjector(const ORVX_DataSource& from, const ORVX_DataSource& to);
 
   // Cells in a row of `from` and of `to`.
@@ -49,7 +50,7 @@ class SDM_EXPORT ObsProjector {
   struct Conversion {
     long from;  // the first cell; -1: missing
     int fromType;
-    int middleType;  // in the source's own dictionary, if another one lays out its rows
+    int middleType;  // in the source's own dictionary, if its RowLayout() is another source
     long to;
     int toType;
   };

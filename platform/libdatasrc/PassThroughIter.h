@@ -13,8 +13,8 @@
 
 class ORVX_DataSource;
 
-// Creates the parent's iterator in its constructor and does not use the source again. It outlives
-// the source and the parent if the parent's iterator does.
+// Creates the parent's iterator in its constructor and does not use the source again. The iterator
+// may outlive the source and the parent if the parent's iterators may.
 //
 // Threads: as for ObsIterator.
 class SDM_EXPORT PassThroughIter : public ObsIterator {
@@ -29,8 +29,7 @@ class SDM_EXPORT PassThroughIter : public ObsIterator {
                   std::unique_ptr<const ObsProjector> projector);
   ~PassThroughIter() override;
 
-  // Exceptions of the parent's iterator propagate; the next row is then as that iterator defines
-  // it.
+  // Exceptions of the parent's iterator propagate; that iterator defines which row follows.
   bool Next() override;
 
  private:

@@ -41,7 +41,7 @@ class CaseTable;
 
 // Values are stored by the identifier of the variable, so edits keep them, even deleting a variable
 // and inserting it again. A variable that is not from the file reads as missing. After a change of
-// type, values are converted as ObsProjector.h says.
+// type, values are converted as ObsProjector.h defines.
 //
 // Threads: as for ORVX_DataSource; several threads may each iterate over one source.
 class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {

@@ -23,7 +23,7 @@ class ORVX_DataSource;
 struct VariableSetImpl {
   std::int32_t kind = kPlain;
 
-  // Two flags for applications. They have no meaning here.
+  // Two flags for applications. The library does not interpret them.
   bool firstFlag = false;
   bool secondFlag = false;
 
@@ -39,8 +39,8 @@ struct VariableSetImpl {
   static constexpr std::int32_t kAnswers = 2;     // each variable contains one answer
 };
 
-// One set to be written to, or read from, the text of an extension. It is complete even if some of
-// its variables were deleted.
+// One set to be written to, or read from, the text of an extension. Includes members whose
+// variables were deleted.
 class SDM_EXPORT VariableSet {
  public:
   explicit VariableSet(VariableSetImpl set);

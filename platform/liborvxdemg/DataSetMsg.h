@@ -25,7 +25,7 @@ namespace DEMessages {
 // otherwise; only VSInitSerialization with a reading stream replaces the value, typically of a
 // default-constructed message. Constructors copy their arguments.
 //
-// Threads: several may read one message, but not while it is decoded.
+// Threads: several threads may read one message, but not while it is decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {
  public:
   // One for each class of the family.
@@ -52,7 +52,7 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
 
   Kind GetKind() const;
 
-  // No meaning here; 0 in every message of the server.
+  // Not interpreted; 0 in every message of the server.
   unsigned int GetLeading() const { return leading_; }
   // The dataset that changed.
   LocallyUniqueID GetDataSetID() const { return dataSetID_; }
@@ -70,8 +70,8 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
   //
   // Names and texts are quoted but not escaped; line feeds stay. Some messages have only
   // identifiers or positions of variables. Their names are looked up in `before`, borrowed for the
-  // call: the dictionary before the message, for example of a DictionaryMirror. If it is null or
-  // has no such variable, the text has the identifier instead, and does not say how a variable was
+  // call: the dictionary before the message, for example of a DictionaryMirror. If `before` is null
+  // or has no such variable, the text has the identifier instead, and omits how a variable was
   // modified. For a message of kind Other, returns the signature.
   std::string ToString(const ORVX_DataSource* before = nullptr) const;
 

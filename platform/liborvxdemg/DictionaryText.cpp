@@ -11,7 +11,7 @@
 namespace DictionaryText {
 namespace {
 
-// With `separator` between; "none" for an empty list.
+// Joins the texts of the elements with `separator`; "none" for an empty list.
 template <class List, class Text>
 std::string Joined(const List& list, Text text, const char* separator = ", ") {
   std::string joined;
@@ -23,10 +23,10 @@ std::string Braced(const std::string& list) {
   return list == "none" ? list : "{" + list + "}";
 }
 
-// The word of an enumerator, counted from 0.
+// Returns the word of an enumerator; enumerators count from 0.
 template <class Enumeration>
 const char* WordOf(Enumeration value, std::span<const char* const> words) {
-  const auto index = static_cast<std::size_t>(value);  // a huge one for a negative value
+  const auto index = static_cast<std::size_t>(value);  // a huge index for a negative value
   return index < words.size() ? words[index] : "unknown";
 }
 

@@ -1,7 +1,7 @@
 // DictionaryText: variables and properties of a dictionary in plain English, as
 // DataSetMsg::ToString and the shell write them.
 //
-// Names and texts stand between quotation marks as they are. Whatever can be absent is "none" then.
+// Names and texts are quoted but not escaped. An absent value is written as "none".
 
 #ifndef LIBORVXDEMG_DICTIONARYTEXT_H_
 #define LIBORVXDEMG_DICTIONARYTEXT_H_
@@ -28,8 +28,8 @@ SDM_EXPORT std::string QuotedOrNone(std::string_view text);
 // "1 case", "944 cases"
 SDM_EXPORT std::string Counted(long long number, const char* noun);
 
-// The shortest decimal text that is this number again; without an exponent from 0.0001 up to 10^15.
-// "NaN", as IEEE 754 calls it, for a missing number.
+// The shortest decimal text that parses back to this number, without an exponent from 0.0001 up to
+// 10^15; "NaN" for a missing number.
 SDM_EXPORT std::string Number(double number);
 // The number, or the string in quotes.
 SDM_EXPORT std::string Value(const DataValue& value);
@@ -53,14 +53,15 @@ struct Difference {
   std::string to;
 };
 
-// All of them in the order in which ORVX_Variable has them, without the identifier.
+// Returns the properties that differ, except the identifier, in the order of the accessors of
+// ORVX_Variable.
 SDM_EXPORT std::vector<Difference> Differences(const ORVX_Variable& before,
                                                const ORVX_Variable& after);
 
-// In what follows `dictionary` is borrowed, and knows the names; where it is null, identifiers
-// stand for names.
+// The functions below look up names in `dictionary`, which is borrowed; if it is null, they write
+// identifiers instead of names.
 
-// "popul" in quotes; the identifier where the dictionary has no such variable.
+// "popul", with the quotation marks; the identifier if the dictionary has no such variable.
 SDM_EXPORT std::string Name(const ORVX_DataSource* dictionary, LocallyUniqueID id);
 SDM_EXPORT std::string Names(const ORVX_DataSource* dictionary,
                              const std::vector<LocallyUniqueID>& ids);
@@ -80,7 +81,7 @@ SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
 // "news" (3 variables), "issues" (1 variable)
 SDM_EXPORT std::string SetSizes(const std::vector<VariableSet>& sets);
 
-// Short printable text in quotes, other bytes by their number.
+// Short printable text in quotes; otherwise the number of bytes, such as "944 bytes".
 SDM_EXPORT std::string Bytes(std::string_view bytes);
 
 }  // namespace DictionaryText

@@ -22,7 +22,7 @@ class SDM_EXPORT ErrorMsg final : public MessageGlue<ErrorMsg> {
   static const char* VSignature() { return "DEMessages::ErrorMsg"; }
   static unsigned int Version() { return 1; }
 
-  // Code 0 and an empty text, to be decoded.
+  // Code 0 and an empty text, for decoding into.
   ErrorMsg() = default;
   // Copies `text`, which may be empty.
   ErrorMsg(unsigned int code, const std::string& text);
@@ -36,7 +36,7 @@ class SDM_EXPORT ErrorMsg final : public MessageGlue<ErrorMsg> {
   void Serialize(VStream& stream);
 
  private:
-  // In this order: other binaries depend on it.
+  // The order of the fields is fixed: other binaries depend on it.
   std::string text_;
   std::uint32_t code_ = 0;
 };

@@ -1,4 +1,4 @@
-// The types of extensions in ExtensionsMsg, and TextBlock, which makes a block of a text.
+// The types of extensions in ExtensionsMsg, and TextBlock, which makes a block from a text.
 //
 // Header-only, so that it is also available with a vendor's message library.
 
@@ -27,7 +27,7 @@ inline constexpr int kAttributesText = 17;
 // The version of every block with text.
 inline constexpr int kTextBlockVersion = 1;
 
-// A block with a copy of `text`, without a terminating zero.
+// Returns a block with a copy of `text`, without a terminating zero.
 // Threads: any.
 inline RefCountPtr<ORVX_ExtensionImpl> TextBlock(int type, std::string_view text) {
   return RefCountPtr<ORVX_ExtensionImpl>(

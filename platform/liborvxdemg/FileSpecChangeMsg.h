@@ -23,7 +23,7 @@ class SDM_EXPORT FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg,
                     const char* fileSpec, bool flag);
 
   const std::string& GetFileSpec() const { return fileSpec_; }
-  // No meaning here; true in every message of the server.
+  // Not interpreted; true in every message of the server.
   bool GetFlag() const { return flag_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -16,9 +16,9 @@ class SDM_EXPORT ReportedErrorMsg final : public MessageGlue<ReportedErrorMsg> {
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsg"; }
   static unsigned int Version() { return 1; }
 
-  // An empty error without a dataset, to be decoded.
+  // An empty error without a dataset, for decoding into.
   ReportedErrorMsg() = default;
-  // Copies both.
+  // Copies the identifier and the text.
   ReportedErrorMsg(LocallyUniqueID& dataSetID, const ErrorText& text);
   // Copies text and identifier, but not the name from SetName.
   ReportedErrorMsg(const ReportedErrorMsg&) = default;
@@ -30,7 +30,7 @@ class SDM_EXPORT ReportedErrorMsg final : public MessageGlue<ReportedErrorMsg> {
   void Serialize(VStream& stream);
 
  private:
-  // In this order: other binaries depend on it.
+  // The order of the fields is fixed: other binaries depend on it.
   ErrorText text_;
   LocallyUniqueID dataSetID_;
 };

@@ -26,7 +26,7 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") CriticalSection {
   // Holds `section`, which must outlive it, for a scope. Destroy it on the thread that created it.
   class SDM_SCOPED_CAPABILITY Lock {
    public:
-    // Waits while another thread holds it.
+    // Waits while another thread holds `section`.
     explicit Lock(CriticalSection& section) SDM_ACQUIRE(section) : held_(section.mutex_) {}
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// The errno for `file`; 0 for a regular file.
+// Returns the errno for a file that is not regular; 0 for a regular file.
 int WhyNotRegular(int file) {
   struct stat status;
   if (fstat(file, &status) != 0) return errno;

@@ -1,4 +1,4 @@
-// ExtNameStr: the name of a file, and opening that file.
+// ExtNameStr: the name of a file; opens that file.
 //
 //   ExtNameStr name;
 //   name.SetGeneric("data/survey.tsv");
@@ -24,10 +24,10 @@ class SDM_EXPORT ExtNameStr {
   void SetGeneric(const std::string& path) { path_ = path; }
 
   // Opens the file for reading. The caller owns the result and closes it with fclose; child
-  // processes do not inherit it. Returns null and sets errno on failure. Only opens regular files:
-  // it never blocks on a FIFO and never acquires a controlling terminal. errno is EISDIR for a
-  // folder; EINVAL for any other file that is not regular, for a mode other than "r", and for a
-  // name with a zero byte; otherwise it comes from the system.
+  // processes do not inherit it. Returns null and sets errno on failure. Opens only regular files:
+  // never blocks on a FIFO and never acquires a controlling terminal. errno is EISDIR for a folder;
+  // EINVAL for any other file that is not regular, for a mode other than "r", and for a name with a
+  // zero byte; otherwise it comes from the system.
   //
   // With `shareFlag` kDenyWrite, tries to read-lock the whole file until it is closed, without
   // waiting (an advisory open-file-description lock). The file is opened even if the lock is

@@ -7,8 +7,8 @@
 #include <ServerDataManager/ThreadSafety.h>
 #include <mutex>
 
-// Not recursive: a thread that locks it twice deadlocks. The thread that locked it must unlock it,
-// and it must be unlocked when it is destroyed.
+// Not recursive: a thread that locks it twice deadlocks. The thread that locked the mutex must
+// unlock it. The mutex must be unlocked when it is destroyed.
 //
 // Threads: any.
 class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutex {
@@ -19,7 +19,8 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutex {
 
   // Waits for the mutex, then holds it.
   void lock() SDM_ACQUIRE() SDM_UNCHECKED;
-  // Returns false, without waiting, if another thread holds it. Not for the thread that holds it.
+  // Returns false, without waiting, if another thread holds the mutex. The calling thread must not
+  // hold it.
   bool tryLock() SDM_TRY_ACQUIRE(true) SDM_UNCHECKED;
   void unlock() SDM_RELEASE() SDM_UNCHECKED;
 

@@ -7,15 +7,15 @@
 #include <utility>
 
 namespace {
-// The word: kRead for each read, and two bits. With kAwaited set, locks are released only under
-// mutex_.
+// state_ counts reads in units of kRead and has two flags. While kAwaited is set, locks are
+// released only under mutex_.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
-// The lock that this thread last read, and its reads: hints, other threads may have released them.
+// The lock that this thread read last, and how often. A hint: other threads may release its reads.
 [[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
 }  // namespace
 
-// Counts the read first, which is fastest, and undoes it if it has to wait.
+// Counts the read first, which is fastest, and undoes this if the thread has to wait.
 void sfMutexRW::readLock() {
   mine = {this, mine.first == this ? mine.second + 1 : 1};
   if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) == 0) return;
@@ -60,7 +60,7 @@ bool sfMutexRW::tryWriteLock() {
 // Does not access the object after releasing: the next holder may destroy it.
 void sfMutexRW::unlock() noexcept {
   const bool isReader = mine.first == this && mine.second > 0;
-  // A guess, faster than a load: only this thread's reads.
+  // Guesses that only this thread reads, which is faster than a load.
   unsigned state = isReader ? kRead * static_cast<unsigned>(mine.second--) : state_.load();
   while (state != 0) {
     const unsigned held = (state & kWriting) != 0 ? kWriting : kRead;
@@ -90,7 +90,7 @@ void sfMutexRW::Release(unsigned held) {
   writers_.notify_all();
 }
 
-// Called under mutex_. From here on, locks are released only under mutex_.
+// Called under mutex_. Sets kAwaited: locks are then released only under mutex_.
 bool sfMutexRW::MayRead(bool nested) {
   if ((state_.fetch_or(kAwaited) & kWriting) != 0) return false;
   if (!HasWaitingWriter()) return true;

@@ -28,7 +28,7 @@
 // Threads: any. The lock must not be destroyed while a thread waits for it.
 class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
  public:
-  // Wait for the lock. A thread that itself holds a conflicting lock deadlocks.
+  // Wait for the lock. A thread that already holds a conflicting lock deadlocks.
   void readLock() SDM_ACQUIRE_SHARED() SDM_UNCHECKED;
   void writeLock() SDM_ACQUIRE() SDM_UNCHECKED;
   // Never wait. tryReadLock fails if readLock() would wait, tryWriteLock if the lock is not free.

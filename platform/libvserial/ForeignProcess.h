@@ -19,8 +19,8 @@ class VStream;
 SDM_EXPORT bool ForeignProcess(void* object, unsigned int version, VStream& stream,
                                void (*vswitch)(void*, VStream&), const char* signature);
 
-// The signature of the object at the current position, which does not change: for choosing the
-// class to decode. Throws VStreamError if there is no signature, or the stream writes.
+// Returns the signature of the object at the current position, to choose the class to decode. Does
+// not move the position. Throws VStreamError if there is no signature, or the stream writes.
 SDM_EXPORT std::string PeekSignature(const VStream& stream);
 
 #endif  // LIBVSERIAL_FOREIGNPROCESS_H_

@@ -66,13 +66,13 @@ class SDM_EXPORT VStream {
   void Int64(std::int64_t& value);
   void Uint64(std::uint64_t& value);
   void Double(double& value);
-  // Any bytes, also zero bytes. Writing 2^32 bytes or more throws std::length_error.
+  // Any bytes, including zero bytes. Writing 2^32 bytes or more throws std::length_error.
   void String(std::string& value);
 
   // The number of elements that follow, as Uint32. Writing: writes and returns `count`; throws
   // std::length_error if it is too large. Reading: ignores `count` and returns the number read;
-  // throws VStreamError if so many elements of `smallestElement` bytes (at least 1) exceed the
-  // remaining bytes. So it is safe to reserve memory for the result.
+  // throws VStreamError if that many elements of `smallestElement` bytes (at least 1) exceed the
+  // remaining bytes, so it is safe to reserve memory for the result.
   std::uint32_t Count(std::size_t count, std::size_t smallestElement);
 
   // Reading: throws VStreamError if bytes are left. Writing: does nothing.

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Null only if out of memory and no new handler is set.
+// Returns null only if memory runs out and no new handler is set.
 void* Allocate(std::size_t size) {
   // At least 1 byte: objects of size 0 need distinct addresses that are not null.
   const std::size_t wanted = size == 0 ? 1 : size;

@@ -20,15 +20,15 @@
 // Threads: any.
 class SDM_EXPORT VUGlobal {
  public:
-  // Allocates at least `size` bytes; never returns null. Out of memory, calls the program's new
-  // handler repeatedly, and throws std::bad_alloc if none is set.
+  // Allocates at least `size` bytes; never returns null. If memory runs out, calls the program's
+  // new handler repeatedly, and throws std::bad_alloc if none is set.
   static void* operator new(std::size_t size);
   // The same, but returns null instead of throwing.
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
   // Placement new: returns `place`.
   static void* operator new(std::size_t size, void* place) noexcept;
 
-  // Frees memory from the first two; null does nothing.
+  // Frees memory from the first two operators new; null does nothing.
   static void operator delete(void* storage) noexcept;
   static void operator delete(void* storage, const std::nothrow_t&) noexcept;
   // Does nothing: the caller owns the memory.

@@ -42,7 +42,7 @@ class TextColumn {
 
 using CaseColumn = std::variant<NumberColumn, TextColumn>;
 
-// Columns as they were read, by the identifier of their variable.
+// Columns as they were read, each under the identifier of its variable.
 //
 // Threads: any, after it is filled.
 class CaseTable {

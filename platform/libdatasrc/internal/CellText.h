@@ -17,7 +17,7 @@ double NumberOrMissing(std::string_view text);
 void WriteText(std::string_view text, int width, OBS* cells);
 
 // Writes the shortest decimal text of the number, or blanks if the number is infinite or a NaN, or
-// its text does not fit: cut, it would be another number.
+// if its text does not fit: a truncated text would be another number.
 void WriteNumberAsText(double number, int width, OBS* cells);
 
 // Writes a missing value. `type`: 0 for a number, otherwise the width of a string.

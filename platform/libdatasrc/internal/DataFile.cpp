@@ -15,7 +15,7 @@ namespace sdm_internal {
 
 namespace {
 
-// Shortened and on one line, for an error text.
+// Quotes a field for an error text, truncated and on one line.
 std::string Quoted(std::string_view text) {
   constexpr std::size_t kMost = 40;
   std::string shown(CutUtf8(text, kMost));
@@ -24,8 +24,8 @@ std::string Quoted(std::string_view text) {
   return "'" + shown + (shown.size() < text.size() ? "...'" : "'");
 }
 
-// Builds one column. Stores each field as a number and as text while all fields so far are numbers:
-// the last field may still make the column a string.
+// Builds one column. Stores each field as a number and as text while all fields so far are numbers,
+// because even the last field may make the column a string.
 class ColumnReader {
  public:
   ColumnReader(std::string_view name, const SchemaField* field)
@@ -88,7 +88,7 @@ class ColumnReader {
                 Quoted(record.Field(index)) + " in column " + Quoted(name_) + " " + reason);
   }
 
-  // Unknown for a number without categories: the file does not say.
+  // Unknown for a number without categories: the file does not determine it.
   MeasurementLevel Level() const {
     const bool hasCategories = field_ != nullptr && !field_->categories.empty();
     if (hasCategories && field_->categoriesOrdered) return MeasurementLevel::Ordinal;

@@ -31,7 +31,7 @@ class DelimitedText {
   std::string_view Field(std::size_t i) const;
   TextPosition FieldPosition(std::size_t i) const { return starts_[i]; }
   bool IsEmptyLine() const { return isEmptyLine_; }
-  // The end of its last field.
+  // The end of the last field of the current record.
   TextPosition End() const { return end_; }
 
   [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
@@ -66,10 +66,10 @@ class DelimitedText {
   // The current record.
   TextPosition begin_;
   TextPosition end_;
-  std::size_t size_ = 0;  // in bytes, its line end included
+  std::size_t size_ = 0;  // in bytes, including its line end
   bool isComplete_ = false;
   bool isEmptyLine_ = false;
-  std::string text_;                  // of all fields, one after another
+  std::string text_;                  // the text of all fields, concatenated
   std::vector<std::size_t> ends_;     // of each field in `text_`
   std::vector<TextPosition> starts_;  // of each field in the file
 };

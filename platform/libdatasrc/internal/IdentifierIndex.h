@@ -20,7 +20,7 @@ class IdentifierIndex {
   // Allocates space for `entries` in total. May throw std::bad_alloc; then nothing has changed.
   void Reserve(std::size_t entries);
 
-  // Adds a pair, unless it is in the table. Reserve must have made space for it.
+  // Adds the pair unless it is already in the table. Reserve must have made space for it.
   void Add(LocallyUniqueID id, int slot) noexcept;
 
   // Removes the pair, if it is in the table.
@@ -41,7 +41,7 @@ class IdentifierIndex {
     }
   }
 
-  // Whether `count` variables, all of them in the table, have `count` identifiers.
+  // Whether the identifiers of `count` variables, all in the table, are unique.
   bool AreUnique(std::size_t count) const noexcept { return pairs_ == count && repeated_ == 0; }
 
  private:

@@ -135,8 +135,8 @@ class TreeBuilder : public nlohmann::json_sax<json> {
     return true;
   }
 
-  // The destination of the next value: a new element, or the member whose key was read last. Only
-  // the innermost open container grows, so pointers to the others stay valid.
+  // Returns the destination of the next value: a new element, or the member whose key was read
+  // last. Only the innermost open container grows, so pointers to the others stay valid.
   JsonValue* NextValue() {
     JsonValue* value = &root;
     if (!open_.empty()) {

@@ -12,8 +12,8 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// A buffer for one row of `source`, to be read by `projector`. Throws std::invalid_argument if the
-// projector was made for rows of another length.
+// Returns a buffer for one row of `source`, to be read by `projector`. Throws std::invalid_argument
+// if the projector was made for rows of another length.
 std::vector<OBS> RowArea(const ORVX_DataSource& source, const ObsProjector& projector);
 
 }  // namespace sdm_internal

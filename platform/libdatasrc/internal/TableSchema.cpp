@@ -132,7 +132,7 @@ class SchemaReader {
     return *value;
   }
 
-  // Null when there is no such member.
+  // Null if there is no such member.
   template <class T>
   const T* OptionalMember(const JsonValue& object, const std::string& name) const {
     const JsonValue* member = object.Member(name);

@@ -1,4 +1,4 @@
-// TableSchema: the dictionary schemaPath a data file, a Frictionless Table Schema.
+// TableSchema: the dictionary beside a data file, a Frictionless Table Schema.
 
 #ifndef LIBDATASRC_INTERNAL_TABLESCHEMA_H_
 #define LIBDATASRC_INTERNAL_TABLESCHEMA_H_

@@ -26,7 +26,7 @@ VariableBlock::VariableBlock(VariableSequence* owner, int capacity)
   variables_.reserve(static_cast<std::size_t>(capacity));
 }
 
-// Tests a whole group at a time: a loop without an early exit is vectorised.
+// Tests a whole group at a time, because a loop without an early exit is vectorised.
 int VariableBlock::Find(LocallyUniqueID id) const noexcept {
   const unsigned int word = id.Word();
   const unsigned int* const words = words_.data();
@@ -214,7 +214,7 @@ std::size_t VariableSequence::RunWithRoom(int position) {
   return position < starts_[run + 1] ? run : run + 1;
 }
 
-// Inserts an empty run, which takes its start from the run that stood there.
+// Inserts an empty run, which starts where the run at this index started.
 void VariableSequence::InsertRun(std::size_t run, int capacity) {
   ReserveSlots(1);
   runs_.reserve(runs_.size() + 1);
@@ -301,8 +301,8 @@ void VariableSequence::EraseEmptyRuns(std::size_t first, std::size_t end) noexce
   runs_.resize(kept);
 }
 
-// Recomputes numbers, starts and table entries from `run` on, and the size, after runs were erased
-// or exchanged variables.
+// Recomputes numbers, starts and table entries from `run` on, and the size of the list, after runs
+// were erased or variables were moved between runs.
 void VariableSequence::Renumber(std::size_t run) noexcept {
   starts_.resize(runs_.size());
   int start = run > 0 ? starts_[run - 1] + runs_[run - 1].block->Size() : 0;
@@ -341,7 +341,7 @@ void VariableSequence::RebuildTable(std::size_t run) noexcept {
   }
 }
 
-// Reserves the table for a list of `size` variables, by doubling: Renumber must not fail.
+// Reserves the table for a list of `size` variables, by doubling, because Renumber must not fail.
 void VariableSequence::ReserveTable(int size) {
   const std::size_t entries = static_cast<std::size_t>(size / kStride) + 1;
   if (entries > runAt_.capacity()) runAt_.reserve(2 * entries);
@@ -380,7 +380,7 @@ void VariableSequence::Match(VariableSequence& other) {
   ShareStamps(other);
 }
 
-// Whether the blocks have the same identifiers, one by one.
+// Whether corresponding blocks have the same identifiers.
 bool VariableSequence::HasSameLayoutAs(const VariableSequence& other) const noexcept {
   return std::equal(runs_.begin(), runs_.end(), other.runs_.begin(), other.runs_.end(),
                     [](const Run& run, const Run& of) {
@@ -390,8 +390,8 @@ bool VariableSequence::HasSameLayoutAs(const VariableSequence& other) const noex
                     });
 }
 
-// For each run of `other`, a run of this list with the same identifiers in the same order, each one
-// at most once, or -1.
+// Returns, for each run of `other`, a run of this list with the same identifiers in the same order,
+// or -1. No run is returned twice.
 std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) const {
   std::vector<std::pair<Stamp, int>> stamped;
   for (const Run& run : runs_) {
@@ -401,7 +401,7 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
   std::vector<bool> taken(runs_.size());
   std::vector<int> kept;
   kept.reserve(other.runs_.size());
-  std::size_t next = 0;  // most blocks follow one another as they did
+  std::size_t next = 0;  // most blocks are still in the same order
   for (const Run& run : other.runs_) {
     const Stamp stamp = run.block->stamp;
     std::size_t found = runs_.size();
@@ -423,7 +423,8 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
   return kept;
 }
 
-// Makes the runs those of `other`: the kept ones, whose variables are updated later, and copies.
+// Makes the runs equal to those of `other`, from kept runs, whose variables are updated later, and
+// from copies.
 void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<int>& kept) {
   std::vector<std::unique_ptr<VariableBlock>> copies;
   for (std::size_t i = 0; i < kept.size(); ++i) {
@@ -459,7 +460,8 @@ void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<
   Renumber(0);
 }
 
-// Both lists have the same layout: makes their variables equal, and stamps them.
+// Requires both lists to have the same layout. Copies the variables of `other` and gives both lists
+// the same stamps.
 void VariableSequence::ShareStamps(VariableSequence& other) noexcept {
   for (std::size_t i = 0; i < runs_.size(); ++i) {
     VariableBlock& mine = *runs_[i].block;

@@ -5,9 +5,9 @@
 // positions of the later blocks. To find the block of a position, a table has an entry for every
 // 256th position; the block is at most a few steps from there.
 //
-// A stamp says that two blocks, or two lists, are equal without looking at their variables: equal
+// Stamps show that two blocks, or two lists, are equal without comparing their variables: equal
 // stamps other than 0 mean equal variables in the same order. A change clears the stamps of the
-// block and of its list; only Match gives new ones.
+// block and of its list; only Match assigns new stamps.
 
 #ifndef LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
 #define LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
@@ -53,26 +53,28 @@ class VariableBlock {
   bool Contains(LocallyUniqueID id) const noexcept { return Find(id) >= 0; }
   bool HasSameIDsAs(const VariableBlock& other) const noexcept;
 
-  // Copies all variables of `other`, and its stamp, to this block, which is empty and as large.
+  // Copies all variables of `other`, and its stamp, to this block, which must be empty and have the
+  // same capacity.
   void Copy(const VariableBlock& other) noexcept;
-  // Makes the variables equal to those of `other`, which has the same identifiers.
+  // Makes the variables equal to those of `other`, which must have the same identifiers in the same
+  // order.
   void Assign(const VariableBlock& other) noexcept;
 
-  // Makes room for one more variable; the block is not full. May throw std::bad_alloc; then nothing
-  // has changed.
+  // Makes room for one more variable. The block must not be full. If this throws std::bad_alloc,
+  // nothing has changed.
   void Grow();
-  // Inserts a copy; there is room for it.
+  // Inserts a copy. The block must have room for it.
   void Insert(int offset, const ORVX_Variable& variable) noexcept;
   void Erase(int first, int last) noexcept;
   // Moves the variables from `offset` on to the end of `to`, which must have space for them.
   void MoveTail(int offset, VariableBlock& to) noexcept;
 
-  // Clears the stamps: a variable changes.
+  // Clears the stamps of the block and its list, because a variable is about to change.
   void Touch() noexcept;
 
-  // Updates the sequence before a variable of this block gets the identifier `id`. May throw
-  // std::bad_alloc; then nothing has changed. After it, the caller sets the identifier and must not
-  // fail.
+  // Updates the sequence before a variable of this block gets the identifier `id`. If this throws
+  // std::bad_alloc, nothing has changed. Otherwise the caller must then set the identifier, without
+  // failing.
   void Rename(const ORVX_Variable& variable, LocallyUniqueID id);
 
   // Makes Find return `offset` for `id`.
@@ -80,7 +82,7 @@ class VariableBlock {
     words_[static_cast<std::size_t>(offset)] = id.Word();
   }
 
-  // Set by the sequence: the owner, the slot there, the number in the order of the list, the stamp.
+  // Set by the sequence: the owner, the slot in it, the number of the block in the list, the stamp.
   VariableSequence* sequence;
   int slot = 0;
   int number = 0;
@@ -88,7 +90,7 @@ class VariableBlock {
 
  private:
   std::vector<ORVX_Variable> variables_;
-  // Their identifiers as words; as many as there is room for, meaningless beyond Size().
+  // The identifiers as words, one for each variable up to the capacity; meaningless beyond Size().
   std::vector<unsigned int> words_;
 };
 
@@ -122,17 +124,17 @@ class VariableSequence {
   bool Contains(LocallyUniqueID id) const noexcept { return index_.Contains(id); }
   bool HasUniqueIDs() const noexcept { return index_.AreUnique(static_cast<std::size_t>(size_)); }
 
-  // Whether the stamps say that both lists are equal.
+  // Whether the stamps show that both lists are equal.
   bool IsKnownToEqual(const VariableSequence& other) const noexcept {
     return stamp_ != 0 && stamp_ == other.stamp_;
   }
 
-  // Copies all variables of `other`, block by block. This list is empty. If Copy throws, the list
-  // may only be destroyed.
+  // Copies all variables of `other`, block by block. This list must be empty. If Copy throws, the
+  // list may only be destroyed.
   void Copy(const VariableSequence& other);
 
-  // Makes this list equal to `other`, at the cost of the blocks that differ, and gives both lists
-  // and all their blocks the same stamps. Changes nothing else of `other`.
+  // Makes this list equal to `other`, and gives both lists and all their blocks the same stamps.
+  // The cost depends on the blocks that differ. Changes nothing else of `other`.
   void Match(VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);
@@ -189,15 +191,15 @@ class VariableSequence {
 
   std::function<void(LocallyUniqueID)> onRemove_;
   std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null where the slot is free
-  std::vector<int> freeSlots_;                          // has room for all slots
+  std::vector<int> freeSlots_;                          // its capacity suffices for all slots
   std::vector<Run> runs_;    // the blocks in order; none is empty; all but a single one have room
                              // for kCapacity variables
-  std::vector<int> starts_;  // of each run, the position of its first variable
-  // Entry k: about the run of position k * kStride. Insertions and deletions since the last rebuild
-  // may have moved the run by a little.
+  std::vector<int> starts_;  // the position of the first variable of each run
+  // Entry k is approximately the run of position k * kStride: insertions and deletions since the
+  // last rebuild may have shifted it slightly.
   std::vector<int> runAt_;
   int lag_ = 0;              // variables inserted and deleted since the last rebuild
-  std::size_t lagFrom_ = 0;  // the first run whose positions they moved
+  std::size_t lagFrom_ = 0;  // the first run whose positions they shifted
   IdentifierIndex index_;
   int size_ = 0;
   Stamp stamp_ = 0;

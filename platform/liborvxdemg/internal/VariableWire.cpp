@@ -33,7 +33,7 @@ void Transfer(VStream& stream, std::string& text) {
   stream.String(text);
 }
 
-// A tag, 0 for a number and 1 for a string, then the value.
+// Encodes or decodes a tag, 0 for a number and 1 for a string, then the value.
 void Transfer(VStream& stream, DataValue& value) {
   const std::size_t start = stream.Position();
   auto tag = static_cast<std::uint8_t>(value.index());
