@@ -1,4 +1,4 @@
-// BenchDataset: a registered dataset for a benchmark to work on.
+// BenchDataset: a registered dataset for benchmarks.
 
 #ifndef BENCHMARKS_BENCHDATASET_H_
 #define BENCHMARKS_BENCHDATASET_H_
@@ -13,7 +13,7 @@
 #include <utility>
 
 // Registered in the registry of the process until it is destroyed. It is its own observer, because
-// without an observer nothing is compared. The snapshot has all variables.
+// a dataset without observers is not compared. The snapshot is up to date.
 class BenchDataset : private SvrDMDataSetObserver {
  public:
   explicit BenchDataset(int variables) {
@@ -24,7 +24,7 @@ class BenchDataset : private SvrDMDataSetObserver {
       variable.SetValueLabels({{1.0, "Agrees"}, {2.0, "Neither"}, {3.0, "Disagrees"}});
       source->MakeVariable(variable, nullptr);
     }
-    // Every property has a value, too long for the small-string buffer.
+    // Sets every text property, too long for the small-string buffer.
     source->SetLabel("A label that is a sentence, as labels of datasets are");
     source->SetFileSpec("/data/surveys/national/1996/election-study.tsv");
     VariableSetImpl set;
@@ -49,7 +49,7 @@ class BenchDataset : private SvrDMDataSetObserver {
 
   LocallyUniqueID ID() const { return id_; }
   SvrDMItemPtr& Item() { return item_; }
-  // The number of passes that found a change: 1 as long as the dictionary does not change.
+  // The number of passes that found a change: 1 until the dictionary is changed.
   int PassesHeard() const { return passesHeard_; }
 
  private:

@@ -1,5 +1,5 @@
-// Ratio: the ratio of the times of two operations. ThroughputRatio: the ratio of how often two
-// threads can run them at once.
+// Ratio: the ratio of the times of two operations. ThroughputRatio: the ratio of their throughputs
+// when two threads run them concurrently.
 
 #ifndef BENCHMARKS_RATIO_H_
 #define BENCHMARKS_RATIO_H_
@@ -18,7 +18,7 @@ double SecondsOf(int times, Operation operation) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / times;
 }
 
-// A number of calls that takes at least a millisecond.
+// Returns a number of calls that takes at least a millisecond.
 template <class Operation>
 int CallsOfABatch(Operation operation) {
   int calls = 1;
@@ -40,7 +40,7 @@ double Ratio(Measured measured, Peer peer) {
   return shortest / shortestOfPeer;
 }
 
-// The total of both threads.
+// Returns the total throughput of both threads.
 template <class Operation>
 double PerSecondOnTwoThreads(Operation operation) {
   std::atomic<bool> stop = false;
@@ -60,7 +60,7 @@ double PerSecondOnTwoThreads(Operation operation) {
   return static_cast<double>(calls) / seconds.count();
 }
 
-// The median of many runs, each right before one of the peer.
+// Returns the median ratio of many runs, each immediately before a run of the peer.
 template <class Measured, class Peer>
 double ThroughputRatio(Measured measured, Peer peer) {
   std::array<double, 25> ratios;

@@ -1,7 +1,7 @@
-// What it costs to encode and decode a bootstrap specification with long lists.
+// The cost of encoding and decoding a bootstrap specification with long lists.
 //
-// The peer copies the same number of bytes into a new string, or out of one into a new buffer. The
-// time is reported as a multiple of that (of_memcpy), measured in turns.
+// The peer copies the same number of bytes into a new string, or from a string into a new buffer.
+// The time is reported as a multiple of the peer's time (of_memcpy), measured alternately.
 
 #include <cstddef>
 #include <cstdint>
@@ -40,7 +40,7 @@ std::string Encoded(const SvrBootstrapSpecs& specs) {
   return bytes;
 }
 
-// As a machine of the other byte order writes them: each field reversed.
+// Encoded by a machine of the other byte order: the bytes of each field are reversed.
 std::string EncodedSwapped(int length) {
   std::string bytes = Encoded(LongSpecs(length));
   std::size_t at = 0;

@@ -1,9 +1,9 @@
-// What the release of a writer costs that changed the list of variables: the notification pass, and
-// one observer that is called.
+// The cost of releasing a writer that changed the list of variables: the notification pass and the
+// call of one observer.
 //
-// The peer is the least that any program does to find the difference: a hash table of bare
-// identifiers and a longest increasing subsequence of their positions (Fredman, "On Computing the
-// Length of Longest Increasing Subsequences", 1975).
+// The peer does the minimum to find the difference: a hash table of bare identifiers and a longest
+// increasing subsequence of their positions (Fredman, "On Computing the Length of Longest
+// Increasing Subsequences", 1975).
 
 #include <algorithm>
 #include <random>
@@ -121,7 +121,7 @@ BENCHMARK(EverySecondReplaced)
     ->Arg(1'000'000)
     ->Unit(benchmark::kMicrosecond);
 
-// The same variables in a source that shares no records with the one before.
+// Sets a source with the same variables that shares no records with the previous source.
 void EqualSourceSet(benchmark::State& state) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   for (auto _ : state) {

@@ -1,7 +1,7 @@
-// The cost of clones, compared with copying dictionary and cases. Copying a clone takes the time of
-// copying its dictionary, regardless of the number of cases, and reading a row takes one more call
-// than from the source itself. Each benchmark reports its time as a multiple of its peer's,
-// measured alternately.
+// The cost of clones, compared with copying dictionary and cases. Copying a clone takes as long as
+// copying its dictionary, regardless of the number of cases. Reading a row from a clone takes one
+// more call than reading it from the source. Each benchmark reports its time as a multiple of its
+// peer's, measured alternately.
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -20,7 +20,7 @@
 
 namespace {
 
-// A source with numbers in memory, row by row.
+// A source that stores its rows in memory, all numbers.
 class Table : public ORVX_DataSource {
  public:
   Table(int variables, long long rows)
@@ -108,7 +108,7 @@ void RowsOfAClone(benchmark::State& state) {
 }
 BENCHMARK(RowsOfAClone)->Arg(10)->Arg(100);
 
-// Every second variable, so that nothing can be copied in one run.
+// Projects to every second variable, so that no adjacent cells are copied together.
 void RowsProjected(benchmark::State& state) {
   Table table(static_cast<int>(state.range(0)), 10'000);
   FilteredDataSource source(&table);

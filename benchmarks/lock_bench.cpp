@@ -74,7 +74,7 @@ class Reading {
   Lock lock_;
 };
 
-// With `held` reads already held.
+// Acquires and releases a read while `held` reads are held.
 void Read(benchmark::State& state) {
   Reading<Ours> ours(state.range(0));
   Reading<Standard> standard(state.range(0));

@@ -53,7 +53,7 @@ void ReaderHandleOnAnItem(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandleOnAnItem);
 
-// Handles on one item. Higher is better.
+// Throughput of handles on one item; higher is better.
 void ReaderHandlesOnTwoThreads(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   const auto read = [&] { SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false); };

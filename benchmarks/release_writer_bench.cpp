@@ -1,5 +1,6 @@
-// The cost of creating and releasing a writer without a change: it compares the whole dictionary
-// with the snapshot. Unchanged variables share their records and compare equal by address.
+// The cost of creating and releasing a writer without a change: the release compares the whole
+// dictionary with the snapshot. Unchanged variables share their records and compare equal by
+// address.
 //
 // The peer, without shared values, compares two vectors of plain definitions. The time is reported
 // as a multiple of its time (of_plain_vectors), measured alternately.
@@ -18,7 +19,7 @@ namespace {
 std::atomic<long> allocations{0};
 }
 
-// Counts every allocation of the program and its libraries, also those of operator new.
+// Counts every allocation of the program and its libraries, including operator new.
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* malloc(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);

@@ -208,8 +208,8 @@ std::size_t RoundUp(std::size_t offset, std::size_t alignment) {
   return (offset + alignment - 1) / alignment * alignment;
 }
 
-// From `begin`, the end of the base, to the end of the class, there are only these fields, in this
-// order.
+// Checks that from `begin`, the end of the base, to the end of the class there are only these
+// fields, in this order.
 template <class Class>
 void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
   std::size_t end = begin;

@@ -33,8 +33,8 @@ template <class T>
 constexpr bool kNeverCopied = !std::is_copy_constructible_v<T> && !std::is_copy_assignable_v<T> &&
                               !std::is_move_constructible_v<T> && !std::is_move_assignable_v<T>;
 
-// Plain handles can be copied, so they can be returned in lists. Handles with a lock cannot, nor
-// can unique objects.
+// Plain handles can be copied, so they can be returned in lists. Handles with a lock and unique
+// objects cannot be copied.
 static_assert(std::is_copy_constructible_v<SvrDMDataset>);
 static_assert(kCopied<SvrDMItemPtr>);
 static_assert(kCopied<LocallyUniqueID>);
@@ -138,8 +138,8 @@ static_assert(
 static_assert(std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>);
 static_assert(std::is_convertible_v<SvrDMWriteableDataSource*, SvrDMInputDataSource*>);
 
-// A registry observer can be deleted through its interface. Interfaces with their operation in the
-// first slot cannot; they have no virtual destructor.
+// A registry observer can be deleted through its interface. Interfaces whose operation is in the
+// first slot cannot be deleted through: they have no virtual destructor.
 static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
 static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
 static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);

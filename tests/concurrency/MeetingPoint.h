@@ -14,7 +14,7 @@ class MeetingPoint {
 
   // Returns when all threads have called it as often as this one.
   void Meet() {
-    constexpr int kSpins = 2000;  // before the processor is left to a thread that may be without
+    constexpr int kSpins = 2000;  // before yielding the processor to another thread
     const int arrived = ++arrived_;
     const int all = (arrived + threads_ - 1) / threads_ * threads_;
     for (int spins = 0; arrived_ < all; ++spins) {

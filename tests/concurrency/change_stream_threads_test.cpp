@@ -39,7 +39,8 @@ class BusyChannel final : public PackageProxy {
   std::atomic<int> inside{0};
   std::atomic<bool> overlapped{false};
   bool fails = false;
-  std::vector<std::string> frames;  // no lock of its own: that the stream gives it turns is tested
+  std::vector<std::string>
+      frames;  // without a lock: tests that the stream sends one frame at a time
 };
 
 class ChangeStreamThreads : public testing::Test {
@@ -90,8 +91,8 @@ class ChangeStreamThreads : public testing::Test {
   ChangeStreamObserver stream{channel};
 };
 
-// In the order of sending: a snapshot is never between the wrong passes. The first pass reports
-// everything, even after a snapshot.
+// A snapshot is never sent between the wrong passes. The first pass reports everything, even after
+// a snapshot.
 TEST_F(ChangeStreamThreads, FramesAreAppliedInTheOrderOfSending) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

@@ -101,7 +101,7 @@ TEST_F(ClonesOnThreads, TheLastCopyDeletesTheChainOnce) {
       meeting.Meet();
       if (deaths != 0) ++wrong;
       meeting.Meet();
-      mine.reset();  // all at once: any of them may be the last
+      mine.reset();  // concurrently: any thread may release the last copy
       meeting.Meet();
       if (number == 0 && deaths != 1) ++wrong;
       meeting.Meet();
@@ -219,7 +219,7 @@ class ThreeRows : public DataFreeDataSource {
   };
 };
 
-// Each call needs both links, of the clone and of the clone below it.
+// Each call needs two parent links: of the clone and of the clone below it.
 TEST(IteratorsOfANestedClone, MadeOnFourThreadsReadCorrectRows) {
   constexpr int kIterators = 50'000;
   const SvrDMCloneDataSource clone(new SvrDMCloneDataSource(new ThreeRows));
@@ -283,11 +283,11 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
     const SvrDMInputDataSource reader(registry, waiting, /*tryOnly=*/false);
     MakeIteratorOf(**reader);
   });
-  ASSERT_TRUE(maker.Waits());  // for the writer to go, in the middle of making its iterator
+  ASSERT_TRUE(maker.Waits());  // for the writer to be released, while making its iterator
 
   WatchedThread owner([&] { MakeIteratorOf(***writer); });
 
-  EXPECT_FALSE(owner.Waits());  // otherwise each would wait for the other
+  EXPECT_FALSE(owner.Waits());  // otherwise the two threads would deadlock
   writer.reset();
 }
 

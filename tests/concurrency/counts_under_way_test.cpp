@@ -56,7 +56,7 @@ class CountsUnderWay : public testing::Test {
   SvrDMDataset handle{registry, id};
 };
 
-// A writer that is being released counts as a reader for a moment.
+// A writer that is being released briefly counts as a reader.
 TEST_F(CountsUnderWay, NeverExceedTheNumberOfHandlesAndEndAtZero) {
   const auto reading = Repeated(1000, [&] { Read(); });
   const auto writing = Repeated(500, [&] { Write(); });

@@ -66,7 +66,7 @@ class Soak {
  public:
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
-    // Neither of them acquires a lock that a worker may hold on its behalf.
+    // Neither of the helper threads acquires a lock that a worker may hold for it.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
         bequest_.DestroyAll();

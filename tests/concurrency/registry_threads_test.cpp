@@ -278,8 +278,8 @@ TEST(RegistryThreads, RegistryLockIsNotTakenWithoutANoticeNorByRegisterFilter) {
   EXPECT_THAT(threads, SizeIs(calls.size() + 1));
 }
 
-// An observer blocks another dataset's notice, so both threads that could announce the dataset have
-// come as far as possible before either can notify.
+// An observer blocks another dataset's notice, so both threads that could send the creation notice
+// have come as far as possible before either can send it.
 TEST(RegistryThreads, ADatasetIsAnnouncedOnceByConcurrentCalls) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);

@@ -261,8 +261,8 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 // --- How long they wait ---
 
 // Two threads that keep the lock from ever being free: each holds it for up to a millisecond, and
-// releases it earlier only if the other one is there too. Without a third thread they continue
-// forever; a starved test is abandoned after some seconds.
+// releases it earlier only if the other thread has also arrived. Without a third thread, both
+// continue forever; a starved test is abandoned after some seconds.
 class TwoInTurns {
  public:
   // Creates a handle, calls its argument, and releases the handle.

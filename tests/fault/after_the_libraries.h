@@ -1,5 +1,5 @@
-// A call at the very end of a process. In a separate shared library, which the loader finalises
-// last.
+// Makes a call at the very end of a process. This is a separate shared library, which the loader
+// finalises last.
 
 #ifndef TESTS_FAULT_AFTERTHELIBRARIES_H_
 #define TESTS_FAULT_AFTERTHELIBRARIES_H_

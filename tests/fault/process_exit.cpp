@@ -57,8 +57,8 @@ bool IsKnown(LocallyUniqueID id) {
 // The number of repetitions of the threads of RepeatForEver.
 std::atomic<long> rounds{0};
 
-// Starts `count` threads that repeat `work` until the process exits. Returns once each has done it
-// once.
+// Starts `count` threads that repeat `work` until the process exits. Returns after each thread has
+// run it once.
 void RepeatForEver(int count, const std::function<void()>& work) {
   auto* const begun = new std::latch(count);  // never destroyed: a thread may still be leaving it
   for (int i = 0; i < count; ++i) {
@@ -109,7 +109,7 @@ void HoldTheRegistryLockForEver() {
   holds->wait();
 }
 
-// Called after everything else.
+// Used by CallTheRegistryOnceMore after the static objects are destroyed.
 struct Kept {
   LocallyUniqueID id;
   SvrDMDataset handle;

@@ -15,7 +15,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 
 struct Ended {
-  int status;  // as of waitpid
+  int status;  // from waitpid
   std::string output;
 };
 

@@ -61,7 +61,7 @@ extern "C" int open(const char* path, int flags, ...) {
 
 namespace {
 
-constexpr std::time_t kThen = 1'500'000'000;  // long before any test is played
+constexpr std::time_t kThen = 1'500'000'000;  // long before any test runs
 
 // A process that holds a write lock on a file during the lifetime of this object.
 class WritingProcess {
@@ -118,8 +118,8 @@ class OrdinaryUser {
   bool changed_ = false;
 };
 
-// During its lifetime, this process cannot open another file. Not with a limit on descriptors,
-// because the sanitizers need some.
+// During its lifetime, this process cannot open another file. Does not limit the number of
+// descriptors, because the sanitizers need some.
 class NoDescriptors {
  public:
   NoDescriptors() { descriptorsAreLeft = false; }
@@ -388,7 +388,7 @@ TEST_F(SavedFileOnDisk, IsOpenedOnAFileSystemWithoutLocks) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Descriptors. Each test counts them when it is over.
+// Descriptors. Each test checks at its end that none is left open.
 
 constexpr int kThousands = 3000;
 

@@ -1,5 +1,5 @@
-// Followed: a dataset whose variables are tracked in three ways that must agree: by the library's
-// view, by a client's mirror, and by the plain comparison.
+// Followed: a dataset whose variables are followed by the library's view, a client's mirror and the
+// plain comparison. All three must agree.
 //
 // Built with the library's objects and with access to private members.
 
@@ -26,8 +26,8 @@ class Followed {
   void ReplaceSource();
   void BulkVarMoves();
 
-  // Runs a comparison. Returns all differences; "" if there are none. Without `mirrored` the mirror
-  // is left out, because it rejects duplicate identifiers.
+  // Runs a comparison. Returns all differences; "" if there are none. Without `mirrored`, the
+  // mirror is not updated or compared, because it rejects duplicate identifiers.
   std::string Update(bool mirrored = true);
 
  private:
@@ -35,7 +35,7 @@ class Followed {
                                         const std::vector<support::Said>& queued);
   std::string FlagsThatDiffer(bool wasDirty, const std::vector<support::Said>& queued);
   std::string ViewThatDiffers();
-  // Applies the messages to the mirror first.
+  // Applies the messages to the mirror, then returns its differences.
   std::string MirrorThatDiffers();
 
   SvrDMItem item_{LocallyUniqueID(0, 7), new DataFreeDataSource, nullptr, 0, "", false};

@@ -36,8 +36,8 @@ inline std::ostream& operator<<(std::ostream& stream, const RandomVariable& vari
   return stream << support::AsText(variable.Variable());
 }
 
-// Many variables are in only one of two dictionaries, or at another position; definitions mostly
-// agree.
+// In two dictionaries of such variables, many variables are in only one of them or at different
+// positions, but definitions mostly agree.
 inline rc::Gen<RandomVariable> AnyVariable() {
   return rc::gen::build<RandomVariable>(
       rc::gen::set(&RandomVariable::number, rc::gen::inRange(0, RandomVariable::kVariables)),

@@ -49,7 +49,7 @@ class Definitions {
  public:
   static constexpr std::size_t kCount = 4;
 
-  // Consecutive definitions have different labels; every second time also different types.
+  // Consecutive definitions have different labels; every second one also has a different type.
   Definitions() {
     const std::vector<ORVX_Variable> plain = support::Vars("A B C D E F");
     for (std::size_t definition = 0; definition < kCount; ++definition) {
@@ -78,8 +78,8 @@ class Tour {
   Tour(const std::vector<List>& lists, bool redefined)
       : lists_(lists), redefined_(redefined), made_(lists.size() * lists.size()) {}
 
-  // From each list to itself, and to every later list and back: every ordered pair. Stops at the
-  // first wrong comparison.
+  // Steps from each list to itself, and to every later list and back, so that every ordered pair is
+  // compared. Stops at the first wrong comparison.
   void OverAllPairs() {
     for (std::size_t i = 0; i < lists_.size(); ++i) {
       if (!StepTo(i) || !StepTo(i)) return;

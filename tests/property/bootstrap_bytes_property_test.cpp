@@ -31,21 +31,21 @@ using Check = SvrBootstrapSpecsSerializer::Check;
 
 constexpr int kRuns = 1000;
 
-// ---- random records and bytes -------------------------------------------------------------------
+// ---- random specifications and bytes ------------------------------------------------------------
 
 template <class T>
 T Any() {
   return *rc::gen::arbitrary<T>();
 }
 
-// Equally often without elements, with few and with many.
+// Generates empty, short and long lists equally often.
 template <class T>
 std::vector<T> AnyList() {
   const auto size = *rc::gen::inRange<std::size_t>(0, *rc::gen::element(1U, 4U, 40U));
   return *rc::gen::container<std::vector<T>>(size, rc::gen::arbitrary<T>());
 }
 
-// Any bits: also NaNs, infinities and denormal numbers.
+// Any bits, including NaNs, infinities and denormal numbers.
 double AnyDouble() {
   return std::bit_cast<double>(
       *rc::gen::oneOf(rc::gen::arbitrary<std::uint64_t>(),
@@ -156,22 +156,23 @@ void AssertEveryPrefixRefused(const std::string& bytes) {
   }
 }
 
-// The number of times of each finding.
+// Counts how often each finding occurs.
 class Verdicts {
  public:
-  // Checks `bytes`. If they are whole, they can be decoded, and encode to the same size.
+  // Checks `bytes`. If they are whole, decodes them and checks that encoding the result gives the
+  // same size.
   void AssertRightAbout(const std::string& bytes) {
     const Check check = CheckOf(bytes);
     ++counts_[static_cast<std::size_t>(check.finding)];
     RC_ASSERT(check.offset <= bytes.size());
     if (!check.IsWhole()) return;
-    // Exact allocation, so that the address sanitizer detects a read past the end.
+    // Decodes from an exact allocation, so that the address sanitizer detects a read past the end.
     const Specs read = ReadFrom(bytes.substr(0, check.size));
     RC_ASSERT(BytesOf(read).size() == check.size);
     RC_ASSERT(All(ReadFrom(BytesOf(read))) == All(read));
   }
 
-  // Otherwise the random bytes do not cover the interesting cases.
+  // If a finding is rare, the random bytes do not cover the interesting cases.
   void ExpectEachMadeOften() const { EXPECT_THAT(counts_, testing::Each(testing::Gt(kRuns / 20))); }
 
  private:

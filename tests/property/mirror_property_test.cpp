@@ -78,7 +78,8 @@ std::ostream& operator<<(std::ostream& stream, const Change& change) {
   return stream << kNames[change.kind] << "(" << change.first << ", " << change.second << ")";
 }
 
-// Any kind, with these weights, compared with 32 for inserting, deleting and changing variables.
+// A change of any kind. Changes of properties and of the source have the given weights; inserting,
+// deleting and changing variables together have weight 32.
 rc::Gen<Change> AnyChange(std::size_t propertyWeight, std::size_t sourceWeight) {
   return rc::gen::build<Change>(
       rc::gen::set(
@@ -122,7 +123,7 @@ void MoveVariable(ORVX_DataSource& source, int from, int to) {
   source.InsertVariable(to, moved);
 }
 
-// As a caller's own class may report it.
+// Sets a split of any size, as a caller's own class may report it.
 void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   std::vector<int> positions(static_cast<std::size_t>(count));
   std::iota(positions.begin(), positions.end(), 0);
@@ -147,7 +148,7 @@ void ChangeVariable(ORVX_DataSource& source, const Change& change) {
       return variable.SetType(change.second);
     case Change::Relabel:
       return variable.SetLabel("label " + std::to_string(change.second));
-    case Change::Replace:  // by one with another identifier, in its place
+    case Change::Replace:  // with a variable that has another identifier
       if (source.FindVarIndex(fresh.GetID()) < 0) variable = fresh;
       return;
     case Change::Weight:
@@ -259,7 +260,7 @@ class NearClient : public SvrDMDataSetObserver {
 
   DictionaryMirror mirror;
   std::string error;
-  std::string bytes;  // of the messages of the last pass
+  std::string bytes;  // the encoded messages of the last pass
 };
 
 // A dataset and two clients.
@@ -273,7 +274,7 @@ class Followed {
                                        : registry_.AddEmpty(/*quiet=*/false)),
         reader_(id_) {}
 
-  // The clients come.
+  // Registers both clients.
   void Listen() {
     SvrDMDataset dataset(registry_, id_);
     dataset.Register(near_);
@@ -400,7 +401,7 @@ std::ostream& operator<<(std::ostream& stream, Fate fate) {
   return stream << kNames[static_cast<int>(fate)];
 }
 
-// The bytes that arrive of a frame.
+// Returns the frames that arrive when `frame` is sent.
 std::vector<std::string> Arriving(std::string frame, Fate fate, unsigned int place) {
   switch (fate) {
     case Fate::IsLost:
@@ -447,7 +448,7 @@ bool Arrive(Followed& followed, Fate fate, unsigned int place) {
   return any;
 }
 
-// Sends a snapshot. It leaves the reader unchanged, makes it correct, or makes it want a snapshot.
+// Sends a snapshot. The reader must then be unchanged, be correct, or want a snapshot.
 void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   const ChangeStreamReader& reader = followed.Reader();
   const bool wantedOne = reader.WantsSnapshot();

@@ -22,7 +22,7 @@ void AssertRight(const std::string& wrong) {
   if (!wrong.empty()) RC_FAIL(wrong);
 }
 
-// Edits the dictionary as a writer would, in one of the ways that it allows.
+// Makes random edits of a dictionary with the operations that a writer has.
 class RandomEdits {
  public:
   RandomEdits(Followed& followed, unsigned int seed) : followed_(followed), random_(seed) {}
@@ -59,7 +59,8 @@ class RandomEdits {
     }
   }
 
-  // Changes a variable through a reference that was taken before the last pass, if it is valid.
+  // Changes a variable through a reference obtained before the last pass, if the reference is still
+  // valid.
   void HoldReference() {
     held_ = Source().ColumnCount() == 0 ? nullptr
                                         : &Source().GetVariable(Below(Source().ColumnCount()));

@@ -10,7 +10,7 @@
 
 namespace support {
 
-// In order and in full.
+// Compares the variables in order, with their whole definitions.
 bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
 // Compares everything that messages carry completely and digests include. One line per difference;

@@ -1,5 +1,5 @@
-// Bootstrap specifications for tests: one with a different value in every field, and a
-// bootstrap specification as text.
+// Bootstrap specifications for tests: one with a different value in every field, and
+// bootstrap specifications as text.
 //
 // Header-only.
 
@@ -58,7 +58,7 @@ inline SvrBootstrapSpecsSerializer::Check CheckOf(std::string_view bytes) {
   return SvrBootstrapSpecsSerializer::checkSpecs({block.data(), block.size()});
 }
 
-// `bytes`, in this machine's byte order, with the version 2.
+// Returns `bytes`, encoded in this machine's byte order, with version 2.
 inline std::string InVersionTwo(std::string bytes) {
   const std::uint32_t version = 2;
   std::memcpy(bytes.data() + 2, &version, sizeof version);

@@ -15,10 +15,10 @@ namespace support {
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source);
 
-// The same with the layout of the source's own dictionary.
+// The rows of `source`, with the layout of its own dictionary.
 std::vector<std::string> RowsOf(const ORVX_DataSource& source);
 
-// Only the rows in which the given numeric variable is neither 0 nor missing.
+// The rows of `source` in which the given numeric variable is neither 0 nor missing.
 std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::string& name);
 
 // The identifier of the first variable with that name.

@@ -19,7 +19,7 @@ struct Arrays {
 };
 
 // Since the start of the program, or since a test set it to {}.
-// Threads: the only one that allocates.
+// Threads: only while no other thread allocates.
 extern Arrays arrays;
 
 }  // namespace support

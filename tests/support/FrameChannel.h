@@ -39,7 +39,7 @@ class FrameChannel final : public PackageProxy {
   std::deque<std::string> frames;
   int sends = 0;
   int lastCommand = 0;
-  std::function<short()> failure;  // what becomes of a message instead of its being sent
+  std::function<short()> failure;  // called instead of sending a message
 };
 
 }  // namespace support

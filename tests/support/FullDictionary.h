@@ -46,7 +46,7 @@ inline VariableSetImpl SetOf(const std::string& name, const std::string& members
   return set;
 }
 
-// A to D; every property and every field of B is set.
+// A dictionary with variables A to D; every property and every field of B is set.
 inline std::unique_ptr<SourceWithRows> FullDictionary() {
   auto source = std::make_unique<SourceWithRows>();
   Replace(*source, Vars("A B C D"));

@@ -12,12 +12,12 @@
 
 namespace support {
 
-// Whether all later allocations fail too, or only one.
+// Lasts: all later allocations also fail. Passes: only one allocation fails.
 enum class Shortage { Lasts, Passes };
 
 // After `count` successful allocations, the next one fails, until EndShortage() or destruction.
 // Only one object at a time.
-// Threads: the only one that allocates.
+// Threads: only while no other thread allocates.
 class MemoryFor {
  public:
   explicit MemoryFor(long count, Shortage shortage = Shortage::Lasts);
@@ -53,7 +53,7 @@ bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Las
   }
 }
 
-// Counts of a thread since its start, or since the test set them to {}.
+// Counts of one thread, since its start or since the test set them to {}.
 struct Heap {
   long taken = 0;  // allocations, including failed ones
   long freed = 0;  // excluding null pointers

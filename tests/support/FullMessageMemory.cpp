@@ -1,5 +1,5 @@
-// FullMemory for change messages: replaces the VUGlobal operators of libvutility. All of them, so
-// that those of a static library are not linked as well.
+// FullMemory for change messages: replaces the VUGlobal operators of libvutility. Replaces all of
+// them, so that the linker does not add those of a static library.
 
 #include <libvutility/VUGlobal.h>
 #include <tests/support/FullMemory.h>

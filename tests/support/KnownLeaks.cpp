@@ -11,8 +11,8 @@ const char* __lsan_default_suppressions() {
   return "leak:SvrBootstrapSpecsSerializer::deserializeSpecs\n";
 }
 
-// Suppression by function name needs a symbolizer. The compiler's may be missing, but the linker's
-// addr2line is always there.
+// Suppression by function name needs a symbolizer. The compiler's symbolizer may be missing, but
+// addr2line comes with the linker.
 const char* __asan_default_options();
 const char* __asan_default_options() {
   return "external_symbolizer_path=/usr/bin/addr2line";

@@ -25,7 +25,7 @@ inline void ReadAll(std::string_view bytes, VSerializable& message) {
   stream.ExpectEnd();
 }
 
-// `read` decodes a message. Checks that every truncation is rejected with an offset inside the
+// Checks that `read`, which decodes a message, rejects every truncation with an offset inside the
 // bytes.
 template <class Read>
 void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {

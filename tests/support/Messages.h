@@ -20,8 +20,8 @@
 
 namespace support {
 
-// The content of a message without dataset and case sequence, as comparable data. Each kind sets
-// the fields named beside it.
+// The content of a message, without dataset and case sequence, as comparable data. Each kind uses
+// the fields in its comment.
 struct Said {
   enum class Kind {
     Null,        // a null pointer in the queue
@@ -29,13 +29,13 @@ struct Said {
     Insert,      // variables, anchor
     Delete,      // variables
     Move,        // positions, target
-    Modify,      // variables: the one
+    Modify,      // variables: one
     ResetUndo,   // nothing
     Imputation,  // number
     FileSpec,    // text, flag
     Label,       // text
-    Weight,      // ids: the one
-    Filter,      // ids: the one
+    Weight,      // ids: one
+    Filter,      // ids: one
     Trends,      // trends
     Split,       // ids, flag
     Extension,   // type, version, text: the bytes
@@ -63,7 +63,7 @@ struct Said {
 Said WhatIsSaidBy(const DataSetMsg* message);
 std::vector<Said> WhatIsSaidBy(const std::vector<DataSetMsg*>& queue);
 
-// Whether it is about the list of variables.
+// Whether the message is about the list of variables.
 bool IsAboutVariables(const Said& said);
 
 // One line, such as "insert D before B", with all differences of definitions.
@@ -77,13 +77,13 @@ std::string AsText(const ORVX_Variable& variable);
 std::string SideBySide(const std::string& leftTitle, const std::vector<std::string>& left,
                        const std::string& rightTitle, const std::vector<std::string>& right);
 
-// For RapidCheck and GoogleTest.
+// Lets RapidCheck and GoogleTest print messages.
 std::ostream& operator<<(std::ostream& stream, const Said& said);
 
 // --- Expected messages ---
 
-// One expected message. Variables are compared by identifier and extensions by type, or also by
-// definition and bytes.
+// One expected message. Compares variables by identifier and extensions by type, and optionally
+// also by definition and bytes.
 struct Expected {
   Said said;
   bool definitionsToo = false;
@@ -189,10 +189,10 @@ class CountedMessage : public DataSetMsg {
 
 }  // namespace support
 
-// (queue or list of Said, expected messages...): exactly these, in this order.
+// Arguments: a queue or a list of Said, then the expected messages: exactly these, in this order.
 #define EXPECT_MESSAGES(...) EXPECT_TRUE(::support::HasMessages(__VA_ARGS__))
 
-// The same, but only for messages about the list of variables.
+// The same, but ignores messages that are not about the list of variables.
 #define EXPECT_VARIABLE_MESSAGES(...) EXPECT_TRUE(::support::HasVariableMessages(__VA_ARGS__))
 
 #endif  // TESTS_SUPPORT_MESSAGES_H_

@@ -1,5 +1,4 @@
-// Observers for tests. They record their notices, and call a reaction that the test sets, hostile
-// or not.
+// Observers for tests. They record their notices, and call a reaction that the test sets.
 //
 //   RecordingObserver observer;
 //   observer.reaction = [](SvrDMWriteableDataSource const*) { throw std::runtime_error("no"); };
@@ -21,7 +20,7 @@
 namespace support {
 
 // Records the messages of each pass.
-// Threads: the threads of the notices.
+// Threads: the thread that makes the notice.
 class RecordingObserver : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
@@ -31,7 +30,7 @@ class RecordingObserver : public SvrDMDataSetObserver {
   }
 
   std::vector<std::vector<Said>> passes;
-  std::vector<SvrDMWriteableDataSource const*> writers;  // by address; gone after the pass
+  std::vector<SvrDMWriteableDataSource const*> writers;  // addresses only; invalid after the pass
   std::function<void(SvrDMWriteableDataSource const*)> reaction;
 };
 
@@ -39,7 +38,7 @@ class RecordingObserver : public SvrDMDataSetObserver {
 class RecordingRegistryObserver : public ServerDataManagerObserver {
  public:
   struct Notice {
-    bool created;  // or deleted
+    bool created;  // false: deleted
     LocallyUniqueID id;
     std::string fileName;  // empty for a deletion
   };

@@ -1,4 +1,4 @@
-// PlainComparison: the comparison in its plainest form, which is not optimised.
+// PlainComparison: the comparison without optimisations.
 
 #include <tests/support/PlainComparison.h>
 

@@ -36,7 +36,7 @@ class PlainComparison {
   Uses uses;
   // Makes the next update a bulk replacement.
   bool bulkVarMoves = false;
-  // Some variable changed its type; never cleared here.
+  // Set when a variable changed its type; never cleared here.
   bool resetClientData = false;
   // For the last update: whether anything was reported, and whether it made the source dirty.
   bool anyChange = false;

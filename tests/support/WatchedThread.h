@@ -1,11 +1,11 @@
-// WatchedThread: a thread; tests can detect that it waits.
+// WatchedThread: a thread of which a test can detect that it waits.
 //
 //   WatchedThread reader([&] { SvrDMInputDataSource handle(id, true); });
 //   EXPECT_TRUE(reader.Waits());   // the writer still holds the lock
 //   writer.reset();
 //   reader.Join();
 //
-// It reads the thread's state from the kernel, so tests need no sleeps.
+// Reads the thread's state from the kernel, so tests need no sleeps.
 
 #ifndef TESTS_SUPPORT_WATCHEDTHREAD_H_
 #define TESTS_SUPPORT_WATCHEDTHREAD_H_
@@ -23,7 +23,7 @@ class WatchedThread {
  public:
   // Starts `job`, which must not throw, and must not wait for anything but the lock under test.
   explicit WatchedThread(std::function<void()> job);
-  // Joins.
+  // Waits for the end of the thread.
   ~WatchedThread();
 
   // Returns true when the job sleeps in the kernel, false when it is done.

@@ -30,7 +30,7 @@ TEST(BootstrapBuffer, HasTheLengthOfTheBytesAndIsFreed) {
   EXPECT_EQ(reading.freed, 1);
 }
 
-// Decoding does not check for the end of the bytes: it reads past it.
+// Decoding does not check for the end of the input, and may read past it.
 TEST(BootstrapBuffer, IsReadOnlyToTheEndOfTheSpecification) {
   const std::string bytes = support::BytesOf(support::FullBootstrapSpecs());
   for (std::size_t length = 0; length < bytes.size(); ++length) {

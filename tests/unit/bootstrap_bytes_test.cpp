@@ -116,7 +116,7 @@ constexpr std::size_t kWholeSize = 131;
 constexpr std::size_t kEmptyCountsAt[] = {10, 14, 18, 22, 26, 30, 34};
 constexpr std::size_t kEmptySize = 55;
 
-// `bytes` with another number at `offset`, in native byte order.
+// Returns `bytes` with another number at `offset`, in native byte order.
 template <class Number>
 std::string With(std::size_t offset, Number number, std::string bytes) {
   std::memcpy(bytes.data() + offset, &number, sizeof number);
@@ -216,7 +216,7 @@ TEST(BootstrapBytes, OfAnotherVersionChangeNothing) {
 }
 
 TEST(BootstrapBytes, OfAnotherVersionSwappedChangeNothing) {
-  // Read without swapping, these versions would be 1.
+  // If they were read without swapping, these versions would be 1.
   std::string bytes = kSwapped;
   std::reverse(bytes.begin() + 2, bytes.begin() + 6);
   Specs specs;
@@ -309,13 +309,13 @@ TEST(BootstrapBytes, KeepUnknownEnumerators) {
 
 // Doubles whose bits could change in a floating-point register or a comparison.
 const std::uint64_t kUncommonDoubles[] = {
-    0x7FF8000000000000,  // not a number
-    0xFFF8000000000001,  // another one
-    0x7FF0000000000001,  // one that signals
+    0x7FF8000000000000,  // a quiet NaN
+    0xFFF8000000000001,  // another NaN
+    0x7FF0000000000001,  // a signalling NaN
     0x7FF0000000000000,  // infinity
-    0xFFF0000000000000,  // and below zero
+    0xFFF0000000000000,  // negative infinity
     0x8000000000000000,  // -0
-    0x0000000000000001,  // the smallest
+    0x0000000000000001,  // the smallest positive number
 };
 
 TEST(BootstrapBytes, KeepUncommonDoublesBitForBit) {
@@ -349,7 +349,7 @@ TEST(SwappedBytes, AreExactlyTheGivenBytes) {
   }
 }
 
-// ---- looking through ----------------------------------------------------------------------------
+// ---- checking -----------------------------------------------------------------------------------
 
 // The result of checkSpecs.
 MATCHER_P4(Is, finding, byteOrder, size, offset, "") {

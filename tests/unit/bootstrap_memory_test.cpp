@@ -1,5 +1,5 @@
-// The bytes of a bootstrap specification where memory runs out. Nothing in this program is hidden
-// from a leak checker.
+// Encoding and decoding a bootstrap specification when memory runs out. No leak of this program is
+// hidden from a leak checker.
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
@@ -52,8 +52,8 @@ TEST(BootstrapMemory, EncodingLeavesAStringWithSpareCapacityUnchanged) {
   EXPECT_EQ(output, "before" + BytesOf(specs));
 }
 
-// What a fresh record holds in turn while the bytes of `whole` are read into it, as far as that
-// takes memory.
+// The successive contents of a new specification while the bytes of `whole` are decoded into it,
+// one for each step that allocates.
 std::vector<std::string> StagesOf(const Specs& whole) {
   Specs specs;
   std::vector<std::string> stages;
@@ -103,7 +103,7 @@ TEST(BootstrapMemory, DecodingFreesItsBufferAndKeepsDecodedFieldsIfAnyAllocation
     }
     EXPECT_EQ(All(specs), All(whole));
   }
-  // The buffer, five lists, split ends and case statistics; then reading succeeds.
+  // The buffer, five lists, split ends and case statistics; then decoding succeeds.
   EXPECT_EQ(count, 9);
 }
 

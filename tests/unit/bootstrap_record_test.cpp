@@ -134,7 +134,7 @@ TEST(BootstrapRecord, KeepsUnknownEnumerators) {
   EXPECT_EQ(specs.GetNSamples(), -20);
 }
 
-// Callers use them as numbers.
+// Callers use enumerators as numbers.
 static_assert(std::is_same_v<std::underlying_type_t<Specs::SampMethods>, int>);
 static_assert(std::is_same_v<std::underlying_type_t<Specs::CITypes>, int>);
 static_assert(std::is_convertible_v<Specs::SampMethods, int>);

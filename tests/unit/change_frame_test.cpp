@@ -1,4 +1,4 @@
-// ChangeFrame: its bytes, and the bytes that are none; also what bytes from outside make the
+// ChangeFrame: its bytes, and invalid bytes; also how much memory bytes from outside make the
 // library allocate.
 
 #include <client/ChangeFrame.h>
@@ -57,14 +57,14 @@ ChangeFrame FullSnapshot() {
   return frame;
 }
 
-// The digest of the dictionary that the messages of these frames build from an empty one.
+// A mirror to which the messages of these frames were applied, initially empty.
 DictionaryMirror MirrorAfter(const std::vector<ChangeFrame>& frames) {
   DictionaryMirror mirror;
   for (const ChangeFrame& frame : frames) mirror.Apply(frame.Messages());
   return mirror;
 }
 
-// A pass after that snapshot, with the messages that are not in the snapshot.
+// A pass after FullSnapshot(), with the kinds of messages that a snapshot does not have.
 ChangeFrame PassAfterSnapshot() {
   ChangeFrame frame;
   frame.dataset = kDataset;
@@ -158,7 +158,7 @@ TEST(ChangeFrame, IsRejectedWithTrailingBytes) {
   EXPECT_THROW(ReadChangeFrame(BytesOf(frame) + '\0'), VStreamError);
 }
 
-// Each single bit, and all eight.
+// Changes each single bit of a byte, and all eight.
 TEST(ChangeFrame, IsRejectedAfterAnyByteChange) {
   std::size_t changes = 0;
   for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
@@ -189,8 +189,8 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
   }
 }
 
-// Whether changed bytes of a message can change the dictionary but not its digest: the message
-// carries a property that digests do not include, or a text that a second message repeats.
+// Whether changed bytes of a message can change the dictionary but not its digest, because the
+// message carries a property that digests do not include, or a text that a second message repeats.
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||
@@ -221,7 +221,7 @@ std::vector<int> ExtensionTypesIn(const ChangeFrame& frame) {
   return types;
 }
 
-// Crafted bytes: the checksum is valid, the messages are not.
+// Crafted bytes with a valid checksum and invalid messages.
 class HostileMessages : public testing::Test {
  protected:
   // The allocations for the first variable of a dictionary.
@@ -264,7 +264,7 @@ class HostileMessages : public testing::Test {
               << all_ << " for a frame\n";
   }
 
-  // Of the dictionary before and after the unchanged frame.
+  // The mirror before and after the unchanged frame.
   DictionaryMirror before_;
   DictionaryMirror after_ = MirrorAfter({FullSnapshot()});
 

@@ -1,5 +1,5 @@
 // Both ends of a change stream: how the client stays correct, how it recovers, and what happens
-// when it is lost.
+// when the client is lost.
 
 #include <client/ChangeStreamReader.h>
 #include <client/DictionaryMessages.h>

@@ -1,4 +1,4 @@
-// What becomes of a clone and of its source when memory runs out in the middle.
+// Clones and their sources when memory runs out.
 
 #include <gmock/gmock.h>
 #include <libdatasrc/OBS.h>
@@ -35,9 +35,9 @@ TEST(FullMemoryInAClone, OwnsTheChainAfterItsFirstAllocation) {
     ORVX_DataSource* const source = SourceOnAParent(deaths).release();
     built = !FailsWithMemoryFor(failures, [&] { const SvrDMCloneDataSource clone(source); });
     if (built) {
-      EXPECT_EQ(deaths, 2);  // with the clone
+      EXPECT_EQ(deaths, 2);  // deleted with the clone
     } else if (failures == 0) {
-      EXPECT_EQ(deaths, 0);  // the caller's still
+      EXPECT_EQ(deaths, 0);  // still owned by the caller
       DeleteChain(source);
     } else {
       EXPECT_EQ(deaths, 2) << "allocation " << failures;

@@ -283,7 +283,7 @@ TEST(CloneDataSource, HidesItsParentAfterMakingAnIterator) {
   EXPECT_TRUE(rows->Next());
 }
 
-// Fails to make iterators; checks whether the clone shows it as its parent meanwhile.
+// Fails to make iterators. Before it throws, stores in `shown` which parent the clone shows.
 class RefusingSource : public DataFreeDataSource {
  public:
   explicit RefusingSource(const ORVX_DataSource*& shown) : shown_(shown) {}
@@ -549,7 +549,7 @@ TEST(CloneDataSource, MayOwnASourceThatADatasetReleased) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) {
     ORVX_DataSource* const present = writer.GetDataSource();
     auto* const placeholder = new DataFreeDataSource(present);
-    writer.SetDataSet(placeholder);  // keeps the source that it stands on
+    writer.SetDataSet(placeholder);  // does not delete the source that it is built on
     placeholder->SetParentSource(nullptr);
     writer.SetDataSet(new SvrDMCloneDataSource(present));
   });
@@ -647,7 +647,7 @@ TEST_F(CloneThatShowsItsParent, OwnsTheSourceThatItReplaces) {
   auto* const clone = new SvrDMCloneDataSource(source);
 
   support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
-    clone->ShowParents(true);  // built on the present source, which stays therefore
+    clone->ShowParents(true);  // so that SetDataSet does not delete the current source
     writer.SetDataSet(clone);
     clone->ShowParents(false);
   });

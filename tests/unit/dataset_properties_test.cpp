@@ -127,7 +127,7 @@ void FilterBy(ORVX_DataSource& source, const std::string& name) {
   source.SetFilterVar(source.FindVarIndex(Id(name)));
 }
 
-// Moves a variable like callers do: deletes it and inserts it elsewhere.
+// Moves a variable as callers do: deletes it and inserts it elsewhere.
 void Move(ORVX_DataSource& source, const std::string& name, int to) {
   const int from = source.FindVarIndex(Id(name));
   const ORVX_Variable moved = source.GetVariable(from);
@@ -141,8 +141,8 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
   return ids;
 }
 
-// A dataset with variables A to E and a view that the test updates. Both are initially equal and
-// clean.
+// A dataset with variables A to E and a view that the test updates. View and source are initially
+// equal and clean.
 class Properties : public testing::Test {
  protected:
   Properties() {
@@ -361,7 +361,8 @@ TEST_F(FileSpecification, OtherThanTheSuppressedIsReported) {
   EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
 }
 
-// Without a suppressed file name it is empty, and suppresses an empty file specification.
+// If no file name is suppressed, the suppressed file name is empty and suppresses an empty file
+// specification.
 TEST_F(FileSpecification, EmptyIsPendingWithoutASuppressedName) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();
@@ -453,7 +454,7 @@ TEST_F(Properties, AShiftedWeightVariableIsNotReported) {
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
 
-// The view and the clients have dropped it with the variable.
+// The view and the clients dropped the weight with the variable.
 TEST_F(Properties, DeletingTheWeightVariableReportsNoWeightChange) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
@@ -830,7 +831,7 @@ TEST_F(DashboardInfo, IsKeptAfterOtherChanges) {
   EXPECT_TRUE(SourceHasIt());
 }
 
-// The writer has just set it.
+// The writer has just set the dashboard attributes.
 TEST_F(DashboardInfo, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
@@ -1038,7 +1039,7 @@ TEST_F(Everything, IsReportedAgainWhenTheSourceReturns) {
                   Extension(17));
 }
 
-// --- A source without anything, and none ---
+// --- An empty source, and no source ---
 
 TEST_F(Properties, ANewEmptySourceReportsOnlyTheRowCount) {
   SvrDMItem empty(LocallyUniqueID(0, 13), new DataFreeDataSource, nullptr, 0, "", true);
@@ -1129,7 +1130,7 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
   EXPECT_EQ(SplitOf(View()), Answers().split);
 }
 
-// SplitSource checks that no more are requested.
+// SplitSource checks that no further variables are requested.
 TEST_F(AnsweredSplit, ShortIsReadOnlyUpToItsLength) {
   Answers().split = {Id("A"), Id("C")};
   view.Update();
@@ -1137,7 +1138,7 @@ TEST_F(AnsweredSplit, ShortIsReadOnlyUpToItsLength) {
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
 }
 
-// The remaining ones are equal; only the number shows that the view lost one.
+// The remaining split variables are equal; only their number shows that the view lost one.
 TEST_F(AnsweredSplit, WithADeletedVariableIsReportedOncePossible) {
   Answers().split = {Id("A"), Id("B")};
   Settle();

@@ -1,4 +1,4 @@
-// DictionaryDigest: what it includes, what not, and that all ways of computing it agree.
+// DictionaryDigest: what it includes and excludes, and that all ways of computing it agree.
 
 #include <client/DictionaryDigest.h>
 #include <client/DictionaryMessages.h>
@@ -33,7 +33,7 @@ struct State {
   std::function<void(SourceWithRows&)> make;
 };
 
-// Each changes one property of the same full dictionary, so all differ.
+// Each state changes one property of the same full dictionary, so all differ.
 std::vector<State> DifferentStates() {
   const auto set = [](std::function<void(VariableSetImpl&)> change) {
     VariableSetImpl changed = SetOf("s", "A B");

@@ -1,4 +1,4 @@
-// Where the storage of error messages comes from and goes to, also when a copy fails.
+// Which allocator error messages use, and that they are freed if copying fails.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>
@@ -13,7 +13,7 @@ using support::messageHeap;
 
 namespace {
 
-const std::string kLongText(100, 't');  // is copied into memory of its own
+const std::string kLongText(100, 't');  // too long for the small-string buffer
 
 class StorageOfErrorMessages : public testing::Test {
  protected:

@@ -201,7 +201,7 @@ TEST(ErrorMessages, AnErrorIsClonedWithCodeAndText) {
   EXPECT_EQ(clone->GetText(), "Gone");
 }
 
-// Counts the storage that its clones take and give back; copying may fail.
+// Counts the allocations and releases of memory by its clones; copying may fail.
 class Fragile : public MessageGlue<Fragile> {
  public:
   static const char* VSignature() { return "Test::Fragile"; }

@@ -29,7 +29,7 @@ namespace {
 using namespace std::string_literals;
 
 // ---------------------------------------------------------------------------------------------
-// The line: a socket that keeps messages apart
+// The connection: a socket that keeps message boundaries
 
 void Send(int socket, const std::string& bytes) {
   if (send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) != -1) return;
@@ -116,7 +116,7 @@ class Client {
 
   int Socket() const { return ours_; }
 
-  // Waits for the client's reply to the next report.
+  // Waits for the next reply of the client.
   std::string NextAnswer() const { return Receive(ours_); }
 
   void Kill() {
@@ -126,7 +126,7 @@ class Client {
   }
 
  private:
-  // Its exit status; -1 if it did not exit normally.
+  // Waits for the end of the client. Returns its exit status; -1 if it did not exit normally.
   int WaitForItsEnd() const {
     int status = 0;
     EXPECT_EQ(waitpid(process_, &status, 0), process_);

@@ -1,5 +1,5 @@
-// A notification pass that runs out of memory, called by hand and caught: nothing that it made of
-// the snapshot is lost to those who follow the messages.
+// A notification pass that runs out of memory, called and caught by the test: clients that follow
+// the messages miss no change of the snapshot.
 
 #include <client/DictionaryMirror.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -154,7 +154,7 @@ Case Everything() {
   return {"everything", FullDictionaryWithDashboard, ChangeEverything};
 }
 
-// There was no pass yet, so the pass reports the whole dictionary.
+// The first pass, which reports the whole dictionary.
 Case FirstPass() {
   return {"first pass", nullptr,
           [](SvrDMWriteableDataSource& writer) { CopyOver(*support::FullDictionary(), **writer); }};
@@ -172,7 +172,7 @@ Case LostSource() {
           [](SvrDMWriteableDataSource& writer) { writer.SetDataSet(nullptr); }};
 }
 
-// Saved under another, longer name.
+// The dataset was saved under another, longer name.
 Case SavedFile() {
   static const TemporaryFolder folder;
   return {
@@ -250,7 +250,8 @@ std::vector<Case> AllCases() {
 
 // --- The failures ---
 
-// A pass in two parts repeats one message: the empty deletion of a bulk replacement.
+// A pass that fails and is completed by the next pass repeats one message: the empty deletion of a
+// bulk replacement.
 std::vector<Said> WithoutEmptyDeletions(std::vector<Said> said) {
   std::erase_if(said, [](const Said& message) {
     return message.kind == Said::Kind::Delete && message.variables.empty();

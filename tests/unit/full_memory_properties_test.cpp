@@ -1,4 +1,4 @@
-// The comparison of properties out of memory: no change is partly reported or lost.
+// The comparison of properties when memory runs out: no change is partly reported or lost.
 //
 // Built with the library's objects and with access to private members, for the monitors and the
 // snapshot.
@@ -178,7 +178,7 @@ TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
   EXPECT_GT(failures, 20);
 }
 
-// The empty source that replaces a missing one is always deleted; the address sanitizer would
+// The empty source that stands for a missing source is always deleted; the address sanitizer would
 // detect a leak.
 TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
   long failures = 0;
@@ -196,10 +196,10 @@ TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
     EXPECT_TRUE(dataset.view.data_->view.GetAttributes().IsEmpty());
     EXPECT_FALSE(dataset.view.data_->view.IsDirty());
   }
-  // The empty source; the list of the deleted variables; the stamps of the snapshot's blocks and
-  // which of them are kept; the split's identifiers and positions; the texts of multiple-response
-  // sets (two messages), variable sets and attributes. Messages have storage of their own, and the
-  // queue has room.
+  // One failure each for: the empty source; the list of deleted variables; the stamps of the
+  // snapshot's blocks, and which blocks are kept; the identifiers and the positions of the split;
+  // the texts of multiple-response sets (two messages), variable sets and attributes. Messages have
+  // their own allocator, and the queue has room.
   EXPECT_EQ(failures, 10);
 }
 

@@ -1,4 +1,4 @@
-// What a dataset does when memory runs out in the middle.
+// Datasets when memory runs out.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -74,7 +74,8 @@ TEST(FullMemory, SetDataSetOwnsTheNewSourceIfAnyStepFails) {
   EXPECT_GT(count, 1);
 }
 
-// Messages cross libraries: their storage is not the program's to replace.
+// Messages are passed between libraries, so a program that replaces its allocator must not affect
+// them.
 TEST(FullMemory, AMessageDoesNotUseTheGlobalAllocator) {
   const MemoryFor nothing(0);
   EXPECT_NO_THROW(delete new ResetUndoMsg());
@@ -129,7 +130,7 @@ TEST_F(FullMemoryInAComparison, KeepsTheQueueAndReleasesTheMutex) {
     EXPECT_EQ(listener.passes, 0);
     ASSERT_LE(queued.size(), all.size());
     for (std::size_t i = 0; i < queued.size(); ++i) EXPECT_EQ(queued[i], all[i]);
-    // Would deadlock if the notification mutex were held.
+    // This call would deadlock if the notification mutex were held.
     item->Unregister(listener);
     writer.reset();
   }

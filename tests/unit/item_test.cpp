@@ -49,7 +49,7 @@ using testing::ElementsAre;
 
 namespace {
 
-// What localtime_r answers; the real time unless a test says otherwise.
+// The result of localtime_r; the real local time unless a test sets another.
 std::function<std::tm*(const std::time_t*)> localtimeAnswer;
 
 int fstatCalls = 0;
@@ -71,7 +71,7 @@ namespace {
 
 const LocallyUniqueID kID(0, 7);
 
-// An item with `source`; a test may place it anywhere.
+// Returns an item with `source`.
 SvrDMItem Item(ORVX_DataSource* source, const std::string& fileName = std::string()) {
   return SvrDMItem(kID, source, nullptr, 0, fileName, /*notifyDelete=*/false);
 }
@@ -106,7 +106,7 @@ TEST(SourceChain, NullIsAChildOnlyOfNull) {
   EXPECT_FALSE(IsChildOf(&source, nullptr));
 }
 
-// Sources named by a letter record it when they are destroyed.
+// A source with a letter as its name, which it records when it is destroyed.
 class NamedSource : public DataFreeDataSource {
  public:
   NamedSource(char name, std::string& deaths, ORVX_DataSource* parent)
@@ -289,7 +289,7 @@ TEST_F(ChainOfThree, IsDeletedWithTheItem) {
   EXPECT_EQ(deaths_, "abc");
 }
 
-// The pointer stays: callers store another source immediately, or are the destructor.
+// The pointer is not cleared: the caller immediately stores another source, or is the destructor.
 TEST_F(ChainOfThree, DeleteDataSourceKeepsTheItemsPointer) {
   SvrDMItem item = Item(a_);
 
@@ -314,7 +314,7 @@ TEST(SvrDMItem, SettingNullWithoutASourceDoesNothing) {
 
 TEST(SvrDMItem, StartsWithItsArgumentsAndOtherwiseEmpty) {
   const std::unique_ptr<DataFreeDataSource> source = Dictionary("A");
-  auto* const manager = reinterpret_cast<ServerDataManager*>(&fstatCalls);  // never looked into
+  auto* const manager = reinterpret_cast<ServerDataManager*>(&fstatCalls);  // never dereferenced
   SvrDMItem item(kID, source.get(), manager, 12, "nowhere/survey.tsv", true);
 
   EXPECT_EQ(item.ID(), kID);
@@ -335,7 +335,7 @@ TEST(SvrDMItem, StartsWithItsArgumentsAndOtherwiseEmpty) {
   EXPECT_FALSE(item.writeLockFailed_);
   EXPECT_EQ(item.GetBootstrapSpecs(), nullptr);
 
-  item.dataSource_ = nullptr;  // the test's own
+  item.dataSource_ = nullptr;  // owned by the test
 }
 
 TEST(SvrDMItem, StartsMinimizedAndNeitherInFrontNorHidden) {
@@ -424,7 +424,7 @@ TEST(SvrDMItem, LivesUntilTheLastPointerIsDestroyed) {
   EXPECT_EQ(deaths, 1);
 }
 
-// A message that reports its end.
+// A message that calls a function when it is destroyed.
 class TellingMessage : public CountedMessage {
  public:
   explicit TellingMessage(std::function<void()> end)
@@ -436,7 +436,7 @@ class TellingMessage : public CountedMessage {
   std::function<void()> end_;
 };
 
-// A source that reports its end.
+// A source that calls a function when it is destroyed.
 class TellingSource : public DataFreeDataSource {
  public:
   explicit TellingSource(std::function<void()> end) : end_(std::move(end)) {}
@@ -717,7 +717,7 @@ TEST_F(SavedFile, IsOpenDuringTheLifetimeOfTheItem) {
 
 TEST_F(SavedFile, IsOpenedOnceForRepeatedLocks) {
   SvrDMItem item = Item(nullptr, path_);
-  std::filesystem::remove(path_);  // could not be opened again
+  std::filesystem::remove(path_);  // so it could not be opened again
 
   item.LockSavFileInUse();
   item.LockSavFileInUse();

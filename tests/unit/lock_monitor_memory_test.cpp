@@ -1,4 +1,4 @@
-// The lock monitor out of memory: locks are still acquired and released.
+// The lock monitor when memory runs out: locks are still acquired and released.
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>

@@ -1,4 +1,4 @@
-// What a client has when memory runs out in the middle of a pass.
+// A client when memory runs out while it applies a pass.
 
 #include <client/ChangeFrame.h>
 #include <client/ChangeStreamReader.h>
@@ -24,7 +24,7 @@ using support::Shortage;
 
 const LocallyUniqueID kDataset(0, 1);
 
-// A pass that makes another dictionary of FullDictionary(), by messages of nearly every kind.
+// A pass that turns FullDictionary() into another dictionary, with messages of nearly every kind.
 OwnedMessages AnotherDictionary() {
   const auto other = support::FullDictionary();
   other->MakeVariable(support::Var("X"), nullptr);

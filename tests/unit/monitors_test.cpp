@@ -292,7 +292,7 @@ TEST_F(Monitors, RemovingOnlyDashboardInfoSendsAnEmptyBlock) {
   EXPECT_TRUE(source.GetAttributes().IsEmpty());
 }
 
-// --- All of them ---
+// --- All monitors ---
 
 TEST_F(Monitors, AllMessagesHaveDatasetAndCaseSequence) {
   source.SetMRSets({Set("a")});

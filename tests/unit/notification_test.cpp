@@ -202,7 +202,7 @@ TEST_F(Notification, AQuietDatasetWithoutObserversIsNotCompared) {
   Append("C");
   EXPECT_THAT(Item()->Notifications(), IsEmpty());
 
-  // If the write had been compared, only D would be new.
+  // If the write had been compared, the observer would be notified only of D.
   RecordingObserver observer;
   Item()->Register(observer);
   Append("D");
@@ -231,7 +231,7 @@ TEST_F(Notification, ADatasetStillToBeAnnouncedIsComparedWithoutObservers) {
     writer.SetDataSet(support::Dictionary("A").release());
   });
 
-  // The first write was compared, so only B is new.
+  // The first write was compared, so the observer is notified only of B.
   RecordingObserver observer;
   Item()->Register(observer);
   Append("B");
@@ -249,7 +249,7 @@ TEST_F(Notification, AWriteWithoutChangesNotifiesNobody) {
   EXPECT_THAT(observer.passes, IsEmpty());
 }
 
-// --- Announcing the dataset ---
+// --- Creation notices ---
 
 TEST_F(Notification, AnEmptyDatasetIsAnnouncedOnceWhenAWriterHasGivenItASource) {
   RecordingRegistryObserver registryObserver;
@@ -574,7 +574,7 @@ TEST_F(Notification, AnObserversExceptionReleasesTheMutexAndKeepsTheQueue) {
 
   EXPECT_THAT(behind.passes, IsEmpty());
   EXPECT_VARIABLE_MESSAGES(item->Notifications(), Inserted("C").AtEnd());
-  // Would deadlock if the mutex were held.
+  // This call would deadlock if the mutex were held.
   item->Unregister(throwing);
   writer.Notify();
   EXPECT_THAT(behind.passes, SizeIs(1));

@@ -257,7 +257,7 @@ TEST_F(View, VariablesDeletedInBetweenAreReportedBeforeTheMove) {
   ExpectViewEqualsSource();
 }
 
-// Only the positions up to the found variable are checked; later positions follow later.
+// Only the positions up to the found variable are checked; later positions are checked later.
 TEST_F(View, VariablesDeletedFurtherOnAreReportedLater) {
   StartWith("A B C D E");
   UpdateTo("C B E");
@@ -422,7 +422,7 @@ TEST_F(View, ABulkReplacementCanBeCancelled) {
   EXPECT_VARIABLE_MESSAGES(Queue(), Moved(1).To(0));
 }
 
-// --- Identifiers that stand twice ---
+// --- Duplicate identifiers ---
 
 TEST_F(View, DuplicateIdentifiersConverge) {
   const ORVX_Variable a1 = Labelled(Var("A"), "first");
@@ -461,7 +461,7 @@ TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
 
 // --- The item's own view ---
 
-// --- A platform that is not ours ---
+// --- Platforms of other vendors ---
 
 TEST(SplitOfAnySize, UsesSetSplitIfThePlatformHasNoOther) {
   struct OtherSource {

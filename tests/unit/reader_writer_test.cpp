@@ -131,7 +131,7 @@ TEST_F(ReaderHandle, WaitsForAWriterEvenWithTryOnly) {
   auto writer = Writer();
   WatchedThread reading([&] { const auto reader = Reader(/*tryOnly=*/true); });
   EXPECT_TRUE(reading.Waits());
-  // Counted only once it has the lock.
+  // The reader is counted only after it has acquired the lock.
   ExpectCounts(0, 1);
 
   writer.reset();
@@ -347,7 +347,7 @@ TEST_F(TryHandle, UnknownIdentifierThrows) {
       2001U);
 }
 
-// Unlike a try with the constructor: see the next tests.
+// A try with the constructor has side effects: see the tests below.
 TEST_F(TryHandle, ThatFailsChangesNothing) {
   {
     const auto reader = Reader();
@@ -410,7 +410,7 @@ TEST_F(TryHandle, MayBeReleasedOnAnotherThread) {
 
 // --- Writers: the failed try ---
 
-// Releases the lock that a failed try has left held forever, so that waiting threads can continue.
+// Releases the lock directly, because ReleaseLock does nothing after a failed try.
 void FreeForGood(SvrDMItem& item) {
   item.lock_.unlock();
 }

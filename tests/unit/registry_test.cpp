@@ -1,5 +1,5 @@
-// The registry of datasets: adding, finding and deleting; its observers, its filter hook and its
-// questions about file names.
+// The registry of datasets: adding, finding and deleting; observers, the filter hook, and saved
+// files.
 //
 // Accesses private state, so it is built with the library's objects and without access control.
 
@@ -890,7 +890,7 @@ TEST_F(RegistryTest, OutOfMemoryRegistersNothingAndKeepsTheRegistryUsable) {
   EXPECT_GT(failures, 4);
   EXPECT_EQ(Count(), 1U);
   EXPECT_TRUE(IsOpenToOtherThreads(registry_));
-  registry_.Clear();  // while there is a counter
+  registry_.Clear();  // while the counter of deletions exists
   EXPECT_EQ(deaths, 1);
 }
 
@@ -910,7 +910,7 @@ class Hook : public ORVX_DataSourceFilterHook {
   };
 };
 
-// Memory runs out at each allocation of Add in turn.
+// Each allocation of Add fails in turn.
 TEST_F(RegistryTest, AFailedAddLeavesSourcesToHookAndCaller) {
   Hook hook;
   int deaths = 0;
@@ -939,7 +939,7 @@ TEST_F(RegistryTest, AFailedAddLeavesSourcesToHookAndCaller) {
   }
 
   EXPECT_GT(notBuilt, 0);
-  registry_.Clear();  // while there is a counter
+  registry_.Clear();  // while the counter of deletions exists
   EXPECT_EQ(deaths, 2);
 }
 
@@ -1051,9 +1051,9 @@ TEST_F(RegistryTest, InstallingAHookReturnsThePreviousHook) {
 
 class HandedOverSource : public RegistryTest {
  protected:
-  ~HandedOverSource() override { registry_.Clear(); }  // while there is a counter
+  ~HandedOverSource() override { registry_.Clear(); }  // while the counter of deletions exists
 
-  // A chain of two.
+  // Returns a chain of two sources.
   std::unique_ptr<ORVX_DataSource> Chain() {
     deaths_ = 0;
     auto parent = std::make_unique<CountedSource>(deaths_);
@@ -1104,7 +1104,7 @@ TEST_F(HandedOverSource, IsRegisteredOrDeletedIfAnyAllocationFails) {
   }
 }
 
-// Needs no memory itself.
+// An observer that allocates nothing.
 class SilentObserver : public ServerDataManagerObserver {
  public:
   void DataSetCreated(const LocallyUniqueID&, const std::string&) override { ++created; }
@@ -1171,7 +1171,7 @@ TEST_F(HandedOverSource, BelongsToTheHookIfTheResultIsNotBuiltOnIt) {
   ORVX_DataSource* const given = source.get();
   const std::string longName(100, 'n');
 
-  // One allocation for what the hook is given; none for an item.
+  // One allocation, for the list of sources given to the hook; none for an item.
   EXPECT_TRUE(FailsWithMemoryFor(
       1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 
@@ -1191,7 +1191,7 @@ TEST_F(HandedOverSource, IsDeletedBelowAWrapperThatStaysWithTheHook) {
   std::unique_ptr<ORVX_DataSource> source = Chain();
   const std::string longName(100, 'n');
 
-  // One allocation for what the hook is given; none for an item.
+  // One allocation, for the list of sources given to the hook; none for an item.
   EXPECT_TRUE(FailsWithMemoryFor(
       1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 

@@ -1,5 +1,5 @@
-// The example with a server and a client in two processes, run to its end and with the client
-// killed after every number of passes; and processes that die inside a frame.
+// The example with a server and a client in two processes: run to its end, and with the client
+// killed after each number of passes. Also processes that die while sending or receiving a frame.
 
 #include <client/DictionaryDigest.h>
 #include <client/server/ChangeStreamObserver.h>
@@ -119,7 +119,7 @@ TEST(TwoProcesses, AKilledClientIsReportedOnceAndTheServerContinues) {
     EXPECT_THAT(played.Behind("server: the client is lost"), SizeIs(1)) << passes << " passes";
     EXPECT_EQ(played.Behind("server: digest "), digests) << passes << " passes";
     EXPECT_THAT(played.lines.back(), "server: 7 writes made");
-    // In the write after which the client was killed.
+    // The loss is reported after the digest of the last pass that the client received.
     EXPECT_EQ(DigestsBeforeTheLoss(played), passes);
   }
 }
@@ -219,7 +219,7 @@ TEST(TwoProcesses, AClientThatExitsInsideAFrameIsReportedOnce) {
 
 // --- inside a frame ---
 
-// Both ends close on exec; a forked child closes the other end.
+// A socket pair. Both ends close on exec; a forked child closes the other end.
 struct Connection {
   Connection() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0); }
 
@@ -238,7 +238,7 @@ class ForkedProcess {
   ForkedProcess(const ForkedProcess&) = delete;
   ForkedProcess& operator=(const ForkedProcess&) = delete;
 
-  // Waits for its end. Returns the status of waitpid.
+  // Waits for the end of the process. Returns the status from waitpid.
   int Wait() {
     if (!ended_) waitpid(process_, &ended_.emplace(), 0);
     return *ended_;
@@ -273,10 +273,10 @@ class ClientProgram {
   Socket& ServersEnd() { return *server_; }
   int ServersDescriptor() const { return connection_.ends[0]; }
 
-  // This process is no longer its server.
+  // Closes this process's end of the connection.
   void LetGo() { server_.reset(); }
 
-  // Closes the connection and waits for the program to exit, once.
+  // Closes the connection and waits for the program to exit. Call it once.
   Played End() {
     LetGo();
     int status = 0;
@@ -309,7 +309,7 @@ class Channel final : public PackageProxy {
   Socket& socket_;
 };
 
-// Ends its process inside a frame, after some complete ones.
+// Ends its process while sending a frame, after some complete frames.
 class DyingChannel final : public PackageProxy {
  public:
   DyingChannel(ClientProgram& client, int wholeFrames)

@@ -13,7 +13,7 @@ using testing::StartsWith;
 
 class BadDataFile : public testing::Test {
  protected:
-  // The error without the folder's name, or "opened".
+  // The error text without the folder's name; "opened" if there is no error.
   std::string ErrorOf(const std::string& path) const {
     try {
       SystemFileDataSource::Open(path);

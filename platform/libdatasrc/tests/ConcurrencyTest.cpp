@@ -1,4 +1,4 @@
-// What several threads may do at once with variables, dictionaries and cases.
+// What several threads may do concurrently with variables, dictionaries and cases.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>

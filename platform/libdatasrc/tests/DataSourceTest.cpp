@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// The variable with the letter's own identifier.
+// The variable named by the letter, with an identifier for each letter.
 ORVX_Variable Letter(char letter) {
   return ORVX_Variable(LocallyUniqueID(1, static_cast<unsigned>(letter)), std::string(1, letter));
 }
@@ -312,7 +312,7 @@ TEST_F(DataSource, SplitOfAnySizeTakesAnyNumberOfVariables) {
   EXPECT_FALSE(copy.GetSplitqSeparate());
 }
 
-// A snapshot that moves a variable inserts it first.
+// To move a variable, a snapshot first inserts it at the new position, then deletes it at the old.
 TEST_F(DataSource, DeletingOneOfTwoVariablesWithTheSameIdentifierDropsItsUses) {
   const int indices[] = {2, 0};
   source.SetWeightVar(2);
@@ -491,7 +491,7 @@ TEST_F(DataSource, CopyingTheDictionaryOfNullOrItselfChangesNothing) {
   EXPECT_EQ(source.GetWeightVariableID(), ID('A'));
 }
 
-// Has the rows of another source, or none.
+// Passes on the rows of another source; no rows for null.
 class RowsOfAnother : public ORVX_DataSource {
  public:
   explicit RowsOfAnother(const ORVX_DataSource* other) { SetRowLayout(other); }

@@ -66,7 +66,7 @@ struct Pair {
     if (former != id) Leave(former);
     former = id;
   }
-  // Continues with a copy; the original is deleted.
+  // Replaces the dictionary by a copy and deletes the original.
   void Copy() {
     auto copy = std::make_unique<DataFreeDataSource>();
     copy->CopyDictionary(source.get());
@@ -101,7 +101,7 @@ LocallyUniqueID AnyOf(unsigned int serials) {
   return Serial(static_cast<unsigned int>(Position(static_cast<int>(serials))));
 }
 
-// Assignments through references obtained before the first of them.
+// Assigns through several references, all obtained before the first assignment.
 void ReplaceThroughKeptReferences(Pair& pair, unsigned int serials) {
   std::vector<std::pair<ORVX_Variable*, int>> kept;
   for (int i = 0; i < 5; ++i) {

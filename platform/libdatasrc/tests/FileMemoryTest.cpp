@@ -33,7 +33,8 @@ std::size_t BytesToOpen(const std::string& path) {
   return support::heap.bytes - before;
 }
 
-// The memory for a schema with this many missing values and fields, and a column for each field.
+// The memory for opening a file whose schema has this many missing values and fields, with a column
+// for each field.
 std::size_t BytesToOpen(int count, const std::string& more = "") {
   const Folder folder;
   folder.Write("data.schema.json", Schema(count, count, more));
@@ -51,7 +52,7 @@ TEST(FileMemory, TwiceTheFieldsWithCategoriesTakeTwiceTheMemory) {
             2.5 * static_cast<double>(BytesToOpen(1000, categories)));
 }
 
-// A linear search for each cell would compare 160,000,000,000 texts.
+// A linear search per cell would compare 160,000,000,000 texts.
 TEST(FileMemory, LooksUpMissingValuesByHash) {
   constexpr int kMany = 400000;
   const Folder folder;
@@ -71,7 +72,7 @@ TEST(FileMemory, LooksUpMissingValuesByHash) {
   EXPECT_EQ(RowText(*source, area.data()), "[        ]");
 }
 
-// A cell is looked up in its record, without a copy.
+// The text of a cell is looked up without copying it from the record.
 TEST(FileMemory, LookingUpACellAllocatesNothing) {
   const Folder folder;
   const std::string text = "c100000\n" + std::string(1 << 20, 'x') + "\n";

@@ -73,7 +73,7 @@ inline std::string RowText(const ORVX_DataSource& dictionary, const OBS* row) {
   return text.str();
 }
 
-// Passes on the parent's rows unchanged, with its own dictionary.
+// A source with its own dictionary that passes on its parent's rows unchanged.
 class PassedOn : public ORVX_DataSource {
  public:
   explicit PassedOn(ORVX_DataSource* parent) : ORVX_DataSource(parent) {

@@ -14,8 +14,8 @@ struct Edit {
   enum Kind { Delete, Move, Retype, Insert };
   Kind kind;
   int position;
-  int to;    // where a variable moves
-  int type;  // what it becomes
+  int to;    // the new position of a moved variable
+  int type;  // the new type
 };
 
 void showValue(const Edit& edit, std::ostream& out) {
@@ -77,7 +77,8 @@ RC_GTEST_PROP(FilteredDataSource, HasTheRowsOfTheFileUnderTheSameEdits, ()) {
   RC_ASSERT(rows == Rows(*file));
 }
 
-// As if the parent laid out its rows for its own dictionary, like a filtered source.
+// The rows must be the same as if the parent laid them out for its own dictionary, like a filtered
+// source.
 RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, ()) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));
@@ -99,7 +100,7 @@ RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, (
   RC_ASSERT(rowsOn(passing) == rowsOn(layingOut));
 }
 
-// The selecting variable, the number of the row, is a separate column at the end.
+// The selecting variable is an additional last column with the number of the row.
 RC_GTEST_PROP(FilteredDataSource, HasExactlyTheSelectedRows, ()) {
   const Folder folder;
   const auto uses = *rc::gen::container<std::vector<std::string>>(

@@ -21,7 +21,7 @@ LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
 }
 
-// A number of variables that fills the blocks, so that the next edit must allocate.
+// Inserts as many variables as fill the blocks, so that the next edit must allocate.
 void Fill(ORVX_DataSource& source) {
   for (unsigned int i = 0; i < 512; ++i) {
     source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);
@@ -41,7 +41,7 @@ void SplitBy(ORVX_DataSource& source, const std::vector<int>& indices, bool sepa
   source.SetSplit(static_cast<unsigned int>(indices.size()), indices.data(), separate);
 }
 
-// Longer than the small-string buffer.
+// A set with texts longer than the small-string buffer.
 VariableSetImpl Set(const std::string& name) {
   VariableSetImpl set;
   set.name = name + ", a name that is too long to stand inside a string object";
@@ -205,7 +205,7 @@ TEST(MemoryFault, WhileFilteringCasesLeaksNothing) {
             failuresOfTheFile);
 }
 
-// Its text is longer than the small-string buffer.
+// The text of the number is longer than the small-string buffer.
 TEST(MemoryFault, WhileConvertingANumberToTextAllowsReadingTheNextRow) {
   const Folder folder;
   const auto file =

@@ -123,7 +123,7 @@ TEST(ObsProjector, CutsAStringBetweenCharactersOrPadsIt) {
 }
 
 TEST(ObsProjector, ReadsNoBytesBeyondTheWidthOfAString) {
-  std::vector<OBS> row = Text("12345678");  // of which three are the value
+  std::vector<OBS> row = Text("12345678");  // only the first three bytes are the value
   EXPECT_EQ(Projected({{1, 3}}, row, {{1, 0}}), "123");
   EXPECT_EQ(Projected({{1, 3}}, row, {{1, 5}}), "[123     ]");
 }

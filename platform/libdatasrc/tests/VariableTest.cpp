@@ -77,7 +77,7 @@ TEST(Variable, MovingCopies) {
   ORVX_Variable original = Age();
   const ORVX_Variable target = std::move(original);
 
-  EXPECT_EQ(original, target);  // NOLINT: the promise is that it keeps its value
+  EXPECT_EQ(original, target);  // NOLINT: a moved-from variable keeps its value
 }
 
 TEST(Variable, AssignedToItselfKeepsItsValue) {

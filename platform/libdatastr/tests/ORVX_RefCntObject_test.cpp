@@ -109,8 +109,8 @@ TEST_F(RefCntObject, HasAVirtualDestructor) {
   static_assert(std::has_virtual_destructor_v<ORVX_RefCntObject>);
 }
 
-// Interleaving: all threads start together, so their calls overlap. The first reference is removed
-// last, which deletes the object.
+// Interleaving: all threads start together, so their calls overlap. The initial reference is
+// removed last, which deletes the object.
 TEST_F(RefCntObject, LosesNoCountBetweenThreads) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 20'000;
@@ -135,8 +135,8 @@ TEST_F(RefCntObject, LosesNoCountBetweenThreads) {
 }
 
 // Interleaving: every thread owns one reference and writes its own field before removing it; the
-// last one deletes the object. The thread sanitizer reports a race if the count does not order
-// these.
+// last removal deletes the object. The thread sanitizer reports a race if the count does not order
+// the writes before the deletion.
 TEST_F(RefCntObject, TheDeletingThreadSeesWhatTheOthersWrote) {
   constexpr std::size_t kThreads = 4;
   struct Sum : ORVX_RefCntObject {

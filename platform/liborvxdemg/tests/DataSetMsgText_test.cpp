@@ -54,7 +54,7 @@ Message About(const Arguments&... arguments) {
   return Message(0, kDataset, kSequence, arguments...);
 }
 
-// With the names of a dictionary of "popul", "TVnews" and "age".
+// The text of a message, with names from a dictionary of "popul", "TVnews" and "age".
 std::string Named(const DataSetMsg& message) {
   return message.ToString(&Before());
 }

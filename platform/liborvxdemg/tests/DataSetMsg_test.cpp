@@ -104,7 +104,7 @@ ModifyVarMsg Modify() {
   return {0, kDataset, 12, Age()};
 }
 
-// Records which operation was called.
+// Records which operation of the visitor was called.
 class Witness final : public DataSetMsgVisitor {
  public:
   void Visit(const InsertVarsMsg&) override { seen.push_back("insert"); }

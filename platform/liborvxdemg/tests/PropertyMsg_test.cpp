@@ -431,7 +431,8 @@ INSTANTIATE_TEST_SUITE_P(PropertyMessages, EachPropertyMessage,
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 
-// Checks that the message in `bytes` is rejected at `place` if the count or length there is `lie`.
+// Sets the count or length at `place` to `lie`, and checks that the message in `bytes` is then
+// rejected at that place.
 void ExpectLieRefused(std::string bytes, std::size_t place, char lie) {
   bytes[place] = lie;
   try {

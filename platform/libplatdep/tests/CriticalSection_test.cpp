@@ -53,7 +53,7 @@ TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   EXPECT_EQ(sum, kThreads * kRounds);
 }
 
-// Interleaving: any; as above, after an inner lock is destroyed.
+// Interleaving: any; like the previous test, but after an inner lock is destroyed.
 TEST(CriticalSection, StaysHeldUntilTheOutermostLockIsDestroyed) {
   CriticalSection section;
   int sum = 0;

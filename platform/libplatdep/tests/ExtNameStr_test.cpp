@@ -25,7 +25,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// A separate open file, as in another program.
+// Opens the file separately, like another program.
 class OtherProgram {
  public:
   explicit OtherProgram(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_CLOEXEC)) {}
@@ -192,7 +192,7 @@ TEST_F(ExtNameStrOpening, TwoMayDenyWritingAtTheSameTime) {
 
   second.reset();
 
-  // A process lock would have been released with the second file.
+  // Closing the second file would have released a process lock.
   EXPECT_FALSE(other.LockForWriting());
 }
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-// In an exact allocation, so that the address sanitizer detects a read past the end.
+// Copies the texts to exact allocations, so that the address sanitizer detects a read past the end.
 int Compare(const std::string& left, const std::string& right) {
   const std::vector<char> leftBytes(left.c_str(), left.c_str() + left.size() + 1);
   const std::vector<char> rightBytes(right.c_str(), right.c_str() + right.size() + 1);

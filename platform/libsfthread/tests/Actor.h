@@ -103,7 +103,7 @@ class Actor {
 
   std::atomic<State> state_ = State::Idle;
   std::atomic<pid_t> id_ = 0;
-  int stat_ = -1;  // what the system says about the thread
+  int stat_ = -1;  // the thread's stat file in /proc
   std::function<void()> call_;
   std::jthread thread_;
 };

@@ -1,4 +1,4 @@
-// What every libsfthread must do: the reader/writer lock takes nothing from the heap.
+// Requirements of libsfthread: the reader/writer lock allocates nothing.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>

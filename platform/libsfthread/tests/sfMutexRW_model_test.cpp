@@ -187,7 +187,7 @@ Model Start() {
 // Plans runs until each transition that the remaining calls allow has been in a run.
 class Plan {
  public:
-  // Empty when everything is explored.
+  // Returns an empty run when everything is explored.
   std::vector<Step> NextRun() {
     std::vector<Step> run;
     Model model = Start();
@@ -202,7 +202,7 @@ class Plan {
   std::size_t Tried() const { return tried_.size(); }
 
  private:
-  // A state of the lock and, marked in its remaining calls, the thread that makes the call.
+  // A state of the lock, with the calling thread marked in its remaining calls, and the call.
   using Transition = std::pair<Model, Call>;
 
   struct Node;
@@ -279,13 +279,13 @@ class Stage {
   }
   bool IsTimely() const { return isTimely_; }
 
-  // The readers that wait for the waiting writer are admitted without another call.
+  // Returns whether the readers that wait for the waiting writer are admitted without another call.
   bool ReadersGetIn() {
     model_.LetReadersIn();
     return Agrees();
   }
 
-  // Releases all locks, one by one.
+  // Releases all locks, one by one. Returns whether each release agreed with the model.
   bool EndAll() {
     while (!model_.IsFree()) {
       model_.Unlock();
@@ -401,7 +401,7 @@ std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
 TEST(MutexRWModel, AdmitsEveryReaderWithinTheTimeLimit) {
   const auto runs = RunsToReadersBehindAWaitingWriter();
   ASSERT_FALSE(runs.empty());
-  std::array<Stage, 16> stages;  // which wait side by side
+  std::array<Stage, 16> stages;  // which wait concurrently
   for (std::size_t first = 0; first < runs.size(); first += stages.size()) {
     const std::size_t count = std::min(stages.size(), runs.size() - first);
     for (std::size_t i = 0; i < count; ++i) {

@@ -37,7 +37,7 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// The longest wait; aborts the program if a wait does not end.
+// Records the longest wait; aborts the program if a wait does not end.
 class Waits {
  public:
   template <class Call>
@@ -80,7 +80,7 @@ class Jobs {
     const std::lock_guard guard(mutex_);
     jobs_.push_back(std::move(job));
   }
-  // False if there is none.
+  // Runs one job. Returns false if there is none.
   bool DoOne() {
     std::function<void()> job;
     {
@@ -186,7 +186,7 @@ class Stress {
     EndHereOrElsewhere(guarded.lock, random);
   }
 
-  // On this lock or the other one while the first is held, nested at most four deep.
+  // Acquires a read. While holding it, may read the same or another lock, nested at most four deep.
   void Read(Guarded& guarded, Random& random, int depth) {
     reading.Measure([&] { guarded.lock.readLock(); });
     Look(guarded);

@@ -1,6 +1,6 @@
 // Requirements of libsfthread: the reader/writer lock, and which threads it admits when.
 //
-// The tests detect that a thread waits from outside: it sleeps in the kernel.
+// The tests detect from outside that a thread waits: the thread sleeps in the kernel.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -397,7 +397,7 @@ TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
   EndReads(1);
 }
 
-// Interleaving: as before, but the helper calls tryReadLock() until it succeeds.
+// Interleaving: like the previous test, but the helper calls tryReadLock() until it succeeds.
 TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   Actor reader, helper;
   Read(reader);
@@ -520,7 +520,7 @@ TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   std::jthread([&] { readElsewhere->readLock(); }).join();
   readElsewhere.reset();
 
-  // The sanitizers check the rest; a new lock at that address works.
+  // A new lock at the same address works; the sanitizers check the rest.
   sfMutexRW next;
   EXPECT_TRUE(next.tryWriteLock());
 }
@@ -575,9 +575,9 @@ class Deadline {
   const Clock::time_point end_ = Clock::now() + 5s;
 };
 
-// Interleaving: until the writer calls writeLock(), a reader releases only while the other one
-// reads too. After that each reads again as soon as it has released, so that their reads overlap as
-// far as the lock allows.
+// Interleaving: until the writer calls writeLock(), a reader releases only while the other one also
+// reads. After that, each reader reads again as soon as it has released, so that the reads overlap
+// as far as the lock allows.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileTwoReadersOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -724,7 +724,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile50MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Longer than the first time for which readers are blocked.
+// The reads are longer than the first time for which readers are blocked.
 TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   sfMutexRW lock;
   const OverlappingReaders readers(lock, 3, 200ms, [&](int) {
@@ -737,9 +737,9 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: each of two threads has the other release its reads, so that it always seems to
-// read, and would always be admitted if the lock relied on that. It releases them itself if the
-// other waits for the lock.
+// Interleaving: two threads release each other's reads, so the lock always counts reads for both.
+// If it admitted threads because of that count, both would read forever. A thread releases its read
+// itself if the other thread waits for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};
@@ -751,7 +751,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever
     };
     const auto start = Clock::now();
     if (!std::exchange(isKnown[self], true)) {
-      std::jthread([&] { lock.unlock(); }).join();  // which this thread does not know
+      std::jthread([&] { lock.unlock(); }).join();  // unknown to this thread
       return;
     }
     while (Clock::now() < start + 40ms) {

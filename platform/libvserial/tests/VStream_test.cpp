@@ -48,7 +48,7 @@ std::vector<Number> Extremes() {
   return {Limits::min(), static_cast<Number>(-1), 0, 1, 42, Limits::max()};
 }
 
-// The error text of `read`.
+// The text of the error that `read` throws.
 template <class Read>
 std::string ComplaintOf(std::string_view bytes, Read read) {
   VStream stream(bytes);
@@ -126,7 +126,7 @@ TEST(VStreamRoundTrip, PreservesStringsOfAnyBytes) {
                                                   std::string(100'000, 'x')});
 }
 
-// All operations, with one function for both directions.
+// Has a value for every operation; one function encodes and decodes them.
 struct Everything {
   bool truth = false;
   std::int8_t int8 = 0;
