@@ -245,7 +245,7 @@ TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
 }
 
 // The hook is called under the registry lock, and the other threads do not wait for it.
-TEST(RegistryThreads, RegistryLockIsNotTakenWithoutANoticeNorByRegisterFilter) {
+TEST(RegistryThreads, RegistryLockIsAcquiredNeitherWithoutANoticeNorByRegisterFilter) {
   ServerDataManager registry;
   AskedHook hook, another;
   RecordingRegistryObserver observer;
@@ -280,7 +280,7 @@ TEST(RegistryThreads, RegistryLockIsNotTakenWithoutANoticeNorByRegisterFilter) {
 
 // An observer blocks another dataset's notice, so both threads that could send the creation notice
 // have come as far as possible before either can send it.
-TEST(RegistryThreads, ADatasetIsAnnouncedOnceByConcurrentCalls) {
+TEST(RegistryThreads, ConcurrentCallsSendOneCreationNotice) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);
   SvrDMItemPtr item = registry.GetDataSet(id);

@@ -50,7 +50,7 @@ class TurnsAtTheLock : public testing::Test {
 // --- Who waits ---
 
 // The reader sleeps waiting for the lock before the writer makes its change.
-TEST_F(TurnsAtTheLock, AReaderWaitsForTheWriterAndSeesWhatItWrote) {
+TEST_F(TurnsAtTheLock, AReaderWaitsForTheWriterAndSeesItsChanges) {
   std::string seen;
   auto writer = Writer();
   WatchedThread reading([&] { seen = LabelNow(); });

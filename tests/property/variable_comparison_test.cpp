@@ -110,7 +110,7 @@ class RandomEdits {
 };
 
 // Large enough that a dictionary has many blocks, some of which do not change.
-TEST(VariableComparison, OfLargeDictionariesInWhichLittleChangesAllFollowersAgree) {
+TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
   ForAll(kRuns / 100, [] {
     Followed followed;
     RandomEdits edits(followed, *rc::gen::arbitrary<unsigned int>());

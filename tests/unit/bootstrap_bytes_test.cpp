@@ -224,7 +224,7 @@ TEST(BootstrapBytes, OfAnotherVersionSwappedChangeNothing) {
   EXPECT_EQ(All(specs), All(Specs()));
 }
 
-TEST(BootstrapBytes, OfAnotherVersionMayEndAfterIt) {
+TEST(BootstrapBytes, OfAnotherVersionMayEndAfterTheVersion) {
   Specs specs = FullBootstrapSpecs();
   Serializer::deserializeSpecs(With(kVersionAt, 2U, kNative).substr(0, 6), specs);
   EXPECT_EQ(All(specs), All(FullBootstrapSpecs()));

@@ -227,12 +227,12 @@ TEST(BootstrapDisplay, DoesNotShowSplitEndsAndCaseStatistics) {
   EXPECT_EQ(Displayed(specs), Displayed(Specs()));
 }
 
-TEST(BootstrapDisplay, ReturnsTheStreamItWasGiven) {
+TEST(BootstrapDisplay, ReturnsItsStream) {
   std::ostringstream stream;
   EXPECT_EQ(&Specs().Display(stream), &stream);
 }
 
-TEST(BootstrapDisplay, ShowsNumbersInTheStreamsOwnFormattingAndKeepsIt) {
+TEST(BootstrapDisplay, UsesAndKeepsTheNumberFormatOfTheStream) {
   Specs specs;
   specs.SetStrataVarList({255});
   std::ostringstream stream;

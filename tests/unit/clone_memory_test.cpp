@@ -60,7 +60,7 @@ TEST(FullMemoryInAClone, AdoptDeletesTheSourceIfAnyAllocationFails) {
   EXPECT_GT(failures, 3);
 }
 
-TEST(FullMemoryInAClone, AFailedCopyLeavesTheChainToTheOthers) {
+TEST(FullMemoryInAClone, AFailedCopyLeavesTheChainToTheOtherCopies) {
   int deaths = 0;
   {
     const auto clone = SvrDMCloneDataSource::Adopt(SourceOnAParent(deaths));

@@ -457,7 +457,7 @@ TEST_F(FilterOnAnEditedClone, LeavesOutValuesThatTheCloneDeclaresMissing) {
   EXPECT_THAT(RowsSelectedBy("use"), ElementsAre("1 1 [77      ] "));
 }
 
-TEST_F(FilterOnAnEditedClone, ReadsThroughACloneOfTheCloneToo) {
+TEST_F(FilterOnAnEditedClone, AlsoReadsThroughACloneOfTheClone) {
   Move(2, 0);
   clone = SvrDMCloneDataSource::Adopt(std::move(clone));
   clone->GetVariable(0).SetType(2);

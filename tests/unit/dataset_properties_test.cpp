@@ -346,14 +346,14 @@ TEST_F(FileSpecification, SuppressedIsReportedAfterTheSuppressionEnds) {
   EXPECT_EQ(item.FileName(), "/second.csv");
 }
 
-TEST_F(FileSpecification, SuppressedIsPendingWithoutASavedFileToo) {
+TEST_F(FileSpecification, SuppressedIsPendingEvenWithoutASavedFile) {
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/second.csv");
   view.Update();
   EXPECT_STREQ(View().GetFileSpec(), "");
 }
 
-TEST_F(FileSpecification, OtherThanTheSuppressedIsReported) {
+TEST_F(FileSpecification, DifferentFromTheSuppressedNameIsReported) {
   UseSavedFile();
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/third.csv");
@@ -1139,7 +1139,7 @@ TEST_F(AnsweredSplit, ShortIsReadOnlyUpToItsLength) {
 }
 
 // The remaining split variables are equal; only their number shows that the view lost one.
-TEST_F(AnsweredSplit, WithADeletedVariableIsReportedOncePossible) {
+TEST_F(AnsweredSplit, WithADeletedVariableIsReportedInTheNextUpdate) {
   Answers().split = {Id("A"), Id("B")};
   Settle();
   Source().DeleteVariables(1, 1);

@@ -138,7 +138,7 @@ TEST(DictionaryDigest, DiffersIfAnythingInMessagesDiffers) {
   }
 }
 
-TEST(DictionaryDigest, EqualsTheMirrors) {
+TEST(DictionaryDigest, EqualsTheDigestOfTheMirror) {
   for (const State& state : DifferentStates()) {
     const auto source = Made(state);
     DictionaryMirror mirror;

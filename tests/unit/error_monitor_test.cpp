@@ -186,7 +186,7 @@ TEST(InteractiveErrorMonitor, ReportsWarningsAgainAfterAFailedSend) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("first", "third"));
 }
 
-TEST(InteractiveErrorMonitor, ReportsThroughTheInterfaceToo) {
+TEST(InteractiveErrorMonitor, AlsoReportsThroughTheInterface) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   ErrorMonitor& sink = monitor;

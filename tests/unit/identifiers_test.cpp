@@ -122,7 +122,7 @@ TEST(LocallyUniqueIDGenerator, StartsWithTheFirstSerialAndCounts) {
   EXPECT_EQ(generator.Next().Word(), 0x00000020U);
 }
 
-TEST(LocallyUniqueIDGenerator, RepeatsSerialsAfter28Bits) {
+TEST(LocallyUniqueIDGenerator, RepeatsSerialsAfter2ToThe28Calls) {
   LocallyUniqueIDGenerator generator(3, 0x0FFFFFFF);
 
   EXPECT_EQ(generator.Next(), LocallyUniqueID(3, 0x0FFFFFFF));

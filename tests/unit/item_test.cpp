@@ -558,7 +558,7 @@ TEST(SvrDMItem, MakesAWriterWaitForAReader) {
 }
 
 // An oddity that is kept: the flag of a failed try is never cleared.
-TEST(SvrDMItem, NeverReleasesItsLockOnceATryForTheWriteLockHasFailed) {
+TEST(SvrDMItem, NeverReleasesItsLockAfterAFailedTryForTheWriteLock) {
   SvrDMItem item = Item(nullptr);
   ASSERT_TRUE(item.AcquireWriteLock(/*tryOnly=*/false));
 
@@ -572,7 +572,7 @@ TEST(SvrDMItem, NeverReleasesItsLockOnceATryForTheWriteLockHasFailed) {
   EXPECT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
 }
 
-TEST(SvrDMItem, NeverReleasesALockTakenAfterTheFailedTryEither) {
+TEST(SvrDMItem, NeverReleasesALockAcquiredAfterAFailedTry) {
   SvrDMItem item = Item(nullptr);
   ASSERT_TRUE(item.AcquireReadLock(false));
   ASSERT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
@@ -755,7 +755,7 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOld) {
   EXPECT_EQ(fileno(item.lockedFile_), descriptor);
 }
 
-TEST_F(SavedFile, OfANameThatDiffersByCaseOnlyIsAnotherFile) {
+TEST_F(SavedFile, WithANameThatDiffersOnlyByCaseIsAnotherFile) {
   SvrDMItem item = Item(nullptr, path_);
   const std::string other = folder_.Write("Survey.tsv");
 
@@ -1039,7 +1039,7 @@ class MangledPassword : public testing::Test {
   const std::string path_ = folder_.Write("survey.tsv");
 };
 
-TEST_F(MangledPassword, IsAsSetWithThePasswordWithoutASavedFile) {
+TEST_F(MangledPassword, WithoutASavedFileIsTheValueSetWithThePassword) {
   SvrDMItem empty = Item(nullptr);
   SvrDMItem dictionary = Item(Dictionary("A").release());
   EXPECT_FALSE(empty.PasswordMangled());

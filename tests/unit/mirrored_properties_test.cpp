@@ -245,7 +245,7 @@ TEST(MirroredProperties, TrendsInformationIsReplacedAsAWhole) {
   EXPECT_EQ(*mirror.Dictionary().GetTrendsInfo(), trends);
 }
 
-TEST(MirroredProperties, SetsComeAsExtensions) {
+TEST(MirroredProperties, SetsAreReceivedAsExtensions) {
   DictionaryMirror mirror;
   const std::vector<VariableSetImpl> sets{Set("media", {Id("A"), Id("B")}), Set("rest", {})};
   const std::vector<VariableSetImpl> mrSets{Set("read", {Id("C")})};
@@ -261,7 +261,7 @@ TEST(MirroredProperties, SetsComeAsExtensions) {
   EXPECT_TRUE(mirror.Dictionary().GetMRSets().empty());
 }
 
-TEST(MirroredProperties, AttributesComeAsAnExtension) {
+TEST(MirroredProperties, AttributesAreReceivedAsAnExtension) {
   DictionaryMirror mirror;
   DatasourceAttributes attributes;
   attributes.Set("source", {"national survey", "1996"});

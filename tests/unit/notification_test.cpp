@@ -212,7 +212,7 @@ TEST_F(Notification, AQuietDatasetWithoutObserversIsNotCompared) {
                            Inserted("C").AtEnd(), Inserted("D").AtEnd());
 }
 
-TEST_F(Notification, AnAnnouncedDatasetWithoutObserversIsNotCompared) {
+TEST_F(Notification, ADatasetWithoutObserversIsNotComparedAfterItsCreationNotice) {
   ASSERT_TRUE(Item()->NotifiedCreation());
   Append("C");
 
@@ -225,7 +225,7 @@ TEST_F(Notification, AnAnnouncedDatasetWithoutObserversIsNotCompared) {
                            Inserted("C").AtEnd());
 }
 
-TEST_F(Notification, ADatasetStillToBeAnnouncedIsComparedWithoutObservers) {
+TEST_F(Notification, ADatasetWithAPendingCreationNoticeIsComparedWithoutObservers) {
   id = registry.AddEmpty(/*quiet=*/false);
   Write(registry, id, [](SvrDMWriteableDataSource& writer) {
     writer.SetDataSet(support::Dictionary("A").release());
@@ -251,7 +251,7 @@ TEST_F(Notification, AWriteWithoutChangesNotifiesNobody) {
 
 // --- Creation notices ---
 
-TEST_F(Notification, AnEmptyDatasetIsAnnouncedOnceWhenAWriterHasGivenItASource) {
+TEST_F(Notification, AnEmptyDatasetHasOneCreationNoticeAfterAWriterSetASource) {
   RecordingRegistryObserver registryObserver;
   registry.Register(registryObserver);
   id = registry.AddEmpty(/*quiet=*/false);
@@ -267,7 +267,7 @@ TEST_F(Notification, AnEmptyDatasetIsAnnouncedOnceWhenAWriterHasGivenItASource) 
   registry.Unregister(registryObserver);
 }
 
-TEST_F(Notification, AQuietDatasetIsNeverAnnounced) {
+TEST_F(Notification, AQuietDatasetHasNoCreationNotice) {
   RecordingRegistryObserver registryObserver;
   registry.Register(registryObserver);
   id = registry.AddEmpty(/*quiet=*/true);
@@ -282,7 +282,7 @@ TEST_F(Notification, AQuietDatasetIsNeverAnnounced) {
   registry.Unregister(registryObserver);
 }
 
-TEST_F(Notification, AnEmptyQueueAnnouncesNothing) {
+TEST_F(Notification, AnEmptyQueueSendsNoCreationNotice) {
   RecordingRegistryObserver registryObserver;
   registry.Register(registryObserver);
   id = registry.AddEmpty(/*quiet=*/false);
@@ -298,7 +298,7 @@ TEST_F(Notification, AnEmptyQueueAnnouncesNothing) {
   registry.Unregister(registryObserver);
 }
 
-TEST_F(Notification, WithoutASourceAFullQueueAnnouncesNothing) {
+TEST_F(Notification, QueuedMessagesSendNoCreationNoticeWithoutASource) {
   int deaths = 0;
   id = registry.AddEmpty(/*quiet=*/false);
 
@@ -347,7 +347,7 @@ TEST_F(Notification, ARegistryObserverMayRegisterForTheSamePass) {
   registry.Unregister(registryObserver);
 }
 
-TEST_F(Notification, AnAnnouncedDatasetStaysAnnounced) {
+TEST_F(Notification, SettingNotifiedCreationTwiceKeepsItSet) {
   SvrDMItem item(LocallyUniqueID(0, 1), nullptr, &registry, 0, "", /*notifyDelete=*/true);
   EXPECT_TRUE(item.NotifyDelete());
   EXPECT_FALSE(item.NotifiedCreation());

@@ -482,7 +482,7 @@ TEST_F(WriterHandle, AFailedTryLeavesTheLockHeldForever) {
   reading.Join();
 }
 
-TEST_F(WriterHandle, AfterAFailedTryNoLaterHandleReleasesItsLockEither) {
+TEST_F(WriterHandle, AfterAFailedTryLaterHandlesNeverReleaseTheirLock) {
   auto holder = Writer();
   EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
   holder.reset();
@@ -638,7 +638,7 @@ TEST(HandleTypes, ReadersAndWritersCannotBeCopiedButPlainHandlesCan) {
   EXPECT_TRUE(std::is_copy_constructible_v<SvrDMDataset>);
 }
 
-TEST(HandleTypes, AWriterIsAReaderIsADatasetAndNoneThrowsWhenDestroyed) {
+TEST(HandleTypes, WritersAreReadersReadersAreDatasetsAndNoDestructorThrows) {
   EXPECT_TRUE((std::is_base_of_v<SvrDMInputDataSource, SvrDMWriteableDataSource>));
   EXPECT_TRUE((std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>));
   EXPECT_TRUE(std::is_nothrow_destructible_v<SvrDMInputDataSource>);

@@ -198,7 +198,7 @@ TEST_F(RegistryTest, ASecondDatasetWithAFileNameKeepsItOnlyAsItsSuppressedName) 
   EXPECT_EQ(second->SuppressedFileName(), "/DATA/SURVEY");
 }
 
-TEST_F(RegistryTest, AFileNameIsFreeAgainOnceItsDatasetIsDeleted) {
+TEST_F(RegistryTest, AFileNameIsFreeAfterItsDatasetIsDeleted) {
   const LocallyUniqueID first = Add("survey");
   Add("survey");
   registry_.Delete(first);
@@ -245,7 +245,7 @@ TEST_F(RegistryTest, FileNamesIgnoreCaseOutsideAscii) {
   EXPECT_EQ(second->SuppressedFileName(), "/data/ΔΟΚΙΜΗ.tsv");
 }
 
-TEST_F(RegistryTest, TheEmptyFileNameIsInUseOnceADatasetHasIt) {
+TEST_F(RegistryTest, TheEmptyFileNameIsInUseIfADatasetHasIt) {
   EXPECT_FALSE(registry_.data_->FileNameInUse(""));
   Add("survey");
   EXPECT_FALSE(registry_.data_->FileNameInUse(""));
@@ -268,7 +268,7 @@ TEST_F(RegistryTest, AnUnknownIdentifierThrowsError2001WithoutAText) {
   }
 }
 
-TEST_F(RegistryTest, ADeletedDatasetIsNotFoundButAHandleMadeBeforeStillWorks) {
+TEST_F(RegistryTest, ADeletedDatasetIsNotFoundButItsEarlierHandlesStillWork) {
   int deaths = 0;
   const LocallyUniqueID id = registry_.Add(*new CountedSource(deaths), "survey", false);
   {
@@ -548,7 +548,7 @@ TEST_F(RegistryTest, AQuietDatasetIsNeverReported) {
   EXPECT_THAT(observer.notices, IsEmpty());
 }
 
-TEST_F(RegistryTest, AnEmptyDatasetIsReportedAsCreatedOnceItHasASource) {
+TEST_F(RegistryTest, AnEmptyDatasetIsReportedAsCreatedWhenItGetsASource) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
   SvrDMItemPtr item = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/false));
@@ -943,7 +943,7 @@ TEST_F(RegistryTest, AFailedAddLeavesSourcesToHookAndCaller) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(RegistryTest, OutOfMemoryPostponesTheAnnouncement) {
+TEST_F(RegistryTest, OutOfMemoryPostponesTheCreationNotice) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = registry_.AddEmpty(false);
   SvrDMItemPtr item = registry_.GetDataSet(id);
@@ -1112,7 +1112,7 @@ class SilentObserver : public ServerDataManagerObserver {
   int created = 0;
 };
 
-TEST_F(HandedOverSource, IsNotRegisteredIfTheAnnouncementCannotBeAllocated) {
+TEST_F(HandedOverSource, IsNotRegisteredIfTheNoticeCannotBeAllocated) {
   SilentObserver observer;
   registry_.Register(observer);
   int failures = 0;

@@ -123,7 +123,7 @@ TEST_F(StepsOfHandles, AFailedTryNeverUnlocks) {
                                  "reader counted with -1 readers, 1 writers"));
 }
 
-TEST_F(StepsOfHandles, TheRegistryNeverTakesTheLockOfADataset) {
+TEST_F(StepsOfHandles, TheRegistryNeverAcquiresTheLockOfADataset) {
   registry.GetDataSet(id);
   registry.GetDataSet("");
   registry.GetAllDatasets();

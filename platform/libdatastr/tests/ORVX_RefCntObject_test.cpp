@@ -137,7 +137,7 @@ TEST_F(RefCntObject, LosesNoCountBetweenThreads) {
 // Interleaving: every thread owns one reference and writes its own field before removing it; the
 // last removal deletes the object. The thread sanitizer reports a race if the count does not order
 // the writes before the deletion.
-TEST_F(RefCntObject, TheDeletingThreadSeesWhatTheOthersWrote) {
+TEST_F(RefCntObject, TheDeletingThreadSeesTheWritesOfOtherThreads) {
   constexpr std::size_t kThreads = 4;
   struct Sum : ORVX_RefCntObject {
     explicit Sum(int& result) : result_(result) {}

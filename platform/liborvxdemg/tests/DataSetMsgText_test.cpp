@@ -131,7 +131,7 @@ TEST(TextOfAMessage, NamesAModifiedVariable) {
             "modified variable \"x\"");
 }
 
-TEST(TextOfAMessage, SaysHowAVariableWasModified) {
+TEST(TextOfAMessage, ListsTheChangesOfAModifiedVariable) {
   ORVX_Variable after(kAgeID, "years");
   after.SetLabel("Age in years");
   EXPECT_EQ(Named(About<ModifyVarMsg>(after)),

@@ -133,7 +133,7 @@ TEST(DataSetMsg, HasTheThreeCommonFields) {
   EXPECT_EQ(message.GetCaseSequence(), 4000000000U);
 }
 
-TEST(DataSetMsg, CannotBeAssignedToOnceBuilt) {
+TEST(DataSetMsg, CannotBeAssignedTo) {
   EXPECT_FALSE(std::is_copy_assignable_v<InsertVarsMsg>);
   EXPECT_FALSE(std::is_copy_assignable_v<ModifyVarMsg>);
 }

@@ -77,7 +77,7 @@ TEST_F(DifferencesOfVariables, ValuesAreShownAsTheyAre) {
                           "attributes: none -> {source = \"form\" \"page 2\"}"));
 }
 
-TEST(DictionaryText, ANumberHasNoExponentWhereOneReadsItEasily) {
+TEST(DictionaryText, NumbersOfOrdinarySizeHaveNoExponent) {
   EXPECT_EQ(DictionaryText::Number(0), "0");
   EXPECT_EQ(DictionaryText::Number(-0.0), "-0");
   EXPECT_EQ(DictionaryText::Number(100000), "100000");

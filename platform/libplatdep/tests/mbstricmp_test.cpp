@@ -57,7 +57,7 @@ TEST(CaselessCompare, TheFinalSigmaIsASigma) {
   EXPECT_TRUE(AreEqual("ΟΔΟΣ", "οδοσ"));
 }
 
-TEST(CaselessCompare, LettersOutsideTheBasicPlaneFold) {
+TEST(CaselessCompare, FoldsLettersOutsideTheBasicPlane) {
   EXPECT_TRUE(AreEqual("\U00010400", "\U00010428"));
 }
 
