@@ -24,7 +24,7 @@ class LocallyUniqueID {
   constexpr LocallyUniqueID() noexcept = default;
 
   // Bits of `domain` above the low 4 and bits of `serial` above the low 28 are dropped silently, so
-  // (15, 0x0FFFFFFF) is the null identifier too.
+  // (15, 0x0FFFFFFF) is also the null identifier.
   constexpr LocallyUniqueID(unsigned int domain, unsigned int serial) noexcept
       : word_(serial << kDomainBits | (domain & kDomainMask)) {}
 

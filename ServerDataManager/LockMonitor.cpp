@@ -1,9 +1,9 @@
 // The records of the lock monitor: one table per thread, written only by that thread.
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
-// the tables, a thread sets kPaused, then waits for the busy tables. Between its two steps a writer
-// needs no memory barrier: the pause runs one on every thread of the process (membarrier). If the
-// kernel has no membarrier, kFences makes every writer run its own.
+// the tables, a thread sets kPaused, then waits for the busy tables. A writer needs no memory
+// barrier between its two steps, because the pausing thread makes every thread of the process run
+// one (membarrier). If the kernel has no membarrier, kFences makes every writer run its own.
 
 #include <ServerDataManager/LockMonitor.h>
 
@@ -114,7 +114,7 @@ Monitor& TheMonitor() {
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 
-// Checked before each write: zero lets the thread write at once.
+// Flags that are checked before each write; if none is set, the thread writes immediately.
 constexpr unsigned int kPaused = 1, kFences = 2;
 constinit std::atomic<unsigned int> gate{kFences};
 
@@ -214,7 +214,8 @@ ThreadLocks* NewTable() {
   return ownTable;
 }
 
-// Null if out of memory, and after the thread's table was freed at thread exit.
+// Returns the calling thread's table; null if memory runs out, or after the table was freed at
+// thread exit.
 inline ThreadLocks* OwnTable() noexcept {
   return ownTable != nullptr ? ownTable : MakeOwnTable();
 }
@@ -229,7 +230,7 @@ inline ThreadLocks* OwnTable() noexcept {
   }
 }
 
-// Appends an empty record, which the caller fills in. Null if out of memory.
+// Appends an empty record, which the caller fills in. Returns null if memory runs out.
 inline Record* NewHold(ThreadLocks& table) noexcept {
   if (table.holds.size() == table.holds.capacity() && !MakeRoomForHolds(table)) return nullptr;
   return &table.holds.emplace_back();
@@ -389,7 +390,7 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   return true;
 }
 
-// For the calling thread's table; a report may mark the wait as reported at any time.
+// Call it only with the calling thread's table. A report may mark the wait as reported at any time.
 bool WasTooLong(ThreadLocks& table) {
   const Edit edit(table);
   return IsTooLong(table, Now());

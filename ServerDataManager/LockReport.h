@@ -80,7 +80,7 @@ struct LockIncident {
   // `wait.thread` waits for `wait.lock`, which `blocker.thread` holds. In a deadlock, the blocker
   // of each step waits in the next step, and the blocker of the last step waits in the first; a
   // thread that waits for itself is a deadlock of one step. The blocker of a long wait is one of
-  // the holders; its thread number is 0 if nobody holds the lock any more.
+  // the holders; its thread number is 0 if no thread holds the lock any more.
   struct Step {
     LockReport::Entry wait;
     LockReport::Entry blocker;

@@ -13,7 +13,7 @@ class SvrDMItem;
 // A member of an item, initially empty, compared in each notification pass.
 //
 // Threads: not safe; Update and SetBulkVarMoves run on the thread that holds the item's write lock,
-// Update with its notification mutex held as well.
+// Update also with its notification mutex held.
 class SDM_EXPORT SvrDMObserverView {
  public:
   // Borrows the item, which owns this view. The first Update reports the whole dictionary.

@@ -14,7 +14,7 @@
 #include <vector>
 
 // The list of items is guarded by the leaf lock, because exit empties it under the leaf lock alone.
-// To keep it unchanged between two operations, hold the registry lock as well.
+// To keep it unchanged between two operations, also hold the registry lock.
 struct SDM_HIDDEN ServerDataManager::Data {
   // Holds the registry lock for a scope.
   struct SDM_SCOPED_CAPABILITY Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
@@ -90,9 +90,9 @@ struct SDM_HIDDEN ServerDataManager::Data {
   ServerDataManager* owner;
 
   // A notice in progress, to the observers that are registered when it begins. Observers may
-  // register, unregister and delete datasets during the notice. An observer that is unregistered is
+  // register, unregister and delete datasets during the notice. An unregistered observer is
   // skipped. An observer that is registered during the notice, even at the address of an
-  // unregistered one, is called from the next notice on.
+  // unregistered observer, is first called in the next notice.
   class Notice {
    public:
     explicit Notice(const Data& data) SDM_REQUIRES(data.lock);

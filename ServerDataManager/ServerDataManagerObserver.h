@@ -13,15 +13,16 @@
 //
 // A creation notice may come from a notification pass. That thread holds the dataset's write lock,
 // so the observer must not create a handle that locks the dataset. It may register and unregister
-// dataset observers, also on the created dataset; but not on a dataset whose observers call the
-// registry while another thread releases a writer of it: that may deadlock. It must not delete a
-// dataset inside every notice of that dataset's deletion, which would recurse forever.
+// dataset observers, even on the created dataset. But if the observers of a dataset call the
+// registry, registering on that dataset may deadlock while another thread releases a writer of it.
+// A registry observer must not delete a dataset inside every notice of that dataset's deletion,
+// which would recurse forever.
 //
-// Threads: called on the thread that adds, announces or deletes the dataset, with the registry lock
-// held. An observer may call the registry on that thread, also to register, unregister, delete or
-// clear. A notice in progress skips unregistered observers; an observer that is registered during
-// it, even at the address of an unregistered one, is called from the next notice on. An observer
-// must not wait for another thread that needs the registry.
+// Threads: called on the thread that adds or deletes the dataset or runs its notification pass,
+// with the registry lock held. An observer may call the registry on that thread, even to register,
+// unregister, delete or clear. A notice in progress skips unregistered observers; an observer that
+// is registered during a notice, even at the address of an unregistered observer, is first called
+// in the next notice. An observer must not wait for another thread that needs the registry.
 class SDM_EXPORT ServerDataManagerObserver {
  public:
   virtual ~ServerDataManagerObserver() = default;

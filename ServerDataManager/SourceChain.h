@@ -11,8 +11,8 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// Whether `ancestor` is `child` itself or one of its parents. Null is a child of null, and no other
-// source is.
+// Whether `ancestor` is `child` itself or one of its parents. Null is a child of null only, and
+// null has no other child.
 //
 // Threads: not safe while another thread changes the chain.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);

@@ -22,9 +22,9 @@ class SDM_EXPORT SvrDMDataSetObserver {
  public:
   // Called when a notification pass has messages to deliver. `writer` gives access to the queued
   // messages, in order (GetNotifications; an entry is null if a writer queued null), and to the
-  // data source; both are borrowed for the call. Must not throw: while a writer is destroyed, that
-  // ends the process. Must not register or unregister observers of this dataset, or create a handle
-  // that locks it: both deadlock.
+  // data source; both are borrowed for the call. Must not throw: an exception ends the process if a
+  // writer is being destroyed. Must not register or unregister observers of this dataset, or create
+  // a handle that locks the dataset: both deadlock.
   //
   // May lock other datasets, but only in one order for the whole program, for example those with a
   // higher identifier. An observer of A that writes B, and an observer of B that writes A,

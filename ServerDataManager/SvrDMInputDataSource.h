@@ -18,8 +18,8 @@ class ORVX_DataSource;
 //
 // Threads: may be constructed on one thread and destroyed on another. A new reader waits only
 // briefly for a waiting writer (see libsfthread/sfMutexRW.h). So a thread with a reader may create
-// another on the same dataset, and may wait for threads that do. A thread that holds a writer of
-// the dataset and creates a reader deadlocks.
+// another reader of the same dataset, and may wait for threads that do so. A thread that holds a
+// writer of the dataset and creates a reader deadlocks.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  protected:
   // For TryRead and TryWrite, which construct the handle after acquiring the lock.

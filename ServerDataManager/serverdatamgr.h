@@ -89,8 +89,8 @@ class SDM_EXPORT ServerDataManager {
   LocallyUniqueID Add(ORVX_DataSource& ds, const std::string& name, const std::string& password,
                       bool passwordFlag, bool quiet);
 
-  // Registers the dataset under `id`, with `caseSequence` as the start of its case sequence. First
-  // deletes the first dataset that has this identifier. The generator of identifiers is not
+  // Registers the dataset under `id`, with `caseSequence` as the start of its case sequence. Before
+  // that, deletes the first dataset that has this identifier. The generator of identifiers is not
   // adjusted: it may return `id` later, and two datasets then share it.
   void Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name, bool quiet,
            LocallyUniqueID id, unsigned int caseSequence);
@@ -115,8 +115,9 @@ class SDM_EXPORT ServerDataManager {
   std::vector<SvrDMDataset> GetAllDatasets() const;
 
   // Whether the saved file `name` (ignoring case) was changed on disk by another program since its
-  // dataset opened it. If several datasets have that file name, the last one registered answers;
-  // false if none has it. For undetected changes, see SvrDMItem::SavFileExternallyChanged.
+  // dataset opened it. If several datasets have that file name, the result is for the last one
+  // registered; false if none has it. For undetected changes, see
+  // SvrDMItem::SavFileExternallyChanged.
   // Threads: not while another thread writes a dataset with that file name, as it may close the
   // file.
   bool SavFileExternallyChanged(const std::string& name) const;

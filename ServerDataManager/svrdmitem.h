@@ -208,9 +208,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: the thread that holds the write lock.
   void BulkVarMoves(bool bulk);
 
-  // Whether registry observers are notified of this dataset, and whether they were notified of its
-  // creation. SetNotifiedCreation returns true to only one of several threads; if that thread then
-  // cannot notify, it calls ClearNotifiedCreation.
+  // NotifyDelete: whether registry observers are notified of this dataset. NotifiedCreation:
+  // whether they were notified of its creation. SetNotifiedCreation returns true to only one of
+  // several threads; if that thread then cannot notify, it calls ClearNotifiedCreation.
   // Threads: any.
   bool NotifyDelete() const;
   bool NotifiedCreation();

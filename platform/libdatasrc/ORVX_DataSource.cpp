@@ -310,7 +310,8 @@ const ORVX_TrendsInfo* ORVX_DataSource::GetTrendsInfo() const {
 const std::vector<VariableSetImpl>& ORVX_DataSource::GetMRSets() const {
   return data_->mrSets;
 }
-// Copies first, then moves: if the copy throws, the current sets are unchanged. Likewise below.
+// Copies first, then moves: if the copy throws, the current sets are unchanged. The setters below
+// do the same.
 void ORVX_DataSource::SetMRSets(const std::vector<VariableSetImpl>& sets) {
   data_->mrSets = std::vector<VariableSetImpl>(sets);
 }

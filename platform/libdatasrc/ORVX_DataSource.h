@@ -111,8 +111,7 @@ class SDM_EXPORT ORVX_DataSource {
 
   // --- snapshots ---
   // A snapshot is a dictionary whose variables are repeatedly made equal to those of another
-  // dictionary. The cost of these operations depends on the number of changes, not on the length of
-  // the list.
+  // dictionary. These operations find the differences without comparing every variable.
 
   // Adjacent variables of the dictionary, valid until it is next edited. Blocks with the same
   // stamp, other than 0, have equal variables in the same order, even in different dictionaries.

@@ -15,8 +15,8 @@
 // assignment copies it. An object is shareable until MarkUnshareable().
 //
 // Threads: AddReference, RemoveReference, IsShared and ReferenceCount: any, while a reference
-// exists. What a thread did to the object before it removed its reference happens before the
-// deletion, and before another thread sees IsShared() return false.
+// exists. A thread's accesses to the object before it removes its reference happen before the
+// deletion, and before IsShared() returns false on another thread.
 class SDM_EXPORT ORVX_RefCntObject {
  public:
   ORVX_RefCntObject() noexcept = default;

@@ -265,7 +265,7 @@ void MakeIteratorOf(const ORVX_DataSource& source) {
   const std::unique_ptr<ObsIterator> rows(source.MakeIterator(&cell));
 }
 
-// A dataset whose source is a clone.
+// Adds a dataset whose source is a clone of a JobAtEachIterator with this job.
 LocallyUniqueID AddClone(ServerDataManager& registry, std::function<void()> job) {
   auto source = std::make_unique<JobAtEachIterator>(std::move(job));
   return registry.Add(*SvrDMCloneDataSource::Adopt(std::move(source)).release(), "",

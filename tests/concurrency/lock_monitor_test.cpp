@@ -1,6 +1,6 @@
-// The lock monitor: its reports, and the deadlocks and long waits that it detects. The test
-// resolves a deadlock by releasing one of the locks itself. If that is not possible, the deadlock
-// is in a child process, which the handler ends.
+// The lock monitor: its reports, and the deadlocks and long waits that it detects. A test resolves
+// a deadlock by releasing one of the locks itself. If that is not possible, the deadlock occurs in
+// a child process, which the handler ends.
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>

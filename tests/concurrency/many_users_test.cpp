@@ -43,8 +43,8 @@ int CountIn(const ORVX_DataSource& source) {
   return std::stoi(source.GetVariable(0).GetLabel());
 }
 
-// Between writes, a dictionary has its first variable and pairs of variables with the same label;
-// within a write it does not.
+// Between writes, a dictionary consists of its first variable and pairs of variables with equal
+// labels; during a write it may not.
 bool IsWhole(const ORVX_DataSource& source) {
   if (source.ColumnCount() % 2 == 0) return false;
   for (int i = 1; i < source.ColumnCount(); i += 2) {

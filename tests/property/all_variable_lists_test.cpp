@@ -74,7 +74,7 @@ class Definitions {
 class Tour {
  public:
   // `lists` starts with the empty list. With `redefined`, every step changes all definitions, so
-  // that remaining variables are modified too.
+  // that remaining variables are also modified.
   Tour(const std::vector<List>& lists, bool redefined)
       : lists_(lists), redefined_(redefined), made_(lists.size() * lists.size()) {}
 

@@ -377,7 +377,7 @@ TEST(BootstrapCheck, RejectsEmptyInput) {
 // are reported at the count.
 struct FullField {
   std::size_t end;
-  Check::Finding finding;  // where the bytes end within the field
+  Check::Finding finding;  // if the bytes end within the field
   std::size_t offset;
 };
 

@@ -877,7 +877,7 @@ TEST_F(Properties, AChangedDefinitionOverridesAClearedDirtyFlag) {
   EXPECT_TRUE(Source().IsDirty());
 }
 
-// --- Everything at once ---
+// --- All changes in one write ---
 
 class Everything : public Properties {
  protected:

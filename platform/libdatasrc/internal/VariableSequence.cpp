@@ -11,7 +11,7 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr int kGroup = 16;  // words that VariableBlock::Find compares at once
+constexpr int kGroup = 16;  // words that VariableBlock::Find compares together
 static_assert(VariableBlock::kCapacity % kGroup == 0);
 
 Stamp NextStamp() noexcept {

@@ -190,7 +190,7 @@ class VariableSequence {
   void ShareStamps(VariableSequence& other) noexcept;
 
   std::function<void(LocallyUniqueID)> onRemove_;
-  std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null where the slot is free
+  std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null if the slot is free
   std::vector<int> freeSlots_;                          // its capacity suffices for all slots
   std::vector<Run> runs_;    // the blocks in order; none is empty; all but a single one have room
                              // for kCapacity variables

@@ -1,4 +1,5 @@
-// Each allocation fails in turn: an operation throws and changes nothing, or succeeds.
+// Each allocation of an operation fails in turn: the operation throws and changes nothing, or
+// succeeds.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>

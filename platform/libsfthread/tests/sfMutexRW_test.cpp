@@ -737,9 +737,9 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads release each other's reads, so the lock always counts reads for both.
-// If it admitted threads because of that count, both would read forever. A thread releases its read
-// itself if the other thread waits for the lock.
+// Interleaving: two threads release each other's reads, so that each thread always seems to hold a
+// read. If the lock always admitted such threads, the writer would wait forever. A thread releases
+// its own read if the other thread waits for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};
