@@ -143,7 +143,7 @@ void TakeTheDigestForTheFirstTime(benchmark::State& state) {
 }
 BENCHMARK(TakeTheDigestForTheFirstTime)->Arg(1'000);
 
-// With a digester that caches the variables of the previous call.
+// Uses a digester that caches the variables of the previous call.
 void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {
   Dictionary dictionary(state);
   ORVX_DataSource& source = *dictionary.dataset.Item()->DataSource();

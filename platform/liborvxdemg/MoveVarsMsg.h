@@ -22,7 +22,7 @@ class SDM_EXPORT MoveVarsMsg final : public MessageGlue<MoveVarsMsg, DataSetMsg>
   MoveVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
               std::vector<int> positions, int target);
 
-  // In the list before the removal.
+  // Positions in the list before the removal.
   const std::vector<int>& GetPositions() const { return positions_; }
   // In the list after the removal: the new position of the first moved variable.
   int GetTarget() const { return target_; }

@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// The client drops them and reads them again.
+// The client drops its case data and reads the cases again.
 class SDM_EXPORT ResetClientDataMsg final : public MessageGlue<ResetClientDataMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ResetClientDataMsg"; }

@@ -6,7 +6,7 @@
 #
 # A list holds the strong symbols as Clang makes them, demangled. GCC makes virtual tables and type
 # information weak, and each compiler adds weak copies of inline functions. So a weak symbol counts
-# only if it is on the list; but none of a library's internal ones may be exported at all.
+# only if it is on the list. No internal symbol of a library may be exported.
 
 set -u
 export LC_ALL=C

@@ -99,7 +99,7 @@ class Soak {
     try {
       item = registry.GetDataSet(id);
     } catch (...) {
-      return;  // replaced meanwhile
+      return;  // replaced in the meantime
     }
     ++operations;
     switch (random() % 16) {

@@ -54,7 +54,7 @@ bool IsKnown(LocallyUniqueID id) {
   }
 }
 
-// The number of repetitions of the threads of RepeatForEver.
+// Counts the repetitions by all threads of RepeatForEver.
 std::atomic<long> rounds{0};
 
 // Starts `count` threads that repeat `work` until the process exits. Returns after each thread has

@@ -40,7 +40,7 @@ void Followed::BulkVarMoves() {
 std::string Followed::Update(bool mirrored) {
   const bool wasDirty = Source().IsDirty();
   const SvrDMObserverView::Data& data = *item_.observerView_.data_;
-  // The row count, always 0, is only reported the first time.
+  // The row count, which is always 0, is reported only in the first update.
   plain_.resetClientData = data.rowCount != 0;
 
   item_.observerView_.Update();

@@ -46,12 +46,12 @@ inline rc::Gen<RandomVariable> AnyVariable() {
           rc::gen::weightedOneOf<int>({{3, rc::gen::just(0)}, {1, rc::gen::inRange(0, 10)}})));
 }
 
-// Identifiers in any order, with duplicates.
+// A list with identifiers in any order, possibly repeated.
 inline rc::Gen<std::vector<RandomVariable>> AnyList() {
   return rc::gen::container<std::vector<RandomVariable>>(AnyVariable());
 }
 
-// Each identifier at most once.
+// A list in which no identifier repeats.
 inline rc::Gen<std::vector<RandomVariable>> AnyDictionary() {
   return rc::gen::map(AnyList(), [](std::vector<RandomVariable> list) {
     std::vector<bool> seen(RandomVariable::kVariables);

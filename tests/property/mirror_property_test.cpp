@@ -130,7 +130,7 @@ void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   source.SetSplitOfAnySize(static_cast<unsigned int>(count), positions.data(), separate);
 }
 
-// A change of the variable at a position; there is at least one.
+// Changes one variable of the source, which has at least one.
 void ChangeVariable(ORVX_DataSource& source, const Change& change) {
   const int count = source.ColumnCount();
   const int position = change.first % count;

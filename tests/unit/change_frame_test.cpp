@@ -323,7 +323,7 @@ TEST_F(HostileMessages, AreRejectedAtEveryTruncation) {
   EXPECT_EQ(refused_, whole.messageBytes.size());
 }
 
-// Each length and count in the messages, set to the maximum.
+// Sets each length and count in the messages to the maximum.
 TEST_F(HostileMessages, WithHugeLengthsAllocateNothing) {
   const ChangeFrame whole = FullSnapshot();
   const std::vector<bool> escape = BytesThatEscapeTheDigest(whole);

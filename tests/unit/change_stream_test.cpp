@@ -45,7 +45,7 @@ class ChangeStream : public testing::Test {
   void Write(Change change, SvrDMDataSetObserver* originator = nullptr) {
     support::Write(registry, id, change, originator);
   }
-  // A write that sends one message.
+  // Makes a write that sends one message.
   void Label(const char* label) {
     Write([&](SvrDMWriteableDataSource& writer) { writer->SetLabel(label); });
   }

@@ -316,7 +316,7 @@ TEST_F(FileSpecification, OfAnotherSourceIsRecordedButNotReported) {
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
 }
 
-// Only a saved file at the end of a chain counts.
+// Only the last source of a chain can count as a saved file.
 TEST_F(FileSpecification, OfASavedFileWithAParentIsNotReported) {
   std::unique_ptr<SystemFileDataSource> file = SystemFileDataSource::Open(folder.Write("a.csv"));
   file->SetParentSource(&Source());
@@ -658,7 +658,7 @@ TEST_F(Properties, UsesLostByTheSameMoveAreNotReported) {
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
-// The source moved A; the view moves the variables that passed it.
+// The source moved A, but the view moves the other variables past A.
 TEST_F(Properties, AVariableThatOthersPassKeepsItsUses) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));

@@ -48,7 +48,7 @@ ORVX_DataSource::Extension Block(const std::string& bytes) {
       new ORVX_ExtensionImpl(0, 1, static_cast<long>(bytes.size()), bytes.data())));
 }
 
-// A monitor's arguments: the view has the old value of everything, the source the new one.
+// A monitor's arguments: the view has all old values, the source all new values.
 struct Arguments {
   Arguments() {
     view.SetMRSets({Set("old")});
@@ -145,7 +145,7 @@ class ChangedDataset {
 
   std::vector<support::Said> Queued() const { return support::WhatIsSaidBy(item.Notifications()); }
 
-  // The messages of a successful update, and of the next one.
+  // Returns the messages of an update. Checks that the next update queues none.
   std::vector<support::Said> Told() {
     view.Update();
     std::vector<support::Said> told = Queued();
