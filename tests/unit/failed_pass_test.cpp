@@ -265,20 +265,25 @@ std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
   return expected;
 }
 
-// Lets each allocation of the pass fail in turn, and calls `judge` after each failure. Returns the
-// number of failures.
+// Lets each allocation of the pass fail in turn: with all later ones, and alone. Calls `judge`
+// after each pass that failed. If a single allocation fails, the pass may also continue step by
+// step and must be right. Returns the number of passes with a failed allocation.
 long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
-  long failures = 0;
-  for (const Shortage shortage : {Shortage::Lasts, Shortage::Passes}) {
-    for (long count = 0;; ++count, ++failures) {
-      ChangedDataset dataset(write);
-      if (!dataset.NotifyFails(count, shortage)) break;
-      SCOPED_TRACE(write.name + ", after " + std::to_string(count) + " allocations");
+  const auto fails = [&](long count, Shortage shortage) {
+    SCOPED_TRACE(write.name + ", after " + std::to_string(count) + " allocations");
+    ChangedDataset dataset(write);
+    if (dataset.NotifyFails(count, shortage)) {
       EXPECT_EQ(dataset.client.passes, 0);
       judge(dataset);
+      return true;
     }
-  }
-  return failures;
+    EXPECT_EQ(dataset.Differences(), "");
+    return false;
+  };
+  long allocations = 0;
+  while (fails(allocations, Shortage::Lasts)) ++allocations;
+  for (long count = 0; count < allocations; ++count) fails(count, Shortage::Passes);
+  return 2 * allocations;
 }
 
 TEST(FailedPass, IsCompletedByTheNextPass) {
