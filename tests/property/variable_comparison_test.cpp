@@ -25,7 +25,9 @@ void AssertRight(const std::string& wrong) {
 // Makes random edits of a dictionary with the operations that a writer has.
 class RandomEdits {
  public:
-  RandomEdits(Followed& followed, unsigned int seed) : followed_(followed), random_(seed) {}
+  // With `repeatsIDs`, some edits give a variable the identifier of another.
+  RandomEdits(Followed& followed, unsigned int seed, bool repeatsIDs = false)
+      : followed_(followed), random_(seed), repeatsIDs_(repeatsIDs) {}
 
   void Fill(int count) {
     for (int i = 0; i < count; ++i) Source().MakeVariable(NewVariable(), nullptr);
@@ -33,29 +35,43 @@ class RandomEdits {
 
   void One() {
     const int count = Source().ColumnCount();
-    switch (count == 0 ? 0 : Below(11)) {
+    if (count == 0) return Fill(1 + Below(300));
+    const int position = Below(count);
+    const int number = Below(600);
+    switch (Below(12)) {
       case 0:
-        return Fill(1 + Below(300));
+        return Fill(number / 2);
       case 1:
-        return Source().GetVariable(Below(count)).SetLabel(NewText());
+        return Source().GetVariable(position).SetLabel(NewText());
       case 2:
-        return Source().GetVariable(Below(count)).SetType(Below(3));
+        return Source().GetVariable(position).SetType(number % 3);
       case 3:
-        return Source().GetVariable(Below(count)).SetID(ORVX_Variable::NextID());
+        return Source().GetVariable(position).SetID(AnyID(number));
       case 4:
-        return Source().InsertVariable(Below(count + 1), NewVariable());
+        Source().GetVariable(position) = ORVX_Variable(AnyID(number), NewText());
+        return;
       case 5:
-        return Move(Below(count), Below(count));
+        return Source().InsertVariable(position, NewVariable());
       case 6:
-        return Delete(Below(count), 1 + Below(3));
+        return Move(position, number % count);
       case 7:
-        return Delete(Below(count), 1 + Below(400));
+        return Delete(position, 1 + number % 3);
       case 8:
-        return Shuffle(Below(count), Below(600));
+        return Delete(position, 1 + number);
       case 9:
-        return UseSomeVariables(Source(), static_cast<unsigned int>(random_()));
+        return Shuffle(position, number);
+      case 10:
+        return repeatsIDs_ ? void() : UseSomeVariables(Source(), static_cast<unsigned int>(number));
       default:
         return ReplaceSource();
+    }
+  }
+
+  // Gives each variable whose identifier occurs earlier a new identifier.
+  void MakeIDsUnique() {
+    for (int i = 0; i < Source().ColumnCount(); ++i) {
+      ORVX_Variable& variable = Source().GetVariable(i);
+      if (Source().FindVarIndex(variable.GetID()) != i) variable.SetID(ORVX_Variable::NextID());
     }
   }
 
@@ -66,7 +82,15 @@ class RandomEdits {
                                         : &Source().GetVariable(Below(Source().ColumnCount()));
   }
   void EditThroughHeldReference() {
-    if (held_ != nullptr) held_->SetLabel(NewText());
+    if (held_ == nullptr) return;
+    switch (Below(3)) {
+      case 0:
+        return held_->SetLabel(NewText());
+      case 1:
+        return held_->SetID(ORVX_Variable::NextID());
+      default:
+        *held_ = NewVariable();
+    }
   }
 
   int Below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(random_); }
@@ -77,6 +101,12 @@ class RandomEdits {
   std::string NewText() { return "text " + std::to_string(++texts_); }
   ORVX_Variable NewVariable() {
     return ORVX_Variable(ORVX_Variable::NextID(), NewText(), Below(3));
+  }
+
+  // A new identifier, or one of the dictionary.
+  LocallyUniqueID AnyID(int number) {
+    if (!repeatsIDs_) return ORVX_Variable::NextID();
+    return Source().GetVariable(number % Source().ColumnCount()).GetID();
   }
 
   void Move(int from, int to) {
@@ -105,6 +135,7 @@ class RandomEdits {
 
   Followed& followed_;
   std::mt19937 random_;
+  const bool repeatsIDs_;
   ORVX_Variable* held_ = nullptr;
   int texts_ = 0;
 };
@@ -119,6 +150,20 @@ TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
       if (edits.Below(6) == 0) followed.BulkVarMoves();
       AssertRight(followed.Update());
       for (int edit = edits.Below(5); edit > 0; --edit) edits.One();
+    }
+  });
+}
+
+// Identifiers begin to repeat and become unique again.
+TEST(VariableComparison, LargeDictionariesWithRepeatedIdentifiersConvergeLikeThePlainAlgorithm) {
+  ForAll(kRuns / 100, [] {
+    Followed followed;
+    RandomEdits edits(followed, *rc::gen::arbitrary<unsigned int>(), /*repeatsIDs=*/true);
+    edits.Fill(edits.Below(1500));
+    for (int pass = 0; pass < 8; ++pass) {
+      AssertRight(followed.Update(/*mirrored=*/false));
+      for (int edit = edits.Below(4); edit > 0; --edit) edits.One();
+      if (edits.Below(3) == 0) edits.MakeIDsUnique();
     }
   });
 }

@@ -75,6 +75,8 @@ const DatasourceAttributes kOldAttributes = Attributes("old");
 const DatasourceAttributes kNewAttributes = Attributes("new");
 const ORVX_DataSource::Extension kNewExtension = MakeExtension("new", 1);
 
+const ORVX_Variable kShared(Serial(1000), "shared");
+
 class MemoryFault : public testing::TestWithParam<Edit> {};
 
 TEST_P(MemoryFault, LeavesTheDictionaryUnchanged) {
@@ -124,6 +126,64 @@ TEST(MemoryFault, DoesNotAffectDeletion) {
   EXPECT_EQ(source.GetNSplitVars(), 0U);
 }
 
+// The first block is deleted from, so that its copy replaces it; the second is split; the others
+// are kept.
+TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
+  int failures = 0;
+  for (long allocations = 0;; ++allocations) {
+    DataFreeDataSource source;
+    for (unsigned int i = 0; i < 2048; ++i) {
+      source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);
+    }
+    DataFreeDataSource snapshot;
+    snapshot.MatchVariables(source);
+    snapshot.SetWeightVar(3);
+    source.DeleteVariables(3, 3);
+    source.InsertVariable(300, ORVX_Variable(Serial(4000), "inserted"));
+    source.GetVariable(2000).SetLabel("a label");
+
+    const bool failed = FailsWithMemoryFor(allocations, [&] { snapshot.MatchVariables(source); });
+
+    ASSERT_EQ(snapshot.ColumnCount(), 2048);
+    ASSERT_EQ(snapshot.VariablesAreKnownToEqual(source), !failed);
+    ASSERT_EQ(snapshot.GetWeightVarIndex(), failed ? 3 : -1);
+    for (int i = 0; i < 2048; ++i) {
+      const ORVX_Variable& variable = snapshot.GetVariable(i);
+      ASSERT_EQ(snapshot.FindVarIndex(variable.GetID()), i);
+      if (failed) {
+        ASSERT_EQ(variable.GetName(), std::to_string(i));
+        ASSERT_EQ(variable.GetLabel(), "");
+      } else {
+        ASSERT_TRUE(variable == source.GetVariable(i));
+      }
+    }
+    if (!failed) break;
+    ++failures;
+  }
+  EXPECT_GT(failures, 5);
+}
+
+TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
+  for (const unsigned int count : {0U, 16U, 64U, 256U}) {
+    int failures = 0;
+    for (long allocations = 0;; ++allocations, ++failures) {
+      DataFreeDataSource source;
+      for (unsigned int i = 0; i < count; ++i) {
+        source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);
+      }
+      const bool failed =
+          FailsWithMemoryFor(allocations, [&] { source.InsertVariable(0, kShared); });
+      const int first = failed ? 0 : 1;
+      ASSERT_EQ(source.ColumnCount(), static_cast<int>(count) + first);
+      for (unsigned int i = 0; i < count; ++i) {
+        ASSERT_EQ(source.FindVarIndex(Serial(i)), static_cast<int>(i) + first);
+      }
+      if (!failed) break;
+    }
+    EXPECT_GT(failures, 0) << count;
+  }
+}
+
 void CopyAnother(ORVX_DataSource& source) {
   DataFreeDataSource other;
   other.MakeVariable(ORVX_Variable(Serial(1000), "x"), nullptr);
@@ -137,8 +197,6 @@ void CopyAnother(ORVX_DataSource& source) {
 }
 
 constexpr const char* kLongName = "a name that is too long to stand inside a string object";
-
-const ORVX_Variable kShared(Serial(1000), "shared");
 
 INSTANTIATE_TEST_SUITE_P(
     DataSource, MemoryFault,

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <random>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -37,19 +37,17 @@ std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source) {
 void ExpectConsistent(const ORVX_DataSource& source, unsigned int serials) {
   const std::vector<ORVX_Variable> variables = VariablesOf(source);
   ASSERT_EQ(variables.size(), static_cast<std::size_t>(source.ColumnCount()));
-  std::set<unsigned int> ids;
-  for (std::size_t i = 0; i < variables.size(); ++i) {
-    EXPECT_TRUE(variables[i] == source.GetVariable(static_cast<int>(i)));
-    ids.insert(variables[i].GetID().Word());
+  std::map<unsigned int, int> firstPositions;
+  for (int i = 0; i < source.ColumnCount(); ++i) {
+    const ORVX_Variable& variable = variables[static_cast<std::size_t>(i)];
+    EXPECT_TRUE(variable == source.GetVariable(i));
+    firstPositions.emplace(variable.GetID().Word(), i);
   }
-  EXPECT_EQ(source.HasUniqueIDs(), ids.size() == variables.size());
+  EXPECT_EQ(source.HasUniqueIDs(), firstPositions.size() == variables.size());
   for (unsigned int serial = 0; serial < serials; ++serial) {
     const LocallyUniqueID id(1, serial);
-    const auto found =
-        std::find_if(variables.begin(), variables.end(),
-                     [id](const ORVX_Variable& variable) { return variable.GetID() == id; });
-    const int position =
-        found == variables.end() ? -1 : static_cast<int>(found - variables.begin());
+    const auto found = firstPositions.find(id.Word());
+    const int position = found == firstPositions.end() ? -1 : found->second;
     EXPECT_EQ(source.FindVarIndex(id), position);
     EXPECT_EQ(source.ContainsVariable(id), position >= 0);
   }
@@ -62,19 +60,21 @@ class RandomEdits {
   void Edit(ORVX_DataSource& source) {
     const int count = source.ColumnCount();
     const int position = count == 0 ? 0 : Below(count);
+    const int number = Below(300);
+    const auto serial = static_cast<unsigned int>(Below(static_cast<int>(serials_)));
     switch (count == 0 ? 0 : Below(7)) {
       case 0:
-        return Append(source, Serial(), static_cast<unsigned int>(Below(300)));
+        return Append(source, serial, static_cast<unsigned int>(number));
       case 1:
-        return source.InsertVariable(position, Variable(Serial()));
+        return source.InsertVariable(position, Variable(serial));
       case 2:
-        return source.DeleteVariables(position, std::min(position + Below(300), count - 1));
+        return source.DeleteVariables(position, std::min(position + number, count - 1));
       case 3:
         return source.GetVariable(position).SetLabel(std::to_string(++labels_));
       case 4:
-        return source.GetVariable(position).SetID(LocallyUniqueID(1, Serial()));
+        return source.GetVariable(position).SetID(LocallyUniqueID(1, serial));
       case 5:
-        source.GetVariable(position) = Variable(Serial());
+        source.GetVariable(position) = Variable(serial);
         return;
       default:
         return source.DeleteVariables(position, position);
@@ -84,8 +84,6 @@ class RandomEdits {
   int Below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(random_); }
 
  private:
-  unsigned int Serial() { return static_cast<unsigned int>(Below(static_cast<int>(serials_))); }
-
   std::mt19937 random_;
   unsigned int serials_;
   int labels_ = 0;
@@ -130,6 +128,11 @@ TEST(Snapshot, IsNoLongerKnownToEqualItsSourceAfterAnyChange) {
   const std::vector<void (*)(ORVX_DataSource&, ORVX_Variable&)> changes = {
       [](ORVX_DataSource&, ORVX_Variable& variable) { variable.SetLabel("a label"); },
       [](ORVX_DataSource&, ORVX_Variable& variable) { variable.SetType(8); },
+      [](ORVX_DataSource&, ORVX_Variable& variable) {
+        ORVX_Variable other = variable;
+        other.SetLabel("another label");
+        variable = other;
+      },
       [](ORVX_DataSource&, ORVX_Variable& variable) { variable.SetID(LocallyUniqueID(1, 900)); },
       [](ORVX_DataSource&, ORVX_Variable& variable) { variable = Variable(901); },
       [](ORVX_DataSource& changed, ORVX_Variable&) { changed.DeleteVariables(599, 599); },
