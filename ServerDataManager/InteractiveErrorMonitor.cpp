@@ -1,4 +1,3 @@
-
 #include <ServerDataManager/InteractiveErrorMonitor.h>
 
 #include <liborvxmsgs/ReportedErrorMsg.h>

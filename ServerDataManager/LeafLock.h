@@ -12,8 +12,7 @@
 
 namespace sdm_internal {
 
-// Not destroyed at exit: other threads may still run.
-inline constinit SDM_HIDDEN Mutex leafMutex;
+extern SDM_HIDDEN Mutex leafMutex;
 
 // Holds the one leaf lock of the process for a scope. While holding it, acquire no other lock and
 // destroy no dataset, so that no thread waits for it long, not even when the process exits. Not

@@ -497,15 +497,14 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
     Record record;
     bool isWait;
   };
-  Monitor& monitor = TheMonitor();
   std::vector<Copy> copies;
   std::vector<LockIncident> incidents;
   LockReport report;
   {
-    const MutexLock turn(monitor.reportMutex);
-    std::this_thread::sleep_until(monitor.nextReport);
+    const MutexLock turn(TheMonitor().reportMutex);
+    std::this_thread::sleep_until(TheMonitor().nextReport);
     // Sized like the last report, so that it rarely allocates while the tables are paused.
-    copies.reserve(monitor.lastReportSize + 16);
+    copies.reserve(TheMonitor().lastReportSize + 16);
     const Pause pause;
     for (const auto& table : TheMonitor().threads) {
       for (const Record& hold : table->holds) copies.push_back({table->name, hold, false});
@@ -514,12 +513,12 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
     }
     FindLongWaits(incidents);
     report.taken = Now();
-    monitor.lastReportSize = copies.size();
-    monitor.nextReport = Clock::now() + kTimeBetweenReports;
+    TheMonitor().lastReportSize = copies.size();
+    TheMonitor().nextReport = Clock::now() + kTimeBetweenReports;
   }
   CallHandler(incidents);
 
-  report.complete = LocksAreMonitored() && monitor.complete.load(std::memory_order_relaxed);
+  report.complete = LocksAreMonitored() && TheMonitor().complete.load(std::memory_order_relaxed);
   for (const Copy& copy : copies) {
     if (copy.record.lock.registry != registry) continue;
     (copy.isWait ? report.waits : report.holds).push_back(EntryOf(copy.thread, copy.record));
@@ -541,13 +540,12 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
 using namespace sdm_internal;
 
 void LockMonitor::Start() {
-  Monitor& monitor = TheMonitor();
   const Pause pause;
   if (IsOn()) return;
   const bool hasBarrier =
       syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
   if (hasBarrier) gate.fetch_and(~kFences);
-  monitor.complete = true;
+  TheMonitor().complete = true;
   // Locks recorded before the monitor was switched off may have been released since.
   for (const auto& table : TheMonitor().threads) table->holds.clear();
   lockMonitorIsOn.store(true, std::memory_order_relaxed);

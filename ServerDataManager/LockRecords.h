@@ -98,9 +98,8 @@ template <class Guard>
 class MonitoredGuard {
  public:
   template <class... Arguments>
-  explicit MonitoredGuard(const LockRequest& lock, Arguments&&... arguments) {
-    record_.emplace(lock);
-    guard_.emplace(std::forward<Arguments>(arguments)...);
+  explicit MonitoredGuard(const LockRequest& lock, Arguments&&... arguments)
+      : record_(std::in_place, lock), guard_(std::forward<Arguments>(arguments)...) {
     record_->Acquired();
   }
   MonitoredGuard(const MonitoredGuard&) = delete;
@@ -109,8 +108,8 @@ class MonitoredGuard {
   ~MonitoredGuard() { record_.reset(); }
 
  private:
-  std::optional<Guard> guard_;
   std::optional<ScopeRecord> record_;
+  Guard guard_;
 };
 
 // See ServerDataManager::GetLockReport.

@@ -1,6 +1,5 @@
 #include <ServerDataManager/ObserverView.h>
 
-#include <libdatasrc/ORVX_Variable.h>
 #include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/FileLabelChangeMsg.h>
 #include <liborvxdemg/FileSpecChangeMsg.h>

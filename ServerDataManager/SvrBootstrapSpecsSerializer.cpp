@@ -49,10 +49,11 @@ void WriteList(const std::vector<Number>& list, std::string& bytes) {
 // buffer, which is faster than appending each number.
 void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
   Write(static_cast<std::uint32_t>(list.size()), bytes);
-  std::array<char, 256 * kCaseStatSize> buffer;
+  constexpr std::ptrdiff_t kPairsAtOnce = 256;
+  std::array<char, kPairsAtOnce * kCaseStatSize> buffer;
   for (auto next = list.begin(); next != list.end();) {
     char* end = buffer.data();
-    const auto stop = next + std::min<std::ptrdiff_t>(256, list.end() - next);
+    const auto stop = next + std::min(kPairsAtOnce, list.end() - next);
     for (; next != stop; ++next, end += kCaseStatSize) {
       std::memcpy(end, &next->first, sizeof(double));
       std::memcpy(end + sizeof(double), &next->second, sizeof(std::uint32_t));
@@ -192,7 +193,7 @@ void ReadList(Fields& fields, SvrBootstrapSpecs& specs, ListSetter set) {
   if (!list.empty()) (specs.*set)(std::move(list));
 }
 
-void ReadBehindVersion(Fields& fields, SvrBootstrapSpecs& specs) {
+void ReadAfterVersion(Fields& fields, SvrBootstrapSpecs& specs) {
   using Specs = SvrBootstrapSpecs;
   specs.SetSamplingMethod(static_cast<Specs::SampMethods>(fields.Next<std::int32_t>()));
   ReadList(fields, specs, &Specs::SetStrataVarList);
@@ -216,28 +217,28 @@ class Inspection {
  public:
   explicit Inspection(std::string_view bytes) : bytes_(bytes) {}
 
-  bool PassMark() {
+  bool SkipMark() {
     if (!Holds(sizeof kByteOrderMark)) return Stop(Check::Finding::Truncated);
     swapped_ = IsSwapped(bytes_.data());
-    return Pass(sizeof kByteOrderMark);
+    return Skip(sizeof kByteOrderMark);
   }
 
-  bool PassVersion() {
+  bool SkipVersion() {
     if (!Holds(sizeof kVersion)) return Stop(Check::Finding::Truncated);
     if (UnsignedHere() != kVersion) return Stop(Check::Finding::UnknownVersion);
-    return Pass(sizeof kVersion);
+    return Skip(sizeof kVersion);
   }
 
-  bool PassList(std::uint64_t elementSize) {
+  bool SkipList(std::uint64_t elementSize) {
     if (!Holds(sizeof(std::uint32_t))) return Stop(Check::Finding::Truncated);
     const std::uint64_t size = sizeof(std::uint32_t) + UnsignedHere() * elementSize;
     if (!Holds(size)) return Stop(Check::Finding::ListTooLong);
-    return Pass(size);
+    return Skip(size);
   }
 
-  bool PassField(std::uint64_t size) {
+  bool SkipField(std::uint64_t size) {
     if (!Holds(size)) return Stop(Check::Finding::Truncated);
-    return Pass(size);
+    return Skip(size);
   }
 
   Check Result() const {
@@ -253,7 +254,7 @@ class Inspection {
     return NumberAt<std::uint32_t>(bytes_.data() + offset_, swapped_);
   }
 
-  bool Pass(std::uint64_t size) {
+  bool Skip(std::uint64_t size) {
     offset_ += static_cast<std::size_t>(size);
     return true;
   }
@@ -269,19 +270,11 @@ class Inspection {
   Check::Finding finding_ = Check::Finding::Whole;
 };
 
-bool PassVariableLists(Inspection& inspection) {
+bool SkipVariableLists(Inspection& inspection) {
   for (int list = 0; list < 5; ++list) {
-    if (!inspection.PassList(sizeof(std::int32_t))) return false;
+    if (!inspection.SkipList(sizeof(std::int32_t))) return false;
   }
   return true;
-}
-
-bool PassSplitEnds(Inspection& inspection) {
-  return inspection.PassList(sizeof(std::uint32_t));
-}
-
-bool PassCaseStats(Inspection& inspection) {
-  return inspection.PassList(kCaseStatSize);
 }
 
 }  // namespace
@@ -316,20 +309,21 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
     static_cast<void>(buffer.release());
     return;
   }
-  ReadBehindVersion(fields, specs);
+  ReadAfterVersion(fields, specs);
 }
 
 SvrBootstrapSpecsSerializer::Check SvrBootstrapSpecsSerializer::checkSpecs(
     std::string_view bytes) noexcept {
   Inspection inspection(bytes);
-  static_cast<void>(inspection.PassMark() && inspection.PassVersion() &&
-                    inspection.PassField(sizeof(SvrBootstrapSpecs::SampMethods)) &&
-                    PassVariableLists(inspection) && PassSplitEnds(inspection) &&
-                    PassCaseStats(inspection) &&
-                    inspection.PassField(sizeof(double)) &&  // the level
-                    inspection.PassField(sizeof(SvrBootstrapSpecs::CITypes)) &&
-                    inspection.PassField(sizeof(std::int32_t)) &&  // the number of samples
-                    inspection.PassField(sizeof(std::uint8_t)));   // user-missing values
+  static_cast<void>(inspection.SkipMark() && inspection.SkipVersion() &&
+                    inspection.SkipField(sizeof(SvrBootstrapSpecs::SampMethods)) &&
+                    SkipVariableLists(inspection) &&
+                    inspection.SkipList(sizeof(std::uint32_t)) &&  // split ends
+                    inspection.SkipList(kCaseStatSize) &&          // case statistics
+                    inspection.SkipField(sizeof(double)) &&        // the level
+                    inspection.SkipField(sizeof(SvrBootstrapSpecs::CITypes)) &&
+                    inspection.SkipField(sizeof(std::int32_t)) &&  // the number of samples
+                    inspection.SkipField(sizeof(std::uint8_t)));   // user-missing values
   return inspection.Result();
 }
 

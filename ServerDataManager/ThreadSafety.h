@@ -31,7 +31,8 @@
 #define SDM_GUARDED_BY(lock) SDM_ANNOTATE(guarded_by(lock))
 #define SDM_ACQUIRED_BEFORE(...) SDM_ANNOTATE(acquired_before(__VA_ARGS__))
 
-// For a function: its effect on the given locks, or on its own object without arguments.
+// For a function: its effect on the given locks, or on its own object without arguments. TRY: first
+// the result if it succeeds, then the locks.
 #define SDM_ACQUIRE(...) SDM_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define SDM_ACQUIRE_SHARED(...) SDM_ANNOTATE(acquire_shared_capability(__VA_ARGS__))
 #define SDM_TRY_ACQUIRE(...) SDM_ANNOTATE(try_acquire_capability(__VA_ARGS__))
@@ -48,7 +49,9 @@
 
 namespace sdm_internal {
 
-// std::mutex with annotations, which the standard library may lack.
+// std::mutex with annotations, which the standard library may lack. Lock it with MutexLock.
+//
+// Threads: any.
 class SDM_CAPABILITY("mutex") Mutex {
  private:
   friend class MutexLock;
@@ -56,6 +59,8 @@ class SDM_CAPABILITY("mutex") Mutex {
 };
 
 // Holds a Mutex for a scope.
+//
+// Threads: destroy it on the thread that created it.
 class SDM_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) SDM_ACQUIRE(mutex) : lock_(mutex.mutex_) {}

@@ -22,6 +22,7 @@ namespace sdm_internal {
 
 namespace {
 
+// The reported source, line and expression are fixed, wherever this code is.
 void CheckSettled(bool settled) {
   if (settled) return;
   InvariantFailed("ServerDataManager/ObserverView", 352, "Update",
@@ -247,7 +248,9 @@ class StampedPass {
       QueueMessages();
       view_.MatchVariables(source_);
     });
-    for (const LocallyUniqueID id : unused_) view_.DropUses(id);
+    // Moving a variable by inserting a copy and deleting the original, as StepwisePass does, drops
+    // it from weight, filter and split.
+    for (const LocallyUniqueID id : moved_) view_.DropUses(id);
     // The source, not the view: a changed definition is an unsaved change of the dataset.
     if (modified_) source_.SetDirty(true);
     if (typeChanged_) resetClientData = true;
@@ -315,7 +318,7 @@ class StampedPass {
     Take(found);
     if (distance == 0) return;
     Queue<MoveVarsMsg>(index, std::vector<int>{index + distance}, index);
-    NoteUnused(InView(found).GetID());
+    moved_.push_back(InView(found).GetID());
   }
 
   // Deletes the view variables in [next_, found) that are not in the source, with one message.
@@ -367,11 +370,6 @@ class StampedPass {
     }
   }
 
-  // A moved variable is no longer the view's weight, filter or split variable.
-  void NoteUnused(LocallyUniqueID id) {
-    if (view_.IsUsed(id)) unused_.push_back(id);
-  }
-
   // `oldPosition` is the view position of the variable with the same identifier.
   void Compare(const ORVX_Variable& newVar, int oldPosition, int index) {
     const ORVX_Variable& oldVar = InView(oldPosition);
@@ -406,22 +404,22 @@ class StampedPass {
   // The view variables from `next_` up to this one are taken or in the source.
   int checkedEnd_ = 0;
   std::vector<std::uint64_t> sourceStamps_;  // sorted; empty until needed
-  std::vector<LocallyUniqueID> unused_;
+  std::vector<LocallyUniqueID> moved_;
   std::vector<int> settled_;  // the positions of variables with a message
   bool changed_ = false;
   bool modified_ = false;
   bool typeChanged_ = false;
 };
 
-// Whether data sources stamp their blocks.
+// Whether data sources stamp their blocks. Another libdatasrc may lack these operations
+// (docs/replacing-the-platform.md), so their users are templates.
 template <class Source>
-concept IsStamped = requires(Source& view, Source& source, LocallyUniqueID id) {
+concept HasSnapshotOperations = requires(Source& view, Source& source, LocallyUniqueID id) {
   view.MatchVariables(source);
   view.VariablesAreKnownToEqual(source);
   view.BlockAt(0).stamp;
   view.HasUniqueIDs();
   view.ContainsVariable(id);
-  view.IsUsed(id);
   view.DropUses(id);
 };
 
@@ -429,7 +427,7 @@ concept IsStamped = requires(Source& view, Source& source, LocallyUniqueID id) {
 template <class Source>
 void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
              bool& resetClientData) {
-  if constexpr (IsStamped<Source>) {
+  if constexpr (HasSnapshotOperations<Source>) {
     if (view.HasUniqueIDs() && source.HasUniqueIDs()) {
       try {
         return StampedPass<Source>(view, source, item).Run(anyChange, resetClientData);

@@ -51,6 +51,9 @@ struct CloseFile {
 
 }  // namespace
 
+// Not destroyed at exit: other threads may still run.
+constinit Mutex sdm_internal::leafMutex;
+
 // ---------------------------------------------------------------------------------------------
 // Construction and destruction
 

@@ -6,6 +6,8 @@
 // Increasing Subsequences", 1975).
 
 #include <algorithm>
+#include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -37,11 +39,11 @@ void Release(benchmark::State& state, const Edit& edit) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   for (auto _ : state) {
     state.PauseTiming();
-    SvrDMWriteableDataSource* const writer =
-        new SvrDMWriteableDataSource(dataset.Item(), /*tryOnly=*/false, /*originator=*/nullptr);
+    std::optional<SvrDMWriteableDataSource> writer(std::in_place, dataset.Item(),
+                                                   /*tryOnly=*/false, /*originator=*/nullptr);
     edit(*writer->GetDataSource());
     state.ResumeTiming();
-    delete writer;
+    writer.reset();
   }
 }
 
@@ -126,8 +128,8 @@ void EqualSourceSet(benchmark::State& state) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   for (auto _ : state) {
     state.PauseTiming();
-    SvrDMWriteableDataSource* const writer =
-        new SvrDMWriteableDataSource(dataset.Item(), /*tryOnly=*/false, /*originator=*/nullptr);
+    std::optional<SvrDMWriteableDataSource> writer(std::in_place, dataset.Item(),
+                                                   /*tryOnly=*/false, /*originator=*/nullptr);
     auto unrelated = std::make_unique<DataFreeDataSource>();
     unrelated->CopyDictionary(writer->GetDataSource());
     for (int i = 0; i < unrelated->ColumnCount(); ++i) {
@@ -136,7 +138,7 @@ void EqualSourceSet(benchmark::State& state) {
     }
     writer->SetDataSet(std::move(unrelated));
     state.ResumeTiming();
-    delete writer;
+    writer.reset();
   }
 }
 BENCHMARK(EqualSourceSet)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond);

@@ -101,13 +101,6 @@ void Write(benchmark::State& state) {
 }
 BENCHMARK(Write);
 
-double Percentile(int percent, std::vector<double> values) {
-  const std::size_t rank = values.size() * static_cast<std::size_t>(percent) / 100;
-  const auto found = values.begin() + static_cast<std::ptrdiff_t>(rank);
-  std::nth_element(values.begin(), found, values.end());
-  return *found;
-}
-
 void TwoThreadsRead(benchmark::State& state) {
   const auto reading = [](auto& lock) {
     return [&lock] {
@@ -125,6 +118,13 @@ void TwoThreadsRead(benchmark::State& state) {
 BENCHMARK(TwoThreadsRead)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // --- With the lock always held by others ---------------------------------------------------------
+
+double Percentile(int percent, std::vector<double> values) {
+  const std::size_t rank = values.size() * static_cast<std::size_t>(percent) / 100;
+  const auto found = values.begin() + static_cast<std::ptrdiff_t>(rank);
+  std::nth_element(values.begin(), found, values.end());
+  return *found;
+}
 
 // Threads that acquire the lock, hold it, release it and immediately acquire it again. Their start
 // times are evenly spread over the hold time.

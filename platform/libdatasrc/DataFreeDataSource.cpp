@@ -1,4 +1,3 @@
-
 #include <libdatasrc/DataFreeDataSource.h>
 
 DataFreeDataSource::DataFreeDataSource(ORVX_DataSource* parent) : ORVX_DataSource(parent) {}

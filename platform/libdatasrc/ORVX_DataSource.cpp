@@ -5,7 +5,6 @@
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <map>
@@ -35,11 +34,15 @@ struct Uses {
     return i < split.size() ? split[i] : LocallyUniqueID();
   }
 
-  void Drop(LocallyUniqueID id) noexcept {
-    if (weight == id) weight = LocallyUniqueID();
-    if (filter == id) filter = LocallyUniqueID();
-    std::erase(split, id);
+  template <class IsGone>
+  void DropIf(IsGone isGone) noexcept {
+    if (isGone(weight)) weight = LocallyUniqueID();
+    if (isGone(filter)) filter = LocallyUniqueID();
+    std::erase_if(split, isGone);
     if (split.empty()) splitSeparate = false;
+  }
+  void Drop(LocallyUniqueID id) noexcept {
+    DropIf([id](LocallyUniqueID used) { return used == id; });
   }
 };
 
@@ -79,13 +82,6 @@ struct ORVX_DataSource::Data {
   RefCountPtr<ORVX_ExtensionImpl> Block(ExtensionType type) const;
 
   int PositionInUse(LocallyUniqueID id) const { return id.IsNull() ? -1 : variables.Find(id); }
-
-  void DropMissingUses() noexcept {
-    if (!variables.Contains(uses.weight)) uses.weight = LocallyUniqueID();
-    if (!variables.Contains(uses.filter)) uses.filter = LocallyUniqueID();
-    std::erase_if(uses.split, [this](LocallyUniqueID id) { return !variables.Contains(id); });
-    if (uses.split.empty()) uses.splitSeparate = false;
-  }
 
   VariableSequence variables;
   Uses uses;
@@ -216,13 +212,7 @@ bool ORVX_DataSource::VariablesAreKnownToEqual(const ORVX_DataSource& other) con
 void ORVX_DataSource::MatchVariables(ORVX_DataSource& other) {
   if (&other == this) return;
   data_->variables.Match(other.data_->variables);
-  data_->DropMissingUses();
-}
-
-bool ORVX_DataSource::IsUsed(LocallyUniqueID id) const {
-  const Uses& uses = data_->uses;
-  return id == uses.weight || id == uses.filter ||
-         std::find(uses.split.begin(), uses.split.end(), id) != uses.split.end();
+  data_->uses.DropIf([this](LocallyUniqueID id) { return !data_->variables.Contains(id); });
 }
 
 void ORVX_DataSource::DropUses(LocallyUniqueID id) {

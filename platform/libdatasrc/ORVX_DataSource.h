@@ -136,8 +136,6 @@ class SDM_EXPORT ORVX_DataSource {
   // filter and split. Also counts as a write of `other`.
   void MatchVariables(ORVX_DataSource& other);
 
-  // Whether the variable is the weight or filter variable or splits the file.
-  bool IsUsed(LocallyUniqueID id) const;
   // Drops the variable from weight, filter and split. Never throws.
   void DropUses(LocallyUniqueID id);
 

@@ -1,4 +1,3 @@
-
 #include <libdatasrc/internal/DataFile.h>
 #include <libdatasrc/SystemFileDataSource.h>
 

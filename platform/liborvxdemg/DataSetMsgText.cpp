@@ -32,6 +32,7 @@ namespace DEMessages {
 namespace {
 
 using DictionaryText::Counted;
+using DictionaryText::Joined;
 using DictionaryText::Quoted;
 using DictionaryText::QuotedOrNone;
 
@@ -59,12 +60,9 @@ class KindFinder final : public DataSetMsgVisitor {
 };
 
 std::string NamesOf(const std::vector<ORVX_Variable>& variables) {
-  std::string names;
-  for (const ORVX_Variable& each : variables) {
-    names += (names.empty() ? "" : ", ") + Quoted(each.GetName());
-  }
-  if (names.empty()) return "no variables";
-  return (variables.size() == 1 ? "variable " : "variables ") + names;
+  if (variables.empty()) return "no variables";
+  return (variables.size() == 1 ? "variable " : "variables ") +
+         Joined(variables, [](const ORVX_Variable& each) { return Quoted(each.GetName()); });
 }
 
 std::string SetsOf(const ORVX_ExtensionImpl& block) {
@@ -95,17 +93,15 @@ class Formatter final : public DataSetMsgVisitor {
   void Visit(const MoveVarsMsg& message) override {
     const std::vector<int>& positions = message.GetPositions();
     const bool one = positions.size() == 1;
-    std::string names;
-    std::string numbers;
-    for (const int position : positions) {
-      const char* const separator = numbers.empty() ? " " : ", ";
-      numbers += separator + std::to_string(position + 1LL);
-      if (HasAllOf(positions))
-        names += separator + Quoted(before_->GetVariable(position).GetName());
+    text = one ? "moved variable" : "moved variables";
+    if (HasAllOf(positions)) {
+      text += " " + Joined(positions, [this](int position) {
+                return Quoted(before_->GetVariable(position).GetName());
+              });
     }
-    text = (one ? "moved variable" : "moved variables") + names +
-           (one ? " from position" : " from positions") + numbers + " to " +
-           std::to_string(message.GetTarget() + 1LL);
+    text += (one ? " from position " : " from positions ") +
+            Joined(positions, [](int position) { return std::to_string(position + 1LL); }) +
+            " to " + std::to_string(message.GetTarget() + 1LL);
   }
   void Visit(const ModifyVarMsg& message) override {
     const ORVX_Variable& after = message.GetVariable();

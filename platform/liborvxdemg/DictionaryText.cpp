@@ -1,26 +1,23 @@
+#include <liborvxdemg/DictionaryText.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <span>
+#include <string>
 #include <variant>
 
 #include <libdatasrc/ORVX_DataSource.h>
-#include <liborvxdemg/DictionaryText.h>
 
 namespace DictionaryText {
 namespace {
 
-// Joins the texts of the elements with `separator`; "none" for an empty list.
+// A list in braces; "none" for an empty list.
 template <class List, class Text>
-std::string Joined(const List& list, Text text, const char* separator = ", ") {
-  std::string joined;
-  for (const auto& element : list) joined += (joined.empty() ? "" : separator) + text(element);
-  return joined.empty() ? "none" : joined;
-}
-
-std::string Braced(const std::string& list) {
-  return list == "none" ? list : "{" + list + "}";
+std::string Braced(const List& list, Text text) {
+  return list.empty() ? "none" : "{" + Joined(list, text) + "}";
 }
 
 // Returns the word of an enumerator; enumerators count from 0.
@@ -31,12 +28,16 @@ const char* WordOf(Enumeration value, std::span<const char* const> words) {
 }
 
 std::string Labels(const ValueLabels& labels) {
-  return Braced(Joined(
-      labels, [](const auto& entry) { return Value(entry.first) + " = " + Quoted(entry.second); }));
+  return Braced(
+      labels, [](const auto& entry) { return Value(entry.first) + " = " + Quoted(entry.second); });
 }
 
 std::string Missing(const MissingValues& missing) {
-  return Braced(Joined(missing.values, Value));
+  return Braced(missing.values, Value);
+}
+
+std::string Attribute(const VariableAttributes::value_type& attribute) {
+  return attribute.first + " = " + Joined(attribute.second, Quoted, " ");
 }
 
 std::string Set(const ORVX_DataSource* dictionary, const VariableSetImpl& set) {
@@ -99,9 +100,7 @@ const char* Level(MeasurementLevel level) {
 }
 
 std::string Attributes(const VariableAttributes& attributes) {
-  return Joined(attributes, [](const auto& attribute) {
-    return attribute.first + " = " + Joined(attribute.second, Quoted, " ");
-  });
+  return Joined(attributes, Attribute);
 }
 
 std::vector<Difference> Differences(const ORVX_Variable& before, const ORVX_Variable& after) {
@@ -119,7 +118,7 @@ std::vector<Difference> Differences(const ORVX_Variable& before, const ORVX_Vari
   compare("missing values", &ORVX_Variable::GetMissingValues, Missing);
   compare("measurement level", &ORVX_Variable::GetMeasurementLevel, Level);
   compare("attributes", &ORVX_Variable::GetAttributes,
-          [](const VariableAttributes& each) { return Braced(Attributes(each)); });
+          [](const VariableAttributes& each) { return Braced(each, Attribute); });
   return differences;
 }
 

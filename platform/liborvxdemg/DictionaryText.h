@@ -25,6 +25,14 @@ namespace DictionaryText {
 SDM_EXPORT std::string Quoted(std::string_view text);
 SDM_EXPORT std::string QuotedOrNone(std::string_view text);
 
+// Joins the texts of the elements of a list with `separator`; "none" for an empty list.
+template <class List, class Text>
+std::string Joined(const List& list, Text text, const char* separator = ", ") {
+  std::string joined;
+  for (const auto& element : list) joined += (joined.empty() ? "" : separator) + text(element);
+  return joined.empty() ? "none" : joined;
+}
+
 // "1 case", "944 cases"
 SDM_EXPORT std::string Counted(long long number, const char* noun);
 
@@ -36,7 +44,7 @@ SDM_EXPORT std::string Value(const DataValue& value);
 
 // "numeric", "string of 8 bytes"
 SDM_EXPORT std::string Type(int type);
-// "plain"
+// "plain"; "unknown" for an unknown enumerator. Static text; the same for the functions below.
 SDM_EXPORT const char* FormatKind(VariableFormat::Kind kind);
 // "plain, width 8, decimals 2"
 SDM_EXPORT std::string Format(const VariableFormat& format);

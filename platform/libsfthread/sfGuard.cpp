@@ -1,4 +1,3 @@
-
 #include <libsfthread/sfGuard.h>
 
 #include <stdexcept>

@@ -1,4 +1,3 @@
-
 #include <libsfthread/sfMutex.h>
 
 void sfMutex::lock() {

@@ -1,4 +1,3 @@
-
 #include <libdatasrc/internal/CellText.h>
 #include <libdatasrc/internal/NumberText.h>
 #include <libdatasrc/internal/ObsCells.h>

@@ -1,4 +1,3 @@
-
 #include <libdatasrc/internal/IdentifierIndex.h>
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-
 #include <libdatasrc/internal/NumberText.h>
 
 #include <array>

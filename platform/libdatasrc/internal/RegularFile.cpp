@@ -1,4 +1,3 @@
-
 #include <fcntl.h>
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/RegularFile.h>

@@ -12,7 +12,7 @@ namespace sdm_internal {
 namespace {
 
 constexpr int kGroup = 16;  // words that VariableBlock::Find compares together
-static_assert(VariableBlock::kCapacity % kGroup == 0);
+static_assert(VariableBlock::kLeastCapacity % kGroup == 0);  // Find reads whole groups
 
 Stamp NextStamp() noexcept {
   static std::atomic<Stamp> last{0};
@@ -47,10 +47,7 @@ bool VariableBlock::HasSameIDsAs(const VariableBlock& other) const noexcept {
 }
 
 void VariableBlock::Copy(const VariableBlock& other) noexcept {
-  for (const ORVX_Variable& variable : other.variables_) {
-    variables_.push_back(variable);
-    variables_.back().block_ = this;
-  }
+  for (const ORVX_Variable& variable : other.variables_) Append(variable);
   words_ = other.words_;
   stamp = other.stamp;
 }
@@ -66,19 +63,16 @@ void VariableBlock::Assign(const VariableBlock& other) noexcept {
 void VariableBlock::Grow() {
   if (Size() < Capacity()) return;
   VariableBlock larger(sequence, 4 * Capacity());
-  for (const ORVX_Variable& variable : variables_) {
-    larger.variables_.push_back(variable);
-    larger.variables_.back().block_ = this;
-  }
+  for (const ORVX_Variable& variable : variables_) larger.Append(variable);
   std::copy(words_.begin(), words_.end(), larger.words_.begin());
   variables_.swap(larger.variables_);
+  for (ORVX_Variable& variable : variables_) variable.block_ = this;
   words_.swap(larger.words_);
 }
 
 void VariableBlock::Insert(int offset, const ORVX_Variable& variable) noexcept {
   Touch();
-  variables_.push_back(variable);
-  variables_.back().block_ = this;
+  Append(variable);
   ORVX_Variable* variables = variables_.data();
   auto* const record = variables_.back().record_;
   for (int i = Size() - 1; i > offset; --i) variables[i].record_ = variables[i - 1].record_;
@@ -101,6 +95,11 @@ void VariableBlock::MoveTail(int offset, VariableBlock& to) noexcept {
   for (int i = offset; i < Size(); ++i)
     to.Insert(to.Size(), variables_[static_cast<std::size_t>(i)]);
   Erase(offset, Size() - 1);
+}
+
+void VariableBlock::Append(const ORVX_Variable& variable) noexcept {
+  variables_.push_back(variable);
+  variables_.back().block_ = this;
 }
 
 void VariableBlock::Touch() noexcept {
@@ -196,7 +195,7 @@ void VariableSequence::Swap(VariableSequence& other) noexcept {
 // starts a new one instead, so that appending leaves full blocks.
 std::size_t VariableSequence::RunWithRoom(int position) {
   if (runs_.empty()) {
-    InsertRun(0, kLeastCapacity);
+    InsertRun(0, VariableBlock::kLeastCapacity);
     return 0;
   }
   std::size_t run = position == size_ ? runs_.size() - 1 : RunAt(position);
@@ -312,7 +311,8 @@ void VariableSequence::Renumber(std::size_t run) noexcept {
     start += runs_[i].block->Size();
   }
   size_ = start;
-  RebuildTable(run);
+  lagFrom_ = std::min(lagFrom_, run);
+  RebuildTable();
 }
 
 // Updates positions after the size of `run` changed by `by`.
@@ -322,12 +322,12 @@ void VariableSequence::Shift(std::size_t run, int by) noexcept {
   lag_ += std::abs(by);
   lagFrom_ = std::min(lagFrom_, run);
   const int covered = static_cast<int>(runAt_.size()) * kStride;
-  if (lag_ > kStride || covered < size_) RebuildTable(lagFrom_);
+  if (lag_ > kStride || covered < size_) RebuildTable();
 }
 
-// Rebuilds the position table from the first position of `run` on.
-void VariableSequence::RebuildTable(std::size_t run) noexcept {
-  run = std::min(run, lagFrom_);
+// Rebuilds the position table from the first position that lags.
+void VariableSequence::RebuildTable() noexcept {
+  const std::size_t run = lagFrom_;
   lag_ = 0;
   lagFrom_ = runs_.size();
   const int start = run < runs_.size() ? starts_[run] : size_;
@@ -368,8 +368,9 @@ void VariableSequence::Match(VariableSequence& other) {
   if (IsKnownToEqual(other)) return;
   if (!HasSameLayoutAs(other)) {
     const std::vector<int> kept = RunsToKeep(other);
-    const auto fresh = std::count(kept.begin(), kept.end(), -1);
-    if (2 * static_cast<std::size_t>(fresh) > kept.size()) {
+    const auto copied = static_cast<std::size_t>(std::count(kept.begin(), kept.end(), -1));
+    // Copying the index is cheaper than updating most of it.
+    if (2 * (kept.size() - copied) < std::max(runs_.size(), kept.size())) {
       VariableSequence copy(nullptr);
       copy.Copy(other);
       Swap(copy);
@@ -456,7 +457,6 @@ void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<
     run = {block.Variables(), &block};
   }
   runs_.swap(runs);
-  lagFrom_ = 0;
   Renumber(0);
 }
 

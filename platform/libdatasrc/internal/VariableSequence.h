@@ -31,6 +31,7 @@ using Stamp = std::uint64_t;  // 0: none
 // Adjacent variables of one sequence. Each variable points back to its block.
 class VariableBlock {
  public:
+  static constexpr int kLeastCapacity = 16;
   static constexpr int kCapacity = 256;
 
   // Room for `capacity` variables, 16, 64 or 256.
@@ -77,7 +78,7 @@ class VariableBlock {
   // failing.
   void Rename(const ORVX_Variable& variable, LocallyUniqueID id);
 
-  // Makes Find return `offset` for `id`.
+  // Stores the identifier that Find compares at `offset`.
   void SetIndexedID(int offset, LocallyUniqueID id) noexcept {
     words_[static_cast<std::size_t>(offset)] = id.Word();
   }
@@ -89,6 +90,9 @@ class VariableBlock {
   Stamp stamp = 0;
 
  private:
+  // Appends a copy without updating the identifiers; there is room for it.
+  void Append(const ORVX_Variable& variable) noexcept;
+
   std::vector<ORVX_Variable> variables_;
   // The identifiers as words, one for each variable up to the capacity; meaningless beyond Size().
   std::vector<unsigned int> words_;
@@ -147,7 +151,6 @@ class VariableSequence {
   friend class VariableBlock;
 
   static constexpr int kStride = 256;
-  static constexpr int kLeastCapacity = 16;
   // A block smaller than kSmallSize is merged with a neighbour if the result has at most
   // kMergedSize variables: far enough from full that the next insertion does not split it.
   static constexpr int kSmallSize = 64;
@@ -179,7 +182,7 @@ class VariableSequence {
   void EraseEmptyRuns(std::size_t first, std::size_t end) noexcept;
   void Renumber(std::size_t run) noexcept;
   void Shift(std::size_t run, int by) noexcept;
-  void RebuildTable(std::size_t run) noexcept;
+  void RebuildTable() noexcept;
   void ReserveTable(int size);
   void Rename(VariableBlock& block, int offset, LocallyUniqueID id);
   void ReportRemoved(LocallyUniqueID id) const;

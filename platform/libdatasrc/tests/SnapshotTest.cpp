@@ -177,9 +177,8 @@ TEST(Snapshot, DropsTheUsesOfVariablesThatLeave) {
   EXPECT_EQ(snapshot.GetWeightVarIndex(), -1);
   EXPECT_EQ(snapshot.GetFilterVarIndex(), 0);
   EXPECT_EQ(snapshot.GetNSplitVars(), 1U);
-  EXPECT_TRUE(snapshot.IsUsed(LocallyUniqueID(1, 2)));
+  EXPECT_EQ(snapshot.GetSplitVarID(0), LocallyUniqueID(1, 2));
   snapshot.DropUses(LocallyUniqueID(1, 2));
-  EXPECT_FALSE(snapshot.IsUsed(LocallyUniqueID(1, 2)));
   EXPECT_EQ(snapshot.GetNSplitVars(), 0U);
   EXPECT_FALSE(snapshot.GetSplitqSeparate());
 }
