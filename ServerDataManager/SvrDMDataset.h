@@ -111,8 +111,10 @@ class SDM_EXPORT SvrDMDataset {
   // Adds the observer at the end of the list; an observer that is registered twice is called twice.
   // Borrowed until Unregister, which removes every occurrence and ignores unknown observers. If
   // Register throws std::bad_alloc, nothing was added.
-  // Threads: any, but not inside a notice of this dataset and not while holding the registry lock.
-  // Takes the notification mutex, so it waits for a notification pass in progress.
+  // Threads: any, but not inside a notice of this dataset. Takes the notification mutex, so it
+  // waits for a notification pass in progress. May be called inside a notice of the registry. But
+  // if the observers of this dataset call the registry, that may deadlock while another thread
+  // releases a writer of this dataset.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 

@@ -15,15 +15,15 @@
 
 using namespace sdm_internal;
 
-// The registry of the process. At file scope, so that it exists as soon as the library is loaded. A
-// union, so that it is never destroyed: at exit it releases its datasets, and threads that still
-// call it find it empty.
-union RegistryOfTheProcess {
+// The registry of the process. Static, so that it exists as soon as the library is loaded. A union,
+// so that it is never destroyed: at exit it releases its datasets, and threads that still call it
+// find it empty.
+union SDM_HIDDEN ServerDataManager::RegistryOfTheProcess {
   RegistryOfTheProcess() : registry() {}
   ~RegistryOfTheProcess() { registry.data_->ReleaseItems(); }
   ServerDataManager registry;
 };
-static RegistryOfTheProcess instance;
+ServerDataManager::RegistryOfTheProcess ServerDataManager::instance_;
 
 namespace {
 
@@ -240,7 +240,7 @@ void ServerDataManager::Data::Announce(const SvrDMItem& item, const Notice& noti
 // Locked entries
 
 ServerDataManager& ServerDataManager::GetInstance() {
-  return instance.registry;
+  return instance_.registry;
 }
 
 ServerDataManager::ServerDataManager() : data_(std::make_unique<Data>(this)) {}
@@ -302,9 +302,10 @@ SvrDMItemPtr ServerDataManager::GetDataSet(const std::string& handle) const {
 
 std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
   const Data::Lock held(*data_);
-  const LeafLock heldToo;
   std::vector<SvrDMDataset> datasets;
-  datasets.reserve(data_->items.size());
+  // Allocates before the leaf lock is taken. Until then datasets may only be removed.
+  datasets.reserve(data_->Count());
+  const LeafLock heldToo;
   for (const SvrDMItemPtr& item : data_->items) datasets.emplace_back(item);
   return datasets;
 }

@@ -13,8 +13,11 @@
 //   guards     the list of datasets, the registry observers, the generator of identifiers
 //   taken by   every operation of the registry unless stated otherwise; recursive
 //   held       while registry observers are called
-//   order      last: a thread that holds it acquires no lock of a dataset (svrdmitem.h). Handles
-//              acquire those after the registry has answered; the registry never waits for them.
+//   order      after the locks of a dataset (svrdmitem.h). A thread that holds it never waits for a
+//              reader/writer lock: handles acquire that after the registry has answered. It may
+//              register and unregister dataset observers, which takes a notification mutex. But if
+//              the observers of that dataset call the registry, that may deadlock while another
+//              thread releases a writer of it.
 //
 // It does not guard the state of a dataset. Names are compared under a separate lock, which the
 // registry acquires briefly after its own. Passwords are not protected.
@@ -73,8 +76,10 @@ class SDM_EXPORT ServerDataManager {
   // Registry observers are never notified of a `quiet` dataset.
   //
   // An installed filter hook receives `ds` first, and the source that it returns is registered
-  // instead (null: a dataset without a source). If the call throws before the item is built,
-  // sources that the hook made are not deleted; the hook still owns them.
+  // instead (null: a dataset without a source). A hook that throws deletes what it made, but must
+  // not have deleted `ds` or any of its parents. If the call throws later, before the item is
+  // built, sources that the hook made are not deleted, and the hook does not learn of it: deleting
+  // them is up to the caller and the hook together.
   //
   // Threads: any. Takes the registry lock for the whole call, like every operation unless stated
   // otherwise.
@@ -158,14 +163,16 @@ class SDM_EXPORT ServerDataManager {
 
   // Notifies registry observers that the dataset was created: only once, when it has a data source,
   // and never for a quiet dataset. Called when a dataset is added and by its notification passes.
-  // If it throws std::bad_alloc, no observer was called, and the next call notifies them.
+  // If memory runs out before the first observer is called, the next call notifies them; an
+  // exception of an observer propagates, and the notice is not repeated.
   // Threads: the thread that adds the dataset or holds its write lock. Takes the registry lock
   // while observers are notified.
   void NotifyCreate(SvrDMItem& item);
 
  private:
-  friend union RegistryOfTheProcess;
   struct Data;
+  union RegistryOfTheProcess;
+  SDM_HIDDEN static RegistryOfTheProcess instance_;
   std::unique_ptr<Data> data_;
 };
 

@@ -116,10 +116,11 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Replaces the data source and deletes the sources that are not in the chain of `ds`: if `ds` is
   // an ancestor of the current source, the sources below it; if `ds` is built on the current
-  // source, none; otherwise the whole current chain. Owns `ds`, which may be null. Replacing a
-  // source that is not null closes the saved file and queues a ResetUndoMsg; a new source that is
-  // not null opens the saved file again. After an exception, such as std::bad_alloc, the new source
-  // is in place, but the message may be missing or the file not open.
+  // source, none; otherwise the whole current chain. Owns `ds`, which may be null. `ds` must not
+  // lie above a clone: the clone owns it. Replacing a source that is not null closes the saved file
+  // and queues a ResetUndoMsg; a new source that is not null opens the saved file again. After an
+  // exception, such as std::bad_alloc, the new source is in place, but the message may be missing
+  // or the file not open.
   // Threads: the thread that holds the write lock.
   void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
   // For a source that the item already owns: the current source or one of its parents.

@@ -1,7 +1,8 @@
 // FilteredDataSource: some cases and some variables of another source.
 //
-//   auto* adults = new FilteredDataSource(survey, idOfIsAdult);   // survey is its parent
-//   adults->DeleteVariables(0, 3);                                 // shown without these
+//   auto adults = std::make_unique<FilteredDataSource>(*writer, idOfIsAdult);  // on the source
+//   adults->DeleteVariables(0, 3);                                            // without these
+//   writer.SetDataSet(std::move(adults));  // the dataset owns both
 
 #ifndef LIBDATASRC_FILTEREDDATASOURCE_H_
 #define LIBDATASRC_FILTEREDDATASOURCE_H_

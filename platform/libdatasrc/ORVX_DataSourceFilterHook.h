@@ -21,9 +21,13 @@ class SDM_EXPORT ORVX_DataSourceFilterHook {
   // source built on it, or another. Null registers a dataset without a source.
   //
   // The dataset owns the returned source and its chain of parents. The hook deletes every source
-  // outside that chain, including `source`. If adding fails before the dataset exists, the hook
-  // deletes every source that it made. An exception propagates to the caller, and no dataset is
-  // added.
+  // outside that chain, including `source`.
+  //
+  // A hook that throws must not have deleted `source` or any of its parents, and deletes what it
+  // made. The exception propagates to the caller of Add, and no dataset is added.
+  //
+  // A hook does not learn that adding failed later; the caller of Add does. Deleting what the hook
+  // made is then up to the caller and the hook together.
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

@@ -4,6 +4,15 @@
 # relative PREFIX is relative to the caller's folder.
 
 set -eu
+
+# A list of targets in the build preset would leave out the rest.
+preset=$(tr -d ' \n' < "${1%/*}/CMakePresets.json" | sed 's/.*"buildPresets"//' |
+         grep -o '{"name":"run"[^}]*}')
+if [ "$preset" != '{"name":"run","configurePreset":"run"}' ]; then
+  echo "build preset run does not build everything: $preset" >&2
+  exit 1
+fi
+
 rm -rf "$2"
 mkdir -p "$2/bin" "$2/tree/build/run/tools/sdmsh" "$2/elsewhere"
 work=$(cd "$2" && pwd)

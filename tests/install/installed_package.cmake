@@ -91,6 +91,7 @@ endfunction()
 
 foreach(kind IN ITEMS GNU Clang)
   if(NOT ${kind}_COMPILER)
+    message(STATUS "No ${kind} compiler here: the package was not tried with it")
     continue()
   endif()
   set(flags ${${kind}_WARNINGS} -Werror)

@@ -141,17 +141,17 @@ TEST_F(DatasetHandleOfTheProcess, IsEmptyAndHiddenForAnUnknownHandleName) {
 
 TEST_F(DatasetHandle, ForwardsNamesAndPassword) {
   handle_.SetHandle("survey of 1994");
-  handle_.SetFileName("survey.sav");
-  handle_.SuppressedFileName("other.sav");
+  handle_.SetFileName("survey.tsv");
+  handle_.SuppressedFileName("other.tsv");
   handle_.SetPassword("secret", /*mangled=*/true);
 
   EXPECT_EQ(std::as_const(item_)->Handle(), "survey of 1994");
-  EXPECT_EQ(std::as_const(item_)->FileName(), "survey.sav");
-  EXPECT_EQ(std::as_const(item_)->SuppressedFileName(), "other.sav");
+  EXPECT_EQ(std::as_const(item_)->FileName(), "survey.tsv");
+  EXPECT_EQ(std::as_const(item_)->SuppressedFileName(), "other.tsv");
   EXPECT_EQ(std::as_const(item_)->Password(), "secret");
   EXPECT_EQ(handle_.GetHandle(), "survey of 1994");
-  EXPECT_EQ(handle_.GetFileName(), "survey.sav");
-  EXPECT_EQ(handle_.SuppressedFileName(), "other.sav");
+  EXPECT_EQ(handle_.GetFileName(), "survey.tsv");
+  EXPECT_EQ(handle_.SuppressedFileName(), "other.tsv");
   EXPECT_EQ(handle_.GetPassword(), "secret");
   EXPECT_TRUE(handle_.GetPasswordMangled());
 
@@ -310,15 +310,15 @@ TEST_F(DatasetHandle, SharesStateWithOtherHandles) {
   SvrDMDataset second(registry_, id_);
 
   second.SetHandle("survey");
-  second.SetFileName("survey.sav");
-  second.SuppressedFileName("other.sav");
+  second.SetFileName("survey.tsv");
+  second.SuppressedFileName("other.tsv");
   second.SetPassword("secret", true);
   second.WindowFront(true);
   second.WindowHidden(true);
 
   EXPECT_EQ(handle_.GetHandle(), "survey");
-  EXPECT_EQ(handle_.GetFileName(), "survey.sav");
-  EXPECT_EQ(handle_.SuppressedFileName(), "other.sav");
+  EXPECT_EQ(handle_.GetFileName(), "survey.tsv");
+  EXPECT_EQ(handle_.SuppressedFileName(), "other.tsv");
   EXPECT_EQ(handle_.GetPassword(), "secret");
   EXPECT_TRUE(handle_.GetPasswordMangled());
   EXPECT_TRUE(handle_.WindowFront());

@@ -144,11 +144,11 @@ TEST_F(RegistryTest, GetInstanceAlwaysReturnsTheSameRegistry) {
 TEST_F(RegistryTest, ANewDatasetHasItsSourceItsRegistryAndNoHandleNameOrPassword) {
   ORVX_DataSource& source = NewSource();
 
-  const SvrDMItemPtr item = registry_.GetDataSet(registry_.Add(source, "a.sav", false));
+  const SvrDMItemPtr item = registry_.GetDataSet(registry_.Add(source, "a.tsv", false));
 
   EXPECT_EQ(item->DataSource(), &source);
   EXPECT_EQ(item->Manager(), &registry_);
-  EXPECT_EQ(item->FileName(), "a.sav");
+  EXPECT_EQ(item->FileName(), "a.tsv");
   EXPECT_EQ(item->SuppressedFileName(), "");
   EXPECT_EQ(item->Handle(), "");
   EXPECT_EQ(item->Password(), "");
@@ -473,20 +473,20 @@ TEST_F(RegistryTest, ObserversAreNotifiedOfAnAddedDatasetAndItsFileName) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
 
-  const LocallyUniqueID id = Add("survey.sav");
+  const LocallyUniqueID id = Add("survey.tsv");
 
   ASSERT_EQ(observer.notices.size(), 1U);
   EXPECT_TRUE(observer.notices[0].created);
   EXPECT_EQ(observer.notices[0].id, id);
-  EXPECT_EQ(observer.notices[0].fileName, "survey.sav");
+  EXPECT_EQ(observer.notices[0].fileName, "survey.tsv");
 }
 
 TEST_F(RegistryTest, ObserversGetNoSuppressedFileName) {
   RecordingRegistryObserver observer;
-  Add("survey.sav");
+  Add("survey.tsv");
   registry_.Register(observer);
 
-  Add("SURVEY.SAV");
+  Add("SURVEY.TSV");
 
   ASSERT_EQ(observer.notices.size(), 1U);
   EXPECT_EQ(observer.notices[0].fileName, "");

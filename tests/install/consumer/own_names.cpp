@@ -11,10 +11,13 @@
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/SystemFileDataSource.h>
+#include <ServerDataManager/serverdatamgr.h>
 
 std::string ShortestText(double number);
 void WriteNumberAsText(double number, int width, OBS* cells);
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
+
+class RegistryOfTheProcess {};
 
 class RegularFile {
  public:
