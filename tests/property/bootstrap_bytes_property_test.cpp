@@ -31,7 +31,7 @@ using Check = SvrBootstrapSpecsSerializer::Check;
 
 constexpr int kRuns = 1000;
 
-// ---- random specifications and bytes ------------------------------------------------------------
+// ---- random bootstrap specifications and bytes --------------------------------------------------
 
 template <class T>
 T Any() {

@@ -52,8 +52,8 @@ TEST(BootstrapMemory, EncodingLeavesAStringWithSpareCapacityUnchanged) {
   EXPECT_EQ(output, "before" + BytesOf(specs));
 }
 
-// The successive contents of a new specification while the bytes of `whole` are decoded into it,
-// one for each step that allocates.
+// The successive contents of a new bootstrap specification while the bytes of `whole` are decoded
+// into it, one for each step that allocates.
 std::vector<std::string> StagesOf(const Specs& whole) {
   Specs specs;
   std::vector<std::string> stages;

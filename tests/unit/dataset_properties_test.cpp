@@ -361,8 +361,8 @@ TEST_F(FileSpecification, DifferentFromTheSuppressedNameIsReported) {
   EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
 }
 
-// If no file name is suppressed, the suppressed file name is empty and suppresses an empty file
-// specification.
+// If no file name is suppressed, the suppressed file name is empty, so an empty file specification
+// is not reported.
 TEST_F(FileSpecification, EmptyIsPendingWithoutASuppressedName) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();
