@@ -5,11 +5,11 @@
 // Blanks separate words. Between double quotes, blanks belong to the word, and two quotes stand for
 // one. A word that begins with # starts a comment.
 //
-//   const std::string file = arguments.Take("FILE");
-//   arguments.Expect("as");
-//   const std::string name = arguments.Take("NAME");
-//   const bool quiet = arguments.Accept("quiet");
-//   arguments.End();
+//   const std::string file = call.Take("FILE");
+//   call.Expect("as");
+//   const std::string name = call.Take("NAME");
+//   const bool quiet = call.Accept("quiet");
+//   call.End();
 
 #ifndef SDMSH_ARGUMENTS_H_
 #define SDMSH_ARGUMENTS_H_
@@ -17,11 +17,17 @@
 #include "Commands.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace sdmsh {
+
+class Caller;
+class OpenDataset;
+class Shell;
 
 struct Line {
   std::string role;                // the caller, without the @; empty if the line names none
@@ -84,6 +90,16 @@ class Arguments {
   const Command& command_;
   std::vector<std::string> words_;
   std::size_t next_ = 0;
+};
+
+// A command with its arguments: who gave it, and on which dataset.
+struct Call : Arguments {
+  Call(const Command& command, std::vector<std::string> words, Shell& atShell, Caller& byCaller)
+      : Arguments(command, std::move(words)), shell(atShell), caller(byCaller) {}
+
+  Shell& shell;
+  Caller& caller;
+  std::shared_ptr<OpenDataset> dataset;  // null if the arguments do not start with DATASET
 };
 
 }  // namespace sdmsh

@@ -266,10 +266,10 @@ Json SpecsInJson(const SvrBootstrapSpecs& specs) {
           {"userMissingExcluded", specs.GetExcludeUserMiss()}};
 }
 
-Json ChangedInJson(const Caller& caller, const OpenDataset& dataset, Json specs) {
+Json ChangedInJson(const Call& call, Json specs) {
   return {{"event", "bootstrapChanged"},
-          {"role", caller.Name()},
-          {"dataset", dataset.Name()},
+          {"role", call.caller.Name()},
+          {"dataset", call.dataset->Name()},
           {"specs", std::move(specs)}};
 }
 
@@ -287,69 +287,66 @@ void Replace(SvrDMWriteableDataSource& writer, SvrBootstrapSpecs specs) {
 }
 
 // Prints no words, because they would only repeat the command.
-void Set(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  const Setting setting = TakeSetting(arguments);
-  arguments.End();
-  SvrBootstrapSpecs specs;
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+Action Set(Call& call) {
+  const Setting setting = TakeSetting(call);
+  return [=, &call](SvrDMWriteableDataSource& writer) {
+    SvrBootstrapSpecs specs;
     if (const SvrBootstrapSpecs* const present = writer.GetBootstrapSpecs()) specs = *present;
     setting(specs, *writer);
     Replace(writer, specs);
-  });
-  if (!shell.Out().IsJson()) return;
-  shell.Say("", [&] { return ChangedInJson(caller, *dataset, SpecsInJson(specs)); });
+    if (!call.shell.Out().IsJson()) return;
+    call.shell.Say("", [&] { return ChangedInJson(call, SpecsInJson(specs)); });
+  };
 }
 
-void Display(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  arguments.End();
-  std::optional<SvrBootstrapSpecs> specs;
-  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    if (const SvrBootstrapSpecs* const present = reader.GetBootstrapSpecs()) specs = *present;
-  });
-  shell.Say(
-      [&] { return specs ? TextOf(*specs) : dataset->Name() + " has no bootstrap specification"; },
-      [&]() -> Json {
-        return {{"event", "bootstrap"},
-                {"dataset", dataset->Name()},
-                {"specs", specs ? SpecsInJson(*specs) : Json(nullptr)}};
-      });
-}
-
-void WriteToFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  const std::string file = arguments.TakeFile();
-  arguments.End();
-  std::string bytes;
-  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
+Action Display(Call& call) {
+  return ReadWork([&call](SvrDMInputDataSource& reader) {
     const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
-    if (specs == nullptr) throw CommandError(dataset->Name() + " has no bootstrap specification");
+    const std::string dataset = call.dataset->Name();
+    call.shell.Say(
+        [&] { return specs ? TextOf(*specs) : dataset + " has no bootstrap specification"; },
+        [&]() -> Json {
+          return {{"event", "bootstrap"},
+                  {"dataset", dataset},
+                  {"specs", specs ? SpecsInJson(*specs) : Json(nullptr)}};
+        });
+  });
+}
+
+Action WriteToFile(Call& call) {
+  const std::string file = call.TakeFile();
+  return ReadWork([=, &call](SvrDMInputDataSource& reader) {
+    const std::string dataset = call.dataset->Name();
+    const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
+    if (specs == nullptr) throw CommandError(dataset + " has no bootstrap specification");
+    std::string bytes;
     SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
     RefuseOtherContent(file);
     WriteFile(file, bytes);
+    call.shell.Say("wrote the bootstrap specification of " + dataset + " to " + file + ": " +
+                       BytesInWords(bytes.size()),
+                   [&]() -> Json {
+                     return {{"event", "bootstrapWritten"},
+                             {"role", call.caller.Name()},
+                             {"dataset", dataset},
+                             {"file", file},
+                             {"size", bytes.size()}};
+                   });
   });
-  shell.Say("wrote the bootstrap specification of " + dataset->Name() + " to " + file + ": " +
-                BytesInWords(bytes.size()),
-            [&]() -> Json {
-              return {{"event", "bootstrapWritten"},
-                      {"role", caller.Name()},
-                      {"dataset", dataset->Name()},
-                      {"file", file},
-                      {"size", bytes.size()}};
-            });
 }
 
-void ReadFromFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  const std::string file = arguments.TakeFile();
-  arguments.End();
-  SvrBootstrapSpecs specs;
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
-    specs = SpecsIn(ReadFile(file), file);
+Action ReadFromFile(Call& call) {
+  const std::string file = call.TakeFile();
+  return [=, &call](SvrDMWriteableDataSource& writer) {
+    const SvrBootstrapSpecs specs = SpecsIn(ReadFile(file), file);
     Replace(writer, specs);
-  });
-  shell.Say("read the bootstrap specification of " + dataset->Name() + " from " + file, [&] {
-    Json json = ChangedInJson(caller, *dataset, SpecsInJson(specs));
-    json["file"] = file;
-    return json;
-  });
+    call.shell.Say("read the bootstrap specification of " + call.dataset->Name() + " from " + file,
+                   [&] {
+                     Json json = ChangedInJson(call, SpecsInJson(specs));
+                     json["file"] = file;
+                     return json;
+                   });
+  };
 }
 
 std::string CheckInWords(const std::string& file, const Check& check, std::size_t fileSize) {
@@ -361,41 +358,39 @@ std::string CheckInWords(const std::string& file, const Check& check, std::size_
   return words;
 }
 
-void CheckFile(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  const std::string file = arguments.TakeFile();
-  arguments.End();
-  std::string bytes;
-  caller.Do([&] { bytes = ReadFile(file); });
-  const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-  const bool native = check.byteOrder == Check::ByteOrder::Native;
-  shell.Say(CheckInWords(file, check, bytes.size()), [&]() -> Json {
-    return {{"event", "bootstrapChecked"},
-            {"dataset", dataset->Name()},
-            {"file", file},
-            {"fileSize", bytes.size()},
-            {"finding", FindingInJson(check.finding)},
-            {"byteOrder", native ? "native" : "swapped"},
-            {"size", check.size},
-            {"offset", check.offset}};
-  });
+Action CheckFile(Call& call) {
+  const std::string file = call.TakeFile();
+  return [=, &call] {
+    const std::string bytes = ReadFile(file);
+    const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
+    const bool native = check.byteOrder == Check::ByteOrder::Native;
+    call.shell.Say(CheckInWords(file, check, bytes.size()), [&]() -> Json {
+      return {{"event", "bootstrapChecked"},
+              {"dataset", call.dataset->Name()},
+              {"file", file},
+              {"fileSize", bytes.size()},
+              {"finding", FindingInJson(check.finding)},
+              {"byteOrder", native ? "native" : "swapped"},
+              {"size", check.size},
+              {"offset", check.offset}};
+    });
+  };
 }
 
-void Remove(Shell& shell, Caller& caller, Arguments& arguments, const DatasetPtr& dataset) {
-  arguments.End();
-  Write(caller, *dataset,
-        [](SvrDMWriteableDataSource& writer) { writer.SetBootstrapSpecs(nullptr); });
-  shell.Say(dataset->Name() + " has no bootstrap specification",
-            [&] { return ChangedInJson(caller, *dataset, nullptr); });
+Action Remove(Call& call) {
+  return [&call](SvrDMWriteableDataSource& writer) {
+    writer.SetBootstrapSpecs(nullptr);
+    call.shell.Say(call.dataset->Name() + " has no bootstrap specification",
+                   [&] { return ChangedInJson(call, nullptr); });
+  };
 }
 
 }  // namespace
 
-void Bootstrap(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  using Form = void (*)(Shell&, Caller&, Arguments&, const DatasetPtr&);
-  static constexpr Form kForms[] = {Set, Display, WriteToFile, ReadFromFile, CheckFile, Remove};
-  const std::size_t form = arguments.TakeOneOf({"set", "display", "to", "from", "check", "off"});
-  kForms[form](shell, caller, arguments, dataset);
+Action Bootstrap(Call& call) {
+  static constexpr CommandFunction* kForms[] = {Set,          Display,   WriteToFile,
+                                                ReadFromFile, CheckFile, Remove};
+  return kForms[call.TakeOneOf({"set", "display", "to", "from", "check", "off"})](call);
 }
 
 }  // namespace sdmsh

@@ -34,11 +34,10 @@ struct Range {
 // Takes "from N", "count N", both in either order, or nothing.
 Range TakeRange(Arguments& arguments) {
   Range range;
-  while (!arguments.AtEnd()) {
+  while (!arguments.AtEnd() && !(range.from && range.count)) {
     std::vector<const char*> keywords;  // those that were not taken yet
     if (!range.from) keywords.push_back("from");
     if (!range.count) keywords.push_back("count");
-    if (keywords.empty()) arguments.End();
     const std::string_view keyword = keywords[arguments.TakeOneOf(keywords)];
     (keyword == "from" ? range.from : range.count) = arguments.TakeNumber("N");
   }
@@ -165,44 +164,36 @@ std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name, ORVX_D
 
 }  // namespace
 
-void ShowCases(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const Range range = TakeRange(arguments);
-  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    CasePrinter(shell.Out(), *reader, dataset->Name(), range).Print();
+Action ShowCases(Call& call) {
+  const Range range = TakeRange(call);
+  return ReadWork([=, &call](SvrDMInputDataSource& reader) {
+    CasePrinter(call.shell.Out(), *reader, call.dataset->Name(), range).Print();
   });
 }
 
-void ReplaceSource(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+Action ReplaceSource(Call& call) {
   enum { kFile, kBlank, kDictionary, kFiltered, kNone };
-  const std::size_t kind = arguments.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
-  const std::string file = kind == kFile ? arguments.TakeFile() : "";
-  const int caseCount = kind == kBlank ? arguments.TakeNumber("COUNT") : 0;
-  if (kind == kFiltered) arguments.Expect("by");
-  const std::string selector = kind == kFiltered ? arguments.Take("VARIABLE") : "";
-  arguments.End();
-
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+  const std::size_t kind = call.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
+  const std::string file = kind == kFile ? call.TakeFile() : "";
+  const int caseCount = kind == kBlank ? call.TakeNumber("COUNT") : 0;
+  if (kind == kFiltered) call.Expect("by");
+  const std::string selector = kind == kFiltered ? call.Take("VARIABLE") : "";
+  return [=, &call](SvrDMWriteableDataSource& writer) {
     std::unique_ptr<ORVX_DataSource> source;
     if (kind == kFile) source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
-    if (kind == kBlank) source = BlankCasesOf(*dataset, *writer, caseCount);
+    if (kind == kBlank) source = BlankCasesOf(*call.dataset, *writer, caseCount);
     if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
-    if (kind == kFiltered) source = CasesSelectedBy(selector, SourceOf(writer, *dataset));
+    if (kind == kFiltered) source = CasesSelectedBy(selector, SourceOf(writer, *call.dataset));
     writer.SetDataSet(std::move(source));
-  });
+  };
 }
 
-void RaiseCaseSequence(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  Write(caller, *dataset, [](SvrDMWriteableDataSource& writer) { writer.IncrementCaseSequence(); });
+Action RaiseCaseSequence(Call&) {
+  return [](SvrDMWriteableDataSource& writer) { writer.IncrementCaseSequence(); };
 }
 
-void AskForBulkMoves(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  Write(caller, *dataset, [](SvrDMWriteableDataSource& writer) { writer.BulkVarMoves(); });
+Action AskForBulkMoves(Call&) {
+  return [](SvrDMWriteableDataSource& writer) { writer.BulkVarMoves(); };
 }
 
 }  // namespace sdmsh

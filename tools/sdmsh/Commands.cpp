@@ -277,24 +277,26 @@ std::string Wrapped(const std::string& text, std::size_t width, std::size_t inde
   return wrapped;
 }
 
-void Help(Shell& shell, Caller&, Arguments& arguments) {
-  if (arguments.AtEnd()) {
-    return shell.Say([&] { return HelpTableInWords(shell.Out()); }, HelpTableInJson);
+Action Help(Call& call) {
+  if (call.AtEnd()) {
+    return [&call] {
+      call.shell.Say([&] { return HelpTableInWords(call.shell.Out()); }, HelpTableInJson);
+    };
   }
-  const std::string name = arguments.Take("COMMAND");
-  arguments.End();
-  const Command& command = CommandNamed(name);
-  const auto json = [&] {
-    Json members = {{"event", "help"}};
-    members.update(HelpInJson(command));
-    return members;
+  const std::string name = call.Take("COMMAND");
+  return [=, &call] {
+    const Command& command = CommandNamed(name);
+    const auto json = [&] {
+      Json members = {{"event", "help"}};
+      members.update(HelpInJson(command));
+      return members;
+    };
+    call.shell.Say([&] { return HelpInWords(command, call.shell.Out().MaxWidth()); }, json);
   };
-  shell.Say([&] { return HelpInWords(command, shell.Out().MaxWidth()); }, json);
 }
 
-void Quit(Shell& shell, Caller&, Arguments& arguments) {
-  arguments.End();
-  shell.Quit();
+Action Quit(Call& call) {
+  return [&call] { call.shell.Quit(); };
 }
 
 }  // namespace sdmsh

@@ -7,18 +7,34 @@
 #define SDMSH_COMMANDS_H_
 
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <variant>
 #include <vector>
+
+class ORVX_DataSource;
+class SvrDMInputDataSource;
+class SvrDMWriteableDataSource;
 
 namespace sdmsh {
 
-class Arguments;
-class Caller;
-class Shell;
+class CallerLocks;
+struct Call;
 
-// Runs a command for the caller. Takes all its arguments before it changes anything. Throws
-// CommandError if it fails.
-using CommandFunction = void(Shell& shell, Caller& caller, Arguments& arguments);
+// What a command does once its arguments are taken. The parameter says which lock it needs on the
+// dataset of the call; the shell refuses the command if the caller cannot have it. Runs on the
+// caller's thread, except LockWork.
+using Work = std::function<void()>;
+using ReadWork = std::function<void(SvrDMInputDataSource&)>;  // any lock, see CallerLocks::Read
+using WriteWork = std::function<void(SvrDMWriteableDataSource&)>;  // the write lock
+using EditWork = std::function<void(ORVX_DataSource&)>;  // the write lock, and a data source
+using LockWork = std::function<void(CallerLocks&)>;      // runs on the shell's thread
+using Action = std::variant<Work, ReadWork, WriteWork, EditWork, LockWork>;
+
+// Takes the arguments of a command and returns the rest of the command, which borrows the call.
+// Throws CommandError if they are wrong. If the arguments start with DATASET, the shell has taken
+// that argument, and it checks that all others were taken before it runs the action.
+using CommandFunction = Action(Call& call);
 
 struct Command {
   const char* name;

@@ -36,12 +36,10 @@ struct NewDataset {
   bool quiet;
 };
 
-NewDataset TakeNewDataset(const Shell& shell, Arguments& arguments) {
+NewDataset TakeNewDataset(Call& call) {
   NewDataset dataset;
-  dataset.name = arguments.Take("NAME");
-  dataset.quiet = arguments.Accept("quiet");
-  arguments.End();
-  shell.RefuseName(dataset.name, nullptr);
+  dataset.name = call.Take("NAME");
+  dataset.quiet = call.Accept("quiet");
   return dataset;
 }
 
@@ -53,11 +51,17 @@ struct Added {
 };
 
 Added Add(Shell& shell, std::unique_ptr<ORVX_DataSource> source, const std::string& file,
-          bool quiet) {
-  const LocallyUniqueID id = shell.Registry().Add(std::move(source), file, quiet);
+          const NewDataset& dataset) {
+  const LocallyUniqueID id = shell.Registry().Add(std::move(source), file, dataset.quiet);
   shell.NoteNew(id);
-  const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
-  return {id, reader->ColumnCount(), reader->RowCount()};
+  Added added{id, 0, 0};
+  {
+    const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
+    added.variables = reader->ColumnCount();
+    added.cases = reader->RowCount();
+  }
+  shell.Adopt(id, dataset.name);
+  return added;
 }
 
 std::string SizeInWords(const Added& added) {
@@ -66,27 +70,31 @@ std::string SizeInWords(const Added& added) {
   return variables + ", " + Counted(added.cases, "case");
 }
 
-Json OpenedInJson(const Caller& caller, const NewDataset& dataset, LocallyUniqueID id,
+Json OpenedInJson(const Call& call, const NewDataset& dataset, LocallyUniqueID id,
                   const std::string& file) {
-  return {{"event", "opened"},          {"role", caller.Name()}, {"dataset", dataset.name},
-          {"id", IdentifierInJson(id)}, {"file", file},          {"quiet", dataset.quiet}};
+  return {{"event", "opened"},
+          {"role", call.caller.Name()},
+          {"dataset", dataset.name},
+          {"id", IdentifierInJson(id)},
+          {"file", file},
+          {"quiet", dataset.quiet}};
 }
 
-// Prints that a dataset with a data source is open. `cloneOf` is the dataset of which it is a
-// clone; empty if it is not a clone.
-void SayOpened(Shell& shell, const NewDataset& dataset, const Added& added, const std::string& file,
-               const std::string& cloneOf, const Caller& caller) {
+// Prints that a dataset with a data source is open. It is a clone if the call has a dataset.
+void SayOpened(const Call& call, const NewDataset& dataset, const Added& added,
+               const std::string& file) {
+  const std::string cloneOf = call.dataset == nullptr ? "" : call.dataset->Name();
   const auto json = [&] {
-    Json members = OpenedInJson(caller, dataset, added.id, file);
+    Json members = OpenedInJson(call, dataset, added.id, file);
     members["variables"] = added.variables;
     members["cases"] = RowCountInJson(added.cases);
     if (!cloneOf.empty()) members["cloneOf"] = cloneOf;
     return members;
   };
-  shell.Say(dataset.name + " is open: " + SizeInWords(added) + ", " +
-                (cloneOf.empty() ? "from " + file : "a clone of " + cloneOf) +
-                (dataset.quiet ? " (quiet)" : ""),
-            json);
+  call.shell.Say(dataset.name + " is open: " + SizeInWords(added) + ", " +
+                     (cloneOf.empty() ? "from " + file : "a clone of " + cloneOf) +
+                     (dataset.quiet ? " (quiet)" : ""),
+                 json);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -200,14 +208,15 @@ struct Contents {
   Json dictionary;                   // set only if the output is JSON
 };
 
-Contents ContentsOf(Shell& shell, Caller& caller, const DatasetPtr& dataset) {
+Contents ContentsOf(const Call& call, CallerLocks& locks) {
   Contents contents;
-  contents.lock = LockOf(*dataset, shell.Locks());
-  contents.isRead = shell.Locks().TryRead(caller, dataset, [&](SvrDMInputDataSource& reader) {
+  contents.lock = LockOf(*call.dataset, locks);
+  contents.isRead = locks.TryRead(call.caller, call.dataset, [&](SvrDMInputDataSource& reader) {
     contents.isClone = dynamic_cast<const SvrDMCloneDataSource*>(*reader) != nullptr;
     if (*reader == nullptr) return;
-    if (shell.Out().IsJson()) contents.dictionary = DictionaryInJson(**reader);
-    if (!shell.Out().IsJson()) contents.properties = PropertiesOf(**reader);
+    const bool json = call.shell.Out().IsJson();
+    if (json) contents.dictionary = DictionaryInJson(**reader);
+    if (!json) contents.properties = PropertiesOf(**reader);
   });
   return contents;
 }
@@ -285,14 +294,11 @@ Json VariableTableInJson(const std::string& dataset, const ORVX_DataSource& sour
           {"split", IdentifiersInJson(SplitOf(source))}};
 }
 
-// Calls `work` with the data source, or with an empty source if the dataset has none.
-void ReadSource(Shell& shell, Caller& caller, const DatasetPtr& dataset,
-                const std::function<void(const ORVX_DataSource&)>& work) {
-  shell.Locks().Read(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    const DataFreeDataSource empty;
-    const ORVX_DataSource* const source = *reader;
-    work(source == nullptr ? empty : *source);
-  });
+// The data source, or an empty source if the dataset has none.
+const ORVX_DataSource& SourceOrEmpty(const SvrDMInputDataSource& reader) {
+  static const DataFreeDataSource empty;
+  const ORVX_DataSource* const source = *reader;
+  return source == nullptr ? empty : *source;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -400,183 +406,172 @@ std::string FileMeant(const Shell& shell, const Caller& caller, const std::strin
 
 }  // namespace
 
-void OpenFile(Shell& shell, Caller& caller, Arguments& arguments) {
-  const std::string file = arguments.TakeFile();
-  arguments.Expect("as");
-  const NewDataset wanted = TakeNewDataset(shell, arguments);
-
-  Added added{};
-  caller.Do([&] {
-    added = Add(shell, SystemFileDataSource::Open(file, GiveUpIfInterrupted), file, wanted.quiet);
-  });
-  shell.Adopt(added.id, wanted.name);
-  SayOpened(shell, wanted, added, file, "", caller);
+Action OpenFile(Call& call) {
+  const std::string file = call.TakeFile();
+  call.Expect("as");
+  const NewDataset wanted = TakeNewDataset(call);
+  return [=, &call] {
+    call.shell.RefuseName(wanted.name, nullptr);
+    auto source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
+    SayOpened(call, wanted, Add(call.shell, std::move(source), file, wanted), file);
+  };
 }
 
-void AddEmpty(Shell& shell, Caller& caller, Arguments& arguments) {
-  const NewDataset wanted = TakeNewDataset(shell, arguments);
-
-  LocallyUniqueID id;
-  caller.Do([&] { id = shell.Registry().AddEmpty(wanted.quiet); });
-  shell.NoteNew(id);
-  shell.Adopt(id, wanted.name);
-  shell.Say(wanted.name + " is open, without a data source" + (wanted.quiet ? " (quiet)" : ""),
-            [&] { return OpenedInJson(caller, wanted, id, ""); });
+Action AddEmpty(Call& call) {
+  const NewDataset wanted = TakeNewDataset(call);
+  return [=, &call] {
+    call.shell.RefuseName(wanted.name, nullptr);
+    const LocallyUniqueID id = call.shell.Registry().AddEmpty(wanted.quiet);
+    call.shell.NoteNew(id);
+    call.shell.Adopt(id, wanted.name);
+    call.shell.Say(
+        wanted.name + " is open, without a data source" + (wanted.quiet ? " (quiet)" : ""),
+        [&] { return OpenedInJson(call, wanted, id, ""); });
+  };
 }
 
-void CloneDataset(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.Expect("as");
-  const NewDataset wanted = TakeNewDataset(shell, arguments);
-
-  Added added{};
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
-    SourceOf(writer, *dataset);  // refuses a dataset without a data source
-    added = Add(shell, CloneSource(writer), /*file=*/"", wanted.quiet);
-  });
-  shell.Adopt(added.id, wanted.name);
-  SayOpened(shell, wanted, added, "", dataset->Name(), caller);
+Action CloneDataset(Call& call) {
+  call.Expect("as");
+  const NewDataset wanted = TakeNewDataset(call);
+  call.shell.RefuseName(wanted.name, nullptr);
+  return [=, &call](SvrDMWriteableDataSource& writer) {
+    SourceOf(writer, *call.dataset);  // refuses a dataset without a data source
+    SayOpened(call, wanted, Add(call.shell, CloneSource(writer), /*file=*/"", wanted), "");
+  };
 }
 
-void CloseDataset(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  const std::string name = dataset->Name();
-  const std::vector<Holding> holders = shell.Locks().Holders(*dataset);
-  const std::vector<Holding> waiters = shell.Locks().Waiters(*dataset);
-  if (shell.IsClosed(*dataset)) {
-    throw CommandError(name + " (" + dataset->ID().ToString() +
-                       ") is closed already; it lives on while " + HeldInWords(holders, {}));
-  }
-  std::string words = name + " is closed";
-  if (!holders.empty()) words += "; it lives on while held by " + HoldersInWords(holders);
-  if (!waiters.empty()) words += "; waiting: " + WaitersInWords(waiters);
-  caller.Do([&] { shell.Close(*dataset); });
-  shell.Say(words, [&]() -> Json {
-    return {{"event", "closed"},
-            {"role", caller.Name()},
-            {"dataset", name},
-            {"holders", HoldingsInJson(holders)},
-            {"waiters", HoldingsInJson(waiters)}};
-  });
+Action CloseDataset(Call& call) {
+  return [&call] {
+    const std::string name = call.dataset->Name();
+    const std::vector<Holding> holders = call.shell.Locks().Holders(*call.dataset);
+    const std::vector<Holding> waiters = call.shell.Locks().Waiters(*call.dataset);
+    if (call.shell.IsClosed(*call.dataset)) {
+      throw CommandError(name + " (" + call.dataset->ID().ToString() +
+                         ") is closed already; it lives on while " + HeldInWords(holders, {}));
+    }
+    std::string words = name + " is closed";
+    if (!holders.empty()) words += "; it lives on while held by " + HoldersInWords(holders);
+    if (!waiters.empty()) words += "; waiting: " + WaitersInWords(waiters);
+    call.shell.Close(*call.dataset);
+    call.shell.Say(words, [&]() -> Json {
+      return {{"event", "closed"},
+              {"role", call.caller.Name()},
+              {"dataset", name},
+              {"holders", HoldingsInJson(holders)},
+              {"waiters", HoldingsInJson(waiters)}};
+    });
+  };
 }
 
-void ListDatasets(Shell& shell, Caller&, Arguments& arguments) {
-  arguments.End();
-  std::string words;
-  Json datasets = Json::array();
-  for (const DatasetPtr& dataset : shell.Datasets()) {
-    const SvrDMDataset& handle = dataset->Handle();
-    const std::string file = handle.GetFileName();
-    words += (words.empty() ? "" : "\n") + dataset->Name() + " (" + dataset->ID().ToString() +
-             "), file " + OrNone(file.empty() ? handle.SuppressedFileName() : file) + ", " +
-             LockOf(*dataset, shell.Locks()).InWords();
-    if (shell.Out().IsJson())
-      datasets.push_back(FactsInJson(*dataset, LockOf(*dataset, shell.Locks())));
-  }
-  if (words.empty()) words = "no dataset is open";
-  shell.Say(words, [&]() -> Json { return {{"event", "datasets"}, {"datasets", datasets}}; });
+Action ListDatasets(Call& call) {
+  return [&call] {
+    Shell& shell = call.shell;
+    std::string words;
+    Json datasets = Json::array();
+    for (const DatasetPtr& dataset : shell.Datasets()) {
+      const SvrDMDataset& handle = dataset->Handle();
+      const LockState lock = LockOf(*dataset, shell.Locks());
+      const std::string file = handle.GetFileName();
+      words += (words.empty() ? "" : "\n") + dataset->Name() + " (" + dataset->ID().ToString() +
+               "), file " + OrNone(file.empty() ? handle.SuppressedFileName() : file) + ", " +
+               lock.InWords();
+      if (shell.Out().IsJson()) datasets.push_back(FactsInJson(*dataset, lock));
+    }
+    if (words.empty()) words = "no dataset is open";
+    shell.Say(words, [&]() -> Json { return {{"event", "datasets"}, {"datasets", datasets}}; });
+  };
 }
 
-void ShowDataset(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  const Contents contents = ContentsOf(shell, caller, dataset);
-  shell.Say([&] { return DatasetInWords(*dataset, contents, shell.Out()); },
-            [&] { return DatasetInJson(*dataset, contents); });
+Action ShowDataset(Call& call) {
+  return [&call](CallerLocks& locks) {
+    const Contents contents = ContentsOf(call, locks);
+    call.shell.Say([&] { return DatasetInWords(*call.dataset, contents, call.shell.Out()); },
+                   [&] { return DatasetInJson(*call.dataset, contents); });
+  };
 }
 
-void ShowVariables(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  ReadSource(shell, caller, dataset, [&](const ORVX_DataSource& source) {
-    shell.Say(
-        [&] {
-          const bool none = source.ColumnCount() == 0;
-          return none ? dataset->Name() + " has no variables"
-                      : VariablesInWords(source, shell.Out());
-        },
-        [&] { return VariableTableInJson(dataset->Name(), source); });
+Action ShowVariables(Call& call) {
+  return ReadWork([&call](const SvrDMInputDataSource& reader) {
+    const ORVX_DataSource& source = SourceOrEmpty(reader);
+    const std::string dataset = call.dataset->Name();
+    const auto words = [&] {
+      const bool none = source.ColumnCount() == 0;
+      return none ? dataset + " has no variables" : VariablesInWords(source, call.shell.Out());
+    };
+    call.shell.Say(words, [&] { return VariableTableInJson(dataset, source); });
   });
 }
 
-void ShowMirror(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  const ORVX_DataSource& mirror = dataset->Interpreter().Mirror();
-  ReadSource(shell, caller, dataset, [&](const ORVX_DataSource& source) {
-    shell.Say(
-        [&] { return MirrorInWords(dataset->Name(), source, mirror, shell.Out()); },
-        [&] { return MirrorInJson(dataset->Name(), SideInJson(source), SideInJson(mirror)); });
+Action ShowMirror(Call& call) {
+  return ReadWork([&call](const SvrDMInputDataSource& reader) {
+    const ORVX_DataSource& source = SourceOrEmpty(reader);
+    const ORVX_DataSource& mirror = call.dataset->Interpreter().Mirror();
+    const std::string dataset = call.dataset->Name();
+    call.shell.Say([&] { return MirrorInWords(dataset, source, mirror, call.shell.Out()); },
+                   [&] { return MirrorInJson(dataset, SideInJson(source), SideInJson(mirror)); });
   });
 }
 
 // ---------------------------------------------------------------------------------------------
 // Settings
 
-void SetHandle(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string name = arguments.Take("NAME");
-  arguments.End();
-  shell.RefuseName(name, dataset.get());
-  caller.Do([&] { dataset->Handle().SetHandle(name); });
+Action SetHandle(Call& call) {
+  const std::string name = call.Take("NAME");
+  return [=, &call] {
+    call.shell.RefuseName(name, call.dataset.get());
+    call.dataset->Handle().SetHandle(name);
+  };
 }
 
-void SetFileName(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string file = arguments.Take("FILE");
-  arguments.End();
-  caller.Do([&] { dataset->Handle().SetFileName(file); });
+Action SetFileName(Call& call) {
+  const std::string file = call.Take("FILE");
+  return [=, &call] { call.dataset->Handle().SetFileName(file); };
 }
 
-void SetWindowState(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+Action SetWindowState(Call& call) {
   enum { kFront, kMinimized, kHidden };
-  const std::size_t mark = arguments.TakeOneOf({"front", "minimized", "hidden"});
-  const bool on = arguments.TakeOnOff();
-  arguments.End();
-  caller.Do([&] {
-    SvrDMDataset& handle = dataset->Handle();
+  const std::size_t mark = call.TakeOneOf({"front", "minimized", "hidden"});
+  const bool on = call.TakeOnOff();
+  return [=, &call] {
+    SvrDMDataset& handle = call.dataset->Handle();
     if (mark == kFront) handle.WindowFront(on);
     if (mark == kMinimized) handle.WindowMinimized(on);
     if (mark == kHidden) handle.WindowHidden(on);
-  });
+  };
 }
 
-void SetPassword(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string password = arguments.Take("TEXT");
-  const bool mangled = arguments.Accept("mangled");
-  arguments.End();
-  caller.Do([&] { shell.Registry().Password(dataset->ID(), password, mangled); });
+Action SetPassword(Call& call) {
+  const std::string password = call.Take("TEXT");
+  const bool mangled = call.Accept("mangled");
+  return [=, &call] { call.shell.Registry().Password(call.dataset->ID(), password, mangled); };
 }
 
-void HideVariables(Shell& shell, Caller&, Arguments& arguments) {
+Action HideVariables(Call& call) {
   std::vector<std::string> names;
-  if (arguments.Accept("nothing")) {
-    arguments.End();
-  } else {
-    names = arguments.TakeRest("\"nothing\" or NAME");
+  if (!call.Accept("nothing")) names = call.TakeRest("\"nothing\" or NAME");
+  return [=, &call] {
     if (std::find(names.begin(), names.end(), "") != names.end()) {
       throw CommandError("no variable has an empty name");
     }
-  }
-  shell.Hide(names);
-  shell.Say("datasets opened from now on hide " + (names.empty() ? "no variables" : Joined(names)),
-            [&]() -> Json {
-              return {{"event", "hides"}, {"names", names}};
-            });
+    call.shell.Hide(names);
+    call.shell.Say(
+        "datasets opened from now on hide " + (names.empty() ? "no variables" : Joined(names)),
+        [&]() -> Json {
+          return {{"event", "hides"}, {"names", names}};
+        });
+  };
 }
 
-void AskWhetherTouched(Shell& shell, Caller& caller, Arguments& arguments) {
-  const std::string fileOrDataset = arguments.Take("FILE or DATASET");
-  arguments.End();
-  const std::string file = FileMeant(shell, caller, fileOrDataset);
-  bool touched = false;
-  caller.Do([&] { touched = shell.Registry().SavFileExternallyChanged(file); });
-  shell.Say(file + (touched ? " was" : " was not") + " changed by another program", [&]() -> Json {
-    return {{"event", "touched"}, {"file", file}, {"touched", touched}};
-  });
+Action AskWhetherTouched(Call& call) {
+  const std::string fileOrDataset = call.Take("FILE or DATASET");
+  return [=, &call] {
+    const std::string file = FileMeant(call.shell, call.caller, fileOrDataset);
+    const bool touched = call.shell.Registry().SavFileExternallyChanged(file);
+    call.shell.Say(file + (touched ? " was" : " was not") + " changed by another program",
+                   [&]() -> Json {
+                     return {{"event", "touched"}, {"file", file}, {"touched", touched}};
+                   });
+  };
 }
 
 }  // namespace sdmsh

@@ -131,53 +131,46 @@ std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetIm
 
 }  // namespace
 
-void InsertVariable(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string name = arguments.Take("NAME");
+Action InsertVariable(Call& call) {
+  const std::string name = call.Take("NAME");
   int type = 0;
   std::string label;
   std::optional<std::string> before;
-  while (!arguments.AtEnd()) {
-    if (arguments.Accept("before")) {
-      before = arguments.Take("VARIABLE");
-    } else if (arguments.Accept("label")) {
-      label = arguments.Take("TEXT");
+  while (!call.AtEnd()) {
+    if (call.Accept("before")) {
+      before = call.Take("VARIABLE");
+    } else if (call.Accept("label")) {
+      label = call.Take("TEXT");
     } else {
-      type = TakeType(arguments, ", before VARIABLE or label TEXT");
+      type = TakeType(call, ", before VARIABLE or label TEXT");
     }
   }
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+  return [=](ORVX_DataSource& source) {
     RefuseTakenName(source, name);
     const int position = before ? PositionOf(source, *before) : source.ColumnCount();
     ORVX_Variable variable(ORVX_Variable::NextID(), name, type);
     variable.SetLabel(label);
     source.InsertVariable(position, variable);
-  });
+  };
 }
 
-void DeleteVariables(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::vector<std::string> names = arguments.TakeRest("VARIABLE");
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action DeleteVariables(Call& call) {
+  const std::vector<std::string> names = call.TakeRest("VARIABLE");
+  return [=](ORVX_DataSource& source) {
     PositionsOf(source, names);  // refuses before anything has changed
     for (const std::string& name : names) {
       const int position = PositionOf(source, name);
       source.DeleteVariables(position, position);
     }
-  });
+  };
 }
 
-void MoveVariable(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string name = arguments.Take("VARIABLE");
-  const bool toPosition = arguments.TakeOneOf({"to", "before"}) == 0;
-  const int position = toPosition ? arguments.TakeNumber("POSITION") : 0;
-  const std::string before = toPosition ? "" : arguments.Take("VARIABLE");
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action MoveVariable(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  const bool toPosition = call.TakeOneOf({"to", "before"}) == 0;
+  const int position = toPosition ? call.TakeNumber("POSITION") : 0;
+  const std::string before = toPosition ? "" : call.Take("VARIABLE");
+  return [=](ORVX_DataSource& source) {
     const int from = PositionOf(source, name);
     int to = position - 1;
     if (!toPosition) {
@@ -188,203 +181,162 @@ void MoveVariable(Shell& shell, Caller& caller, Arguments& arguments) {
       throw CommandError("there are only " + std::to_string(source.ColumnCount()) + " positions");
     }
     MoveTo(source, from, to);
-  });
+  };
 }
 
-void ReorderVariables(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::vector<std::string> names = arguments.TakeRest("VARIABLE");
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action ReorderVariables(Call& call) {
+  const std::vector<std::string> names = call.TakeRest("VARIABLE");
+  return [=, &call](SvrDMWriteableDataSource& writer) {
+    ORVX_DataSource& source = SourceOf(writer, *call.dataset);
     PositionsOf(source, names);  // refuses before anything has changed
     for (std::size_t to = 0; to < names.size(); ++to) {
       MoveTo(source, PositionOf(source, names[to]), static_cast<int>(to));
     }
-  });
-  Write(caller, *dataset, [](SvrDMWriteableDataSource& writer) { writer.BulkVarMoves(); });
+    writer.BulkVarMoves();
+  };
 }
 
-void RenameVariable(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string name = arguments.Take("VARIABLE");
-  const std::string newName = arguments.Take("NAME");
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action RenameVariable(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  const std::string newName = call.Take("NAME");
+  return [=](ORVX_DataSource& source) {
     const int position = PositionOf(source, name);
     RefuseTakenName(source, newName);
     source.GetVariable(position).SetName(newName);
-  });
+  };
 }
 
-void LabelVariable(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string name = arguments.Take("VARIABLE");
-  const std::string label = arguments.Take("TEXT");
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action LabelVariable(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  const std::string label = call.Take("TEXT");
+  return [=](ORVX_DataSource& source) {
     source.GetVariable(PositionOf(source, name)).SetLabel(label);
-  });
+  };
 }
 
-void RetypeVariable(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string name = arguments.Take("VARIABLE");
-  const int type = TakeType(arguments);
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
-    source.GetVariable(PositionOf(source, name)).SetType(type);
-  });
+Action RetypeVariable(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  const int type = TakeType(call);
+  return
+      [=](ORVX_DataSource& source) { source.GetVariable(PositionOf(source, name)).SetType(type); };
 }
 
 // ---------------------------------------------------------------------------------------------
 // Properties
 
-void SetWeight(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::optional<std::string> name = TakeUse(arguments);
-  arguments.End();
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action SetWeight(Call& call) {
+  const std::optional<std::string> name = TakeUse(call);
+  return [=](ORVX_DataSource& source) {
     source.SetWeightVar(PositionOrNone(source, name, "weights cases"));
-  });
+  };
 }
 
-void SetFilter(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::optional<std::string> name = TakeUse(arguments);
-  arguments.End();
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action SetFilter(Call& call) {
+  const std::optional<std::string> name = TakeUse(call);
+  return [=](ORVX_DataSource& source) {
     source.SetFilterVar(PositionOrNone(source, name, "selects cases"));
-  });
+  };
 }
 
-void SplitFile(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+Action SplitFile(Call& call) {
   enum { kTogether, kSeparate, kOff };
-  const std::size_t how = arguments.TakeOneOf({"together", "separate", "off"});
+  const std::size_t how = call.TakeOneOf({"together", "separate", "off"});
   std::vector<std::string> names;
   if (how != kOff) {
-    arguments.Expect("by");
-    names = arguments.TakeRest("VARIABLE");
+    call.Expect("by");
+    names = call.TakeRest("VARIABLE");
   }
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+  return [=](ORVX_DataSource& source) {
     const std::vector<int> positions = PositionsOf(source, names);
     source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(),
                     how == kSeparate);
-  });
+  };
 }
 
-void SetTrends(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+Action SetTrends(Call& call) {
   ORVX_TrendsInfo trends;
   std::vector<std::string> names;
   enum { kPeriod, kBy };
-  if (!arguments.Accept("off")) {
+  if (!call.Accept("off")) {
     do {
-      const std::size_t what = arguments.TakeOneOf({"period", "by"});
-      if (what == kPeriod) trends.seasonalPeriod = arguments.TakeNumber("NUMBER");
-      if (what == kBy) names = arguments.TakeRest("VARIABLE");
-    } while (!arguments.AtEnd());
+      const std::size_t what = call.TakeOneOf({"period", "by"});
+      if (what == kPeriod) trends.seasonalPeriod = call.TakeNumber("NUMBER");
+      if (what == kBy) names = call.TakeRest("VARIABLE");
+    } while (!call.AtEnd());
   }
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+  return [=](ORVX_DataSource& source) mutable {
     trends.timeVariables = IdentifiersOf(source, names);
     *source.GetTrendsInfo() = trends;
-  });
+  };
 }
 
-void SetResponseSet(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+Action SetResponseSet(Call& call) {
   VariableSetImpl set;
-  set.name = arguments.Take("NAME");
+  set.name = call.Take("NAME");
   std::vector<std::string> names;
   enum { kIndicators, kAnswers, kOff };
-  const std::size_t kind = arguments.TakeOneOf({"indicators", "answers", "off"});
+  const std::size_t kind = call.TakeOneOf({"indicators", "answers", "off"});
   if (kind != kOff) {
     set.kind = kind == kIndicators ? VariableSetImpl::kIndicators : VariableSetImpl::kAnswers;
-    if (kind == kIndicators) set.selectedValue = arguments.Take("VALUE");
-    if (arguments.Accept("label")) set.label = arguments.Take("TEXT");
-    arguments.Expect("of");
-    names = arguments.TakeRest("VARIABLE");
+    if (kind == kIndicators) set.selectedValue = call.Take("VALUE");
+    if (call.Accept("label")) set.label = call.Take("TEXT");
+    call.Expect("of");
+    names = call.TakeRest("VARIABLE");
   }
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+  return [=](ORVX_DataSource& source) mutable {
     set.members = IdentifiersOf(source, names);
     source.SetMRSets(With(set, source.GetMRSets()));
-  });
+  };
 }
 
-void SetVariableSet(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
+Action SetVariableSet(Call& call) {
   VariableSetImpl set;
-  set.name = arguments.Take("NAME");
+  set.name = call.Take("NAME");
   std::vector<std::string> names;
-  if (arguments.TakeOneOf({"of", "off"}) == 0) names = arguments.TakeRest("VARIABLE");
-  arguments.End();
-
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+  if (call.TakeOneOf({"of", "off"}) == 0) names = call.TakeRest("VARIABLE");
+  return [=](ORVX_DataSource& source) mutable {
     set.members = IdentifiersOf(source, names);
     source.SetVariableSets(With(set, source.GetVariableSets()));
-  });
+  };
 }
 
-void LabelDataset(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string label = arguments.Take("TEXT");
-  arguments.End();
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
-    source.SetLabel(label.empty() ? nullptr : label.c_str());
-  });
+Action LabelDataset(Call& call) {
+  const std::string label = call.Take("TEXT");
+  return [=](ORVX_DataSource& source) { source.SetLabel(label.empty() ? nullptr : label.c_str()); };
 }
 
-void SetFileSpec(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string fileSpec = arguments.Take("FILE");
-  arguments.End();
-  EditSource(caller, *dataset,
-             [&](ORVX_DataSource& source) { source.SetFileSpec(fileSpec.c_str()); });
+Action SetFileSpec(Call& call) {
+  const std::string fileSpec = call.Take("FILE");
+  return [=](ORVX_DataSource& source) { source.SetFileSpec(fileSpec.c_str()); };
 }
 
-void SetImputation(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const int rows = arguments.Accept("off") ? 0 : arguments.TakeNumber("\"off\" or ROWS");
-  arguments.End();
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) { source.RowsPerImputation(rows); });
+Action SetImputation(Call& call) {
+  const int rows = call.Accept("off") ? 0 : call.TakeNumber("\"off\" or ROWS");
+  return [=](ORVX_DataSource& source) { source.RowsPerImputation(rows); };
 }
 
-void SetExtension(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string text = arguments.Take("TEXT");
-  arguments.End();
-  const auto block = DEMessages::TextBlock(DEMessages::kOwnExtension, text);
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+Action SetExtension(Call& call) {
+  const std::string text = call.Take("TEXT");
+  return [=](ORVX_DataSource& source) {
+    const auto block = DEMessages::TextBlock(DEMessages::kOwnExtension, text);
     source.SetExtension(ORVX_DataSource::Extension(block));
-  });
+  };
 }
 
-void SetAttribute(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const std::string name = arguments.Take("NAME");
+Action SetAttribute(Call& call) {
+  const std::string name = call.Take("NAME");
   std::vector<std::string> values;
-  if (!arguments.AtEnd()) values = arguments.TakeRest("VALUE");
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) {
+  if (!call.AtEnd()) values = call.TakeRest("VALUE");
+  return [=](ORVX_DataSource& source) {
     DatasourceAttributes attributes = source.GetAttributes();
     attributes.Set(name, values);
     source.SetAttributes(attributes);
-  });
+  };
 }
 
-void MarkUnsaved(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const bool unsaved = arguments.TakeOnOff();
-  arguments.End();
-  EditSource(caller, *dataset, [&](ORVX_DataSource& source) { source.SetDirty(unsaved); });
+Action MarkUnsaved(Call& call) {
+  const bool unsaved = call.TakeOnOff();
+  return [=](ORVX_DataSource& source) { source.SetDirty(unsaved); };
 }
 
 }  // namespace sdmsh

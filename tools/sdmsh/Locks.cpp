@@ -468,7 +468,7 @@ Caller* CallerLocks::FirstHolder() const {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Reading
+// Reading and writing
 
 void CallerLocks::Read(Caller& caller, const DatasetPtr& dataset,
                        const std::function<void(SvrDMInputDataSource&)>& work) {
@@ -493,6 +493,20 @@ bool CallerLocks::TryRead(Caller& caller, const DatasetPtr& dataset,
     isFree = reader.has_value();
   });
   return isFree;
+}
+
+void CallerLocks::Write(Caller& caller, const OpenDataset& dataset,
+                        const std::function<void(SvrDMWriteableDataSource&)>& work) {
+  const Hold* const hold = caller.FindWriter(dataset);
+  if (hold == nullptr) {
+    throw CommandError(caller.Name() + " does not hold the write lock on " + dataset.Name() +
+                       "; `write " + dataset.Name() + "` takes it");
+  }
+  if (caller.IsAcquiring()) {
+    throw CommandError(caller.Name() + " waits for " + caller.AskedInWords() +
+                       " and cannot write until it has it");
+  }
+  caller.Do([&] { work(hold->Writer()); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -549,60 +563,54 @@ std::string CallerLocks::NameOf(const LockReport::Lock& lock) const {
 // ---------------------------------------------------------------------------------------------
 // Commands
 
-namespace {
-
-DatasetPtr TakeOnlyDataset(Shell& shell, const Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  return dataset;
+Action TakeReadLock(Call& call) {
+  return [&call](CallerLocks& locks) { locks.Acquire(call.caller, call.dataset, LockMode::Read); };
 }
 
-}  // namespace
-
-void TakeReadLock(Shell& shell, Caller& caller, Arguments& arguments) {
-  shell.Locks().Acquire(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Read);
+Action TakeWriteLock(Call& call) {
+  return [&call](CallerLocks& locks) { locks.Acquire(call.caller, call.dataset, LockMode::Write); };
 }
 
-void TakeWriteLock(Shell& shell, Caller& caller, Arguments& arguments) {
-  shell.Locks().Acquire(caller, TakeOnlyDataset(shell, caller, arguments), LockMode::Write);
+Action TryWriteLock(Call& call) {
+  return [&call](CallerLocks& locks) { locks.TryWrite(call.caller, call.dataset); };
 }
 
-void TryWriteLock(Shell& shell, Caller& caller, Arguments& arguments) {
-  shell.Locks().TryWrite(caller, TakeOnlyDataset(shell, caller, arguments));
-}
-
-void ReleaseLocks(Shell& shell, Caller& caller, Arguments& arguments) {
-  if (arguments.AtEnd()) return shell.Locks().ReleaseAll(caller);
-  shell.Locks().Release(caller, TakeOnlyDataset(shell, caller, arguments));
-}
-
-void ShowLocks(Shell& shell, Caller& caller, Arguments& arguments) {
-  const bool all = arguments.AtEnd();
-  std::vector<DatasetPtr> datasets =
-      all ? shell.Datasets() : std::vector<DatasetPtr>{TakeOnlyDataset(shell, caller, arguments)};
-  const CallerLocks& locks = shell.Locks();
-  std::erase_if(datasets, [&](const DatasetPtr& each) {
-    return all && locks.Holders(*each).empty() && locks.Waiters(*each).empty();
-  });
-  const auto words = [&] {
-    std::string lines;
-    for (const DatasetPtr& each : datasets) {
-      lines += (lines.empty() ? "" : "\n") + each->Name() + " (" + each->ID().ToString() +
-               "): " + HeldInWords(locks.Holders(*each), locks.Waiters(*each));
-    }
-    return lines.empty() ? "no lock is held" : lines;
+Action ReleaseLocks(Call& call) {
+  return [&call](CallerLocks& locks) {
+    if (call.dataset == nullptr) return locks.ReleaseAll(call.caller);
+    locks.Release(call.caller, call.dataset);
   };
-  const auto json = [&] {
-    Json rows = Json::array();
-    for (const DatasetPtr& each : datasets) {
-      rows.push_back({{"dataset", each->Name()},
-                      {"id", each->ID().ToString()},
-                      {"holders", HoldingsInJson(locks.Holders(*each))},
-                      {"waiters", HoldingsInJson(locks.Waiters(*each))}});
+}
+
+Action ShowLocks(Call& call) {
+  return [&call](const CallerLocks& locks) {
+    std::vector<DatasetPtr> datasets{call.dataset};
+    if (call.dataset == nullptr) {
+      datasets = call.shell.Datasets();
+      std::erase_if(datasets, [&](const DatasetPtr& each) {
+        return locks.Holders(*each).empty() && locks.Waiters(*each).empty();
+      });
     }
-    return Json{{"event", "locks"}, {"datasets", rows}};
+    const auto words = [&] {
+      std::string lines;
+      for (const DatasetPtr& each : datasets) {
+        lines += (lines.empty() ? "" : "\n") + each->Name() + " (" + each->ID().ToString() +
+                 "): " + HeldInWords(locks.Holders(*each), locks.Waiters(*each));
+      }
+      return lines.empty() ? "no lock is held" : lines;
+    };
+    const auto json = [&] {
+      Json rows = Json::array();
+      for (const DatasetPtr& each : datasets) {
+        rows.push_back({{"dataset", each->Name()},
+                        {"id", each->ID().ToString()},
+                        {"holders", HoldingsInJson(locks.Holders(*each))},
+                        {"waiters", HoldingsInJson(locks.Waiters(*each))}});
+      }
+      return Json{{"event", "locks"}, {"datasets", rows}};
+    };
+    call.shell.Say(words, json);
   };
-  shell.Say(words, json);
 }
 
 }  // namespace sdmsh

@@ -161,6 +161,11 @@ class CallerLocks {
   bool TryRead(Caller& caller, const DatasetPtr& dataset,
                const std::function<void(SvrDMInputDataSource&)>& work);
 
+  // Runs `work` on the caller's thread with the caller's writer. Refused if the caller does not
+  // hold the write lock, and if it waits for a lock.
+  void Write(Caller& caller, const OpenDataset& dataset,
+             const std::function<void(SvrDMWriteableDataSource&)>& work);
+
   // Holders in the order in which they acquired the lock, those outside the shell first; waiters in
   // the order in which they asked for it.
   std::vector<Holding> Holders(const OpenDataset& dataset) const;

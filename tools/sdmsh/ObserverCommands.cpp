@@ -5,10 +5,10 @@
 #include "Commands.h"
 #include "DictionaryJson.h"
 #include "Shell.h"
-#include "Variables.h"
 
 #include <ServerDataManager/ErrorText.h>
 #include <ServerDataManager/InteractiveErrorMonitor.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 namespace sdmsh {
 namespace {
@@ -16,101 +16,99 @@ namespace {
 // Every severity except that of an error is a warning.
 constexpr std::int8_t kWarning = 2;
 
+Json EventInJson(const char* event, const Call& call) {
+  Json json = {{"event", event}, {"role", call.caller.Name()}};
+  if (call.dataset != nullptr) json["dataset"] = call.dataset->Name();
+  return json;
+}
+
 }  // namespace
 
-void Observe(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  caller.Do([&] { dataset->Observe(caller.Name()); });
-  shell.Say(caller.Name() + " observes " + dataset->Name(), [&]() -> Json {
-    return {{"event", "observes"}, {"role", caller.Name()}, {"dataset", dataset->Name()}};
-  });
+Action Observe(Call& call) {
+  return [&call] {
+    call.dataset->Observe(call.caller.Name());
+    call.shell.Say(call.caller.Name() + " observes " + call.dataset->Name(),
+                   [&] { return EventInJson("observes", call); });
+  };
 }
 
-void Unobserve(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  if (!dataset->IsObservedBy(caller.Name())) {
-    throw CommandError(caller.Name() + " does not observe " + dataset->Name());
-  }
-  caller.Do([&] { dataset->Unobserve(caller.Name()); });
-  shell.Say(caller.Name() + " no longer observes " + dataset->Name(), [&]() -> Json {
-    return {{"event", "observesNoLonger"}, {"role", caller.Name()}, {"dataset", dataset->Name()}};
-  });
+Action Unobserve(Call& call) {
+  return [&call] {
+    if (!call.dataset->IsObservedBy(call.caller.Name())) {
+      throw CommandError(call.caller.Name() + " does not observe " + call.dataset->Name());
+    }
+    call.dataset->Unobserve(call.caller.Name());
+    call.shell.Say(call.caller.Name() + " no longer observes " + call.dataset->Name(),
+                   [&] { return EventInJson("observesNoLonger", call); });
+  };
 }
 
-void TellObservers(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  arguments.End();
-  shell.Locks().Notify(caller, dataset);
+Action TellObservers(Call& call) {
+  return [&call](CallerLocks& locks) { locks.Notify(call.caller, call.dataset); };
 }
 
-void WatchRegistry(Shell& shell, Caller& caller, Arguments& arguments) {
-  arguments.Expect("registry");
-  arguments.End();
-  caller.Do([&] { shell.Watch().Begin(caller.Name()); });
-  shell.Say(caller.Name() + " watches the registry", [&]() -> Json {
-    return {{"event", "watches"}, {"role", caller.Name()}};
-  });
+Action WatchRegistry(Call& call) {
+  call.Expect("registry");
+  return [&call] {
+    call.shell.Watch().Begin(call.caller.Name());
+    call.shell.Say(call.caller.Name() + " watches the registry",
+                   [&] { return EventInJson("watches", call); });
+  };
 }
 
-void UnwatchRegistry(Shell& shell, Caller& caller, Arguments& arguments) {
-  arguments.Expect("registry");
-  arguments.End();
-  if (!shell.Watch().IsWatchedBy(caller.Name())) {
-    throw CommandError(caller.Name() + " does not watch the registry");
-  }
-  caller.Do([&] { shell.Watch().End(caller.Name()); });
-  shell.Say(caller.Name() + " no longer watches the registry", [&]() -> Json {
-    return {{"event", "watchesNoLonger"}, {"role", caller.Name()}};
-  });
+Action UnwatchRegistry(Call& call) {
+  call.Expect("registry");
+  return [&call] {
+    if (!call.shell.Watch().IsWatchedBy(call.caller.Name())) {
+      throw CommandError(call.caller.Name() + " does not watch the registry");
+    }
+    call.shell.Watch().End(call.caller.Name());
+    call.shell.Say(call.caller.Name() + " no longer watches the registry",
+                   [&] { return EventInJson("watchesNoLonger", call); });
+  };
 }
 
-void BindClient(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const bool ends = arguments.Accept("off");
-  arguments.End();
-  const std::string client = ends ? "" : caller.Name();
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource&) { dataset->BindClient(client); });
-  shell.Say(
-      ends ? dataset->Name() + " has no client" : client + " is the client of " + dataset->Name(),
-      [&]() -> Json {
-        return {{"event", "client"}, {"role", TextOrNull(client)}, {"dataset", dataset->Name()}};
-      });
+Action BindClient(Call& call) {
+  const std::string client = call.Accept("off") ? "" : call.caller.Name();
+  return [=, &call](SvrDMWriteableDataSource&) {
+    const std::string dataset = call.dataset->Name();
+    call.dataset->BindClient(client);
+    call.shell.Say(
+        client.empty() ? dataset + " has no client" : client + " is the client of " + dataset,
+        [&]() -> Json {
+          return {{"event", "client"}, {"role", TextOrNull(client)}, {"dataset", dataset}};
+        });
+  };
 }
 
-void ReportError(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const bool isError = arguments.TakeOneOf({"error", "warning"}) == 0;
-  const std::string text = arguments.Take("TEXT");
-  arguments.End();
-  const int countBefore = dataset->ReportCount();
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+Action ReportError(Call& call) {
+  const bool isError = call.TakeOneOf({"error", "warning"}) == 0;
+  const std::string text = call.Take("TEXT");
+  return [=, &call](SvrDMWriteableDataSource& writer) {
+    const int countBefore = call.dataset->ReportCount();
     writer.GetErrorMonitor().Report(ErrorText(text, isError ? ErrorText::kError : kWarning));
-  });
-  if (dataset->ReportCount() > countBefore) return shell.Out().SayNotices();
-  const std::string client = dataset->Client();
-  shell.Say(client.empty() ? "  not reported: " + dataset->Name() + " has no client"
-                           : "  not reported: warnings on " + dataset->Name() + " are off",
-            [&]() -> Json {
-              return {{"event", "notReported"},
-                      {"role", TextOrNull(client)},
-                      {"dataset", dataset->Name()}};
-            });
+    if (call.dataset->ReportCount() > countBefore) return;
+    const std::string client = call.dataset->Client();
+    const std::string dataset = call.dataset->Name();
+    call.shell.Say(
+        client.empty() ? "  not reported: " + dataset + " has no client"
+                       : "  not reported: warnings on " + dataset + " are off",
+        [&]() -> Json {
+          return {{"event", "notReported"}, {"role", TextOrNull(client)}, {"dataset", dataset}};
+        });
+  };
 }
 
-void SwitchWarnings(Shell& shell, Caller& caller, Arguments& arguments) {
-  const DatasetPtr dataset = shell.Find(caller, arguments.Take("DATASET"));
-  const bool on = arguments.TakeOnOff();
-  arguments.End();
-  Write(caller, *dataset, [&](SvrDMWriteableDataSource& writer) {
+Action SwitchWarnings(Call& call) {
+  const bool on = call.TakeOnOff();
+  return [=](SvrDMWriteableDataSource& writer) {
     InteractiveErrorMonitor& monitor = writer.GetErrorMonitor();
     if (on) {
       monitor.ReportWarnings();
     } else {
       monitor.DoNotReportWarnings();
     }
-  });
+  };
 }
 
 }  // namespace sdmsh

@@ -4,7 +4,7 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "Commands.h"
+#include "Variables.h"
 
 #include <liborvxdemg/ErrorMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -28,6 +28,12 @@ std::optional<LocallyUniqueID> ParseID(const std::string& text) {
   const auto rest = std::from_chars(colon.ptr + 1, end, serial);
   if (rest.ec != std::errc() || rest.ptr != end) return std::nullopt;
   return LocallyUniqueID(domain, serial);
+}
+
+// Whether the first argument is a dataset, which may be optional.
+bool TakesDataset(const Command& command, const Arguments& arguments) {
+  const std::string_view usage = command.arguments;
+  return usage.starts_with("DATASET") || (usage == "[DATASET]" && !arguments.AtEnd());
 }
 
 }  // namespace
@@ -60,15 +66,33 @@ void Shell::Execute(const std::string& role, const std::vector<std::string>& wor
 
 void Shell::Run(const std::string& role, const std::vector<std::string>& words) {
   const Command& command = CommandNamed(words.front());
-  Caller& caller = locks_.CallerNamed(role);
-  Arguments arguments(command, {words.begin() + 1, words.end()});
+  Call call(command, {words.begin() + 1, words.end()}, *this, locks_.CallerNamed(role));
   try {
-    command.run(*this, caller, arguments);
+    if (TakesDataset(command, call)) call.dataset = Find(call.caller, call.Take("DATASET"));
+    const Action action = command.run(call);
+    call.End();
+    Perform(call, action);
     output_.SayNotices();
   } catch (...) {
     output_.TakeLoss();  // the exception is reported instead
     DropNew();
     throw;
+  }
+}
+
+void Shell::Perform(Call& call, const Action& action) {
+  if (const auto* const work = std::get_if<Work>(&action)) {
+    call.caller.Do(*work);
+  } else if (const auto* const lockWork = std::get_if<LockWork>(&action)) {
+    (*lockWork)(locks_);
+  } else if (const auto* const readWork = std::get_if<ReadWork>(&action)) {
+    locks_.Read(call.caller, call.dataset, *readWork);
+  } else if (const auto* const writeWork = std::get_if<WriteWork>(&action)) {
+    locks_.Write(call.caller, *call.dataset, *writeWork);
+  } else {
+    locks_.Write(call.caller, *call.dataset, [&](SvrDMWriteableDataSource& writer) {
+      std::get<EditWork>(action)(SourceOf(writer, *call.dataset));
+    });
   }
 }
 

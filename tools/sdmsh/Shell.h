@@ -3,6 +3,7 @@
 #ifndef SDMSH_SHELL_H_
 #define SDMSH_SHELL_H_
 
+#include "Commands.h"
 #include "Locks.h"
 #include "OpenDataset.h"
 #include "Output.h"
@@ -94,6 +95,7 @@ class Shell {
   DatasetPtr FindByName(const Caller& caller, const std::string& name) const;
   DatasetPtr Known(LocallyUniqueID id) const;
   void Run(const std::string& role, const std::vector<std::string>& words);
+  void Perform(Call& call, const Action& action);
   void DropNew();
 
   ServerDataManager& registry_;

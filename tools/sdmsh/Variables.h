@@ -1,5 +1,4 @@
-// Variables: the shared functions of commands on dictionaries. Find variables by name, and change
-// a dictionary under the caller's write lock.
+// Variables: finds the variables of a dictionary by name.
 //
 // "Refuses" means: throws CommandError and changes nothing.
 
@@ -9,7 +8,6 @@
 #include <libdatasrc/ORVX_Variable.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,7 +16,6 @@ class SvrDMWriteableDataSource;
 
 namespace sdmsh {
 
-class Caller;
 class OpenDataset;
 
 // Copies of all variables, in the order of the source.
@@ -40,17 +37,8 @@ std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<st
 // Refuses an empty name, and the name of a variable.
 void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
 
-// Runs `change` on the caller's thread with the caller's writer. Refuses a caller that does not
-// hold the write lock, or that waits for another lock.
-void Write(Caller& caller, const OpenDataset& dataset,
-           const std::function<void(SvrDMWriteableDataSource&)>& change);
-
 // The writer's data source. Refuses a dataset that has no data source.
 ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset);
-
-// Like Write, but passes `edit` the data source. Refuses a dataset that has no data source.
-void EditSource(Caller& caller, const OpenDataset& dataset,
-                const std::function<void(ORVX_DataSource&)>& edit);
 
 }  // namespace sdmsh
 
