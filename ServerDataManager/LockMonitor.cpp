@@ -2,8 +2,9 @@
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
 // the tables, a thread sets kPaused, then waits for the busy tables. A writer needs no memory
-// barrier between its two steps, because the pausing thread makes every thread of the process run
-// one (membarrier). If the kernel has no membarrier, kFences makes every writer run its own.
+// barrier between its two steps, because the pausing thread makes every thread of the process run a
+// barrier (membarrier). If the kernel has no membarrier, kFences makes every writer run its own
+// barrier.
 
 #include <ServerDataManager/LockMonitor.h>
 
@@ -78,8 +79,8 @@ struct ThreadLocks {
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
-  bool waitIsShown = false;     // in reports, after the handler was called for a deadlock
-  bool waitIsReported = false;  // as a long wait
+  bool waitIsShown = false;     // whether reports include the wait
+  bool waitIsReported = false;  // whether the handler was called for a long wait
   ThreadName name;
   bool hasThread = true;
   bool isVisited = false;  // during the search for a deadlock
@@ -98,7 +99,7 @@ struct Monitor {
   Mutex reportMutex SDM_ACQUIRED_BEFORE(pauseMutex);
   std::size_t lastReportSize SDM_GUARDED_BY(reportMutex) = 0;
   Clock::time_point nextReport SDM_GUARDED_BY(reportMutex);
-  // Per hash of a lock: the number of threads that hold it or wait for it.
+  // The number of threads that hold or wait for a lock, indexed by the hash of the lock.
   std::array<std::atomic<unsigned int>, 256> claims{};
 };
 
@@ -110,7 +111,7 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// In the static TLS block, where lookup is fast: it is most of the cost of a record.
+// In the static TLS block, where access is fast: access is most of the cost of a record.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 
@@ -129,7 +130,7 @@ class Edit {
   ~Edit() { table_.busy.store(false, std::memory_order_release); }
 
  private:
-  // Marks the table busy; false if a pause may be in progress, or might miss the mark.
+  // Marks the table busy. Returns false if a pause may be in progress, or might miss the mark.
   bool MayWrite() {
     table_.busy.store(true, std::memory_order_relaxed);
     std::atomic_signal_fence(std::memory_order_seq_cst);

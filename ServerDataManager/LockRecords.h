@@ -68,7 +68,7 @@ class WaitRecord {
   WaitRecord& operator=(const WaitRecord&) = delete;
   ~WaitRecord();
 
-  // Replaces the recorded wait by a hold.
+  // Replaces the record of the wait with a record of the held lock.
   void Acquired() noexcept;
 
  private:

@@ -56,11 +56,11 @@ struct LockReport {
     Thread thread;
     const void* handle = nullptr;
     std::string label;
-    std::chrono::steady_clock::time_point since;  // to a few milliseconds
+    std::chrono::steady_clock::time_point since;  // accurate to a few milliseconds
   };
 
   // A thread that holds one lock and waits for another appears in both lists.
-  std::vector<Entry> holds;  // per thread in the order of acquiring
+  std::vector<Entry> holds;  // for each thread in the order of acquisition
   std::vector<Entry> waits;
   std::chrono::steady_clock::time_point taken;
   // False if the monitor is off or ran out of memory for a record.
@@ -70,7 +70,7 @@ struct LockReport {
   SDM_EXPORT std::string Text() const;
 };
 
-// A deadlock or a long wait, as passed to the handler of LockMonitor.
+// A deadlock or a long wait, which LockMonitor passes to its handler.
 struct LockIncident {
   enum class Kind {
     Deadlock,  // the threads of `steps` wait for each other: forever, unless another thread

@@ -17,20 +17,21 @@ class SvrDMItem;
 
 namespace sdm_internal {
 
-// Multiple-response sets: two messages, of extension types 7 and 19. The order of the sets matters,
-// also for variable sets.
+// Compares the multiple-response sets, including their order. Queues two messages, of extension
+// types 7 and 19.
 bool MonitorMRSets(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item);
 
-// Variable sets: one message, of extension type 5.
+// Compares the variable sets, including their order. Queues one message, of extension type 5.
 bool MonitorVariableSets(ORVX_DataSource& view, ORVX_DataSource const& ds, SvrDMItem& item);
 
-// The extension of the given type: one message, which shares the block of the data source.
+// Compares the extension of the given type. Queues one message, which shares the block of the data
+// source.
 bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
                       ORVX_DataSource::ExtensionType type, SvrDMItem& item);
 
-// The attributes: one message, of extension type 17. If they are equal but something else changed
-// (`anyChange`), first removes the dashboard attributes from the data source, because they describe
-// the old data.
+// Compares the attributes. Queues one message, of extension type 17. If the attributes are equal
+// but something else changed (`anyChange`), first removes the dashboard attributes from the data
+// source, because they describe the old data.
 bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item, bool anyChange);
 
 // Queues the sets as text of the given extension type.

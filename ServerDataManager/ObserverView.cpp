@@ -49,7 +49,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
         item_(data.item),
         wasDirty_(data.view.IsDirty()) {}
 
-  // In the order of the messages to clients.
+  // Compares the properties in the order of the messages to clients.
   void Run() {
     CompareVariables();
     CompareRowCount();
@@ -57,7 +57,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     CompareFileSpec();
     CompareLabel();
     CompareWeight();
-    // A new filter is reported before the trends information, the end of a filter after it.
+    // A new filter is reported before the trends information, a removed filter after it.
     const int newFilterIndex = source_.GetFilterVarIndex();
     const LocallyUniqueID newFilterID = source_.GetFilterVariableID();
     const bool filterChanged = newFilterID != view_.GetFilterVariableID();
@@ -192,7 +192,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     data_.resetClientData = false;
   }
 
-  // Last, because a changed definition makes the source dirty.
+  // Runs last, because CompareVariables makes the source dirty if a definition changed.
   void CompareDirtyFlag() {
     if (source_.IsDirty() != wasDirty_) QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
     view_.SetDirty(source_.IsDirty());
@@ -224,7 +224,7 @@ void SvrDMObserverView::SetBulkVarMoves(bool bulk) {
 
 void SvrDMObserverView::Update() {
   ORVX_DataSource* source = data_->item.DataSource();
-  // A dataset without a data source is compared as an empty one.
+  // A dataset without a data source is compared as an empty source.
   std::optional<DataFreeDataSource> empty;
   if (source == nullptr) source = &empty.emplace();
   Comparison(*data_, *source).Run();

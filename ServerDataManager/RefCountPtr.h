@@ -66,8 +66,8 @@ class RefCountPtr {
   }
 
   // Detaches from other owners before a write: copies the object if it is shared, and returns an
-  // object to which only this pointer refers. The pointer must not be empty. If copying throws, it
-  // is null.
+  // object to which only this pointer refers. The pointer must not be empty. If copying throws,
+  // this pointer is null.
   //
   // The reference is released before the copy is made: another owner must keep the object alive
   // until this returns.

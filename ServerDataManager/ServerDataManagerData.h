@@ -28,16 +28,16 @@ struct SDM_HIDDEN ServerDataManager::Data {
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
   // Builds an item with `ds` (null for none), appends it and sends its creation notice. Sets `ds`
-  // to null when the item owns the source, even if this throws later.
+  // to null when the item owns the source, even if Add throws later.
   void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence) SDM_REQUIRES(lock);
 
-  // Add with the next identifier, which is returned. Takes the lock.
+  // Calls Add with the next identifier and returns that identifier. Takes the lock.
   LocallyUniqueID AddNew(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                          const std::string& password, bool passwordFlag, bool quiet);
 
-  // Add with the given identifier, after deleting the first item that has it. Takes the lock.
+  // Deletes the first item with the given identifier, then calls Add with it. Takes the lock.
   void Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet, LocallyUniqueID id,
                unsigned int caseSequence);
 
@@ -54,8 +54,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
   SvrDMItemPtr Find(LocallyUniqueID id) const SDM_REQUIRES(lock);
   SvrDMItemPtr Find(const std::string& handle) const SDM_REQUIRES(lock);
 
-  // The first item that satisfies `match`: its index, or Count() if there is none; the item, or an
-  // empty pointer.
+  // Return the index and a pointer to the first item that satisfies `match`; Count() and an empty
+  // pointer if no item does.
   template <class Match>
   std::size_t IndexOf(Match match) const;
   template <class Match>
@@ -81,12 +81,12 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // See ServerDataManager::NotifyCreate. Takes the lock while observers are notified.
   void NotifyCreate(SvrDMItem& item);
 
-  // The order of the fields is fixed: other binaries depend on it, and so does destruction.
-  std::vector<SvrDMItemPtr> items SDM_GUARDED_BY(sdm_internal::leafMutex);  // as registered
+  // The order of the fields is fixed: other binaries and the order of destruction depend on it.
+  std::vector<SvrDMItemPtr> items SDM_GUARDED_BY(sdm_internal::leafMutex);  // oldest first
   std::list<ServerDataManagerObserver*> observers SDM_GUARDED_BY(lock);     // borrowed
   LocallyUniqueIDGenerator generator SDM_GUARDED_BY(lock){0, 0};
   CriticalSection lock SDM_ACQUIRED_BEFORE(sdm_internal::leafMutex);
-  ORVX_DataSourceFilterHook* filter = nullptr;  // borrowed; under no lock
+  ORVX_DataSourceFilterHook* filter = nullptr;  // borrowed; not guarded
   ServerDataManager* owner;
 
   // A notice in progress, to the observers that are registered when it begins. Observers may

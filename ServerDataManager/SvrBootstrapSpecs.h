@@ -61,7 +61,7 @@ class SDM_EXPORT SvrBootstrapSpecs {
   void SetExcludeUserMiss(bool exclude);
   bool GetExcludeUserMiss() const;
 
-  // Modified in place; there are no setters.
+  // Change these lists in place; they have no setters.
   std::vector<std::uint32_t>& SplitEnds();
   const std::vector<std::uint32_t>& SplitEnds() const;
   std::vector<std::pair<double, std::uint32_t>>& CaseStats();

@@ -31,7 +31,7 @@ static_assert(sizeof(int) == 4 && sizeof(double) == 8 && std::numeric_limits<dou
 
 // ---- writing ------------------------------------------------------------------------------------
 
-// Each appends to bytes that have room for it.
+// The functions below append to `bytes`, which already has enough capacity.
 
 template <class Number>
 void Write(Number number, std::string& bytes) {
@@ -45,8 +45,8 @@ void WriteList(const std::vector<Number>& list, std::string& bytes) {
   bytes.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof(Number));
 }
 
-// Member by member: a pair has padding, the format has none. Packs several pairs at a time into a
-// buffer, which is faster than appending each number.
+// Writes each member separately: a pair has padding, the format does not. Packs several pairs at a
+// time into a buffer, which is faster than appending each number.
 void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
   Write(static_cast<std::uint32_t>(list.size()), bytes);
   constexpr std::ptrdiff_t kPairsAtOnce = 256;
@@ -160,7 +160,7 @@ class Fields {
     return NumberAt<Number>(place, swapped_);
   }
 
-  // Appends the elements of a list, which follow their number, to `list`.
+  // Reads the number of elements, then the elements, and appends them to `list`.
   template <class Element>
   void AppendList(std::vector<Element>& list) {
     const auto count = Next<std::uint32_t>();
@@ -186,7 +186,7 @@ class Fields {
 
 using ListSetter = void (SvrBootstrapSpecs::*)(std::vector<int>&&);
 
-// An empty list is not set: the object keeps its own.
+// Does not set an empty list: the object keeps its list.
 void ReadList(Fields& fields, SvrBootstrapSpecs& specs, ListSetter set) {
   std::vector<int> list;
   fields.AppendList(list);
@@ -249,7 +249,7 @@ class Inspection {
  private:
   bool Holds(std::uint64_t size) const { return size <= bytes_.size() - offset_; }
 
-  // In 64 bits, so that products do not overflow.
+  // Returns 64 bits, so that products do not overflow.
   std::uint64_t UnsignedHere() const {
     return NumberAt<std::uint32_t>(bytes_.data() + offset_, swapped_);
   }

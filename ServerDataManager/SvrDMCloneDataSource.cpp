@@ -12,7 +12,7 @@ using namespace sdm_internal;
 class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
  public:
   explicit Data(ORVX_DataSource const* chain) : source(chain) {}
-  // Never called, as clones do not detach: two owners would delete the chain.
+  // Never called, because clones do not detach: after a call, two owners would delete the chain.
   Data(Data const&) = default;
   Data& operator=(Data const&) = delete;
   ~Data() override { DeleteDataSourceTo(source, nullptr); }
@@ -26,7 +26,7 @@ namespace {
 // The objects are on the stacks of their threads, linked in one list.
 class IteratorMaker {
  public:
-  // Parent links are not const; a link is not part of the value of either source.
+  // Removes const to set the parent link, which is not part of the value of a source.
   IteratorMaker(ORVX_DataSource const& clone, ORVX_DataSource const* parent)
       : clone_(const_cast<ORVX_DataSource&>(clone)) {
     const MutexLock lock(mutex);
@@ -113,7 +113,7 @@ int SvrDMCloneDataSource::NParents() const {
 
 bool SvrDMCloneDataSource::ShowParents(bool show) {
   const bool shown = GetParentSource() != nullptr;
-  // Parent links are not const, but the source is not changed through this one.
+  // Removes const because a parent link needs it; nothing changes the source through this link.
   SetParentSource(show ? const_cast<ORVX_DataSource*>(Source()) : nullptr);
   return shown;
 }

@@ -6,7 +6,7 @@
 #include <ServerDataManager/RefCountPtr.h>
 #include <ServerDataManager/svrdmitem.h>
 
-// RefCountPtr for items. Never call Unshared() on one: items cannot be copied.
+// RefCountPtr for items. Never call Unshared(): items cannot be copied.
 class SvrDMItemPtr : public RefCountPtr<SvrDMItem> {
  public:
   // Shares `item`, which may be null.

@@ -22,17 +22,16 @@
 #define SDM_ANNOTATE(attribute)
 #endif
 
-// For a class: it is a lock, or holds a lock for a scope.
+// On a class: its objects are locks, or hold a lock for a scope.
 #define SDM_CAPABILITY(kind) SDM_ANNOTATE(capability(kind))
 #define SDM_SCOPED_CAPABILITY SDM_ANNOTATE(scoped_lockable)
 
-// For a field or variable: the lock that guards it; for a lock, the locks that are acquired after
-// it.
+// On a field or variable: the lock that guards it. On a lock: the locks that are acquired after it.
 #define SDM_GUARDED_BY(lock) SDM_ANNOTATE(guarded_by(lock))
 #define SDM_ACQUIRED_BEFORE(...) SDM_ANNOTATE(acquired_before(__VA_ARGS__))
 
-// For a function: its effect on the given locks, or on its own object without arguments. TRY: first
-// the result if it succeeds, then the locks.
+// On a function: its effect on the given locks or, without arguments, on its object. The first
+// argument of TRY is the result of a successful try.
 #define SDM_ACQUIRE(...) SDM_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define SDM_ACQUIRE_SHARED(...) SDM_ANNOTATE(acquire_shared_capability(__VA_ARGS__))
 #define SDM_TRY_ACQUIRE(...) SDM_ANNOTATE(try_acquire_capability(__VA_ARGS__))
@@ -68,7 +67,7 @@ class SDM_SCOPED_CAPABILITY MutexLock {
   MutexLock& operator=(const MutexLock&) = delete;
   ~MutexLock() SDM_RELEASE() {}
 
-  // For waiting with a condition variable: the mutex is held again when the wait returns.
+  // Pass this to a condition variable to wait; the mutex is held again when the wait returns.
   std::unique_lock<std::mutex>& ForWaiting() { return lock_; }
 
  private:

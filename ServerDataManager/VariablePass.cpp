@@ -22,7 +22,7 @@ namespace sdm_internal {
 
 namespace {
 
-// The reported source, line and expression are fixed, wherever this code is.
+// Always reports this source, line and expression, wherever this code is.
 void CheckSettled(bool settled) {
   if (settled) return;
   InvariantFailed("ServerDataManager/ObserverView", 352, "Update",
@@ -68,7 +68,7 @@ class StepwisePass {
   }
 
  private:
-  // Calls the const form of GetVariable, because the other counts as a write.
+  // Calls the const form of GetVariable, because the non-const form counts as a write.
   const ORVX_Variable& InView(int viewIndex) const {
     return static_cast<const ORVX_DataSource&>(view_).GetVariable(viewIndex);
   }
@@ -140,7 +140,7 @@ class StepwisePass {
     if (!removed.empty()) {
       MakeChange([&] {
         QueueMessage<DeleteVarsMsg>(item_, removed);
-        // Backwards, so that the remaining indices stay valid.
+        // Deletes backwards, so that the remaining indices stay valid.
         std::for_each(viewIndices.rbegin(), viewIndices.rend(),
                       [this](int viewIndex) { view_.DeleteVariables(viewIndex, viewIndex); });
       });
@@ -154,7 +154,7 @@ class StepwisePass {
     MakeChange([&] {
       QueueMessage<ModifyVarMsg>(item_, newVar);
       if (newVar.GetType() != InView(index).GetType()) resetClientData_ = true;
-      // The source, not the view: a changed definition is an unsaved change of the dataset.
+      // Sets the flag of the source, not of the view: a changed definition is an unsaved change.
       source_.SetDirty(true);
       view_.GetVariable(index) = newVar;
     });
@@ -190,7 +190,7 @@ class StepwisePass {
 // allocate nothing.
 class PositionSet {
  public:
-  // For a list of `size` variables.
+  // An empty set, for a list of `size` variables.
   explicit PositionSet(int size) : words_(static_cast<std::size_t>(size) / 64 + 1) {}
 
   bool Contains(int position) const {
@@ -207,7 +207,7 @@ class PositionSet {
     for (std::size_t i = Word(position) + 1; i <= words_; i += i & (~i + 1)) ++sums_[i];
   }
 
-  // How many positions in [first, end) are in the set.
+  // Returns the number of positions in [first, end) that are in the set.
   int Count(int first, int end) const {
     return bits_.empty() ? 0 : CountBelow(end) - CountBelow(first);
   }
@@ -251,7 +251,7 @@ class StampedPass {
     // Moving a variable by inserting a copy and deleting the original, as StepwisePass does, drops
     // it from weight, filter and split.
     for (const LocallyUniqueID id : moved_) view_.DropUses(id);
-    // The source, not the view: a changed definition is an unsaved change of the dataset.
+    // Sets the flag of the source, not of the view: a changed definition is an unsaved change.
     if (modified_) source_.SetDirty(true);
     if (typeChanged_) resetClientData = true;
     if (changed_) anyChange = true;
@@ -278,8 +278,8 @@ class StampedPass {
     DeleteRest();
   }
 
-  // Skips the view's block at `next_` if its stamp is `stamp`. None of the block's variables can be
-  // taken: the source would contain that variable twice.
+  // Skips the view's block at `next_` if its stamp is `stamp`. No variable of the block can be
+  // taken, because the source would then contain that variable twice.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);
@@ -288,7 +288,7 @@ class StampedPass {
     return true;
   }
 
-  // Moves `next_` to the next variable that was not taken; false at the end of the view.
+  // Moves `next_` to the next variable that was not taken. Returns false at the end of the view.
   bool SkipTaken() {
     while (next_ < viewCount_ && taken_.Contains(next_)) ++next_;
     return next_ < viewCount_;
@@ -387,7 +387,7 @@ class StampedPass {
     if (!removed.empty()) Queue<DeleteVarsMsg>(-1, std::move(removed));
   }
 
-  // Queues a message about the variable at `index`; -1 for none.
+  // Queues a message about the variable at `index`; -1 if the source does not contain the variable.
   template <class Message, class... Arguments>
   void Queue(int index, Arguments&&... arguments) {
     QueueMessage<Message>(item_, std::forward<Arguments>(arguments)...);
@@ -432,7 +432,8 @@ void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
       try {
         return StampedPass<Source>(view, source, item).Run(anyChange, resetClientData);
       } catch (...) {
-        // It has changed nothing. The steps below get as far as they can and keep that.
+        // The stamped pass has changed nothing. The pass below works step by step: if it fails,
+        // too, the finished steps stay.
       }
     }
   }

@@ -56,7 +56,7 @@ void ApplyAPassWithOneVariableModified(benchmark::State& state) {
   std::vector<PlainDefinition> plain = PlainDictionary(dictionary.source);
   const std::vector<std::vector<DataSetMsg*>> passes = {{messages[0].get()}, {messages[1].get()}};
 
-  // Enough per batch that the cost of reading the clock is negligible.
+  // Enough passes in a batch that the cost of reading the clock is negligible.
   constexpr std::size_t kPasses = 200;
   const auto applyMany = [&] {
     for (std::size_t i = 0; i < kPasses; ++i) mirror.Apply(passes[i % 2]);

@@ -64,7 +64,8 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // The overhead of the lock monitor while another thread continuously makes reports
-// (of_unmonitored): alternates between a thousand handles with and a thousand without it.
+// (of_unmonitored): alternates between a thousand handles with the monitor and a thousand without
+// it.
 void MonitoredReaderHandle(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   std::atomic<bool> over{false};
@@ -88,7 +89,7 @@ void MonitoredReaderHandle(benchmark::State& state) {
 }
 BENCHMARK(MonitoredReaderHandle);
 
-// Includes finding the dataset in the registry.
+// Includes the search for the dataset in the registry.
 void ReaderHandleByIdentifier(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   Measure(state, [&] { SvrDMInputDataSource reader(dataset.ID(), /*tryOnly=*/false); });

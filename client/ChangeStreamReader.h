@@ -24,8 +24,8 @@
 //
 //   following   A pass is applied if it is the next pass and the dictionary has the frame's
 //               digest afterwards. Anything else (a bad frame, a gap in the pass numbers,
-//               messages that do not apply, another digest) leaves the dictionary unchanged and
-//               changes the state to
+//               messages that do not apply, another digest) leaves the dictionary unchanged, and
+//               the reader changes to wanting.
 //   wanting     Passes are skipped until a snapshot arrives. A valid snapshot replaces the
 //               dictionary, and the reader continues with the pass after it.
 //

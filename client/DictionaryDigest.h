@@ -62,7 +62,7 @@ class SDM_EXPORT DictionaryDigester {
                                           const ORVX_Variable& variable);
 
   const ORVX_DataSource* lastSource_ = nullptr;  // only compared by address: may be deleted
-  KnownVariables known_;                         // in the order of that source
+  KnownVariables known_;                         // in the order of the last source
 };
 
 #endif  // CLIENT_DICTIONARYDIGEST_H_

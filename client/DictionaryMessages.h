@@ -25,8 +25,8 @@ SDM_EXPORT OwnedMessages DictionaryMessages(const ORVX_DataSource& source, Local
                                             unsigned int caseSequence);
 
 // Only the messages of the properties: one for each property, even with its default value, in the
-// order of a notification pass. Properties that are equal to a client have the same bytes: no label
-// and an empty label, an absent extension and an empty extension.
+// order of a notification pass. No label has the same bytes as an empty label, and an absent
+// extension the same bytes as an empty extension: clients do not distinguish them.
 SDM_EXPORT OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                           unsigned int caseSequence);
 

@@ -265,7 +265,7 @@ void DictionaryMirror::Pass::Visit(const MoveVarsMsg& message) {
     if (position < 0 || position >= size) throw MirrorError(Outside("position", position, size));
     moving.push_back(Read().GetVariable(position));
   }
-  // Backwards, so that the remaining positions stay valid.
+  // In descending order, so that the remaining positions stay valid.
   std::sort(positions.begin(), positions.end(), std::greater<>());
   if (std::adjacent_find(positions.begin(), positions.end()) != positions.end()) {
     throw MirrorError("duplicate position");

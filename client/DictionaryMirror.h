@@ -38,7 +38,8 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 //   - rows per imputation: servers report only the end of an imputation, so the mirror always
 //     has 0
 //   - the file specification: servers report changes only for a dataset whose topmost source is a
-//     saved data file, and no suppressed file name; otherwise the mirror keeps the last reported
+//     saved data file, and do not report a suppressed file name; the mirror keeps the last
+//     file specification that was reported
 // No message carries the rest of a dataset: cases, handle name, file name, password, window.
 //
 // Messages refer to variables by identifier, so identifiers in a mirror are unique and not null.
@@ -59,10 +60,10 @@ class SDM_EXPORT DictionaryMirror {
   // leaves the mirror unchanged. The messages are borrowed for the call; none is null. The cost
   // depends on the changes, not on the number of variables.
   //
-  // Rejects: inserting a variable with a null or existing identifier; an anchor, or a variable to
-  // delete, to modify, or to weight, filter or split by, that does not exist; deleting or moving a
-  // variable twice in one message; a position or target outside the list; invalid text of sets or
-  // attributes.
+  // Rejects a message that inserts a variable with a null or existing identifier; refers to a
+  // variable that does not exist (as the anchor, or to delete, modify, weight, filter or split by
+  // it); deletes or moves a variable twice; has a position or target outside the list; or has
+  // invalid text of sets or attributes.
   //
   // If it throws std::bad_alloc, the mirror is unchanged. If memory is too short even to undo the
   // changes, the process ends.

@@ -48,8 +48,8 @@ namespace {
 
 class ClientProcess final : public PackageProxy {
  public:
-  // Starts `program`, with the other end of the socket as its standard input. `seconds` limits each
-  // wait for the process.
+  // Starts `program`. Its standard input is the other end of the socket. `seconds` limits each wait
+  // for the process.
   ClientProcess(const std::string& program, LocallyUniqueID dataset, int seconds);
   // Kills the process if it is still running.
   ~ClientProcess();

@@ -17,7 +17,7 @@ class ORVX_DataSource;
 
 // A value. Each name has one or more texts. Names are case-sensitive and unordered.
 //
-// Threads: one object: several readers or one writer.
+// Threads: several threads may read an object, or one thread may change it.
 class SDM_EXPORT DatasourceAttributes {
  public:
   using Values = std::vector<std::string>;

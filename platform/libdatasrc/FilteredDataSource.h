@@ -23,8 +23,8 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
   // The cases in which the variable `selector` of `parent` is not 0, not a NaN and not one of its
-  // missing values, the same as for the parent's dictionary defines them when an iterator is made.
-  // Throws std::invalid_argument if `parent` has no such variable or it is a string.
+  // missing values, as the parent's dictionary defines them when an iterator is made. Throws
+  // std::invalid_argument if `parent` has no such variable or it is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;
@@ -37,7 +37,7 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
 
   // The parent's row count, or -1 (unknown) with a selecting variable.
   long long RowCount() const override;
-  bool IsLoaded() const override;  // as the parent
+  bool IsLoaded() const override;  // the same as for the parent
 
  private:
   bool selects_ = false;      // false: all cases

@@ -48,7 +48,7 @@ class SDM_EXPORT ORVX_DataSource {
   using ExtensionType = int;
   class Extension;
 
-  // The maximum for SetSplit.
+  // The maximum number of variables for SetSplit.
   static constexpr unsigned int kMaxSplitVars = 8;
 
   ORVX_DataSource(const ORVX_DataSource&) = delete;
@@ -68,20 +68,20 @@ class SDM_EXPORT ORVX_DataSource {
 
   // Returns a new iterator over the cases; the caller owns it. It writes rows to `area`, which it
   // borrows and which holds GetObsAreaSize() cells. The layout is fixed by the dictionary of
-  // RowLayout() at the time of the call; later edits do not change it. Here: no rows.
+  // RowLayout() at the time of the call; later edits do not change it. This class has no rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
   // Cells in a row of RowLayout(): 1 for a number, ceil(w / 8) for a string of w bytes.
   virtual long GetObsAreaSize() const;
 
-  // -1 if unknown. Here: 0.
+  // -1 if unknown. This class returns 0.
   virtual long long RowCount() const;
 
-  // Whether the cases can be read without waiting. Here: true.
+  // Whether the cases can be read without waiting. This class returns true.
   virtual bool IsLoaded() const;
 
-  // The number of sources below this one in its chain. Here: 0 without a parent, otherwise the
-  // parent's number plus 1.
+  // The number of sources below this one in its chain. This class returns 0 without a parent,
+  // otherwise the parent's number plus 1.
   virtual int NParents() const;
 
   // --- variables ---
@@ -247,7 +247,7 @@ class ORVX_DataSource::Extension {
   // The block itself, never null.
   const RefCountPtr<ORVX_ExtensionImpl>& Impl() const { return block_; }
 
-  // Equal if type, version and bytes are. Empty extensions of one type are all equal.
+  // Equal if type, version and bytes are equal. All empty extensions of one type are equal.
   bool operator==(const Extension& other) const;
 
  private:

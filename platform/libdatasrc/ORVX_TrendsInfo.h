@@ -9,7 +9,7 @@
 
 // A plain value. The default means that the dataset is not a time series.
 //
-// Threads: one object: several readers or one writer.
+// Threads: several threads may read an object, or one thread may change it.
 struct ORVX_TrendsInfo {
   // The variables with the time of observation, in the order of ISO 8601: year before month.
   // Deleting a variable does not change this list.

@@ -44,7 +44,7 @@ using ValueLabels = std::map<DataValue, std::string>;
 struct SDM_EXPORT MissingValues {
   std::vector<DataValue> values;
 
-  // Numbers are equal if their bits are, so that a NaN equals itself.
+  // Numbers are equal if their bits are equal, so that a NaN equals itself.
   bool operator==(const MissingValues&) const;
 };
 
@@ -61,8 +61,8 @@ class VariableBlock;
 //
 // This class must not define operator!=: callers define their own.
 //
-// Threads: any thread may use its own copy, even if the record is shared. One object: several
-// readers or one writer.
+// Threads: any thread may use its own copy, even if the record is shared. Several threads may read
+// an object, or one thread may change it.
 class SDM_EXPORT ORVX_Variable {
  public:
   // Null identifier, empty name, numeric. Allocates nothing.
@@ -84,7 +84,7 @@ class SDM_EXPORT ORVX_Variable {
   static LocallyUniqueID NextID();
 
   // Compares all fields, including the identifier; fast if both share a record. Numbers are equal
-  // if their bits are.
+  // if their bits are equal.
   bool operator==(const ORVX_Variable& other) const;
 
   // A setter first copies the record if it is shared. A reference from a getter is valid until the

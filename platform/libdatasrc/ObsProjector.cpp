@@ -80,7 +80,7 @@ void ObsProjector::AddRun(const Run& run) {
 void ObsProjector::Project(const OBS* from, OBS* to) const {
   for (const Run& run : runs_) {
     if (run.count == 1) {
-      to[run.to] = from[run.from];  // faster than a call
+      to[run.to] = from[run.from];  // faster than calling copy_n
     } else {
       std::copy_n(from + run.from, run.count, to + run.to);
     }

@@ -50,7 +50,7 @@ class SDM_EXPORT ObsProjector {
   struct Conversion {
     long from;  // the first cell; -1: missing
     int fromType;
-    int middleType;  // in the source's own dictionary, if its RowLayout() is another source
+    int middleType;  // the type in the dictionary of `from`, if its RowLayout() is another source
     long to;
     int toType;
   };

@@ -65,7 +65,7 @@ class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {
 
   // The iterator stays valid when the dictionary is edited, and outlives the source.
   ObsIterator* MakeIterator(OBS* area) const override;
-  long long RowCount() const override;  // exact
+  long long RowCount() const override;  // always known
 
   // Whether the password of the file is stored in mangled form. Delimited text has no password, so
   // false until set.

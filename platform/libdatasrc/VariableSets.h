@@ -39,8 +39,7 @@ struct VariableSetImpl {
   static constexpr std::int32_t kAnswers = 2;     // each variable contains one answer
 };
 
-// One set to be written to, or read from, the text of an extension. Includes members whose
-// variables were deleted.
+// One set for MakeExtension, or from ReadExtension. Its members may include deleted variables.
 class SDM_EXPORT VariableSet {
  public:
   explicit VariableSet(VariableSetImpl set);

@@ -1,6 +1,7 @@
 // Forward declarations of the change messages and related classes.
 //
-// They are in namespace DEMessages, as in their signatures, and are used without it.
+// The classes are in namespace DEMessages, which is part of their signatures. This header also
+// makes their names available without the namespace.
 
 #ifndef LIBORVXDEMG_DEMESSAGESFWD_H_
 #define LIBORVXDEMG_DEMESSAGESFWD_H_

@@ -28,7 +28,7 @@ namespace DEMessages {
 // Threads: several threads may read one message, but not while it is decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {
  public:
-  // One for each class of the family.
+  // One enumerator for each class of change messages.
   enum class Kind {
     InsertVars,
     DeleteVars,
@@ -45,7 +45,7 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
     Extensions,
     ResetClientData,
     DataSetModified,
-    Other,  // a class outside the family: its Accept calls no operation
+    Other,  // any other class: its Accept calls no operation of the visitor
   };
 
   DataSetMsg& operator=(const DataSetMsg&) = delete;

@@ -44,7 +44,8 @@ SDM_EXPORT std::string Value(const DataValue& value);
 
 // "numeric", "string of 8 bytes"
 SDM_EXPORT std::string Type(int type);
-// "plain"; "unknown" for an unknown enumerator. Static text; the same for the functions below.
+// "plain"; "unknown" for an unknown enumerator. Every function here that returns a pointer returns
+// a string literal.
 SDM_EXPORT const char* FormatKind(VariableFormat::Kind kind);
 // "plain, width 8, decimals 2"
 SDM_EXPORT std::string Format(const VariableFormat& format);

@@ -16,7 +16,7 @@ namespace DEMessages {
 // it. Throws VStreamError if there is no valid change message (unknown signature or version,
 // truncated bytes, an invalid value); the position is then unspecified.
 //
-// Threads: one per stream.
+// Threads: one thread at a time for each stream.
 SDM_EXPORT std::unique_ptr<DataSetMsg> ReadDataSetMsg(VStream& stream);
 
 }  // namespace DEMessages

@@ -11,7 +11,7 @@ namespace OrvxMessages {
 // The answer is set only by decoding it. Before that it has no value: do not read, copy or encode
 // it.
 //
-// Threads: several may read one object.
+// Threads: several threads may read one object.
 class SDM_EXPORT ReportedErrorMsgResponse final : public MessageGlue<ReportedErrorMsgResponse> {
  public:
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsgResponse"; }

@@ -35,9 +35,9 @@ class SDM_EXPORT VStreamError : public std::runtime_error {
 // A sequential stream in memory that either writes or reads. Each value operation writes its
 // argument, or reads into it.
 //
-// Format: integers have the width in the operation's name, least significant byte first, signed
-// ones in two's complement; a Double is 64 bits of IEEE 754; a Bool is one byte, 0 or 1; a String
-// is its length in bytes as Uint32, then the bytes.
+// Format: integers have the width in the operation's name, least significant byte first, and signed
+// integers are in two's complement; a Double is 64 bits of IEEE 754; a Bool is one byte, 0 or 1; a
+// String is its length in bytes as Uint32, then the bytes.
 //
 // Reading validates everything: a truncated or invalid value throws VStreamError and leaves the
 // argument unchanged, and a length that exceeds the remaining bytes allocates nothing. After an

@@ -2,7 +2,7 @@
 //
 //   class Message : public VUGlobal { ... };
 //   auto* message = new Message;   // from VUGlobal::operator new
-//   delete message;                // to VUGlobal::operator delete, whichever library does it
+//   delete message;                // to VUGlobal::operator delete, in any library
 
 #ifndef LIBVUTILITY_VUGLOBAL_H_
 #define LIBVUTILITY_VUGLOBAL_H_

@@ -91,8 +91,8 @@ class ChangeStreamThreads : public testing::Test {
   ChangeStreamObserver stream{channel};
 };
 
-// A snapshot is never sent between the wrong passes. The first pass reports everything, even after
-// a snapshot.
+// A reader rejects a snapshot that was sent between the wrong passes. A pass is made first, because
+// the first pass reports everything, even after a snapshot.
 TEST_F(ChangeStreamThreads, FramesAreAppliedInTheOrderOfSending) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

@@ -42,7 +42,7 @@ void OnThreads(const std::function<void(int)>& work) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// The survey, below a source whose deletion is counted.
+// A source with the survey as its parent; counts its deletions.
 class CountedSurvey : public ORVX_DataSource {
  public:
   explicit CountedSurvey(std::atomic<int>& deaths)
@@ -283,7 +283,7 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
     const SvrDMInputDataSource reader(registry, waiting, /*tryOnly=*/false);
     MakeIteratorOf(**reader);
   });
-  ASSERT_TRUE(maker.Waits());  // for the writer to be released, while making its iterator
+  ASSERT_TRUE(maker.Waits());  // in the job of its iterator, until the writer is released
 
   WatchedThread owner([&] { MakeIteratorOf(***writer); });
 

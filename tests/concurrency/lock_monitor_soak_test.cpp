@@ -66,7 +66,7 @@ class Soak {
  public:
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
-    // Neither of the helper threads acquires a lock that a worker may hold for it.
+    // The two helper threads acquire no lock that a worker can hold while it waits for them.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
         bequest_.DestroyAll();

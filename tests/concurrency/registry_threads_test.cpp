@@ -213,8 +213,8 @@ class AskedHook : public ORVX_DataSourceFilterHook {
   std::function<void()> asked;
 };
 
-// The hook blocks each Add in the middle: the identifier is generated, or its old dataset deleted,
-// and nothing is added yet.
+// The hook blocks each Add after it has generated the identifier, or deleted the old dataset with
+// that identifier, and before it adds the dataset.
 TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   ServerDataManager registry;
   AskedHook hook;
@@ -244,7 +244,7 @@ TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   threads.clear();
 }
 
-// The hook is called under the registry lock, and the other threads do not wait for it.
+// While the hook runs under the registry lock, the other threads do not wait for that lock.
 TEST(RegistryThreads, RegistryLockIsAcquiredNeitherWithoutANoticeNorByRegisterFilter) {
   ServerDataManager registry;
   AskedHook hook, another;
@@ -278,8 +278,8 @@ TEST(RegistryThreads, RegistryLockIsAcquiredNeitherWithoutANoticeNorByRegisterFi
   EXPECT_THAT(threads, SizeIs(calls.size() + 1));
 }
 
-// An observer blocks another dataset's notice, so both threads that could send the creation notice
-// have come as far as possible before either can send it.
+// An observer blocks the notice of another dataset until the first thread waits for the registry
+// lock, and the second waits or has returned.
 TEST(RegistryThreads, ConcurrentCallsSendOneCreationNotice) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);

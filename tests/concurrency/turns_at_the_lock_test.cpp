@@ -349,7 +349,7 @@ class Third {
 };
 
 // Each thread counts its turn just after acquiring the lock, so a turn that had started when the
-// third thread fell asleep may be counted late: one turn for each of them.
+// third thread fell asleep may be counted late: at most one turn of each of the two threads.
 constexpr int kTurnsUnderWay = 2;
 
 // A reader ends its turn after the other one has started one, so one of them always holds the lock.

@@ -1,4 +1,4 @@
-// The comparison of every list of variables over a few identifiers with every other.
+// Compares every list of variables over a few identifiers with every other list.
 
 #include <tests/property/Followed.h>
 #include <tests/support/Dictionary.h>
@@ -21,7 +21,7 @@ static_assert(kIdentifiers <= 6);
 // A list, as the numbers of its identifiers in order.
 using List = std::vector<std::size_t>;
 
-// Every subset of the identifiers in every order that starts with `list`.
+// Appends to `lists` every ordered subset of the identifiers that starts with `list`.
 void CollectFrom(const List& list, std::vector<List>& lists) {
   lists.push_back(list);
   for (std::size_t next = 0; next < kIdentifiers; ++next) {

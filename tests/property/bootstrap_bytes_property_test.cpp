@@ -45,7 +45,7 @@ std::vector<T> AnyList() {
   return *rc::gen::container<std::vector<T>>(size, rc::gen::arbitrary<T>());
 }
 
-// Any bits, including NaNs, infinities and denormal numbers.
+// Generates any bits, including NaNs, infinities and denormal numbers.
 double AnyDouble() {
   return std::bit_cast<double>(
       *rc::gen::oneOf(rc::gen::arbitrary<std::uint64_t>(),
@@ -114,7 +114,7 @@ std::string AnyWholeBytes() {
   return Any<bool>() ? InTheOtherByteOrder(bytes) : bytes;
 }
 
-// Mostly 0, so that counts are small; the first six bytes are valid.
+// Generates mostly zero bytes, so that counts are small. The first six bytes are valid.
 std::string AnyLikelyBytes() {
   const auto byte = rc::gen::weightedElement<char>(
       {{500, '\0'}, {6, '\1'}, {2, '\2'}, {1, '\3'}, {1, '\x7F'}, {1, '\xFF'}});

@@ -11,7 +11,7 @@ namespace support {
 
 namespace {
 
-// Both directions, for the whole process.
+// Maps names to identifiers and identifiers to names, for the whole process.
 struct Register {
   std::mutex mutex;
   std::map<std::string, LocallyUniqueID> ids;

@@ -47,7 +47,8 @@ void Replace(ORVX_DataSource& source, const std::vector<ORVX_Variable>& variable
 // All variables of a source, in order.
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
 
-// The names of their identifiers, separated by blanks: a renamed variable keeps its old name here.
+// The names that belong to the identifiers of the variables, separated by blanks: a renamed
+// variable keeps its old name here.
 std::string Names(const ORVX_DataSource& source);
 std::string Names(const std::vector<ORVX_Variable>& variables);
 

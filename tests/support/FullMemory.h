@@ -63,10 +63,11 @@ struct Heap {
 extern thread_local Heap heap;         // the global operators
 extern thread_local Heap messageHeap;  // VUGlobal's; defined with test_message_allocator
 
-// Calls `event` once, when the memory is next freed with the global operators.
+// Calls `event` once, when `storage` is next freed with the global operators.
 void WhenFreed(void* storage, std::function<void()> event);
 
-// For the replaced operators: allocates and counts it in `counts`. Returns null on failure.
+// For the replaced operators: allocates, and counts the allocation in `counts`. Returns null on
+// failure.
 void* Take(std::size_t size, Heap& counts) noexcept;
 void Free(void* storage, Heap& counts) noexcept;
 

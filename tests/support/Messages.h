@@ -29,17 +29,17 @@ struct Said {
     Insert,      // variables, anchor
     Delete,      // variables
     Move,        // positions, target
-    Modify,      // variables: one
+    Modify,      // variables, with one element
     ResetUndo,   // nothing
     Imputation,  // number
     FileSpec,    // text, flag
     Label,       // text
-    Weight,      // ids: one
-    Filter,      // ids: one
+    Weight,      // ids, with one element
+    Filter,      // ids, with one element
     Trends,      // trends
     Split,       // ids, flag
-    Extension,   // type, version, text: the bytes
-    RowCount,    // number: the client's cases no longer fit
+    Extension,   // type, version, text (the bytes)
+    RowCount,    // number; the client's case data are invalid
     Dirty,       // flag
   };
 
@@ -82,14 +82,15 @@ std::ostream& operator<<(std::ostream& stream, const Said& said);
 
 // --- Expected messages ---
 
-// One expected message. Compares variables by identifier and extensions by type, and optionally
-// also by definition and bytes.
+// One expected message. Compares variables by identifier and extensions by type; with
+// `definitionsToo`, also definitions and bytes.
 struct Expected {
   Said said;
   bool definitionsToo = false;
 };
 
-// Inserted("D E").Before("B"): one message for both. AtEnd() is the null anchor.
+// Inserted("D E").Before("B") is one message with two variables. AtEnd() stands for the null
+// anchor.
 class Inserted {
  public:
   explicit Inserted(const std::string& names);
@@ -104,7 +105,7 @@ class Inserted {
   bool definitionsToo_;
 };
 
-// Moved(2).To(0)
+// Moved(2).To(0) is one message with one position.
 class Moved {
  public:
   explicit Moved(int position) : position_(position) {}
@@ -114,7 +115,7 @@ class Moved {
   int position_;
 };
 
-Expected Deleted(const std::string& names);  // one message; "" for one with an empty list
+Expected Deleted(const std::string& names);  // one message; "" for an empty list
 Expected Deleted(const std::vector<ORVX_Variable>& variables);
 Expected Modified(const std::string& name);
 Expected Modified(const ORVX_Variable& variable);
@@ -129,7 +130,7 @@ Expected NoFilter();
 Expected Trends(const ORVX_TrendsInfo& trends);
 Expected Extension(int type);
 Expected Extension(int type, const std::string& bytes);  // of version 1
-Expected RowCount(long long rows);                       // the client's cases no longer fit
+Expected RowCount(long long rows);                       // the client's case data are invalid
 Expected Dirty(bool dirty);
 
 // Split("A B"), or Split("A B").Separate(); "" for none.

@@ -1,4 +1,4 @@
-// WatchedThread: a thread of which a test can detect that it waits.
+// WatchedThread: a thread; a test can detect that it waits.
 //
 //   WatchedThread reader([&] { SvrDMInputDataSource handle(id, true); });
 //   EXPECT_TRUE(reader.Waits());   // the writer still holds the lock

@@ -123,7 +123,7 @@ TEST(ChangeFrame, EncodesEachMessageWithItsOwnSerialisation) {
   EXPECT_EQ(frame.messageBytes, BytesOf(first) + BytesOf(second));
 }
 
-// Frozen: clients of other versions decode them.
+// These bytes are frozen: clients of other versions decode them.
 TEST(ChangeFrame, HasThisEncoding) {
   ChangeFrame frame;
   frame.kind = ChangeFrame::Kind::Snapshot;
@@ -158,7 +158,7 @@ TEST(ChangeFrame, IsRejectedWithTrailingBytes) {
   EXPECT_THROW(ReadChangeFrame(BytesOf(frame) + '\0'), VStreamError);
 }
 
-// Changes each single bit of a byte, and all eight.
+// Changes each bit of a byte alone, then all eight together.
 TEST(ChangeFrame, IsRejectedAfterAnyByteChange) {
   std::size_t changes = 0;
   for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
@@ -197,7 +197,7 @@ bool EscapesTheDigest(const support::Said& said) {
          (said.kind == Kind::Extension && (said.type == 7 || said.type == 19));  // MR sets
 }
 
-// For each of the frame's message bytes: whether it belongs to such a message.
+// For each byte of the frame's messages: whether it belongs to a message that escapes the digest.
 std::vector<bool> BytesThatEscapeTheDigest(const ChangeFrame& frame) {
   std::vector<bool> escape;
   for (const auto& message : frame.Messages()) {
@@ -224,7 +224,7 @@ std::vector<int> ExtensionTypesIn(const ChangeFrame& frame) {
 // Crafted bytes with a valid checksum and invalid messages.
 class HostileMessages : public testing::Test {
  protected:
-  // The allocations for the first variable of a dictionary.
+  // At least the bytes that the first variable of a dictionary allocates.
   static constexpr std::size_t kDictionary = 5000;
 
   // Applies the frame with `reader` and checks allocations and dictionary. If it was applied, the

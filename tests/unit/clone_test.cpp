@@ -625,7 +625,7 @@ TEST_F(CloneThatShowsItsParent, ReplacesAFilterOnIt) {
   const LocallyUniqueID id = registry.Add(*new CountedSource(deaths, clone), "", /*quiet=*/true);
 
   support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) { writer.SetDataSet(clone); });
-  EXPECT_EQ(deaths, 1);  // the filter
+  EXPECT_EQ(deaths, 1);  // the filtered source
 
   registry.Delete(id);
   EXPECT_EQ(deaths, 3);

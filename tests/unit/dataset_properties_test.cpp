@@ -316,7 +316,7 @@ TEST_F(FileSpecification, OfAnotherSourceIsRecordedButNotReported) {
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
 }
 
-// Only the last source of a chain can count as a saved file.
+// Only the topmost source of a chain can count as a saved file.
 TEST_F(FileSpecification, OfASavedFileWithAParentIsNotReported) {
   std::unique_ptr<SystemFileDataSource> file = SystemFileDataSource::Open(folder.Write("a.csv"));
   file->SetParentSource(&Source());
@@ -1130,7 +1130,8 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
   EXPECT_EQ(SplitOf(View()), Answers().split);
 }
 
-// SplitSource checks that no further variables are requested.
+// The arrays of a split have room for eight variables; SplitSource checks that only two are
+// requested.
 TEST_F(AnsweredSplit, ShortIsReadOnlyUpToItsLength) {
   Answers().split = {Id("A"), Id("C")};
   view.Update();
@@ -1138,7 +1139,8 @@ TEST_F(AnsweredSplit, ShortIsReadOnlyUpToItsLength) {
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
 }
 
-// The remaining split variables are equal; only their number shows that the view lost one.
+// The remaining split variables are equal; only their number shows that the view lost a split
+// variable.
 TEST_F(AnsweredSplit, WithADeletedVariableIsReportedInTheNextUpdate) {
   Answers().split = {Id("A"), Id("B")};
   Settle();

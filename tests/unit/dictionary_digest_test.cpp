@@ -219,7 +219,7 @@ TEST(DictionaryDigest, ExcludesWhatMessagesDoNotCarryCompletely) {
   EXPECT_EQ(DigestOf(*other), DigestOf(*plain));
 }
 
-// Frozen: different versions of this library exchange digests.
+// This digest is frozen: different versions of the library exchange digests.
 TEST(DictionaryDigest, OfThisDictionaryNeverChanges) {
   DataFreeDataSource source;
   EXPECT_EQ(DigestOf(source).AsText(), "8903514dbd2f9f2c7ef209f807f0ff7f");

@@ -45,7 +45,7 @@ TEST(ErrorText, HasATextAndAnEightBitSeverity) {
 TEST(ErrorText, RejectsASeverityOutsideEightBits) {
   EXPECT_THROW(ErrorText("Why", -129), std::out_of_range);
   EXPECT_THROW(ErrorText("Why", 128), std::out_of_range);
-  EXPECT_THROW(ErrorText("Why", 257), std::out_of_range);  // 1 in eight bits
+  EXPECT_THROW(ErrorText("Why", 257), std::out_of_range);  // 257 is 1 in eight bits
 }
 
 TEST(ErrorText, IsAnEmptyErrorByDefault) {
@@ -173,7 +173,7 @@ TEST(ErrorMessages, DescribeErrorsInTheBytesOfAnError) {
 }
 
 TEST(ErrorMessages, HaveTheirVirtualOperationsInThisOrder) {
-  // The destructors are 0 and 1; a derived class keeps its base's slots.
+  // The destructors have slots 0 and 1; a derived class keeps the slots of its base.
   EXPECT_EQ(VirtualSlot(&ErrorMsg::SetName), 2);
   EXPECT_EQ(VirtualSlot(&ErrorMsg::VSClone), 3);
   EXPECT_EQ(VirtualSlot(&ErrorMsg::VSInitSerialization), 4);

@@ -1,5 +1,5 @@
 // Error reports to a client in another process: a dataset's monitor here, a socket, and a client
-// that decodes the reports and replies with their content.
+// that decodes the reports and answers with their content.
 
 #include <gtest/gtest.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>
@@ -116,7 +116,7 @@ class Client {
 
   int Socket() const { return ours_; }
 
-  // Waits for the next reply of the client.
+  // Waits for the next answer of the client and returns it.
   std::string NextAnswer() const { return Receive(ours_); }
 
   void Kill() {
@@ -141,7 +141,7 @@ class Client {
 
 class ReportToAnotherProcess : public testing::Test {
  protected:
-  // The start of the client's reply to a report.
+  // The start of the client's answer to a report.
   std::string Beginning(int severity) const {
     return "1000 OrvxMessages::ReportedErrorMsg 3:69 " + std::to_string(severity) + " ";
   }

@@ -1,5 +1,5 @@
-// A notification pass that runs out of memory, called and caught by the test: clients that follow
-// the messages miss no change of the snapshot.
+// A notification pass that runs out of memory, called by the test, which catches the exception.
+// Clients that follow the messages must miss no change.
 
 #include <client/DictionaryMirror.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -265,9 +265,10 @@ std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
   return expected;
 }
 
-// Lets each allocation of the pass fail in turn: with all later ones, and alone. Calls `judge`
-// after each pass that failed. If a single allocation fails, the pass may also continue step by
-// step and must be right. Returns the number of passes with a failed allocation.
+// Lets each allocation of the pass fail in turn: first together with all later allocations, then
+// alone. Calls `judge` after each failed pass. If only one allocation fails, the pass may also
+// succeed, step by step; its messages must then be correct. Returns the number of passes with a
+// failed allocation.
 long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
   const auto fails = [&](long count, Shortage shortage) {
     SCOPED_TRACE(write.name + ", after " + std::to_string(count) + " allocations");

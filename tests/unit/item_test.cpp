@@ -49,7 +49,7 @@ using testing::ElementsAre;
 
 namespace {
 
-// The result of localtime_r; the real local time unless a test sets another.
+// Replaces localtime_r if a test sets it.
 std::function<std::tm*(const std::time_t*)> localtimeAnswer;
 
 int fstatCalls = 0;
@@ -920,7 +920,7 @@ TEST_F(SavedFile, IsOpenedWithTimeZeroIfItsTimeCannotBeRead) {
 // ---------------------------------------------------------------------------------------------
 // The creation time
 
-// The platform's value for a date: the item does not define a scale.
+// Converts with the platform, because the item does not define the scale of date values.
 double DateValue(long day, long month, long year, long hour, long minute, double second) {
   double value = 0;
   EXPECT_EQ(iDMY2Orvx(day, month, year, hour, minute, second, &value), 0);

@@ -126,7 +126,7 @@ TEST_F(View, AdjacentVariablesAreInsertedSeparatelyWithTheSameAnchor) {
   ExpectViewEqualsSource();
 }
 
-// The variable after the new one is the view's, even if the source has deleted it.
+// The anchor is the next variable of the view, even if the source has deleted it.
 TEST_F(View, TheAnchorMayBeADeletedVariable) {
   StartWith("A B");
   UpdateTo("A D");
@@ -257,7 +257,8 @@ TEST_F(View, VariablesDeletedInBetweenAreReportedBeforeTheMove) {
   ExpectViewEqualsSource();
 }
 
-// Only the positions up to the found variable are checked; later positions are checked later.
+// A step checks only the positions up to the variable that it finds; a later step checks the
+// others.
 TEST_F(View, VariablesDeletedFurtherOnAreReportedLater) {
   StartWith("A B C D E");
   UpdateTo("C B E");

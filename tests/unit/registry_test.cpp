@@ -1070,7 +1070,7 @@ class HandedOverSource : public RegistryTest {
 using Addition =
     std::function<void(ServerDataManager&, std::unique_ptr<ORVX_DataSource>, const std::string&)>;
 
-// The overloads that take a source.
+// The overloads of Add that take a source.
 const std::vector<Addition>& Additions() {
   static const std::vector<Addition> additions = {
       [](auto& registry, auto source, auto& name) { registry.Add(std::move(source), name, false); },

@@ -72,7 +72,7 @@ class CaseIterator : public ObsIterator {
   struct Target {
     const CaseColumn* column;  // null: always missing
     int type;
-    OBS* cell;  // the first
+    OBS* cell;  // the first cell of the value
   };
 
   std::shared_ptr<const CaseTable> table_;

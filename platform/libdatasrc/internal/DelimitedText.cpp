@@ -40,7 +40,7 @@ void DelimitedText::Fail(TextPosition where, const std::string& text) const {
   throw DataFileError(file_.Path(), where.line, where.column, text);
 }
 
-// Replaces the chunk, which was scanned completely.
+// Replaces the chunk after it was scanned completely. Returns false at the end of the file.
 bool DelimitedText::ReadMore() {
   chunk_.resize(kChunkSize);
   chunk_.resize(file_.Read(chunk_.data(), kChunkSize));
@@ -54,8 +54,8 @@ void DelimitedText::SkipByteOrderMark() {
   position_.Advance(kByteOrderMark);
 }
 
-// Extends the first chunk until it holds the whole header line. Errors in the line are found later,
-// by Scan.
+// Returns the delimiter of the header line. Extends the first chunk until it holds the whole line.
+// Scan detects errors in the line later.
 char DelimitedText::FindDelimiter() {
   std::size_t commas = 0;
   std::size_t tabs = 0;
@@ -127,7 +127,7 @@ void DelimitedText::EndField() {
   state_ = State::FieldStart;
 }
 
-// Fails if `byte` is not allowed here.
+// Throws if the next byte, `byte`, is not allowed.
 void DelimitedText::CheckAllowed(char byte) {
   if (afterReturn_ && byte != '\n') {
     Fail(return_, "carriage return without a line feed after it");

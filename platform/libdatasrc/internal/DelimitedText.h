@@ -14,8 +14,8 @@
 
 namespace sdm_internal {
 
-// Reads in chunks and keeps one record at a time. Quoting follows RFC 4180. Errors are
-// DataFileError, at the first byte that is not allowed.
+// Reads in chunks and keeps one record at a time. Quoting follows RFC 4180. Throws DataFileError
+// with the position of the first byte that is not allowed.
 class DelimitedText {
  public:
   // Reads the header to find the delimiter.
@@ -58,7 +58,7 @@ class DelimitedText {
   enum class State { FieldStart, Unquoted, InQuotes, AfterQuote };
   State state_ = State::FieldStart;
   bool afterReturn_ = false;  // the last byte was a carriage return outside quotes
-  TextPosition return_;       // its position
+  TextPosition return_;       // the position of that carriage return
   Utf8Checker utf8_;
 
   TextPosition character_;  // the start of the current character
@@ -66,12 +66,12 @@ class DelimitedText {
   // The current record.
   TextPosition begin_;
   TextPosition end_;
-  std::size_t size_ = 0;  // in bytes, including its line end
+  std::size_t size_ = 0;  // in bytes, including the line end
   bool isComplete_ = false;
   bool isEmptyLine_ = false;
   std::string text_;                  // the text of all fields, concatenated
-  std::vector<std::size_t> ends_;     // of each field in `text_`
-  std::vector<TextPosition> starts_;  // of each field in the file
+  std::vector<std::size_t> ends_;     // the end of each field in `text_`
+  std::vector<TextPosition> starts_;  // the start of each field in the file
 };
 
 }  // namespace sdm_internal

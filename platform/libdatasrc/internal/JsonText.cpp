@@ -79,7 +79,7 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   }
   bool number_float(number_float_t value, const string_t&) override { return Store(value); }
   bool string(string_t& value) override { return Store(std::move(value)); }
-  bool binary(binary_t&) override { return false; }  // no JSON text has any
+  bool binary(binary_t&) override { return false; }  // JSON text has no binary values
   bool start_array(std::size_t) override { return Open(JsonValue::Array()); }
   bool start_object(std::size_t) override { return Open(JsonValue::Object()); }
   bool end_array() override { return Close(); }
@@ -150,9 +150,9 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   const std::string& file_;
   const std::string& text_;
   std::vector<JsonValue*> open_;  // the open containers, outermost first
-  JsonValue* member_ = nullptr;   // of the innermost open object: its value comes next
-  std::size_t tokenEnd_ = 0;      // of the previous token
-  std::size_t passed_ = 0;        // the byte at `position_`
+  JsonValue* member_ = nullptr;   // in the innermost open object: the destination of the next value
+  std::size_t tokenEnd_ = 0;      // the end of the previous token
+  std::size_t passed_ = 0;        // the offset of the byte at `position_`
   TextPosition position_;
 };
 

@@ -19,7 +19,7 @@ struct JsonValue {
   using Array = std::vector<JsonValue>;
   using Object = std::map<std::string, JsonValue, std::less<>>;
 
-  TextPosition position;  // of its first byte
+  TextPosition position;  // of the first byte of the value
   std::variant<std::nullptr_t, bool, double, std::string, Array, Object> value;
 
   // Null if the value has another type.

@@ -10,7 +10,7 @@
 
 namespace sdm_internal {
 
-// Owns the descriptor, which child processes do not inherit. Errors are DataFileError.
+// Owns the descriptor, which child processes do not inherit. Throws DataFileError on errors.
 class RegularFile {
  public:
   // Throws if the file does not exist, cannot be opened, or is a directory, a FIFO, a device or a

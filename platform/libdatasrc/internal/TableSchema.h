@@ -41,13 +41,14 @@ struct SchemaField {
   Type type = Type::Inferred;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  std::shared_ptr<const MissingTexts> missingValues;  // never null; usually the table's
+  std::shared_ptr<const MissingTexts>
+      missingValues;  // never null; usually the missing values of the table
 };
 
 struct TableSchema {
   std::string file;  // of the schema
   std::optional<std::string> title;
-  std::vector<SchemaField> fields;  // each name once
+  std::vector<SchemaField> fields;  // names are unique
 
   [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
 };

@@ -10,7 +10,7 @@ namespace sdm_internal {
 // Validates UTF-8 byte by byte.
 class Utf8Checker {
  public:
-  // False if the bytes so far, including this one, cannot begin a UTF-8 text.
+  // Returns false if the bytes so far, including this one, cannot begin a UTF-8 text.
   bool Accepts(char byte) {
     const auto value = static_cast<unsigned char>(byte);
     if (missing_ == 0) return value < 0x80 || Begins(value);

@@ -191,8 +191,8 @@ void VariableSequence::Swap(VariableSequence& other) noexcept {
   for (Run& run : other.runs_) run.block->sequence = &other;
 }
 
-// A run with space for a variable at `position`. Splits a full run; at the end of the list it
-// starts a new one instead, so that appending leaves full blocks.
+// Returns a run with space for a variable at `position`. Splits the run if it is full; at the end
+// of the list, starts a new run instead, so that appending leaves full blocks.
 std::size_t VariableSequence::RunWithRoom(int position) {
   if (runs_.empty()) {
     InsertRun(0, VariableBlock::kLeastCapacity);
@@ -213,7 +213,7 @@ std::size_t VariableSequence::RunWithRoom(int position) {
   return position < starts_[run + 1] ? run : run + 1;
 }
 
-// Inserts an empty run, which starts where the run at this index started.
+// Inserts an empty run at index `run`, with the start position of the run that was there.
 void VariableSequence::InsertRun(std::size_t run, int capacity) {
   ReserveSlots(1);
   runs_.reserve(runs_.size() + 1);
@@ -402,7 +402,7 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
   std::vector<bool> taken(runs_.size());
   std::vector<int> kept;
   kept.reserve(other.runs_.size());
-  std::size_t next = 0;  // most blocks are still in the same order
+  std::size_t next = 0;  // starts each search, because most blocks are still in the same order
   for (const Run& run : other.runs_) {
     const Stamp stamp = run.block->stamp;
     std::size_t found = runs_.size();
@@ -424,8 +424,8 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
   return kept;
 }
 
-// Makes the runs equal to those of `other`, from kept runs, whose variables are updated later, and
-// from copies.
+// Rebuilds the list with the runs of `other`: moves the runs in `kept` to their new places, and
+// copies the other runs. The variables of kept runs are updated later.
 void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<int>& kept) {
   std::vector<std::unique_ptr<VariableBlock>> copies;
   for (std::size_t i = 0; i < kept.size(); ++i) {

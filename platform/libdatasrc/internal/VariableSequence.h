@@ -104,8 +104,8 @@ class VariableBlock {
 class VariableSequence {
  public:
   // `onRemove` is called with each identifier that leaves the list, because its variable was
-  // deleted or got another identifier; not by Copy, Match and Swap. It must not throw. May be
-  // empty.
+  // deleted or got another identifier. Copy, Match and Swap do not call it. It must not throw. May
+  // be empty.
   explicit VariableSequence(std::function<void(LocallyUniqueID)> onRemove);
   VariableSequence(const VariableSequence&) = delete;
   VariableSequence& operator=(const VariableSequence&) = delete;
@@ -194,15 +194,15 @@ class VariableSequence {
 
   std::function<void(LocallyUniqueID)> onRemove_;
   std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null if the slot is free
-  std::vector<int> freeSlots_;                          // its capacity suffices for all slots
-  std::vector<Run> runs_;    // the blocks in order; none is empty; all but a single one have room
-                             // for kCapacity variables
+  std::vector<int> freeSlots_;                          // has capacity for all slots
+  std::vector<Run> runs_;    // the blocks in order; none is empty; each has room for kCapacity
+                             // variables, unless it is the only block
   std::vector<int> starts_;  // the position of the first variable of each run
   // Entry k is approximately the run of position k * kStride: insertions and deletions since the
   // last rebuild may have shifted it slightly.
   std::vector<int> runAt_;
   int lag_ = 0;              // variables inserted and deleted since the last rebuild
-  std::size_t lagFrom_ = 0;  // the first run whose positions they shifted
+  std::size_t lagFrom_ = 0;  // the first run that these edits shifted
   IdentifierIndex index_;
   int size_ = 0;
   Stamp stamp_ = 0;

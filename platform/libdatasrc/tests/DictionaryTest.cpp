@@ -66,7 +66,7 @@ struct Pair {
     if (former != id) Leave(former);
     former = id;
   }
-  // Replaces the dictionary by a copy and deletes the original.
+  // Replaces the dictionary with a copy and deletes the original.
   void Copy() {
     auto copy = std::make_unique<DataFreeDataSource>();
     copy->CopyDictionary(source.get());
@@ -93,7 +93,7 @@ struct Pair {
   }
 };
 
-// Uniform over the whole range: by default, RapidCheck starts with small values.
+// Returns a position with uniform distribution; by default, RapidCheck starts with small values.
 int Position(int size) {
   return *rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0, size));
 }

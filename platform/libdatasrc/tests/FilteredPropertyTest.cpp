@@ -9,7 +9,7 @@
 
 namespace {
 
-// One step; positions are modulo the current number of variables.
+// One edit. Positions are taken modulo the current number of variables.
 struct Edit {
   enum Kind { Delete, Move, Retype, Insert };
   Kind kind;
@@ -77,8 +77,8 @@ RC_GTEST_PROP(FilteredDataSource, HasTheRowsOfTheFileUnderTheSameEdits, ()) {
   RC_ASSERT(rows == Rows(*file));
 }
 
-// The rows must be the same as if the parent laid them out for its own dictionary, like a filtered
-// source.
+// The parent is a source that passes on the rows of the file unchanged, or a filtered source. Both
+// have the same dictionary, so both must lead to the same rows.
 RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, ()) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));

@@ -126,8 +126,8 @@ TEST(MemoryFault, DoesNotAffectDeletion) {
   EXPECT_EQ(source.GetNSplitVars(), 0U);
 }
 
-// The first block is deleted from, so that its copy replaces it; the second is split; the others
-// are kept.
+// A variable is deleted from the first block, so that a copy replaces the block. The second block
+// is split. All other blocks are kept.
 TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
   int failures = 0;
   for (long allocations = 0;; ++allocations) {

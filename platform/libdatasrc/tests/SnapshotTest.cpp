@@ -33,7 +33,7 @@ std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source) {
   return variables;
 }
 
-// Compares with plain searches of the list.
+// Compares lookups with linear searches of the list.
 void ExpectConsistent(const ORVX_DataSource& source, unsigned int serials) {
   const std::vector<ORVX_Variable> variables = VariablesOf(source);
   ASSERT_EQ(variables.size(), static_cast<std::size_t>(source.ColumnCount()));
@@ -89,7 +89,8 @@ class RandomEdits {
   int labels_ = 0;
 };
 
-// `serials` of identifiers to choose from: few of them repeat often.
+// Chooses identifiers from `serials` numbers: the fewer numbers, the more often an identifier
+// repeats.
 void MatchAfterRandomEdits(unsigned int seed, unsigned int serials) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   RandomEdits edits(seed, serials);

@@ -1,4 +1,4 @@
-// Actor: a thread that runs one call after another, and whose waiting can be observed.
+// Actor: a thread that runs one call at a time. A test can detect that the call waits.
 //
 //   Actor writer;
 //   writer.Start([&] { lock.writeLock(); });
@@ -20,7 +20,7 @@
 #include <string_view>
 #include <thread>
 
-// Used by the thread that created it. Every operation that waits for the end of the current call,
+// Use it on the thread that created it. Every operation that waits for the end of the current call,
 // including the destructor, aborts the program after ten seconds.
 class Actor {
  public:

@@ -61,7 +61,7 @@ struct Model {
     return !writing && std::find(waitsToRead.begin(), waitsToRead.end(), true) != waitsToRead.end();
   }
 
-  // The result of a try; true for other calls.
+  // Makes the call. Returns the result of a try; true for any other call.
   bool Make(Thread thread, Call call) {
     switch (call) {
       case Call::Read: {
@@ -138,7 +138,8 @@ Model InOrder(const Model& model, const Order& order) {
   return result;
 }
 
-// The permutation that makes models equal that differ only by a permutation of threads.
+// Returns the permutation of threads that makes `model` minimal: models that differ only by a
+// permutation have the same minimal model.
 Order CanonicalOrder(const Model& model) {
   Order order = {0, 1, 2};
   Order best = order;
@@ -184,7 +185,7 @@ Model Start() {
   return model;
 }
 
-// Plans runs until each transition that the remaining calls allow has been in a run.
+// Plans runs until every possible transition has been in a run.
 class Plan {
  public:
   // Returns an empty run when everything is explored.
@@ -376,7 +377,7 @@ TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
 // The shortest runs to all states in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
-  std::set<Model> seen;  // with calls left
+  std::set<Model> seen;  // including the calls that are left
   std::set<Model> states;
   std::deque<std::pair<Model, std::vector<Step>>> open = {{Start(), {}}};
   while (!open.empty()) {
@@ -401,7 +402,7 @@ std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
 TEST(MutexRWModel, AdmitsEveryReaderWithinTheTimeLimit) {
   const auto runs = RunsToReadersBehindAWaitingWriter();
   ASSERT_FALSE(runs.empty());
-  std::array<Stage, 16> stages;  // which wait concurrently
+  std::array<Stage, 16> stages;  // they wait concurrently
   for (std::size_t first = 0; first < runs.size(); first += stages.size()) {
     const std::size_t count = std::min(stages.size(), runs.size() - first);
     for (std::size_t i = 0; i < count; ++i) {

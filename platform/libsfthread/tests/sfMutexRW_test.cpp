@@ -413,8 +413,8 @@ TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   EndReads(1);
 }
 
-// Interleaving: a thread reads two locks, so that it no longer remembers reading the first, and
-// reads that again.
+// Interleaving: a thread reads two locks, so that it no longer remembers reading the first lock,
+// and reads the first lock again.
 TEST_F(MutexRWBehindAWriter, AReaderOfTwoLocksNests) {
   sfMutexRW second;
   Actor reader;
@@ -440,7 +440,7 @@ TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
   EndReads(1);
 }
 
-// The shortest of several attempts, as a busy machine delays some of them.
+// Takes the shortest of several attempts, because a busy machine delays some of them.
 TEST_F(MutexRWBehindAWriter, AReaderReadsAgainWithoutDelay) {
   auto shortest = std::chrono::milliseconds::max();
   for (int time = 0; time < 20; ++time) {
@@ -520,7 +520,7 @@ TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   std::jthread([&] { readElsewhere->readLock(); }).join();
   readElsewhere.reset();
 
-  // A new lock at the same address works; the sanitizers check the rest.
+  // Checks that a new lock at the same address works; the sanitizers detect other errors.
   sfMutexRW next;
   EXPECT_TRUE(next.tryWriteLock());
 }

@@ -24,7 +24,7 @@ void Count(const volatile void*, std::size_t size) {
 }
 void Ignore(const volatile void*) {}
 
-// Reports the input to the fuzzer as a failure.
+// Reports the input to the fuzzer as a failure unless `isTrue`.
 void Demand(bool isTrue, const std::string& otherwise) {
   if (isTrue) return;
   std::cerr << otherwise << '\n';
