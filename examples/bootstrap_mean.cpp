@@ -13,11 +13,10 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <variant>
 #include <vector>
 
-#include <libdatasrc/OBS.h>
-#include <libdatasrc/ObsIterator.h>
-#include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/CaseReader.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
@@ -43,14 +42,10 @@ void KeepOnly(int position, SvrDMCloneDataSource& clone) {
 
 // The values of the only variable, without missing values.
 std::vector<double> Values(const SvrDMCloneDataSource& clone) {
-  const ObsProjector projector(clone, clone);
-  std::vector<OBS> row(static_cast<std::size_t>(clone.GetObsAreaSize()));
-  const std::unique_ptr<ObsIterator> rows(clone.MakeIterator(row.data()));
   std::vector<double> values;
-  OBS cell;
-  while (rows->Next()) {
-    projector.Project(row.data(), &cell);
-    if (!std::isnan(cell.number)) values.push_back(cell.number);
+  for (CaseReader cases(clone); cases.Next();) {
+    const double value = std::get<double>(cases.Values().front());
+    if (!std::isnan(value)) values.push_back(value);
   }
   if (values.empty()) throw std::runtime_error("every case is missing");
   return values;

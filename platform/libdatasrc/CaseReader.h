@@ -1,0 +1,48 @@
+// CaseReader: reads the cases of a data source as values.
+//
+//   CaseReader cases(source);
+//   while (cases.Next()) Use(cases.Values());
+
+#ifndef LIBDATASRC_CASEREADER_H_
+#define LIBDATASRC_CASEREADER_H_
+
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/Export.h>
+
+#include <memory>
+#include <vector>
+
+class ORVX_DataSource;
+
+// Reads the values by the source's own dictionary, as it is at construction, also if RowLayout() of
+// the source is another dictionary. Keeps one row in memory.
+//
+// Threads: not safe; each thread creates its own.
+class SDM_EXPORT CaseReader {
+ public:
+  // Creates an iterator of `source`, and does not use the source again itself. Throws
+  // std::invalid_argument if the length of the rows differs from the dictionary of RowLayout().
+  explicit CaseReader(const ORVX_DataSource& source);
+  CaseReader(const CaseReader&) = delete;
+  CaseReader& operator=(const CaseReader&) = delete;
+  ~CaseReader();
+
+  // Moves to the next case; the first call moves to the first case. Returns false after the last
+  // case.
+  bool Next();
+
+  // The values of the current case, one for each variable. Strings have no trailing blanks.
+  std::vector<DataValue> Values() const;
+
+ private:
+  const ObsProjector projector_;
+  std::vector<int> types_;  // of the variables
+  std::vector<OBS> row_;    // with the layout of the source's rows
+  std::vector<OBS> area_;   // with the layout of the source's own dictionary
+  const std::unique_ptr<ObsIterator> rows_;
+};
+
+#endif  // LIBDATASRC_CASEREADER_H_
