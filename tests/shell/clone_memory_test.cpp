@@ -2,6 +2,7 @@
 // replaces the global operator new.
 
 #include <Commands.h>
+#include <libdatasrc/CaseReader.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
@@ -65,7 +66,7 @@ using Table = std::vector<std::vector<double>>;
 
 Table RowsOf(const ORVX_DataSource& source) {
   Table table;
-  for (CaseRows rows(source); rows.Next();) {
+  for (CaseReader rows(source); rows.Next();) {
     std::vector<double>& row = table.emplace_back();
     for (const DataValue& value : rows.Values()) row.push_back(std::get<double>(value));
   }

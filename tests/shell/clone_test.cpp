@@ -2,10 +2,10 @@
 
 #include "ShellTest.h"
 
+#include <libdatasrc/CaseReader.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
-#include <Sources.h>
 
 #include <algorithm>
 #include <memory>
@@ -363,10 +363,10 @@ TEST_F(Selecting, CloneSharesTheSelection) {
 // ---------------------------------------------------------------------------------------------
 // Rows
 
-TEST(CaseRowsOfAClone, AreEmptyIfTheCloneHasNoSource) {
+TEST(CaseReaderOfAClone, AreEmptyIfTheCloneHasNoSource) {
   SvrDMCloneDataSource clone(static_cast<ORVX_DataSource const*>(nullptr));
   clone.MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "x"), nullptr);
-  CaseRows rows(clone);
+  CaseReader rows(clone);
   EXPECT_FALSE(rows.Next());
 }
 

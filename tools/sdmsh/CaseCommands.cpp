@@ -9,11 +9,13 @@
 #include "Sources.h"
 #include "Variables.h"
 
+#include <libdatasrc/CaseReader.h>
 #include <libdatasrc/DataFreeDataSource.h>
-#include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 
+#include <algorithm>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -23,23 +25,20 @@
 namespace sdmsh {
 namespace {
 
-// ---------------------------------------------------------------------------------------------
-// Showing cases
-
 struct Range {
-  std::optional<int> from;
-  std::optional<int> count;
+  int from = 1;
+  std::optional<int> count;  // empty for all
 };
 
 // Takes "from N", "count N", both in either order, or nothing.
 Range TakeRange(Arguments& arguments) {
   Range range;
-  while (!arguments.AtEnd() && !(range.from && range.count)) {
-    std::vector<const char*> keywords;  // those that were not taken yet
-    if (!range.from) keywords.push_back("from");
-    if (!range.count) keywords.push_back("count");
+  std::vector<const char*> keywords = {"from", "count"};  // those that were not taken yet
+  while (!arguments.AtEnd() && !keywords.empty()) {
     const std::string_view keyword = keywords[arguments.TakeOneOf(keywords)];
-    (keyword == "from" ? range.from : range.count) = arguments.TakeNumber("N");
+    if (keyword == "from") range.from = arguments.TakeNumber("N");
+    if (keyword == "count") range.count = arguments.TakeNumber("N");
+    std::erase(keywords, keyword);
   }
   return range;
 }
@@ -50,30 +49,36 @@ class CasePrinter {
   static constexpr long long kCasesInPart = 200;
 
   // `source` may be null.
-  CasePrinter(Output& output, const ORVX_DataSource* source, std::string dataset, Range range)
-      : output_(output),
-        source_(source),
-        dataset_(std::move(dataset)),
-        next_(range.from.value_or(1)),
-        left_(range.count) {
-    if (source != nullptr) variables_ = VariablesOf(*source);
+  CasePrinter(Output& output, std::string dataset, const ORVX_DataSource* source)
+      : output_(output), dataset_(std::move(dataset)) {
+    if (source == nullptr) return;
+    variables_ = VariablesOf(*source);
+    cases_.emplace(*source);
   }
 
-  void Print() {
-    if (source_ == nullptr) return PrintNone(dataset_ + " has no data source");
-    CaseRows rows(*source_);
-    for (long long number = 0; number < next_; ++number) {
-      if (!rows.Next()) return PrintNone(dataset_ + " has no cases" + FromHere());
-    }
-    Table table(Columns());
+  void Print(const Range& range) {
+    long long next = range.from;  // the number of the next case to print, from 1
     bool more = true;
-    while (more && left_ != 0 && output_.ReachesItsReader()) more = PrintPart(rows, table);
+    for (long long number = 0; more && number < next; ++number) more = Next();
+    if (!more) return PrintNone(next);
+    const long long end = range.count ? next + *range.count : std::numeric_limits<long long>::max();
+    Table table(Columns());
+    while (more && next < end && output_.ReachesItsReader()) {
+      const long long first = next;
+      Json rows = Json::array();
+      for (; more && next < std::min(end, first + kCasesInPart); more = Next()) {
+        Add(next++, table, rows);
+      }
+      output_.Print(output_.IsJson() ? Event(first, std::move(rows), more)
+                                     : table.TakeText(output_) + "\n");
+    }
     if (more && !output_.IsJson()) output_.Print("more cases follow\n");
   }
 
  private:
-  std::string FromHere() const {
-    return next_ == 1 ? "" : " from " + std::to_string(next_) + " on";
+  bool Next() {
+    GiveUpIfInterrupted();
+    return cases_ && cases_->Next();
   }
 
   std::vector<Table::Column> Columns() const {
@@ -84,44 +89,26 @@ class CasePrinter {
     return columns;
   }
 
-  // Prints a part that starts with the current row. Leaves `rows` at the row after the part, and
-  // returns false if there is none.
-  bool PrintPart(CaseRows& rows, Table& table) {
-    const long long first = next_;
+  // Adds the current case.
+  void Add(long long number, Table& table, Json& rows) const {
+    std::vector<std::string> words = {std::to_string(number)};
     Json json = Json::array();
-    bool more = true;
-    for (; more && left_ != 0 && next_ < first + kCasesInPart; more = rows.Next()) {
-      Add(rows.Values(), table, json);
-      ++next_;
-      if (left_) --*left_;
+    for (const DataValue& value : cases_->Values()) {
+      if (output_.IsJson()) {
+        json.push_back(ValueInJson(value));
+      } else {
+        const auto* const text = std::get_if<std::string>(&value);
+        words.push_back(text != nullptr ? *text : DictionaryText::Value(value));
+      }
     }
-    output_.Print(output_.IsJson() ? Event(first, std::move(json), more)
-                                   : table.TakeText(output_) + "\n");
-    return more;
+    if (output_.IsJson()) return rows.push_back(std::move(json));
+    table.Add(std::move(words));
   }
 
-  void Add(const std::vector<DataValue>& values, Table& table, Json& json) const {
-    if (output_.IsJson()) return json.push_back(Row(values));
-    std::vector<std::string> row = {std::to_string(next_)};
-    for (const DataValue& value : values) {
-      const double* const number = std::get_if<double>(&value);
-      row.push_back(number != nullptr ? DictionaryText::Number(*number)
-                                      : std::get<std::string>(value));
-    }
-    table.Add(std::move(row));
-  }
-
-  static Json Row(const std::vector<DataValue>& values) {
-    Json row = Json::array();
-    for (const DataValue& value : values) {
-      const double* const number = std::get_if<double>(&value);
-      row.push_back(number != nullptr ? NumberInJson(*number) : Json(std::get<std::string>(value)));
-    }
-    return row;
-  }
-
-  void PrintNone(const std::string& words) {
-    output_.Print(output_.IsJson() ? Event(next_, Json::array(), false) : words + "\n");
+  void PrintNone(long long from) {
+    if (output_.IsJson()) return output_.Print(Event(from, Json::array(), false));
+    const std::string where = from == 1 ? "" : " from " + std::to_string(from) + " on";
+    output_.Print(dataset_ + (cases_ ? " has no cases" + where : " has no data source") + "\n");
   }
 
   std::string Event(long long from, Json rows, bool more) const {
@@ -129,7 +116,7 @@ class CasePrinter {
     for (const ORVX_Variable& variable : variables_) names.push_back(variable.GetName());
     return Output::JsonText({{"event", "cases"},
                              {"dataset", dataset_},
-                             {"hasDataSource", source_ != nullptr},
+                             {"hasDataSource", cases_.has_value()},
                              {"from", from},
                              {"variables", names},
                              {"rows", std::move(rows)},
@@ -137,37 +124,17 @@ class CasePrinter {
   }
 
   Output& output_;
-  const ORVX_DataSource* const source_;
   const std::string dataset_;
   std::vector<ORVX_Variable> variables_;
-  long long next_;           // the number of the next case to print, from 1
-  std::optional<int> left_;  // how many more cases to print; empty to print all
+  std::optional<CaseReader> cases_;  // empty without a data source
 };
-
-// ---------------------------------------------------------------------------------------------
-// Replacing the data source
-
-std::unique_ptr<ORVX_DataSource> BlankCasesOf(const OpenDataset& dataset,
-                                              const ORVX_DataSource* source, int count) {
-  if (source == nullptr) throw CommandError(dataset.Name() + " has no dictionary to keep");
-  return std::make_unique<BlankCases>(*source, count);
-}
-
-// Returns a filtered source with `source` as its parent. Does not take ownership of `source`.
-std::unique_ptr<ORVX_DataSource> CasesSelectedBy(const std::string& name, ORVX_DataSource& source) {
-  const ORVX_Variable& selector =
-      source.GetVariable(NumberPositionOf(source, name, "selects cases"));
-  auto selected = std::make_unique<FilteredDataSource>(&source, selector.GetID());
-  selected->SetDirty(source.IsDirty());  // the dirty flag is not part of the dictionary
-  return selected;
-}
 
 }  // namespace
 
 Action ShowCases(Call& call) {
   const Range range = TakeRange(call);
   return ReadWork([=, &call](SvrDMInputDataSource& reader) {
-    CasePrinter(call.shell.Out(), *reader, call.dataset->Name(), range).Print();
+    CasePrinter(call.shell.Out(), call.dataset->Name(), *reader).Print(range);
   });
 }
 
@@ -179,11 +146,20 @@ Action ReplaceSource(Call& call) {
   if (kind == kFiltered) call.Expect("by");
   const std::string selector = kind == kFiltered ? call.Take("VARIABLE") : "";
   return [=, &call](SvrDMWriteableDataSource& writer) {
+    ORVX_DataSource* const present = *writer;
     std::unique_ptr<ORVX_DataSource> source;
     if (kind == kFile) source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
-    if (kind == kBlank) source = BlankCasesOf(*call.dataset, *writer, caseCount);
+    if (kind == kBlank) {
+      if (present == nullptr)
+        throw CommandError(call.dataset->Name() + " has no dictionary to keep");
+      source = std::make_unique<BlankCases>(*present, caseCount);
+    }
     if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
-    if (kind == kFiltered) source = CasesSelectedBy(selector, SourceOf(writer, *call.dataset));
+    if (kind == kFiltered) {
+      const int position =
+          NumberPositionOf(SourceOf(writer, *call.dataset), selector, "selects cases");
+      source = ViewOf(*present, present->GetVariable(position).GetID());
+    }
     writer.SetDataSet(std::move(source));
   };
 }

@@ -38,28 +38,24 @@ Json Array(const List& list, InJson inJson) {
   return json;
 }
 
-Json Value(const DataValue& value) {
-  return std::visit([](const auto& which) { return Json(which); }, value);
-}
-
 Json VariableInJson(const ORVX_Variable& variable) {
   const VariableFormat& format = variable.GetFormat();
-  return {
-      {"id", IdentifierInJson(variable.GetID())},
-      {"name", variable.GetName()},
-      {"label", variable.GetLabel()},
-      {"type", variable.GetType()},
-      {"format",
-       {{"kind", DictionaryText::FormatKind(format.kind)},
-        {"width", format.width},
-        {"decimals", format.decimals}}},
-      {"valueLabels", Array(variable.GetValueLabels(),
-                            [](const auto& entry) {
-                              return Json{{"value", Value(entry.first)}, {"label", entry.second}};
-                            })},
-      {"missingValues", Array(variable.GetMissingValues().values, Value)},
-      {"measurementLevel", DictionaryText::Level(variable.GetMeasurementLevel())},
-      {"attributes", variable.GetAttributes()}};
+  return {{"id", IdentifierInJson(variable.GetID())},
+          {"name", variable.GetName()},
+          {"label", variable.GetLabel()},
+          {"type", variable.GetType()},
+          {"format",
+           {{"kind", DictionaryText::FormatKind(format.kind)},
+            {"width", format.width},
+            {"decimals", format.decimals}}},
+          {"valueLabels",
+           Array(variable.GetValueLabels(),
+                 [](const auto& entry) {
+                   return Json{{"value", ValueInJson(entry.first)}, {"label", entry.second}};
+                 })},
+          {"missingValues", Array(variable.GetMissingValues().values, ValueInJson)},
+          {"measurementLevel", DictionaryText::Level(variable.GetMeasurementLevel())},
+          {"attributes", variable.GetAttributes()}};
 }
 
 Json NameAt(const ORVX_DataSource& dictionary, int position) {
@@ -227,6 +223,11 @@ Json NumberInJson(double number) {
   if (std::isfinite(number)) return number;
   if (std::isnan(number)) return nullptr;
   return number > 0 ? "Infinity" : "-Infinity";
+}
+
+Json ValueInJson(const DataValue& value) {
+  const double* const number = std::get_if<double>(&value);
+  return number != nullptr ? NumberInJson(*number) : Json(std::get<std::string>(value));
 }
 
 Json RowCountInJson(long long rowCount) {
