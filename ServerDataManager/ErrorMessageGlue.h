@@ -22,8 +22,8 @@
 #include <ServerDataManager/LocallyUniqueID.h>
 
 // Derives from `Base`, which is VSerializable or derived from it, and overrides the virtual
-// functions of VSerializable; it adds none. `Message` is the class that derives from this one. It
-// supplies
+// functions of VSerializable; it adds none. `Message` is the class that derives from MessageGlue.
+// It supplies
 //
 //   static const char* VSignature()    its signature, namespace included
 //   static unsigned int Version()      the version of its encoding

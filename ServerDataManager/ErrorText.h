@@ -2,7 +2,7 @@
 //
 //   monitor.Report(ErrorText("The file is full.", ErrorText::kError));
 //
-// Header-only: the message libraries use both without linking this one.
+// Header-only: the message libraries use both classes without linking this library.
 
 #ifndef SERVERDATAMANAGER_ERRORTEXT_H_
 #define SERVERDATAMANAGER_ERRORTEXT_H_

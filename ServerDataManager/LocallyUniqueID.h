@@ -4,7 +4,7 @@
 //   LocallyUniqueID first = generator.Next();   // domain 0, serial 0
 //   LocallyUniqueID none;                       // none.IsNull()
 //
-// Header-only: the platform libraries use both without linking this library.
+// Header-only: the platform libraries use both classes without linking this library.
 
 #ifndef SERVERDATAMANAGER_LOCALLYUNIQUEID_H_
 #define SERVERDATAMANAGER_LOCALLYUNIQUEID_H_

@@ -111,7 +111,7 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// In the static TLS block, where access is fast: access is most of the cost of a record.
+// In the static TLS block, for fast access, which is most of the cost of a record.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 

@@ -17,10 +17,9 @@ struct SvrDMObserverView::Data {
   bool resetClientData = false;  // clients must drop their case data
   bool bulkVarMoves = false;     // replace the whole variable list next time
 
-  // Not part of the fixed layout:
-  // Whether variables, row count, weight, filter, trends or split changed; nothing else counts.
-  // Cleared after the comparison of the attributes; if an Update throws before that, a later Update
-  // clears it.
+  // Not part of the fixed layout: Whether variables, row count, weight, filter, trends or split
+  // changed; other changes do not count. Cleared after the comparison of the attributes; if an
+  // Update throws before that, a later Update clears it.
   bool anyChange = false;
   // The number of split variables as last reported. The view has fewer if some of them were
   // deleted.

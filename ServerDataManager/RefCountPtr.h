@@ -29,8 +29,8 @@ class RefCountPtr {
   RefCountPtr(const RefCountPtr& other) : pointer_(other.pointer_) { Init(); }
   ~RefCountPtr() { Release(); }
 
-  // Releases the old object, then shares the new one; does nothing if they are the same. If copying
-  // an unshareable object throws, this pointer is null.
+  // Releases the old object, then shares the new one; does nothing if both are the same object. If
+  // copying an unshareable object throws, this pointer is null.
   RefCountPtr& operator=(const RefCountPtr& other) { return *this = other.pointer_; }
   RefCountPtr& operator=(T* object) {
     if (pointer_ == object) return *this;

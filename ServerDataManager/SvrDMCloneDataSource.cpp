@@ -22,8 +22,8 @@ class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
 
 namespace {
 
-// A call of MakeIterator in progress. The parent link of a clone is set while it has at least one.
-// The objects are on the stacks of their threads, linked in one list.
+// A call of MakeIterator in progress. The parent link of a clone is set while at least one call for
+// this clone is in progress. The objects are on the stacks of their threads, linked in one list.
 class IteratorMaker {
  public:
   // Removes const to set the parent link, which is not part of the value of a source.
@@ -113,7 +113,7 @@ int SvrDMCloneDataSource::NParents() const {
 
 bool SvrDMCloneDataSource::ShowParents(bool show) {
   const bool shown = GetParentSource() != nullptr;
-  // Removes const because a parent link needs it; nothing changes the source through this link.
+  // Removes const because parent links are not const; nothing changes the source through this link.
   SetParentSource(show ? const_cast<ORVX_DataSource*>(Source()) : nullptr);
   return shown;
 }

@@ -26,13 +26,13 @@ class SvrDMDataSetObserver;
 // Every operation except IsValid and WindowHidden() const requires a handle that is not empty; this
 // is not checked.
 //
-// Threads: a handle belongs to one thread at a time. Thread rules below are about the dataset,
-// through different handles. Only Register and Unregister take a lock of the dataset.
+// Threads: a handle belongs to one thread at a time. The thread rules below are about different
+// handles to one dataset. Only Register and Unregister take a lock of the dataset.
 class SDM_EXPORT SvrDMDataset {
  public:
   // By identifier, in the given registry or in the registry of the process. Throws ErrorMsg, code
-  // 2001, if the registry has no such dataset.
-  // Threads: any. Takes the registry lock, also in the next constructor.
+  // 2001, if the registry has no such dataset. Threads: any. Takes the registry lock; so does the
+  // next constructor.
   SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id);
   explicit SvrDMDataset(LocallyUniqueID id);
 

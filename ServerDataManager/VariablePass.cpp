@@ -181,7 +181,7 @@ class StepwisePass {
   SvrDMItem& item_;
   bool& anyChange_;
   bool& resetClientData_;
-  // The view variables from the current position up to this one are all in the source.
+  // The end of a range of view variables, from the current position on, that are all in the source.
   int checkedEnd_ = 0;
 };
 
@@ -401,7 +401,7 @@ class StampedPass {
   const int viewCount_ = view_.ColumnCount();
   int next_ = 0;
   PositionSet taken_;
-  // The view variables from `next_` up to this one are taken or in the source.
+  // The end of a range of view variables, from `next_` on, that are all taken or in the source.
   int checkedEnd_ = 0;
   std::vector<std::uint64_t> sourceStamps_;  // sorted; empty until needed
   std::vector<LocallyUniqueID> moved_;
@@ -432,8 +432,8 @@ void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
       try {
         return StampedPass<Source>(view, source, item).Run(anyChange, resetClientData);
       } catch (...) {
-        // The stamped pass has changed nothing. The pass below works step by step: if it fails,
-        // too, the finished steps stay.
+        // The stamped pass has changed nothing. The stepwise pass below keeps its finished steps
+        // even if it also fails.
       }
     }
   }

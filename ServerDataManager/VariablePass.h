@@ -1,4 +1,4 @@
-// The comparison of the variables of a dataset with those of its snapshot, the view.
+// Compares the variables of a dataset with the variables of its snapshot, the view.
 
 #ifndef SERVERDATAMANAGER_VARIABLEPASS_H_
 #define SERVERDATAMANAGER_VARIABLEPASS_H_

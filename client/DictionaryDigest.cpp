@@ -50,8 +50,8 @@ DictionaryDigester::DictionaryDigester() = default;
 DictionaryDigester::~DictionaryDigester() = default;
 
 // Takes the cached variable that equals `variable` from the next few entries, and skips the entries
-// before it. Null if there is none. So an insertion, deletion or move costs a few comparisons, and
-// reordering costs the hashes of the moved variables.
+// before it. Returns null if there is none. So an insertion, deletion or move costs a few
+// comparisons, and reordering costs the hashes of the moved variables.
 std::unique_ptr<DictionaryDigester::Known> DictionaryDigester::TakeKnown(
     KnownVariables& known, std::size_t& next, const ORVX_Variable& variable) {
   constexpr std::size_t kFarthest = 16;

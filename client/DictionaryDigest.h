@@ -29,9 +29,9 @@ struct SDM_EXPORT DictionaryDigest {
 
 // Included: all variables, in order, weight, filter, split, label, row count, dirty flag, trends
 // information, multiple-response sets, variable sets, extension 0, attributes. Two data sources
-// have the same digest exactly if these are equal (apart from a collision, 1 in 2^128). Equality is
-// that of change messages: no label equals an empty label, an absent extension equals an empty
-// extension, the order of attributes does not matter, the order of sets does.
+// have the same digest exactly if these are equal (apart from a collision, 1 in 2^128). As in
+// change messages, no label equals an empty label, and an absent extension equals an empty
+// extension. The order of sets matters, the order of attributes does not.
 //
 // Not included, because messages carry them incompletely or not at all: rows per imputation, the
 // file name, other extensions, the parent, the cases.

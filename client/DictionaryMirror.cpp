@@ -127,7 +127,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   // Runs `edit`, which changes nothing if it throws, and logs `undo`, which reverts it.
   template <class Edit>
   void MakeEdit(Edit edit, std::function<void()> undo);
-  // Sets a property to `now` with `set`, and logs `before`.
+  // Sets a property to `now` with `set`, and logs `before` for the undo.
   template <class Value, class Set>
   void Replace(Value before, const Value& now, Set set);
 

@@ -23,7 +23,7 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
 // dataset's file name; a suppressed name is neither reported nor set.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
-  // ParentOf, because other readers may be making iterators of a clone.
+  // Calls ParentOf, because other readers may be making iterators of a clone.
   while (const auto* const parent = SvrDMCloneDataSource::ParentOf(*root)) root = parent;
   return dynamic_cast<const SystemFileDataSource*>(root) != nullptr &&
          dataset.GetFileName() == source.GetFileSpec();

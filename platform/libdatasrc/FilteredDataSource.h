@@ -1,8 +1,8 @@
 // FilteredDataSource: some cases and some variables of another source.
 //
-//   auto adults = std::make_unique<FilteredDataSource>(*writer, idOfIsAdult);  // on the source
-//   adults->DeleteVariables(0, 3);                                            // without these
-//   writer.SetDataSet(std::move(adults));  // the dataset owns both
+//   auto adults = std::make_unique<FilteredDataSource>(*writer, idOfIsAdult);
+//   adults->DeleteVariables(0, 3);         // the parent keeps these variables
+//   writer.SetDataSet(std::move(adults));  // the dataset owns both sources
 
 #ifndef LIBDATASRC_FILTEREDDATASOURCE_H_
 #define LIBDATASRC_FILTEREDDATASOURCE_H_

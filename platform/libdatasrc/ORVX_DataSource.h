@@ -80,7 +80,7 @@ class SDM_EXPORT ORVX_DataSource {
   // Whether the cases can be read without waiting. This class returns true.
   virtual bool IsLoaded() const;
 
-  // The number of sources below this one in its chain. This class returns 0 without a parent,
+  // The number of parents in the chain of this source. This class returns 0 without a parent,
   // otherwise the parent's number plus 1.
   virtual int NParents() const;
 
@@ -127,8 +127,8 @@ class SDM_EXPORT ORVX_DataSource {
   bool ContainsVariable(LocallyUniqueID id) const;
   bool HasUniqueIDs() const;
 
-  // Whether the stamps prove that the variables equal those of `other`: true after MatchVariables
-  // until a variable of either changes.
+  // Whether the stamps prove that the variables equal the variables of `other`: true after
+  // MatchVariables, until a variable of either source changes.
   bool VariablesAreKnownToEqual(const ORVX_DataSource& other) const;
 
   // Makes the variables equal to those of `other`, and stamps the blocks of both. The cost depends
@@ -223,8 +223,8 @@ class SDM_EXPORT ORVX_DataSource {
   explicit ORVX_DataSource(ORVX_DataSource* parent = nullptr);
 
   // For a class that passes on the rows of `source` unchanged: RowLayout() then returns the
-  // RowLayout() of `source`, which is borrowed while this source lives. Null if there are no rows.
-  // Threads: not safe; call before other threads use this source.
+  // RowLayout() of `source`, which is borrowed while this source lives. `source` is null if there
+  // are no rows. Threads: not safe; call before other threads use this source.
   void SetRowLayout(const ORVX_DataSource* source);
 
  private:

@@ -19,7 +19,7 @@ class ORVX_DataSource;
 
 // One set as a data source stores it. Equality includes the order of the members.
 //
-// Threads: a plain value, like VariableSet; any thread may use its own copy.
+// Threads: a plain value; any thread may use its own copy.
 struct VariableSetImpl {
   std::int32_t kind = kPlain;
 

@@ -1,4 +1,4 @@
-// MeetingPoint: a spinning barrier: threads wait for each other and continue at the same instant.
+// MeetingPoint: a spinning barrier. Threads wait for each other and continue at the same instant.
 
 #ifndef TESTS_CONCURRENCY_MEETINGPOINT_H_
 #define TESTS_CONCURRENCY_MEETINGPOINT_H_
@@ -12,7 +12,7 @@ class MeetingPoint {
  public:
   explicit MeetingPoint(int threads) : threads_(threads) {}
 
-  // Returns when all threads have called it as often as this one.
+  // Returns when all threads have called Meet as often as this thread.
   void Meet() {
     constexpr int kSpins = 2000;  // before yielding the processor to another thread
     const int arrived = ++arrived_;

@@ -43,8 +43,8 @@ bool IsKnown(const ServerDataManager& registry, LocallyUniqueID id) {
   }
 }
 
-// Both threads start every round together. Each looks up the other's last dataset, which the other
-// may be deleting at that moment.
+// Both threads start every round together. Each thread looks up the last dataset of the other
+// thread, which may be deleting it at that moment.
 TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
   constexpr int kRounds = 400;
   ServerDataManager registry;

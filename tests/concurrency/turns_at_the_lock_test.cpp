@@ -153,7 +153,7 @@ bool ComesTrue(const std::function<bool()>& condition) {
 }
 
 // x, z and w read, each on its own thread. Another thread destroys z's reader and z's thread
-// destroys w's; a writer sleeps waiting for the lock; then x reads again.
+// destroys w's reader; a writer sleeps waiting for the lock; then x reads again.
 TEST_F(TurnsAtTheLock, AReaderMayReadAgainAfterOtherThreadsReleasedReaders) {
   std::unique_ptr<SvrDMInputDataSource> x, z, w;
   std::latch xReads(1), zReads(1), mayDestroyW(1), mayReadAgain(1);
@@ -306,10 +306,11 @@ class TwoInTurns {
   std::vector<std::thread> threads_;
 };
 
-// Makes a third thread acquire the lock between the two, repeatedly.
+// Makes a third thread repeatedly acquire the lock between two other threads.
 class Third {
  public:
-  // `take` creates a handle, calls its argument as soon as it has the handle, and releases it.
+  // `take` creates a handle, calls its argument as soon as it has the handle, and releases the
+  // handle.
   Third(const TwoInTurns& others, const TwoInTurns::Hold& take) {
     for (int i = 0; i < kTimes; ++i) GetIn(others, take);
   }

@@ -69,8 +69,8 @@ class Definitions {
   std::array<std::vector<ORVX_Variable>, kCount> variables_;
 };
 
-// Changes one dataset from list to list and records the step. If present, A is the weight, B the
-// filter, C and D the split.
+// Changes the variables of one dataset from one list to the next and records these steps. If the
+// variables are present, A is the weight, B is the filter, and C and D are the split.
 class Tour {
  public:
   // `lists` starts with the empty list. With `redefined`, every step changes all definitions, so

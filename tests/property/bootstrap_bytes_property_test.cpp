@@ -1,4 +1,4 @@
-// Encoded random bootstrap specifications in both byte orders, and arbitrary bytes.
+// Random bootstrap specifications, encoded in both byte orders, and arbitrary bytes.
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
@@ -124,7 +124,7 @@ std::string AnyLikelyBytes() {
   return (Any<bool>() ? begin : InTheOtherByteOrder(BytesOf(Specs())).substr(0, 6)) + behind;
 }
 
-// Every second change is near the start, where the counts of a small input are.
+// Makes every second change near the start, because small inputs have their counts there.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {

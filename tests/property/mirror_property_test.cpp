@@ -327,7 +327,7 @@ class Followed {
     RC_ASSERT(DigestOf(dictionary) == DigestOf(Source()));
   }
 
-  // Sent, decoded and queued messages have the same bytes.
+  // Checks that the sent, decoded and queued messages have the same bytes.
   void AssertBytesAreThePass(const std::string& bytes) const {
     ChangeFrame frame = ReadChangeFrame(bytes);
     RC_ASSERT(BytesOf(frame) == bytes);

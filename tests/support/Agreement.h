@@ -17,7 +17,8 @@ bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& 
 // "" for none.
 std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
-// Compares everything else in a mirror, including the extensions of the given `types`.
+// Compares everything in a mirror that DifferencesBetween does not compare, including the
+// extensions of the given `types`.
 std::string DifferencesBesideTheDigest(const ORVX_DataSource& source, const ORVX_DataSource& mirror,
                                        const std::vector<ORVX_DataSource::ExtensionType>& types);
 

@@ -1,7 +1,7 @@
 // FullMemory: an allocator that counts, and simulates running out of memory.
 //
 // Linking test_allocator replaces the global operators new and delete. Linking
-// test_message_allocator also replaces those of VUGlobal, which allocate change messages.
+// test_message_allocator also replaces the operators of VUGlobal, which allocate change messages.
 
 #ifndef TESTS_SUPPORT_FULLMEMORY_H_
 #define TESTS_SUPPORT_FULLMEMORY_H_

@@ -1,5 +1,5 @@
-// FullMemory for change messages: replaces the VUGlobal operators of libvutility. Replaces all of
-// them, so that the linker does not add those of a static library.
+// FullMemory for change messages: replaces the VUGlobal operators of libvutility. Replaces all
+// operators, so that the linker does not add the operators of a static library.
 
 #include <libvutility/VUGlobal.h>
 #include <tests/support/FullMemory.h>

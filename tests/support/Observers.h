@@ -19,8 +19,7 @@
 
 namespace support {
 
-// Records the messages of each pass.
-// Threads: the thread that makes the notice.
+// Records the messages of each pass. Threads: the thread that sends the notice.
 class RecordingObserver : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {

@@ -14,7 +14,7 @@ namespace {
 
 using support::arrays;
 
-// Decodes `bytes` and returns the allocations of its buffer.
+// Decodes `bytes` and returns the array allocations of decoding.
 support::Arrays ArraysOfReading(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   arrays = {};

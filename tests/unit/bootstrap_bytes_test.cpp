@@ -47,7 +47,7 @@ using Check = Serializer::Check;
 using enum Check::Finding;
 using enum Check::ByteOrder;
 
-// "01 ff" as two bytes.
+// Converts hexadecimal text to bytes: "01 ff" is two bytes.
 std::string Bytes(const char* hexadecimal) {
   std::istringstream stream(hexadecimal);
   std::string bytes;
@@ -112,7 +112,7 @@ constexpr std::size_t kVersionAt = 2;
 constexpr std::size_t kCountsAt[] = {10, 22, 30, 46, 66, 74, 86};
 constexpr std::size_t kLevelAt = 114;
 constexpr std::size_t kWholeSize = 131;
-// The offsets of the counts without list elements, and of the last byte.
+// The offsets of the counts, and the size, if all lists are empty.
 constexpr std::size_t kEmptyCountsAt[] = {10, 14, 18, 22, 26, 30, 34};
 constexpr std::size_t kEmptySize = 55;
 
@@ -216,7 +216,7 @@ TEST(BootstrapBytes, OfAnotherVersionChangeNothing) {
 }
 
 TEST(BootstrapBytes, OfAnotherVersionSwappedChangeNothing) {
-  // If they were read without swapping, these versions would be 1.
+  // Without swapping, these versions would read as 1.
   std::string bytes = kSwapped;
   std::reverse(bytes.begin() + 2, bytes.begin() + 6);
   Specs specs;

@@ -1,5 +1,5 @@
-// Encoding and decoding a bootstrap specification when memory runs out. No leak of this program is
-// hidden from a leak checker.
+// Encoding and decoding a bootstrap specification when memory runs out. This program suppresses no
+// leak, so that a leak checker reports all of them.
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>

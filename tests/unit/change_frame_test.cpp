@@ -1,5 +1,5 @@
-// ChangeFrame: its bytes, and invalid bytes; also how much memory bytes from outside make the
-// library allocate.
+// ChangeFrame: its encoding, the rejection of invalid bytes, and the memory that the library
+// allocates for bytes from outside.
 
 #include <client/ChangeFrame.h>
 #include <client/ChangeStreamReader.h>
@@ -57,7 +57,7 @@ ChangeFrame FullSnapshot() {
   return frame;
 }
 
-// A mirror to which the messages of these frames were applied, initially empty.
+// Applies the messages of these frames to an empty mirror and returns the mirror.
 DictionaryMirror MirrorAfter(const std::vector<ChangeFrame>& frames) {
   DictionaryMirror mirror;
   for (const ChangeFrame& frame : frames) mirror.Apply(frame.Messages());

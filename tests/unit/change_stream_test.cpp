@@ -67,7 +67,7 @@ class ChangeStream : public testing::Test {
     ASSERT_EQ(Deliver(), Outcome::Applied) << reader.SnapshotReason();
   }
 
-  // Whether the client equals the server and does not want a snapshot.
+  // Checks that the client equals the server and does not want a snapshot.
   void ExpectInStep() {
     const SvrDMInputDataSource handle(registry, id, /*tryOnly=*/false);
     EXPECT_FALSE(reader.WantsSnapshot()) << reader.SnapshotReason();

@@ -30,7 +30,7 @@ using support::Var;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-// A source with rows, whose deletion is counted; both cells of a row have the number of the row.
+// A source with rows, whose deletions are counted. Both cells of a row have the number of the row.
 class CountedRows : public CountedSource {
  public:
   CountedRows(int& deaths, long long rowCount, ORVX_DataSource* parent = nullptr)

@@ -1,4 +1,4 @@
-// A notification pass that runs out of memory, called by the test, which catches the exception.
+// Notification passes that run out of memory. The tests call Notify and catch its exception.
 // Clients that follow the messages must miss no change.
 
 #include <client/DictionaryMirror.h>

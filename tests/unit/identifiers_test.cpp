@@ -156,7 +156,7 @@ TEST(LocallyUniqueIDGenerator, MasksADomainAbove15) {
 
 using Calls = std::vector<std::string>;
 
-// An object that records its calls. Its copy has its name with a prime.
+// An object that records its calls. A copy has the name of the original with a prime.
 class Witness {
  public:
   Witness(std::string name, Calls& calls) : name_(std::move(name)), calls_(calls) {}

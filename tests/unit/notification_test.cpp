@@ -1,4 +1,4 @@
-// Dataset observers: which are notified, when, how often, and the queue of messages.
+// Dataset observers: which of them are notified, when and how often; and the queue of messages.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/serverdatamgr.h>

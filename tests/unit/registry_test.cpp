@@ -102,7 +102,7 @@ TEST_F(RegistryTest, AGivenIdentifierDoesNotAdvanceTheGenerator) {
   EXPECT_EQ(Add(), LocallyUniqueID(0, 0));
 }
 
-// An oddity that is kept: given identifiers are not compared with those of the generator.
+// An oddity that is kept: the generator does not skip identifiers that callers have chosen.
 TEST_F(RegistryTest, AGeneratedIdentifierCanBelongToTwoDatasets) {
   const LocallyUniqueID id(0, 0);
   registry_.Add(NewSource(), "first", false, id, 0);

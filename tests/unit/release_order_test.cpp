@@ -1,6 +1,6 @@
 // The order of steps when handles acquire and release. This program replaces sfMutexRW with a class
 // that locks nothing and records the counts at each call. It also replaces the operation that
-// counts a reader with one that records the same.
+// counts a reader, to record the counts there.
 
 #include <libsfthread/sfMutexRW.h>
 #include <ServerDataManager/serverdatamgr.h>

@@ -1,5 +1,6 @@
-// The example with a server and a client in two processes: run to its end, and with the client
-// killed after each number of passes. Also processes that die while sending or receiving a frame.
+// The example with a server and a client in two processes: complete runs, and runs in which the
+// client is killed after some passes, for every number of passes. Also processes that die while
+// sending or receiving a frame.
 
 #include <client/DictionaryDigest.h>
 #include <client/server/ChangeStreamObserver.h>
@@ -41,7 +42,7 @@ struct Played {
   int status;
   std::vector<std::string> lines;
 
-  // The rest of each line that starts with this prefix, in order.
+  // Returns the rest of each line that starts with this prefix, in order.
   std::vector<std::string> Behind(const std::string& beginning) const {
     std::vector<std::string> found;
     for (const std::string& line : lines) {
@@ -249,7 +250,7 @@ class ForkedProcess {
   std::optional<int> ended_;
 };
 
-// The example's client, with this process or one forked from it as its server.
+// The example's client, with this process or a process forked from it as its server.
 class ClientProgram {
  public:
   explicit ClientProgram(LocallyUniqueID dataset) {
@@ -398,7 +399,8 @@ TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneGetsASnapshot) {
   EXPECT_THAT(played.Behind("client: \"at last\", 0 cases"), SizeIs(1));
 }
 
-// The server is a copy of this process, which makes the same writes to know the digests.
+// The server is a copy of this process. This process makes the same writes, so it knows the
+// digests.
 TEST_F(MidFrame, AServerThatDiesLeavesTheLastCompletePass) {
   ClientProgram client(id_);
   ForkedProcess server([&] {

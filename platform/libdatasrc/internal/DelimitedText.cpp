@@ -127,7 +127,7 @@ void DelimitedText::EndField() {
   state_ = State::FieldStart;
 }
 
-// Throws if the next byte, `byte`, is not allowed.
+// Throws DataFileError if `byte`, the next byte of the file, is not allowed.
 void DelimitedText::CheckAllowed(char byte) {
   if (afterReturn_ && byte != '\n') {
     Fail(return_, "carriage return without a line feed after it");

@@ -26,7 +26,8 @@ class DelimitedText {
   // Advances to the next record; the first is the header. Returns false at the end of the file.
   bool Next();
 
-  // The current record; an empty line is one empty field. Texts are valid until the next call.
+  // The current record; an empty line is one empty field. Texts are valid until the next call of
+  // Next.
   std::size_t FieldCount() const { return ends_.size(); }
   std::string_view Field(std::size_t i) const;
   TextPosition FieldPosition(std::size_t i) const { return starts_[i]; }

@@ -151,7 +151,7 @@ class SchemaReader {
   }
 
   std::set<std::string> names_;
-  std::shared_ptr<const MissingTexts> missingValues_;  // the table's
+  std::shared_ptr<const MissingTexts> missingValues_;  // of the table
   TableSchema schema_;
 };
 

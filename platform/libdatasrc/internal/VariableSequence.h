@@ -2,8 +2,8 @@
 //
 // Variables are stored in blocks of at most 256, each with an array of their identifiers. An index
 // maps an identifier to its block. An edit shifts variables within one block and updates the start
-// positions of the later blocks. To find the block of a position, a table has an entry for every
-// 256th position; the block is at most a few steps from there.
+// positions of the later blocks. A table with an entry for every 256th position finds the block of
+// a position in a few steps.
 //
 // Stamps show that two blocks, or two lists, are equal without comparing their variables: equal
 // stamps other than 0 mean equal variables in the same order. A change clears the stamps of the
@@ -138,7 +138,7 @@ class VariableSequence {
   void Copy(const VariableSequence& other);
 
   // Makes this list equal to `other`, and gives both lists and all their blocks the same stamps.
-  // The cost depends on the blocks that differ. Changes nothing else of `other`.
+  // The cost depends on the blocks that differ. Changes only the stamps of `other`.
   void Match(VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);

@@ -491,7 +491,7 @@ TEST_F(DataSource, CopyingTheDictionaryOfNullOrItselfChangesNothing) {
   EXPECT_EQ(source.GetWeightVariableID(), ID('A'));
 }
 
-// Passes on the rows of another source; no rows for null.
+// Passes on the rows of another source; has no rows if that source is null.
 class RowsOfAnother : public ORVX_DataSource {
  public:
   explicit RowsOfAnother(const ORVX_DataSource* other) { SetRowLayout(other); }

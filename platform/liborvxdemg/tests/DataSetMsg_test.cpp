@@ -307,7 +307,7 @@ TEST(ReadDataSetMsg, RejectsACountOfVariablesBeyondTheBytes) {
   std::string bytes = kInsertBytes;
   const std::size_t count = 33 + kCommonBytes.size();
   ASSERT_EQ(bytes[count], '\x01');
-  bytes[count] = '\x03';  // two too many, more than the remaining bytes could hold
+  bytes[count] = '\x03';  // two too many: the remaining bytes are too few for them
   try {
     ReadMessage(bytes);
     FAIL() << "believed the count";

@@ -126,7 +126,7 @@ TEST(VStreamRoundTrip, PreservesStringsOfAnyBytes) {
                                                   std::string(100'000, 'x')});
 }
 
-// Has a value for every operation; one function encodes and decodes them.
+// Has a value for every operation; one function encodes and decodes the values.
 struct Everything {
   bool truth = false;
   std::int8_t int8 = 0;

@@ -59,7 +59,7 @@ std::vector<Mean> WeightedMeans(LocallyUniqueID dataset) {
   const std::unique_ptr<ObsIterator> rows(source.MakeIterator(row.data()));
   while (rows->Next()) {
     const double weight = row[weightCell].number;
-    if (!(weight > 0)) continue;  // missing, or of no weight
+    if (!(weight > 0)) continue;  // a missing, zero or negative weight
     for (Mean& mean : means) {
       const double value = row[mean.cell].number;
       if (std::isnan(value)) continue;
