@@ -32,7 +32,7 @@
 //
 // A copy does not copy the name from SetName: VSerializable's copy constructor resets it.
 //
-// Threads: as `Message`.
+// Threads: the same as for `Message`.
 template <class Message, class Base = VSerializable>
 class SDM_EXPORT MessageGlue : public Base {
  public:

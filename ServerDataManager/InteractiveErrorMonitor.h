@@ -14,7 +14,8 @@
 
 class PackageProxy;
 
-// Every dataset item has one as a member. Warnings can be switched off, errors cannot.
+// Every dataset item has an InteractiveErrorMonitor as a member. Warnings can be switched off,
+// errors cannot.
 //
 // Threads: not safe; guarded by the locks of its item.
 class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
@@ -31,8 +32,8 @@ class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
   // Ignores the return value of the proxy; its exceptions propagate.
   void Report(ErrorText text) override;
 
-  // Replaces the dataset and the proxy, which is borrowed as above. Does not change whether
-  // warnings are reported.
+  // Replaces the dataset and the proxy. Borrows the proxy like the constructor. Does not change
+  // whether warnings are reported.
   void InitializeErrorMonitor(LocallyUniqueID& id, PackageProxy* proxy);
 
   void ReportWarnings();

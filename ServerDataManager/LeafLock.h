@@ -15,8 +15,8 @@ namespace sdm_internal {
 extern SDM_HIDDEN Mutex leafMutex;
 
 // Holds the one leaf lock of the process for a scope. While holding it, acquire no other lock and
-// destroy no dataset, so that no thread waits for it long, not even when the process exits. Not
-// recursive.
+// destroy no dataset, so that no thread waits long for this lock, not even when the process exits.
+// Not recursive.
 //
 // Threads: any; destroy it on the thread that created it.
 class SDM_SCOPED_CAPABILITY LeafLock {

@@ -36,7 +36,7 @@ class LocallyUniqueID {
   constexpr bool operator==(LocallyUniqueID other) const noexcept { return word_ == other.word_; }
   constexpr bool operator!=(LocallyUniqueID other) const noexcept { return !(*this == other); }
 
-  // By domain, then by serial.
+  // Orders by domain, then by serial.
   constexpr bool operator<(LocallyUniqueID other) const noexcept {
     return Domain() != other.Domain() ? Domain() < other.Domain() : Serial() < other.Serial();
   }

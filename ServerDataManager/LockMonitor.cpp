@@ -71,7 +71,7 @@ bool Excludes(const Record& hold, const Record& wait) {
 }
 
 // The locks that one thread holds and waits for. Never deleted: a lock may outlive the thread that
-// acquired it. A later thread reuses the table once it is empty.
+// acquired it. A later thread reuses the table after it has become empty.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
   // Written by the thread itself while busy (Edit), or by others while the tables are paused

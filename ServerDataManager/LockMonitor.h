@@ -49,11 +49,11 @@ class SDM_EXPORT LockMonitor {
 
   using Handler = std::function<void(const LockIncident&)>;
 
-  // Installs the handler of the process; an empty one removes it. It is called once for each
-  // deadlock and once for each wait longer than `longWait` (zero: never). It runs on a thread that
-  // is about to wait, has waited, or makes a report, possibly on several threads concurrently. That
-  // thread may hold locks, so the handler must not use datasets or registries, nor wait for another
-  // thread. Its exceptions are ignored.
+  // Installs the handler of the process; an empty function removes it. The handler is called once
+  // for each deadlock and once for each wait longer than `longWait` (zero: never). It runs on a
+  // thread that is about to wait, has waited, or makes a report, possibly on several threads
+  // concurrently. That thread may hold locks, so the handler must not use datasets or registries,
+  // nor wait for another thread. Its exceptions are ignored.
   static void SetHandler(Handler handler,
                          std::chrono::milliseconds longWait = std::chrono::milliseconds::zero());
 

@@ -55,8 +55,8 @@ inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
 // calling thread.
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
-// Clears the handle in the record of its lock: for a handle that is destroyed while the lock stays
-// held.
+// Clears the handle in the record of the lock that it acquired. Call it if the handle is destroyed
+// while the lock stays held.
 void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
 // A wait of the calling thread, recorded until Acquired is called or this object is destroyed.
@@ -76,8 +76,8 @@ class WaitRecord {
 };
 
 // Records a lock that is held for a scope and has no try operation: the registry lock, which is
-// recursive, or the notification mutex. Construct it before acquiring the lock. Without contention
-// it searches for nothing and pauses no other thread.
+// recursive, or the notification mutex. Construct it before acquiring the lock. Without contention,
+// it does not search for deadlocks and pauses no other thread.
 class ScopeRecord {
  public:
   explicit ScopeRecord(const LockRequest& lock) noexcept;

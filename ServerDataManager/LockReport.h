@@ -60,7 +60,7 @@ struct LockReport {
   };
 
   // A thread that holds one lock and waits for another appears in both lists.
-  std::vector<Entry> holds;  // for each thread in the order of acquisition
+  std::vector<Entry> holds;  // the locks of one thread are in the order of acquisition
   std::vector<Entry> waits;
   std::chrono::steady_clock::time_point taken;
   // False if the monitor is off or ran out of memory for a record.

@@ -39,7 +39,7 @@ std::string_view LabelOf(const ORVX_DataSource& source) {
 
 }  // namespace
 
-// One run of Update.
+// The comparison of one call of Update.
 class SDM_HIDDEN SvrDMObserverView::Comparison {
  public:
   Comparison(Data& data, ORVX_DataSource& source)

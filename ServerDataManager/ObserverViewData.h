@@ -12,10 +12,10 @@ struct SvrDMObserverView::Data {
   // The order of the fields is fixed: other binaries depend on it.
   SvrDMItem& item;          // borrowed: it owns this view
   DataFreeDataSource view;  // the dictionary as last reported
-  // As last reported. No data source returns -2, so the first comparison reports the row count.
+  // The row count as last reported. No data source returns -2, so the first comparison reports it.
   long long rowCount = -2;
   bool resetClientData = false;  // clients must drop their case data
-  bool bulkVarMoves = false;     // replace the whole variable list next time
+  bool bulkVarMoves = false;     // the next Update replaces the whole variable list
 
   // Not part of the fixed layout: Whether variables, row count, weight, filter, trends or split
   // changed; other changes do not count. Cleared after the comparison of the attributes; if an

@@ -46,7 +46,7 @@ class RefCountPtr {
   bool operator==(const T* object) const { return pointer_ == object; }
   bool operator!=(const T* object) const { return pointer_ != object; }
 
-  // Unchecked. The const forms return a const object.
+  // Do not check for null. The const forms return a const object.
   T& operator*() { return *pointer_; }
   const T& operator*() const { return *pointer_; }
   T* operator->() { return pointer_; }

@@ -51,16 +51,16 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
 
   ~SvrDMCloneDataSource() override;
 
-  // Returns a new PassThroughIter over the rows of the owned source, or over no rows without one;
-  // the caller owns it. The iterator may outlive the owned source if iterators of that source may.
-  // Afterwards, also after an exception, the clone does not show its parent.
+  // Returns a new PassThroughIter over the rows of the owned source (no rows without an owned
+  // source); the caller owns the iterator. The iterator may outlive the owned source if iterators
+  // of that source may. Afterwards, also after an exception, the clone does not show its parent.
   ObsIterator* MakeIterator(OBS* area) const override;
 
-  // The same as for the owned source; 0 without one.
+  // The same values as for the owned source; 0 without an owned source.
   long GetObsAreaSize() const override;
   long long RowCount() const override;
 
-  // NParents() of the owned source; 0 without one.
+  // NParents() of the owned source; 0 without an owned source.
   int NParents() const override;
 
   // With true, makes the owned source the parent of this clone, until MakeIterator is called. With

@@ -45,8 +45,8 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 // faster: it uses the view's index of identifiers, and looks up each view variable in the source
 // only once.
 //
-// Each step is atomic, so that the next comparison can continue after a failed one. Allocations
-// come first in a step; deleting variables allocates nothing.
+// Each step is atomic, so that the next comparison can continue after a failed comparison.
+// Allocations come first in a step; deleting variables allocates nothing.
 class StepwisePass {
  public:
   // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
@@ -229,8 +229,8 @@ class PositionSet {
 };
 
 // The same comparison for data sources that stamp their blocks and have unique identifiers. It
-// skips blocks with equal stamps and leaves the view alone until all messages are queued; then the
-// view takes over the source's variables in one step.
+// skips blocks with equal stamps and does not change the view until all messages are queued; then
+// the view takes over the source's variables in one step.
 //
 // At each moment, the list that a stepwise comparison would have edited consists of the source's
 // variables below `index`, followed by the view's variables from `next_` on without the positions
@@ -412,7 +412,7 @@ class StampedPass {
 };
 
 // Whether data sources stamp their blocks. Another libdatasrc may lack these operations
-// (docs/replacing-the-platform.md), so their users are templates.
+// (docs/replacing-the-platform.md), so the classes that use them are templates.
 template <class Source>
 concept HasSnapshotOperations = requires(Source& view, Source& source, LocallyUniqueID id) {
   view.MatchVariables(source);

@@ -40,7 +40,7 @@ std::string Encoded(const SvrBootstrapSpecs& specs) {
   return bytes;
 }
 
-// Encoded by a machine of the other byte order: the bytes of each field are reversed.
+// The bytes that a machine of the other byte order writes: the bytes of each field are reversed.
 std::string EncodedSwapped(int length) {
   std::string bytes = Encoded(LongSpecs(length));
   std::size_t at = 0;

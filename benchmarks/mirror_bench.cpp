@@ -30,7 +30,7 @@
 
 namespace {
 
-// A dictionary, and the messages that build it from an empty one.
+// A dictionary, and the messages that build it from an empty dictionary.
 struct Dictionary {
   explicit Dictionary(benchmark::State& state) : dataset(static_cast<int>(state.range(0))) {}
 

@@ -48,7 +48,7 @@ class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
  public:
   enum class Kind : std::uint8_t {
     Pass,      // the changes since the previous pass
-    Snapshot,  // messages that build the whole dictionary from an empty one
+    Snapshot,  // messages that build the whole dictionary from an empty dictionary
   };
 
   static const char* VSignature() { return "ServerDataManager::ChangeFrame"; }

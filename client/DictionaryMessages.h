@@ -17,8 +17,8 @@ class ORVX_DataSource;
 
 using OwnedMessages = std::vector<std::unique_ptr<DataSetMsg>>;
 
-// The messages that build the dictionary of `source` from an empty one: one with all variables,
-// then the properties. They have the given dataset and case sequence.
+// The messages that build the dictionary of `source` from an empty dictionary: one message with all
+// variables, then the messages of the properties. All have the given dataset and case sequence.
 //
 // Threads: any that may read the source.
 SDM_EXPORT OwnedMessages DictionaryMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,

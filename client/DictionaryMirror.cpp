@@ -232,8 +232,8 @@ void DictionaryMirror::Pass::Visit(const InsertVarsMsg& message) {
   }
 }
 
-// Counts the `variables` from `start` on that are at consecutive positions of the dictionary from
-// `first` on.
+// Returns how many of the `variables`, from index `start` on, have consecutive positions in the
+// dictionary, from position `first` on.
 int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable>& variables,
                                       std::size_t start) const {
   int length = 0;

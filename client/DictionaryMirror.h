@@ -56,9 +56,9 @@ class SDM_EXPORT DictionaryMirror {
   DictionaryMirror(DictionaryMirror&&) noexcept;
   DictionaryMirror& operator=(DictionaryMirror&&) noexcept;
 
-  // Applies the messages of one pass, all or none: if one cannot be applied, throws MirrorError and
-  // leaves the mirror unchanged. The messages are borrowed for the call; none is null. The cost
-  // depends on the changes, not on the number of variables.
+  // Applies the messages of one pass, all or none: if a message cannot be applied, throws
+  // MirrorError and leaves the mirror unchanged. The messages are borrowed for the call; none is
+  // null. The cost depends on the changes, not on the number of variables.
   //
   // Rejects a message that inserts a variable with a null or existing identifier; refers to a
   // variable that does not exist (as the anchor, or to delete, modify, weight, filter or split by

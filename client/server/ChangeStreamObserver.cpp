@@ -13,7 +13,7 @@
 
 namespace {
 
-// A dataset without a data source is sent as an empty one.
+// A dataset without a data source is sent as an empty data source.
 const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   static const DataFreeDataSource empty;
   return source != nullptr ? *source : empty;

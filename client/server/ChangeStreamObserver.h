@@ -70,7 +70,7 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
 
   // If the stream is lost, unregisters it from `dataset` and returns the reason; returns nothing if
   // the stream is not lost, and on later calls. Do not call it inside a pass; a good place is a
-  // server's loop, between two handles.
+  // server's loop, while it holds no handle.
   std::optional<std::string> UnregisterIfLost(SvrDMDataset& dataset);
 
  private:

@@ -19,11 +19,11 @@
 // Threads: as for ORVX_DataSource.
 class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
  public:
-  // All cases of `parent`, not null, which is borrowed.
+  // Has all cases of `parent`, which is borrowed and not null.
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
-  // The cases in which the variable `selector` of `parent` is not 0, not a NaN and not one of its
-  // missing values, as the parent's dictionary defines them when an iterator is made. Throws
+  // Has the cases in which the variable `selector` of `parent` is not 0, not a NaN and not one of
+  // its missing values, as the parent's dictionary defines them when an iterator is made. Throws
   // std::invalid_argument if `parent` has no such variable or it is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 

@@ -47,8 +47,8 @@ struct Uses {
 };
 
 RefCountPtr<ORVX_ExtensionImpl> EmptyBlock(int type) {
-  // Every release of a writer compares extension 0; an absent one is shared to avoid an allocation.
-  // Never freed: threads may still read while the process exits.
+  // Every release of a writer compares extension 0; sharing the absent extension avoids an
+  // allocation. Never freed: threads may still read while the process exits.
   static const auto& ofTypeZero =
       *new const RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(0, 1, 0, nullptr));
   if (type == 0) return ofTypeZero;

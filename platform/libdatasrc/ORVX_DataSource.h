@@ -131,9 +131,9 @@ class SDM_EXPORT ORVX_DataSource {
   // MatchVariables, until a variable of either source changes.
   bool VariablesAreKnownToEqual(const ORVX_DataSource& other) const;
 
-  // Makes the variables equal to those of `other`, and stamps the blocks of both. The cost depends
-  // only on the blocks that differ. Variables that leave the dictionary are dropped from weight,
-  // filter and split. Also counts as a write of `other`.
+  // Makes the variables equal to the variables of `other`, and stamps the blocks of both sources.
+  // The cost depends only on the blocks that differ. Variables that leave the dictionary are
+  // dropped from weight, filter and split. The call also counts as a write of `other`.
   void MatchVariables(ORVX_DataSource& other);
 
   // Drops the variable from weight, filter and split. Never throws.
@@ -203,9 +203,9 @@ class SDM_EXPORT ORVX_DataSource {
   // --- the source as a whole ---
 
   // The source whose dictionary lays out the rows of this source: this source itself, or another
-  // one for a clone. Borrowed while this source lives. Null for a clone of nothing, which has no
-  // rows. Read a row with this dictionary, or first project the row with ObsProjector(source,
-  // source), then read it with the source's own dictionary.
+  // source if this is a clone. Borrowed while this source lives. Null for a clone of nothing, which
+  // has no rows. Read a row with this dictionary, or first project the row with
+  // ObsProjector(source, source), then read it with the source's own dictionary.
   const ORVX_DataSource* RowLayout() const;
 
   // Borrowed, null for none; the parent must outlive this source. It may be set while other threads

@@ -18,16 +18,16 @@ class ORVX_DataSource;
 class SDM_EXPORT ORVX_DataSourceFilterHook {
  public:
   // Returns the source to register instead of `source`, which is never null: `source` itself, a
-  // source built on it, or another. Null registers a dataset without a source.
+  // source built on it, or another source. Null registers a dataset without a source.
   //
   // The dataset owns the returned source and its chain of parents. The hook deletes every source
   // outside that chain, including `source`.
   //
-  // A hook that throws must not have deleted `source` or any of its parents, and deletes what it
-  // made. The exception propagates to the caller of Add, and no dataset is added.
+  // A hook that throws must not have deleted `source` or any of its parents, and deletes the
+  // sources that it made. The exception propagates to the caller of Add, and no dataset is added.
   //
-  // A hook does not learn that adding failed later; the caller of Add does. Deleting what the hook
-  // made is then up to the caller and the hook together.
+  // A hook does not learn that adding failed later; the caller of Add does. It is then up to the
+  // caller and the hook together to delete the sources that the hook made.
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

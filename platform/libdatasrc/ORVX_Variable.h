@@ -48,15 +48,15 @@ struct SDM_EXPORT MissingValues {
   bool operator==(const MissingValues&) const;
 };
 
-// Maps attribute names to their values: one, or several for an array attribute.
+// Maps attribute names to their values: one value, or several values for an array attribute.
 using VariableAttributes = std::map<std::string, std::vector<std::string>>;
 
 namespace sdm_internal {
 class VariableBlock;
 }
 
-// Two pointers: the reference-counted record, shared by copies, and the block of the dictionary
-// that stores this object, if one does. A copy never belongs to a dictionary. There are no move
+// Two pointers: the reference-counted record, shared by copies, and the block of the dictionary, if
+// this object is in a dictionary. A copy never belongs to a dictionary. There are no move
 // operations: moving copies, and the original keeps its value.
 //
 // This class must not define operator!=: callers define their own.

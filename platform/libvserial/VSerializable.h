@@ -12,8 +12,8 @@ class VStream;
 
 // Memory comes from VUGlobal, so an object may be created in one library and deleted in another.
 // The order of the virtual functions (destructor, SetName, VSClone, VSInitSerialization,
-// VSConcreteSignature) is fixed: other binaries call them by slot. Derived classes add theirs after
-// these.
+// VSConcreteSignature) is fixed: other binaries call them by slot. Derived classes add their
+// virtual functions after these.
 //
 // Threads: a plain value; one thread at a time.
 class SDM_EXPORT VSerializable : public VUGlobal {

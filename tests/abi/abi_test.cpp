@@ -36,7 +36,7 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Virtual tables
 
-// The address sanitizer adds a red zone to each table, which its symbol then includes.
+// With the address sanitizer, the size of a table's symbol includes a red zone.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kTablesAreFenced = true;
 #elif defined(__has_feature)
@@ -170,7 +170,7 @@ TEST_F(VirtualSlots, CloneOverridesFiveSlotsOfASource) {
   EXPECT_EQ(table.slots[10], Function("_ZNK20SvrDMCloneDataSource8NParentsEv"));
 }
 
-// Destructors, the inherited SetName, and the three overridden operations.
+// Checks the slots: the destructors, the inherited SetName, and the three overridden operations.
 template <class Message>
 void ExpectMessageSlots(const Message& message, const std::string& mangledClass) {
   const VirtualTable table = TableOf(message);

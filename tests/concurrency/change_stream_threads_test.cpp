@@ -63,7 +63,7 @@ class ChangeStreamThreads : public testing::Test {
     }
   }
 
-  // Runs all jobs concurrently, and `beside` on this thread.
+  // Runs all writers and senders on threads, and concurrently `beside` on this thread.
   template <class Beside>
   void Together(Beside beside) {
     std::latch start(kWriters + kSenders + 1);

@@ -138,7 +138,7 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsConcurrently) {
   EXPECT_EQ(deaths, 1);
 }
 
-// The clone below is one object for all copies above it, and sets its parent link for each of them.
+// All copies share the clone below them, which sets its parent link for each copy.
 TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
   const SvrDMCloneDataSource outer(
       new SvrDMCloneDataSource(new FilteredDataSource(new CountedSurvey(deaths))));

@@ -353,7 +353,8 @@ class Third {
 // third thread fell asleep may be counted late: at most one turn of each of the two threads.
 constexpr int kTurnsUnderWay = 2;
 
-// A reader ends its turn after the other one has started one, so one of them always holds the lock.
+// A reader ends its turn after the other reader has started a turn, so a reader always holds the
+// lock.
 TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlapForever) {
   const TwoInTurns readers(
       [&](const auto& turn) {
@@ -373,7 +374,7 @@ TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlap
   EXPECT_LE(writing.MostTurnsOfOthers(), kTurnsUnderWay);
 }
 
-// A writer ends its turn after the other one has queued, so one of them always waits.
+// A writer ends its turn after the other writer has queued, so a writer always waits.
 TEST_F(TurnsAtTheLock, AReaderIsAdmittedWithin100MillisecondsWhileWritersAlternateForever) {
   const SvrDMDataset handle(registry, id);
   const TwoInTurns writers(

@@ -49,7 +49,8 @@ class Definitions {
  public:
   static constexpr std::size_t kCount = 4;
 
-  // Consecutive definitions have different labels; every second one also has a different type.
+  // Consecutive definitions have different labels; every second definition also has a different
+  // type.
   Definitions() {
     const std::vector<ORVX_Variable> plain = support::Vars("A B C D E F");
     for (std::size_t definition = 0; definition < kCount; ++definition) {

@@ -60,7 +60,7 @@ std::string Names(const DictionaryMirror& mirror) {
   return names;
 }
 
-// The error text; also checks that the mirror is unchanged.
+// Returns the error text of applying `message`. Also checks that the mirror is unchanged.
 std::string Refusal(DictionaryMirror& mirror, const DataSetMsg& message) {
   const std::vector<ORVX_Variable> before = VariablesOf(mirror.Dictionary());
   try {

@@ -186,7 +186,7 @@ Case Dashboard() {
           [](SvrDMWriteableDataSource& writer) { writer->GetVariable(2).SetLabel(kLong); }};
 }
 
-// After deleting the variable, the remaining split equals the source's.
+// After the snapshot deletes the variable, its remaining split equals the split of the source.
 Case DeletedSplitVariable() {
   return {"deleted split variable", FullDictionaryWithDashboard,
           [](SvrDMWriteableDataSource& writer) {

@@ -90,8 +90,8 @@ class Listener : public SvrDMDataSetObserver {
 
 class FullMemoryInAComparison : public testing::Test {
  protected:
-  // A pass with a change of every kind, in which `count` allocations succeed. Returns whether one
-  // failed.
+  // Runs a pass with a change of every kind, in which `count` allocations succeed. Returns whether
+  // an allocation failed.
   bool PassWithMemoryFor(long count, support::Shortage shortage = support::Shortage::Lasts) {
     const LocallyUniqueID id = AddDataset(registry, "A B C D E");
     item = registry.GetDataSet(id);

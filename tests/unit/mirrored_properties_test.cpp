@@ -100,7 +100,7 @@ Pass PassOf(Messages... messages) {
   return pass;
 }
 
-// A to E, weighted by A, filtered by B, split by C and D.
+// A mirror with the variables A to E, weighted by A, filtered by B, split by C and D.
 DictionaryMirror MirrorInUse() {
   DictionaryMirror mirror;
   Apply(mirror, PassOf(Inserted("A B C D E"), WeightedBy(Id("A")), FilteredBy(Id("B")),
@@ -132,7 +132,7 @@ std::string StateOf(const DictionaryMirror& mirror) {
          DigestOf(dictionary).AsText();
 }
 
-// The error text; also checks that the mirror is unchanged.
+// Returns the error text of applying `message`. Also checks that the mirror is unchanged.
 std::string Refusal(DictionaryMirror& mirror, std::unique_ptr<DataSetMsg> message) {
   const std::string before = StateOf(mirror);
   try {
@@ -296,7 +296,7 @@ TEST(MirroredProperties, UsingAnUnknownVariableIsRejected) {
             "DEMessages::SplitFileMsg: no variable with the null identifier to split by");
 }
 
-// Split by the first `count` of twelve variables.
+// A mirror that is split by the first `count` of its twelve variables.
 DictionaryMirror MirrorSplitBy(std::size_t count) {
   std::vector<LocallyUniqueID> ids;
   for (const ORVX_Variable& variable : support::Vars("A B C D E F G H I J K L")) {

@@ -286,7 +286,7 @@ TEST_F(Notification, AnEmptyQueueSendsNoCreationNotice) {
   RecordingRegistryObserver registryObserver;
   registry.Register(registryObserver);
   id = registry.AddEmpty(/*quiet=*/false);
-  // Updates the view: a missing source is compared as an empty one.
+  // Updates the view: a missing source is compared as an empty source.
   WriteNothing(registry, id);
 
   Write(registry, id, [](SvrDMWriteableDataSource& writer) {

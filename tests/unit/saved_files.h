@@ -62,7 +62,7 @@ int InAnotherProcess(Action action) {
 }
 
 // Tries to write-lock a whole open file; `command` is F_SETLK for a process lock, F_OFD_SETLK for
-// an open-file-description lock. Returns false if it is refused.
+// an open-file-description lock. Returns false if the lock is refused.
 inline bool LockForWriting(int file, int command = F_SETLK) {
   struct flock wholeFile = {};
   wholeFile.l_type = F_WRLCK;

@@ -9,7 +9,7 @@
 
 namespace sdm_internal {
 
-// Parses a number; kMissingNumber if `text` is not one.
+// Parses a number; returns kMissingNumber if `text` is not a number.
 double NumberOrMissing(std::string_view text);
 
 // Writes the cells of a string of `width` bytes: the text, cut to the width between characters,

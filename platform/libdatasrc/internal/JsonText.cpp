@@ -102,8 +102,8 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   }
 
  private:
-  // Advances to the start of the current token. After a number, the library has read one byte too
-  // many: that byte is one of those skipped here, or closes an array or an object.
+  // Advances to the start of the current token. After a number, the library has already read the
+  // next byte, which is a skipped byte or closes an array or an object.
   TextPosition AdvanceToToken() {
     const std::size_t start =
         std::min(text_.find_first_not_of(" \t\r\n,:", tokenEnd_), text_.size());

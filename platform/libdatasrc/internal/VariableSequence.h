@@ -152,7 +152,7 @@ class VariableSequence {
 
   static constexpr int kStride = 256;
   // A block smaller than kSmallSize is merged with a neighbour if the result has at most
-  // kMergedSize variables: far enough from full that the next insertion does not split it.
+  // kMergedSize variables: few enough that the next insertion does not split the merged block.
   static constexpr int kSmallSize = 64;
   static constexpr int kMergedSize = 192;
 

@@ -525,8 +525,8 @@ TEST_F(DataSource, RowLayoutIsNullWithoutRowsToPassOn) {
   EXPECT_EQ(RowsOfAnother(&none).RowLayout(), nullptr);
 }
 
-// The slot of a virtual function in the Itanium C++ ABI: a pointer to it is its byte offset plus
-// one.
+// The slot of a virtual function in the Itanium C++ ABI: a pointer to the function is the byte
+// offset plus one.
 template <class Operation>
 std::size_t Slot(Operation operation) {
   struct Pointer {

@@ -100,7 +100,7 @@ RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, (
   RC_ASSERT(rowsOn(passing) == rowsOn(layingOut));
 }
 
-// The selecting variable is an additional last column with the number of the row.
+// Column n has the number of the row, column use is the selecting variable.
 RC_GTEST_PROP(FilteredDataSource, HasExactlyTheSelectedRows, ()) {
   const Folder folder;
   const auto uses = *rc::gen::container<std::vector<std::string>>(

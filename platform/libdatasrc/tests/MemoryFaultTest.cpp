@@ -22,7 +22,7 @@ LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
 }
 
-// Inserts as many variables as fill the blocks, so that the next edit must allocate.
+// Inserts enough variables to fill the blocks, so that the next edit must allocate.
 void Fill(ORVX_DataSource& source) {
   for (unsigned int i = 0; i < 512; ++i) {
     source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);

@@ -1,4 +1,4 @@
-// Snapshots: a dictionary that is made equal to another again and again.
+// Snapshots: a dictionary is repeatedly made equal to another dictionary.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>

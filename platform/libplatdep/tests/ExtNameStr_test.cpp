@@ -33,7 +33,7 @@ class OtherProgram {
   OtherProgram& operator=(const OtherProgram&) = delete;
   ~OtherProgram() { close(file_); }
 
-  // Whether it can write-lock the bytes from `start` on.
+  // Whether this program can write-lock the file from byte `start` on.
   bool LockForWriting(off_t start = 0) {
     struct flock bytes = {};
     bytes.l_type = F_WRLCK;

@@ -43,7 +43,7 @@ TEST(Mutex, ASuccessfulTryHoldsIt) {
   mutex.unlock();
 }
 
-// Interleaving: the second thread sleeps in lock() before the first one unlocks.
+// Interleaving: the second thread sleeps in lock() before the first thread unlocks.
 TEST(Mutex, AWaitingThreadAcquiresAfterTheRelease) {
   sfMutex mutex;
   Actor other;

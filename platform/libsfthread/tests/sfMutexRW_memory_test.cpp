@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Makes the calls with an empty heap, on any thread.
+// Returns a function that makes the calls while every allocation on its thread fails.
 template <class Calls>
 auto WithoutHeap(Calls calls) {
   return [calls] {

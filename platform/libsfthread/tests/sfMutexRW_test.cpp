@@ -208,7 +208,7 @@ TEST_F(MutexRW, AReleasingWriterAdmitsAllWaitingReaders) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: each writer sleeps in writeLock() before the next one calls it.
+// Interleaving: each writer sleeps in writeLock() before the next writer calls it.
 TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
   std::array<Actor, 4> writers;
   lock_.writeLock();
@@ -229,7 +229,7 @@ TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: a second writer waits; the first one releases and immediately calls writeLock()
+// Interleaving: a second writer waits; the first writer releases and immediately calls writeLock()
 // again.
 TEST_F(MutexRW, NobodyOvertakesTheNextWriter) {
   Actor waiting;
@@ -342,7 +342,8 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   EndReads(2);
 }
 
-// Interleaving: two threads read, a third one releases one of the reads; then both read again.
+// Interleaving: two threads read, a third thread releases one of the reads; then the first two read
+// again.
 TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   Actor first, second, other;
   Read(first);
@@ -354,7 +355,7 @@ TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   EndReads(3);
 }
 
-// Interleaving: a thread passes its read to another one, which reads again.
+// Interleaving: a thread passes its read to another thread, which reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   Actor gives, takes;
   Read(gives);
@@ -364,7 +365,7 @@ TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   EndReads(1);
 }
 
-// Interleaving: a thread releases another's read before its own, and reads again.
+// Interleaving: a thread releases the read of another thread before its own read, and reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatReleasedAnothersReadNests) {
   Actor first, second;
   Read(first);
@@ -575,9 +576,9 @@ class Deadline {
   const Clock::time_point end_ = Clock::now() + 5s;
 };
 
-// Interleaving: until the writer calls writeLock(), a reader releases only while the other one also
-// reads. After that, each reader reads again as soon as it has released, so that the reads overlap
-// as far as the lock allows.
+// Interleaving: until the writer calls writeLock(), a reader releases only while the other reader
+// also reads. After that, each reader reads again as soon as it has released, so that the reads
+// overlap as far as the lock allows.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileTwoReadersOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -610,7 +611,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileTwoReadersOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: a writer releases only after the other one has called writeLock(), so one of them
+// Interleaving: a writer releases only after the other writer has called writeLock(), so one writer
 // waits at every release.
 TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   sfMutexRW lock;
@@ -640,8 +641,8 @@ TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads alternate reads of 40 ms, half a period apart, and a third one releases
-// every read. Each reads again while the other's read is held.
+// Interleaving: two threads alternate reads of 40 ms, half a period apart, and a third thread
+// releases every read. Each thread reads again while the read of the other thread is held.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -751,7 +752,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever
     };
     const auto start = Clock::now();
     if (!std::exchange(isKnown[self], true)) {
-      std::jthread([&] { lock.unlock(); }).join();  // unknown to this thread
+      std::jthread([&] { lock.unlock(); }).join();  // another thread releases this thread's read
       return;
     }
     while (Clock::now() < start + 40ms) {

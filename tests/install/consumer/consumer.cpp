@@ -27,7 +27,8 @@ struct Client final : SvrDMDataSetObserver {
   std::size_t messages = 0;
 };
 
-// The number of variables left when a source over a clone hides one.
+// Returns the number of variables of a filtered source over a clone of `names` variables, after
+// deleting one.
 int ShownOf(int names) {
   auto source = std::make_unique<DataFreeDataSource>();
   for (int i = 0; i < names; ++i) {
