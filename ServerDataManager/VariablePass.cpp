@@ -22,7 +22,7 @@ namespace sdm_internal {
 
 namespace {
 
-// Always reports this source, line and expression, wherever this code is.
+// Reports a fixed source, line and expression, which do not change when this code moves.
 void CheckSettled(bool settled) {
   if (settled) return;
   InvariantFailed("ServerDataManager/ObserverView", 352, "Update",

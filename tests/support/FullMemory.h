@@ -60,9 +60,8 @@ struct Heap {
   std::size_t bytes = 0;
   std::size_t largest = 0;  // in bytes
 };
-extern thread_local Heap heap;  // the global operators
-extern thread_local Heap
-    messageHeap;  // the operators of VUGlobal; defined in test_message_allocator
+extern thread_local Heap heap;         // the global operators
+extern thread_local Heap messageHeap;  // counts of VUGlobal; defined in test_message_allocator
 
 // Calls `event` once, when `storage` is next freed with the global operators.
 void WhenFreed(void* storage, std::function<void()> event);

@@ -47,7 +47,7 @@ using CaseColumn = std::variant<NumberColumn, TextColumn>;
 // Threads: any, after it is filled.
 class CaseTable {
  public:
-  // Every column has `rows` values.
+  // Each added column has as many values as the table has rows. SetRowCount sets that number.
   void Add(LocallyUniqueID id, CaseColumn column) { columns_.emplace(id, std::move(column)); }
   void SetRowCount(std::size_t rows) { rows_ = rows; }
 

@@ -30,8 +30,8 @@ auto WithoutHeap(Calls calls) {
   };
 }
 
-// Interleaving: the writer sleeps in writeLock() before the reads are released, and a new reader
-// waits for it.
+// Interleaving: the writer sleeps in writeLock(), and a new reader waits for the writer, before the
+// reads are released.
 TEST(MutexRWMemory, LockingWaitingAndUnlockingAllocateNothing) {
   sfMutexRW lock;
   Actor writer, reader;

@@ -1,9 +1,10 @@
 // Every interleaving of three threads that make four calls each (three with the thread sanitizer),
 // on the lock and on a simple model of its guarantees. Each thread makes any of the five calls, in
-// any order; after each call, each thread must wait or have returned as in the model. Equal states
-// of the lock (how it is held, the order of waiting threads, the readers) are explored once, also
-// if they differ only by a permutation of threads. Every state with readers that wait for a waiting
-// writer is also run until they are admitted, and every run ends by releasing all locks one by one.
+// any order; after each call, each thread must wait or have returned as in the model. A state of
+// the lock (how it is held, the order of waiting threads, the readers) is explored only once;
+// states that differ only by a permutation of threads count as one state. From every state in which
+// readers wait for a waiting writer, the test also waits until the readers are admitted. Every run
+// ends by releasing all locks one by one.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>

@@ -329,7 +329,7 @@ TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
 }
 
 // Interleaving: the reads of three threads are released by other threads, so that only the first
-// thread still reads; then it reads again.
+// thread still reads; then this thread reads again.
 TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   Actor first, second, third, other;
   Read(first);
