@@ -71,7 +71,8 @@ class SDM_EXPORT ORVX_DataSource {
   // RowLayout() at the time of the call; later edits do not change it. This class has no rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
-  // Cells in a row of RowLayout(): 1 for a number, ceil(w / 8) for a string of w bytes.
+  // The number of cells in a row of RowLayout(): 1 for each number, ceil(w / 8) for each string of
+  // w bytes.
   virtual long GetObsAreaSize() const;
 
   // -1 if unknown. This class returns 0.

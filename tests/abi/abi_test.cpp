@@ -220,7 +220,7 @@ void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
   EXPECT_EQ(sizeof(Class), RoundUp(end, alignof(Class)));
 }
 
-// The first word of an object.
+// Returns the first word of an object.
 template <class T>
 const void* FirstWordOf(const T& object) {
   const void* word = nullptr;

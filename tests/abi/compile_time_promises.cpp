@@ -1,5 +1,4 @@
-// Expressions that must compile, each with expressions that must not: compiling this file is the
-// test.
+// Expressions that must compile, and expressions that must not. Compiling this file is the test.
 
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <liborvxdemg/ErrorMsg.h>
@@ -138,8 +137,8 @@ static_assert(
 static_assert(std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>);
 static_assert(std::is_convertible_v<SvrDMWriteableDataSource*, SvrDMInputDataSource*>);
 
-// A registry observer can be deleted through its interface. Interfaces whose operation is in the
-// first slot cannot be deleted through: they have no virtual destructor.
+// A registry observer can be deleted through its interface. An object cannot be deleted through an
+// interface whose operation is in the first slot, because the interface has no virtual destructor.
 static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
 static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
 static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);

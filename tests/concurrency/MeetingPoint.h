@@ -6,8 +6,8 @@
 #include <atomic>
 #include <thread>
 
-// With a blocking barrier, the last thread has long continued when the others wake. Here all
-// threads spin, so that their next operations overlap. Reusable.
+// With a blocking barrier, the last thread would continue long before the others wake. Here all
+// threads spin, so that their next operations overlap. May be used repeatedly.
 class MeetingPoint {
  public:
   explicit MeetingPoint(int threads) : threads_(threads) {}

@@ -35,7 +35,7 @@ using testing::Each;
 
 constexpr int kThreads = 4;
 
-// Runs `work` on several threads, each with its number.
+// Runs `work` on several threads, with the number of the thread as its argument.
 void OnThreads(const std::function<void(int)>& work) {
   std::vector<std::thread> threads;
   for (int number = 0; number < kThreads; ++number) threads.emplace_back(work, number);
@@ -247,7 +247,7 @@ TEST(IteratorsOfANestedClone, MadeOnFourThreadsReadCorrectRows) {
 // ---------------------------------------------------------------------------------------------
 // A source that waits while it makes an iterator
 
-// Runs a job of the test whenever it makes an iterator.
+// A source that runs a job of the test whenever it makes an iterator.
 class JobAtEachIterator : public DataFreeDataSource {
  public:
   explicit JobAtEachIterator(std::function<void()> job) : job_(std::move(job)) {}
@@ -363,7 +363,7 @@ TEST(CloneWhoseSourceWaits, HidesTheLinkFromChainsUntilTheLastIteratorIsMade) {
     gates[call].wait();
     if (call == 0) throw std::runtime_error("no rows today");
   }));
-  clone.ShowParents(true);  // until an iterator is made
+  clone.ShowParents(true);  // ends when an iterator is made
   WatchedThread first([&] { EXPECT_THROW(MakeIteratorOf(clone), std::runtime_error); });
   ASSERT_TRUE(first.Waits());
   WatchedThread second([&] { MakeIteratorOf(clone); });

@@ -74,7 +74,8 @@ TEST_F(CountsUnderWay, NeverExceedTheNumberOfHandlesAndEndAtZero) {
   EXPECT_EQ(handle.WritersCount(), 0U);
 }
 
-// All readers hold the lock before any releases it, so their counting overlaps.
+// All readers hold the lock before the first reader releases it, so the readers are counted
+// concurrently.
 TEST_F(CountsUnderWay, OfConcurrentReadersAreExact) {
   constexpr int kReaders = 6;
   for (int round = 0; round < 30; ++round) {

@@ -44,7 +44,7 @@ struct SilentObserver : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const*) override {}
 };
 
-// Handles that one thread created and another destroys.
+// Handles that one thread has created and another thread destroys.
 class Bequest {
  public:
   void Add(std::shared_ptr<SvrDMInputDataSource> handle) {
@@ -99,7 +99,7 @@ class Soak {
     try {
       item = registry.GetDataSet(id);
     } catch (...) {
-      return;  // replaced in the meantime
+      return;  // another thread has replaced the dataset
     }
     ++operations;
     switch (random() % 16) {

@@ -279,7 +279,7 @@ TEST(RegistryThreads, RegistryLockIsAcquiredNeitherWithoutANoticeNorByRegisterFi
 }
 
 // An observer blocks the notice of another dataset until the first thread waits for the registry
-// lock, and the second waits or has returned.
+// lock, and the second thread waits or has returned.
 TEST(RegistryThreads, ConcurrentCallsSendOneCreationNotice) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);
@@ -389,7 +389,8 @@ TEST(RegistryThreads, RegisterAndUnregisterWaitWhileObserversAreNotified) {
   EXPECT_THAT(coming.passes, SizeIs(1));
 }
 
-// In every round one thread writes while the other repeatedly registers and unregisters.
+// In every round, one thread writes while the other thread repeatedly registers and unregisters an
+// observer.
 TEST(RegistryThreads, ObserversRegisterAndUnregisterWhileAnotherThreadWrites) {
   constexpr int kRounds = 200;
   ServerDataManager registry;

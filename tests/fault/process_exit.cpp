@@ -54,7 +54,7 @@ bool IsKnown(LocallyUniqueID id) {
   }
 }
 
-// Counts the repetitions by all threads of RepeatForEver.
+// The number of repetitions by all threads that RepeatForEver has started.
 std::atomic<long> rounds{0};
 
 // Starts `count` threads that repeat `work` until the process exits. Returns after each thread has

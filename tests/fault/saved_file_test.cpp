@@ -208,7 +208,7 @@ TEST_F(SavedFileOnDisk, TouchedLaterIsChanged) {
   EXPECT_TRUE(CountsAsChanged());
 }
 
-// An oddity that is kept: only seconds are compared.
+// An oddity that is kept: modification times are compared only to the second.
 TEST_F(SavedFileOnDisk, TouchedWithinTheSameSecondIsUnchanged) {
   Hold();
 

@@ -19,7 +19,7 @@
 struct RandomVariable {
   static constexpr int kVariables = 24;
 
-  int number = 0;      // from 0: which variable
+  int number = 0;      // identifies the variable; counts from 0
   int definition = 0;  // 0 to 9, see Variable()
 
   ORVX_Variable Variable() const {
@@ -36,8 +36,8 @@ inline std::ostream& operator<<(std::ostream& stream, const RandomVariable& vari
   return stream << support::AsText(variable.Variable());
 }
 
-// In two dictionaries of such variables, many variables are in only one of them or at different
-// positions, but definitions mostly agree.
+// Generates a variable. In two dictionaries of such variables, many variables are in only one of
+// them or at different positions, but definitions mostly agree.
 inline rc::Gen<RandomVariable> AnyVariable() {
   return rc::gen::build<RandomVariable>(
       rc::gen::set(&RandomVariable::number, rc::gen::inRange(0, RandomVariable::kVariables)),
@@ -46,12 +46,12 @@ inline rc::Gen<RandomVariable> AnyVariable() {
           rc::gen::weightedOneOf<int>({{3, rc::gen::just(0)}, {1, rc::gen::inRange(0, 10)}})));
 }
 
-// A list with identifiers in any order, possibly repeated.
+// Generates a list with identifiers in any order, possibly repeated.
 inline rc::Gen<std::vector<RandomVariable>> AnyList() {
   return rc::gen::container<std::vector<RandomVariable>>(AnyVariable());
 }
 
-// A list in which no identifier repeats.
+// Generates a list in which no identifier repeats.
 inline rc::Gen<std::vector<RandomVariable>> AnyDictionary() {
   return rc::gen::map(AnyList(), [](std::vector<RandomVariable> list) {
     std::vector<bool> seen(RandomVariable::kVariables);

@@ -38,7 +38,7 @@ std::vector<List> AllLists() {
   return lists;
 }
 
-// The sum of n! / k! for k from 0 to n.
+// Returns the sum of n! / k! for k from 0 to n.
 constexpr std::size_t NumberOfLists(std::size_t n) {
   return n == 0 ? 1 : 1 + n * NumberOfLists(n - 1);
 }
@@ -96,7 +96,8 @@ class Tour {
   }
 
  private:
-  // Reports a failure and returns false if the comparison is wrong.
+  // Changes the list to number `next`. Reports a failure and returns false if the comparison is
+  // wrong.
   bool StepTo(std::size_t next) {
     if (redefined_) definition_ = (definition_ + 1) % Definitions::kCount;
     Arrange(followed_.Source(), lists_[next]);

@@ -108,7 +108,7 @@ std::string InTheOtherByteOrder(const std::string& bytes) {
   return Turner(bytes).Turned();
 }
 
-// A whole bootstrap specification in one of the two byte orders.
+// Generates a whole bootstrap specification in either byte order.
 std::string AnyWholeBytes() {
   const std::string bytes = BytesOf(AnySpecs());
   return Any<bool>() ? InTheOtherByteOrder(bytes) : bytes;

@@ -78,8 +78,8 @@ std::ostream& operator<<(std::ostream& stream, const Change& change) {
   return stream << kNames[change.kind] << "(" << change.first << ", " << change.second << ")";
 }
 
-// A change of any kind. Changes of properties and of the source have the given weights; inserting,
-// deleting and changing variables together have weight 32.
+// Generates a change of any kind. Changes of properties and of the source have the given weights;
+// inserting, deleting and changing variables together have weight 32.
 rc::Gen<Change> AnyChange(std::size_t propertyWeight, std::size_t sourceWeight) {
   return rc::gen::build<Change>(
       rc::gen::set(

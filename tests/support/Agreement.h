@@ -1,4 +1,4 @@
-// Agreement: compares a client's dictionary with the server's field by field.
+// Agreement: compares the dictionary of a client with the dictionary of the server, field by field.
 
 #ifndef TESTS_SUPPORT_AGREEMENT_H_
 #define TESTS_SUPPORT_AGREEMENT_H_

@@ -37,21 +37,21 @@ inline SvrBootstrapSpecs FullBootstrapSpecs() {
   return specs;
 }
 
-// The encoded `specs`.
+// Encodes `specs`.
 inline std::string BytesOf(const SvrBootstrapSpecs& specs) {
   std::string bytes;
   SvrBootstrapSpecsSerializer::serializeSpecs(specs, bytes);
   return bytes;
 }
 
-// A new bootstrap specification, decoded from `bytes`.
+// Decodes a new bootstrap specification from `bytes`.
 inline SvrBootstrapSpecs ReadFrom(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
   return specs;
 }
 
-// The result of checkSpecs for `bytes` in an exact allocation, so that the address sanitizer
+// Calls checkSpecs with a copy of `bytes` in an exact allocation, so that the address sanitizer
 // detects a read past the end.
 inline SvrBootstrapSpecsSerializer::Check CheckOf(std::string_view bytes) {
   const std::vector<char> block(bytes.begin(), bytes.end());
@@ -75,7 +75,7 @@ inline std::ostream& operator<<(std::ostream& stream, Bits bits) {
   return stream << bits.value << " (" << std::hex << number << std::dec << ")";
 }
 
-// Every field, one per line. Equal bootstrap specifications have equal texts.
+// Formats every field, one per line. Equal bootstrap specifications have equal texts.
 inline std::string All(const SvrBootstrapSpecs& specs) {
   std::ostringstream text;
   const auto list = [&text](const char* name, const auto& numbers) {

@@ -10,15 +10,15 @@
 
 namespace support {
 
-// Each row of `source`, with the layout of `layout`: exact numbers, a point for a missing number,
-// strings with the padding of their cells.
+// Formats each row of `source`, with the layout of `layout`: exact numbers, a point for a missing
+// number, strings with the padding of their cells.
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source);
 
-// The rows of `source`, with the layout of its own dictionary.
+// Formats the rows of `source`, with the layout of its own dictionary.
 std::vector<std::string> RowsOf(const ORVX_DataSource& source);
 
-// The rows of `source` in which the given numeric variable is neither 0 nor missing.
+// Formats the rows of `source` in which the given numeric variable is neither 0 nor missing.
 std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::string& name);
 
 // The identifier of the first variable with that name.

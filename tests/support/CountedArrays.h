@@ -1,7 +1,7 @@
 // Counts array allocations.
 //
-// Linking test_array_allocator replaces the global operator new[]. It calls operator new, where
-// FullMemory may make it fail.
+// Linking test_array_allocator replaces the global operator new[]. The replacement calls operator
+// new, which FullMemory may cause to fail.
 
 #ifndef TESTS_SUPPORT_COUNTEDARRAYS_H_
 #define TESTS_SUPPORT_COUNTEDARRAYS_H_

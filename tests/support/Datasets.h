@@ -14,13 +14,13 @@
 
 namespace support {
 
-// A new dataset without a file. Without `quiet`, registry observers are notified.
+// Adds a dataset without a file. Registry observers are notified of it unless it is `quiet`.
 inline LocallyUniqueID AddDataset(ServerDataManager& registry, const std::string& names,
                                   bool quiet = false) {
   return registry.Add(*Dictionary(names).release(), "", quiet);
 }
 
-// One complete write: creates a writer, calls `change`, releases the writer.
+// Makes one complete write: creates a writer, calls `change`, releases the writer.
 inline void Write(ServerDataManager& registry, LocallyUniqueID id,
                   const std::function<void(SvrDMWriteableDataSource&)>& change,
                   SvrDMDataSetObserver* originator = nullptr) {
@@ -28,7 +28,7 @@ inline void Write(ServerDataManager& registry, LocallyUniqueID id,
   change(writer);
 }
 
-// A write that changes nothing.
+// Makes a write that changes nothing.
 inline void WriteNothing(ServerDataManager& registry, LocallyUniqueID id) {
   const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr);
 }

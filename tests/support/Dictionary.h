@@ -29,7 +29,7 @@ std::string NameOf(LocallyUniqueID id);
 // Threads: any.
 ORVX_Variable Var(const std::string& name, int type = 0);
 
-// The same variable with another definition; its identifier stays.
+// Return the variable with another label or type; its identifier stays.
 ORVX_Variable Labelled(ORVX_Variable variable, const std::string& label);
 ORVX_Variable Typed(ORVX_Variable variable, int type);
 ORVX_Variable Renamed(ORVX_Variable variable, const std::string& name);
@@ -37,7 +37,7 @@ ORVX_Variable Renamed(ORVX_Variable variable, const std::string& name);
 // The variables of a list of names, separated by blanks.
 std::vector<ORVX_Variable> Vars(const std::string& names);
 
-// A source without cases whose dictionary has these variables; clean.
+// Returns a source without cases and without unsaved changes, whose dictionary has these variables.
 std::unique_ptr<DataFreeDataSource> Dictionary(const std::string& names);
 std::unique_ptr<DataFreeDataSource> Dictionary(const std::vector<ORVX_Variable>& variables);
 

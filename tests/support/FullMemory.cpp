@@ -9,7 +9,7 @@
 
 namespace {
 
-// The number of allocations that still succeed; negative: all.
+// The number of allocations that still succeed; negative if all succeed.
 long allocationsLeft = -1;
 bool shortageLasts = true;
 thread_local bool threadHasNone = false;

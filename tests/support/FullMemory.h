@@ -12,12 +12,13 @@
 
 namespace support {
 
-// Lasts: all later allocations also fail. Passes: only one allocation fails.
+// What follows the first failed allocation. Lasts: all later allocations also fail. Passes: they
+// succeed.
 enum class Shortage { Lasts, Passes };
 
-// After `count` successful allocations, the next one fails, until EndShortage() or destruction.
-// Only one object at a time.
-// Threads: only while no other thread allocates.
+// After `count` successful allocations, the next allocations fail (see Shortage), until
+// EndShortage() or destruction. Only one object may exist at a time. Threads: only while no other
+// thread allocates.
 class MemoryFor {
  public:
   explicit MemoryFor(long count, Shortage shortage = Shortage::Lasts);
@@ -28,11 +29,10 @@ class MemoryFor {
 
 void EndShortage();
 
-// Counts one allocation without allocating. Returns whether it would succeed.
+// Counts one allocation without allocating. Returns whether the allocation would succeed.
 bool OneMoreIsLeft();
 
-// Makes every allocation of this thread fail.
-// Threads: any; each with its own object.
+// Makes every allocation of this thread fail. Threads: any; each thread needs its own object.
 class NoMemoryForThisThread {
  public:
   NoMemoryForThisThread();
@@ -53,14 +53,14 @@ bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Las
   }
 }
 
-// Counts of one thread, since its start or since the test set them to {}.
+// The counts of one thread, since the start of the thread or since the test set them to {}.
 struct Heap {
   long taken = 0;  // allocations, including failed ones
   long freed = 0;  // excluding null pointers
   std::size_t bytes = 0;
   std::size_t largest = 0;  // in bytes
 };
-extern thread_local Heap heap;         // the global operators
+extern thread_local Heap heap;         // counts of the global operators
 extern thread_local Heap messageHeap;  // counts of VUGlobal; defined in test_message_allocator
 
 // Calls `event` once, when `storage` is next freed with the global operators.

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-// The encoded message.
+// Encodes the message.
 inline std::string BytesOf(VSerializable& message) {
   VStream stream;
   EXPECT_TRUE(message.VSInitSerialization(stream));

@@ -1,4 +1,4 @@
-// Messages: reading them through the visitor, and printing them.
+// Reads messages through the visitor, and prints them.
 
 #include <tests/support/Messages.h>
 
@@ -118,7 +118,7 @@ std::string TrendsAsText(const ORVX_TrendsInfo& trends) {
          std::to_string(trends.seasonalPeriod) + " in a season";
 }
 
-// The text of the message, without definitions of variables and bytes of extensions.
+// Formats the message without definitions of variables and bytes of extensions.
 std::string Brief(Said said) {
   if (said.kind == Said::Kind::Extension) return "extension " + std::to_string(said.type);
   for (ORVX_Variable& variable : said.variables) {

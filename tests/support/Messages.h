@@ -66,14 +66,14 @@ std::vector<Said> WhatIsSaidBy(const std::vector<DataSetMsg*>& queue);
 // Whether the message is about the list of variables.
 bool IsAboutVariables(const Said& said);
 
-// One line, such as "insert D before B", with all differences of definitions.
+// Formats a message as one line, such as "insert D before B", with all differences of definitions.
 std::string AsText(const Said& said);
 std::string AsText(const DataSetMsg* message);
-// One line for a definition: the name of the identifier, then the differences from a new numeric
-// variable of that name.
+// Formats a definition as one line: the name that belongs to the identifier, then the differences
+// from a new numeric variable with that name.
 std::string AsText(const ORVX_Variable& variable);
 
-// Both lists side by side, with a mark at each different line.
+// Formats both lists side by side, with a mark at each different line.
 std::string SideBySide(const std::string& leftTitle, const std::vector<std::string>& left,
                        const std::string& rightTitle, const std::vector<std::string>& right);
 
@@ -129,11 +129,11 @@ Expected Filter(const std::string& name);
 Expected NoFilter();
 Expected Trends(const ORVX_TrendsInfo& trends);
 Expected Extension(int type);
-Expected Extension(int type, const std::string& bytes);  // of version 1
+Expected Extension(int type, const std::string& bytes);  // with version 1
 Expected RowCount(long long rows);                       // the client's case data are invalid
 Expected Dirty(bool dirty);
 
-// Split("A B"), or Split("A B").Separate(); "" for none.
+// Split("A B"), or Split("A B").Separate(); Split("") for no split.
 class Split {
  public:
   explicit Split(const std::string& names);
@@ -190,10 +190,11 @@ class CountedMessage : public DataSetMsg {
 
 }  // namespace support
 
-// Arguments: a queue or a list of Said, then the expected messages: exactly these, in this order.
+// Arguments: a queue or a list of Said, then the expected messages. Expects exactly these messages,
+// in this order.
 #define EXPECT_MESSAGES(...) EXPECT_TRUE(::support::HasMessages(__VA_ARGS__))
 
-// The same, but ignores messages that are not about the list of variables.
+// Like EXPECT_MESSAGES, but ignores messages that are not about the list of variables.
 #define EXPECT_VARIABLE_MESSAGES(...) EXPECT_TRUE(::support::HasVariableMessages(__VA_ARGS__))
 
 #endif  // TESTS_SUPPORT_MESSAGES_H_

@@ -1,4 +1,4 @@
-// Observers for tests. They record their notices, and call a reaction that the test sets.
+// Observers for tests. They record the notices, and call a reaction that the test sets.
 //
 //   RecordingObserver observer;
 //   observer.reaction = [](SvrDMWriteableDataSource const*) { throw std::runtime_error("no"); };

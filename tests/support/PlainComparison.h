@@ -28,8 +28,8 @@ class PlainComparison {
   // Returns the messages that change the view to `source`, and applies them to the view.
   std::vector<Said> Update(const std::vector<ORVX_Variable>& source);
 
-  // Call after Update: returns the messages for weight, filter and split. A variable that was
-  // deleted or moved in the view has lost its uses there.
+  // Returns the messages for weight, filter and split. Call it after Update, which drops a deleted
+  // or moved variable from weight, filter and split of the view.
   std::vector<Said> UpdateUses(const Uses& source);
 
   std::vector<ORVX_Variable> view;
@@ -38,7 +38,7 @@ class PlainComparison {
   bool bulkVarMoves = false;
   // Set when a variable changed its type; never cleared here.
   bool resetClientData = false;
-  // For the last update: whether anything was reported, and whether it made the source dirty.
+  // Whether the last update reported anything, and whether it made the source dirty.
   bool anyChange = false;
   bool sourceDirtied = false;
 

@@ -30,7 +30,8 @@ TEST(BootstrapBuffer, HasTheLengthOfTheBytesAndIsFreed) {
   EXPECT_EQ(reading.freed, 1);
 }
 
-// Decoding does not check for the end of the input, and may read past it.
+// Decoding does not check for the end of the input. Here, the missing bytes follow the buffer in
+// memory, so decoding a truncated input succeeds.
 TEST(BootstrapBuffer, IsReadOnlyToTheEndOfTheSpecification) {
   const std::string bytes = support::BytesOf(support::FullBootstrapSpecs());
   for (std::size_t length = 0; length < bytes.size(); ++length) {

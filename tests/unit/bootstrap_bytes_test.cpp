@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-// For failure messages.
+// Prints a Check in failure messages.
 static std::ostream& operator<<(std::ostream& stream,
                                 const SvrBootstrapSpecsSerializer::Check& check) {
   const char* const findings[] = {"whole", "truncated", "unknown version", "list too long"};
@@ -55,7 +55,7 @@ std::string Bytes(const char* hexadecimal) {
   return bytes;
 }
 
-// Bytes as text, for failure messages.
+// Formats bytes as text for failure messages.
 std::string Hexadecimal(std::string_view bytes) {
   std::string text;
   for (const char byte : bytes) {
@@ -351,7 +351,7 @@ TEST(SwappedBytes, AreExactlyTheGivenBytes) {
 
 // ---- checking -----------------------------------------------------------------------------------
 
-// The result of checkSpecs.
+// Matches the result of checkSpecs.
 MATCHER_P4(Is, finding, byteOrder, size, offset, "") {
   return arg.finding == finding && arg.byteOrder == byteOrder && arg.size == size &&
          arg.offset == offset && arg.IsWhole() == (finding == Whole);
@@ -377,7 +377,7 @@ TEST(BootstrapCheck, RejectsEmptyInput) {
 // are reported at the count.
 struct FullField {
   std::size_t end;
-  Check::Finding finding;  // if the bytes end within the field
+  Check::Finding finding;  // the finding if the bytes end within the field
   std::size_t offset;
 };
 

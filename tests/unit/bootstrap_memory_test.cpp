@@ -52,8 +52,8 @@ TEST(BootstrapMemory, EncodingLeavesAStringWithSpareCapacityUnchanged) {
   EXPECT_EQ(output, "before" + BytesOf(specs));
 }
 
-// The successive contents of a new bootstrap specification while the bytes of `whole` are decoded
-// into it, one for each step that allocates.
+// Returns the content of a new bootstrap specification before, during and after decoding the bytes
+// of `whole`, field by field.
 std::vector<std::string> StagesOf(const Specs& whole) {
   Specs specs;
   std::vector<std::string> stages;
@@ -103,7 +103,8 @@ TEST(BootstrapMemory, DecodingFreesItsBufferAndKeepsDecodedFieldsIfAnyAllocation
     }
     EXPECT_EQ(All(specs), All(whole));
   }
-  // The buffer, five lists, split ends and case statistics; then decoding succeeds.
+  // The allocations of the buffer, five lists, split ends and case statistics fail; then decoding
+  // succeeds.
   EXPECT_EQ(count, 9);
 }
 

@@ -77,7 +77,7 @@ TEST(CloneDataSource, TheLastOfSeveralCopiesDeletesTheChainExactlyOnce) {
   EXPECT_EQ(deaths, 2);
 }
 
-// Records deletions in order.
+// A source that appends its name to `died` when it is destroyed.
 class NamedSource : public DataFreeDataSource {
  public:
   NamedSource(std::string name, std::string& died, ORVX_DataSource* parent = nullptr)
@@ -197,7 +197,7 @@ TEST(CloneDataSource, OfNothingHasRowsOfNoCells) {
   EXPECT_EQ(outer.GetObsAreaSize(), 0);
 }
 
-// The messages of the first write of a dataset with this source.
+// Returns the messages of the first write of a dataset with this source.
 std::vector<support::Said> MessagesOfTheFirstWrite(std::unique_ptr<ORVX_DataSource> source) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(*source.release(), "", /*quiet=*/true);

@@ -658,7 +658,7 @@ TEST_F(Properties, UsesLostByTheSameMoveAreNotReported) {
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
-// The source moved A, but the view moves the other variables past A.
+// The source has moved A. The comparison moves the other variables of the view instead.
 TEST_F(Properties, AVariableThatOthersPassKeepsItsUses) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));
@@ -881,7 +881,7 @@ TEST_F(Properties, AChangedDefinitionOverridesAClearedDirtyFlag) {
 
 class Everything : public Properties {
  protected:
-  // A source over a saved file with every property set.
+  // Gives the dataset a source that is built on a saved file, and sets every property.
   Everything() {
     Use(SystemFileDataSource::Open(folder.Write("first.csv")));
     auto upper = std::make_unique<CountingSource>(&Source());

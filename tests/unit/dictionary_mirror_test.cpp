@@ -25,7 +25,7 @@ LocallyUniqueID ID(char name) {
   return {1, static_cast<unsigned char>(name)};
 }
 
-// One variable for each letter, named and identified by it.
+// Returns one variable for each letter; the letter determines the name and the identifier.
 std::vector<ORVX_Variable> Vars(const std::string& names) {
   std::vector<ORVX_Variable> variables;
   for (const char name : names) variables.emplace_back(ID(name), std::string(1, name));

@@ -107,7 +107,7 @@ TEST(ErrorMessages, RejectEachOthersBytes) {
   EXPECT_THROW(ReadAll(BytesOf(error), report), VStreamError);
 }
 
-// The error text of decoding `bytes` as a Message.
+// Returns the error text of decoding `bytes` as a Message.
 template <class Message>
 std::string Complaint(const std::string& bytes) {
   Message message;

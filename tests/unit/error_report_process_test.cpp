@@ -36,7 +36,7 @@ void Send(int socket, const std::string& bytes) {
   throw std::system_error(errno, std::generic_category(), "the client");
 }
 
-// The next message; empty if the other end is closed.
+// Receives the next message. Returns an empty text if the other end is closed.
 std::string Receive(int socket) {
   char first = 0;
   const ssize_t size = recv(socket, &first, 1, MSG_PEEK | MSG_TRUNC);
@@ -66,7 +66,7 @@ class SocketProxy : public PackageProxy {
 // ---------------------------------------------------------------------------------------------
 // The client
 
-// A decoded report as one line that ends with the text.
+// Decodes a report and formats it as one line that ends with the text of the report.
 std::string Understood(const std::string& bytes) {
   VStream stream(bytes);
   std::int32_t command = 0;
@@ -92,7 +92,7 @@ std::string Understood(const std::string& bytes) {
   _exit(status);
 }
 
-// A client process during the lifetime of this object.
+// Runs a client process during the lifetime of this object.
 class Client {
  public:
   Client() {

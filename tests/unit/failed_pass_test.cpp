@@ -131,7 +131,8 @@ std::unique_ptr<ORVX_DataSource> FullDictionaryWithDashboard() {
   return source;
 }
 
-// Everything that messages carry: variables are deleted, inserted, moved and modified.
+// Changes everything that messages carry: deletes, inserts, moves and modifies variables, and
+// changes the properties.
 void ChangeEverything(SvrDMWriteableDataSource& writer) {
   auto& source = dynamic_cast<SourceWithRows&>(**writer);
   support::Replace(source, {Var("D"), Var("E"), Var("F"), Typed(Labelled(Var("A"), kLong), 24)});

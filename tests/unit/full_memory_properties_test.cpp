@@ -48,7 +48,7 @@ ORVX_DataSource::Extension Block(const std::string& bytes) {
       new ORVX_ExtensionImpl(0, 1, static_cast<long>(bytes.size()), bytes.data())));
 }
 
-// A monitor's arguments: the view has all old values, the source all new values.
+// The arguments of a monitor: the view has only old values, the source only new values.
 struct Arguments {
   Arguments() {
     view.SetMRSets({Set("old")});

@@ -751,7 +751,8 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOld) {
 
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
   EXPECT_FALSE(AnotherProcessMayWrite(other));
-  // The lowest free number is assigned: the old file's, because it was closed first.
+  // A new file gets the lowest free descriptor: the descriptor of the old file, because that file
+  // was closed first.
   EXPECT_EQ(fileno(item.lockedFile_), descriptor);
 }
 
@@ -860,7 +861,7 @@ TEST_F(SavedFile, IsChangedIfModifiedInAnotherSecond) {
   EXPECT_FALSE(item.SavFileExternallyChanged());
 }
 
-// An oddity that is kept: only seconds are compared.
+// An oddity that is kept: modification times are compared only to the second.
 TEST_F(SavedFile, IsUnchangedIfModifiedWithinTheSecond) {
   ModifyAt(path_, 2'000'000'000, 0);
   SvrDMItem item = Item(nullptr, path_);

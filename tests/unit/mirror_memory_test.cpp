@@ -1,4 +1,4 @@
-// A client when memory runs out while it applies a pass.
+// A client that runs out of memory while it applies a pass.
 
 #include <client/ChangeFrame.h>
 #include <client/ChangeStreamReader.h>

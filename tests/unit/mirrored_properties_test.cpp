@@ -112,7 +112,7 @@ std::string NameOf(LocallyUniqueID id) {
   return id.IsNull() ? "none" : support::NameOf(id);
 }
 
-// "weight A, filter B, split C D separately"
+// Formats the uses of variables, such as "weight A, filter B, split C D separately".
 std::string UsesOf(const DictionaryMirror& mirror) {
   const ORVX_DataSource& dictionary = mirror.Dictionary();
   std::string text = "weight " + NameOf(dictionary.GetWeightVariableID()) + ", filter " +
@@ -123,7 +123,7 @@ std::string UsesOf(const DictionaryMirror& mirror) {
   return text + (dictionary.GetSplitqSeparate() ? " separately" : "");
 }
 
-// Everything in a mirror.
+// Formats the whole content of a mirror.
 std::string StateOf(const DictionaryMirror& mirror) {
   const ORVX_DataSource& dictionary = mirror.Dictionary();
   return Names(dictionary) + "; " + UsesOf(mirror) + "; " + dictionary.GetFileSpec() + "; " +

@@ -56,7 +56,7 @@ class Handles : public testing::Test {
 using ReaderHandle = Handles;
 using WriterHandle = Handles;
 
-// The code of the ErrorMsg that a call throws; nothing if it throws none.
+// Returns the code of the ErrorMsg that `call` throws; nothing if it throws no ErrorMsg.
 std::optional<unsigned int> ErrorCodeOf(const std::function<void()>& call) {
   try {
     call();

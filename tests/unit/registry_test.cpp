@@ -563,7 +563,7 @@ TEST_F(RegistryTest, AnEmptyDatasetIsReportedAsCreatedWhenItGetsASource) {
   EXPECT_TRUE(item->NotifiedCreation());
 }
 
-// An oddity that is kept: a deletion is reported even if the creation was not.
+// An oddity that is kept: a deletion notice is sent even without a creation notice.
 TEST_F(RegistryTest, AnEmptyDatasetIsReportedAsDeletedWithoutACreationNotice) {
   RecordingRegistryObserver observer;
   registry_.Register(observer);
@@ -1200,7 +1200,7 @@ TEST_F(HandedOverSource, IsDeletedBelowAWrapperThatStaysWithTheHook) {
 }
 
 TEST_F(HandedOverSource, MayBeNull) {
-  hook_.answer = nullptr;  // not called
+  hook_.answer = nullptr;  // the hook must not be called
   registry_.RegisterFilter(&hook_);
 
   const LocallyUniqueID id = registry_.Add(std::unique_ptr<ORVX_DataSource>(), "survey", false);

@@ -80,7 +80,7 @@ inline bool AnotherProcessMayWrite(const std::string& path, int command = F_SETL
   return answer == 1;
 }
 
-// The open descriptors of this process.
+// Returns the number of open descriptors of this process.
 inline std::ptrdiff_t OpenDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                        std::filesystem::directory_iterator());

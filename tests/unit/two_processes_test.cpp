@@ -1,6 +1,6 @@
-// The example with a server and a client in two processes: complete runs, and runs in which the
-// client is killed after some passes, for every number of passes. Also processes that die while
-// sending or receiving a frame.
+// The example with a server and a client in two processes. It runs to its end, or its client is
+// killed after some number of passes. In other tests, a process dies while it sends or receives a
+// frame.
 
 #include <client/DictionaryDigest.h>
 #include <client/server/ChangeStreamObserver.h>
@@ -70,7 +70,7 @@ Played PlaySurvey(const std::string& more = "") {
   return Play(std::string("'") + SURVEY + "' " + more);
 }
 
-// The digests in "pass 1 <digest>", "pass 2 <digest>", ...
+// Returns the digests from "pass 1 <digest>", "pass 2 <digest>", ...
 std::vector<std::string> DigestsOf(const std::vector<std::string>& passes) {
   std::vector<std::string> digests;
   for (const std::string& pass : passes) {
@@ -143,8 +143,8 @@ TEST(TwoProcesses, AnInvalidFileIsAnError) {
 
 // --- other clients ---
 
-// The example's server with a shell script as the client; the socket is its standard input. The
-// server is killed, with status 137, after a minute.
+// Runs the example's server with a shell script as the client; the standard input of the script is
+// the socket. Kills the server after a minute, which gives it status 137.
 Played PlayWithClient(const std::string& script, int secondsToWait) {
   const TemporaryFolder folder;
   const std::string server = folder.Path("server");
@@ -220,11 +220,11 @@ TEST(TwoProcesses, AClientThatExitsInsideAFrameIsReportedOnce) {
 
 // --- inside a frame ---
 
-// A socket pair. Both ends close on exec; a forked child closes the other end.
+// A socket pair. Both ends close on exec.
 struct Connection {
   Connection() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0); }
 
-  int ends[2];  // the server's, the client's
+  int ends[2];  // the end of the server, then the end of the client
 };
 
 // Runs `act` in a forked process.

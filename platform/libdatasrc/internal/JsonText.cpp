@@ -1,5 +1,5 @@
-// Builds the tree from the parse events of nlohmann-json. Events have no position; an iterator that
-// counts the bytes read supplies it.
+// Builds the tree from the parse events of nlohmann-json. Events have no positions: they come from
+// an iterator that counts the bytes read.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/JsonText.h>

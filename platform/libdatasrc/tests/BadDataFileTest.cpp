@@ -13,7 +13,8 @@ using testing::StartsWith;
 
 class BadDataFile : public testing::Test {
  protected:
-  // The error text without the folder's name; "opened" if there is no error.
+  // Opens a file. Returns the error text without the name of the folder; "opened" if there is no
+  // error.
   std::string ErrorOf(const std::string& path) const {
     try {
       SystemFileDataSource::Open(path);

@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// The variable named by the letter, with an identifier for each letter.
+// Returns the variable whose name is the letter; each letter has its own identifier.
 ORVX_Variable Letter(char letter) {
   return ORVX_Variable(LocallyUniqueID(1, static_cast<unsigned>(letter)), std::string(1, letter));
 }
@@ -312,7 +312,8 @@ TEST_F(DataSource, SplitOfAnySizeTakesAnyNumberOfVariables) {
   EXPECT_FALSE(copy.GetSplitqSeparate());
 }
 
-// To move a variable, a snapshot first inserts it at the new position, then deletes it at the old.
+// To move a variable, a snapshot first inserts a copy at the new position, then deletes the
+// variable at the old position.
 TEST_F(DataSource, DeletingOneOfTwoVariablesWithTheSameIdentifierDropsItsUses) {
   const int indices[] = {2, 0};
   source.SetWeightVar(2);

@@ -1,4 +1,4 @@
-// Random edits of a dictionary, compared with a plain vector after each.
+// Random edits of a dictionary. After each edit, the dictionary is compared with a plain vector.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>

@@ -33,8 +33,8 @@ std::size_t BytesToOpen(const std::string& path) {
   return support::heap.bytes - before;
 }
 
-// The memory for opening a file whose schema has this many missing values and fields, with a column
-// for each field.
+// Returns the memory for opening a file whose schema has `count` missing values and `count` fields,
+// with a column for each field.
 std::size_t BytesToOpen(int count, const std::string& more = "") {
   const Folder folder;
   folder.Write("data.schema.json", Schema(count, count, more));

@@ -20,7 +20,7 @@
 #include <string_view>
 #include <vector>
 
-// A folder for a test's files, deleted with the object.
+// A folder for the files of a test, deleted with this object.
 class Folder {
  public:
   Folder() {
@@ -62,7 +62,7 @@ inline void PrintCell(const ORVX_Variable& variable, const OBS* cell, std::ostre
   }
 }
 
-// A row, its variables separated by blanks.
+// Formats a row, with blanks between the variables.
 inline std::string RowText(const ORVX_DataSource& dictionary, const OBS* row) {
   std::ostringstream text;
   for (int i = 0; i < dictionary.ColumnCount(); ++i) {
@@ -85,7 +85,7 @@ class PassedOn : public ORVX_DataSource {
   }
 };
 
-// Each row of a source.
+// Formats each row of a source.
 inline std::vector<std::string> Rows(const ORVX_DataSource& source) {
   std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));
   const std::unique_ptr<ObsIterator> iterator(source.MakeIterator(area.data()));

@@ -54,7 +54,7 @@ TEST_F(Filtered, DoesNotKnowTheNumberOfSelectedCases) {
 
   EXPECT_EQ(source.RowCount(), -1);
   EXPECT_EQ(Rows(source).size(), 3u);
-  EXPECT_EQ(source.RowCount(), -1);  // not even after reading all rows
+  EXPECT_EQ(source.RowCount(), -1);  // unknown, even after reading all rows
 }
 
 TEST_F(Filtered, LeavesOutDeclaredMissingValues) {
@@ -167,7 +167,7 @@ TEST(FilteredDataSource, IsLoadedWhenItsParentIs) {
   EXPECT_TRUE(FilteredDataSource(&loaded).IsLoaded());
 }
 
-// One case of one number.
+// A source with one case of one number.
 class OneNumber : public ORVX_DataSource {
  public:
   explicit OneNumber(double number) : number_(number) {

@@ -1,5 +1,5 @@
-// Each allocation of an operation fails in turn: the operation throws and changes nothing, or
-// succeeds.
+// Each allocation of an operation fails in turn. The operation must throw and change nothing, or
+// succeed.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -118,7 +118,7 @@ TEST(MemoryFault, DoesNotAffectDeletion) {
   DataFreeDataSource source;
   Fill(source);
   SplitBy(source, {0, 300, 511}, true);
-  // Whole blocks of the list, part of a block, and the rest.
+  // Deletes whole blocks of the list, then part of a block, then the rest.
   for (const auto& [first, last] : {std::pair(100, 400), std::pair(5, 5), std::pair(0, 209)}) {
     EXPECT_FALSE(FailsWithMemoryFor(0, [&, f = first, l = last] { source.DeleteVariables(f, l); }));
   }

@@ -1,4 +1,4 @@
-// Conversion of rows of one dictionary to another.
+// Conversion of rows of one dictionary to rows of another dictionary.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
 }
 
-// A variable of either dictionary: its identifier and its type.
+// A variable of a dictionary: its identifier and its type.
 struct Column {
   unsigned int serial;
   int type;
@@ -52,7 +52,7 @@ std::vector<OBS> Row(const std::vector<std::vector<OBS>>& values) {
   return row;
 }
 
-// A row of `from`, projected to `to`, as text. The area initially contains other bytes.
+// Projects a row of `from` to `to` and formats the result. The area initially contains other bytes.
 std::string Projected(const std::vector<Column>& from, const std::vector<OBS>& row,
                       const std::vector<Column>& to) {
   const auto target = Dictionary(to);
@@ -153,7 +153,7 @@ TEST(ObsProjector, KeepsNoReferenceToTheDictionaries) {
   EXPECT_EQ(area[0].number, 2);
 }
 
-// A row with the layout of `layout`, of a source with dictionary `from`, projected to `to`.
+// The same for a row with the layout of `layout`, of a source with dictionary `from`.
 std::string Projected(const std::vector<Column>& layout, const std::vector<OBS>& row,
                       const std::vector<Column>& from, const std::vector<Column>& to) {
   const auto rows = Dictionary(layout);

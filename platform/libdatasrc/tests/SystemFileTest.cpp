@@ -116,7 +116,7 @@ TEST_F(SystemFile, OnlyDecimalNumbersAreNumbers) {
   }
 }
 
-// The bits of a binary64 quiet NaN without sign and payload.
+// Whether the bits are those of a quiet NaN (binary64) without sign and payload.
 bool IsQuietNaN(double number) {
   constexpr std::uint64_t kQuietNaN = 0x7FF8000000000000;
   return (std::bit_cast<std::uint64_t>(number) & kQuietNaN) == kQuietNaN;
@@ -237,7 +237,7 @@ TEST_F(SystemFile, OpeningStopsAtTheRecordWhereTheCheckThrows) {
   EXPECT_THROW(SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,2\n\n3,4\n"), check),
                std::runtime_error);
 
-  EXPECT_EQ(records, 2);  // an empty line counts
+  EXPECT_EQ(records, 2);  // an empty line counts as a record
 }
 
 TEST_F(SystemFile, IteratorOutlivesItsSourceAndEdits) {

@@ -21,7 +21,7 @@ const LocallyUniqueID kRead(1, 1);
 const LocallyUniqueID kSing(1, 2);
 const LocallyUniqueID kWalk(15, 0x0FFFFFFE);
 
-// Every field differs from the default.
+// Returns a set in which every field differs from the default.
 VariableSetImpl Hobbies() {
   VariableSetImpl set;
   set.kind = VariableSetImpl::kIndicators;

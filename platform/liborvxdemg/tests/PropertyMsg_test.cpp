@@ -118,7 +118,7 @@ const std::string kExtensionBytes =
     "\x03\0\0\0" "a\0z"s;  // bytes
 // clang-format on
 
-// Without the common fields.
+// The bytes without the common fields.
 const std::string kImputationBytes =
     "\x1D\0\0\0"
     "DEMessages::ImputationInfoMsg"
@@ -427,7 +427,7 @@ INSTANTIATE_TEST_SUITE_P(PropertyMessages, EachPropertyMessage,
                                          kFileSpecBytes, kModifiedBytes, kTrendsBytes,
                                          kResetClientDataBytes, kExtensionBytes, kImputationBytes),
                          [](const auto& test) {
-                           // The class's name in the signature.
+                           // The name of the class, from the signature.
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 

@@ -1,4 +1,4 @@
-// Shared by the tests of change messages: the common arguments, and decoding.
+// The common arguments and the decoding of messages, for all tests of change messages.
 
 #ifndef LIBORVXDEMG_TESTS_READMESSAGES_H_
 #define LIBORVXDEMG_TESTS_READMESSAGES_H_
@@ -15,7 +15,7 @@
 inline constexpr unsigned int kSequence = 12;
 inline const LocallyUniqueID kDataset(0, 7);
 
-// The leading word 0, the dataset and the case sequence.
+// The bytes of the leading word 0, the dataset and the case sequence.
 inline const std::string kCommonBytes("\0\0\0\0\x70\0\0\0\x0C\0\0\0", 12);
 
 inline void ExpectCommonFields(const DataSetMsg& message) {
@@ -24,7 +24,7 @@ inline void ExpectCommonFields(const DataSetMsg& message) {
   EXPECT_EQ(message.GetCaseSequence(), kSequence);
 }
 
-// The one message in `bytes`.
+// Decodes the only message in `bytes`.
 inline std::unique_ptr<DataSetMsg> ReadMessage(std::string_view bytes) {
   VStream stream(bytes);
   std::unique_ptr<DataSetMsg> message = ReadDataSetMsg(stream);
@@ -32,7 +32,7 @@ inline std::unique_ptr<DataSetMsg> ReadMessage(std::string_view bytes) {
   return message;
 }
 
-// The message of class `Message` in `bytes`; null for another class.
+// Decodes a message of class `Message` from `bytes`; returns null for any other class.
 template <class Message>
 std::unique_ptr<Message> ReadAs(const std::string& bytes) {
   std::unique_ptr<DataSetMsg> message = ReadMessage(bytes);

@@ -27,7 +27,7 @@ ORVX_Variable VariableIn(std::string_view bytes) {
   return message.GetVariable();
 }
 
-// Every field differs from the default.
+// Returns a variable in which every field differs from the default.
 ORVX_Variable FullVariable() {
   ORVX_Variable variable(LocallyUniqueID(1, 0x0ABCDEF), "größe", 12);
   variable.SetLabel("Größe\nin cm");
@@ -115,7 +115,7 @@ TEST(VariableEncoding, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(BytesOfVariable(FullVariable()), VariableIn);
 }
 
-// The bytes of a variable with `part`, which occurs once, replaced by `other`.
+// Returns the bytes of a variable, with `other` in place of `part`, which occurs once.
 std::string Replaced(const ORVX_Variable& variable, const std::string& part,
                      const std::string& other) {
   std::string bytes = BytesOfVariable(variable);

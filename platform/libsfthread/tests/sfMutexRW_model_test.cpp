@@ -123,7 +123,7 @@ struct Model {
 
 // --- Permutations of threads -------------------------------------------------------------------
 
-using Order = std::array<std::size_t, kThreads>;  // for each place, the thread in it
+using Order = std::array<std::size_t, kThreads>;  // the thread at each place
 
 Model InOrder(const Model& model, const Order& order) {
   Model result = model;
@@ -204,7 +204,8 @@ class Plan {
   std::size_t Tried() const { return tried_.size(); }
 
  private:
-  // A state of the lock, with the calling thread marked in its remaining calls, and the call.
+  // A state of the lock and a call. In `callsLeft` of the state, only the calling thread has a
+  // call.
   using Transition = std::pair<Model, Call>;
 
   struct Node;
@@ -269,7 +270,7 @@ std::string InWords(const std::vector<Step>& steps) {
 // read.
 class Stage {
  public:
-  // Whether the run agreed with the model; also false for a run that took too long.
+  // Runs the steps. Returns whether the run agreed with the model; false if it took too long.
   bool Play(const std::vector<Step>& steps) {
     lock_ = &locks_.emplace_back();
     model_ = Start();
@@ -375,7 +376,7 @@ TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
   RecordProperty("late", late);
 }
 
-// The shortest runs to all states in which readers wait for a waiting writer.
+// Returns the shortest run to each state in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
   std::set<Model> seen;  // including the calls that are left

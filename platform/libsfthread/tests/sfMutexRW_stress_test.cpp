@@ -80,7 +80,7 @@ class Jobs {
     const std::lock_guard guard(mutex_);
     jobs_.push_back(std::move(job));
   }
-  // Runs one job. Returns false if there is none.
+  // Runs one job. Returns false if there is no job.
   bool DoOne() {
     std::function<void()> job;
     {
@@ -110,8 +110,8 @@ class Stress {
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
     std::vector<std::jthread> supporters;
-    // Releases locks passed to it and acquires none itself, so that threads that wait for the
-    // release cannot deadlock.
+    // This thread releases locks that other threads pass to it, and acquires no lock. So threads
+    // that wait for such a release cannot deadlock.
     supporters.emplace_back([this](std::stop_token stop) { DoJobs(toEnd_, stop); });
     for (int helper = 0; helper < kHelpers; ++helper) {
       supporters.emplace_back([this](std::stop_token stop) { DoJobs(toHelp_, stop); });

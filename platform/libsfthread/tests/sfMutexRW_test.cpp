@@ -25,7 +25,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// The first time for which a waiting writer blocks new readers.
+// The duration for which a waiting writer first blocks new readers.
 constexpr auto kFirstClosing = 80ms;
 // Time limit for expected events on a busy machine.
 constexpr auto kSoon = 5s;
@@ -376,7 +376,7 @@ TEST_F(MutexRWBehindAWriter, AThreadThatReleasedAnothersReadNests) {
   EndReads(2);
 }
 
-// Interleaving: a thread that reads waits for helpers, which read only once the writer waits.
+// Interleaving: a thread that reads waits for helpers, which start to read while the writer waits.
 TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
   Actor reader;
   std::array<Actor, 3> helpers;
@@ -475,7 +475,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
 }
 
 // Interleaving: the writer sleeps in writeLock(), then the new reader in readLock(), before the
-// first reader releases. Repeated if the machine was so slow that the reader was admitted.
+// first reader releases. The test repeats this if the machine was so slow that the reader was
+// admitted.
 TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
   for (int time = 0; time < 20; ++time) {
     Actor newReader;
@@ -526,8 +527,8 @@ TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   EXPECT_TRUE(next.tryWriteLock());
 }
 
-// Interleaving: the writer sleeps in writeLock() when the reader releases. It destroys the lock as
-// soon as it holds it, possibly before unlock() has returned.
+// Interleaving: the writer sleeps in writeLock() when the reader releases. The writer destroys the
+// lock as soon as it holds the lock, possibly before unlock() has returned.
 TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   for (int round = 0; round < 50; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
@@ -682,7 +683,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever)
 }
 
 // Threads that read repeatedly, evenly spread over the duration of a read, until stopped. Each
-// reads again while the others' reads are held.
+// thread reads again while the reads of the other threads are held.
 class OverlappingReaders {
  public:
   // `hold` is called by the thread with the given number when it reads, and releases the read after
@@ -725,7 +726,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile50MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// The reads are longer than the first time for which readers are blocked.
+// The reads are longer than the duration for which readers are first blocked.
 TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   sfMutexRW lock;
   const OverlappingReaders readers(lock, 3, 200ms, [&](int) {

@@ -39,7 +39,8 @@ constexpr auto kBytes =
     "\x03\x00\x00\x00"
     "\x01\x00\x02\x00"sv;
 
-// The error text of decoding a point from `bytes`; decoding must fail before the fields.
+// Returns the error text of decoding a point from `bytes`. Decoding must fail before it reads the
+// fields.
 std::string Complaint(std::string_view bytes) {
   VStream stream(bytes);
   Point point;

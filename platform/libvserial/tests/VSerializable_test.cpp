@@ -74,7 +74,7 @@ TEST(Serializable, IsAllocatedByTheCommonAllocator) {
 }
 
 // In the Itanium C++ ABI a pointer to a virtual member function holds the byte offset in the
-// virtual table, on most processors plus 1. The destructor takes the first two slots.
+// virtual table, plus 1 on most processors. The destructor takes the first two slots.
 template <class Member>
 std::size_t SlotOf(Member member) {
   std::uintptr_t offset = 0;

@@ -18,7 +18,7 @@ namespace {
 using namespace std::string_view_literals;
 using testing::HasSubstr;
 
-// The bytes that `operation` writes for `value`.
+// Returns the bytes that `operation` writes for `value`.
 template <class Value>
 std::string Written(void (VStream::*operation)(Value&), Value value) {
   VStream stream;
@@ -48,7 +48,7 @@ std::vector<Number> Extremes() {
   return {Limits::min(), static_cast<Number>(-1), 0, 1, 42, Limits::max()};
 }
 
-// The text of the error that `read` throws.
+// Returns the text of the error that `read` throws.
 template <class Read>
 std::string ComplaintOf(std::string_view bytes, Read read) {
   VStream stream(bytes);
@@ -201,7 +201,7 @@ TEST(VStreamReading, ATruncatedRecordIsRejectedAtItsEnd) {
   const std::string bytes = SampleBytes();
 
   for (std::size_t size = 0; size < bytes.size(); ++size) {
-    // In an exact allocation, so that the address sanitizer detects a read past the end.
+    // A copy in an exact allocation, so that the address sanitizer detects a read past the end.
     const std::vector<char> cut(bytes.data(), bytes.data() + size);
     VStream stream(std::string_view(cut.data(), cut.size()));
     Everything back;

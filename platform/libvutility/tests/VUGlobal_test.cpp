@@ -29,7 +29,7 @@ struct Throwing : VUGlobal {
   Throwing() { throw std::runtime_error("no"); }
 };
 
-// The number of calls of the global operators by `action`.
+// Runs `action` and returns its number of calls of the global operators.
 template <class Action>
 long GlobalCallsOf(Action action) {
   support::heap = {};

@@ -27,8 +27,8 @@ struct Client final : SvrDMDataSetObserver {
   std::size_t messages = 0;
 };
 
-// Returns the number of variables of a filtered source over a clone of `names` variables, after
-// deleting one.
+// Makes a filtered source over a clone with `names` variables and deletes one of its variables.
+// Returns how many remain.
 int ShownOf(int names) {
   auto source = std::make_unique<DataFreeDataSource>();
   for (int i = 0; i < names; ++i) {

@@ -22,7 +22,7 @@ namespace {
 
 struct Mean {
   std::string name;
-  std::size_t cell;  // in the row
+  std::size_t cell;  // the index of the first cell in the row
   double sum = 0;
   double weights = 0;
 };
