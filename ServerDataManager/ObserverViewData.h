@@ -17,9 +17,11 @@ struct SvrDMObserverView::Data {
   bool resetClientData = false;  // clients must drop their case data
   bool bulkVarMoves = false;     // the next Update replaces the whole variable list
 
-  // Not part of the fixed layout: Whether variables, row count, weight, filter, trends or split
-  // changed; other changes do not count. Cleared after the comparison of the attributes; if an
-  // Update throws before that, a later Update clears it.
+  // The fields below are not part of the fixed layout.
+
+  // Whether variables, row count, weight, filter, trends or split changed; other changes do not
+  // count. Cleared after the comparison of the attributes; if an Update throws before that, a later
+  // Update clears it.
   bool anyChange = false;
   // The number of split variables as last reported. The view has fewer if some of them were
   // deleted.

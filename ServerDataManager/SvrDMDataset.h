@@ -31,8 +31,8 @@ class SvrDMDataSetObserver;
 class SDM_EXPORT SvrDMDataset {
  public:
   // By identifier, in the given registry or in the registry of the process. Throws ErrorMsg, code
-  // 2001, if the registry has no such dataset. Threads: any. Takes the registry lock; so does the
-  // next constructor.
+  // 2001, if the registry has no such dataset.
+  // Threads: any. Takes the registry lock; so does the next constructor.
   SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id);
   explicit SvrDMDataset(LocallyUniqueID id);
 

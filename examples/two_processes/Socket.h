@@ -33,8 +33,8 @@ class Socket {
   std::optional<std::string> ReceiveFrame();
 
   int SendAnswer(Answer answer);
-  // Returns nothing at the end of the stream. Throws std::runtime_error if no answer comes in time,
-  // or it is invalid.
+  // Returns nothing at the end of the stream. Throws std::runtime_error if no valid answer comes in
+  // time.
   std::optional<Answer> ReceiveAnswer();
 
  private:

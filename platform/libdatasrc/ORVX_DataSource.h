@@ -225,7 +225,8 @@ class SDM_EXPORT ORVX_DataSource {
 
   // For a class that passes on the rows of `source` unchanged: RowLayout() then returns the
   // RowLayout() of `source`, which is borrowed while this source lives. `source` is null if there
-  // are no rows. Threads: not safe; call before other threads use this source.
+  // are no rows.
+  // Threads: not safe; call before other threads use this source.
   void SetRowLayout(const ORVX_DataSource* source);
 
  private:

@@ -214,7 +214,7 @@ SourceWithRows* Layered(ORVX_DataSource* parent) {
   return child.release();
 }
 
-// Sets a source on a dataset without one.
+// Replaces or removes the source.
 void ChangeSource(SvrDMWriteableDataSource& writer, const Change& change) {
   ORVX_DataSource* const present = writer.GetDataSource();
   if (change.kind == Change::NoSource) return writer.SetDataSet(nullptr);

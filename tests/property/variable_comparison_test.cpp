@@ -75,8 +75,8 @@ class RandomEdits {
     }
   }
 
-  // Changes a variable through a reference obtained before the last pass, if the reference is still
-  // valid.
+  // HoldReference keeps a reference to a variable; EditThroughHeldReference changes the variable
+  // through that reference.
   void HoldReference() {
     held_ = Source().ColumnCount() == 0 ? nullptr
                                         : &Source().GetVariable(Below(Source().ColumnCount()));

@@ -17,8 +17,8 @@ namespace support {
 enum class Shortage { Lasts, Passes };
 
 // After `count` successful allocations, the next allocations fail (see Shortage), until
-// EndShortage() or destruction. Only one object may exist at a time. Threads: only while no other
-// thread allocates.
+// EndShortage() or destruction. Only one object may exist at a time.
+// Threads: only while no other thread allocates.
 class MemoryFor {
  public:
   explicit MemoryFor(long count, Shortage shortage = Shortage::Lasts);
@@ -32,7 +32,8 @@ void EndShortage();
 // Counts one allocation without allocating. Returns whether the allocation would succeed.
 bool OneMoreIsLeft();
 
-// Makes every allocation of this thread fail. Threads: any; each thread needs its own object.
+// Makes every allocation of this thread fail.
+// Threads: any; each thread needs its own object.
 class NoMemoryForThisThread {
  public:
   NoMemoryForThisThread();

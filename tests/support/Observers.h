@@ -19,7 +19,8 @@
 
 namespace support {
 
-// Records the messages of each pass. Threads: the thread that sends the notice.
+// Records the messages of each pass.
+// Threads: the thread that sends the notice.
 class RecordingObserver : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {

@@ -88,7 +88,7 @@ class ColumnReader {
                 Quoted(record.Field(index)) + " in column " + Quoted(name_) + " " + reason);
   }
 
-  // Unknown for a number without categories: the file does not determine it.
+  // Unknown for a number without categories, because the file does not determine the level.
   MeasurementLevel Level() const {
     const bool hasCategories = field_ != nullptr && !field_->categories.empty();
     if (hasCategories && field_->categoriesOrdered) return MeasurementLevel::Ordinal;

@@ -116,7 +116,7 @@ TEST_F(SystemFile, OnlyDecimalNumbersAreNumbers) {
   }
 }
 
-// Whether the bits are those of a quiet NaN (binary64) without sign and payload.
+// Whether all bits of kQuietNaN are set, as in every quiet NaN (binary64).
 bool IsQuietNaN(double number) {
   constexpr std::uint64_t kQuietNaN = 0x7FF8000000000000;
   return (std::bit_cast<std::uint64_t>(number) & kQuietNaN) == kQuietNaN;

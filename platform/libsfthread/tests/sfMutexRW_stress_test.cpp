@@ -73,7 +73,7 @@ class Waits {
   long count_ = 0;
 };
 
-// Jobs for other threads, in any order.
+// Jobs that other threads run, in any order.
 class Jobs {
  public:
   void Give(std::function<void()> job) {
