@@ -12,7 +12,8 @@ struct SvrDMObserverView::Data {
   // The order of the fields is fixed: other binaries depend on it.
   SvrDMItem& item;          // borrowed: it owns this view
   DataFreeDataSource view;  // the dictionary as last reported
-  // The row count as last reported. No data source returns -2, so the first comparison reports it.
+  // The row count as last reported. Initially -2, which is never a row count, so that the first
+  // comparison reports the row count.
   long long rowCount = -2;
   bool resetClientData = false;  // clients must drop their case data
   bool bulkVarMoves = false;     // the next Update replaces the whole variable list

@@ -59,7 +59,7 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
   // The case sequence of the dataset when the message was built.
   unsigned int GetCaseSequence() const { return caseSequence_; }
 
-  // Calls the operation of `visitor` for this message's class. Its exceptions propagate.
+  // Calls the operation of `visitor` for this message's class. Exceptions of the visitor propagate.
   virtual void Accept(DataSetMsgVisitor& visitor) const = 0;
 
   // The message in plain English, without the common fields:

@@ -268,7 +268,7 @@ class TwoInTurns {
   // Creates a handle, calls its argument, and releases the handle.
   using Hold = std::function<void(const std::function<void()>&)>;
 
-  // `isOtherThere` is called by a thread, 0 or 1, while it holds the lock.
+  // Each thread calls `isOtherThere` with its number, 0 or 1, while it holds the lock.
   TwoInTurns(Hold hold, std::function<bool(const TwoInTurns&, int)> isOtherThere)
       : hold_(std::move(hold)), isOtherThere_(std::move(isOtherThere)) {
     for (int self : {0, 1}) threads_.emplace_back([this, self] { Run(self); });

@@ -103,7 +103,7 @@ class RandomEdits {
     return ORVX_Variable(ORVX_Variable::NextID(), NewText(), Below(3));
   }
 
-  // Returns a new identifier; with repeatsIDs_, maybe an identifier of the dictionary.
+  // Returns a new identifier, or with repeatsIDs_ an identifier of the dictionary.
   LocallyUniqueID AnyID(int number) {
     if (!repeatsIDs_) return ORVX_Variable::NextID();
     return Source().GetVariable(number % Source().ColumnCount()).GetID();

@@ -137,7 +137,8 @@ TEST(LocallyUniqueIDGenerator, WrapsItsWholeWordWithoutACheck) {
   EXPECT_EQ(generator.Next(), LocallyUniqueID(7, 0));
 }
 
-// An oddity that is kept: a check would change the identifiers that clients know.
+// An oddity that is kept: if the generator skipped the null identifier, clients would see other
+// identifiers.
 TEST(LocallyUniqueIDGenerator, OfTheLastDomainReachesTheNullIdentifier) {
   LocallyUniqueIDGenerator generator(15, 0x0FFFFFFF);
 

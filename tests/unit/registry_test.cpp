@@ -1171,7 +1171,8 @@ TEST_F(HandedOverSource, BelongsToTheHookIfTheResultIsNotBuiltOnIt) {
   ORVX_DataSource* const given = source.get();
   const std::string longName(100, 'n');
 
-  // One allocation, for the list of sources given to the hook; none for an item.
+  // The allocation for the list of sources given to the hook succeeds; the allocation for the item
+  // fails.
   EXPECT_TRUE(FailsWithMemoryFor(
       1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 
@@ -1191,7 +1192,8 @@ TEST_F(HandedOverSource, IsDeletedBelowAWrapperThatStaysWithTheHook) {
   std::unique_ptr<ORVX_DataSource> source = Chain();
   const std::string longName(100, 'n');
 
-  // One allocation, for the list of sources given to the hook; none for an item.
+  // The allocation for the list of sources given to the hook succeeds; the allocation for the item
+  // fails.
   EXPECT_TRUE(FailsWithMemoryFor(
       1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 

@@ -379,7 +379,7 @@ TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
 // Returns the shortest run to each state in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
-  std::set<Model> seen;  // including the calls that are left
+  std::set<Model> seen;  // models with different numbers of calls left differ
   std::set<Model> states;
   std::deque<std::pair<Model, std::vector<Step>>> open = {{Start(), {}}};
   while (!open.empty()) {
