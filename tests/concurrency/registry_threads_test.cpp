@@ -245,7 +245,7 @@ TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
 }
 
 // While the hook runs under the registry lock, the other threads do not wait for that lock.
-TEST(RegistryThreads, RegistryLockIsAcquiredNeitherWithoutANoticeNorByRegisterFilter) {
+TEST(RegistryThreads, NeitherNotifyCreateWithoutANoticeNorRegisterFilterTakesTheRegistryLock) {
   ServerDataManager registry;
   AskedHook hook, another;
   RecordingRegistryObserver observer;
@@ -337,7 +337,7 @@ TEST(RegistryThreads, ANotificationPassSetsAFileNameWhileAnotherThreadComparesIt
 }
 
 // For the thread sanitizer: setting and comparing names takes only the leaf lock.
-TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByTheirs) {
+TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByHandleName) {
   constexpr int kRounds = 200;
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");

@@ -199,7 +199,7 @@ class SavedFileOnDisk : public testing::Test {
 // ---------------------------------------------------------------------------------------------
 // Changes by other programs
 
-TEST_F(SavedFileOnDisk, TouchedLaterIsChanged) {
+TEST_F(SavedFileOnDisk, IsChangedIfTouchedInALaterSecond) {
   Hold();
   EXPECT_FALSE(CountsAsChanged());
 
@@ -209,7 +209,7 @@ TEST_F(SavedFileOnDisk, TouchedLaterIsChanged) {
 }
 
 // An oddity that is kept: modification times are compared only to the second.
-TEST_F(SavedFileOnDisk, TouchedWithinTheSameSecondIsUnchanged) {
+TEST_F(SavedFileOnDisk, IsUnchangedIfTouchedWithinTheSameSecond) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] {
@@ -221,7 +221,7 @@ TEST_F(SavedFileOnDisk, TouchedWithinTheSameSecondIsUnchanged) {
   EXPECT_FALSE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, WrittenInPlaceIsChanged) {
+TEST_F(SavedFileOnDisk, IsChangedIfWrittenInPlace) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess(
@@ -231,7 +231,7 @@ TEST_F(SavedFileOnDisk, WrittenInPlaceIsChanged) {
   EXPECT_TRUE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, TruncatedIsChangedAndStaysOpen) {
+TEST_F(SavedFileOnDisk, IsChangedAndStaysOpenIfTruncated) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] { return truncate(path_.c_str(), 0); }), 0);
@@ -240,7 +240,7 @@ TEST_F(SavedFileOnDisk, TruncatedIsChangedAndStaysOpen) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFileOnDisk, DeletedIsUnchangedAndStaysOpen) {
+TEST_F(SavedFileOnDisk, IsUnchangedAndStaysOpenIfDeleted) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] { return unlink(path_.c_str()); }), 0);
@@ -250,7 +250,7 @@ TEST_F(SavedFileOnDisk, DeletedIsUnchangedAndStaysOpen) {
 }
 
 // An oddity that is kept: the open file is checked, not the name.
-TEST_F(SavedFileOnDisk, ReplacedByARenameIsUnchangedUntilOpenedAgain) {
+TEST_F(SavedFileOnDisk, IsUnchangedAfterAReplacingRenameUntilItIsOpenedAgain) {
   SvrDMItemPtr item = Hold();
   const std::string other = folder_.Write("other.tsv");
 
@@ -276,7 +276,7 @@ TEST_F(SavedFileOnDisk, StaysOpenAfterReadPermissionIsRemoved) {
   EXPECT_FALSE(CountsAsChanged());
 }
 
-TEST_F(SavedFileOnDisk, UnreadableIsSilentlyNotOpenedAndRetried) {
+TEST_F(SavedFileOnDisk, OpeningFailsSilentlyAndIsRetriedIfTheFileIsUnreadable) {
   std::filesystem::permissions(folder_.Path("."), std::filesystem::perms(0755));
   ASSERT_EQ(chmod(path_.c_str(), 0), 0);
   SvrDMItemPtr item(nullptr);
@@ -295,7 +295,7 @@ TEST_F(SavedFileOnDisk, UnreadableIsSilentlyNotOpenedAndRetried) {
   EXPECT_EQ(Held(), 1);
 }
 
-TEST_F(SavedFileOnDisk, UnknownFileIsUnchanged) {
+TEST_F(SavedFileOnDisk, AnUnknownFileIsUnchanged) {
   Hold();
   fstatCalls = 0;
 
@@ -346,7 +346,7 @@ TEST_F(SavedFileOnDisk, ARefusedLockIsRetriedOnlyWhenTheFileIsOpenedAgain) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFileOnDisk, LockBelongsToTheOpenFileNotToTheProcess) {
+TEST_F(SavedFileOnDisk, TheLockBelongsToTheOpenFileNotToTheProcess) {
   Hold();
 
   // Releases every lock of the process on the file.
@@ -488,7 +488,7 @@ TEST_F(SavedFileOnDisk, IsClosedIfAnyAllocationOfAddFails) {
   EXPECT_GT(failures, 3);
 }
 
-TEST_F(SavedFileOnDisk, IsSilentlyNotOpenedWithoutDescriptorsAndRetried) {
+TEST_F(SavedFileOnDisk, OpeningFailsSilentlyAndIsRetriedIfThereAreNoDescriptors) {
   SvrDMItemPtr item(nullptr);
   {
     const NoDescriptors none;

@@ -134,7 +134,7 @@ TEST(BootstrapBytes, OfAFullSpecificationAreThese) {
   EXPECT_EQ(Hexadecimal(BytesOf(FullBootstrapSpecs())), Hexadecimal(kNative));
 }
 
-TEST(BootstrapBytes, OfADefaultSpecificationAre55) {
+TEST(BootstrapBytes, OfADefaultSpecificationAre55Bytes) {
   const std::string bytes = BytesOf(Specs());
 
   EXPECT_THAT(bytes, SizeIs(55));
@@ -160,13 +160,13 @@ TEST(BootstrapBytes, GrowByFourForEveryElementAndTwelveForEveryCaseStatistic) {
   EXPECT_THAT(BytesOf(specs), SizeIs(55 + 4 * 5 + 12 * 3));
 }
 
-TEST(BootstrapBytes, AreAppended) {
+TEST(BootstrapBytes, AreAppendedToTheOutput) {
   std::string bytes = "before";
   Serializer::serializeSpecs(FullBootstrapSpecs(), bytes);
   EXPECT_EQ(Hexadecimal(bytes), Hexadecimal("before" + kNative));
 }
 
-TEST(BootstrapBytes, AppendedBytesAreDecodedAfterTheFirst) {
+TEST(BootstrapBytes, ASecondSpecificationIsDecodedAfterTheFirst) {
   Specs first;
   first.SetNSamples(17);
   std::string bytes = BytesOf(first);
@@ -237,7 +237,7 @@ TEST(BootstrapBytes, WithoutStrataKeepTheStrata) {
   EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(5));
 }
 
-TEST(BootstrapBytes, WithoutListsKeepAllListsAndSetTheRest) {
+TEST(BootstrapBytes, WithoutListsKeepAllListsAndSetTheOtherFields) {
   Specs specs = FullBootstrapSpecs();
   Serializer::deserializeSpecs(BytesOf(Specs()), specs);
 
@@ -338,7 +338,7 @@ TEST(BootstrapBytes, KeepUncommonDoublesOfTheOtherByteOrderBitForBit) {
 
 // ---- swapping -----------------------------------------------------------------------------------
 
-TEST(SwappedBytes, AreExactlyTheGivenBytes) {
+TEST(SwappedBytes, OnlyTheGivenNumberOfBytesIsReversed) {
   const std::pair<unsigned int, const char*> expected[] = {{0, "<abcdefgh>"}, {1, "<abcdefgh>"},
                                                            {2, "<bacdefgh>"}, {3, "<cbadefgh>"},
                                                            {4, "<dcbaefgh>"}, {8, "<hgfedcba>"}};

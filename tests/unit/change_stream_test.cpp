@@ -208,7 +208,7 @@ TEST_F(ChangeStream, ASnapshotBeforeTheFirstPassIsRequestedTwice) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, ALostFrameIsDetectedAtTheNext) {
+TEST_F(ChangeStream, ALostFrameIsDetectedAtTheNextFrame) {
   Register();
   Label("first");
   DeliverAll();
@@ -397,7 +397,7 @@ TEST_F(ChangeStream, IsLostWithTheFirstFrameThatCannotBeSent) {
   EXPECT_EQ(channel.sends, 2);
 }
 
-TEST_F(ChangeStream, LostIsUnregisteredAndReportedOnce) {
+TEST_F(ChangeStream, ALostStreamIsUnregisteredAndReportedOnce) {
   Register();
   channel.failure = [] { return short{32}; };
   Label("first");
@@ -448,7 +448,7 @@ TEST_F(ChangeStream, IsLostWithASnapshotThatCannotBeSent) {
   EXPECT_TRUE(stream.IsLost());
 }
 
-TEST_F(ChangeStream, LostDoesNotAffectOtherObservers) {
+TEST_F(ChangeStream, ALostStreamDoesNotAffectOtherObservers) {
   Register();
   support::RecordingObserver other;
   Dataset().Register(other);

@@ -98,7 +98,7 @@ TEST(CloneDataSource, DeletesTheSourceBeforeItsParents) {
   EXPECT_EQ(died, "head middle root ");
 }
 
-TEST(CloneDataSource, OwnsWhatItAdopts) {
+TEST(CloneDataSource, OwnsTheAdoptedSource) {
   int deaths = 0;
   auto clone = SvrDMCloneDataSource::Adopt(std::make_unique<CountedSource>(deaths));
 
@@ -108,7 +108,7 @@ TEST(CloneDataSource, OwnsWhatItAdopts) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST(CloneDataSource, OverAnotherCloneKeepsItAlive) {
+TEST(CloneDataSource, ACloneOfACloneKeepsItAlive) {
   int deaths = 0;
   auto inner = std::make_unique<SvrDMCloneDataSource>(new CountedRows(deaths, 2));
   auto copyOfInner = std::make_unique<SvrDMCloneDataSource>(*inner);
@@ -187,7 +187,7 @@ TEST(CloneDataSource, ACloneOfNothingHasNoParentsAndNoRows) {
   EXPECT_FALSE(rows->Next());
 }
 
-TEST(CloneDataSource, OfNothingHasRowsOfNoCells) {
+TEST(CloneDataSource, ACloneOfNothingHasRowsOfNoCells) {
   const SvrDMCloneDataSource clone(nullptr);
   const SvrDMCloneDataSource outer(new SvrDMCloneDataSource(clone));
 
@@ -209,7 +209,7 @@ std::vector<support::Said> MessagesOfTheFirstWrite(std::unique_ptr<ORVX_DataSour
   return observer.passes.at(0);
 }
 
-TEST(CloneDataSource, OfNothingIsComparedAsAnEmptySource) {
+TEST(CloneDataSource, ACloneOfNothingIsComparedAsAnEmptySource) {
   const std::vector<support::Said> messages =
       MessagesOfTheFirstWrite(std::make_unique<DataFreeDataSource>());
 
@@ -217,7 +217,7 @@ TEST(CloneDataSource, OfNothingIsComparedAsAnEmptySource) {
   EXPECT_EQ(MessagesOfTheFirstWrite(SvrDMCloneDataSource::Adopt(nullptr)), messages);
 }
 
-TEST(CloneDataSource, AdoptedFromNothingIsACloneOfNothing) {
+TEST(CloneDataSource, AdoptingNullMakesACloneOfNothing) {
   EXPECT_EQ(SvrDMCloneDataSource::Adopt(nullptr)->Source(), nullptr);
 }
 
@@ -243,7 +243,7 @@ TEST(CloneDataSource, ShowParentsSetsTheParentAndReturnsTheOldState) {
   EXPECT_FALSE(clone.ShowParents(false));
 }
 
-TEST(CloneDataSource, OfNothingHasNoParentToShow) {
+TEST(CloneDataSource, ACloneOfNothingHasNoParentToShow) {
   SvrDMCloneDataSource clone(nullptr);
 
   EXPECT_FALSE(clone.ShowParents(true));
@@ -251,7 +251,7 @@ TEST(CloneDataSource, OfNothingHasNoParentToShow) {
   EXPECT_EQ(clone.GetParentSource(), nullptr);
 }
 
-TEST(CloneDataSource, NParentsIsThatOfItsSourceRegardlessOfShowParents) {
+TEST(CloneDataSource, HasAsManyParentsAsItsSourceRegardlessOfShowParents) {
   int deaths = 0;
   SvrDMCloneDataSource clone(new CountedSource(deaths, new CountedSource(deaths)));
 
@@ -467,7 +467,7 @@ TEST_F(FilterOnAnEditedClone, AlsoReadsThroughACloneOfTheClone) {
   EXPECT_THAT(RowsSelectedBy("n"), SizeIs(3));
 }
 
-TEST(CloneDataSource, OfNothingHasNoRowsForAFilter) {
+TEST(CloneDataSource, ACloneOfNothingHasNoRowsForAFilter) {
   SvrDMCloneDataSource clone(nullptr);
   clone.MakeVariable(Var("A"), nullptr);
 
@@ -484,7 +484,7 @@ TEST(CloneDataSource, KeepsTheLayoutOfItsSourceAfterEdits) {
   EXPECT_EQ(support::RowsLaidOutBy(*clone.RowLayout(), clone), RowsOf(*file));
 }
 
-TEST(CloneDataSource, OverAnEditedCloneKeepsTheBottomLayout) {
+TEST(CloneDataSource, ACloneOfAnEditedCloneKeepsTheLayoutOfTheInnermostSource) {
   const auto file = SystemFileDataSource::Open(SURVEY);
   auto inner = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY));
   inner->DeleteVariables(2, 9);
@@ -496,7 +496,7 @@ TEST(CloneDataSource, OverAnEditedCloneKeepsTheBottomLayout) {
   EXPECT_EQ(support::RowsLaidOutBy(*outer.RowLayout(), outer), RowsOf(*file));
 }
 
-TEST(CloneDataSource, OfNothingHasNoLayout) {
+TEST(CloneDataSource, ACloneOfNothingHasNoLayout) {
   EXPECT_EQ(SvrDMCloneDataSource(nullptr).RowLayout(), nullptr);
   EXPECT_EQ(SvrDMCloneDataSource(new SvrDMCloneDataSource(nullptr)).RowLayout(), nullptr);
 }
@@ -588,7 +588,7 @@ TEST_F(CloneThatShowsItsParent, MayHideItAgainBeforeItsDatasetIsDestroyed) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, IsDeletedWithItsDatasetAndTheChainOnce) {
+TEST_F(CloneThatShowsItsParent, IsDeletedWithItsDatasetAndDeletesTheChainOnce) {
   const LocallyUniqueID id = registry.Add(*Shown().release(), "", /*quiet=*/true);
 
   EXPECT_EQ(deaths, 0);
@@ -667,7 +667,7 @@ TEST_F(CloneThatShowsItsParent, BelowAnotherCloneIsDeletedOnce) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, BelowAnotherCloneOfADatasetIsDeletedOnce) {
+TEST_F(CloneThatShowsItsParent, BelowAnotherCloneInADatasetIsDeletedOnce) {
   const LocallyUniqueID id = registry.Add(*Shown(Shown()).release(), "", /*quiet=*/true);
 
   registry.Delete(id);

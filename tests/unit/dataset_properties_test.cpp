@@ -659,7 +659,7 @@ TEST_F(Properties, UsesLostByTheSameMoveAreNotReported) {
 }
 
 // The source has moved A. The comparison moves the other variables of the view instead.
-TEST_F(Properties, AVariableThatOthersPassKeepsItsUses) {
+TEST_F(Properties, AVariableKeepsItsUsesIfOtherVariablesAreMovedPastIt) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));
     WeightBy(source, "A");
@@ -963,7 +963,7 @@ TEST_F(Everything, ChangedInOneWriteWithoutFilterIsReportedInThisOrder) {
                   Dirty(true));
 }
 
-TEST_F(Everything, ChangedIsReportedOnceAndTheViewEqualsTheSource) {
+TEST_F(Everything, IsReportedOnceAndThenTheViewEqualsTheSource) {
   ChangeEverything();
   FilterBy(Source(), "B");
   view.Update();
@@ -989,7 +989,7 @@ TEST_F(Everything, ChangedIsReportedOnceAndTheViewEqualsTheSource) {
   EXPECT_TRUE(View().IsDirty());
 }
 
-TEST_F(Everything, HasDatasetAndCaseSequenceExceptTheImputation) {
+TEST_F(Everything, IsReportedWithDatasetAndCaseSequenceExceptTheImputation) {
   item.CaseSequence() = 35;
   ChangeEverything();
   FilterBy(Source(), "B");
@@ -1132,7 +1132,7 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
 
 // The arrays of a split have room for eight variables; SplitSource checks that only two are
 // requested.
-TEST_F(AnsweredSplit, ShortIsReadOnlyUpToItsLength) {
+TEST_F(AnsweredSplit, OfTwoVariablesIsReadOnlyUpToItsLength) {
   Answers().split = {Id("A"), Id("C")};
   view.Update();
   EXPECT_MESSAGES(Queue(), Split("A C"));

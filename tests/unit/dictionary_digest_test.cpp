@@ -160,7 +160,7 @@ TEST(DictionaryDigest, IsTheSameFromAReusedDigester) {
   }
 }
 
-TEST(DictionaryDigest, OfOneDigesterSeparatesTwoSources) {
+TEST(DictionaryDigest, OfManySourcesIsCorrectFromOneDigester) {
   DictionaryDigester digester;
   const auto states = DifferentStates();
   for (const State& state : states) {
@@ -169,7 +169,7 @@ TEST(DictionaryDigest, OfOneDigesterSeparatesTwoSources) {
   }
 }
 
-TEST(DictionaryDigest, FindsVariablesMovedFar) {
+TEST(DictionaryDigest, IsCorrectAfterVariablesMovedFar) {
   const auto source = Dictionary("");
   for (int i = 0; i < 200; ++i) {
     source->MakeVariable(ORVX_Variable(LocallyUniqueID(2, static_cast<unsigned int>(i)), "v"),
@@ -208,7 +208,7 @@ TEST(DictionaryDigest, UsesTheEqualityOfMessages) {
   EXPECT_EQ(DigestOf(*with), DigestOf(*without));
 }
 
-TEST(DictionaryDigest, ExcludesWhatMessagesDoNotCarryCompletely) {
+TEST(DictionaryDigest, ExcludesPropertiesThatMessagesDoNotCarryCompletely) {
   const auto plain = FullDictionary();
   const auto other = FullDictionary();
   const auto parent = Dictionary("Z");
@@ -229,7 +229,7 @@ TEST(DictionaryDigest, OfThisDictionaryNeverChanges) {
   EXPECT_EQ(DigestOf(source).AsText(), "04b568e52f94f1f2ef1395824c3478c4");
 }
 
-TEST(DictionaryDigest, AsTextIsThirtyTwoDigits) {
+TEST(DictionaryDigest, AsTextHasThirtyTwoDigits) {
   EXPECT_EQ((DictionaryDigest{0x0123456789abcdef, 0xf}).AsText(),
             "0123456789abcdef000000000000000f");
 }

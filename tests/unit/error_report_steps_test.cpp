@@ -76,7 +76,7 @@ TEST_F(StepsOfAReport, AreTheSameIfTheChannelThrows) {
       steps, ElementsAre("response made", "message made", "sent", "message gone", "response gone"));
 }
 
-TEST_F(StepsOfAReport, AreNoneForADroppedWarning) {
+TEST_F(StepsOfAReport, ADroppedWarningHasNoSteps) {
   monitor.DoNotReportWarnings();
   monitor.Report(ErrorText("Disk nearly full", 2));
   EXPECT_THAT(steps, IsEmpty());

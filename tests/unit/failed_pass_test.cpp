@@ -328,7 +328,7 @@ TEST(FailedPass, IsCompletedByTheReleaseOfTheWriter) {
   });
 }
 
-TEST(FailedPass, MayFailAtAnyAllocationOfAFullChange) {
+TEST(FailedPass, AFullChangeHasManyAllocationsThatMayFail) {
   EXPECT_GT(ForEachFailure(Everything(), [](ChangedDataset&) {}), 150);
 }
 

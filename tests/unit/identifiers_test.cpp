@@ -37,12 +37,12 @@ TEST(LocallyUniqueID, IsConstructedFromItsWord) {
   EXPECT_TRUE(LocallyUniqueID::FromWord(0xFFFFFFFF).IsNull());
 }
 
-TEST(LocallyUniqueID, DropsDomainBitsAboveFour) {
+TEST(LocallyUniqueID, DropsDomainBitsAboveTheLowFour) {
   EXPECT_EQ(LocallyUniqueID(16, 5), LocallyUniqueID(0, 5));
   EXPECT_EQ(LocallyUniqueID(0xFFFFFFF2, 5), LocallyUniqueID(2, 5));
 }
 
-TEST(LocallyUniqueID, DropsSerialBitsAbove28) {
+TEST(LocallyUniqueID, DropsSerialBitsAboveTheLow28) {
   EXPECT_EQ(LocallyUniqueID(0, 0x10000000), LocallyUniqueID(0, 0));
   EXPECT_EQ(LocallyUniqueID(1, 0xF0000007), LocallyUniqueID(1, 7));
 }
@@ -63,7 +63,7 @@ TEST(LocallyUniqueID, IsNullWhenBuiltFromTheLargestDomainAndSerial) {
   EXPECT_FALSE(LocallyUniqueID(0, 0).IsNull());
 }
 
-TEST(LocallyUniqueID, IsEqualIfDomainAndSerialAre) {
+TEST(LocallyUniqueID, IsEqualIfDomainAndSerialAreEqual) {
   const LocallyUniqueID id(4, 9);
 
   EXPECT_TRUE(id == LocallyUniqueID(4, 9));
@@ -223,7 +223,7 @@ TEST_F(RefCountPtrTest, ACopySharesTheObject) {
   EXPECT_EQ(first->Count(), 1);
 }
 
-TEST_F(RefCountPtrTest, MovedFromKeepsItsReference) {
+TEST_F(RefCountPtrTest, AMovedFromPointerKeepsItsReference) {
   Pointer first(Make("a"));
   Pointer second(std::move(first));
   Pointer third(nullptr);
@@ -232,7 +232,7 @@ TEST_F(RefCountPtrTest, MovedFromKeepsItsReference) {
   EXPECT_EQ(third->Count(), 3);
 }
 
-TEST_F(RefCountPtrTest, AssigningAPointerReleasesTheOldObjectAndSharesTheNew) {
+TEST_F(RefCountPtrTest, AssigningAPointerReleasesTheOldObjectAndSharesTheNewObject) {
   Pointer target(Make("a"));
   const Pointer source(Make("b"));
   TakeCalls();
@@ -244,7 +244,7 @@ TEST_F(RefCountPtrTest, AssigningAPointerReleasesTheOldObjectAndSharesTheNew) {
   EXPECT_THAT(TakeCalls(), ElementsAre("remove a", "destroy a", "add b"));
 }
 
-TEST_F(RefCountPtrTest, AssigningARawPointerReleasesTheOldObjectAndSharesTheNew) {
+TEST_F(RefCountPtrTest, AssigningARawPointerReleasesTheOldObjectAndSharesTheNewObject) {
   Pointer target(Make("a"));
   Witness* const other = Make("b");
   TakeCalls();
@@ -255,7 +255,7 @@ TEST_F(RefCountPtrTest, AssigningARawPointerReleasesTheOldObjectAndSharesTheNew)
   EXPECT_THAT(TakeCalls(), ElementsAre("remove a", "destroy a", "add b"));
 }
 
-TEST_F(RefCountPtrTest, AssigningAnUnshareableObjectReleasesTheOldBeforeCopying) {
+TEST_F(RefCountPtrTest, AssigningAnUnshareableObjectReleasesTheOldObjectBeforeCopying) {
   const std::unique_ptr<Witness> other(Make("b"));
   other->MarkUnshareable();
   Pointer target(Make("a"));
@@ -301,7 +301,7 @@ TEST_F(RefCountPtrTest, AssigningItsOwnUnshareableObjectMakesNoCopy) {
   EXPECT_THAT(TakeCalls(), IsEmpty());
 }
 
-TEST_F(RefCountPtrTest, EmptyMakesNoCallWhenItIsDestroyedCopiedOrAssignedOver) {
+TEST_F(RefCountPtrTest, AnEmptyPointerMakesNoCallWhenItIsDestroyedCopiedOrAssignedTo) {
   Witness* const object = Make("a");
   {
     const Pointer empty(nullptr);

@@ -189,7 +189,7 @@ TEST(SourceChain, EndsAtACloneThatMakesAnIterator) {
 // ---------------------------------------------------------------------------------------------
 // Replacing the data source
 
-TEST_F(ChainOfThree, ReplacedByItsParentDeletesOnlyTheFirst) {
+TEST_F(ChainOfThree, ReplacedByItsParentDeletesOnlyTheFirstSource) {
   SvrDMItem item = Item(a_);
 
   item.SetDataSet(b_);
@@ -199,7 +199,7 @@ TEST_F(ChainOfThree, ReplacedByItsParentDeletesOnlyTheFirst) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByItsRootDeletesAllBelowIt) {
+TEST_F(ChainOfThree, ReplacedByItsRootDeletesAllOtherSources) {
   SvrDMItem item = Item(a_);
 
   item.SetDataSet(c_);
@@ -740,7 +740,7 @@ TEST_F(SavedFile, IsClosedByUnlockAndCanBeLockedAgain) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOld) {
+TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOldFile) {
   SvrDMItem item = Item(nullptr, path_);
   const std::string other = folder_.Write("other.tsv");
   const int descriptor = fileno(item.lockedFile_);
@@ -777,7 +777,7 @@ TEST_F(SavedFile, IsClosedForAnEmptyName) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, FailsToOpenSilentlyAndIsRetried) {
+TEST_F(SavedFile, OpeningFailsSilentlyAndIsRetriedIfTheFileDoesNotExist) {
   const std::string late = folder_.Path("late.tsv");
   SvrDMItem item = Item(nullptr, late);
   EXPECT_EQ(item.lockedFile_, nullptr);
@@ -1055,7 +1055,7 @@ TEST_F(MangledPassword, WithoutASavedFileIsTheValueSetWithThePassword) {
   EXPECT_FALSE(empty.PasswordMangled());
 }
 
-TEST_F(MangledPassword, IsThatOfASavedFileSource) {
+TEST_F(MangledPassword, ComesFromASavedFileSource) {
   SvrDMItem mangled = Item(File(true));
   SvrDMItem plain = Item(File(false));
   plain.Password("secret", true);
@@ -1064,7 +1064,7 @@ TEST_F(MangledPassword, IsThatOfASavedFileSource) {
   EXPECT_FALSE(plain.PasswordMangled());
 }
 
-TEST_F(MangledPassword, IsThatOfASavedFileParent) {
+TEST_F(MangledPassword, ComesFromASavedFileParent) {
   SvrDMItem mangled = Item(new DataFreeDataSource(File(true)));
   SvrDMItem plain = Item(new DataFreeDataSource(File(false)));
   plain.Password("secret", true);

@@ -144,7 +144,7 @@ std::string Refusal(DictionaryMirror& mirror, std::unique_ptr<DataSetMsg> messag
   return "was applied";
 }
 
-TEST(MirroredProperties, AreInitiallyThoseOfAnEmptyDictionary) {
+TEST(MirroredProperties, InitiallyEqualThePropertiesOfAnEmptyDictionary) {
   const DictionaryMirror mirror;
   const ORVX_DataSource& dictionary = mirror.Dictionary();
   EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split");
@@ -187,7 +187,7 @@ TEST(MirroredProperties, AMovedVariableLosesItsUses) {
   EXPECT_EQ(UsesOf(mirror), "weight A, filter none, split C separately");
 }
 
-TEST(MirroredProperties, VariablesThatOthersPassKeepTheirUses) {
+TEST(MirroredProperties, VariablesKeepTheirUsesIfOtherVariablesAreMovedPastThem) {
   DictionaryMirror mirror = MirrorInUse();
   Apply(mirror, PassOf(Moved(4, 0), Inserted("F")));
   EXPECT_EQ(UsesOf(mirror), "weight A, filter B, split C D separately");
@@ -214,7 +214,7 @@ TEST(MirroredProperties, AUseSetLaterInThePassIsKept) {
   EXPECT_EQ(UsesOf(mirror), "weight A, filter B, split C D separately");
 }
 
-TEST(MirroredProperties, AnEmptyLabelIsNone) {
+TEST(MirroredProperties, AnEmptyLabelRemovesTheLabel) {
   DictionaryMirror mirror;
   Apply(mirror, PassOf(About<FileLabelChangeMsg>("National survey")));
   EXPECT_STREQ(mirror.Dictionary().GetLabel(), "National survey");
@@ -222,7 +222,7 @@ TEST(MirroredProperties, AnEmptyLabelIsNone) {
   EXPECT_EQ(mirror.Dictionary().GetLabel(), nullptr);
 }
 
-TEST(MirroredProperties, FileSpecificationRowCountAndDirtyFlagAreTheLastReported) {
+TEST(MirroredProperties, FileSpecificationRowCountAndDirtyFlagHaveTheLastReportedValues) {
   DictionaryMirror mirror;
   Apply(mirror, PassOf(About<FileSpecChangeMsg>("/data/a.tsv", true),
                        About<ResetClientDataMsg>(1847LL), About<DataSetModifiedMsg>(true)));

@@ -211,7 +211,7 @@ TEST_F(Monitors, ARemovedExtensionIsReportedAsAnEmptyBlock) {
   EXPECT_FALSE(MonitorExtension(view, source, 0, item));
 }
 
-TEST_F(Monitors, AnAbsentExtensionEqualsAnEmptyOne) {
+TEST_F(Monitors, AnAbsentExtensionEqualsAnEmptyExtension) {
   source.SetExtension(ORVX_DataSource::Extension(MakeBlock(0, "")));
   EXPECT_FALSE(MonitorExtension(view, source, 0, item));
   EXPECT_MESSAGES(Queue());

@@ -101,19 +101,19 @@ TEST_F(View, AnEmptyDictionaryReportsNoVariable) {
 
 // --- Insertions ---
 
-TEST_F(View, AVariableInsertedInTheMiddleIsAnchoredOnTheNext) {
+TEST_F(View, AVariableInsertedInTheMiddleIsAnchoredOnTheNextVariable) {
   StartWith("A B");
   UpdateTo("A D B");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(Var("D")).Before("B"));
 }
 
-TEST_F(View, AVariableInsertedAtTheFrontIsAnchoredOnTheFirst) {
+TEST_F(View, AVariableInsertedAtTheFrontIsAnchoredOnTheFirstVariable) {
   StartWith("A B");
   UpdateTo("D A B");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").Before("A"));
 }
 
-TEST_F(View, AVariableAppendedHasNoAnchor) {
+TEST_F(View, AnAppendedVariableHasNoAnchor) {
   StartWith("A B");
   UpdateTo("A B D");
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("D").AtEnd());
@@ -143,7 +143,7 @@ TEST_F(View, AnInsertedVariableNeedsNoModification) {
   EXPECT_FALSE(Source().IsDirty());
 }
 
-TEST_F(View, AVariableReplacedByOneOfTheSameNameIsInsertedAndDeleted) {
+TEST_F(View, ReplacingAVariableByAVariableOfTheSameNameIsAnInsertionAndADeletion) {
   StartWith("A");
   const ORVX_Variable namesake = Renamed(Var("another"), "A");
   UpdateTo({namesake});
@@ -464,7 +464,7 @@ TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
 
 // --- Platforms of other vendors ---
 
-TEST(SplitOfAnySize, UsesSetSplitIfThePlatformHasNoOther) {
+TEST(SplitOfAnySize, UsesSetSplitIfThePlatformLacksSetSplitOfAnySize) {
   struct OtherSource {
     void SetSplit(unsigned int count, const int* indices, bool separate) {
       split.assign(indices, indices + count);

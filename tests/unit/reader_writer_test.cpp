@@ -348,7 +348,7 @@ TEST_F(TryHandle, UnknownIdentifierThrows) {
 }
 
 // A try with the constructor has side effects: see the tests below.
-TEST_F(TryHandle, ThatFailsChangesNothing) {
+TEST_F(TryHandle, AFailedTryChangesNothing) {
   {
     const auto reader = Reader();
     EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, nullptr));

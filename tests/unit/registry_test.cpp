@@ -157,7 +157,7 @@ TEST_F(RegistryTest, ANewDatasetHasItsSourceItsRegistryAndNoHandleNameOrPassword
   EXPECT_TRUE(item->NotifyDelete());
 }
 
-TEST_F(RegistryTest, ADatasetAddedWithAPasswordHasItAndItsFlag) {
+TEST_F(RegistryTest, ADatasetAddedWithAPasswordHasThePasswordAndItsFlag) {
   const auto plain = registry_.Add(NewSource(), "a", "open", /*passwordFlag=*/false, true);
   const auto mangled = registry_.Add(NewSource(), "b", "%x1", /*passwordFlag=*/true, true);
 
@@ -175,7 +175,7 @@ TEST_F(RegistryTest, ADatasetAddedWithAnIdentifierHasTheGivenCaseSequence) {
   EXPECT_EQ(registry_.GetDataSet(id)->CaseSequence(), 41U);
 }
 
-TEST_F(RegistryTest, ADatasetAddedEmptyHasNoSourceAndNoNames) {
+TEST_F(RegistryTest, AnEmptyDatasetHasNoSourceAndNoNames) {
   const SvrDMItemPtr item = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/true));
 
   EXPECT_EQ(item->DataSource(), nullptr);
@@ -218,7 +218,7 @@ TEST_F(RegistryTest, AFileNameIsComparedOnlyWhenADatasetIsAdded) {
   EXPECT_EQ(second->FileName(), "survey");
 }
 
-TEST_F(RegistryTest, AFileNameIsInUseIgnoringCaseUntilItsDeletion) {
+TEST_F(RegistryTest, AFileNameIsInUseIgnoringCaseUntilItsDatasetIsDeleted) {
   const LocallyUniqueID id = Add("/data/Größe.tsv");
 
   EXPECT_TRUE(registry_.data_->FileNameInUse("/DATA/GRÖSSE.TSV"));
@@ -768,7 +768,7 @@ TEST_F(RegistryTest, ADatasetDeletedInsideItsDeletionNoticeIsDeletedOnce) {
   EXPECT_THAT(Ids(), ElementsAre(other));
 }
 
-TEST_F(RegistryTest, DeletingAnEarlierDatasetInsideADeletionNoticeDeletesNoOther) {
+TEST_F(RegistryTest, DeletingAnEarlierDatasetInsideADeletionNoticeDeletesNoOtherDataset) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID first = Add();
   const LocallyUniqueID second = Add();
@@ -811,7 +811,7 @@ TEST_F(RegistryTest, ARegistryClearedInsideADeletionNoticeIsEmptyAfterwards) {
   EXPECT_EQ(Count(), 0U);
 }
 
-TEST_F(RegistryTest, ClearingContinuesIfAnObserverDeletesOthers) {
+TEST_F(RegistryTest, ClearingContinuesIfAnObserverDeletesOtherDatasets) {
   RecordingRegistryObserver observer;
   for (int i = 0; i < 4; ++i) Add();
   observer.onDeleted = [&](LocallyUniqueID id) {

@@ -102,7 +102,7 @@ TEST_F(StepsOfHandles, AWriterNotifiesThenCountsAsAReaderWhileReleasing) {
   EXPECT_EQ(item->WritersCount(), 0);
 }
 
-TEST_F(StepsOfHandles, ATryOnlyWriterReleasesLikeAnyOther) {
+TEST_F(StepsOfHandles, ATryOnlyWriterReleasesLikeAnyOtherWriter) {
   { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/true, nullptr); }
 
   EXPECT_THAT(steps, ElementsAre("tried write lock with 0 readers, 1 writers",

@@ -350,7 +350,7 @@ class MidFrame : public testing::Test {
 };
 
 // The frame is larger than the socket buffer, so the writer that sends it waits for the client.
-TEST_F(MidFrame, AClientThatDiesIsLostAndANewOneGetsASnapshot) {
+TEST_F(MidFrame, AClientThatDiesIsLostAndANewClientGetsASnapshot) {
   const std::string large(8 << 20, 'x');
   {
     const Connection connection;

@@ -48,7 +48,7 @@ TEST(Attributes, HaveOneOrMoreTextsPerName) {
                                             Pair("x", ElementsAre(""))));
 }
 
-TEST(Attributes, SetReplacesAndSettingNoValuesRemoves) {
+TEST(Attributes, SetReplacesTheValuesAndAnEmptyListRemovesTheAttribute) {
   DatasourceAttributes attributes = Attributes({{"a", {"1"}}, {"b", {"2"}}});
   attributes.Set("a", {"3", "4"});
   attributes.Set("b", {});
@@ -60,7 +60,7 @@ TEST(Attributes, AreEqualRegardlessOfTheOrderOfSetting) {
   EXPECT_TRUE(Attributes({{"a", {"1"}}, {"b", {"2"}}}) == Attributes({{"b", {"2"}}, {"a", {"1"}}}));
 }
 
-TEST(Attributes, DifferByNameValueOrderOfValuesAndNumber) {
+TEST(Attributes, DifferInNamesValuesOrderOfValuesOrNumberOfValues) {
   const DatasourceAttributes attributes = Attributes({{"a", {"1", "2"}}});
   EXPECT_FALSE(attributes == Attributes({{"A", {"1", "2"}}}));
   EXPECT_FALSE(attributes == Attributes({{"a", {"1", "3"}}}));
@@ -156,7 +156,7 @@ TEST(DashboardInfo, IsOnlyTheAttributesUnderItsPrefix) {
   EXPECT_EQ(source.GetAttributes(), others);
 }
 
-TEST(DashboardInfo, IsClearedOnce) {
+TEST(DashboardInfo, ClearingReturnsWhetherThereWasAny) {
   DataFreeDataSource source;
   source.SetAttributes(Attributes({{"dashboard.layout", {"wide"}}}));
   EXPECT_TRUE(ClearDashboardInfo(source));

@@ -46,7 +46,7 @@ TEST_F(BadDataFile, EmptyFileNameIsReportedAsMissing) {
   EXPECT_THROW(SystemFileDataSource::Open(std::string("a\0b", 3)), DataFileError);
 }
 
-TEST_F(BadDataFile, ErrorsHaveSeparateParts) {
+TEST_F(BadDataFile, AnErrorHasFileLineAndColumn) {
   try {
     SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,2\n3\n"));
     FAIL() << "opened";

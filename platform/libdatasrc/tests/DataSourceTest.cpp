@@ -256,7 +256,7 @@ TEST_F(DataSource, KeepsWeightAndFilterByIdentifier) {
   EXPECT_TRUE(source.GetFilterVariableID().IsNull());
 }
 
-TEST_F(DataSource, KeepsTheSplitByIdentifierInTheOrderGiven) {
+TEST_F(DataSource, KeepsTheSplitByIdentifierInTheGivenOrder) {
   const int indices[] = {2, 0};
   source.SetSplit(2, indices, true);
   source.DeleteVariables(1, 1);
@@ -506,7 +506,7 @@ TEST_F(DataSource, RowLayoutIsItsOwnDictionary) {
   EXPECT_EQ(above.RowLayout(), &above);
 }
 
-TEST_F(DataSource, RowLayoutIsThatOfTheSourceWhoseRowsItPassesOn) {
+TEST_F(DataSource, ASourceThatPassesOnRowsHasTheRowLayoutOfTheirSource) {
   const RowsOfAnother below(&source);
   RowsOfAnother above(&below);
   above.CopyDictionary(&source);

@@ -78,11 +78,11 @@ TEST(Extension, DiffersByVersionUnlessEmpty) {
   EXPECT_TRUE(MakeExtension(7, "", 1) == MakeExtension(7, "", 2));
 }
 
-TEST(Extension, EmptyDiffersFromEmptyOfAnotherType) {
+TEST(Extension, EmptyExtensionsOfDifferentTypesDiffer) {
   EXPECT_FALSE(MakeExtension(7, "") == MakeExtension(19, ""));
 }
 
-TEST(Extension, AbsentEqualsEmpty) {
+TEST(Extension, AnAbsentExtensionEqualsAnEmptyExtension) {
   const DataFreeDataSource without;
   DataFreeDataSource with;
   with.SetExtension(MakeExtension(7, "", 2));
@@ -93,7 +93,7 @@ TEST(Extension, AbsentEqualsEmpty) {
 
 // --- In a data source ---
 
-TEST(ExtensionOfASource, AbsentHasAnEmptyBlockNotNull) {
+TEST(ExtensionOfASource, HasAnEmptyBlockIfItIsAbsent) {
   const DataFreeDataSource source;
   const Extension absent(source, 7);
   ASSERT_TRUE(absent.Impl().IsValid());

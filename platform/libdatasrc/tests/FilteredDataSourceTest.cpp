@@ -159,7 +159,7 @@ TEST(FilteredDataSource, RejectsRowsOfTheWrongLength) {
                std::invalid_argument);
 }
 
-TEST(FilteredDataSource, IsLoadedWhenItsParentIs) {
+TEST(FilteredDataSource, IsLoadedIfItsParentIsLoaded) {
   OneCell parent;
   DataFreeDataSource loaded;
 

@@ -184,14 +184,14 @@ TEST(Snapshot, DropsTheUsesOfVariablesThatLeave) {
   EXPECT_FALSE(snapshot.GetSplitqSeparate());
 }
 
-TEST(Snapshot, OfItselfStaysAsItIs) {
+TEST(Snapshot, MatchingItselfChangesNothing) {
   DataFreeDataSource source;
   Append(source, 0, 3);
   source.MatchVariables(source);
   EXPECT_EQ(source.ColumnCount(), 3);
 }
 
-TEST(Block, OfAPositionOutsideTheDictionaryIsRefused) {
+TEST(Block, BlockAtAPositionOutsideTheDictionaryThrows) {
   DataFreeDataSource source;
   EXPECT_THROW(source.BlockAt(0), std::out_of_range);
   Append(source, 0, 3);

@@ -87,7 +87,7 @@ TEST(VariableSets, ANewSetIsPlainAndEmpty) {
                                       std::vector<LocallyUniqueID>()));
 }
 
-TEST(VariableSets, ListsAreEqualIfEachSetIs) {
+TEST(VariableSets, ListsOfEqualSetsAreEqual) {
   const std::vector<VariableSet> sets = Wrapped({Hobbies(), Named("x")});
   EXPECT_TRUE(sets == ReadExtension(TextOf({Hobbies(), Named("x")}), 7));
   EXPECT_FALSE(sets == Wrapped({Named("x"), Hobbies()}));
@@ -95,7 +95,7 @@ TEST(VariableSets, ListsAreEqualIfEachSetIs) {
   EXPECT_FALSE(sets == Wrapped({Hobbies()}));
 }
 
-TEST(VariableSets, ANewSourceHasNone) {
+TEST(VariableSets, ANewSourceHasNoSets) {
   const DataFreeDataSource source;
   EXPECT_THAT(source.GetMRSets(), IsEmpty());
   EXPECT_THAT(source.GetVariableSets(), IsEmpty());
@@ -115,7 +115,7 @@ TEST(VariableSets, KeepTheirOrderAndReplaceTheOldSets) {
   EXPECT_THAT(NamesOf(source.GetVariableSets()), ElementsAre("a", "b"));
 }
 
-TEST(VariableSets, TwoKindsAreSeparateLists) {
+TEST(VariableSets, BothKindsOfSetsAreSeparateLists) {
   DataFreeDataSource source;
   source.SetMRSets({Hobbies()});
   source.SetVariableSets({Named("demography")});

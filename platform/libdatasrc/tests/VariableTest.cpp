@@ -73,7 +73,7 @@ TEST(Variable, UnsharedIsChangedInPlace) {
   EXPECT_EQ(&variable.GetName(), name);
 }
 
-TEST(Variable, MovingCopies) {
+TEST(Variable, MovingMakesACopy) {
   ORVX_Variable original = Age();
   const ORVX_Variable target = std::move(original);
 
@@ -103,7 +103,7 @@ TEST(Variable, AcceptsItsOwnFieldAsAnArgument) {
   EXPECT_EQ(copy.GetLabel(), "");
 }
 
-TEST(Variable, RejectsANegativeTypeAndKeepsTheOldOne) {
+TEST(Variable, RejectsANegativeTypeAndKeepsTheOldType) {
   ORVX_Variable variable(LocallyUniqueID(1, 1), "x", 3);
 
   EXPECT_THROW(variable.SetType(-1), std::invalid_argument);

@@ -27,7 +27,7 @@ class RefCntObject : public testing::Test {
   int deletions_ = 0;
 };
 
-TEST_F(RefCntObject, StartsWithNoReferenceAndShareable) {
+TEST_F(RefCntObject, StartsShareableWithoutReferences) {
   const Counted object(deletions_);
 
   EXPECT_EQ(object.ReferenceCount(), 0U);
@@ -95,7 +95,7 @@ TEST_F(RefCntObject, AssigningDoesNotChangeCountAndFlag) {
   EXPECT_TRUE(source.IsShareable());
 }
 
-TEST_F(RefCntObject, MovingIsCopying) {
+TEST_F(RefCntObject, MovingMakesACopy) {
   Counted original(deletions_);
   original.AddReference();
 

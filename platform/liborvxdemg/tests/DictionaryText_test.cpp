@@ -26,11 +26,11 @@ class DifferencesOfVariables : public testing::Test {
   ORVX_Variable after = before;
 };
 
-TEST_F(DifferencesOfVariables, NoDifferenceIsNone) {
+TEST_F(DifferencesOfVariables, EqualVariablesHaveNoDifferences) {
   EXPECT_THAT(Found(before, after), IsEmpty());
 }
 
-TEST_F(DifferencesOfVariables, TheIdentifierIsNoDifference) {
+TEST_F(DifferencesOfVariables, TheIdentifierIsNotCompared) {
   after.SetID(LocallyUniqueID(1, 8));
   EXPECT_THAT(Found(before, after), IsEmpty());
 }
@@ -67,7 +67,7 @@ TEST(DictionaryText, LevelsUseTheNamesOfStevensScales) {
   EXPECT_STREQ(DictionaryText::Level(MeasurementLevel::Ratio), "ratio");
 }
 
-TEST_F(DifferencesOfVariables, ValuesAreShownAsTheyAre) {
+TEST_F(DifferencesOfVariables, ListsOfValuesAreShownCompletely) {
   after.SetValueLabels({{1.5, "some"}, {std::string("x"), "other"}});
   after.SetMissingValues({{DataValue(-9.0), DataValue(std::string("NA"))}});
   after.SetAttributes({{"source", {"form", "page 2"}}});

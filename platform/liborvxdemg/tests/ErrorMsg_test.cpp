@@ -35,7 +35,7 @@ TEST(ErrorMsg, RoundTrips) {
   EXPECT_EQ(message.GetText(), "Gone");
 }
 
-TEST(ErrorMsg, IsCaughtByValueAsThrown) {
+TEST(ErrorMsg, KeepsCodeAndTextWhenItIsThrown) {
   try {
     throw ErrorMsg(2001, "");
   } catch (const ErrorMsg& error) {

@@ -185,7 +185,7 @@ TEST_F(ExtNameStrOpening, WithoutDenyWriteTakesNoLock) {
   EXPECT_TRUE(other.LockForWriting());
 }
 
-TEST_F(ExtNameStrOpening, TwoMayDenyWritingAtTheSameTime) {
+TEST_F(ExtNameStrOpening, TwoOpenFilesMayDenyWritingAtTheSameTime) {
   const File first = Open(Path("data.tsv"), "r", ExtNameStr::kDenyWrite);
   File second = Open(Path("data.tsv"), "r", ExtNameStr::kDenyWrite);
   OtherProgram other(Path("data.tsv"));

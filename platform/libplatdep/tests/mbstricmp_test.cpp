@@ -43,7 +43,7 @@ TEST(CaselessCompare, IgnoresCaseBeyondAscii) {
   EXPECT_TRUE(AreEqual("ПРОВЕРКА", "проверка"));
 }
 
-TEST(CaselessCompare, OneLetterMayEqualTwo) {
+TEST(CaselessCompare, OneLetterMayEqualTwoLetters) {
   EXPECT_TRUE(AreEqual("Größe", "GRÖSSE"));
   EXPECT_TRUE(AreEqual("GRÖẞE", "größe"));
   EXPECT_TRUE(AreEqual("ß", "sS"));

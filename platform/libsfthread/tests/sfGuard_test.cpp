@@ -35,7 +35,7 @@ TEST(Mutex, IsHeldFromLockToUnlock) {
   EXPECT_TRUE(IsFree(mutex));
 }
 
-TEST(Mutex, ASuccessfulTryHoldsIt) {
+TEST(Mutex, ASuccessfulTryHoldsTheMutex) {
   sfMutex mutex;
 
   ASSERT_TRUE(mutex.tryLock());

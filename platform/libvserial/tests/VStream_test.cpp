@@ -277,7 +277,7 @@ TEST(VStreamReading, ACountBeyondTheBytesIsRejected) {
             "at byte 0: expected a count of at most 0 in what is left, found 3");
 }
 
-TEST(VStreamReading, RemainingBytesAreRejectedAtTheExpectedEnd) {
+TEST(VStreamReading, ExpectEndRejectsRemainingBytes) {
   std::uint8_t byte = 0;
 
   EXPECT_EQ(ComplaintOf("\x01\x02\x03",

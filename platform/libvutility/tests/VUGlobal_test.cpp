@@ -39,7 +39,7 @@ long GlobalCallsOf(Action action) {
 
 constexpr std::size_t kTooMuch = std::numeric_limits<std::ptrdiff_t>::max();
 
-TEST(VUGlobal, TheGlobalOperatorsOfThisProgramCount) {
+TEST(VUGlobal, TheGlobalOperatorsOfThisProgramCountCalls) {
   EXPECT_EQ(GlobalCallsOf([] { ::operator delete(::operator new(8)); }), 2);
 }
 
