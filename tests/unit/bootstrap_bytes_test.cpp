@@ -130,7 +130,7 @@ std::string WithLastByte(char byte, std::string bytes) {
 
 // ---- writing ------------------------------------------------------------------------------------
 
-TEST(BootstrapBytes, OfAFullSpecificationAreThese) {
+TEST(BootstrapBytes, OfAFullSpecificationHaveThisEncoding) {
   EXPECT_EQ(Hexadecimal(BytesOf(FullBootstrapSpecs())), Hexadecimal(kNative));
 }
 

@@ -405,7 +405,7 @@ TEST_F(Properties, ARemovedLabelIsReportedAsEmpty) {
   EXPECT_EQ(View().GetLabel(), nullptr);
 }
 
-TEST_F(Properties, AnEmptyLabelCountsAsNone) {
+TEST_F(Properties, AnEmptyLabelEqualsNoLabel) {
   Source().SetLabel("");
   view.Update();
   EXPECT_MESSAGES(Queue());
