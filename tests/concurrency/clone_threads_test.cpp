@@ -283,7 +283,7 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
     const SvrDMInputDataSource reader(registry, waiting, /*tryOnly=*/false);
     MakeIteratorOf(**reader);
   });
-  ASSERT_TRUE(maker.Waits());  // in the job of its iterator, until the writer is released
+  ASSERT_TRUE(maker.Waits());  // until the writer is released
 
   WatchedThread owner([&] { MakeIteratorOf(***writer); });
 

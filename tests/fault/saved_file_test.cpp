@@ -100,7 +100,7 @@ class WritingProcess {
   pid_t process_ = -1;
 };
 
-// During its lifetime, file permissions apply to this process, even as root.
+// While an object exists, file permissions apply to this process, even as root.
 class OrdinaryUser {
  public:
   OrdinaryUser() { changed_ = was_ == 0 && seteuid(65534) == 0; }
@@ -118,7 +118,7 @@ class OrdinaryUser {
   bool changed_ = false;
 };
 
-// During its lifetime, this process cannot open another file. Does not limit the number of
+// While an object exists, this process cannot open another file. Does not limit the number of
 // descriptors, because the sanitizers need some.
 class NoDescriptors {
  public:
@@ -449,7 +449,7 @@ TEST_F(SavedFileOnDisk, ThousandsOfAddedAndDeletedDatasetsLeakNoDescriptor) {
   EXPECT_EQ(Held(), 1);
 }
 
-TEST_F(SavedFileOnDisk, TheLastHandleOfADeletedDatasetClosesIt) {
+TEST_F(SavedFileOnDisk, TheLastHandleOfADeletedDatasetClosesTheFile) {
   const LocallyUniqueID id = Add(path_);
   {
     const SvrDMDataset handle(registry_, id);

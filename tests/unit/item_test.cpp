@@ -862,7 +862,7 @@ TEST_F(SavedFile, IsChangedIfModifiedInAnotherSecond) {
 }
 
 // An oddity that is kept: modification times are compared only to the second.
-TEST_F(SavedFile, IsUnchangedIfModifiedWithinTheSecond) {
+TEST_F(SavedFile, IsUnchangedIfModifiedWithinTheSameSecond) {
   ModifyAt(path_, 2'000'000'000, 0);
   SvrDMItem item = Item(nullptr, path_);
 
@@ -973,7 +973,7 @@ TEST_F(CreationTime, IsNoonOf1February1975WithoutALocalTime) {
   EXPECT_EQ(item.getObjCreationTime(), DateValue(1, 2, 1975, 12, 0, 0));
 }
 
-// The C library has one static broken-down time for all threads.
+// The std::tm of localtime() is shared by all threads.
 TEST_F(CreationTime, DoesNotUseTheSharedLocaltimeBuffer) {
   SetClock();
   const std::time_t longAgo = 0;
