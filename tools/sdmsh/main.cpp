@@ -17,6 +17,7 @@
 #include <iostream>
 #include <new>
 #include <string>
+#include <system_error>
 
 namespace {
 
@@ -75,9 +76,11 @@ int main(int argumentCount, char** arguments) try {
     return WrongUse(std::string(error.what()) + "\nRun `sdmsh --help` for more information.");
   }
   if (script->count() == 0) return Run(nullptr, "", json);
-  if (std::filesystem::is_directory(file)) return WrongUse(file + ": a folder, not a script");
+  std::error_code error;
+  if (std::filesystem::is_directory(file, error))
+    return WrongUse(file + ": a folder, not a script");
   std::ifstream stream(file);
-  if (file.empty() || !stream) return WrongUse(file + ": " + std::strerror(errno));
+  if (!stream) return WrongUse(file + ": " + std::strerror(errno));
   return Run(&stream, file, json);
 } catch (const std::bad_alloc&) {  // memory ran out outside of a command
   std::cerr << "sdmsh: not enough memory\n";
