@@ -241,10 +241,10 @@ TEST_F(Bootstrapping, JsonHasEveryField) {
   EXPECT_EQ(InJsonWriting("bootstrap survey display\nbootstrap survey set level 95\n"
                           "bootstrap survey display\nbootstrap survey off\n"),
             std::string(R"({"event":"bootstrap","dataset":"survey","specs":null})") + "\n" +
-                R"({"event":"bootstrapChanged","role":"main","dataset":"survey","specs":)" +
+                R"({"event":"bootstrapChanged","caller":"main","dataset":"survey","specs":)" +
                 kDefaultsInJson + "}\n" + R"({"event":"bootstrap","dataset":"survey","specs":)" +
                 kDefaultsInJson + "}\n" +
-                R"({"event":"bootstrapChanged","role":"main","dataset":"survey","specs":null})" +
+                R"({"event":"bootstrapChanged","caller":"main","dataset":"survey","specs":null})" +
                 "\n");
   EXPECT_THAT(
       InJsonWriting("bootstrap survey set method wild\nbootstrap survey set strata a\n"
@@ -371,7 +371,7 @@ TEST_F(BootstrapFiles, AreReadInBothByteOrders) {
   for (const bool swapped : {false, true}) {
     WriteFile("specs", FullSpecs(swapped));
     EXPECT_EQ(InJsonWriting(From("specs") + "bootstrap survey display\n"),
-              R"({"event":"bootstrapChanged","role":"main","dataset":"survey","specs":)" +
+              R"({"event":"bootstrapChanged","caller":"main","dataset":"survey","specs":)" +
                   std::string(kFullInJson) + R"(,"file":")" + Path("specs") + "\"}\n" +
                   R"({"event":"bootstrap","dataset":"survey","specs":)" + kFullInJson + "}\n");
     EXPECT_TRUE(WentWell());
@@ -666,9 +666,10 @@ TEST_F(BootstrapFiles, CheckReportsInvalidBytesWithoutFailing) {
 }
 
 TEST_F(BootstrapFiles, WritingIsAnEventInJson) {
-  EXPECT_THAT(InJsonWriting("bootstrap survey set level 95\n" + To("specs")),
-              EndsWith(R"({"event":"bootstrapWritten","role":"main","dataset":"survey","file":")" +
-                       Path("specs") + "\",\"size\":55}\n"));
+  EXPECT_THAT(
+      InJsonWriting("bootstrap survey set level 95\n" + To("specs")),
+      EndsWith(R"({"event":"bootstrapWritten","caller":"main","dataset":"survey","file":")" +
+               Path("specs") + "\",\"size\":55}\n"));
 }
 
 }  // namespace

@@ -14,8 +14,7 @@ using sdmsh::Caller;
 namespace {
 
 TEST(Caller, RunsItsWorkOnItsOwnThread) {
-  const sdmsh::LockLists locks;
-  Caller caller("recode", locks);
+  Caller caller("recode", "caller 1");
   std::thread::id first;
   std::thread::id second;
   caller.Do([&] { first = std::this_thread::get_id(); });
@@ -25,29 +24,26 @@ TEST(Caller, RunsItsWorkOnItsOwnThread) {
 }
 
 TEST(Caller, RethrowsTheExceptionsOfItsWork) {
-  const sdmsh::LockLists locks;
-  Caller caller("recode", locks);
+  Caller caller("recode", "caller 1");
   EXPECT_THROW(caller.Do([] { throw 55; }), int);
   EXPECT_THROW(caller.Do([] { throw std::bad_alloc(); }), std::bad_alloc);
   EXPECT_NO_THROW(caller.Do([] {}));
 }
 
-TEST(Caller, IsAcquiringUntilFinishIsCalled) {
-  const sdmsh::LockLists locks;
-  Caller caller("recode", locks);
+TEST(Caller, HasFinishedOnceTheJobHasEnded) {
+  Caller caller("recode", "caller 1");
   std::latch go(1);
+  EXPECT_TRUE(caller.HasFinished());
   caller.Start([&] { go.wait(); });
   EXPECT_FALSE(caller.HasFinished());
   go.count_down();
   while (!caller.HasFinished()) std::this_thread::yield();
-  EXPECT_TRUE(caller.IsAcquiring());
   caller.Finish();
-  EXPECT_FALSE(caller.IsAcquiring());
+  EXPECT_TRUE(caller.HasFinished());
 }
 
 TEST(Caller, RunsItsWorkOnTheShellsThreadWhileItsOwnIsBusy) {
-  const sdmsh::LockLists locks;
-  Caller caller("recode", locks);
+  Caller caller("recode", "caller 1");
   std::latch go(1);
   caller.Start([&] { go.wait(); });
   std::thread::id thread;
@@ -58,11 +54,10 @@ TEST(Caller, RunsItsWorkOnTheShellsThreadWhileItsOwnIsBusy) {
 }
 
 TEST(Caller, DestructorWaitsForTheJob) {
-  const sdmsh::LockLists locks;
   std::atomic<bool> done{false};
   std::latch go(1);
   {
-    Caller caller("recode", locks);
+    Caller caller("recode", "caller 1");
     caller.Start([&] {
       go.wait();
       done = true;

@@ -163,8 +163,8 @@ class Mute final : public std::streambuf {
   std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
 };
 
-TEST(RoleMemory, CallerIsCreatedCompletelyOrNotAtAll) {
-  const std::string role = "a role with a long name, for which a string needs memory";
+TEST(CallerMemory, CallerIsCreatedCompletelyOrNotAtAll) {
+  const std::string caller = "a caller with a long name, for which a string needs memory";
   const std::vector<std::string> words = {"list"};
   CommandTable();  // the first call creates the table, which must not fail here
   int failures = 0;
@@ -177,7 +177,7 @@ TEST(RoleMemory, CallerIsCreatedCompletelyOrNotAtAll) {
     {
       const MemoryFor some(failures);
       try {
-        shell.Execute(role, words);
+        shell.Execute(caller, words);
         done = true;
       } catch (const std::exception&) {  // memory may also run out for the CommandError
       }

@@ -187,7 +187,7 @@ TEST_F(Cloning, RefusesATakenNameAndReplacesNoSource) {
 
 TEST_F(Cloning, JsonNamesTheClonedDataset) {
   EXPECT_EQ(LastInJson("@w clone survey as copy\n"),
-            R"({"event":"opened","role":"w","dataset":"copy","id":"0:1","file":"","quiet":false,)"
+            R"({"event":"opened","caller":"w","dataset":"copy","id":"0:1","file":"","quiet":false,)"
             R"("variables":3,"cases":2,"cloneOf":"survey"})"
             "\n");
   EXPECT_THAT(InJson(Open("survey")), Not(HasSubstr("cloneOf")));
@@ -326,7 +326,8 @@ TEST_F(Selecting, NeedsANumericVariableAndADataSource) {
   EXPECT_EQ(Writing("source survey filtered by nope\n" + cases),
             "error: there is no variable \"nope\"\n" + all + kReleased);
   EXPECT_EQ(Writing("source survey filtered by s\n" + cases),
-            "error: variable \"s\" is a string, and a number selects cases\n" + all + kReleased);
+            "error: variable \"s\" is a string; only a numeric variable can select cases\n" + all +
+                kReleased);
   EXPECT_EQ(Writing("source survey none\nsource survey filtered by a\n"),
             std::string("error: survey has no data source; `source` gives it one\n") + kReleased);
 }

@@ -610,7 +610,7 @@ TEST_F(Commands, TellNotifiesUnderTheLockAndEachChangeOnlyOnce) {
             "  v: unsaved changes: yes\n"
             "main releases the write lock on survey\n"
             "  v: modified variable \"x\": name \"x\" -> \"y\"\n"
-            "error: v does not write survey\n");
+            "error: v does not hold the write lock on survey; `@v write survey` takes it\n");
 }
 
 TEST_F(Commands, EachKindOfChangeIsPrintedInWords) {

@@ -23,7 +23,7 @@ class Completion : public ShellTest {
     std::istringstream input(commands);
     for (std::string each; std::getline(input, each);) {
       const Line parsed = ParseLine(each);
-      shell.Execute(parsed.role.empty() ? "main" : parsed.role, parsed.words);
+      shell.Execute(parsed.caller.empty() ? "main" : parsed.caller, parsed.words);
     }
     const Completions completions = CompletionsOf(shell, line);
     start_ = completions.start;

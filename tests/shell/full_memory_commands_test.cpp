@@ -49,9 +49,11 @@ struct Scene {
 const std::vector<Scene>& Scenes() {
   static const std::vector<Scene> scenes = {
       {"open FOLDER/abc.tsv as another_name_that_needs_memory", ""},
+      {"open FOLDER/abc.tsv as another_name_that_needs_memory", "hide b"},
       {"add-empty another_name_that_needs_memory", ""},
       {"clone s as another_name_that_needs_memory"},
       {"clone s as another_name_that_needs_memory", "write s\nclone s as t"},
+      {"clone s as another_name_that_needs_memory", "hide b\nwrite s"},
       {"close s", ""},
       {"close s"},
       {"list"},
@@ -104,6 +106,9 @@ const std::vector<Scene>& Scenes() {
       {"bootstrap s from FOLDER/kept",
        "write s\nbootstrap s set inputs a b\n"
        "bootstrap s to FOLDER/kept\nbootstrap s off"},
+      {"bootstrap s check FOLDER/kept",
+       "write s\nbootstrap s set inputs a b\nbootstrap s to FOLDER/kept"},
+      {"bootstrap s off", "write s\nbootstrap s set inputs a b"},
       {"source s file FOLDER/abc.tsv"},
       {"source s blank 3"},
       {"source s dictionary"},
@@ -142,7 +147,7 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
       text.replace(at, 6, folder_.string());
     }
     Line line = ParseLine(text);
-    if (line.role.empty()) line.role = Shell::kMainRole;
+    if (line.caller.empty()) line.caller = Shell::kMainCaller;
     return line;
   }
 
@@ -150,7 +155,7 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
     std::istringstream lines(text);
     for (std::string each; std::getline(lines, each);) {
       const Line line = LineOf(each);
-      shell.Execute(line.role, line.words);
+      shell.Execute(line.caller, line.words);
     }
   }
 
@@ -164,7 +169,7 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
 
 bool WasDone(Shell& shell, const Line& line) {
   try {
-    shell.Execute(line.role, line.words);
+    shell.Execute(line.caller, line.words);
     return true;
   } catch (const CommandError&) {
     return false;

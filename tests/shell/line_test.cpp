@@ -64,18 +64,18 @@ TEST(Line, UnclosedQuoteIsRefused) {
 
 TEST(Line, MayBeginWithACaller) {
   const sdmsh::Line line = ParseLine(" @recode-2 write survey");
-  EXPECT_EQ(line.role, "recode-2");
+  EXPECT_EQ(line.caller, "recode-2");
   EXPECT_THAT(line.words, ElementsAre("write", "survey"));
 }
 
 TEST(Line, AtSignInALaterWordNamesNoCaller) {
   const sdmsh::Line line = ParseLine("write @survey");
-  EXPECT_EQ(line.role, "");
+  EXPECT_EQ(line.caller, "");
   EXPECT_THAT(line.words, ElementsAre("write", "@survey"));
 }
 
 TEST(Line, CallerNameMayHaveNonAsciiLetters) {
-  EXPECT_EQ(ParseLine("@größe list").role, "größe");
+  EXPECT_EQ(ParseLine("@größe list").caller, "größe");
 }
 
 TEST(Line, CallerWithoutANameIsRefused) {

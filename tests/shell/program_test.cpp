@@ -187,18 +187,18 @@ TEST_F(Program, PrintsTheSurveyExampleInJson) {
   EXPECT_EQ(Where(lines, {{"event", "lock"}, {"what", "taken"}}).size() +
                 Where(lines, {{"event", "lock"}, {"what", "letIn"}}).size(),
             Where(lines, {{"event", "lock"}, {"what", "released"}}).size());
-  const auto waits = Where(lines, {{"event", "lock"}, {"what", "waits"}, {"role", "recode"}});
+  const auto waits = Where(lines, {{"event", "lock"}, {"what", "waits"}, {"caller", "recode"}});
   ASSERT_EQ(waits.size(), 1u);
-  EXPECT_EQ(waits[0]["holders"], json::parse(R"([{"role": "tables", "mode": "read"},
-                                                 {"role": "figures", "mode": "read"}])"));
-  EXPECT_EQ(Where(lines, {{"event", "notTold"}, {"role", "window"}}).size(), 1u);
+  EXPECT_EQ(waits[0]["holders"], json::parse(R"([{"caller": "tables", "mode": "read"},
+                                                 {"caller": "figures", "mode": "read"}])"));
+  EXPECT_EQ(Where(lines, {{"event", "notNotified"}, {"caller", "window"}}).size(), 1u);
   EXPECT_THAT(Where(lines, {{"event", "error"}}), IsEmpty());
 }
 
 TEST_F(Program, PrintsEveryArgumentOfAMessageInJson) {
   const std::vector<json> lines = Lines(Run("--json examples/survey.sdm").out);
-  const json telling = {{"event", "told"}, {"role", "codebook"}, {"caseSequence", 1}};
-  const auto told = [&](const char* message) {
+  const json telling = {{"event", "notified"}, {"caller", "codebook"}, {"caseSequence", 1}};
+  const auto notified = [&](const char* message) {
     json members = telling;
     members["message"] = message;
     const auto found = Where(lines, members);
@@ -206,7 +206,7 @@ TEST_F(Program, PrintsEveryArgumentOfAMessageInJson) {
     return found.empty() ? json() : found.front();
   };
 
-  const json insert = told("InsertVarsMsg");
+  const json insert = notified("InsertVarsMsg");
   EXPECT_EQ(insert["leading"], 0);
   EXPECT_EQ(insert["datasetId"], "0:0");
   EXPECT_EQ(insert["anchorName"], "educ");
@@ -214,14 +214,14 @@ TEST_F(Program, PrintsEveryArgumentOfAMessageInJson) {
   EXPECT_EQ(insert["variables"][0]["name"], "age2");
   EXPECT_EQ(insert["variables"][0]["label"], "Age in groups");
 
-  const json move = told("MoveVarsMsg");
+  const json move = notified("MoveVarsMsg");
   EXPECT_EQ(move["positions"], json::parse("[3]"));
   EXPECT_EQ(move["target"], 0);
   EXPECT_EQ(move["names"], json::parse(R"(["PID"])"));
 
-  EXPECT_EQ(told("DeleteVarsMsg")["variables"].size(), 2u);
+  EXPECT_EQ(notified("DeleteVarsMsg")["variables"].size(), 2u);
 
-  const json modify = told("ModifyVarMsg");
+  const json modify = notified("ModifyVarMsg");
   EXPECT_EQ(modify["before"]["name"], "income");
   EXPECT_EQ(modify["variable"]["name"], "hhincome");
   EXPECT_EQ(modify["variable"]["id"], modify["before"]["id"]);
@@ -247,22 +247,22 @@ TEST_F(Program, PrintsEveryArgumentOfAPropertyInJson) {
     }
     return json();
   };
-  const auto isTold = [&](const char* message, json members) {
-    members["event"] = "told";
-    members["role"] = "v";
+  const auto isNotified = [&](const char* message, json members) {
+    members["event"] = "notified";
+    members["caller"] = "v";
     members["message"] = message;
     EXPECT_EQ(Where(lines, members).size(), 1u) << members;
   };
 
-  isTold("ImputationInfoMsg", {{"rowsPerImputation", 0}, {"datasetId", nullptr}});
-  isTold("FileSpecChangeMsg", {{"fileSpec", "examples/data/survey.tsv"}, {"flag", true}});
-  isTold("FileLabelChangeMsg", {{"label", "Study"}});
-  isTold("WeightVarMsg", {{"variable", idOf("popul")}, {"name", "popul"}});
-  isTold("WeightVarMsg", {{"variable", nullptr}, {"name", nullptr}});
-  isTold("FilterVarMsg", {{"variable", idOf("vote")}, {"name", "vote"}});
-  isTold("TrendsInfoMsg",
-         {{"timeVariables", {idOf("age")}}, {"names", {"age"}}, {"seasonalPeriod", 4}});
-  isTold(
+  isNotified("ImputationInfoMsg", {{"rowsPerImputation", 0}, {"datasetId", nullptr}});
+  isNotified("FileSpecChangeMsg", {{"fileSpec", "examples/data/survey.tsv"}, {"flag", true}});
+  isNotified("FileLabelChangeMsg", {{"label", "Study"}});
+  isNotified("WeightVarMsg", {{"variable", idOf("popul")}, {"name", "popul"}});
+  isNotified("WeightVarMsg", {{"variable", nullptr}, {"name", nullptr}});
+  isNotified("FilterVarMsg", {{"variable", idOf("vote")}, {"name", "vote"}});
+  isNotified("TrendsInfoMsg",
+             {{"timeVariables", {idOf("age")}}, {"names", {"age"}}, {"seasonalPeriod", 4}});
+  isNotified(
       "SplitFileMsg",
       {{"variables", {idOf("PID"), idOf("educ")}}, {"names", {"PID", "educ"}}, {"separate", true}});
   const json set = {{"name", "x"},
@@ -273,14 +273,14 @@ TEST_F(Program, PrintsEveryArgumentOfAPropertyInJson) {
                     {"secondFlag", false},
                     {"members", {idOf("selfLR")}},
                     {"names", {"selfLR"}}};
-  isTold("ExtensionsMsg", {{"type", 7}, {"version", 1}, {"sets", json::array({set})}});
-  isTold("ExtensionsMsg", {{"type", 19}, {"version", 1}, {"sets", json::array({set})}});
-  isTold("ExtensionsMsg", {{"type", 0}, {"version", 1}, {"bytes", "ff017a"}});
-  isTold("ExtensionsMsg", {{"type", 17},
-                           {"bytes", "736f75726365096109620a"},
-                           {"attributes", {{"source", {"a", "b"}}}}});
-  isTold("ResetClientDataMsg", {{"rowCount", 5}});
-  isTold("DataSetModifiedMsg", {{"modified", true}});
+  isNotified("ExtensionsMsg", {{"type", 7}, {"version", 1}, {"sets", json::array({set})}});
+  isNotified("ExtensionsMsg", {{"type", 19}, {"version", 1}, {"sets", json::array({set})}});
+  isNotified("ExtensionsMsg", {{"type", 0}, {"version", 1}, {"bytes", "ff017a"}});
+  isNotified("ExtensionsMsg", {{"type", 17},
+                               {"bytes", "736f75726365096109620a"},
+                               {"attributes", {{"source", {"a", "b"}}}}});
+  isNotified("ResetClientDataMsg", {{"rowCount", 5}});
+  isNotified("DataSetModifiedMsg", {{"modified", true}});
 
   const std::vector<json> variableSets = Where(lines, {{"type", 5}});
   ASSERT_EQ(variableSets.size(), 2u);
@@ -354,21 +354,21 @@ TEST_F(Program, PrintsRegistryNoticesAndErrorReportsInJson) {
     }
   }
   const json expected = json::parse(R"([
-      {"event": "watches", "role": "w"},
+      {"event": "watches", "caller": "w"},
       {"event": "hides", "names": ["vote"]},
-      {"event": "created", "role": "w", "id": "0:0", "handle": "",
+      {"event": "created", "caller": "w", "id": "0:0", "handle": "",
        "file": "examples/data/survey.tsv"},
       {"event": "touched", "file": "examples/data/survey.tsv", "touched": false},
-      {"event": "notReported", "role": null, "dataset": "survey"},
-      {"event": "client", "role": "main", "dataset": "survey"},
-      {"event": "reported", "role": "main", "dataset": "survey", "datasetId": "0:0",
+      {"event": "notReported", "caller": null, "dataset": "survey"},
+      {"event": "client", "caller": "main", "dataset": "survey"},
+      {"event": "reported", "caller": "main", "dataset": "survey", "datasetId": "0:0",
        "kind": "warning", "severity": 2, "text": "Odd"},
-      {"event": "reported", "role": "main", "dataset": "survey", "datasetId": "0:0",
+      {"event": "reported", "caller": "main", "dataset": "survey", "datasetId": "0:0",
        "kind": "error", "severity": 1, "text": "Full"},
-      {"event": "notReported", "role": "main", "dataset": "survey"},
-      {"event": "client", "role": null, "dataset": "survey"},
-      {"event": "deleted", "role": "w", "id": "0:0", "handle": "survey"},
-      {"event": "watchesNoLonger", "role": "w"},
+      {"event": "notReported", "caller": "main", "dataset": "survey"},
+      {"event": "client", "caller": null, "dataset": "survey"},
+      {"event": "deleted", "caller": "w", "id": "0:0", "handle": "survey"},
+      {"event": "watchesNoLonger", "caller": "w"},
       {"event": "hides", "names": []}])");
   EXPECT_EQ(json(events), expected);
   const std::vector<json> shown = Where(lines, {{"event", "dataset"}});
@@ -479,6 +479,10 @@ TEST_F(Program, RefusesAScriptThatCannotBeRead) {
   const Played missing = Run("/nowhere.sdm");
   EXPECT_EQ(missing.status, 2);
   EXPECT_EQ(missing.err, "sdmsh: /nowhere.sdm: No such file or directory\n");
+  const std::string longName(300, 'x');
+  const Played tooLong = Run(longName);
+  EXPECT_EQ(tooLong.status, 2);
+  EXPECT_EQ(tooLong.err, "sdmsh: " + longName + ": File name too long\n");
   const Played folder = Run("examples");
   EXPECT_EQ(folder.status, 2);
   EXPECT_EQ(folder.err, "sdmsh: examples: a folder, not a script\n");

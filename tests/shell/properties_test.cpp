@@ -2,7 +2,10 @@
 
 #include "ShellTest.h"
 
+#include <DictionaryJson.h>
+
 #include <algorithm>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -36,7 +39,7 @@ class Properties : public ShellTest {
   }
 
   // The messages that v receives about `commands`, written after `before`.
-  std::vector<std::string> Told(const std::string& commands, const std::string& before = "") {
+  std::vector<std::string> Notified(const std::string& commands, const std::string& before = "") {
     const std::string setUp = before.empty() ? "" : Write(before);
     const std::string text = AtPrompt(Opened() + setUp + "@v observe survey\n" + Write(commands));
     EXPECT_TRUE(WentWell()) << text;
@@ -60,71 +63,72 @@ TEST_F(Properties, FirstPassSendsTheDictionaryOfTheDataFile) {
 }
 
 TEST_F(Properties, EachIsSentWhenItIsSet) {
-  EXPECT_THAT(Told("weight survey by b\n"), ElementsAre("weight: \"b\""));
-  EXPECT_THAT(Told("filter survey by b\n"), ElementsAre("filter: \"b\""));
-  EXPECT_THAT(Told("split survey together by c a\n"),
+  EXPECT_THAT(Notified("weight survey by b\n"), ElementsAre("weight: \"b\""));
+  EXPECT_THAT(Notified("filter survey by b\n"), ElementsAre("filter: \"b\""));
+  EXPECT_THAT(Notified("split survey together by c a\n"),
               ElementsAre("split: \"c\", \"a\" (together)"));
-  EXPECT_THAT(Told("split survey separate by c\n"), ElementsAre("split: \"c\" (separately)"));
-  EXPECT_THAT(Told("trends survey period 12 by b a\n"),
+  EXPECT_THAT(Notified("split survey separate by c\n"), ElementsAre("split: \"c\" (separately)"));
+  EXPECT_THAT(Notified("trends survey period 12 by b a\n"),
               ElementsAre("time series: by \"b\", \"a\", period 12"));
-  EXPECT_THAT(Told("trends survey period 4\n"), ElementsAre("time series: period 4"));
-  EXPECT_THAT(Told("mrset survey x indicators 1 of a b\n"),
+  EXPECT_THAT(Notified("trends survey period 4\n"), ElementsAre("time series: period 4"));
+  EXPECT_THAT(Notified("mrset survey x indicators 1 of a b\n"),
               ElementsAre("multiple-response sets: \"x\" (2 variables)",
                           "multiple-response sets (extension 19): \"x\" (2 variables)"));
-  EXPECT_THAT(Told("varset survey x of a\n"), ElementsAre("variable sets: \"x\" (1 variable)"));
-  EXPECT_THAT(Told("title survey Letters\n"), ElementsAre("dataset label: \"Letters\""));
-  EXPECT_THAT(Told("filespec survey /x.tsv\n"), ElementsAre("saved file: \"/x.tsv\""));
-  EXPECT_THAT(Told("extension survey cut=2\n"), ElementsAre("extension of type 0: \"cut=2\""));
-  EXPECT_THAT(Told("extension survey " + std::string(61, 'x') + "\n"),
+  EXPECT_THAT(Notified("varset survey x of a\n"), ElementsAre("variable sets: \"x\" (1 variable)"));
+  EXPECT_THAT(Notified("title survey Letters\n"), ElementsAre("dataset label: \"Letters\""));
+  EXPECT_THAT(Notified("filespec survey /x.tsv\n"), ElementsAre("saved file: \"/x.tsv\""));
+  EXPECT_THAT(Notified("extension survey cut=2\n"), ElementsAre("extension of type 0: \"cut=2\""));
+  EXPECT_THAT(Notified("extension survey " + std::string(61, 'x') + "\n"),
               ElementsAre("extension of type 0: 61 bytes"));
-  EXPECT_THAT(Told("attribute survey source form \"page 2\"\n"),
+  EXPECT_THAT(Notified("attribute survey source form \"page 2\"\n"),
               ElementsAre("attributes: source = \"form\" \"page 2\""));
-  EXPECT_THAT(Told("dirty survey on\n"), ElementsAre("unsaved changes: yes"));
-  EXPECT_THAT(Told("source survey blank 1\n"),
+  EXPECT_THAT(Notified("dirty survey on\n"), ElementsAre("unsaved changes: yes"));
+  EXPECT_THAT(Notified("source survey blank 1\n"),
               ElementsAre("undo history reset", "case data reset: 1 row"));
 }
 
 TEST_F(Properties, EachIsSentWhenItIsRemoved) {
-  EXPECT_THAT(Told("weight survey off\n", "weight survey by b\n"), ElementsAre("weight: none"));
-  EXPECT_THAT(Told("filter survey off\n", "filter survey by b\n"), ElementsAre("filter: none"));
-  EXPECT_THAT(Told("split survey off\n", "split survey separate by b\n"),
+  EXPECT_THAT(Notified("weight survey off\n", "weight survey by b\n"), ElementsAre("weight: none"));
+  EXPECT_THAT(Notified("filter survey off\n", "filter survey by b\n"), ElementsAre("filter: none"));
+  EXPECT_THAT(Notified("split survey off\n", "split survey separate by b\n"),
               ElementsAre("split: none"));
-  EXPECT_THAT(Told("trends survey off\n", "trends survey period 4\n"),
+  EXPECT_THAT(Notified("trends survey off\n", "trends survey period 4\n"),
               ElementsAre("time series: none"));
   EXPECT_THAT(
-      Told("mrset survey x off\n", "mrset survey x answers of a\n"),
+      Notified("mrset survey x off\n", "mrset survey x answers of a\n"),
       ElementsAre("multiple-response sets: none", "multiple-response sets (extension 19): none"));
-  EXPECT_THAT(Told("varset survey x off\n", "varset survey x of a\n"),
+  EXPECT_THAT(Notified("varset survey x off\n", "varset survey x of a\n"),
               ElementsAre("variable sets: none"));
-  EXPECT_THAT(Told("title survey \"\"\n", "title survey Letters\n"),
+  EXPECT_THAT(Notified("title survey \"\"\n", "title survey Letters\n"),
               ElementsAre("dataset label: none"));
-  EXPECT_THAT(Told("imputation survey off\n", "imputation survey 5\n"),
+  EXPECT_THAT(Notified("imputation survey off\n", "imputation survey 5\n"),
               ElementsAre("rows per imputation: none"));
-  EXPECT_THAT(Told("extension survey \"\"\n", "extension survey cut=2\n"),
+  EXPECT_THAT(Notified("extension survey \"\"\n", "extension survey cut=2\n"),
               ElementsAre("extension of type 0: none"));
-  EXPECT_THAT(Told("attribute survey source\n", "attribute survey source form\n"),
+  EXPECT_THAT(Notified("attribute survey source\n", "attribute survey source form\n"),
               ElementsAre("attributes: none"));
-  EXPECT_THAT(Told("dirty survey off\n", "dirty survey on\n"), ElementsAre("unsaved changes: no"));
+  EXPECT_THAT(Notified("dirty survey off\n", "dirty survey on\n"),
+              ElementsAre("unsaved changes: no"));
 }
 
 TEST_F(Properties, ChangesThatMessagesDoNotCarryAreNotSent) {
-  EXPECT_THAT(Told("imputation survey 5\n"), IsEmpty());
-  EXPECT_THAT(Told("filespec survey /y.tsv\n", "source survey blank 2\n"), IsEmpty());
+  EXPECT_THAT(Notified("imputation survey 5\n"), IsEmpty());
+  EXPECT_THAT(Notified("filespec survey /y.tsv\n", "source survey blank 2\n"), IsEmpty());
 }
 
 TEST_F(Properties, MovingTheWeightVariableSendsTheWeightAgain) {
-  EXPECT_THAT(Told("move survey c to 1\n",
-                   "weight survey by c\nfilter survey by c\nsplit survey separate by a c\n"),
+  EXPECT_THAT(Notified("move survey c to 1\n",
+                       "weight survey by c\nfilter survey by c\nsplit survey separate by a c\n"),
               ElementsAre("moved variable \"c\" from position 3 to 1", "weight: \"c\"",
                           "filter: \"c\"", "split: \"a\", \"c\" (separately)"));
-  EXPECT_THAT(Told("reorder survey c\n", "weight survey by b\n"),
+  EXPECT_THAT(Notified("reorder survey c\n", "weight survey by b\n"),
               ElementsAre("deleted variables \"a\", \"b\", \"c\"",
                           "inserted variables \"c\", \"a\", \"b\" at the end", "weight: \"b\""));
 }
 
 // The shell itself observes every dataset, so the first release sends the variables.
 TEST_F(Properties, ObserverRegisteredAfterTheFirstReleaseDoesNotReceiveTheVariables) {
-  EXPECT_THAT(Told("weight survey by a\n"), ElementsAre("weight: \"a\""));
+  EXPECT_THAT(Notified("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }
 
 TEST_F(Properties, OnlyAModifiedDefinitionSetsTheDirtyFlag) {
@@ -140,11 +144,12 @@ TEST_F(Properties, OnlyAModifiedDefinitionSetsTheDirtyFlag) {
 }
 
 TEST_F(Properties, StringVariableCanBeNeitherWeightNorFilter) {
-  EXPECT_EQ(Writing("insert survey s string:3\nweight survey by b\nfilter survey by c\n"
-                    "weight survey by s\nfilter survey by s\n"),
-            std::string("error: variable \"s\" is a string, and a number weights cases\n"
-                        "error: variable \"s\" is a string, and a number selects cases\n") +
-                kReleased);
+  EXPECT_EQ(
+      Writing("insert survey s string:3\nweight survey by b\nfilter survey by c\n"
+              "weight survey by s\nfilter survey by s\n"),
+      std::string("error: variable \"s\" is a string; only a numeric variable can weight cases\n"
+                  "error: variable \"s\" is a string; only a numeric variable can select cases\n") +
+          kReleased);
   EXPECT_FALSE(WentWell());
 }
 
@@ -158,15 +163,15 @@ TEST_F(Properties, WeightThatBecomesAStringStaysTheWeight) {
 }
 
 TEST_F(Properties, DeletingAVariableRemovesItsUses) {
-  EXPECT_THAT(Told("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
+  EXPECT_THAT(Notified("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
               ElementsAre("deleted variable \"c\"", "split: \"a\" (together)"));
 }
 
 TEST_F(Properties, ChangeOfTheCasesInUseRemovesDashboardAttributes) {
   const std::string noted = "attribute survey dashboard.chart bar\nattribute survey source form\n";
-  EXPECT_THAT(Told("filter survey by a\n", noted),
+  EXPECT_THAT(Notified("filter survey by a\n", noted),
               ElementsAre("filter: \"a\"", "attributes: source = \"form\""));
-  EXPECT_THAT(Told("title survey Letters\n", noted), ElementsAre("dataset label: \"Letters\""));
+  EXPECT_THAT(Notified("title survey Letters\n", noted), ElementsAre("dataset label: \"Letters\""));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -309,8 +314,8 @@ TEST_F(Properties, MirrorEqualsTheSourceAfterAPass) {
       "split survey separate by c a\ntrends survey period 12 by b\nmove survey c to 1\n"
       "mrset survey x answers of a\nvarset survey y of b\nextension survey cut=2\n"
       "attribute survey source form\nrename survey a z\n";
-  const auto untold = Digests(AtPrompt(Opened() + "write survey\n" + change + "mirror survey\n"));
-  EXPECT_NE(untold.first, untold.second);
+  const auto before = Digests(AtPrompt(Opened() + "write survey\n" + change + "mirror survey\n"));
+  EXPECT_NE(before.first, before.second);
 
   const std::string text = AtPrompt(Opened() + Write(change) + "mirror survey\n");
   EXPECT_EQ(Digests(text).first, Digests(text).second);
@@ -366,6 +371,20 @@ TEST_F(Properties, MirrorIsNotShownIfReadingWouldHaveToWait) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@w write survey\nmirror survey\n"),
               HasSubstr("error: main would have to wait for the read lock on survey, held by w "
                         "(writing)\n"));
+}
+
+TEST(VariablesInJson, WritesInfinitiesInLabelsAndMissingValuesAsStrings) {
+  const double inf = std::numeric_limits<double>::infinity();
+  ORVX_Variable variable(ORVX_Variable::NextID(), "a", 0);
+  variable.SetValueLabels({{inf, "endless"}});
+  MissingValues missing;
+  missing.values = {-inf, 9.0};
+  variable.SetMissingValues(missing);
+
+  const Json json = VariablesInJson({variable})[0];
+
+  EXPECT_EQ(json["valueLabels"], Json::parse(R"([{"value": "Infinity", "label": "endless"}])"));
+  EXPECT_EQ(json["missingValues"], Json::parse(R"(["-Infinity", 9.0])"));
 }
 
 }  // namespace

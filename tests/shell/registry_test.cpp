@@ -125,7 +125,7 @@ class Hiding : public RegistryAtTheShell {
 
   // Runs the commands and keeps the shell, so that a test can call this several times.
   void Execute(const std::vector<std::vector<std::string>>& commands) {
-    for (const auto& words : commands) shell_.Execute(Shell::kMainRole, words);
+    for (const auto& words : commands) shell_.Execute(Shell::kMainCaller, words);
   }
 
   std::string Said() { return out_.str(); }

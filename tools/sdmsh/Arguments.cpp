@@ -3,7 +3,7 @@
 #include "Arguments.h"
 
 #include "CommandError.h"
-#include "Output.h"
+#include "Shell.h"
 
 #include <liborvxdemg/DictionaryText.h>
 
@@ -55,7 +55,7 @@ std::string TakeWord(std::string_view& text) {
   return word;
 }
 
-bool IsRoleName(std::string_view name) {
+bool IsCallerName(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
     return std::isalnum(c) || c == '_' || c == '-' || c >= 0x80;
   });
@@ -67,15 +67,15 @@ bool SkipToWord(std::string_view& text) {
   return !text.empty() && text.front() != '#';
 }
 
-std::string TakeRole(std::string_view& text) {
+std::string TakeCaller(std::string_view& text) {
   const std::string word = TakeWord(text);
-  const std::string role = word.substr(1);
-  if (!IsRoleName(role)) {
-    throw CommandError("expected a caller of letters, digits, - and _ after @, found \"" + role +
+  const std::string caller = word.substr(1);
+  if (!IsCallerName(caller)) {
+    throw CommandError("expected a caller of letters, digits, - and _ after @, found \"" + caller +
                        "\"");
   }
   if (!SkipToWord(text)) throw CommandError("expected a command after " + word);
-  return role;
+  return caller;
 }
 
 }  // namespace
@@ -83,11 +83,26 @@ std::string TakeRole(std::string_view& text) {
 Line ParseLine(std::string_view text) {
   Line line;
   if (!SkipToWord(text)) return line;
-  if (text.front() == '@') line.role = TakeRole(text);
+  if (text.front() == '@') line.caller = TakeCaller(text);
   do {
     line.words.push_back(TakeWord(text));
   } while (SkipToWord(text));
   return line;
+}
+
+std::string AsTyped(const std::string& word, bool isWhole) {
+  const bool needsQuotes = word.find_first_of(" \t\"") != std::string::npos || word.empty();
+  if (!needsQuotes && !word.starts_with('#')) return word;
+  std::string typed = "\"";
+  for (const char c : word) typed += c == '"' ? "\"\"" : std::string(1, c);
+  return isWhole ? typed + "\"" : typed;
+}
+
+std::string CommandText(const std::string& caller, const std::vector<std::string>& words) {
+  std::string text = caller == Shell::kMainCaller ? "" : "@" + caller + " ";
+  for (const std::string& word : words) text += AsTyped(word) + " ";
+  text.back() = '`';
+  return "`" + text;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -169,19 +184,18 @@ std::vector<std::string> Arguments::TakeRest(const char* what) {
   return rest;
 }
 
+// The next word must be a number from `least` to the greatest of its type.
 template <class Number>
 Number Arguments::TakeFrom(Number least, const std::string& expected) {
   const std::string& word = Peek(expected);
+  const char* const end = word.data() + word.size();
   Number number = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-  const bool toTheEnd = end == word.data() + word.size();
-  if (toTheEnd && error == std::errc::result_out_of_range) {
-    Wrong(expected, ", which is out of range");
-  }
-  const bool read = error == std::errc() && toTheEnd;
-  // NaN is not within the range.
-  const bool within = number >= least && number <= std::numeric_limits<Number>::max();
-  if (!read || !within) Wrong(expected);
+  const auto [rest, error] = std::from_chars(word.data(), end, number);
+  if (rest != end || word.empty()) Wrong(expected);
+  if (error == std::errc::result_out_of_range) Wrong(expected, ", which is out of range");
+  // False for a NaN.
+  const bool isWithin = number >= least && number <= std::numeric_limits<Number>::max();
+  if (!isWithin) Wrong(expected);
   ++next_;
   return number;
 }

@@ -30,13 +30,20 @@ class OpenDataset;
 class Shell;
 
 struct Line {
-  std::string role;                // the caller, without the @; empty if the line names none
+  std::string caller;              // without the @; empty if the line names none
   std::vector<std::string> words;  // the command and its arguments; empty if there is no command
 };
 
 // Throws CommandError for an unclosed quote, an invalid caller name, and a caller without a
 // command.
 Line ParseLine(std::string_view text);
+
+// The word as a user types it, in quotes if it needs them. Without the closing quote unless
+// `isWhole`.
+std::string AsTyped(const std::string& word, bool isWhole = true);
+
+// A command that an error suggests to a caller, in backquotes: `@recode write "my data"`.
+std::string CommandText(const std::string& caller, const std::vector<std::string>& words);
 
 // A remark for an error about an unknown name: "; did you mean \"age\"?", or empty if no known name
 // is similar.

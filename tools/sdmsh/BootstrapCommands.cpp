@@ -268,7 +268,7 @@ Json SpecsInJson(const SvrBootstrapSpecs& specs) {
 
 Json ChangedInJson(const Call& call, Json specs) {
   return {{"event", "bootstrapChanged"},
-          {"role", call.caller.Name()},
+          {"caller", call.caller.Name()},
           {"dataset", call.dataset->Name()},
           {"specs", std::move(specs)}};
 }
@@ -327,7 +327,7 @@ Action WriteToFile(Call& call) {
                        BytesInWords(bytes.size()),
                    [&]() -> Json {
                      return {{"event", "bootstrapWritten"},
-                             {"role", call.caller.Name()},
+                             {"caller", call.caller.Name()},
                              {"dataset", dataset},
                              {"file", file},
                              {"size", bytes.size()}};

@@ -157,7 +157,7 @@ Action ReplaceSource(Call& call) {
     if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
     if (kind == kFiltered) {
       const int position =
-          NumberPositionOf(SourceOf(writer, *call.dataset), selector, "selects cases");
+          NumberPositionOf(SourceOf(writer, *call.dataset), selector, "select cases");
       source = ViewOf(*present, present->GetVariable(position).GetID());
     }
     writer.SetDataSet(std::move(source));

@@ -37,8 +37,4 @@ std::string ExceptionInWords() {
   }
 }
 
-std::string NotEnoughMemoryFor(const std::string& what) {
-  return "not enough memory for " + what;
-}
-
 }  // namespace sdmsh

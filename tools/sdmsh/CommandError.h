@@ -21,9 +21,6 @@ class CommandError : public std::runtime_error {
 // and the plain number of a lock that could not be acquired. Must be called in a catch block.
 std::string ExceptionInWords();
 
-// "not enough memory for the cases of survey"
-std::string NotEnoughMemoryFor(const std::string& what);
-
 }  // namespace sdmsh
 
 #endif  // SDMSH_COMMANDERROR_H_

@@ -43,58 +43,45 @@ NewDataset TakeNewDataset(Call& call) {
   return dataset;
 }
 
-// A dataset that was just registered. The numbers are those after the filter hook has run.
-struct Added {
-  LocallyUniqueID id;
+// The number of variables and of cases, which is negative if unknown.
+struct Size {
   int variables;
-  long long cases;  // negative if unknown
+  long long cases;
 };
 
-Added Add(Shell& shell, std::unique_ptr<ORVX_DataSource> source, const std::string& file,
-          const NewDataset& dataset) {
-  const LocallyUniqueID id = shell.Registry().Add(std::move(source), file, dataset.quiet);
-  shell.NoteNew(id);
-  Added added{id, 0, 0};
-  {
-    const SvrDMInputDataSource reader(shell.Registry(), id, /*tryOnly=*/false);
-    added.variables = reader->ColumnCount();
-    added.cases = reader->RowCount();
-  }
-  shell.Adopt(id, dataset.name);
-  return added;
+std::string SizeInWords(const Size& size) {
+  const std::string variables = Counted(size.variables, "variable");
+  if (size.cases < 0) return variables + ", an unknown number of cases";
+  return variables + ", " + Counted(size.cases, "case");
 }
 
-std::string SizeInWords(const Added& added) {
-  const std::string variables = Counted(added.variables, "variable");
-  if (added.cases < 0) return variables + ", an unknown number of cases";
-  return variables + ", " + Counted(added.cases, "case");
-}
-
-Json OpenedInJson(const Call& call, const NewDataset& dataset, LocallyUniqueID id,
-                  const std::string& file) {
-  return {{"event", "opened"},
-          {"role", call.caller.Name()},
-          {"dataset", dataset.name},
-          {"id", IdentifierInJson(id)},
-          {"file", file},
-          {"quiet", dataset.quiet}};
-}
-
-// Prints that a dataset with a data source is open. It is a clone if the call has a dataset.
-void SayOpened(const Call& call, const NewDataset& dataset, const Added& added,
-               const std::string& file) {
+// Opens a dataset over the source, which may be null. It is a clone if the call has a dataset.
+void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
+          const std::string& file) {
+  const bool isEmpty = source == nullptr;
+  const DatasetPtr dataset = call.shell.Open(std::move(source), file, wanted.name, wanted.quiet);
   const std::string cloneOf = call.dataset == nullptr ? "" : call.dataset->Name();
+  Size size{0, 0};  // after the filter hook has run
+  if (!isEmpty) {
+    const SvrDMInputDataSource reader(dataset->Item(), /*tryOnly=*/false);
+    size = {reader->ColumnCount(), reader->RowCount()};
+  }
+  const std::string from = cloneOf.empty() ? "from " + file : "a clone of " + cloneOf;
   const auto json = [&] {
-    Json members = OpenedInJson(call, dataset, added.id, file);
-    members["variables"] = added.variables;
-    members["cases"] = RowCountInJson(added.cases);
+    Json members = {{"event", "opened"},      {"caller", call.caller.Name()},
+                    {"dataset", wanted.name}, {"id", IdentifierInJson(dataset->ID())},
+                    {"file", file},           {"quiet", wanted.quiet}};
+    if (isEmpty) return members;
+    members["variables"] = size.variables;
+    members["cases"] = RowCountInJson(size.cases);
     if (!cloneOf.empty()) members["cloneOf"] = cloneOf;
     return members;
   };
-  call.shell.Say(dataset.name + " is open: " + SizeInWords(added) + ", " +
-                     (cloneOf.empty() ? "from " + file : "a clone of " + cloneOf) +
-                     (dataset.quiet ? " (quiet)" : ""),
-                 json);
+  call.shell.Say(
+      wanted.name + " is open" +
+          (isEmpty ? ", without a data source" : ": " + SizeInWords(size) + ", " + from) +
+          (wanted.quiet ? " (quiet)" : ""),
+      json);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -146,38 +133,26 @@ std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
 // ---------------------------------------------------------------------------------------------
 // Facts about a dataset
 
-// The holders of a lock, and the callers that wait for it.
-struct LockState {
-  std::vector<Holding> holders;
-  std::vector<Holding> waiters;
-
-  std::string InWords() const { return HeldInWords(holders, waiters); }
-};
-
-LockState LockOf(const OpenDataset& dataset, const CallerLocks& locks) {
-  return {locks.Holders(dataset), locks.Waiters(dataset)};
-}
-
 Json FactsInJson(OpenDataset& dataset, const LockState& lock) {
   const SvrDMDataset& handle = dataset.Handle();
-  return {{"dataset", dataset.Name()},
-          {"id", IdentifierInJson(dataset.ID())},
-          {"file", handle.GetFileName()},
-          {"suppressedFile", handle.SuppressedFileName()},
-          {"hasDataSource", handle.HasDataSource()},
-          {"hasBootstrap", handle.GetBootstrapSpecs() != nullptr},
-          {"caseSequence", handle.GetCaseSequence()},
-          {"readersCount", handle.ReadersCount()},
-          {"writersCount", handle.WritersCount()},
-          {"windowFront", handle.WindowFront()},
-          {"windowMinimized", handle.WindowMinimized()},
-          {"windowHidden", handle.WindowHidden()},
-          {"hasPassword", !handle.GetPassword().empty()},
-          {"passwordMangled", dataset.Item()->PasswordMangled()},
-          {"holders", HoldingsInJson(lock.holders)},
-          {"waiters", HoldingsInJson(lock.waiters)},
-          {"observers", dataset.Observers()},
-          {"client", TextOrNull(dataset.Client())}};
+  Json json = {{"dataset", dataset.Name()},
+               {"id", IdentifierInJson(dataset.ID())},
+               {"file", handle.GetFileName()},
+               {"suppressedFile", handle.SuppressedFileName()},
+               {"hasDataSource", handle.HasDataSource()},
+               {"hasBootstrap", handle.GetBootstrapSpecs() != nullptr},
+               {"caseSequence", handle.GetCaseSequence()},
+               {"readersCount", handle.ReadersCount()},
+               {"writersCount", handle.WritersCount()},
+               {"windowFront", handle.WindowFront()},
+               {"windowMinimized", handle.WindowMinimized()},
+               {"windowHidden", handle.WindowHidden()},
+               {"hasPassword", !handle.GetPassword().empty()},
+               {"passwordMangled", dataset.Item()->PasswordMangled()}};
+  lock.AddTo(json);
+  json["observers"] = dataset.Observers();
+  json["client"] = TextOrNull(dataset.Client());
+  return json;
 }
 
 std::string WindowInWords(const SvrDMDataset& handle) {
@@ -210,7 +185,7 @@ struct Contents {
 
 Contents ContentsOf(const Call& call, CallerLocks& locks) {
   Contents contents;
-  contents.lock = LockOf(*call.dataset, locks);
+  contents.lock = locks.StateOf(*call.dataset);
   contents.isRead = locks.TryRead(call.caller, call.dataset, [&](SvrDMInputDataSource& reader) {
     contents.isClone = dynamic_cast<const SvrDMCloneDataSource*>(*reader) != nullptr;
     if (*reader == nullptr) return;
@@ -412,8 +387,7 @@ Action OpenFile(Call& call) {
   const NewDataset wanted = TakeNewDataset(call);
   return [=, &call] {
     call.shell.RefuseName(wanted.name, nullptr);
-    auto source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
-    SayOpened(call, wanted, Add(call.shell, std::move(source), file, wanted), file);
+    Open(call, wanted, SystemFileDataSource::Open(file, GiveUpIfInterrupted), file);
   };
 }
 
@@ -421,12 +395,7 @@ Action AddEmpty(Call& call) {
   const NewDataset wanted = TakeNewDataset(call);
   return [=, &call] {
     call.shell.RefuseName(wanted.name, nullptr);
-    const LocallyUniqueID id = call.shell.Registry().AddEmpty(wanted.quiet);
-    call.shell.NoteNew(id);
-    call.shell.Adopt(id, wanted.name);
-    call.shell.Say(
-        wanted.name + " is open, without a data source" + (wanted.quiet ? " (quiet)" : ""),
-        [&] { return OpenedInJson(call, wanted, id, ""); });
+    Open(call, wanted, nullptr, /*file=*/"");
   };
 }
 
@@ -436,30 +405,25 @@ Action CloneDataset(Call& call) {
   call.shell.RefuseName(wanted.name, nullptr);
   return [=, &call](SvrDMWriteableDataSource& writer) {
     SourceOf(writer, *call.dataset);  // refuses a dataset without a data source
-    SayOpened(call, wanted, Add(call.shell, CloneSource(writer), /*file=*/"", wanted), "");
+    Open(call, wanted, CloneSource(writer), /*file=*/"");
   };
 }
 
 Action CloseDataset(Call& call) {
   return [&call] {
     const std::string name = call.dataset->Name();
-    const std::vector<Holding> holders = call.shell.Locks().Holders(*call.dataset);
-    const std::vector<Holding> waiters = call.shell.Locks().Waiters(*call.dataset);
+    const LockState lock = call.shell.Locks().StateOf(*call.dataset);
     if (call.shell.IsClosed(*call.dataset)) {
       throw CommandError(name + " (" + call.dataset->ID().ToString() +
-                         ") is closed already; it lives on while " + HeldInWords(holders, {}));
+                         ") is closed already; it lives on while " + lock.InWords());
     }
-    std::string words = name + " is closed";
-    if (!holders.empty()) words += "; it lives on while held by " + HoldersInWords(holders);
-    if (!waiters.empty()) words += "; waiting: " + WaitersInWords(waiters);
     call.shell.Close(*call.dataset);
-    call.shell.Say(words, [&]() -> Json {
-      return {{"event", "closed"},
-              {"role", call.caller.Name()},
-              {"dataset", name},
-              {"holders", HoldingsInJson(holders)},
-              {"waiters", HoldingsInJson(waiters)}};
-    });
+    call.shell.Say(
+        name + " is closed" + (lock.IsFree() ? "" : "; it lives on while " + lock.InWords()), [&] {
+          Json json = {{"event", "closed"}, {"caller", call.caller.Name()}, {"dataset", name}};
+          lock.AddTo(json);
+          return json;
+        });
   };
 }
 
@@ -470,7 +434,7 @@ Action ListDatasets(Call& call) {
     Json datasets = Json::array();
     for (const DatasetPtr& dataset : shell.Datasets()) {
       const SvrDMDataset& handle = dataset->Handle();
-      const LockState lock = LockOf(*dataset, shell.Locks());
+      const LockState lock = shell.Locks().StateOf(*dataset);
       const std::string file = handle.GetFileName();
       words += (words.empty() ? "" : "\n") + dataset->Name() + " (" + dataset->ID().ToString() +
                "), file " + OrNone(file.empty() ? handle.SuppressedFileName() : file) + ", " +

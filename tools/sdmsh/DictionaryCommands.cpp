@@ -227,14 +227,14 @@ Action RetypeVariable(Call& call) {
 Action SetWeight(Call& call) {
   const std::optional<std::string> name = TakeUse(call);
   return [=](ORVX_DataSource& source) {
-    source.SetWeightVar(PositionOrNone(source, name, "weights cases"));
+    source.SetWeightVar(PositionOrNone(source, name, "weight cases"));
   };
 }
 
 Action SetFilter(Call& call) {
   const std::optional<std::string> name = TakeUse(call);
   return [=](ORVX_DataSource& source) {
-    source.SetFilterVar(PositionOrNone(source, name, "selects cases"));
+    source.SetFilterVar(PositionOrNone(source, name, "select cases"));
   };
 }
 

@@ -4,10 +4,7 @@
 
 #include "CommandError.h"
 
-#include <poll.h>
-
 #include <atomic>
-#include <cerrno>
 
 namespace sdmsh {
 namespace {
@@ -45,11 +42,6 @@ InterruptsHeld::InterruptsHeld() {
 
 InterruptsHeld::~InterruptsHeld() {
   pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-}
-
-bool InterruptsHeld::WaitForInput(int descriptor) const {
-  pollfd input = {descriptor, POLLIN, 0};
-  return ppoll(&input, 1, nullptr, &before_) == 1 || errno != EINTR;
 }
 
 }  // namespace sdmsh

@@ -28,10 +28,6 @@ class InterruptsHeld {
   InterruptsHeld& operator=(const InterruptsHeld&) = delete;
   ~InterruptsHeld();
 
-  // Waits until `descriptor` can be read. Returns false if SIGINT comes first, or is already
-  // pending.
-  bool WaitForInput(int descriptor) const;
-
  private:
   sigset_t before_;
 };

@@ -5,13 +5,13 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "Commands.h"
 #include "Interrupt.h"
 #include "Shell.h"
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -20,26 +20,12 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-bool Excludes(const Hold& hold, const Hold& asked) {
-  return hold.dataset == asked.dataset &&
-         (hold.mode == LockMode::Write || asked.mode == LockMode::Write);
-}
-
-bool Excludes(const LockReport::Entry& hold, const Hold& asked) {
-  return hold.mode == LockReport::Mode::Write || asked.mode == LockMode::Write;
+bool Excludes(LockMode held, LockMode asked) {
+  return held == LockMode::Write || asked == LockMode::Write;
 }
 
 bool IsOn(const LockReport::Entry& entry, const OpenDataset& dataset) {
   return entry.lock.kind == LockReport::Kind::Data && entry.lock.address == dataset.Item().get();
-}
-
-LockMode ModeOf(const LockReport::Entry& entry) {
-  return entry.mode == LockReport::Mode::Read ? LockMode::Read : LockMode::Write;
-}
-
-// The caller's name, cut to the length that the lock monitor stores.
-std::string LabelOf(const Caller& caller) {
-  return caller.Name().substr(0, 31);
 }
 
 void RefuseUnfitMessages(const OpenDataset& dataset) {
@@ -49,127 +35,100 @@ void RefuseUnfitMessages(const OpenDataset& dataset) {
                      " do not fit together: " + failure);
 }
 
-Json LockInJson(const char* what, const Hold& hold) {
-  return {{"event", "lock"},
-          {"what", what},
-          {"role", hold.caller.Name()},
-          {"dataset", hold.dataset->Name()},
-          {"mode", ModeWord(hold.mode)}};
+// "read" or "write"
+const char* ModeWord(LockMode mode) {
+  return mode == LockMode::Read ? "read" : "write";
 }
 
-std::string LockInWords(const char* verb, const Hold& hold) {
-  return hold.caller.Name() + " " + verb + " " + LockInWords(hold.mode, hold.dataset->Name());
+// "the write lock on survey"
+std::string LockInWords(LockMode mode, const std::string& dataset) {
+  return std::string("the ") + ModeWord(mode) + " lock on " + dataset;
+}
+std::string LockInWords(const Hold& hold) {
+  return LockInWords(hold.mode, hold.dataset->Name());
 }
 
-void Say(Shell& shell, const char* what, const char* verb, const Hold& hold) {
-  shell.Say([&] { return LockInWords(verb, hold); }, [&] { return LockInJson(what, hold); });
+// "tables (reading), recode (writing)"
+std::string HoldersInWords(const std::vector<LockUser>& holders) {
+  std::vector<std::string> words;
+  for (const auto& [name, mode] : holders) {
+    words.push_back((name.empty() ? "nobody who could release it" : name) +
+                    (mode == LockMode::Read ? " (reading)" : " (writing)"));
+  }
+  return Joined(words);
 }
 
-// `holders` and `waiters` are the callers that block this one. `more` is the end of the words.
-void SayRefused(Shell& shell, const char* what, const char* verb, const Hold& hold,
-                const std::vector<Holding>& holders, const std::vector<Holding>& waiters,
-                const std::string& more = "") {
-  const auto json = [&] {
-    Json members = LockInJson(what, hold);
-    members["holders"] = HoldingsInJson(holders);
-    members["waiters"] = HoldingsInJson(waiters);
-    return members;
-  };
-  shell.Say([&] { return LockInWords(verb, hold) + InTheWay(holders, waiters) + more; }, json);
+// "recode (to write), browse (to read)"
+std::string WaitersInWords(const std::vector<LockUser>& waiters) {
+  std::vector<std::string> words;
+  for (const auto& [name, mode] : waiters) words.push_back(name + " (to " + ModeWord(mode) + ")");
+  return Joined(words);
+}
+
+Json UserInJson(const LockUser& user) {
+  return {{"caller", user.name}, {"mode", ModeWord(user.mode)}};
 }
 
 }  // namespace
 
+std::string LockState::InWords() const {
+  return (holders.empty() ? "free" : "held by " + HoldersInWords(holders)) +
+         (waiters.empty() ? "" : "; waiting: " + WaitersInWords(waiters));
+}
+
+std::string LockState::InTheWay() const {
+  return (holders.empty() ? "" : ", held by " + HoldersInWords(holders)) +
+         (waiters.empty() ? "" : ", behind " + WaitersInWords(waiters));
+}
+
+void LockState::AddTo(Json& json) const {
+  json["holders"] = Json::array();
+  json["waiters"] = Json::array();
+  for (const LockUser& user : holders) json["holders"].push_back(UserInJson(user));
+  for (const LockUser& user : waiters) json["waiters"].push_back(UserInJson(user));
+}
+
 // ---------------------------------------------------------------------------------------------
 // Caller
 
-Caller::Caller(std::string name, const LockLists& locks)
-    : name_(std::move(name)), locks_(locks), thread_([this] { Run(); }) {
-  try {
-    Do([this] { LockMonitor::NameThread(name_.c_str()); });
-  } catch (...) {
-    End();
-    throw;
-  }
+Caller::Caller(std::string name, std::string label)
+    : name_(std::move(name)),
+      label_(std::move(label)),
+      thread_([this](const std::stop_token& stop) { Run(stop); }) {
+  Do([this] { LockMonitor::NameThread(label_.c_str()); });
 }
 
-Caller::~Caller() {
-  End();
-}
-
-void Caller::End() {
-  {
-    const std::lock_guard lock(mutex_);
-    ending_ = true;
-  }
-  changed_.notify_all();
-  thread_.join();
-}
-
-void Caller::Do(std::function<void()> work) {
-  if (busy_) return work();
-  Start(std::move(work));
+void Caller::Do(const std::function<void()>& work) {
+  if (result_.valid()) return work();
+  Start(work);
   Finish();
 }
 
 void Caller::Start(std::function<void()> job) {
+  std::packaged_task<void()> task(std::move(job));
+  std::future<void> result = task.get_future();
   {
     const std::lock_guard lock(mutex_);
-    job_ = std::move(job);
+    job_ = std::move(task);
   }
-  busy_ = true;
+  result_ = std::move(result);
   changed_.notify_all();
 }
 
-void Caller::Finish() {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return job_ == nullptr; });
-  busy_ = false;
-  if (failure_ != nullptr) std::rethrow_exception(std::exchange(failure_, nullptr));
+bool Caller::HasFinished() const {
+  return !result_.valid() ||
+         result_.wait_for(std::chrono::seconds::zero()) == std::future_status::ready;
 }
 
-bool Caller::HasFinished() {
-  const std::lock_guard lock(mutex_);
-  return job_ == nullptr;
-}
-
-void Caller::Run() {
+void Caller::Run(const std::stop_token& stop) {
   const InterruptsHeld held;  // only the shell's thread receives SIGINT
   std::unique_lock lock(mutex_);
-  for (;;) {
-    changed_.wait(lock, [this] { return job_ != nullptr || ending_; });
-    if (job_ == nullptr) return;
+  while (changed_.wait(lock, stop, [this] { return job_.valid(); })) {
+    std::packaged_task<void()> job = std::move(job_);
     lock.unlock();
-    std::exception_ptr failure;
-    try {
-      job_();
-    } catch (...) {
-      failure = std::current_exception();
-    }
+    job();
     lock.lock();
-    failure_ = std::move(failure);
-    job_ = nullptr;
-    changed_.notify_all();
   }
-}
-
-const Hold& Caller::Asked() const {
-  return *std::find_if(locks_.asked.begin(), locks_.asked.end(),
-                       [this](const Hold& asked) { return &asked.caller == this; });
-}
-
-std::string Caller::AskedInWords() const {
-  return LockInWords(Asked().mode, Asked().dataset->Name());
-}
-
-const Hold* Caller::FindHold(const OpenDataset& dataset) const {
-  return FindLast([&](const Hold& hold) { return hold.dataset.get() == &dataset; });
-}
-
-const Hold* Caller::FindWriter(const OpenDataset& dataset) const {
-  return FindLast([&](const Hold& hold) {
-    return hold.dataset.get() == &dataset && hold.mode == LockMode::Write;
-  });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -186,49 +145,55 @@ CallerLocks::CallerLocks(const ServerDataManager& registry, Shell& shell, Bound 
 
 CallerLocks::~CallerLocks() {
   callers_.clear();
-  locks_ = {};
+  holds_.clear();
   LockMonitor::Stop();
   LockMonitor::SetHandler(nullptr);
 }
 
 Caller& CallerLocks::CallerNamed(const std::string& name) {
-  return callers_.try_emplace(name, name, locks_).first->second;
+  const auto known = callers_.find(name);
+  if (known != callers_.end()) return known->second;
+  const std::string label = "caller " + std::to_string(callers_.size() + 1);
+  return callers_.try_emplace(name, name, label).first->second;
 }
 
 void CallerLocks::Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mode) {
   RefuseWaiting(caller);
-  RefuseLockHeldForGood({caller, dataset, mode});
-  const std::vector<Holding> before = Waiters(*dataset);
+  const LockState before = StateOf(*dataset);
+  const bool isHeldForGood = std::ranges::any_of(before.holders, [&](const LockUser& holder) {
+    return holder.name.empty() && Excludes(holder.mode, mode);
+  });
+  if (isHeldForGood) {
+    throw CommandError(caller.Name() + " would wait forever for " +
+                       LockInWords(mode, dataset->Name()) + before.InTheWay());
+  }
   const Place asked = Start(caller, dataset, mode);
   ComesTrue([&] { return caller.HasFinished() || IsShownWaiting(*asked); });
   if (caller.HasFinished()) {
     Finish(asked);
-    return Say(shell_, "taken", "takes", *asked);
+    return Say("taken", "takes", *asked);
   }
-  SayRefused(shell_, "waits", "waits for", *asked, Holders(*dataset), before);
+  Say("waits", "waits for", *asked, &before);
   SayDeadlocks();
   Settle();
 }
 
 void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
   RefuseWaiting(caller);
-  const Hold wanted{caller, dataset, LockMode::Write};
-  const std::vector<Holding> holders = Holders(*dataset);
-  const std::vector<Holding> waiters = Waiters(*dataset);
-  if (!holders.empty() && !waiters.empty()) {
-    throw CommandError("try-write would fail, and " + WaitersInWords(waiters) +
+  const LockState before = StateOf(*dataset);
+  if (!before.holders.empty() && !before.waiters.empty()) {
+    throw CommandError("try-write would fail, and " + WaitersInWords(before.waiters) +
                        " would wait forever for " + dataset->Name());
   }
-  const Place asked = Start(caller, dataset, LockMode::Write, /*tryOnly=*/true);
+  const Hold wanted{caller, dataset, LockMode::Write};
   try {
-    Finish(asked);
+    Finish(Start(caller, dataset, LockMode::Write, /*tryOnly=*/true));
   } catch (int) {  // the handle throws an int if the lock is not free
-    if (holders.empty()) throw;
-    SayRefused(shell_, "tryFailed", "does not get", wanted, holders, waiters,
+    if (before.holders.empty()) throw;
+    return Say("tryFailed", "does not get", wanted, &before,
                "; from here on no lock on " + dataset->Name() + " is ever released");
-    return;
   }
-  Say(shell_, "taken", "takes", wanted);
+  Say("taken", "takes", wanted);
 }
 
 // Starts a job that acquires the lock on the caller's thread.
@@ -246,39 +211,40 @@ CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset,
       asked.handle = std::make_unique<SvrDMWriteableDataSource>(item, tryOnly, originator);
     }
   });
-  locks_.asked.splice(locks_.asked.end(), fresh);
-  return std::prev(locks_.asked.end());
+  holds_.splice(holds_.end(), fresh);
+  return std::prev(holds_.end());
 }
 
-// Waits until the thread has acquired the lock, and adds it to the held locks. If the thread
-// failed, throws its exception.
+// Waits until the thread has acquired the lock. If the thread failed, throws its exception.
 void CallerLocks::Finish(Place asked) {
-  std::list<Hold> finished;
-  finished.splice(finished.end(), locks_.asked, asked);
-  asked->caller.Finish();
-  locks_.held.splice(locks_.held.end(), finished);
+  try {
+    asked->caller.Finish();
+  } catch (...) {
+    holds_.erase(asked);
+    throw;
+  }
+  asked->isAcquired = true;
+  holds_.splice(holds_.end(), holds_, asked);
 }
 
-void CallerLocks::RefuseLockHeldForGood(const Hold& wanted) const {
-  for (const LockReport::Entry& hold : HoldsOutside(*wanted.dataset)) {
-    if (hold.handle != nullptr || !Excludes(hold, wanted)) continue;
-    throw CommandError(wanted.caller.Name() + " would wait forever for " +
-                       LockInWords(wanted.mode, wanted.dataset->Name()) +
-                       InTheWay(Holders(*wanted.dataset), {}));
-  }
+// The lock that the caller waits for; null if there is none.
+const Hold* CallerLocks::Asked(const Caller& caller) const {
+  const auto asked = std::ranges::find_if(
+      holds_, [&](const Hold& hold) { return &hold.caller == &caller && !hold.isAcquired; });
+  return asked == holds_.end() ? nullptr : &*asked;
 }
 
 void CallerLocks::RefuseWaiting(const Caller& caller) const {
-  if (!caller.IsAcquiring()) return;
-  const DatasetPtr& dataset = caller.Asked().dataset;
+  const Hold* const asked = Asked(caller);
+  if (asked == nullptr) return;
   std::string ways;
-  for (const Hold& hold : locks_.held) {
-    if (hold.dataset != dataset) continue;
+  for (const Hold& hold : holds_) {
+    if (!hold.isAcquired || hold.dataset != asked->dataset) continue;
     ways += ways.empty() ? "; it goes on after " : " and ";
-    ways += "`@" + hold.caller.Name() + " release " + dataset->Name() + "`";
+    ways += CommandText(hold.caller.Name(), {"release", hold.dataset->Name()});
   }
-  throw CommandError(caller.Name() + " waits for " + caller.AskedInWords() +
-                     InTheWay(Holders(*dataset), {}) + ways +
+  const LockState held{StateOf(*asked->dataset).holders, {}};
+  throw CommandError(caller.Name() + " waits for " + LockInWords(*asked) + held.InTheWay() + ways +
                      "; `@NAME COMMAND` gives a command as another caller");
 }
 
@@ -299,45 +265,38 @@ bool CallerLocks::ComesTrue(Condition condition) const {
 }
 
 bool CallerLocks::IsShownWaiting(const Hold& asked) const {
-  const LockReport report = registry_.GetLockReport();
-  return std::any_of(report.waits.begin(), report.waits.end(), [&](const LockReport::Entry& wait) {
-    return wait.thread.label == LabelOf(asked.caller) && IsOn(wait, *asked.dataset);
+  return std::ranges::any_of(registry_.GetLockReport().waits, [&](const LockReport::Entry& wait) {
+    return CallerOf(wait) == &asked.caller && IsOn(wait, *asked.dataset);
   });
 }
 
-// Also counts callers whose thread has acquired the lock, but that are not in locks_.held yet.
 bool CallerLocks::IsBlocked(const Hold& asked) const {
-  const auto excludes = [&](const auto& hold) { return Excludes(hold, asked); };
-  const auto hasAcquired = [&](const Hold& other) {
-    return &other != &asked && other.caller.HasFinished() && excludes(other);
-  };
-  const std::vector<LockReport::Entry> outside = HoldsOutside(*asked.dataset);
-  return std::any_of(locks_.held.begin(), locks_.held.end(), excludes) ||
-         std::any_of(locks_.asked.begin(), locks_.asked.end(), hasAcquired) ||
-         std::any_of(outside.begin(), outside.end(), excludes);
+  return std::ranges::any_of(StateOf(*asked.dataset).holders, [&](const LockUser& holder) {
+    return Excludes(holder.mode, asked.mode);
+  });
 }
 
 // Waits until each waiting caller has acquired its lock or is blocked by a holder, then prints
 // which callers got a lock.
 void CallerLocks::Settle() {
   Place unsettled;
-  const auto isSettled = [this](const Hold& asked) {
-    return asked.caller.HasFinished() || IsBlocked(asked);
+  const auto isSettled = [this](const Hold& hold) {
+    return hold.isAcquired || hold.caller.HasFinished() || IsBlocked(hold);
   };
   const bool settled = ComesTrue([&] {
-    unsettled = std::find_if_not(locks_.asked.begin(), locks_.asked.end(), isSettled);
-    return unsettled == locks_.asked.end();
+    unsettled = std::ranges::find_if_not(holds_, isSettled);
+    return unsettled == holds_.end();
   });
   if (settled) return FinishAcquiring();
-  throw CommandError(unsettled->caller.Name() + " should have " + unsettled->caller.AskedInWords() +
+  throw CommandError(unsettled->caller.Name() + " should have " + LockInWords(*unsettled) +
                      " by now: something outside this shell must hold it");
 }
 
 void CallerLocks::FinishAcquiring() {
-  for (Place asked = locks_.asked.begin(); asked != locks_.asked.end();) {
-    const Place next = std::next(asked);
-    if (asked->caller.HasFinished()) FinishWaiting(asked);
-    asked = next;
+  for (Place hold = holds_.begin(); hold != holds_.end();) {
+    const Place next = std::next(hold);
+    if (!hold->isAcquired && hold->caller.HasFinished()) FinishWaiting(hold);
+    hold = next;
   }
 }
 
@@ -347,7 +306,26 @@ void CallerLocks::FinishWaiting(Place asked) {
   } catch (const std::bad_alloc&) {
     return;  // it failed before the thread waited, and the command that asked has failed too
   }
-  Say(shell_, "letIn", "gets", *asked);
+  Say("letIn", "gets", *asked);
+}
+
+// Prints what the caller does with a lock. `state` is given if the lock is not free.
+void CallerLocks::Say(const char* what, const char* verb, const Hold& hold, const LockState* state,
+                      const std::string& more) {
+  const std::string& caller = hold.caller.Name();
+  const auto words = [&] {
+    return caller + " " + verb + " " + LockInWords(hold) +
+           (state == nullptr ? "" : state->InTheWay()) + more;
+  };
+  shell_.Say(words, [&] {
+    Json json = {{"event", "lock"},
+                 {"what", what},
+                 {"caller", caller},
+                 {"dataset", hold.dataset->Name()},
+                 {"mode", ModeWord(hold.mode)}};
+    if (state != nullptr) state->AddTo(json);
+    return json;
+  });
 }
 
 void CallerLocks::SayDeadlocks() {
@@ -364,21 +342,19 @@ void CallerLocks::SayDeadlocks() {
 
 std::string CallerLocks::DeadlockInWords(const std::vector<LockIncident::Step>& steps) const {
   std::string words = "deadlock: ";
-  for (const LockIncident::Step& step : steps) {
-    words += HoldingOf(step.wait).role + " waits for " +
-             LockInWords(ModeOf(step.wait), NameOf(step.wait.lock)) +
-             InTheWay({HoldingOf(step.blocker)}, {}) + "; ";
+  for (const auto& [wait, blocker] : steps) {
+    words += UserOf(wait).name + " waits for " + LockInWords(wait.mode, NameOf(wait.lock)) +
+             LockState{{UserOf(blocker)}, {}}.InTheWay() + "; ";
   }
-  return words + "`@" + HoldingOf(steps.front().wait).role + " release` ends it";
+  return words + CommandText(UserOf(steps.front().wait).name, {"release"}) + " ends it";
 }
 
 Json CallerLocks::DeadlockInJson(const std::vector<LockIncident::Step>& steps) const {
   Json json = Json::array();
-  for (const LockIncident::Step& step : steps) {
-    json.push_back({{"role", HoldingOf(step.wait).role},
-                    {"mode", ModeWord(ModeOf(step.wait))},
-                    {"dataset", NameOf(step.wait.lock)},
-                    {"holder", HoldingInJson(HoldingOf(step.blocker))}});
+  for (const auto& [wait, blocker] : steps) {
+    json.push_back(UserInJson(UserOf(wait)));
+    json.back()["dataset"] = NameOf(wait.lock);
+    json.back()["holder"] = UserInJson(UserOf(blocker));
   }
   return {{"event", "deadlock"}, {"steps", json}};
 }
@@ -387,41 +363,38 @@ Json CallerLocks::DeadlockInJson(const std::vector<LockIncident::Step>& steps) c
 // Releasing
 
 void CallerLocks::Release(Caller& caller, const DatasetPtr& dataset) {
-  const Hold* const last = caller.FindHold(*dataset);
-  if (last == nullptr) {
+  const Hold* const found =
+      FindLast(caller, [&](const Hold& hold) { return hold.dataset == dataset; });
+  if (found == nullptr) {
     throw CommandError(caller.Name() + " holds no lock on " + dataset->Name());
   }
-  const Place hold = std::find_if(locks_.held.begin(), locks_.held.end(),
-                                  [last](const Hold& each) { return &each == last; });
+  const auto isFound = [found](const Hold& hold) { return &hold == found; };
+  Hold& hold = *std::ranges::find_if(holds_, isFound);
   const int passCountBefore = dataset->Interpreter().PassCount();
-  caller.Do([hold] {
+  caller.Do([&hold] {
     // If the pass fails here, the lock stays held; in the handle's destructor, the failure would
     // end the process.
-    if (hold->mode == LockMode::Write) hold->Writer().Notify();
-    hold->handle.reset();
+    if (hold.mode == LockMode::Write) hold.Writer().Notify();
+    hold.handle.reset();
   });
-  std::list<Hold> released;
-  released.splice(released.end(), locks_.held, hold);
-  Say(shell_, "released", "releases", *hold);
+  Say("released", "releases", hold);
+  holds_.remove_if(isFound);
   SayNotified(caller, *dataset, passCountBefore);
   Settle();
   RefuseUnfitMessages(*dataset);
 }
 
 void CallerLocks::ReleaseAll(Caller& caller) {
-  while (const Hold* const hold = caller.FindLast([](const Hold&) { return true; })) {
+  while (const Hold* const hold = FindLast(caller, [](const Hold&) { return true; })) {
     Release(caller, DatasetPtr(hold->dataset));
   }
 }
 
-void CallerLocks::Notify(Caller& caller, const DatasetPtr& dataset) {
-  RefuseWaiting(caller);
-  const Hold* const hold = caller.FindWriter(*dataset);
-  if (hold == nullptr) throw CommandError(caller.Name() + " does not write " + dataset->Name());
-  const int passCountBefore = dataset->Interpreter().PassCount();
-  caller.Do([hold] { hold->Writer().Notify(); });
-  SayNotified(caller, *dataset, passCountBefore);
-  RefuseUnfitMessages(*dataset);
+void CallerLocks::Notify(Caller& caller, const OpenDataset& dataset) {
+  const int passCountBefore = dataset.Interpreter().PassCount();
+  Write(caller, dataset, [](SvrDMWriteableDataSource& writer) { writer.Notify(); });
+  SayNotified(caller, dataset, passCountBefore);
+  RefuseUnfitMessages(dataset);
 }
 
 // Prints the messages to observers from the pass that the caller's thread ran, and whether the
@@ -431,10 +404,11 @@ void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
   shell_.Out().SayNotices();
   if (dataset.Interpreter().PassCount() == passCountBefore) return;
   if (!dataset.IsObservedBy(caller.Name())) return;
-  shell_.Say([&] { return "  " + caller.Name() + ": not notified of its own changes"; },
-             [&]() -> Json {
-               return {{"event", "notTold"}, {"role", caller.Name()}, {"dataset", dataset.Name()}};
-             });
+  shell_.Say(
+      [&] { return "  " + caller.Name() + ": not notified of its own changes"; },
+      [&]() -> Json {
+        return {{"event", "notNotified"}, {"caller", caller.Name()}, {"dataset", dataset.Name()}};
+      });
 }
 
 void CallerLocks::CloseDown(const std::function<void(const std::string&)>& complain) {
@@ -451,20 +425,22 @@ void CallerLocks::CloseDown(const std::function<void(const std::string&)>& compl
   };
   succeeds([this] { Settle(); });  // the last command may have failed before it called Settle
   for (const auto& [name, caller] : callers_) {
-    if (caller.IsAcquiring()) complain(name + " still waits for " + caller.AskedInWords());
+    const Hold* const asked = Asked(caller);
+    if (asked != nullptr) complain(name + " still waits for " + LockInWords(*asked));
   }
-  while (Caller* const caller = FirstHolder()) {
-    const std::size_t count = locks_.held.size();
-    if (!succeeds([&] { ReleaseAll(*caller); }) && locks_.held.size() == count) return;
+  const auto isHolder = [this](const auto& each) {
+    return FindLast(each.second, [](const Hold&) { return true; }) != nullptr;
+  };
+  for (;;) {
+    const auto holder = std::ranges::find_if(callers_, isHolder);
+    if (holder == callers_.end()) return;
+    const std::size_t count = holds_.size();
+    if (!succeeds([&] { ReleaseAll(holder->second); }) && holds_.size() == count) return;
   }
 }
 
-// The holder that is first by name; null if no caller holds a lock.
-Caller* CallerLocks::FirstHolder() const {
-  const auto first = std::min_element(
-      locks_.held.begin(), locks_.held.end(),
-      [](const Hold& a, const Hold& b) { return a.caller.Name() < b.caller.Name(); });
-  return first == locks_.held.end() ? nullptr : &first->caller;
+bool CallerLocks::IsStuck() const {
+  return std::ranges::any_of(holds_, [](const Hold& hold) { return !hold.isAcquired; });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -475,17 +451,18 @@ void CallerLocks::Read(Caller& caller, const DatasetPtr& dataset,
   if (TryRead(caller, dataset, work)) return;
   RefuseWaiting(caller);
   throw CommandError(caller.Name() + " would have to wait for " +
-                     LockInWords(LockMode::Read, dataset->Name()) +
-                     InTheWay(Holders(*dataset), Waiters(*dataset)));
+                     LockInWords(LockMode::Read, dataset->Name()) + StateOf(*dataset).InTheWay());
 }
 
 bool CallerLocks::TryRead(Caller& caller, const DatasetPtr& dataset,
                           const std::function<void(SvrDMInputDataSource&)>& work) {
-  if (const Hold* const hold = caller.FindHold(*dataset)) {
-    caller.Do([&] { work(*hold->handle); });
+  const Hold* const last =
+      FindLast(caller, [&](const Hold& hold) { return hold.dataset == dataset; });
+  if (last != nullptr) {
+    caller.Do([&] { work(*last->handle); });
     return true;
   }
-  if (!Waiters(*dataset).empty()) return false;
+  if (!StateOf(*dataset).waiters.empty()) return false;
   bool isFree = false;
   caller.Do([&] {
     auto reader = SvrDMInputDataSource::TryRead(dataset->Item(), std::chrono::milliseconds::zero());
@@ -497,67 +474,61 @@ bool CallerLocks::TryRead(Caller& caller, const DatasetPtr& dataset,
 
 void CallerLocks::Write(Caller& caller, const OpenDataset& dataset,
                         const std::function<void(SvrDMWriteableDataSource&)>& work) {
-  const Hold* const hold = caller.FindWriter(dataset);
-  if (hold == nullptr) {
-    throw CommandError(caller.Name() + " does not hold the write lock on " + dataset.Name() +
-                       "; `write " + dataset.Name() + "` takes it");
+  const Hold* const last = FindLast(caller, [&](const Hold& hold) {
+    return hold.dataset.get() == &dataset && hold.mode == LockMode::Write;
+  });
+  if (last == nullptr) {
+    throw CommandError(caller.Name() + " does not hold the write lock on " + dataset.Name() + "; " +
+                       CommandText(caller.Name(), {"write", dataset.Name()}) + " takes it");
   }
-  if (caller.IsAcquiring()) {
-    throw CommandError(caller.Name() + " waits for " + caller.AskedInWords() +
-                       " and cannot write until it has it");
-  }
-  caller.Do([&] { work(hold->Writer()); });
+  RefuseWaiting(caller);
+  caller.Do([&] { work(last->Writer()); });
 }
 
 // ---------------------------------------------------------------------------------------------
 // Holders and waiters
 
-std::vector<Holding> CallerLocks::Holders(const OpenDataset& dataset) const {
-  std::vector<Holding> holders;
-  for (const LockReport::Entry& hold : HoldsOutside(dataset)) holders.push_back(HoldingOf(hold));
-  for (const Hold& hold : locks_.held) {
-    if (hold.dataset.get() == &dataset) holders.push_back({hold.caller.Name(), hold.mode});
+// A lock that a caller's thread has acquired counts as held even before FinishAcquiring.
+LockState CallerLocks::StateOf(const OpenDataset& dataset) const {
+  LockState state;
+  // The locks of threads outside the shell, and the locks that stayed held without a handle.
+  for (const LockReport::Entry& held : registry_.GetLockReport().holds) {
+    const bool isOutside = held.handle == nullptr || CallerOf(held) == nullptr;
+    if (isOutside && IsOn(held, dataset)) state.holders.push_back(UserOf(held));
   }
-  return holders;
+  for (const Hold& hold : holds_) {
+    if (hold.dataset.get() != &dataset) continue;
+    const bool isHeld = hold.isAcquired || (hold.caller.HasFinished() && hold.handle != nullptr);
+    (isHeld ? state.holders : state.waiters).push_back({hold.caller.Name(), hold.mode});
+  }
+  return state;
 }
 
-std::vector<Holding> CallerLocks::Waiters(const OpenDataset& dataset) const {
-  std::vector<Holding> waiters;
-  for (const Hold& asked : locks_.asked) {
-    if (asked.dataset.get() == &dataset) waiters.push_back({asked.caller.Name(), asked.mode});
-  }
-  return waiters;
-}
-
-// The locks that threads other than the callers' threads hold, and locks that stayed held although
-// their handle is gone.
-std::vector<LockReport::Entry> CallerLocks::HoldsOutside(const OpenDataset& dataset) const {
-  std::vector<LockReport::Entry> holds = registry_.GetLockReport().holds;
-  std::erase_if(holds, [&](const LockReport::Entry& hold) {
-    return !IsOn(hold, dataset) || (hold.handle != nullptr && CallerOf(hold) != nullptr);
+const Hold* CallerLocks::FindLast(const Caller& caller,
+                                  const std::function<bool(const Hold&)>& matches) const {
+  const auto last = std::find_if(holds_.rbegin(), holds_.rend(), [&](const Hold& hold) {
+    return hold.isAcquired && &hold.caller == &caller && matches(hold);
   });
-  return holds;
+  return last == holds_.rend() ? nullptr : &*last;
 }
 
 const Caller* CallerLocks::CallerOf(const LockReport::Entry& entry) const {
-  const auto caller = std::find_if(callers_.begin(), callers_.end(), [&](const auto& each) {
-    return LabelOf(each.second) == entry.thread.label;
-  });
+  const auto caller = std::ranges::find_if(
+      callers_, [&](const auto& each) { return each.second.Label() == entry.thread.label; });
   return caller == callers_.end() ? nullptr : &caller->second;
 }
 
-Holding CallerLocks::HoldingOf(const LockReport::Entry& entry) const {
-  if (entry.handle == nullptr) return {"", ModeOf(entry)};
+LockUser CallerLocks::UserOf(const LockReport::Entry& entry) const {
+  if (entry.handle == nullptr) return {"", entry.mode};
   const Caller* const caller = CallerOf(entry);
-  const std::string number = std::to_string(entry.thread.number);
-  return {caller == nullptr ? "thread " + number : caller->Name(), ModeOf(entry)};
+  return {caller != nullptr ? caller->Name() : "thread " + std::to_string(entry.thread.number),
+          entry.mode};
 }
 
 std::string CallerLocks::NameOf(const LockReport::Lock& lock) const {
-  const auto hold = std::find_if(locks_.held.begin(), locks_.held.end(), [&](const Hold& each) {
-    return each.dataset->Item().get() == lock.address;
-  });
-  return hold == locks_.held.end() ? lock.dataset.ToString() : hold->dataset->Name();
+  const auto hold = std::ranges::find_if(
+      holds_, [&](const Hold& each) { return each.dataset->Item().get() == lock.address; });
+  return hold == holds_.end() ? lock.dataset.ToString() : hold->dataset->Name();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -587,25 +558,22 @@ Action ShowLocks(Call& call) {
     std::vector<DatasetPtr> datasets{call.dataset};
     if (call.dataset == nullptr) {
       datasets = call.shell.Datasets();
-      std::erase_if(datasets, [&](const DatasetPtr& each) {
-        return locks.Holders(*each).empty() && locks.Waiters(*each).empty();
-      });
+      std::erase_if(datasets,
+                    [&](const DatasetPtr& each) { return locks.StateOf(*each).IsFree(); });
     }
     const auto words = [&] {
       std::string lines;
       for (const DatasetPtr& each : datasets) {
         lines += (lines.empty() ? "" : "\n") + each->Name() + " (" + each->ID().ToString() +
-                 "): " + HeldInWords(locks.Holders(*each), locks.Waiters(*each));
+                 "): " + locks.StateOf(*each).InWords();
       }
       return lines.empty() ? "no lock is held" : lines;
     };
     const auto json = [&] {
       Json rows = Json::array();
       for (const DatasetPtr& each : datasets) {
-        rows.push_back({{"dataset", each->Name()},
-                        {"id", each->ID().ToString()},
-                        {"holders", HoldingsInJson(locks.Holders(*each))},
-                        {"waiters", HoldingsInJson(locks.Waiters(*each))}});
+        rows.push_back({{"dataset", each->Name()}, {"id", each->ID().ToString()}});
+        locks.StateOf(*each).AddTo(rows.back());
       }
       return Json{{"event", "locks"}, {"datasets", rows}};
     };

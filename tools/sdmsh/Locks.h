@@ -9,111 +9,101 @@
 #ifndef SDMSH_LOCKS_H_
 #define SDMSH_LOCKS_H_
 
-#include "Holding.h"
 #include "OpenDataset.h"
 
 #include <ServerDataManager/LockReport.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
-#include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <exception>
 #include <functional>
+#include <future>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 class ServerDataManager;
 
 namespace sdmsh {
 
-class Caller;
 class Shell;
 
 // How long the shell waits for an event that should happen immediately, before it fails.
 using Bound = std::chrono::milliseconds;
+
+using LockMode = LockReport::Mode;
+
+// A caller with its thread. The destructor waits until the running job ends.
+//
+// Threads: the shell's thread.
+class Caller {
+ public:
+  // The lock monitor stores `label`, up to 31 bytes, for the thread.
+  Caller(std::string name, std::string label);
+
+  const std::string& Name() const { return name_; }
+  const std::string& Label() const { return label_; }
+
+  // Runs `work` on the caller's thread and waits until it ends. If the caller's thread has a job,
+  // runs `work` on the current thread. Throws what `work` throws.
+  void Do(const std::function<void()>& work);
+
+  // Starts a job on the caller's thread and does not wait for it. The thread must have no job.
+  void Start(std::function<void()> job);
+  // Waits until the job ends. Throws what the job threw.
+  void Finish() { std::exchange(result_, {}).get(); }
+  // Whether the job has ended; true if there is none.
+  bool HasFinished() const;
+
+ private:
+  void Run(const std::stop_token& stop);
+
+  const std::string name_;
+  const std::string label_;
+  std::future<void> result_;  // valid from Start until Finish
+  std::mutex mutex_;
+  std::condition_variable_any changed_;
+  std::packaged_task<void()> job_;  // guarded by mutex_; not valid once the thread has taken it
+  std::jthread thread_;             // must be the last member: the thread uses the others
+};
 
 // A lock on a dataset that a caller holds or waits for.
 struct Hold {
   Caller& caller;
   DatasetPtr dataset;
   LockMode mode;
-  // Null while the caller waits; a SvrDMWriteableDataSource for a write lock.
+  // A SvrDMWriteableDataSource for a write lock. The caller's thread sets it.
   std::unique_ptr<SvrDMInputDataSource> handle = nullptr;
+  bool isAcquired = false;
 
   SvrDMWriteableDataSource& Writer() const {
     return static_cast<SvrDMWriteableDataSource&>(*handle);
   }
 };
 
-// The locks of all callers: `held` in the order in which they were acquired, and `asked` (not
-// acquired yet) in the order in which callers asked for them.
-struct LockLists {
-  std::list<Hold> held;
-  std::list<Hold> asked;
+// A caller that holds a lock or waits for it, or a thread outside the shell. The name is empty if
+// the handle is gone, so that nobody can release the lock.
+struct LockUser {
+  std::string name;
+  LockMode mode;
 };
 
-// A caller with its thread.
-//
-// Threads: the shell's thread.
-class Caller {
- public:
-  // Borrows the lists.
-  Caller(std::string name, const LockLists& locks);
-  Caller(const Caller&) = delete;
-  Caller& operator=(const Caller&) = delete;
-  // Waits until the running job ends.
-  ~Caller();
+struct LockState {
+  std::vector<LockUser> holders;  // in the order of acquiring, those outside the shell first
+  std::vector<LockUser> waiters;  // in the order of asking
 
-  const std::string& Name() const { return name_; }
-
-  // Runs `work` on the caller's thread and waits until it ends. If the caller's thread is waiting
-  // for a lock, runs `work` on the shell's thread. Throws what `work` throws.
-  void Do(std::function<void()> work);
-
-  // Starts a job on the caller's thread and does not wait for it. The thread must have no job.
-  void Start(std::function<void()> job);
-  // Waits until the job ends. Throws what the job threw.
-  void Finish();
-  // Whether the job has ended; true if there is none.
-  bool HasFinished();
-
-  // Whether a job to acquire a lock was started, and Finish was not called since.
-  bool IsAcquiring() const { return busy_; }
-  // The lock that the caller is acquiring; as text, "the write lock on survey". Requires
-  // IsAcquiring().
-  const Hold& Asked() const;
-  std::string AskedInWords() const;
-
-  // The last lock acquired by this caller for which `matches` returns true; null if there is none.
-  template <class Matches>
-  const Hold* FindLast(Matches matches) const {
-    const auto last = std::find_if(locks_.held.rbegin(), locks_.held.rend(), [&](const Hold& hold) {
-      return &hold.caller == this && matches(hold);
-    });
-    return last == locks_.held.rend() ? nullptr : &*last;
-  }
-  const Hold* FindHold(const OpenDataset& dataset) const;
-  const Hold* FindWriter(const OpenDataset& dataset) const;
-
- private:
-  void Run();
-  void End();
-
-  const std::string name_;
-  const LockLists& locks_;
-  bool busy_ = false;  // Start was called, Finish was not
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
-  std::exception_ptr failure_;  // guarded by mutex_; what the job threw, null if it did not throw
-  bool ending_ = false;         // guarded by mutex_
-  std::thread thread_;          // must be the last member: the thread uses the others
+  bool IsFree() const { return holders.empty() && waiters.empty(); }
+  // "held by tables (reading); waiting: recode (to write)"; "free" if nobody holds the lock.
+  std::string InWords() const;
+  // ", held by tables (reading), behind recode (to write)"; empty if the lock is free.
+  std::string InTheWay() const;
+  // Adds the members "holders" and "waiters", each an array of {"caller", "mode"}.
+  void AddTo(Json& json) const;
 };
 
 // Each operation throws CommandError before it changes anything if it is refused. It also throws
@@ -149,10 +139,6 @@ class CallerLocks {
   // Releases all locks of the caller in the same way, the last acquired first.
   void ReleaseAll(Caller& caller);
 
-  // Notifies observers of the changes so far and keeps the lock. Refused if the caller does not
-  // hold the write lock, and if it waits for a lock.
-  void Notify(Caller& caller, const DatasetPtr& dataset);
-
   // Runs `work` on the caller's thread under the last lock that the caller acquired on the dataset,
   // or else under a temporary read lock. Refused if that lock is not free.
   void Read(Caller& caller, const DatasetPtr& dataset,
@@ -160,27 +146,27 @@ class CallerLocks {
   // Like Read, but returns false without running `work` if the read lock is not free.
   bool TryRead(Caller& caller, const DatasetPtr& dataset,
                const std::function<void(SvrDMInputDataSource&)>& work);
-
   // Runs `work` on the caller's thread with the caller's writer. Refused if the caller does not
   // hold the write lock, and if it waits for a lock.
   void Write(Caller& caller, const OpenDataset& dataset,
              const std::function<void(SvrDMWriteableDataSource&)>& work);
+  // Notifies observers of the changes so far and keeps the lock. Refused like Write.
+  void Notify(Caller& caller, const OpenDataset& dataset);
 
-  // Holders in the order in which they acquired the lock, those outside the shell first; waiters in
-  // the order in which they asked for it.
-  std::vector<Holding> Holders(const OpenDataset& dataset) const;
-  std::vector<Holding> Waiters(const OpenDataset& dataset) const;
+  LockState StateOf(const OpenDataset& dataset) const;
+  // The last lock acquired by the caller for which `matches` returns true; null if there is none.
+  const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
   // Releases all locks, and then the locks that waiting callers get in turn. Calls `complain` first
   // for each waiting caller, and later for each failure.
   void CloseDown(const std::function<void(const std::string&)>& complain);
-  // Moves the locks that waiting callers have acquired to the held locks, and prints that. To be
-  // called before each command, because the previous command may have failed before it did so.
+  // Counts the locks that waiting callers have acquired as held, and prints that. To be called
+  // before each command, because the previous command may have failed before it did so.
   void FinishAcquiring();
 
   // After CloseDown: whether a caller's thread still waits for a lock, which no caller can release.
   // This object must not be destroyed then.
-  bool IsStuck() const { return !locks_.asked.empty(); }
+  bool IsStuck() const;
 
  private:
   using Place = std::list<Hold>::iterator;
@@ -188,21 +174,21 @@ class CallerLocks {
   Place Start(Caller& caller, const DatasetPtr& dataset, LockMode mode, bool tryOnly = false);
   void Finish(Place asked);
   void FinishWaiting(Place asked);
+  const Hold* Asked(const Caller& caller) const;
   void RefuseWaiting(const Caller& caller) const;
-  void RefuseLockHeldForGood(const Hold& wanted) const;
-  std::vector<LockReport::Entry> HoldsOutside(const OpenDataset& dataset) const;
   bool IsShownWaiting(const Hold& asked) const;
   bool IsBlocked(const Hold& asked) const;
   template <class Condition>
   bool ComesTrue(Condition condition) const;
   void Settle();
+  void Say(const char* what, const char* verb, const Hold& hold, const LockState* state = nullptr,
+           const std::string& more = "");
   void SayNotified(const Caller& caller, const OpenDataset& dataset, int passCountBefore);
   void SayDeadlocks();
   std::string DeadlockInWords(const std::vector<LockIncident::Step>& steps) const;
   Json DeadlockInJson(const std::vector<LockIncident::Step>& steps) const;
-  Caller* FirstHolder() const;
   const Caller* CallerOf(const LockReport::Entry& entry) const;
-  Holding HoldingOf(const LockReport::Entry& entry) const;
+  LockUser UserOf(const LockReport::Entry& entry) const;
   std::string NameOf(const LockReport::Lock& lock) const;
 
   const ServerDataManager& registry_;
@@ -210,7 +196,8 @@ class CallerLocks {
   const Bound bound_;
   std::mutex incidentsMutex_;
   std::vector<LockIncident> incidents_;  // guarded by incidentsMutex_
-  LockLists locks_;
+  // The acquired locks in the order of acquiring, and the others in the order of asking.
+  std::list<Hold> holds_;
   std::map<std::string, Caller> callers_;
 };
 

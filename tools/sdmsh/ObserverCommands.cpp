@@ -1,4 +1,5 @@
-// The commands for observers of changes, for observers of the registry, and for reports of errors.
+// The commands for observers of changes, for observers of the registry, and for reports of errors;
+// and the observers of the registry.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -8,6 +9,7 @@
 
 #include <ServerDataManager/ErrorText.h>
 #include <ServerDataManager/InteractiveErrorMonitor.h>
+#include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 namespace sdmsh {
@@ -17,12 +19,64 @@ namespace {
 constexpr std::int8_t kWarning = 2;
 
 Json EventInJson(const char* event, const Call& call) {
-  Json json = {{"event", event}, {"role", call.caller.Name()}};
+  Json json = {{"event", event}, {"caller", call.caller.Name()}};
   if (call.dataset != nullptr) json["dataset"] = call.dataset->Name();
   return json;
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Observers of the registry
+
+RegistryObserver::RegistryObserver(ServerDataManager& registry, Output& output, std::string caller)
+    : registry_(registry), output_(output), caller_(std::move(caller)) {
+  registry_.Register(*this);
+}
+
+RegistryObserver::~RegistryObserver() {
+  registry_.Unregister(*this);
+}
+
+// Must not throw: after an exception the dataset would stay registered, but its identifier would
+// not be returned to anybody.
+void RegistryObserver::DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) {
+  output_.Notice([&] { return InWords(id) + " created, file " + OrNone(fileName); },
+                 [&] {
+                   Json json = InJson("created", id);
+                   json["file"] = fileName;
+                   return json;
+                 });
+}
+
+void RegistryObserver::DataSetDeleted(const LocallyUniqueID& id) {
+  output_.Notice([&] { return InWords(id) + " deleted"; }, [&] { return InJson("deleted", id); });
+}
+
+std::string RegistryObserver::InWords(LocallyUniqueID id) const {
+  const std::string handle = HandleOf(id);
+  return "  " + caller_ + ": dataset " + id.ToString() +
+         (handle.empty() ? "" : " (" + handle + ")");
+}
+
+Json RegistryObserver::InJson(const char* event, LocallyUniqueID id) const {
+  return {{"event", event},
+          {"caller", caller_},
+          {"id", IdentifierInJson(id)},
+          {"handle", HandleOf(id)}};
+}
+
+// Empty for a dataset that was just opened, and for a closed dataset whose creation notice comes
+// with a later pass. Looking up a closed dataset in the registry would throw.
+std::string RegistryObserver::HandleOf(LocallyUniqueID id) const {
+  for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
+    if (dataset.GetDataSetID() == id) return dataset.GetHandle();
+  }
+  return "";
+}
+
+// ---------------------------------------------------------------------------------------------
+// Commands
 
 Action Observe(Call& call) {
   return [&call] {
@@ -44,26 +98,29 @@ Action Unobserve(Call& call) {
 }
 
 Action TellObservers(Call& call) {
-  return [&call](CallerLocks& locks) { locks.Notify(call.caller, call.dataset); };
+  return [&call](CallerLocks& locks) { locks.Notify(call.caller, *call.dataset); };
 }
 
 Action WatchRegistry(Call& call) {
   call.Expect("registry");
   return [&call] {
-    call.shell.Watch().Begin(call.caller.Name());
-    call.shell.Say(call.caller.Name() + " watches the registry",
-                   [&] { return EventInJson("watches", call); });
+    const std::string& caller = call.caller.Name();
+    ServerDataManager& registry = call.shell.Registry();
+    const auto [watch, isNew] =
+        call.shell.Watches().try_emplace(caller, registry, call.shell.Out(), caller);
+    if (!isNew) registry.Register(watch->second);  // from now on, it is notified last
+    call.shell.Say(caller + " watches the registry", [&] { return EventInJson("watches", call); });
   };
 }
 
 Action UnwatchRegistry(Call& call) {
   call.Expect("registry");
   return [&call] {
-    if (!call.shell.Watch().IsWatchedBy(call.caller.Name())) {
-      throw CommandError(call.caller.Name() + " does not watch the registry");
+    const std::string& caller = call.caller.Name();
+    if (call.shell.Watches().erase(caller) == 0) {
+      throw CommandError(caller + " does not watch the registry");
     }
-    call.shell.Watch().End(call.caller.Name());
-    call.shell.Say(call.caller.Name() + " no longer watches the registry",
+    call.shell.Say(caller + " no longer watches the registry",
                    [&] { return EventInJson("watchesNoLonger", call); });
   };
 }
@@ -76,7 +133,7 @@ Action BindClient(Call& call) {
     call.shell.Say(
         client.empty() ? dataset + " has no client" : client + " is the client of " + dataset,
         [&]() -> Json {
-          return {{"event", "client"}, {"role", TextOrNull(client)}, {"dataset", dataset}};
+          return {{"event", "client"}, {"caller", TextOrNull(client)}, {"dataset", dataset}};
         });
   };
 }
@@ -94,7 +151,7 @@ Action ReportError(Call& call) {
         client.empty() ? "  not reported: " + dataset + " has no client"
                        : "  not reported: warnings on " + dataset + " are off",
         [&]() -> Json {
-          return {{"event", "notReported"}, {"role", TextOrNull(client)}, {"dataset", dataset}};
+          return {{"event", "notReported"}, {"caller", TextOrNull(client)}, {"dataset", dataset}};
         });
   };
 }

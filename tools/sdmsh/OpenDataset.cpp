@@ -52,37 +52,37 @@ void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
 
 // Adds a notice to the output for each message of a pass. The interpreter is notified first and has
 // formatted the messages.
-class OpenDataset::RoleObserver final : public SvrDMDataSetObserver {
+class OpenDataset::CallerObserver final : public SvrDMDataSetObserver {
  public:
-  RoleObserver(OpenDataset& dataset, std::string role)
-      : dataset_(dataset), role_(std::move(role)) {}
+  CallerObserver(OpenDataset& dataset, std::string caller)
+      : dataset_(dataset), caller_(std::move(caller)) {}
 
   void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
     for (const ChangeInterpreter::Change& change : dataset_.interpreter_.Pass()) {
-      dataset_.output_.Notice([&] { return "  " + role_ + ": " + change.words; },
+      dataset_.output_.Notice([&] { return "  " + caller_ + ": " + change.words; },
                               [&] { return InJson(change); });
     }
   }
 
  private:
   Json InJson(const ChangeInterpreter::Change& change) const {
-    Json json = {{"event", "told"}, {"role", role_}, {"dataset", dataset_.Name()}};
+    Json json = {{"event", "notified"}, {"caller", caller_}, {"dataset", dataset_.Name()}};
     json.update(change.json);
     return json;
   }
 
   OpenDataset& dataset_;
-  const std::string role_;
+  const std::string caller_;
 };
 
 // Simulates the channel to a client in another process: encodes a message, and decodes it from the
 // bytes.
 class OpenDataset::ClientChannel final : public PackageProxy {
  public:
-  ClientChannel(OpenDataset& dataset, std::string role)
-      : dataset_(dataset), role_(std::move(role)) {}
+  ClientChannel(OpenDataset& dataset, std::string caller)
+      : dataset_(dataset), caller_(std::move(caller)) {}
 
-  const std::string& Role() const { return role_; }
+  const std::string& CallerName() const { return caller_; }
 
   short SendMessage(int command, VSerializable* message) override {
     if (command != kErrorReport) return kUnknownCommand;
@@ -106,9 +106,11 @@ class OpenDataset::ClientChannel final : public PackageProxy {
     const std::string dataset = dataset_.Name();
     ++dataset_.reportCount_;
     dataset_.output_.Notice(
-        [&] { return "  " + role_ + ": " + kind + " on " + dataset + ": \"" + text.Text() + "\""; },
+        [&] {
+          return "  " + caller_ + ": " + kind + " on " + dataset + ": \"" + text.Text() + "\"";
+        },
         [&]() -> Json {
-          return {{"event", "reported"}, {"role", role_},
+          return {{"event", "reported"}, {"caller", caller_},
                   {"dataset", dataset},  {"datasetId", IdentifierInJson(report.GetDataSetID())},
                   {"kind", kind},        {"severity", text.Severity()},
                   {"text", text.Text()}};
@@ -116,7 +118,7 @@ class OpenDataset::ClientChannel final : public PackageProxy {
   }
 
   OpenDataset& dataset_;
-  const std::string role_;
+  const std::string caller_;
 };
 
 OpenDataset::OpenDataset(SvrDMItemPtr item, Output& output)
@@ -127,7 +129,7 @@ OpenDataset::OpenDataset(SvrDMItemPtr item, Output& output)
 OpenDataset::~OpenDataset() {
   handle_.InitializeErrorMonitor(nullptr);
   handle_.Unregister(interpreter_);
-  for (const auto& [role, observer] : roles_) handle_.Unregister(*observer);
+  for (const auto& [caller, observer] : observerOf_) handle_.Unregister(*observer);
 }
 
 std::string OpenDataset::Name() const {
@@ -135,17 +137,17 @@ std::string OpenDataset::Name() const {
   return name.empty() ? ID().ToString() : name;
 }
 
-SvrDMDataSetObserver& OpenDataset::ObserverOf(const std::string& role) {
-  auto observer = roles_.find(role);
-  if (observer == roles_.end()) {
-    observer = roles_.emplace(role, std::make_unique<RoleObserver>(*this, role)).first;
+SvrDMDataSetObserver& OpenDataset::ObserverOf(const std::string& caller) {
+  auto observer = observerOf_.find(caller);
+  if (observer == observerOf_.end()) {
+    observer = observerOf_.emplace(caller, std::make_unique<CallerObserver>(*this, caller)).first;
   }
   return *observer->second;
 }
 
-void OpenDataset::Observe(const std::string& role) {
-  SvrDMDataSetObserver& observer = ObserverOf(role);
-  observers_.push_back(role);
+void OpenDataset::Observe(const std::string& caller) {
+  SvrDMDataSetObserver& observer = ObserverOf(caller);
+  observers_.push_back(caller);
   try {
     handle_.Register(observer);
   } catch (...) {
@@ -154,23 +156,23 @@ void OpenDataset::Observe(const std::string& role) {
   }
 }
 
-void OpenDataset::Unobserve(const std::string& role) {
-  handle_.Unregister(ObserverOf(role));
-  std::erase(observers_, role);
+void OpenDataset::Unobserve(const std::string& caller) {
+  handle_.Unregister(ObserverOf(caller));
+  std::erase(observers_, caller);
 }
 
-bool OpenDataset::IsObservedBy(const std::string& role) const {
-  return std::find(observers_.begin(), observers_.end(), role) != observers_.end();
+bool OpenDataset::IsObservedBy(const std::string& caller) const {
+  return std::find(observers_.begin(), observers_.end(), caller) != observers_.end();
 }
 
-void OpenDataset::BindClient(const std::string& role) {
-  auto client = role.empty() ? nullptr : std::make_unique<ClientChannel>(*this, role);
+void OpenDataset::BindClient(const std::string& caller) {
+  auto client = caller.empty() ? nullptr : std::make_unique<ClientChannel>(*this, caller);
   handle_.InitializeErrorMonitor(client.get());
   client_ = std::move(client);
 }
 
 std::string OpenDataset::Client() const {
-  return client_ == nullptr ? "" : client_->Role();
+  return client_ == nullptr ? "" : client_->CallerName();
 }
 
 bool SameName(const std::string& a, const std::string& b) {

@@ -85,17 +85,17 @@ class OpenDataset {
   const SvrDMItemPtr& Item() const { return item_; }
 
   // The observer of a caller, which may not be registered. Created by the first call.
-  SvrDMDataSetObserver& ObserverOf(const std::string& role);
-  void Observe(const std::string& role);
-  void Unobserve(const std::string& role);
+  SvrDMDataSetObserver& ObserverOf(const std::string& caller);
+  void Observe(const std::string& caller);
+  void Unobserve(const std::string& caller);
   // The callers whose observers are registered, one entry for each registration.
   const std::vector<std::string>& Observers() const { return observers_; }
-  bool IsObservedBy(const std::string& role) const;
+  bool IsObservedBy(const std::string& caller) const;
 
   // Makes the caller the client that receives error reports, in place of the previous client. With
-  // an empty role, there is no client any more.
+  // an empty name, there is no client any more.
   // Threads: the thread of the caller that holds the write lock.
-  void BindClient(const std::string& role);
+  void BindClient(const std::string& caller);
   // The caller that is the client; empty if there is none.
   std::string Client() const;
   // How many reports clients have received.
@@ -104,14 +104,14 @@ class OpenDataset {
   const ChangeInterpreter& Interpreter() const { return interpreter_; }
 
  private:
-  class RoleObserver;
+  class CallerObserver;
   class ClientChannel;
 
   Output& output_;
   SvrDMItemPtr item_;
   SvrDMDataset handle_;
   ChangeInterpreter interpreter_;
-  std::map<std::string, std::unique_ptr<RoleObserver>> roles_;
+  std::map<std::string, std::unique_ptr<CallerObserver>> observerOf_;
   std::vector<std::string> observers_;
   std::unique_ptr<ClientChannel> client_;  // null if there is no client
   int reportCount_ = 0;

@@ -129,7 +129,6 @@ class Table {
   explicit Table(std::vector<Column> columns);
 
   void Add(std::vector<std::string> row);
-  std::size_t RowCount() const { return rows_.size(); }
 
   // The rows added since the last call, below the heads if there are any, without the last line
   // feed. If the columns do not fit into the width, splits them into several blocks of lines, and

@@ -44,9 +44,9 @@ class Player {
 
   void Execute(const std::string& text) {
     Line line = ParseLine(text);
-    if (line.role.empty()) line.role = Shell::kMainRole;
+    if (line.caller.empty()) line.caller = Shell::kMainCaller;
     if (IsScript()) SayLine(text, line);
-    if (!line.words.empty()) shell_.Execute(line.role, line.words);
+    if (!line.words.empty()) shell_.Execute(line.caller, line.words);
     if (IsScript()) GiveUpIfInterrupted();
   }
 
@@ -55,7 +55,8 @@ class Player {
     const bool isCommand = !line.words.empty();
     const auto json = [&]() -> Json {
       if (!isCommand) return nullptr;
-      return {{"event", "command"}, {"line", line_}, {"role", line.role}, {"words", line.words}};
+      return {
+          {"event", "command"}, {"line", line_}, {"caller", line.caller}, {"words", line.words}};
     };
     shell_.Say([&] { return (isCommand ? "> " : "") + text; }, json);
   }

@@ -39,10 +39,7 @@ bool TakesDataset(const Command& command, const Arguments& arguments) {
 }  // namespace
 
 Shell::Shell(ServerDataManager& registry, Output& output, Bound bound)
-    : registry_(registry),
-      output_(output),
-      watch_(registry, output),
-      locks_(registry, *this, bound) {}
+    : registry_(registry), output_(output), locks_(registry, *this, bound) {}
 
 Shell::~Shell() {
   Hide({});
@@ -50,12 +47,12 @@ Shell::~Shell() {
   for (const DatasetPtr& dataset : datasets_) registry_.Delete(dataset->ID());
 }
 
-void Shell::Execute(const std::string& role, const std::vector<std::string>& words) {
+void Shell::Execute(const std::string& caller, const std::vector<std::string>& words) {
   try {
     // First completes what the previous command left unfinished if memory ran out.
     DropNew();
     locks_.FinishAcquiring();
-    Run(role, words);
+    Run(caller, words);
   } catch (const std::bad_alloc&) {
     throw;
   } catch (...) {
@@ -64,14 +61,15 @@ void Shell::Execute(const std::string& role, const std::vector<std::string>& wor
   if (output_.TakeLoss()) throw std::bad_alloc();
 }
 
-void Shell::Run(const std::string& role, const std::vector<std::string>& words) {
+void Shell::Run(const std::string& caller, const std::vector<std::string>& words) {
   const Command& command = CommandNamed(words.front());
-  Call call(command, {words.begin() + 1, words.end()}, *this, locks_.CallerNamed(role));
+  Call call(command, {words.begin() + 1, words.end()}, *this, locks_.CallerNamed(caller));
   try {
     if (TakesDataset(command, call)) call.dataset = Find(call.caller, call.Take("DATASET"));
     const Action action = command.run(call);
     call.End();
     Perform(call, action);
+    new_.reset();
     output_.SayNotices();
   } catch (...) {
     output_.TakeLoss();  // the exception is reported instead
@@ -106,7 +104,7 @@ DatasetPtr Shell::FindByID(const Caller& caller, LocallyUniqueID id) const {
     return Known(registry_.GetDataSet(id)->ID());
   } catch (const ErrorMsg&) {  // not in the registry
     const Hold* const hold =
-        caller.FindLast([&](const Hold& each) { return each.dataset->ID() == id; });
+        locks_.FindLast(caller, [&](const Hold& each) { return each.dataset->ID() == id; });
     if (hold != nullptr) return hold->dataset;
     throw CommandError(id.ToString() + ": " + ExceptionInWords());
   }
@@ -116,8 +114,8 @@ DatasetPtr Shell::FindByName(const Caller& caller, const std::string& name) cons
   if (!name.empty()) {
     const SvrDMItemPtr item = registry_.GetDataSet(name);
     if (item.IsValid()) return Known(item->ID());
-    const Hold* const hold =
-        caller.FindLast([&](const Hold& each) { return SameName(each.dataset->Name(), name); });
+    const Hold* const hold = locks_.FindLast(
+        caller, [&](const Hold& each) { return SameName(each.dataset->Name(), name); });
     if (hold != nullptr) return hold->dataset;
   }
   std::vector<std::string> names;
@@ -159,17 +157,31 @@ DatasetPtr Shell::Known(LocallyUniqueID id) const {
   return *found;
 }
 
+DatasetPtr Shell::Open(std::unique_ptr<ORVX_DataSource> source, const std::string& file,
+                       const std::string& name, bool quiet) {
+  try {
+    new_ = source == nullptr ? registry_.AddEmpty(quiet)
+                             : registry_.Add(std::move(source), file, quiet);
+  } catch (...) {
+    if (hidden_ != nullptr) hidden_->EndAddition(/*isAdded=*/false);
+    throw;
+  }
+  if (hidden_ != nullptr) hidden_->EndAddition(/*isAdded=*/true);
+  return Adopt(*new_, name);
+}
+
 DatasetPtr Shell::Adopt(LocallyUniqueID id, const std::string& name) {
   const DatasetPtr dataset = std::make_shared<OpenDataset>(registry_.GetDataSet(id), output_);
   dataset->Handle().SetHandle(name);
   datasets_.push_back(dataset);
-  new_.reset();
   return dataset;
 }
 
+// Deletes the dataset that a failed command has registered.
 void Shell::DropNew() {
   if (!new_) return;
   registry_.Delete(*new_);
+  std::erase_if(datasets_, [&](const DatasetPtr& known) { return known->ID() == *new_; });
   new_.reset();
 }
 

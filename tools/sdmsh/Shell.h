@@ -7,10 +7,12 @@
 #include "Locks.h"
 #include "OpenDataset.h"
 #include "Output.h"
-#include "RegistryWatch.h"
 #include "Sources.h"
 
+#include <ServerDataManager/ServerDataManagerObserver.h>
+
 #include <chrono>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,12 +22,37 @@ class ServerDataManager;
 
 namespace sdmsh {
 
+// An observer of the registry for a caller. Borrows the registry and the output, and adds a notice
+// to the output for each call.
+//
+// Threads: one at a time; the shell waits while a caller's thread works.
+class RegistryObserver final : public ServerDataManagerObserver {
+ public:
+  // Registers the observer; the destructor unregisters it.
+  RegistryObserver(ServerDataManager& registry, Output& output, std::string caller);
+  RegistryObserver(const RegistryObserver&) = delete;
+  RegistryObserver& operator=(const RegistryObserver&) = delete;
+  ~RegistryObserver();
+
+  void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) override;
+  void DataSetDeleted(const LocallyUniqueID& id) override;
+
+ private:
+  std::string InWords(LocallyUniqueID id) const;
+  Json InJson(const char* event, LocallyUniqueID id) const;
+  std::string HandleOf(LocallyUniqueID id) const;
+
+  ServerDataManager& registry_;
+  Output& output_;
+  const std::string caller_;
+};
+
 // Threads: one, the shell's thread. A caller's thread runs only while the shell waits for it, or
 // while it waits for a lock.
 class Shell {
  public:
   // The caller of a command that names no caller.
-  static constexpr const char* kMainRole = "main";
+  static constexpr const char* kMainCaller = "main";
 
   // Borrows the registry and the output. For `bound` see CallerLocks.
   Shell(ServerDataManager& registry, Output& output, Bound bound = std::chrono::seconds(10));
@@ -35,9 +62,9 @@ class Shell {
   // IsStuck().
   ~Shell();
 
-  // Runs a command for the caller named `role`. Throws CommandError if the command fails, and
+  // Runs a command for the caller with this name. Throws CommandError if the command fails, and
   // std::bad_alloc if memory runs out or some output was lost. The shell stays usable either way.
-  void Execute(const std::string& role, const std::vector<std::string>& words);
+  void Execute(const std::string& caller, const std::vector<std::string>& words);
 
   // Prints an event, in words or as JSON: see Output::Say.
   template <class Words, class Members>
@@ -53,7 +80,8 @@ class Shell {
   Output& Out() { return output_; }
   ServerDataManager& Registry() { return registry_; }
   CallerLocks& Locks() { return locks_; }
-  RegistryWatch& Watch() { return watch_; }
+  // The callers that watch the registry.
+  std::map<std::string, RegistryObserver>& Watches() { return watches_; }
 
   // The dataset in the registry with this handle name (ignoring case) or this identifier, written
   // domain:serial. If the registry has no such dataset, finds a closed one on which `caller` still
@@ -69,9 +97,10 @@ class Shell {
   // In the order of the registry.
   std::vector<DatasetPtr> Datasets() const;
 
-  // Call this after registering a dataset. If the command then fails before Adopt, the shell
-  // deletes the dataset.
-  void NoteNew(LocallyUniqueID id) noexcept { new_ = id; }
+  // Opens a dataset over the source, which may be null. If the running command fails later, the
+  // shell deletes the dataset.
+  DatasetPtr Open(std::unique_ptr<ORVX_DataSource> source, const std::string& file,
+                  const std::string& name, bool quiet);
   // Adds a dataset that was just registered to the open datasets, and sets its handle name.
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
   // Hides the variables with these names, and no others, in datasets that are opened later.
@@ -94,16 +123,16 @@ class Shell {
   DatasetPtr FindByID(const Caller& caller, LocallyUniqueID id) const;
   DatasetPtr FindByName(const Caller& caller, const std::string& name) const;
   DatasetPtr Known(LocallyUniqueID id) const;
-  void Run(const std::string& role, const std::vector<std::string>& words);
+  void Run(const std::string& caller, const std::vector<std::string>& words);
   void Perform(Call& call, const Action& action);
   void DropNew();
 
   ServerDataManager& registry_;
   Output& output_;
-  RegistryWatch watch_;
+  std::map<std::string, RegistryObserver> watches_;
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null if there is none
   std::vector<DatasetPtr> datasets_;
-  std::optional<LocallyUniqueID> new_;  // registered and not adopted yet
+  std::optional<LocallyUniqueID> new_;  // registered by the running command
   CallerLocks locks_;                   // destroyed before the datasets that callers work on
   bool over_ = false;
 };

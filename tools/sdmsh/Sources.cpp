@@ -82,14 +82,32 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   return copy;
 }
 
+class HiddenVariables::View final : public FilteredDataSource {
+ public:
+  using FilteredDataSource::FilteredDataSource;
+
+  const std::shared_ptr<const void> isAlive = std::make_shared<char>();
+};
+
 ORVX_DataSource* HiddenVariables::FilterDataSource(ORVX_DataSource* source) {
-  auto shown = ViewOf(*source);
-  for (int position = shown->ColumnCount() - 1; position >= 0; --position) {
-    const std::string& name = std::as_const(*shown).GetVariable(position).GetName();
+  auto view = std::make_unique<View>(source);
+  view->SetDirty(source->IsDirty());  // the dirty flag is not part of the dictionary
+  for (int position = view->ColumnCount() - 1; position >= 0; --position) {
+    const std::string& name = std::as_const(*view).GetVariable(position).GetName();
     const bool isHidden = std::find(names_.begin(), names_.end(), name) != names_.end();
-    if (isHidden) shown->DeleteVariables(position, position);
+    if (isHidden) view->DeleteVariables(position, position);
   }
-  return shown->ColumnCount() == source->ColumnCount() ? source : shown.release();
+  if (view->ColumnCount() == source->ColumnCount()) return source;
+  isAlive_ = view->isAlive;
+  return view_ = view.release();
+}
+
+void HiddenVariables::EndAddition(bool isAdded) noexcept {
+  if (!isAdded && !isAlive_.expired()) {
+    view_->SetParentSource(nullptr);
+    delete view_;
+  }
+  isAlive_.reset();
 }
 
 }  // namespace sdmsh

@@ -62,8 +62,16 @@ class HiddenVariables final : public ORVX_DataSourceFilterHook {
   // Returns `source` if it has none of these variables.
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
 
+  // To be called after each addition to the registry. If the addition failed before a dataset owned
+  // the view, deletes the view; the registry has deleted its parent.
+  void EndAddition(bool isAdded) noexcept;
+
  private:
+  class View;
+
   const std::vector<std::string> names_;
+  View* view_ = nullptr;               // made for the current addition; null if there is none
+  std::weak_ptr<const void> isAlive_;  // expires if a dataset deletes view_
 };
 
 }  // namespace sdmsh

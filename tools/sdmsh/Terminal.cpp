@@ -209,7 +209,8 @@ void AddFiles(const std::string& typed, std::vector<std::string>& words) {
 }
 
 void AddVariables(Shell& shell, const Line& line, std::vector<std::string>& words) {
-  Caller& caller = shell.Locks().CallerNamed(line.role.empty() ? Shell::kMainRole : line.role);
+  Caller& caller =
+      shell.Locks().CallerNamed(line.caller.empty() ? Shell::kMainCaller : line.caller);
   const DatasetPtr dataset = shell.Find(caller, line.words[1]);
   const auto add = [&](const ORVX_DataSource& source) {
     for (const ORVX_Variable& variable : VariablesOf(source)) words.push_back(variable.GetName());
@@ -276,15 +277,6 @@ std::string CommonStart(const std::vector<std::string>& words) {
   // Must not end within a UTF-8 character.
   while (start.size() < first.size() && (first[start.size()] & 0xC0) == 0x80) start.pop_back();
   return start;
-}
-
-// The word as a user types it, in quotes if it needs them. Without the closing quote unless
-// `isWhole`.
-std::string AsTyped(const std::string& word, bool isWhole) {
-  if (word.find_first_of(" \t\"") == std::string::npos && !word.starts_with('#')) return word;
-  std::string typed = "\"";
-  for (const char c : word) typed += c == '"' ? "\"\"" : std::string(1, c);
-  return isWhole ? typed + "\"" : typed;
 }
 
 std::string ListOf(const std::vector<std::string>& words) {

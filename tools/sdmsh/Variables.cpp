@@ -51,7 +51,8 @@ int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
                      const std::string& does) {
   const int position = PositionOf(source, name);
   if (source.GetVariable(position).GetType() != 0) {
-    throw CommandError("variable " + Quoted(name) + " is a string, and a number " + does);
+    throw CommandError("variable " + Quoted(name) + " is a string; only a numeric variable can " +
+                       does);
   }
   return position;
 }

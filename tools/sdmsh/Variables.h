@@ -28,7 +28,7 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source);
 // case-sensitive.
 int PositionOf(const ORVX_DataSource& source, const std::string& name);
 // Also refuses a string variable. `does` is the part of the error text that gives the purpose of
-// the number: "weights cases".
+// the variable: "weight cases".
 int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
                      const std::string& does);
 // Also refuses a name that occurs twice.
