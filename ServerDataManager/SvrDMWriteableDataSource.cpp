@@ -116,6 +116,10 @@ void SvrDMWriteableDataSource::ClearNotifications() {
   Item().ClearNotifications();
 }
 
+std::any* SvrDMWriteableDataSource::PassData() const {
+  return Item().PassData();
+}
+
 void SvrDMWriteableDataSource::BulkVarMoves() {
   Item().BulkVarMoves(true);
 }

@@ -13,6 +13,7 @@
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
+#include <any>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -90,6 +91,12 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void AddNotification(DataSetMsg* message);
   const std::vector<DataSetMsg*>& GetNotifications() const;
   void ClearNotifications();
+
+  // For observers: storage that the observers of one notification pass share, so that the first can
+  // leave its work to the others, such as the encoded messages. Empty for the first observer,
+  // destroyed after the last. Null outside OnDataSetChanged of this dataset.
+  // Threads: the thread of the pass.
+  std::any* PassData() const;
 
   // Makes the next comparison a bulk replacement, with two messages for the whole variable list:
   // for writers that reorder many variables.

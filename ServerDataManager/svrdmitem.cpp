@@ -27,6 +27,32 @@ using namespace sdm_internal;
 
 namespace {
 
+// While the observers of an item are called: what they share. An observer may cause a pass of
+// another item on the same thread, so these objects form a stack.
+class ObserversBeingCalled {
+ public:
+  explicit ObserversBeingCalled(const SvrDMItem& item)
+      : item_(item), outer_(std::exchange(innermost_, this)) {}
+  ~ObserversBeingCalled() { innermost_ = outer_; }
+  ObserversBeingCalled(const ObserversBeingCalled&) = delete;
+  ObserversBeingCalled& operator=(const ObserversBeingCalled&) = delete;
+
+  // Null if the observers of the item are not being called on this thread.
+  static std::any* DataOf(const SvrDMItem& item) {
+    for (ObserversBeingCalled* calls = innermost_; calls != nullptr; calls = calls->outer_) {
+      if (&calls->item_ == &item) return &calls->data_;
+    }
+    return nullptr;
+  }
+
+ private:
+  static inline thread_local ObserversBeingCalled* innermost_ = nullptr;
+
+  const SvrDMItem& item_;
+  ObserversBeingCalled* const outer_;
+  std::any data_;
+};
+
 constexpr int kExclusive = 1;   // the lock type of sfGuard
 constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
 
@@ -345,9 +371,14 @@ void SvrDMItem::UpdateObserverView() {
 void SvrDMItem::CallObservers(SvrDMWriteableDataSource const* writer,
                               SvrDMDataSetObserver* originator) {
   const NotificationGuard guard(*this);
+  const ObserversBeingCalled calls(*this);
   for (SvrDMDataSetObserver* observer : observers_) {
     if (observer != originator) observer->OnDataSetChanged(writer);
   }
+}
+
+std::any* SvrDMItem::PassData() const {
+  return ObserversBeingCalled::DataOf(*this);
 }
 
 void SvrDMItem::BulkVarMoves(bool bulk) {

@@ -33,6 +33,7 @@
 #include <ServerDataManager/ObserverView.h>
 #include <ServerDataManager/ThreadSafety.h>
 
+#include <any>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -302,6 +303,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void UpdateObserverView() SDM_REQUIRES(lock_);
   void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator)
       SDM_REQUIRES(lock_);
+  SDM_HIDDEN std::any* PassData() const;
 
   // The order of the fields is fixed: other binaries depend on it.
 

@@ -1,5 +1,5 @@
-// The cost of following a dataset: applying the decoded messages of a pass to the mirror, and
-// computing the digest of the dictionary.
+// The cost of following a dataset: applying the decoded messages of a pass to the mirror, computing
+// the digest of the dictionary, and sending a pass to many clients.
 //
 // Each benchmark reports its time as a multiple of its peers', measured alternately:
 //
@@ -8,18 +8,23 @@
 //   of_flat_xxh3       XXH3, 128 bits, of the same content, already encoded
 
 #include <benchmark/benchmark.h>
+#include <client/ChangeFrame.h>
+#include <client/ChangeStreamReader.h>
 #include <client/DictionaryDigest.h>
 #include <client/DictionaryMessages.h>
 #include <client/DictionaryMirror.h>
+#include <client/server/ChangeStreamObserver.h>
 #include <liborvxdemg/InsertVarsMsg.h>
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <libvserial/VStream.h>
+#include <PackageProxy/PackageProxy.h>
 
 #include <xxhash.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -143,18 +148,129 @@ void TakeTheDigestForTheFirstTime(benchmark::State& state) {
 }
 BENCHMARK(TakeTheDigestForTheFirstTime)->Arg(1'000);
 
-// Uses a digester that caches the variables of the previous call.
+// The dictionary caches the hashes of the other variables.
 void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {
   Dictionary dictionary(state);
   ORVX_DataSource& source = *dictionary.dataset.Item()->DataSource();
-  DictionaryDigester digester;
   int changes = 0;
   MeasureBesideTheFlatHash(state, source, [&] {
     source.GetVariable(source.ColumnCount() / 2).SetLabel(++changes % 2 == 0 ? "even" : "odd");
-    benchmark::DoNotOptimize(digester.Of(source));
+    benchmark::DoNotOptimize(DigestOf(source));
   });
-  if (digester.Of(source) != DigestOf(source)) state.SkipWithError("The digest is wrong");
 }
-BENCHMARK(TakeTheDigestAgainAfterOneVariableHasChanged)->Arg(1'000);
+BENCHMARK(TakeTheDigestAgainAfterOneVariableHasChanged)->Arg(1'000)->Arg(100'000);
+
+// Encodes the frame, and keeps the last.
+class Channel final : public PackageProxy {
+ public:
+  short SendMessage(int, VSerializable* message) override {
+    VStream stream;
+    message->VSInitSerialization(stream);
+    frame.assign(stream.Bytes());
+    return 0;
+  }
+
+  std::string frame;
+};
+
+// Streams of one dataset, registered until they are destroyed.
+class Streams {
+ public:
+  Streams(BenchDataset& dataset, int count) : item_(dataset.Item()), channels_(count) {
+    for (Channel& channel : channels_) {
+      item_->Register(*streams_.emplace_back(std::make_unique<ChangeStreamObserver>(channel)));
+    }
+  }
+  ~Streams() {
+    for (const auto& stream : streams_) item_->Unregister(*stream);
+  }
+
+  const std::string& Frame() const { return channels_.back().frame; }
+  bool AreInOrder() const {
+    return std::none_of(streams_.begin(), streams_.end(),
+                        [](const auto& stream) { return stream->IsLost(); });
+  }
+
+ private:
+  SvrDMItemPtr item_;
+  std::vector<Channel> channels_;
+  std::vector<std::unique_ptr<ChangeStreamObserver>> streams_;
+};
+
+// Measures the release alone; `edit` changes the data source under the writer.
+template <class Edit>
+void ReleaseToStreams(benchmark::State& state, const Edit& edit) {
+  BenchDataset dataset(static_cast<int>(state.range(0)));
+  const Streams streams(dataset, static_cast<int>(state.range(1)));
+  for (auto _ : state) {
+    state.PauseTiming();
+    std::optional<SvrDMWriteableDataSource> writer(std::in_place, dataset.Item(),
+                                                   /*tryOnly=*/false, /*originator=*/nullptr);
+    edit(*writer->GetDataSource());
+    state.ResumeTiming();
+    writer.reset();
+  }
+  if (!streams.AreInOrder()) state.SkipWithError("A stream is lost");
+}
+
+void ReleaseOneLabelToStreams(benchmark::State& state) {
+  int turn = 0;
+  ReleaseToStreams(state, [&](ORVX_DataSource& source) {
+    source.GetVariable(source.ColumnCount() / 2).SetLabel(std::to_string(++turn));
+  });
+}
+BENCHMARK(ReleaseOneLabelToStreams)->Args({10'000, 100})->Unit(benchmark::kMicrosecond);
+
+// Alternates with inserting them again, which is measured too.
+void ReleaseTheFirst20DeletedToStreams(benchmark::State& state) {
+  std::vector<ORVX_Variable> deleted;
+  ReleaseToStreams(state, [&](ORVX_DataSource& source) {
+    if (deleted.empty()) {
+      for (int i = 0; i < 20; ++i) deleted.push_back(source.GetVariable(i));
+      source.DeleteVariables(0, 19);
+    } else {
+      for (int i = 0; i < 20; ++i) {
+        source.InsertVariable(i, deleted[static_cast<std::size_t>(i)]);
+      }
+      deleted.clear();
+    }
+  });
+}
+BENCHMARK(ReleaseTheFirst20DeletedToStreams)->Args({10'000, 100})->Unit(benchmark::kMicrosecond);
+
+// The client applies a frame with one label.
+void ApplyAFrameWithOneLabel(benchmark::State& state) {
+  BenchDataset dataset(static_cast<int>(state.range(0)));
+  const Streams streams(dataset, 1);
+  ChangeStreamReader reader(dataset.ID());
+  {
+    ChangeFrame snapshot;
+    snapshot.kind = ChangeFrame::Kind::Snapshot;
+    snapshot.dataset = dataset.ID();
+    const ORVX_DataSource& source = *dataset.Item()->DataSource();
+    for (const auto& message : DictionaryMessages(source, dataset.ID(), 0)) {
+      snapshot.AddMessage(*message);
+    }
+    snapshot.digest = DigestOf(source);
+    VStream bytes;
+    snapshot.VSInitSerialization(bytes);
+    reader.Apply(bytes.Bytes());
+  }
+  int turn = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    {
+      SvrDMWriteableDataSource writer(dataset.Item(), /*tryOnly=*/false, /*originator=*/nullptr);
+      writer->GetVariable(writer->ColumnCount() / 2).SetLabel(std::to_string(++turn));
+    }
+    const std::string frame = streams.Frame();
+    state.ResumeTiming();
+    if (reader.Apply(frame) != ChangeStreamReader::Outcome::Applied) {
+      state.SkipWithError(reader.SnapshotReason().c_str());
+      break;
+    }
+  }
+}
+BENCHMARK(ApplyAFrameWithOneLabel)->Arg(100'000)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

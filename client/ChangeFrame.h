@@ -52,7 +52,7 @@ class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
   };
 
   static const char* VSignature() { return "ServerDataManager::ChangeFrame"; }
-  static unsigned int Version() { return 1; }
+  static unsigned int Version() { return 2; }
 
   // Appends a message. Throws std::invalid_argument if the message cannot be serialised. Exceptions
   // that the message throws propagate.

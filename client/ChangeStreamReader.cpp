@@ -51,7 +51,7 @@ ChangeStreamReader::Outcome ChangeStreamReader::Want(const std::string& why) {
 
 void ChangeStreamReader::Follow(const ChangeFrame& frame) {
   const auto requireDigest = [&](const ORVX_DataSource& dictionary) {
-    const DictionaryDigest digest = digester_.Of(dictionary);
+    const DictionaryDigest digest = DigestOf(dictionary);
     if (digest == frame.digest) return;
     throw CannotFollow("the dictionary has the digest " + digest.AsText() + ", the dataset " +
                        frame.digest.AsText());

@@ -69,7 +69,6 @@ class SDM_EXPORT ChangeStreamReader {
 
   const LocallyUniqueID dataset_;
   DictionaryMirror mirror_;
-  DictionaryDigester digester_;
   std::uint64_t passNumber_ = 0;
   std::uint32_t caseSequence_ = 0;
   DictionaryDigest digest_;

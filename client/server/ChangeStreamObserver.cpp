@@ -1,5 +1,6 @@
 #include <client/server/ChangeStreamObserver.h>
 
+#include <client/DictionaryDigest.h>
 #include <client/DictionaryMessages.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -9,7 +10,10 @@
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
+#include <any>
+#include <cstddef>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -27,6 +31,35 @@ bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& datas
   while (const auto* const parent = SvrDMCloneDataSource::ParentOf(*root)) root = parent;
   return dynamic_cast<const SystemFileDataSource*>(root) != nullptr &&
          dataset.GetFileName() == source.GetFileSpec();
+}
+
+// A pass as every stream of the dataset sends it.
+struct EncodedPass {
+  std::size_t messageCount;
+  std::string messageBytes;
+  DictionaryDigest digest;
+};
+
+EncodedPass Encoded(const SvrDMWriteableDataSource& writer) {
+  ChangeFrame frame;
+  for (DataSetMsg* message : writer.GetNotifications()) {
+    if (message != nullptr) frame.AddMessage(*message);
+  }
+  return {writer.GetNotifications().size(), std::move(frame.messageBytes),
+          DigestOf(OrEmpty(writer.GetDataSource()))};
+}
+
+// Encodes the pass, or copies it from the stream that was called before this one. An observer
+// between them may have queued more messages; then the pass is encoded again.
+void FillIn(ChangeFrame& frame, const SvrDMWriteableDataSource& writer) {
+  std::any* const shared = writer.PassData();
+  const auto* pass = std::any_cast<EncodedPass>(shared);
+  std::any own;
+  if (pass == nullptr || pass->messageCount != writer.GetNotifications().size()) {
+    pass = &(shared != nullptr ? *shared : own).emplace<EncodedPass>(Encoded(writer));
+  }
+  frame.messageBytes = pass->messageBytes;
+  frame.digest = pass->digest;
 }
 
 std::string ErrorTextOf(const std::exception_ptr& failure) {
@@ -70,10 +103,7 @@ void ChangeStreamObserver::OnDataSetChanged(SvrDMWriteableDataSource const* writ
     frame.dataset = writer->GetDataSetID();
     frame.passNumber = ++passNumber_;
     frame.caseSequence = writer->GetCaseSequence();
-    for (DataSetMsg* message : writer->GetNotifications()) {
-      if (message != nullptr) frame.AddMessage(*message);
-    }
-    frame.digest = digester_.Of(OrEmpty(writer->GetDataSource()));
+    FillIn(frame, *writer);
   });
 }
 
@@ -91,7 +121,7 @@ void ChangeStreamObserver::SendSnapshot(const SvrDMInputDataSource& reader) {
       FileSpecChangeMsg fileSpec(0, frame.dataset, frame.caseSequence, source.GetFileSpec(), true);
       frame.AddMessage(fileSpec);
     }
-    frame.digest = digester_.Of(source);
+    frame.digest = DigestOf(source);
   });
 }
 

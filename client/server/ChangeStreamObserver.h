@@ -12,7 +12,6 @@
 #define CLIENT_SERVER_CHANGESTREAMOBSERVER_H_
 
 #include <client/ChangeFrame.h>
-#include <client/DictionaryDigest.h>
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/ThreadSafety.h>
@@ -36,6 +35,8 @@ class SvrDMInputDataSource;
 // The client's reader detects this and requests a snapshot. The same happens after a change by the
 // client's own writer: this observer is the originator and is not notified, so the digest differs
 // in the next pass.
+//
+// The streams of a dataset encode and hash a pass once, for all of them.
 //
 // If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
 // inside a pass, so it stays registered, and passes still compare the dictionary for it, until its
@@ -82,7 +83,6 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
 
   sdm_internal::Mutex sending_;  // acquired after the dataset's locks
   std::uint64_t passNumber_ SDM_GUARDED_BY(sending_) = 0;
-  DictionaryDigester digester_ SDM_GUARDED_BY(sending_);
 
   std::exception_ptr why_;  // set only once, before lost_ becomes true
   std::atomic<bool> lost_{false};

@@ -219,6 +219,11 @@ void ORVX_DataSource::DropUses(LocallyUniqueID id) {
   data_->uses.Drop(id);
 }
 
+VariableListHash ORVX_DataSource::HashOfVariables(
+    VariableHash (*hashOf)(const ORVX_Variable&)) const {
+  return data_->variables.Hash(hashOf);
+}
+
 int ORVX_DataSource::GetWeightVarIndex() const {
   return data_->PositionInUse(data_->uses.weight);
 }

@@ -140,6 +140,10 @@ class SDM_EXPORT ORVX_DataSource {
   // Drops the variable from weight, filter and split. Never throws.
   void DropUses(LocallyUniqueID id);
 
+  // The hash of the list of variables, made from ORVX_Variable::Hash(hashOf). Cached block by
+  // block: the cost depends on the blocks that have changed since the last call.
+  VariableListHash HashOfVariables(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
+
   // --- weight, filter and split ---
 
   int GetWeightVarIndex() const;

@@ -74,6 +74,13 @@ struct ORVX_Variable::Record {
            attributes == other.attributes;
   }
 
+  // Threads: several may cache the hash at the same time, because they all store the same.
+  void CacheHash(const VariableHash& hash) {
+    highHash.store(hash.high, std::memory_order_relaxed);
+    lowHash.store(hash.low, std::memory_order_release);
+  }
+  void ForgetHash() { lowHash.store(0, std::memory_order_relaxed); }
+
   std::atomic<unsigned int> references{1};
   LocallyUniqueID id;
   int type = 0;
@@ -84,6 +91,9 @@ struct ORVX_Variable::Record {
   MissingValues missingValues;
   MeasurementLevel level = MeasurementLevel::Unknown;
   VariableAttributes attributes;
+  // The cached hash; none if lowHash is 0.
+  std::atomic<std::uint64_t> highHash{0};
+  std::atomic<std::uint64_t> lowHash{0};
 };
 
 // Never freed: variables with static lifetime may outlive every other static object.
@@ -130,6 +140,7 @@ ORVX_Variable::Record& ORVX_Variable::Detach() {
     record_->Release();
     record_ = copy;
   }
+  record_->ForgetHash();
   if (block_ != nullptr) block_->Touch();
   return *record_;
 }
@@ -201,4 +212,12 @@ const VariableAttributes& ORVX_Variable::GetAttributes() const {
 }
 void ORVX_Variable::SetAttributes(VariableAttributes attributes) {
   Detach().attributes = std::move(attributes);
+}
+
+VariableHash ORVX_Variable::Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const {
+  const std::uint64_t low = record_->lowHash.load(std::memory_order_acquire);
+  if (low != 0) return {record_->highHash.load(std::memory_order_relaxed), low};
+  const VariableHash hash = hashOf(*this);
+  record_->CacheHash(hash);
+  return hash;
 }

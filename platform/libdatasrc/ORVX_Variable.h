@@ -10,6 +10,7 @@
 
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/VariableListHash.h>
 
 #include <cstdint>
 #include <map>
@@ -118,6 +119,10 @@ class SDM_EXPORT ORVX_Variable {
 
   const VariableAttributes& GetAttributes() const;
   void SetAttributes(VariableAttributes attributes);
+
+  // Returns the hash that `hashOf` computes of this variable. Caches it in the shared record until
+  // the record changes, so all callers in a process must use the same function.
+  VariableHash Hash(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
 
  private:
   friend class sdm_internal::VariableBlock;

@@ -141,7 +141,7 @@ TEST(ChangeFrame, HasThisEncoding) {
       "\x28\x27\x26\x25\x24\x23\x22\x21"
       "\x08\x00\x00\x00messages",
       45);
-  const std::string head("\x1e\x00\x00\x00ServerDataManager::ChangeFrame\x01\x00\x00\x00", 38);
+  const std::string head("\x1e\x00\x00\x00ServerDataManager::ChangeFrame\x02\x00\x00\x00", 38);
   const std::string checksum("\xff_\x8a}x\xd4\xb3\xf5", 8);
   const std::string length("\x2d\x00\x00\x00", 4);
   EXPECT_EQ(BytesOf(frame), head + checksum + length + body);

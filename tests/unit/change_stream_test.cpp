@@ -18,10 +18,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <any>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -457,6 +459,105 @@ TEST_F(ChangeStream, ALostStreamDoesNotAffectOtherObservers) {
   Label("second");
   EXPECT_EQ(other.passes.size(), 2U);
   Dataset().Unregister(other);
+}
+
+// Encoded as a ResetUndoMsg, and counts how often.
+class CountedEncoding : public support::CountedMessage {
+ public:
+  CountedEncoding(int& deaths, int& encodings) : CountedMessage(deaths), encodings_(encodings) {}
+  bool VSInitSerialization(VStream& stream) override {
+    ++encodings_;
+    return ResetUndoMsg().VSInitSerialization(stream);
+  }
+
+ private:
+  int& encodings_;
+};
+
+class StreamsOfADataset : public ChangeStream {
+ protected:
+  ~StreamsOfADataset() override {
+    auto dataset = Dataset();
+    dataset.Unregister(stream);
+    dataset.Unregister(between);
+    dataset.Unregister(second);
+  }
+
+  // Registers two streams, and an observer that is called between them.
+  void RegisterAll() {
+    Register();
+    Dataset().Register(between);
+    Dataset().Register(second);
+    Label("first");
+    DeliverAll();
+    ASSERT_EQ(secondChannel.Deliver(secondReader), Outcome::Applied);
+  }
+
+  support::RecordingObserver between;
+  support::FrameChannel secondChannel;
+  ChangeStreamObserver second{secondChannel};
+  ChangeStreamReader secondReader{id};
+};
+
+TEST_F(StreamsOfADataset, EncodeEachPassOnce) {
+  RegisterAll();
+  int deaths = 0, encodings = 0;
+  for (int pass = 1; pass <= 2; ++pass) {
+    Write([&](SvrDMWriteableDataSource& writer) {
+      writer.AddNotification(new CountedEncoding(deaths, encodings));
+      writer->SetLabel(std::to_string(pass).c_str());
+    });
+    EXPECT_EQ(encodings, pass);
+    EXPECT_EQ(channel.frames.back(), secondChannel.frames.back());
+  }
+  DeliverAll();
+  ExpectInStep();
+}
+
+TEST_F(StreamsOfADataset, SendMessagesThatAnObserverBetweenThemQueues) {
+  RegisterAll();
+  between.reaction = [](SvrDMWriteableDataSource const* writer) {
+    auto* const changed = const_cast<SvrDMWriteableDataSource*>(writer);
+    changed->AddNotification(new ResetUndoMsg());
+  };
+  Label("second");
+  EXPECT_EQ(ReadChangeFrame(channel.frames.back()).Messages().size(), 1U);
+  EXPECT_EQ(ReadChangeFrame(secondChannel.frames.back()).Messages().size(), 2U);
+}
+
+// The pass of the other dataset has its own data.
+TEST_F(StreamsOfADataset, SendTheirOwnPassAfterAPassOfAnotherDatasetInANotice) {
+  RegisterAll();
+  const LocallyUniqueID other = registry.Add(*support::Dictionary("X").release(), "", true);
+  support::FrameChannel otherChannel;
+  ChangeStreamObserver otherStream(otherChannel);
+  SvrDMDataset(registry, other).Register(otherStream);
+  between.reaction = [&](SvrDMWriteableDataSource const*) {
+    support::Write(registry, other, [](SvrDMWriteableDataSource& writer) {
+      writer->SetLabel("of the other dataset");
+    });
+  };
+  Label("second");
+  ASSERT_EQ(otherChannel.frames.size(), 1U);
+  EXPECT_EQ(ReadChangeFrame(otherChannel.frames.back()).dataset, other);
+  EXPECT_EQ(channel.frames.back(), secondChannel.frames.back());
+  SvrDMDataset(registry, other).Unregister(otherStream);
+}
+
+TEST_F(StreamsOfADataset, ShareDataOnlyDuringAPass) {
+  RegisterAll();
+  std::vector<const std::any*> seen;
+  const auto see = [&](SvrDMWriteableDataSource const* writer) {
+    seen.push_back(writer->PassData());
+  };
+  between.reaction = see;
+  Write([&](SvrDMWriteableDataSource& writer) {
+    see(&writer);
+    writer->SetLabel("second");
+  });
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[0], nullptr);
+  EXPECT_NE(seen[1], nullptr);
 }
 
 }  // namespace

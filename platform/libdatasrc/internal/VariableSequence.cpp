@@ -50,6 +50,7 @@ void VariableBlock::Copy(const VariableBlock& other) noexcept {
   for (const ORVX_Variable& variable : other.variables_) Append(variable);
   words_ = other.words_;
   stamp = other.stamp;
+  CopyHash(other);
 }
 
 void VariableBlock::Assign(const VariableBlock& other) noexcept {
@@ -58,6 +59,7 @@ void VariableBlock::Assign(const VariableBlock& other) noexcept {
     ORVX_Variable copy(other.variables_[i]);
     std::swap(variables_[i].record_, copy.record_);
   }
+  CopyHash(other);
 }
 
 void VariableBlock::Grow() {
@@ -104,7 +106,27 @@ void VariableBlock::Append(const ORVX_Variable& variable) noexcept {
 
 void VariableBlock::Touch() noexcept {
   stamp = 0;
+  secondHash_.store(kNoHash, std::memory_order_relaxed);
   sequence->stamp_ = 0;
+}
+
+VariableListHash VariableBlock::Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const {
+  const std::uint64_t second = secondHash_.load(std::memory_order_acquire);
+  if (second != kNoHash) {
+    const std::uint64_t first = firstHash_.load(std::memory_order_relaxed);
+    return VariableListHash(variables_.size(), first, second);
+  }
+  VariableListHash hash;
+  for (const ORVX_Variable& variable : variables_) hash.Append(variable.Hash(hashOf));
+  firstHash_.store(hash.First(), std::memory_order_relaxed);
+  secondHash_.store(hash.Second(), std::memory_order_release);
+  return hash;
+}
+
+void VariableBlock::CopyHash(const VariableBlock& other) noexcept {
+  const std::uint64_t second = other.secondHash_.load(std::memory_order_acquire);
+  firstHash_.store(other.firstHash_.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  secondHash_.store(second, std::memory_order_relaxed);
 }
 
 void VariableBlock::Rename(const ORVX_Variable& variable, LocallyUniqueID id) {
@@ -122,6 +144,12 @@ int VariableSequence::Find(LocallyUniqueID id) const noexcept {
   });
   if (first == nullptr) return -1;
   return starts_[static_cast<std::size_t>(first->number)] + first->Find(id);
+}
+
+VariableListHash VariableSequence::Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const {
+  VariableListHash hash;
+  for (const Run& run : runs_) hash.Append(run.block->Hash(hashOf));
+  return hash;
 }
 
 void VariableSequence::Copy(const VariableSequence& other) {

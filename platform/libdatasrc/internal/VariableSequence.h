@@ -14,8 +14,10 @@
 
 #include <libdatasrc/internal/IdentifierIndex.h>
 #include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/VariableListHash.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -70,8 +72,13 @@ class VariableBlock {
   // Moves the variables from `offset` on to the end of `to`, which must have space for them.
   void MoveTail(int offset, VariableBlock& to) noexcept;
 
-  // Clears the stamps of the block and its list, because a variable is about to change.
+  // Clears the stamps of the block and its list and the cached hash, because a variable is about to
+  // change.
   void Touch() noexcept;
+
+  // The hash of the variables, from their ORVX_Variable::Hash. Cached until Touch.
+  // Threads: several readers may call it at the same time.
+  VariableListHash Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const;
 
   // Updates the sequence before a variable of this block gets the identifier `id`. If this throws
   // std::bad_alloc, nothing has changed. Otherwise the caller must then set the identifier, without
@@ -90,12 +97,18 @@ class VariableBlock {
   Stamp stamp = 0;
 
  private:
+  static constexpr std::uint64_t kNoHash = ~std::uint64_t{0};
+
   // Appends a copy without updating the identifiers; there is room for it.
   void Append(const ORVX_Variable& variable) noexcept;
+  void CopyHash(const VariableBlock& other) noexcept;
 
   std::vector<ORVX_Variable> variables_;
   // The identifiers as words, one for each variable up to the capacity; meaningless beyond Size().
   std::vector<unsigned int> words_;
+  // The cached hash; none if secondHash_ is kNoHash.
+  mutable std::atomic<std::uint64_t> firstHash_{0};
+  mutable std::atomic<std::uint64_t> secondHash_{kNoHash};
 };
 
 // Positions are not checked. An operation that throws std::bad_alloc has changed nothing.
@@ -132,6 +145,10 @@ class VariableSequence {
   bool IsKnownToEqual(const VariableSequence& other) const noexcept {
     return stamp_ != 0 && stamp_ == other.stamp_;
   }
+
+  // The hash of the list, from ORVX_Variable::Hash. The cost depends on the blocks that have
+  // changed since the last call.
+  VariableListHash Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const;
 
   // Copies all variables of `other`, block by block. This list must be empty. If Copy throws, the
   // list may only be destroyed.

@@ -1,0 +1,114 @@
+// VariableListHash: a hash of a list of variables, composed from the hashes of its parts.
+//
+//   VariableListHash all;
+//   all.Append(HashOf(age));     // the hash of one variable
+//   all.Append(rest);            // the hash of a list: the same as appending its variables
+//
+// Header-only: libdatasrc uses it without linking this library.
+
+#ifndef SERVERDATAMANAGER_VARIABLELISTHASH_H_
+#define SERVERDATAMANAGER_VARIABLELISTHASH_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+// 128 bits.
+struct VariableHash {
+  std::uint64_t high = 0;
+  std::uint64_t low = 0;
+
+  bool operator==(const VariableHash&) const = default;
+};
+
+namespace sdm_internal {
+
+// Arithmetic modulo the Mersenne prime 2^61 - 1.
+inline constexpr std::uint64_t kHashPrime = (std::uint64_t{1} << 61) - 1;
+__extension__ using WideHash = unsigned __int128;
+
+// 2^61 = 1 modulo the prime.
+constexpr std::uint64_t ReducedHash(std::uint64_t number) {
+  const std::uint64_t sum = (number & kHashPrime) + (number >> 61);
+  return sum >= kHashPrime ? sum - kHashPrime : sum;
+}
+// Of two numbers less than the prime.
+constexpr std::uint64_t HashProduct(std::uint64_t a, std::uint64_t b) {
+  const WideHash product = static_cast<WideHash>(a) * b;
+  return ReducedHash((static_cast<std::uint64_t>(product) & kHashPrime) +
+                     static_cast<std::uint64_t>(product >> 61));
+}
+
+// Powers of 37 and 43 with the same exponent.
+struct HashPowers {
+  std::uint64_t of37 = 1;
+  std::uint64_t of43 = 1;
+
+  constexpr HashPowers operator*(const HashPowers& other) const {
+    return {HashProduct(of37, other.of37), HashProduct(of43, other.of43)};
+  }
+};
+
+// Exponents 0 to 256, the size of a block of variables.
+inline constexpr std::array<HashPowers, 257> kSmallHashPowers = [] {
+  std::array<HashPowers, 257> powers{};
+  for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * HashPowers{37, 43};
+  return powers;
+}();
+
+// By repeated squaring.
+constexpr HashPowers HashPowersOf(std::uint64_t exponent) {
+  if (exponent < kSmallHashPowers.size()) return kSmallHashPowers[exponent];
+  const HashPowers half = HashPowersOf(exponent / 2);
+  return half * half * kSmallHashPowers[exponent % 2];
+}
+
+}  // namespace sdm_internal
+
+// Two polynomial hashes (Karp and Rabin, "Efficient randomized pattern-matching algorithms", IBM
+// Journal of Research and Development 31, 1987) modulo the Mersenne prime p = 2^61 - 1:
+//
+//   First()  = high[0] * 37^(n-1) + ... + high[n-1]
+//   Second() = low[0] * 43^(n-1) + ... + low[n-1]
+//
+// 37 and 43 are the smallest primitive roots modulo p, so the powers of two positions are equal
+// only if the positions are p - 1 apart. If the hashes of different variables are independent and
+// uniform, two different lists of equal length have equal hashes with probability 2^-122.
+//
+// Threads: a plain value; any thread may use its own copy.
+class VariableListHash {
+ public:
+  // Of the empty list.
+  constexpr VariableListHash() = default;
+  // Of a list of `count` variables whose First() and Second() are these.
+  constexpr VariableListHash(std::uint64_t count, std::uint64_t first, std::uint64_t second)
+      : count_(count), first_(first), second_(second) {}
+
+  constexpr void Append(const VariableHash& variable) {
+    using namespace sdm_internal;
+    ++count_;
+    first_ = ReducedHash(HashProduct(first_, 37) + ReducedHash(variable.high));
+    second_ = ReducedHash(HashProduct(second_, 43) + ReducedHash(variable.low));
+  }
+  constexpr void Append(const VariableListHash& more) {
+    using namespace sdm_internal;
+    const HashPowers powers = HashPowersOf(more.count_);
+    count_ += more.count_;
+    first_ = ReducedHash(HashProduct(first_, powers.of37) + more.first_);
+    second_ = ReducedHash(HashProduct(second_, powers.of43) + more.second_);
+  }
+
+  constexpr std::uint64_t Count() const { return count_; }
+  // Less than p.
+  constexpr std::uint64_t First() const { return first_; }
+  constexpr std::uint64_t Second() const { return second_; }
+
+  constexpr bool operator==(const VariableListHash&) const = default;
+
+ private:
+  std::uint64_t count_ = 0;
+  std::uint64_t first_ = 0;
+  std::uint64_t second_ = 0;
+};
+
+#endif  // SERVERDATAMANAGER_VARIABLELISTHASH_H_
