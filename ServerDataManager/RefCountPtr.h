@@ -9,6 +9,8 @@
 #ifndef SERVERDATAMANAGER_REFCOUNTPTR_H_
 #define SERVERDATAMANAGER_REFCOUNTPTR_H_
 
+#include <utility>
+
 // Shares a T, or is empty. T has the reference count: AddReference(), RemoveReference() (deletes
 // the object with the last reference), IsShared() const (more than one reference) and IsShareable()
 // const. T must be copyable, for Unshared() and for unshareable objects.
@@ -45,6 +47,9 @@ class RefCountPtr {
   bool operator!=(const RefCountPtr& other) const { return pointer_ != other.pointer_; }
   bool operator==(const T* object) const { return pointer_ == object; }
   bool operator!=(const T* object) const { return pointer_ != object; }
+
+  // Exchanges the objects of two pointers; no count changes.
+  void Swap(RefCountPtr& other) noexcept { std::swap(pointer_, other.pointer_); }
 
   // Do not check for null. The const forms return a const object.
   T& operator*() { return *pointer_; }

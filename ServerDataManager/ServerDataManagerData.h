@@ -4,6 +4,7 @@
 #define SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
 
 #include <libplatdep/CriticalSection.h>
+#include <ServerDataManager/DatasetIndex.h>
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -54,21 +55,18 @@ struct SDM_HIDDEN ServerDataManager::Data {
   SvrDMItemPtr Find(LocallyUniqueID id) const SDM_REQUIRES(lock);
   SvrDMItemPtr Find(const std::string& handle) const SDM_REQUIRES(lock);
 
-  // Return the index and a pointer to the first item that satisfies `match`; Count() and an empty
-  // pointer if no item does.
+  // The first item that satisfies `match`, or an empty pointer. The matches are in DatasetIndex.h.
   template <class Match>
-  std::size_t IndexOf(Match match) const;
-  template <class Match>
-  SvrDMItemPtr First(Match match) const;
+  SvrDMItemPtr First(const Match& match) const;
 
   std::size_t Count() const;
 
-  // The item at `index`, or an empty pointer.
-  SvrDMItemPtr At(std::size_t index) const;
+  // The item at `index`, not counting gaps, or an empty pointer.
+  SvrDMItemPtr At(std::size_t index);
 
-  // Notifies the observers, then removes the item at `index`, if it exists. Takes the lock while
-  // observers are notified.
-  void Delete(std::size_t index);
+  // Notifies the observers, then removes the item, if it is still registered. Does nothing for an
+  // empty pointer. Takes the lock while observers are notified.
+  void Delete(SvrDMItemPtr item);
 
   // Releases every item without notifying observers. Needs no lock, and never waits for a thread
   // that holds the registry lock.
@@ -81,9 +79,13 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // See ServerDataManager::NotifyCreate. Takes the lock while observers are notified.
   void NotifyCreate(SvrDMItem& item);
 
+  sdm_internal::DatasetIndex& Index() SDM_REQUIRES(sdm_internal::leafMutex);
+  const sdm_internal::DatasetIndex& Index() const SDM_REQUIRES(sdm_internal::leafMutex);
+
   // The order of the fields is fixed: other binaries and the order of destruction depend on it.
-  std::vector<SvrDMItemPtr> items SDM_GUARDED_BY(sdm_internal::leafMutex);  // oldest first
-  std::list<ServerDataManagerObserver*> observers SDM_GUARDED_BY(lock);     // borrowed
+  // In the order of registration. Changed only by the index; has gaps until Index().Compact().
+  std::vector<SvrDMItemPtr> items SDM_GUARDED_BY(sdm_internal::leafMutex);
+  std::list<ServerDataManagerObserver*> observers SDM_GUARDED_BY(lock);  // borrowed
   LocallyUniqueIDGenerator generator SDM_GUARDED_BY(lock){0, 0};
   CriticalSection lock SDM_ACQUIRED_BEFORE(sdm_internal::leafMutex);
   ORVX_DataSourceFilterHook* filter = nullptr;  // borrowed; not guarded
@@ -121,6 +123,13 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // gets true. Needs no lock.
   static bool ClaimAnnouncement(SvrDMItem& item);
   static void Announce(const SvrDMItem& item, const Notice& notice);
+};
+
+// The registry's data and the index of its items, which is behind the fixed fields.
+struct SDM_HIDDEN ServerDataManager::IndexedData : ServerDataManager::Data {
+  explicit IndexedData(ServerDataManager* registry) : Data(registry), index(registry, items) {}
+
+  sdm_internal::DatasetIndex index SDM_GUARDED_BY(sdm_internal::leafMutex);
 };
 
 #endif  // SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_

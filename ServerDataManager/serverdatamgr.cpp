@@ -3,7 +3,6 @@
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <liborvxdemg/ErrorMsg.h>
-#include <libplatdep/mbstricmp.h>
 #include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/ServerDataManagerData.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
@@ -29,31 +28,10 @@ namespace {
 
 constexpr unsigned int kUnknownDataset = 2001;  // ErrorMsg code
 
-bool SameName(const std::string& a, const std::string& b) {
-  return _ORVXMBstricmp_A(a.c_str(), b.c_str()) == 0;
-}
-
-// Predicates for Find. Call them under the leaf lock.
-
-struct LUIDMatch {
-  LocallyUniqueID id;
-  bool operator()(const SvrDMItemPtr& item) const { return item->ID() == id; }
-};
-
-struct HandleMatch {
-  const std::string& handle;
-  bool operator()(const SvrDMItemPtr& item) const { return SameName(item->Handle(), handle); }
-};
-
-struct FileNameMatch {
-  const std::string& name;
-  bool operator()(const SvrDMItemPtr& item) const { return SameName(item->FileName(), name); }
-};
-
 // Takes the leaf lock. The empty name matches no file.
 bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
   const LeafLock held;
-  return !item->FileName().empty() && FileNameMatch{name}(item);
+  return !item->FileName().empty() && IsSameName(item->FileName(), name);
 }
 
 // Owns a source and its chain until a dataset does.
@@ -72,18 +50,18 @@ class PendingSource {
 // ---------------------------------------------------------------------------------------------
 // Unlocked cores
 
-template <class Match>
-std::size_t ServerDataManager::Data::IndexOf(Match match) const {
-  const LeafLock held;
-  const auto found = std::find_if(items.begin(), items.end(), match);
-  return static_cast<std::size_t>(found - items.begin());
+DatasetIndex& ServerDataManager::Data::Index() {
+  return static_cast<IndexedData&>(*this).index;
+}
+
+const DatasetIndex& ServerDataManager::Data::Index() const {
+  return static_cast<const IndexedData&>(*this).index;
 }
 
 template <class Match>
-SvrDMItemPtr ServerDataManager::Data::First(Match match) const {
+SvrDMItemPtr ServerDataManager::Data::First(const Match& match) const {
   const LeafLock held;
-  const auto found = std::find_if(items.begin(), items.end(), match);
-  return found != items.end() ? *found : SvrDMItemPtr(nullptr);
+  return Index().First(match);
 }
 
 void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
@@ -95,9 +73,10 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
   ds = nullptr;  // owned by the item
   if (hasPassword) item->Password(password, passwordFlag);
   const Notice notice(*this);  // allocates, so before the dataset is registered
+  auto entry = std::make_unique<IndexEntry>();
   {
     const LeafLock held;
-    items.push_back(item);
+    Index().Append(*item, std::move(entry));
   }
   if (ClaimAnnouncement(*item)) Announce(*item, notice);
 }
@@ -114,7 +93,7 @@ LocallyUniqueID ServerDataManager::Data::AddNew(ORVX_DataSource*& ds, const std:
 void ServerDataManager::Data::Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet,
                                       LocallyUniqueID id, unsigned int caseSequence) {
   const Lock held(*this);
-  Delete(IndexOf(LUIDMatch{id}));
+  Delete(First(LUIDMatch{id}));
   Add(ds, name, /*hasPassword=*/false, std::string(), /*passwordFlag=*/false, quiet, id,
       caseSequence);
 }
@@ -150,11 +129,12 @@ SvrDMItemPtr ServerDataManager::Data::Find(const std::string& handle) const {
 
 std::size_t ServerDataManager::Data::Count() const {
   const LeafLock held;
-  return items.size();
+  return Index().Count();
 }
 
-SvrDMItemPtr ServerDataManager::Data::At(std::size_t index) const {
+SvrDMItemPtr ServerDataManager::Data::At(std::size_t index) {
   const LeafLock held;
+  Index().Compact();
   return index < items.size() ? items[index] : SvrDMItemPtr(nullptr);
 }
 
@@ -180,9 +160,7 @@ void ServerDataManager::Data::Notice::Skip(const Data& data,
   }
 }
 
-void ServerDataManager::Data::Delete(std::size_t index) {
-  // Keeps the item alive until it is removed from the list.
-  SvrDMItemPtr item = At(index);
+void ServerDataManager::Data::Delete(SvrDMItemPtr item) {
   if (!item.IsValid()) return;
   const LocallyUniqueID id = item->ID();
   // A dataset that never had a source has no creation notice, but still gets a deletion notice.
@@ -190,21 +168,24 @@ void ServerDataManager::Data::Delete(std::size_t index) {
     const Lock held(*this);
     Notice(*this).Send([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
   }
+  std::unique_ptr<IndexEntry> removed;  // deleted without the leaf lock
   const LeafLock held;
-  // An observer may have deleted other items, or this one.
-  const auto place = std::find(items.begin(), items.end(), item);
-  if (place != items.end()) items.erase(place);
+  // An observer may have deleted the item already.
+  removed = Index().Remove(*item);
 }
 
 void ServerDataManager::Data::ReleaseItems() {
   std::vector<SvrDMItemPtr> released;
+  std::vector<std::unique_ptr<IndexEntry>> entries;
   const LeafLock held;
   items.swap(released);
+  entries = Index().Clear();
 }
 
 bool ServerDataManager::Data::FileNameInUse(const std::string& name) const {
+  const FileNameMatch match{name};  // hashes the name without the leaf lock
   const LeafLock held;
-  return std::any_of(items.begin(), items.end(), FileNameMatch{name});
+  return Index().First(match) != nullptr;
 }
 
 void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
@@ -243,7 +224,7 @@ ServerDataManager& ServerDataManager::GetInstance() {
   return instance_.registry;
 }
 
-ServerDataManager::ServerDataManager() : data_(std::make_unique<Data>(this)) {}
+ServerDataManager::ServerDataManager() : data_(std::make_unique<IndexedData>(this)) {}
 
 ServerDataManager::~ServerDataManager() = default;
 
@@ -306,6 +287,7 @@ std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
   // Allocates before the leaf lock is taken. Until then datasets may only be removed.
   datasets.reserve(data_->Count());
   const LeafLock heldToo;
+  data_->Index().Compact();
   for (const SvrDMItemPtr& item : data_->items) datasets.emplace_back(item);
   return datasets;
 }
@@ -323,12 +305,12 @@ bool ServerDataManager::SavFileExternallyChanged(const std::string& name) const 
 
 void ServerDataManager::Delete(const LocallyUniqueID& id) {
   const Data::Lock held(*data_);
-  data_->Delete(data_->IndexOf(LUIDMatch{id}));
+  data_->Delete(data_->First(LUIDMatch{id}));
 }
 
 void ServerDataManager::Clear() {
   // Observers may delete other datasets inside a notice, so `index` may be out of range by now.
-  for (std::size_t index = data_->Count(); index-- > 0;) data_->Delete(index);
+  for (std::size_t index = data_->Count(); index-- > 0;) data_->Delete(data_->At(index));
 }
 
 void ServerDataManager::Password(const LocallyUniqueID& id, const std::string& password,

@@ -171,9 +171,10 @@ class SDM_EXPORT ServerDataManager {
 
  private:
   struct Data;
+  struct IndexedData;
   union RegistryOfTheProcess;
   SDM_HIDDEN static RegistryOfTheProcess instance_;
-  std::unique_ptr<Data> data_;
+  std::unique_ptr<IndexedData> data_;
 };
 
 #endif  // SERVERDATAMANAGER_SERVERDATAMGR_H_

@@ -6,6 +6,7 @@
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <libplatdep/ExtNameStr.h>
 #include <libsfthread/sfGuard.h>
+#include <ServerDataManager/DatasetIndex.h>
 #include <ServerDataManager/Invariant.h>
 #include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/LockRecords.h>
@@ -115,8 +116,10 @@ SvrDMItem::~SvrDMItem() {
 
 void SvrDMItem::Handle(const std::string& handle) {
   std::string name = handle;
+  const std::uint64_t hash = NameHash(name.c_str());
   const LeafLock held;
   handle_.swap(name);
+  DatasetIndex::NameChanged(*this, HandleMatch{handle_, hash});
 }
 
 void SvrDMItem::FileName(const std::string& fileName) {
@@ -124,8 +127,10 @@ void SvrDMItem::FileName(const std::string& fileName) {
 }
 
 void SvrDMItem::FileName(std::string&& fileName) noexcept {
+  const std::uint64_t hash = NameHash(fileName.c_str());
   const LeafLock held;
   fileName_.swap(fileName);
+  DatasetIndex::NameChanged(*this, FileNameMatch{fileName_, hash});
 }
 
 std::string SvrDMItem::SuppressedFileName() const {

@@ -1,4 +1,4 @@
-// Compares UTF-8 by folded code points.
+// Compares and hashes UTF-8 by folded code points.
 
 #include <libplatdep/mbstricmp.h>
 #include <utf8proc.h>
@@ -61,4 +61,15 @@ int _ORVXMBstricmp_A(const char* left, const char* right) {
     if (leftNext != rightNext) return leftNext < rightNext ? -1 : 1;
     if (leftNext == 0) return 0;
   }
+}
+
+std::uint64_t MBFoldedHash(const char* text) {
+  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
+  std::uint64_t hash = 0;
+  FoldedText folded(text);
+  while (const utf8proc_int32_t next = folded.Next()) {
+    hash = (hash ^ static_cast<std::uint64_t>(next)) * kOdd;
+    hash ^= hash >> 32;
+  }
+  return hash * kOdd;
 }

@@ -1,7 +1,9 @@
-// Case-insensitive comparison of names.
+// Case-insensitive comparison and hashing of names.
 
 #ifndef LIBPLATDEP_MBSTRICMP_H_
 #define LIBPLATDEP_MBSTRICMP_H_
+
+#include <cstdint>
 
 #include <ServerDataManager/Export.h>
 
@@ -16,5 +18,12 @@
 // Neither argument may be null. Allocates nothing.
 // Threads: any.
 SDM_EXPORT int _ORVXMBstricmp_A(const char* left, const char* right);
+
+// A hash of a zero-terminated string: the same for strings that _ORVXMBstricmp_A finds equal. All
+// bits are well distributed. Not for storage: it may change with the version.
+//
+// Allocates nothing.
+// Threads: any.
+SDM_EXPORT std::uint64_t MBFoldedHash(const char* text);
 
 #endif  // LIBPLATDEP_MBSTRICMP_H_

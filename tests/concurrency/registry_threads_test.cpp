@@ -3,6 +3,7 @@
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/ErrorMsg.h>
+#include <libplatdep/mbstricmp.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
@@ -14,6 +15,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <latch>
@@ -359,6 +361,60 @@ TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByHandleNam
   finding.join();
 
   EXPECT_EQ(registry.GetDataSet("199somebody")->ID(), id);
+}
+
+// Both threads rename all datasets; one of them also adds and deletes. When they have met, every
+// search finds the same as a search of all datasets from the first.
+TEST(RegistryThreads, NamesAreSetWhileAnotherThreadAddsDeletesAndFinds) {
+  constexpr unsigned int kRounds = 100, kDatasets = 40;
+  const std::vector<std::string> names = {"", "a", "A", "b", "B", "survey", "SURVEY"};
+  ServerDataManager registry;
+  std::vector<SvrDMDataset> handles;
+  for (unsigned int i = 0; i < kDatasets; ++i) {
+    handles.emplace_back(registry, registry.AddEmpty(/*quiet=*/true));
+  }
+  MeetingPoint round(2);
+  const auto rename = [&](std::vector<SvrDMDataset> datasets, unsigned int step) {
+    for (std::size_t i = 0; i < datasets.size(); ++i) {
+      datasets[i].SetHandle(names[(i * step + step) % names.size()]);
+      datasets[i].SetFileName(names[(i + step * step) % names.size()]);
+    }
+  };
+  const auto checkAll = [&] {
+    for (const std::string& name : names) {
+      const std::vector<SvrDMDataset> all = registry.GetAllDatasets();
+      const auto first = std::find_if(all.begin(), all.end(), [&](const SvrDMDataset& each) {
+        return _ORVXMBstricmp_A(each.GetHandle().c_str(), name.c_str()) == 0;
+      });
+      const SvrDMItemPtr found = registry.GetDataSet(name);
+      ASSERT_EQ(found.IsValid(), first != all.end()) << name;
+      if (found.IsValid()) {
+        EXPECT_EQ(found->ID(), first->GetDataSetID()) << name;
+      }
+    }
+  };
+
+  std::thread renaming([&] {
+    for (unsigned int i = 0; i < kRounds; ++i) {
+      round.Meet();
+      rename(handles, i);
+      round.Meet();
+    }
+  });
+  for (unsigned int i = 0; i < kRounds; ++i) {
+    round.Meet();
+    for (unsigned int next = 0; next < 4; ++next) {
+      const LocallyUniqueID id =
+          registry.Add(nullptr, names[(i + next) % names.size()], /*quiet=*/true);
+      EXPECT_EQ(registry.GetDataSet(id)->ID(), id);
+      registry.Delete(LocallyUniqueID(0, 4 * i + next));
+      static_cast<void>(registry.GetDataSet(names[next]));
+    }
+    rename(registry.GetAllDatasets(), i + 1);
+    round.Meet();
+    checkAll();
+  }
+  renaming.join();
 }
 
 // The observer blocks the pass until the other threads sleep waiting for the notification mutex.

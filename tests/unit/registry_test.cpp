@@ -841,6 +841,44 @@ bool IsOpenToOtherThreads(const ServerDataManager& registry) {
   return through;
 }
 
+// The last dataset is deleted first, then the dataset at the position before it, whatever the
+// observers have put there.
+TEST_F(RegistryTest, ClearingDeletesByPositionIfAnObserverDeletesAndAddsOthers) {
+  RecordingRegistryObserver observer;
+  for (int i = 0; i < 4; ++i) Add();
+  observer.onDeleted = [&](LocallyUniqueID id) {
+    if (id != LocallyUniqueID(0, 3)) return;
+    registry_.Delete(LocallyUniqueID(0, 0));
+    Add();
+    Add();
+  };
+  registry_.Register(observer);
+
+  registry_.Clear();
+
+  EXPECT_THAT(Words(observer), ElementsAre("-3", "-0", "+4", "+5", "-4", "-2", "-1"));
+  EXPECT_THAT(Ids(), ElementsAre(LocallyUniqueID(0, 5)));
+}
+
+// A plain handle outlives the registry, and another registry may get its address.
+TEST_F(RegistryTest, NamesMayBeSetAfterTheRegistryIsDestroyed) {
+  std::optional<ServerDataManager> registry(std::in_place);
+  const SvrDMItemPtr old = registry->GetDataSet(registry->AddEmpty(true));
+  SvrDMDataset handle(old);
+
+  registry.reset();
+  handle.SetHandle("old");
+  registry.emplace();
+  const LocallyUniqueID id = registry->AddEmpty(true);
+  handle.SetHandle("older");
+  handle.SetFileName("file");
+
+  EXPECT_EQ(handle.GetHandle(), "older");
+  EXPECT_EQ(registry->GetDataSet(id)->Handle(), "");
+  EXPECT_FALSE(registry->GetDataSet("older").IsValid());
+  EXPECT_EQ(registry->GetDataSet("")->ID(), id);
+}
+
 TEST_F(RegistryTest, AnExceptionInACreationNoticeLeavesTheDatasetRegistered) {
   RecordingRegistryObserver failing;
   RecordingRegistryObserver later;

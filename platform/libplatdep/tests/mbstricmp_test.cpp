@@ -111,13 +111,13 @@ TEST(CaselessCompare, ATruncatedSequenceIsInvalidBytes) {
   EXPECT_TRUE(AreEqual("\xF0\x9F\x98", "\xF0\x9F\x98"));
 }
 
-TEST(CaselessCompare, IsATotalOrder) {
-  const std::vector<std::string> samples = {
-      "",      "a",    "A",       "b",     "s",        "ss",           "S\u017F",   "ß",
-      "ẞ",     "sst",  "t",       "ä",     "Ä",        "a\u0308",      "Σ",         "ς",
-      "σ",     "İ",    "i\u0307", "ŉ",     "\u02BCn",  "\uFFFF",       "\x80",      "\xC3",
-      "\xC3z", "\xFF", "a\xFF",   "A\xFF", "\xC0\x80", "\xED\xA0\x80", "\U0010FFFF"};
+const std::vector<std::string> samples = {
+    "",      "a",    "A",       "b",     "s",        "ss",           "S\u017F",   "ß",
+    "ẞ",     "sst",  "t",       "ä",     "Ä",        "a\u0308",      "Σ",         "ς",
+    "σ",     "İ",    "i\u0307", "ŉ",     "\u02BCn",  "\uFFFF",       "\x80",      "\xC3",
+    "\xC3z", "\xFF", "a\xFF",   "A\xFF", "\xC0\x80", "\xED\xA0\x80", "\U0010FFFF"};
 
+TEST(CaselessCompare, IsATotalOrder) {
   for (const auto& first : samples) {
     EXPECT_TRUE(AreEqual(first, first)) << first;
     for (const auto& second : samples) {
@@ -131,6 +131,21 @@ TEST(CaselessCompare, IsATotalOrder) {
         EXPECT_LE(Compare(first, third), 0) << first << ", " << second << ", " << third;
       }
     }
+  }
+}
+
+// A template, because a library without MBFoldedHash also satisfies the requirements.
+template <class Text>
+void ExpectHashesAgree(Text first, Text second) {
+  if constexpr (requires { MBFoldedHash(first); }) {
+    EXPECT_EQ(MBFoldedHash(first) == MBFoldedHash(second), _ORVXMBstricmp_A(first, second) == 0)
+        << first << " and " << second;
+  }
+}
+
+TEST(FoldedHash, IsTheSameExactlyForEqualStrings) {
+  for (const auto& first : samples) {
+    for (const auto& second : samples) ExpectHashesAgree(first.c_str(), second.c_str());
   }
 }
 
