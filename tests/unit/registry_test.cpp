@@ -932,6 +932,26 @@ TEST_F(RegistryTest, OutOfMemoryRegistersNothingAndKeepsTheRegistryUsable) {
   EXPECT_EQ(deaths, 1);
 }
 
+// The lists and tables grow several times. Each allocation of each Add fails in turn.
+TEST_F(RegistryTest, OutOfMemoryLeavesEveryOtherDatasetToBeFound) {
+  for (unsigned int count = 0; count < 40; ++count) {
+    const LocallyUniqueID id(1, count);
+    const std::string name = "a file name too long for a small string " + std::to_string(count);
+    for (long memory = 0;
+         FailsWithMemoryFor(memory, [&] { registry_.Add(nullptr, name, true, id, 0); }); ++memory) {
+      EXPECT_EQ(registry_.data_->Count(), count);
+      EXPECT_FALSE(registry_.data_->FileNameInUse(name));
+    }
+    registry_.GetDataSet(id)->Handle(name);
+
+    for (unsigned int i = 0; i <= count; ++i) {
+      const SvrDMItemPtr item = registry_.GetDataSet(LocallyUniqueID(1, i));
+      EXPECT_EQ(registry_.GetDataSet(item->Handle()), item);
+      EXPECT_TRUE(registry_.data_->FileNameInUse(item->FileName()));
+    }
+  }
+}
+
 // ---------------------------------------------------------------------------------------------
 // The filter hook
 
