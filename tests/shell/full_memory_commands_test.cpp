@@ -233,13 +233,12 @@ INSTANTIATE_TEST_SUITE_P(Commands, FullMemoryAtTheShell, testing::ValuesIn(Scene
                          });
 
 TEST(FullMemoryScenes, CoverEveryCommand) {
-  for (const CommandSubject& subject : CommandTable()) {
-    for (const Command& command : subject.commands) {
-      const std::string name = command.name;
-      EXPECT_TRUE(std::any_of(Scenes().begin(), Scenes().end(), [&](const Scene& scene) {
-        return scene.command.substr(0, scene.command.find(' ')) == name;
-      })) << name;
-    }
+  for (const Command& command : CommandTable()) {
+    if (command.run == nullptr) continue;
+    const std::string name = command.name;
+    EXPECT_TRUE(std::any_of(Scenes().begin(), Scenes().end(), [&](const Scene& scene) {
+      return scene.command.substr(0, scene.command.find(' ')) == name;
+    })) << name;
   }
 }
 

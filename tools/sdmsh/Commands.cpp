@@ -11,171 +11,137 @@
 
 namespace sdmsh {
 
-const std::vector<CommandSubject>& CommandTable() {
-  static const std::vector<CommandSubject> table = {
-      {"Datasets",
-       {
-           {"open", "FILE as NAME [quiet]", "opens a data file as a dataset", OpenFile,
-            "Registry observers are not notified of a quiet dataset."},
-           {"add-empty", "NAME [quiet]", "adds a dataset without a data source", AddEmpty,
-            "`source` gives it one."},
-           {"clone", "DATASET as NAME [quiet]",
-            "opens a second dataset over the same cases, with a dictionary of its own",
-            CloneDataset, "Needs the write lock. Either of the two may be closed first."},
-           {"close", "DATASET", "deletes a dataset from the registry", CloseDataset,
-            "It lives on for those who hold or wait for its lock."},
-           {"list", "", "lists the datasets", ListDatasets},
-           {"show", "DATASET", "shows the properties of a dataset", ShowDataset,
-            "In every command, DATASET is a handle name, in upper or lower case, or an identifier "
-            "such as 0:3."},
-           {"variables", "DATASET", "shows the variables of a dataset", ShowVariables,
-            "A caller that holds no lock reads under a lock for the moment."},
-           {"cases", "DATASET [from N] [count N]", "shows the cases of a dataset", ShowCases,
-            "Cases count from 1. Without `from` and `count`, shows all of them."},
-           {"mirror", "DATASET", "compares the dictionary with a mirror made from change messages",
-            ShowMirror, "After every notification pass their digests are equal."},
-       }},
-      {"Locks",
-       {
-           {"read", "DATASET", "acquires a read lock", TakeReadLock,
-            "If the lock is not free, the caller waits. Until it has the lock it can give no "
-            "command "
-            "that needs a lock, but it can release locks."},
-           {"write", "DATASET", "acquires the write lock", TakeWriteLock,
-            "If the lock is not free, the caller waits. Until it has the lock it can give no "
-            "command "
-            "that needs a lock, but it can release locks."},
-           {"try-write", "DATASET", "acquires the write lock if it is free", TryWriteLock,
-            "Beware: after a try that fails, no lock on the dataset is ever released, and its "
-            "counts "
-            "stay off by one."},
-           {"release", "[DATASET]", "releases the last lock on a dataset, or all locks",
-            ReleaseLocks,
-            "Releasing a write lock notifies observers of what changed. A caller that waits for "
-            "another lock can release, too."},
-           {"locks", "[DATASET]", "shows who holds and who waits for the locks", ShowLocks},
-       }},
-      {"Observers",
-       {
-           {"observe", "DATASET", "notifies the caller of what others change", Observe,
-            "A caller that observes twice is notified twice."},
-           {"unobserve", "DATASET", "ends `observe`", Unobserve},
-           {"tell", "DATASET", "notifies observers of what changed so far and keeps the lock",
-            TellObservers},
-           {"watch", "registry", "notifies the caller of datasets created and deleted",
-            WatchRegistry,
-            "A dataset without a data source counts as created once a writer gives it one. Quiet "
-            "datasets are left out."},
-           {"unwatch", "registry", "ends `watch`", UnwatchRegistry},
-       }},
-      {"Variables (these need the write lock)",
-       {
-           {"insert", "DATASET NAME [numeric|string:WIDTH] [before VARIABLE] [label TEXT]",
-            "inserts a variable", InsertVariable,
-            "Without options, the variable is numeric and goes to the end."},
-           {"delete", "DATASET VARIABLE...", "deletes variables", DeleteVariables},
-           {"move", "DATASET VARIABLE to POSITION|before VARIABLE", "moves a variable",
-            MoveVariable, "Positions count from 1."},
-           {"reorder", "DATASET VARIABLE...", "moves variables to the front, in bulk",
-            ReorderVariables,
-            "Observers get two messages, however many variables move. The other variables follow "
-            "in "
-            "their order."},
-           {"rename", "DATASET VARIABLE NAME", "renames a variable", RenameVariable},
-           {"label", "DATASET VARIABLE TEXT", "labels a variable", LabelVariable},
-           {"retype", "DATASET VARIABLE numeric|string:WIDTH", "changes the type of a variable",
-            RetypeVariable},
-       }},
-      {"Properties (these need the write lock)",
-       {
-           {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
-           {"filter", "DATASET by VARIABLE|off",
-            "names the variable that says which cases are in use", SetFilter,
-            "The other cases stay: `source DATASET filtered by VARIABLE` leaves them out."},
-           {"split", "DATASET together|separate by VARIABLE...|off", "splits the cases into groups",
-            SplitFile,
-            "`together`: one analysis shows all groups. `separate`: each group has its own."},
-           {"trends", "DATASET [period NUMBER] [by VARIABLE...]|off",
-            "makes the dataset a time series", SetTrends,
-            "NUMBER is the cases in a season. The variables say when a case was observed, the year "
-            "before the month."},
-           {"mrset", "DATASET NAME indicators VALUE|answers [label TEXT] of VARIABLE...|off",
-            "defines or removes a multiple-response set", SetResponseSet,
-            "VALUE in an indicator variable means that its answer was given; an answer variable "
-            "holds the answer."},
-           {"varset", "DATASET NAME of VARIABLE...|off", "defines or removes a set of variables",
-            SetVariableSet},
-           {"title", "DATASET TEXT", "labels the dataset", LabelDataset, "\"\" for no label."},
-           {"filespec", "DATASET FILE", "changes the file specification of the data source",
-            SetFileSpec,
-            "\"\" for none. If the dataset has a data file, its file name changes, too."},
-           {"imputation", "DATASET ROWS|off", "sets the number of rows in one imputation",
-            SetImputation, "Observers are notified only of `off`."},
-           {"extension", "DATASET TEXT", "stores application-defined text", SetExtension,
-            "As the extension of type 0; \"\" for none."},
-           {"attribute", "DATASET NAME [VALUE...]", "sets an attribute, or removes it",
-            SetAttribute,
-            "Without VALUE, removes it. Attributes under dashboard. are removed when the variables "
-            "or "
-            "the cases in use change."},
-           {"dirty", "DATASET on|off", "sets or clears the mark for unsaved changes", MarkUnsaved},
-       }},
-      {"Bootstrapping",
-       {
-           {"bootstrap", "DATASET set SETTING VALUE...|display|to FILE|from FILE|check FILE|off",
-            "sets, shows, saves, reads or removes a bootstrap specification", Bootstrap,
-            "SETTING VALUE: method simple|stratified|residual|wild; strata, dependents, inputs, "
-            "predicted or residuals VARIABLE...|none; level PERCENT; interval percentile|bca; "
-            "samples NUMBER; user-missing excluded|included; split-ends NUMBER...|none; case-stats "
-            "VALUE NUMBER ...|none. `set`, `from` and `off` need the write lock. `to` does not "
-            "replace a file that holds something else."},
-       }},
-      {"The dataset (these need the write lock)",
-       {
-           {"source", "DATASET file FILE|blank COUNT|dictionary|filtered by VARIABLE|none",
-            "replaces the data source", ReplaceSource,
-            "`file`: by another data file. `blank`: by COUNT cases without values, with the same "
-            "dictionary. `dictionary`: by an empty dictionary without cases. `filtered`: by the "
-            "cases in which VARIABLE is neither 0 nor missing. `none`: by nothing."},
-           {"sequence", "DATASET", "raises the case sequence number by one", RaiseCaseSequence},
-           {"bulk", "DATASET", "has the next notification pass replace all variables in bulk",
-            AskForBulkMoves, "One message deletes all variables, one inserts all."},
-       }},
-      {"Errors (these need the write lock)",
-       {
-           {"client", "DATASET [off]", "makes the caller the client that gets error reports",
-            BindClient, "Replaces the client before. `off`: nobody gets them."},
-           {"report", "DATASET error|warning TEXT", "reports an error or a warning", ReportError,
-            "The client of the dataset gets it as an encoded message."},
-           {"warnings", "DATASET on|off",
-            "switches the reporting of warnings; errors are always reported", SwitchWarnings},
-       }},
-      {"Settings",
-       {
-           {"handle", "DATASET NAME", "changes the handle name of a dataset", SetHandle},
-           {"file", "DATASET FILE", "changes the file name of a dataset", SetFileName,
-            "\"\" for none. No file is touched."},
-           {"window", "DATASET front|minimized|hidden on|off", "sets the state of its window",
-            SetWindowState},
-           {"password", "DATASET TEXT [mangled]", "sets its password", SetPassword,
-            "If a data file is open, the file says whether the password is mangled."},
-           {"hide", "NAME...|nothing",
-            "hides variables of these names in datasets opened from now on", HideVariables,
-            "Shows the registry's filter hook, which puts a source without these variables on top "
-            "of "
-            "each source that is added. The file keeps their values. A source set by `source` "
-            "shows all its variables."},
-           {"touched", "FILE|DATASET", "says whether another program changed the file",
-            AskWhetherTouched,
-            "Since the dataset opened it. Looks at the open file: a file put in its place is not "
-            "seen."},
-       }},
-      {"The shell",
-       {
-           {"help", "[COMMAND]", "lists the commands, or explains one", Help},
-           {"quit", "", "ends the shell", Quit,
-            "The end of the script or the input (ctrl-D) ends it, too."},
-       }},
+const std::vector<Command>& CommandTable() {
+  static const std::vector<Command> table = {
+      {"Datasets"},
+      {"open", "FILE as NAME [quiet]", "opens a data file as a dataset", OpenFile,
+       "Registry observers are not notified of a quiet dataset."},
+      {"add-empty", "NAME [quiet]", "adds a dataset without a data source", AddEmpty,
+       "`source` gives it one."},
+      {"clone", "DATASET as NAME [quiet]",
+       "opens a second dataset over the same cases, with a dictionary of its own", CloneDataset,
+       "Needs the write lock. Either of the two may be closed first."},
+      {"close", "DATASET", "deletes a dataset from the registry", CloseDataset,
+       "It lives on for those who hold or wait for its lock."},
+      {"list", "", "lists the datasets", ListDatasets},
+      {"show", "DATASET", "shows the properties of a dataset", ShowDataset,
+       "In every command, DATASET is a handle name, in upper or lower case, or an identifier such "
+       "as 0:3."},
+      {"variables", "DATASET", "shows the variables of a dataset", ShowVariables,
+       "A caller that holds no lock reads under a lock for the moment."},
+      {"cases", "DATASET [from N] [count N]", "shows the cases of a dataset", ShowCases,
+       "Cases count from 1. Without `from` and `count`, shows all of them."},
+      {"mirror", "DATASET", "compares the dictionary with a mirror made from change messages",
+       ShowMirror, "After every notification pass their digests are equal."},
+      {"Locks"},
+      {"read", "DATASET", "acquires a read lock", TakeReadLock,
+       "If the lock is not free, the caller waits. Until it has the lock it can give no command "
+       "that needs a lock, but it can release locks."},
+      {"write", "DATASET", "acquires the write lock", TakeWriteLock,
+       "If the lock is not free, the caller waits. Until it has the lock it can give no command "
+       "that needs a lock, but it can release locks."},
+      {"try-write", "DATASET", "acquires the write lock if it is free", TryWriteLock,
+       "Beware: after a try that fails, no lock on the dataset is ever released, and its counts "
+       "stay off by one."},
+      {"release", "[DATASET]", "releases the last lock on a dataset, or all locks", ReleaseLocks,
+       "Releasing a write lock notifies observers of what changed. A caller that waits for another "
+       "lock can release, too."},
+      {"locks", "[DATASET]", "shows who holds and who waits for the locks", ShowLocks},
+      {"Observers"},
+      {"observe", "DATASET", "notifies the caller of what others change", Observe,
+       "A caller that observes twice is notified twice."},
+      {"unobserve", "DATASET", "ends `observe`", Unobserve},
+      {"tell", "DATASET", "notifies observers of what changed so far and keeps the lock",
+       TellObservers},
+      {"watch", "registry", "notifies the caller of datasets created and deleted", WatchRegistry,
+       "A dataset without a data source counts as created once a writer gives it one. Quiet "
+       "datasets are left out."},
+      {"unwatch", "registry", "ends `watch`", UnwatchRegistry},
+      {"Variables (these need the write lock)"},
+      {"insert", "DATASET NAME [numeric|string:WIDTH] [before VARIABLE] [label TEXT]",
+       "inserts a variable", InsertVariable,
+       "Without options, the variable is numeric and goes to the end."},
+      {"delete", "DATASET VARIABLE...", "deletes variables", DeleteVariables},
+      {"move", "DATASET VARIABLE to POSITION|before VARIABLE", "moves a variable", MoveVariable,
+       "Positions count from 1."},
+      {"reorder", "DATASET VARIABLE...", "moves variables to the front, in bulk", ReorderVariables,
+       "Observers get two messages, however many variables move. The other variables follow in "
+       "their order."},
+      {"rename", "DATASET VARIABLE NAME", "renames a variable", RenameVariable},
+      {"label", "DATASET VARIABLE TEXT", "labels a variable", LabelVariable},
+      {"retype", "DATASET VARIABLE numeric|string:WIDTH", "changes the type of a variable",
+       RetypeVariable},
+      {"Properties (these need the write lock)"},
+      {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
+      {"filter", "DATASET by VARIABLE|off", "names the variable that says which cases are in use",
+       SetFilter, "The other cases stay: `source DATASET filtered by VARIABLE` leaves them out."},
+      {"split", "DATASET together|separate by VARIABLE...|off", "splits the cases into groups",
+       SplitFile, "`together`: one analysis shows all groups. `separate`: each group has its own."},
+      {"trends", "DATASET [period NUMBER] [by VARIABLE...]|off", "makes the dataset a time series",
+       SetTrends,
+       "NUMBER is the cases in a season. The variables say when a case was observed, the year "
+       "before the month."},
+      {"mrset", "DATASET NAME indicators VALUE|answers [label TEXT] of VARIABLE...|off",
+       "defines or removes a multiple-response set", SetResponseSet,
+       "VALUE in an indicator variable means that its answer was given; an answer variable holds "
+       "the answer."},
+      {"varset", "DATASET NAME of VARIABLE...|off", "defines or removes a set of variables",
+       SetVariableSet},
+      {"title", "DATASET TEXT", "labels the dataset", LabelDataset, "\"\" for no label."},
+      {"filespec", "DATASET FILE", "changes the file specification of the data source", SetFileSpec,
+       "\"\" for none. If the dataset has a data file, its file name changes, too."},
+      {"imputation", "DATASET ROWS|off", "sets the number of rows in one imputation", SetImputation,
+       "Observers are notified only of `off`."},
+      {"extension", "DATASET TEXT", "stores application-defined text", SetExtension,
+       "As the extension of type 0; \"\" for none."},
+      {"attribute", "DATASET NAME [VALUE...]", "sets an attribute, or removes it", SetAttribute,
+       "Without VALUE, removes it. Attributes under dashboard. are removed when the variables or "
+       "the cases in use change."},
+      {"dirty", "DATASET on|off", "sets or clears the mark for unsaved changes", MarkUnsaved},
+      {"Bootstrapping"},
+      {"bootstrap", "DATASET set SETTING VALUE...|display|to FILE|from FILE|check FILE|off",
+       "sets, shows, saves, reads or removes a bootstrap specification", Bootstrap,
+       "SETTING VALUE: method simple|stratified|residual|wild; strata, dependents, inputs, "
+       "predicted or residuals VARIABLE...|none; level PERCENT; interval percentile|bca; samples "
+       "NUMBER; user-missing excluded|included; split-ends NUMBER...|none; case-stats VALUE NUMBER "
+       "...|none. `set`, `from` and `off` need the write lock. `to` does not replace a file that "
+       "holds something else."},
+      {"The dataset (these need the write lock)"},
+      {"source", "DATASET file FILE|blank COUNT|dictionary|filtered by VARIABLE|none",
+       "replaces the data source", ReplaceSource,
+       "`file`: by another data file. `blank`: by COUNT cases without values, with the same "
+       "dictionary. `dictionary`: by an empty dictionary without cases. `filtered`: by the cases "
+       "in which VARIABLE is neither 0 nor missing. `none`: by nothing."},
+      {"sequence", "DATASET", "raises the case sequence number by one", RaiseCaseSequence},
+      {"bulk", "DATASET", "has the next notification pass replace all variables in bulk",
+       AskForBulkMoves, "One message deletes all variables, one inserts all."},
+      {"Errors (these need the write lock)"},
+      {"client", "DATASET [off]", "makes the caller the client that gets error reports", BindClient,
+       "Replaces the client before. `off`: nobody gets them."},
+      {"report", "DATASET error|warning TEXT", "reports an error or a warning", ReportError,
+       "The client of the dataset gets it as an encoded message."},
+      {"warnings", "DATASET on|off",
+       "switches the reporting of warnings; errors are always reported", SwitchWarnings},
+      {"Settings"},
+      {"handle", "DATASET NAME", "changes the handle name of a dataset", SetHandle},
+      {"file", "DATASET FILE", "changes the file name of a dataset", SetFileName,
+       "\"\" for none. No file is touched."},
+      {"window", "DATASET front|minimized|hidden on|off", "sets the state of its window",
+       SetWindowState},
+      {"password", "DATASET TEXT [mangled]", "sets its password", SetPassword,
+       "If a data file is open, the file says whether the password is mangled."},
+      {"hide", "NAME...|nothing", "hides variables of these names in datasets opened from now on",
+       HideVariables,
+       "Shows the registry's filter hook, which puts a source without these variables on top of "
+       "each source that is added. The file keeps their values. A source set by `source` shows all "
+       "its variables."},
+      {"touched", "FILE|DATASET", "says whether another program changed the file",
+       AskWhetherTouched,
+       "Since the dataset opened it. Looks at the open file: a file put in its place is not seen."},
+      {"The shell"},
+      {"help", "[COMMAND]", "lists the commands, or explains one", Help},
+      {"quit", "", "ends the shell", Quit,
+       "The end of the script or the input (ctrl-D) ends it, too."},
   };
   return table;
 }
@@ -185,17 +151,15 @@ const std::vector<CommandSubject>& CommandTable() {
 
 std::vector<std::string> CommandNames() {
   std::vector<std::string> names;
-  for (const CommandSubject& subject : CommandTable()) {
-    for (const Command& command : subject.commands) names.push_back(command.name);
+  for (const Command& row : CommandTable()) {
+    if (row.run != nullptr) names.push_back(row.name);
   }
   return names;
 }
 
 const Command& CommandNamed(const std::string& name) {
-  for (const CommandSubject& subject : CommandTable()) {
-    for (const Command& command : subject.commands) {
-      if (command.name == name) return command;
-    }
+  for (const Command& row : CommandTable()) {
+    if (row.run != nullptr && row.name == name) return row;
   }
   const std::string remark = DidYouMean(name, CommandNames());
   throw CommandError("no command \"" + name + "\"" +
@@ -226,11 +190,12 @@ std::string HelpInWords(const Command& command, std::size_t width) {
 std::string HelpTableInWords(const Output& output) {
   const std::size_t width = output.MaxWidth();
   std::string words;
-  for (const CommandSubject& subject : CommandTable()) {
-    words += output.Heading(subject.title) + "\n";
-    for (const Command& command : subject.commands) {
-      const std::string name = "  " + Padded(command.name, kNameWidth);
-      words += Wrapped(name + command.help, width, name.size()) + "\n";
+  for (const Command& row : CommandTable()) {
+    if (row.run == nullptr) {
+      words += output.Heading(row.name) + "\n";
+    } else {
+      const std::string name = "  " + Padded(row.name, kNameWidth);
+      words += Wrapped(name + row.help, width, name.size()) + "\n";
     }
   }
   return words +
@@ -242,10 +207,13 @@ std::string HelpTableInWords(const Output& output) {
 
 Json HelpTableInJson() {
   Json commands = Json::array();
-  for (const CommandSubject& subject : CommandTable()) {
-    for (const Command& command : subject.commands) {
-      commands.push_back(HelpInJson(command));
-      commands.back()["subject"] = subject.title;
+  const char* subject = "";
+  for (const Command& row : CommandTable()) {
+    if (row.run == nullptr) {
+      subject = row.name;
+    } else {
+      commands.push_back(HelpInJson(row));
+      commands.back()["subject"] = subject;
     }
   }
   return {{"event", "help"}, {"commands", commands}};

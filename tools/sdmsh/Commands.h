@@ -36,21 +36,17 @@ using Action = std::variant<Work, ReadWork, WriteWork, EditWork, LockWork>;
 // that argument, and it checks that all others were taken before it runs the action.
 using CommandFunction = Action(Call& call);
 
+// A row of the table: a command or, without a function, the title of the commands after it.
 struct Command {
   const char* name;
   // CAPITALS mark what the user fills in, [] an optional part, | a choice, ... one or more.
-  const char* arguments;
-  const char* help;  // one line, no full stop
-  CommandFunction* run;
+  const char* arguments = "";
+  const char* help = "";  // one line, no full stop
+  CommandFunction* run = nullptr;
   const char* more = "";  // what `help COMMAND` adds
 };
 
-struct CommandSubject {
-  const char* title;
-  std::vector<Command> commands;
-};
-
-const std::vector<CommandSubject>& CommandTable();
+const std::vector<Command>& CommandTable();
 
 // Throws CommandError if no command has this name.
 const Command& CommandNamed(const std::string& name);
