@@ -21,85 +21,55 @@ namespace {
 
 constexpr int kWidestString = 1'000'000;
 
-// ---------------------------------------------------------------------------------------------
-// Types
-
-std::optional<int> ParseWidth(std::string_view text) {
-  int width = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), width);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  if (width < 1 || width > kWidestString) return std::nullopt;
-  return width;
-}
-
 // Takes a type: 0 for a number, otherwise the width of a string. `alternatives` is appended to the
 // expected words in the error text.
 int TakeType(Arguments& arguments, const char* alternatives = "") {
-  if (arguments.Accept("numeric")) return 0;
   const std::string expected =
       "numeric or string:WIDTH (1 to " + std::to_string(kWidestString) + ")" + alternatives;
-  const std::string word = arguments.Peek(expected);
+  if (arguments.Accept("numeric")) return 0;
+  std::string_view width = arguments.Peek(expected);
   constexpr std::string_view kString = "string:";
-  const auto width =
-      word.starts_with(kString) ? ParseWidth(word.substr(kString.size())) : std::nullopt;
-  if (!width) arguments.Wrong(expected);
+  if (!width.starts_with(kString)) arguments.Wrong(expected);
+  width.remove_prefix(kString.size());
+  int type = 0;
+  const auto [end, error] = std::from_chars(width.begin(), width.end(), type);
+  const bool isNumber = error == std::errc() && end == width.end();
+  if (!isNumber || type < 1 || type > kWidestString) arguments.Wrong(expected);
   arguments.Take("");
-  return *width;
+  return type;
 }
 
-// ---------------------------------------------------------------------------------------------
-// Moving
+void SetSplit(ORVX_DataSource& source, const std::vector<int>& positions, bool separate) {
+  source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(), separate);
+}
 
-// Saves the weight, filter and split of a source and restores them. Deleting a variable in order to
-// move it removes it from all three.
-class Uses {
- public:
-  explicit Uses(const ORVX_DataSource& source)
-      : weight_(source.GetWeightVariableID()),
-        filter_(source.GetFilterVariableID()),
-        split_(SplitOf(source)),
-        separate_(source.GetSplitqSeparate()) {}
-
-  void SetIn(ORVX_DataSource& source) const {
-    source.SetWeightVar(Position(source, weight_));
-    source.SetFilterVar(Position(source, filter_));
-    std::vector<int> positions;
-    for (const LocallyUniqueID id : split_) positions.push_back(Position(source, id));
-    source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(), separate_);
-  }
-
- private:
-  static int Position(const ORVX_DataSource& source, LocallyUniqueID id) {
-    return id.IsNull() ? -1 : source.FindVarIndex(id);
-  }
-
-  LocallyUniqueID weight_;
-  LocallyUniqueID filter_;
-  std::vector<LocallyUniqueID> split_;
-  bool separate_;
-};
-
+// Moves a variable, and keeps the weight, the filter and the split: deleting a variable removes it
+// from all three.
 void MoveTo(ORVX_DataSource& source, int from, int to) {
-  const Uses uses(source);
+  const LocallyUniqueID weight = source.GetWeightVariableID();
+  const LocallyUniqueID filter = source.GetFilterVariableID();
+  const std::vector<LocallyUniqueID> split = SplitOf(source);
+  const bool separate = source.GetSplitqSeparate();
+
   const ORVX_Variable variable = source.GetVariable(from);
   source.DeleteVariables(from, from);
   source.InsertVariable(to, variable);
-  uses.SetIn(source);
+
+  source.SetWeightVar(source.FindVarIndex(weight));  // -1 for the null identifier: no weight
+  source.SetFilterVar(source.FindVarIndex(filter));
+  std::vector<int> positions;
+  for (const LocallyUniqueID id : split) positions.push_back(source.FindVarIndex(id));
+  SetSplit(source, positions, separate);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Properties
-
-// Takes "by VARIABLE", or "off" for nullopt.
-std::optional<std::string> TakeUse(Arguments& arguments) {
-  if (arguments.TakeOneOf({"by", "off"}) == 1) return std::nullopt;
-  return arguments.Take("VARIABLE");
-}
-
-// The position of the variable; -1 if there is no name. For `does` see NumberPositionOf.
-int PositionOrNone(const ORVX_DataSource& source, const std::optional<std::string>& name,
-                   const std::string& does) {
-  return name ? NumberPositionOf(source, *name, does) : -1;
+// Takes "by VARIABLE", of which `set` gets the position, or "off" for position -1. For `does` see
+// NumberPositionOf.
+Action SetUse(Call& call, const char* does, void (ORVX_DataSource::*set)(int)) {
+  const bool off = call.TakeOneOf({"by", "off"}) == 1;
+  const std::string name = off ? "" : call.Take("VARIABLE");
+  return [=](ORVX_DataSource& source) {
+    (source.*set)(off ? -1 : NumberPositionOf(source, name, does));
+  };
 }
 
 std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
@@ -225,17 +195,11 @@ Action RetypeVariable(Call& call) {
 // Properties
 
 Action SetWeight(Call& call) {
-  const std::optional<std::string> name = TakeUse(call);
-  return [=](ORVX_DataSource& source) {
-    source.SetWeightVar(PositionOrNone(source, name, "weight cases"));
-  };
+  return SetUse(call, "weight cases", &ORVX_DataSource::SetWeightVar);
 }
 
 Action SetFilter(Call& call) {
-  const std::optional<std::string> name = TakeUse(call);
-  return [=](ORVX_DataSource& source) {
-    source.SetFilterVar(PositionOrNone(source, name, "select cases"));
-  };
+  return SetUse(call, "select cases", &ORVX_DataSource::SetFilterVar);
 }
 
 Action SplitFile(Call& call) {
@@ -247,9 +211,7 @@ Action SplitFile(Call& call) {
     names = call.TakeRest("VARIABLE");
   }
   return [=](ORVX_DataSource& source) {
-    const std::vector<int> positions = PositionsOf(source, names);
-    source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(),
-                    how == kSeparate);
+    SetSplit(source, PositionsOf(source, names), how == kSeparate);
   };
 }
 
