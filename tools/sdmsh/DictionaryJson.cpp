@@ -125,20 +125,20 @@ class ChangeRecorder final : public DEMessages::DataSetMsgVisitor {
       : before_(before),
         json{{"leading", message.GetLeading()},
              {"datasetId", IdentifierInJson(message.GetDataSetID())},
-             {"caseSequence", message.GetCaseSequence()}} {}
+             {"caseSequence", message.GetCaseSequence()},
+             {"message", NameOf(message)}} {}
 
   void Visit(const InsertVarsMsg& message) override {
-    Add("InsertVarsMsg", {{"variables", VariablesInJson(message.GetVariables())},
-                          {"anchor", IdentifierInJson(message.GetAnchor())}});
+    Add({{"variables", VariablesInJson(message.GetVariables())},
+         {"anchor", IdentifierInJson(message.GetAnchor())}});
     if (!message.GetAnchor().IsNull()) json["anchorName"] = Name(before_, message.GetAnchor());
   }
   void Visit(const DeleteVarsMsg& message) override {
-    Add("DeleteVarsMsg", {{"variables", VariablesInJson(message.GetVariables())}});
+    Add({{"variables", VariablesInJson(message.GetVariables())}});
   }
   void Visit(const MoveVarsMsg& message) override {
     const std::vector<int>& positions = message.GetPositions();
-    Add("MoveVarsMsg",
-        {{"positions", positions},
+    Add({{"positions", positions},
          {"target", message.GetTarget()},
          {"names", Array(positions, [this](int each) { return NameAt(before_, each); })}});
   }
@@ -147,36 +147,29 @@ class ChangeRecorder final : public DEMessages::DataSetMsgVisitor {
     const int position = before_.FindVarIndex(after.GetID());
     const ORVX_Variable before = position < 0 ? ORVX_Variable() : before_.GetVariable(position);
     const auto differences = DictionaryText::Differences(before, after);
-    Add("ModifyVarMsg",
-        {{"variable", VariableInJson(after)},
+    Add({{"variable", VariableInJson(after)},
          {"before", VariableInJson(before)},
          {"changed", Array(differences, [](const auto& each) { return each.what; })}});
   }
-  void Visit(const ResetUndoMsg&) override { Add("ResetUndoMsg", Json::object()); }
+  void Visit(const ResetUndoMsg&) override {}
   void Visit(const ImputationInfoMsg& message) override {
-    Add("ImputationInfoMsg", {{"rowsPerImputation", message.RowsPerImputation()}});
+    Add({{"rowsPerImputation", message.RowsPerImputation()}});
   }
   void Visit(const FileSpecChangeMsg& message) override {
-    Add("FileSpecChangeMsg", {{"fileSpec", message.GetFileSpec()}, {"flag", message.GetFlag()}});
+    Add({{"fileSpec", message.GetFileSpec()}, {"flag", message.GetFlag()}});
   }
-  void Visit(const FileLabelChangeMsg& message) override {
-    Add("FileLabelChangeMsg", {{"label", message.GetLabel()}});
-  }
-  void Visit(const WeightVarMsg& message) override {
-    Add("WeightVarMsg", Use(before_, message.GetVariableID()));
-  }
-  void Visit(const FilterVarMsg& message) override {
-    Add("FilterVarMsg", Use(before_, message.GetVariableID()));
-  }
+  void Visit(const FileLabelChangeMsg& message) override { Add({{"label", message.GetLabel()}}); }
+  void Visit(const WeightVarMsg& message) override { Add(Use(before_, message.GetVariableID())); }
+  void Visit(const FilterVarMsg& message) override { Add(Use(before_, message.GetVariableID())); }
   void Visit(const TrendsInfoMsg& message) override {
-    Add("TrendsInfoMsg", TimeSeries(before_, message.GetTrendsInfo()));
+    Add(TimeSeries(before_, message.GetTrendsInfo()));
   }
   void Visit(const SplitFileMsg& message) override {
-    Add("SplitFileMsg", Split(before_, message.GetVariableIDs(), message.GetSeparate()));
+    Add(Split(before_, message.GetVariableIDs(), message.GetSeparate()));
   }
   void Visit(const ExtensionsMsg& message) override {
     const ORVX_ExtensionImpl& block = *message.GetExtension();
-    Add("ExtensionsMsg", Extension(block));
+    Add(Extension(block));
     switch (block.GetType()) {
       case DEMessages::kVariableSetsText:
       case DEMessages::kMRSetsText:
@@ -191,17 +184,20 @@ class ChangeRecorder final : public DEMessages::DataSetMsgVisitor {
     }
   }
   void Visit(const ResetClientDataMsg& message) override {
-    Add("ResetClientDataMsg", {{"rowCount", RowCountInJson(message.GetRowCount())}});
+    Add({{"rowCount", RowCountInJson(message.GetRowCount())}});
   }
   void Visit(const DataSetModifiedMsg& message) override {
-    Add("DataSetModifiedMsg", {{"modified", message.GetModified()}});
+    Add({{"modified", message.GetModified()}});
   }
 
  private:
-  void Add(const char* message, const Json& arguments) {
-    json["message"] = message;
-    json.update(arguments);
+  // The name of the class, without its namespace.
+  static std::string NameOf(const DEMessages::DataSetMsg& message) {
+    const std::string signature = message.VSConcreteSignature();
+    return signature.substr(signature.rfind(':') + 1);
   }
+
+  void Add(const Json& arguments) { json.update(arguments); }
 
   const ORVX_DataSource& before_;
 
