@@ -56,10 +56,11 @@ Setting Make(void (Specs::*set)(Value), Value value) {
 
 // Takes names of variables, or "none" for no variables. Beside other words, "none" is the name of a
 // variable.
-Setting TakeVariables(Arguments& arguments, void (Specs::*set)(const std::vector<int>&)) {
+template <void (Specs::*set)(const std::vector<int>&)>
+Setting TakeVariables(Arguments& arguments) {
   std::vector<std::string> names = arguments.TakeRest("\"none\" or VARIABLE");
   if (names == std::vector<std::string>{"none"}) names.clear();
-  return [set, names](Specs& specs, const ORVX_DataSource* source) {
+  return [names](Specs& specs, const ORVX_DataSource* source) {
     if (source == nullptr && !names.empty()) {
       throw CommandError("there are no variables without a data source; `source` gives one");
     }
@@ -91,50 +92,43 @@ Setting TakeCaseStats(Arguments& arguments) {
   return [stats](Specs& specs, const ORVX_DataSource*) { specs.CaseStats() = stats; };
 }
 
+// The words for the settings, each with the function that takes the value.
+constexpr std::pair<const char*, Setting (*)(Arguments&)> kSettings[] = {
+    {"method",
+     [](Arguments& arguments) {
+       return Make(&Specs::SetSamplingMethod,
+                   static_cast<Specs::SampMethods>(arguments.TakeOneOf(Methods())));
+     }},
+    {"strata", TakeVariables<&Specs::SetStrataVarList>},
+    {"dependents", TakeVariables<&Specs::SetDependVarList>},
+    {"inputs", TakeVariables<&Specs::SetInputVarList>},
+    {"predicted", TakeVariables<&Specs::SetPredictedVarList>},
+    {"residuals", TakeVariables<&Specs::SetResidualVarList>},
+    {"level",
+     [](Arguments& arguments) {
+       return Make(&Specs::SetCILevelPct, arguments.TakeReal("PERCENT"));
+     }},
+    {"interval",
+     [](Arguments& arguments) {
+       return Make(&Specs::SetCIType,
+                   static_cast<Specs::CITypes>(arguments.TakeOneOf(Intervals())));
+     }},
+    {"samples",
+     [](Arguments& arguments) {
+       return Make(&Specs::SetNSamples, arguments.TakeInteger("NUMBER"));
+     }},
+    {"user-missing",
+     [](Arguments& arguments) {
+       return Make(&Specs::SetExcludeUserMiss, arguments.TakeOneOf({"excluded", "included"}) == 0);
+     }},
+    {"split-ends", TakeSplitEnds},
+    {"case-stats", TakeCaseStats},
+};
+
 Setting TakeSetting(Arguments& arguments) {
-  enum {
-    kMethod,
-    kStrata,
-    kDependents,
-    kInputs,
-    kPredicted,
-    kResiduals,
-    kLevel,
-    kInterval,
-    kSamples,
-    kUserMissing,
-    kSplitEnds,
-    kCaseStats
-  };
-  switch (arguments.TakeOneOf({"method", "strata", "dependents", "inputs", "predicted", "residuals",
-                               "level", "interval", "samples", "user-missing", "split-ends",
-                               "case-stats"})) {
-    case kMethod:
-      return Make(&Specs::SetSamplingMethod,
-                  static_cast<Specs::SampMethods>(arguments.TakeOneOf(Methods())));
-    case kStrata:
-      return TakeVariables(arguments, &Specs::SetStrataVarList);
-    case kDependents:
-      return TakeVariables(arguments, &Specs::SetDependVarList);
-    case kInputs:
-      return TakeVariables(arguments, &Specs::SetInputVarList);
-    case kPredicted:
-      return TakeVariables(arguments, &Specs::SetPredictedVarList);
-    case kResiduals:
-      return TakeVariables(arguments, &Specs::SetResidualVarList);
-    case kLevel:
-      return Make(&Specs::SetCILevelPct, arguments.TakeReal("PERCENT"));
-    case kInterval:
-      return Make(&Specs::SetCIType, static_cast<Specs::CITypes>(arguments.TakeOneOf(Intervals())));
-    case kSamples:
-      return Make(&Specs::SetNSamples, arguments.TakeInteger("NUMBER"));
-    case kUserMissing:
-      return Make(&Specs::SetExcludeUserMiss, arguments.TakeOneOf({"excluded", "included"}) == 0);
-    case kSplitEnds:
-      return TakeSplitEnds(arguments);
-    default:
-      return TakeCaseStats(arguments);
-  }
+  std::vector<const char*> words;
+  for (const auto& [word, take] : kSettings) words.push_back(word);
+  return kSettings[arguments.TakeOneOf(words)].second(arguments);
 }
 
 // ---------------------------------------------------------------------------------------------
