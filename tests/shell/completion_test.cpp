@@ -3,7 +3,7 @@
 #include "ShellTest.h"
 
 #include <Arguments.h>
-#include <Terminal.h>
+#include <Completion.h>
 
 namespace sdmsh {
 namespace {

@@ -1,17 +1,34 @@
-// Runs commands line by line.
+// Runs commands line by line, and edits lines with libedit.
 
 #include "Prompt.h"
 
 #include "Arguments.h"
 #include "CommandError.h"
+#include "Completion.h"
 #include "Interrupt.h"
-#include "Terminal.h"
+#include "Shell.h"
 
-#include <istream>
+#include <histedit.h>
+#include <liborvxdemg/DictionaryText.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
 #include <memory>
 #include <new>
-#include <optional>
+#include <span>
 #include <utility>
+#include <vector>
 
 namespace sdmsh {
 namespace {
@@ -21,20 +38,25 @@ class Player {
  public:
   Player(Shell& shell, std::string file) : shell_(shell), file_(std::move(file)) {}
 
-  bool GoesOn() const { return !shell_.IsOver() && shell_.IsHeard(); }
-
-  // Runs the next line. Reports a failure and returns false.
-  bool Play(std::string text) {
-    if (text.ends_with('\r')) text.pop_back();
-    ++line_;
-    return Succeeds([&] { Execute(text); });
+  // Runs the lines that `read` gives, until it returns false. Stops at the first failure of a
+  // script. Reports failures, and returns whether there were none.
+  bool Play(const std::function<bool(std::string&)>& read) {
+    bool good = true;
+    std::string text;
+    while ((good || !IsScript()) && !shell_.IsOver() && shell_.IsHeard() && read(text)) {
+      if (text.ends_with('\r')) text.pop_back();
+      ++line_;
+      if (!IsScript()) ForgetInterrupt();  // must not end a command that comes after it
+      if (!Succeeds([&] { Execute(text); })) good = false;
+    }
+    return good;
   }
 
   // Releases all locks. Returns false, and reports it, if that fails, if a caller was waiting, or
-  // if an error ended the input, which may be null.
-  bool CloseDown(const std::istream* input) {
+  // if the input could not be read to its end.
+  bool CloseDown(bool isReadToEnd) {
     line_ = 0;
-    bool good = input == nullptr || !input->bad();
+    bool good = isReadToEnd;
     if (!good) shell_.Fail(file_, 0, "the input cannot be read to its end");
     return Succeeds([&] { good = shell_.CloseDown(file_) && good; }) && good;
   }
@@ -85,38 +107,218 @@ class Player {
   std::unique_ptr<char[]> reserve_;  // freed to report that memory ran out, then null
 };
 
+bool PlayStream(Shell& shell, std::istream& input, const std::string& file) {
+  Player player(shell, file);
+  const bool good =
+      player.Play([&](std::string& text) { return static_cast<bool>(std::getline(input, text)); });
+  return player.CloseDown(!input.bad()) && good;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Completion at the cursor
+
+constexpr std::size_t kShown = 200;
+
+std::string CommonStart(const std::vector<std::string>& words) {
+  const std::string& first = words.front();
+  const std::string& last = words.back();  // words are sorted, so these two differ the most
+  const auto end = std::mismatch(first.begin(), first.end(), last.begin(), last.end()).first;
+  std::string start(first.begin(), end);
+  // Must not end within a UTF-8 character.
+  while (start.size() < first.size() && (first[start.size()] & 0xC0) == 0x80) start.pop_back();
+  return start;
+}
+
+std::string ListOf(std::span<const std::string> words) {
+  const auto shown = words.first(std::min(words.size(), kShown));
+  const std::string list = DictionaryText::Joined(shown, std::identity(), "  ");
+  if (shown.size() == words.size()) return list;
+  return list + "  and " + std::to_string(words.size() - kShown) + " more";
+}
+
+// ---------------------------------------------------------------------------------------------
+// The terminal
+
+constexpr int kHistorySize = 1000;
+
+std::filesystem::path HistoryFile() {
+  const std::filesystem::path file = "sdmsh/history";
+  const char* const state = std::getenv("XDG_STATE_HOME");
+  if (state != nullptr && *state == '/') return state / file;
+  const char* const home = std::getenv("HOME");
+  if (home == nullptr || *home == '\0') throw CommandError("there is no home folder");
+  return std::filesystem::path(home) / ".local/state" / file;
+}
+
+// libedit edits characters, so it needs a locale with the encoding of the terminal.
+void UseCharactersOfTerminal() {
+  const char* const locale = std::setlocale(LC_CTYPE, "");
+  if (locale == nullptr || MB_CUR_MAX == 1) std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+// One object at a time, which uses standard input and output.
+class Terminal {
+ public:
+  explicit Terminal(Shell& shell)
+      : shell_(shell),
+        history_((UseCharactersOfTerminal(), history_init()), history_end),
+        editor_(el_init("sdmsh", stdin, stdout, stderr), el_end) {
+    if (history_ == nullptr || editor_ == nullptr) throw std::bad_alloc();
+    BindKeys();
+    try {
+      OpenHistory(HistoryFile());
+    } catch (const std::exception& error) {
+      shell_.Fail("", 0, std::string("no history is kept: ") + error.what());
+    }
+  }
+
+  // Shows the prompt and reads the line that the user enters. Reads an empty line after ctrl-C, and
+  // returns false after ctrl-D.
+  bool ReadLine(std::string& line) {
+    const InterruptsHeld held;
+    givenUp_ = false;
+    int count = 0;
+    el_resize(editor_.get());
+    el_set(editor_.get(), EL_PREP_TERM, 1);  // before the prompt: keys may be typed ahead
+    const char* const text = el_gets(editor_.get(), &count);
+    line.clear();
+    if (givenUp_) return true;
+    if (text == nullptr || count <= 0) {
+      std::cout << std::endl;  // the cursor is still on the line of the prompt
+      return false;
+    }
+    line.assign(text, static_cast<std::size_t>(count));
+    if (line.ends_with('\n')) line.pop_back();
+    Keep(line);
+    return true;
+  }
+
+ private:
+  static Terminal& Of(EditLine* editor) {
+    Terminal* terminal = nullptr;
+    el_get(editor, EL_CLIENTDATA, &terminal);
+    return *terminal;
+  }
+
+  static unsigned char OnTabulator(EditLine* editor, int) {
+    try {
+      return Of(editor).Complete();
+    } catch (...) {  // an exception must not pass through libedit, which is written in C
+      return CC_ERROR;
+    }
+  }
+
+  static unsigned char OnCtrlC(EditLine* editor, int) {
+    Of(editor).givenUp_ = true;
+    std::cout << "^C" << std::endl;
+    return CC_NEWLINE;
+  }
+
+  static unsigned char OnCtrlZ(EditLine*, int) {
+    std::raise(SIGTSTP);
+    return CC_REDISPLAY;
+  }
+
+  void BindKeys() {
+    EditLine* const editor = editor_.get();
+    el_set(editor, EL_CLIENTDATA, this);
+    el_set(
+        editor, EL_PROMPT, +[](EditLine*) { return "sdmsh> "; });
+    el_set(editor, EL_EDITOR, "emacs");
+    el_set(editor, EL_SIGNAL, 1);  // handle changes of the terminal's size, and ctrl-Z
+    el_set(editor, EL_HIST, history, history_.get());
+    el_set(editor, EL_ADDFN, "sdmsh-complete", "Complete a word", OnTabulator);
+    el_set(editor, EL_ADDFN, "sdmsh-give-up", "Give the line up", OnCtrlC);
+    el_set(editor, EL_ADDFN, "sdmsh-suspend", "Suspend the shell", OnCtrlZ);
+    el_set(editor, EL_SETTY, "-d", "-isig", nullptr);  // ctrl-C is a key while the line is edited
+    el_set(editor, EL_BIND, "^I", "sdmsh-complete", nullptr);
+    el_set(editor, EL_BIND, "^C", "sdmsh-give-up", nullptr);
+    el_set(editor, EL_BIND, "^Z", "sdmsh-suspend", nullptr);
+    el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+    el_source(editor, nullptr);
+  }
+
+  void OpenHistory(const std::filesystem::path& file) {
+    HistEvent event;
+    history(history_.get(), &event, H_SETSIZE, kHistorySize);
+    history(history_.get(), &event, H_SETUNIQUE, 1);
+    std::vector<std::string> lines;
+    std::ifstream old(file);
+    for (std::string line; std::getline(old, line);) lines.push_back(line);
+    const bool isLong = lines.size() > 2 * kHistorySize;
+    if (isLong) lines.erase(lines.begin(), lines.end() - kHistorySize);
+    for (const std::string& line : lines) history(history_.get(), &event, H_ENTER, line.c_str());
+
+    const mode_t before = umask(S_IRWXG | S_IRWXO);  // only the user may read the history
+    std::error_code error;
+    std::filesystem::create_directories(file.parent_path(), error);
+    kept_.open(file, isLong ? std::ios::trunc : std::ios::app);
+    umask(before);
+    if (!kept_) throw CommandError(file.string() + ": " + std::strerror(errno));
+    if (!isLong) return;
+    for (const std::string& line : lines) kept_ << line << "\n";
+  }
+
+  void Keep(const std::string& line) {
+    if (line.empty() || std::isspace(static_cast<unsigned char>(line.front())) != 0) return;
+    HistEvent event;
+    history(history_.get(), &event, H_ENTER, line.c_str());
+    if (!kept_.is_open() || kept_ << line << std::endl) return;
+    kept_.close();
+    shell_.Fail("", 0, "no history is kept any more: its file cannot be written");
+  }
+
+  unsigned char Complete() {
+    const LineInfo* const line = el_line(editor_.get());
+    const std::string text(line->buffer, line->cursor);
+    const auto [start, typed, words] = CompletionsOf(shell_, text);
+    if (words.empty()) return CC_REFRESH_BEEP;
+    const std::string common = CommonStart(words);
+    const bool isOnly = words.size() == 1;
+    if (isOnly || common != typed) {
+      const bool isWhole = isOnly && !common.ends_with('/');  // more can follow a folder
+      Replace(text.substr(start), AsTyped(common, isWhole) + (isWhole ? " " : ""));
+      return CC_REFRESH;
+    }
+    shell_.Out().SetMaxWidth(WidthOfTerminal());
+    std::cout << "\n" << Wrapped(ListOf(words), shell_.Out().MaxWidth(), 0) << std::endl;
+    return CC_REDISPLAY;
+  }
+
+  // Replaces `typed`, the text before the cursor, with `text`.
+  void Replace(const std::string& typed, const std::string& text) {
+    const auto count =
+        std::count_if(typed.begin(), typed.end(), [](char byte) { return (byte & 0xC0) != 0x80; });
+    el_deletestr(editor_.get(), static_cast<int>(count));
+    el_insertstr(editor_.get(), text.c_str());
+  }
+
+  Shell& shell_;
+  const std::unique_ptr<History, void (*)(History*)> history_;
+  const std::unique_ptr<EditLine, void (*)(EditLine*)> editor_;
+  std::ofstream kept_;  // the file of the history; closed if it cannot be written
+  bool givenUp_ = false;
+};
+
 }  // namespace
 
 bool PlayScript(Shell& shell, std::istream& script, const std::string& file) {
-  Player player(shell, file);
-  bool good = true;
-  for (std::string text; good && player.GoesOn() && std::getline(script, text);) {
-    good = player.Play(text);
-  }
-  return player.CloseDown(&script) && good;
+  return PlayStream(shell, script, file);
 }
 
 bool PlayInput(Shell& shell, std::istream& input) {
-  Player player(shell, "");
-  bool good = true;
-  for (std::string text; player.GoesOn() && std::getline(input, text);) {
-    ForgetInterrupt();  // an interrupt before the line must not end the new command
-    if (!player.Play(text)) good = false;
-  }
-  return player.CloseDown(&input) && good;
+  return PlayStream(shell, input, /*file=*/"");
 }
 
 bool RunPrompt(Shell& shell) {
-  Player player(shell, "");
+  Player player(shell, /*file=*/"");
   Terminal terminal(shell);
-  while (player.GoesOn()) {
-    const std::optional<std::string> text = terminal.ReadLine();
-    if (!text) break;
-    ForgetInterrupt();
+  player.Play([&](std::string& text) {
+    const bool isRead = terminal.ReadLine(text);
     shell.Out().SetMaxWidth(WidthOfTerminal());
-    player.Play(*text);
-  }
-  return player.CloseDown(nullptr);
+    return isRead;
+  });
+  return player.CloseDown(/*isReadToEnd=*/true);
 }
 
 }  // namespace sdmsh

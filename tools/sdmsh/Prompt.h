@@ -3,12 +3,12 @@
 #ifndef SDMSH_PROMPT_H_
 #define SDMSH_PROMPT_H_
 
-#include "Shell.h"
-
 #include <iosfwd>
 #include <string>
 
 namespace sdmsh {
+
+class Shell;
 
 // Each function runs commands until the end of the input or `quit`, then releases the locks of all
 // callers. It returns false if a caller was left waiting, if reading the input or writing the
@@ -21,8 +21,13 @@ bool PlayScript(Shell& shell, std::istream& script, const std::string& file);
 // Continues after a command fails, but then returns false.
 bool PlayInput(Shell& shell, std::istream& input);
 
-// Reads commands from the terminal of this process, with a prompt and line editing. Continues after
-// a command fails, and may still return true.
+// Reads commands from the terminal of this process, with a prompt, line editing and completion by
+// the tabulator key. The keys are those of libedit, which ~/.editrc can change. Continues after a
+// command fails, and may still return true.
+//
+// Saves the history in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
+// except for lines that begin with a blank. If that file cannot be written, reports it once and
+// keeps the history in memory only.
 bool RunPrompt(Shell& shell);
 
 }  // namespace sdmsh

@@ -1,0 +1,125 @@
+#include "Completion.h"
+
+#include "Arguments.h"
+#include "CommandError.h"
+#include "Shell.h"
+#include "Variables.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <regex>
+
+namespace sdmsh {
+namespace {
+
+// Where the last word starts, and whether a quote is open at its end. After a blank, the last word
+// is empty.
+struct LastWord {
+  std::size_t start = 0;
+  bool isQuoted = false;
+};
+
+LastWord FindLastWord(const std::string& text) {
+  LastWord word;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') word.isQuoted = !word.isQuoted;
+    if (!word.isQuoted && (text[i] == ' ' || text[i] == '\t')) word.start = i + 1;
+  }
+  return word;
+}
+
+// A word of a grammar, without blanks, brackets, bars and dots.
+constexpr const char* kToken = "[^ \\[\\]|.]+";
+
+std::vector<std::string> TokensOf(const std::string& grammar) {
+  const std::regex token(kToken);
+  return {std::sregex_token_iterator(grammar.begin(), grammar.end(), token), {}};
+}
+
+// False for names of arguments, and for "string:WIDTH".
+bool IsKeyword(const std::string& token) {
+  return std::islower(static_cast<unsigned char>(token.front())) != 0 &&
+         token.find(':') == std::string::npos;
+}
+
+// The tokens that can follow these words of a command. After a keyword, this is the next token of
+// the grammar; otherwise any token except the first, which can only follow the command's name.
+std::vector<std::string> TokensAfter(const std::vector<std::string>& words,
+                                     const std::string& grammar) {
+  const std::size_t first = std::min(grammar.find(' '), grammar.size());
+  if (words.size() == 1) return TokensOf(grammar.substr(0, first));
+  const std::vector<std::string> tokens = TokensOf(grammar.substr(first));
+  const auto token = std::find(tokens.begin(), tokens.end(), words.back());
+  std::smatch next;
+  if (token != tokens.end() && IsKeyword(*token) &&
+      std::regex_search(grammar, next, std::regex("\\b" + *token + " (" + kToken + ")"))) {
+    return {next[1]};
+  }
+  return tokens;
+}
+
+void AddFiles(const std::string& typed, std::vector<std::string>& words) {
+  const std::string folder = typed.substr(0, typed.rfind('/') + 1);
+  std::error_code error;
+  for (std::filesystem::directory_iterator file(folder.empty() ? "." : folder, error), end;
+       !error && file != end; file.increment(error)) {
+    const std::string name = file->path().filename().string();
+    if (name.starts_with('.') && folder.size() == typed.size()) continue;
+    words.push_back(folder + name + (file->is_directory(error) ? "/" : ""));
+  }
+}
+
+void AddVariables(Shell& shell, const Line& line, std::vector<std::string>& words) {
+  Caller& caller =
+      shell.Locks().CallerNamed(line.caller.empty() ? Shell::kMainCaller : line.caller);
+  const DatasetPtr dataset = shell.Find(caller, line.words[1]);
+  const auto add = [&](const ORVX_DataSource& source) {
+    for (const ORVX_Variable& variable : VariablesOf(source)) words.push_back(variable.GetName());
+  };
+  const bool isRead = shell.Locks().TryRead(caller, dataset, [&](SvrDMInputDataSource& reader) {
+    if (*reader != nullptr) add(**reader);
+  });
+  if (!isRead) add(dataset->Interpreter().Mirror());  // the variables as of the last pass
+}
+
+std::vector<std::string> WordsAfter(Shell& shell, const Line& line, const std::string& typed) {
+  if (line.words.empty()) return CommandNames();
+  std::vector<std::string> words;
+  for (const std::string& token : TokensAfter(line.words, CommandNamed(line.words[0]).arguments)) {
+    if (token == "COMMAND") return CommandNames();
+    if (token == "FILE") AddFiles(typed, words);
+    if (token == "VARIABLE") AddVariables(shell, line, words);
+    if (token == "DATASET") {
+      for (const DatasetPtr& dataset : shell.Datasets()) words.push_back(dataset->Name());
+    }
+    if (IsKeyword(token)) words.push_back(token);
+  }
+  return words;
+}
+
+}  // namespace
+
+Completions CompletionsOf(Shell& shell, const std::string& text) {
+  const LastWord last = FindLastWord(text);
+  Completions completions{last.start, "", {}};
+  std::vector<std::string>& words = completions.words;
+  try {
+    // A placeholder replaces the last word, because ParseLine refuses a caller without a command.
+    Line line = ParseLine(text.substr(0, last.start) + "x");
+    if (line.words.empty()) return completions;  // the last word is in a comment
+    line.words.pop_back();
+    const Line word = ParseLine("x " + text.substr(last.start) + (last.isQuoted ? "\"" : ""));
+    if (word.words.size() == 2) completions.typed = word.words[1];
+    words = WordsAfter(shell, line, completions.typed);
+  } catch (const CommandError&) {  // no such command or dataset
+    return completions;
+  }
+  std::erase_if(words,
+                [&](const std::string& word) { return !word.starts_with(completions.typed); });
+  std::sort(words.begin(), words.end());
+  words.erase(std::unique(words.begin(), words.end()), words.end());
+  return completions;
+}
+
+}  // namespace sdmsh
