@@ -15,7 +15,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <tests/support/Dictionary.h>
-#include <tests/support/FullMemory.h>
+#include <tests/support/OutOfMemory.h>
 #include <tests/unit/saved_files.h>
 #include <unistd.h>
 
@@ -27,13 +27,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
-using support::CountedSource;
 using support::Dictionary;
-using support::MemoryFor;
+using support::ExpectSafeWithoutMemory;
+using support::Trial;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -470,22 +469,12 @@ TEST_F(SavedFileOnDisk, DestroyingARegistryClosesEveryFile) {
 }
 
 TEST_F(SavedFileOnDisk, IsClosedIfAnyAllocationOfAddFails) {
-  int failures = 0;
-  for (bool added = false; !added; ++failures) {
-    int deaths = 0;
-    auto* const source = new CountedSource(deaths);
-    try {
-      const MemoryFor few(failures);
-      registry_.Add(*source, path_, /*quiet=*/true);
-      added = true;
-    } catch (const std::bad_alloc&) {
-      // Owned by the caller until the item is built.
-      if (deaths == 0) delete source;
-    }
-    EXPECT_EQ(Held(), added ? 1 : 0) << "after " << failures << " allocations";
-    registry_.Clear();
-  }
-  EXPECT_GT(failures, 3);
+  const auto prepare = [&] {
+    const auto registry = std::make_shared<ServerDataManager>();
+    return Trial{[=, this] { registry->Add(Dictionary("A"), path_, /*quiet=*/true); },
+                 [=, this] { return std::to_string(Held()); }};
+  };
+  ExpectSafeWithoutMemory({"Add", prepare});
 }
 
 TEST_F(SavedFileOnDisk, OpeningFailsSilentlyAndIsRetriedIfThereAreNoDescriptors) {

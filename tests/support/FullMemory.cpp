@@ -30,6 +30,7 @@ void GiveBack(void* storage) noexcept {
 namespace support {
 
 thread_local Heap heap;
+thread_local Heap messageHeap;
 
 MemoryFor::MemoryFor(long count, Shortage shortage) {
   allocationsLeft = count;
@@ -42,6 +43,10 @@ MemoryFor::~MemoryFor() {
 
 void EndShortage() {
   allocationsLeft = -1;
+}
+
+long AllocationsLeft() {
+  return allocationsLeft;
 }
 
 bool OneMoreIsLeft() {
@@ -72,7 +77,9 @@ void* Take(std::size_t size, Heap& counts) noexcept {
   ++counts.taken;
   counts.bytes += size;
   counts.largest = std::max(counts.largest, size);
-  return OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+  void* const storage = OneMoreIsLeft() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+  if (storage == nullptr) ++counts.failed;
+  return storage;
 }
 
 void Free(void* storage, Heap& counts) noexcept {

@@ -54,15 +54,36 @@ bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Las
   }
 }
 
+// The number of allocations that still succeed.
+long AllocationsLeft();
+
+// The number of allocations of `work`.
+template <class Work>
+long AllocationsOf(const Work& work) {
+  constexpr long kPlenty = 1'000'000'000;
+  const MemoryFor plenty(kPlenty);
+  work();
+  return kPlenty - AllocationsLeft();
+}
+
 // The counts of one thread, since the start of the thread or since the test set them to {}.
 struct Heap {
   long taken = 0;  // allocations, including failed ones
+  long failed = 0;
   long freed = 0;  // excluding null pointers
   std::size_t bytes = 0;
   std::size_t largest = 0;  // in bytes
 };
 extern thread_local Heap heap;         // counts of the global operators
-extern thread_local Heap messageHeap;  // counts of VUGlobal; defined in test_message_allocator
+extern thread_local Heap messageHeap;  // counts of VUGlobal, with test_message_allocator
+
+// The number of blocks that this thread allocated and did not free, from both.
+inline long LivingBlocks() {
+  const auto living = [](const Heap& counts) {
+    return counts.taken - counts.failed - counts.freed;
+  };
+  return living(heap) + living(messageHeap);
+}
 
 // Calls `event` once, when `storage` is next freed with the global operators.
 void WhenFreed(void* storage, std::function<void()> event);

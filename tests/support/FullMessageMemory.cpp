@@ -4,8 +4,6 @@
 #include <libvutility/VUGlobal.h>
 #include <tests/support/FullMemory.h>
 
-thread_local support::Heap support::messageHeap;
-
 void* VUGlobal::operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return support::Take(size, support::messageHeap);
 }

@@ -1,4 +1,4 @@
-// Which allocator error messages use, and that they are freed if copying fails.
+// Which allocator error messages use.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>
@@ -27,13 +27,6 @@ class StorageOfErrorMessages : public testing::Test {
     EXPECT_EQ(messageHeap.freed, 1);
   }
 
-  static void ExpectGivenBackWhereTheCopyThrows(const VSerializable& message) {
-    // One allocation for the message; none for its text.
-    EXPECT_TRUE(support::FailsWithMemoryFor(1, [&] { delete message.VSClone(); }));
-    EXPECT_EQ(messageHeap.taken, 1);
-    EXPECT_EQ(messageHeap.freed, 1);
-  }
-
   LocallyUniqueID dataset_{0, 5};
 };
 
@@ -50,14 +43,6 @@ TEST_F(StorageOfErrorMessages, OfAResponseIsFromTheCommonAllocator) {
 
 TEST_F(StorageOfErrorMessages, OfAnErrorIsFromTheCommonAllocator) {
   ExpectClonedInOnePieceOfStorage(ErrorMsg(2001, kLongText));
-}
-
-TEST_F(StorageOfErrorMessages, OfAReportIsFreedIfCopyingItsTextFails) {
-  ExpectGivenBackWhereTheCopyThrows(ReportedErrorMsg(dataset_, ErrorText(kLongText, 1)));
-}
-
-TEST_F(StorageOfErrorMessages, OfAnErrorIsFreedIfCopyingItsTextFails) {
-  ExpectGivenBackWhereTheCopyThrows(ErrorMsg(2001, kLongText));
 }
 
 }  // namespace

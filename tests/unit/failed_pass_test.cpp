@@ -2,6 +2,7 @@
 // Clients that follow the messages must miss no change.
 
 #include <client/DictionaryMirror.h>
+#include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
@@ -100,8 +101,8 @@ class ChangedDataset {
 
   std::string Differences() const {
     const ORVX_DataSource* const source = writer->GetDataSource();
-    if (source == nullptr) return "";
     const ORVX_DataSource& mirror = client.mirror.Dictionary();
+    if (source == nullptr) return support::DifferencesBetween(DataFreeDataSource(), mirror);
     std::string text = support::DifferencesBetween(*source, mirror);
     if (dynamic_cast<const SystemFileDataSource*>(source) == nullptr) return text;
     const std::string fileSpec = source->GetFileSpec();
@@ -326,6 +327,12 @@ TEST(FailedPass, IsCompletedByTheReleaseOfTheWriter) {
     dataset.writer.reset();
     EXPECT_EQ(support::DifferencesBetween(*source, dataset.client.mirror.Dictionary()), "");
   });
+}
+
+TEST(FailedPass, ContinuesStepByStepIfOnlyTheFirstAllocationFails) {
+  ChangedDataset dataset(RandomVariables(1));
+  EXPECT_FALSE(dataset.NotifyFails(0, Shortage::Passes));
+  EXPECT_EQ(dataset.client.passes, 1);
 }
 
 TEST(FailedPass, AFullChangeHasManyAllocationsThatMayFail) {

@@ -10,8 +10,8 @@
 #include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <tests/support/Dictionary.h>
-#include <tests/support/FullMemory.h>
 #include <tests/support/Messages.h>
+#include <tests/support/OutOfMemory.h>
 
 #include <gmock/gmock.h>
 
@@ -25,8 +25,9 @@ using namespace sdm_internal;
 
 namespace {
 
-using support::Extension;
-using support::FailsWithMemoryFor;
+using support::Changes;
+using support::ExpectSafeWithoutMemory;
+using support::Operation;
 
 // Longer than the small-string buffer.
 const std::string kLong = "a text that is too long to stand inside a string object";
@@ -68,55 +69,41 @@ struct Arguments {
   SvrDMItem item{LocallyUniqueID(0, 12), nullptr, nullptr, 34, "", true};
 };
 
-// Runs `monitor` with memory for 0, 1, 2, ... allocations. Calls `judge` after each failure.
-void ForEachFailure(const std::function<void(Arguments&)>& monitor,
-                    const std::function<void(Arguments&)>& judge) {
-  long failures = 0;
-  for (;; ++failures) {
-    SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
-    Arguments arguments;
-    if (!FailsWithMemoryFor(failures, [&] { monitor(arguments); })) break;
-    judge(arguments);
-  }
-  EXPECT_GT(failures, 0);
+std::string TextOf(const std::vector<support::Said>& messages) {
+  std::string text;
+  for (const support::Said& message : messages) text += support::AsText(message) + "\n";
+  return text;
 }
 
-TEST(FullMemoryInAMonitor, KeepsTheOldExtensionAndReportsItNextTime) {
-  ForEachFailure([](Arguments& a) { MonitorExtension(a.view, a.source, 0, a.item); },
-                 [](Arguments& a) {
-                   EXPECT_EQ(ORVX_DataSource::Extension(a.view, 0), Block("old"));
-                   EXPECT_MESSAGES(a.Queued());
-                   EXPECT_TRUE(MonitorExtension(a.view, a.source, 0, a.item));
-                   EXPECT_MESSAGES(a.Queued(), Extension(0, "new"));
-                 });
+std::string TextOf(const std::vector<VariableSetImpl>& sets) {
+  std::string text;
+  for (const VariableSetImpl& set : sets) text += set.name + "; ";
+  return text;
 }
 
-TEST(FullMemoryInAMonitor, KeepsTheOldAttributesAndReportsThemNextTime) {
-  ForEachFailure([](Arguments& a) { MonitorAttributes(a.view, a.source, a.item, false); },
-                 [](Arguments& a) {
-                   EXPECT_EQ(a.view.GetAttributes(), Attributes("old"));
-                   EXPECT_MESSAGES(a.Queued());
-                   EXPECT_TRUE(MonitorAttributes(a.view, a.source, a.item, false));
-                   EXPECT_MESSAGES(a.Queued(), Extension(17));
-                 });
+// A monitor changes the view and queues messages, or neither.
+Operation Monitoring(const std::string& name, const std::function<bool(Arguments&)>& monitor) {
+  return Changes(
+      name, [] { return std::make_unique<Arguments>(); },
+      [=](auto& arguments) { EXPECT_TRUE(monitor(arguments)); },
+      [](auto& arguments) {
+        return TextOf(arguments.view.GetMRSets()) + TextOf(arguments.view.GetVariableSets()) +
+               std::string(ORVX_DataSource::Extension(arguments.view, 0).Impl()->GetBytes()) +
+               arguments.view.GetAttributes().MakeString() + TextOf(arguments.Queued());
+      });
 }
 
-TEST(FullMemoryInAMonitor, KeepsTheOldSetsAndReportsThemNextTime) {
-  const std::vector<VariableSetImpl> oldSets = Arguments().view.GetMRSets();
-  ForEachFailure([](Arguments& a) { MonitorMRSets(a.view, a.source, a.item); },
-                 [&](Arguments& a) {
-                   EXPECT_TRUE(a.view.GetMRSets() == oldSets);
-                   EXPECT_MESSAGES(a.Queued());
-                   EXPECT_TRUE(MonitorMRSets(a.view, a.source, a.item));
-                   EXPECT_MESSAGES(a.Queued(), Extension(7), Extension(19));
-                 });
-  ForEachFailure([](Arguments& a) { MonitorVariableSets(a.view, a.source, a.item); },
-                 [&](Arguments& a) {
-                   EXPECT_TRUE(a.view.GetVariableSets() == oldSets);
-                   EXPECT_MESSAGES(a.Queued());
-                   EXPECT_TRUE(MonitorVariableSets(a.view, a.source, a.item));
-                   EXPECT_MESSAGES(a.Queued(), Extension(5));
-                 });
+TEST(FullMemoryInAMonitor, KeepsTheOldPropertyAndReportsItNextTime) {
+  const std::vector<Operation> monitors = {
+      Monitoring("MonitorExtension",
+                 [](auto& a) { return MonitorExtension(a.view, a.source, 0, a.item); }),
+      Monitoring("MonitorAttributes",
+                 [](auto& a) { return MonitorAttributes(a.view, a.source, a.item, false); }),
+      Monitoring("MonitorMRSets", [](auto& a) { return MonitorMRSets(a.view, a.source, a.item); }),
+      Monitoring("MonitorVariableSets",
+                 [](auto& a) { return MonitorVariableSets(a.view, a.source, a.item); }),
+  };
+  for (const Operation& monitor : monitors) ExpectSafeWithoutMemory(monitor);
 }
 
 // A dataset and its view, initially equal. Then every property of the source is changed.
@@ -145,62 +132,52 @@ class ChangedDataset {
 
   std::vector<support::Said> Queued() const { return support::WhatIsSaidBy(item.Notifications()); }
 
-  // Returns the messages of an update. Checks that the next update queues none.
-  std::vector<support::Said> Told() {
-    view.Update();
-    std::vector<support::Said> told = Queued();
-    item.ClearNotifications();
-    view.Update();
-    EXPECT_MESSAGES(Queued());
-    return told;
+  bool ViewIsEmpty() const {
+    const ORVX_DataSource& seen = view.data_->view;
+    return seen.ColumnCount() == 0 && seen.GetAttributes().IsEmpty() && !seen.IsDirty();
   }
 
   SvrDMItem item{LocallyUniqueID(0, 12), new DataFreeDataSource, nullptr, 34, "", true};
   SvrDMObserverView view{item};
 };
 
-TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
-  const std::vector<support::Said> all = ChangedDataset().Told();
-  ASSERT_EQ(all.size(), 12U);
-
-  long failures = 0;
-  for (;; ++failures) {
-    SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
-    ChangedDataset dataset;
-    if (!FailsWithMemoryFor(failures, [&] { dataset.view.Update(); })) break;
-
-    const std::vector<support::Said> before = dataset.Queued();
-    ASSERT_LE(before.size(), all.size());
-    for (std::size_t i = 0; i < before.size(); ++i) EXPECT_EQ(before[i], all[i]);
-
-    EXPECT_EQ(dataset.Told(), all);
+// Updates a view. A failed update may have queued the first messages; the next one queues the rest.
+Operation Updating(const std::string& name,
+                   const std::function<std::unique_ptr<ChangedDataset>()>& change) {
+  const auto text = [](auto& dataset) {
+    const bool equal = dataset.item.DataSource() == nullptr ? dataset.ViewIsEmpty() : true;
+    return TextOf(dataset.Queued()) + (equal ? "" : "the view is not empty yet");
+  };
+  const auto update = [](auto& dataset) { dataset.view.Update(); };
+  std::vector<std::string> prefixes;
+  const auto whole = change();
+  whole->view.Update();
+  const std::vector<support::Said> all = whole->Queued();
+  whole->item.ClearNotifications();
+  whole->view.Update();
+  EXPECT_MESSAGES(whole->Queued());
+  for (std::size_t count = 0; count <= all.size(); ++count) {
+    const std::string prefix =
+        TextOf(std::vector<support::Said>(all.begin(), all.begin() + static_cast<long>(count)));
+    prefixes.push_back(prefix);
+    prefixes.push_back(prefix + "the view is not empty yet");
   }
-  EXPECT_GT(failures, 20);
+  return Changes(name, change, update, text, prefixes);
 }
 
-// The empty source that stands for a missing source is always deleted; the address sanitizer would
-// detect a leak.
-TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
-  long failures = 0;
-  for (;; ++failures) {
-    SCOPED_TRACE("after " + std::to_string(failures) + " allocations");
-    ChangedDataset dataset;
-    dataset.view.Update();
-    dataset.item.SetDataSet(nullptr);
-    dataset.item.ClearNotifications();
-    if (!FailsWithMemoryFor(failures, [&] { dataset.view.Update(); })) break;
-    EXPECT_EQ(dataset.item.DataSource(), nullptr);
+TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
+  ExpectSafeWithoutMemory(Updating("Update", [] { return std::make_unique<ChangedDataset>(); }));
+}
 
-    dataset.view.Update();
-    EXPECT_EQ(dataset.view.data_->view.ColumnCount(), 0);
-    EXPECT_TRUE(dataset.view.data_->view.GetAttributes().IsEmpty());
-    EXPECT_FALSE(dataset.view.data_->view.IsDirty());
-  }
-  // One failure each for: the empty source; the list of deleted variables; the stamps of the
-  // snapshot's blocks, and which blocks are kept; the identifiers and the positions of the split;
-  // the texts of multiple-response sets (two messages), variable sets and attributes. Messages have
-  // their own allocator, and the queue has room.
-  EXPECT_EQ(failures, 10);
+// An empty source stands for a missing source.
+TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
+  ExpectSafeWithoutMemory(Updating("Update without a source", [] {
+    auto dataset = std::make_unique<ChangedDataset>();
+    dataset->view.Update();
+    dataset->item.SetDataSet(nullptr);
+    dataset->item.ClearNotifications();
+    return dataset;
+  }));
 }
 
 }  // namespace

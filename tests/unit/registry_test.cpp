@@ -906,32 +906,6 @@ TEST_F(RegistryTest, AnExceptionInADeletionNoticeLeavesTheDatasetRegistered) {
   EXPECT_TRUE(IsOpenToOtherThreads(registry_));
 }
 
-TEST_F(RegistryTest, OutOfMemoryRegistersNothingAndKeepsTheRegistryUsable) {
-  const std::string longName(100, 'n');
-  int failures = 0;
-  int deaths = 0;
-  for (bool added = false; !added; ++failures) {
-    deaths = 0;
-    auto* const source = new CountedSource(deaths);
-    const std::size_t countBefore = registry_.data_->items.size();
-    added = !FailsWithMemoryFor(
-        failures, [&] { registry_.Add(*source, longName, longName, true, false); },
-        Shortage::Passes);
-    if (!added) {
-      EXPECT_EQ(registry_.data_->items.size(), countBefore);
-      // Owned by the caller until the item is built.
-      if (deaths == 0) delete source;
-      EXPECT_EQ(deaths, 1);
-    }
-  }
-
-  EXPECT_GT(failures, 4);
-  EXPECT_EQ(Count(), 1U);
-  EXPECT_TRUE(IsOpenToOtherThreads(registry_));
-  registry_.Clear();  // while the counter of deletions exists
-  EXPECT_EQ(deaths, 1);
-}
-
 // The lists and tables grow several times. Each allocation of each Add fails in turn.
 TEST_F(RegistryTest, OutOfMemoryLeavesEveryOtherDatasetToBeFound) {
   for (unsigned int count = 0; count < 40; ++count) {
@@ -967,54 +941,6 @@ class Hook : public ORVX_DataSourceFilterHook {
     return source;
   };
 };
-
-// Each allocation of Add fails in turn.
-TEST_F(RegistryTest, AFailedAddLeavesSourcesToHookAndCaller) {
-  Hook hook;
-  int deaths = 0;
-  ORVX_DataSource* wrapper = nullptr;
-  hook.answer = [&](ORVX_DataSource* source) {
-    return wrapper = new CountedSource(deaths, source);
-  };
-  registry_.RegisterFilter(&hook);
-  const std::string longName(100, 'n');
-  int notBuilt = 0;
-  int failures = 0;
-  for (bool added = false; !added; ++failures) {
-    deaths = 0;
-    wrapper = nullptr;
-    auto* const source = new CountedSource(deaths);
-    added = !FailsWithMemoryFor(
-        failures, [&] { registry_.Add(*source, longName, false); }, Shortage::Passes);
-    if (!added) {
-      if (wrapper != nullptr && deaths == 0) ++notBuilt;
-      if (deaths == 0) {
-        delete wrapper;
-        delete source;
-      }
-      EXPECT_EQ(deaths, wrapper != nullptr ? 2 : 1);
-    }
-  }
-
-  EXPECT_GT(notBuilt, 0);
-  registry_.Clear();  // while the counter of deletions exists
-  EXPECT_EQ(deaths, 2);
-}
-
-TEST_F(RegistryTest, OutOfMemoryPostponesTheCreationNotice) {
-  RecordingRegistryObserver observer;
-  const LocallyUniqueID id = registry_.AddEmpty(false);
-  SvrDMItemPtr item = registry_.GetDataSet(id);
-  item->SetDataSet(&NewSource());
-  registry_.Register(observer);
-
-  EXPECT_TRUE(FailsWithMemoryFor(
-      0, [&] { registry_.NotifyCreate(*item); }, Shortage::Passes));
-  EXPECT_THAT(Words(observer), IsEmpty());
-  registry_.NotifyCreate(*item);
-
-  EXPECT_THAT(Words(observer), ElementsAre("+0"));
-}
 
 TEST_F(RegistryTest, AHookGetsEachSourceOnceAndItsResultIsRegistered) {
   Hook hook;
@@ -1140,51 +1066,6 @@ const std::vector<Addition>& Additions() {
       },
   };
   return additions;
-}
-
-TEST_F(HandedOverSource, IsRegisteredOrDeletedIfAnyAllocationFails) {
-  const std::string longName(100, 'n');
-  for (const Addition& add : Additions()) {
-    int failures = 0;
-    for (bool added = false; !added; ++failures) {
-      std::unique_ptr<ORVX_DataSource> source = Chain();
-      added = !FailsWithMemoryFor(
-          failures, [&] { add(registry_, std::move(source), longName); }, Shortage::Passes);
-      if (!added) {
-        EXPECT_EQ(Count(), 0U);
-        EXPECT_EQ(deaths_, 2);
-      }
-    }
-    EXPECT_GT(failures, 3);
-    EXPECT_EQ(deaths_, 0);
-    registry_.Clear();
-    EXPECT_EQ(deaths_, 2);
-  }
-}
-
-// An observer that allocates nothing.
-class SilentObserver : public ServerDataManagerObserver {
- public:
-  void DataSetCreated(const LocallyUniqueID&, const std::string&) override { ++created; }
-  void DataSetDeleted(const LocallyUniqueID&) override {}
-  int created = 0;
-};
-
-TEST_F(HandedOverSource, IsNotRegisteredIfTheNoticeCannotBeAllocated) {
-  SilentObserver observer;
-  registry_.Register(observer);
-  int failures = 0;
-  while (observer.created == 0) {
-    std::unique_ptr<ORVX_DataSource> source = Chain();
-    if (FailsWithMemoryFor(
-            failures++, [&] { registry_.Add(std::move(source), "", false); }, Shortage::Passes)) {
-      EXPECT_EQ(Count(), 0U);
-      EXPECT_EQ(deaths_, 2);
-    }
-  }
-  EXPECT_GT(failures, 3);
-  EXPECT_EQ(Count(), 1U);
-  registry_.Unregister(observer);
 }
 
 TEST_F(HandedOverSource, StaysWithTheDatasetIfACreationNoticeThrows) {

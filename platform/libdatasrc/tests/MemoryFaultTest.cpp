@@ -1,13 +1,19 @@
 // Each allocation of an operation fails in turn. The operation must throw and change nothing, or
-// succeed.
+// succeed. The tables have every public operation of libdatasrc.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
+#include <libdatasrc/iDMY2Orvx.h>
+#include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/PassThroughIter.h>
 #include <tests/support/FullMemory.h>
+#include <tests/support/OutOfMemory.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,50 +22,44 @@
 
 namespace {
 
+using support::Changes;
+using support::ExpectNoAllocation;
+using support::ExpectSafeWithoutMemory;
 using support::FailsWithMemoryFor;
+using support::Operation;
+using support::Returns;
+using support::Trial;
+
+// Longer than the small-string buffer.
+const std::string kLong = "a text that is too long to stand inside a string object";
 
 LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
 }
 
-// Inserts enough variables to fill the blocks, so that the next edit must allocate.
-void Fill(ORVX_DataSource& source) {
-  for (unsigned int i = 0; i < 512; ++i) {
+const ORVX_Variable kShared(Serial(1000), "shared");
+
+void Fill(ORVX_DataSource& source, unsigned int count) {
+  for (unsigned int i = 0; i < count; ++i) {
     source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);
   }
-}
-
-struct Edit {
-  const char* name;
-  std::function<void(ORVX_DataSource&)> apply;
-};
-
-void PrintTo(const Edit& edit, std::ostream* out) {
-  *out << edit.name;
 }
 
 void SplitBy(ORVX_DataSource& source, const std::vector<int>& indices, bool separate) {
   source.SetSplit(static_cast<unsigned int>(indices.size()), indices.data(), separate);
 }
 
-// A set with texts longer than the small-string buffer.
 VariableSetImpl Set(const std::string& name) {
   VariableSetImpl set;
-  set.name = name + ", a name that is too long to stand inside a string object";
+  set.name = name + kLong;
   set.members = {Serial(1), Serial(2)};
   return set;
 }
 
-std::vector<std::string> NamesOf(const std::vector<VariableSetImpl>& sets) {
-  std::vector<std::string> names;
-  for (const VariableSetImpl& set : sets) names.push_back(set.name);
-  return names;
-}
-
 DatasourceAttributes Attributes(const std::string& value) {
   DatasourceAttributes attributes;
-  attributes.Set("first", {value + ", a text that is too long to stand inside a string object"});
-  attributes.Set("second", {value + ", another that is too long to stand inside a string object"});
+  attributes.Set("first", {value + kLong});
+  attributes.Set("second", {value + kLong, value});
   attributes.Set("dashboard.x", {"y"});
   return attributes;
 }
@@ -71,124 +71,93 @@ ORVX_DataSource::Extension MakeExtension(const std::string& bytes, int type = 0)
 
 const VariableSetImpl kOldSet = Set("old");
 const VariableSetImpl kNewSet = Set("another, with a longer name");
-const DatasourceAttributes kOldAttributes = Attributes("old");
 const DatasourceAttributes kNewAttributes = Attributes("new");
 const ORVX_DataSource::Extension kNewExtension = MakeExtension("new", 1);
 
-const ORVX_Variable kShared(Serial(1000), "shared");
+// --- States as text ---
 
-class MemoryFault : public testing::TestWithParam<Edit> {};
-
-TEST_P(MemoryFault, LeavesTheDictionaryUnchanged) {
-  int failures = 0;
-  for (long allocations = 0;; ++allocations) {
-    DataFreeDataSource source;
-    Fill(source);
-    source.SetWeightVar(7);
-    SplitBy(source, {7}, true);
-    source.SetLabel("a label that is too long to stand inside a string object");
-    source.SetMRSets({kOldSet, kOldSet});
-    source.SetVariableSets({kOldSet, kOldSet});
-    source.SetAttributes(kOldAttributes);
-    source.SetExtension(MakeExtension("old"));
-    if (!FailsWithMemoryFor(allocations, [&] { GetParam().apply(source); })) break;
-    ++failures;
-    ASSERT_EQ(source.ColumnCount(), 512);
-    for (unsigned int i = 0; i < 512; ++i) {
-      ASSERT_EQ(source.GetVariable(static_cast<int>(i)).GetName(), std::to_string(i));
-      ASSERT_EQ(source.FindVarIndex(Serial(i)), static_cast<int>(i));
-    }
-    ASSERT_EQ(source.FindVarIndex(Serial(1000)), -1);
-    ASSERT_EQ(source.GetWeightVarIndex(), 7);
-    ASSERT_EQ(source.GetNSplitVars(), 1U);
-    ASSERT_EQ(source.GetSplitVarIndex(0), 7);
-    ASSERT_TRUE(source.GetSplitqSeparate());
-    ASSERT_STREQ(source.GetLabel(), "a label that is too long to stand inside a string object");
-    ASSERT_STREQ(source.GetFileSpec(), "");
-    ASSERT_EQ(NamesOf(source.GetMRSets()), NamesOf({kOldSet, kOldSet}));
-    ASSERT_EQ(NamesOf(source.GetVariableSets()), NamesOf({kOldSet, kOldSet}));
-    ASSERT_EQ(source.GetAttributes(), kOldAttributes);
-    ASSERT_EQ(ORVX_DataSource::Extension(source, 0).Impl()->GetBytes(), "old");
-    ASSERT_EQ(ORVX_DataSource::Extension(source, 1).Impl()->GetLength(), 0);
-  }
-  EXPECT_GT(failures, 0);
+void Print(const DataValue& value, std::ostream& out) {
+  std::visit([&](const auto& either) { out << either; }, value);
 }
 
-TEST(MemoryFault, DoesNotAffectDeletion) {
-  DataFreeDataSource source;
-  Fill(source);
-  SplitBy(source, {0, 300, 511}, true);
-  // Deletes whole blocks of the list, then part of a block, then the rest.
-  for (const auto& [first, last] : {std::pair(100, 400), std::pair(5, 5), std::pair(0, 209)}) {
-    EXPECT_FALSE(FailsWithMemoryFor(0, [&, f = first, l = last] { source.DeleteVariables(f, l); }));
+std::string TextOf(const ORVX_Variable& variable) {
+  std::ostringstream text;
+  text << variable.GetID() << ' ' << variable.GetName() << ' ' << variable.GetLabel() << ' '
+       << variable.GetType() << ' ' << variable.GetFormat().width << ' '
+       << static_cast<int>(variable.GetMeasurementLevel());
+  for (const auto& [value, label] : variable.GetValueLabels()) {
+    Print(value, text << " [");
+    text << '=' << label << ']';
   }
-  EXPECT_EQ(source.ColumnCount(), 0);
-  EXPECT_EQ(source.GetNSplitVars(), 0U);
+  for (const DataValue& value : variable.GetMissingValues().values) Print(value, text << " -");
+  for (const auto& [name, values] : variable.GetAttributes()) {
+    text << ' ' << name << ':' << values.size();
+  }
+  return text.str();
 }
 
-// A variable is deleted from the first block, so that a copy replaces the block. The second block
-// is split. All other blocks are kept.
-TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
-  int failures = 0;
-  for (long allocations = 0;; ++allocations) {
-    DataFreeDataSource source;
-    for (unsigned int i = 0; i < 2048; ++i) {
-      source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);
-    }
-    DataFreeDataSource snapshot;
-    snapshot.MatchVariables(source);
-    snapshot.SetWeightVar(3);
-    source.DeleteVariables(3, 3);
-    source.InsertVariable(300, ORVX_Variable(Serial(4000), "inserted"));
-    source.GetVariable(2000).SetLabel("a label");
-
-    const bool failed = FailsWithMemoryFor(allocations, [&] { snapshot.MatchVariables(source); });
-
-    ASSERT_EQ(snapshot.ColumnCount(), 2048);
-    ASSERT_EQ(snapshot.VariablesAreKnownToEqual(source), !failed);
-    ASSERT_EQ(snapshot.GetWeightVarIndex(), failed ? 3 : -1);
-    for (int i = 0; i < 2048; ++i) {
-      const ORVX_Variable& variable = snapshot.GetVariable(i);
-      ASSERT_EQ(snapshot.FindVarIndex(variable.GetID()), i);
-      if (failed) {
-        ASSERT_EQ(variable.GetName(), std::to_string(i));
-        ASSERT_EQ(variable.GetLabel(), "");
-      } else {
-        ASSERT_TRUE(variable == source.GetVariable(i));
-      }
-    }
-    if (!failed) break;
-    ++failures;
-  }
-  EXPECT_GT(failures, 5);
+std::string TextOf(const std::vector<VariableSetImpl>& sets) {
+  std::string text;
+  for (const VariableSetImpl& set : sets) text += set.name + "; ";
+  return text + "\n";
 }
 
-TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
-  for (const unsigned int count : {0U, 16U, 64U, 256U}) {
-    int failures = 0;
-    for (long allocations = 0;; ++allocations, ++failures) {
-      DataFreeDataSource source;
-      for (unsigned int i = 0; i < count; ++i) {
-        source.MakeVariable(ORVX_Variable(Serial(i), std::to_string(i)), nullptr);
-      }
-      const bool failed =
-          FailsWithMemoryFor(allocations, [&] { source.InsertVariable(0, kShared); });
-      const int first = failed ? 0 : 1;
-      ASSERT_EQ(source.ColumnCount(), static_cast<int>(count) + first);
-      for (unsigned int i = 0; i < count; ++i) {
-        ASSERT_EQ(source.FindVarIndex(Serial(i)), static_cast<int>(i) + first);
-      }
-      if (!failed) break;
-    }
-    EXPECT_GT(failures, 0) << count;
+// The names and labels of the variables, and where their identifiers are found.
+std::string TextOfVariables(const ORVX_DataSource& source) {
+  std::string text;
+  for (int i = 0; i < source.ColumnCount(); ++i) {
+    const ORVX_Variable& variable = source.GetVariable(i);
+    text.append(variable.GetName()).append(1, ' ').append(variable.GetLabel());
+    const int found = source.FindVarIndex(variable.GetID());
+    if (found != i) text += " found at " + std::to_string(found);
+    text += '\n';
   }
+  return text;
+}
+
+// Everything in a dictionary.
+std::string TextOf(const ORVX_DataSource& source) {
+  std::ostringstream text;
+  text << TextOfVariables(source) << "another found at " << source.FindVarIndex(kShared.GetID())
+       << ", weight " << source.GetWeightVarIndex() << ", filter " << source.GetFilterVarIndex()
+       << ", split";
+  for (unsigned int i = 0; i < source.GetNSplitVars(); ++i) text << ' ' << source.GetSplitVarID(i);
+  text << ' ' << source.GetSplitqSeparate() << ", label "
+       << (source.GetLabel() == nullptr ? "none" : source.GetLabel()) << ", file "
+       << source.GetFileSpec() << '\n'
+       << TextOf(source.GetMRSets()) << TextOf(source.GetVariableSets())
+       << source.GetAttributes().MakeString();
+  for (const int type : {0, 1}) {
+    text << ORVX_DataSource::Extension(source, type).Impl()->GetBytes() << '\n';
+  }
+  return text.str();
+}
+
+// --- Edits of a dictionary ---
+
+// Every block of variables is full, so that the next edit must allocate.
+std::unique_ptr<DataFreeDataSource> FullSource() {
+  auto source = std::make_unique<DataFreeDataSource>();
+  Fill(*source, 512);
+  source->SetWeightVar(7);
+  SplitBy(*source, {7}, true);
+  source->SetLabel(kLong.c_str());
+  source->SetMRSets({kOldSet, kOldSet});
+  source->SetVariableSets({kOldSet, kOldSet});
+  source->SetAttributes(Attributes("old"));
+  source->SetExtension(MakeExtension("old"));
+  return source;
+}
+
+Operation Edit(const std::string& name, const std::function<void(ORVX_DataSource&)>& edit) {
+  return Changes(name, FullSource, edit, [](const auto& source) { return TextOf(source); });
 }
 
 void CopyAnother(ORVX_DataSource& source) {
   DataFreeDataSource other;
-  other.MakeVariable(ORVX_Variable(Serial(1000), "x"), nullptr);
+  other.MakeVariable(kShared, nullptr);
   SplitBy(other, {0}, false);
-  other.SetLabel("another label that is too long to stand inside a string object");
+  other.SetLabel((kLong + kLong).c_str());
   other.SetMRSets({kNewSet});
   other.SetVariableSets({kNewSet});
   other.SetAttributes(kNewAttributes);
@@ -196,87 +165,403 @@ void CopyAnother(ORVX_DataSource& source) {
   source.CopyDictionary(&other);
 }
 
-constexpr const char* kLongName = "a name that is too long to stand inside a string object";
+TEST(MemoryFault, LeavesTheDictionaryUnchanged) {
+  const std::vector<Operation> edits = {
+      Edit("InsertVariable", [](auto& s) { s.InsertVariable(100, kShared); }),
+      Edit("MakeVariable", [](auto& s) { s.MakeVariable(kShared, nullptr); }),
+      Edit("SetID",
+           [](auto& s) {
+             const ORVX_Variable holder = s.GetVariable(7);
+             s.GetVariable(7).SetID(Serial(1000));
+           }),
+      Edit("changing a variable",
+           [](auto& s) {
+             const ORVX_Variable holder = s.GetVariable(7);
+             s.GetVariable(7).SetLabel(kLong);
+           }),
+      Edit("SetLabel", [](auto& s) { s.SetLabel((kLong + kLong).c_str()); }),
+      Edit("SetFileSpec", [](auto& s) { s.SetFileSpec(kLong.c_str()); }),
+      Edit("SetSplit",
+           [](auto& s) {
+             SplitBy(s, {1, 2}, false);
+           }),
+      Edit("SetSplitOfAnySize",
+           [](auto& s) {
+             const std::vector<int> all(9, 1);
+             s.SetSplitOfAnySize(9, all.data(), false);
+           }),
+      Edit("SetMRSets",
+           [](auto& s) {
+             s.SetMRSets({kNewSet, kNewSet});
+           }),
+      Edit("SetVariableSets",
+           [](auto& s) {
+             s.SetVariableSets({kNewSet, kNewSet});
+           }),
+      Edit("SetAttributes", [](auto& s) { s.SetAttributes(kNewAttributes); }),
+      Edit("ClearDashboardInfo", ClearDashboardInfo),
+      Edit("SetExtension", [](auto& s) { s.SetExtension(kNewExtension); }),
+      Edit("CopyDictionary", CopyAnother),
+  };
+  for (const Operation& edit : edits) ExpectSafeWithoutMemory(edit);
+}
 
-INSTANTIATE_TEST_SUITE_P(
-    DataSource, MemoryFault,
-    testing::Values(
-        Edit{"Insert", [](ORVX_DataSource& s) { s.InsertVariable(100, kShared); }},
-        Edit{"Append", [](ORVX_DataSource& s) { s.MakeVariable(kShared, nullptr); }},
-        Edit{"SetLabel", [](ORVX_DataSource& s) { s.SetLabel(kLongName); }},
-        Edit{"SetFileSpec", [](ORVX_DataSource& s) { s.SetFileSpec(kLongName); }},
-        Edit{"SetID",
-             [](ORVX_DataSource& s) {
-               const ORVX_Variable holder = s.GetVariable(7);
-               s.GetVariable(7).SetID(Serial(1000));
-             }},
-        Edit{"CopyDictionary", CopyAnother},
-        Edit{"SetSplit",
-             [](ORVX_DataSource& s) {
-               SplitBy(s, {1, 2}, false);
-             }},
-        Edit{"SetMRSets",
-             [](ORVX_DataSource& s) {
-               s.SetMRSets({kNewSet, kNewSet});
-             }},
-        Edit{"SetVariableSets",
-             [](ORVX_DataSource& s) {
-               s.SetVariableSets({kNewSet, kNewSet});
-             }},
-        Edit{"SetAttributes", [](ORVX_DataSource& s) { s.SetAttributes(kNewAttributes); }},
-        Edit{"ClearDashboardInfo", ClearDashboardInfo},
-        Edit{"SetExtension", [](ORVX_DataSource& s) { s.SetExtension(kNewExtension); }}),
-    [](const auto& each) { return each.param.name; });
+Operation EditOf(unsigned int count, const std::function<void(ORVX_DataSource&)>& edit) {
+  return Changes(
+      "an edit of " + std::to_string(count) + " variables",
+      [=] {
+        auto source = std::make_unique<DataFreeDataSource>();
+        Fill(*source, count);
+        return source;
+      },
+      edit, [](const auto& source) { return TextOf(source); });
+}
 
-TEST(MemoryFault, WhileOpeningAFileLeaksNothing) {
+TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
+  for (const unsigned int count : {0U, 16U, 64U, 256U}) {
+    ExpectSafeWithoutMemory(EditOf(count, [](auto& source) { source.InsertVariable(0, kShared); }));
+  }
+}
+
+// With 192 variables, the index of identifiers is full.
+TEST(MemoryFault, WhileTheIndexGrowsLeavesTheDictionaryUnchanged) {
+  ExpectSafeWithoutMemory(EditOf(192, [](auto& source) { source.GetVariable(7) = kShared; }));
+  ExpectSafeWithoutMemory(
+      EditOf(192, [](auto& source) { source.GetVariable(7).SetID(Serial(1000)); }));
+}
+
+struct Followed {
+  DataFreeDataSource source;
+  DataFreeDataSource snapshot;
+};
+
+// A variable is deleted from the first block, so that a copy replaces the block. The second block
+// is split. All other blocks are kept.
+TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
+  ExpectSafeWithoutMemory(Changes(
+      "MatchVariables",
+      [] {
+        auto followed = std::make_unique<Followed>();
+        Fill(followed->source, 2048);
+        followed->snapshot.MatchVariables(followed->source);
+        followed->snapshot.SetWeightVar(3);
+        followed->source.DeleteVariables(3, 3);
+        followed->source.InsertVariable(300, ORVX_Variable(Serial(4000), "inserted"));
+        followed->source.GetVariable(2000).SetLabel("a label");
+        return followed;
+      },
+      [](auto& followed) { followed.snapshot.MatchVariables(followed.source); },
+      [](auto& followed) {
+        return TextOf(followed.source) + TextOf(followed.snapshot) +
+               (followed.snapshot.VariablesAreKnownToEqual(followed.source) ? "equal" : "other");
+      }));
+}
+
+// --- Values ---
+
+// A variable that shares its record with another.
+struct SharedVariable {
+  ORVX_Variable variable{Serial(1), "name"};
+  ORVX_Variable other = variable;
+};
+
+Operation Setter(const std::string& name, const std::function<void(ORVX_Variable&)>& set) {
+  return Changes(
+      name, [] { return std::make_unique<SharedVariable>(); },
+      [=](auto& shared) { set(shared.variable); },
+      [](auto& shared) { return TextOf(shared.variable) + "\n" + TextOf(shared.other); });
+}
+
+TEST(MemoryFault, LeavesAVariableUnchanged) {
+  const std::vector<Operation> operations = {
+      Returns(
+          "ORVX_Variable", [] { return ORVX_Variable(Serial(1), kLong); },
+          [](const ORVX_Variable& variable) { return TextOf(variable); }),
+      Setter("SetID", [](auto& v) { v.SetID(Serial(2)); }),
+      Setter("SetName", [](auto& v) { v.SetName(kLong); }),
+      Setter("SetLabel", [](auto& v) { v.SetLabel(kLong); }),
+      Setter("SetType", [](auto& v) { v.SetType(8); }),
+      Setter("SetFormat",
+             [](auto& v) {
+               v.SetFormat({VariableFormat::Kind::Plain, 12, 0});
+             }),
+      Setter("SetValueLabels",
+             [](auto& v) {
+               v.SetValueLabels({{1.0, kLong}, {"x", "two"}});
+             }),
+      Setter("SetMissingValues",
+             [](auto& v) {
+               v.SetMissingValues({{9.0, "none"}});
+             }),
+      Setter("SetMeasurementLevel",
+             [](auto& v) { v.SetMeasurementLevel(MeasurementLevel::Ratio); }),
+      Setter("SetAttributes",
+             [](auto& v) {
+               v.SetAttributes({{"unit", {kLong, "g"}}});
+             }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+std::vector<VariableSet> TwoSets() {
+  return {VariableSet(kOldSet), VariableSet(kNewSet)};
+}
+
+std::string TextOf(const std::vector<VariableSet>& sets) {
+  std::string text;
+  for (const VariableSet& set : sets) text += set.Impl().name + "; ";
+  return text;
+}
+
+// Appends two sets to a text. After a failure, the text may end with a part of them.
+Operation AppendingSets(int type) {
+  std::string whole = kLong;
+  MakeExtension(TwoSets(), whole, type);
+  std::vector<std::string> parts;
+  for (std::size_t size = kLong.size(); size <= whole.size(); ++size) {
+    parts.push_back(whole.substr(0, size));
+  }
+  const auto prepare = [=] {
+    const auto text = std::make_shared<std::string>(kLong);
+    const auto sets = std::make_shared<std::vector<VariableSet>>(TwoSets());
+    return Trial{[=] { MakeExtension(*sets, *text, type); }, [=] { return *text; },
+                 [=] { *text = kLong; }};
+  };
+  return {"MakeExtension " + std::to_string(type), prepare, parts};
+}
+
+TEST(MemoryFault, LeavesSetsAttributesAndExtensionsUnchanged) {
+  const std::shared_ptr<const ORVX_DataSource> source = FullSource();
+  const std::string attributes = kNewAttributes.MakeString();
+  std::string sets;
+  MakeExtension(TwoSets(), sets, 7);
+  const auto textOfSets = [](const std::vector<VariableSet>& read) { return TextOf(read); };
+  const std::vector<Operation> operations = {
+      Changes(
+          "DatasourceAttributes::Set",
+          [] { return std::make_unique<DatasourceAttributes>(Attributes("old")); },
+          [](auto& changed) {
+            changed.Set("a new name, " + kLong, {kLong, kLong});
+          },
+          [](const auto& changed) { return changed.MakeString(); }),
+      Changes(
+          "DatasourceAttributes::Set again",
+          [] { return std::make_unique<DatasourceAttributes>(Attributes("old")); },
+          [](auto& changed) {
+            changed.Set("first", {kLong, kLong});
+          },
+          [](const auto& changed) { return changed.MakeString(); }),
+      Returns("DatasourceAttributes::MakeString", [] { return kNewAttributes.MakeString(); }),
+      Returns(
+          "DatasourceAttributes::Read", [=] { return DatasourceAttributes::Read(attributes); },
+          [](const DatasourceAttributes& read) { return read.MakeString(); }),
+      Returns(
+          "VariableSets", [=] { return VariableSets(*source, kMRSets); }, textOfSets),
+      AppendingSets(5),
+      AppendingSets(7),
+      AppendingSets(19),
+      Returns(
+          "ReadExtension", [=] { return ReadExtension(sets, 7); }, textOfSets),
+      Returns(
+          "ORVX_ExtensionImpl",
+          [] {
+            return std::make_unique<ORVX_ExtensionImpl>(0, 1, static_cast<long>(kLong.size()),
+                                                        kLong.data());
+          },
+          [](const auto& block) { return std::string(block->GetBytes()); }),
+      Returns(
+          "an absent extension", [=] { return ORVX_DataSource::Extension(*source, 99); },
+          [](const auto& extension) { return std::to_string(extension.Impl()->GetType()); }),
+      Returns(
+          "DataFileError", [] { return DataFileError(kLong, 1, 2, kLong); },
+          [](const DataFileError& error) { return std::string(error.what()); }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+// --- Cases ---
+
+std::string CountRows(ObsIterator& rows) {
+  int count = 0;
+  while (rows.Next()) ++count;
+  return std::to_string(count);
+}
+
+Operation Iterates(const std::string& name, const ORVX_DataSource& source, std::vector<OBS>& area) {
+  return Returns(
+      name, [&] { return std::unique_ptr<ObsIterator>(source.MakeIterator(area.data())); },
+      [](const auto& rows) { return CountRows(*rows); });
+}
+
+template <class Source>
+std::string TextOfCases(const std::unique_ptr<Source>& source) {
+  std::string text = TextOf(*source);
+  for (const std::string& row : Rows(*source)) text += row + "\n";
+  return text;
+}
+
+// The texts of the numbers are longer than the small-string buffer.
+constexpr const char* kLongNumbers = "a,b\n1.0000000000000002e-100,1.0000000000000002e-101\n7,8\n";
+
+// Two numbers that a row converts to text. After a failure, the first may have been converted.
+struct ProjectedRow {
+  explicit ProjectedRow(const ORVX_DataSource& file) {
+    DataFreeDataSource to;
+    to.CopyDictionary(&file);
+    for (const int i : {0, 1}) to.GetVariable(i).SetType(24);
+    projector = std::make_unique<ObsProjector>(file, to);
+    std::fill_n(row[0].text, sizeof row, '-');
+  }
+
+  std::unique_ptr<ObsProjector> projector;
+  OBS from[2] = {{1.0000000000000002e-100}, {1.0000000000000002e-101}};
+  OBS row[6];
+};
+
+TEST(MemoryFault, WhileReadingCasesLeaksNothing) {
   const Folder folder;
   const std::string path = folder.Write("data.csv", "a,b\n1,\"x\"\n2,y\n");
-  folder.Write("data.schema.json",
-               R"({"title": "A title that is too long for the string object itself",
+  folder.Write("data.schema.json", R"({"title": ")" + kLong +
+                                       R"(",
                    "fields": [{"name": "a", "categories": [{"value": 1, "label": "one"}]}]})");
-  long failures = 0;
-  while (FailsWithMemoryFor(failures, [&] { SystemFileDataSource::Open(path); })) ++failures;
+  const auto file = SystemFileDataSource::Open(path);
+  const LocallyUniqueID selector = file->GetVariable(0).GetID();
+  const FilteredDataSource all(file.get());
+  const FilteredDataSource selected(file.get(), selector);
+  const DataFreeDataSource none(file.get());
+  std::vector<OBS> area(2);
 
-  EXPECT_GT(failures, 10);
-}
-
-// Iterates over `source`, with each allocation failing in turn, until it succeeds. Returns the
-// number of failures.
-long FailuresToIterate(const ORVX_DataSource& source) {
-  std::vector<OBS> area(static_cast<std::size_t>(source.GetObsAreaSize()));
-  long failures = 0;
-  const auto iterate = [&] {
-    const std::unique_ptr<ObsIterator> rows(source.MakeIterator(area.data()));
-    while (rows->Next()) {
-    }
+  const std::vector<Operation> operations = {
+      // Identifiers are new each time.
+      Returns(
+          "SystemFileDataSource::Open", [=] { return SystemFileDataSource::Open(path); },
+          [](const auto& source) { return source->GetLabel() + Rows(*source).at(1); }),
+      Returns(
+          "DataFreeDataSource", [] { return std::make_unique<DataFreeDataSource>(); },
+          [](const auto& source) { return TextOf(*source); }),
+      Returns(
+          "FilteredDataSource", [&] { return std::make_unique<FilteredDataSource>(file.get()); },
+          [](const auto& source) { return TextOfCases(source); }),
+      Returns(
+          "FilteredDataSource with a selector",
+          [&] { return std::make_unique<FilteredDataSource>(file.get(), selector); },
+          [](const auto& source) { return TextOfCases(source); }),
+      Iterates("iterator without cases", none, area),
+      Iterates("iterator of a file", *file, area),
+      Iterates("iterator of all cases", all, area),
+      Iterates("iterator of selected cases", selected, area),
+      Returns(
+          "ObsProjector", [&] { return std::make_unique<ObsProjector>(*file, all); },
+          [](const auto& made) { return std::to_string(made->GetToAreaSize()); }),
+      Returns(
+          "PassThroughIter",
+          [&] {
+            return std::make_unique<PassThroughIter>(&all, area.data(),
+                                                     std::make_unique<ObsProjector>(*file, all));
+          },
+          [](const auto& rows) { return CountRows(*rows); }),
   };
-  while (FailsWithMemoryFor(failures, iterate)) ++failures;
-  return failures;
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
 }
 
-TEST(MemoryFault, WhileFilteringCasesLeaksNothing) {
+TEST(MemoryFault, WhileConvertingARowLeavesOnlyWholeValues) {
   const Folder folder;
-  const auto file = SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,x\n2,y\n"));
-  const long failuresOfTheFile = FailuresToIterate(*file);
+  const auto file = SystemFileDataSource::Open(folder.Write("data.csv", kLongNumbers));
+  const auto text = [](const ProjectedRow& row) {
+    return std::string(row.row[0].text, sizeof row.row);
+  };
+  ProjectedRow whole(*file);
+  const std::string before = text(whole);
+  whole.projector->Project(whole.from, whole.row);
+  const std::string after = text(whole);
 
-  EXPECT_GT(FailuresToIterate(FilteredDataSource(file.get())), failuresOfTheFile);
-  EXPECT_GT(FailuresToIterate(FilteredDataSource(file.get(), file->GetVariable(0).GetID())),
-            failuresOfTheFile);
+  ExpectSafeWithoutMemory(Changes(
+      "Project", [&] { return std::make_unique<ProjectedRow>(*file); },
+      [](auto& row) { row.projector->Project(row.from, row.row); }, text,
+      {before, after.substr(0, 24) + before.substr(24)}));
 }
 
-// The text of the number is longer than the small-string buffer.
 TEST(MemoryFault, WhileConvertingANumberToTextAllowsReadingTheNextRow) {
   const Folder folder;
-  const auto file =
-      SystemFileDataSource::Open(folder.Write("data.csv", "a\n1.0000000000000002e-100\n7\n"));
+  const auto file = SystemFileDataSource::Open(folder.Write("data.csv", kLongNumbers));
   FilteredDataSource source(file.get());
   source.GetVariable(0).SetType(24);
-  std::vector<OBS> area(3);
+  std::vector<OBS> area(4);
   const std::unique_ptr<ObsIterator> rows(source.MakeIterator(area.data()));
 
   EXPECT_TRUE(FailsWithMemoryFor(0, [&] { rows->Next(); }));
   ASSERT_FALSE(FailsWithMemoryFor(0, [&] { rows->Next(); }));
   EXPECT_EQ(std::string(area[0].text, 2), "7 ");
+}
+
+// --- Operations that allocate nothing ---
+
+TEST(MemoryFault, DoesNotAffectDeletion) {
+  DataFreeDataSource source;
+  Fill(source, 512);
+  SplitBy(source, {0, 300, 511}, true);
+  // Deletes whole blocks of the list, then part of a block, then the rest.
+  for (const auto& [first, last] : {std::pair(100, 400), std::pair(5, 5), std::pair(0, 209)}) {
+    ExpectNoAllocation(
+        {"DeleteVariables", [&, f = first, l = last] { source.DeleteVariables(f, l); }});
+  }
+  EXPECT_EQ(source.ColumnCount(), 0);
+  EXPECT_EQ(source.GetNSplitVars(), 0U);
+}
+
+TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
+  const Folder folder;
+  const auto file = SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,x\n2,y\n"));
+  const std::unique_ptr<DataFreeDataSource> source = FullSource();
+  DataFreeDataSource snapshot;
+  snapshot.MatchVariables(*source);
+  const ORVX_DataSource::Extension extension(*source, 0);
+  DatasourceAttributes attributes = kNewAttributes;
+  const ORVX_Variable empty;  // the first one allocates a record that all share
+  ORVX_Variable own(Serial(3), kLong);
+  const FilteredDataSource all(file.get());
+  const ObsProjector projector(*file, all);
+  std::vector<OBS> area(2), projected(2);
+  const std::unique_ptr<ObsIterator> rows(all.MakeIterator(area.data()));
+  double date = 0;
+
+  const std::vector<support::Call> calls = {
+      {"ORVX_Variable", [] { ORVX_Variable().GetName(); }},
+      {"copying a variable", [&] { const ORVX_Variable copy(own); }},
+      {"assigning a variable", [&] { ORVX_Variable() = own; }},
+      {"comparing variables", [&] { static_cast<void>(own == kShared); }},
+      {"changing an own record", [&] { own.SetType(8); }},
+      {"NextID", [] { ORVX_Variable::NextID(); }},
+      {"GetVariable", [&] { source->GetVariable(3); }},
+      {"FindVarIndex", [&] { source->FindVarIndex(Serial(3)); }},
+      {"ContainsVariable", [&] { source->ContainsVariable(Serial(3)); }},
+      {"HasUniqueIDs", [&] { source->HasUniqueIDs(); }},
+      {"BlockAt", [&] { source->BlockAt(300); }},
+      {"VariablesAreKnownToEqual", [&] { snapshot.VariablesAreKnownToEqual(*source); }},
+      {"matching an equal snapshot", [&] { snapshot.MatchVariables(*source); }},
+      {"SetWeightVar", [&] { source->SetWeightVar(3); }},
+      {"SetFilterVar", [&] { source->SetFilterVar(3); }},
+      {"SetSplit to none", [&] { source->SetSplit(0, nullptr, false); }},
+      {"DropUses", [&] { source->DropUses(Serial(3)); }},
+      {"SetLabel to none", [&] { source->SetLabel(nullptr); }},
+      {"SetDirty", [&] { source->SetDirty(true); }},
+      {"RowsPerImputation", [&] { source->RowsPerImputation(3); }},
+      {"GetTrendsInfo", [&] { source->GetTrendsInfo()->seasonalPeriod = 12; }},
+      {"a present extension", [&] { ORVX_DataSource::Extension(*source, 0); }},
+      {"comparing extensions", [&] { static_cast<void>(extension == kNewExtension); }},
+      {"SetParentSource", [&] { source->SetParentSource(file.get()); }},
+      {"NParents", [&] { source->NParents(); }},
+      {"RowLayout", [&] { source->RowLayout(); }},
+      {"GetObsAreaSize", [&] { file->GetObsAreaSize(); }},
+      {"RowCount", [&] { all.RowCount(); }},
+      {"IsLoaded", [&] { all.IsLoaded(); }},
+      {"SetPasswordMangled", [&] { file->SetPasswordMangled(true); }},
+      {"RemoveUnder", [&] { attributes.RemoveUnder("dashboard."); }},
+      {"Next", [&] { rows->Next(); }},
+      {"Project", [&] { projector.Project(area.data(), projected.data()); }},
+      {"iDMY2Orvx", [&] { iDMY2Orvx(1, 2, 1996, 12, 0, 0, &date); }},
+  };
+  for (const support::Call& call : calls) ExpectNoAllocation(call);
 }
 
 }  // namespace

@@ -1,0 +1,84 @@
+// OutOfMemory: a table of operations, in which each allocation fails in turn.
+//
+//   std::vector<Operation> operations = {
+//       Changes("SetLabel", [] { return Dictionary("A"); },
+//               [](auto& source) { source.SetLabel(kLong); },
+//               [](auto& source) { return TextOf(source); }),
+//       Returns("Names", [] { return Names(*kSource); }),
+//   };
+//   for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+//
+// Link test_allocator; and test_message_allocator, so that allocations of messages fail too.
+
+#ifndef TESTS_SUPPORT_OUTOFMEMORY_H_
+#define TESTS_SUPPORT_OUTOFMEMORY_H_
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace support {
+
+// One call of an operation, on objects of its own that both functions share.
+struct Trial {
+  std::function<void()> call;
+  // Everything that the call may change, as text.
+  std::function<std::string()> state;
+  // Called after a failed call, before the call is repeated; optional.
+  std::function<void()> beforeRepeating = {};
+};
+
+struct Operation {
+  std::string name;
+  // Makes the objects of a trial: the same each time.
+  std::function<Trial()> prepare;
+  // The states in which a failed call may leave the objects; empty: only the state before the call.
+  std::vector<std::string> statesAfterFailure = {};
+  // Allocations fail only alone, because the call ends the process if all fail.
+  bool endsWithoutMemory = false;
+};
+
+// Lets each allocation of the operation fail: with all later allocations, and alone. A call that
+// fails must throw std::bad_alloc, leave one of the permitted states, and succeed when it is
+// repeated. Whether it failed or not, nothing may leak.
+void ExpectSafeWithoutMemory(const Operation& operation);
+
+// An operation that allocates nothing.
+struct Call {
+  std::string name;
+  std::function<void()> call;
+};
+void ExpectNoAllocation(const Call& call);
+
+// An operation on an object that `make` returns as a std::unique_ptr.
+template <class Make, class Change, class Text>
+Operation Changes(std::string name, Make make, Change change, Text text,
+                  std::vector<std::string> statesAfterFailure = {}) {
+  const auto prepare = [=] {
+    const auto object = std::shared_ptr(make());
+    return Trial{[=] { change(*object); }, [=] { return text(*object); }};
+  };
+  return {std::move(name), prepare, std::move(statesAfterFailure)};
+}
+
+// An operation that only returns a value.
+template <class Make, class Text>
+Operation Returns(std::string name, Make make, Text text) {
+  const auto prepare = [=] {
+    const auto result = std::make_shared<std::optional<decltype(make())>>();
+    return Trial{[=] { result->emplace(make()); },
+                 [=] { return result->has_value() ? text(**result) : std::string(); }};
+  };
+  return {std::move(name), prepare};
+}
+template <class Make>
+Operation Returns(std::string name, Make make) {
+  return Returns(std::move(name), make, [](const std::string& text) { return text; });
+}
+
+}  // namespace support
+
+#endif  // TESTS_SUPPORT_OUTOFMEMORY_H_

@@ -1,0 +1,621 @@
+// The library when memory runs out. The tables have every public operation of ServerDataManager/
+// but the notification pass, which is in failed_pass_test.
+
+#include <libdatasrc/OBS.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ORVX_DataSourceFilterHook.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <PackageProxy/PackageProxy.h>
+#include <ServerDataManager/LockMonitor.h>
+#include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <tests/support/BootstrapRecords.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/FullMemory.h>
+#include <tests/support/OutOfMemory.h>
+
+#include <pthread.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using support::All;
+using support::BytesOf;
+using support::Changes;
+using support::ExpectNoAllocation;
+using support::ExpectSafeWithoutMemory;
+using support::FullBootstrapSpecs;
+using support::Operation;
+using support::Returns;
+using support::Trial;
+
+// Longer than the small-string buffer.
+const std::string kLong = "a text that is too long to stand inside a string object";
+const std::string kOther = "another " + kLong;
+
+// --- A registry ---
+
+// A source that counts itself while it lives.
+class LivingSource : public DataFreeDataSource {
+ public:
+  explicit LivingSource(int& living, ORVX_DataSource* parent = nullptr)
+      : DataFreeDataSource(parent), living_(living) {
+    ++living_;
+  }
+  ~LivingSource() override { --living_; }
+
+ private:
+  int& living_;
+};
+
+// A source with a variable and a label, on a parent.
+std::unique_ptr<ORVX_DataSource> Chain(int& living) {
+  auto source = std::make_unique<LivingSource>(living);
+  source->MakeVariable(support::Var("A"), nullptr);
+  source->SetLabel(kLong.c_str());
+  source->SetParentSource(std::make_unique<LivingSource>(living).release());
+  return source;
+}
+
+void DeleteChain(const ORVX_DataSource* source) {
+  while (source != nullptr) {
+    const std::unique_ptr<const ORVX_DataSource> owned(source);
+    source = owned->GetParentSource();
+  }
+}
+
+class Watcher : public ServerDataManagerObserver {
+ public:
+  void DataSetCreated(const LocallyUniqueID&, const std::string&) override { ++created; }
+  void DataSetDeleted(const LocallyUniqueID&) override { ++deleted; }
+  int created = 0;
+  int deleted = 0;
+};
+
+// Counts, and allocates nothing.
+class Listener : public SvrDMDataSetObserver {
+ public:
+  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {}
+};
+class Proxy : public PackageProxy {
+ public:
+  short SendMessage(int, VSerializable*) override { return ++sent; }
+  short sent = 0;
+};
+
+// Wraps every source while it is on.
+class Wrapper : public ORVX_DataSourceFilterHook {
+ public:
+  explicit Wrapper(int& living) : living_(living) {}
+  ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override {
+    return on ? wrapped = new LivingSource(living_, source) : source;
+  }
+  bool on = false;
+  ORVX_DataSource* wrapped = nullptr;
+
+ private:
+  int& living_;
+};
+
+// A registry with an observer and three datasets: one is complete, the second has no data source,
+// and the creation notice of the third is due.
+struct World {
+  World() {
+    registry.Register(watcher);
+    registry.RegisterFilter(&wrapper);
+    first = registry.Add(Chain(living), kLong, /*quiet=*/false);
+    second = registry.AddEmpty(/*quiet=*/false);
+    third = registry.AddEmpty(/*quiet=*/false);
+    item = registry.GetDataSet(third);
+    item->SetDataSet(std::make_unique<LivingSource>(living));
+    item = registry.GetDataSet(first);
+  }
+
+  // On another thread: it would wait forever if this thread held a lock of the registry.
+  void ExpectOpenToOtherThreads() {
+    pthread_t thread;
+    const auto use = [](void* opened) -> void* {
+      static_cast<const ServerDataManager*>(opened)->GetAllDatasets();
+      return opened;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, use, &registry), 0);
+    void* through = nullptr;
+    pthread_join(thread, &through);
+    EXPECT_EQ(through, &registry);
+  }
+
+  int living = 0;  // sources
+  Watcher watcher;
+  Wrapper wrapper{living};
+  Listener listener;
+  Proxy proxy;
+  ServerDataManager registry;
+  LocallyUniqueID first, second, third;
+  SvrDMItemPtr item{nullptr};  // the first dataset
+};
+
+// The datasets, without identifiers: a failed Add may use one up.
+std::string TextOf(const World& world) {
+  std::ostringstream text;
+  for (const SvrDMDataset& dataset : world.registry.GetAllDatasets()) {
+    text << "handle \"" << dataset.GetHandle() << "\" file \"" << dataset.GetFileName()
+         << "\" suppressed \"" << dataset.SuppressedFileName() << "\" password \""
+         << dataset.GetPassword() << "\" " << dataset.GetPasswordMangled() << " source "
+         << dataset.HasDataSource() << " sequence " << dataset.GetCaseSequence() << '\n';
+  }
+  text << world.living << " sources, " << world.watcher.created << " creations, "
+       << world.watcher.deleted << " deletions, " << world.proxy.sent << " reports";
+  return text.str();
+}
+
+Operation Use(const std::string& name, const std::function<void(World&)>& use) {
+  const auto prepare = [=] {
+    const auto world = std::make_shared<World>();
+    return Trial{[=] { use(*world); }, [=] { return TextOf(*world); },
+                 [=] { world->ExpectOpenToOtherThreads(); }};
+  };
+  return {name, prepare};
+}
+
+// Adds a source by reference. If it throws, the sources are the caller's or deleted.
+void AddBorrowed(World& world, const std::function<void(ORVX_DataSource&)>& add) {
+  const int before = world.living;
+  world.wrapper.wrapped = nullptr;
+  ORVX_DataSource* const source = Chain(world.living).release();
+  try {
+    add(*source);
+  } catch (const std::bad_alloc&) {
+    const int made = world.wrapper.wrapped == nullptr ? 2 : 3;
+    EXPECT_TRUE(world.living == before || world.living == before + made);
+    if (world.living != before) DeleteChain(made == 2 ? source : world.wrapper.wrapped);
+    throw;
+  }
+}
+
+const LocallyUniqueID kOwnID(1, 1);
+
+std::vector<Operation> Additions() {
+  return {
+      Use("Add", [](auto& w) { w.registry.Add(Chain(w.living), kOther, false); }),
+      Use("Add with a file name in use",
+          [](auto& w) { w.registry.Add(Chain(w.living), kLong, false); }),
+      Use("Add with a password",
+          [](auto& w) { w.registry.Add(Chain(w.living), "", kLong, true, false); }),
+      Use("Add with an identifier",
+          [](auto& w) { w.registry.Add(Chain(w.living), kOther, false, kOwnID, 7); }),
+      Use("Add by reference",
+          [](auto& w) { AddBorrowed(w, [&](auto& s) { w.registry.Add(s, kOther, false); }); }),
+      Use("Add by reference with a password",
+          [](auto& w) {
+            AddBorrowed(w, [&](auto& s) { w.registry.Add(s, kLong, kLong, true, false); });
+          }),
+      Use("Add by reference with an identifier",
+          [](auto& w) {
+            AddBorrowed(w, [&](auto& s) { w.registry.Add(s, kLong, false, kOwnID, 7); });
+          }),
+      Use("Add by reference with a hook",
+          [](auto& w) {
+            w.wrapper.on = true;
+            AddBorrowed(w, [&](auto& s) { w.registry.Add(s, kOther, false); });
+          }),
+      Use("AddEmpty", [](auto& w) { w.registry.AddEmpty(false); }),
+  };
+}
+
+TEST(LibraryMemory, AddRegistersADatasetOrNothing) {
+  for (const Operation& addition : Additions()) ExpectSafeWithoutMemory(addition);
+}
+
+TEST(LibraryMemory, OperationsOfTheRegistryChangeNothingIfTheyThrow) {
+  const std::vector<Operation> operations = {
+      Use("Password", [](auto& w) { w.registry.Password(w.first, kLong, true); }),
+      Use("Register",
+          [](auto& w) {
+            Watcher another;
+            w.registry.Register(another);
+            w.registry.Unregister(another);
+          }),
+      Use("Delete", [](auto& w) { w.registry.Delete(w.second); }),
+      Use("GetAllDatasets", [](auto& w) { w.registry.GetAllDatasets(); }),
+      Use("ServerDataManager", [](auto&) { ServerDataManager(); }),
+      Use("NotifyCreate",
+          [](auto& w) {
+            SvrDMItemPtr unannounced = w.registry.GetDataSet(w.third);
+            w.registry.NotifyCreate(*unannounced);
+          }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+TEST(LibraryMemory, OperationsOfADatasetChangeNothingIfTheyThrow) {
+  const std::vector<Operation> operations = {
+      Use("SvrDMDataset by name", [](auto&) { SvrDMDataset(std::string(kLong)); }),
+      Use("SetHandle", [](auto& w) { SvrDMDataset(w.item).SetHandle(kLong); }),
+      Use("SetFileName", [](auto& w) { SvrDMDataset(w.item).SetFileName(kOther); }),
+      Use("SuppressedFileName", [](auto& w) { SvrDMDataset(w.item).SuppressedFileName(kLong); }),
+      Use("SetPassword", [](auto& w) { SvrDMDataset(w.item).SetPassword(kLong, true); }),
+      Use("Register",
+          [](auto& w) {
+            SvrDMDataset dataset(w.item);
+            dataset.Register(w.listener);
+            dataset.Unregister(w.listener);
+          }),
+      Use("LockSavFileInUse", [](auto& w) { SvrDMDataset(w.item).LockSavFileInUse(); }),
+      Use("Report",
+          [](auto& w) {
+            w.item->InitializeErrorMonitor(&w.proxy);
+            w.item->GetErrorMonitor().Report(ErrorText(kLong, ErrorText::kError));
+          }),
+      Use("SvrDMItem",
+          [](auto& w) {
+            auto source = std::make_unique<LivingSource>(w.living);
+            const SvrDMItem item(kOwnID, source.get(), nullptr, 0, kLong, false);
+            static_cast<void>(source.release());
+          }),
+      Use("SvrDMItem::Handle", [](auto& w) { w.item->Handle(kLong); }),
+      Use("SvrDMItem::FileName", [](auto& w) { w.item->FileName(kOther); }),
+      Use("SvrDMItem::Password", [](auto& w) { w.item->Password(kLong, true); }),
+      Returns("LocallyUniqueID::ToString",
+              [] { return LocallyUniqueID(14, 123456789).ToString() + kLong; }),
+      Returns(
+          "ErrorText", [] { return ErrorText(kLong, 2); },
+          [](const ErrorText& text) { return text.Text(); }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+TEST(LibraryMemory, NamesAreReturnedOrThrow) {
+  World world;
+  SvrDMDataset dataset(world.item);
+  dataset.SetHandle(kLong);
+  dataset.SuppressedFileName(kLong);
+  dataset.SetPassword(kLong, false);
+  const std::vector<Operation> operations = {
+      Returns("GetHandle", [=] { return dataset.GetHandle(); }),
+      Returns("GetFileName", [=] { return dataset.GetFileName(); }),
+      Returns("SuppressedFileName", [=] { return dataset.SuppressedFileName(); }),
+      Returns("GetPassword", [=] { return dataset.GetPassword(); }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+// --- The queue and the data source of a dataset ---
+
+std::string TextOfQueue(const World& world) {
+  return std::to_string(world.item->Notifications().size()) + " messages\n" + TextOf(world);
+}
+
+// The queue owns a message in any case. `queued`: messages before the call.
+Operation Queueing(std::size_t queued) {
+  return Changes(
+      "AddNotification after " + std::to_string(queued),
+      [=] {
+        auto world = std::make_unique<World>();
+        for (std::size_t i = 0; i < queued; ++i) world->item->AddNotification(new ResetUndoMsg());
+        return world;
+      },
+      [](auto& world) { world.item->AddNotification(new ResetUndoMsg()); }, TextOfQueue);
+}
+
+TEST(LibraryMemory, AMessageIsDeletedIfTheQueueCannotGrow) {
+  for (const std::size_t queued : {0U, 1U, 2U, 4U, 8U}) ExpectSafeWithoutMemory(Queueing(queued));
+}
+
+// The item owns the new source if any step fails. The file name makes it open a file again.
+TEST(LibraryMemory, SetDataSetOwnsTheNewSourceInAnyCase) {
+  const auto text = [](const World& world) {
+    return std::to_string(world.living) + " sources, label " + world.item->DataSource()->GetLabel();
+  };
+  ExpectSafeWithoutMemory({"SetDataSet",
+                           [=] {
+                             const auto world = std::make_shared<World>();
+                             const auto source = std::make_shared<std::unique_ptr<ORVX_DataSource>>(
+                                 std::make_unique<LivingSource>(world->living));
+                             (*source)->SetLabel("new");
+                             return Trial{
+                                 [=] { world->item->SetDataSet(std::move(*source)); },
+                                 [=] { return *source != nullptr ? "not called" : text(*world); },
+                                 [=] {
+                                   *source = std::make_unique<LivingSource>(world->living);
+                                   (*source)->SetLabel("new");
+                                 }};
+                           },
+                           {"2 sources, label new"}});
+}
+
+// --- Clones ---
+
+// A chain of sources from which clones are made, and the clone.
+struct Cloning {
+  ~Cloning() { clone.reset(); }  // while the counter exists
+
+  int living = 0;
+  std::unique_ptr<SvrDMCloneDataSource> clone;
+  OBS cell;
+};
+
+std::string TextOf(Cloning& cloning) {
+  std::string text = std::to_string(cloning.living) + " sources";
+  if (cloning.clone != nullptr) text += " " + support::Names(*cloning.clone);
+  return text;
+}
+
+std::unique_ptr<Cloning> Cloned() {
+  auto cloning = std::make_unique<Cloning>();
+  cloning->clone = SvrDMCloneDataSource::Adopt(Chain(cloning->living));
+  return cloning;
+}
+
+// Constructs a clone from a pointer. If the first allocation fails, the caller still owns the
+// chain; otherwise it is deleted.
+void CloneOf(Cloning& cloning) {
+  const ORVX_DataSource* const source = Chain(cloning.living).release();
+  try {
+    cloning.clone = std::make_unique<SvrDMCloneDataSource>(source);
+  } catch (const std::bad_alloc&) {
+    EXPECT_TRUE(cloning.living == 0 || cloning.living == 2);
+    if (cloning.living == 2) DeleteChain(source);
+    throw;
+  }
+}
+
+TEST(LibraryMemory, ClonesOwnTheirChainOrDeleteIt) {
+  const auto text = [](auto& cloning) { return TextOf(cloning); };
+  const auto nothing = [] { return std::make_unique<Cloning>(); };
+  const std::vector<Operation> operations = {
+      Changes("SvrDMCloneDataSource", nothing, CloneOf, text),
+      Changes(
+          "Adopt", nothing,
+          [](auto& cloning) { cloning.clone = SvrDMCloneDataSource::Adopt(Chain(cloning.living)); },
+          text),
+      Changes(
+          "copying a clone", Cloned,
+          [](auto& cloning) { const SvrDMCloneDataSource copy(*cloning.clone); }, text),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+// Also after an exception.
+TEST(LibraryMemory, ACloneHidesItsParentWhenItMakesAnIterator) {
+  const auto text = [](auto& cloning) {
+    return TextOf(cloning) + (cloning.clone->GetParentSource() == nullptr ? " hidden" : " shown");
+  };
+  ExpectSafeWithoutMemory(Changes(
+      "MakeIterator",
+      [] {
+        auto cloning = Cloned();
+        cloning->clone->ShowParents(true);
+        return cloning;
+      },
+      [](auto& cloning) {
+        const std::unique_ptr<ObsIterator> rows(cloning.clone->MakeIterator(&cloning.cell));
+      },
+      text, {"2 sources A hidden"}));
+}
+
+// --- Bootstrap specifications ---
+
+using Specs = SvrBootstrapSpecs;
+using Serializer = SvrBootstrapSpecsSerializer;
+const std::vector<int> kVariables(20, 3);
+
+Operation SpecsChange(const std::string& name, const std::function<void(Specs&)>& change) {
+  return Changes(
+      name, [] { return std::make_unique<Specs>(FullBootstrapSpecs()); }, change,
+      [](auto& specs) { return All(specs); });
+}
+
+TEST(LibraryMemory, BootstrapSpecificationsAreUnchangedIfASetterThrows) {
+  const Specs whole = FullBootstrapSpecs();
+  const auto text = [](const Specs& specs) { return All(specs); };
+  const std::vector<Operation> operations = {
+      SpecsChange("SetStrataVarList", [](auto& s) { s.SetStrataVarList(kVariables); }),
+      SpecsChange("SetDependVarList", [](auto& s) { s.SetDependVarList(kVariables); }),
+      SpecsChange("SetInputVarList", [](auto& s) { s.SetInputVarList(kVariables); }),
+      SpecsChange("SetPredictedVarList", [](auto& s) { s.SetPredictedVarList(kVariables); }),
+      SpecsChange("SetResidualVarList", [](auto& s) { s.SetResidualVarList(kVariables); }),
+      SpecsChange("SplitEnds", [](auto& s) { s.SplitEnds().push_back(3); }),
+      SpecsChange("CaseStats", [](auto& s) { s.CaseStats().emplace_back(3, 1); }),
+      Returns(
+          "copying SvrBootstrapSpecs", [=] { return Specs(whole); }, text),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+Operation Encoding(const std::string& name, const std::string& before, std::size_t capacity) {
+  return Changes(
+      name,
+      [=] {
+        auto output = std::make_unique<std::string>(before);
+        output->reserve(capacity);
+        return output;
+      },
+      [specs = FullBootstrapSpecs()](auto& output) { Serializer::serializeSpecs(specs, output); },
+      [](auto& output) { return output; });
+}
+
+TEST(LibraryMemory, EncodingLeavesTheStringUnchangedIfItThrows) {
+  const Specs specs = FullBootstrapSpecs();
+  ExpectSafeWithoutMemory(Encoding("serializeSpecs", kLong, 0));
+  ExpectSafeWithoutMemory(
+      Encoding("serializeSpecs with spare capacity", "before", 5 + BytesOf(specs).size()));
+  std::string output = kLong;
+  const auto encode = [&] { Serializer::serializeSpecs(specs, output); };
+  EXPECT_EQ(support::AllocationsOf(encode), 1) << "all room is made at once";
+}
+
+// Returns the content of a new bootstrap specification before, during and after decoding the bytes
+// of `whole`, field by field.
+std::vector<std::string> StagesOf(const Specs& whole) {
+  Specs specs;
+  std::vector<std::string> stages;
+  const auto add = [&] { stages.push_back(All(specs)); };
+  add();
+  specs.SetSamplingMethod(whole.GetSamplingMethod());
+  add();
+  specs.SetStrataVarList(whole.GetStrataVarList());
+  add();
+  specs.SetDependVarList(whole.GetDependVarList());
+  add();
+  specs.SetInputVarList(whole.GetInputVarList());
+  add();
+  specs.SetPredictedVarList(whole.GetPredictedVarList());
+  add();
+  specs.SetResidualVarList(whole.GetResidualVarList());
+  add();
+  for (const auto& end : whole.SplitEnds()) {
+    specs.SplitEnds().push_back(end);
+    add();
+  }
+  for (const auto& stat : whole.CaseStats()) {
+    specs.CaseStats().push_back(stat);
+    add();
+  }
+  return stages;
+}
+
+TEST(LibraryMemory, DecodingKeepsDecodedFieldsIfItThrows) {
+  const Specs whole = FullBootstrapSpecs();
+  const std::string bytes = BytesOf(whole);
+  const auto prepare = [=] {
+    const auto specs = std::make_shared<Specs>();
+    return Trial{[=] { Serializer::deserializeSpecs(bytes, *specs); }, [=] { return All(*specs); },
+                 [=] {
+                   specs->SplitEnds().clear();
+                   specs->CaseStats().clear();
+                 }};
+  };
+  ExpectSafeWithoutMemory({"deserializeSpecs", prepare, StagesOf(whole)});
+  Specs specs;
+  // The buffer, five lists, split ends and case statistics.
+  EXPECT_EQ(support::AllocationsOf([&] { Serializer::deserializeSpecs(bytes, specs); }), 8);
+  EXPECT_EQ(All(specs), All(whole));
+}
+
+TEST(LibraryMemory, DecodingAnUnknownVersionChangesNothingIfItThrows) {
+  const std::string bytes = support::InVersionTwo(BytesOf(Specs()));
+  Specs specs = FullBootstrapSpecs();
+  const auto decode = [&] { Serializer::deserializeSpecs(bytes, specs); };
+  EXPECT_TRUE(support::FailsWithMemoryFor(0, decode));
+  EXPECT_EQ(All(specs), All(FullBootstrapSpecs()));
+}
+
+// --- The lock monitor ---
+
+struct Monitored {
+  Monitored() { LockMonitor::Start(); }
+  ~Monitored() {
+    LockMonitor::SetHandler({});
+    LockMonitor::Stop();
+  }
+};
+
+TEST(LibraryMemory, TheLockMonitorReportsOrThrows) {
+  const Monitored monitored;
+  World world;
+  LockMonitor::NameThread("a thread with a long name");
+  const SvrDMInputDataSource reader(world.item, false, "a reader with a long label");
+  const LockReport report = world.registry.GetLockReport();
+  ASSERT_TRUE(report.complete);
+  LockIncident incident;
+  incident.steps = {{report.holds.at(0), report.holds.at(0)}};
+  const std::array<char, 100> much = {};
+  const std::vector<Operation> operations = {
+      Returns(
+          "GetLockReport", [&] { return world.registry.GetLockReport(); },
+          [](const LockReport& made) { return std::to_string(made.holds.size()); }),
+      Returns("LockReport::Text", [=] { return report.Text(); }),
+      Returns("LockIncident::Text", [=] { return incident.Text(); }),
+      Changes(
+          "SetHandler", [] { return std::make_unique<Monitored>(); },
+          [=](auto&) {
+            LockMonitor::SetHandler(
+                [copy = much](const LockIncident&) { static_cast<void>(copy); });
+          },
+          [](auto&) { return std::string(); }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+// A new thread has no table of records yet.
+TEST(LibraryMemory, AReaderWithoutARecordMakesReportsIncomplete) {
+  const Monitored monitored;
+  World world;
+  std::thread([&] {
+    const support::MemoryFor nothing(0);
+    const SvrDMInputDataSource reader(world.item, /*tryOnly=*/false);
+  }).join();
+  const LockReport report = world.registry.GetLockReport();
+  EXPECT_FALSE(report.complete);
+  EXPECT_EQ(report.Text(),
+            "No lock is held.\nIncomplete: the lock monitor is off or ran out of memory.\n");
+  EXPECT_EQ(world.item->ReadersCount(), 0);
+}
+
+// --- Operations that allocate nothing ---
+
+TEST(LibraryMemory, IsNotNeededForHandlesAndChecks) {
+  using std::chrono::milliseconds;
+  using Finding = Serializer::Check::Finding;
+  World world;
+  SvrDMDataset dataset(world.item);
+  Specs specs = FullBootstrapSpecs();
+  const std::string whole = BytesOf(specs);
+  std::string tooLong = whole;
+  tooLong.replace(10, 4, 4, '\xFF');
+  const auto check = [](std::string_view bytes, Finding expected) {
+    return [=] { EXPECT_EQ(Serializer::checkSpecs(bytes).finding, expected); };
+  };
+  const std::string unknown = support::InVersionTwo(whole);
+  double now = 0;
+  char bytes[] = "bytes";
+  const std::vector<support::Call> calls = {
+      {"GetInstance", [] { ServerDataManager::GetInstance(); }},
+      {"GetDataSet", [&] { world.registry.GetDataSet(world.first); }},
+      {"GetDataSet by name", [&] { world.registry.GetDataSet(kLong); }},
+      {"SavFileExternallyChanged", [&] { world.registry.SavFileExternallyChanged(kLong); }},
+      {"Register again", [&] { world.registry.Register(world.watcher); }},
+      {"Unregister", [&] { world.registry.Unregister(world.watcher); }},
+      {"RegisterFilter", [&] { world.registry.RegisterFilter(nullptr); }},
+      {"SvrDMDataset", [&] { const SvrDMDataset copy(world.registry, world.first); }},
+      {"HasSuppressedFileName", [&] { world.item->HasSuppressedFileName(kLong); }},
+      {"GetPasswordMangled", [&] { dataset.GetPasswordMangled(); }},
+      {"InitializeErrorMonitor", [&] { dataset.InitializeErrorMonitor(&world.proxy); }},
+      {"a window", [&] { dataset.WindowFront(true); }},
+      {"UnlockSavFileInUse", [&] { dataset.UnlockSavFileInUse(); }},
+      {"SetBootstrapSpecs", [&] { dataset.SetBootstrapSpecs(nullptr); }},
+      {"a reader", [&] { SvrDMInputDataSource(world.item, false); }},
+      {"TryRead", [&] { SvrDMInputDataSource::TryRead(world.item, milliseconds(0)); }},
+      {"a writer", [&] { SvrDMWriteableDataSource(world.item, false, nullptr); }},
+      {"TryWrite",
+       [&] { SvrDMWriteableDataSource::TryWrite(world.item, milliseconds(0), nullptr); }},
+      {"ClearNotifications", [&] { world.item->ClearNotifications(); }},
+      {"orvxTimestampNow", [&] { SvrDMItem::orvxTimestampNow(&now); }},
+      {"NameThread", [] { LockMonitor::NameThread(kLong.c_str()); }},
+      {"moving a list", [&] { specs.SetStrataVarList(std::vector<int>()); }},
+      {"checkSpecs", check(whole, Finding::Whole)},
+      {"checkSpecs, truncated",
+       check(std::string_view(whole).substr(0, whole.size() - 1), Finding::Truncated)},
+      {"checkSpecs, unknown version", check(unknown, Finding::UnknownVersion)},
+      {"checkSpecs, too long", check(tooLong, Finding::ListTooLong)},
+      {"DoSwapBytes", [&] { DoSwapBytes(bytes, 4); }},
+      {"Clear", [&] { world.registry.Clear(); }},
+  };
+  for (const support::Call& call : calls) ExpectNoAllocation(call);
+}
+
+}  // namespace
