@@ -20,7 +20,6 @@
 #include <functional>
 #include <iterator>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string_view>
 #include <system_error>
@@ -140,8 +139,8 @@ constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{16} << 20;
   throw CommandError(path + ": " + reason);
 }
 
-std::error_code ErrorOf(int number) {
-  return {number, std::generic_category()};
+std::string TextOfError(int number) {
+  return std::generic_category().message(number);
 }
 
 // Refuses anything but a regular file before opening it, because opening it might wait.
@@ -149,26 +148,14 @@ std::string ReadFile(const std::string& path) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
   if (error) Refuse(path, error.message());
-  if (is_directory(status)) Refuse(path, ErrorOf(EISDIR).message());
+  if (is_directory(status)) Refuse(path, TextOfError(EISDIR));
   if (!is_regular_file(status)) Refuse(path, "not a regular file");
   if (std::filesystem::file_size(path, error) > kMaxFileBytes) {
     Refuse(path, "longer than " + std::to_string(kMaxFileBytes) + " bytes");
   }
   std::ifstream file(path, std::ios::binary);
-  if (!file) Refuse(path, ErrorOf(errno).message());
+  if (!file) Refuse(path, TextOfError(errno));
   return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// Creates the file. If that fails, removes a partly written file and returns the error.
-std::error_code WriteNewFile(const std::filesystem::path& path, std::string_view bytes) {
-  std::FILE* const file = std::fopen(path.c_str(), "wbx");
-  if (file == nullptr) return ErrorOf(errno);
-  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  if (std::fclose(file) == 0 && isWritten) return {};
-  const std::error_code error = ErrorOf(errno);
-  std::error_code ignored;
-  std::filesystem::remove(path, ignored);
-  return error;
 }
 
 // Writes a new file in the same folder and renames it to `path`, so that the file has either all of
@@ -180,13 +167,18 @@ void WriteFile(const std::string& path, std::string_view bytes) {
   if (error) Refuse(path, error.message());
   const std::filesystem::path part =
       target.parent_path() / ("sdmsh-" + std::to_string(getpid()) + ".part");
-  error = WriteNewFile(part, bytes);
-  if (error) Refuse(path, error.message());
-  const std::filesystem::file_status present = std::filesystem::status(target, error);
-  if (exists(present)) std::filesystem::permissions(part, present.permissions(), error);
-  std::filesystem::rename(part, target, error);
-  if (!error) return;
+  std::FILE* const file = std::fopen(part.c_str(), "wbx");
+  if (file == nullptr) Refuse(path, TextOfError(errno));
+  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   std::error_code ignored;
+  if (std::fclose(file) != 0 || !isWritten) {
+    error.assign(errno, std::generic_category());
+  } else {
+    const std::filesystem::file_status present = std::filesystem::status(target, ignored);
+    if (exists(present)) std::filesystem::permissions(part, present.permissions(), ignored);
+    std::filesystem::rename(part, target, error);
+  }
+  if (!error) return;
   std::filesystem::remove(part, ignored);
   Refuse(path, error.message());
 }
@@ -220,7 +212,7 @@ const char* FindingInJson(Check::Finding finding) {
 
 // Decodes a bootstrap specification. Refuses bytes that are incomplete, or that continue after the
 // specification.
-SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& path) {
+std::unique_ptr<Specs> SpecsIn(const std::string& bytes, const std::string& path) {
   const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
   if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingInWords(check));
   if (check.size < bytes.size()) {
@@ -228,8 +220,8 @@ SvrBootstrapSpecs SpecsIn(const std::string& bytes, const std::string& path) {
                      " after the bootstrap specification, which ends at offset " +
                      std::to_string(check.offset));
   }
-  SvrBootstrapSpecs specs;
-  SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
+  auto specs = std::make_unique<Specs>();
+  SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, *specs);
   return specs;
 }
 
@@ -241,33 +233,28 @@ Json WordOrNumber(const std::vector<const char*>& words, std::int32_t number) {
   return index < words.size() ? Json(words[index]) : Json(number);
 }
 
-Json SpecsInJson(const SvrBootstrapSpecs& specs) {
+// Null for a null pointer.
+Json SpecsInJson(const Specs* specs) {
+  if (specs == nullptr) return nullptr;
   Json caseStats = Json::array();
-  for (const auto& [value, number] : specs.CaseStats()) {
+  for (const auto& [value, number] : specs->CaseStats()) {
     caseStats.push_back(Json::array({NumberInJson(value), number}));
   }
-  return {{"method", WordOrNumber(Methods(), specs.GetSamplingMethod())},
-          {"strata", specs.GetStrataVarList()},
-          {"dependents", specs.GetDependVarList()},
-          {"inputs", specs.GetInputVarList()},
-          {"predicted", specs.GetPredictedVarList()},
-          {"residuals", specs.GetResidualVarList()},
-          {"splitEnds", specs.SplitEnds()},
+  return {{"method", WordOrNumber(Methods(), specs->GetSamplingMethod())},
+          {"strata", specs->GetStrataVarList()},
+          {"dependents", specs->GetDependVarList()},
+          {"inputs", specs->GetInputVarList()},
+          {"predicted", specs->GetPredictedVarList()},
+          {"residuals", specs->GetResidualVarList()},
+          {"splitEnds", specs->SplitEnds()},
           {"caseStats", caseStats},
-          {"level", NumberInJson(specs.GetCILevelPct())},
-          {"interval", WordOrNumber(Intervals(), specs.GetCIType())},
-          {"samples", specs.GetNSamples()},
-          {"userMissingExcluded", specs.GetExcludeUserMiss()}};
+          {"level", NumberInJson(specs->GetCILevelPct())},
+          {"interval", WordOrNumber(Intervals(), specs->GetCIType())},
+          {"samples", specs->GetNSamples()},
+          {"userMissingExcluded", specs->GetExcludeUserMiss()}};
 }
 
-Json ChangedInJson(const Call& call, Json specs) {
-  return {{"event", "bootstrapChanged"},
-          {"caller", call.caller.Name()},
-          {"dataset", call.dataset->Name()},
-          {"specs", std::move(specs)}};
-}
-
-std::string TextOf(const SvrBootstrapSpecs& specs) {
+std::string TextOf(const Specs& specs) {
   std::ostringstream lines;
   specs.Display(lines);
   std::string text = lines.str();
@@ -275,34 +262,42 @@ std::string TextOf(const SvrBootstrapSpecs& specs) {
   return text;
 }
 
-// Replaces the bootstrap specification of the dataset, which takes ownership of the new one.
-void Replace(SvrDMWriteableDataSource& writer, SvrBootstrapSpecs specs) {
-  writer.SetBootstrapSpecs(std::make_unique<SvrBootstrapSpecs>(std::move(specs)).release());
+// Replaces the bootstrap specification of the dataset, and prints that. `specs` is null for none.
+// Prints no words if they are empty. `file` is the file of the specification; empty for none.
+void Replace(Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs> specs,
+             const std::string& words, const std::string& file = "") {
+  const Specs* const present = specs.get();
+  writer.SetBootstrapSpecs(specs.release());
+  if (words.empty() && !call.shell.Out().IsJson()) return;
+  call.shell.Say(words, [&] {
+    Json json = {{"event", "bootstrapChanged"},
+                 {"caller", call.caller.Name()},
+                 {"dataset", call.dataset->Name()},
+                 {"specs", SpecsInJson(present)}};
+    if (!file.empty()) json["file"] = file;
+    return json;
+  });
 }
 
 // Prints no words, because they would only repeat the command.
 Action Set(Call& call) {
   const Setting setting = TakeSetting(call);
   return [=, &call](SvrDMWriteableDataSource& writer) {
-    SvrBootstrapSpecs specs;
-    if (const SvrBootstrapSpecs* const present = writer.GetBootstrapSpecs()) specs = *present;
-    setting(specs, *writer);
-    Replace(writer, specs);
-    if (!call.shell.Out().IsJson()) return;
-    call.shell.Say("", [&] { return ChangedInJson(call, SpecsInJson(specs)); });
+    auto specs = std::make_unique<Specs>();
+    if (const Specs* const present = writer.GetBootstrapSpecs()) *specs = *present;
+    setting(*specs, *writer);
+    Replace(call, writer, std::move(specs), /*words=*/"");
   };
 }
 
 Action Display(Call& call) {
   return ReadWork([&call](SvrDMInputDataSource& reader) {
-    const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
+    const Specs* const specs = reader.GetBootstrapSpecs();
     const std::string dataset = call.dataset->Name();
     call.shell.Say(
         [&] { return specs ? TextOf(*specs) : dataset + " has no bootstrap specification"; },
         [&]() -> Json {
-          return {{"event", "bootstrap"},
-                  {"dataset", dataset},
-                  {"specs", specs ? SpecsInJson(*specs) : Json(nullptr)}};
+          return {{"event", "bootstrap"}, {"dataset", dataset}, {"specs", SpecsInJson(specs)}};
         });
   });
 }
@@ -311,7 +306,7 @@ Action WriteToFile(Call& call) {
   const std::string file = call.TakeFile();
   return ReadWork([=, &call](SvrDMInputDataSource& reader) {
     const std::string dataset = call.dataset->Name();
-    const SvrBootstrapSpecs* const specs = reader.GetBootstrapSpecs();
+    const Specs* const specs = reader.GetBootstrapSpecs();
     if (specs == nullptr) throw CommandError(dataset + " has no bootstrap specification");
     std::string bytes;
     SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
@@ -332,14 +327,8 @@ Action WriteToFile(Call& call) {
 Action ReadFromFile(Call& call) {
   const std::string file = call.TakeFile();
   return [=, &call](SvrDMWriteableDataSource& writer) {
-    const SvrBootstrapSpecs specs = SpecsIn(ReadFile(file), file);
-    Replace(writer, specs);
-    call.shell.Say("read the bootstrap specification of " + call.dataset->Name() + " from " + file,
-                   [&] {
-                     Json json = ChangedInJson(call, SpecsInJson(specs));
-                     json["file"] = file;
-                     return json;
-                   });
+    Replace(call, writer, SpecsIn(ReadFile(file), file),
+            "read the bootstrap specification of " + call.dataset->Name() + " from " + file, file);
   };
 }
 
@@ -373,9 +362,7 @@ Action CheckFile(Call& call) {
 
 Action Remove(Call& call) {
   return [&call](SvrDMWriteableDataSource& writer) {
-    writer.SetBootstrapSpecs(nullptr);
-    call.shell.Say(call.dataset->Name() + " has no bootstrap specification",
-                   [&] { return ChangedInJson(call, nullptr); });
+    Replace(call, writer, nullptr, call.dataset->Name() + " has no bootstrap specification");
   };
 }
 

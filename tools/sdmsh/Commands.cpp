@@ -7,7 +7,6 @@
 #include "Shell.h"
 
 #include <algorithm>
-#include <sstream>
 
 namespace sdmsh {
 
