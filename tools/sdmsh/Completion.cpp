@@ -13,20 +13,15 @@
 namespace sdmsh {
 namespace {
 
-// Where the last word starts, and whether a quote is open at its end. After a blank, the last word
-// is empty.
-struct LastWord {
+// Where the last word starts. After a blank outside quotes, the last word is empty.
+std::size_t StartOfLastWord(const std::string& text) {
   std::size_t start = 0;
   bool isQuoted = false;
-};
-
-LastWord FindLastWord(const std::string& text) {
-  LastWord word;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '"') word.isQuoted = !word.isQuoted;
-    if (!word.isQuoted && (text[i] == ' ' || text[i] == '\t')) word.start = i + 1;
+    if (text[i] == '"') isQuoted = !isQuoted;
+    if (!isQuoted && (text[i] == ' ' || text[i] == '\t')) start = i + 1;
   }
-  return word;
+  return start;
 }
 
 // A word of a grammar, without blanks, brackets, bars and dots.
@@ -101,15 +96,15 @@ std::vector<std::string> WordsAfter(Shell& shell, const Line& line, const std::s
 }  // namespace
 
 Completions CompletionsOf(Shell& shell, const std::string& text) {
-  const LastWord last = FindLastWord(text);
-  Completions completions{last.start, "", {}};
+  Completions completions{StartOfLastWord(text), "", {}};
   std::vector<std::string>& words = completions.words;
   try {
     // A placeholder replaces the last word, because ParseLine refuses a caller without a command.
-    Line line = ParseLine(text.substr(0, last.start) + "x");
+    Line line = ParseLine(text.substr(0, completions.start) + "x");
     if (line.words.empty()) return completions;  // the last word is in a comment
     line.words.pop_back();
-    const Line word = ParseLine("x " + text.substr(last.start) + (last.isQuoted ? "\"" : ""));
+    const bool isQuoteOpen = std::count(text.begin(), text.end(), '"') % 2 == 1;
+    const Line word = ParseLine("x " + text.substr(completions.start) + (isQuoteOpen ? "\"" : ""));
     if (word.words.size() == 2) completions.typed = word.words[1];
     words = WordsAfter(shell, line, completions.typed);
   } catch (const CommandError&) {  // no such command or dataset

@@ -84,12 +84,11 @@ std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
 // Returns `sets` with `set` added: it replaces the set with the same name, or is appended. If `set`
 // has no members, removes the set with the same name instead.
 std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetImpl> sets) {
-  const auto found = std::find_if(sets.begin(), sets.end(), [&](const VariableSetImpl& other) {
-    return other.name == set.name;
-  });
+  const auto found = std::ranges::find(sets, set.name, &VariableSetImpl::name);
   if (set.members.empty()) {
-    if (found == sets.end())
+    if (found == sets.end()) {
       throw CommandError("there is no set " + DictionaryText::Quoted(set.name));
+    }
     sets.erase(found);
   } else if (found != sets.end()) {
     *found = std::move(set);

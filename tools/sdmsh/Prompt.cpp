@@ -280,8 +280,7 @@ class Terminal {
       Replace(text.substr(start), AsTyped(common, isWhole) + (isWhole ? " " : ""));
       return CC_REFRESH;
     }
-    shell_.Out().SetMaxWidth(WidthOfTerminal());
-    std::cout << "\n" << Wrapped(ListOf(words), shell_.Out().MaxWidth(), 0) << std::endl;
+    std::cout << "\n" << Wrapped(ListOf(words), WidthOfTerminal(), 0) << std::endl;
     return CC_REDISPLAY;
   }
 
