@@ -30,6 +30,31 @@ void TakeStandardLock() {
   standardLock.unlock_shared();
 }
 
+// The atomic operations of a reader handle and nothing else: the reference and the reader count go
+// up and down, and so does the lock. Their fields are in different cache lines of an item.
+struct alignas(64) Field {
+  std::atomic<unsigned> value = 0;
+  void Add() { value.fetch_add(1); }
+  void Subtract() { value.fetch_sub(1); }
+};
+Field references, lockWord, readers;
+
+void CountAsReader() {
+  references.Add();
+  readers.Add();
+  readers.Subtract();
+  references.Subtract();
+}
+
+void CountAndLockAsReader() {
+  references.Add();
+  lockWord.Add();
+  readers.Add();
+  lockWord.Subtract();
+  readers.Subtract();
+  references.Subtract();
+}
+
 template <class Operation>
 void Measure(benchmark::State& state, Operation operation) {
   for (auto _ : state) operation();
@@ -53,6 +78,12 @@ void ReaderHandleOnAnItem(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandleOnAnItem);
 
+// The lower bound for ReaderHandleOnAnItem.
+void AtomicOperationsOfAReader(benchmark::State& state) {
+  Measure(state, CountAndLockAsReader);
+}
+BENCHMARK(AtomicOperationsOfAReader);
+
 // Throughput of handles on one item; higher is better.
 void ReaderHandlesOnTwoThreads(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
@@ -62,6 +93,17 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
   state.counters["of_shared_mutex"] = ThroughputRatio(read, TakeStandardLock);
 }
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// The upper bounds for ReaderHandlesOnTwoThreads, with the lock in one word and with a lock that
+// costs nothing.
+void AtomicOperationsOnTwoThreads(benchmark::State& state) {
+  for (auto _ : state) {
+    state.counters["readers_per_second"] = PerSecondOnTwoThreads(CountAndLockAsReader);
+  }
+  state.counters["of_shared_mutex"] = ThroughputRatio(CountAndLockAsReader, TakeStandardLock);
+  state.counters["without_lock"] = ThroughputRatio(CountAsReader, TakeStandardLock);
+}
+BENCHMARK(AtomicOperationsOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // The overhead of the lock monitor while another thread continuously makes reports
 // (of_unmonitored): alternates between a thousand handles with the monitor and a thousand without
