@@ -2,7 +2,7 @@
 
 #include "ShellTest.h"
 
-#include <Interrupt.h>
+#include <CommandError.h>
 #include <signal.h>
 
 #include <csignal>

@@ -247,4 +247,14 @@ void Arguments::End() const {
   if (!AtEnd()) Wrong("the end of the line");
 }
 
+void Call::Say(const char* event, const std::string& words,
+               const std::function<Json()>& more) const {
+  shell.Say(words, [&] {
+    Json json = {{"event", event}, {"caller", caller.Name()}};
+    if (dataset != nullptr) json["dataset"] = dataset->Name();
+    if (more != nullptr) json.update(more());
+    return json;
+  });
+}
+
 }  // namespace sdmsh

@@ -15,8 +15,10 @@
 #define SDMSH_ARGUMENTS_H_
 
 #include "Commands.h"
+#include "Output.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -103,6 +105,11 @@ class Arguments {
 struct Call : Arguments {
   Call(const Command& command, std::vector<std::string> words, Shell& atShell, Caller& byCaller)
       : Arguments(command, std::move(words)), shell(atShell), caller(byCaller) {}
+
+  // Prints an event: see Output::Say. As JSON, it has the members `event`, `caller`, `dataset` if
+  // the call has one, and those that `more` returns, which may replace the first ones.
+  void Say(const char* event, const std::string& words,
+           const std::function<Json()>& more = nullptr) const;
 
   Shell& shell;
   Caller& caller;

@@ -4,7 +4,6 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "DictionaryJson.h"
-#include "Interrupt.h"
 #include "Shell.h"
 #include "Sources.h"
 #include "Variables.h"

@@ -1,7 +1,10 @@
-// CommandError: why a command failed, in words for its caller.
+// CommandError: why a command failed, in words for its caller; and ctrl-C (SIGINT), which ends the
+// running command and not the program.
 
 #ifndef SDMSH_COMMANDERROR_H_
 #define SDMSH_COMMANDERROR_H_
+
+#include <signal.h>
 
 #include <stdexcept>
 #include <string>
@@ -20,6 +23,31 @@ class CommandError : public std::runtime_error {
 // The current exception in words. Handles std::exception, and what the library throws: ErrorMsg,
 // and the plain number of a lock that could not be acquired. Must be called in a catch block.
 std::string ExceptionInWords();
+
+// From now on, SIGINT sets a flag and does not end the program. A process that was started with
+// SIGINT ignored continues to ignore it.
+void CatchInterrupts();
+
+// If the flag is set, clears it and throws CommandError. For loops that may take long.
+//
+// Threads: any.
+void GiveUpIfInterrupted();
+
+// Clears the flag.
+void ForgetInterrupt();
+
+// Blocks SIGINT in the current thread while it exists. The signal stays pending unless another
+// thread receives it.
+class InterruptsHeld {
+ public:
+  InterruptsHeld();
+  InterruptsHeld(const InterruptsHeld&) = delete;
+  InterruptsHeld& operator=(const InterruptsHeld&) = delete;
+  ~InterruptsHeld();
+
+ private:
+  sigset_t before_;
+};
 
 }  // namespace sdmsh
 

@@ -4,7 +4,6 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "DictionaryJson.h"
-#include "Interrupt.h"
 #include "Shell.h"
 #include "Sources.h"
 #include "Variables.h"
@@ -43,45 +42,34 @@ NewDataset TakeNewDataset(Call& call) {
   return dataset;
 }
 
-// The number of variables and of cases, which is negative if unknown.
-struct Size {
-  int variables;
-  long long cases;
-};
-
-std::string SizeInWords(const Size& size) {
-  const std::string variables = Counted(size.variables, "variable");
-  if (size.cases < 0) return variables + ", an unknown number of cases";
-  return variables + ", " + Counted(size.cases, "case");
-}
-
 // Opens a dataset over the source, which may be null. It is a clone if the call has a dataset.
 void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
           const std::string& file) {
   const bool isEmpty = source == nullptr;
-  const DatasetPtr dataset = call.shell.Open(std::move(source), file, wanted.name, wanted.quiet);
   const std::string cloneOf = call.dataset == nullptr ? "" : call.dataset->Name();
-  Size size{0, 0};  // after the filter hook has run
+  const DatasetPtr dataset = call.shell.Open(std::move(source), file, wanted.name, wanted.quiet);
+  std::string words = wanted.name + " is open, without a data source";
+  int variables = 0;  // after the filter hook has run
+  long long cases = 0;
   if (!isEmpty) {
     const SvrDMInputDataSource reader(dataset->Item(), /*tryOnly=*/false);
-    size = {reader->ColumnCount(), reader->RowCount()};
+    variables = reader->ColumnCount();
+    cases = reader->RowCount();
+    words = wanted.name + " is open: " + Counted(variables, "variable") + ", " +
+            (cases < 0 ? "an unknown number of cases" : Counted(cases, "case")) +
+            (cloneOf.empty() ? ", from " + file : ", a clone of " + cloneOf);
   }
-  const std::string from = cloneOf.empty() ? "from " + file : "a clone of " + cloneOf;
-  const auto json = [&] {
-    Json members = {{"event", "opened"},      {"caller", call.caller.Name()},
-                    {"dataset", wanted.name}, {"id", IdentifierInJson(dataset->ID())},
-                    {"file", file},           {"quiet", wanted.quiet}};
-    if (isEmpty) return members;
-    members["variables"] = size.variables;
-    members["cases"] = RowCountInJson(size.cases);
-    if (!cloneOf.empty()) members["cloneOf"] = cloneOf;
-    return members;
-  };
-  call.shell.Say(
-      wanted.name + " is open" +
-          (isEmpty ? ", without a data source" : ": " + SizeInWords(size) + ", " + from) +
-          (wanted.quiet ? " (quiet)" : ""),
-      json);
+  call.Say("opened", words + (wanted.quiet ? " (quiet)" : ""), [&] {
+    Json json = {{"dataset", wanted.name},
+                 {"id", IdentifierInJson(dataset->ID())},
+                 {"file", file},
+                 {"quiet", wanted.quiet}};
+    if (isEmpty) return json;
+    json["variables"] = variables;
+    json["cases"] = RowCountInJson(cases);
+    if (!cloneOf.empty()) json["cloneOf"] = cloneOf;
+    return json;
+  });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -90,7 +78,7 @@ void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataS
 struct Property {
   const char* name;
   std::string value;
-  bool usual;          // whether it is shown even if its value is "none"
+  bool usual = true;   // whether it is shown even if its value is "none"
   bool isSent = true;  // whether a message carries each change of the property
 };
 
@@ -101,7 +89,6 @@ std::string LabelOf(const ORVX_DataSource& dictionary) {
 
 std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
   using namespace DictionaryText;
-  const bool usual = true;
   const bool rare = false;
   const long long cases = dictionary.RowCount();
   const long long rows = dictionary.RowsPerImputation();
@@ -110,14 +97,13 @@ std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
     return DictionaryText::Sets(&dictionary, VariableSets(dictionary, which));
   };
   return {
-      {"label", QuotedOrNone(LabelOf(dictionary)), usual},
-      {"variables", std::to_string(dictionary.ColumnCount()), usual},
-      {"cases", cases < 0 ? "unknown" : std::to_string(cases), usual},
-      {"weight", name(dictionary.GetWeightVariableID()), usual},
-      {"filter", name(dictionary.GetFilterVariableID()), usual},
+      {"label", QuotedOrNone(LabelOf(dictionary))},
+      {"variables", std::to_string(dictionary.ColumnCount())},
+      {"cases", cases < 0 ? "unknown" : std::to_string(cases)},
+      {"weight", name(dictionary.GetWeightVariableID())},
+      {"filter", name(dictionary.GetFilterVariableID())},
       {"split",
-       DictionaryText::Split(&dictionary, SplitOf(dictionary), dictionary.GetSplitqSeparate()),
-       usual},
+       DictionaryText::Split(&dictionary, SplitOf(dictionary), dictionary.GetSplitqSeparate())},
       {"imputation", rows == 0 ? "none" : Counted(rows, "row"), rare, /*isSent=*/false},
       {"trends", TimeSeries(&dictionary, *dictionary.GetTrendsInfo()), rare},
       {"response sets", sets(kMRSets), rare},
@@ -125,8 +111,8 @@ std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
       {"extension", Bytes(ORVX_DataSource::Extension(dictionary, /*type=*/0).Impl()->GetBytes()),
        rare},
       {"attributes", Attributes(dictionary.GetAttributes().All()), rare},
-      {"saved as", OrNone(dictionary.GetFileSpec()), usual, /*isSent=*/false},
-      {"unsaved", dictionary.IsDirty() ? "yes" : "no", usual},
+      {"saved as", OrNone(dictionary.GetFileSpec()), /*usual=*/true, /*isSent=*/false},
+      {"unsaved", dictionary.IsDirty() ? "yes" : "no"},
   };
 }
 
@@ -203,26 +189,32 @@ std::string SourceInWords(const SvrDMDataset& handle, const Contents& contents) 
 }
 
 // "  weight         none"
-std::string Fact(const std::string& name, const std::string& value) {
-  return "\n  " + Padded(name, 15) + OnOneLine(value);
+std::string InLines(const std::vector<Property>& properties) {
+  std::string lines;
+  for (const Property& property : properties) {
+    if (!property.usual && property.value == "none") continue;
+    lines += "\n  " + Padded(property.name, 15) + OnOneLine(property.value);
+  }
+  return lines;
 }
 
 std::string DatasetInWords(OpenDataset& dataset, const Contents& contents, const Output& output) {
   const SvrDMDataset& handle = dataset.Handle();
-  std::string words = output.Heading(dataset.Name());
-  words += Fact("identifier", dataset.ID().ToString()) + Fact("file", FileInWords(handle)) +
-           Fact("data source", SourceInWords(handle, contents));
-  for (const Property& property : contents.properties) {
-    if (property.usual || property.value != "none") words += Fact(property.name, property.value);
-  }
-  words += Fact("case sequence", std::to_string(handle.GetCaseSequence())) +
-           Fact("lock", contents.lock.InWords()) +
-           Fact("readers", std::to_string(handle.ReadersCount())) +
-           Fact("writers", std::to_string(handle.WritersCount())) +
-           Fact("observers", OrNone(Joined(dataset.Observers())));
-  if (!dataset.Client().empty()) words += Fact("client", dataset.Client());
-  if (handle.GetBootstrapSpecs() != nullptr) words += Fact("bootstrap", "set");
-  return words + Fact("window", WindowInWords(handle)) + Fact("password", PasswordInWords(dataset));
+  const bool hasBootstrap = handle.GetBootstrapSpecs() != nullptr;
+  return output.Heading(dataset.Name()) +
+         InLines({{"identifier", dataset.ID().ToString()},
+                  {"file", FileInWords(handle)},
+                  {"data source", SourceInWords(handle, contents)}}) +
+         InLines(contents.properties) +
+         InLines({{"case sequence", std::to_string(handle.GetCaseSequence())},
+                  {"lock", contents.lock.InWords()},
+                  {"readers", std::to_string(handle.ReadersCount())},
+                  {"writers", std::to_string(handle.WritersCount())},
+                  {"observers", OrNone(Joined(dataset.Observers()))},
+                  {"client", OrNone(dataset.Client()), /*usual=*/false},
+                  {"bootstrap", hasBootstrap ? "set" : "none", /*usual=*/false},
+                  {"window", WindowInWords(handle)},
+                  {"password", PasswordInWords(dataset)}});
 }
 
 Json DatasetInJson(OpenDataset& dataset, const Contents& contents) {
@@ -315,16 +307,12 @@ void CompareVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirr
   }
 }
 
-std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source) {
-  std::vector<LocallyUniqueID> ids;
-  for (const ORVX_Variable& variable : VariablesOf(source)) ids.push_back(variable.GetID());
-  return ids;
-}
-
 // Compares the order only if both sides have the same variables.
 void CompareOrder(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
-  const std::vector<LocallyUniqueID> here = IdentifiersOf(source);
-  const std::vector<LocallyUniqueID> there = IdentifiersOf(mirror);
+  std::vector<LocallyUniqueID> here;
+  std::vector<LocallyUniqueID> there;
+  for (const ORVX_Variable& variable : VariablesOf(source)) here.push_back(variable.GetID());
+  for (const ORVX_Variable& variable : VariablesOf(mirror)) there.push_back(variable.GetID());
   if (here == there || !std::is_permutation(here.begin(), here.end(), there.begin(), there.end())) {
     return;
   }
@@ -413,17 +401,17 @@ Action CloseDataset(Call& call) {
   return [&call] {
     const std::string name = call.dataset->Name();
     const LockState lock = call.shell.Locks().StateOf(*call.dataset);
-    if (call.shell.IsClosed(*call.dataset)) {
+    if (!call.shell.Close(call.dataset)) {
       throw CommandError(name + " (" + call.dataset->ID().ToString() +
                          ") is closed already; it lives on while " + lock.InWords());
     }
-    call.shell.Close(*call.dataset);
-    call.shell.Say(
-        name + " is closed" + (lock.IsFree() ? "" : "; it lives on while " + lock.InWords()), [&] {
-          Json json = {{"event", "closed"}, {"caller", call.caller.Name()}, {"dataset", name}};
-          lock.AddTo(json);
-          return json;
-        });
+    call.Say("closed",
+             name + " is closed" + (lock.IsFree() ? "" : "; it lives on while " + lock.InWords()),
+             [&] {
+               Json json;
+               lock.AddTo(json);
+               return json;
+             });
   };
 }
 

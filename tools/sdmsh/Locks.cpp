@@ -5,7 +5,6 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "Interrupt.h"
 #include "Shell.h"
 
 #include <ServerDataManager/LockMonitor.h>
@@ -295,18 +294,16 @@ void CallerLocks::Settle() {
 void CallerLocks::FinishAcquiring() {
   for (Place hold = holds_.begin(); hold != holds_.end();) {
     const Place next = std::next(hold);
-    if (!hold->isAcquired && hold->caller.HasFinished()) FinishWaiting(hold);
+    if (!hold->isAcquired && hold->caller.HasFinished()) {
+      try {
+        Finish(hold);
+        Say("letIn", "gets", *hold);
+      } catch (const std::bad_alloc&) {
+        // It failed before the thread waited, and the command that asked has failed too.
+      }
+    }
     hold = next;
   }
-}
-
-void CallerLocks::FinishWaiting(Place asked) {
-  try {
-    Finish(asked);
-  } catch (const std::bad_alloc&) {
-    return;  // it failed before the thread waited, and the command that asked has failed too
-  }
-  Say("letIn", "gets", *asked);
 }
 
 // Prints what the caller does with a lock. `state` is given if the lock is not free.
@@ -335,28 +332,25 @@ void CallerLocks::SayDeadlocks() {
     incidents.swap(incidents_);
   }
   for (const LockIncident& incident : incidents) {
-    shell_.Say([&] { return DeadlockInWords(incident.steps); },
-               [&] { return DeadlockInJson(incident.steps); });
+    const auto words = [&] {
+      std::string text = "deadlock: ";
+      for (const auto& [wait, blocker] : incident.steps) {
+        text += UserOf(wait).name + " waits for " + LockInWords(wait.mode, NameOf(wait.lock)) +
+                LockState{{UserOf(blocker)}, {}}.InTheWay() + "; ";
+      }
+      const std::string last = UserOf(incident.steps.front().wait).name;
+      return text + CommandText(last, {"release"}) + " ends it";
+    };
+    shell_.Say(words, [&]() -> Json {
+      Json steps = Json::array();
+      for (const auto& [wait, blocker] : incident.steps) {
+        steps.push_back(UserInJson(UserOf(wait)));
+        steps.back()["dataset"] = NameOf(wait.lock);
+        steps.back()["holder"] = UserInJson(UserOf(blocker));
+      }
+      return {{"event", "deadlock"}, {"steps", steps}};
+    });
   }
-}
-
-std::string CallerLocks::DeadlockInWords(const std::vector<LockIncident::Step>& steps) const {
-  std::string words = "deadlock: ";
-  for (const auto& [wait, blocker] : steps) {
-    words += UserOf(wait).name + " waits for " + LockInWords(wait.mode, NameOf(wait.lock)) +
-             LockState{{UserOf(blocker)}, {}}.InTheWay() + "; ";
-  }
-  return words + CommandText(UserOf(steps.front().wait).name, {"release"}) + " ends it";
-}
-
-Json CallerLocks::DeadlockInJson(const std::vector<LockIncident::Step>& steps) const {
-  Json json = Json::array();
-  for (const auto& [wait, blocker] : steps) {
-    json.push_back(UserInJson(UserOf(wait)));
-    json.back()["dataset"] = NameOf(wait.lock);
-    json.back()["holder"] = UserInJson(UserOf(blocker));
-  }
-  return {{"event", "deadlock"}, {"steps", json}};
 }
 
 // ---------------------------------------------------------------------------------------------

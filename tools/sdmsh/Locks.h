@@ -173,7 +173,6 @@ class CallerLocks {
 
   Place Start(Caller& caller, const DatasetPtr& dataset, LockMode mode, bool tryOnly = false);
   void Finish(Place asked);
-  void FinishWaiting(Place asked);
   const Hold* Asked(const Caller& caller) const;
   void RefuseWaiting(const Caller& caller) const;
   bool IsShownWaiting(const Hold& asked) const;
@@ -185,8 +184,6 @@ class CallerLocks {
            const std::string& more = "");
   void SayNotified(const Caller& caller, const OpenDataset& dataset, int passCountBefore);
   void SayDeadlocks();
-  std::string DeadlockInWords(const std::vector<LockIncident::Step>& steps) const;
-  Json DeadlockInJson(const std::vector<LockIncident::Step>& steps) const;
   const Caller* CallerOf(const LockReport::Entry& entry) const;
   LockUser UserOf(const LockReport::Entry& entry) const;
   std::string NameOf(const LockReport::Lock& lock) const;

@@ -18,12 +18,6 @@ namespace {
 // Every severity except that of an error is a warning.
 constexpr std::int8_t kWarning = 2;
 
-Json EventInJson(const char* event, const Call& call) {
-  Json json = {{"event", event}, {"caller", call.caller.Name()}};
-  if (call.dataset != nullptr) json["dataset"] = call.dataset->Name();
-  return json;
-}
-
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -81,19 +75,18 @@ std::string RegistryObserver::HandleOf(LocallyUniqueID id) const {
 Action Observe(Call& call) {
   return [&call] {
     call.dataset->Observe(call.caller.Name());
-    call.shell.Say(call.caller.Name() + " observes " + call.dataset->Name(),
-                   [&] { return EventInJson("observes", call); });
+    call.Say("observes", call.caller.Name() + " observes " + call.dataset->Name());
   };
 }
 
 Action Unobserve(Call& call) {
   return [&call] {
-    if (!call.dataset->IsObservedBy(call.caller.Name())) {
-      throw CommandError(call.caller.Name() + " does not observe " + call.dataset->Name());
+    const std::string& caller = call.caller.Name();
+    if (!call.dataset->IsObservedBy(caller)) {
+      throw CommandError(caller + " does not observe " + call.dataset->Name());
     }
-    call.dataset->Unobserve(call.caller.Name());
-    call.shell.Say(call.caller.Name() + " no longer observes " + call.dataset->Name(),
-                   [&] { return EventInJson("observesNoLonger", call); });
+    call.dataset->Unobserve(caller);
+    call.Say("observesNoLonger", caller + " no longer observes " + call.dataset->Name());
   };
 }
 
@@ -109,7 +102,7 @@ Action WatchRegistry(Call& call) {
     const auto [watch, isNew] =
         call.shell.Watches().try_emplace(caller, registry, call.shell.Out(), caller);
     if (!isNew) registry.Register(watch->second);  // from now on, it is notified last
-    call.shell.Say(caller + " watches the registry", [&] { return EventInJson("watches", call); });
+    call.Say("watches", caller + " watches the registry");
   };
 }
 
@@ -120,8 +113,7 @@ Action UnwatchRegistry(Call& call) {
     if (call.shell.Watches().erase(caller) == 0) {
       throw CommandError(caller + " does not watch the registry");
     }
-    call.shell.Say(caller + " no longer watches the registry",
-                   [&] { return EventInJson("watchesNoLonger", call); });
+    call.Say("watchesNoLonger", caller + " no longer watches the registry");
   };
 }
 
@@ -130,11 +122,11 @@ Action BindClient(Call& call) {
   return [=, &call](SvrDMWriteableDataSource&) {
     const std::string dataset = call.dataset->Name();
     call.dataset->BindClient(client);
-    call.shell.Say(
-        client.empty() ? dataset + " has no client" : client + " is the client of " + dataset,
-        [&]() -> Json {
-          return {{"event", "client"}, {"caller", TextOrNull(client)}, {"dataset", dataset}};
-        });
+    call.Say("client",
+             client.empty() ? dataset + " has no client" : client + " is the client of " + dataset,
+             [&] {
+               return Json{{"caller", TextOrNull(client)}};
+             });
   };
 }
 
@@ -147,12 +139,12 @@ Action ReportError(Call& call) {
     if (call.dataset->ReportCount() > countBefore) return;
     const std::string client = call.dataset->Client();
     const std::string dataset = call.dataset->Name();
-    call.shell.Say(
-        client.empty() ? "  not reported: " + dataset + " has no client"
-                       : "  not reported: warnings on " + dataset + " are off",
-        [&]() -> Json {
-          return {{"event", "notReported"}, {"caller", TextOrNull(client)}, {"dataset", dataset}};
-        });
+    call.Say("notReported",
+             client.empty() ? "  not reported: " + dataset + " has no client"
+                            : "  not reported: warnings on " + dataset + " are off",
+             [&] {
+               return Json{{"caller", TextOrNull(client)}};
+             });
   };
 }
 

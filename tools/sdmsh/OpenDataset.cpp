@@ -32,48 +32,32 @@ void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer)
 
 void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
   const std::vector<DataSetMsg*>& messages = writer.GetNotifications();
+  pass_.reserve(messages.size());  // so that a message is applied and kept, or neither
   while (pass_.size() < messages.size()) {
     const DataSetMsg& message = *messages[pass_.size()];
     const ORVX_DataSource& before = mirror_.Dictionary();
-    Change& change = pass_.emplace_back();
-    try {
-      if (output_.IsJson()) {
-        change.json = ChangeInJson(message, before);
-      } else {
-        change.words = OnOneLine(message.ToString(&before));
-      }
-      mirror_.Apply(message);
-    } catch (...) {
-      pass_.pop_back();
-      throw;
+    Change change;
+    if (output_.IsJson()) {
+      change.json = ChangeInJson(message, before);
+    } else {
+      change.words = OnOneLine(message.ToString(&before));
     }
+    mirror_.Apply(message);
+    pass_.push_back(std::move(change));
   }
 }
 
-// Adds a notice to the output for each message of a pass. The interpreter is notified first and has
-// formatted the messages.
-class OpenDataset::CallerObserver final : public SvrDMDataSetObserver {
- public:
-  CallerObserver(OpenDataset& dataset, std::string caller)
-      : dataset_(dataset), caller_(std::move(caller)) {}
-
-  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
-    for (const ChangeInterpreter::Change& change : dataset_.interpreter_.Pass()) {
-      dataset_.output_.Notice([&] { return "  " + caller_ + ": " + change.words; },
-                              [&] { return InJson(change); });
-    }
+void CallerObserver::OnDataSetChanged(SvrDMWriteableDataSource const*) {
+  for (const ChangeInterpreter::Change& change : dataset_.Interpreter().Pass()) {
+    output_.Notice(
+        [&] { return "  " + caller_ + ": " + change.words; },
+        [&] {
+          Json json = {{"event", "notified"}, {"caller", caller_}, {"dataset", dataset_.Name()}};
+          json.update(change.json);
+          return json;
+        });
   }
-
- private:
-  Json InJson(const ChangeInterpreter::Change& change) const {
-    Json json = {{"event", "notified"}, {"caller", caller_}, {"dataset", dataset_.Name()}};
-    json.update(change.json);
-    return json;
-  }
-
-  OpenDataset& dataset_;
-  const std::string caller_;
-};
+}
 
 // Simulates the channel to a client in another process: encodes a message, and decodes it from the
 // bytes.
@@ -129,7 +113,7 @@ OpenDataset::OpenDataset(SvrDMItemPtr item, Output& output)
 OpenDataset::~OpenDataset() {
   handle_.InitializeErrorMonitor(nullptr);
   handle_.Unregister(interpreter_);
-  for (const auto& [caller, observer] : observerOf_) handle_.Unregister(*observer);
+  for (auto& [caller, observer] : observerOf_) handle_.Unregister(observer);
 }
 
 std::string OpenDataset::Name() const {
@@ -138,11 +122,7 @@ std::string OpenDataset::Name() const {
 }
 
 SvrDMDataSetObserver& OpenDataset::ObserverOf(const std::string& caller) {
-  auto observer = observerOf_.find(caller);
-  if (observer == observerOf_.end()) {
-    observer = observerOf_.emplace(caller, std::make_unique<CallerObserver>(*this, caller)).first;
-  }
-  return *observer->second;
+  return observerOf_.try_emplace(caller, *this, output_, caller).first->second;
 }
 
 void OpenDataset::Observe(const std::string& caller) {

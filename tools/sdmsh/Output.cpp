@@ -19,24 +19,27 @@ constexpr const char* kRed = "\x1B[31m";
 constexpr const char* kPlain = "\x1B[0m";
 constexpr const char* kGap = "  ";
 
-constexpr unsigned char kDelete = 0x7F;
+// A character of a text in UTF-8; a byte that is not UTF-8 counts as a character.
+struct Character {
+  utf8proc_int32_t code = -1;  // negative if it is not UTF-8
+  std::size_t length = 1;      // in bytes
+};
 
-bool IsControl(unsigned char byte) {
-  return byte < ' ' || byte == kDelete;
+Character FirstOf(std::string_view text) {
+  Character first;
+  const auto* const bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+  const auto length =
+      utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(text.size()), &first.code);
+  if (length > 0) first.length = static_cast<std::size_t>(length);
+  return first;
 }
 
-// The control picture as UTF-8: U+2400 to U+241F, and U+2421 for U+007F.
-std::string SignOf(unsigned char control) {
-  const int sign = control == kDelete ? 0x21 : control;
-  return {'\xE2', '\x90', static_cast<char>(0x80 + sign)};
-}
-
-// The length in bytes of the first character of `text` if it is U+0080 to U+009F, U+2028 or U+2029;
-// otherwise 0.
-std::size_t LengthOfUnseen(std::string_view text) {
-  const auto second = static_cast<unsigned char>(text.size() < 2 ? 0 : text[1]);
-  if (text[0] == '\xC2' && second >= 0x80 && second <= 0x9F) return 2;
-  return text.starts_with("\u2028") || text.starts_with("\u2029") ? 3 : 0;
+// The character that replaces a control character; 0 for any other character.
+char32_t SignOf(utf8proc_int32_t code) {
+  if (code == 0x7F) return U'\u2421';
+  if (code >= 0 && code < ' ') return U'\u2400' + static_cast<char32_t>(code);
+  const bool isUnseen = (code >= 0x80 && code <= 0x9F) || code == 0x2028 || code == 0x2029;
+  return isUnseen ? U'\uFFFD' : U'\0';
 }
 
 }  // namespace
@@ -167,12 +170,9 @@ std::string Table::Line(const std::vector<std::string>& row, std::size_t from,
 std::size_t Width(std::string_view text) {
   std::size_t width = 0;
   while (!text.empty()) {
-    const auto* const bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-    utf8proc_int32_t character = 0;
-    const auto length =
-        utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(text.size()), &character);
-    width += length < 1 ? 1 : static_cast<std::size_t>(utf8proc_charwidth(character));
-    text.remove_prefix(length < 1 ? 1 : static_cast<std::size_t>(length));
+    const auto [code, length] = FirstOf(text);
+    width += code < 0 ? 1 : static_cast<std::size_t>(utf8proc_charwidth(code));
+    text.remove_prefix(length);
   }
   return width;
 }
@@ -184,16 +184,15 @@ std::string Padded(const std::string& text, std::size_t width) {
 std::string OnOneLine(std::string_view text) {
   std::string line;
   while (!text.empty()) {
-    const auto byte = static_cast<unsigned char>(text.front());
-    const std::size_t unseen = LengthOfUnseen(text);
-    if (unseen > 0) {
-      line += "\uFFFD";
-    } else if (IsControl(byte)) {
-      line += SignOf(byte);
+    const auto [code, length] = FirstOf(text);
+    if (const char32_t sign = SignOf(code); sign != 0) {
+      utf8proc_uint8_t bytes[4];
+      const auto count = utf8proc_encode_char(static_cast<utf8proc_int32_t>(sign), bytes);
+      line.append(bytes, bytes + count);
     } else {
-      line += text.front();
+      line += text.substr(0, length);
     }
-    text.remove_prefix(unseen > 0 ? unseen : 1);
+    text.remove_prefix(length);
   }
   return line;
 }

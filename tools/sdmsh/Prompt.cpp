@@ -5,7 +5,6 @@
 #include "Arguments.h"
 #include "CommandError.h"
 #include "Completion.h"
-#include "Interrupt.h"
 #include "Shell.h"
 
 #include <histedit.h>

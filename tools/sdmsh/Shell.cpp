@@ -6,7 +6,6 @@
 #include "CommandError.h"
 #include "Variables.h"
 
-#include <liborvxdemg/ErrorMsg.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 #include <algorithm>
@@ -96,31 +95,18 @@ void Shell::Perform(Call& call, const Action& action) {
 
 DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const {
   const auto id = ParseID(nameOrID);
-  return id ? FindByID(caller, *id) : FindByName(caller, nameOrID);
-}
-
-DatasetPtr Shell::FindByID(const Caller& caller, LocallyUniqueID id) const {
-  try {
-    return Known(registry_.GetDataSet(id)->ID());
-  } catch (const ErrorMsg&) {  // not in the registry
-    const Hold* const hold =
-        locks_.FindLast(caller, [&](const Hold& each) { return each.dataset->ID() == id; });
-    if (hold != nullptr) return hold->dataset;
-    throw CommandError(id.ToString() + ": " + ExceptionInWords());
-  }
-}
-
-DatasetPtr Shell::FindByName(const Caller& caller, const std::string& name) const {
-  if (!name.empty()) {
-    const SvrDMItemPtr item = registry_.GetDataSet(name);
-    if (item.IsValid()) return Known(item->ID());
-    const Hold* const hold = locks_.FindLast(
-        caller, [&](const Hold& each) { return SameName(each.dataset->Name(), name); });
-    if (hold != nullptr) return hold->dataset;
-  }
+  const auto isMeant = [&](const DatasetPtr& dataset) {
+    return id ? dataset->ID() == *id : SameName(dataset->Name(), nameOrID);
+  };
+  const auto open = std::ranges::find_if(datasets_, isMeant);
+  if (open != datasets_.end()) return *open;
+  const Hold* const hold =
+      locks_.FindLast(caller, [&](const Hold& each) { return isMeant(each.dataset); });
+  if (hold != nullptr) return hold->dataset;
+  if (id) throw CommandError(id->ToString() + ": no dataset has this identifier (error 2001)");
   std::vector<std::string> names;
   for (const DatasetPtr& dataset : datasets_) names.push_back(dataset->Name());
-  throw CommandError("no dataset is called \"" + name + "\"" + DidYouMean(name, names));
+  throw CommandError("no dataset is called \"" + nameOrID + "\"" + DidYouMean(nameOrID, names));
 }
 
 void Shell::RefuseName(const std::string& name, const OpenDataset* renamed) const {
@@ -129,32 +115,10 @@ void Shell::RefuseName(const std::string& name, const OpenDataset* renamed) cons
     throw CommandError("a dataset cannot be called \"" + name +
                        "\": that reads like an identifier");
   }
-  const SvrDMItemPtr item = registry_.GetDataSet(name);
-  if (item.IsValid() && (renamed == nullptr || item->ID() != renamed->ID())) {
-    throw CommandError("there is a dataset called \"" + item->Handle() + "\" already");
+  for (const DatasetPtr& dataset : datasets_) {
+    if (dataset.get() == renamed || !SameName(dataset->Name(), name)) continue;
+    throw CommandError("there is a dataset called \"" + dataset->Name() + "\" already");
   }
-}
-
-std::vector<DatasetPtr> Shell::Datasets() const {
-  std::vector<DatasetPtr> datasets;
-  for (const SvrDMDataset& handle : registry_.GetAllDatasets()) {
-    datasets.push_back(Known(handle.GetDataSetID()));
-  }
-  return datasets;
-}
-
-bool Shell::IsClosed(const OpenDataset& dataset) const {
-  return std::none_of(datasets_.begin(), datasets_.end(),
-                      [&](const DatasetPtr& known) { return known.get() == &dataset; });
-}
-
-DatasetPtr Shell::Known(LocallyUniqueID id) const {
-  const auto found = std::find_if(datasets_.begin(), datasets_.end(),
-                                  [id](const DatasetPtr& dataset) { return dataset->ID() == id; });
-  if (found == datasets_.end()) {
-    throw CommandError("dataset " + id.ToString() + " was not opened by this shell");
-  }
-  return *found;
 }
 
 DatasetPtr Shell::Open(std::unique_ptr<ORVX_DataSource> source, const std::string& file,
@@ -191,9 +155,12 @@ void Shell::Hide(const std::vector<std::string>& names) {
   hidden_ = std::move(hidden);
 }
 
-void Shell::Close(const OpenDataset& dataset) {
-  registry_.Delete(dataset.ID());
-  std::erase_if(datasets_, [&](const DatasetPtr& known) { return known.get() == &dataset; });
+bool Shell::Close(const DatasetPtr& dataset) {
+  const auto open = std::ranges::find(datasets_, dataset);
+  if (open == datasets_.end()) return false;
+  registry_.Delete(dataset->ID());
+  datasets_.erase(open);
+  return true;
 }
 
 bool Shell::CloseDown(const std::string& file) {
@@ -204,7 +171,7 @@ bool Shell::CloseDown(const std::string& file) {
   });
   output_.SayNotices();
   if (output_.TakeLoss()) throw std::bad_alloc();
-  return good && IsHeard();
+  return good && output_.ReachesItsReader();
 }
 
 }  // namespace sdmsh

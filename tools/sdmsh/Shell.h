@@ -88,14 +88,11 @@ class Shell {
   // holds a lock; if several match, the one that `caller` locked last. Throws CommandError if there
   // is no such dataset.
   DatasetPtr Find(const Caller& caller, const std::string& nameOrID) const;
-  // Whether the dataset was closed. A closed dataset exists while callers hold its lock or wait for
-  // it.
-  bool IsClosed(const OpenDataset& dataset) const;
   // Throws CommandError if a dataset cannot have this name: if it is empty, reads like an
   // identifier, or belongs to a dataset other than `renamed`, which may be null.
   void RefuseName(const std::string& name, const OpenDataset* renamed) const;
-  // In the order of the registry.
-  std::vector<DatasetPtr> Datasets() const;
+  // The open datasets, in the order of the registry.
+  const std::vector<DatasetPtr>& Datasets() const { return datasets_; }
 
   // Opens a dataset over the source, which may be null. If the running command fails later, the
   // shell deletes the dataset.
@@ -105,8 +102,9 @@ class Shell {
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
   // Hides the variables with these names, and no others, in datasets that are opened later.
   void Hide(const std::vector<std::string>& names);
-  // Deletes the dataset from the registry. The dataset must not be closed already.
-  void Close(const OpenDataset& dataset);
+  // Deletes the dataset from the registry. It exists while callers hold its lock or wait for it.
+  // Returns false if it was closed already.
+  bool Close(const DatasetPtr& dataset);
 
   // After `quit`.
   bool IsOver() const { return over_; }
@@ -120,9 +118,6 @@ class Shell {
   bool IsStuck() const { return locks_.IsStuck(); }
 
  private:
-  DatasetPtr FindByID(const Caller& caller, LocallyUniqueID id) const;
-  DatasetPtr FindByName(const Caller& caller, const std::string& name) const;
-  DatasetPtr Known(LocallyUniqueID id) const;
   void Run(const std::string& caller, const std::vector<std::string>& words);
   void Perform(Call& call, const Action& action);
   void DropNew();

@@ -1,6 +1,6 @@
 #include "Sources.h"
 
-#include "Interrupt.h"
+#include "CommandError.h"
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/ObsIterator.h>

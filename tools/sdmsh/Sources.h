@@ -27,7 +27,7 @@ class BlankCases final : public ORVX_DataSource {
   BlankCases(const ORVX_DataSource& dictionary, long long rowCount);
 
   // The caller owns the iterator, and the iterator borrows `area`. Its Next() throws CommandError
-  // after ctrl-C, see Interrupt.h.
+  // after ctrl-C, see CommandError.h.
   ObsIterator* MakeIterator(OBS* area) const override;
   long long RowCount() const override { return rowCount_; }
 

@@ -1,6 +1,6 @@
 // sdmsh: runs commands on datasets from a prompt, a pipe or a script.
 
-#include "Interrupt.h"
+#include "CommandError.h"
 #include "Output.h"
 #include "Prompt.h"
 #include "Shell.h"
