@@ -8,12 +8,16 @@
 #include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Ratio.h"
@@ -116,5 +120,88 @@ void RowsProjected(benchmark::State& state) {
   MeasureRows(state, source, table, "of_its_source");
 }
 BENCHMARK(RowsProjected)->Arg(10)->Arg(100);
+
+double SumOf(const std::vector<OBS>& row) {
+  double sum = 0;
+  for (const OBS& cell : row) sum += cell.number;
+  return sum;
+}
+
+double SumOfCells(const ORVX_DataSource& source) {
+  std::vector<OBS> row(static_cast<std::size_t>(source.GetObsAreaSize()));
+  const std::unique_ptr<ObsIterator> rows(source.MakeIterator(row.data()));
+  double sum = 0;
+  while (rows->Next()) sum += SumOf(row);
+  return sum;
+}
+
+// A saved file of numbers with 10,000 rows, opened, and the same numbers row by row.
+class NumbersInAFile {
+ public:
+  explicit NumbersInAFile(int variables) : width_(static_cast<std::size_t>(variables)) {
+    std::ofstream file(path_);
+    for (int i = 0; i < variables; ++i) file << (i > 0 ? "," : "") << "answer" << i;
+    for (int row = 0; row < 10'000; ++row) {
+      file << '\n';
+      for (int i = 0; i < variables; ++i) {
+        const int number = row % 7 + i;
+        file << (i > 0 ? "," : "") << number;
+        cells_.push_back(OBS{static_cast<double>(number)});
+      }
+    }
+    file.close();
+    source_ = SystemFileDataSource::Open(path_);
+  }
+  ~NumbersInAFile() { std::filesystem::remove(path_); }
+
+  std::unique_ptr<SystemFileDataSource> TakeSource() { return std::move(source_); }
+
+  // The peer: copies each row out of the vector, as an iterator does.
+  double SumOfCells() const {
+    std::vector<OBS> row(width_);
+    double sum = 0;
+    for (const OBS* next = cells_.data(); next != cells_.data() + cells_.size(); next += width_) {
+      std::copy_n(next, width_, row.data());
+      sum += SumOf(row);
+    }
+    return sum;
+  }
+
+ private:
+  const std::string path_ = std::filesystem::temp_directory_path() / "clone_bench.csv";
+  const std::size_t width_;
+  std::vector<OBS> cells_;
+  std::unique_ptr<SystemFileDataSource> source_;
+};
+
+void MeasureBesideAScan(benchmark::State& state, const NumbersInAFile& numbers,
+                        const ORVX_DataSource& source) {
+  if (SumOfCells(source) != numbers.SumOfCells()) state.SkipWithError("The sums differ");
+  const auto run = [&] { benchmark::DoNotOptimize(SumOfCells(source)); };
+  for (auto _ : state) run();
+  state.SetItemsProcessed(state.iterations() * 10'000);
+  state.counters["of_vector_scan"] =
+      Ratio(run, [&] { benchmark::DoNotOptimize(numbers.SumOfCells()); });
+}
+
+void RowsOfAFile(benchmark::State& state) {
+  NumbersInAFile numbers(static_cast<int>(state.range(0)));
+  MeasureBesideAScan(state, numbers, *numbers.TakeSource());
+}
+BENCHMARK(RowsOfAFile)->Arg(10)->Arg(100);
+
+void RowsOfACloneOfAFile(benchmark::State& state) {
+  NumbersInAFile numbers(static_cast<int>(state.range(0)));
+  MeasureBesideAScan(state, numbers, *SvrDMCloneDataSource::Adopt(numbers.TakeSource()));
+}
+BENCHMARK(RowsOfACloneOfAFile)->Arg(10)->Arg(100);
+
+// Selects all cases, by the second variable.
+void RowsOfAFilterOfAFile(benchmark::State& state) {
+  NumbersInAFile numbers(static_cast<int>(state.range(0)));
+  const auto file = numbers.TakeSource();
+  MeasureBesideAScan(state, numbers, FilteredDataSource(file.get(), file->GetVariable(1).GetID()));
+}
+BENCHMARK(RowsOfAFilterOfAFile)->Arg(10)->Arg(100);
 
 }  // namespace
