@@ -1,13 +1,15 @@
 // The cost of encoding and decoding a bootstrap specification with long lists.
 //
 // The peer copies the same number of bytes into a new string, or from a string into a new buffer.
-// The time is reported as a multiple of the peer's time (of_memcpy), measured alternately.
+// The time is reported as a multiple of the peer's time (of_memcpy), measured alternately; also as
+// a multiple of the times of other libraries (SerialisationPeers.h) for the same lists.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -17,6 +19,7 @@
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
 #include "Ratio.h"
+#include "SerialisationPeers.h"
 
 namespace {
 
@@ -73,6 +76,38 @@ void CopyToNewBuffer(const char* bytes, std::size_t size) {
   benchmark::DoNotOptimize(copy.get());
 }
 
+PlainLists ListsOf(const SvrBootstrapSpecs& specs) {
+  PlainLists lists(specs.GetStrataVarList(), specs.GetDependVarList(), specs.GetInputVarList(),
+                   specs.SplitEnds(), {}, {});
+  for (const auto& [mean, count] : specs.CaseStats()) {
+    std::get<4>(lists).push_back(mean);
+    std::get<5>(lists).push_back(count);
+  }
+  return lists;
+}
+
+// Reports the time of `operation` as a multiple of the times of other libraries, for which
+// `operationOf` returns the same operation.
+template <class Operation, class OperationOf>
+void CompareWithLibraries(benchmark::State& state, const SvrBootstrapSpecs& specs,
+                          Operation operation, OperationOf operationOf) {
+  const PlainLists lists = ListsOf(specs);
+  const auto compare = [&]<class Peer>(Peer peer) {
+    if (Peer::Decode(Peer::Encode(lists)) != lists) state.SkipWithError("A peer loses data");
+    state.counters[Peer::kName] = Ratio(operation, operationOf(peer, lists));
+  };
+  static_cast<void>(compare);
+#ifdef SDM_HAS_CEREAL
+  compare(Cereal());
+#endif
+#ifdef SDM_HAS_MSGPACK
+  compare(MessagePack());
+#endif
+#ifdef SDM_HAS_FLATBUFFERS
+  compare(FlatBuffers());
+#endif
+}
+
 void Encode(benchmark::State& state) {
   const SvrBootstrapSpecs specs = LongSpecs(static_cast<int>(state.range(0)));
   const std::string bytes = Encoded(specs);
@@ -81,6 +116,9 @@ void Encode(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
   state.counters["of_memcpy"] =
       Ratio(encode, [&bytes] { CopyToNewBuffer(bytes.data(), bytes.size()); });
+  CompareWithLibraries(state, specs, encode, []<class Peer>(Peer, const PlainLists& lists) {
+    return [&lists] { benchmark::DoNotOptimize(Peer::Encode(lists)); };
+  });
 }
 BENCHMARK(Encode)->Arg(100)->Arg(10'000)->Arg(100'000);
 
@@ -94,6 +132,12 @@ void Decode(benchmark::State& state, const std::string& bytes) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
   state.counters["of_memcpy"] =
       Ratio(decode, [&bytes] { CopyToNewBuffer(bytes.data(), bytes.size()); });
+  const SvrBootstrapSpecs specs = LongSpecs(static_cast<int>(state.range(0)));
+  CompareWithLibraries(state, specs, decode, []<class Peer>(Peer, const PlainLists& lists) {
+    return [bytesOfPeer = Peer::Encode(lists)] {
+      benchmark::DoNotOptimize(Peer::Decode(bytesOfPeer));
+    };
+  });
 }
 void DecodeNative(benchmark::State& state) {
   Decode(state, Encoded(LongSpecs(static_cast<int>(state.range(0)))));
