@@ -52,6 +52,6 @@ void ReleaseWriterThatChangedNothing(benchmark::State& state) {
   state.counters["allocations"] = static_cast<double>(allocated);
   state.counters["of_plain_vectors"] = RatioToPlainVectors(dataset);
 }
-BENCHMARK(ReleaseWriterThatChangedNothing)->Arg(100)->Arg(1'000)->Arg(10'000);
+BENCHMARK(ReleaseWriterThatChangedNothing)->Arg(100)->Arg(1'000)->Arg(10'000)->Arg(100'000);
 
 }  // namespace
