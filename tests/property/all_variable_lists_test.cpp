@@ -9,6 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <iostream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,10 @@ namespace {
 // Set by the build: 6, or 5 with a slow sanitizer.
 constexpr std::size_t kIdentifiers = ALL_VARIABLE_LISTS_IDENTIFIERS;
 static_assert(kIdentifiers <= 6);
+
+// A build without a sanitizer compares every pair of lists. A sanitizer must see each path through
+// the code, but not each pair, so it compares a random third of the lists: a ninth of the pairs.
+constexpr bool kAll = kIdentifiers == 6;
 
 // A list, as the numbers of its identifiers in order.
 using List = std::vector<std::size_t>;
@@ -36,6 +41,14 @@ std::vector<List> AllLists() {
   std::vector<List> lists;
   CollectFrom({}, lists);
   return lists;
+}
+
+// Keeps the empty list, which is the first, and a random choice of the others.
+[[maybe_unused]] void KeepAThird(std::vector<List>& lists) {
+  const unsigned int seed = std::random_device()();
+  std::cout << "seed " << seed << "\n";
+  std::shuffle(lists.begin() + 1, lists.end(), std::mt19937(seed));
+  lists.resize(lists.size() / 3);
 }
 
 // Returns the sum of n! / k! for k from 0 to n.
@@ -144,12 +157,13 @@ class Tour {
 };
 
 void ExpectAllPairsRight(bool redefined) {
-  const std::vector<List> lists = AllLists();
+  std::vector<List> lists = AllLists();
+  EXPECT_EQ(lists.size(), NumberOfLists(kIdentifiers));
+  if (!kAll) KeepAThird(lists);
   Tour tour(lists, redefined);
 
   tour.OverAllPairs();
 
-  EXPECT_EQ(lists.size(), NumberOfLists(kIdentifiers));
   EXPECT_EQ(tour.Pairs(), lists.size() * lists.size());
   std::cout << tour.Pairs() << " pairs of lists over " << kIdentifiers << " identifiers\n";
 }

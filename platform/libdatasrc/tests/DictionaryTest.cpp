@@ -22,11 +22,6 @@ ORVX_Variable Variable(LocallyUniqueID id) {
   return ORVX_Variable(id, std::to_string(id.Serial()));
 }
 
-int FirstPosition(const Model& model, LocallyUniqueID id) {
-  const auto found = std::find(model.begin(), model.end(), id);
-  return found == model.end() ? -1 : static_cast<int>(found - model.begin());
-}
-
 // A dictionary and its expected content, edited in parallel.
 struct Pair {
   std::unique_ptr<ORVX_DataSource> source = std::make_unique<DataFreeDataSource>();
@@ -82,14 +77,22 @@ struct Pair {
 
   void Check(unsigned int serials) const {
     RC_ASSERT(source->ColumnCount() == Size());
-    for (int i = 0; i < Size(); ++i) {
-      RC_ASSERT(source->GetVariable(i).GetID() == model[static_cast<std::size_t>(i)]);
+    std::vector<int> firstPositions(serials, -1);
+    int wrongVariables = 0;
+    for (int i = Size() - 1; i >= 0; --i) {
+      const LocallyUniqueID id = model[static_cast<std::size_t>(i)];
+      if (source->GetVariable(i).GetID() != id) ++wrongVariables;
+      firstPositions[id.Serial()] = i;
     }
+    RC_ASSERT(wrongVariables == 0);
+    int wrongPositions = 0;
     for (unsigned int serial = 0; serial < serials; ++serial) {
-      RC_ASSERT(source->FindVarIndex(Serial(serial)) == FirstPosition(model, Serial(serial)));
+      if (source->FindVarIndex(Serial(serial)) != firstPositions[serial]) ++wrongPositions;
     }
+    RC_ASSERT(wrongPositions == 0);
     RC_ASSERT(source->GetWeightVariableID() == weight);
-    RC_ASSERT(source->GetWeightVarIndex() == (weight.IsNull() ? -1 : FirstPosition(model, weight)));
+    RC_ASSERT(source->GetWeightVarIndex() ==
+              (weight.IsNull() ? -1 : firstPositions[weight.Serial()]));
   }
 };
 
