@@ -16,15 +16,14 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <functional>
-#include <future>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 class ServerDataManager;
@@ -56,7 +55,7 @@ class Caller {
   // Starts a job on the caller's thread and does not wait for it. The thread must have no job.
   void Start(std::function<void()> job);
   // Waits until the job ends. Throws what the job threw.
-  void Finish() { std::exchange(result_, {}).get(); }
+  void Finish();
   // Whether the job has ended; true if there is none.
   bool HasFinished() const;
 
@@ -65,11 +64,12 @@ class Caller {
 
   const std::string name_;
   const std::string label_;
-  std::future<void> result_;  // valid from Start until Finish
-  std::mutex mutex_;
+  bool isBusy_ = false;  // Start was called, Finish was not
+  mutable std::mutex mutex_;
   std::condition_variable_any changed_;
-  std::packaged_task<void()> job_;  // guarded by mutex_; not valid once the thread has taken it
-  std::jthread thread_;             // must be the last member: the thread uses the others
+  std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
+  std::exception_ptr failure_;  // guarded by mutex_; what the job threw, null if it did not throw
+  std::jthread thread_;         // must be the last member: the thread uses the others
 };
 
 // A lock on a dataset that a caller holds or waits for.
