@@ -255,15 +255,19 @@ class StampedPass {
     if (modified_) source_.SetDirty(true);
     if (typeChanged_) resetClientData = true;
     if (changed_) anyChange = true;
-    for (const int index : settled_) CheckSettled(InView(index) == InSource(index));
+    for (const int index : settled_) {
+      CheckSettled(std::as_const(view_).GetVariable(index) ==
+                   std::as_const(source_).GetVariable(index));
+    }
   }
 
  private:
-  const ORVX_Variable& InView(int position) const {
-    return std::as_const(view_).GetVariable(position);
-  }
-  const ORVX_Variable& InSource(int position) const {
-    return std::as_const(source_).GetVariable(position);
+  // Before MatchVariables. Positions are mostly in the block of the last call.
+  const ORVX_Variable& InView(int position) {
+    const auto offset = static_cast<std::size_t>(position - viewBlock_.first);
+    if (offset < viewBlock_.variables.size()) return viewBlock_.variables[offset];
+    viewBlock_ = view_.BlockAt(position);
+    return viewBlock_.variables[static_cast<std::size_t>(position - viewBlock_.first)];
   }
 
   void QueueMessages() {
@@ -399,6 +403,7 @@ class StampedPass {
   Source& source_;
   SvrDMItem& item_;
   const int viewCount_ = view_.ColumnCount();
+  decltype(std::declval<Source&>().BlockAt(0)) viewBlock_{};
   int next_ = 0;
   PositionSet taken_;
   // The end of a range of view variables, from `next_` on, that are all taken or in the source.
