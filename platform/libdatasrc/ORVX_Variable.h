@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -36,7 +37,24 @@ struct VariableFormat {
 enum class MeasurementLevel : std::uint8_t { Unknown, Nominal, Ordinal, Interval, Ratio };
 
 // One value of a variable: a number, or a string without padding blanks.
-using DataValue = std::variant<double, std::string>;
+struct DataValue : std::variant<double, std::string> {
+  using variant::variant;
+  DataValue() = default;
+  // Copies the string first: libstdc++'s variant is undefined if copying a string throws.
+  DataValue(const DataValue& other) : variant(0.0) {
+    if (const auto* const number = std::get_if<double>(&other)) {
+      emplace<double>(*number);
+    } else {
+      std::string copy = std::get<std::string>(other);
+      emplace<std::string>(std::move(copy));
+    }
+  }
+  DataValue(DataValue&&) = default;
+  DataValue& operator=(DataValue other) noexcept {
+    variant::operator=(std::move(static_cast<variant&>(other)));
+    return *this;
+  }
+};
 
 // Labels by value. A key is never a NaN, which cannot be ordered.
 using ValueLabels = std::map<DataValue, std::string>;

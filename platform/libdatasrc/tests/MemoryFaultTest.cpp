@@ -287,11 +287,11 @@ TEST(MemoryFault, LeavesAVariableUnchanged) {
              }),
       Setter("SetValueLabels",
              [](auto& v) {
-               v.SetValueLabels({{1.0, kLong}, {"x", "two"}});
+               v.SetValueLabels({{1.0, kLong}, {kLong, "two"}});
              }),
       Setter("SetMissingValues",
              [](auto& v) {
-               v.SetMissingValues({{9.0, "none"}});
+               v.SetMissingValues({{9.0, kLong}});
              }),
       Setter("SetMeasurementLevel",
              [](auto& v) { v.SetMeasurementLevel(MeasurementLevel::Ratio); }),
