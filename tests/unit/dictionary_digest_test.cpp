@@ -178,12 +178,12 @@ TEST(DictionaryDigest, IsRightAfterEveryEdit) {
   const auto source = ManyVariables(600);
   DataFreeDataSource snapshot;
   const auto anyPosition = [&] {
-    return static_cast<int>(random() % static_cast<unsigned int>(source->ColumnCount()));
+    return static_cast<int>(random() % static_cast<unsigned long>(source->ColumnCount()));
   };
   for (int round = 0; round < kRounds; ++round) {
     const int position = anyPosition();
     ORVX_Variable& variable = source->GetVariable(position);
-    const unsigned int edit = random() % 7;
+    const auto edit = static_cast<unsigned int>(random() % 7);
     const auto number = static_cast<unsigned int>(round);
     if (edit == 0) variable.SetLabel(std::to_string(round));
     if (edit == 1) variable.SetID(LocallyUniqueID(3, number));
@@ -195,7 +195,9 @@ TEST(DictionaryDigest, IsRightAfterEveryEdit) {
     if (source->ColumnCount() < 2) source->CopyDictionary(ManyVariables(600).get());
 
     ASSERT_EQ(DigestOf(*source), DigestOfNewVariables(*source)) << round << ", edit " << edit;
-    if (edit == 5) ASSERT_EQ(DigestOf(snapshot), DigestOf(*source)) << round;
+    if (edit == 5) {
+      ASSERT_EQ(DigestOf(snapshot), DigestOf(*source)) << round;
+    }
   }
 }
 
