@@ -145,7 +145,7 @@ class KeyTable {
     return *place;
   }
 
-  // The pointer to the entry.
+  // The pointer in the parent, the bucket or the previous root that points to the entry.
   IndexEntry*& PlaceOf(const IndexEntry& entry) const {
     const IndexLink& link = entry.*Match::kLink;
     if (link.parent != nullptr) {

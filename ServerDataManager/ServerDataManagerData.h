@@ -38,7 +38,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
   LocallyUniqueID AddNew(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                          const std::string& password, bool passwordFlag, bool quiet);
 
-  // Deletes the first item with the given identifier, then calls Add with it. Takes the lock.
+  // Deletes the first item with the identifier, if any, then adds a new item with this identifier.
+  // Takes the lock.
   void Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet, LocallyUniqueID id,
                unsigned int caseSequence);
 

@@ -142,8 +142,8 @@ class SDM_EXPORT SvrDMDataset {
   // --- Saved file and creation time ---
 
   // Lock opens the file GetFileName() for reading and denies writing to other programs if the file
-  // system supports it; it first closes a file that is open under another name. Unlock closes the
-  // file. Fails silently if the file cannot be opened.
+  // system supports it; it first closes a file that is open under another name, and fails silently
+  // if it cannot open the file. Unlock closes the file.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();

@@ -248,8 +248,8 @@ class StampedPass {
       QueueMessages();
       view_.MatchVariables(source_);
     });
-    // Moving a variable by inserting a copy and deleting the original, as StepwisePass does, drops
-    // it from weight, filter and split.
+    // StepwisePass moves a variable by inserting a copy and deleting the original, which drops the
+    // variable from weight, filter and split. Both passes must have the same result.
     for (const LocallyUniqueID id : moved_) view_.DropUses(id);
     // Sets the flag of the source, not of the view: a changed definition is an unsaved change.
     if (modified_) source_.SetDirty(true);

@@ -170,7 +170,7 @@ void ServerDataManager::Data::Delete(SvrDMItemPtr item) {
   }
   std::unique_ptr<IndexEntry> removed;  // deleted without the leaf lock
   const LeafLock held;
-  // An observer may have deleted the item already.
+  // Null if an observer has removed the item from the list already.
   removed = Index().Remove(*item);
 }
 

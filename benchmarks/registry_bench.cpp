@@ -111,7 +111,8 @@ double ThreadSeconds() {
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-// Returns the mean time of `measured`. `restore` makes the number of datasets what it was.
+// Returns the mean time of one call of `measured`. Each call of `restore`, which is not timed,
+// undoes one of them.
 template <class Operation, class Restoration>
 double SecondsInABatch(Datasets& datasets, Operation measured, Restoration restore) {
   const double start = ThreadSeconds();

@@ -1,5 +1,5 @@
-// The digest of a dictionary is the hash of its encoded property messages and of the hash of its
-// list of variables, which the data source caches.
+// The digest of a dictionary hashes two things: the hash of the list of variables, which the data
+// source caches, and the encoded property messages.
 
 #include <client/DictionaryDigest.h>
 

@@ -23,8 +23,8 @@ class ORVX_DataSource;
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
-  // Creates an iterator of `source`, and does not use the source again itself. Throws
-  // std::invalid_argument if the length of the rows differs from the dictionary of RowLayout().
+  // Creates an iterator of `source`. Only that iterator uses the source again. Throws
+  // std::invalid_argument if GetObsAreaSize() is not the length of a row of RowLayout().
   explicit CaseReader(const ORVX_DataSource& source);
   CaseReader(const CaseReader&) = delete;
   CaseReader& operator=(const CaseReader&) = delete;

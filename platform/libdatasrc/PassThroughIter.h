@@ -19,8 +19,8 @@ class ORVX_DataSource;
 // Threads: as for ObsIterator.
 class SDM_EXPORT PassThroughIter : public ObsIterator {
  public:
-  // Reads the cases of the current parent of `source`, which is not null; no rows without a parent.
-  // Borrows `area`.
+  // Reads the cases of the parent that `source` has now; without a parent there are no rows.
+  // `source` is not null. Borrows `area`.
   //
   // Without a projector, rows have the parent's layout and `area` holds its GetObsAreaSize() cells.
   // With a projector, rows are projected and `area` holds GetToAreaSize() cells. Throws

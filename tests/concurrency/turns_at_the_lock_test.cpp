@@ -63,7 +63,7 @@ TEST_F(TurnsAtTheLock, AReaderWaitsForTheWriterAndSeesItsChanges) {
   EXPECT_EQ(seen, "written");
 }
 
-// Two readers hold the lock on separate threads when the writer requests it.
+// Two readers, made on different threads, hold the lock when the writer requests it.
 TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastReader) {
   auto first = Reader();
   std::unique_ptr<SvrDMInputDataSource> second;

@@ -168,7 +168,7 @@ TEST(VariableComparison, LargeDictionariesWithRepeatedIdentifiersConvergeLikeThe
   });
 }
 
-TEST(VariableComparison, AVariableChangedThroughAReferenceFromBeforeThePassIsFound) {
+TEST(VariableComparison, FindsAChangeMadeThroughAnOldReference) {
   ForAll(kRuns / 100, [] {
     Followed followed;
     RandomEdits edits(followed, *rc::gen::arbitrary<unsigned int>());

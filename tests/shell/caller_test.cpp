@@ -42,7 +42,7 @@ TEST(Caller, HasFinishedOnceTheJobHasEnded) {
   EXPECT_TRUE(caller.HasFinished());
 }
 
-TEST(Caller, RunsItsWorkOnTheShellsThreadWhileItsOwnIsBusy) {
+TEST(Caller, RunsAJobOnTheShellsThreadWhileTheCallersThreadIsBusy) {
   Caller caller("recode", "caller 1");
   std::latch go(1);
   caller.Start([&] { go.wait(); });

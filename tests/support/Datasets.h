@@ -1,4 +1,4 @@
-// Datasets for tests: a separate registry, and datasets given by the names of their variables.
+// Adds datasets to a registry and writes to them. The names of its variables describe a dataset.
 //
 // Header-only: it calls the library that the test links.
 

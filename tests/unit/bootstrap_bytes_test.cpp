@@ -415,7 +415,7 @@ void ExpectEveryPrefixRefused(const std::string& bytes, Check::ByteOrder byteOrd
   }
 }
 
-TEST(BootstrapCheck, RejectsEveryPrefixAtTheTruncatedField) {
+TEST(BootstrapCheck, ReportsTheTruncatedFieldOfEveryPrefix) {
   ExpectEveryPrefixRefused(kNative, Native);
   ExpectEveryPrefixRefused(kSwapped, Swapped);
 }

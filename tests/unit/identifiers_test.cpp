@@ -47,7 +47,7 @@ TEST(LocallyUniqueID, DropsSerialBitsAboveTheLow28) {
   EXPECT_EQ(LocallyUniqueID(1, 0xF0000007), LocallyUniqueID(1, 7));
 }
 
-TEST(LocallyUniqueID, IsNullByDefaultWithEveryBitSet) {
+TEST(LocallyUniqueID, DefaultIsNullAndHasEveryBitSet) {
   const LocallyUniqueID none;
 
   EXPECT_TRUE(none.IsNull());

@@ -830,7 +830,7 @@ TEST_F(SavedFile, IsOpenedWhenASourceIsSet) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFile, IsClosedWhenNullIsSetWithoutASource) {
+TEST_F(SavedFile, IsClosedWhenTheSourceStaysNull) {
   SvrDMItem item = Item(nullptr, path_);
 
   item.SetDataSet(nullptr);

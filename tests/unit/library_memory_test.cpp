@@ -49,7 +49,7 @@ const std::string kOther = "another " + kLong;
 
 // --- A registry ---
 
-// A source that counts itself while it lives.
+// `living` is the number of these sources that exist.
 class LivingSource : public DataFreeDataSource {
  public:
   explicit LivingSource(int& living, ORVX_DataSource* parent = nullptr)
@@ -299,7 +299,7 @@ std::string TextOfQueue(const World& world) {
   return std::to_string(world.item->Notifications().size()) + " messages\n" + TextOf(world);
 }
 
-// The queue owns a message in any case. `queued`: messages before the call.
+// AddNotification owns the message even if it throws. `queued`: the number of messages before.
 Operation Queueing(std::size_t queued) {
   return Changes(
       "AddNotification after " + std::to_string(queued),

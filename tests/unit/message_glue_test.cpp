@@ -48,7 +48,7 @@ TEST(MessageGlue, ReturnsTheResultOfTheSerialisationLayer) {
   }
 }
 
-TEST(MessageGlue, PassesObjectVersionSignatureAndSwitch) {
+TEST(MessageGlue, GivesTheSerialisationLayerTheObjectAndItsDescription) {
   Greeting greeting;
   VStream stream;
   static_cast<VSerializable&>(greeting).VSInitSerialization(stream);

@@ -50,7 +50,7 @@ const std::string kLong = "a text that is too long to stand inside a string obje
 
 const LocallyUniqueID kDataset(0, 7);
 
-// A variable whose name and identifier are long texts.
+// The identifier of a variable with a long name.
 const LocallyUniqueID kVariable(15, 200'000'000);
 
 const ORVX_DataSource& Full() {
@@ -76,7 +76,7 @@ std::string TextOf(const std::unique_ptr<Message>& message) {
   return BytesOf(*message);
 }
 
-// What every message can do: it is made, copied, encoded, and decoded with `read`.
+// Adds the operations of every message: making, copying, encoding, and decoding with `read`.
 template <class Make, class Read>
 void AddOperations(const std::string& name, Make make, Read read, std::vector<Operation>& all) {
   const auto message = std::shared_ptr(make());

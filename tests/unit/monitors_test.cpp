@@ -1,4 +1,4 @@
-// The monitors of sets, extensions and attributes, one by one.
+// Each function of Monitors.h for sets, extensions and attributes, alone.
 //
 // Built with the library's objects, because monitors are internal.
 

@@ -134,7 +134,7 @@ TEST_F(View, TheAnchorMayBeADeletedVariable) {
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, AnInsertedVariableNeedsNoModification) {
+TEST_F(View, AnInsertedVariableGetsNoModifyVarMsg) {
   StartWith("A");
   const ORVX_Variable defined = Typed(Labelled(Var("D"), "new"), 8);
   UpdateTo({defined, Var("A")});

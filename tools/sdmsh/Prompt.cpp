@@ -283,7 +283,7 @@ class Terminal {
     return CC_REDISPLAY;
   }
 
-  // Replaces `typed`, the text before the cursor, with `text`.
+  // Replaces `typed`, the last word before the cursor, with `text`.
   void Replace(const std::string& typed, const std::string& text) {
     const auto count =
         std::count_if(typed.begin(), typed.end(), [](char byte) { return (byte & 0xC0) != 0x80; });

@@ -1,5 +1,5 @@
-// Builds the tree from the parse events of nlohmann-json. Events have no positions: they come from
-// an iterator that counts the bytes read.
+// Builds the tree from the parse events of nlohmann-json. An event carries no position, so the
+// parser reads the text through an iterator that counts the bytes.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/JsonText.h>
@@ -68,7 +68,7 @@ class TreeBuilder : public nlohmann::json_sax<json> {
  public:
   TreeBuilder(const std::string& file, const std::string& text) : file_(file), text_(text) {}
 
-  std::size_t read = 0;  // bytes of the text that the library has read
+  std::size_t read = 0;  // bytes of the text that the parser has read
   JsonValue root;
 
   bool null() override { return Store(nullptr); }

@@ -33,7 +33,7 @@ TEST_F(CaseReaderOnAFile, GivesNumbersAndStringsWithoutTrailingBlanks) {
   EXPECT_FALSE(cases.Next());
 }
 
-TEST_F(CaseReaderOnAFile, ReadsRowsWithAnotherLayoutByTheSourcesOwnDictionary) {
+TEST_F(CaseReaderOnAFile, ConvertsRowsToTheSourcesOwnDictionary) {
   PassedOn edited(file.get());
   edited.DeleteVariables(0, 0);
   edited.GetVariable(0).SetType(4);

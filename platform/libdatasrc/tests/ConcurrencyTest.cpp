@@ -30,7 +30,7 @@ TEST(ManyThreads, MakeNewIdentifiersThatDifferAndHaveDomainOne) {
   EXPECT_EQ(all.rbegin()->Domain(), 1U);
 }
 
-TEST(ManyThreads, ChangeCopiesOfOneRecord) {
+TEST(ManyThreads, MayChangeCopiesOfOneRecord) {
   const ORVX_Variable shared(LocallyUniqueID(1, 7), "age");
   std::vector<std::string> names(4);
   std::vector<std::thread> threads;

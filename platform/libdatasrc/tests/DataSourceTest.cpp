@@ -117,7 +117,7 @@ TEST_F(DataSource, InsertsBeforeAPositionAndAtTheEnd) {
   EXPECT_EQ(Names(source), "ZAXBCY");
 }
 
-TEST_F(DataSource, AppendingStoresThePosition) {
+TEST_F(DataSource, AppendingReturnsThePositionInItsArgument) {
   unsigned int position = 99;
   source.MakeVariable(Letter('D'), &position);
 

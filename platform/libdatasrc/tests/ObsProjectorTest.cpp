@@ -87,7 +87,7 @@ TEST(ObsProjector, AnUnknownVariableIsMissing) {
             "1 . 2");
 }
 
-TEST(ObsProjector, ADuplicateIdentifierReadsTheFirstVariable) {
+TEST(ObsProjector, ReadsTheFirstOfTwoVariablesWithTheSameIdentifier) {
   EXPECT_EQ(Projected({{1, 0}, {1, 0}}, Row({{Number(1)}, {Number(2)}}), {{1, 0}, {1, 0}}), "1 1");
 }
 

@@ -1,4 +1,4 @@
-// Requirements of libdatastr: counting, copying, and shareability.
+// Tests of libdatastr: counting, copying, and shareability.
 
 #include <gtest/gtest.h>
 #include <libdatastr/ORVX_RefCntObject.h>

@@ -1,4 +1,4 @@
-// Requirements of change messages: content, visitor and encoding.
+// Tests of change messages: content, visitor and encoding.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -175,7 +175,7 @@ TEST(DataSetMsg, IsClonedCompletely) {
   EXPECT_EQ(BytesOf(*clone), kInsertBytes);
 }
 
-TEST(DataSetMsg, DoesNotCopyItsName) {
+TEST(DataSetMsg, ACopyHasNoName) {
   InsertVarsMsg message = Insert();
   message.SetName("first");
   const InsertVarsMsg copy(message);

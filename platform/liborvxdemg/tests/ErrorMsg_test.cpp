@@ -1,4 +1,4 @@
-// Requirements of ErrorMsg.
+// Tests of ErrorMsg.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>

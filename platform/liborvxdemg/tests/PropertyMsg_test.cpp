@@ -1,4 +1,4 @@
-// Requirements of the messages about properties: content and encoding.
+// Tests of the messages about properties: content and encoding.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

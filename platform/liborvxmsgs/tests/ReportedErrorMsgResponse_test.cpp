@@ -1,4 +1,4 @@
-// Requirements of ReportedErrorMsgResponse.
+// Tests of ReportedErrorMsgResponse.
 
 #include <gtest/gtest.h>
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>

@@ -1,4 +1,4 @@
-// Requirements of ReportedErrorMsg.
+// Tests of ReportedErrorMsg.
 
 #include <gtest/gtest.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>

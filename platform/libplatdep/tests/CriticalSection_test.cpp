@@ -1,4 +1,4 @@
-// Requirements of libplatdep: a recursive lock.
+// Tests of libplatdep: a recursive lock.
 
 #include <gtest/gtest.h>
 #include <libplatdep/CriticalSection.h>

@@ -1,4 +1,4 @@
-// Requirements of libplatdep: opening a file for reading without blocking, and denying writing to
+// Tests of libplatdep: opening a file for reading without blocking, and denying writing to
 // others.
 
 #include <fcntl.h>

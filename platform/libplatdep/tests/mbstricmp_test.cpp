@@ -1,4 +1,4 @@
-// Requirements of libplatdep: case-insensitive comparison.
+// Tests of libplatdep: case-insensitive comparison.
 
 #include <gtest/gtest.h>
 #include <libplatdep/mbstricmp.h>
@@ -23,7 +23,7 @@ bool IsBefore(const std::string& left, const std::string& right) {
   return Compare(left, right) < 0 && Compare(right, left) > 0;
 }
 
-TEST(CaselessCompare, EqualStringsAreEqual) {
+TEST(CaselessCompare, IdenticalStringsCompareEqual) {
   EXPECT_TRUE(AreEqual("", ""));
   EXPECT_TRUE(AreEqual("survey", "survey"));
 }

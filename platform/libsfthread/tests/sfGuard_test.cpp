@@ -1,4 +1,4 @@
-// Requirements of libsfthread: the mutex, and holding it for a scope.
+// Tests of libsfthread: the mutex, and holding it for a scope.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Requirements of libsfthread: the reader/writer lock allocates nothing.
+// Tests of libsfthread: the reader/writer lock allocates nothing.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>

@@ -1,4 +1,4 @@
-// Requirements of libsfthread: the reader/writer lock, and which threads it admits when.
+// Tests of libsfthread: the reader/writer lock, and which threads it admits when.
 //
 // The tests detect from outside that a thread waits: the thread sleeps in the kernel.
 

@@ -1,4 +1,4 @@
-// Requirements of libvserial: signature and version of an object.
+// Tests of libvserial: signature and version of an object.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Requirements of libvserial: the base class of serialisable objects.
+// Tests of libvserial: the base class of serialisable objects.
 
 #include <gtest/gtest.h>
 #include <libvserial/VSerializable.h>

@@ -1,4 +1,4 @@
-// Requirements of libvserial: the encoding of values, and the rejection of invalid bytes.
+// Tests of libvserial: the encoding of values, and the rejection of invalid bytes.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

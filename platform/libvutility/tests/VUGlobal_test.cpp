@@ -1,4 +1,4 @@
-// Requirements of libvutility: allocating and freeing without the global operators.
+// Tests of libvutility: allocating and freeing without the global operators.
 
 #include <gtest/gtest.h>
 #include <libvutility/VUGlobal.h>
