@@ -94,7 +94,8 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
 
   // For observers: storage that the observers of one notification pass share, so that the first can
   // leave its work to the others, such as the encoded messages. Empty for the first observer,
-  // destroyed after the last. Null outside OnDataSetChanged of this dataset.
+  // destroyed after the last. An observer that finds a type of another leaves the value as it is.
+  // Null outside OnDataSetChanged of this dataset.
   // Threads: the thread of the pass.
   std::any* PassData() const;
 

@@ -56,7 +56,8 @@ void FillIn(ChangeFrame& frame, const SvrDMWriteableDataSource& writer) {
   const auto* pass = std::any_cast<EncodedPass>(shared);
   std::any own;
   if (pass == nullptr || pass->messageCount != writer.GetNotifications().size()) {
-    pass = &(shared != nullptr ? *shared : own).emplace<EncodedPass>(Encoded(writer));
+    const bool maySet = shared != nullptr && (pass != nullptr || !shared->has_value());
+    pass = &(maySet ? *shared : own).emplace<EncodedPass>(Encoded(writer));
   }
   frame.messageBytes = pass->messageBytes;
   frame.digest = pass->digest;

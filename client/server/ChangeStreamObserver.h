@@ -36,7 +36,9 @@ class SvrDMInputDataSource;
 // client's own writer: this observer is the originator and is not notified, so the digest differs
 // in the next pass.
 //
-// The streams of a dataset encode and hash a pass once, for all of them.
+// The streams of a dataset encode and hash a pass once, for all of them, unless another observer
+// uses PassData. If an observer changes the data source inside the pass, the streams after it still
+// send the pass as the first stream encoded it; the change is in the next pass.
 //
 // If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
 // inside a pass, so it stays registered, and passes still compare the dictionary for it, until its

@@ -525,6 +525,23 @@ TEST_F(StreamsOfADataset, SendMessagesThatAnObserverBetweenThemQueues) {
   EXPECT_EQ(ReadChangeFrame(secondChannel.frames.back()).Messages().size(), 2U);
 }
 
+TEST_F(StreamsOfADataset, LeaveTheDataOfAnotherObserver) {
+  support::RecordingObserver first;
+  first.reaction = [](SvrDMWriteableDataSource const* writer) {
+    writer->PassData()->emplace<int>(7);
+  };
+  Dataset().Register(first);
+  RegisterAll();
+  int found = 0;
+  between.reaction = [&](SvrDMWriteableDataSource const* writer) {
+    found = std::any_cast<int>(*writer->PassData());
+  };
+  Label("second");
+  EXPECT_EQ(found, 7);
+  EXPECT_EQ(channel.frames.back(), secondChannel.frames.back());
+  Dataset().Unregister(first);
+}
+
 // The pass of the other dataset has its own data.
 TEST_F(StreamsOfADataset, SendTheirOwnPassAfterAPassOfAnotherDatasetInANotice) {
   RegisterAll();

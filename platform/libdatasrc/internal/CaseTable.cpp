@@ -57,12 +57,13 @@ bool CaseIterator::Next() {
 // Returns false after the last row.
 bool CaseIterator::FillBlock() {
   const std::size_t rows = std::min(blockRows_, table_->RowCount() - row_);
+  if (rows == 0) return false;
   WriteNumbers(rows);
   for (const Target& target : others_) WriteOthers(target, rows);
   next_ = block_.data();
   rowsLeft_ = rows;
   row_ += rows;
-  return rows > 0;
+  return true;
 }
 
 // Eight columns at a time: adjacent cells are a cache line, and the hardware reads eight columns

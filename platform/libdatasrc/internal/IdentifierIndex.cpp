@@ -14,9 +14,9 @@ constexpr std::size_t kLeastEntries = 16;
 }  // namespace
 
 void IdentifierIndex::Reserve(std::size_t entries) {
-  if (4 * entries <= 3 * entries_.size()) return;
+  if (8 * entries <= 7 * entries_.size()) return;
   IdentifierIndex larger;
-  const std::size_t size = std::bit_ceil(std::max(4 * entries / 3 + 1, kLeastEntries));
+  const std::size_t size = std::bit_ceil(std::max(8 * entries / 7 + 1, kLeastEntries));
   larger.entries_.resize(size);
   larger.shift_ = static_cast<unsigned int>(32 - std::countr_zero(size));
   for (const Entry& entry : entries_) {

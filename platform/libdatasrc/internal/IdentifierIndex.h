@@ -10,7 +10,7 @@
 
 namespace sdm_internal {
 
-// A hash table with linear probing, at most three quarters full, with one entry per pair of an
+// A hash table with linear probing, at most seven eighths full, with one entry per pair of an
 // identifier and a block. Blocks are named by their slot in the sequence. Reserve allocates ahead,
 // so that Add, called in the middle of an edit, cannot fail. A copy has the same pairs.
 //

@@ -113,7 +113,8 @@ class VariableBlock {
 
 // Positions are not checked. An operation that throws std::bad_alloc has changed nothing.
 //
-// Threads: several readers, or one writer. Const operations change nothing internally.
+// Threads: several readers, or one writer. Const operations change nothing but cached
+// hashes.
 class VariableSequence {
  public:
   // `onRemove` is called with each identifier that leaves the list, because its variable was
