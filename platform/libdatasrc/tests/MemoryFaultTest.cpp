@@ -223,11 +223,11 @@ TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
   }
 }
 
-// With 192 variables, the index of identifiers is full.
+// With 224 variables, the index of identifiers is full.
 TEST(MemoryFault, WhileTheIndexGrowsLeavesTheDictionaryUnchanged) {
-  ExpectSafeWithoutMemory(EditOf(192, [](auto& source) { source.GetVariable(7) = kShared; }));
+  ExpectSafeWithoutMemory(EditOf(224, [](auto& source) { source.GetVariable(7) = kShared; }));
   ExpectSafeWithoutMemory(
-      EditOf(192, [](auto& source) { source.GetVariable(7).SetID(Serial(1000)); }));
+      EditOf(224, [](auto& source) { source.GetVariable(7).SetID(Serial(1000)); }));
 }
 
 struct Followed {
