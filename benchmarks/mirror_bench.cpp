@@ -197,15 +197,18 @@ class Streams {
   std::vector<std::unique_ptr<ChangeStreamObserver>> streams_;
 };
 
-// Measures the release alone; `edit` changes the data source under the writer.
-template <class Edit>
-void ReleaseToStreams(benchmark::State& state, const Edit& edit) {
+// Measures the release alone; `edit` changes the data source under the writer. `restore` changes it
+// back in a release that is not measured.
+template <class Edit, class Restoration>
+void ReleaseToStreams(benchmark::State& state, const Edit& edit, const Restoration& restore) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   const Streams streams(dataset, static_cast<int>(state.range(1)));
   for (auto _ : state) {
     state.PauseTiming();
     std::optional<SvrDMWriteableDataSource> writer(std::in_place, dataset.Item(),
                                                    /*tryOnly=*/false, /*originator=*/nullptr);
+    restore(*writer->GetDataSource());
+    writer->Notify();
     edit(*writer->GetDataSource());
     state.ResumeTiming();
     writer.reset();
@@ -215,26 +218,25 @@ void ReleaseToStreams(benchmark::State& state, const Edit& edit) {
 
 void ReleaseOneLabelToStreams(benchmark::State& state) {
   int turn = 0;
-  ReleaseToStreams(state, [&](ORVX_DataSource& source) {
+  const auto label = [&](ORVX_DataSource& source) {
     source.GetVariable(source.ColumnCount() / 2).SetLabel(std::to_string(++turn));
-  });
+  };
+  ReleaseToStreams(state, label, [](ORVX_DataSource&) {});
 }
 BENCHMARK(ReleaseOneLabelToStreams)->Args({10'000, 100})->Unit(benchmark::kMicrosecond);
 
-// Alternates with inserting them again, which is measured too.
 void ReleaseTheFirst20DeletedToStreams(benchmark::State& state) {
   std::vector<ORVX_Variable> deleted;
-  ReleaseToStreams(state, [&](ORVX_DataSource& source) {
-    if (deleted.empty()) {
-      for (int i = 0; i < 20; ++i) deleted.push_back(source.GetVariable(i));
-      source.DeleteVariables(0, 19);
-    } else {
-      for (int i = 0; i < 20; ++i) {
-        source.InsertVariable(i, deleted[static_cast<std::size_t>(i)]);
-      }
-      deleted.clear();
-    }
-  });
+  const auto deleteFirst = [&](ORVX_DataSource& source) {
+    for (int i = 0; i < 20; ++i) deleted.push_back(source.GetVariable(i));
+    source.DeleteVariables(0, 19);
+  };
+  const auto restore = [&](ORVX_DataSource& source) {
+    int position = 0;
+    for (const ORVX_Variable& variable : deleted) source.InsertVariable(position++, variable);
+    deleted.clear();
+  };
+  ReleaseToStreams(state, deleteFirst, restore);
 }
 BENCHMARK(ReleaseTheFirst20DeletedToStreams)->Args({10'000, 100})->Unit(benchmark::kMicrosecond);
 
