@@ -39,7 +39,7 @@ class Bootstrapping : public ShellTest {
     return found;
   }
 
-  // The specification of survey after the commands, which must succeed.
+  // The bootstrap specification of survey after the commands, which must succeed.
   SvrBootstrapSpecs RecordAfter(const std::string& commands) {
     std::ostringstream out;
     Output output(out, out);
@@ -52,7 +52,7 @@ class Bootstrapping : public ShellTest {
   }
 };
 
-// The members of "specs" in JSON for a specification with all defaults.
+// The members of "specs" in JSON for a bootstrap specification with all defaults.
 constexpr const char* kDefaultsInJson =
     R"({"method":"simple","strata":[],"dependents":[],"inputs":[],"predicted":[],"residuals":[],)"
     R"("splitEnds":[],"caseStats":[],"level":95.0,"interval":"percentile","samples":1000,)"
@@ -159,7 +159,7 @@ TEST_F(Bootstrapping, NoneAmongOtherNamesIsAVariable) {
               ElementsAre(2, 1));
 }
 
-// A specification stores any number, so implausible numbers are accepted.
+// A bootstrap specification stores any number, so implausible numbers are accepted.
 TEST_F(Bootstrapping, ImplausibleNumbersAreAccepted) {
   EXPECT_THAT(Writing("bootstrap survey set level 250\nbootstrap survey set samples -7\n"
                       "bootstrap survey display\n"),
@@ -292,8 +292,8 @@ class SpecsBytes {
   std::string bytes_;
 };
 
-// The 91 bytes of this specification: wild, strata 1, dependents 2 and 0, inputs 7, split ends 3
-// and 4, one case statistic of 0.5 and 6, level 99.5, bca, 20 samples, user-missing values
+// The 91 bytes of this bootstrap specification: wild, strata 1, dependents 2 and 0, inputs 7, split
+// ends 3 and 4, one case statistic of 0.5 and 6, level 99.5, bca, 20 samples, user-missing values
 // included.
 std::string FullSpecs(bool swapped) {
   SpecsBytes bytes(swapped);
@@ -344,8 +344,8 @@ class BootstrapFiles : public Bootstrapping {
     return "bootstrap survey check " + Path(file) + "\n";
   }
 
-  // Sets the specification of FullSpecs except for the inputs, for which a dataset with three
-  // variables has no position 7.
+  // Sets the bootstrap specification of FullSpecs except for the inputs, for which a dataset with
+  // three variables has no position 7.
   static constexpr const char* kSetMost =
       "bootstrap survey set method wild\nbootstrap survey set strata b\n"
       "bootstrap survey set dependents c a\nbootstrap survey set split-ends 3 4\n"

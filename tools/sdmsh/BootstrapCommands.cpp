@@ -44,8 +44,8 @@ std::vector<const char*> Intervals() {
 
 using Specs = SvrBootstrapSpecs;
 
-// Changes one setting of a specification. Finds the positions of variables in the source, which may
-// be null.
+// Changes one setting of a bootstrap specification. Finds the positions of variables in the source,
+// which may be null.
 using Setting = std::function<void(Specs&, const ORVX_DataSource*)>;
 
 template <class Value>
@@ -210,8 +210,7 @@ const char* FindingInJson(Check::Finding finding) {
   return finding == Check::Finding::UnknownVersion ? "unknownVersion" : "listTooLong";
 }
 
-// Decodes a bootstrap specification. Refuses bytes that are incomplete, or that continue after the
-// specification.
+// Decodes a bootstrap specification. Refuses incomplete bytes and trailing bytes.
 std::unique_ptr<Specs> SpecsIn(const std::string& bytes, const std::string& path) {
   const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
   if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingInWords(check));
@@ -262,8 +261,8 @@ std::string TextOf(const Specs& specs) {
   return text;
 }
 
-// Replaces the bootstrap specification of the dataset, and prints that. `specs` is null for none.
-// Prints no words if they are empty. `file` is the file of the specification; empty for none.
+// Replaces the bootstrap specification of the dataset, or removes it if `specs` is null, and prints
+// that. Prints no words if they are empty. `file` is the file that was read; empty for none.
 void Replace(Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs> specs,
              const std::string& words, const std::string& file = "") {
   const Specs* const present = specs.get();
