@@ -20,9 +20,9 @@ using namespace DEMessages;
 namespace {
 
 // Builds messages about one dataset.
-class Telling {
+class MessageBuilder {
  public:
-  Telling(LocallyUniqueID dataset, unsigned int caseSequence)
+  MessageBuilder(LocallyUniqueID dataset, unsigned int caseSequence)
       : dataset_(dataset), caseSequence_(caseSequence) {}
 
   OwnedMessages All() && { return std::move(messages_); }
@@ -32,27 +32,27 @@ class Telling {
     const int count = source.ColumnCount();
     variables.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) variables.push_back(source.GetVariable(i));
-    Tell<InsertVarsMsg>(variables, LocallyUniqueID());
+    Add<InsertVarsMsg>(variables, LocallyUniqueID());
   }
 
   void Properties(const ORVX_DataSource& source) {
-    Tell<FileLabelChangeMsg>(source.GetLabel());
-    Tell<WeightVarMsg>(source.GetWeightVariableID());
-    Tell<FilterVarMsg>(source.GetFilterVariableID());
-    Tell<TrendsInfoMsg>(source.GetTrendsInfo());
+    Add<FileLabelChangeMsg>(source.GetLabel());
+    Add<WeightVarMsg>(source.GetWeightVariableID());
+    Add<FilterVarMsg>(source.GetFilterVariableID());
+    Add<TrendsInfoMsg>(source.GetTrendsInfo());
     Split(source);
     Sets(source, kMRSets, kMRSetsText);
     Sets(source, kMRSets, kMRSetsSecondText);
     Sets(source, kVariableSets, kVariableSetsText);
     OwnExtension(source);
-    Tell<ExtensionsMsg>(TextBlock(kAttributesText, source.GetAttributes().MakeString()));
-    Tell<ResetClientDataMsg>(source.RowCount());
-    Tell<DataSetModifiedMsg>(source.IsDirty());
+    Add<ExtensionsMsg>(TextBlock(kAttributesText, source.GetAttributes().MakeString()));
+    Add<ResetClientDataMsg>(source.RowCount());
+    Add<DataSetModifiedMsg>(source.IsDirty());
   }
 
  private:
   template <class Message, class... Arguments>
-  void Tell(const Arguments&... arguments) {
+  void Add(const Arguments&... arguments) {
     messages_.push_back(std::make_unique<Message>(0, dataset_, caseSequence_, arguments...));
   }
 
@@ -60,21 +60,20 @@ class Telling {
     const unsigned int count = source.GetNSplitVars();
     std::vector<LocallyUniqueID> ids(count);
     for (unsigned int i = 0; i < count; ++i) ids[i] = source.GetSplitVarID(i);
-    Tell<SplitFileMsg>(static_cast<int>(count), ids.data(),
-                       count > 0 && source.GetSplitqSeparate());
+    Add<SplitFileMsg>(static_cast<int>(count), ids.data(), count > 0 && source.GetSplitqSeparate());
   }
 
   void Sets(const ORVX_DataSource& source, VarSetsType which, ORVX_DataSource::ExtensionType type) {
     std::string text;
     MakeExtension(VariableSets(source, which), text, type);
-    Tell<ExtensionsMsg>(TextBlock(type, text));
+    Add<ExtensionsMsg>(TextBlock(type, text));
   }
 
   // Empty extensions are equal regardless of their version.
   void OwnExtension(const ORVX_DataSource& source) {
     const ORVX_DataSource::Extension extension(source, kOwnExtension);
     const bool empty = extension.Impl()->GetLength() == 0;
-    Tell<ExtensionsMsg>(empty ? TextBlock(kOwnExtension, "") : extension.Impl());
+    Add<ExtensionsMsg>(empty ? TextBlock(kOwnExtension, "") : extension.Impl());
   }
 
   const LocallyUniqueID dataset_;
@@ -86,15 +85,15 @@ class Telling {
 
 OwnedMessages DictionaryMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                  unsigned int caseSequence) {
-  Telling telling(dataset, caseSequence);
-  telling.Variables(source);
-  telling.Properties(source);
-  return std::move(telling).All();
+  MessageBuilder builder(dataset, caseSequence);
+  builder.Variables(source);
+  builder.Properties(source);
+  return std::move(builder).All();
 }
 
 OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                unsigned int caseSequence) {
-  Telling telling(dataset, caseSequence);
-  telling.Properties(source);
-  return std::move(telling).All();
+  MessageBuilder builder(dataset, caseSequence);
+  builder.Properties(source);
+  return std::move(builder).All();
 }

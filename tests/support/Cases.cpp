@@ -17,7 +17,7 @@ long CellsOf(const ORVX_Variable& variable) {
   return variable.GetType() == 0 ? 1 : (variable.GetType() + 7) / 8;
 }
 
-std::string InWords(const ORVX_DataSource& layout, const OBS* row) {
+std::string ToText(const ORVX_DataSource& layout, const OBS* row) {
   std::ostringstream text;
   text.precision(std::numeric_limits<double>::max_digits10);
   for (int position = 0; position < layout.ColumnCount(); ++position) {
@@ -53,7 +53,7 @@ void ForEachRow(const ORVX_DataSource& source, const std::function<void(const OB
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source) {
   std::vector<std::string> rows;
-  ForEachRow(source, [&](const OBS* row) { rows.push_back(InWords(layout, row)); });
+  ForEachRow(source, [&](const OBS* row) { rows.push_back(ToText(layout, row)); });
   return rows;
 }
 
@@ -68,7 +68,7 @@ std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::str
   std::vector<std::string> rows;
   ForEachRow(source, [&](const OBS* row) {
     const double number = row[cell].number;
-    if (number != 0 && !std::isnan(number)) rows.push_back(InWords(source, row));
+    if (number != 0 && !std::isnan(number)) rows.push_back(ToText(source, row));
   });
   return rows;
 }

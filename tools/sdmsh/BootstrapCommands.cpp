@@ -192,12 +192,12 @@ void RefuseOtherContent(const std::string& path) {
   Refuse(path, "not a bootstrap specification, and not replaced");
 }
 
-std::string BytesInWords(std::size_t count) {
+std::string BytesText(std::size_t count) {
   return DictionaryText::Counted(static_cast<long long>(count), "byte");
 }
 
 // "it ends within the field at offset 50"
-std::string FindingInWords(const Check& check) {
+std::string FindingText(const Check& check) {
   const std::string offset = " at offset " + std::to_string(check.offset);
   if (check.finding == Check::Finding::Truncated) return "it ends within the field" + offset;
   if (check.finding == Check::Finding::UnknownVersion) return "the version" + offset + " is not 1";
@@ -213,9 +213,9 @@ const char* FindingInJson(Check::Finding finding) {
 // Decodes a bootstrap specification. Refuses incomplete bytes and trailing bytes.
 std::unique_ptr<Specs> SpecsIn(const std::string& bytes, const std::string& path) {
   const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-  if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingInWords(check));
+  if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingText(check));
   if (check.size < bytes.size()) {
-    Refuse(path, BytesInWords(bytes.size() - check.size) +
+    Refuse(path, BytesText(bytes.size() - check.size) +
                      " after the bootstrap specification, which ends at offset " +
                      std::to_string(check.offset));
   }
@@ -312,7 +312,7 @@ Action WriteToFile(Call& call) {
     RefuseOtherContent(file);
     WriteFile(file, bytes);
     call.shell.Say("wrote the bootstrap specification of " + dataset + " to " + file + ": " +
-                       BytesInWords(bytes.size()),
+                       BytesText(bytes.size()),
                    [&]() -> Json {
                      return {{"event", "bootstrapWritten"},
                              {"caller", call.caller.Name()},
@@ -331,12 +331,12 @@ Action ReadFromFile(Call& call) {
   };
 }
 
-std::string CheckInWords(const std::string& file, const Check& check, std::size_t fileSize) {
-  if (!check.IsWhole()) return file + ": not a bootstrap specification: " + FindingInWords(check);
+std::string CheckText(const std::string& file, const Check& check, std::size_t fileSize) {
+  if (!check.IsWhole()) return file + ": not a bootstrap specification: " + FindingText(check);
   const bool native = check.byteOrder == Check::ByteOrder::Native;
-  std::string words = file + ": a bootstrap specification of " + BytesInWords(check.size) +
+  std::string words = file + ": a bootstrap specification of " + BytesText(check.size) +
                       (native ? ", in this machine's byte order" : ", in the other byte order");
-  if (check.size < fileSize) words += ", then " + BytesInWords(fileSize - check.size) + " more";
+  if (check.size < fileSize) words += ", then " + BytesText(fileSize - check.size) + " more";
   return words;
 }
 
@@ -346,7 +346,7 @@ Action CheckFile(Call& call) {
     const std::string bytes = ReadFile(file);
     const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
     const bool native = check.byteOrder == Check::ByteOrder::Native;
-    call.shell.Say(CheckInWords(file, check, bytes.size()), [&]() -> Json {
+    call.shell.Say(CheckText(file, check, bytes.size()), [&]() -> Json {
       return {{"event", "bootstrapChecked"},
               {"dataset", call.dataset->Name()},
               {"file", file},

@@ -14,7 +14,7 @@ namespace {
 
 constexpr unsigned int kNoSuchDataset = 2001;
 
-std::string InWords(const ErrorMsg& error) {
+std::string ToText(const ErrorMsg& error) {
   const std::string code = "error " + std::to_string(error.GetCode());
   if (error.GetCode() == kNoSuchDataset) return "no dataset has this identifier (" + code + ")";
   return error.GetText().empty() ? code : error.GetText() + " (" + code + ")";
@@ -27,11 +27,11 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it"
 
 CommandError::CommandError(const std::string& text) : std::runtime_error(OnOneLine(text)) {}
 
-std::string ExceptionInWords() {
+std::string ExceptionText() {
   try {
     throw;
   } catch (const ErrorMsg& error) {
-    return InWords(error);
+    return ToText(error);
   } catch (int number) {
     return "the lock could not be taken (error " + std::to_string(number) + ")";
   } catch (const std::bad_alloc&) {

@@ -22,7 +22,7 @@ class CommandError : public std::runtime_error {
 
 // The current exception in words. Handles std::exception, and what the library throws: ErrorMsg,
 // and the plain number of a lock that could not be acquired. Must be called in a catch block.
-std::string ExceptionInWords();
+std::string ExceptionText();
 
 // From now on, SIGINT sets a flag and does not end the program. A process that was started with
 // SIGINT ignored continues to ignore it.

@@ -179,14 +179,14 @@ Json HelpInJson(const Command& command) {
           {"more", command.more}};
 }
 
-std::string HelpInWords(const Command& command, std::size_t width) {
+std::string HelpText(const Command& command, std::size_t width) {
   std::string words = Wrapped(UsageOf(command), width, 4);
   words += "\n" + Wrapped(std::string("  ") + command.help, width, 2);
   if (*command.more != '\0') words += "\n" + Wrapped(std::string("  ") + command.more, width, 2);
   return words;
 }
 
-std::string HelpTableInWords(const Output& output) {
+std::string HelpTableText(const Output& output) {
   const std::size_t width = output.MaxWidth();
   std::string words;
   for (const Command& row : CommandTable()) {
@@ -247,7 +247,7 @@ std::string Wrapped(const std::string& text, std::size_t width, std::size_t inde
 Action Help(Call& call) {
   if (call.AtEnd()) {
     return [&call] {
-      call.shell.Say([&] { return HelpTableInWords(call.shell.Out()); }, HelpTableInJson);
+      call.shell.Say([&] { return HelpTableText(call.shell.Out()); }, HelpTableInJson);
     };
   }
   const std::string name = call.Take("COMMAND");
@@ -258,7 +258,7 @@ Action Help(Call& call) {
       members.update(HelpInJson(command));
       return members;
     };
-    call.shell.Say([&] { return HelpInWords(command, call.shell.Out().MaxWidth()); }, json);
+    call.shell.Say([&] { return HelpText(command, call.shell.Out().MaxWidth()); }, json);
   };
 }
 

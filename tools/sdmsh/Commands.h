@@ -59,22 +59,28 @@ std::string UsageOf(const Command& command);
 // gets a line of its own.
 std::string Wrapped(const std::string& text, std::size_t width, std::size_t indent);
 
-// The functions of the table. The comments name the files that define them.
-CommandFunction AddEmpty, CloneDataset, CloseDataset, ListDatasets, OpenFile, ShowDataset,
-    ShowMirror, ShowVariables;                                                       // Dataset
-CommandFunction ShowCases;                                                           // Case
-CommandFunction ReleaseLocks, ShowLocks, TakeReadLock, TakeWriteLock, TryWriteLock;  // Locks.cpp
-CommandFunction Observe, TellObservers, Unobserve;                                   // Observer
-CommandFunction AskWhetherTouched, HideVariables, UnwatchRegistry, WatchRegistry;    // Registry
-CommandFunction BindClient, ReportError, SwitchWarnings;                             // Error
-CommandFunction DeleteVariables, InsertVariable, LabelVariable, MoveVariable, RenameVariable,
-    ReorderVariables, RetypeVariable;  // Dictionary
-CommandFunction LabelDataset, MarkUnsaved, SetAttribute, SetExtension, SetFileSpec, SetFilter,
-    SetImputation, SetResponseSet, SetTrends, SetVariableSet, SetWeight, SplitFile;  // Property
-CommandFunction Bootstrap;                                                           // Bootstrap
-CommandFunction AskForBulkMoves, RaiseCaseSequence, ReplaceSource;                   // Writer
-CommandFunction SetFileName, SetHandle, SetPassword, SetWindowState;                 // Setting
-CommandFunction Help, Quit;                                                          // Commands.cpp
+// The functions of the table, by the files that define them.
+
+// Commands.cpp
+CommandFunction Help, Quit;
+// DatasetCommands.cpp
+CommandFunction AddEmpty, AskWhetherTouched, CloneDataset, CloseDataset, HideVariables,
+    ListDatasets, OpenFile, SetFileName, SetHandle, SetPassword, SetWindowState, ShowDataset,
+    ShowMirror, ShowVariables;
+// CaseCommands.cpp
+CommandFunction AskForBulkMoves, RaiseCaseSequence, ReplaceSource, ShowCases;
+// DictionaryCommands.cpp
+CommandFunction DeleteVariables, InsertVariable, LabelDataset, LabelVariable, MarkUnsaved,
+    MoveVariable, RenameVariable, ReorderVariables, RetypeVariable, SetAttribute, SetExtension,
+    SetFileSpec, SetFilter, SetImputation, SetResponseSet, SetTrends, SetVariableSet, SetWeight,
+    SplitFile;
+// BootstrapCommands.cpp
+CommandFunction Bootstrap;
+// ObserverCommands.cpp
+CommandFunction BindClient, Observe, ReportError, SwitchWarnings, TellObservers, Unobserve,
+    UnwatchRegistry, WatchRegistry;
+// Locks.cpp
+CommandFunction ReleaseLocks, ShowLocks, TakeReadLock, TakeWriteLock, TryWriteLock;
 
 }  // namespace sdmsh
 

@@ -117,9 +117,9 @@ std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Facts about a dataset
+// The state of a dataset
 
-Json FactsInJson(OpenDataset& dataset, const LockState& lock) {
+Json StateInJson(OpenDataset& dataset, const LockState& lock) {
   const SvrDMDataset& handle = dataset.Handle();
   Json json = {{"dataset", dataset.Name()},
                {"id", IdentifierInJson(dataset.ID())},
@@ -141,7 +141,7 @@ Json FactsInJson(OpenDataset& dataset, const LockState& lock) {
   return json;
 }
 
-std::string WindowInWords(const SvrDMDataset& handle) {
+std::string WindowText(const SvrDMDataset& handle) {
   std::vector<std::string> words;
   if (handle.WindowFront()) words.push_back("in front");
   if (handle.WindowMinimized()) words.push_back("minimized");
@@ -149,18 +149,18 @@ std::string WindowInWords(const SvrDMDataset& handle) {
   return words.empty() ? "open" : Joined(words);
 }
 
-std::string PasswordInWords(OpenDataset& dataset) {
+std::string PasswordText(OpenDataset& dataset) {
   if (dataset.Handle().GetPassword().empty()) return "none";
   return dataset.Item()->PasswordMangled() ? "set, mangled" : "set";
 }
 
-std::string FileInWords(const SvrDMDataset& handle) {
+std::string FileText(const SvrDMDataset& handle) {
   const std::string kept = handle.SuppressedFileName();
   return OrNone(handle.GetFileName()) + (kept.empty() ? "" : " (kept aside: " + kept + ")");
 }
 
-// The facts about a dataset that need its lock. Those after `lock` are set only if the caller could
-// read the dataset without waiting.
+// The parts of the state of a dataset that need its lock. Those after `lock` are set only if the
+// caller could read the dataset without waiting.
 struct Contents {
   LockState lock;  // as it was before the dataset was read
   bool isRead = false;
@@ -182,7 +182,7 @@ Contents ContentsOf(const Call& call, CallerLocks& locks) {
   return contents;
 }
 
-std::string SourceInWords(const SvrDMDataset& handle, const Contents& contents) {
+std::string SourceText(const SvrDMDataset& handle, const Contents& contents) {
   if (!handle.HasDataSource()) return "none";
   if (!contents.isRead) return "yes, but the lock is not free for reading";
   return contents.isClone ? "yes, a clone" : "yes";
@@ -198,28 +198,28 @@ std::string InLines(const std::vector<Property>& properties) {
   return lines;
 }
 
-std::string DatasetInWords(OpenDataset& dataset, const Contents& contents, const Output& output) {
+std::string DatasetText(OpenDataset& dataset, const Contents& contents, const Output& output) {
   const SvrDMDataset& handle = dataset.Handle();
   const bool hasBootstrap = handle.GetBootstrapSpecs() != nullptr;
   return output.Heading(dataset.Name()) +
          InLines({{"identifier", dataset.ID().ToString()},
-                  {"file", FileInWords(handle)},
-                  {"data source", SourceInWords(handle, contents)}}) +
+                  {"file", FileText(handle)},
+                  {"data source", SourceText(handle, contents)}}) +
          InLines(contents.properties) +
          InLines({{"case sequence", std::to_string(handle.GetCaseSequence())},
-                  {"lock", contents.lock.InWords()},
+                  {"lock", contents.lock.ToText()},
                   {"readers", std::to_string(handle.ReadersCount())},
                   {"writers", std::to_string(handle.WritersCount())},
                   {"observers", OrNone(Joined(dataset.Observers()))},
                   {"client", OrNone(dataset.Client()), /*usual=*/false},
                   {"bootstrap", hasBootstrap ? "set" : "none", /*usual=*/false},
-                  {"window", WindowInWords(handle)},
-                  {"password", PasswordInWords(dataset)}});
+                  {"window", WindowText(handle)},
+                  {"password", PasswordText(dataset)}});
 }
 
 Json DatasetInJson(OpenDataset& dataset, const Contents& contents) {
   Json json = {{"event", "dataset"}};
-  json.update(FactsInJson(dataset, contents.lock));
+  json.update(StateInJson(dataset, contents.lock));
   json["isClone"] = contents.isRead ? Json(contents.isClone) : Json(nullptr);
   json["dictionary"] = contents.dictionary;
   return json;
@@ -240,7 +240,7 @@ std::string UsesInBrackets(const ORVX_DataSource& source, LocallyUniqueID id) {
   return uses.empty() ? "" : " [" + Joined(uses) + "]";
 }
 
-std::string VariablesInWords(const ORVX_DataSource& source, const Output& output) {
+std::string VariablesText(const ORVX_DataSource& source, const Output& output) {
   Table table({{.head = "", .right = true, .width = 4}, {}, {}, {.head = "", .width = 8}, {}});
   int number = 0;
   for (const ORVX_Variable& variable : VariablesOf(source)) {
@@ -320,8 +320,8 @@ void CompareOrder(const ORVX_DataSource& source, const ORVX_DataSource& mirror, 
              kDiffers});
 }
 
-std::string MirrorInWords(const std::string& dataset, const ORVX_DataSource& source,
-                          const ORVX_DataSource& mirror, const Output& output) {
+std::string MirrorText(const std::string& dataset, const ORVX_DataSource& source,
+                       const ORVX_DataSource& mirror, const Output& output) {
   Table table({{}, {.head = dataset}, {.head = "mirror"}, {}});
   CompareProperties(source, mirror, table);
   CompareVariables(source, mirror, table);
@@ -403,10 +403,10 @@ Action CloseDataset(Call& call) {
     const LockState lock = call.shell.Locks().StateOf(*call.dataset);
     if (!call.shell.Close(call.dataset)) {
       throw CommandError(name + " (" + call.dataset->ID().ToString() +
-                         ") is closed already; it lives on while " + lock.InWords());
+                         ") is closed already; it lives on while " + lock.ToText());
     }
     call.Say("closed",
-             name + " is closed" + (lock.IsFree() ? "" : "; it lives on while " + lock.InWords()),
+             name + " is closed" + (lock.IsFree() ? "" : "; it lives on while " + lock.ToText()),
              [&] {
                Json json;
                lock.AddTo(json);
@@ -426,8 +426,8 @@ Action ListDatasets(Call& call) {
       const std::string file = handle.GetFileName();
       words += (words.empty() ? "" : "\n") + dataset->Name() + " (" + dataset->ID().ToString() +
                "), file " + OrNone(file.empty() ? handle.SuppressedFileName() : file) + ", " +
-               lock.InWords();
-      if (shell.Out().IsJson()) datasets.push_back(FactsInJson(*dataset, lock));
+               lock.ToText();
+      if (shell.Out().IsJson()) datasets.push_back(StateInJson(*dataset, lock));
     }
     if (words.empty()) words = "no dataset is open";
     shell.Say(words, [&]() -> Json { return {{"event", "datasets"}, {"datasets", datasets}}; });
@@ -437,7 +437,7 @@ Action ListDatasets(Call& call) {
 Action ShowDataset(Call& call) {
   return [&call](CallerLocks& locks) {
     const Contents contents = ContentsOf(call, locks);
-    call.shell.Say([&] { return DatasetInWords(*call.dataset, contents, call.shell.Out()); },
+    call.shell.Say([&] { return DatasetText(*call.dataset, contents, call.shell.Out()); },
                    [&] { return DatasetInJson(*call.dataset, contents); });
   };
 }
@@ -448,7 +448,7 @@ Action ShowVariables(Call& call) {
     const std::string dataset = call.dataset->Name();
     const auto words = [&] {
       const bool none = source.ColumnCount() == 0;
-      return none ? dataset + " has no variables" : VariablesInWords(source, call.shell.Out());
+      return none ? dataset + " has no variables" : VariablesText(source, call.shell.Out());
     };
     call.shell.Say(words, [&] { return VariableTableInJson(dataset, source); });
   });
@@ -459,7 +459,7 @@ Action ShowMirror(Call& call) {
     const ORVX_DataSource& source = SourceOrEmpty(reader);
     const ORVX_DataSource& mirror = call.dataset->Interpreter().Mirror();
     const std::string dataset = call.dataset->Name();
-    call.shell.Say([&] { return MirrorInWords(dataset, source, mirror, call.shell.Out()); },
+    call.shell.Say([&] { return MirrorText(dataset, source, mirror, call.shell.Out()); },
                    [&] { return MirrorInJson(dataset, SideInJson(source), SideInJson(mirror)); });
   });
 }

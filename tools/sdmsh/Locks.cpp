@@ -40,15 +40,15 @@ const char* ModeWord(LockMode mode) {
 }
 
 // "the write lock on survey"
-std::string LockInWords(LockMode mode, const std::string& dataset) {
+std::string LockText(LockMode mode, const std::string& dataset) {
   return std::string("the ") + ModeWord(mode) + " lock on " + dataset;
 }
-std::string LockInWords(const Hold& hold) {
-  return LockInWords(hold.mode, hold.dataset->Name());
+std::string LockText(const Hold& hold) {
+  return LockText(hold.mode, hold.dataset->Name());
 }
 
 // "tables (reading), recode (writing)"
-std::string HoldersInWords(const std::vector<LockUser>& holders) {
+std::string HoldersText(const std::vector<LockUser>& holders) {
   std::vector<std::string> words;
   for (const auto& [name, mode] : holders) {
     words.push_back((name.empty() ? "nobody who could release it" : name) +
@@ -58,7 +58,7 @@ std::string HoldersInWords(const std::vector<LockUser>& holders) {
 }
 
 // "recode (to write), browse (to read)"
-std::string WaitersInWords(const std::vector<LockUser>& waiters) {
+std::string WaitersText(const std::vector<LockUser>& waiters) {
   std::vector<std::string> words;
   for (const auto& [name, mode] : waiters) words.push_back(name + " (to " + ModeWord(mode) + ")");
   return Joined(words);
@@ -70,14 +70,14 @@ Json UserInJson(const LockUser& user) {
 
 }  // namespace
 
-std::string LockState::InWords() const {
-  return (holders.empty() ? "free" : "held by " + HoldersInWords(holders)) +
-         (waiters.empty() ? "" : "; waiting: " + WaitersInWords(waiters));
+std::string LockState::ToText() const {
+  return (holders.empty() ? "free" : "held by " + HoldersText(holders)) +
+         (waiters.empty() ? "" : "; waiting: " + WaitersText(waiters));
 }
 
-std::string LockState::InTheWay() const {
-  return (holders.empty() ? "" : ", held by " + HoldersInWords(holders)) +
-         (waiters.empty() ? "" : ", behind " + WaitersInWords(waiters));
+std::string LockState::BlockersText() const {
+  return (holders.empty() ? "" : ", held by " + HoldersText(holders)) +
+         (waiters.empty() ? "" : ", behind " + WaitersText(waiters));
 }
 
 void LockState::AddTo(Json& json) const {
@@ -176,7 +176,7 @@ void CallerLocks::Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mo
   });
   if (isHeldForGood) {
     throw CommandError(caller.Name() + " would wait forever for " +
-                       LockInWords(mode, dataset->Name()) + before.InTheWay());
+                       LockText(mode, dataset->Name()) + before.BlockersText());
   }
   const Place asked = Start(caller, dataset, mode);
   ComesTrue([&] { return caller.HasFinished() || IsShownWaiting(*asked); });
@@ -193,7 +193,7 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
   RefuseWaiting(caller);
   const LockState before = StateOf(*dataset);
   if (!before.holders.empty() && !before.waiters.empty()) {
-    throw CommandError("try-write would fail, and " + WaitersInWords(before.waiters) +
+    throw CommandError("try-write would fail, and " + WaitersText(before.waiters) +
                        " would wait forever for " + dataset->Name());
   }
   const Hold wanted{caller, dataset, LockMode::Write};
@@ -255,7 +255,7 @@ void CallerLocks::RefuseWaiting(const Caller& caller) const {
     ways += CommandText(hold.caller.Name(), {"release", hold.dataset->Name()});
   }
   const LockState held{StateOf(*asked->dataset).holders, {}};
-  throw CommandError(caller.Name() + " waits for " + LockInWords(*asked) + held.InTheWay() + ways +
+  throw CommandError(caller.Name() + " waits for " + LockText(*asked) + held.BlockersText() + ways +
                      "; `@NAME COMMAND` gives a command as another caller");
 }
 
@@ -299,7 +299,7 @@ void CallerLocks::Settle() {
     return unsettled == holds_.end();
   });
   if (settled) return FinishAcquiring();
-  throw CommandError(unsettled->caller.Name() + " should have " + LockInWords(*unsettled) +
+  throw CommandError(unsettled->caller.Name() + " should have " + LockText(*unsettled) +
                      " by now: something outside this shell must hold it");
 }
 
@@ -323,8 +323,8 @@ void CallerLocks::Say(const char* what, const char* verb, const Hold& hold, cons
                       const std::string& more) {
   const std::string& caller = hold.caller.Name();
   const auto words = [&] {
-    return caller + " " + verb + " " + LockInWords(hold) +
-           (state == nullptr ? "" : state->InTheWay()) + more;
+    return caller + " " + verb + " " + LockText(hold) +
+           (state == nullptr ? "" : state->BlockersText()) + more;
   };
   shell_.Say(words, [&] {
     Json json = {{"event", "lock"},
@@ -347,8 +347,8 @@ void CallerLocks::SayDeadlocks() {
     const auto words = [&] {
       std::string text = "deadlock: ";
       for (const auto& [wait, blocker] : incident.steps) {
-        text += UserOf(wait).name + " waits for " + LockInWords(wait.mode, NameOf(wait.lock)) +
-                LockState{{UserOf(blocker)}, {}}.InTheWay() + "; ";
+        text += UserOf(wait).name + " waits for " + LockText(wait.mode, NameOf(wait.lock)) +
+                LockState{{UserOf(blocker)}, {}}.BlockersText() + "; ";
       }
       const std::string last = UserOf(incident.steps.front().wait).name;
       return text + CommandText(last, {"release"}) + " ends it";
@@ -425,14 +425,14 @@ void CallerLocks::CloseDown(const std::function<void(const std::string&)>& compl
     } catch (const std::bad_alloc&) {
       throw;
     } catch (...) {
-      complain(ExceptionInWords());
+      complain(ExceptionText());
       return false;
     }
   };
   succeeds([this] { Settle(); });  // the last command may have failed before it called Settle
   for (const auto& [name, caller] : callers_) {
     const Hold* const asked = Asked(caller);
-    if (asked != nullptr) complain(name + " still waits for " + LockInWords(*asked));
+    if (asked != nullptr) complain(name + " still waits for " + LockText(*asked));
   }
   const auto isHolder = [this](const auto& each) {
     return FindLast(each.second, [](const Hold&) { return true; }) != nullptr;
@@ -457,7 +457,7 @@ void CallerLocks::Read(Caller& caller, const DatasetPtr& dataset,
   if (TryRead(caller, dataset, work)) return;
   RefuseWaiting(caller);
   throw CommandError(caller.Name() + " would have to wait for " +
-                     LockInWords(LockMode::Read, dataset->Name()) + StateOf(*dataset).InTheWay());
+                     LockText(LockMode::Read, dataset->Name()) + StateOf(*dataset).BlockersText());
 }
 
 bool CallerLocks::TryRead(Caller& caller, const DatasetPtr& dataset,
@@ -571,7 +571,7 @@ Action ShowLocks(Call& call) {
       std::string lines;
       for (const DatasetPtr& each : datasets) {
         lines += (lines.empty() ? "" : "\n") + each->Name() + " (" + each->ID().ToString() +
-                 "): " + locks.StateOf(*each).InWords();
+                 "): " + locks.StateOf(*each).ToText();
       }
       return lines.empty() ? "no lock is held" : lines;
     };

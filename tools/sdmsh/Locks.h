@@ -99,9 +99,9 @@ struct LockState {
 
   bool IsFree() const { return holders.empty() && waiters.empty(); }
   // "held by tables (reading); waiting: recode (to write)"; "free" if nobody holds the lock.
-  std::string InWords() const;
+  std::string ToText() const;
   // ", held by tables (reading), behind recode (to write)"; empty if the lock is free.
-  std::string InTheWay() const;
+  std::string BlockersText() const;
   // Adds the members "holders" and "waiters", each an array of {"caller", "mode"}.
   void AddTo(Json& json) const;
 };

@@ -35,7 +35,7 @@ RegistryObserver::~RegistryObserver() {
 // Must not throw: after an exception the dataset would stay registered, but its identifier would
 // not be returned to anybody.
 void RegistryObserver::DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) {
-  output_.Notice([&] { return InWords(id) + " created, file " + OrNone(fileName); },
+  output_.Notice([&] { return ToText(id) + " created, file " + OrNone(fileName); },
                  [&] {
                    Json json = InJson("created", id);
                    json["file"] = fileName;
@@ -44,10 +44,10 @@ void RegistryObserver::DataSetCreated(const LocallyUniqueID& id, const std::stri
 }
 
 void RegistryObserver::DataSetDeleted(const LocallyUniqueID& id) {
-  output_.Notice([&] { return InWords(id) + " deleted"; }, [&] { return InJson("deleted", id); });
+  output_.Notice([&] { return ToText(id) + " deleted"; }, [&] { return InJson("deleted", id); });
 }
 
-std::string RegistryObserver::InWords(LocallyUniqueID id) const {
+std::string RegistryObserver::ToText(LocallyUniqueID id) const {
   const std::string handle = HandleOf(id);
   return "  " + caller_ + ": dataset " + id.ToString() +
          (handle.empty() ? "" : " (" + handle + ")");

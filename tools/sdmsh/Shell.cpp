@@ -55,7 +55,7 @@ void Shell::Execute(const std::string& caller, const std::vector<std::string>& w
   } catch (const std::bad_alloc&) {
     throw;
   } catch (...) {
-    throw CommandError(ExceptionInWords());
+    throw CommandError(ExceptionText());
   }
   if (output_.TakeLoss()) throw std::bad_alloc();
 }

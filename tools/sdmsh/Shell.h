@@ -38,7 +38,7 @@ class RegistryObserver final : public ServerDataManagerObserver {
   void DataSetDeleted(const LocallyUniqueID& id) override;
 
  private:
-  std::string InWords(LocallyUniqueID id) const;
+  std::string ToText(LocallyUniqueID id) const;
   Json InJson(const char* event, LocallyUniqueID id) const;
   std::string HandleOf(LocallyUniqueID id) const;
 

@@ -254,7 +254,7 @@ class Plan {
 
 // --- Comparison of the lock with the model -----------------------------------------------------
 
-std::string InWords(const std::vector<Step>& steps) {
+std::string ToText(const std::vector<Step>& steps) {
   constexpr const char* kWords[] = {" readLock", " tryReadLock", " writeLock", " tryWriteLock",
                                     " unlock"};
   std::string words;
@@ -369,7 +369,7 @@ TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
     }
     agrees = agrees && stage.EndAll();
     if (!agrees) stage.Clear();
-    ASSERT_TRUE(agrees) << InWords(steps);
+    ASSERT_TRUE(agrees) << ToText(steps);
   }
   RecordProperty("transitions", static_cast<int>(plan.Tried()));
   RecordProperty("runs", runs);
@@ -413,15 +413,15 @@ TEST(MutexRWModel, AdmitsEveryReaderWithinTheTimeLimit) {
         stages[i].Clear();
         agrees = stages[i].Play(runs[first + i]);
       }
-      ASSERT_TRUE(agrees) << InWords(runs[first + i]);
+      ASSERT_TRUE(agrees) << ToText(runs[first + i]);
     }
     const auto closed = Clock::now();
     for (std::size_t i = 0; i < count; ++i) {
-      ASSERT_TRUE(stages[i].ReadersGetIn()) << InWords(runs[first + i]);
+      ASSERT_TRUE(stages[i].ReadersGetIn()) << ToText(runs[first + i]);
     }
     EXPECT_LT(Clock::now() - closed, kFirstClosing + 1s);
     for (std::size_t i = 0; i < count; ++i) {
-      ASSERT_TRUE(stages[i].EndAll()) << InWords(runs[first + i]);
+      ASSERT_TRUE(stages[i].EndAll()) << ToText(runs[first + i]);
     }
   }
 }
