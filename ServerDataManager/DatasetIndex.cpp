@@ -99,23 +99,24 @@ IndexEntry* DatasetIndex::EntryOf(const SvrDMItem& item) const {
 }
 
 template <class Match>
-void DatasetIndex::Move(const SvrDMItem& item, const Match& name,
-                        KeyTable<Match> DatasetIndex::*table) {
+void DatasetIndex::Rekey(const SvrDMItem& item, const Match& name,
+                         KeyTable<Match> DatasetIndex::*table) {
   for (DatasetIndex* index = first_; index != nullptr; index = index->next_) {
     if (index->registry_ != item.Manager()) continue;
-    IndexEntry* const entry = index->EntryOf(item);
-    if (entry == nullptr) return;
-    (index->*table).Remove(*entry);
-    (index->*table).Insert(*entry, name);
+    if (IndexEntry* const entry = index->EntryOf(item)) {
+      (index->*table).Remove(*entry);
+      (index->*table).Insert(*entry, name);
+    }
+    return;
   }
 }
 
 void DatasetIndex::NameChanged(const SvrDMItem& item, const HandleMatch& name) {
-  Move(item, name, &DatasetIndex::handles_);
+  Rekey(item, name, &DatasetIndex::handles_);
 }
 
 void DatasetIndex::NameChanged(const SvrDMItem& item, const FileNameMatch& name) {
-  Move(item, name, &DatasetIndex::fileNames_);
+  Rekey(item, name, &DatasetIndex::fileNames_);
 }
 
 }  // namespace sdm_internal

@@ -76,9 +76,10 @@ struct FileNameMatch {
   bool operator()(const SvrDMItem& item) const { return IsSameName(item.FileName(), name); }
 };
 
-// A hash table of the entries by one key, with which `Match` is made. The entries with the same key
-// are a heap by position, so its root is the first of them. Each step of an insertion chooses its
-// path at random, which keeps the expected depth logarithmic.
+// A hash table of entries by one key; a `Match` is made from the key. Intrusive, because setting a
+// name must not allocate. Entries with the same key, such as all datasets without a handle name,
+// form a heap by position: the root is the first of them. Each step of a meld chooses a child at
+// random, which keeps the expected depth of the heap logarithmic.
 template <class Match>
 class KeyTable {
  public:
@@ -225,7 +226,7 @@ class DatasetIndex {
   static SvrDMItem* ItemOf(IndexEntry* entry) { return entry != nullptr ? entry->item : nullptr; }
 
   template <class Match>
-  static void Move(const SvrDMItem& item, const Match& name, KeyTable<Match> DatasetIndex::*table)
+  static void Rekey(const SvrDMItem& item, const Match& name, KeyTable<Match> DatasetIndex::*table)
       SDM_REQUIRES(leafMutex);
 
   // Null if the item is not in the list.

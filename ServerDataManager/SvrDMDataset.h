@@ -112,9 +112,9 @@ class SDM_EXPORT SvrDMDataset {
   // Borrowed until Unregister, which removes every occurrence and ignores unknown observers. If
   // Register throws std::bad_alloc, nothing was added.
   // Threads: any, but not inside a notice of this dataset. Takes the notification mutex, so it
-  // waits for a notification pass in progress. May be called inside a notice of the registry. But
-  // if the observers of this dataset call the registry, that may deadlock while another thread
-  // releases a writer of this dataset.
+  // waits for a notification pass in progress. May be called inside a notice of the registry. This
+  // may deadlock while another thread releases a writer of this dataset, if its observers call the
+  // registry.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 

@@ -92,10 +92,10 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   const std::vector<DataSetMsg*>& GetNotifications() const;
   void ClearNotifications();
 
-  // For observers: storage that the observers of one notification pass share, so that work such as
-  // encoding the messages is done once. Empty for the first observer, destroyed after the last. An
-  // observer must not replace a value whose type it does not know. Null outside OnDataSetChanged of
-  // this dataset.
+  // Storage that the observers of one notification pass share, so that work such as encoding the
+  // messages is done once. Empty for the first observer, destroyed after the last. An observer must
+  // not change a value whose type it does not know. Borrowed until OnDataSetChanged returns; null
+  // outside OnDataSetChanged of this dataset.
   // Threads: the thread of the pass.
   std::any* PassData() const;
 

@@ -72,15 +72,16 @@ constexpr HashPowers HashPowersOf(std::uint64_t exponent) {
 //   Second() = low[0] * 43^(n-1) + ... + low[n-1]
 //
 // 37 and 43 are the smallest primitive roots modulo p, so the powers of two positions are equal
-// only if the positions are p - 1 apart. If the hashes of different variables are independent and
-// uniform, two different lists of equal length have equal hashes with probability 2^-122.
+// only if the distance of the positions is a multiple of p - 1. If the hashes of different
+// variables are independent and uniform, two different lists of equal length have equal hashes with
+// probability 2^-122.
 //
 // Threads: a plain value; any thread may use its own copy.
 class VariableListHash {
  public:
-  // Of the empty list.
+  // The hash of the empty list.
   constexpr VariableListHash() = default;
-  // Of a list of `count` variables whose First() and Second() are these.
+  // The hash of a list of `count` variables whose First() and Second() are these.
   constexpr VariableListHash(std::uint64_t count, std::uint64_t first, std::uint64_t second)
       : count_(count), first_(first), second_(second) {}
 

@@ -284,7 +284,8 @@ SvrDMItemPtr ServerDataManager::GetDataSet(const std::string& handle) const {
 std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
   const Data::Lock held(*data_);
   std::vector<SvrDMDataset> datasets;
-  // Allocates before the leaf lock is taken. Until then datasets may only be removed.
+  // Allocates before the leaf lock is taken. Meanwhile datasets can be removed, but not added: that
+  // needs the registry lock.
   datasets.reserve(data_->Count());
   const LeafLock heldToo;
   data_->Index().Compact();

@@ -15,9 +15,9 @@
 //   held       while registry observers are called
 //   order      after the locks of a dataset (svrdmitem.h). A thread that holds it never waits for a
 //              reader/writer lock: handles acquire that after the registry has answered. It may
-//              register and unregister dataset observers, which takes a notification mutex. But if
-//              the observers of that dataset call the registry, that may deadlock while another
-//              thread releases a writer of it.
+//              register and unregister dataset observers, which takes a notification mutex. This
+//              may deadlock while another thread releases a writer of that dataset, if its
+//              observers call the registry.
 //
 // It does not guard the state of a dataset. Names are compared under a separate lock, which the
 // registry acquires briefly after its own. Passwords are not protected.

@@ -22,6 +22,7 @@
 #include <ctime>
 #include <memory>
 #include <thread>
+#include <type_traits>
 #include <utility>
 
 using namespace sdm_internal;
@@ -78,7 +79,8 @@ struct CloseFile {
 
 }  // namespace
 
-// Not destroyed at exit: other threads may still run.
+// Other threads may still run at exit.
+static_assert(std::is_trivially_destructible_v<Mutex>);
 constinit Mutex sdm_internal::leafMutex;
 
 // ---------------------------------------------------------------------------------------------

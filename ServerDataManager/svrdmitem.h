@@ -303,7 +303,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void UpdateObserverView() SDM_REQUIRES(lock_);
   void CallObservers(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator)
       SDM_REQUIRES(lock_);
-  SDM_HIDDEN std::any* PassData() const;
+  SDM_HIDDEN std::any* PassData() const;  // see SvrDMWriteableDataSource
 
   // The order of the fields is fixed: other binaries depend on it.
 

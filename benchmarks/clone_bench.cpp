@@ -3,6 +3,8 @@
 // more call than reading it from the source. Each benchmark reports its time as a multiple of its
 // peer's, measured alternately.
 
+#include <unistd.h>
+
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
@@ -168,7 +170,8 @@ class NumbersInAFile {
   }
 
  private:
-  const std::string path_ = std::filesystem::temp_directory_path() / "clone_bench.csv";
+  const std::string path_ =
+      std::filesystem::temp_directory_path() / ("clone_bench." + std::to_string(getpid()) + ".csv");
   const std::size_t width_;
   std::vector<OBS> cells_;
   std::unique_ptr<SystemFileDataSource> source_;

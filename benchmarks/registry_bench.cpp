@@ -28,8 +28,8 @@ std::string FileName(int number) {
   return "/nowhere/surveys/national/Study " + std::to_string(number) + ".tsv";
 }
 
-// Datasets with a handle name and a file name each, in the registry of the process. Its names
-// differ from those of other objects.
+// Datasets with a handle name and a file name each, in the registry of the process. No two
+// objects of this class use the same name.
 class Datasets {
  public:
   explicit Datasets(int count) {

@@ -53,6 +53,11 @@ def microseconds(result, clock="cpu_time"):
     return result[clock] * MICROSECONDS[result["time_unit"]]
 
 
+def measured_time(result):
+    """The time that the benchmark means: processor time, unless it measures by itself."""
+    return microseconds(result, "real_time" if "/manual_time" in result["name"] else "cpu_time")
+
+
 def figure(source, results, growth):
     """The figure of a goal, or None if its benchmarks did not run."""
     kind, *words = source.split()
@@ -78,11 +83,14 @@ def goals():
             yield subject, source, unit, float(goal), bool(least)
 
 
-def print_goals(results, growth):
+def print_goals(results, growth, all_ran):
+    """With all_ran, also names the goals without a figure."""
     print(f"{'':86}{'figure':>12}{'goal':>12}")
     for subject, source, unit, goal, least in goals():
         value = figure(source, results, growth)
         if value is None:
+            if all_ran and not source.startswith("growth "):
+                print(f"{subject:86}not measured")
             continue
         missed = value < goal if least else value > goal
         print(f"{subject:86}{value:>9.4g} {unit:2}{goal:>9.4g} {unit:2}{'  missed' if missed else ''}")
@@ -90,25 +98,18 @@ def print_goals(results, growth):
 
 def instructions(build, name, count):
     """The instructions of one release, counted by callgrind."""
-    with tempfile.NamedTemporaryFile(suffix=".callgrind") as out:
+    with tempfile.NamedTemporaryFile(suffix=".callgrind") as out, tempfile.NamedTemporaryFile(suffix=".json") as report:
         subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={out.name}",
                         "--collect-atstart=no", f"--toggle-collect=*{RELEASE}*",
                         build / "benchmarks" / "change_pass_bench", f"--benchmark_filter=^{name}/{count}$",
-                        "--benchmark_min_time=0.000001"],
+                        "--benchmark_min_time=0.000001", f"--benchmark_out={report.name}",
+                        "--benchmark_out_format=json"],
                        check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        text = pathlib.Path(out.name).read_text()
-    total = int(re.search(r"^(?:totals|summary): (\d+)", text, re.MULTILINE)[1])
-    lines = text.splitlines()
-    calls = sum(int(re.match(r"calls=(\d+)", lines[i + 1])[1]) for i, line in enumerate(lines)
-                if line.startswith("cfn=") and lines[i + 1].startswith("calls=")
-                and (RELEASE in line or line == release_reference(text)))
-    return total / max(calls, 1)
-
-
-def release_reference(text):
-    """Callgrind writes a function's name once, then its number: the line of later calls."""
-    number = re.search(rf"fn=(\(\d+\)) \S*{RELEASE}", text)
-    return f"cfn={number[1]}" if number else None
+        total = re.search(r"^totals: (\d+)", pathlib.Path(out.name).read_text(), re.MULTILINE)
+        results = json.loads(pathlib.Path(report.name).read_text())["benchmarks"]
+    if len(results) != 1 or results[0]["iterations"] != 1:
+        sys.exit(f"change_pass_bench: {name}/{count} was not released exactly once")
+    return int(total[1])
 
 
 def growth_exponents(build):
@@ -124,7 +125,7 @@ def growth_exponents(build):
 def print_slower(results, baseline):
     slower = []
     for name in results.keys() & baseline.keys():
-        now, before = microseconds(results[name]), microseconds(baseline[name])
+        now, before = measured_time(results[name]), measured_time(baseline[name])
         if before > 0 and now > SLOWER * before:
             slower.append((now / before, name, before, now))
     print("\nSlower than before by more than a tenth:" if slower else "\nNothing became slower by more than a tenth.")
@@ -143,9 +144,10 @@ def growth_plot(results):
     points = [point for line in series.values() for point in line]
     if not points:
         return None
-    low_x, high_x = 3, math.ceil(math.log10(max(x for x, _ in points)))
+    low_x = 3
+    high_x = max(low_x + 1, math.ceil(math.log10(max(x for x, _ in points))))
     low_y = math.floor(math.log10(min(y for _, y in points)))
-    high_y = math.ceil(math.log10(max(y for _, y in points)))
+    high_y = max(low_y + 1, math.ceil(math.log10(max(y for _, y in points))))
     width, height, left, top = 560, 360, 70, 20
 
     def place(x, y):
@@ -186,10 +188,10 @@ def main():
     growth = growth_exponents(arguments.build) if arguments.instructions else {}
     (arguments.build / "benchmarks.json").write_text(
         json.dumps({"context": context, "benchmarks": list(results.values()), "growth": growth}, indent=1))
+    print_goals(results, growth, all_ran=not any("benchmark_filter" in option for option in options))
     plot = growth_plot(results)
     if plot:
         (arguments.build / "growth.svg").write_text(plot)
-    print_goals(results, growth)
     if arguments.baseline:
         print_slower(results, baseline)
 

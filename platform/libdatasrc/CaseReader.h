@@ -23,7 +23,8 @@ class ORVX_DataSource;
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
-  // Creates an iterator of `source`. Only that iterator uses the source again. Throws
+  // Creates an iterator of `source`, which may need the source afterwards; the reader itself does
+  // not. Throws
   // std::invalid_argument if GetObsAreaSize() is not the length of a row of RowLayout().
   explicit CaseReader(const ORVX_DataSource& source);
   CaseReader(const CaseReader&) = delete;
@@ -31,10 +32,12 @@ class SDM_EXPORT CaseReader {
   ~CaseReader();
 
   // Moves to the next case; the first call moves to the first case. Returns false after the last
-  // case.
+  // case. Exceptions of the iterator propagate; the iterator defines which case follows. If memory
+  // runs out while a value is converted, the next call moves to the case after this one.
   bool Next();
 
-  // The values of the current case, one for each variable. Strings have no trailing blanks.
+  // The values of the current case, one for each variable, after Next returned true. Strings have
+  // no trailing blanks.
   std::vector<DataValue> Values() const;
 
  private:

@@ -140,8 +140,11 @@ class SDM_EXPORT ORVX_DataSource {
   // Drops the variable from weight, filter and split. Never throws.
   void DropUses(LocallyUniqueID id);
 
-  // The hash of the list of variables, made from ORVX_Variable::Hash(hashOf). Cached block by
-  // block: the cost depends on the blocks that have changed since the last call.
+  // The hash of the list of variables, from the hash that `hashOf` computes of each variable.
+  // Caches the hashes, so all callers in a process must pass the same function. Calls it only for
+  // variables that have changed since the last call, and combines the hashes of blocks. Exceptions
+  // of `hashOf` propagate.
+  // Threads: any that may read the source.
   VariableListHash HashOfVariables(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
 
   // --- weight, filter and split ---

@@ -40,7 +40,8 @@ enum class MeasurementLevel : std::uint8_t { Unknown, Nominal, Ordinal, Interval
 struct DataValue : std::variant<double, std::string> {
   using variant::variant;
   DataValue() = default;
-  // Copies the string first: libstdc++'s variant is undefined if copying a string throws.
+  // Copies the string first, because the copy constructor of libstdc++'s variant has undefined
+  // behaviour if copying the string throws.
   DataValue(const DataValue& other) : variant(0.0) {
     if (const auto* const number = std::get_if<double>(&other)) {
       emplace<double>(*number);
@@ -138,13 +139,13 @@ class SDM_EXPORT ORVX_Variable {
   const VariableAttributes& GetAttributes() const;
   void SetAttributes(VariableAttributes attributes);
 
-  // Returns the hash that `hashOf` computes of this variable. Caches it in the shared record until
-  // the record changes, so all callers in a process must use the same function.
-  VariableHash Hash(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
-
  private:
   friend class sdm_internal::VariableBlock;
   struct Record;
+
+  // Returns the hash that `hashOf` computes of this variable. Caches it in the shared record until
+  // the record changes. See ORVX_DataSource::HashOfVariables.
+  VariableHash Hash(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
 
   static Record* EmptyRecord();
 

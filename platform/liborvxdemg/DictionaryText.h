@@ -19,6 +19,8 @@
 
 class ORVX_DataSource;
 
+// A function that returns a pointer returns a string literal.
+//
 // Threads: any.
 namespace DictionaryText {
 
@@ -44,8 +46,7 @@ SDM_EXPORT std::string Value(const DataValue& value);
 
 // "numeric", "string of 8 bytes"
 SDM_EXPORT std::string Type(int type);
-// "plain"; "unknown" for an unknown enumerator. Every function here that returns a pointer returns
-// a string literal.
+// "plain"; "unknown" for an unknown enumerator.
 SDM_EXPORT const char* FormatKind(VariableFormat::Kind kind);
 // "plain, width 8, decimals 2"
 SDM_EXPORT std::string Format(const VariableFormat& format);

@@ -22,7 +22,7 @@ SDM_EXPORT int _ORVXMBstricmp_A(const char* left, const char* right);
 // A hash of a zero-terminated string: the same for strings that _ORVXMBstricmp_A finds equal. All
 // bits are well distributed. Not for storage: it may change with the version.
 //
-// Allocates nothing.
+// `text` is not null. Allocates nothing.
 // Threads: any.
 SDM_EXPORT std::uint64_t MBFoldedHash(const char* text);
 

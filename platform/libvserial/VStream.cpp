@@ -72,7 +72,7 @@ void VStream::Double(double& value) {
 }
 
 void VStream::String(std::string& value) {
-  const std::uint32_t size = Size(value.size(), 1, "a length of 4 bytes");
+  const std::uint32_t size = Size(value.size(), 1, "a length", "a length of 4 bytes");
   if (writing_) {
     written_.append(value);
   } else {
@@ -81,7 +81,7 @@ void VStream::String(std::string& value) {
 }
 
 std::uint32_t VStream::Count(std::size_t count, std::size_t smallestElement) {
-  return Size(count, smallestElement, "a count of 4 bytes");
+  return Size(count, smallestElement, "a count", "a count of 4 bytes");
 }
 
 void VStream::ExpectEnd() const {
@@ -122,17 +122,17 @@ void VStream::Transfer(Number& value, std::string_view name) {
   value = static_cast<Number>(static_cast<Bits>(bits));
 }
 
-std::uint32_t VStream::Size(std::size_t size, std::size_t smallestElement, std::string_view name) {
-  const std::string_view shortName = name.substr(0, name.rfind(" of "));
+std::uint32_t VStream::Size(std::size_t size, std::size_t smallestElement, std::string_view name,
+                            std::string_view nameWithSize) {
   if (writing_ && size > std::numeric_limits<std::uint32_t>::max()) {
-    throw std::length_error("VStream: " + std::string(shortName) + " of " + std::to_string(size) +
+    throw std::length_error("VStream: " + std::string(name) + " of " + std::to_string(size) +
                             " does not fit in 32 bits");
   }
   auto transferred = static_cast<std::uint32_t>(size);
-  Transfer(transferred, name);
+  Transfer(transferred, nameWithSize);
   if (!writing_ && transferred > Remaining() / smallestElement) {
     throw VStreamError(position_ - sizeof(transferred),
-                       std::string(shortName) + " of at most " +
+                       std::string(name) + " of at most " +
                            std::to_string(Remaining() / smallestElement) + " in what is left",
                        std::to_string(transferred));
   }

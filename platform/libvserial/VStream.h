@@ -89,7 +89,9 @@ class SDM_EXPORT VStream {
  private:
   template <class Number>
   void Transfer(Number& value, std::string_view name);
-  std::uint32_t Size(std::size_t size, std::size_t smallestElement, std::string_view name);
+  // `name` and `nameWithSize` are for error texts: "a length", "a length of 4 bytes".
+  std::uint32_t Size(std::size_t size, std::size_t smallestElement, std::string_view name,
+                     std::string_view nameWithSize);
   std::string_view Take(std::size_t size, std::string_view expected);
 
   bool writing_ = true;

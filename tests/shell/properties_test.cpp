@@ -29,7 +29,7 @@ std::vector<std::string> LinesWith(const std::string& text, const std::string& b
   return found;
 }
 
-class Properties : public ShellTest {
+class PropertyCommands : public ShellTest {
  protected:
   // Opens survey, with the variables a, b and c, and runs its first notification pass.
   std::string Opened() const { return Open("survey") + "write survey\nrelease\n"; }
@@ -50,7 +50,7 @@ class Properties : public ShellTest {
 // ---------------------------------------------------------------------------------------------
 // Notifications
 
-TEST_F(Properties, FirstPassSendsTheDictionaryOfTheDataFile) {
+TEST_F(PropertyCommands, FirstPassSendsTheDictionaryOfTheDataFile) {
   WriteFile("abc.schema.json", R"({"title": "Letters", "fields": []})");
   const std::string text = AtPrompt("open " + Path("abc.tsv") +
                                     " as survey\n@v observe survey\nwrite survey\nrelease\n");
@@ -62,7 +62,7 @@ TEST_F(Properties, FirstPassSendsTheDictionaryOfTheDataFile) {
                           "case data reset: 2 rows"));
 }
 
-TEST_F(Properties, EachIsSentWhenItIsSet) {
+TEST_F(PropertyCommands, EachIsSentWhenItIsSet) {
   EXPECT_THAT(Notified("weight survey by b\n"), ElementsAre("weight: \"b\""));
   EXPECT_THAT(Notified("filter survey by b\n"), ElementsAre("filter: \"b\""));
   EXPECT_THAT(Notified("split survey together by c a\n"),
@@ -87,7 +87,7 @@ TEST_F(Properties, EachIsSentWhenItIsSet) {
               ElementsAre("undo history reset", "case data reset: 1 row"));
 }
 
-TEST_F(Properties, EachIsSentWhenItIsRemoved) {
+TEST_F(PropertyCommands, EachIsSentWhenItIsRemoved) {
   EXPECT_THAT(Notified("weight survey off\n", "weight survey by b\n"), ElementsAre("weight: none"));
   EXPECT_THAT(Notified("filter survey off\n", "filter survey by b\n"), ElementsAre("filter: none"));
   EXPECT_THAT(Notified("split survey off\n", "split survey separate by b\n"),
@@ -111,12 +111,12 @@ TEST_F(Properties, EachIsSentWhenItIsRemoved) {
               ElementsAre("unsaved changes: no"));
 }
 
-TEST_F(Properties, ChangesThatMessagesDoNotCarryAreNotSent) {
+TEST_F(PropertyCommands, ChangesThatMessagesDoNotCarryAreNotSent) {
   EXPECT_THAT(Notified("imputation survey 5\n"), IsEmpty());
   EXPECT_THAT(Notified("filespec survey /y.tsv\n", "source survey blank 2\n"), IsEmpty());
 }
 
-TEST_F(Properties, MovingTheWeightVariableSendsTheWeightAgain) {
+TEST_F(PropertyCommands, MovingTheWeightVariableSendsTheWeightAgain) {
   EXPECT_THAT(Notified("move survey c to 1\n",
                        "weight survey by c\nfilter survey by c\nsplit survey separate by a c\n"),
               ElementsAre("moved variable \"c\" from position 3 to 1", "weight: \"c\"",
@@ -127,11 +127,11 @@ TEST_F(Properties, MovingTheWeightVariableSendsTheWeightAgain) {
 }
 
 // The shell itself observes every dataset, so the first release sends the variables.
-TEST_F(Properties, ObserverRegisteredAfterTheFirstReleaseDoesNotReceiveTheVariables) {
+TEST_F(PropertyCommands, ObserverRegisteredAfterTheFirstReleaseDoesNotReceiveTheVariables) {
   EXPECT_THAT(Notified("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }
 
-TEST_F(Properties, OnlyAModifiedDefinitionSetsTheDirtyFlag) {
+TEST_F(PropertyCommands, OnlyAModifiedDefinitionSetsTheDirtyFlag) {
   const auto written = [this](const std::string& commands) {
     return AtPrompt(Opened() + Write(commands) + "show survey\n");
   };
@@ -143,7 +143,7 @@ TEST_F(Properties, OnlyAModifiedDefinitionSetsTheDirtyFlag) {
   EXPECT_THAT(written("label survey a A\n"), HasSubstr("\n  unsaved        yes\n"));
 }
 
-TEST_F(Properties, StringVariableCanBeNeitherWeightNorFilter) {
+TEST_F(PropertyCommands, StringVariableCanBeNeitherWeightNorFilter) {
   EXPECT_EQ(
       Writing("insert survey s string:3\nweight survey by b\nfilter survey by c\n"
               "weight survey by s\nfilter survey by s\n"),
@@ -154,7 +154,7 @@ TEST_F(Properties, StringVariableCanBeNeitherWeightNorFilter) {
 }
 
 // The library does not clear the weight, so that no notification pass can fail.
-TEST_F(Properties, WeightThatBecomesAStringStaysTheWeight) {
+TEST_F(PropertyCommands, WeightThatBecomesAStringStaysTheWeight) {
   const std::string text = Writing(
       "weight survey by b\nfilter survey by b\n"
       "retype survey b string:3\nshow survey\n");
@@ -162,12 +162,12 @@ TEST_F(Properties, WeightThatBecomesAStringStaysTheWeight) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Properties, DeletingAVariableRemovesItsUses) {
+TEST_F(PropertyCommands, DeletingAVariableRemovesItsUses) {
   EXPECT_THAT(Notified("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
               ElementsAre("deleted variable \"c\"", "split: \"a\" (together)"));
 }
 
-TEST_F(Properties, ChangeOfTheCasesInUseRemovesDashboardAttributes) {
+TEST_F(PropertyCommands, ChangeOfTheCasesInUseRemovesDashboardAttributes) {
   const std::string noted = "attribute survey dashboard.chart bar\nattribute survey source form\n";
   EXPECT_THAT(Notified("filter survey by a\n", noted),
               ElementsAre("filter: \"a\"", "attributes: source = \"form\""));
@@ -177,7 +177,7 @@ TEST_F(Properties, ChangeOfTheCasesInUseRemovesDashboardAttributes) {
 // ---------------------------------------------------------------------------------------------
 // Sets
 
-TEST_F(Properties, SetIsReplacedAtItsPosition) {
+TEST_F(PropertyCommands, SetIsReplacedAtItsPosition) {
   EXPECT_THAT(Writing("varset survey x of a\nvarset survey y of b\nvarset survey x of c a\n"
                       "show survey\n"),
               HasSubstr("  variable sets  \"x\": \"c\", \"a\"; \"y\": \"b\"\n"));
@@ -187,13 +187,13 @@ TEST_F(Properties, SetIsReplacedAtItsPosition) {
                         "value \"1\"; \"y\": answers \"c\"\n"));
 }
 
-TEST_F(Properties, RemovingAnUnknownSetIsRefused) {
+TEST_F(PropertyCommands, RemovingAnUnknownSetIsRefused) {
   EXPECT_THAT(Writing("varset survey x of a\nmrset survey x off\n"),
               StartsWith("error: there is no set \"x\"\n"));
   EXPECT_THAT(Writing("varset survey x off\n"), StartsWith("error: there is no set \"x\"\n"));
 }
 
-TEST_F(Properties, DeletedMemberIsShownByItsIdentifier) {
+TEST_F(PropertyCommands, DeletedMemberIsShownByItsIdentifier) {
   const std::string text = Writing("varset survey x of a c\ndelete survey a\nshow survey\n");
   EXPECT_THAT(text, HasSubstr("  variable sets  \"x\": 1:"));
   EXPECT_THAT(text, HasSubstr(" (no such variable), \"c\"\n"));
@@ -202,7 +202,7 @@ TEST_F(Properties, DeletedMemberIsShownByItsIdentifier) {
 // ---------------------------------------------------------------------------------------------
 // Refused commands
 
-TEST_F(Properties, InvalidVariablesChangeNothing) {
+TEST_F(PropertyCommands, InvalidVariablesChangeNothing) {
   const std::vector<std::pair<std::string, std::string>> wrong = {
       {"weight survey by nope\n", "there is no variable \"nope\""},
       {"filter survey by nope\n", "there is no variable \"nope\""},
@@ -223,7 +223,7 @@ TEST_F(Properties, InvalidVariablesChangeNothing) {
   }
 }
 
-TEST_F(Properties, AtMostEightVariablesCanSplit) {
+TEST_F(PropertyCommands, AtMostEightVariablesCanSplit) {
   WriteFile("abc.tsv", "a\tb\tc\td\te\tf\tg\th\ti\n1\t2\t3\t4\t5\t6\t7\t8\t9\n");
   const std::string open =
       Open("survey") + "write survey\nsplit survey together by a b c d e f g h";
@@ -233,7 +233,7 @@ TEST_F(Properties, AtMostEightVariablesCanSplit) {
                     HasSubstr("  split          none\n")));
 }
 
-TEST_F(Properties, BlankCasesNeedADictionary) {
+TEST_F(PropertyCommands, BlankCasesNeedADictionary) {
   EXPECT_THAT(Writing("source survey none\nsource survey blank 3\n"),
               StartsWith("error: survey has no dictionary to keep\n"));
 }
@@ -241,7 +241,7 @@ TEST_F(Properties, BlankCasesNeedADictionary) {
 // ---------------------------------------------------------------------------------------------
 // Showing
 
-TEST_F(Properties, ShowOmitsUnsetRareProperties) {
+TEST_F(PropertyCommands, ShowOmitsUnsetRareProperties) {
   EXPECT_THAT(AtPrompt(Open("survey") + "show survey\n"), HasSubstr("  data source    yes\n"
                                                                     "  label          none\n"
                                                                     "  variables      3\n"
@@ -256,7 +256,7 @@ TEST_F(Properties, ShowOmitsUnsetRareProperties) {
                                                                     "  case sequence  0\n"));
 }
 
-TEST_F(Properties, ShowPrintsAllPropertiesThatAreSet) {
+TEST_F(PropertyCommands, ShowPrintsAllPropertiesThatAreSet) {
   EXPECT_THAT(Writing("title survey Letters\nweight survey by a\nfilter survey by b\n"
                       "split survey separate by c a\nimputation survey 1\n"
                       "trends survey period 12 by b\n"
@@ -279,7 +279,7 @@ TEST_F(Properties, ShowPrintsAllPropertiesThatAreSet) {
                         "  unsaved        no\n"));
 }
 
-TEST_F(Properties, ShowDoesNotWaitForAWriter) {
+TEST_F(PropertyCommands, ShowDoesNotWaitForAWriter) {
   const std::string text = AtPrompt(Open("survey") + "@w write survey\nshow survey\n");
   EXPECT_THAT(text, HasSubstr("  data source    yes, but the lock is not free for reading\n"
                               "  case sequence  0\n"
@@ -287,7 +287,7 @@ TEST_F(Properties, ShowDoesNotWaitForAWriter) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Properties, VariablesShowTheirUses) {
+TEST_F(PropertyCommands, VariablesShowTheirUses) {
   EXPECT_THAT(Writing("label survey b \"The b\"\nweight survey by b\nfilter survey by b\n"
                       "split survey together by c b\nvariables survey\n"),
               StartsWith("   1  a  numeric  unknown\n"
@@ -308,7 +308,7 @@ std::pair<std::string, std::string> Digests(const std::string& text) {
   return digests;
 }
 
-TEST_F(Properties, MirrorEqualsTheSourceAfterAPass) {
+TEST_F(PropertyCommands, MirrorEqualsTheSourceAfterAPass) {
   const std::string change =
       "title survey Letters\nweight survey by a\nfilter survey by b\n"
       "split survey separate by c a\ntrends survey period 12 by b\nmove survey c to 1\n"
@@ -324,7 +324,7 @@ TEST_F(Properties, MirrorEqualsTheSourceAfterAPass) {
   EXPECT_THAT(text, HasSubstr("  weight         \"z\"                               the same\n"));
 }
 
-TEST_F(Properties, MirrorShowsChangesThatWereNotSentYet) {
+TEST_F(PropertyCommands, MirrorShowsChangesThatWereNotSentYet) {
   const std::string text =
       AtPrompt(Opened() + "write survey\nweight survey by a\nlabel survey b \"The b\"\n" +
                "delete survey c\ninsert survey x\nmirror survey\n");
@@ -340,14 +340,14 @@ TEST_F(Properties, MirrorShowsChangesThatWereNotSentYet) {
   EXPECT_THAT(LinesWith(text, "  order"), IsEmpty());
 }
 
-TEST_F(Properties, MirrorShowsADifferentOrder) {
+TEST_F(PropertyCommands, MirrorShowsADifferentOrder) {
   EXPECT_THAT(LinesWith(AtPrompt(Opened() + "write survey\nmove survey c to 1\nmirror survey\n"),
                         "  order      "),
               ElementsAre(AllOf(StartsWith("\"c\", \"a\", \"b\""), HasSubstr("\"a\", \"b\", \"c\""),
                                 EndsWith("  <- differs"))));
 }
 
-TEST_F(Properties, DigestsExcludeWhatMessagesDoNotCarry) {
+TEST_F(PropertyCommands, DigestsExcludeWhatMessagesDoNotCarry) {
   const std::string text =
       AtPrompt(Opened() + Write("imputation survey 5\nsource survey blank 2\n") +
                Write("filespec survey /y.tsv\n") + "mirror survey\n");
@@ -360,14 +360,14 @@ TEST_F(Properties, DigestsExcludeWhatMessagesDoNotCarry) {
   EXPECT_EQ(Digests(text).first, Digests(text).second);
 }
 
-TEST_F(Properties, DatasetWithoutASourceIsComparedAsAnEmptyDictionary) {
+TEST_F(PropertyCommands, DatasetWithoutASourceIsComparedAsAnEmptyDictionary) {
   const std::string text = AtPrompt(Opened() + Write("source survey none\n") + "mirror survey\n");
   EXPECT_THAT(text, HasSubstr("  variables  0 "));
   EXPECT_EQ(Digests(text).first.size(), 32u);
   EXPECT_EQ(Digests(text).first, Digests(text).second);
 }
 
-TEST_F(Properties, MirrorIsNotShownIfReadingWouldHaveToWait) {
+TEST_F(PropertyCommands, MirrorIsNotShownIfReadingWouldHaveToWait) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@w write survey\nmirror survey\n"),
               HasSubstr("error: main would have to wait for the read lock on survey, held by w "
                         "(writing)\n"));

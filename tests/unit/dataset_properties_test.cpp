@@ -143,7 +143,7 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
 
 // A dataset with variables A to E and a view that the test updates. View and source are initially
 // equal and clean.
-class Properties : public testing::Test {
+class PropertiesInMessages : public testing::Test {
  protected:
   Properties() {
     Replace(Source(), Vars("A B C D E"));
@@ -181,7 +181,7 @@ class Properties : public testing::Test {
   SvrDMObserverView view{item};
 };
 
-TEST_F(Properties, UnchangedAreNotReported) {
+TEST_F(PropertiesInMessages, UnchangedAreNotReported) {
   view.Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_FALSE(Source().IsDirty());
@@ -189,14 +189,14 @@ TEST_F(Properties, UnchangedAreNotReported) {
 
 // --- Row count ---
 
-TEST_F(Properties, TheFirstUpdateReportsTheRowCount) {
+TEST_F(PropertiesInMessages, TheFirstUpdateReportsTheRowCount) {
   SvrDMObserverView fresh(item);
   Use(std::make_unique<CountingSource>()).rows = 44;
   fresh.Update();
   EXPECT_MESSAGES(Queue(), RowCount(44));
 }
 
-TEST_F(Properties, TheFirstUpdateReportsUnknownAndZeroRowCounts) {
+TEST_F(PropertiesInMessages, TheFirstUpdateReportsUnknownAndZeroRowCounts) {
   for (const long long rows : {-1, 0}) {
     SvrDMObserverView fresh(item);
     Use(std::make_unique<CountingSource>()).rows = rows;
@@ -205,7 +205,7 @@ TEST_F(Properties, TheFirstUpdateReportsUnknownAndZeroRowCounts) {
   }
 }
 
-TEST_F(Properties, AChangedRowCountIsReportedOnce) {
+TEST_F(PropertiesInMessages, AChangedRowCountIsReportedOnce) {
   CountingSource& source = static_cast<CountingSource&>(Source());
   source.rows = 44;
   view.Update();
@@ -217,7 +217,7 @@ TEST_F(Properties, AChangedRowCountIsReportedOnce) {
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Properties, RowCountIsReadAgainForEachUse) {
+TEST_F(PropertiesInMessages, RowCountIsReadAgainForEachUse) {
   Use(support::Dictionary("A B C D E"));
   Settle();
   Use(std::make_unique<GrowingSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
@@ -228,7 +228,7 @@ TEST_F(Properties, RowCountIsReadAgainForEachUse) {
   EXPECT_MESSAGES(Queue(), RowCount(3));
 }
 
-TEST_F(Properties, AChangedTypeReportsAnUnchangedRowCount) {
+TEST_F(PropertiesInMessages, AChangedTypeReportsAnUnchangedRowCount) {
   static_cast<CountingSource&>(Source()).rows = 44;
   Settle();
   Source().GetVariable(1).SetType(8);
@@ -236,14 +236,14 @@ TEST_F(Properties, AChangedTypeReportsAnUnchangedRowCount) {
   EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(44), Dirty(true));
 }
 
-TEST_F(Properties, AChangedTypeAndAChangedRowCountAreOneReset) {
+TEST_F(PropertiesInMessages, AChangedTypeAndAChangedRowCountAreOneReset) {
   Source().GetVariable(1).SetType(8);
   static_cast<CountingSource&>(Source()).rows = 45;
   view.Update();
   EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(45), Dirty(true));
 }
 
-TEST_F(Properties, AResetIsReportedOnlyOnce) {
+TEST_F(PropertiesInMessages, AResetIsReportedOnlyOnce) {
   Source().GetVariable(1).SetType(8);
   view.Update();
   EXPECT_FALSE(view.data_->resetClientData);
@@ -251,7 +251,7 @@ TEST_F(Properties, AResetIsReportedOnlyOnce) {
 
 // --- Rows per imputation ---
 
-TEST_F(Properties, TheEndOfAnImputationIsReportedWithoutCommonFields) {
+TEST_F(PropertiesInMessages, TheEndOfAnImputationIsReportedWithoutCommonFields) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   Source().RowsPerImputation(0);
   view.Update();
@@ -261,14 +261,14 @@ TEST_F(Properties, TheEndOfAnImputationIsReportedWithoutCommonFields) {
   EXPECT_EQ(View().RowsPerImputation(), 0);
 }
 
-TEST_F(Properties, TheStartOfAnImputationIsRecordedButNotReported) {
+TEST_F(PropertiesInMessages, TheStartOfAnImputationIsRecordedButNotReported) {
   Source().RowsPerImputation(5);
   view.Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(View().RowsPerImputation(), 5);
 }
 
-TEST_F(Properties, AChangedNumberOfRowsPerImputationIsRecordedButNotReported) {
+TEST_F(PropertiesInMessages, AChangedNumberOfRowsPerImputationIsRecordedButNotReported) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   Source().RowsPerImputation(3);
   view.Update();
@@ -278,7 +278,7 @@ TEST_F(Properties, AChangedNumberOfRowsPerImputationIsRecordedButNotReported) {
 
 // --- File specification ---
 
-class FileSpecification : public Properties {
+class FileSpecification : public PropertiesInMessages {
  protected:
   // Makes the source a saved file without pending changes.
   void UseSavedFile() {
@@ -390,14 +390,14 @@ TEST_F(FileSpecification, UnchangedIsNotReported) {
 
 // --- Label ---
 
-TEST_F(Properties, ALabelIsReported) {
+TEST_F(PropertiesInMessages, ALabelIsReported) {
   Source().SetLabel("Survey");
   view.Update();
   EXPECT_MESSAGES(Queue(), Label("Survey"));
   EXPECT_STREQ(View().GetLabel(), "Survey");
 }
 
-TEST_F(Properties, ARemovedLabelIsReportedAsEmpty) {
+TEST_F(PropertiesInMessages, ARemovedLabelIsReportedAsEmpty) {
   StartWith([](ORVX_DataSource& source) { source.SetLabel("Survey"); });
   Source().SetLabel(nullptr);
   view.Update();
@@ -405,7 +405,7 @@ TEST_F(Properties, ARemovedLabelIsReportedAsEmpty) {
   EXPECT_EQ(View().GetLabel(), nullptr);
 }
 
-TEST_F(Properties, AnEmptyLabelEqualsNoLabel) {
+TEST_F(PropertiesInMessages, AnEmptyLabelEqualsNoLabel) {
   Source().SetLabel("");
   view.Update();
   EXPECT_MESSAGES(Queue());
@@ -419,7 +419,7 @@ TEST_F(Properties, AnEmptyLabelEqualsNoLabel) {
 
 // --- Weight ---
 
-TEST_F(Properties, SettingChangingAndRemovingAWeightIsReported) {
+TEST_F(PropertiesInMessages, SettingChangingAndRemovingAWeightIsReported) {
   WeightBy(Source(), "B");
   view.Update();
   EXPECT_MESSAGES(Queue(), Weight("B"));
@@ -438,7 +438,7 @@ TEST_F(Properties, SettingChangingAndRemovingAWeightIsReported) {
   EXPECT_EQ(View().GetWeightVarIndex(), -1);
 }
 
-TEST_F(Properties, ANewWeightVariableIsInsertedFirst) {
+TEST_F(PropertiesInMessages, ANewWeightVariableIsInsertedFirst) {
   Source().InsertVariable(0, Var("W"));
   WeightBy(Source(), "W");
   view.Update();
@@ -446,7 +446,7 @@ TEST_F(Properties, ANewWeightVariableIsInsertedFirst) {
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
 
-TEST_F(Properties, AShiftedWeightVariableIsNotReported) {
+TEST_F(PropertiesInMessages, AShiftedWeightVariableIsNotReported) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(0, 0);
   view.Update();
@@ -455,7 +455,7 @@ TEST_F(Properties, AShiftedWeightVariableIsNotReported) {
 }
 
 // The view and the clients dropped the weight with the variable.
-TEST_F(Properties, DeletingTheWeightVariableReportsNoWeightChange) {
+TEST_F(PropertiesInMessages, DeletingTheWeightVariableReportsNoWeightChange) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
@@ -463,7 +463,7 @@ TEST_F(Properties, DeletingTheWeightVariableReportsNoWeightChange) {
   EXPECT_TRUE(View().GetWeightVariableID().IsNull());
 }
 
-TEST_F(Properties, DeletingTheWeightVariableReportsANewWeight) {
+TEST_F(PropertiesInMessages, DeletingTheWeightVariableReportsANewWeight) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   WeightBy(Source(), "C");
@@ -473,7 +473,7 @@ TEST_F(Properties, DeletingTheWeightVariableReportsANewWeight) {
 
 // --- Filter and trends ---
 
-TEST_F(Properties, SettingChangingAndRemovingAFilterIsReported) {
+TEST_F(PropertiesInMessages, SettingChangingAndRemovingAFilterIsReported) {
   FilterBy(Source(), "B");
   view.Update();
   EXPECT_MESSAGES(Queue(), Filter("B"));
@@ -492,7 +492,7 @@ TEST_F(Properties, SettingChangingAndRemovingAFilterIsReported) {
   EXPECT_EQ(View().GetFilterVarIndex(), -1);
 }
 
-TEST_F(Properties, DeletingTheFilterVariableReportsNoFilterChange) {
+TEST_F(PropertiesInMessages, DeletingTheFilterVariableReportsNoFilterChange) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
@@ -500,7 +500,7 @@ TEST_F(Properties, DeletingTheFilterVariableReportsNoFilterChange) {
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
-TEST_F(Properties, TrendsInformationIsReportedCompletely) {
+TEST_F(PropertiesInMessages, TrendsInformationIsReportedCompletely) {
   *Source().GetTrendsInfo() = Monthly();
   view.Update();
   EXPECT_MESSAGES(Queue(), Trends(Monthly()));
@@ -513,14 +513,14 @@ TEST_F(Properties, TrendsInformationIsReportedCompletely) {
   EXPECT_EQ(*View().GetTrendsInfo(), ORVX_TrendsInfo());
 }
 
-TEST_F(Properties, ANewFilterIsReportedBeforeTrends) {
+TEST_F(PropertiesInMessages, ANewFilterIsReportedBeforeTrends) {
   FilterBy(Source(), "B");
   *Source().GetTrendsInfo() = Monthly();
   view.Update();
   EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
 }
 
-TEST_F(Properties, AChangedFilterIsReportedBeforeTrends) {
+TEST_F(PropertiesInMessages, AChangedFilterIsReportedBeforeTrends) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "A"); });
   FilterBy(Source(), "B");
   *Source().GetTrendsInfo() = Monthly();
@@ -528,7 +528,7 @@ TEST_F(Properties, AChangedFilterIsReportedBeforeTrends) {
   EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
 }
 
-TEST_F(Properties, ARemovedFilterIsReportedAfterTrends) {
+TEST_F(PropertiesInMessages, ARemovedFilterIsReportedAfterTrends) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
   Source().SetFilterVar(-1);
   *Source().GetTrendsInfo() = Monthly();
@@ -538,7 +538,7 @@ TEST_F(Properties, ARemovedFilterIsReportedAfterTrends) {
 
 // --- Split ---
 
-TEST_F(Properties, SettingAndRemovingASplitIsReported) {
+TEST_F(PropertiesInMessages, SettingAndRemovingASplitIsReported) {
   SplitBy(Source(), "B A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Split("B A"));
@@ -552,7 +552,7 @@ TEST_F(Properties, SettingAndRemovingASplitIsReported) {
   EXPECT_THAT(SplitOf(View()), IsEmpty());
 }
 
-TEST_F(Properties, AddingOrRemovingASplitVariableIsReported) {
+TEST_F(PropertiesInMessages, AddingOrRemovingASplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A"); });
   SplitBy(Source(), "A B");
   view.Update();
@@ -564,7 +564,7 @@ TEST_F(Properties, AddingOrRemovingASplitVariableIsReported) {
   EXPECT_MESSAGES(Queue(), Split("A"));
 }
 
-TEST_F(Properties, ReplacingAnySplitVariableIsReported) {
+TEST_F(PropertiesInMessages, ReplacingAnySplitVariableIsReported) {
   for (const char* split : {"D B C", "A D C", "A B D", "B A C"}) {
     StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B C"); });
     SplitBy(Source(), split);
@@ -573,7 +573,7 @@ TEST_F(Properties, ReplacingAnySplitVariableIsReported) {
   }
 }
 
-TEST_F(Properties, AChangeOfSeparateAnalysisIsReported) {
+TEST_F(PropertiesInMessages, AChangeOfSeparateAnalysisIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   SplitBy(Source(), "A B", /*separate=*/true);
   view.Update();
@@ -586,13 +586,13 @@ TEST_F(Properties, AChangeOfSeparateAnalysisIsReported) {
   EXPECT_MESSAGES(Queue(), Split("A B"));
 }
 
-TEST_F(Properties, AnUnchangedSplitIsNotReported) {
+TEST_F(PropertiesInMessages, AnUnchangedSplitIsNotReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B", /*separate=*/true); });
   view.Update();
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Properties, ASplitByEightVariablesIsReported) {
+TEST_F(PropertiesInMessages, ASplitByEightVariablesIsReported) {
   StartWith([](ORVX_DataSource& source) { Replace(source, Vars("A B C D E F G H")); });
   SplitBy(Source(), "H G F E D C B A");
   view.Update();
@@ -600,14 +600,14 @@ TEST_F(Properties, ASplitByEightVariablesIsReported) {
   EXPECT_EQ(View().GetNSplitVars(), 8U);
 }
 
-TEST_F(Properties, DeletingASplitVariableReportsTheRemainingSplit) {
+TEST_F(PropertiesInMessages, DeletingASplitVariableReportsTheRemainingSplit) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A"));
 }
 
-TEST_F(Properties, ReplacingADeletedSplitVariableIsReported) {
+TEST_F(PropertiesInMessages, ReplacingADeletedSplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   Source().DeleteVariables(1, 1);
   SplitBy(Source(), "A C");
@@ -615,14 +615,14 @@ TEST_F(Properties, ReplacingADeletedSplitVariableIsReported) {
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A C"));
 }
 
-TEST_F(Properties, DeletingTheLastSplitVariableIsReported) {
+TEST_F(PropertiesInMessages, DeletingTheLastSplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   view.Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split(""));
 }
 
-TEST_F(Properties, SeparateAnalysisIsNotComparedWithoutASplit) {
+TEST_F(PropertiesInMessages, SeparateAnalysisIsNotComparedWithoutASplit) {
   Use(std::make_unique<SplitSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
   Settle();
   static_cast<SplitSource&>(Source()).separate = true;
@@ -632,7 +632,7 @@ TEST_F(Properties, SeparateAnalysisIsNotComparedWithoutASplit) {
 
 // --- Uses that a moved or replaced variable loses are reported again ---
 
-TEST_F(Properties, UsesOfAMovedVariableAreReportedAgain) {
+TEST_F(PropertiesInMessages, UsesOfAMovedVariableAreReportedAgain) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "C");
     FilterBy(source, "C");
@@ -646,7 +646,7 @@ TEST_F(Properties, UsesOfAMovedVariableAreReportedAgain) {
   EXPECT_MESSAGES(Queue(), Moved(2).To(0), Weight("C"), Filter("C"), Split("A C"));
 }
 
-TEST_F(Properties, UsesLostByTheSameMoveAreNotReported) {
+TEST_F(PropertiesInMessages, UsesLostByTheSameMoveAreNotReported) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "C");
     FilterBy(source, "C");
@@ -659,7 +659,7 @@ TEST_F(Properties, UsesLostByTheSameMoveAreNotReported) {
 }
 
 // The source has moved A. The comparison moves the other variables of the view instead.
-TEST_F(Properties, AVariableKeepsItsUsesIfOtherVariablesAreMovedPastIt) {
+TEST_F(PropertiesInMessages, AVariableKeepsItsUsesIfOtherVariablesAreMovedPastIt) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));
     WeightBy(source, "A");
@@ -671,7 +671,7 @@ TEST_F(Properties, AVariableKeepsItsUsesIfOtherVariablesAreMovedPastIt) {
   EXPECT_EQ(View().GetWeightVariableID(), Id("A"));
 }
 
-TEST_F(Properties, ABulkReplacementReportsAllUsesAgain) {
+TEST_F(PropertiesInMessages, ABulkReplacementReportsAllUsesAgain) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "A");
     FilterBy(source, "B");
@@ -683,7 +683,7 @@ TEST_F(Properties, ABulkReplacementReportsAllUsesAgain) {
                   Filter("B"), Split("C D").Separate());
 }
 
-TEST_F(Properties, ABulkReplacementReportsOnlyARemovedSplit) {
+TEST_F(PropertiesInMessages, ABulkReplacementReportsOnlyARemovedSplit) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "A");
     FilterBy(source, "B");
@@ -699,7 +699,7 @@ TEST_F(Properties, ABulkReplacementReportsOnlyARemovedSplit) {
 
 // --- Sets, extension, attributes ---
 
-TEST_F(Properties, SetsExtensionAndAttributesAreReportedInOrder) {
+TEST_F(PropertiesInMessages, SetsExtensionAndAttributesAreReportedInOrder) {
   Source().SetAttributes(Attributes({"note"}));
   Source().SetExtension(Block("bytes"));
   Source().SetVariableSets({Set("demography", "A")});
@@ -713,7 +713,7 @@ TEST_F(Properties, SetsExtensionAndAttributesAreReportedInOrder) {
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(Properties, OnlyTheExtensionOfTypeZeroIsCompared) {
+TEST_F(PropertiesInMessages, OnlyTheExtensionOfTypeZeroIsCompared) {
   Source().SetExtension(ORVX_DataSource::Extension(
       RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(3, 1, 3, "abc"))));
   view.Update();
@@ -722,9 +722,9 @@ TEST_F(Properties, OnlyTheExtensionOfTypeZeroIsCompared) {
 
 // --- Changes that remove the dashboard attributes ---
 
-class DashboardInfo : public Properties {
+class DashboardInfoAfterAChange : public PropertiesInMessages {
  protected:
-  DashboardInfo() {
+  DashboardInfoAfterAChange() {
     Source().SetAttributes(Attributes({"note", "dashboard.layout"}));
     Settle();
   }
@@ -734,20 +734,20 @@ class DashboardInfo : public Properties {
   const support::Expected cleared = Extension(17, "note\tvalue\n");
 };
 
-TEST_F(DashboardInfo, IsKeptWithoutChanges) {
+TEST_F(DashboardInfoAfterAChange, IsKeptWithoutChanges) {
   view.Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_TRUE(SourceHasIt());
 }
 
-TEST_F(DashboardInfo, IsRemovedIfVariablesChange) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedIfVariablesChange) {
   Source().InsertVariable(5, Var("F"));
   view.Update();
   EXPECT_MESSAGES(Queue(), Inserted("F").AtEnd(), cleared);
   EXPECT_FALSE(SourceHasIt());
 }
 
-TEST_F(DashboardInfo, IsRemovedByAnyChangeOfVariables) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedByAnyChangeOfVariables) {
   const std::vector<std::function<void()>> changes = {
       [this] { Source().DeleteVariables(4, 4); },
       [this] { Source().DeleteVariables(1, 1); },
@@ -769,26 +769,26 @@ TEST_F(DashboardInfo, IsRemovedByAnyChangeOfVariables) {
   }
 }
 
-TEST_F(DashboardInfo, IsRemovedIfTheRowCountChanges) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheRowCountChanges) {
   static_cast<CountingSource&>(Source()).rows = 44;
   view.Update();
   EXPECT_MESSAGES(Queue(), cleared, RowCount(44));
   EXPECT_FALSE(SourceHasIt());
 }
 
-TEST_F(DashboardInfo, IsRemovedIfTheWeightChanges) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheWeightChanges) {
   WeightBy(Source(), "A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Weight("A"), cleared);
 }
 
-TEST_F(DashboardInfo, IsRemovedIfAFilterIsSet) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedIfAFilterIsSet) {
   FilterBy(Source(), "A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Filter("A"), cleared);
 }
 
-TEST_F(DashboardInfo, IsRemovedIfTheFilterIsRemoved) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheFilterIsRemoved) {
   FilterBy(Source(), "A");
   view.Update();
   Source().SetAttributes(Attributes({"note", "dashboard.layout"}));
@@ -801,19 +801,19 @@ TEST_F(DashboardInfo, IsRemovedIfTheFilterIsRemoved) {
   EXPECT_MESSAGES(Queue(), NoFilter(), cleared);
 }
 
-TEST_F(DashboardInfo, IsRemovedIfTrendsChange) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedIfTrendsChange) {
   *Source().GetTrendsInfo() = Monthly();
   view.Update();
   EXPECT_MESSAGES(Queue(), Trends(Monthly()), cleared);
 }
 
-TEST_F(DashboardInfo, IsRemovedIfTheSplitChanges) {
+TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheSplitChanges) {
   SplitBy(Source(), "A");
   view.Update();
   EXPECT_MESSAGES(Queue(), Split("A"), cleared);
 }
 
-TEST_F(DashboardInfo, IsKeptAfterOtherChanges) {
+TEST_F(DashboardInfoAfterAChange, IsKeptAfterOtherChanges) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   ASSERT_TRUE(SourceHasIt());
   Source().RowsPerImputation(0);
@@ -832,7 +832,7 @@ TEST_F(DashboardInfo, IsKeptAfterOtherChanges) {
 }
 
 // The writer has just set the dashboard attributes.
-TEST_F(DashboardInfo, IsKeptIfTheAttributesChange) {
+TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
   view.Update();
@@ -842,7 +842,7 @@ TEST_F(DashboardInfo, IsKeptIfTheAttributesChange) {
 
 // --- Modified state ---
 
-TEST_F(Properties, ChangesOfTheDirtyFlagAreReported) {
+TEST_F(PropertiesInMessages, ChangesOfTheDirtyFlagAreReported) {
   Source().SetDirty(true);
   view.Update();
   EXPECT_MESSAGES(Queue(), Dirty(true));
@@ -858,14 +858,14 @@ TEST_F(Properties, ChangesOfTheDirtyFlagAreReported) {
   EXPECT_FALSE(View().IsDirty());
 }
 
-TEST_F(Properties, AChangedDefinitionSetsTheDirtyFlagReportedLast) {
+TEST_F(PropertiesInMessages, AChangedDefinitionSetsTheDirtyFlagReportedLast) {
   Source().GetVariable(1).SetLabel("changed");
   view.Update();
   EXPECT_MESSAGES(Queue(), Modified(Labelled(Var("B"), "changed")), Dirty(true));
   EXPECT_TRUE(View().IsDirty());
 }
 
-TEST_F(Properties, AChangedDefinitionOverridesAClearedDirtyFlag) {
+TEST_F(PropertiesInMessages, AChangedDefinitionOverridesAClearedDirtyFlag) {
   Source().SetDirty(true);
   view.Update();
   item.ClearNotifications();
@@ -879,7 +879,7 @@ TEST_F(Properties, AChangedDefinitionOverridesAClearedDirtyFlag) {
 
 // --- All changes in one write ---
 
-class Everything : public Properties {
+class Everything : public PropertiesInMessages {
  protected:
   // Gives the dataset a source that is built on a saved file, and sets every property.
   Everything() {
@@ -1041,14 +1041,14 @@ TEST_F(Everything, IsReportedAgainWhenTheSourceReturns) {
 
 // --- An empty source, and no source ---
 
-TEST_F(Properties, ANewEmptySourceReportsOnlyTheRowCount) {
+TEST_F(PropertiesInMessages, ANewEmptySourceReportsOnlyTheRowCount) {
   SvrDMItem empty(LocallyUniqueID(0, 13), new DataFreeDataSource, nullptr, 0, "", true);
   SvrDMObserverView fresh(empty);
   fresh.Update();
   EXPECT_MESSAGES(empty.Notifications(), RowCount(0));
 }
 
-TEST_F(Properties, ADatasetWithoutASourceReportsOnlyTheRowCount) {
+TEST_F(PropertiesInMessages, ADatasetWithoutASourceReportsOnlyTheRowCount) {
   SvrDMItem without(LocallyUniqueID(0, 13), nullptr, nullptr, 0, "", true);
   SvrDMObserverView fresh(without);
   fresh.Update();
@@ -1062,7 +1062,7 @@ TEST_F(Properties, ADatasetWithoutASourceReportsOnlyTheRowCount) {
 
 // --- A source that reports its own split, with more variables ---
 
-class AnsweredSplit : public Properties {
+class AnsweredSplit : public PropertiesInMessages {
  protected:
   AnsweredSplit() {
     Use(std::make_unique<SplitSource>());

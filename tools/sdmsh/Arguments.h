@@ -5,11 +5,10 @@
 // Blanks separate words. Between double quotes, blanks belong to the word, and two quotes stand for
 // one. A word that begins with # starts a comment.
 //
-//   const std::string file = call.Take("FILE");
+//   const std::string file = call.TakeFile();
 //   call.Expect("as");
 //   const std::string name = call.Take("NAME");
 //   const bool quiet = call.Accept("quiet");
-//   call.End();
 
 #ifndef SDMSH_ARGUMENTS_H_
 #define SDMSH_ARGUMENTS_H_
@@ -81,11 +80,13 @@ class Arguments {
 
   // Takes the keyword if it is the next word, and returns whether it was.
   bool Accept(const char* keyword);
+  // Takes the keyword, which must be the next word.
   void Expect(const char* keyword);
   // Takes one of the keywords and returns its index, from 0.
   std::size_t TakeOneOf(const std::vector<const char*>& keywords);
 
   bool AtEnd() const { return next_ == words_.size(); }
+  // Requires that all words were taken.
   void End() const;
 
   // Throws an error that `expected` is not the next word. `remark` follows the actual word in the
@@ -101,7 +102,8 @@ class Arguments {
   std::size_t next_ = 0;
 };
 
-// A command with its arguments: who gave it, and on which dataset.
+// A command with its arguments, its caller and its dataset. Borrows the command, the shell and the
+// caller.
 struct Call : Arguments {
   Call(const Command& command, std::vector<std::string> words, Shell& atShell, Caller& byCaller)
       : Arguments(command, std::move(words)), shell(atShell), caller(byCaller) {}

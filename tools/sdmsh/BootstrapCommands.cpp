@@ -268,11 +268,8 @@ void Replace(Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs
   const Specs* const present = specs.get();
   writer.SetBootstrapSpecs(specs.release());
   if (words.empty() && !call.shell.Out().IsJson()) return;
-  call.shell.Say(words, [&] {
-    Json json = {{"event", "bootstrapChanged"},
-                 {"caller", call.caller.Name()},
-                 {"dataset", call.dataset->Name()},
-                 {"specs", SpecsInJson(present)}};
+  call.Say("bootstrapChanged", words, [&] {
+    Json json = {{"specs", SpecsInJson(present)}};
     if (!file.empty()) json["file"] = file;
     return json;
   });
@@ -311,15 +308,12 @@ Action WriteToFile(Call& call) {
     SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
     RefuseOtherContent(file);
     WriteFile(file, bytes);
-    call.shell.Say("wrote the bootstrap specification of " + dataset + " to " + file + ": " +
-                       BytesText(bytes.size()),
-                   [&]() -> Json {
-                     return {{"event", "bootstrapWritten"},
-                             {"caller", call.caller.Name()},
-                             {"dataset", dataset},
-                             {"file", file},
-                             {"size", bytes.size()}};
-                   });
+    call.Say("bootstrapWritten",
+             "wrote the bootstrap specification of " + dataset + " to " + file + ": " +
+                 BytesText(bytes.size()),
+             [&]() -> Json {
+               return {{"file", file}, {"size", bytes.size()}};
+             });
   });
 }
 

@@ -90,18 +90,17 @@ class CasePrinter {
 
   // Adds the current case.
   void Add(long long number, Table& table, Json& rows) const {
-    std::vector<std::string> words = {std::to_string(number)};
-    Json json = Json::array();
-    for (const DataValue& value : cases_->Values()) {
-      if (output_.IsJson()) {
-        json.push_back(ValueInJson(value));
-      } else {
-        const auto* const text = std::get_if<std::string>(&value);
-        words.push_back(text != nullptr ? *text : DictionaryText::Value(value));
-      }
+    if (output_.IsJson()) {
+      Json row = Json::array();
+      for (const DataValue& value : cases_->Values()) row.push_back(ValueInJson(value));
+      return rows.push_back(std::move(row));
     }
-    if (output_.IsJson()) return rows.push_back(std::move(json));
-    table.Add(std::move(words));
+    std::vector<std::string> row = {std::to_string(number)};
+    for (const DataValue& value : cases_->Values()) {
+      const auto* const text = std::get_if<std::string>(&value);
+      row.push_back(text != nullptr ? *text : DictionaryText::Value(value));
+    }
+    table.Add(std::move(row));
   }
 
   void PrintNone(long long from) {

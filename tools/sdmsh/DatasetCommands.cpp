@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <optional>
 #include <utility>
 
 namespace sdmsh {
@@ -89,7 +88,6 @@ std::string LabelOf(const ORVX_DataSource& dictionary) {
 
 std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
   using namespace DictionaryText;
-  const bool rare = false;
   const long long cases = dictionary.RowCount();
   const long long rows = dictionary.RowsPerImputation();
   const auto name = [&](LocallyUniqueID id) { return DictionaryText::Name(&dictionary, id); };
@@ -104,13 +102,13 @@ std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
       {"filter", name(dictionary.GetFilterVariableID())},
       {"split",
        DictionaryText::Split(&dictionary, SplitOf(dictionary), dictionary.GetSplitqSeparate())},
-      {"imputation", rows == 0 ? "none" : Counted(rows, "row"), rare, /*isSent=*/false},
-      {"trends", TimeSeries(&dictionary, *dictionary.GetTrendsInfo()), rare},
-      {"response sets", sets(kMRSets), rare},
-      {"variable sets", sets(kVariableSets), rare},
+      {"imputation", rows == 0 ? "none" : Counted(rows, "row"), /*usual=*/false, /*isSent=*/false},
+      {"trends", TimeSeries(&dictionary, *dictionary.GetTrendsInfo()), /*usual=*/false},
+      {"response sets", sets(kMRSets), /*usual=*/false},
+      {"variable sets", sets(kVariableSets), /*usual=*/false},
       {"extension", Bytes(ORVX_DataSource::Extension(dictionary, /*type=*/0).Impl()->GetBytes()),
-       rare},
-      {"attributes", Attributes(dictionary.GetAttributes().All()), rare},
+       /*usual=*/false},
+      {"attributes", Attributes(dictionary.GetAttributes().All()), /*usual=*/false},
       {"saved as", OrNone(dictionary.GetFileSpec()), /*usual=*/true, /*isSent=*/false},
       {"unsaved", dictionary.IsDirty() ? "yes" : "no"},
   };
@@ -416,21 +414,25 @@ Action CloseDataset(Call& call) {
 }
 
 Action ListDatasets(Call& call) {
-  return [&call] {
-    Shell& shell = call.shell;
-    std::string words;
-    Json datasets = Json::array();
-    for (const DatasetPtr& dataset : shell.Datasets()) {
-      const SvrDMDataset& handle = dataset->Handle();
-      const LockState lock = shell.Locks().StateOf(*dataset);
-      const std::string file = handle.GetFileName();
-      words += (words.empty() ? "" : "\n") + dataset->Name() + " (" + dataset->ID().ToString() +
-               "), file " + OrNone(file.empty() ? handle.SuppressedFileName() : file) + ", " +
-               lock.ToText();
-      if (shell.Out().IsJson()) datasets.push_back(StateInJson(*dataset, lock));
-    }
-    if (words.empty()) words = "no dataset is open";
-    shell.Say(words, [&]() -> Json { return {{"event", "datasets"}, {"datasets", datasets}}; });
+  return [&call](const CallerLocks& locks) {
+    const std::vector<DatasetPtr>& datasets = call.shell.Datasets();
+    const auto words = [&] {
+      std::string lines;
+      for (const DatasetPtr& dataset : datasets) {
+        const std::string file = dataset->Handle().GetFileName();
+        lines += (lines.empty() ? "" : "\n") + dataset->Name() + " (" + dataset->ID().ToString() +
+                 "), file " + OrNone(file.empty() ? dataset->Handle().SuppressedFileName() : file) +
+                 ", " + locks.StateOf(*dataset).ToText();
+      }
+      return lines.empty() ? "no dataset is open" : lines;
+    };
+    call.shell.Say(words, [&] {
+      Json rows = Json::array();
+      for (const DatasetPtr& dataset : datasets) {
+        rows.push_back(StateInJson(*dataset, locks.StateOf(*dataset)));
+      }
+      return Json{{"event", "datasets"}, {"datasets", rows}};
+    });
   };
 }
 

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 

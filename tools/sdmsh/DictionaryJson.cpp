@@ -26,6 +26,7 @@
 
 #include <cmath>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace sdmsh {

@@ -43,7 +43,7 @@ Json VariablesInJson(const std::vector<ORVX_Variable>& variables);
 Json DictionaryInJson(const ORVX_DataSource& dictionary);
 
 // An object with the members that all messages have, then the name of the message and its
-// arguments, then facts from `before`, the dictionary before the message is applied.
+// arguments, then names and old values from `before`, the dictionary before the message is applied.
 Json ChangeInJson(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before);
 
 }  // namespace sdmsh

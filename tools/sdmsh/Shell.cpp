@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <charconv>
 #include <new>
-#include <optional>
+#include <string_view>
 #include <utility>
 
 namespace sdmsh {

@@ -23,7 +23,7 @@ class ServerDataManager;
 namespace sdmsh {
 
 // An observer of the registry for a caller. Borrows the registry and the output, and adds a notice
-// to the output for each call.
+// to the output for each call. Defined in ObserverCommands.cpp.
 //
 // Threads: one at a time; the shell waits while a caller's thread works.
 class RegistryObserver final : public ServerDataManagerObserver {

@@ -41,8 +41,8 @@ struct SchemaField {
   Type type = Type::Inferred;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  std::shared_ptr<const MissingTexts>
-      missingValues;  // never null; usually the missing values of the table
+  // Never null; usually the missing values of the table.
+  std::shared_ptr<const MissingTexts> missingValues;
 };
 
 struct TableSchema {

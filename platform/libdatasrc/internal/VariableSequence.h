@@ -76,8 +76,8 @@ class VariableBlock {
   // change.
   void Touch() noexcept;
 
-  // The hash of the variables, from their ORVX_Variable::Hash. Cached until Touch.
-  // Threads: several readers may call it at the same time.
+  // The hash of the variables, cached until Touch. For `hashOf` see
+  // ORVX_DataSource::HashOfVariables. Threads: several readers may call it at the same time.
   VariableListHash Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const;
 
   // Updates the sequence before a variable of this block gets the identifier `id`. If this throws
@@ -147,8 +147,7 @@ class VariableSequence {
     return stamp_ != 0 && stamp_ == other.stamp_;
   }
 
-  // The hash of the list, from ORVX_Variable::Hash. The cost depends on the blocks that have
-  // changed since the last call.
+  // The hash of the list: see ORVX_DataSource::HashOfVariables.
   VariableListHash Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const;
 
   // Copies all variables of `other`, block by block. This list must be empty. If Copy throws, the
