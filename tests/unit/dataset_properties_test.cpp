@@ -145,7 +145,7 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
 // equal and clean.
 class PropertiesInMessages : public testing::Test {
  protected:
-  Properties() {
+  PropertiesInMessages() {
     Replace(Source(), Vars("A B C D E"));
     Settle();
   }
