@@ -3,8 +3,8 @@
 
 using namespace sdm_internal;
 
-SystemFileDataSource::SystemFileDataSource(std::shared_ptr<const CaseTable> cases)
-    : cases_(std::move(cases)) {}
+SystemFileDataSource::SystemFileDataSource(CaseTable cases)
+    : cases_(std::make_unique<const CaseTable>(std::move(cases))) {}
 
 SystemFileDataSource::~SystemFileDataSource() = default;
 
@@ -19,7 +19,7 @@ std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(
 }
 
 ObsIterator* SystemFileDataSource::MakeIterator(OBS* area) const {
-  return new CaseIterator(cases_, *this, area);
+  return new CaseIterator(*cases_, *this, area);
 }
 
 long long SystemFileDataSource::RowCount() const {

@@ -73,10 +73,10 @@ class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {
   void SetPasswordMangled(bool mangled) { passwordMangled_ = mangled; }
 
  private:
-  SDM_HIDDEN explicit SystemFileDataSource(std::shared_ptr<const sdm_internal::CaseTable> cases);
+  SDM_HIDDEN explicit SystemFileDataSource(sdm_internal::CaseTable cases);
 
-  // Shared with the iterators; immutable.
-  std::shared_ptr<const sdm_internal::CaseTable> cases_;
+  // Its columns are shared with the iterators.
+  std::unique_ptr<const sdm_internal::CaseTable> cases_;
   bool passwordMangled_ = false;
 };
 

@@ -22,17 +22,27 @@ void WriteString(const CaseColumn& column, std::size_t row, int width, OBS* cell
 
 }  // namespace
 
-const CaseColumn* CaseTable::Find(LocallyUniqueID id) const {
-  const auto found = columns_.find(id);
-  return found == columns_.end() ? nullptr : &found->second;
+void CaseTable::Add(LocallyUniqueID id, CaseColumn column) {
+  columns_.insert_or_assign(id, ColumnPtr(new SharedColumn(std::move(column))));
 }
 
-CaseIterator::CaseIterator(std::shared_ptr<const CaseTable> table,
-                           const ORVX_DataSource& dictionary, OBS* area)
-    : table_(std::move(table)), area_(area) {
+const CaseTable::ColumnPtr* CaseTable::FindShared(LocallyUniqueID id) const {
+  const auto found = columns_.find(id);
+  return found != columns_.end() && found->second.IsValid() ? &found->second : nullptr;
+}
+
+const CaseColumn* CaseTable::Find(LocallyUniqueID id) const {
+  const ColumnPtr* const column = FindShared(id);
+  return column != nullptr ? &(*column)->values : nullptr;
+}
+
+CaseIterator::CaseIterator(const CaseTable& table, const ORVX_DataSource& dictionary, OBS* area)
+    : rowCount_(table.RowCount()), area_(area) {
   for (int i = 0; i < dictionary.ColumnCount(); ++i) {
     const ORVX_Variable& variable = dictionary.GetVariable(i);
-    const CaseColumn* const column = table_->Find(variable.GetID());
+    const CaseTable::ColumnPtr* const shared = table.FindShared(variable.GetID());
+    if (shared != nullptr) columns_.push_back(*shared);
+    const CaseColumn* const column = shared != nullptr ? &(*shared)->values : nullptr;
     const auto* const numbers = std::get_if<NumberColumn>(column);
     if (numbers != nullptr && variable.GetType() == 0) {
       numbers_.push_back({numbers->data(), width_});
@@ -43,7 +53,7 @@ CaseIterator::CaseIterator(std::shared_ptr<const CaseTable> table,
   }
   constexpr std::size_t kBlockCells = 16384;  // 128 KB
   blockRows_ = std::clamp<std::size_t>(kBlockCells / std::max<std::size_t>(width_, 1), 1, 256);
-  block_.resize(std::min(blockRows_, table_->RowCount()) * width_);
+  block_.resize(std::min(blockRows_, rowCount_) * width_);
 }
 
 bool CaseIterator::Next() {
@@ -56,7 +66,7 @@ bool CaseIterator::Next() {
 
 // Returns false after the last row.
 bool CaseIterator::FillBlock() {
-  const std::size_t rows = std::min(blockRows_, table_->RowCount() - row_);
+  const std::size_t rows = std::min(blockRows_, rowCount_ - row_);
   if (rows == 0) return false;
   WriteNumbers(rows);
   for (const Target& target : others_) WriteOthers(target, rows);

@@ -1,16 +1,16 @@
-// CaseTable: the cases of a data file, column by column.
+// CaseTable: cases in memory, column by column.
 
 #ifndef LIBDATASRC_INTERNAL_CASETABLE_H_
 #define LIBDATASRC_INTERNAL_CASETABLE_H_
 
+#include <libdatasrc/internal/TextColumn.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
+#include <libdatastr/ORVX_RefCntObject.h>
 #include <ServerDataManager/LocallyUniqueID.h>
+#include <ServerDataManager/RefCountPtr.h>
 
 #include <cstddef>
-#include <memory>
-#include <string>
-#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <variant>
@@ -23,50 +23,48 @@ namespace sdm_internal {
 // A missing value is kMissingNumber.
 using NumberColumn = std::vector<double>;
 
-// Strings, concatenated. A missing value is empty.
-class TextColumn {
- public:
-  void Add(std::string_view text) {
-    bytes_.append(text);
-    ends_.push_back(bytes_.size());
-  }
-  std::string_view operator[](std::size_t row) const {
-    const std::size_t begin = row > 0 ? ends_[row - 1] : 0;
-    return std::string_view(bytes_).substr(begin, ends_[row] - begin);
-  }
-
- private:
-  std::string bytes_;
-  std::vector<std::size_t> ends_;
-};
-
 using CaseColumn = std::variant<NumberColumn, TextColumn>;
 
-// Columns as they were read, each under the identifier of its variable.
+// Columns of equal length, each under the identifier of a variable. Copies of a table, and its
+// iterators, share the columns; a column that is shared is copied before it is changed.
 //
-// Threads: any, after it is filled.
+// Threads: one writer or several readers. Copies and iterators may be used, and destroyed, on other
+// threads at the same time.
 class CaseTable {
  public:
-  // Each added column has as many values as the table has rows. SetRowCount sets that number.
-  void Add(LocallyUniqueID id, CaseColumn column) { columns_.emplace(id, std::move(column)); }
+  class Edit;
+
+  // Replaces the column under `id`, if any. Each column has as many values as the table has rows.
+  // SetRowCount sets that number.
+  void Add(LocallyUniqueID id, CaseColumn column);
   void SetRowCount(std::size_t rows) { rows_ = rows; }
 
   std::size_t RowCount() const { return rows_; }
-  // Null if the table has no such variable.
+  // Null if the table has no such column.
   const CaseColumn* Find(LocallyUniqueID id) const;
 
  private:
-  std::unordered_map<LocallyUniqueID, CaseColumn> columns_;
+  friend class CaseIterator;
+
+  struct SharedColumn : ORVX_RefCntObject {
+    explicit SharedColumn(CaseColumn column) : values(std::move(column)) {}
+    CaseColumn values;
+  };
+  using ColumnPtr = RefCountPtr<SharedColumn>;
+
+  const ColumnPtr* FindShared(LocallyUniqueID id) const;
+
+  std::unordered_map<LocallyUniqueID, ColumnPtr> columns_;  // null: always missing
   std::size_t rows_ = 0;
 };
 
-// Reads a table row by row, laid out for `dictionary` as it is now. Keeps no reference to the
-// dictionary. Lays out a block of rows together, because a few columns at a time are read faster
-// than whole rows. If Next throws, the next call returns the same row.
+// Reads a table row by row, laid out for `dictionary` as it is now. Shares the columns, and keeps
+// no reference to the table or the dictionary. Lays out a block of rows together, because a few
+// columns at a time are read faster than whole rows. If Next throws, the next call returns the same
+// row.
 class CaseIterator : public ObsIterator {
  public:
-  CaseIterator(std::shared_ptr<const CaseTable> table, const ORVX_DataSource& dictionary,
-               OBS* area);
+  CaseIterator(const CaseTable& table, const ORVX_DataSource& dictionary, OBS* area);
   bool Next() override;
 
  private:
@@ -85,7 +83,8 @@ class CaseIterator : public ObsIterator {
   void WriteNumbers(std::size_t rows);
   void WriteOthers(const Target& target, std::size_t rows);
 
-  const std::shared_ptr<const CaseTable> table_;
+  std::vector<CaseTable::ColumnPtr> columns_;  // keeps them alive
+  const std::size_t rowCount_;
   OBS* const area_;
   std::size_t width_ = 0;              // cells in a row
   std::vector<NumberTarget> numbers_;  // in ascending order of cells

@@ -182,13 +182,11 @@ class DataFileReader {
 
   DataFile Finish() {
     DataFile file;
-    auto cases = std::make_shared<CaseTable>();
     for (ColumnReader& column : columns_) {
       file.variables.push_back(column.MakeVariable(schema_ ? &*schema_ : nullptr));
-      cases->Add(file.variables.back().GetID(), column.TakeColumn());
+      file.cases.Add(file.variables.back().GetID(), column.TakeColumn());
     }
-    cases->SetRowCount(rows_);
-    file.cases = std::move(cases);
+    file.cases.SetRowCount(rows_);
     if (schema_) file.label = schema_->title;
     return file;
   }

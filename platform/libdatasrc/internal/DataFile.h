@@ -7,7 +7,6 @@
 #include <libdatasrc/ORVX_Variable.h>
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,7 +16,7 @@ namespace sdm_internal {
 struct DataFile {
   std::optional<std::string> label;
   std::vector<ORVX_Variable> variables;
-  std::shared_ptr<const CaseTable> cases;
+  CaseTable cases;
 };
 
 // Reads the file and the schema beside it; throws DataFileError for anything wrong with either.

@@ -1,0 +1,105 @@
+#include <libdatasrc/internal/TextColumn.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace sdm_internal {
+
+namespace {
+
+constexpr std::size_t kMaxPoolBytes = std::size_t{1} << 40;
+
+void CheckSizes(std::string_view text, std::size_t poolBytes) {
+  if (text.size() > TextColumn::kMaxTextBytes) {
+    throw std::length_error("a text of " + std::to_string(text.size()) + " bytes, but at most " +
+                            std::to_string(TextColumn::kMaxTextBytes) + " can be stored");
+  }
+  if (poolBytes > kMaxPoolBytes) {
+    throw std::length_error("more than " + std::to_string(kMaxPoolBytes) + " bytes of text");
+  }
+}
+
+// Reserves at least twice the current capacity, so that repeated growth is linear.
+template <class Container>
+void Grow(Container& container, std::size_t size) {
+  if (size > container.capacity()) container.reserve(std::max(size, 2 * container.capacity()));
+}
+
+}  // namespace
+
+void TextColumn::Reserve(std::size_t rows, std::size_t bytes) {
+  words_.reserve(rows);
+  pool_.reserve(bytes);
+}
+
+void TextColumn::ReserveMore(std::size_t rows, std::size_t bytes) {
+  constexpr std::size_t kLeastUnused = 4096;
+  if (unused_ > std::max(kLeastUnused, pool_.size() / 2)) *this = Compacted(rows, bytes);
+  Grow(words_, words_.size() + rows);
+  Grow(pool_, pool_.size() + bytes);
+}
+
+TextColumn TextColumn::Compacted(std::size_t moreRows, std::size_t moreBytes) const {
+  TextColumn compacted;
+  compacted.Reserve(Size() + moreRows, pool_.size() - unused_ + moreBytes);
+  for (std::size_t row = 0; row < Size(); ++row) compacted.Add((*this)[row]);
+  return compacted;
+}
+
+// The pool has the capacity.
+std::uint64_t TextColumn::AppendToPool(std::string_view text) {
+  const std::uint64_t begin = pool_.size();
+  pool_.append(text);
+  return begin << kLengthBits | text.size();
+}
+
+void TextColumn::Add(std::string_view text) {
+  CheckSizes(text, pool_.size() + text.size());
+  Grow(words_, words_.size() + 1);
+  Grow(pool_, pool_.size() + text.size());
+  words_.push_back(AppendToPool(text));
+}
+
+// A text that is not longer than the old text takes its place in the pool.
+void TextColumn::Set(std::size_t row, std::string_view text) {
+  const std::uint64_t word = words_[row];
+  const std::size_t length = word & kMaxTextBytes;
+  if (text.size() <= length) {
+    std::copy(text.begin(), text.end(), pool_.data() + (word >> kLengthBits));
+    words_[row] = word - length + text.size();
+    unused_ += length - text.size();
+    return;
+  }
+  CheckSizes(text, pool_.size() + text.size());
+  ReserveMore(0, text.size());
+  words_[row] = AppendToPool(text);
+  unused_ += length;
+}
+
+void TextColumn::Append(TextColumn&& other) {
+  if (words_.empty()) {
+    *this = std::move(other);
+    return;
+  }
+  CheckSizes({}, pool_.size() + other.pool_.size());
+  Grow(words_, words_.size() + other.words_.size());
+  Grow(pool_, pool_.size() + other.pool_.size());
+  const std::uint64_t offset = std::uint64_t{pool_.size()} << kLengthBits;
+  for (const std::uint64_t word : other.words_) words_.push_back(word + offset);
+  pool_.append(other.pool_);
+  unused_ += other.unused_;
+}
+
+void TextColumn::Insert(std::size_t row, std::size_t count) {
+  Grow(words_, words_.size() + count);
+  words_.insert(words_.begin() + static_cast<std::ptrdiff_t>(row), count, 0);
+}
+
+void TextColumn::Erase(std::size_t row, std::size_t count) {
+  const auto first = words_.begin() + static_cast<std::ptrdiff_t>(row);
+  const auto last = first + static_cast<std::ptrdiff_t>(count);
+  std::for_each(first, last, [this](std::uint64_t word) { unused_ += word & kMaxTextBytes; });
+  words_.erase(first, last);
+}
+
+}  // namespace sdm_internal

@@ -1,0 +1,59 @@
+// TextColumn: the strings of one variable, in one pool of bytes.
+
+#ifndef LIBDATASRC_INTERNAL_TEXTCOLUMN_H_
+#define LIBDATASRC_INTERNAL_TEXTCOLUMN_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sdm_internal {
+
+// A missing value is empty. An operation that throws has changed
+// nothing.
+class TextColumn {
+ public:
+  // A longer text, and a pool of more than 2^40 bytes, throws std::length_error.
+  static constexpr std::size_t kMaxTextBytes = (std::size_t{1} << 24) - 1;
+
+  std::size_t Size() const { return words_.size(); }
+  std::string_view operator[](std::size_t row) const {
+    const std::uint64_t word = words_[row];
+    return {pool_.data() + (word >> kLengthBits), static_cast<std::size_t>(word & kMaxTextBytes)};
+  }
+
+  // Allocates memory for this many rows and bytes in all.
+  void Reserve(std::size_t rows, std::size_t bytes);
+  // Makes the next texts, with this many rows and bytes in all, fit without allocation. Keeps the
+  // cost of repeated growth linear, and drops unused bytes of the pool.
+  void ReserveMore(std::size_t rows, std::size_t bytes);
+
+  // Texts given to Add and Set must not be in the pool of this column.
+  void Add(std::string_view text);
+  void Set(std::size_t row, std::string_view text);
+  // Appends the texts of `other`. Takes over its pool if this column is empty.
+  void Append(TextColumn&& other);
+  // Inserts missing values before `row`.
+  void Insert(std::size_t row, std::size_t count);
+  // Allocates nothing.
+  void Erase(std::size_t row, std::size_t count);
+
+  // The size of the pool, with unused bytes.
+  std::size_t PoolBytes() const { return pool_.size(); }
+
+ private:
+  static constexpr int kLengthBits = 24;
+
+  std::uint64_t AppendToPool(std::string_view text);
+  TextColumn Compacted(std::size_t moreRows, std::size_t moreBytes) const;
+
+  std::string pool_;
+  std::vector<std::uint64_t> words_;  // the begin in the pool, 40 bits, then the length, 24 bits
+  std::size_t unused_ = 0;            // bytes of the pool that belong to no row
+};
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_TEXTCOLUMN_H_
