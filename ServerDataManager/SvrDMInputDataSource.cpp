@@ -8,8 +8,12 @@ using namespace sdm_internal;
 
 SvrDMInputDataSource::SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id,
                                            bool tryOnly)
+    : SvrDMInputDataSource(registry, id, tryOnly, nullptr) {}
+
+SvrDMInputDataSource::SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id,
+                                           bool tryOnly, const char* label)
     : SvrDMDataset(registry, id) {
-  AcquireReadLock(tryOnly, nullptr);
+  AcquireReadLock(tryOnly, label);
 }
 
 SvrDMInputDataSource::SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly)

@@ -34,6 +34,8 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly);
 
   // The same with a label for LockMonitor, truncated to 31 bytes; null for none.
+  SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
+                       const char* label);
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label);
 

@@ -9,8 +9,13 @@ using namespace sdm_internal;
 
 SvrDMWriteableDataSource::SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id,
                                                    bool tryOnly, SvrDMDataSetObserver* originator)
+    : SvrDMWriteableDataSource(registry, id, tryOnly, originator, nullptr) {}
+
+SvrDMWriteableDataSource::SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id,
+                                                   bool tryOnly, SvrDMDataSetObserver* originator,
+                                                   const char* label)
     : SvrDMInputDataSource("", registry.GetDataSet(id)), originator_(originator) {
-  AcquireWriteLock(tryOnly, nullptr);
+  AcquireWriteLock(tryOnly, label);
 }
 
 SvrDMWriteableDataSource::SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly,

@@ -41,6 +41,8 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator);
 
   // The same with a label for LockMonitor, truncated to 31 bytes; null for none.
+  SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
+                           SvrDMDataSetObserver* originator, const char* label);
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator,
                            const char* label);
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator,
