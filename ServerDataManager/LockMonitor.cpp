@@ -20,6 +20,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -79,8 +80,9 @@ struct ThreadLocks {
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
-  bool waitIsShown = false;     // whether reports include the wait
-  bool waitIsReported = false;  // whether the handler was called for a long wait
+  bool waitIsShown = false;         // whether reports include the wait
+  bool waitIsReported = false;      // whether the handler was called for a long wait
+  bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
   ThreadName name;
   bool hasThread = true;
   bool isVisited = false;  // during the search for a deadlock
@@ -246,11 +248,6 @@ inline Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* a
   return nullptr;
 }
 
-bool Holds(ThreadLocks& table, const LockRequest& lock) {
-  const Edit edit(table);
-  return FindHold(table, lock.kind, lock.address, nullptr) != nullptr;
-}
-
 // Runs `change` on the record of a hold and its table. Any thread may have acquired the lock.
 template <class Change>
 void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
@@ -270,22 +267,38 @@ void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
 }
 
 // ---------------------------------------------------------------------------------------------
-// Incidents. They are built while the tables are paused.
+// Incidents. They are found while the tables are paused; their texts are made afterwards.
 
-LockReport::Entry EntryOf(const ThreadName& thread, const Record& record) {
-  LockReport::Entry entry;
-  entry.lock = {record.lock.kind, record.lock.dataset, record.lock.address};
-  entry.mode = record.lock.mode;
-  entry.thread = {thread.number, thread.label.data()};
-  entry.handle = record.handle;
-  entry.label = record.label.data();
-  entry.since = record.since;
-  return entry;
-}
+// A copy of a record; the thread's number is 0 if there is none.
+struct Copy {
+  ThreadName thread;
+  Record record{};
+};
+
+struct Step {
+  Copy wait;
+  Copy blocker;
+};
+
+struct Found {
+  // Reserves space, so that the search rarely allocates.
+  Found() noexcept {
+    try {
+      deadlock.reserve(8);
+      longWaits.reserve(8);
+    } catch (...) {
+      // Nothing is lost yet: the search may find no incident.
+    }
+  }
+
+  std::vector<Step> deadlock;   // the last step first; empty for none
+  std::vector<Step> longWaits;  // each step is an incident
+  Clock::time_point noticed = Now();
+};
 
 // Whether a chain of waits leads from `table` to a lock that `target` holds. Appends the chain to
 // `steps`, last step first.
-bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<LockIncident::Step>& steps)
+bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& steps)
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   table.isVisited = true;
   for (const auto& holder : TheMonitor().threads) {
@@ -294,21 +307,24 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<LockInci
       const bool found = holder.get() == &target || (holder->isWaiting && !holder->isVisited &&
                                                      LeadsTo(*holder, target, steps));
       if (!found) continue;
-      steps.push_back({EntryOf(table.name, table.wait), EntryOf(holder->name, hold)});
+      steps.push_back({{table.name, table.wait}, {holder->name, hold}});
+      table.deadlockIsReported = true;
       return true;
     }
   }
   return false;
 }
 
-void FindDeadlock(ThreadLocks& table, std::vector<LockIncident>& incidents)
-    SDM_REQUIRES(TheMonitor().pauseMutex) {
+// Another thread may have reported the deadlock already, after the wait was recorded.
+void FindDeadlock(ThreadLocks& table, Found& found) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) {
+  if (table.deadlockIsReported) return;
   for (const auto& other : TheMonitor().threads) other->isVisited = false;
-  LockIncident incident;
-  if (!LeadsTo(table, table, incident.steps)) return;
-  std::reverse(incident.steps.begin(), incident.steps.end());
-  incident.noticed = Now();
-  incidents.push_back(std::move(incident));
+  try {
+    LeadsTo(table, table, found.deadlock);
+  } catch (...) {
+    found.deadlock.clear();
+    TheMonitor().complete = false;
+  }
 }
 
 bool IsTooLong(const ThreadLocks& table, Clock::time_point now) {
@@ -317,77 +333,108 @@ bool IsTooLong(const ThreadLocks& table, Clock::time_point now) {
          now - table.wait.since > bound;
 }
 
-LockIncident LongWaitOf(const ThreadLocks& table, Clock::time_point now)
-    SDM_REQUIRES(TheMonitor().pauseMutex) {
-  LockIncident incident{LockIncident::Kind::LongWait, {{EntryOf(table.name, table.wait), {}}}, now};
+Copy BlockerOf(const ThreadLocks& table) SDM_REQUIRES(TheMonitor().pauseMutex) {
   for (const auto& holder : TheMonitor().threads) {
     for (const Record& hold : holder->holds) {
-      if (holder.get() != &table && Excludes(hold, table.wait)) {
-        incident.steps.front().blocker = EntryOf(holder->name, hold);
-        return incident;
-      }
+      if (holder.get() != &table && Excludes(hold, table.wait)) return {holder->name, hold};
     }
   }
-  return incident;
+  return {};
 }
 
-void FindLongWaits(std::vector<LockIncident>& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
-  const Clock::time_point now = Now();
-  for (const auto& table : TheMonitor().threads) {
-    if (!IsTooLong(*table, now)) continue;
-    incidents.push_back(LongWaitOf(*table, now));
-    table->waitIsReported = true;
+void FindLongWaits(Found& found) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) {
+  try {
+    for (const auto& table : TheMonitor().threads) {
+      if (!IsTooLong(*table, found.noticed)) continue;
+      found.longWaits.push_back({{table->name, table->wait}, BlockerOf(*table)});
+      table->waitIsReported = true;
+    }
+  } catch (...) {
+    TheMonitor().complete = false;
+  }
+}
+
+LockReport::Entry EntryOf(const Copy& copy) {
+  const Record& record = copy.record;
+  LockReport::Entry entry;
+  entry.lock = {record.lock.kind, record.lock.dataset, record.lock.address};
+  entry.mode = record.lock.mode;
+  entry.thread = {copy.thread.number, copy.thread.label.data()};
+  entry.handle = record.handle;
+  entry.label = record.label.data();
+  entry.since = record.since;
+  return entry;
+}
+
+void CallHandler(const LockMonitor::Handler& handler, LockIncident::Kind kind,
+                 std::span<const Step> steps, Clock::time_point noticed) noexcept {
+  LockIncident incident{kind, {}, noticed};
+  try {
+    for (const Step& step : steps) {
+      incident.steps.push_back({EntryOf(step.wait), EntryOf(step.blocker)});
+    }
+  } catch (...) {
+    TheMonitor().complete = false;
+    return;
+  }
+  try {
+    handler(incident);
+  } catch (...) {
+    // A failing handler must not affect the wait.
   }
 }
 
 // The tables must not be paused.
-void CallHandler(const std::vector<LockIncident>& incidents) noexcept {
-  if (incidents.empty()) return;
+void Report(Found& found) noexcept {
+  if (found.deadlock.empty() && found.longWaits.empty()) return;
   std::shared_ptr<const LockMonitor::Handler> handler;
   {
     const MutexLock lock(TheMonitor().pauseMutex);
     handler = TheMonitor().handler;
   }
   if (handler == nullptr || !*handler) return;
-  for (const LockIncident& incident : incidents) {
-    try {
-      (*handler)(incident);
-    } catch (...) {
-      // A failing handler must not affect the wait.
-    }
+  if (!found.deadlock.empty()) {
+    std::reverse(found.deadlock.begin(), found.deadlock.end());
+    CallHandler(*handler, LockIncident::Kind::Deadlock, found.deadlock, found.noticed);
+  }
+  for (const Step& step : found.longWaits) {
+    CallHandler(*handler, LockIncident::Kind::LongWait, {&step, 1}, found.noticed);
   }
 }
 
 // Runs `find`, which collects incidents, while the tables are paused, then calls the handler.
 template <class Find>
 void FindAndReport(Find find) noexcept {
-  std::vector<LockIncident> incidents;
-  try {
+  Found found;
+  {
     const Pause pause;
-    find(incidents);
-  } catch (...) {
-    TheMonitor().complete = false;  // out of memory: incidents are missing
+    find(found);
   }
-  CallHandler(incidents);
+  Report(found);
 }
 
-void SetWait(ThreadLocks& table, const LockRequest& lock, LockHolder who) {
-  table.wait = {lock, who.handle, Now(), LabelOf(who.label)};
+void SetWait(ThreadLocks& table, const Record& wait) {
+  table.wait = wait;
   table.isWaiting = true;
   table.waitIsShown = false;
   table.waitIsReported = false;
+  table.deadlockIsReported = false;
+}
+
+void ShowWait(ThreadLocks& table) {
+  const Edit edit(table);
+  table.waitIsShown = true;
 }
 
 bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return false;
-  FindAndReport([&](std::vector<LockIncident>& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
-    SetWait(*table, lock, who);
-    FindDeadlock(*table, incidents);
-    FindLongWaits(incidents);
+  FindAndReport([&](Found& found) SDM_REQUIRES(TheMonitor().pauseMutex) {
+    SetWait(*table, {lock, who.handle, found.noticed, LabelOf(who.label)});
+    FindDeadlock(*table, found);
+    FindLongWaits(found);
   });
-  const Edit edit(*table);
-  table->waitIsShown = true;
+  ShowWait(*table);
   return true;
 }
 
@@ -405,6 +452,14 @@ void EndWait(bool acquired) noexcept {
   if (!acquired) return;
   table.wait.since = Now();
   if (Record* const hold = NewHold(table)) *hold = table.wait;
+}
+
+void CopyRecords(std::vector<Copy>& holds, std::vector<Copy>& waits)
+    SDM_REQUIRES(TheMonitor().pauseMutex) {
+  for (const auto& table : TheMonitor().threads) {
+    for (const Record& hold : table->holds) holds.push_back({table->name, hold});
+    if (table->isWaiting && table->waitIsShown) waits.push_back({table->name, table->wait});
+  }
 }
 
 std::atomic<unsigned int>& ClaimsOn(const LockRequest& lock) {
@@ -464,16 +519,23 @@ ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
   if (!LocksAreMonitored()) return;
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return;
-  if (lock.kind == LockReport::Kind::Registry && Holds(*table, lock)) return;  // recursive
-  state_ = State::Waiting;
-  if (ClaimsOn(lock).fetch_add(1) > 0) {
-    BeginWait(lock, LockHolder());
-  } else {
-    // A thread that wants the lock from now on sees this claim and searches for a deadlock.
+  const Record wait{lock, nullptr, Now(), Label{}};
+  {
     const Edit edit(*table);
-    SetWait(*table, lock, LockHolder());
-    table->waitIsShown = true;
+    const bool isRecursive = lock.kind == LockReport::Kind::Registry &&
+                             FindHold(*table, lock.kind, lock.address, nullptr) != nullptr;
+    if (isRecursive) return;
+    SetWait(*table, wait);
   }
+  state_ = State::Waiting;
+  // Claims the lock after recording the wait: whoever sees the claim also sees the wait.
+  if (ClaimsOn(lock).fetch_add(1) > 0) {
+    FindAndReport([&](Found& found) SDM_REQUIRES(TheMonitor().pauseMutex) {
+      FindDeadlock(*table, found);
+      FindLongWaits(found);
+    });
+  }
+  ShowWait(*table);
 }
 
 void ScopeRecord::Acquired() noexcept {
@@ -493,37 +555,37 @@ ScopeRecord::~ScopeRecord() {
 }
 
 LockReport ReportLocksOf(const ServerDataManager* registry) {
-  struct Copy {
-    ThreadName thread;
-    Record record;
-    bool isWait;
-  };
-  std::vector<Copy> copies;
-  std::vector<LockIncident> incidents;
+  std::vector<Copy> holds;
+  std::vector<Copy> waits;
+  Found found;
   LockReport report;
   {
     const MutexLock turn(TheMonitor().reportMutex);
     std::this_thread::sleep_until(TheMonitor().nextReport);
     // Sized like the last report, so that it rarely allocates while the tables are paused.
-    copies.reserve(TheMonitor().lastReportSize + 16);
+    holds.reserve(TheMonitor().lastReportSize + 16);
+    waits.reserve(TheMonitor().lastReportSize + 16);
     const Pause pause;
-    for (const auto& table : TheMonitor().threads) {
-      for (const Record& hold : table->holds) copies.push_back({table->name, hold, false});
-      if (table->isWaiting && table->waitIsShown)
-        copies.push_back({table->name, table->wait, true});
+    // While the monitor is off, the records are out of date.
+    report.complete = LocksAreMonitored();
+    if (report.complete) {
+      CopyRecords(holds, waits);
+      FindLongWaits(found);
+      TheMonitor().lastReportSize = std::max(holds.size(), waits.size());
     }
-    FindLongWaits(incidents);
     report.taken = Now();
-    TheMonitor().lastReportSize = copies.size();
     TheMonitor().nextReport = Clock::now() + kTimeBetweenReports;
   }
-  CallHandler(incidents);
+  Report(found);
 
-  report.complete = LocksAreMonitored() && TheMonitor().complete.load(std::memory_order_relaxed);
-  for (const Copy& copy : copies) {
-    if (copy.record.lock.registry != registry) continue;
-    (copy.isWait ? report.waits : report.holds).push_back(EntryOf(copy.thread, copy.record));
-  }
+  report.complete = report.complete && TheMonitor().complete.load(std::memory_order_relaxed);
+  const auto addEntries = [registry](const std::vector<Copy>& copies, auto& entries) {
+    for (const Copy& copy : copies) {
+      if (copy.record.lock.registry == registry) entries.push_back(EntryOf(copy));
+    }
+  };
+  addEntries(holds, report.holds);
+  addEntries(waits, report.waits);
   // A wait for a mutex without a holder is about to succeed, so it is omitted.
   std::erase_if(report.waits, [&](const LockReport::Entry& wait) {
     return wait.mode == LockReport::Mode::Exclusive &&
