@@ -2,6 +2,7 @@
 // a deadlock by releasing one of the locks itself. If that is not possible, the deadlock occurs in
 // a child process, which the handler ends.
 
+#include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
@@ -14,13 +15,17 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
+#include <functional>
 #include <latch>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
+
+#include "MeetingPoint.h"
 
 namespace {
 
@@ -32,6 +37,7 @@ using support::WatchedThread;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::SizeIs;
 
 using Kind = LockReport::Kind;
@@ -45,6 +51,7 @@ class LockMonitorTest : public testing::Test {
   LockMonitorTest() {
     LockMonitor::SetHandler([this](const LockIncident& incident) { Keep(incident); });
     LockMonitor::Start();
+    LockMonitor::NameThread(nullptr);
   }
   ~LockMonitorTest() override {
     LockMonitor::Stop();
@@ -58,6 +65,14 @@ class LockMonitorTest : public testing::Test {
   std::vector<LockIncident> Incidents() {
     const std::lock_guard lock(mutex_);
     return incidents_;
+  }
+  std::vector<LockIncident> WaitForIncidents(std::size_t count) {
+    while (Incidents().size() < count) std::this_thread::yield();
+    return Incidents();
+  }
+  void LimitWaits() {
+    LockMonitor::SetHandler([this](const LockIncident& incident) { Keep(incident); },
+                            milliseconds(1));
   }
 
   ServerDataManager registry_;
@@ -78,16 +93,41 @@ void PrintAndExit(const LockIncident& incident) {
   _exit(3);
 }
 
+// Two texts in either order.
+std::string EitherFirst(const std::string& one, const std::string& other) {
+  return "deadlock: (" + one + "; " + other + "|" + other + "; " + one + ")\n";
+}
+
+// The deadlock of a thread that waits for a lock which it holds itself.
+void ExpectWaitsForItself(const LockIncident& incident, Mode wait, Mode hold) {
+  EXPECT_EQ(incident.kind, LockIncident::Kind::Deadlock);
+  ASSERT_THAT(incident.steps, SizeIs(1));
+  EXPECT_EQ(incident.steps[0].wait.mode, wait);
+  EXPECT_EQ(incident.steps[0].blocker.mode, hold);
+  EXPECT_EQ(incident.steps[0].blocker.thread.number, incident.steps[0].wait.thread.number);
+  EXPECT_TRUE(incident.steps[0].blocker.lock == incident.steps[0].wait.lock);
+}
+
+// Returns when every wait up to now is longer than the limit of LimitWaits.
+void LetWaitsBecomeLong() {
+  const auto start = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() < start + milliseconds(50)) std::this_thread::yield();
+}
+
 // ---------------------------------------------------------------------------------------------
 // Reports
 
 TEST_F(LockMonitorTest, ReportsNothingWhileItIsOff) {
+  Writer writer(std::in_place, firstItem_, false, nullptr);
+  WatchedThread waiting([&] { const SvrDMInputDataSource reader(firstItem_, false); });
+  while (registry_.GetLockReport().waits.empty()) std::this_thread::yield();
   LockMonitor::Stop();
-  const SvrDMInputDataSource reader(firstItem_, false);
+  const SvrDMInputDataSource reader(secondItem_, false);
   const LockReport report = registry_.GetLockReport();
   EXPECT_THAT(report.holds, IsEmpty());
   EXPECT_THAT(report.waits, IsEmpty());
   EXPECT_FALSE(report.complete);
+  writer.reset();
 }
 
 TEST_F(LockMonitorTest, ReportsAReaderWithItsThreadItsHandleAndTheirLabels) {
@@ -109,16 +149,139 @@ TEST_F(LockMonitorTest, ReportsAReaderWithItsThreadItsHandleAndTheirLabels) {
   EXPECT_TRUE(report.complete);
 }
 
-TEST_F(LockMonitorTest, PrintsAReportAsText) {
-  LockMonitor::NameThread("charts");
-  const SvrDMInputDataSource reader(firstItem_, false, "weighted means");
-  LockReport report = registry_.GetLockReport();
-  report.holds[0].thread.number = 7;
-  report.taken = report.holds[0].since + milliseconds(1250);
+// Each lock is a heading, in the order of the holds, then of the waits.
+TEST(LockReportText, ListsTheHoldersAndWaitersOfEachLock) {
+  const auto taken = std::chrono::steady_clock::now();
+  const int locks[4] = {};
+  const LockReport::Lock first{Kind::Data, LocallyUniqueID(0, 1), &locks[0]};
+  const LockReport::Lock second{Kind::Data, LocallyUniqueID(3, 2), &locks[1]};
+  const LockReport::Lock mutex{Kind::Notification, LocallyUniqueID(0, 1), &locks[2]};
+  const LockReport::Lock registry{Kind::Registry, LocallyUniqueID(), &locks[3]};
+  const LockReport::Thread charts{7, "charts"};
+  const LockReport::Thread importer{2, "importer"};
+  const LockReport::Thread unnamed{3, ""};
+  LockReport report;
+  report.taken = taken;
+  report.holds = {
+      {first, Mode::Write, importer, nullptr, "", taken - milliseconds(2040)},
+      {mutex, Mode::Exclusive, importer, nullptr, "", taken - milliseconds(1500)},
+      {second, Mode::Read, charts, nullptr, "weighted means", taken - milliseconds(260)},
+      {second, Mode::Read, unnamed, nullptr, "", taken},
+  };
+  report.waits = {
+      {second, Mode::Write, importer, nullptr, "monthly import", taken - milliseconds(61300)},
+      {registry, Mode::Exclusive, importer, nullptr, "", taken},
+      {first, Mode::Read, charts, nullptr, "", taken + milliseconds(4)},
+      {mutex, Mode::Exclusive, unnamed, nullptr, "", taken - milliseconds(120)},
+  };
   EXPECT_EQ(report.Text(),
-            "dataset 0:0\n"
-            "  charts (thread 7) reads as \"weighted means\" for 1.2 s\n");
-  EXPECT_EQ(LockReport().Text(), "No lock is held.\n");
+            "dataset 0:1\n"
+            "  importer (thread 2) writes for 2.0 s\n"
+            "  charts (thread 7) waits to read for 0.0 s\n"
+            "the notification mutex of dataset 0:1\n"
+            "  importer (thread 2) holds for 1.5 s\n"
+            "  thread 3 waits for 0.1 s\n"
+            "dataset 3:2\n"
+            "  charts (thread 7) reads as \"weighted means\" for 0.3 s\n"
+            "  thread 3 reads for 0.0 s\n"
+            "  importer (thread 2) waits to write as \"monthly import\" for 61.3 s\n"
+            "the registry lock\n"
+            "  importer (thread 2) waits for 0.0 s\n");
+}
+
+TEST(LockReportText, SaysIfNothingIsHeldOrTheReportIsIncomplete) {
+  LockReport report;
+  EXPECT_EQ(report.Text(), "No lock is held.\n");
+  report.complete = false;
+  EXPECT_EQ(report.Text(),
+            "No lock is held.\nIncomplete: the lock monitor is off or ran out of memory.\n");
+}
+
+TEST_F(LockMonitorTest, ReportsALockThatATryAcquiredWithItsLabel) {
+  auto reader = SvrDMInputDataSource::TryRead(firstItem_, milliseconds(0), "means");
+  auto another = SvrDMInputDataSource::TryRead(registry_, first_, milliseconds(0), "counts");
+  auto writer = SvrDMWriteableDataSource::TryWrite(secondItem_, milliseconds(0), nullptr, "import");
+  const LockReport report = registry_.GetLockReport();
+  const void* const handles[] = {&*reader, &*another, &*writer};
+  reader.reset();
+  another.reset();
+  writer.reset();
+  EXPECT_THAT(registry_.GetLockReport().holds, IsEmpty());
+
+  ASSERT_THAT(report.holds, SizeIs(3));
+  EXPECT_EQ(report.holds[0].lock.dataset, first_);
+  EXPECT_EQ(report.holds[0].mode, Mode::Read);
+  EXPECT_EQ(report.holds[0].handle, handles[0]);
+  EXPECT_EQ(report.holds[0].label, "means");
+  EXPECT_EQ(report.holds[1].handle, handles[1]);
+  EXPECT_EQ(report.holds[1].label, "counts");
+  EXPECT_EQ(report.holds[2].lock.dataset, second_);
+  EXPECT_EQ(report.holds[2].mode, Mode::Write);
+  EXPECT_EQ(report.holds[2].handle, handles[2]);
+  EXPECT_EQ(report.holds[2].label, "import");
+
+  const auto sorts =
+      SvrDMWriteableDataSource::TryWrite(registry_, second_, milliseconds(0), nullptr, "sort");
+  EXPECT_EQ(registry_.GetLockReport().holds.at(0).label, "sort");
+}
+
+TEST_F(LockMonitorTest, OmitsWaitsWithATimeLimit) {
+  Writer writer(std::in_place, firstItem_, false, nullptr);
+  WatchedThread reads([&] {
+    EXPECT_TRUE(SvrDMInputDataSource::TryRead(firstItem_, std::chrono::hours(1)).has_value());
+  });
+  WatchedThread writes([&] {
+    const auto within = std::chrono::hours(1);
+    EXPECT_TRUE(SvrDMWriteableDataSource::TryWrite(firstItem_, within, nullptr).has_value());
+  });
+  EXPECT_TRUE(reads.Waits());
+  EXPECT_TRUE(writes.Waits());
+  const LockReport report = registry_.GetLockReport();
+  writer.reset();
+  EXPECT_THAT(report.holds, SizeIs(1));
+  EXPECT_THAT(report.waits, IsEmpty());
+}
+
+TEST_F(LockMonitorTest, ReportsAFailedTryAsNothing) {
+  const SvrDMWriteableDataSource writer(firstItem_, false, nullptr, "import");
+  std::thread([&] {
+    EXPECT_FALSE(SvrDMInputDataSource::TryRead(firstItem_, milliseconds(0)).has_value());
+    EXPECT_FALSE(
+        SvrDMWriteableDataSource::TryWrite(firstItem_, milliseconds(0), nullptr).has_value());
+  }).join();
+  const LockReport report = registry_.GetLockReport();
+  ASSERT_THAT(report.holds, SizeIs(1));
+  EXPECT_EQ(report.holds[0].label, "import");
+}
+
+TEST_F(LockMonitorTest, ReportsTheLabelsOfHandlesByRegistryAndIdentifier) {
+  const SvrDMInputDataSource reader(registry_, first_, false, "means");
+  const SvrDMWriteableDataSource writer(registry_, second_, false, nullptr, "import");
+  const LockReport report = registry_.GetLockReport();
+  ASSERT_THAT(report.holds, SizeIs(2));
+  EXPECT_EQ(report.holds[0].label, "means");
+  EXPECT_EQ(report.holds[0].mode, Mode::Read);
+  EXPECT_EQ(report.holds[1].label, "import");
+  EXPECT_EQ(report.holds[1].mode, Mode::Write);
+}
+
+TEST_F(LockMonitorTest, ReportsTheLabelsOfHandlesByIdentifier) {
+  ServerDataManager& registry = ServerDataManager::GetInstance();
+  const LocallyUniqueID read = AddDataset(registry, "A");
+  const LocallyUniqueID written = AddDataset(registry, "B");
+  const LocallyUniqueID tried = AddDataset(registry, "C");
+  std::vector<std::string> labels;
+  {
+    const SvrDMInputDataSource reader(read, false, "means");
+    const SvrDMWriteableDataSource writer(written, false, nullptr, "import");
+    const auto another = SvrDMInputDataSource::TryRead(read, milliseconds(0), "counts");
+    const auto sorts = SvrDMWriteableDataSource::TryWrite(tried, milliseconds(0), nullptr, "sort");
+    for (const LockReport::Entry& hold : registry.GetLockReport().holds) {
+      labels.push_back(hold.label);
+    }
+  }
+  for (const LocallyUniqueID id : {read, written, tried}) registry.Delete(id);
+  EXPECT_THAT(labels, ElementsAre("means", "import", "counts", "sort"));
 }
 
 TEST_F(LockMonitorTest, ReportsEveryReaderUntilItIsReleased) {
@@ -160,6 +323,41 @@ TEST_F(LockMonitorTest, ReportsAThreadThatWaitsForAWriter) {
   EXPECT_THAT(registry_.GetLockReport().waits, IsEmpty());
   EXPECT_THAT(registry_.GetLockReport().holds, IsEmpty());
   EXPECT_THAT(Incidents(), IsEmpty());
+}
+
+TEST_F(LockMonitorTest, ReportsAWriterThatWaitsAndThenHolds) {
+  Reader reader(std::in_place, firstItem_, false);
+  Writer writer;
+  WatchedThread waiting([&] {
+    LockMonitor::NameThread("importer");
+    writer.emplace(firstItem_, false, nullptr, "import");
+  });
+  LockReport first;
+  while (first.waits.empty()) first = registry_.GetLockReport();
+  LockReport later = first;  // after the clock has moved on
+  while (later.taken == first.waits[0].since) later = registry_.GetLockReport();
+  reader.reset();
+  waiting.Join();
+  const LockReport last = registry_.GetLockReport();
+
+  ASSERT_THAT(later.waits, SizeIs(1));
+  const LockReport::Entry& wait = later.waits[0];
+  EXPECT_EQ(wait.lock.kind, Kind::Data);
+  EXPECT_EQ(wait.lock.dataset, first_);
+  EXPECT_EQ(wait.mode, Mode::Write);
+  EXPECT_EQ(wait.thread.label, "importer");
+  EXPECT_EQ(wait.handle, &*writer);
+  EXPECT_EQ(wait.label, "import");
+  EXPECT_GE(wait.since, first.holds.at(0).since);
+  EXPECT_LT(wait.since, later.taken);
+  EXPECT_EQ(wait.since, first.waits[0].since);
+
+  EXPECT_THAT(last.waits, IsEmpty());
+  ASSERT_THAT(last.holds, SizeIs(1));
+  EXPECT_EQ(last.holds[0].mode, Mode::Write);
+  EXPECT_EQ(last.holds[0].handle, wait.handle);
+  EXPECT_EQ(last.holds[0].label, "import");
+  EXPECT_GE(last.holds[0].since, later.taken);
 }
 
 TEST_F(LockMonitorTest, RemovesAReaderReleasedOnAnotherThread) {
@@ -307,9 +505,92 @@ TEST_F(LockMonitorTest, DetectsAThreadThatWaitsForItself) {
   ASSERT_THAT(incidents[0].steps, SizeIs(1));
   EXPECT_EQ(incidents[0].steps[0].wait.mode, Mode::Write);
   EXPECT_EQ(incidents[0].steps[0].blocker.label, "table");
-  EXPECT_THAT(incidents[0].Text(), testing::MatchesRegex("deadlock: recode \\(thread [0-9]+\\) "
-                                                         "waits to write dataset 0:0, which it "
-                                                         "reads itself"));
+  EXPECT_THAT(incidents[0].Text(), MatchesRegex("deadlock: recode \\(thread [0-9]+\\) "
+                                                "waits to write dataset 0:0, which it "
+                                                "reads itself"));
+}
+
+TEST_F(LockMonitorTest, DetectsAWriterWhoseThreadWaitsToRead) {
+  Writer writer;
+  WatchedThread reads([&] {
+    writer.emplace(firstItem_, false, nullptr);
+    const SvrDMInputDataSource reader(firstItem_, false);
+  });
+  const std::vector<LockIncident> incidents = WaitForIncidents(1);
+  writer.reset();
+  reads.Join();
+  ExpectWaitsForItself(incidents[0], Mode::Read, Mode::Write);
+  EXPECT_THAT(Incidents(), SizeIs(1));
+}
+
+TEST_F(LockMonitorTest, DetectsAWriterWhoseThreadWaitsToWrite) {
+  Writer writer;
+  WatchedThread writes([&] {
+    writer.emplace(firstItem_, false, nullptr);
+    const SvrDMWriteableDataSource another(firstItem_, false, nullptr);
+  });
+  const std::vector<LockIncident> incidents = WaitForIncidents(1);
+  writer.reset();
+  writes.Join();
+  ExpectWaitsForItself(incidents[0], Mode::Write, Mode::Write);
+  EXPECT_THAT(Incidents(), SizeIs(1));
+}
+
+TEST_F(LockMonitorTest, DetectsARegistryObserverThatReadsTheDatasetThatItsThreadWrites) {
+  Writer writer;
+  RecordingRegistryObserver observer;
+  observer.onCreated = [&](LocallyUniqueID) {
+    const SvrDMInputDataSource first(firstItem_, false);
+  };
+  registry_.Register(observer);
+  WatchedThread adds([&] {
+    writer.emplace(firstItem_, false, nullptr);
+    AddDataset(registry_, "D");
+  });
+  const std::vector<LockIncident> incidents = WaitForIncidents(1);
+  writer.reset();
+  adds.Join();
+  ExpectWaitsForItself(incidents[0], Mode::Read, Mode::Write);
+  EXPECT_THAT(Incidents(), SizeIs(1));
+}
+
+// The first reader waits for itself, the second also for the first.
+TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
+  Reader readers[2];
+  std::latch bothRead(2);
+  std::latch firstWaits(1);
+  WatchedThread one([&] {
+    LockMonitor::NameThread("one");
+    readers[0].emplace(firstItem_, false);
+    bothRead.arrive_and_wait();
+    const SvrDMWriteableDataSource writer(firstItem_, false, nullptr);
+  });
+  WatchedThread two([&] {
+    LockMonitor::NameThread("two");
+    readers[1].emplace(firstItem_, false);
+    bothRead.arrive_and_wait();
+    firstWaits.wait();
+    const SvrDMWriteableDataSource writer(firstItem_, false, nullptr);
+  });
+  static_cast<void>(WaitForIncidents(1));
+  firstWaits.count_down();
+  const std::vector<LockIncident> incidents = WaitForIncidents(2);
+  for (Reader& reader : readers) reader.reset();
+  one.Join();
+  two.Join();
+
+  EXPECT_THAT(Incidents(), SizeIs(2));
+  for (const LockIncident& incident : incidents) {
+    EXPECT_EQ(incident.kind, LockIncident::Kind::Deadlock);
+    for (const LockIncident::Step& step : incident.steps) {
+      EXPECT_EQ(step.wait.mode, Mode::Write);
+      EXPECT_EQ(step.blocker.mode, Mode::Read);
+    }
+  }
+  EXPECT_EQ(incidents[0].steps.front().wait.thread.label, "one");
+  EXPECT_EQ(incidents[0].steps.back().blocker.thread.label, "one");
+  EXPECT_EQ(incidents[1].steps.front().wait.thread.label, "two");
+  EXPECT_EQ(incidents[1].steps.back().blocker.thread.label, "two");
 }
 
 TEST_F(LockMonitorTest, DetectsADeadlockOfTwoThreads) {
@@ -347,7 +628,7 @@ TEST_F(LockMonitorTest, DetectsADeadlockOfTwoThreads) {
   EXPECT_EQ(incidents[0].steps[1].blocker.thread.label, "import");
   EXPECT_THAT(
       incidents[0].Text(),
-      testing::MatchesRegex(
+      MatchesRegex(
           "deadlock: import \\(thread [0-9]+\\) waits to write dataset 0:0, which charts "
           "\\(thread [0-9]+\\) reads as \"means\"; charts \\(thread [0-9]+\\) waits to read "
           "dataset 0:1, which import \\(thread [0-9]+\\) writes"));
@@ -408,6 +689,104 @@ TEST_F(LockMonitorTest, DetectsADeadlockOfRegistryLockAndDataset) {
   EXPECT_THAT(incidents[0].Text(), HasSubstr("waits to read dataset 0:0, which thread"));
 }
 
+// An observer of the first dataset reads the second dataset, whose writer registers an observer at
+// the first. Both threads begin to wait at the same time.
+TEST_F(LockMonitorTest, ReportsEachDeadlockOfDatasetAndNotificationMutexOnce) {
+  constexpr std::size_t kRounds = 100;
+  RecordingObserver observer;
+  RecordingObserver late;
+  firstItem_->Register(observer);
+  for (std::size_t round = 1; round <= kRounds; ++round) {
+    MeetingPoint bothHold(2);
+    Writer ofSecond;
+    observer.reaction = [&](SvrDMWriteableDataSource const*) {
+      bothHold.Meet();
+      const SvrDMInputDataSource reader(secondItem_, false);
+    };
+    WatchedThread registers([&] {
+      ofSecond.emplace(secondItem_, false, nullptr);
+      bothHold.Meet();
+      firstItem_->Register(late);
+    });
+    WatchedThread notifies([&] {
+      support::Write(registry_, first_,
+                     [](auto& writer) { writer.AddNotification(new ResetUndoMsg()); });
+    });
+    static_cast<void>(WaitForIncidents(round));
+    ofSecond.reset();
+    notifies.Join();
+    registers.Join();
+    firstItem_->Unregister(late);
+  }
+  firstItem_->Unregister(observer);
+
+  const std::vector<LockIncident> incidents = Incidents();
+  ASSERT_THAT(incidents, SizeIs(kRounds));
+  const std::string reads = "thread [0-9]+ waits to read dataset 0:1, which thread [0-9]+ writes";
+  const std::string registers =
+      "thread [0-9]+ waits for the notification mutex of dataset 0:0, which thread [0-9]+ holds";
+  for (const LockIncident& incident : incidents) {
+    EXPECT_THAT(incident.Text() + "\n", MatchesRegex(EitherFirst(reads, registers)));
+  }
+}
+
+TEST_F(LockMonitorTest, ReportsADeadlockOnceIfAnotherThreadBeginsToWaitForIt) {
+  Writer writers[2];
+  std::latch bothWrite(2);
+  WatchedThread one([&] {
+    writers[0].emplace(firstItem_, false, nullptr);
+    bothWrite.arrive_and_wait();
+    const SvrDMInputDataSource reader(secondItem_, false);
+  });
+  WatchedThread two([&] {
+    writers[1].emplace(secondItem_, false, nullptr);
+    bothWrite.arrive_and_wait();
+    const SvrDMInputDataSource reader(firstItem_, false);
+  });
+  static_cast<void>(WaitForIncidents(1));
+  WatchedThread joins([&] { const SvrDMInputDataSource reader(firstItem_, false); });
+  while (registry_.GetLockReport().waits.size() < 3) std::this_thread::yield();
+  const std::vector<LockIncident> incidents = Incidents();
+
+  for (Writer& writer : writers) writer.reset();
+  one.Join();
+  two.Join();
+  joins.Join();
+  EXPECT_THAT(incidents, SizeIs(1));
+  EXPECT_THAT(Incidents(), SizeIs(1));
+}
+
+// An observer of one registry reads a dataset of another registry, whose writer uses the first.
+TEST_F(LockMonitorTest, DetectsADeadlockAcrossTwoRegistries) {
+  ServerDataManager other;
+  SvrDMItemPtr otherItem = other.GetDataSet(AddDataset(other, "H"));
+  Writer ofOther;
+  std::latch bothHold(2);
+  RecordingRegistryObserver observer;
+  observer.onCreated = [&](LocallyUniqueID) {
+    bothHold.arrive_and_wait();
+    const SvrDMInputDataSource reader(otherItem, false);
+  };
+  registry_.Register(observer);
+  WatchedThread writes([&] {
+    ofOther.emplace(otherItem, false, nullptr);
+    bothHold.arrive_and_wait();
+    static_cast<void>(registry_.GetDataSet(first_));
+  });
+  WatchedThread adds([&] { AddDataset(registry_, "I"); });
+  const std::vector<LockIncident> incidents = WaitForIncidents(1);
+  while (registry_.GetLockReport().waits.empty()) std::this_thread::yield();
+  while (other.GetLockReport().waits.empty()) std::this_thread::yield();
+  EXPECT_EQ(registry_.GetLockReport().waits.at(0).lock.address, &registry_);
+  EXPECT_EQ(other.GetLockReport().waits.at(0).lock.address, otherItem.get());
+
+  ofOther.reset();
+  adds.Join();
+  writes.Join();
+  ASSERT_THAT(incidents[0].steps, SizeIs(2));
+  EXPECT_THAT(Incidents(), SizeIs(1));
+}
+
 using LockMonitorDeathTest = LockMonitorTest;
 
 TEST_F(LockMonitorDeathTest, DetectsAnObserverThatRegistersDuringItsNotice) {
@@ -446,7 +825,65 @@ TEST_F(LockMonitorDeathTest, DetectsADeadlockOfRegistryLockAndNotificationMutex)
     writer.reset();
     adds.join();
   };
-  EXPECT_EXIT(deadlock(), testing::ExitedWithCode(3), "deadlock: .*the registry lock");
+  EXPECT_EXIT(deadlock(), testing::ExitedWithCode(3),
+              EitherFirst("thread [0-9]+ waits for the notification mutex of dataset 0:0, which "
+                          "thread [0-9]+ holds",
+                          "thread [0-9]+ waits for the registry lock, which thread [0-9]+ holds"));
+}
+
+TEST_F(LockMonitorDeathTest, DetectsObserversThatRegisterAtEachOthersDatasets) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto deadlock = [this] {
+    LockMonitor::SetHandler(PrintAndExit);
+    std::latch bothRun(2);
+    RecordingObserver ofFirst;
+    RecordingObserver ofSecond;
+    ofFirst.reaction = [&](SvrDMWriteableDataSource const*) {
+      bothRun.arrive_and_wait();
+      secondItem_->Register(ofFirst);
+    };
+    ofSecond.reaction = [&](SvrDMWriteableDataSource const*) {
+      bothRun.arrive_and_wait();
+      firstItem_->Register(ofSecond);
+    };
+    firstItem_->Register(ofFirst);
+    secondItem_->Register(ofSecond);
+    std::thread other([&] { support::WriteNothing(registry_, second_); });
+    support::WriteNothing(registry_, first_);
+    other.join();
+  };
+  EXPECT_EXIT(deadlock(), testing::ExitedWithCode(3),
+              EitherFirst("thread [0-9]+ waits for the notification mutex of dataset 0:0, which "
+                          "thread [0-9]+ holds",
+                          "thread [0-9]+ waits for the notification mutex of dataset 0:1, which "
+                          "thread [0-9]+ holds"));
+}
+
+TEST_F(LockMonitorDeathTest, DetectsObserversThatUseEachOthersRegistries) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto deadlock = [this] {
+    LockMonitor::SetHandler(PrintAndExit);
+    ServerDataManager another;
+    std::latch bothRun(2);
+    RecordingRegistryObserver ofFirst;
+    RecordingRegistryObserver ofSecond;
+    ofFirst.onCreated = [&](LocallyUniqueID) {
+      bothRun.arrive_and_wait();
+      another.Unregister(ofFirst);
+    };
+    ofSecond.onCreated = [&](LocallyUniqueID) {
+      bothRun.arrive_and_wait();
+      registry_.Unregister(ofSecond);
+    };
+    registry_.Register(ofFirst);
+    another.Register(ofSecond);
+    std::thread adds([&] { AddDataset(another, "J"); });
+    AddDataset(registry_, "K");
+    adds.join();
+  };
+  EXPECT_EXIT(deadlock(), testing::ExitedWithCode(3),
+              "deadlock: thread [0-9]+ waits for the registry lock, which thread [0-9]+ holds; "
+              "thread [0-9]+ waits for the registry lock, which thread [0-9]+ holds\n");
 }
 
 TEST_F(LockMonitorDeathTest, DetectsObserversThatWriteEachOthersDatasets) {
@@ -478,8 +915,7 @@ TEST_F(LockMonitorDeathTest, DetectsObserversThatWriteEachOthersDatasets) {
 // Long waits, handlers
 
 TEST_F(LockMonitorTest, ReportsALongWaitOnceWhenAReportIsMade) {
-  LockMonitor::SetHandler([this](const LockIncident& incident) { Keep(incident); },
-                          milliseconds(1));
+  LimitWaits();
   Writer writer(std::in_place, firstItem_, false, nullptr, "import");
   WatchedThread waiting([&] { const SvrDMInputDataSource reader(firstItem_, false); });
   ASSERT_TRUE(waiting.Waits());
@@ -493,24 +929,97 @@ TEST_F(LockMonitorTest, ReportsALongWaitOnceWhenAReportIsMade) {
   EXPECT_EQ(incidents[0].kind, LockIncident::Kind::LongWait);
   ASSERT_THAT(incidents[0].steps, SizeIs(1));
   EXPECT_EQ(incidents[0].steps[0].blocker.label, "import");
-  EXPECT_THAT(incidents[0].Text(), HasSubstr("long wait: thread"));
-  EXPECT_THAT(incidents[0].Text(), HasSubstr("writes as \"import\""));
+  EXPECT_THAT(incidents[0].Text(), MatchesRegex("long wait: thread [0-9]+ waits to read dataset "
+                                                "0:0 for [0-9]+\\.[0-9] s, which thread [0-9]+ "
+                                                "writes as \"import\""));
 }
 
-TEST_F(LockMonitorTest, ReportsALongWaitWhenItEnds) {
-  LockMonitor::SetHandler([this](const LockIncident& incident) { Keep(incident); },
-                          milliseconds(1));
+// The holder has released the lock by then.
+TEST_F(LockMonitorTest, ReportsALongWaitWithoutAHolderWhenItEnds) {
+  LimitWaits();
   Writer writer(std::in_place, firstItem_, false, nullptr);
   WatchedThread waiting([&] { const SvrDMInputDataSource reader(firstItem_, false); });
   ASSERT_TRUE(waiting.Waits());
-  const auto start = std::chrono::steady_clock::now();
-  while (std::chrono::steady_clock::now() < start + milliseconds(50)) std::this_thread::yield();
+  LetWaitsBecomeLong();
   EXPECT_THAT(Incidents(), IsEmpty());
   writer.reset();
   waiting.Join();
-  ASSERT_THAT(Incidents(), SizeIs(1));
-  EXPECT_EQ(Incidents()[0].kind, LockIncident::Kind::LongWait);
+  const std::vector<LockIncident> incidents = Incidents();
+  ASSERT_THAT(incidents, SizeIs(1));
+  EXPECT_EQ(incidents[0].kind, LockIncident::Kind::LongWait);
+  ASSERT_THAT(incidents[0].steps, SizeIs(1));
+  EXPECT_EQ(incidents[0].steps[0].blocker.thread.number, 0U);
+  EXPECT_THAT(incidents[0].Text(), MatchesRegex("long wait: thread [0-9]+ waits to read dataset "
+                                                "0:0 for [0-9]+\\.[0-9] s"));
 }
+
+// While the test holds all three kinds of locks, a thread waits for one kind until the wait is
+// long, then another thread begins to wait for one kind.
+class LongWaitTest : public LockMonitorTest,
+                     public testing::WithParamInterface<std::pair<Kind, Kind>> {
+ protected:
+  void WaitFor(Kind kind) {
+    if (kind == Kind::Data) {
+      const SvrDMInputDataSource reader(firstItem_, false);
+    } else if (kind == Kind::Notification) {
+      firstItem_->Unregister(observer_);
+    } else {
+      static_cast<void>(registry_.GetDataSet(first_));
+    }
+  }
+
+  // Runs `use` while this thread writes the first dataset and notifies its observers during a
+  // notice of the registry.
+  void WhileAllAreHeld(const std::function<void()>& use) {
+    RecordingObserver observer;
+    RecordingRegistryObserver registryObserver;
+    observer.reaction = [&](SvrDMWriteableDataSource const*) { use(); };
+    registryObserver.onCreated = [&](LocallyUniqueID) {
+      firstItem_->Register(observer);
+      support::WriteNothing(registry_, first_);  // the first pass reports the dictionary
+      firstItem_->Unregister(observer);
+    };
+    registry_.Register(registryObserver);
+    AddDataset(registry_, "L");
+    registry_.Unregister(registryObserver);
+  }
+
+  RecordingObserver observer_;  // never registered
+};
+
+TEST_P(LongWaitTest, IsReportedWhenAnotherThreadBeginsToWait) {
+  LimitWaits();
+  std::optional<WatchedThread> waits;
+  std::optional<WatchedThread> begins;
+  std::vector<LockIncident> before;
+  std::vector<LockIncident> incidents;
+  WhileAllAreHeld([&] {
+    waits.emplace([&] {
+      LockMonitor::NameThread("first");
+      WaitFor(GetParam().first);
+    });
+    ASSERT_TRUE(waits->Waits());
+    LetWaitsBecomeLong();
+    before = Incidents();
+    begins.emplace([&] { WaitFor(GetParam().second); });
+    incidents = WaitForIncidents(1);
+  });
+  waits->Join();
+  begins->Join();
+
+  EXPECT_THAT(before, IsEmpty());
+  EXPECT_EQ(incidents[0].kind, LockIncident::Kind::LongWait);
+  ASSERT_THAT(incidents[0].steps, SizeIs(1));
+  EXPECT_EQ(incidents[0].steps[0].wait.lock.kind, GetParam().first);
+  EXPECT_EQ(incidents[0].steps[0].wait.thread.label, "first");
+  EXPECT_TRUE(incidents[0].steps[0].blocker.lock == incidents[0].steps[0].wait.lock);
+  EXPECT_NE(incidents[0].steps[0].blocker.thread.number, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(EachKindOfLock, LongWaitTest,
+                         testing::Values(std::pair(Kind::Data, Kind::Notification),
+                                         std::pair(Kind::Notification, Kind::Registry),
+                                         std::pair(Kind::Registry, Kind::Data)));
 
 TEST_F(LockMonitorTest, IgnoresExceptionsOfTheHandler) {
   LockMonitor::SetHandler([this](const LockIncident& incident) {

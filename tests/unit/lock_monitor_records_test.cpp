@@ -1,0 +1,171 @@
+// The records of the lock monitor, made without locks: simultaneous waits, and full memory. Also
+// that the monitor needs no memory while it is off.
+
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <ServerDataManager/LockMonitor.h>
+#include <ServerDataManager/LockRecords.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <tests/concurrency/MeetingPoint.h>
+#include <tests/support/Datasets.h>
+#include <tests/support/FullMemory.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+namespace {
+
+using sdm_internal::LockHolder;
+using sdm_internal::LockRequest;
+using sdm_internal::ScopeRecord;
+using sdm_internal::WaitRecord;
+using std::chrono::milliseconds;
+using support::AddDataset;
+using support::MemoryFor;
+using support::Shortage;
+
+using Kind = LockReport::Kind;
+using Mode = LockReport::Mode;
+
+// Switches the monitor on and counts its incidents.
+class LockRecords : public testing::Test {
+ protected:
+  LockRecords() {
+    CountIncidents(milliseconds(0));
+    LockMonitor::Start();
+  }
+  ~LockRecords() override {
+    LockMonitor::Stop();
+    LockMonitor::SetHandler(nullptr);
+  }
+
+  void CountIncidents(milliseconds longWait) {
+    LockMonitor::SetHandler([this](const LockIncident&) { ++incidents_; }, longWait);
+  }
+
+  ServerDataManager registry_;
+  const char locks_[2] = {};
+  const LockRequest first_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 0), &locks_[0],
+                           &registry_};
+  const LockRequest second_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 1), &locks_[1],
+                            &registry_};
+  std::atomic<int> incidents_ = 0;
+};
+
+// One thread holds the first lock and begins to wait for the second. At the same time, the other
+// thread acquires the second lock and begins to wait for the first.
+TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
+  constexpr int kRounds = 5000;
+  MeetingPoint meeting(2);
+  std::atomic<int> wrong = 0;
+  std::thread other([&] {
+    for (int round = 0; round < kRounds; ++round) {
+      meeting.Meet();
+      ScopeRecord second(second_);
+      second.Acquired();
+      const ScopeRecord first(first_);
+      meeting.Meet();
+      meeting.Meet();
+    }
+  });
+  for (int round = 0; round < kRounds; ++round) {
+    ScopeRecord first(first_);
+    first.Acquired();
+    meeting.Meet();
+    const ScopeRecord second(second_);
+    meeting.Meet();
+    if (incidents_.exchange(0) != 1) ++wrong;
+    meeting.Meet();
+  }
+  other.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+// Each allocation fails in turn, alone or with all later allocations. `wait` detects one incident
+// with memory for `count` allocations. Returns how often the incident was omitted.
+template <class Wait>
+int OmittedIncidents(std::atomic<int>& incidents, ServerDataManager& registry, const Wait& wait) {
+  int omitted = 0;
+  for (const Shortage shortage : {Shortage::Lasts, Shortage::Passes}) {
+    bool allocationFails = true;
+    for (long count = 0; allocationFails; ++count) {
+      LockMonitor::Stop();
+      LockMonitor::Start();
+      incidents = 0;
+      const long failed = support::heap.failed;
+      wait(count, shortage);
+      allocationFails = support::heap.failed != failed;
+      const bool complete = sdm_internal::ReportLocksOf(&registry).complete;
+      EXPECT_NE(complete, incidents == 0) << "after " << count << " allocations";
+      if (!complete) ++omitted;
+    }
+  }
+  EXPECT_EQ(incidents, 1) << "no allocation fails in the last turn";
+  return omitted;
+}
+
+TEST_F(LockRecords, DeadlockForWhichMemoryRunsOutMakesReportsIncomplete) {
+  const auto wait = [&](long count, Shortage shortage) {
+    RecordHold(first_, LockHolder());
+    {
+      const MemoryFor some(count, shortage);
+      const WaitRecord waits(first_, LockHolder());
+    }
+    sdm_internal::RemoveHold(first_.kind, first_.address, nullptr);
+  };
+  EXPECT_GT(OmittedIncidents(incidents_, registry_, wait), 0);
+}
+
+TEST_F(LockRecords, LongWaitForWhichMemoryRunsOutMakesReportsIncomplete) {
+  CountIncidents(milliseconds(1));
+  const auto wait = [&](long count, Shortage shortage) {
+    std::optional<WaitRecord> waits(std::in_place, first_, LockHolder());
+    const auto start = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() < start + milliseconds(15)) std::this_thread::yield();
+    const MemoryFor some(count, shortage);
+    waits.reset();
+  };
+  EXPECT_GT(OmittedIncidents(incidents_, registry_, wait), 0);
+}
+
+struct CountingObserver : SvrDMDataSetObserver {
+  void OnDataSetChanged(SvrDMWriteableDataSource const*) override { ++calls; }
+  int calls = 0;
+};
+
+// On a new thread, which has no table of records yet.
+TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
+  ASSERT_FALSE(LockMonitor::IsOn());
+  ServerDataManager registry;
+  const LocallyUniqueID id = AddDataset(registry, "A B");
+  SvrDMItemPtr item = registry.GetDataSet(id);
+  CountingObserver observer;
+  item->Register(observer);
+  support::WriteNothing(registry, id);  // the first pass reports the dictionary
+  item->Unregister(observer);
+  long forRegister = 0;
+  long forPass = 0;
+  long forUnregister = 0;
+  std::thread([&] {
+    const auto allocations = [](const auto& work) {
+      const long before = support::heap.taken;
+      work();
+      return support::heap.taken - before;
+    };
+    forRegister = allocations([&] { item->Register(observer); });
+    std::optional<SvrDMWriteableDataSource> writer(std::in_place, item, false, nullptr);
+    writer->AddNotification(new ResetUndoMsg());
+    forPass = allocations([&] { writer.reset(); });
+    forUnregister = allocations([&] { item->Unregister(observer); });
+  }).join();
+  EXPECT_EQ(observer.calls, 2);
+  EXPECT_EQ(forRegister, 1) << "the entry in the list of observers";
+  EXPECT_EQ(forPass, 0);
+  EXPECT_EQ(forUnregister, 0);
+}
+
+}  // namespace
