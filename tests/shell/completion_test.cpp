@@ -45,7 +45,7 @@ class Completion : public ShellTest {
 
 TEST_F(Completion, OffersCommandsFirst) {
   EXPECT_THAT(Of(""), IsSupersetOf({"open", "quit"}));
-  EXPECT_THAT(Of("l"), ElementsAre("label", "list", "locks"));
+  EXPECT_THAT(Of("l"), ElementsAre("label", "labels", "level", "list", "locks"));
   EXPECT_THAT(Of("@recode wr"), ElementsAre("write"));
   EXPECT_THAT(Of("nosuch "), IsEmpty());
 }

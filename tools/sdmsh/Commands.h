@@ -69,11 +69,13 @@ CommandFunction AddEmpty, AskWhetherTouched, CloneDataset, CloseDataset, HideVar
     ShowMirror, ShowVariables;
 // CaseCommands.cpp
 CommandFunction AskForBulkMoves, RaiseCaseSequence, ReplaceSource, ShowCases;
+// DescribeCommand.cpp
+CommandFunction Describe;
 // DictionaryCommands.cpp
-CommandFunction DeleteVariables, InsertVariable, LabelDataset, LabelVariable, MarkUnsaved,
-    MoveVariable, RenameVariable, ReorderVariables, RetypeVariable, SetAttribute, SetExtension,
-    SetFileSpec, SetFilter, SetImputation, SetResponseSet, SetTrends, SetVariableSet, SetWeight,
-    SplitFile;
+CommandFunction DeleteVariables, InsertVariable, LabelDataset, LabelValues, LabelVariable,
+    MarkUnsaved, MoveVariable, RenameVariable, ReorderVariables, RetypeVariable, SetAttribute,
+    SetExtension, SetFileSpec, SetFilter, SetFormat, SetImputation, SetLevel, SetMissingValues,
+    SetResponseSet, SetRole, SetTrends, SetVariableSet, SetWeight, SplitFile;
 // BootstrapCommands.cpp
 CommandFunction Bootstrap;
 // ObserverCommands.cpp

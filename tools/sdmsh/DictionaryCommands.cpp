@@ -20,6 +20,8 @@
 namespace sdmsh {
 namespace {
 
+using DictionaryText::Quoted;
+
 constexpr int kWidestString = 1'000'000;
 
 // Takes a type: 0 for a number, otherwise the width of a string. `alternatives` is appended to the
@@ -88,7 +90,7 @@ std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetIm
   const auto found = std::ranges::find(sets, set.name, &VariableSetImpl::name);
   if (set.members.empty()) {
     if (found == sets.end()) {
-      throw CommandError("there is no set " + DictionaryText::Quoted(set.name));
+      throw CommandError("there is no set " + Quoted(set.name));
     }
     sets.erase(found);
   } else if (found != sets.end()) {
@@ -189,6 +191,86 @@ Action RetypeVariable(Call& call) {
   const int type = TakeType(call);
   return
       [=](ORVX_DataSource& source) { source.GetVariable(PositionOf(source, name)).SetType(type); };
+}
+
+// ---------------------------------------------------------------------------------------------
+// Values and their meaning
+
+Action LabelValues(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  std::vector<std::pair<std::string, std::string>> labels;
+  if (!call.Accept("off")) {
+    do {
+      const std::string value = call.Take("VALUE");
+      labels.emplace_back(value, call.Take("TEXT"));
+    } while (!call.AtEnd());
+  }
+  return [=](ORVX_DataSource& source) {
+    ORVX_Variable& variable = source.GetVariable(PositionOf(source, name));
+    ValueLabels all;
+    if (!labels.empty()) all = variable.GetValueLabels();
+    for (const auto& [value, text] : labels) {
+      const DataValue key = ValueFor(variable, value);
+      if (text.empty()) {
+        all.erase(key);
+      } else {
+        all[key] = text;
+      }
+    }
+    variable.SetValueLabels(std::move(all));
+  };
+}
+
+Action SetMissingValues(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  std::vector<std::string> values = call.TakeRest("\"off\" or VALUE");
+  if (values == std::vector<std::string>{"off"}) values.clear();
+  return [=](ORVX_DataSource& source) {
+    ORVX_Variable& variable = source.GetVariable(PositionOf(source, name));
+    MissingValues missing;
+    for (const std::string& value : values) missing.values.push_back(ValueFor(variable, value));
+    variable.SetMissingValues(std::move(missing));
+  };
+}
+
+Action SetLevel(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  // In the order of the enumerators.
+  const auto level = static_cast<MeasurementLevel>(
+      call.TakeOneOf({"unknown", "nominal", "ordinal", "interval", "ratio"}));
+  return [=](ORVX_DataSource& source) {
+    source.GetVariable(PositionOf(source, name)).SetMeasurementLevel(level);
+  };
+}
+
+Action SetFormat(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  VariableFormat format;
+  // In the order of the enumerators.
+  format.kind =
+      static_cast<VariableFormat::Kind>(call.TakeOneOf({"plain", "date", "time", "datetime"}));
+  if (call.Accept("width")) format.width = call.TakeNumber("NUMBER");
+  if (call.Accept("decimals")) format.decimals = static_cast<int>(call.TakeUnsigned("NUMBER"));
+  return [=](ORVX_DataSource& source) {
+    source.GetVariable(PositionOf(source, name)).SetFormat(format);
+  };
+}
+
+Action SetRole(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  const std::vector<const char*> roles = {"input", "target",     "both", "weight",
+                                          "group", "identifier", "off"};
+  const std::string role = roles[call.TakeOneOf(roles)];
+  return [=](ORVX_DataSource& source) {
+    ORVX_Variable& variable = source.GetVariable(PositionOf(source, name));
+    VariableAttributes attributes = variable.GetAttributes();
+    if (role == "off") {
+      attributes.erase("role");
+    } else {
+      attributes["role"] = {role};
+    }
+    variable.SetAttributes(std::move(attributes));
+  };
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -9,6 +9,9 @@
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <system_error>
 
 namespace sdmsh {
 namespace {
@@ -74,6 +77,21 @@ void RefuseTakenName(const ORVX_DataSource& source, const std::string& name) {
   if (FindByName(source, name) >= 0) {
     throw CommandError("there is a variable " + Quoted(name) + " already");
   }
+}
+
+DataValue ValueFor(const ORVX_Variable& variable, const std::string& word) {
+  const std::string& name = variable.GetName();
+  if (variable.GetType() == 0) {
+    double number = 0;
+    const char* const end = word.data() + word.size();
+    const auto [rest, error] = std::from_chars(word.data(), end, number);
+    if (error == std::errc() && rest == end && std::isfinite(number)) return number;
+    throw CommandError(Quoted(word) + " is not a number, but variable " + Quoted(name) +
+                       " is numeric");
+  }
+  if (word.size() <= static_cast<std::size_t>(variable.GetType())) return word;
+  throw CommandError(Quoted(word) + " does not fit into variable " + Quoted(name) + ", a " +
+                     DictionaryText::Type(variable.GetType()));
 }
 
 ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset) {

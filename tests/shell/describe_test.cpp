@@ -1,0 +1,252 @@
+// Tests of the command that describes values, and of its statistics.
+
+#include "ShellTest.h"
+
+#include <Statistics.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+Statistics Of(std::vector<WeightedValue> values) {
+  return StatisticsOf(values);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Statistics
+
+TEST(Statistics, AreThoseOfTheValuesInAnyOrder) {
+  const Statistics result = Of({{4, 1}, {1, 1}, {3, 1}, {2, 1}});
+  EXPECT_EQ(result.count, 4);
+  EXPECT_DOUBLE_EQ(result.mean, 2.5);
+  EXPECT_DOUBLE_EQ(result.deviation, std::sqrt(5.0 / 3));
+  EXPECT_EQ(result.minimum, 1);
+  EXPECT_EQ(result.maximum, 4);
+  EXPECT_THAT(result.quartiles, ElementsAre(1.75, 2.5, 3.25));
+}
+
+TEST(Statistics, TreatAWeightAsTheNumberOfTimesThatAValueOccurs) {
+  const Statistics weighted = Of({{1, 3}, {5, 1}, {9, 2}});
+  const Statistics repeated = Of({{1, 1}, {1, 1}, {1, 1}, {5, 1}, {9, 1}, {9, 1}});
+  EXPECT_EQ(weighted.count, repeated.count);
+  EXPECT_DOUBLE_EQ(weighted.mean, repeated.mean);
+  EXPECT_DOUBLE_EQ(weighted.deviation, repeated.deviation);
+  EXPECT_EQ(weighted.quartiles, repeated.quartiles);
+}
+
+TEST(Statistics, KeepTheDeviationOfLargeValuesThatDifferLittle) {
+  EXPECT_DOUBLE_EQ(Of({{1e9 + 1, 1}, {1e9 + 2, 1}, {1e9 + 3, 1}}).deviation, 1);
+}
+
+TEST(Statistics, AreUndefinedWithoutValues) {
+  const Statistics result = Of({});
+  EXPECT_EQ(result.count, 0);
+  for (const double each : {result.mean, result.deviation, result.minimum, result.quartiles[0],
+                            result.quartiles[1], result.quartiles[2], result.maximum}) {
+    EXPECT_TRUE(std::isnan(each));
+  }
+}
+
+TEST(Statistics, HaveNoDeviationOfASingleValue) {
+  const Statistics result = Of({{7, 1}});
+  EXPECT_TRUE(std::isnan(result.deviation));
+  EXPECT_THAT(result.quartiles, ElementsAre(7, 7, 7));
+}
+
+TEST(Statistics, HaveQuartilesIfTheWeightsAddUpToLessThanOne) {
+  EXPECT_THAT(Of({{1, 0.25}, {2, 0.25}}).quartiles, ElementsAre(1, 1, 1));
+}
+
+TEST(Statistics, HaveInfiniteQuartilesInsteadOfNaNs) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  EXPECT_THAT(Of({{kInfinity, 1}, {kInfinity, 1}, {1, 1}}).quartiles,
+              ElementsAre(kInfinity, kInfinity, kInfinity));
+}
+
+TEST(Histogram, ShowsTheWeightOfEachPartOfTheRangeAsAHeight) {
+  const std::vector<WeightedValue> sorted = {{0, 8}, {1, 4}, {3, 1}};
+  EXPECT_EQ(Histogram(sorted, 4), "█▄ ▁");
+}
+
+TEST(Histogram, HasOneBlockForEqualValues) {
+  const std::vector<WeightedValue> sorted = {{5, 1}, {5, 1}};
+  EXPECT_EQ(Histogram(sorted, 3), "█  ");
+}
+
+TEST(Histogram, IsEmptyWithoutValuesAndForAnInfiniteRange) {
+  const std::vector<WeightedValue> infinite = {{1, 1},
+                                               {std::numeric_limits<double>::infinity(), 1}};
+  EXPECT_EQ(Histogram({}, 3), "");
+  EXPECT_EQ(Histogram(infinite, 3), "");
+}
+
+// ---------------------------------------------------------------------------------------------
+// The command
+
+class Describing : public ShellTest {
+ protected:
+  // The output of the commands, after `content` was opened as d and its write lock acquired.
+  std::string Printed(const std::string& content, const std::string& commands) {
+    const std::string text =
+        AtPrompt("open " + WriteFile("d.tsv", content) + " as d\nwrite d\n" + commands);
+    const std::string lock = "main takes the write lock on d\n";
+    const std::size_t start = text.find(lock);
+    if (start == std::string::npos) return text;
+    const std::string rest = text.substr(start + lock.size());
+    return rest.substr(0, rest.find("main releases the write lock on d\n"));
+  }
+};
+
+TEST_F(Describing, ShowsEachVariable) {
+  EXPECT_EQ(Printed("a\tb\n1\tx\n2\t\n\ty\n4\tz\n", "describe d\n"),
+            "variable  n  missing     mean       sd  min  25%  median  75%  max\n"
+            "a         3        1  2.33333  1.52753    1  1.5       2    3    4\n"
+            "b         3        1\n");
+}
+
+TEST_F(Describing, ShowsTheVariablesThatAreNamed) {
+  const std::string text = Printed("a\tb\n1\t2\n", "describe d b\n");
+  EXPECT_THAT(text, HasSubstr("\nb "));
+  EXPECT_THAT(text, testing::Not(HasSubstr("\na ")));
+}
+
+TEST_F(Describing, CountsDeclaredMissingValuesAsMissing) {
+  EXPECT_THAT(Printed("a\n1\n2\n9\n", "missing d a 9\ndescribe d\n"),
+              HasSubstr("a         2        1   1.5"));
+}
+
+TEST_F(Describing, LeavesOutCasesThatTheFilterDoesNotSelect) {
+  EXPECT_THAT(Printed("a\tf\n1\t1\n2\t0\n3\t\n", "filter d by f\ndescribe d a\n"),
+              HasSubstr("a         1        0     1"));
+}
+
+TEST_F(Describing, CountsCasesByWeightAndLeavesOutThoseWithoutAPositiveWeight) {
+  EXPECT_THAT(Printed("a\tw\n1\t3\n2\t1\n3\t0\n4\t-1\n5\t\n", "weight d by w\ndescribe d a\n"),
+              HasSubstr("a         4        0  1.25  0.5    1    1       1  1.25    2"));
+}
+
+TEST_F(Describing, ComparesGroupsInOneTable) {
+  EXPECT_EQ(
+      Printed("a\tg\n1\t2\n3\t1\n5\t\n", "labels d g 1 one\nsplit d together by g\ndescribe d a\n"),
+      "variable  group        n  missing  mean  sd  min  25%  median  75%  max\n"
+      "a         g = 1 \"one\"  1        0     3        3    3       3    3    3\n"
+      "a         g = 2        1        0     1        1    1       1    1    1\n"
+      "a         g = missing  1        0     5        5    5       5    5    5\n");
+}
+
+TEST_F(Describing, ShowsSeparateGroupsInSeparateTables) {
+  EXPECT_EQ(Printed("a\tg\n1\tx\n3\ty\n", "split d separate by g\ndescribe d a\n"),
+            "g = \"x\"\n"
+            "variable  n  missing  mean  sd  min  25%  median  75%  max\n"
+            "a         1        0     1        1    1       1    1    1\n"
+            "g = \"y\"\n"
+            "variable  n  missing  mean  sd  min  25%  median  75%  max\n"
+            "a         1        0     3        3    3       3    3    3\n");
+}
+
+TEST_F(Describing, ShowsTheDistributionAtATerminal) {
+  std::istringstream input("open " + WriteFile("d.tsv", "a\n0\n9\n9\n") + " as d\ndescribe d\n");
+  std::ostringstream out;
+  Output output(out, out, {.width = 200});
+  Shell shell(Registry(), output);
+  PlayInput(shell, input);
+  EXPECT_THAT(out.str(), HasSubstr("▄        █\n"));
+}
+
+TEST_F(Describing, IsAlsoGivenInJson) {
+  const std::string text =
+      InJson("open " + WriteFile("d.tsv", "a\tg\n1\t2\n3\t2\n") +
+             " as d\nwrite d\nsplit d together by g\nweight d by g\ndescribe d a\n");
+  EXPECT_THAT(
+      text,
+      HasSubstr(R"({"event":"description","dataset":"d","weight":"g","filter":null,"groups":[)"
+                R"({"group":[{"variable":"g","value":2.0}],"variables":[{"variable":"a","n":4.0,)"
+                R"("missing":0.0,"mean":2.0,"sd":1.1547005383792515,"min":1.0,)"
+                R"("quartiles":[1.0,2.0,3.0],"max":3.0}]}]})"));
+}
+
+TEST_F(Describing, SaysThatADatasetHasNoValues) {
+  EXPECT_EQ(Printed("a\n", "describe d\n"), "d has no values to describe\n");
+}
+
+TEST_F(Describing, RefusesADatasetWithoutADataSource) {
+  EXPECT_THAT(AtPrompt("add-empty e\ndescribe e\n"), HasSubstr("e has no data source\n"));
+}
+
+TEST_F(Describing, RefusesAWeightThatBecameAString) {
+  EXPECT_THAT(Printed("a\tw\n1\t3\n", "weight d by w\nretype d w string:4\ndescribe d\n"),
+              HasSubstr("variable \"w\" is a string; only a numeric variable can weight cases"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// What values mean
+
+class MeaningOfValues : public ShellTest {
+ protected:
+  // The variable a after the commands, in JSON.
+  Json After(const std::string& commands) {
+    const std::string text =
+        InJson(Open("survey") + "write survey\n" + commands + "variables survey\n");
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+      const Json event = Json::parse(line);
+      if (event["event"] == "variables") return event["variables"][0];
+    }
+    ADD_FAILURE() << text;
+    return nullptr;
+  }
+};
+
+TEST_F(MeaningOfValues, LabelsAreAddedReplacedAndRemoved) {
+  EXPECT_EQ(
+      After("labels survey a 1 one 2 two\nlabels survey a 2 \"\" 1 first 3 third\n")["valueLabels"],
+      Json::parse(R"([{"value":1.0,"label":"first"},{"value":3.0,"label":"third"}])"));
+  EXPECT_EQ(After("labels survey a 1 one\nlabels survey a off\n")["valueLabels"], Json::array());
+}
+
+TEST_F(MeaningOfValues, MissingValuesAreReplaced) {
+  EXPECT_EQ(After("missing survey a 7\nmissing survey a 8 9\n")["missingValues"],
+            Json::parse("[8.0,9.0]"));
+  EXPECT_EQ(After("missing survey a 7\nmissing survey a off\n")["missingValues"], Json::array());
+}
+
+TEST_F(MeaningOfValues, StringsAreValuesOfAStringVariable) {
+  EXPECT_EQ(After("retype survey a string:2\nmissing survey a no 1\n")["missingValues"],
+            Json::parse(R"(["no","1"])"));
+}
+
+TEST_F(MeaningOfValues, LevelIsSet) {
+  for (const char* const level : {"unknown", "nominal", "ordinal", "interval", "ratio"}) {
+    EXPECT_EQ(After(std::string("level survey a ") + level + "\n")["measurementLevel"], level);
+  }
+}
+
+TEST_F(MeaningOfValues, FormatIsSet) {
+  for (const char* const kind : {"plain", "date", "time", "datetime"}) {
+    const Json format =
+        After(std::string("format survey a ") + kind + " width 8 decimals 2\n")["format"];
+    EXPECT_EQ(format, (Json{{"kind", kind}, {"width", 8}, {"decimals", 2}}));
+  }
+}
+
+TEST_F(MeaningOfValues, RoleIsAnAttribute) {
+  EXPECT_EQ(After("role survey a target\n")["attributes"], Json::parse(R"({"role":["target"]})"));
+  EXPECT_EQ(After("role survey a target\nrole survey a off\n")["attributes"], Json::object());
+}
+
+TEST_F(MeaningOfValues, WrongValuesAreRefused) {
+  EXPECT_THAT(Writing("missing survey a x\n"),
+              HasSubstr("\"x\" is not a number, but variable \"a\" is numeric"));
+  EXPECT_THAT(Writing("labels survey a inf much\n"), HasSubstr("\"inf\" is not a number"));
+  EXPECT_THAT(Writing("retype survey a string:2\nmissing survey a yes\n"),
+              HasSubstr("\"yes\" does not fit into variable \"a\", a string of 2 bytes"));
+}
+
+}  // namespace
+}  // namespace sdmsh

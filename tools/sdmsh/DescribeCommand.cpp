@@ -1,0 +1,268 @@
+// The command that describes the values of variables, by group and by weight.
+
+#include "Arguments.h"
+#include "CommandError.h"
+#include "Commands.h"
+#include "DictionaryJson.h"
+#include "Shell.h"
+#include "Statistics.h"
+#include "Variables.h"
+
+#include <libdatasrc/CaseReader.h>
+#include <liborvxdemg/DictionaryText.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using DictionaryText::Quoted;
+
+constexpr std::size_t kBins = 10;
+
+// The values of one variable in one group.
+struct Values {
+  std::vector<WeightedValue> numbers;  // those that are not missing; empty for a string variable
+  double present = 0;                  // sum of the weights of the values that are not missing
+  double missing = 0;                  // sum of the weights of the missing values
+};
+
+// The values of the split variables. A missing number is an empty string, which sorts last.
+using GroupKey = std::vector<DataValue>;
+
+// What a command describes, found in the dictionary before the cases are read.
+struct Task {
+  std::vector<ORVX_Variable> variables;  // of the whole dictionary
+  std::vector<std::size_t> described;    // positions
+  std::vector<std::size_t> split;
+  std::optional<std::size_t> weight;
+  std::optional<std::size_t> filter;
+  bool separate = false;
+};
+
+// A position, empty for -1. For `does` see NumberPositionOf.
+std::optional<std::size_t> NumberPosition(const ORVX_DataSource& source, int position,
+                                          const char* does) {
+  if (position < 0) return std::nullopt;
+  NumberPositionOf(source, source.GetVariable(position).GetName(), does);
+  return static_cast<std::size_t>(position);
+}
+
+Task TaskOf(const ORVX_DataSource& source, const std::vector<std::string>& names) {
+  Task task;
+  task.variables = VariablesOf(source);
+  for (const int position : PositionsOf(source, names)) {
+    task.described.push_back(static_cast<std::size_t>(position));
+  }
+  if (names.empty()) {
+    for (std::size_t i = 0; i < task.variables.size(); ++i) task.described.push_back(i);
+  }
+  for (const LocallyUniqueID id : SplitOf(source)) {
+    task.split.push_back(static_cast<std::size_t>(source.FindVarIndex(id)));
+  }
+  task.weight = NumberPosition(source, source.GetWeightVarIndex(), "weight cases");
+  task.filter = NumberPosition(source, source.GetFilterVarIndex(), "select cases");
+  task.separate = source.GetSplitqSeparate();
+  return task;
+}
+
+bool IsMissing(const DataValue& value, const ORVX_Variable& variable) {
+  const auto* const number = std::get_if<double>(&value);
+  if (number != nullptr ? std::isnan(*number) : std::get<std::string>(value).empty()) return true;
+  const std::vector<DataValue>& declared = variable.GetMissingValues().values;
+  return std::ranges::find(declared, value) != declared.end();
+}
+
+// The values of a group, one element for each described variable.
+using Group = std::vector<Values>;
+
+class Description {
+ public:
+  explicit Description(Task task) : task_(std::move(task)) {}
+
+  void Read(const ORVX_DataSource& source) {
+    CaseReader cases(source);
+    while (cases.Next()) {
+      GiveUpIfInterrupted();
+      Add(cases.Values());
+    }
+  }
+
+  const Task& Of() const { return task_; }
+  std::map<GroupKey, Group>& Groups() { return groups_; }
+
+ private:
+  // A weight that is missing, 0 or negative leaves the case out, as does the filter.
+  void Add(const std::vector<DataValue>& values) {
+    const double weight = task_.weight ? std::get<double>(values[*task_.weight]) : 1;
+    const double filter = task_.filter ? std::get<double>(values[*task_.filter]) : 1;
+    if (!(weight > 0) || filter == 0 || std::isnan(filter)) return;
+    Group& group = groups_.try_emplace(KeyOf(values), task_.described.size()).first->second;
+    for (std::size_t i = 0; i < group.size(); ++i) {
+      const DataValue& value = values[task_.described[i]];
+      const bool isMissing = IsMissing(value, task_.variables[task_.described[i]]);
+      (isMissing ? group[i].missing : group[i].present) += weight;
+      const auto* const number = std::get_if<double>(&value);
+      if (!isMissing && number != nullptr) group[i].numbers.push_back({*number, weight});
+    }
+  }
+
+  GroupKey KeyOf(const std::vector<DataValue>& values) const {
+    GroupKey key;
+    for (const std::size_t position : task_.split) {
+      const DataValue& value = values[position];
+      const auto* const number = std::get_if<double>(&value);
+      key.push_back(number != nullptr && std::isnan(*number) ? DataValue(std::string()) : value);
+    }
+    return key;
+  }
+
+  const Task task_;
+  std::map<GroupKey, Group> groups_;
+};
+
+// `vote = 1 "Dole"`, with the value label if there is one
+std::string GroupText(const Task& task, const GroupKey& key) {
+  std::vector<std::string> parts;
+  for (std::size_t i = 0; i < key.size(); ++i) {
+    const ORVX_Variable& variable = task.variables[task.split[i]];
+    const auto label = variable.GetValueLabels().find(key[i]);
+    const bool isMissing = key[i] == DataValue(std::string());
+    parts.push_back(variable.GetName() + " = " +
+                    (isMissing ? "missing" : DictionaryText::Value(key[i])) +
+                    (label != variable.GetValueLabels().end() ? " " + Quoted(label->second) : ""));
+  }
+  return Joined(parts);
+}
+
+// Six significant digits; empty for a statistic that is not defined.
+std::string Rounded(double number) {
+  if (std::isnan(number)) return "";
+  char text[32];
+  std::snprintf(text, sizeof text, "%.6g", number);
+  return text;
+}
+
+Table NewTable(bool hasGroups) {
+  std::vector<Table::Column> columns = {{.head = "variable"}};
+  if (hasGroups) columns.push_back({.head = "group"});
+  for (const char* const head :
+       {"n", "missing", "mean", "sd", "min", "25%", "median", "75%", "max"}) {
+    columns.push_back({.head = head, .right = true});
+  }
+  columns.push_back({});
+  return Table(std::move(columns));
+}
+
+void AddRow(Table& table, const std::string& name, const std::optional<std::string>& group,
+            Values& values, bool hasChart) {
+  const Statistics result = StatisticsOf(values.numbers);
+  std::vector<std::string> row = {name};
+  if (group) row.push_back(*group);
+  for (const double number :
+       {values.present, values.missing, result.mean, result.deviation, result.minimum,
+        result.quartiles[0], result.quartiles[1], result.quartiles[2], result.maximum}) {
+    row.push_back(Rounded(number));
+  }
+  row.push_back(hasChart ? Histogram(values.numbers, kBins) : "");
+  table.Add(std::move(row));
+}
+
+// With a split that shows the groups together, one table has a row for each variable and group.
+// Otherwise each group has its own table.
+std::string InWords(Description& description, const Output& output) {
+  const Task& task = description.Of();
+  const bool hasChart = output.MaxWidth() > 0;
+  const bool together = !task.split.empty() && !task.separate;
+  const auto nameOf = [&](std::size_t i) -> const std::string& {
+    return task.variables[task.described[i]].GetName();
+  };
+  if (together) {
+    Table table = NewTable(/*hasGroups=*/true);
+    for (std::size_t i = 0; i < task.described.size(); ++i) {
+      for (auto& [key, group] : description.Groups()) {
+        AddRow(table, nameOf(i), GroupText(task, key), group[i], hasChart);
+      }
+    }
+    return table.TakeText(output);
+  }
+  std::string text;
+  for (auto& [key, group] : description.Groups()) {
+    Table table = NewTable(/*hasGroups=*/false);
+    for (std::size_t i = 0; i < group.size(); ++i) {
+      AddRow(table, nameOf(i), std::nullopt, group[i], hasChart);
+    }
+    text += text.empty() ? "" : "\n";
+    if (!key.empty()) text += output.Heading(GroupText(task, key)) + "\n";
+    text += table.TakeText(output);
+  }
+  return text;
+}
+
+Json GroupInJson(const Task& task, const GroupKey& key, Group& group) {
+  Json values = Json::array();
+  for (std::size_t i = 0; i < key.size(); ++i) {
+    const bool isMissing = key[i] == DataValue(std::string());
+    values.push_back({{"variable", task.variables[task.split[i]].GetName()},
+                      {"value", isMissing ? Json(nullptr) : ValueInJson(key[i])}});
+  }
+  Json variables = Json::array();
+  for (std::size_t i = 0; i < group.size(); ++i) {
+    const Statistics result = StatisticsOf(group[i].numbers);
+    variables.push_back({{"variable", task.variables[task.described[i]].GetName()},
+                         {"n", group[i].present},
+                         {"missing", group[i].missing},
+                         {"mean", NumberInJson(result.mean)},
+                         {"sd", NumberInJson(result.deviation)},
+                         {"min", NumberInJson(result.minimum)},
+                         {"quartiles", Json::array({NumberInJson(result.quartiles[0]),
+                                                    NumberInJson(result.quartiles[1]),
+                                                    NumberInJson(result.quartiles[2])})},
+                         {"max", NumberInJson(result.maximum)}});
+  }
+  return {{"group", values}, {"variables", variables}};
+}
+
+Json InJson(const std::string& dataset, Description& description) {
+  Json groups = Json::array();
+  for (auto& [key, group] : description.Groups()) {
+    groups.push_back(GroupInJson(description.Of(), key, group));
+  }
+  const Task& task = description.Of();
+  const auto nameAt = [&](std::optional<std::size_t> position) {
+    return position ? Json(task.variables[*position].GetName()) : Json(nullptr);
+  };
+  return {{"event", "description"},
+          {"dataset", dataset},
+          {"weight", nameAt(task.weight)},
+          {"filter", nameAt(task.filter)},
+          {"groups", groups}};
+}
+
+}  // namespace
+
+Action Describe(Call& call) {
+  std::vector<std::string> names;
+  if (!call.AtEnd()) names = call.TakeRest("VARIABLE");
+  return ReadWork([=, &call](SvrDMInputDataSource& reader) {
+    const std::string dataset = call.dataset->Name();
+    if (*reader == nullptr) throw CommandError(dataset + " has no data source");
+    const ORVX_DataSource& source = **reader;
+    Description description(TaskOf(source, names));
+    description.Read(source);
+    const auto words = [&] {
+      const bool isEmpty = description.Groups().empty() || description.Of().described.empty();
+      return isEmpty ? dataset + " has no values to describe"
+                     : InWords(description, call.shell.Out());
+    };
+    call.shell.Say(words, [&] { return InJson(dataset, description); });
+  });
+}
+
+}  // namespace sdmsh
