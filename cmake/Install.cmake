@@ -55,8 +55,12 @@ set(SDM_SYSTEM_LIBRARIES "")
 foreach(library IN LISTS c_libraries)
   file(REAL_PATH "${library}" library)
   if(library MATCHES "([^/]*)\\.so\\.([0-9]+)")
+    set(package "${CMAKE_MATCH_1}${CMAKE_MATCH_2}")
+    if(package STREQUAL "libz1")  # the exception
+      set(package zlib1g)
+    endif()
     string(APPEND SDM_SYSTEM_LIBRARIES
-      "- `${CMAKE_MATCH_1}.so.${CMAKE_MATCH_2}` (Debian: ${CMAKE_MATCH_1}${CMAKE_MATCH_2})\n")
+      "- `${CMAKE_MATCH_1}.so.${CMAKE_MATCH_2}` (Debian: ${package})\n")
   endif()
 endforeach()
 cmake_host_system_information(RESULT SDM_BUILT_ON QUERY DISTRIB_PRETTY_NAME)

@@ -28,6 +28,19 @@ const char* KindOf(mode_t mode) {
   return "something else";
 }
 
+// Calls `readSome(to, size)` until `size` bytes are read, or it returns 0.
+template <class ReadSome>
+std::size_t Fill(const std::string& path, char* to, std::size_t size, ReadSome readSome) {
+  std::size_t filled = 0;
+  while (filled < size) {
+    const ssize_t got = readSome(to + filled, size - filled);
+    if (got == 0) break;
+    if (got > 0) filled += static_cast<std::size_t>(got);
+    if (got < 0 && errno != EINTR) ThrowSystemError(path, "cannot be read", errno);
+  }
+  return filled;
+}
+
 }  // namespace
 
 RegularFile::RegularFile(const std::string& path) : RegularFile(path, OpenWithoutWaiting(path)) {}
@@ -46,6 +59,7 @@ RegularFile::RegularFile(const std::string& path, int descriptor)
     close(descriptor);
     throw DataFileError(path, std::string("not a data file but ") + KindOf(status.st_mode));
   }
+  size_ = static_cast<std::uint64_t>(status.st_size);
 }
 
 RegularFile::~RegularFile() {
@@ -53,14 +67,16 @@ RegularFile::~RegularFile() {
 }
 
 std::size_t RegularFile::Read(char* to, std::size_t size) {
-  std::size_t filled = 0;
-  while (filled < size) {
-    const ssize_t got = read(descriptor_, to + filled, size - filled);
-    if (got == 0) break;
-    if (got > 0) filled += static_cast<std::size_t>(got);
-    if (got < 0 && errno != EINTR) ThrowSystemError(path_, "cannot be read", errno);
-  }
+  const std::size_t filled = Fill(
+      path_, to, size, [&](char* rest, std::size_t most) { return read(descriptor_, rest, most); });
+  bytesRead_ += filled;
   return filled;
+}
+
+std::size_t RegularFile::Peek(char* to, std::size_t size) {
+  return Fill(path_, to, size, [&](char* rest, std::size_t most) {
+    return pread(descriptor_, rest, most, static_cast<off_t>(rest - to));
+  });
 }
 
 }  // namespace sdm_internal

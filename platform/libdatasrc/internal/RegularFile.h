@@ -4,6 +4,7 @@
 #define LIBDATASRC_INTERNAL_REGULARFILE_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -21,20 +22,30 @@ class RegularFile {
   static std::optional<RegularFile> OpenIfExists(const std::string& path);
 
   RegularFile(RegularFile&& other) noexcept
-      : path_(std::move(other.path_)), descriptor_(std::exchange(other.descriptor_, -1)) {}
+      : path_(std::move(other.path_)),
+        descriptor_(std::exchange(other.descriptor_, -1)),
+        size_(other.size_),
+        bytesRead_(other.bytesRead_) {}
   RegularFile& operator=(RegularFile&&) = delete;
   ~RegularFile();
 
   const std::string& Path() const { return path_; }
+  std::uint64_t Size() const { return size_; }            // when it was opened
+  std::uint64_t BytesRead() const { return bytesRead_; }  // by Read
 
   // Reads `size` bytes, fewer only at the end of the file. Returns the number of bytes read.
   std::size_t Read(char* to, std::size_t size);
+
+  // Reads the first `size` bytes of the file, fewer only if it is shorter. Does not affect Read.
+  std::size_t Peek(char* to, std::size_t size);
 
  private:
   RegularFile(const std::string& path, int descriptor);
 
   std::string path_;
   int descriptor_;
+  std::uint64_t size_ = 0;
+  std::uint64_t bytesRead_ = 0;
 };
 
 }  // namespace sdm_internal

@@ -1,0 +1,215 @@
+#include <libdatasrc/iDMY2Orvx.h>
+#include <libdatasrc/internal/FieldValue.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+
+namespace sdm_internal {
+
+namespace {
+
+constexpr double kSecondsPerDay = 86400;
+
+// Consumes parts of a text from its start. A part that does not match makes all that follows fail.
+class PartReader {
+ public:
+  explicit PartReader(std::string_view text) : rest_(text) {}
+
+  bool IsAtEnd() const { return isGood_ && rest_.empty(); }
+  bool StartsWith(std::string_view anyOf) const {
+    return !rest_.empty() && anyOf.find(rest_.front()) != std::string_view::npos;
+  }
+
+  // A character of `anyOf`; NUL if there is none.
+  char Skip(std::string_view anyOf) {
+    if (!StartsWith(anyOf)) {
+      isGood_ = false;
+      return '\0';
+    }
+    const char found = rest_.front();
+    rest_.remove_prefix(1);
+    return found;
+  }
+
+  long Number(std::size_t digits) {
+    long number = 0;
+    for (std::size_t i = 0; i < digits; ++i) {
+      const char digit = Skip("0123456789");
+      if (isGood_) number = number * 10 + (digit - '0');
+    }
+    return number;
+  }
+
+  // The digits after a decimal point, at least one, as a number below 1.
+  double Fraction() {
+    std::size_t digits = 0;
+    while (digits < rest_.size() && rest_[digits] >= '0' && rest_[digits] <= '9') ++digits;
+    isGood_ = isGood_ && digits > 0;
+    // More digits than this do not matter to a double that began with a second.
+    std::array<char, 2 + 40> text = {'0', '.'};
+    const std::size_t used = rest_.copy(text.data() + 2, std::min(digits, text.size() - 2));
+    rest_.remove_prefix(digits);
+    double fraction = 0;
+    std::from_chars(text.data(), text.data() + 2 + used, fraction);
+    return fraction;
+  }
+
+ private:
+  std::string_view rest_;
+  bool isGood_ = true;
+};
+
+struct Calendar {
+  long year = 1970;
+  long month = 1;
+  long day = 1;
+  long hour = 0;
+  long minute = 0;
+  long second = 0;
+  double fraction = 0;
+  long offset = 0;  // of the zone, in seconds
+};
+
+std::optional<double> ValueOf(const Calendar& c) {
+  double value = 0;
+  const auto second = static_cast<double>(c.second);
+  if (iDMY2Orvx(c.day, c.month, c.year, c.hour, c.minute, second, &value) != 0) return std::nullopt;
+  // Whole seconds are exact, so that adding the fraction is the only rounding.
+  return value - static_cast<double>(c.offset) + c.fraction;
+}
+
+void ReadDate(PartReader& parts, Calendar& date) {
+  date.year = parts.Number(4);
+  parts.Skip("-");
+  date.month = parts.Number(2);
+  parts.Skip("-");
+  date.day = parts.Number(2);
+}
+
+void ReadTime(PartReader& parts, Calendar& time) {
+  time.hour = parts.Number(2);
+  parts.Skip(":");
+  time.minute = parts.Number(2);
+  if (!parts.StartsWith(":")) return;
+  parts.Skip(":");
+  time.second = parts.Number(2);
+  if (parts.StartsWith(".,")) {
+    parts.Skip(".,");
+    time.fraction = parts.Fraction();
+  }
+}
+
+// Returns false for an offset that does not exist.
+bool ReadZone(PartReader& parts, Calendar& time) {
+  if (parts.StartsWith("Zz")) {
+    parts.Skip("Zz");
+    return true;
+  }
+  const char sign = parts.Skip("+-");
+  const long hours = parts.Number(2);
+  long minutes = 0;
+  if (!parts.IsAtEnd()) {
+    if (parts.StartsWith(":")) parts.Skip(":");
+    minutes = parts.Number(2);
+  }
+  time.offset = (hours * 60 + minutes) * (sign == '-' ? -60 : 60);
+  return hours < 24 && minutes < 60;
+}
+
+// A fraction of a second as ".25"; with `digits` digits.
+std::string FractionText(double fraction, int digits) {
+  std::array<char, 64> text;
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), fraction,
+                                 std::chars_format::fixed, digits)
+                       .ptr;
+  return text[0] == '0' ? std::string(text.data() + 1, end) : std::string();
+}
+
+// `hh:mm:ss`, with the shortest fraction for which `isRight(text)`; empty if there is none.
+template <class IsRight>
+std::string ClockText(double secondsOfDay, IsRight isRight) {
+  constexpr int kMostDigits = 20;
+  const double whole = std::floor(secondsOfDay);
+  const auto second = static_cast<int>(whole);
+  std::array<char, 16> clock;
+  std::snprintf(clock.data(), clock.size(), "%02d:%02d:%02d", second / 3600, second / 60 % 60,
+                second % 60);
+  std::string text = clock.data();
+  for (int digits = 1; !isRight(text); ++digits) {
+    if (digits > kMostDigits) return {};
+    text = clock.data() + FractionText(secondsOfDay - whole, digits);
+  }
+  return text;
+}
+
+// Empty outside the years 1 to 9999. `days` is a whole number of days since 1970-01-01.
+std::string CalendarText(double days) {
+  constexpr double kFirst = -719162;  // 0001-01-01
+  constexpr double kLast = 2932896;   // 9999-12-31
+  if (!(days >= kFirst && days <= kLast)) return {};
+  const std::chrono::year_month_day date{
+      std::chrono::sys_days(std::chrono::days(static_cast<int>(days)))};
+  std::array<char, 16> text;
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", static_cast<int>(date.year()),
+                static_cast<unsigned int>(date.month()), static_cast<unsigned int>(date.day()));
+  return text.data();
+}
+
+}  // namespace
+
+std::optional<double> ParseDate(std::string_view text) {
+  if (text.size() != std::string_view("YYYY-MM-DD").size()) return std::nullopt;
+  PartReader parts(text);
+  Calendar date;
+  ReadDate(parts, date);
+  return parts.IsAtEnd() ? ValueOf(date) : std::nullopt;
+}
+
+std::optional<double> ParseTime(std::string_view text) {
+  PartReader parts(text);
+  Calendar time;
+  ReadTime(parts, time);
+  return parts.IsAtEnd() ? ValueOf(time) : std::nullopt;
+}
+
+std::optional<double> ParseDateTime(std::string_view text) {
+  PartReader parts(text);
+  Calendar time;
+  ReadDate(parts, time);
+  parts.Skip("Tt ");
+  ReadTime(parts, time);
+  if (!parts.IsAtEnd() && !ReadZone(parts, time)) return std::nullopt;
+  return parts.IsAtEnd() ? ValueOf(time) : std::nullopt;
+}
+
+std::optional<bool> ParseBoolean(std::string_view text) {
+  if (text == "true" || text == "True" || text == "TRUE") return true;
+  if (text == "false" || text == "False" || text == "FALSE") return false;
+  return std::nullopt;
+}
+
+std::string DateText(double value) {
+  const double days = value / kSecondsPerDay;
+  return days == std::floor(days) ? CalendarText(days) : std::string();
+}
+
+std::string TimeText(double seconds) {
+  if (!(seconds >= 0 && seconds < kSecondsPerDay)) return {};
+  return ClockText(seconds, [&](const std::string& text) { return ParseTime(text) == seconds; });
+}
+
+std::string DateTimeText(double value) {
+  const double days = std::floor(value / kSecondsPerDay);
+  const std::string date = CalendarText(days);
+  if (date.empty()) return {};
+  const std::string time = ClockText(value - days * kSecondsPerDay, [&](const std::string& text) {
+    return ParseDateTime(date + "T" + text) == value;
+  });
+  return time.empty() ? time : date + "T" + time;
+}
+
+}  // namespace sdm_internal

@@ -1,0 +1,52 @@
+// FileBytes: the bytes of a regular file, decompressed.
+
+#ifndef LIBDATASRC_INTERNAL_FILEBYTES_H_
+#define LIBDATASRC_INTERNAL_FILEBYTES_H_
+
+#include <libdatasrc/internal/RegularFile.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+namespace sdm_internal {
+
+// Opens files compressed by gzip or Zstandard, which it knows by their first bytes, and plain
+// files. Memory does not depend on the size of the file or on a size that the file declares, except
+// for the window of Zstandard: at most 128 MiB, of which only the part with decompressed bytes is
+// used.
+class FileBytes {
+ public:
+  // Borrows `file`, which nobody has read from. Throws DataFileError.
+  static std::unique_ptr<FileBytes> Of(RegularFile& file);
+
+  virtual ~FileBytes() = default;
+
+  // Reads `size` bytes, fewer only at the end. Throws DataFileError for damaged compressed data and
+  // for a file that ends too early, after handing out the bytes before the error.
+  std::size_t Read(char* to, std::size_t size);
+
+  // The first `size` bytes, fewer only if there are no more; Read hands them out too. Call before
+  // Read. Throws like Read.
+  const std::string& Peek(std::size_t size);
+
+ protected:
+  explicit FileBytes(RegularFile& file) : file_(file) {}
+
+  // Like Read, but returns after calling Fail.
+  virtual std::size_t Fill(char* to, std::size_t size) = 0;
+
+  // The next Read that gets nothing throws.
+  void Fail(const std::string& text) { failure_ = text; }
+  bool HasFailed() const { return !failure_.empty(); }
+
+  RegularFile& file_;
+
+ private:
+  std::string start_;  // what Peek has read and Read has not handed out
+  std::string failure_;
+};
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_FILEBYTES_H_

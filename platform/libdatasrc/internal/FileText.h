@@ -1,0 +1,64 @@
+// FileText: the text of a regular file as UTF-8, decompressed and decoded, by blocks.
+//
+//   FileText text("survey.csv.gz");
+//   std::vector<char> block(1 << 20);
+//   while (const std::size_t size = text.Read(block.data(), block.size())) Scan(block, size);
+
+#ifndef LIBDATASRC_INTERNAL_FILETEXT_H_
+#define LIBDATASRC_INTERNAL_FILETEXT_H_
+
+#include <libdatasrc/internal/FileBytes.h>
+#include <libdatasrc/internal/RegularFile.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace sdm_internal {
+
+// UTF-8 text is handed out as it is, without validation; every other encoding is converted. A
+// byte-order mark is part of the text, as the bytes EF BB BF.
+class FileText {
+ public:
+  // The least size of a block.
+  static constexpr std::size_t kLeastSize = 64;
+
+  // Opens a plain file, or one compressed by gzip or Zstandard. `encoding` is a name that iconv
+  // knows, such as "ISO-8859-1" or "windows-1252", in any case. Without a name, a byte-order mark
+  // determines the encoding, UTF-8, UTF-16 or UTF-32; a text without a mark is UTF-8. The names
+  // "UTF-16" and "UTF-32" require a mark; "UTF-16LE" does not. Throws DataFileError for a file that
+  // cannot be opened or is not a regular file (opening and reading never wait), and for an unknown
+  // name.
+  explicit FileText(const std::string& path, const std::string& encoding = {});
+  FileText(FileText&&) noexcept;
+  ~FileText();
+
+  const std::string& Path() const { return file_->Path(); }
+
+  // The encoding of the decompressed file: `encoding`, or the encoding found.
+  const std::string& Encoding() const { return encoding_; }
+
+  // Reads up to `size` bytes, at least kLeastSize; a block may end inside a character. Returns 0 at
+  // the end. Throws DataFileError for bytes that the encoding does not have, with their line and
+  // column in the UTF-8 text, for a file that is cut off, and for a wrong checksum; the text before
+  // the error was handed out.
+  std::size_t Read(char* to, std::size_t size);
+
+  // Progress in the file as stored. BytesRead may be ahead of the text, and the size is that of
+  // the file when it was opened.
+  std::uint64_t BytesRead() const { return file_->BytesRead(); }
+  std::uint64_t BytesInAll() const { return file_->Size(); }
+
+ private:
+  class Decoder;
+
+  std::unique_ptr<RegularFile> file_;  // at a fixed address: bytes_ borrows it
+  std::unique_ptr<FileBytes> bytes_;
+  std::string encoding_;
+  std::unique_ptr<Decoder> decoder_;  // null for UTF-8
+};
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_FILETEXT_H_

@@ -1,0 +1,74 @@
+// Each allocation of internal code fails in turn; and its memory does not depend on what a file
+// declares.
+
+#include <gtest/gtest.h>
+#include <libdatasrc/internal/FieldValue.h>
+#include <libdatasrc/internal/FileText.h>
+#include <tests/support/FullMemory.h>
+#include <tests/support/OutOfMemory.h>
+
+#include <string>
+#include <vector>
+
+#include "Compressed.h"
+#include "Files.h"
+
+namespace {
+
+using namespace sdm_internal;
+using support::ExpectNoAllocation;
+using support::ExpectSafeWithoutMemory;
+using support::Operation;
+using support::Returns;
+
+std::string TextOf(const std::string& path, const std::string& encoding = {}) {
+  FileText text(path, encoding);
+  std::string all;
+  std::vector<char> block(1000);
+  while (const std::size_t size = text.Read(block.data(), block.size())) {
+    all.append(block.data(), size);
+  }
+  return all;
+}
+
+TEST(InternalMemoryFault, WhileReadingTextLeaksNothing) {
+  const Folder folder;
+  const std::string text = std::string(2000, 'x') + "\n";
+  const std::string plain = folder.Write("plain.csv", text);
+  const std::string gzip = folder.Write("gzip.csv", Gzip(text));
+  const std::string zstd = folder.Write("zstd.csv", Zstd(text));
+  const std::vector<Operation> operations = {
+      Returns("plain", [&] { return TextOf(plain); }),
+      Returns("gzip", [&] { return TextOf(gzip); }),
+      Returns("Zstandard", [&] { return TextOf(zstd); }),
+      Returns("windows-1252", [&] { return TextOf(plain, "windows-1252"); }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+}
+
+TEST(InternalMemoryFault, WhileFormattingADateLeaksNothing) {
+  ExpectSafeWithoutMemory(Returns("DateTimeText", [] { return DateTimeText(1709210700.123456); }));
+}
+
+TEST(InternalMemoryFault, DoesNotAffectParsingAValue) {
+  ExpectNoAllocation({"ParseDate", [] { ParseDate("2024-02-29"); }});
+  ExpectNoAllocation({"ParseTime", [] { ParseTime("13:45:00.123456789"); }});
+  ExpectNoAllocation({"ParseDateTime", [] { ParseDateTime("2024-02-29T13:45:00.25+01:00"); }});
+  ExpectNoAllocation({"ParseBoolean", [] { ParseBoolean("True"); }});
+}
+
+TEST(InternalMemory, ReadingACompressedFileTakesTheMemoryOfItsBuffers) {
+  const Folder folder;
+  const std::string zeroes(std::size_t{16} << 20, '\0');
+  std::vector<char> block(1000);
+  for (const std::string& bytes : {Gzip(zeroes), Zstd(zeroes)}) {
+    const std::string path = folder.Write("data.csv", bytes);
+    const std::size_t before = support::heap.bytes;
+    FileText text(path);
+    while (text.Read(block.data(), block.size()) > 0) continue;
+
+    EXPECT_LT(support::heap.bytes - before, std::size_t{256} << 10);
+  }
+}
+
+}  // namespace
