@@ -362,13 +362,13 @@ TEST_F(Selecting, CloneSharesTheSelection) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Rows
+// Cases
 
-TEST(CaseReaderOfAClone, AreEmptyIfTheCloneHasNoSource) {
+TEST(CaseReaderOfAClone, HasNoCasesIfTheCloneHasNoSource) {
   SvrDMCloneDataSource clone(static_cast<ORVX_DataSource const*>(nullptr));
   clone.MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "x"), nullptr);
-  CaseReader rows(clone);
-  EXPECT_FALSE(rows.Next());
+  CaseReader cases(clone);
+  EXPECT_FALSE(cases.Next());
 }
 
 }  // namespace

@@ -425,11 +425,11 @@ TEST(SvrDMItem, LivesUntilTheLastPointerIsDestroyed) {
 }
 
 // A message that calls a function when it is destroyed.
-class TellingMessage : public CountedMessage {
+class MessageWithCallback : public CountedMessage {
  public:
-  explicit TellingMessage(std::function<void()> end)
+  explicit MessageWithCallback(std::function<void()> end)
       : CountedMessage(deaths_), end_(std::move(end)) {}
-  ~TellingMessage() override { end_(); }
+  ~MessageWithCallback() override { end_(); }
 
  private:
   int deaths_ = 0;
@@ -437,10 +437,10 @@ class TellingMessage : public CountedMessage {
 };
 
 // A source that calls a function when it is destroyed.
-class TellingSource : public DataFreeDataSource {
+class SourceWithCallback : public DataFreeDataSource {
  public:
-  explicit TellingSource(std::function<void()> end) : end_(std::move(end)) {}
-  ~TellingSource() override { end_(); }
+  explicit SourceWithCallback(std::function<void()> end) : end_(std::move(end)) {}
+  ~SourceWithCallback() override { end_(); }
 
  private:
   std::function<void()> end_;
@@ -457,12 +457,12 @@ TEST(SvrDMItem, DestroysFileMessagesSourceAndBootstrapSpecificationInThisOrder) 
   };
   auto* const specs = new SvrBootstrapSpecs;
   {
-    SvrDMItem item = Item(new TellingSource(note("source")), path);
+    SvrDMItem item = Item(new SourceWithCallback(note("source")), path);
     item.SetBootstrapSpecs(specs);
     support::WhenFreed(specs, note("bootstrap"));
-    item.AddNotification(new TellingMessage(note("first message")));
+    item.AddNotification(new MessageWithCallback(note("first message")));
     item.AddNotification(nullptr);
-    item.AddNotification(new TellingMessage(note("second message")));
+    item.AddNotification(new MessageWithCallback(note("second message")));
     ASSERT_FALSE(AnotherProcessMayWrite(path));
   }
 
@@ -478,7 +478,7 @@ TEST(SvrDMItem, StoresANewSourceAndClosesTheFileAfterDeletingTheOldChain) {
     std::string seen;
     SvrDMItem* item = nullptr;
     const ORVX_DataSource* old = nullptr;
-    auto* const source = new TellingSource([&] {
+    auto* const source = new SourceWithCallback([&] {
       seen += item->DataSource() == old ? "old source" : "new source";
       seen += AnotherProcessMayWrite(path) ? ", file free" : ", file held";
     });

@@ -136,17 +136,22 @@ TEST(CaselessCompare, IsATotalOrder) {
 
 // A template, because a library without MBFoldedHash also satisfies the requirements.
 template <class Text>
-void ExpectHashesAgree(Text first, Text second) {
-  if constexpr (requires { MBFoldedHash(first); }) {
-    EXPECT_EQ(MBFoldedHash(first) == MBFoldedHash(second), _ORVXMBstricmp_A(first, second) == 0)
-        << first << " and " << second;
+void ExpectHashesAgree(const std::vector<Text>& texts) {
+  if constexpr (requires(Text text) { MBFoldedHash(text.c_str()); }) {
+    for (const Text& first : texts) {
+      for (const Text& second : texts) {
+        EXPECT_EQ(MBFoldedHash(first.c_str()) == MBFoldedHash(second.c_str()),
+                  AreEqual(first, second))
+            << first << " and " << second;
+      }
+    }
+  } else {
+    GTEST_SKIP() << "this library has no MBFoldedHash";
   }
 }
 
 TEST(FoldedHash, IsTheSameExactlyForEqualStrings) {
-  for (const auto& first : samples) {
-    for (const auto& second : samples) ExpectHashesAgree(first.c_str(), second.c_str());
-  }
+  ExpectHashesAgree(samples);
 }
 
 }  // namespace
