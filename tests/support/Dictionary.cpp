@@ -81,6 +81,14 @@ std::unique_ptr<DataFreeDataSource> Dictionary(const std::vector<ORVX_Variable>&
   return source;
 }
 
+std::unique_ptr<DataFreeDataSource> ManyVariables(unsigned int count) {
+  auto source = std::make_unique<DataFreeDataSource>();
+  for (unsigned int i = 0; i < count; ++i) {
+    source->MakeVariable(ORVX_Variable(LocallyUniqueID(2, i), "v" + std::to_string(i)), nullptr);
+  }
+  return source;
+}
+
 void Replace(ORVX_DataSource& source, const std::vector<ORVX_Variable>& variables) {
   source.DeleteVariables(0, source.ColumnCount() - 1);
   for (const ORVX_Variable& variable : variables) source.MakeVariable(variable, nullptr);

@@ -40,6 +40,8 @@ std::vector<ORVX_Variable> Vars(const std::string& names);
 // Returns a source without cases and without unsaved changes, whose dictionary has these variables.
 std::unique_ptr<DataFreeDataSource> Dictionary(const std::string& names);
 std::unique_ptr<DataFreeDataSource> Dictionary(const std::vector<ORVX_Variable>& variables);
+// Variables "v0", "v1" and so on.
+std::unique_ptr<DataFreeDataSource> ManyVariables(unsigned int count);
 
 // Makes these variables the whole dictionary of `source`.
 void Replace(ORVX_DataSource& source, const std::vector<ORVX_Variable>& variables);

@@ -1,4 +1,4 @@
-// Observers for tests. They record the notices, and call a reaction that the test sets.
+// Observers for tests: silent, or recording the notices and calling a reaction that the test sets.
 //
 //   RecordingObserver observer;
 //   observer.reaction = [](SvrDMWriteableDataSource const*) { throw std::runtime_error("no"); };
@@ -18,6 +18,11 @@
 #include <vector>
 
 namespace support {
+
+class SilentObserver : public SvrDMDataSetObserver {
+ public:
+  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {}
+};
 
 // Records the messages of each pass.
 // Threads: the thread that sends the notice.

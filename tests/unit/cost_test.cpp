@@ -1,49 +1,63 @@
-// Costs that must not grow with the number of variables, counted in allocations and in hashes.
+// Costs that must not grow with the number of variables or datasets, counted in allocations, hashes
+// and comparisons of names.
 
-#include <libdatasrc/DataFreeDataSource.h>
+#include <client/ChangeStreamReader.h>
+#include <client/server/ChangeStreamObserver.h>
+#include <libplatdep/mbstricmp.h>
 #include <ServerDataManager/serverdatamgr.h>
-#include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <tests/support/Datasets.h>
+#include <tests/support/FrameChannel.h>
 #include <tests/support/FullMemory.h>
+#include <tests/support/Observers.h>
+
+#include <strings.h>
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
 
 namespace {
 
-std::unique_ptr<DataFreeDataSource> ManyVariables(unsigned int count) {
-  auto source = std::make_unique<DataFreeDataSource>();
-  for (unsigned int i = 0; i < count; ++i) {
-    source->MakeVariable(ORVX_Variable(LocallyUniqueID(2, i), "v" + std::to_string(i)), nullptr);
-  }
-  return source;
+int comparisons = 0;
+
+}  // namespace
+
+// Replaces the comparison of libplatdep. The names in this program are ASCII.
+int _ORVXMBstricmp_A(const char* left, const char* right) {
+  ++comparisons;
+  return strcasecmp(left, right);
 }
 
-class Listener : public SvrDMDataSetObserver {
- public:
-  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {}
-};
+namespace {
 
-// The allocations of releasing a writer that made `change` to a dataset with `count` variables.
+using support::AllocationsOf;
+using support::ManyVariables;
+
+void ChangeALabel(SvrDMWriteableDataSource& writer) {
+  writer->GetVariable(500).SetLabel("another");
+}
+
+// The allocations of releasing a writer that made `change` to a dataset with `count` variables, an
+// observer and `streams` change streams.
 long AllocationsToRelease(unsigned int count,
-                          const std::function<void(SvrDMWriteableDataSource&)>& change) {
+                          const std::function<void(SvrDMWriteableDataSource&)>& change,
+                          int streams = 0) {
+  support::SilentObserver listener;
+  support::FrameChannel channel;
+  std::deque<ChangeStreamObserver> observers;
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(ManyVariables(count), "", /*quiet=*/true);
-  Listener listener;
   SvrDMDataset(registry, id).Register(listener);
+  while (streams-- > 0) SvrDMDataset(registry, id).Register(observers.emplace_back(channel));
   support::WriteNothing(registry, id);
 
   auto writer =
       std::make_unique<SvrDMWriteableDataSource>(registry, id, /*tryOnly=*/false, nullptr);
   change(*writer);
-  const auto before = support::heap.taken + support::messageHeap.taken;
-  writer.reset();
-  const auto allocations = support::heap.taken + support::messageHeap.taken - before;
-  SvrDMDataset(registry, id).Unregister(listener);
-  return allocations;
+  return AllocationsOf([&] { writer.reset(); });
 }
 
 TEST(CostOfARelease, IsNoAllocationWithoutAChange) {
@@ -51,10 +65,12 @@ TEST(CostOfARelease, IsNoAllocationWithoutAChange) {
 }
 
 TEST(CostOfARelease, IsAsManyAllocationsForOneLabelAmongAnyNumberOfVariables) {
-  const auto label = [](SvrDMWriteableDataSource& writer) {
-    writer->GetVariable(500).SetLabel("another");
-  };
-  EXPECT_EQ(AllocationsToRelease(1'000, label), AllocationsToRelease(20'000, label));
+  EXPECT_EQ(AllocationsToRelease(1'000, ChangeALabel), AllocationsToRelease(20'000, ChangeALabel));
+}
+
+TEST(CostOfARelease, IsAsManyAllocationsForAHundredStreamsAmongAnyNumberOfVariables) {
+  EXPECT_EQ(AllocationsToRelease(1'000, ChangeALabel, 100),
+            AllocationsToRelease(20'000, ChangeALabel, 100));
 }
 
 TEST(CostOfARelease, IsAsManyAllocationsForAMoveToTheFrontAmongAnyNumberOfVariables) {
@@ -66,6 +82,46 @@ TEST(CostOfARelease, IsAsManyAllocationsForAMoveToTheFrontAmongAnyNumberOfVariab
   };
   // The number of messages is the same, but the tables of a longer list may grow.
   EXPECT_LE(AllocationsToRelease(20'000, move), AllocationsToRelease(1'000, move) + 10);
+}
+
+// The allocations of a reader that applies one change of a dictionary with `count` variables.
+long AllocationsToApply(unsigned int count) {
+  support::FrameChannel channel;
+  ChangeStreamObserver stream(channel);
+  ServerDataManager registry;
+  const LocallyUniqueID id = registry.Add(ManyVariables(count), "", /*quiet=*/true);
+  SvrDMDataset(registry, id).Register(stream);
+  ChangeStreamReader reader(id);
+  support::WriteNothing(registry, id);
+  channel.Deliver(reader);
+  support::Write(registry, id, ChangeALabel);
+  const long allocations = AllocationsOf([&] { reader.Apply(channel.frames.front()); });
+  EXPECT_EQ(reader.Dictionary().GetVariable(500).GetLabel(), "another");
+  return allocations;
+}
+
+TEST(CostOfAFrame, IsAsManyAllocationsToApplyOneLabelAmongAnyNumberOfVariables) {
+  EXPECT_EQ(AllocationsToApply(1'000), AllocationsToApply(20'000));
+}
+
+// The comparisons of finding and missing a handle name and a file name among these datasets.
+int ComparisonsToFind(int datasets) {
+  ServerDataManager registry;
+  for (int i = 0; i < datasets; ++i) {
+    const auto id = registry.Add(nullptr, "file" + std::to_string(i), /*quiet=*/true);
+    SvrDMDataset(registry, id).SetHandle("handle" + std::to_string(i));
+  }
+  comparisons = 0;
+  EXPECT_TRUE(registry.GetDataSet("HANDLE3").IsValid());
+  EXPECT_FALSE(registry.GetDataSet("another").IsValid());
+  registry.Add(nullptr, "File3", /*quiet=*/true);
+  registry.Add(nullptr, "another", /*quiet=*/true);
+  return comparisons;
+}
+
+TEST(CostOfASearch, IsAsManyComparisonsAmongAnyNumberOfDatasets) {
+  EXPECT_GT(ComparisonsToFind(10), 0);
+  EXPECT_EQ(ComparisonsToFind(10), ComparisonsToFind(1'000));
 }
 
 int hashes = 0;

@@ -24,6 +24,7 @@ namespace {
 using support::Dictionary;
 using support::FullDictionary;
 using support::Id;
+using support::ManyVariables;
 using support::SetAttribute;
 using support::SetExtension;
 using support::SetOf;
@@ -162,14 +163,6 @@ DictionaryDigest DigestOfNewVariables(const ORVX_DataSource& source) {
     other.MakeVariable(variable, nullptr);
   }
   return DigestOf(other);
-}
-
-std::unique_ptr<DataFreeDataSource> ManyVariables(unsigned int count) {
-  auto source = std::make_unique<DataFreeDataSource>();
-  for (unsigned int i = 0; i < count; ++i) {
-    source->MakeVariable(ORVX_Variable(LocallyUniqueID(2, i), "v"), nullptr);
-  }
-  return source;
 }
 
 TEST(DictionaryDigest, IsRightAfterEveryEdit) {
