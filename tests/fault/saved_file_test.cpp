@@ -474,7 +474,10 @@ TEST_F(SavedFileOnDisk, IsClosedIfAnyAllocationOfAddFails) {
     return Trial{[=, this] { registry->Add(Dictionary("A"), path_, /*quiet=*/true); },
                  [=, this] { return std::to_string(Held()); }};
   };
-  ExpectSafeWithoutMemory({"Add", prepare});
+  ExpectSafeWithoutMemory({{"Add", prepare}});
+  const Trial undisturbed = prepare();
+  undisturbed.call();
+  EXPECT_EQ(Held(), 1);
 }
 
 TEST_F(SavedFileOnDisk, OpeningFailsSilentlyAndIsRetriedIfThereAreNoDescriptors) {

@@ -9,8 +9,12 @@
 #include <cstddef>
 #include <functional>
 #include <new>
+#include <string>
 
 namespace support {
+
+// Longer than the small-string buffer.
+inline const std::string kLong = "a text that is too long to stand inside a string object";
 
 // What follows the first failed allocation. Lasts: all later allocations also fail. Passes: they
 // succeed.

@@ -60,9 +60,7 @@ std::string CallWithMemoryFor(long count, Shortage shortage, const Operation& op
   return wrong;
 }
 
-}  // namespace
-
-void ExpectSafeWithoutMemory(const Operation& operation) {
+void ExpectSafe(const Operation& operation) {
   CallUndisturbed(operation);  // the first call may fill caches
   const Undisturbed expected = CallUndisturbed(operation);
   EXPECT_GT(expected.allocations, 0) << operation.name;
@@ -82,8 +80,14 @@ void ExpectSafeWithoutMemory(const Operation& operation) {
   }
 }
 
-void ExpectNoAllocation(const Call& call) {
-  EXPECT_EQ(AllocationsOf(call.call), 0) << call.name;
+}  // namespace
+
+void ExpectSafeWithoutMemory(const std::vector<Operation>& operations) {
+  for (const Operation& operation : operations) ExpectSafe(operation);
+}
+
+void ExpectNoAllocations(const std::vector<Call>& calls) {
+  for (const Call& call : calls) EXPECT_EQ(AllocationsOf(call.call), 0) << call.name;
 }
 
 }  // namespace support

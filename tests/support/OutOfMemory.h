@@ -1,12 +1,11 @@
 // OutOfMemory: a table of operations, in which each allocation fails in turn.
 //
-//   std::vector<Operation> operations = {
+//   ExpectSafeWithoutMemory({
 //       Changes("SetLabel", [] { return Dictionary("A"); },
 //               [](auto& source) { source.SetLabel(kLong); },
 //               [](auto& source) { return TextOf(source); }),
 //       Returns("Names", [] { return Names(*kSource); }),
-//   };
-//   for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+//   });
 //
 // Link test_allocator; and test_message_allocator, so that allocations of messages fail too.
 
@@ -37,21 +36,21 @@ struct Operation {
   std::function<Trial()> prepare;
   // The states in which a failed call may leave the objects; empty: only the state before the call.
   std::vector<std::string> statesAfterFailure = {};
-  // Allocations fail only alone, because the call ends the process if all fail.
+  // The call ends the process if all allocations fail, so only one fails at a time.
   bool endsWithoutMemory = false;
 };
 
-// Lets each allocation of the operation fail: with all later allocations, and alone. A call that
+// Lets each allocation of each operation fail: with all later allocations, and alone. A call that
 // fails must throw std::bad_alloc, leave one of the permitted states, and succeed when it is
 // repeated. Whether it failed or not, nothing may leak.
-void ExpectSafeWithoutMemory(const Operation& operation);
+void ExpectSafeWithoutMemory(const std::vector<Operation>& operations);
 
 // An operation that allocates nothing.
 struct Call {
   std::string name;
   std::function<void()> call;
 };
-void ExpectNoAllocation(const Call& call);
+void ExpectNoAllocations(const std::vector<Call>& calls);
 
 // An operation on an object that `make` returns as a std::unique_ptr.
 template <class Make, class Change, class Text>

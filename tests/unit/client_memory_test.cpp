@@ -30,9 +30,10 @@
 namespace {
 
 using support::Changes;
-using support::ExpectNoAllocation;
+using support::ExpectNoAllocations;
 using support::ExpectSafeWithoutMemory;
 using support::FullDictionary;
+using support::kLong;
 using support::Operation;
 using support::Returns;
 using support::Trial;
@@ -78,14 +79,14 @@ ChangeFrame FrameOf(const OwnedMessages& messages) {
   return frame;
 }
 
-// A mirror that has no memory even to undo a pass ends the process.
-Operation UndoneAlone(Operation operation) {
+// A mirror without memory even to undo a pass ends the process.
+Operation EndsWithoutMemory(Operation operation) {
   operation.endsWithoutMemory = true;
   return operation;
 }
 
 Operation Mirroring(const std::string& name, const std::function<void(DictionaryMirror&)>& apply) {
-  return UndoneAlone(Changes(
+  return EndsWithoutMemory(Changes(
       name,
       [] {
         auto mirror = std::make_unique<DictionaryMirror>();
@@ -99,40 +100,47 @@ TEST(ClientMemory, AMirrorIsUnchangedIfItThrows) {
   const OwnedMessages pass = AnotherDictionary();
   std::vector<DataSetMsg*> borrowed;
   for (const auto& message : pass) borrowed.push_back(message.get());
-  const FileLabelChangeMsg label(0, kDataset, 1, "a label that is too long for a string object");
+  const FileLabelChangeMsg label(0, kDataset, 1, kLong.c_str());
   EXPECT_GT(support::AllocationsOf([&] {
               DictionaryMirror mirror;
               mirror.Apply(DictionaryMessages(*FullDictionary(), kDataset, 1));
             }),
             50);
-  const std::vector<Operation> operations = {
+  ExpectSafeWithoutMemory({
       Returns(
           "DictionaryMirror", [] { return DictionaryMirror(); },
           [](const DictionaryMirror& mirror) { return TextOf(mirror.Dictionary()); }),
       Mirroring("Apply", [&](auto& mirror) { mirror.Apply(pass); }),
       Mirroring("Apply, borrowed", [&](auto& mirror) { mirror.Apply(borrowed); }),
       Mirroring("Apply, one message", [&](auto& mirror) { mirror.Apply(label); }),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+  });
+}
+
+using Outcome = ChangeStreamReader::Outcome;
+
+// Applies the bytes of a frame to a new reader, which then has a dictionary with this digest.
+Operation Reading(const std::string& name, const std::string& bytes, Outcome outcome,
+                  const DictionaryDigest& digest) {
+  return EndsWithoutMemory(Changes(
+      name, [] { return std::make_unique<ChangeStreamReader>(kDataset); },
+      [=](auto& reader) {
+        EXPECT_EQ(reader.Apply(bytes), outcome);
+        EXPECT_EQ(reader.Digest(), digest);
+      },
+      [](auto& reader) {
+        return std::to_string(reader.PassNumber()) + " " + reader.Digest().AsText() + " " +
+               TextOf(reader.Dictionary()) + reader.SnapshotReason();
+      }));
 }
 
 TEST(ClientMemory, AReaderAcceptsAFrameAgainAfterBadAlloc) {
   ChangeFrame frame = FrameOf(DictionaryMessages(*FullDictionary(), kDataset, 1));
   const std::string bytes = BytesOf(frame);
-  const auto text = [](const ChangeStreamReader& reader) {
-    return std::to_string(reader.PassNumber()) + " " + reader.Digest().AsText() + " " +
-           TextOf(reader.Dictionary()) + reader.SnapshotReason();
-  };
-  const auto read = [](const std::string& name, const std::string& given, auto describe) {
-    return UndoneAlone(Changes(
-        name, [] { return std::make_unique<ChangeStreamReader>(kDataset); },
-        [=](auto& reader) { reader.Apply(given); }, describe));
-  };
-  const std::vector<Operation> operations = {
-      read("Apply", bytes, text),
-      read("Apply to invalid bytes", bytes.substr(0, bytes.size() - 1), text),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+  ExpectSafeWithoutMemory({
+      Reading("Apply", bytes, Outcome::Applied, frame.digest),
+      Reading("Apply to invalid bytes", bytes.substr(0, bytes.size() - 1), Outcome::SnapshotWanted,
+              DigestOf(DictionaryMirror().Dictionary())),
+  });
 }
 
 TEST(ClientMemory, FramesAndDigestsAreMadeOrThrow) {
@@ -142,11 +150,11 @@ TEST(ClientMemory, FramesAndDigestsAreMadeOrThrow) {
   const std::string bytes = BytesOf(*frame);
   const auto messages = [](const OwnedMessages& made) { return TextOf(made); };
   const auto digest = [](const DictionaryDigest& made) { return made.AsText(); };
-  const std::vector<Operation> operations = {
+  ExpectSafeWithoutMemory({
       Changes(
           "AddMessage", [] { return std::make_unique<ChangeFrame>(); },
           [](auto& changed) {
-            FileLabelChangeMsg label(0, kDataset, 1, "a label that is too long for a string");
+            FileLabelChangeMsg label(0, kDataset, 1, kLong.c_str());
             changed.AddMessage(label);
           },
           [](auto& changed) { return changed.messageBytes; }),
@@ -167,11 +175,9 @@ TEST(ClientMemory, FramesAndDigestsAreMadeOrThrow) {
                 return DictionaryDigest{1, 2}.AsText();
               }),
       Returns(
-          "MirrorError",
-          [] { return MirrorError("a message that is too long to stand inside an object"); },
+          "MirrorError", [] { return MirrorError(kLong); },
           [](const MirrorError& error) { return std::string(error.what()); }),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+  });
 }
 
 // A dictionary that caches the hashes of its variables, and changed since.
@@ -187,10 +193,10 @@ struct Digested {
 };
 
 TEST(ClientMemory, ADigestIsRightAfterAFailure) {
-  ExpectSafeWithoutMemory(Changes(
+  ExpectSafeWithoutMemory({Changes(
       "DigestOf after a change", [] { return std::make_unique<Digested>(); },
       [](auto& digested) { digested.digest = DigestOf(*digested.source); },
-      [](auto& digested) { return digested.digest.AsText(); }));
+      [](auto& digested) { return digested.digest.AsText(); })});
 }
 
 // --- The server's end of a stream ---
@@ -235,22 +241,22 @@ struct Writer {
 };
 
 TEST(ClientMemory, AStreamSendsAWholeFrameOrIsLost) {
-  ExpectSafeWithoutMemory(Sending<Reader>(
-      "SendSnapshot", [](auto& observer, auto& reader) { observer.SendSnapshot(reader); }));
-  ExpectSafeWithoutMemory(Sending<Writer>("OnDataSetChanged", [](auto& observer, auto& writer) {
-    observer.OnDataSetChanged(&writer);
-  }));
+  ExpectSafeWithoutMemory({
+      Sending<Reader>("SendSnapshot",
+                      [](auto& observer, auto& reader) { observer.SendSnapshot(reader); }),
+      Sending<Writer>("OnDataSetChanged",
+                      [](auto& observer, auto& writer) { observer.OnDataSetChanged(&writer); }),
+  });
 }
 
 TEST(ClientMemory, IsNotNeededForMovingAMirrorOrANewStream) {
   DictionaryMirror mirror, other;
   support::FrameChannel channel;
-  const std::vector<support::Call> calls = {
+  ExpectNoAllocations({
       {"moving a mirror", [&] { mirror = std::move(other); }},
       {"ChangeFrame", [] { ChangeFrame(); }},
       {"ChangeStreamObserver", [&] { const ChangeStreamObserver observer(channel); }},
-  };
-  for (const support::Call& call : calls) ExpectNoAllocation(call);
+  });
 }
 
 }  // namespace

@@ -25,15 +25,13 @@
 
 namespace {
 
+using support::kLong;
 using support::Labelled;
 using support::Said;
 using support::Shortage;
 using support::SourceWithRows;
 using support::Typed;
 using support::Var;
-
-// Longer than the small-string buffer.
-const std::string kLong = "a text that is too long to stand inside a string object";
 
 // One write of a dataset.
 struct Case {
@@ -335,7 +333,7 @@ TEST(FailedPass, ContinuesStepByStepIfOnlyTheFirstAllocationFails) {
   EXPECT_EQ(dataset.client.passes, 1);
 }
 
-TEST(FailedPass, AFullChangeHasManyAllocationsThatMayFail) {
+TEST(FailedPass, TriesManyFailuresOfAFullChange) {
   EXPECT_GT(ForEachFailure(Everything(), [](ChangedDataset&) {}), 150);
 }
 

@@ -10,6 +10,7 @@
 #include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <tests/support/Dictionary.h>
+#include <tests/support/FullMemory.h>
 #include <tests/support/Messages.h>
 #include <tests/support/OutOfMemory.h>
 
@@ -27,10 +28,8 @@ namespace {
 
 using support::Changes;
 using support::ExpectSafeWithoutMemory;
+using support::kLong;
 using support::Operation;
-
-// Longer than the small-string buffer.
-const std::string kLong = "a text that is too long to stand inside a string object";
 
 VariableSetImpl Set(const std::string& name) {
   VariableSetImpl set;
@@ -94,7 +93,7 @@ Operation Monitoring(const std::string& name, const std::function<bool(Arguments
 }
 
 TEST(FullMemoryInAMonitor, KeepsTheOldPropertyAndReportsItNextTime) {
-  const std::vector<Operation> monitors = {
+  ExpectSafeWithoutMemory({
       Monitoring("MonitorExtension",
                  [](auto& a) { return MonitorExtension(a.view, a.source, 0, a.item); }),
       Monitoring("MonitorAttributes",
@@ -102,8 +101,7 @@ TEST(FullMemoryInAMonitor, KeepsTheOldPropertyAndReportsItNextTime) {
       Monitoring("MonitorMRSets", [](auto& a) { return MonitorMRSets(a.view, a.source, a.item); }),
       Monitoring("MonitorVariableSets",
                  [](auto& a) { return MonitorVariableSets(a.view, a.source, a.item); }),
-  };
-  for (const Operation& monitor : monitors) ExpectSafeWithoutMemory(monitor);
+  });
 }
 
 // A dataset and its view, initially equal. Then every property of the source is changed.
@@ -141,43 +139,46 @@ class ChangedDataset {
   SvrDMObserverView view{item};
 };
 
-// Updates a view. A failed update may have queued the first messages; the next one queues the rest.
-Operation Updating(const std::string& name,
+// Updates a view, which queues `messages` messages, and updates it again, which queues nothing. A
+// failed update may have queued the first messages; the next update queues the rest.
+Operation Updating(const std::string& name, std::size_t messages,
                    const std::function<std::unique_ptr<ChangedDataset>()>& change) {
-  const auto text = [](auto& dataset) {
-    const bool equal = dataset.item.DataSource() == nullptr ? dataset.ViewIsEmpty() : true;
-    return TextOf(dataset.Queued()) + (equal ? "" : "the view is not empty yet");
+  const std::string notEmpty = "the view is not empty yet";
+  const auto text = [=](auto& dataset) {
+    const bool unfinished = dataset.item.DataSource() == nullptr && !dataset.ViewIsEmpty();
+    return TextOf(dataset.Queued()) + (unfinished ? notEmpty : "");
   };
-  const auto update = [](auto& dataset) { dataset.view.Update(); };
-  std::vector<std::string> prefixes;
+  const auto update = [](auto& dataset) {
+    dataset.view.Update();
+    dataset.view.Update();
+  };
   const auto whole = change();
-  whole->view.Update();
-  const std::vector<support::Said> all = whole->Queued();
-  whole->item.ClearNotifications();
-  whole->view.Update();
-  EXPECT_MESSAGES(whole->Queued());
-  for (std::size_t count = 0; count <= all.size(); ++count) {
-    const std::string prefix =
-        TextOf(std::vector<support::Said>(all.begin(), all.begin() + static_cast<long>(count)));
-    prefixes.push_back(prefix);
-    prefixes.push_back(prefix + "the view is not empty yet");
+  update(*whole);
+  std::vector<support::Said> queued = whole->Queued();
+  EXPECT_EQ(queued.size(), messages) << name;
+  std::vector<std::string> permitted;
+  for (;; queued.pop_back()) {
+    permitted.push_back(TextOf(queued));
+    permitted.push_back(TextOf(queued) + notEmpty);
+    if (queued.empty()) break;
   }
-  return Changes(name, change, update, text, prefixes);
+  return Changes(name, change, update, text, permitted);
 }
 
 TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
-  ExpectSafeWithoutMemory(Updating("Update", [] { return std::make_unique<ChangedDataset>(); }));
+  ExpectSafeWithoutMemory(
+      {Updating("Update", 12, [] { return std::make_unique<ChangedDataset>(); })});
 }
 
 // An empty source stands for a missing source.
 TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
-  ExpectSafeWithoutMemory(Updating("Update without a source", [] {
+  ExpectSafeWithoutMemory({Updating("Update without a source", 10, [] {
     auto dataset = std::make_unique<ChangedDataset>();
     dataset->view.Update();
     dataset->item.SetDataSet(nullptr);
     dataset->item.ClearNotifications();
     return dataset;
-  }));
+  })});
 }
 
 }  // namespace

@@ -40,13 +40,11 @@
 namespace {
 
 using support::Changes;
-using support::ExpectNoAllocation;
+using support::ExpectNoAllocations;
 using support::ExpectSafeWithoutMemory;
+using support::kLong;
 using support::Operation;
 using support::Returns;
-
-// Longer than the small-string buffer.
-const std::string kLong = "a text that is too long to stand inside a string object";
 
 const LocallyUniqueID kDataset(0, 7);
 
@@ -133,7 +131,7 @@ TEST(MessageMemory, ChangeMessagesAreMadeCopiedEncodedDecodedAndFormattedOrThrow
   AddChange("ExtensionsMsg", New<ExtensionsMsg>(block), all);
   AddChange("ResetClientDataMsg", New<ResetClientDataMsg>(944LL), all);
   AddChange("DataSetModifiedMsg", New<DataSetModifiedMsg>(true), all);
-  for (const Operation& operation : all) ExpectSafeWithoutMemory(operation);
+  ExpectSafeWithoutMemory(all);
 }
 
 template <class Message>
@@ -163,7 +161,7 @@ TEST(MessageMemory, ErrorMessagesAreMadeCopiedEncodedAndDecodedOrThrow) {
       "SetName", [] { return std::make_unique<ErrorMsg>(); },
       [](auto& message) { message.SetName(kLong.c_str()); },
       [](auto& message) { return std::string(message.Name()); }));
-  for (const Operation& operation : all) ExpectSafeWithoutMemory(operation);
+  ExpectSafeWithoutMemory(all);
 }
 
 // --- Texts of a dictionary ---
@@ -180,7 +178,7 @@ TEST(MessageMemory, TextsOfADictionaryAreMadeOrThrow) {
     }
     return text;
   };
-  const std::vector<Operation> all = {
+  ExpectSafeWithoutMemory({
       Returns("Quoted", [] { return Text::Quoted(kLong); }),
       Returns("QuotedOrNone", [] { return Text::QuotedOrNone(kLong); }),
       Returns("Joined",
@@ -209,8 +207,7 @@ TEST(MessageMemory, TextsOfADictionaryAreMadeOrThrow) {
       Returns("Sets", [=] { return Text::Sets(&Full(), sets); }),
       Returns("SetSizes", [=] { return Text::SetSizes(sets); }),
       Returns("Bytes", [] { return Text::Bytes("twenty printable bytes"); }),
-  };
-  for (const Operation& operation : all) ExpectSafeWithoutMemory(operation);
+  });
 }
 
 // --- Streams ---
@@ -229,7 +226,7 @@ struct Reading {
 TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchanged) {
   ErrorMsg message(2001, kLong);
   const std::string bytes = BytesOf(message);
-  const std::vector<Operation> all = {
+  ExpectSafeWithoutMemory({
       Changes(
           "VStream::String", [] { return std::make_unique<Reading>(); },
           [](auto& reading) { VStream(reading.bytes).String(reading.value); },
@@ -238,8 +235,7 @@ TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchanged) {
       Returns(
           "VStreamError", [] { return VStreamError(7, kLong, kLong); },
           [](const VStreamError& error) { return std::string(error.what()); }),
-  };
-  for (const Operation& operation : all) ExpectSafeWithoutMemory(operation);
+  });
 }
 
 // --- Operations that allocate nothing ---
@@ -259,7 +255,7 @@ TEST(MessageMemory, IsNotNeededForNumbersAndEmptyMessages) {
   VStream stream(std::string_view("\1\0\0\0\2\0\0\0\0\0\0\0", 12));
   std::uint32_t number = 0;
   double real = 0;
-  const std::vector<support::Call> calls = {
+  ExpectNoAllocations({
       {"an empty InsertVarsMsg", [] { InsertVarsMsg(); }},
       {"an empty DeleteVarsMsg", [] { DeleteVarsMsg(); }},
       {"ModifyVarMsg", [&] { ModifyVarMsg(0, kDataset, 3, variable); }},
@@ -269,8 +265,7 @@ TEST(MessageMemory, IsNotNeededForNumbersAndEmptyMessages) {
       {"FormatKind", [] { DictionaryText::FormatKind(VariableFormat::Kind::Date); }},
       {"Level", [] { DictionaryText::Level(MeasurementLevel::Ratio); }},
       {"SetKind", [] { DictionaryText::SetKind(VariableSetImpl::kAnswers); }},
-  };
-  for (const support::Call& call : calls) ExpectNoAllocation(call);
+  });
 }
 
 }  // namespace

@@ -16,9 +16,8 @@
 namespace {
 
 using namespace sdm_internal;
-using support::ExpectNoAllocation;
+using support::ExpectNoAllocations;
 using support::ExpectSafeWithoutMemory;
-using support::Operation;
 using support::Returns;
 
 std::string TextOf(const std::string& path, const std::string& encoding = {}) {
@@ -37,24 +36,26 @@ TEST(InternalMemoryFault, WhileReadingTextLeaksNothing) {
   const std::string plain = folder.Write("plain.csv", text);
   const std::string gzip = folder.Write("gzip.csv", Gzip(text));
   const std::string zstd = folder.Write("zstd.csv", Zstd(text));
-  const std::vector<Operation> operations = {
+  ExpectSafeWithoutMemory({
       Returns("plain", [&] { return TextOf(plain); }),
       Returns("gzip", [&] { return TextOf(gzip); }),
       Returns("Zstandard", [&] { return TextOf(zstd); }),
       Returns("windows-1252", [&] { return TextOf(plain, "windows-1252"); }),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+  });
 }
 
 TEST(InternalMemoryFault, WhileFormattingADateLeaksNothing) {
-  ExpectSafeWithoutMemory(Returns("DateTimeText", [] { return DateTimeText(1709210700.123456); }));
+  ExpectSafeWithoutMemory(
+      {Returns("DateTimeText", [] { return DateTimeText(1709210700.123456); })});
 }
 
 TEST(InternalMemoryFault, DoesNotAffectParsingAValue) {
-  ExpectNoAllocation({"ParseDate", [] { ParseDate("2024-02-29"); }});
-  ExpectNoAllocation({"ParseTime", [] { ParseTime("13:45:00.123456789"); }});
-  ExpectNoAllocation({"ParseDateTime", [] { ParseDateTime("2024-02-29T13:45:00.25+01:00"); }});
-  ExpectNoAllocation({"ParseBoolean", [] { ParseBoolean("True"); }});
+  ExpectNoAllocations({
+      {"ParseDate", [] { ParseDate("2024-02-29"); }},
+      {"ParseTime", [] { ParseTime("13:45:00.123456789"); }},
+      {"ParseDateTime", [] { ParseDateTime("2024-02-29T13:45:00.25+01:00"); }},
+      {"ParseBoolean", [] { ParseBoolean("True"); }},
+  });
 }
 
 TEST(InternalMemory, ReadingACompressedFileTakesTheMemoryOfItsBuffers) {

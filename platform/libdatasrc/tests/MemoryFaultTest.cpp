@@ -2,6 +2,7 @@
 // succeed. The tables have every public operation of libdatasrc.
 
 #include <gtest/gtest.h>
+#include <libdatasrc/CaseReader.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/iDMY2Orvx.h>
@@ -23,15 +24,13 @@
 namespace {
 
 using support::Changes;
-using support::ExpectNoAllocation;
+using support::ExpectNoAllocations;
 using support::ExpectSafeWithoutMemory;
 using support::FailsWithMemoryFor;
+using support::kLong;
 using support::Operation;
 using support::Returns;
 using support::Trial;
-
-// Longer than the small-string buffer.
-const std::string kLong = "a text that is too long to stand inside a string object";
 
 LocallyUniqueID Serial(unsigned int serial) {
   return LocallyUniqueID(1, serial);
@@ -166,7 +165,7 @@ void CopyAnother(ORVX_DataSource& source) {
 }
 
 TEST(MemoryFault, LeavesTheDictionaryUnchanged) {
-  const std::vector<Operation> edits = {
+  ExpectSafeWithoutMemory({
       Edit("InsertVariable", [](auto& s) { s.InsertVariable(100, kShared); }),
       Edit("MakeVariable", [](auto& s) { s.MakeVariable(kShared, nullptr); }),
       Edit("SetID",
@@ -202,8 +201,7 @@ TEST(MemoryFault, LeavesTheDictionaryUnchanged) {
       Edit("ClearDashboardInfo", ClearDashboardInfo),
       Edit("SetExtension", [](auto& s) { s.SetExtension(kNewExtension); }),
       Edit("CopyDictionary", CopyAnother),
-  };
-  for (const Operation& edit : edits) ExpectSafeWithoutMemory(edit);
+  });
 }
 
 Operation EditOf(unsigned int count, const std::function<void(ORVX_DataSource&)>& edit) {
@@ -219,15 +217,17 @@ Operation EditOf(unsigned int count, const std::function<void(ORVX_DataSource&)>
 
 TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
   for (const unsigned int count : {0U, 16U, 64U, 256U}) {
-    ExpectSafeWithoutMemory(EditOf(count, [](auto& source) { source.InsertVariable(0, kShared); }));
+    ExpectSafeWithoutMemory(
+        {EditOf(count, [](auto& source) { source.InsertVariable(0, kShared); })});
   }
 }
 
 // With 224 variables, the index of identifiers is full.
 TEST(MemoryFault, WhileTheIndexGrowsLeavesTheDictionaryUnchanged) {
-  ExpectSafeWithoutMemory(EditOf(224, [](auto& source) { source.GetVariable(7) = kShared; }));
-  ExpectSafeWithoutMemory(
-      EditOf(224, [](auto& source) { source.GetVariable(7).SetID(Serial(1000)); }));
+  ExpectSafeWithoutMemory({
+      EditOf(224, [](auto& source) { source.GetVariable(7) = kShared; }),
+      EditOf(224, [](auto& source) { source.GetVariable(7).SetID(Serial(1000)); }),
+  });
 }
 
 struct Followed {
@@ -238,7 +238,7 @@ struct Followed {
 // A variable is deleted from the first block, so that a copy replaces the block. The second block
 // is split. All other blocks are kept.
 TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
-  ExpectSafeWithoutMemory(Changes(
+  ExpectSafeWithoutMemory({Changes(
       "MatchVariables",
       [] {
         auto followed = std::make_unique<Followed>();
@@ -254,7 +254,7 @@ TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
       [](auto& followed) {
         return TextOf(followed.source) + TextOf(followed.snapshot) +
                (followed.snapshot.VariablesAreKnownToEqual(followed.source) ? "equal" : "other");
-      }));
+      })});
 }
 
 // --- Values ---
@@ -273,7 +273,7 @@ Operation Setter(const std::string& name, const std::function<void(ORVX_Variable
 }
 
 TEST(MemoryFault, LeavesAVariableUnchanged) {
-  const std::vector<Operation> operations = {
+  ExpectSafeWithoutMemory({
       Returns(
           "ORVX_Variable", [] { return ORVX_Variable(Serial(1), kLong); },
           [](const ORVX_Variable& variable) { return TextOf(variable); }),
@@ -299,8 +299,7 @@ TEST(MemoryFault, LeavesAVariableUnchanged) {
              [](auto& v) {
                v.SetAttributes({{"unit", {kLong, "g"}}});
              }),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+  });
 }
 
 std::vector<VariableSet> TwoSets() {
@@ -336,19 +335,12 @@ TEST(MemoryFault, LeavesSetsAttributesAndExtensionsUnchanged) {
   std::string sets;
   MakeExtension(TwoSets(), sets, 7);
   const auto textOfSets = [](const std::vector<VariableSet>& read) { return TextOf(read); };
-  const std::vector<Operation> operations = {
+  ExpectSafeWithoutMemory({
       Changes(
           "DatasourceAttributes::Set",
           [] { return std::make_unique<DatasourceAttributes>(Attributes("old")); },
           [](auto& changed) {
             changed.Set("a new name, " + kLong, {kLong, kLong});
-          },
-          [](const auto& changed) { return changed.MakeString(); }),
-      Changes(
-          "DatasourceAttributes::Set again",
-          [] { return std::make_unique<DatasourceAttributes>(Attributes("old")); },
-          [](auto& changed) {
-            changed.Set("first", {kLong, kLong});
           },
           [](const auto& changed) { return changed.MakeString(); }),
       Returns("DatasourceAttributes::MakeString", [] { return kNewAttributes.MakeString(); }),
@@ -375,8 +367,7 @@ TEST(MemoryFault, LeavesSetsAttributesAndExtensionsUnchanged) {
       Returns(
           "DataFileError", [] { return DataFileError(kLong, 1, 2, kLong); },
           [](const DataFileError& error) { return std::string(error.what()); }),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+  });
 }
 
 // --- Cases ---
@@ -387,10 +378,11 @@ std::string CountRows(ObsIterator& rows) {
   return std::to_string(count);
 }
 
+// Makes an iterator and counts its rows.
 Operation Iterates(const std::string& name, const ORVX_DataSource& source, std::vector<OBS>& area) {
-  return Returns(
-      name, [&] { return std::unique_ptr<ObsIterator>(source.MakeIterator(area.data())); },
-      [](const auto& rows) { return CountRows(*rows); });
+  return Returns(name, [&] {
+    return CountRows(*std::unique_ptr<ObsIterator>(source.MakeIterator(area.data())));
+  });
 }
 
 template <class Source>
@@ -431,7 +423,7 @@ TEST(MemoryFault, WhileReadingCasesLeaksNothing) {
   const DataFreeDataSource none(file.get());
   std::vector<OBS> area(2);
 
-  const std::vector<Operation> operations = {
+  ExpectSafeWithoutMemory({
       // Identifiers are new each time.
       Returns(
           "SystemFileDataSource::Open", [=] { return SystemFileDataSource::Open(path); },
@@ -453,15 +445,18 @@ TEST(MemoryFault, WhileReadingCasesLeaksNothing) {
       Returns(
           "ObsProjector", [&] { return std::make_unique<ObsProjector>(*file, all); },
           [](const auto& made) { return std::to_string(made->GetToAreaSize()); }),
-      Returns(
-          "PassThroughIter",
-          [&] {
-            return std::make_unique<PassThroughIter>(&all, area.data(),
-                                                     std::make_unique<ObsProjector>(*file, all));
-          },
-          [](const auto& rows) { return CountRows(*rows); }),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+      Returns("PassThroughIter",
+              [&] {
+                PassThroughIter rows(&all, area.data(), std::make_unique<ObsProjector>(*file, all));
+                return CountRows(rows);
+              }),
+      Returns("CaseReader",
+              [&] {
+                std::size_t count = 0;
+                for (CaseReader cases(*file); cases.Next();) count += cases.Values().size();
+                return std::to_string(count);
+              }),
+  });
 }
 
 TEST(MemoryFault, WhileConvertingARowLeavesOnlyWholeValues) {
@@ -475,10 +470,10 @@ TEST(MemoryFault, WhileConvertingARowLeavesOnlyWholeValues) {
   whole.projector->Project(whole.from, whole.row);
   const std::string after = text(whole);
 
-  ExpectSafeWithoutMemory(Changes(
+  ExpectSafeWithoutMemory({Changes(
       "Project", [&] { return std::make_unique<ProjectedRow>(*file); },
       [](auto& row) { row.projector->Project(row.from, row.row); }, text,
-      {before, after.substr(0, 24) + before.substr(24)}));
+      {before, after.substr(0, 24) + before.substr(24)})});
 }
 
 TEST(MemoryFault, WhileConvertingANumberToTextAllowsReadingTheNextRow) {
@@ -500,13 +495,17 @@ TEST(MemoryFault, DoesNotAffectDeletion) {
   DataFreeDataSource source;
   Fill(source, 512);
   SplitBy(source, {0, 300, 511}, true);
-  // Deletes whole blocks of the list, then part of a block, then the rest.
-  for (const auto& [first, last] : {std::pair(100, 400), std::pair(5, 5), std::pair(0, 209)}) {
-    ExpectNoAllocation(
-        {"DeleteVariables", [&, f = first, l = last] { source.DeleteVariables(f, l); }});
-  }
+  ExpectNoAllocations({
+      {"whole blocks", [&] { source.DeleteVariables(100, 400); }},
+      {"part of a block", [&] { source.DeleteVariables(5, 5); }},
+      {"the rest", [&] { source.DeleteVariables(0, 209); }},
+  });
   EXPECT_EQ(source.ColumnCount(), 0);
   EXPECT_EQ(source.GetNSplitVars(), 0U);
+}
+
+VariableHash HashOfIdentifier(const ORVX_Variable& variable) {
+  return {variable.GetID().Word(), 1};
 }
 
 TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
@@ -517,6 +516,7 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   snapshot.MatchVariables(*source);
   const ORVX_DataSource::Extension extension(*source, 0);
   DatasourceAttributes attributes = kNewAttributes;
+  DatasourceAttributes::Values values = {kLong, kLong};
   const ORVX_Variable empty;  // the first one allocates a record that all share
   ORVX_Variable own(Serial(3), kLong);
   const FilteredDataSource all(file.get());
@@ -525,7 +525,7 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   const std::unique_ptr<ObsIterator> rows(all.MakeIterator(area.data()));
   double date = 0;
 
-  const std::vector<support::Call> calls = {
+  ExpectNoAllocations({
       {"ORVX_Variable", [] { ORVX_Variable().GetName(); }},
       {"copying a variable", [&] { const ORVX_Variable copy(own); }},
       {"assigning a variable", [&] { ORVX_Variable() = own; }},
@@ -537,6 +537,7 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
       {"ContainsVariable", [&] { source->ContainsVariable(Serial(3)); }},
       {"HasUniqueIDs", [&] { source->HasUniqueIDs(); }},
       {"BlockAt", [&] { source->BlockAt(300); }},
+      {"HashOfVariables", [&] { source->HashOfVariables(HashOfIdentifier); }},
       {"VariablesAreKnownToEqual", [&] { snapshot.VariablesAreKnownToEqual(*source); }},
       {"matching an equal snapshot", [&] { snapshot.MatchVariables(*source); }},
       {"SetWeightVar", [&] { source->SetWeightVar(3); }},
@@ -556,12 +557,12 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
       {"RowCount", [&] { all.RowCount(); }},
       {"IsLoaded", [&] { all.IsLoaded(); }},
       {"SetPasswordMangled", [&] { file->SetPasswordMangled(true); }},
+      {"Set again", [&] { attributes.Set("first", std::move(values)); }},
       {"RemoveUnder", [&] { attributes.RemoveUnder("dashboard."); }},
       {"Next", [&] { rows->Next(); }},
       {"Project", [&] { projector.Project(area.data(), projected.data()); }},
       {"iDMY2Orvx", [&] { iDMY2Orvx(1, 2, 1996, 12, 0, 0, &date); }},
-  };
-  for (const support::Call& call : calls) ExpectNoAllocation(call);
+  });
 }
 
 }  // namespace
