@@ -1,11 +1,11 @@
 #include <libdatasrc/CaseReader.h>
+#include <libdatasrc/internal/CellText.h>
 #include <libdatasrc/internal/ObsCells.h>
 #include <libdatasrc/internal/RowArea.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 
 using namespace sdm_internal;
 
@@ -13,8 +13,7 @@ namespace {
 
 DataValue ValueIn(const OBS* cells, int type) {
   if (type == 0) return cells->number;
-  const std::string_view text(cells->text, static_cast<std::size_t>(type));
-  return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
+  return std::string(WithoutPadding({cells->text, static_cast<std::size_t>(type)}));
 }
 
 }  // namespace

@@ -3,8 +3,7 @@
 
 using namespace sdm_internal;
 
-SystemFileDataSource::SystemFileDataSource(CaseTable cases)
-    : cases_(std::make_unique<const CaseTable>(std::move(cases))) {}
+SystemFileDataSource::SystemFileDataSource(CaseTable cases) : MemoryDataSource(std::move(cases)) {}
 
 SystemFileDataSource::~SystemFileDataSource() = default;
 
@@ -16,12 +15,4 @@ std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(
   if (file.label) source->SetLabel(file.label->c_str());
   source->SetFileSpec(path.c_str());
   return source;
-}
-
-ObsIterator* SystemFileDataSource::MakeIterator(OBS* area) const {
-  return new CaseIterator(*cases_, *this, area);
-}
-
-long long SystemFileDataSource::RowCount() const {
-  return static_cast<long long>(cases_->RowCount());
 }

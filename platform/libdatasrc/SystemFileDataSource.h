@@ -27,7 +27,7 @@
 #define LIBDATASRC_SYSTEMFILEDATASOURCE_H_
 
 #include <libdatasrc/DataFileError.h>
-#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/MemoryDataSource.h>
 #include <ServerDataManager/Export.h>
 
 #include <cstddef>
@@ -35,16 +35,11 @@
 #include <memory>
 #include <string>
 
-namespace sdm_internal {
-class CaseTable;
-}
-
-// Values are stored by the identifier of the variable, so edits keep them, even deleting a variable
-// and inserting it again. A variable that is not from the file reads as missing. After a change of
-// type, values are converted as ObsProjector.h defines.
+// The cases may be edited like those of any MemoryDataSource; the file stays as it is until it is
+// saved (SaveDelimited.h).
 //
-// Threads: as for ORVX_DataSource; several threads may each iterate over one source.
-class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {
+// Threads: as for MemoryDataSource.
+class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
  public:
   // The maximum size of a record and of a schema, in bytes: a file without line ends is not read
   // into memory.
@@ -63,10 +58,6 @@ class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {
 
   ~SystemFileDataSource() override;
 
-  // The iterator stays valid when the dictionary is edited, and outlives the source.
-  ObsIterator* MakeIterator(OBS* area) const override;
-  long long RowCount() const override;  // always known
-
   // Whether the password of the file is stored in mangled form. Delimited text has no password, so
   // false until set.
   bool GetPasswordMangled() const { return passwordMangled_; }
@@ -75,8 +66,6 @@ class SDM_EXPORT SystemFileDataSource : public ORVX_DataSource {
  private:
   SDM_HIDDEN explicit SystemFileDataSource(sdm_internal::CaseTable cases);
 
-  // Its columns are shared with the iterators.
-  std::unique_ptr<const sdm_internal::CaseTable> cases_;
   bool passwordMangled_ = false;
 };
 

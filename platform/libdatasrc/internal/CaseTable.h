@@ -6,11 +6,13 @@
 #include <libdatasrc/internal/TextColumn.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ORVX_Variable.h>
 #include <libdatastr/ORVX_RefCntObject.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/RefCountPtr.h>
 
 #include <cstddef>
+#include <functional>
 #include <unordered_map>
 #include <utility>
 #include <variant>
@@ -43,6 +45,9 @@ class CaseTable {
   // Null if the table has no such column.
   const CaseColumn* Find(LocallyUniqueID id) const;
 
+  // Removes the columns whose identifiers `isUsed` rejects.
+  void KeepIf(const std::function<bool(LocallyUniqueID)>& isUsed);
+
  private:
   friend class CaseIterator;
 
@@ -56,6 +61,44 @@ class CaseTable {
 
   std::unordered_map<LocallyUniqueID, ColumnPtr> columns_;  // null: always missing
   std::size_t rows_ = 0;
+};
+
+// The column as an iterator lays it out for a variable of this type, 0 for a number and otherwise
+// the width of a string. `column` is null if all `rows` values are missing.
+CaseColumn Converted(const CaseColumn* column, int type, std::size_t rows);
+
+// The value in `row` for a variable of this type. `column` is null if it is missing.
+DataValue ValueAt(const CaseColumn* column, int type, std::size_t row);
+
+// Changes columns of a table, all or none: prepares what may throw, then Commit.
+class CaseTable::Edit {
+ public:
+  explicit Edit(CaseTable& table) : table_(table) {}
+  Edit(const Edit&) = delete;
+  Edit& operator=(const Edit&) = delete;
+
+  // Prepares the column for a variable of this type, with room for more values. Converts a column
+  // of the other kind. Call it once for each column; the column may be changed after Commit.
+  CaseColumn* Own(LocallyUniqueID id, int type, std::size_t moreRows, std::size_t moreBytes);
+  // Prepares every column, or every column that `isOwned` rejects, with room for more rows.
+  void OwnAll(std::size_t moreRows);
+  void OwnOthers(const std::function<bool(LocallyUniqueID)>& isOwned, std::size_t moreRows);
+  void Replace(LocallyUniqueID id, CaseColumn column);
+
+  void Commit() noexcept;
+  // Commit. A table without rows then has `rows` rows, and only the prepared columns.
+  void CommitWithRows(std::size_t rows) noexcept;
+
+  // After Commit, if every column was prepared. Inserts missing values.
+  void InsertRows(std::size_t row, std::size_t count) noexcept;
+  void EraseRows(std::size_t row, std::size_t count) noexcept;
+
+ private:
+  CaseColumn* Own(ColumnPtr& column, std::size_t moreRows, std::size_t moreBytes);
+  CaseColumn* Put(ColumnPtr& column, CaseColumn values);
+
+  CaseTable& table_;
+  std::vector<std::pair<ColumnPtr*, ColumnPtr>> fresh_;  // where they go, and the columns
 };
 
 // Reads a table row by row, laid out for `dictionary` as it is now. Shares the columns, and keeps

@@ -6,12 +6,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <string>
 
 namespace sdm_internal {
 
 double NumberOrMissing(std::string_view text) {
   return ParseNumber(text).value_or(kMissingNumber);
+}
+
+std::string_view WithoutPadding(std::string_view text) {
+  return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
 void WriteText(std::string_view text, int width, OBS* cells) {
@@ -21,11 +24,15 @@ void WriteText(std::string_view text, int width, OBS* cells) {
   std::fill(std::copy(kept.begin(), kept.end(), begin), end, ' ');
 }
 
-void WriteNumberAsText(double number, int width, OBS* cells) {
+std::string NumberAsText(double number, int width) {
   std::string text;
   if (std::isfinite(number)) text = ShortestText(number);
   if (text.size() > static_cast<std::size_t>(width)) text.clear();
-  WriteText(text, width, cells);
+  return text;
+}
+
+void WriteNumberAsText(double number, int width, OBS* cells) {
+  WriteText(NumberAsText(number, width), width, cells);
 }
 
 void WriteMissing(int type, OBS* cells) {

@@ -5,6 +5,7 @@
 
 #include <libdatasrc/OBS.h>
 
+#include <string>
 #include <string_view>
 
 namespace sdm_internal {
@@ -12,12 +13,18 @@ namespace sdm_internal {
 // Parses a number; returns kMissingNumber if `text` is not a number.
 double NumberOrMissing(std::string_view text);
 
+// `text` without the blanks at its end, which are padding.
+std::string_view WithoutPadding(std::string_view text);
+
 // Writes the cells of a string of `width` bytes: the text, cut to the width between characters,
 // then blanks up to the end of the last cell.
 void WriteText(std::string_view text, int width, OBS* cells);
 
-// Writes the shortest decimal text of the number, or blanks if the number is infinite or a NaN, or
-// if its text does not fit: a truncated text would be another number.
+// The shortest decimal text of the number. Empty if the number is infinite or a NaN, or if its text
+// is longer than `width` bytes: a truncated text would be another number.
+std::string NumberAsText(double number, int width);
+
+// Writes NumberAsText.
 void WriteNumberAsText(double number, int width, OBS* cells);
 
 // Writes a missing value. `type`: 0 for a number, otherwise the width of a string.

@@ -1,6 +1,5 @@
 #include <libdatasrc/internal/TextColumn.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace sdm_internal {
@@ -19,12 +18,6 @@ void CheckSizes(std::string_view text, std::size_t poolBytes) {
   }
 }
 
-// Reserves at least twice the current capacity, so that repeated growth is linear.
-template <class Container>
-void Grow(Container& container, std::size_t size) {
-  if (size > container.capacity()) container.reserve(std::max(size, 2 * container.capacity()));
-}
-
 }  // namespace
 
 void TextColumn::Reserve(std::size_t rows, std::size_t bytes) {
@@ -33,6 +26,7 @@ void TextColumn::Reserve(std::size_t rows, std::size_t bytes) {
 }
 
 void TextColumn::ReserveMore(std::size_t rows, std::size_t bytes) {
+  CheckSizes({}, pool_.size() + bytes);
   constexpr std::size_t kLeastUnused = 4096;
   if (unused_ > std::max(kLeastUnused, pool_.size() / 2)) *this = Compacted(rows, bytes);
   Grow(words_, words_.size() + rows);
@@ -70,7 +64,7 @@ void TextColumn::Set(std::size_t row, std::string_view text) {
     unused_ += length - text.size();
     return;
   }
-  CheckSizes(text, pool_.size() + text.size());
+  CheckSizes(text, pool_.size());
   ReserveMore(0, text.size());
   words_[row] = AppendToPool(text);
   unused_ += length;

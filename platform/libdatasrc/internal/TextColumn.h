@@ -3,6 +3,7 @@
 #ifndef LIBDATASRC_INTERNAL_TEXTCOLUMN_H_
 #define LIBDATASRC_INTERNAL_TEXTCOLUMN_H_
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -10,6 +11,13 @@
 #include <vector>
 
 namespace sdm_internal {
+
+// Makes room for `size` elements. Reserves at least twice the current capacity, so that repeated
+// growth takes linear time.
+template <class Container>
+void Grow(Container& container, std::size_t size) {
+  if (size > container.capacity()) container.reserve(std::max(size, 2 * container.capacity()));
+}
 
 // A missing value is empty. An operation that throws has changed
 // nothing.
@@ -26,8 +34,8 @@ class TextColumn {
 
   // Allocates memory for this many rows and bytes in all.
   void Reserve(std::size_t rows, std::size_t bytes);
-  // Makes the next texts, with this many rows and bytes in all, fit without allocation. Keeps the
-  // cost of repeated growth linear, and drops unused bytes of the pool.
+  // Makes room for this many more rows and bytes: adding them then throws nothing. Repeated growth
+  // takes linear time. Drops unused bytes of the pool if they are more than half of it.
   void ReserveMore(std::size_t rows, std::size_t bytes);
 
   // Texts given to Add and Set must not be in the pool of this column.

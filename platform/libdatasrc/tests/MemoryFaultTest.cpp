@@ -385,11 +385,105 @@ Operation Iterates(const std::string& name, const ORVX_DataSource& source, std::
   });
 }
 
+std::string TextOfRows(const ORVX_DataSource& source) {
+  std::string text = TextOf(source);
+  for (const std::string& row : Rows(source)) text += row + "\n";
+  return text;
+}
+
 template <class Source>
 std::string TextOfCases(const std::unique_ptr<Source>& source) {
-  std::string text = TextOf(*source);
-  for (const std::string& row : Rows(*source)) text += row + "\n";
-  return text;
+  return TextOfRows(*source);
+}
+
+// --- Editing cases ---
+
+// An own dictionary, and columns that a copy shares: every edit must copy them first.
+struct SharedCases {
+  SharedCases() {
+    source.InsertVariable(0, ORVX_Variable(Serial(0), "number"), {1, 2, 3});
+    source.InsertVariable(1, ORVX_Variable(Serial(1), "text", 200), {kLong, "b", "c"});
+    source.InsertVariable(2, ORVX_Variable(Serial(2), "retyped"), {1.0000000000000002e-100, 2, 3});
+    source.GetVariable(2).SetType(40);
+    copy = MemoryDataSource::CopyOf(source);
+  }
+
+  MemoryDataSource source;
+  std::unique_ptr<MemoryDataSource> copy;
+};
+
+Operation EditOfCases(const std::string& name, const std::function<void(MemoryDataSource&)>& edit) {
+  return Changes(
+      name, [] { return std::make_unique<SharedCases>(); },
+      [=](auto& cases) { edit(cases.source); },
+      [](auto& cases) { return TextOfRows(cases.source) + TextOfRows(*cases.copy); });
+}
+
+TEST(MemoryFault, LeavesCasesUnchanged) {
+  const std::vector<DataValue> values = {4.0, kLong + kLong, kLong.substr(0, 40)};
+  const std::vector<Operation> edits = {
+      EditOfCases("SetValue of a number", [](auto& s) { s.SetValue(1, 0, 7.0); }),
+      EditOfCases("SetValue of a string", [](auto& s) { s.SetValue(1, 1, kLong); }),
+      EditOfCases("SetValue of another type", [](auto& s) { s.SetValue(1, 2, "seven"); }),
+      EditOfCases("SetColumn of numbers",
+                  [](auto& s) {
+                    s.SetColumn(0, {4, 5, 6});
+                  }),
+      EditOfCases("SetColumn of strings",
+                  [](auto& s) {
+                    s.SetColumn(1, {"d", kLong, "e"});
+                  }),
+      EditOfCases("SetCase", [=](auto& s) { s.SetCase(1, values); }),
+      EditOfCases("AppendCase", [=](auto& s) { s.AppendCase(values); }),
+      EditOfCases("InsertCases",
+                  [=](auto& s) {
+                    s.InsertCases(1, std::vector<std::vector<DataValue>>{values, values});
+                  }),
+      EditOfCases("InsertMissingCases", [](auto& s) { s.InsertMissingCases(2, 100); }),
+      EditOfCases("DeleteCases", [](auto& s) { s.DeleteCases(0, 1); }),
+      EditOfCases("Retype to a string", [](auto& s) { s.Retype(0, 30); }),
+      EditOfCases("Retype to a number", [](auto& s) { s.Retype(1, 0); }),
+      EditOfCases("InsertVariable with numbers",
+                  [](auto& s) {
+                    s.InsertVariable(1, kShared, {7, 8, 9});
+                  }),
+      EditOfCases("InsertVariable with strings",
+                  [](auto& s) {
+                    s.InsertVariable(1, ORVX_Variable(Serial(1000), "new", 100), {kLong, "", ""});
+                  }),
+      Changes(
+          "SetColumn of the first cases",
+          [] {
+            auto source = std::make_unique<MemoryDataSource>();
+            source->MakeVariable(kShared, nullptr);
+            return source;
+          },
+          [](auto& source) {
+            source.SetColumn(0, {4, 5, 6});
+          },
+          [](auto& source) { return TextOfRows(source); }),
+  };
+  for (const Operation& edit : edits) ExpectSafeWithoutMemory(edit);
+}
+
+TEST(MemoryFault, WhileCopyingCasesLeaksNothing) {
+  const SharedCases cases;
+  const FilteredDataSource filtered(cases.copy.get());
+  const std::vector<Operation> operations = {
+      Returns(
+          "MemoryDataSource", [] { return std::make_unique<MemoryDataSource>(); },
+          [](const auto& source) { return TextOfRows(*source); }),
+      Returns(
+          "CopyOf", [&] { return MemoryDataSource::CopyOf(cases.source); },
+          [](const auto& source) { return TextOfRows(*source); }),
+      Returns(
+          "CopyOf another class", [&] { return MemoryDataSource::CopyOf(filtered); },
+          [](const auto& source) { return TextOfRows(*source); }),
+      Returns(
+          "GetValue", [&] { return cases.source.GetValue(0, 1); },
+          [](const DataValue& value) { return std::get<std::string>(value); }),
+  };
+  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
 }
 
 // The texts of the numbers are longer than the small-string buffer.
@@ -524,6 +618,8 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   std::vector<OBS> area(2), projected(2);
   const std::unique_ptr<ObsIterator> rows(all.MakeIterator(area.data()));
   double date = 0;
+  SharedCases cases;
+  cases.copy.reset();  // the source has its columns alone
 
   ExpectNoAllocations({
       {"ORVX_Variable", [] { ORVX_Variable().GetName(); }},
@@ -556,6 +652,9 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
       {"GetObsAreaSize", [&] { file->GetObsAreaSize(); }},
       {"RowCount", [&] { all.RowCount(); }},
       {"IsLoaded", [&] { all.IsLoaded(); }},
+      {"SetValue", [&] { cases.source.SetValue(1, 0, 5.0); }},
+      {"DeleteCases", [&] { cases.source.DeleteCases(0, 0); }},
+      {"DropUnusedValues", [&] { cases.source.DropUnusedValues(); }},
       {"SetPasswordMangled", [&] { file->SetPasswordMangled(true); }},
       {"Set again", [&] { attributes.Set("first", std::move(values)); }},
       {"RemoveUnder", [&] { attributes.RemoveUnder("dashboard."); }},

@@ -1,0 +1,160 @@
+// MemoryDataSource: a dictionary with cases in memory, which can be edited.
+//
+//   MemoryDataSource towns;
+//   towns.InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "town", 12), {"Graz", "Ulm"});
+//   towns.InsertVariable(1, ORVX_Variable(ORVX_Variable::NextID(), "people"), {298000, 128000});
+//   towns.AppendCase({"Linz", 211000.0});
+//   towns.SetValue(1, 1, 129000.0);          // case 1, variable 1: people of Ulm
+//   towns.DeleteCases(0, 0);
+//   const DataValue town = towns.GetValue(0, 0);  // "Ulm"
+
+#ifndef LIBDATASRC_MEMORYDATASOURCE_H_
+#define LIBDATASRC_MEMORYDATASOURCE_H_
+
+#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/Export.h>
+
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace sdm_internal {
+class CaseTable;
+}
+
+// The values of one variable: all numbers, or all strings. Braces construct both:
+// {1.5, 2} and {"a", "b"}.
+class ColumnValues {
+ public:
+  ColumnValues(std::vector<double> numbers) : values_(std::move(numbers)) {}
+  ColumnValues(std::vector<std::string> strings) : values_(std::move(strings)) {}
+  ColumnValues(std::initializer_list<double> numbers) : values_(std::vector<double>(numbers)) {}
+  ColumnValues(std::initializer_list<std::string_view> strings)
+      : values_(std::vector<std::string>(strings.begin(), strings.end())) {}
+  ColumnValues(ColumnValues&&) = default;
+  ColumnValues& operator=(ColumnValues&&) = default;
+
+  // Null if the values are strings.
+  std::vector<double>* Numbers() { return std::get_if<std::vector<double>>(&values_); }
+  // Null if the values are numbers.
+  const std::vector<std::string>* Strings() const {
+    return std::get_if<std::vector<std::string>>(&values_);
+  }
+
+ private:
+  std::variant<std::vector<double>, std::vector<std::string>> values_;
+};
+
+// Cases and variables are counted from 0. Values are stored by the identifier of the variable, so
+// the operations of ORVX_DataSource edit the dictionary without changing values: a variable keeps
+// its values when it is renamed, or deleted and inserted elsewhere. A variable without values reads
+// as missing. After SetType, values are converted while they are read, as ObsProjector.h defines;
+// the stored values stay, and reappear with the former type. Variables that share an identifier
+// share their values.
+//
+// A value is a number for a numeric variable, otherwise a string. A missing number is
+// kMissingNumber (reading takes any NaN as missing), a missing string is empty. Trailing blanks of
+// a string are padding and are not stored. Strings are UTF-8; the bytes are not checked.
+//
+// All operations that take values throw std::invalid_argument for a value of the wrong kind or for
+// the wrong number of values, and std::length_error, with the variable and its width, for a string
+// that is longer than the variable is wide; nothing is cut. A position outside the cases or the
+// dictionary throws std::out_of_range. An operation that throws, std::bad_alloc included, has
+// changed nothing. Storing a value whose kind differs from the stored column, after SetType, first
+// converts the column as Retype does.
+//
+// Editing does not set the dirty flag, like the operations of ORVX_DataSource.
+//
+// Memory and time: a number takes 8 bytes, a string 8 bytes and its text. Iterators and copies
+// share the columns. The first change of a shared column copies that column; other columns stay
+// shared. Setting a value and appending a case take constant time for each value, inserting and
+// deleting cases time for all cases after them.
+//
+// In a dataset of the registry, cases are edited under a writer (SvrDMWriteableDataSource):
+//   - Call SetDirty(true) on the source.
+//   - Call IncrementCaseSequence() on the writer, once, before it is released: messages about the
+//     change carry the new number.
+//   - If the number of cases or a type has changed, the notification pass queues a
+//     ResetClientDataMsg, and clients read the cases again. It does not compare values. If only
+//     values have changed, the writer queues that message itself:
+//       writer.AddNotification(new DEMessages::ResetClientDataMsg(
+//           0, writer.GetDataSetID(), writer.GetCaseSequence(), writer->RowCount()));
+//
+// Threads: as for ORVX_DataSource: one writer or several readers. Iterators and copies may be used
+// on other threads while this source is changed.
+class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
+ public:
+  // No variables and no cases.
+  MemoryDataSource();
+  ~MemoryDataSource() override;
+
+  // A copy of the dictionary and the cases of `source`. Shares the columns of another
+  // MemoryDataSource, which costs no more than copying the dictionary; reads the cases of any other
+  // source. The copy has the same identifiers, no parent, and is not dirty. Throws what an iterator
+  // of `source` throws.
+  static std::unique_ptr<MemoryDataSource> CopyOf(const ORVX_DataSource& source);
+
+  // The iterator reads the values of the time of the call, also after the source is edited or
+  // destroyed.
+  ObsIterator* MakeIterator(OBS* area) const override;
+  long long RowCount() const override;  // always known
+
+  // --- variables with values ---
+
+  using ORVX_DataSource::InsertVariable;
+
+  // Inserts the variable as ORVX_DataSource does, with one value for each case. If there are no
+  // cases, the values determine their number, and the values of other variables are missing. Throws
+  // std::invalid_argument if the dictionary has the identifier already.
+  void InsertVariable(long position, const ORVX_Variable& variable, ColumnValues values);
+
+  // Sets the type of the variable and converts its stored values for good. They read the same as
+  // after SetType.
+  void Retype(int position, int type);
+
+  // Frees the values of variables that are not in the dictionary.
+  void DropUnusedValues();
+
+  // --- values ---
+
+  // The value as an iterator reads it, without trailing blanks.
+  DataValue GetValue(long long row, int position) const;
+
+  void SetValue(long long row, int position, const DataValue& value);
+
+  // One value for each case; if there are no cases, as for InsertVariable.
+  void SetColumn(int position, ColumnValues values);
+
+  // One value for each variable, here and for the next operations, which throw std::logic_error if
+  // variables share an identifier.
+  void SetCase(long long row, std::span<const DataValue> values);
+
+  // --- cases ---
+
+  void AppendCase(std::span<const DataValue> values);
+  void AppendCase(std::initializer_list<DataValue> values);
+
+  // Inserts cases before the case `row`; RowCount() appends.
+  void InsertCases(long long row, std::span<const std::vector<DataValue>> cases);
+  // Inserts `count` cases in which every value is missing. Throws std::length_error for a negative
+  // or impossible count.
+  void InsertMissingCases(long long row, long long count);
+
+  // Deletes the cases from `first` to `last`, inclusive. An empty range (last == first - 1) changes
+  // nothing. Any other range outside the cases throws std::out_of_range.
+  void DeleteCases(long long first, long long last);
+
+ protected:
+  SDM_HIDDEN explicit MemoryDataSource(sdm_internal::CaseTable cases);
+
+ private:
+  std::unique_ptr<sdm_internal::CaseTable> cases_;  // never null
+};
+
+#endif  // LIBDATASRC_MEMORYDATASOURCE_H_
