@@ -76,7 +76,7 @@ class ShellTest : public testing::Test {
   // Runs commands after opening abc.tsv as survey and acquiring its write lock for `main`. Returns
   // the output of the commands only.
   std::string Writing(const std::string& commands) {
-    const std::string taken = "main takes the write lock on survey\n";
+    const std::string taken = "main acquires the write lock on survey\n";
     const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);
     EXPECT_THAT(text, testing::StartsWith("survey is open: "));
     const std::string rest = text.substr(std::min(text.find('\n') + 1, text.size()));

@@ -197,7 +197,7 @@ TEST_F(Bootstrapping, SettingVariablesNeedsADataSource) {
                      "bootstrap nix display\nbootstrap nix set strata none\n"
                      "bootstrap nix set level 90\n"),
             "nix is open, without a data source\n"
-            "main takes the write lock on nix\n"
+            "main acquires the write lock on nix\n"
             "error: there are no variables without a data source; `source` gives one\n"
             "nix has no bootstrap specification\n"
             "main releases the write lock on nix\n");
@@ -416,7 +416,7 @@ TEST_F(BootstrapFiles, CanBeWrittenUnderAReadLock) {
               StartsWith("error: r would have to wait for the read lock on survey"));
   EXPECT_EQ(AtPrompt(Open("survey") + From("specs")),
             IsOpen("survey") +
-                "error: main does not hold the write lock on survey; `write survey` takes it\n");
+                "error: main does not hold the write lock on survey; `write survey` acquires it\n");
 }
 
 TEST_F(BootstrapFiles, AreNotWrittenWithoutASpecification) {

@@ -56,7 +56,7 @@ TEST_F(Cloning, EachCloneHasItsOwnDictionary) {
                 "      c    x  b\n"
                 "   1  3  NaN  2\n"
                 "   2  6  NaN  5\n"
-                "main takes the write lock on copy\n"
+                "main acquires the write lock on copy\n"
                 "      z  b  c\n"
                 "   1  1  2  3\n"
                 "   2  4  5  6\n"
@@ -169,7 +169,7 @@ TEST_F(Cloning, DatasetKeepsItsFileNameButNotItsFileSource) {
 TEST_F(Cloning, IsRefusedWithoutADataSource) {
   EXPECT_EQ(AtPrompt("add-empty nix\nwrite nix\nclone nix as copy\nlist\n"),
             "nix is open, without a data source\n"
-            "main takes the write lock on nix\n"
+            "main acquires the write lock on nix\n"
             "error: nix has no data source; `source` gives it one\n"
             "nix (0:0), file none, held by main (writing)\n"
             "main releases the write lock on nix\n");
@@ -178,8 +178,8 @@ TEST_F(Cloning, IsRefusedWithoutADataSource) {
 TEST_F(Cloning, RefusesATakenNameAndReplacesNoSource) {
   EXPECT_EQ(AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n" +
                      "clone survey as Survey\nclone survey as \"\"\nrelease\n"),
-            IsOpen("survey") + "main takes the write lock on survey\n" + kReleased +
-                "v observes survey\nmain takes the write lock on survey\n"
+            IsOpen("survey") + "main acquires the write lock on survey\n" + kReleased +
+                "v observes survey\nmain acquires the write lock on survey\n"
                 "error: there is a dataset called \"survey\" already\n"
                 "error: a dataset cannot have an empty name\n" +
                 kReleased);

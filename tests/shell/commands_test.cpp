@@ -331,7 +331,7 @@ TEST_F(Commands, UnknownIdentifierIsExplained) {
 
 TEST_F(Commands, EditingNeedsTheWriteLock) {
   const std::string refusal =
-      "error: main does not hold the write lock on survey; `write survey` takes it\n";
+      "error: main does not hold the write lock on survey; `write survey` acquires it\n";
   for (const char* command : {"insert survey x",         "delete survey a",
                               "move survey a to 1",      "reorder survey c",
                               "rename survey a x",       "label survey a x",
@@ -349,7 +349,7 @@ TEST_F(Commands, EditingNeedsTheWriteLock) {
                               "clone survey as copy",    "source survey filtered by a"}) {
     EXPECT_EQ(AtPrompt(Open("survey") + command + "\n"), IsOpen("survey") + refusal);
     EXPECT_EQ(AtPrompt(Open("survey") + "read survey\n" + command + "\n"),
-              IsOpen("survey") + "main takes the read lock on survey\n" + refusal +
+              IsOpen("survey") + "main acquires the read lock on survey\n" + refusal +
                   "main releases the read lock on survey\n");
   }
 }
@@ -415,7 +415,7 @@ TEST_F(Commands, PasswordMangledComesFromTheDataFile) {
 TEST_F(Commands, ListPrintsEachDataset) {
   EXPECT_EQ(AtPrompt("list\n" + Open("survey") + "add-empty nix\nread nix\nlist\nrelease\n"),
             "no dataset is open\n" + IsOpen("survey") +
-                "nix is open, without a data source\nmain takes the read lock on nix\n"
+                "nix is open, without a data source\nmain acquires the read lock on nix\n"
                 "survey (0:0), file " +
                 Path("abc.tsv") + ", free\n" +
                 "nix (0:1), file none, held by main (reading)\n"
@@ -432,7 +432,7 @@ TEST_F(Commands, ClosedDatasetExistsWhileItsLockIsHeld) {
                                 "@recode insert survey x\n@recode release survey\n"),
       IsOpen("survey") +
           "main observes survey\n"
-          "recode takes the write lock on survey\n"
+          "recode acquires the write lock on survey\n"
           "survey is closed; it lives on while held by recode (writing)\n"
           "error: no dataset is called \"survey\"\n"
           "recode releases the write lock on survey\n"
@@ -449,7 +449,7 @@ TEST_F(Commands, ClosedDatasetExistsWhileItsLockIsHeld) {
 TEST_F(Commands, ClosedDatasetDoesNotHideANewOneWithTheSameName) {
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nadd-empty S\nclose s\nlist\n"),
             IsOpen("s") +
-                "main takes the write lock on s\n"
+                "main acquires the write lock on s\n"
                 "s is closed; it lives on while held by main (writing)\n"
                 "S is open, without a data source\n"
                 "S is closed\n"
@@ -461,7 +461,7 @@ TEST_F(Commands, ClosedDatasetIsFoundByItsHoldersByNameIgnoringCaseAndByIdentifi
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nvariables S\nadd-empty s\n" +
                      "release s\nvariables 0:0\nrelease 00:0\nvariables 0:0\n"),
             IsOpen("s") +
-                "main takes the write lock on s\n"
+                "main acquires the write lock on s\n"
                 "s is closed; it lives on while held by main (writing)\n"
                 "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
                 "s is open, without a data source\n"
@@ -481,7 +481,7 @@ TEST_F(Commands, NameOfTwoClosedDatasetsFindsTheOneLockedLast) {
 TEST_F(Commands, ClosedDatasetCannotBeClosedAgain) {
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nclose s\nclose 0:0\n"),
             IsOpen("s") +
-                "main takes the write lock on s\n"
+                "main acquires the write lock on s\n"
                 "s is closed; it lives on while held by main (writing)\n"
                 "error: s (0:0) is closed already; it lives on while held by main (writing)\n"
                 "error: s (0:0) is closed already; it lives on while held by main (writing)\n"
@@ -493,7 +493,7 @@ TEST_F(Commands, VariablesReleasesItsReadLock) {
                      "@w variables survey\n@w release\n"),
             IsOpen("survey") +
                 "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
-                "w takes the write lock on survey\n"
+                "w acquires the write lock on survey\n"
                 "error: main would have to wait for the read lock on survey, held by w (writing)\n"
                 "   1  a  numeric  unknown\n   2  b  numeric  unknown\n   3  c  numeric  unknown\n"
                 "w releases the write lock on survey\n");
@@ -598,7 +598,7 @@ TEST_F(Commands, ObserversAreNotifiedInTheOrderOfRegistration) {
                     "write survey\nlabel survey b B\nrelease\n"),
             "main releases the write lock on survey\n"
             "v observes survey\nu observes survey\n"
-            "main takes the write lock on survey\nmain releases the write lock on survey\n"
+            "main acquires the write lock on survey\nmain releases the write lock on survey\n"
             "  v: modified variable \"b\": label none -> \"B\"\n"
             "  v: unsaved changes: yes\n"
             "  u: modified variable \"b\": label none -> \"B\"\n"
@@ -611,7 +611,7 @@ TEST_F(Commands, OriginatorIsNotNotified) {
               EndsWith("main releases the write lock on survey\n"
                        "  v: deleted variable \"a\"\n"
                        "  main: not notified of its own changes\n"
-                       "main takes the write lock on survey\n"
+                       "main acquires the write lock on survey\n"
                        "main releases the write lock on survey\n"));
 }
 
@@ -629,12 +629,12 @@ TEST_F(Commands, TellNotifiesUnderTheLockAndEachChangeOnlyOnce) {
   EXPECT_EQ(Writing("release\n@v observe survey\nwrite survey\nrename survey a x\ntell survey\n"
                     "rename survey x y\nrelease\n@v tell survey\n"),
             "main releases the write lock on survey\nv observes survey\n"
-            "main takes the write lock on survey\n"
+            "main acquires the write lock on survey\n"
             "  v: modified variable \"a\": name \"a\" -> \"x\"\n"
             "  v: unsaved changes: yes\n"
             "main releases the write lock on survey\n"
             "  v: modified variable \"x\": name \"x\" -> \"y\"\n"
-            "error: v does not hold the write lock on survey; `@v write survey` takes it\n");
+            "error: v does not hold the write lock on survey; `@v write survey` acquires it\n");
 }
 
 TEST_F(Commands, EachKindOfChangeIsPrintedInWords) {

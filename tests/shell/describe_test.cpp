@@ -95,7 +95,7 @@ class Describing : public ShellTest {
   std::string Printed(const std::string& content, const std::string& commands) {
     const std::string text =
         AtPrompt("open " + WriteFile("d.tsv", content) + " as d\nwrite d\n" + commands);
-    const std::string lock = "main takes the write lock on d\n";
+    const std::string lock = "main acquires the write lock on d\n";
     const std::size_t start = text.find(lock);
     if (start == std::string::npos) return text;
     const std::string rest = text.substr(start + lock.size());

@@ -19,7 +19,7 @@ class Errors : public ShellTest {
   // client.
   std::string AtClient(const std::string& commands) {
     const std::string before = IsOpen("survey") +
-                               "window takes the write lock on survey\n"
+                               "window acquires the write lock on survey\n"
                                "window is the client of survey\n";
     const std::string text =
         AtPrompt(Open("survey") + "@window write survey\n@window client survey\n" + commands);
@@ -41,7 +41,7 @@ TEST_F(Errors, ShowPrintsTheClient) {
 
 TEST_F(Errors, CanBeReportedByAnyWriter) {
   EXPECT_THAT(AtClient("@window release\n@recode write survey\n@recode report survey error Full\n"),
-              HasSubstr("recode takes the write lock on survey\n"
+              HasSubstr("recode acquires the write lock on survey\n"
                         "  window: error on survey: \"Full\"\n"));
 }
 

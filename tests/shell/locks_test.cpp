@@ -23,15 +23,15 @@ TEST_F(Locks, WriterWaitsUntilTheLastReaderReleases) {
   EXPECT_EQ(AtPrompt(Open("survey") + "@r1 read survey\n@r2 read survey\n@w write survey\nlist\n"
                                       "@r1 release\n@r2 release\n@w release survey\n"),
             IsOpen("survey") +
-                "r1 takes the read lock on survey\n"
-                "r2 takes the read lock on survey\n"
+                "r1 acquires the read lock on survey\n"
+                "r2 acquires the read lock on survey\n"
                 "w waits for the write lock on survey, held by r1 (reading), r2 (reading)\n"
                 "survey (0:0), file " +
                 Path("abc.tsv") +
                 ", held by r1 (reading), r2 (reading); waiting: w (to write)\n"
                 "r1 releases the read lock on survey\n"
                 "r2 releases the read lock on survey\n"
-                "w gets the write lock on survey\n"
+                "w acquires the write lock on survey\n"
                 "w releases the write lock on survey\n");
   EXPECT_TRUE(WentWell());
 }
@@ -43,10 +43,10 @@ TEST_F(Locks, ReaderBehindAWaitingWriterGetsTheLockBesideTheOtherReaders) {
                                         "@r1 release\n@r2 release\n@w release\n"),
               EndsWith("r2 waits for the read lock on survey, held by r1 (reading), "
                        "behind w (to write)\n"
-                       "r2 gets the read lock on survey\n"
+                       "r2 acquires the read lock on survey\n"
                        "r1 releases the read lock on survey\n"
                        "r2 releases the read lock on survey\n"
-                       "w gets the write lock on survey\n"
+                       "w acquires the write lock on survey\n"
                        "w releases the write lock on survey\n"));
 }
 
@@ -55,7 +55,7 @@ TEST_F(Locks, ReaderMayAcquireAgainWhileAWriterWaits) {
                                         "@r release survey\n@r release survey\n@w release\n"),
               EndsWith("r releases the read lock on survey\n"
                        "r releases the read lock on survey\n"
-                       "w gets the write lock on survey\n"
+                       "w acquires the write lock on survey\n"
                        "w releases the write lock on survey\n"));
   EXPECT_TRUE(WentWell());
 }
@@ -76,7 +76,7 @@ TEST_F(Locks, WaitingCallerCannotUseLocksAndTheErrorNamesTheCommandsThatHelp) {
                                 "@w tell nix\n@r release\n@w variables survey\n@w release\n"),
       HasSubstr(refused + refused + refused + refused +
                 "r releases the read lock on survey\n"
-                "w gets the write lock on survey\n   1  a"));
+                "w acquires the write lock on survey\n   1  a"));
 }
 
 TEST_F(Locks, CommandsThatNeedNoLockWorkWhileTheCallerWaits) {
@@ -96,7 +96,7 @@ TEST_F(Locks, AreShownForOneDatasetOrForAllThatAreLocked) {
   EXPECT_THAT(AtPrompt(Open("survey") + "add-empty nix\nlocks\nlocks nix\n@r read survey\nlocks\n"),
               EndsWith("no lock is held\n"
                        "nix (0:1): free\n"
-                       "r takes the read lock on survey\n"
+                       "r acquires the read lock on survey\n"
                        "survey (0:0): held by r (reading)\n"
                        "r releases the read lock on survey\n"));
 }
@@ -116,7 +116,7 @@ TEST_F(Locks, CallerThatWaitsForItselfIsADeadlockThatItsReleaseEnds) {
                        "deadlock: main waits for the write lock on survey, held by main (reading); "
                        "`release` ends it\n"
                        "main releases the read lock on survey\n"
-                       "main gets the write lock on survey\n"
+                       "main acquires the write lock on survey\n"
                        "main releases the write lock on survey\n"));
   EXPECT_TRUE(WentWell());
 }
@@ -131,10 +131,10 @@ TEST_F(Locks, CallersThatWaitForEachOtherAreADeadlockThatOneReleaseEnds) {
                        "x waits for the read lock on nix, held by y (writing); "
                        "`@y release` ends it\n"
                        "y releases the write lock on nix\n"
-                       "x gets the read lock on nix\n"
+                       "x acquires the read lock on nix\n"
                        "x releases the read lock on nix\n"
                        "x releases the write lock on survey\n"
-                       "y gets the read lock on survey\n"
+                       "y acquires the read lock on survey\n"
                        "y releases the read lock on survey\n"));
   EXPECT_TRUE(WentWell());
 }
@@ -158,9 +158,9 @@ TEST_F(Locks, SuggestedCommandsCanBeTypedAsTheyAre) {
               HasSubstr("; it goes on after `@w release \"my data\"`; "));
   EXPECT_THAT(AtPrompt(Open("\"my data\"") + "@q title \"my data\" x\n"),
               HasSubstr("error: q does not hold the write lock on my data; "
-                        "`@q write \"my data\"` takes it\n"));
+                        "`@q write \"my data\"` acquires it\n"));
   EXPECT_THAT(AtPrompt(Open("\"a \"\"b\"\"\"") + "title \"a \"\"b\"\"\" x\n"),
-              HasSubstr("; `write \"a \"\"b\"\"\"` takes it\n"));
+              HasSubstr("; `write \"a \"\"b\"\"\"` acquires it\n"));
 }
 
 TEST_F(Locks, DeadlockInJsonNamesEachCallerAndTheHolderThatBlocksIt) {
@@ -172,8 +172,8 @@ TEST_F(Locks, DeadlockInJsonNamesEachCallerAndTheHolderThatBlocksIt) {
 TEST_F(Locks, SuccessfulTryAcquiresTheWriteLock) {
   EXPECT_THAT(
       AtPrompt(Open("survey") + "try-write survey\ndelete survey a\nrelease\n@r read survey\n"),
-      AllOf(HasSubstr("main takes the write lock on survey\n"),
-            HasSubstr("r takes the read lock on survey\n")));
+      AllOf(HasSubstr("main acquires the write lock on survey\n"),
+            HasSubstr("r acquires the read lock on survey\n")));
   EXPECT_TRUE(WentWell());
 }
 
@@ -181,12 +181,13 @@ TEST_F(Locks, AfterAFailedTryNoLockOnTheDatasetIsEverReleased) {
   const std::string text = AtPrompt(Open("survey") +
                                     "@r read survey\ntry-write survey\n@r release\nshow survey\n"
                                     "@r read survey\n@w write survey\n");
-  EXPECT_THAT(text, HasSubstr("main does not get the write lock on survey, held by r (reading); "
-                              "from here on no lock on survey is ever released\n"));
+  EXPECT_THAT(text,
+              HasSubstr("main does not acquire the write lock on survey, held by r (reading); "
+                        "from here on no lock on survey is ever released\n"));
   EXPECT_THAT(text, HasSubstr("lock           held by nobody who could release it (reading)\n"));
   EXPECT_THAT(text, HasSubstr("readers        4294967295\n"));
   EXPECT_THAT(text, HasSubstr("writers        1\n"));
-  EXPECT_THAT(text, HasSubstr("r takes the read lock on survey\nerror: w would wait forever"));
+  EXPECT_THAT(text, HasSubstr("r acquires the read lock on survey\nerror: w would wait forever"));
 }
 
 TEST_F(Locks, TryThatWouldLeaveACallerWaitingForeverIsRefused) {
@@ -195,23 +196,23 @@ TEST_F(Locks, TryThatWouldLeaveACallerWaitingForeverIsRefused) {
                                 "@r release\n@w release\n"),
       EndsWith("error: try-write would fail, and w (to write) would wait forever for survey\n"
                "r releases the read lock on survey\n"
-               "w gets the write lock on survey\n"
+               "w acquires the write lock on survey\n"
                "w releases the write lock on survey\n"));
 }
 
 TEST_F(Locks, AllLocksAreReleasedAndWaitingCallersReportedAtTheEnd) {
   EXPECT_EQ(InScript(Open("survey") + "@r write survey\n@w write survey\n@v read survey\n"),
             "> " + Open("survey") + IsOpen("survey") +
-                "> @r write survey\nr takes the write lock on survey\n"
+                "> @r write survey\nr acquires the write lock on survey\n"
                 "> @w write survey\nw waits for the write lock on survey, held by r (writing)\n"
                 "> @v read survey\nv waits for the read lock on survey, held by r (writing), "
                 "behind w (to write)\n"
                 "test.sdm: v still waits for the read lock on survey\n"
                 "test.sdm: w still waits for the write lock on survey\n"
                 "r releases the write lock on survey\n"
-                "v gets the read lock on survey\n"
+                "v acquires the read lock on survey\n"
                 "v releases the read lock on survey\n"
-                "w gets the write lock on survey\n"
+                "w acquires the write lock on survey\n"
                 "w releases the write lock on survey\n");
   EXPECT_FALSE(WentWell());
 }
@@ -293,8 +294,8 @@ TEST_F(Locks, RandomCommandsLeaveNoCallerWaitingForAFreeLock) {
     }
     const std::string text = AtPrompt(commands);
     EXPECT_THAT(text, Not(HasSubstr(" should "))) << "seed " << seed;
-    EXPECT_THAT(text, HasSubstr(" gets the write lock on ")) << "seed " << seed;
-    EXPECT_THAT(text, HasSubstr(" gets the read lock on ")) << "seed " << seed;
+    EXPECT_THAT(text, HasSubstr(" acquires the write lock on ")) << "seed " << seed;
+    EXPECT_THAT(text, HasSubstr(" acquires the read lock on ")) << "seed " << seed;
     EXPECT_EQ(Registry().GetAllDatasets().size(), 0u);
   }
 }

@@ -184,8 +184,7 @@ TEST_F(Program, PrintsTheSurveyExampleInJson) {
   const std::vector<json> lines = Lines(played.out);
 
   EXPECT_EQ(Where(lines, {{"event", "opened"}, {"variables", 10}, {"cases", 944}}).size(), 1u);
-  EXPECT_EQ(Where(lines, {{"event", "lock"}, {"what", "taken"}}).size() +
-                Where(lines, {{"event", "lock"}, {"what", "letIn"}}).size(),
+  EXPECT_EQ(Where(lines, {{"event", "lock"}, {"what", "acquired"}}).size(),
             Where(lines, {{"event", "lock"}, {"what", "released"}}).size());
   const auto waits = Where(lines, {{"event", "lock"}, {"what", "waits"}, {"caller", "recode"}});
   ASSERT_EQ(waits.size(), 1u);

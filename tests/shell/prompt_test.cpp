@@ -165,7 +165,7 @@ TEST_F(Prompt, CompletesCommandsFilesDatasetsAndVariables) {
   EXPECT_THAT(session.Enter("as survey"), HasSubstr("survey is open: 3 variables"));
   session.Type("wri\tsu\t");
   session.ReadTo("write survey ");
-  EXPECT_THAT(session.Enter(""), HasSubstr("main takes the write lock on survey"));
+  EXPECT_THAT(session.Enter(""), HasSubstr("main acquires the write lock on survey"));
   session.Enter("insert survey \"two words\"");
   session.Type("delete survey t\t");
   session.ReadTo("\"two words\" ");
@@ -299,7 +299,7 @@ TEST_F(Prompt, AcceptsCommandsOfAWaitingCallerAndNamesTheCommandsThatHelp) {
   EXPECT_THAT(session.Enter("locks"), HasSubstr("waiting: main (to read)"));
   EXPECT_THAT(session.Enter("variables nix"),
               AllOf(HasSubstr("it goes on after `@w release nix`"), HasSubstr("`@NAME COMMAND`")));
-  EXPECT_THAT(session.Enter("@w release nix"), HasSubstr("main gets the read lock on nix"));
+  EXPECT_THAT(session.Enter("@w release nix"), HasSubstr("main acquires the read lock on nix"));
   session.Enter("@w write nix");
   session.Type("quit\n");
   session.ReadTo("error: w still waits for the write lock on nix\n");

@@ -48,7 +48,7 @@ TEST_F(RegistryAtTheShell, ObserversAreNotNotifiedOfAQuietDataset) {
                 " (quiet)\n"
                 "survey is closed\n"
                 "nix is open, without a data source (quiet)\n"
-                "main takes the write lock on nix\n"
+                "main acquires the write lock on nix\n"
                 "main releases the write lock on nix\n"
                 "nix is closed\n");
 }
@@ -59,7 +59,7 @@ TEST_F(RegistryAtTheShell, CreationNoticeOfAnEmptyDatasetComesWithItsFirstSource
             "main watches the registry\n"
             "nix is open, without a data source\n"
             "v observes nix\n"
-            "main takes the write lock on nix\n"
+            "main acquires the write lock on nix\n"
             "  main: dataset 0:0 (nix) created, file none\n"
             "  v: inserted variable \"x\" (numeric) at the end\n"
             "  v: case data reset: 0 rows\n"

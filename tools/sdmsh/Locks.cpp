@@ -182,7 +182,7 @@ void CallerLocks::Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mo
   ComesTrue([&] { return caller.HasFinished() || IsShownWaiting(*asked); });
   if (caller.HasFinished()) {
     Finish(asked);
-    return Say("taken", "takes", *asked);
+    return Say("acquired", "acquires", *asked);
   }
   Say("waits", "waits for", *asked, &before);
   SayDeadlocks();
@@ -201,10 +201,10 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
     Finish(Start(caller, dataset, LockMode::Write, /*tryOnly=*/true));
   } catch (int) {  // the handle throws an int if the lock is not free
     if (before.holders.empty()) throw;
-    return Say("tryFailed", "does not get", wanted, &before,
+    return Say("tryFailed", "does not acquire", wanted, &before,
                "; from here on no lock on " + dataset->Name() + " is ever released");
   }
-  Say("taken", "takes", wanted);
+  Say("acquired", "acquires", wanted);
 }
 
 // Starts a job that acquires the lock on the caller's thread.
@@ -309,7 +309,7 @@ void CallerLocks::FinishAcquiring() {
     if (!hold->isAcquired && hold->caller.HasFinished()) {
       try {
         Finish(hold);
-        Say("letIn", "gets", *hold);
+        Say("acquired", "acquires", *hold);
       } catch (const std::bad_alloc&) {
         // It failed before the thread waited, and the command that asked has failed too.
       }
@@ -485,7 +485,7 @@ void CallerLocks::Write(Caller& caller, const OpenDataset& dataset,
   });
   if (last == nullptr) {
     throw CommandError(caller.Name() + " does not hold the write lock on " + dataset.Name() + "; " +
-                       CommandText(caller.Name(), {"write", dataset.Name()}) + " takes it");
+                       CommandText(caller.Name(), {"write", dataset.Name()}) + " acquires it");
   }
   RefuseWaiting(caller);
   caller.Do([&] { work(last->Writer()); });
