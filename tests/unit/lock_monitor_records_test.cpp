@@ -48,7 +48,9 @@ class LockRecords : public testing::Test {
   }
 
   ServerDataManager registry_;
-  const char locks_[2] = {};
+  // As far apart as datasets, so that the monitor counts their users separately.
+  struct alignas(64) Address {};
+  const Address locks_[2];
   const LockRequest first_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 0), &locks_[0],
                            &registry_};
   const LockRequest second_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 1), &locks_[1],
@@ -56,15 +58,22 @@ class LockRecords : public testing::Test {
   std::atomic<int> incidents_ = 0;
 };
 
+// Delays a thread for a few nanoseconds per step.
+void Spin(int steps) {
+  for (std::atomic<int> left = steps; left > 0;) --left;
+}
+
 // One thread holds the first lock and begins to wait for the second. At the same time, the other
-// thread acquires the second lock and begins to wait for the first.
+// thread acquires the second lock and begins to wait for the first. In each round, one of them
+// starts a little earlier or later than in the round before.
 TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
-  constexpr int kRounds = 5000;
+  constexpr int kRounds = 2000;
   MeetingPoint meeting(2);
   std::atomic<int> wrong = 0;
   std::thread other([&] {
     for (int round = 0; round < kRounds; ++round) {
       meeting.Meet();
+      Spin(round % 199);
       ScopeRecord second(second_);
       second.Acquired();
       const ScopeRecord first(first_);
@@ -76,6 +85,7 @@ TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
     ScopeRecord first(first_);
     first.Acquired();
     meeting.Meet();
+    Spin(round % 200);
     const ScopeRecord second(second_);
     meeting.Meet();
     if (incidents_.exchange(0) != 1) ++wrong;
