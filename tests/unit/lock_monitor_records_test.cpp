@@ -50,7 +50,7 @@ class LockRecords : public testing::Test {
   ServerDataManager registry_;
   // As far apart as datasets, so that the monitor counts their users separately.
   struct alignas(64) Address {};
-  const Address locks_[2];
+  const Address locks_[2] = {};
   const LockRequest first_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 0), &locks_[0],
                            &registry_};
   const LockRequest second_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 1), &locks_[1],
