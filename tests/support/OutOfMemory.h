@@ -7,7 +7,8 @@
 //       Returns("Names", [] { return Names(*kSource); }),
 //   });
 //
-// Link test_allocator; and test_message_allocator, so that allocations of messages fail too.
+// Link test_allocator; and test_message_allocator, so that allocations of messages fail too; and
+// test_array_allocator, because operator new[] of the address sanitizer does not call operator new.
 
 #ifndef TESTS_SUPPORT_OUTOFMEMORY_H_
 #define TESTS_SUPPORT_OUTOFMEMORY_H_
