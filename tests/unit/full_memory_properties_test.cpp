@@ -18,7 +18,6 @@
 
 #include <functional>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
