@@ -421,7 +421,7 @@ Operation EditOfCases(const std::string& name, const std::function<void(MemoryDa
 
 TEST(MemoryFault, LeavesCasesUnchanged) {
   const std::vector<DataValue> values = {4.0, kLong + kLong, kLong.substr(0, 40)};
-  const std::vector<Operation> edits = {
+  ExpectSafeWithoutMemory({
       EditOfCases("SetValue of a number", [](auto& s) { s.SetValue(1, 0, 7.0); }),
       EditOfCases("SetValue of a string", [](auto& s) { s.SetValue(1, 1, kLong); }),
       EditOfCases("SetValue of another type", [](auto& s) { s.SetValue(1, 2, "seven"); }),
@@ -462,14 +462,13 @@ TEST(MemoryFault, LeavesCasesUnchanged) {
             source.SetColumn(0, {4, 5, 6});
           },
           [](auto& source) { return TextOfRows(source); }),
-  };
-  for (const Operation& edit : edits) ExpectSafeWithoutMemory(edit);
+  });
 }
 
 TEST(MemoryFault, WhileCopyingCasesLeaksNothing) {
   const SharedCases cases;
   const FilteredDataSource filtered(cases.copy.get());
-  const std::vector<Operation> operations = {
+  ExpectSafeWithoutMemory({
       Returns(
           "MemoryDataSource", [] { return std::make_unique<MemoryDataSource>(); },
           [](const auto& source) { return TextOfRows(*source); }),
@@ -482,8 +481,7 @@ TEST(MemoryFault, WhileCopyingCasesLeaksNothing) {
       Returns(
           "GetValue", [&] { return cases.source.GetValue(0, 1); },
           [](const DataValue& value) { return std::get<std::string>(value); }),
-  };
-  for (const Operation& operation : operations) ExpectSafeWithoutMemory(operation);
+  });
 }
 
 // The texts of the numbers are longer than the small-string buffer.
