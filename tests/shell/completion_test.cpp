@@ -59,8 +59,9 @@ TEST_F(Completion, OffersDatasetsIfACommandTakesOne) {
 
 TEST_F(Completion, OffersVariablesAndKeywordsOfTheGrammar) {
   const std::string open = Open("survey");
-  EXPECT_THAT(After(open, "delete survey "), ElementsAre("a", "b", "c"));
-  EXPECT_THAT(After(open, "delete survey a "), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(After(open, "describe survey "), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(After(open, "describe survey a "), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(After(open, "delete survey "), ElementsAre("a", "b", "c", "cases", "to"));
   EXPECT_THAT(After(open, "weight survey by "), ElementsAre("a", "b", "c"));
   EXPECT_THAT(After(open, "move survey a "), IsSupersetOf({"before", "to"}));
   EXPECT_THAT(After(open, "move survey a before "), ElementsAre("a", "b", "c"));

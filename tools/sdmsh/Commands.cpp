@@ -65,7 +65,8 @@ const std::vector<Command>& CommandTable() {
       {"insert", "DATASET NAME [numeric|string:WIDTH] [before VARIABLE] [label TEXT]",
        "inserts a variable", InsertVariable,
        "Without options, the variable is numeric and goes to the end."},
-      {"delete", "DATASET VARIABLE...", "deletes variables", DeleteVariables},
+      {"delete", "DATASET VARIABLE...|cases NUMBER [to NUMBER]", "deletes variables or cases",
+       DeleteVariables, "Cases count from 1. A variable called cases is deleted alone."},
       {"move", "DATASET VARIABLE to POSITION|before VARIABLE", "moves a variable", MoveVariable,
        "Positions count from 1."},
       {"reorder", "DATASET VARIABLE...", "moves variables to the front, in bulk", ReorderVariables,
@@ -86,6 +87,16 @@ const std::vector<Command>& CommandTable() {
       {"role", "DATASET VARIABLE input|target|both|weight|group|identifier|off",
        "says what a variable is for in an analysis", SetRole,
        "As the attribute `role` of the variable."},
+      {"Values (these need the write lock)"},
+      {"set", "DATASET VARIABLE CASE VALUE", "changes one value", SetCaseValue,
+       "Cases count from 1. \"\" for a missing value."},
+      {"append", "DATASET VALUE...", "appends a case", AppendCase,
+       "One VALUE for each variable; \"\" for a missing value."},
+      {"compute", "DATASET NAME = EXPRESSION", "computes the values of a variable", Compute,
+       "A variable that does not exist yet is inserted at the end. EXPRESSION: numbers, names of "
+       "numeric variables, + - * / ^ ( ), comparisons, && || and ?:, and functions such as sqrt, "
+       "log, exp, abs, rint, min and max. The result is missing if a value in it is missing, or if "
+       "it is not a finite number."},
       {"Properties (these need the write lock)"},
       {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
       {"filter", "DATASET by VARIABLE|off", "names the variable that says which cases are in use",

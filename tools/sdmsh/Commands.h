@@ -76,6 +76,8 @@ CommandFunction DeleteVariables, InsertVariable, LabelDataset, LabelValues, Labe
     MarkUnsaved, MoveVariable, RenameVariable, ReorderVariables, RetypeVariable, SetAttribute,
     SetExtension, SetFileSpec, SetFilter, SetFormat, SetImputation, SetLevel, SetMissingValues,
     SetResponseSet, SetRole, SetTrends, SetVariableSet, SetWeight, SplitFile;
+// ValueCommands.cpp
+CommandFunction AppendCase, Compute, DeleteCases, SetCaseValue;
 // BootstrapCommands.cpp
 CommandFunction Bootstrap;
 // ObserverCommands.cpp

@@ -127,7 +127,12 @@ Action InsertVariable(Call& call) {
 }
 
 Action DeleteVariables(Call& call) {
-  const std::vector<std::string> names = call.TakeRest("VARIABLE");
+  std::vector<std::string> names = {"cases"};
+  if (!call.Accept("cases")) {
+    names = call.TakeRest("VARIABLE");
+  } else if (!call.AtEnd()) {
+    return DeleteCases(call);
+  }
   return [=](ORVX_DataSource& source) {
     PositionsOf(source, names);  // refuses before anything has changed
     for (const std::string& name : names) {

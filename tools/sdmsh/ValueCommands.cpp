@@ -1,0 +1,226 @@
+// The commands that change the values of a dataset.
+
+#include "Arguments.h"
+#include "CommandError.h"
+#include "Commands.h"
+#include "Shell.h"
+#include "Variables.h"
+
+#include <libdatasrc/MemoryDataSource.h>
+#include <libdatasrc/OBS.h>
+#include <liborvxdemg/DictionaryText.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
+#include <muParser.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace sdmsh {
+namespace {
+
+using DictionaryText::Quoted;
+
+bool HasQueuedReset(const SvrDMWriteableDataSource& writer) {
+  return std::ranges::any_of(writer.GetNotifications(), [](const DataSetMsg* message) {
+    return dynamic_cast<const DEMessages::ResetClientDataMsg*>(message) != nullptr;
+  });
+}
+
+// Runs `edit` on the cases of the call's dataset. If the data source only passes on the cases of
+// another, as clones and filtered sources do, edits a copy and replaces the source with it.
+template <class Edit>
+Action EditCases(Call& call, Edit edit) {
+  return [=, &call](SvrDMWriteableDataSource& writer) {
+    ORVX_DataSource& present = SourceOf(writer, *call.dataset);
+    std::unique_ptr<MemoryDataSource> copy;
+    auto* source = dynamic_cast<MemoryDataSource*>(&present);
+    if (source == nullptr) {
+      copy = MemoryDataSource::CopyOf(present);
+      source = copy.get();
+    }
+    const long long rowsBefore = source->RowCount();
+    edit(*source);
+    source->SetDirty(true);
+    if (copy != nullptr) writer.SetDataSet(std::move(copy));
+    writer.IncrementCaseSequence();
+    // Clients read the cases again, because messages do not carry values. The pass itself queues
+    // the message if the number of cases differs.
+    if (source->RowCount() != rowsBefore || HasQueuedReset(writer)) return;
+    writer.AddNotification(new DEMessages::ResetClientDataMsg(
+        0, writer.GetDataSetID(), writer.GetCaseSequence(), rowsBefore));
+  };
+}
+
+// The position of case `number`, which counts from 1.
+long long RowOf(const MemoryDataSource& source, int number) {
+  if (number <= source.RowCount()) return number - 1;
+  throw CommandError("there is no case " + std::to_string(number) + ": the dataset has " +
+                     DictionaryText::Counted(source.RowCount(), "case"));
+}
+
+// An empty word is a missing value.
+DataValue ValueOrMissing(const ORVX_Variable& variable, const std::string& word) {
+  if (word.empty() && variable.GetType() == 0) return kMissingNumber;
+  return ValueFor(variable, word);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Expressions
+
+// Whether the text has an `=` that is no part of a comparison. muParser would assign to a variable
+// while it computes one case.
+bool HasAssignment(const std::string& text) {
+  for (std::size_t i = text.find('='); i < text.size(); i = text.find('=', i + 1)) {
+    const bool isSecond = i > 0 && std::string_view("=<>!").find(text[i - 1]) != std::string::npos;
+    if (!isSecond && text.compare(i + 1, 1, "=") != 0) return true;
+  }
+  return false;
+}
+
+// muParser compares neither strings nor missing values, so that only numbers reach it.
+class Expression {
+ public:
+  // Throws CommandError if the text is not an expression of numeric variables of the source, which
+  // is borrowed.
+  Expression(const std::string& text, const MemoryDataSource& source) : source_(source) {
+    if (HasAssignment(text)) {
+      throw CommandError("`=` within an expression; `==` compares");
+    }
+    try {
+      DefineNames();
+      parser_.SetExpr(text);
+      FindVariables();
+      int results = 0;
+      parser_.Eval(results);
+      if (results != 1) throw CommandError("a comma outside a function, in " + Quoted(text));
+    } catch (const mu::ParserError& error) {
+      throw CommandError(error.GetMsg());
+    }
+  }
+
+  Expression(const Expression&) = delete;  // the parser has addresses of the operands
+  Expression& operator=(const Expression&) = delete;
+
+  // The value for a case. Missing if a variable of the expression is missing, or if the result is
+  // not a finite number.
+  double ValueOf(long long row) {
+    for (Operand& operand : operands_) {
+      const double value = std::get<double>(source_.GetValue(row, operand.position));
+      if (std::isnan(value) || IsDeclaredMissing(operand, value)) return kMissingNumber;
+      operand.value = value;
+    }
+    const double result = parser_.Eval();
+    return std::isfinite(result) ? result : kMissingNumber;
+  }
+
+ private:
+  struct Operand {
+    int position;
+    std::vector<DataValue> missingValues;
+    double value;  // read by the parser
+  };
+
+  // Names may contain any letters of UTF-8, whose bytes are not ASCII.
+  void DefineNames() {
+    std::string characters = "0123456789_.$#@";
+    for (char letter = 'a'; letter <= 'z'; ++letter) characters += letter;
+    for (char letter = 'A'; letter <= 'Z'; ++letter) characters += letter;
+    for (int byte = 0x80; byte <= 0xFF; ++byte) characters += static_cast<char>(byte);
+    parser_.DefineNameChars(characters.c_str());
+  }
+
+  void FindVariables() {
+    const mu::varmap_type used = parser_.GetUsedVar();
+    operands_.reserve(used.size());  // the parser keeps the addresses
+    for (const auto& [name, unused] : used) {
+      const int position = NumberPositionOf(source_, name, "be used in an expression");
+      const ORVX_Variable& variable = std::as_const(source_).GetVariable(position);
+      operands_.push_back({position, variable.GetMissingValues().values, 1});
+      parser_.DefineVar(name, &operands_.back().value);
+    }
+  }
+
+  static bool IsDeclaredMissing(const Operand& operand, double value) {
+    return !operand.missingValues.empty() &&
+           std::ranges::find(operand.missingValues, DataValue(value)) !=
+               operand.missingValues.end();
+  }
+
+  const MemoryDataSource& source_;
+  mu::Parser parser_;
+  std::vector<Operand> operands_;
+};
+
+std::vector<double> ValuesOf(const std::string& text, const MemoryDataSource& source) {
+  Expression expression(text, source);
+  std::vector<double> values(static_cast<std::size_t>(source.RowCount()));
+  long long row = 0;
+  for (double& value : values) {
+    GiveUpIfInterrupted();
+    value = expression.ValueOf(row++);
+  }
+  return values;
+}
+
+}  // namespace
+
+Action SetCaseValue(Call& call) {
+  const std::string name = call.Take("VARIABLE");
+  const int number = call.TakeNumber("CASE");
+  const std::string value = call.Take("VALUE");
+  return EditCases(call, [=](MemoryDataSource& source) {
+    const int position = PositionOf(source, name);
+    const ORVX_Variable& variable = std::as_const(source).GetVariable(position);
+    source.SetValue(RowOf(source, number), position, ValueOrMissing(variable, value));
+  });
+}
+
+Action AppendCase(Call& call) {
+  const std::vector<std::string> words = call.TakeRest("VALUE");
+  return EditCases(call, [=](MemoryDataSource& source) {
+    const auto count = static_cast<std::size_t>(source.ColumnCount());
+    if (words.size() != count) {
+      throw CommandError("a case has " + std::to_string(count) + " values, not " +
+                         std::to_string(words.size()));
+    }
+    std::vector<DataValue> values;
+    for (int i = 0; const std::string& word : words) {
+      values.push_back(ValueOrMissing(std::as_const(source).GetVariable(i++), word));
+    }
+    source.AppendCase(values);
+  });
+}
+
+Action DeleteCases(Call& call) {
+  const int first = call.TakeNumber("NUMBER");
+  const int last = call.Accept("to") ? call.TakeNumber("NUMBER") : first;
+  return EditCases(call, [=](MemoryDataSource& source) {
+    if (last < first) throw CommandError("the last case comes before the first");
+    source.DeleteCases(RowOf(source, first), RowOf(source, last));
+  });
+}
+
+Action Compute(Call& call) {
+  const std::string name = call.Take("NAME");
+  call.Expect("=");
+  std::string text;
+  for (const std::string& word : call.TakeRest("EXPRESSION")) text += word + " ";
+  return EditCases(call, [=](MemoryDataSource& source) {
+    const auto isNamed = [&](const ORVX_Variable& each) { return each.GetName() == name; };
+    const std::vector<ORVX_Variable> variables = VariablesOf(source);
+    if (std::ranges::none_of(variables, isNamed)) {
+      RefuseTakenName(source, name);
+      source.InsertVariable(source.ColumnCount(), ORVX_Variable(ORVX_Variable::NextID(), name),
+                            ValuesOf(text, source));
+    } else {
+      const int position = NumberPositionOf(source, name, "be computed");
+      source.SetColumn(position, ValuesOf(text, source));
+    }
+  });
+}
+
+}  // namespace sdmsh
