@@ -167,7 +167,7 @@ TEST_F(Prompt, CompletesCommandsFilesDatasetsAndVariables) {
   session.ReadTo("write survey ");
   EXPECT_THAT(session.Enter(""), HasSubstr("main acquires the write lock on survey"));
   session.Enter("insert survey \"two words\"");
-  session.Type("delete survey t\t");
+  session.Type("delete survey tw\t");
   session.ReadTo("\"two words\" ");
   session.Enter("");
   EXPECT_THAT(session.Enter("variables survey"), Not(HasSubstr("two words")));

@@ -71,6 +71,11 @@ TEST_F(ChangingValues, ComputesAVariableFromItself) {
   EXPECT_THAT(CasesAfter("compute survey a = a > 2 ? -a : a\n"), HasSubstr("   2  -4  5  6\n"));
 }
 
+TEST_F(ChangingValues, ComputesWithFunctions) {
+  EXPECT_THAT(CasesAfter("compute survey d = floor(b / 2) + 10 * ceil(a / 3) + 100 * min(a, c)\n"),
+              HasSubstr("   2  4  5  6  422\n"));
+}
+
 TEST_F(ChangingValues, ComputesWithNamesThatAreNotAscii) {
   EXPECT_THAT(CasesAfter("rename survey a größe.1\ncompute survey d = größe.1 * 10\n"),
               HasSubstr("   2        4  5  6  40\n"));

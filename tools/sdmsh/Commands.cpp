@@ -95,7 +95,7 @@ const std::vector<Command>& CommandTable() {
       {"compute", "DATASET NAME = EXPRESSION", "computes the values of a variable", Compute,
        "A variable that does not exist yet is inserted at the end. EXPRESSION: numbers, names of "
        "numeric variables, + - * / ^ ( ), comparisons, && || and ?:, and functions such as sqrt, "
-       "log, exp, abs, rint, min and max. The result is missing if a value in it is missing, or if "
+       "ln, exp, abs, floor, ceil, rint, min and max. The result is missing if a value in it is missing, or if "
        "it is not a finite number."},
       {"Properties (these need the write lock)"},
       {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
