@@ -168,9 +168,9 @@ Operation Use(const std::string& name, const std::function<void(World&)>& use) {
   return {name, prepare};
 }
 
-// Passes new chains to an operation that takes ownership at some allocation. If it fails earlier,
-// the caller still owns the chain; if it fails later, the chain is deleted. Needs a failure of
-// each.
+// Passes new chains to an operation that takes ownership at some allocation. If an earlier one
+// fails, the caller still owns the chain; if a later one fails, the chain is deleted. Checks that
+// both happen.
 class Giver {
  public:
   ~Giver() {
@@ -343,21 +343,18 @@ TEST(LibraryMemory, SetDataSetOwnsTheNewSourceInAnyCase) {
   const auto text = [](const World& world) {
     return std::to_string(world.living) + " sources, label " + world.item->DataSource()->GetLabel();
   };
-  ExpectSafeWithoutMemory(
-      {{"SetDataSet",
-        [=] {
-          const auto world = std::make_shared<World>();
-          const auto source = std::make_shared<std::unique_ptr<ORVX_DataSource>>(
-              std::make_unique<LivingSource>(world->living));
-          (*source)->SetLabel("new");
-          return Trial{[=] { world->item->SetDataSet(std::move(*source)); },
-                       [=] { return *source != nullptr ? "not called" : text(*world); },
-                       [=] {
-                         *source = std::make_unique<LivingSource>(world->living);
-                         (*source)->SetLabel("new");
-                       }};
-        },
-        {"2 sources, label new"}}});
+  const auto prepare = [=] {
+    const auto world = std::make_shared<World>();
+    const auto source = std::make_shared<std::unique_ptr<ORVX_DataSource>>();
+    const auto renew = [=] {
+      *source = std::make_unique<LivingSource>(world->living);
+      (*source)->SetLabel("new");
+    };
+    renew();
+    return Trial{[=] { world->item->SetDataSet(std::move(*source)); },
+                 [=] { return *source != nullptr ? "not called" : text(*world); }, renew};
+  };
+  ExpectSafeWithoutMemory({{"SetDataSet", prepare, {"2 sources, label new"}}});
 }
 
 // --- Clones ---
