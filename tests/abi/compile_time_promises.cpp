@@ -42,8 +42,8 @@ static_assert(kNeverCopied<SvrDMWriteableDataSource>);
 static_assert(kNeverCopied<ServerDataManager>);
 static_assert(kNeverCopied<SvrDMObserverView>);
 
-// Handles cannot be assigned: through its base, a handle with a lock would release the dataset that
-// it has locked.
+// Handles cannot be assigned, because assigning to the base of a handle with a lock would release
+// the dataset that the handle has locked.
 template <class Handle, class Base>
 constexpr bool kAssignedThrough = requires(Handle& handle, const Base& other) {
   static_cast<Base&>(handle) = other;
@@ -113,13 +113,13 @@ static_assert(std::is_constructible_v<SvrDMDataset, const SvrDMItemPtr&>);
 static_assert(!std::is_default_constructible_v<SvrDMDataset>);
 static_assert(!std::is_constructible_v<SvrDMDataset, const ServerDataManager&, LocallyUniqueID>);
 
-// Each constructor is explicit, because it is a lookup or a new reference.
+// Each constructor is explicit, because it looks up a dataset or adds a reference.
 static_assert(!std::is_convertible_v<LocallyUniqueID, SvrDMDataset>);
 static_assert(!std::is_convertible_v<std::string, SvrDMDataset>);
 static_assert(!std::is_convertible_v<const SvrDMItemPtr&, SvrDMDataset>);
 
-// A counted pointer is constructed only from a raw pointer, implicitly, also from null. A const
-// pointer gives access to a const object.
+// A counted pointer is constructed only from a raw pointer, which may be null; the conversion is
+// implicit. A const pointer gives access to a const object.
 static_assert(!std::is_default_constructible_v<SvrDMItemPtr>);
 static_assert(!std::is_default_constructible_v<RefCountPtr<SvrDMItem>>);
 static_assert(std::is_convertible_v<SvrDMItem*, SvrDMItemPtr>);
@@ -147,7 +147,7 @@ static_assert(!std::has_virtual_destructor_v<SvrDMDataSetObserver>);
 static_assert(!std::has_virtual_destructor_v<ORVX_DataSourceFilterHook>);
 static_assert(!std::has_virtual_destructor_v<PackageProxy>);
 
-// The monitor is returned with its concrete type, so that its warnings can be switched.
+// The monitor is returned with its concrete type, so that its warnings can be switched on and off.
 static_assert(std::is_same_v<decltype(std::declval<SvrDMDataset&>().GetErrorMonitor()),
                              InteractiveErrorMonitor&>);
 static_assert(std::is_same_v<decltype(std::declval<SvrDMItem&>().GetErrorMonitor()),

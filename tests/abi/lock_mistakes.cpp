@@ -1,5 +1,5 @@
-// Mistakes that the thread-safety analysis must find: this compiles with MISTAKE 0, but not with
-// the other numbers that lock_mistakes.sh defines. Only compiled, never linked.
+// Mistakes that the thread-safety analysis must find: this file compiles with MISTAKE 0, but not
+// with the other numbers that lock_mistakes.sh defines. It is only compiled, never linked.
 
 #include <libsfthread/sfGuard.h>
 #include <ServerDataManager/LeafLock.h>

@@ -1,6 +1,6 @@
 #!/bin/sh
-# needs_nothing_of.sh NM UPPER LOWER...: fails if a LOWER library needs a symbol that UPPER defines:
-# calls only go down.
+# needs_nothing_of.sh NM UPPER LOWER...: fails if a LOWER library needs a symbol that the library
+# UPPER defines.
 
 set -u
 nm=$1

@@ -63,7 +63,7 @@ class ChangeStreamThreads : public testing::Test {
     }
   }
 
-  // Runs all writers and senders on threads, and concurrently `beside` on this thread.
+  // Runs all writers and senders on threads, and at the same time `beside` on this thread.
   template <class Beside>
   void Together(Beside beside) {
     std::latch start(kWriters + kSenders + 1);
@@ -91,8 +91,8 @@ class ChangeStreamThreads : public testing::Test {
   ChangeStreamObserver stream{channel};
 };
 
-// A reader rejects a snapshot that was sent between the wrong passes. A pass is made first, because
-// the first pass reports everything, even after a snapshot.
+// A reader rejects a snapshot that was sent between the wrong passes. The test starts with a pass,
+// because the first pass reports everything, even after a snapshot.
 TEST_F(ChangeStreamThreads, FramesAreAppliedInTheOrderOfSending) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

@@ -363,7 +363,7 @@ TEST(CloneWhoseSourceWaits, HidesTheLinkFromChainsUntilTheLastIteratorIsMade) {
     gates[call].wait();
     if (call == 0) throw std::runtime_error("no rows today");
   }));
-  clone.ShowParents(true);  // ends when an iterator is made
+  clone.ShowParents(true);  // until an iterator is made
   WatchedThread first([&] { EXPECT_THROW(MakeIteratorOf(clone), std::runtime_error); });
   ASSERT_TRUE(first.Waits());
   WatchedThread second([&] { MakeIteratorOf(clone); });

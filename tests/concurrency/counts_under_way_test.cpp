@@ -20,7 +20,7 @@
 
 namespace {
 
-// Starts all jobs together, and calls `watch` repeatedly on this thread until they are done.
+// Starts all jobs together, and calls `watch` repeatedly on this thread until all jobs are done.
 void RunWatched(const std::vector<std::function<void()>>& jobs,
                 const std::function<void()>& watch) {
   std::latch start(static_cast<std::ptrdiff_t>(jobs.size()) + 1);

@@ -42,7 +42,7 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// A thread that waits for a handle of its own is no deadlock if another thread destroys the handle.
+// It is no deadlock if a thread waits for a handle of its own that another thread will destroy.
 bool IsDeadlock(const LockIncident& incident) {
   return incident.kind == LockIncident::Kind::Deadlock &&
          std::none_of(incident.steps.begin(), incident.steps.end(),

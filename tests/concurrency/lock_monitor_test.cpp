@@ -153,7 +153,7 @@ TEST_F(LockMonitorTest, ReportsAReaderWithItsThreadItsHandleAndTheirLabels) {
   EXPECT_TRUE(report.complete);
 }
 
-// Each lock is a heading, in the order of the holds, then of the waits.
+// Each lock is a heading. The headings are in the order of the holds, then of the waits.
 TEST(LockReportText, ListsTheHoldersAndWaitersOfEachLock) {
   const auto taken = std::chrono::steady_clock::now();
   const int locks[4] = {};
@@ -338,7 +338,7 @@ TEST_F(LockMonitorTest, ReportsAWriterThatWaitsAndThenHolds) {
   });
   LockReport first;
   while (first.waits.empty()) first = registry_.GetLockReport();
-  LockReport later = first;  // after the clock has moved on
+  LockReport later = first;  // taken later than the wait began
   while (later.taken == first.waits[0].since) later = registry_.GetLockReport();
   reader.reset();
   waiting.Join();
@@ -558,7 +558,7 @@ TEST_F(LockMonitorTest, DetectsARegistryObserverThatReadsTheDatasetThatItsThread
   EXPECT_THAT(Incidents(), SizeIs(1));
 }
 
-// The first reader waits for itself, the second also for the first.
+// The first reader waits only for itself; the second reader waits for itself and for the first.
 TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   Reader readers[2];
   std::latch bothRead(2);
@@ -756,7 +756,8 @@ TEST_F(LockMonitorTest, ReportsADeadlockOnceIfAnotherThreadBeginsToWaitForIt) {
   EXPECT_THAT(Incidents(), SizeIs(1));
 }
 
-// An observer of one registry reads a dataset of another registry, whose writer uses the first.
+// An observer of one registry reads a dataset of another registry. The writer of that dataset uses
+// the first registry.
 TEST_F(LockMonitorTest, DetectsADeadlockAcrossTwoRegistries) {
   ServerDataManager other;
   SvrDMItemPtr otherItem = other.GetDataSet(AddDataset(other, "H"));
@@ -934,7 +935,7 @@ TEST_F(LockMonitorTest, ReportsALongWaitOnceWhenAReportIsMade) {
                                                 "writes as \"import\""));
 }
 
-// The holder has released the lock by then.
+// When the wait ends, the holder has released the lock, so that the report names no holder.
 TEST_F(LockMonitorTest, ReportsALongWaitWithoutAHolderWhenItEnds) {
   LimitWaits();
   Writer writer(std::in_place, firstItem_, false, nullptr);

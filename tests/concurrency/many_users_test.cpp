@@ -43,8 +43,8 @@ int CountIn(const ORVX_DataSource& source) {
   return std::stoi(source.GetVariable(0).GetLabel());
 }
 
-// Between writes, a dictionary consists of its first variable and pairs of variables with equal
-// labels; during a write it may not.
+// Whether the dictionary consists of its first variable and pairs of variables with equal labels.
+// It always does between writes, but not always during a write.
 bool IsWhole(const ORVX_DataSource& source) {
   if (source.ColumnCount() % 2 == 0) return false;
   for (int i = 1; i < source.ColumnCount(); i += 2) {
@@ -61,7 +61,7 @@ void InsertPair(ORVX_DataSource& source, int position, const std::string& label)
   }
 }
 
-// Changes the dictionary in several steps, and increments the number.
+// Changes the dictionary in several steps, and increments the number that CountIn returns.
 void ChangePairs(ORVX_DataSource& source, std::minstd_rand& random) {
   const int count = CountIn(source) + 1;
   const int pairs = source.ColumnCount() / 2;

@@ -82,7 +82,7 @@ TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
   registry.Unregister(observer);
 }
 
-// The thread reads; then the registry deletes the dataset; then the thread releases it.
+// The thread reads, then the registry deletes the dataset, then the thread releases its reader.
 TEST(RegistryThreads, ADatasetWithAReaderOutlivesItsDeletion) {
   int deaths = 0;
   ServerDataManager registry;
@@ -104,7 +104,8 @@ TEST(RegistryThreads, ADatasetWithAReaderOutlivesItsDeletion) {
   EXPECT_EQ(deaths, 1);
 }
 
-// The dataset's lock is acquired only after the registry has answered.
+// A handle first looks up its dataset, which takes the registry lock. It waits for the dataset's
+// lock only after the registry lock is released.
 TEST(RegistryThreads, WaitingForADatasetDoesNotBlockTheRegistry) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");
@@ -215,8 +216,8 @@ class AskedHook : public ORVX_DataSourceFilterHook {
   std::function<void()> asked;
 };
 
-// The hook blocks each Add after it has generated the identifier, or deleted the old dataset with
-// that identifier, and before it adds the dataset.
+// Each Add is blocked in the hook. By then, Add has generated the identifier, or deleted the old
+// dataset with that identifier, but has not added the new dataset.
 TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   ServerDataManager registry;
   AskedHook hook;
@@ -363,8 +364,8 @@ TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByHandleNam
   EXPECT_EQ(registry.GetDataSet("199somebody")->ID(), id);
 }
 
-// Both threads rename all datasets; one of them also adds and deletes. When they have met, every
-// search finds the same as a search of all datasets from the first.
+// Both threads rename all datasets; one of them also adds and deletes. After each round, the
+// registry must find the first dataset with each name, like a search of the whole list.
 TEST(RegistryThreads, NamesAreSetWhileAnotherThreadAddsDeletesAndFinds) {
   constexpr unsigned int kRounds = 100, kDatasets = 40;
   const std::vector<std::string> names = {"", "a", "A", "b", "B", "survey", "SURVEY"};

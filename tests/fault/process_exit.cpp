@@ -24,7 +24,7 @@
 
 namespace {
 
-// Unbuffered: a stream may already be destroyed.
+// Writes without a stream, because a stream may already be destroyed.
 void Say(std::string_view line) {
   if (write(STDOUT_FILENO, line.data(), line.size()) != static_cast<ssize_t>(line.size())) abort();
 }
@@ -58,9 +58,9 @@ bool IsKnown(LocallyUniqueID id) {
 std::atomic<long> rounds{0};
 
 // Starts `count` threads that repeat `work` until the process exits. Returns after each thread has
-// run it once.
+// run `work` once.
 void RepeatForEver(int count, const std::function<void()>& work) {
-  auto* const begun = new std::latch(count);  // never destroyed: a thread may still be leaving it
+  auto* const begun = new std::latch(count);  // never destroyed: it may still be in use
   for (int i = 0; i < count; ++i) {
     std::thread([=] {
       work();

@@ -145,7 +145,7 @@ bool LoseLocks() {
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-// Whether a file can be locked for reading, as deny-write does.
+// Whether a file can be locked for reading. Deny-write takes such a lock.
 bool HasLocks(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   struct flock wholeFile = {};
@@ -354,7 +354,8 @@ TEST_F(SavedFileOnDisk, TheLockBelongsToTheOpenFileNotToTheProcess) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-// Checks a dataset with a file that cannot be locked; returns 0 if it is correct.
+// Checks a dataset with a file that cannot be locked. Returns 0, or the number of the first check
+// that failed.
 int WhatIsWrongWithoutLocks(const std::string& path) {
   const std::ptrdiff_t before = OpenDescriptors();
   ServerDataManager registry;

@@ -1,5 +1,6 @@
-// Counts the allocated blocks, in the vendor's allocator library of replace_platform.cmake. Linked
-// with --wrap, so that the copied sources call these functions.
+// Counts the allocated blocks. This file is part of the vendor's allocator library that
+// replace_platform.cmake builds. It is linked with --wrap, so that the copied sources call these
+// functions.
 
 #include <atomic>
 #include <cstddef>

@@ -1,11 +1,11 @@
 #!/bin/sh
 # dev_commands.sh DEV FOLDER: runs ./dev run and ./dev install in FOLDER with a fake cmake that
-# records its calls. Both build everything, so that the program that ran can be installed; a
-# relative PREFIX is relative to the caller's folder.
+# records its calls. Checks that both commands build everything, because the install step needs all
+# targets, and that a relative PREFIX is relative to the caller's folder.
 
 set -eu
 
-# A list of targets in the build preset would leave out the rest.
+# If the build preset listed targets, the other targets would not be built.
 preset=$(tr -d ' \n' < "${1%/*}/CMakePresets.json" | sed 's/.*"buildPresets"//' |
          grep -o '{"name":"run"[^}]*}')
 if [ "$preset" != '{"name":"run","configurePreset":"run"}' ]; then

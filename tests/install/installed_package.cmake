@@ -15,7 +15,7 @@ file(GLOB_RECURSE documents "${prefix}/*.md")
 foreach(document IN LISTS documents)
   file(READ "${document}" text)
   get_filename_component(folder "${document}" DIRECTORY)
-  string(REPLACE "](" "@" text "${text}")  # lists know no brackets
+  string(REPLACE "](" "@" text "${text}")  # brackets have a special meaning in lists
   string(REGEX MATCHALL "@[^):#]+[)#]" links "${text}")
   foreach(link IN LISTS links)
     string(REGEX REPLACE "[@)#]" "" link "${link}")
@@ -60,7 +60,7 @@ endif()
 list(TRANSFORM headers REPLACE "(.+)" "#include <\\1>\n" OUTPUT_VARIABLE inclusions)
 file(WRITE "${WORK_DIR}/all_headers.cpp" ${inclusions})
 
-# Each compiles alone: it is included first by the source of the same name, or is tried here.
+# Each header compiles alone: the source of the same name includes it first, or it is compiled here.
 set(headers_alone "")
 foreach(header IN LISTS headers)
   string(REGEX REPLACE "h$" "cpp" source "${header}")
@@ -79,8 +79,8 @@ run("${COMPILER}" -std=c++20 -fsyntax-only -I "${prefix}/include" -x c++ ${heade
 # --- a separate project ---
 
 set(GNU_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast)
-# All warnings except for older standards, layout, interfaces without code, and the name
-# _ORVXMBstricmp_A.
+# All warnings except those about older standards, padding, interfaces without code, and the
+# reserved name _ORVXMBstricmp_A.
 set(Clang_WARNINGS -Weverything -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-padded
     -Wno-weak-vtables -Wno-reserved-identifier)
 

@@ -1,5 +1,5 @@
-# Builds the project as part of another build, with static libraries; then installs these and uses
-# them in a third project.
+# Builds the project as part of another build, with static libraries; then installs the libraries
+# and uses them in a third project.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
@@ -39,7 +39,8 @@ endif()
 # --- static libraries, in the build and installed ---
 
 set(static "${WORK_DIR}/static")
-# Flags belong to targets, so one source of each target shows that it compiles here.
+# Compiler flags are the same for all sources of a target, so it is enough to compile one source of
+# each target here.
 set(ENV{REUSED_BUILD} "${BUILD_DIR}")
 configure(embedding "${static}" "-DPROJECT_DIR=${PROJECT_DIR}" -DBUILD_SHARED_LIBS=OFF -DSDM_INSTALL=ON
           "-DCMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CURRENT_LIST_DIR}/reuse_object.sh")

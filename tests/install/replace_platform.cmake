@@ -1,11 +1,12 @@
 # Builds a second libvutility, a "vendor's" library that counts its blocks, configures the project
-# with it, and runs a program whose messages must be allocated by it.
+# with it, and runs a program whose messages must be allocated by that library.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(vendor "${WORK_DIR}/vendor")
 
-# The header distinguishes the two at compile time, the library at run time.
+# The vendor's header differs from the bundled one, so that a program can be compiled with only one
+# of them. The vendor's library counts blocks at run time.
 file(GLOB headers "${PROJECT_DIR}/platform/libvutility/*.h")
 file(COPY ${headers} DESTINATION "${vendor}/include/libvutility")
 file(APPEND "${vendor}/include/libvutility/VUGlobal.h" "extern \"C\" long vendorLiveBlocks();\n")
@@ -15,7 +16,8 @@ run("${COMPILER}" -std=c++20 -O2 -fPIC -shared -Wl,-soname,libvutility.so
     -Wl,--wrap=malloc -Wl,--wrap=free "-I${vendor}/include" "-I${PROJECT_DIR}"
     ${sources} "${CMAKE_CURRENT_LIST_DIR}/count_blocks.cpp" -o "${vendor}/lib/libvutility.so")
 
-# Other libraries that messages need do not change with the allocator: these come as they were built.
+# The other libraries that messages need do not depend on the allocator, so their existing builds
+# are used.
 set(roots "-DPLATFORM_libvutility_ROOT=${vendor}")
 foreach(library IN ITEMS libdatastr libdatasrc)
   file(GLOB built "${BUILD_DIR}/platform/${library}/${library}.so*")

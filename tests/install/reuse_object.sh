@@ -1,6 +1,6 @@
 #!/bin/sh
-# reuse_object.sh COMPILER ARGUMENT...: compiles the first source of each target. For the others it takes
-# the objects that the build in $REUSED_BUILD made of the same targets.
+# reuse_object.sh COMPILER ARGUMENT...: compiles the first source of each target. For the other
+# sources, copies the objects of the same targets from the build in $REUSED_BUILD.
 
 set -eu
 

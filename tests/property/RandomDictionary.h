@@ -23,7 +23,7 @@ struct RandomVariable {
   int definition = 0;  // 0 to 9, see Variable()
 
   ORVX_Variable Variable() const {
-    // Not "v" + ..., for which GCC 12 warns of an overlapping copy.
+    // For "v" + std::to_string(number), GCC 12 would warn of an overlapping copy.
     const std::string name = std::string("v").append(std::to_string(number));
     ORVX_Variable variable = support::Var(name, definition / 2 % 3 * 8);
     if (definition % 2 == 1) variable.SetLabel("labelled");

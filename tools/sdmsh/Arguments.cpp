@@ -61,7 +61,7 @@ bool IsCallerName(std::string_view name) {
   });
 }
 
-// Moves `text` to its next word. Returns false if there is none.
+// Moves `text` to its next word. Returns false if only blanks or a comment remain.
 bool SkipToWord(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
   return !text.empty() && text.front() != '#';
@@ -110,9 +110,10 @@ std::string CommandText(const std::string& caller, const std::vector<std::string
 
 namespace {
 
-constexpr std::size_t kLongestName = 64;  // a longer word is no misspelled name
+constexpr std::size_t kLongestName = 64;  // longer words get no suggestion
 
-// The edit distance in bytes: counts insertions, deletions, changes, and swaps of neighbours.
+// Returns the edit distance: the least number of bytes inserted, deleted, changed, or swapped with
+// a neighbour.
 std::size_t Distance(const std::string& a, const std::string& b) {
   std::vector<std::size_t> twoBefore(b.size() + 1);
   std::vector<std::size_t> before(b.size() + 1);
@@ -184,7 +185,7 @@ std::vector<std::string> Arguments::TakeRest(const char* what) {
   return rest;
 }
 
-// The next word must be a number from `least` to the greatest of its type.
+// Takes the next word, which must be a number from `least` to the maximum of its type.
 template <class Number>
 Number Arguments::TakeFrom(Number least, const std::string& expected) {
   const std::string& word = Peek(expected);
@@ -193,7 +194,7 @@ Number Arguments::TakeFrom(Number least, const std::string& expected) {
   const auto [rest, error] = std::from_chars(word.data(), end, number);
   if (rest != end || word.empty()) Wrong(expected);
   if (error == std::errc::result_out_of_range) Wrong(expected, ", which is out of range");
-  // False for a NaN.
+  // Also false for a NaN, which fails both comparisons.
   const bool isWithin = number >= least && number <= std::numeric_limits<Number>::max();
   if (!isWithin) Wrong(expected);
   ++next_;

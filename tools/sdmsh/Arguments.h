@@ -2,8 +2,8 @@
 //
 //   @recode insert survey age2 label "Age, recoded"   # a comment
 //
-// Blanks separate words. Between double quotes, blanks belong to the word, and two quotes stand for
-// one. A word that begins with # starts a comment.
+// Blanks separate words. Between double quotes, blanks belong to the word, and two double quotes
+// stand for one. A word that begins with # starts a comment.
 //
 //   const std::string file = call.TakeFile();
 //   call.Expect("as");
@@ -39,19 +39,20 @@ struct Line {
 // command.
 Line ParseLine(std::string_view text);
 
-// The word as a user types it, in quotes if it needs them. Without the closing quote unless
-// `isWhole`.
+// Returns the word as a user types it, in quotes if necessary. Omits the closing quote if `isWhole`
+// is false.
 std::string AsTyped(const std::string& word, bool isWhole = true);
 
-// A command that an error suggests to a caller, in backquotes: `@recode write "my data"`.
+// Returns a command in backquotes, as an error text suggests it to a caller: `@recode write "my
+// data"`.
 std::string CommandText(const std::string& caller, const std::vector<std::string>& words);
 
-// A remark for an error about an unknown name: "; did you mean \"age\"?", or empty if no known name
-// is similar.
+// Returns a remark for an error about an unknown name: "; did you mean \"age\"?", or empty if no
+// known name is similar.
 std::string DidYouMean(const std::string& name, const std::vector<std::string>& known);
 
-// If the next word is not what an operation expects, it throws a CommandError that gives the
-// expected word, the actual word, and the command's usage.
+// An operation that does not find the word that it expects throws a CommandError with the expected
+// word, the actual word, and the command's usage.
 //
 // Threads: the shell's thread.
 class Arguments {
@@ -60,7 +61,8 @@ class Arguments {
   Arguments(const Command& command, std::vector<std::string> words)
       : command_(command), words_(std::move(words)) {}
 
-  // Takes the next word, whatever it is. `what` is its name in the command's row of the table.
+  // Takes the next word, whatever it is. `what` is the name of the argument in the table of
+  // commands.
   std::string Take(const char* what);
   // Returns the next word, whatever it is, without taking it.
   const std::string& Peek(const std::string& what) const;
@@ -89,8 +91,8 @@ class Arguments {
   // Requires that all words were taken.
   void End() const;
 
-  // Throws an error that `expected` is not the next word. `remark` follows the actual word in the
-  // error text.
+  // Throws a CommandError because the next word is not `expected`. `remark` follows the actual word
+  // in the error text.
   [[noreturn]] void Wrong(const std::string& expected, const std::string& remark = "") const;
 
  private:
@@ -108,8 +110,9 @@ struct Call : Arguments {
   Call(const Command& command, std::vector<std::string> words, Shell& atShell, Caller& byCaller)
       : Arguments(command, std::move(words)), shell(atShell), caller(byCaller) {}
 
-  // Prints an event: see Output::Say. As JSON, it has the members `event`, `caller`, `dataset` if
-  // the call has one, and those that `more` returns, which may replace the first ones.
+  // Prints an event: see Output::Say. As JSON, the event has the members `event` and `caller`, the
+  // member `dataset` if the call has a dataset, and the members that `more` returns. A member from
+  // `more` replaces a member with the same name.
   void Say(const char* event, const std::string& words,
            const std::function<Json()>& more = nullptr) const;
 

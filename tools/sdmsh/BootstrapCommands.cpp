@@ -53,8 +53,8 @@ Setting Make(void (Specs::*set)(Value), Value value) {
   return [set, value](Specs& specs, const ORVX_DataSource*) { (specs.*set)(value); };
 }
 
-// Takes names of variables, or "none" for no variables. Beside other words, "none" is the name of a
-// variable.
+// Takes names of variables, or "none" for no variables. If there are other words, "none" is the
+// name of a variable.
 template <void (Specs::*set)(const std::vector<int>&)>
 Setting TakeVariables(Arguments& arguments) {
   std::vector<std::string> names = arguments.TakeRest("\"none\" or VARIABLE");
@@ -91,7 +91,7 @@ Setting TakeCaseStats(Arguments& arguments) {
   return [stats](Specs& specs, const ORVX_DataSource*) { specs.CaseStats() = stats; };
 }
 
-// The words for the settings, each with the function that takes the value.
+// The names of the settings, each with the function that takes its value.
 constexpr std::pair<const char*, Setting (*)(Arguments&)> kSettings[] = {
     {"method",
      [](Arguments& arguments) {
@@ -143,7 +143,7 @@ std::string TextOfError(int number) {
   return std::generic_category().message(number);
 }
 
-// Refuses anything but a regular file before opening it, because opening it might wait.
+// Opens only regular files, because opening any other file might wait.
 std::string ReadFile(const std::string& path) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
@@ -183,7 +183,7 @@ void WriteFile(const std::string& path, std::string_view bytes) {
   Refuse(path, error.message());
 }
 
-// Refuses to replace a file that is neither empty nor a bootstrap specification.
+// Throws if the file exists and is neither empty nor a bootstrap specification.
 void RefuseOtherContent(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) return;
@@ -232,7 +232,7 @@ Json WordOrNumber(const std::vector<const char*>& words, std::int32_t number) {
   return index < words.size() ? Json(words[index]) : Json(number);
 }
 
-// Null for a null pointer.
+// Returns a JSON null for a null pointer.
 Json SpecsInJson(const Specs* specs) {
   if (specs == nullptr) return nullptr;
   Json caseStats = Json::array();
@@ -262,7 +262,8 @@ std::string TextOf(const Specs& specs) {
 }
 
 // Replaces the bootstrap specification of the dataset, or removes it if `specs` is null, and prints
-// that. Prints no words if they are empty. `file` is the file that was read; empty for none.
+// the change; if `words` is empty, only as JSON. `file` is the file from which `specs` was read,
+// empty if there is none.
 void Replace(Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs> specs,
              const std::string& words, const std::string& file = "") {
   const Specs* const present = specs.get();

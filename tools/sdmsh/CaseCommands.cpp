@@ -29,10 +29,10 @@ struct Range {
   std::optional<int> count;  // empty for all
 };
 
-// Takes "from N", "count N", both in either order, or nothing.
+// Takes "from N" and "count N" in either order. Each of them is optional.
 Range TakeRange(Arguments& arguments) {
   Range range;
-  std::vector<const char*> keywords = {"from", "count"};  // those that were not taken yet
+  std::vector<const char*> keywords = {"from", "count"};  // not taken yet
   while (!arguments.AtEnd() && !keywords.empty()) {
     const std::string_view keyword = keywords[arguments.TakeOneOf(keywords)];
     if (keyword == "from") range.from = arguments.TakeNumber("N");
@@ -88,7 +88,7 @@ class CasePrinter {
     return columns;
   }
 
-  // Adds the current case.
+  // Adds the current case to `rows` if the output is JSON, otherwise to `table`.
   void Add(long long number, Table& table, Json& rows) const {
     if (output_.IsJson()) {
       Json row = Json::array();

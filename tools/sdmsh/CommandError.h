@@ -1,5 +1,5 @@
-// CommandError: why a command failed, in words for its caller; and ctrl-C (SIGINT), which ends the
-// running command and not the program.
+// CommandError: the reason why a command failed, as text for its caller. This header also handles
+// ctrl-C (SIGINT), which ends the running command but not the program.
 
 #ifndef SDMSH_COMMANDERROR_H_
 #define SDMSH_COMMANDERROR_H_
@@ -11,7 +11,8 @@
 
 namespace sdmsh {
 
-// what() is one line, without the position of the command in a script; Output::Fail adds that.
+// what() is one line, without the position of the command in a script; Output::Fail adds the
+// position.
 //
 // Threads: a plain value.
 class CommandError : public std::runtime_error {
@@ -20,8 +21,8 @@ class CommandError : public std::runtime_error {
   explicit CommandError(const std::string& text);
 };
 
-// The current exception in words. Handles std::exception, and what the library throws: ErrorMsg,
-// and the plain number of a lock that could not be acquired. Must be called in a catch block.
+// Returns the text of the current exception: a std::exception, an ErrorMsg, or an int, which the
+// library throws if it cannot acquire a lock. Must be called in a catch block.
 std::string ExceptionText();
 
 // From now on, SIGINT sets a flag and does not end the program. A process that was started with
@@ -33,7 +34,7 @@ void CatchInterrupts();
 // Threads: any.
 void GiveUpIfInterrupted();
 
-// Clears the flag.
+// Clears the flag that SIGINT sets.
 void ForgetInterrupt();
 
 // Blocks SIGINT in the current thread while it exists. The signal stays pending unless another

@@ -21,9 +21,9 @@ namespace sdmsh {
 class CallerLocks;
 struct Call;
 
-// What a command does once its arguments are taken. The parameter says which lock it needs on the
-// dataset of the call; the shell refuses the command if the caller cannot have it. Runs on the
-// caller's thread, except LockWork.
+// What a command does after its arguments are taken. The parameter says which lock on the dataset
+// of the call the command needs. If the caller cannot have that lock, the shell refuses the
+// command. Runs on the caller's thread, except LockWork.
 using Work = std::function<void()>;
 using ReadWork = std::function<void(SvrDMInputDataSource&)>;  // any lock, see CallerLocks::Read
 using WriteWork = std::function<void(SvrDMWriteableDataSource&)>;  // the write lock
@@ -32,8 +32,9 @@ using LockWork = std::function<void(CallerLocks&)>;      // runs on the shell's 
 using Action = std::variant<Work, ReadWork, WriteWork, EditWork, LockWork>;
 
 // Takes the arguments of a command and returns the rest of the command, which borrows the call.
-// Throws CommandError if they are wrong. If the arguments start with DATASET, the shell has taken
-// that argument, and it checks that all others were taken before it runs the action.
+// Throws CommandError if an argument is wrong. If the arguments start with DATASET, the shell has
+// already taken that argument. Before it runs the action, the shell checks that all arguments were
+// taken.
 using CommandFunction = Action(Call& call);
 
 // A row of the table: a command or, without a function, the title of the commands after it.

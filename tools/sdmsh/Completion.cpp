@@ -24,7 +24,7 @@ std::size_t StartOfLastWord(const std::string& text) {
   return start;
 }
 
-// A word of a grammar, without blanks, brackets, bars and dots.
+// Matches a word of a grammar. Blanks, brackets, bars and dots separate words.
 constexpr const char* kToken = "[^ \\[\\]|.]+";
 
 std::vector<std::string> TokensOf(const std::string& grammar) {
@@ -38,8 +38,9 @@ bool IsKeyword(const std::string& token) {
          token.find(':') == std::string::npos;
 }
 
-// The tokens that can follow these words of a command. After a keyword, this is the next token of
-// the grammar; otherwise any token except the first, which can only follow the command's name.
+// Returns the tokens that can follow these words of a command. After the command's name, these are
+// the first token of the grammar or its alternatives; after a keyword, the next token of the
+// grammar; otherwise all other tokens.
 std::vector<std::string> TokensAfter(const std::vector<std::string>& words,
                                      const std::string& grammar) {
   const std::size_t first = std::min(grammar.find(' '), grammar.size());

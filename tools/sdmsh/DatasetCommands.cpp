@@ -41,14 +41,15 @@ NewDataset TakeNewDataset(Call& call) {
   return dataset;
 }
 
-// Opens a dataset over the source, which may be null. It is a clone if the call has a dataset.
+// Opens a dataset over the source, which may be null. If the call has a dataset, the new dataset is
+// a clone of that dataset.
 void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
           const std::string& file) {
   const bool isEmpty = source == nullptr;
   const std::string cloneOf = call.dataset == nullptr ? "" : call.dataset->Name();
   const DatasetPtr dataset = call.shell.Open(std::move(source), file, wanted.name, wanted.quiet);
   std::string words = wanted.name + " is open, without a data source";
-  int variables = 0;  // after the filter hook has run
+  int variables = 0;  // counted after the filter hook has run
   long long cases = 0;
   if (!isEmpty) {
     const SvrDMInputDataSource reader(dataset->Item(), /*tryOnly=*/false);
@@ -157,8 +158,8 @@ std::string FileText(const SvrDMDataset& handle) {
   return OrNone(handle.GetFileName()) + (kept.empty() ? "" : " (kept aside: " + kept + ")");
 }
 
-// The parts of the state of a dataset that need its lock. Those after `lock` are set only if the
-// caller could read the dataset without waiting.
+// The parts of the state of a dataset that need its lock. The members after `lock` are set only if
+// the caller could read the dataset without waiting.
 struct Contents {
   LockState lock;  // as it was before the dataset was read
   bool isRead = false;
@@ -259,7 +260,7 @@ Json VariableTableInJson(const std::string& dataset, const ORVX_DataSource& sour
           {"split", IdentifiersInJson(SplitOf(source))}};
 }
 
-// The data source, or an empty source if the dataset has none.
+// Returns the data source, or an empty source if the dataset has none.
 const ORVX_DataSource& SourceOrEmpty(const SvrDMInputDataSource& reader) {
   static const DataFreeDataSource empty;
   const ORVX_DataSource* const source = *reader;
@@ -285,7 +286,8 @@ void CompareProperties(const ORVX_DataSource& source, const ORVX_DataSource& mir
   }
 }
 
-// Adds the variables that only one side has, and those that the sides define differently.
+// Adds the variables that only one of the dictionaries has, and the variables that the dictionaries
+// define differently.
 void CompareVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
   for (const ORVX_Variable& variable : VariablesOf(source)) {
     const std::string name = "  " + Quoted(variable.GetName());
@@ -305,7 +307,7 @@ void CompareVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirr
   }
 }
 
-// Compares the order only if both sides have the same variables.
+// Compares the order only if both dictionaries have the same variables.
 void CompareOrder(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
   std::vector<LocallyUniqueID> here;
   std::vector<LocallyUniqueID> there;
@@ -352,8 +354,8 @@ Json MirrorInJson(const std::string& dataset, const Json& source, const Json& mi
 // ---------------------------------------------------------------------------------------------
 // Files
 
-// Returns the file name if a dataset has a file with this name, otherwise the file name of the
-// dataset with this name.
+// If `fileOrDataset` is the file name of a dataset, returns that file name. Otherwise takes it as
+// the name of a dataset and returns the file name of that dataset.
 std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {
   for (const DatasetPtr& dataset : shell.Datasets()) {
     const std::string file = dataset->Handle().GetFileName();
@@ -390,7 +392,7 @@ Action CloneDataset(Call& call) {
   const NewDataset wanted = TakeNewDataset(call);
   call.shell.RefuseName(wanted.name, nullptr);
   return [=, &call](SvrDMWriteableDataSource& writer) {
-    SourceOf(writer, *call.dataset);  // refuses a dataset without a data source
+    SourceOf(writer, *call.dataset);  // throws for a dataset without a data source
     Open(call, wanted, CloneSource(writer), /*file=*/"");
   };
 }

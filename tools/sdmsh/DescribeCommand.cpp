@@ -46,7 +46,8 @@ struct Task {
   bool separate = false;
 };
 
-// A position, empty for -1. For `does` see NumberPositionOf.
+// Returns `position`, or nullopt for -1. Refuses a string variable; for `does` see
+// NumberPositionOf.
 std::optional<std::size_t> NumberPosition(const ORVX_DataSource& source, int position,
                                           const char* does) {
   if (position < 0) return std::nullopt;
@@ -98,7 +99,7 @@ class Description {
   std::map<GroupKey, Group>& Groups() { return groups_; }
 
  private:
-  // A weight that is missing, 0 or negative leaves the case out, as does the filter.
+  // Omits a case whose weight is missing, 0 or negative, or whose filter value is missing or 0.
   void Add(const std::vector<DataValue>& values) {
     const double weight = task_.weight ? std::get<double>(values[*task_.weight]) : 1;
     const double filter = task_.filter ? std::get<double>(values[*task_.filter]) : 1;
@@ -174,8 +175,8 @@ void AddRow(Table& table, const std::string& name, const std::optional<std::stri
   table.Add(std::move(row));
 }
 
-// With a split that shows the groups together, one table has a row for each variable and group.
-// Otherwise each group has its own table.
+// If the split shows the groups together, formats one table with a row for each variable and group.
+// Otherwise formats one table for each group.
 std::string InWords(Description& description, const Output& output) {
   const Task& task = description.Of();
   const bool hasChart = output.MaxWidth() > 0;

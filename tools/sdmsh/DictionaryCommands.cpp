@@ -46,8 +46,8 @@ void SetSplit(ORVX_DataSource& source, const std::vector<int>& positions, bool s
   source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(), separate);
 }
 
-// Moves a variable, and keeps the weight, the filter and the split: deleting a variable removes it
-// from all three.
+// Moves a variable by deleting and inserting it. Then restores the weight, the filter and the
+// split, because the deletion removes the variable from them.
 void MoveTo(ORVX_DataSource& source, int from, int to) {
   const LocallyUniqueID weight = source.GetWeightVariableID();
   const LocallyUniqueID filter = source.GetFilterVariableID();
@@ -58,15 +58,15 @@ void MoveTo(ORVX_DataSource& source, int from, int to) {
   source.DeleteVariables(from, from);
   source.InsertVariable(to, variable);
 
-  source.SetWeightVar(source.FindVarIndex(weight));  // -1 for the null identifier: no weight
+  source.SetWeightVar(source.FindVarIndex(weight));  // the position is -1 if there is no weight
   source.SetFilterVar(source.FindVarIndex(filter));
   std::vector<int> positions;
   for (const LocallyUniqueID id : split) positions.push_back(source.FindVarIndex(id));
   SetSplit(source, positions, separate);
 }
 
-// Takes "by VARIABLE", of which `set` gets the position, or "off" for position -1. For `does` see
-// NumberPositionOf.
+// Takes "by VARIABLE" or "off". The action calls `set` with the position of the variable, or with
+// -1 for "off". For `does` see NumberPositionOf.
 Action SetUse(Call& call, const char* does, void (ORVX_DataSource::*set)(int)) {
   const bool off = call.TakeOneOf({"by", "off"}) == 1;
   const std::string name = off ? "" : call.Take("VARIABLE");
@@ -84,8 +84,8 @@ std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
   return ids;
 }
 
-// Returns `sets` with `set` added: it replaces the set with the same name, or is appended. If `set`
-// has no members, removes the set with the same name instead.
+// Returns `sets` with `set` in place of the set with the same name, or at the end if there is no
+// such set. If `set` has no members, only removes the set with the same name.
 std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetImpl> sets) {
   const auto found = std::ranges::find(sets, set.name, &VariableSetImpl::name);
   if (set.members.empty()) {

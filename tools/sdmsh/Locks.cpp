@@ -212,7 +212,8 @@ CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset,
                                       bool tryOnly) {
   std::list<Hold> fresh;
   Hold& asked = fresh.emplace_back(Hold{caller, dataset, mode});
-  // Looks the observer up on this thread: the caller's thread would do it while other threads run.
+  // ObserverOf must run on the shell's thread, because the caller's thread runs together with
+  // others.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
   caller.Start([&asked, tryOnly, originator] {
     SvrDMItemPtr& item = asked.dataset->Item();
@@ -226,7 +227,8 @@ CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset,
   return std::prev(holds_.end());
 }
 
-// Waits until the thread has acquired the lock. If the thread failed, throws its exception.
+// Waits until the caller's thread has acquired the lock. If the thread failed, throws its
+// exception.
 void CallerLocks::Finish(Place asked) {
   try {
     asked->caller.Finish();
@@ -238,7 +240,7 @@ void CallerLocks::Finish(Place asked) {
   holds_.splice(holds_.end(), holds_, asked);
 }
 
-// The lock that the caller waits for; null if there is none.
+// Returns the lock that the caller waits for; null if there is none.
 const Hold* CallerLocks::Asked(const Caller& caller) const {
   const auto asked = std::ranges::find_if(
       holds_, [&](const Hold& hold) { return &hold.caller == &caller && !hold.isAcquired; });
@@ -262,8 +264,8 @@ void CallerLocks::RefuseWaiting(const Caller& caller) const {
 // ---------------------------------------------------------------------------------------------
 // Waiting
 
-// Spins until the condition is true, because that should be immediate. Returns false if it is still
-// false after bound_.
+// Waits until the condition is true. Spins, because the wait should be short. Returns false if the
+// condition is still false after `bound_`.
 template <class Condition>
 bool CallerLocks::ComesTrue(Condition condition) const {
   const auto end = Clock::now() + bound_;
@@ -311,7 +313,8 @@ void CallerLocks::FinishAcquiring() {
         Finish(hold);
         Say("acquired", "acquires", *hold);
       } catch (const std::bad_alloc&) {
-        // It failed before the thread waited, and the command that asked has failed too.
+        // Memory ran out before the thread waited, and the command that asked for the lock has
+        // failed.
       }
     }
     hold = next;
@@ -497,7 +500,7 @@ void CallerLocks::Write(Caller& caller, const OpenDataset& dataset,
 // A lock that a caller's thread has acquired counts as held even before FinishAcquiring.
 LockState CallerLocks::StateOf(const OpenDataset& dataset) const {
   LockState state;
-  // The locks of threads outside the shell, and the locks that stayed held without a handle.
+  // Adds the locks of threads outside the shell, and the locks that stayed held without a handle.
   for (const LockReport::Entry& held : registry_.GetLockReport().holds) {
     const bool isOutside = held.handle == nullptr || CallerOf(held) == nullptr;
     if (isOutside && IsOn(held, dataset)) state.holders.push_back(UserOf(held));

@@ -4,7 +4,7 @@
 //
 // A caller waits for a lock on its own thread. The library's lock monitor reports which threads
 // wait, and which threads outside the shell hold a lock. After a command, the shell continues as
-// soon as a holder blocks each waiting caller.
+// soon as each waiting caller is blocked by a holder.
 
 #ifndef SDMSH_LOCKS_H_
 #define SDMSH_LOCKS_H_
@@ -64,7 +64,7 @@ class Caller {
 
   const std::string name_;
   const std::string label_;
-  bool isBusy_ = false;  // Start was called, Finish was not
+  bool isBusy_ = false;  // from Start to Finish
   mutable std::mutex mutex_;
   std::condition_variable_any changed_;
   std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
@@ -77,7 +77,8 @@ struct Hold {
   Caller& caller;
   DatasetPtr dataset;
   LockMode mode;
-  // A SvrDMWriteableDataSource for a write lock. The caller's thread sets it.
+  // Set by the caller's thread when it has acquired the lock. A SvrDMWriteableDataSource for a
+  // write lock.
   std::unique_ptr<SvrDMInputDataSource> handle = nullptr;
   bool isAcquired = false;
 
@@ -106,15 +107,15 @@ struct LockState {
   void AddTo(Json& json) const;
 };
 
-// Each operation throws CommandError before it changes anything if it is refused. It also throws
-// CommandError if a caller still waits after `bound` although no known holder blocks it: then its
+// An operation that is refused throws CommandError and changes nothing. An operation also throws
+// CommandError if a caller still waits after `bound` although no known holder blocks it. Then the
 // lock was acquired outside the shell before the lock monitor started.
 //
 // Threads: the shell's thread. One object at a time: the constructor starts the lock monitor, and
 // the destructor stops it.
 class CallerLocks {
  public:
-  // Borrows the registry and the shell, to which it prints events.
+  // Borrows the registry and the shell. Prints events with the shell.
   CallerLocks(const ServerDataManager& registry, Shell& shell, Bound bound);
   CallerLocks(const CallerLocks&) = delete;
   CallerLocks& operator=(const CallerLocks&) = delete;
@@ -123,13 +124,15 @@ class CallerLocks {
   // The caller with this name, created by the first call.
   Caller& CallerNamed(const std::string& name);
 
-  // If the lock is not free, prints that the caller waits, and returns. Prints a deadlock that
-  // results. Refused if the caller already waits, and if the lock will never be released.
+  // If the lock is not free, prints that the caller waits, and returns. If a deadlock results,
+  // prints the deadlock. Refused if the caller already waits, and if the lock will never be
+  // released.
   void Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mode);
 
-  // Does not wait. If the lock is not free, prints that; after that, no lock on the dataset is ever
-  // released. Refused if the caller already waits, and if the attempt would fail while callers wait
-  // for the lock, which would then wait forever.
+  // Does not wait. If the lock is not free, prints that the attempt failed; after a failed attempt,
+  // no lock on the dataset is ever released. Refused if the caller already waits. Also refused if
+  // the attempt would fail while other callers wait for the lock, because they would then wait
+  // forever.
   void TryWrite(Caller& caller, const DatasetPtr& dataset);
 
   // Releases the last lock that the caller acquired on the dataset, even while the caller waits for
@@ -140,14 +143,14 @@ class CallerLocks {
   void ReleaseAll(Caller& caller);
 
   // Runs `work` on the caller's thread under the last lock that the caller acquired on the dataset,
-  // or else under a temporary read lock. Refused if that lock is not free.
+  // or else under a temporary read lock. Refused if the temporary lock is not free.
   void Read(Caller& caller, const DatasetPtr& dataset,
             const std::function<void(SvrDMInputDataSource&)>& work);
   // Like Read, but returns false without running `work` if the read lock is not free.
   bool TryRead(Caller& caller, const DatasetPtr& dataset,
                const std::function<void(SvrDMInputDataSource&)>& work);
   // Runs `work` on the caller's thread with the caller's writer. Refused if the caller does not
-  // hold the write lock, and if it waits for a lock.
+  // hold the write lock, and if the caller waits for a lock.
   void Write(Caller& caller, const OpenDataset& dataset,
              const std::function<void(SvrDMWriteableDataSource&)>& work);
   // Notifies observers of the changes so far and keeps the lock. Refused like Write.
@@ -157,15 +160,15 @@ class CallerLocks {
   // The last lock acquired by the caller for which `matches` returns true; null if there is none.
   const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
-  // Releases all locks, and then the locks that waiting callers get in turn. Calls `complain` first
-  // for each waiting caller, and later for each failure.
+  // Releases all locks, and then the locks that waiting callers acquire as a result. Calls
+  // `complain` first for each waiting caller, and later for each failure.
   void CloseDown(const std::function<void(const std::string&)>& complain);
-  // Counts the locks that waiting callers have acquired as held, and prints that. To be called
-  // before each command, because the previous command may have failed before it did so.
+  // Marks the locks that waiting callers have acquired as held, and prints them. Must be called
+  // before each command, because the previous command may have failed before it did this.
   void FinishAcquiring();
 
-  // After CloseDown: whether a caller's thread still waits for a lock, which no caller can release.
-  // This object must not be destroyed then.
+  // To be called after CloseDown. Returns whether a caller's thread still waits for a lock, which
+  // no caller can release. If so, this object must not be destroyed.
   bool IsStuck() const;
 
  private:

@@ -60,8 +60,9 @@ Json RegistryObserver::InJson(const char* event, LocallyUniqueID id) const {
           {"handle", HandleOf(id)}};
 }
 
-// Empty for a dataset that was just opened, and for a closed dataset whose creation notice comes
-// with a later pass. Looking up a closed dataset in the registry would throw.
+// The handle name is empty for a dataset that was just opened, and for a closed dataset whose
+// creation notice comes with a later pass. Searches the list of datasets, because the registry
+// throws if a closed dataset is looked up.
 std::string RegistryObserver::HandleOf(LocallyUniqueID id) const {
   for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
     if (dataset.GetDataSetID() == id) return dataset.GetHandle();
@@ -101,7 +102,7 @@ Action WatchRegistry(Call& call) {
     ServerDataManager& registry = call.shell.Registry();
     const auto [watch, isNew] =
         call.shell.Watches().try_emplace(caller, registry, call.shell.Out(), caller);
-    if (!isNew) registry.Register(watch->second);  // from now on, it is notified last
+    if (!isNew) registry.Register(watch->second);  // the observer is now notified last
     call.Say("watches", caller + " watches the registry");
   };
 }

@@ -23,8 +23,9 @@ namespace sdmsh {
 // position only, so the interpreter maintains a mirror of the dictionary from the messages, and
 // takes the names of variables from the mirror as it is before each message.
 //
-// It must be the first observer of its dataset, so that the others find the messages formatted, and
-// be registered before the first pass. It must never be an originator, or it would miss a pass.
+// It must be the first observer of its dataset, so that the other observers find the messages
+// formatted, and be registered before the first pass. It must never be an originator, or it would
+// miss a pass.
 //
 // Threads: as for the observers of the dataset.
 class ChangeInterpreter final : public SvrDMDataSetObserver {
@@ -50,7 +51,7 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
   const ORVX_DataSource& Mirror() const { return mirror_.Dictionary(); }
 
   // Why a message did not fit the mirror; empty if all messages fit. After such a message, Pass()
-  // and the mirror keep the state before it, and later messages are ignored.
+  // and the mirror keep the state from before that message, and later messages are ignored.
   const std::string& Failure() const { return failure_; }
 
  private:
@@ -111,11 +112,11 @@ class OpenDataset {
   const std::vector<std::string>& Observers() const { return observers_; }
   bool IsObservedBy(const std::string& caller) const;
 
-  // Makes the caller the client that receives error reports, in place of the previous client. With
-  // an empty name, there is no client any more.
+  // Makes the caller the client that receives error reports, in place of the previous client. An
+  // empty name removes the client.
   // Threads: the thread of the caller that holds the write lock.
   void BindClient(const std::string& caller);
-  // The caller that is the client; empty if there is none.
+  // The name of the caller that is the client; empty if there is no client.
   std::string Client() const;
   // How many reports clients have received.
   int ReportCount() const { return reportCount_; }
@@ -137,7 +138,7 @@ class OpenDataset {
 
 using DatasetPtr = std::shared_ptr<OpenDataset>;
 
-// Whether the names are equal to the registry, which ignores case.
+// Whether the names are equal, ignoring case as the registry does.
 bool SameName(const std::string& a, const std::string& b);
 
 }  // namespace sdmsh

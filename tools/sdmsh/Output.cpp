@@ -93,7 +93,7 @@ void Output::Fail(const std::string& file, int line, std::string_view text) noex
     if (line > 0) err_ << ":" << line;
     err_ << ": " << text << (look_.colourErrors ? kPlain : "") << std::endl;
   });
-  lost_ = lost;  // a lost failure is not counted: the command has failed anyway
+  lost_ = lost;  // a lost failure does not count: the command has failed anyway
   SayNotices();
 }
 
@@ -147,7 +147,7 @@ std::size_t Table::EndOfBlock(std::size_t from, std::size_t limit) const {
   return to;
 }
 
-// Removes trailing blanks.
+// Formats a row without trailing blanks.
 std::string Table::Line(const std::vector<std::string>& row, std::size_t from,
                         std::size_t to) const {
   std::string line;

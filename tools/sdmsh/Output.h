@@ -52,8 +52,8 @@ class Output {
 
   // Prints an event, then the pending notices. `words` is a text without its last line feed, or a
   // function that returns one. `json` is a function that returns an object, or null to print
-  // nothing. It is called only if JSON is printed, because even destroying a Json needs memory.
-  // If memory runs out, the event is lost; see TakeLoss.
+  // nothing. `json` is called only if the output is JSON, because even destroying a Json needs
+  // memory. If memory runs out, the event is lost; see TakeLoss.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) noexcept {
     Try([&] { Print(Text(words, json)); });
@@ -75,7 +75,7 @@ class Output {
   // Whether an event was lost since the last call.
   bool TakeLoss() { return std::exchange(lost_, false); }
 
-  // One line with its line feed; empty for null.
+  // Formats JSON as one line with its line feed; returns an empty text for null.
   static std::string JsonText(const Json& json);
 
   // Prints complete lines, for an event that is printed in several parts. Does not print notices.

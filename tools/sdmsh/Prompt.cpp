@@ -37,22 +37,22 @@ class Player {
  public:
   Player(Shell& shell, std::string file) : shell_(shell), file_(std::move(file)) {}
 
-  // Runs the lines that `read` gives, until it returns false. Stops at the first failure of a
-  // script. Reports failures, and returns whether there were none.
+  // Runs the lines that `read` gives, until it returns false. A script stops at its first failure.
+  // Reports failures, and returns true if there were none.
   bool Play(const std::function<bool(std::string&)>& read) {
     bool good = true;
     std::string text;
     while ((good || !IsScript()) && !shell_.IsOver() && shell_.IsHeard() && read(text)) {
       if (text.ends_with('\r')) text.pop_back();
       ++line_;
-      if (!IsScript()) ForgetInterrupt();  // must not end a command that comes after it
+      if (!IsScript()) ForgetInterrupt();  // an earlier ctrl-C must not end the next command
       if (!Succeeds([&] { Execute(text); })) good = false;
     }
     return good;
   }
 
-  // Releases all locks. Returns false, and reports it, if that fails, if a caller was waiting, or
-  // if the input could not be read to its end.
+  // Releases all locks. Reports it and returns false if the release fails, if a caller was waiting,
+  // or if the input could not be read to its end.
   bool CloseDown(bool isReadToEnd) {
     line_ = 0;
     bool good = isReadToEnd;
@@ -103,7 +103,7 @@ class Player {
   Shell& shell_;
   const std::string file_;
   int line_ = 0;
-  std::unique_ptr<char[]> reserve_;  // freed to report that memory ran out, then null
+  std::unique_ptr<char[]> reserve_;  // freed before reporting that memory ran out; then null
 };
 
 bool PlayStream(Shell& shell, std::istream& input, const std::string& file) {
@@ -120,10 +120,10 @@ constexpr std::size_t kShown = 200;
 
 std::string CommonStart(const std::vector<std::string>& words) {
   const std::string& first = words.front();
-  const std::string& last = words.back();  // words are sorted, so these two differ the most
+  const std::string& last = words.back();  // the first and the last word differ the most
   const auto end = std::mismatch(first.begin(), first.end(), last.begin(), last.end()).first;
   std::string start(first.begin(), end);
-  // Must not end within a UTF-8 character.
+  // The result must not end within a UTF-8 character.
   while (start.size() < first.size() && (first[start.size()] & 0xC0) == 0x80) start.pop_back();
   return start;
 }
@@ -155,7 +155,7 @@ void UseCharactersOfTerminal() {
   if (locale == nullptr || MB_CUR_MAX == 1) std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
-// One object at a time, which uses standard input and output.
+// Uses standard input and output, so only one object may exist at a time.
 class Terminal {
  public:
   explicit Terminal(Shell& shell)
@@ -178,7 +178,7 @@ class Terminal {
     givenUp_ = false;
     int count = 0;
     el_resize(editor_.get());
-    el_set(editor_.get(), EL_PREP_TERM, 1);  // before the prompt: keys may be typed ahead
+    el_set(editor_.get(), EL_PREP_TERM, 1);  // before the prompt, because keys may be typed ahead
     const char* const text = el_gets(editor_.get(), &count);
     line.clear();
     if (givenUp_) return true;
@@ -275,7 +275,7 @@ class Terminal {
     const std::string common = CommonStart(words);
     const bool isOnly = words.size() == 1;
     if (isOnly || common != typed) {
-      const bool isWhole = isOnly && !common.ends_with('/');  // more can follow a folder
+      const bool isWhole = isOnly && !common.ends_with('/');  // a folder can be continued
       Replace(text.substr(start), AsTyped(common, isWhole) + (isWhole ? " " : ""));
       return CC_REFRESH;
     }

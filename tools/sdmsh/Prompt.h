@@ -26,8 +26,8 @@ bool PlayInput(Shell& shell, std::istream& input);
 // command fails, and may still return true.
 //
 // Saves the history in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
-// except for lines that begin with a blank. If that file cannot be written, reports it once and
-// keeps the history in memory only.
+// except for lines that begin with a blank. If that file cannot be written, reports the failure
+// once and keeps the history only in memory.
 bool RunPrompt(Shell& shell);
 
 }  // namespace sdmsh

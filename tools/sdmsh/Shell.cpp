@@ -29,7 +29,8 @@ std::optional<LocallyUniqueID> ParseID(const std::string& text) {
   return LocallyUniqueID(domain, serial);
 }
 
-// Whether the first argument is a dataset, which may be optional.
+// Whether the command takes a dataset as its first argument. An optional dataset is taken if there
+// are any arguments.
 bool TakesDataset(const Command& command, const Arguments& arguments) {
   const std::string_view usage = command.arguments;
   return usage.starts_with("DATASET") || (usage == "[DATASET]" && !arguments.AtEnd());

@@ -47,8 +47,8 @@ class RegistryObserver final : public ServerDataManagerObserver {
   const std::string caller_;
 };
 
-// Threads: one, the shell's thread. A caller's thread runs only while the shell waits for it, or
-// while it waits for a lock.
+// Threads: one, the shell's thread. A caller's thread works only while the shell waits for that
+// thread; at other times it is idle or waits for a lock.
 class Shell {
  public:
   // The caller of a command that names no caller.
@@ -102,11 +102,11 @@ class Shell {
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
   // Hides the variables with these names, and no others, in datasets that are opened later.
   void Hide(const std::vector<std::string>& names);
-  // Deletes the dataset from the registry. It exists while callers hold its lock or wait for it.
-  // Returns false if it was closed already.
+  // Deletes the dataset from the registry. The object exists as long as callers hold its lock or
+  // wait for its lock. Returns false if it was closed already.
   bool Close(const DatasetPtr& dataset);
 
-  // After `quit`.
+  // Whether the command `quit` was run.
   bool IsOver() const { return over_; }
   void Quit() { over_ = true; }
 
@@ -114,7 +114,8 @@ class Shell {
   // Reports callers that were waiting, and failures, as failures of the script `file`. Returns
   // false if anything was reported or the output failed.
   bool CloseDown(const std::string& file);
-  // After CloseDown: whether a caller still waits for a lock, which no caller can release.
+  // To be called after CloseDown. Returns whether a caller still waits for a lock, which no caller
+  // can release.
   bool IsStuck() const { return locks_.IsStuck(); }
 
  private:

@@ -20,7 +20,7 @@ class BlankRows final : public ObsIterator {
       : blank_(DataFreeDataSource(), dictionary), left_(count), area_(area) {}
 
   bool Next() override {
-    GiveUpIfInterrupted();  // a filter may skip all rows, and would not return until the last
+    GiveUpIfInterrupted();  // a filter that skips all rows returns only after the last row
     if (left_ == 0) return false;
     --left_;
     blank_.Project(/*from=*/nullptr, area_);
@@ -28,7 +28,7 @@ class BlankRows final : public ObsIterator {
   }
 
  private:
-  const ObsProjector blank_;  // from rows without variables: each value is missing
+  const ObsProjector blank_;  // projects rows without variables, so each value is missing
   long long left_;
   OBS* const area_;
 };
@@ -62,8 +62,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(source)) {
     return CopyOf(*clone);
   }
-  // The clones own a view of the source. It gets its parent when nothing can fail any more, because
-  // a clone that cannot adopt a source deletes it with its parents.
+  // The clones own a view of the source. The view gets the source as its parent only when nothing
+  // can fail any more, because a clone that cannot adopt a view deletes the view with its parents.
   auto view = ViewOf(*source);
   FilteredDataSource& shared = *view;
   shared.SetParentSource(nullptr);
@@ -71,8 +71,9 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   clone->SetDirty(source->IsDirty());
   auto copy = CopyOf(*clone);
 
-  // The dataset deletes the sources below the one that replaces them: it must not have the former
-  // source when it gets the clone.
+  // When the dataset gets the clone, it deletes its current chain of sources, which must not
+  // include the former source. So an interim view replaces the former source and is then separated
+  // from it.
   auto interim = ViewOf(*source);
   FilteredDataSource& placed = *interim;
   writer.SetDataSet(std::move(interim));

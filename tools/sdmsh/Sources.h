@@ -36,8 +36,8 @@ class BlankCases final : public ORVX_DataSource {
 };
 
 // Returns a source with `source` as its parent, the same dictionary and the same dirty flag. With a
-// `selector`, the identifier of a numeric variable, it has only the cases that this selects: see
-// FilteredDataSource.
+// `selector`, the identifier of a numeric variable, the returned source has only the cases that
+// this variable selects: see FilteredDataSource.
 std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source, LocallyUniqueID selector = {});
 
 // Returns a clone of the writer's data source, which must not be null: the same dictionary,
@@ -63,7 +63,7 @@ class HiddenVariables final : public ORVX_DataSourceFilterHook {
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
 
   // To be called after each addition to the registry. If the addition failed before a dataset owned
-  // the view, deletes the view; the registry has deleted its parent.
+  // the view, deletes the view; the registry has already deleted the parent of the view.
   void EndAddition(bool isAdded) noexcept;
 
  private:

@@ -22,7 +22,7 @@ class Ranks {
     return values_[index_].value;
   }
 
-  // The value between the ranks before and after this rank.
+  // Interpolates between the values at the whole ranks before and after `rank`.
   double Between(double rank) {
     const double whole = std::floor(rank);
     const double part = rank - whole;

@@ -16,8 +16,8 @@ struct WeightedValue {
   double weight;  // greater than 0; 1 without a weight variable
 };
 
-// A statistic that is not defined is a NaN: all but `count` without values, and `deviation` if the
-// weights do not add up to more than 1.
+// A statistic that is not defined is a NaN. Without values, all statistics except `count` are
+// undefined; if the sum of the weights is at most 1, `deviation` is undefined.
 struct Statistics {
   double count = 0;  // the sum of the weights
   double mean;
@@ -35,7 +35,7 @@ Statistics StatisticsOf(std::vector<WeightedValue>& values);
 
 // The distribution of the values as a bar chart of one line: the range from the minimum to the
 // maximum in `bins` parts, each a block character whose height shows the weight in this part. A
-// part without values is a blank. Empty if there are no values, or one is infinite.
+// part without values is a blank. Empty if there are no values, or if a value is infinite.
 std::string Histogram(std::span<const WeightedValue> sorted, std::size_t bins);
 
 }  // namespace sdmsh

@@ -37,7 +37,7 @@ std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<st
 // Refuses an empty name, and the name of a variable.
 void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
 
-// The value of the variable that a word stands for: itself for a string variable, otherwise the
+// Converts a word to a value of the variable: the word itself for a string variable, otherwise a
 // decimal number. Refuses a word that is not a number, and a string longer than the variable.
 DataValue ValueFor(const ORVX_Variable& variable, const std::string& word);
 

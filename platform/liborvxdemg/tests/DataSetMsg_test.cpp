@@ -307,7 +307,7 @@ TEST(ReadDataSetMsg, RejectsACountOfVariablesBeyondTheBytes) {
   std::string bytes = kInsertBytes;
   const std::size_t count = 33 + kCommonBytes.size();
   ASSERT_EQ(bytes[count], '\x01');
-  bytes[count] = '\x03';  // two too many: the remaining bytes are too few for them
+  bytes[count] = '\x03';  // claims three variables, for which the remaining bytes are too few
   try {
     ReadMessage(bytes);
     FAIL() << "believed the count";

@@ -32,7 +32,8 @@ inline std::unique_ptr<DataSetMsg> ReadMessage(std::string_view bytes) {
   return message;
 }
 
-// Decodes a message of class `Message` from `bytes`; returns null for any other class.
+// Decodes a message of class `Message` from `bytes`. For any other class, fails the test and
+// returns null.
 template <class Message>
 std::unique_ptr<Message> ReadAs(const std::string& bytes) {
   std::unique_ptr<DataSetMsg> message = ReadMessage(bytes);

@@ -40,7 +40,8 @@ TEST(CriticalSection, MayBeAcquiredAgainByItsHolder) {
   EXPECT_EQ(depth, 3);
 }
 
-// Interleaving: any; the sum and the thread sanitizer detect two threads inside.
+// Interleaving: any; the sum and the thread sanitizer detect two threads that hold the lock
+// together.
 TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   CriticalSection section;
   int sum = 0;

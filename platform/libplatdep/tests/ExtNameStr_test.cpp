@@ -33,7 +33,7 @@ class OtherProgram {
   OtherProgram& operator=(const OtherProgram&) = delete;
   ~OtherProgram() { close(file_); }
 
-  // Whether this program can write-lock the file from byte `start` on.
+  // Write-locks the file from byte `start` on. Returns whether the lock was granted.
   bool LockForWriting(off_t start = 0) {
     struct flock bytes = {};
     bytes.l_type = F_WRLCK;
@@ -192,7 +192,7 @@ TEST_F(ExtNameStrOpening, TwoOpenFilesMayDenyWritingAtTheSameTime) {
 
   second.reset();
 
-  // Closing the second file would have released a process lock.
+  // Closing the second file would have released a lock that belongs to the process.
   EXPECT_FALSE(other.LockForWriting());
 }
 

@@ -57,7 +57,8 @@ TEST(Mutex, AWaitingThreadAcquiresAfterTheRelease) {
   EXPECT_TRUE(IsFree(mutex));
 }
 
-// Interleaving: any; the sum and the thread sanitizer detect two threads inside.
+// Interleaving: any; the sum and the thread sanitizer detect two threads that hold the mutex
+// together.
 TEST(Mutex, IsHeldByOneThreadAtATime) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 2'000;

@@ -13,7 +13,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Returns a function that makes the calls while every allocation on its thread fails.
+// Returns a function that makes the calls and checks that they allocate nothing. During the calls,
+// every allocation on their thread fails.
 template <class Calls>
 auto WithoutHeap(Calls calls) {
   return [calls] {

@@ -30,8 +30,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kCalls = CALLS_OF_EACH_THREAD;  // see CMakeLists.txt
 constexpr std::size_t kThreads = 3;
-// The first time for which a waiting writer blocks readers. A run that takes nearly as long is
-// repeated, because it cannot tell which threads wait.
+// How long a waiting writer blocks readers at first. A run that takes longer than kLongestRun is
+// repeated, because the lock may have admitted readers during the run.
 constexpr auto kFirstClosing = 80ms;
 constexpr auto kLongestRun = 60ms;
 
@@ -47,7 +47,7 @@ struct Model {
   int reads = 0;
   std::vector<Thread> waitingWriters;  // in order of arrival
   std::array<bool, kThreads> waitsToRead = {};
-  // The reads of each thread that it has not released itself.
+  // The number of reads that each thread acquired and has not released itself.
   std::array<int, kThreads> ownReads = {};
   std::array<int, kThreads> callsLeft = {};
 
@@ -204,8 +204,8 @@ class Plan {
   std::size_t Tried() const { return tried_.size(); }
 
  private:
-  // A state of the lock and a call. In `callsLeft` of the state, only the calling thread has a
-  // call.
+  // A state of the lock and a call. In the state, `callsLeft` is 1 for the calling thread and 0 for
+  // the others.
   using Transition = std::pair<Model, Call>;
 
   struct Node;
@@ -298,7 +298,8 @@ class Stage {
     return true;
   }
 
-  // Called after a run that disagreed with the model.
+  // Releases the lock until every call has returned; called after a run that disagreed with the
+  // model.
   void Clear() {
     const auto deadline = Clock::now() + 5s;
     for (Actor& actor : actors_) {
@@ -404,7 +405,7 @@ std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
 TEST(MutexRWModel, AdmitsEveryReaderWithinTheTimeLimit) {
   const auto runs = RunsToReadersBehindAWaitingWriter();
   ASSERT_FALSE(runs.empty());
-  std::array<Stage, 16> stages;  // they wait concurrently
+  std::array<Stage, 16> stages;  // the stages wait concurrently
   for (std::size_t first = 0; first < runs.size(); first += stages.size()) {
     const std::size_t count = std::min(stages.size(), runs.size() - first);
     for (std::size_t i = 0; i < count; ++i) {

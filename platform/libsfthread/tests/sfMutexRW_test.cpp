@@ -63,7 +63,7 @@ class MutexRW : public testing::Test {
     actor.Do([&] { held = lock_.tryWriteLock(); });
     return held;
   }
-  // Whether a thread without a lock could write.
+  // Whether a thread that holds no lock could acquire the write lock.
   bool IsFree() {
     Actor prober;
     const bool free = TryWrite(prober);
@@ -329,7 +329,7 @@ TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
 }
 
 // Interleaving: the reads of three threads are released by other threads, so that only the first
-// thread still reads; then this thread reads again.
+// thread still reads; then the first thread reads again.
 TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   Actor first, second, third, other;
   Read(first);
@@ -522,13 +522,13 @@ TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   std::jthread([&] { readElsewhere->readLock(); }).join();
   readElsewhere.reset();
 
-  // Checks that a new lock at the same address works; the sanitizers detect other errors.
+  // Checks that a new lock works; the sanitizers detect other errors.
   sfMutexRW next;
   EXPECT_TRUE(next.tryWriteLock());
 }
 
-// Interleaving: the writer sleeps in writeLock() when the reader releases. The writer destroys the
-// lock as soon as it holds the lock, possibly before unlock() has returned.
+// Interleaving: the writer sleeps in writeLock() when the reader releases. As soon as the writer
+// holds the lock, it destroys the lock, possibly before unlock() has returned.
 TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   for (int round = 0; round < 50; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
@@ -547,8 +547,8 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   }
 }
 
-// Interleaving: any, repeated. The other thread calls tryWriteLock() continuously and destroys the
-// lock as soon as it has it, possibly before unlock() has returned.
+// Interleaving: any, repeated. The other thread calls tryWriteLock() until it succeeds and then
+// destroys the lock, possibly before unlock() has returned.
 TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
   Actor other;
   for (int round = 0; round < 5000; ++round) {
@@ -686,8 +686,8 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever)
 // thread reads again while the reads of the other threads are held.
 class OverlappingReaders {
  public:
-  // `hold` is called by the thread with the given number when it reads, and releases the read after
-  // `length`.
+  // Each thread calls `hold` with its number after acquiring a read; `hold` must release the read
+  // after `length`.
   OverlappingReaders(sfMutexRW& lock, int threads, std::chrono::milliseconds length,
                      std::function<void(int)> hold)
       : lock_(lock), hold_(std::move(hold)) {
@@ -740,8 +740,8 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
 }
 
 // Interleaving: two threads release each other's reads, so that each thread always seems to hold a
-// read. If the lock always admitted such threads, the writer would wait forever. A thread releases
-// its own read if the other thread waits for the lock.
+// read. If the lock always admitted threads that seem to hold a read, the writer would wait
+// forever. A thread releases its own read if the other thread waits for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};
