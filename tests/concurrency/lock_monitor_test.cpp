@@ -246,7 +246,7 @@ TEST_F(LockMonitorTest, OmitsWaitsWithATimeLimit) {
   EXPECT_THAT(report.waits, IsEmpty());
 }
 
-TEST_F(LockMonitorTest, ReportsAFailedTryAsNothing) {
+TEST_F(LockMonitorTest, ReportsNothingForAFailedTry) {
   const SvrDMWriteableDataSource writer(firstItem_, false, nullptr, "import");
   std::thread([&] {
     EXPECT_FALSE(SvrDMInputDataSource::TryRead(firstItem_, milliseconds(0)).has_value());

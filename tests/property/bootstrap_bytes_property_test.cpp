@@ -72,7 +72,8 @@ Specs AnySpecs() {
   return specs;
 }
 
-// Swaps the bytes of all fields, independently of the decoder.
+// Reverses the bytes of each field of an encoded bootstrap specification, independently of the
+// decoder.
 class Turner {
  public:
   explicit Turner(std::string bytes) : bytes_(std::move(bytes)) {}
@@ -124,7 +125,7 @@ std::string AnyLikelyBytes() {
   return (Any<bool>() ? begin : InTheOtherByteOrder(BytesOf(Specs())).substr(0, 6)) + behind;
 }
 
-// Makes every second change near the start, because small inputs have their counts there.
+// Makes about half of the changes near the start, where small inputs have their counts.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {

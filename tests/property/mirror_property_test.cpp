@@ -105,7 +105,7 @@ rc::Gen<Writes> AnyWrites() {
   return WritesOf(AnyChange(/*propertyWeight=*/20, /*sourceWeight=*/4));
 }
 
-// If sources are rarely replaced, the lists of variables grow long.
+// Rarely replaces the source, so that the lists of variables grow long.
 rc::Gen<Writes> WritesOfVariables() {
   return WritesOf(AnyChange(/*propertyWeight=*/0, /*sourceWeight=*/1));
 }
@@ -123,7 +123,8 @@ void MoveVariable(ORVX_DataSource& source, int from, int to) {
   source.InsertVariable(to, moved);
 }
 
-// Sets a split of any size, as a caller's own class may report it.
+// Sets a split of any size. A source of a caller's own class may report more variables than
+// SetSplit accepts.
 void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   std::vector<int> positions(static_cast<std::size_t>(count));
   std::iota(positions.begin(), positions.end(), 0);
@@ -464,8 +465,8 @@ void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   }
 }
 
-// The client requests a snapshot once after each write while it wants one, and sometimes receives
-// one without a request.
+// After each write, the client requests one snapshot if it wants a snapshot. Sometimes it receives
+// a snapshot without a request.
 TEST(MirrorProperty, ReaderIsCorrectOrWantsASnapshotAfterAnyLoss) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();

@@ -1,5 +1,5 @@
-// The searches of the registry compared with a plain list that is searched from the front, after
-// random additions, deletions and changes of names.
+// Compares the searches of the registry with searches of a plain list from its front, after random
+// additions, deletions and changes of names.
 
 #include <libdatasrc/ORVX_DataSource.h>
 #include <liborvxdemg/ErrorMsg.h>
@@ -16,7 +16,7 @@
 
 namespace {
 
-// Several are equal when case is ignored.
+// Some of these names are equal if case is ignored.
 constexpr std::array kNames = {"", "a", "A", "b", "survey", "SURVEY", "Größe", "GRÖSSE", "\xFF"};
 
 bool AreEqual(const std::string& a, const std::string& b) {
@@ -31,7 +31,7 @@ SvrDMItem* FirstIn(Items& items, Match match) {
   return found != items.end() ? found->get() : nullptr;
 }
 
-// One random operation: what it does, and to or with what.
+// One random operation. `kind` selects what it does; `object` and `name` select its arguments.
 struct Operation {
   int kind, object, name;
 };
@@ -89,7 +89,8 @@ class RegistryAndList {
     }
   }
 
-  // Each search of the registry finds the same as a search of the list from its front.
+  // Checks that each search of the registry finds the same dataset as a search of the list from its
+  // front.
   void CheckSearches(const Operation& last) {
     for (const std::string name : kNames) {
       RC_ASSERT(registry_.GetDataSet(name).get() == FirstIn(items_, [&](const SvrDMItemPtr& item) {
@@ -112,7 +113,7 @@ class RegistryAndList {
   LocallyUniqueID IdOf(const Operation& operation) {
     return all_.empty() ? LocallyUniqueID() : ItemOf(operation).ID();
   }
-  // An item that is or was registered.
+  // Returns an item that is or was registered.
   SvrDMItem& ItemOf(const Operation& operation) {
     return *all_[static_cast<std::size_t>(operation.object) % all_.size()];
   }
@@ -136,7 +137,7 @@ class RegistryAndList {
     Added(id, name);
   }
 
-  // Call it after the registry has added the dataset, which is its last.
+  // Call it after the registry has added the dataset, which is then the last in the registry.
   void Added(LocallyUniqueID id, const std::string& name) {
     const bool isInUse = FirstIn(items_, [&](const SvrDMItemPtr& item) {
                            return AreEqual(item->FileName(), name);
@@ -148,8 +149,9 @@ class RegistryAndList {
     all_.push_back(item);
   }
 
-  // The registry finds only the first dataset with an identifier. Lists the datasets only if there
-  // is another one, because that also removes the gaps in the registry's list.
+  // Returns the last dataset with this identifier. If an earlier dataset has the identifier, the
+  // registry would find the earlier one, so the last of all datasets is taken. Otherwise does not
+  // call GetAllDatasets, because GetAllDatasets also removes the gaps in the registry's list.
   SvrDMItemPtr LastWith(LocallyUniqueID id) {
     if (First(id) == nullptr) return registry_.GetDataSet(id);
     return SvrDMItemPtr(Opened(registry_.GetAllDatasets().back()).Get());
@@ -166,8 +168,8 @@ class RegistryAndList {
   }
 
   ServerDataManager registry_;
-  Items items_;  // as registered
-  Items all_;    // includes deleted ones
+  Items items_;  // in the order of registration
+  Items all_;    // includes the deleted items
 };
 
 TEST(RegistryProperty, EverySearchFindsTheFirstMatchInTheOrderOfRegistration) {

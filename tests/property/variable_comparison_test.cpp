@@ -103,7 +103,7 @@ class RandomEdits {
     return ORVX_Variable(ORVX_Variable::NextID(), NewText(), Below(3));
   }
 
-  // Returns a new identifier, or with repeatsIDs_ an identifier of the dictionary.
+  // Returns a new identifier, or if repeatsIDs_ is set, an identifier that the dictionary has.
   LocallyUniqueID AnyID(int number) {
     if (!repeatsIDs_) return ORVX_Variable::NextID();
     return Source().GetVariable(number % Source().ColumnCount()).GetID();
@@ -140,7 +140,7 @@ class RandomEdits {
   int texts_ = 0;
 };
 
-// Large enough that a dictionary has many blocks, some of which do not change.
+// The dictionaries are so large that they have many blocks, some of which do not change.
 TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
   ForAll(kRuns / 100, [] {
     Followed followed;
@@ -154,7 +154,7 @@ TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
   });
 }
 
-// Identifiers begin to repeat and become unique again.
+// During a run, identifiers are repeated and become unique again.
 TEST(VariableComparison, LargeDictionariesWithRepeatedIdentifiersConvergeLikeThePlainAlgorithm) {
   ForAll(kRuns / 100, [] {
     Followed followed;

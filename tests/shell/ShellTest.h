@@ -34,7 +34,7 @@ class ShellTest : public testing::Test {
     return Path(file);
   }
 
-  // The command "open .../abc.tsv as NAME", and the output of this command.
+  // Open returns the command "open .../abc.tsv as NAME"; IsOpen returns the output of this command.
   std::string Open(const std::string& name) const {
     return "open " + Path("abc.tsv") + " as " + name + "\n";
   }

@@ -344,8 +344,8 @@ class BootstrapFiles : public Bootstrapping {
     return "bootstrap survey check " + Path(file) + "\n";
   }
 
-  // Sets the bootstrap specification of FullSpecs except for the inputs, for which a dataset with
-  // three variables has no position 7.
+  // Sets all fields of FullSpecs except the inputs: the dataset has three variables, so there is no
+  // variable at position 7.
   static constexpr const char* kSetMost =
       "bootstrap survey set method wild\nbootstrap survey set strata b\n"
       "bootstrap survey set dependents c a\nbootstrap survey set split-ends 3 4\n"

@@ -80,7 +80,7 @@ TEST_F(Cloning, CopiesUnsavedEditsOfTheDictionary) {
                     HasSubstr("  unsaved        yes\n")));
 }
 
-TEST_F(Cloning, ShowReportsThatBothAreClones) {
+TEST_F(Cloning, ShowReportsBothDatasetsAsClones) {
   const std::string both = "show survey\nshow copy\n";
   const std::string clone = "  data source    yes, a clone\n";
   EXPECT_THAT(Writing("show survey\nclone survey as copy\n"), HasSubstr("  data source    yes\n"));
@@ -101,7 +101,7 @@ TEST_F(Cloning, JsonReportsWhetherADatasetIsAClone) {
   EXPECT_THAT(shown("list\n"), Not(HasSubstr("isClone")));
 }
 
-TEST_F(Cloning, KeepsTheDirtyFlagInBoth) {
+TEST_F(Cloning, BothDatasetsHaveTheDirtyFlagOfTheOriginal) {
   EXPECT_THAT(Writing("clone survey as copy\nshow survey\nshow copy\n"),
               Not(HasSubstr("  unsaved        yes\n")));
   EXPECT_THAT(Writing("dirty survey on\nclone survey as copy\nshow survey\n"),

@@ -634,7 +634,7 @@ TEST_F(Commands, ObserverRegisteredTwiceIsNotifiedTwiceUntilUnobserved) {
   EXPECT_THAT(text, EndsWith("error: v does not observe survey\n"));
 }
 
-TEST_F(Commands, TellNotifiesUnderTheLockAndEachChangeOnlyOnce) {
+TEST_F(Commands, TellNotifiesOfEachChangeOnceUnderTheLock) {
   EXPECT_EQ(Writing("release\n@v observe survey\nwrite survey\nrename survey a x\ntell survey\n"
                     "rename survey x y\nrelease\n@v tell survey\n"),
             "main releases the write lock on survey\nv observes survey\n"

@@ -21,7 +21,7 @@ Statistics Of(std::vector<WeightedValue> values) {
 // ---------------------------------------------------------------------------------------------
 // Statistics
 
-TEST(Statistics, AreThoseOfTheValuesInAnyOrder) {
+TEST(Statistics, DoNotDependOnTheOrderOfTheValues) {
   const Statistics result = Of({{4, 1}, {1, 1}, {3, 1}, {2, 1}});
   EXPECT_EQ(result.count, 4);
   EXPECT_DOUBLE_EQ(result.mean, 2.5);
@@ -171,7 +171,7 @@ TEST_F(Describing, IsAlsoGivenInJson) {
                 R"("quartiles":[1.0,2.0,3.0],"max":3.0}]}]})"));
 }
 
-TEST_F(Describing, SaysThatADatasetHasNoValues) {
+TEST_F(Describing, ReportsThatADatasetHasNoValues) {
   EXPECT_EQ(Printed("a\n", "describe d\n"), "d has no values to describe\n");
 }
 
@@ -189,7 +189,7 @@ TEST_F(Describing, RefusesAWeightThatBecameAString) {
 
 class MeaningOfValues : public ShellTest {
  protected:
-  // The variable a after the commands, in JSON.
+  // Runs the commands and returns the variable `a` in JSON.
   Json After(const std::string& commands) {
     const std::string text =
         InJson(Open("survey") + "write survey\n" + commands + "variables survey\n");

@@ -41,7 +41,7 @@ std::vector<std::string> LinesOf(const std::ostringstream& text) {
 
 struct Scene {
   std::string command;             // the command whose allocations fail
-  std::string before = "write s";  // the commands before it, one per line
+  std::string before = "write s";  // the commands before `command`, one per line
 };
 
 // At least one scene for each command of the table. Words that a command stores are so long that a
@@ -77,7 +77,7 @@ const std::vector<Scene>& Scenes() {
       {"locks", "read s\n@other write s"},
       {"observe s", ""},
       {"unobserve s", "observe s"},
-      {"release t", "open FOLDER/abc.tsv as t\nwrite t"},  // with a suppressed file name
+      {"release t", "open FOLDER/abc.tsv as t\nwrite t"},  // t has a suppressed file name
       {"tell s", "write s\ndelete s a\nlabel s b a_long_new_label_for_a_variable"},
       {"watch registry", ""},
       {"unwatch registry", "watch registry"},

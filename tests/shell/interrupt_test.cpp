@@ -27,7 +27,7 @@ class Interrupting final : public std::stringbuf {
     return 0;
   }
 
-  // Unblocks SIGINT, because this may run on the thread of a caller, which blocks it.
+  // Unblocks SIGINT, because the threads of callers block SIGINT and may call this function.
   static void RaiseHere() {
     sigset_t interrupt;
     sigset_t before;

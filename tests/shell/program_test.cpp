@@ -50,7 +50,8 @@ class Program : public ShellTest {
     return {status, "", ReadFile(Path("err"))};
   }
 
-  // Makes a folder with a link to the project's examples, and a build/ to which some of them write.
+  // Makes a folder with a link to the project's examples, and an empty folder build/, into which
+  // some examples write.
   std::string Stage() const {
     std::filesystem::create_directories(Path("stage/build"));
     std::filesystem::create_directory_symlink(std::string(PROJECT_ROOT) + "/examples",
@@ -77,7 +78,7 @@ std::vector<json> Lines(const std::string& text) {
   return lines;
 }
 
-// The lines that contain these members with these values.
+// Returns the lines that contain these members with these values.
 std::vector<json> Where(const std::vector<json>& lines, const json& members) {
   std::vector<json> found;
   for (const json& line : lines) {
@@ -100,7 +101,7 @@ TEST_F(Program, PrintsTheExpectedOutputOfTheExamples) {
   }
 }
 
-// The examples in docs/usage.md that begin with a command after "> ", unchanged.
+// Returns the text of the examples in docs/usage.md that begin with a command after "> ".
 std::vector<std::string> ExamplesOfTheManual() {
   std::istringstream manual(ReadFile(std::string(PROJECT_ROOT) + "/docs/usage.md"));
   std::vector<std::string> examples;

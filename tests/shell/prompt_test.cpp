@@ -47,7 +47,8 @@ class TerminalSession {
     setenv("EDITRC", "/dev/null", 1);
     setenv("TERM", "vt100", 1);
     setenv("NO_COLOR", "1", 1);
-    // Whole stacks, so that the leaks of libedit are known by their library.
+    // Records complete stacks, because the leaks of libedit are suppressed by the name of its
+    // library.
     setenv("ASAN_OPTIONS", "fast_unwind_on_malloc=0", 1);
     setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" LEAKS_OF_LIBEDIT, 1);
     execv(SDMSH, words.data());
@@ -67,8 +68,8 @@ class TerminalSession {
     EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
 
-  // Reads output until it ends with `text`, and returns it. Includes the echo of typed text, and
-  // leaves out control sequences.
+  // Reads output until it ends with `text`, and returns the output. Includes the echo of typed
+  // text, and omits control sequences.
   std::string ReadTo(const std::string& text) {
     std::string shown;
     while (!shown.ends_with(text) && ReadByte(shown)) {
@@ -102,7 +103,8 @@ class TerminalSession {
   }
 
  private:
-  // Returns false at the end of the output, or if there is none for a minute.
+  // Appends the next byte of the output to `shown`, but no control sequence, carriage return or
+  // bell. Returns false at the end of the output, or if there is no output for a minute.
   bool ReadByte(std::string& shown) {
     pollfd input{terminal_, POLLIN, 0};
     char byte;
@@ -147,7 +149,8 @@ class Prompt : public ShellTest {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // Commands whose filter selects none of two thousand million cases, so the last one does not end.
+  // Commands whose filter selects none of two thousand million cases, so the last command does not
+  // end.
   std::string EndlessSearch() const {
     return Open("survey") +
            "write survey\nsource survey blank 2147483647\nsource survey filtered by a\n"

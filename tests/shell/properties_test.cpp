@@ -38,7 +38,8 @@ class PropertyCommands : public ShellTest {
     return "write survey\n" + commands + "release\n";
   }
 
-  // The messages that v receives about `commands`, written after `before`.
+  // Runs `before`, lets v observe survey, and runs `commands`. Returns the messages that v
+  // receives.
   std::vector<std::string> Notified(const std::string& commands, const std::string& before = "") {
     const std::string setUp = before.empty() ? "" : Write(before);
     const std::string text = AtPrompt(Opened() + setUp + "@v observe survey\n" + Write(commands));

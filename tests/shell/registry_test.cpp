@@ -123,7 +123,7 @@ class Hiding : public RegistryAtTheShell {
     return rows;
   }
 
-  // Runs the commands and keeps the shell, so that a test can call this several times.
+  // Runs the commands and keeps the shell, so that a test can call Execute several times.
   void Execute(const std::vector<std::vector<std::string>>& commands) {
     for (const auto& words : commands) shell_.Execute(Shell::kMainCaller, words);
   }

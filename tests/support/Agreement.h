@@ -13,8 +13,8 @@ namespace support {
 // Compares the variables in order, with their whole definitions.
 bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
-// Compares everything that messages carry completely and digests include. One line per difference;
-// "" for none.
+// Compares everything that messages carry completely and that digests include. Returns one line per
+// difference; "" if there is none.
 std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
 // Compares everything in a mirror that DifferencesBetween does not compare, including the

@@ -1,4 +1,4 @@
-// Adds datasets to a registry and writes to them. The names of its variables describe a dataset.
+// Adds datasets to a registry and writes to them. A dataset is given by the names of its variables.
 //
 // Header-only: it calls the library that the test links.
 

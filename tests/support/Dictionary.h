@@ -29,7 +29,7 @@ std::string NameOf(LocallyUniqueID id);
 // Threads: any.
 ORVX_Variable Var(const std::string& name, int type = 0);
 
-// Return the variable with another label or type; its identifier stays.
+// Return the variable with another label, type or name, and with the same identifier.
 ORVX_Variable Labelled(ORVX_Variable variable, const std::string& label);
 ORVX_Variable Typed(ORVX_Variable variable, int type);
 ORVX_Variable Renamed(ORVX_Variable variable, const std::string& name);

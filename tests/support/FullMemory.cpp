@@ -1,5 +1,5 @@
-// FullMemory: the global operators. Separate from their callers: a compiler that sees both would
-// warn of mismatched malloc and delete.
+// FullMemory: the global operators. They are in a separate file, because a compiler that sees the
+// operators together with their callers would warn of mismatched malloc and delete.
 
 #include <tests/support/FullMemory.h>
 

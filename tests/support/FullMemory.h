@@ -16,8 +16,8 @@ namespace support {
 // Longer than the small-string buffer.
 inline const std::string kLong = "a text that is too long to stand inside a string object";
 
-// What follows the first failed allocation. Lasts: all later allocations also fail. Passes: they
-// succeed.
+// What follows the first failed allocation. Lasts: all later allocations also fail. Passes: all
+// later allocations succeed.
 enum class Shortage { Lasts, Passes };
 
 // After `count` successful allocations, the next allocations fail (see Shortage), until
@@ -61,7 +61,7 @@ bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Las
 // The number of allocations that still succeed.
 long AllocationsLeft();
 
-// The number of allocations of `work`.
+// Runs `work` and returns the number of its allocations.
 template <class Work>
 long AllocationsOf(const Work& work) {
   constexpr long kPlenty = 1'000'000'000;
@@ -81,7 +81,8 @@ struct Heap {
 extern thread_local Heap heap;         // counts of the global operators
 extern thread_local Heap messageHeap;  // counts of VUGlobal, with test_message_allocator
 
-// The number of blocks that this thread allocated and did not free, from both.
+// Returns the number of blocks that this thread has allocated and not freed, from `heap` and
+// `messageHeap` together.
 inline long LivingBlocks() {
   const auto living = [](const Heap& counts) {
     return counts.taken - counts.failed - counts.freed;

@@ -24,7 +24,7 @@ Undisturbed CallUndisturbed(const Operation& operation) {
   return {std::move(before), trial.state(), allocations};
 }
 
-// Returns what is wrong after the call; "" for nothing.
+// Repeats the call if it failed. Returns a text that says what is wrong; "" if nothing is wrong.
 std::string Judge(const Trial& trial, bool failed, const std::vector<std::string>& permitted,
                   const std::string& after) {
   if (failed) {
@@ -41,7 +41,8 @@ std::string Judge(const Trial& trial, bool failed, const std::vector<std::string
          after;
 }
 
-// One call in which an allocation fails.
+// Makes one call in which an allocation fails. Returns a text that says what is wrong; "" if
+// nothing is wrong.
 std::string CallWithMemoryFor(long count, Shortage shortage, const Operation& operation,
                               const std::vector<std::string>& permitted, const std::string& after) {
   const long living = LivingBlocks();

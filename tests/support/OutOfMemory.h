@@ -7,8 +7,9 @@
 //       Returns("Names", [] { return Names(*kSource); }),
 //   });
 //
-// Link test_allocator; and test_message_allocator, so that allocations of messages fail too; and
-// test_array_allocator, because operator new[] of the address sanitizer does not call operator new.
+// Link test_allocator. To let allocations of messages fail too, also link test_message_allocator;
+// for arrays, test_array_allocator, because operator new[] of the address sanitizer does not call
+// operator new.
 
 #ifndef TESTS_SUPPORT_OUTOFMEMORY_H_
 #define TESTS_SUPPORT_OUTOFMEMORY_H_

@@ -1,4 +1,4 @@
-// WatchedThread: a thread; a test can detect that it waits.
+// WatchedThread: a thread that runs a job. A test can detect that the job waits.
 //
 //   WatchedThread reader([&] { SvrDMInputDataSource handle(id, true); });
 //   EXPECT_TRUE(reader.Waits());   // the writer still holds the lock

@@ -442,7 +442,7 @@ TEST(BootstrapCheck, TreatsAnyMarkOtherThan1AsSwapped) {
   }
 }
 
-// Counts that are too large, and counts whose size in bytes would overflow 32 bits.
+// The counts are too large. Some of them would also overflow 32 bits as a size in bytes.
 TEST(BootstrapCheck, RejectsCountsBeyondTheBytes) {
   for (std::size_t list = 0; list < std::size(kCountsAt); ++list) {
     for (const std::uint32_t count : {0xFFFFFFFFU, 0x80000000U, 0x40000000U, 0x40000001U,

@@ -134,7 +134,7 @@ TEST(BootstrapRecord, KeepsUnknownEnumerators) {
   EXPECT_EQ(specs.GetNSamples(), -20);
 }
 
-// Callers use enumerators as numbers.
+// Callers use the enumerators as numbers of type int.
 static_assert(std::is_same_v<std::underlying_type_t<Specs::SampMethods>, int>);
 static_assert(std::is_same_v<std::underlying_type_t<Specs::CITypes>, int>);
 static_assert(std::is_convertible_v<Specs::SampMethods, int>);

@@ -197,7 +197,8 @@ bool EscapesTheDigest(const support::Said& said) {
          (said.kind == Kind::Extension && (said.type == 7 || said.type == 19));  // MR sets
 }
 
-// For each byte of the frame's messages: whether it belongs to a message that escapes the digest.
+// Returns one element for each byte of the frame's messages: whether the byte belongs to a message
+// that escapes the digest.
 std::vector<bool> BytesThatEscapeTheDigest(const ChangeFrame& frame) {
   std::vector<bool> escape;
   for (const auto& message : frame.Messages()) {
@@ -207,7 +208,8 @@ std::vector<bool> BytesThatEscapeTheDigest(const ChangeFrame& frame) {
   return escape;
 }
 
-// The extension types in the frame's messages; none if they cannot be decoded.
+// Returns the extension types in the frame's messages; an empty list if a message cannot be
+// decoded.
 std::vector<int> ExtensionTypesIn(const ChangeFrame& frame) {
   std::vector<int> types;
   try {
@@ -224,12 +226,12 @@ std::vector<int> ExtensionTypesIn(const ChangeFrame& frame) {
 // Crafted bytes with a valid checksum and invalid messages.
 class HostileMessages : public testing::Test {
  protected:
-  // At least the bytes that the first variable of a dictionary allocates.
+  // An upper limit for the bytes that the first variable of a dictionary allocates.
   static constexpr std::size_t kDictionary = 5000;
 
-  // Applies the frame with `reader` and checks allocations and dictionary. If it was applied, the
-  // dictionary is `after_`, except for properties outside the digest if `escapesTheDigest`; if it
-  // was rejected, the dictionary is `before_`.
+  // Applies the frame with `reader` and checks the allocations and the dictionary. If the frame is
+  // applied, the dictionary must equal `after_`; if `escapesTheDigest`, properties outside the
+  // digest may differ. If the frame is rejected, the dictionary must equal `before_`.
   void ExpectHarmless(ChangeStreamReader& reader, ChangeFrame& frame,
                       bool escapesTheDigest = false) {
     const std::string bytes = BytesOf(frame);
@@ -323,7 +325,7 @@ TEST_F(HostileMessages, AreRejectedAtEveryTruncation) {
   EXPECT_EQ(refused_, whole.messageBytes.size());
 }
 
-// Sets each length and count in the messages to the maximum.
+// Overwrites four bytes at every place in the messages, so that each length and count becomes huge.
 TEST_F(HostileMessages, WithHugeLengthsAllocateNothing) {
   const ChangeFrame whole = FullSnapshot();
   const std::vector<bool> escape = BytesThatEscapeTheDigest(whole);

@@ -461,7 +461,7 @@ TEST_F(ChangeStream, ALostStreamDoesNotAffectOtherObservers) {
   Dataset().Unregister(other);
 }
 
-// Encoded as a ResetUndoMsg, and counts how often.
+// A message that is encoded as a ResetUndoMsg and counts its encodings.
 class CountedEncoding : public support::CountedMessage {
  public:
   CountedEncoding(int& deaths, int& encodings) : CountedMessage(deaths), encodings_(encodings) {}
@@ -542,7 +542,7 @@ TEST_F(StreamsOfADataset, LeaveTheDataOfAnotherObserver) {
   Dataset().Unregister(first);
 }
 
-// The pass of the other dataset has its own data.
+// The observer between the two streams writes to another dataset, whose pass has its own data.
 TEST_F(StreamsOfADataset, SendTheirOwnPassAfterAPassOfAnotherDatasetInANotice) {
   RegisterAll();
   const LocallyUniqueID other = registry.Add(*support::Dictionary("X").release(), "", true);

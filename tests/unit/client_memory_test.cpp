@@ -79,7 +79,7 @@ ChangeFrame FrameOf(const OwnedMessages& messages) {
   return frame;
 }
 
-// A mirror without memory even to undo a pass ends the process.
+// A mirror ends the process if memory runs out while it undoes a pass.
 Operation EndsWithoutMemory(Operation operation) {
   operation.endsWithoutMemory = true;
   return operation;
@@ -118,7 +118,8 @@ TEST(ClientMemory, AMirrorIsUnchangedIfItThrows) {
 
 using Outcome = ChangeStreamReader::Outcome;
 
-// Applies the bytes of a frame to a new reader, which then has a dictionary with this digest.
+// Makes an operation that applies the bytes of a frame to a new reader. The dictionary of the
+// reader must then have this digest.
 Operation Reading(const std::string& name, const std::string& bytes, Outcome outcome,
                   const DictionaryDigest& digest) {
   return EndsWithoutMemory(Changes(
@@ -180,7 +181,7 @@ TEST(ClientMemory, FramesAndDigestsAreMadeOrThrow) {
   });
 }
 
-// A dictionary that caches the hashes of its variables, and changed since.
+// A dictionary that has cached the hashes of its variables and was changed afterwards.
 struct Digested {
   Digested() {
     DigestOf(*source);
@@ -208,7 +209,7 @@ struct Streaming {
   support::FrameChannel channel;
 };
 
-// A stream that runs out of memory is lost and sends nothing. A new one sends everything.
+// A stream that runs out of memory is lost and sends nothing. A new stream sends everything.
 template <class Handle, class Send>
 Operation Sending(const std::string& name, Send send) {
   return Changes(

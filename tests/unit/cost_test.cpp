@@ -48,8 +48,8 @@ void ChangeALabel(SvrDMWriteableDataSource& writer) {
   writer->GetVariable(500).SetLabel("another");
 }
 
-// The bytes allocated by releasing a writer that made `change` to a dataset with `count` variables,
-// an observer and `streams` change streams.
+// Returns the number of bytes allocated by releasing a writer that made `change` to a dataset with
+// `count` variables, an observer and `streams` change streams.
 std::size_t BytesToRelease(unsigned int count,
                            const std::function<void(SvrDMWriteableDataSource&)>& change,
                            int streams = 0) {
@@ -72,15 +72,15 @@ TEST(CostOfARelease, IsNoAllocationWithoutAChange) {
   EXPECT_EQ(BytesToRelease(20'000, [](SvrDMWriteableDataSource&) {}), 0U);
 }
 
-TEST(CostOfARelease, IsAsMuchMemoryForOneLabelAmongAnyNumberOfVariables) {
+TEST(CostOfARelease, OfOneLabelDoesNotGrowWithTheNumberOfVariables) {
   EXPECT_EQ(BytesToRelease(1'000, ChangeALabel), BytesToRelease(20'000, ChangeALabel));
 }
 
-TEST(CostOfARelease, IsAsMuchMemoryForAHundredStreamsAmongAnyNumberOfVariables) {
+TEST(CostOfARelease, OfOneLabelForAHundredStreamsDoesNotGrowWithTheNumberOfVariables) {
   EXPECT_EQ(BytesToRelease(1'000, ChangeALabel, 100), BytesToRelease(20'000, ChangeALabel, 100));
 }
 
-TEST(CostOfARelease, IsLittleMemoryForAMoveToTheFrontAmongAnyNumberOfVariables) {
+TEST(CostOfARelease, OfAMoveToTheFrontHardlyGrowsWithTheNumberOfVariables) {
   const auto move = [](SvrDMWriteableDataSource& writer) {
     const int last = writer->ColumnCount() - 1;
     const ORVX_Variable moved = writer->GetVariable(last);
@@ -91,7 +91,8 @@ TEST(CostOfARelease, IsLittleMemoryForAMoveToTheFrontAmongAnyNumberOfVariables) 
   EXPECT_LE(BytesToRelease(20'000, move), 2 * BytesToRelease(1'000, move));
 }
 
-// The bytes allocated by a reader that applies one change of a dictionary with `count` variables.
+// Returns the number of bytes allocated by a reader that applies one change of a dictionary with
+// `count` variables.
 std::size_t BytesToApply(unsigned int count) {
   support::FrameChannel channel;
   ChangeStreamObserver stream(channel);
@@ -107,7 +108,7 @@ std::size_t BytesToApply(unsigned int count) {
   return bytes;
 }
 
-TEST(CostOfAFrame, IsAsMuchMemoryToApplyOneLabelAmongAnyNumberOfVariables) {
+TEST(CostOfAFrame, OfOneLabelDoesNotGrowWithTheNumberOfVariables) {
   EXPECT_EQ(BytesToApply(1'000), BytesToApply(20'000));
 }
 

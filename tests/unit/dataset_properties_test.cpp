@@ -154,7 +154,7 @@ class PropertiesInMessages : public testing::Test {
   ORVX_DataSource& View() { return view.data_->view; }
   const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
 
-  // Sets this source on the item.
+  // Makes `source` the data source of the item, without queued messages.
   template <class Source>
   Source& Use(std::unique_ptr<Source> source) {
     Source& used = *source;
@@ -163,7 +163,7 @@ class PropertiesInMessages : public testing::Test {
     return used;
   }
 
-  // Expects that the view equals the source, the source is clean, and nothing is queued.
+  // Makes the view equal to the source, the source clean, and the queue empty.
   void Settle() {
     view.Update();
     Source().SetDirty(false);
@@ -171,7 +171,7 @@ class PropertiesInMessages : public testing::Test {
     item.ClearNotifications();
   }
 
-  // Applies `change` to the source and updates the view.
+  // Applies `change` to the source, then calls Settle.
   void StartWith(const std::function<void(ORVX_DataSource&)>& change) {
     change(Source());
     Settle();
@@ -831,7 +831,8 @@ TEST_F(DashboardInfoAfterAChange, IsKeptAfterOtherChanges) {
   EXPECT_TRUE(SourceHasIt());
 }
 
-// The writer has just set the dashboard attributes.
+// If the attributes have changed, the writer has just set the dashboard attributes, so they are
+// kept.
 TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
@@ -1014,7 +1015,8 @@ TEST_F(Everything, IsResetWhenTheSourceIsRemoved) {
 
   view.Update();
 
-  // Weight and filter were dropped with their variable. An empty file specification is suppressed.
+  // Weight and filter were dropped with their variable. An empty file specification is not
+  // reported.
   EXPECT_MESSAGES(Queue(), Deleted("A B C D E F"), Imputation(0), Label(""),
                   Trends(ORVX_TrendsInfo()), Split(""), Extension(7, ""), Extension(19, ""),
                   Extension(5, ""), Extension(0, ""), Extension(17, ""), RowCount(0), Dirty(false));

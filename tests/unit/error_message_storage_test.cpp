@@ -1,4 +1,4 @@
-// Which allocator error messages use.
+// Tests which allocator provides the storage of error messages.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>

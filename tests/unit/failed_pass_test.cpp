@@ -250,8 +250,8 @@ std::vector<Case> AllCases() {
 
 // --- The failures ---
 
-// A pass that fails and is completed by the next pass repeats one message: the empty deletion of a
-// bulk replacement.
+// Removes the one message that is queued twice if a pass fails and the next pass completes it: the
+// empty deletion of a bulk replacement.
 std::vector<Said> WithoutEmptyDeletions(std::vector<Said> said) {
   std::erase_if(said, [](const Said& message) {
     return message.kind == Said::Kind::Delete && message.variables.empty();

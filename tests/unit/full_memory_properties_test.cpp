@@ -79,7 +79,7 @@ std::string TextOf(const std::vector<VariableSetImpl>& sets) {
   return text;
 }
 
-// A monitor changes the view and queues messages, or neither.
+// A monitor must either change the view and queue messages, or do neither.
 Operation Monitoring(const std::string& name, const std::function<bool(Arguments&)>& monitor) {
   return Changes(
       name, [] { return std::make_unique<Arguments>(); },
@@ -169,7 +169,7 @@ TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
       {Updating("Update", 12, [] { return std::make_unique<ChangedDataset>(); })});
 }
 
-// An empty source stands for a missing source.
+// The comparison uses an empty source in place of a missing source.
 TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
   ExpectSafeWithoutMemory({Updating("Update without a source", 10, [] {
     auto dataset = std::make_unique<ChangedDataset>();

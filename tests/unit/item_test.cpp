@@ -166,8 +166,8 @@ class Prober : public DataFreeDataSource {
   bool* rests = nullptr;
 };
 
-// The clone below shows its parent while it makes the iterator; the clone above because of
-// ShowParents.
+// The clone below shows its parent because it is making an iterator. The clone above shows its
+// parent because of ShowParents.
 TEST(SourceChain, EndsAtACloneThatMakesAnIterator) {
   const TemporaryFolder folder;
   auto prober =
@@ -470,7 +470,7 @@ TEST(SvrDMItem, DestroysFileMessagesSourceAndBootstrapSpecificationInThisOrder) 
                                   "source, file free", "bootstrap, file free"));
 }
 
-// While the old chain is deleted, the old source is still set and its file open.
+// While the old chain is deleted, the item still has the old source, and the file is still open.
 TEST(SvrDMItem, StoresANewSourceAndClosesTheFileAfterDeletingTheOldChain) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("survey.tsv");

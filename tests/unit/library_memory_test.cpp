@@ -1,5 +1,5 @@
 // The library when memory runs out. The tables have every public operation of ServerDataManager/
-// but the notification pass, which is in failed_pass_test.
+// except the notification pass, which is in failed_pass_test.
 
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
@@ -64,7 +64,7 @@ class LivingSource : public DataFreeDataSource {
   int& living_;
 };
 
-// A source with a variable and a label, on a parent.
+// Returns a source with a variable and a label, built on another source.
 std::unique_ptr<ORVX_DataSource> Chain(int& living) {
   auto source = std::make_unique<LivingSource>(living);
   source->MakeVariable(support::Var("A"), nullptr);
@@ -109,7 +109,7 @@ class Wrapper : public ORVX_DataSourceFilterHook {
 };
 
 // A registry with an observer and three datasets: one is complete, the second has no data source,
-// and the creation notice of the third is due.
+// and the creation notice of the third is pending.
 struct World {
   World() {
     registry.Register(watcher);
@@ -122,7 +122,8 @@ struct World {
     item = registry.GetDataSet(first);
   }
 
-  // On another thread: it would wait forever if this thread held a lock of the registry.
+  // Uses the registry on another thread, which would wait forever if this thread held the registry
+  // lock.
   void ExpectOpenToOtherThreads() {
     pthread_t thread;
     const auto use = [](void* opened) -> void* {
@@ -145,7 +146,7 @@ struct World {
   SvrDMItemPtr item{nullptr};  // the first dataset
 };
 
-// The datasets, without identifiers: a failed Add may use one up.
+// Formats the datasets without their identifiers, because a failed Add may use up an identifier.
 std::string TextOf(const World& world) {
   std::ostringstream text;
   for (const SvrDMDataset& dataset : world.registry.GetAllDatasets()) {
@@ -168,9 +169,9 @@ Operation Use(const std::string& name, const std::function<void(World&)>& use) {
   return {name, prepare};
 }
 
-// Passes new chains to an operation that takes ownership at some allocation. If an earlier one
-// fails, the caller still owns the chain; if a later one fails, the chain is deleted. Checks that
-// both happen.
+// Passes new chains to an operation that takes ownership at some allocation. If an earlier
+// allocation fails, the caller still owns the chain; if a later one fails, the chain is deleted.
+// Expects failures of both kinds.
 class Giver {
  public:
   ~Giver() {
@@ -199,7 +200,7 @@ class Giver {
   }
 
  private:
-  // The failed allocations, from 1.
+  // Numbers of failed allocations, counted from 1.
   long lastKept_ = 0;
   long firstDeleted_ = std::numeric_limits<long>::max();
 };
@@ -315,8 +316,8 @@ std::string TextOfQueue(const World& world) {
   return std::to_string(world.item->Notifications().size()) + " messages\n" + TextOf(world);
 }
 
-// AddNotification owns the message even if it throws. Before, the queue has at least this number of
-// messages, and no room.
+// AddNotification owns the message even if it throws. Before the call, the queue has at least this
+// number of messages and no room for another.
 Operation Queueing(const std::string& name, std::size_t messages) {
   return Changes(
       name,
@@ -338,30 +339,34 @@ TEST(LibraryMemory, AMessageIsDeletedIfTheQueueCannotGrow) {
   });
 }
 
-// The item owns the new source if any step fails. The file name makes it open a file again.
+// The item owns the new source even if a step fails. Because of the file name, the item opens the
+// file again.
 TEST(LibraryMemory, SetDataSetOwnsTheNewSourceInAnyCase) {
   const auto text = [](const World& world) {
     return std::to_string(world.living) + " sources, label " + world.item->DataSource()->GetLabel();
   };
-  const auto prepare = [=] {
-    const auto world = std::make_shared<World>();
-    const auto source = std::make_shared<std::unique_ptr<ORVX_DataSource>>();
-    const auto renew = [=] {
-      *source = std::make_unique<LivingSource>(world->living);
-      (*source)->SetLabel("new");
-    };
-    renew();
-    return Trial{[=] { world->item->SetDataSet(std::move(*source)); },
-                 [=] { return *source != nullptr ? "not called" : text(*world); }, renew};
-  };
-  ExpectSafeWithoutMemory({{"SetDataSet", prepare, {"2 sources, label new"}}});
+  ExpectSafeWithoutMemory(
+      {{"SetDataSet",
+        [=] {
+          const auto world = std::make_shared<World>();
+          const auto source = std::make_shared<std::unique_ptr<ORVX_DataSource>>(
+              std::make_unique<LivingSource>(world->living));
+          (*source)->SetLabel("new");
+          return Trial{[=] { world->item->SetDataSet(std::move(*source)); },
+                       [=] { return *source != nullptr ? "not called" : text(*world); },
+                       [=] {
+                         *source = std::make_unique<LivingSource>(world->living);
+                         (*source)->SetLabel("new");
+                       }};
+        },
+        {"2 sources, label new"}}});
 }
 
 // --- Clones ---
 
 // A chain of sources from which clones are made, and the clone.
 struct Cloning {
-  ~Cloning() { clone.reset(); }  // while the counter exists
+  ~Cloning() { clone.reset(); }  // while `living` still exists
 
   int living = 0;
   std::unique_ptr<SvrDMCloneDataSource> clone;
@@ -402,7 +407,7 @@ TEST(LibraryMemory, ClonesOwnTheirChainOrDeleteIt) {
   });
 }
 
-// Also after an exception.
+// The clone must hide its parent even after an exception.
 TEST(LibraryMemory, ACloneHidesItsParentWhenItMakesAnIterator) {
   const auto text = [](auto& cloning) {
     return TextOf(cloning) + (cloning.clone->GetParentSource() == nullptr ? " hidden" : " shown");
@@ -512,7 +517,7 @@ TEST(LibraryMemory, DecodingKeepsDecodedFieldsIfItThrows) {
   };
   ExpectSafeWithoutMemory({{"deserializeSpecs", prepare, StagesOf(whole)}});
   Specs specs;
-  // The buffer, five lists, split ends and case statistics.
+  // The allocations are for the buffer, five lists, the split ends and the case statistics.
   EXPECT_EQ(support::AllocationsOf([&] { Serializer::deserializeSpecs(bytes, specs); }), 8);
   EXPECT_EQ(All(specs), All(whole));
 }

@@ -1,5 +1,5 @@
-// The records of the lock monitor, made without locks: simultaneous waits, and full memory. Also
-// that the monitor needs no memory while it is off.
+// Tests the records of the lock monitor without real locks: simultaneous waits, and full memory.
+// Also tests that the monitor needs no memory while it is off.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/LockMonitor.h>
@@ -95,8 +95,8 @@ TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
   EXPECT_EQ(wrong, 0);
 }
 
-// Each allocation fails in turn, alone or with all later allocations. `wait` detects one incident
-// with memory for `count` allocations. Returns how often the incident was omitted.
+// Lets each allocation fail in turn, alone or with all later allocations. `wait` detects one
+// incident with memory for `count` allocations. Returns how often the incident was omitted.
 template <class Wait>
 int OmittedIncidents(std::atomic<int>& incidents, ServerDataManager& registry, const Wait& wait) {
   int omitted = 0;
@@ -147,7 +147,7 @@ struct CountingObserver : SvrDMDataSetObserver {
   int calls = 0;
 };
 
-// On a new thread, which has no table of records yet.
+// Runs on a new thread, which has no table of records yet.
 TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
   ASSERT_FALSE(LockMonitor::IsOn());
   ServerDataManager registry;

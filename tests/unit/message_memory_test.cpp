@@ -240,7 +240,7 @@ TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchanged) {
 
 // --- Operations that allocate nothing ---
 
-// Programs may replace their global allocator, and messages are passed between them.
+// Messages are passed between libraries, and a program may replace the global allocator.
 TEST(MessageMemory, IsNotFromTheGlobalAllocator) {
   support::heap = {};
   support::messageHeap = {};

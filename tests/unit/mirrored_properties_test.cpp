@@ -333,7 +333,7 @@ TEST(MirroredProperties, InvalidTextIsRejected) {
   }
 }
 
-// A pass with one message of each kind, all of which change something in MirrorInUse().
+// A pass with one message of each kind. Each message changes something in MirrorInUse().
 Pass EveryChange() {
   ORVX_TrendsInfo trends;
   trends.seasonalPeriod = 12;

@@ -1,4 +1,4 @@
-// Each function of Monitors.h for sets, extensions and attributes, alone.
+// Tests each function of Monitors.h for sets, extensions and attributes separately.
 //
 // Built with the library's objects, because monitors are internal.
 

@@ -460,8 +460,6 @@ TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(Labelled(Var("A"), "again")).Before("B"));
 }
 
-// --- The item's own view ---
-
 // --- Platforms of other vendors ---
 
 TEST(SplitOfAnySize, UsesSetSplitIfThePlatformLacksSetSplitOfAnySize) {
@@ -479,6 +477,8 @@ TEST(SplitOfAnySize, UsesSetSplitIfThePlatformLacksSetSplitOfAnySize) {
   EXPECT_THAT(source.split, testing::ElementsAreArray(indices));
   EXPECT_TRUE(source.isSeparate);
 }
+
+// --- The item's own view ---
 
 TEST_F(View, EachItemHasItsOwnEmptyView) {
   SvrDMItem other(LocallyUniqueID(0, 13), Dictionary("A").release(), nullptr, 0, "", true);

@@ -70,7 +70,7 @@ class RegistryTest : public testing::Test {
   }
   std::size_t Count() const { return Ids().size(); }
 
-  // Unregisters the observer and registers another at its address.
+  // Unregisters the observer and registers a new observer at the same address.
   void ReplaceInPlace(std::optional<RecordingRegistryObserver>& observer) {
     registry_.Unregister(*observer);
     observer.emplace();

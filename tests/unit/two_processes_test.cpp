@@ -202,8 +202,8 @@ TEST(TwoProcesses, AnInvalidTimeLimitIsAnError) {
   }
 }
 
-// A client that reads this many bytes and exits. The first frame is larger and is sent before the
-// client exits; the next write detects the loss.
+// The client reads `bytes` bytes and exits. The first frame is larger and is sent before the client
+// exits; the next write detects the loss.
 TEST(TwoProcesses, AClientThatExitsInsideAFrameIsReportedOnce) {
   const std::vector<std::string> digests = PlaySurvey().Behind("server: digest ");
   for (const char* bytes : {"2", "4", "100"}) {
@@ -250,7 +250,7 @@ class ForkedProcess {
   std::optional<int> ended_;
 };
 
-// The example's client, with this process or a process forked from it as its server.
+// The example's client. Its server is this process or a process forked from this process.
 class ClientProgram {
  public:
   explicit ClientProgram(LocallyUniqueID dataset) {
@@ -399,8 +399,8 @@ TEST_F(MidFrame, AClientThatDiesIsLostAndANewClientGetsASnapshot) {
   EXPECT_THAT(played.Behind("client: \"at last\", 0 cases"), SizeIs(1));
 }
 
-// The server is a copy of this process. This process makes the same writes, so it knows the
-// digests.
+// The server is a fork of this process. This process makes the same writes as the server, so it
+// knows the digests.
 TEST_F(MidFrame, AServerThatDiesLeavesTheLastCompletePass) {
   ClientProgram client(id_);
   ForkedProcess server([&] {

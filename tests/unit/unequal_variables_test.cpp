@@ -1,5 +1,5 @@
-// A view that does not accept changes stops the process. This program replaces the equality of
-// variables, so that no variable equals any other, or even itself.
+// The process stops if the view differs from the source after an update. This program replaces the
+// equality of variables, so that no variable equals any other, or even itself.
 
 #include <libdatasrc/ORVX_Variable.h>
 #include <ServerDataManager/serverdatamgr.h>
