@@ -159,8 +159,8 @@ TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
   EXPECT_THAT(wrong, Each(0));
 }
 
-// The parent that a clone shows while it makes an iterator must be ignored: the survey below has a
-// password that is not mangled, and a file name that would be reported.
+// A clone shows its parent while it makes an iterator. That parent must be ignored: it is the
+// survey, which has a password that is not mangled, and a file name that would be reported.
 TEST_F(ClonesOnThreads, SystemFileResultIsStableWhileIteratorsAreMade) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(

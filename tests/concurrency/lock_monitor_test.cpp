@@ -90,19 +90,20 @@ class LockMonitorTest : public testing::Test {
   std::vector<LockIncident> incidents_;
 };
 
-// Prints the incident to standard error and ends the process: for deadlocks that cannot be
+// Prints the incident to standard error and ends the process. Used for deadlocks that cannot be
 // resolved.
 void PrintAndExit(const LockIncident& incident) {
   std::fprintf(stderr, "%s\n", incident.Text().c_str());
   _exit(3);
 }
 
-// Two texts in either order.
+// Returns a regular expression that matches the two texts in either order.
 std::string EitherFirst(const std::string& one, const std::string& other) {
   return "deadlock: (" + one + "; " + other + "|" + other + "; " + one + ")\n";
 }
 
-// The deadlock of a thread that waits for a lock which it holds itself.
+// Checks that the incident is the deadlock of a thread that waits for a lock that the same thread
+// holds.
 void ExpectWaitsForItself(const LockIncident& incident, Mode wait, Mode hold) {
   EXPECT_EQ(incident.kind, LockIncident::Kind::Deadlock);
   ASSERT_THAT(incident.steps, SizeIs(1));
@@ -439,7 +440,7 @@ TEST_F(LockMonitorTest, ReportsTheRegistryLockAndItsWaiter) {
   std::optional<WatchedThread> asks;
   LockReport report;
   observer.onCreated = [&](LocallyUniqueID) {
-    static_cast<void>(registry_.GetDataSet(first_));  // recursive: neither a wait nor a hold
+    static_cast<void>(registry_.GetDataSet(first_));  // recursive, so not in the report
     asks.emplace([&] { static_cast<void>(registry_.GetDataSet(first_)); });
     EXPECT_TRUE(asks->Waits());
     report = registry_.GetLockReport();
@@ -694,7 +695,7 @@ TEST_F(LockMonitorTest, DetectsADeadlockOfRegistryLockAndDataset) {
 }
 
 // An observer of the first dataset reads the second dataset, whose writer registers an observer at
-// the first. Both threads begin to wait at the same time.
+// the first dataset. Both threads begin to wait at the same time.
 TEST_F(LockMonitorTest, ReportsEachDeadlockOfDatasetAndNotificationMutexOnce) {
   const std::string reads = "thread [0-9]+ waits to read dataset 0:1, which thread [0-9]+ writes";
   const std::string registers =

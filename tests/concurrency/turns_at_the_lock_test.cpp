@@ -95,9 +95,9 @@ TEST_F(TurnsAtTheLock, AReaderMayReadAgainWhileAWriterWaits) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// A writer sleeps waiting for the lock when a thread that does not read yet requests it: that
-// thread waits for the writer. The test repeats this if the machine was so slow that the new reader
-// was admitted before the other threads released the lock.
+// While a writer sleeps waiting for the lock, a new reader requests the lock. The new reader must
+// wait for the writer. The test repeats this if the machine was so slow that the new reader was
+// admitted before the other threads released the lock.
 TEST_F(TurnsAtTheLock, ANewReaderWaitsForAWaitingWriter) {
   std::string seen;
   for (int time = 0; seen.empty() && time < 20; ++time) {
@@ -152,8 +152,9 @@ bool ComesTrue(const std::function<bool()>& condition) {
   return condition();
 }
 
-// The readers x, z and w are created on three threads. Another thread destroys z's reader and z's
-// thread destroys w's reader; a writer sleeps waiting for the lock; then x reads again.
+// The readers x, z and w are created on three threads. Another thread destroys z, and the thread
+// that created z destroys w. While a writer sleeps waiting for the lock, the thread of x reads
+// again.
 TEST_F(TurnsAtTheLock, AReaderMayReadAgainAfterOtherThreadsReleasedReaders) {
   std::unique_ptr<SvrDMInputDataSource> x, z, w;
   std::latch xReads(1), zReads(1), mayDestroyW(1), mayReadAgain(1);

@@ -156,7 +156,7 @@ bool HasLocks(const std::string& path) {
   return locked;
 }
 
-// The files that a child process inherits, one per line.
+// Returns the names of the files that a child process inherits, one per line.
 std::string OpenInAStartedProgram() {
   std::FILE* const program =
       popen("for each in /proc/$$/fd/*; do readlink \"$each\"; done 2>/dev/null", "r");
@@ -348,7 +348,7 @@ TEST_F(SavedFileOnDisk, ARefusedLockIsRetriedOnlyWhenTheFileIsOpenedAgain) {
 TEST_F(SavedFileOnDisk, TheLockBelongsToTheOpenFileNotToTheProcess) {
   Hold();
 
-  // Releases every lock of the process on the file.
+  // Closing any descriptor of the file releases every process lock on the file.
   close(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
 
   EXPECT_FALSE(AnotherProcessMayWrite(path_));

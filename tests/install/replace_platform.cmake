@@ -5,8 +5,8 @@ include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(vendor "${WORK_DIR}/vendor")
 
-# The vendor's header differs from the bundled one, so that a program can be compiled with only one
-# of them. The vendor's library counts blocks at run time.
+# Only the vendor's header declares vendorLiveBlocks, so the program compiles only with that header.
+# Only the vendor's library counts blocks at run time.
 file(GLOB headers "${PROJECT_DIR}/platform/libvutility/*.h")
 file(COPY ${headers} DESTINATION "${vendor}/include/libvutility")
 file(APPEND "${vendor}/include/libvutility/VUGlobal.h" "extern \"C\" long vendorLiveBlocks();\n")

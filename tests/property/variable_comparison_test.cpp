@@ -25,7 +25,7 @@ void AssertRight(const std::string& wrong) {
 // Makes random edits of a dictionary with the operations that a writer has.
 class RandomEdits {
  public:
-  // With `repeatsIDs`, some edits give a variable the identifier of another.
+  // With `repeatsIDs`, some edits give a variable the identifier of another variable.
   RandomEdits(Followed& followed, unsigned int seed, bool repeatsIDs = false)
       : followed_(followed), random_(seed), repeatsIDs_(repeatsIDs) {}
 

@@ -22,7 +22,8 @@ using testing::StartsWith;
 
 class Cloning : public ShellTest {
  protected:
-  // The last line of JSON before the write lock is released.
+  // Runs the commands under the write lock. Returns the last line of JSON before the lock is
+  // released.
   std::string LastInJson(const std::string& commands) {
     const std::string text = InJson(Open("survey") + "@w write survey\n" + commands);
     const std::size_t end = text.rfind("{\"event\":\"lock\",\"what\":\"released\"");

@@ -149,8 +149,8 @@ class Prompt : public ShellTest {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // Commands whose filter selects none of two thousand million cases, so the last command does not
-  // end.
+  // Returns commands of which the last does not end: it shows the selected cases, but none of
+  // 2147483647 cases is selected.
   std::string EndlessSearch() const {
     return Open("survey") +
            "write survey\nsource survey blank 2147483647\nsource survey filtered by a\n"

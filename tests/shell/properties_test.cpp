@@ -299,7 +299,7 @@ TEST_F(PropertyCommands, VariablesShowTheirUses) {
 // ---------------------------------------------------------------------------------------------
 // The mirror
 
-// The two digests in the last table.
+// Returns the two digests in the last table of the output.
 std::pair<std::string, std::string> Digests(const std::string& text) {
   const std::vector<std::string> lines = LinesWith(text, "  digest");
   if (lines.empty()) return {};

@@ -109,7 +109,7 @@ TEST_F(RegistryAtTheShell, ObserversAreUnregisteredWhenTheShellEnds) {
 
 class Hiding : public RegistryAtTheShell {
  protected:
-  // The rows of the dataset, cell by cell, as a reader gives them.
+  // The rows of the dataset, cell by cell, as a reader returns them.
   std::vector<std::vector<double>> Rows(const std::string& dataset) {
     SvrDMItemPtr item = Registry().GetDataSet(dataset);
     const SvrDMInputDataSource reader(item, /*tryOnly=*/false);

@@ -65,7 +65,7 @@ inline std::string InVersionTwo(std::string bytes) {
   return bytes;
 }
 
-// A double as its bits: distinguishes different NaNs, and 0 from -0.
+// Prints a double as its bits, which distinguish different NaNs, and 0 from -0.
 struct Bits {
   double value;
 };

@@ -18,7 +18,7 @@ struct Arrays {
   std::string_view behind;   // bytes placed after the end of every array
 };
 
-// Counts since the start of the program, or since a test set it to {}.
+// Counts since the start of the program, or since a test set `arrays` to {}.
 // Threads: only while no other thread allocates.
 extern Arrays arrays;
 

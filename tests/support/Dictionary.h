@@ -25,7 +25,7 @@ LocallyUniqueID Id(const std::string& name);
 // Threads: any.
 std::string NameOf(LocallyUniqueID id);
 
-// A variable with that name and its identifier.
+// Returns a variable with that name and with the identifier Id(name).
 // Threads: any.
 ORVX_Variable Var(const std::string& name, int type = 0);
 
@@ -34,13 +34,13 @@ ORVX_Variable Labelled(ORVX_Variable variable, const std::string& label);
 ORVX_Variable Typed(ORVX_Variable variable, int type);
 ORVX_Variable Renamed(ORVX_Variable variable, const std::string& name);
 
-// The variables of a list of names, separated by blanks.
+// Returns one variable for each name. Blanks separate the names.
 std::vector<ORVX_Variable> Vars(const std::string& names);
 
 // Returns a source without cases and without unsaved changes, whose dictionary has these variables.
 std::unique_ptr<DataFreeDataSource> Dictionary(const std::string& names);
 std::unique_ptr<DataFreeDataSource> Dictionary(const std::vector<ORVX_Variable>& variables);
-// Variables "v0", "v1" and so on.
+// Returns a source with `count` variables, "v0", "v1" and so on.
 std::unique_ptr<DataFreeDataSource> ManyVariables(unsigned int count);
 
 // Makes these variables the whole dictionary of `source`.

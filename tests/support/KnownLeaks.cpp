@@ -4,8 +4,8 @@
 extern "C" {
 
 // Decoding an unknown version leaks its buffer, an oddity that is kept and that
-// bootstrap_buffer_test pins. Other leaks are detected by library_memory_test, which does not link
-// this file.
+// bootstrap_buffer_test checks. Other leaks are detected by library_memory_test, which does not
+// link this file.
 const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() {
   return "leak:SvrBootstrapSpecsSerializer::deserializeSpecs\n";

@@ -24,7 +24,8 @@ Undisturbed CallUndisturbed(const Operation& operation) {
   return {std::move(before), trial.state(), allocations};
 }
 
-// Repeats the call if it failed. Returns a text that says what is wrong; "" if nothing is wrong.
+// Checks the state after the call. If the call failed, repeats the call and checks again. Returns a
+// text that says what is wrong; "" if nothing is wrong.
 std::string Judge(const Trial& trial, bool failed, const std::vector<std::string>& permitted,
                   const std::string& after) {
   if (failed) {

@@ -28,8 +28,8 @@ class PlainComparison {
   // Returns the messages that change the view to `source`, and applies them to the view.
   std::vector<Said> Update(const std::vector<ORVX_Variable>& source);
 
-  // Returns the messages for weight, filter and split. Call it after Update, which drops a deleted
-  // or moved variable from weight, filter and split of the view.
+  // Returns the messages for weight, filter and split. Must be called after Update, which drops a
+  // deleted or moved variable from weight, filter and split of the view.
   std::vector<Said> UpdateUses(const Uses& source);
 
   std::vector<ORVX_Variable> view;

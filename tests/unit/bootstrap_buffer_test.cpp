@@ -14,7 +14,7 @@ namespace {
 
 using support::arrays;
 
-// Decodes `bytes` and returns the array allocations of decoding.
+// Decodes `bytes` and returns the counts of array allocations.
 support::Arrays ArraysOfReading(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   arrays = {};

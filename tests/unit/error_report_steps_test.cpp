@@ -1,5 +1,5 @@
 // The objects that an error report creates, their order, and that no memory leaks. This program
-// replaces the constructors of both messages, which record their calls.
+// replaces the constructors of the report and of the response, so that they record their calls.
 
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>

@@ -186,7 +186,8 @@ Case Dashboard() {
           [](SvrDMWriteableDataSource& writer) { writer->GetVariable(2).SetLabel(kLong); }};
 }
 
-// After the snapshot deletes the variable, its remaining split equals the split of the source.
+// After the snapshot deletes the variable, the remaining split of the snapshot equals the split of
+// the source.
 Case DeletedSplitVariable() {
   return {"deleted split variable", FullDictionaryWithDashboard,
           [](SvrDMWriteableDataSource& writer) {
@@ -267,8 +268,8 @@ std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
 
 // Lets each allocation of the pass fail in turn: first together with all later allocations, then
 // alone. Calls `judge` after each failed pass. If only one allocation fails, the pass may also
-// succeed, step by step; its messages must then be correct. Returns the number of passes with a
-// failed allocation.
+// succeed by continuing step by step; its messages must then be correct. Returns the number of
+// passes with a failed allocation.
 long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
   const auto fails = [&](long count, Shortage shortage) {
     SCOPED_TRACE(write.name + ", after " + std::to_string(count) + " allocations");

@@ -49,7 +49,7 @@ using testing::ElementsAre;
 
 namespace {
 
-// Replaces localtime_r if a test sets it.
+// The function that replaces localtime_r, if a test sets one.
 std::function<std::tm*(const std::time_t*)> localtimeAnswer;
 
 int fstatCalls = 0;
@@ -153,7 +153,8 @@ TEST_F(ChainOfThree, IsKeptIfTheSourceIsTheStopSource) {
   DeleteDataSourceTo(a_, nullptr);
 }
 
-// When it makes an iterator, checks whether a source counts as a saved file.
+// A source that makes no iterators: MakeIterator checks whether `probed` counts as a saved file,
+// then throws.
 class Prober : public DataFreeDataSource {
  public:
   explicit Prober(ORVX_DataSource* parent) : DataFreeDataSource(parent) {}

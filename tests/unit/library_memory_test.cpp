@@ -51,7 +51,7 @@ const std::string kOther = "another " + kLong;
 
 // --- A registry ---
 
-// `living` is the number of these sources that exist.
+// A source that keeps the number of existing sources of this class in `living`.
 class LivingSource : public DataFreeDataSource {
  public:
   explicit LivingSource(int& living, ORVX_DataSource* parent = nullptr)
@@ -94,7 +94,7 @@ class Proxy : public PackageProxy {
   short sent = 0;
 };
 
-// Wraps every source while it is on.
+// While `on` is true, puts a new source on top of every source.
 class Wrapper : public ORVX_DataSourceFilterHook {
  public:
   explicit Wrapper(int& living) : living_(living) {}

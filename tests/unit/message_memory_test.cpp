@@ -240,7 +240,8 @@ TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchanged) {
 
 // --- Operations that allocate nothing ---
 
-// Messages are passed between libraries, and a program may replace the global allocator.
+// A message may be allocated in one library and freed in another, and a program may replace the
+// global allocator.
 TEST(MessageMemory, IsNotFromTheGlobalAllocator) {
   support::heap = {};
   support::messageHeap = {};

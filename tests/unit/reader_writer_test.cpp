@@ -56,7 +56,7 @@ class Handles : public testing::Test {
 using ReaderHandle = Handles;
 using WriterHandle = Handles;
 
-// Returns the code of the ErrorMsg that `call` throws; nothing if it throws no ErrorMsg.
+// Returns the code of the ErrorMsg that `call` throws; nullopt if `call` throws no ErrorMsg.
 std::optional<unsigned int> ErrorCodeOf(const std::function<void()>& call) {
   try {
     call();

@@ -988,7 +988,7 @@ TEST_F(RegistryTest, AHookThatReturnsNullMakesADatasetWithoutASource) {
   EXPECT_EQ(registry_.GetDataSet(Add())->DataSource(), nullptr);
 }
 
-// The check for a file name in use comes after the hook.
+// The registry calls the hook before it checks whether the file name is in use.
 TEST_F(RegistryTest, AHookMayFreeTheFileNameByDeletingItsDataset) {
   Hook hook;
   const LocallyUniqueID first = Add("survey");

@@ -1,5 +1,5 @@
-// The order of steps when handles acquire and release. This program replaces sfMutexRW with a class
-// that locks nothing and records the counts at each call. It also replaces the operation that
+// The order of steps when handles acquire and release locks. This program replaces sfMutexRW with a
+// class that locks nothing and records the counts at each call. It also replaces the operation that
 // counts a reader, to record the counts there.
 
 #include <libsfthread/sfMutexRW.h>

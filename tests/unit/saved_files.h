@@ -50,8 +50,8 @@ inline void ModifyAt(const std::string& path, std::time_t second, long nanosecon
   ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
-// Runs `action` in a child process. Returns its result, an int from 0 to 255, or -1 if the process
-// dies.
+// Runs `action` in a child process. Returns the result of `action`, an int from 0 to 255, or -1 if
+// the process dies.
 template <class Action>
 int InAnotherProcess(Action action) {
   const pid_t child = fork();

@@ -1,6 +1,6 @@
-// The example with a server and a client in two processes. It runs to its end, or its client is
-// killed after some number of passes. In other tests, a process dies while it sends or receives a
-// frame.
+// The example with a server and a client in two processes. The example runs to its end, or its
+// client is killed after some number of passes. In other tests, a process dies while it sends or
+// receives a frame.
 
 #include <client/DictionaryDigest.h>
 #include <client/server/ChangeStreamObserver.h>

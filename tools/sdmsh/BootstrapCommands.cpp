@@ -196,7 +196,7 @@ std::string BytesText(std::size_t count) {
   return DictionaryText::Counted(static_cast<long long>(count), "byte");
 }
 
-// "it ends within the field at offset 50"
+// Returns a text such as "it ends within the field at offset 50".
 std::string FindingText(const Check& check) {
   const std::string offset = " at offset " + std::to_string(check.offset);
   if (check.finding == Check::Finding::Truncated) return "it ends within the field" + offset;

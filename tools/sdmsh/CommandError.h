@@ -29,7 +29,7 @@ std::string ExceptionText();
 // SIGINT ignored continues to ignore it.
 void CatchInterrupts();
 
-// If the flag is set, clears it and throws CommandError. For loops that may take long.
+// If the flag is set, clears it and throws CommandError. To be called in loops that may take long.
 //
 // Threads: any.
 void GiveUpIfInterrupted();
@@ -37,8 +37,8 @@ void GiveUpIfInterrupted();
 // Clears the flag that SIGINT sets.
 void ForgetInterrupt();
 
-// Blocks SIGINT in the current thread while it exists. The signal stays pending unless another
-// thread receives it.
+// Blocks SIGINT in the current thread during the lifetime of the object. The signal stays pending
+// unless another thread receives it.
 class InterruptsHeld {
  public:
   InterruptsHeld();

@@ -52,7 +52,7 @@ const std::vector<Command>& CommandTable();
 // Throws CommandError if no command has this name.
 const Command& CommandNamed(const std::string& name);
 std::vector<std::string> CommandNames();
-// "move DATASET VARIABLE to POSITION|before VARIABLE"
+// Returns a text such as "move DATASET VARIABLE to POSITION|before VARIABLE".
 std::string UsageOf(const Command& command);
 
 // Breaks the text into lines of at most `width` columns; 0 means no limit. Lines after the first

@@ -13,7 +13,8 @@
 namespace sdmsh {
 namespace {
 
-// Where the last word starts. After a blank outside quotes, the last word is empty.
+// Returns the position at which the last word starts. After a blank outside quotes, the last word
+// is empty.
 std::size_t StartOfLastWord(const std::string& text) {
   std::size_t start = 0;
   bool isQuoted = false;

@@ -78,7 +78,7 @@ void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataS
 struct Property {
   const char* name;
   std::string value;
-  bool usual = true;   // whether it is shown even if its value is "none"
+  bool usual = true;   // whether `show` prints the property even if its value is "none"
   bool isSent = true;  // whether a message carries each change of the property
 };
 
@@ -187,7 +187,8 @@ std::string SourceText(const SvrDMDataset& handle, const Contents& contents) {
   return contents.isClone ? "yes, a clone" : "yes";
 }
 
-// "  weight         none"
+// Returns one line for each property, such as "  weight         none". Omits unusual properties
+// whose value is "none".
 std::string InLines(const std::vector<Property>& properties) {
   std::string lines;
   for (const Property& property : properties) {
@@ -227,7 +228,7 @@ Json DatasetInJson(OpenDataset& dataset, const Contents& contents) {
 // ---------------------------------------------------------------------------------------------
 // Variables
 
-// " [weight, split 1]"; empty if the variable has no use.
+// Returns a text such as " [weight, split 1]"; empty if the variable has no use.
 std::string UsesInBrackets(const ORVX_DataSource& source, LocallyUniqueID id) {
   std::vector<std::string> uses;
   if (source.GetWeightVariableID() == id) uses.push_back("weight");

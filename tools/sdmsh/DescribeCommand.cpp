@@ -128,7 +128,7 @@ class Description {
   std::map<GroupKey, Group> groups_;
 };
 
-// `vote = 1 "Dole"`, with the value label if there is one
+// Returns a text such as `vote = 1 "Dole"`, with the value label if there is one.
 std::string GroupText(const Task& task, const GroupKey& key) {
   std::vector<std::string> parts;
   for (std::size_t i = 0; i < key.size(); ++i) {
@@ -142,7 +142,7 @@ std::string GroupText(const Task& task, const GroupKey& key) {
   return Joined(parts);
 }
 
-// Six significant digits; empty for a statistic that is not defined.
+// Formats six significant digits. Returns an empty text for a statistic that is not defined.
 std::string Rounded(double number) {
   if (std::isnan(number)) return "";
   char text[32];

@@ -134,7 +134,7 @@ Action DeleteVariables(Call& call) {
     return DeleteCases(call);
   }
   return [=](ORVX_DataSource& source) {
-    PositionsOf(source, names);  // refuses before anything has changed
+    PositionsOf(source, names);  // throws for wrong names before any change
     for (const std::string& name : names) {
       const int position = PositionOf(source, name);
       source.DeleteVariables(position, position);
@@ -165,7 +165,7 @@ Action ReorderVariables(Call& call) {
   const std::vector<std::string> names = call.TakeRest("VARIABLE");
   return [=, &call](SvrDMWriteableDataSource& writer) {
     ORVX_DataSource& source = SourceOf(writer, *call.dataset);
-    PositionsOf(source, names);  // refuses before anything has changed
+    PositionsOf(source, names);  // throws for wrong names before any change
     for (std::size_t to = 0; to < names.size(); ++to) {
       MoveTo(source, PositionOf(source, names[to]), static_cast<int>(to));
     }
@@ -240,7 +240,7 @@ Action SetMissingValues(Call& call) {
 
 Action SetLevel(Call& call) {
   const std::string name = call.Take("VARIABLE");
-  // In the order of the enumerators.
+  // The words are in the order of the enumerators.
   const auto level = static_cast<MeasurementLevel>(
       call.TakeOneOf({"unknown", "nominal", "ordinal", "interval", "ratio"}));
   return [=](ORVX_DataSource& source) {
@@ -251,7 +251,7 @@ Action SetLevel(Call& call) {
 Action SetFormat(Call& call) {
   const std::string name = call.Take("VARIABLE");
   VariableFormat format;
-  // In the order of the enumerators.
+  // The words are in the order of the enumerators.
   format.kind =
       static_cast<VariableFormat::Kind>(call.TakeOneOf({"plain", "date", "time", "datetime"}));
   if (call.Accept("width")) format.width = call.TakeNumber("NUMBER");

@@ -27,7 +27,7 @@ Json IdentifiersInJson(const std::vector<LocallyUniqueID>& ids);
 // Null for a missing number, a NaN. An infinity is a string, "Infinity" or "-Infinity".
 Json NumberInJson(double number);
 
-// A string, or a number as above.
+// A string, or a number as NumberInJson returns it.
 Json ValueInJson(const DataValue& value);
 
 // The number; null if it is negative, which means unknown.

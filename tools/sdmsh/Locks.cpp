@@ -34,12 +34,12 @@ void RefuseUnfitMessages(const OpenDataset& dataset) {
                      " do not fit together: " + failure);
 }
 
-// "read" or "write"
+// Returns "read" or "write".
 const char* ModeWord(LockMode mode) {
   return mode == LockMode::Read ? "read" : "write";
 }
 
-// "the write lock on survey"
+// Returns a text such as "the write lock on survey".
 std::string LockText(LockMode mode, const std::string& dataset) {
   return std::string("the ") + ModeWord(mode) + " lock on " + dataset;
 }
@@ -47,7 +47,7 @@ std::string LockText(const Hold& hold) {
   return LockText(hold.mode, hold.dataset->Name());
 }
 
-// "tables (reading), recode (writing)"
+// Returns a text such as "tables (reading), recode (writing)".
 std::string HoldersText(const std::vector<LockUser>& holders) {
   std::vector<std::string> words;
   for (const auto& [name, mode] : holders) {
@@ -57,7 +57,7 @@ std::string HoldersText(const std::vector<LockUser>& holders) {
   return Joined(words);
 }
 
-// "recode (to write), browse (to read)"
+// Returns a text such as "recode (to write), browse (to read)".
 std::string WaitersText(const std::vector<LockUser>& waiters) {
   std::vector<std::string> words;
   for (const auto& [name, mode] : waiters) words.push_back(name + " (to " + ModeWord(mode) + ")");
@@ -321,7 +321,8 @@ void CallerLocks::FinishAcquiring() {
   }
 }
 
-// Prints what the caller does with a lock. `state` is given if the lock is not free.
+// Prints what the caller does with a lock. If `state` is not null, also prints its holders and
+// waiters.
 void CallerLocks::Say(const char* what, const char* verb, const Hold& hold, const LockState* state,
                       const std::string& more) {
   const std::string& caller = hold.caller.Name();
@@ -406,8 +407,8 @@ void CallerLocks::Notify(Caller& caller, const OpenDataset& dataset) {
   RefuseUnfitMessages(dataset);
 }
 
-// Prints the messages to observers from the pass that the caller's thread ran, and whether the
-// caller's own observer was left out.
+// Prints the messages that observers received from the pass on the caller's thread. Also prints
+// that the caller's own observer was not notified, if there is one.
 void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
                               int passCountBefore) {
   shell_.Out().SayNotices();

@@ -64,7 +64,7 @@ class Caller {
 
   const std::string name_;
   const std::string label_;
-  bool isBusy_ = false;  // from Start to Finish
+  bool isBusy_ = false;  // true from Start to Finish
   mutable std::mutex mutex_;
   std::condition_variable_any changed_;
   std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
@@ -99,9 +99,11 @@ struct LockState {
   std::vector<LockUser> waiters;  // in the order of asking
 
   bool IsFree() const { return holders.empty() && waiters.empty(); }
-  // "held by tables (reading); waiting: recode (to write)"; "free" if nobody holds the lock.
+  // A text such as "held by tables (reading); waiting: recode (to write)"; "free" in place of the
+  // holders if nobody holds the lock.
   std::string ToText() const;
-  // ", held by tables (reading), behind recode (to write)"; empty if the lock is free.
+  // A text such as ", held by tables (reading), behind recode (to write)"; empty if the lock is
+  // free.
   std::string BlockersText() const;
   // Adds the members "holders" and "waiters", each an array of {"caller", "mode"}.
   void AddTo(Json& json) const;
@@ -136,8 +138,9 @@ class CallerLocks {
   void TryWrite(Caller& caller, const DatasetPtr& dataset);
 
   // Releases the last lock that the caller acquired on the dataset, even while the caller waits for
-  // another lock. Prints the messages to observers, and which callers get the lock. Refused if the
-  // caller holds no lock on the dataset. If the notification pass throws, the lock stays held.
+  // another lock. Prints the messages that observers receive, and which callers get the lock.
+  // Refused if the caller holds no lock on the dataset. If the notification pass throws, the lock
+  // stays held.
   void Release(Caller& caller, const DatasetPtr& dataset);
   // Releases all locks of the caller in the same way, the last acquired first.
   void ReleaseAll(Caller& caller);

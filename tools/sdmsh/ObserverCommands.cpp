@@ -1,5 +1,5 @@
-// The commands for observers of changes, for observers of the registry, and for reports of errors;
-// and the observers of the registry.
+// The commands for observers of changes, for observers of the registry, and for reports of errors.
+// Also implements RegistryObserver.
 
 #include "Arguments.h"
 #include "CommandError.h"

@@ -3,8 +3,7 @@
 //   output.Say("survey is closed",
 //              []() -> Json { return {{"event", "closed"}, {"dataset", "survey"}}; });
 //
-// Each event is given in both forms at the place where it happens. docs/usage.md lists the JSON
-// events.
+// The code that causes an event gives both forms of the event. docs/usage.md lists the JSON events.
 
 #ifndef SDMSH_OUTPUT_H_
 #define SDMSH_OUTPUT_H_
@@ -35,7 +34,7 @@ struct Look {
 // The look for standard output and standard error: the width of the terminal, and colour on a
 // terminal unless `json` or NO_COLOR is set (https://no-color.org).
 Look LookOfProcess(bool json);
-// 0 if standard output is not a terminal.
+// Returns the width in columns; 0 if standard output is not a terminal.
 std::size_t WidthOfTerminal();
 
 // Threads: one at a time.
@@ -51,9 +50,9 @@ class Output {
   void SetMaxWidth(std::size_t width) { look_.width = width; }
 
   // Prints an event, then the pending notices. `words` is a text without its last line feed, or a
-  // function that returns one. `json` is a function that returns an object, or null to print
-  // nothing. `json` is called only if the output is JSON, because even destroying a Json needs
-  // memory. If memory runs out, the event is lost; see TakeLoss.
+  // function that returns one. `json` is a function that returns a JSON object, or a JSON null to
+  // print nothing. `json` is called only if the output is JSON, because even destroying a Json
+  // needs memory. If memory runs out, the event is lost; see TakeLoss.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) noexcept {
     Try([&] { Print(Text(words, json)); });

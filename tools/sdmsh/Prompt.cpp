@@ -51,8 +51,8 @@ class Player {
     return good;
   }
 
-  // Releases all locks. Reports it and returns false if the release fails, if a caller was waiting,
-  // or if the input could not be read to its end.
+  // Releases all locks. Returns false if the release fails, if a caller was waiting, or if the
+  // input could not be read to its end; reports each of these.
   bool CloseDown(bool isReadToEnd) {
     line_ = 0;
     bool good = isReadToEnd;

@@ -118,7 +118,7 @@ const std::string kExtensionBytes =
     "\x03\0\0\0" "a\0z"s;  // bytes
 // clang-format on
 
-// The bytes without the common fields.
+// The common fields are not set.
 const std::string kImputationBytes =
     "\x1D\0\0\0"
     "DEMessages::ImputationInfoMsg"

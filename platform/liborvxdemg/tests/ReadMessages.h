@@ -1,4 +1,4 @@
-// The common arguments and the decoding of messages, for all tests of change messages.
+// Common arguments, and functions that decode messages, for all tests of change messages.
 
 #ifndef LIBORVXDEMG_TESTS_READMESSAGES_H_
 #define LIBORVXDEMG_TESTS_READMESSAGES_H_

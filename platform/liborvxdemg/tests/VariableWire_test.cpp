@@ -84,9 +84,9 @@ TEST(VariableEncoding, DecodingReplacesTheOldContent) {
 // clang-format off
 const std::string kFromFormatOn =
     "\x03" "\x13\0\0\0" "\x06\0\0\0"                                  // format: date and time
-    "\x02\0\0\0"                                                        // value labels: a number
+    "\x02\0\0\0"                                                        // two value labels
     "\0" "\0\0\0\0\0\0\xF0\x3F" "\x03\0\0\0one"
-    "\x01" "\x01\0\0\0x" "\0\0\0\0"                                    // and a string
+    "\x01" "\x01\0\0\0x" "\0\0\0\0"                                    // the label of a string
     "\x01\0\0\0" "\0" "\0\0\0\0\0\0\0\x40"                             // one missing value
     "\x04"                                                              // level: ratio
     "\x01\0\0\0" "\x01\0\0\0" "a" "\x01\0\0\0" "\x02\0\0\0" "b2"s;  // attributes

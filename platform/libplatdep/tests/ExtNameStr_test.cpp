@@ -1,5 +1,4 @@
-// Tests of libplatdep: opening a file for reading without blocking, and denying writing to
-// others.
+// Tests of libplatdep: opening a file for reading without blocking, and denying others to write.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

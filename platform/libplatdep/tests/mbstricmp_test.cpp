@@ -134,7 +134,7 @@ TEST(CaselessCompare, IsATotalOrder) {
   }
 }
 
-// A template, because a library without MBFoldedHash also satisfies the requirements.
+// A template, so that it also compiles with a library that does not have the optional MBFoldedHash.
 template <class Text>
 void ExpectHashesAgree(const std::vector<Text>& texts) {
   if constexpr (requires(Text text) { MBFoldedHash(text.c_str()); }) {

@@ -50,7 +50,8 @@ class Actor {
     AwaitEnd();
   }
 
-  // Returns false when the call has ended, true when its thread sleeps in the kernel.
+  // Returns when the call has ended or its thread sleeps in the kernel: true if the thread sleeps,
+  // false if the call has ended.
   bool Waits() const {
     while (!HasEnded()) {
       if (state_ == State::Playing && IsAsleep() && IsAsleep()) return !HasEnded();

@@ -1,6 +1,6 @@
-// Every interleaving of three threads that make four calls each (three with the thread sanitizer),
-// on the lock and on a simple model of its guarantees. Each thread makes any of the five calls, in
-// any order; after each call, each thread must wait or have returned as in the model. A state of
+// Tests every interleaving of three threads, on the lock and on a simple model of its guarantees.
+// Each thread makes four calls (three calls with the thread sanitizer) of the five operations, in
+// any order. After each call, each thread must wait or have returned as in the model. A state of
 // the lock (how it is held, the order of waiting threads, the readers) is explored only once;
 // states that differ only by a permutation of threads count as one state. From every state in which
 // readers wait for a waiting writer, the test also waits until the readers are admitted. Every run
@@ -380,7 +380,7 @@ TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
 // Returns the shortest run to each state in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
-  std::set<Model> seen;  // models with different numbers of calls left differ
+  std::set<Model> seen;  // distinguishes numbers of calls left
   std::set<Model> states;
   std::deque<std::pair<Model, std::vector<Step>>> open = {{Start(), {}}};
   while (!open.empty()) {

@@ -342,8 +342,8 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   EndReads(2);
 }
 
-// Interleaving: two threads read, a third thread releases one of the reads; then the first two read
-// again.
+// Interleaving: two threads read, a third thread releases one of the reads; then the first two
+// threads read again.
 TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   Actor first, second, other;
   Read(first);

@@ -1,4 +1,5 @@
-// The weighted mean of each numeric variable of a data file, read under the dataset's read lock.
+// Prints the weighted mean of each numeric variable of a data file, which is read under the
+// dataset's read lock.
 //
 //   weighted_means FILE WEIGHT_VARIABLE
 
