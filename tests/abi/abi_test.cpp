@@ -80,8 +80,8 @@ void* Function(const std::string& mangledName) {
   return address;
 }
 
-// The first two slots are the complete and the deleting destructor of the class. `mangledClass` is
-// the class name as in the symbols of its functions.
+// Checks that the first two slots are the complete and the deleting destructor of the class.
+// `mangledClass` is the class name as in the symbols of its functions.
 void ExpectDestructorsFirst(const VirtualTable& table, const std::string& mangledClass) {
   ASSERT_GE(table.count, 2U);
   EXPECT_EQ(table.slots[0], Function("_ZN" + mangledClass + "D1Ev"));

@@ -1,8 +1,8 @@
 #!/bin/sh
 # Compares what each library exports with its list in tests/abi/exported/.
 #
-#   exported_symbols.sh NM LIBRARY...              prints the differences and fails if there are any
-#   UPDATE=1 exported_symbols.sh NM LIBRARY...     writes the lists; the libraries are a Clang build
+#   exported_symbols.sh NM LIBRARY...           prints the differences and fails if there are any
+#   UPDATE=1 exported_symbols.sh NM LIBRARY...  writes the lists; needs libraries of a Clang build
 #
 # A list holds the strong symbols as Clang makes them, demangled. GCC makes virtual tables and type
 # information weak, and each compiler adds weak copies of inline functions. So a weak symbol counts

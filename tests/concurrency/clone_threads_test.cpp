@@ -138,7 +138,8 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsConcurrently) {
   EXPECT_EQ(deaths, 1);
 }
 
-// All copies share the clone below them, which sets its parent link for each copy.
+// All copies share the clone below them. That clone sets its parent link whenever a copy makes an
+// iterator.
 TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
   const SvrDMCloneDataSource outer(
       new SvrDMCloneDataSource(new FilteredDataSource(new CountedSurvey(deaths))));

@@ -93,8 +93,8 @@ inline long LivingBlocks() {
 // Calls `event` once, when `storage` is next freed with the global operators.
 void WhenFreed(void* storage, std::function<void()> event);
 
-// For the replaced operators: allocates, and counts the allocation in `counts`. Returns null on
-// failure.
+// Called by the replaced operators. Take allocates storage, or returns null on failure; Free frees
+// storage. Both count the call in `counts`.
 void* Take(std::size_t size, Heap& counts) noexcept;
 void Free(void* storage, Heap& counts) noexcept;
 

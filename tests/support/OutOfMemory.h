@@ -23,7 +23,8 @@
 
 namespace support {
 
-// One call of an operation, on objects of its own that both functions share.
+// One call of an operation. Its functions share the objects of the call; no other trial uses these
+// objects.
 struct Trial {
   std::function<void()> call;
   // Everything that the call may change, as text.

@@ -922,7 +922,8 @@ TEST_F(SavedFile, IsOpenedWithTimeZeroIfItsTimeCannotBeRead) {
 // ---------------------------------------------------------------------------------------------
 // The creation time
 
-// Converts with the platform, because the item does not define the scale of date values.
+// Returns a date value. Uses the conversion of the platform, which defines the scale of date
+// values.
 double DateValue(long day, long month, long year, long hour, long minute, double second) {
   double value = 0;
   EXPECT_EQ(iDMY2Orvx(day, month, year, hour, minute, second, &value), 0);

@@ -562,7 +562,7 @@ TEST(LibraryMemory, TheLockMonitorReportsOrThrows) {
   });
 }
 
-// A new thread has no table of records yet.
+// The reader is on a new thread, which has no table of records yet and no memory for one.
 TEST(LibraryMemory, AReaderWithoutARecordMakesReportsIncomplete) {
   const Monitored monitored;
   World world;

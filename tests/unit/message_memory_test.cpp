@@ -74,7 +74,7 @@ std::string TextOf(const std::unique_ptr<Message>& message) {
   return BytesOf(*message);
 }
 
-// Adds the operations of every message: making, copying, encoding, and decoding with `read`.
+// Adds the operations that every message has: making, copying, encoding, and decoding with `read`.
 template <class Make, class Read>
 void AddOperations(const std::string& name, Make make, Read read, std::vector<Operation>& all) {
   const auto message = std::shared_ptr(make());

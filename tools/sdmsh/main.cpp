@@ -51,7 +51,7 @@ int Run(std::istream* script, const std::string& file, bool json) {
   sdmsh::CatchInterrupts();
   sdmsh::Shell shell(ServerDataManager::GetInstance(), output);
   const int status = Play(shell, script, file, json) ? kGood : kFailed;
-  // The destructor would join a thread that waits forever for a lock.
+  // The destructor of the shell would join a thread that waits forever for a lock.
   if (shell.IsStuck()) std::_Exit(Ended(kFailed));
   return Ended(status);
 }

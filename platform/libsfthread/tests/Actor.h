@@ -50,8 +50,8 @@ class Actor {
     AwaitEnd();
   }
 
-  // Returns when the call has ended or its thread sleeps in the kernel: true if the thread sleeps,
-  // false if the call has ended.
+  // Waits until the call has ended or the actor's thread sleeps in the kernel. Returns whether the
+  // thread sleeps.
   bool Waits() const {
     while (!HasEnded()) {
       if (state_ == State::Playing && IsAsleep() && IsAsleep()) return !HasEnded();
