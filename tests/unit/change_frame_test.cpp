@@ -266,7 +266,7 @@ class HostileMessages : public testing::Test {
               << all_ << " for a frame\n";
   }
 
-  // The mirror before and after the unchanged frame is applied.
+  // The mirrors before and after the unchanged frame is applied.
   DictionaryMirror before_;
   DictionaryMirror after_ = MirrorAfter({FullSnapshot()});
 

@@ -237,8 +237,8 @@ TEST(VariableListHash, IsTheSameForAnyCutIntoParts) {
   }
 }
 
-// Computed with a calculator for numbers of any size: modulo 2^61 - 1,
-// high[0] * 37^2 + high[1] * 37 + high[2] and low[0] * 43^2 + low[1] * 43 + low[2].
+// The expected numbers were computed with a calculator for numbers of any size: high[0] * 37^2 +
+// high[1] * 37 + high[2] and low[0] * 43^2 + low[1] * 43 + low[2], both modulo 2^61 - 1.
 TEST(VariableListHash, IsTheSumOfPowers) {
   VariableListHash hash;
   hash.Append(VariableHash{0xffffffffffffffff, 0x0123456789abcdef});

@@ -32,7 +32,7 @@
 namespace sdmsh {
 namespace {
 
-// Runs the lines of a script, or of other input, for which `file` is empty.
+// Runs the lines of a script or of other input. `file` is the script; empty for other input.
 class Player {
  public:
   Player(Shell& shell, std::string file) : shell_(shell), file_(std::move(file)) {}

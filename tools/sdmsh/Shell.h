@@ -80,7 +80,7 @@ class Shell {
   Output& Out() { return output_; }
   ServerDataManager& Registry() { return registry_; }
   CallerLocks& Locks() { return locks_; }
-  // The callers that watch the registry.
+  // The registry observers of the callers that watch the registry, by the name of the caller.
   std::map<std::string, RegistryObserver>& Watches() { return watches_; }
 
   // The dataset in the registry with this handle name (ignoring case) or this identifier, written
