@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 
 namespace sdm_internal {
 
@@ -35,6 +36,25 @@ class PartReader {
     return found;
   }
 
+  // Up to two digits.
+  long ShortNumber() {
+    const long number = Number(1);
+    return StartsWith("0123456789") ? number * 10 + Number(1) : number;
+  }
+
+  // The index of the word that the text starts with, ignoring case in ASCII.
+  template <std::size_t size>
+  long Word(const std::array<std::string_view, size>& words, std::size_t length) {
+    for (std::size_t i = 0; i < size; ++i) {
+      const std::string_view word = words[i].substr(0, length);
+      if (!SameWord(rest_.substr(0, word.size()), word)) continue;
+      rest_.remove_prefix(word.size());
+      return static_cast<long>(i);
+    }
+    isGood_ = false;
+    return 0;
+  }
+
   long Number(std::size_t digits) {
     long number = 0;
     for (std::size_t i = 0; i < digits; ++i) {
@@ -59,6 +79,12 @@ class PartReader {
   }
 
  private:
+  static bool SameWord(std::string_view text, std::string_view word) {
+    const auto lower = [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    return std::equal(text.begin(), text.end(), word.begin(), word.end(),
+                      [&](char a, char b) { return lower(a) == lower(b); });
+  }
+
   std::string_view rest_;
   bool isGood_ = true;
 };
@@ -120,6 +146,81 @@ bool ReadZone(PartReader& parts, Calendar& time) {
   return hours < 24 && minutes < 60;
 }
 
+constexpr std::array<std::string_view, 12> kMonths = {
+    "January", "February", "March",     "April",   "May",      "June",
+    "July",    "August",   "September", "October", "November", "December"};
+constexpr std::array<std::string_view, 2> kHalves = {"AM", "PM"};
+
+// A time as a pattern gives it.
+struct PatternTime {
+  Calendar calendar;
+  long hourOf12 = 0;   // 0: none
+  long half = 0;       // 1: PM
+  long dayOfYear = 0;  // 0: none
+};
+
+// Returns false for a number that does not exist.
+bool ReadDirective(char directive, PartReader& parts, PatternTime& time) {
+  Calendar& c = time.calendar;
+  switch (directive) {
+    case 'Y':
+      c.year = parts.Number(4);
+      return true;
+    case 'y':
+      c.year = parts.Number(2);
+      c.year += c.year < 69 ? 2000 : 1900;
+      return true;
+    case 'm':
+      c.month = parts.ShortNumber();
+      return true;
+    case 'B':
+    case 'b':
+      c.month = 1 + parts.Word(kMonths, directive == 'b' ? 3 : std::string_view::npos);
+      return true;
+    case 'd':
+      c.day = parts.ShortNumber();
+      return true;
+    case 'j':
+      time.dayOfYear = parts.Number(3);
+      return time.dayOfYear > 0;
+    case 'H':
+      c.hour = parts.ShortNumber();
+      return true;
+    case 'I':
+      time.hourOf12 = parts.ShortNumber();
+      return time.hourOf12 >= 1 && time.hourOf12 <= 12;
+    case 'p':
+      time.half = parts.Word(kHalves, 2);
+      return true;
+    case 'M':
+      c.minute = parts.ShortNumber();
+      return true;
+    case 'S':
+      c.second = parts.ShortNumber();
+      return true;
+    case 'f':
+      c.fraction = parts.Fraction();
+      return true;
+    case 'z':
+      return ReadZone(parts, c);
+    default:  // %%
+      parts.Skip(std::string_view(&directive, 1));
+      return true;
+  }
+}
+
+std::optional<double> ValueOf(PatternTime time) {
+  Calendar& c = time.calendar;
+  if (time.hourOf12 > 0) c.hour = time.hourOf12 % 12 + 12 * time.half;
+  if (time.dayOfYear == 0) return ValueOf(c);
+  const auto start = ValueOf(Calendar{c.year});
+  const auto end = ValueOf(Calendar{c.year, 12, 31});
+  const double days = static_cast<double>(time.dayOfYear - 1) * kSecondsPerDay;
+  const auto value = ValueOf(c);
+  return start && end && value && *start + days <= *end ? std::optional(*value + days)
+                                                        : std::nullopt;
+}
+
 // A fraction of a second as ".25"; with `digits` digits.
 std::string FractionText(double fraction, int digits) {
   std::array<char, 64> text;
@@ -162,6 +263,7 @@ std::string CalendarText(double days) {
 }  // namespace
 
 std::optional<double> ParseDate(std::string_view text) {
+  // Decides quickly for most texts that are no dates.
   if (text.size() != std::string_view("YYYY-MM-DD").size()) return std::nullopt;
   PartReader parts(text);
   Calendar date;
@@ -184,6 +286,43 @@ std::optional<double> ParseDateTime(std::string_view text) {
   ReadTime(parts, time);
   if (!parts.IsAtEnd() && !ReadZone(parts, time)) return std::nullopt;
   return parts.IsAtEnd() ? ValueOf(time) : std::nullopt;
+}
+
+std::optional<double> ParseByPattern(std::string_view text, std::string_view pattern) {
+  PartReader parts(text);
+  PatternTime time;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] != '%') {
+      parts.Skip(pattern.substr(i, 1));
+    } else if (!ReadDirective(pattern[++i], parts, time)) {
+      return std::nullopt;
+    }
+  }
+  return parts.IsAtEnd() ? ValueOf(time) : std::nullopt;
+}
+
+void CheckDatePattern(std::string_view pattern, std::string_view directives) {
+  std::string found;
+  for (std::size_t i = 0; i < pattern.size(); ++i) {
+    if (pattern[i] != '%') continue;
+    const std::string_view directive = pattern.substr(++i, 1);
+    if (directive == "%") continue;
+    if (directive.empty() || directives.find(directive) == directives.npos) {
+      throw std::invalid_argument("'%" + std::string(directive) + "' is not supported");
+    }
+    if (found.find(directive) != found.npos) {
+      throw std::invalid_argument("'%" + std::string(directive) + "' occurs twice");
+    }
+    found += directive;
+  }
+  const auto has = [&](const char* directive) { return found.find(directive) != found.npos; };
+  if (found.empty()) throw std::invalid_argument("it has no directive such as %Y");
+  if (has("Y") && has("y")) throw std::invalid_argument("%Y and %y contradict each other");
+  if (has("I") != has("p")) throw std::invalid_argument("%I and %p need each other");
+  if (has("I") && has("H")) throw std::invalid_argument("%H and %I contradict each other");
+  if (has("j") && (has("m") || has("b") || has("B") || has("d"))) {
+    throw std::invalid_argument("%j and another day contradict each other");
+  }
 }
 
 std::optional<bool> ParseBoolean(std::string_view text) {

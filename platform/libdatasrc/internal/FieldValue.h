@@ -31,6 +31,19 @@ std::optional<double> ParseTime(std::string_view text);
 // 24 hours or more does not exist.
 std::optional<double> ParseDateTime(std::string_view text);
 
+// A date, a time or both by a pattern of strptime (POSIX) with numbers of one or two digits, for
+// year 1970, month 1, day 1 and midnight where the pattern says nothing:
+//   %Y %y %m %d %j         year (four digits; two digits from 1969), month, day; day of the year
+//   %B %b                  English name of the month, in full or its first three letters
+//   %H %I %p %M %S %f      hour, hour of 12 with AM or PM, minute, second, fraction of a second
+//   %z %%                  a zone as in ParseDateTime; a percent sign
+// Other characters stand for themselves. `pattern` must have passed CheckDatePattern.
+std::optional<double> ParseByPattern(std::string_view text, std::string_view pattern);
+
+// Throws std::invalid_argument for a directive other than `directives`, such as "Ymd", and for
+// directives that contradict each other, such as %Y and %y.
+void CheckDatePattern(std::string_view pattern, std::string_view directives);
+
 // "true" or "false" in lower or upper case or capitalised; not 1 and 0, which are numbers unless a
 // schema says otherwise.
 std::optional<bool> ParseBoolean(std::string_view text);

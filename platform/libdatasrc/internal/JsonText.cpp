@@ -184,4 +184,8 @@ JsonValue ParseJson(const std::string& file, const std::string& text) {
   return std::move(builder.root);
 }
 
+bool IsJson(std::string_view text) {
+  return json::accept(text.begin(), text.end());
+}
+
 }  // namespace sdm_internal

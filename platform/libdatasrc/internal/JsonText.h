@@ -36,6 +36,9 @@ struct JsonValue {
 // position, if the text is invalid.
 JsonValue ParseJson(const std::string& file, const std::string& text);
 
+// Whether the text is one JSON value, nested to any depth.
+bool IsJson(std::string_view text);
+
 }  // namespace sdm_internal
 
 #endif  // LIBDATASRC_INTERNAL_JSONTEXT_H_

@@ -1,21 +1,21 @@
-// Reads the members of a table schema that data files use.
+// Reads a table schema; SchemaFieldReader reads its fields.
 
-#include <libdatasrc/DataFileError.h>
-#include <libdatasrc/internal/JsonText.h>
 #include <libdatasrc/internal/RegularFile.h>
-#include <libdatasrc/internal/TableSchema.h>
+#include <libdatasrc/internal/SchemaFieldReader.h>
 #include <libdatasrc/SystemFileDataSource.h>
 
-#include <algorithm>
 #include <array>
 #include <filesystem>
-#include <set>
+#include <map>
+#include <utility>
 
 namespace sdm_internal {
 
 namespace {
 
 constexpr std::size_t kMaxSchemaBytes = SystemFileDataSource::kMaxRecordBytes;
+// Of parts that may be larger than their text: states of patterns, copies of missing values.
+constexpr std::size_t kMaxParts = 1000000;
 
 std::string ReadAll(RegularFile file) {
   std::string text;
@@ -29,129 +29,147 @@ std::string ReadAll(RegularFile file) {
   return text;
 }
 
-template <class T>
-constexpr const char* kTypeName = nullptr;
-template <>
-constexpr const char* kTypeName<bool> = "true or false";
-template <>
-constexpr const char* kTypeName<std::string> = "a string";
-template <>
-constexpr const char* kTypeName<JsonValue::Array> = "an array";
-template <>
-constexpr const char* kTypeName<JsonValue::Object> = "an object";
-
-std::optional<SchemaField::Type> ParseType(std::string_view name) {
-  static constexpr std::array<std::string_view, 13> kInferred = {
-      "any",      "array", "boolean", "date", "datetime", "duration", "geojson",
-      "geopoint", "list",  "object",  "time", "year",     "yearmonth"};
-  if (name == "string") return SchemaField::Type::String;
-  if (name == "integer") return SchemaField::Type::Integer;
-  if (name == "number") return SchemaField::Type::Number;
-  const bool isKnown = std::find(kInferred.begin(), kInferred.end(), name) != kInferred.end();
-  return isKnown ? std::optional(SchemaField::Type::Inferred) : std::nullopt;
-}
-
 class SchemaReader {
  public:
-  explicit SchemaReader(const std::string& file) { schema_.file = file; }
+  explicit SchemaReader(const std::string& file) : json_(file) { schema_.file = file; }
 
   TableSchema Read(const std::string& text) {
     const JsonValue root = ParseJson(schema_.file, text);
-    Require<JsonValue::Object>(root, "the schema");
-    if (const auto* title = OptionalMember<std::string>(root, "title")) schema_.title = *title;
-    missingValues_ = MissingValuesOf(root, std::make_shared<MissingTexts>(MissingTexts{""}));
-    for (const JsonValue& field : RequiredMember<JsonValue::Array>(root, "fields"))
-      ReadField(field);
+    json_.Require<JsonValue::Object>(root, "the schema");
+    json_.OptionalMember<std::string>(root, "$schema");
+    if (const auto* title = json_.OptionalMember<std::string>(root, "title")) {
+      schema_.title = *title;
+    }
+    schema_.attributes = ReadAttributes(json_, root, {"description"});
+    ReadFields(root);
+    if (const JsonValue* match = root.Member("fieldsMatch")) ReadFieldsMatch(*match);
+    ReadKeys(root);
+    ReadReferences(root);
+    ReadRoles(root);
     return std::move(schema_);
   }
 
  private:
-  void ReadField(const JsonValue& json) {
-    Require<JsonValue::Object>(json, "a field");
-    SchemaField field;
-    field.name = RequiredMember<std::string>(json, "name");
-    field.position = json.Member("name")->position;
-    if (!names_.insert(field.name).second) {
-      schema_.Fail(field.position, "duplicate field name '" + field.name + "'");
+  void ReadFields(const JsonValue& root) {
+    const SchemaMissingValues none = {std::make_shared<MissingTexts>(MissingTexts{""}), {}};
+    const SchemaMissingValues missing = ReadMissingValues(json_, root, none);
+    for (const JsonValue& each : json_.RequiredMember<JsonValue::Array>(root, "fields")) {
+      SchemaField field = ReadSchemaField(json_, each, missing);
+      const std::size_t position = schema_.fields.size();
+      if (!positions_.emplace(field.name, position).second) {
+        schema_.Fail(field.position, "duplicate field name '" + field.name + "'");
+      }
+      const JsonValue* constraints = each.Member("constraints");
+      if (constraints != nullptr && json_.BoolOf(*constraints, "unique", false)) {
+        schema_.keys.push_back({"unique", {position}});
+      }
+      CountParts(field, each);
+      schema_.fields.push_back(std::move(field));
     }
-    if (const auto* title = OptionalMember<std::string>(json, "title")) field.label = *title;
-    field.type = TypeOf(json);
-    if (const auto* ordered = OptionalMember<bool>(json, "categoriesOrdered")) {
-      field.categoriesOrdered = *ordered;
-    }
-    if (const auto* categories = OptionalMember<JsonValue::Array>(json, "categories")) {
-      for (const JsonValue& each : *categories) field.categories.push_back(CategoryOf(each));
-    }
-    field.missingValues = MissingValuesOf(json, missingValues_);
-    schema_.fields.push_back(std::move(field));
   }
 
-  SchemaField::Type TypeOf(const JsonValue& field) const {
-    const auto* name = OptionalMember<std::string>(field, "type");
-    if (name == nullptr) return SchemaField::Type::Inferred;
-    const auto type = ParseType(*name);
-    if (!type) Fail(*field.Member("type"), "'" + *name + "' is not a field type");
-    return *type;
-  }
-
-  // `json` is a value, or an object with `value` and `label`.
-  SchemaCategory CategoryOf(const JsonValue& json) const {
-    SchemaCategory category;
-    const JsonValue* value = &json;
-    if (json.As<JsonValue::Object>() != nullptr) {
-      value = json.Member("value");
-      if (value == nullptr) Fail(json, "category without a value");
-      if (const auto* label = OptionalMember<std::string>(json, "label")) category.label = *label;
+  void CountParts(const SchemaField& field, const JsonValue& json) {
+    parts_ += field.missing.size();
+    for (const auto& [name, texts] : field.attributes) parts_ += texts.size();
+    for (const auto* form : {&field.rules.form, &field.rules.pattern}) {
+      if (*form && (*form)->pattern) parts_ += (*form)->pattern->StateCount();
     }
-    category.position = value->position;
-    if (const auto* number = value->As<double>()) {
-      category.value = *number;
-    } else if (const auto* text = value->As<std::string>()) {
-      category.value = *text;
-    } else {
-      Fail(*value, "the value of a category must be a number or a string");
+    if (parts_ > kMaxParts) json_.Fail(json, "too many missing values or too large patterns");
+  }
+
+  void ReadFieldsMatch(const JsonValue& match) {
+    // The older form is an array with one string.
+    const auto* array = match.As<JsonValue::Array>();
+    const JsonValue& text = array != nullptr && array->size() == 1 ? array->front() : match;
+    schema_.fieldsMatch = static_cast<TableSchema::FieldsMatch>(
+        json_.OneOf(text, "'fieldsMatch'", {"exact", "equal", "subset", "superset", "partial"}));
+  }
+
+  void ReadKeys(const JsonValue& root) {
+    if (const JsonValue* key = root.Member("primaryKey")) {
+      schema_.keys.push_back({"primaryKey", FieldsOf(*key, "'primaryKey'")});
+      for (const std::size_t field : schema_.keys.back().fields) {
+        schema_.fields[field].rules.isRequired = true;
+      }
     }
-    return category;
-  }
-
-  std::shared_ptr<const MissingTexts> MissingValuesOf(
-      const JsonValue& object, std::shared_ptr<const MissingTexts> otherwise) const {
-    const auto* values = OptionalMember<JsonValue::Array>(object, "missingValues");
-    if (values == nullptr) return otherwise;
-    const auto texts = std::make_shared<MissingTexts>();
-    for (const JsonValue& each : *values) {
-      texts->insert(Require<std::string>(each, "a missing value"));
+    const auto* keys = json_.OptionalMember<JsonValue::Array>(root, "uniqueKeys");
+    if (keys == nullptr) return;
+    for (const JsonValue& key : *keys) {
+      schema_.keys.push_back({"uniqueKeys", FieldsOf(key, "a unique key")});
     }
-    return texts;
   }
 
-  template <class T>
-  const T& Require(const JsonValue& json, const std::string& what) const {
-    const T* value = json.As<T>();
-    if (value == nullptr) Fail(json, what + " must be " + kTypeName<T>);
-    return *value;
+  void ReadReferences(const JsonValue& root) {
+    const auto* references = json_.OptionalMember<JsonValue::Array>(root, "foreignKeys");
+    if (references == nullptr) return;
+    for (const JsonValue& each : *references) schema_.references.push_back(ReferenceOf(each));
   }
 
-  // Null if there is no such member.
-  template <class T>
-  const T* OptionalMember(const JsonValue& object, const std::string& name) const {
+  SchemaReference ReferenceOf(const JsonValue& json) const {
+    json_.Require<JsonValue::Object>(json, "a foreign key");
+    const JsonValue& fields = RequiredMember(json, "fields");
+    const JsonValue& reference = RequiredMember(json, "reference");
+    json_.Require<JsonValue::Object>(reference, "'reference'");
+    const auto* resource = json_.OptionalMember<std::string>(reference, "resource");
+    if (resource != nullptr && !resource->empty()) {
+      json_.Fail(json, "a foreign key to another table, '" + *resource + "', cannot be checked");
+    }
+    SchemaReference result{
+        FieldsOf(fields, "'fields'"),
+        FieldsOf(RequiredMember(reference, "fields"), "'fields' of the reference")};
+    if (result.fields.size() != result.referenced.size()) {
+      json_.Fail(json, "a foreign key must have as many fields as its reference");
+    }
+    for (std::size_t i = 0; i < result.fields.size(); ++i) {
+      const FieldRules& one = schema_.fields[result.fields[i]].rules;
+      const FieldRules& other = schema_.fields[result.referenced[i]].rules;
+      if (one.type != other.type)
+        json_.Fail(json, "a foreign key must have the types it refers to");
+    }
+    return result;
+  }
+
+  const JsonValue& RequiredMember(const JsonValue& object, const std::string& name) const {
     const JsonValue* member = object.Member(name);
-    return member != nullptr ? &Require<T>(*member, "'" + name + "'") : nullptr;
+    if (member == nullptr) json_.Fail(object, "missing member '" + name + "'");
+    return *member;
   }
 
-  template <class T>
-  const T& RequiredMember(const JsonValue& object, const std::string& name) const {
-    const T* value = OptionalMember<T>(object, name);
-    if (value == nullptr) Fail(object, "missing member '" + name + "'");
-    return *value;
+  // The positions of the named fields: one name, or an array of different names.
+  std::vector<std::size_t> FieldsOf(const JsonValue& json, const std::string& what) const {
+    std::vector<std::size_t> fields;
+    if (json.As<std::string>() != nullptr) return {FieldOf(json, what)};
+    for (const JsonValue& each : json_.Require<JsonValue::Array>(json, what)) {
+      fields.push_back(FieldOf(each, "a field of " + what));
+    }
+    if (fields.empty()) json_.Fail(json, what + " must name a field");
+    return fields;
   }
 
-  [[noreturn]] void Fail(const JsonValue& json, const std::string& text) const {
-    schema_.Fail(json.position, text);
+  std::size_t FieldOf(const JsonValue& json, const std::string& what) const {
+    const auto& name = json_.Require<std::string>(json, what);
+    const auto found = positions_.find(name);
+    if (found == positions_.end()) json_.Fail(json, "there is no field '" + name + "'");
+    return found->second;
   }
 
-  std::set<std::string> names_;
-  std::shared_ptr<const MissingTexts> missingValues_;  // of the table
+  // Weight, filter and split.
+  void ReadRoles(const JsonValue& root) {
+    if (const JsonValue* weight = root.Member("weight")) schema_.weight = NameOf(*weight, "weight");
+    if (const JsonValue* filter = root.Member("filter")) schema_.filter = NameOf(*filter, "filter");
+    if (const auto* split = json_.OptionalMember<JsonValue::Array>(root, "split")) {
+      for (const JsonValue& each : *split) schema_.split.push_back(NameOf(each, "split"));
+    }
+    schema_.splitSeparate = json_.BoolOf(root, "splitSeparate", false);
+  }
+
+  SchemaName NameOf(const JsonValue& json, const std::string& member) const {
+    return {json_.Require<std::string>(json, "'" + member + "'"), json.position};
+  }
+
+  SchemaJson json_;
+  std::map<std::string, std::size_t> positions_;  // of the fields
+  std::size_t parts_ = 0;
   TableSchema schema_;
 };
 
@@ -162,12 +180,15 @@ void TableSchema::Fail(TextPosition where, const std::string& text) const {
 }
 
 std::optional<TableSchema> ReadSchemaOf(const std::string& path) {
-  const std::string schemaPath =
-      std::filesystem::path(path).replace_extension(".schema.json").string();
-  std::optional<RegularFile> file = RegularFile::OpenIfExists(schemaPath);
+  std::filesystem::path schemaPath = path;
+  if (schemaPath.extension() == ".gz" || schemaPath.extension() == ".zst") {
+    schemaPath.replace_extension();
+  }
+  schemaPath.replace_extension(".schema.json");
+  std::optional<RegularFile> file = RegularFile::OpenIfExists(schemaPath.string());
   if (!file) return std::nullopt;
   const std::string text = ReadAll(std::move(*file));
-  return SchemaReader(schemaPath).Read(text);
+  return SchemaReader(schemaPath.string()).Read(text);
 }
 
 }  // namespace sdm_internal

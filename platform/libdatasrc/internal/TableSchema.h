@@ -1,30 +1,89 @@
-// TableSchema: the dictionary beside a data file, a Frictionless Table Schema.
+// TableSchema: the dictionary beside a data file, a Frictionless Table Schema (version 2).
+//
+// Every member that the standard defines has an effect or is rejected; nothing is read as if it
+// were not there. What becomes of a member:
+//
+//   field: name, title            name and label of the variable
+//     type                        see the table of types below
+//     format                      of date, time and datetime: default (ISO 8601), or a pattern of
+//                                 strptime; `any` is rejected. Of a string: email, uri, uuid and
+//                                 binary are checked. Otherwise only the default of the type
+//     decimalChar, groupChar, bareNumber, trueValues, falseValues
+//                                 read with the types that have them, otherwise rejected
+//     categories                  value labels. They do not restrict the values: `enum` does
+//     categoriesOrdered           measurement level ordinal, otherwise nominal
+//     missingValues               instead of the missing values of the table
+//     description, rdfType, example   attributes of the variable, under the name of the member
+//     constraints                 see the table of constraints below
+//   schema: fields                matched to columns as `fieldsMatch` says; without it, by name,
+//   and
+//                                 columns may have no field
+//     missingValues               texts that read as missing. With labels: a value of the type of
+//                                 the field stays a value, is declared missing and has the label;
+//                                 other texts read as missing, with the label in the attribute
+//                                 `missingValues`
+//     title, description          label of the dataset; its attribute `description`
+//     primaryKey, uniqueKeys      checked; rows with a missing value have no unique key
+//     foreignKeys                 checked if they refer to the same table, otherwise rejected
+//     $schema                     must be a string
+//
+//   type       values                                           stored as
+//   string     any text                                         string
+//   number     a decimal number; NaN is missing, INF an error   number
+//   integer    a decimal number without fraction                number
+//   boolean    trueValues, falseValues                          1, 0
+//   date       YYYY-MM-DD, or the pattern                       date value, format Date
+//   datetime   ISO 8601, or the pattern; UTC without a zone     date value, format DateTime
+//   time       hh:mm[:ss], or the pattern                       seconds since midnight, format Time
+//   year       four digits or more, with an optional minus      number
+//   yearmonth, duration, geopoint                               string; the form is checked
+//   object, array, geojson                                      string; must be JSON of that kind
+//   list       any text; `itemType` other than string: rejected   string
+//   any, none  as in a file without a schema                    as in a file without a schema
+//
+//   constraint                    checked for                        rejected for
+//   required, unique              every type
+//   enum                          every type                         any, none
+//   minimum, maximum, exclusiveMinimum, exclusiveMaximum
+//                                 number, integer, date, time,       all others
+//                                 datetime, year
+//   minLength, maxLength          string (in characters)             all others
+//   pattern                       string (see TextPattern.h)         all others
+//   jsonSchema, unknown names                                        every type
+//
+// Members beyond the standard, in which saving a dictionary puts the rest of it:
+//
+//   field: width                  of a string variable in bytes: at least this
+//     level                       "nominal", "ordinal", "interval" or "ratio"
+//     role                        the attribute `role`
+//     printFormat                 {"kind": "plain" | "date" | "time" | "datetime",
+//                                  "width": 8, "decimals": 2}; all optional
+//     missing                     an array: the values that are declared missing
+//     attributes                  {"name": "value", "other": ["value", "value"]}
+//   schema: weight, filter        the name of a column
+//     split                       an array of names of columns
+//     splitSeparate               true or false
+//     attributes                  of the dataset, like those of a field
+//
+// Other members are skipped, as the standard allows them to anyone.
 
 #ifndef LIBDATASRC_INTERNAL_TABLESCHEMA_H_
 #define LIBDATASRC_INTERNAL_TABLESCHEMA_H_
 
+#include <libdatasrc/internal/FieldRules.h>
 #include <libdatasrc/internal/TextPosition.h>
 #include <libdatasrc/ORVX_Variable.h>
 
 #include <cstddef>
-#include <functional>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <unordered_set>
 #include <vector>
 
 namespace sdm_internal {
 
-// Transparent: lookup by string_view copies nothing.
-struct TextHash {
-  using is_transparent = void;
-  std::size_t operator()(std::string_view text) const {
-    return std::hash<std::string_view>()(text);
-  }
-};
-using MissingTexts = std::unordered_set<std::string, TextHash, std::equal_to<>>;
+using MissingTexts = TextSet;
 
 struct SchemaCategory {
   DataValue value;
@@ -39,22 +98,57 @@ struct SchemaField {
   TextPosition position;  // of the name
   std::string label;
   Type type = Type::Inferred;
+  FieldRules rules;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  // Never null; usually the missing values of the table.
+  // Never null; usually the missing values of the table. Without the texts in `missing`.
   std::shared_ptr<const MissingTexts> missingValues;
+
+  std::optional<int> width;
+  std::optional<MeasurementLevel> level;
+  std::optional<VariableFormat> format;
+  std::vector<SchemaCategory> missing;  // the values declared missing; the label may be empty
+  VariableAttributes attributes;
+};
+
+// Fields by position in TableSchema::fields.
+struct SchemaKey {
+  std::string rule;  // "unique", "primaryKey" or "uniqueKeys"
+  std::vector<std::size_t> fields;
+};
+struct SchemaReference {
+  std::vector<std::size_t> fields;
+  std::vector<std::size_t> referenced;  // as many
+};
+
+struct SchemaName {
+  std::string name;
+  TextPosition position;
 };
 
 struct TableSchema {
+  // How fields match columns: Exact, one for each column in the same order; otherwise by name.
+  // Equal, one for each column; Subset, columns may have no field; Superset, fields may have no
+  // column; Partial, both, but at least one matches.
+  enum class FieldsMatch : std::uint8_t { Exact, Equal, Subset, Superset, Partial };
+
   std::string file;  // of the schema
   std::optional<std::string> title;
   std::vector<SchemaField> fields;  // names are unique
+  FieldsMatch fieldsMatch = FieldsMatch::Subset;
+  std::vector<SchemaKey> keys;
+  std::vector<SchemaReference> references;
+  VariableAttributes attributes;  // of the dataset
+  std::optional<SchemaName> weight;
+  std::optional<SchemaName> filter;
+  std::vector<SchemaName> split;
+  bool splitSeparate = false;
 
   [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
 };
 
-// Reads the schema of the data file at `path`: for survey.tsv, survey.schema.json. Returns nothing
-// if it does not exist. Throws DataFileError if it is invalid.
+// Reads the schema of the data file at `path`: for survey.tsv and survey.tsv.gz,
+// survey.schema.json. Returns nothing if it does not exist. Throws DataFileError if it is invalid.
 std::optional<TableSchema> ReadSchemaOf(const std::string& path);
 
 }  // namespace sdm_internal

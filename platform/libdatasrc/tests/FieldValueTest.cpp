@@ -6,6 +6,8 @@
 
 #include <cmath>
 #include <limits>
+#include <stdexcept>
+#include <string>
 
 namespace {
 
@@ -92,6 +94,57 @@ TEST(FieldValue, OtherTextsAreNotADateTime) {
 TEST(FieldValue, ManyDigitsOfAFractionAreRoundedToTheNearestNumber) {
   EXPECT_EQ(ParseTime("00:00:00.1000000000000000055511151231257827021181583404541015625"), 0.1);
   EXPECT_EQ(ParseTime("00:00:01." + std::string(100000, '9')), 2);
+}
+
+TEST(FieldValue, APatternNamesThePartsOfADate) {
+  EXPECT_EQ(ParseByPattern("2.1.1970", "%d.%m.%Y"), kDay);
+  EXPECT_EQ(ParseByPattern("02/01/70", "%d/%m/%y"), kDay);
+  EXPECT_EQ(ParseByPattern("1/1/00", "%d/%m/%y"), ParseDate("2000-01-01"));
+  EXPECT_EQ(ParseByPattern("March 5, 2024", "%B %d, %Y"), ParseDate("2024-03-05"));
+  EXPECT_EQ(ParseByPattern("05-mar-2024", "%d-%b-%Y"), ParseDate("2024-03-05"));
+  EXPECT_EQ(ParseByPattern("2024060", "%Y%j"), ParseDate("2024-02-29"));
+  EXPECT_EQ(ParseByPattern("20240229", "%Y%m%d"), ParseDate("2024-02-29"));
+  EXPECT_EQ(ParseByPattern("100%1970", "100%%%Y"), 0);
+}
+
+TEST(FieldValue, APatternNamesThePartsOfATime) {
+  EXPECT_EQ(ParseByPattern("13.45", "%H.%M"), ParseTime("13:45"));
+  EXPECT_EQ(ParseByPattern("1:45:30.5 pm", "%I:%M:%S.%f %p"), ParseTime("13:45:30.5"));
+  EXPECT_EQ(ParseByPattern("12:00 AM", "%I:%M %p"), 0);
+  EXPECT_EQ(ParseByPattern("12:00 PM", "%I:%M %p"), ParseTime("12:00"));
+  EXPECT_EQ(ParseByPattern("2001-09-09 03:46:40 +0200", "%Y-%m-%d %H:%M:%S %z"), 1e9);
+}
+
+TEST(FieldValue, OtherTextsDoNotMatchAPattern) {
+  EXPECT_FALSE(ParseByPattern("31.4.2024", "%d.%m.%Y"));
+  EXPECT_FALSE(ParseByPattern("1.1.24", "%d.%m.%Y"));
+  EXPECT_FALSE(ParseByPattern("1.1.2024 ", "%d.%m.%Y"));
+  EXPECT_FALSE(ParseByPattern("Mars 5, 2024", "%B %d, %Y"));
+  EXPECT_FALSE(ParseByPattern("2023366", "%Y%j"));
+  EXPECT_FALSE(ParseByPattern("2024000", "%Y%j"));
+  EXPECT_FALSE(ParseByPattern("13:00 PM", "%I:%M %p"));
+  EXPECT_FALSE(ParseByPattern("25", "%H"));
+  EXPECT_FALSE(ParseByPattern("", "%H"));
+}
+
+TEST(FieldValue, APatternThatIsNotUnderstoodIsRejected) {
+  const auto reason = [](const char* pattern, const char* directives) -> std::string {
+    try {
+      CheckDatePattern(pattern, directives);
+    } catch (const std::invalid_argument& error) {
+      return error.what();
+    }
+    return "accepted";
+  };
+  EXPECT_EQ(reason("%d.%m.%Y %%", "dmY"), "accepted");
+  EXPECT_EQ(reason("%d.%m.%Y", "dm"), "'%Y' is not supported");
+  EXPECT_EQ(reason("%Y-%", "Y"), "'%' is not supported");
+  EXPECT_EQ(reason("%Y-%Y", "Y"), "'%Y' occurs twice");
+  EXPECT_EQ(reason("any", "Ymd"), "it has no directive such as %Y");
+  EXPECT_EQ(reason("%Y%y", "Yy"), "%Y and %y contradict each other");
+  EXPECT_EQ(reason("%I:%M", "IMp"), "%I and %p need each other");
+  EXPECT_EQ(reason("%I:%H %p", "IHp"), "%H and %I contradict each other");
+  EXPECT_EQ(reason("%j.%m", "jm"), "%j and another day contradict each other");
 }
 
 TEST(FieldValue, OnlyTheWordsOfTheStandardAreTruthValues) {

@@ -1,0 +1,78 @@
+// FieldRules: what a field of a table schema says about the values of its column.
+
+#ifndef LIBDATASRC_INTERNAL_FIELDRULES_H_
+#define LIBDATASRC_INTERNAL_FIELDRULES_H_
+
+#include <libdatasrc/internal/TextPattern.h>
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+namespace sdm_internal {
+
+// Transparent: lookup by string_view copies nothing.
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const {
+    return std::hash<std::string_view>()(text);
+  }
+};
+using TextSet = std::unordered_set<std::string, TextHash, std::equal_to<>>;
+
+// What the text of a string looks like; `rule` names it in messages.
+struct TextForm {
+  std::string rule;
+  std::optional<TextPattern> pattern;
+  char jsonStart = '\0';  // otherwise JSON that begins with this bracket
+};
+
+struct FieldRules {
+  // How a column is stored. Any: as its values suggest. String: text, as it is. The others are
+  // numbers: true and false are 1 and 0, a date and a date with a time are date values, a time is
+  // seconds since midnight.
+  enum class Type { Any, String, Number, Integer, Boolean, Date, Time, DateTime, Year };
+
+  Type type = Type::Any;
+  std::string datePattern;                 // of ParseByPattern; empty: ISO 8601
+  std::optional<TextSet> trueValues;       // otherwise true, True, TRUE and 1
+  std::optional<TextSet> falseValues;      // otherwise false, False, FALSE and 0
+  std::optional<std::string> decimalMark;  // otherwise the mark of the file
+  std::string groupMark;                   // empty for none
+  bool isBareNumber = true;                // otherwise other characters may surround a number
+
+  bool isRequired = false;
+  std::optional<double> minimum, maximum, exclusiveMinimum, exclusiveMaximum;
+  std::optional<std::size_t> minLength, maxLength;  // in characters
+  std::optional<TextForm> form;                     // of the type and the format
+  std::optional<TextForm> pattern;                  // of the constraint
+  bool hasEnum = false;
+  std::unordered_set<double> numbers;  // of the enum
+  TextSet texts;                       // of the enum
+
+  bool IsNumeric() const { return type != Type::Any && type != Type::String; }
+
+  // The value of a text in a numeric column; nothing if the type does not have the text.
+  // `fileMark`: the decimal mark of the file. Ignores blanks around the text.
+  // Threads: any.
+  std::optional<double> Parse(std::string_view text, char fileMark = '.') const;
+
+  // What Parse expects, for messages: "a number".
+  const char* TypeName() const;
+
+  // The first rule that a value breaks, such as "minimum 0"; empty if there is none. Missing values
+  // are not checked here.
+  // Threads: any.
+  std::string BrokenRule(double value) const;
+  std::string BrokenRule(std::string_view text) const;
+};
+
+// The number of characters of a UTF-8 text.
+std::size_t CharacterCount(std::string_view text);
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_FIELDRULES_H_

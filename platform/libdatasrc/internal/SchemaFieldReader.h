@@ -1,0 +1,33 @@
+// Reads one field of a table schema.
+
+#ifndef LIBDATASRC_INTERNAL_SCHEMAFIELDREADER_H_
+#define LIBDATASRC_INTERNAL_SCHEMAFIELDREADER_H_
+
+#include <libdatasrc/internal/SchemaJson.h>
+#include <libdatasrc/internal/TableSchema.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace sdm_internal {
+
+// The missing values of a table or a field.
+struct SchemaMissingValues {
+  std::shared_ptr<const MissingTexts> texts;  // all of them; never null
+  std::vector<SchemaCategory> labelled;       // strings with labels
+};
+SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& object,
+                                      const SchemaMissingValues& otherwise);
+
+// The member `attributes` and the given members of the standard, which are strings.
+VariableAttributes ReadAttributes(const SchemaJson& json, const JsonValue& object,
+                                  const std::vector<std::string>& members);
+
+// Does not read the constraint `unique`. `missing`: of the table.
+SchemaField ReadSchemaField(const SchemaJson& json, const JsonValue& object,
+                            const SchemaMissingValues& missing);
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_SCHEMAFIELDREADER_H_
