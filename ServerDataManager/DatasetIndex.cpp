@@ -28,8 +28,8 @@ void DatasetIndex::Append(SvrDMItem& item, std::unique_ptr<IndexEntry> entry) {
   entries_.push_back(std::move(entry));
 }
 
-// The list of items is not left to grow by itself, because that would count a reference to each
-// item up and down.
+// Moves the items to a larger vector by swapping pointers: a vector that grows by itself would
+// raise and lower every reference count.
 void DatasetIndex::ReserveOneMore() {
   const std::size_t count = items_.size() + 1;
   if (entries_.capacity() < count) entries_.reserve(2 * count);
@@ -93,7 +93,7 @@ IndexEntry* FindInHeap(IndexEntry* root, const SvrDMItem& item) {
 
 }  // namespace
 
-// Few items have the same identifier.
+// Takes time linear in the number of items with the same identifier, which is small.
 IndexEntry* DatasetIndex::EntryOf(const SvrDMItem& item) const {
   return FindInHeap(ids_.First(LUIDMatch{item.ID()}), item);
 }

@@ -1,8 +1,8 @@
-// DatasetIndex: finds the first dataset, in the order of registration, with an identifier, a handle
-// name or a file name. Internal.
+// DatasetIndex: finds the first dataset, in the order of registration, with a given identifier,
+// handle name or file name. Internal.
 //
-// Guarded by the leaf lock, because any thread may set a name without the registry lock. The index
-// is always up to date: setting a name moves the dataset within it.
+// The index is guarded by the leaf lock, because any thread may set a name without the registry
+// lock. The index is always up to date: setting a name moves the dataset within the index.
 
 #ifndef SERVERDATAMANAGER_DATASETINDEX_H_
 #define SERVERDATAMANAGER_DATASETINDEX_H_
@@ -20,8 +20,8 @@
 
 namespace sdm_internal {
 
-// Constant if libplatdep has no hash that agrees with its comparison. A search by name then
-// compares every different name.
+// Returns a hash of the name, ignoring case. Returns 0 for every name if libplatdep has no
+// MBFoldedHash; a search by name then compares with every distinct name.
 template <class Text>
 std::uint64_t NameHash(Text name) {
   if constexpr (requires { MBFoldedHash(name); }) {
@@ -40,8 +40,8 @@ struct IndexEntry;
 // The place of an entry in one table.
 struct IndexLink {
   std::uint64_t hash = 0;
-  IndexEntry* next = nullptr;    // of a root: the root of another key in the same bucket
-  IndexEntry* parent = nullptr;  // null for a root; so are left and right without a child
+  IndexEntry* next = nullptr;    // for a root: the root of another key in the same bucket
+  IndexEntry* parent = nullptr;  // null for a root
   IndexEntry* left = nullptr;
   IndexEntry* right = nullptr;
 };
@@ -53,7 +53,8 @@ struct IndexEntry {
   IndexLink id, handle, fileName;
 };
 
-// The conditions of the searches. Use HandleMatch and FileNameMatch under the leaf lock.
+// Search conditions: each accepts the datasets with one key. HandleMatch and FileNameMatch read
+// names, so call them only while holding the leaf lock.
 
 struct LUIDMatch {
   LocallyUniqueID id;
@@ -76,10 +77,11 @@ struct FileNameMatch {
   bool operator()(const SvrDMItem& item) const { return IsSameName(item.FileName(), name); }
 };
 
-// A hash table of entries by one key; a `Match` is made from the key. Intrusive, because setting a
-// name must not allocate. Entries with the same key, such as all datasets without a handle name,
-// form a heap by position: the root is the first of them. Each step of a meld chooses a child at
-// random, which keeps the expected depth of the heap logarithmic.
+// A hash table of entries by one key: the identifier, the handle name or the file name. `Match`
+// compares an item with a key. The table is intrusive, because setting a name must not allocate.
+// Entries with the same key, such as all datasets without a handle name, form a binary heap ordered
+// by position. So the root of the heap is the first of these datasets. Each step of a merge of two
+// heaps chooses a child at random, which keeps the expected depth logarithmic.
 template <class Match>
 class KeyTable {
  public:
@@ -100,7 +102,7 @@ class KeyTable {
     bits_ = larger.bits_;
   }
 
-  // Inserts an entry whose key is that of `match`. Call Reserve first.
+  // Inserts `entry` under the key of `match`. Call Reserve first.
   void Insert(IndexEntry& entry, const Match& match) {
     IndexEntry*& root = PlaceOf(match);
     IndexEntry* const next = root != nullptr ? std::exchange(Link(*root).next, nullptr) : nullptr;
@@ -110,7 +112,7 @@ class KeyTable {
     Link(*root).parent = nullptr;
   }
 
-  // Does not use the key of the entry, which may have changed.
+  // Removes `entry`. Does not read the item's key, which may already have changed.
   void Remove(IndexEntry& entry) {
     IndexLink& link = Link(entry);
     IndexEntry*& place = PlaceOf(entry);
@@ -137,7 +139,8 @@ class KeyTable {
   std::size_t Size() const { return std::size_t{1} << bits_; }
   IndexEntry*& Bucket(std::uint64_t hash) const { return buckets_[hash >> (64 - bits_)]; }
 
-  // The pointer to the root of the key, or the null pointer at which to insert it.
+  // Returns a reference to the pointer to the root for the key; if there is no root, to the null
+  // pointer that a new root replaces.
   IndexEntry*& PlaceOf(const Match& match) const {
     IndexEntry** place = &Bucket(match.hash);
     while (*place != nullptr && !(Link(**place).hash == match.hash && match(*(*place)->item))) {
@@ -146,7 +149,8 @@ class KeyTable {
     return *place;
   }
 
-  // The pointer in the parent, the bucket or the previous root that points to the entry.
+  // Returns a reference to the pointer to `entry`, which is in the parent, the bucket or the
+  // previous root.
   IndexEntry*& PlaceOf(const IndexEntry& entry) const {
     const IndexLink& link = entry.*Match::kLink;
     if (link.parent != nullptr) {
@@ -158,7 +162,7 @@ class KeyTable {
     return *place;
   }
 
-  // Returns the root of the entries of two heaps, either of which may be null.
+  // Merges two heaps, either of which may be null. Returns the new root.
   IndexEntry* Meld(IndexEntry* a, IndexEntry* b) {
     if (a == nullptr) return b;
     if (b == nullptr) return a;
@@ -179,25 +183,26 @@ class KeyTable {
   std::uint64_t random_ = 0;
 };
 
-// The index of one registry. It also changes the registry's list of items, which it borrows:
-// deleted items leave gaps, empty pointers, so that later items need not move each time.
+// The index of one registry. It also maintains the registry's list of items, which it borrows. A
+// removed item leaves a gap, an empty pointer, so that later items need not move on each removal.
 class DatasetIndex {
  public:
-  // Takes the leaf lock, also in the destructor.
+  // The constructor and the destructor take the leaf lock.
   DatasetIndex(const ServerDataManager* registry, std::vector<SvrDMItemPtr>& items);
   DatasetIndex(const DatasetIndex&) = delete;
   DatasetIndex& operator=(const DatasetIndex&) = delete;
   ~DatasetIndex();
 
-  // Appends the item to the list. `entry` is new; allocate it before acquiring the leaf lock. If
-  // this throws, nothing has changed.
+  // Appends the item to the list and adds it to the index. `entry` is new; allocate it before
+  // acquiring the leaf lock. If Append throws, nothing has changed.
   void Append(SvrDMItem& item, std::unique_ptr<IndexEntry> entry) SDM_REQUIRES(leafMutex);
 
   // Removes the item, to which the caller has a reference, from the list. Returns its entry, which
   // the caller deletes after releasing the leaf lock; null if the item is not in the list.
   std::unique_ptr<IndexEntry> Remove(const SvrDMItem& item) SDM_REQUIRES(leafMutex);
 
-  // Forgets all items; the caller clears the list. Returns the entries, like Remove.
+  // Removes all items from the index; the caller clears the list. Returns the entries, which the
+  // caller deletes after releasing the leaf lock.
   std::vector<std::unique_ptr<IndexEntry>> Clear() SDM_REQUIRES(leafMutex);
 
   // Removes the gaps from the list.
@@ -217,8 +222,8 @@ class DatasetIndex {
     return ItemOf(fileNames_.First(match));
   }
 
-  // Moves the item to its new name in the index of its registry. Does nothing if the registry was
-  // destroyed or does not have the item.
+  // Moves the item to the new name in the index of the item's registry. Does nothing if the
+  // registry was destroyed or does not have the item.
   static void NameChanged(const SvrDMItem& item, const HandleMatch& name) SDM_REQUIRES(leafMutex);
   static void NameChanged(const SvrDMItem& item, const FileNameMatch& name) SDM_REQUIRES(leafMutex);
 
@@ -235,14 +240,14 @@ class DatasetIndex {
 
   const ServerDataManager* const registry_;
   std::vector<SvrDMItemPtr>& items_;
-  std::vector<std::unique_ptr<IndexEntry>> entries_ SDM_GUARDED_BY(leafMutex);  // null: a gap
+  std::vector<std::unique_ptr<IndexEntry>> entries_ SDM_GUARDED_BY(leafMutex);  // null for a gap
   std::size_t gaps_ SDM_GUARDED_BY(leafMutex) = 0;
   KeyTable<LUIDMatch> ids_ SDM_GUARDED_BY(leafMutex);
   KeyTable<HandleMatch> handles_ SDM_GUARDED_BY(leafMutex);
   KeyTable<FileNameMatch> fileNames_ SDM_GUARDED_BY(leafMutex);
 
-  // The indexes of all registries. An item cannot use its pointer to the registry, which may have
-  // been destroyed.
+  // A linked list of the indexes of all registries. NameChanged searches it, because an item's
+  // registry may have been destroyed.
   DatasetIndex* next_ SDM_GUARDED_BY(leafMutex);
   static constinit DatasetIndex* first_ SDM_GUARDED_BY(leafMutex);
 };

@@ -21,16 +21,15 @@
 #include <libvserial/VStream.h>
 #include <ServerDataManager/LocallyUniqueID.h>
 
-// Derives from `Base`, which is VSerializable or derived from it, and overrides the virtual
-// functions of VSerializable; it adds none. `Message` is the class that derives from MessageGlue.
-// It supplies
+// Overrides the virtual functions of VSerializable and adds none. `Base` is VSerializable or a
+// class derived from it. `Message` is the class that derives from MessageGlue; it supplies
 //
 //   static const char* VSignature()    its signature, namespace included
 //   static unsigned int Version()      the version of its encoding
 //   void Serialize(VStream&)           encodes its fields, or decodes and replaces them
 //   a public copy constructor          for VSClone
 //
-// A copy does not copy the name from SetName: VSerializable's copy constructor resets it.
+// A copy has no name: the copy constructor of VSerializable does not copy the name from SetName.
 //
 // Threads: the same as for `Message`.
 template <class Message, class Base = VSerializable>

@@ -8,7 +8,8 @@
 
 // The order of the virtual functions is fixed: other binaries call them by slot.
 //
-// Threads: one at a time. The monitor of a dataset belongs to the thread that holds its write lock.
+// Threads: one at a time. The monitor of a dataset belongs to the thread that holds the dataset's
+// write lock.
 class SDM_EXPORT ErrorMonitor {
  public:
   virtual ~ErrorMonitor() = default;

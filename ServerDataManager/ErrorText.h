@@ -34,7 +34,7 @@ class ErrorText : public ErrorString {
  public:
   static constexpr int kError = 1;
 
-  // An empty error.
+  // An error with an empty text.
   ErrorText() = default;
   // Throws std::out_of_range for a severity outside -128 to 127.
   ErrorText(std::string text, int severity)

@@ -1,5 +1,5 @@
 // SDM_EXPORT: exports a class or function from a shared library built with hidden visibility.
-// SDM_HIDDEN: hides a class nested in an exported class, or one of its members.
+// SDM_HIDDEN: hides a declaration, such as a member of an exported class.
 
 #ifndef SERVERDATAMANAGER_EXPORT_H_
 #define SERVERDATAMANAGER_EXPORT_H_

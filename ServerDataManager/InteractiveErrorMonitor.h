@@ -14,10 +14,10 @@
 
 class PackageProxy;
 
-// Every dataset item has an InteractiveErrorMonitor as a member. Warnings can be switched off,
-// errors cannot.
+// Every dataset item has an InteractiveErrorMonitor as a member. Reports of warnings can be
+// switched off; errors are always reported.
 //
-// Threads: not safe; guarded by the locks of its item.
+// Threads: not safe; guarded by the write lock of the dataset.
 class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
  public:
   // Borrows `proxy` until it is replaced or this monitor is destroyed. With a null proxy, reports
@@ -27,12 +27,12 @@ class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
   // Does not delete the proxy.
   ~InteractiveErrorMonitor() override;
 
-  // Sends `text` as one ReportedErrorMsg of the dataset, with command number 1000. Does nothing if
-  // the proxy is null, or for a warning (any severity but 1) while warnings are not reported.
+  // Sends `text` as one ReportedErrorMsg about the dataset, with command number 1000. Does nothing
+  // if the proxy is null, or for a warning (any severity but 1) while warnings are not reported.
   // Ignores the return value of the proxy; its exceptions propagate.
   void Report(ErrorText text) override;
 
-  // Replaces the dataset and the proxy. Borrows the proxy like the constructor. Does not change
+  // Replaces the dataset and the proxy. Borrows the proxy, like the constructor. Does not change
   // whether warnings are reported.
   void InitializeErrorMonitor(LocallyUniqueID& id, PackageProxy* proxy);
 

@@ -14,11 +14,11 @@ namespace sdm_internal {
 
 extern SDM_HIDDEN Mutex leafMutex;
 
-// Holds the one leaf lock of the process for a scope. While holding it, acquire no other lock and
-// destroy no dataset, so that no thread waits long for this lock, not even when the process exits.
-// Not recursive.
+// Holds the leaf lock for a scope; the process has only one leaf lock. While holding the leaf lock,
+// acquire no other lock and destroy no dataset. So no thread waits long for the leaf lock, not even
+// when the process exits. Not recursive.
 //
-// Threads: any; destroy it on the thread that created it.
+// Threads: any; destroy the object on the thread that created it.
 class SDM_SCOPED_CAPABILITY LeafLock {
  public:
   LeafLock() SDM_ACQUIRE(leafMutex) : held_(leafMutex) {}

@@ -23,8 +23,8 @@ class LocallyUniqueID {
   // The null identifier: all bits set. Sorts after every other value.
   constexpr LocallyUniqueID() noexcept = default;
 
-  // Bits of `domain` above the low 4 and bits of `serial` above the low 28 are dropped silently, so
-  // (15, 0x0FFFFFFF) is also the null identifier.
+  // Uses only the low 4 bits of `domain` and the low 28 bits of `serial`. (15, 0x0FFFFFFF) is the
+  // null identifier.
   constexpr LocallyUniqueID(unsigned int domain, unsigned int serial) noexcept
       : word_(serial << kDomainBits | (domain & kDomainMask)) {}
 
@@ -81,9 +81,9 @@ struct std::hash<LocallyUniqueID> {
 //
 // The counter is a full 32-bit word that wraps silently; the identifier keeps its low 28 bits, so
 // serials repeat every 2^28 calls, and a generator of domain 15 returns the null identifier once in
-// each cycle. The generator detects neither.
+// each cycle. The generator does not detect either case.
 //
-// Threads: not safe; guarded by its owner's lock.
+// Threads: not safe; guarded by the lock of the generator's owner.
 class LocallyUniqueIDGenerator {
  public:
   constexpr LocallyUniqueIDGenerator(unsigned int domain, unsigned int first) noexcept

@@ -36,7 +36,7 @@ using Label = std::array<char, 32>;
 // Limits the time that continuous reports can pause the other threads.
 constexpr auto kTimeBetweenReports = std::chrono::milliseconds(1);
 
-// The coarse clock takes about 7 ns, a fifth of the steady clock.
+// Reads the coarse clock, which takes about 7 ns, a fifth of the time of the steady clock.
 Clock::time_point Now() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
@@ -72,11 +72,12 @@ bool Excludes(const Record& hold, const Record& wait) {
 }
 
 // The locks that one thread holds and waits for. Never deleted: a lock may outlive the thread that
-// acquired it. A later thread reuses the table after it has become empty.
+// acquired it. After the thread has ended and the table has become empty, another thread reuses the
+// table.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
-  // Written by the thread itself while busy (Edit), or by others while the tables are paused
-  // (Pause). No annotation expresses this.
+  // The table's thread accesses the fields below while `busy` is set (Edit), other threads while
+  // the tables are paused (Pause). Thread-safety annotations cannot express this.
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
@@ -85,7 +86,7 @@ struct ThreadLocks {
   bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
   ThreadName name;
   bool hasThread = true;
-  bool isVisited = false;  // during the search for a deadlock
+  bool isVisited = false;  // used by the search for a deadlock
 };
 
 // Never destroyed: threads may still acquire locks while the process exits.
@@ -101,7 +102,8 @@ struct Monitor {
   Mutex reportMutex SDM_ACQUIRED_BEFORE(pauseMutex);
   std::size_t lastReportSize SDM_GUARDED_BY(reportMutex) = 0;
   Clock::time_point nextReport SDM_GUARDED_BY(reportMutex);
-  // The number of threads that hold or wait for a lock, indexed by the hash of the lock.
+  // Indexed by the hash of a lock: the number of ScopeRecords of locks with that hash, waiting or
+  // held.
   std::array<std::atomic<unsigned int>, 256> claims{};
 };
 
@@ -113,15 +115,17 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// In the static TLS block, for fast access, which is most of the cost of a record.
+// Both variables are in the static TLS block, because access to them is most of the cost of a
+// record.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 
-// Flags that are checked before each write; if none is set, the thread writes immediately.
+// The flags in `gate`. A thread checks them before each write to its table; if none is set, it
+// writes immediately.
 constexpr unsigned int kPaused = 1, kFences = 2;
 constinit std::atomic<unsigned int> gate{kFences};
 
-// Writes the calling thread's table.
+// Permits the calling thread to write its own table, for a scope.
 class Edit {
  public:
   explicit Edit(ThreadLocks& table) : table_(table) {
@@ -132,7 +136,8 @@ class Edit {
   ~Edit() { table_.busy.store(false, std::memory_order_release); }
 
  private:
-  // Marks the table busy. Returns false if a pause may be in progress, or might miss the mark.
+  // Marks the table busy. Returns false if a pause is in progress, or if a pausing thread might
+  // miss the mark (kFences).
   bool MayWrite() {
     table_.busy.store(true, std::memory_order_relaxed);
     std::atomic_signal_fence(std::memory_order_seq_cst);
@@ -148,7 +153,8 @@ class Edit {
     } while (!MayWrite());
   }
 
-  // A pause takes about a microsecond, unless the pausing thread is preempted.
+  // Spins at first, because a pause takes about a microsecond unless the pausing thread is
+  // preempted. Then blocks until the pausing thread releases pauseMutex.
   static void WaitOutPause() {
     for (int spins = 0; spins < 2000; ++spins) {
       if ((gate.load(std::memory_order_relaxed) & kPaused) == 0) return;
@@ -159,7 +165,8 @@ class Edit {
   ThreadLocks& table_;
 };
 
-// Blocks all threads at their next write, so that the tables can be read and written.
+// Blocks every thread at the next write to its table, for a scope. The pausing thread may read and
+// write all tables.
 class SDM_SCOPED_CAPABILITY Pause {
  public:
   Pause() SDM_ACQUIRE(TheMonitor().pauseMutex) : lock_(TheMonitor().pauseMutex) {
@@ -248,7 +255,8 @@ inline Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* a
   return nullptr;
 }
 
-// Runs `change` on the record of a hold and its table. Any thread may have acquired the lock.
+// Finds the record of a hold and calls `change` with its table and the record. Searches the calling
+// thread's table first, then all tables, because any thread may have acquired the lock.
 template <class Change>
 void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
                 Change change) noexcept {
@@ -267,9 +275,9 @@ void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
 }
 
 // ---------------------------------------------------------------------------------------------
-// Incidents. They are found while the tables are paused; their texts are made afterwards.
+// Incidents. The search runs while the tables are paused; the handler is called afterwards.
 
-// A copy of a record; the thread's number is 0 if there is none.
+// A copy of a record, with the name of its thread. The thread's number is 0 if there is no record.
 struct Copy {
   ThreadName thread;
   Record record{};
@@ -291,8 +299,8 @@ struct Found {
     }
   }
 
-  std::vector<Step> deadlock;   // the last step first; empty for none
-  std::vector<Step> longWaits;  // each step is an incident
+  std::vector<Step> deadlock;   // the last step first; empty if no deadlock was found
+  std::vector<Step> longWaits;  // each step is an incident of its own
   Clock::time_point noticed = Now();
 };
 
@@ -315,7 +323,8 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& s
   return false;
 }
 
-// Another thread may have reported the deadlock already, after the wait was recorded.
+// Does nothing if another thread has already reported the deadlock, which is possible after the
+// wait is recorded.
 void FindDeadlock(ThreadLocks& table, Found& found) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (table.deadlockIsReported) return;
   for (const auto& other : TheMonitor().threads) other->isVisited = false;
@@ -384,7 +393,7 @@ void CallHandler(const LockMonitor::Handler& handler, LockIncident::Kind kind,
   }
 }
 
-// The tables must not be paused.
+// Calls the handler for each incident. The tables must not be paused.
 void Report(Found& found) noexcept {
   if (found.deadlock.empty() && found.longWaits.empty()) return;
   std::shared_ptr<const LockMonitor::Handler> handler;
@@ -438,7 +447,8 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   return true;
 }
 
-// Call it only with the calling thread's table. A report may mark the wait as reported at any time.
+// `table` is the calling thread's. Reads the table under an Edit, because another thread's report
+// may mark the wait as reported at any time.
 bool WasTooLong(ThreadLocks& table) {
   const Edit edit(table);
   return IsTooLong(table, Now());
@@ -474,7 +484,8 @@ std::atomic<unsigned int>& ClaimsOn(const LockRequest& lock) {
 // ---------------------------------------------------------------------------------------------
 // Records
 
-// Fills the record field by field: building it on the stack and copying it takes twice as long.
+// Fills the record field by field, because building a record on the stack and copying it takes
+// twice as long.
 void RecordHold(LockReport::Kind kind, LockReport::Mode mode, LocallyUniqueID dataset,
                 const void* address, const ServerDataManager* registry, LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
@@ -528,7 +539,8 @@ ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
     SetWait(*table, wait);
   }
   state_ = State::Waiting;
-  // Claims the lock after recording the wait: whoever sees the claim also sees the wait.
+  // Claims the lock after recording the wait, so that a thread that sees the claim also sees the
+  // wait.
   if (ClaimsOn(lock).fetch_add(1) > 0) {
     FindAndReport([&](Found& found) SDM_REQUIRES(TheMonitor().pauseMutex) {
       FindDeadlock(*table, found);
@@ -562,7 +574,8 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
   {
     const MutexLock turn(TheMonitor().reportMutex);
     std::this_thread::sleep_until(TheMonitor().nextReport);
-    // Sized like the last report, so that it rarely allocates while the tables are paused.
+    // The capacity is based on the last report, so that copying rarely allocates while the tables
+    // are paused.
     holds.reserve(TheMonitor().lastReportSize + 16);
     waits.reserve(TheMonitor().lastReportSize + 16);
     const Pause pause;

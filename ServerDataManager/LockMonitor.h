@@ -7,25 +7,27 @@
 //   LockMonitor::NameThread("importer");
 //   SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, nullptr, "monthly import");
 //
-// It records three kinds of locks: the reader/writer lock and the notification mutex of a dataset,
-// and the registry lock. It only observes: it neither ends waits nor throws.
+// The monitor records three kinds of locks: the reader/writer lock and the notification mutex of a
+// dataset, and the registry lock. It only observes: it never ends a wait, and recording a lock
+// never throws.
 //
-// A deadlock is a cycle of threads, each waiting for a lock that the next one holds, across
-// datasets and kinds of locks. A thread that waits for its own lock is a cycle of one. The last of
-// these threads detects it when it begins to wait. A lock counts as held by the thread that
-// acquired it; if another thread will release it, a reported deadlock may still resolve. Waits with
-// a time limit (TryRead, TryWrite) are not recorded.
+// A deadlock is a cycle of threads: each thread waits for a lock that the next thread holds. The
+// locks may be of different datasets and kinds. A thread that waits for a lock that it holds itself
+// is a cycle of one thread. The thread that completes the cycle detects the deadlock when it begins
+// to wait. A lock counts as held by the thread that acquired it. If another thread will release the
+// lock, a reported deadlock may still resolve. Waits with a time limit (TryRead, TryWrite) are not
+// recorded.
 //
 // If a wait completes a deadlock, reports show the wait only after the handler has returned.
 //
 // A long wait is detected when it ends, when another thread begins to wait, or when a report is
 // made. The library has no thread of its own; for earlier detection, request reports periodically.
 //
-// Cost when off: one relaxed load per acquire and release, and no memory. When on, each thread has
-// a small table of its locks and writes it without atomic operations on shared memory; a report
-// pauses all tables while it copies them. To limit the pauses, reports are at least a millisecond
-// apart: GetLockReport waits if necessary. Creating and destroying a reader handle takes at most
-// 1.3 times as long as without the monitor.
+// While the monitor is off, it costs one relaxed load per acquire and release, and no memory. While
+// it is on, each thread records its locks in a small table of its own, without atomic operations on
+// shared memory. A report copies all tables, and threads that write their tables meanwhile wait. To
+// limit these waits, reports are at least a millisecond apart: GetLockReport waits if necessary.
+// Creating and destroying a reader handle takes at most 1.3 times as long as without the monitor.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_
 #define SERVERDATAMANAGER_LOCKMONITOR_H_
@@ -57,8 +59,8 @@ class SDM_EXPORT LockMonitor {
   static void SetHandler(Handler handler,
                          std::chrono::milliseconds longWait = std::chrono::milliseconds::zero());
 
-  // Sets the label of the calling thread, truncated to 31 bytes; null or empty for none. Does
-  // nothing while the monitor is off.
+  // Sets the label of the calling thread, truncated to 31 bytes; a null or empty `label` removes
+  // the label. Does nothing while the monitor is off.
   static void NameThread(const char* label);
 };
 

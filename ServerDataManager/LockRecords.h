@@ -7,7 +7,8 @@
 //   mutex.readLock();                 // blocks
 //   wait.Acquired();                  // the wait becomes a hold
 //
-// Nothing here throws: if memory runs out, the record is omitted and reports are marked incomplete.
+// Recording never throws: if memory runs out, the record is omitted and reports are marked
+// incomplete.
 
 #ifndef SERVERDATAMANAGER_LOCKRECORDS_H_
 #define SERVERDATAMANAGER_LOCKRECORDS_H_
@@ -28,7 +29,7 @@ inline bool LocksAreMonitored() {
   return lockMonitorIsOn.load(std::memory_order_relaxed);
 }
 
-// A lock; `address` is the address of its item or registry.
+// A lock, and how it is acquired. `address` is the address of the lock's item or registry.
 struct LockRequest {
   LockReport::Kind kind;
   LockReport::Mode mode;
@@ -50,19 +51,20 @@ inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
   RecordHold(lock.kind, lock.mode, lock.dataset, lock.address, lock.registry, who);
 }
 
-// Removes the record of the lock that `handle` acquired on any thread; call it before releasing the
-// lock. With a null handle, removes the last recorded hold without a handle, preferably one of the
-// calling thread.
+// Removes the record of the lock that `handle` acquired, on whichever thread. Call RemoveHold
+// before releasing the lock. With a null `handle`, removes the last record of the lock that has no
+// handle: a record of the calling thread or, if it has none, of another thread.
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
-// Clears the handle in the record of the lock that it acquired. Call it if the handle is destroyed
-// while the lock stays held.
+// Removes `handle` from the record of the lock that the handle acquired. Call ClearHandle if the
+// handle is destroyed while the lock stays held.
 void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
 // A wait of the calling thread, recorded until Acquired is called or this object is destroyed.
 class WaitRecord {
  public:
-  // Searches for a deadlock and for long waits of other threads, and calls the handler.
+  // Records the wait, searches for a deadlock and for long waits of other threads, and calls the
+  // handler for each that it finds.
   WaitRecord(const LockRequest& lock, LockHolder who) noexcept;
   WaitRecord(const WaitRecord&) = delete;
   WaitRecord& operator=(const WaitRecord&) = delete;
@@ -76,8 +78,8 @@ class WaitRecord {
 };
 
 // Records a lock that is held for a scope and has no try operation: the registry lock, which is
-// recursive, or the notification mutex. Construct it before acquiring the lock. Without contention,
-// it does not search for deadlocks and pauses no other thread.
+// recursive, or the notification mutex. Construct a ScopeRecord before acquiring the lock. Without
+// contention, the constructor does not search for deadlocks and pauses no other thread.
 class ScopeRecord {
  public:
   explicit ScopeRecord(const LockRequest& lock) noexcept;
@@ -93,7 +95,7 @@ class ScopeRecord {
   State state_ = State::Unrecorded;
 };
 
-// A `Guard`, which holds a lock for a scope, and the record of that lock.
+// Holds a lock for a scope with a `Guard`, and records the lock.
 template <class Guard>
 class MonitoredGuard {
  public:

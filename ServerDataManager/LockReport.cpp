@@ -20,7 +20,7 @@ std::string NameOf(const LockReport::Thread& thread) {
   return thread.label.empty() ? number : thread.label + " (" + number + ")";
 }
 
-// "to read dataset 0:1", "for the registry lock"
+// Returns what the thread waits for, such as "to read dataset 0:1" or "for the registry lock".
 std::string PurposeOf(const LockReport::Entry& wait) {
   if (wait.mode == Mode::Exclusive) return "for " + NameOf(wait.lock);
   return (wait.mode == Mode::Read ? "to read " : "to write ") + NameOf(wait.lock);
@@ -41,7 +41,7 @@ std::string Seconds(std::chrono::steady_clock::duration time) {
   return text;
 }
 
-// The locks of the entries, in the order in which they first appear.
+// Returns each lock of the report once, in the order of first appearance.
 std::vector<LockReport::Lock> LocksIn(const LockReport& report) {
   std::vector<LockReport::Lock> locks;
   for (const auto* entries : {&report.holds, &report.waits}) {

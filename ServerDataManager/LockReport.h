@@ -66,7 +66,8 @@ struct LockReport {
   // False if the monitor is off or ran out of memory for a record.
   bool complete = true;
 
-  // One line per lock, followed by one indented line per holder and waiter.
+  // The text has one line per lock, followed by one indented line per holder and waiter of that
+  // lock.
   SDM_EXPORT std::string Text() const;
 };
 
@@ -90,7 +91,7 @@ struct LockIncident {
   std::vector<Step> steps;
   std::chrono::steady_clock::time_point noticed;
 
-  // One line: which thread waits for which.
+  // One line of text: which thread waits for which lock, and which thread holds that lock.
   SDM_EXPORT std::string Text() const;
 };
 

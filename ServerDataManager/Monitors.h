@@ -1,8 +1,10 @@
-// The monitors. Each compares one property of the snapshot `view` and the data source `ds`. On a
-// difference it queues extension messages on the item and copies the new value to the snapshot.
+// The monitor functions. Each compares one property of the snapshot `view` with the data source
+// `ds`. If they differ, it queues extension messages on the item and copies the new value to the
+// snapshot.
 //
-// Each returns whether it reported a change. If the data source or a message throws, the exception
-// propagates, the snapshot keeps the old value, and nothing is queued.
+// Each monitor function returns whether it queued a message. If the data source or a message
+// throws, the exception propagates, the snapshot keeps the old value, and no message of that
+// function stays queued.
 //
 // Threads: not safe; called in a notification pass.
 
@@ -30,8 +32,8 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
                       ORVX_DataSource::ExtensionType type, SvrDMItem& item);
 
 // Compares the attributes. Queues one message, of extension type 17. If the attributes are equal
-// but something else changed (`anyChange`), first removes the dashboard attributes from the data
-// source, because they describe the old data.
+// but something else changed (`anyChange`), removes the dashboard attributes from the data source,
+// because they describe the old data, and queues the message if there were any.
 bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item, bool anyChange);
 
 // Queues the sets as text of the given extension type.

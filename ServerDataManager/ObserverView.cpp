@@ -31,7 +31,7 @@ using namespace sdm_internal;
 
 namespace {
 
-// The label; "" for none.
+// Returns the label; "" if the source has no label.
 std::string_view LabelOf(const ORVX_DataSource& source) {
   const char* const label = source.GetLabel();
   return label != nullptr ? label : "";
@@ -39,7 +39,7 @@ std::string_view LabelOf(const ORVX_DataSource& source) {
 
 }  // namespace
 
-// The comparison of one call of Update.
+// Compares the data source with the view, for one call of Update.
 class SDM_HIDDEN SvrDMObserverView::Comparison {
  public:
   Comparison(Data& data, ORVX_DataSource& source)
@@ -49,7 +49,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
         item_(data.item),
         wasDirty_(data.view.IsDirty()) {}
 
-  // Compares the properties in the order of the messages to clients.
+  // The order of these comparisons is the order of the messages to clients.
   void Run() {
     CompareVariables();
     CompareRowCount();
@@ -85,7 +85,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     }
   }
 
-  // The message that resets the client data carries the row count.
+  // Queues no message here: the message that resets the client data carries the row count.
   void CompareRowCount() {
     if (data_.rowCount == source_.RowCount()) return;
     data_.anyChange = true;

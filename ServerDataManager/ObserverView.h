@@ -10,7 +10,8 @@
 
 class SvrDMItem;
 
-// A member of an item, initially empty, compared in each notification pass.
+// Each item has a view as a member. The view is initially empty; Update compares it with the data
+// source.
 //
 // Threads: not safe; Update and SetBulkVarMoves run on the thread that holds the item's write lock,
 // Update also with its notification mutex held.

@@ -10,12 +10,12 @@ struct SvrDMObserverView::Data {
   explicit Data(SvrDMItem& owner) : item(owner) { view.SetDirty(false); }
 
   // The order of the fields is fixed: other binaries depend on it.
-  SvrDMItem& item;          // borrowed: it owns this view
+  SvrDMItem& item;          // borrowed; the item owns this view
   DataFreeDataSource view;  // the dictionary as last reported
   // The row count as last reported. Initially -2, which is never a row count, so that the first
   // comparison reports the row count.
   long long rowCount = -2;
-  bool resetClientData = false;  // clients must drop their case data
+  bool resetClientData = false;  // a message must reset the clients' case data
   bool bulkVarMoves = false;     // the next Update replaces the whole variable list
 
   // The fields below are not part of the fixed layout.
@@ -24,8 +24,8 @@ struct SvrDMObserverView::Data {
   // count. Cleared after the comparison of the attributes; if an Update throws before that, a later
   // Update clears it.
   bool anyChange = false;
-  // The number of split variables as last reported. The view has fewer if some of them were
-  // deleted.
+  // The number of split variables as last reported. The view has fewer split variables if some were
+  // deleted since.
   unsigned int splitCount = 0;
 };
 

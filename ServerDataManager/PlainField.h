@@ -14,7 +14,8 @@ namespace sdm_internal {
 
 template <class T>
 T LoadField(const T& field, std::memory_order order = std::memory_order_relaxed) noexcept {
-  // std::atomic_ref takes no const object before C++26; a load changes nothing.
+  // Before C++26, std::atomic_ref takes no const object. Removing const is safe, because a load
+  // changes nothing.
   return std::atomic_ref<T>(const_cast<T&>(field)).load(order);
 }
 

@@ -11,9 +11,9 @@
 
 #include <utility>
 
-// Shares a T, or is empty. T has the reference count: AddReference(), RemoveReference() (deletes
-// the object with the last reference), IsShared() const (more than one reference) and IsShareable()
-// const. T must be copyable, for Unshared() and for unshareable objects.
+// Shares a T, or is empty. T supplies the reference count: AddReference(), RemoveReference()
+// (deletes the object with the last reference), IsShared() const (more than one reference) and
+// IsShareable() const. T must be copyable, for Unshared() and for unshareable objects.
 //
 // A move copies: the source keeps its reference.
 //
@@ -25,8 +25,8 @@
 template <class T>
 class RefCountPtr {
  public:
-  // Shares `object`, which may be null, or a new copy if it is not shareable. If copying throws, no
-  // reference is held.
+  // Shares `object`, which may be null. If the object is not shareable, shares a new copy instead;
+  // if copying throws, no reference is held.
   RefCountPtr(T* object) : pointer_(object) { Init(); }
   RefCountPtr(const RefCountPtr& other) : pointer_(other.pointer_) { Init(); }
   ~RefCountPtr() { Release(); }
@@ -51,7 +51,8 @@ class RefCountPtr {
   // Exchanges the objects of two pointers; no count changes.
   void Swap(RefCountPtr& other) noexcept { std::swap(pointer_, other.pointer_); }
 
-  // Do not check for null. The const forms return a const object.
+  // The operators require a pointer that is not null; get() may return null. The const overloads
+  // give const access.
   T& operator*() { return *pointer_; }
   const T& operator*() const { return *pointer_; }
   T* operator->() { return pointer_; }
@@ -61,9 +62,9 @@ class RefCountPtr {
 
   bool IsValid() const { return pointer_ != nullptr; }
 
-  // Not for callers: constructors and assignments call it once for each new object. Adds a
-  // reference to the object, or to a copy if it is not shareable. If copying throws, this pointer
-  // is null.
+  // Internal: constructors and assignments call Init once for each new object. Adds a reference to
+  // the object. If the object is not shareable, replaces it by a copy first; if copying throws,
+  // this pointer is null.
   void Init() {
     if (pointer_ == nullptr) return;
     if (!pointer_->IsShareable()) PointAtCopyOf(pointer_);

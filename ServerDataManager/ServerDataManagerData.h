@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-// The list of items is guarded by the leaf lock, because exit empties it under the leaf lock alone.
-// To keep it unchanged between two operations, also hold the registry lock.
+// The list of items is guarded by the leaf lock, because at exit the list is emptied under the leaf
+// lock alone. A thread that also holds the registry lock keeps other threads from adding datasets.
 struct SDM_HIDDEN ServerDataManager::Data {
   // Holds the registry lock for a scope.
   struct SDM_SCOPED_CAPABILITY Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
@@ -28,8 +28,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
-  // Builds an item with `ds` (null for none), appends it and sends its creation notice. Sets `ds`
-  // to null when the item owns the source, even if Add throws later.
+  // Builds an item with `ds` (null for none), appends it and sends the creation notice if one is
+  // due. Sets `ds` to null when the item owns the source, even if Add throws later.
   void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence) SDM_REQUIRES(lock);
@@ -44,10 +44,11 @@ struct SDM_HIDDEN ServerDataManager::Data {
                unsigned int caseSequence);
 
   // Returns the source that the filter hook returns for `ds`, or `ds` if there is no hook. If the
-  // returned source is not built on `ds`, the hook owns the old source, and `ds` is set to null.
+  // returned source is not built on `ds`, the hook has taken ownership of the given source, and
+  // `ds` is set to null.
   ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const SDM_REQUIRES(lock);
 
-  // Returns a new item with `ds`, not registered yet. If `name` is in use, it becomes the
+  // Returns a new item with `ds`, not registered yet. If `name` is in use, `name` becomes the
   // suppressed file name.
   SvrDMItem* NewItem(ORVX_DataSource* ds, const std::string& name, bool quiet, LocallyUniqueID id,
                      unsigned int caseSequence) const SDM_REQUIRES(lock);
@@ -56,35 +57,38 @@ struct SDM_HIDDEN ServerDataManager::Data {
   SvrDMItemPtr Find(LocallyUniqueID id) const SDM_REQUIRES(lock);
   SvrDMItemPtr Find(const std::string& handle) const SDM_REQUIRES(lock);
 
-  // The first item that satisfies `match`, or an empty pointer. The matches are in DatasetIndex.h.
+  // The first item that satisfies `match`, or an empty pointer. DatasetIndex.h defines the search
+  // conditions.
   template <class Match>
   SvrDMItemPtr First(const Match& match) const;
 
   std::size_t Count() const;
 
-  // The item at `index`, not counting gaps, or an empty pointer.
+  // The item at `index`, not counting gaps; an empty pointer if `index` is out of range.
   SvrDMItemPtr At(std::size_t index);
 
   // Notifies the observers, then removes the item, if it is still registered. Does nothing for an
-  // empty pointer. Takes the lock while observers are notified.
+  // empty pointer. Takes the registry lock while observers are notified.
   void Delete(SvrDMItemPtr item);
 
-  // Releases every item without notifying observers. Needs no lock, and never waits for a thread
-  // that holds the registry lock.
+  // Releases every item without notifying observers. Takes only the leaf lock, so it never waits
+  // for a thread that holds the registry lock.
   void ReleaseItems();
 
-  // Whether an item has this file name, ignoring case. The empty name is searched for like any
-  // other.
+  // Whether an item has this file name, ignoring case. The empty name is in use if an item has no
+  // file name.
   bool FileNameInUse(const std::string& name) const;
 
-  // See ServerDataManager::NotifyCreate. Takes the lock while observers are notified.
+  // See ServerDataManager::NotifyCreate. Takes the registry lock while observers are notified.
   void NotifyCreate(SvrDMItem& item);
 
   sdm_internal::DatasetIndex& Index() SDM_REQUIRES(sdm_internal::leafMutex);
   const sdm_internal::DatasetIndex& Index() const SDM_REQUIRES(sdm_internal::leafMutex);
 
   // The order of the fields is fixed: other binaries and the order of destruction depend on it.
-  // In the order of registration. Changed only by the index; has gaps until Index().Compact().
+  //
+  // The items are in the order of registration. The index changes the list, which has gaps until
+  // Index().Compact().
   std::vector<SvrDMItemPtr> items SDM_GUARDED_BY(sdm_internal::leafMutex);
   std::list<ServerDataManagerObserver*> observers SDM_GUARDED_BY(lock);  // borrowed
   LocallyUniqueIDGenerator generator SDM_GUARDED_BY(lock){0, 0};
@@ -126,7 +130,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
   static void Announce(const SvrDMItem& item, const Notice& notice);
 };
 
-// The registry's data and the index of its items, which is behind the fixed fields.
+// The registry's data, followed by the index of its items. The index is not in Data, because the
+// order of the fields of Data is fixed.
 struct SDM_HIDDEN ServerDataManager::IndexedData : ServerDataManager::Data {
   explicit IndexedData(ServerDataManager* registry) : Data(registry), index(registry, items) {}
 

@@ -11,12 +11,12 @@
 
 // The registry borrows an observer from Register to Unregister.
 //
-// A creation notice may come from a notification pass. That thread holds the dataset's write lock,
-// so the observer must not create a handle that locks the dataset. It may register and unregister
-// dataset observers, even on the created dataset. But if the observers of a dataset call the
-// registry, registering on that dataset may deadlock while another thread releases a writer of it.
-// A registry observer must not delete a dataset inside every notice of that dataset's deletion,
-// which would recurse forever.
+// A notification pass may send a creation notice. The thread of the pass holds the dataset's write
+// lock, so the observer must not create a handle that locks the dataset. The observer may register
+// and unregister dataset observers, even on the created dataset. But if the observers of a dataset
+// call the registry, registering on that dataset may deadlock while another thread releases a
+// writer of the dataset. A registry observer must not delete a dataset again in each deletion
+// notice of that dataset: this would recurse forever.
 //
 // Threads: called on the thread that adds or deletes the dataset or runs its notification pass,
 // with the registry lock held. An observer may call the registry on that thread, even to register,
@@ -34,9 +34,9 @@ class SDM_EXPORT ServerDataManagerObserver {
   // its deletion notice.
   virtual void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) = 0;
 
-  // The dataset is about to be removed but still registered. Also called for a dataset without a
-  // creation notice, because it never had a data source. An exception propagates to the caller that
-  // deletes the dataset, which stays registered.
+  // The dataset is about to be removed but still registered. Also called for a dataset that never
+  // had a data source and therefore had no creation notice. An exception propagates to the caller
+  // that deletes the dataset, which stays registered.
   virtual void DataSetDeleted(const LocallyUniqueID& id) = 0;
 };
 

@@ -11,8 +11,8 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// Whether `ancestor` is `child` itself or one of its parents. Null is a child of null only, and
-// null has no other child.
+// Whether `ancestor` is `child` itself or one of its parents. If one argument is null, returns true
+// only if both are null.
 //
 // Threads: not safe while another thread changes the chain.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
@@ -24,14 +24,14 @@ bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 // Threads: not safe; no other thread may use the deleted sources.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);
 
-// Owns a source with its chain.
+// OwnedChain owns a source with its chain of parents.
 struct DeleteChain {
   void operator()(ORVX_DataSource* chain) const { DeleteDataSourceTo(chain, nullptr); }
 };
 using OwnedChain = std::unique_ptr<ORVX_DataSource, DeleteChain>;
 
-// Whether the topmost parent of `ds` is a SystemFileDataSource: a source built on a saved data file
-// counts as that file. False for null.
+// Whether the last source in the chain of `ds` is a SystemFileDataSource: a source built on a saved
+// data file counts as that file. False for null.
 //
 // Threads: not safe while another thread changes the chain.
 bool SystemFile(ORVX_DataSource const* ds);

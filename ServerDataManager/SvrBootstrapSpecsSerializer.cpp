@@ -1,4 +1,4 @@
-// SvrBootstrapSpecsSerializer: encoding, decoding and checking, each a list of the fields in order.
+// SvrBootstrapSpecsSerializer: encoding, decoding and checking, each field by field.
 
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
@@ -26,7 +26,7 @@ constexpr std::uint16_t kByteOrderMark = 1;
 constexpr std::uint32_t kVersion = 1;
 constexpr std::size_t kCaseStatSize = sizeof(double) + sizeof(std::uint32_t);
 
-// Assumptions of the format.
+// The format assumes these sizes.
 static_assert(sizeof(int) == 4 && sizeof(double) == 8 && std::numeric_limits<double>::is_iec559);
 
 // ---- writing ------------------------------------------------------------------------------------
@@ -85,8 +85,8 @@ Unsigned Swapped(Unsigned bits) {
   return bits;
 }
 
-// Returns the number at `place`, which need not be aligned. Swaps the bytes before they become a
-// double: the swapped bytes may be a signalling NaN, which copying as a double may change.
+// Returns the number at `place`, which need not be aligned. Swaps the bytes as an integer: as a
+// double, bytes in the wrong order may be a signalling NaN, which copying may change.
 template <class Number, bool kSwapped>
 Number NumberAt(const char* place) {
   UnsignedOf<Number> bits;
@@ -99,7 +99,7 @@ Number NumberAt(const char* place, bool swapped) {
   return swapped ? NumberAt<Number, true>(place) : NumberAt<Number, false>(place);
 }
 
-// Every mark but a native 1 counts as swapped, not only a swapped 1.
+// Returns whether `mark` is anything but 1 in native byte order. Such a mark counts as swapped.
 bool IsSwapped(const char* mark) {
   return NumberAt<std::uint16_t, false>(mark) != kByteOrderMark;
 }
@@ -119,7 +119,8 @@ struct Decoder<CaseStat, kSwapped> {
   }
 };
 
-// Iterates over encoded elements, so that a list is decoded while it is filled.
+// Iterates over encoded elements and decodes each when it is read, so that a list is decoded while
+// it is filled.
 template <class Element, bool kSwapped>
 class EncodedIterator {
  public:
@@ -186,7 +187,7 @@ class Fields {
 
 using ListSetter = void (SvrBootstrapSpecs::*)(std::vector<int>&&);
 
-// Does not set an empty list: the object keeps its list.
+// Decodes a list and sets it. If it is empty, `specs` keeps its own list.
 void ReadList(Fields& fields, SvrBootstrapSpecs& specs, ListSetter set) {
   std::vector<int> list;
   fields.AppendList(list);
@@ -281,7 +282,7 @@ bool SkipVariableLists(Inspection& inspection) {
 
 void SvrBootstrapSpecsSerializer::serializeSpecs(const SvrBootstrapSpecs& specs,
                                                  std::string& output) {
-  // Only this step may throw, and then `output` is unchanged.
+  // Only `reserve` may throw; `output` is then unchanged.
   output.reserve(output.size() + EncodedSize(specs));
   Write(kByteOrderMark, output);
   Write(kVersion, output);
@@ -305,7 +306,7 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
   input.copy(buffer.get(), input.size());
   Fields fields(buffer.get());
   if (fields.Next<std::uint32_t>() != kVersion) {
-    // Leaks the buffer, an oddity that is kept. Callers avoid it with checkSpecs.
+    // Leaks the buffer, an oddity that is kept. Callers avoid the leak with checkSpecs.
     static_cast<void>(buffer.release());
     return;
   }

@@ -16,13 +16,13 @@
 //   4      format version, 1
 //   4      sampling method
 //   4+4n   for each of the lists of strata, dependent, input, predicted and residual variables:
-//          its size, then its elements
+//          the number of elements, then the elements
 //   4+4n   split ends: the number of elements, then the elements
 //   4+12n  case statistics: the number of elements, then for each the double and the integer
 //   8      confidence-interval level in percent, a double
 //   4      confidence-interval type
 //   4      number of samples
-//   1      0 or 1: user-missing values are excluded
+//   1      1 if user-missing values are excluded, otherwise 0
 //
 // The total is 55 bytes if all lists are empty. Doubles are IEEE 754 binary64.
 
@@ -70,11 +70,12 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
     Finding finding;
     ByteOrder byteOrder;  // compared with this machine; Native if the mark is truncated
     std::size_t size;     // bytes of the specification; 0 unless Whole
-    std::size_t offset;   // of the wrong field; the end of the specification if Whole
+    std::size_t offset;   // of the invalid field; the end of the specification if Whole
   };
 
-  // Checks for a complete specification at the start of `bytes`. Extra bytes after it are allowed:
-  // compare `size`. Checks no values but the version. Allocates nothing.
+  // Checks for a complete specification at the start of `bytes`. Extra bytes after the
+  // specification are allowed; compare `size` to detect them. Of the values, checks only the
+  // version. Allocates nothing.
   static Check checkSpecs(std::string_view bytes) noexcept;
 };
 

@@ -12,7 +12,8 @@ using namespace sdm_internal;
 class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
  public:
   explicit Data(ORVX_DataSource const* chain) : source(chain) {}
-  // Never called, because clones do not detach: after a call, two owners would delete the chain.
+  // RefCountPtr needs a copy constructor. It is never called, because clones do not call
+  // Unshared(); otherwise two objects would delete the same chain.
   Data(Data const&) = default;
   Data& operator=(Data const&) = delete;
   ~Data() override { DeleteDataSourceTo(source, nullptr); }
@@ -44,7 +45,7 @@ class IteratorMaker {
     if (!IsAtWorkOn(clone_)) clone_.SetParentSource(nullptr);
   }
 
-  // The parent of `clone`; null if only a call of MakeIterator in progress has set the link.
+  // The parent of `clone`; null while a call of MakeIterator for the clone is in progress.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& clone) {
     const MutexLock lock(mutex);
     return IsAtWorkOn(clone) ? nullptr : clone.GetParentSource();
@@ -80,7 +81,7 @@ std::unique_ptr<SvrDMCloneDataSource> SvrDMCloneDataSource::Adopt(
     std::unique_ptr<ORVX_DataSource> source) {
   OwnedChain chain(source.release());
   const RefCountPtr<Data> data(new Data(chain.get()));
-  static_cast<void>(chain.release());  // owned by the data now
+  static_cast<void>(chain.release());  // `data` owns the chain now
   return std::unique_ptr<SvrDMCloneDataSource>(new SvrDMCloneDataSource(data));
 }
 
@@ -94,7 +95,7 @@ SvrDMCloneDataSource::~SvrDMCloneDataSource() = default;
 
 ObsIterator* SvrDMCloneDataSource::MakeIterator(OBS* area) const {
   // The iterator finds its rows through the parent link. Afterwards the link is null, even if
-  // ShowParents had set it: callers that need it call ShowParents again.
+  // ShowParents had set it: callers that need the link call ShowParents again.
   const IteratorMaker maker(*this, Source());
   return new PassThroughIter(this, area, nullptr);
 }

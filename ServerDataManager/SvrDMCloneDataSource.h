@@ -15,19 +15,19 @@
 #include <memory>
 
 // All copies of a clone together own the source that the clone was built from, with its chain of
-// parents; the last copy deletes the chain, the source first. Nobody else may own any of it,
-// neither another clone of the same source nor a dataset. To clone a dataset's own source, first
-// give the dataset another source. Or give the dataset the clone while the clone shows its parent:
-// SetDataSet then does not delete the old source.
+// parents; the last copy deletes the chain, the source first. No other object may own any source of
+// this chain, neither another clone built from the same source nor a dataset. To clone the source
+// of a dataset, first give the dataset another source. Alternatively, give the dataset the clone
+// while the clone shows its parent: SetDataSet then does not delete the old source.
 //
-// Rows have the layout of RowLayout(), which is the owned source's, even after edits of the clone's
-// dictionary. ObsProjector(clone, clone) converts them to the clone's dictionary. A
-// FilteredDataSource on a clone does so itself.
+// Rows keep the layout of the owned source, RowLayout(), even after edits of the clone's
+// dictionary. ObsProjector(clone, clone) converts rows to the clone's dictionary. A
+// FilteredDataSource on a clone converts the rows itself.
 //
-// The owned source is not the parent of the clone, except after ShowParents(true). Chains end at a
-// clone, so a dataset with a clone of a saved file is not treated as a dataset of that file.
-// Deleting a chain stops after a clone, whether it shows its parent or not: the sources above
-// belong to the copies. A clone of nothing has no rows.
+// The owned source is not the parent of the clone, except after ShowParents(true). A chain ends at
+// a clone, so a dataset with a clone of a saved file is not treated as a dataset of that file.
+// Deleting a chain stops after a clone, even if the clone shows its parent: the sources above the
+// clone belong to all its copies. A clone without an owned source has no rows.
 //
 // Threads: several threads may read one clone, make iterators and copy it; copies are independent.
 // The owned source must then support iterators on several threads. ShowParents and edits of the
@@ -36,12 +36,12 @@
 // iterator.
 class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
-  // Owns `source`, which may be null, with its chain of parents, and copies its dictionary. If this
-  // throws std::bad_alloc, the caller cannot tell whether it still owns the chain or the chain was
-  // deleted; Adopt always deletes it.
+  // Owns `source`, which may be null, with its chain of parents, and copies its dictionary. If the
+  // constructor throws std::bad_alloc, the caller cannot tell whether it still owns the chain or
+  // the chain was deleted; Adopt always deletes it.
   explicit SvrDMCloneDataSource(ORVX_DataSource const* source);
 
-  // The same, but always deletes the source and its chain if it throws.
+  // Makes a clone like the constructor, but always deletes the source and its chain if it throws.
   static std::unique_ptr<SvrDMCloneDataSource> Adopt(std::unique_ptr<ORVX_DataSource> source);
 
   // Shares the source of `other` and copies the dictionary of `other`. The copy does not show its
@@ -53,7 +53,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
 
   // Returns a new PassThroughIter over the rows of the owned source (no rows without an owned
   // source); the caller owns the iterator. The iterator may outlive the owned source if iterators
-  // of that source may. Afterwards, also after an exception, the clone does not show its parent.
+  // of that source may. After the call, even if it throws, the clone does not show its parent.
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The same values as for the owned source; 0 without an owned source.

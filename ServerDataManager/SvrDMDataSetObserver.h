@@ -26,9 +26,9 @@ class SDM_EXPORT SvrDMDataSetObserver {
   // writer is being destroyed. Must not register or unregister observers of this dataset, or create
   // a handle that locks the dataset: both deadlock.
   //
-  // May lock other datasets, but only in one order for the whole program, for example those with a
-  // higher identifier. An observer of A that writes B, and an observer of B that writes A,
-  // deadlock, even on one thread.
+  // May lock other datasets, but only in one order for the whole program: for example, only
+  // datasets with a higher identifier. An observer of A that writes B, and an observer of B that
+  // writes A, deadlock, even on one thread.
   //
   // Threads: called on the thread that runs the notification pass, which holds the dataset's write
   // lock and its notification mutex.

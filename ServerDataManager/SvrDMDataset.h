@@ -30,17 +30,17 @@ class SvrDMDataSetObserver;
 // handles to one dataset. Only Register and Unregister take a lock of the dataset.
 class SDM_EXPORT SvrDMDataset {
  public:
-  // By identifier, in the given registry or in the registry of the process. Throws ErrorMsg, code
-  // 2001, if the registry has no such dataset.
+  // Finds the dataset by identifier, in the given registry or in the registry of the process.
+  // Throws ErrorMsg, code 2001, if the registry has no such dataset.
   // Threads: any. Takes the registry lock; so does the next constructor.
   SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id);
   explicit SvrDMDataset(LocallyUniqueID id);
 
-  // By handle name, ignoring case, in the registry of the process. Empty if no dataset has that
-  // name.
+  // Finds the dataset by handle name, ignoring case, in the registry of the process. The handle is
+  // empty if no dataset has that name.
   explicit SvrDMDataset(std::string handle);
 
-  // Shares the given item; empty for an empty pointer.
+  // Shares the given item. The handle is empty if the pointer is empty.
   // Threads: any. Takes no lock.
   explicit SvrDMDataset(SvrDMItemPtr const& item);
 
@@ -49,7 +49,7 @@ class SDM_EXPORT SvrDMDataset {
   SvrDMDataset(const SvrDMDataset&) = default;
   SvrDMDataset& operator=(const SvrDMDataset&) = delete;
 
-  // Releases the dataset. After the registry has deleted it, the last handle destroys it. An
+  // Releases the dataset. If the registry has deleted the dataset, its last handle destroys it. An
   // exception ends the process.
   virtual ~SvrDMDataset();
 
@@ -85,25 +85,25 @@ class SDM_EXPORT SvrDMDataset {
   void SetFileName(std::string const& fileName);
 
   // The file name that this dataset could not get because another dataset already had it; empty for
-  // none. Observers are not notified of a file specification equal to it.
+  // none. Observers are not notified of a file specification equal to the suppressed file name.
   std::string SuppressedFileName() const;
   void SuppressedFileName(std::string fileName);
 
-  // The password; `mangled` is true if `password` is mangled.
-  // Threads: not safe while another thread sets it.
+  // The password. Pass true for `mangled` if `password` is already mangled.
+  // Threads: not safe while another thread sets the password.
   std::string GetPassword() const;
   void SetPassword(std::string const& password, bool mangled);
 
-  // Whether the password is mangled: as stored in the saved file, if the data source or its parent
-  // is one; otherwise as set with SetPassword.
+  // Whether the password is mangled. If the data source or its parent is a saved file, returns the
+  // file's value; otherwise the value from SetPassword.
   // Threads: a thread that holds the read or the write lock.
   bool GetPasswordMangled() const;
 
   // --- Errors and observers ---
 
-  // Reports errors to the client. Borrowed, valid as long as the dataset. It sends nothing before
-  // InitializeErrorMonitor sets a channel, which is borrowed until it is replaced or the dataset is
-  // destroyed; null stops the reports.
+  // The monitor that reports errors to the client; borrowed, valid as long as the dataset. It sends
+  // nothing before InitializeErrorMonitor sets its channel, `proxy`. The channel is borrowed until
+  // it is replaced or the dataset is destroyed; a null channel stops the reports.
   // Threads: the thread that holds the write lock.
   InteractiveErrorMonitor& GetErrorMonitor();
   void InitializeErrorMonitor(PackageProxy* proxy);
@@ -112,9 +112,9 @@ class SDM_EXPORT SvrDMDataset {
   // Borrowed until Unregister, which removes every occurrence and ignores unknown observers. If
   // Register throws std::bad_alloc, nothing was added.
   // Threads: any, but not inside a notice of this dataset. Takes the notification mutex, so it
-  // waits for a notification pass in progress. May be called inside a notice of the registry. This
-  // may deadlock while another thread releases a writer of this dataset, if its observers call the
-  // registry.
+  // waits for a notification pass in progress. May be called inside a notice of the registry, but
+  // this may deadlock if another thread is releasing a writer of this dataset and the dataset's
+  // observers call the registry.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
@@ -131,8 +131,8 @@ class SDM_EXPORT SvrDMDataset {
   bool WindowHidden(bool hidden);
 
   // --- Handles at work on the dataset ---
-  // A count below zero, after a failed try (see SvrDMWriteableDataSource), reads as a number near
-  // 2^32.
+  // After a failed try (see SvrDMWriteableDataSource), a count may be below zero. The result is
+  // then a number near 2^32.
   // Threads: any.
 
   // Includes writers that still wait for the lock.
@@ -141,9 +141,9 @@ class SDM_EXPORT SvrDMDataset {
 
   // --- Saved file and creation time ---
 
-  // Lock opens the file GetFileName() for reading and denies writing to other programs if the file
-  // system supports it; it first closes a file that is open under another name, and fails silently
-  // if it cannot open the file. Unlock closes the file.
+  // LockSavFileInUse opens the file GetFileName() for reading, and denies writing to other programs
+  // if the file system supports this. First it closes a file that is open under another name. If it
+  // cannot open the file, it fails silently. UnlockSavFileInUse closes the file.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();

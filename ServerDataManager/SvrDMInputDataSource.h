@@ -22,33 +22,35 @@ class ORVX_DataSource;
 // writer of the dataset and creates a reader deadlocks.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  protected:
-  // For TryRead and TryWrite, which construct the handle after acquiring the lock.
+  // A tag for TryRead and TryWrite, which construct the handle after acquiring the lock.
   struct Acquired {};
 
  public:
-  // By identifier in the given registry, by identifier in the registry of the process, or for the
-  // given item, which must not be empty. Always waits for the read lock; `tryOnly` is ignored.
-  // Throws ErrorMsg, code 2001, if the registry has no such dataset; then no count changes.
+  // The dataset is given by identifier in the given registry, by identifier in the registry of the
+  // process, or as an item, which must not be empty. Always waits for the read lock; `tryOnly` is
+  // ignored. Throws ErrorMsg, code 2001, if the registry has no such dataset; the counts of readers
+  // and writers are then unchanged.
   SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly);
 
-  // The same with a label for LockMonitor, truncated to 31 bytes; null for none.
+  // Like the constructors above, with a label for LockMonitor, truncated to 31 bytes; null for no
+  // label.
   SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                        const char* label);
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label);
 
-  // The same, but waits at most `longest`, and does not wait if that is zero or less. Returns
-  // nothing if it cannot acquire the lock in that time. A failed try has no side effects. Allocates
-  // nothing.
+  // Returns a reader, or nothing if it cannot acquire the lock within `longest`. Does not wait if
+  // `longest` is zero or less. The arguments and exceptions are those of the constructors. A failed
+  // try has no side effects. Allocates nothing.
   //
   //   if (auto reader = SvrDMInputDataSource::TryRead(id, std::chrono::milliseconds(50))) {
   //     Use(**reader);
   //   }
   //
-  // It retries with pauses of up to 5 ms and does not queue: later threads that wait may get the
-  // lock first. It fails on a thread that holds a writer of the dataset.
+  // TryRead retries with pauses of up to 5 ms and does not queue: threads that begin to wait later
+  // may get the lock first. TryRead fails on a thread that holds a writer of the dataset.
   static std::optional<SvrDMInputDataSource> TryRead(SvrDMItemPtr& item,
                                                      std::chrono::milliseconds longest,
                                                      const char* label = nullptr);
@@ -71,7 +73,7 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   ORVX_DataSource* operator->() const;
   ORVX_DataSource* operator*() const;
 
-  // Not for callers: see Acquired.
+  // Internal: see Acquired.
   SvrDMInputDataSource(Acquired, SvrDMItemPtr& item, const char* label);
 
  protected:

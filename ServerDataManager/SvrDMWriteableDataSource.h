@@ -25,22 +25,25 @@
 // Threads: may be constructed on one thread and destroyed on another.
 class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
  public:
-  // By identifier in the given registry, by identifier in the registry of the process, or for the
-  // given item, which must not be empty. `originator`, which may be null, is the observer that is
-  // not notified of this handle's changes; borrowed until the handle is destroyed.
+  // The dataset is given by identifier in the given registry, by identifier in the registry of the
+  // process, or as an item, which must not be empty. `originator`, which may be null, is the
+  // observer that is not notified of this handle's changes. It is borrowed until the handle is
+  // destroyed.
   //
-  // Waits for the write lock. With `tryOnly` it does not wait but throws the int 55 if the lock is
-  // not free. Beware: that failure affects the dataset permanently. Its writers count stays one too
-  // high, its readers count one too low, and its lock is never released again, not even by the
-  // current holder. Use TryWrite instead.
+  // Waits for the write lock. With `tryOnly`, does not wait but throws the int 55 if the lock is
+  // not free. Beware: this failure affects the dataset permanently. The dataset's count of writers
+  // stays one too high, its count of readers stays one too low, and its lock is never released
+  // again, not even by the current holder. Use TryWrite instead.
   //
-  // Throws ErrorMsg, code 2001, if the registry has no such dataset; then no count changes.
+  // Throws ErrorMsg, code 2001, if the registry has no such dataset; the counts of readers and
+  // writers are then unchanged.
   SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                            SvrDMDataSetObserver* originator);
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator);
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator);
 
-  // The same with a label for LockMonitor, truncated to 31 bytes; null for none.
+  // Like the constructors above, with a label for LockMonitor, truncated to 31 bytes; null for no
+  // label.
   SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                            SvrDMDataSetObserver* originator, const char* label);
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator,
@@ -48,10 +51,11 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator,
                            const char* label);
 
-  // The same, but waits at most `longest`, and does not wait if that is zero or less. Returns
-  // nothing if it cannot acquire the lock in that time. A failed try has no side effects. It waits
-  // like SvrDMInputDataSource::TryRead; an endless succession of overlapping readers starves it.
-  // Counts as a writer only after it has acquired the lock.
+  // Returns a writer, or nothing if it cannot acquire the lock within `longest`. Does not wait if
+  // `longest` is zero or less. The other arguments and the exceptions are those of the
+  // constructors. A failed try has no side effects. TryWrite waits like
+  // SvrDMInputDataSource::TryRead, so an endless succession of overlapping readers starves it. The
+  // handle counts as a writer only after it has acquired the lock.
   static std::optional<SvrDMWriteableDataSource> TryWrite(SvrDMItemPtr& item,
                                                           std::chrono::milliseconds longest,
                                                           SvrDMDataSetObserver* originator,
@@ -81,8 +85,8 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
   void SetDataSet(ORVX_DataSource* ds);
 
-  // Both add one to the case sequence, which wraps around. Undo does not subtract: the number never
-  // decreases.
+  // Both functions add one to the case sequence, which wraps around. UndoIncrementCaseSequence does
+  // not subtract, so that clients do not see a number twice.
   void IncrementCaseSequence();
   void UndoIncrementCaseSequence();
 
@@ -95,9 +99,9 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void ClearNotifications();
 
   // Storage that the observers of one notification pass share, so that work such as encoding the
-  // messages is done once. Empty for the first observer, destroyed after the last. An observer must
-  // not change a value whose type it does not know. Borrowed until OnDataSetChanged returns; null
-  // outside OnDataSetChanged of this dataset.
+  // messages is done once. It is empty for the first observer and destroyed after the last. An
+  // observer must not change a value whose type it does not know. Borrowed until OnDataSetChanged
+  // returns; null outside OnDataSetChanged of this dataset.
   // Threads: the thread of the pass.
   std::any* PassData() const;
 
@@ -110,7 +114,7 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   // SvrDMItem::Notify).
   void Notify();
 
-  // Not for callers: see Acquired.
+  // Internal: see Acquired.
   SvrDMWriteableDataSource(Acquired, SvrDMItemPtr& item, SvrDMDataSetObserver* originator,
                            const char* label);
 

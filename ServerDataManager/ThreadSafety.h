@@ -1,7 +1,7 @@
 // Annotations for Clang's thread-safety analysis (-Wthread-safety), which checks at compile time
-// that fields are used under their locks and that locks are acquired in order. They expand to
-// nothing for other compilers. The analysis checks one function at a time, and no constructors or
-// destructors.
+// that fields are used under their locks and that locks are acquired in order. The annotations
+// expand to nothing for other compilers. The analysis checks one function at a time, and does not
+// check constructors and destructors.
 //
 //   mutable sdm_internal::Mutex mutex_;
 //   int count_ SDM_GUARDED_BY(mutex_) = 0;
@@ -22,7 +22,8 @@
 #define SDM_ANNOTATE(attribute)
 #endif
 
-// On a class: its objects are locks, or hold a lock for a scope.
+// On a class: SDM_CAPABILITY marks a lock, SDM_SCOPED_CAPABILITY an object that holds a lock for a
+// scope.
 #define SDM_CAPABILITY(kind) SDM_ANNOTATE(capability(kind))
 #define SDM_SCOPED_CAPABILITY SDM_ANNOTATE(scoped_lockable)
 
@@ -31,7 +32,7 @@
 #define SDM_ACQUIRED_BEFORE(...) SDM_ANNOTATE(acquired_before(__VA_ARGS__))
 
 // On a function: its effect on the given locks or, without arguments, on its object. The first
-// argument of TRY is the result of a successful try.
+// argument of the TRY annotations is the function's result if it acquired the lock.
 #define SDM_ACQUIRE(...) SDM_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define SDM_ACQUIRE_SHARED(...) SDM_ANNOTATE(acquire_shared_capability(__VA_ARGS__))
 #define SDM_TRY_ACQUIRE(...) SDM_ANNOTATE(try_acquire_capability(__VA_ARGS__))
@@ -48,7 +49,8 @@
 
 namespace sdm_internal {
 
-// std::mutex with annotations, which the standard library may lack. Lock it with MutexLock.
+// A std::mutex with annotations, which the class of the standard library may lack. Lock a Mutex
+// with MutexLock.
 //
 // Threads: any.
 class SDM_CAPABILITY("mutex") Mutex {
@@ -59,7 +61,7 @@ class SDM_CAPABILITY("mutex") Mutex {
 
 // Holds a Mutex for a scope.
 //
-// Threads: destroy it on the thread that created it.
+// Threads: destroy the object on the thread that created it.
 class SDM_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) SDM_ACQUIRE(mutex) : lock_(mutex.mutex_) {}
@@ -67,7 +69,7 @@ class SDM_SCOPED_CAPABILITY MutexLock {
   MutexLock& operator=(const MutexLock&) = delete;
   ~MutexLock() SDM_RELEASE() {}
 
-  // Pass this to a condition variable to wait; the mutex is held again when the wait returns.
+  // Pass the result to a condition variable to wait; the mutex is held again when the wait returns.
   std::unique_lock<std::mutex>& ForWaiting() { return lock_; }
 
  private:

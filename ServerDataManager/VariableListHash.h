@@ -13,7 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// 128 bits.
+// The hash of one variable: 128 bits.
 struct VariableHash {
   std::uint64_t high = 0;
   std::uint64_t low = 0;
@@ -27,12 +27,12 @@ namespace sdm_internal {
 inline constexpr std::uint64_t kHashPrime = (std::uint64_t{1} << 61) - 1;
 __extension__ using WideHash = unsigned __int128;
 
-// 2^61 = 1 modulo the prime.
+// Reduces `number` modulo the prime; uses that 2^61 is 1 modulo the prime.
 constexpr std::uint64_t ReducedHash(std::uint64_t number) {
   const std::uint64_t sum = (number & kHashPrime) + (number >> 61);
   return sum >= kHashPrime ? sum - kHashPrime : sum;
 }
-// Of two numbers less than the prime.
+// The product modulo the prime. Both factors must be less than the prime.
 constexpr std::uint64_t HashProduct(std::uint64_t a, std::uint64_t b) {
   const WideHash product = static_cast<WideHash>(a) * b;
   return ReducedHash((static_cast<std::uint64_t>(product) & kHashPrime) +
@@ -49,14 +49,14 @@ struct HashPowers {
   }
 };
 
-// Exponents 0 to 256, the size of a block of variables.
+// The powers with exponents 0 to 256; 256 is the size of a full block of variables.
 inline constexpr std::array<HashPowers, 257> kSmallHashPowers = [] {
   std::array<HashPowers, 257> powers{};
   for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * HashPowers{37, 43};
   return powers;
 }();
 
-// By repeated squaring.
+// Computes the powers by repeated squaring.
 constexpr HashPowers HashPowersOf(std::uint64_t exponent) {
   if (exponent < kSmallHashPowers.size()) return kSmallHashPowers[exponent];
   const HashPowers half = HashPowersOf(exponent / 2);
@@ -81,7 +81,7 @@ class VariableListHash {
  public:
   // The hash of the empty list.
   constexpr VariableListHash() = default;
-  // The hash of a list of `count` variables whose First() and Second() are these.
+  // The hash of a list of `count` variables with the given First() and Second().
   constexpr VariableListHash(std::uint64_t count, std::uint64_t first, std::uint64_t second)
       : count_(count), first_(first), second_(second) {}
 
@@ -100,7 +100,7 @@ class VariableListHash {
   }
 
   constexpr std::uint64_t Count() const { return count_; }
-  // Less than p.
+  // Both results are less than p.
   constexpr std::uint64_t First() const { return first_; }
   constexpr std::uint64_t Second() const { return second_; }
 

@@ -22,7 +22,8 @@ namespace sdm_internal {
 
 namespace {
 
-// Reports a fixed source, line and expression, which do not change when this code moves.
+// Stops the process unless `settled`. The reported source, line and expression are fixed: they do
+// not change when this code moves.
 void CheckSettled(bool settled) {
   if (settled) return;
   InvariantFailed("ServerDataManager/ObserverView", 352, "Update",
@@ -39,7 +40,7 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 }
 
 // Compares two variable lists in one forward pass over the source. At each position, edits the view
-// until both variables are equal. Lower positions are settled and not searched again.
+// until its variable there equals the source's. Lower positions are settled and not searched again.
 //
 // Queues the same messages as a linear search of the view from the current position would, but is
 // faster: it uses the view's index of identifiers, and looks up each view variable in the source
@@ -98,7 +99,7 @@ class StepwisePass {
     const int first = view_.FindVarIndex(id);
     if (first < 0) return viewCount;
     if (first >= index) return first;
-    // A settled variable is found only if the source contains the identifier twice.
+    // FindVarIndex returns a settled position only if the source contains the identifier twice.
     int viewIndex = index;
     while (viewIndex < viewCount && InView(viewIndex).GetID() != id) ++viewIndex;
     return viewIndex;
@@ -154,7 +155,8 @@ class StepwisePass {
     MakeChange([&] {
       QueueMessage<ModifyVarMsg>(item_, newVar);
       if (newVar.GetType() != InView(index).GetType()) resetClientData_ = true;
-      // Sets the flag of the source, not of the view: a changed definition is an unsaved change.
+      // Sets the dirty flag of the source, not of the view: a changed definition is an unsaved
+      // change.
       source_.SetDirty(true);
       view_.GetVariable(index) = newVar;
     });
@@ -228,9 +230,9 @@ class PositionSet {
   std::vector<int> sums_;  // the Fenwick tree, numbered from 1
 };
 
-// The same comparison for data sources that stamp their blocks and have unique identifiers. It
-// skips blocks with equal stamps and does not change the view until all messages are queued; then
-// the view takes over the source's variables in one step.
+// Makes the same comparison as StepwisePass, for data sources that stamp their blocks and have
+// unique identifiers. It skips blocks with equal stamps. It does not change the view until all
+// messages are queued; then the view takes over the source's variables in one step.
 //
 // At each moment, the list that a stepwise comparison would have edited consists of the source's
 // variables below `index`, followed by the view's variables from `next_` on without the positions
@@ -262,7 +264,8 @@ class StampedPass {
   }
 
  private:
-  // Before MatchVariables. Positions are mostly in the block of the last call.
+  // Call it only before MatchVariables. It keeps the block of the last call, because most positions
+  // are in the same block.
   const ORVX_Variable& InView(int position) {
     const auto offset = static_cast<std::size_t>(position - viewBlock_.first);
     if (offset < viewBlock_.variables.size()) return viewBlock_.variables[offset];
@@ -325,7 +328,8 @@ class StampedPass {
     moved_.push_back(InView(found).GetID());
   }
 
-  // Deletes the view variables in [next_, found) that are not in the source, with one message.
+  // Queues one message that deletes the view variables in [next_, found) that are not in the
+  // source.
   void DeleteBetween(int found) {
     std::vector<ORVX_Variable> removed;
     for (int position = std::max(next_, checkedEnd_); position < found;) {

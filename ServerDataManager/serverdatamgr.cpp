@@ -34,7 +34,7 @@ bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
   return !item->FileName().empty() && IsSameName(item->FileName(), name);
 }
 
-// Owns a source and its chain until a dataset does.
+// Owns a source and its chain until a dataset owns them.
 class PendingSource {
  public:
   explicit PendingSource(std::unique_ptr<ORVX_DataSource> handed) : source(handed.release()) {}
@@ -67,12 +67,13 @@ SvrDMItemPtr ServerDataManager::Data::First(const Match& match) const {
 void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                                   const std::string& password, bool passwordFlag, bool quiet,
                                   LocallyUniqueID id, unsigned int caseSequence) {
-  // Called before the file name is checked, because the hook may change which names are in use.
+  // The filter hook is called before the file name is checked, because the hook may change which
+  // names are in use.
   ORVX_DataSource* const filtered = Filtered(ds);
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
   ds = nullptr;  // owned by the item
   if (hasPassword) item->Password(password, passwordFlag);
-  const Notice notice(*this);  // allocates, so before the dataset is registered
+  const Notice notice(*this);  // allocates, so it precedes the registration
   auto entry = std::make_unique<IndexEntry>();
   {
     const LeafLock held;
@@ -168,7 +169,7 @@ void ServerDataManager::Data::Delete(SvrDMItemPtr item) {
     const Lock held(*this);
     Notice(*this).Send([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
   }
-  std::unique_ptr<IndexEntry> removed;  // deleted without the leaf lock
+  std::unique_ptr<IndexEntry> removed;  // deleted after the leaf lock is released
   const LeafLock held;
   // Null if an observer has removed the item from the list already.
   removed = Index().Remove(*item);
@@ -183,7 +184,7 @@ void ServerDataManager::Data::ReleaseItems() {
 }
 
 bool ServerDataManager::Data::FileNameInUse(const std::string& name) const {
-  const FileNameMatch match{name};  // hashes the name without the leaf lock
+  const FileNameMatch match{name};  // hashes the name before the leaf lock is acquired
   const LeafLock held;
   return Index().First(match) != nullptr;
 }
@@ -195,7 +196,7 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   try {
     notice.emplace(*this);
   } catch (...) {
-    // No observer was notified; the next pass will notify them.
+    // No observer was notified; the next pass will notify the observers.
     item.ClearNotifiedCreation();
     throw;
   }
@@ -206,8 +207,9 @@ bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
   if (!item.NotifyDelete()) return false;
   if (item.NotifiedCreation()) return false;
   if (item.DataSource() == nullptr) return false;
-  // Set before the lock is acquired, so that only one of two threads sends the creation notice, and
-  // before any observer runs, so that a call from inside the notice does not send another.
+  // The flag is set before the lock is acquired, so that only one of two threads sends the creation
+  // notice. It is set before any observer runs, so that a call from inside the notice does not send
+  // another notice.
   return item.SetNotifiedCreation();
 }
 
@@ -284,8 +286,8 @@ SvrDMItemPtr ServerDataManager::GetDataSet(const std::string& handle) const {
 std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
   const Data::Lock held(*data_);
   std::vector<SvrDMDataset> datasets;
-  // Allocates before the leaf lock is taken. Meanwhile datasets can be removed, but not added: that
-  // needs the registry lock.
+  // Allocates before the leaf lock is acquired. Until then, other threads can remove datasets but
+  // not add any, because adding needs the registry lock.
   datasets.reserve(data_->Count());
   const LeafLock heldToo;
   data_->Index().Compact();
@@ -310,7 +312,8 @@ void ServerDataManager::Delete(const LocallyUniqueID& id) {
 }
 
 void ServerDataManager::Clear() {
-  // Observers may delete other datasets inside a notice, so `index` may be out of range by now.
+  // Observers may delete other datasets inside a notice, so `index` may be out of range. At then
+  // returns an empty pointer, which Delete ignores.
   for (std::size_t index = data_->Count(); index-- > 0;) data_->Delete(data_->At(index));
 }
 

@@ -13,14 +13,15 @@
 //   guards     the list of datasets, the registry observers, the generator of identifiers
 //   taken by   every operation of the registry unless stated otherwise; recursive
 //   held       while registry observers are called
-//   order      after the locks of a dataset (svrdmitem.h). A thread that holds it never waits for a
-//              reader/writer lock: handles acquire that after the registry has answered. It may
-//              register and unregister dataset observers, which takes a notification mutex. This
-//              may deadlock while another thread releases a writer of that dataset, if its
-//              observers call the registry.
+//   order      after the locks of a dataset (svrdmitem.h). A thread that holds the registry lock
+//              never waits for a reader/writer lock: handles acquire their lock after the registry
+//              has released its own. The thread may register and unregister dataset observers,
+//              which takes a notification mutex; but this may deadlock if another thread is
+//              releasing a writer of that dataset and the dataset's observers call the registry.
 //
-// It does not guard the state of a dataset. Names are compared under a separate lock, which the
-// registry acquires briefly after its own. Passwords are not protected.
+// The registry lock does not guard the state of a dataset. Names are compared under a separate
+// lock, which the registry acquires for a short time after the registry lock. Passwords have no
+// lock.
 
 #ifndef SERVERDATAMANAGER_SERVERDATAMGR_H_
 #define SERVERDATAMANAGER_SERVERDATAMGR_H_
@@ -52,7 +53,7 @@ class SDM_EXPORT ServerDataManager {
   ServerDataManager();
   // Releases the datasets without notifying observers. Datasets that still have handles survive,
   // but may not be written: a notification pass would call the registry. The destructor of a data
-  // source must not call it either.
+  // source must not call the registry either.
   ~ServerDataManager();
   ServerDataManager(const ServerDataManager&) = delete;
   ServerDataManager& operator=(const ServerDataManager&) = delete;
@@ -62,9 +63,10 @@ class SDM_EXPORT ServerDataManager {
   // Registers `ds` as a dataset, which owns the source and its chain of parents.
   //
   // The overloads with a std::unique_ptr always own the chain: if the call throws before the
-  // dataset exists, they delete it. A null pointer makes a dataset without a source. The overloads
-  // with a reference own the chain once the dataset's item is built: if the call throws earlier,
-  // the caller still owns it, but cannot tell when the call threw.
+  // dataset exists, they delete it. A null pointer makes a dataset without a source. With the
+  // overloads that take a reference, the dataset owns the chain as soon as its item is built. If
+  // the call throws before that, the caller still owns the chain; but the caller cannot tell when
+  // the call threw.
   //
   // An exception from an observer's DataSetCreated propagates and leaves the dataset registered.
   // After any other exception, std::bad_alloc included, the dataset does not exist.
@@ -75,11 +77,11 @@ class SDM_EXPORT ServerDataManager {
   //
   // Registry observers are never notified of a `quiet` dataset.
   //
-  // An installed filter hook receives `ds` first, and the source that it returns is registered
-  // instead (null: a dataset without a source). A hook that throws deletes what it made, but must
-  // not have deleted `ds` or any of its parents. If the call throws later, before the item is
-  // built, sources that the hook made are not deleted, and the hook does not learn of it: deleting
-  // them is up to the caller and the hook together.
+  // If a filter hook is installed, Add registers the source that the hook returns for `ds` (null: a
+  // dataset without a source). A hook that throws must delete the sources that it made, and must
+  // not have deleted `ds` or any parent of `ds`. If the call throws after the hook has returned but
+  // before the item is built, sources that the hook made are not deleted, and the hook is not
+  // notified: the caller and the hook must delete these sources together.
   //
   // Threads: any. Takes the registry lock for the whole call, like every operation unless stated
   // otherwise.
@@ -88,7 +90,7 @@ class SDM_EXPORT ServerDataManager {
   LocallyUniqueID Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name, bool quiet);
   LocallyUniqueID Add(ORVX_DataSource& ds, const std::string& name, bool quiet);
 
-  // The same with a password; `passwordFlag` is true if it is mangled.
+  // Like the overloads above, with a password; `passwordFlag` is true if the password is mangled.
   LocallyUniqueID Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
                       const std::string& password, bool passwordFlag, bool quiet);
   LocallyUniqueID Add(ORVX_DataSource& ds, const std::string& name, const std::string& password,
@@ -123,8 +125,8 @@ class SDM_EXPORT ServerDataManager {
   // dataset opened it. If several datasets have that file name, the result is for the last one
   // registered; false if none has it. For undetected changes, see
   // SvrDMItem::SavFileExternallyChanged.
-  // Threads: not while another thread writes a dataset with that file name, as it may close the
-  // file.
+  // Threads: not while another thread writes a dataset with that file name, because the writer may
+  // close the file.
   bool SavFileExternallyChanged(const std::string& name) const;
 
   // The holders and waiters of the locks of this registry and its datasets, at one moment. Includes
@@ -156,15 +158,15 @@ class SDM_EXPORT ServerDataManager {
   void Register(ServerDataManagerObserver& observer);
   void Unregister(ServerDataManagerObserver& observer);
 
-  // Installs the hook that may replace every added data source; null removes it. Borrows it.
-  // Returns the previous hook.
+  // Installs the hook that may replace every added data source; null removes the hook. Borrows the
+  // hook until it is replaced. Returns the previous hook.
   // Threads: not safe; call before datasets are added. Takes no lock.
   ORVX_DataSourceFilterHook* RegisterFilter(ORVX_DataSourceFilterHook* hook);
 
   // Notifies registry observers that the dataset was created: only once, when it has a data source,
   // and never for a quiet dataset. Called when a dataset is added and by its notification passes.
-  // If memory runs out before the first observer is called, the next call notifies them; an
-  // exception of an observer propagates, and the notice is not repeated.
+  // If memory runs out before the first observer is called, the next call notifies the observers.
+  // An exception of an observer propagates, and the notice is not repeated.
   // Threads: the thread that adds the dataset or holds its write lock. Takes the registry lock
   // while observers are notified.
   void NotifyCreate(SvrDMItem& item);

@@ -29,8 +29,8 @@ using namespace sdm_internal;
 
 namespace {
 
-// While the observers of an item are called: what they share. An observer may cause a pass of
-// another item on the same thread, so these objects form a stack.
+// Exists while the observers of an item are called, and has the data that they share (PassData). An
+// observer may cause a pass of another item on the same thread, so these objects form a stack.
 class ObserversBeingCalled {
  public:
   explicit ObserversBeingCalled(const SvrDMItem& item)
@@ -39,7 +39,7 @@ class ObserversBeingCalled {
   ObserversBeingCalled(const ObserversBeingCalled&) = delete;
   ObserversBeingCalled& operator=(const ObserversBeingCalled&) = delete;
 
-  // Null if the observers of the item are not being called on this thread.
+  // Returns null if this thread is not calling the observers of the item.
   static std::any* DataOf(const SvrDMItem& item) {
     for (ObserversBeingCalled* calls = innermost_; calls != nullptr; calls = calls->outer_) {
       if (&calls->item_ == &item) return &calls->data_;
@@ -79,7 +79,7 @@ struct CloseFile {
 
 }  // namespace
 
-// Other threads may still run at exit.
+// Other threads may still acquire the leaf lock at exit, so its destructor must do nothing.
 static_assert(std::is_trivially_destructible_v<Mutex>);
 constinit Mutex sdm_internal::leafMutex;
 
@@ -153,15 +153,16 @@ void SvrDMItem::SuppressedFileName(std::string fileName) {
 // ---------------------------------------------------------------------------------------------
 // Data source
 
-// Stores with release and loads with acquire: a thread that reads the new pointer sees a complete
-// source.
+// The pointer is stored with release and loaded with acquire, so that a thread that reads a new
+// pointer sees a complete source.
 ORVX_DataSource* SvrDMItem::DataSource() const {
   return LoadField(dataSource_, std::memory_order_acquire);
 }
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
   ORVX_DataSource* const old = DataSource();
-  // Delete the old chain first: its destructors may still read the old source and the open file.
+  // Deletes the old chain first: its destructors may still read the item's old pointer and the open
+  // file.
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {
@@ -451,8 +452,8 @@ bool SvrDMItem::PasswordMangled() const {
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(source)) {
     return file->GetPasswordMangled();
   }
-  // A filter over a saved file counts as that file. Sources further up are not checked: clients
-  // rely on it.
+  // A filter over a saved file counts as that file. Parents of the parent are not checked: clients
+  // rely on this.
   const ORVX_DataSource* const parent =
       source != nullptr ? SvrDMCloneDataSource::ParentOf(*source) : nullptr;
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {

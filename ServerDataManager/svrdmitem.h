@@ -4,20 +4,21 @@
 // Items are made by ServerDataManager and held through SvrDMItemPtr; callers reach them through the
 // handles SvrDMDataset, SvrDMInputDataSource and SvrDMWriteableDataSource.
 //
-// Locks of an item, in the order in which they are acquired. The registry lock (serverdatamgr.h) is
-// never held while waiting for the first:
+// The locks of an item, in the order in which they are acquired. A thread that holds the registry
+// lock (serverdatamgr.h) never waits for the reader/writer lock:
 //
 //   lock                 taken by                      held while
 //   reader/writer lock   reader and writer handles     the data source is read or written
-//   notification mutex   Register, Unregister, Notify  observers are called: they may acquire
-//                                                      the registry lock, but no lock of this item
+//   notification mutex   Register, Unregister, Notify  the dataset is compared; observers are
+//                                                      called, which may acquire the registry
+//                                                      lock, but no lock of this item
 //
 // A thread that locks a second dataset while it holds one, also inside an observer, must follow one
 // order of datasets in the whole program, for example by identifier.
 //
 // Counters and flags have no lock: each is one plain field, read and written from any thread. Names
-// are set, and compared by the registry, under one separate lock of the library. References to a
-// name or to the password are not protected: do not read through one while another thread sets the
+// are set, and compared by the registry, under one separate lock of the library. A reference to a
+// name or to the password is not protected: do not read through it while another thread sets the
 // value.
 
 #ifndef SERVERDATAMANAGER_SVRDMITEM_H_
@@ -54,7 +55,8 @@ namespace sdm_internal {
 struct LockHolder;
 struct LockRequest;
 
-// For annotations. The order of locks: first the locks of a dataset, below, then these two.
+// Declared for annotations. A thread acquires the locks of a dataset, below, before these two
+// locks.
 extern SDM_HIDDEN Mutex leafMutex;                                       // see LeafLock.h
 extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // symbolic; not defined
 }  // namespace sdm_internal
@@ -80,7 +82,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // bootstrap specification. An exception from any of them ends the process.
   ~SvrDMItem() override;
 
-  // By identifier.
+  // Compare items by identifier.
   bool operator==(const SvrDMItem& other) const { return id_ == other.id_; }
   bool operator<(const SvrDMItem& other) const { return id_ < other.id_; }
 
@@ -143,7 +145,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // SvrDMWriteableDataSource::TryWrite has no such effect.
   bool AcquireWriteLock(bool tryOnly) SDM_EXCLUDES(sdm_internal::anyRegistryLock);
 
-  // Releases the lock, whether held for reading or for writing. Does nothing after any failed
+  // Releases the lock, whether it is held for reading or for writing. Does nothing after any failed
   // AcquireWriteLock(true) on this item: the lock then stays held forever.
   void ReleaseLock();
 
@@ -172,8 +174,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
-  // Queues a message for the observers. Always owns it: if the queue cannot grow, deletes it and
-  // throws. A null pointer is queued as it is.
+  // Queues a message for the observers. Always owns the message: if the queue cannot grow, deletes
+  // the message and throws. A null pointer is queued as it is.
   // Threads: the thread that holds the write lock; also for the next three.
   void AddNotification(DataSetMsg* message);
 
@@ -183,7 +185,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Deletes the queued messages.
   void ClearNotifications();
 
-  // Deletes all but the first `count` messages: removes the messages of a change that failed.
+  // Deletes all but the first `count` messages. Used to remove the messages of a change that
+  // failed.
   void TruncateNotifications(std::size_t count);
 
   // One notification pass: compares the dataset with the snapshot, queues the differences, sends
@@ -205,8 +208,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any.
   void Originator(unsigned int& number);
 
-  // With true, the next comparison is a bulk replacement: two messages for the whole variable list
-  // instead of one per variable.
+  // With true, the next comparison is a bulk replacement: it queues two messages for the whole
+  // variable list instead of one message per changed variable.
   // Threads: the thread that holds the write lock.
   void BulkVarMoves(bool bulk);
 
@@ -234,13 +237,14 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // supports it, and records the modification time. First closes a file that is open under another
   // name, even if only the case differs. Does nothing for the same name, and opens nothing for an
   // empty name. If the file cannot be opened, fails silently; the next call tries again. If another
-  // program has it open for writing, opens it without the denial; the next call does not try again.
+  // program has the file open for writing, opens the file without denying writes; the next call
+  // does not try again.
   // Threads: the thread that holds the write lock; also for the next two.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 
   // True if the modification time of the open file, in whole seconds, differs from the recorded
-  // time, or none could be recorded. False if no file is open or its time cannot be read now.
+  // time, or if no time could be recorded. False if no file is open or its time cannot be read now.
   // Checks the open file, not the name: a rename, a removal or a change of permissions is not
   // detected.
   bool SavFileExternallyChanged();
@@ -254,26 +258,26 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any.
   double getObjCreationTime() const { return creationTime_; }
 
-  // The password; `mangled` is true if `password` is mangled.
-  // Threads: not safe while another thread sets it.
+  // The password. Pass true for `mangled` if `password` is already mangled.
+  // Threads: not safe while another thread sets the password.
   const std::string& Password() const { return password_; }
   void Password(const std::string& password, bool mangled);
 
-  // Whether the password is mangled: as stored in the saved file, if the data source or its parent
-  // is one; otherwise as set with Password.
+  // Whether the password is mangled. If the data source or its parent is a saved file, returns the
+  // file's value; otherwise the value from Password.
   // Threads: a thread that holds the read or the write lock.
   bool PasswordMangled() const;
 
   // --- Error monitor and bootstrap specification ---
 
-  // Reports errors to the client. Sends nothing before InitializeErrorMonitor, which borrows the
-  // channel.
+  // The monitor that reports errors to the client. It sends nothing before InitializeErrorMonitor,
+  // which borrows `proxy`, the channel.
   // Threads: the thread that holds the write lock.
   InteractiveErrorMonitor& GetErrorMonitor() { return errorMonitor_; }
   void InitializeErrorMonitor(PackageProxy* proxy);
 
-  // The bootstrap specification, owned by the item; null for none. Setting another deletes the
-  // current one; setting the same pointer changes nothing.
+  // The bootstrap specification, owned by the item; null for none. Setting another pointer deletes
+  // the current specification; setting the same pointer changes nothing.
   // Threads: any may check for null; otherwise the thread that holds the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
@@ -283,19 +287,19 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   friend class SvrDMWriteableDataSource;
   class NotificationGuard;
 
-  // The same, with the handle for the lock monitor. Unchecked: a handle holds the lock from its
-  // construction to its destruction, on any thread, which the analysis cannot follow.
+  // Like the public functions, with the handle for the lock monitor. Not analysed, because a handle
+  // may be constructed on one thread and destroyed on another.
   SDM_HIDDEN bool AcquireReadLock(bool tryOnly, const sdm_internal::LockHolder& who)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
   SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, const sdm_internal::LockHolder& who)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
   void ReleaseLock(const void* handle) SDM_UNCHECKED;
-  // Wait at most `longest`. If they return false, nothing has changed.
+  // Acquire a lock, waiting at most `longest`. If they return false, nothing has changed.
   bool AcquireReadLockWithin(std::chrono::milliseconds longest)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
   bool AcquireWriteLockWithin(std::chrono::milliseconds longest)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
-  // For annotations: called first by operations for the thread that holds the write lock. Does
+  // For annotations: operations that require the write lock call this function first. It does
   // nothing.
   void CallerHoldsWriteLock() const SDM_ASSERT_HELD(lock_) {}
   SDM_HIDDEN sdm_internal::LockRequest DataLock(bool forWriting) const;
@@ -315,7 +319,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   std::string fileName_ SDM_GUARDED_BY(sdm_internal::leafMutex);
   std::string suppressedFileName_ SDM_GUARDED_BY(sdm_internal::leafMutex);
 
-  std::string password_;  // under no lock
+  std::string password_;  // guarded by no lock
   bool passwordMangled_ = false;
 
   sfMutexRW lock_ SDM_ACQUIRED_BEFORE(notificationMutex_);
@@ -340,7 +344,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   bool windowHidden_ = false;
   bool notifiedCreation_ = false;
 
-  // The open saved file; null, empty and 0 if none.
+  // The open saved file. If no file is open, the fields are null, empty and 0.
   std::FILE* lockedFile_ SDM_GUARDED_BY(lock_) = nullptr;
   std::string lockedFileName_ SDM_GUARDED_BY(lock_);
   // Modification time in whole seconds; 0 if unknown.
