@@ -42,8 +42,8 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, const char* label);
 
   // Returns a reader, or nothing if it cannot acquire the lock within `longest`. Does not wait if
-  // `longest` is zero or less. The arguments and exceptions are those of the constructors. A failed
-  // try has no side effects. Allocates nothing.
+  // `longest` is zero or less. The other arguments and the exceptions are those of the
+  // constructors. A failed try has no side effects. Allocates nothing.
   //
   //   if (auto reader = SvrDMInputDataSource::TryRead(id, std::chrono::milliseconds(50))) {
   //     Use(**reader);

@@ -115,7 +115,8 @@ class StepwisePass {
     ++checkedEnd_;
   }
 
-  // Deletes the removed variables in between, then moves the variable if a gap remains.
+  // Moves the variable at `found` to `index`. First deletes the removed variables in between; then
+  // moves the variable if the positions still differ.
   void BringForward(int found, int index) {
     const int viewIndex = DeleteBetween(index, found);
     if (viewIndex == index) return;
@@ -162,7 +163,7 @@ class StepwisePass {
     });
   }
 
-  // Deletes the view variables beyond the end of the source.
+  // Deletes the view variables after the last source variable.
   void DeleteFrom(int sourceCount) {
     const int viewCount = view_.ColumnCount();
     if (viewCount <= sourceCount) return;
@@ -317,7 +318,8 @@ class StampedPass {
     Compare(newVar, found, index);
   }
 
-  // Deletes the removed variables in between, then moves the variable if a gap remains.
+  // Moves the variable at view position `found` to `index`. First deletes the removed variables in
+  // between; then moves the variable if others remain in between.
   void BringForward(int found, int index) {
     DeleteBetween(found);
     SkipTaken();
@@ -387,7 +389,7 @@ class StampedPass {
     if (newVar.GetType() != oldVar.GetType()) typeChanged_ = true;
   }
 
-  // Deletes the view variables beyond the end of the source.
+  // Queues one message that deletes the view variables after the last source variable.
   void DeleteRest() {
     std::vector<ORVX_Variable> removed;
     removed.reserve(static_cast<std::size_t>(viewCount_ - next_ - taken_.Count(next_, viewCount_)));

@@ -26,7 +26,8 @@ int CallsOfABatch(Operation operation) {
   return calls;
 }
 
-// Compares the shortest of several alternating batches, so that load on the machine affects both.
+// Compares the shortest times of several alternating batches, so that load on the machine affects
+// both operations.
 template <class Measured, class Peer>
 double Ratio(Measured measured, Peer peer) {
   const int measuredCalls = CallsOfABatch(measured);

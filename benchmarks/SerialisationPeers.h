@@ -1,5 +1,5 @@
 // Other libraries that encode the lists of a bootstrap specification: cereal, MessagePack and
-// FlatBuffers, as far as their headers are installed.
+// FlatBuffers. A library is used only if its headers are installed.
 
 #ifndef BENCHMARKS_SERIALISATIONPEERS_H_
 #define BENCHMARKS_SERIALISATIONPEERS_H_
@@ -25,12 +25,13 @@
 #define SDM_HAS_FLATBUFFERS 1
 #endif
 
-// Strata, dependent and input variables, ends of splits, means and counts of cases.
+// The lists, in order: strata, dependent and input variables, split ends, and the first and second
+// members of the case statistics.
 using PlainLists =
     std::tuple<std::vector<int>, std::vector<int>, std::vector<int>, std::vector<std::uint32_t>,
                std::vector<double>, std::vector<std::uint32_t>>;
 
-// Each peer: its name, Encode, which returns a string, and Decode, which returns new lists.
+// Each peer has a name, kName; Encode, which returns a string; and Decode, which returns new lists.
 
 #ifdef SDM_HAS_CEREAL
 struct Cereal {

@@ -1,8 +1,9 @@
 // The cost of encoding and decoding a bootstrap specification with long lists.
 //
 // The peer copies the same number of bytes into a new string, or from a string into a new buffer.
-// The time is reported as a multiple of the peer's time (of_memcpy), measured alternately; also as
-// a multiple of the times of other libraries (SerialisationPeers.h) for the same lists.
+// The time is reported as a multiple of the peer's time (of_memcpy), measured alternately. It is
+// also reported as a multiple of the times of other libraries (SerialisationPeers.h) for the same
+// lists.
 
 #include <cstddef>
 #include <cstdint>
@@ -86,7 +87,7 @@ PlainLists ListsOf(const SvrBootstrapSpecs& specs) {
   return lists;
 }
 
-// Reports the time of `operation` as a multiple of the times of other libraries, for which
+// Reports the time of `operation` as a multiple of the times of other libraries, for each of which
 // `operationOf` returns the same operation.
 template <class Operation, class OperationOf>
 void CompareWithLibraries(benchmark::State& state, const SvrBootstrapSpecs& specs,

@@ -1,7 +1,7 @@
-// The cost of clones, compared with copying dictionary and cases. Copying a clone takes as long as
-// copying its dictionary, regardless of the number of cases. Reading a row from a clone takes one
-// more call than reading it from the source. Each benchmark reports its time as a multiple of its
-// peer's, measured alternately.
+// The cost of clones, compared with copies of dictionary and cases. Copying a clone takes as long
+// as copying its dictionary, regardless of the number of cases. Reading a row from a clone takes
+// one more call than reading it from the source. Each benchmark reports its time as a multiple of
+// the time of its peer, measured alternately.
 
 #include <unistd.h>
 
@@ -26,7 +26,7 @@
 
 namespace {
 
-// A source that stores its rows in memory, all numbers.
+// A source that stores its rows in memory; all cells are numbers.
 class Table : public ORVX_DataSource {
  public:
   Table(int variables, long long rows)
@@ -137,7 +137,8 @@ double SumOfCells(const ORVX_DataSource& source) {
   return sum;
 }
 
-// A saved file of numbers with 10,000 rows, opened, and the same numbers row by row.
+// A saved file with 10,000 rows of numbers, opened as a data source, and the same numbers in
+// memory, row by row.
 class NumbersInAFile {
  public:
   explicit NumbersInAFile(int variables) : width_(static_cast<std::size_t>(variables)) {
@@ -199,7 +200,7 @@ void RowsOfACloneOfAFile(benchmark::State& state) {
 }
 BENCHMARK(RowsOfACloneOfAFile)->Arg(10)->Arg(100);
 
-// Selects all cases, by the second variable.
+// Filters by the second variable, which selects all cases.
 void RowsOfAFilterOfAFile(benchmark::State& state) {
   NumbersInAFile numbers(static_cast<int>(state.range(0)));
   const auto file = numbers.TakeSource();

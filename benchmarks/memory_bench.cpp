@@ -1,5 +1,5 @@
-// The memory of a dictionary and its snapshot, beside the records of the variables, which both
-// share. Measured as the bytes that malloc has handed out; the time means nothing.
+// The memory of a dictionary and its snapshot, without the records of the variables, which both
+// share. It is measured as the bytes that malloc has handed out; the reported time has no meaning.
 
 #include <malloc.h>
 

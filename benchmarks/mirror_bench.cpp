@@ -1,7 +1,7 @@
 // The cost of following a dataset: applying the decoded messages of a pass to the mirror, computing
 // the digest of the dictionary, and sending a pass to many clients.
 //
-// Each benchmark reports its time as a multiple of its peers', measured alternately:
+// Each benchmark reports its time as a multiple of the times of its peers, measured alternately:
 //
 //   of_plain_vector    the same edits of a vector of plain definitions, with linear search
 //   of_whole_snapshot  a new mirror from the messages of a snapshot
@@ -87,7 +87,7 @@ void ApplyAPassWithOneVariableModified(benchmark::State& state) {
 }
 BENCHMARK(ApplyAPassWithOneVariableModified)->Arg(1'000);
 
-// One message per variable, as a dataset sends them.
+// The pass has one message per variable, like the first pass of a dataset.
 void ApplyAPassWithAllVariablesInserted(benchmark::State& state) {
   const Dictionary dictionary(state);
   OwnedMessages pass;
@@ -160,7 +160,7 @@ void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {
 }
 BENCHMARK(TakeTheDigestAgainAfterOneVariableHasChanged)->Arg(1'000)->Arg(100'000);
 
-// Encodes the frame, and keeps the last.
+// Encodes each frame and keeps the last one.
 class Channel final : public PackageProxy {
  public:
   short SendMessage(int, VSerializable* message) override {
@@ -197,8 +197,8 @@ class Streams {
   std::vector<std::unique_ptr<ChangeStreamObserver>> streams_;
 };
 
-// Measures the release alone; `edit` changes the data source under the writer. `restore` changes it
-// back in a release that is not measured.
+// Measures the release alone; `edit` changes the data source before it. `restore` reverts the
+// change before a release that is not measured.
 template <class Edit, class Restoration>
 void ReleaseToStreams(benchmark::State& state, const Edit& edit, const Restoration& restore) {
   BenchDataset dataset(static_cast<int>(state.range(0)));

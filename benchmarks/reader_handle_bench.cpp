@@ -1,6 +1,6 @@
 // The overhead of a reader handle over its lock. Each benchmark reports its time as a multiple of
-// the bare lock (of_sfMutexRW) and of the standard library's (of_shared_mutex), measured
-// alternately.
+// the times of the bare lock (of_sfMutexRW) and of the lock of the standard library
+// (of_shared_mutex), measured alternately.
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
@@ -30,8 +30,8 @@ void TakeStandardLock() {
   standardLock.unlock_shared();
 }
 
-// The atomic operations of a reader handle and nothing else: the reference and the reader count go
-// up and down, and so does the lock. Their fields are in different cache lines of an item.
+// For the atomic operations of a reader handle and nothing else: raising and lowering the reference
+// count, the lock word and the reader count. In an item, these fields are in different cache lines.
 struct alignas(64) Field {
   std::atomic<unsigned> value = 0;
   void Add() { value.fetch_add(1); }
@@ -94,8 +94,8 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// The upper bounds for ReaderHandlesOnTwoThreads, with the lock in one word and with a lock that
-// costs nothing.
+// Two upper bounds for ReaderHandlesOnTwoThreads: with a lock that is one word, and with a lock
+// that costs nothing.
 void AtomicOperationsOnTwoThreads(benchmark::State& state) {
   for (auto _ : state) {
     state.counters["readers_per_second"] = PerSecondOnTwoThreads(CountAndLockAsReader);

@@ -1,6 +1,6 @@
 // The registry with many datasets: finding, adding and deleting one of them. Finding reports its
 // time as a multiple of a reader handle on an item (of_reader), measured alternately; adding and
-// deleting report theirs as a multiple of the same with few datasets (of_few).
+// deleting report their time as a multiple of their time with few datasets (of_few).
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -28,7 +28,7 @@ std::string FileName(int number) {
   return "/nowhere/surveys/national/Study " + std::to_string(number) + ".tsv";
 }
 
-// Datasets with a handle name and a file name each, in the registry of the process. No two
+// Datasets in the registry of the process, each with a handle name and a file name. No two
 // objects of this class use the same name.
 class Datasets {
  public:
@@ -62,7 +62,7 @@ class Datasets {
   std::deque<LocallyUniqueID> ids_;
 };
 
-// Keeps a second thread alive, because mutexes are cheaper in a process with only one.
+// Keeps a second thread alive, because mutexes are cheaper in a process with only one thread.
 class SecondThread {
  public:
   ~SecondThread() {
@@ -112,7 +112,7 @@ double ThreadSeconds() {
 }
 
 // Returns the mean time of one call of `measured`. Each call of `restore`, which is not timed,
-// undoes one of them.
+// undoes one call of `measured`.
 template <class Operation, class Restoration>
 double SecondsInABatch(Datasets& datasets, Operation measured, Restoration restore) {
   const double start = ThreadSeconds();
@@ -122,7 +122,7 @@ double SecondsInABatch(Datasets& datasets, Operation measured, Restoration resto
   return seconds;
 }
 
-// Each iteration is a batch, but its reported time is that of one operation.
+// Each iteration runs a batch of operations and reports the time of one operation.
 template <class Operation, class Restoration>
 void MeasureBesideFew(benchmark::State& state, Operation measured, Restoration restore) {
   const SecondThread second;

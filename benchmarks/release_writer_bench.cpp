@@ -3,7 +3,7 @@
 // address.
 //
 // The peer, without shared values, compares two vectors of plain definitions. The time is reported
-// as a multiple of its time (of_plain_vectors), measured alternately.
+// as a multiple of the peer's time (of_plain_vectors), measured alternately.
 
 #include <benchmark/benchmark.h>
 

@@ -24,7 +24,8 @@ std::vector<std::unique_ptr<DataSetMsg>> ChangeFrame::Messages() const {
   return messages;
 }
 
-// The body is encoded as one string, so that its checksum can be verified before it is decoded.
+// The body is encoded as one string, so that the checksum can be verified before the body is
+// decoded.
 void ChangeFrame::Serialize(VStream& stream) {
   std::string body;
   if (stream.Writing()) {

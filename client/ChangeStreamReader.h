@@ -19,8 +19,8 @@
 #include <string_view>
 
 // Maintains a mirror of the dataset's dictionary from frames, and verifies it: Dictionary() always
-// has the digest that the server computed from the data source itself. It starts with the empty
-// dictionary before pass 1, and has two states:
+// has the digest that the server computed from the data source itself. The reader starts with the
+// empty dictionary before pass 1, and has two states:
 //
 //   following   A pass is applied if it is the next pass and the dictionary has the frame's
 //               digest afterwards. Anything else (a bad frame, a gap in the pass numbers,
@@ -41,8 +41,8 @@ class SDM_EXPORT ChangeStreamReader {
   enum class Outcome {
     Applied,         // Dictionary() is now as of the frame's pass
     SnapshotWanted,  // the frame could not be applied: request a snapshot
-    Skipped,         // a pass, while a snapshot is wanted
-    AnotherDataset,  // a frame of another dataset
+    Skipped,         // the frame is a pass, and a snapshot is wanted
+    AnotherDataset,  // the frame is for another dataset
   };
 
   explicit ChangeStreamReader(LocallyUniqueID dataset);
@@ -59,7 +59,7 @@ class SDM_EXPORT ChangeStreamReader {
   const ORVX_DataSource& Dictionary() const { return mirror_.Dictionary(); }
   // The number of the last pass in Dictionary(); 0 before the first pass.
   std::uint64_t PassNumber() const { return passNumber_; }
-  // The case sequence as of that pass, and the digest of Dictionary().
+  // The case sequence as of pass PassNumber(), and the digest of Dictionary().
   std::uint32_t CaseSequence() const { return caseSequence_; }
   const DictionaryDigest& Digest() const { return digest_; }
 

@@ -23,20 +23,21 @@ struct SDM_EXPORT DictionaryDigest {
   std::string AsText() const;
 };
 
-// Included: all variables, in order, weight, filter, split, label, row count, dirty flag, trends
-// information, multiple-response sets, variable sets, extension 0, attributes. Two data sources
-// have the same digest exactly if these are equal, apart from collisions: two different
+// The digest includes all variables, in order, weight, filter, split, label, row count, dirty flag,
+// trends information, multiple-response sets, variable sets, extension 0, attributes. Apart from
+// collisions, two data sources have the same digest exactly if all of this is equal: two different
 // dictionaries have equal digests with a probability of about 2^-122 (VariableListHash.h). As in
-// change messages, no label equals an empty label, and an absent extension equals an empty
-// extension. The order of sets matters, the order of attributes does not.
+// change messages, a dictionary without a label counts as one with an empty label, and an absent
+// extension counts as an empty extension. The order of sets matters, the order of attributes does
+// not.
 //
-// Not included, because messages carry them incompletely or not at all: rows per imputation, the
-// file name, other extensions, the parent, the cases.
+// The digest does not include rows per imputation, the file name, other extensions, the parent and
+// the cases, because messages carry them incompletely or not at all.
 //
 // The cost depends on the properties and on the variables that changed since the last call: the
 // hashes of variables are cached in the dictionary.
 //
-// Threads: any that may read the source.
+// Threads: any thread that may read the source.
 SDM_EXPORT DictionaryDigest DigestOf(const ORVX_DataSource& source);
 
 #endif  // CLIENT_DICTIONARYDIGEST_H_

@@ -69,7 +69,7 @@ class MessageBuilder {
     Add<ExtensionsMsg>(TextBlock(type, text));
   }
 
-  // Empty extensions are equal regardless of their version.
+  // All empty extensions get the same message, regardless of their version.
   void OwnExtension(const ORVX_DataSource& source) {
     const ORVX_DataSource::Extension extension(source, kOwnExtension);
     const bool empty = extension.Impl()->GetLength() == 0;

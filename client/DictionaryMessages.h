@@ -18,15 +18,16 @@ class ORVX_DataSource;
 using OwnedMessages = std::vector<std::unique_ptr<DataSetMsg>>;
 
 // The messages that build the dictionary of `source` from an empty dictionary: one message with all
-// variables, then the messages of the properties. All have the given dataset and case sequence.
+// variables, then the messages of the properties. All messages have the given dataset and case
+// sequence.
 //
-// Threads: any that may read the source.
+// Threads: any thread that may read the source.
 SDM_EXPORT OwnedMessages DictionaryMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                             unsigned int caseSequence);
 
 // Only the messages of the properties: one for each property, even with its default value, in the
-// order of a notification pass. No label has the same bytes as an empty label, and an absent
-// extension the same bytes as an empty extension: clients do not distinguish them.
+// order of a notification pass. A missing label is encoded as an empty label, and an absent
+// extension as an empty extension, because clients do not distinguish them.
 SDM_EXPORT OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                           unsigned int caseSequence);
 

@@ -78,10 +78,10 @@ class SDM_HIDDEN DictionaryMirror::Mirrored final : public DataFreeDataSource {
   long long rowCount_ = -1;
 };
 
-// Applies the messages of one pass. The destructor undoes all of them unless Commit was called.
+// Applies the messages of one pass. The destructor undoes all changes unless Commit was called.
 //
-// Weight, filter and split change when variables are deleted, so they are not in the undo log:
-// their values before the pass are restored after the variables.
+// Weight, filter and split change when variables are deleted, so they are not in the undo log. The
+// destructor restores their values from before the pass after it has restored the variables.
 class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
  public:
   explicit Pass(Mirrored& dictionary) : dictionary_(dictionary), usesBefore_(dictionary) {}
@@ -111,7 +111,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void Visit(const DataSetModifiedMsg& message) override;
 
  private:
-  // Weight, filter and split of a dictionary.
+  // The weight, filter and split of a dictionary at one time.
   class Uses {
    public:
     explicit Uses(const ORVX_DataSource& dictionary);
@@ -127,7 +127,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   // Runs `edit`, which changes nothing if it throws, and logs `undo`, which reverts it.
   template <class Edit>
   void MakeEdit(Edit edit, std::function<void()> undo);
-  // Sets a property to `now` with `set`, and logs `before` for the undo.
+  // Sets a property to `now` with `set`, and logs an undo operation that sets it to `before`.
   template <class Value, class Set>
   void Replace(Value before, const Value& now, Set set);
 
@@ -141,7 +141,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void SetSets(ORVX_DataSource::ExtensionType type, std::string_view text);
   void SetAttributes(std::string_view text);
 
-  // Returns a const reference, because the other overload of GetVariable counts as a write.
+  // Gives const access, because the non-const overload of GetVariable counts as a write.
   const ORVX_DataSource& Read() const { return dictionary_; }
 
   Mirrored& dictionary_;
@@ -391,7 +391,7 @@ void DictionaryMirror::Pass::Apply(const DataSetMsg& message, Position position)
     message.Accept(*this);
   } catch (const MirrorError& error) {
     throw inMessage(error);
-  } catch (const std::invalid_argument& error) {  // invalid text
+  } catch (const std::invalid_argument& error) {  // thrown for invalid text
     throw inMessage(error);
   }
 }

@@ -33,14 +33,14 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 // After every pass these equal the data source: all variables, in order, weight, filter, split,
 // label, row count, dirty flag, trends information, multiple-response sets, variable sets,
 // extension 0 and attributes. A variable that a message deletes or moves is dropped from weight,
-// filter and split; if the dataset still uses it, a later message of the pass sets it again. Two
-// properties are carried incompletely:
+// filter and split; if the dataset still uses it, a later message of the pass sets it again.
+// Messages carry two properties incompletely:
 //   - rows per imputation: servers report only the end of an imputation, so the mirror always
 //     has 0
 //   - the file specification: servers report changes only for a dataset whose topmost source is a
 //     saved data file, and do not report a suppressed file name; the mirror keeps the last
 //     file specification that was reported
-// No message carries the rest of a dataset: cases, handle name, file name, password, window.
+// Messages do not carry the rest of a dataset: cases, handle name, file name, password, window.
 //
 // Messages refer to variables by identifier, so identifiers in a mirror are unique and not null.
 //
@@ -71,9 +71,9 @@ class SDM_EXPORT DictionaryMirror {
   // Calls `check`, unless it is empty, at the end. If `check` throws, the exception propagates and
   // the mirror is unchanged.
   void Apply(const std::vector<DataSetMsg*>& pass, const Check& check = {});
-  // The same for the messages of a ChangeFrame.
+  // Applies the messages of a ChangeFrame in the same way.
   void Apply(std::span<const std::unique_ptr<DataSetMsg>> pass, const Check& check = {});
-  // The same for a pass of one message.
+  // Applies a pass of one message in the same way.
   void Apply(const DataSetMsg& message);
 
   // The mirrored dictionary. RowCount() is the last reported number, -1 (unknown) before the first;

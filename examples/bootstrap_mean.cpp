@@ -34,7 +34,7 @@ int PositionOfNumber(const ORVX_DataSource& source, const std::string& name) {
   throw std::runtime_error("no numeric variable " + name);
 }
 
-// Deletes the other variables from the clone's dictionary; its rows do not change.
+// Deletes the other variables from the clone's dictionary; the rows do not change.
 void KeepOnly(int position, SvrDMCloneDataSource& clone) {
   clone.DeleteVariables(position + 1, clone.ColumnCount() - 1);
   clone.DeleteVariables(0, position - 1);
@@ -82,7 +82,7 @@ std::vector<double> MeansOfResamples(SvrDMCloneDataSource clone, const std::stri
   return means;
 }
 
-// The means of all resamples, drawn by several threads.
+// Returns the means of all resamples, in ascending order. Several threads draw the resamples.
 std::vector<double> SortedMeans(const SvrDMCloneDataSource& clone, const std::string& bytes) {
   std::vector<std::future<std::vector<double>>> shares;
   for (int thread = 0; thread < kThreads; ++thread) {

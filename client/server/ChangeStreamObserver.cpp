@@ -23,8 +23,9 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   return source != nullptr ? *source : empty;
 }
 
-// Whether clients were notified of the file specification. A pass that reports it sets the
-// dataset's file name; a suppressed name is neither reported nor set.
+// Whether clients were notified of the file specification. A pass that reports the file
+// specification sets the dataset's file name to it; a suppressed file name is neither reported nor
+// set.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
   // Calls ParentOf, because other readers may be making iterators of a clone.
@@ -33,7 +34,7 @@ bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& datas
          dataset.GetFileName() == source.GetFileSpec();
 }
 
-// A pass as every stream of the dataset sends it.
+// A pass, encoded once for all streams of the dataset.
 struct EncodedPass {
   std::size_t messageCount;
   std::string messageBytes;
@@ -49,8 +50,8 @@ EncodedPass Encoded(const SvrDMWriteableDataSource& writer) {
           DigestOf(OrEmpty(writer.GetDataSource()))};
 }
 
-// Encodes the pass, or copies it from the stream that was called before this one. An observer
-// between them may have queued more messages; then the pass is encoded again.
+// Copies the pass that an earlier stream has encoded (PassData), or encodes it. If an observer has
+// queued more messages since, encodes the pass again.
 void FillIn(ChangeFrame& frame, const SvrDMWriteableDataSource& writer) {
   std::any* const shared = writer.PassData();
   const auto* pass = std::any_cast<EncodedPass>(shared);

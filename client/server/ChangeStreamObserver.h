@@ -6,7 +6,7 @@
 //   SvrDMInputDataSource reader(id, false);
 //   stream.SendSnapshot(reader);                 // the client requested it
 //   ...
-//   if (auto why = stream.UnregisterIfLost(dataset)) Log(*why);   // holding no handle
+//   if (auto why = stream.UnregisterIfLost(dataset)) Log(*why);   // while holding no handle
 
 #ifndef CLIENT_SERVER_CHANGESTREAMOBSERVER_H_
 #define CLIENT_SERVER_CHANGESTREAMOBSERVER_H_
@@ -32,17 +32,18 @@ class SvrDMInputDataSource;
 // server.
 //
 // If the dataset is already in use, the first frame has changes relative to an earlier snapshot.
-// The client's reader detects this and requests a snapshot. The same happens after a change by the
-// client's own writer: this observer is the originator and is not notified, so the digest differs
-// in the next pass.
+// The client's reader detects this and requests a snapshot. The client's reader also requests a
+// snapshot after a change by the client's own writer: this observer is the originator and is not
+// notified, so the digest differs in the next pass.
 //
 // The streams of a dataset encode and hash a pass once, for all of them, unless another observer
-// uses PassData. If an observer changes the data source inside the pass, the streams after it still
-// send the pass as the first stream encoded it; the change is in the next pass.
+// uses PassData. If an observer changes the data source inside the pass, the streams that are
+// called later still send the pass as the first stream encoded it; the next pass reports the
+// change.
 //
 // If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
-// inside a pass, so it stays registered, and passes still compare the dictionary for it, until its
-// owner calls UnregisterIfLost.
+// inside a pass, so a lost stream stays registered until its owner calls UnregisterIfLost. Until
+// then, passes still compare the dictionary for it.
 //
 // Threads: OnDataSetChanged runs on the thread of the pass; all other operations may run on any
 // thread, but not inside a pass of the dataset. One thread at a time uses the proxy. Unregister the
@@ -71,9 +72,9 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
 
   bool IsLost() const;
 
-  // If the stream is lost, unregisters it from `dataset` and returns the reason; returns nothing if
-  // the stream is not lost, and on later calls. Do not call it inside a pass; a good place is a
-  // server's loop, while it holds no handle.
+  // If the stream is lost, unregisters it from `dataset` and returns the reason. Returns nothing if
+  // the stream is not lost, or if an earlier call has unregistered it. Do not call this function
+  // inside a pass; a good place is a server's loop, while the server holds no handle.
   std::optional<std::string> UnregisterIfLost(SvrDMDataset& dataset);
 
  private:

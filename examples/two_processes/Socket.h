@@ -1,4 +1,4 @@
-// Frames over a stream socket: each is preceded by its length, and answered with one byte.
+// Frames over a stream socket: each frame is preceded by its length, and answered with one byte.
 //
 // Both programs of this example use it. Numbers are little-endian.
 

@@ -98,7 +98,7 @@ short ClientProcess::SendMessage(int, VSerializable* message) {
   return static_cast<short>(socket_->SendFrame(bytes.Bytes()));
 }
 
-// Returns when the process has been reaped.
+// Returns when the process has ended. The destructor reaps it.
 void ClientProcess::Kill() {
   kill(process_, SIGKILL);
   siginfo_t gone;
@@ -195,7 +195,7 @@ constexpr int kWritesBeforeTheClient = 2;
 
 // --- the server ---
 
-// Another observer, registered from the start: the client joins a dataset in use.
+// Another observer, registered from the start, so that the client joins a dataset in use.
 struct Log : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     std::printf("server: %zu message(s)\n", writer->GetNotifications().size());
@@ -227,7 +227,8 @@ class Server {
   const int secondsForTheClient_;
   Log log_;
   SvrDMDataset dataset_;
-  // Destroyed before the channel that it borrows.
+  // The stream is declared last, so that it is destroyed before the channel, client_, that it
+  // borrows.
   std::unique_ptr<ClientProcess> client_;
   std::unique_ptr<ChangeStreamObserver> stream_;
 };

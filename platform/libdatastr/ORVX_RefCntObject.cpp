@@ -1,4 +1,4 @@
-// Deletion of counted objects; anchors their vtable.
+// Deletes counted objects. The destructor is defined here so that only this library has the vtable.
 
 #include <libdatastr/ORVX_RefCntObject.h>
 

@@ -14,9 +14,9 @@
 // The count belongs to the object, not to its value: it starts at 0, and neither copying nor
 // assignment copies it. An object is shareable until MarkUnshareable().
 //
-// Threads: AddReference, RemoveReference, IsShared and ReferenceCount: any, while a reference
-// exists. A thread's accesses to the object before it removes its reference happen before the
-// deletion, and before IsShared() returns false on another thread.
+// Threads: any thread may call AddReference, RemoveReference, IsShared and ReferenceCount while a
+// reference exists. A thread's accesses to the object before it removes its reference happen before
+// the deletion, and before IsShared() returns false on another thread.
 class SDM_EXPORT ORVX_RefCntObject {
  public:
   ORVX_RefCntObject() noexcept = default;
@@ -30,8 +30,8 @@ class SDM_EXPORT ORVX_RefCntObject {
 
   void AddReference() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
-  // Deletes this object, which must have been created with `new`, when the count reaches 0. Call it
-  // once per AddReference().
+  // Deletes this object, which must have been created with `new`, when the count reaches 0. Call
+  // RemoveReference() once for each AddReference().
   void RemoveReference() const {
     if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) DeleteThis();
   }
@@ -42,10 +42,10 @@ class SDM_EXPORT ORVX_RefCntObject {
 
   unsigned ReferenceCount() const noexcept { return count_.load(std::memory_order_acquire); }
 
-  // If false, copy this object instead of sharing it.
+  // Whether the object may be shared. If not, copy it instead.
   bool IsShareable() const noexcept { return shareable_; }
 
-  // Cannot be undone.
+  // Makes the object permanently unshareable.
   // Threads: not safe; call before other threads use the object.
   void MarkUnshareable() noexcept { shareable_ = false; }
 

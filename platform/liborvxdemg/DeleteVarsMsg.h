@@ -12,8 +12,8 @@
 
 namespace DEMessages {
 
-// Has the deleted variables, as observers were last notified of them. They are identified by their
-// identifiers and need not have been adjacent. The list may be empty.
+// Has the deleted variables, as observers were last notified of them. Clients find the variables by
+// identifier. The variables need not have been adjacent. The list may be empty.
 class SDM_EXPORT DeleteVarsMsg final : public MessageGlue<DeleteVarsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::DeleteVarsMsg"; }

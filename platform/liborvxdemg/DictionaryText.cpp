@@ -14,7 +14,7 @@
 namespace DictionaryText {
 namespace {
 
-// A list in braces; "none" for an empty list.
+// Returns the texts of a list in braces; "none" for an empty list.
 template <class List, class Text>
 std::string Braced(const List& list, Text text) {
   return list.empty() ? "none" : "{" + Joined(list, text) + "}";

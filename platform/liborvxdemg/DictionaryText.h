@@ -19,7 +19,8 @@
 
 class ORVX_DataSource;
 
-// A function that returns a pointer returns a string literal.
+// A function that returns a pointer returns a string literal. Texts in the comments below are
+// examples of results.
 //
 // Threads: any.
 namespace DictionaryText {

@@ -22,7 +22,7 @@ class SDM_EXPORT ErrorMsg final : public MessageGlue<ErrorMsg> {
   static const char* VSignature() { return "DEMessages::ErrorMsg"; }
   static unsigned int Version() { return 1; }
 
-  // Code 0 and an empty text, for decoding into.
+  // Code 0 and an empty text: an object to decode into.
   ErrorMsg() = default;
   // Copies `text`, which may be empty.
   ErrorMsg(unsigned int code, const std::string& text);

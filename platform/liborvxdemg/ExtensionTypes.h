@@ -12,7 +12,7 @@
 
 namespace DEMessages {
 
-// The extension of the data source.
+// The extension that the data source itself stores; the other types carry text.
 inline constexpr int kOwnExtension = 0;
 
 // Text of sets, as MakeExtension writes it. Multiple-response sets are sent twice, with the same

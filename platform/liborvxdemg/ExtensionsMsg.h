@@ -17,7 +17,7 @@ class SDM_EXPORT ExtensionsMsg final : public MessageGlue<ExtensionsMsg, DataSet
   static const char* VSignature() { return "DEMessages::ExtensionsMsg"; }
   static unsigned int Version() { return 1; }
 
-  // Type 0, version 1, no bytes; for decoding into.
+  // Type 0, version 1 and no bytes: an object to decode into.
   ExtensionsMsg();
   // Shares `extension`; throws std::invalid_argument if it is null.
   ExtensionsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,

@@ -18,7 +18,7 @@ class SDM_EXPORT FileLabelChangeMsg final : public MessageGlue<FileLabelChangeMs
   static unsigned int Version() { return 1; }
 
   FileLabelChangeMsg() = default;
-  // Copies `label`; null is "".
+  // Copies `label`. A null pointer counts as "".
   FileLabelChangeMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                      const char* label);
 

@@ -11,14 +11,14 @@
 
 namespace DEMessages {
 
-// Has the new name.
+// Has the new name of the file.
 class SDM_EXPORT FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FileSpecChangeMsg"; }
   static unsigned int Version() { return 1; }
 
   FileSpecChangeMsg() = default;
-  // Copies `fileSpec`; null is "".
+  // Copies `fileSpec`. A null pointer counts as "".
   FileSpecChangeMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                     const char* fileSpec, bool flag);
 

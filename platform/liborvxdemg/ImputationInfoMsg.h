@@ -20,7 +20,7 @@ class SDM_EXPORT ImputationInfoMsg final : public MessageGlue<ImputationInfoMsg,
   static const char* VSignature() { return "DEMessages::ImputationInfoMsg"; }
   static unsigned int Version() { return 1; }
 
-  // 0 rows.
+  // 0 rows per imputation: an object to decode into.
   ImputationInfoMsg() = default;
 
   // 0 if the rows are not a multiple imputation.

@@ -12,8 +12,8 @@
 
 namespace DEMessages {
 
-// The variables are adjacent, in order, before the anchor variable, or at the end of the list if
-// the anchor is null.
+// The variables are inserted together, in order, before the anchor variable. If the anchor is null,
+// they are inserted at the end of the list.
 class SDM_EXPORT InsertVarsMsg final : public MessageGlue<InsertVarsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::InsertVarsMsg"; }

@@ -16,7 +16,7 @@ class SDM_EXPORT ReportedErrorMsg final : public MessageGlue<ReportedErrorMsg> {
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsg"; }
   static unsigned int Version() { return 1; }
 
-  // An empty error without a dataset, for decoding into.
+  // An empty error without a dataset: an object to decode into.
   ReportedErrorMsg() = default;
   // Copies the identifier and the text.
   ReportedErrorMsg(LocallyUniqueID& dataSetID, const ErrorText& text);

@@ -8,8 +8,8 @@
 
 namespace OrvxMessages {
 
-// The answer is set only by decoding it. Before that it has no value: do not read, copy or encode
-// it.
+// Only decoding sets the answer. Until then the answer has no value: do not read, copy or encode
+// the object.
 //
 // Threads: several threads may read one object.
 class SDM_EXPORT ReportedErrorMsgResponse final : public MessageGlue<ReportedErrorMsgResponse> {

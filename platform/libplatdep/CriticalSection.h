@@ -13,8 +13,8 @@
 #include <ServerDataManager/ThreadSafety.h>
 #include <mutex>
 
-// Held by one thread at a time, until all its Lock objects are destroyed. Must be free when it is
-// destroyed.
+// One thread at a time holds the section, until all Lock objects of that thread are destroyed. No
+// thread may hold the section when it is destroyed.
 //
 // Threads: any.
 class SDM_EXPORT SDM_CAPABILITY("mutex") CriticalSection {
@@ -23,7 +23,8 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") CriticalSection {
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  // Holds `section`, which must outlive it, for a scope. Destroy it on the thread that created it.
+  // Holds `section`, which must outlive the Lock, for a scope. Destroy the Lock on the thread that
+  // created it.
   class SDM_SCOPED_CAPABILITY Lock {
    public:
     // Waits while another thread holds `section`.

@@ -1,4 +1,4 @@
-// Opening files for reading on POSIX systems with open-file-description locks.
+// Opens files for reading, on POSIX systems with open-file-description locks.
 
 #include <fcntl.h>
 #include <libplatdep/ExtNameStr.h>
@@ -40,7 +40,7 @@ void AskToDenyWriting(int file) {
   wholeFile.l_type = F_RDLCK;
   wholeFile.l_whence = SEEK_SET;
   const int before = errno;
-  // Ignore a refusal: another program may be writing, or the file system may have no locks.
+  // Ignores a refusal: another program may be writing, or the file system may have no locks.
   if (fcntl(file, F_OFD_SETLK, &wholeFile) != 0) errno = before;
 }
 

@@ -13,14 +13,15 @@
 // The strings are UTF-8, compared by code point after full case folding, independent of the locale:
 // "Größe" equals "GRÖSSE". They are not normalised: a letter with a combining mark differs from the
 // precomposed letter. An invalid byte equals only the same byte and sorts after every code point.
-// The order is total, so it can be used for sorting.
+// The order is total, so the function can be used for sorting.
 //
 // Neither argument may be null. Allocates nothing.
 // Threads: any.
 SDM_EXPORT int _ORVXMBstricmp_A(const char* left, const char* right);
 
-// A hash of a zero-terminated string: the same for strings that _ORVXMBstricmp_A finds equal. All
-// bits are well distributed. Not for storage: it may change with the version.
+// Returns a hash of a zero-terminated string. Strings that are equal for _ORVXMBstricmp_A have the
+// same hash. All bits are well distributed. Do not store the hash: it may differ in another version
+// of the library.
 //
 // `text` is not null. Allocates nothing.
 // Threads: any.

@@ -9,7 +9,7 @@
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/ThreadSafety.h>
 
-// Threads: destroy it on the thread that created it.
+// Threads: destroy the guard on the thread that created it.
 class SDM_EXPORT SDM_SCOPED_CAPABILITY sfGuard {
  public:
   // Locks `mutex`, which must outlive the guard, until the guard is destroyed. `lockType` must be

@@ -25,7 +25,7 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutex {
   void unlock() SDM_RELEASE() SDM_UNCHECKED;
 
  private:
-  // Not annotated, so its use is not checked.
+  // std::mutex is not annotated, so the analysis does not check its use.
   std::mutex mutex_;
 };
 

@@ -1,5 +1,6 @@
-// The reader/writer lock: one atomic word while nobody waits. A thread that releases a lock with
-// waiters changes the word on behalf of the threads that it admits: no other thread overtakes them.
+// The reader/writer lock uses only one atomic word while no thread waits. A thread that releases a
+// lock with waiters changes the word on behalf of the threads that it admits: no other thread
+// overtakes them.
 
 #include <libsfthread/sfMutexRW.h>
 
@@ -11,7 +12,8 @@ namespace {
 // released only under mutex_.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
-// The lock that this thread read last, and how often. A hint: other threads may release its reads.
+// The lock that this thread last acquired for reading, and how many of its reads the thread holds.
+// Only a hint, because other threads may release these reads.
 [[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
 }  // namespace
 
@@ -75,7 +77,8 @@ void sfMutexRW::unlock() noexcept {
   }
 }
 
-// Releases a lock under mutex_ and, if it was the last, admits the next waiters.
+// Called under mutex_. Releases one read or the write. After the write or the last read, admits the
+// next waiters.
 void sfMutexRW::Release(unsigned held) {
   if ((state_ -= held) != kAwaited && held == kRead) return;
   if (held == kWriting && waitingReaders_ > 0) {
@@ -90,7 +93,8 @@ void sfMutexRW::Release(unsigned held) {
   writers_.notify_all();
 }
 
-// Called under mutex_. Sets kAwaited: locks are then released only under mutex_.
+// Called under mutex_ by a thread that has counted its read. Returns whether the thread may keep
+// the read. Sets kAwaited: locks are then released only under mutex_.
 bool sfMutexRW::MayRead(bool nested) {
   if ((state_.fetch_or(kAwaited) & kWriting) != 0) return false;
   if (!HasWaitingWriter()) return true;

@@ -9,14 +9,16 @@
 #include <chrono>
 #include <condition_variable>
 
-// Counts reads and does not know which threads hold them. Guarantees, and their tests (in tests/):
+// The lock counts reads but does not know which threads hold them. Guarantees, and their tests (in
+// tests/):
 //
 //   A write excludes all others.                    MutexRWFairness.ReadersSeeOnlyCompleteWrites
 //   Any thread may release a read or a write.       MutexRW.AnotherThreadMayReleaseARead, ..AWrite
 //   Writers are served in order.                    MutexRW.WaitingWritersAreServedInOrder
 //   A reader waits for at most one writer.          MutexRW.AReleasingWriterAdmitsAllWaitingReaders
-//   A waiting writer never blocks a reader forever, MutexRWBehindAWriter, all tests
-//   nested, on helper threads, released elsewhere.
+//   A waiting writer never blocks a reader forever: MutexRWBehindAWriter, all tests
+//   not a nested read, a read on a helper thread,
+//   nor a read that another thread releases.
 //   Reads under 1.28 s do not starve a writer.      MutexRWFairness.AWriterIsAdmittedWhile...
 //   Locking and unlocking allocate nothing.         MutexRWMemory
 //   It may be destroyed while it is held.           MutexRWLifetime.MayBeDestroyedWhileHeld

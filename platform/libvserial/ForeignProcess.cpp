@@ -1,4 +1,4 @@
-// Signature and version of an object.
+// Encodes and decodes the signature and the version of an object.
 
 #include <libvserial/ForeignProcess.h>
 #include <libvserial/VStream.h>

@@ -13,7 +13,7 @@ class VStream;
 // true.
 //
 // Decoding throws VStreamError, before the call of `vswitch`, if the signature or the version
-// differs. Exceptions of `vswitch` propagate. `object` is only passed to `vswitch`.
+// differs. Exceptions of `vswitch` propagate. The function only passes `object` to `vswitch`.
 //
 // Threads: the thread that uses the stream.
 SDM_EXPORT bool ForeignProcess(void* object, unsigned int version, VStream& stream,

@@ -1,4 +1,5 @@
-// The name of serialisable objects; anchors their vtable.
+// Sets the name of serialisable objects. The destructor is defined here so that only this library
+// has the vtable.
 
 #include <libvserial/VSerializable.h>
 

@@ -24,15 +24,16 @@ class SDM_EXPORT VSerializable : public VUGlobal {
   VSerializable& operator=(const VSerializable&) noexcept { return *this; }
   virtual ~VSerializable();
 
-  // Sets a name for the application, which is copied and never serialised. Null clears it.
+  // Sets a name for the application's own use. Copies `name`, which is never serialised; null
+  // clears the name.
   virtual void SetName(const char* name);
 
   // Copies the object, without its name. The caller owns the copy.
   virtual VSerializable* VSClone() const = 0;
 
   // Encodes or decodes this object: signature, version and fields (see ForeignProcess). Returns
-  // true. Throws VStreamError if the bytes are not an object of this class; it may then be partly
-  // decoded.
+  // true. Throws VStreamError if the bytes are not an object of this class; this object may then be
+  // partly decoded.
   virtual bool VSInitSerialization(VStream& stream) = 0;
 
   // The signature of the object's class. Never null; valid for the lifetime of the program.

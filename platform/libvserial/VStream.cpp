@@ -1,4 +1,4 @@
-// The encoding of values, and the validation of input.
+// Encodes values, decodes them, and validates input.
 
 #include <libvserial/VStream.h>
 

@@ -18,8 +18,8 @@
 #include <string>
 #include <string_view>
 
-// The bytes are truncated or have an invalid value. what() gives the offset, the expected and the
-// actual value.
+// Thrown if the bytes are truncated or have an invalid value. what() gives the offset, the expected
+// and the actual value.
 class SDM_EXPORT VStreamError : public std::runtime_error {
  public:
   // what(): "at byte <offset>: expected <expected>, found <found>"
@@ -50,7 +50,7 @@ class SDM_EXPORT VStream {
  public:
   // An empty stream that writes.
   VStream() = default;
-  // Reads `bytes`, borrowed as long as the stream is used.
+  // A stream that reads `bytes`, which are borrowed as long as the stream is used.
   explicit VStream(std::span<const std::byte> bytes);
   explicit VStream(std::string_view bytes);
 
@@ -81,9 +81,9 @@ class SDM_EXPORT VStream {
   // Writing: the bytes written so far, valid until the next write. Reading: all bytes of the
   // stream.
   std::string_view Bytes() const noexcept;
-  // Bytes written, or read, so far.
+  // The number of bytes written, or read, so far.
   std::size_t Position() const noexcept;
-  // Bytes left to read; 0 when writing.
+  // The number of bytes left to read; 0 when writing.
   std::size_t Remaining() const noexcept;
 
  private:

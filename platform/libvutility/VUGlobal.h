@@ -11,9 +11,9 @@
 #include <cstddef>
 #include <new>
 
-// `new` and `delete` of a derived class use this library's memory, never the global operators, so a
-// program may replace those in only some of its parts. Arrays and standard containers are not
-// affected.
+// `new` and `delete` of a derived class use this library's memory, never the global operators. So a
+// program may replace the global operators in only some of its parts. Arrays and standard
+// containers are not affected.
 //
 // Not for classes with a stricter alignment than std::max_align_t.
 //
@@ -23,7 +23,7 @@ class SDM_EXPORT VUGlobal {
   // Allocates at least `size` bytes; never returns null. If memory runs out, calls the program's
   // new handler repeatedly, and throws std::bad_alloc if none is set.
   static void* operator new(std::size_t size);
-  // The same, but returns null instead of throwing.
+  // Allocates in the same way, but returns null instead of throwing.
   static void* operator new(std::size_t size, const std::nothrow_t&) noexcept;
   // Placement new: returns `place`.
   static void* operator new(std::size_t size, void* place) noexcept;

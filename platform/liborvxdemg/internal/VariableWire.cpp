@@ -13,7 +13,7 @@
 namespace DEMessages {
 namespace {
 
-// The minimum number of bytes of one element of a counted list.
+// The minimum size of an encoded T in bytes. VStream::Count uses it to check the count of a list.
 template <class T>
 constexpr std::size_t kSmallest = 0;
 template <>
@@ -88,7 +88,8 @@ bool CanBeKey(const DataValue& value) {
   return number == nullptr || !std::isnan(*number);
 }
 
-// Keys are in ascending order, so that equal maps have equal bytes and duplicate keys are detected.
+// Decodes a map. The keys must be in ascending order, so that equal maps have equal bytes and
+// duplicate keys are detected.
 template <class Key, class Value>
 void Read(VStream& stream, std::uint32_t count, std::map<Key, Value>& map) {
   map.clear();
