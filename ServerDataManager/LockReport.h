@@ -27,7 +27,7 @@ struct LockReport {
     Notification,  // a dataset's notification mutex
     Registry,      // the registry lock
   };
-  enum class Mode { Read, Write, Exclusive };  // Exclusive: Notification and Registry
+  enum class Mode { Read, Write, Exclusive };  // Exclusive: of kinds Notification and Registry
 
   // One lock. `address` distinguishes locks, even if two datasets have the same identifier.
   struct Lock {

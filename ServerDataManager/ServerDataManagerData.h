@@ -116,7 +116,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
    private:
     const Data& data_;
-    std::vector<ServerDataManagerObserver*> observers_;  // null: unregistered
+    std::vector<ServerDataManagerObserver*> observers_;  // null if unregistered since
     Notice* const outer_;
 
     // The innermost notice on this thread, of any registry. No other thread has a notice of this

@@ -69,8 +69,8 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
 
     Finding finding;
     ByteOrder byteOrder;  // compared with this machine; Native if the mark is truncated
-    std::size_t size;     // bytes of the specification; 0 unless Whole
-    std::size_t offset;   // of the invalid field; the end of the specification if Whole
+    std::size_t size;     // the number of bytes of the specification; 0 unless Whole
+    std::size_t offset;   // where the invalid field starts; if Whole, where the specification ends
   };
 
   // Checks for a complete specification at the start of `bytes`. Extra bytes after the

@@ -56,7 +56,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // of that source may. After the call, even if it throws, the clone does not show its parent.
   ObsIterator* MakeIterator(OBS* area) const override;
 
-  // The same values as for the owned source; 0 without an owned source.
+  // The values of the owned source; 0 without an owned source.
   long GetObsAreaSize() const override;
   long long RowCount() const override;
 

@@ -155,7 +155,8 @@ class SDM_EXPORT SvrDMDataset {
   // --- Bootstrap specification ---
 
   // Borrowed until it is replaced or the dataset is destroyed; null for none.
-  // Threads: any may check for null; to use it, hold the read or the write lock.
+  // Threads: any thread may check for null. To use the specification, hold the read or the write
+  // lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
 
   // Replaces the bootstrap specification with `specs`, which may be null; the dataset owns it and

@@ -71,9 +71,9 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
   // names are in use.
   ORVX_DataSource* const filtered = Filtered(ds);
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
-  ds = nullptr;  // owned by the item
+  ds = nullptr;  // the item owns it now
   if (hasPassword) item->Password(password, passwordFlag);
-  const Notice notice(*this);  // allocates, so it precedes the registration
+  const Notice notice(*this);  // allocates, so it must precede the registration
   auto entry = std::make_unique<IndexEntry>();
   {
     const LeafLock held;

@@ -57,8 +57,9 @@ struct LockRequest;
 
 // Declared for annotations. A thread acquires the locks of a dataset, below, before these two
 // locks.
-extern SDM_HIDDEN Mutex leafMutex;                                       // see LeafLock.h
-extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // symbolic; not defined
+extern SDM_HIDDEN Mutex leafMutex;  // see LeafLock.h
+extern SDM_HIDDEN Mutex anyRegistryLock
+    SDM_ACQUIRED_BEFORE(leafMutex);  // stands for the lock of any registry; never defined
 }  // namespace sdm_internal
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
@@ -93,8 +94,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   ServerDataManager* Manager() const { return manager_; }
 
   // The name by which the registry finds the dataset, ignoring case; initially empty.
-  // Threads: any may set it. The reference is not safe while another thread sets the name. The same
-  // holds for FileName.
+  // Threads: any thread may set the name. Do not use the reference while another thread sets the
+  // name. The same rules hold for FileName.
   const std::string& Handle() const { return handle_; }
   void Handle(const std::string& handle);
 
@@ -114,7 +115,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // --- Data source ---
 
   // Borrowed. Null for a dataset without a data source.
-  // Threads: any may check for null; to use it, hold the read or the write lock.
+  // Threads: any thread may check for null. To use the source, hold the read or the write lock.
   ORVX_DataSource* DataSource() const;
 
   // Replaces the data source and deletes the sources that are not in the chain of `ds`: if `ds` is
@@ -160,7 +161,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void DropWriter();
 
   // The case sequence, which every change message carries.
-  // Threads: any for the value; the reference is for the thread that holds the write lock.
+  // Threads: any thread may read the value. Only the thread that holds the write lock may use the
+  // reference.
   unsigned int CaseSequence() const;
   unsigned int& CaseSequence() { return caseSequence_; }
 
@@ -278,7 +280,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // The bootstrap specification, owned by the item; null for none. Setting another pointer deletes
   // the current specification; setting the same pointer changes nothing.
-  // Threads: any may check for null; otherwise the thread that holds the write lock.
+  // Threads: any thread may check for null. To use the specification, hold the read or the write
+  // lock; to set it, hold the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
 
@@ -312,14 +315,14 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // The order of the fields is fixed: other binaries depend on it.
 
   ServerDataManager* manager_;
-  ORVX_DataSource* dataSource_;  // plain; owned, with its chain
+  ORVX_DataSource* dataSource_;  // owned, with its chain; see PlainField.h
 
   // Names: set and compared under the library's leaf lock.
   std::string handle_ SDM_GUARDED_BY(sdm_internal::leafMutex);
   std::string fileName_ SDM_GUARDED_BY(sdm_internal::leafMutex);
   std::string suppressedFileName_ SDM_GUARDED_BY(sdm_internal::leafMutex);
 
-  std::string password_;  // guarded by no lock
+  std::string password_;  // not guarded by a lock
   bool passwordMangled_ = false;
 
   sfMutexRW lock_ SDM_ACQUIRED_BEFORE(notificationMutex_);
@@ -330,10 +333,10 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   InteractiveErrorMonitor errorMonitor_;
 
   LocallyUniqueID id_;
-  unsigned int caseSequence_;  // plain
+  unsigned int caseSequence_;  // see PlainField.h
   SvrDMObserverView observerView_ SDM_GUARDED_BY(lock_);
 
-  // Plain counters and flags.
+  // Counters and flags, accessed through PlainField.h.
   std::int32_t writersCount_ = 0;
   std::int32_t readersCount_ = 0;
   unsigned int originator_ = 0;  // this library only stores it
@@ -350,7 +353,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Modification time in whole seconds; 0 if unknown.
   std::int64_t lockedFileTime_ SDM_GUARDED_BY(lock_) = 0;
 
-  SvrBootstrapSpecs* bootstrapSpecs_ = nullptr;  // plain; owned
+  SvrBootstrapSpecs* bootstrapSpecs_ = nullptr;  // owned; see PlainField.h
   double creationTime_ = 0.0;
 };
 

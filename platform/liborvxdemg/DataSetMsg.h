@@ -21,9 +21,9 @@ class VStream;
 
 namespace DEMessages {
 
-// The base class of all change messages. Messages do not change, with two exceptions: operations
-// that say so, and VSInitSerialization with a reading stream, which replaces the value, typically
-// of a default-constructed message. Constructors copy their arguments.
+// The base class of all change messages. A message does not change, except in operations that say
+// so and in decoding: VSInitSerialization with a reading stream replaces the value of the message,
+// which is typically default-constructed. Constructors copy their arguments.
 //
 // Threads: several threads may read one message, but not while it is decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {

@@ -59,7 +59,7 @@ SDM_EXPORT std::string Attributes(const VariableAttributes& attributes);
 
 // One property in which two definitions of a variable differ.
 struct Difference {
-  const char* what;  // "label"
+  const char* what;  // for example "label"
   std::string from;
   std::string to;
 };

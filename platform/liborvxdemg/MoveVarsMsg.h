@@ -22,9 +22,9 @@ class SDM_EXPORT MoveVarsMsg final : public MessageGlue<MoveVarsMsg, DataSetMsg>
   MoveVarsMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
               std::vector<int> positions, int target);
 
-  // Positions in the list before the removal.
+  // The positions of the moved variables in the list before the removal.
   const std::vector<int>& GetPositions() const { return positions_; }
-  // In the list after the removal: the new position of the first moved variable.
+  // The new position of the first moved variable, in the list after the removal.
   int GetTarget() const { return target_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -69,17 +69,17 @@ class SDM_EXPORT VStream {
   // Any bytes, including zero bytes. Writing 2^32 bytes or more throws std::length_error.
   void String(std::string& value);
 
-  // The number of elements that follow, as Uint32. Writing: writes and returns `count`; throws
-  // std::length_error if it is too large. Reading: ignores `count` and returns the number read;
-  // throws VStreamError if that many elements of `smallestElement` bytes (at least 1) exceed the
-  // remaining bytes, so it is safe to reserve memory for the result.
+  // Writes or reads the number of elements that follow, as Uint32. When writing, returns `count`;
+  // throws std::length_error if `count` is too large. When reading, ignores `count` and returns the
+  // number read; throws VStreamError if that many elements of `smallestElement` bytes (at least 1)
+  // exceed the remaining bytes. So it is safe to reserve memory for the result.
   std::uint32_t Count(std::size_t count, std::size_t smallestElement);
 
-  // Reading: throws VStreamError if bytes are left. Writing: does nothing.
+  // Throws VStreamError if bytes are left to read. Does nothing if the stream writes.
   void ExpectEnd() const;
 
-  // Writing: the bytes written so far, valid until the next write. Reading: all bytes of the
-  // stream.
+  // When writing, the bytes written so far, valid until the next write. When reading, all bytes of
+  // the stream.
   std::string_view Bytes() const noexcept;
   // The number of bytes written, or read, so far.
   std::size_t Position() const noexcept;
@@ -97,7 +97,7 @@ class SDM_EXPORT VStream {
   bool writing_ = true;
   std::string written_;
   std::string_view source_;
-  std::size_t position_ = 0;  // in source_
+  std::size_t position_ = 0;  // the position in source_ of the next byte to read
 };
 
 #endif  // LIBVSERIAL_VSTREAM_H_

@@ -28,7 +28,7 @@ class SDM_EXPORT VUGlobal {
   // Placement new: returns `place`.
   static void* operator new(std::size_t size, void* place) noexcept;
 
-  // Frees memory from the first two operators new; null does nothing.
+  // Frees memory from the first two operators new. Does nothing for null.
   static void operator delete(void* storage) noexcept;
   static void operator delete(void* storage, const std::nothrow_t&) noexcept;
   // Does nothing: the caller owns the memory.
