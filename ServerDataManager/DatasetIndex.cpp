@@ -28,8 +28,9 @@ void DatasetIndex::Append(SvrDMItem& item, std::unique_ptr<IndexEntry> entry) {
   entries_.push_back(std::move(entry));
 }
 
-// Moves the items to a larger vector by swapping pointers: a vector that grows by itself would
-// raise and lower every reference count.
+// Makes room for one more item in the list and in each table. Moves the items to a larger vector by
+// swapping pointers, because a vector that grows by itself would raise and lower every reference
+// count.
 void DatasetIndex::ReserveOneMore() {
   const std::size_t count = items_.size() + 1;
   if (entries_.capacity() < count) entries_.reserve(2 * count);

@@ -88,7 +88,7 @@ class KeyTable {
   // The first entry that satisfies `match`; null if there is none.
   IndexEntry* First(const Match& match) const { return PlaceOf(match); }
 
-  // Makes room for `count` keys. If it throws, nothing has changed.
+  // Makes room for `count` keys. If Reserve throws, nothing has changed.
   void Reserve(std::size_t count) {
     if (count <= Size()) return;
     KeyTable larger(bits_ + 1);
@@ -139,8 +139,8 @@ class KeyTable {
   std::size_t Size() const { return std::size_t{1} << bits_; }
   IndexEntry*& Bucket(std::uint64_t hash) const { return buckets_[hash >> (64 - bits_)]; }
 
-  // Returns a reference to the pointer to the root for the key; if there is no root, to the null
-  // pointer that a new root replaces.
+  // Returns, by reference, the pointer to the root for the key. If the key has no root, returns the
+  // null pointer in which to store a new root.
   IndexEntry*& PlaceOf(const Match& match) const {
     IndexEntry** place = &Bucket(match.hash);
     while (*place != nullptr && !(Link(**place).hash == match.hash && match(*(*place)->item))) {
@@ -149,8 +149,8 @@ class KeyTable {
     return *place;
   }
 
-  // Returns a reference to the pointer to `entry`, which is in the parent, the bucket or the
-  // previous root.
+  // Returns, by reference, the pointer that points to `entry`: in its parent, in its bucket or in
+  // the previous root of the bucket.
   IndexEntry*& PlaceOf(const IndexEntry& entry) const {
     const IndexLink& link = entry.*Match::kLink;
     if (link.parent != nullptr) {
@@ -234,7 +234,7 @@ class DatasetIndex {
   static void Rekey(const SvrDMItem& item, const Match& name, KeyTable<Match> DatasetIndex::*table)
       SDM_REQUIRES(leafMutex);
 
-  // Null if the item is not in the list.
+  // Returns the entry of the item; null if the item is not in the list.
   IndexEntry* EntryOf(const SvrDMItem& item) const SDM_REQUIRES(leafMutex);
   void ReserveOneMore() SDM_REQUIRES(leafMutex);
 

@@ -40,7 +40,7 @@ class ErrorText : public ErrorString {
   ErrorText(std::string text, int severity)
       : ErrorString(std::move(text)), severity_(InRange(severity)) {}
 
-  // -128 to 127.
+  // In the range -128 to 127.
   int Severity() const { return severity_; }
 
  private:

@@ -33,7 +33,7 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
 
 // Compares the attributes. Queues one message, of extension type 17. If the attributes are equal
 // but something else changed (`anyChange`), removes the dashboard attributes from the data source,
-// because they describe the old data, and queues the message if there were any.
+// because they describe the old data. If it removed any, it queues the message.
 bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item, bool anyChange);
 
 // Queues the sets as text of the given extension type.

@@ -93,7 +93,7 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     data_.rowCount = source_.RowCount();
   }
 
-  // Only the end of an imputation is reported.
+  // Queues a message only at the end of an imputation, when the number of rows becomes 0.
   void CompareRowsPerImputation() {
     const long long rows = source_.RowsPerImputation();
     if (view_.RowsPerImputation() == rows) return;

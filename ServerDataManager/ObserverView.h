@@ -1,5 +1,5 @@
-// SvrDMObserverView: the snapshot of a dataset, its dictionary as observers were last notified of
-// it. Comparing it with the data source yields the change messages.
+// SvrDMObserverView: the snapshot of a dataset, which is the dictionary that observers were last
+// notified of. Comparing it with the data source yields the change messages.
 
 #ifndef SERVERDATAMANAGER_OBSERVERVIEW_H_
 #define SERVERDATAMANAGER_OBSERVERVIEW_H_

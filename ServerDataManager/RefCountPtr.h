@@ -76,7 +76,7 @@ class RefCountPtr {
   // this pointer is null.
   //
   // The reference is released before the copy is made: another owner must keep the object alive
-  // until this returns.
+  // until Unshared returns.
   T* Unshared() {
     if (pointer_->IsShared()) {
       const T* const shared = pointer_;

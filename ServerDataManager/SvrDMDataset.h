@@ -32,12 +32,13 @@ class SDM_EXPORT SvrDMDataset {
  public:
   // Finds the dataset by identifier, in the given registry or in the registry of the process.
   // Throws ErrorMsg, code 2001, if the registry has no such dataset.
-  // Threads: any. Takes the registry lock; so does the next constructor.
+  // Threads: any. Takes the registry lock.
   SvrDMDataset(ServerDataManager& registry, LocallyUniqueID id);
   explicit SvrDMDataset(LocallyUniqueID id);
 
   // Finds the dataset by handle name, ignoring case, in the registry of the process. The handle is
   // empty if no dataset has that name.
+  // Threads: any. Takes the registry lock.
   explicit SvrDMDataset(std::string handle);
 
   // Shares the given item. The handle is empty if the pointer is empty.
@@ -154,7 +155,8 @@ class SDM_EXPORT SvrDMDataset {
 
   // --- Bootstrap specification ---
 
-  // Borrowed until it is replaced or the dataset is destroyed; null for none.
+  // The bootstrap specification; null for none. Borrowed until it is replaced or the dataset is
+  // destroyed.
   // Threads: any thread may check for null. To use the specification, hold the read or the write
   // lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;

@@ -69,7 +69,7 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   ~SvrDMInputDataSource() override;
 
   // The data source of the dataset, null for none. Borrowed until the handle is destroyed. Do not
-  // change it: other readers use it concurrently.
+  // change the data source: other readers use it concurrently.
   ORVX_DataSource* operator->() const;
   ORVX_DataSource* operator*() const;
 

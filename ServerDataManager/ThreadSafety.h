@@ -44,7 +44,7 @@
 #define SDM_EXCLUDES(...) SDM_ANNOTATE(locks_excluded(__VA_ARGS__))
 // The given locks are held after the call, although the analysis has not seen them acquired.
 #define SDM_ASSERT_HELD(...) SDM_ANNOTATE(assert_capability(__VA_ARGS__))
-// The body is not analysed.
+// The body of the function is not analysed.
 #define SDM_UNCHECKED SDM_ANNOTATE(no_thread_safety_analysis)
 
 namespace sdm_internal {

@@ -51,7 +51,7 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 class StepwisePass {
  public:
   // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
-  // never clears them.
+  // never clears these flags.
   StepwisePass(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item, bool& anyChange,
                bool& resetClientData)
       : view_(view),
@@ -254,7 +254,8 @@ class StampedPass {
     // StepwisePass moves a variable by inserting a copy and deleting the original, which drops the
     // variable from weight, filter and split. Both passes must have the same result.
     for (const LocallyUniqueID id : moved_) view_.DropUses(id);
-    // Sets the flag of the source, not of the view: a changed definition is an unsaved change.
+    // Sets the dirty flag of the source, not of the view: a changed definition is an unsaved
+    // change.
     if (modified_) source_.SetDirty(true);
     if (typeChanged_) resetClientData = true;
     if (changed_) anyChange = true;
@@ -265,8 +266,8 @@ class StampedPass {
   }
 
  private:
-  // Call it only before MatchVariables. It keeps the block of the last call, because most positions
-  // are in the same block.
+  // Call InView only before MatchVariables. InView keeps the block of the last call, because
+  // successive positions are mostly in the same block.
   const ORVX_Variable& InView(int position) {
     const auto offset = static_cast<std::size_t>(position - viewBlock_.first);
     if (offset < viewBlock_.variables.size()) return viewBlock_.variables[offset];

@@ -52,7 +52,7 @@ class SDM_EXPORT ServerDataManager {
   // A separate registry, with its own datasets, identifiers and lock.
   ServerDataManager();
   // Releases the datasets without notifying observers. Datasets that still have handles survive,
-  // but may not be written: a notification pass would call the registry. The destructor of a data
+  // but must not be written: a notification pass would call the registry. The destructor of a data
   // source must not call the registry either.
   ~ServerDataManager();
   ServerDataManager(const ServerDataManager&) = delete;
@@ -81,7 +81,7 @@ class SDM_EXPORT ServerDataManager {
   // dataset without a source). A hook that throws must delete the sources that it made, and must
   // not have deleted `ds` or any parent of `ds`. If the call throws after the hook has returned but
   // before the item is built, sources that the hook made are not deleted, and the hook is not
-  // notified: the caller and the hook must delete these sources together.
+  // notified: deleting these sources is the responsibility of the caller and the hook.
   //
   // Threads: any. Takes the registry lock for the whole call, like every operation unless stated
   // otherwise.

@@ -58,7 +58,7 @@ class ObserversBeingCalled {
 constexpr int kExclusive = 1;   // the lock type of sfGuard
 constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
 
-// Calls the try function at least once, until it succeeds or the time is up. The lock has no timed
+// Calls `succeeds` at least once, until it returns true or the time is up. The lock has no timed
 // wait, so this function pauses between tries, each time twice as long, up to a limit.
 template <class Try>
 bool RepeatWithin(std::chrono::milliseconds longest, Try succeeds) {
@@ -79,7 +79,8 @@ struct CloseFile {
 
 }  // namespace
 
-// Other threads may still acquire the leaf lock at exit, so its destructor must do nothing.
+// Other threads may still acquire the leaf lock at exit, so the destructor of Mutex must do
+// nothing.
 static_assert(std::is_trivially_destructible_v<Mutex>);
 constinit Mutex sdm_internal::leafMutex;
 
@@ -161,8 +162,8 @@ ORVX_DataSource* SvrDMItem::DataSource() const {
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
   ORVX_DataSource* const old = DataSource();
-  // Deletes the old chain first: its destructors may still read the item's old pointer and the open
-  // file.
+  // Deletes the old chain first: the destructors of its sources may still read the item's old
+  // pointer and the open file.
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {

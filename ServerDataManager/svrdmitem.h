@@ -56,10 +56,9 @@ struct LockHolder;
 struct LockRequest;
 
 // Declared for annotations. A thread acquires the locks of a dataset, below, before these two
-// locks.
-extern SDM_HIDDEN Mutex leafMutex;  // see LeafLock.h
-extern SDM_HIDDEN Mutex anyRegistryLock
-    SDM_ACQUIRED_BEFORE(leafMutex);  // stands for the lock of any registry; never defined
+// locks. anyRegistryLock stands for the lock of any registry.
+extern SDM_HIDDEN Mutex leafMutex;                                       // see LeafLock.h
+extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // never defined
 }  // namespace sdm_internal
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {

@@ -1,4 +1,4 @@
-// PlainDictionary: a dictionary without shared values, as the peer in benchmarks.
+// PlainDictionary: a dictionary whose variables share no values, for comparison in benchmarks.
 
 #ifndef BENCHMARKS_PLAINDICTIONARY_H_
 #define BENCHMARKS_PLAINDICTIONARY_H_

@@ -61,7 +61,8 @@ double PerSecondOnTwoThreads(Operation operation) {
   return static_cast<double>(calls) / seconds.count();
 }
 
-// Returns the median ratio of many runs, each immediately before a run of the peer.
+// Returns the median of many ratios. Each ratio compares a run of `measured` with the run of `peer`
+// that follows immediately.
 template <class Measured, class Peer>
 double ThroughputRatio(Measured measured, Peer peer) {
   std::array<double, 25> ratios;

@@ -33,12 +33,12 @@ void SetVariables(ORVX_DataSource& source, const Variables& variables) {
   for (const ORVX_Variable& variable : variables) source.MakeVariable(variable, nullptr);
 }
 
-// A function of its own, so that benchmarks/report.py can count its instructions.
+// A separate function, so that benchmarks/report.py can count its instructions.
 [[gnu::noinline]] void ReleaseWriter(std::optional<SvrDMWriteableDataSource>& writer) {
   writer.reset();
 }
 
-// Measures the release alone; `edit` changes the data source before it.
+// Measures the release alone; `edit` changes the data source before the release.
 template <class Edit>
 void Release(benchmark::State& state, const Edit& edit) {
   BenchDataset dataset(static_cast<int>(state.range(0)));

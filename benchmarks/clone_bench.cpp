@@ -159,7 +159,7 @@ class NumbersInAFile {
 
   std::unique_ptr<SystemFileDataSource> TakeSource() { return std::move(source_); }
 
-  // The peer: copies each row out of the vector, as an iterator does.
+  // The peer copies each row out of the vector, as an iterator does.
   double SumOfCells() const {
     std::vector<OBS> row(width_);
     double sum = 0;

@@ -2,8 +2,8 @@
 // contention, the read throughput of two threads, and waiting times.
 //
 // Waiting times are reported as percentiles (10, 50, 90 and 99) in multiples of the hold time, and
-// as the maximum in milliseconds. A wait of a peer that does not end is abandoned after a while
-// (given_up).
+// as the maximum in milliseconds. If a wait of a peer does not end, the benchmark abandons the wait
+// after a while (given_up).
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>

@@ -197,8 +197,8 @@ class Streams {
   std::vector<std::unique_ptr<ChangeStreamObserver>> streams_;
 };
 
-// Measures the release alone; `edit` changes the data source before it. `restore` reverts the
-// change before a release that is not measured.
+// Measures the release alone; `edit` changes the data source before the release. `restore` reverts
+// the change, in a release that is not measured.
 template <class Edit, class Restoration>
 void ReleaseToStreams(benchmark::State& state, const Edit& edit, const Restoration& restore) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
@@ -240,7 +240,7 @@ void ReleaseTheFirst20DeletedToStreams(benchmark::State& state) {
 }
 BENCHMARK(ReleaseTheFirst20DeletedToStreams)->Args({10'000, 100})->Unit(benchmark::kMicrosecond);
 
-// The client applies a frame with one label.
+// Applies frames that each set one label.
 void ApplyAFrameWithOneLabel(benchmark::State& state) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   const Streams streams(dataset, 1);

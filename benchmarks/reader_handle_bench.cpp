@@ -30,8 +30,8 @@ void TakeStandardLock() {
   standardLock.unlock_shared();
 }
 
-// For the atomic operations of a reader handle and nothing else: raising and lowering the reference
-// count, the lock word and the reader count. In an item, these fields are in different cache lines.
+// A counter that a reader handle raises and lowers. The counters of an item are in different cache
+// lines, so each Field has a cache line of its own.
 struct alignas(64) Field {
   std::atomic<unsigned> value = 0;
   void Add() { value.fetch_add(1); }
@@ -78,7 +78,7 @@ void ReaderHandleOnAnItem(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandleOnAnItem);
 
-// The lower bound for ReaderHandleOnAnItem.
+// The lower bound for the time of ReaderHandleOnAnItem.
 void AtomicOperationsOfAReader(benchmark::State& state) {
   Measure(state, CountAndLockAsReader);
 }

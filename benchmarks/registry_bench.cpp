@@ -1,6 +1,6 @@
-// The registry with many datasets: finding, adding and deleting one of them. Finding reports its
-// time as a multiple of a reader handle on an item (of_reader), measured alternately; adding and
-// deleting report their time as a multiple of their time with few datasets (of_few).
+// The registry with many datasets: finding, adding and deleting one dataset. Finding reports its
+// time as a multiple of the time of a reader handle on an item (of_reader), measured alternately;
+// adding and deleting report their time as a multiple of their time with few datasets (of_few).
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -91,7 +91,7 @@ void ReaderByIdentifier(benchmark::State& state) {
 }
 BENCHMARK(ReaderByIdentifier)->ArgName("datasets")->Arg(kFew)->Arg(10000);
 
-// Reader handles have no constructor by name.
+// Finds the item first, because reader handles have no constructor by name.
 void ReaderByName(benchmark::State& state) {
   const Datasets datasets(static_cast<int>(state.range(0)));
   const std::string name = SvrDMDataset(datasets.Newest()).GetHandle();

@@ -30,11 +30,11 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 // Mirrors one dataset: apply all messages of that dataset, from the first on, in queue order. The
 // dataset and the case sequence of messages are not checked.
 //
-// After every pass these equal the data source: all variables, in order, weight, filter, split,
-// label, row count, dirty flag, trends information, multiple-response sets, variable sets,
-// extension 0 and attributes. A variable that a message deletes or moves is dropped from weight,
-// filter and split; if the dataset still uses it, a later message of the pass sets it again.
-// Messages carry two properties incompletely:
+// After every pass, the mirror and the data source have equal values of the following: all
+// variables, in order, weight, filter, split, label, row count, dirty flag, trends information,
+// multiple-response sets, variable sets, extension 0 and attributes. A variable that a message
+// deletes or moves is dropped from weight, filter and split; if the dataset still uses it, a later
+// message of the pass sets it again. Messages carry two properties incompletely:
 //   - rows per imputation: servers report only the end of an imputation, so the mirror always
 //     has 0
 //   - the file specification: servers report changes only for a dataset whose topmost source is a

@@ -51,7 +51,7 @@ class SvrDMInputDataSource;
 class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
  public:
   // Borrows `proxy` for its lifetime. Frames are sent with kChangeFrameCommand. A proxy that waits
-  // for its client blocks the dataset's writer, so it should fail after a time limit.
+  // for its client blocks the dataset's writer, so the proxy should fail after a time limit.
   explicit ChangeStreamObserver(PackageProxy& proxy);
   ~ChangeStreamObserver();
   ChangeStreamObserver(const ChangeStreamObserver&) = delete;

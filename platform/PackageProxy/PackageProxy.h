@@ -14,7 +14,7 @@ class SDM_EXPORT PackageProxy {
  public:
   // Serialises `message`, which is borrowed for the call and never null, and sends it to the client
   // package with the given command number; 1000 is an error report. Returns a status, 0 for
-  // success. If it throws, the client may or may not have received the message.
+  // success. If the call throws, the client may or may not have received the message.
   virtual short SendMessage(int command, VSerializable* message) = 0;
 
  protected:

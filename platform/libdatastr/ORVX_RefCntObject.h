@@ -30,8 +30,8 @@ class SDM_EXPORT ORVX_RefCntObject {
 
   void AddReference() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
 
-  // Deletes this object, which must have been created with `new`, when the count reaches 0. Call
-  // RemoveReference() once for each AddReference().
+  // Removes one reference; call it once for each AddReference(). When the count reaches 0, deletes
+  // this object, which must have been created with `new`.
   void RemoveReference() const {
     if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) DeleteThis();
   }

@@ -19,8 +19,7 @@
 
 class ORVX_DataSource;
 
-// A function that returns a pointer returns a string literal. Texts in the comments below are
-// examples of results.
+// A function that returns a pointer returns a string literal.
 //
 // Threads: any.
 namespace DictionaryText {
@@ -36,7 +35,7 @@ std::string Joined(const List& list, Text text, const char* separator = ", ") {
   return joined.empty() ? "none" : joined;
 }
 
-// "1 case", "944 cases"
+// For example "1 case" or "944 cases".
 SDM_EXPORT std::string Counted(long long number, const char* noun);
 
 // The shortest decimal text that parses back to this number, without an exponent from 0.0001 up to
@@ -45,16 +44,16 @@ SDM_EXPORT std::string Number(double number);
 // The number, or the string in quotes.
 SDM_EXPORT std::string Value(const DataValue& value);
 
-// "numeric", "string of 8 bytes"
+// For example "numeric" or "string of 8 bytes".
 SDM_EXPORT std::string Type(int type);
-// "plain"; "unknown" for an unknown enumerator.
+// For example "plain"; "unknown" for an unknown enumerator.
 SDM_EXPORT const char* FormatKind(VariableFormat::Kind kind);
-// "plain, width 8, decimals 2"
+// For example "plain, width 8, decimals 2".
 SDM_EXPORT std::string Format(const VariableFormat& format);
-// "nominal"
+// For example "nominal".
 SDM_EXPORT const char* Level(MeasurementLevel level);
 
-// source = "form" "page 2", year = "1996"
+// For example: source = "form" "page 2", year = "1996"
 SDM_EXPORT std::string Attributes(const VariableAttributes& attributes);
 
 // One property in which two definitions of a variable differ.
@@ -72,24 +71,25 @@ SDM_EXPORT std::vector<Difference> Differences(const ORVX_Variable& before,
 // The functions below look up names in `dictionary`, which is borrowed; if it is null, they write
 // identifiers instead of names.
 
-// "popul", with the quotation marks; the identifier if the dictionary has no such variable.
+// For example "popul", with the quotation marks; the identifier if the dictionary has no such
+// variable.
 SDM_EXPORT std::string Name(const ORVX_DataSource* dictionary, LocallyUniqueID id);
 SDM_EXPORT std::string Names(const ORVX_DataSource* dictionary,
                              const std::vector<LocallyUniqueID>& ids);
 
-// "vote", "educ" (separately)
+// For example: "vote", "educ" (separately)
 SDM_EXPORT std::string Split(const ORVX_DataSource* dictionary,
                              const std::vector<LocallyUniqueID>& ids, bool separate);
 
-// by "year", "month", period 12
+// For example: by "year", "month", period 12
 SDM_EXPORT std::string TimeSeries(const ORVX_DataSource* dictionary, const ORVX_TrendsInfo& trends);
 
-// "indicators"
+// For example "indicators".
 SDM_EXPORT const char* SetKind(std::int32_t kind);
-// "news" "TV news": indicators "a", "b", selected value "1"; "one": "c"
+// For example: "news" "TV news": indicators "a", "b", selected value "1"; "one": "c"
 SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
                             const std::vector<VariableSet>& sets);
-// "news" (3 variables), "issues" (1 variable)
+// For example: "news" (3 variables), "issues" (1 variable)
 SDM_EXPORT std::string SetSizes(const std::vector<VariableSet>& sets);
 
 // Short printable text in quotes; otherwise the number of bytes, such as "944 bytes".

@@ -23,7 +23,7 @@ class SDM_EXPORT SplitFileMsg final : public MessageGlue<SplitFileMsg, DataSetMs
   SplitFileMsg(unsigned int leading, LocallyUniqueID dataSetID, unsigned int caseSequence,
                int count, const LocallyUniqueID* ids, bool separate);
 
-  // In order; empty for no split.
+  // The split variables, in order; empty for no split.
   const std::vector<LocallyUniqueID>& GetVariableIDs() const { return variableIDs_; }
   // Whether each group is analysed separately.
   bool GetSeparate() const { return separate_; }

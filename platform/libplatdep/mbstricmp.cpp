@@ -29,8 +29,7 @@ class FoldedText {
  private:
   static constexpr utf8proc_ssize_t kUpToTheZero = -1;
   static constexpr utf8proc_int32_t kAboveCodePoints = 0x110000;
-  static constexpr utf8proc_ssize_t kLongestFolding =
-      3;  // code points; no full case folding is longer
+  static constexpr utf8proc_ssize_t kLongestFolding = 3;  // the number of code points
 
   utf8proc_int32_t NextAscii(utf8proc_uint8_t byte) {
     ++next_;

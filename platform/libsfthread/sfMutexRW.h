@@ -16,9 +16,9 @@
 //   Any thread may release a read or a write.       MutexRW.AnotherThreadMayReleaseARead, ..AWrite
 //   Writers are served in order.                    MutexRW.WaitingWritersAreServedInOrder
 //   A reader waits for at most one writer.          MutexRW.AReleasingWriterAdmitsAllWaitingReaders
-//   A waiting writer never blocks a reader forever: MutexRWBehindAWriter, all tests
-//   not a nested read, a read on a helper thread,
-//   nor a read that another thread releases.
+//   A waiting writer never blocks a reader forever. MutexRWBehindAWriter, all tests
+//   This includes nested reads, reads on helper
+//   threads and reads that other threads release.
 //   Reads under 1.28 s do not starve a writer.      MutexRWFairness.AWriterIsAdmittedWhile...
 //   Locking and unlocking allocate nothing.         MutexRWMemory
 //   It may be destroyed while it is held.           MutexRWLifetime.MayBeDestroyedWhileHeld
