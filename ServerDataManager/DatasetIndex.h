@@ -53,8 +53,9 @@ struct IndexEntry {
   IndexLink id, handle, fileName;
 };
 
-// Search conditions: each accepts the datasets with one key. HandleMatch and FileNameMatch read
-// names, so call them only while holding the leaf lock.
+// Search conditions. Each is true for the datasets with a given key: an identifier, a handle name
+// or a file name. HandleMatch and FileNameMatch read names, so call them only while holding the
+// leaf lock.
 
 struct LUIDMatch {
   LocallyUniqueID id;

@@ -102,8 +102,7 @@ struct Monitor {
   Mutex reportMutex SDM_ACQUIRED_BEFORE(pauseMutex);
   std::size_t lastReportSize SDM_GUARDED_BY(reportMutex) = 0;
   Clock::time_point nextReport SDM_GUARDED_BY(reportMutex);
-  // Indexed by the hash of a lock: the number of ScopeRecords of locks with that hash, waiting or
-  // held.
+  // claims[h] is the number of ScopeRecords that wait for or hold a lock with the hash h.
   std::array<std::atomic<unsigned int>, 256> claims{};
 };
 

@@ -66,15 +66,16 @@ constexpr HashPowers HashPowersOf(std::uint64_t exponent) {
 }  // namespace sdm_internal
 
 // Two polynomial hashes (Karp and Rabin, "Efficient randomized pattern-matching algorithms", IBM
-// Journal of Research and Development 31, 1987) modulo the Mersenne prime p = 2^61 - 1:
+// Journal of Research and Development 31, 1987) of a list of n variables, modulo the Mersenne prime
+// p = 2^61 - 1:
 //
 //   First()  = high[0] * 37^(n-1) + ... + high[n-1]
 //   Second() = low[0] * 43^(n-1) + ... + low[n-1]
 //
-// 37 and 43 are the smallest primitive roots modulo p, so the powers of two positions are equal
-// only if the distance of the positions is a multiple of p - 1. If the hashes of different
-// variables are independent and uniform, two different lists of equal length have equal hashes with
-// probability 2^-122.
+// 37 and 43 are the smallest primitive roots modulo p. So the factors of two variables are equal
+// only if the distance of the variables in the list is a multiple of p - 1. If the hashes of
+// different variables are independent and uniform, two different lists of equal length have equal
+// hashes with probability 2^-122.
 //
 // Threads: a plain value; any thread may use its own copy.
 class VariableListHash {

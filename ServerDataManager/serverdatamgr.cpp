@@ -71,7 +71,7 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
   // names are in use.
   ORVX_DataSource* const filtered = Filtered(ds);
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
-  ds = nullptr;  // the item owns it now
+  ds = nullptr;  // the item now owns the source
   if (hasPassword) item->Password(password, passwordFlag);
   const Notice notice(*this);  // allocates, so it must precede the registration
   auto entry = std::make_unique<IndexEntry>();

@@ -113,7 +113,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // --- Data source ---
 
-  // Borrowed. Null for a dataset without a data source.
+  // The data source; null for a dataset without a data source. Borrowed until it is replaced or the
+  // dataset is destroyed.
   // Threads: any thread may check for null. To use the source, hold the read or the write lock.
   ORVX_DataSource* DataSource() const;
 
@@ -171,7 +172,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Borrows it until Unregister, which removes every occurrence.
   // Threads: any, but not inside a notice of this dataset. Takes the notification mutex. May
   // deadlock if this thread holds the registry lock while another thread releases a writer of this
-  // dataset and its observers call the registry.
+  // dataset and the dataset's observers call the registry.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
