@@ -163,7 +163,7 @@ class StepwisePass {
     });
   }
 
-  // Deletes the view variables after the last source variable.
+  // Deletes the view variables from position `sourceCount` to the end.
   void DeleteFrom(int sourceCount) {
     const int viewCount = view_.ColumnCount();
     if (viewCount <= sourceCount) return;
@@ -390,7 +390,7 @@ class StampedPass {
     if (newVar.GetType() != oldVar.GetType()) typeChanged_ = true;
   }
 
-  // Queues one message that deletes the view variables after the last source variable.
+  // Queues one message that deletes the rest of the view's variables, which are not in the source.
   void DeleteRest() {
     std::vector<ORVX_Variable> removed;
     removed.reserve(static_cast<std::size_t>(viewCount_ - next_ - taken_.Count(next_, viewCount_)));

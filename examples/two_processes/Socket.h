@@ -1,6 +1,7 @@
 // Frames over a stream socket: each frame is preceded by its length, and answered with one byte.
 //
-// Both programs of this example use it. Numbers are little-endian.
+// Both programs of this example use this class. The length has 4 bytes, least significant byte
+// first.
 
 #ifndef TWO_PROCESSES_SOCKET_H_
 #define TWO_PROCESSES_SOCKET_H_
