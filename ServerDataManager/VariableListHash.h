@@ -65,9 +65,8 @@ constexpr HashPowers HashPowersOf(std::uint64_t exponent) {
 
 }  // namespace sdm_internal
 
-// Two polynomial hashes (Karp and Rabin, "Efficient randomized pattern-matching algorithms", IBM
-// Journal of Research and Development 31, 1987) of a list of n variables, modulo the Mersenne prime
-// p = 2^61 - 1:
+// Two polynomial hashes (Karp and Rabin, "Efficient randomized pattern-matching algorithms", 1987)
+// of a list of n variables, modulo the Mersenne prime p = 2^61 - 1:
 //
 //   First()  = high[0] * 37^(n-1) + ... + high[n-1]
 //   Second() = low[0] * 43^(n-1) + ... + low[n-1]
