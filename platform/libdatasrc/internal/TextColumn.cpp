@@ -8,11 +8,15 @@ namespace {
 
 constexpr std::size_t kMaxPoolBytes = std::size_t{1} << 40;
 
-void CheckSizes(std::string_view text, std::size_t poolBytes) {
-  if (text.size() > TextColumn::kMaxTextBytes) {
-    throw std::length_error("a text of " + std::to_string(text.size()) + " bytes, but at most " +
+void CheckLength(std::size_t length) {
+  if (length > TextColumn::kMaxTextBytes) {
+    throw std::length_error("a text of " + std::to_string(length) + " bytes, but at most " +
                             std::to_string(TextColumn::kMaxTextBytes) + " can be stored");
   }
+}
+
+void CheckSizes(std::string_view text, std::size_t poolBytes) {
+  CheckLength(text.size());
   if (poolBytes > kMaxPoolBytes) {
     throw std::length_error("more than " + std::to_string(kMaxPoolBytes) + " bytes of text");
   }
@@ -70,18 +74,17 @@ void TextColumn::Set(std::size_t row, std::string_view text) {
   unused_ += length;
 }
 
-void TextColumn::Append(TextColumn&& other) {
-  if (words_.empty()) {
-    *this = std::move(other);
-    return;
+void TextColumn::Append(std::string_view texts, const std::vector<std::uint32_t>& lengths) {
+  std::size_t begin = pool_.size();
+  CheckSizes({}, begin + texts.size());
+  for (const std::uint32_t length : lengths) CheckLength(length);
+  Grow(words_, words_.size() + lengths.size());
+  Grow(pool_, begin + texts.size());
+  for (const std::uint32_t length : lengths) {
+    words_.push_back(std::uint64_t{begin} << kLengthBits | length);
+    begin += length;
   }
-  CheckSizes({}, pool_.size() + other.pool_.size());
-  Grow(words_, words_.size() + other.words_.size());
-  Grow(pool_, pool_.size() + other.pool_.size());
-  const std::uint64_t offset = std::uint64_t{pool_.size()} << kLengthBits;
-  for (const std::uint64_t word : other.words_) words_.push_back(word + offset);
-  pool_.append(other.pool_);
-  unused_ += other.unused_;
+  pool_.append(texts);
 }
 
 void TextColumn::Insert(std::size_t row, std::size_t count) {

@@ -19,8 +19,7 @@ void Grow(Container& container, std::size_t size) {
   if (size > container.capacity()) container.reserve(std::max(size, 2 * container.capacity()));
 }
 
-// A missing value is empty. An operation that throws has changed
-// nothing.
+// A missing value is empty. An operation that throws has changed nothing.
 class TextColumn {
  public:
   // A longer text, and a pool of more than 2^40 bytes, throws std::length_error.
@@ -41,8 +40,8 @@ class TextColumn {
   // Texts given to Add and Set must not be in the pool of this column.
   void Add(std::string_view text);
   void Set(std::size_t row, std::string_view text);
-  // Appends the texts of `other`. Takes over its pool if this column is empty.
-  void Append(TextColumn&& other);
+  // Appends texts that follow each other without a gap, given by their lengths.
+  void Append(std::string_view texts, const std::vector<std::uint32_t>& lengths);
   // Inserts missing values before `row`.
   void Insert(std::size_t row, std::size_t count);
   // Allocates nothing.
