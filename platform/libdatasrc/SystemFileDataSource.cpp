@@ -3,14 +3,25 @@
 
 using namespace sdm_internal;
 
-SystemFileDataSource::SystemFileDataSource(CaseTable cases) : MemoryDataSource(std::move(cases)) {}
+SystemFileDataSource::SystemFileDataSource(CaseTable cases, ImportReport report)
+    : MemoryDataSource(std::move(cases)), report_(std::move(report)) {}
 
 SystemFileDataSource::~SystemFileDataSource() = default;
 
 std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(
     const std::string& path, const std::function<void()>& check) {
-  DataFile file = ReadDataFile(path, check);
-  std::unique_ptr<SystemFileDataSource> source(new SystemFileDataSource(std::move(file.cases)));
+  return FromFile(path, ReadDataFile(path, ImportOptions(), check));
+}
+
+std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(const std::string& path,
+                                                                 const ImportOptions& options) {
+  return FromFile(path, ReadDataFile(path, options, {}));
+}
+
+std::unique_ptr<SystemFileDataSource> SystemFileDataSource::FromFile(const std::string& path,
+                                                                     DataFile file) {
+  std::unique_ptr<SystemFileDataSource> source(
+      new SystemFileDataSource(std::move(file.cases), std::move(file.report)));
   for (const ORVX_Variable& variable : file.variables) source->MakeVariable(variable, nullptr);
   if (file.label) source->SetLabel(file.label->c_str());
   source->SetFileSpec(path.c_str());

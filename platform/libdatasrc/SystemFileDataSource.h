@@ -3,11 +3,12 @@
 //   std::unique_ptr<SystemFileDataSource> survey = SystemFileDataSource::Open("survey.tsv");
 //   std::cout << survey->GetLabel() << ": " << survey->RowCount() << " rows\n";
 //
-// The file is delimited text: a header line with the column names, then one record per case. The
-// delimiter is comma or tab, whichever is more frequent in the header outside quotes (comma on a
-// tie). Quoting follows RFC 4180; a quote inside an unquoted field is an error. Lines end in LF or
-// CRLF. The text is UTF-8, with or without a byte-order mark. Blanks around a field belong to it.
-// An empty line is a case with an empty field in a file of one column, and is skipped otherwise.
+// The file is delimited text, plain or compressed by gzip or Zstandard: a header line with the
+// column names, then one record per case. The delimiter (comma, tab, semicolon, bar or space), the
+// decimal mark and the encoding are found from the file, or are set in ImportOptions. Quoting
+// follows RFC 4180; a quote inside an unquoted field is an error. Lines end in LF or CRLF; in
+// quotes, line ends belong to the value. Blanks around a field belong to it. An empty line is a
+// case with an empty field in a file of one column, and is skipped otherwise.
 //
 // A dictionary may be beside the file: for survey.tsv, survey.schema.json, a Frictionless Table
 // Schema. It is read for `title` (the label of the dataset), `missingValues` and `fields`, which
@@ -16,17 +17,34 @@
 // values, or of objects with `value` and `label`), `categoriesOrdered` and `missingValues` (instead
 // of the table's). Other members are skipped.
 //
-// A field is missing if it is one of the missing values or, in a numeric column, blank. Missing
-// numbers read as kMissingNumber, missing strings as blanks. A column is numeric if every field
-// that is not missing is a number: decimal, with optional sign, point and exponent, in the range of
-// a double, blanks around it ignored. The schema may decide instead: type `string` makes the column
-// a string, `integer` and `number` require such numbers; for every other type the fields decide.
-// The width of a string variable is its longest value in bytes, at least 1.
+// A field is missing if it is one of the missing values: of the schema if it has a field for the
+// column, otherwise of ImportOptions (empty, NA, NaN, "." and null). Blank fields are missing, too,
+// in columns that are not text. Missing numbers read as kMissingNumber, missing strings as blanks.
+//
+// A column has the first of these types that allows all its values:
+//   number      decimal, with optional sign, decimal mark and exponent, in the range of a double,
+//               without superfluous leading zeros (007); a whole number is at most 2^53
+//   boolean     true or false, in lower or upper case or capitalised: the numbers 1 and 0 with
+//               value labels
+//   date        2024-02-29: a date value (iDMY2Orvx.h) with the format Date
+//   date, time  2024-02-29T13:45:00, with a blank instead of T, without seconds, or with a time
+//               zone, converted to UTC: a date value with the format DateTime
+//   text        everything; the width of the variable is its longest value in bytes, at least 1
+// Blanks around all but text are ignored. The schema may decide instead: type `string` makes the
+// column text, `integer` and `number` require such numbers and allow all zeros and sizes; for every
+// other type the fields decide. Report tells what was decided.
+//
+// Memory: a number takes 8 bytes, a string 8 bytes and its text. While the file is opened, also
+// about 30 MB at most, and 1 KB for each column. If records become shorter towards the end of the
+// file, one column at a time is copied to more memory. A column whose type is refuted after the
+// first records is read as text in a second reading of the file.
 
 #ifndef LIBDATASRC_SYSTEMFILEDATASOURCE_H_
 #define LIBDATASRC_SYSTEMFILEDATASOURCE_H_
 
 #include <libdatasrc/DataFileError.h>
+#include <libdatasrc/ImportOptions.h>
+#include <libdatasrc/ImportReport.h>
 #include <libdatasrc/MemoryDataSource.h>
 #include <ServerDataManager/Export.h>
 
@@ -34,6 +52,10 @@
 #include <functional>
 #include <memory>
 #include <string>
+
+namespace sdm_internal {
+struct DataFile;
+}
 
 // The cases may be edited like those of any MemoryDataSource; the file stays as it is until it is
 // saved (SaveDelimited.h).
@@ -45,18 +67,25 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // into memory.
   static constexpr std::size_t kMaxRecordBytes = std::size_t{16} << 20;
 
-  // Reads the whole file and closes it. The source has `path` as its file specification and is not
-  // dirty. Throws DataFileError for: a file that cannot be opened, is not a regular file (Open
-  // never waits) or is empty; a record with more or fewer fields than the header; a wrong or
-  // unclosed quote; bytes that are not UTF-8; a zero byte; an empty or duplicate column name; a
-  // field that its type does not allow; a schema that is not JSON, has a member of the wrong kind,
-  // an unknown type or a name without a column. `check`, unless empty, is called for each record,
-  // on this thread; if it throws, Open stops and the exception propagates.
+  // Reads the whole file, on as many threads as the machine has, and closes it. The source has
+  // `path` as its file specification and is not dirty. Throws DataFileError for: a file that cannot
+  // be opened, is not a regular file (Open never waits), is empty, or is damaged or changed while
+  // it is read; an unknown encoding, or bytes that the encoding does not have; a record with more
+  // or fewer fields than the header; a wrong or unclosed quote; a zero byte; an empty or duplicate
+  // column name; a field that its type does not allow; a schema that is not JSON, has a member of
+  // the wrong kind, an unknown type or a name without a column. Throws std::invalid_argument for
+  // options that ImportOptions.h does not allow. `check`, unless empty, is called for each record,
+  // in each reading, on this thread; if it throws, Open stops and the exception propagates.
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});
+  static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
+                                                    const ImportOptions& options);
 
   ~SystemFileDataSource() override;
+
+  // What was decided when the file was opened; edits do not change it.
+  const ImportReport& Report() const { return report_; }
 
   // Whether the password of the file is stored in mangled form. Delimited text has no password, so
   // false until set.
@@ -64,8 +93,11 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   void SetPasswordMangled(bool mangled) { passwordMangled_ = mangled; }
 
  private:
-  SDM_HIDDEN explicit SystemFileDataSource(sdm_internal::CaseTable cases);
+  SDM_HIDDEN SystemFileDataSource(sdm_internal::CaseTable cases, ImportReport report);
+  SDM_HIDDEN static std::unique_ptr<SystemFileDataSource> FromFile(const std::string& path,
+                                                                   sdm_internal::DataFile file);
 
+  ImportReport report_;
   bool passwordMangled_ = false;
 };
 

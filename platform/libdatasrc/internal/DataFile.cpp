@@ -1,98 +1,233 @@
 // Builds columns and variables from the records of a data file and its schema.
+//
+// The type of a column is found in the first block with a value. If a later value is of another
+// type, the column is text, and the file is read a second time for such columns alone: storing all
+// numbers as text, too, would double the memory.
 
 #include <libdatasrc/DataFileError.h>
+#include <libdatasrc/internal/BlockReader.h>
+#include <libdatasrc/internal/ColumnPart.h>
 #include <libdatasrc/internal/DataFile.h>
 #include <libdatasrc/internal/DelimitedText.h>
 #include <libdatasrc/internal/NumberText.h>
+#include <libdatasrc/internal/OrderedWork.h>
 #include <libdatasrc/internal/TableSchema.h>
+#include <libdatasrc/internal/TextLayout.h>
 #include <libdatasrc/internal/Utf8.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
 #include <unordered_map>
 
 namespace sdm_internal {
 
 namespace {
 
-// Quotes a field for an error text, truncated and on one line.
-std::string Quoted(std::string_view text) {
+using Reason = ImportReport::Reason;
+using Type = ImportReport::Type;
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
+// Shortens a field for a message, and puts it on one line.
+std::string Shown(std::string_view text) {
   constexpr std::size_t kMost = 40;
   std::string shown(CutUtf8(text, kMost));
   std::replace_if(
       shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
-  return "'" + shown + (shown.size() < text.size() ? "...'" : "'");
+  return shown.size() < text.size() ? shown + "..." : shown;
 }
 
-// Builds one column. Stores each field as a number and as text while all fields so far are numbers,
-// because even the last field may make the column a string.
-class ColumnReader {
- public:
-  ColumnReader(std::string_view name, const SchemaField* field)
-      : name_(name), field_(field), type_(field != nullptr ? field->type : Type::Inferred) {}
+std::string Quoted(std::string_view text) {
+  return "'" + Shown(text) + "'";
+}
 
-  void Add(const DelimitedText& record, std::size_t index) {
-    const std::string_view text = record.Field(index);
-    const bool isMissing = IsMissing(text);
-    if (type_ != Type::String && isNumeric_) AddNumber(record, index, isMissing);
-    if (type_ == Type::String || type_ == Type::Inferred) {
-      texts_.Add(isMissing ? std::string_view() : text);
-      if (!isMissing) widest_ = std::max(widest_, text.size());
+struct Block {
+  RecordBlock records;
+  bool isRight = false;
+  std::vector<ColumnPart> parts;  // by column
+};
+
+// How far the file has been read, to allocate columns once.
+struct ReadSoFar {
+  std::size_t rows = 0;
+  double timesAsMuch = 1;  // the estimated size of the whole file, as a multiple of this part
+};
+
+// One column: its rules, its values so far, and what the report says about it.
+class Column {
+ public:
+  Column(std::string name, const SchemaField* field, const ColumnRules& rules)
+      : field_(field), rules_(rules) {
+    reported_.name = std::move(name);
+    if (field == nullptr || field->type == SchemaField::Type::Inferred) return;
+    rules_.isFixed = true;
+    rules_.isInteger = field->type == SchemaField::Type::Integer;
+    type_ = field->type == SchemaField::Type::String ? Type::Text : Type::Number;
+    reported_.reason = Reason::Schema;
+  }
+
+  const std::string& Name() const { return reported_.name; }
+  const ColumnRules& Rules() const { return rules_; }
+  Type GetType() const { return type_; }
+  bool IsComplete() const { return isComplete_; }
+  bool MustBeReadAgain() const { return mustBeReadAgain_; }
+
+  // Appends the values of a block. `line`: the first line of the block. Returns false if a value
+  // is not of the fixed type.
+  bool Append(const Block& block, std::size_t index, ColumnPart& part, long line,
+              const ReadSoFar& soFar) {
+    if (part.type != type_) ReadColumn(block.records, index, type_, rules_, part);
+    if (part.refutedBy != ColumnPart::kNone) {
+      if (rules_.isFixed) return false;
+      if (hasValues_) {
+        Report(block, index, part.refutedBy, part.reason, line);
+        mustBeReadAgain_ = true;
+        Clear();
+        return true;
+      }
+      FindType(block, index, part, line, soFar.rows - block.records.RowCount());
     }
+    if (!hasValues_ && part.firstValue != ColumnPart::kNone) {
+      if (reported_.line == 0) {
+        Report(block, index, part.firstValue, rules_.isFixed ? Reason::Schema : Reason::EveryValue,
+               line);
+      }
+      hasValues_ = true;
+    }
+    AppendValues(part, soFar);
+    return true;
+  }
+
+  // Reads a column as text after the first reading.
+  void BeginSecondReading() {
+    isComplete_ = !mustBeReadAgain_;
+    if (isComplete_) return;
+    type_ = Type::Text;
+    mustBeReadAgain_ = false;
+    hasValues_ = false;
+  }
+
+  // Throws DataFileError for a value that the schema does not allow.
+  void CheckFixed(const DelimitedText& record, std::size_t index) const {
+    const std::string_view text = record.Field(index);
+    if (!rules_.isFixed || type_ == Type::Text) return;
+    if (rules_.missing->Find(text) != MissingWords::kNone || Trimmed(text).empty()) return;
+    const std::optional<double> number = ParseNumberWithMark(text, rules_.decimalMark);
+    const char* reason = nullptr;
+    if (!number) {
+      reason = " is not a number";
+    } else if (rules_.isInteger && std::trunc(*number) != *number) {
+      reason = " is not a whole number";
+    }
+    if (reason == nullptr) return;
+    record.Fail(record.FieldPosition(index),
+                Quoted(text) + " in column " + Quoted(Name()) + reason);
   }
 
   ORVX_Variable MakeVariable(const TableSchema* schema) const {
-    const int width = IsNumeric() ? 0 : static_cast<int>(widest_);
-    ORVX_Variable variable(ORVX_Variable::NextID(), name_, width);
+    const int width = type_ == Type::Text ? static_cast<int>(widest_) : 0;
+    ORVX_Variable variable(ORVX_Variable::NextID(), Name(), width);
     variable.SetMeasurementLevel(Level());
-    if (field_ != nullptr) {
-      variable.SetLabel(field_->label);
-      variable.SetValueLabels(Labels(*schema));
-    }
+    if (type_ == Type::Date) variable.SetFormat({VariableFormat::Kind::Date});
+    if (type_ == Type::DateTime) variable.SetFormat({VariableFormat::Kind::DateTime});
+    if (type_ == Type::Boolean) variable.SetValueLabels({{0.0, "false"}, {1.0, "true"}});
+    if (field_ == nullptr) return variable;
+    variable.SetLabel(field_->label);
+    if (!field_->categories.empty()) variable.SetValueLabels(Labels(*schema));
     return variable;
   }
 
-  CaseColumn TakeColumn() {
-    if (IsNumeric()) return std::move(numbers_);
-    return std::move(texts_);
+  CaseColumn TakeValues() {
+    if (type_ == Type::Text) return std::move(texts_);
+    return std::move(numbers_);
+  }
+
+  ImportReport::Variable TakeReport() {
+    reported_.type = type_;
+    std::map<std::string_view, std::uint64_t> counts;  // in ascending order
+    for (const auto& [number, count] : missing_) counts[rules_.missing->Word(number)] += count;
+    for (const auto& [word, count] : counts)
+      reported_.missing.push_back({std::string(word), count});
+    return std::move(reported_);
   }
 
  private:
-  using Type = SchemaField::Type;
-
-  bool IsNumeric() const { return type_ != Type::String && isNumeric_; }
-
-  bool IsMissing(std::string_view text) const {
-    return field_ != nullptr ? field_->missingValues->contains(text) : text.empty();
+  // Finds a type that allows all values of the block, the first with values. `rowsBefore` rows are
+  // missing.
+  void FindType(const Block& block, std::size_t index, ColumnPart& part, long line,
+                std::size_t rowsBefore) {
+    std::size_t furthest = part.refutedBy;
+    Reason reason = part.reason;
+    for (const Type type : {Type::Boolean, Type::Date, Type::DateTime, Type::Text}) {
+      ReadColumn(block.records, index, type, rules_, part);
+      type_ = type;
+      if (part.refutedBy == ColumnPart::kNone) break;
+      if (part.refutedBy <= furthest) continue;
+      furthest = part.refutedBy;
+      reason = part.reason;
+    }
+    if (type_ != Type::Text) return;
+    numbers_ = {};
+    texts_.Insert(0, rowsBefore);
+    Report(block, index, furthest, reason, line);
   }
 
-  void AddNumber(const DelimitedText& record, std::size_t index, bool isMissing) {
-    const std::string_view text = record.Field(index);
-    if (isMissing || Trimmed(text).empty()) return numbers_.push_back(kMissingNumber);
-    const std::optional<double> number = ParseNumber(text);
-    if (!number) {
-      if (type_ != Type::Inferred) FailAt(record, index, "is not a number");
-      isNumeric_ = false;
-      numbers_ = {};
+  void Report(const Block& block, std::size_t index, std::size_t row, Reason reason, long line) {
+    std::string buffer;
+    const std::string_view text = block.records.Text();
+    const auto value =
+        text.begin() + static_cast<std::ptrdiff_t>(block.records.FieldBegin(row, index));
+    reported_.value = Shown(FieldText(block.records.RawField(row, index), buffer));
+    reported_.line = line + static_cast<long>(std::count(text.begin(), value, '\n'));
+    reported_.reason = reason;
+  }
+
+  void AppendValues(ColumnPart& part, const ReadSoFar& soFar) {
+    widest_ = std::max(widest_, part.widest);
+    for (const auto& [word, count] : part.missing) missing_[word] += count;
+    // Allocated but unused memory costs little: the system provides it when it is first used.
+    constexpr double kMargin = 1.08;
+    const auto estimate = [&](std::size_t now, std::size_t reserved) {
+      return std::max(
+          {now, reserved + reserved / 8,
+           static_cast<std::size_t>(static_cast<double>(now) * soFar.timesAsMuch * kMargin)});
+    };
+    if (type_ != Type::Text) {
+      if (soFar.rows > numbers_.capacity()) {
+        numbers_.reserve(estimate(soFar.rows, numbers_.capacity()));
+      }
+      numbers_.insert(numbers_.end(), part.numbers.begin(), part.numbers.end());
       return;
     }
-    if (type_ == Type::Integer && std::trunc(*number) != *number) {
-      FailAt(record, index, "is not a whole number");
+    const std::size_t bytes = texts_.PoolBytes() + part.texts.size();
+    if (soFar.rows > reservedRows_ || bytes > reservedBytes_) {
+      reservedRows_ = estimate(soFar.rows, reservedRows_);
+      reservedBytes_ = estimate(bytes, reservedBytes_);
+      texts_.Reserve(reservedRows_, reservedBytes_);
     }
-    numbers_.push_back(*number);
+    texts_.Append(part.texts, part.lengths);
   }
 
-  [[noreturn]] void FailAt(const DelimitedText& record, std::size_t index,
-                           const std::string& reason) const {
-    record.Fail(record.FieldPosition(index),
-                Quoted(record.Field(index)) + " in column " + Quoted(name_) + " " + reason);
+  void Clear() {
+    numbers_ = {};
+    texts_ = {};
+    missing_.clear();
+    widest_ = 1;
+    isComplete_ = true;
   }
 
   // Unknown for a number without categories, because the file does not determine the level.
   MeasurementLevel Level() const {
     const bool hasCategories = field_ != nullptr && !field_->categories.empty();
     if (hasCategories && field_->categoriesOrdered) return MeasurementLevel::Ordinal;
-    return hasCategories || !IsNumeric() ? MeasurementLevel::Nominal : MeasurementLevel::Unknown;
+    if (hasCategories || type_ == Type::Text || type_ == Type::Boolean) {
+      return MeasurementLevel::Nominal;
+    }
+    return type_ == Type::Number ? MeasurementLevel::Unknown : MeasurementLevel::Interval;
   }
 
   ValueLabels Labels(const TableSchema& schema) const {
@@ -111,56 +246,97 @@ class ColumnReader {
   DataValue ValueOf(const SchemaCategory& category, const TableSchema& schema) const {
     const auto* number = std::get_if<double>(&category.value);
     const auto* text = std::get_if<std::string>(&category.value);
-    if (!IsNumeric()) return text != nullptr ? *text : ShortestText(*number);
+    if (type_ == Type::Text) return text != nullptr ? *text : ShortestText(*number);
     if (number != nullptr) return *number;
     const std::optional<double> read = ParseNumber(*text);
-    if (!read)
+    if (!read) {
       schema.Fail(category.position, Quoted(*text) + " is not a number, but the column is numeric");
+    }
     return *read;
   }
 
-  std::string name_;
   const SchemaField* field_;  // borrowed, null for none
-  Type type_;
-  bool isNumeric_ = true;
-  std::size_t widest_ = 1;
+  ColumnRules rules_;
+  Type type_ = Type::Number;  // of a column without values so far, unless fixed
+  bool hasValues_ = false;
+  bool isComplete_ = false;  // nothing more is read in this reading
+  bool mustBeReadAgain_ = false;
+
   NumberColumn numbers_;
   TextColumn texts_;
+  std::size_t reservedRows_ = 0;   // of `texts_`
+  std::size_t reservedBytes_ = 0;  // of `texts_`
+  std::size_t widest_ = 1;
+  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // counts by number of the word
+  ImportReport::Variable reported_;
 };
 
 class DataFileReader {
  public:
-  explicit DataFileReader(const std::string& path)
-      : path_(path), records_(RegularFile(path)), schema_(ReadSchemaOf(path)) {}
-
-  DataFile Read(const std::function<void()>& check) {
-    ReadHeader();
-    while (records_.Next()) {
-      if (check) check();
-      if (!records_.IsEmptyLine() || columns_.size() == 1) AddRecord();
+  DataFileReader(const std::string& path, const ImportOptions& options,
+                 const std::function<void()>& check, const BlockSettings& settings)
+      : path_(path), options_(options), check_(check), settings_(settings) {
+    if (settings_.threads == 0) {
+      constexpr unsigned int kMostThreads = 8;  // more would wait for the thread that puts together
+      settings_.threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
     }
+  }
+
+  DataFile Read() {
+    BlockReader reader{FileText(path_, options_.encoding)};
+    schema_ = ReadSchemaOf(path_);
+    auto first = std::make_unique<Block>();
+    reader.Next(settings_.firstBytes, first->records);
+    encoding_ = reader.File().Encoding();
+    ReadHeader(*first);
+    ReadRecords(reader, std::move(first));
+    ReadAgain();
     return Finish();
   }
 
  private:
-  void ReadHeader() {
-    if (!records_.Next()) {
-      throw DataFileError(path_, "empty file, without a header line");
-    }
+  static constexpr std::uint8_t kSkip = 0xFF;  // in `types_`
+
+  void ReadHeader(Block& first) {
+    const std::string_view text = first.records.Text();
+    skipped_ = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+    const std::string_view start = text.substr(skipped_);
+    FindLayout(start.substr(0, std::size_t{1} << 20));
+    TextPosition begin;
+    begin.Advance(text.substr(0, skipped_));
+    DelimitedText header(path_, start, begin, delimiter_);
+    if (!header.Next()) throw DataFileError(path_, "empty file, without a header line");
+    AddColumns(header);
+    skipped_ += header.BytesRead();
+    first.records.Skip(skipped_);
+    firstLine_ =
+        1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(skipped_), '\n');
+  }
+
+  void FindLayout(std::string_view start) {
+    const bool hasDecimalComma = options_.decimalMark == ',';
+    delimiter_ = options_.delimiter ? *options_.delimiter
+                                    : FindDelimiter(start, /*commaIsPossible=*/!hasDecimalComma);
+    decimalMark_ =
+        options_.decimalMark ? *options_.decimalMark : FindDecimalMark(start, delimiter_);
+  }
+
+  void AddColumns(const DelimitedText& header) {
     std::unordered_map<std::string_view, const SchemaField*> fields;
     if (schema_) {
       for (const SchemaField& field : schema_->fields) fields.emplace(field.name, &field);
     }
     std::unordered_map<std::string_view, std::size_t> positions;
-    for (std::size_t i = 0; i < records_.FieldCount(); ++i) {
-      const std::string_view name = records_.Field(i);
-      if (name.empty()) records_.Fail(records_.FieldPosition(i), "column without a name");
+    for (std::size_t i = 0; i < header.FieldCount(); ++i) {
+      const std::string_view name = header.Field(i);
+      if (name.empty()) header.Fail(header.FieldPosition(i), "column without a name");
       if (!positions.emplace(name, i).second) {
-        records_.Fail(records_.FieldPosition(i), "duplicate column name " + Quoted(name));
+        header.Fail(header.FieldPosition(i), "duplicate column name " + Quoted(name));
       }
       const auto field = fields.find(name);
-      columns_.emplace_back(name, field != fields.end() ? field->second : nullptr);
+      AddColumn(std::string(name), field != fields.end() ? field->second : nullptr);
     }
+    types_ = std::vector<std::atomic<std::uint8_t>>(columns_.size());
     if (!schema_) return;
     for (const SchemaField& field : schema_->fields) {
       if (positions.contains(field.name)) continue;
@@ -168,40 +344,196 @@ class DataFileReader {
     }
   }
 
-  void AddRecord() {
-    const std::size_t count = records_.FieldCount();
-    if (count != columns_.size()) {
-      const std::string text =
-          std::to_string(count) + " fields, but the header has " + std::to_string(columns_.size());
-      const bool isLong = count > columns_.size();
-      records_.Fail(isLong ? records_.FieldPosition(columns_.size()) : records_.End(), text);
+  void AddColumn(std::string name, const SchemaField* field) {
+    ColumnRules rules;
+    rules.decimalMark = decimalMark_;
+    const void* const key = field != nullptr ? field->missingValues.get() : nullptr;
+    std::unique_ptr<MissingWords>& missing = missing_[key];
+    if (missing == nullptr) {
+      missing = field != nullptr ? std::make_unique<MissingWords>(*field->missingValues)
+                                 : std::make_unique<MissingWords>(options_.missing);
     }
-    for (std::size_t i = 0; i < count; ++i) columns_[i].Add(records_, i);
-    ++rows_;
+    rules.missing = missing.get();
+    columns_.emplace_back(std::move(name), field, rules);
+  }
+
+  // Reads the records of `first`, then those of the rest of the file.
+  void ReadRecords(BlockReader& reader, std::unique_ptr<Block> first) {
+    line_ = firstLine_;
+    rows_ = bytes_ = 0;
+    PublishTypes();
+    Parse(*first);
+    Append(*first, reader);
+
+    OrderedWork<Block> work([this](Block& block) { Parse(block); }, settings_.threads - 1);
+    std::vector<std::unique_ptr<Block>> unused;
+    unused.push_back(std::move(first));
+    bool isAtEnd = false;
+    std::exception_ptr error;  // after the records read
+    for (;;) {
+      // The first rows determine the types.
+      const std::size_t most = rows_ == 0 ? 1 : settings_.threads + 2;
+      while (!isAtEnd && work.Size() < most) {
+        if (unused.empty()) unused.push_back(std::make_unique<Block>());
+        try {
+          isAtEnd = !reader.Next(settings_.bytes, unused.back()->records);
+        } catch (const DataFileError&) {
+          error = std::current_exception();
+          isAtEnd = true;
+        }
+        if (isAtEnd) break;
+        std::unique_ptr<Block> block = std::move(unused.back());
+        unused.pop_back();
+        work.Push(std::move(block));
+      }
+      if (work.Size() == 0) break;
+      unused.push_back(work.Pop());
+      Append(*unused.back(), reader);
+    }
+    if (error) std::rethrow_exception(error);
+  }
+
+  // Reads the columns again whose type turned out to be wrong.
+  void ReadAgain() {
+    const auto isWrong = [](const Column& column) { return column.MustBeReadAgain(); };
+    if (std::none_of(columns_.begin(), columns_.end(), isWrong)) return;
+    for (Column& column : columns_) column.BeginSecondReading();
+    const std::size_t rows = rows_;
+    BlockReader reader{FileText(path_, options_.encoding)};
+    auto first = std::make_unique<Block>();
+    reader.Next(settings_.firstBytes, first->records);
+    if (first->records.Text().size() < skipped_) FailAsChanged();
+    first->records.Skip(skipped_);
+    ReadRecords(reader, std::move(first));
+    if (rows_ != rows) FailAsChanged();
+  }
+
+  [[noreturn]] void FailAsChanged() const {
+    throw DataFileError(path_, "changed while it was read");
+  }
+
+  // Threads: any, while the first thread appends other blocks.
+  void Parse(Block& block) const {
+    block.isRight = block.records.Scan(delimiter_, columns_.size());
+    if (!block.isRight) return;
+    block.parts.resize(columns_.size());
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const std::uint8_t type = types_[i].load(std::memory_order_relaxed);
+      if (type == kSkip) continue;
+      ReadColumn(block.records, i, static_cast<Type>(type), columns_[i].Rules(), block.parts[i]);
+    }
+  }
+
+  void Append(Block& block, const BlockReader& reader) {
+    if (!block.isRight) FailAtFirstError(block);
+    for (std::size_t i = 0; check_ && i < block.records.RecordCount(); ++i) check_();
+    rows_ += block.records.RowCount();
+    bytes_ += block.records.Text().size();
+    const ReadSoFar soFar{rows_, TimesAsMuch(reader)};
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (columns_[i].IsComplete()) continue;
+      if (!columns_[i].Append(block, i, block.parts[i], line_, soFar)) FailAtFirstError(block);
+    }
+    line_ += static_cast<long>(block.records.LineFeedCount());
+    PublishTypes();
+  }
+
+  // The bytes of the file are those of the text unless it is compressed or decoded.
+  double TimesAsMuch(const BlockReader& reader) const {
+    const auto ofText = static_cast<double>(reader.TextBytes()) / static_cast<double>(bytes_ + 1);
+    const auto ofFile = static_cast<double>(reader.File().BytesInAll()) /
+                        static_cast<double>(reader.File().BytesRead() + 1);
+    return std::max(1.0, ofText * ofFile);
+  }
+
+  void PublishTypes() {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const Column& column = columns_[i];
+      types_[i].store(column.IsComplete() ? kSkip : static_cast<std::uint8_t>(column.GetType()),
+                      std::memory_order_relaxed);
+    }
+  }
+
+  [[noreturn]] void FailAtFirstError(const Block& block) const {
+    DelimitedText records(path_, block.records.Text(), TextPosition{line_, 1}, delimiter_);
+    while (records.Next()) {
+      if (records.IsEmptyLine() && columns_.size() > 1) continue;
+      CheckFieldCount(records);
+      for (std::size_t i = 0; i < columns_.size(); ++i) columns_[i].CheckFixed(records, i);
+    }
+    throw std::logic_error("SystemFileDataSource: no error in records that were refused");
+  }
+
+  void CheckFieldCount(const DelimitedText& record) const {
+    const std::size_t count = record.FieldCount();
+    if (count == columns_.size()) return;
+    const std::string text =
+        std::to_string(count) + " fields, but the header has " + std::to_string(columns_.size());
+    const bool isLong = count > columns_.size();
+    record.Fail(isLong ? record.FieldPosition(columns_.size()) : record.End(), text);
   }
 
   DataFile Finish() {
     DataFile file;
-    for (ColumnReader& column : columns_) {
+    file.report.delimiter = delimiter_;
+    file.report.decimalMark = decimalMark_;
+    file.report.encoding = encoding_;
+    file.report.rows = rows_;
+    for (Column& column : columns_) {
       file.variables.push_back(column.MakeVariable(schema_ ? &*schema_ : nullptr));
-      file.cases.Add(file.variables.back().GetID(), column.TakeColumn());
+      file.cases.Add(file.variables.back().GetID(), column.TakeValues());
+      file.report.variables.push_back(column.TakeReport());
     }
     file.cases.SetRowCount(rows_);
     if (schema_) file.label = schema_->title;
     return file;
   }
 
-  std::string path_;
-  DelimitedText records_;
+  const std::string& path_;
+  const ImportOptions& options_;
+  const std::function<void()>& check_;
+  BlockSettings settings_;
+
   std::optional<TableSchema> schema_;
-  std::vector<ColumnReader> columns_;
+  std::map<const void*, std::unique_ptr<MissingWords>> missing_;  // by the texts of the schema
+  std::string encoding_;
+  char delimiter_ = ',';
+  char decimalMark_ = '.';
+  std::size_t skipped_ = 0;  // bytes up to the first record
+  long firstLine_ = 1;       // of the first record
+
+  std::vector<Column> columns_;
+  // The types that the threads read, or kSkip. A thread may use an older type: the column is then
+  // read again.
+  std::vector<std::atomic<std::uint8_t>> types_;
+
+  // Up to the blocks that were appended.
   std::size_t rows_ = 0;
+  std::size_t bytes_ = 0;
+  long line_ = 1;
 };
+
+void CheckOptions(const ImportOptions& options) {
+  constexpr std::string_view kDelimiters = ",\t;| ";
+  constexpr std::string_view kMarks = ".,";
+  if (options.delimiter && kDelimiters.find(*options.delimiter) == kDelimiters.npos) {
+    throw std::invalid_argument(
+        "ImportOptions: the delimiter must be a comma, tab, semicolon, bar or space");
+  }
+  if (options.decimalMark && kMarks.find(*options.decimalMark) == kMarks.npos) {
+    throw std::invalid_argument("ImportOptions: the decimal mark must be a point or a comma");
+  }
+  if (options.delimiter && options.delimiter == options.decimalMark) {
+    throw std::invalid_argument("ImportOptions: the delimiter is also the decimal mark");
+  }
+}
 
 }  // namespace
 
-DataFile ReadDataFile(const std::string& path, const std::function<void()>& check) {
-  return DataFileReader(path).Read(check);
+DataFile ReadDataFile(const std::string& path, const ImportOptions& options,
+                      const std::function<void()>& check, const BlockSettings& settings) {
+  CheckOptions(options);
+  return DataFileReader(path, options, check, settings).Read();
 }
 
 }  // namespace sdm_internal

@@ -3,9 +3,12 @@
 #ifndef LIBDATASRC_INTERNAL_DATAFILE_H_
 #define LIBDATASRC_INTERNAL_DATAFILE_H_
 
+#include <libdatasrc/ImportOptions.h>
+#include <libdatasrc/ImportReport.h>
 #include <libdatasrc/internal/CaseTable.h>
 #include <libdatasrc/ORVX_Variable.h>
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -17,11 +20,20 @@ struct DataFile {
   std::optional<std::string> label;
   std::vector<ORVX_Variable> variables;
   CaseTable cases;
+  ImportReport report;
+};
+
+// The file is read in blocks, each on one of several threads.
+struct BlockSettings {
+  std::size_t firstBytes = std::size_t{64} << 10;  // determines the types of most columns
+  std::size_t bytes = std::size_t{512} << 10;      // of the other blocks
+  unsigned int threads = 0;                        // 0: as many as the machine has
 };
 
 // Reads the file and the schema beside it; throws DataFileError for anything wrong with either.
-// `check`: see SystemFileDataSource::Open.
-DataFile ReadDataFile(const std::string& path, const std::function<void()>& check);
+// `options` and `check`: see SystemFileDataSource::Open.
+DataFile ReadDataFile(const std::string& path, const ImportOptions& options,
+                      const std::function<void()>& check, const BlockSettings& settings = {});
 
 }  // namespace sdm_internal
 

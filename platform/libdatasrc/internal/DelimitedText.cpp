@@ -10,23 +10,19 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr std::size_t kChunkSize = std::size_t{64} << 10;
 constexpr std::size_t kMaxRecordBytes = SystemFileDataSource::kMaxRecordBytes;
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 }  // namespace
 
-DelimitedText::DelimitedText(RegularFile file) : file_(std::move(file)) {
-  ReadMore();
-  SkipByteOrderMark();
-  delimiter_ = FindDelimiter();
-}
+DelimitedText::DelimitedText(std::string path, std::string_view text, TextPosition begin,
+                             char delimiter)
+    : path_(std::move(path)), source_(text), delimiter_(delimiter), position_(begin) {}
 
 bool DelimitedText::Next() {
   BeginRecord();
   while (!isComplete_) {
-    if (scanned_ == chunk_.size() && !ReadMore()) return EndLastRecord();
-    Scan(chunk_[scanned_]);
+    if (scanned_ == source_.size()) return EndLastRecord();
+    Scan(source_[scanned_]);
   }
   return true;
 }
@@ -37,43 +33,7 @@ std::string_view DelimitedText::Field(std::size_t i) const {
 }
 
 void DelimitedText::Fail(TextPosition where, const std::string& text) const {
-  throw DataFileError(file_.Path(), where.line, where.column, text);
-}
-
-// Replaces the chunk after it was scanned completely. Returns false at the end of the file.
-bool DelimitedText::ReadMore() {
-  chunk_.resize(kChunkSize);
-  chunk_.resize(file_.Read(chunk_.data(), kChunkSize));
-  scanned_ = 0;
-  return !chunk_.empty();
-}
-
-void DelimitedText::SkipByteOrderMark() {
-  if (!chunk_.starts_with(kByteOrderMark)) return;
-  scanned_ = kByteOrderMark.size();
-  position_.Advance(kByteOrderMark);
-}
-
-// Returns the delimiter of the header line. Extends the first chunk until it holds the whole line.
-// Scan detects errors in the line later.
-char DelimitedText::FindDelimiter() {
-  std::size_t commas = 0;
-  std::size_t tabs = 0;
-  bool inQuotes = false;
-  for (std::size_t i = scanned_; i < kMaxRecordBytes; ++i) {
-    if (i == chunk_.size()) {
-      chunk_.resize(i + kChunkSize);
-      chunk_.resize(i + file_.Read(chunk_.data() + i, kChunkSize));
-      if (i == chunk_.size()) break;
-    }
-    const char byte = chunk_[i];
-    if (byte == '"') inQuotes = !inQuotes;
-    if (inQuotes) continue;
-    if (byte == '\n' || byte == '\0') break;
-    if (byte == ',') ++commas;
-    if (byte == '\t') ++tabs;
-  }
-  return tabs > commas ? '\t' : ',';
+  throw DataFileError(path_, where.line, where.column, text);
 }
 
 void DelimitedText::BeginRecord() {
@@ -134,7 +94,10 @@ void DelimitedText::CheckAllowed(char byte) {
   }
   if (byte == '\0') Fail(position_, "zero byte");
   if (!utf8_.Accepts(byte)) Fail(character_, "not UTF-8");
-  if (size_ < kMaxRecordBytes) return;
+  if (size_ >= kMaxRecordBytes) FailAsTooLong();
+}
+
+void DelimitedText::FailAsTooLong() const {
   const std::string limit = std::to_string(kMaxRecordBytes) + " bytes";
   if (state_ == State::InQuotes) Fail(starts_.back(), "quote not closed within " + limit);
   Fail(begin_, "record longer than " + limit);
@@ -146,6 +109,7 @@ bool DelimitedText::EndLastRecord() {
   if (afterReturn_) Fail(return_, "carriage return without a line feed after it");
   if (state_ == State::InQuotes) Fail(starts_.back(), "unclosed quote");
   if (size_ == 0) return false;
+  if (size_ == kMaxRecordBytes) FailAsTooLong();  // with a line end
   EndField();
   end_ = position_;
   return true;

@@ -1,9 +1,8 @@
-// DelimitedText: reads a file of delimited text record by record.
+// DelimitedText: reads delimited text record by record, and finds the first error in it.
 
 #ifndef LIBDATASRC_INTERNAL_DELIMITEDTEXT_H_
 #define LIBDATASRC_INTERNAL_DELIMITEDTEXT_H_
 
-#include <libdatasrc/internal/RegularFile.h>
 #include <libdatasrc/internal/TextPosition.h>
 #include <libdatasrc/internal/Utf8.h>
 
@@ -14,19 +13,22 @@
 
 namespace sdm_internal {
 
-// Reads in chunks and keeps one record at a time. Quoting follows RFC 4180. Throws DataFileError
-// with the position of the first byte that is not allowed.
+// Reads byte by byte, for the header and for error messages; RecordBlock is faster. Quoting follows
+// RFC 4180. Throws DataFileError with the position of the first byte that is not allowed.
 class DelimitedText {
  public:
-  // Reads the header to find the delimiter.
-  explicit DelimitedText(RegularFile file);
+  // Borrows `text`, which begins a record at `begin` in the file `path`.
+  DelimitedText(std::string path, std::string_view text, TextPosition begin, char delimiter);
   DelimitedText(const DelimitedText&) = delete;
   DelimitedText& operator=(const DelimitedText&) = delete;
 
-  // Advances to the next record; the first is the header. Returns false at the end of the file.
+  // Advances to the next record. Returns false at the end of the text, which must be the end of a
+  // record or of the file.
   bool Next();
+  // The number of bytes of all records so far.
+  std::size_t BytesRead() const { return scanned_; }
 
-  // The current record; an empty line is one empty field. Texts are valid until the next call of
+  // The current record; an empty line is one empty field. Fields are valid until the next call of
   // Next.
   std::size_t FieldCount() const { return ends_.size(); }
   std::string_view Field(std::size_t i) const;
@@ -38,21 +40,18 @@ class DelimitedText {
   [[noreturn]] void Fail(TextPosition where, const std::string& text) const;
 
  private:
-  bool ReadMore();
-  void SkipByteOrderMark();
-  char FindDelimiter();
   void BeginRecord();
   void Scan(char byte);
   void CheckAllowed(char byte);
+  [[noreturn]] void FailAsTooLong() const;
   void ScanQuote(TextPosition here);
   void EndField();
   bool EndLastRecord();
 
-  RegularFile file_;
-  char delimiter_ = ',';
-
-  std::string chunk_;
-  std::size_t scanned_ = 0;  // scanned bytes of the chunk
+  const std::string path_;
+  const std::string_view source_;
+  const char delimiter_;
+  std::size_t scanned_ = 0;  // bytes of the source
   TextPosition position_;    // of the byte at `scanned_`
 
   // The state of the scanner. AfterQuote: the quote closed the field, or is the first of a pair.

@@ -52,7 +52,8 @@ TEST(RealData, TheBirdStrikesHaveStringsAndNumbers) {
   EXPECT_EQ(strikes->RowCount(), 10000);
   EXPECT_EQ(strikes->ColumnCount(), 14);
   EXPECT_EQ(Named(*strikes, "Airport Name").GetType(), 38);
-  EXPECT_EQ(Named(*strikes, "Flight Date").GetType(), 10);
+  EXPECT_EQ(Named(*strikes, "Flight Date").GetType(), 0);
+  EXPECT_EQ(Named(*strikes, "Flight Date").GetFormat().kind, VariableFormat::Kind::Date);
   EXPECT_EQ(Named(*strikes, "Cost Total $").GetType(), 0);
 }
 
@@ -63,7 +64,7 @@ TEST(RealData, TheBirdStrikesHaveTheirRows) {
   ASSERT_EQ(rows.size(), 10000U);
   EXPECT_EQ(rows.front(),
             "[BARKSDALE AIR FORCE BASE ARPT           ] [T-38A                   ] "
-            "[None            ] [1990-01-08      ] [MILITARY                        ] "
+            "[None            ] 6.31757e+08 [MILITARY                        ] "
             "[Louisiana       ] [Climb           ] [Large   ] [Turkey vulture          ] "
             "[Day     ] 0 0 0 300");
   EXPECT_NE(rows.back().find("[EMB-145 "), std::string::npos);

@@ -1,0 +1,41 @@
+// BlockReader: reads a file of delimited text in blocks of whole records.
+
+#ifndef LIBDATASRC_INTERNAL_BLOCKREADER_H_
+#define LIBDATASRC_INTERNAL_BLOCKREADER_H_
+
+#include <libdatasrc/internal/FileText.h>
+#include <libdatasrc/internal/RecordBlock.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <string>
+
+namespace sdm_internal {
+
+class BlockReader {
+ public:
+  explicit BlockReader(FileText file) : file_(std::move(file)) {}
+
+  // Reads about `bytes` bytes into `block`, or one record if it is longer. Returns false at the end
+  // of the file. A block that ends inside a record, and is not the last, has an error: a wrong
+  // quote, or a record that is too long. Throws DataFileError as FileText does, after handing out
+  // the records before the error.
+  bool Next(std::size_t bytes, RecordBlock& block);
+
+  const FileText& File() const { return file_; }
+  std::uint64_t TextBytes() const { return textBytes_; }  // of all blocks
+
+ private:
+  std::size_t Fill(char* to, std::size_t size);
+
+  FileText file_;
+  std::string rest_;  // after the last block
+  bool isAtEnd_ = false;
+  std::exception_ptr error_;  // at the end of the text
+  std::uint64_t textBytes_ = 0;
+};
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_BLOCKREADER_H_

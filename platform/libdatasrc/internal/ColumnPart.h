@@ -1,0 +1,55 @@
+// ColumnPart: the values of one column in one block of records.
+
+#ifndef LIBDATASRC_INTERNAL_COLUMNPART_H_
+#define LIBDATASRC_INTERNAL_COLUMNPART_H_
+
+#include <libdatasrc/ImportReport.h>
+#include <libdatasrc/internal/MissingWords.h>
+#include <libdatasrc/internal/RecordBlock.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace sdm_internal {
+
+// How the fields of a column are read, apart from the type.
+struct ColumnRules {
+  bool isFixed = false;    // by the schema: numbers may have leading zeros and be large
+  bool isInteger = false;  // a fixed number must be whole
+  char decimalMark = '.';
+  const MissingWords* missing = nullptr;  // borrowed
+};
+
+struct ColumnPart {
+  static constexpr std::size_t kNone = ~std::size_t{0};
+
+  ImportReport::Type type = ImportReport::Type::Number;
+  std::vector<double> numbers;         // of a column that is not text
+  std::string texts;                   // of a text column, one after the other
+  std::vector<std::uint32_t> lengths;  // of the texts
+  std::size_t widest = 0;              // text, in bytes
+  std::size_t firstValue = kNone;      // the first row without a missing value
+  // The first row with a value that the rules do not allow; the values are then incomplete.
+  std::size_t refutedBy = kNone;
+  ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // why not
+  std::unordered_map<std::uint32_t, std::uint64_t> missing;        // counts by number of the word
+};
+
+// Replaces `part` by the values of one field of all records.
+void ReadColumn(const RecordBlock& block, std::size_t field, ImportReport::Type type,
+                const ColumnRules& rules, ColumnPart& part);
+
+// The bytes of a field without its quotes. Uses `buffer` if the field has quotes inside.
+std::string_view FieldText(std::string_view raw, std::string& buffer);
+
+// Returns a number with the given decimal mark, as ParseNumber reads it with a point.
+std::optional<double> ParseNumberWithMark(std::string_view text, char decimalMark);
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_COLUMNPART_H_

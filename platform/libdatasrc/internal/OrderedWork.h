@@ -1,0 +1,122 @@
+// OrderedWork: does work on several items at once, on several threads, and hands them back in
+// order.
+
+#ifndef LIBDATASRC_INTERNAL_ORDEREDWORK_H_
+#define LIBDATASRC_INTERNAL_ORDEREDWORK_H_
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace sdm_internal {
+
+// Threads: Push, Pop and the destructor belong to one thread, which does work too while it waits.
+template <class Item>
+class OrderedWork {
+ public:
+  // `work` runs on any thread, with one item on each.
+  OrderedWork(std::function<void(Item&)> work, unsigned int threads)
+      : work_(std::move(work)), mostThreads_(threads) {}
+
+  // Waits for the items that are being worked on, and drops the others.
+  ~OrderedWork() {
+    {
+      const std::lock_guard lock(mutex_);
+      isStopped_ = true;
+    }
+    changed_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+  OrderedWork(const OrderedWork&) = delete;
+  OrderedWork& operator=(const OrderedWork&) = delete;
+
+  std::size_t Size() const { return entries_.size(); }
+
+  void Push(std::unique_ptr<Item> item) {
+    StartThreads();
+    {
+      const std::lock_guard lock(mutex_);
+      entries_.push_back({std::move(item)});
+    }
+    changed_.notify_all();
+  }
+
+  // Returns the first item when its work is done. Throws what the work has thrown.
+  std::unique_ptr<Item> Pop() {
+    std::unique_lock lock(mutex_);
+    Entry& first = entries_.front();
+    while (first.state != State::Done) {
+      if (!WorkOnOne(lock)) changed_.wait(lock);
+    }
+    Entry done = std::move(first);
+    entries_.pop_front();
+    if (done.error) std::rethrow_exception(done.error);
+    return std::move(done.item);
+  }
+
+ private:
+  enum class State { Waiting, Running, Done };
+  struct Entry {
+    std::unique_ptr<Item> item;
+    State state = State::Waiting;
+    std::exception_ptr error = nullptr;
+  };
+
+  // One thread fewer than wished for does the same work.
+  void StartThreads() {
+    try {
+      threads_.reserve(mostThreads_);
+      while (threads_.size() < mostThreads_) threads_.emplace_back([this] { Run(); });
+    } catch (const std::system_error&) {
+      mostThreads_ = static_cast<unsigned int>(threads_.size());
+    }
+  }
+
+  void Run() {
+    std::unique_lock lock(mutex_);
+    while (!isStopped_) {
+      if (!WorkOnOne(lock)) changed_.wait(lock);
+    }
+  }
+
+  // Works on the first waiting item, without the lock. Returns false if there is none. Entries of a
+  // deque stay in place.
+  bool WorkOnOne(std::unique_lock<std::mutex>& lock) {
+    for (Entry& entry : entries_) {
+      if (entry.state != State::Waiting) continue;
+      entry.state = State::Running;
+      lock.unlock();
+      try {
+        work_(*entry.item);
+      } catch (...) {
+        entry.error = std::current_exception();
+      }
+      lock.lock();
+      entry.state = State::Done;
+      changed_.notify_all();
+      return true;
+    }
+    return false;
+  }
+
+  const std::function<void(Item&)> work_;
+  unsigned int mostThreads_;
+  std::vector<std::thread> threads_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;  // an item was added or done, or isStopped_ was set
+  std::deque<Entry> entries_;
+  bool isStopped_ = false;
+};
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_ORDEREDWORK_H_

@@ -1,0 +1,77 @@
+// RecordBlock: whole records of delimited text, scanned together.
+
+#ifndef LIBDATASRC_INTERNAL_RECORDBLOCK_H_
+#define LIBDATASRC_INTERNAL_RECORDBLOCK_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace sdm_internal {
+
+// A position is an offset in the text. A buffer is used for one block after the other.
+class RecordBlock {
+ public:
+  // This many bytes after the text can be read.
+  static constexpr std::size_t kPadding = 16;
+
+  // Makes room for this many bytes; keeps the first `keep` bytes of the text.
+  char* Reserve(std::size_t bytes, std::size_t keep);
+  // The text is the first `size` bytes of the buffer. It begins a record. `isLast`: of the file.
+  void SetText(std::size_t size, bool isLast);
+  // Removes the first bytes from the text.
+  void Skip(std::size_t bytes) { text_.remove_prefix(bytes); }
+
+  std::string_view Text() const { return text_; }
+
+  // Finds the fields of all records. Returns false if anything is wrong with the text; the fields
+  // are then undefined. An empty line is a record without fields, unless records have one field.
+  bool Scan(char delimiter, std::size_t fieldsPerRecord);
+
+  // After Scan.
+  std::size_t RowCount() const { return rows_.size(); }  // without empty lines
+  std::size_t RecordCount() const { return recordCount_; }
+  std::size_t LineFeedCount() const { return lineFeedCount_; }
+
+  // The position of a field, and its bytes in the file, with quotes if there are any.
+  std::size_t FieldBegin(std::size_t row, std::size_t field) const {
+    return field == 0 ? rows_[row] : ends_[row * fieldsPerRecord_ + field - 1] + 1;
+  }
+  std::string_view RawField(std::size_t row, std::size_t field) const {
+    const std::size_t begin = FieldBegin(row, field);
+    std::size_t end = ends_[row * fieldsPerRecord_ + field];
+    if (field + 1 == fieldsPerRecord_ && end > begin && text_[end - 1] == '\r') --end;
+    return text_.substr(begin, end - begin);
+  }
+
+ private:
+  bool FindEnds(char delimiter);
+  bool FindRows();
+  bool IsUtf8() const;
+
+  std::unique_ptr<char[]> buffer_;
+  std::size_t capacity_ = 0;
+  std::string_view text_;
+  bool isLast_ = false;
+
+  std::unique_ptr<std::uint32_t[]> ends_;  // of the fields
+  std::size_t endsCapacity_ = 0;
+  std::size_t endCount_ = 0;
+  std::vector<std::uint32_t> rows_;  // the begins
+  std::size_t fieldsPerRecord_ = 0;
+  std::size_t recordCount_ = 0;
+  std::size_t recordEndCount_ = 0;
+  std::size_t lineFeedCount_ = 0;  // also in quotes
+  bool isAscii_ = true;
+};
+
+// The end of the last record that is complete in `text`, which begins a record; 0 if there is none.
+// A line feed ends a record if the number of quotes before it is even; up to the first error in the
+// text, this is always so.
+std::size_t EndOfLastRecord(std::string_view text);
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_RECORDBLOCK_H_
