@@ -1,0 +1,195 @@
+// Opening a file of delimited text with 1,000,000 rows and 20 columns: integers, decimals and short
+// strings. The peer is one pass of libcsv over the same bytes, which only finds the fields.
+//
+// MB_per_s is by the clock, MB_per_cpu_s by the processor time of all threads. `of_columns` is the
+// peak of the resident memory while the file is opened, as a multiple of the columns alone.
+//
+// The environment variable OPEN_BENCH_FILE names a file to be written and kept, for open_peers.py.
+
+#include <benchmark/benchmark.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#ifdef HAVE_LIBCSV
+#include <csv.h>
+#endif
+
+namespace {
+
+constexpr int kRows = 1'000'000;
+constexpr int kColumns = 20;
+
+// Random fields, the same in each run.
+class Fields {
+ public:
+  // Every second column has strings; the others take turns with integers and decimals.
+  std::string Next(int column) {
+    if (column % 2 == 1) return Word();
+    return column % 4 == 0 ? std::to_string(UpTo(1'000'000)) : Decimal();
+  }
+
+ private:
+  int UpTo(int most) { return std::uniform_int_distribution(0, most)(random_); }
+  std::string Word() {
+    std::string word(static_cast<std::size_t>(3 + UpTo(8)), 'a');
+    for (char& letter : word) letter = static_cast<char>(letter + UpTo(25));
+    return word;
+  }
+  std::string Decimal() {
+    const std::string cents = std::to_string(UpTo(99));
+    return (UpTo(9) == 0 ? "-" : "") + std::to_string(UpTo(99'999)) +
+           (cents.size() == 1 ? ".0" : ".") + cents;
+  }
+
+  std::mt19937 random_{1};
+};
+
+// The file, written when it is first used.
+class File {
+ public:
+  static const File& Get() {
+    static const File file;
+    return file;
+  }
+  ~File() {
+    if (!isKept_) std::filesystem::remove(path_);
+  }
+
+  const std::string& Path() const { return path_; }
+  double Megabytes() const { return static_cast<double>(std::filesystem::file_size(path_)) / 1e6; }
+  // Eight bytes for each value, and the bytes of the strings.
+  double ColumnBytes() const { return columnBytes_; }
+
+ private:
+  File() {
+    if (const char* const kept = std::getenv("OPEN_BENCH_FILE")) {
+      path_ = kept;
+      isKept_ = true;
+    } else {
+      const std::string name = "open_bench-" + std::to_string(getpid()) + ".csv";
+      path_ = std::filesystem::temp_directory_path() / name;
+    }
+    std::ofstream file(path_, std::ios::binary);
+    for (int i = 0; i < kColumns; ++i) file << (i > 0 ? ",column" : "column") << i;
+    file << '\n';
+    Fields fields;
+    for (int row = 0; row < kRows; ++row) {
+      for (int i = 0; i < kColumns; ++i) {
+        const std::string field = fields.Next(i);
+        columnBytes_ += 8 + (i % 2 == 1 ? static_cast<double>(field.size()) : 0);
+        file << field << (i + 1 < kColumns ? ',' : '\n');
+      }
+    }
+  }
+
+  std::string path_;
+  bool isKept_ = false;
+  double columnBytes_ = 0;
+};
+
+// A field of /proc/self/status, in bytes.
+double ProcessMemory(const std::string& field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(field + ":")) return 1024 * std::stod(line.substr(field.size() + 1));
+  }
+  return 0;
+}
+
+// Returns by how much the resident memory grew at most.
+double PeakGrowth(const std::function<void()>& work) {
+  malloc_trim(0);
+  std::ofstream("/proc/self/clear_refs") << 5;  // resets the peak
+  const double before = ProcessMemory("VmRSS");
+  work();
+  return ProcessMemory("VmHWM") - before;
+}
+
+struct Seconds {
+  double byTheClock;
+  double ofAllThreads;
+};
+
+Seconds Measure(const std::function<void()>& work) {
+  const auto start = std::chrono::steady_clock::now();
+  const std::clock_t cpuStart = std::clock();
+  work();
+  const std::chrono::duration<double> real = std::chrono::steady_clock::now() - start;
+  return {real.count(), static_cast<double>(std::clock() - cpuStart) / CLOCKS_PER_SEC};
+}
+
+#ifdef HAVE_LIBCSV
+
+// Counts the fields.
+long PassOfLibcsv(const std::string& path) {
+  csv_parser parser;
+  csv_init(&parser, CSV_STRICT);
+  long fields = 0;
+  const auto count = [](void*, std::size_t, void* total) { ++*static_cast<long*>(total); };
+  std::vector<char> chunk(std::size_t{64} << 10);
+  std::FILE* const file = std::fopen(path.c_str(), "rb");
+  while (const std::size_t size = std::fread(chunk.data(), 1, chunk.size(), file)) {
+    csv_parse(&parser, chunk.data(), size, count, nullptr, &fields);
+  }
+  csv_fini(&parser, count, nullptr, &fields);
+  std::fclose(file);
+  csv_free(&parser);
+  return fields;
+}
+
+// Returns 0 if it does not find the fields.
+double SecondsOfLibcsv(const File& file) {
+  long fields = 0;
+  const Seconds pass = Measure([&] { fields = PassOfLibcsv(file.Path()); });
+  return fields == long{kRows + 1} * kColumns ? pass.ofAllThreads : 0;
+}
+
+#endif
+
+void OpenNumbersAndStrings(benchmark::State& state) {
+  const File& file = File::Get();
+  const auto open = [&] {
+    if (SystemFileDataSource::Open(file.Path())->RowCount() != kRows) state.SkipWithError("rows");
+  };
+  double memory = 0;
+  Seconds shortest{1e9, 1e9};
+  double shortestOfPeer = 0;
+  for (auto _ : state) {
+    memory = PeakGrowth(open);
+    for (int turn = 0; turn < 5; ++turn) {
+      const Seconds took = Measure(open);
+      shortest.byTheClock = std::min(shortest.byTheClock, took.byTheClock);
+      shortest.ofAllThreads = std::min(shortest.ofAllThreads, took.ofAllThreads);
+#ifdef HAVE_LIBCSV
+      const double peer = SecondsOfLibcsv(file);
+      shortestOfPeer = turn == 0 ? peer : std::min(shortestOfPeer, peer);
+#endif
+    }
+  }
+  state.counters["MB"] = file.Megabytes();
+  state.counters["MB_per_s"] = file.Megabytes() / shortest.byTheClock;
+  state.counters["MB_per_cpu_s"] = file.Megabytes() / shortest.ofAllThreads;
+  if (shortestOfPeer > 0) {
+    state.counters["libcsv_MB_per_cpu_s"] = file.Megabytes() / shortestOfPeer;
+    state.counters["of_libcsv"] = shortest.ofAllThreads / shortestOfPeer;
+  }
+  state.counters["column_MB"] = file.ColumnBytes() / 1e6;
+  state.counters["of_columns"] = memory / file.ColumnBytes();
+}
+BENCHMARK(OpenNumbersAndStrings)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
