@@ -1,5 +1,5 @@
-// Other libraries that encode the lists of a bootstrap specification: cereal, MessagePack and
-// FlatBuffers. A library is used only if its headers are installed.
+// Other libraries that encode the lists of a bootstrap specification: cereal, MessagePack,
+// FlatBuffers, Protocol Buffers and Boost.Serialization. A library is used only if it is installed.
 
 #ifndef BENCHMARKS_SERIALISATIONPEERS_H_
 #define BENCHMARKS_SERIALISATIONPEERS_H_
@@ -23,6 +23,14 @@
 #if __has_include(<flatbuffers/flatbuffers.h>)
 #include <flatbuffers/flatbuffers.h>
 #define SDM_HAS_FLATBUFFERS 1
+#endif
+#ifdef SDM_HAS_PROTOBUF
+#include <bootstrap_lists.pb.h>
+#endif
+#ifdef SDM_HAS_BOOST_SERIALIZATION
+#include <boost/archive/binary_iarchive.hpp>
+#include <boost/archive/binary_oarchive.hpp>
+#include <boost/serialization/vector.hpp>
 #endif
 
 // The lists, in order: strata, dependent and input variables, split ends, and the first and second
@@ -101,6 +109,51 @@ struct FlatBuffers {
       field = static_cast<flatbuffers::voffset_t>(field + 2);
     };
     std::apply([&](auto&... list) { (read(list), ...); }, lists);
+    return lists;
+  }
+};
+#endif
+
+#ifdef SDM_HAS_PROTOBUF
+struct ProtocolBuffers {
+  static constexpr const char* kName = "of_protobuf";
+  static std::string Encode(const PlainLists& lists) {
+    const auto& [strata, dependents, inputs, splitEnds, means, counts] = lists;
+    sdm_bench::BootstrapLists message;
+    message.mutable_strata()->Assign(strata.begin(), strata.end());
+    message.mutable_dependents()->Assign(dependents.begin(), dependents.end());
+    message.mutable_inputs()->Assign(inputs.begin(), inputs.end());
+    message.mutable_split_ends()->Assign(splitEnds.begin(), splitEnds.end());
+    message.mutable_means()->Assign(means.begin(), means.end());
+    message.mutable_counts()->Assign(counts.begin(), counts.end());
+    return message.SerializeAsString();
+  }
+  static PlainLists Decode(const std::string& bytes) {
+    sdm_bench::BootstrapLists message;
+    message.ParseFromString(bytes);
+    const auto vector = []<class Value>(const google::protobuf::RepeatedField<Value>& field) {
+      return std::vector<Value>(field.begin(), field.end());
+    };
+    return {vector(message.strata()),     vector(message.dependents()), vector(message.inputs()),
+            vector(message.split_ends()), vector(message.means()),      vector(message.counts())};
+  }
+};
+#endif
+
+#ifdef SDM_HAS_BOOST_SERIALIZATION
+struct BoostSerialization {
+  static constexpr const char* kName = "of_boost";
+  static std::string Encode(const PlainLists& lists) {
+    std::ostringstream stream(std::ios::binary);
+    boost::archive::binary_oarchive archive(stream);
+    std::apply([&](const auto&... list) { ((archive << list), ...); }, lists);
+    return std::move(stream).str();
+  }
+  static PlainLists Decode(const std::string& bytes) {
+    std::istringstream stream(bytes, std::ios::binary);
+    boost::archive::binary_iarchive archive(stream);
+    PlainLists lists;
+    std::apply([&](auto&... list) { ((archive >> list), ...); }, lists);
     return lists;
   }
 };

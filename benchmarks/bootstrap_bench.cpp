@@ -107,6 +107,12 @@ void CompareWithLibraries(benchmark::State& state, const SvrBootstrapSpecs& spec
 #ifdef SDM_HAS_FLATBUFFERS
   compare(FlatBuffers());
 #endif
+#ifdef SDM_HAS_PROTOBUF
+  compare(ProtocolBuffers());
+#endif
+#ifdef SDM_HAS_BOOST_SERIALIZATION
+  compare(BoostSerialization());
+#endif
 }
 
 void Encode(benchmark::State& state) {

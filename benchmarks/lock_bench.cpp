@@ -1,5 +1,6 @@
-// The reader/writer lock compared with std::shared_mutex and pthread_rwlock_t: the cost without
-// contention, the read throughput of two threads, and waiting times.
+// The reader/writer lock compared with other locks (LockPeers.h): the cost without contention and
+// the read throughput of two threads. Its waiting times, and those of std::shared_mutex and
+// pthread_rwlock_t.
 //
 // Waiting times are reported as percentiles (10, 50, 90 and 99) in multiples of the hold time, and
 // as the maximum in milliseconds. If a wait of a peer does not end, the benchmark abandons the wait
@@ -7,7 +8,6 @@
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
-#include <pthread.h>
 
 #include <algorithm>
 #include <atomic>
@@ -15,12 +15,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <random>
-#include <shared_mutex>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "LockPeers.h"
 #include "Ratio.h"
 
 namespace {
@@ -35,22 +36,6 @@ struct Ours {
   void EndRead() { lock.unlock(); }
   void Write() { lock.writeLock(); }
   void EndWrite() { lock.unlock(); }
-};
-
-struct Standard {
-  std::shared_mutex lock;
-  void Read() { lock.lock_shared(); }
-  void EndRead() { lock.unlock_shared(); }
-  void Write() { lock.lock(); }
-  void EndWrite() { lock.unlock(); }
-};
-
-struct Posix {
-  pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
-  void Read() { pthread_rwlock_rdlock(&lock); }
-  void EndRead() { pthread_rwlock_unlock(&lock); }
-  void Write() { pthread_rwlock_wrlock(&lock); }
-  void EndWrite() { pthread_rwlock_unlock(&lock); }
 };
 
 // --- Without contention ------------------------------------------------------------------------
@@ -77,11 +62,11 @@ class Reading {
 // Acquires and releases a read while `held` reads are held.
 void Read(benchmark::State& state) {
   Reading<Ours> ours(state.range(0));
-  Reading<Standard> standard(state.range(0));
-  Reading<Posix> posix(state.range(0));
   for (auto _ : state) ours();
-  state.counters["of_shared_mutex"] = Ratio([&] { ours(); }, [&] { standard(); });
-  state.counters["of_rwlock"] = Ratio([&] { ours(); }, [&] { posix(); });
+  ForEachLockPeer([&]<class Peer>(std::type_identity<Peer>) {
+    Reading<Peer> peer(state.range(0));
+    state.counters[Peer::kName] = Ratio([&] { ours(); }, [&] { peer(); });
+  });
 }
 BENCHMARK(Read)->ArgName("held")->Arg(0)->Arg(1)->Arg(4000);
 
@@ -93,11 +78,11 @@ void Write(benchmark::State& state) {
     };
   };
   Ours ours;
-  Standard standard;
-  Posix posix;
   for (auto _ : state) writing(ours)();
-  state.counters["of_shared_mutex"] = Ratio(writing(ours), writing(standard));
-  state.counters["of_rwlock"] = Ratio(writing(ours), writing(posix));
+  ForEachLockPeer([&]<class Peer>(std::type_identity<Peer>) {
+    Peer peer;
+    state.counters[Peer::kName] = Ratio(writing(ours), writing(peer));
+  });
 }
 BENCHMARK(Write);
 
@@ -109,11 +94,11 @@ void TwoThreadsRead(benchmark::State& state) {
     };
   };
   Ours ours;
-  Standard standard;
-  Posix posix;
   for (auto _ : state) state.counters["reads_per_second"] = PerSecondOnTwoThreads(reading(ours));
-  state.counters["of_shared_mutex"] = ThroughputRatio(reading(ours), reading(standard));
-  state.counters["of_rwlock"] = ThroughputRatio(reading(ours), reading(posix));
+  ForEachLockPeer([&]<class Peer>(std::type_identity<Peer>) {
+    Peer peer;
+    state.counters[Peer::kName] = ThroughputRatio(reading(ours), reading(peer));
+  });
 }
 BENCHMARK(TwoThreadsRead)->Iterations(1)->Unit(benchmark::kMillisecond);
 

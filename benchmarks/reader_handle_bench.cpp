@@ -9,25 +9,27 @@
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
 #include <atomic>
-#include <shared_mutex>
 #include <thread>
+#include <type_traits>
 
 #include "BenchDataset.h"
+#include "LockPeers.h"
 #include "Ratio.h"
 
 namespace {
 
 sfMutexRW bareLock;
-std::shared_mutex standardLock;
 
 void TakeBareLock() {
   bareLock.readLock();
   bareLock.unlock();
 }
 
-void TakeStandardLock() {
-  standardLock.lock_shared();
-  standardLock.unlock_shared();
+template <class Peer>
+void TakeLockOfPeer() {
+  static Peer peer;
+  peer.Read();
+  peer.EndRead();
 }
 
 // A counter that a reader handle raises and lowers. The counters of an item are in different cache
@@ -59,18 +61,15 @@ template <class Operation>
 void Measure(benchmark::State& state, Operation operation) {
   for (auto _ : state) operation();
   state.counters["of_sfMutexRW"] = Ratio(operation, TakeBareLock);
-  state.counters["of_shared_mutex"] = Ratio(operation, TakeStandardLock);
+  ForEachLockPeer([&]<class Peer>(std::type_identity<Peer>) {
+    state.counters[Peer::kName] = Ratio(operation, TakeLockOfPeer<Peer>);
+  });
 }
 
 void BareLock(benchmark::State& state) {
   Measure(state, TakeBareLock);
 }
 BENCHMARK(BareLock);
-
-void StandardLock(benchmark::State& state) {
-  Measure(state, TakeStandardLock);
-}
-BENCHMARK(StandardLock);
 
 void ReaderHandleOnAnItem(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
@@ -90,7 +89,9 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
   const auto read = [&] { SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false); };
   for (auto _ : state) state.counters["handles_per_second"] = PerSecondOnTwoThreads(read);
   state.counters["of_sfMutexRW"] = ThroughputRatio(read, TakeBareLock);
-  state.counters["of_shared_mutex"] = ThroughputRatio(read, TakeStandardLock);
+  ForEachLockPeer([&]<class Peer>(std::type_identity<Peer>) {
+    state.counters[Peer::kName] = ThroughputRatio(read, TakeLockOfPeer<Peer>);
+  });
 }
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
@@ -100,8 +101,9 @@ void AtomicOperationsOnTwoThreads(benchmark::State& state) {
   for (auto _ : state) {
     state.counters["readers_per_second"] = PerSecondOnTwoThreads(CountAndLockAsReader);
   }
-  state.counters["of_shared_mutex"] = ThroughputRatio(CountAndLockAsReader, TakeStandardLock);
-  state.counters["without_lock"] = ThroughputRatio(CountAsReader, TakeStandardLock);
+  state.counters["of_shared_mutex"] =
+      ThroughputRatio(CountAndLockAsReader, TakeLockOfPeer<Standard>);
+  state.counters["without_lock"] = ThroughputRatio(CountAsReader, TakeLockOfPeer<Standard>);
 }
 BENCHMARK(AtomicOperationsOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 

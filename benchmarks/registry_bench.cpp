@@ -7,12 +7,10 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 
-#include <atomic>
 #include <ctime>
 #include <deque>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "Ratio.h"
 
@@ -62,22 +60,8 @@ class Datasets {
   std::deque<LocallyUniqueID> ids_;
 };
 
-// Keeps a second thread alive, because mutexes are cheaper in a process with only one thread.
-class SecondThread {
- public:
-  ~SecondThread() {
-    over_ = true;
-    over_.notify_all();
-  }
-
- private:
-  std::atomic<bool> over_ = false;
-  std::jthread thread_{[this] { over_.wait(false); }};
-};
-
 template <class Operation>
 void FindTheLast(benchmark::State& state, const Datasets& datasets, Operation find) {
-  const SecondThread second;
   SvrDMItemPtr item = Registry().GetDataSet(datasets.Newest());
   for (auto _ : state) find();
   state.counters["of_reader"] =
@@ -125,7 +109,6 @@ double SecondsInABatch(Datasets& datasets, Operation measured, Restoration resto
 // Each iteration runs a batch of operations and reports the time of one operation.
 template <class Operation, class Restoration>
 void MeasureBesideFew(benchmark::State& state, Operation measured, Restoration restore) {
-  const SecondThread second;
   Datasets few(kBatch + kFew);
   double secondsOfFew = 0;
   for (int batch = 0; batch < kBatches; ++batch) {
