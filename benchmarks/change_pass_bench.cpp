@@ -3,10 +3,11 @@
 //
 // The peer does the minimum to find the difference: a hash table of bare identifiers and a longest
 // increasing subsequence of their positions (Fredman, "On Computing the Length of Longest
-// Increasing Subsequences", 1975).
+// Increasing Subsequences", 1975). The library dtl is another peer, if it is installed.
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <string>
@@ -15,6 +16,11 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+
+#if __has_include(<dtl/dtl.hpp>)
+#include <dtl/dtl.hpp>
+#define SDM_HAS_DTL 1
+#endif
 
 #include "BenchDataset.h"
 
@@ -102,7 +108,7 @@ void Shuffled(benchmark::State& state) {
     SetVariables(source, variables);
   });
 }
-BENCHMARK(Shuffled)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Shuffled)->Arg(1'000)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
 
 void Reversed(benchmark::State& state) {
   Release(state, [](ORVX_DataSource& source) {
@@ -148,12 +154,20 @@ void EqualSourceSet(benchmark::State& state) {
 }
 BENCHMARK(EqualSourceSet)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond);
 
+using Identifiers = std::vector<unsigned int>;
+
+// Before and after the shuffle.
+std::pair<Identifiers, Identifiers> ShuffledIdentifiers(std::size_t count) {
+  Identifiers before(count);
+  std::iota(before.begin(), before.end(), 0);
+  Identifiers after = before;
+  std::shuffle(after.begin(), after.end(), std::mt19937(1));
+  return {before, after};
+}
+
 void PeerDiffOfAShuffle(benchmark::State& state) {
   const auto count = static_cast<std::size_t>(state.range(0));
-  std::vector<unsigned int> before(count);
-  for (std::size_t i = 0; i < count; ++i) before[i] = static_cast<unsigned int>(i);
-  std::vector<unsigned int> after = before;
-  std::shuffle(after.begin(), after.end(), std::mt19937(1));
+  const auto [before, after] = ShuffledIdentifiers(count);
   for (auto _ : state) {
     std::unordered_map<unsigned int, int> positions;
     positions.reserve(count);
@@ -174,5 +188,19 @@ void PeerDiffOfAShuffle(benchmark::State& state) {
   }
 }
 BENCHMARK(PeerDiffOfAShuffle)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
+
+#ifdef SDM_HAS_DTL
+// The library dtl (Wu, Manber, Myers and Miller, "An O(NP) Sequence Comparison Algorithm", 1990).
+// Only 1,000 identifiers: time and memory grow with the square of their number.
+void DtlDiffOfAShuffle(benchmark::State& state) {
+  const auto [before, after] = ShuffledIdentifiers(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    dtl::Diff<unsigned int> diff(before, after);
+    diff.compose();
+    if (diff.getEditDistance() == 0) state.SkipWithError("No difference was found");
+  }
+}
+BENCHMARK(DtlDiffOfAShuffle)->Arg(1'000)->Unit(benchmark::kMicrosecond);
+#endif
 
 }  // namespace

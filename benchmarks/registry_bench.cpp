@@ -10,7 +10,19 @@
 #include <ctime>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <unordered_map>
+#include <vector>
+
+#ifdef SDM_HAS_ABSEIL
+#include <absl/container/flat_hash_map.h>
+#endif
+#if __has_include(<boost/unordered/unordered_flat_map.hpp>)
+#include <boost/unordered/unordered_flat_map.hpp>
+#elif __has_include(<boost/unordered_map.hpp>)
+#include <boost/unordered_map.hpp>
+#endif
 
 #include "Ratio.h"
 
@@ -53,6 +65,7 @@ class Datasets {
     ids_.pop_back();
   }
 
+  const std::deque<LocallyUniqueID>& IDs() const { return ids_; }
   LocallyUniqueID Newest() const { return ids_.back(); }
 
  private:
@@ -85,6 +98,55 @@ void ReaderByName(benchmark::State& state) {
   });
 }
 BENCHMARK(ReaderByName)->ArgName("datasets")->Arg(kFew)->Arg(10000);
+
+// Compares `search` with a search for the last key in other hash tables, each guarded by a mutex.
+// They compare names with regard to case.
+template <class Key, class Search>
+void CompareWithTables(benchmark::State& state, const std::vector<Key>& keys, Search search) {
+  const auto compare = [&]<class Table>(const char* name, Table table) {
+    std::mutex lock;
+    for (const Key& key : keys) table.emplace(key, std::make_shared<DataFreeDataSource>());
+    const auto find = [&] {
+      const std::lock_guard held(lock);
+      return table.find(keys.back())->second;
+    };
+    state.counters[name] = Ratio(search, [&] { benchmark::DoNotOptimize(find()); });
+  };
+  using Found = std::shared_ptr<DataFreeDataSource>;
+  compare("of_std_unordered_map", std::unordered_map<Key, Found>());
+#ifdef SDM_HAS_ABSEIL
+  compare("of_absl_flat_hash_map", absl::flat_hash_map<Key, Found>());
+#endif
+#if __has_include(<boost/unordered/unordered_flat_map.hpp>)
+  compare("of_boost_unordered_flat_map", boost::unordered_flat_map<Key, Found>());
+#elif __has_include(<boost/unordered_map.hpp>)
+  compare("of_boost_unordered_map", boost::unordered_map<Key, Found>());
+#endif
+}
+
+void SearchByIdentifier(benchmark::State& state) {
+  const Datasets datasets(static_cast<int>(state.range(0)));
+  const auto search = [id = datasets.Newest()] {
+    benchmark::DoNotOptimize(Registry().GetDataSet(id));
+  };
+  for (auto _ : state) search();
+  std::vector<unsigned int> keys;
+  for (const LocallyUniqueID& id : datasets.IDs()) keys.push_back(id.Word());
+  CompareWithTables(state, keys, search);
+}
+BENCHMARK(SearchByIdentifier)->ArgName("datasets")->Arg(kFew)->Arg(10000);
+
+void SearchByName(benchmark::State& state) {
+  const Datasets datasets(static_cast<int>(state.range(0)));
+  std::vector<std::string> names;
+  for (const LocallyUniqueID& id : datasets.IDs()) names.push_back(SvrDMDataset(id).GetHandle());
+  const auto search = [&name = names.back()] {
+    benchmark::DoNotOptimize(Registry().GetDataSet(name));
+  };
+  for (auto _ : state) search();
+  CompareWithTables(state, names, search);
+}
+BENCHMARK(SearchByName)->ArgName("datasets")->Arg(kFew)->Arg(10000);
 
 constexpr int kBatch = 500, kBatches = 40;
 
