@@ -10,12 +10,13 @@ SystemFileDataSource::~SystemFileDataSource() = default;
 
 std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(
     const std::string& path, const std::function<void()>& check) {
-  return FromFile(path, ReadDataFile(path, ImportOptions(), check));
+  return FromFile(path, ReadDataFile(path, ImportOptions(), {check, {}}));
 }
 
 std::unique_ptr<SystemFileDataSource> SystemFileDataSource::Open(const std::string& path,
-                                                                 const ImportOptions& options) {
-  return FromFile(path, ReadDataFile(path, options, {}));
+                                                                 const ImportOptions& options,
+                                                                 const Progress& progress) {
+  return FromFile(path, ReadDataFile(path, options, {{}, progress}));
 }
 
 std::unique_ptr<SystemFileDataSource> SystemFileDataSource::FromFile(const std::string& path,

@@ -46,6 +46,7 @@
 #include <libdatasrc/ImportOptions.h>
 #include <libdatasrc/ImportReport.h>
 #include <libdatasrc/MemoryDataSource.h>
+#include <libdatasrc/Progress.h>
 #include <ServerDataManager/Export.h>
 
 #include <cstddef>
@@ -79,8 +80,11 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});
+  // The same. `progress` counts the bytes of the file as it is stored; a second reading counts as
+  // many again.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
-                                                    const ImportOptions& options);
+                                                    const ImportOptions& options,
+                                                    const Progress& progress = {});
 
   ~SystemFileDataSource() override;
 

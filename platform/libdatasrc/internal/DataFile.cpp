@@ -273,9 +273,9 @@ class Column {
 
 class DataFileReader {
  public:
-  DataFileReader(const std::string& path, const ImportOptions& options,
-                 const std::function<void()>& check, const BlockSettings& settings)
-      : path_(path), options_(options), check_(check), settings_(settings) {
+  DataFileReader(const std::string& path, const ImportOptions& options, const ReadCalls& calls,
+                 const BlockSettings& settings)
+      : path_(path), options_(options), calls_(calls), settings_(settings) {
     if (settings_.threads == 0) {
       constexpr unsigned int kMostThreads = 8;  // more would wait for the thread that puts together
       settings_.threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
@@ -399,6 +399,7 @@ class DataFileReader {
     if (std::none_of(columns_.begin(), columns_.end(), isWrong)) return;
     for (Column& column : columns_) column.BeginSecondReading();
     const std::size_t rows = rows_;
+    isSecondReading_ = true;
     BlockReader reader{FileText(path_, options_.encoding)};
     auto first = std::make_unique<Block>();
     reader.Next(settings_.firstBytes, first->records);
@@ -426,7 +427,8 @@ class DataFileReader {
 
   void Append(Block& block, const BlockReader& reader) {
     if (!block.isRight) FailAtFirstError(block);
-    for (std::size_t i = 0; check_ && i < block.records.RecordCount(); ++i) check_();
+    Report(reader.File());
+    for (std::size_t i = 0; calls_.check && i < block.records.RecordCount(); ++i) calls_.check();
     rows_ += block.records.RowCount();
     bytes_ += block.records.Text().size();
     const ReadSoFar soFar{rows_, TimesAsMuch(reader)};
@@ -436,6 +438,13 @@ class DataFileReader {
     }
     line_ += static_cast<long>(block.records.LineFeedCount());
     PublishTypes();
+  }
+
+  void Report(const FileText& file) const {
+    if (!calls_.progress) return;
+    const std::uint64_t size = file.BytesInAll();
+    const std::uint64_t done = file.BytesRead() + (isSecondReading_ ? size : 0);
+    if (!calls_.progress(done, isSecondReading_ ? 2 * size : size)) throw GivenUp();
   }
 
   // The bytes of the file are those of the text unless it is compressed or decoded.
@@ -491,7 +500,7 @@ class DataFileReader {
 
   const std::string& path_;
   const ImportOptions& options_;
-  const std::function<void()>& check_;
+  const ReadCalls& calls_;
   BlockSettings settings_;
 
   std::optional<TableSchema> schema_;
@@ -501,6 +510,7 @@ class DataFileReader {
   char decimalMark_ = '.';
   std::size_t skipped_ = 0;  // bytes up to the first record
   long firstLine_ = 1;       // of the first record
+  bool isSecondReading_ = false;
 
   std::vector<Column> columns_;
   // The types that the threads read, or kSkip. A thread may use an older type: the column is then
@@ -530,10 +540,10 @@ void CheckOptions(const ImportOptions& options) {
 
 }  // namespace
 
-DataFile ReadDataFile(const std::string& path, const ImportOptions& options,
-                      const std::function<void()>& check, const BlockSettings& settings) {
+DataFile ReadDataFile(const std::string& path, const ImportOptions& options, const ReadCalls& calls,
+                      const BlockSettings& settings) {
   CheckOptions(options);
-  return DataFileReader(path, options, check, settings).Read();
+  return DataFileReader(path, options, calls, settings).Read();
 }
 
 }  // namespace sdm_internal

@@ -7,6 +7,7 @@
 #include <libdatasrc/ImportReport.h>
 #include <libdatasrc/internal/CaseTable.h>
 #include <libdatasrc/ORVX_Variable.h>
+#include <libdatasrc/Progress.h>
 
 #include <cstddef>
 #include <functional>
@@ -23,6 +24,12 @@ struct DataFile {
   ImportReport report;
 };
 
+// What is called on the thread that reads; see SystemFileDataSource::Open. Both may be empty.
+struct ReadCalls {
+  std::function<void()> check;
+  Progress progress;
+};
+
 // The file is read in blocks, each on one of several threads.
 struct BlockSettings {
   std::size_t firstBytes = std::size_t{64} << 10;  // determines the types of most columns
@@ -30,10 +37,9 @@ struct BlockSettings {
   unsigned int threads = 0;                        // 0: as many as the machine has
 };
 
-// Reads the file and the schema beside it; throws DataFileError for anything wrong with either.
-// `options` and `check`: see SystemFileDataSource::Open.
-DataFile ReadDataFile(const std::string& path, const ImportOptions& options,
-                      const std::function<void()>& check, const BlockSettings& settings = {});
+// Reads the file and the schema beside it, as SystemFileDataSource::Open does.
+DataFile ReadDataFile(const std::string& path, const ImportOptions& options, const ReadCalls& calls,
+                      const BlockSettings& settings = {});
 
 }  // namespace sdm_internal
 

@@ -218,6 +218,49 @@ TEST_F(Import, AColumnWithoutValuesAtTheStartTakesItsTypeLater) {
   EXPECT_EQ(source->Report().variables[0].missing.front().count, 100001U);
 }
 
+// --- Progress ---
+
+TEST_F(Import, ProgressCountsTheBytesOfTheFile) {
+  const std::string path = folder.Write("data.csv", "a,b\n" + Repeated("1,2\n", 200000));
+  const std::uint64_t size = std::filesystem::file_size(path);
+  std::uint64_t last = 0;
+  int calls = 0;
+  SystemFileDataSource::Open(path, {}, [&](std::uint64_t done, std::uint64_t total) {
+    EXPECT_EQ(total, size);
+    EXPECT_GE(done, last);
+    last = done;
+    ++calls;
+    return true;
+  });
+
+  EXPECT_EQ(last, size);
+  EXPECT_GT(calls, 1);
+}
+
+TEST_F(Import, ProgressCountsTheSecondReadingToo) {
+  const std::string path = folder.Write("data.csv", "a\n" + Repeated("1\n", 200000) + "x\n");
+  std::uint64_t last = 0;
+  std::uint64_t lastTotal = 0;
+  SystemFileDataSource::Open(path, {}, [&](std::uint64_t done, std::uint64_t total) {
+    EXPECT_GE(done, last);
+    last = done;
+    lastTotal = total;
+    return true;
+  });
+
+  EXPECT_EQ(last, 2 * std::filesystem::file_size(path));
+  EXPECT_EQ(lastTotal, last);
+}
+
+TEST_F(Import, OpeningIsGivenUpWhenProgressAnswersFalse) {
+  const std::string path = folder.Write("data.csv", "a\n" + Repeated("1\n", 500000));
+  int calls = 0;
+  const auto answer = [&](std::uint64_t, std::uint64_t) { return ++calls < 2; };
+
+  EXPECT_THROW(SystemFileDataSource::Open(path, {}, answer), GivenUp);
+  EXPECT_EQ(calls, 2);
+}
+
 // --- The report ---
 
 TEST_F(Import, TheReportTellsTheLayoutAndTheRows) {
