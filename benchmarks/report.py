@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks of a build folder and prints one table: figure, goal, and a mark for a missed goal.
+"""Runs the benchmarks of a build folder and prints two tables: each figure with its goal and a mark for a missed
+goal, and the peers.
 
     report.py BUILD [--baseline BUILD] [--instructions] [OPTION_OF_GOOGLE_BENCHMARK...]
 
@@ -22,6 +23,8 @@ MICROSECONDS = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
 # The function of change_pass_bench that is measured.
 RELEASE = "ReleaseWriter"
 SLOWER = 1.1
+# Counters that compare with code of this project, or that compare memory.
+NOT_PEERS = {"of_columns", "of_few", "of_reader", "of_sfMutexRW", "of_unmonitored", "of_whole_snapshot"}
 
 
 def run(build, options):
@@ -71,6 +74,8 @@ def figure(source, results, growth):
         return microseconds(results[words[0]], "real_time")
     if kind == "counter":
         return results[words[0]][words[1]]
+    if kind == "most":
+        return max((results[words[0]][counter] for counter in words[1:] if counter in results[words[0]]), default=None)
     if kind == "ratio":
         return microseconds(results[words[0]]) / microseconds(results[words[1]])
     sys.exit(f"goals.tsv: unknown figure {source}")
@@ -94,6 +99,34 @@ def print_goals(results, growth, all_ran):
             continue
         missed = value < goal if least else value > goal
         print(f"{subject:86}{value:>9.4g} {unit:2}{goal:>9.4g} {unit:2}{'  missed' if missed else ''}")
+
+
+def own_figure(result):
+    """What the counters of_PEER of a benchmark compare: its throughput or its time, and the unit."""
+    for name, value in result.items():
+        if name.endswith("_per_second") and name not in ("bytes_per_second", "items_per_second"):
+            return value, "/s"
+    if "MB_per_cpu_s" in result:
+        return result["MB"] / result["MB_per_cpu_s"] * 1e6, "us"
+    return measured_time(result), "us"
+
+
+def print_peers(results):
+    """The figure of a peer is the figure of the benchmark, divided by their ratio."""
+    ratios = {name: {counter.removeprefix("of_"): value for counter, value in result.items()
+                     if counter.startswith("of_") and counter not in NOT_PEERS}
+              for name, result in results.items()}
+    for _, source, *_ in goals():
+        kind, *names = source.split()
+        if kind == "ratio" and all(name in results for name in names):
+            ratios[names[0]][names[1].split("/")[0]] = figure(source, results, {})
+    print("\nPeers. The ratio is ours / peer: of times lower is better, of throughputs (/s) higher.")
+    for name, peers in ratios.items():
+        if peers:
+            own, unit = own_figure(results[name])
+            print(f"{name:60}{own:>12.4g} {unit}")
+            for peer, ratio in sorted(peers.items(), key=lambda item: -item[1]):
+                print(f"    {peer:56}{own / ratio:>12.4g} {unit}{ratio:>9.3g} x")
 
 
 def instructions(build, name, count):
@@ -189,6 +222,7 @@ def main():
     (arguments.build / "benchmarks.json").write_text(
         json.dumps({"context": context, "benchmarks": list(results.values()), "growth": growth}, indent=1))
     print_goals(results, growth, all_ran=not any("benchmark_filter" in option for option in options))
+    print_peers(results)
     plot = growth_plot(results)
     if plot:
         (arguments.build / "growth.svg").write_text(plot)
