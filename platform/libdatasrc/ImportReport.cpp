@@ -34,6 +34,8 @@ std::string_view NameOf(Type type) {
       return "date";
     case Type::DateTime:
       return "date with time";
+    case Type::Time:
+      return "time";
     case Type::Text:
       return "text";
   }

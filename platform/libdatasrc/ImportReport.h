@@ -11,7 +11,14 @@
 
 // Threads: a plain value.
 struct SDM_EXPORT ImportReport {
-  enum class Type : std::uint8_t { Number, Boolean, Date, DateTime, Text };
+  enum class Type : std::uint8_t {
+    Number,
+    Boolean,
+    Date,
+    DateTime,
+    Time,
+    Text
+  };  // Time: by schema
 
   // Why a variable has its type.
   enum class Reason : std::uint8_t {

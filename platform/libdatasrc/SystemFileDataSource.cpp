@@ -25,6 +25,11 @@ std::unique_ptr<SystemFileDataSource> SystemFileDataSource::FromFile(const std::
       new SystemFileDataSource(std::move(file.cases), std::move(file.report)));
   for (const ORVX_Variable& variable : file.variables) source->MakeVariable(variable, nullptr);
   if (file.label) source->SetLabel(file.label->c_str());
+  source->SetWeightVar(file.weight);
+  source->SetFilterVar(file.filter);
+  source->SetSplit(static_cast<unsigned int>(file.split.size()), file.split.data(),
+                   file.splitSeparate);
+  source->SetAttributes(file.attributes);
   source->SetFileSpec(path.c_str());
   return source;
 }

@@ -10,12 +10,13 @@
 // quotes, line ends belong to the value. Blanks around a field belong to it. An empty line is a
 // case with an empty field in a file of one column, and is skipped otherwise.
 //
-// A dictionary may be beside the file: for survey.tsv, survey.schema.json, a Frictionless Table
-// Schema. It is read for `title` (the label of the dataset), `missingValues` and `fields`, which
-// match columns by `name`, in any order. A column needs no field; a field without a column is an
-// error. A field is read for `title` (label), `type`, `categories` (value labels: an array of
-// values, or of objects with `value` and `label`), `categoriesOrdered` and `missingValues` (instead
-// of the table's). Other members are skipped.
+// A dictionary may be beside the file: for survey.tsv and survey.tsv.gz, survey.schema.json, a
+// Frictionless Table Schema. Fields match columns by `name`, in any order, unless `fieldsMatch`
+// says otherwise; a column needs no field, a field needs a column. All that the standard defines is
+// honoured, or rejected with an error: types, their formats and marks, missing values, labels,
+// categories, constraints and keys. A value that breaks a rule of the schema is an error.
+// internal/TableSchema.h has the complete tables, also of the members beyond the standard that keep
+// the rest of a dictionary: width, level, printFormat, missing, attributes; weight, filter, split.
 //
 // A field is missing if it is one of the missing values: of the schema if it has a field for the
 // column, otherwise of ImportOptions (empty, NA, NaN, "." and null). Blank fields are missing, too,
@@ -30,9 +31,10 @@
 //   date, time  2024-02-29T13:45:00, with a blank instead of T, without seconds, or with a time
 //               zone, converted to UTC: a date value with the format DateTime
 //   text        everything; the width of the variable is its longest value in bytes, at least 1
-// Blanks around all but text are ignored. The schema may decide instead: type `string` makes the
-// column text, `integer` and `number` require such numbers and allow all zeros and sizes; for every
-// other type the fields decide. Report tells what was decided.
+// Blanks around all but text are ignored. A type in the schema decides instead: `string` makes the
+// column text; `integer` and `number` require such numbers and allow all zeros and sizes; `time` is
+// seconds since midnight with the format Time. For type `any` and without a type, the fields
+// decide. Report tells what was decided.
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text. While the file is opened, also
 // about 30 MB at most, and 1 KB for each column. If records become shorter towards the end of the
@@ -73,8 +75,8 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // be opened, is not a regular file (Open never waits), is empty, or is damaged or changed while
   // it is read; an unknown encoding, or bytes that the encoding does not have; a record with more
   // or fewer fields than the header; a wrong or unclosed quote; a zero byte; an empty or duplicate
-  // column name; a field that its type does not allow; a schema that is not JSON, has a member of
-  // the wrong kind, an unknown type or a name without a column. Throws std::invalid_argument for
+  // column name; a field that the schema does not allow; a schema that is not JSON, or says what
+  // is not understood or not true of the columns. Throws std::invalid_argument for
   // options that ImportOptions.h does not allow. `check`, unless empty, is called for each record,
   // in each reading, on this thread; if it throws, Open stops and the exception propagates.
   // Threads: any.

@@ -58,12 +58,14 @@ void Print(const ORVX_DataSource& source) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 2) {
-    std::cerr << "usage: print_cases FILE\n";
+  if (count != 2 && count != 3) {
+    std::cerr << "usage: print_cases FILE [ENCODING]\n";
     return 2;
   }
   try {
-    Print(*SystemFileDataSource::Open(arguments[1]));
+    ImportOptions options;
+    if (count == 3) options.encoding = arguments[2];
+    Print(*SystemFileDataSource::Open(arguments[1], options));
   } catch (const DataFileError& error) {
     std::cerr << error.what() << '\n';
     return 1;

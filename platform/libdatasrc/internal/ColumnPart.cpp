@@ -140,15 +140,28 @@ struct ToNumber {
   const ColumnRules& rules;
 };
 
-struct ToFixedNumber {
+struct ToSchemaValue {
   std::optional<double> operator()(std::string_view text, Reason&) const {
-    const ReadNumber read = ReadShortNumber(text, rules.decimalMark);
-    const std::optional<double> number = read.kind != ReadNumber::Kind::None
-                                             ? std::optional(read.value)
-                                             : ParseNumberWithMark(text, rules.decimalMark);
-    if (number && rules.isInteger && std::trunc(*number) != *number) return std::nullopt;
-    return number;
+    const FieldRules& field = *rules.field;
+    const std::optional<double> value = Read(text);
+    if (!value) return std::nullopt;
+    if (std::isnan(*value)) return field.isRequired ? std::nullopt : std::optional(kMissingNumber);
+    return field.BrokenRule(*value).empty() ? value : std::nullopt;
   }
+
+  std::optional<double> Read(std::string_view text) const {
+    using FieldType = FieldRules::Type;
+    const FieldRules& field = *rules.field;
+    const bool isPlain = !field.decimalMark && field.groupMark.empty() &&
+                         (field.type == FieldType::Number || field.type == FieldType::Integer);
+    const ReadNumber read = isPlain ? ReadShortNumber(text, rules.decimalMark) : ReadNumber();
+    if (read.kind == ReadNumber::Kind::None) return field.Parse(text, rules.decimalMark);
+    if (field.type == FieldType::Integer && std::trunc(read.value) != read.value) {
+      return std::nullopt;
+    }
+    return read.value;
+  }
+
   const ColumnRules& rules;
 };
 
@@ -186,9 +199,14 @@ class Fields {
   std::string buffer_;
 };
 
+bool IsRequired(const ColumnRules& rules) {
+  return rules.field != nullptr && rules.field->isRequired;
+}
+
 template <class Convert>
-void ReadNumbers(const RecordBlock& block, std::size_t field, const MissingWords& missing,
+void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules& rules,
                  const Convert& convert, ColumnPart& part) {
+  const MissingWords& missing = *rules.missing;
   const std::size_t rows = block.RowCount();
   part.numbers.resize(rows);
   Fields fields(block, field);
@@ -208,6 +226,10 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const MissingWords
       }
       word = MissingWords::kBlank;
     }
+    if (IsRequired(rules)) {
+      part.brokenBy = row;
+      return;
+    }
     part.numbers[row] = kMissingNumber;
     ++part.missing[word];
   }
@@ -223,8 +245,11 @@ char* CopyText(std::string_view text, char* to) {
   return to + text.size();
 }
 
-void ReadTexts(const RecordBlock& block, std::size_t field, const MissingWords& missing,
+void ReadTexts(const RecordBlock& block, std::size_t field, const ColumnRules& rules,
                ColumnPart& part) {
+  const MissingWords& missing = *rules.missing;
+  const FieldRules* const restricted =
+      rules.field != nullptr && rules.field->RestrictsTexts() ? rules.field : nullptr;
   const std::size_t rows = block.RowCount();
   part.lengths.resize(rows);
   std::size_t bytes = RecordBlock::kPadding;
@@ -235,7 +260,13 @@ void ReadTexts(const RecordBlock& block, std::size_t field, const MissingWords& 
   for (std::size_t row = 0; row < rows; ++row) {
     std::string_view text = fields[row];
     const std::uint32_t word = missing.Find(text);
-    if (word != MissingWords::kNone) {
+    const bool isMissing = word != MissingWords::kNone;
+    if (isMissing ? IsRequired(rules)
+                  : restricted != nullptr && !restricted->BrokenRule(text).empty()) {
+      part.brokenBy = row;
+      return;
+    }
+    if (isMissing) {
       ++part.missing[word];
       text = text.substr(0, 0);
     } else if (part.firstValue == ColumnPart::kNone) {
@@ -275,23 +306,25 @@ void ReadColumn(const RecordBlock& block, std::size_t field, Type type, const Co
                 ColumnPart& part) {
   part.type = type;
   part.widest = 0;
-  part.firstValue = part.refutedBy = ColumnPart::kNone;
+  part.firstValue = part.refutedBy = part.brokenBy = ColumnPart::kNone;
   part.reason = Reason::OtherValue;
   part.missing.clear();
   const auto readNumbers = [&](const auto& convert) {
-    ReadNumbers(block, field, *rules.missing, convert, part);
+    ReadNumbers(block, field, rules, convert, part);
   };
+  if (rules.IsFixed() && type != Type::Text) return readNumbers(ToSchemaValue{rules});
   switch (type) {
     case Type::Number:
-      return rules.isFixed ? readNumbers(ToFixedNumber{rules}) : readNumbers(ToNumber{rules});
+      return readNumbers(ToNumber{rules});
     case Type::Boolean:
       return readNumbers(ToBoolean());
     case Type::Date:
       return readNumbers(ToDate());
     case Type::DateTime:
       return readNumbers(ToDateTime());
+    case Type::Time:  // only by the schema
     case Type::Text:
-      return ReadTexts(block, field, *rules.missing, part);
+      return ReadTexts(block, field, rules, part);
   }
 }
 

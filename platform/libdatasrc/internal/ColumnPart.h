@@ -4,6 +4,7 @@
 #define LIBDATASRC_INTERNAL_COLUMNPART_H_
 
 #include <libdatasrc/ImportReport.h>
+#include <libdatasrc/internal/FieldRules.h>
 #include <libdatasrc/internal/MissingWords.h>
 #include <libdatasrc/internal/RecordBlock.h>
 
@@ -19,10 +20,12 @@ namespace sdm_internal {
 
 // How the fields of a column are read, apart from the type.
 struct ColumnRules {
-  bool isFixed = false;    // by the schema: numbers may have leading zeros and be large
-  bool isInteger = false;  // a fixed number must be whole
+  const FieldRules* field = nullptr;  // borrowed; null for a column without a field in the schema
   char decimalMark = '.';
   const MissingWords* missing = nullptr;  // borrowed
+
+  // Whether the schema says the type: numbers may then have leading zeros and be large.
+  bool IsFixed() const { return field != nullptr && field->type != FieldRules::Type::Any; }
 };
 
 struct ColumnPart {
@@ -36,6 +39,8 @@ struct ColumnPart {
   std::size_t firstValue = kNone;      // the first row without a missing value
   // The first row with a value that the rules do not allow; the values are then incomplete.
   std::size_t refutedBy = kNone;
+  // The first row that breaks a rule of the schema, whatever the type; the values are incomplete.
+  std::size_t brokenBy = kNone;
   ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // why not
   std::unordered_map<std::uint32_t, std::uint64_t> missing;        // counts by number of the word
 };

@@ -9,11 +9,14 @@
 #include <libdatasrc/internal/ColumnPart.h>
 #include <libdatasrc/internal/DataFile.h>
 #include <libdatasrc/internal/DelimitedText.h>
+#include <libdatasrc/internal/FieldValue.h>
+#include <libdatasrc/internal/KeyCheck.h>
 #include <libdatasrc/internal/NumberText.h>
 #include <libdatasrc/internal/OrderedWork.h>
 #include <libdatasrc/internal/TableSchema.h>
 #include <libdatasrc/internal/TextLayout.h>
 #include <libdatasrc/internal/Utf8.h>
+#include <libdatasrc/ORVX_DataSource.h>
 
 #include <algorithm>
 #include <atomic>
@@ -63,26 +66,27 @@ class Column {
   Column(std::string name, const SchemaField* field, const ColumnRules& rules)
       : field_(field), rules_(rules) {
     reported_.name = std::move(name);
-    if (field == nullptr || field->type == SchemaField::Type::Inferred) return;
-    rules_.isFixed = true;
-    rules_.isInteger = field->type == SchemaField::Type::Integer;
-    type_ = field->type == SchemaField::Type::String ? Type::Text : Type::Number;
+    if (field == nullptr) return;
+    rules_.field = &field->rules;
+    if (!rules_.IsFixed()) return;
+    type_ = TypeOf(field->rules.type);
     reported_.reason = Reason::Schema;
   }
 
   const std::string& Name() const { return reported_.name; }
+  bool HasField() const { return field_ != nullptr; }
   const ColumnRules& Rules() const { return rules_; }
   Type GetType() const { return type_; }
   bool IsComplete() const { return isComplete_; }
   bool MustBeReadAgain() const { return mustBeReadAgain_; }
 
   // Appends the values of a block. `line`: the first line of the block. Returns false if a value
-  // is not of the fixed type.
+  // is not what the schema allows.
   bool Append(const Block& block, std::size_t index, ColumnPart& part, long line,
               const ReadSoFar& soFar) {
     if (part.type != type_) ReadColumn(block.records, index, type_, rules_, part);
     if (part.refutedBy != ColumnPart::kNone) {
-      if (rules_.isFixed) return false;
+      if (rules_.IsFixed()) return false;
       if (hasValues_) {
         Report(block, index, part.refutedBy, part.reason, line);
         mustBeReadAgain_ = true;
@@ -91,10 +95,11 @@ class Column {
       }
       FindType(block, index, part, line, soFar.rows - block.records.RowCount());
     }
+    if (part.brokenBy != ColumnPart::kNone) return false;
     if (!hasValues_ && part.firstValue != ColumnPart::kNone) {
       if (reported_.line == 0) {
-        Report(block, index, part.firstValue, rules_.isFixed ? Reason::Schema : Reason::EveryValue,
-               line);
+        Report(block, index, part.firstValue,
+               rules_.IsFixed() ? Reason::Schema : Reason::EveryValue, line);
       }
       hasValues_ = true;
     }
@@ -112,32 +117,28 @@ class Column {
   }
 
   // Throws DataFileError for a value that the schema does not allow.
-  void CheckFixed(const DelimitedText& record, std::size_t index) const {
+  void CheckField(const DelimitedText& record, std::size_t index) const {
+    if (rules_.field == nullptr) return;
     const std::string_view text = record.Field(index);
-    if (!rules_.isFixed || type_ == Type::Text) return;
-    if (rules_.missing->Find(text) != MissingWords::kNone || Trimmed(text).empty()) return;
-    const std::optional<double> number = ParseNumberWithMark(text, rules_.decimalMark);
-    const char* reason = nullptr;
-    if (!number) {
-      reason = " is not a number";
-    } else if (rules_.isInteger && std::trunc(*number) != *number) {
-      reason = " is not a whole number";
-    }
-    if (reason == nullptr) return;
-    record.Fail(record.FieldPosition(index),
-                Quoted(text) + " in column " + Quoted(Name()) + reason);
+    const std::string problem = IsMissing(text) ? ProblemOfMissing() : ProblemOf(text);
+    if (!problem.empty()) record.Fail(record.FieldPosition(index), problem);
   }
 
   ORVX_Variable MakeVariable(const TableSchema* schema) const {
-    const int width = type_ == Type::Text ? static_cast<int>(widest_) : 0;
-    ORVX_Variable variable(ORVX_Variable::NextID(), Name(), width);
+    const std::size_t width = std::max<std::size_t>(
+        widest_, field_ != nullptr ? static_cast<std::size_t>(field_->width.value_or(1)) : 1);
+    ORVX_Variable variable(ORVX_Variable::NextID(), Name(),
+                           type_ == Type::Text ? static_cast<int>(width) : 0);
     variable.SetMeasurementLevel(Level());
-    if (type_ == Type::Date) variable.SetFormat({VariableFormat::Kind::Date});
-    if (type_ == Type::DateTime) variable.SetFormat({VariableFormat::Kind::DateTime});
+    variable.SetFormat(Format());
     if (type_ == Type::Boolean) variable.SetValueLabels({{0.0, "false"}, {1.0, "true"}});
     if (field_ == nullptr) return variable;
     variable.SetLabel(field_->label);
-    if (!field_->categories.empty()) variable.SetValueLabels(Labels(*schema));
+    variable.SetAttributes(field_->attributes);
+    variable.SetMissingValues(DeclaredMissing(*schema));
+    if (ValueLabels labels = Labels(*schema); !labels.empty() || !field_->categories.empty()) {
+      variable.SetValueLabels(std::move(labels));
+    }
     return variable;
   }
 
@@ -220,8 +221,69 @@ class Column {
     isComplete_ = true;
   }
 
+  static Type TypeOf(FieldRules::Type type) {
+    switch (type) {
+      case FieldRules::Type::Any:
+      case FieldRules::Type::String:
+        return Type::Text;
+      case FieldRules::Type::Boolean:
+        return Type::Boolean;
+      case FieldRules::Type::Date:
+        return Type::Date;
+      case FieldRules::Type::Time:
+        return Type::Time;
+      case FieldRules::Type::DateTime:
+        return Type::DateTime;
+      case FieldRules::Type::Number:
+      case FieldRules::Type::Integer:
+      case FieldRules::Type::Year:
+        break;
+    }
+    return Type::Number;
+  }
+
+  bool IsMissing(std::string_view text) const {
+    return rules_.missing->Find(text) != MissingWords::kNone ||
+           (type_ != Type::Text && Trimmed(text).empty());
+  }
+
+  std::string ProblemOfMissing() const {
+    if (!rules_.field->isRequired) return {};
+    return "missing value in column " + Quoted(Name()) + ", where the schema requires a value";
+  }
+
+  std::string ProblemOf(std::string_view text) const {
+    const FieldRules& field = *rules_.field;
+    const std::string value = Quoted(text) + " in column " + Quoted(Name());
+    std::string rule;
+    if (field.IsNumeric()) {
+      const std::optional<double> number = field.Parse(text, rules_.decimalMark);
+      if (!number) return value + " is not " + field.TypeName();
+      if (std::isnan(*number)) return ProblemOfMissing();
+      rule = field.BrokenRule(*number);
+    } else {
+      rule = field.BrokenRule(text);
+    }
+    return rule.empty() ? rule : value + " breaks the rule of the schema: " + rule;
+  }
+
+  VariableFormat Format() const {
+    if (field_ != nullptr && field_->format) return *field_->format;
+    switch (type_) {
+      case Type::Date:
+        return {VariableFormat::Kind::Date};
+      case Type::Time:
+        return {VariableFormat::Kind::Time};
+      case Type::DateTime:
+        return {VariableFormat::Kind::DateTime};
+      default:
+        return {};
+    }
+  }
+
   // Unknown for a number without categories, because the file does not determine the level.
   MeasurementLevel Level() const {
+    if (field_ != nullptr && field_->level) return *field_->level;
     const bool hasCategories = field_ != nullptr && !field_->categories.empty();
     if (hasCategories && field_->categoriesOrdered) return MeasurementLevel::Ordinal;
     if (hasCategories || type_ == Type::Text || type_ == Type::Boolean) {
@@ -230,16 +292,27 @@ class Column {
     return type_ == Type::Number ? MeasurementLevel::Unknown : MeasurementLevel::Interval;
   }
 
+  // Of categories and of values declared missing.
   ValueLabels Labels(const TableSchema& schema) const {
     ValueLabels labels;
-    for (const SchemaCategory& category : field_->categories) {
-      const DataValue value = ValueOf(category, schema);
-      if (category.label.empty()) continue;
-      if (!labels.emplace(value, category.label).second) {
-        schema.Fail(category.position, "second label for the same value");
+    for (const auto* list : {&field_->categories, &field_->missing}) {
+      for (const SchemaCategory& category : *list) {
+        const DataValue value = ValueOf(category, schema);
+        if (category.label.empty()) continue;
+        if (!labels.emplace(value, category.label).second) {
+          schema.Fail(category.position, "second label for the same value");
+        }
       }
     }
     return labels;
+  }
+
+  MissingValues DeclaredMissing(const TableSchema& schema) const {
+    MissingValues missing;
+    for (const SchemaCategory& each : field_->missing) {
+      missing.values.push_back(ValueOf(each, schema));
+    }
+    return missing;
   }
 
   // The value of a category, converted to the type of this column.
@@ -248,11 +321,27 @@ class Column {
     const auto* text = std::get_if<std::string>(&category.value);
     if (type_ == Type::Text) return text != nullptr ? *text : ShortestText(*number);
     if (number != nullptr) return *number;
-    const std::optional<double> read = ParseNumber(*text);
-    if (!read) {
+    const std::optional<double> read = ParseAsColumn(*text);
+    if (!read || std::isnan(*read)) {
       schema.Fail(category.position, Quoted(*text) + " is not a number, but the column is numeric");
     }
     return *read;
+  }
+
+  std::optional<double> ParseAsColumn(std::string_view text) const {
+    if (rules_.IsFixed()) return rules_.field->Parse(text, rules_.decimalMark);
+    switch (type_) {
+      case Type::Boolean: {
+        const std::optional<bool> value = ParseBoolean(text);
+        return value ? std::optional(*value ? 1.0 : 0.0) : std::nullopt;
+      }
+      case Type::Date:
+        return ParseDate(text);
+      case Type::DateTime:
+        return ParseDateTime(text);
+      default:
+        return ParseNumber(text);
+    }
   }
 
   const SchemaField* field_;  // borrowed, null for none
@@ -337,10 +426,36 @@ class DataFileReader {
       AddColumn(std::string(name), field != fields.end() ? field->second : nullptr);
     }
     types_ = std::vector<std::atomic<std::uint8_t>>(columns_.size());
-    if (!schema_) return;
-    for (const SchemaField& field : schema_->fields) {
-      if (positions.contains(field.name)) continue;
-      schema_->Fail(field.position, "the data file has no column " + Quoted(field.name));
+    if (schema_) MatchFields(header);
+  }
+
+  // Throws DataFileError unless fields and columns match as the schema says.
+  void MatchFields(const DelimitedText& header) {
+    using Match = TableSchema::FieldsMatch;
+    const Match match = schema_->fieldsMatch;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      positions_.emplace(columns_[i].Name(), i);
+      const bool needsField = match != Match::Subset && match != Match::Partial;
+      if (needsField && !columns_[i].HasField()) {
+        header.Fail(header.FieldPosition(i),
+                    "the schema has no field " + Quoted(columns_[i].Name()));
+      }
+    }
+    std::size_t matches = 0;
+    for (std::size_t i = 0; i < schema_->fields.size(); ++i) {
+      const SchemaField& field = schema_->fields[i];
+      const auto found = positions_.find(field.name);
+      if (found != positions_.end()) ++matches;
+      if (found == positions_.end() && match != Match::Superset && match != Match::Partial) {
+        schema_->Fail(field.position, "the data file has no column " + Quoted(field.name));
+      }
+      if (match == Match::Exact && found->second != i) {
+        schema_->Fail(field.position, "field " + Quoted(field.name) + " is column " +
+                                          std::to_string(found->second + 1) + " of the data file");
+      }
+    }
+    if (match == Match::Partial && matches == 0) {
+      throw DataFileError(schema_->file, "no field is a column of the data file");
     }
   }
 
@@ -468,7 +583,7 @@ class DataFileReader {
     while (records.Next()) {
       if (records.IsEmptyLine() && columns_.size() > 1) continue;
       CheckFieldCount(records);
-      for (std::size_t i = 0; i < columns_.size(); ++i) columns_[i].CheckFixed(records, i);
+      for (std::size_t i = 0; i < columns_.size(); ++i) columns_[i].CheckField(records, i);
     }
     throw std::logic_error("SystemFileDataSource: no error in records that were refused");
   }
@@ -480,6 +595,102 @@ class DataFileReader {
         std::to_string(count) + " fields, but the header has " + std::to_string(columns_.size());
     const bool isLong = count > columns_.size();
     record.Fail(isLong ? record.FieldPosition(columns_.size()) : record.End(), text);
+  }
+
+  // The position of the column with a name in the schema.
+  std::size_t ColumnOf(const SchemaName& name) const {
+    const auto found = positions_.find(name.name);
+    if (found == positions_.end()) {
+      schema_->Fail(name.position, "the data file has no column " + Quoted(name.name));
+    }
+    return found->second;
+  }
+
+  std::vector<std::size_t> ColumnsOf(const std::vector<std::size_t>& fields) const {
+    std::vector<std::size_t> columns;
+    for (const std::size_t field : fields) {
+      columns.push_back(ColumnOf({schema_->fields[field].name, schema_->fields[field].position}));
+    }
+    return columns;
+  }
+
+  void CheckKeys(const DataFile& file) const {
+    const auto valuesOf = [&](const std::vector<std::size_t>& columns) {
+      KeyColumns values;
+      for (const std::size_t i : columns)
+        values.push_back(file.cases.Find(file.variables[i].GetID()));
+      return values;
+    };
+    for (const SchemaKey& key : schema_->keys) {
+      const std::vector<std::size_t> columns = ColumnsOf(key.fields);
+      const auto row = FirstRepeatedRow(valuesOf(columns));
+      if (row)
+        FailInRow(file, *row, columns, "is repeated, against the rule of the schema: " + key.rule);
+    }
+    for (const SchemaReference& reference : schema_->references) {
+      const std::vector<std::size_t> columns = ColumnsOf(reference.fields);
+      const auto row =
+          FirstRowWithoutReference(valuesOf(columns), valuesOf(ColumnsOf(reference.referenced)));
+      if (row)
+        FailInRow(file, *row, columns,
+                  "refers to no row, against the rule of the schema: foreignKeys");
+    }
+  }
+
+  // Throws DataFileError about the fields of a row, which is found by reading the file again.
+  [[noreturn]] void FailInRow(const DataFile& file, std::size_t row,
+                              const std::vector<std::size_t>& columns,
+                              const std::string& problem) const {
+    BlockReader reader{FileText(path_, options_.encoding)};
+    RecordBlock block;
+    long line = firstLine_;
+    std::size_t before = 0;  // rows before the block
+    for (bool isFirst = true; reader.Next(settings_.bytes, block); isFirst = false) {
+      if (isFirst) block.Skip(std::min(skipped_, block.Text().size()));
+      if (!block.Scan(delimiter_, columns_.size())) break;
+      if (row >= before + block.RowCount()) {
+        before += block.RowCount();
+        line += static_cast<long>(block.LineFeedCount());
+        continue;
+      }
+      DelimitedText records(path_, block.Text(), TextPosition{line, 1}, delimiter_);
+      while (records.Next()) {
+        if (records.IsEmptyLine() && columns_.size() > 1) continue;
+        if (before++ == row) FailInRecord(file, records, columns, problem);
+      }
+    }
+    FailAsChanged();
+  }
+
+  [[noreturn]] static void FailInRecord(const DataFile& file, const DelimitedText& record,
+                                        const std::vector<std::size_t>& columns,
+                                        const std::string& problem) {
+    std::string fields;
+    for (const std::size_t i : columns) {
+      fields += (fields.empty() ? "" : ", ") + Quoted(record.Field(i)) + " in column " +
+                Quoted(file.variables[i].GetName());
+    }
+    record.Fail(record.FieldPosition(columns.front()), fields + " " + problem);
+  }
+
+  void ReadRoles(DataFile& file) const {
+    const auto numericColumn = [&](const SchemaName& name, const char* role) {
+      const std::size_t column = ColumnOf(name);
+      if (file.variables[column].GetType() == 0) return static_cast<int>(column);
+      schema_->Fail(name.position,
+                    std::string("the ") + role + " " + Quoted(name.name) + " is not numeric");
+    };
+    if (schema_->weight) file.weight = numericColumn(*schema_->weight, "weight");
+    if (schema_->filter) file.filter = numericColumn(*schema_->filter, "filter");
+    for (const SchemaName& name : schema_->split) {
+      file.split.push_back(static_cast<int>(ColumnOf(name)));
+      if (file.split.size() <= ORVX_DataSource::kMaxSplitVars) continue;
+      schema_->Fail(
+          name.position,
+          "a split has at most " + std::to_string(ORVX_DataSource::kMaxSplitVars) + " variables");
+    }
+    file.splitSeparate = schema_->splitSeparate;
+    for (const auto& [name, values] : schema_->attributes) file.attributes.Set(name, values);
   }
 
   DataFile Finish() {
@@ -494,7 +705,10 @@ class DataFileReader {
       file.report.variables.push_back(column.TakeReport());
     }
     file.cases.SetRowCount(rows_);
-    if (schema_) file.label = schema_->title;
+    if (!schema_) return file;
+    file.label = schema_->title;
+    CheckKeys(file);
+    ReadRoles(file);
     return file;
   }
 
@@ -513,6 +727,7 @@ class DataFileReader {
   bool isSecondReading_ = false;
 
   std::vector<Column> columns_;
+  std::map<std::string, std::size_t, std::less<>> positions_;  // of the columns, with a schema
   // The types that the threads read, or kSkip. A thread may use an older type: the column is then
   // read again.
   std::vector<std::atomic<std::uint8_t>> types_;

@@ -3,6 +3,7 @@
 #ifndef LIBDATASRC_INTERNAL_DATAFILE_H_
 #define LIBDATASRC_INTERNAL_DATAFILE_H_
 
+#include <libdatasrc/DatasourceAttributes.h>
 #include <libdatasrc/ImportOptions.h>
 #include <libdatasrc/ImportReport.h>
 #include <libdatasrc/internal/CaseTable.h>
@@ -22,6 +23,12 @@ struct DataFile {
   std::vector<ORVX_Variable> variables;
   CaseTable cases;
   ImportReport report;
+  DatasourceAttributes attributes;
+  // Positions of variables; -1 for none.
+  int weight = -1;
+  int filter = -1;
+  std::vector<int> split;
+  bool splitSeparate = false;
 };
 
 // What is called on the thread that reads; see SystemFileDataSource::Open. Both may be empty.

@@ -54,6 +54,7 @@ struct FieldRules {
   TextSet texts;                       // of the enum
 
   bool IsNumeric() const { return type != Type::Any && type != Type::String; }
+  bool RestrictsTexts() const { return form || minLength || maxLength || pattern || hasEnum; }
 
   // The value of a text in a numeric column; nothing if the type does not have the text.
   // `fileMark`: the decimal mark of the file. Ignores blanks around the text.

@@ -101,9 +101,6 @@ class FieldReader {
     }
     typeName_ = *name;
     Rules().type = found->type;
-    if (*name == "string") field_.type = SchemaField::Type::String;
-    if (*name == "integer") field_.type = SchemaField::Type::Integer;
-    if (*name == "number") field_.type = SchemaField::Type::Number;
   }
 
   void ReadFormat() {

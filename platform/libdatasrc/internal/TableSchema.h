@@ -15,8 +15,7 @@
 //     missingValues               instead of the missing values of the table
 //     description, rdfType, example   attributes of the variable, under the name of the member
 //     constraints                 see the table of constraints below
-//   schema: fields                matched to columns as `fieldsMatch` says; without it, by name,
-//   and
+//   schema: fields                matched to columns by name unless `fieldsMatch` says otherwise;
 //                                 columns may have no field
 //     missingValues               texts that read as missing. With labels: a value of the type of
 //                                 the field stays a value, is declared missing and has the label;
@@ -92,12 +91,9 @@ struct SchemaCategory {
 };
 
 struct SchemaField {
-  enum class Type { Inferred, String, Integer, Number };
-
   std::string name;
   TextPosition position;  // of the name
   std::string label;
-  Type type = Type::Inferred;
   FieldRules rules;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;

@@ -302,7 +302,9 @@ std::optional<double> ReadField(const std::string& field) {
   const MissingWords words(missing);
   ColumnRules rules;
   rules.missing = &words;
-  rules.isFixed = true;
+  FieldRules number;
+  number.type = FieldRules::Type::Number;
+  rules.field = &number;
   ColumnPart part;
   ReadColumn(block, 0, ImportReport::Type::Number, rules, part);
   if (part.refutedBy == 0) return std::nullopt;

@@ -2,8 +2,10 @@
 // declares.
 
 #include <gtest/gtest.h>
+#include <libdatasrc/internal/DataFile.h>
 #include <libdatasrc/internal/FieldValue.h>
 #include <libdatasrc/internal/FileText.h>
+#include <libdatasrc/internal/TableSchema.h>
 #include <tests/support/FullMemory.h>
 #include <tests/support/OutOfMemory.h>
 
@@ -41,6 +43,31 @@ TEST(InternalMemoryFault, WhileReadingTextLeaksNothing) {
       Returns("gzip", [&] { return TextOf(gzip); }),
       Returns("Zstandard", [&] { return TextOf(zstd); }),
       Returns("windows-1252", [&] { return TextOf(plain, "windows-1252"); }),
+  });
+}
+
+TEST(InternalMemoryFault, WhileReadingASchemaLeaksNothing) {
+  const Folder folder;
+  folder.Write("data.schema.json", R"({
+      "title": "a title that is longer than the small-string buffer",
+      "missingValues": [{"value": "-9", "label": "refused"}],
+      "fields": [
+        {"name": "a", "type": "date", "format": "%d/%m/%Y", "role": "target"},
+        {"name": "b", "type": "string", "constraints": {"pattern": "(a|b)+", "enum": ["a", "b"]}},
+        {"name": "c", "type": "integer", "categories": [{"value": 1, "label": "one"}]}],
+      "primaryKey": "b", "uniqueKeys": [["a", "b"]],
+      "foreignKeys": [{"fields": "c", "reference": {"resource": "", "fields": "c"}}],
+      "weight": "c", "split": ["a"]})");
+  const std::string data = folder.Write("data.csv", "a,b,c\n1/2/2003,a,-9\n,b,5\n");
+  const auto read = [&] {
+    BlockSettings settings;
+    settings.threads = 1;
+    const DataFile file = ReadDataFile(data, ImportOptions(), {}, settings);
+    return file.label.value() + std::to_string(file.weight);
+  };
+  ExpectSafeWithoutMemory({
+      Returns("ReadSchemaOf", [&] { return ReadSchemaOf(data)->fields[2].categories[0].label; }),
+      Returns("ReadDataFile", read),
   });
 }
 

@@ -200,13 +200,14 @@ TEST_F(SystemFile, ASchemaCanMakeNumbersAString) {
   EXPECT_THAT(Rows(*source), ElementsAre("[007     ]", "[1       ]"));
 }
 
-TEST_F(SystemFile, OtherSchemaTypesAreInferredFromTheFields) {
-  const auto source = Open("place,year\nx,1990\n",
-                           R"({"fields": [{"name": "place", "type": "geopoint"},
-                                          {"name": "year", "type": "year"}]})");
+TEST_F(SystemFile, TypeAnyIsInferredFromTheFields) {
+  const auto source = Open("place,year,day\nx,1990,1970-01-01\n",
+                           R"({"fields": [{"name": "place", "type": "any"},
+                                          {"name": "year", "type": "any"}, {"name": "day"}]})");
 
   EXPECT_EQ(source->GetVariable(0).GetType(), 1);
   EXPECT_EQ(source->GetVariable(1).GetType(), 0);
+  EXPECT_EQ(source->GetVariable(2).GetFormat().kind, VariableFormat::Kind::Date);
 }
 
 TEST_F(SystemFile, MissingValuesOfTheSchemaReadAsMissing) {

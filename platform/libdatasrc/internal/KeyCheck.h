@@ -1,0 +1,29 @@
+// Checks the keys of a table schema against columns of values.
+
+#ifndef LIBDATASRC_INTERNAL_KEYCHECK_H_
+#define LIBDATASRC_INTERNAL_KEYCHECK_H_
+
+#include <libdatasrc/internal/CaseTable.h>
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+namespace sdm_internal {
+
+// The columns of a key, at least one, all with the same number of rows. A row with a missing value
+// has no key. Borrows the columns.
+using KeyColumns = std::vector<const CaseColumn*>;
+
+// The first row whose key another row before it has; nothing if all keys differ. Takes memory for
+// each row.
+std::optional<std::size_t> FirstRepeatedRow(const KeyColumns& key);
+
+// The first row of `key` whose key no row of `referenced` has. The columns have the same types in
+// both.
+std::optional<std::size_t> FirstRowWithoutReference(const KeyColumns& key,
+                                                    const KeyColumns& referenced);
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_KEYCHECK_H_
