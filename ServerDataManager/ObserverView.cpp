@@ -37,17 +37,15 @@ std::string_view LabelOf(const ORVX_DataSource& source) {
   return label != nullptr ? label : "";
 }
 
-}  // namespace
-
-// Compares the data source with the view, for one call of Update.
-class SDM_HIDDEN SvrDMObserverView::Comparison {
+// Compares the data source with the view, for one update.
+class Comparison {
  public:
-  Comparison(Data& data, ORVX_DataSource& source)
-      : data_(data),
-        view_(data.view),
+  Comparison(Snapshot& snapshot, ORVX_DataSource& source)
+      : snapshot_(snapshot),
+        view_(snapshot.view),
         source_(source),
-        item_(data.item),
-        wasDirty_(data.view.IsDirty()) {}
+        item_(snapshot.item),
+        wasDirty_(snapshot.view.IsDirty()) {}
 
   // The order of these comparisons is the order of the messages to clients.
   void Run() {
@@ -68,29 +66,30 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
     MonitorMRSets(view_, source_, item_);
     MonitorVariableSets(view_, source_, item_);
     MonitorExtension(view_, source_, /*type=*/0, item_);
-    MonitorAttributes(view_, source_, item_, data_.anyChange);
-    data_.anyChange = false;
+    MonitorAttributes(view_, source_, item_, snapshot_.anyChange);
+    snapshot_.anyChange = false;
     ReportClientDataReset();
     CompareDirtyFlag();
   }
 
  private:
   void CompareVariables() {
-    if (data_.bulkVarMoves) {
-      data_.anyChange = true;
+    if (snapshot_.bulkVarMoves) {
+      snapshot_.anyChange = true;
       ReplaceVariables(view_, source_, item_);
-      data_.bulkVarMoves = false;
+      snapshot_.bulkVarMoves = false;
     } else {
-      sdm_internal::CompareVariables(view_, source_, item_, data_.anyChange, data_.resetClientData);
+      sdm_internal::CompareVariables(view_, source_, item_, snapshot_.anyChange,
+                                     snapshot_.resetClientData);
     }
   }
 
   // Queues no message here: the message that resets the client data carries the row count.
   void CompareRowCount() {
-    if (data_.rowCount == source_.RowCount()) return;
-    data_.anyChange = true;
-    data_.resetClientData = true;
-    data_.rowCount = source_.RowCount();
+    if (snapshot_.rowCount == source_.RowCount()) return;
+    snapshot_.anyChange = true;
+    snapshot_.resetClientData = true;
+    snapshot_.rowCount = source_.RowCount();
   }
 
   // Queues a message only at the end of an imputation, when the number of rows becomes 0.
@@ -171,25 +170,25 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
       QueueMessage<SplitFileMsg>(item_, static_cast<int>(count), ids.data(), separate);
       SetSplitOfAnySize(view_, count, indices.data(), separate);
     });
-    data_.splitCount = count;
+    snapshot_.splitCount = count;
   }
 
   bool SplitChanged() const {
     // CompareVariables may have deleted or moved split variables of the view.
-    if (view_.GetNSplitVars() != data_.splitCount) return true;
-    if (data_.splitCount != source_.GetNSplitVars()) return true;
-    if (data_.splitCount == 0) return false;
+    if (view_.GetNSplitVars() != snapshot_.splitCount) return true;
+    if (snapshot_.splitCount != source_.GetNSplitVars()) return true;
+    if (snapshot_.splitCount == 0) return false;
     if (view_.GetSplitqSeparate() != source_.GetSplitqSeparate()) return true;
-    for (unsigned int i = 0; i < data_.splitCount; ++i) {
+    for (unsigned int i = 0; i < snapshot_.splitCount; ++i) {
       if (view_.GetSplitVarID(i) != source_.GetSplitVarID(i)) return true;
     }
     return false;
   }
 
   void ReportClientDataReset() {
-    if (!data_.resetClientData) return;
+    if (!snapshot_.resetClientData) return;
     QueueMessage<ResetClientDataMsg>(item_, source_.RowCount());
-    data_.resetClientData = false;
+    snapshot_.resetClientData = false;
   }
 
   // Runs last, because CompareVariables makes the source dirty if a definition changed.
@@ -201,18 +200,28 @@ class SDM_HIDDEN SvrDMObserverView::Comparison {
   template <class Step>
   void MakeChange(const Step& step) {
     Atomically(item_, step);
-    data_.anyChange = true;
+    snapshot_.anyChange = true;
   }
 
   // Both arrays of a split hold at least this many entries; only the first `count` are used.
   static constexpr std::size_t kMinSplitCapacity = 8;
 
-  Data& data_;
+  Snapshot& snapshot_;
   ORVX_DataSource& view_;
   ORVX_DataSource& source_;
   SvrDMItem& item_;
   const bool wasDirty_;  // the dirty flag of the view before this run
 };
+
+}  // namespace
+
+void sdm_internal::UpdateSnapshot(Snapshot& snapshot) {
+  ORVX_DataSource* source = snapshot.item.DataSource();
+  // A dataset without a data source is compared as an empty source.
+  std::optional<DataFreeDataSource> empty;
+  if (source == nullptr) source = &empty.emplace();
+  Comparison(snapshot, *source).Run();
+}
 
 SvrDMObserverView::SvrDMObserverView(SvrDMItem& item) : data_(std::make_unique<Data>(item)) {}
 
@@ -223,9 +232,5 @@ void SvrDMObserverView::SetBulkVarMoves(bool bulk) {
 }
 
 void SvrDMObserverView::Update() {
-  ORVX_DataSource* source = data_->item.DataSource();
-  // A dataset without a data source is compared as an empty source.
-  std::optional<DataFreeDataSource> empty;
-  if (source == nullptr) source = &empty.emplace();
-  Comparison(*data_, *source).Run();
+  UpdateSnapshot(*data_);
 }

@@ -39,7 +39,6 @@ class SDM_EXPORT SvrDMObserverView {
 
  private:
   struct Data;
-  class Comparison;
   std::unique_ptr<Data> data_;
 };
 

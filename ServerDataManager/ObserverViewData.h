@@ -1,4 +1,5 @@
-// SvrDMObserverView::Data: the snapshot, and state kept between comparisons.
+// Snapshot: the dictionary of a dataset as observers were last notified of it, and state kept
+// between comparisons. SvrDMObserverView::Data is a snapshot; tests make and compare others.
 
 #ifndef SERVERDATAMANAGER_OBSERVERVIEWDATA_H_
 #define SERVERDATAMANAGER_OBSERVERVIEWDATA_H_
@@ -6,27 +7,39 @@
 #include <libdatasrc/DataFreeDataSource.h>
 #include <ServerDataManager/ObserverView.h>
 
-struct SvrDMObserverView::Data {
-  explicit Data(SvrDMItem& owner) : item(owner) { view.SetDirty(false); }
+namespace sdm_internal {
+
+struct Snapshot {
+  explicit Snapshot(SvrDMItem& owner) : item(owner) { view.SetDirty(false); }
 
   // The order of the fields is fixed: other binaries depend on it.
-  SvrDMItem& item;          // borrowed; the item owns this view
+  SvrDMItem& item;          // borrowed: receives the messages
   DataFreeDataSource view;  // the dictionary as last reported
   // The row count as last reported. Initially -2, which is never a row count, so that the first
   // comparison reports the row count.
   long long rowCount = -2;
   bool resetClientData = false;  // a message must reset the clients' case data
-  bool bulkVarMoves = false;     // the next Update replaces the whole variable list
+  bool bulkVarMoves = false;     // the next update replaces the whole variable list
 
   // The fields below are not part of the fixed layout.
 
   // Whether variables, row count, weight, filter, trends or split changed; other changes do not
-  // count. Cleared after the comparison of the attributes; if an Update throws before that, a later
-  // Update clears it.
+  // count. Cleared after the comparison of the attributes; if an update throws before that, a later
+  // update clears it.
   bool anyChange = false;
   // The number of split variables as last reported. The view has fewer split variables if some were
   // deleted since.
   unsigned int splitCount = 0;
+};
+
+// See SvrDMObserverView::Update.
+void UpdateSnapshot(Snapshot& snapshot);
+
+}  // namespace sdm_internal
+
+// Has no fields of its own.
+struct SvrDMObserverView::Data : sdm_internal::Snapshot {
+  using Snapshot::Snapshot;
 };
 
 #endif  // SERVERDATAMANAGER_OBSERVERVIEWDATA_H_

@@ -42,10 +42,3 @@ function(sdm_add_test name)
     add_dependencies(sdm_concurrency_tests ${name})
   endif()
 endfunction()
-
-# sdm_test_without_access_control(name): the program may access private members, without their
-# locks.
-function(sdm_test_without_access_control name)
-  target_compile_options(${name} PRIVATE -fno-access-control -Wno-thread-safety)
-  set_target_properties(${name} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
-endfunction()

@@ -1,5 +1,5 @@
-// The layout that other binaries depend on: the slots of virtual functions (Itanium C++ ABI) and
-// the order of fields.
+// The layout that other binaries depend on: the slots of virtual functions (Itanium C++ ABI), the
+// order of fields, and values that only a field shows.
 //
 // Accesses private fields, so it is built without access control.
 
@@ -23,10 +23,12 @@
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/unit/virtual_slot.h>
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -290,6 +292,45 @@ TEST(Fields, ItemFieldsHavePlainTypes) {
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::windowMinimized_), bool>));
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::writeLockFailed_), bool>));
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::bootstrapSpecs_), SvrBootstrapSpecs*>));
+}
+
+// In memory full of ones, where a field without an initial value would not be zero.
+TEST(Fields, NewItemHasOriginatorZeroAndAnErrorMonitorWithoutDatasetAndClient) {
+  alignas(SvrDMItem) std::array<unsigned char, sizeof(SvrDMItem)> storage;
+  storage.fill(0xFF);
+  auto* const item =
+      new (storage.data()) SvrDMItem(LocallyUniqueID(0, 7), nullptr, nullptr, 0, "", false);
+
+  EXPECT_EQ(item->originator_, 0U);
+  EXPECT_TRUE(item->errorMonitor_.id_.IsNull());
+  EXPECT_EQ(item->errorMonitor_.proxy_, nullptr);
+  item->~SvrDMItem();
+}
+
+// This library only stores the number; other binaries read the field.
+TEST(Fields, OriginatorNumberIsStoredByItemAndWriter) {
+  ServerDataManager registry;
+  const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/true);
+  SvrDMItemPtr item = registry.GetDataSet(id);
+  unsigned int number = 4000000000U;
+
+  item->Originator(number);
+  EXPECT_EQ(item->originator_, 4000000000U);
+
+  SvrDMWriteableDataSource(registry, id, /*tryOnly=*/false, nullptr).Originator(7);
+  EXPECT_EQ(item->originator_, 7U);
+}
+
+TEST(Fields, UnlockingWithoutAnOpenFileChangesNoField) {
+  SvrDMItem item;
+  item.lockedFileName_ = "left";
+  item.lockedFileTime_ = 12;
+
+  item.UnlockSavFileInUse();
+
+  EXPECT_EQ(item.lockedFile_, nullptr);
+  EXPECT_EQ(item.lockedFileName_, "left");
+  EXPECT_EQ(item.lockedFileTime_, 12);
 }
 
 TEST(Fields, RegistryIsOnePointer) {

@@ -2,7 +2,6 @@
 
 #include <tests/property/Followed.h>
 
-#include <ServerDataManager/ObserverViewData.h>
 #include <tests/support/Agreement.h>
 #include <tests/support/Dictionary.h>
 #include <tests/support/Messages.h>
@@ -33,17 +32,16 @@ void Followed::ReplaceSource() {
 }
 
 void Followed::BulkVarMoves() {
-  item_.BulkVarMoves(true);
+  snapshot_.bulkVarMoves = true;
   plain_.bulkVarMoves = true;
 }
 
 std::string Followed::Update(bool mirrored) {
   const bool wasDirty = Source().IsDirty();
-  const SvrDMObserverView::Data& data = *item_.observerView_.data_;
   // The row count, which is always 0, is reported only in the first update.
-  plain_.resetClientData = data.rowCount != 0;
+  plain_.resetClientData = snapshot_.rowCount != 0;
 
-  item_.observerView_.Update();
+  sdm_internal::UpdateSnapshot(snapshot_);
 
   const std::vector<support::Said> queued = support::WhatIsSaidBy(item_.Notifications());
   std::vector<support::Said> expected = plain_.Update(support::VariablesOf(Source()));
@@ -78,12 +76,12 @@ std::string Followed::FlagsThatDiffer(bool wasDirty, const std::vector<support::
   if (clientsDropTheirData != plain_.resetClientData) {
     wrong += "Whether clients drop their data is wrong.\n";
   }
-  if (item_.observerView_.data_->bulkVarMoves) wrong += "The wish for bulk moves is left.\n";
+  if (snapshot_.bulkVarMoves) wrong += "The wish for bulk moves is left.\n";
   return wrong;
 }
 
 std::string Followed::ViewThatDiffers() {
-  const ORVX_DataSource& view = item_.observerView_.data_->view;
+  const ORVX_DataSource& view = snapshot_.view;
   if (support::HaveTheSameVariables(Source(), view)) return "";
   return "The view does not equal the source:\n" +
          support::SideBySide("source", Lines(support::VariablesOf(Source())), "view",

@@ -1,7 +1,7 @@
-// Followed: a dataset whose variables are followed by the library's view, a client's mirror and the
-// plain comparison. All three must agree.
+// Followed: a dataset whose variables are followed by the library's snapshot, a client's mirror and
+// the plain comparison. All three must agree.
 //
-// Built with the library's objects and with access to private members.
+// Built with the library's objects, for the snapshot.
 
 #ifndef TESTS_PROPERTY_FOLLOWED_H_
 #define TESTS_PROPERTY_FOLLOWED_H_
@@ -9,6 +9,7 @@
 #include <client/DictionaryMirror.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <tests/support/PlainComparison.h>
 
@@ -39,6 +40,7 @@ class Followed {
   std::string MirrorThatDiffers();
 
   SvrDMItem item_{LocallyUniqueID(0, 7), new DataFreeDataSource, nullptr, 0, "", false};
+  sdm_internal::Snapshot snapshot_{item_};
   DictionaryMirror mirror_;
   support::PlainComparison plain_;
 };

@@ -1,6 +1,6 @@
 // The comparison of a dataset's properties with the snapshot.
 //
-// Built with the library's objects and without access control, to check the snapshot itself.
+// Built with the library's objects, to check the snapshot itself.
 
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DataSetMsg.h>
@@ -141,8 +141,8 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
   return ids;
 }
 
-// A dataset with variables A to E and a view that the test updates. View and source are initially
-// equal and clean.
+// A dataset with variables A to E and a snapshot that the test updates. Snapshot and source are
+// initially equal and clean.
 class PropertiesInMessages : public testing::Test {
  protected:
   PropertiesInMessages() {
@@ -151,8 +151,10 @@ class PropertiesInMessages : public testing::Test {
   }
 
   ORVX_DataSource& Source() { return *item.DataSource(); }
-  ORVX_DataSource& View() { return view.data_->view; }
+  ORVX_DataSource& View() { return snapshot.view; }
   const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
+
+  void Update() { sdm_internal::UpdateSnapshot(snapshot); }
 
   // Makes `source` the data source of the item, without queued messages.
   template <class Source>
@@ -165,9 +167,9 @@ class PropertiesInMessages : public testing::Test {
 
   // Makes the view equal to the source, the source clean, and the queue empty.
   void Settle() {
-    view.Update();
+    Update();
     Source().SetDirty(false);
-    view.Update();
+    Update();
     item.ClearNotifications();
   }
 
@@ -178,11 +180,11 @@ class PropertiesInMessages : public testing::Test {
   }
 
   SvrDMItem item{LocallyUniqueID(0, 12), new CountingSource, nullptr, 34, "", true};
-  SvrDMObserverView view{item};
+  sdm_internal::Snapshot snapshot{item};
 };
 
 TEST_F(PropertiesInMessages, UnchangedAreNotReported) {
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_FALSE(Source().IsDirty());
 }
@@ -208,12 +210,12 @@ TEST_F(PropertiesInMessages, TheFirstUpdateReportsUnknownAndZeroRowCounts) {
 TEST_F(PropertiesInMessages, AChangedRowCountIsReportedOnce) {
   CountingSource& source = static_cast<CountingSource&>(Source());
   source.rows = 44;
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), RowCount(44));
-  EXPECT_EQ(view.data_->rowCount, 44);
+  EXPECT_EQ(snapshot.rowCount, 44);
 
   item.ClearNotifications();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 }
 
@@ -222,9 +224,9 @@ TEST_F(PropertiesInMessages, RowCountIsReadAgainForEachUse) {
   Settle();
   Use(std::make_unique<GrowingSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
 
-  view.Update();
+  Update();
 
-  EXPECT_EQ(view.data_->rowCount, 2) << "compared with the first answer";
+  EXPECT_EQ(snapshot.rowCount, 2) << "compared with the first answer";
   EXPECT_MESSAGES(Queue(), RowCount(3));
 }
 
@@ -232,21 +234,21 @@ TEST_F(PropertiesInMessages, AChangedTypeReportsAnUnchangedRowCount) {
   static_cast<CountingSource&>(Source()).rows = 44;
   Settle();
   Source().GetVariable(1).SetType(8);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(44), Dirty(true));
 }
 
 TEST_F(PropertiesInMessages, AChangedTypeAndAChangedRowCountAreOneReset) {
   Source().GetVariable(1).SetType(8);
   static_cast<CountingSource&>(Source()).rows = 45;
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(45), Dirty(true));
 }
 
 TEST_F(PropertiesInMessages, AResetIsReportedOnlyOnce) {
   Source().GetVariable(1).SetType(8);
-  view.Update();
-  EXPECT_FALSE(view.data_->resetClientData);
+  Update();
+  EXPECT_FALSE(snapshot.resetClientData);
 }
 
 // --- Rows per imputation ---
@@ -254,7 +256,7 @@ TEST_F(PropertiesInMessages, AResetIsReportedOnlyOnce) {
 TEST_F(PropertiesInMessages, TheEndOfAnImputationIsReportedWithoutCommonFields) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   Source().RowsPerImputation(0);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Imputation(0));
   EXPECT_TRUE(Queue()[0]->GetDataSetID().IsNull());
   EXPECT_EQ(Queue()[0]->GetCaseSequence(), 0U);
@@ -263,7 +265,7 @@ TEST_F(PropertiesInMessages, TheEndOfAnImputationIsReportedWithoutCommonFields) 
 
 TEST_F(PropertiesInMessages, TheStartOfAnImputationIsRecordedButNotReported) {
   Source().RowsPerImputation(5);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(View().RowsPerImputation(), 5);
 }
@@ -271,7 +273,7 @@ TEST_F(PropertiesInMessages, TheStartOfAnImputationIsRecordedButNotReported) {
 TEST_F(PropertiesInMessages, AChangedNumberOfRowsPerImputationIsRecordedButNotReported) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   Source().RowsPerImputation(3);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(View().RowsPerImputation(), 3);
 }
@@ -292,7 +294,7 @@ class FileSpecification : public PropertiesInMessages {
 TEST_F(FileSpecification, OfASavedFileIsReportedAndBecomesTheFileName) {
   UseSavedFile();
   Source().SetFileSpec("/second.csv");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), FileSpec("/second.csv"));
   EXPECT_EQ(item.FileName(), "/second.csv");
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
@@ -303,14 +305,14 @@ TEST_F(FileSpecification, OfASourceOverASavedFileIsReported) {
   Use(std::make_unique<DataFreeDataSource>(&Source())).SetFileSpec("/second.csv");
   Settle();
   Use(std::make_unique<DataFreeDataSource>(&Source())).SetFileSpec("/third.csv");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
   EXPECT_EQ(item.FileName(), "/third.csv");
 }
 
 TEST_F(FileSpecification, OfAnotherSourceIsRecordedButNotReported) {
   Source().SetFileSpec("/second.csv");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(item.FileName(), "");
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
@@ -323,7 +325,7 @@ TEST_F(FileSpecification, OfASavedFileWithAParentIsNotReported) {
   Use(std::move(file));
   Settle();
   Source().SetFileSpec("/second.csv");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
 }
@@ -335,13 +337,13 @@ TEST_F(FileSpecification, SuppressedIsReportedAfterTheSuppressionEnds) {
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/second.csv");
 
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(View().GetFileSpec(), before);
   EXPECT_EQ(item.FileName(), nameBefore);
 
   item.SuppressedFileName("");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), FileSpec("/second.csv"));
   EXPECT_EQ(item.FileName(), "/second.csv");
 }
@@ -349,7 +351,7 @@ TEST_F(FileSpecification, SuppressedIsReportedAfterTheSuppressionEnds) {
 TEST_F(FileSpecification, SuppressedIsPendingEvenWithoutASavedFile) {
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/second.csv");
-  view.Update();
+  Update();
   EXPECT_STREQ(View().GetFileSpec(), "");
 }
 
@@ -357,7 +359,7 @@ TEST_F(FileSpecification, DifferentFromTheSuppressedNameIsReported) {
   UseSavedFile();
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/third.csv");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
 }
 
@@ -369,12 +371,12 @@ TEST_F(FileSpecification, EmptyIsPendingWithoutASuppressedName) {
   ASSERT_NE(before, "");
   Source().SetFileSpec("");
 
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(View().GetFileSpec(), before);
 
   item.SuppressedFileName("/other.csv");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), FileSpec(""));
   EXPECT_STREQ(View().GetFileSpec(), "");
   EXPECT_EQ(item.FileName(), "");
@@ -383,7 +385,7 @@ TEST_F(FileSpecification, EmptyIsPendingWithoutASuppressedName) {
 TEST_F(FileSpecification, UnchangedIsNotReported) {
   UseSavedFile();
   item.FileName("/named.csv");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(item.FileName(), "/named.csv");
 }
@@ -392,7 +394,7 @@ TEST_F(FileSpecification, UnchangedIsNotReported) {
 
 TEST_F(PropertiesInMessages, ALabelIsReported) {
   Source().SetLabel("Survey");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Label("Survey"));
   EXPECT_STREQ(View().GetLabel(), "Survey");
 }
@@ -400,19 +402,19 @@ TEST_F(PropertiesInMessages, ALabelIsReported) {
 TEST_F(PropertiesInMessages, ARemovedLabelIsReportedAsEmpty) {
   StartWith([](ORVX_DataSource& source) { source.SetLabel("Survey"); });
   Source().SetLabel(nullptr);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Label(""));
   EXPECT_EQ(View().GetLabel(), nullptr);
 }
 
 TEST_F(PropertiesInMessages, AnEmptyLabelEqualsNoLabel) {
   Source().SetLabel("");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 
   StartWith([](ORVX_DataSource& source) { source.SetLabel("Survey"); });
   Source().SetLabel("");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Label(""));
   EXPECT_EQ(View().GetLabel(), nullptr);
 }
@@ -421,19 +423,19 @@ TEST_F(PropertiesInMessages, AnEmptyLabelEqualsNoLabel) {
 
 TEST_F(PropertiesInMessages, SettingChangingAndRemovingAWeightIsReported) {
   WeightBy(Source(), "B");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Weight("B"));
   EXPECT_EQ(View().GetWeightVarIndex(), 1);
 
   item.ClearNotifications();
   WeightBy(Source(), "D");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Weight("D"));
   EXPECT_EQ(View().GetWeightVariableID(), Id("D"));
 
   item.ClearNotifications();
   Source().SetWeightVar(-1);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), NoWeight());
   EXPECT_EQ(View().GetWeightVarIndex(), -1);
 }
@@ -441,7 +443,7 @@ TEST_F(PropertiesInMessages, SettingChangingAndRemovingAWeightIsReported) {
 TEST_F(PropertiesInMessages, ANewWeightVariableIsInsertedFirst) {
   Source().InsertVariable(0, Var("W"));
   WeightBy(Source(), "W");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Inserted("W").Before("A"), Weight("W"));
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
@@ -449,7 +451,7 @@ TEST_F(PropertiesInMessages, ANewWeightVariableIsInsertedFirst) {
 TEST_F(PropertiesInMessages, AShiftedWeightVariableIsNotReported) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(0, 0);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("A"));
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
@@ -458,7 +460,7 @@ TEST_F(PropertiesInMessages, AShiftedWeightVariableIsNotReported) {
 TEST_F(PropertiesInMessages, DeletingTheWeightVariableReportsNoWeightChange) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"));
   EXPECT_TRUE(View().GetWeightVariableID().IsNull());
 }
@@ -467,7 +469,7 @@ TEST_F(PropertiesInMessages, DeletingTheWeightVariableReportsANewWeight) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
   WeightBy(Source(), "C");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Weight("C"));
 }
 
@@ -475,19 +477,19 @@ TEST_F(PropertiesInMessages, DeletingTheWeightVariableReportsANewWeight) {
 
 TEST_F(PropertiesInMessages, SettingChangingAndRemovingAFilterIsReported) {
   FilterBy(Source(), "B");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Filter("B"));
   EXPECT_EQ(View().GetFilterVarIndex(), 1);
 
   item.ClearNotifications();
   FilterBy(Source(), "D");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Filter("D"));
   EXPECT_EQ(View().GetFilterVariableID(), Id("D"));
 
   item.ClearNotifications();
   Source().SetFilterVar(-1);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), NoFilter());
   EXPECT_EQ(View().GetFilterVarIndex(), -1);
 }
@@ -495,20 +497,20 @@ TEST_F(PropertiesInMessages, SettingChangingAndRemovingAFilterIsReported) {
 TEST_F(PropertiesInMessages, DeletingTheFilterVariableReportsNoFilterChange) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
   Source().DeleteVariables(1, 1);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"));
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
 TEST_F(PropertiesInMessages, TrendsInformationIsReportedCompletely) {
   *Source().GetTrendsInfo() = Monthly();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Trends(Monthly()));
   EXPECT_EQ(*View().GetTrendsInfo(), Monthly());
 
   item.ClearNotifications();
   *Source().GetTrendsInfo() = ORVX_TrendsInfo();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Trends(ORVX_TrendsInfo()));
   EXPECT_EQ(*View().GetTrendsInfo(), ORVX_TrendsInfo());
 }
@@ -516,7 +518,7 @@ TEST_F(PropertiesInMessages, TrendsInformationIsReportedCompletely) {
 TEST_F(PropertiesInMessages, ANewFilterIsReportedBeforeTrends) {
   FilterBy(Source(), "B");
   *Source().GetTrendsInfo() = Monthly();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
 }
 
@@ -524,7 +526,7 @@ TEST_F(PropertiesInMessages, AChangedFilterIsReportedBeforeTrends) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "A"); });
   FilterBy(Source(), "B");
   *Source().GetTrendsInfo() = Monthly();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Filter("B"), Trends(Monthly()));
 }
 
@@ -532,7 +534,7 @@ TEST_F(PropertiesInMessages, ARemovedFilterIsReportedAfterTrends) {
   StartWith([](ORVX_DataSource& source) { FilterBy(source, "B"); });
   Source().SetFilterVar(-1);
   *Source().GetTrendsInfo() = Monthly();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Trends(Monthly()), NoFilter());
 }
 
@@ -540,14 +542,14 @@ TEST_F(PropertiesInMessages, ARemovedFilterIsReportedAfterTrends) {
 
 TEST_F(PropertiesInMessages, SettingAndRemovingASplitIsReported) {
   SplitBy(Source(), "B A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("B A"));
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("B"), Id("A")));
   EXPECT_FALSE(View().GetSplitqSeparate());
 
   item.ClearNotifications();
   SplitBy(Source(), "");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split(""));
   EXPECT_THAT(SplitOf(View()), IsEmpty());
 }
@@ -555,12 +557,12 @@ TEST_F(PropertiesInMessages, SettingAndRemovingASplitIsReported) {
 TEST_F(PropertiesInMessages, AddingOrRemovingASplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A"); });
   SplitBy(Source(), "A B");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("A B"));
 
   item.ClearNotifications();
   SplitBy(Source(), "A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("A"));
 }
 
@@ -568,7 +570,7 @@ TEST_F(PropertiesInMessages, ReplacingAnySplitVariableIsReported) {
   for (const char* split : {"D B C", "A D C", "A B D", "B A C"}) {
     StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B C"); });
     SplitBy(Source(), split);
-    view.Update();
+    Update();
     EXPECT_MESSAGES(Queue(), Split(split));
   }
 }
@@ -576,26 +578,26 @@ TEST_F(PropertiesInMessages, ReplacingAnySplitVariableIsReported) {
 TEST_F(PropertiesInMessages, AChangeOfSeparateAnalysisIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   SplitBy(Source(), "A B", /*separate=*/true);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("A B").Separate());
   EXPECT_TRUE(View().GetSplitqSeparate());
 
   item.ClearNotifications();
   SplitBy(Source(), "A B", /*separate=*/false);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("A B"));
 }
 
 TEST_F(PropertiesInMessages, AnUnchangedSplitIsNotReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B", /*separate=*/true); });
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 }
 
 TEST_F(PropertiesInMessages, ASplitByEightVariablesIsReported) {
   StartWith([](ORVX_DataSource& source) { Replace(source, Vars("A B C D E F G H")); });
   SplitBy(Source(), "H G F E D C B A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("H G F E D C B A"));
   EXPECT_EQ(View().GetNSplitVars(), 8U);
 }
@@ -603,7 +605,7 @@ TEST_F(PropertiesInMessages, ASplitByEightVariablesIsReported) {
 TEST_F(PropertiesInMessages, DeletingASplitVariableReportsTheRemainingSplit) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   Source().DeleteVariables(1, 1);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A"));
 }
 
@@ -611,14 +613,14 @@ TEST_F(PropertiesInMessages, ReplacingADeletedSplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   Source().DeleteVariables(1, 1);
   SplitBy(Source(), "A C");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A C"));
 }
 
 TEST_F(PropertiesInMessages, DeletingTheLastSplitVariableIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "B"); });
   Source().DeleteVariables(1, 1);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split(""));
 }
 
@@ -626,7 +628,7 @@ TEST_F(PropertiesInMessages, SeparateAnalysisIsNotComparedWithoutASplit) {
   Use(std::make_unique<SplitSource>()).CopyDictionary(support::Dictionary("A B C D E").get());
   Settle();
   static_cast<SplitSource&>(Source()).separate = true;
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 }
 
@@ -642,7 +644,7 @@ TEST_F(PropertiesInMessages, UsesOfAMovedVariableAreReportedAgain) {
   WeightBy(Source(), "C");
   FilterBy(Source(), "C");
   SplitBy(Source(), "A C");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Moved(2).To(0), Weight("C"), Filter("C"), Split("A C"));
 }
 
@@ -652,7 +654,7 @@ TEST_F(PropertiesInMessages, UsesLostByTheSameMoveAreNotReported) {
     FilterBy(source, "C");
   });
   Move(Source(), "C", 0);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Moved(2).To(0));
   EXPECT_TRUE(View().GetWeightVariableID().IsNull());
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
@@ -666,7 +668,7 @@ TEST_F(PropertiesInMessages, AVariableKeepsItsUsesIfOtherVariablesAreMovedPastIt
   });
   Move(Source(), "A", 1);
   WeightBy(Source(), "A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Moved(1).To(0));
   EXPECT_EQ(View().GetWeightVariableID(), Id("A"));
 }
@@ -677,8 +679,8 @@ TEST_F(PropertiesInMessages, ABulkReplacementReportsAllUsesAgain) {
     FilterBy(source, "B");
     SplitBy(source, "C D", /*separate=*/true);
   });
-  view.SetBulkVarMoves(true);
-  view.Update();
+  snapshot.bulkVarMoves = true;
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("A B C D E"), Inserted("A B C D E").AtEnd(), Weight("A"),
                   Filter("B"), Split("C D").Separate());
 }
@@ -692,8 +694,8 @@ TEST_F(PropertiesInMessages, ABulkReplacementReportsOnlyARemovedSplit) {
   Source().SetWeightVar(-1);
   Source().SetFilterVar(-1);
   SplitBy(Source(), "");
-  view.SetBulkVarMoves(true);
-  view.Update();
+  snapshot.bulkVarMoves = true;
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("A B C D E"), Inserted("A B C D E").AtEnd(), Split(""));
 }
 
@@ -704,19 +706,19 @@ TEST_F(PropertiesInMessages, SetsExtensionAndAttributesAreReportedInOrder) {
   Source().SetExtension(Block("bytes"));
   Source().SetVariableSets({Set("demography", "A")});
   Source().SetMRSets({Set("hobbies", "B C")});
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Extension(7), Extension(19), Extension(5), Extension(0, "bytes"),
                   Extension(17, "note\tvalue\n"));
 
   item.ClearNotifications();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 }
 
 TEST_F(PropertiesInMessages, OnlyTheExtensionOfTypeZeroIsCompared) {
   Source().SetExtension(ORVX_DataSource::Extension(
       RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(3, 1, 3, "abc"))));
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 }
 
@@ -735,14 +737,14 @@ class DashboardInfoAfterAChange : public PropertiesInMessages {
 };
 
 TEST_F(DashboardInfoAfterAChange, IsKeptWithoutChanges) {
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
   EXPECT_TRUE(SourceHasIt());
 }
 
 TEST_F(DashboardInfoAfterAChange, IsRemovedIfVariablesChange) {
   Source().InsertVariable(5, Var("F"));
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Inserted("F").AtEnd(), cleared);
   EXPECT_FALSE(SourceHasIt());
 }
@@ -753,7 +755,7 @@ TEST_F(DashboardInfoAfterAChange, IsRemovedByAnyChangeOfVariables) {
       [this] { Source().DeleteVariables(1, 1); },
       [this] { Move(Source(), "C", 0); },
       [this] { Source().GetVariable(0).SetLabel("changed"); },
-      [this] { view.SetBulkVarMoves(true); },
+      [this] { snapshot.bulkVarMoves = true; },
   };
   for (std::size_t i = 0; i < changes.size(); ++i) {
     StartWith([](ORVX_DataSource& source) {
@@ -764,52 +766,52 @@ TEST_F(DashboardInfoAfterAChange, IsRemovedByAnyChangeOfVariables) {
       source.SetAttributes(Attributes({"note", "dashboard.layout"}));
     });
     changes[i]();
-    view.Update();
+    Update();
     EXPECT_FALSE(SourceHasIt()) << "change " << i;
   }
 }
 
 TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheRowCountChanges) {
   static_cast<CountingSource&>(Source()).rows = 44;
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), cleared, RowCount(44));
   EXPECT_FALSE(SourceHasIt());
 }
 
 TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheWeightChanges) {
   WeightBy(Source(), "A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Weight("A"), cleared);
 }
 
 TEST_F(DashboardInfoAfterAChange, IsRemovedIfAFilterIsSet) {
   FilterBy(Source(), "A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Filter("A"), cleared);
 }
 
 TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheFilterIsRemoved) {
   FilterBy(Source(), "A");
-  view.Update();
+  Update();
   Source().SetAttributes(Attributes({"note", "dashboard.layout"}));
-  view.Update();
+  Update();
   item.ClearNotifications();
   ASSERT_TRUE(SourceHasIt());
 
   Source().SetFilterVar(-1);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), NoFilter(), cleared);
 }
 
 TEST_F(DashboardInfoAfterAChange, IsRemovedIfTrendsChange) {
   *Source().GetTrendsInfo() = Monthly();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Trends(Monthly()), cleared);
 }
 
 TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheSplitChanges) {
   SplitBy(Source(), "A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("A"), cleared);
 }
 
@@ -824,7 +826,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptAfterOtherChanges) {
   Source().SetExtension(Block("bytes"));
   Source().SetDirty(true);
 
-  view.Update();
+  Update();
 
   EXPECT_MESSAGES(Queue(), Imputation(0), Label("Survey"), Extension(7), Extension(19),
                   Extension(5), Extension(0), Dirty(true));
@@ -836,7 +838,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptAfterOtherChanges) {
 TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Weight("A"), Extension(17, "dashboard.layout\tvalue\n"));
   EXPECT_EQ(Source().GetAttributes(), Attributes({"dashboard.layout"}));
 }
@@ -845,35 +847,35 @@ TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
 
 TEST_F(PropertiesInMessages, ChangesOfTheDirtyFlagAreReported) {
   Source().SetDirty(true);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Dirty(true));
   EXPECT_TRUE(View().IsDirty());
 
   item.ClearNotifications();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 
   Source().SetDirty(false);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Dirty(false));
   EXPECT_FALSE(View().IsDirty());
 }
 
 TEST_F(PropertiesInMessages, AChangedDefinitionSetsTheDirtyFlagReportedLast) {
   Source().GetVariable(1).SetLabel("changed");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Modified(Labelled(Var("B"), "changed")), Dirty(true));
   EXPECT_TRUE(View().IsDirty());
 }
 
 TEST_F(PropertiesInMessages, AChangedDefinitionOverridesAClearedDirtyFlag) {
   Source().SetDirty(true);
-  view.Update();
+  Update();
   item.ClearNotifications();
 
   Source().GetVariable(1).SetLabel("changed");
   Source().SetDirty(false);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Modified("B"));
   EXPECT_TRUE(Source().IsDirty());
 }
@@ -926,7 +928,7 @@ TEST_F(Everything, ChangedInOneWriteIsReportedInThisOrder) {
   ChangeEverything();
   FilterBy(Source(), "B");
 
-  view.Update();
+  Update();
 
   EXPECT_MESSAGES(Queue(),                                //
                   Deleted("A"),                           // the variables, position by position
@@ -955,7 +957,7 @@ TEST_F(Everything, ChangedInOneWriteWithoutFilterIsReportedInThisOrder) {
   ChangeEverything();
   Source().SetFilterVar(-1);
 
-  view.Update();
+  Update();
 
   EXPECT_MESSAGES(Queue(), Deleted("A"), Modified("B"), Inserted("N").Before("C"), Moved(4).To(2),
                   Deleted("F"), Imputation(0), FileSpec("/second.csv"), Label("after"), Weight("N"),
@@ -967,14 +969,14 @@ TEST_F(Everything, ChangedInOneWriteWithoutFilterIsReportedInThisOrder) {
 TEST_F(Everything, IsReportedOnceAndThenTheViewEqualsTheSource) {
   ChangeEverything();
   FilterBy(Source(), "B");
-  view.Update();
+  Update();
   item.ClearNotifications();
 
-  view.Update();
+  Update();
 
   EXPECT_MESSAGES(Queue());
   EXPECT_EQ(support::VariablesOf(View()), support::VariablesOf(Source()));
-  EXPECT_EQ(view.data_->rowCount, 44);
+  EXPECT_EQ(snapshot.rowCount, 44);
   EXPECT_EQ(View().RowsPerImputation(), 0);
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
   EXPECT_STREQ(View().GetLabel(), "after");
@@ -995,7 +997,7 @@ TEST_F(Everything, IsReportedWithDatasetAndCaseSequenceExceptTheImputation) {
   ChangeEverything();
   FilterBy(Source(), "B");
 
-  view.Update();
+  Update();
 
   ASSERT_EQ(Queue().size(), 19U);
   for (const DataSetMsg* message : Queue()) {
@@ -1009,11 +1011,11 @@ TEST_F(Everything, IsReportedWithDatasetAndCaseSequenceExceptTheImputation) {
 TEST_F(Everything, IsResetWhenTheSourceIsRemoved) {
   Source().SetDirty(true);
   static_cast<CountingSource&>(Source()).rows = 44;
-  view.Update();
+  Update();
   item.SetDataSet(nullptr);
   item.ClearNotifications();
 
-  view.Update();
+  Update();
 
   // Weight and filter were dropped with their variable. An empty file specification is not
   // reported.
@@ -1029,10 +1031,10 @@ TEST_F(Everything, IsReportedAgainWhenTheSourceReturns) {
   auto copy = std::make_unique<CountingSource>();
   copy->CopyDictionary(&Source());
   item.SetDataSet(nullptr);
-  view.Update();
+  Update();
   Use(std::move(copy));
 
-  view.Update();
+  Update();
 
   EXPECT_MESSAGES(Queue(), Inserted("A").AtEnd(), Inserted("B").AtEnd(), Inserted("C").AtEnd(),
                   Inserted("D").AtEnd(), Inserted("E").AtEnd(), Inserted("F").AtEnd(),
@@ -1080,13 +1082,13 @@ class AnsweredSplit : public PropertiesInMessages {
 TEST_F(AnsweredSplit, ByNineIsReportedCompletelyAndOnce) {
   Answers().SplitBy(kNine);
   Answers().separate = true;
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split(kNine).Separate());
   EXPECT_EQ(SplitOf(View()), Answers().split);
   EXPECT_TRUE(View().GetSplitqSeparate());
 
   item.ClearNotifications();
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue());
 }
 
@@ -1095,7 +1097,7 @@ TEST_F(AnsweredSplit, ByNineWithAnyVariableReplacedIsReported) {
     Answers().SplitBy(kNine);
     Settle();
     Answers().SplitBy(split);
-    view.Update();
+    Update();
     EXPECT_MESSAGES(Queue(), Split(split));
     EXPECT_EQ(SplitOf(View()), Answers().split);
   }
@@ -1105,13 +1107,13 @@ TEST_F(AnsweredSplit, ByNineIsReportedAgainAfterTheLastIsMovedOrDeleted) {
   Answers().SplitBy(kNine);
   Settle();
   Move(Source(), "I", 0);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Moved(8).To(0), Split(kNine));
 
   item.ClearNotifications();
   Source().DeleteVariables(0, 0);
   Answers().SplitBy("A B C D E F G H");
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("I"), Split("A B C D E F G H"));
 }
 
@@ -1121,13 +1123,13 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
   Replace(Source(), Vars(names));
   Settle();
   Answers().SplitBy(names);
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split(names));
   EXPECT_EQ(SplitOf(View()), Answers().split);
 
   item.ClearNotifications();
   Answers().split.back() = Answers().split.front();
-  view.Update();
+  Update();
   EXPECT_THAT(Queue(), testing::SizeIs(1)) << "only the last of 200 variables differs";
   EXPECT_EQ(SplitOf(View()), Answers().split);
 }
@@ -1136,7 +1138,7 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
 // requested.
 TEST_F(AnsweredSplit, OfTwoVariablesIsReadOnlyUpToItsLength) {
   Answers().split = {Id("A"), Id("C")};
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Split("A C"));
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
 }
@@ -1149,11 +1151,11 @@ TEST_F(AnsweredSplit, WithADeletedVariableIsReportedInTheNextUpdate) {
   Source().DeleteVariables(1, 1);
   Answers().split = {Id("A"), LocallyUniqueID()};
 
-  EXPECT_THROW(view.Update(), std::out_of_range) << "the view takes no variable that is not there";
+  EXPECT_THROW(Update(), std::out_of_range) << "the view takes no variable that is not there";
   EXPECT_MESSAGES(Queue(), Deleted("B"));
 
   Answers().split = {Id("A")};
-  view.Update();
+  Update();
   EXPECT_MESSAGES(Queue(), Deleted("B"), Split("A"));
 }
 

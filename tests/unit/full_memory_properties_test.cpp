@@ -1,7 +1,6 @@
 // The comparison of properties when memory runs out: no change is partly reported or lost.
 //
-// Built with the library's objects and with access to private members, for the monitors and the
-// snapshot.
+// Built with the library's objects, for the monitors and the snapshot.
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/Equality.h>
@@ -103,12 +102,12 @@ TEST(FullMemoryInAMonitor, KeepsTheOldPropertyAndReportsItNextTime) {
   });
 }
 
-// A dataset and its view, initially equal. Then every property of the source is changed.
+// A dataset and its snapshot, initially equal. Then every property of the source is changed.
 class ChangedDataset {
  public:
   ChangedDataset() {
     support::Replace(*item.DataSource(), support::Vars("A B C"));
-    view.Update();
+    UpdateSnapshot(snapshot);
     item.ClearNotifications();
 
     ORVX_DataSource& source = *item.DataSource();
@@ -130,16 +129,16 @@ class ChangedDataset {
   std::vector<support::Said> Queued() const { return support::WhatIsSaidBy(item.Notifications()); }
 
   bool ViewIsEmpty() const {
-    const ORVX_DataSource& seen = view.data_->view;
+    const ORVX_DataSource& seen = snapshot.view;
     return seen.ColumnCount() == 0 && seen.GetAttributes().IsEmpty() && !seen.IsDirty();
   }
 
   SvrDMItem item{LocallyUniqueID(0, 12), new DataFreeDataSource, nullptr, 34, "", true};
-  SvrDMObserverView view{item};
+  Snapshot snapshot{item};
 };
 
-// Updates a view, which queues `messages` messages, and updates it again, which queues nothing. A
-// failed update may have queued the first messages; the next update queues the rest.
+// Updates a snapshot, which queues `messages` messages, and updates it again, which queues nothing.
+// A failed update may have queued the first messages; the next update queues the rest.
 Operation Updating(const std::string& name, std::size_t messages,
                    const std::function<std::unique_ptr<ChangedDataset>()>& change) {
   const std::string notEmpty = "the view is not empty yet";
@@ -148,8 +147,8 @@ Operation Updating(const std::string& name, std::size_t messages,
     return TextOf(dataset.Queued()) + (unfinished ? notEmpty : "");
   };
   const auto update = [](auto& dataset) {
-    dataset.view.Update();
-    dataset.view.Update();
+    UpdateSnapshot(dataset.snapshot);
+    UpdateSnapshot(dataset.snapshot);
   };
   const auto whole = change();
   update(*whole);
@@ -173,7 +172,7 @@ TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
 TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
   ExpectSafeWithoutMemory({Updating("Update without a source", 10, [] {
     auto dataset = std::make_unique<ChangedDataset>();
-    dataset->view.Update();
+    UpdateSnapshot(dataset->snapshot);
     dataset->item.SetDataSet(nullptr);
     dataset->item.ClearNotifications();
     return dataset;

@@ -1,25 +1,31 @@
 // One registered dataset: its chain of sources, its lock, its counters and flags, its saved file,
 // its creation time and its password.
 //
-// Accesses private state, so it is built with the library's objects and without access control.
+// Built with the library's objects, for the chain of sources.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libdatasrc/iDMY2Orvx.h>
 #include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxmsgs/ReportedErrorMsg.h>
 #include <PackageProxy/PackageProxy.h>
 #include <ServerDataManager/SourceChain.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
+#include <ServerDataManager/SvrDMInputDataSource.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <ServerDataManager/SvrDMItemPtr.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/support/Dictionary.h>
 #include <tests/support/FullMemory.h>
 #include <tests/support/Messages.h>
+#include <tests/support/Observers.h>
 #include <tests/support/WatchedThread.h>
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdlib>
@@ -290,15 +296,26 @@ TEST_F(ChainOfThree, IsDeletedWithTheItem) {
   EXPECT_EQ(deaths_, "abc");
 }
 
-// The pointer is not cleared: the caller immediately stores another source, or is the destructor.
 TEST_F(ChainOfThree, DeleteDataSourceKeepsTheItemsPointer) {
-  SvrDMItem item = Item(a_);
+  // The item deletes its source a second time, so the test makes another in the same memory.
+  struct InMemoryOfTheTest : NamedSource {
+    using NamedSource::NamedSource;
+    static void operator delete(void*) {}
+  };
+  alignas(InMemoryOfTheTest) std::array<unsigned char, sizeof(InMemoryOfTheTest)> memory;
+  {
+    auto* const first = ::new (memory.data()) InMemoryOfTheTest('f', deaths_, a_);
+    SvrDMItem item = Item(first);
 
-  item.DeleteDataSource();
+    item.DeleteDataSource();
 
-  EXPECT_EQ(deaths_, "abc");
-  EXPECT_EQ(item.dataSource_, a_);
-  item.dataSource_ = nullptr;
+    EXPECT_EQ(deaths_, "fabc");
+    // The pointer is not cleared: the caller immediately stores another source, or is the
+    // destructor.
+    EXPECT_EQ(item.DataSource(), first);
+    ::new (memory.data()) InMemoryOfTheTest('s', deaths_, nullptr);
+  }
+  EXPECT_EQ(deaths_, "fabcs");
 }
 
 TEST(SvrDMItem, SettingNullWithoutASourceDoesNothing) {
@@ -314,12 +331,12 @@ TEST(SvrDMItem, SettingNullWithoutASourceDoesNothing) {
 // Construction, copying, destruction
 
 TEST(SvrDMItem, StartsWithItsArgumentsAndOtherwiseEmpty) {
-  const std::unique_ptr<DataFreeDataSource> source = Dictionary("A");
+  DataFreeDataSource* const source = Dictionary("A").release();
   auto* const manager = reinterpret_cast<ServerDataManager*>(&fstatCalls);  // never dereferenced
-  SvrDMItem item(kID, source.get(), manager, 12, "nowhere/survey.tsv", true);
+  SvrDMItem item(kID, source, manager, 12, "nowhere/survey.tsv", true);
 
   EXPECT_EQ(item.ID(), kID);
-  EXPECT_EQ(item.DataSource(), source.get());
+  EXPECT_EQ(item.DataSource(), source);
   EXPECT_EQ(item.Manager(), manager);
   EXPECT_EQ(std::as_const(item).CaseSequence(), 12U);
   EXPECT_EQ(item.FileName(), "nowhere/survey.tsv");
@@ -329,14 +346,34 @@ TEST(SvrDMItem, StartsWithItsArgumentsAndOtherwiseEmpty) {
   EXPECT_EQ(item.Password(), "");
   EXPECT_FALSE(item.PasswordMangled());
   EXPECT_TRUE(item.Notifications().empty());
-  EXPECT_TRUE(item.observers_.empty());
   EXPECT_EQ(item.ReadersCount(), 0);
   EXPECT_EQ(item.WritersCount(), 0);
   EXPECT_FALSE(item.NotifiedCreation());
-  EXPECT_FALSE(item.writeLockFailed_);
   EXPECT_EQ(item.GetBootstrapSpecs(), nullptr);
+}
 
-  item.dataSource_ = nullptr;  // owned by the test
+// Without observers, a pass skips the comparison, which reads the row count.
+TEST(SvrDMItem, StartsWithoutObservers) {
+  struct ReadSource : DataFreeDataSource {
+    explicit ReadSource(bool& read) : wasRead(read) {}
+    long long RowCount() const override {
+      wasRead = true;
+      return 0;
+    }
+    bool& wasRead;
+  };
+  bool wasRead = false;
+  SvrDMItem item = Item(new ReadSource(wasRead));
+  item.AddNotification(new ResetUndoMsg());
+
+  item.Notify(/*writer=*/nullptr, /*originator=*/nullptr);
+  EXPECT_FALSE(wasRead);
+  EXPECT_MESSAGES(item.Notifications());
+
+  support::SilentObserver observer;
+  item.Register(observer);
+  item.Notify(/*writer=*/nullptr, /*originator=*/nullptr);
+  EXPECT_TRUE(wasRead);
 }
 
 TEST(SvrDMItem, StartsMinimizedAndNeitherInFrontNorHidden) {
@@ -347,36 +384,26 @@ TEST(SvrDMItem, StartsMinimizedAndNeitherInFrontNorHidden) {
   EXPECT_FALSE(item.WindowHidden());
 }
 
-TEST(SvrDMItem, StartsWithOriginatorZero) {
-  alignas(SvrDMItem) std::array<unsigned char, sizeof(SvrDMItem)> storage;
-  storage.fill(0xFF);
-
-  auto* const item = new (storage.data()) SvrDMItem(kID, nullptr, nullptr, 0, "", false);
-
-  EXPECT_EQ(item->originator_, 0U);
-  item->~SvrDMItem();
-}
-
-TEST(SvrDMItem, StartsWithAnUninitializedErrorMonitor) {
-  SvrDMItem item = Item(nullptr);
-
-  EXPECT_TRUE(item.GetErrorMonitor().id_.IsNull());
-  EXPECT_EQ(item.GetErrorMonitor().proxy_, nullptr);
-}
-
-class SilentProxy : public PackageProxy {
+// Records the datasets of the reported errors.
+class RecordingProxy : public PackageProxy {
  public:
-  short SendMessage(int, VSerializable*) override { return 0; }
+  short SendMessage(int, VSerializable* message) override {
+    datasets.push_back(dynamic_cast<ReportedErrorMsg&>(*message).GetDataSetID());
+    return 0;
+  }
+
+  std::vector<LocallyUniqueID> datasets;
 };
 
-TEST(SvrDMItem, InitializesItsErrorMonitorWithItsIdentifier) {
+TEST(SvrDMItem, ReportsErrorsWithItsIdentifierOnceItsErrorMonitorIsInitialized) {
   SvrDMItem item = Item(nullptr);
-  SilentProxy proxy;
+  RecordingProxy proxy;
 
+  item.GetErrorMonitor().Report(ErrorText("dropped", ErrorText::kError));
   item.InitializeErrorMonitor(&proxy);
+  item.GetErrorMonitor().Report(ErrorText("sent", ErrorText::kError));
 
-  EXPECT_EQ(item.GetErrorMonitor().id_, kID);
-  EXPECT_EQ(item.GetErrorMonitor().proxy_, &proxy);
+  EXPECT_THAT(proxy.datasets, ElementsAre(kID));
 }
 
 TEST(SvrDMItem, DefaultHasTheNullIdentifierAndCanBeDestroyed) {
@@ -388,7 +415,6 @@ TEST(SvrDMItem, DefaultHasTheNullIdentifierAndCanBeDestroyed) {
     EXPECT_TRUE(item.NotifyDelete());
     EXPECT_EQ(item.FileName(), "");
     EXPECT_EQ(item.Handle(), "");
-    EXPECT_EQ(item.lockedFile_, nullptr);
     EXPECT_EQ(OpenDescriptors(), descriptors);
   }
   EXPECT_EQ(OpenDescriptors(), descriptors);
@@ -542,7 +568,8 @@ TEST(SvrDMItem, ATryAcquiresAFreeWriteLock) {
   EXPECT_TRUE(item.AcquireWriteLock(/*tryOnly=*/true));
   item.ReleaseLock();
   EXPECT_TRUE(item.AcquireWriteLock(/*tryOnly=*/true));
-  EXPECT_FALSE(item.writeLockFailed_);
+  item.ReleaseLock();
+  EXPECT_TRUE(item.AcquireReadLock(false));
 }
 
 TEST(SvrDMItem, MakesAWriterWaitForAReader) {
@@ -558,31 +585,40 @@ TEST(SvrDMItem, MakesAWriterWaitForAReader) {
   EXPECT_TRUE(acquired);
 }
 
-// An oddity that is kept: the flag of a failed try is never cleared.
+bool IsFreeForReading(SvrDMItemPtr& item) {
+  return SvrDMInputDataSource::TryRead(item, std::chrono::milliseconds(0)).has_value();
+}
+bool IsFreeForWriting(SvrDMItemPtr& item) {
+  return SvrDMWriteableDataSource::TryWrite(item, std::chrono::milliseconds(0), nullptr)
+      .has_value();
+}
+
+// An oddity that is kept: the flag of a failed try is never cleared. release_order_test.cpp checks
+// that nothing calls unlock() after a failed try.
 TEST(SvrDMItem, NeverReleasesItsLockAfterAFailedTryForTheWriteLock) {
-  SvrDMItem item = Item(nullptr);
-  ASSERT_TRUE(item.AcquireWriteLock(/*tryOnly=*/false));
+  SvrDMItemPtr item(new SvrDMItem(kID, nullptr, nullptr, 0, "", /*notifyDelete=*/false));
+  ASSERT_TRUE(item->AcquireWriteLock(/*tryOnly=*/false));
 
-  EXPECT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
-  EXPECT_TRUE(item.writeLockFailed_);
+  EXPECT_FALSE(item->AcquireWriteLock(/*tryOnly=*/true));
 
-  item.ReleaseLock();
-  EXPECT_FALSE(item.lock_.tryReadLock());
-  item.ReleaseLock();
-  EXPECT_FALSE(item.lock_.tryReadLock());
-  EXPECT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
+  item->ReleaseLock();
+  EXPECT_FALSE(IsFreeForReading(item));
+  item->ReleaseLock();
+  EXPECT_FALSE(IsFreeForReading(item));
+  EXPECT_FALSE(item->AcquireWriteLock(/*tryOnly=*/true));
 }
 
 TEST(SvrDMItem, NeverReleasesALockAcquiredAfterAFailedTry) {
-  SvrDMItem item = Item(nullptr);
-  ASSERT_TRUE(item.AcquireReadLock(false));
-  ASSERT_FALSE(item.AcquireWriteLock(/*tryOnly=*/true));
-  item.lock_.unlock();
+  SvrDMItemPtr item(new SvrDMItem(kID, nullptr, nullptr, 0, "", /*notifyDelete=*/false));
+  ASSERT_TRUE(item->AcquireReadLock(false));
+  ASSERT_FALSE(item->AcquireWriteLock(/*tryOnly=*/true));
 
-  ASSERT_TRUE(item.AcquireReadLock(false));
-  item.ReleaseLock();
+  ASSERT_TRUE(item->AcquireReadLock(false));
+  item->ReleaseLock();
+  item->ReleaseLock();
 
-  EXPECT_FALSE(item.lock_.tryWriteLock());
+  EXPECT_TRUE(IsFreeForReading(item));
+  EXPECT_FALSE(IsFreeForWriting(item));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -645,15 +681,12 @@ TEST(SvrDMItem, StoresEachWindowFlagSeparately) {
   EXPECT_TRUE(item.WindowHidden());
 }
 
-TEST(SvrDMItem, StoresNotifiedCreationAndOriginator) {
+TEST(SvrDMItem, StoresNotifiedCreation) {
   SvrDMItem item = Item(nullptr);
-  unsigned int client = 17;
 
   item.SetNotifiedCreation();
-  item.Originator(client);
 
   EXPECT_TRUE(item.NotifiedCreation());
-  EXPECT_EQ(item.originator_, 17U);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -702,6 +735,40 @@ class SavedFile : public testing::Test {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_);
   }
 
+  // Expects that the item has no file open.
+  void ExpectNoFileIsOpen() const { EXPECT_EQ(OpenDescriptors(), descriptorsBefore_); }
+
+  // Expects that the item's file, removed here, is open under the item's file name: otherwise
+  // LockSavFileInUse would close it.
+  void ExpectIsOpenUnderItsName(SvrDMItem& item) const {
+    EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
+    std::filesystem::remove(item.FileName());
+    item.LockSavFileInUse();
+    EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
+  }
+
+  // Opens the item's file while its time cannot be read.
+  void LockWithoutATime(SvrDMItem& item) const {
+    SvrDMItem other = Item(nullptr);
+    other.FileName(item.FileName());
+    fstatCalls = 0;
+    other.LockSavFileInUse();
+    other.UnlockSavFileInUse();
+    const int timeIsReadAt = fstatCalls;
+
+    fstatCalls = 0;
+    fstatFailsAt = timeIsReadAt;
+    item.LockSavFileInUse();
+    fstatFailsAt = INT_MAX;
+  }
+
+  // Expects that the time recorded for the open file is 0: the file is unchanged only at that time.
+  void ExpectTimeZero(SvrDMItem& item) const {
+    EXPECT_TRUE(item.SavFileExternallyChanged());
+    ModifyAt(path_, 0);
+    EXPECT_FALSE(item.SavFileExternallyChanged());
+  }
+
   const TemporaryFolder folder_;
   const std::string path_ = folder_.Write("survey.tsv");
   const std::ptrdiff_t descriptorsBefore_ = OpenDescriptors();
@@ -723,7 +790,6 @@ TEST_F(SavedFile, IsOpenedOnceForRepeatedLocks) {
   item.LockSavFileInUse();
   item.LockSavFileInUse();
 
-  EXPECT_NE(item.lockedFile_, nullptr);
   EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
 }
 
@@ -732,19 +798,26 @@ TEST_F(SavedFile, IsClosedByUnlockAndCanBeLockedAgain) {
 
   item.UnlockSavFileInUse();
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
-  EXPECT_EQ(OpenDescriptors(), descriptorsBefore_);
-  EXPECT_EQ(item.lockedFile_, nullptr);
-  EXPECT_EQ(item.lockedFileName_, "");
-  EXPECT_EQ(item.lockedFileTime_, 0);
+  ExpectNoFileIsOpen();
 
   item.LockSavFileInUse();
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
+TEST_F(SavedFile, LosesItsRecordedTimeByUnlock) {
+  SvrDMItem item = Item(nullptr, path_);
+
+  item.UnlockSavFileInUse();
+
+  LockWithoutATime(item);
+  ExpectTimeZero(item);
+}
+
 TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOldFile) {
   SvrDMItem item = Item(nullptr, path_);
   const std::string other = folder_.Write("other.tsv");
-  const int descriptor = fileno(item.lockedFile_);
+  const int descriptor = DescriptorOf(path_);
+  ASSERT_NE(descriptor, -1);
 
   item.FileName(other);
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
@@ -754,7 +827,7 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOldFile) {
   EXPECT_FALSE(AnotherProcessMayWrite(other));
   // A new file gets the lowest free descriptor: the descriptor of the old file, because that file
   // was closed first.
-  EXPECT_EQ(fileno(item.lockedFile_), descriptor);
+  EXPECT_EQ(DescriptorOf(other), descriptor);
 }
 
 TEST_F(SavedFile, WithANameThatDiffersOnlyByCaseIsAnotherFile) {
@@ -774,22 +847,21 @@ TEST_F(SavedFile, IsClosedForAnEmptyName) {
   item.FileName("");
   item.LockSavFileInUse();
 
-  EXPECT_EQ(item.lockedFile_, nullptr);
+  ExpectNoFileIsOpen();
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
 TEST_F(SavedFile, OpeningFailsSilentlyAndIsRetriedIfTheFileDoesNotExist) {
   const std::string late = folder_.Path("late.tsv");
   SvrDMItem item = Item(nullptr, late);
-  EXPECT_EQ(item.lockedFile_, nullptr);
-  EXPECT_EQ(item.lockedFileName_, "");
+  ExpectNoFileIsOpen();
   EXPECT_FALSE(item.SavFileExternallyChanged());
 
   folder_.Write("late.tsv");
   item.LockSavFileInUse();
 
-  EXPECT_EQ(item.lockedFileName_, late);
   EXPECT_FALSE(AnotherProcessMayWrite(late));
+  ExpectIsOpenUnderItsName(item);
 }
 
 TEST_F(SavedFile, IsClosedEvenIfTheNewFileCannotBeOpened) {
@@ -798,19 +870,21 @@ TEST_F(SavedFile, IsClosedEvenIfTheNewFileCannotBeOpened) {
   item.FileName(folder_.Path("missing.tsv"));
   item.LockSavFileInUse();
 
-  EXPECT_EQ(item.lockedFile_, nullptr);
-  EXPECT_EQ(item.lockedFileName_, "");
-  EXPECT_EQ(item.lockedFileTime_, 0);
+  ExpectNoFileIsOpen();
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
+
+  item.FileName(path_);
+  LockWithoutATime(item);
+  EXPECT_FALSE(AnotherProcessMayWrite(path_));
+  ExpectTimeZero(item);
 }
 
 TEST_F(SavedFile, UnlockWithoutAnOpenFileDoesNothing) {
   SvrDMItem item = Item(nullptr);
-  item.lockedFileName_ = "left";
 
   item.UnlockSavFileInUse();
 
-  EXPECT_EQ(item.lockedFileName_, "left");
+  ExpectNoFileIsOpen();
 }
 
 TEST_F(SavedFile, IsClosedWhenTheSourceIsRemoved) {
@@ -818,7 +892,7 @@ TEST_F(SavedFile, IsClosedWhenTheSourceIsRemoved) {
 
   item.SetDataSet(nullptr);
 
-  EXPECT_EQ(item.lockedFile_, nullptr);
+  ExpectNoFileIsOpen();
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
 }
 
@@ -903,20 +977,12 @@ TEST_F(SavedFile, IsUnchangedIfItsTimeCannotBeRead) {
 TEST_F(SavedFile, IsOpenedWithTimeZeroIfItsTimeCannotBeRead) {
   SvrDMItem item = Item(nullptr);
   item.FileName(path_);
-  fstatCalls = 0;
-  item.LockSavFileInUse();
-  item.UnlockSavFileInUse();
-  const int timeIsReadAt = fstatCalls;
 
-  fstatCalls = 0;
-  fstatFailsAt = timeIsReadAt;
-  item.LockSavFileInUse();
-  fstatFailsAt = INT_MAX;
+  LockWithoutATime(item);
 
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
-  EXPECT_EQ(item.lockedFileName_, path_);
-  EXPECT_EQ(item.lockedFileTime_, 0);
-  EXPECT_TRUE(item.SavFileExternallyChanged());
+  ExpectTimeZero(item);
+  ExpectIsOpenUnderItsName(item);
 }
 
 // ---------------------------------------------------------------------------------------------

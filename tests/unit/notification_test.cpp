@@ -598,17 +598,6 @@ TEST_F(Notification, AWriterMayNotifyEarlyAndAgainWhenReleased) {
 
 // --- State that the item only stores ---
 
-TEST_F(Notification, OriginatorNumberIsStored) {
-  unsigned int number = 4000000000U;
-  SvrDMItemPtr item = Item();
-
-  item->Originator(number);
-  EXPECT_EQ(item->originator_, 4000000000U);
-
-  Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer.Originator(7); });
-  EXPECT_EQ(item->originator_, 7U);
-}
-
 TEST_F(Notification, ABulkReplacementCanBeCancelled) {
   RecordingObserver observer;
   Follow(observer);

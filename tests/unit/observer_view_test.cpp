@@ -1,11 +1,12 @@
 // The comparison of a dataset's variables with the snapshot.
 //
-// Built with the library's objects and without access control, to check the snapshot itself.
+// Built with the library's objects, to check the snapshot itself.
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ObserverView.h>
 #include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/SplitOfAnySize.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <tests/support/Dictionary.h>
 #include <tests/support/Messages.h>
@@ -33,46 +34,47 @@ using support::Var;
 using support::Vars;
 using testing::IsEmpty;
 
-// A dataset and a view that the test updates.
+// A dataset and a snapshot that the test updates.
 class View : public testing::Test {
  protected:
   ORVX_DataSource& Source() { return *item.DataSource(); }
-  SvrDMObserverView::Data& Data() { return *view.data_; }
   const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
 
-  // Gives the view and the source these variables; nothing is queued.
+  void Update() { sdm_internal::UpdateSnapshot(snapshot); }
+
+  // Gives the snapshot and the source these variables; nothing is queued.
   void StartWith(const std::string& names) {
     Replace(Source(), Vars(names));
-    view.Update();
+    Update();
     Source().SetDirty(false);
     item.ClearNotifications();
-    Data().resetClientData = false;
+    snapshot.resetClientData = false;
   }
 
-  // Compares the view with a source that has these variables.
+  // Compares the snapshot with a source that has these variables.
   void UpdateTo(const std::vector<ORVX_Variable>& variables) {
     Replace(Source(), variables);
-    view.Update();
+    Update();
   }
   void UpdateTo(const std::string& names) { UpdateTo(Vars(names)); }
 
   void ExpectViewEqualsSource() {
-    EXPECT_EQ(support::VariablesOf(Data().view), support::VariablesOf(Source()));
+    EXPECT_EQ(support::VariablesOf(snapshot.view), support::VariablesOf(Source()));
   }
 
   SvrDMItem item{LocallyUniqueID(0, 12), Dictionary("").release(), nullptr, 34, "", true};
-  SvrDMObserverView view{item};
+  sdm_internal::Snapshot snapshot{item};
 };
 
 // --- A new view ---
 
 TEST_F(View, StartsEmptyCleanAndWithoutARowCount) {
-  EXPECT_EQ(&Data().item, &item);
-  EXPECT_EQ(Data().view.ColumnCount(), 0);
-  EXPECT_FALSE(Data().view.IsDirty());
-  EXPECT_EQ(Data().rowCount, -2);
-  EXPECT_FALSE(Data().resetClientData);
-  EXPECT_FALSE(Data().bulkVarMoves);
+  EXPECT_EQ(&snapshot.item, &item);
+  EXPECT_EQ(snapshot.view.ColumnCount(), 0);
+  EXPECT_FALSE(snapshot.view.IsDirty());
+  EXPECT_EQ(snapshot.rowCount, -2);
+  EXPECT_FALSE(snapshot.resetClientData);
+  EXPECT_FALSE(snapshot.bulkVarMoves);
 }
 
 TEST_F(View, CanBeNeitherCopiedNorAssigned) {
@@ -89,7 +91,7 @@ TEST_F(View, TheFirstUpdateInsertsEachVariableAtTheEnd) {
 
 TEST_F(View, AnUnchangedDictionaryReportsNothing) {
   StartWith("A B C");
-  view.Update();
+  Update();
   EXPECT_THAT(Queue(), IsEmpty());
   EXPECT_FALSE(Source().IsDirty());
 }
@@ -139,7 +141,7 @@ TEST_F(View, AnInsertedVariableGetsNoModifyVarMsg) {
   const ORVX_Variable defined = Typed(Labelled(Var("D"), "new"), 8);
   UpdateTo({defined, Var("A")});
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted(defined).Before("A"));
-  EXPECT_FALSE(Data().resetClientData);
+  EXPECT_FALSE(snapshot.resetClientData);
   EXPECT_FALSE(Source().IsDirty());
 }
 
@@ -193,7 +195,7 @@ TEST_F(View, ADeletedVariableIsReportedAsLastReported) {
 
   Source().GetVariable(1).SetLabel("never reported");
   Source().DeleteVariables(1, 1);
-  view.Update();
+  Update();
 
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(std::vector<ORVX_Variable>{asReported}));
 }
@@ -203,20 +205,20 @@ TEST_F(View, RemovingTheSourceDeletesAllVariables) {
   item.SetDataSet(nullptr);
   item.ClearNotifications();
 
-  view.Update();
+  Update();
 
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B C"));
-  EXPECT_EQ(Data().view.ColumnCount(), 0);
+  EXPECT_EQ(snapshot.view.ColumnCount(), 0);
 }
 
 TEST_F(View, SettingASourceInsertsAllVariables) {
   item.SetDataSet(nullptr);
   item.ClearNotifications();
-  view.Update();
+  Update();
   EXPECT_VARIABLE_MESSAGES(Queue());
 
   item.SetDataSet(Dictionary("A B").release());
-  view.Update();
+  Update();
   EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("A").AtEnd(), Inserted("B").AtEnd());
 }
 
@@ -247,7 +249,7 @@ TEST_F(View, AMoveNeitherSetsTheDirtyFlagNorResetsClientData) {
   StartWith("A B");
   UpdateTo("B A");
   EXPECT_FALSE(Source().IsDirty());
-  EXPECT_FALSE(Data().resetClientData);
+  EXPECT_FALSE(snapshot.resetClientData);
 }
 
 TEST_F(View, VariablesDeletedInBetweenAreReportedBeforeTheMove) {
@@ -290,7 +292,7 @@ TEST_F(View, AChangedLabelIsAModificationAndSetsTheDirtyFlag) {
   UpdateTo({Var("A"), changed});
   EXPECT_VARIABLE_MESSAGES(Queue(), Modified(changed));
   EXPECT_TRUE(Source().IsDirty());
-  EXPECT_FALSE(Data().resetClientData);
+  EXPECT_FALSE(snapshot.resetClientData);
   ExpectViewEqualsSource();
 }
 
@@ -320,7 +322,7 @@ TEST_F(View, AnUndoneChangeIsNotReported) {
   StartWith("A");
   Source().GetVariable(0).SetLabel("changed");
   Source().GetVariable(0).SetLabel("");
-  view.Update();
+  Update();
   EXPECT_THAT(Queue(), IsEmpty());
   EXPECT_FALSE(Source().IsDirty());
 }
@@ -349,8 +351,8 @@ TEST_F(View, EveryMessageHasTheDatasetAndTheCurrentCaseSequence) {
 }
 
 TEST_F(View, BulkMessagesHaveTheDatasetAndTheCaseSequence) {
-  view.SetBulkVarMoves(true);
-  view.Update();
+  snapshot.bulkVarMoves = true;
+  Update();
   ASSERT_GE(Queue().size(), 2U);
   for (const DataSetMsg* message : Queue()) {
     EXPECT_EQ(message->GetLeading(), 0U);
@@ -363,23 +365,23 @@ TEST_F(View, BulkMessagesHaveTheDatasetAndTheCaseSequence) {
 
 TEST_F(View, ABulkReplacementIsOneDeletionOfAllAndOneInsertionOfAll) {
   StartWith("A B C");
-  view.SetBulkVarMoves(true);
+  snapshot.bulkVarMoves = true;
   UpdateTo("C D A");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B C"), Inserted("C D A").AtEnd());
   ExpectViewEqualsSource();
 }
 
 TEST_F(View, ABulkReplacementReportsEmptyLists) {
-  view.SetBulkVarMoves(true);
+  snapshot.bulkVarMoves = true;
   UpdateTo("");
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted(""), Inserted("").AtEnd());
-  EXPECT_FALSE(Data().bulkVarMoves);
+  EXPECT_FALSE(snapshot.bulkVarMoves);
 }
 
 TEST_F(View, ABulkReplacementReportsAnUnchangedDictionary) {
   StartWith("A B");
-  view.SetBulkVarMoves(true);
-  view.Update();
+  snapshot.bulkVarMoves = true;
+  Update();
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B"), Inserted("A B").AtEnd());
 }
 
@@ -387,28 +389,28 @@ TEST_F(View, ABulkReplacementWithoutASourceEmptiesTheView) {
   StartWith("A B");
   item.SetDataSet(nullptr);
   item.ClearNotifications();
-  view.SetBulkVarMoves(true);
-  view.Update();
+  snapshot.bulkVarMoves = true;
+  Update();
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B"), Inserted("").AtEnd());
-  EXPECT_EQ(Data().view.ColumnCount(), 0);
+  EXPECT_EQ(snapshot.view.ColumnCount(), 0);
 }
 
 TEST_F(View, ABulkReplacementReportsNoModificationAndNoReset) {
   StartWith("A B");
-  view.SetBulkVarMoves(true);
+  snapshot.bulkVarMoves = true;
   UpdateTo({Typed(Var("B"), 8), Labelled(Var("A"), "changed")});
   EXPECT_VARIABLE_MESSAGES(Queue(), Deleted("A B"), Inserted("B A").AtEnd());
-  EXPECT_FALSE(Data().resetClientData);
+  EXPECT_FALSE(snapshot.resetClientData);
   EXPECT_FALSE(Source().IsDirty());
   ExpectViewEqualsSource();
 }
 
 TEST_F(View, ABulkReplacementIsMadeOnlyOnce) {
   StartWith("A B");
-  view.SetBulkVarMoves(true);
-  EXPECT_TRUE(Data().bulkVarMoves);
-  view.Update();
-  EXPECT_FALSE(Data().bulkVarMoves);
+  snapshot.bulkVarMoves = true;
+  EXPECT_TRUE(snapshot.bulkVarMoves);
+  Update();
+  EXPECT_FALSE(snapshot.bulkVarMoves);
   item.ClearNotifications();
 
   UpdateTo("B A");
@@ -417,8 +419,8 @@ TEST_F(View, ABulkReplacementIsMadeOnlyOnce) {
 
 TEST_F(View, ABulkReplacementCanBeCancelled) {
   StartWith("A B");
-  view.SetBulkVarMoves(true);
-  view.SetBulkVarMoves(false);
+  snapshot.bulkVarMoves = true;
+  snapshot.bulkVarMoves = false;
   UpdateTo("B A");
   EXPECT_VARIABLE_MESSAGES(Queue(), Moved(1).To(0));
 }
@@ -447,7 +449,7 @@ TEST_F(View, DuplicateIdentifiersConverge) {
       ExpectViewEqualsSource();
 
       item.ClearNotifications();
-      view.Update();
+      Update();
       EXPECT_VARIABLE_MESSAGES(Queue());
     }
   }
@@ -478,23 +480,80 @@ TEST(SplitOfAnySize, UsesSetSplitIfThePlatformLacksSetSplitOfAnySize) {
   EXPECT_TRUE(source.isSeparate);
 }
 
-// --- The item's own view ---
+// --- SvrDMObserverView ---
+
+TEST_F(View, AnObserverViewReportsTheWholeDictionaryAndThenTheChanges) {
+  SvrDMObserverView view(item);
+  Replace(Source(), Vars("A B"));
+  view.Update();
+  EXPECT_VARIABLE_MESSAGES(Queue(), Inserted("A").AtEnd(), Inserted("B").AtEnd());
+  item.ClearNotifications();
+
+  Replace(Source(), Vars("B"));
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("A"));
+}
+
+TEST_F(View, AnObserverViewReplacesInBulkOnceIfRequested) {
+  Replace(Source(), Vars("A B"));
+  SvrDMObserverView view(item);
+  view.Update();
+  item.ClearNotifications();
+
+  view.SetBulkVarMoves(true);
+  view.Update();
+  EXPECT_MESSAGES(Queue(), Deleted("A B"), Inserted("A B").AtEnd());
+  item.ClearNotifications();
+
+  view.Update();
+  EXPECT_THAT(Queue(), IsEmpty());
+  view.SetBulkVarMoves(true);
+  view.SetBulkVarMoves(false);
+  view.Update();
+  EXPECT_THAT(Queue(), IsEmpty());
+}
+
+// --- The view of an item ---
+
+// Makes a notification pass, also of an item without a registry. Returns the messages.
+std::vector<Said> PassOf(SvrDMItem& item) {
+  struct Observer : SvrDMDataSetObserver {
+    explicit Observer(SvrDMItem& observed) : item(observed) { item.Register(*this); }
+    ~Observer() { item.Unregister(*this); }
+    void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
+      said = support::WhatIsSaidBy(item.Notifications());
+    }
+    SvrDMItem& item;
+    std::vector<Said> said;
+  };
+  item.SetNotifiedCreation();  // no creation notice to a registry
+  Observer observer(item);
+  item.Notify(/*writer=*/nullptr, /*originator=*/nullptr);
+  return observer.said;
+}
 
 TEST_F(View, EachItemHasItsOwnEmptyView) {
+  Replace(Source(), Vars("A B"));
+  EXPECT_VARIABLE_MESSAGES(PassOf(item), Inserted("A").AtEnd(), Inserted("B").AtEnd());
+
   SvrDMItem other(LocallyUniqueID(0, 13), Dictionary("A").release(), nullptr, 0, "", true);
-  EXPECT_EQ(&other.observerView_.data_->item, &other);
-  EXPECT_EQ(other.observerView_.data_->view.ColumnCount(), 0);
+  EXPECT_VARIABLE_MESSAGES(PassOf(other), Inserted("A").AtEnd());
 
   SvrDMItem nameless;
-  EXPECT_EQ(&nameless.observerView_.data_->item, &nameless);
-  EXPECT_EQ(nameless.observerView_.data_->view.ColumnCount(), 0);
+  nameless.SetDataSet(Dictionary("B").release());
+  EXPECT_VARIABLE_MESSAGES(PassOf(nameless), Inserted("B").AtEnd());
 }
 
 TEST_F(View, TheItemForwardsBulkVarMoves) {
+  Replace(Source(), Vars("A B"));
+  PassOf(item);
+
   item.BulkVarMoves(true);
-  EXPECT_TRUE(item.observerView_.data_->bulkVarMoves);
+  EXPECT_VARIABLE_MESSAGES(PassOf(item), Deleted("A B"), Inserted("A B").AtEnd());
+
+  item.BulkVarMoves(true);
   item.BulkVarMoves(false);
-  EXPECT_FALSE(item.observerView_.data_->bulkVarMoves);
+  EXPECT_THAT(PassOf(item), IsEmpty());
 }
 
 }  // namespace

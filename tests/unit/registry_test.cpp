@@ -1,13 +1,14 @@
 // The registry of datasets: adding, finding and deleting; observers, the filter hook, and saved
 // files.
 //
-// Accesses private state, so it is built with the library's objects and without access control.
+// Built with the library's objects, for the index.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <liborvxdemg/ErrorMsg.h>
-#include <ServerDataManager/ServerDataManagerData.h>
+#include <ServerDataManager/DatasetIndex.h>
+#include <ServerDataManager/LeafLock.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/support/Dictionary.h>
@@ -27,6 +28,8 @@
 #include <vector>
 
 #include "saved_files.h"
+
+using namespace sdm_internal;
 
 using support::CountedSource;
 using support::Dictionary;
@@ -69,6 +72,16 @@ class RegistryTest : public testing::Test {
     return ids;
   }
   std::size_t Count() const { return Ids().size(); }
+
+  // Whether a dataset has the file name: another dataset then cannot get it. Not for an empty name.
+  bool FileNameInUse(const std::string& name) {
+    const LocallyUniqueID another(9, 9);
+    registry_.Add(nullptr, name, /*quiet=*/true, another, 0);
+    const bool inUse = registry_.GetDataSet(another)->SuppressedFileName() == name;
+    EXPECT_EQ(registry_.GetDataSet(another)->FileName(), inUse ? "" : name);
+    registry_.Delete(another);
+    return inUse;
+  }
 
   // Unregisters the observer and registers a new observer at the same address.
   void ReplaceInPlace(std::optional<RecordingRegistryObserver>& observer) {
@@ -221,19 +234,19 @@ TEST_F(RegistryTest, AFileNameIsComparedOnlyWhenADatasetIsAdded) {
 TEST_F(RegistryTest, AFileNameIsInUseIgnoringCaseUntilItsDatasetIsDeleted) {
   const LocallyUniqueID id = Add("/data/Größe.tsv");
 
-  EXPECT_TRUE(registry_.data_->FileNameInUse("/DATA/GRÖSSE.TSV"));
-  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/other.tsv"));
+  EXPECT_TRUE(FileNameInUse("/DATA/GRÖSSE.TSV"));
+  EXPECT_FALSE(FileNameInUse("/data/other.tsv"));
 
   registry_.Delete(id);
-  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Größe.tsv"));
+  EXPECT_FALSE(FileNameInUse("/data/Größe.tsv"));
 }
 
 TEST_F(RegistryTest, AFileNameWithInvalidUtf8IsComparedByBytesExceptLetters) {
   Add("/data/Gr\xF6\xDFn.tsv");
 
-  EXPECT_TRUE(registry_.data_->FileNameInUse("/DATA/GR\xF6\xDFN.TSV"));
-  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Gr\xD6\xDFn.tsv"));
-  EXPECT_FALSE(registry_.data_->FileNameInUse("/data/Größe.tsv"));
+  EXPECT_TRUE(FileNameInUse("/DATA/GR\xF6\xDFN.TSV"));
+  EXPECT_FALSE(FileNameInUse("/data/Gr\xD6\xDFn.tsv"));
+  EXPECT_FALSE(FileNameInUse("/data/Größe.tsv"));
 }
 
 TEST_F(RegistryTest, FileNamesIgnoreCaseOutsideAscii) {
@@ -245,14 +258,21 @@ TEST_F(RegistryTest, FileNamesIgnoreCaseOutsideAscii) {
   EXPECT_EQ(second->SuppressedFileName(), "/data/ΔΟΚΙΜΗ.tsv");
 }
 
-TEST_F(RegistryTest, TheEmptyFileNameIsInUseIfADatasetHasIt) {
-  EXPECT_FALSE(registry_.data_->FileNameInUse(""));
-  Add("survey");
-  EXPECT_FALSE(registry_.data_->FileNameInUse(""));
+TEST(DatasetIndex, FindsTheEmptyFileNameLikeAnyOther) {
+  SvrDMItemPtr survey(new SvrDMItem(LocallyUniqueID(0, 0), nullptr, nullptr, 0, "survey", false));
+  SvrDMItemPtr nameless(new SvrDMItem);
+  const std::string empty;
+  std::vector<SvrDMItemPtr> items;
+  DatasetIndex index(/*registry=*/nullptr, items);
+  const FileNameMatch match{empty};
+  const LeafLock held;
 
-  registry_.AddEmpty(true);
+  EXPECT_EQ(index.First(match), nullptr);
+  index.Append(*survey, std::make_unique<IndexEntry>());
+  EXPECT_EQ(index.First(match), nullptr);
 
-  EXPECT_TRUE(registry_.data_->FileNameInUse(""));
+  index.Append(*nameless, std::make_unique<IndexEntry>());
+  EXPECT_EQ(index.First(match), nameless.get());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -913,16 +933,20 @@ TEST_F(RegistryTest, OutOfMemoryLeavesEveryOtherDatasetToBeFound) {
     const std::string name = "a file name too long for a small string " + std::to_string(count);
     for (long memory = 0;
          FailsWithMemoryFor(memory, [&] { registry_.Add(nullptr, name, true, id, 0); }); ++memory) {
-      EXPECT_EQ(registry_.data_->Count(), count);
-      EXPECT_FALSE(registry_.data_->FileNameInUse(name));
+      EXPECT_EQ(Count(), count);
     }
+    // The name was not in use after the failures.
+    EXPECT_EQ(registry_.GetDataSet(id)->FileName(), name);
     registry_.GetDataSet(id)->Handle(name);
 
     for (unsigned int i = 0; i <= count; ++i) {
       const SvrDMItemPtr item = registry_.GetDataSet(LocallyUniqueID(1, i));
       EXPECT_EQ(registry_.GetDataSet(item->Handle()), item);
-      EXPECT_TRUE(registry_.data_->FileNameInUse(item->FileName()));
     }
+  }
+  // Last, because FileNameInUse adds datasets, so that the tables grow.
+  for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
+    EXPECT_TRUE(FileNameInUse(dataset.GetFileName()));
   }
 }
 

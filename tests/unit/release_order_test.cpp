@@ -123,6 +123,19 @@ TEST_F(StepsOfHandles, AFailedTryNeverUnlocks) {
                                  "reader counted with -1 readers, 1 writers"));
 }
 
+TEST_F(StepsOfHandles, AfterAFailedTryOnTheItemNeitherHolderNorLaterReadersUnlock) {
+  EXPECT_TRUE(item->AcquireReadLock(false));
+  triesSucceed = false;
+  EXPECT_FALSE(item->AcquireWriteLock(/*tryOnly=*/true));
+  item->ReleaseLock();
+  EXPECT_TRUE(item->AcquireReadLock(false));
+  item->ReleaseLock();
+
+  EXPECT_THAT(steps, ElementsAre("read lock with 0 readers, 0 writers",
+                                 "tried write lock with 0 readers, 0 writers",
+                                 "read lock with 0 readers, 0 writers"));
+}
+
 TEST_F(StepsOfHandles, TheRegistryNeverAcquiresTheLockOfADataset) {
   registry.GetDataSet(id);
   registry.GetDataSet("");

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 
 // A folder that is deleted with its content.
 class TemporaryFolder {
@@ -84,6 +85,17 @@ inline bool AnotherProcessMayWrite(const std::string& path, int command = F_SETL
 inline std::ptrdiff_t OpenDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                        std::filesystem::directory_iterator());
+}
+
+// Returns the descriptor of this process that is open on the file; -1 if there is none.
+inline int DescriptorOf(const std::string& path) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code closed;  // the descriptor of this iterator is not an error
+    if (std::filesystem::read_symlink(entry.path(), closed) == path) {
+      return std::stoi(entry.path().filename());
+    }
+  }
+  return -1;
 }
 
 #endif  // TESTS_UNIT_SAVED_FILES_H_
