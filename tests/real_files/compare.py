@@ -112,6 +112,10 @@ def compare(read, frame):
     return lines, agreeing
 
 
+def date_count(variables):
+    return sum(library_type(variable) in ("date", "datetime") for variable in variables)
+
+
 def main():
     program, folder = sys.argv[1:]
     rows, details = [], []
@@ -123,15 +127,15 @@ def main():
         frame, pandas_error = read_by_pandas(path, DELIMITERS[delimiter], encoding)
         if error or pandas_error:
             lines = [f"library: {error or 'reads it'}", f"pandas: {pandas_error or 'reads it'}"]
-            rows.append((name, "", "", "", f"{bool(error) * 'library'} {bool(pandas_error) * 'pandas'}"
-                         .strip() + ": error"))
+            failed = [reader for reader, why in (("library", error), ("pandas", pandas_error)) if why]
+            rows.append((name, "", "", "", "", "error of " + " and ".join(failed)))
         else:
             lines, agreeing = compare(read, frame)
             rows.append((name, len(read[1]), len(read[0]), f"{agreeing} of {len(read[0])}",
-                         len(lines) or "none"))
+                         date_count(read[0]) or "", "; ".join(lines) or "none"))
         if lines:
             details.append(name + "\n" + "".join(f"  {line}\n" for line in lines))
-    print("| file | cases | variables | types agree | differences |\n|---|---|---|---|---|")
+    print("| file | cases | variables | types agree | dates | differences |\n|---|---|---|---|---|---|")
     for row in rows:
         print("| " + " | ".join(str(cell) for cell in row) + " |")
     print()
