@@ -13,6 +13,7 @@
 #include <libdatasrc/internal/KeyCheck.h>
 #include <libdatasrc/internal/NumberText.h>
 #include <libdatasrc/internal/OrderedWork.h>
+#include <libdatasrc/internal/SavedFiles.h>
 #include <libdatasrc/internal/TableSchema.h>
 #include <libdatasrc/internal/TextLayout.h>
 #include <libdatasrc/internal/Utf8.h>
@@ -364,7 +365,11 @@ class DataFileReader {
  public:
   DataFileReader(const std::string& path, const ImportOptions& options, const ReadCalls& calls,
                  const BlockSettings& settings)
-      : path_(path), options_(options), calls_(calls), settings_(settings) {
+      : path_(path),
+        dataPath_(FindSavedFiles(path).data),
+        options_(options),
+        calls_(calls),
+        settings_(settings) {
     if (settings_.threads == 0) {
       constexpr unsigned int kMostThreads = 8;  // more would wait for the thread that puts together
       settings_.threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
@@ -372,7 +377,7 @@ class DataFileReader {
   }
 
   DataFile Read() {
-    BlockReader reader{FileText(path_, options_.encoding)};
+    BlockReader reader{FileText(dataPath_, options_.encoding)};
     schema_ = ReadSchemaOf(path_);
     auto first = std::make_unique<Block>();
     reader.Next(settings_.firstBytes, first->records);
@@ -515,7 +520,7 @@ class DataFileReader {
     for (Column& column : columns_) column.BeginSecondReading();
     const std::size_t rows = rows_;
     isSecondReading_ = true;
-    BlockReader reader{FileText(path_, options_.encoding)};
+    BlockReader reader{FileText(dataPath_, options_.encoding)};
     auto first = std::make_unique<Block>();
     reader.Next(settings_.firstBytes, first->records);
     if (first->records.Text().size() < skipped_) FailAsChanged();
@@ -641,7 +646,7 @@ class DataFileReader {
   [[noreturn]] void FailInRow(const DataFile& file, std::size_t row,
                               const std::vector<std::size_t>& columns,
                               const std::string& problem) const {
-    BlockReader reader{FileText(path_, options_.encoding)};
+    BlockReader reader{FileText(dataPath_, options_.encoding)};
     RecordBlock block;
     long line = firstLine_;
     std::size_t before = 0;  // rows before the block
@@ -713,6 +718,7 @@ class DataFileReader {
   }
 
   const std::string& path_;
+  const std::string dataPath_;  // differs after an interrupted save
   const ImportOptions& options_;
   const ReadCalls& calls_;
   BlockSettings settings_;

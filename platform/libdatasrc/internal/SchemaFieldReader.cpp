@@ -348,11 +348,11 @@ class FieldReader {
       field_.width = json_.WholeNumber(*width, "'width'", 1);
     }
     if (const JsonValue* level = object_.Member("level")) {
-      constexpr std::array<MeasurementLevel, 4> kLevels = {
-          MeasurementLevel::Nominal, MeasurementLevel::Ordinal, MeasurementLevel::Interval,
-          MeasurementLevel::Ratio};
-      field_.level =
-          kLevels[json_.OneOf(*level, "'level'", {"nominal", "ordinal", "interval", "ratio"})];
+      constexpr std::array<MeasurementLevel, 5> kLevels = {
+          MeasurementLevel::Unknown, MeasurementLevel::Nominal, MeasurementLevel::Ordinal,
+          MeasurementLevel::Interval, MeasurementLevel::Ratio};
+      field_.level = kLevels[json_.OneOf(*level, "'level'",
+                                         {"unknown", "nominal", "ordinal", "interval", "ratio"})];
     }
     if (const JsonValue* format = object_.Member("printFormat")) field_.format = FormatOf(*format);
     if (const auto* missing = json_.OptionalMember<JsonValue::Array>(object_, "missing")) {

@@ -1,11 +1,11 @@
 // Reads a table schema; SchemaFieldReader reads its fields.
 
 #include <libdatasrc/internal/RegularFile.h>
+#include <libdatasrc/internal/SavedFiles.h>
 #include <libdatasrc/internal/SchemaFieldReader.h>
 #include <libdatasrc/SystemFileDataSource.h>
 
 #include <array>
-#include <filesystem>
 #include <map>
 #include <utility>
 
@@ -180,15 +180,11 @@ void TableSchema::Fail(TextPosition where, const std::string& text) const {
 }
 
 std::optional<TableSchema> ReadSchemaOf(const std::string& path) {
-  std::filesystem::path schemaPath = path;
-  if (schemaPath.extension() == ".gz" || schemaPath.extension() == ".zst") {
-    schemaPath.replace_extension();
-  }
-  schemaPath.replace_extension(".schema.json");
-  std::optional<RegularFile> file = RegularFile::OpenIfExists(schemaPath.string());
+  const std::string schemaPath = FindSavedFiles(path).schema;
+  std::optional<RegularFile> file = RegularFile::OpenIfExists(schemaPath);
   if (!file) return std::nullopt;
   const std::string text = ReadAll(std::move(*file));
-  return SchemaReader(schemaPath.string()).Read(text);
+  return SchemaReader(schemaPath).Read(text);
 }
 
 }  // namespace sdm_internal

@@ -53,7 +53,7 @@
 // Members beyond the standard, in which saving a dictionary puts the rest of it:
 //
 //   field: width                  of a string variable in bytes: at least this
-//     level                       "nominal", "ordinal", "interval" or "ratio"
+//     level                       "unknown", "nominal", "ordinal", "interval" or "ratio"
 //     role                        the attribute `role`
 //     printFormat                 {"kind": "plain" | "date" | "time" | "datetime",
 //                                  "width": 8, "decimals": 2}; all optional

@@ -39,6 +39,14 @@ class Utf8Checker {
   unsigned char most_ = 0xBF;
 };
 
+inline bool IsUtf8(std::string_view text) {
+  Utf8Checker checker;
+  for (const char byte : text) {
+    if (!checker.Accepts(byte)) return false;
+  }
+  return !checker.IsInside();
+}
+
 // The longest prefix of UTF-8 `text` that has at most `size` bytes and ends between characters.
 inline std::string_view CutUtf8(std::string_view text, std::size_t size) {
   if (text.size() <= size) return text;

@@ -8,11 +8,15 @@
 #include <libdatasrc/iDMY2Orvx.h>
 #include <libdatasrc/ObsProjector.h>
 #include <libdatasrc/PassThroughIter.h>
+#include <libdatasrc/SaveDelimited.h>
 #include <tests/support/FullMemory.h>
 #include <tests/support/OutOfMemory.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -482,6 +486,35 @@ TEST(MemoryFault, WhileCopyingCasesLeaksNothing) {
           "GetValue", [&] { return cases.source.GetValue(0, 1); },
           [](const DataValue& value) { return std::get<std::string>(value); }),
   });
+}
+
+// The names and contents of all files in a folder.
+std::string TextOf(const Folder& folder) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.Path(""))) {
+    std::ifstream file(entry.path());
+    files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(file), {}};
+  }
+  std::string text;
+  for (const auto& [name, bytes] : files) text.append(name).append("\n").append(bytes);
+  return text;
+}
+
+TEST(MemoryFault, WhileSavingLeavesTheOldFiles) {
+  SharedCases cases;
+  cases.source.SetLabel(kLong.c_str());
+  cases.source.GetVariable(0).SetValueLabels({{1.0, kLong}});
+  cases.source.SetAttributes(Attributes("saved"));
+  ExpectSafeWithoutMemory({Changes(
+      "SaveDelimited",
+      [] {
+        auto folder = std::make_unique<Folder>();
+        folder->Write("data.csv", "a,b\n1,2\n");
+        folder->Write("data.schema.json", R"({"fields": [{"name": "a", "title": "A"}]})");
+        return folder;
+      },
+      [&](const Folder& folder) { SaveDelimited(cases.source, folder.Path("data.csv")); },
+      [](const Folder& folder) { return TextOf(folder); })});
 }
 
 // The texts of the numbers are longer than the small-string buffer.

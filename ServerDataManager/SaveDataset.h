@@ -1,0 +1,38 @@
+// Saves a dataset of the registry to a file.
+//
+//   SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, /*originator=*/nullptr);
+//   SaveDataset(writer, "survey.tsv");
+
+#ifndef SERVERDATAMANAGER_SAVEDATASET_H_
+#define SERVERDATAMANAGER_SAVEDATASET_H_
+
+#include <libdatasrc/SaveDelimited.h>
+#include <ServerDataManager/Export.h>
+
+#include <string>
+
+class SvrDMWriteableDataSource;
+
+// Writes the cases and the dictionary of the dataset with SaveDelimited, which defines options,
+// progress and what is saved. If it succeeds, the dataset belongs to `path`: both its file name and
+// its file specification are set, the file is held open (LockSavFileInUse) with its new modification
+// time, and the dirty flag is cleared. Readers wait until the writer is released.
+//
+// Runs a notification pass before it saves, because a pass marks a dataset with modified variables
+// as dirty. The pass of the writer's release then notifies observers of the file name and the
+// cleared flag.
+//
+// To save over a file that another program may have changed, first check
+// ServerDataManager::SavFileExternallyChanged.
+//
+// Throws std::invalid_argument if the dataset has no data source, DataFileError if `path` is the
+// file name of another dataset, and everything that the pass and SaveDelimited throw; the dataset
+// then still belongs to its old file and is as dirty as after the pass. If memory runs out after
+// the file was written, std::bad_alloc propagates: the file is saved, but the dataset is still
+// dirty.
+//
+// Threads: the thread that holds the writer. Takes the registry lock.
+SDM_EXPORT void SaveDataset(SvrDMWriteableDataSource& writer, const std::string& path,
+                            const SaveOptions& options = {}, const Progress& progress = {});
+
+#endif  // SERVERDATAMANAGER_SAVEDATASET_H_

@@ -1,0 +1,241 @@
+#include <libdatasrc/internal/CellText.h>
+#include <libdatasrc/internal/ObsCells.h>
+#include <libdatasrc/internal/RowArea.h>
+#include <libdatasrc/internal/SavedFiles.h>
+#include <libdatasrc/internal/SchemaText.h>
+#include <libdatasrc/internal/Utf8.h>
+#include <libdatasrc/ObsIterator.h>
+#include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/SaveDelimited.h>
+#include <libdatasrc/SystemFileDataSource.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+using namespace sdm_internal;
+
+namespace {
+
+constexpr std::uint8_t kQuoted = 1;    // a field with the byte must be in quotes
+constexpr std::uint8_t kNotAscii = 2;  // part of a character of several bytes
+constexpr std::uint8_t kZero = 4;
+
+// Fields with any usual delimiter are in quotes, so that the delimiter of the file is found.
+constexpr std::array<std::uint8_t, 256> kBytes = [] {
+  std::array<std::uint8_t, 256> kinds{};
+  for (std::size_t byte = 0x80; byte < kinds.size(); ++byte) kinds[byte] = kNotAscii;
+  for (const char byte : {'"', '\r', '\n', ',', '\t', ';', '|'}) {
+    kinds[static_cast<unsigned char>(byte)] = kQuoted;
+  }
+  kinds[0] = kZero;
+  return kinds;
+}();
+
+// Formats records.
+class RecordText {
+ public:
+  explicit RecordText(char delimiter) : delimiter_(delimiter) {}
+
+  void Start() {
+    text_.clear();
+    fields_ = 0;
+  }
+
+  // Returns false for an infinity, which cannot be read back.
+  bool AddNumber(double number) {
+    Separate();
+    std::array<char, 32> digits;
+    if (std::isinf(number)) return false;
+    if (std::isnan(number)) return true;
+    text_.append(static_cast<const char*>(digits.data()), Format(number, digits));
+    return true;
+  }
+
+  // Returns false for a text that cannot be read back.
+  bool AddText(std::string_view text) {
+    Separate();
+    std::uint8_t kinds = 0;
+    for (const char c : text) kinds |= kBytes[static_cast<unsigned char>(c)];
+    if ((kinds & kZero) != 0 || ((kinds & kNotAscii) != 0 && !IsUtf8(text))) return false;
+    // A byte-order mark at the start of a file does not belong to the first field.
+    if ((kinds & kQuoted) != 0 || text.starts_with("\xEF\xBB\xBF")) {
+      AddQuoted(text);
+    } else {
+      text_ += text;
+    }
+    return true;
+  }
+
+  // The record with its line end. An empty line would not be a record.
+  std::string_view Finish() {
+    if (text_.empty()) text_ = "\"\"";
+    text_ += '\n';
+    return text_;
+  }
+
+ private:
+  // Integers without exponent, which would be shorter.
+  static const char* Format(double number, std::array<char, 32>& digits) {
+    constexpr double kMost = 1e15;
+    char* const end = digits.data() + digits.size();
+    const bool isInteger = std::fabs(number) < kMost && std::trunc(number) == number &&
+                           !(number == 0 && std::signbit(number));
+    if (isInteger) return std::to_chars(digits.data(), end, static_cast<long long>(number)).ptr;
+    return std::to_chars(digits.data(), end, number).ptr;
+  }
+
+  void Separate() {
+    if (fields_++ > 0) text_ += delimiter_;
+  }
+
+  void AddQuoted(std::string_view text) {
+    text_ += '"';
+    for (const char c : text) {
+      if (c == '"') text_ += '"';
+      text_ += c;
+    }
+    text_ += '"';
+  }
+
+  const char delimiter_;
+  std::string text_;
+  std::size_t fields_ = 0;
+};
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& text) {
+  throw std::invalid_argument(path + " cannot be saved: " + text);
+}
+
+class Saver {
+ public:
+  Saver(const ORVX_DataSource& source, const std::string& path, char delimiter)
+      : source_(source),
+        path_(path),
+        projector_(source, source),
+        row_(RowArea(source, projector_)),
+        area_(static_cast<std::size_t>(projector_.GetToAreaSize())),
+        record_(delimiter) {
+    for (int i = 0; i < source.ColumnCount(); ++i)
+      types_.push_back(source.GetVariable(i).GetType());
+  }
+
+  void WriteHeader(NewFile& file) {
+    record_.Start();
+    for (int i = 0; i < source_.ColumnCount(); ++i) {
+      if (!record_.AddText(source_.GetVariable(i).GetName())) {
+        Refuse(path_, "the name of variable " + std::to_string(i + 1) +
+                          " is not UTF-8 or has a zero byte");
+      }
+    }
+    Append(file);
+  }
+
+  void WriteCases(NewFile& file, const Progress& progress) {
+    constexpr std::uint64_t kCasesInReport = 4096;
+    const std::unique_ptr<ObsIterator> rows(source_.MakeIterator(row_.data()));
+    const long long count = source_.RowCount();
+    const auto total = static_cast<std::uint64_t>(std::max(count, 0LL));
+    for (; rows->Next(); ++cases_) {
+      if (cases_ % kCasesInReport == 0) Report(progress, total);
+      WriteCase(file);
+    }
+    Report(progress, count < 0 ? cases_ : total);
+  }
+
+ private:
+  void Report(const Progress& progress, std::uint64_t total) const {
+    if (progress && !progress(cases_, total)) throw GivenUp();
+  }
+
+  void WriteCase(NewFile& file) {
+    projector_.Project(row_.data(), area_.data());
+    record_.Start();
+    const OBS* cells = area_.data();
+    for (std::size_t i = 0; i < types_.size(); ++i) {
+      AddValue(i, cells);
+      cells += ObsCells(types_[i]);
+    }
+    Append(file);
+  }
+
+  void AddValue(std::size_t position, const OBS* cells) {
+    const int type = types_[position];
+    const bool isAdded =
+        type == 0 ? record_.AddNumber(cells->number)
+                  : record_.AddText(WithoutPadding({cells->text, static_cast<std::size_t>(type)}));
+    if (isAdded) return;
+    const char* const reason = type == 0 ? "infinite" : "not UTF-8 or has a zero byte";
+    Refuse(path_, "the value of \"" + source_.GetVariable(static_cast<int>(position)).GetName() +
+                      "\" in case " + std::to_string(cases_ + 1) + " is " + reason);
+  }
+
+  void Append(NewFile& file) {
+    const std::string_view record = record_.Finish();
+    if (record.size() > SystemFileDataSource::kMaxRecordBytes) {
+      Refuse(path_, "a record of " + std::to_string(record.size()) + " bytes");
+    }
+    file.Append(record);
+  }
+
+  const ORVX_DataSource& source_;
+  const std::string& path_;
+  const ObsProjector projector_;
+  std::vector<OBS> row_;   // with the layout of the source's rows
+  std::vector<OBS> area_;  // with the layout of the source's own dictionary
+  std::vector<int> types_;
+  RecordText record_;
+  std::uint64_t cases_ = 0;
+};
+
+char DelimiterFor(const std::string& path, char wanted) {
+  if (wanted == 0) return path.ends_with(".tsv") || path.ends_with(".tab") ? '\t' : ',';
+  if (wanted != ',' && wanted != '\t') Refuse(path, "the delimiter is neither a comma nor a tab");
+  return wanted;
+}
+
+void CheckPath(const std::string& path) {
+  if (!path.ends_with(".gz") && !path.ends_with(".zst")) return;
+  Refuse(path, "compressed files cannot be written");
+}
+
+std::string CheckedSchema(const ORVX_DataSource& source, const std::string& path) {
+  if (source.ColumnCount() == 0) Refuse(path, "the dictionary has no variables");
+  if (source.GetNSplitVars() > ORVX_DataSource::kMaxSplitVars) {
+    Refuse(path, std::to_string(source.GetNSplitVars()) + " variables split the file");
+  }
+  std::string schema;
+  try {
+    schema = SchemaText(source);
+  } catch (const std::invalid_argument& error) {
+    Refuse(path, error.what());
+  }
+  if (schema.size() > SystemFileDataSource::kMaxRecordBytes) {
+    Refuse(path, "a schema of " + std::to_string(schema.size()) + " bytes");
+  }
+  return schema;
+}
+
+}  // namespace
+
+void SaveDelimited(const ORVX_DataSource& source, const std::string& path,
+                   const SaveOptions& options, const Progress& progress) {
+  CheckPath(path);
+  Saver saver(source, path, DelimiterFor(path, options.delimiter));
+  const std::string schemaText = CheckedSchema(source, path);
+  NewFile data(path);
+  NewFile schema(SchemaPathOf(path));
+  saver.WriteHeader(data);
+  saver.WriteCases(data, progress);
+  data.Finish();
+  schema.Append(schemaText);
+  schema.Finish();
+  ReplaceFiles(data, schema);
+}

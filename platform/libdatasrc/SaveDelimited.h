@@ -1,0 +1,55 @@
+// Saves a data source as delimited text, with its dictionary beside it.
+//
+//   SaveDelimited(survey, "survey.tsv");
+//   const auto again = SystemFileDataSource::Open("survey.tsv");
+
+#ifndef LIBDATASRC_SAVEDELIMITED_H_
+#define LIBDATASRC_SAVEDELIMITED_H_
+
+#include <libdatasrc/Progress.h>
+#include <ServerDataManager/Export.h>
+
+#include <string>
+
+class ORVX_DataSource;
+
+struct SaveOptions {
+  // A comma or a tab; 0: a tab if the path ends in .tsv or .tab, otherwise a comma.
+  char delimiter = 0;
+};
+
+// Writes the cases of any source to `path`, and its dictionary to the schema beside it: for
+// survey.tsv, survey.schema.json (SystemFileDataSource.h). Replaces both files if they exist.
+// Beware: survey.csv has the same schema file.
+//
+// Opening the file again gives the same variables in the same order, with new identifiers: name,
+// label, type and width, value labels, declared missing values, measurement level, format and
+// attributes; the label and the attributes of the dataset, weight, filter and split; and the same
+// values. Every number has the same bits, except that any NaN is read as kMissingNumber. Strings
+// are the same without trailing blanks, which are padding.
+//
+// Not saved: sets, extensions and trends information of the dataset, rows per imputation; labels
+// and declared missing values that are infinite or a NaN, or not of the type of their variable; a
+// weight or filter that is a string.
+//
+// If it throws, or the process ends at any moment, opening the file gives the whole old content or
+// the whole new content; a process that is killed may leave files with the suffix .new beside it.
+// When it returns, the new content is on the disk. A file keeps its permissions; a symbolic link is
+// replaced, not followed. Do not open the file while it is being replaced: the data of one content
+// could be read with the schema of the other.
+//
+// Throws std::invalid_argument for a path that ends in .gz or .zst: files are not compressed; and
+// for a source that could not be read back: without variables, with an unnamed variable or several
+// of one name, with an infinite number, with a text that is not UTF-8 or has a zero byte, with more
+// than kMaxSplitVars split variables, or with a case or a schema larger than
+// SystemFileDataSource::kMaxRecordBytes. Throws DataFileError for an error of the file system, with
+// the old content in place unless the text says otherwise.
+//
+// `progress` counts cases; the total is 0 if RowCount() is unknown. The source is not changed: to
+// save a dataset of the registry, see ServerDataManager/SaveDataset.h.
+//
+// Threads: any, as a reader of the source.
+SDM_EXPORT void SaveDelimited(const ORVX_DataSource& source, const std::string& path,
+                              const SaveOptions& options = {}, const Progress& progress = {});
+
+#endif  // LIBDATASRC_SAVEDELIMITED_H_

@@ -1,0 +1,77 @@
+// Replaces a data file and its schema together: after a crash at any moment, opening the data file
+// gives the old content or the new, never the data of one with the schema of the other.
+//
+// Two files cannot be renamed in one step, so a small third file decides. For survey.tsv:
+//
+//   step                                               opening then gives
+//   1. survey.tsv.1234-0.new and                       the old content
+//      survey.schema.json.1234-1.new are written
+//   2. survey.tsv.saving appears, with their names     the new content, from those files
+//   3. the first is renamed to survey.tsv              the new content
+//   4. the second is renamed to survey.schema.json     the new content
+//   5. survey.tsv.saving is deleted                    the new content
+//
+// Each file is on the disk before the next step. After a crash between steps 2 and 5, the next save
+// finishes the interrupted one. Programs that do not know survey.tsv.saving see the old files until
+// step 3, then the new data with the old schema until step 4.
+
+#ifndef LIBDATASRC_INTERNAL_SAVEDFILES_H_
+#define LIBDATASRC_INTERNAL_SAVEDFILES_H_
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace sdm_internal {
+
+// The schema beside a data file: for survey.tsv and survey.tsv.gz, survey.schema.json.
+std::string SchemaPathOf(const std::string& path);
+
+// The files from which the data file at `path` and its schema are read: `path` and SchemaPathOf,
+// unless a save was interrupted. Either may be missing.
+struct SavedFiles {
+  std::string data;
+  std::string schema;
+};
+SavedFiles FindSavedFiles(const std::string& path);
+
+// A file that is written beside the file that it will replace. Throws DataFileError on errors.
+class NewFile {
+ public:
+  // Creates the file. Throws if `target` exists and is not a regular file or may not be written.
+  explicit NewFile(const std::string& target);
+  // Deletes the file unless it was kept.
+  ~NewFile();
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  void Append(std::string_view bytes);
+  // Writes everything to the disk and closes the file.
+  void Finish();
+
+  const std::string& Path() const { return path_; }
+  const std::string& Target() const { return target_; }
+  // Leaves the file where it is.
+  void Keep() noexcept { isKept_ = true; }
+  // Renames the file to the target, and keeps it. Returns false and sets errno on failure.
+  bool ReplaceTarget() noexcept;
+
+ private:
+  void Create();
+  void WriteBuffer();
+  [[noreturn]] void Fail(int error) const;
+
+  std::string target_;
+  std::string path_;
+  std::string buffer_;
+  int descriptor_ = -1;
+  bool isKept_ = false;
+};
+
+// Replaces the targets of both finished files. Throws DataFileError; the old content is then in
+// place, unless the text says that the new content was saved.
+void ReplaceFiles(NewFile& data, NewFile& schema);
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_SAVEDFILES_H_

@@ -1,0 +1,330 @@
+// A save is killed at each of its system calls, and each call fails in turn: opening the file then
+// gives the whole old or the whole new content.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <libdatasrc/MemoryDataSource.h>
+#include <libdatasrc/SaveDelimited.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Files.h"
+
+// ---------------------------------------------------------------------------------------------
+// Replaced functions of the C library
+
+namespace {
+
+constexpr int kKilled = 77;
+
+enum class Fault { None, Kill, Fail };
+Fault fault = Fault::None;
+long callsLeft = 0;  // before the fault
+
+// The calls that put names and contents on the disk, while recorded.
+std::vector<std::string>* record = nullptr;
+
+// The file name without folder, and without the number in the name of a new file.
+std::string ShortName(const std::string& path) {
+  const std::string name = std::filesystem::path(path).filename().string();
+  if (!name.ends_with(".new")) return name.starts_with("datasrc-") ? "folder" : name;
+  const std::size_t number = name.rfind('.', name.size() - 5);
+  return name.substr(0, number) + ".new";
+}
+
+void Record(const std::string& call, const std::string& path) {
+  if (record != nullptr) record->push_back(call + ' ' + ShortName(path));
+}
+
+std::string PathOf(int file) {
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)).string();
+}
+
+// Returns whether this call is to fail.
+bool FailsNow() {
+  if (fault == Fault::None || callsLeft-- != 0) return false;
+  if (fault == Fault::Kill) _exit(kKilled);
+  errno = EIO;
+  return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const unsigned int mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned int) : 0;
+  va_end(arguments);
+  if (FailsNow()) return -1;
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+// A killed call has written half of its bytes.
+ssize_t write(int file, const void* bytes, size_t size) {
+  if (fault == Fault::Kill && callsLeft == 0) syscall(SYS_write, file, bytes, size / 2);
+  if (FailsNow()) return -1;
+  return syscall(SYS_write, file, bytes, size);
+}
+
+// A killed process loses nothing that it has written, so the disk need not be waited for.
+int fsync(int file) {
+  if (record != nullptr) Record("sync", PathOf(file));
+  return FailsNow() ? -1 : 0;
+}
+
+// A failed call has closed the file, as on Linux.
+int close(int file) {
+  const bool fails = FailsNow();
+  const int result = static_cast<int>(syscall(SYS_close, file));
+  if (!fails) return result;
+  errno = EIO;
+  return -1;
+}
+
+int rename(const char* from, const char* to) noexcept {
+  Record("rename to", to);
+  return FailsNow() ? -1 : static_cast<int>(syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+}
+
+int unlink(const char* path) noexcept {
+  Record("delete", path);
+  return FailsNow() ? -1 : static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
+int fchmod(int file, mode_t mode) noexcept {
+  return FailsNow() ? -1 : static_cast<int>(syscall(SYS_fchmod, file, mode));
+}
+
+int flock(int file, int operation) noexcept {
+  return FailsNow() ? -1 : static_cast<int>(syscall(SYS_flock, file, operation));
+}
+
+}  // extern "C"
+
+namespace {
+
+// --- Contents: data and schema of one do not fit those of another ---
+
+ORVX_Variable Variable(const std::string& name, const std::string& label) {
+  ORVX_Variable variable(ORVX_Variable::NextID(), name);
+  variable.SetLabel(label);
+  return variable;
+}
+
+constexpr std::size_t kFewCases = 3;
+constexpr std::size_t kManyCases = 300;  // more bytes than the buffer of a file
+
+// The first variable has the number of cases.
+std::unique_ptr<MemoryDataSource> Content(const std::string& name, std::size_t cases = kManyCases) {
+  auto source = std::make_unique<MemoryDataSource>();
+  const auto count = static_cast<double>(cases);
+  source->InsertVariable(0, Variable(name, "label of " + name), std::vector<double>(cases, count));
+  source->InsertVariable(1, ORVX_Variable(ORVX_Variable::NextID(), name + "2", 1000),
+                         std::vector<std::string>(cases, std::string(1000, 'x')));
+  source->SetLabel(name.c_str());
+  return source;
+}
+
+// The label of the file's dataset, if data and schema belong together and are whole. Empty if there
+// is no file.
+std::string ContentOf(const std::string& path) {
+  try {
+    const auto file = SystemFileDataSource::Open(path);
+    const std::string name = file->GetLabel() != nullptr ? file->GetLabel() : "no label";
+    EXPECT_EQ(file->GetVariable(0).GetName(), name);
+    EXPECT_EQ(file->GetVariable(0).GetLabel(), "label of " + name);
+    EXPECT_EQ(file->GetValue(0, 0), DataValue(static_cast<double>(file->RowCount())));
+    EXPECT_EQ(file->GetValue(file->RowCount() - 1, 1), DataValue(std::string(1000, 'x')));
+    return name;
+  } catch (const DataFileError& error) {
+    EXPECT_FALSE(std::filesystem::exists(path)) << error.what();
+    return "";
+  }
+}
+
+std::vector<std::string> NewFilesIn(const Folder& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.Path(""))) {
+    const std::string name = entry.path().filename().string();
+    if (!name.ends_with(".csv") && !name.ends_with(".json")) names.push_back(name);
+  }
+  return names;
+}
+
+// Saves in a child process that is killed at a call. Returns whether it was killed.
+bool IsKilled(const MemoryDataSource& source, const std::string& path, long call) {
+  const pid_t child = fork();
+  if (child == 0) {
+    fault = Fault::Kill;
+    callsLeft = call;
+    SaveDelimited(source, path);
+    fault = Fault::None;
+    _exit(0);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 0) return false;
+  EXPECT_EQ(WEXITSTATUS(status), kKilled);
+  return true;
+}
+
+// Kills saves of `second` over `first`, which is null for no file. Returns how often the old and
+// the new content were found.
+std::pair<int, int> KillAtEachCall(const MemoryDataSource* first, const std::string& old) {
+  const auto second = Content("second");
+  const auto third = Content("third");
+  std::pair<int, int> found;
+  for (long call = 0;; ++call) {
+    SCOPED_TRACE("killed at call " + std::to_string(call));
+    const Folder folder;
+    const std::string path = folder.Path("data.csv");
+    if (first != nullptr) SaveDelimited(*first, path);
+    const bool isKilled = IsKilled(*second, path, call);
+
+    const std::string content = ContentOf(path);
+    EXPECT_TRUE(content == old || content == "second") << content;
+    ++(content == old ? found.first : found.second);
+
+    // The next save finishes the interrupted one, then replaces it.
+    SaveDelimited(*third, path);
+    EXPECT_EQ(ContentOf(path), "third");
+    EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
+    if (!isKilled) {
+      EXPECT_EQ(content, "second");
+      EXPECT_EQ(NewFilesIn(folder), std::vector<std::string>());
+      return found;
+    }
+  }
+}
+
+TEST(SaveFault, WritesEachStepToTheDiskBeforeTheNext) {
+  const Folder folder;
+  const auto content = Content("first");
+  std::vector<std::string> calls;
+  record = &calls;
+  SaveDelimited(*content, folder.Path("data.csv"));
+  record = nullptr;
+  EXPECT_EQ(calls, (std::vector<std::string>{
+                       "sync data.csv.new", "sync data.schema.json.new", "sync data.csv.saving.new",
+                       "rename to data.csv.saving", "sync folder", "rename to data.csv",
+                       "rename to data.schema.json", "sync folder", "delete data.csv.saving"}));
+}
+
+TEST(SaveFault, AKilledSaveLeavesTheWholeOldOrNewContent) {
+  const auto first = Content("first");
+  const auto [old, fresh] = KillAtEachCall(first.get(), "first");
+  EXPECT_GE(old, 10);
+  EXPECT_GE(fresh, 6);
+}
+
+TEST(SaveFault, AKilledFirstSaveLeavesNoFileOrTheWholeContent) {
+  const auto [none, fresh] = KillAtEachCall(nullptr, "");
+  EXPECT_GE(none, 10);
+  EXPECT_GE(fresh, 6);
+}
+
+// A killed save, then a save that is killed while it finishes the first.
+TEST(SaveFault, ASaveThatIsKilledWhileItFinishesAnotherLeavesWholeContent) {
+  const auto first = Content("first", kFewCases);
+  const auto second = Content("second", kFewCases);
+  const auto third = Content("third", kFewCases);
+  bool isInterrupted = true;
+  for (long call = 0; isInterrupted; ++call) {
+    for (long next = 0;; ++next) {
+      const Folder folder;
+      const std::string path = folder.Path("data.csv");
+      SaveDelimited(*first, path);
+      isInterrupted = IsKilled(*second, path, call);
+      if (!std::filesystem::exists(path + ".saving")) break;
+      SCOPED_TRACE("killed at calls " + std::to_string(call) + " and " + std::to_string(next));
+      const bool isKilled = IsKilled(*third, path, next);
+      const std::string content = ContentOf(path);
+      EXPECT_TRUE(content == "second" || content == "third") << content;
+      if (!isKilled) break;
+    }
+  }
+}
+
+// Deletes the files of killed saves that the marker does not name.
+void DeleteOrphans(const std::string& path) {
+  std::ifstream marker(path + ".saving");
+  const std::string names{std::istreambuf_iterator<char>(marker), {}};
+  const auto folder = std::filesystem::path(path).parent_path();
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string name = entry.path().filename().string();
+    if (name.ends_with(".new") && names.find(name) == std::string::npos) {
+      std::filesystem::remove(entry.path());
+    }
+  }
+}
+
+// Lets each call of a save of `fresh` fail. `prepare` returns the old content.
+void FailEachCall(const std::function<std::string(const std::string& path)>& prepare) {
+  const auto fresh = Content("fresh", kFewCases);
+  int failed = 0;
+  int saved = 0;
+  for (long call = 0;; ++call) {
+    SCOPED_TRACE("call " + std::to_string(call) + " fails");
+    const Folder folder;
+    const std::string path = folder.Path("data.csv");
+    const std::string old = prepare(path);
+    std::string error;
+    fault = Fault::Fail;
+    callsLeft = call;
+    try {
+      SaveDelimited(*fresh, path);
+    } catch (const DataFileError& thrown) {
+      error = thrown.what();
+    }
+    const bool hasFailed = callsLeft < 0;
+    fault = Fault::None;
+    if (!hasFailed) break;
+
+    const bool isSaved = error.empty() || error.find(": saved, but ") != std::string::npos;
+    EXPECT_EQ(ContentOf(path), isSaved ? "fresh" : old) << error;
+    const bool isInterrupted = std::filesystem::exists(path + ".saving");
+    if (!isInterrupted) {
+      EXPECT_EQ(NewFilesIn(folder), std::vector<std::string>()) << error;
+    }
+    if (!error.empty()) ++(isSaved ? saved : failed);
+  }
+  EXPECT_GE(failed, 15);
+  EXPECT_EQ(saved, 3);  // the calls after the data file was renamed
+}
+
+TEST(SaveFault, AFailedCallLeavesTheOldContentOrIsReportedAsSaved) {
+  const auto first = Content("first", kFewCases);
+  FailEachCall([&](const std::string& path) {
+    SaveDelimited(*first, path);
+    return "first";
+  });
+}
+
+TEST(SaveFault, AFailedCallAfterAnInterruptedSaveLeavesTheContentOfThat) {
+  const auto first = Content("first", kFewCases);
+  const auto second = Content("second", kFewCases);
+  FailEachCall([&](const std::string& path) {
+    SaveDelimited(*first, path);
+    for (long call = 0; !std::filesystem::exists(path + ".saving"); ++call) {
+      EXPECT_TRUE(IsKilled(*second, path, call));
+    }
+    DeleteOrphans(path);
+    return "second";
+  });
+}
+
+}  // namespace

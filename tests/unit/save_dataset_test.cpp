@@ -1,0 +1,261 @@
+// Cases edited under a writer, and saving a dataset: what observers learn, and what the dataset
+// knows of its file.
+
+#include <gtest/gtest.h>
+#include <libdatasrc/CaseReader.h>
+#include <libdatasrc/DataFileError.h>
+#include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/ResetClientDataMsg.h>
+#include <ServerDataManager/SaveDataset.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/svrdmitem.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/Messages.h>
+#include <tests/support/Observers.h>
+#include <tests/unit/saved_files.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+using support::RecordingObserver;
+using support::Said;
+
+namespace {
+
+// Messages as text.
+using Texts = std::vector<std::string>;
+
+ORVX_Variable Variable(const std::string& name) {
+  return ORVX_Variable(ORVX_Variable::NextID(), name);
+}
+
+std::unique_ptr<MemoryDataSource> Ages() {
+  auto source = std::make_unique<MemoryDataSource>();
+  source->InsertVariable(0, Variable("age"), {31, 47});
+  return source;
+}
+
+// A dataset with an observer that has seen it.
+class Dataset {
+ public:
+  explicit Dataset(std::unique_ptr<ORVX_DataSource> source, const std::string& file = "")
+      : id_(registry_.Add(std::move(source), file, /*quiet=*/false)) {
+    registry_.GetDataSet(id_)->Register(observer_);
+    Write([](auto&) {});
+    observer_.passes.clear();
+    observer_.reaction = [this](SvrDMWriteableDataSource const* writer) {
+      for (const DataSetMsg* message : writer->GetNotifications()) {
+        sequences.push_back(message->GetCaseSequence());
+      }
+    };
+  }
+  ~Dataset() { Item()->Unregister(observer_); }
+  Dataset(const Dataset&) = delete;
+  Dataset& operator=(const Dataset&) = delete;
+
+  ServerDataManager& Registry() { return registry_; }
+  SvrDMItemPtr Item() { return registry_.GetDataSet(id_); }
+  MemoryDataSource& Cases() { return dynamic_cast<MemoryDataSource&>(*Item()->DataSource()); }
+  LocallyUniqueID ID() const { return id_; }
+
+  // Returns the messages of all passes.
+  Texts Write(const std::function<void(SvrDMWriteableDataSource&)>& change) {
+    observer_.passes.clear();
+    sequences.clear();
+    {
+      SvrDMWriteableDataSource writer(registry_, id_, /*tryOnly=*/false, nullptr);
+      change(writer);
+    }
+    Texts texts;
+    for (const std::vector<Said>& pass : observer_.passes) {
+      for (const Said& said : pass) texts.push_back(AsText(said));
+    }
+    return texts;
+  }
+
+  std::vector<unsigned int> sequences;  // of the messages of the last write
+
+ private:
+  ServerDataManager registry_;
+  RecordingObserver observer_;
+  LocallyUniqueID id_;
+};
+
+MemoryDataSource& CasesOf(SvrDMWriteableDataSource& writer) {
+  return dynamic_cast<MemoryDataSource&>(*writer.GetDataSource());
+}
+
+// --- Editing cases under a writer ---
+
+TEST(CasesOfADataset, AppendedCasesResetTheClientsDataUnderANewSequenceNumber) {
+  Dataset dataset(Ages());
+  const Texts messages = dataset.Write([](SvrDMWriteableDataSource& writer) {
+    CasesOf(writer).AppendCase({25.0});
+    writer->SetDirty(true);
+    writer.IncrementCaseSequence();
+  });
+  EXPECT_EQ(messages, (Texts{"reset client data, 3 rows", "dirty"}));
+  EXPECT_EQ(dataset.sequences, (std::vector<unsigned int>{1, 1}));
+}
+
+TEST(CasesOfADataset, SetValuesAreReportedByTheWriterItself) {
+  Dataset dataset(Ages());
+  const auto setValue = [](SvrDMWriteableDataSource& writer) {
+    CasesOf(writer).SetValue(0, 0, 32.0);
+    writer.IncrementCaseSequence();
+  };
+  EXPECT_EQ(dataset.Write(setValue), Texts());
+  EXPECT_FALSE(dataset.Cases().IsDirty());
+  const Texts messages = dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    setValue(writer);
+    writer->SetDirty(true);
+    writer.AddNotification(new DEMessages::ResetClientDataMsg(
+        0, writer.GetDataSetID(), writer.GetCaseSequence(), writer->RowCount()));
+  });
+  EXPECT_EQ(messages, (Texts{"reset client data, 2 rows", "dirty"}));
+  EXPECT_EQ(dataset.sequences, (std::vector<unsigned int>{2, 2}));
+}
+
+TEST(CasesOfADataset, ARetypedVariableResetsTheClientsDataAndMarksTheDatasetAsDirty) {
+  Dataset dataset(Ages());
+  const Texts messages =
+      dataset.Write([](SvrDMWriteableDataSource& writer) { CasesOf(writer).Retype(0, 8); });
+  ASSERT_EQ(messages.size(), 3U);
+  EXPECT_EQ(messages[1], "reset client data, 2 rows");
+  EXPECT_EQ(messages[2], "dirty");
+}
+
+// --- Saving ---
+
+TEST(SaveDataset, ClearsTheDirtyFlagAndHoldsTheNewFile) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("ages.csv");
+  Dataset dataset(SystemFileDataSource::Open(path), path);
+  ModifyAt(path, 1'500'000'000);
+  ASSERT_TRUE(dataset.Item()->SavFileExternallyChanged());
+
+  const Texts messages = dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    CasesOf(writer).AppendCase({25.0});
+    writer->SetDirty(true);
+    SaveDataset(writer, path);
+    EXPECT_FALSE(writer->IsDirty());
+  });
+  EXPECT_EQ(messages, (Texts{"reset client data, 2 rows", "dirty", "clean"}));
+  EXPECT_FALSE(dataset.Item()->SavFileExternallyChanged());
+  EXPECT_FALSE(dataset.Registry().SavFileExternallyChanged(path));
+  ModifyAt(path, 1'500'000'000);
+  EXPECT_TRUE(dataset.Registry().SavFileExternallyChanged(path));
+  EXPECT_EQ(SystemFileDataSource::Open(path)->RowCount(), 2);
+}
+
+TEST(SaveDataset, KeepsOtherProgramsFromWritingTheNewFile) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("ages.csv");
+  Dataset dataset(SystemFileDataSource::Open(path), path);
+  dataset.Write([&](SvrDMWriteableDataSource& writer) { SaveDataset(writer, path); });
+  EXPECT_EQ(InAnotherProcess([&] {
+              const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+              return LockForWriting(file) ? 1 : 0;
+            }),
+            0);
+}
+
+// A modified variable marks a dataset as dirty in the next pass, which must not come after saving.
+TEST(SaveDataset, IsCleanAfterSavingAModifiedVariable) {
+  const TemporaryFolder folder;
+  Dataset dataset(Ages());
+  const Texts messages = dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    writer->GetVariable(0).SetLabel("Age");
+    SaveDataset(writer, folder.Path("ages.csv"));
+  });
+  ASSERT_EQ(messages.size(), 4U);
+  EXPECT_EQ(messages[1], "dirty");
+  EXPECT_EQ(messages[2], "file specification \"" + folder.Path("ages.csv") + "\"");
+  EXPECT_EQ(messages[3], "clean");
+  EXPECT_FALSE(dataset.Cases().IsDirty());
+}
+
+TEST(SaveDataset, StaysCleanWhenTheFirstObserverRegistersAfterSaving) {
+  const TemporaryFolder folder;
+  ServerDataManager registry;
+  const LocallyUniqueID id = registry.Add(Ages(), "", /*quiet=*/true);
+  RecordingObserver early, late;
+  const auto write = [&](const std::function<void(SvrDMWriteableDataSource&)>& change) {
+    SvrDMWriteableDataSource writer(registry, id, false, nullptr);
+    change(writer);
+  };
+  registry.GetDataSet(id)->Register(early);
+  write([](auto&) {});
+  registry.GetDataSet(id)->Unregister(early);
+  write([&](SvrDMWriteableDataSource& writer) {
+    writer->GetVariable(0).SetLabel("Age");
+    SaveDataset(writer, folder.Path("ages.csv"));
+  });
+  registry.GetDataSet(id)->Register(late);
+  write([](auto&) {});
+  EXPECT_FALSE(registry.GetDataSet(id)->DataSource()->IsDirty());
+  registry.GetDataSet(id)->Unregister(late);
+}
+
+TEST(SaveDataset, GivesTheDatasetItsNewFile) {
+  const TemporaryFolder folder;
+  const std::string old = folder.Write("ages.csv");
+  const std::string path = folder.Path("new.csv");
+  Dataset dataset(SystemFileDataSource::Open(old), old);
+  const Texts messages =
+      dataset.Write([&](SvrDMWriteableDataSource& writer) { SaveDataset(writer, path); });
+  EXPECT_EQ(messages, (Texts{"file specification \"" + path + "\""}));
+  EXPECT_EQ(dataset.Item()->FileName(), path);
+  EXPECT_STREQ(dataset.Cases().GetFileSpec(), path.c_str());
+  ModifyAt(old, 1'500'000'000);
+  EXPECT_FALSE(dataset.Item()->SavFileExternallyChanged());
+  ModifyAt(path, 1'500'000'000);
+  EXPECT_TRUE(dataset.Item()->SavFileExternallyChanged());
+}
+
+TEST(SaveDataset, TakesOverASuppressedFileNameThatIsFreeNow) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("ages.csv");
+  Dataset dataset(Ages());
+  const LocallyUniqueID first = dataset.Registry().Add(Ages(), path, false);
+  const LocallyUniqueID second = dataset.Registry().Add(Ages(), path, false);
+  const auto save = [&] {
+    SvrDMWriteableDataSource writer(dataset.Registry(), second, false, nullptr);
+    SaveDataset(writer, path);
+  };
+  EXPECT_THROW(save(), DataFileError);
+  dataset.Registry().Delete(first);
+  save();
+  const SvrDMItemPtr item = dataset.Registry().GetDataSet(second);
+  EXPECT_EQ(item->FileName(), path);
+  EXPECT_EQ(item->SuppressedFileName(), "");
+}
+
+TEST(SaveDataset, LeavesADirtyDatasetWithItsOldFileIfItFails) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("ages.csv");
+  Dataset dataset(SystemFileDataSource::Open(path), path);
+  ModifyAt(path, 1'500'000'000);
+  const Texts messages = dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    writer->SetDirty(true);
+    EXPECT_THROW(SaveDataset(writer, folder.Path("none/ages.csv")), DataFileError);
+    EXPECT_THROW(SaveDataset(writer, path, {}, [](auto, auto) { return false; }), GivenUp);
+  });
+  EXPECT_EQ(messages, (Texts{"dirty"}));
+  EXPECT_TRUE(dataset.Cases().IsDirty());
+  EXPECT_EQ(dataset.Item()->FileName(), path);
+  EXPECT_STREQ(dataset.Cases().GetFileSpec(), path.c_str());
+  EXPECT_TRUE(dataset.Item()->SavFileExternallyChanged());
+}
+
+TEST(SaveDataset, RefusesADatasetWithoutADataSource) {
+  ServerDataManager registry;
+  SvrDMWriteableDataSource writer(registry, registry.AddEmpty(true), false, nullptr);
+  EXPECT_THROW(SaveDataset(writer, "ages.csv"), std::invalid_argument);
+}
+
+}  // namespace
