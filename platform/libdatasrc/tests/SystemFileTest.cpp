@@ -106,8 +106,8 @@ TEST_F(SystemFile, AColumnIsNumericIfAllFieldsAreNumbersOrEmpty) {
 }
 
 TEST_F(SystemFile, OnlyDecimalNumbersAreNumbers) {
-  const char* texts[] = {"0x10", "inf", "nan", "1e999", "1,5", "--1", "+-1", "1 2", "e5",
-                         "-",    "-.",  "+",   "1e",    "..",  "1.2.3"};
+  const char* texts[] = {"0x10", "inf", "nan", "1e999", "1,5", "--1", "+-1",  "1 2",
+                         "e5",   "-",   "-.",  "+",     "1e",  "..",  "1.2.3"};
   for (const std::string text : texts) {
     EXPECT_GT(Open("a\n\"" + text + "\"\n")->GetVariable(0).GetType(), 0) << text;
   }
