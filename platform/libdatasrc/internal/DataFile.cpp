@@ -496,7 +496,7 @@ class DataFileReader {
       while (!isAtEnd && work.Size() < most) {
         if (unused.empty()) unused.push_back(std::make_unique<Block>());
         try {
-          isAtEnd = !reader.Next(settings_.bytes, unused.back()->records);
+          isAtEnd = !reader.Next(BlockBytes(), unused.back()->records);
         } catch (const DataFileError&) {
           error = std::current_exception();
           isAtEnd = true;
@@ -511,6 +511,11 @@ class DataFileReader {
       Append(*unused.back(), reader);
     }
     if (error) std::rethrow_exception(error);
+  }
+
+  std::size_t BlockBytes() const {
+    if (settings_.bytes > 0) return settings_.bytes;
+    return std::max(std::size_t{128} << 10, 64 * columns_.size());
   }
 
   // Reads the columns again whose type turned out to be wrong.

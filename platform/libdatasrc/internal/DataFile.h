@@ -40,7 +40,8 @@ struct ReadCalls {
 // The file is read in blocks, each on one of several threads.
 struct BlockSettings {
   std::size_t firstBytes = std::size_t{64} << 10;  // determines the types of most columns
-  std::size_t bytes = std::size_t{512} << 10;      // of the other blocks
+  // Of the other blocks. 0: large enough for many records, small enough for the processor's cache.
+  std::size_t bytes = 0;
   unsigned int threads = 0;                        // 0: as many as the machine has
 };
 

@@ -170,8 +170,14 @@ bool RecordBlock::FindRows() {
 
 bool RecordBlock::IsUtf8() const {
   Utf8Checker utf8;
-  for (const char byte : text_) {
-    if (!utf8.Accepts(byte)) return false;
+  for (std::size_t i = 0; i < text_.size(); ++i) {
+    if (!utf8.IsInside()) {
+      while (i + kGroupBytes <= text_.size() && ByteGroup(text_.data() + i).IsAscii()) {
+        i += kGroupBytes;
+      }
+      if (i == text_.size()) break;
+    }
+    if (!utf8.Accepts(text_[i])) return false;
   }
   return !utf8.IsInside();
 }
