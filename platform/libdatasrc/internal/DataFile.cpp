@@ -11,6 +11,7 @@
 #include <libdatasrc/internal/DelimitedText.h>
 #include <libdatasrc/internal/FieldValue.h>
 #include <libdatasrc/internal/KeyCheck.h>
+#include <libdatasrc/internal/LargePages.h>
 #include <libdatasrc/internal/NumberText.h>
 #include <libdatasrc/internal/OrderedWork.h>
 #include <libdatasrc/internal/SavedFiles.h>
@@ -201,6 +202,7 @@ class Column {
     if (type_ != Type::Text) {
       if (soFar.rows > numbers_.capacity()) {
         numbers_.reserve(estimate(soFar.rows, numbers_.capacity()));
+        UseLargePages(numbers_.data(), numbers_.capacity() * sizeof(double));
       }
       numbers_.insert(numbers_.end(), part.numbers.begin(), part.numbers.end());
       return;

@@ -1,3 +1,4 @@
+#include <libdatasrc/internal/LargePages.h>
 #include <libdatasrc/internal/TextColumn.h>
 
 #include <stdexcept>
@@ -25,8 +26,14 @@ void CheckSizes(std::string_view text, std::size_t poolBytes) {
 }  // namespace
 
 void TextColumn::Reserve(std::size_t rows, std::size_t bytes) {
-  words_.reserve(rows);
-  pool_.reserve(bytes);
+  if (rows > words_.capacity()) {
+    words_.reserve(rows);
+    UseLargePages(words_.data(), rows * sizeof words_.front());
+  }
+  if (bytes > pool_.capacity()) {
+    pool_.reserve(bytes);
+    UseLargePages(pool_.data(), bytes);
+  }
 }
 
 void TextColumn::ReserveMore(std::size_t rows, std::size_t bytes) {

@@ -1,0 +1,28 @@
+// Large pages for large blocks of memory: the first use of memory then costs less.
+
+#ifndef LIBDATASRC_INTERNAL_LARGEPAGES_H_
+#define LIBDATASRC_INTERNAL_LARGEPAGES_H_
+
+#include <sys/mman.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace sdm_internal {
+
+// For memory that was allocated and not used yet. Leaves out the last eighth, which may stay
+// unused: a large page is provided completely when one byte is used.
+inline void UseLargePages(void* memory, std::size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;
+  const auto address = reinterpret_cast<std::uintptr_t>(memory);
+  const std::uintptr_t begin = (address + kPage - 1) & ~(kPage - 1);
+  const std::uintptr_t end = (address + bytes / 8 * 7) & ~(kPage - 1);
+  // If it fails, the pages are small.
+  if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#endif
+}
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_LARGEPAGES_H_
