@@ -15,8 +15,8 @@ class SvrDMWriteableDataSource;
 
 // Writes the cases and the dictionary of the dataset with SaveDelimited, which defines options,
 // progress and what is saved. If it succeeds, the dataset belongs to `path`: both its file name and
-// its file specification are set, the file is held open (LockSavFileInUse) with its new modification
-// time, and the dirty flag is cleared. Readers wait until the writer is released.
+// its file specification are set, the file is held open (LockSavFileInUse) with its new
+// modification time, and the dirty flag is cleared. Readers wait until the writer is released.
 //
 // Runs a notification pass before it saves, because a pass marks a dataset with modified variables
 // as dirty. The pass of the writer's release then notifies observers of the file name and the

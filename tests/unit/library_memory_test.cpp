@@ -1,12 +1,14 @@
 // The library when memory runs out. The tables have every public operation of ServerDataManager/
 // except the notification pass, which is in failed_pass_test.
 
+#include <libdatasrc/MemoryDataSource.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <PackageProxy/PackageProxy.h>
 #include <ServerDataManager/LockMonitor.h>
+#include <ServerDataManager/SaveDataset.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
@@ -18,12 +20,14 @@
 #include <tests/support/FullMemory.h>
 #include <tests/support/Observers.h>
 #include <tests/support/OutOfMemory.h>
+#include <tests/unit/saved_files.h>
 
 #include <pthread.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -360,6 +364,60 @@ TEST(LibraryMemory, SetDataSetOwnsTheNewSourceInAnyCase) {
                        }};
         },
         {"2 sources, label new"}}});
+}
+
+// --- Saving ---
+
+// A dirty dataset with a modified variable, and the writer that saves it.
+struct Saving {
+  Saving() {
+    auto source = std::make_unique<MemoryDataSource>();
+    source->InsertVariable(0, ORVX_Variable(LocallyUniqueID(1, 1), "a"), {1, 2});
+    id = registry.Add(std::move(source), kOld, /*quiet=*/false);
+    item = registry.GetDataSet(id);
+    item->DataSource()->SetFileSpec(kOld.c_str());
+    item->Register(observer);
+    writer = std::make_unique<SvrDMWriteableDataSource>(registry, id, false, nullptr);
+    writer->Notify();
+    (*writer)->GetVariable(0).SetLabel(kLong);
+    (*writer)->SetDirty(true);
+  }
+  ~Saving() {
+    writer.reset();
+    item->Unregister(observer);
+  }
+
+  inline static const std::string kOld = "the old file of the dataset, " + kLong;
+
+  TemporaryFolder folder;
+  ServerDataManager registry;
+  LocallyUniqueID id;
+  SvrDMItemPtr item{nullptr};
+  support::SilentObserver observer;
+  std::unique_ptr<SvrDMWriteableDataSource> writer;
+};
+
+std::string StateOfSaving(bool isSaved, bool hasNewSpec, bool hasNewName, bool isDirty) {
+  const auto text = [](bool is, const char* what) {
+    return (is ? " " : " not ") + std::string(what);
+  };
+  return text(isSaved, "saved") + text(hasNewSpec, "specified") + text(hasNewName, "named") +
+         text(isDirty, "dirty");
+}
+
+// After the file was written, the dataset stays dirty until everything else has succeeded.
+TEST(LibraryMemory, SavingLeavesTheDatasetDirtyIfItThrows) {
+  ExpectSafeWithoutMemory({Changes(
+      "SaveDataset", [] { return std::make_unique<Saving>(); },
+      [](Saving& saving) { SaveDataset(*saving.writer, saving.folder.Path("new.csv")); },
+      [](Saving& saving) {
+        const ORVX_DataSource& source = *saving.item->DataSource();
+        return StateOfSaving(std::filesystem::exists(saving.folder.Path("new.csv")),
+                             source.GetFileSpec() != Saving::kOld,
+                             saving.item->FileName() != Saving::kOld, source.IsDirty());
+      },
+      {StateOfSaving(false, false, false, true), StateOfSaving(true, false, false, true),
+       StateOfSaving(true, true, false, true), StateOfSaving(true, true, true, true)})});
 }
 
 // --- Clones ---

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/MemoryDataSource.h>
 
 #include <set>
 #include <string>
@@ -83,6 +84,46 @@ TEST(ManyThreads, ReadCasesConcurrently) {
 
   const std::vector<std::string> expected(500, "1.5 [some text       ]");
   EXPECT_EQ(rows, std::vector(4, expected));
+}
+
+// Each round makes iterators and copies that share the columns, then changes the columns while
+// other threads read and release them.
+TEST(ManyThreads, ReadSharedCasesWhileTheSourceIsChanged) {
+  constexpr int kRows = 200;
+  MemoryDataSource source;
+  source.InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "a"),
+                        std::vector<double>(kRows, 0));
+  source.InsertVariable(1, ORVX_Variable(ORVX_Variable::NextID(), "b", 3),
+                        std::vector<std::string>(kRows, "0"));
+  int wrong = 0;
+  for (int round = 0; round < 50; ++round) {
+    const std::string expected = std::to_string(round) + " [" + std::to_string(round);
+    std::vector<OBS> area(2);
+    std::unique_ptr<ObsIterator> rows(source.MakeIterator(area.data()));
+    std::unique_ptr<MemoryDataSource> copy = MemoryDataSource::CopyOf(source);
+    int wrongRows = 0;
+    int wrongCopies = 0;
+    std::thread reader([&] {
+      while (rows->Next()) {
+        if (area[0].number != round) ++wrongRows;
+      }
+      rows.reset();
+    });
+    std::thread copyReader([&] {
+      for (const std::string& row : Rows(*copy)) {
+        if (!row.starts_with(expected)) ++wrongCopies;
+      }
+      copy.reset();
+    });
+    for (int row = 0; row < kRows; ++row) {
+      source.SetValue(row, 0, static_cast<double>(round + 1));
+      source.SetValue(row, 1, std::to_string(round + 1));
+    }
+    reader.join();
+    copyReader.join();
+    wrong += wrongRows + wrongCopies;
+  }
+  EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace
