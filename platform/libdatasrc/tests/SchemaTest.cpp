@@ -341,7 +341,7 @@ TEST_F(SchemaTest, ReadsTheMembersBeyondTheStandard) {
   EXPECT_EQ(ErrorInField(R"("type": "string", "width": 0)"),
             "'width' must be a whole number from 1");
   EXPECT_EQ(ErrorInField(R"("level": "scale")"),
-            "'scale' is not one of: nominal, ordinal, interval, ratio");
+            "'scale' is not one of: unknown, nominal, ordinal, interval, ratio");
   EXPECT_EQ(ErrorInField(R"("missing": [true])"),
             "a value of 'missing' must be a number or a string");
   EXPECT_EQ(ErrorInField(R"("printFormat": {"kind": "money"})"),
