@@ -112,6 +112,15 @@ ReadNumber ReadShortNumber(std::string_view text, char decimalMark) {
   return {KindOf(text), Scaled(digits, decimals, isNegative)};
 }
 
+// Returns a number with the given decimal mark, as ParseNumber reads it with a point.
+std::optional<double> ParseNumberWithMark(std::string_view text, char decimalMark) {
+  if (decimalMark == '.') return ParseNumber(text);
+  if (text.find('.') != text.npos) return std::nullopt;
+  std::string withPoint(text);
+  std::replace(withPoint.begin(), withPoint.end(), decimalMark, '.');
+  return ParseNumber(withPoint);
+}
+
 // Reads any number, with blanks around it.
 ReadNumber ReadLongNumber(std::string_view text, char decimalMark) {
   const std::optional<double> value = ParseNumberWithMark(text, decimalMark);
@@ -199,6 +208,24 @@ class Fields {
   std::string buffer_;
 };
 
+// Counts missing values. Most are the same word as the last.
+class MissingCounter {
+ public:
+  explicit MissingCounter(ColumnPart& part) : part_(part) {}
+  void Add(std::uint32_t word) {
+    if (count_ == nullptr || word != word_) {
+      word_ = word;
+      count_ = &part_.missing[word];  // entries of the map stay in place
+    }
+    ++*count_;
+  }
+
+ private:
+  ColumnPart& part_;
+  std::uint32_t word_ = MissingWords::kNone;
+  std::uint64_t* count_ = nullptr;
+};
+
 bool IsRequired(const ColumnRules& rules) {
   return rules.field != nullptr && rules.field->isRequired;
 }
@@ -209,6 +236,7 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
   const MissingWords& missing = *rules.missing;
   const std::size_t rows = block.RowCount();
   part.numbers.resize(rows);
+  MissingCounter counter(part);
   Fields fields(block, field);
   for (std::size_t row = 0; row < rows; ++row) {
     const std::string_view text = fields[row];
@@ -231,7 +259,7 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
       return;
     }
     part.numbers[row] = kMissingNumber;
-    ++part.missing[word];
+    counter.Add(word);
   }
 }
 
@@ -256,6 +284,7 @@ void ReadTexts(const RecordBlock& block, std::size_t field, const ColumnRules& r
   for (std::size_t row = 0; row < rows; ++row) bytes += block.RawField(row, field).size();
   part.texts.resize(bytes);
   char* end = part.texts.data();
+  MissingCounter counter(part);
   Fields fields(block, field);
   for (std::size_t row = 0; row < rows; ++row) {
     std::string_view text = fields[row];
@@ -267,7 +296,7 @@ void ReadTexts(const RecordBlock& block, std::size_t field, const ColumnRules& r
       return;
     }
     if (isMissing) {
-      ++part.missing[word];
+      counter.Add(word);
       text = text.substr(0, 0);
     } else if (part.firstValue == ColumnPart::kNone) {
       part.firstValue = row;
@@ -292,14 +321,6 @@ std::string_view FieldText(std::string_view raw, std::string& buffer) {
     raw.remove_prefix(quote + 2);  // the second of the pair, too
   }
   return buffer.append(raw);
-}
-
-std::optional<double> ParseNumberWithMark(std::string_view text, char decimalMark) {
-  if (decimalMark == '.') return ParseNumber(text);
-  if (text.find('.') != text.npos) return std::nullopt;
-  std::string withPoint(text);
-  std::replace(withPoint.begin(), withPoint.end(), decimalMark, '.');
-  return ParseNumber(withPoint);
 }
 
 void ReadColumn(const RecordBlock& block, std::size_t field, Type type, const ColumnRules& rules,

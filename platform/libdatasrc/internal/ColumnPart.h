@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -51,9 +50,6 @@ void ReadColumn(const RecordBlock& block, std::size_t field, ImportReport::Type 
 
 // The bytes of a field without its quotes. Uses `buffer` if the field has quotes inside.
 std::string_view FieldText(std::string_view raw, std::string& buffer);
-
-// Returns a number with the given decimal mark, as ParseNumber reads it with a point.
-std::optional<double> ParseNumberWithMark(std::string_view text, char decimalMark);
 
 }  // namespace sdm_internal
 

@@ -1,0 +1,104 @@
+// FileColumn: one column of a data file while the file is read.
+
+#ifndef LIBDATASRC_INTERNAL_FILECOLUMN_H_
+#define LIBDATASRC_INTERNAL_FILECOLUMN_H_
+
+#include <libdatasrc/ImportReport.h>
+#include <libdatasrc/internal/CaseTable.h>
+#include <libdatasrc/internal/ColumnPart.h>
+#include <libdatasrc/internal/DelimitedText.h>
+#include <libdatasrc/internal/RecordBlock.h>
+#include <libdatasrc/internal/TableSchema.h>
+#include <libdatasrc/ORVX_Variable.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace sdm_internal {
+
+// A block of records, with the part of it that a column reads.
+struct BlockColumn {
+  const RecordBlock& records;
+  std::size_t field;
+  long line;  // the first of the block
+};
+
+// How far the file has been read, to allocate columns once.
+struct ReadSoFar {
+  std::size_t rows = 0;
+  double timesAsMuch = 1;  // the estimated size of the whole file, as a multiple of this part
+};
+
+// The rules of a column, its values so far, and what the report says about it.
+class FileColumn {
+ public:
+  // Borrows the field of the schema, null for none.
+  FileColumn(std::string name, const SchemaField* field, const ColumnRules& rules);
+
+  const std::string& Name() const { return reported_.name; }
+  bool HasField() const { return field_ != nullptr; }
+  const ColumnRules& Rules() const { return rules_; }
+  ImportReport::Type GetType() const { return type_; }
+
+  // Whether the column has no use for more blocks in this reading of the file.
+  bool IsComplete() const { return isComplete_; }
+  bool MustBeReadAgain() const { return mustBeReadAgain_; }
+
+  // Appends the values of a block: `part`, which may have been read as another type. Returns false
+  // if the schema does not allow a value.
+  bool Append(const BlockColumn& block, ColumnPart& part, const ReadSoFar& soFar);
+
+  // Reads the column as text if it must be read again.
+  void BeginSecondReading();
+
+  // Throws DataFileError for a value that the schema does not allow.
+  void CheckField(const DelimitedText& record, std::size_t index) const;
+
+  // After all blocks. `schema` is for error messages; null for none.
+  ORVX_Variable MakeVariable(const TableSchema* schema) const;
+  CaseColumn TakeValues();
+  ImportReport::Variable TakeReport();
+
+ private:
+  void FindType(const BlockColumn& block, ColumnPart& part, std::size_t rowsBefore);
+  void Report(const BlockColumn& block, std::size_t row, ImportReport::Reason reason);
+  void AppendValues(const ColumnPart& part, const ReadSoFar& soFar);
+  void Clear();
+
+  bool IsMissing(std::string_view text) const;
+  std::string ProblemOfMissing() const;
+  std::string ProblemOf(std::string_view text) const;
+
+  VariableFormat Format() const;
+  MeasurementLevel Level() const;
+  ValueLabels Labels(const TableSchema& schema) const;
+  MissingValues DeclaredMissing(const TableSchema& schema) const;
+  DataValue ValueOf(const SchemaCategory& category, const TableSchema& schema) const;
+  std::optional<double> ParseAsColumn(std::string_view text) const;
+
+  const SchemaField* field_;
+  ColumnRules rules_;
+  ImportReport::Type type_ = ImportReport::Type::Number;  // without values so far, unless fixed
+  bool hasValues_ = false;
+  bool isComplete_ = false;
+  bool mustBeReadAgain_ = false;
+
+  NumberColumn numbers_;
+  TextColumn texts_;
+  std::size_t reservedRows_ = 0;   // of `texts_`
+  std::size_t reservedBytes_ = 0;  // of `texts_`
+  std::size_t widest_ = 1;
+  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // counts by number of the word
+  ImportReport::Variable reported_;
+};
+
+// A text in quotes for a message, shortened and on one line.
+std::string Quoted(std::string_view text);
+
+}  // namespace sdm_internal
+
+#endif  // LIBDATASRC_INTERNAL_FILECOLUMN_H_
