@@ -134,6 +134,7 @@ std::string BytesThatTheDigestStandsFor(const ORVX_DataSource& source) {
 template <class Operation>
 void MeasureBesideTheFlatHash(benchmark::State& state, const ORVX_DataSource& source,
                               Operation operation) {
+  operation();  // caches the hashes of all variables
   for (auto _ : state) operation();
   const std::string bytes = BytesThatTheDigestStandsFor(source);
   state.counters["bytes"] = static_cast<double>(bytes.size());
@@ -141,12 +142,12 @@ void MeasureBesideTheFlatHash(benchmark::State& state, const ORVX_DataSource& so
       Ratio(operation, [&] { benchmark::DoNotOptimize(XXH3_128bits(bytes.data(), bytes.size())); });
 }
 
-void TakeTheDigestForTheFirstTime(benchmark::State& state) {
+void TakeTheDigestOfAnUnchangedDictionary(benchmark::State& state) {
   const Dictionary dictionary(state);
   MeasureBesideTheFlatHash(state, dictionary.source,
                            [&] { benchmark::DoNotOptimize(DigestOf(dictionary.source)); });
 }
-BENCHMARK(TakeTheDigestForTheFirstTime)->Arg(1'000);
+BENCHMARK(TakeTheDigestOfAnUnchangedDictionary)->Arg(1'000);
 
 // The dictionary caches the hashes of the other variables.
 void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {

@@ -24,7 +24,8 @@ MICROSECONDS = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
 RELEASE = "ReleaseWriter"
 SLOWER = 1.1
 # Counters that compare with code of this project, or that compare memory.
-NOT_PEERS = {"of_columns", "of_few", "of_reader", "of_sfMutexRW", "of_unmonitored", "of_whole_snapshot"}
+NOT_PEERS = {"of_columns", "of_few", "of_its_source", "of_reader", "of_sfMutexRW", "of_unmonitored", "of_whole_copy",
+             "of_whole_snapshot"}
 
 
 def run(build, options):
