@@ -157,8 +157,7 @@ class SDM_EXPORT SvrDMDataset {
 
   // The bootstrap specification; null for none. Borrowed until it is replaced or the dataset is
   // destroyed.
-  // Threads: any thread may check for null. To use the specification, hold the read or the write
-  // lock.
+  // Threads: any thread may check for null. To use it, hold the read or the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
 
   // Replaces the bootstrap specification with `specs`, which may be null; the dataset owns it and

@@ -279,9 +279,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void InitializeErrorMonitor(PackageProxy* proxy);
 
   // The bootstrap specification, owned by the item; null for none. Setting another pointer deletes
-  // the current specification; setting the same pointer changes nothing.
-  // Threads: any thread may check for null. To use the specification, hold the read or the write
-  // lock; to set it, hold the write lock.
+  // the current one; setting the same pointer changes nothing.
+  // Threads: any thread may check for null. To use it, hold the read or the write lock; to set it,
+  // hold the write lock.
   SvrBootstrapSpecs* GetBootstrapSpecs() const;
   void SetBootstrapSpecs(SvrBootstrapSpecs* specs);
 

@@ -23,9 +23,8 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   return source != nullptr ? *source : empty;
 }
 
-// Whether clients were notified of the file specification. A pass that reports the file
-// specification sets the dataset's file name to it; a suppressed file name is neither reported nor
-// set.
+// Whether clients were notified of the file specification. A pass that reports it
+// also sets the dataset's file name; a suppressed file name is neither reported nor set.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
   // Calls ParentOf, because other readers may be making iterators of a clone.

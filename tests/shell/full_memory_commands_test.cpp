@@ -93,6 +93,8 @@ const std::vector<Scene>& Scenes() {
       {"level s a ordinal"},
       {"format s a plain width 8 decimals 2"},
       {"role s a identifier"},
+      {"import s", ""},
+      {"save s as FOLDER/saved.tsv"},
       {"set s a 1 9"},
       {"append s 7 8 9"},
       {"delete s cases 1"},

@@ -122,5 +122,37 @@ TEST(OnOneLine, ReplacesOnlyControlCharacters) {
   EXPECT_EQ(OnOneLine("\x9B\xE2\x80"), "\x9B\xE2\x80");
 }
 
+// ---------------------------------------------------------------------------------------------
+// Progress
+
+std::string Shown(const Look& look, std::uint64_t done, std::uint64_t total,
+                  std::chrono::milliseconds delay) {
+  std::ostringstream out;
+  Output output(out, out, look);
+  {
+    ProgressBar bar(output, delay);
+    EXPECT_TRUE(bar.Show(done, total));
+  }
+  return out.str();
+}
+
+TEST(ProgressBar, IsDrawnAtATerminalAndRemovedAtTheEnd) {
+  const std::string bar = Shown({.width = 80}, 1, 4, std::chrono::milliseconds(0));
+  EXPECT_EQ(bar.substr(0, bar.find('%') + 1), "\r██████████░░░░░░░░░░░░░░░░░░░░░░░░░░░░░░ 25 %");
+  EXPECT_EQ(bar.substr(bar.find('%') + 1), "\r\x1B[K");
+}
+
+TEST(ProgressBar, IsFullIfMoreWasDoneThanExpected) {
+  EXPECT_THAT(Shown({.width = 80}, 9, 4, std::chrono::milliseconds(0)),
+              testing::HasSubstr("█ 100 %"));
+}
+
+TEST(ProgressBar, IsNotDrawnForAShortCommandOrAnUnknownTotalOrWithoutATerminal) {
+  EXPECT_EQ(Shown({.width = 80}, 1, 4, std::chrono::hours(1)), "");
+  EXPECT_EQ(Shown({.width = 80}, 1, 0, std::chrono::milliseconds(0)), "");
+  EXPECT_EQ(Shown({}, 1, 4, std::chrono::milliseconds(0)), "");
+  EXPECT_EQ(Shown({.json = true, .width = 80}, 1, 4, std::chrono::milliseconds(0)), "");
+}
+
 }  // namespace
 }  // namespace sdmsh

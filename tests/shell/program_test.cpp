@@ -134,7 +134,7 @@ TEST_F(Program, PrintsWhatTheManualShows) {
       "> " + open + "survey is open: 10 variables, 944 cases, from examples/data/survey.tsv\n";
   const std::string stage = Stage();
   const std::vector<std::string> examples = ExamplesOfTheManual();
-  EXPECT_EQ(examples.size(), 11u);
+  EXPECT_EQ(examples.size(), 12u);
   for (const std::string& example : examples) {
     const std::string commands = CommandsOf(example);
     const bool opensItself = commands.find(open) != std::string::npos;

@@ -140,13 +140,14 @@ Action ReplaceSource(Call& call) {
   enum { kFile, kBlank, kDictionary, kFiltered, kNone };
   const std::size_t kind = call.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
   const std::string file = kind == kFile ? call.TakeFile() : "";
+  const ImportOptions options = kind == kFile ? TakeImportOptions(call) : ImportOptions();
   const int caseCount = kind == kBlank ? call.TakeNumber("COUNT") : 0;
   if (kind == kFiltered) call.Expect("by");
   const std::string selector = kind == kFiltered ? call.Take("VARIABLE") : "";
   return [=, &call](SvrDMWriteableDataSource& writer) {
     ORVX_DataSource* const present = *writer;
     std::unique_ptr<ORVX_DataSource> source;
-    if (kind == kFile) source = SystemFileDataSource::Open(file, GiveUpIfInterrupted);
+    if (kind == kFile) source = OpenDataFile(call.shell.Out(), file, options);
     if (kind == kBlank) {
       if (present == nullptr)
         throw CommandError(call.dataset->Name() + " has no dictionary to keep");

@@ -13,8 +13,19 @@ namespace sdmsh {
 const std::vector<Command>& CommandTable() {
   static const std::vector<Command> table = {
       {"Datasets"},
-      {"open", "FILE as NAME [quiet]", "opens a data file as a dataset", OpenFile,
-       "Registry observers are not notified of a quiet dataset."},
+      {"open",
+       "FILE [delimiter comma|tab|semicolon|bar|space] [decimal point|comma] [encoding ENCODING] "
+       "as NAME [quiet]",
+       "opens a data file as a dataset", OpenFile,
+       "The delimiter, the decimal mark and the encoding are found from the file unless they are "
+       "given. `import` shows what was found. Registry observers are not notified of a quiet "
+       "dataset."},
+      {"import", "DATASET", "shows what was found when its data file was opened", ShowImport,
+       "For each variable its type, the value that decided it, and the words for missing values."},
+      {"save", "DATASET [as FILE] [delimiter comma|tab]", "saves a dataset as a data file",
+       SaveFile,
+       "Needs the write lock. Replaces the file of the dataset and the dictionary beside it, "
+       "NAME.schema.json. `as`: the dataset then belongs to FILE."},
       {"add-empty", "NAME [quiet]", "adds a dataset without a data source", AddEmpty,
        "`source` gives it one."},
       {"clone", "DATASET as NAME [quiet]",
@@ -95,7 +106,8 @@ const std::vector<Command>& CommandTable() {
       {"compute", "DATASET NAME = EXPRESSION", "computes the values of a variable", Compute,
        "A variable that does not exist yet is inserted at the end. EXPRESSION: numbers, names of "
        "numeric variables, + - * / ^ ( ), comparisons, && || and ?:, and functions such as sqrt, "
-       "ln, exp, abs, floor, ceil, rint, min and max. The result is missing if a value in it is missing, or if "
+       "ln, exp, abs, floor, ceil, rint, min and max. The result is missing if a value in it is "
+       "missing, or if "
        "it is not a finite number."},
       {"Properties (these need the write lock)"},
       {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
@@ -133,9 +145,12 @@ const std::vector<Command>& CommandTable() {
        "...|none. `set`, `from` and `off` need the write lock. `to` does not replace a file that "
        "holds something else."},
       {"The dataset (these need the write lock)"},
-      {"source", "DATASET file FILE|blank COUNT|dictionary|filtered by VARIABLE|none",
+      {"source",
+       "DATASET file FILE [delimiter comma|tab|semicolon|bar|space] [decimal point|comma] "
+       "[encoding ENCODING]|blank COUNT|dictionary|filtered by VARIABLE|none",
        "replaces the data source", ReplaceSource,
-       "`file`: by another data file. `blank`: by COUNT cases without values, with the same "
+       "`file`: by another data file, see `open`. `blank`: by COUNT cases without values, with the "
+       "same "
        "dictionary. `dictionary`: by an empty dictionary without cases. `filtered`: by the cases "
        "in which VARIABLE is neither 0 nor missing. `none`: by nothing."},
       {"sequence", "DATASET", "raises the case sequence number by one", RaiseCaseSequence},

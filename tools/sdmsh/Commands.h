@@ -65,9 +65,10 @@ std::string Wrapped(const std::string& text, std::size_t width, std::size_t inde
 // Commands.cpp
 CommandFunction Help, Quit;
 // DatasetCommands.cpp
-CommandFunction AddEmpty, AskWhetherTouched, CloneDataset, CloseDataset, HideVariables,
-    ListDatasets, OpenFile, SetFileName, SetHandle, SetPassword, SetWindowState, ShowDataset,
-    ShowMirror, ShowVariables;
+CommandFunction AddEmpty, CloneDataset, CloseDataset, HideVariables, ListDatasets, OpenFile,
+    SetHandle, SetPassword, SetWindowState, ShowDataset, ShowMirror, ShowVariables;
+// FileCommands.cpp
+CommandFunction AskWhetherTouched, SaveFile, SetFileName, ShowImport;
 // CaseCommands.cpp
 CommandFunction AskForBulkMoves, RaiseCaseSequence, ReplaceSource, ShowCases;
 // DescribeCommand.cpp

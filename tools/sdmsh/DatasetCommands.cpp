@@ -10,7 +10,6 @@
 
 #include <client/DictionaryDigest.h>
 #include <libdatasrc/DataFreeDataSource.h>
-#include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
@@ -352,31 +351,16 @@ Json MirrorInJson(const std::string& dataset, const Json& source, const Json& mi
           {"differing", differing}};
 }
 
-// ---------------------------------------------------------------------------------------------
-// Files
-
-// If `fileOrDataset` is the file name of a dataset, returns that file name. Otherwise takes it as
-// the name of a dataset and returns the file name of that dataset.
-std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {
-  for (const DatasetPtr& dataset : shell.Datasets()) {
-    const std::string file = dataset->Handle().GetFileName();
-    if (!file.empty() && SameName(file, fileOrDataset)) return file;
-  }
-  const DatasetPtr dataset = shell.Find(caller, fileOrDataset);
-  const std::string file = dataset->Handle().GetFileName();
-  if (file.empty()) throw CommandError(dataset->Name() + " has no file");
-  return file;
-}
-
 }  // namespace
 
 Action OpenFile(Call& call) {
   const std::string file = call.TakeFile();
+  const ImportOptions options = TakeImportOptions(call);
   call.Expect("as");
   const NewDataset wanted = TakeNewDataset(call);
   return [=, &call] {
     call.shell.RefuseName(wanted.name, nullptr);
-    Open(call, wanted, SystemFileDataSource::Open(file, GiveUpIfInterrupted), file);
+    Open(call, wanted, OpenDataFile(call.shell.Out(), file, options), file);
   };
 }
 
@@ -480,11 +464,6 @@ Action SetHandle(Call& call) {
   };
 }
 
-Action SetFileName(Call& call) {
-  const std::string file = call.Take("FILE");
-  return [=, &call] { call.dataset->Handle().SetFileName(file); };
-}
-
 Action SetWindowState(Call& call) {
   enum { kFront, kMinimized, kHidden };
   const std::size_t mark = call.TakeOneOf({"front", "minimized", "hidden"});
@@ -516,18 +495,6 @@ Action HideVariables(Call& call) {
         [&]() -> Json {
           return {{"event", "hides"}, {"names", names}};
         });
-  };
-}
-
-Action AskWhetherTouched(Call& call) {
-  const std::string fileOrDataset = call.Take("FILE or DATASET");
-  return [=, &call] {
-    const std::string file = FileMeant(call.shell, call.caller, fileOrDataset);
-    const bool touched = call.shell.Registry().SavFileExternallyChanged(file);
-    call.shell.Say(file + (touched ? " was" : " was not") + " changed by another program",
-                   [&]() -> Json {
-                     return {{"event", "touched"}, {"file", file}, {"touched", touched}};
-                   });
   };
 }
 

@@ -2,6 +2,8 @@
 
 #include "Output.h"
 
+#include "CommandError.h"
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <utf8proc.h>
@@ -99,6 +101,31 @@ void Output::Fail(const std::string& file, int line, std::string_view text) noex
 
 bool Output::ReachesItsReader() const {
   return out_.good();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Progress
+
+ProgressBar::ProgressBar(Output& output, std::chrono::milliseconds delay)
+    : output_(output), next_(std::chrono::steady_clock::now() + delay) {}
+
+ProgressBar::~ProgressBar() {
+  if (isShown_) output_.Print("\r\x1B[K");  // clears the line
+}
+
+bool ProgressBar::Show(std::uint64_t done, std::uint64_t total) {
+  GiveUpIfInterrupted();
+  const auto now = std::chrono::steady_clock::now();
+  if (output_.IsJson() || output_.MaxWidth() == 0 || total == 0 || now < next_) return true;
+  next_ = now + std::chrono::milliseconds(100);
+  constexpr std::size_t kLength = 40;
+  const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+  const auto filled = static_cast<std::size_t>(share * kLength);
+  std::string line = "\r";
+  for (std::size_t i = 0; i < kLength; ++i) line += i < filled ? "█" : "░";
+  output_.Print(line + " " + std::to_string(static_cast<int>(share * 100)) + " %");
+  isShown_ = true;
+  return true;
 }
 
 // ---------------------------------------------------------------------------------------------

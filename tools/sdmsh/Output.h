@@ -10,7 +10,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <iosfwd>
 #include <string>
@@ -113,6 +115,31 @@ class Output {
   Look look_;
   std::vector<std::string> notices_;
   bool lost_ = false;
+};
+
+// Shows how far a command is. At a terminal, a bar appears if the command takes long.
+//
+//   ProgressBar bar(output);
+//   Save(dataset, [&](auto done, auto total) { return bar.Show(done, total); });
+//
+// Threads: one at a time.
+class ProgressBar {
+ public:
+  // Borrows the output. The bar appears after `delay`.
+  explicit ProgressBar(Output& output,
+                       std::chrono::milliseconds delay = std::chrono::milliseconds(500));
+  ProgressBar(const ProgressBar&) = delete;
+  ProgressBar& operator=(const ProgressBar&) = delete;
+  ~ProgressBar();  // removes the bar
+
+  // Returns true. Throws CommandError after ctrl-C: see GiveUpIfInterrupted. A total of 0 is
+  // unknown.
+  bool Show(std::uint64_t done, std::uint64_t total);
+
+ private:
+  Output& output_;
+  std::chrono::steady_clock::time_point next_;  // when the bar is drawn next
+  bool isShown_ = false;
 };
 
 // Rows of text in columns. Each column is as wide as its widest text so far, including texts of

@@ -1,10 +1,13 @@
 #include "Sources.h"
 
+#include "Arguments.h"
 #include "CommandError.h"
+#include "Output.h"
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ObsProjector.h>
+#include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
@@ -48,6 +51,30 @@ BlankCases::BlankCases(const ORVX_DataSource& dictionary, long long rowCount)
 
 ObsIterator* BlankCases::MakeIterator(OBS* area) const {
   return new BlankRows(*this, rowCount_, area);
+}
+
+ImportOptions TakeImportOptions(Arguments& arguments) {
+  ImportOptions options;
+  for (;;) {
+    if (arguments.Accept("delimiter")) {
+      const std::size_t word = arguments.TakeOneOf({"comma", "tab", "semicolon", "bar", "space"});
+      options.delimiter = ",\t;| "[word];
+    } else if (arguments.Accept("decimal")) {
+      options.decimalMark = ".,"[arguments.TakeOneOf({"point", "comma"})];
+    } else if (arguments.Accept("encoding")) {
+      options.encoding = arguments.Take("ENCODING");
+    } else {
+      return options;
+    }
+  }
+}
+
+std::unique_ptr<ORVX_DataSource> OpenDataFile(Output& output, const std::string& file,
+                                              const ImportOptions& options) {
+  ProgressBar bar(output);
+  return SystemFileDataSource::Open(file, options, [&bar](std::uint64_t done, std::uint64_t total) {
+    return bar.Show(done, total);
+  });
 }
 
 std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source, LocallyUniqueID selector) {

@@ -4,6 +4,7 @@
 #define SDMSH_SOURCES_H_
 
 #include <libdatasrc/FilteredDataSource.h>
+#include <libdatasrc/ImportOptions.h>
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <ServerDataManager/LocallyUniqueID.h>
@@ -17,6 +18,9 @@ class SvrDMCloneDataSource;
 class SvrDMWriteableDataSource;
 
 namespace sdmsh {
+
+class Arguments;
+class Output;
 
 // A data source with a number of blank cases: numbers are missing, and strings consist of blanks.
 //
@@ -34,6 +38,14 @@ class BlankCases final : public ORVX_DataSource {
  private:
   const long long rowCount_;
 };
+
+// Takes "delimiter WORD", "decimal WORD" and "encoding NAME", in any order, or nothing.
+ImportOptions TakeImportOptions(Arguments& arguments);
+
+// Opens a data file, with a progress bar. Throws what SystemFileDataSource::Open throws, and
+// CommandError after ctrl-C.
+std::unique_ptr<ORVX_DataSource> OpenDataFile(Output& output, const std::string& file,
+                                              const ImportOptions& options);
 
 // Returns a source with `source` as its parent, the same dictionary and the same dirty flag. With a
 // `selector`, the identifier of a numeric variable, the returned source has only the cases that

@@ -131,8 +131,10 @@ class Expression {
     for (char letter = 'A'; letter <= 'Z'; ++letter) characters += letter;
     for (int byte = 0x80; byte <= 0xFF; ++byte) characters += static_cast<char>(byte);
     parser_.DefineNameChars(characters.c_str());
-    parser_.DefineFun("floor", +[](double value) { return std::floor(value); });
-    parser_.DefineFun("ceil", +[](double value) { return std::ceil(value); });
+    parser_.DefineFun(
+        "floor", +[](double value) { return std::floor(value); });
+    parser_.DefineFun(
+        "ceil", +[](double value) { return std::ceil(value); });
   }
 
   void FindVariables() {

@@ -1,0 +1,142 @@
+// Tests of the commands that open and save data files.
+
+#include "ShellTest.h"
+
+#include <fstream>
+#include <iterator>
+
+namespace sdmsh {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class DataFiles : public ShellTest {
+ protected:
+  std::string Content(const std::string& file) const {
+    std::ifstream stream(Path(file), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+};
+
+// ---------------------------------------------------------------------------------------------
+// Opening
+
+TEST_F(DataFiles, AreOpenedWithTheGivenDelimiterAndDecimalMark) {
+  const std::string file = WriteFile("f.txt", "a;b,c\n1,5;2,5\n");
+  EXPECT_THAT(AtPrompt("open " + file + " delimiter semicolon decimal comma as f\ncases f\n"),
+              HasSubstr("       a  b,c\n   1  1.5  2.5\n"));
+  const std::string other = WriteFile("g.txt", "a;b\n1;5\n");
+  EXPECT_THAT(AtPrompt("open " + other + " delimiter comma as f\ncases f\n"),
+              HasSubstr("      a;b\n   1  1;5\n"));
+}
+
+TEST_F(DataFiles, AreOpenedInTheGivenEncoding) {
+  const std::string file = WriteFile("f.txt", "town\nG\xD6RLITZ\n");
+  EXPECT_THAT(AtPrompt("open " + file + " encoding latin1 as f\ncases f\n"), HasSubstr("GÖRLITZ"));
+  EXPECT_THAT(AtPrompt("open " + file + " encoding nonsense as f\n"), HasSubstr("nonsense"));
+  EXPECT_FALSE(WentWell());
+}
+
+TEST_F(DataFiles, ReplaceADataSourceWithTheGivenDelimiter) {
+  const std::string file = WriteFile("f.txt", "a|b\n7|8\n");
+  EXPECT_THAT(Writing("source survey file " + file + " delimiter bar\ncases survey\n"),
+              StartsWith("      a  b\n   1  7  8\n"));
+}
+
+TEST_F(DataFiles, TellWhatWasFoundInThem) {
+  const std::string file = WriteFile("f.txt", "zip;x\n01067;1,5\nNA;\n");
+  EXPECT_THAT(AtPrompt("open " + file + " as f\nimport f\n"),
+              EndsWith("2 rows and 2 variables. The delimiter is a semicolon, the decimal mark is "
+                       "a comma, the encoding is UTF-8.\n"
+                       "zip: text, because '01067' in line 2 is a number with a leading zero. "
+                       "Missing values: 1 'NA'.\n"
+                       "x: number, like its first value '1,5' in line 2. Missing values: 1 "
+                       "empty.\n"));
+  EXPECT_THAT(InJson("open " + file + " as f\nimport f\n"),
+              EndsWith(R"({"event":"import","dataset":"f","delimiter":";","decimalMark":",",)"
+                       R"("encoding":"UTF-8","rows":2,"variables":[{"name":"zip","type":"text",)"
+                       R"("reason":"leadingZero","value":"01067","line":2,)"
+                       R"("missing":[{"word":"NA","count":1}]},{"name":"x","type":"number",)"
+                       R"("reason":"everyValue","value":"1,5","line":2,)"
+                       R"("missing":[{"word":"","count":1}]}]})"
+                       "\n"));
+}
+
+TEST_F(DataFiles, TellNothingOfADatasetWithoutAFile) {
+  EXPECT_THAT(Writing("source survey dictionary\nimport survey\n"),
+              StartsWith("error: survey was not read from a data file\n"));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Saving
+
+TEST_F(DataFiles, AreReplacedByASave) {
+  const std::string text =
+      Writing("set survey a 1 9.5\nlabel survey a \"Age, in years\"\nsave survey\nshow survey\n");
+  EXPECT_THAT(text, HasSubstr("survey is saved in " + Path("abc.tsv") + "\n"));
+  EXPECT_THAT(text, HasSubstr("unsaved        no\n"));
+  EXPECT_EQ(Content("abc.tsv"), "a\tb\tc\n9.5\t2\t3\n4\t5\t6\n");
+  EXPECT_THAT(AtPrompt(Open("again") + "variables again\n"), HasSubstr("Age, in years"));
+}
+
+TEST_F(DataFiles, AreWrittenWithTheDelimiterOfTheirNameOrTheGivenOne) {
+  Writing("save survey as " + Path("new.csv") + "\nsave survey as " + Path("other.csv") +
+          " delimiter tab\n");
+  EXPECT_THAT(Content("new.csv"), StartsWith("a,b,c\n"));
+  EXPECT_THAT(Content("other.csv"), StartsWith("a\tb\tc\n"));
+}
+
+TEST_F(DataFiles, BelongToTheDatasetThatWasSavedInThem) {
+  const std::string text =
+      Writing("save survey as " + Path("new.csv") + "\nshow survey\ntouched survey\n");
+  EXPECT_THAT(text, HasSubstr("saved as       " + Path("new.csv") + "\n"));
+  EXPECT_THAT(text, HasSubstr(Path("new.csv") + " was not changed by another program\n"));
+}
+
+TEST_F(DataFiles, KeepChangesOfOtherProgramsUnlessTheyAreNamed) {
+  const std::string file = Path("abc.tsv");
+  std::istringstream input(Open("survey") + "write survey\n");
+  std::ostringstream out;
+  Output output(out, out);
+  Shell shell(Registry(), output);
+  shell.Execute("main", {"open", file, "as", "survey"});
+  shell.Execute("main", {"write", "survey"});
+  const auto time = std::filesystem::last_write_time(file);
+  std::ofstream(file, std::ios::app) << "7\t8\t9\n";
+  std::filesystem::last_write_time(file, time + std::chrono::seconds(10));
+  try {
+    shell.Execute("main", {"save", "survey"});
+    ADD_FAILURE() << "saved over the changes";
+  } catch (const std::exception& error) {
+    EXPECT_EQ(error.what(), file + " was changed by another program; `save survey as " + file +
+                                "` replaces it all the same");
+  }
+  EXPECT_THAT(Content("abc.tsv"), EndsWith("7\t8\t9\n"));
+  shell.Execute("main", {"save", "survey", "as", file});
+  EXPECT_THAT(Content("abc.tsv"), EndsWith("4\t5\t6\n"));
+  shell.CloseDown("");
+}
+
+TEST_F(DataFiles, AreNotWrittenWithoutAName) {
+  EXPECT_THAT(AtPrompt("add-empty e\nwrite e\nsource e file " + Path("abc.tsv") +
+                       "\nfile e \"\"\nsave e\n"),
+              HasSubstr("error: e has no file; `save e as FILE` gives it one\n"));
+}
+
+TEST_F(DataFiles, StayAsTheyAreIfASaveFails) {
+  EXPECT_THAT(
+      Writing("dirty survey on\nsave survey as " + Path("none/new.csv") + "\nshow survey\n"),
+      testing::AllOf(HasSubstr("none/new.csv"), HasSubstr("unsaved        yes\n"),
+                     HasSubstr("file           " + Path("abc.tsv") + "\n")));
+}
+
+TEST_F(DataFiles, ReportTheSaveInJson) {
+  const std::string text = InJson(Open("survey") + "write survey\nsave survey\n");
+  EXPECT_THAT(text, HasSubstr(R"({"event":"saved","caller":"main","dataset":"survey","file":")" +
+                              Path("abc.tsv") + R"(","cases":2})"));
+}
+
+}  // namespace
+}  // namespace sdmsh

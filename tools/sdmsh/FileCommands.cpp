@@ -1,0 +1,161 @@
+// The commands on the data file of a dataset.
+
+#include "Arguments.h"
+#include "CommandError.h"
+#include "Commands.h"
+#include "DictionaryJson.h"
+#include "Shell.h"
+
+#include <libdatasrc/SystemFileDataSource.h>
+#include <liborvxdemg/DictionaryText.h>
+#include <ServerDataManager/SaveDataset.h>
+#include <ServerDataManager/serverdatamgr.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <cstdint>
+
+namespace sdmsh {
+namespace {
+
+const char* TypeInJson(ImportReport::Type type) {
+  switch (type) {
+    case ImportReport::Type::Number:
+      return "number";
+    case ImportReport::Type::Boolean:
+      return "boolean";
+    case ImportReport::Type::Date:
+      return "date";
+    case ImportReport::Type::DateTime:
+      return "datetime";
+    case ImportReport::Type::Time:
+      return "time";
+    case ImportReport::Type::Text:
+      return "text";
+  }
+  return "";
+}
+
+const char* ReasonInJson(ImportReport::Reason reason) {
+  switch (reason) {
+    case ImportReport::Reason::NoValues:
+      return "noValues";
+    case ImportReport::Reason::EveryValue:
+      return "everyValue";
+    case ImportReport::Reason::Schema:
+      return "schema";
+    case ImportReport::Reason::OtherValue:
+      return "otherValue";
+    case ImportReport::Reason::LeadingZero:
+      return "leadingZero";
+    case ImportReport::Reason::LargeNumber:
+      return "largeNumber";
+  }
+  return "";
+}
+
+Json ImportInJson(const std::string& dataset, const ImportReport& report) {
+  Json variables = Json::array();
+  for (const ImportReport::Variable& variable : report.variables) {
+    Json missing = Json::array();
+    for (const auto& [word, count] : variable.missing) {
+      missing.push_back({{"word", word}, {"count", count}});
+    }
+    variables.push_back({{"name", variable.name},
+                         {"type", TypeInJson(variable.type)},
+                         {"reason", ReasonInJson(variable.reason)},
+                         {"value", variable.value},
+                         {"line", variable.line == 0 ? Json(nullptr) : Json(variable.line)},
+                         {"missing", missing}});
+  }
+  return {{"event", "import"},
+          {"dataset", dataset},
+          {"delimiter", std::string(1, report.delimiter)},
+          {"decimalMark", std::string(1, report.decimalMark)},
+          {"encoding", report.encoding},
+          {"rows", report.rows},
+          {"variables", variables}};
+}
+
+// If `fileOrDataset` is the file name of a dataset, returns that file name. Otherwise takes it as
+// the name of a dataset and returns the file name of that dataset.
+std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {
+  for (const DatasetPtr& dataset : shell.Datasets()) {
+    const std::string file = dataset->Handle().GetFileName();
+    if (!file.empty() && SameName(file, fileOrDataset)) return file;
+  }
+  const DatasetPtr dataset = shell.Find(caller, fileOrDataset);
+  const std::string file = dataset->Handle().GetFileName();
+  if (file.empty()) throw CommandError(dataset->Name() + " has no file");
+  return file;
+}
+
+// Refuses to replace changes that another program made to the file.
+void RefuseTouched(const Call& call, const std::string& file) {
+  if (!call.shell.Registry().SavFileExternallyChanged(file)) return;
+  const std::string name = call.dataset->Name();
+  throw CommandError(file + " was changed by another program; " +
+                     CommandText(call.caller.Name(), {"save", name, "as", file}) +
+                     " replaces it all the same");
+}
+
+}  // namespace
+
+Action ShowImport(Call& call) {
+  return ReadWork([&call](SvrDMInputDataSource& reader) {
+    const std::string dataset = call.dataset->Name();
+    const auto* const file = dynamic_cast<const SystemFileDataSource*>(*reader);
+    if (file == nullptr) throw CommandError(dataset + " was not read from a data file");
+    const ImportReport& report = file->Report();
+    const auto words = [&] {
+      std::string text = report.Text();
+      text.pop_back();  // the last line feed
+      return text;
+    };
+    call.shell.Say(words, [&] { return ImportInJson(dataset, report); });
+  });
+}
+
+Action SaveFile(Call& call) {
+  const std::string newFile = call.Accept("as") ? call.TakeFile() : "";
+  SaveOptions options;
+  if (call.Accept("delimiter")) options.delimiter = ",\t"[call.TakeOneOf({"comma", "tab"})];
+  return [=, &call](SvrDMWriteableDataSource& writer) {
+    const std::string name = call.dataset->Name();
+    const std::string file = newFile.empty() ? writer.GetFileName() : newFile;
+    if (file.empty()) {
+      throw CommandError(name + " has no file; " +
+                         CommandText(call.caller.Name(), {"save", name, "as", "FILE"}) +
+                         " gives it one");
+    }
+    if (newFile.empty()) RefuseTouched(call, file);
+    {
+      ProgressBar bar(call.shell.Out());
+      SaveDataset(writer, file, options, [&bar](std::uint64_t done, std::uint64_t total) {
+        return bar.Show(done, total);
+      });
+    }
+    const long long cases = writer->RowCount();
+    call.Say("saved", name + " is saved in " + file, [&]() -> Json {
+      return {{"file", file}, {"cases", RowCountInJson(cases)}};
+    });
+  };
+}
+
+Action SetFileName(Call& call) {
+  const std::string file = call.Take("FILE");
+  return [=, &call] { call.dataset->Handle().SetFileName(file); };
+}
+
+Action AskWhetherTouched(Call& call) {
+  const std::string fileOrDataset = call.Take("FILE or DATASET");
+  return [=, &call] {
+    const std::string file = FileMeant(call.shell, call.caller, fileOrDataset);
+    const bool touched = call.shell.Registry().SavFileExternallyChanged(file);
+    call.shell.Say(file + (touched ? " was" : " was not") + " changed by another program",
+                   [&]() -> Json {
+                     return {{"event", "touched"}, {"file", file}, {"touched", touched}};
+                   });
+  };
+}
+
+}  // namespace sdmsh
