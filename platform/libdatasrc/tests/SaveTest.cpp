@@ -347,6 +347,22 @@ TEST(SaveDelimited, KeepsThePermissionsOfAFile) {
   EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
+TEST(SaveDelimited, SavesToTheCurrentFolder) {
+  const Folder folder;
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.Path(""));
+  SaveDelimited(*Survey(), "a.csv");
+  std::filesystem::current_path(before);
+  EXPECT_EQ(FilesIn(folder), (std::set<std::string>{"a.csv", "a.schema.json"}));
+}
+
+TEST(SaveDelimited, RefusesAFileThatIsNotRegular) {
+  const Folder folder;
+  ASSERT_EQ(mkfifo(folder.Path("a.csv").c_str(), 0600), 0);
+  EXPECT_THROW(SaveDelimited(*Survey(), folder.Path("a.csv")), DataFileError);
+  EXPECT_EQ(FilesIn(folder), std::set<std::string>{"a.csv"});
+}
+
 TEST(SaveDelimited, ReplacesASymbolicLink) {
   const Folder folder;
   const std::string target = folder.Write("target", kOldData);
