@@ -33,10 +33,11 @@ struct SaveOptions {
 // weight or filter that is a string.
 //
 // If it throws, or the process ends at any moment, opening the file gives the whole old content or
-// the whole new content; a process that is killed may leave files with the suffix .new beside it.
-// When it returns, the new content is on the disk. A file keeps its permissions; a symbolic link is
-// replaced, not followed. Do not open the file while it is being replaced: the data of one content
-// could be read with the schema of the other.
+// the whole new content. When it returns, the new content is on the disk. A process that is killed
+// at the end of a save, or on a file system without unnamed files, may leave files with the suffix
+// .new. A file keeps its permissions; a symbolic link is replaced, not followed. Do not open the
+// file while it is being replaced: the data of one content could be read with the schema of the
+// other.
 //
 // Throws std::invalid_argument for a path that ends in .gz or .zst: files are not compressed; and
 // for a source that could not be read back: without variables, with an unnamed variable or several

@@ -19,9 +19,15 @@ namespace sdm_internal {
 namespace {
 
 constexpr std::size_t kBufferBytes = std::size_t{256} << 10;
+constexpr const char* kOpenFiles = "/proc/self/fd";
 
 std::string FileNameOf(const std::string& path) {
   return std::filesystem::path(path).filename().string();
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  return folder.empty() ? "." : folder.string();
 }
 
 std::string MarkerOf(const std::string& path) {
@@ -41,9 +47,7 @@ bool Exists(const std::string& path) {
 class LockedFolder {
  public:
   explicit LockedFolder(const std::string& path) {
-    std::filesystem::path folder = std::filesystem::path(path).parent_path();
-    if (folder.empty()) folder = ".";
-    descriptor_ = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    descriptor_ = open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor_ == -1) FailToSave(path, errno);
     // Some file systems have no locks. A save is still safe there, but not several at a time.
     while (flock(descriptor_, LOCK_EX) != 0 && errno == EINTR) continue;
@@ -133,24 +137,44 @@ NewFile::NewFile(const std::string& target) : target_(target) {
   if (!replaces || fchmod(descriptor_, status.st_mode & 07777) == 0) return;
   const int error = errno;
   close(descriptor_);
-  unlink(path_.c_str());
+  if (!path_.empty()) unlink(path_.c_str());
   Fail(error);
 }
 
-// The name is new: another save may write beside the same target.
+// Without a name, if the file system can do that: then a killed process leaves no file.
 void NewFile::Create() {
-  static std::atomic<unsigned int> next{0};
-  while (descriptor_ == -1) {
-    path_ = target_ + '.' + std::to_string(getpid()) + '-' +
-            std::to_string(next.fetch_add(1, std::memory_order_relaxed)) + ".new";
-    descriptor_ = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor_ == -1 && errno != EEXIST && errno != EINTR) Fail(errno);
+  if (access(kOpenFiles, X_OK) == 0) {
+    descriptor_ = open(FolderOf(target_).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
+    if (descriptor_ != -1) return;
   }
+  do {
+    path_ = NextName();
+    descriptor_ = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  } while (descriptor_ == -1 && (errno == EEXIST || errno == EINTR));
+  if (descriptor_ == -1) Fail(errno);
+}
+
+// The name is new: another save may write beside the same target.
+std::string NewFile::NextName() const {
+  static std::atomic<unsigned int> next{0};
+  return target_ + '.' + std::to_string(getpid()) + '-' +
+         std::to_string(next.fetch_add(1, std::memory_order_relaxed)) + ".new";
+}
+
+void NewFile::GiveName() {
+  const std::string self = std::string(kOpenFiles) + '/' + std::to_string(descriptor_);
+  int result = -1;
+  do {
+    std::string name = NextName();
+    result = linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW);
+    if (result == 0) path_.swap(name);
+  } while (result != 0 && errno == EEXIST);
+  if (result != 0) Fail(errno);
 }
 
 NewFile::~NewFile() {
   if (descriptor_ != -1) close(descriptor_);
-  if (!isKept_) unlink(path_.c_str());
+  if (!isKept_ && !path_.empty()) unlink(path_.c_str());
 }
 
 void NewFile::Append(std::string_view bytes) {
@@ -170,6 +194,7 @@ void NewFile::WriteBuffer() {
 void NewFile::Finish() {
   WriteBuffer();
   if (fsync(descriptor_) != 0) Fail(errno);
+  if (path_.empty()) GiveName();
   const int descriptor = descriptor_;
   descriptor_ = -1;
   if (close(descriptor) != 0 && errno != EINTR) Fail(errno);
@@ -190,6 +215,7 @@ void ReplaceFiles(NewFile& data, NewFile& schema) {
   const std::string marker = MarkerOf(path);
   const LockedFolder folder(path);
   FinishInterruptedSave(path, folder);
+  if (!folder.Sync()) FailToSave(path, errno);
   WriteMarker(data, schema);
   if (!folder.Sync() || !data.ReplaceTarget()) {
     const int error = errno;

@@ -5,7 +5,7 @@
 //
 //   step                                               opening then gives
 //   1. survey.tsv.1234-0.new and                       the old content
-//      survey.schema.json.1234-1.new are written
+//      survey.schema.json.1234-1.new are complete
 //   2. survey.tsv.saving appears, with their names     the new content, from those files
 //   3. the first is renamed to survey.tsv              the new content
 //   4. the second is renamed to survey.schema.json     the new content
@@ -46,7 +46,7 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   void Append(std::string_view bytes);
-  // Writes everything to the disk and closes the file.
+  // Writes everything to the disk and closes the file, which has a name from now on.
   void Finish();
 
   const std::string& Path() const { return path_; }
@@ -58,11 +58,13 @@ class NewFile {
 
  private:
   void Create();
+  std::string NextName() const;
+  void GiveName();
   void WriteBuffer();
   [[noreturn]] void Fail(int error) const;
 
   std::string target_;
-  std::string path_;
+  std::string path_;  // empty: no name yet
   std::string buffer_;
   int descriptor_ = -1;
   bool isKept_ = false;
