@@ -36,10 +36,11 @@
 // seconds since midnight with the format Time. For type `any` and without a type, the fields
 // decide. Report tells what was decided.
 //
-// Memory: a number takes 8 bytes, a string 8 bytes and its text. While the file is opened, also
-// about 30 MB at most, and 1 KB for each column. If records become shorter towards the end of the
-// file, one column at a time is copied to more memory. A column whose type is refuted after the
-// first records is read as text in a second reading of the file.
+// Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
+// its report take about 2 KB. While the file is opened, each thread and two more take up to 2 MB
+// and 1 KB for each column, more if a record is longer than 128 KB. If the last records are much
+// shorter than the first, one column at a time is copied to more memory. A column whose type a
+// later value refutes is read as text in a second reading of the file.
 
 #ifndef LIBDATASRC_SYSTEMFILEDATASOURCE_H_
 #define LIBDATASRC_SYSTEMFILEDATASOURCE_H_
