@@ -42,7 +42,7 @@ struct BlockSettings {
   std::size_t firstBytes = std::size_t{64} << 10;  // determines the types of most columns
   // Of the other blocks. 0: large enough for many records, small enough for the processor's cache.
   std::size_t bytes = 0;
-  unsigned int threads = 0;                        // 0: as many as the machine has
+  unsigned int threads = 0;  // 0: as many as the machine has
 };
 
 // Reads the file and the schema beside it, as SystemFileDataSource::Open does.
