@@ -19,8 +19,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <map>
 #include <stdexcept>
+#include <system_error>
 #include <unordered_map>
 
 namespace sdm_internal {
@@ -51,6 +53,7 @@ class DataFileReader {
   }
 
   DataFile Read() {
+    writtenAt_ = WrittenAt();
     BlockReader reader{FileText(dataPath_, options_.encoding)};
     schema_ = ReadSchemaOf(path_);
     auto first = std::make_unique<Block>();
@@ -205,7 +208,13 @@ class DataFileReader {
     if (first->records.Text().size() < skipped_) FailAsChanged();
     first->records.Skip(skipped_);
     ReadRecords(reader, std::move(first));
-    if (rows_ != rows) FailAsChanged();
+    if (rows_ != rows || WrittenAt() != writtenAt_) FailAsChanged();
+  }
+
+  // Any fixed time if the file does not exist.
+  std::filesystem::file_time_type WrittenAt() const {
+    std::error_code error;
+    return std::filesystem::last_write_time(dataPath_, error);
   }
 
   [[noreturn]] void FailAsChanged() const {
@@ -411,6 +420,7 @@ class DataFileReader {
   char decimalMark_ = '.';
   std::size_t skipped_ = 0;  // bytes up to the first record
   long firstLine_ = 1;       // of the first record
+  std::filesystem::file_time_type writtenAt_;
   bool isSecondReading_ = false;
 
   std::vector<FileColumn> columns_;

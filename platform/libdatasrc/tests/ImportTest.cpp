@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <initializer_list>
+#include <utility>
 
 #include "Files.h"
 
@@ -259,6 +261,29 @@ TEST_F(Import, OpeningIsGivenUpWhenProgressAnswersFalse) {
 
   EXPECT_THROW(SystemFileDataSource::Open(path, {}, answer), GivenUp);
   EXPECT_EQ(calls, 2);
+}
+
+TEST_F(Import, AFileThatIsReplacedBeforeTheSecondReadingIsRejected) {
+  const std::string path = folder.Write("data.csv", "a,b\n" + Repeated("1,1\n", 200000) + "x,1\n");
+  const std::uint64_t size = std::filesystem::file_size(path);
+  bool isReplaced = false;
+  const auto replace = [&](std::uint64_t, std::uint64_t total) {
+    if (total == size || std::exchange(isReplaced, true)) return true;
+    folder.Write("new.csv", "a,b\n" + Repeated("2,2\n", 200000) + "y,2\n");
+    const auto oneMinute = std::chrono::minutes(1);
+    std::filesystem::last_write_time(folder.Path("new.csv"),
+                                     std::filesystem::last_write_time(path) + oneMinute);
+    std::filesystem::rename(folder.Path("new.csv"), path);
+    return true;
+  };
+
+  try {
+    SystemFileDataSource::Open(path, {}, replace);
+    FAIL() << "opened";
+  } catch (const DataFileError& error) {
+    EXPECT_THAT(error.what(), HasSubstr("changed while it was read"));
+  }
+  EXPECT_TRUE(isReplaced);
 }
 
 // --- The report ---
