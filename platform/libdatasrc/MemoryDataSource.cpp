@@ -209,8 +209,27 @@ MemoryDataSource::MemoryDataSource(CaseTable cases)
 
 MemoryDataSource::~MemoryDataSource() = default;
 
+namespace {
+
+// The source whose columns hold the values of `source`, or null: `source` itself, or the source
+// whose rows it passes on, if both dictionaries read the values of each variable alike.
+const MemoryDataSource* OwnerOfCases(const ORVX_DataSource& source) {
+  const auto* const owner = dynamic_cast<const MemoryDataSource*>(source.RowLayout());
+  if (owner == nullptr || owner == &source) return owner;
+  for (int i = 0; i < source.ColumnCount(); ++i) {
+    const ORVX_Variable& variable = source.GetVariable(i);
+    const int position = owner->FindVarIndex(variable.GetID());
+    if (position < 0 || owner->GetVariable(position).GetType() != variable.GetType()) {
+      return nullptr;
+    }
+  }
+  return owner;
+}
+
+}  // namespace
+
 std::unique_ptr<MemoryDataSource> MemoryDataSource::CopyOf(const ORVX_DataSource& source) {
-  const auto* const memory = dynamic_cast<const MemoryDataSource*>(&source);
+  const MemoryDataSource* const memory = OwnerOfCases(source);
   std::unique_ptr<MemoryDataSource> copy(
       new MemoryDataSource(memory != nullptr ? *memory->cases_ : ReadCases(source)));
   copy->CopyDictionary(&source);

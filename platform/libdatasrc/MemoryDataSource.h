@@ -95,8 +95,8 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
   ~MemoryDataSource() override;
 
   // A copy of the dictionary and the cases of `source`. Shares the columns of another
-  // MemoryDataSource, which costs no more than copying the dictionary; reads the cases of any other
-  // source. The copy has the same identifiers, no parent, and is not dirty. Throws what an iterator
+  // MemoryDataSource, which costs no more than copying the dictionary; also if `source` passes on
+  // its rows, as clones do, and has variables of the same types. Otherwise reads the cases. The copy has the same identifiers, no parent, and is not dirty. Throws what an iterator
   // of `source` throws.
   static std::unique_ptr<MemoryDataSource> CopyOf(const ORVX_DataSource& source);
 

@@ -1,5 +1,7 @@
 // The memory that editing cases takes: a shared column is copied once, other columns are not.
 
+#include "Files.h"
+
 #include <gtest/gtest.h>
 #include <libdatasrc/MemoryDataSource.h>
 #include <libdatasrc/OBS.h>
@@ -69,6 +71,16 @@ TEST(CaseMemory, AColumnThatNobodySharesAnyMoreIsNotCopied) {
 TEST(CaseMemory, ACopyTakesNoMoreMemoryForMoreCases) {
   const auto bytesOfCopy = [](const MemoryDataSource& source) {
     return BytesOf([&] { MemoryDataSource::CopyOf(source); });
+  };
+  const auto few = Filled(10);
+  const auto many = Filled(kRows);
+  EXPECT_EQ(bytesOfCopy(*many), bytesOfCopy(*few));
+}
+
+TEST(CaseMemory, ACopyOfASourceThatPassesOnRowsTakesNoMoreMemoryForMoreCases) {
+  const auto bytesOfCopy = [](MemoryDataSource& source) {
+    const PassedOn passing(&source);
+    return BytesOf([&] { MemoryDataSource::CopyOf(passing); });
   };
   const auto few = Filled(10);
   const auto many = Filled(kRows);

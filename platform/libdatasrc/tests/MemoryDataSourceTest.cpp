@@ -287,6 +287,18 @@ TEST(MemoryDataSource, CopiesTheCasesOfAnySource) {
   EXPECT_EQ(copy->GetVariable(1), passing.GetVariable(1));
 }
 
+TEST(MemoryDataSource, CopiesTheValuesThatASourceReadsFromThePassedOnRows) {
+  const auto towns = Towns();
+  const ORVX_Variable people = towns->GetVariable(1);
+  PassedOn same(towns.get());
+  EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(same)), Rows(*towns));
+
+  towns->DeleteVariables(1, 1);  // the values stay, but no row has them
+  PassedOn other(towns.get());
+  other.InsertVariable(1, people);
+  EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(other)).front(), "[Graz    ] missing");
+}
+
 TEST(MemoryDataSource, KeepsTheFirstValuesOfASharedIdentifierInACopy) {
   const auto towns = Towns();
   PassedOn passing(towns.get());
