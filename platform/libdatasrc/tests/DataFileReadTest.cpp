@@ -228,11 +228,14 @@ TEST(DataFileRead, GivesTheFieldsOfRandomTextsInBlocksOfAnySize) {
   }
 }
 
-// Damages a text at random.
+// Damages a text at random, often after a quote.
 std::string Damaged(std::string text, Random& random) {
   constexpr std::string_view kBytes("\",\r\nx\0\xC3\xFF", 8);
   for (std::size_t i = 1 + random.Below(2); i > 0; --i) {
-    text.insert(random.Below(text.size() + 1), 1, random.OneOf(kBytes));
+    std::size_t at = random.Below(text.size() + 1);
+    const std::size_t quote = text.find('"', at);
+    if (quote != text.npos && random.Below(2) == 0) at = quote + 1;
+    text.insert(at, 1, random.OneOf(kBytes));
   }
   return text;
 }
