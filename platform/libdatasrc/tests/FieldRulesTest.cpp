@@ -91,6 +91,7 @@ TEST(FieldRules, OnlyANumberThatIsNotBareMayHaveSurroundings) {
   rules.isBareNumber = false;
   EXPECT_EQ(rules.Parse("95%"), 95);
   EXPECT_EQ(rules.Parse("EUR -9.50"), -9.5);
+  EXPECT_EQ(rules.Parse("Fr. 9"), 9);
   EXPECT_EQ(rules.Parse("\xE2\x82\xAC.5"), 0.5);
   EXPECT_FALSE(rules.Parse("EUR"));
   EXPECT_FALSE(rules.Parse("1 2"));

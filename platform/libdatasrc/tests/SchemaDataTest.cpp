@@ -84,6 +84,8 @@ TEST_F(SchemaData, NumbersHaveTheMarksOfTheField) {
 TEST_F(SchemaData, TextsOfAnotherTypeAreRejected) {
   EXPECT_EQ(ErrorInColumn("x\n", R"("type": "date")"),
             "data.csv:2:1: 'x' in column 'a' is not a date");
+  EXPECT_EQ(ErrorInColumn("  \n\nx\n", R"("type": "date")"),
+            "data.csv:4:1: 'x' in column 'a' is not a date");
   EXPECT_EQ(ErrorInColumn("1:00\n", R"("type": "time")"),
             "data.csv:2:1: '1:00' in column 'a' is not a time");
   EXPECT_EQ(ErrorInColumn("1970-01-01\n", R"("type": "datetime")"),
@@ -153,6 +155,7 @@ TEST_F(SchemaData, ARuleIsCheckedBehindTheFirstBlockToo) {
 TEST_F(SchemaData, ARepeatedKeyIsRejectedWithItsLine) {
   const std::string unique = R"({"fields": [{"name": "a", "constraints": {"unique": true}}]})";
   EXPECT_EQ(ErrorIn("a\n1\n2\n\n\n3\n", unique), "opened");
+  EXPECT_EQ(ErrorIn("a\nx\ny\n\n\nz\n", unique), "opened");
   EXPECT_EQ(
       ErrorIn("a\n1\n2\n\n1.0\n", unique),
       "data.csv:5:1: '1.0' in column 'a' is repeated, against the rule of the schema: unique");

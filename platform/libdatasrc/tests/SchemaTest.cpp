@@ -291,6 +291,10 @@ TEST_F(SchemaTest, LabelledMissingValuesOfTheTypeStayValues) {
       Field(R"("type": "string", "missingValues": [{"value": "NA", "label": "x"}])");
   EXPECT_EQ(text.missing[0].value, DataValue("NA"));
   EXPECT_TRUE(text.missingValues->empty());
+  const SchemaField blank =
+      Field(R"("type": "string", "missingValues": [{"value": "", "label": "x"}])");
+  EXPECT_TRUE(blank.missing.empty());
+  EXPECT_THAT(*blank.missingValues, ElementsAre(""));
 
   const SchemaField any = Field(R"("missingValues": [{"value": "-9", "label": "refused"}])");
   EXPECT_TRUE(any.missing.empty());

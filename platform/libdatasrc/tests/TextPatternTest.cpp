@@ -79,7 +79,8 @@ TEST(TextPattern, ClassesAreThoseOfTheHeader) {
   ExpectMatches("\\D", {"a", "\xC3\xBC"}, {"5"});
   ExpectMatches("\\s", {" ", "\t", "\n", "\r"}, {"a"});
   ExpectMatches("\\S", {"a"}, {" ", "\t", "\n", "\r"});
-  ExpectMatches("\\w", {"a", "Z", "0", "_", "\xC3\xBC"}, {"-", " "});
+  ExpectMatches("\\w", {"a", "Z", "0", "_", "\xC3\xBC", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"},
+                {"-", " "});
   ExpectMatches("\\W", {"-", " "}, {"a", "\xC3\xBC"});
 }
 
