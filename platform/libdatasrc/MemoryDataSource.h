@@ -96,8 +96,9 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
 
   // A copy of the dictionary and the cases of `source`. Shares the columns of another
   // MemoryDataSource, which costs no more than copying the dictionary; also if `source` passes on
-  // its rows, as clones do, and has variables of the same types. Otherwise reads the cases. The copy has the same identifiers, no parent, and is not dirty. Throws what an iterator
-  // of `source` throws.
+  // its rows, as clones do, and has variables of the same types. Otherwise reads the cases. The
+  // copy has the same identifiers, no parent, and is not dirty. Throws what an iterator of `source`
+  // throws.
   static std::unique_ptr<MemoryDataSource> CopyOf(const ORVX_DataSource& source);
 
   // The iterator reads the values of the time of the call, also after the source is edited or
