@@ -13,8 +13,8 @@
 
 class ORVX_DataSource;
 
-// Creates the parent's iterator in its constructor and does not use the source again. The iterator
-// may outlive the source and the parent if the parent's iterators may.
+// Creates the parent's iterator in its constructor and does not use the source again. It may
+// outlive the source, and also the parent if the parent's iterators may.
 //
 // Threads: as for ObsIterator.
 class SDM_EXPORT PassThroughIter : public ObsIterator {

@@ -86,7 +86,7 @@ SDM_EXPORT std::string TimeSeries(const ORVX_DataSource* dictionary, const ORVX_
 
 // For example "indicators".
 SDM_EXPORT const char* SetKind(std::int32_t kind);
-// For example: "news" "TV news": indicators "a", "b", selected value "1"; "one": "c"
+// "name" "label": indicators "a", "b", selected value "1"; "next": "c"
 SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
                             const std::vector<VariableSet>& sets);
 // For example: "news" (3 variables), "issues" (1 variable)

@@ -239,7 +239,7 @@ TEST_F(SavedFileOnDisk, IsChangedAndStaysOpenIfTruncated) {
   EXPECT_FALSE(AnotherProcessMayWrite(path_));
 }
 
-TEST_F(SavedFileOnDisk, IsUnchangedAndStaysOpenIfDeleted) {
+TEST_F(SavedFileOnDisk, StaysOpenAsUnchangedIfDeleted) {
   Hold();
 
   ASSERT_EQ(InAnotherProcess([&] { return unlink(path_.c_str()); }), 0);

@@ -71,7 +71,7 @@ inline std::vector<ORVX_Variable> VariablesOf(const std::vector<RandomVariable>&
   return variables;
 }
 
-// Sets weight, filter and split of `source` to some of its variables; `choice` is any number.
+// `choice`, any number, sets or clears each of weight, filter and split of `source`.
 inline void UseSomeVariables(ORVX_DataSource& source, unsigned int choice) {
   const int count = source.ColumnCount();
   if (count == 0) return;

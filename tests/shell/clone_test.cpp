@@ -131,7 +131,7 @@ TEST_F(Cloning, ClonesCanBeCloned) {
                         "   2  6  5\n"));
 }
 
-TEST_F(Cloning, NotifiesTwiceOfTheReplacedSourceAndThenNeverAgain) {
+TEST_F(Cloning, NotifiesTwiceOfTheReplacedSourceTheFirstTimeOnly) {
   EXPECT_THAT(
       AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n"
                                 "clone survey as copy\nrelease\nmirror survey\nwrite survey\n"

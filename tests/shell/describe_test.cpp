@@ -110,6 +110,15 @@ TEST_F(Describing, ShowsEachVariable) {
             "b         3        1\n");
 }
 
+TEST_F(Describing, ShowsDatesAsDates) {
+  EXPECT_EQ(Printed("d\tg\n2024-02-28\t2024-01-01\n2024-03-01\t2024-01-01\n",
+                    "split d together by g\ndescribe d d\n"),
+            "variable  group           n  missing        mean      sd         min                  "
+            "25%      median                  75%         max\n"
+            "d         g = 2024-01-01  2        0  2024-02-29  122188  2024-02-28  "
+            "2024-02-28T12:00:00  2024-02-29  2024-02-29T12:00:00  2024-03-01\n");
+}
+
 TEST_F(Describing, ShowsTheVariablesThatAreNamed) {
   const std::string text = Printed("a\tb\n1\t2\n", "describe d b\n");
   EXPECT_THAT(text, HasSubstr("\nb "));

@@ -90,7 +90,7 @@ TEST_F(Interrupt, EndsReadingCases) {
   EXPECT_THAT(text, EndsWith("> cases survey\ntest.sdm:2: interrupted\n"));
 }
 
-// The filter selects none of two thousand million cases, so the search would not end by itself.
+// The filter selects none of two thousand million cases, so the search would take very long.
 TEST_F(Interrupt, EndsASearchForSelectedCases) {
   const std::string text =
       InterruptedInLastLine(Open("survey") +

@@ -36,8 +36,8 @@ TEST_F(Locks, WriterWaitsUntilTheLastReaderReleases) {
   EXPECT_TRUE(WentWell());
 }
 
-// A reader lets a waiting writer go first, but only for a short time, because readers must not wait
-// for each other.
+// A waiting writer blocks a new reader only for a short time, because an earlier reader may wait
+// for the new reader.
 TEST_F(Locks, ReaderBehindAWaitingWriterGetsTheLockBesideTheOtherReaders) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r1 read survey\n@w write survey\n@r2 read survey\n"
                                         "@r1 release\n@r2 release\n@w release\n"),

@@ -30,6 +30,13 @@ TEST_F(ChangingValues, SetsAMissingValue) {
   EXPECT_THAT(CasesAfter("set survey b 2 \"\"\n"), HasSubstr("   2  4  NaN  6\n"));
 }
 
+TEST_F(ChangingValues, SetsADate) {
+  EXPECT_EQ(CasesAfter("format survey b date\nset survey b 1 2024-02-29\nset survey b 2 0\n"),
+            "      a           b  c\n"
+            "   1  1  2024-02-29  3\n"
+            "   2  4  1970-01-01  6\n");
+}
+
 TEST_F(ChangingValues, SetsAString) {
   EXPECT_THAT(CasesAfter("retype survey b string:3\nset survey b 2 abc\n"),
               HasSubstr("   2  4  abc  6\n"));

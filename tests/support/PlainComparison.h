@@ -22,7 +22,7 @@ struct Uses {
 };
 Uses UsesIn(const ORVX_DataSource& source);
 
-// The snapshot, and the steps that update it, with linear searches and copies.
+// A view, and functions that update it with linear searches and copies.
 class PlainComparison {
  public:
   // Returns the messages that change the view to `source`, and applies them to the view.

@@ -168,7 +168,7 @@ TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
       {Updating("Update", 12, [] { return std::make_unique<ChangedDataset>(); })});
 }
 
-// The comparison uses an empty source in place of a missing source.
+// Without a source, `UpdateSnapshot` creates an empty one to compare.
 TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
   ExpectSafeWithoutMemory({Updating("Update without a source", 10, [] {
     auto dataset = std::make_unique<ChangedDataset>();

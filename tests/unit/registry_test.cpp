@@ -1012,7 +1012,7 @@ TEST_F(RegistryTest, AHookThatReturnsNullMakesADatasetWithoutASource) {
   EXPECT_EQ(registry_.GetDataSet(Add())->DataSource(), nullptr);
 }
 
-// The registry calls the hook before it checks whether the file name is in use.
+// The registry calls the hook before checking whether the file name is in use.
 TEST_F(RegistryTest, AHookMayFreeTheFileNameByDeletingItsDataset) {
   Hook hook;
   const LocallyUniqueID first = Add("survey");
@@ -1134,8 +1134,8 @@ TEST_F(HandedOverSource, BelongsToTheHookIfTheResultIsNotBuiltOnIt) {
   ORVX_DataSource* const given = source.get();
   const std::string longName(100, 'n');
 
-  // The allocation for the list of sources given to the hook succeeds; the allocation for the item
-  // fails.
+  // The allocation for `hook_.given` succeeds; the allocation for the copy of the
+  // name fails.
   EXPECT_TRUE(FailsWithMemoryFor(
       1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 

@@ -96,9 +96,8 @@ class CasePrinter {
       return rows.push_back(std::move(row));
     }
     std::vector<std::string> row = {std::to_string(number)};
-    for (const DataValue& value : cases_->Values()) {
-      const auto* const text = std::get_if<std::string>(&value);
-      row.push_back(text != nullptr ? *text : DictionaryText::Value(value));
+    for (std::size_t i = 0; const DataValue& value : cases_->Values()) {
+      row.push_back(ValueText(variables_[i++], value));
     }
     table.Add(std::move(row));
   }

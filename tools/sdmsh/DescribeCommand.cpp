@@ -9,6 +9,7 @@
 #include "Variables.h"
 
 #include <libdatasrc/CaseReader.h>
+#include <libdatasrc/ValueText.h>
 #include <liborvxdemg/DictionaryText.h>
 
 #include <algorithm>
@@ -128,6 +129,12 @@ class Description {
   std::map<GroupKey, Group> groups_;
 };
 
+// Quotes a string.
+std::string KeyText(const ORVX_Variable& variable, const DataValue& value) {
+  const std::string text = ValueText(variable, value);
+  return std::holds_alternative<std::string>(value) ? Quoted(text) : text;
+}
+
 // Returns a text such as `vote = 1 "Dole"`, with the value label if there is one.
 std::string GroupText(const Task& task, const GroupKey& key) {
   std::vector<std::string> parts;
@@ -136,15 +143,18 @@ std::string GroupText(const Task& task, const GroupKey& key) {
     const auto label = variable.GetValueLabels().find(key[i]);
     const bool isMissing = key[i] == DataValue(std::string());
     parts.push_back(variable.GetName() + " = " +
-                    (isMissing ? "missing" : DictionaryText::Value(key[i])) +
+                    (isMissing ? "missing" : KeyText(variable, key[i])) +
                     (label != variable.GetValueLabels().end() ? " " + Quoted(label->second) : ""));
   }
   return Joined(parts);
 }
 
-// Formats six significant digits. Returns an empty text for a statistic that is not defined.
-std::string Rounded(double number) {
+// Formats six significant digits, or a date or time rounded to seconds if the format is of that
+// kind. Returns an empty text for a statistic that is not defined.
+std::string Rounded(double number, const VariableFormat& format = {}) {
   if (std::isnan(number)) return "";
+  const std::string date = FormatValue(format, std::round(number));
+  if (!date.empty()) return date;
   char text[32];
   std::snprintf(text, sizeof text, "%.6g", number);
   return text;
@@ -161,16 +171,19 @@ Table NewTable(bool hasGroups) {
   return Table(std::move(columns));
 }
 
-void AddRow(Table& table, const std::string& name, const std::optional<std::string>& group,
+void AddRow(Table& table, const ORVX_Variable& variable, const std::optional<std::string>& group,
             Values& values, bool hasChart) {
   const Statistics result = StatisticsOf(values.numbers);
-  std::vector<std::string> row = {name};
+  const VariableFormat& format = variable.GetFormat();
+  std::vector<std::string> row = {variable.GetName()};
   if (group) row.push_back(*group);
-  for (const double number :
-       {values.present, values.missing, result.mean, result.deviation, result.minimum,
-        result.quartiles[0], result.quartiles[1], result.quartiles[2], result.maximum}) {
-    row.push_back(Rounded(number));
-  }
+  row.push_back(Rounded(values.present));
+  row.push_back(Rounded(values.missing));
+  row.push_back(Rounded(result.mean, format));
+  row.push_back(Rounded(result.deviation));
+  row.push_back(Rounded(result.minimum, format));
+  for (const double quartile : result.quartiles) row.push_back(Rounded(quartile, format));
+  row.push_back(Rounded(result.maximum, format));
   row.push_back(hasChart ? Histogram(values.numbers, kBins) : "");
   table.Add(std::move(row));
 }
@@ -181,14 +194,14 @@ std::string InWords(Description& description, const Output& output) {
   const Task& task = description.Of();
   const bool hasChart = output.MaxWidth() > 0;
   const bool together = !task.split.empty() && !task.separate;
-  const auto nameOf = [&](std::size_t i) -> const std::string& {
-    return task.variables[task.described[i]].GetName();
+  const auto variableAt = [&](std::size_t i) -> const ORVX_Variable& {
+    return task.variables[task.described[i]];
   };
   if (together) {
     Table table = NewTable(/*hasGroups=*/true);
     for (std::size_t i = 0; i < task.described.size(); ++i) {
       for (auto& [key, group] : description.Groups()) {
-        AddRow(table, nameOf(i), GroupText(task, key), group[i], hasChart);
+        AddRow(table, variableAt(i), GroupText(task, key), group[i], hasChart);
       }
     }
     return table.TakeText(output);
@@ -197,7 +210,7 @@ std::string InWords(Description& description, const Output& output) {
   for (auto& [key, group] : description.Groups()) {
     Table table = NewTable(/*hasGroups=*/false);
     for (std::size_t i = 0; i < group.size(); ++i) {
-      AddRow(table, nameOf(i), std::nullopt, group[i], hasChart);
+      AddRow(table, variableAt(i), std::nullopt, group[i], hasChart);
     }
     text += text.empty() ? "" : "\n";
     if (!key.empty()) text += output.Heading(GroupText(task, key)) + "\n";

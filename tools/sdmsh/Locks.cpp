@@ -212,8 +212,7 @@ CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset,
                                       bool tryOnly) {
   std::list<Hold> fresh;
   Hold& asked = fresh.emplace_back(Hold{caller, dataset, mode});
-  // ObserverOf must run on the shell's thread, because the caller's thread runs together with
-  // others.
+  // ObserverOf changes a map, so it must run on the shell's thread, not on the caller's thread.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
   caller.Start([&asked, tryOnly, originator] {
     SvrDMItemPtr& item = asked.dataset->Item();

@@ -87,8 +87,8 @@ struct Hold {
   }
 };
 
-// A caller that holds a lock or waits for it, or a thread outside the shell. The name is empty if
-// the handle is gone, so that nobody can release the lock.
+// A caller that holds a lock or waits for it, or a thread outside the shell. An empty name means
+// that the handle is gone, and nobody can release the lock.
 struct LockUser {
   std::string name;
   LockMode mode;

@@ -98,9 +98,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   clone->SetDirty(source->IsDirty());
   auto copy = CopyOf(*clone);
 
-  // When the dataset gets the clone, it deletes its current chain of sources, which must not
-  // include the former source. So an interim view replaces the former source and is then separated
-  // from it.
+  // SetDataSet(clone) deletes the chain of sources that the dataset has then. `source` must not be
+  // in that chain, so an interim view replaces `source` and is then separated from it.
   auto interim = ViewOf(*source);
   FilteredDataSource& placed = *interim;
   writer.SetDataSet(std::move(interim));

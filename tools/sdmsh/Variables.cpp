@@ -5,13 +5,11 @@
 #include "OpenDataset.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
+#include <libdatasrc/ValueText.h>
 #include <liborvxdemg/DictionaryText.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <system_error>
 
 namespace sdmsh {
 namespace {
@@ -82,16 +80,20 @@ void RefuseTakenName(const ORVX_DataSource& source, const std::string& name) {
 DataValue ValueFor(const ORVX_Variable& variable, const std::string& word) {
   const std::string& name = variable.GetName();
   if (variable.GetType() == 0) {
-    double number = 0;
-    const char* const end = word.data() + word.size();
-    const auto [rest, error] = std::from_chars(word.data(), end, number);
-    if (error == std::errc() && rest == end && std::isfinite(number)) return number;
+    if (const auto number = ParseValue(variable.GetFormat(), word)) return *number;
     throw CommandError(Quoted(word) + " is not a number, but variable " + Quoted(name) +
                        " is numeric");
   }
   if (word.size() <= static_cast<std::size_t>(variable.GetType())) return word;
   throw CommandError(Quoted(word) + " does not fit into variable " + Quoted(name) + ", a " +
                      DictionaryText::Type(variable.GetType()));
+}
+
+std::string ValueText(const ORVX_Variable& variable, const DataValue& value) {
+  const auto* const number = std::get_if<double>(&value);
+  if (number == nullptr) return std::get<std::string>(value);
+  const std::string text = FormatValue(variable.GetFormat(), *number);
+  return text.empty() ? DictionaryText::Number(*number) : text;
 }
 
 ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset) {

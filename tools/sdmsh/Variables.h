@@ -38,8 +38,13 @@ std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<st
 void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
 
 // Converts a word to a value of the variable: the word itself for a string variable, otherwise a
-// decimal number. Refuses a word that is not a number, and a string longer than the variable.
+// decimal number, or a date or time if the format of the variable is of that kind. Refuses any
+// other word, and a string longer than the variable.
 DataValue ValueFor(const ORVX_Variable& variable, const std::string& word);
+
+// The value as it is shown: a string as it is, a date or time by the format of the variable, any
+// other number as DictionaryText::Number.
+std::string ValueText(const ORVX_Variable& variable, const DataValue& value);
 
 // The writer's data source. Refuses a dataset that has no data source.
 ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset);

@@ -48,9 +48,9 @@ void CheckDatePattern(std::string_view pattern, std::string_view directives);
 // schema says otherwise.
 std::optional<bool> ParseBoolean(std::string_view text);
 
-// The inverses: texts that parse to the same number. Empty if there is none: DateText needs the
-// start of a day, TimeText less than a day, all a year from 1 to 9999. Fractions of a second are
-// written as short as possible.
+// The inverses: texts that parse to the same number, with the shortest fraction of a second. Empty
+// if there is none: DateText needs the start of a day, TimeText less than a day, and dates a year
+// from 1 to 9999.
 std::string DateText(double value);
 std::string TimeText(double seconds);
 std::string DateTimeText(double value);  // without a zone

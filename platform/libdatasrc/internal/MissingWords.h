@@ -1,4 +1,4 @@
-// MissingWords: the fields of a column that are missing values.
+// MissingWords: the words that mean a missing value in a column.
 
 #ifndef LIBDATASRC_INTERNAL_MISSINGWORDS_H_
 #define LIBDATASRC_INTERNAL_MISSINGWORDS_H_

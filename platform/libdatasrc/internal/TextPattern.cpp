@@ -1,4 +1,4 @@
-// Compiles a pattern to a nondeterministic automaton and runs all its states at once.
+// Compiles a pattern to a nondeterministic automaton and tracks the states it is in.
 
 #include <libdatasrc/internal/TextPattern.h>
 

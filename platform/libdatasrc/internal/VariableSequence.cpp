@@ -241,7 +241,7 @@ std::size_t VariableSequence::RunWithRoom(int position) {
   return position < starts_[run + 1] ? run : run + 1;
 }
 
-// Inserts an empty run at index `run`, with the start position of the run that was there.
+// Inserts an empty run at index `run`; it starts where the run there did, or at the end.
 void VariableSequence::InsertRun(std::size_t run, int capacity) {
   ReserveSlots(1);
   runs_.reserve(runs_.size() + 1);

@@ -215,8 +215,8 @@ class VariableSequence {
   std::vector<Run> runs_;    // the blocks in order; none is empty; each has room for kCapacity
                              // variables, unless it is the only block
   std::vector<int> starts_;  // the position of the first variable of each run
-  // Entry k is approximately the run of position k * kStride: insertions and deletions since the
-  // last rebuild may have shifted it slightly.
+  // Entry k is the run of position k * kStride, exact at the last rebuild; later edits may have
+  // moved the position to a run nearby.
   std::vector<int> runAt_;
   int lag_ = 0;              // variables inserted and deleted since the last rebuild
   std::size_t lagFrom_ = 0;  // the first run that these edits shifted

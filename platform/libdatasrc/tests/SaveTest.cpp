@@ -387,7 +387,7 @@ TEST(SaveDelimited, ReportsTheCasesWritten) {
   EXPECT_EQ(reports, (std::vector<std::uint64_t>{0, 4096, 8192, 10000}));
 }
 
-TEST(SaveDelimited, LeavesNothingBehindWhenItIsGivenUp) {
+TEST(SaveDelimited, LeavesOnlyTheOldFileWhenItIsGivenUp) {
   const Folder folder;
   const std::string path = folder.Write("a.csv", kOldData);
   MemoryDataSource source;

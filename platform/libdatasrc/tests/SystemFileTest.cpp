@@ -269,7 +269,7 @@ TEST_F(SystemFile, AVariableKeepsItsValuesWhenItIsMoved) {
   EXPECT_THAT(Rows(*source), ElementsAre("[x       ] 3 1"));
 }
 
-TEST_F(SystemFile, AForeignVariableReadsAsMissing) {
+TEST_F(SystemFile, VariableNotInTheFileReadsAsMissing) {
   const auto source = Open("a\n1\n");
   source->MakeVariable(ORVX_Variable(ORVX_Variable::NextID(), "n"), nullptr);
   source->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "s", 9));

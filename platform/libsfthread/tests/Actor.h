@@ -93,7 +93,7 @@ class Actor {
     }
   }
 
-  // The state letter follows the thread's name in parentheses.
+  // `stat_` has the text "(name) state", where state S is asleep.
   bool IsAsleep() const {
     std::array<char, 64> text;
     const ssize_t length = pread(stat_, text.data(), text.size(), 0);
