@@ -26,8 +26,9 @@ class SvrDMWriteableDataSource;
 // ServerDataManager::SavFileExternallyChanged.
 //
 // Throws std::invalid_argument if the dataset has no data source, DataFileError if `path` is the
-// file name of another dataset, and everything that the pass and SaveDelimited throw; the dataset
-// then still belongs to its old file and is as dirty as after the pass. If memory runs out after
+// file name of another dataset (as text, ignoring case), and everything that the pass and
+// SaveDelimited throw; the dataset then still belongs to its old file and is as dirty as after the
+// pass. If memory runs out after
 // the file was written, std::bad_alloc propagates: the file is saved, but the dataset is still
 // dirty.
 //

@@ -2,6 +2,7 @@
 
 #include <libdatasrc/ImportReport.h>
 
+#include <algorithm>
 #include <string_view>
 
 namespace {
@@ -40,6 +41,12 @@ std::string_view NameOf(Type type) {
       return "text";
   }
   return {};
+}
+
+std::string OnOneLine(std::string text) {
+  std::ranges::replace_if(
+      text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; }, ' ');
+  return text;
 }
 
 std::string ReasonOf(const ImportReport::Variable& variable) {
@@ -82,7 +89,7 @@ std::string ImportReport::Text() const {
                      ", the decimal mark is " + (decimalMark == ',' ? "a comma" : "a point") +
                      ", the encoding is " + encoding + ".\n";
   for (const Variable& variable : variables) {
-    text.append(variable.name).append(": ").append(NameOf(variable.type));
+    text.append(OnOneLine(variable.name)).append(": ").append(NameOf(variable.type));
     text += ReasonOf(variable) + ". " + MissingOf(variable) + "\n";
   }
   return text;

@@ -46,7 +46,8 @@ struct SDM_EXPORT ImportReport {
     std::vector<Missing> missing;  // the words that occur, in ascending order
   };
 
-  // One sentence for the file and one for each variable, each on a line of its own.
+  // A line about the file, and a line about each variable. In names, a blank replaces each control
+  // character.
   std::string Text() const;
 
   char delimiter = ',';

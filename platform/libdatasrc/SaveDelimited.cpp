@@ -1,3 +1,4 @@
+#include <dirent.h>
 #include <libdatasrc/internal/CellText.h>
 #include <libdatasrc/internal/ObsCells.h>
 #include <libdatasrc/internal/RowArea.h>
@@ -15,6 +16,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string_view>
@@ -201,9 +204,36 @@ char DelimiterFor(const std::string& path, char wanted) {
   return wanted;
 }
 
+// Whether a file with this name is probably a data file.
+bool IsDataFile(const std::filesystem::path& file) {
+  static constexpr std::string_view kSuffixes[] = {".csv", ".tsv", ".tab", ".txt", ".dat"};
+  const std::string suffix = file.extension().string();
+  if (suffix == ".gz" || suffix == ".zst") return IsDataFile(file.stem());
+  return std::ranges::find(kSuffixes, suffix) != std::end(kSuffixes);
+}
+
+// Refuses a path whose schema also belongs to another data file, which could then no longer be
+// opened.
+void CheckSiblings(const std::filesystem::path& path) {
+  const std::string schema = SchemaPathOf(path.filename().string());
+  const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  // Not std::filesystem::directory_iterator, which ends the process if memory runs out.
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+  if (entries == nullptr) return;
+  while (const dirent* const entry = readdir(entries.get())) {
+    const std::filesystem::path name = entry->d_name;
+    if (name == path.filename() || !IsDataFile(name)) continue;
+    if (SchemaPathOf(name.string()) != schema) continue;
+    Refuse(path.string(), name.string() + " in the same folder has the same schema, " + schema);
+  }
+}
+
 void CheckPath(const std::string& path) {
-  if (!path.ends_with(".gz") && !path.ends_with(".zst")) return;
-  Refuse(path, "compressed files cannot be written");
+  if (path.ends_with(".gz") || path.ends_with(".zst")) {
+    Refuse(path, "compressed files cannot be written; choose another name");
+  }
+  if (path.ends_with(".schema.json")) Refuse(path, "the name of a schema, not of a data file");
+  CheckSiblings(path);
 }
 
 std::string CheckedSchema(const ORVX_DataSource& source, const std::string& path) {

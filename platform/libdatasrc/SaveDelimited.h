@@ -20,7 +20,6 @@ struct SaveOptions {
 
 // Writes the cases of any source to `path`, and its dictionary to the schema beside it: for
 // survey.tsv, survey.schema.json (SystemFileDataSource.h). Replaces both files if they exist.
-// Beware: survey.csv has the same schema file.
 //
 // Opening the file again gives the same variables in the same order, with new identifiers: name,
 // label, type and width, value labels, declared missing values, measurement level, format and
@@ -39,10 +38,12 @@ struct SaveOptions {
 // file while it is being replaced: the data of one content could be read with the schema of the
 // other.
 //
-// Throws std::invalid_argument for a path that ends in .gz or .zst: files are not compressed; and
-// for a source that could not be read back: without variables, with an unnamed variable or several
-// of one name, with an infinite number, with a text that is not UTF-8 or has a zero byte, with more
-// than kMaxSplitVars split variables, or with a case or a schema larger than
+// Throws std::invalid_argument for a path that ends in .gz or .zst: files are not compressed; for a
+// path that ends in .schema.json; if another data file (.csv, .tsv, .tab, .txt or .dat, perhaps
+// compressed) in the folder has the same schema, as survey.csv and survey.tsv do; and for a source
+// that could not be read back: without variables, with an unnamed variable or several of one name,
+// with an infinite number, with a text that is not UTF-8 or has a zero byte, with more than
+// kMaxSplitVars split variables, or with a case or a schema larger than
 // SystemFileDataSource::kMaxRecordBytes. Throws DataFileError for an error of the file system, with
 // the old content in place unless the text says otherwise.
 //

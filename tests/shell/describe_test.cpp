@@ -63,6 +63,10 @@ TEST(Statistics, HaveQuartilesIfTheWeightsAddUpToLessThanOne) {
   EXPECT_THAT(Of({{1, 0.25}, {2, 0.25}}).quartiles, ElementsAre(1, 1, 1));
 }
 
+TEST(Statistics, HaveFiniteQuartilesOfTheLargestNumbers) {
+  EXPECT_EQ(Of({{-1e308, 1}, {1e308, 1}}).quartiles[1], 0);
+}
+
 TEST(Statistics, HaveInfiniteQuartilesInsteadOfNaNs) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   EXPECT_THAT(Of({{kInfinity, 1}, {kInfinity, 1}, {1, 1}}).quartiles,
@@ -132,6 +136,13 @@ TEST_F(Describing, CountsDeclaredMissingValuesAsMissing) {
 
 TEST_F(Describing, LeavesOutCasesThatTheFilterDoesNotSelect) {
   EXPECT_THAT(Printed("a\tf\n1\t1\n2\t0\n3\t\n", "filter d by f\ndescribe d a\n"),
+              HasSubstr("a         1        0     1"));
+}
+
+TEST_F(Describing, LeavesOutCasesWhoseWeightOrFilterIsDeclaredMissing) {
+  EXPECT_THAT(Printed("a\tw\n1\t3\n2\t4\n", "missing d w 4\nweight d by w\ndescribe d a\n"),
+              HasSubstr("a         3        0     1"));
+  EXPECT_THAT(Printed("a\tw\n1\t3\n2\t4\n", "missing d w 4\nfilter d by w\ndescribe d a\n"),
               HasSubstr("a         1        0     1"));
 }
 

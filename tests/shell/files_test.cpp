@@ -66,7 +66,7 @@ TEST_F(DataFiles, TellWhatWasFoundInThem) {
 
 TEST_F(DataFiles, TellNothingOfADatasetWithoutAFile) {
   EXPECT_THAT(Writing("source survey dictionary\nimport survey\n"),
-              StartsWith("error: survey was not read from a data file\n"));
+              StartsWith("error: the data source of survey is not a data file\n"));
 }
 
 // ---------------------------------------------------------------------------------------------

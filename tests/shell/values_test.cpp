@@ -83,6 +83,11 @@ TEST_F(ChangingValues, ComputesWithFunctions) {
               HasSubstr("   2  4  5  6  422\n"));
 }
 
+TEST_F(ChangingValues, ComputesWithAVariableThatIsCalledLikeAConstantOfTheParser) {
+  EXPECT_THAT(CasesAfter("rename survey a _pi\ncompute survey d = _pi * 10\n"),
+              HasSubstr("   2    4  5  6  40\n"));
+}
+
 TEST_F(ChangingValues, ComputesWithNamesThatAreNotAscii) {
   EXPECT_THAT(CasesAfter("rename survey a größe.1\ncompute survey d = größe.1 * 10\n"),
               HasSubstr("   2        4  5  6  40\n"));

@@ -9,6 +9,7 @@
 #include "Variables.h"
 
 #include <libdatasrc/CaseReader.h>
+#include <libdatasrc/OBS.h>
 #include <libdatasrc/ValueText.h>
 #include <liborvxdemg/DictionaryText.h>
 
@@ -102,8 +103,8 @@ class Description {
  private:
   // Omits a case whose weight is missing, 0 or negative, or whose filter value is missing or 0.
   void Add(const std::vector<DataValue>& values) {
-    const double weight = task_.weight ? std::get<double>(values[*task_.weight]) : 1;
-    const double filter = task_.filter ? std::get<double>(values[*task_.filter]) : 1;
+    const double weight = NumberAt(values, task_.weight);
+    const double filter = NumberAt(values, task_.filter);
     if (!(weight > 0) || filter == 0 || std::isnan(filter)) return;
     Group& group = groups_.try_emplace(KeyOf(values), task_.described.size()).first->second;
     for (std::size_t i = 0; i < group.size(); ++i) {
@@ -113,6 +114,13 @@ class Description {
       const auto* const number = std::get_if<double>(&value);
       if (!isMissing && number != nullptr) group[i].numbers.push_back({*number, weight});
     }
+  }
+
+  // Returns 1 without a position, and a NaN for a missing value.
+  double NumberAt(const std::vector<DataValue>& values, std::optional<std::size_t> position) const {
+    if (!position) return 1;
+    const DataValue& value = values[*position];
+    return IsMissing(value, task_.variables[*position]) ? kMissingNumber : std::get<double>(value);
   }
 
   GroupKey KeyOf(const std::vector<DataValue>& values) const {

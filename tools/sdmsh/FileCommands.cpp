@@ -104,7 +104,8 @@ Action ShowImport(Call& call) {
   return ReadWork([&call](SvrDMInputDataSource& reader) {
     const std::string dataset = call.dataset->Name();
     const auto* const file = dynamic_cast<const SystemFileDataSource*>(*reader);
-    if (file == nullptr) throw CommandError(dataset + " was not read from a data file");
+    if (file == nullptr)
+      throw CommandError("the data source of " + dataset + " is not a data file");
     const ImportReport& report = file->Report();
     const auto words = [&] {
       std::string text = report.Text();

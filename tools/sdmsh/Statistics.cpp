@@ -30,8 +30,7 @@ class Ranks {
     if (part == 0) return before;
     Ranks next = *this;
     const double after = next[whole + 1];
-    // An infinity minus itself would be a NaN.
-    return before == after ? before : before + part * (after - before);
+    return std::lerp(before, after, part);
   }
 
  private:

@@ -126,6 +126,7 @@ class Expression {
 
   // Names may contain any letters of UTF-8, whose bytes are not ASCII.
   void DefineNames() {
+    parser_.ClearConst();  // constants would hide variables
     std::string characters = "0123456789_.$#@";
     for (char letter = 'a'; letter <= 'z'; ++letter) characters += letter;
     for (char letter = 'A'; letter <= 'Z'; ++letter) characters += letter;

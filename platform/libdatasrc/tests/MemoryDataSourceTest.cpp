@@ -296,7 +296,7 @@ TEST(MemoryDataSource, CopiesTheValuesThatASourceReadsFromThePassedOnRows) {
   towns->DeleteVariables(1, 1);  // the values stay, but no row has them
   PassedOn other(towns.get());
   other.InsertVariable(1, people);
-  EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(other)).front(), "[Graz    ] missing");
+  EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(other)).front(), "[Graz    ] .");
 }
 
 TEST(MemoryDataSource, KeepsTheFirstValuesOfASharedIdentifierInACopy) {

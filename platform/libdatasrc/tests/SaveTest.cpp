@@ -13,6 +13,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <set>
 #include <utility>
@@ -143,9 +144,9 @@ TEST(SaveDelimited, GivesTheSameSourceWhenOpenedAgain) {
 }
 
 TEST(SaveDelimited, TakesTheDelimiterFromTheSuffixUnlessItIsGiven) {
-  const Folder folder;
   const auto survey = Survey();
   const auto firstLine = [&](const std::string& name, char delimiter) {
+    const Folder folder;
     SaveDelimited(*survey, folder.Path(name), {delimiter});
     const std::string bytes = BytesOf(folder.Path(name));
     return bytes.substr(0, bytes.find('\n'));
@@ -385,6 +386,19 @@ TEST(SaveDelimited, ReportsTheCasesWritten) {
     return true;
   });
   EXPECT_EQ(reports, (std::vector<std::uint64_t>{0, 4096, 8192, 10000}));
+}
+
+TEST(SaveDelimited, RefusesTheSchemaOfAnotherDataFile) {
+  const Folder folder;
+  MemoryDataSource source;
+  source.InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "a"), {1, 2});
+  folder.Write("two.csv.gz", "p,q\n1,2\n");
+  EXPECT_THROW(SaveDelimited(source, folder.Path("two.tsv")), std::invalid_argument);
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("two.schema.json")));
+  folder.Write("three.pdf", "no data");
+  SaveDelimited(source, folder.Path("three.csv"));
+  SaveDelimited(source, folder.Path("three.csv"));
+  EXPECT_THROW(SaveDelimited(source, folder.Path("three.schema.json")), std::invalid_argument);
 }
 
 TEST(SaveDelimited, LeavesOnlyTheOldFileWhenItIsGivenUp) {
