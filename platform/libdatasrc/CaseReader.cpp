@@ -4,8 +4,10 @@
 #include <libdatasrc/internal/RowArea.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
+#include <utility>
 
 using namespace sdm_internal;
 
@@ -18,11 +20,13 @@ DataValue ValueIn(const OBS* cells, int type) {
 
 }  // namespace
 
-CaseReader::CaseReader(const ORVX_DataSource& source)
+CaseReader::CaseReader(const ORVX_DataSource& source, Progress progress)
     : projector_(source, source),
       row_(RowArea(source, projector_)),
       area_(static_cast<std::size_t>(projector_.GetToAreaSize())),
-      rows_(source.MakeIterator(row_.data())) {
+      rows_(source.MakeIterator(row_.data())),
+      progress_(std::move(progress)),
+      total_(static_cast<std::uint64_t>(std::max(source.RowCount(), 0LL))) {
   for (int position = 0; position < source.ColumnCount(); ++position) {
     types_.push_back(source.GetVariable(position).GetType());
   }
@@ -31,7 +35,10 @@ CaseReader::CaseReader(const ORVX_DataSource& source)
 CaseReader::~CaseReader() = default;
 
 bool CaseReader::Next() {
+  constexpr std::uint64_t kCasesBetweenReports = 1024;
+  if (progress_ && read_ % kCasesBetweenReports == 0 && !progress_(read_, total_)) throw GivenUp();
   if (!rows_->Next()) return false;
+  ++read_;
   projector_.Project(row_.data(), area_.data());
   return true;
 }

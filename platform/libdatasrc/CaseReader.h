@@ -10,8 +10,10 @@
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ObsProjector.h>
 #include <libdatasrc/ORVX_Variable.h>
+#include <libdatasrc/Progress.h>
 #include <ServerDataManager/Export.h>
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -23,10 +25,13 @@ class ORVX_DataSource;
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
+  // `progress` counts cases; the total is 0 if RowCount() is unknown. It is called before the first
+  // case and each 1,024 cases; if it gives up, Next throws GivenUp.
+  //
   // Creates an iterator of `source`, which may need the source afterwards; the reader itself does
   // not. Throws
   // std::invalid_argument if GetObsAreaSize() is not the length of a row of RowLayout().
-  explicit CaseReader(const ORVX_DataSource& source);
+  explicit CaseReader(const ORVX_DataSource& source, Progress progress = {});
   CaseReader(const CaseReader&) = delete;
   CaseReader& operator=(const CaseReader&) = delete;
   ~CaseReader();
@@ -46,6 +51,9 @@ class SDM_EXPORT CaseReader {
   std::vector<OBS> row_;    // with the layout of the source's rows
   std::vector<OBS> area_;   // with the layout of the source's own dictionary
   const std::unique_ptr<ObsIterator> rows_;
+  const Progress progress_;
+  const std::uint64_t total_;  // 0: unknown
+  std::uint64_t read_ = 0;
 };
 
 #endif  // LIBDATASRC_CASEREADER_H_

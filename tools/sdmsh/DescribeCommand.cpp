@@ -89,12 +89,11 @@ class Description {
  public:
   explicit Description(Task task) : task_(std::move(task)) {}
 
-  void Read(const ORVX_DataSource& source) {
-    CaseReader cases(source);
-    while (cases.Next()) {
-      GiveUpIfInterrupted();
-      Add(cases.Values());
-    }
+  void Read(const ORVX_DataSource& source, Output& output) {
+    ProgressBar bar(output);
+    CaseReader cases(
+        source, [&bar](std::uint64_t done, std::uint64_t total) { return bar.Show(done, total); });
+    while (cases.Next()) Add(cases.Values());
   }
 
   const Task& Of() const { return task_; }
@@ -277,7 +276,7 @@ Action Describe(Call& call) {
     if (*reader == nullptr) throw CommandError(dataset + " has no data source");
     const ORVX_DataSource& source = **reader;
     Description description(TaskOf(source, names));
-    description.Read(source);
+    description.Read(source, call.shell.Out());
     const auto words = [&] {
       const bool isEmpty = description.Groups().empty() || description.Of().described.empty();
       return isEmpty ? dataset + " has no values to describe"

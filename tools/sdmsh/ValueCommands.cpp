@@ -160,12 +160,14 @@ class Expression {
   std::vector<Operand> operands_;
 };
 
-std::vector<double> ValuesOf(const std::string& text, const MemoryDataSource& source) {
+std::vector<double> ValuesOf(const std::string& text, const MemoryDataSource& source,
+                             Output& output) {
   Expression expression(text, source);
   std::vector<double> values(static_cast<std::size_t>(source.RowCount()));
+  ProgressBar bar(output);
   long long row = 0;
   for (double& value : values) {
-    GiveUpIfInterrupted();
+    if (row % 1024 == 0) bar.Show(static_cast<std::uint64_t>(row), values.size());
     value = expression.ValueOf(row++);
   }
   return values;
@@ -214,16 +216,17 @@ Action Compute(Call& call) {
   call.Expect("=");
   std::string text;
   for (const std::string& word : call.TakeRest("EXPRESSION")) text += word + " ";
-  return EditCases(call, [=](MemoryDataSource& source) {
+  return EditCases(call, [=, &call](MemoryDataSource& source) {
+    Output& output = call.shell.Out();
     const auto isNamed = [&](const ORVX_Variable& each) { return each.GetName() == name; };
     const std::vector<ORVX_Variable> variables = VariablesOf(source);
     if (std::ranges::none_of(variables, isNamed)) {
       RefuseTakenName(source, name);
       source.InsertVariable(source.ColumnCount(), ORVX_Variable(ORVX_Variable::NextID(), name),
-                            ValuesOf(text, source));
+                            ValuesOf(text, source, output));
     } else {
       const int position = NumberPositionOf(source, name, "be computed");
-      source.SetColumn(position, ValuesOf(text, source));
+      source.SetColumn(position, ValuesOf(text, source, output));
     }
   });
 }

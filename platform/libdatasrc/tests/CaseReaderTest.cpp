@@ -3,8 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libdatasrc/CaseReader.h>
+#include <libdatasrc/MemoryDataSource.h>
 
+#include <cstdint>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "Files.h"
 
@@ -52,6 +56,27 @@ TEST_F(CaseReaderOnAFile, DoesNotUseTheSourceAgain) {
 
   ASSERT_TRUE(cases.Next());
   EXPECT_THAT(cases.Values(), ElementsAre(DataValue(1.5), DataValue(" two  words")));
+}
+
+TEST(CaseReaderWithProgress, CountsCases) {
+  MemoryDataSource source;
+  source.InsertMissingCases(0, 2500);
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> calls;
+  CaseReader cases(source, [&](std::uint64_t done, std::uint64_t total) {
+    calls.emplace_back(done, total);
+    return true;
+  });
+  while (cases.Next()) continue;
+  EXPECT_THAT(calls, ElementsAre(testing::Pair(0, 2500), testing::Pair(1024, 2500),
+                                 testing::Pair(2048, 2500)));
+}
+
+TEST(CaseReaderWithProgress, GivesUpOnRequest) {
+  MemoryDataSource source;
+  source.InsertMissingCases(0, 2500);
+  CaseReader cases(source, [](std::uint64_t done, std::uint64_t) { return done < 1024; });
+  for (int i = 0; i < 1024; ++i) EXPECT_TRUE(cases.Next());
+  EXPECT_THROW(cases.Next(), GivenUp);
 }
 
 // Passes on rows that are longer than its dictionary.
