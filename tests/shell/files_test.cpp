@@ -64,9 +64,16 @@ TEST_F(DataFiles, TellWhatWasFoundInThem) {
                        "\n"));
 }
 
+TEST_F(DataFiles, TellWhatWasFoundInThemThroughClonesAndFilters) {
+  const std::string report = "2 rows and 3 variables. The delimiter is a tab";
+  EXPECT_THAT(Writing("clone survey as copy\nimport survey\n"), HasSubstr(report));
+  EXPECT_THAT(Writing("clone survey as copy\nimport copy\n"), HasSubstr(report));
+  EXPECT_THAT(Writing("source survey filtered by a\nimport survey\n"), HasSubstr(report));
+}
+
 TEST_F(DataFiles, TellNothingOfADatasetWithoutAFile) {
   EXPECT_THAT(Writing("source survey dictionary\nimport survey\n"),
-              StartsWith("error: the data source of survey is not a data file\n"));
+              StartsWith("error: the data source of survey does not read a data file\n"));
 }
 
 // ---------------------------------------------------------------------------------------------

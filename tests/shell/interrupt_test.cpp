@@ -90,6 +90,28 @@ TEST_F(Interrupt, EndsReadingCases) {
   EXPECT_THAT(text, EndsWith("> cases survey\ntest.sdm:2: interrupted\n"));
 }
 
+TEST_F(Interrupt, EndsADescription) {
+  const std::string text = InterruptedInLastLine(Open("survey"), "describe survey");
+  EXPECT_THAT(text, EndsWith("> describe survey\ntest.sdm:2: interrupted\n"));
+}
+
+TEST_F(Interrupt, EndsAComputationWithoutANewVariable) {
+  const std::string text = InterruptedInLastLine(
+      Open("survey") + "write survey\n@r observe survey\n", "compute survey d = a + b");
+  EXPECT_THAT(text, HasSubstr("test.sdm:4: interrupted\n"));
+  EXPECT_THAT(text, HasSubstr("r: inserted variable \"c\""));
+  EXPECT_THAT(text, Not(HasSubstr("inserted variable \"d\"")));
+}
+
+TEST_F(Interrupt, EndsASaveWithoutANewFile) {
+  const std::string file = Path("new.csv");
+  const std::string text =
+      InterruptedInLastLine(Open("survey") + "write survey\n", "save survey as " + file);
+  EXPECT_THAT(text, HasSubstr("test.sdm:3: interrupted\n"));
+  EXPECT_FALSE(std::filesystem::exists(file));
+  EXPECT_FALSE(std::filesystem::exists(Path("new.schema.json")));
+}
+
 // The filter selects none of two thousand million cases, so the search would take very long.
 TEST_F(Interrupt, EndsASearchForSelectedCases) {
   const std::string text =

@@ -131,7 +131,7 @@ std::string Shown(const Look& look, std::uint64_t done, std::uint64_t total,
   Output output(out, out, look);
   {
     ProgressBar bar(output, delay);
-    EXPECT_TRUE(bar.Show(done, total));
+    EXPECT_TRUE(bar(done, total));
   }
   return out.str();
 }

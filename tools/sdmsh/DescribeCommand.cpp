@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <optional>
 #include <utility>
@@ -35,8 +36,14 @@ struct Values {
   double missing = 0;                  // sum of the weights of the missing values
 };
 
-// The values of the split variables. A missing number is an empty string, which sorts last.
+// The values of the split variables. An empty string stands for a missing number, so that keys can
+// be sorted: it comes after all numbers.
 using GroupKey = std::vector<DataValue>;
+
+bool IsMissingKey(const DataValue& value) {
+  const auto* const text = std::get_if<std::string>(&value);
+  return text != nullptr && text->empty();
+}
 
 // What a command describes, found in the dictionary before the cases are read.
 struct Task {
@@ -75,13 +82,6 @@ Task TaskOf(const ORVX_DataSource& source, const std::vector<std::string>& names
   return task;
 }
 
-bool IsMissing(const DataValue& value, const ORVX_Variable& variable) {
-  const auto* const number = std::get_if<double>(&value);
-  if (number != nullptr ? std::isnan(*number) : std::get<std::string>(value).empty()) return true;
-  const std::vector<DataValue>& declared = variable.GetMissingValues().values;
-  return std::ranges::find(declared, value) != declared.end();
-}
-
 // The values of a group, one element for each described variable.
 using Group = std::vector<Values>;
 
@@ -91,12 +91,11 @@ class Description {
 
   void Read(const ORVX_DataSource& source, Output& output) {
     ProgressBar bar(output);
-    CaseReader cases(
-        source, [&bar](std::uint64_t done, std::uint64_t total) { return bar.Show(done, total); });
+    CaseReader cases(source, std::ref(bar));
     while (cases.Next()) Add(cases.Values());
   }
 
-  const Task& Of() const { return task_; }
+  const Task& GetTask() const { return task_; }
   std::map<GroupKey, Group>& Groups() { return groups_; }
 
  private:
@@ -108,7 +107,7 @@ class Description {
     Group& group = groups_.try_emplace(KeyOf(values), task_.described.size()).first->second;
     for (std::size_t i = 0; i < group.size(); ++i) {
       const DataValue& value = values[task_.described[i]];
-      const bool isMissing = IsMissing(value, task_.variables[task_.described[i]]);
+      const bool isMissing = IsMissing(task_.variables[task_.described[i]], value);
       (isMissing ? group[i].missing : group[i].present) += weight;
       const auto* const number = std::get_if<double>(&value);
       if (!isMissing && number != nullptr) group[i].numbers.push_back({*number, weight});
@@ -119,7 +118,7 @@ class Description {
   double NumberAt(const std::vector<DataValue>& values, std::optional<std::size_t> position) const {
     if (!position) return 1;
     const DataValue& value = values[*position];
-    return IsMissing(value, task_.variables[*position]) ? kMissingNumber : std::get<double>(value);
+    return IsMissing(task_.variables[*position], value) ? kMissingNumber : std::get<double>(value);
   }
 
   GroupKey KeyOf(const std::vector<DataValue>& values) const {
@@ -136,8 +135,9 @@ class Description {
   std::map<GroupKey, Group> groups_;
 };
 
-// Quotes a string.
+// Returns a string in quotes.
 std::string KeyText(const ORVX_Variable& variable, const DataValue& value) {
+  if (IsMissingKey(value)) return "missing";
   const std::string text = ValueText(variable, value);
   return std::holds_alternative<std::string>(value) ? Quoted(text) : text;
 }
@@ -148,9 +148,7 @@ std::string GroupText(const Task& task, const GroupKey& key) {
   for (std::size_t i = 0; i < key.size(); ++i) {
     const ORVX_Variable& variable = task.variables[task.split[i]];
     const auto label = variable.GetValueLabels().find(key[i]);
-    const bool isMissing = key[i] == DataValue(std::string());
-    parts.push_back(variable.GetName() + " = " +
-                    (isMissing ? "missing" : KeyText(variable, key[i])) +
+    parts.push_back(variable.GetName() + " = " + KeyText(variable, key[i]) +
                     (label != variable.GetValueLabels().end() ? " " + Quoted(label->second) : ""));
   }
   return Joined(parts);
@@ -197,8 +195,8 @@ void AddRow(Table& table, const ORVX_Variable& variable, const std::optional<std
 
 // If the split shows the groups together, formats one table with a row for each variable and group.
 // Otherwise formats one table for each group.
-std::string InWords(Description& description, const Output& output) {
-  const Task& task = description.Of();
+std::string DescriptionText(Description& description, const Output& output) {
+  const Task& task = description.GetTask();
   const bool hasChart = output.MaxWidth() > 0;
   const bool together = !task.split.empty() && !task.separate;
   const auto variableAt = [&](std::size_t i) -> const ORVX_Variable& {
@@ -229,9 +227,8 @@ std::string InWords(Description& description, const Output& output) {
 Json GroupInJson(const Task& task, const GroupKey& key, Group& group) {
   Json values = Json::array();
   for (std::size_t i = 0; i < key.size(); ++i) {
-    const bool isMissing = key[i] == DataValue(std::string());
     values.push_back({{"variable", task.variables[task.split[i]].GetName()},
-                      {"value", isMissing ? Json(nullptr) : ValueInJson(key[i])}});
+                      {"value", IsMissingKey(key[i]) ? Json(nullptr) : ValueInJson(key[i])}});
   }
   Json variables = Json::array();
   for (std::size_t i = 0; i < group.size(); ++i) {
@@ -250,12 +247,12 @@ Json GroupInJson(const Task& task, const GroupKey& key, Group& group) {
   return {{"group", values}, {"variables", variables}};
 }
 
-Json InJson(const std::string& dataset, Description& description) {
+Json DescriptionInJson(const std::string& dataset, Description& description) {
   Json groups = Json::array();
   for (auto& [key, group] : description.Groups()) {
-    groups.push_back(GroupInJson(description.Of(), key, group));
+    groups.push_back(GroupInJson(description.GetTask(), key, group));
   }
-  const Task& task = description.Of();
+  const Task& task = description.GetTask();
   const auto nameAt = [&](std::optional<std::size_t> position) {
     return position ? Json(task.variables[*position].GetName()) : Json(nullptr);
   };
@@ -278,11 +275,11 @@ Action Describe(Call& call) {
     Description description(TaskOf(source, names));
     description.Read(source, call.shell.Out());
     const auto words = [&] {
-      const bool isEmpty = description.Groups().empty() || description.Of().described.empty();
+      const bool isEmpty = description.Groups().empty() || description.GetTask().described.empty();
       return isEmpty ? dataset + " has no values to describe"
-                     : InWords(description, call.shell.Out());
+                     : DescriptionText(description, call.shell.Out());
     };
-    call.shell.Say(words, [&] { return InJson(dataset, description); });
+    call.shell.Say(words, [&] { return DescriptionInJson(dataset, description); });
   });
 }
 

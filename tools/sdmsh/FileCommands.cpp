@@ -12,7 +12,7 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
-#include <cstdint>
+#include <functional>
 
 namespace sdmsh {
 namespace {
@@ -76,6 +76,18 @@ Json ImportInJson(const std::string& dataset, const ImportReport& report) {
           {"variables", variables}};
 }
 
+// The data file that a source reads, directly or through clones and filtered sources; null if there
+// is none. `source` may be null.
+const SystemFileDataSource* DataFileUnder(const ORVX_DataSource* source) {
+  while (source != nullptr) {
+    source = source->RowLayout();  // the source itself, or the source below a clone
+    if (source == nullptr) return nullptr;
+    if (const auto* const file = dynamic_cast<const SystemFileDataSource*>(source)) return file;
+    source = source->GetParentSource();
+  }
+  return nullptr;
+}
+
 // If `fileOrDataset` is the file name of a dataset, returns that file name. Otherwise takes it as
 // the name of a dataset and returns the file name of that dataset.
 std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {
@@ -103,9 +115,10 @@ void RefuseTouched(const Call& call, const std::string& file) {
 Action ShowImport(Call& call) {
   return ReadWork([&call](SvrDMInputDataSource& reader) {
     const std::string dataset = call.dataset->Name();
-    const auto* const file = dynamic_cast<const SystemFileDataSource*>(*reader);
-    if (file == nullptr)
-      throw CommandError("the data source of " + dataset + " is not a data file");
+    const SystemFileDataSource* const file = DataFileUnder(*reader);
+    if (file == nullptr) {
+      throw CommandError("the data source of " + dataset + " does not read a data file");
+    }
     const ImportReport& report = file->Report();
     const auto words = [&] {
       std::string text = report.Text();
@@ -131,9 +144,7 @@ Action SaveFile(Call& call) {
     if (newFile.empty()) RefuseTouched(call, file);
     {
       ProgressBar bar(call.shell.Out());
-      SaveDataset(writer, file, options, [&bar](std::uint64_t done, std::uint64_t total) {
-        return bar.Show(done, total);
-      });
+      SaveDataset(writer, file, options, std::ref(bar));
     }
     const long long cases = writer->RowCount();
     call.Say("saved", name + " is saved in " + file, [&]() -> Json {

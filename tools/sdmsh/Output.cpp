@@ -113,7 +113,7 @@ ProgressBar::~ProgressBar() {
   if (isShown_) output_.Print("\r\x1B[K");  // clears the line
 }
 
-bool ProgressBar::Show(std::uint64_t done, std::uint64_t total) {
+bool ProgressBar::operator()(std::uint64_t done, std::uint64_t total) {
   GiveUpIfInterrupted();
   const auto now = std::chrono::steady_clock::now();
   if (output_.IsJson() || output_.MaxWidth() == 0 || total == 0 || now < next_) return true;

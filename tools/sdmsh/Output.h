@@ -120,7 +120,7 @@ class Output {
 // Shows how far a command is. At a terminal, a bar appears if the command takes long.
 //
 //   ProgressBar bar(output);
-//   Save(dataset, [&](auto done, auto total) { return bar.Show(done, total); });
+//   SaveDataset(writer, "survey.tsv", {}, std::ref(bar));
 //
 // Threads: one at a time.
 class ProgressBar {
@@ -134,7 +134,7 @@ class ProgressBar {
 
   // Returns true. Throws CommandError after ctrl-C: see GiveUpIfInterrupted. A total of 0 is
   // unknown.
-  bool Show(std::uint64_t done, std::uint64_t total);
+  bool operator()(std::uint64_t done, std::uint64_t total);
 
  private:
   Output& output_;

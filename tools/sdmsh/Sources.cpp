@@ -12,6 +12,7 @@
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace sdmsh {
@@ -72,9 +73,7 @@ ImportOptions TakeImportOptions(Arguments& arguments) {
 std::unique_ptr<ORVX_DataSource> OpenDataFile(Output& output, const std::string& file,
                                               const ImportOptions& options) {
   ProgressBar bar(output);
-  return SystemFileDataSource::Open(file, options, [&bar](std::uint64_t done, std::uint64_t total) {
-    return bar.Show(done, total);
-  });
+  return SystemFileDataSource::Open(file, options, std::ref(bar));
 }
 
 std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source, LocallyUniqueID selector) {

@@ -1,4 +1,4 @@
-// Sources: the data sources that the shell makes out of others.
+// Sources: the data sources that the shell opens, and those that it makes out of others.
 
 #ifndef SDMSH_SOURCES_H_
 #define SDMSH_SOURCES_H_

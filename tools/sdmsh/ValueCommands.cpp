@@ -71,8 +71,8 @@ DataValue ValueOrMissing(const ORVX_Variable& variable, const std::string& word)
 // ---------------------------------------------------------------------------------------------
 // Expressions
 
-// Whether the text has an `=` that is no part of a comparison. muParser would assign to a variable
-// while it computes one case.
+// Whether the text has an `=` outside a comparison. muParser would take it as an assignment, which
+// changes no value of the dataset.
 bool HasAssignment(const std::string& text) {
   for (std::size_t i = text.find('='); i < text.size(); i = text.find('=', i + 1)) {
     const bool isSecond = i > 0 && std::string_view("=<>!").find(text[i - 1]) != std::string::npos;
@@ -81,11 +81,12 @@ bool HasAssignment(const std::string& text) {
   return false;
 }
 
-// muParser compares neither strings nor missing values, so that only numbers reach it.
+// An expression of numeric variables, computed case by case. muParser does not know missing values,
+// so a case with a missing operand does not reach the parser.
 class Expression {
  public:
-  // Throws CommandError if the text is not an expression of numeric variables of the source, which
-  // is borrowed.
+  // Borrows the source. Throws CommandError if the text is not an expression of its numeric
+  // variables.
   Expression(const std::string& text, const MemoryDataSource& source) : source_(source) {
     if (HasAssignment(text)) {
       throw CommandError("`=` within an expression; `==` compares");
@@ -109,9 +110,9 @@ class Expression {
   // not a finite number.
   double ValueOf(long long row) {
     for (Operand& operand : operands_) {
-      const double value = std::get<double>(source_.GetValue(row, operand.position));
-      if (std::isnan(value) || IsDeclaredMissing(operand, value)) return kMissingNumber;
-      operand.value = value;
+      const DataValue value = source_.GetValue(row, operand.position);
+      if (IsMissing(operand.variable, value)) return kMissingNumber;
+      operand.number = std::get<double>(value);
     }
     const double result = parser_.Eval();
     return std::isfinite(result) ? result : kMissingNumber;
@@ -120,11 +121,11 @@ class Expression {
  private:
   struct Operand {
     int position;
-    std::vector<DataValue> missingValues;
-    double value;  // read by the parser
+    ORVX_Variable variable;
+    double number;  // read by the parser
   };
 
-  // Names may contain any letters of UTF-8, whose bytes are not ASCII.
+  // Names may contain the letters of every language, which are bytes from 0x80 on in UTF-8.
   void DefineNames() {
     parser_.ClearConst();  // constants would hide variables
     std::string characters = "0123456789_.$#@";
@@ -143,16 +144,9 @@ class Expression {
     operands_.reserve(used.size());  // the parser keeps the addresses
     for (const auto& [name, unused] : used) {
       const int position = NumberPositionOf(source_, name, "be used in an expression");
-      const ORVX_Variable& variable = std::as_const(source_).GetVariable(position);
-      operands_.push_back({position, variable.GetMissingValues().values, 1});
-      parser_.DefineVar(name, &operands_.back().value);
+      operands_.push_back({position, source_.GetVariable(position), 1});
+      parser_.DefineVar(name, &operands_.back().number);
     }
-  }
-
-  static bool IsDeclaredMissing(const Operand& operand, double value) {
-    return !operand.missingValues.empty() &&
-           std::ranges::find(operand.missingValues, DataValue(value)) !=
-               operand.missingValues.end();
   }
 
   const MemoryDataSource& source_;
@@ -167,7 +161,7 @@ std::vector<double> ValuesOf(const std::string& text, const MemoryDataSource& so
   ProgressBar bar(output);
   long long row = 0;
   for (double& value : values) {
-    if (row % 1024 == 0) bar.Show(static_cast<std::uint64_t>(row), values.size());
+    if (row % 1024 == 0) bar(static_cast<std::uint64_t>(row), values.size());
     value = expression.ValueOf(row++);
   }
   return values;
@@ -218,10 +212,8 @@ Action Compute(Call& call) {
   for (const std::string& word : call.TakeRest("EXPRESSION")) text += word + " ";
   return EditCases(call, [=, &call](MemoryDataSource& source) {
     Output& output = call.shell.Out();
-    const auto isNamed = [&](const ORVX_Variable& each) { return each.GetName() == name; };
-    const std::vector<ORVX_Variable> variables = VariablesOf(source);
-    if (std::ranges::none_of(variables, isNamed)) {
-      RefuseTakenName(source, name);
+    if (FindByName(source, name) < 0) {
+      RefuseTakenName(source, name);  // an empty name
       source.InsertVariable(source.ColumnCount(), ORVX_Variable(ORVX_Variable::NextID(), name),
                             ValuesOf(text, source, output));
     } else {

@@ -10,19 +10,12 @@
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace sdmsh {
 namespace {
 
 using DictionaryText::Quoted;
-
-// The position of the variable with this name; -1 if there is none.
-int FindByName(const ORVX_DataSource& source, const std::string& name) {
-  for (int position = 0; position < source.ColumnCount(); ++position) {
-    if (source.GetVariable(position).GetName() == name) return position;
-  }
-  return -1;
-}
 
 }  // namespace
 
@@ -38,6 +31,13 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source) {
   std::vector<LocallyUniqueID> ids;
   for (unsigned int i = 0; i < source.GetNSplitVars(); ++i) ids.push_back(source.GetSplitVarID(i));
   return ids;
+}
+
+int FindByName(const ORVX_DataSource& source, const std::string& name) {
+  for (int position = 0; position < source.ColumnCount(); ++position) {
+    if (source.GetVariable(position).GetName() == name) return position;
+  }
+  return -1;
 }
 
 int PositionOf(const ORVX_DataSource& source, const std::string& name) {
@@ -75,6 +75,13 @@ void RefuseTakenName(const ORVX_DataSource& source, const std::string& name) {
   if (FindByName(source, name) >= 0) {
     throw CommandError("there is a variable " + Quoted(name) + " already");
   }
+}
+
+bool IsMissing(const ORVX_Variable& variable, const DataValue& value) {
+  const auto* const number = std::get_if<double>(&value);
+  if (number != nullptr ? std::isnan(*number) : std::get<std::string>(value).empty()) return true;
+  const std::vector<DataValue>& declared = variable.GetMissingValues().values;
+  return std::ranges::find(declared, value) != declared.end();
 }
 
 DataValue ValueFor(const ORVX_Variable& variable, const std::string& word) {

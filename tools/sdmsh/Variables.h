@@ -24,6 +24,9 @@ std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
 // The split variables; empty if there is no split.
 std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source);
 
+// The position of the variable with this name; -1 if there is none.
+int FindByName(const ORVX_DataSource& source, const std::string& name);
+
 // Positions count from 0. These functions refuse a name that no variable has. Names are
 // case-sensitive.
 int PositionOf(const ORVX_DataSource& source, const std::string& name);
@@ -36,6 +39,10 @@ std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<st
 
 // Refuses an empty name, and the name of a variable.
 void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
+
+// Whether the value is missing: a missing number, an empty string, or a value that the variable
+// declares missing.
+bool IsMissing(const ORVX_Variable& variable, const DataValue& value);
 
 // Converts a word to a value of the variable: the word itself for a string variable, otherwise a
 // decimal number, or a date or time if the format of the variable is of that kind. Refuses any
