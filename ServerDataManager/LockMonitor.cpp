@@ -277,19 +277,19 @@ void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
 // Incidents. The search runs while the tables are paused; the handler is called afterwards.
 
 // A copy of a record, with the name of its thread. The thread's number is 0 if there is no record.
-struct Copy {
+struct NamedRecord {
   ThreadName thread;
   Record record{};
 };
 
 struct Step {
-  Copy wait;
-  Copy blocker;
+  NamedRecord wait;
+  NamedRecord blocker;
 };
 
-struct Found {
+struct Incidents {
   // Reserves space, so that the search rarely allocates.
-  Found() noexcept {
+  Incidents() noexcept {
     try {
       deadlock.reserve(8);
       longWaits.reserve(8);
@@ -324,13 +324,14 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& s
 
 // Does nothing if another thread has already reported the deadlock, which is possible after the
 // wait is recorded.
-void FindDeadlock(ThreadLocks& table, Found& found) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) {
+void FindDeadlock(ThreadLocks& table, Incidents& incidents) noexcept
+    SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (table.deadlockIsReported) return;
   for (const auto& other : TheMonitor().threads) other->isVisited = false;
   try {
-    LeadsTo(table, table, found.deadlock);
+    LeadsTo(table, table, incidents.deadlock);
   } catch (...) {
-    found.deadlock.clear();
+    incidents.deadlock.clear();
     TheMonitor().complete = false;
   }
 }
@@ -341,7 +342,7 @@ bool IsTooLong(const ThreadLocks& table, Clock::time_point now) {
          now - table.wait.since > bound;
 }
 
-Copy BlockerOf(const ThreadLocks& table) SDM_REQUIRES(TheMonitor().pauseMutex) {
+NamedRecord BlockerOf(const ThreadLocks& table) SDM_REQUIRES(TheMonitor().pauseMutex) {
   for (const auto& holder : TheMonitor().threads) {
     for (const Record& hold : holder->holds) {
       if (holder.get() != &table && Excludes(hold, table.wait)) return {holder->name, hold};
@@ -350,11 +351,11 @@ Copy BlockerOf(const ThreadLocks& table) SDM_REQUIRES(TheMonitor().pauseMutex) {
   return {};
 }
 
-void FindLongWaits(Found& found) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) {
+void FindLongWaits(Incidents& incidents) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) {
   try {
     for (const auto& table : TheMonitor().threads) {
-      if (!IsTooLong(*table, found.noticed)) continue;
-      found.longWaits.push_back({{table->name, table->wait}, BlockerOf(*table)});
+      if (!IsTooLong(*table, incidents.noticed)) continue;
+      incidents.longWaits.push_back({{table->name, table->wait}, BlockerOf(*table)});
       table->waitIsReported = true;
     }
   } catch (...) {
@@ -362,7 +363,7 @@ void FindLongWaits(Found& found) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) 
   }
 }
 
-LockReport::Entry EntryOf(const Copy& copy) {
+LockReport::Entry EntryOf(const NamedRecord& copy) {
   const Record& record = copy.record;
   LockReport::Entry entry;
   entry.lock = {record.lock.kind, record.lock.dataset, record.lock.address};
@@ -393,32 +394,32 @@ void CallHandler(const LockMonitor::Handler& handler, LockIncident::Kind kind,
 }
 
 // Calls the handler for each incident. The tables must not be paused.
-void Report(Found& found) noexcept {
-  if (found.deadlock.empty() && found.longWaits.empty()) return;
+void Report(Incidents& incidents) noexcept {
+  if (incidents.deadlock.empty() && incidents.longWaits.empty()) return;
   std::shared_ptr<const LockMonitor::Handler> handler;
   {
     const MutexLock lock(TheMonitor().pauseMutex);
     handler = TheMonitor().handler;
   }
   if (handler == nullptr || !*handler) return;
-  if (!found.deadlock.empty()) {
-    std::reverse(found.deadlock.begin(), found.deadlock.end());
-    CallHandler(*handler, LockIncident::Kind::Deadlock, found.deadlock, found.noticed);
+  if (!incidents.deadlock.empty()) {
+    std::reverse(incidents.deadlock.begin(), incidents.deadlock.end());
+    CallHandler(*handler, LockIncident::Kind::Deadlock, incidents.deadlock, incidents.noticed);
   }
-  for (const Step& step : found.longWaits) {
-    CallHandler(*handler, LockIncident::Kind::LongWait, {&step, 1}, found.noticed);
+  for (const Step& step : incidents.longWaits) {
+    CallHandler(*handler, LockIncident::Kind::LongWait, {&step, 1}, incidents.noticed);
   }
 }
 
 // Runs `find`, which collects incidents, while the tables are paused, then calls the handler.
 template <class Find>
 void FindAndReport(Find find) noexcept {
-  Found found;
+  Incidents incidents;
   {
     const Pause pause;
-    find(found);
+    find(incidents);
   }
-  Report(found);
+  Report(incidents);
 }
 
 void SetWait(ThreadLocks& table, const Record& wait) {
@@ -437,10 +438,10 @@ void ShowWait(ThreadLocks& table) {
 bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return false;
-  FindAndReport([&](Found& found) SDM_REQUIRES(TheMonitor().pauseMutex) {
-    SetWait(*table, {lock, who.handle, found.noticed, LabelOf(who.label)});
-    FindDeadlock(*table, found);
-    FindLongWaits(found);
+  FindAndReport([&](Incidents& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
+    SetWait(*table, {lock, who.handle, incidents.noticed, LabelOf(who.label)});
+    FindDeadlock(*table, incidents);
+    FindLongWaits(incidents);
   });
   ShowWait(*table);
   return true;
@@ -463,7 +464,7 @@ void EndWait(bool acquired) noexcept {
   if (Record* const hold = NewHold(table)) *hold = table.wait;
 }
 
-void CopyRecords(std::vector<Copy>& holds, std::vector<Copy>& waits)
+void CopyRecords(std::vector<NamedRecord>& holds, std::vector<NamedRecord>& waits)
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   for (const auto& table : TheMonitor().threads) {
     for (const Record& hold : table->holds) holds.push_back({table->name, hold});
@@ -541,9 +542,9 @@ ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
   // Claims the lock after recording the wait, so that a thread that sees the claim also sees the
   // wait.
   if (ClaimsOn(lock).fetch_add(1) > 0) {
-    FindAndReport([&](Found& found) SDM_REQUIRES(TheMonitor().pauseMutex) {
-      FindDeadlock(*table, found);
-      FindLongWaits(found);
+    FindAndReport([&](Incidents& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
+      FindDeadlock(*table, incidents);
+      FindLongWaits(incidents);
     });
   }
   ShowWait(*table);
@@ -566,9 +567,9 @@ ScopeRecord::~ScopeRecord() {
 }
 
 LockReport ReportLocksOf(const ServerDataManager* registry) {
-  std::vector<Copy> holds;
-  std::vector<Copy> waits;
-  Found found;
+  std::vector<NamedRecord> holds;
+  std::vector<NamedRecord> waits;
+  Incidents incidents;
   LockReport report;
   {
     const MutexLock turn(TheMonitor().reportMutex);
@@ -582,17 +583,17 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
     report.complete = LocksAreMonitored();
     if (report.complete) {
       CopyRecords(holds, waits);
-      FindLongWaits(found);
+      FindLongWaits(incidents);
       TheMonitor().lastReportSize = std::max(holds.size(), waits.size());
     }
     report.taken = Now();
     TheMonitor().nextReport = Clock::now() + kTimeBetweenReports;
   }
-  Report(found);
+  Report(incidents);
 
   report.complete = report.complete && TheMonitor().complete.load(std::memory_order_relaxed);
-  const auto addEntries = [registry](const std::vector<Copy>& copies, auto& entries) {
-    for (const Copy& copy : copies) {
+  const auto addEntries = [registry](const std::vector<NamedRecord>& copies, auto& entries) {
+    for (const NamedRecord& copy : copies) {
       if (copy.record.lock.registry == registry) entries.push_back(EntryOf(copy));
     }
   };

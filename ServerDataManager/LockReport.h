@@ -62,7 +62,7 @@ struct LockReport {
   // A thread that holds one lock and waits for another appears in both lists.
   std::vector<Entry> holds;  // the locks of one thread are in the order of acquisition
   std::vector<Entry> waits;
-  std::chrono::steady_clock::time_point taken;
+  std::chrono::steady_clock::time_point taken;  // when the report was made
   // False if the monitor is off or ran out of memory for a record.
   bool complete = true;
 
@@ -80,8 +80,8 @@ struct LockIncident {
   };
   // `wait.thread` waits for `wait.lock`, which `blocker.thread` holds. In a deadlock, the blocker
   // of each step waits in the next step, and the blocker of the last step waits in the first; a
-  // thread that waits for itself is a deadlock of one step. The blocker of a long wait is one of
-  // the holders; its thread number is 0 if no thread holds the lock any more.
+  // thread that waits for itself is a deadlock of one step. The blocker of a long wait is another
+  // thread that holds the lock; its thread number is 0 if no other thread holds the lock.
   struct Step {
     LockReport::Entry wait;
     LockReport::Entry blocker;
@@ -89,7 +89,7 @@ struct LockIncident {
 
   Kind kind = Kind::Deadlock;
   std::vector<Step> steps;
-  std::chrono::steady_clock::time_point noticed;
+  std::chrono::steady_clock::time_point noticed;  // when the incident was detected
 
   // One line of text: which thread waits for which lock, and which thread holds that lock.
   SDM_EXPORT std::string Text() const;

@@ -25,8 +25,9 @@ void RefuseFileOfAnother(const SvrDMWriteableDataSource& writer, const std::stri
   }
 }
 
-// A pass compares the dataset only if it has observers. Without a comparison now, the next one
-// would find the old changes of variables and mark the saved dataset as dirty.
+// An observer that ignores the changes. A pass compares the dataset only if it has an observer.
+// Without a comparison before the save, a later pass would find the old changes of variables and
+// mark the saved dataset as dirty.
 class ComparedByPass : public SvrDMDataSetObserver {
  public:
   explicit ComparedByPass(SvrDMDataset& dataset) : dataset_(dataset) { dataset_.Register(*this); }
@@ -52,8 +53,8 @@ void ReportFile(SvrDMWriteableDataSource& writer, const std::string& path) {
       0, writer.GetDataSetID(), writer.GetCaseSequence(), path.c_str(), true));
 }
 
-// The name may be the same, but the open file is the one that was replaced: it must be closed
-// first.
+// Closes the old file first: LockSavFileInUse keeps an open file of the same name, which the save
+// has replaced on disk.
 void HoldFile(SvrDMWriteableDataSource& writer) {
   writer.UnlockSavFileInUse();
   writer.LockSavFileInUse();

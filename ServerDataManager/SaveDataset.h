@@ -25,12 +25,11 @@ class SvrDMWriteableDataSource;
 // To save over a file that another program may have changed, first check
 // ServerDataManager::SavFileExternallyChanged.
 //
-// Throws std::invalid_argument if the dataset has no data source, DataFileError if `path` is the
-// file name of another dataset (as text, ignoring case), and everything that the pass and
-// SaveDelimited throw; the dataset then still belongs to its old file and is as dirty as after the
-// pass. If memory runs out after
-// the file was written, std::bad_alloc propagates: the file is saved, but the dataset is still
-// dirty.
+// Throws std::invalid_argument if the dataset has no data source, and DataFileError if `path` is
+// the file name of another dataset; names are compared as text, ignoring case. Exceptions of the
+// pass and of SaveDelimited propagate. In all these cases the dataset still belongs to its old
+// file, and its dirty flag is not cleared. If memory runs out after the file was written,
+// std::bad_alloc propagates: the file is saved, but the dataset is still dirty.
 //
 // Threads: the thread that holds the writer. Takes the registry lock.
 SDM_EXPORT void SaveDataset(SvrDMWriteableDataSource& writer, const std::string& path,

@@ -5,10 +5,10 @@
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>
-#include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/support/Datasets.h>
+#include <tests/support/Observers.h>
 
 #include <gtest/gtest.h>
 #include <libdatasrc/ORVX_DataSource.h>
@@ -48,10 +48,6 @@ bool IsDeadlock(const LockIncident& incident) {
          std::none_of(incident.steps.begin(), incident.steps.end(),
                       [](const auto& step) { return step.blocker.label == kBequest; });
 }
-
-struct SilentObserver : SvrDMDataSetObserver {
-  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {}
-};
 
 // Handles that one thread has created and another thread destroys.
 class Bequest {
@@ -178,7 +174,7 @@ class Soak {
     }
   }
 
-  SilentObserver observer_;
+  support::SilentObserver observer_;
   Bequest bequest_;
   std::array<std::atomic<LocallyUniqueID>, 3> ids_{support::AddDataset(registry, "A B"),
                                                    support::AddDataset(registry, "A B"),

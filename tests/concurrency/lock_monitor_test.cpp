@@ -79,6 +79,51 @@ class LockMonitorTest : public testing::Test {
                             milliseconds(1));
   }
 
+  // A thread acquires a writer of the first dataset, then calls `wait`, which waits for that
+  // dataset in the given mode. Checks the incident and resolves the deadlock.
+  void ExpectWriterWaitsForItself(Mode mode, const std::function<void()>& wait) {
+    Writer writer;
+    WatchedThread thread([&] {
+      writer.emplace(firstItem_, false, nullptr);
+      wait();
+    });
+    const LockIncident incident = WaitForIncidents(1)[0];
+    writer.reset();
+    thread.Join();
+    EXPECT_EQ(incident.kind, LockIncident::Kind::Deadlock);
+    ASSERT_THAT(incident.steps, SizeIs(1));
+    EXPECT_EQ(incident.steps[0].wait.mode, mode);
+    EXPECT_EQ(incident.steps[0].blocker.mode, Mode::Write);
+    EXPECT_EQ(incident.steps[0].blocker.thread.number, incident.steps[0].wait.thread.number);
+    EXPECT_TRUE(incident.steps[0].blocker.lock == incident.steps[0].wait.lock);
+    EXPECT_THAT(Incidents(), SizeIs(1));
+  }
+
+  // An observer of the registry reads the dataset `item`. The writer of that dataset uses the
+  // registry. Calls `check` when the deadlock is reported, then resolves it.
+  void DeadlockOfRegistryLockAndDataset(SvrDMItemPtr& item, const std::function<void()>& check) {
+    Writer writer;
+    std::latch bothHold(2);
+    RecordingRegistryObserver observer;
+    observer.onCreated = [&](LocallyUniqueID) {
+      bothHold.arrive_and_wait();
+      const SvrDMInputDataSource reader(item, false);
+    };
+    registry_.Register(observer);
+    WatchedThread writes([&] {
+      writer.emplace(item, false, nullptr);
+      bothHold.arrive_and_wait();
+      static_cast<void>(registry_.GetDataSet(second_));
+    });
+    WatchedThread adds([&] { AddDataset(registry_, "F"); });
+    static_cast<void>(WaitForIncidents(1));
+    check();
+    writer.reset();
+    adds.Join();
+    writes.Join();
+    registry_.Unregister(observer);
+  }
+
   ServerDataManager registry_;
   const LocallyUniqueID first_ = AddDataset(registry_, "A B");
   const LocallyUniqueID second_ = AddDataset(registry_, "C");
@@ -100,17 +145,6 @@ void PrintAndExit(const LockIncident& incident) {
 // Returns a regular expression that matches the two texts in either order.
 std::string EitherFirst(const std::string& one, const std::string& other) {
   return "deadlock: (" + one + "; " + other + "|" + other + "; " + one + ")\n";
-}
-
-// Checks that the incident is the deadlock of a thread that waits for a lock that the same thread
-// holds.
-void ExpectWaitsForItself(const LockIncident& incident, Mode wait, Mode hold) {
-  EXPECT_EQ(incident.kind, LockIncident::Kind::Deadlock);
-  ASSERT_THAT(incident.steps, SizeIs(1));
-  EXPECT_EQ(incident.steps[0].wait.mode, wait);
-  EXPECT_EQ(incident.steps[0].blocker.mode, hold);
-  EXPECT_EQ(incident.steps[0].blocker.thread.number, incident.steps[0].wait.thread.number);
-  EXPECT_TRUE(incident.steps[0].blocker.lock == incident.steps[0].wait.lock);
 }
 
 // Returns when every wait up to now is longer than the limit of LimitWaits.
@@ -516,47 +550,22 @@ TEST_F(LockMonitorTest, DetectsAThreadThatWaitsForItself) {
 }
 
 TEST_F(LockMonitorTest, DetectsAWriterWhoseThreadWaitsToRead) {
-  Writer writer;
-  WatchedThread reads([&] {
-    writer.emplace(firstItem_, false, nullptr);
-    const SvrDMInputDataSource reader(firstItem_, false);
-  });
-  const std::vector<LockIncident> incidents = WaitForIncidents(1);
-  writer.reset();
-  reads.Join();
-  ExpectWaitsForItself(incidents[0], Mode::Read, Mode::Write);
-  EXPECT_THAT(Incidents(), SizeIs(1));
+  ExpectWriterWaitsForItself(Mode::Read,
+                             [&] { const SvrDMInputDataSource reader(firstItem_, false); });
 }
 
 TEST_F(LockMonitorTest, DetectsAWriterWhoseThreadWaitsToWrite) {
-  Writer writer;
-  WatchedThread writes([&] {
-    writer.emplace(firstItem_, false, nullptr);
-    const SvrDMWriteableDataSource another(firstItem_, false, nullptr);
-  });
-  const std::vector<LockIncident> incidents = WaitForIncidents(1);
-  writer.reset();
-  writes.Join();
-  ExpectWaitsForItself(incidents[0], Mode::Write, Mode::Write);
-  EXPECT_THAT(Incidents(), SizeIs(1));
+  ExpectWriterWaitsForItself(
+      Mode::Write, [&] { const SvrDMWriteableDataSource another(firstItem_, false, nullptr); });
 }
 
 TEST_F(LockMonitorTest, DetectsARegistryObserverThatReadsTheDatasetThatItsThreadWrites) {
-  Writer writer;
   RecordingRegistryObserver observer;
   observer.onCreated = [&](LocallyUniqueID) {
     const SvrDMInputDataSource first(firstItem_, false);
   };
   registry_.Register(observer);
-  WatchedThread adds([&] {
-    writer.emplace(firstItem_, false, nullptr);
-    AddDataset(registry_, "D");
-  });
-  const std::vector<LockIncident> incidents = WaitForIncidents(1);
-  writer.reset();
-  adds.Join();
-  ExpectWaitsForItself(incidents[0], Mode::Read, Mode::Write);
-  EXPECT_THAT(Incidents(), SizeIs(1));
+  ExpectWriterWaitsForItself(Mode::Read, [&] { AddDataset(registry_, "D"); });
 }
 
 // The first reader waits only for itself; the second reader waits for itself and for the first.
@@ -619,7 +628,7 @@ TEST_F(LockMonitorTest, DetectsADeadlockOfTwoThreads) {
     const SvrDMWriteableDataSource first(firstItem_, false, nullptr);
   });
   ASSERT_TRUE(import.Waits());
-  while (Incidents().empty()) std::this_thread::yield();
+  static_cast<void>(WaitForIncidents(1));
 
   ofCharts.reset();
   import.Join();
@@ -652,7 +661,7 @@ TEST_F(LockMonitorTest, DetectsADeadlockOfThreeThreads) {
   WatchedThread one([&] { writeTwo(0); });
   WatchedThread two([&] { writeTwo(1); });
   WatchedThread three([&] { writeTwo(2); });
-  while (Incidents().empty()) std::this_thread::yield();
+  static_cast<void>(WaitForIncidents(1));
 
   writers[0].reset();
   three.Join();
@@ -665,28 +674,7 @@ TEST_F(LockMonitorTest, DetectsADeadlockOfThreeThreads) {
 }
 
 TEST_F(LockMonitorTest, DetectsADeadlockOfRegistryLockAndDataset) {
-  Writer ofImport;
-  std::latch importWrites(1);
-  std::latch observerRuns(1);
-  RecordingRegistryObserver observer;
-  observer.onCreated = [&](LocallyUniqueID) {
-    observerRuns.count_down();
-    const SvrDMInputDataSource first(firstItem_, false);
-  };
-  registry_.Register(observer);
-  WatchedThread import([&] {
-    ofImport.emplace(firstItem_, false, nullptr);
-    importWrites.count_down();
-    observerRuns.wait();
-    static_cast<void>(registry_.GetDataSet(second_));
-  });
-  importWrites.wait();
-  WatchedThread adds([&] { AddDataset(registry_, "F"); });
-  while (Incidents().empty()) std::this_thread::yield();
-
-  ofImport.reset();
-  adds.Join();
-  import.Join();
+  DeadlockOfRegistryLockAndDataset(firstItem_, [] {});
   const std::vector<LockIncident> incidents = Incidents();
   ASSERT_THAT(incidents, SizeIs(1));
   EXPECT_THAT(incidents[0].steps, SizeIs(2));
@@ -757,44 +745,51 @@ TEST_F(LockMonitorTest, ReportsADeadlockOnceIfAnotherThreadBeginsToWaitForIt) {
   EXPECT_THAT(Incidents(), SizeIs(1));
 }
 
-// An observer of one registry reads a dataset of another registry. The writer of that dataset uses
-// the first registry.
 TEST_F(LockMonitorTest, DetectsADeadlockAcrossTwoRegistries) {
   ServerDataManager other;
   SvrDMItemPtr otherItem = other.GetDataSet(AddDataset(other, "H"));
-  Writer ofOther;
-  std::latch bothHold(2);
-  RecordingRegistryObserver observer;
-  observer.onCreated = [&](LocallyUniqueID) {
-    bothHold.arrive_and_wait();
-    const SvrDMInputDataSource reader(otherItem, false);
-  };
-  registry_.Register(observer);
-  WatchedThread writes([&] {
-    ofOther.emplace(otherItem, false, nullptr);
-    bothHold.arrive_and_wait();
-    static_cast<void>(registry_.GetDataSet(first_));
+  DeadlockOfRegistryLockAndDataset(otherItem, [&] {
+    while (registry_.GetLockReport().waits.empty()) std::this_thread::yield();
+    while (other.GetLockReport().waits.empty()) std::this_thread::yield();
+    EXPECT_EQ(registry_.GetLockReport().waits.at(0).lock.address, &registry_);
+    EXPECT_EQ(other.GetLockReport().waits.at(0).lock.address, otherItem.get());
   });
-  WatchedThread adds([&] { AddDataset(registry_, "I"); });
-  const std::vector<LockIncident> incidents = WaitForIncidents(1);
-  while (registry_.GetLockReport().waits.empty()) std::this_thread::yield();
-  while (other.GetLockReport().waits.empty()) std::this_thread::yield();
-  EXPECT_EQ(registry_.GetLockReport().waits.at(0).lock.address, &registry_);
-  EXPECT_EQ(other.GetLockReport().waits.at(0).lock.address, otherItem.get());
-
-  ofOther.reset();
-  adds.Join();
-  writes.Join();
-  ASSERT_THAT(incidents[0].steps, SizeIs(2));
-  EXPECT_THAT(Incidents(), SizeIs(1));
+  const std::vector<LockIncident> incidents = Incidents();
+  ASSERT_THAT(incidents, SizeIs(1));
+  EXPECT_THAT(incidents[0].steps, SizeIs(2));
 }
 
-using LockMonitorDeathTest = LockMonitorTest;
+class LockMonitorDeathTest : public LockMonitorTest {
+ protected:
+  LockMonitorDeathTest() {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    LockMonitor::SetHandler(PrintAndExit);
+  }
+
+  // An observer of each dataset calls `use` with itself and the other dataset, after both observers
+  // have been called.
+  void UseEachOthersDatasets(const std::function<void(RecordingObserver&, SvrDMItemPtr&)>& use) {
+    std::latch bothRun(2);
+    RecordingObserver ofFirst;
+    RecordingObserver ofSecond;
+    ofFirst.reaction = [&](SvrDMWriteableDataSource const*) {
+      bothRun.arrive_and_wait();
+      use(ofFirst, secondItem_);
+    };
+    ofSecond.reaction = [&](SvrDMWriteableDataSource const*) {
+      bothRun.arrive_and_wait();
+      use(ofSecond, firstItem_);
+    };
+    firstItem_->Register(ofFirst);
+    secondItem_->Register(ofSecond);
+    std::thread other([&] { support::WriteNothing(registry_, second_); });
+    support::WriteNothing(registry_, first_);
+    other.join();
+  }
+};
 
 TEST_F(LockMonitorDeathTest, DetectsAnObserverThatRegistersDuringItsNotice) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
-    LockMonitor::SetHandler(PrintAndExit);
     RecordingObserver observer;
     observer.reaction = [&](SvrDMWriteableDataSource const*) { firstItem_->Register(observer); };
     firstItem_->Register(observer);
@@ -806,9 +801,7 @@ TEST_F(LockMonitorDeathTest, DetectsAnObserverThatRegistersDuringItsNotice) {
 }
 
 TEST_F(LockMonitorDeathTest, DetectsADeadlockOfRegistryLockAndNotificationMutex) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
-    LockMonitor::SetHandler(PrintAndExit);
     std::latch bothHold(2);
     RecordingRegistryObserver registryObserver;
     RecordingObserver observer;
@@ -834,25 +827,9 @@ TEST_F(LockMonitorDeathTest, DetectsADeadlockOfRegistryLockAndNotificationMutex)
 }
 
 TEST_F(LockMonitorDeathTest, DetectsObserversThatRegisterAtEachOthersDatasets) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
-    LockMonitor::SetHandler(PrintAndExit);
-    std::latch bothRun(2);
-    RecordingObserver ofFirst;
-    RecordingObserver ofSecond;
-    ofFirst.reaction = [&](SvrDMWriteableDataSource const*) {
-      bothRun.arrive_and_wait();
-      secondItem_->Register(ofFirst);
-    };
-    ofSecond.reaction = [&](SvrDMWriteableDataSource const*) {
-      bothRun.arrive_and_wait();
-      firstItem_->Register(ofSecond);
-    };
-    firstItem_->Register(ofFirst);
-    secondItem_->Register(ofSecond);
-    std::thread other([&] { support::WriteNothing(registry_, second_); });
-    support::WriteNothing(registry_, first_);
-    other.join();
+    UseEachOthersDatasets(
+        [](RecordingObserver& observer, SvrDMItemPtr& other) { other->Register(observer); });
   };
   EXPECT_EXIT(deadlock(), testing::ExitedWithCode(3),
               EitherFirst("thread [0-9]+ waits for the notification mutex of dataset 0:0, which "
@@ -862,9 +839,7 @@ TEST_F(LockMonitorDeathTest, DetectsObserversThatRegisterAtEachOthersDatasets) {
 }
 
 TEST_F(LockMonitorDeathTest, DetectsObserversThatUseEachOthersRegistries) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
-    LockMonitor::SetHandler(PrintAndExit);
     ServerDataManager another;
     std::latch bothRun(2);
     RecordingRegistryObserver ofFirst;
@@ -889,25 +864,10 @@ TEST_F(LockMonitorDeathTest, DetectsObserversThatUseEachOthersRegistries) {
 }
 
 TEST_F(LockMonitorDeathTest, DetectsObserversThatWriteEachOthersDatasets) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto deadlock = [this] {
-    LockMonitor::SetHandler(PrintAndExit);
-    std::latch bothRun(2);
-    RecordingObserver ofFirst;
-    RecordingObserver ofSecond;
-    ofFirst.reaction = [&](SvrDMWriteableDataSource const*) {
-      bothRun.arrive_and_wait();
-      const Writer writer(std::in_place, secondItem_, false, nullptr);
-    };
-    ofSecond.reaction = [&](SvrDMWriteableDataSource const*) {
-      bothRun.arrive_and_wait();
-      const Writer writer(std::in_place, firstItem_, false, nullptr);
-    };
-    firstItem_->Register(ofFirst);
-    secondItem_->Register(ofSecond);
-    std::thread other([&] { const Writer writer(std::in_place, secondItem_, false, nullptr); });
-    Writer(std::in_place, firstItem_, false, nullptr).reset();
-    other.join();
+    UseEachOthersDatasets([](RecordingObserver&, SvrDMItemPtr& other) {
+      const Writer writer(std::in_place, other, false, nullptr);
+    });
   };
   EXPECT_EXIT(deadlock(), testing::ExitedWithCode(3),
               "waits to write dataset 0:[01], which thread");
@@ -1033,7 +993,7 @@ TEST_F(LockMonitorTest, IgnoresExceptionsOfTheHandler) {
     reader.emplace(firstItem_, false);
     const SvrDMWriteableDataSource writer(firstItem_, false, nullptr);
   });
-  while (Incidents().empty()) std::this_thread::yield();
+  static_cast<void>(WaitForIncidents(1));
   reader.reset();
   writes.Join();
   EXPECT_THAT(Incidents(), SizeIs(1));

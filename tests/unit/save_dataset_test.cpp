@@ -10,10 +10,12 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <tests/support/Datasets.h>
 #include <tests/support/Messages.h>
 #include <tests/support/Observers.h>
 #include <tests/unit/saved_files.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -66,10 +68,7 @@ class Dataset {
   Texts Write(const std::function<void(SvrDMWriteableDataSource&)>& change) {
     observer_.passes.clear();
     sequences.clear();
-    {
-      SvrDMWriteableDataSource writer(registry_, id_, /*tryOnly=*/false, nullptr);
-      change(writer);
-    }
+    support::Write(registry_, id_, change);
     Texts texts;
     for (const std::vector<Said>& pass : observer_.passes) {
       for (const Said& said : pass) texts.push_back(AsText(said));
@@ -157,11 +156,7 @@ TEST(SaveDataset, KeepsOtherProgramsFromWritingTheNewFile) {
   const std::string path = folder.Write("ages.csv");
   Dataset dataset(SystemFileDataSource::Open(path), path);
   dataset.Write([&](SvrDMWriteableDataSource& writer) { SaveDataset(writer, path); });
-  EXPECT_EQ(InAnotherProcess([&] {
-              const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
-              return LockForWriting(file) ? 1 : 0;
-            }),
-            0);
+  EXPECT_FALSE(AnotherProcessMayWrite(path));
 }
 
 // A modified variable marks a dataset as dirty in the next pass, which must not come after saving.
@@ -184,19 +179,15 @@ TEST(SaveDataset, StaysCleanWhenTheFirstObserverRegistersAfterSaving) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(Ages(), "", /*quiet=*/true);
   RecordingObserver early, late;
-  const auto write = [&](const std::function<void(SvrDMWriteableDataSource&)>& change) {
-    SvrDMWriteableDataSource writer(registry, id, false, nullptr);
-    change(writer);
-  };
   registry.GetDataSet(id)->Register(early);
-  write([](auto&) {});
+  support::WriteNothing(registry, id);
   registry.GetDataSet(id)->Unregister(early);
-  write([&](SvrDMWriteableDataSource& writer) {
+  support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
     writer->GetVariable(0).SetLabel("Age");
     SaveDataset(writer, folder.Path("ages.csv"));
   });
   registry.GetDataSet(id)->Register(late);
-  write([](auto&) {});
+  support::WriteNothing(registry, id);
   EXPECT_FALSE(registry.GetDataSet(id)->DataSource()->IsDirty());
   registry.GetDataSet(id)->Unregister(late);
 }
@@ -224,8 +215,8 @@ TEST(SaveDataset, TakesOverASuppressedFileNameThatIsFreeNow) {
   const LocallyUniqueID first = dataset.Registry().Add(Ages(), path, false);
   const LocallyUniqueID second = dataset.Registry().Add(Ages(), path, false);
   const auto save = [&] {
-    SvrDMWriteableDataSource writer(dataset.Registry(), second, false, nullptr);
-    SaveDataset(writer, path);
+    support::Write(dataset.Registry(), second,
+                   [&](SvrDMWriteableDataSource& writer) { SaveDataset(writer, path); });
   };
   EXPECT_THROW(save(), DataFileError);
   dataset.Registry().Delete(first);
@@ -233,6 +224,17 @@ TEST(SaveDataset, TakesOverASuppressedFileNameThatIsFreeNow) {
   const SvrDMItemPtr item = dataset.Registry().GetDataSet(second);
   EXPECT_EQ(item->FileName(), path);
   EXPECT_EQ(item->SuppressedFileName(), "");
+}
+
+TEST(SaveDataset, RefusesTheFileOfAnotherDatasetIgnoringCase) {
+  const TemporaryFolder folder;
+  Dataset dataset(Ages());
+  dataset.Registry().Add(Ages(), folder.Path("ages.csv"), /*quiet=*/false);
+  dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    EXPECT_THROW(SaveDataset(writer, folder.Path("Ages.CSV")), DataFileError);
+  });
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("Ages.CSV")));
+  EXPECT_EQ(dataset.Item()->FileName(), "");
 }
 
 TEST(SaveDataset, LeavesADirtyDatasetWithItsOldFileIfItFails) {
