@@ -2,10 +2,15 @@
 
 #include "ShellTest.h"
 
+#include <libdatasrc/DataFreeDataSource.h>
+#include <ServerDataManager/ServerDataManagerObserver.h>
+#include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <optional>
 #include <random>
+#include <utility>
+#include <vector>
 
 namespace sdmsh {
 namespace {
@@ -253,6 +258,66 @@ TEST_F(Locks, CallerWaitsForALockHeldOutsideTheShell) {
                                      "[0-9]+ .reading.\n"
                                      "error: w still waits for the write lock on nix\n"));
   outsider.reset();
+}
+
+// Runs a command of the shell in each notification, while the library holds the mutexes.
+class CommandInANotification : public ServerDataManagerObserver, public SvrDMDataSetObserver {
+ public:
+  CommandInANotification(Shell& shell, std::vector<std::string> words)
+      : shell_(shell), words_(std::move(words)) {}
+  void DataSetCreated(const LocallyUniqueID&, const std::string&) override {
+    shell_.Execute("main", words_);
+  }
+  void DataSetDeleted(const LocallyUniqueID&) override {}
+  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
+    shell_.Execute("main", words_);
+  }
+
+ private:
+  Shell& shell_;
+  const std::vector<std::string> words_;
+};
+
+TEST_F(Locks, ShowTheRegistryLockIfAThreadOutsideTheShellHoldsIt) {
+  std::ostringstream out;
+  Output output(out, out);
+  Shell shell(Registry(), output);
+  CommandInANotification observer(shell, {"locks"});
+  Registry().Register(observer);
+  Registry().Add(std::make_unique<DataFreeDataSource>(), "", /*quiet=*/false);
+  Registry().Unregister(observer);
+  EXPECT_THAT(out.str(), testing::MatchesRegex("the registry lock: held by thread [0-9]+\n"));
+}
+
+TEST_F(Locks, ShowTheNotificationMutexIfAThreadOutsideTheShellHoldsIt) {
+  for (const bool json : {false, true}) {
+    std::ostringstream out;
+    Output output(out, out, {.json = json});
+    Shell shell(Registry(), output);
+    shell.Execute("main", {"open", Path("abc.tsv"), "as", "survey"});
+    shell.Execute("main", {"add-empty", "other"});
+    CommandInANotification observer(shell, {"locks", "survey"});
+    CommandInANotification observerOfOther(shell, {"locks", "other"});
+    const LocallyUniqueID id = shell.Datasets().front()->ID();
+    SvrDMDataset dataset(Registry(), id);
+    dataset.Register(observer);
+    dataset.Register(observerOfOther);
+    out.str("");
+    { const SvrDMWriteableDataSource writer(Registry(), id, /*tryOnly=*/false, nullptr); }
+    dataset.Unregister(observer);
+    dataset.Unregister(observerOfOther);
+    if (json) {
+      EXPECT_THAT(out.str(),
+                  testing::ContainsRegex(R"re("mutexes":.."dataset":"survey","holders":..)re"
+                                         R"re("caller":"thread [0-9]+","mode":"exclusive")re"));
+      EXPECT_THAT(out.str(), HasSubstr("\"mutexes\":[]"));
+    } else {
+      EXPECT_THAT(out.str(),
+                  testing::MatchesRegex("survey .0:[0-9]+.: held by thread [0-9]+ .writing.\n"
+                                        "the notification mutex of survey: held by thread [0-9]+\n"
+                                        "other .0:[0-9]+.: free\n"));
+    }
+  }
 }
 
 // The lock monitor knows no lock that was acquired before it started.

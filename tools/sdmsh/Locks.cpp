@@ -34,8 +34,9 @@ void RefuseUnfitMessages(const OpenDataset& dataset) {
                      " do not fit together: " + failure);
 }
 
-// Returns "read" or "write".
+// Returns "read", "write" or "exclusive".
 const char* ModeWord(LockMode mode) {
+  if (mode == LockMode::Exclusive) return "exclusive";
   return mode == LockMode::Read ? "read" : "write";
 }
 
@@ -51,8 +52,10 @@ std::string LockText(const Hold& hold) {
 std::string HoldersText(const std::vector<LockUser>& holders) {
   std::vector<std::string> words;
   for (const auto& [name, mode] : holders) {
-    words.push_back((name.empty() ? "nobody who could release it" : name) +
-                    (mode == LockMode::Read ? " (reading)" : " (writing)"));
+    const char* const purpose = mode == LockMode::Read    ? " (reading)"
+                                : mode == LockMode::Write ? " (writing)"
+                                                          : "";
+    words.push_back((name.empty() ? "nobody who could release it" : name) + purpose);
   }
   return Joined(words);
 }
@@ -60,7 +63,10 @@ std::string HoldersText(const std::vector<LockUser>& holders) {
 // Returns a text such as "recode (to write), browse (to read)".
 std::string WaitersText(const std::vector<LockUser>& waiters) {
   std::vector<std::string> words;
-  for (const auto& [name, mode] : waiters) words.push_back(name + " (to " + ModeWord(mode) + ")");
+  for (const auto& [name, mode] : waiters) {
+    const bool isMutex = mode == LockMode::Exclusive;
+    words.push_back(name + (isMutex ? "" : std::string(" (to ") + ModeWord(mode) + ")"));
+  }
   return Joined(words);
 }
 
@@ -513,6 +519,27 @@ LockState CallerLocks::StateOf(const OpenDataset& dataset) const {
   return state;
 }
 
+std::vector<MutexState> CallerLocks::MutexesOf(const OpenDataset* dataset) const {
+  const LockReport report = registry_.GetLockReport();
+  std::vector<LockReport::Lock> locks;
+  std::vector<MutexState> states;  // of `locks`
+  const auto add = [&](const LockReport::Entry& entry, std::vector<LockUser> LockState::*users) {
+    if (entry.lock.kind == LockReport::Kind::Data) return;
+    if (dataset != nullptr && entry.lock.dataset != dataset->ID()) return;
+    const auto known = std::ranges::find(locks, entry.lock);
+    const auto index = static_cast<std::size_t>(known - locks.begin());
+    if (known == locks.end()) {
+      const bool isRegistry = entry.lock.kind == LockReport::Kind::Registry;
+      locks.push_back(entry.lock);
+      states.push_back({isRegistry ? "" : NameOf(entry.lock), {}});
+    }
+    (states[index].users.*users).push_back(UserOf(entry));
+  };
+  for (const LockReport::Entry& hold : report.holds) add(hold, &LockState::holders);
+  for (const LockReport::Entry& wait : report.waits) add(wait, &LockState::waiters);
+  return states;
+}
+
 const Hold* CallerLocks::FindLast(const Caller& caller,
                                   const std::function<bool(const Hold&)>& matches) const {
   const auto last = std::find_if(holds_.rbegin(), holds_.rend(), [&](const Hold& hold) {
@@ -528,7 +555,7 @@ const Caller* CallerLocks::CallerOf(const LockReport::Entry& entry) const {
 }
 
 LockUser CallerLocks::UserOf(const LockReport::Entry& entry) const {
-  if (entry.handle == nullptr) return {"", entry.mode};
+  if (entry.mode != LockMode::Exclusive && entry.handle == nullptr) return {"", entry.mode};
   const Caller* const caller = CallerOf(entry);
   return {caller != nullptr ? caller->Name() : "thread " + std::to_string(entry.thread.number),
           entry.mode};
@@ -537,7 +564,11 @@ LockUser CallerLocks::UserOf(const LockReport::Entry& entry) const {
 std::string CallerLocks::NameOf(const LockReport::Lock& lock) const {
   const auto hold = std::ranges::find_if(
       holds_, [&](const Hold& each) { return each.dataset->Item().get() == lock.address; });
-  return hold == holds_.end() ? lock.dataset.ToString() : hold->dataset->Name();
+  if (hold != holds_.end()) return hold->dataset->Name();
+  for (const DatasetPtr& open : shell_.Datasets()) {
+    if (open->ID() == lock.dataset) return open->Name();
+  }
+  return lock.dataset.ToString();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -570,11 +601,17 @@ Action ShowLocks(Call& call) {
       std::erase_if(datasets,
                     [&](const DatasetPtr& each) { return locks.StateOf(*each).IsFree(); });
     }
+    const std::vector<MutexState> mutexes = locks.MutexesOf(call.dataset.get());
     const auto words = [&] {
       std::string lines;
+      const auto add = [&](const std::string& lock, const LockState& state) {
+        lines += (lines.empty() ? "" : "\n") + lock + ": " + state.ToText();
+      };
       for (const DatasetPtr& each : datasets) {
-        lines += (lines.empty() ? "" : "\n") + each->Name() + " (" + each->ID().ToString() +
-                 "): " + locks.StateOf(*each).ToText();
+        add(each->Name() + " (" + each->ID().ToString() + ")", locks.StateOf(*each));
+      }
+      for (const auto& [dataset, users] : mutexes) {
+        add(dataset.empty() ? "the registry lock" : "the notification mutex of " + dataset, users);
       }
       return lines.empty() ? "no lock is held" : lines;
     };
@@ -584,7 +621,12 @@ Action ShowLocks(Call& call) {
         rows.push_back({{"dataset", each->Name()}, {"id", each->ID().ToString()}});
         locks.StateOf(*each).AddTo(rows.back());
       }
-      return Json{{"event", "locks"}, {"datasets", rows}};
+      Json mutexRows = Json::array();
+      for (const auto& [dataset, users] : mutexes) {
+        mutexRows.push_back({{"dataset", dataset.empty() ? Json(nullptr) : Json(dataset)}});
+        users.AddTo(mutexRows.back());
+      }
+      return Json{{"event", "locks"}, {"datasets", rows}, {"mutexes", mutexRows}};
     };
     call.shell.Say(words, json);
   };

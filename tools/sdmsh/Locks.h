@@ -109,6 +109,13 @@ struct LockState {
   void AddTo(Json& json) const;
 };
 
+// The registry lock, or the notification mutex of a dataset. The library holds them only while it
+// works, so the shell finds them in use only if a thread outside the shell works or is stuck.
+struct MutexState {
+  std::string dataset;  // empty for the registry lock
+  LockState users;
+};
+
 // An operation that is refused throws CommandError and changes nothing. An operation also throws
 // CommandError if a caller still waits after `bound` although no known holder blocks it. Then the
 // lock was acquired outside the shell before the lock monitor started.
@@ -160,6 +167,8 @@ class CallerLocks {
   void Notify(Caller& caller, const OpenDataset& dataset);
 
   LockState StateOf(const OpenDataset& dataset) const;
+  // The mutexes in use; with a dataset, only its notification mutex.
+  std::vector<MutexState> MutexesOf(const OpenDataset* dataset) const;
   // The last lock acquired by the caller for which `matches` returns true; null if there is none.
   const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
