@@ -55,7 +55,8 @@ class SDM_EXPORT LockMonitor {
   // for each deadlock and once for each wait longer than `longWait` (zero: never). It runs on a
   // thread that is about to wait, has waited, or makes a report, possibly on several threads
   // concurrently. That thread may hold locks, so the handler must not use datasets or registries,
-  // nor wait for another thread. Its exceptions are ignored.
+  // nor wait for another thread. Its exceptions are ignored. Calls of the previous handler may
+  // still be in progress when SetHandler returns. SetHandler may throw std::bad_alloc.
   static void SetHandler(Handler handler,
                          std::chrono::milliseconds longWait = std::chrono::milliseconds::zero());
 

@@ -34,8 +34,8 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly);
 
-  // Like the constructors above, with a label for LockMonitor, truncated to 31 bytes; null for no
-  // label.
+  // Like the constructors above, with a label for LockMonitor, which copies it, truncated to 31
+  // bytes; null for no label.
   SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                        const char* label);
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);

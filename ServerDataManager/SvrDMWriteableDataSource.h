@@ -42,8 +42,8 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator);
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator);
 
-  // Like the constructors above, with a label for LockMonitor, truncated to 31 bytes; null for no
-  // label.
+  // Like the constructors above, with a label for LockMonitor, which copies it, truncated to 31
+  // bytes; null for no label.
   SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                            SvrDMDataSetObserver* originator, const char* label);
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator,

@@ -130,7 +130,8 @@ class SDM_EXPORT ServerDataManager {
   bool SavFileExternallyChanged(const std::string& name) const;
 
   // The holders and waiters of the locks of this registry and its datasets, at one moment. Includes
-  // deleted datasets that still have handles. Empty while the monitor (LockMonitor.h) is off.
+  // deleted datasets that still have handles. Empty while the monitor (LockMonitor.h) is off. Waits
+  // until a millisecond after the previous report, and calls the monitor's handler for long waits.
   // Threads: any. Holds locks only while it copies the records.
   LockReport GetLockReport() const;
 

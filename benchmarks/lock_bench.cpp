@@ -1,6 +1,6 @@
 // The reader/writer lock compared with other locks (LockPeers.h): the cost without contention and
-// the read throughput of two threads. Its waiting times, and those of std::shared_mutex and
-// pthread_rwlock_t.
+// the read throughput of two threads. Also measures its waiting times, and the waiting times of
+// std::shared_mutex and pthread_rwlock_t.
 //
 // Waiting times are reported as percentiles (10, 50, 90 and 99) in multiples of the hold time, and
 // as the maximum in milliseconds. If a wait of a peer does not end, the benchmark abandons the wait

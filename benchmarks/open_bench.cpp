@@ -2,7 +2,7 @@
 // strings. The peer is one pass of libcsv over the same bytes, which only finds the fields.
 //
 // MB_per_s is by the clock, MB_per_cpu_s by the processor time of all threads. `of_columns` is the
-// peak of the resident memory while the file is opened, as a multiple of the columns alone.
+// greatest growth of the resident memory while the file is opened, as a multiple of the columns.
 //
 // The environment variable OPEN_BENCH_FILE names a file to be written and kept, for open_peers.py.
 
@@ -110,7 +110,7 @@ double ProcessMemory(const std::string& field) {
   return 0;
 }
 
-// Returns by how much the resident memory grew at most.
+// Returns the greatest growth of the resident memory, in bytes.
 double PeakGrowth(const std::function<void()>& work) {
   malloc_trim(0);
   std::ofstream("/proc/self/clear_refs") << 5;  // resets the peak
@@ -151,7 +151,7 @@ long PassOfLibcsv(const std::string& path) {
   return fields;
 }
 
-// Returns 0 if it does not find the fields.
+// Returns 0 if libcsv finds another number of fields.
 double SecondsOfLibcsv(const File& file) {
   long fields = 0;
   const Seconds pass = Measure([&] { fields = PassOfLibcsv(file.Path()); });

@@ -35,22 +35,23 @@ using Clock = std::chrono::steady_clock;
 using Random = std::mt19937;
 
 constexpr unsigned kWorkers = 5;
-constexpr char kBequest[] = "bequest";  // the label of handles that another thread destroys
+constexpr char kHandedOver[] = "handed over";  // the label of handles that another thread destroys
 
 unsigned FromEnvironment(const char* name, unsigned otherwise) {
   const char* const value = std::getenv(name);
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// It is no deadlock if a thread waits for a handle of its own that another thread will destroy.
+// A thread may wait for a handle that it created and that another thread will destroy. This is not
+// a deadlock.
 bool IsDeadlock(const LockIncident& incident) {
   return incident.kind == LockIncident::Kind::Deadlock &&
          std::none_of(incident.steps.begin(), incident.steps.end(),
-                      [](const auto& step) { return step.blocker.label == kBequest; });
+                      [](const auto& step) { return step.blocker.label == kHandedOver; });
 }
 
 // Handles that one thread has created and another thread destroys.
-class Bequest {
+class HandedOver {
  public:
   void Add(std::shared_ptr<SvrDMInputDataSource> handle) {
     const std::lock_guard lock(mutex_);
@@ -74,7 +75,7 @@ class Soak {
     // The two helper threads acquire no lock that a worker can hold while it waits for them.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
-        bequest_.DestroyAll();
+        handedOver_.DestroyAll();
         std::this_thread::yield();
       }
     });
@@ -90,7 +91,7 @@ class Soak {
     workers.clear();
     releases = std::jthread();
     reports = std::jthread();
-    bequest_.DestroyAll();
+    handedOver_.DestroyAll();
   }
 
   ServerDataManager registry;
@@ -129,19 +130,19 @@ class Soak {
         return;
       case 5:
       case 6: {
-        const bool bequeaths = random() % 3 == 0;
+        const bool handsOver = random() % 3 == 0;
         auto writer = std::make_shared<SvrDMWriteableDataSource>(
-            item, /*tryOnly=*/false, /*originator=*/nullptr, bequeaths ? kBequest : "soak");
+            item, /*tryOnly=*/false, /*originator=*/nullptr, handsOver ? kHandedOver : "soak");
         Write(*writer, random);
-        if (bequeaths) bequest_.Add(std::move(writer));
+        if (handsOver) handedOver_.Add(std::move(writer));
         return;
       }
       default: {
-        const bool bequeaths = random() % 3 == 0;
+        const bool handsOver = random() % 3 == 0;
         auto reader = std::make_shared<SvrDMInputDataSource>(item, /*tryOnly=*/false,
-                                                             bequeaths ? kBequest : "soak");
+                                                             handsOver ? kHandedOver : "soak");
         Read(*reader);
-        if (bequeaths) bequest_.Add(std::move(reader));
+        if (handsOver) handedOver_.Add(std::move(reader));
         return;
       }
     }
@@ -175,7 +176,7 @@ class Soak {
   }
 
   support::SilentObserver observer_;
-  Bequest bequest_;
+  HandedOver handedOver_;
   std::array<std::atomic<LocallyUniqueID>, 3> ids_{support::AddDataset(registry, "A B"),
                                                    support::AddDataset(registry, "A B"),
                                                    support::AddDataset(registry, "A B")};

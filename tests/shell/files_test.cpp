@@ -45,7 +45,7 @@ TEST_F(DataFiles, ReplaceADataSourceWithTheGivenDelimiter) {
               StartsWith("      a  b\n   1  7  8\n"));
 }
 
-TEST_F(DataFiles, TellWhatWasFoundInThem) {
+TEST_F(DataFiles, ImportShowsWhatWasFoundInAFile) {
   const std::string file = WriteFile("f.txt", "zip;x\n01067;1,5\nNA;\n");
   EXPECT_THAT(AtPrompt("open " + file + " as f\nimport f\n"),
               EndsWith("2 rows and 2 variables. The delimiter is a semicolon, the decimal mark is "
@@ -64,14 +64,14 @@ TEST_F(DataFiles, TellWhatWasFoundInThem) {
                        "\n"));
 }
 
-TEST_F(DataFiles, TellWhatWasFoundInThemThroughClonesAndFilters) {
+TEST_F(DataFiles, ImportShowsTheFileBelowClonesAndFilters) {
   const std::string report = "2 rows and 3 variables. The delimiter is a tab";
   EXPECT_THAT(Writing("clone survey as copy\nimport survey\n"), HasSubstr(report));
   EXPECT_THAT(Writing("clone survey as copy\nimport copy\n"), HasSubstr(report));
   EXPECT_THAT(Writing("source survey filtered by a\nimport survey\n"), HasSubstr(report));
 }
 
-TEST_F(DataFiles, TellNothingOfADatasetWithoutAFile) {
+TEST_F(DataFiles, ImportIsRefusedWithoutAFile) {
   EXPECT_THAT(Writing("source survey dictionary\nimport survey\n"),
               StartsWith("error: the data source of survey does not read a data file\n"));
 }
@@ -95,16 +95,15 @@ TEST_F(DataFiles, AreWrittenWithTheDelimiterOfTheirNameOrTheGivenOne) {
   EXPECT_THAT(Content("other.csv"), StartsWith("a\tb\tc\n"));
 }
 
-TEST_F(DataFiles, BelongToTheDatasetThatWasSavedInThem) {
+TEST_F(DataFiles, BelongToTheDatasetAfterASave) {
   const std::string text =
       Writing("save survey as " + Path("new.csv") + "\nshow survey\ntouched survey\n");
   EXPECT_THAT(text, HasSubstr("saved as       " + Path("new.csv") + "\n"));
   EXPECT_THAT(text, HasSubstr(Path("new.csv") + " was not changed by another program\n"));
 }
 
-TEST_F(DataFiles, KeepChangesOfOtherProgramsUnlessTheyAreNamed) {
+TEST_F(DataFiles, ChangedByAnotherProgramAreReplacedOnlyIfNamed) {
   const std::string file = Path("abc.tsv");
-  std::istringstream input(Open("survey") + "write survey\n");
   std::ostringstream out;
   Output output(out, out);
   Shell shell(Registry(), output);
@@ -132,7 +131,7 @@ TEST_F(DataFiles, AreNotWrittenWithoutAName) {
               HasSubstr("error: e has no file; `save e as FILE` gives it one\n"));
 }
 
-TEST_F(DataFiles, StayAsTheyAreIfASaveFails) {
+TEST_F(DataFiles, DatasetKeepsItsFileAndDirtyFlagIfASaveFails) {
   EXPECT_THAT(
       Writing("dirty survey on\nsave survey as " + Path("none/new.csv") + "\nshow survey\n"),
       testing::AllOf(HasSubstr("none/new.csv"), HasSubstr("unsaved        yes\n"),

@@ -48,7 +48,7 @@ class LockRecords : public testing::Test {
   }
 
   ServerDataManager registry_;
-  // As far apart as datasets, so that the monitor counts their users separately.
+  // At least 64 bytes apart, like datasets, so that the monitor counts claims on them separately.
   struct alignas(64) Address {};
   const Address locks_[2] = {};
   const LockRequest first_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 0), &locks_[0],

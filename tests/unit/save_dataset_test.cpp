@@ -1,5 +1,5 @@
-// Cases edited under a writer, and saving a dataset: what observers learn, and what the dataset
-// knows of its file.
+// Editing cases under a writer, and saving a dataset: the messages, and the state of the dataset's
+// file.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/CaseReader.h>
@@ -101,7 +101,7 @@ TEST(CasesOfADataset, AppendedCasesResetTheClientsDataUnderANewSequenceNumber) {
   EXPECT_EQ(dataset.sequences, (std::vector<unsigned int>{1, 1}));
 }
 
-TEST(CasesOfADataset, SetValuesAreReportedByTheWriterItself) {
+TEST(CasesOfADataset, SetValuesAreReportedOnlyIfTheWriterAddsAMessage) {
   Dataset dataset(Ages());
   const auto setValue = [](SvrDMWriteableDataSource& writer) {
     CasesOf(writer).SetValue(0, 0, 32.0);
