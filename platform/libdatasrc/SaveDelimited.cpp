@@ -69,7 +69,7 @@ class RecordText {
     for (const char c : text) kinds |= kBytes[static_cast<unsigned char>(c)];
     if ((kinds & kZero) != 0 || ((kinds & kNotAscii) != 0 && !IsUtf8(text))) return false;
     // A byte-order mark at the start of a file does not belong to the first field.
-    if ((kinds & kQuoted) != 0 || text.starts_with("\xEF\xBB\xBF")) {
+    if ((kinds & kQuoted) != 0 || text.starts_with(kByteOrderMark)) {
       AddQuoted(text);
     } else {
       text_ += text;
@@ -216,9 +216,8 @@ bool IsDataFile(const std::filesystem::path& file) {
 // opened.
 void CheckSiblings(const std::filesystem::path& path) {
   const std::string schema = SchemaPathOf(path.filename().string());
-  const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
   // Not std::filesystem::directory_iterator, which ends the process if memory runs out.
-  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(FolderOf(path).c_str()), closedir);
   if (entries == nullptr) return;
   while (const dirent* const entry = readdir(entries.get())) {
     const std::filesystem::path name = entry->d_name;

@@ -16,10 +16,6 @@ namespace {
 using Reason = ImportReport::Reason;
 using Type = ImportReport::Type;
 
-bool IsDigit(char c) {
-  return '0' <= c && c <= '9';
-}
-
 struct ReadNumber {
   enum class Kind { None, Plain, LeadingZero, LargeWhole };
   Kind kind = Kind::None;
@@ -112,18 +108,9 @@ ReadNumber ReadShortNumber(std::string_view text, char decimalMark) {
   return {KindOf(text), Scaled(digits, decimals, isNegative)};
 }
 
-// Returns a number with the given decimal mark, as ParseNumber reads it with a point.
-std::optional<double> ParseNumberWithMark(std::string_view text, char decimalMark) {
-  if (decimalMark == '.') return ParseNumber(text);
-  if (text.find('.') != text.npos) return std::nullopt;
-  std::string withPoint(text);
-  std::replace(withPoint.begin(), withPoint.end(), decimalMark, '.');
-  return ParseNumber(withPoint);
-}
-
 // Reads any number, with blanks around it.
 ReadNumber ReadLongNumber(std::string_view text, char decimalMark) {
-  const std::optional<double> value = ParseNumberWithMark(text, decimalMark);
+  const std::optional<double> value = ParseNumber(text, {&decimalMark, 1});
   if (!value) return {};
   text = Trimmed(text);
   if (!IsDigit(text.front()) && text.front() != decimalMark) text.remove_prefix(1);

@@ -29,8 +29,6 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
 struct Block {
   RecordBlock records;
   bool isRight = false;
@@ -97,11 +95,10 @@ class DataFileReader {
     if (schema_) {
       for (const SchemaField& field : schema_->fields) fields.emplace(field.name, &field);
     }
-    std::unordered_map<std::string_view, std::size_t> positions;
     for (std::size_t i = 0; i < header.FieldCount(); ++i) {
       const std::string_view name = header.Field(i);
       if (name.empty()) header.Fail(header.FieldPosition(i), "column without a name");
-      if (!positions.emplace(name, i).second) {
+      if (!positions_.emplace(name, i).second) {
         header.Fail(header.FieldPosition(i), "duplicate column name " + Quoted(name));
       }
       const auto field = fields.find(name);
@@ -116,7 +113,6 @@ class DataFileReader {
     using Match = TableSchema::FieldsMatch;
     const Match match = schema_->fieldsMatch;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-      positions_.emplace(columns_[i].Name(), i);
       const bool needsField = match != Match::Subset && match != Match::Partial;
       if (needsField && !columns_[i].HasField()) {
         header.Fail(header.FieldPosition(i),
@@ -275,12 +271,19 @@ class DataFileReader {
 
   [[noreturn]] void FailAtFirstError(const Block& block) const {
     DelimitedText records(path_, block.records.Text(), TextPosition{line_, 1}, delimiter_);
-    while (records.Next()) {
-      if (records.IsEmptyLine() && columns_.size() > 1) continue;
+    while (NextRow(records)) {
       CheckFieldCount(records);
       for (std::size_t i = 0; i < columns_.size(); ++i) columns_[i].CheckField(records, i);
     }
     throw std::logic_error("SystemFileDataSource: no error in records that were refused");
+  }
+
+  // Advances to the next record that is a row: an empty line is a row only of one column.
+  bool NextRow(DelimitedText& records) const {
+    while (records.Next()) {
+      if (!records.IsEmptyLine() || columns_.size() == 1) return true;
+    }
+    return false;
   }
 
   void CheckFieldCount(const DelimitedText& record) const {
@@ -340,7 +343,7 @@ class DataFileReader {
     RecordBlock block;
     long line = firstLine_;
     std::size_t before = 0;  // rows before the block
-    for (bool isFirst = true; reader.Next(settings_.bytes, block); isFirst = false) {
+    for (bool isFirst = true; reader.Next(BlockBytes(), block); isFirst = false) {
       if (isFirst) block.Skip(std::min(skipped_, block.Text().size()));
       if (!block.Scan(delimiter_, columns_.size())) break;
       if (row >= before + block.RowCount()) {
@@ -349,8 +352,7 @@ class DataFileReader {
         continue;
       }
       DelimitedText records(path_, block.Text(), TextPosition{line, 1}, delimiter_);
-      while (records.Next()) {
-        if (records.IsEmptyLine() && columns_.size() > 1) continue;
+      while (NextRow(records)) {
         if (before++ == row) FailInRecord(file, records, columns, problem);
       }
     }
@@ -424,7 +426,7 @@ class DataFileReader {
   bool isSecondReading_ = false;
 
   std::vector<FileColumn> columns_;
-  std::map<std::string, std::size_t, std::less<>> positions_;  // of the columns, with a schema
+  std::map<std::string, std::size_t, std::less<>> positions_;  // of the columns
   // The types that the threads read, or kSkip. A thread may use an older type: the column is then
   // read again.
   std::vector<std::atomic<std::uint8_t>> types_;

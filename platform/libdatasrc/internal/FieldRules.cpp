@@ -11,10 +11,6 @@ namespace sdm_internal {
 
 namespace {
 
-bool IsDigit(char c) {
-  return '0' <= c && c <= '9';
-}
-
 // Removes what surrounds the number in "EUR 95", "95 %" or "$-95".
 std::string_view WithoutSurroundings(std::string_view text, std::string_view mark) {
   const auto isStart = [&](std::size_t i) {
@@ -57,11 +53,7 @@ std::optional<double> ParseMarkedNumber(std::string_view text, const FieldRules&
     if (!ungrouped) return std::nullopt;
     number = *std::move(ungrouped);
   }
-  if (mark == ".") return ParseNumber(number);
-  if (number.find('.') != number.npos) return std::nullopt;
-  const std::size_t at = number.find(mark);
-  if (at != number.npos) number.replace(at, mark.size(), ".");
-  return ParseNumber(number);
+  return ParseNumber(number, mark);
 }
 
 // A sign and at least four digits, as in XML Schema.

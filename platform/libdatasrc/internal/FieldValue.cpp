@@ -1,5 +1,6 @@
 #include <libdatasrc/iDMY2Orvx.h>
 #include <libdatasrc/internal/FieldValue.h>
+#include <libdatasrc/internal/NumberText.h>
 
 #include <algorithm>
 #include <array>
@@ -67,7 +68,7 @@ class PartReader {
   // The digits after a decimal point, at least one, as a number below 1.
   double Fraction() {
     std::size_t digits = 0;
-    while (digits < rest_.size() && rest_[digits] >= '0' && rest_[digits] <= '9') ++digits;
+    while (digits < rest_.size() && IsDigit(rest_[digits])) ++digits;
     isGood_ = isGood_ && digits > 0;
     // More digits than this do not matter to a double that began with a second.
     std::array<char, 2 + 40> text = {'0', '.'};

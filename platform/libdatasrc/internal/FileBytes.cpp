@@ -12,6 +12,7 @@
 #include <limits>
 #include <new>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace sdm_internal {
@@ -22,7 +23,7 @@ constexpr std::size_t kChunkSize = std::size_t{64} << 10;
 
 class PlainBytes : public FileBytes {
  public:
-  explicit PlainBytes(RegularFile& file) : FileBytes(file) {}
+  explicit PlainBytes(RegularFile file) : FileBytes(std::move(file)) {}
 
  private:
   std::size_t Fill(char* to, std::size_t size) override { return file_.Read(to, size); }
@@ -31,7 +32,7 @@ class PlainBytes : public FileBytes {
 // Compressed input, by chunks.
 class CompressedBytes : public FileBytes {
  protected:
-  explicit CompressedBytes(RegularFile& file) : FileBytes(file), chunk_(kChunkSize) {}
+  explicit CompressedBytes(RegularFile file) : FileBytes(std::move(file)), chunk_(kChunkSize) {}
 
   // Replaces the chunk after it was decompressed completely. Empty at the end of the file.
   std::string_view NextChunk() { return {chunk_.data(), file_.Read(chunk_.data(), chunk_.size())}; }
@@ -60,7 +61,7 @@ void Free(void*, void* memory) {
 // Several compressed files in a row are one file, as for gzip itself (RFC 1952).
 class GzipBytes : public CompressedBytes {
  public:
-  explicit GzipBytes(RegularFile& file) : CompressedBytes(file) {
+  explicit GzipBytes(RegularFile file) : CompressedBytes(std::move(file)) {
     constexpr int kOnlyGzip = 16;
     stream_.zalloc = Allocate;
     stream_.zfree = Free;
@@ -102,7 +103,8 @@ class GzipBytes : public CompressedBytes {
 
 class ZstdBytes : public CompressedBytes {
  public:
-  explicit ZstdBytes(RegularFile& file) : CompressedBytes(file), context_(ZSTD_createDCtx()) {
+  explicit ZstdBytes(RegularFile file)
+      : CompressedBytes(std::move(file)), context_(ZSTD_createDCtx()) {
     if (context_ == nullptr) throw std::bad_alloc();
   }
 
@@ -149,12 +151,12 @@ bool IsZstd(std::string_view start) {
 
 }  // namespace
 
-std::unique_ptr<FileBytes> FileBytes::Of(RegularFile& file) {
+std::unique_ptr<FileBytes> FileBytes::Of(RegularFile file) {
   std::array<char, 4> bytes;
   const std::string_view start(bytes.data(), file.Peek(bytes.data(), bytes.size()));
-  if (start.starts_with("\x1F\x8B")) return std::make_unique<GzipBytes>(file);
-  if (IsZstd(start)) return std::make_unique<ZstdBytes>(file);
-  return std::make_unique<PlainBytes>(file);
+  if (start.starts_with("\x1F\x8B")) return std::make_unique<GzipBytes>(std::move(file));
+  if (IsZstd(start)) return std::make_unique<ZstdBytes>(std::move(file));
+  return std::make_unique<PlainBytes>(std::move(file));
 }
 
 std::size_t FileBytes::Read(char* to, std::size_t size) {

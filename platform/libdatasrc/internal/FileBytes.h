@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace sdm_internal {
 
@@ -17,10 +18,12 @@ namespace sdm_internal {
 // used.
 class FileBytes {
  public:
-  // Borrows `file`, which nobody has read from. Throws DataFileError.
-  static std::unique_ptr<FileBytes> Of(RegularFile& file);
+  // Nothing has been read from `file` yet. Throws DataFileError.
+  static std::unique_ptr<FileBytes> Of(RegularFile file);
 
   virtual ~FileBytes() = default;
+
+  const RegularFile& File() const { return file_; }
 
   // Reads `size` bytes, fewer only at the end. Throws DataFileError for damaged compressed data and
   // for a file that ends too early, after handing out the bytes before the error.
@@ -31,7 +34,7 @@ class FileBytes {
   const std::string& Peek(std::size_t size);
 
  protected:
-  explicit FileBytes(RegularFile& file) : file_(file) {}
+  explicit FileBytes(RegularFile file) : file_(std::move(file)) {}
 
   // Like Read, but returns after calling Fail.
   virtual std::size_t Fill(char* to, std::size_t size) = 0;
@@ -40,7 +43,7 @@ class FileBytes {
   void Fail(const std::string& text) { failure_ = text; }
   bool HasFailed() const { return !failure_.empty(); }
 
-  RegularFile& file_;
+  RegularFile file_;
 
  private:
   std::string start_;  // what Peek has read and Read has not handed out

@@ -101,7 +101,7 @@ class FileText::Decoder {
       if (needsInput_) ReadMore();
       written = Decode(to, size);
     }
-    Advance({to, written});
+    position_.Advance(std::string_view(to, written));
     return written;
   }
 
@@ -132,16 +132,6 @@ class FileText::Decoder {
     return static_cast<std::size_t>(out - to);
   }
 
-  void Advance(std::string_view text) {
-    const std::size_t lastLine = text.rfind('\n');
-    if (lastLine != std::string_view::npos) {
-      position_.line += std::count(text.begin(), text.end(), '\n');
-      position_.column = 1;
-      text.remove_prefix(lastLine + 1);
-    }
-    position_.column += static_cast<long>(text.size());
-  }
-
   [[noreturn]] void Fail(const std::string& text) const {
     throw DataFileError(path_, position_.line, position_.column, text);
   }
@@ -160,8 +150,7 @@ class FileText::Decoder {
 };
 
 FileText::FileText(const std::string& path, const std::string& encoding)
-    : file_(std::make_unique<RegularFile>(path)),
-      bytes_(FileBytes::Of(*file_)),
+    : bytes_(FileBytes::Of(RegularFile(path))),
       encoding_(FindEncoding(path, encoding, bytes_->Peek(kLongestMark))) {
   if (encoding_ != "UTF-8") decoder_ = std::make_unique<Decoder>(*bytes_, path, encoding_);
 }

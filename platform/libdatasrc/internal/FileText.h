@@ -8,7 +8,6 @@
 #define LIBDATASRC_INTERNAL_FILETEXT_H_
 
 #include <libdatasrc/internal/FileBytes.h>
-#include <libdatasrc/internal/RegularFile.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -34,7 +33,7 @@ class FileText {
   FileText(FileText&&) noexcept;
   ~FileText();
 
-  const std::string& Path() const { return file_->Path(); }
+  const std::string& Path() const { return bytes_->File().Path(); }
 
   // The encoding of the decompressed file: `encoding`, or the encoding found.
   const std::string& Encoding() const { return encoding_; }
@@ -47,13 +46,12 @@ class FileText {
 
   // Progress in the file as stored. BytesRead may be ahead of the text, and the size is that of
   // the file when it was opened.
-  std::uint64_t BytesRead() const { return file_->BytesRead(); }
-  std::uint64_t BytesInAll() const { return file_->Size(); }
+  std::uint64_t BytesRead() const { return bytes_->File().BytesRead(); }
+  std::uint64_t BytesInAll() const { return bytes_->File().Size(); }
 
  private:
   class Decoder;
 
-  std::unique_ptr<RegularFile> file_;  // at a fixed address: bytes_ borrows it
   std::unique_ptr<FileBytes> bytes_;
   std::string encoding_;
   std::unique_ptr<Decoder> decoder_;  // null for UTF-8

@@ -29,6 +29,15 @@ std::optional<double> ParseNumber(std::string_view text) {
   return number;
 }
 
+std::optional<double> ParseNumber(std::string_view text, std::string_view decimalMark) {
+  if (decimalMark == ".") return ParseNumber(text);
+  if (text.find('.') != text.npos) return std::nullopt;
+  std::string withPoint(text);
+  const std::size_t mark = withPoint.find(decimalMark);
+  if (mark != withPoint.npos) withPoint.replace(mark, decimalMark.size(), ".");
+  return ParseNumber(withPoint);
+}
+
 std::string ShortestText(double number) {
   std::array<char, 32> text;
   const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), number);

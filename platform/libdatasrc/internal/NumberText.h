@@ -12,9 +12,16 @@ namespace sdm_internal {
 // `text` without blanks and tabs at both ends.
 std::string_view Trimmed(std::string_view text);
 
+inline bool IsDigit(char c) {
+  return '0' <= c && c <= '9';
+}
+
 // Parses a decimal number with optional sign, point and exponent; ignores blanks around it. Empty
 // for any other text and for a number outside the range of a double.
 std::optional<double> ParseNumber(std::string_view text);
+
+// The same, with `decimalMark` instead of the point.
+std::optional<double> ParseNumber(std::string_view text, std::string_view decimalMark);
 
 // The shortest decimal text that parses back to this number.
 std::string ShortestText(double number);

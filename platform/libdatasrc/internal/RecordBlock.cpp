@@ -104,7 +104,7 @@ bool RecordBlock::FindEnds(char delimiter) {
   bool isRight = true;
   std::uint64_t afterReturn = 0;
   isAscii_ = true;
-  recordEndCount_ = lineFeedCount_ = 0;
+  recordCount_ = lineFeedCount_ = 0;
   ForEachGroup(text_, [&](std::size_t position, const ByteGroup& group, std::uint64_t valid) {
     const std::uint64_t quotes = group.MaskOf('"');
     const std::uint64_t inside = open.Inside(quotes);
@@ -113,7 +113,7 @@ bool RecordBlock::FindEnds(char delimiter) {
     std::uint64_t fieldEnds = (group.MaskOf(delimiter) & valid & ~inside) | (feeds & ~inside);
     if (feeds != 0) {
       lineFeedCount_ += static_cast<std::size_t>(std::popcount(feeds));
-      recordEndCount_ += static_cast<std::size_t>(std::popcount(feeds & ~inside));
+      recordCount_ += static_cast<std::size_t>(std::popcount(feeds & ~inside));
     }
     isRight &= ((returns << 1 | afterReturn) & ~feeds & valid) == 0 && !group.HasZeroByte();
     afterReturn = returns >> 63;
@@ -128,10 +128,9 @@ bool RecordBlock::FindEnds(char delimiter) {
   if (!text_.empty() && text_.back() != '\n') {
     if (!isLast_ || text_.back() == '\r') return false;
     *next++ = static_cast<std::uint32_t>(text_.size());
-    ++recordEndCount_;
+    ++recordCount_;
   }
   endCount_ = static_cast<std::size_t>(next - ends_.get());
-  recordCount_ = recordEndCount_;
   return true;
 }
 
@@ -165,7 +164,7 @@ bool RecordBlock::FindRows() {
     i = next;
   }
   // Otherwise a field of a row ended in a line feed.
-  return rows_.size() + emptyLines == recordEndCount_;
+  return rows_.size() + emptyLines == recordCount_;
 }
 
 bool RecordBlock::IsUtf8() const {

@@ -62,7 +62,6 @@ class RecordBlock {
   std::vector<std::uint32_t> rows_;  // the begins
   std::size_t fieldsPerRecord_ = 0;
   std::size_t recordCount_ = 0;
-  std::size_t recordEndCount_ = 0;
   std::size_t lineFeedCount_ = 0;  // also in quotes
   bool isAscii_ = true;
 };

@@ -25,17 +25,18 @@ std::string FileNameOf(const std::string& path) {
   return std::filesystem::path(path).filename().string();
 }
 
-std::string FolderOf(const std::string& path) {
-  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-  return folder.empty() ? "." : folder.string();
-}
-
 std::string MarkerOf(const std::string& path) {
   return path + ".saving";
 }
 
 [[noreturn]] void FailToSave(const std::string& path, int error) {
   throw DataFileError(path, "cannot be saved: " + std::generic_category().message(error));
+}
+
+// After the save took effect; a step that only tidies up has failed.
+[[noreturn]] void FailAfterSaving(const std::string& path, const std::string& problem, int error) {
+  throw DataFileError(path,
+                      "saved, but " + problem + ": " + std::generic_category().message(error));
 }
 
 bool Exists(const std::string& path) {
@@ -107,6 +108,11 @@ void WriteMarker(const NewFile& data, const NewFile& schema) {
 }
 
 }  // namespace
+
+std::string FolderOf(const std::string& path) {
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  return folder.empty() ? "." : folder.string();
+}
 
 std::string SchemaPathOf(const std::string& path) {
   std::filesystem::path file = path;
@@ -222,17 +228,16 @@ void ReplaceFiles(NewFile& data, NewFile& schema) {
     if (unlink(marker.c_str()) == 0) FailToSave(path, error);
     data.Keep();
     schema.Keep();
-    throw DataFileError(path, "saved, but " + data.Path() +
-                                  " cannot be renamed: " + std::generic_category().message(error));
+    FailAfterSaving(path, data.Path() + " cannot be renamed", error);
   }
   if (!schema.ReplaceTarget()) {
+    const int error = errno;
     schema.Keep();
-    throw DataFileError(path, "saved, but " + schema.Path() +
-                                  " cannot be renamed: " + std::generic_category().message(errno));
+    FailAfterSaving(path, schema.Path() + " cannot be renamed", error);
   }
   if (!folder.Sync() || unlink(marker.c_str()) != 0) {
-    throw DataFileError(path, "saved, but " + marker +
-                                  " cannot be deleted: " + std::generic_category().message(errno));
+    const int error = errno;
+    FailAfterSaving(path, marker + " cannot be deleted", error);
   }
 }
 

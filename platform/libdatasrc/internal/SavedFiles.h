@@ -24,6 +24,9 @@
 
 namespace sdm_internal {
 
+// The folder that a file is in; "." for a name alone.
+std::string FolderOf(const std::string& path);
+
 // The schema beside a data file: for survey.tsv and survey.tsv.gz, survey.schema.json.
 std::string SchemaPathOf(const std::string& path);
 

@@ -348,11 +348,7 @@ class FieldReader {
       field_.width = json_.WholeNumber(*width, "'width'", 1);
     }
     if (const JsonValue* level = object_.Member("level")) {
-      constexpr std::array<MeasurementLevel, 5> kLevels = {
-          MeasurementLevel::Unknown, MeasurementLevel::Nominal, MeasurementLevel::Ordinal,
-          MeasurementLevel::Interval, MeasurementLevel::Ratio};
-      field_.level = kLevels[json_.OneOf(*level, "'level'",
-                                         {"unknown", "nominal", "ordinal", "interval", "ratio"})];
+      field_.level = static_cast<MeasurementLevel>(json_.OneOf(*level, "'level'", kLevelWords));
     }
     if (const JsonValue* format = object_.Member("printFormat")) field_.format = FormatOf(*format);
     if (const auto* missing = json_.OptionalMember<JsonValue::Array>(object_, "missing")) {
@@ -368,8 +364,7 @@ class FieldReader {
     json_.Require<JsonValue::Object>(json, "'printFormat'");
     VariableFormat format;
     if (const JsonValue* kind = json.Member("kind")) {
-      format.kind = static_cast<VariableFormat::Kind>(
-          json_.OneOf(*kind, "'kind'", {"plain", "date", "time", "datetime"}));
+      format.kind = static_cast<VariableFormat::Kind>(json_.OneOf(*kind, "'kind'", kFormatWords));
     }
     if (const JsonValue* width = json.Member("width")) {
       format.width = json_.WholeNumber(*width, "'width'", 0);

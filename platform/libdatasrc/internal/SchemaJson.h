@@ -8,8 +8,8 @@
 
 #include <cmath>
 #include <cstddef>
-#include <initializer_list>
 #include <limits>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -48,11 +48,14 @@ class SchemaJson {
     return member != nullptr ? &Require<T>(*member, "'" + name + "'") : nullptr;
   }
 
+  const JsonValue& RequiredMember(const JsonValue& object, const std::string& name) const {
+    const JsonValue* member = object.Member(name);
+    if (member == nullptr) Fail(object, "missing member '" + name + "'");
+    return *member;
+  }
   template <class T>
   const T& RequiredMember(const JsonValue& object, const std::string& name) const {
-    const T* value = OptionalMember<T>(object, name);
-    if (value == nullptr) Fail(object, "missing member '" + name + "'");
-    return *value;
+    return Require<T>(RequiredMember(object, name), "'" + name + "'");
   }
 
   bool BoolOf(const JsonValue& object, const std::string& name, bool otherwise) const {
@@ -72,7 +75,7 @@ class SchemaJson {
 
   // The position of a text in `words`.
   std::size_t OneOf(const JsonValue& json, const std::string& what,
-                    std::initializer_list<std::string_view> words) const {
+                    std::span<const std::string_view> words) const {
     const auto& text = Require<std::string>(json, what);
     std::string list;
     std::size_t i = 0;

@@ -28,11 +28,13 @@
 
 #include <libdatasrc/internal/NumberText.h>
 #include <libdatasrc/internal/SchemaText.h>
+#include <libdatasrc/internal/TableSchema.h>
 #include <libdatasrc/internal/Utf8.h>
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/ORVX_Variable.h>
 
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <stdexcept>
 #include <string_view>
@@ -102,34 +104,11 @@ std::string JsonOfAttributes(const Attributes& attributes) {
 
 // --- the dictionary ---
 
-const char* NameOf(MeasurementLevel level) {
-  switch (level) {
-    case MeasurementLevel::Nominal:
-      return "nominal";
-    case MeasurementLevel::Ordinal:
-      return "ordinal";
-    case MeasurementLevel::Interval:
-      return "interval";
-    case MeasurementLevel::Ratio:
-      return "ratio";
-    case MeasurementLevel::Unknown:
-      break;
-  }
-  return "unknown";
-}
-
-const char* NameOf(VariableFormat::Kind kind) {
-  switch (kind) {
-    case VariableFormat::Kind::Date:
-      return "date";
-    case VariableFormat::Kind::Time:
-      return "time";
-    case VariableFormat::Kind::DateTime:
-      return "datetime";
-    case VariableFormat::Kind::Plain:
-      break;
-  }
-  return "plain";
+// The first word stands for a value that is not an enumerator.
+template <class Words, class Enumerator>
+std::string_view WordOf(const Words& words, Enumerator value) {
+  const auto index = static_cast<std::size_t>(value);
+  return words[index < words.size() ? index : 0];
 }
 
 // Whether the variable can have the value, and JSON can express it.
@@ -161,7 +140,7 @@ void AddValues(const ORVX_Variable& variable, JsonList& field) {
 
 std::string JsonOf(const VariableFormat& format) {
   JsonList list;
-  list.Add("kind", Quoted(NameOf(format.kind)));
+  list.Add("kind", Quoted(WordOf(kFormatWords, format.kind)));
   list.Add("width", std::to_string(format.width));
   list.Add("decimals", std::to_string(format.decimals));
   return list.Object();
@@ -178,7 +157,7 @@ std::string JsonOf(const ORVX_Variable& variable) {
     field.Add("type", Quoted("string"));
     field.Add("width", std::to_string(variable.GetType()));
   }
-  field.Add("level", Quoted(NameOf(variable.GetMeasurementLevel())));
+  field.Add("level", Quoted(WordOf(kLevelWords, variable.GetMeasurementLevel())));
   AddValues(variable, field);
   const VariableFormat& format = variable.GetFormat();
   if (!(format == VariableFormat())) field.Add("printFormat", JsonOf(format));

@@ -78,11 +78,13 @@ class SchemaReader {
   }
 
   void ReadFieldsMatch(const JsonValue& match) {
+    static constexpr std::array<std::string_view, 5> kWords = {"exact", "equal", "subset",
+                                                               "superset", "partial"};
     // The older form is an array with one string.
     const auto* array = match.As<JsonValue::Array>();
     const JsonValue& text = array != nullptr && array->size() == 1 ? array->front() : match;
-    schema_.fieldsMatch = static_cast<TableSchema::FieldsMatch>(
-        json_.OneOf(text, "'fieldsMatch'", {"exact", "equal", "subset", "superset", "partial"}));
+    schema_.fieldsMatch =
+        static_cast<TableSchema::FieldsMatch>(json_.OneOf(text, "'fieldsMatch'", kWords));
   }
 
   void ReadKeys(const JsonValue& root) {
@@ -107,8 +109,8 @@ class SchemaReader {
 
   SchemaReference ReferenceOf(const JsonValue& json) const {
     json_.Require<JsonValue::Object>(json, "a foreign key");
-    const JsonValue& fields = RequiredMember(json, "fields");
-    const JsonValue& reference = RequiredMember(json, "reference");
+    const JsonValue& fields = json_.RequiredMember(json, "fields");
+    const JsonValue& reference = json_.RequiredMember(json, "reference");
     json_.Require<JsonValue::Object>(reference, "'reference'");
     const auto* resource = json_.OptionalMember<std::string>(reference, "resource");
     if (resource != nullptr && !resource->empty()) {
@@ -116,7 +118,7 @@ class SchemaReader {
     }
     SchemaReference result{
         FieldsOf(fields, "'fields'"),
-        FieldsOf(RequiredMember(reference, "fields"), "'fields' of the reference")};
+        FieldsOf(json_.RequiredMember(reference, "fields"), "'fields' of the reference")};
     if (result.fields.size() != result.referenced.size()) {
       json_.Fail(json, "a foreign key must have as many fields as its reference");
     }
@@ -127,12 +129,6 @@ class SchemaReader {
         json_.Fail(json, "a foreign key must have the types it refers to");
     }
     return result;
-  }
-
-  const JsonValue& RequiredMember(const JsonValue& object, const std::string& name) const {
-    const JsonValue* member = object.Member(name);
-    if (member == nullptr) json_.Fail(object, "missing member '" + name + "'");
-    return *member;
   }
 
   // The positions of the named fields: one name, or an array of different names.

@@ -1,13 +1,14 @@
 // TableSchema: the dictionary beside a data file, a Frictionless Table Schema (version 2).
 //
-// Every member that the standard defines has an effect or is rejected; nothing is read as if it
-// were not there. What becomes of a member:
+// Every member that the standard defines has an effect or is rejected; none is silently ignored.
+// The effect of each member:
 //
 //   field: name, title            name and label of the variable
 //     type                        see the table of types below
 //     format                      of date, time and datetime: default (ISO 8601), or a pattern of
 //                                 strptime; `any` is rejected. Of a string: email, uri, uuid and
-//                                 binary are checked. Otherwise only the default of the type
+//                                 binary. Of a geopoint: array and object; of a geojson: topojson.
+//                                 The form is checked. All other formats are rejected
 //     decimalChar, groupChar, bareNumber, trueValues, falseValues
 //                                 read with the types that have them, otherwise rejected
 //     categories                  value labels. They do not restrict the values: `enum` does
@@ -50,7 +51,7 @@
 //   pattern                       string (see TextPattern.h)         all others
 //   jsonSchema, unknown names                                        every type
 //
-// Members beyond the standard, in which saving a dictionary puts the rest of it:
+// Members beyond the standard, which save the rest of a dictionary:
 //
 //   field: width                  of a string variable in bytes: at least this
 //     level                       "unknown", "nominal", "ordinal", "interval" or "ratio"
@@ -64,7 +65,7 @@
 //     splitSeparate               true or false
 //     attributes                  of the dataset, like those of a field
 //
-// Other members are skipped, as the standard allows them to anyone.
+// Other members are skipped: the standard allows anyone to add members.
 
 #ifndef LIBDATASRC_INTERNAL_TABLESCHEMA_H_
 #define LIBDATASRC_INTERNAL_TABLESCHEMA_H_
@@ -73,14 +74,21 @@
 #include <libdatasrc/internal/TextPosition.h>
 #include <libdatasrc/ORVX_Variable.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace sdm_internal {
+
+// The words for MeasurementLevel and VariableFormat::Kind, in the order of the enumerators.
+constexpr std::array<std::string_view, 5> kLevelWords = {"unknown", "nominal", "ordinal",
+                                                         "interval", "ratio"};
+constexpr std::array<std::string_view, 4> kFormatWords = {"plain", "date", "time", "datetime"};
 
 using MissingTexts = TextSet;
 

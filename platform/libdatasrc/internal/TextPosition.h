@@ -3,6 +3,8 @@
 #ifndef LIBDATASRC_INTERNAL_TEXTPOSITION_H_
 #define LIBDATASRC_INTERNAL_TEXTPOSITION_H_
 
+#include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 namespace sdm_internal {
@@ -23,7 +25,13 @@ struct TextPosition {
     }
   }
   void Advance(std::string_view text) {
-    for (char byte : text) Advance(byte);
+    const std::size_t lastFeed = text.rfind('\n');
+    if (lastFeed != text.npos) {
+      line += static_cast<long>(std::count(text.begin(), text.end(), '\n'));
+      column = 1;
+      text.remove_prefix(lastFeed + 1);
+    }
+    column += static_cast<long>(text.size());
   }
 };
 

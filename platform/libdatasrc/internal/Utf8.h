@@ -7,6 +7,8 @@
 
 namespace sdm_internal {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 // Validates UTF-8 byte by byte.
 class Utf8Checker {
  public:
