@@ -75,7 +75,7 @@ std::string MissingOf(const ImportReport::Variable& variable) {
   const char* separator = "";
   for (const auto& [word, count] : variable.missing) {
     text += separator + std::to_string(count) + " " +
-            (word.empty() ? std::string("empty") : "'" + word + "'");
+            (word.empty() ? std::string("empty") : "'" + OnOneLine(word) + "'");
     separator = ", ";
   }
   return text + ".";

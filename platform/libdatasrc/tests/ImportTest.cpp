@@ -110,6 +110,21 @@ TEST_F(Import, ReadsTheEncodingOfTheOptions) {
   EXPECT_EQ(source->Report().encoding, "ISO-8859-1");
 }
 
+TEST_F(Import, AnUnknownEncodingAndTextOfAnotherAreRejected) {
+  const auto errorIn = [this](const std::string& encoding) -> std::string {
+    ImportOptions options;
+    options.encoding = encoding;
+    try {
+      Open("a\nM\xFCnchen\n", options);
+    } catch (const DataFileError& error) {
+      return std::string(error.what()).substr(folder.Path("").size());
+    }
+    return "opened";
+  };
+  EXPECT_EQ(errorIn("no-such-encoding"), "data.csv: unknown encoding 'no-such-encoding'");
+  EXPECT_EQ(errorIn("US-ASCII"), "data.csv:2:2: not US-ASCII");
+}
+
 // --- Types ---
 
 TEST_F(Import, NumbersWithSuperfluousZerosAreText) {
@@ -325,6 +340,15 @@ TEST_F(Import, TheReportCountsMissingValuesByWord) {
   EXPECT_EQ(report.variables[0].missing[1].word, "NA");
   EXPECT_EQ(report.variables[0].missing[1].count, 2U);
   EXPECT_TRUE(report.variables[1].missing.empty());
+}
+
+TEST_F(Import, ALineOfTheReportDescribesAVariable) {
+  ImportOptions options;
+  options.missing = {"not\nasked"};
+
+  EXPECT_THAT(Open("\"one\ntwo\"\n\"not\nasked\"\n\"x\ny\"\n", options)->Report().Text(),
+              testing::EndsWith("\none two: text, because 'x y' in line 5 does not have another "
+                                "type that all values share. Missing values: 1 'not asked'.\n"));
 }
 
 TEST_F(Import, TheReportIsAlsoText) {
