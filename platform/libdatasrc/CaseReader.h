@@ -19,18 +19,18 @@
 
 class ORVX_DataSource;
 
-// Reads the values by the source's own dictionary, as it is at construction, also if RowLayout() of
-// the source is another dictionary. Keeps one row in memory.
+// Reads the values of the variables in the source's own dictionary, as it is at construction, even
+// if RowLayout() of the source is another dictionary. Keeps one row in memory.
 //
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
-  // `progress` counts cases; the total is 0 if RowCount() is unknown. It is called before the first
-  // case and each 1,024 cases; if it gives up, Next throws GivenUp.
-  //
   // Creates an iterator of `source`, which may need the source afterwards; the reader itself does
-  // not. Throws
-  // std::invalid_argument if GetObsAreaSize() is not the length of a row of RowLayout().
+  // not. Throws std::invalid_argument if GetObsAreaSize() is not the length of a row of
+  // RowLayout().
+  //
+  // Next calls `progress` before the first case and after every 1,024 cases, and throws GivenUp if
+  // it returns false. It counts cases; the total is 0 if RowCount() is unknown.
   explicit CaseReader(const ORVX_DataSource& source, Progress progress = {});
   CaseReader(const CaseReader&) = delete;
   CaseReader& operator=(const CaseReader&) = delete;

@@ -1,4 +1,8 @@
 // ImportOptions: how to read a file of delimited text.
+//
+//   ImportOptions options;
+//   options.decimalMark = ',';
+//   const auto survey = SystemFileDataSource::Open("survey.csv", options);
 
 #ifndef LIBDATASRC_IMPORTOPTIONS_H_
 #define LIBDATASRC_IMPORTOPTIONS_H_
@@ -7,19 +11,24 @@
 #include <string>
 #include <vector>
 
+// SystemFileDataSource::Open throws std::invalid_argument for a delimiter or a decimal mark that is
+// not allowed here, and DataFileError for an unknown encoding.
+//
+// Threads: a plain value; any thread may use its own copy.
 struct ImportOptions {
-  // A comma, tab, semicolon, bar or space. Otherwise found from the header and the first records:
-  // the delimiter that gives them all the same number of fields.
+  // A comma, tab, semicolon, bar or space. Not set: the delimiter that gives the header and the
+  // first records the same number of fields.
   std::optional<char> delimiter;
 
-  // A point or a comma, other than the delimiter. Otherwise found from the first records.
+  // A point or a comma, but not the delimiter. Not set: found from the first records.
   std::optional<char> decimalMark;
 
-  // The encoding by name, such as "UTF-8" or "windows-1252". Otherwise the byte-order mark decides;
-  // UTF-8 without it.
+  // The name of the encoding, such as "UTF-8" or "windows-1252", in upper or lower case. Empty: the
+  // byte-order mark of the file determines it; a file without a mark is UTF-8.
   std::string encoding;
 
-  // The fields that are missing values, in every column that has no field in the schema.
+  // A field that is one of these texts is a missing value. Columns with a field in the schema do
+  // not use them.
   std::vector<std::string> missing = {"", "NA", "NaN", ".", "null"};
 };
 

@@ -1,4 +1,7 @@
-// ImportReport: what was decided about a file of delimited text when it was opened, and why.
+// ImportReport: the layout and the types that were found when a file of delimited text was opened,
+// and why.
+//
+//   std::cout << SystemFileDataSource::Open("survey.csv")->Report().Text();
 
 #ifndef LIBDATASRC_IMPORTREPORT_H_
 #define LIBDATASRC_IMPORTREPORT_H_
@@ -9,51 +12,51 @@
 #include <string>
 #include <vector>
 
-// Threads: a plain value.
+// Threads: a plain value; any thread may use its own copy.
 struct SDM_EXPORT ImportReport {
   enum class Type : std::uint8_t {
     Number,
     Boolean,
     Date,
     DateTime,
-    Time,
-    Text
-  };  // Time: by schema
+    Time,  // only if the schema says so
+    Text,
+  };
 
   // Why a variable has its type.
   enum class Reason : std::uint8_t {
     NoValues,     // every field is missing
     EveryValue,   // every value has this type
     Schema,       // the schema says so
-    OtherValue,   // text: a value is not like the values before it, or is of no other type
+    OtherValue,   // text: no other type allows this value and the values before it
     LeadingZero,  // text: a number begins with a superfluous zero
-    LargeNumber,  // text: a whole number is above 2^53, so that a double may not hold it
+    LargeNumber,  // text: a whole number is above 2^53, so a double may not hold it exactly
   };
 
   struct Missing {
-    std::string word;  // empty for empty and blank fields
-    std::uint64_t count = 0;
+    std::string word;         // empty for empty and blank fields
+    std::uint64_t count = 0;  // of the cases
   };
 
   struct Variable {
     std::string name;
     Type type = Type::Number;
     Reason reason = Reason::NoValues;
-    // The first value that decided: the first value of the column, or the one that made it text.
-    // Shortened if long. Line 0: none.
+    // The value that decided, shortened if it is long: the first value of the column, or the value
+    // that made the column text.
     std::string value;
-    long line = 0;
+    long line = 0;                 // of the value in the file, from 1; 0 if there is no value
     std::vector<Missing> missing;  // the words that occur, in ascending order
   };
 
-  // A line about the file, and a line about each variable. In names, a blank replaces each control
-  // character.
+  // English text: a line about the file, then a line about each variable. A blank replaces each
+  // control character in a name or a word.
   std::string Text() const;
 
   char delimiter = ',';
   char decimalMark = '.';
-  std::string encoding;
-  std::uint64_t rows = 0;
+  std::string encoding;             // its name, never empty after opening
+  std::uint64_t rows = 0;           // cases
   std::vector<Variable> variables;  // in the order of the file
 };
 

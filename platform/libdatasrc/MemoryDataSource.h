@@ -28,8 +28,10 @@ namespace sdm_internal {
 class CaseTable;
 }
 
-// The values of one variable: all numbers, or all strings. Braces construct both:
-// {1.5, 2} and {"a", "b"}.
+// The values of one variable: all numbers, or all strings. Converts from either vector, and from
+// braces: {1.5, 2} and {"a", "b"}. Can be moved, not copied.
+//
+// Threads: a plain value; any thread may use its own.
 class ColumnValues {
  public:
   ColumnValues(std::vector<double> numbers) : values_(std::move(numbers)) {}
@@ -63,11 +65,11 @@ class ColumnValues {
 // a string are padding and are not stored. Strings are UTF-8; the bytes are not checked.
 //
 // All operations that take values throw std::invalid_argument for a value of the wrong kind or for
-// the wrong number of values, and std::length_error, with the variable and its width, for a string
-// that is longer than the variable is wide; nothing is cut. A position outside the cases or the
-// dictionary throws std::out_of_range. An operation that throws, std::bad_alloc included, has
-// changed nothing. Storing a value whose kind differs from the stored column, after SetType, first
-// converts the column as Retype does.
+// the wrong number of values. They throw std::length_error, with the variable and its width, for a
+// string that is longer than the variable is wide; nothing is cut. A position outside the cases or
+// the dictionary throws std::out_of_range. An operation that throws, std::bad_alloc included, has
+// changed nothing. If SetType has changed the kind of a variable, the first value that is stored
+// converts its column as Retype does.
 //
 // Editing does not set the dirty flag, like the operations of ORVX_DataSource.
 //
@@ -94,14 +96,13 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
   MemoryDataSource();
   ~MemoryDataSource() override;
 
-  // A copy of the dictionary and the cases of `source`. Shares the columns of another
-  // MemoryDataSource, which costs no more than copying the dictionary; also if `source` passes on
-  // its rows, as clones do, and has variables of the same types. Otherwise reads the cases. The
-  // copy has the same identifiers, no parent, and is not dirty. Throws what an iterator of `source`
-  // throws.
+  // A copy of the dictionary and the cases of `source`, with the same identifiers. It has no parent
+  // and is not dirty. If `source` is a MemoryDataSource, or passes on the rows of one with
+  // variables of the same types, as clones do, the copy shares the columns: this costs no more than
+  // copying the dictionary. Otherwise reads the cases; exceptions of the iterator propagate.
   static std::unique_ptr<MemoryDataSource> CopyOf(const ORVX_DataSource& source);
 
-  // The iterator reads the values of the time of the call, also after the source is edited or
+  // The iterator reads the values as they are at this call, even after the source is edited or
   // destroyed.
   ObsIterator* MakeIterator(OBS* area) const override;
   long long RowCount() const override;  // always known
@@ -129,11 +130,12 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
 
   void SetValue(long long row, int position, const DataValue& value);
 
-  // One value for each case; if there are no cases, as for InsertVariable.
+  // Replaces the values of the variable: one for each case. If there are no cases, the values
+  // determine their number, as for InsertVariable.
   void SetColumn(int position, ColumnValues values);
 
-  // One value for each variable, here and for the next operations, which throw std::logic_error if
-  // variables share an identifier.
+  // SetCase, AppendCase and InsertCases take one value for each variable of each case, in the order
+  // of the dictionary. They throw std::logic_error if variables share an identifier.
   void SetCase(long long row, std::span<const DataValue> values);
 
   // --- cases ---
@@ -141,10 +143,10 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
   void AppendCase(std::span<const DataValue> values);
   void AppendCase(std::initializer_list<DataValue> values);
 
-  // Inserts cases before the case `row`; RowCount() appends.
+  // Inserts cases before the case `row`; if `row` is RowCount(), appends them.
   void InsertCases(long long row, std::span<const std::vector<DataValue>> cases);
-  // Inserts `count` cases in which every value is missing. Throws std::length_error for a negative
-  // or impossible count.
+  // The same, with `count` cases in which every value is missing. Throws std::length_error for a
+  // negative or impossibly large count.
   void InsertMissingCases(long long row, long long count);
 
   // Deletes the cases from `first` to `last`, inclusive. An empty range (last == first - 1) changes

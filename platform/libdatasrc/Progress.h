@@ -1,4 +1,4 @@
-// Progress: how far a long operation is, and giving it up.
+// Progress: watches a long operation, and may stop it.
 //
 //   SaveDelimited(survey, "survey.tsv", {}, [&](std::uint64_t done, std::uint64_t total) {
 //     bar.Show(done, total);
@@ -14,15 +14,15 @@
 #include <exception>
 #include <functional>
 
-// Called from time to time on the thread of the operation, with the work done and the whole work,
-// in units that the operation defines; a total of 0 is unknown. Returning false gives up: the
-// operation throws GivenUp and leaves nothing behind. Its own exceptions propagate in the same way.
-// An empty function is never called.
+// Called repeatedly, on the thread that called the operation, with the work done so far and the
+// total. The operation defines the unit; a total of 0 means that it is unknown. If the function
+// returns false, the operation throws GivenUp; if it throws, the exception propagates. In both
+// cases the operation leaves nothing behind. An empty function is never called.
 using Progress = std::function<bool(std::uint64_t done, std::uint64_t total)>;
 
-// An operation was given up by its caller.
+// Thrown by an operation whose Progress returned false.
 //
-// Threads: a plain value.
+// Threads: a plain value; any thread may use its own copy.
 class SDM_EXPORT GivenUp : public std::exception {
  public:
   GivenUp() = default;

@@ -1,4 +1,4 @@
-// Saves a data source as delimited text, with its dictionary beside it.
+// SaveDelimited: saves a data source as delimited text, with its dictionary beside it.
 //
 //   SaveDelimited(survey, "survey.tsv");
 //   const auto again = SystemFileDataSource::Open("survey.tsv");
@@ -13,8 +13,10 @@
 
 class ORVX_DataSource;
 
+// Threads: a plain value; any thread may use its own copy.
 struct SaveOptions {
-  // A comma or a tab; 0: a tab if the path ends in .tsv or .tab, otherwise a comma.
+  // A comma or a tab. 0 chooses by the path: a tab if it ends in .tsv or .tab, otherwise a comma.
+  // Any other character throws std::invalid_argument.
   char delimiter = 0;
 };
 
@@ -31,24 +33,25 @@ struct SaveOptions {
 // and declared missing values that are infinite or a NaN, or not of the type of their variable; a
 // weight or filter that is a string.
 //
-// If it throws, or the process ends at any moment, opening the file gives the whole old content or
-// the whole new content. When it returns, the new content is on the disk. A process that is killed
+// When it returns, the new content is on the disk. If it throws, or the process ends at any moment,
+// opening the file gives the whole old content or the whole new content. A process that is killed
 // at the end of a save, or on a file system without unnamed files, may leave files with the suffix
-// .new. A file keeps its permissions; a symbolic link is replaced, not followed. Do not open the
-// file while it is being replaced: the data of one content could be read with the schema of the
-// other.
+// .new. A file keeps its permissions. A symbolic link is replaced by a file. Do not open the file
+// while it is being replaced: the data of one content could be read with the schema of the other.
 //
-// Throws std::invalid_argument for a path that ends in .gz or .zst: files are not compressed; for a
-// path that ends in .schema.json; if another data file (.csv, .tsv, .tab, .txt or .dat, perhaps
-// compressed) in the folder has the same schema, as survey.csv and survey.tsv do; and for a source
-// that could not be read back: without variables, with an unnamed variable or several of one name,
-// with an infinite number, with a text that is not UTF-8 or has a zero byte, with more than
-// kMaxSplitVars split variables, or with a case or a schema larger than
-// SystemFileDataSource::kMaxRecordBytes. Throws DataFileError for an error of the file system, with
-// the old content in place unless the text says otherwise.
+// Throws std::invalid_argument for:
+//   - a path that ends in .gz or .zst (saving does not compress) or in .schema.json
+//   - a path whose schema belongs to another data file in the folder, as for survey.csv and
+//     survey.tsv; data files end in .csv, .tsv, .tab, .txt or .dat, and .gz or .zst may follow
+//   - a source that could not be read back: it has no variables, a variable without a name, two
+//     variables with the same name, an infinite number, a text that is not UTF-8 or has a zero
+//     byte, more than kMaxSplitVars split variables, or a case or a schema larger than
+//     SystemFileDataSource::kMaxRecordBytes
+// Throws DataFileError for an error of the file system. The old content is then in place unless the
+// error text begins with "saved" after the path.
 //
-// `progress` counts cases; the total is 0 if RowCount() is unknown. The source is not changed: to
-// save a dataset of the registry, see ServerDataManager/SaveDataset.h.
+// `progress` counts cases; the total is 0 until the end if RowCount() is unknown. The source is not
+// changed. To save a dataset of the registry, see ServerDataManager/SaveDataset.h.
 //
 // Threads: any, as a reader of the source.
 SDM_EXPORT void SaveDelimited(const ORVX_DataSource& source, const std::string& path,

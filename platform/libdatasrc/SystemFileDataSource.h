@@ -7,20 +7,21 @@
 // column names, then one record per case. The delimiter (comma, tab, semicolon, bar or space), the
 // decimal mark and the encoding are found from the file, or are set in ImportOptions. Quoting
 // follows RFC 4180; a quote inside an unquoted field is an error. Lines end in LF or CRLF; in
-// quotes, line ends belong to the value. Blanks around a field belong to it. An empty line is a
-// case with an empty field in a file of one column, and is skipped otherwise.
+// quotes, line ends belong to the value. Blanks around a field belong to it. In a file of one
+// column, an empty line is a case with an empty field; in other files it is skipped.
 //
 // A dictionary may be beside the file: for survey.tsv and survey.tsv.gz, survey.schema.json, a
 // Frictionless Table Schema. Fields match columns by `name`, in any order, unless `fieldsMatch`
-// says otherwise; a column needs no field, a field needs a column. All that the standard defines is
-// honoured, or rejected with an error: types, their formats and marks, missing values, labels,
+// says otherwise; a column needs no field, a field needs a column. Every member that the standard
+// defines has an effect or is an error: types, their formats and marks, missing values, labels,
 // categories, constraints and keys. A value that breaks a rule of the schema is an error.
-// internal/TableSchema.h has the complete tables, also of the members beyond the standard that keep
-// the rest of a dictionary: width, level, printFormat, missing, attributes; weight, filter, split.
+// internal/TableSchema.h lists all members, with those beyond the standard that keep the rest of a
+// dictionary: width, level, printFormat, missing, attributes; weight, filter, split.
 //
-// A field is missing if it is one of the missing values: of the schema if it has a field for the
-// column, otherwise of ImportOptions (empty, NA, NaN, "." and null). Blank fields are missing, too,
-// in columns that are not text. Missing numbers read as kMissingNumber, missing strings as blanks.
+// A value is missing if its field is one of the missing values: those of the schema if it has a
+// field for the column, otherwise those of ImportOptions (empty, NA, NaN, "." and null). In columns
+// that are not text, blank fields are missing too. Missing numbers read as kMissingNumber, missing
+// strings as blanks.
 //
 // A column has the first of these types that allows all its values:
 //   number      decimal, with optional sign, decimal mark and exponent, in the range of a double,
@@ -31,16 +32,16 @@
 //   date, time  2024-02-29T13:45:00, with a blank instead of T, without seconds, or with a time
 //               zone, converted to UTC: a date value with the format DateTime
 //   text        everything; the width of the variable is its longest value in bytes, at least 1
-// Blanks around all but text are ignored. A type in the schema decides instead: `string` makes the
-// column text; `integer` and `number` require such numbers and allow all zeros and sizes; `time` is
-// seconds since midnight with the format Time. For type `any` and without a type, the fields
-// decide. Report tells what was decided.
+// Blanks around a value are ignored in all columns but text. If the schema has a type for the
+// column, that type is used: `string` makes the column text; `integer` and `number` require such
+// numbers, which may have leading zeros and any size; `time` is seconds since midnight with the
+// format Time. The type `any` is the same as no type. Report returns the types and their reasons.
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
-// its report take about 2 KB. While the file is opened, each thread and two more take up to 2 MB
-// and 1 KB for each column, more if a record is longer than 128 KB. If the last records are much
-// shorter than the first, one column at a time is copied to more memory. A column whose type a
-// later value refutes is read as text in a second reading of the file.
+// its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each
+// column), more if a record is longer than 128 KB. If the last records are much shorter than the
+// first, one column at a time is copied to more memory. If a later value does not have the type of
+// its column, the file is read a second time for that column, as text.
 
 #ifndef LIBDATASRC_SYSTEMFILEDATASOURCE_H_
 #define LIBDATASRC_SYSTEMFILEDATASOURCE_H_
@@ -74,24 +75,24 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // Reads the whole file, on as many threads as the machine has, and closes it. The source has
   // `path` as its file specification and is not dirty. Throws DataFileError for: a file that cannot
   // be opened, is not a regular file (Open never waits), is empty, or is damaged or changed while
-  // it is read; an unknown encoding, or bytes that the encoding does not have; a record with more
+  // it is read; an unknown encoding, or bytes that are invalid in the encoding; a record with more
   // or fewer fields than the header; a wrong or unclosed quote; a zero byte; an empty or duplicate
-  // column name; a field that the schema does not allow; a schema that is not JSON, or says what
-  // is not understood or not true of the columns. Throws std::invalid_argument for
-  // options that ImportOptions.h does not allow. `check`, unless empty, is called for each record,
-  // in each reading, on this thread; if it throws, Open stops and the exception propagates.
+  // column name; a value that the schema does not allow; a schema that is not JSON, is not
+  // understood, or does not fit the columns. Calls `check`, unless it is empty, for each record in
+  // each reading, on this thread; if it throws, Open stops and the exception propagates.
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});
-  // The same. `progress` counts the bytes of the file as it is stored; a second reading counts as
-  // many again.
+  // The same with options; throws std::invalid_argument for options that ImportOptions.h does not
+  // allow. `progress` counts the bytes of the file as it is stored; a second reading doubles the
+  // total.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const ImportOptions& options,
                                                     const Progress& progress = {});
 
   ~SystemFileDataSource() override;
 
-  // What was decided when the file was opened; edits do not change it.
+  // What was found when the file was opened; edits do not change it.
   const ImportReport& Report() const { return report_; }
 
   // Whether the password of the file is stored in mangled form. Delimited text has no password, so

@@ -13,15 +13,16 @@
 #include <string>
 #include <string_view>
 
-// Formats the number by the kind of the format, in the extended format of ISO 8601; the width and
-// the decimals are not used. A Date that is not the start of a day also gets its time. Returns an
-// empty text for the kind Plain, for a missing number, and for a number that is not in the years 1
-// to 9999 or not the time of a day.
+// Formats a date value, or seconds since midnight for the kind Time, in the extended format of
+// ISO 8601; ignores the width and the decimals. A Date that is not the start of a day also has its
+// time. Returns an empty text for the kind Plain, for a missing number, and for a number that is
+// not in the years 1 to 9999 or not the time of a day.
 // Threads: any.
 SDM_EXPORT std::string FormatValue(const VariableFormat& format, double number);
 
-// Parses a text of the kind of the format, or a finite decimal number. Returns nothing for any
-// other text. A Date may have a time; a time without a zone is in UTC.
+// Parses a date or a time of the kind of the format, or a finite decimal number. Returns nothing
+// for any other text. For the kinds Date and DateTime, the time is optional; without a zone it is
+// in UTC.
 // Threads: any.
 SDM_EXPORT std::optional<double> ParseValue(const VariableFormat& format, std::string_view text);
 
