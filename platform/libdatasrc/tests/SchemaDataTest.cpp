@@ -121,6 +121,21 @@ TEST_F(SchemaData, AValueThatBreaksARuleIsRejected) {
             broken("2024-13", "2", "type yearmonth"));
 }
 
+TEST_F(SchemaData, CategoriesDoNotRestrictTheValues) {
+  EXPECT_THAT(Rows(*OpenColumn("1\n5\n", R"("type": "integer", "categories": [1])")),
+              ElementsAre("1", "5"));
+}
+
+TEST_F(SchemaData, NumbersOfTheSchemaMayHaveLeadingZerosAndAnySize) {
+  EXPECT_THAT(Rows(*OpenColumn("007\n10000000000000000000000\n", R"("type": "integer")")),
+              ElementsAre("7", "1e+22"));
+}
+
+TEST_F(SchemaData, AStringColumnWithoutValuesIsOneByteWide) {
+  EXPECT_EQ(Variable("\n\n", R"("type": "string")").GetType(), 1);
+  EXPECT_EQ(Variable("", R"("type": "string")").GetType(), 1);
+}
+
 TEST_F(SchemaData, MissingValuesBreakNoRuleButRequired) {
   EXPECT_EQ(ErrorInColumn("5\n\nNA\n", R"("type": "number", "missingValues": ["", "NA"],
                                           "constraints": {"minimum": 5, "enum": [5]})"),
@@ -173,6 +188,10 @@ TEST_F(SchemaData, ARepeatedKeyIsRejectedWithItsLine) {
   EXPECT_EQ(ErrorIn("b,a\n,x\n,x\n",
                     R"({"fields": [{"name": "a"}, {"name": "b"}], "uniqueKeys": [["a", "b"]]})"),
             "opened");
+  EXPECT_EQ(ErrorIn("b,a\n1,x\n1,x\n",
+                    R"({"fields": [{"name": "a"}, {"name": "b"}], "uniqueKeys": ["a"]})"),
+            "data.csv:3:3: 'x' in column 'a' is repeated, against the rule of the schema: "
+            "uniqueKeys");
 }
 
 TEST_F(SchemaData, ARepeatedKeyIsFoundInALargeFile) {

@@ -4,6 +4,11 @@
 #include <gtest/gtest.h>
 #include <libdatasrc/internal/TableSchema.h>
 
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
 #include "Files.h"
 
 namespace {
@@ -12,6 +17,10 @@ using namespace sdm_internal;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Type = FieldRules::Type;
+
+const std::vector<std::string> kTypes = {
+    "any",  "string",    "number",   "integer",  "boolean", "date",   "time",  "datetime",
+    "year", "yearmonth", "duration", "geopoint", "geojson", "object", "array", "list"};
 
 class SchemaTest : public testing::Test {
  protected:
@@ -86,6 +95,19 @@ TEST_F(SchemaTest, FormatsOfStringsAreChecked) {
   EXPECT_EQ(broken(R"("type": "string", "format": "default")", "x"), "");
 }
 
+TEST_F(SchemaTest, FormatsOfPlacesAreChecked) {
+  const auto broken = [&](const std::string& type, const std::string& format, const char* text) {
+    return Field(R"("type": ")" + type + R"(", "format": ")" + format + "\"")
+        .rules.BrokenRule(text);
+  };
+  EXPECT_EQ(broken("geopoint", "array", "[90.5, -45]"), "");
+  EXPECT_EQ(broken("geopoint", "array", "90.5, -45"), "format array");
+  EXPECT_EQ(broken("geopoint", "object", R"({"lon": 90.5, "lat": -45})"), "");
+  EXPECT_EQ(broken("geopoint", "object", "[90.5, -45]"), "format object");
+  EXPECT_EQ(broken("geojson", "topojson", R"({"type": "Topology"})"), "");
+  EXPECT_EQ(broken("geojson", "topojson", "[]"), "format topojson");
+}
+
 TEST_F(SchemaTest, TypesThatAreStoredAsStringsAreChecked) {
   const auto broken = [&](const std::string& type, const char* text) {
     return Field(R"("type": ")" + type + "\"").rules.BrokenRule(text);
@@ -117,6 +139,11 @@ TEST_F(SchemaTest, DatesMayHaveAPatternOfStrptime) {
               HasSubstr("'%H' is not supported"));
   EXPECT_THAT(ErrorInField(R"("type": "datetime", "format": "%c")"),
               HasSubstr("'%c' is not supported"));
+  for (const std::string type : {"time", "datetime"}) {
+    EXPECT_EQ(
+        ErrorInField(R"("format": "any", "type": ")" + type + "\""),
+        "the format 'any' of type " + type + " is not supported: it has no directive such as %Y");
+  }
 }
 
 TEST_F(SchemaTest, AnUnknownFormatIsRejected) {
@@ -154,6 +181,72 @@ TEST_F(SchemaTest, MembersOfOtherTypesAreRejected) {
             "items of type 'integer' are not supported");
 }
 
+TEST_F(SchemaTest, OnlyItsTypesHaveAMarkOrTruthValues) {
+  const auto expect = [&](const std::string& member, const std::string& value,
+                          const std::set<std::string>& allowed) {
+    for (const std::string& type : kTypes) {
+      EXPECT_EQ(ErrorInField(R"("type": ")" + type + "\", \"" + member + "\": " + value),
+                allowed.contains(type) ? "read" : "type " + type + " has no '" + member + "'");
+    }
+  };
+  expect("decimalChar", R"(",")", {"number"});
+  expect("groupChar", R"(" ")", {"number", "integer"});
+  expect("bareNumber", "true", {"number", "integer"});
+  expect("trueValues", R"(["J"])", {"boolean"});
+  expect("falseValues", R"(["N"])", {"boolean"});
+}
+
+TEST_F(SchemaTest, EveryTypeMayBeRequiredAndUnique) {
+  for (const std::string& type : kTypes) {
+    const TableSchema schema = Read(R"({"fields": [{"name": "a", "type": ")" + type +
+                                    R"(", "constraints": {"required": true, "unique": true}}]})");
+    EXPECT_TRUE(schema.fields[0].rules.isRequired) << type;
+    ASSERT_EQ(schema.keys.size(), 1U) << type;
+    EXPECT_EQ(schema.keys[0].rule, "unique") << type;
+  }
+}
+
+TEST_F(SchemaTest, EveryTypeButAnyMayHaveAnEnum) {
+  const std::map<std::string, std::string> numbers = {
+      {"number", "1.5"},     {"integer", "1"},
+      {"boolean", "true"},   {"date", "\"1970-01-02\""},
+      {"time", "\"00:01\""}, {"datetime", "\"1970-01-02 00:01\""},
+      {"year", "1990"}};
+  for (const std::string& type : kTypes) {
+    if (type == "any") continue;
+    const auto number = numbers.find(type);
+    const bool isNumber = number != numbers.end();
+    const FieldRules rules = Field(R"("type": ")" + type + R"(", "constraints": {"enum": [)" +
+                                   (isNumber ? number->second : R"("a")") + "]}")
+                                 .rules;
+    EXPECT_TRUE(rules.hasEnum) << type;
+    EXPECT_EQ(rules.numbers.size(), isNumber ? 1U : 0U) << type;
+    EXPECT_EQ(rules.texts.size(), isNumber ? 0U : 1U) << type;
+  }
+}
+
+TEST_F(SchemaTest, NumbersDatesAndTimesHaveAllFourLimits) {
+  struct Limit {
+    const char* type;
+    const char* json;
+    double value;
+  };
+  for (const Limit& each :
+       {Limit{"number", "1.5", 1.5}, Limit{"integer", "15", 15}, Limit{"year", "1990", 1990},
+        Limit{"date", "\"1970-01-02\"", 86400}, Limit{"time", "\"00:01\"", 60},
+        Limit{"datetime", "\"1970-01-01T00:01\"", 60}}) {
+    const auto rules = [&](const std::string& name) {
+      return Field(R"("type": ")" + std::string(each.type) + R"(", "constraints": {")" + name +
+                   "\": " + each.json + "}")
+          .rules;
+    };
+    EXPECT_EQ(rules("minimum").minimum, each.value) << each.type;
+    EXPECT_EQ(rules("maximum").maximum, each.value) << each.type;
+    EXPECT_EQ(rules("exclusiveMinimum").exclusiveMinimum, each.value) << each.type;
+    EXPECT_EQ(rules("exclusiveMaximum").exclusiveMaximum, each.value) << each.type;
+  }
+}
+
 TEST_F(SchemaTest, LimitsAreNumbersOrTextsOfTheType) {
   EXPECT_EQ(Field(R"("type": "number", "constraints": {"minimum": 1.5})").rules.minimum, 1.5);
   EXPECT_EQ(Field(R"("type": "integer", "constraints": {"maximum": "15"})").rules.maximum, 15);
@@ -171,10 +264,22 @@ TEST_F(SchemaTest, LimitsAreNumbersOrTextsOfTheType) {
 
 TEST_F(SchemaTest, ConstraintsThatATypeDoesNotHaveAreRejected) {
   for (const char* const name : {"minimum", "maximum", "exclusiveMinimum", "exclusiveMaximum"}) {
-    for (const std::string type : {"string", "boolean", "any", "yearmonth", "duration"}) {
+    for (const std::string type : {"string", "boolean", "any", "yearmonth", "duration", "geopoint",
+                                   "geojson", "object", "array", "list"}) {
       EXPECT_EQ(ErrorInField(R"("type": ")" + type + R"(", "constraints": {")" + name + "\": 1}"),
                 "type " + type + " has no constraint '" + name + "'");
     }
+  }
+  for (const std::string name : {"minLength", "maxLength", "pattern"}) {
+    for (const std::string& type : kTypes) {
+      if (type == "string") continue;
+      EXPECT_EQ(ErrorInField(R"("type": ")" + type + R"(", "constraints": {")" + name + "\": 1}"),
+                "type " + type + " has no constraint '" + name + "'");
+    }
+  }
+  for (const std::string& type : kTypes) {
+    EXPECT_EQ(ErrorInField(R"("type": ")" + type + R"(", "constraints": {"jsonSchema": {}})"),
+              "the constraint 'jsonSchema' is not supported");
   }
   EXPECT_EQ(ErrorInField(R"("type": "number", "constraints": {"minLength": 1})"),
             "type number has no constraint 'minLength'");
@@ -330,6 +435,7 @@ TEST_F(SchemaTest, ReadsTheMembersBeyondTheStandard) {
   EXPECT_EQ(Field(R"("level": "ratio")").level, MeasurementLevel::Ratio);
   EXPECT_EQ(Field(R"("printFormat": {"kind": "date", "width": 12})").format,
             (VariableFormat{VariableFormat::Kind::Date, 12, 0}));
+  EXPECT_EQ(Field(R"("printFormat": {})").format, VariableFormat());
   EXPECT_EQ(Field(R"("printFormat": {"width": 8, "decimals": 2})").format,
             (VariableFormat{VariableFormat::Kind::Plain, 8, 2}));
 

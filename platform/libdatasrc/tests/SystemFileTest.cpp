@@ -220,6 +220,31 @@ TEST_F(SystemFile, MissingValuesOfTheSchemaReadAsMissing) {
   EXPECT_THAT(Rows(*source), ElementsAre(". [        ] .", ". [        ] -9", ". [x       ] ."));
 }
 
+// "a,b\n1,x\n", compressed.
+constexpr unsigned char kGzip[] = {0x1F, 0x8B, 8,    0,    0,    0,    0,    0,    2, 3,
+                                   0x4B, 0xD4, 0x49, 0xE2, 0x32, 0xD4, 0xA9, 0xE0, 2, 0,
+                                   0xF4, 0xA0, 1,    0,    8,    0,    0,    0};
+constexpr unsigned char kZstandard[] = {0x28, 0xB5, 0x2F, 0xFD, 0x24, 8,    0x41,
+                                        0,    0,    0x61, 0x2C, 0x62, 0x0A, 0x31,
+                                        0x2C, 0x78, 0x0A, 0x66, 3,    0x30, 0x1F};
+
+template <std::size_t size>
+std::string_view BytesOf(const unsigned char (&bytes)[size]) {
+  return {reinterpret_cast<const char*>(bytes), size};
+}
+
+TEST_F(SystemFile, OpensACompressedFileWithTheSchemaBesideIt) {
+  folder.Write("data.schema.json", R"({"fields": [{"name": "a", "title": "A"}]})");
+  folder.Write("data.csv.gz", BytesOf(kGzip));
+  folder.Write("data.csv.zst", BytesOf(kZstandard));
+
+  for (const char* const name : {"data.csv.gz", "data.csv.zst"}) {
+    const auto source = SystemFileDataSource::Open(folder.Path(name));
+    EXPECT_THAT(Rows(*source), ElementsAre("1 [x       ]")) << name;
+    EXPECT_EQ(source->GetVariable(0).GetLabel(), "A") << name;
+  }
+}
+
 TEST_F(SystemFile, FindsTheSchemaIfFoldersHaveDotsAndFilesHaveNone) {
   std::filesystem::create_directory(folder.Path("v1.2"));
   folder.Write("v1.2/data.schema.json", R"({"title": "T", "fields": []})");
