@@ -194,7 +194,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // One notification pass: compares the dataset with the snapshot, queues the differences, sends
   // the creation notice to registry observers if it is still due, calls every observer but
   // `originator` (which may be null) with `writer`, and empties the queue. Skips the comparison if
-  // no observer would be notified. If the queue is empty after the comparison, calls nobody.
+  // no observer would be notified. If the queue is empty after the comparison, calls no observer.
   //
   // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
   // lost: queued messages stay queued, and the next pass compares the rest, sends the creation

@@ -127,7 +127,7 @@ int ComparisonsToFind(int datasets) {
   return comparisons;
 }
 
-TEST(CostOfASearch, IsAsManyComparisonsAmongAnyNumberOfDatasets) {
+TEST(CostOfASearch, IsTheSameNumberOfComparisonsAmongAnyNumberOfDatasets) {
   EXPECT_GT(ComparisonsToFind(10), 0);
   EXPECT_EQ(ComparisonsToFind(10), ComparisonsToFind(1'000));
 }

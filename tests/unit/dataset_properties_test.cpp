@@ -1151,7 +1151,7 @@ TEST_F(AnsweredSplit, WithADeletedVariableIsReportedInTheNextUpdate) {
   Source().DeleteVariables(1, 1);
   Answers().split = {Id("A"), LocallyUniqueID()};
 
-  EXPECT_THROW(Update(), std::out_of_range) << "the view takes no variable that is not there";
+  EXPECT_THROW(Update(), std::out_of_range) << "the view has no such variable";
   EXPECT_MESSAGES(Queue(), Deleted("B"));
 
   Answers().split = {Id("A")};

@@ -1123,7 +1123,7 @@ TEST_F(MangledPassword, WithoutASavedFileIsTheValueSetWithThePassword) {
   EXPECT_FALSE(empty.PasswordMangled());
 }
 
-TEST_F(MangledPassword, FlagIsThatOfASavedSource) {
+TEST_F(MangledPassword, IsTheFlagOfASavedSource) {
   SvrDMItem mangled = Item(File(true));
   SvrDMItem plain = Item(File(false));
   plain.Password("secret", true);
@@ -1132,7 +1132,7 @@ TEST_F(MangledPassword, FlagIsThatOfASavedSource) {
   EXPECT_FALSE(plain.PasswordMangled());
 }
 
-TEST_F(MangledPassword, FlagIsThatOfASavedParent) {
+TEST_F(MangledPassword, IsTheFlagOfASavedParent) {
   SvrDMItem mangled = Item(new DataFreeDataSource(File(true)));
   SvrDMItem plain = Item(new DataFreeDataSource(File(false)));
   plain.Password("secret", true);
