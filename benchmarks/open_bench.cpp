@@ -1,10 +1,12 @@
-// Opening a file of delimited text with 1,000,000 rows and 20 columns: integers, decimals and short
-// strings. The peer is one pass of libcsv over the same bytes, which only finds the fields.
+// Opening files of delimited text: integers, decimals and short strings. The peer is one pass of
+// libcsv over the same bytes, which only finds the fields.
 //
-// MB_per_s is by the clock, MB_per_cpu_s by the processor time of all threads. `of_columns` is the
-// greatest growth of the resident memory while the file is opened, as a multiple of the columns.
+// MB_per_s is by the clock, MB_per_cpu_s by the processor time of all threads. `peak_MB` is the
+// greatest growth of the resident memory while the file is opened, `of_columns` the same as a
+// multiple of the columns.
 //
-// The environment variable OPEN_BENCH_FILE names a file to be written and kept, for open_peers.py.
+// The environment variable OPEN_BENCH_FILE names a file to be written and kept, for open_peers.py;
+// each size replaces the file of the size before.
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -30,11 +32,8 @@
 
 namespace {
 
-constexpr int kRows = 1'000'000;
-constexpr int kColumns = 20;
-
 // Random fields, the same in each run.
-class Fields {
+class RandomFields {
  public:
   // Every second column has strings; the others take turns with integers and decimals.
   std::string Next(int column) {
@@ -58,24 +57,10 @@ class Fields {
   std::mt19937 random_{1};
 };
 
-// The file, written when it is first used.
+// A file that exists as long as the object, unless it is kept.
 class File {
  public:
-  static const File& Get() {
-    static const File file;
-    return file;
-  }
-  ~File() {
-    if (!isKept_) std::filesystem::remove(path_);
-  }
-
-  const std::string& Path() const { return path_; }
-  double Megabytes() const { return static_cast<double>(std::filesystem::file_size(path_)) / 1e6; }
-  // Eight bytes for each value, and the bytes of the strings.
-  double ColumnBytes() const { return columnBytes_; }
-
- private:
-  File() {
+  File(int rows, int columns) : rows_(rows), columns_(columns) {
     if (const char* const kept = std::getenv("OPEN_BENCH_FILE")) {
       path_ = kept;
       isKept_ = true;
@@ -84,18 +69,33 @@ class File {
       path_ = std::filesystem::temp_directory_path() / name;
     }
     std::ofstream file(path_, std::ios::binary);
-    for (int i = 0; i < kColumns; ++i) file << (i > 0 ? ",column" : "column") << i;
+    for (int i = 0; i < columns; ++i) file << (i > 0 ? ",column" : "column") << i;
     file << '\n';
-    Fields fields;
-    for (int row = 0; row < kRows; ++row) {
-      for (int i = 0; i < kColumns; ++i) {
+    RandomFields fields;
+    for (int row = 0; row < rows; ++row) {
+      for (int i = 0; i < columns; ++i) {
         const std::string field = fields.Next(i);
         columnBytes_ += 8 + (i % 2 == 1 ? static_cast<double>(field.size()) : 0);
-        file << field << (i + 1 < kColumns ? ',' : '\n');
+        file << field << (i + 1 < columns ? ',' : '\n');
       }
     }
   }
+  ~File() {
+    if (!isKept_) std::filesystem::remove(path_);
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
 
+  const std::string& Path() const { return path_; }
+  int Rows() const { return rows_; }
+  long Fields() const { return long{rows_ + 1} * columns_; }  // with the header
+  double Megabytes() const { return static_cast<double>(std::filesystem::file_size(path_)) / 1e6; }
+  // Eight bytes for each value, and the bytes of the strings.
+  double ColumnBytes() const { return columnBytes_; }
+
+ private:
+  const int rows_;
+  const int columns_;
   std::string path_;
   bool isKept_ = false;
   double columnBytes_ = 0;
@@ -155,15 +155,17 @@ long PassOfLibcsv(const std::string& path) {
 double SecondsOfLibcsv(const File& file) {
   long fields = 0;
   const Seconds pass = Measure([&] { fields = PassOfLibcsv(file.Path()); });
-  return fields == long{kRows + 1} * kColumns ? pass.ofAllThreads : 0;
+  return fields == file.Fields() ? pass.ofAllThreads : 0;
 }
 
 #endif
 
 void OpenNumbersAndStrings(benchmark::State& state) {
-  const File& file = File::Get();
+  const File file(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
   const auto open = [&] {
-    if (SystemFileDataSource::Open(file.Path())->RowCount() != kRows) state.SkipWithError("rows");
+    if (SystemFileDataSource::Open(file.Path())->RowCount() != file.Rows()) {
+      state.SkipWithError("rows");
+    }
   };
   double memory = 0;
   Seconds shortest{1e9, 1e9};
@@ -188,8 +190,14 @@ void OpenNumbersAndStrings(benchmark::State& state) {
     state.counters["of_libcsv"] = shortest.ofAllThreads / shortestOfPeer;
   }
   state.counters["column_MB"] = file.ColumnBytes() / 1e6;
+  state.counters["peak_MB"] = memory / 1e6;
   state.counters["of_columns"] = memory / file.ColumnBytes();
 }
-BENCHMARK(OpenNumbersAndStrings)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(OpenNumbersAndStrings)
+    ->Args({1'000'000, 20})
+    ->Args({2'000'000, 10})
+    ->Args({200, 50'000})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Times pandas.read_csv on a file, beside the figures that open_bench prints.
 
-    OPEN_BENCH_FILE=numbers.csv build/bench/benchmarks/open_bench
+    OPEN_BENCH_FILE=numbers.csv build/bench/benchmarks/open_bench --benchmark_filter=1000000
     benchmarks/open_peers.py numbers.csv
 
 Prints MB per second by the clock and per second of processor time, the best of five readings, and by how much

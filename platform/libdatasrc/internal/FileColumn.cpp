@@ -149,11 +149,8 @@ void FileColumn::FindType(const BlockColumn& block, ColumnPart& part, std::size_
 
 void FileColumn::Report(const BlockColumn& block, std::size_t row, Reason reason) {
   std::string buffer;
-  const std::string_view text = block.records.Text();
-  const auto value =
-      text.begin() + static_cast<std::ptrdiff_t>(block.records.FieldBegin(row, block.field));
   reported_.value = Shown(FieldText(block.records.RawField(row, block.field), buffer));
-  reported_.line = block.line + static_cast<long>(std::count(text.begin(), value, '\n'));
+  reported_.line = block.line + static_cast<long>(block.records.LineFeedsBefore(row, block.field));
   reported_.reason = reason;
 }
 

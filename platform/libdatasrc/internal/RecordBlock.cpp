@@ -92,6 +92,15 @@ bool RecordBlock::Scan(char delimiter, std::size_t fieldsPerRecord) {
   return FindEnds(delimiter) && FindRows() && (isAscii_ || IsUtf8());
 }
 
+std::size_t RecordBlock::LineFeedsBefore(std::size_t row, std::size_t field) const {
+  const std::size_t unended = text_.ends_with('\n') ? 0 : 1;
+  const bool isOneLinePerRow =
+      RowCount() == RecordCount() && LineFeedCount() + unended == RecordCount();
+  if (isOneLinePerRow) return row;
+  const std::string_view before = text_.substr(0, FieldBegin(row, field));
+  return static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+}
+
 // Returns false for a wrong quote or carriage return, a zero byte, and a text that ends inside a
 // record.
 bool RecordBlock::FindEnds(char delimiter) {

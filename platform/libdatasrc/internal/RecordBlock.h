@@ -46,6 +46,10 @@ class RecordBlock {
     return text_.substr(begin, end - begin);
   }
 
+  // The number of line feeds before a field. Counts them only if the block has empty lines or line
+  // feeds in quotes: counting for each of many columns would take long.
+  std::size_t LineFeedsBefore(std::size_t row, std::size_t field) const;
+
  private:
   bool FindEnds(char delimiter);
   bool FindRows();

@@ -361,4 +361,13 @@ TEST_F(Import, TheReportIsAlsoText) {
             "when: date, like its first value '2024-01-31' in line 2. Missing values: 2 empty.\n");
 }
 
+TEST_F(Import, ReportsTheLineAfterEmptyLinesAndLineEndsInQuotes) {
+  EXPECT_EQ(Open("a,b\n1,2\n3,x\n")->Report().variables[1].line, 3);
+  EXPECT_EQ(Open("a,b\n1,2\n3,x")->Report().variables[1].line, 3);
+  EXPECT_EQ(Open("a,b\n\n1,2\n\n3,x\n")->Report().variables[1].line, 5);
+  EXPECT_EQ(Open("a,b\n\"p\nq\",2\n3,x\n")->Report().variables[1].line, 4);
+  EXPECT_EQ(Open("a,b\n\"p\nq\",2\n3,x")->Report().variables[1].line, 4);
+  EXPECT_EQ(Open("a,b\n\"p\nq\",x")->Report().variables[1].line, 3);
+}
+
 }  // namespace
