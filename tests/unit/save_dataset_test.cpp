@@ -11,6 +11,7 @@
 #include <ServerDataManager/svrdmitem.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/support/Datasets.h>
+#include <tests/support/Dictionary.h>
 #include <tests/support/Messages.h>
 #include <tests/support/Observers.h>
 #include <tests/unit/saved_files.h>
@@ -31,13 +32,9 @@ namespace {
 // Messages as text.
 using Texts = std::vector<std::string>;
 
-ORVX_Variable Variable(const std::string& name) {
-  return ORVX_Variable(ORVX_Variable::NextID(), name);
-}
-
 std::unique_ptr<MemoryDataSource> Ages() {
   auto source = std::make_unique<MemoryDataSource>();
-  source->InsertVariable(0, Variable("age"), {31, 47});
+  source->InsertVariable(0, support::Var("age"), {31, 47});
   return source;
 }
 
