@@ -40,15 +40,16 @@ struct ColumnPart {
   std::size_t refutedBy = kNone;
   // The first row that breaks a rule of the schema, whatever the type; the values are incomplete.
   std::size_t brokenBy = kNone;
-  ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // why not
+  ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // of `refutedBy`
   std::unordered_map<std::uint32_t, std::uint64_t> missing;        // counts by number of the word
 };
 
-// Replaces `part` by the values of one field of all records.
+// Replaces the content of `part` with the values of one field of all records.
+// Threads: any, each with its own part.
 void ReadColumn(const RecordBlock& block, std::size_t field, ImportReport::Type type,
                 const ColumnRules& rules, ColumnPart& part);
 
-// The bytes of a field without its quotes. Uses `buffer` if the field has quotes inside.
+// The text of a field without its quotes. Borrows `raw`, or `buffer` if the text itself has quotes.
 std::string_view FieldText(std::string_view raw, std::string& buffer);
 
 }  // namespace sdm_internal

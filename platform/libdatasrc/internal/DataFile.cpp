@@ -1,8 +1,8 @@
 // Builds columns and variables from the records of a data file and its schema.
 //
-// The type of a column is found in the first block with a value. If a later value is of another
-// type, the column is text, and the file is read a second time for such columns alone: storing all
-// numbers as text, too, would double the memory.
+// The type of a column is found in the first block with a value. If a later value has another type,
+// the column is text, and the file is read a second time for these columns only. Storing the text
+// of all numbers in case it is needed would double the memory.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/BlockReader.h>
@@ -45,7 +45,7 @@ class DataFileReader {
         calls_(calls),
         settings_(settings) {
     if (settings_.threads == 0) {
-      constexpr unsigned int kMostThreads = 8;  // more would wait for the thread that puts together
+      constexpr unsigned int kMostThreads = 8;  // more would wait for the thread that appends
       settings_.threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
     }
   }
@@ -427,8 +427,8 @@ class DataFileReader {
 
   std::vector<FileColumn> columns_;
   std::map<std::string, std::size_t, std::less<>> positions_;  // of the columns
-  // The types that the threads read, or kSkip. A thread may use an older type: the column is then
-  // read again.
+  // The types as which threads read the columns, or kSkip. A thread may use an older type: Append
+  // then reads the column of that block again.
   std::vector<std::atomic<std::uint8_t>> types_;
 
   // Up to the blocks that were appended.

@@ -23,11 +23,11 @@ struct TextHash {
 };
 using TextSet = std::unordered_set<std::string, TextHash, std::equal_to<>>;
 
-// What the text of a string looks like; `rule` names it in messages.
+// The form of a text: a pattern, or JSON.
 struct TextForm {
-  std::string rule;
+  std::string rule;  // for messages, such as "format email"
   std::optional<TextPattern> pattern;
-  char jsonStart = '\0';  // otherwise JSON that begins with this bracket
+  char jsonStart = '\0';  // without a pattern: the bracket that begins the JSON
 };
 
 struct FieldRules {
@@ -56,7 +56,7 @@ struct FieldRules {
   bool IsNumeric() const { return type != Type::Any && type != Type::String; }
   bool RestrictsTexts() const { return form || minLength || maxLength || pattern || hasEnum; }
 
-  // The value of a text in a numeric column; nothing if the type does not have the text.
+  // The value of a text in a numeric column; nothing if the text does not have the type.
   // `fileMark`: the decimal mark of the file. Ignores blanks around the text.
   // Threads: any.
   std::optional<double> Parse(std::string_view text, char fileMark = '.') const;

@@ -12,8 +12,8 @@
 
 namespace sdm_internal {
 
-// Opens files compressed by gzip or Zstandard, which it knows by their first bytes, and plain
-// files. Memory does not depend on the size of the file or on a size that the file declares, except
+// Reads plain files and files compressed by gzip or Zstandard, which the first bytes tell apart.
+// Memory does not depend on the size of the file or on a size that the file declares, except
 // for the window of Zstandard: at most 128 MiB, of which only the part with decompressed bytes is
 // used.
 class FileBytes {

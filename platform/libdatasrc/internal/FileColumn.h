@@ -44,8 +44,9 @@ class FileColumn {
   const ColumnRules& Rules() const { return rules_; }
   ImportReport::Type GetType() const { return type_; }
 
-  // Whether the column has no use for more blocks in this reading of the file.
+  // Whether the column needs no more blocks in this reading of the file.
   bool IsComplete() const { return isComplete_; }
+  // Whether a later value did not have the type: the column is then text.
   bool MustBeReadAgain() const { return mustBeReadAgain_; }
 
   // Appends the values of a block: `part`, which may have been read as another type. Returns false
@@ -82,7 +83,7 @@ class FileColumn {
 
   const SchemaField* field_;
   ColumnRules rules_;
-  ImportReport::Type type_ = ImportReport::Type::Number;  // without values so far, unless fixed
+  ImportReport::Type type_ = ImportReport::Type::Number;  // until a value has another type
   bool hasValues_ = false;
   bool isComplete_ = false;
   bool mustBeReadAgain_ = false;
@@ -96,7 +97,7 @@ class FileColumn {
   ImportReport::Variable reported_;
 };
 
-// A text in quotes for a message, shortened and on one line.
+// A text for a message: in quotes, shortened, and on one line.
 std::string Quoted(std::string_view text);
 
 }  // namespace sdm_internal

@@ -146,7 +146,7 @@ class FileText::Decoder {
   bool atEnd_ = false;  // of the input
   bool isComplete_ = false;
   TextPosition position_;  // in the decoded text
-  iconv_t converter_;      // last: what throws comes before
+  iconv_t converter_;      // last, after all members that may throw
 };
 
 FileText::FileText(const std::string& path, const std::string& encoding)

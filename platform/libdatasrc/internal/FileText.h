@@ -33,8 +33,6 @@ class FileText {
   FileText(FileText&&) noexcept;
   ~FileText();
 
-  const std::string& Path() const { return bytes_->File().Path(); }
-
   // The encoding of the decompressed file: `encoding`, or the encoding found.
   const std::string& Encoding() const { return encoding_; }
 

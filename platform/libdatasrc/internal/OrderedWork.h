@@ -1,5 +1,4 @@
-// OrderedWork: does work on several items at once, on several threads, and hands them back in
-// order.
+// OrderedWork: works on several items at once, on several threads, and returns them in order.
 
 #ifndef LIBDATASRC_INTERNAL_ORDEREDWORK_H_
 #define LIBDATASRC_INTERNAL_ORDEREDWORK_H_
@@ -18,7 +17,7 @@
 
 namespace sdm_internal {
 
-// Threads: Push, Pop and the destructor belong to one thread, which does work too while it waits.
+// Threads: one thread calls all functions; in Pop it works on items while it waits.
 template <class Item>
 class OrderedWork {
  public:
@@ -70,7 +69,7 @@ class OrderedWork {
     std::exception_ptr error = nullptr;
   };
 
-  // One thread fewer than wished for does the same work.
+  // If the system has no more threads, fewer do the work.
   void StartThreads() {
     try {
       threads_.reserve(mostThreads_);

@@ -11,10 +11,10 @@
 
 namespace sdm_internal {
 
-// A position is an offset in the text. A buffer is used for one block after the other.
+// Positions are offsets in the text. An object is reused for many blocks, with the same buffer.
 class RecordBlock {
  public:
-  // This many bytes after the text can be read.
+  // The number of bytes after the text that may be read.
   static constexpr std::size_t kPadding = 16;
 
   // Makes room for this many bytes; keeps the first `keep` bytes of the text.
@@ -26,8 +26,8 @@ class RecordBlock {
 
   std::string_view Text() const { return text_; }
 
-  // Finds the fields of all records. Returns false if anything is wrong with the text; the fields
-  // are then undefined. An empty line is a record without fields, unless records have one field.
+  // Finds the fields of all records. Returns false if the text has any error; the fields are then
+  // undefined. An empty line is a row only if records have one field.
   bool Scan(char delimiter, std::size_t fieldsPerRecord);
 
   // After Scan.

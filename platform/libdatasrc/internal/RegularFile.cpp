@@ -53,7 +53,7 @@ std::optional<RegularFile> RegularFile::OpenIfExists(const std::string& path) {
 
 RegularFile::RegularFile(const std::string& path, int descriptor)
     : path_(path), descriptor_(descriptor) {
-  struct stat status;
+  struct stat status = {};
   if (descriptor == -1) ThrowSystemError(path, "cannot be opened", errno);
   if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
     close(descriptor);

@@ -12,11 +12,12 @@
 
 namespace sdm_internal {
 
-// The missing values of a table or a field.
+// The member `missingValues` of a table or a field.
 struct SchemaMissingValues {
   std::shared_ptr<const MissingTexts> texts;  // all of them; never null
   std::vector<SchemaCategory> labelled;       // strings with labels
 };
+// Returns `otherwise` if `object` has no such member.
 SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& object,
                                       const SchemaMissingValues& otherwise);
 
@@ -24,7 +25,8 @@ SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& o
 VariableAttributes ReadAttributes(const SchemaJson& json, const JsonValue& object,
                                   const std::vector<std::string>& members);
 
-// Does not read the constraint `unique`. `missing`: of the table.
+// Reads a field, but not its constraint `unique`. `missing`: the missing values of the table, for a
+// field without its own.
 SchemaField ReadSchemaField(const SchemaJson& json, const JsonValue& object,
                             const SchemaMissingValues& missing);
 

@@ -1,6 +1,5 @@
-// Writes a dictionary as JSON. Members of a Table Schema are used where there is one; the others
-// are members of our own, marked with *. A member whose value is in brackets is written only if
-// the value differs.
+// Writes a dictionary as JSON. Uses the members of a Table Schema where they exist; * marks members
+// of our own. A member is left out if it has the value in brackets.
 //
 //   table             value
 //   title             the label of the dataset [none]
@@ -226,7 +225,7 @@ class SchemaWriter {
     if (source_.GetSplitqSeparate()) Add("splitSeparate", "true");
   }
 
-  // A string cannot be one: the schema would be refused.
+  // Leaves out a string: opening would reject the schema.
   void AddUse(const char* name, int position) {
     if (position == -1 || source_.GetVariable(position).GetType() != 0) return;
     Add(name, Quoted(source_.GetVariable(position).GetName()));

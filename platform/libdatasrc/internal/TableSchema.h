@@ -105,7 +105,7 @@ struct SchemaField {
   FieldRules rules;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  // Never null; usually the missing values of the table. Without the texts in `missing`.
+  // Never null; usually shared with the table. Does not contain the texts of `missing`.
   std::shared_ptr<const MissingTexts> missingValues;
 
   std::optional<int> width;
@@ -122,7 +122,7 @@ struct SchemaKey {
 };
 struct SchemaReference {
   std::vector<std::size_t> fields;
-  std::vector<std::size_t> referenced;  // as many
+  std::vector<std::size_t> referenced;  // as many as `fields`
 };
 
 struct SchemaName {
@@ -131,12 +131,16 @@ struct SchemaName {
 };
 
 struct TableSchema {
-  // How fields match columns: Exact, one for each column in the same order; otherwise by name.
-  // Equal, one for each column; Subset, columns may have no field; Superset, fields may have no
-  // column; Partial, both, but at least one matches.
-  enum class FieldsMatch : std::uint8_t { Exact, Equal, Subset, Superset, Partial };
+  // How fields match columns, always by name.
+  enum class FieldsMatch : std::uint8_t {
+    Exact,     // one field for each column, in the same order
+    Equal,     // one field for each column
+    Subset,    // columns may have no field
+    Superset,  // fields may have no column
+    Partial,   // both, but at least one field has a column
+  };
 
-  std::string file;  // of the schema
+  std::string file;  // the path of the schema
   std::optional<std::string> title;
   std::vector<SchemaField> fields;  // names are unique
   FieldsMatch fieldsMatch = FieldsMatch::Subset;

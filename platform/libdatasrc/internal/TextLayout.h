@@ -7,14 +7,14 @@
 
 namespace sdm_internal {
 
-// `start`: the header and the first records; the last record may be incomplete. Errors in the text
-// are not reported.
+// In both functions, `start` is the header and the first records; the last record may be
+// incomplete. Errors in the text are ignored, and so are delimiters in quotes.
 
-// Of the delimiters that give the header and the first records the same number of fields, the one
-// with the most fields; if there is none, the most frequent in the header. Quoted text does not
-// count. On a tie, in this order: comma, tab, semicolon, bar, space. The first if no delimiter
-// occurs in the header. A space only if no other delimiter occurs in the header, records have no
-// empty fields, and one has a number.
+// Chooses among the delimiters that occur in the header: first those that give the header and the
+// first records the same number of fields, then the delimiter with the most fields in the header,
+// then in this order: comma, tab, semicolon, bar. A space is chosen only if none of these occurs in
+// the header, all records have the same number of fields, no field is empty, and a field after
+// the header is a number. Otherwise returns a comma, or a tab if a comma is not possible.
 char FindDelimiter(std::string_view start, bool commaIsPossible);
 
 // A comma if more fields are numbers with a decimal comma than with a decimal point. Fields such as

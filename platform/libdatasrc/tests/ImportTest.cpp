@@ -148,7 +148,7 @@ TEST_F(Import, WholeNumbersThatADoubleMayNotHoldAreText) {
             Type::Number);
 }
 
-TEST_F(Import, ASchemaCanMakeThemNumbers) {
+TEST_F(Import, TheTypeNumberAllowsLeadingZerosAndLargeNumbers) {
   folder.Write("data.schema.json", R"({"fields": [{"name": "a", "type": "number"}]})");
 
   EXPECT_THAT(Rows(*Open("a\n007\n0010000000000000000000000\n")), ElementsAre("7", "1e+22"));

@@ -74,7 +74,7 @@ TEST(MemoryDataSource, TakesTheNumberOfCasesFromTheFirstValues) {
   EXPECT_EQ(Rows(source), (Texts{"1 . [a       ]", "2 . [b       ]"}));
 }
 
-TEST(MemoryDataSource, DropsOldColumnsWhenTheNumberOfCasesStartsAnew) {
+TEST(MemoryDataSource, DropsOldColumnsWhenAColumnDeterminesTheNumberOfCases) {
   const auto towns = Towns();
   towns->DeleteCases(0, 2);
   EXPECT_EQ(Rows(*towns), Texts());

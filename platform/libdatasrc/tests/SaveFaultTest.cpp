@@ -334,7 +334,7 @@ TEST(SaveFault, AFailedCallLeavesTheOldContentOrIsReportedAsSaved) {
   });
 }
 
-TEST(SaveFault, AFailedCallAfterAnInterruptedSaveLeavesTheContentOfThat) {
+TEST(SaveFault, AFailedCallAfterAnInterruptedSaveLeavesTheContentOfTheInterruptedSave) {
   const auto first = Content("first", kFewCases);
   const auto second = Content("second", kFewCases);
   FailEachCall([&](const std::string& path) {

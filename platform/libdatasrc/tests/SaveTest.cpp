@@ -185,7 +185,7 @@ TEST(SaveDelimited, WritesAnEmptyValueOfASingleColumnInQuotes) {
   EXPECT_EQ(SystemFileDataSource::Open(folder.Path("only.csv"))->RowCount(), 3);
 }
 
-TEST(SaveDelimited, KeepsABomThatBeginsTheFirstName) {
+TEST(SaveDelimited, KeepsAByteOrderMarkAtTheStartOfTheFirstName) {
   const Folder folder;
   MemoryDataSource source;
   source.InsertVariable(0,
@@ -196,7 +196,7 @@ TEST(SaveDelimited, KeepsABomThatBeginsTheFirstName) {
   EXPECT_EQ(TextOf(*SystemFileDataSource::Open(folder.Path("bom.csv"))), TextOf(source));
 }
 
-TEST(SaveDelimited, OmitsWhatTheVariableCannotHave) {
+TEST(SaveDelimited, OmitsLabelsMissingValuesAndUsesThatAVariableCannotHave) {
   const Folder folder;
   MemoryDataSource source;
   source.InsertVariable(0, Variable("number"), {1});

@@ -159,7 +159,7 @@ TEST_F(SchemaData, MissingValuesBreakNoRuleButRequired) {
             "opened");
 }
 
-TEST_F(SchemaData, ARuleIsCheckedBehindTheFirstBlockToo) {
+TEST_F(SchemaData, RulesAreCheckedInLaterBlocksToo) {
   std::string values;
   for (int i = 0; i < 100000; ++i) values += "1234567\n";
 

@@ -181,7 +181,7 @@ TEST_F(SchemaTest, MembersOfOtherTypesAreRejected) {
             "items of type 'integer' are not supported");
 }
 
-TEST_F(SchemaTest, OnlyItsTypesHaveAMarkOrTruthValues) {
+TEST_F(SchemaTest, MarksAndTruthValuesAreAllowedOnlyForTheirTypes) {
   const auto expect = [&](const std::string& member, const std::string& value,
                           const std::set<std::string>& allowed) {
     for (const std::string& type : kTypes) {
@@ -463,8 +463,8 @@ TEST_F(SchemaTest, OtherMembersAreSkipped) {
   EXPECT_EQ(ErrorIn(R"({"name": "n", "x": {}, "fields": [{"name": "a", "unit": "m"}]})"), "read");
 }
 
-// Small texts that stand for much.
-TEST_F(SchemaTest, PartsAreLimited) {
+// Short patterns that compile to many states.
+TEST_F(SchemaTest, TheSizeOfAllPatternsIsLimited) {
   std::string fields;
   for (int i = 0; i < 1500; ++i) {
     fields += (i > 0 ? "," : "") + std::string("{\"name\": \"a") + std::to_string(i) +

@@ -90,7 +90,7 @@ TEST(TextPattern, EscapesAreCharacters) {
   ExpectMatches("\\t\\n\\r", {"\t\n\r"}, {"tnr"});
 }
 
-TEST(TextPattern, WhatItDoesNotUnderstandIsRejected) {
+TEST(TextPattern, UnsupportedPatternsAreRejected) {
   EXPECT_EQ(ReasonAgainst("(a"), "')' is missing");
   EXPECT_EQ(ReasonAgainst("a)"), "')' without '('");
   EXPECT_EQ(ReasonAgainst("[a"), "'[' without ']'");
