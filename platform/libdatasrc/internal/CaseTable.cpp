@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace sdm_internal {
 
@@ -174,6 +175,78 @@ void CaseTable::Edit::EraseRows(std::size_t row, std::size_t count) noexcept {
   table_.rows_ -= count;
 }
 
+namespace {
+
+constexpr std::size_t kLineNumbers = 8;  // numbers in a cache line of 64 bytes
+constexpr std::size_t kMostBlockRows = 16;
+
+// Two adjacent numbers, for vector instructions.
+using NumberPair = double __attribute__((vector_size(2 * sizeof(double))));
+
+NumberPair LoadPair(const double* numbers) {
+  NumberPair pair;
+  std::memcpy(&pair, numbers, sizeof pair);
+  return pair;
+}
+
+void StorePair(NumberPair pair, OBS* cells) {
+  std::memcpy(cells, &pair, sizeof pair);
+}
+
+// Some rows of adjacent columns of numbers, and the cells to which they are written.
+struct NumberRectangle {
+  const double* const* columns;
+  std::size_t firstRow;
+  std::size_t rows;
+  OBS* cells;         // the first row
+  std::size_t width;  // cells from one row to the next
+  // The rows so much later are fetched to the second-level cache, because with many columns the
+  // processor does not do it by itself. 0: not.
+  std::size_t fetchedAhead;
+};
+
+template <std::size_t kColumns>
+void Write(const NumberRectangle& part) {
+  const auto [columns, firstRow, rows, cells, width, fetchedAhead] = part;
+  std::array<const double*, kColumns> from;
+  for (std::size_t i = 0; i < kColumns; ++i) from[i] = columns[i] + firstRow;
+  OBS* to = cells;
+  std::size_t row = 0;
+  if constexpr (kColumns % 2 == 0) {
+    for (; row + 2 <= rows; row += 2, to += 2 * width) {
+      for (std::size_t i = 0; i < kColumns; i += 2) {
+        const NumberPair left = LoadPair(from[i] + row);
+        const NumberPair right = LoadPair(from[i + 1] + row);
+        StorePair(__builtin_shufflevector(left, right, 0, 2), to + i);
+        StorePair(__builtin_shufflevector(left, right, 1, 3), to + width + i);
+      }
+    }
+  }
+  for (; row < rows; ++row, to += width) {
+    for (std::size_t i = 0; i < kColumns; ++i) to[i].number = from[i][row];
+  }
+  if (fetchedAhead == 0) return;
+  for (const double* const column : from) {
+    const double* const later = column + fetchedAhead;
+    for (row = 0; row < kMostBlockRows; row += kLineNumbers) __builtin_prefetch(later + row, 0, 2);
+  }
+}
+
+void Write(NumberRectangle part, std::size_t columns) {
+  if (columns == kLineNumbers) {
+    Write<kLineNumbers>(part);
+    return;
+  }
+  for (; columns >= 2; columns -= 2) {
+    Write<2>(part);
+    part.columns += 2;
+    part.cells += 2;
+  }
+  if (columns == 1) Write<1>(part);
+}
+
+}  // namespace
+
 CaseIterator::CaseIterator(const CaseTable& table, const ORVX_DataSource& dictionary, OBS* area)
     : rowCount_(table.RowCount()), area_(area) {
   for (int i = 0; i < dictionary.ColumnCount(); ++i) {
@@ -183,60 +256,67 @@ CaseIterator::CaseIterator(const CaseTable& table, const ORVX_DataSource& dictio
     const CaseColumn* const column = shared != nullptr ? &(*shared)->values : nullptr;
     const auto* const numbers = std::get_if<NumberColumn>(column);
     if (numbers != nullptr && variable.GetType() == 0) {
-      numbers_.push_back({numbers->data(), width_});
+      AddNumbers(numbers->data());
     } else {
       others_.push_back({column, variable.GetType(), width_});
     }
     width_ += static_cast<std::size_t>(ObsCells(variable.GetType()));
   }
-  constexpr std::size_t kBlockCells = 16384;  // 128 KB
-  blockRows_ = std::clamp<std::size_t>(kBlockCells / std::max<std::size_t>(width_, 1), 1, 256);
-  block_.resize(std::min(blockRows_, rowCount_) * width_);
+  constexpr std::size_t kMostCells = 262144;  // 2 MB
+  blockRows_ =
+      std::clamp<std::size_t>(kMostCells / std::max<std::size_t>(width_, 1), 1, kMostBlockRows);
+  groupsPerRow_ = (groups_.size() + blockRows_ - 1) / blockRows_;
+  block_.resize(NextRows() * width_);
+  nextBlock_.resize(NextRows() * width_);
+}
+
+void CaseIterator::AddNumbers(const double* numbers) {
+  const bool fits = !groups_.empty() && groups_.back().count < kLineNumbers &&
+                    groups_.back().cell + groups_.back().count == width_;
+  if (!fits) groups_.push_back({{}, 0, width_});
+  NumberGroup& group = groups_.back();
+  group.columns[group.count++] = numbers;
 }
 
 bool CaseIterator::Next() {
-  if (rowsLeft_ == 0 && !FillBlock()) return false;
+  if (rowsLeft_ == 0 && !StartBlock()) return false;
   --rowsLeft_;
   std::copy_n(next_, width_, area_);
   next_ += width_;
+  if (NextRows() > 0) WriteGroups(groupsPerRow_);
   return true;
 }
 
 // Returns false after the last row.
-bool CaseIterator::FillBlock() {
-  const std::size_t rows = std::min(blockRows_, rowCount_ - row_);
+bool CaseIterator::StartBlock() {
+  const std::size_t rows = NextRows();
   if (rows == 0) return false;
-  WriteNumbers(rows);
+  WriteGroups(groups_.size());
   for (const Target& target : others_) WriteOthers(target, rows);
+  block_.swap(nextBlock_);
   next_ = block_.data();
   rowsLeft_ = rows;
   row_ += rows;
+  groupsWritten_ = 0;
   return true;
 }
 
-// Eight columns at a time: adjacent cells are a cache line, and the hardware reads eight columns
-// ahead.
-void CaseIterator::WriteNumbers(std::size_t rows) {
-  constexpr std::size_t kTogether = 8;
-  std::size_t target = 0;
-  for (; target + kTogether <= numbers_.size(); target += kTogether) {
-    std::array<NumberTarget, kTogether> targets;
-    std::copy_n(numbers_.begin() + static_cast<std::ptrdiff_t>(target), kTogether, targets.begin());
-    OBS* cells = block_.data();
-    for (std::size_t row = row_; row < row_ + rows; ++row, cells += width_) {
-      for (const auto& [numbers, cell] : targets) cells[cell].number = numbers[row];
-    }
-  }
-  for (; target < numbers_.size(); ++target) {
-    const auto [numbers, cell] = numbers_[target];
-    OBS* to = block_.data() + cell;
-    for (std::size_t row = row_; row < row_ + rows; ++row, to += width_) to->number = numbers[row];
+// Writes up to `count` more groups to the next block.
+void CaseIterator::WriteGroups(std::size_t count) {
+  constexpr std::size_t kAhead = 4 * kMostBlockRows;
+  const std::size_t ahead = row_ + kAhead + kMostBlockRows <= rowCount_ ? kAhead : 0;
+  const std::size_t rows = NextRows();
+  const std::size_t end = std::min(groupsWritten_ + count, groups_.size());
+  for (; groupsWritten_ < end; ++groupsWritten_) {
+    const NumberGroup& group = groups_[groupsWritten_];
+    OBS* const cells = nextBlock_.data() + group.cell;
+    Write({group.columns.data(), row_, rows, cells, width_, ahead}, group.count);
   }
 }
 
 void CaseIterator::WriteOthers(const Target& target, std::size_t rows) {
   const auto& [column, type, cell] = target;
-  OBS* to = block_.data() + cell;
+  OBS* to = nextBlock_.data() + cell;
   for (std::size_t row = row_; row < row_ + rows; ++row, to += width_) {
     if (column == nullptr) {
       WriteMissing(type, to);

@@ -11,6 +11,8 @@
 #include <ServerDataManager/LocallyUniqueID.h>
 #include <ServerDataManager/RefCountPtr.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <functional>
 #include <unordered_map>
@@ -102,19 +104,22 @@ class CaseTable::Edit {
 };
 
 // Reads a table row by row, laid out for `dictionary` as it is now. Shares the columns, and keeps
-// no reference to the table or the dictionary. Lays out a block of rows together, because a few
-// columns at a time are read faster than whole rows. If Next throws, the next call returns the same
-// row.
+// no reference to the table or the dictionary. If Next throws, the next call returns the same row.
+//
+// Lays out a block of rows together, because a few columns at a time are read faster than whole
+// rows. Each call of Next writes a part of the next block, so that the processor can do it while
+// the caller uses the row.
 class CaseIterator : public ObsIterator {
  public:
   CaseIterator(const CaseTable& table, const ORVX_DataSource& dictionary, OBS* area);
   bool Next() override;
 
  private:
-  // A column of numbers whose cell is a number.
-  struct NumberTarget {
-    const double* numbers;
-    std::size_t cell;  // the offset in a row
+  // Columns of numbers whose cells are adjacent numbers.
+  struct NumberGroup {
+    std::array<const double*, 8> columns;
+    std::size_t count;
+    std::size_t cell;  // the offset of the first cell in a row
   };
   struct Target {
     const CaseColumn* column;  // null: always missing
@@ -122,21 +127,27 @@ class CaseIterator : public ObsIterator {
     std::size_t cell;  // the offset of the first cell of the value
   };
 
-  bool FillBlock();
-  void WriteNumbers(std::size_t rows);
+  void AddNumbers(const double* numbers);
+  bool StartBlock();
+  // In the next block.
+  std::size_t NextRows() const { return std::min(blockRows_, rowCount_ - row_); }
+  void WriteGroups(std::size_t count);
   void WriteOthers(const Target& target, std::size_t rows);
 
   std::vector<CaseTable::ColumnPtr> columns_;  // keeps them alive
   const std::size_t rowCount_;
   OBS* const area_;
-  std::size_t width_ = 0;              // cells in a row
-  std::vector<NumberTarget> numbers_;  // in ascending order of cells
-  std::vector<Target> others_;
+  std::size_t width_ = 0;  // cells in a row
+  std::vector<NumberGroup> groups_;
+  std::vector<Target> others_;  // written when all groups are
+  std::size_t blockRows_;       // at most
+  std::size_t groupsPerRow_;    // written by a call of Next
   std::vector<OBS> block_;
-  std::size_t blockRows_;      // at most
   const OBS* next_ = nullptr;  // in the block
   std::size_t rowsLeft_ = 0;   // in the block
-  std::size_t row_ = 0;        // the first row after the block
+  std::vector<OBS> nextBlock_;
+  std::size_t row_ = 0;  // the first of the next block
+  std::size_t groupsWritten_ = 0;
 };
 
 }  // namespace sdm_internal

@@ -64,6 +64,32 @@ TEST(MemoryDataSource, IsBuiltFromCases) {
   EXPECT_EQ(Rows(towns), kTowns);
 }
 
+// Iterators read several variables and cases together.
+TEST(MemoryDataSource, ReadsEveryValueWithAnyNumberOfVariablesAndCases) {
+  for (int variables = 1; variables <= 20; ++variables) {
+    for (const int cases : {0, 1, 2, 15, 16, 17, 33, 79, 80, 81, 100}) {
+      MemoryDataSource source;
+      std::vector<std::string> expected(static_cast<std::size_t>(cases));
+      for (int i = 0; i < variables; ++i) {
+        const bool isText = i == 3;
+        std::vector<double> numbers;
+        std::vector<std::string> texts;
+        for (std::size_t row = 0; row < expected.size(); ++row) {
+          const int number = 1000 * i + static_cast<int>(row);
+          numbers.push_back(number);
+          texts.push_back(std::to_string(number));
+          const std::string padding(8 - texts.back().size(), ' ');
+          expected[row] += i > 0 ? " " : "";
+          expected[row] += isText ? "[" + texts.back() + padding + "]" : texts.back();
+        }
+        source.InsertVariable(i, Variable("v" + std::to_string(i), isText ? 8 : 0),
+                              isText ? ColumnValues(texts) : ColumnValues(numbers));
+      }
+      EXPECT_EQ(Rows(source), expected) << variables << " and " << cases;
+    }
+  }
+}
+
 TEST(MemoryDataSource, TakesTheNumberOfCasesFromTheFirstValues) {
   MemoryDataSource source;
   source.MakeVariable(Variable("none"), nullptr);
