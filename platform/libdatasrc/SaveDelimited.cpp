@@ -1,5 +1,6 @@
 #include <dirent.h>
 #include <libdatasrc/internal/CellText.h>
+#include <libdatasrc/internal/NumberText.h>
 #include <libdatasrc/internal/ObsCells.h>
 #include <libdatasrc/internal/RowArea.h>
 #include <libdatasrc/internal/SavedFiles.h>
@@ -52,14 +53,15 @@ class RecordText {
     fields_ = 0;
   }
 
-  // Returns false for an infinity, which cannot be read back.
-  bool AddNumber(double number) {
+  void AddNumber(double number) {
     Separate();
-    std::array<char, 32> digits;
-    if (std::isinf(number)) return false;
-    if (std::isnan(number)) return true;
-    text_.append(static_cast<const char*>(digits.data()), Format(number, digits));
-    return true;
+    if (std::isnan(number)) return;
+    if (std::isinf(number)) {
+      text_ += ShortestText(number);
+    } else {
+      std::array<char, 32> digits;
+      text_.append(static_cast<const char*>(digits.data()), Format(number, digits));
+    }
   }
 
   // Returns false for a text that cannot be read back.
@@ -171,13 +173,11 @@ class Saver {
 
   void AddValue(std::size_t position, const OBS* cells) {
     const int type = types_[position];
-    const bool isAdded =
-        type == 0 ? record_.AddNumber(cells->number)
-                  : record_.AddText(WithoutPadding({cells->text, static_cast<std::size_t>(type)}));
-    if (isAdded) return;
-    const char* const reason = type == 0 ? "infinite" : "not UTF-8 or has a zero byte";
+    if (type == 0) return record_.AddNumber(cells->number);
+    if (record_.AddText(WithoutPadding({cells->text, static_cast<std::size_t>(type)}))) return;
     Refuse(path_, "the value of \"" + source_.GetVariable(static_cast<int>(position)).GetName() +
-                      "\" in case " + std::to_string(cases_ + 1) + " is " + reason);
+                      "\" in case " + std::to_string(cases_ + 1) +
+                      " is not UTF-8 or has a zero byte");
   }
 
   void Append(NewFile& file) {

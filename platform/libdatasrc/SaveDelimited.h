@@ -26,12 +26,13 @@ struct SaveOptions {
 // Opening the file again gives the same variables in the same order, with new identifiers: name,
 // label, type and width, value labels, declared missing values, measurement level, format and
 // attributes; the label and the attributes of the dataset, weight, filter and split; and the same
-// values. Every number has the same bits, except that any NaN is read as kMissingNumber. Strings
-// are the same without trailing blanks, which are padding.
+// values. Every number has the same bits, except that any NaN is read as kMissingNumber; an
+// infinity is written as INF or -INF. Strings are the same without trailing blanks, which are
+// padding.
 //
 // Not saved: sets, extensions and trends information of the dataset, rows per imputation; labels
-// and declared missing values that are infinite or a NaN, or not of the type of their variable; a
-// weight or filter that is a string.
+// and declared missing values that are a NaN, or not of the type of their variable; a weight or
+// filter that is a string.
 //
 // When it returns, the new content is on the disk. If it throws, or the process ends at any moment,
 // opening the file gives the whole old content or the whole new content. A process that is killed
@@ -44,8 +45,8 @@ struct SaveOptions {
 //   - a path whose schema belongs to another data file in the folder, as for survey.csv and
 //     survey.tsv; data files end in .csv, .tsv, .tab, .txt or .dat, and .gz or .zst may follow
 //   - a source that could not be read back: it has no variables, a variable without a name, two
-//     variables with the same name, an infinite number, a text that is not UTF-8 or has a zero
-//     byte, more than kMaxSplitVars split variables, or a case or a schema larger than
+//     variables with the same name, a text that is not UTF-8 or has a zero byte, more than
+//     kMaxSplitVars split variables, or a case or a schema larger than
 //     SystemFileDataSource::kMaxRecordBytes
 // Throws DataFileError for an error of the file system. The old content is then in place unless the
 // error text begins with "saved" after the path.

@@ -34,8 +34,10 @@
 //   text        everything; the width of the variable is its longest value in bytes, at least 1
 // Blanks around a value are ignored in all columns but text. If the schema has a type for the
 // column, that type is used: `string` makes the column text; `integer` and `number` require such
-// numbers, which may have leading zeros and any size; `time` is seconds since midnight with the
-// format Time. The type `any` is the same as no type. Report returns the types and their reasons.
+// numbers, which may have leading zeros and any size; `number` also allows INF, -INF and NaN (a
+// missing number) in upper or lower case; `time` is seconds since midnight with the format Time.
+// The type `any` is the same as no type: a column with INF is text. Report returns the types and
+// their reasons.
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
 // its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace sdm_internal {
 
@@ -95,9 +94,10 @@ std::optional<double> FieldRules::Parse(std::string_view text, char fileMark) co
     case Type::Any:
     case Type::String:
       return std::nullopt;
-    case Type::Number:
-      if (text == "NaN") return std::numeric_limits<double>::quiet_NaN();
-      return ParseMarkedNumber(text, *this, mark);
+    case Type::Number: {
+      const std::optional<double> number = ParseMarkedNumber(text, *this, mark);
+      return number ? number : ParseNonFinite(text);
+    }
     case Type::Integer: {
       const std::optional<double> number = ParseMarkedNumber(text, *this, mark);
       return number && std::trunc(*number) == *number ? number : std::nullopt;

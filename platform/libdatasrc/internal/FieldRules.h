@@ -57,7 +57,8 @@ struct FieldRules {
   bool RestrictsTexts() const { return form || minLength || maxLength || pattern || hasEnum; }
 
   // The value of a text in a numeric column; nothing if the text does not have the type.
-  // `fileMark`: the decimal mark of the file. Ignores blanks around the text.
+  // Only a Number may be infinite or a NaN (ParseNonFinite). `fileMark`: the decimal mark of the
+  // file. Ignores blanks around the text.
   // Threads: any.
   std::optional<double> Parse(std::string_view text, char fileMark = '.') const;
 

@@ -80,12 +80,6 @@ class PartReader {
   }
 
  private:
-  static bool SameWord(std::string_view text, std::string_view word) {
-    const auto lower = [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-    return std::equal(text.begin(), text.end(), word.begin(), word.end(),
-                      [&](char a, char b) { return lower(a) == lower(b); });
-  }
-
   std::string_view rest_;
   bool isGood_ = true;
 };

@@ -1,7 +1,10 @@
 #include <libdatasrc/internal/NumberText.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
+#include <limits>
 
 namespace sdm_internal {
 
@@ -10,6 +13,12 @@ std::string_view Trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(kBlanks);
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+bool SameWord(std::string_view a, std::string_view b) {
+  const auto lower = [](char c) { return 'A' <= c && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [&](char one, char other) { return lower(one) == lower(other); });
 }
 
 std::optional<double> ParseNumber(std::string_view text) {
@@ -38,7 +47,16 @@ std::optional<double> ParseNumber(std::string_view text, std::string_view decima
   return ParseNumber(withPoint);
 }
 
+std::optional<double> ParseNonFinite(std::string_view text) {
+  using Limits = std::numeric_limits<double>;
+  if (SameWord(text, "NaN")) return Limits::quiet_NaN();
+  if (SameWord(text, "INF")) return Limits::infinity();
+  if (SameWord(text, "-INF")) return -Limits::infinity();
+  return std::nullopt;
+}
+
 std::string ShortestText(double number) {
+  if (std::isinf(number)) return number > 0 ? "INF" : "-INF";
   std::array<char, 32> text;
   const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), number);
   return std::string(text.data(), end);

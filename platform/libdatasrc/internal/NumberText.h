@@ -16,6 +16,9 @@ inline bool IsDigit(char c) {
   return '0' <= c && c <= '9';
 }
 
+// Whether the texts are equal, ignoring case in ASCII.
+bool SameWord(std::string_view a, std::string_view b);
+
 // Parses a decimal number with optional sign, point and exponent; ignores blanks around it. Empty
 // for any other text and for a number outside the range of a double.
 std::optional<double> ParseNumber(std::string_view text);
@@ -23,7 +26,10 @@ std::optional<double> ParseNumber(std::string_view text);
 // The same, with `decimalMark` instead of the point.
 std::optional<double> ParseNumber(std::string_view text, std::string_view decimalMark);
 
-// The shortest decimal text that parses back to this number.
+// Parses NaN, INF or -INF, in upper or lower case, without blanks.
+std::optional<double> ParseNonFinite(std::string_view text);
+
+// The shortest decimal text that parses back to this number; INF or -INF for an infinity.
 std::string ShortestText(double number);
 
 }  // namespace sdm_internal

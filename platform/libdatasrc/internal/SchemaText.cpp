@@ -17,7 +17,8 @@
 //   decimalChar       of a number: "."; otherwise a reader might take another mark from the file
 //   width*            of a string, in bytes
 //   level*            "unknown", "nominal", "ordinal", "interval" or "ratio"
-//   categories        value labels, as {"value": number or string, "label": text} [none]
+//   categories        value labels, as {"value": number or string, "label": text} [none]; an
+//                     infinity is "INF" or "-INF"
 //   categoriesOrdered true if there are categories and the level is ordinal
 //   missing*          the values declared missing, numbers or strings [none]; the file has the
 //                     values themselves, which would not be read if they were in missingValues
@@ -81,6 +82,7 @@ class JsonList {
 };
 
 std::string Json(double number) {
+  if (std::isinf(number)) return Quoted(ShortestText(number));
   const bool isNegativeZero = number == 0 && std::signbit(number);
   return isNegativeZero ? "-0.0" : ShortestText(number);  // -0 would be an integer
 }
@@ -110,10 +112,10 @@ std::string_view WordOf(const Words& words, Enumerator value) {
   return words[index < words.size() ? index : 0];
 }
 
-// Whether the variable can have the value, and JSON can express it.
+// Whether the variable can have the value. A NaN is not a value, but a missing number.
 bool IsWritable(const DataValue& value, const ORVX_Variable& variable) {
   const auto* const number = std::get_if<double>(&value);
-  return variable.GetType() == 0 ? number != nullptr && std::isfinite(*number) : number == nullptr;
+  return variable.GetType() == 0 ? number != nullptr && !std::isnan(*number) : number == nullptr;
 }
 
 void AddValues(const ORVX_Variable& variable, JsonList& field) {

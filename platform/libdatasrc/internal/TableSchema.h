@@ -29,7 +29,8 @@
 //
 //   type       values                                           stored as
 //   string     any text                                         string
-//   number     a decimal number; NaN is missing, INF an error   number
+//   number     a decimal number, INF or -INF; NaN is missing.   number
+//              These words may be in upper or lower case
 //   integer    a decimal number without fraction                number
 //   boolean    trueValues, falseValues                          1, 0
 //   date       YYYY-MM-DD, or the pattern                       date value, format Date

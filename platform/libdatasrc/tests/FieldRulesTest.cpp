@@ -2,15 +2,20 @@
 
 #include <gtest/gtest.h>
 #include <libdatasrc/internal/FieldRules.h>
+#include <libdatasrc/internal/NumberText.h>
 
 #include <cmath>
+#include <limits>
 
 namespace {
 
 using sdm_internal::FieldRules;
 using sdm_internal::TextForm;
 using sdm_internal::TextPattern;
+using sdm_internal::Trimmed;
 using Type = FieldRules::Type;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 FieldRules Of(Type type) {
   FieldRules rules;
@@ -26,15 +31,40 @@ TEST(FieldRules, EachTypeReadsItsTexts) {
   EXPECT_EQ(Of(Type::DateTime).Parse("1970-01-01T00:01"), 60);
   EXPECT_EQ(Of(Type::Year).Parse("1990"), 1990);
   EXPECT_EQ(Of(Type::Year).Parse("-0044"), -44);
-  EXPECT_TRUE(std::isnan(Of(Type::Number).Parse("NaN").value_or(0)));
+}
+
+TEST(FieldRules, OnlyANumberMayBeInfiniteOrNaNInAnyCase) {
+  for (const char* const text : {"INF", "inf", " Inf "}) {
+    EXPECT_EQ(Of(Type::Number).Parse(text, ','), kInfinity) << text;
+    EXPECT_EQ(Of(Type::Number).Parse("-" + std::string(Trimmed(text))), -kInfinity) << text;
+  }
+  for (const char* const text : {"NaN", "nan", " NAN "}) {
+    EXPECT_TRUE(std::isnan(Of(Type::Number).Parse(text).value_or(0))) << text;
+  }
+  for (const char* const text : {"+INF", "- INF", "--INF", "INFINITY", "IN", "-NaN", "-"}) {
+    EXPECT_FALSE(Of(Type::Number).Parse(text)) << text;
+  }
+  for (const Type type : {Type::Any, Type::String, Type::Integer, Type::Boolean, Type::Date,
+                          Type::Time, Type::DateTime, Type::Year}) {
+    for (const char* const text : {"INF", "-INF", "NaN"}) {
+      EXPECT_FALSE(Of(type).Parse(text)) << static_cast<int>(type) << text;
+    }
+  }
+}
+
+TEST(FieldRules, AnInfinityHasNoSurroundingsAndNoMarks) {
+  FieldRules rules = Of(Type::Number);
+  rules.isBareNumber = false;
+  rules.groupMark = "I";
+  rules.decimalMark = "N";
+  EXPECT_EQ(rules.Parse("-INF"), -kInfinity);
+  EXPECT_FALSE(rules.Parse("INF %"));
 }
 
 TEST(FieldRules, TextsOfOtherTypesAreRejected) {
   EXPECT_FALSE(Of(Type::Number).Parse("x"));
-  EXPECT_FALSE(Of(Type::Number).Parse("INF"));
   EXPECT_FALSE(Of(Type::Number).Parse("1,5"));
   EXPECT_FALSE(Of(Type::Integer).Parse("1.5"));
-  EXPECT_FALSE(Of(Type::Integer).Parse("NaN"));
   EXPECT_FALSE(Of(Type::Date).Parse("02.01.1970"));
   EXPECT_FALSE(Of(Type::Time).Parse("1970-01-02"));
   EXPECT_FALSE(Of(Type::DateTime).Parse("1970-01-02"));
@@ -122,6 +152,22 @@ TEST(FieldRules, LimitsOfANumberAreChecked) {
   rules.numbers = {2.5};
   EXPECT_EQ(rules.BrokenRule(2.0), "enum");
   EXPECT_EQ(rules.BrokenRule(2.5), "");
+}
+
+TEST(FieldRules, LimitsOfInfinitiesAreChecked) {
+  FieldRules rules = Of(Type::Number);
+  rules.minimum = -kInfinity;
+  rules.maximum = 3;
+  EXPECT_EQ(rules.BrokenRule(kInfinity), "maximum 3");
+  EXPECT_EQ(rules.BrokenRule(-kInfinity), "");
+  rules.exclusiveMinimum = -kInfinity;
+  EXPECT_EQ(rules.BrokenRule(-kInfinity), "exclusiveMinimum -INF");
+  EXPECT_EQ(rules.BrokenRule(-1e308), "");
+  rules.hasEnum = true;
+  rules.numbers = {1, kInfinity};
+  rules.maximum = kInfinity;
+  EXPECT_EQ(rules.BrokenRule(kInfinity), "");
+  EXPECT_EQ(rules.BrokenRule(2.0), "enum");
 }
 
 TEST(FieldRules, RulesOfAStringAreChecked) {

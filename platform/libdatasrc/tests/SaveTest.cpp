@@ -1,5 +1,6 @@
 // Saving a source as delimited text, and opening the file again.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libdatasrc/CaseReader.h>
 #include <libdatasrc/FilteredDataSource.h>
@@ -143,6 +144,21 @@ TEST(SaveDelimited, GivesTheSameSourceWhenOpenedAgain) {
   EXPECT_EQ(TextOf(*SystemFileDataSource::Open(folder.Path("survey.tsv"))), TextOf(*survey));
 }
 
+TEST(SaveDelimited, KeepsInfinities) {
+  const Folder folder;
+  MemoryDataSource source;
+  source.InsertVariable(0, Variable("a"), {kInfinity, -kInfinity, 1});
+  source.GetVariable(0).SetValueLabels({{kInfinity, "no limit"}});
+  source.GetVariable(0).SetMissingValues({{-kInfinity, 1.0}});
+  source.GetVariable(0).SetFormat({VariableFormat::Kind::Date});
+  SaveDelimited(source, folder.Path("a.csv"));
+  EXPECT_EQ(BytesOf(folder.Path("a.csv")), "a\nINF\n-INF\n1\n");
+  EXPECT_THAT(BytesOf(folder.Path("a.schema.json")),
+              testing::HasSubstr(R"("categories": [{"value": "INF", "label": "no limit"}], )"
+                                 R"("missing": ["-INF", 1])"));
+  EXPECT_EQ(TextOf(*SystemFileDataSource::Open(folder.Path("a.csv"))), TextOf(source));
+}
+
 TEST(SaveDelimited, TakesTheDelimiterFromTheSuffixUnlessItIsGiven) {
   const auto survey = Survey();
   const auto firstLine = [&](const std::string& name, char delimiter) {
@@ -202,7 +218,7 @@ TEST(SaveDelimited, OmitsLabelsMissingValuesAndUsesThatAVariableCannotHave) {
   source.InsertVariable(0, Variable("number"), {1});
   source.InsertVariable(1, Variable("text", 3), {"a"});
   for (const int i : {0, 1}) {
-    source.GetVariable(i).SetValueLabels({{1.0, "one"}, {"a", "A"}, {kInfinity, "infinite"}});
+    source.GetVariable(i).SetValueLabels({{1.0, "one"}, {"a", "A"}, {kMissingNumber, "missing"}});
     source.GetVariable(i).SetMissingValues({{1.0, "a", kMissingNumber}});
   }
   source.SetWeightVar(1);
@@ -252,9 +268,6 @@ TEST(SaveDelimited, RefusesASourceThatCannotBeReadBack) {
   source.SetValue(1, 0, "\xC3");
   refused(source, "the value of \"a\" in case 2 is not UTF-8 or has a zero byte");
   source.SetValue(1, 0, "");
-  source.SetValue(0, 1, -kInfinity);
-  refused(source, "the value of \"b\" in case 1 is infinite");
-  source.SetValue(0, 1, 1.0);
 
   source.GetVariable(1).SetLabel("\xFF");
   refused(source, "variable 2 has a text that is not UTF-8");
@@ -457,23 +470,21 @@ std::string AnyText() {
 double AnyNumber() {
   const auto bits = *rc::gen::arbitrary<std::uint64_t>();
   switch (*rc::gen::inRange(0, 4)) {
-    case 0: {
-      const auto number = std::bit_cast<double>(bits);
-      return std::isinf(number) ? 0 : number;
-    }
+    case 0:
+      return std::bit_cast<double>(bits);
     case 1:
       return static_cast<double>(static_cast<std::int64_t>(bits) % 1000);
     case 2:
       return *rc::gen::element(0.0, -0.0, 0.1, 1e15, -1e15, 5e-324, 1.7976931348623157e308,
-                               kMissingNumber);
+                               kInfinity, -kInfinity, kMissingNumber);
     default:
       return static_cast<double>(static_cast<std::int64_t>(bits) % 100000) / 100;
   }
 }
 
-double AnyFiniteNumber() {
+double AnyNumberButNaN() {
   const double number = AnyNumber();
-  return std::isfinite(number) ? number : 0;
+  return std::isnan(number) ? 0 : number;
 }
 
 VariableAttributes AnyAttributes() {
@@ -486,7 +497,7 @@ VariableAttributes AnyAttributes() {
 }
 
 DataValue AnyValueOf(int type) {
-  if (type == 0) return AnyFiniteNumber();
+  if (type == 0) return AnyNumberButNaN();
   return AnyText();
 }
 

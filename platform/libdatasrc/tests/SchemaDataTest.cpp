@@ -4,11 +4,15 @@
 #include <gtest/gtest.h>
 #include <libdatasrc/DatasourceAttributes.h>
 
+#include <limits>
+
 #include "Files.h"
 
 namespace {
 
 using testing::ElementsAre;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 class SchemaData : public testing::Test {
  protected:
@@ -78,7 +82,42 @@ TEST_F(SchemaData, NumbersHaveTheMarksOfTheField) {
               ElementsAre("5", "7"));
   EXPECT_THAT(Rows(*OpenColumn("1.000\n", R"("type": "integer", "groupChar": ".")")),
               ElementsAre("1000"));
+}
+
+TEST_F(SchemaData, NumbersMayBeInfiniteOrNaN) {
   EXPECT_THAT(Rows(*OpenColumn("NaN\n1\n", R"("type": "number")")), ElementsAre(".", "1"));
+  EXPECT_THAT(Rows(*OpenColumn("INF\n\"-inf\"\n", R"("type": "number")")),
+              ElementsAre("inf", "-inf"));
+  EXPECT_THAT(Rows(*OpenColumn("\"1,5\"\n-INF\n", R"("type": "number", "decimalChar": ",")")),
+              ElementsAre("1.5", "-inf"));
+  EXPECT_THAT(Rows(*OpenColumn("INF\n1\n", R"("type": "number", "missingValues": ["INF"])")),
+              ElementsAre(".", "1"));
+  EXPECT_EQ(ErrorInColumn("INF\n", R"("type": "integer")"),
+            "data.csv:2:1: 'INF' in column 'a' is not a whole number");
+  EXPECT_EQ(ErrorInColumn("1\nINF\n", R"("type": "number", "constraints": {"maximum": 5})"),
+            "data.csv:3:1: 'INF' in column 'a' breaks the rule of the schema: maximum 5");
+  EXPECT_EQ(ErrorInColumn("1\n-inf\n-INF\n", R"("type": "number",
+                                                "constraints": {"unique": true})"),
+            "data.csv:4:1: '-INF' in column 'a' is repeated, against the rule of the schema: "
+            "unique");
+}
+
+TEST_F(SchemaData, AnInfinityIsTextUnlessTheSchemaSaysNumber) {
+  EXPECT_GT(Variable("1\nINF\n", R"("title": "no type")").GetType(), 0);
+  EXPECT_GT(Variable("1\n-INF\n", R"("type": "any")").GetType(), 0);
+}
+
+TEST_F(SchemaData, LabelsMissingValuesAndLimitsMayBeInfinite) {
+  const ORVX_Variable variable =
+      Variable("1\nINF\n", R"("type": "number", "categories": [{"value": "INF", "label": "all"}],
+                              "missing": ["-INF"], "missingValues": [],
+                              "constraints": {"enum": [1, "INF"], "maximum": "INF"})");
+  EXPECT_EQ(variable.GetValueLabels(), (ValueLabels{{kInfinity, "all"}}));
+  EXPECT_EQ(variable.GetMissingValues().values, std::vector<DataValue>{-kInfinity});
+  EXPECT_EQ(
+      ErrorInColumn("INF\n", R"("type": "number", "constraints": {"exclusiveMaximum": "inf"})"),
+      "data.csv:2:1: 'INF' in column 'a' breaks the rule of the schema: exclusiveMaximum "
+      "INF");
 }
 
 TEST_F(SchemaData, TextsOfAnotherTypeAreRejected) {
