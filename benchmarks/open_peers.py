@@ -1,43 +1,121 @@
 #!/usr/bin/env python3
-"""Times pandas.read_csv on a file, beside the figures that open_bench prints.
+"""Opens one file of delimited text with this library, pandas and DuckDB, one after the other, and prints a table.
 
-    OPEN_BENCH_FILE=numbers.csv build/bench/benchmarks/open_bench --benchmark_filter=1000000
-    benchmarks/open_peers.py numbers.csv
+    open_peers.py BUILD
 
-Prints MB per second by the clock and per second of processor time, the best of five readings, and by how much
-the resident memory grew at most. Debian: python3-pandas.
+BUILD is the folder of a build with benchmarks, such as build/bench. The file has 1,000,000 records and 20 columns.
+pandas is Debian's python3-pandas. DuckDB comes from npm, to BUILD/peers; Node.js runs it. A peer that is not there is
+left out. Each figure is the best of several readings; memory is by how much the resident memory grew.
 """
 
+import json
 import os
+import pathlib
 import resource
+import shutil
+import subprocess
 import sys
+import tempfile
 import time
+
+READINGS = 5
+SIZE = "OpenNumbersAndStrings/1000000/20"
+DUCKDB_PEER = """
+import { DuckDBInstance } from '@duckdb/node-api';
+const [file, readings] = process.argv.slice(2);
+const connection = await (await DuckDBInstance.create(':memory:')).connect();
+const memory = () => process.resourceUsage().maxRSS * 1024;
+const result = { clock: Infinity, processor: Infinity };
+for (let i = 0; i < Number(readings); ++i) {
+  await connection.run('DROP TABLE IF EXISTS cases');
+  const before = memory();
+  const clock = process.hrtime.bigint();
+  const used = process.cpuUsage();
+  await connection.run(`CREATE TABLE cases AS SELECT * FROM read_csv('${file}')`);
+  const more = process.cpuUsage(used);
+  result.clock = Math.min(result.clock, Number(process.hrtime.bigint() - clock) / 1e9);
+  result.processor = Math.min(result.processor, (more.user + more.system) / 1e6);
+  result.memory ??= memory() - before;
+}
+const count = async (sql) => Number((await connection.runAndReadAll(sql)).getRows()[0][0]);
+result.rows = await count('SELECT count(*) FROM cases');
+result.columns = await count("SELECT count(*) FROM pragma_table_info('cases')");
+result.name = 'DuckDB ' + (await connection.runAndReadAll('SELECT version()')).getRows()[0][0];
+console.log(JSON.stringify(result));
+"""
+
+
+def ours(build, file):
+    with tempfile.NamedTemporaryFile(suffix=".json") as out:
+        subprocess.run([build / "benchmarks" / "open_bench", f"--benchmark_filter={SIZE}/",
+                        f"--benchmark_out={out.name}", "--benchmark_out_format=json"],
+                       check=True, stdout=subprocess.DEVNULL, env={**os.environ, "OPEN_BENCH_FILE": str(file)})
+        [result] = json.loads(pathlib.Path(out.name).read_text())["benchmarks"]
+    if result.get("error_occurred"):
+        sys.exit(f"open_bench: {result['error_message']}")
+    return {"name": "this library", "clock": result["MB"] / result["MB_per_s"],
+            "processor": result["MB"] / result["MB_per_cpu_s"], "memory": result["peak_MB"] * 1e6}
 
 
 def peak():
     return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
 
 
-def main(path):
+def pandas(file):
+    """Reads with pandas. Called in a process of its own."""
     try:
         import pandas
     except ImportError:
         sys.exit("open_peers.py: pandas is not installed")
-    megabytes = os.path.getsize(path) / 1e6
-    before, grown = peak(), 0
-    best = best_cpu = float("inf")
-    for _ in range(5):
-        clock, cpu = time.perf_counter(), time.process_time()
-        frame = pandas.read_csv(path, engine="c")
-        best = min(best, time.perf_counter() - clock)
-        best_cpu = min(best_cpu, time.process_time() - cpu)
-        grown = grown or peak() - before
-        rows, columns = frame.shape
+    result = {"name": f"pandas {pandas.__version__}", "clock": float("inf"), "processor": float("inf")}
+    before = peak()
+    for _ in range(READINGS):
+        clock, processor = time.perf_counter(), time.process_time()
+        frame = pandas.read_csv(file, engine="c")
+        result["clock"] = min(result["clock"], time.perf_counter() - clock)
+        result["processor"] = min(result["processor"], time.process_time() - processor)
+        result.setdefault("memory", peak() - before)
+        result["rows"], result["columns"] = frame.shape
         del frame
-    print(f"pandas {pandas.__version__}: {rows} rows, {columns} columns, {megabytes:.0f} MB")
-    print(f"MB_per_s={megabytes / best:.0f} MB_per_cpu_s={megabytes / best_cpu:.0f} memory_MB={grown / 1e6:.0f}")
+    print(json.dumps(result))
 
 
-if len(sys.argv) != 2:
+def output(*command):
+    """The JSON that a peer prints, or None if the peer is not there; it then says why."""
+    done = subprocess.run(command, stdout=subprocess.PIPE)
+    return json.loads(done.stdout) if done.returncode == 0 else None
+
+
+def duckdb(build, file):
+    folder = (build / "peers").resolve()
+    if not shutil.which("npm") or not shutil.which("node"):
+        print("open_peers.py: Node.js is not installed", file=sys.stderr)
+        return None
+    folder.mkdir(exist_ok=True)
+    if not (folder / "node_modules").exists():
+        subprocess.run(["npm", "install", "--silent", "--prefix", folder, "@duckdb/node-api"])
+    script = folder / "duckdb_peer.mjs"
+    script.write_text(DUCKDB_PEER)
+    return output("node", script, file, str(READINGS))
+
+
+def main(build):
+    with tempfile.TemporaryDirectory() as folder:
+        file = pathlib.Path(folder) / "numbers.csv"
+        results = [ours(build, file)]
+        megabytes = file.stat().st_size / 1e6
+        results += [output(sys.executable, __file__, "--pandas", file), duckdb(build, file)]
+    print(f"{megabytes:.0f} MB           MB per second   per processor second   memory in MB")
+    for result in filter(None, results):
+        if (result.get("rows", 1000000), result.get("columns", 20)) != (1000000, 20):
+            sys.exit(f"{result['name']} read {result['rows']} rows and {result['columns']} columns")
+        print(f"{result['name']:16}{megabytes / result['clock']:16.0f}{megabytes / result['processor']:23.0f}"
+              f"{result['memory'] / 1e6:15.0f}")
+
+
+if len(sys.argv) == 3 and sys.argv[1] == "--pandas":
+    pandas(sys.argv[2])
+elif len(sys.argv) == 2:
+    main(pathlib.Path(sys.argv[1]))
+else:
     sys.exit(__doc__)
-main(sys.argv[1])
