@@ -26,7 +26,7 @@ CaseReader::CaseReader(const ORVX_DataSource& source, Progress progress)
       area_(static_cast<std::size_t>(projector_.GetToAreaSize())),
       rows_(source.MakeIterator(row_.data())),
       progress_(std::move(progress)),
-      total_(static_cast<std::uint64_t>(std::max(source.RowCount(), 0LL))) {
+      total_(static_cast<std::uint64_t>(std::max(source.RowCount(), 0LL)) * RowBytes()) {
   for (int position = 0; position < source.ColumnCount(); ++position) {
     types_.push_back(source.GetVariable(position).GetType());
   }
@@ -36,7 +36,9 @@ CaseReader::~CaseReader() = default;
 
 bool CaseReader::Next() {
   constexpr std::uint64_t kCasesBetweenReports = 1024;
-  if (progress_ && read_ % kCasesBetweenReports == 0 && !progress_(read_, total_)) throw GivenUp();
+  if (progress_ && read_ % kCasesBetweenReports == 0 && !progress_(read_ * RowBytes(), total_)) {
+    throw GivenUp();
+  }
   if (!rows_->Next()) return false;
   ++read_;
   projector_.Project(row_.data(), area_.data());

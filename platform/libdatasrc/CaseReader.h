@@ -30,7 +30,8 @@ class SDM_EXPORT CaseReader {
   // RowLayout().
   //
   // Next calls `progress` before the first case and after every 1,024 cases, and throws GivenUp if
-  // it returns false. It counts cases; the total is 0 if RowCount() is unknown.
+  // it returns false. It counts the bytes of the cases, each as long as a row of the source,
+  // GetObsAreaSize() * sizeof(OBS); the total is 0 if RowCount() is unknown.
   explicit CaseReader(const ORVX_DataSource& source, Progress progress = {});
   CaseReader(const CaseReader&) = delete;
   CaseReader& operator=(const CaseReader&) = delete;
@@ -46,14 +47,16 @@ class SDM_EXPORT CaseReader {
   std::vector<DataValue> Values() const;
 
  private:
+  SDM_HIDDEN std::uint64_t RowBytes() const { return row_.size() * sizeof(OBS); }
+
   const ObsProjector projector_;
   std::vector<int> types_;  // of the variables
   std::vector<OBS> row_;    // with the layout of the source's rows
   std::vector<OBS> area_;   // with the layout of the source's own dictionary
   const std::unique_ptr<ObsIterator> rows_;
   const Progress progress_;
-  const std::uint64_t total_;  // 0: unknown
-  std::uint64_t read_ = 0;
+  const std::uint64_t total_;  // bytes; 0: unknown
+  std::uint64_t read_ = 0;     // cases
 };
 
 #endif  // LIBDATASRC_CASEREADER_H_

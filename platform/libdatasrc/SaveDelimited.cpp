@@ -156,8 +156,10 @@ class Saver {
   }
 
  private:
+  // `total`: of the cases.
   void Report(const Progress& progress, std::uint64_t total) const {
-    if (progress && !progress(cases_, total)) throw GivenUp();
+    const std::uint64_t rowBytes = row_.size() * sizeof(OBS);
+    if (progress && !progress(cases_ * rowBytes, total * rowBytes)) throw GivenUp();
   }
 
   void WriteCase(NewFile& file) {

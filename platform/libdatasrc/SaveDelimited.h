@@ -51,8 +51,9 @@ struct SaveOptions {
 // Throws DataFileError for an error of the file system. The old content is then in place unless the
 // error text begins with "saved" after the path.
 //
-// `progress` counts cases; the total is 0 until the end if RowCount() is unknown. The source is not
-// changed. To save a dataset of the registry, see ServerDataManager/SaveDataset.h.
+// `progress` counts the bytes of the cases, as CaseReader does; the total is 0 until the end if
+// RowCount() is unknown. The source is not changed. To save a dataset of the registry, see
+// ServerDataManager/SaveDataset.h.
 //
 // Threads: any, as a reader of the source.
 SDM_EXPORT void SaveDelimited(const ORVX_DataSource& source, const std::string& path,

@@ -16,6 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsNan;
+using testing::Pair;
 using testing::VariantWith;
 
 class CaseReaderOnAFile : public testing::Test {
@@ -58,23 +59,44 @@ TEST_F(CaseReaderOnAFile, DoesNotUseTheSourceAgain) {
   EXPECT_THAT(cases.Values(), ElementsAre(DataValue(1.5), DataValue(" two  words")));
 }
 
-TEST(CaseReaderWithProgress, CountsCases) {
-  MemoryDataSource source;
-  source.InsertMissingCases(0, 2500);
+// 2,500 cases of a number and a string, 24 bytes in all.
+std::unique_ptr<MemoryDataSource> ManyCases() {
+  auto source = std::make_unique<MemoryDataSource>();
+  source->InsertMissingCases(0, 2500);
+  source->InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "number"),
+                         std::vector<double>(2500, 1.0));
+  source->InsertVariable(1, ORVX_Variable(ORVX_Variable::NextID(), "text", 9),
+                         std::vector<std::string>(2500, "text"));
+  return source;
+}
+
+// The calls of the progress function while all cases are read.
+std::vector<std::pair<std::uint64_t, std::uint64_t>> CallsFor(const ORVX_DataSource& source) {
   std::vector<std::pair<std::uint64_t, std::uint64_t>> calls;
   CaseReader cases(source, [&](std::uint64_t done, std::uint64_t total) {
     calls.emplace_back(done, total);
     return true;
   });
   while (cases.Next()) continue;
-  EXPECT_THAT(calls, ElementsAre(testing::Pair(0, 2500), testing::Pair(1024, 2500),
-                                 testing::Pair(2048, 2500)));
+  return calls;
+}
+
+TEST(CaseReaderWithProgress, CountsTheBytesOfTheSourcesRows) {
+  const auto source = ManyCases();
+  EXPECT_THAT(CallsFor(*source),
+              ElementsAre(Pair(0, 60000), Pair(24576, 60000), Pair(49152, 60000)));
+}
+
+TEST(CaseReaderWithProgress, DoesNotKnowTheTotalWithoutTheNumberOfCases) {
+  const auto source = ManyCases();
+  PassedOn edited(source.get());
+  edited.DeleteVariables(0, 0);  // the rows that it passes on have both values
+  EXPECT_THAT(CallsFor(edited), ElementsAre(Pair(0, 0), Pair(24576, 0), Pair(49152, 0)));
 }
 
 TEST(CaseReaderWithProgress, GivesUpOnRequest) {
-  MemoryDataSource source;
-  source.InsertMissingCases(0, 2500);
-  CaseReader cases(source, [](std::uint64_t done, std::uint64_t) { return done < 1024; });
+  const auto source = ManyCases();
+  CaseReader cases(*source, [](std::uint64_t done, std::uint64_t) { return done < 24576; });
   for (int i = 0; i < 1024; ++i) EXPECT_TRUE(cases.Next());
   EXPECT_THROW(cases.Next(), GivenUp);
 }

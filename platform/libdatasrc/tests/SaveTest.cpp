@@ -23,6 +23,9 @@
 
 namespace {
 
+using testing::ElementsAre;
+using testing::Pair;
+
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 ORVX_Variable Variable(const std::string& name, int type = 0) {
@@ -388,17 +391,25 @@ TEST(SaveDelimited, ReplacesASymbolicLink) {
 
 // --- Progress ---
 
-TEST(SaveDelimited, ReportsTheCasesWritten) {
+TEST(SaveDelimited, ReportsTheBytesOfTheCasesWritten) {
   const Folder folder;
   MemoryDataSource source;
   source.InsertVariable(0, Variable("a"), std::vector<double>(10000, 1.0));
-  std::vector<std::uint64_t> reports;
-  SaveDelimited(source, folder.Path("a.csv"), {}, [&](std::uint64_t done, std::uint64_t total) {
-    EXPECT_EQ(total, 10000U);
-    reports.push_back(done);
-    return true;
-  });
-  EXPECT_EQ(reports, (std::vector<std::uint64_t>{0, 4096, 8192, 10000}));
+  source.InsertVariable(1, Variable("b", 9), std::vector<std::string>(10000, "b"));
+  const auto reports = [&](const ORVX_DataSource& saved) {
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> calls;
+    SaveDelimited(saved, folder.Path("a.csv"), {}, [&](std::uint64_t done, std::uint64_t total) {
+      calls.emplace_back(done, total);
+      return true;
+    });
+    return calls;
+  };
+  EXPECT_THAT(reports(source), ElementsAre(Pair(0, 240000), Pair(98304, 240000),
+                                           Pair(196608, 240000), Pair(240000, 240000)));
+  FilteredDataSource selected(&source, source.GetVariable(0).GetID());
+  selected.DeleteVariables(0, 0);
+  EXPECT_THAT(reports(selected),
+              ElementsAre(Pair(0, 0), Pair(65536, 0), Pair(131072, 0), Pair(160000, 160000)));
 }
 
 TEST(SaveDelimited, RefusesTheSchemaOfAnotherDataFile) {
@@ -419,7 +430,7 @@ TEST(SaveDelimited, LeavesOnlyTheOldFileWhenItIsGivenUp) {
   const std::string path = folder.Write("a.csv", kOldData);
   MemoryDataSource source;
   source.InsertVariable(0, Variable("a"), std::vector<double>(10000, 1.0));
-  for (const std::uint64_t last : {0U, 4096U, 10000U}) {
+  for (const std::uint64_t last : {0U, 8 * 4096U, 8 * 10000U}) {
     EXPECT_THROW(SaveDelimited(source, path, {},
                                [&](std::uint64_t done, std::uint64_t) { return done < last; }),
                  GivenUp);
