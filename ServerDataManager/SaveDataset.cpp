@@ -9,19 +9,34 @@
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 using namespace sdm_internal;
 
 namespace {
+
+// Whether both paths name the same entry of the same folder. Saving replaces the entry, so a link
+// to the same file is another file.
+bool AreSpellingsOfOneFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+  const auto folderOf = [](const std::filesystem::path& path) {
+    return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+  };
+  std::error_code ignored;
+  return a.has_filename() && a.filename() == b.filename() &&
+         std::filesystem::equivalent(folderOf(a), folderOf(b), ignored);
+}
 
 void RefuseFileOfAnother(const SvrDMWriteableDataSource& writer, const std::string& path) {
   const ServerDataManager* const registry = writer.GetServerDataManager();
   if (registry == nullptr) return;
   for (const SvrDMDataset& dataset : registry->GetAllDatasets()) {
     if (dataset.GetDataSetID() == writer.GetDataSetID()) continue;
-    if (_ORVXMBstricmp_A(dataset.GetFileName().c_str(), path.c_str()) != 0) continue;
-    throw DataFileError(path, "cannot be saved: it is the file of another dataset");
+    const std::string file = dataset.GetFileName();
+    if (_ORVXMBstricmp_A(file.c_str(), path.c_str()) == 0 || AreSpellingsOfOneFile(file, path)) {
+      throw DataFileError(path, "cannot be saved: it is the file of another dataset");
+    }
   }
 }
 

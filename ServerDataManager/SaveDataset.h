@@ -26,9 +26,9 @@ class SvrDMWriteableDataSource;
 // ServerDataManager::SavFileExternallyChanged.
 //
 // Throws std::invalid_argument if the dataset has no data source, and DataFileError if `path` is
-// the file name of another dataset; names are compared as text, ignoring case. Exceptions of the
-// pass and of SaveDelimited propagate. In all these cases the dataset still belongs to its old
-// file, and its dirty flag is not cleared. If memory runs out after the file was written,
+// the file name of another dataset, ignoring case, or another spelling of the same path. Exceptions
+// of the pass and of SaveDelimited propagate. In all these cases the dataset still belongs to its
+// old file, and its dirty flag is not cleared. If memory runs out after the file was written,
 // std::bad_alloc propagates: the file is saved, but the dataset is still dirty.
 //
 // Threads: the thread that holds the writer. Takes the registry lock.

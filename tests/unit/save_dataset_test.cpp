@@ -234,6 +234,21 @@ TEST(SaveDataset, RefusesTheFileOfAnotherDatasetIgnoringCase) {
   EXPECT_EQ(dataset.Item()->FileName(), "");
 }
 
+TEST(SaveDataset, RefusesTheFileOfAnotherDatasetHoweverItsPathIsSpelled) {
+  const TemporaryFolder folder;
+  Dataset dataset(Ages());
+  dataset.Registry().Add(Ages(), folder.Path("ages.csv"), /*quiet=*/false);
+  std::filesystem::create_directory(folder.Path("other"));
+  std::filesystem::create_directory_symlink(folder.Path(""), folder.Path("link"));
+  dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    for (const char* const spelling : {"./ages.csv", "other/../ages.csv", "link/ages.csv"}) {
+      EXPECT_THROW(SaveDataset(writer, folder.Path(spelling)), DataFileError) << spelling;
+    }
+    EXPECT_NO_THROW(SaveDataset(writer, folder.Path("other/ages.csv")));
+  });
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("ages.csv")));
+}
+
 TEST(SaveDataset, LeavesADirtyDatasetWithItsOldFileIfItFails) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("ages.csv");
