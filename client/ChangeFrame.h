@@ -24,7 +24,7 @@
 #include <string_view>
 #include <vector>
 
-// The command number of frames in a PackageProxy; error reports have 1000.
+// The command number of frames in a PackageProxy. Error reports have the number 1000.
 inline constexpr int kChangeFrameCommand = 1001;
 
 // A plain value. Its encoded form, after the signature and the version that every serialised object

@@ -25,9 +25,10 @@ using OwnedMessages = std::vector<std::unique_ptr<DataSetMsg>>;
 SDM_EXPORT OwnedMessages DictionaryMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                             unsigned int caseSequence);
 
-// Only the messages of the properties: one for each property, even with its default value, in the
-// order of a notification pass. A missing label is encoded as an empty label, and an absent
-// extension as an empty extension, because clients do not distinguish them.
+// Only the messages of the properties that DigestOf includes: one for each property, and two for
+// the multiple-response sets, in the order of a notification pass. Properties with their default
+// values are included. A missing label is encoded as an empty label, and an absent extension as an
+// empty extension, because clients do not distinguish them.
 SDM_EXPORT OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                           unsigned int caseSequence);
 

@@ -169,7 +169,8 @@ void DictionaryMirror::Pass::Uses::SetIn(ORVX_DataSource& dictionary) const {
   SplitBy(dictionary, split, splitSeparate_);
 }
 
-// Ends the process if an undo operation throws, as destructors do.
+// Like every destructor, ends the process if an exception leaves it: here, if an undo operation
+// throws.
 DictionaryMirror::Pass::~Pass() {
   if (committed_) return;
   std::for_each(undoLog_.rbegin(), undoLog_.rend(), [](const auto& undo) { undo(); });
@@ -232,8 +233,8 @@ void DictionaryMirror::Pass::Visit(const InsertVarsMsg& message) {
   }
 }
 
-// Returns how many of the `variables`, from index `start` on, have consecutive positions in the
-// dictionary, from position `first` on.
+// Returns how many of the `variables`, from index `start` on, are in the dictionary in the same
+// order without a gap, from position `first` on.
 int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable>& variables,
                                       std::size_t start) const {
   int length = 0;
@@ -245,7 +246,7 @@ int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable
   return length;
 }
 
-// Deletes adjacent variables with one edit, so replacing the whole list is one edit.
+// Deletes adjacent variables with one edit, so deleting the whole list is one edit.
 void DictionaryMirror::Pass::Visit(const DeleteVarsMsg& message) {
   const std::vector<ORVX_Variable>& variables = message.GetVariables();
   for (std::size_t i = 0; i < variables.size();) {
@@ -334,7 +335,7 @@ void DictionaryMirror::Pass::Visit(const TrendsInfoMsg& message) {
           });
 }
 
-// Multiple-response sets come in two messages with the same text.
+// The multiple-response sets are sent in two messages with the same text.
 void DictionaryMirror::Pass::Visit(const ExtensionsMsg& message) {
   const ORVX_ExtensionImpl& block = *message.GetExtension();
   switch (block.GetType()) {

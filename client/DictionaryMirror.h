@@ -65,11 +65,11 @@ class SDM_EXPORT DictionaryMirror {
   // it); deletes or moves a variable twice; has a position or target outside the list; or has
   // invalid text of sets or attributes.
   //
-  // If it throws std::bad_alloc, the mirror is unchanged. If memory is too short even to undo the
-  // changes, the process ends.
+  // If Apply throws std::bad_alloc, the mirror is unchanged. If there is not even enough memory to
+  // undo the changes, the process ends.
   //
-  // Calls `check`, unless it is empty, at the end. If `check` throws, the exception propagates and
-  // the mirror is unchanged.
+  // Calls `check`, unless it is empty, after the last message. If `check` throws, the exception
+  // propagates and the mirror is unchanged.
   void Apply(const std::vector<DataSetMsg*>& pass, const Check& check = {});
   // Applies the messages of a ChangeFrame in the same way.
   void Apply(std::span<const std::unique_ptr<DataSetMsg>> pass, const Check& check = {});

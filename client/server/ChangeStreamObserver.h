@@ -46,8 +46,8 @@ class SvrDMInputDataSource;
 // then, passes still compare the dictionary for it.
 //
 // Threads: OnDataSetChanged runs on the thread of the pass; all other operations may run on any
-// thread, but not inside a pass of the dataset. One thread at a time uses the proxy. Unregister the
-// observer before it is destroyed.
+// thread, but not inside a pass of the dataset. The stream uses the proxy on one thread at a time.
+// Unregister the observer before it is destroyed.
 class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
  public:
   // Borrows `proxy` for its lifetime. Frames are sent with kChangeFrameCommand. A proxy that waits

@@ -18,7 +18,7 @@ class SDM_EXPORT PackageProxy {
   virtual short SendMessage(int command, VSerializable* message) = 0;
 
  protected:
-  // Not virtual: SendMessage is the first slot.
+  // Not virtual, so that SendMessage is the first slot of the virtual table.
   ~PackageProxy() = default;
 };
 

@@ -71,9 +71,9 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
   // Names and texts are quoted but not escaped; line feeds stay. Some messages have only
   // identifiers or positions of variables. The names of these variables are looked up in `before`,
   // the dictionary before the message, which is borrowed for the call; for example, the dictionary
-  // of a DictionaryMirror. If `before` is null or has no such variable, the text has the identifier
-  // instead, and omits how a variable was modified. For a message of kind Other, returns the
-  // signature.
+  // of a DictionaryMirror. If `before` is null or has no such variable, the text has only the
+  // identifier or position, and omits how a variable was modified. For a message of kind Other,
+  // returns the signature.
   std::string ToString(const ORVX_DataSource* before = nullptr) const;
 
  protected:

@@ -38,8 +38,8 @@ std::string Joined(const List& list, Text text, const char* separator = ", ") {
 // For example "1 case" or "944 cases".
 SDM_EXPORT std::string Counted(long long number, const char* noun);
 
-// The shortest decimal text that parses back to this number, without an exponent from 0.0001 up to
-// 10^15; "NaN" for a missing number.
+// The shortest decimal text that parses back to this number; "NaN" for a missing number. Has no
+// exponent for 0, and for magnitudes from 0.0001 to below 10^15.
 SDM_EXPORT std::string Number(double number);
 // The number, or the string in quotes.
 SDM_EXPORT std::string Value(const DataValue& value);
@@ -68,11 +68,11 @@ struct Difference {
 SDM_EXPORT std::vector<Difference> Differences(const ORVX_Variable& before,
                                                const ORVX_Variable& after);
 
-// The functions below look up names in `dictionary`, which is borrowed; if it is null, they write
+// In the functions below, `dictionary` is borrowed for the call. If it is null, they write
 // identifiers instead of names.
 
-// For example "popul", with the quotation marks; the identifier if the dictionary has no such
-// variable.
+// For example "popul", with the quotation marks. For an identifier that the dictionary does not
+// have: 1:7 (no such variable). For the null identifier: none.
 SDM_EXPORT std::string Name(const ORVX_DataSource* dictionary, LocallyUniqueID id);
 SDM_EXPORT std::string Names(const ORVX_DataSource* dictionary,
                              const std::vector<LocallyUniqueID>& ids);
@@ -92,7 +92,8 @@ SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
 // For example: "news" (3 variables), "issues" (1 variable)
 SDM_EXPORT std::string SetSizes(const std::vector<VariableSet>& sets);
 
-// Short printable text in quotes; otherwise the number of bytes, such as "944 bytes".
+// Text without control characters in quotes, if it has at most 60 bytes; otherwise the number of
+// bytes, such as "944 bytes".
 SDM_EXPORT std::string Bytes(std::string_view bytes);
 
 }  // namespace DictionaryText

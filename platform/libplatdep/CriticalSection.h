@@ -14,7 +14,7 @@
 #include <mutex>
 
 // One thread at a time holds the section, until all Lock objects of that thread are destroyed. No
-// thread may hold the section when it is destroyed.
+// thread may hold the section when the section is destroyed.
 //
 // Threads: any.
 class SDM_EXPORT SDM_CAPABILITY("mutex") CriticalSection {

@@ -29,9 +29,9 @@ class SDM_EXPORT ExtNameStr {
   // EINVAL for any other file that is not regular, for a mode other than "r", and for a name with a
   // zero byte; otherwise it comes from the system.
   //
-  // With `shareFlag` kDenyWrite, tries to read-lock the whole file until it is closed, without
-  // waiting (an advisory open-file-description lock). The file is opened even if the lock is
-  // refused or not supported. Any other flag takes no lock.
+  // With `shareFlag` kDenyWrite, tries once to read-lock the whole file until it is closed (an
+  // advisory open-file-description lock). The file is opened even if the lock is refused or not
+  // supported. Any other flag takes no lock.
   std::FILE* fsopen(const char* mode, int shareFlag) const;
 
  private:

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
 [[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
 }  // namespace
 
-// Counts the read first, which is fastest, and undoes this if the thread has to wait.
+// Counts the read first, which is fastest, and subtracts it again if the thread has to wait.
 void sfMutexRW::readLock() {
   mine = {this, mine.first == this ? mine.second + 1 : 1};
   if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) == 0) return;
@@ -77,8 +77,8 @@ void sfMutexRW::unlock() noexcept {
   }
 }
 
-// Called under mutex_. Releases one read or the write. After the write or the last read, admits the
-// next waiters.
+// Called under mutex_. Releases one read or the write. After the last read, admits the next writer;
+// after the write, all waiting readers, or the next writer if no reader waits.
 void sfMutexRW::Release(unsigned held) {
   if ((state_ -= held) != kAwaited && held == kRead) return;
   if (held == kWriting && waitingReaders_ > 0) {

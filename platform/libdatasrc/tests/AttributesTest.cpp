@@ -142,7 +142,7 @@ TEST(AttributesOfASource, AreCopiedWithTheDictionaryAndThenIndependent) {
   EXPECT_EQ(copy.GetAttributes(), Attributes({{"a", {"1"}}}));
 }
 
-TEST(DashboardInfo, IsOnlyTheAttributesUnderItsPrefix) {
+TEST(DashboardInfo, ClearingRemovesOnlyTheAttributesUnderItsPrefix) {
   DataFreeDataSource source;
   const DatasourceAttributes others =
       Attributes({{"dashboard", {"1"}}, {"Dashboard.x", {"2"}}, {"my.dashboard.x", {"3"}}});
@@ -156,7 +156,7 @@ TEST(DashboardInfo, IsOnlyTheAttributesUnderItsPrefix) {
   EXPECT_EQ(source.GetAttributes(), others);
 }
 
-TEST(DashboardInfo, ClearingReturnsWhetherThereWasAny) {
+TEST(DashboardInfo, ClearingReturnsWhetherItRemovedAttributes) {
   DataFreeDataSource source;
   source.SetAttributes(Attributes({{"dashboard.layout", {"wide"}}}));
   EXPECT_TRUE(ClearDashboardInfo(source));

@@ -41,7 +41,7 @@ TEST_F(BadDataFile, MissingFileIsReported) {
             "none.csv: cannot be opened: No such file or directory");
 }
 
-TEST_F(BadDataFile, EmptyFileNameIsReportedAsMissing) {
+TEST_F(BadDataFile, AFileNameThatIsEmptyOrHasAZeroByteIsRejected) {
   EXPECT_THROW(SystemFileDataSource::Open(""), DataFileError);
   EXPECT_THROW(SystemFileDataSource::Open(std::string("a\0b", 3)), DataFileError);
 }
@@ -150,7 +150,7 @@ TEST_F(BadDataFile, TheFirstOfSeveralErrorsIsReported) {
   EXPECT_THAT(ErrorIn("a,b\n1,\xFFx\"\n"), StartsWith("data.csv:2:3: not UTF-8"));
 }
 
-TEST_F(BadDataFile, ErrorsAfterManyChunksHaveTheirLine) {
+TEST_F(BadDataFile, ErrorsAfterManyBlocksHaveTheirLine) {
   std::string text = "a,b\n";
   for (int i = 0; i < 100000; ++i) text += "1234567,\"x\"\n";
   text += "1,2,3\n";
@@ -165,7 +165,7 @@ TEST_F(BadDataFile, AGibibyteOfZeroesIsRejectedAtItsFirstByte) {
   EXPECT_EQ(ErrorOf(path), "data.csv:1:1: zero byte");
 }
 
-TEST_F(BadDataFile, AnEndlessRecordIsRejectedAtTheLimit) {
+TEST_F(BadDataFile, ARecordLongerThanTheLimitIsRejected) {
   const std::string endless(SystemFileDataSource::kMaxRecordBytes + 1, 'a');
 
   EXPECT_EQ(ErrorIn(endless), "data.csv:1:1: record longer than 16777216 bytes");
@@ -181,7 +181,7 @@ TEST_F(BadDataFile, AFieldOfTheWrongTypeIsReported) {
             "data.csv:3:3: '2.5' in column 'b' is not a whole number");
 }
 
-TEST_F(BadDataFile, ALongFieldIsShortenedToOneLine) {
+TEST_F(BadDataFile, ErrorTextsShortenALongFieldToOneLine) {
   const std::string text = "a\n\"x\ny" + std::string(100, 'z') + "\"\n";
 
   EXPECT_EQ(ErrorInSchema(R"({"fields": [{"name": "a", "type": "number"}]})", text),
@@ -199,7 +199,7 @@ TEST_F(BadDataFile, AnInvalidJsonSchemaIsReportedWithThePosition) {
             "data.schema.json:2:2: 'fields' is a duplicate key");
 }
 
-TEST_F(BadDataFile, AnEndlesslyNestedSchemaIsRejected) {
+TEST_F(BadDataFile, ATooDeeplyNestedSchemaIsRejected) {
   EXPECT_EQ(ErrorInSchema("{\"fields\":" + std::string(100000, '[')),
             "data.schema.json:1:74: nested too deeply");
 }

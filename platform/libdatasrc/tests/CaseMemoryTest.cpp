@@ -49,7 +49,7 @@ TEST(CaseMemory, SettingAValueOfAnUnsharedColumnAllocatesNothing) {
   EXPECT_EQ(AllocationsOf([&] { source->SetValue(5, 10, text); }), 0);
 }
 
-TEST(CaseMemory, SettingAValueCopiesOnlyItsColumnOnceWhileAnIteratorSharesIt) {
+TEST(CaseMemory, SettingValuesCopiesASharedColumnOnceAndNoOtherColumn) {
   const auto source = Filled();
   std::vector<OBS> area(static_cast<std::size_t>(source->GetObsAreaSize()));
   const std::unique_ptr<ObsIterator> rows(source->MakeIterator(area.data()));
@@ -62,7 +62,7 @@ TEST(CaseMemory, SettingAValueCopiesOnlyItsColumnOnceWhileAnIteratorSharesIt) {
   EXPECT_LT(second, kColumnBytes + 1000);
 }
 
-TEST(CaseMemory, AColumnThatNobodySharesAnyMoreIsNotCopied) {
+TEST(CaseMemory, AColumnThatIsNoLongerSharedIsNotCopied) {
   const auto source = Filled();
   MemoryDataSource::CopyOf(*source);
   EXPECT_EQ(AllocationsOf([&] { source->SetValue(5, 3, 1.0); }), 0);
@@ -94,7 +94,7 @@ TEST(CaseMemory, SettingAWholeColumnDoesNotCopyItsOldValues) {
   EXPECT_LT(BytesOf([&] { source->SetColumn(3, std::move(values)); }), 1000U);
 }
 
-TEST(CaseMemory, AppendingManyCasesTakesMemoryInProportion) {
+TEST(CaseMemory, AppendingCasesTakesMemoryInProportionToTheirNumber) {
   const auto source = Filled(0);
   const std::vector<DataValue> values = [] {
     std::vector<DataValue> row(10, 1.0);
@@ -109,7 +109,7 @@ TEST(CaseMemory, AppendingManyCasesTakesMemoryInProportion) {
   EXPECT_LT(bytes, 4 * 12 * kColumnBytes + kRows * 11 * sizeof(void*));
 }
 
-TEST(CaseMemory, SettingAStringOverAndOverKeepsThePoolSmall) {
+TEST(CaseMemory, SettingStringsRepeatedlyKeepsThePoolSmall) {
   const auto source = Filled(10);
   support::heap.largest = 0;
   for (std::size_t i = 0; i < 10000; ++i) {

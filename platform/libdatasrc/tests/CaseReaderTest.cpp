@@ -1,4 +1,4 @@
-// Cases as values.
+// Tests of CaseReader: reading cases as values.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ using testing::VariantWith;
 
 class CaseReaderOnAFile : public testing::Test {
  protected:
-  // Number n, and string s.
+  // The variables are the number n and the string s.
   const Folder folder;
   std::unique_ptr<SystemFileDataSource> file =
       SystemFileDataSource::Open(folder.Write("data.csv", "n,s\n1.5,\" two  words\"\n,\n"));
@@ -49,7 +49,7 @@ TEST_F(CaseReaderOnAFile, ConvertsRowsToTheSourcesOwnDictionary) {
   EXPECT_THAT(cases.Values(), ElementsAre(VariantWith<double>(IsNan()), DataValue(" two")));
 }
 
-TEST_F(CaseReaderOnAFile, DoesNotUseTheSourceAgain) {
+TEST_F(CaseReaderOnAFile, DoesNotUseTheSourceAfterConstruction) {
   CaseReader cases(*file);
 
   file->DeleteVariables(0, 0);
@@ -59,7 +59,7 @@ TEST_F(CaseReaderOnAFile, DoesNotUseTheSourceAgain) {
   EXPECT_THAT(cases.Values(), ElementsAre(DataValue(1.5), DataValue(" two  words")));
 }
 
-// 2,500 cases of a number and a string, 24 bytes in all.
+// Returns 2,500 cases of a number and a string, 24 bytes each.
 std::unique_ptr<MemoryDataSource> ManyCases() {
   auto source = std::make_unique<MemoryDataSource>();
   source->InsertMissingCases(0, 2500);
@@ -90,25 +90,25 @@ TEST(CaseReaderWithProgress, CountsTheBytesOfTheSourcesRows) {
 TEST(CaseReaderWithProgress, DoesNotKnowTheTotalWithoutTheNumberOfCases) {
   const auto source = ManyCases();
   PassedOn edited(source.get());
-  edited.DeleteVariables(0, 0);  // the rows that it passes on have both values
+  edited.DeleteVariables(0, 0);  // the rows that `edited` passes on still have both values
   EXPECT_THAT(CallsFor(edited), ElementsAre(Pair(0, 0), Pair(24576, 0), Pair(49152, 0)));
 }
 
-TEST(CaseReaderWithProgress, GivesUpOnRequest) {
+TEST(CaseReaderWithProgress, ThrowsGivenUpIfProgressReturnsFalse) {
   const auto source = ManyCases();
   CaseReader cases(*source, [](std::uint64_t done, std::uint64_t) { return done < 24576; });
   for (int i = 0; i < 1024; ++i) EXPECT_TRUE(cases.Next());
   EXPECT_THROW(cases.Next(), GivenUp);
 }
 
-// Passes on rows that are longer than its dictionary.
+// Reports rows that are one cell longer than its row layout.
 class TooLong : public PassedOn {
  public:
   using PassedOn::PassedOn;
   long GetObsAreaSize() const override { return PassedOn::GetObsAreaSize() + 1; }
 };
 
-TEST_F(CaseReaderOnAFile, RejectsRowsOfAnotherLengthThanTheDictionary) {
+TEST_F(CaseReaderOnAFile, RejectsRowsOfAnotherLengthThanTheRowLayout) {
   const TooLong source(file.get());
   EXPECT_THROW(CaseReader{source}, std::invalid_argument);
 }

@@ -86,8 +86,8 @@ TEST(ManyThreads, ReadCasesConcurrently) {
   EXPECT_EQ(rows, std::vector(4, expected));
 }
 
-// Each round makes iterators and copies that share the columns, then changes the columns while
-// other threads read and release them.
+// Each round makes an iterator and a copy that share the columns, then changes the columns while
+// two threads read and destroy the iterator and the copy.
 TEST(ManyThreads, ReadSharedCasesWhileTheSourceIsChanged) {
   constexpr int kRows = 200;
   MemoryDataSource source;

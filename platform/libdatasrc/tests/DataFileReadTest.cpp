@@ -1,5 +1,5 @@
-// The fast reader of data files reads random texts as a plain one does, in blocks of any size, and
-// reports the same errors. Compiled with the internals of the library.
+// For random texts, the reader of data files gives the same values and errors as simple readers,
+// with blocks of any size. Compiled with the internals of the library.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -42,7 +42,7 @@ class Random {
 
 // --- Groups of bytes ---
 
-TEST(ByteGroup, FindsBytesAsAPlainLoopDoes) {
+TEST(ByteGroup, FindsTheSameBytesAsAPlainLoop) {
   Random random(1);
   for (int turn = 0; turn < 2000; ++turn) {
     std::array<char, kGroupBytes> bytes;
@@ -66,7 +66,7 @@ TEST(ByteGroup, FindsBytesAsAPlainLoopDoes) {
 
 // --- Whole files ---
 
-// Splits a right text character by character.
+// Splits a valid text, byte by byte.
 Records PlainRecords(std::string_view text) {
   Records records(1, {""});
   bool inQuotes = false;
@@ -112,7 +112,7 @@ std::string RandomField(Random& random) {
   return std::string(random.OneOf(kFields));
 }
 
-// Mostly one kind of field in each column.
+// Returns a random file. In each column, most fields are equal.
 std::string RandomText(Random& random) {
   const std::size_t columns = 1 + random.Below(4);
   const std::string lineEnd = random.Below(2) == 0 ? "\n" : "\r\n";
@@ -154,7 +154,7 @@ std::string Read(const std::string& path, const BlockSettings& settings) {
   }
 }
 
-// All sizes of blocks, on one thread and on several.
+// Many sizes of blocks, on one thread and on three.
 std::vector<BlockSettings> AllSettings(std::size_t bytes) {
   std::vector<BlockSettings> all;
   for (std::size_t size = 1; size < bytes; size += 1 + size / 7) {
@@ -168,7 +168,7 @@ bool IsMissing(const std::string& field) {
   return field.empty() || field == "NA";
 }
 
-// Finds the type and the values of a column as its documentation says.
+// Checks that a column has the type and the values that its fields should give.
 void ExpectColumn(const DataFile& file, std::size_t index, const std::vector<std::string>& fields) {
   const CaseColumn& column = *file.cases.Find(file.variables[index].GetID());
   const auto isA = [&](auto parse) {
@@ -228,7 +228,7 @@ TEST(DataFileRead, GivesTheFieldsOfRandomTextsInBlocksOfAnySize) {
   }
 }
 
-// Damages a text at random, often after a quote.
+// Inserts one or two random bytes into a text, often after a quote.
 std::string Damaged(std::string text, Random& random) {
   constexpr std::string_view kBytes("\",\r\nx\0\xC3\xFF", 8);
   for (std::size_t i = 1 + random.Below(2); i > 0; --i) {
@@ -240,7 +240,7 @@ std::string Damaged(std::string text, Random& random) {
   return text;
 }
 
-// The first error of a text that is read byte by byte; empty for none.
+// Returns the first error in a text, as the simple reader DelimitedText reports it; empty for none.
 std::string FirstError(const std::string& path, std::string_view text) {
   try {
     const bool hasMark = text.starts_with("\xEF\xBB\xBF");
@@ -294,7 +294,7 @@ std::string RandomNumber(Random& random) {
   return text;
 }
 
-// The only field of a file with one column, read as a number.
+// Reads the only field of a file whose only column has the type number; null if it is no number.
 std::optional<double> ReadField(const std::string& field) {
   RecordBlock block;
   const std::string text = field + "\n";
@@ -314,7 +314,7 @@ std::optional<double> ReadField(const std::string& field) {
   return part.numbers.at(0);
 }
 
-TEST(DataFileRead, NumbersHaveTheBitsOfTheStandardConversion) {
+TEST(DataFileRead, NumbersHaveTheSameBitsAsFromParseNumber) {
   Random random(1);
   int numbers = 0;
   for (int turn = 0; turn < 100000; ++turn) {

@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// Returns the variable whose name is the letter; each letter has its own identifier.
+// Returns a variable named by the letter; each letter has its own identifier.
 ORVX_Variable Letter(char letter) {
   return ORVX_Variable(LocallyUniqueID(1, static_cast<unsigned>(letter)), std::string(1, letter));
 }
@@ -492,13 +492,13 @@ TEST_F(DataSource, CopyingTheDictionaryOfNullOrItselfChangesNothing) {
   EXPECT_EQ(source.GetWeightVariableID(), ID('A'));
 }
 
-// Passes on the rows of another source; has no rows if that source is null.
+// Has the row layout of another source; no row layout if that source is null.
 class RowsOfAnother : public ORVX_DataSource {
  public:
   explicit RowsOfAnother(const ORVX_DataSource* other) { SetRowLayout(other); }
 };
 
-TEST_F(DataSource, RowLayoutIsItsOwnDictionary) {
+TEST_F(DataSource, RowLayoutIsItsOwnDictionaryByDefault) {
   DataFreeDataSource above(&source);
   above.CopyDictionary(&source);
 
@@ -537,7 +537,7 @@ std::size_t Slot(Operation operation) {
   return (std::bit_cast<Pointer>(operation).offset - 1) / sizeof(void*);
 }
 
-TEST(DataSourceBinary, OperationsAreInTheirSlots) {
+TEST(DataSourceBinary, VirtualFunctionsKeepTheirSlots) {
   EXPECT_EQ(Slot(&ORVX_DataSource::GetNSplitVars), 2U);
   EXPECT_EQ(Slot(&ORVX_DataSource::GetSplitVarIndex), 3U);
   EXPECT_EQ(Slot(&ORVX_DataSource::GetSplitVarID), 4U);

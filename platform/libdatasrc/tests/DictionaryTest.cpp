@@ -22,7 +22,7 @@ ORVX_Variable Variable(LocallyUniqueID id) {
   return ORVX_Variable(id, std::to_string(id.Serial()));
 }
 
-// A dictionary and its expected content, edited in parallel.
+// A dictionary and its expected content, which get the same edits.
 struct Pair {
   std::unique_ptr<ORVX_DataSource> source = std::make_unique<DataFreeDataSource>();
   Model model;

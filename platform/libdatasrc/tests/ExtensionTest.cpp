@@ -134,7 +134,7 @@ TEST(ExtensionOfASource, ReleasesAReplacedBlock) {
   EXPECT_EQ(block->ReferenceCount(), 1U);
 }
 
-TEST(ExtensionOfASource, HasOneExtensionPerType) {
+TEST(ExtensionOfASource, IsStoredSeparatelyForEachType) {
   DataFreeDataSource source;
   source.SetExtension(MakeExtension(7, "seven"));
   source.SetExtension(MakeExtension(19, "nineteen"));

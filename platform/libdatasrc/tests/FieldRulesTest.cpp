@@ -23,7 +23,7 @@ FieldRules Of(Type type) {
   return rules;
 }
 
-TEST(FieldRules, EachTypeReadsItsTexts) {
+TEST(FieldRules, EachTypeParsesItsTexts) {
   EXPECT_EQ(Of(Type::Number).Parse(" -1.5e2 "), -150);
   EXPECT_EQ(Of(Type::Integer).Parse("15"), 15);
   EXPECT_EQ(Of(Type::Date).Parse("1970-01-02"), 86400);
@@ -73,7 +73,7 @@ TEST(FieldRules, TextsOfOtherTypesAreRejected) {
   EXPECT_FALSE(Of(Type::String).Parse("1"));
 }
 
-TEST(FieldRules, TruthValuesAreThoseOfTheField) {
+TEST(FieldRules, TruthValuesOfTheFieldReplaceTheDefaults) {
   FieldRules rules = Of(Type::Boolean);
   for (const char* const text : {"true", "True", "TRUE", "1"}) EXPECT_EQ(rules.Parse(text), 1);
   for (const char* const text : {"false", "False", "FALSE", "0"}) EXPECT_EQ(rules.Parse(text), 0);
@@ -88,7 +88,7 @@ TEST(FieldRules, TruthValuesAreThoseOfTheField) {
   EXPECT_FALSE(rules.Parse("0"));
 }
 
-TEST(FieldRules, TheDecimalMarkOfTheFieldComesBeforeThatOfTheFile) {
+TEST(FieldRules, TheDecimalMarkOfTheFieldOverridesTheMarkOfTheFile) {
   FieldRules rules = Of(Type::Number);
   EXPECT_EQ(rules.Parse("1,5", ','), 1.5);
   EXPECT_FALSE(rules.Parse("1.5", ','));
@@ -100,7 +100,7 @@ TEST(FieldRules, TheDecimalMarkOfTheFieldComesBeforeThatOfTheFile) {
             1.5);
 }
 
-TEST(FieldRules, GroupMarksStandBetweenDigitsBeforeTheDecimalMark) {
+TEST(FieldRules, GroupMarksAreAllowedOnlyBetweenDigitsBeforeTheDecimalMark) {
   FieldRules rules = Of(Type::Number);
   rules.groupMark = ",";
   EXPECT_EQ(rules.Parse("-1,234,567.5"), -1234567.5);
@@ -115,7 +115,7 @@ TEST(FieldRules, GroupMarksStandBetweenDigitsBeforeTheDecimalMark) {
             1234.5);
 }
 
-TEST(FieldRules, OnlyANumberThatIsNotBareMayHaveSurroundings) {
+TEST(FieldRules, TextAroundANumberIsAllowedOnlyIfItNeedNotBeBare) {
   FieldRules rules = Of(Type::Number);
   EXPECT_FALSE(rules.Parse("95%"));
   rules.isBareNumber = false;
@@ -187,7 +187,7 @@ TEST(FieldRules, RulesOfAStringAreChecked) {
   EXPECT_EQ(rules.BrokenRule("aaa"), "");
 }
 
-TEST(FieldRules, JsonMustBeginWithItsBracket) {
+TEST(FieldRules, JsonMustBeValidAndBeginWithItsBracket) {
   FieldRules rules = Of(Type::String);
   rules.form = TextForm{"type object", std::nullopt, '{'};
   EXPECT_EQ(rules.BrokenRule(" {\"a\": [1]}"), "");

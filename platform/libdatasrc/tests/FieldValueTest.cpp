@@ -127,7 +127,7 @@ TEST(FieldValue, OtherTextsDoNotMatchAPattern) {
   EXPECT_FALSE(ParseByPattern("", "%H"));
 }
 
-TEST(FieldValue, APatternThatIsNotUnderstoodIsRejected) {
+TEST(FieldValue, AnUnsupportedPatternIsRejectedWithTheReason) {
   const auto reason = [](const char* pattern, const char* directives) -> std::string {
     try {
       CheckDatePattern(pattern, directives);
@@ -196,7 +196,7 @@ RC_GTEST_PROP(FieldValueProperty, EveryDateParsesToItsValue, ()) {
   RC_ASSERT(ParseDate(DateText(value)) == value);
 }
 
-RC_GTEST_PROP(FieldValueProperty, EveryMicrosecondOfTheseCenturiesParsesToItsValue, ()) {
+RC_GTEST_PROP(FieldValueProperty, EveryMicrosecondWithin126YearsOf1970ParsesToItsValue, ()) {
   const auto second = *rc::gen::inRange<long>(-4000000000, 4000000000);
   const auto microsecond = *rc::gen::inRange<long>(0, 1000000);
   const double value = static_cast<double>(second) + static_cast<double>(microsecond) / 1e6;
@@ -204,7 +204,7 @@ RC_GTEST_PROP(FieldValueProperty, EveryMicrosecondOfTheseCenturiesParsesToItsVal
   RC_ASSERT(ParseDateTime(DateTimeText(value)) == value);
 }
 
-RC_GTEST_PROP(FieldValueProperty, ATextOfANumberParsesToTheNumber, ()) {
+RC_GTEST_PROP(FieldValueProperty, TheTextOfAnyNumberIsEmptyOrParsesToTheNumber, ()) {
   const auto value = *rc::gen::arbitrary<double>();
   const double time = std::fmod(std::fabs(value), kDay);
   const std::string dateTime = DateTimeText(value);

@@ -35,7 +35,8 @@ class FileTextTest : public testing::Test {
     return FileText(folder.Write("data.csv", bytes)).Encoding();
   }
 
-  // The text before the error, a bar and the error text without the name of the folder.
+  // The text before the error, a bar and the error text without the name of the folder. Without an
+  // error, only the text.
   std::string ErrorIn(const std::string& bytes, const std::string& encoding = {}) const {
     std::string before;
     try {
@@ -59,14 +60,14 @@ std::string Repeated(const std::string& text, int count) {
   return all;
 }
 
-// The characters of a text in ASCII as UTF-16, or with more zeroes.
+// Adds zero bytes before and after each character of an ASCII text, which gives UTF-16 or UTF-32.
 std::string Wide(const std::string& text, std::size_t before, std::size_t after) {
   std::string wide;
   for (const char c : text) wide += std::string(before, '\0') + c + std::string(after, '\0');
   return wide;
 }
 
-// Incompressible.
+// Returns pseudo-random text, which hardly compresses.
 std::string Noise(std::size_t size) {
   std::string text;
   unsigned int state = 1;
@@ -77,7 +78,7 @@ std::string Noise(std::size_t size) {
   return text;
 }
 
-TEST_F(FileTextTest, APlainFileIsHandedOutUnchanged) {
+TEST_F(FileTextTest, APlainFileIsReadUnchanged) {
   for (const std::string& text : {std::string(), std::string("a"), std::string("a,b\n1,2\r\n"),
                                   std::string("\xFF\0x", 3), Noise(200000)}) {
     EXPECT_EQ(TextOf(text), text);
@@ -92,7 +93,7 @@ TEST_F(FileTextTest, AGzipFileIsDecompressed) {
   }
 }
 
-TEST_F(FileTextTest, GzipFilesInARowAreOneFile) {
+TEST_F(FileTextTest, ConcatenatedGzipFilesAreReadAsOneText) {
   EXPECT_EQ(TextOf(Gzip("a,b\n") + Gzip("") + Gzip("1,2\n")), "a,b\n1,2\n");
 }
 
@@ -103,13 +104,13 @@ TEST_F(FileTextTest, AZstandardFileIsDecompressed) {
   }
 }
 
-TEST_F(FileTextTest, ZstandardFramesInARowAreOneFileAndFramesToSkipAreSkipped) {
+TEST_F(FileTextTest, ConcatenatedZstandardFramesAreReadAsOneTextWithoutSkippableFrames) {
   const std::string skipped("\x5E\x2A\x4D\x18\x03\0\0\0xyz", 11);
 
   EXPECT_EQ(TextOf(skipped + Zstd("a,b\n") + skipped + Zstd("1,2\n")), "a,b\n1,2\n");
 }
 
-// One byte is enough for each to differ from a complete file.
+// From 4 bytes, with which both formats are recognised, to all bytes but the last.
 TEST_F(FileTextTest, ACompressedFileThatIsCutOffAnywhereIsReported) {
   const std::string text = "a,b\n1,2\n" + Noise(50);
   for (const std::string& whole : {Gzip(text), Zstd(text)}) {
@@ -120,7 +121,7 @@ TEST_F(FileTextTest, ACompressedFileThatIsCutOffAnywhereIsReported) {
   }
 }
 
-TEST_F(FileTextTest, TheTextBeforeTheErrorIsHandedOutFirst) {
+TEST_F(FileTextTest, TheTextBeforeAnErrorIsReadFirst) {
   const std::string gzip = Gzip("a,b\n1,2\n");
   const std::string zstd = Zstd("a,b\n1,2\n");
 
@@ -158,13 +159,13 @@ TEST_F(FileTextTest, BytesAfterCompressedDataAreReported) {
               testing::StartsWith("a\n|data.csv: damaged Zstandard data before byte "));
 }
 
-// A window of 2^31 bytes is declared; nothing may be reserved for it.
+// The frame declares a window of 2^31 bytes, for which nothing may be allocated.
 TEST_F(FileTextTest, AZstandardWindowOverTheLimitIsReported) {
   EXPECT_THAT(ErrorIn(std::string("\x28\xB5\x2F\xFD\0\xA8\x01\0\0", 9)),
               testing::HasSubstr("damaged Zstandard data"));
 }
 
-TEST_F(FileTextTest, ADecompressionBombIsHandedOutInBlocks) {
+TEST_F(FileTextTest, ADecompressionBombIsReadInBlocks) {
   const std::string zeroes(std::size_t{64} << 20, '\0');
   for (const std::string& bomb : {Gzip(zeroes), Zstd(zeroes)}) {
     FileText text(folder.Write("data.csv", bomb));
@@ -176,7 +177,7 @@ TEST_F(FileTextTest, ADecompressionBombIsHandedOutInBlocks) {
   }
 }
 
-TEST_F(FileTextTest, AMarkDeterminesTheEncoding) {
+TEST_F(FileTextTest, AByteOrderMarkDeterminesTheEncoding) {
   EXPECT_EQ(EncodingOf("\xEF\xBB\xBF"
                        "a"),
             "UTF-8");
@@ -188,7 +189,7 @@ TEST_F(FileTextTest, AMarkDeterminesTheEncoding) {
   EXPECT_EQ(EncodingOf(""), "UTF-8");
 }
 
-TEST_F(FileTextTest, AMarkStaysPartOfTheText) {
+TEST_F(FileTextTest, AByteOrderMarkStaysPartOfTheText) {
   const std::string marked =
       "\xEF\xBB\xBF"
       "a,b\n";
@@ -200,7 +201,7 @@ TEST_F(FileTextTest, AMarkStaysPartOfTheText) {
   EXPECT_EQ(TextOf(std::string("\0\0\xFE\xFF", 4) + Wide("a,b\n", 3, 0)), marked);
 }
 
-TEST_F(FileTextTest, ANameDeterminesTheEncoding) {
+TEST_F(FileTextTest, TextInANamedEncodingBecomesUtf8) {
   EXPECT_EQ(TextOf("M\xFCnchen \x80", "ISO-8859-1"), "M\xC3\xBCnchen \xC2\x80");
   EXPECT_EQ(TextOf("M\xFCnchen", "latin-1"), "M\xC3\xBCnchen");
   EXPECT_EQ(TextOf("5 \x80 \x93x\x94", "windows-1252"), "5 \xE2\x82\xAC \xE2\x80\x9Cx\xE2\x80\x9D");
@@ -219,8 +220,9 @@ TEST_F(FileTextTest, CompressedTextIsDecodedToo) {
             "a\n");
 }
 
-// U+1F600 has four bytes in UTF-16 and in UTF-8; the odd texts before it move it over the borders.
-TEST_F(FileTextTest, CharactersOverTheBorderOfBlocksAreWhole) {
+// U+1F600 has four bytes in UTF-16 and in UTF-8. The different numbers of characters before it move
+// it across the block boundaries.
+TEST_F(FileTextTest, CharactersAcrossBlockBoundariesAreWhole) {
   const std::string smile("\x3D\xD8\x00\xDE", 4);
   for (const int before : {0, 1, 2, 3}) {
     const std::string start = std::string(static_cast<std::size_t>(before), 'x');
@@ -240,7 +242,7 @@ TEST_F(FileTextTest, BytesThatTheEncodingDoesNotHaveAreReportedWithTheirPosition
             "a\nbc|data.csv:2:3: not UTF-16LE");
 }
 
-TEST_F(FileTextTest, PositionsCountOverManyBlocks) {
+TEST_F(FileTextTest, ErrorPositionsAreCountedAcrossBlocks) {
   EXPECT_THAT(ErrorIn(Repeated("a,bc\n", 100000) + "xy\x81\n", "windows-1252"),
               testing::EndsWith("|data.csv:100001:3: not windows-1252"));
 }
@@ -258,7 +260,7 @@ TEST_F(FileTextTest, AnUnknownEncodingIsReported) {
   EXPECT_EQ(ErrorIn("a\n", " "), "|data.csv: unknown encoding ' '");
 }
 
-TEST_F(FileTextTest, Utf16WithoutAMarkNeedsItsByteOrder) {
+TEST_F(FileTextTest, Utf16WithoutAByteOrderMarkIsRejected) {
   EXPECT_EQ(ErrorIn(Wide("a\n", 0, 1), "UTF-16"),
             "|data.csv: UTF-16 without a byte-order mark; name UTF-16LE or UTF-16BE instead");
 }
@@ -274,7 +276,7 @@ TEST_F(FileTextTest, ProgressCountsTheBytesOfTheStoredFile) {
   }
 }
 
-TEST_F(FileTextTest, AMovedTextGoesOnReading) {
+TEST_F(FileTextTest, AMovedTextContinuesReading) {
   FileText text(folder.Write("data.csv", Gzip("a,b\n")));
   FileText moved = std::move(text);
 

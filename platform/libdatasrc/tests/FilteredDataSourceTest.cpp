@@ -43,7 +43,7 @@ TEST_F(Filtered, StartsWithTheParentsDictionaryAndAllItsCases) {
   EXPECT_EQ(Rows(source), Rows(*file));
 }
 
-TEST_F(Filtered, SelectsCasesWhereTheVariableIsNotZero) {
+TEST_F(Filtered, SelectsCasesWhereTheVariableIsNeitherZeroNorMissing) {
   const FilteredDataSource source(file.get(), IDOf(*file, "use"));
 
   EXPECT_THAT(Rows(source), ElementsAre("1 [x       ] 1", "4 [v       ] -1", "5 [w       ] 0.5"));
@@ -57,7 +57,7 @@ TEST_F(Filtered, DoesNotKnowTheNumberOfSelectedCases) {
   EXPECT_EQ(source.RowCount(), -1);  // unknown, even after reading all rows
 }
 
-TEST_F(Filtered, LeavesOutDeclaredMissingValues) {
+TEST_F(Filtered, LeavesOutCasesWithADeclaredMissingValue) {
   MissingValues missing;
   missing.values = {DataValue(1.0), DataValue(std::string("x"))};
   file->GetVariable(2).SetMissingValues(missing);

@@ -64,7 +64,7 @@ std::string AnyFile() {
   return text.str();
 }
 
-RC_GTEST_PROP(FilteredDataSource, HasTheRowsOfTheFileUnderTheSameEdits, ()) {
+RC_GTEST_PROP(FilteredDataSource, HasTheSameRowsAsTheFileAfterTheSameEdits, ()) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));
   const auto edits = *rc::gen::container<std::vector<Edit>>(AnyEdit());
@@ -79,7 +79,7 @@ RC_GTEST_PROP(FilteredDataSource, HasTheRowsOfTheFileUnderTheSameEdits, ()) {
 
 // The parent is a source that passes on the rows of the file unchanged, or a filtered source. Both
 // have the same dictionary, so both must lead to the same rows.
-RC_GTEST_PROP(FilteredDataSource, ReadsAParentThatPassesOnRowsLikeTheOriginal, ()) {
+RC_GTEST_PROP(FilteredDataSource, HasTheSameRowsOnAParentThatPassesOnRowsAsOnAFilteredParent, ()) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));
   const auto parentEdits = *rc::gen::container<std::vector<Edit>>(AnyEdit());

@@ -38,7 +38,7 @@ class Import : public testing::Test {
 
 // --- Layout ---
 
-TEST_F(Import, FindsTheDelimiterThatGivesEveryRecordTheSameFields) {
+TEST_F(Import, FindsTheDelimiterThatGivesEveryRecordTheSameNumberOfFields) {
   const auto delimiterOf = [this](std::string_view text) { return Open(text)->Report().delimiter; };
 
   EXPECT_EQ(delimiterOf("a,b\n1,2\n"), ',');
@@ -74,7 +74,7 @@ TEST_F(Import, ReadsNumbersWithADecimalComma) {
   EXPECT_EQ(TypeOf({"\"1,5\""}), Type::Text);
 }
 
-TEST_F(Import, OptionsReplaceTheLayoutFound) {
+TEST_F(Import, OptionsOverrideTheDetectedLayout) {
   ImportOptions options;
   options.delimiter = ';';
   options.decimalMark = ',';
@@ -101,7 +101,7 @@ TEST_F(Import, AChosenDecimalCommaRulesOutTheDelimiterComma) {
   EXPECT_THAT(Rows(*Open("a,b;c\n1,5;2\n", options)), ElementsAre("1.5 2"));
 }
 
-TEST_F(Import, ReadsTheEncodingOfTheOptions) {
+TEST_F(Import, ReadsTextInTheEncodingOfTheOptions) {
   ImportOptions options;
   options.encoding = "ISO-8859-1";
   const auto source = Open("a\nM\xFCnchen\n", options);
@@ -110,7 +110,7 @@ TEST_F(Import, ReadsTheEncodingOfTheOptions) {
   EXPECT_EQ(source->Report().encoding, "ISO-8859-1");
 }
 
-TEST_F(Import, AnUnknownEncodingAndTextOfAnotherAreRejected) {
+TEST_F(Import, AnUnknownEncodingAndTextInAnotherEncodingAreRejected) {
   const auto errorIn = [this](const std::string& encoding) -> std::string {
     ImportOptions options;
     options.encoding = encoding;
@@ -127,7 +127,7 @@ TEST_F(Import, AnUnknownEncodingAndTextOfAnotherAreRejected) {
 
 // --- Types ---
 
-TEST_F(Import, NumbersWithSuperfluousZerosAreText) {
+TEST_F(Import, NumbersWithLeadingZerosAreText) {
   for (const char* const text : {"007", "00", "-01", "+00.5", "01e5", " 007 "}) {
     const ImportReport::Variable report = ReportOn({"1", text});
     EXPECT_EQ(report.type, Type::Text) << text;
@@ -148,7 +148,7 @@ TEST_F(Import, WholeNumbersThatADoubleMayNotHoldAreText) {
             Type::Number);
 }
 
-TEST_F(Import, TheTypeNumberAllowsLeadingZerosAndLargeNumbers) {
+TEST_F(Import, TheSchemaTypeNumberAllowsLeadingZerosAndLargeNumbers) {
   folder.Write("data.schema.json", R"({"fields": [{"name": "a", "type": "number"}]})");
 
   EXPECT_THAT(Rows(*Open("a\n007\n0010000000000000000000000\n")), ElementsAre("7", "1e+22"));
@@ -206,7 +206,7 @@ std::string Repeated(std::string_view line, int times) {
   return text;
 }
 
-TEST_F(Import, AColumnWhoseTypeALateValueRefutesIsTextFromTheStart) {
+TEST_F(Import, AColumnBecomesTextFromTheStartIfALateValueRefutesItsType) {
   const std::string text = "a,b,c,d,e\n" + Repeated("01.50,1,2024-01-31,true,1\n", 1) +
                            Repeated("1.50,1,2024-01-31,true,1\n", 50000) + "x,007,never,maybe,1\n" +
                            Repeated(" 2 ,NA,2024-01-31,false,1\n", 50000);
@@ -269,7 +269,7 @@ TEST_F(Import, ProgressCountsTheSecondReadingToo) {
   EXPECT_EQ(lastTotal, last);
 }
 
-TEST_F(Import, OpeningIsGivenUpWhenProgressAnswersFalse) {
+TEST_F(Import, OpeningThrowsGivenUpIfProgressReturnsFalse) {
   const std::string path = folder.Write("data.csv", "a\n" + Repeated("1\n", 500000));
   int calls = 0;
   const auto answer = [&](std::uint64_t, std::uint64_t) { return ++calls < 2; };
@@ -303,7 +303,7 @@ TEST_F(Import, AFileThatIsReplacedBeforeTheSecondReadingIsRejected) {
 
 // --- The report ---
 
-TEST_F(Import, TheReportTellsTheLayoutAndTheRows) {
+TEST_F(Import, TheReportHasTheLayoutAndTheNumberOfRows) {
   const ImportReport report = Open("a;b\n1,5;2\n\n3;4\n")->Report();
 
   EXPECT_EQ(report.delimiter, ';');
@@ -314,7 +314,7 @@ TEST_F(Import, TheReportTellsTheLayoutAndTheRows) {
   EXPECT_EQ(report.variables[1].name, "b");
 }
 
-TEST_F(Import, TheReportTellsTheValueThatDecidedAndItsLine) {
+TEST_F(Import, TheReportHasTheValueThatDecidedATypeAndItsLine) {
   const ImportReport report =
       Open("a,b,c,d,e\n\"\n\",,1,,2024-01-31\n,x,\"2\n\",,2024-02-30\n,,,,\n")->Report();
 
@@ -342,7 +342,7 @@ TEST_F(Import, TheReportCountsMissingValuesByWord) {
   EXPECT_TRUE(report.variables[1].missing.empty());
 }
 
-TEST_F(Import, ALineOfTheReportDescribesAVariable) {
+TEST_F(Import, TheReportDescribesEachVariableOnOneLine) {
   ImportOptions options;
   options.missing = {"not\nasked"};
 
@@ -351,7 +351,7 @@ TEST_F(Import, ALineOfTheReportDescribesAVariable) {
                                 "type that all values share. Missing values: 1 'not asked'.\n"));
 }
 
-TEST_F(Import, TheReportIsAlsoText) {
+TEST_F(Import, TheReportIsFormattedAsText) {
   EXPECT_EQ(Open("code,n,when\n1,,2024-01-31\n007,NA,\n2,,\n")->Report().Text(),
             "3 rows and 3 variables. The delimiter is a comma, the decimal mark is a point, the "
             "encoding is UTF-8.\n"
@@ -361,7 +361,7 @@ TEST_F(Import, TheReportIsAlsoText) {
             "when: date, like its first value '2024-01-31' in line 2. Missing values: 2 empty.\n");
 }
 
-TEST_F(Import, ReportsTheLineAfterEmptyLinesAndLineEndsInQuotes) {
+TEST_F(Import, LinesInTheReportCountEmptyLinesAndLineEndsInQuotes) {
   EXPECT_EQ(Open("a,b\n1,2\n3,x\n")->Report().variables[1].line, 3);
   EXPECT_EQ(Open("a,b\n1,2\n3,x")->Report().variables[1].line, 3);
   EXPECT_EQ(Open("a,b\n\n1,2\n\n3,x\n")->Report().variables[1].line, 5);

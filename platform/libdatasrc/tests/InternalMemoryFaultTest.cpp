@@ -1,5 +1,5 @@
-// Each allocation of internal code fails in turn; and its memory does not depend on what a file
-// declares.
+// Each allocation of internal functions fails in turn. Reading a compressed file takes memory only
+// for buffers.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/internal/DataFile.h>
@@ -85,7 +85,7 @@ TEST(InternalMemoryFault, DoesNotAffectParsingAValue) {
   });
 }
 
-TEST(InternalMemory, ReadingACompressedFileTakesTheMemoryOfItsBuffers) {
+TEST(InternalMemory, ReadingACompressedFileTakesMemoryOnlyForBuffers) {
   const Folder folder;
   const std::string zeroes(std::size_t{16} << 20, '\0');
   std::vector<char> block(1000);

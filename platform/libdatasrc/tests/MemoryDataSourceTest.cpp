@@ -20,7 +20,7 @@ ORVX_Variable Variable(const std::string& name, int type = 0) {
   return ORVX_Variable(ORVX_Variable::NextID(), name, type);
 }
 
-// Two variables, three cases.
+// Returns a source with two variables and three cases.
 std::unique_ptr<MemoryDataSource> Towns() {
   auto towns = std::make_unique<MemoryDataSource>();
   towns->InsertVariable(0, Variable("town", 6), {"Graz", "Ulm", ""});
@@ -164,7 +164,7 @@ TEST(MemoryDataSource, DropsTheValuesOfDeletedVariablesOnRequest) {
   EXPECT_EQ(Rows(*towns), (Texts{"[Graz    ] .", "[Ulm     ] .", "[        ] ."}));
 }
 
-TEST(MemoryDataSource, ConvertsValuesForGoodWhenAVariableIsRetyped) {
+TEST(MemoryDataSource, RetypeConvertsTheStoredValues) {
   const auto source = Towns();
   source->InsertVariable(2, Variable("code", 8), {"007", "x", "1.50"});
   for (const int type : {2, 8}) source->Retype(0, type);
@@ -175,7 +175,7 @@ TEST(MemoryDataSource, ConvertsValuesForGoodWhenAVariableIsRetyped) {
                    "[        ] [        ] [1.5     ]"}));
 }
 
-TEST(MemoryDataSource, ConvertsValuesOnlyForReadingWhenTheDictionaryIsEdited) {
+TEST(MemoryDataSource, ChangingATypeConvertsValuesAsReadAndKeepsTheStoredValues) {
   const auto source = Towns();
   source->GetVariable(0).SetType(2);
   source->GetVariable(1).SetType(3);
@@ -341,7 +341,7 @@ TEST(MemoryDataSource, EditsTheCasesOfAnOpenedFile) {
   EXPECT_EQ(Rows(*file), (Texts{"1 [zz      ]", "3 [w       ]"}));
 }
 
-TEST(MemoryDataSource, SetsAStringMoreOftenThanItsPoolCouldHold) {
+TEST(MemoryDataSource, KeepsTheLastStringsAfterManySets) {
   const auto towns = Towns();
   const auto width = 1000;
   towns->Retype(0, width);
@@ -363,7 +363,7 @@ struct Edit {
   std::size_t row;
   std::size_t position;
   int count;
-  std::vector<double> numbers;  // the source of values
+  std::vector<double> numbers;  // values are made from them in turn
 };
 
 void showValue(const Edit& edit, std::ostream& out) {
@@ -385,7 +385,7 @@ rc::Gen<Edit> AnyEdit() {
                        64, rc::gen::map(small, [](int i) { return static_cast<double>(i); }))));
 }
 
-// Columns of values, and the same edits.
+// The expected types and cases.
 struct Model {
   std::vector<int> types;
   std::vector<std::vector<DataValue>> cases;
@@ -404,7 +404,7 @@ std::string TextOf(const std::vector<DataValue>& values) {
   return text.str();
 }
 
-// Applies an edit to both, with positions taken modulo the sizes.
+// A source and its model, which get the same edits. Positions are taken modulo the sizes.
 class Both {
  public:
   MemoryDataSource source;
@@ -511,7 +511,7 @@ std::vector<std::string> TextsOf(const ORVX_DataSource& source) {
   return rows;
 }
 
-// Every second state is kept in a copy.
+// Copies every second state; later edits must not change the copies.
 RC_GTEST_PROP(MemoryDataSource, HasTheCasesOfAPlainTableAfterTheSameEdits, ()) {
   Both both;
   std::vector<std::pair<std::unique_ptr<MemoryDataSource>, std::vector<std::string>>> copies;

@@ -118,7 +118,7 @@ std::string TextOfVariables(const ORVX_DataSource& source) {
   return text;
 }
 
-// Everything in a dictionary.
+// The variables, their uses, and the properties that allocate memory.
 std::string TextOf(const ORVX_DataSource& source) {
   std::ostringstream text;
   text << TextOfVariables(source) << "another found at " << source.FindVarIndex(kShared.GetID())
@@ -239,8 +239,8 @@ struct Followed {
   DataFreeDataSource snapshot;
 };
 
-// A variable is deleted from the first block, so that a copy replaces the block. The second block
-// is split. All other blocks are kept.
+// After the first match, the deletion changes the first block of the source, the insertion splits
+// the second block, and the label changes the last block.
 TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
   ExpectSafeWithoutMemory({Changes(
       "MatchVariables",
@@ -402,7 +402,7 @@ std::string TextOfCases(const std::unique_ptr<Source>& source) {
 
 // --- Editing cases ---
 
-// An own dictionary, and columns that a copy shares: every edit must copy them first.
+// A source and a copy that share the columns, so that an edit must copy the columns it changes.
 struct SharedCases {
   SharedCases() {
     source.InsertVariable(0, ORVX_Variable(Serial(0), "number"), {1, 2, 3});
@@ -520,7 +520,7 @@ TEST(MemoryFault, WhileSavingLeavesTheOldFiles) {
 // The texts of the numbers are longer than the small-string buffer.
 constexpr const char* kLongNumbers = "a,b\n1.0000000000000002e-100,1.0000000000000002e-101\n7,8\n";
 
-// Two numbers that a row converts to text. After a failure, the first may have been converted.
+// Converts a row of two numbers to text. After a failure, the first may have been converted.
 struct ProjectedRow {
   explicit ProjectedRow(const ORVX_DataSource& file) {
     DataFreeDataSource to;
@@ -549,7 +549,7 @@ TEST(MemoryFault, WhileReadingCasesLeaksNothing) {
   std::vector<OBS> area(2);
 
   ExpectSafeWithoutMemory({
-      // Identifiers are new each time.
+      // The identifiers are not compared, because each call makes new identifiers.
       Returns(
           "SystemFileDataSource::Open", [=] { return SystemFileDataSource::Open(path); },
           [](const auto& source) { return source->GetLabel() + Rows(*source).at(1); }),
@@ -650,7 +650,7 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   const std::unique_ptr<ObsIterator> rows(all.MakeIterator(area.data()));
   double date = 0;
   SharedCases cases;
-  cases.copy.reset();  // the source has its columns alone
+  cases.copy.reset();  // the source no longer shares its columns
 
   ExpectNoAllocations({
       {"ORVX_Variable", [] { ORVX_Variable().GetName(); }},

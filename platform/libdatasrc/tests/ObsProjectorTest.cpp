@@ -153,7 +153,7 @@ TEST(ObsProjector, KeepsNoReferenceToTheDictionaries) {
   EXPECT_EQ(area[0].number, 2);
 }
 
-// The same for a row with the layout of `layout`, of a source with dictionary `from`.
+// Like Projected above, for a source with the dictionary `from` and rows in the layout `layout`.
 std::string Projected(const std::vector<Column>& layout, const std::vector<OBS>& row,
                       const std::vector<Column>& from, const std::vector<Column>& to) {
   const auto rows = Dictionary(layout);

@@ -16,7 +16,7 @@ using testing::ThrowsMessage;
 
 class PassThroughIterOnAFile : public testing::Test {
  protected:
-  // Numbers a and b, and the string s.
+  // The variables are the numbers a and b, and the string s.
   const Folder folder;
   std::unique_ptr<SystemFileDataSource> file =
       SystemFileDataSource::Open(folder.Write("data.csv", "a,s,b\n1,x,2\n3,y,4\n"));
@@ -24,7 +24,7 @@ class PassThroughIterOnAFile : public testing::Test {
   std::vector<OBS> area = std::vector<OBS>(3);
 };
 
-TEST_F(PassThroughIterOnAFile, ReturnsTheParentsRowsInItsLayout) {
+TEST_F(PassThroughIterOnAFile, ReturnsTheParentsRowsUnchangedWithoutAProjector) {
   PassThroughIter rows(&derived, area.data(), nullptr);
 
   ASSERT_TRUE(rows.Next());
@@ -49,7 +49,7 @@ TEST_F(PassThroughIterOnAFile, ReturnsProjectedRows) {
   EXPECT_EQ(RowText(derived, area.data()), "[y       ] 4");
 }
 
-TEST_F(PassThroughIterOnAFile, DoesNotUseTheParentLinkAgain) {
+TEST_F(PassThroughIterOnAFile, ReadsTheFirstParentEvenAfterTheParentIsReplaced) {
   PassThroughIter rows(&derived, area.data(), nullptr);
 
   derived.SetParentSource(nullptr);
@@ -98,7 +98,7 @@ TEST(PassThroughIter, HasNoRowsWithoutAParent) {
   EXPECT_EQ(cell.number, 7);
 }
 
-// A source that throws at its third row.
+// Throws at the third row; the next call continues with the fourth.
 class FailingRows : public ObsIterator {
  public:
   explicit FailingRows(OBS* area) : area_(area) {}

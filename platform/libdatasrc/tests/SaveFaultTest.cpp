@@ -27,16 +27,17 @@
 namespace {
 
 constexpr int kKilled = 77;
-constexpr long kCallsWithoutNames = 5;  // a save that is killed at one of these leaves no file
+constexpr long kCallsWithoutNames = 5;  // the first calls: a kill leaves no new file
 
 enum class Fault { None, Kill, Fail };
 Fault fault = Fault::None;
 long callsLeft = 0;  // before the fault
 
-// The calls that put names and contents on the disk, while recorded.
+// The calls that put names and contents on the disk are recorded here; null: not recorded.
 std::vector<std::string>* record = nullptr;
 
-// The file name without folder, and without the number in the name of a new file.
+// The file name without folder, and without the number in the name of a new file. Files without a
+// name, and test folders, have fixed texts.
 std::string ShortName(const std::string& path) {
   const std::string name = std::filesystem::path(path).filename().string();
   if (name.ends_with(" (deleted)")) return "unnamed file";
@@ -53,7 +54,7 @@ std::string PathOf(int file) {
   return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)).string();
 }
 
-// Returns whether this call is to fail.
+// Counts a call. At the chosen call, ends the process, or returns true: the call fails with EIO.
 bool FailsNow() {
   if (fault == Fault::None || callsLeft-- != 0) return false;
   if (fault == Fault::Kill) _exit(kKilled);
@@ -81,7 +82,7 @@ ssize_t write(int file, const void* bytes, size_t size) {
   return syscall(SYS_write, file, bytes, size);
 }
 
-// A killed process loses nothing that it has written, so the disk need not be waited for.
+// Does not wait for the disk: a killed process loses nothing that it has written.
 int fsync(int file) {
   if (record != nullptr) Record("sync", PathOf(file));
   return FailsNow() ? -1 : 0;
@@ -124,7 +125,7 @@ int flock(int file, int operation) noexcept {
 
 namespace {
 
-// --- Contents: data and schema of one do not fit those of another ---
+// --- Contents: the data of one do not fit the schema of another ---
 
 ORVX_Variable Variable(const std::string& name, const std::string& label) {
   ORVX_Variable variable(ORVX_Variable::NextID(), name);
@@ -135,7 +136,7 @@ ORVX_Variable Variable(const std::string& name, const std::string& label) {
 constexpr std::size_t kFewCases = 3;
 constexpr std::size_t kManyCases = 300;  // more bytes than the buffer of a file
 
-// The first variable has the number of cases.
+// The value of the first variable is the number of cases.
 std::unique_ptr<MemoryDataSource> Content(const std::string& name, std::size_t cases = kManyCases) {
   auto source = std::make_unique<MemoryDataSource>();
   const auto count = static_cast<double>(cases);
@@ -146,8 +147,8 @@ std::unique_ptr<MemoryDataSource> Content(const std::string& name, std::size_t c
   return source;
 }
 
-// The label of the file's dataset, if data and schema belong together and are whole. Empty if there
-// is no file.
+// Checks that data and schema are whole and belong together. Returns the label of the dataset;
+// empty if there is no file.
 std::string ContentOf(const std::string& path) {
   try {
     const auto file = SystemFileDataSource::Open(path);
@@ -178,7 +179,8 @@ bool HasUnnamedFiles(const Folder& folder) {
   return file != -1;
 }
 
-// Saves in a child process that is killed at a call. Returns whether it was killed.
+// Saves in a child process that is killed at the given call, counted from 0. Returns false
+// if the save had fewer calls.
 bool IsKilled(const MemoryDataSource& source, const std::string& path, long call) {
   const pid_t child = fork();
   if (child == 0) {
@@ -196,8 +198,8 @@ bool IsKilled(const MemoryDataSource& source, const std::string& path, long call
   return true;
 }
 
-// Kills saves of `second` over `first`, which is null for no file. Returns how often the old and
-// the new content were found.
+// Saves other content over `first`, or as a new file if `first` is null, and kills the save at each
+// call in turn. Returns how often the old content and how often the new content was found.
 std::pair<int, int> KillAtEachCall(const MemoryDataSource* first, const std::string& old) {
   const auto second = Content("second");
   const auto third = Content("third");
@@ -216,7 +218,7 @@ std::pair<int, int> KillAtEachCall(const MemoryDataSource* first, const std::str
     EXPECT_TRUE(content == old || content == "second") << content;
     ++(content == old ? found.first : found.second);
 
-    // The next save finishes the interrupted one, then replaces it.
+    // The next save finishes the interrupted save, then replaces its content.
     SaveDelimited(*third, path);
     EXPECT_EQ(ContentOf(path), "third");
     EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
@@ -257,7 +259,7 @@ TEST(SaveFault, AKilledFirstSaveLeavesNoFileOrTheWholeContent) {
   EXPECT_GE(fresh, 6);
 }
 
-// A killed save, then a save that is killed while it finishes the first.
+// Kills a save, then kills the next save at each of its calls.
 TEST(SaveFault, ASaveThatIsKilledWhileItFinishesAnotherLeavesWholeContent) {
   const auto first = Content("first", kFewCases);
   const auto second = Content("second", kFewCases);
@@ -292,7 +294,8 @@ void DeleteOrphans(const std::string& path) {
   }
 }
 
-// Lets each call of a save of `fresh` fail. `prepare` returns the old content.
+// Fails each call of a save in turn. `prepare` writes the old files and returns the label of their
+// content.
 void FailEachCall(const std::function<std::string(const std::string& path)>& prepare) {
   const auto fresh = Content("fresh", kFewCases);
   int failed = 0;
@@ -326,7 +329,7 @@ void FailEachCall(const std::function<std::string(const std::string& path)>& pre
   EXPECT_EQ(saved, 3);  // the calls after the data file was renamed
 }
 
-TEST(SaveFault, AFailedCallLeavesTheOldContentOrIsReportedAsSaved) {
+TEST(SaveFault, AFailedCallLeavesTheOldContentOrTheErrorSaysThatTheNewIsSaved) {
   const auto first = Content("first", kFewCases);
   FailEachCall([&](const std::string& path) {
     SaveDelimited(*first, path);

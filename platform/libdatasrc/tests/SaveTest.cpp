@@ -240,7 +240,7 @@ TEST(SaveDelimited, OmitsLabelsMissingValuesAndUsesThatAVariableCannotHave) {
 
 constexpr const char* kOldData = "old\n1\n";
 
-// Saves over an old file, and expects that nothing has changed.
+// Tries to save over an old file. Expects the error text, and that no file has changed.
 template <class Exception>
 void ExpectRefused(const ORVX_DataSource& source, const std::string& text) {
   const Folder folder;
@@ -337,7 +337,7 @@ TEST(SaveDelimited, LeavesTheOldFileWhenTheDiskIsFull) {
   EXPECT_EQ(FilesIn(folder), std::set<std::string>{"a.csv"});
 }
 
-TEST(SaveDelimited, LeavesAWriteProtectedFile) {
+TEST(SaveDelimited, RefusesToReplaceAWriteProtectedFile) {
   const Folder folder;
   const std::string path = folder.Write("a.csv", kOldData);
   std::filesystem::permissions(path, std::filesystem::perms::owner_read);
@@ -380,7 +380,7 @@ TEST(SaveDelimited, RefusesAFileThatIsNotRegular) {
   EXPECT_EQ(FilesIn(folder), std::set<std::string>{"a.csv"});
 }
 
-TEST(SaveDelimited, ReplacesASymbolicLink) {
+TEST(SaveDelimited, ReplacesASymbolicLinkAndLeavesItsTarget) {
   const Folder folder;
   const std::string target = folder.Write("target", kOldData);
   std::filesystem::create_symlink(target, folder.Path("a.csv"));
@@ -412,7 +412,7 @@ TEST(SaveDelimited, ReportsTheBytesOfTheCasesWritten) {
               ElementsAre(Pair(0, 0), Pair(65536, 0), Pair(131072, 0), Pair(160000, 160000)));
 }
 
-TEST(SaveDelimited, RefusesTheSchemaOfAnotherDataFile) {
+TEST(SaveDelimited, RefusesToReplaceTheSchemaOfAnotherDataFile) {
   const Folder folder;
   MemoryDataSource source;
   source.InsertVariable(0, ORVX_Variable(ORVX_Variable::NextID(), "a"), {1, 2});
@@ -425,7 +425,7 @@ TEST(SaveDelimited, RefusesTheSchemaOfAnotherDataFile) {
   EXPECT_THROW(SaveDelimited(source, folder.Path("three.schema.json")), std::invalid_argument);
 }
 
-TEST(SaveDelimited, LeavesOnlyTheOldFileWhenItIsGivenUp) {
+TEST(SaveDelimited, LeavesOnlyTheOldFileIfProgressReturnsFalseOrThrows) {
   const Folder folder;
   const std::string path = folder.Write("a.csv", kOldData);
   MemoryDataSource source;
@@ -562,7 +562,7 @@ std::unique_ptr<MemoryDataSource> AnySource() {
   return source;
 }
 
-RC_GTEST_PROP(SaveDelimited, GivesAnySourceAgain, ()) {
+RC_GTEST_PROP(SaveDelimited, GivesAnySourceAgainWhenOpened, ()) {
   const Folder folder;
   const auto source = AnySource();
   const std::string path = folder.Path(*rc::gen::element<std::string>("a.csv", "a.tsv"));

@@ -21,7 +21,7 @@ class SchemaData : public testing::Test {
     folder.Write("data.schema.json", schema);
     return SystemFileDataSource::Open(folder.Write("data.csv", text));
   }
-  // A file with one column "a", and the members of its field.
+  // Opens a file with the only column "a", whose field has the given members.
   std::unique_ptr<SystemFileDataSource> OpenColumn(const std::string& values,
                                                    const std::string& members) const {
     return Open("a\n" + values, "{\"fields\": [{\"name\": \"a\", " + members + "}]}");
@@ -30,7 +30,7 @@ class SchemaData : public testing::Test {
     return OpenColumn(values, members)->GetVariable(0);
   }
 
-  // The error text without the name of the folder; "opened" if there is none.
+  // The error text without the name of the folder; "opened" if there is no error.
   std::string ErrorIn(const std::string& text, const std::string& schema) const {
     try {
       Open(text, schema);
@@ -74,7 +74,7 @@ TEST_F(SchemaData, BooleansBecomeLabelledNumbers) {
             (ValueLabels{{1.0, "yes"}}));
 }
 
-TEST_F(SchemaData, NumbersHaveTheMarksOfTheField) {
+TEST_F(SchemaData, NumbersAreReadWithTheMarksOfTheField) {
   EXPECT_THAT(Rows(*OpenColumn("\"1.234,5\"\n-0\n", R"("type": "number", "decimalChar": ",",
                                                      "groupChar": ".")")),
               ElementsAre("1234.5", "-0"));
@@ -198,7 +198,7 @@ TEST_F(SchemaData, MissingValuesBreakNoRuleButRequired) {
             "opened");
 }
 
-TEST_F(SchemaData, RulesAreCheckedInLaterBlocksToo) {
+TEST_F(SchemaData, RulesAreCheckedInEveryBlock) {
   std::string values;
   for (int i = 0; i < 100000; ++i) values += "1234567\n";
 
@@ -252,7 +252,7 @@ TEST_F(SchemaData, AReferenceToTheSameTableIsChecked) {
             "foreignKeys");
 }
 
-TEST_F(SchemaData, FieldsMatchColumnsAsTheSchemaSays) {
+TEST_F(SchemaData, FieldsMustMatchTheColumnsAsFieldsMatchRequires) {
   const auto error = [&](const std::string& match, const std::string& header) {
     return ErrorIn(header + "\n", R"({"fields": [{"name": "a"}, {"name": "b"}], "fieldsMatch": ")" +
                                       match + "\"}");
@@ -271,7 +271,7 @@ TEST_F(SchemaData, FieldsMatchColumnsAsTheSchemaSays) {
   EXPECT_EQ(error("partial", "c"), "data.schema.json: no field is a column of the data file");
 }
 
-TEST_F(SchemaData, AKeyNeedsItsColumns) {
+TEST_F(SchemaData, AKeyOverAnAbsentColumnIsRejected) {
   EXPECT_EQ(ErrorIn("a\n1\n", R"({"fields": [{"name": "a"}, {"name": "b"}],
                                  "fieldsMatch": "superset", "primaryKey": "b"})"),
             "data.schema.json:1:37: the data file has no column 'b'");
@@ -295,7 +295,7 @@ TEST_F(SchemaData, DeclaredMissingValuesStayValuesAndHaveLabels) {
             "data.schema.json:1:39: 'x' is not a number, but the column is numeric");
 }
 
-TEST_F(SchemaData, MembersBeyondTheStandardSetTheVariable) {
+TEST_F(SchemaData, MembersBeyondTheStandardSetFieldsOfTheVariable) {
   const ORVX_Variable text = Variable("ab\n", R"("type": "string", "width": 20, "level": "ordinal",
       "role": "target", "description": "d", "attributes": {"k": ["1", "2"]})");
   EXPECT_EQ(text.GetType(), 20);
@@ -310,7 +310,7 @@ TEST_F(SchemaData, MembersBeyondTheStandardSetTheVariable) {
   EXPECT_EQ(number.GetMeasurementLevel(), MeasurementLevel::Ratio);
 }
 
-TEST_F(SchemaData, MembersBeyondTheStandardSetTheDataset) {
+TEST_F(SchemaData, MembersBeyondTheStandardSetPropertiesOfTheDataset) {
   const auto source = Open("a,b,c,d\n1,2,x,3\n", R"({"fields": [], "description": "d",
       "attributes": {"k": "v"}, "weight": "b", "filter": "d", "split": ["c", "a"],
       "splitSeparate": true})");
@@ -325,7 +325,7 @@ TEST_F(SchemaData, MembersBeyondTheStandardSetTheDataset) {
   EXPECT_FALSE(source->IsDirty());
 }
 
-TEST_F(SchemaData, ADatasetWithoutItsWeightIsRejected) {
+TEST_F(SchemaData, AnImpossibleWeightFilterOrSplitIsRejected) {
   EXPECT_EQ(ErrorIn("a,b\n1,x\n", R"({"fields": [], "weight": "z"})"),
             "data.schema.json:1:26: the data file has no column 'z'");
   EXPECT_EQ(ErrorIn("a,b\n1,x\n", R"({"fields": [], "weight": "b"})"),

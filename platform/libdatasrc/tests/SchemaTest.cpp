@@ -33,7 +33,7 @@ class SchemaTest : public testing::Test {
     return Read("{\"fields\": [{\"name\": \"a\", " + members + "}]}").fields[0];
   }
 
-  // The error text after the position; "read" if there is none.
+  // The error text after the position; "read" if there is no error.
   std::string ErrorIn(const std::string& text) const {
     try {
       Read(text);
@@ -339,7 +339,7 @@ TEST_F(SchemaTest, KeysNameTheirFields) {
   EXPECT_FALSE(schema.fields[2].rules.isRequired);
 }
 
-TEST_F(SchemaTest, AKeyWithoutItsFieldIsRejected) {
+TEST_F(SchemaTest, AKeyWithoutAFieldIsRejected) {
   EXPECT_EQ(ErrorIn(R"({"fields": [], "primaryKey": "z"})"), "there is no field 'z'");
   EXPECT_EQ(ErrorIn(R"({"fields": [], "primaryKey": []})"), "'primaryKey' must name a field");
   EXPECT_EQ(ErrorIn(R"({"fields": [], "uniqueKeys": [[1]]})"),
@@ -367,7 +367,7 @@ TEST_F(SchemaTest, AForeignKeyMustReferToTheSameTable) {
   EXPECT_EQ(ErrorIn(fields + R"("foreignKeys": [{"fields": "a"}]})"), "missing member 'reference'");
 }
 
-TEST_F(SchemaTest, FieldsMatchIsOneOfItsWords) {
+TEST_F(SchemaTest, FieldsMatchAcceptsOnlyTheWordsOfTheStandard) {
   using Match = TableSchema::FieldsMatch;
   const auto match = [&](const std::string& value) {
     return Read(R"({"fields": [], "fieldsMatch": )" + value + "}").fieldsMatch;
@@ -463,7 +463,7 @@ TEST_F(SchemaTest, OtherMembersAreSkipped) {
   EXPECT_EQ(ErrorIn(R"({"name": "n", "x": {}, "fields": [{"name": "a", "unit": "m"}]})"), "read");
 }
 
-// Short patterns that compile to many states.
+// The patterns are short, but compile to many states.
 TEST_F(SchemaTest, TheSizeOfAllPatternsIsLimited) {
   std::string fields;
   for (int i = 0; i < 1500; ++i) {

@@ -162,7 +162,7 @@ TEST(Snapshot, SharesTheStampsOfUnchangedBlocks) {
   EXPECT_NE(snapshot.BlockAt(999).stamp, 0U);
 }
 
-TEST(Snapshot, DropsTheUsesOfVariablesThatLeave) {
+TEST(Snapshot, DropsTheUsesOfDeletedVariables) {
   DataFreeDataSource source;
   Append(source, 0, 4);
   DataFreeDataSource snapshot;

@@ -133,7 +133,7 @@ TEST_F(SystemFile, MissingNumbersAreQuietNaNsOfIeee754) {
   for (const OBS cell : row) EXPECT_TRUE(IsQuietNaN(cell.number)) << cell.number;
 }
 
-TEST_F(SystemFile, EveryFiniteNumberIsAValue) {
+TEST_F(SystemFile, TheLowestFiniteNumberIsNotMissing) {
   const auto source = Open("a\n-1.7976931348623157e308\n");
   OBS cell;
   ASSERT_TRUE(std::unique_ptr<ObsIterator>(source->MakeIterator(&cell))->Next());
@@ -152,13 +152,13 @@ TEST_F(SystemFile, AStringIsAsWideAsItsLongestValue) {
               ElementsAre("[M\xC3\xBCnchen] [x               ]", "[Ulm     ] [123456789       ]"));
 }
 
-TEST_F(SystemFile, EveryColumnHasThePlainFormat) {
+TEST_F(SystemFile, NumbersAndStringsHaveThePlainFormat) {
   const auto source = Open("a,b,c\n1,1,x\n2,2.5,y\n");
 
   for (int i = 0; i < 3; ++i) EXPECT_EQ(source->GetVariable(i).GetFormat(), VariableFormat());
 }
 
-TEST_F(SystemFile, DerivesTheStevensScaleFromCategoriesAndType) {
+TEST_F(SystemFile, DerivesTheMeasurementLevelFromCategoriesAndType) {
   const auto source = Open("number,text,named,ordered\n1,x,1,1\n", R"({"fields": [
       {"name": "number", "type": "number"},
       {"name": "named", "categories": [1, 2]},
@@ -328,8 +328,9 @@ TEST_F(SystemFile, StoresWhetherItsPasswordIsMangled) {
   EXPECT_TRUE(source->GetPasswordMangled());
 }
 
-// Files are read in chunks of 65536 bytes; each byte of the record is at a chunk boundary once.
-TEST_F(SystemFile, DoesNotDependOnChunkBoundaries) {
+// The first block is read up to byte 65536. This boundary falls before each byte of the record in
+// turn.
+TEST_F(SystemFile, DoesNotDependOnBlockBoundaries) {
   const std::string record = "\"q \"\"\xC3\xBC\"\",\r\n\",1\r\n";
   const std::string header = "name,b\r\n";
   for (std::size_t before = 0; before <= record.size(); ++before) {
@@ -342,7 +343,7 @@ TEST_F(SystemFile, DoesNotDependOnChunkBoundaries) {
   }
 }
 
-TEST_F(SystemFile, ReadsAHeaderLongerThanAChunk) {
+TEST_F(SystemFile, ReadsAHeaderLongerThanABlock) {
   const std::string name(70000, 'n');
 
   EXPECT_THAT(Names(*Open(name + "\tb\n1\t2\n")), name + "|b|");

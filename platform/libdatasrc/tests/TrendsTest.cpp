@@ -50,7 +50,7 @@ TEST(TrendsInfoOfASource, IsAssignedInPlace) {
   EXPECT_EQ(*std::as_const(source).GetTrendsInfo(), Monthly());
 }
 
-TEST(TrendsInfoOfASource, IsUnchangedAfterItsDateVariablesAreDeleted) {
+TEST(TrendsInfoOfASource, IsUnchangedAfterItsTimeVariablesAreDeleted) {
   DataFreeDataSource source;
   source.MakeVariable(ORVX_Variable(kYear, "YEAR_"), nullptr);
   *source.GetTrendsInfo() = Monthly();

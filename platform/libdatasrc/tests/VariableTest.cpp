@@ -64,7 +64,7 @@ TEST(Variable, ChangingADefaultVariableDoesNotChangeOthers) {
   EXPECT_EQ(ORVX_Variable().GetName(), "");
 }
 
-TEST(Variable, UnsharedIsChangedInPlace) {
+TEST(Variable, IsChangedInPlaceIfUnshared) {
   ORVX_Variable variable = Age();
   const std::string* const name = &variable.GetName();
 

@@ -79,7 +79,7 @@ TEST_F(RefCntObject, ACopyOfAnUnshareableObjectIsShareable) {
   EXPECT_FALSE(original.IsShareable());
 }
 
-TEST_F(RefCntObject, AssigningDoesNotChangeCountAndFlag) {
+TEST_F(RefCntObject, AssigningDoesNotChangeCountOrFlag) {
   Counted target(deletions_);
   target.AddReference();
   target.MarkUnshareable();
@@ -111,7 +111,7 @@ TEST_F(RefCntObject, HasAVirtualDestructor) {
 
 // Interleaving: all threads start together, so their calls overlap. The initial reference is
 // removed last, which deletes the object.
-TEST_F(RefCntObject, LosesNoCountBetweenThreads) {
+TEST_F(RefCntObject, CountsExactlyWhileThreadsAddAndRemoveReferences) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 20'000;
   const auto* const object = new Counted(deletions_);

@@ -138,7 +138,7 @@ TEST(TextOfAMessage, ListsTheChangesOfAModifiedVariable) {
             "modified variable \"age\": name \"age\" -> \"years\"; label none -> \"Age in years\"");
 }
 
-TEST(TextOfAMessage, NamesTheVariablesInUse) {
+TEST(TextOfAMessage, NamesTheVariablesOfWeightFilterAndSplit) {
   EXPECT_EQ(About<WeightVarMsg>(kAgeID).ToString(), "weight: 1:3");
   EXPECT_EQ(Named(About<WeightVarMsg>(kAgeID)), "weight: \"age\"");
   EXPECT_EQ(Named(About<WeightVarMsg>(LocallyUniqueID(1, 7))), "weight: 1:7 (no such variable)");
@@ -196,7 +196,7 @@ TEST(TextOfAMessage, CountsUnreadableBytes) {
   EXPECT_EQ(Block(17, "\\").ToString(), "attributes: 1 byte that cannot be read");
 }
 
-TEST(TextOfAMessage, QuotesAShortExtensionAndCountsOtherBytes) {
+TEST(TextOfAMessage, QuotesAShortPrintableExtensionAndCountsTheBytesOfOthers) {
   EXPECT_EQ(Block(0, "page 2").ToString(), "extension of type 0: \"page 2\"");
   EXPECT_EQ(Block(0, "").ToString(), "extension of type 0: none");
   EXPECT_EQ(Block(3, "a\x01").ToString(), "extension of type 3: 2 bytes");

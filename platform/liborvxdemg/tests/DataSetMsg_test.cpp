@@ -104,7 +104,7 @@ ModifyVarMsg Modify() {
   return {0, kDataset, 12, Age()};
 }
 
-// Records which operation of the visitor was called.
+// Records which operations of the visitor were called.
 class Witness final : public DataSetMsgVisitor {
  public:
   void Visit(const InsertVarsMsg&) override { seen.push_back("insert"); }
@@ -183,12 +183,12 @@ TEST(DataSetMsg, ACopyHasNoName) {
   ExpectCommonFields(copy);
 }
 
-TEST(InsertVarsMsg, HasThisEncoding) {
+TEST(InsertVarsMsg, KeepsItsEncoding) {
   InsertVarsMsg message = Insert();
   EXPECT_EQ(BytesOf(message), kInsertBytes);
 }
 
-TEST(InsertVarsMsg, RoundTrips) {
+TEST(InsertVarsMsg, DecodesItsFields) {
   const auto message = ReadAs<InsertVarsMsg>(kInsertBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -196,12 +196,12 @@ TEST(InsertVarsMsg, RoundTrips) {
   EXPECT_EQ(message->GetAnchor(), LocallyUniqueID(1, 3));
 }
 
-TEST(DeleteVarsMsg, HasThisEncoding) {
+TEST(DeleteVarsMsg, KeepsItsEncoding) {
   DeleteVarsMsg message = Delete();
   EXPECT_EQ(BytesOf(message), kDeleteBytes);
 }
 
-TEST(DeleteVarsMsg, RoundTrips) {
+TEST(DeleteVarsMsg, DecodesItsFields) {
   const auto message = ReadAs<DeleteVarsMsg>(kDeleteBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -215,12 +215,12 @@ TEST(DeleteVarsMsg, MayBeEmpty) {
   EXPECT_THAT(read->GetVariables(), IsEmpty());
 }
 
-TEST(MoveVarsMsg, HasThisEncoding) {
+TEST(MoveVarsMsg, KeepsItsEncoding) {
   MoveVarsMsg message = Move();
   EXPECT_EQ(BytesOf(message), kMoveBytes);
 }
 
-TEST(MoveVarsMsg, RoundTrips) {
+TEST(MoveVarsMsg, DecodesItsFields) {
   const auto message = ReadAs<MoveVarsMsg>(kMoveBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -228,19 +228,19 @@ TEST(MoveVarsMsg, RoundTrips) {
   EXPECT_EQ(message->GetTarget(), 1);
 }
 
-TEST(ModifyVarMsg, HasThisEncoding) {
+TEST(ModifyVarMsg, KeepsItsEncoding) {
   ModifyVarMsg message = Modify();
   EXPECT_EQ(BytesOf(message), kModifyBytes);
 }
 
-TEST(ModifyVarMsg, RoundTrips) {
+TEST(ModifyVarMsg, DecodesItsFields) {
   const auto message = ReadAs<ModifyVarMsg>(kModifyBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
   EXPECT_EQ(message->GetVariable(), Age());
 }
 
-TEST(ResetUndoMsg, HasNoArgumentsAndThisEncoding) {
+TEST(ResetUndoMsg, KeepsItsEncodingAndSetsNoCommonFields) {
   ResetUndoMsg message;
   EXPECT_EQ(message.GetLeading(), 0U);
   EXPECT_TRUE(message.GetDataSetID().IsNull());
@@ -248,7 +248,7 @@ TEST(ResetUndoMsg, HasNoArgumentsAndThisEncoding) {
   EXPECT_EQ(BytesOf(message), kResetUndoBytes);
 }
 
-TEST(ResetUndoMsg, RoundTrips) {
+TEST(ResetUndoMsg, IsDecoded) {
   EXPECT_NE(ReadAs<ResetUndoMsg>(kResetUndoBytes), nullptr);
 }
 
@@ -285,7 +285,7 @@ TEST(ReadDataSetMsg, DecodesConsecutiveMessages) {
   EXPECT_NO_THROW(stream.ExpectEnd());
 }
 
-TEST(ReadDataSetMsg, RejectsAnUnknownSignatureWithItsPosition) {
+TEST(ReadDataSetMsg, RejectsAnUnknownSignatureAndReportsItsPosition) {
   const std::string bytes = kMoveBytes +
                             "\x14\0\0\0"
                             "DEMessages::ErrorMsg"

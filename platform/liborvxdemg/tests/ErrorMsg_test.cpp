@@ -23,12 +23,12 @@ void Read(std::string_view bytes) {
   ReadAll(bytes, message);
 }
 
-TEST(ErrorMsg, HasThisEncoding) {
+TEST(ErrorMsg, KeepsItsEncoding) {
   ErrorMsg message(2001, "Gone");
   EXPECT_EQ(BytesOf(message), kNotFoundBytes);
 }
 
-TEST(ErrorMsg, RoundTrips) {
+TEST(ErrorMsg, DecodesItsFields) {
   ErrorMsg message;
   ReadAll(kNotFoundBytes, message);
   EXPECT_EQ(message.GetCode(), 2001U);
@@ -48,7 +48,7 @@ TEST(ErrorMsg, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(kNotFoundBytes, Read);
 }
 
-TEST(ErrorMsg, IsRejectedInVersionTwoAndUnderAnotherSignature) {
+TEST(ErrorMsg, IsRejectedWithAnotherVersionOrSignature) {
   std::string second = kNotFoundBytes;
   second[24] = '\x02';
   EXPECT_THROW(Read(second), VStreamError);

@@ -128,12 +128,12 @@ const std::string kImputationBytes =
     "\0\0\0\0"
     "\x02\0\0\0\0\0\0\0"s;
 
-TEST(WeightVarMsg, HasThisEncoding) {
+TEST(WeightVarMsg, KeepsItsEncoding) {
   WeightVarMsg message(0, kDataset, kSequence, kYear);
   EXPECT_EQ(BytesOf(message), kWeightBytes);
 }
 
-TEST(WeightVarMsg, RoundTrips) {
+TEST(WeightVarMsg, DecodesItsFields) {
   const auto message = ReadAs<WeightVarMsg>(kWeightBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -145,12 +145,12 @@ TEST(WeightVarMsg, NullIdentifierMeansNoWeight) {
   EXPECT_TRUE(ReadAs<WeightVarMsg>(BytesOf(message))->GetVariableID().IsNull());
 }
 
-TEST(FilterVarMsg, HasThisEncoding) {
+TEST(FilterVarMsg, KeepsItsEncoding) {
   FilterVarMsg message(0, kDataset, kSequence, kMonth);
   EXPECT_EQ(BytesOf(message), kFilterBytes);
 }
 
-TEST(FilterVarMsg, RoundTrips) {
+TEST(FilterVarMsg, DecodesItsFields) {
   const auto message = ReadAs<FilterVarMsg>(kFilterBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -162,12 +162,12 @@ TEST(FilterVarMsg, NullIdentifierMeansNoFilter) {
   EXPECT_TRUE(ReadAs<FilterVarMsg>(BytesOf(message))->GetVariableID().IsNull());
 }
 
-TEST(SplitFileMsg, HasThisEncoding) {
+TEST(SplitFileMsg, KeepsItsEncoding) {
   SplitFileMsg message(0, kDataset, kSequence, 2, kBoth, true);
   EXPECT_EQ(BytesOf(message), kSplitBytes);
 }
 
-TEST(SplitFileMsg, RoundTrips) {
+TEST(SplitFileMsg, DecodesItsFields) {
   const auto message = ReadAs<SplitFileMsg>(kSplitBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -204,12 +204,12 @@ TEST(SplitFileMsg, RejectsANegativeCount) {
   EXPECT_THROW(SplitFileMsg(0, kDataset, kSequence, -1, kBoth, false), std::invalid_argument);
 }
 
-TEST(FileLabelChangeMsg, HasThisEncoding) {
+TEST(FileLabelChangeMsg, KeepsItsEncoding) {
   FileLabelChangeMsg message(0, kDataset, kSequence, "Survey");
   EXPECT_EQ(BytesOf(message), kLabelBytes);
 }
 
-TEST(FileLabelChangeMsg, RoundTrips) {
+TEST(FileLabelChangeMsg, DecodesItsFields) {
   const auto message = ReadAs<FileLabelChangeMsg>(kLabelBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -227,12 +227,12 @@ TEST(FileLabelChangeMsg, NullLabelBecomesEmpty) {
   EXPECT_EQ(FileLabelChangeMsg(0, kDataset, kSequence, nullptr).GetLabel(), "");
 }
 
-TEST(FileSpecChangeMsg, HasThisEncoding) {
+TEST(FileSpecChangeMsg, KeepsItsEncoding) {
   FileSpecChangeMsg message(0, kDataset, kSequence, "/a.csv", true);
   EXPECT_EQ(BytesOf(message), kFileSpecBytes);
 }
 
-TEST(FileSpecChangeMsg, RoundTrips) {
+TEST(FileSpecChangeMsg, DecodesItsFields) {
   const auto message = ReadAs<FileSpecChangeMsg>(kFileSpecBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -256,12 +256,12 @@ TEST(FileSpecChangeMsg, NullNameBecomesEmpty) {
   EXPECT_EQ(FileSpecChangeMsg(0, kDataset, kSequence, nullptr, true).GetFileSpec(), "");
 }
 
-TEST(DataSetModifiedMsg, HasThisEncoding) {
+TEST(DataSetModifiedMsg, KeepsItsEncoding) {
   DataSetModifiedMsg message(0, kDataset, kSequence, true);
   EXPECT_EQ(BytesOf(message), kModifiedBytes);
 }
 
-TEST(DataSetModifiedMsg, RoundTrips) {
+TEST(DataSetModifiedMsg, DecodesItsFields) {
   const auto message = ReadAs<DataSetModifiedMsg>(kModifiedBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -273,13 +273,13 @@ TEST(DataSetModifiedMsg, RoundTripsAClearFlag) {
   EXPECT_FALSE(ReadAs<DataSetModifiedMsg>(BytesOf(message))->GetModified());
 }
 
-TEST(TrendsInfoMsg, HasThisEncoding) {
+TEST(TrendsInfoMsg, KeepsItsEncoding) {
   const ORVX_TrendsInfo trends = Monthly();
   TrendsInfoMsg message(0, kDataset, kSequence, &trends);
   EXPECT_EQ(BytesOf(message), kTrendsBytes);
 }
 
-TEST(TrendsInfoMsg, RoundTrips) {
+TEST(TrendsInfoMsg, DecodesItsFields) {
   const auto message = ReadAs<TrendsInfoMsg>(kTrendsBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -302,12 +302,12 @@ TEST(TrendsInfoMsg, DecodingReplacesTheOldContent) {
   EXPECT_EQ(message.GetTrendsInfo(), none);
 }
 
-TEST(ResetClientDataMsg, HasThisEncoding) {
+TEST(ResetClientDataMsg, KeepsItsEncoding) {
   ResetClientDataMsg message(0, kDataset, kSequence, -1);
   EXPECT_EQ(BytesOf(message), kResetClientDataBytes);
 }
 
-TEST(ResetClientDataMsg, RoundTrips) {
+TEST(ResetClientDataMsg, DecodesItsFields) {
   const auto message = ReadAs<ResetClientDataMsg>(kResetClientDataBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -320,12 +320,12 @@ TEST(ResetClientDataMsg, RoundTripsTheLargestCount) {
   EXPECT_EQ(ReadAs<ResetClientDataMsg>(BytesOf(message))->GetRowCount(), kMost);
 }
 
-TEST(ExtensionsMsg, HasThisEncoding) {
+TEST(ExtensionsMsg, KeepsItsEncoding) {
   ExtensionsMsg message(0, kDataset, kSequence, MakeBlock(7, 3, "a\0z"s));
   EXPECT_EQ(BytesOf(message), kExtensionBytes);
 }
 
-TEST(ExtensionsMsg, RoundTrips) {
+TEST(ExtensionsMsg, DecodesItsFields) {
   const auto message = ReadAs<ExtensionsMsg>(kExtensionBytes);
   ASSERT_NE(message, nullptr);
   ExpectCommonFields(*message);
@@ -369,7 +369,7 @@ TEST(ExtensionsMsg, RejectsANullBlock) {
   EXPECT_THROW(ExtensionsMsg(0, kDataset, kSequence, Block(nullptr)), std::invalid_argument);
 }
 
-TEST(ExtensionsMsg, DefaultHasAnEmptyBlock) {
+TEST(ExtensionsMsg, IsConstructedWithAnEmptyBlockByDefault) {
   const ExtensionsMsg message;
   ASSERT_TRUE(message.GetExtension().IsValid());
   EXPECT_EQ(message.GetExtension()->GetType(), 0);
@@ -377,7 +377,7 @@ TEST(ExtensionsMsg, DefaultHasAnEmptyBlock) {
   EXPECT_EQ(message.GetExtension()->GetLength(), 0);
 }
 
-TEST(ImputationInfoMsg, HasNoArgumentsAndThisEncoding) {
+TEST(ImputationInfoMsg, KeepsItsEncodingAndSetsNoCommonFields) {
   ImputationInfoMsg message;
   EXPECT_EQ(message.GetLeading(), 0U);
   EXPECT_TRUE(message.GetDataSetID().IsNull());
@@ -387,7 +387,7 @@ TEST(ImputationInfoMsg, HasNoArgumentsAndThisEncoding) {
   EXPECT_EQ(BytesOf(message), kImputationBytes);
 }
 
-TEST(ImputationInfoMsg, RoundTrips) {
+TEST(ImputationInfoMsg, DecodesItsFields) {
   const auto message = ReadAs<ImputationInfoMsg>(kImputationBytes);
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(message->RowsPerImputation(), 2);
@@ -431,8 +431,8 @@ INSTANTIATE_TEST_SUITE_P(PropertyMessages, EachPropertyMessage,
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 
-// Sets the count or length at `place` to `lie`, and checks that the message in `bytes` is then
-// rejected at that place.
+// Sets the count, length or flag at `place` to the invalid value `lie`, and checks that the message
+// in `bytes` is then rejected at that place.
 void ExpectLieRefused(std::string bytes, std::size_t place, char lie) {
   bytes[place] = lie;
   try {

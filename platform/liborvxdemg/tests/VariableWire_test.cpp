@@ -92,7 +92,7 @@ const std::string kFromFormatOn =
     "\x01\0\0\0" "\x01\0\0\0" "a" "\x01\0\0\0" "\x02\0\0\0" "b2"s;  // attributes
 // clang-format on
 
-TEST(VariableEncoding, HasThisEncoding) {
+TEST(VariableEncoding, KeepsItsEncoding) {
   ORVX_Variable variable;
   variable.SetFormat({VariableFormat::Kind::DateTime, 19, 6});
   variable.SetValueLabels({{1.0, "one"}, {"x", ""}});

@@ -29,7 +29,7 @@ TEST(ReportedErrorMsgResponse, RoundTrips) {
   EXPECT_EQ(BytesOf(response), kYesBytes);
 }
 
-TEST(ReportedErrorMsgResponse, RoundTripsBothAnswers) {
+TEST(ReportedErrorMsgResponse, DecodesTheAnswerNo) {
   std::string bytes = kYesBytes;
   bytes.back() = '\0';
   ReportedErrorMsgResponse response;
@@ -55,7 +55,7 @@ TEST(ReportedErrorMsgResponse, IsRejectedAtEveryTruncation) {
   ExpectEveryTruncationRefused(kYesBytes, Read);
 }
 
-TEST(ReportedErrorMsgResponse, IsRejectedInVersionTwoAndUnderAnotherSignature) {
+TEST(ReportedErrorMsgResponse, IsRejectedWithAnotherVersionOrSignature) {
   std::string second = kYesBytes;
   second[42] = '\x02';
   EXPECT_THROW(Read(second), VStreamError);

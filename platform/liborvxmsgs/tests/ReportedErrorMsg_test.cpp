@@ -40,12 +40,12 @@ TEST(ReportedErrorMsg, CopiesTextAndIdentifier) {
   EXPECT_EQ(message.GetDataSetID(), LocallyUniqueID(3, 69));
 }
 
-TEST(ReportedErrorMsg, HasThisEncoding) {
+TEST(ReportedErrorMsg, KeepsItsEncoding) {
   ReportedErrorMsg message = Warning();
   EXPECT_EQ(BytesOf(message), kWarningBytes);
 }
 
-TEST(ReportedErrorMsg, RoundTrips) {
+TEST(ReportedErrorMsg, DecodesItsFields) {
   ReportedErrorMsg message;
   ReadAll(kWarningBytes, message);
   EXPECT_EQ(message.GetText().Text(), "Late");
@@ -63,7 +63,7 @@ TEST(ReportedErrorMsg, IsRejectedInVersionTwo) {
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 
-TEST(ReportedErrorMsg, IsRejectedUnderAnotherSignature) {
+TEST(ReportedErrorMsg, IsRejectedWithAnotherSignature) {
   std::string bytes = kWarningBytes;
   bytes[33] = 'x';
   EXPECT_THROW(Read(bytes), VStreamError);

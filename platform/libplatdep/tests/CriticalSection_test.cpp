@@ -12,7 +12,7 @@ namespace {
 constexpr int kThreads = 4;
 constexpr int kRounds = 5'000;
 
-// Runs `round` on several threads that start together.
+// Calls `round` kRounds times on each of kThreads threads, which start together.
 template <class Round>
 void PlayTogether(Round round) {
   std::latch start(kThreads);

@@ -87,7 +87,7 @@ TEST_F(ExtNameStrOpening, FollowsALinkToAFile) {
   EXPECT_EQ(FirstLine(file), "id\tname\n");
 }
 
-TEST_F(ExtNameStrOpening, UsesTheLastName) {
+TEST_F(ExtNameStrOpening, UsesTheNameThatWasSetLast) {
   ExtNameStr name;
   name.SetGeneric(Path("missing"));
   name.SetGeneric(Path("data.tsv"));
@@ -191,7 +191,7 @@ TEST_F(ExtNameStrOpening, TwoOpenFilesMayDenyWritingAtTheSameTime) {
 
   second.reset();
 
-  // Closing the second file would have released a lock that belongs to the process.
+  // A lock that belonged to the process would have been released when the second file was closed.
   EXPECT_FALSE(other.LockForWriting());
 }
 

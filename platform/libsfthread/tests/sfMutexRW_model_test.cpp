@@ -356,7 +356,7 @@ class Stage {
   std::array<Actor, kThreads> actors_;
 };
 
-TEST(MutexRWModel, AgreesInEveryInterleavingOfThreeThreads) {
+TEST(MutexRWModel, PredictsTheLockInEveryInterleavingOfThreeThreads) {
   Stage stage;
   Plan plan;
   int runs = 0;
@@ -402,7 +402,7 @@ std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   return found;
 }
 
-TEST(MutexRWModel, AdmitsEveryReaderWithinTheTimeLimit) {
+TEST(MutexRWModel, EveryReaderBehindAWriterIsAdmittedWithinTheTimeLimit) {
   const auto runs = RunsToReadersBehindAWaitingWriter();
   ASSERT_FALSE(runs.empty());
   std::array<Stage, 16> stages;  // the stages wait concurrently

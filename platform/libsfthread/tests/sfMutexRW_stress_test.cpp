@@ -1,7 +1,7 @@
-// Random use of the reader/writer lock on many threads: reads and writes that are nested, passed to
-// other threads, released there, or held while helpers read. No thread may wait long, and no reader
-// may see a partial write. LOCK_STRESS_SECONDS sets the duration, LOCK_STRESS_SEED the random
-// choices.
+// Random use of the reader/writer lock on many threads: reads are nested, or held while helpers
+// read; reads and writes are also released by other threads. No thread may wait 20 seconds, and no
+// reader may see a partial write. LOCK_STRESS_SECONDS sets the duration, LOCK_STRESS_SEED the
+// random choices.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -37,7 +37,7 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// Records the longest wait; aborts the program if a wait does not end.
+// Measures waits: how many there were, the longest, and whether one does not end.
 class Waits {
  public:
   template <class Call>

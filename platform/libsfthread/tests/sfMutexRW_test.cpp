@@ -229,8 +229,8 @@ TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
   EXPECT_TRUE(IsFree());
 }
 
-// Interleaving: a second writer waits; the first writer releases and immediately calls writeLock()
-// again.
+// Interleaving: a second writer sleeps in writeLock(); the first writer releases and immediately
+// tries to acquire the lock again.
 TEST_F(MutexRW, NobodyOvertakesTheNextWriter) {
   Actor waiting;
   lock_.writeLock();
@@ -328,8 +328,8 @@ TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
   EndReads(2);
 }
 
-// Interleaving: the reads of three threads are released by other threads, so that only the first
-// thread still reads; then the first thread reads again.
+// Interleaving: other threads release the reads of the second and the third thread, so that only
+// the first thread still reads; then the first thread reads again.
 TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
   Actor first, second, third, other;
   Read(first);
@@ -416,7 +416,7 @@ TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
 
 // Interleaving: a thread reads two locks, so that it no longer remembers reading the first lock,
 // and reads the first lock again.
-TEST_F(MutexRWBehindAWriter, AReaderOfTwoLocksNests) {
+TEST_F(MutexRWBehindAWriter, AReaderNestsAfterReadingAnotherLock) {
   sfMutexRW second;
   Actor reader;
   Read(reader);
@@ -463,7 +463,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
     LetAWriterWait();
     for (int longer = 1; longer <= 4; longer *= 2) {
       ExpectToRead(comes);
-      std::this_thread::sleep_for(longer * kFirstClosing / 3);  // the lock is open to readers
+      // Longer than the lock then admits readers, a quarter of the time for which it blocked them.
+      std::this_thread::sleep_for(longer * kFirstClosing / 3);
     }
     EndReads(4);
     Read(stays);

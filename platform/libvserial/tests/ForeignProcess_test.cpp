@@ -75,7 +75,7 @@ TEST(ForeignProcess, DecodesSignatureVersionAndFields) {
   EXPECT_EQ(point.switched, 1);
 }
 
-TEST(ForeignProcess, ObjectsAreConsecutive) {
+TEST(ForeignProcess, DecodesConsecutiveObjects) {
   VStream out;
   Point first = {1, 2}, second = {3, 4};
   first.Process(out);
@@ -102,7 +102,7 @@ TEST(ForeignProcess, RejectsASignatureWithTheSamePrefix) {
             R"(at byte 0: expected the signature "Test::Point", found "Test::Point\x00!")");
 }
 
-TEST(ForeignProcess, AnotherSignatureIsQuotedInTheErrorText) {
+TEST(ForeignProcess, ErrorTextQuotesAndTruncatesAnotherSignature) {
   VStream out;
   std::string foreign = "\x1B[2J" + std::string(1000, 'x') + "\xFF";
   out.String(foreign);
@@ -123,7 +123,7 @@ TEST(ForeignProcess, RejectsEarlierAndLaterVersions) {
   }
 }
 
-TEST(ForeignProcess, RejectsAnOverlongSignature) {
+TEST(ForeignProcess, RejectsASignatureLengthBeyondTheBytes) {
   EXPECT_EQ(Complaint("\xFF\xFF\xFF\xFFTest::Point"sv),
             "at byte 0: expected a length of at most 11 in what is left, found 4294967295");
 }

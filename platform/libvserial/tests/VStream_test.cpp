@@ -97,7 +97,7 @@ TEST(VStreamFormat, CountsAreFourBytes) {
   EXPECT_EQ(stream.Bytes(), "\x02\x01\x00\x00"sv);
 }
 
-TEST(VStreamRoundTrip, PreservesEveryInteger) {
+TEST(VStreamRoundTrip, PreservesTheExtremesOfEveryIntegerType) {
   ExpectRoundTrip(&VStream::Int8, Extremes<std::int8_t>());
   ExpectRoundTrip(&VStream::Uint8, Extremes<std::uint8_t>());
   ExpectRoundTrip(&VStream::Int16, Extremes<std::int16_t>());
@@ -197,7 +197,7 @@ TEST(VStreamFormat, ARecordIsItsValuesWithoutPadding) {
             "\x02\x00\x00\x00\x0B\x00\x0C\x00"sv);
 }
 
-TEST(VStreamReading, ATruncatedRecordIsRejectedAtItsEnd) {
+TEST(VStreamReading, ARecordIsRejectedAtEveryTruncation) {
   const std::string bytes = SampleBytes();
 
   for (std::size_t size = 0; size < bytes.size(); ++size) {
@@ -246,7 +246,7 @@ TEST(VStreamReading, AFailedReadLeavesTheValueUnchanged) {
   EXPECT_EQ(real, 1.5);
 }
 
-TEST(VStreamReading, ABoolIsZeroOrOne) {
+TEST(VStreamReading, ABoolOtherThan0And1IsRejected) {
   bool truth = false;
 
   EXPECT_EQ(ComplaintOf("\x02", [&](VStream& stream) { stream.Bool(truth); }),

@@ -39,7 +39,7 @@ long GlobalCallsOf(Action action) {
 
 constexpr std::size_t kTooMuch = std::numeric_limits<std::ptrdiff_t>::max();
 
-TEST(VUGlobal, TheGlobalOperatorsOfThisProgramCountCalls) {
+TEST(VUGlobal, GlobalOperatorsAreCountedInThisProgram) {
   EXPECT_EQ(GlobalCallsOf([] { ::operator delete(::operator new(8)); }), 2);
 }
 
@@ -86,7 +86,7 @@ TEST(VUGlobal, DeletingNullDoesNothing) {
   EXPECT_EQ(GlobalCallsOf([] { delete static_cast<Object*>(nullptr); }), 0);
 }
 
-TEST(VUGlobal, PlacementNewReturnsThePlaceAndFreesNothing) {
+TEST(VUGlobal, PlacementNewReturnsThePlaceAndItsDeleteFreesNothing) {
   alignas(Object) unsigned char place[sizeof(Object)];
 
   auto* const object = new (static_cast<void*>(place)) Object;

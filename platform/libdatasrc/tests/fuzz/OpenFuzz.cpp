@@ -14,7 +14,7 @@
 namespace {
 
 constexpr char kSeparator = '\x1E';
-constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // the blocks that are read
+constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // for the blocks that are read
 constexpr std::size_t kBytesPerByte = 500;
 
 std::size_t allocated = 0;  // since the start of the input, including freed memory
