@@ -87,7 +87,7 @@ TEST(CaseReaderWithProgress, CountsTheBytesOfTheSourcesRows) {
               ElementsAre(Pair(0, 60000), Pair(24576, 60000), Pair(49152, 60000)));
 }
 
-TEST(CaseReaderWithProgress, DoesNotKnowTheTotalWithoutTheNumberOfCases) {
+TEST(CaseReaderWithProgress, TheTotalIs0IfTheNumberOfCasesIsUnknown) {
   const auto source = ManyCases();
   PassedOn edited(source.get());
   edited.DeleteVariables(0, 0);  // the rows that `edited` passes on still have both values

@@ -52,7 +52,7 @@ TEST(FieldRules, OnlyANumberMayBeInfiniteOrNaNInAnyCase) {
   }
 }
 
-TEST(FieldRules, AnInfinityHasNoSurroundingsAndNoMarks) {
+TEST(FieldRules, AnInfinityAllowsNoTextAroundItAndIgnoresMarks) {
   FieldRules rules = Of(Type::Number);
   rules.isBareNumber = false;
   rules.groupMark = "I";

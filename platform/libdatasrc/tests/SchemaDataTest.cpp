@@ -102,7 +102,7 @@ TEST_F(SchemaData, NumbersMayBeInfiniteOrNaN) {
             "unique");
 }
 
-TEST_F(SchemaData, AnInfinityIsTextUnlessTheSchemaSaysNumber) {
+TEST_F(SchemaData, AnInfinityIsTextUnlessTheSchemaTypeIsNumber) {
   EXPECT_GT(Variable("1\nINF\n", R"("title": "no type")").GetType(), 0);
   EXPECT_GT(Variable("1\n-INF\n", R"("type": "any")").GetType(), 0);
 }
