@@ -40,7 +40,7 @@ struct IndexEntry;
 // The place of an entry in one table.
 struct IndexLink {
   std::uint64_t hash = 0;
-  IndexEntry* next = nullptr;    // for a root: the root of another key in the same bucket
+  IndexEntry* next = nullptr;    // for a root: the next root in the same bucket
   IndexEntry* parent = nullptr;  // null for a root
   IndexEntry* left = nullptr;
   IndexEntry* right = nullptr;
@@ -81,7 +81,7 @@ struct FileNameMatch {
 // A hash table of entries by one key: the identifier, the handle name or the file name. `Match`
 // compares an item with a key. The table is intrusive, because setting a name must not allocate.
 // Entries with the same key, such as all datasets without a handle name, form a binary heap ordered
-// by position. So the root of the heap is the first of these datasets. Each step of a merge of two
+// by position, so the root of the heap is the first of these datasets. Each step of a merge of two
 // heaps chooses a child at random, which keeps the expected depth logarithmic.
 template <class Match>
 class KeyTable {
@@ -89,7 +89,8 @@ class KeyTable {
   // The first entry that satisfies `match`; null if there is none.
   IndexEntry* First(const Match& match) const { return PlaceOf(match); }
 
-  // Makes room for `count` keys. If Reserve throws, nothing has changed.
+  // Doubles the number of buckets if it is less than `count`. If Reserve throws, nothing has
+  // changed.
   void Reserve(std::size_t count) {
     if (count <= Size()) return;
     KeyTable larger(bits_ + 1);
@@ -198,8 +199,9 @@ class DatasetIndex {
   // acquiring the leaf lock. If Append throws, nothing has changed.
   void Append(SvrDMItem& item, std::unique_ptr<IndexEntry> entry) SDM_REQUIRES(leafMutex);
 
-  // Removes the item, to which the caller has a reference, from the list. Returns its entry, which
-  // the caller deletes after releasing the leaf lock; null if the item is not in the list.
+  // Removes the item from the list and the index. The caller has a reference to the item, so the
+  // item is not destroyed here. Returns its entry, which the caller deletes after releasing the
+  // leaf lock; null if the item is not in the list.
   std::unique_ptr<IndexEntry> Remove(const SvrDMItem& item) SDM_REQUIRES(leafMutex);
 
   // Removes all items from the index; the caller clears the list. Returns the entries, which the

@@ -1,7 +1,7 @@
 // The records of the lock monitor: one table per thread, written only by that thread.
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
-// the tables, a thread sets kPaused, then waits for the busy tables. A writer needs no memory
+// the tables, a thread sets kPaused, then waits until no table is busy. A writer needs no memory
 // barrier between its two steps, because the pausing thread makes every thread of the process run a
 // barrier (membarrier). If the kernel has no membarrier, kFences makes every writer run its own
 // barrier.
@@ -33,7 +33,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Label = std::array<char, 32>;
 
-// Limits the time that continuous reports can pause the other threads.
+// Limits how often reports can pause the other threads.
 constexpr auto kTimeBetweenReports = std::chrono::milliseconds(1);
 
 // Reads the coarse clock, which takes about 7 ns, a fifth of the time of the steady clock.
@@ -76,8 +76,8 @@ bool Excludes(const Record& hold, const Record& wait) {
 // table.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
-  // The table's thread accesses the fields below while `busy` is set (Edit), other threads while
-  // the tables are paused (Pause). Thread-safety annotations cannot express this.
+  // The table's thread accesses the fields below while `busy` is set (Edit), and any thread may
+  // access them while the tables are paused (Pause). Thread-safety annotations cannot express this.
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
@@ -85,7 +85,7 @@ struct ThreadLocks {
   bool waitIsReported = false;      // whether the handler was called for a long wait
   bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
   ThreadName name;
-  bool hasThread = true;
+  bool hasThread = true;   // guarded by pauseMutex
   bool isVisited = false;  // used by the search for a deadlock
 };
 
@@ -114,8 +114,8 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// Both variables are in the static TLS block, because access to them is most of the cost of a
-// record.
+// Both variables are in the static TLS block, because recording a lock spends most of its time
+// accessing them.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 
@@ -303,8 +303,8 @@ struct Incidents {
   Clock::time_point noticed = Now();
 };
 
-// Whether a chain of waits leads from `table` to a lock that `target` holds. Appends the chain to
-// `steps`, last step first.
+// Whether a chain of waits leads from `table` to a lock that `target` holds. If so, appends the
+// chain to `steps`, last step first, and marks its waits as reported.
 bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& steps)
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   table.isVisited = true;
@@ -322,8 +322,7 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& s
   return false;
 }
 
-// Does nothing if another thread has already reported the deadlock, which is possible after the
-// wait is recorded.
+// Does nothing if another thread has found the deadlock since the wait was recorded.
 void FindDeadlock(ThreadLocks& table, Incidents& incidents) noexcept
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (table.deadlockIsReported) return;
@@ -447,8 +446,8 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   return true;
 }
 
-// `table` is the calling thread's. Reads the table under an Edit, because another thread's report
-// may mark the wait as reported at any time.
+// `table` is the table of the calling thread. Reads it under an Edit, because another thread may
+// mark the wait as reported at any time.
 bool WasTooLong(ThreadLocks& table) {
   const Edit edit(table);
   return IsTooLong(table, Now());

@@ -51,9 +51,9 @@ inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
   RecordHold(lock.kind, lock.mode, lock.dataset, lock.address, lock.registry, who);
 }
 
-// Removes the record of the lock that `handle` acquired, on whichever thread. Call RemoveHold
-// before releasing the lock. With a null `handle`, removes the last record of the lock that has no
-// handle: a record of the calling thread or, if it has none, of another thread.
+// Removes the record of the lock that `handle` acquired, on any thread. Call RemoveHold before
+// releasing the lock. With a null `handle`, removes the last record of the lock without a handle: a
+// record of the calling thread or, if that thread has none, of another thread.
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
 // Removes `handle` from the record of the lock that the handle acquired. Call ClearHandle if the
@@ -64,7 +64,7 @@ void ClearHandle(LockReport::Kind kind, const void* address, const void* handle)
 class WaitRecord {
  public:
   // Records the wait, searches for a deadlock and for long waits of other threads, and calls the
-  // handler for each that it finds.
+  // handler for each incident.
   WaitRecord(const LockRequest& lock, LockHolder who) noexcept;
   WaitRecord(const WaitRecord&) = delete;
   WaitRecord& operator=(const WaitRecord&) = delete;
@@ -77,9 +77,10 @@ class WaitRecord {
   bool waiting_;
 };
 
-// Records a lock that is held for a scope and has no try operation: the registry lock, which is
-// recursive, or the notification mutex. Construct a ScopeRecord before acquiring the lock. Without
-// contention, the constructor does not search for deadlocks and pauses no other thread.
+// Records a lock that is held for a scope and has no try operation: the registry lock or the
+// notification mutex. Only the first of nested acquisitions of the registry lock is recorded.
+// Construct a ScopeRecord before acquiring the lock. Without contention, the constructor does not
+// search for deadlocks and pauses no other thread.
 class ScopeRecord {
  public:
   explicit ScopeRecord(const LockRequest& lock) noexcept;
@@ -106,7 +107,7 @@ class MonitoredGuard {
   }
   MonitoredGuard(const MonitoredGuard&) = delete;
   MonitoredGuard& operator=(const MonitoredGuard&) = delete;
-  // Removes the record first: a thread never appears to hold a lock that it has released.
+  // Removes the record first, so that no thread appears to hold a lock that it has released.
   ~MonitoredGuard() { record_.reset(); }
 
  private:

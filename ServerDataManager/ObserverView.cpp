@@ -84,7 +84,7 @@ class Comparison {
     }
   }
 
-  // Queues no message here: the message that resets the client data carries the row count.
+  // Queues no message: the message that resets the client data, queued later, has the row count.
   void CompareRowCount() {
     if (snapshot_.rowCount == source_.RowCount()) return;
     snapshot_.anyChange = true;
@@ -174,7 +174,7 @@ class Comparison {
   }
 
   bool SplitChanged() const {
-    // CompareVariables may have deleted or moved split variables of the view.
+    // CompareVariables drops deleted and moved variables from the view's split.
     if (view_.GetNSplitVars() != snapshot_.splitCount) return true;
     if (snapshot_.splitCount != source_.GetNSplitVars()) return true;
     if (snapshot_.splitCount == 0) return false;

@@ -23,18 +23,19 @@ class SDM_EXPORT SvrDMObserverView {
   SvrDMObserverView(const SvrDMObserverView&) = delete;
   SvrDMObserverView& operator=(const SvrDMObserverView&) = delete;
 
-  // With true, the next Update does not compare the variable lists but queues two messages, one
-  // that deletes all variables and one that inserts all. That Update clears the request.
+  // With true, the next Update does not compare the variable lists but queues two messages: the
+  // first deletes all variables of the view, the second inserts all variables of the data source.
+  // That Update clears the request.
   void SetBulkVarMoves(bool bulk);
 
-  // Queues on the item one message for each difference between the view and the item's data source
-  // (an empty source if it has none), in the order of the comparison, and applies each change to
-  // the view. A changed variable definition makes the data source dirty.
+  // Compares the view with the item's data source (an empty source if the item has none). Queues
+  // messages for the differences on the item, in the order of the comparison, and applies each
+  // change to the view. A changed variable definition makes the data source dirty.
   //
   // An exception from the data source or from a message (only std::bad_alloc, with the bundled
-  // platform) propagates. Queued messages stay queued, the view has exactly the changes that they
-  // describe, and the next Update continues from there. Stops the process if the view does not
-  // accept a change.
+  // platform) propagates. Queued messages stay queued, the view has the changes that they describe,
+  // and the next Update continues from there. Stops the process if the view does not accept a
+  // change of a variable.
   void Update();
 
  private:

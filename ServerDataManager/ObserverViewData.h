@@ -23,12 +23,11 @@ struct Snapshot {
 
   // The fields below are not part of the fixed layout.
 
-  // Whether variables, row count, weight, filter, trends or split changed; other changes do not
-  // count. Cleared after the comparison of the attributes; if an update throws before that, a later
-  // update clears it.
+  // Whether variables, row count, weight, filter, trends or split have changed since the attributes
+  // were last compared; other changes do not count.
   bool anyChange = false;
   // The number of split variables as last reported. The view has fewer split variables if some were
-  // deleted since.
+  // deleted or moved since.
   unsigned int splitCount = 0;
 };
 

@@ -17,8 +17,8 @@
 //
 // A move copies: the source keeps its reference.
 //
-// Assignment releases the old object before it shares the new one. So do not write `p = p->next` if
-// the old object may hold the only reference to the next: copy the pointer first.
+// Assignment releases the old object before it shares the new object. So do not write `p = p->next`
+// if the old object may hold the only reference to the next object: copy the pointer first.
 //
 // Threads: a pointer belongs to one thread at a time. Different threads may have pointers to one
 // object if T's reference count is thread-safe.

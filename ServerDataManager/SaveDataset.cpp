@@ -40,9 +40,9 @@ void RefuseFileOfAnother(const SvrDMWriteableDataSource& writer, const std::stri
   }
 }
 
-// An observer that ignores the changes. A pass compares the dataset only if it has an observer.
-// Without a comparison before the save, a later pass would find the old changes of variables and
-// mark the saved dataset as dirty.
+// An observer that ignores the changes. Without observers, a pass may skip the comparison. Without
+// a comparison before the save, a later pass would find the old changes of variables and mark the
+// saved dataset as dirty.
 class ComparedByPass : public SvrDMDataSetObserver {
  public:
   explicit ComparedByPass(SvrDMDataset& dataset) : dataset_(dataset) { dataset_.Register(*this); }

@@ -19,7 +19,7 @@ class SvrDMWriteableDataSource;
 // modification time, and the dirty flag is cleared. Readers wait until the writer is released.
 //
 // Runs a notification pass before it saves, because a pass marks a dataset with modified variables
-// as dirty. The pass of the writer's release then notifies observers of the file name and the
+// as dirty. The pass at the writer's release then notifies observers of the file name and the
 // cleared flag.
 //
 // To save over a file that another program may have changed, first check

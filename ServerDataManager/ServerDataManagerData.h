@@ -1,4 +1,5 @@
-// ServerDataManager::Data: the state of the registry, and its operations without locking.
+// ServerDataManager::Data: the state of the registry, and the operations on it. An operation takes
+// the registry lock only where its comment says so. Internal.
 
 #ifndef SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
 #define SERVERDATAMANAGER_SERVERDATAMANAGERDATA_H_
@@ -29,23 +30,24 @@ struct SDM_HIDDEN ServerDataManager::Data {
   explicit Data(ServerDataManager* registry) : owner(registry) {}
 
   // Builds an item with `ds` (null for none), appends it and sends the creation notice if one is
-  // due. Sets `ds` to null when the item owns the source, even if Add throws later.
+  // due. Sets `ds` to null as soon as the item or the filter hook owns it, even if Add throws
+  // later.
   void Add(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
            const std::string& password, bool passwordFlag, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence) SDM_REQUIRES(lock);
 
-  // Calls Add with the next identifier and returns that identifier. Takes the lock.
+  // Calls Add with the next identifier and returns that identifier. Takes the registry lock.
   LocallyUniqueID AddNew(ORVX_DataSource*& ds, const std::string& name, bool hasPassword,
                          const std::string& password, bool passwordFlag, bool quiet);
 
   // Deletes the first item with the identifier, if any, then adds a new item with this identifier.
-  // Takes the lock.
+  // Takes the registry lock.
   void Replace(ORVX_DataSource*& ds, const std::string& name, bool quiet, LocallyUniqueID id,
                unsigned int caseSequence);
 
   // Returns the source that the filter hook returns for `ds`, or `ds` if there is no hook. If the
-  // returned source is not built on `ds`, the hook has taken ownership of the given source, and
-  // `ds` is set to null.
+  // returned source is not built on `ds`, the hook has taken ownership of `ds`, and the pointer is
+  // set to null.
   ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const SDM_REQUIRES(lock);
 
   // Returns a new item with `ds`, not registered yet. If `name` is in use, `name` becomes the
@@ -87,8 +89,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   // The order of the fields is fixed: other binaries and the order of destruction depend on it.
   //
-  // The items are in the order of registration. The index changes the list, which has gaps until
-  // Index().Compact().
+  // The items are in the order of registration. The list may have gaps (empty pointers), which
+  // Index().Compact() removes.
   std::vector<SvrDMItemPtr> items SDM_GUARDED_BY(sdm_internal::leafMutex);
   std::list<ServerDataManagerObserver*> observers SDM_GUARDED_BY(lock);  // borrowed
   LocallyUniqueIDGenerator generator SDM_GUARDED_BY(lock){0, 0};
@@ -98,8 +100,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   // A notice in progress, to the observers that are registered when it begins. Observers may
   // register, unregister and delete datasets during the notice. An unregistered observer is
-  // skipped. An observer that is registered during the notice, even at the address of an
-  // unregistered observer, is first called in the next notice.
+  // skipped. An observer that is registered during the notice is first called in the next notice,
+  // even if it has the address of an unregistered observer.
   class Notice {
    public:
     explicit Notice(const Data& data) SDM_REQUIRES(data.lock);

@@ -11,18 +11,18 @@
 
 // The registry borrows an observer from Register to Unregister.
 //
-// A notification pass may send a creation notice. The thread of the pass holds the dataset's write
-// lock, so the observer must not create a handle that locks the dataset. The observer may register
-// and unregister dataset observers, even on the created dataset. But if the observers of a dataset
-// call the registry, registering on that dataset may deadlock while another thread releases a
-// writer of the dataset. A registry observer must not delete a dataset again in each deletion
-// notice of that dataset: this would recurse forever.
+// An observer must not create a handle that locks a dataset: its thread holds the registry lock
+// and, in a creation notice from a notification pass, the write lock of the created dataset. The
+// observer may register and unregister dataset observers, even on the created dataset. But if the
+// observers of a dataset call the registry, registering on that dataset may deadlock while another
+// thread releases a writer of the dataset. An observer must not delete a dataset again in each
+// deletion notice of that dataset: the notices would recurse forever.
 //
 // Threads: called on the thread that adds or deletes the dataset or runs its notification pass,
 // with the registry lock held. An observer may call the registry on that thread, even to register,
 // unregister, delete or clear. A notice in progress skips unregistered observers; an observer that
-// is registered during a notice, even at the address of an unregistered observer, is first called
-// in the next notice. An observer must not wait for another thread that needs the registry.
+// is registered during a notice is first called in the next notice, even if it has the address of
+// an unregistered observer. An observer must not wait for another thread that needs the registry.
 class SDM_EXPORT ServerDataManagerObserver {
  public:
   virtual ~ServerDataManagerObserver() = default;
@@ -34,9 +34,9 @@ class SDM_EXPORT ServerDataManagerObserver {
   // its deletion notice.
   virtual void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) = 0;
 
-  // The dataset is about to be removed but still registered. Also called for a dataset that never
-  // had a data source and therefore had no creation notice. An exception propagates to the caller
-  // that deletes the dataset, which stays registered.
+  // The dataset is about to be removed, but is still registered. Also called for a dataset that
+  // never had a data source and therefore had no creation notice. An exception propagates to the
+  // caller that deletes the dataset, which stays registered.
   virtual void DataSetDeleted(const LocallyUniqueID& id) = 0;
 };
 

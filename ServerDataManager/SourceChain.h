@@ -11,8 +11,8 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// Whether `ancestor` is `child` itself or one of its parents. If one argument is null, returns true
-// only if both are null.
+// Whether `ancestor` is `child` itself or above it in its chain. If one argument is null, returns
+// true only if both are null.
 //
 // Threads: not safe while another thread changes the chain.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);

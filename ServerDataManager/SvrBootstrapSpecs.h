@@ -67,8 +67,8 @@ class SDM_EXPORT SvrBootstrapSpecs {
   std::vector<std::pair<double, std::uint32_t>>& CaseStats();
   const std::vector<std::pair<double, std::uint32_t>>& CaseStats() const;
 
-  // Prints everything but split ends and case statistics, as fourteen fixed lines with the number
-  // format of the stream. Returns `stream`.
+  // Prints everything but split ends and case statistics, as fourteen lines in the number format of
+  // the stream. Returns `stream`.
   std::ostream& Display(std::ostream& stream) const;
 
  private:

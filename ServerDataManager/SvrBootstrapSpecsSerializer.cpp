@@ -187,7 +187,7 @@ class Fields {
 
 using ListSetter = void (SvrBootstrapSpecs::*)(std::vector<int>&&);
 
-// Decodes a list and sets it. If it is empty, `specs` keeps its own list.
+// Decodes a list and sets it. If the decoded list is empty, `specs` keeps its own list.
 void ReadList(Fields& fields, SvrBootstrapSpecs& specs, ListSetter set) {
   std::vector<int> list;
   fields.AppendList(list);
@@ -250,7 +250,7 @@ class Inspection {
  private:
   bool Holds(std::uint64_t size) const { return size <= bytes_.size() - offset_; }
 
-  // Returns 64 bits, so that products do not overflow.
+  // Returns the number at `offset_`, in 64 bits so that products do not overflow.
   std::uint64_t UnsignedHere() const {
     return NumberAt<std::uint32_t>(bytes_.data() + offset_, swapped_);
   }

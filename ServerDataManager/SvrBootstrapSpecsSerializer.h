@@ -61,7 +61,7 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
       Whole,           // complete: deserializeSpecs can decode it
       Truncated,       // the bytes end inside the field at `offset`
       UnknownVersion,  // the version at `offset` is not 1
-      ListTooLong,     // the list size at `offset` needs more bytes than there are
+      ListTooLong,     // the list with its size at `offset` needs more bytes than remain
     };
     enum class ByteOrder { Native, Swapped };
 

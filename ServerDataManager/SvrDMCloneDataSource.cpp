@@ -114,7 +114,7 @@ int SvrDMCloneDataSource::NParents() const {
 
 bool SvrDMCloneDataSource::ShowParents(bool show) {
   const bool shown = GetParentSource() != nullptr;
-  // Removes const because parent links are not const; nothing changes the source through this link.
+  // Removes const because parent links are not const; nothing changes the source through the link.
   SetParentSource(show ? const_cast<ORVX_DataSource*>(Source()) : nullptr);
   return shown;
 }

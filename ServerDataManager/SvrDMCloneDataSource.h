@@ -24,16 +24,16 @@
 // dictionary. ObsProjector(clone, clone) converts rows to the clone's dictionary. A
 // FilteredDataSource on a clone converts the rows itself.
 //
-// The owned source is not the parent of the clone, except after ShowParents(true). A chain ends at
-// a clone, so a dataset with a clone of a saved file is not treated as a dataset of that file.
+// The owned source is not the parent of the clone, except after ShowParents(true). So a chain ends
+// at a clone, and a dataset with a clone of a saved file is not treated as a dataset of that file.
 // Deleting a chain stops after a clone, even if the clone shows its parent: the sources above the
 // clone belong to all its copies. A clone without an owned source has no rows.
 //
 // Threads: several threads may read one clone, make iterators and copy it; copies are independent.
 // The owned source must then support iterators on several threads. ShowParents and edits of the
-// dictionary need exclusive access. While one thread makes an iterator, others may see
-// GetParentSource() set; ParentOf ignores that. No lock is held while the owned source makes its
-// iterator.
+// dictionary need exclusive access. While one thread makes an iterator, GetParentSource() of the
+// clone may be set on other threads; ParentOf ignores this link. No lock is held while the owned
+// source makes its iterator.
 class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
   // Owns `source`, which may be null, with its chain of parents, and copies its dictionary. If the
@@ -52,8 +52,9 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   ~SvrDMCloneDataSource() override;
 
   // Returns a new PassThroughIter over the rows of the owned source (no rows without an owned
-  // source); the caller owns the iterator. The iterator may outlive the owned source if iterators
-  // of that source may. After the call, even if it throws, the clone does not show its parent.
+  // source); the caller owns the iterator. The iterator may outlive the owned source if the
+  // source's own iterators may. After the call, even if it throws, the clone does not show its
+  // parent.
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The values of the owned source; 0 without an owned source.
@@ -64,7 +65,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   int NParents() const override;
 
   // With true, makes the owned source the parent of this clone, until MakeIterator is called. With
-  // false, clears the parent. Returns whether there was a parent before.
+  // false, clears the parent. Returns whether the parent was set before the call.
   bool ShowParents(bool show);
 
   // The parent of any source; null for none. Ignores the parent that a clone shows while it makes

@@ -132,8 +132,8 @@ class SDM_EXPORT SvrDMDataset {
   bool WindowHidden(bool hidden);
 
   // --- Handles at work on the dataset ---
-  // After a failed try (see SvrDMWriteableDataSource), a count may be below zero. The result is
-  // then a number near 2^32.
+  // Each failed try leaves the count of writers one too high and the count of readers one too low
+  // (see SvrDMWriteableDataSource). A count below zero is returned as a number near 2^32.
   // Threads: any.
 
   // Includes writers that still wait for the lock.
@@ -143,8 +143,8 @@ class SDM_EXPORT SvrDMDataset {
   // --- Saved file and creation time ---
 
   // LockSavFileInUse opens the file GetFileName() for reading, and denies writing to other programs
-  // if the file system supports this. First it closes a file that is open under another name. If it
-  // cannot open the file, it fails silently. UnlockSavFileInUse closes the file.
+  // if the file system supports locks. First it closes a file that is open under another name. If
+  // it cannot open the file, it fails silently. UnlockSavFileInUse closes the file.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();

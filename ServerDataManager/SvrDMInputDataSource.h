@@ -16,10 +16,10 @@ class ORVX_DataSource;
 
 // Counts as a reader of the dataset from construction to destruction. Cannot be copied.
 //
-// Threads: may be constructed on one thread and destroyed on another. A new reader waits only
-// briefly for a waiting writer (see libsfthread/sfMutexRW.h). So a thread with a reader may create
-// another reader of the same dataset, and may wait for threads that do so. A thread that holds a
-// writer of the dataset and creates a reader deadlocks.
+// Threads: may be constructed on one thread and destroyed on another. A waiting writer never blocks
+// a new reader forever (see libsfthread/sfMutexRW.h). So a thread with a reader may create another
+// reader of the same dataset, and may wait for other threads that create readers of it. A thread
+// that holds a writer of the dataset and creates a reader deadlocks.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  protected:
   // A tag for TryRead and TryWrite, which construct the handle after acquiring the lock.

@@ -100,7 +100,7 @@ void SvrDMWriteableDataSource::IncrementCaseSequence() {
   AddToField(Item().CaseSequence(), 1);
 }
 
-// Adds one, like IncrementCaseSequence, so that clients do not see a number twice.
+// Adds one, like IncrementCaseSequence, so that clients do not see a case sequence twice.
 void SvrDMWriteableDataSource::UndoIncrementCaseSequence() {
   IncrementCaseSequence();
 }

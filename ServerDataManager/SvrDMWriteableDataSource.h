@@ -86,7 +86,7 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void SetDataSet(ORVX_DataSource* ds);
 
   // Both functions add one to the case sequence, which wraps around. UndoIncrementCaseSequence does
-  // not subtract, so that clients do not see a number twice.
+  // not subtract, so that clients do not see a case sequence twice.
   void IncrementCaseSequence();
   void UndoIncrementCaseSequence();
 
@@ -99,9 +99,9 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void ClearNotifications();
 
   // Storage that the observers of one notification pass share, so that work such as encoding the
-  // messages is done once. It is empty for the first observer and destroyed after the last. An
-  // observer must not change a value whose type it does not know. Borrowed until OnDataSetChanged
-  // returns; null outside OnDataSetChanged of this dataset.
+  // messages is done once. It is empty for the first observer and destroyed after the last observer
+  // was called. An observer must not change a value whose type it does not know. Borrowed until
+  // OnDataSetChanged returns; null outside OnDataSetChanged for this dataset.
   // Threads: the thread of the pass.
   std::any* PassData() const;
 

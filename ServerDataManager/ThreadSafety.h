@@ -49,8 +49,8 @@
 
 namespace sdm_internal {
 
-// A std::mutex with annotations, which the class of the standard library may lack. Lock a Mutex
-// with MutexLock.
+// A std::mutex with annotations, because std::mutex itself may have none. Lock a Mutex with
+// MutexLock.
 //
 // Threads: any.
 class SDM_CAPABILITY("mutex") Mutex {

@@ -27,7 +27,7 @@ namespace sdm_internal {
 inline constexpr std::uint64_t kHashPrime = (std::uint64_t{1} << 61) - 1;
 __extension__ using WideHash = unsigned __int128;
 
-// Reduces `number` modulo the prime. This is simple because 2^61 is 1 modulo the prime.
+// Reduces `number` modulo the prime, by adding the bits above 2^61: 2^61 is 1 modulo the prime.
 constexpr std::uint64_t ReducedHash(std::uint64_t number) {
   const std::uint64_t sum = (number & kHashPrime) + (number >> 61);
   return sum >= kHashPrime ? sum - kHashPrime : sum;

@@ -40,7 +40,7 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 }
 
 // Compares two variable lists in one forward pass over the source. At each position, edits the view
-// until its variable there equals the source's. Lower positions are settled and not searched again.
+// until both lists have equal variables there. Lower positions are settled and not searched again.
 //
 // Queues the same messages as a linear search of the view from the current position would, but is
 // faster: it uses the view's index of identifiers, and looks up each view variable in the source
@@ -189,8 +189,8 @@ class StepwisePass {
 };
 
 // A set of positions in a list: one bit per position, and a Fenwick tree (Fenwick, "A New Data
-// Structure for Cumulative Frequency Tables", 1994) of the number of bits in each word. Empty sets
-// allocate nothing.
+// Structure for Cumulative Frequency Tables", 1994) of the number of set bits in each word. Empty
+// sets allocate nothing.
 class PositionSet {
  public:
   // An empty set, for a list of `size` variables.
@@ -235,10 +235,10 @@ class PositionSet {
 // unique identifiers. It skips blocks with equal stamps. It does not change the view until all
 // messages are queued; then the view takes over the source's variables in one step.
 //
-// At each moment, the list that a stepwise comparison would have edited consists of the source's
-// variables below `index`, followed by the view's variables from `next_` on without the positions
-// in `taken_`, which were moved or deleted. So the position of a variable in that list is found by
-// counting.
+// When the source's variables below `index` are settled, StepwisePass would have edited the view to
+// this list: those variables, followed by the view's variables from `next_` on, without the
+// variables at the positions in `taken_`, which were moved or deleted. So the position of a
+// variable in that list is found by counting.
 template <class Source>
 class StampedPass {
  public:
@@ -287,8 +287,8 @@ class StampedPass {
     DeleteRest();
   }
 
-  // Skips the view's block at `next_` if its stamp is `stamp`. No variable of the block can be
-  // taken, because the source would then contain that variable twice.
+  // Skips the view's block at `next_` if its stamp is `stamp`. No variable of the block is taken:
+  // the source contains each of them only once, in the equal block.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);
@@ -398,7 +398,8 @@ class StampedPass {
     if (!removed.empty()) Queue<DeleteVarsMsg>(-1, std::move(removed));
   }
 
-  // Queues a message about the variable at `index`; -1 if the source does not contain the variable.
+  // Queues a message about the variable at position `index` of the source; -1 for deleted
+  // variables.
   template <class Message, class... Arguments>
   void Queue(int index, Arguments&&... arguments) {
     QueueMessage<Message>(item_, std::forward<Arguments>(arguments)...);
@@ -417,7 +418,7 @@ class StampedPass {
   int checkedEnd_ = 0;
   std::vector<std::uint64_t> sourceStamps_;  // sorted; empty until needed
   std::vector<LocallyUniqueID> moved_;
-  std::vector<int> settled_;  // the positions of variables with a message
+  std::vector<int> settled_;  // the source positions of variables with a message
   bool changed_ = false;
   bool modified_ = false;
   bool typeChanged_ = false;

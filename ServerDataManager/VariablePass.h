@@ -10,8 +10,8 @@ namespace sdm_internal {
 
 // Makes the view's variables equal to those of `source`, and queues a message for each difference.
 // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
-// never clears these flags. If it throws, std::bad_alloc for instance, the changes made so far
-// stay: the view has them and the queue has their messages.
+// never clears these flags. If CompareVariables throws, for instance std::bad_alloc, the changes
+// made so far stay: the view has them and the queue has their messages.
 void CompareVariables(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item,
                       bool& anyChange, bool& resetClientData);
 

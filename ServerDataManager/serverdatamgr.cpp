@@ -28,7 +28,7 @@ namespace {
 
 constexpr unsigned int kUnknownDataset = 2001;  // ErrorMsg code
 
-// Takes the leaf lock. The empty name matches no file.
+// Whether the item has the file name `name`; false for the empty name. Takes the leaf lock.
 bool HasFile(const SvrDMItemPtr& item, const std::string& name) {
   const LeafLock held;
   return !item->FileName().empty() && IsSameName(item->FileName(), name);
@@ -48,7 +48,7 @@ class PendingSource {
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
-// Unlocked cores
+// ServerDataManager::Data
 
 DatasetIndex& ServerDataManager::Data::Index() {
   return static_cast<IndexedData&>(*this).index;
@@ -164,7 +164,7 @@ void ServerDataManager::Data::Notice::Skip(const Data& data,
 void ServerDataManager::Data::Delete(SvrDMItemPtr item) {
   if (!item.IsValid()) return;
   const LocallyUniqueID id = item->ID();
-  // A dataset that never had a source has no creation notice, but still gets a deletion notice.
+  // Also sent for a dataset that never had a source, although it had no creation notice.
   if (item->NotifyDelete()) {
     const Lock held(*this);
     Notice(*this).Send([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });
@@ -207,9 +207,9 @@ bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
   if (!item.NotifyDelete()) return false;
   if (item.NotifiedCreation()) return false;
   if (item.DataSource() == nullptr) return false;
-  // The flag is set before the lock is acquired, so that only one of two threads sends the creation
-  // notice. It is set before any observer runs, so that a call from inside the notice does not send
-  // another notice.
+  // Of several threads, only the thread that sets the flag sends the creation notice. The flag is
+  // set before any observer is called, so that a call from inside the notice does not send another
+  // notice.
   return item.SetNotifiedCreation();
 }
 
@@ -220,7 +220,7 @@ void ServerDataManager::Data::Announce(const SvrDMItem& item, const Notice& noti
 }
 
 // ---------------------------------------------------------------------------------------------
-// Locked entries
+// Public operations
 
 ServerDataManager& ServerDataManager::GetInstance() {
   return instance_.registry;
@@ -286,8 +286,8 @@ SvrDMItemPtr ServerDataManager::GetDataSet(const std::string& handle) const {
 std::vector<SvrDMDataset> ServerDataManager::GetAllDatasets() const {
   const Data::Lock held(*data_);
   std::vector<SvrDMDataset> datasets;
-  // Allocates before the leaf lock is acquired. Until then, other threads can remove datasets but
-  // not add any, because adding needs the registry lock.
+  // Allocates before the leaf lock is acquired. The allocated size stays sufficient: other threads
+  // may remove datasets, but they need the registry lock to add any.
   datasets.reserve(data_->Count());
   const LeafLock heldToo;
   data_->Index().Compact();
@@ -312,8 +312,8 @@ void ServerDataManager::Delete(const LocallyUniqueID& id) {
 }
 
 void ServerDataManager::Clear() {
-  // Observers may delete other datasets inside a notice, so `index` may be out of range. At then
-  // returns an empty pointer, which Delete ignores.
+  // Observers may delete other datasets inside a notice, so `index` may be out of range. In that
+  // case, At() returns an empty pointer, which Delete ignores.
   for (std::size_t index = data_->Count(); index-- > 0;) data_->Delete(data_->At(index));
 }
 

@@ -11,17 +11,18 @@
 // The registry lock:
 //
 //   guards     the list of datasets, the registry observers, the generator of identifiers
-//   taken by   every operation of the registry unless stated otherwise; recursive
+//   taken by   every operation of the registry unless stated otherwise. A thread that holds the
+//              registry lock may acquire it again
 //   held       while registry observers are called
 //   order      after the locks of a dataset (svrdmitem.h). A thread that holds the registry lock
 //              never waits for a reader/writer lock: handles acquire their lock after the registry
-//              has released its own. The thread may register and unregister dataset observers,
-//              which takes a notification mutex; but this may deadlock if another thread is
-//              releasing a writer of that dataset and the dataset's observers call the registry.
+//              lock has been released. The thread may register and unregister observers of a
+//              dataset, which takes the dataset's notification mutex. But both may deadlock if
+//              another thread is releasing a writer of the dataset and the dataset's observers call
+//              the registry.
 //
-// The registry lock does not guard the state of a dataset. Names are compared under a separate
-// lock, which the registry acquires for a short time after the registry lock. Passwords have no
-// lock.
+// The registry lock does not guard the state of a dataset. To compare names, the registry briefly
+// acquires a separate lock, after the registry lock. Passwords have no lock.
 
 #ifndef SERVERDATAMANAGER_SERVERDATAMGR_H_
 #define SERVERDATAMANAGER_SERVERDATAMGR_H_
@@ -42,7 +43,7 @@ class ServerDataManagerObserver;
 
 class SDM_EXPORT ServerDataManager {
  public:
-  // The registry of this process. It exists from the loading of the library and is never destroyed.
+  // The registry of this process. It exists once the library is loaded, and is never destroyed.
   // At exit it releases its datasets without notifying observers: a dataset without a handle is
   // destroyed, with its data source. Other threads, exit handlers and destructors of static objects
   // may still call the registry after that; it is then empty.
@@ -52,8 +53,8 @@ class SDM_EXPORT ServerDataManager {
   // A separate registry, with its own datasets, identifiers and lock.
   ServerDataManager();
   // Releases the datasets without notifying observers. Datasets that still have handles survive,
-  // but must not be written: a notification pass would call the registry. The destructor of a data
-  // source must not call the registry either.
+  // but must not be written: a notification pass would call the registry. The destructors of the
+  // data sources must not call the registry.
   ~ServerDataManager();
   ServerDataManager(const ServerDataManager&) = delete;
   ServerDataManager& operator=(const ServerDataManager&) = delete;
@@ -132,7 +133,7 @@ class SDM_EXPORT ServerDataManager {
   // The holders and waiters of the locks of this registry and its datasets, at one moment. Includes
   // deleted datasets that still have handles. Empty while the monitor (LockMonitor.h) is off. Waits
   // until a millisecond after the previous report, and calls the monitor's handler for long waits.
-  // Threads: any. Holds locks only while it copies the records.
+  // Threads: any. Takes neither the registry lock nor any lock of a dataset.
   LockReport GetLockReport() const;
 
   // --- Deleting ---

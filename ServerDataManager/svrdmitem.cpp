@@ -29,8 +29,9 @@ using namespace sdm_internal;
 
 namespace {
 
-// Exists while the observers of an item are called, and has the data that they share (PassData). An
-// observer may cause a pass of another item on the same thread, so these objects form a stack.
+// Exists while the observers of an item are called, and contains the data that the observers share
+// (PassData). An observer may cause a pass of another item on the same thread, so these objects
+// form a stack.
 class ObserversBeingCalled {
  public:
   explicit ObserversBeingCalled(const SvrDMItem& item)
@@ -59,7 +60,7 @@ constexpr int kExclusive = 1;   // the lock type of sfGuard
 constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
 
 // Calls `succeeds` at least once, until it returns true or the time is up. The lock has no timed
-// wait, so this function pauses between tries, each time twice as long, up to a limit.
+// wait, so this function pauses between tries, each time twice as long, up to 5 ms.
 template <class Try>
 bool RepeatWithin(std::chrono::milliseconds longest, Try succeeds) {
   using namespace std::chrono;
@@ -453,8 +454,8 @@ bool SvrDMItem::PasswordMangled() const {
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(source)) {
     return file->GetPasswordMangled();
   }
-  // A filter over a saved file counts as that file. Parents of the parent are not checked: clients
-  // rely on this.
+  // A filter over a saved file counts as that file. Clients rely on only the direct parent being
+  // checked.
   const ORVX_DataSource* const parent =
       source != nullptr ? SvrDMCloneDataSource::ParentOf(*source) : nullptr;
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {

@@ -4,8 +4,7 @@
 // Items are made by ServerDataManager and held through SvrDMItemPtr; callers reach them through the
 // handles SvrDMDataset, SvrDMInputDataSource and SvrDMWriteableDataSource.
 //
-// The locks of an item, in the order in which they are acquired. A thread that holds the registry
-// lock (serverdatamgr.h) never waits for the reader/writer lock:
+// The locks of an item, in the order in which they are acquired:
 //
 //   lock                 taken by                      held while
 //   reader/writer lock   reader and writer handles     the data source is read or written
@@ -13,13 +12,15 @@
 //                                                      called, which may acquire the registry
 //                                                      lock, but no lock of this item
 //
-// A thread that locks a second dataset while it holds one, also inside an observer, must follow one
-// order of datasets in the whole program, for example by identifier.
+// A thread that holds the registry lock (serverdatamgr.h) never waits for the reader/writer lock.
+//
+// If threads lock a second dataset while they have locked one, even inside an observer, the whole
+// program must lock datasets in one order, for example by identifier.
 //
 // Counters and flags have no lock: each is one plain field, read and written from any thread. Names
-// are set, and compared by the registry, under one separate lock of the library. A reference to a
-// name or to the password is not protected: do not read through it while another thread sets the
-// value.
+// are set, and compared by the registry, under one separate lock of the library. That lock does not
+// protect a reference to a name, and the password has no lock: do not read through a reference
+// while another thread sets the value.
 
 #ifndef SERVERDATAMANAGER_SVRDMITEM_H_
 #define SERVERDATAMANAGER_SVRDMITEM_H_
@@ -70,8 +71,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager* manager,
             unsigned int caseSequence, const std::string& fileName, bool notifyDelete);
 
-  // An item with the null identifier and without name, registry and data source. The registry never
-  // uses it. It cannot be written: a notification pass would call the registry.
+  // An item with the null identifier and without a name, registry or data source. The registry
+  // never makes such an item. It must not be written: a notification pass would call the registry.
   SvrDMItem();
 
   // Stops the process: items are shared, never copied. Declared because RefCountPtr needs it.
@@ -79,7 +80,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   SvrDMItem& operator=(const SvrDMItem&) = delete;
 
   // Closes the saved file and deletes queued messages, the data source with its chain, and the
-  // bootstrap specification. An exception from any of them ends the process.
+  // bootstrap specification. An exception from one of their destructors ends the process.
   ~SvrDMItem() override;
 
   // Compare items by identifier.
@@ -118,13 +119,13 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any thread may check for null. To use the source, hold the read or the write lock.
   ORVX_DataSource* DataSource() const;
 
-  // Replaces the data source and deletes the sources that are not in the chain of `ds`: if `ds` is
-  // an ancestor of the current source, the sources below it; if `ds` is built on the current
-  // source, none; otherwise the whole current chain. Owns `ds`, which may be null. `ds` must not
-  // lie above a clone: the clone owns it. Replacing a source that is not null closes the saved file
-  // and queues a ResetUndoMsg; a new source that is not null opens the saved file again. After an
-  // exception, such as std::bad_alloc, the new source is in place, but the message may be missing
-  // or the file not open.
+  // Replaces the data source and deletes the sources that are not in the chain of `ds`: if the
+  // current source is built on `ds`, the current source and the sources between the two; if `ds` is
+  // built on the current source, none; otherwise the whole current chain. Owns `ds`, which may be
+  // null. `ds` must not be a source that a clone owns. Replacing a source that is not null closes
+  // the saved file and queues a ResetUndoMsg; a new source that is not null opens the saved file
+  // again. After an exception, such as std::bad_alloc, the new source is in place, but the message
+  // may be missing or the file not open.
   // Threads: the thread that holds the write lock.
   void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
   // For a source that the item already owns: the current source or one of its parents.
@@ -136,7 +137,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void DeleteDataSource();
 
   // --- Reader/writer lock ---
-  // Threads: any; a lock may be released on another thread than it was acquired on.
+  // Threads: any. A thread may release a lock that another thread acquired.
 
   // Waits for the read lock and returns true. `tryOnly` is ignored: readers always wait.
   bool AcquireReadLock(bool tryOnly) SDM_EXCLUDES(sdm_internal::anyRegistryLock);
@@ -151,7 +152,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void ReleaseLock();
 
   // --- Counters: handles at work on the dataset ---
-  // Not checked: a count falls below zero after a failed try (see SvrDMWriteableDataSource).
+  // The range is not checked: each failed try leaves the count of readers one too low (see
+  // SvrDMWriteableDataSource), possibly below zero.
   // Threads: any.
   int ReadersCount() const;
   int WritersCount() const;
@@ -178,7 +180,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Queues a message for the observers. Always owns the message: if the queue cannot grow, deletes
   // the message and throws. A null pointer is queued as it is.
-  // Threads: the thread that holds the write lock; also for the next three.
+  // Threads: the thread that holds the write lock; also for the next three operations.
   void AddNotification(DataSetMsg* message);
 
   // The queued messages, oldest first. Borrowed until the writer is released.
@@ -194,24 +196,26 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // One notification pass: compares the dataset with the snapshot, queues the differences, sends
   // the creation notice to registry observers if it is still due, calls every observer but
   // `originator` (which may be null) with `writer`, and empties the queue. Skips the comparison if
-  // no observer would be notified. If the queue is empty after the comparison, calls no observer.
+  // the dataset has no observer and no creation notice is due. If the queue is empty after the
+  // comparison, calls no observer.
   //
   // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
   // lost: queued messages stay queued, and the next pass compares the rest, sends the creation
-  // notice if it is still due, and delivers everything to every observer. Observers that were
-  // called before another observer threw receive the same messages again.
-  // Threads: the thread that holds the write lock. Takes the notification mutex, then releases it
-  // and takes the registry lock, then the notification mutex again.
+  // notice if it is still due, and delivers everything to every observer but its originator.
+  // Observers that were called before another observer threw receive the same messages again.
+  // Threads: the thread that holds the write lock. Takes one lock at a time: the notification mutex
+  // for the comparison, the registry lock for the creation notice, and the notification mutex again
+  // for the calls.
   void Notify(SvrDMWriteableDataSource const* writer, SvrDMDataSetObserver* originator)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock);
 
-  // The number of the client that makes the current change. Other binaries read the field; this
-  // library only stores it.
+  // Stores the number of the client that makes the current change. Other binaries read the field;
+  // this library does not.
   // Threads: any.
   void Originator(unsigned int& number);
 
   // With true, the next comparison is a bulk replacement: it queues two messages for the whole
-  // variable list instead of one message per changed variable.
+  // variable list instead of messages for the changed variables.
   // Threads: the thread that holds the write lock.
   void BulkVarMoves(bool bulk);
 
@@ -237,11 +241,11 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Opens the dataset's file for reading, denies writing to other programs if the file system
   // supports it, and records the modification time. First closes a file that is open under another
-  // name, even if only the case differs. Does nothing for the same name, and opens nothing for an
-  // empty name. If the file cannot be opened, fails silently; the next call tries again. If another
-  // program has the file open for writing, opens the file without denying writes; the next call
-  // does not try again.
-  // Threads: the thread that holds the write lock; also for the next two.
+  // name, even if only the case differs. Does nothing if the file is open under this name; opens
+  // nothing for an empty name. If the file cannot be opened, fails silently; the next call tries
+  // again. If another program has the file open for writing, opens the file without denying writes;
+  // the next call does not try again.
+  // Threads: the thread that holds the write lock; also for the next two operations.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 

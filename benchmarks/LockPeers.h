@@ -20,7 +20,7 @@
 #include <absl/synchronization/mutex.h>
 #endif
 
-// With the operations of std::shared_mutex.
+// A peer whose lock has the operations of std::shared_mutex.
 template <class Mutex>
 struct LockOf {
   Mutex lock;
@@ -30,7 +30,7 @@ struct LockOf {
   void EndWrite() { lock.unlock(); }
 };
 
-// Each peer: a name, and the operations of LockOf.
+// Each peer has a name, kName, and the operations of LockOf.
 
 struct Standard : LockOf<std::shared_mutex> {
   static constexpr const char* kName = "of_shared_mutex";
@@ -63,7 +63,8 @@ struct Boost : LockOf<boost::shared_mutex> {
 #ifdef SDM_HAS_ABSEIL
 struct Abseil {
   static constexpr const char* kName = "of_absl_mutex";
-  // A debug build of Abseil, as in Debian, otherwise spends most of the time on this detection.
+  // Without this call, a debug build of Abseil, such as Debian's, spends most of its time on the
+  // detection of deadlocks.
   Abseil() { absl::SetMutexDeadlockDetectionMode(absl::OnDeadlockCycle::kIgnore); }
   absl::Mutex lock;
   void Read() { lock.ReaderLock(); }

@@ -11,6 +11,7 @@
 #include <limits>
 #include <thread>
 
+// Returns the mean time of one call.
 template <class Operation>
 double SecondsOf(int times, Operation operation) {
   const auto start = std::chrono::steady_clock::now();
@@ -18,7 +19,7 @@ double SecondsOf(int times, Operation operation) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / times;
 }
 
-// Returns a number of calls that takes at least a millisecond.
+// Returns a number of calls that together take at least a millisecond.
 template <class Operation>
 int CallsOfABatch(Operation operation) {
   int calls = 1;
@@ -26,8 +27,8 @@ int CallsOfABatch(Operation operation) {
   return calls;
 }
 
-// Compares the shortest times of several alternating batches, so that load on the machine affects
-// both operations.
+// Compares the shortest times of 20 batches of each operation. The batches alternate, so that load
+// on the machine affects both operations.
 template <class Measured, class Peer>
 double Ratio(Measured measured, Peer peer) {
   const int measuredCalls = CallsOfABatch(measured);
@@ -41,7 +42,7 @@ double Ratio(Measured measured, Peer peer) {
   return shortest / shortestOfPeer;
 }
 
-// Returns the total throughput of both threads.
+// Runs the operation on two threads for 20 ms. Returns the calls of both threads per second.
 template <class Operation>
 double PerSecondOnTwoThreads(Operation operation) {
   std::atomic<bool> stop = false;
@@ -61,7 +62,7 @@ double PerSecondOnTwoThreads(Operation operation) {
   return static_cast<double>(calls) / seconds.count();
 }
 
-// Returns the median of many ratios. Each ratio compares a run of `measured` with the run of `peer`
+// Returns the median of 25 ratios. Each ratio compares a run of `measured` with the run of `peer`
 // that follows immediately.
 template <class Measured, class Peer>
 double ThroughputRatio(Measured measured, Peer peer) {

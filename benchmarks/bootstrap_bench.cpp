@@ -1,9 +1,8 @@
 // The cost of encoding and decoding a bootstrap specification with long lists.
 //
-// The peer copies the same number of bytes into a new string, or from a string into a new buffer.
-// The time is reported as a multiple of the peer's time (of_memcpy), measured alternately. It is
-// also reported as a multiple of the times of other libraries (SerialisationPeers.h) for the same
-// lists.
+// The peer copies the same number of bytes to a new buffer. The time is reported as a multiple of
+// the peer's time (of_memcpy), measured alternately, and as a multiple of the times of other
+// libraries (SerialisationPeers.h) for the same lists.
 
 #include <cstddef>
 #include <cstdint>
@@ -44,7 +43,7 @@ std::string Encoded(const SvrBootstrapSpecs& specs) {
   return bytes;
 }
 
-// The bytes that a machine of the other byte order writes: the bytes of each field are reversed.
+// Returns the bytes that a machine of the other byte order writes: each field is reversed.
 std::string EncodedSwapped(int length) {
   std::string bytes = Encoded(LongSpecs(length));
   std::size_t at = 0;
@@ -87,8 +86,8 @@ PlainLists ListsOf(const SvrBootstrapSpecs& specs) {
   return lists;
 }
 
-// Reports the time of `operation` as a multiple of the times of other libraries, for each of which
-// `operationOf` returns the same operation.
+// Reports the time of `operation` as a multiple of the times of other libraries. `operationOf`
+// returns the corresponding operation of a library.
 template <class Operation, class OperationOf>
 void CompareWithLibraries(benchmark::State& state, const SvrBootstrapSpecs& specs,
                           Operation operation, OperationOf operationOf) {

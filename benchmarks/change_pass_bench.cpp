@@ -134,7 +134,8 @@ BENCHMARK(EverySecondReplaced)
     ->Arg(1'000'000)
     ->Unit(benchmark::kMicrosecond);
 
-// Sets a source with the same variables that shares no records with the previous source.
+// Sets a new source with equal variables, which share no records with the variables of the previous
+// source.
 void EqualSourceSet(benchmark::State& state) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   for (auto _ : state) {
@@ -156,7 +157,7 @@ BENCHMARK(EqualSourceSet)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMicrosecond
 
 using Identifiers = std::vector<unsigned int>;
 
-// Before and after the shuffle.
+// Returns the identifiers before and after a shuffle.
 std::pair<Identifiers, Identifiers> ShuffledIdentifiers(std::size_t count) {
   Identifiers before(count);
   std::iota(before.begin(), before.end(), 0);

@@ -161,7 +161,7 @@ class NumbersInAFile {
 
   std::unique_ptr<SystemFileDataSource> TakeSource() { return std::move(source_); }
 
-  // A peer copies each row out of the vector, as an iterator does.
+  // One peer copies each row out of the vector, as an iterator does.
   double SumOfRows() const {
     std::vector<OBS> row(width_);
     double sum = 0;

@@ -3,8 +3,8 @@
 // std::shared_mutex and pthread_rwlock_t.
 //
 // Waiting times are reported as percentiles (10, 50, 90 and 99) in multiples of the hold time, and
-// as the maximum in milliseconds. If a wait of a peer does not end, the benchmark abandons the wait
-// after a while (given_up).
+// as the maximum in milliseconds. If a wait does not end within a second and 20 hold times, the
+// benchmark stops the threads that keep the lock busy (given_up).
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
@@ -139,7 +139,7 @@ class Others {
   std::vector<std::jthread> threads_;
 };
 
-// Stops the other threads if a wait does not end.
+// Stops the other threads if a wait takes longer than `after`. Call Restart before each wait.
 class GivingUp {
  public:
   GivingUp(Others& others, milliseconds after)
@@ -156,7 +156,8 @@ class GivingUp {
   std::jthread watch_;
 };
 
-// Acquires the lock with `take` and releases it with `end`, at random times.
+// Measures and reports the waits for the lock: acquires it with `take` at random times, and
+// releases it with `end`.
 template <class Take, class End>
 void ReportWaits(benchmark::State& state, Others& others, milliseconds hold, Take take, End end) {
   GivingUp givingUp(others, 20 * hold + milliseconds(1000));

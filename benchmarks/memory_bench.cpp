@@ -1,6 +1,6 @@
-// The memory of a dictionary and its snapshot, without the records of the variables, which both
-// share, and of the change streams of a dataset. It is measured as the size of the memory blocks
-// that operator new has handed out; the reported time has no meaning.
+// The memory of a dictionary and its snapshot, and of the change streams of a dataset. The records
+// of the variables, which dictionary and snapshot share, are not counted. Memory is measured as the
+// size of the blocks that operator new has handed out; the reported time has no meaning.
 
 #include <malloc.h>
 
@@ -24,7 +24,7 @@ namespace {
 
 std::atomic<std::size_t> allocatedBytes{0};
 
-// A block of malloc, with its header.
+// Returns the size of a block of malloc, with its header.
 std::size_t BlockSize(void* memory) {
   return malloc_usable_size(memory) + sizeof(std::size_t);
 }
@@ -77,8 +77,8 @@ class NoChannel final : public PackageProxy {
   short SendMessage(int, VSerializable*) override { return 0; }
 };
 
-// The memory that a change stream allocates when it is registered, and the memory that it keeps
-// after a pass. The digest is cached in the dictionary, so it costs a stream nothing.
+// The memory that a change stream allocates when it is registered, and the additional memory that
+// it keeps after a pass. The digest is cached in the dictionary, so it costs a stream nothing.
 void Streams(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/1000);
   NoChannel channel;

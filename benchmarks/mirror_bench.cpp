@@ -1,7 +1,8 @@
 // The cost of following a dataset: applying the decoded messages of a pass to the mirror, computing
 // the digest of the dictionary, and sending a pass to many clients.
 //
-// Each benchmark reports its time as a multiple of the times of its peers, measured alternately:
+// The benchmarks of the mirror and of the digest report their time as a multiple of the times of
+// their peers, measured alternately:
 //
 //   of_plain_vector    the same edits of a vector of plain definitions, with linear search
 //   of_whole_snapshot  a new mirror from the messages of a snapshot
@@ -149,7 +150,7 @@ void TakeTheDigestOfAnUnchangedDictionary(benchmark::State& state) {
 }
 BENCHMARK(TakeTheDigestOfAnUnchangedDictionary)->Arg(1'000);
 
-// The dictionary caches the hashes of the other variables.
+// The dictionary caches the hashes of the unchanged variables.
 void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {
   Dictionary dictionary(state);
   ORVX_DataSource& source = *dictionary.dataset.Item()->DataSource();
@@ -199,7 +200,7 @@ class Streams {
 };
 
 // Measures the release alone; `edit` changes the data source before the release. `restore` reverts
-// the change, in a release that is not measured.
+// the previous change, in a pass that is not measured.
 template <class Edit, class Restoration>
 void ReleaseToStreams(benchmark::State& state, const Edit& edit, const Restoration& restore) {
   BenchDataset dataset(static_cast<int>(state.range(0)));

@@ -2,11 +2,11 @@
 // libcsv over the same bytes, which only finds the fields.
 //
 // MB_per_s is by the clock, MB_per_cpu_s by the processor time of all threads. `peak_MB` is the
-// greatest growth of the resident memory while the file is opened, `of_columns` the same as a
-// multiple of the columns.
+// greatest growth of the resident memory while the file is opened, `of_columns` the same growth as
+// a multiple of the size of the columns (File::ColumnBytes).
 //
-// The environment variable OPEN_BENCH_FILE names a file to be written and kept, for open_peers.py;
-// each size replaces the file of the size before.
+// If the environment variable OPEN_BENCH_FILE is set, the file is written under that name and kept,
+// for open_peers.py. Each size overwrites the file of the previous size.
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -35,7 +35,7 @@ namespace {
 // Random fields, the same in each run.
 class RandomFields {
  public:
-  // Every second column has strings; the others take turns with integers and decimals.
+  // Every second column has strings; the others have integers and decimals alternately.
   std::string Next(int column) {
     if (column % 2 == 1) return Word();
     return column % 4 == 0 ? std::to_string(UpTo(1'000'000)) : Decimal();
@@ -57,7 +57,7 @@ class RandomFields {
   std::mt19937 random_{1};
 };
 
-// A file that exists as long as the object, unless it is kept.
+// A file that exists as long as the object; if OPEN_BENCH_FILE is set, the file is kept.
 class File {
  public:
   File(int rows, int columns) : rows_(rows), columns_(columns) {

@@ -1,6 +1,5 @@
-// The overhead of a reader handle over its lock. Each benchmark reports its time as a multiple of
-// the times of the bare lock (of_sfMutexRW) and of the lock of the standard library
-// (of_shared_mutex), measured alternately.
+// The overhead of a reader handle over its lock. Most benchmarks report their time as a multiple of
+// the times of the bare lock (of_sfMutexRW) and of other locks (LockPeers.h), measured alternately.
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>

@@ -1,6 +1,7 @@
-// The registry with many datasets: finding, adding and deleting one dataset. Finding reports its
-// time as a multiple of the time of a reader handle on an item (of_reader), measured alternately;
-// adding and deleting report their time as a multiple of their time with few datasets (of_few).
+// The registry with many datasets: finding, adding and deleting one dataset. Readers report their
+// time as a multiple of the time of a reader handle on an item (of_reader), searches as a multiple
+// of the times of other hash tables, measured alternately. Adding and deleting report their time as
+// a multiple of their time with few datasets (of_few).
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -100,7 +101,7 @@ void ReaderByName(benchmark::State& state) {
 BENCHMARK(ReaderByName)->ArgName("datasets")->Arg(kFew)->Arg(10000);
 
 // Compares `search` with a search for the last key in other hash tables, each guarded by a mutex.
-// They compare names with regard to case.
+// Unlike the registry, these tables do not ignore the case of names.
 template <class Key, class Search>
 void CompareWithTables(benchmark::State& state, const std::vector<Key>& keys, Search search) {
   const auto compare = [&]<class Table>(const char* name, Table table) {

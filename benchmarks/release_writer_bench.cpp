@@ -1,6 +1,5 @@
 // The cost of creating and releasing a writer without a change: the release compares the whole
-// dictionary with the snapshot. Unchanged variables share their records and compare equal by
-// address.
+// dictionary with the snapshot. Equal stamps prove that the variables are equal.
 //
 // The peer, without shared values, compares two vectors of plain definitions. The time is reported
 // as a multiple of the peer's time (of_plain_vectors), measured alternately.
@@ -19,7 +18,7 @@ namespace {
 std::atomic<long> allocations{0};
 }
 
-// Counts every allocation of the program and its libraries, including operator new.
+// Counts every call of malloc by the program and its libraries, operator new included.
 extern "C" void* __libc_malloc(std::size_t size);
 extern "C" void* malloc(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);

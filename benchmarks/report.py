@@ -5,8 +5,8 @@ goal, and the peers.
     report.py BUILD [--baseline BUILD] [--instructions] [OPTION_OF_GOOGLE_BENCHMARK...]
 
 Writes BUILD/benchmarks.json, with all results, and BUILD/growth.svg, the time of a release by number
-of variables. With --baseline, runs both builds and lists what became slower by more than a tenth. With
---instructions, counts the instructions of a release with callgrind.
+of variables. With --baseline, runs both builds and lists the benchmarks that became slower by more than a
+tenth. With --instructions, counts the instructions of a release with callgrind.
 """
 
 import argparse
@@ -49,7 +49,7 @@ def run(build, options):
 
 
 def plain_name(name):
-    """Without the suffixes that tell how Google Benchmark measures."""
+    """The name without the suffixes for the options of the measurement."""
     return re.sub(r"/(iterations:\d+|manual_time|real_time|min_time:[\d.]+)", "", name)
 
 
@@ -58,7 +58,7 @@ def microseconds(result, clock="cpu_time"):
 
 
 def measured_time(result):
-    """The time that the benchmark means: processor time, unless it measures by itself."""
+    """The time that the benchmark measured itself, if it did; otherwise the processor time."""
     return microseconds(result, "real_time" if "/manual_time" in result["name"] else "cpu_time")
 
 
@@ -103,7 +103,7 @@ def print_goals(results, growth, all_ran):
 
 
 def own_figure(result):
-    """What the counters of_PEER of a benchmark compare: its throughput or its time, and the unit."""
+    """The throughput or time that the counters of_PEER of the benchmark compare, and its unit."""
     for name, value in result.items():
         if name.endswith("_per_second") and name not in ("bytes_per_second", "items_per_second"):
             return value, "/s"

@@ -1,6 +1,6 @@
 // The cost of editing cases in memory and of saving them, compared with the same work on plain
-// vectors and with writing the same bytes. Each benchmark reports its time as a multiple of its
-// peer's, measured alternately.
+// vectors and with writing the same bytes. Each benchmark reports its time as a multiple of the
+// time of its peer, measured alternately.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -113,7 +113,7 @@ void AppendingCases(benchmark::State& state) {
 }
 BENCHMARK(AppendingCases)->Arg(10)->Arg(100);
 
-// Writes the bytes to a file and the disk.
+// Writes the bytes to a file, and waits until they are on the disk.
 void WriteBytes(const std::string& path, const std::string& bytes) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (write(file, bytes.data(), bytes.size()) < 0 || fsync(file) != 0) std::abort();
