@@ -15,7 +15,7 @@
 
 class ORVX_DataSource;
 
-// A value. Each name has one or more texts. Names are case-sensitive and unordered.
+// A value. Each name has one or more texts. Names are case-sensitive; their order has no meaning.
 //
 // Threads: several threads may read an object, or one thread may change it.
 class SDM_EXPORT DatasourceAttributes {
@@ -27,7 +27,7 @@ class SDM_EXPORT DatasourceAttributes {
   bool IsEmpty() const { return values_.empty(); }
   const std::map<std::string, Values>& All() const { return values_; }
 
-  // Replaces the values of `name`; empty `values` removes it.
+  // Replaces the values of the attribute `name`. Removes the attribute if `values` is empty.
   void Set(const std::string& name, Values values);
 
   // Removes the attributes whose names begin with `prefix`. Returns whether there were any.
@@ -42,7 +42,7 @@ class SDM_EXPORT DatasourceAttributes {
   static DatasourceAttributes Read(std::string_view text);
 
  private:
-  std::map<std::string, Values> values_;  // every name has a value
+  std::map<std::string, Values> values_;  // every name has at least one value
 };
 
 // Removes the dashboard settings: the attributes whose names begin with "dashboard.". Returns

@@ -13,8 +13,9 @@
 // Starts with its own copy of the parent's dictionary. Variables may be deleted, moved and retyped;
 // the rows change accordingly. ObsProjector.h defines how values are converted.
 //
-// The parent never changes. It may be a clone, whose rows have the layout of another dictionary;
-// values are then converted to the types of the clone's own dictionary.
+// Keeps its parent: do not call SetParentSource. The parent may be a clone, whose rows have the
+// layout of another dictionary; values are then converted to the types of the clone's own
+// dictionary.
 //
 // Threads: as for ORVX_DataSource.
 class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
@@ -22,17 +23,17 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
   // Has all cases of `parent`, which is borrowed and not null.
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
-  // Has the cases in which the variable `selector` of `parent` is not 0, not a NaN and not one of
-  // its missing values, as the parent's dictionary defines them when an iterator is made. Throws
-  // std::invalid_argument if `parent` has no such variable or it is a string.
+  // Has the cases in which the variable `selector` of `parent` is not 0, not a NaN and not a
+  // missing value, as the parent's dictionary defines missing values when an iterator is made.
+  // Throws std::invalid_argument if `parent` has no such variable or if the variable is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;
 
-  // The iterator stays valid when a dictionary is edited, and may outlive this source if the
-  // parent's iterators may. Throws std::invalid_argument if the selecting variable was deleted or
-  // is now a string, or if the length of the parent's rows differs from the dictionary of its
-  // RowLayout().
+  // Later edits do not change the iterator. It may outlive this source, and also the parent if the
+  // parent's iterators may. Throws std::invalid_argument if the parent's dictionary no longer has
+  // the selecting variable or has it as a string, or if the parent's GetObsAreaSize() is not the
+  // length of a row of its RowLayout().
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The parent's row count, or -1 (unknown) with a selecting variable.
@@ -41,7 +42,7 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
 
  private:
   bool selects_ = false;      // false: all cases
-  LocallyUniqueID selector_;  // of the parent
+  LocallyUniqueID selector_;  // a variable of the parent
 };
 
 #endif  // LIBDATASRC_FILTEREDDATASOURCE_H_

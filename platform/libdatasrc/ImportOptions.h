@@ -16,8 +16,8 @@
 //
 // Threads: a plain value; any thread may use its own copy.
 struct ImportOptions {
-  // A comma, tab, semicolon, bar or space. Not set: the delimiter that gives the header and the
-  // first records the same number of fields.
+  // A comma, tab, semicolon, bar or space. Not set: found from the header and the first records; if
+  // possible, a delimiter that gives all of them the same number of fields.
   std::optional<char> delimiter;
 
   // A point or a comma, but not the delimiter. Not set: found from the first records.
@@ -27,8 +27,8 @@ struct ImportOptions {
   // byte-order mark of the file determines it; a file without a mark is UTF-8.
   std::string encoding;
 
-  // A field that is one of these texts is a missing value. Columns with a field in the schema do
-  // not use them.
+  // A field that is one of these texts is a missing value. A column with a field in the schema uses
+  // the missing values of the schema instead.
   std::vector<std::string> missing = {"", "NA", "NaN", ".", "null"};
 };
 

@@ -35,15 +35,15 @@ struct SDM_EXPORT ImportReport {
 
   struct Missing {
     std::string word;         // empty for empty and blank fields
-    std::uint64_t count = 0;  // of the cases
+    std::uint64_t count = 0;  // the number of cases with this word
   };
 
   struct Variable {
     std::string name;
     Type type = Type::Number;
     Reason reason = Reason::NoValues;
-    // The value that decided, shortened if it is long: the first value of the column, or the value
-    // that made the column text.
+    // For OtherValue, LeadingZero and LargeNumber, the value that made the column text; otherwise
+    // the first value. A long value is shortened.
     std::string value;
     long line = 0;                 // of the value in the file, from 1; 0 if there is no value
     std::vector<Missing> missing;  // the words that occur, in ascending order

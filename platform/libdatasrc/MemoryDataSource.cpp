@@ -19,7 +19,7 @@ std::string Named(const ORVX_Variable& variable) {
   return "variable \"" + variable.GetName() + "\"";
 }
 
-// The text that is stored for a string.
+// Returns the text that is stored for a string. Throws if it is longer than the variable is wide.
 std::string_view CheckedText(const char* operation, const ORVX_Variable& variable,
                              std::string_view string) {
   const std::string_view text = WithoutPadding(string);
@@ -40,7 +40,7 @@ void CheckKind(const char* operation, const ORVX_Variable& variable, bool isNumb
                               (isNumeric ? "numeric" : "a string"));
 }
 
-// The number of bytes that storing the value adds.
+// Throws if the variable cannot have this value. Returns the bytes of text that the value has.
 std::size_t CheckValue(const char* operation, const ORVX_Variable& variable,
                        const DataValue& value) {
   const auto* const string = std::get_if<std::string>(&value);
@@ -62,7 +62,7 @@ std::size_t SizeOf(ColumnValues& values) {
   return values.Numbers() != nullptr ? values.Numbers()->size() : values.Strings()->size();
 }
 
-// The value has been checked, and the column prepared.
+// CheckValue must have accepted the value, and CaseTable::Edit prepared the column.
 void Store(CaseColumn& column, std::size_t row, const DataValue& value) noexcept {
   if (auto* const numbers = std::get_if<NumberColumn>(&column)) {
     (*numbers)[row] = std::get<double>(value);
@@ -82,19 +82,19 @@ void Store(CaseColumn& column, std::size_t row, const DataValue& value) noexcept
                               " values, but " + std::to_string(expected) + " " + what);
 }
 
-// The index of an existing case.
+// Throws unless `row` is the index of a case.
 std::size_t CheckedRow(const char* operation, long long row, std::size_t rows) {
   if (row < 0 || static_cast<std::size_t>(row) >= rows) ThrowWrongCase(operation, row, rows);
   return static_cast<std::size_t>(row);
 }
 
-// The index of a case, or the end.
+// Throws unless `row` is the index of a case or the end.
 std::size_t CheckedPlace(const char* operation, long long row, std::size_t rows) {
   if (row < 0 || static_cast<std::size_t>(row) > rows) ThrowWrongCase(operation, row, rows);
   return static_cast<std::size_t>(row);
 }
 
-// One value for each variable.
+// Throws unless there is one value for each variable.
 void CheckCase(const char* operation, const ORVX_DataSource& dictionary,
                std::span<const DataValue> values) {
   const auto count = static_cast<std::size_t>(dictionary.ColumnCount());
@@ -108,7 +108,7 @@ void CheckIdentifiers(const char* operation, const ORVX_DataSource& dictionary) 
 
 using Cases = std::span<const std::span<const DataValue>>;
 
-// Checks the values, and prepares a column for each variable.
+// Checks the values, and prepares the column of each variable for them and for `moreRows` rows.
 std::vector<CaseColumn*> PrepareColumns(const char* operation, const ORVX_DataSource& dictionary,
                                         Cases cases, std::size_t moreRows, CaseTable::Edit& edit) {
   CheckIdentifiers(operation, dictionary);
@@ -141,7 +141,8 @@ void InsertInto(const char* operation, CaseTable& table, const ORVX_DataSource& 
   for (const auto& values : cases) StoreCase(columns, row++, values);
 }
 
-// Returns the number of cases; if there are none yet, as many as values.
+// Prepares the column of one variable. Returns the number of values, which is the number of cases
+// unless there are none yet.
 std::size_t PrepareColumn(const char* operation, const ORVX_Variable& variable,
                           ColumnValues& values, const CaseTable& table, CaseTable::Edit& edit) {
   const std::size_t count = SizeOf(values);
@@ -151,12 +152,11 @@ std::size_t PrepareColumn(const char* operation, const ORVX_Variable& variable,
   return count;
 }
 
-// GetVariable of a const source: does not count as a write of the dictionary.
+// GetVariable of a const source does not count as a write of the dictionary.
 const ORVX_Variable& ReadVariable(const ORVX_DataSource& source, int position) {
   return source.GetVariable(position);
 }
 
-// An empty column for the variable.
 CaseColumn EmptyColumn(const ORVX_Variable& variable) {
   return variable.GetType() == 0 ? CaseColumn(NumberColumn()) : CaseColumn(TextColumn());
 }
@@ -169,7 +169,7 @@ void AddValue(CaseColumn& column, const OBS* cells, int type) {
   }
 }
 
-// Reads the cases by the source's own dictionary.
+// Reads all cases, with the types of the source's own dictionary.
 CaseTable ReadCases(const ORVX_DataSource& source) {
   const ObsProjector projector(source, source);
   std::vector<OBS> row = RowArea(source, projector);
@@ -193,7 +193,8 @@ CaseTable ReadCases(const ORVX_DataSource& source) {
 
   CaseTable table;
   table.SetRowCount(count);
-  // Backwards, so that the first of several variables with an identifier wins.
+  // Backwards: if several variables share an identifier, the values of the first replace the
+  // others.
   for (int i = source.ColumnCount() - 1; i >= 0; --i) {
     table.Add(source.GetVariable(i).GetID(), std::move(columns[static_cast<std::size_t>(i)]));
   }
@@ -211,8 +212,8 @@ MemoryDataSource::~MemoryDataSource() = default;
 
 namespace {
 
-// The source whose columns hold the values of `source`, or null: `source` itself, or the source
-// whose rows it passes on, if both dictionaries read the values of each variable alike.
+// The source whose columns a copy of `source` can share: `source` itself, or the source whose rows
+// it passes on, if that source has every variable of `source` with the same type. Otherwise null.
 const MemoryDataSource* OwnerOfCases(const ORVX_DataSource& source) {
   const auto* const owner = dynamic_cast<const MemoryDataSource*>(source.RowLayout());
   if (owner == nullptr || owner == &source) return owner;

@@ -75,8 +75,8 @@ class ColumnValues {
 //
 // Memory and time: a number takes 8 bytes, a string 8 bytes and its text. Iterators and copies
 // share the columns. The first change of a shared column copies that column; other columns stay
-// shared. Setting a value and appending a case take constant time for each value, inserting and
-// deleting cases time for all cases after them.
+// shared. Setting a value and appending a case take constant time for each value. Inserting and
+// deleting cases take time proportional to the number of cases after them.
 //
 // In a dataset of the registry, cases are edited under a writer (SvrDMWriteableDataSource):
 //   - Call SetDirty(true) on the source.
@@ -92,14 +92,15 @@ class ColumnValues {
 // on other threads while this source is changed.
 class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
  public:
-  // No variables and no cases.
+  // Creates a source without variables and cases.
   MemoryDataSource();
   ~MemoryDataSource() override;
 
-  // A copy of the dictionary and the cases of `source`, with the same identifiers. It has no parent
-  // and is not dirty. If `source` is a MemoryDataSource, or passes on the rows of one with
-  // variables of the same types, as clones do, the copy shares the columns: this costs no more than
-  // copying the dictionary. Otherwise reads the cases; exceptions of the iterator propagate.
+  // A copy of the dictionary and the cases of `source`, with the same identifiers. The copy has no
+  // parent and is not dirty. It shares the columns, which costs no more than copying the
+  // dictionary, if `source` is a MemoryDataSource, or if it passes on the rows of a
+  // MemoryDataSource, as clones do, and that source has all its variables with the same types.
+  // Otherwise reads the cases; exceptions of the iterator propagate.
   static std::unique_ptr<MemoryDataSource> CopyOf(const ORVX_DataSource& source);
 
   // The iterator reads the values as they are at this call, even after the source is edited or
@@ -112,12 +113,12 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
   using ORVX_DataSource::InsertVariable;
 
   // Inserts the variable as ORVX_DataSource does, with one value for each case. If there are no
-  // cases, the values determine their number, and the values of other variables are missing. Throws
+  // cases, adds one case for each value, in which the other variables are missing. Throws
   // std::invalid_argument if the dictionary has the identifier already.
   void InsertVariable(long position, const ORVX_Variable& variable, ColumnValues values);
 
-  // Sets the type of the variable and converts its stored values for good. They read the same as
-  // after SetType.
+  // Sets the type of the variable and converts its stored values for good. The values then read the
+  // same as after SetType.
   void Retype(int position, int type);
 
   // Frees the values of variables that are not in the dictionary.
@@ -130,8 +131,8 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
 
   void SetValue(long long row, int position, const DataValue& value);
 
-  // Replaces the values of the variable: one for each case. If there are no cases, the values
-  // determine their number, as for InsertVariable.
+  // Replaces the values of the variable: one for each case. If there are no cases, adds one case
+  // for each value, as InsertVariable does.
   void SetColumn(int position, ColumnValues values);
 
   // SetCase, AppendCase and InsertCases take one value for each variable of each case, in the order

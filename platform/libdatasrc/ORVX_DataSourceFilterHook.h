@@ -14,7 +14,8 @@ class ORVX_DataSource;
 // destroyed.
 //
 // Threads: called on the thread that adds a dataset, with the registry lock held, so one call at a
-// time. A hook may call that registry. It must not wait for a thread that needs the registry.
+// time. A hook may call the registry that calls it. It must not wait for a thread that needs that
+// registry.
 class SDM_EXPORT ORVX_DataSourceFilterHook {
  public:
   // Returns the source to register instead of `source`, which is never null: `source` itself, a
@@ -26,8 +27,8 @@ class SDM_EXPORT ORVX_DataSourceFilterHook {
   // A hook that throws must not have deleted `source` or any of its parents, and deletes the
   // sources that it made. The exception propagates to the caller of Add, and no dataset is added.
   //
-  // A hook does not learn that adding failed later; the caller of Add does. It is then up to the
-  // caller and the hook together to delete the sources that the hook made.
+  // If adding fails after the hook has returned, only the caller of Add learns of it. The caller
+  // and the hook must then delete the sources that the hook made.
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

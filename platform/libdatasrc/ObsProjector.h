@@ -18,12 +18,12 @@ class ORVX_DataSource;
 // Variables are matched by identifier; if several variables of `from` share an identifier, the
 // first is used. If the types differ, values are converted: a string to the number that it spells,
 // a number to its shortest decimal text, a string to the new width by cutting (between characters)
-// or padding. A value becomes missing (kMissingNumber, or blanks) if it has no conversion, which
-// includes infinities, if the text of a number is too wide, or if `from` does not have the
-// variable.
+// or padding. A value becomes missing (kMissingNumber, or blanks) if `from` does not have the
+// variable, or if it cannot be converted: a string that is not a number, an infinite number, or a
+// number whose text is too wide.
 //
-// If the RowLayout() of `from` is another source, values are converted from that dictionary to the
-// dictionary of `from` first.
+// If the RowLayout() of `from` is another source, values are first converted from that source's
+// dictionary to the dictionary of `from`.
 //
 // Threads: any; immutable.
 class SDM_EXPORT ObsProjector {

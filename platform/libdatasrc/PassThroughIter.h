@@ -22,9 +22,10 @@ class SDM_EXPORT PassThroughIter : public ObsIterator {
   // Reads the cases of the parent that `source` has now; without a parent there are no rows.
   // `source` is not null. Borrows `area`.
   //
-  // Without a projector, rows have the parent's layout and `area` holds its GetObsAreaSize() cells.
-  // With a projector, rows are projected and `area` holds GetToAreaSize() cells. Throws
-  // std::invalid_argument if GetFromAreaSize() differs from the length of the parent's rows.
+  // Without a projector, rows have the parent's layout and `area` holds the parent's
+  // GetObsAreaSize() cells. With a projector, rows are projected and `area` holds the projector's
+  // GetToAreaSize() cells. Throws std::invalid_argument if the projector's GetFromAreaSize()
+  // differs from the parent's GetObsAreaSize().
   PassThroughIter(const ORVX_DataSource* source, OBS* area,
                   std::unique_ptr<const ObsProjector> projector);
   ~PassThroughIter() override;

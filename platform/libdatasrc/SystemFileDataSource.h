@@ -20,8 +20,8 @@
 //
 // A value is missing if its field is one of the missing values: those of the schema if it has a
 // field for the column, otherwise those of ImportOptions (empty, NA, NaN, "." and null). In columns
-// that are not text, blank fields are missing too. Missing numbers read as kMissingNumber, missing
-// strings as blanks.
+// that are not text, empty and blank fields are missing too. Missing numbers read as
+// kMissingNumber, missing strings as blanks.
 //
 // A column has the first of these types that allows all its values:
 //   number      decimal, with optional sign, decimal mark and exponent, in the range of a double,
@@ -33,11 +33,11 @@
 //               zone, converted to UTC: a date value with the format DateTime
 //   text        everything; the width of the variable is its longest value in bytes, at least 1
 // Blanks around a value are ignored in all columns but text. If the schema has a type for the
-// column, that type is used: `string` makes the column text; `integer` and `number` require such
-// numbers, which may have leading zeros and any size; `number` also allows INF, -INF and NaN (a
-// missing number) in upper or lower case; `time` is seconds since midnight with the format Time.
-// The type `any` is the same as no type: a column with INF is text. Report returns the types and
-// their reasons.
+// column, that type is used: `string` makes the column text; `integer` requires whole numbers and
+// `number` numbers; both allow leading zeros and whole numbers above 2^53, and `number` also INF,
+// -INF and NaN (a missing number) in upper or lower case; `time` is seconds since midnight with the
+// format Time. The type `any` is the same as no type: a column with INF is text. Report returns the
+// types and their reasons.
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
 // its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each
@@ -74,31 +74,32 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // into memory.
   static constexpr std::size_t kMaxRecordBytes = std::size_t{16} << 20;
 
-  // Reads the whole file, on as many threads as the machine has, and closes it. The source has
-  // `path` as its file specification and is not dirty. Throws DataFileError for: a file that cannot
-  // be opened, is not a regular file (Open never waits), is empty, or is damaged or changed while
-  // it is read; an unknown encoding, or bytes that are invalid in the encoding; a record with more
-  // or fewer fields than the header; a wrong or unclosed quote; a zero byte; an empty or duplicate
-  // column name; a value that the schema does not allow; a schema that is not JSON, is not
-  // understood, or does not fit the columns. Calls `check`, unless it is empty, for each record in
-  // each reading, on this thread; if it throws, Open stops and the exception propagates.
+  // Reads the whole file, on as many threads as the machine has (at most 8), and closes it. The
+  // source has `path` as its file specification and is not dirty. Throws DataFileError for: a file
+  // that cannot be opened, is not a regular file (Open never waits), is empty, or is damaged or
+  // changed while it is read; an unknown encoding, or bytes that are invalid in the encoding; a
+  // record with more or fewer fields than the header; a wrong or unclosed quote; a zero byte; an
+  // empty or duplicate column name; a value that the schema does not allow; a schema that is not
+  // JSON, is not understood, or does not fit the columns. Calls `check`, unless it is empty, for
+  // each record in each reading, on this thread; if it throws, Open stops and the exception
+  // propagates.
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});
   // The same with options; throws std::invalid_argument for options that ImportOptions.h does not
-  // allow. `progress` counts the bytes of the file as it is stored; a second reading doubles the
-  // total.
+  // allow. `progress` gets the number of bytes read so far and the size of the file, both
+  // compressed if the file is compressed. If the file is read a second time, the total doubles.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const ImportOptions& options,
                                                     const Progress& progress = {});
 
   ~SystemFileDataSource() override;
 
-  // What was found when the file was opened; edits do not change it.
+  // The layout and the types that were found when the file was opened; edits do not change them.
   const ImportReport& Report() const { return report_; }
 
-  // Whether the password of the file is stored in mangled form. Delimited text has no password, so
-  // false until set.
+  // Whether the password of the file is stored in mangled form. False until set, because delimited
+  // text has no password.
   bool GetPasswordMangled() const { return passwordMangled_; }
   void SetPasswordMangled(bool mangled) { passwordMangled_ = mangled; }
 

@@ -13,10 +13,11 @@
 #include <string>
 #include <string_view>
 
-// Formats a date value, or seconds since midnight for the kind Time, in the extended format of
-// ISO 8601; ignores the width and the decimals. A Date that is not the start of a day also has its
-// time. Returns an empty text for the kind Plain, for a missing number, and for a number that is
-// not in the years 1 to 9999 or not the time of a day.
+// Formats a date value, or for the kind Time seconds since midnight, in the extended format of
+// ISO 8601; ignores the width and the decimals. For the kind Date, the text has a time unless the
+// value is the start of a day. Returns an empty text for the kind Plain, for a missing number, for
+// a date outside the years 1 to 9999, and for a time that is not from 0 to below 86400.
+//
 // Threads: any.
 SDM_EXPORT std::string FormatValue(const VariableFormat& format, double number);
 

@@ -39,7 +39,7 @@ struct VariableSetImpl {
   static constexpr std::int32_t kAnswers = 2;     // each variable contains one answer
 };
 
-// One set for MakeExtension, or from ReadExtension. Its members may include deleted variables.
+// A set, as VariableSets and ReadExtension return it. Its members may include deleted variables.
 class SDM_EXPORT VariableSet {
  public:
   explicit VariableSet(VariableSetImpl set);

@@ -17,10 +17,10 @@ class BlockReader {
  public:
   explicit BlockReader(FileText file) : file_(std::move(file)) {}
 
-  // Reads about `bytes` bytes into `block`, or one record if it is longer. Returns false at the end
-  // of the file. If a block ends inside a record but not at the end of the file, it contains an
-  // error: a wrong quote, or a record that is too long. Throws DataFileError as FileText does,
-  // after handing out the records before the error.
+  // Reads about `bytes` bytes into `block`, or one record if the record is longer. Returns false at
+  // the end of the file. A block that ends inside a record, but not at the end of the file,
+  // contains an error: a wrong quote, or a record that is too long. Throws DataFileError as
+  // FileText does, after returning the records before the error.
   bool Next(std::size_t bytes, RecordBlock& block);
 
   const FileText& File() const { return file_; }
@@ -30,9 +30,9 @@ class BlockReader {
   std::size_t Fill(char* to, std::size_t size);
 
   FileText file_;
-  std::string rest_;  // after the last block
+  std::string rest_;  // the bytes after the last block
   bool isAtEnd_ = false;
-  std::exception_ptr error_;  // at the end of the text
+  std::exception_ptr error_;  // thrown after the records before it; null for none
   std::uint64_t textBytes_ = 0;
 };
 

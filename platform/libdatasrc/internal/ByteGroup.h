@@ -49,7 +49,7 @@ class PlainByteGroup {
   static std::uint64_t ZeroBytes(std::uint64_t word) {
     return ~(((word & ~kHighBits) + ~kHighBits) | word | ~kHighBits);
   }
-  // The high bits of the bytes as a number of eight bits, the first byte lowest.
+  // The high bits of the eight bytes as one number; the first byte gives the lowest bit.
   static std::uint64_t Gather(std::uint64_t highBits) {
     const std::uint64_t bits = highBits >> 7;
     constexpr bool kFirstIsLowest = std::endian::native == std::endian::little;

@@ -91,8 +91,8 @@ void ReserveMore(CaseColumn& column, std::size_t rows, std::size_t bytes) {
   }
 }
 
-// Copies the column before it becomes a variant: copying a variant whose column throws is undefined
-// in libstdc++.
+// Copies the column before it becomes a variant, because the copy constructor of libstdc++'s
+// variant has undefined behaviour if copying the column throws.
 CaseColumn CopyOf(const CaseColumn& column) {
   if (const auto* const numbers = std::get_if<NumberColumn>(&column)) return NumberColumn(*numbers);
   return TextColumn(std::get<TextColumn>(column));
@@ -200,8 +200,8 @@ struct NumberRectangle {
   std::size_t rows;
   OBS* cells;         // the first row
   std::size_t width;  // cells from one row to the next
-  // The rows so much later are fetched to the second-level cache, because with many columns the
-  // processor does not do it by itself. 0: not.
+  // How many rows ahead to prefetch to the second-level cache, because with many columns the
+  // processor does not do it by itself. 0: no prefetching.
   std::size_t fetchedAhead;
 };
 

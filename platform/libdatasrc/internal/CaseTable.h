@@ -38,8 +38,8 @@ class CaseTable {
  public:
   class Edit;
 
-  // Replaces the column under `id`, if any. Each column has as many values as the table has rows.
-  // SetRowCount sets that number.
+  // Adds a column, or replaces the column under `id`. Each column must have as many values as
+  // SetRowCount sets.
   void Add(LocallyUniqueID id, CaseColumn column);
   void SetRowCount(std::size_t rows) { rows_ = rows; }
 
@@ -61,26 +61,28 @@ class CaseTable {
 
   const ColumnPtr* FindShared(LocallyUniqueID id) const;
 
-  std::unordered_map<LocallyUniqueID, ColumnPtr> columns_;  // null: always missing
+  std::unordered_map<LocallyUniqueID, ColumnPtr> columns_;  // null: all values are missing
   std::size_t rows_ = 0;
 };
 
-// The column as an iterator lays it out for a variable of this type, 0 for a number and otherwise
-// the width of a string. `column` is null if all `rows` values are missing.
+// The column with its values converted to `type`: 0 for a number, otherwise the width of a string.
+// `column` is null if all `rows` values are missing.
 CaseColumn Converted(const CaseColumn* column, int type, std::size_t rows);
 
-// The value in `row` for a variable of this type. `column` is null if it is missing.
+// The value in `row`, converted to `type`. `column` is null if all values are missing.
 DataValue ValueAt(const CaseColumn* column, int type, std::size_t row);
 
-// Changes columns of a table, all or none: prepares what may throw, then Commit.
+// Changes columns of a table, all or none. The operations that prepare columns may throw and change
+// no value; Commit and the operations after it do not throw.
 class CaseTable::Edit {
  public:
   explicit Edit(CaseTable& table) : table_(table) {}
   Edit(const Edit&) = delete;
   Edit& operator=(const Edit&) = delete;
 
-  // Prepares the column for a variable of this type, with room for more values. Converts a column
-  // of the other kind. Call it once for each column; the column may be changed after Commit.
+  // Prepares the column for a variable of this type, with room for more rows and bytes of text.
+  // Converts a column of numbers for a string, and a column of texts for a number. Call it once for
+  // each column; the column may be changed after Commit.
   CaseColumn* Own(LocallyUniqueID id, int type, std::size_t moreRows, std::size_t moreBytes);
   // Prepares every column, or every column that `isOwned` rejects, with room for more rows.
   void OwnAll(std::size_t moreRows);
@@ -88,10 +90,11 @@ class CaseTable::Edit {
   void Replace(LocallyUniqueID id, CaseColumn column);
 
   void Commit() noexcept;
-  // Commit. A table without rows then has `rows` rows, and only the prepared columns.
+  // Commits. A table that had no rows then has `rows` rows; in columns that were not prepared, all
+  // values are missing.
   void CommitWithRows(std::size_t rows) noexcept;
 
-  // After Commit, if every column was prepared. Inserts missing values.
+  // Call these after Commit, with every column prepared. InsertRows inserts missing values.
   void InsertRows(std::size_t row, std::size_t count) noexcept;
   void EraseRows(std::size_t row, std::size_t count) noexcept;
 
@@ -100,53 +103,53 @@ class CaseTable::Edit {
   CaseColumn* Put(ColumnPtr& column, CaseColumn values);
 
   CaseTable& table_;
-  std::vector<std::pair<ColumnPtr*, ColumnPtr>> fresh_;  // where they go, and the columns
+  std::vector<std::pair<ColumnPtr*, ColumnPtr>> fresh_;  // its place in the table, and the column
 };
 
 // Reads a table row by row, laid out for `dictionary` as it is now. Shares the columns, and keeps
 // no reference to the table or the dictionary. If Next throws, the next call returns the same row.
 //
-// Lays out a block of rows together, because a few columns at a time are read faster than whole
-// rows. Each call of Next writes a part of the next block, so that the processor can do it while
-// the caller uses the row.
+// Lays out a block of rows together, because reading a few columns at a time is faster than reading
+// whole rows. Each call of Next writes a part of the next block, so that the processor can do it
+// while the caller uses the row.
 class CaseIterator : public ObsIterator {
  public:
   CaseIterator(const CaseTable& table, const ORVX_DataSource& dictionary, OBS* area);
   bool Next() override;
 
  private:
-  // Columns of numbers whose cells are adjacent numbers.
+  // Columns of numbers whose cells are adjacent in a row.
   struct NumberGroup {
     std::array<const double*, 8> columns;
     std::size_t count;
     std::size_t cell;  // the offset of the first cell in a row
   };
   struct Target {
-    const CaseColumn* column;  // null: always missing
+    const CaseColumn* column;  // null: all values are missing
     int type;
     std::size_t cell;  // the offset of the first cell of the value
   };
 
   void AddNumbers(const double* numbers);
   bool StartBlock();
-  // In the next block.
+  // The number of rows in the next block.
   std::size_t NextRows() const { return std::min(blockRows_, rowCount_ - row_); }
   void WriteGroups(std::size_t count);
   void WriteOthers(const Target& target, std::size_t rows);
 
-  std::vector<CaseTable::ColumnPtr> columns_;  // keeps them alive
+  std::vector<CaseTable::ColumnPtr> columns_;  // keeps the columns alive
   const std::size_t rowCount_;
   OBS* const area_;
   std::size_t width_ = 0;  // cells in a row
   std::vector<NumberGroup> groups_;
-  std::vector<Target> others_;  // written when all groups are
-  std::size_t blockRows_;       // at most
-  std::size_t groupsPerRow_;    // written by a call of Next
+  std::vector<Target> others_;  // written after all groups
+  std::size_t blockRows_;       // in a block, at most
+  std::size_t groupsPerRow_;    // written in each call of Next
   std::vector<OBS> block_;
-  const OBS* next_ = nullptr;  // in the block
-  std::size_t rowsLeft_ = 0;   // in the block
+  const OBS* next_ = nullptr;  // the next row in `block_`
+  std::size_t rowsLeft_ = 0;   // in `block_`
   std::vector<OBS> nextBlock_;
-  std::size_t row_ = 0;  // the first of the next block
+  std::size_t row_ = 0;  // the first row of the next block
   std::size_t groupsWritten_ = 0;
 };
 

@@ -16,15 +16,15 @@ double NumberOrMissing(std::string_view text);
 // `text` without the blanks at its end, which are padding.
 std::string_view WithoutPadding(std::string_view text);
 
-// Writes the cells of a string of `width` bytes: the text, cut to the width between characters,
-// then blanks up to the end of the last cell.
+// Writes the cells of a string of `width` bytes. Cuts the text to at most `width` bytes without
+// splitting a character, and fills the rest of the cells with blanks.
 void WriteText(std::string_view text, int width, OBS* cells);
 
 // The shortest decimal text of the number. Empty if the number is infinite or a NaN, or if its text
 // is longer than `width` bytes: a truncated text would be another number.
 std::string NumberAsText(double number, int width);
 
-// Writes NumberAsText.
+// Writes NumberAsText as a string of `width` bytes: blanks if it is empty.
 void WriteNumberAsText(double number, int width, OBS* cells);
 
 // Writes a missing value. `type`: 0 for a number, otherwise the width of a string.

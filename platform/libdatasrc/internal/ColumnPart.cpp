@@ -22,8 +22,8 @@ struct ReadNumber {
   double value = 0;
 };
 
-// A whole number up to 2^53 and a power of ten up to 10^22 are doubles without rounding, so the
-// quotient is rounded once, as in ParseNumber.
+// Whole numbers up to 2^53 and powers of ten up to 10^22 are exact as doubles, so their quotient is
+// rounded once, as in ParseNumber.
 constexpr std::uint64_t kMostExact = std::uint64_t{1} << 53;
 constexpr std::array<double, 20> kPowers = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,
                                             1e7,  1e8,  1e9,  1e10, 1e11, 1e12, 1e13,
@@ -49,15 +49,16 @@ bool AreDigits(std::uint64_t bytes) {
   return highHalves == 0x33 * kOnes;
 }
 
-// The number of eight digits, the first in the lowest byte: adds pairs of digits, then pairs of
-// pairs, then both halves.
+// The number that eight digits spell, the first digit in the lowest byte: combines digits to pairs,
+// pairs to groups of four, then both groups.
 std::uint64_t NumberOf(std::uint64_t digits) {
   digits = (digits & 0x0F * kOnes) * (10 << 8 | 1) >> 8;
   digits = (digits & 0x00FF00FF00FF00FF) * (100 << 16 | 1) >> 16;
   return (digits & 0x0000FFFF0000FFFF) * (std::uint64_t{10000} << 32 | 1) >> 32;
 }
 
-// Reads 1 to 8 digits, with a decimal mark among them, all at once. Reads 8 bytes at `text`.
+// Reads a number of 1 to 8 bytes, digits with at most one decimal mark, all at once. Reads 8 bytes
+// from the start of `text`: at most 7 bytes past its end.
 ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegative) {
   std::uint64_t bytes = 0;
   std::memcpy(&bytes, text.data(), 8);
@@ -79,8 +80,9 @@ ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegati
   return {KindOf(text), Scaled(NumberOf(bytes), decimals, isNegative)};
 }
 
-// Reads a short decimal number: an optional sign, digits, and an optional mark among them. Returns
-// None for everything else. May read 8 bytes after the text.
+// Reads a short decimal number: an optional sign, then at most 19 digits that make a number up to
+// 2^53 without the mark, and at most one decimal mark. Returns None for everything else. May read 7
+// bytes past the end of the text.
 ReadNumber ReadShortNumber(std::string_view text, char decimalMark) {
   constexpr std::size_t kMostDigits = 19;  // fit in 64 bits
   const bool isNegative = !text.empty() && text.front() == '-';
@@ -116,13 +118,14 @@ ReadNumber ReadLongNumber(std::string_view text, char decimalMark) {
   if (!IsDigit(text.front()) && text.front() != decimalMark) text.remove_prefix(1);
   if (KindOf(text) == ReadNumber::Kind::LeadingZero) return {KindOf(text), *value};
   const bool isWhole = std::all_of(text.begin(), text.end(), IsDigit);
-  // 2^53 + 1 is rounded to 2^53, but 2^53 itself is a short number.
+  // 2^53 + 1 is rounded to 2^53, so the value alone does not decide; 2^53 itself is a short number.
   const bool isLarge = isWhole && std::abs(*value) >= static_cast<double>(kMostExact) &&
                        ReadShortNumber(text, decimalMark).kind == ReadNumber::Kind::None;
   return {isLarge ? ReadNumber::Kind::LargeWhole : ReadNumber::Kind::Plain, *value};
 }
 
-// A converter returns nothing for a value that is not allowed, and sets `reason`.
+// A converter returns nothing for a value that is not allowed, and changes `reason` if it knows a
+// better reason than OtherValue.
 
 struct ToNumber {
   std::optional<double> operator()(std::string_view text, Reason& reason) const {
@@ -195,7 +198,7 @@ class Fields {
   std::string buffer_;
 };
 
-// Counts missing values. Most are the same word as the last.
+// Counts missing values. Most are the same word as the missing value before.
 class MissingCounter {
  public:
   explicit MissingCounter(ColumnPart& part) : part_(part) {}
@@ -250,7 +253,8 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
   }
 }
 
-// Copies more bytes than the text has, which is faster. Both sides have that many.
+// Copies at least RecordBlock::kPadding bytes, because a copy of a fixed size is faster. Both
+// buffers have that many bytes.
 char* CopyText(std::string_view text, char* to) {
   if (text.size() <= RecordBlock::kPadding) {
     std::memcpy(to, text.data(), RecordBlock::kPadding);
@@ -305,7 +309,7 @@ std::string_view FieldText(std::string_view raw, std::string& buffer) {
   buffer.clear();
   for (; quote != raw.npos; quote = raw.find('"')) {
     buffer.append(raw.substr(0, quote + 1));
-    raw.remove_prefix(quote + 2);  // the second of the pair, too
+    raw.remove_prefix(quote + 2);  // both quotes of the pair
   }
   return buffer.append(raw);
 }
@@ -330,7 +334,7 @@ void ReadColumn(const RecordBlock& block, std::size_t field, Type type, const Co
       return readNumbers(ToDate());
     case Type::DateTime:
       return readNumbers(ToDateTime());
-    case Type::Time:  // only by the schema
+    case Type::Time:  // never here: only a schema gives this type
     case Type::Text:
       return ReadTexts(block, field, rules, part);
   }

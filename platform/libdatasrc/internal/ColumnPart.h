@@ -23,7 +23,8 @@ struct ColumnRules {
   char decimalMark = '.';
   const MissingWords* missing = nullptr;  // borrowed
 
-  // Whether the schema says the type: numbers may then have leading zeros and be large.
+  // Whether the schema determines the type. Numbers may then have leading zeros, and whole numbers
+  // may be above 2^53.
   bool IsFixed() const { return field != nullptr && field->type != FieldRules::Type::Any; }
 };
 
@@ -32,16 +33,18 @@ struct ColumnPart {
 
   ImportReport::Type type = ImportReport::Type::Number;
   std::vector<double> numbers;         // of a column that is not text
-  std::string texts;                   // of a text column, one after the other
+  std::string texts;                   // of a text column, concatenated
   std::vector<std::uint32_t> lengths;  // of the texts
-  std::size_t widest = 0;              // text, in bytes
-  std::size_t firstValue = kNone;      // the first row without a missing value
-  // The first row with a value that the rules do not allow; the values are then incomplete.
+  std::size_t widest = 0;              // the size of the longest text, in bytes
+  std::size_t firstValue = kNone;      // the first row whose value is not missing
+  // The first row whose value is not of type `type` or breaks a rule of the schema, in a column
+  // that is not text. The rows after it were not read.
   std::size_t refutedBy = kNone;
-  // The first row that breaks a rule of the schema, whatever the type; the values are incomplete.
+  // The first row that is an error as text too: its value is required but missing, or the text
+  // breaks a rule of the schema. The rows after it were not read.
   std::size_t brokenBy = kNone;
   ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // of `refutedBy`
-  std::unordered_map<std::uint32_t, std::uint64_t> missing;        // counts by number of the word
+  std::unordered_map<std::uint32_t, std::uint64_t> missing;        // cases by number of the word
 };
 
 // Replaces the content of `part` with the values of one field of all records.

@@ -64,7 +64,7 @@ class DataFileReader {
   }
 
  private:
-  static constexpr std::uint8_t kSkip = 0xFF;  // in `types_`
+  static constexpr std::uint8_t kSkip = 0xFF;  // in `types_`: the column is complete
 
   void ReadHeader(Block& first) {
     const std::string_view text = first.records.Text();
@@ -108,7 +108,7 @@ class DataFileReader {
     if (schema_) MatchFields(header);
   }
 
-  // Throws DataFileError unless fields and columns match as the schema says.
+  // Throws DataFileError unless fields and columns match as `fieldsMatch` in the schema requires.
   void MatchFields(const DelimitedText& header) {
     using Match = TableSchema::FieldsMatch;
     const Match match = schema_->fieldsMatch;
@@ -150,7 +150,7 @@ class DataFileReader {
     columns_.emplace_back(std::move(name), field, rules);
   }
 
-  // Reads the records of `first`, then those of the rest of the file.
+  // Reads the records of `first`, then the rest of the file.
   void ReadRecords(BlockReader& reader, std::unique_ptr<Block> first) {
     line_ = firstLine_;
     rows_ = bytes_ = 0;
@@ -162,9 +162,9 @@ class DataFileReader {
     std::vector<std::unique_ptr<Block>> unused;
     unused.push_back(std::move(first));
     bool isAtEnd = false;
-    std::exception_ptr error;  // after the records read
+    std::exception_ptr error;  // thrown after the blocks before it are appended
     for (;;) {
-      // The first rows determine the types.
+      // Parses one block at a time until the first rows have determined the types.
       const std::size_t most = rows_ == 0 ? 1 : settings_.threads + 2;
       while (!isAtEnd && work.Size() < most) {
         if (unused.empty()) unused.push_back(std::make_unique<Block>());
@@ -191,7 +191,7 @@ class DataFileReader {
     return std::max(std::size_t{128} << 10, 64 * columns_.size());
   }
 
-  // Reads the columns again whose type turned out to be wrong.
+  // Reads the file a second time, for the columns whose type turned out to be wrong.
   void ReadAgain() {
     const auto isWrong = [](const FileColumn& column) { return column.MustBeReadAgain(); };
     if (std::none_of(columns_.begin(), columns_.end(), isWrong)) return;
@@ -217,7 +217,7 @@ class DataFileReader {
     throw DataFileError(path_, "changed while it was read");
   }
 
-  // Threads: any, while the first thread appends other blocks.
+  // Threads: any, while the thread that called Read appends other blocks.
   void Parse(Block& block) const {
     block.isRight = block.records.Scan(delimiter_, columns_.size());
     if (!block.isRight) return;
@@ -253,7 +253,8 @@ class DataFileReader {
     if (!calls_.progress(done, isSecondReading_ ? 2 * size : size)) throw GivenUp();
   }
 
-  // The bytes of the file are those of the text unless it is compressed or decoded.
+  // Estimates the size of the whole text, as a multiple of the text appended so far. The text may
+  // have more bytes than the file, which may be compressed or in another encoding.
   double TimesAsMuch(const BlockReader& reader) const {
     const auto ofText = static_cast<double>(reader.TextBytes()) / static_cast<double>(bytes_ + 1);
     const auto ofFile = static_cast<double>(reader.File().BytesInAll()) /
@@ -278,7 +279,7 @@ class DataFileReader {
     throw std::logic_error("SystemFileDataSource: no error in records that were refused");
   }
 
-  // Advances to the next record that is a row: an empty line is a row only of one column.
+  // Advances to the next record that is a row: an empty line is a row only if there is one column.
   bool NextRow(DelimitedText& records) const {
     while (records.Next()) {
       if (!records.IsEmptyLine() || columns_.size() == 1) return true;
@@ -295,7 +296,7 @@ class DataFileReader {
     record.Fail(isLong ? record.FieldPosition(columns_.size()) : record.End(), text);
   }
 
-  // The position of the column with a name in the schema.
+  // The index of the column with a name from the schema.
   std::size_t ColumnOf(const SchemaName& name) const {
     const auto found = positions_.find(name.name);
     if (found == positions_.end()) {
@@ -410,13 +411,13 @@ class DataFileReader {
   }
 
   const std::string& path_;
-  const std::string dataPath_;  // differs after an interrupted save
+  const std::string dataPath_;  // differs from `path_` after an interrupted save
   const ImportOptions& options_;
   const ReadCalls& calls_;
   BlockSettings settings_;
 
   std::optional<TableSchema> schema_;
-  std::map<const void*, std::unique_ptr<MissingWords>> missing_;  // by the texts of the schema
+  std::map<const void*, std::unique_ptr<MissingWords>> missing_;  // by SchemaField::missingValues
   std::string encoding_;
   char delimiter_ = ',';
   char decimalMark_ = '.';
@@ -427,11 +428,11 @@ class DataFileReader {
 
   std::vector<FileColumn> columns_;
   std::map<std::string, std::size_t, std::less<>> positions_;  // of the columns
-  // The types as which threads read the columns, or kSkip. A thread may use an older type: Append
+  // The type that threads read each column as, or kSkip. A thread may use an older type: Append
   // then reads the column of that block again.
   std::vector<std::atomic<std::uint8_t>> types_;
 
-  // Up to the blocks that were appended.
+  // At the end of the blocks that were appended.
   std::size_t rows_ = 0;
   std::size_t bytes_ = 0;
   long line_ = 1;

@@ -31,18 +31,19 @@ struct DataFile {
   bool splitSeparate = false;
 };
 
-// What is called on the thread that reads; see SystemFileDataSource::Open. Both may be empty.
+// Functions that are called on the thread that calls ReadDataFile; see SystemFileDataSource::Open.
+// Both may be empty.
 struct ReadCalls {
   std::function<void()> check;
   Progress progress;
 };
 
-// The file is read in blocks, each on one of several threads.
+// The file is read in blocks, each parsed on one of several threads.
 struct BlockSettings {
-  std::size_t firstBytes = std::size_t{64} << 10;  // determines the types of most columns
-  // Of the other blocks. 0: large enough for many records, small enough for the processor's cache.
+  std::size_t firstBytes = std::size_t{64} << 10;  // of the first block
+  // Of each other block. 0: large enough for many records, small enough for the processor's cache.
   std::size_t bytes = 0;
-  unsigned int threads = 0;  // 0: as many as the machine has
+  unsigned int threads = 0;  // 0: as many as the machine has, at most 8
 };
 
 // Reads the file and the schema beside it, as SystemFileDataSource::Open does.

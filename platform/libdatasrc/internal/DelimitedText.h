@@ -14,10 +14,10 @@
 namespace sdm_internal {
 
 // Reads byte by byte, for the header and for error messages; RecordBlock is faster. Quoting follows
-// RFC 4180. Throws DataFileError with the position of the first byte that is not allowed.
+// RFC 4180. Throws DataFileError with the position of the first error.
 class DelimitedText {
  public:
-  // Borrows `text`, which begins a record at `begin` in the file `path`.
+  // Borrows `text`, which starts with a record. `begin` is its position in the file `path`.
   DelimitedText(std::string path, std::string_view text, TextPosition begin, char delimiter);
   DelimitedText(const DelimitedText&) = delete;
   DelimitedText& operator=(const DelimitedText&) = delete;

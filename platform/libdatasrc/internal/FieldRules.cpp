@@ -10,7 +10,7 @@ namespace sdm_internal {
 
 namespace {
 
-// Removes what surrounds the number in "EUR 95", "95 %" or "$-95".
+// Removes the text before and after a number, as in "EUR 95", "95 %" or "$-95".
 std::string_view WithoutSurroundings(std::string_view text, std::string_view mark) {
   const auto isStart = [&](std::size_t i) {
     const std::string_view rest = text.substr(i);
@@ -24,7 +24,7 @@ std::string_view WithoutSurroundings(std::string_view text, std::string_view mar
   return text;
 }
 
-// Every group mark is between two digits and before the decimal mark.
+// Removes the group marks. Each must be between two digits and before the decimal mark.
 std::optional<std::string> WithoutGroups(std::string_view text, std::string_view group,
                                          std::string_view mark) {
   std::string number;
@@ -55,7 +55,7 @@ std::optional<double> ParseMarkedNumber(std::string_view text, const FieldRules&
   return ParseNumber(number, mark);
 }
 
-// A sign and at least four digits, as in XML Schema.
+// An optional minus and at least four digits, as in XML Schema.
 std::optional<double> ParseYear(std::string_view text) {
   std::string_view digits = text;
   if (digits.starts_with('-')) digits.remove_prefix(1);

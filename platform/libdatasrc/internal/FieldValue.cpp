@@ -16,7 +16,7 @@ namespace {
 
 constexpr double kSecondsPerDay = 86400;
 
-// Consumes parts of a text from its start. A part that does not match makes all that follows fail.
+// Consumes parts of a text from its start. After a part that does not match, IsAtEnd returns false.
 class PartReader {
  public:
   explicit PartReader(std::string_view text) : rest_(text) {}
@@ -26,7 +26,7 @@ class PartReader {
     return !rest_.empty() && anyOf.find(rest_.front()) != std::string_view::npos;
   }
 
-  // A character of `anyOf`; NUL if there is none.
+  // Consumes and returns a character of `anyOf`; NUL if the text starts with another character.
   char Skip(std::string_view anyOf) {
     if (!StartsWith(anyOf)) {
       isGood_ = false;
@@ -37,13 +37,14 @@ class PartReader {
     return found;
   }
 
-  // Up to two digits.
+  // A number of one or two digits.
   long ShortNumber() {
     const long number = Number(1);
     return StartsWith("0123456789") ? number * 10 + Number(1) : number;
   }
 
-  // The index of the word that the text starts with, ignoring case in ASCII.
+  // The index of the word that the text starts with, ignoring case in ASCII. Compares only the
+  // first `length` characters of each word.
   template <std::size_t size>
   long Word(const std::array<std::string_view, size>& words, std::size_t length) {
     for (std::size_t i = 0; i < size; ++i) {
@@ -65,12 +66,12 @@ class PartReader {
     return number;
   }
 
-  // The digits after a decimal point, at least one, as a number below 1.
+  // The digits after a decimal point, at least one, as a number from 0 to 1.
   double Fraction() {
     std::size_t digits = 0;
     while (digits < rest_.size() && IsDigit(rest_[digits])) ++digits;
     isGood_ = isGood_ && digits > 0;
-    // More digits than this do not matter to a double that began with a second.
+    // Digits after the 40th change the fraction by less than 1e-40 seconds.
     std::array<char, 2 + 40> text = {'0', '.'};
     const std::size_t used = rest_.copy(text.data() + 2, std::min(digits, text.size() - 2));
     rest_.remove_prefix(digits);
@@ -146,7 +147,7 @@ constexpr std::array<std::string_view, 12> kMonths = {
     "July",    "August",   "September", "October", "November", "December"};
 constexpr std::array<std::string_view, 2> kHalves = {"AM", "PM"};
 
-// A time as a pattern gives it.
+// The numbers that the directives of a pattern have read.
 struct PatternTime {
   Calendar calendar;
   long hourOf12 = 0;   // 0: none
@@ -154,7 +155,7 @@ struct PatternTime {
   long dayOfYear = 0;  // 0: none
 };
 
-// Returns false for a number that does not exist.
+// Returns false for a day of the year, an hour of 12 or an offset that does not exist.
 bool ReadDirective(char directive, PartReader& parts, PatternTime& time) {
   Calendar& c = time.calendar;
   switch (directive) {
@@ -216,7 +217,7 @@ std::optional<double> ValueOf(PatternTime time) {
                                                         : std::nullopt;
 }
 
-// A fraction of a second as ".25"; with `digits` digits.
+// A fraction of a second with `digits` digits, such as ".25". Empty if it is rounded to 1.
 std::string FractionText(double fraction, int digits) {
   std::array<char, 64> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), fraction,
@@ -258,7 +259,7 @@ std::string CalendarText(double days) {
 }  // namespace
 
 std::optional<double> ParseDate(std::string_view text) {
-  // Decides quickly for most texts that are no dates.
+  // Quickly rejects most texts that are not dates.
   if (text.size() != std::string_view("YYYY-MM-DD").size()) return std::nullopt;
   PartReader parts(text);
   Calendar date;

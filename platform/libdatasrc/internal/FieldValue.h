@@ -1,8 +1,8 @@
 // FieldValue: dates, times and truth values as text.
 //
-// Dates and times are in the extended format of ISO 8601 (RFC 3339 without its "unknown offset"),
-// years 0001 to 9999. A date or a date with a time is a date value (iDMY2Orvx.h), a time seconds
-// since midnight.
+// Dates and times are in the extended format of ISO 8601, as in RFC 3339, but the offset -00:00 is
+// UTC. Years are 0001 to 9999. A date or a date with a time is a date value (iDMY2Orvx.h); a time
+// is seconds since midnight.
 //
 //   ParseDateTime("2024-02-29T13:45:00+01:00");   // 1709210700
 //   DateTimeText(1709210700);                     // "2024-02-29T12:45:00"
@@ -23,7 +23,7 @@ namespace sdm_internal {
 // YYYY-MM-DD.
 std::optional<double> ParseDate(std::string_view text);
 
-// hh:mm[:ss[.fraction]]. 24:00 does not exist, second 60 does.
+// hh:mm[:ss[.fraction]]; a comma may replace the point. 24:00 does not exist, second 60 does.
 std::optional<double> ParseTime(std::string_view text);
 
 // A date, "T" or "t" or one blank, and a time, then optionally a zone: Z, z, or +hh:mm, +hhmm or
@@ -31,17 +31,20 @@ std::optional<double> ParseTime(std::string_view text);
 // 24 hours or more does not exist.
 std::optional<double> ParseDateTime(std::string_view text);
 
-// A date, a time or both by a pattern of strptime (POSIX) with numbers of one or two digits, for
-// year 1970, month 1, day 1 and midnight where the pattern says nothing:
-//   %Y %y %m %d %j         year (four digits; two digits from 1969), month, day; day of the year
-//   %B %b                  English name of the month, in full or its first three letters
-//   %H %I %p %M %S %f      hour, hour of 12 with AM or PM, minute, second, fraction of a second
+// Parses a date, a time or both by a pattern of strptime (POSIX). Parts that the pattern does not
+// have are those of 1970-01-01T00:00:00 in UTC. The directives are:
+//   %Y %y                  year: four digits; two digits, for 1969 to 2068
+//   %m %d %H %I %M %S      month, day, hour, hour of 12, minute, second: one or two digits
+//   %j %f                  day of the year, three digits; fraction of a second
+//   %B %b %p               English name of the month; its first three letters; AM or PM. The case
+//                          does not matter
 //   %z %%                  a zone as in ParseDateTime; a percent sign
 // Other characters stand for themselves. `pattern` must have passed CheckDatePattern.
 std::optional<double> ParseByPattern(std::string_view text, std::string_view pattern);
 
-// Throws std::invalid_argument for a directive other than `directives`, such as "Ymd", and for
-// directives that contradict each other, such as %Y and %y.
+// Throws std::invalid_argument for a directive that is not in `directives`, such as "Ymd", or
+// occurs twice; for directives that contradict each other, such as %Y and %y; for %I without %p or
+// %p without %I; and for a pattern without a directive.
 void CheckDatePattern(std::string_view pattern, std::string_view directives);
 
 // "true" or "false" in lower or upper case or capitalised; not 1 and 0, which are numbers unless a
@@ -49,8 +52,8 @@ void CheckDatePattern(std::string_view pattern, std::string_view directives);
 std::optional<bool> ParseBoolean(std::string_view text);
 
 // The inverses: texts that parse to the same number, with the shortest fraction of a second. Empty
-// if there is none: DateText needs the start of a day, TimeText less than a day, and dates a year
-// from 1 to 9999.
+// if there is no such text: DateText requires the start of a day, TimeText a number from 0 to below
+// 86400, DateText and DateTimeText a year from 1 to 9999.
 std::string DateText(double value);
 std::string TimeText(double seconds);
 std::string DateTimeText(double value);  // without a zone

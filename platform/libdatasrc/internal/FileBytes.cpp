@@ -29,12 +29,13 @@ class PlainBytes : public FileBytes {
   std::size_t Fill(char* to, std::size_t size) override { return file_.Read(to, size); }
 };
 
-// Compressed input, by chunks.
+// Reads compressed data in chunks.
 class CompressedBytes : public FileBytes {
  protected:
   explicit CompressedBytes(RegularFile file) : FileBytes(std::move(file)), chunk_(kChunkSize) {}
 
-  // Replaces the chunk after it was decompressed completely. Empty at the end of the file.
+  // Reads the next chunk over the last, which must be completely decompressed. Empty at the end of
+  // the file.
   std::string_view NextChunk() { return {chunk_.data(), file_.Read(chunk_.data(), chunk_.size())}; }
 
   // `unread` bytes of the chunk come after the error.
@@ -143,7 +144,7 @@ class ZstdBytes : public CompressedBytes {
   std::size_t missing_ = 1;  // 0: the current frame is complete, and all its bytes were written
 };
 
-// A frame, or a frame to skip, which some compressors write first (RFC 8878).
+// Whether `start` begins a frame, or a skippable frame as some compressors write it (RFC 8878).
 bool IsZstd(std::string_view start) {
   if (start.starts_with("\x28\xB5\x2F\xFD")) return true;
   return start.size() >= 4 && (start[0] & 0xF0) == 0x50 && start.substr(1, 3) == "\x2A\x4D\x18";

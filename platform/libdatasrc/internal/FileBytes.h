@@ -18,35 +18,35 @@ namespace sdm_internal {
 // used.
 class FileBytes {
  public:
-  // Nothing has been read from `file` yet. Throws DataFileError.
+  // Nothing may have been read from `file` yet. Throws DataFileError if it cannot be read.
   static std::unique_ptr<FileBytes> Of(RegularFile file);
 
   virtual ~FileBytes() = default;
 
   const RegularFile& File() const { return file_; }
 
-  // Reads `size` bytes, fewer only at the end. Throws DataFileError for damaged compressed data and
-  // for a file that ends too early, after handing out the bytes before the error.
+  // Reads `size` bytes, fewer only at the end or before an error. Throws DataFileError for damaged
+  // compressed data and for a file that ends too early, after returning the bytes before the error.
   std::size_t Read(char* to, std::size_t size);
 
-  // The first `size` bytes, fewer only if there are no more; Read hands them out too. Call before
+  // The first `size` bytes, fewer only if there are no more; Read returns them too. Call it before
   // Read. Throws like Read.
   const std::string& Peek(std::size_t size);
 
  protected:
   explicit FileBytes(RegularFile file) : file_(std::move(file)) {}
 
-  // Like Read, but returns after calling Fail.
+  // Like Read, but calls Fail instead of throwing for damaged data and an early end.
   virtual std::size_t Fill(char* to, std::size_t size) = 0;
 
-  // The next Read that gets nothing throws.
+  // The next Read that has no bytes to return throws DataFileError with this text.
   void Fail(const std::string& text) { failure_ = text; }
   bool HasFailed() const { return !failure_.empty(); }
 
   RegularFile file_;
 
  private:
-  std::string start_;  // what Peek has read and Read has not handed out
+  std::string start_;  // bytes that Peek has read and Read has not returned yet
   std::string failure_;
 };
 

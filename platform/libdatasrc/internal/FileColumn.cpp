@@ -128,8 +128,8 @@ ImportReport::Variable FileColumn::TakeReport() {
   return std::move(reported_);
 }
 
-// Finds a type that allows all values of the block, the first with values. `rowsBefore` rows are
-// missing.
+// Finds a type that allows all values of `block`, the first block in which the column has a value.
+// The values of the `rowsBefore` rows before it are missing.
 void FileColumn::FindType(const BlockColumn& block, ColumnPart& part, std::size_t rowsBefore) {
   std::size_t furthest = part.refutedBy;
   Reason reason = part.reason;
@@ -239,7 +239,7 @@ MeasurementLevel FileColumn::Level() const {
   return type_ == Type::Number ? MeasurementLevel::Unknown : MeasurementLevel::Interval;
 }
 
-// Of categories and of values declared missing.
+// The labels of categories and of values declared missing.
 ValueLabels FileColumn::Labels(const TableSchema& schema) const {
   ValueLabels labels;
   for (const auto* list : {&field_->categories, &field_->missing}) {

@@ -20,11 +20,11 @@
 
 namespace sdm_internal {
 
-// A block of records, with the part of it that a column reads.
+// One field of all records in a block.
 struct BlockColumn {
   const RecordBlock& records;
   std::size_t field;
-  long line;  // the first of the block
+  long line;  // in the file, of the first byte of the block
 };
 
 // How far the file has been read, to allocate columns once.
@@ -33,7 +33,7 @@ struct ReadSoFar {
   double timesAsMuch = 1;  // the estimated size of the whole file, as a multiple of this part
 };
 
-// The rules of a column, its values so far, and what the report says about it.
+// The rules of a column, its values so far, and its entry in the import report.
 class FileColumn {
  public:
   // Borrows the field of the schema, null for none.
@@ -46,20 +46,20 @@ class FileColumn {
 
   // Whether the column needs no more blocks in this reading of the file.
   bool IsComplete() const { return isComplete_; }
-  // Whether a later value did not have the type: the column is then text.
+  // Whether a value in a later block did not have the type: the column is then text.
   bool MustBeReadAgain() const { return mustBeReadAgain_; }
 
-  // Appends the values of a block: `part`, which may have been read as another type. Returns false
-  // if the schema does not allow a value.
+  // Appends the values of a block, which are in `part`. If `part` was read as another type than the
+  // column now has, reads the block again. Returns false if the schema does not allow a value.
   bool Append(const BlockColumn& block, ColumnPart& part, const ReadSoFar& soFar);
 
-  // Reads the column as text if it must be read again.
+  // Prepares for a second reading of the file: as text, if the column must be read again.
   void BeginSecondReading();
 
   // Throws DataFileError for a value that the schema does not allow.
   void CheckField(const DelimitedText& record, std::size_t index) const;
 
-  // After all blocks. `schema` is for error messages; null for none.
+  // Call these after all blocks. `schema` is for error messages; null for none.
   ORVX_Variable MakeVariable(const TableSchema* schema) const;
   CaseColumn TakeValues();
   ImportReport::Variable TakeReport();
@@ -93,7 +93,7 @@ class FileColumn {
   std::size_t reservedRows_ = 0;   // of `texts_`
   std::size_t reservedBytes_ = 0;  // of `texts_`
   std::size_t widest_ = 1;
-  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // counts by number of the word
+  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // cases by number of the word
   ImportReport::Variable reported_;
 };
 

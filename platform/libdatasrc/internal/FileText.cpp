@@ -1,4 +1,4 @@
-// Finds the encoding, and decodes by iconv.
+// Finds the encoding, and decodes with iconv.
 
 #include <iconv.h>
 #include <libdatasrc/DataFileError.h>
@@ -39,8 +39,8 @@ std::string EncodingByMark(std::string_view start) {
   return "UTF-8";
 }
 
-// "utf_8" becomes "UTF8". Empty if `name` has characters that no encoding name has; iconv gives
-// slashes a meaning of its own.
+// "utf_8" becomes "UTF8". Empty if `name` has characters that no encoding name has, such as
+// slashes, which have a meaning for iconv.
 std::string Simplified(const std::string& name) {
   std::string simple;
   for (const char c : name) {
@@ -55,7 +55,8 @@ std::string Simplified(const std::string& name) {
   return simple;
 }
 
-// The name of the encoding for `name`, which may be empty or "UTF-16" and then needs a mark.
+// The name of the encoding for `name`. For an empty name and for "UTF-16" or "UTF-32", the
+// byte-order mark decides; without a mark, an empty name means UTF-8 and the others throw.
 std::string FindEncoding(const std::string& path, const std::string& name, std::string_view start) {
   if (name.empty()) return EncodingByMark(start);
   const std::string simple = Simplified(name);
@@ -69,7 +70,7 @@ std::string FindEncoding(const std::string& path, const std::string& name, std::
 
 const iconv_t kNoConverter = reinterpret_cast<iconv_t>(-1);
 
-// Many names are known to iconv only without their dashes, such as "latin-1".
+// Also tries the name without punctuation: iconv knows "LATIN1", but not "latin-1".
 iconv_t OpenConverter(const std::string& path, const std::string& encoding) {
   const std::string simple = Simplified(encoding);
   iconv_t converter = kNoConverter;
@@ -106,7 +107,7 @@ class FileText::Decoder {
   }
 
  private:
-  // Adds bytes after those that are left, the start of a character.
+  // Reads more bytes after the bytes that are not decoded yet, which are the start of a character.
   void ReadMore() {
     std::memmove(chunk_.data(), chunk_.data() + begin_, end_ - begin_);
     end_ -= std::exchange(begin_, 0);

@@ -1,4 +1,4 @@
-// FileText: the text of a regular file as UTF-8, decompressed and decoded, by blocks.
+// FileText: the text of a regular file as UTF-8, decompressed and decoded, read in blocks.
 //
 //   FileText text("survey.csv.gz");
 //   std::vector<char> block(1 << 20);
@@ -16,19 +16,19 @@
 
 namespace sdm_internal {
 
-// UTF-8 text is handed out as it is, without validation; every other encoding is converted. A
+// UTF-8 text is returned as it is, without validation; every other encoding is converted. A
 // byte-order mark is part of the text, as the bytes EF BB BF.
 class FileText {
  public:
   // The least size of a block.
   static constexpr std::size_t kLeastSize = 64;
 
-  // Opens a plain file, or one compressed by gzip or Zstandard. `encoding` is a name that iconv
-  // knows, such as "ISO-8859-1" or "windows-1252", in any case. Without a name, a byte-order mark
-  // determines the encoding, UTF-8, UTF-16 or UTF-32; a text without a mark is UTF-8. The names
-  // "UTF-16" and "UTF-32" require a mark; "UTF-16LE" does not. Throws DataFileError for a file that
-  // cannot be opened or is not a regular file (opening and reading never wait), and for an unknown
-  // name.
+  // Opens a plain file, or a file compressed by gzip or Zstandard. `encoding` is a name that iconv
+  // knows, such as "ISO-8859-1" or "windows-1252", in upper or lower case. If it is empty, a
+  // byte-order mark determines the encoding, UTF-8, UTF-16 or UTF-32; a text without a mark is
+  // UTF-8. The names "UTF-16" and "UTF-32" require a mark; "UTF-16LE" does not. Throws
+  // DataFileError for a file that cannot be opened or is not a regular file (opening and reading
+  // never wait), and for an unknown name.
   explicit FileText(const std::string& path, const std::string& encoding = {});
   FileText(FileText&&) noexcept;
   ~FileText();
@@ -36,14 +36,14 @@ class FileText {
   // The encoding of the decompressed file: `encoding`, or the encoding found.
   const std::string& Encoding() const { return encoding_; }
 
-  // Reads up to `size` bytes, at least kLeastSize; a block may end inside a character. Returns 0 at
-  // the end. Throws DataFileError for bytes that the encoding does not have, with their line and
-  // column in the UTF-8 text, for a file that is cut off, and for a wrong checksum; the text before
-  // the error was handed out.
+  // Reads up to `size` bytes; `size` is at least kLeastSize. A block may end inside a character.
+  // Returns 0 at the end. Throws DataFileError for bytes that are invalid in the encoding, with
+  // their line and column in the UTF-8 text, for a file that is cut off, and for a wrong checksum.
+  // Earlier calls have returned the text before the error.
   std::size_t Read(char* to, std::size_t size);
 
-  // Progress in the file as stored. BytesRead may be ahead of the text, and the size is that of
-  // the file when it was opened.
+  // Progress, in bytes of the file as it is stored. BytesRead may be ahead of the text. BytesInAll
+  // is the size of the file when it was opened.
   std::uint64_t BytesRead() const { return bytes_->File().BytesRead(); }
   std::uint64_t BytesInAll() const { return bytes_->File().Size(); }
 

@@ -103,7 +103,7 @@ class TreeBuilder : public nlohmann::json_sax<json> {
 
  private:
   // Advances to the start of the current token. After a number, the library has already read the
-  // next byte, which is a skipped byte or closes an array or an object.
+  // next byte, which does no harm: it is a byte that is skipped here, or a closing bracket.
   TextPosition AdvanceToToken() {
     const std::size_t start =
         std::min(text_.find_first_not_of(" \t\r\n,:", tokenEnd_), text_.size());

@@ -15,12 +15,12 @@ namespace sdm_internal {
 // has no key. Borrows the columns.
 using KeyColumns = std::vector<const CaseColumn*>;
 
-// The first row whose key another row before it has; nothing if all keys differ. Takes memory for
+// The first row with the same key as a row before it; nothing if all keys differ. Takes memory for
 // each row.
 std::optional<std::size_t> FirstRepeatedRow(const KeyColumns& key);
 
-// The first row of `key` whose key no row of `referenced` has. The columns have the same types in
-// both.
+// The first row of `key` with a key that no row of `referenced` has. Column i of `key` and column i
+// of `referenced` must both have numbers, or both texts.
 std::optional<std::size_t> FirstRowWithoutReference(const KeyColumns& key,
                                                     const KeyColumns& referenced);
 

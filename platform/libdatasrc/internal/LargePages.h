@@ -18,7 +18,7 @@ inline void UseLargePages(void* memory, std::size_t bytes) {
   const auto address = reinterpret_cast<std::uintptr_t>(memory);
   const std::uintptr_t begin = (address + kPage - 1) & ~(kPage - 1);
   const std::uintptr_t end = (address + bytes / 8 * 7) & ~(kPage - 1);
-  // If it fails, the pages are small.
+  // If madvise fails, the pages stay small.
   if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
 #endif
 }

@@ -28,7 +28,7 @@ class MissingWords {
   // Returns the number of a word, or kNone.
   std::uint32_t Find(std::string_view text) const {
     if (text.empty()) return isEmptyMissing_ ? kBlank : kNone;
-    // Most fields are not missing and have another first letter or length.
+    // Most fields are not missing: no word has the same first byte and length.
     const std::uint32_t lengths = lengths_[static_cast<unsigned char>(text.front())];
     if ((lengths & LengthBit(text)) == 0) return kNone;
     const auto found = numbers_.find(text);
@@ -52,7 +52,7 @@ class MissingWords {
   }
 
   bool isEmptyMissing_ = false;
-  std::array<std::uint32_t, 256> lengths_{};  // by first byte
+  std::array<std::uint32_t, 256> lengths_{};  // of the words, by first byte; see LengthBit
   std::unordered_map<std::string_view, std::uint32_t> numbers_;
   std::vector<std::string_view> words_;
 };

@@ -17,11 +17,11 @@
 
 namespace sdm_internal {
 
-// Threads: one thread calls all functions; in Pop it works on items while it waits.
+// Threads: one thread calls all functions. In Pop, that thread works on items instead of waiting.
 template <class Item>
 class OrderedWork {
  public:
-  // `work` runs on any thread, with one item on each.
+  // `work` is called with one item at a time on each of `threads` threads and in Pop.
   OrderedWork(std::function<void(Item&)> work, unsigned int threads)
       : work_(std::move(work)), mostThreads_(threads) {}
 
@@ -48,7 +48,7 @@ class OrderedWork {
     changed_.notify_all();
   }
 
-  // Returns the first item when its work is done. Throws what the work has thrown.
+  // Returns the first item when its work is done. Throws the exception that the work has thrown.
   std::unique_ptr<Item> Pop() {
     std::unique_lock lock(mutex_);
     Entry& first = entries_.front();
@@ -69,7 +69,7 @@ class OrderedWork {
     std::exception_ptr error = nullptr;
   };
 
-  // If the system has no more threads, fewer do the work.
+  // If the system refuses to start a thread, works with the threads that have started.
   void StartThreads() {
     try {
       threads_.reserve(mostThreads_);
@@ -86,8 +86,8 @@ class OrderedWork {
     }
   }
 
-  // Works on the first waiting item, without the lock. Returns false if there is none. Entries of a
-  // deque stay in place.
+  // Works on the first waiting item; `lock` is released meanwhile. Returns false if no item waits.
+  // Entries of a deque stay in place.
   bool WorkOnOne(std::unique_lock<std::mutex>& lock) {
     for (Entry& entry : entries_) {
       if (entry.state != State::Waiting) continue;

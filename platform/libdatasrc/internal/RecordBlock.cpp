@@ -15,7 +15,8 @@ namespace {
 
 constexpr std::size_t kMaxRecordBytes = SystemFileDataSource::kMaxRecordBytes;
 
-// Calls `use` with the position, the group and the mask of the bytes that belong to the text.
+// Calls `use` for each group, with its position, its bytes, and the mask of bytes that belong to
+// the text.
 template <class Use>
 void ForEachGroup(std::string_view text, Use use) {
   std::size_t position = 0;
@@ -36,10 +37,10 @@ std::uint64_t PrefixParity(std::uint64_t bits) {
   return bits;
 }
 
-// Checks the quotes of one group after the other.
+// Checks the quotes of a text, group by group.
 class Quotes {
  public:
-  // Bit i: byte i is in quotes or opens them.
+  // A mask of the bytes that are in quotes, with the opening quotes but not the closing quotes.
   std::uint64_t Inside(std::uint64_t quotes) {
     if (quotes == 0) return inside_;
     const std::uint64_t inside = PrefixParity(quotes) ^ inside_;
@@ -47,9 +48,9 @@ class Quotes {
     return inside;
   }
 
-  // Quotes open only at the start of a field or after a closing quote: the pair is a quote in the
-  // field. After a closing quote, only a quote or the end of the field may follow.
-  // Returns false for misplaced quotes.
+  // Returns false for misplaced quotes. A quote may open only at the start of a field, or directly
+  // after a closing quote: such a pair is one quote in the field. After a closing quote, only a
+  // quote or the end of the field may follow.
   bool AreWellPlaced(std::uint64_t quotes, std::uint64_t inside, std::uint64_t fieldEnds,
                      std::uint64_t returns) {
     const std::uint64_t closing = quotes & ~inside;
@@ -64,7 +65,7 @@ class Quotes {
   bool IsOpen() const { return inside_ != 0; }
 
  private:
-  std::uint64_t inside_ = 0;  // all bits: the group begins in quotes
+  std::uint64_t inside_ = 0;  // all bits set if the next group begins in quotes
   std::uint64_t mayOpen_ = 1;
   std::uint64_t afterClosing_ = 0;
 };
@@ -172,7 +173,7 @@ bool RecordBlock::FindRows() {
     kept += fieldsPerRecord_;
     i = next;
   }
-  // Otherwise a field of a row ended in a line feed.
+  // False if a line feed ended a field that is not the last of its row: a record was too short.
   return rows_.size() + emptyLines == recordCount_;
 }
 

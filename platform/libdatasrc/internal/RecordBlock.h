@@ -19,7 +19,8 @@ class RecordBlock {
 
   // Makes room for this many bytes; keeps the first `keep` bytes of the text.
   char* Reserve(std::size_t bytes, std::size_t keep);
-  // The text is the first `size` bytes of the buffer. It begins a record. `isLast`: of the file.
+  // Sets the text to the first `size` bytes of the buffer. The text must start with a record.
+  // `isLast`: whether it ends at the end of the file.
   void SetText(std::size_t size, bool isLast);
   // Removes the first bytes from the text.
   void Skip(std::size_t bytes) { text_.remove_prefix(bytes); }
@@ -35,7 +36,7 @@ class RecordBlock {
   std::size_t RecordCount() const { return recordCount_; }
   std::size_t LineFeedCount() const { return lineFeedCount_; }
 
-  // The position of a field, and its bytes in the file, with quotes if there are any.
+  // The position of a field, and the field itself with its quotes, if any.
   std::size_t FieldBegin(std::size_t row, std::size_t field) const {
     return field == 0 ? rows_[row] : ends_[row * fieldsPerRecord_ + field - 1] + 1;
   }
@@ -47,7 +48,7 @@ class RecordBlock {
   }
 
   // The number of line feeds before a field. Counts them only if the block has empty lines or line
-  // feeds in quotes: counting for each of many columns would take long.
+  // feeds in quotes, because counting for each of many columns would take long.
   std::size_t LineFeedsBefore(std::size_t row, std::size_t field) const;
 
  private:
@@ -63,16 +64,16 @@ class RecordBlock {
   std::unique_ptr<std::uint32_t[]> ends_;  // of the fields
   std::size_t endsCapacity_ = 0;
   std::size_t endCount_ = 0;
-  std::vector<std::uint32_t> rows_;  // the begins
+  std::vector<std::uint32_t> rows_;  // the position of the first field of each row
   std::size_t fieldsPerRecord_ = 0;
   std::size_t recordCount_ = 0;
   std::size_t lineFeedCount_ = 0;  // also in quotes
   bool isAscii_ = true;
 };
 
-// The end of the last record that is complete in `text`, which begins a record; 0 if there is none.
-// A line feed ends a record if the number of quotes before it is even; up to the first error in the
-// text, this is always so.
+// The end of the last complete record in `text`, which must start with a record; 0 if no record is
+// complete. A line feed ends a record if the number of quotes before it is even. This rule is exact
+// up to the first error in the text.
 std::size_t EndOfLastRecord(std::string_view text);
 
 }  // namespace sdm_internal

@@ -33,7 +33,7 @@ std::string MarkerOf(const std::string& path) {
   throw DataFileError(path, "cannot be saved: " + std::generic_category().message(error));
 }
 
-// After the save took effect; a step that only tidies up has failed.
+// For a step that fails after the save has taken effect.
 [[noreturn]] void FailAfterSaving(const std::string& path, const std::string& problem, int error) {
   throw DataFileError(path,
                       "saved, but " + problem + ": " + std::generic_category().message(error));
@@ -64,8 +64,8 @@ class LockedFolder {
   int descriptor_;
 };
 
-// The name of a new file in the marker, as a path beside its target. Empty if it is not the name of
-// a new file for this target: the marker was not written by a save.
+// Turns the name of a new file, read from the marker, into a path beside `target`. Returns an empty
+// path for a name that no save gives to a new file for this target.
 std::string NewFileFor(const std::string& target, std::string_view name) {
   const bool isNew = name.starts_with(FileNameOf(target) + ".") && name.ends_with(".new") &&
                      name.find('/') == std::string_view::npos;
@@ -73,7 +73,8 @@ std::string NewFileFor(const std::string& target, std::string_view name) {
   return std::filesystem::path(target).replace_filename(name).string();
 }
 
-// The new files of an interrupted save, in its marker. Nothing if there is no marker.
+// The new files that the marker of an interrupted save names. Nothing if there is no marker; empty
+// paths for names that no save wrote.
 std::optional<SavedFiles> ReadMarker(const std::string& path) {
   std::optional<RegularFile> marker = RegularFile::OpenIfExists(MarkerOf(path));
   if (!marker) return std::nullopt;
@@ -99,7 +100,8 @@ void FinishInterruptedSave(const std::string& path, const LockedFolder& folder) 
   }
 }
 
-// Creates the marker in one step.
+// Step 2 of a save. The marker appears complete or not at all: it is written under another name,
+// then renamed.
 void WriteMarker(const NewFile& data, const NewFile& schema) {
   NewFile marker(MarkerOf(data.Target()));
   marker.Append(FileNameOf(data.Path()) + "\n" + FileNameOf(schema.Path()) + "\n");
@@ -147,7 +149,7 @@ NewFile::NewFile(const std::string& target) : target_(target) {
   Fail(error);
 }
 
-// Without a name, if the file system can do that: then a killed process leaves no file.
+// Creates the file without a name if the file system can: a killed process then leaves no file.
 void NewFile::Create() {
   if (access(kOpenFiles, X_OK) == 0) {
     descriptor_ = open(FolderOf(target_).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
@@ -160,7 +162,7 @@ void NewFile::Create() {
   if (descriptor_ == -1) Fail(errno);
 }
 
-// The name is new: another save may write beside the same target.
+// Each call returns another name, because another save may be writing a file for the same target.
 std::string NewFile::NextName() const {
   static std::atomic<unsigned int> next{0};
   return target_ + '.' + std::to_string(getpid()) + '-' +

@@ -54,7 +54,7 @@ class NewFile {
 
   const std::string& Path() const { return path_; }
   const std::string& Target() const { return target_; }
-  // Leaves the file where it is.
+  // From now on, the destructor does not delete the file.
   void Keep() noexcept { isKept_ = true; }
   // Renames the file to the target, and keeps it. Returns false and sets errno on failure.
   bool ReplaceTarget() noexcept;

@@ -34,7 +34,7 @@ constexpr std::array<TypeName, 16> kTypes = {{{"any", Type::Any},
                                               {"array", Type::String},
                                               {"list", Type::String}}};
 
-// What the texts of a type or a format look like: a pattern, JSON, or anything.
+// The form of the texts of a type and format: a pattern, JSON with its first bracket, or any text.
 struct Form {
   std::string_view type;
   std::string_view format;
@@ -219,7 +219,8 @@ class FieldReader {
     if (!labels.empty()) field_.attributes["missingValues"] = std::move(labels);
   }
 
-  // The value of a text in this column, if the type is known and the text is not empty.
+  // The value of a text in this column. Nothing for a blank text, for a text that does not have the
+  // type of the column, and if the schema has no type.
   std::optional<DataValue> ValueOf(const std::string& text) const {
     if (Trimmed(text).empty() || Rules().type == Type::Any) return std::nullopt;
     if (Rules().type == Type::String) return text;
@@ -299,7 +300,8 @@ class FieldReader {
     return NumberOf(value, "'" + name + "'");
   }
 
-  // The number of a JSON value in a numeric column: itself, or its text as in the data.
+  // The number of a JSON value in a numeric column: a number, true or false as it is, or a string
+  // that is parsed like a field of the data file.
   double NumberOf(const JsonValue& value, const std::string& what) const {
     if (const auto* isTrue = value.As<bool>(); isTrue != nullptr && Rules().type == Type::Boolean) {
       return *isTrue ? 1 : 0;

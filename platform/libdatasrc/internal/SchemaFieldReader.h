@@ -14,19 +14,20 @@ namespace sdm_internal {
 
 // The member `missingValues` of a table or a field.
 struct SchemaMissingValues {
-  std::shared_ptr<const MissingTexts> texts;  // all of them; never null
-  std::vector<SchemaCategory> labelled;       // strings with labels
+  std::shared_ptr<const MissingTexts> texts;  // those without a label; never null
+  std::vector<SchemaCategory> labelled;       // objects with a value and a label
 };
 // Returns `otherwise` if `object` has no such member.
 SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& object,
                                       const SchemaMissingValues& otherwise);
 
-// The member `attributes` and the given members of the standard, which are strings.
+// The member `attributes`, and the members of the standard in `members`. They must be strings;
+// `example` may also be a number, true or false.
 VariableAttributes ReadAttributes(const SchemaJson& json, const JsonValue& object,
                                   const std::vector<std::string>& members);
 
-// Reads a field, but not its constraint `unique`. `missing`: the missing values of the table, for a
-// field without its own.
+// Reads a field, but not its constraint `unique`. `missing`: the missing values of the table, which
+// are used for a field that has no `missingValues`.
 SchemaField ReadSchemaField(const SchemaJson& json, const JsonValue& object,
                             const SchemaMissingValues& missing);
 

@@ -73,7 +73,7 @@ class SchemaJson {
     return static_cast<int>(number);
   }
 
-  // The position of a text in `words`.
+  // The index in `words` of a JSON string.
   std::size_t OneOf(const JsonValue& json, const std::string& what,
                     std::span<const std::string_view> words) const {
     const auto& text = Require<std::string>(json, what);

@@ -9,8 +9,8 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// The dictionary of `source` as a Frictionless Table Schema. Throws std::invalid_argument if a
-// variable has no name, or the name of another, or if a text is not UTF-8.
+// The dictionary of `source` as a Frictionless Table Schema. Throws std::invalid_argument for a
+// variable without a name, for two variables with the same name, and for a text that is not UTF-8.
 std::string SchemaText(const ORVX_DataSource& source);
 
 }  // namespace sdm_internal

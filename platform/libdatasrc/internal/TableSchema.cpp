@@ -14,7 +14,8 @@ namespace sdm_internal {
 namespace {
 
 constexpr std::size_t kMaxSchemaBytes = SystemFileDataSource::kMaxRecordBytes;
-// Of parts that may be larger than their text: states of patterns, copies of missing values.
+// Limits the parts that may take far more memory than their text: states of patterns, and missing
+// values and labels of the table, which are copied to each field.
 constexpr std::size_t kMaxParts = 1000000;
 
 std::string ReadAll(RegularFile file) {
@@ -131,7 +132,7 @@ class SchemaReader {
     return result;
   }
 
-  // The positions of the named fields: one name, or an array of different names.
+  // The positions of the named fields: `json` is one name, or an array of at least one name.
   std::vector<std::size_t> FieldsOf(const JsonValue& json, const std::string& what) const {
     std::vector<std::size_t> fields;
     if (json.As<std::string>() != nullptr) return {FieldOf(json, what)};

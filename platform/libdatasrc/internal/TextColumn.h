@@ -22,7 +22,7 @@ void Grow(Container& container, std::size_t size) {
 // A missing value is empty. An operation that throws has changed nothing.
 class TextColumn {
  public:
-  // A longer text, and a pool of more than 2^40 bytes, throws std::length_error.
+  // A longer text, or a pool of more than 2^40 bytes, throws std::length_error.
   static constexpr std::size_t kMaxTextBytes = (std::size_t{1} << 24) - 1;
 
   std::size_t Size() const { return words_.size(); }
@@ -31,16 +31,17 @@ class TextColumn {
     return {pool_.data() + (word >> kLengthBits), static_cast<std::size_t>(word & kMaxTextBytes)};
   }
 
-  // Allocates memory for this many rows and bytes in all.
+  // Allocates memory for this many rows and bytes in total.
   void Reserve(std::size_t rows, std::size_t bytes);
   // Makes room for this many more rows and bytes: adding them then throws nothing. Repeated growth
-  // takes linear time. Drops unused bytes of the pool if they are more than half of it.
+  // takes linear time. Drops the unused bytes of the pool if they are more than half of it and more
+  // than 4 KB.
   void ReserveMore(std::size_t rows, std::size_t bytes);
 
   // Texts given to Add and Set must not be in the pool of this column.
   void Add(std::string_view text);
   void Set(std::size_t row, std::string_view text);
-  // Appends texts that follow each other without a gap, given by their lengths.
+  // Appends several texts: `texts` has them without gaps, `lengths` their lengths.
   void Append(std::string_view texts, const std::vector<std::uint32_t>& lengths);
   // Inserts missing values before `row`.
   void Insert(std::size_t row, std::size_t count);
@@ -57,7 +58,7 @@ class TextColumn {
   TextColumn Compacted(std::size_t moreRows, std::size_t moreBytes) const;
 
   std::string pool_;
-  std::vector<std::uint64_t> words_;  // the begin in the pool, 40 bits, then the length, 24 bits
+  std::vector<std::uint64_t> words_;  // high 40 bits: the start in the pool; low 24: the length
   std::size_t unused_ = 0;            // bytes of the pool that belong to no row
 };
 

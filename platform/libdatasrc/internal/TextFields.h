@@ -14,8 +14,8 @@ namespace sdm_internal {
 // Appends one line; `fields` is not empty.
 void AppendLine(const std::vector<std::string>& fields, std::string& text);
 
-// Parses the fields of each line. Throws std::invalid_argument with the line for an unknown escape
-// and for a last line without a line feed.
+// Parses the fields of each line. Throws std::invalid_argument, with the number of the line, for an
+// unknown or incomplete escape and for a last line without a line feed.
 std::vector<std::vector<std::string>> ReadLines(std::string_view text);
 
 }  // namespace sdm_internal

@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kMostRecords = 100;  // are looked at
 constexpr std::string_view kDigits = "0123456789";
 
-// The fields of the first records that are not empty lines, with their quotes. Leaves out an
-// incomplete last record unless it is the only one.
+// The fields of the first records that are not empty lines, with their quotes. Leaves out a last
+// record without a line feed unless it is the only record.
 std::vector<std::vector<std::string_view>> SplitRecords(std::string_view text, char delimiter) {
   std::vector<std::vector<std::string_view>> records(1);
   bool inQuotes = false;
@@ -45,7 +45,7 @@ std::vector<std::vector<std::string_view>> SplitRecords(std::string_view text, c
   return records;
 }
 
-// Without quotes and without a sign.
+// The field without quotes and without a sign.
 std::string_view Digits(std::string_view field) {
   if (field.size() >= 2 && field.front() == '"' && field.back() == '"') {
     field = field.substr(1, field.size() - 2);

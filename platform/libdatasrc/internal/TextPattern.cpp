@@ -1,4 +1,5 @@
-// Compiles a pattern to a nondeterministic automaton and tracks the states it is in.
+// Compiles a pattern to a nondeterministic automaton. Matching tracks all states that the automaton
+// is in.
 
 #include <libdatasrc/internal/TextPattern.h>
 
@@ -15,11 +16,12 @@ using Range = TextPattern::Range;
 
 constexpr int kMaxDepth = 64;
 constexpr int kMaxRepeat = 1000;
-constexpr int kMaxSteps = 10000;  // of compiling: at least the number of states
+constexpr int kMaxSteps = 10000;  // of compiling; a step adds at most two states
 constexpr int kUnlimited = -1;
 constexpr char32_t kLastCharacter = 0x10FFFF;
 
-// The next character of valid UTF-8; every invalid byte is one character.
+// Removes the first character of `text`, which must be UTF-8, and returns it. Invalid UTF-8 gives
+// arbitrary characters, but never reads past the end.
 char32_t TakeCharacter(std::string_view& text) {
   const auto byte = [&](std::size_t i) {
     return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
@@ -37,7 +39,7 @@ struct Node {
   Kind kind = Kind::Sequence;
   CharacterSet set;
   std::vector<Node> children;
-  int setIndex = -1;  // in the automaton, once it is there
+  int setIndex = -1;  // in the pattern's sets; -1 before SetIndex
   int least = 0;
   int most = kUnlimited;
 };
@@ -139,7 +141,7 @@ class PatternParser {
     return node;
   }
 
-  // After the opening bracket.
+  // Parses a set after its opening bracket.
   CharacterSet Set() {
     CharacterSet set;
     set.isNegated = TakeIf("^");
@@ -153,7 +155,7 @@ class PatternParser {
     return set;
   }
 
-  // A character, a range or a class.
+  // Parses a character, a range or a class, and adds it to `set`.
   void Member(CharacterSet& set) {
     CharacterSet first = Part();
     if (IsCharacter(first) && rest_.starts_with('-') && !rest_.starts_with("-]")) {
@@ -182,7 +184,7 @@ class PatternParser {
     return set.ranges.size() == 1 && set.ranges[0].first == set.ranges[0].second;
   }
 
-  // After the backslash.
+  // Parses an escape after its backslash, and adds its characters to `set`.
   void Escape(CharacterSet& set) {
     static const std::vector<Range> kDigits = {{'0', '9'}};
     static const std::vector<Range> kBlanks = {{'\t', '\n'}, {'\r', '\r'}, {' ', ' '}};
@@ -219,7 +221,7 @@ class PatternParser {
     }
   }
 
-  // The characters outside the ranges, which are in order.
+  // The characters outside `ranges`, which must be in ascending order.
   static std::vector<Range> Others(const std::vector<Range>& ranges) {
     std::vector<Range> others;
     char32_t next = 0;
@@ -246,7 +248,8 @@ class PatternParser {
 
 }  // namespace
 
-// Builds from the end: each part gets the state that follows it, and returns its first state.
+// Builds from the end: Compile adds the states of a part, which lead to the state `next`, and
+// returns the first of them.
 class PatternCompiler {
  public:
   explicit PatternCompiler(TextPattern& pattern) : pattern_(pattern) {}
@@ -273,7 +276,7 @@ class PatternCompiler {
     return static_cast<int>(pattern_.states_.size()) - 1;
   }
 
-  // Repeated parts share a set.
+  // A part that is compiled several times, for a quantifier, has its set only once.
   int SetIndex(Node& node) {
     if (node.setIndex == TextPattern::kNone) {
       node.setIndex = static_cast<int>(pattern_.sets_.size());
@@ -318,7 +321,7 @@ class TextPattern::Running {
   bool IsIn(int state) const { return isIn_[static_cast<std::size_t>(state)]; }
   bool IsDead() const { return states_.empty(); }
 
-  // Enters a state and all that follow without a character.
+  // Enters a state, and all states that can be reached from it without consuming a character.
   void Enter(int state) {
     waiting_.assign(1, state);
     while (!waiting_.empty()) {
@@ -334,7 +337,7 @@ class TextPattern::Running {
     }
   }
 
-  // Enters the states after those of `before` that consume `character`.
+  // Enters the next state of each state of `before` that consumes `character`.
   void Step(const Running& before, char32_t character) {
     for (const int state : before.states_) {
       const State& at = pattern_.states_[static_cast<std::size_t>(state)];

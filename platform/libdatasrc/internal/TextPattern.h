@@ -13,12 +13,12 @@ namespace sdm_internal {
 // Understands: characters; `.` (all but line ends); sets such as `[^a-z_]`; the classes \d \D \s \S
 // \w \W; escaped punctuation, \n, \r and \t; groups `( )` and `(?: )`; `|`; and the quantifiers
 // `? * + {n} {n,} {n,m}`. A pattern matches the whole text, so a `^` at its start and a `$` at its
-// end change nothing. \d and \s are ASCII; \w is a letter, a digit or an underscore of ASCII, or
-// any character beyond ASCII. Anything else is rejected: back references, \p, \b, subtraction of
-// sets, lookaround.
+// end change nothing. \d and \s are ASCII; \w is an ASCII letter, digit or underscore, or any
+// character beyond ASCII. Anything else is rejected: back references, \p, \b, subtraction of sets,
+// lookaround.
 //
-// Matching takes time proportional to the size of the text times the size of the pattern, and no
-// memory that depends on the text.
+// Matching takes time proportional to the size of the text times the size of the pattern. Its
+// memory depends only on the pattern.
 class TextPattern {
  public:
   // Throws std::invalid_argument with the reason for an invalid, unsupported or too large pattern.
@@ -42,8 +42,8 @@ class TextPattern {
  private:
   friend class PatternCompiler;
 
-  // A state with a set consumes a character and goes to `next`; a state without one goes to `next`
-  // and `other` without consuming anything.
+  // A state with a set consumes a character and goes to `next`; a state without a set goes to
+  // `next` and `other` without consuming a character.
   struct State {
     int set = kNone;  // in sets_
     int next = kNone;
