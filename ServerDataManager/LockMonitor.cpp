@@ -1,4 +1,5 @@
-// The records of the lock monitor: one table per thread, written only by that thread.
+// The records of the lock monitor: one table per thread. Only that thread writes the table, except
+// while the tables are paused.
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
 // the tables, a thread sets kPaused, then waits until no table is busy. A writer needs no memory

@@ -92,7 +92,7 @@ class Comparison {
     snapshot_.rowCount = source_.RowCount();
   }
 
-  // Queues a message only at the end of an imputation, when the number of rows becomes 0.
+  // Queues a message only at the end of an imputation, when the rows per imputation become 0.
   void CompareRowsPerImputation() {
     const long long rows = source_.RowsPerImputation();
     if (view_.RowsPerImputation() == rows) return;

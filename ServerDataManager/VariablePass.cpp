@@ -436,7 +436,8 @@ concept HasSnapshotOperations = requires(Source& view, Source& source, LocallyUn
   view.DropUses(id);
 };
 
-// Uses StepwisePass if the data sources do not stamp their blocks or if identifiers repeat.
+// Uses StepwisePass if the data sources do not stamp their blocks, if identifiers repeat, or if
+// StampedPass throws.
 template <class Source>
 void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
              bool& resetClientData) {

@@ -17,10 +17,10 @@
 // If threads lock a second dataset while they have locked one, even inside an observer, the whole
 // program must lock datasets in one order, for example by identifier.
 //
-// Counters and flags have no lock: each is one plain field, read and written from any thread. Names
-// are set, and compared by the registry, under one separate lock of the library. That lock does not
-// protect a reference to a name, and the password has no lock: do not read through a reference
-// while another thread sets the value.
+// Counters and flags have no lock: each is one plain field, accessed atomically by any thread.
+// Names are set, and compared by the registry, under one separate lock of the library. That lock
+// does not protect a reference to a name, and the password has no lock: do not read through a
+// reference while another thread sets the value.
 
 #ifndef SERVERDATAMANAGER_SVRDMITEM_H_
 #define SERVERDATAMANAGER_SVRDMITEM_H_
@@ -193,11 +193,11 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // failed.
   void TruncateNotifications(std::size_t count);
 
-  // One notification pass: compares the dataset with the snapshot, queues the differences, sends
-  // the creation notice to registry observers if it is still due, calls every observer but
-  // `originator` (which may be null) with `writer`, and empties the queue. Skips the comparison if
-  // the dataset has no observer and no creation notice is due. If the queue is empty after the
-  // comparison, calls no observer.
+  // One notification pass: compares the dataset with the snapshot, queues messages for the
+  // differences, sends the creation notice to registry observers if it is still due, calls every
+  // observer but `originator` (which may be null) with `writer`, and empties the queue. Skips the
+  // comparison if the dataset has no observer and no creation notice is due. If the queue is empty
+  // after the comparison, calls no observer.
   //
   // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
   // lost: queued messages stay queued, and the next pass compares the rest, sends the creation

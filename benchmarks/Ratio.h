@@ -1,5 +1,5 @@
-// Ratio: the ratio of the times of two operations. ThroughputRatio: the ratio of their throughputs
-// when two threads run them concurrently.
+// Ratio: the ratio of the times of two operations. ThroughputRatio: the ratio of their throughputs,
+// each measured while two threads run the operation.
 
 #ifndef BENCHMARKS_RATIO_H_
 #define BENCHMARKS_RATIO_H_

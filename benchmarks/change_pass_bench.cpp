@@ -1,5 +1,5 @@
-// The cost of releasing a writer that changed the list of variables: the notification pass and the
-// call of one observer.
+// The cost of releasing a writer that changed variables: the notification pass and the call of one
+// observer.
 //
 // The peer does the minimum to find the difference: a hash table of bare identifiers and a longest
 // increasing subsequence of their positions (Fredman, "On Computing the Length of Longest

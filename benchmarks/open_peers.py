@@ -4,8 +4,8 @@
     open_peers.py BUILD
 
 BUILD is the folder of a build with benchmarks, such as build/bench. The file has 1,000,000 records and 20 columns.
-pandas is Debian's python3-pandas. DuckDB comes from npm, to BUILD/peers; Node.js runs it. A peer that is not there is
-left out. Each figure is the best of several readings; memory is by how much the resident memory grew.
+pandas is Debian's python3-pandas. DuckDB comes from npm, to BUILD/peers; Node.js runs it. A peer that is not installed
+is left out. Each time is the best of five readings; memory is the growth of the resident memory in the first reading.
 """
 
 import json
@@ -62,7 +62,7 @@ def peak():
 
 
 def pandas(file):
-    """Reads with pandas. Called in a process of its own."""
+    """Reads the file with pandas and prints the figures as JSON. Called in a process of its own."""
     try:
         import pandas
     except ImportError:
@@ -81,7 +81,7 @@ def pandas(file):
 
 
 def output(*command):
-    """The JSON that a peer prints, or None if the peer is not there; it then says why."""
+    """The figures that a peer prints as JSON. None if the peer fails; its own message then says why."""
     done = subprocess.run(command, stdout=subprocess.PIPE)
     return json.loads(done.stdout) if done.returncode == 0 else None
 
