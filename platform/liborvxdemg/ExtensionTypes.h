@@ -12,7 +12,8 @@
 
 namespace DEMessages {
 
-// The extension that the data source itself stores; the other types carry text.
+// The only extension of a data source that servers report. The types below carry other properties,
+// as text.
 inline constexpr int kOwnExtension = 0;
 
 // Text of sets, as MakeExtension writes it. Multiple-response sets are sent twice, with the same

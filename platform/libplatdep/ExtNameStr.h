@@ -26,8 +26,8 @@ class SDM_EXPORT ExtNameStr {
   // Opens the file for reading. The caller owns the result and closes it with fclose; child
   // processes do not inherit it. Returns null and sets errno on failure. Opens only regular files:
   // never blocks on a FIFO and never acquires a controlling terminal. errno is EISDIR for a folder;
-  // EINVAL for any other file that is not regular, for a mode other than "r", and for a name with a
-  // zero byte; otherwise it comes from the system.
+  // EINVAL for any other file that is not regular but can be opened, for a mode other than "r", and
+  // for a name with a zero byte; otherwise it comes from the system.
   //
   // With `shareFlag` kDenyWrite, tries once to read-lock the whole file until it is closed (an
   // advisory open-file-description lock). The file is opened even if the lock is refused or not

@@ -70,9 +70,9 @@ class SDM_EXPORT VStream {
   void String(std::string& value);
 
   // Writes or reads the number of elements that follow, as Uint32. When writing, returns `count`;
-  // throws std::length_error if `count` is too large. When reading, ignores `count` and returns the
-  // number read; throws VStreamError if that many elements of `smallestElement` bytes (at least 1)
-  // exceed the remaining bytes. So it is safe to reserve memory for the result.
+  // throws std::length_error if `count` exceeds 32 bits. When reading, ignores `count` and returns
+  // the number read; throws VStreamError if that many elements of `smallestElement` bytes (at least
+  // 1) exceed the remaining bytes. So it is safe to reserve memory for the result.
   std::uint32_t Count(std::size_t count, std::size_t smallestElement);
 
   // Throws VStreamError if bytes are left to read. Does nothing if the stream writes.

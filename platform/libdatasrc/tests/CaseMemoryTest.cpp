@@ -1,4 +1,4 @@
-// The memory that editing cases takes: a shared column is copied once, other columns are not.
+// The memory that editing cases takes: a shared column is copied once; no other column is copied.
 
 #include "Files.h"
 
@@ -25,7 +25,7 @@ ORVX_Variable Variable(const std::string& name, int type = 0) {
   return ORVX_Variable(ORVX_Variable::NextID(), name, type);
 }
 
-// Ten numeric variables and a string.
+// Returns a source with ten numeric variables and a string variable.
 std::unique_ptr<MemoryDataSource> Filled(std::size_t rows = kRows) {
   auto source = std::make_unique<MemoryDataSource>();
   for (int i = 0; i < 10; ++i) {

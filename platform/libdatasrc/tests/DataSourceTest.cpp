@@ -312,8 +312,8 @@ TEST_F(DataSource, SplitOfAnySizeTakesAnyNumberOfVariables) {
   EXPECT_FALSE(copy.GetSplitqSeparate());
 }
 
-// To move a variable, a snapshot first inserts a copy at the new position, then deletes the
-// variable at the old position.
+// To move a variable in its snapshot, a notification pass first inserts a copy at the new position,
+// then deletes the variable at the old position.
 TEST_F(DataSource, DeletingOneOfTwoVariablesWithTheSameIdentifierDropsItsUses) {
   const int indices[] = {2, 0};
   source.SetWeightVar(2);
@@ -550,7 +550,7 @@ TEST(DataSourceBinary, VirtualFunctionsKeepTheirSlots) {
   EXPECT_EQ(Slot(&ORVX_DataSourceFilterHook::FilterDataSource), 0U);
 }
 
-// Other binaries call the virtual operations by slot and derive from the class.
+// Other binaries derive from the class, so its size must not change.
 static_assert(sizeof(ORVX_DataSource) == 2 * sizeof(void*));
 static_assert(!std::is_copy_constructible_v<DataFreeDataSource>);
 static_assert(!std::is_copy_assignable_v<DataFreeDataSource>);

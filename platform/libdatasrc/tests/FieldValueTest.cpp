@@ -61,7 +61,7 @@ TEST(FieldValue, OnlyTheExtendedFormatOfIso8601IsATime) {
   }
 }
 
-TEST(FieldValue, ADateTimeHasATOrABlankAndOptionalSeconds) {
+TEST(FieldValue, DateAndTimeAreSeparatedByTOrABlankAndSecondsAreOptional) {
   EXPECT_EQ(ParseDateTime("2001-09-09T01:46:40"), 1e9);
   EXPECT_EQ(ParseDateTime("2001-09-09t01:46:40"), 1e9);
   EXPECT_EQ(ParseDateTime("2001-09-09 01:46:40"), 1e9);

@@ -193,7 +193,7 @@ class OneNumber : public ORVX_DataSource {
   const double number_;
 };
 
-TEST(FilteredDataSource, SelectsNoCaseByAnIeee754NaN) {
+TEST(FilteredDataSource, SelectsNoCaseWithANaN) {
   for (const double nan : {kMissingNumber, -kMissingNumber, std::nan("7")}) {
     OneNumber parent(nan);
     EXPECT_EQ(Rows(FilteredDataSource(&parent)).size(), 1U);
@@ -201,7 +201,7 @@ TEST(FilteredDataSource, SelectsNoCaseByAnIeee754NaN) {
   }
 }
 
-TEST(FilteredDataSource, SelectsCasesByAnyOtherNonzeroNumber) {
+TEST(FilteredDataSource, SelectsCasesWithAnyOtherNonzeroNumber) {
   using Limits = std::numeric_limits<double>;
   for (const double number :
        {Limits::lowest(), Limits::max(), Limits::denorm_min(), -Limits::infinity()}) {

@@ -326,7 +326,7 @@ void FailEachCall(const std::function<std::string(const std::string& path)>& pre
     if (!error.empty()) ++(isSaved ? saved : failed);
   }
   EXPECT_GE(failed, 15);
-  EXPECT_EQ(saved, 3);  // the calls after the data file was renamed
+  EXPECT_EQ(saved, 3);  // the failed calls after the data file was renamed
 }
 
 TEST(SaveFault, AFailedCallLeavesTheOldContentOrTheErrorSaysThatTheNewIsSaved) {

@@ -321,7 +321,7 @@ TEST_F(SchemaTest, OtherConstraintsAreRead) {
             "'constraints' must be an object");
 }
 
-TEST_F(SchemaTest, KeysNameTheirFields) {
+TEST_F(SchemaTest, KeysReferToFieldsByName) {
   const TableSchema schema = Read(R"({
       "fields": [{"name": "a", "constraints": {"unique": true}}, {"name": "b"}, {"name": "c"}],
       "primaryKey": ["a", "b"], "uniqueKeys": [["b", "c"], "c"]})");

@@ -65,7 +65,7 @@ TEST_F(SystemFile, ReadsQuotedFields) {
               ElementsAre("[x,\"y\"   ] [two\nlines       ]", "[        ] [                ]"));
 }
 
-TEST_F(SystemFile, ReadsBothLineEndingsWithAndWithoutTheLast) {
+TEST_F(SystemFile, ReadsBothLineEndsWithOrWithoutAFinalLineEnd) {
   for (const char* text :
        {"a,b\n1,2\n3,4\n", "a,b\n1,2\n3,4", "a,b\r\n1,2\r\n3,4\r\n", "a,b\r\n1,2\r\n3,4",
         "\xEF\xBB\xBF"

@@ -34,7 +34,7 @@ TEST(TextPattern, APatternMatchesOnlyTheWholeText) {
   ExpectMatches("^abc$", {"abc"}, {"ab", "abcd"});
 }
 
-TEST(TextPattern, APointIsOneCharacterButNoLineEnd) {
+TEST(TextPattern, APointMatchesOneCharacterButNoLineEnd) {
   ExpectMatches("a.c",
                 {"abc", "a.c",
                  "a\xC3\xBC"
@@ -44,7 +44,7 @@ TEST(TextPattern, APointIsOneCharacterButNoLineEnd) {
                 {"ac", "abbc", "a\nc", "a\rc"});
 }
 
-TEST(TextPattern, QuantifiersCount) {
+TEST(TextPattern, QuantifiersSetTheNumberOfRepetitions) {
   ExpectMatches("ab?c", {"ac", "abc"}, {"abbc"});
   ExpectMatches("ab*c", {"ac", "abc", "abbbc"}, {"adc"});
   ExpectMatches("ab+c", {"abc", "abbbc"}, {"ac"});
@@ -84,7 +84,7 @@ TEST(TextPattern, ClassesMatchTheDocumentedCharacters) {
   ExpectMatches("\\W", {"-", " "}, {"a", "\xC3\xBC"});
 }
 
-TEST(TextPattern, EscapesAreCharacters) {
+TEST(TextPattern, AnEscapeMatchesItsCharacter) {
   ExpectMatches("\\.\\*\\(\\)\\$\\^", {".*()$^"}, {"a"});
   ExpectMatches("a\\$", {"a$"}, {"a"});
   ExpectMatches("\\t\\n\\r", {"\t\n\r"}, {"tnr"});

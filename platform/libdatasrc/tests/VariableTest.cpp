@@ -1,4 +1,4 @@
-// A variable as a value: sharing, detaching, equality, identifiers.
+// A variable as a value: shared records, assignment, equality.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/ORVX_Variable.h>

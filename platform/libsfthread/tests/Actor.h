@@ -20,8 +20,8 @@
 #include <string_view>
 #include <thread>
 
-// Use it on the thread that created it. Every operation that waits for the end of the current call,
-// including the destructor, aborts the program after ten seconds.
+// Use an Actor only on the thread that created it. Start, Do and the destructor wait for the end of
+// the current call, and abort the program if it takes ten seconds.
 class Actor {
  public:
   Actor() : thread_([this] { Play(); }) {

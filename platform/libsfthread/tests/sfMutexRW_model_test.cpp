@@ -380,7 +380,7 @@ TEST(MutexRWModel, PredictsTheLockInEveryInterleavingOfThreeThreads) {
 // Returns the shortest run to each state in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
-  std::set<Model> seen;  // distinguishes numbers of calls left
+  std::set<Model> seen;  // models with other numbers of calls left are different
   std::set<Model> states;
   std::deque<std::pair<Model, std::vector<Step>>> open = {{Start(), {}}};
   while (!open.empty()) {
