@@ -1,5 +1,5 @@
 // The layout that other binaries depend on: the slots of virtual functions (Itanium C++ ABI), the
-// order of fields, and values that only a field shows.
+// order of fields, and values of fields that no operation returns.
 //
 // Accesses private fields, so it is built without access control.
 
@@ -47,7 +47,8 @@ constexpr bool kTablesAreFenced = __has_feature(address_sanitizer);
 constexpr bool kTablesAreFenced = false;
 #endif
 
-// The virtual table of an object's class: its first slot, and the maximum number of slots.
+// The slots of the virtual table of an object's class, and their number. With the address
+// sanitizer, the number is only an upper limit.
 struct VirtualTable {
   void* const* slots;
   std::size_t count;
@@ -96,7 +97,7 @@ class VirtualSlots : public testing::Test {
   SvrDMItemPtr item_ = registry_.GetDataSet(registry_.AddEmpty(/*quiet=*/true));
 };
 
-TEST_F(VirtualSlots, HandlesHaveOnlyTwoDestructors) {
+TEST_F(VirtualSlots, HandlesHaveNoSlotsButTheTwoDestructors) {
   const SvrDMDataset plain(item_);
   ExpectCount(TableOf(plain), 2);
   ExpectDestructorsFirst(TableOf(plain), "12SvrDMDataset");
@@ -112,7 +113,7 @@ TEST_F(VirtualSlots, HandlesHaveOnlyTwoDestructors) {
   }
 }
 
-TEST_F(VirtualSlots, ItemHasOnlyTwoDestructors) {
+TEST_F(VirtualSlots, ItemHasNoSlotsButTheTwoDestructors) {
   ExpectCount(TableOf(*item_), 2);
   ExpectDestructorsFirst(TableOf(*item_), "9SvrDMItem");
 }
@@ -172,7 +173,8 @@ TEST_F(VirtualSlots, CloneOverridesFiveSlotsOfASource) {
   EXPECT_EQ(table.slots[10], Function("_ZNK20SvrDMCloneDataSource8NParentsEv"));
 }
 
-// Checks the slots: the destructors, the inherited SetName, and the three overridden operations.
+// Checks that the slots are the destructors, the inherited SetName and the three overridden
+// operations, in this order.
 template <class Message>
 void ExpectMessageSlots(const Message& message, const std::string& mangledClass) {
   const VirtualTable table = TableOf(message);
@@ -210,8 +212,8 @@ std::size_t RoundUp(std::size_t offset, std::size_t alignment) {
   return (offset + alignment - 1) / alignment * alignment;
 }
 
-// Checks that from `begin`, the end of the base, to the end of the class there are only these
-// fields, in this order.
+// Checks that the class has exactly these fields, in this order, after the first `begin` bytes (its
+// base).
 template <class Class>
 void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
   std::size_t end = begin;
@@ -283,7 +285,7 @@ TEST(Fields, ItemFieldsAreInThisOrder) {
                                                       FIELD(SvrDMItem, creationTime_)});
 }
 
-TEST(Fields, ItemFieldsHavePlainTypes) {
+TEST(Fields, ItemFieldsHaveTheTypesThatOtherBinariesRead) {
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::dataSource_), ORVX_DataSource*>));
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::caseSequence_), std::uint32_t>));
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::writersCount_), std::int32_t>));
@@ -294,7 +296,7 @@ TEST(Fields, ItemFieldsHavePlainTypes) {
   EXPECT_TRUE((std::is_same_v<decltype(SvrDMItem::bootstrapSpecs_), SvrBootstrapSpecs*>));
 }
 
-// In memory full of ones, where a field without an initial value would not be zero.
+// The memory is filled with ones, so a field without an initial value would not be zero.
 TEST(Fields, NewItemHasOriginatorZeroAndAnErrorMonitorWithoutDatasetAndClient) {
   alignas(SvrDMItem) std::array<unsigned char, sizeof(SvrDMItem)> storage;
   storage.fill(0xFF);

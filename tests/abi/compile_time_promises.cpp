@@ -56,7 +56,7 @@ static_assert(!std::is_copy_assignable_v<SvrDMDataset> && !std::is_move_assignab
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID(5, 0x0ABCDEF1)) == 0xABCDEF15);
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
 
-// Sets and lists of sets can be compared with only the header of the data-source library.
+// Sets can be compared; the operators are in the headers of libdatasrc.
 static_assert(std::equality_comparable<VariableSetImpl>);
 static_assert(std::equality_comparable<VariableSet>);
 
@@ -96,7 +96,7 @@ struct Derived : SvrDMInputDataSource {
 static_assert(std::is_constructible_v<Derived, const SvrDMItemPtr&>);
 static_assert(!std::is_constructible_v<SvrDMInputDataSource, const char*, const SvrDMItemPtr&>);
 
-// Handles with a lock need an item pointer that is an lvalue.
+// Handles with a lock need an item pointer that is an lvalue and not const.
 static_assert(std::is_constructible_v<SvrDMInputDataSource, SvrDMItemPtr&, bool>);
 static_assert(!std::is_constructible_v<SvrDMInputDataSource, const SvrDMItemPtr&, bool>);
 static_assert(!std::is_constructible_v<SvrDMInputDataSource, SvrDMItemPtr, bool>);

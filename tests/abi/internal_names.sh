@@ -16,7 +16,7 @@ names=$(for library in "$@"; do "$nm" --defined-only "$library"; done | awk '
     prefix = substr(name, 1, RLENGTH - length("12sdm_internal"))
     rest = substr(name, RLENGTH + 1)
     length_of = rest + 0
-    first = length(length_of "") + length_of  # as long as the first name is
+    first = length(length_of "") + length_of  # the length of the first name with its number
     after = substr(rest, first + 1)
     tag = ""
     if (match(after, /^B5cxx11/)) { tag = "B5cxx11"; after = substr(after, RLENGTH + 1) }

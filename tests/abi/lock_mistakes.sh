@@ -1,6 +1,6 @@
 #!/bin/sh
 # lock_mistakes.sh CLANG FLAG...: fails if lock_mistakes.cpp does not compile with MISTAKE 0, or if
-# the analysis does not report the expected error for another mistake.
+# the analysis does not report the expected error for each other mistake.
 
 set -u
 source="$(dirname "$0")/lock_mistakes.cpp"

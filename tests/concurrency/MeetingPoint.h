@@ -1,4 +1,5 @@
-// MeetingPoint: a spinning barrier. Threads wait for each other and continue at the same instant.
+// MeetingPoint: a spinning barrier. Threads wait for each other and continue at nearly the same
+// time.
 
 #ifndef TESTS_CONCURRENCY_MEETINGPOINT_H_
 #define TESTS_CONCURRENCY_MEETINGPOINT_H_

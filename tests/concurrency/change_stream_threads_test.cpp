@@ -39,8 +39,8 @@ class BusyChannel final : public PackageProxy {
   std::atomic<int> inside{0};
   std::atomic<bool> overlapped{false};
   bool fails = false;
-  std::vector<std::string>
-      frames;  // without a lock: tests that the stream sends one frame at a time
+  // Without a lock, so that the thread sanitizer detects concurrent calls.
+  std::vector<std::string> frames;
 };
 
 class ChangeStreamThreads : public testing::Test {
@@ -93,7 +93,7 @@ class ChangeStreamThreads : public testing::Test {
 
 // A reader rejects a snapshot that was sent between the wrong passes. The test starts with a pass,
 // because the first pass reports everything, even after a snapshot.
-TEST_F(ChangeStreamThreads, FramesAreAppliedInTheOrderOfSending) {
+TEST_F(ChangeStreamThreads, FramesAreSentOneAtATimeInAnOrderThatAReaderAccepts) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 
   Together([] {});

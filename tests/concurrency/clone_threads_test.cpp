@@ -42,7 +42,7 @@ void OnThreads(const std::function<void(int)>& work) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// A source with the survey as its parent; counts its deletions.
+// A source that has the survey as its parent and counts its deletions in `deaths`.
 class CountedSurvey : public ORVX_DataSource {
  public:
   explicit CountedSurvey(std::atomic<int>& deaths)
@@ -138,8 +138,7 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsConcurrently) {
   EXPECT_EQ(deaths, 1);
 }
 
-// All copies share the clone below them. That clone sets its parent link whenever a copy makes an
-// iterator.
+// All copies share one inner clone, which sets its parent link whenever a copy makes an iterator.
 TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
   const SvrDMCloneDataSource outer(
       new SvrDMCloneDataSource(new FilteredDataSource(new CountedSurvey(deaths))));
@@ -162,7 +161,7 @@ TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
 
 // A clone shows its parent while it makes an iterator. That parent must be ignored: it is the
 // survey, which has a password that is not mangled, and a file name that would be reported.
-TEST_F(ClonesOnThreads, SystemFileResultIsStableWhileIteratorsAreMade) {
+TEST_F(ClonesOnThreads, TheParentOfACloneStaysHiddenWhileIteratorsAreMade) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(
       *SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY)).release(), SURVEY,
@@ -220,7 +219,7 @@ class ThreeRows : public DataFreeDataSource {
   };
 };
 
-// Each call needs two parent links: of the clone and of the clone below it.
+// Each call sets two parent links: of the outer clone and of the inner clone.
 TEST(IteratorsOfANestedClone, MadeOnFourThreadsReadCorrectRows) {
   constexpr int kIterators = 50'000;
   const SvrDMCloneDataSource clone(new SvrDMCloneDataSource(new ThreeRows));
@@ -356,7 +355,7 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockReadingThePassword) {
   EXPECT_EQ(mangled, 2);
 }
 
-TEST(CloneWhoseSourceWaits, HidesTheLinkFromChainsUntilTheLastIteratorIsMade) {
+TEST(CloneWhoseSourceWaits, HidesItsParentLinkFromParentOfUntilTheLastIteratorIsMade) {
   std::latch gates[] = {std::latch(1), std::latch(1)};
   std::atomic<int> calls = 0;
   SvrDMCloneDataSource clone(new JobAtEachIterator([&] {

@@ -72,7 +72,8 @@ class Soak {
  public:
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
-    // The two helper threads acquire no lock that a worker can hold while it waits for them.
+    // A worker may wait for a helper thread to destroy a handle, so the helper threads acquire no
+    // lock that a worker may hold while it waits.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
         handedOver_.DestroyAll();

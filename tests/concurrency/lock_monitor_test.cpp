@@ -99,8 +99,8 @@ class LockMonitorTest : public testing::Test {
     EXPECT_THAT(Incidents(), SizeIs(1));
   }
 
-  // An observer of the registry reads the dataset `item`. The writer of that dataset uses the
-  // registry. Calls `check` when the deadlock is reported, then resolves it.
+  // A registry observer waits to read the dataset `item`, whose writer waits for the registry lock.
+  // Calls `check` when the deadlock is reported, then resolves the deadlock.
   void DeadlockOfRegistryLockAndDataset(SvrDMItemPtr& item, const std::function<void()>& check) {
     Writer writer;
     std::latch bothHold(2);
@@ -147,7 +147,7 @@ std::string EitherFirst(const std::string& one, const std::string& other) {
   return "deadlock: (" + one + "; " + other + "|" + other + "; " + one + ")\n";
 }
 
-// Returns when every wait up to now is longer than the limit of LimitWaits.
+// Returns when every wait that has already begun is longer than the limit of LimitWaits.
 void LetWaitsBecomeLong() {
   const auto start = std::chrono::steady_clock::now();
   while (std::chrono::steady_clock::now() < start + milliseconds(50)) std::this_thread::yield();
@@ -236,7 +236,7 @@ TEST(LockReportText, SaysIfNothingIsHeldOrTheReportIsIncomplete) {
             "No lock is held.\nIncomplete: the lock monitor is off or ran out of memory.\n");
 }
 
-TEST_F(LockMonitorTest, ReportsALockThatATryAcquiredWithItsLabel) {
+TEST_F(LockMonitorTest, ReportsTheLabelOfALockAcquiredByATry) {
   auto reader = SvrDMInputDataSource::TryRead(firstItem_, milliseconds(0), "means");
   auto another = SvrDMInputDataSource::TryRead(registry_, first_, milliseconds(0), "counts");
   auto writer = SvrDMWriteableDataSource::TryWrite(secondItem_, milliseconds(0), nullptr, "import");
@@ -293,7 +293,7 @@ TEST_F(LockMonitorTest, ReportsNothingForAFailedTry) {
   EXPECT_EQ(report.holds[0].label, "import");
 }
 
-TEST_F(LockMonitorTest, ReportsTheLabelsOfHandlesByRegistryAndIdentifier) {
+TEST_F(LockMonitorTest, ReportsTheLabelsOfHandlesMadeFromRegistryAndIdentifier) {
   const SvrDMInputDataSource reader(registry_, first_, false, "means");
   const SvrDMWriteableDataSource writer(registry_, second_, false, nullptr, "import");
   const LockReport report = registry_.GetLockReport();
@@ -304,7 +304,7 @@ TEST_F(LockMonitorTest, ReportsTheLabelsOfHandlesByRegistryAndIdentifier) {
   EXPECT_EQ(report.holds[1].mode, Mode::Write);
 }
 
-TEST_F(LockMonitorTest, ReportsTheLabelsOfHandlesByIdentifier) {
+TEST_F(LockMonitorTest, ReportsTheLabelsOfHandlesInTheRegistryOfTheProcess) {
   ServerDataManager& registry = ServerDataManager::GetInstance();
   const LocallyUniqueID read = AddDataset(registry, "A");
   const LocallyUniqueID written = AddDataset(registry, "B");
@@ -719,7 +719,7 @@ TEST_F(LockMonitorTest, ReportsEachDeadlockOfDatasetAndNotificationMutexOnce) {
   firstItem_->Unregister(observer);
 }
 
-TEST_F(LockMonitorTest, ReportsADeadlockOnceIfAnotherThreadBeginsToWaitForIt) {
+TEST_F(LockMonitorTest, ReportsADeadlockOnceIfAThirdThreadBeginsToWait) {
   Writer writers[2];
   std::latch bothWrite(2);
   WatchedThread one([&] {
@@ -916,7 +916,7 @@ TEST_F(LockMonitorTest, ReportsALongWaitWithoutAHolderWhenItEnds) {
 }
 
 // While the test holds all three kinds of locks, a thread waits for one kind until the wait is
-// long, then another thread begins to wait for one kind.
+// long, then another thread begins to wait for another kind.
 class LongWaitTest : public LockMonitorTest,
                      public testing::WithParamInterface<std::pair<Kind, Kind>> {
  protected:
@@ -949,7 +949,7 @@ class LongWaitTest : public LockMonitorTest,
   RecordingObserver observer_;  // never registered
 };
 
-TEST_P(LongWaitTest, IsReportedWhenAnotherThreadBeginsToWait) {
+TEST_P(LongWaitTest, IsReportedWhenAnotherThreadBeginsToWaitForAnotherKindOfLock) {
   LimitWaits();
   std::optional<WatchedThread> waits;
   std::optional<WatchedThread> begins;

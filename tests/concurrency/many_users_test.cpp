@@ -44,7 +44,7 @@ int CountIn(const ORVX_DataSource& source) {
 }
 
 // Whether the dictionary consists of its first variable and pairs of variables with equal labels.
-// It always does between writes, but not always during a write.
+// Always true between writes, but not during a write.
 bool IsWhole(const ORVX_DataSource& source) {
   if (source.ColumnCount() % 2 == 0) return false;
   for (int i = 1; i < source.ColumnCount(); i += 2) {

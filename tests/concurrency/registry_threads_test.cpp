@@ -82,7 +82,7 @@ TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
   registry.Unregister(observer);
 }
 
-// The thread reads, then the registry deletes the dataset, then the thread releases its reader.
+// A thread reads, then the registry deletes the dataset, then the thread releases its reader.
 TEST(RegistryThreads, ADatasetWithAReaderOutlivesItsDeletion) {
   int deaths = 0;
   ServerDataManager registry;
@@ -283,7 +283,7 @@ TEST(RegistryThreads, NeitherNotifyCreateWithoutANoticeNorRegisterFilterTakesThe
 
 // An observer blocks the notice of another dataset until the first thread waits for the registry
 // lock, and the second thread waits or has returned.
-TEST(RegistryThreads, ConcurrentCallsSendOneCreationNotice) {
+TEST(RegistryThreads, AConcurrentPassAndNotifyCreateSendOneCreationNotice) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);
   SvrDMItemPtr item = registry.GetDataSet(id);

@@ -77,7 +77,7 @@ TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastReader) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// This thread reads, a writer sleeps waiting for the lock, and this thread reads again repeatedly.
+// This thread reads, a writer sleeps waiting for the lock, and this thread reads twice more.
 TEST_F(TurnsAtTheLock, AReaderMayReadAgainWhileAWriterWaits) {
   auto outer = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -96,8 +96,8 @@ TEST_F(TurnsAtTheLock, AReaderMayReadAgainWhileAWriterWaits) {
 }
 
 // While a writer sleeps waiting for the lock, a new reader requests the lock. The new reader must
-// wait for the writer. The test repeats this if the machine was so slow that the new reader was
-// admitted before the other threads released the lock.
+// wait for the writer. Because the lock may admit a new reader after 80 ms, a round counts only if
+// the first reader was released within 40 ms.
 TEST_F(TurnsAtTheLock, ANewReaderWaitsForAWaitingWriter) {
   std::string seen;
   for (int time = 0; seen.empty() && time < 20; ++time) {
@@ -261,15 +261,16 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 
 // --- How long they wait ---
 
-// Two threads that keep the lock from ever being free: each holds it for up to a millisecond, and
-// releases it earlier only if the other thread has also arrived. Without a third thread, both
-// continue forever; a starved test is abandoned after some seconds.
+// Two threads that keep the lock held: each holds it for half a millisecond, then for up to another
+// half until the other thread has also arrived. Both stop after 5 seconds, so that a starved third
+// thread fails the test instead of waiting forever.
 class TwoInTurns {
  public:
   // Creates a handle, calls its argument, and releases the handle.
   using Hold = std::function<void(const std::function<void()>&)>;
 
-  // Each thread calls `isOtherThere` with its number, 0 or 1, while it holds the lock.
+  // `isOtherThere` returns whether the other thread has arrived. Each thread calls it with its own
+  // number, 0 or 1, while it holds the lock.
   TwoInTurns(Hold hold, std::function<bool(const TwoInTurns&, int)> isOtherThere)
       : hold_(std::move(hold)), isOtherThere_(std::move(isOtherThere)) {
     for (int self : {0, 1}) threads_.emplace_back([this, self] { Run(self); });

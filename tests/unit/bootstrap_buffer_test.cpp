@@ -32,7 +32,7 @@ TEST(BootstrapBuffer, HasTheLengthOfTheBytesAndIsFreed) {
 
 // Decoding does not check for the end of the input. Here, the missing bytes follow the buffer in
 // memory, so decoding a truncated input succeeds.
-TEST(BootstrapBuffer, IsReadOnlyToTheEndOfTheSpecification) {
+TEST(BootstrapBuffer, IsReadPastItsEndIfTheInputIsTruncated) {
   const std::string bytes = support::BytesOf(support::FullBootstrapSpecs());
   for (std::size_t length = 0; length < bytes.size(); ++length) {
     SvrBootstrapSpecs specs;

@@ -150,7 +150,7 @@ TEST(BootstrapBytes, OfADefaultSpecificationRoundTrip) {
   EXPECT_EQ(All(ReadFrom(BytesOf(Specs()))), All(Specs()));
 }
 
-TEST(BootstrapBytes, GrowByFourForEveryElementAndTwelveForEveryCaseStatistic) {
+TEST(BootstrapBytes, GrowByFourBytesPerListElementAndTwelvePerCaseStatistic) {
   Specs specs;
   specs.SetPredictedVarList({1, 2, 3});
   EXPECT_THAT(BytesOf(specs), SizeIs(55 + 4 * 3));
@@ -198,7 +198,7 @@ TEST(BootstrapBytes, BigEndianBytesAreDecoded) {
   EXPECT_EQ(All(ReadFrom(kBigEndian)), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapBytes, WithAnyMarkOtherThan1AreSwapped) {
+TEST(BootstrapBytes, WithAnyMarkOtherThan1AreDecodedAsSwapped) {
   const std::string swapped = kSwapped.substr(2);
   for (const int mark : {0, 2, 7, 0x0101, 0x0700, 0xFFFF}) {
     std::string bytes(2, '\0');
@@ -216,7 +216,7 @@ TEST(BootstrapBytes, OfAnotherVersionChangeNothing) {
 }
 
 TEST(BootstrapBytes, OfAnotherVersionSwappedChangeNothing) {
-  // Without swapping, these versions would read as 1.
+  // The version would be 1 without swapping, although the mark says that the bytes are swapped.
   std::string bytes = kSwapped;
   std::reverse(bytes.begin() + 2, bytes.begin() + 6);
   Specs specs;
@@ -230,14 +230,14 @@ TEST(BootstrapBytes, OfAnotherVersionMayEndAfterTheVersion) {
   EXPECT_EQ(All(specs), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapBytes, WithoutStrataKeepTheStrata) {
+TEST(BootstrapBytes, DecodingAnEmptyStrataListKeepsTheOldStrata) {
   Specs specs;
   specs.SetStrataVarList({5});
   Serializer::deserializeSpecs(BytesOf(Specs()), specs);
   EXPECT_THAT(specs.GetStrataVarList(), ElementsAre(5));
 }
 
-TEST(BootstrapBytes, WithoutListsKeepAllListsAndSetTheOtherFields) {
+TEST(BootstrapBytes, DecodingEmptyListsKeepsTheOldListsAndSetsTheOtherFields) {
   Specs specs = FullBootstrapSpecs();
   Serializer::deserializeSpecs(BytesOf(Specs()), specs);
 
@@ -250,7 +250,7 @@ TEST(BootstrapBytes, WithoutListsKeepAllListsAndSetTheOtherFields) {
   EXPECT_EQ(All(specs), All(expected));
 }
 
-TEST(BootstrapBytes, ReplaceVariableListsThatAreNotEmpty) {
+TEST(BootstrapBytes, DecodingAVariableListThatIsNotEmptyReplacesTheOldList) {
   Specs specs;
   specs.SetStrataVarList({100, 101, 102});
   specs.SetResidualVarList({103, 104});
@@ -258,7 +258,7 @@ TEST(BootstrapBytes, ReplaceVariableListsThatAreNotEmpty) {
   EXPECT_EQ(All(specs), All(FullBootstrapSpecs()));
 }
 
-TEST(BootstrapBytes, AppendSplitEndsAndCaseStatistics) {
+TEST(BootstrapBytes, DecodingAppendsSplitEndsAndCaseStatistics) {
   Specs specs;
   specs.SplitEnds() = {1};
   specs.CaseStats() = {{0.25, 1}};
@@ -268,7 +268,7 @@ TEST(BootstrapBytes, AppendSplitEndsAndCaseStatistics) {
               ElementsAre(Pair(0.25, 1U), Pair(1234.5678, 2U), Pair(-0.5, 0xFFFFFFFEU)));
 }
 
-TEST(BootstrapBytes, DecodedTwiceDuplicateOnlySplitEndsAndCaseStatistics) {
+TEST(BootstrapBytes, DecodingTwiceDuplicatesOnlySplitEndsAndCaseStatistics) {
   Specs specs;
   Serializer::deserializeSpecs(kNative, specs);
   Serializer::deserializeSpecs(kNative, specs);
@@ -307,7 +307,7 @@ TEST(BootstrapBytes, KeepUnknownEnumerators) {
   EXPECT_EQ(read.GetCILevelPct(), -1e300);
 }
 
-// Doubles whose bits could change in a floating-point register or a comparison.
+// Doubles whose bits could change if they were copied or swapped as floating-point numbers.
 const std::uint64_t kUncommonDoubles[] = {
     0x7FF8000000000000,  // a quiet NaN
     0xFFF8000000000001,  // another NaN
@@ -420,7 +420,7 @@ TEST(BootstrapCheck, ReportsTheTruncatedFieldOfEveryPrefix) {
   ExpectEveryPrefixRefused(kSwapped, Swapped);
 }
 
-TEST(BootstrapCheck, RejectsAnotherVersionFirst) {
+TEST(BootstrapCheck, RejectsAnotherVersionEvenIfTheBytesEndAfterIt) {
   for (const std::uint32_t version : {0U, 2U, 0x01000000U, 0xFFFFFFFFU}) {
     const std::string bytes = With(kVersionAt, version, kNative);
     EXPECT_THAT(CheckOf(bytes), Is(UnknownVersion, Native, 0U, kVersionAt));

@@ -57,7 +57,7 @@ ChangeFrame FullSnapshot() {
   return frame;
 }
 
-// Applies the messages of these frames to an empty mirror and returns the mirror.
+// Applies the messages of the frames, in order, to an empty mirror and returns the mirror.
 DictionaryMirror MirrorAfter(const std::vector<ChangeFrame>& frames) {
   DictionaryMirror mirror;
   for (const ChangeFrame& frame : frames) mirror.Apply(frame.Messages());
@@ -194,7 +194,8 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||
-         (said.kind == Kind::Extension && (said.type == 7 || said.type == 19));  // MR sets
+         (said.kind == Kind::Extension &&
+          (said.type == 7 || said.type == 19));  // multiple-response sets
 }
 
 // Returns one element for each byte of the frame's messages: whether the byte belongs to a message
@@ -223,10 +224,10 @@ std::vector<int> ExtensionTypesIn(const ChangeFrame& frame) {
   return types;
 }
 
-// Crafted bytes with a valid checksum and invalid messages.
+// Frames with a valid checksum whose messages have been damaged.
 class HostileMessages : public testing::Test {
  protected:
-  // An upper limit for the bytes that the first variable of a dictionary allocates.
+  // More bytes than a dictionary allocates for its first variable.
   static constexpr std::size_t kDictionary = 5000;
 
   // Applies the frame with `reader` and checks the allocations and the dictionary. If the frame is
@@ -326,7 +327,7 @@ TEST_F(HostileMessages, AreRejectedAtEveryTruncation) {
 }
 
 // Overwrites four bytes at every place in the messages, so that each length and count becomes huge.
-TEST_F(HostileMessages, WithHugeLengthsAllocateNothing) {
+TEST_F(HostileMessages, WithHugeLengthsAllocateInProportionToTheFrame) {
   const ChangeFrame whole = FullSnapshot();
   const std::vector<bool> escape = BytesThatEscapeTheDigest(whole);
   for (std::size_t i = 0; i + 4 <= whole.messageBytes.size(); ++i) {

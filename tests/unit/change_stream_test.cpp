@@ -47,7 +47,7 @@ class ChangeStream : public testing::Test {
   void Write(Change change, SvrDMDataSetObserver* originator = nullptr) {
     support::Write(registry, id, change, originator);
   }
-  // Makes a write that sends one message.
+  // Sets the label of the dataset in a write.
   void Label(const char* label) {
     Write([&](SvrDMWriteableDataSource& writer) { writer->SetLabel(label); });
   }
@@ -62,7 +62,7 @@ class ChangeStream : public testing::Test {
     while (!channel.frames.empty())
       ASSERT_EQ(Deliver(), Outcome::Applied) << reader.SnapshotReason();
   }
-  // Requests and receives a snapshot.
+  // Discards the frames that are not delivered yet, then sends and delivers a snapshot.
   void Resynchronise() {
     channel.frames.clear();
     SendSnapshot();
@@ -88,7 +88,7 @@ class ChangeStream : public testing::Test {
   ChangeStreamReader reader;
 };
 
-TEST_F(ChangeStream, IsFollowedFromTheFirstPass) {
+TEST_F(ChangeStream, AClientFollowsTheStreamFromTheFirstPass) {
   Register();
   EXPECT_EQ(reader.PassNumber(), 0U);
   Label("first");
@@ -103,7 +103,7 @@ TEST_F(ChangeStream, IsFollowedFromTheFirstPass) {
   ExpectInStep();
 }
 
-// A caller's own source that reports a split by all its variables.
+// A source that reports a split by all its variables.
 class SplitByAll : public DataFreeDataSource {
  public:
   unsigned int GetNSplitVars() const override { return static_cast<unsigned int>(ColumnCount()); }
@@ -113,7 +113,7 @@ class SplitByAll : public DataFreeDataSource {
   }
 };
 
-TEST_F(ChangeStream, IsFollowedWithAnyNumberOfSplitVariables) {
+TEST_F(ChangeStream, CarriesASplitByMoreThanEightVariables) {
   Register();
   Write([](SvrDMWriteableDataSource& writer) {
     writer.SetDataSet(new SplitByAll);
@@ -199,7 +199,7 @@ TEST_F(ChangeStream, AClientMayStartWithASnapshot) {
   Dataset().Unregister(other);
 }
 
-TEST_F(ChangeStream, ASnapshotBeforeTheFirstPassIsRequestedTwice) {
+TEST_F(ChangeStream, AClientWithASnapshotFromBeforeTheFirstPassRequestsAnother) {
   Register();
   SendSnapshot();
   EXPECT_EQ(Deliver(), Outcome::Applied);
@@ -251,7 +251,7 @@ TEST_F(ChangeStream, AClientsOwnChangeIsDetectedInTheNextPass) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, ABadFrameKeepsTheDictionaryAndWantsASnapshot) {
+TEST_F(ChangeStream, ABadFrameIsNotAppliedAndMakesTheClientRequestASnapshot) {
   Register();
   Label("first");
   DeliverAll();
@@ -351,7 +351,7 @@ TEST_F(ChangeStreamOfAFile, DoesNotSendASuppressedFileSpecification) {
 }
 
 // No message reports that the dataset no longer has a saved file.
-TEST_F(ChangeStreamOfAFile, KeepsTheLastFileSpecificationWithoutASavedFile) {
+TEST_F(ChangeStreamOfAFile, KeepsTheOldFileSpecificationWhenTheDatasetLosesItsSavedFile) {
   Register();
   Label("first");
   Write([](SvrDMWriteableDataSource& writer) {
@@ -387,7 +387,7 @@ TEST_F(ChangeStream, IsNotLostWhileSendingSucceeds) {
   EXPECT_EQ(channel.sends, 2);
 }
 
-TEST_F(ChangeStream, IsLostWithTheFirstFrameThatCannotBeSent) {
+TEST_F(ChangeStream, SendsNothingAfterAFrameThatCouldNotBeSent) {
   Register();
   Label("first");
   channel.failure = [] { return short{32}; };
@@ -407,7 +407,8 @@ TEST_F(ChangeStream, ALostStreamIsUnregisteredAndReportedOnce) {
   EXPECT_EQ(stream.UnregisterIfLost(dataset), "the channel returned status 32");
   EXPECT_EQ(stream.UnregisterIfLost(dataset), std::nullopt);
 
-  // Without observers nothing is compared: the next observer is notified of both writes.
+  // Without observers, a pass compares nothing, so the next observer is notified of this write in a
+  // later pass.
   Write([](SvrDMWriteableDataSource& writer) { writer->SetWeightVar(1); });
   support::RecordingObserver other;
   dataset.Register(other);
@@ -432,7 +433,7 @@ TEST_F(ChangeStream, ReportsTheExceptionOfTheChannel) {
   EXPECT_EQ(why([]() -> short { throw 55; }), "unknown exception");
 }
 
-TEST_F(ChangeStream, IsLostWithAMessageThatCannotBeSerialised) {
+TEST_F(ChangeStream, IsLostIfAMessageCannotBeSerialised) {
   int deaths = 0;
   Register();
   Write([&](SvrDMWriteableDataSource& writer) {
@@ -443,7 +444,7 @@ TEST_F(ChangeStream, IsLostWithAMessageThatCannotBeSerialised) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(ChangeStream, IsLostWithASnapshotThatCannotBeSent) {
+TEST_F(ChangeStream, IsLostIfASnapshotCannotBeSent) {
   Register();
   channel.failure = [] { return short{1}; };
   SendSnapshot();
@@ -483,7 +484,7 @@ class StreamsOfADataset : public ChangeStream {
     dataset.Unregister(second);
   }
 
-  // Registers two streams, and an observer that is called between them.
+  // Registers two streams and an observer that is called between them, and delivers the first pass.
   void RegisterAll() {
     Register();
     Dataset().Register(between);
@@ -514,7 +515,7 @@ TEST_F(StreamsOfADataset, EncodeEachPassOnce) {
   ExpectInStep();
 }
 
-TEST_F(StreamsOfADataset, SendMessagesThatAnObserverBetweenThemQueues) {
+TEST_F(StreamsOfADataset, OnlyTheLaterStreamSendsAMessageQueuedBetweenThem) {
   RegisterAll();
   between.reaction = [](SvrDMWriteableDataSource const* writer) {
     auto* const changed = const_cast<SvrDMWriteableDataSource*>(writer);
@@ -525,7 +526,7 @@ TEST_F(StreamsOfADataset, SendMessagesThatAnObserverBetweenThemQueues) {
   EXPECT_EQ(ReadChangeFrame(secondChannel.frames.back()).Messages().size(), 2U);
 }
 
-TEST_F(StreamsOfADataset, LeaveTheDataOfAnotherObserver) {
+TEST_F(StreamsOfADataset, DoNotReplaceThePassDataOfAnotherObserver) {
   support::RecordingObserver first;
   first.reaction = [](SvrDMWriteableDataSource const* writer) {
     writer->PassData()->emplace<int>(7);
@@ -561,7 +562,7 @@ TEST_F(StreamsOfADataset, SendTheirOwnPassAfterAPassOfAnotherDatasetInANotice) {
   SvrDMDataset(registry, other).Unregister(otherStream);
 }
 
-TEST_F(StreamsOfADataset, ShareDataOnlyDuringAPass) {
+TEST_F(StreamsOfADataset, SharePassDataOnlyWhileObserversAreCalled) {
   RegisterAll();
   std::vector<const std::any*> seen;
   const auto see = [&](SvrDMWriteableDataSource const* writer) {

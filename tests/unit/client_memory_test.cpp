@@ -134,7 +134,7 @@ Operation Reading(const std::string& name, const std::string& bytes, Outcome out
       }));
 }
 
-TEST(ClientMemory, AReaderAcceptsAFrameAgainAfterBadAlloc) {
+TEST(ClientMemory, AReaderMayApplyTheSameBytesAgainAfterBadAlloc) {
   ChangeFrame frame = FrameOf(DictionaryMessages(*FullDictionary(), kDataset, 1));
   const std::string bytes = BytesOf(frame);
   ExpectSafeWithoutMemory({
@@ -193,7 +193,7 @@ struct Digested {
   DictionaryDigest digest;
 };
 
-TEST(ClientMemory, ADigestIsRightAfterAFailure) {
+TEST(ClientMemory, ADigestIsRightAfterAComputationRanOutOfMemory) {
   ExpectSafeWithoutMemory({Changes(
       "DigestOf after a change", [] { return std::make_unique<Digested>(); },
       [](auto& digested) { digested.digest = DigestOf(*digested.source); },
@@ -202,14 +202,15 @@ TEST(ClientMemory, ADigestIsRightAfterAFailure) {
 
 // --- The server's end of a stream ---
 
-// A dataset in use, and the channel of a new stream.
+// A dataset, and a channel for its streams.
 struct Streaming {
   ServerDataManager registry;
   LocallyUniqueID id = registry.Add(*FullDictionary().release(), "", /*quiet=*/true);
   support::FrameChannel channel;
 };
 
-// A stream that runs out of memory is lost and sends nothing. A new stream sends everything.
+// A stream that runs out of memory is lost and sends nothing, so each call of the operation makes a
+// new stream.
 template <class Handle, class Send>
 Operation Sending(const std::string& name, Send send) {
   return Changes(
@@ -250,7 +251,7 @@ TEST(ClientMemory, AStreamSendsAWholeFrameOrIsLost) {
   });
 }
 
-TEST(ClientMemory, IsNotNeededForMovingAMirrorOrANewStream) {
+TEST(ClientMemory, IsNotNeededToMoveAMirrorOrToMakeAStream) {
   DictionaryMirror mirror, other;
   support::FrameChannel channel;
   ExpectNoAllocations({

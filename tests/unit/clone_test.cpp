@@ -30,7 +30,7 @@ using support::Var;
 using testing::ElementsAre;
 using testing::SizeIs;
 
-// A source with rows, whose deletions are counted. Both cells of a row have the number of the row.
+// A CountedSource with rows. Both cells of a row hold the number of the row, from 1.
 class CountedRows : public CountedSource {
  public:
   CountedRows(int& deaths, long long rowCount, ORVX_DataSource* parent = nullptr)
@@ -108,7 +108,7 @@ TEST(CloneDataSource, OwnsTheAdoptedSource) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST(CloneDataSource, ACloneOfACloneKeepsItAlive) {
+TEST(CloneDataSource, ACloneOfACloneKeepsTheInnerChainAlive) {
   int deaths = 0;
   auto inner = std::make_unique<SvrDMCloneDataSource>(new CountedRows(deaths, 2));
   auto copyOfInner = std::make_unique<SvrDMCloneDataSource>(*inner);
@@ -283,7 +283,8 @@ TEST(CloneDataSource, HidesItsParentAfterMakingAnIterator) {
   EXPECT_TRUE(rows->Next());
 }
 
-// Fails to make iterators. Before it throws, stores in `shown` which parent the clone shows.
+// A source that cannot make iterators: MakeIterator stores the parent of `clone` in `shown`, then
+// throws.
 class RefusingSource : public DataFreeDataSource {
  public:
   explicit RefusingSource(const ORVX_DataSource*& shown) : shown_(shown) {}
@@ -439,7 +440,7 @@ TEST_F(FilterOnAnEditedClone, ReadsTheOtherVariablesAfterADeletion) {
   EXPECT_THAT(RowsSelectedBy("use"), ElementsAre("[77      ] 1 ", "[88      ] 2 "));
 }
 
-TEST_F(FilterOnAnEditedClone, ReadsALaterDeletedVariableAsMissing) {
+TEST_F(FilterOnAnEditedClone, ReadsAVariableDeletedAfterTheFilterWasMadeAsMissing) {
   const FilteredDataSource all(clone.get());
   const FilteredDataSource selected(clone.get(), support::IdOf(*clone, "use"));
   clone->DeleteVariables(0, 0);
@@ -510,7 +511,7 @@ TEST(CloneDataSource, IsLoadedEvenIfItsSourceIsNot) {
   EXPECT_TRUE(SvrDMCloneDataSource(new NotLoaded).IsLoaded());
 }
 
-TEST(CloneDataSource, IteratorOutlivesAllClonesIfTheFilesIteratorDoes) {
+TEST(CloneDataSource, AnIteratorOverAFileMayOutliveAllClones) {
   auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(SURVEY));
   std::vector<OBS> row(10);
   const std::unique_ptr<ObsIterator> rows(clone->MakeIterator(row.data()));
@@ -549,7 +550,7 @@ TEST(CloneDataSource, MayOwnASourceThatADatasetReleased) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) {
     ORVX_DataSource* const present = writer.GetDataSource();
     auto* const placeholder = new DataFreeDataSource(present);
-    writer.SetDataSet(placeholder);  // does not delete the source that it is built on
+    writer.SetDataSet(placeholder);  // does not delete `present`, the parent of `placeholder`
     placeholder->SetParentSource(nullptr);
     writer.SetDataSet(new SvrDMCloneDataSource(present));
   });
@@ -562,7 +563,8 @@ TEST(CloneDataSource, MayOwnASourceThatADatasetReleased) {
 // ---------------------------------------------------------------------------------------------
 // Clones that show their parent in the chain of a dataset or of another clone
 
-// A chain of two sources whose deletions are counted, below a clone that shows its parent.
+// Makes clones that show their parent: each is made from a chain of two sources that count their
+// deletions in `deaths`.
 class CloneThatShowsItsParent : public testing::Test {
  protected:
   static std::unique_ptr<SvrDMCloneDataSource> Shown(std::unique_ptr<ORVX_DataSource> source) {
@@ -631,7 +633,7 @@ TEST_F(CloneThatShowsItsParent, ReplacesAFilterOnIt) {
   EXPECT_EQ(deaths, 3);
 }
 
-TEST_F(CloneThatShowsItsParent, IsReplacedAndTheChainIsDeletedOnce) {
+TEST_F(CloneThatShowsItsParent, DeletesTheChainOnceWhenItIsReplaced) {
   const LocallyUniqueID id = registry.Add(*Shown().release(), "", /*quiet=*/true);
 
   support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
@@ -657,7 +659,7 @@ TEST_F(CloneThatShowsItsParent, OwnsTheSourceThatItReplaces) {
   EXPECT_EQ(deaths, 1);
 }
 
-TEST_F(CloneThatShowsItsParent, BelowAnotherCloneIsDeletedOnce) {
+TEST_F(CloneThatShowsItsParent, AsTheSourceOfAnotherCloneIsDeletedOnce) {
   auto outer = Shown(Shown());
   auto copy = std::make_unique<SvrDMCloneDataSource>(*outer);
 
@@ -667,7 +669,7 @@ TEST_F(CloneThatShowsItsParent, BelowAnotherCloneIsDeletedOnce) {
   EXPECT_EQ(deaths, 2);
 }
 
-TEST_F(CloneThatShowsItsParent, BelowAnotherCloneInADatasetIsDeletedOnce) {
+TEST_F(CloneThatShowsItsParent, AsTheSourceOfTheCloneOfADatasetIsDeletedOnce) {
   const LocallyUniqueID id = registry.Add(*Shown(Shown()).release(), "", /*quiet=*/true);
 
   registry.Delete(id);

@@ -87,7 +87,7 @@ TEST(CostOfARelease, OfAMoveToTheFrontHardlyGrowsWithTheNumberOfVariables) {
     writer->DeleteVariables(last, last);
     writer->InsertVariable(0, moved);
   };
-  // A move copies a few blocks of variables, whose sizes differ between the two lists.
+  // A move copies a few blocks of variables, and the blocks of the two lists have different sizes.
   EXPECT_LE(BytesToRelease(20'000, move), 2 * BytesToRelease(1'000, move));
 }
 
@@ -112,7 +112,8 @@ TEST(CostOfAFrame, OfOneLabelDoesNotGrowWithTheNumberOfVariables) {
   EXPECT_EQ(BytesToApply(1'000), BytesToApply(20'000));
 }
 
-// The comparisons of finding and missing a handle name and a file name among these datasets.
+// Returns the number of name comparisons in four searches among `datasets` datasets: for a handle
+// name and a file name in use, and for a handle name and a file name not in use.
 int ComparisonsToFind(int datasets) {
   ServerDataManager registry;
   for (int i = 0; i < datasets; ++i) {

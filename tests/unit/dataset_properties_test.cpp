@@ -1,6 +1,6 @@
 // The comparison of a dataset's properties with the snapshot.
 //
-// Built with the library's objects, to check the snapshot itself.
+// Linked with the library's object files, because the snapshot is internal.
 
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DataSetMsg.h>
@@ -156,7 +156,7 @@ class PropertiesInMessages : public testing::Test {
 
   void Update() { sdm_internal::UpdateSnapshot(snapshot); }
 
-  // Makes `source` the data source of the item, without queued messages.
+  // Makes `source` the data source of the item, and clears the queue.
   template <class Source>
   Source& Use(std::unique_ptr<Source> source) {
     Source& used = *source;
@@ -245,7 +245,7 @@ TEST_F(PropertiesInMessages, AChangedTypeAndAChangedRowCountAreOneReset) {
   EXPECT_MESSAGES(Queue(), Modified("B"), RowCount(45), Dirty(true));
 }
 
-TEST_F(PropertiesInMessages, AResetIsReportedOnlyOnce) {
+TEST_F(PropertiesInMessages, AReportedResetIsNoLongerPending) {
   Source().GetVariable(1).SetType(8);
   Update();
   EXPECT_FALSE(snapshot.resetClientData);
@@ -318,7 +318,7 @@ TEST_F(FileSpecification, OfAnotherSourceIsRecordedButNotReported) {
   EXPECT_STREQ(View().GetFileSpec(), "/second.csv");
 }
 
-// Only the topmost source of a chain can count as a saved file.
+// Only the last source of a chain, which has no parent, can count as a saved file.
 TEST_F(FileSpecification, OfASavedFileWithAParentIsNotReported) {
   std::unique_ptr<SystemFileDataSource> file = SystemFileDataSource::Open(folder.Write("a.csv"));
   file->SetParentSource(&Source());
@@ -348,7 +348,7 @@ TEST_F(FileSpecification, SuppressedIsReportedAfterTheSuppressionEnds) {
   EXPECT_EQ(item.FileName(), "/second.csv");
 }
 
-TEST_F(FileSpecification, SuppressedIsPendingEvenWithoutASavedFile) {
+TEST_F(FileSpecification, SuppressedIsNotRecordedEvenWithoutASavedFile) {
   item.SuppressedFileName("/second.csv");
   Source().SetFileSpec("/second.csv");
   Update();
@@ -365,7 +365,7 @@ TEST_F(FileSpecification, DifferentFromTheSuppressedNameIsReported) {
 
 // If no file name is suppressed, the suppressed file name is empty, so an empty file specification
 // is not reported.
-TEST_F(FileSpecification, EmptyIsPendingWithoutASuppressedName) {
+TEST_F(FileSpecification, EmptyIsNotReportedWithoutASuppressedName) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();
   ASSERT_NE(before, "");
@@ -660,7 +660,8 @@ TEST_F(PropertiesInMessages, UsesLostByTheSameMoveAreNotReported) {
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
-// The source has moved A. The comparison moves the other variables of the view instead.
+// The source moved A behind B. The comparison moves B before A instead, so A keeps its uses in the
+// view.
 TEST_F(PropertiesInMessages, AVariableKeepsItsUsesIfOtherVariablesAreMovedPastIt) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));
@@ -715,7 +716,7 @@ TEST_F(PropertiesInMessages, SetsExtensionAndAttributesAreReportedInOrder) {
   EXPECT_MESSAGES(Queue());
 }
 
-TEST_F(PropertiesInMessages, OnlyTheExtensionOfTypeZeroIsCompared) {
+TEST_F(PropertiesInMessages, AnExtensionOfAnotherTypeThanZeroIsNotCompared) {
   Source().SetExtension(ORVX_DataSource::Extension(
       RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(3, 1, 3, "abc"))));
   Update();
@@ -833,7 +834,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptAfterOtherChanges) {
   EXPECT_TRUE(SourceHasIt());
 }
 
-// If the attributes have changed, the writer has just set the dashboard attributes, so they are
+// Changed attributes were set in this write, so the dashboard attributes among them are current and
 // kept.
 TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
@@ -843,7 +844,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   EXPECT_EQ(Source().GetAttributes(), Attributes({"dashboard.layout"}));
 }
 
-// --- Modified state ---
+// --- Dirty flag ---
 
 TEST_F(PropertiesInMessages, ChangesOfTheDirtyFlagAreReported) {
   Source().SetDirty(true);
@@ -1064,7 +1065,7 @@ TEST_F(PropertiesInMessages, ADatasetWithoutASourceReportsOnlyTheRowCount) {
   EXPECT_MESSAGES(without.Notifications());
 }
 
-// --- A source that reports its own split, with more variables ---
+// --- A source that reports its own split, by any number of variables ---
 
 class AnsweredSplit : public PropertiesInMessages {
  protected:
@@ -1134,8 +1135,8 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
   EXPECT_EQ(SplitOf(View()), Answers().split);
 }
 
-// The arrays of a split have room for eight variables; SplitSource checks that only two are
-// requested.
+// The arrays for a split have at least eight entries; SplitSource fails the test if the pass
+// requests more than its two variables.
 TEST_F(AnsweredSplit, OfTwoVariablesIsReadOnlyUpToItsLength) {
   Answers().split = {Id("A"), Id("C")};
   Update();
@@ -1143,8 +1144,8 @@ TEST_F(AnsweredSplit, OfTwoVariablesIsReadOnlyUpToItsLength) {
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
 }
 
-// The remaining split variables are equal; only their number shows that the view lost a split
-// variable.
+// After the failed update, view and source are both split by A. Only the number of variables in the
+// last reported split shows that the view lost B.
 TEST_F(AnsweredSplit, WithADeletedVariableIsReportedInTheNextUpdate) {
   Answers().split = {Id("A"), Id("B")};
   Settle();

@@ -159,7 +159,7 @@ DictionaryDigest DigestOfNewVariables(const ORVX_DataSource& source) {
   DataFreeDataSource other;
   for (int i = 0; i < source.ColumnCount(); ++i) {
     ORVX_Variable variable = source.GetVariable(i);
-    variable.SetLabel(variable.GetLabel());  // gets a record of its own
+    variable.SetLabel(variable.GetLabel());  // so the copy no longer shares its record
     other.MakeVariable(variable, nullptr);
   }
   return DigestOf(other);
@@ -237,9 +237,9 @@ TEST(VariableListHash, IsTheSameForAnyCutIntoParts) {
   }
 }
 
-// The expected numbers were computed with a calculator for numbers of any size: high[0] * 37^2 +
-// high[1] * 37 + high[2] and low[0] * 43^2 + low[1] * 43 + low[2], both modulo 2^61 - 1.
-TEST(VariableListHash, IsTheSumOfPowers) {
+// The expected numbers were computed with integers of any size: high[0] * 37^2 + high[1] * 37 +
+// high[2] and low[0] * 43^2 + low[1] * 43 + low[2], both modulo 2^61 - 1.
+TEST(VariableListHash, IsAPolynomialWithTheHashesAsCoefficients) {
   VariableListHash hash;
   hash.Append(VariableHash{0xffffffffffffffff, 0x0123456789abcdef});
   hash.Append(VariableHash{0x1fffffffffffffff, 0xfedcba9876543210});
@@ -270,7 +270,7 @@ TEST(DictionaryDigest, UsesTheEqualityOfMessages) {
   EXPECT_EQ(DigestOf(*with), DigestOf(*without));
 }
 
-TEST(DictionaryDigest, ExcludesPropertiesThatMessagesDoNotCarryCompletely) {
+TEST(DictionaryDigest, ExcludesPropertiesThatMessagesCarryOnlyInPartOrNotAtAll) {
   const auto plain = FullDictionary();
   const auto other = FullDictionary();
   const auto parent = Dictionary("Z");

@@ -110,7 +110,7 @@ TEST(DictionaryMirror, MovesToTheFrontAndToTheBack) {
   EXPECT_EQ(After("ABCD", Move({1}, 1)), "ABCD");
 }
 
-TEST(DictionaryMirror, TargetIsInTheListWithoutTheMovedVariables) {
+TEST(DictionaryMirror, TheTargetIsAPositionInTheListWithoutTheMovedVariables) {
   EXPECT_EQ(After("ABCDE", Move({0, 2}, 1)), "BACDE");
   EXPECT_EQ(After("ABCDE", Move({0, 2}, 3)), "BDEAC");
 }
@@ -127,7 +127,7 @@ TEST(DictionaryMirror, ModifyKeepsThePosition) {
   EXPECT_EQ(mirror.Dictionary().GetVariable(1), Relabel('B', "new").GetVariable());
 }
 
-TEST(DictionaryMirror, FindsVariablesNamedInAnyOrder) {
+TEST(DictionaryMirror, AppliesMessagesAboutVariablesInAnyOrder) {
   DictionaryMirror mirror = MirrorOf("ABC");
   ModifyVarMsg last = Relabel('C', "c");
   ModifyVarMsg first = Relabel('A', "a");

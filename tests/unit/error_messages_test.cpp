@@ -92,7 +92,7 @@ TEST(ErrorMessages, DoNotCopyTheNameWhenCloned) {
   EXPECT_STREQ(error.Name(), "mine");
 }
 
-TEST(ErrorMessages, RoundTripThroughTheInterface) {
+TEST(ErrorMessages, RoundTripThroughTheBaseClass) {
   ErrorMsg written(7, "Seven");
   ErrorMsg read;
   VSerializable& asBase = read;
@@ -107,7 +107,7 @@ TEST(ErrorMessages, RejectEachOthersBytes) {
   EXPECT_THROW(ReadAll(BytesOf(error), report), VStreamError);
 }
 
-// Returns the error text of decoding `bytes` as a Message.
+// Returns the error text of decoding `bytes` as a Message; "" if decoding succeeds.
 template <class Message>
 std::string Complaint(const std::string& bytes) {
   Message message;
@@ -128,7 +128,7 @@ std::string WithoutTheLast(const std::string& bytes) {
   return bytes.substr(0, bytes.size() - 1);
 }
 
-TEST(ErrorMessages, DescribeErrorsInTheBytesOfAReport) {
+TEST(ErrorMessages, DecodingADamagedReportSaysWhatIsWrongAndWhere) {
   ReportedErrorMsg report = Report();
   const std::string bytes = BytesOf(report);
   EXPECT_EQ(Complaint<ReportedErrorMsg>(Changed(bytes, 34, 2)),
@@ -143,7 +143,7 @@ TEST(ErrorMessages, DescribeErrorsInTheBytesOfAReport) {
             "at byte 38: expected a length of at most 17 in what is left, found 2130706444");
 }
 
-TEST(ErrorMessages, DescribeErrorsInTheBytesOfAResponse) {
+TEST(ErrorMessages, DecodingADamagedResponseSaysWhatIsWrongAndWhere) {
   ReportedErrorMsgResponse answer = Response(true);
   const std::string bytes = BytesOf(answer);
   EXPECT_EQ(Complaint<ReportedErrorMsgResponse>(Changed(bytes, 42, 2)),
@@ -158,7 +158,7 @@ TEST(ErrorMessages, DescribeErrorsInTheBytesOfAResponse) {
             "at byte 0: expected a length of at most 43 in what is left, found 2130706470");
 }
 
-TEST(ErrorMessages, DescribeErrorsInTheBytesOfAnError) {
+TEST(ErrorMessages, DecodingADamagedErrorMsgSaysWhatIsWrongAndWhere) {
   ErrorMsg error(7, "Seven");
   const std::string bytes = BytesOf(error);
   EXPECT_EQ(Complaint<ErrorMsg>(Changed(bytes, 24, 2)),
@@ -201,7 +201,8 @@ TEST(ErrorMessages, AnErrorIsClonedWithCodeAndText) {
   EXPECT_EQ(clone->GetText(), "Gone");
 }
 
-// Counts the allocations and releases of memory by its clones; copying may fail.
+// A message that counts the calls of its class allocator. After MakeCopiesFail(), copying it
+// throws.
 class Fragile : public MessageGlue<Fragile> {
  public:
   static const char* VSignature() { return "Test::Fragile"; }

@@ -170,7 +170,7 @@ TEST(InteractiveErrorMonitor, ReportsAgainAfterAnException) {
   EXPECT_THAT(whole.Texts(), ElementsAre("error"));
 }
 
-TEST(InteractiveErrorMonitor, ReportsWarningsAgainAfterAFailedSend) {
+TEST(InteractiveErrorMonitor, StillReportsWarningsAfterAFailedSend) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   proxy.status = -1;
@@ -186,7 +186,7 @@ TEST(InteractiveErrorMonitor, ReportsWarningsAgainAfterAFailedSend) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("first", "third"));
 }
 
-TEST(InteractiveErrorMonitor, AlsoReportsThroughTheInterface) {
+TEST(InteractiveErrorMonitor, AlsoReportsThroughTheBaseClass) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   ErrorMonitor& sink = monitor;

@@ -33,7 +33,7 @@ using support::SourceWithRows;
 using support::Typed;
 using support::Var;
 
-// One write of a dataset.
+// A write to a dataset.
 struct Case {
   std::string name;
   // Makes the source of the snapshot; null for a dataset that has not been through a notification
@@ -172,7 +172,7 @@ Case LostSource() {
           [](SvrDMWriteableDataSource& writer) { writer.SetDataSet(nullptr); }};
 }
 
-// The dataset was saved under another, longer name.
+// The file specification of a saved file becomes a longer name.
 Case SavedFile() {
   static const TemporaryFolder folder;
   return {
@@ -251,8 +251,8 @@ std::vector<Case> AllCases() {
 
 // --- The failures ---
 
-// Removes the one message that is queued twice if a pass fails and the next pass completes it: the
-// empty deletion of a bulk replacement.
+// Removes the empty deletions of a bulk replacement. If a pass fails and the next pass completes
+// it, no other message is queued twice.
 std::vector<Said> WithoutEmptyDeletions(std::vector<Said> said) {
   std::erase_if(said, [](const Said& message) {
     return message.kind == Said::Kind::Delete && message.variables.empty();
@@ -309,8 +309,9 @@ TEST(FailedPass, IsCompletedByTheNextPass) {
   }
 }
 
-// A queued message without the matching change of the snapshot would never be corrected.
-TEST(FailedPass, IsCorrectedByTheNextPassAfterAnUndoneChange) {
+// If a failed pass left a message in the queue without the matching change of the snapshot, the
+// next pass would not correct it.
+TEST(FailedPass, IsCorrectedByTheNextPassIfTheChangeWasReverted) {
   for (const Case& write : AllCases()) {
     ForEachFailure(write, [&](ChangedDataset& dataset) {
       dataset.Revert();

@@ -1,6 +1,6 @@
 // The comparison of properties when memory runs out: no change is partly reported or lost.
 //
-// Built with the library's objects, for the monitors and the snapshot.
+// Linked with the library's object files, because the monitors and the snapshot are internal.
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/Equality.h>
@@ -90,7 +90,7 @@ Operation Monitoring(const std::string& name, const std::function<bool(Arguments
       });
 }
 
-TEST(FullMemoryInAMonitor, KeepsTheOldPropertyAndReportsItNextTime) {
+TEST(FullMemoryInAMonitor, KeepsTheOldPropertyAndReportsTheChangeNextTime) {
   ExpectSafeWithoutMemory({
       Monitoring("MonitorExtension",
                  [](auto& a) { return MonitorExtension(a.view, a.source, 0, a.item); }),
@@ -138,7 +138,7 @@ class ChangedDataset {
 };
 
 // Updates a snapshot, which queues `messages` messages, and updates it again, which queues nothing.
-// A failed update may have queued the first messages; the next update queues the rest.
+// A failed update may have queued some of the messages; the next update queues the rest.
 Operation Updating(const std::string& name, std::size_t messages,
                    const std::function<std::unique_ptr<ChangedDataset>()>& change) {
   const std::string notEmpty = "the view is not empty yet";
@@ -168,7 +168,7 @@ TEST(FullMemoryInAnUpdate, KeepsQueuedMessagesAndReportsTheRestNextTime) {
       {Updating("Update", 12, [] { return std::make_unique<ChangedDataset>(); })});
 }
 
-// Without a source, `UpdateSnapshot` creates an empty one to compare.
+// Without a source, UpdateSnapshot compares the view with an empty source.
 TEST(FullMemoryInAnUpdate, WithoutASourceIsCompletedByTheNextUpdate) {
   ExpectSafeWithoutMemory({Updating("Update without a source", 10, [] {
     auto dataset = std::make_unique<ChangedDataset>();

@@ -440,7 +440,7 @@ TEST_F(RefCountPtrTest, IsEmptyIfCopyingForUnsharedThrows) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// RefCountPtr on the counts of the data-structure library, and SvrDMItemPtr
+// RefCountPtr with an ORVX_RefCntObject, and SvrDMItemPtr
 
 struct Record : ORVX_RefCntObject {
   int value = 0;

@@ -1,7 +1,7 @@
 // One registered dataset: its chain of sources, its lock, its counters and flags, its saved file,
 // its creation time and its password.
 //
-// Built with the library's objects, for the chain of sources.
+// Linked with the library's object files, because the functions of SourceChain.h are internal.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -77,7 +77,6 @@ namespace {
 
 const LocallyUniqueID kID(0, 7);
 
-// Returns an item with `source`.
 SvrDMItem Item(ORVX_DataSource* source, const std::string& fileName = std::string()) {
   return SvrDMItem(kID, source, nullptr, 0, fileName, /*notifyDelete=*/false);
 }
@@ -112,7 +111,7 @@ TEST(SourceChain, NullIsAChildOnlyOfNull) {
   EXPECT_FALSE(IsChildOf(&source, nullptr));
 }
 
-// A source with a letter as its name, which it records when it is destroyed.
+// A source that appends its name, a letter, to `deaths` when it is destroyed.
 class NamedSource : public DataFreeDataSource {
  public:
   NamedSource(char name, std::string& deaths, ORVX_DataSource* parent)
@@ -159,8 +158,8 @@ TEST_F(ChainOfThree, IsKeptIfTheSourceIsTheStopSource) {
   DeleteDataSourceTo(a_, nullptr);
 }
 
-// A source that makes no iterators: MakeIterator checks whether `probed` counts as a saved file,
-// then throws.
+// A source whose MakeIterator stores in `rests` whether `probed` counts as a saved file, then
+// throws.
 class Prober : public DataFreeDataSource {
  public:
   explicit Prober(ORVX_DataSource* parent) : DataFreeDataSource(parent) {}
@@ -173,9 +172,8 @@ class Prober : public DataFreeDataSource {
   bool* rests = nullptr;
 };
 
-// The clone below shows its parent because it is making an iterator. The clone above shows its
-// parent because of ShowParents.
-TEST(SourceChain, EndsAtACloneThatMakesAnIterator) {
+// `below` shows its parent because it is making an iterator; `above`, because of ShowParents.
+TEST(SourceChain, EndsAtACloneThatIsMakingAnIterator) {
   const TemporaryFolder folder;
   auto prober =
       std::make_unique<Prober>(SystemFileDataSource::Open(folder.Write("cases.tsv")).release());
@@ -257,7 +255,7 @@ TEST_F(ChainOfThree, ReplacedByNullIsDeletedCompletely) {
   EXPECT_MESSAGES(item.Notifications(), ResetUndo());
 }
 
-TEST_F(ChainOfThree, ReplacedByAUniquePointerIsDeletedAndTheNewChainOwned) {
+TEST_F(ChainOfThree, ReplacedByAUniquePointerIsDeletedAndTheItemOwnsTheNewChain) {
   {
     SvrDMItem item = Item(a_);
     std::unique_ptr<ORVX_DataSource> stranger(Make('s', Make('t', nullptr)));
@@ -296,8 +294,9 @@ TEST_F(ChainOfThree, IsDeletedWithTheItem) {
   EXPECT_EQ(deaths_, "abc");
 }
 
-TEST_F(ChainOfThree, DeleteDataSourceKeepsTheItemsPointer) {
-  // The item deletes its source a second time, so the test makes another in the same memory.
+TEST_F(ChainOfThree, DeleteDataSourceDoesNotClearTheItemsPointer) {
+  // The item's destructor deletes the source a second time, so the test constructs another source
+  // in the same memory.
   struct InMemoryOfTheTest : NamedSource {
     using NamedSource::NamedSource;
     static void operator delete(void*) {}
@@ -310,8 +309,8 @@ TEST_F(ChainOfThree, DeleteDataSourceKeepsTheItemsPointer) {
     item.DeleteDataSource();
 
     EXPECT_EQ(deaths_, "fabc");
-    // The pointer is not cleared: the caller immediately stores another source, or is the
-    // destructor.
+    // The pointer is not cleared: the caller is the destructor or immediately stores another
+    // source.
     EXPECT_EQ(item.DataSource(), first);
     ::new (memory.data()) InMemoryOfTheTest('s', deaths_, nullptr);
   }
@@ -352,7 +351,7 @@ TEST(SvrDMItem, StartsWithItsArgumentsAndOtherwiseEmpty) {
   EXPECT_EQ(item.GetBootstrapSpecs(), nullptr);
 }
 
-// Without observers, a pass skips the comparison, which reads the row count.
+// Without observers, a pass of a quiet dataset skips the comparison, which reads the row count.
 TEST(SvrDMItem, StartsWithoutObservers) {
   struct ReadSource : DataFreeDataSource {
     explicit ReadSource(bool& read) : wasRead(read) {}
@@ -395,7 +394,7 @@ class RecordingProxy : public PackageProxy {
   std::vector<LocallyUniqueID> datasets;
 };
 
-TEST(SvrDMItem, ReportsErrorsWithItsIdentifierOnceItsErrorMonitorIsInitialized) {
+TEST(SvrDMItem, ReportsErrorsWithItsIdentifierAfterItsErrorMonitorIsInitialized) {
   SvrDMItem item = Item(nullptr);
   RecordingProxy proxy;
 
@@ -530,7 +529,7 @@ TEST(SvrDMItem, DestructorIsNoexcept) {
 // ---------------------------------------------------------------------------------------------
 // The reader/writer lock
 
-TEST(SvrDMItem, MakesAReaderWaitEvenWithTryOnly) {
+TEST(SvrDMItem, MakesAReaderWaitForAWriterEvenWithTryOnly) {
   SvrDMItem item = Item(nullptr);
   ASSERT_TRUE(item.AcquireWriteLock(/*tryOnly=*/false));
   std::atomic<bool> writing{true};
@@ -738,8 +737,8 @@ class SavedFile : public testing::Test {
   // Expects that the item has no file open.
   void ExpectNoFileIsOpen() const { EXPECT_EQ(OpenDescriptors(), descriptorsBefore_); }
 
-  // Expects that the item's file, removed here, is open under the item's file name: otherwise
-  // LockSavFileInUse would close it.
+  // Expects that the item's file is open, and that the item recorded its name. Removes the file:
+  // with another recorded name, LockSavFileInUse would close the file and could not open it again.
   void ExpectIsOpenUnderItsName(SvrDMItem& item) const {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
     std::filesystem::remove(item.FileName());
@@ -762,7 +761,8 @@ class SavedFile : public testing::Test {
     fstatFailsAt = INT_MAX;
   }
 
-  // Expects that the time recorded for the open file is 0: the file is unchanged only at that time.
+  // Expects that the recorded time of the open file is 0: the file counts as unchanged only after
+  // its modification time is set to 0.
   void ExpectTimeZero(SvrDMItem& item) const {
     EXPECT_TRUE(item.SavFileExternallyChanged());
     ModifyAt(path_, 0);
@@ -826,7 +826,7 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOldFile) {
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
   EXPECT_FALSE(AnotherProcessMayWrite(other));
   // A new file gets the lowest free descriptor: the descriptor of the old file, because that file
-  // was closed first.
+  // was closed before.
   EXPECT_EQ(DescriptorOf(other), descriptor);
 }
 
@@ -1064,7 +1064,7 @@ TEST_F(CreationTime, NeverChanges) {
   EXPECT_EQ(item.getObjCreationTime(), stamp);
 }
 
-TEST_F(CreationTime, UsesTheStaticTimestampFunction) {
+TEST_F(CreationTime, OrvxTimestampNowReturnsTheLocalTimeOrNoonOf1February1975) {
   double stamp = 0;
   const double expected = SetClock();
 
@@ -1076,7 +1076,7 @@ TEST_F(CreationTime, UsesTheStaticTimestampFunction) {
   EXPECT_EQ(stamp, DateValue(1, 2, 1975, 12, 0, 0));
 }
 
-TEST_F(CreationTime, IsUnchangedForAnInvalidDate) {
+TEST_F(CreationTime, OrvxTimestampNowKeepsTheOutputForAnInvalidDate) {
   SetClock();
   local_.tm_mon = 12;
   double stamp = 3.5;

@@ -320,8 +320,8 @@ std::string TextOfQueue(const World& world) {
   return std::to_string(world.item->Notifications().size()) + " messages\n" + TextOf(world);
 }
 
-// AddNotification owns the message even if it throws. Before the call, the queue has at least this
-// number of messages and no room for another.
+// AddNotification owns the message even if it throws. Before the call, the queue has at least
+// `messages` messages and no room for another.
 Operation Queueing(const std::string& name, std::size_t messages) {
   return Changes(
       name,
@@ -343,9 +343,9 @@ TEST(LibraryMemory, AMessageIsDeletedIfTheQueueCannotGrow) {
   });
 }
 
-// The item owns the new source even if a step fails. Because of the file name, the item opens the
-// file again.
-TEST(LibraryMemory, SetDataSetOwnsTheNewSourceInAnyCase) {
+// The item owns the new source even if a later step fails. The dataset has a file name, so
+// SetDataSet also tries to open its file, after it has stored the source.
+TEST(LibraryMemory, SetDataSetOwnsTheNewSourceEvenIfItThrows) {
   const auto text = [](const World& world) {
     return std::to_string(world.living) + " sources, label " + world.item->DataSource()->GetLabel();
   };
@@ -405,7 +405,7 @@ std::string StateOfSaving(bool isSaved, bool hasNewSpec, bool hasNewName, bool i
          text(isDirty, "dirty");
 }
 
-// After the file was written, the dataset stays dirty until everything else has succeeded.
+// Even if the file was written, the dataset stays dirty until all later steps have succeeded.
 TEST(LibraryMemory, SavingLeavesTheDatasetDirtyIfItThrows) {
   ExpectSafeWithoutMemory({Changes(
       "SaveDataset", [] { return std::make_unique<Saving>(); },
@@ -422,7 +422,7 @@ TEST(LibraryMemory, SavingLeavesTheDatasetDirtyIfItThrows) {
 
 // --- Clones ---
 
-// A chain of sources from which clones are made, and the clone.
+// A clone, the number of existing sources, and a cell for the rows of the clone.
 struct Cloning {
   ~Cloning() { clone.reset(); }  // while `living` still exists
 
@@ -532,8 +532,8 @@ TEST(LibraryMemory, EncodingLeavesTheStringUnchangedIfItThrows) {
   EXPECT_EQ(support::AllocationsOf(encode), 1) << "all room is made at once";
 }
 
-// Returns the content of a new bootstrap specification before, during and after decoding the bytes
-// of `whole`, field by field.
+// Returns the states in which a failed decoding of `whole` may leave a new bootstrap specification:
+// before the first field, and after each field up to the last case statistic.
 std::vector<std::string> StagesOf(const Specs& whole) {
   Specs specs;
   std::vector<std::string> stages;

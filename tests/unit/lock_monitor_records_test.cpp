@@ -1,5 +1,5 @@
-// Tests the records of the lock monitor without real locks: simultaneous waits, and full memory.
-// Also tests that the monitor needs no memory while it is off.
+// Tests the records of the lock monitor without real locks: simultaneous waits, and failed
+// allocations. Also tests that the monitor needs no memory while it is off.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/LockMonitor.h>
@@ -64,8 +64,8 @@ void Spin(int steps) {
 }
 
 // One thread holds the first lock and begins to wait for the second. At the same time, the other
-// thread acquires the second lock and begins to wait for the first. In each round, one of them
-// starts a little earlier or later than in the round before.
+// thread acquires the second lock and begins to wait for the first. Each round delays the threads
+// differently, so that many interleavings occur.
 TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
   constexpr int kRounds = 2000;
   MeetingPoint meeting(2);
@@ -95,8 +95,9 @@ TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
   EXPECT_EQ(wrong, 0);
 }
 
-// Lets each allocation fail in turn, alone or with all later allocations. `wait` detects one
-// incident with memory for `count` allocations. Returns how often the incident was omitted.
+// Lets each allocation fail in turn, alone or with all later allocations. `wait` causes one
+// incident while only `count` allocations succeed. Returns how often the incident was omitted for
+// lack of memory.
 template <class Wait>
 int OmittedIncidents(std::atomic<int>& incidents, ServerDataManager& registry, const Wait& wait) {
   int omitted = 0;
@@ -118,7 +119,7 @@ int OmittedIncidents(std::atomic<int>& incidents, ServerDataManager& registry, c
   return omitted;
 }
 
-TEST_F(LockRecords, DeadlockForWhichMemoryRunsOutMakesReportsIncomplete) {
+TEST_F(LockRecords, ADeadlockOmittedForLackOfMemoryMakesReportsIncomplete) {
   const auto wait = [&](long count, Shortage shortage) {
     RecordHold(first_, LockHolder());
     {
@@ -130,7 +131,7 @@ TEST_F(LockRecords, DeadlockForWhichMemoryRunsOutMakesReportsIncomplete) {
   EXPECT_GT(OmittedIncidents(incidents_, registry_, wait), 0);
 }
 
-TEST_F(LockRecords, LongWaitForWhichMemoryRunsOutMakesReportsIncomplete) {
+TEST_F(LockRecords, ALongWaitOmittedForLackOfMemoryMakesReportsIncomplete) {
   CountIncidents(milliseconds(1));
   const auto wait = [&](long count, Shortage shortage) {
     std::optional<WaitRecord> waits(std::in_place, first_, LockHolder());

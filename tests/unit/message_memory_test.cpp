@@ -212,7 +212,7 @@ TEST(MessageMemory, TextsOfADictionaryAreMadeOrThrow) {
 
 // --- Streams ---
 
-// A stream that reads a text, and its destination.
+// An encoded text, and the string into which it is decoded.
 struct Reading {
   std::string bytes = [] {
     VStream stream;
@@ -223,7 +223,7 @@ struct Reading {
   std::string value = "before";
 };
 
-TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchanged) {
+TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchangedIfTheyThrow) {
   ErrorMsg message(2001, kLong);
   const std::string bytes = BytesOf(message);
   ExpectSafeWithoutMemory({

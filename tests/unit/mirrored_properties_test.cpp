@@ -269,7 +269,7 @@ TEST(MirroredProperties, AttributesAreReceivedAsAnExtension) {
   EXPECT_EQ(mirror.Dictionary().GetAttributes(), attributes);
 }
 
-TEST(MirroredProperties, OtherExtensionsShareTheBlock) {
+TEST(MirroredProperties, OtherExtensionsShareTheBlockOfTheMessage) {
   DictionaryMirror mirror;
   const auto message = Extension(0, std::string("\0\1bytes", 7));
   mirror.Apply(*message);
@@ -307,7 +307,7 @@ DictionaryMirror MirrorSplitBy(std::size_t count) {
   return mirror;
 }
 
-TEST(MirroredProperties, ASplitBeyondTheLimitIsApplied) {
+TEST(MirroredProperties, ASplitByMoreThanEightVariablesIsApplied) {
   DictionaryMirror mirror = MirrorSplitBy(12);
   EXPECT_EQ(UsesOf(mirror), "weight none, filter none, split A B C D E F G H I J K L separately");
   EXPECT_EQ(mirror.Dictionary().GetSplitVarIndex(11), 11);
@@ -333,7 +333,8 @@ TEST(MirroredProperties, InvalidTextIsRejected) {
   }
 }
 
-// A pass with one message of each kind. Each message changes something in MirrorInUse().
+// A pass with messages of every kind. Each message except the ResetUndoMsg changes MirrorInUse(),
+// once the first message has inserted F and G.
 Pass EveryChange() {
   ORVX_TrendsInfo trends;
   trends.seasonalPeriod = 12;

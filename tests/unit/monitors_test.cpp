@@ -1,6 +1,6 @@
 // Tests each function of Monitors.h for sets, extensions and attributes separately.
 //
-// Built with the library's objects, because monitors are internal.
+// Linked with the library's object files, because the monitors are internal.
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <liborvxdemg/ExtensionsMsg.h>
@@ -58,7 +58,7 @@ class Monitors : public testing::Test {
  protected:
   const std::vector<DataSetMsg*>& Queue() const { return item.Notifications(); }
 
-  // The block of the message at this index in the queue.
+  // The block of the ExtensionsMsg at this index in the queue.
   const Block& BlockOf(std::size_t place) {
     return dynamic_cast<const ExtensionsMsg&>(*Queue().at(place)).GetExtension();
   }
@@ -88,7 +88,7 @@ TEST(EqualityOfSets, ComparesEachFieldAndTheOrderOfMembers) {
   }
 }
 
-TEST(EqualityOfOthers, InequalityIsTheNegation) {
+TEST(EqualityOfOthers, NotEqualIsTheNegationOfEqual) {
   const DataFreeDataSource source;
   const ORVX_DataSource::Extension absent(source, 0);
   EXPECT_FALSE(operator!=(absent, absent));

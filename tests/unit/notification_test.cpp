@@ -29,7 +29,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// A dataset with the variables A and B; the snapshot is up to date.
+// A dataset with the variables A and B. Its creation notice has been sent, but it has not been
+// through a notification pass.
 class Notification : public testing::Test {
  protected:
   SvrDMItemPtr Item() { return registry.GetDataSet(id); }
@@ -107,7 +108,7 @@ TEST_F(Notification, AnObserverRegisteredTwiceIsNotifiedTwice) {
   EXPECT_THAT(observer.passes, SizeIs(2));
 }
 
-TEST_F(Notification, UnregisterRemovesEveryOccurrence) {
+TEST_F(Notification, UnregisterRemovesAnObserverRegisteredTwice) {
   RecordingObserver twice, other;
   Follow(twice);
   Follow(other);
@@ -171,7 +172,7 @@ TEST_F(Notification, AnOriginatorRegisteredTwiceIsSkippedBothTimes) {
   EXPECT_THAT(other.passes, SizeIs(1));
 }
 
-TEST_F(Notification, AnUnregisteredOriginatorSkipsNobody) {
+TEST_F(Notification, WithAnUnregisteredOriginatorAllObserversAreNotified) {
   RecordingObserver originator, observer;
   Follow(observer);
 
@@ -202,7 +203,7 @@ TEST_F(Notification, AQuietDatasetWithoutObserversIsNotCompared) {
   Append("C");
   EXPECT_THAT(Item()->Notifications(), IsEmpty());
 
-  // If the write had been compared, the observer would be notified only of D.
+  // If the first write had been compared, the observer would be notified only of D.
   RecordingObserver observer;
   Item()->Register(observer);
   Append("D");
@@ -329,7 +330,7 @@ TEST_F(Notification, RegistryObserversAreNotifiedBeforeDatasetObservers) {
 }
 
 // The notification mutex is free while registry observers are notified.
-TEST_F(Notification, ARegistryObserverMayRegisterForTheSamePass) {
+TEST_F(Notification, ARegistryObserverMayRegisterADatasetObserverForTheSamePass) {
   RecordingObserver observer;
   RecordingRegistryObserver registryObserver;
   registryObserver.onCreated = [&](LocallyUniqueID created) {
@@ -596,7 +597,7 @@ TEST_F(Notification, AWriterMayNotifyEarlyAndAgainWhenReleased) {
   EXPECT_VARIABLE_MESSAGES(observer.passes[1], Inserted("D").AtEnd());
 }
 
-// --- State that the item only stores ---
+// --- Bulk replacement ---
 
 TEST_F(Notification, ABulkReplacementCanBeCancelled) {
   RecordingObserver observer;

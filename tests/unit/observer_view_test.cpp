@@ -1,6 +1,6 @@
 // The comparison of a dataset's variables with the snapshot.
 //
-// Built with the library's objects, to check the snapshot itself.
+// Linked with the library's object files, because the snapshot is internal.
 
 #include <liborvxdemg/DataSetMsg.h>
 #include <ServerDataManager/ObserverView.h>
@@ -187,7 +187,7 @@ TEST_F(View, AllVariablesAreDeletedInOneMessage) {
   ExpectViewEqualsSource();
 }
 
-TEST_F(View, ADeletedVariableIsReportedAsLastReported) {
+TEST_F(View, ADeletionCarriesTheVariableAsItWasLastReported) {
   StartWith("A B C");
   const ORVX_Variable asReported = Labelled(Var("B"), "as reported");
   UpdateTo({Var("A"), asReported, Var("C")});
@@ -259,8 +259,8 @@ TEST_F(View, VariablesDeletedInBetweenAreReportedBeforeTheMove) {
   ExpectViewEqualsSource();
 }
 
-// A step checks only the positions up to the variable that it finds; a later step checks the
-// others.
+// A step looks for deleted variables only up to the variable that it moves; later steps check the
+// rest.
 TEST_F(View, VariablesDeletedFurtherOnAreReportedLater) {
   StartWith("A B C D E");
   UpdateTo("C B E");
@@ -304,7 +304,7 @@ TEST_F(View, AChangedTypeResetsClientData) {
   EXPECT_TRUE(Source().IsDirty());
 }
 
-TEST_F(View, AChangedTypeIsRememberedAfterUnchangedTypes) {
+TEST_F(View, AChangedTypeResetsClientDataEvenIfLaterVariablesKeepTheirTypes) {
   StartWith("A B C");
   UpdateTo({Typed(Var("A"), 8), Labelled(Var("B"), "changed"), Var("C")});
   EXPECT_MESSAGES(Queue(), Modified("A"), Modified("B"), support::RowCount(0),
@@ -427,7 +427,7 @@ TEST_F(View, ABulkReplacementCanBeCancelled) {
 
 // --- Duplicate identifiers ---
 
-TEST_F(View, DuplicateIdentifiersConverge) {
+TEST_F(View, TheViewBecomesEqualToASourceWithDuplicateIdentifiers) {
   const ORVX_Variable a1 = Labelled(Var("A"), "first");
   const ORVX_Variable a2 = Labelled(Var("A"), "second");
   const std::vector<std::vector<ORVX_Variable>> lists = {
@@ -455,7 +455,7 @@ TEST_F(View, DuplicateIdentifiersConverge) {
   }
 }
 
-// A settled position is not searched again: the second A is not found, so it is inserted.
+// Settled positions are not searched again, so the second A is not found and is inserted.
 TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
   StartWith("A B");
   UpdateTo({Var("A"), Labelled(Var("A"), "again"), Var("B")});

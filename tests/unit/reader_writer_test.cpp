@@ -204,7 +204,7 @@ TEST_F(WriterHandle, UnknownIdentifierThrowsAndChangesNoCount) {
   ExpectCounts(0, 0);
 }
 
-TEST_F(WriterHandle, IsCountedWhileItStillWaitsForTheLock) {
+TEST_F(WriterHandle, IsCountedWhileItWaitsForTheLock) {
   auto reader = Reader();
   WatchedThread firstWriting([&] { const auto writer = Writer(); });
   WatchedThread secondWriting([&] { const auto writer = Writer(); });
@@ -237,7 +237,7 @@ TEST_F(WriterHandle, TryOnlyAcquiresAFreeLock) {
   ExpectCounts(0, 0);
 }
 
-TEST_F(WriterHandle, WithoutChangesNotifiesNobodyAndRestoresTheCounts) {
+TEST_F(WriterHandle, NotifiesNoUnregisteredObserverAndRestoresTheCounts) {
   RecordingObserver gone;
   Item()->Register(gone);
   Item()->Unregister(gone);
@@ -265,7 +265,7 @@ TEST_F(WriterHandle, HoldsLockAndCountWhileObserversAreNotified) {
   reading->Join();
 }
 
-TEST_F(WriterHandle, ReleasesTheDatasetLast) {
+TEST_F(WriterHandle, ReleasesItsReferenceAfterRestoringTheCounts) {
   // Records the counts of its dataset when it is destroyed.
   struct LastWitness : DataFreeDataSource {
     ~LastWitness() override {
@@ -452,7 +452,7 @@ TEST_F(WriterHandle, AFailedTryAgainstAReaderLeavesCountsOffByOne) {
   ExpectCounts(0, 1);
 }
 
-// The tests below try to acquire the lock, because nobody can end a wait for it: ReleaseLock does
+// The tests below only try to acquire the lock: a wait would never end, because ReleaseLock does
 // nothing after a failed try.
 
 TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheHoldersLock) {
@@ -474,7 +474,7 @@ TEST_F(WriterHandle, AFailedTryLeavesTheLockHeldForever) {
 }
 
 // release_order_test.cpp checks that no handle calls unlock() after a failed try.
-TEST_F(WriterHandle, AfterAFailedTryReadersStillShareTheLockButKeepItForever) {
+TEST_F(WriterHandle, AfterAFailedTryReadersShareTheLockButNeverReleaseIt) {
   auto holder = Reader();
   EXPECT_EQ(ThrownBy([&] { Writer(/*tryOnly=*/true); }), 55);
 
@@ -484,7 +484,7 @@ TEST_F(WriterHandle, AfterAFailedTryReadersStillShareTheLockButKeepItForever) {
   EXPECT_FALSE(SvrDMWriteableDataSource::TryWrite(registry, id, kNotAtAll, nullptr));
 }
 
-TEST_F(WriterHandle, AFailedTryReleasesTheDataset) {
+TEST_F(WriterHandle, AFailedTryKeepsNoReferenceToTheDataset) {
   int deaths = 0;
   id = registry.Add(*new support::CountedSource(deaths), "", /*quiet=*/true);
   auto holder = Writer();

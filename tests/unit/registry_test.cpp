@@ -1,7 +1,7 @@
 // The registry of datasets: adding, finding and deleting; observers, the filter hook, and saved
 // files.
 //
-// Built with the library's objects, for the index.
+// Linked with the library's object files, because DatasetIndex is internal.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ ORVX_DataSource& NewSource() {
   return *Dictionary("A").release();
 }
 
-// A notice of a RecordingRegistryObserver as text.
+// Formats a notice: `+` for a creation or `-` for a deletion, then the serial of the dataset.
 std::string AsWord(const RecordingRegistryObserver::Notice& notice) {
   const char sign = notice.created ? '+' : '-';
   return std::string(1, sign).append(std::to_string(notice.id.Serial()));
@@ -73,7 +73,8 @@ class RegistryTest : public testing::Test {
   }
   std::size_t Count() const { return Ids().size(); }
 
-  // Whether a dataset has the file name: another dataset then cannot get it. Not for an empty name.
+  // Whether a dataset has the file name, so that another dataset cannot get it. `name` must not be
+  // empty.
   bool FileNameInUse(const std::string& name) {
     const LocallyUniqueID another(9, 9);
     registry_.Add(nullptr, name, /*quiet=*/true, another, 0);
@@ -241,7 +242,7 @@ TEST_F(RegistryTest, AFileNameIsInUseIgnoringCaseUntilItsDatasetIsDeleted) {
   EXPECT_FALSE(FileNameInUse("/data/Größe.tsv"));
 }
 
-TEST_F(RegistryTest, AFileNameWithInvalidUtf8IsComparedByBytesExceptLetters) {
+TEST_F(RegistryTest, AFileNameWithInvalidUtf8IgnoresCaseOnlyInAscii) {
   Add("/data/Gr\xF6\xDFn.tsv");
 
   EXPECT_TRUE(FileNameInUse("/DATA/GR\xF6\xDFN.TSV"));
@@ -370,7 +371,7 @@ TEST_F(RegistryTest, AllDatasetsAreListedInTheOrderOfRegistration) {
   EXPECT_THAT(Ids(), ElementsAre(LocallyUniqueID(9, 9), second, third));
 }
 
-TEST_F(RegistryTest, HandlesOfAllDatasetsKeepThemAlive) {
+TEST_F(RegistryTest, HandlesFromGetAllDatasetsKeepTheirDatasetsAlive) {
   int deaths = 0;
   registry_.Add(*new CountedSource(deaths), "", false);
   {
@@ -644,7 +645,7 @@ TEST_F(RegistryTest, UnregisteringAnUnknownObserverIsIgnored) {
 // ---------------------------------------------------------------------------------------------
 // Observers that call back
 
-TEST_F(RegistryTest, ACreationIsNotReportedTwiceFromInsideItsNotice) {
+TEST_F(RegistryTest, NotifyCreateInsideTheCreationNoticeSendsNoSecondNotice) {
   RecordingRegistryObserver observer;
   observer.onCreated = [&](LocallyUniqueID id) {
     registry_.NotifyCreate(*registry_.GetDataSet(id));
@@ -752,7 +753,7 @@ TEST_F(RegistryTest, AnObserverRegisteredAgainInsideANoticeIsNotifiedOnce) {
   EXPECT_THAT(Words(second), ElementsAre("+0"));
 }
 
-TEST_F(RegistryTest, ADatasetDeletedInsideItsCreationNoticeSurvivesTheNotice) {
+TEST_F(RegistryTest, ADatasetDeletedInsideItsCreationNoticeIsDestroyedAfterTheNotice) {
   int deaths = 0;
   int deathsSeenByLast = -1;
   RecordingRegistryObserver deleting;
@@ -880,7 +881,7 @@ TEST_F(RegistryTest, ClearingDeletesByPositionIfAnObserverDeletesAndAddsOthers) 
   EXPECT_THAT(Ids(), ElementsAre(LocallyUniqueID(0, 5)));
 }
 
-// A plain handle outlives the registry, and another registry may get its address.
+// A plain handle may outlive its registry, and a new registry may get the same address.
 TEST_F(RegistryTest, NamesMayBeSetAfterTheRegistryIsDestroyed) {
   std::optional<ServerDataManager> registry(std::in_place);
   const SvrDMItemPtr old = registry->GetDataSet(registry->AddEmpty(true));
@@ -899,7 +900,7 @@ TEST_F(RegistryTest, NamesMayBeSetAfterTheRegistryIsDestroyed) {
   EXPECT_EQ(registry->GetDataSet("")->ID(), id);
 }
 
-TEST_F(RegistryTest, AnExceptionInACreationNoticeLeavesTheDatasetRegistered) {
+TEST_F(RegistryTest, AnExceptionInACreationNoticeLeavesTheNewDatasetRegistered) {
   RecordingRegistryObserver failing;
   RecordingRegistryObserver later;
   failing.onCreated = [](LocallyUniqueID) { throw std::runtime_error("no"); };
@@ -927,7 +928,7 @@ TEST_F(RegistryTest, AnExceptionInADeletionNoticeLeavesTheDatasetRegistered) {
 }
 
 // The lists and tables grow several times. Each allocation of each Add fails in turn.
-TEST_F(RegistryTest, OutOfMemoryLeavesEveryOtherDatasetToBeFound) {
+TEST_F(RegistryTest, EveryDatasetIsFoundAfterOtherAddsRanOutOfMemory) {
   for (unsigned int count = 0; count < 40; ++count) {
     const LocallyUniqueID id(1, count);
     const std::string name = "a file name too long for a small string " + std::to_string(count);
@@ -935,7 +936,7 @@ TEST_F(RegistryTest, OutOfMemoryLeavesEveryOtherDatasetToBeFound) {
          FailsWithMemoryFor(memory, [&] { registry_.Add(nullptr, name, true, id, 0); }); ++memory) {
       EXPECT_EQ(Count(), count);
     }
-    // The name was not in use after the failures.
+    // The failed calls did not leave the name in use.
     EXPECT_EQ(registry_.GetDataSet(id)->FileName(), name);
     registry_.GetDataSet(id)->Handle(name);
 
@@ -944,7 +945,7 @@ TEST_F(RegistryTest, OutOfMemoryLeavesEveryOtherDatasetToBeFound) {
       EXPECT_EQ(registry_.GetDataSet(item->Handle()), item);
     }
   }
-  // Last, because FileNameInUse adds datasets, so that the tables grow.
+  // At the end, because FileNameInUse adds datasets, which makes the tables grow.
   for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
     EXPECT_TRUE(FileNameInUse(dataset.GetFileName()));
   }
@@ -1013,7 +1014,7 @@ TEST_F(RegistryTest, AHookThatReturnsNullMakesADatasetWithoutASource) {
 }
 
 // The registry calls the hook before checking whether the file name is in use.
-TEST_F(RegistryTest, AHookMayFreeTheFileNameByDeletingItsDataset) {
+TEST_F(RegistryTest, AHookMayFreeAFileNameByDeletingTheDatasetThatHasIt) {
   Hook hook;
   const LocallyUniqueID first = Add("survey");
   hook.answer = [&](ORVX_DataSource* source) {
@@ -1105,7 +1106,7 @@ TEST_F(HandedOverSource, StaysWithTheDatasetIfACreationNoticeThrows) {
   }
 }
 
-TEST_F(HandedOverSource, IsDeletedIfThePrecedingDeletionNoticeThrows) {
+TEST_F(HandedOverSource, IsDeletedIfTheDeletionNoticeOfTheReplacedDatasetThrows) {
   observer_.onDeleted = [](LocallyUniqueID) { throw std::runtime_error("no"); };
   const LocallyUniqueID id = Add();
   registry_.Register(observer_);
@@ -1126,7 +1127,7 @@ TEST_F(HandedOverSource, IsDeletedIfTheHookThrows) {
   EXPECT_EQ(deaths_, 2);
 }
 
-TEST_F(HandedOverSource, BelongsToTheHookIfTheResultIsNotBuiltOnIt) {
+TEST_F(HandedOverSource, StaysWithTheHookIfTheHookReturnsAnotherSource) {
   const std::unique_ptr<DataFreeDataSource> other = Dictionary("A");
   hook_.answer = [&](ORVX_DataSource*) { return other.get(); };
   registry_.RegisterFilter(&hook_);
@@ -1134,8 +1135,7 @@ TEST_F(HandedOverSource, BelongsToTheHookIfTheResultIsNotBuiltOnIt) {
   ORVX_DataSource* const given = source.get();
   const std::string longName(100, 'n');
 
-  // The allocation for `hook_.given` succeeds; the allocation for the copy of the
-  // name fails.
+  // The allocation for `hook_.given` succeeds; the allocation for a copy of the file name fails.
   EXPECT_TRUE(FailsWithMemoryFor(
       1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 
@@ -1145,7 +1145,7 @@ TEST_F(HandedOverSource, BelongsToTheHookIfTheResultIsNotBuiltOnIt) {
   delete given;
 }
 
-TEST_F(HandedOverSource, IsDeletedBelowAWrapperThatStaysWithTheHook) {
+TEST_F(HandedOverSource, IsDeletedWithoutTheWrapperOfTheHookIfAddFailsLater) {
   DataFreeDataSource wrapper;
   hook_.answer = [&](ORVX_DataSource* source) {
     wrapper.SetParentSource(source);
@@ -1155,8 +1155,7 @@ TEST_F(HandedOverSource, IsDeletedBelowAWrapperThatStaysWithTheHook) {
   std::unique_ptr<ORVX_DataSource> source = Chain();
   const std::string longName(100, 'n');
 
-  // The allocation for the list of sources given to the hook succeeds; the allocation for the item
-  // fails.
+  // The allocation for `hook_.given` succeeds; the allocation for a copy of the file name fails.
   EXPECT_TRUE(FailsWithMemoryFor(
       1, [&] { registry_.Add(std::move(source), longName, false); }, Shortage::Passes));
 
@@ -1175,7 +1174,7 @@ TEST_F(HandedOverSource, MayBeNull) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Saved files changed by others
+// Saved files changed by other programs
 
 class RegistryOfFilesTest : public RegistryTest {
  protected:

@@ -1,6 +1,6 @@
 // The order of steps when handles acquire and release locks. This program replaces sfMutexRW with a
-// class that locks nothing and records the counts at each call. It also replaces the operation that
-// counts a reader, to record the counts there.
+// class that locks nothing and records the numbers of readers and writers at each call. It also
+// replaces SvrDMItem::AddReader, to record them there.
 
 #include <libsfthread/sfMutexRW.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -68,7 +68,7 @@ class StepsOfHandles : public testing::Test {
   SvrDMItemPtr item = registry.GetDataSet(id);
 };
 
-TEST_F(StepsOfHandles, AReaderIsCountedUnderItsLockUntilAfterReleasing) {
+TEST_F(StepsOfHandles, AReaderIsCountedFromAfterAcquiringToAfterReleasing) {
   { const SvrDMInputDataSource reader(registry, id, false); }
 
   EXPECT_THAT(steps, ElementsAre("read lock with 0 readers, 0 writers",
@@ -77,7 +77,7 @@ TEST_F(StepsOfHandles, AReaderIsCountedUnderItsLockUntilAfterReleasing) {
   EXPECT_EQ(item->ReadersCount(), 0);
 }
 
-TEST_F(StepsOfHandles, AReaderNeverTries) {
+TEST_F(StepsOfHandles, AReaderWaitsForTheLockEvenWithTryOnly) {
   triesSucceed = false;
 
   { const SvrDMInputDataSource reader(registry, id, /*tryOnly=*/true); }
@@ -87,7 +87,7 @@ TEST_F(StepsOfHandles, AReaderNeverTries) {
                                  "unlock with 1 readers, 0 writers"));
 }
 
-TEST_F(StepsOfHandles, AWriterNotifiesThenCountsAsAReaderWhileReleasing) {
+TEST_F(StepsOfHandles, AWriterNotifiesObserversThenIsCountedAsAReaderWhileItReleases) {
   support::RecordingObserver observer;
   observer.reaction = [](auto) { Step("observer notified"); };
   item->Register(observer);
@@ -110,7 +110,7 @@ TEST_F(StepsOfHandles, ATryOnlyWriterReleasesLikeAnyOtherWriter) {
                                  "unlock with 1 readers, 0 writers"));
 }
 
-TEST_F(StepsOfHandles, AFailedTryNeverUnlocks) {
+TEST_F(StepsOfHandles, AfterAFailedTryNoHandleUnlocks) {
   triesSucceed = false;
   EXPECT_THROW(SvrDMWriteableDataSource(registry, id, /*tryOnly=*/true, nullptr), int);
   { const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr); }
@@ -123,7 +123,7 @@ TEST_F(StepsOfHandles, AFailedTryNeverUnlocks) {
                                  "reader counted with -1 readers, 1 writers"));
 }
 
-TEST_F(StepsOfHandles, AfterAFailedTryOnTheItemNeitherHolderNorLaterReadersUnlock) {
+TEST_F(StepsOfHandles, AFailedTryOnTheItemLeavesTheLockHeldDespiteLaterReleases) {
   EXPECT_TRUE(item->AcquireReadLock(false));
   triesSucceed = false;
   EXPECT_FALSE(item->AcquireWriteLock(/*tryOnly=*/true));

@@ -38,7 +38,8 @@ std::unique_ptr<MemoryDataSource> Ages() {
   return source;
 }
 
-// A dataset with an observer that has seen it.
+// A dataset with an observer. The first pass has reported the whole dataset, so later passes report
+// only changes.
 class Dataset {
  public:
   explicit Dataset(std::unique_ptr<ORVX_DataSource> source, const std::string& file = "")
@@ -61,7 +62,7 @@ class Dataset {
   MemoryDataSource& Cases() { return dynamic_cast<MemoryDataSource&>(*Item()->DataSource()); }
   LocallyUniqueID ID() const { return id_; }
 
-  // Returns the messages of all passes.
+  // Makes a write and returns the messages of its passes.
   Texts Write(const std::function<void(SvrDMWriteableDataSource&)>& change) {
     observer_.passes.clear();
     sequences.clear();
@@ -156,8 +157,9 @@ TEST(SaveDataset, KeepsOtherProgramsFromWritingTheNewFile) {
   EXPECT_FALSE(AnotherProcessMayWrite(path));
 }
 
-// A modified variable marks a dataset as dirty in the next pass, which must not come after saving.
-TEST(SaveDataset, IsCleanAfterSavingAModifiedVariable) {
+// The pass that finds a modified variable marks the dataset as dirty, so it must come before
+// saving.
+TEST(SaveDataset, LeavesTheDatasetCleanIfAVariableWasModified) {
   const TemporaryFolder folder;
   Dataset dataset(Ages());
   const Texts messages = dataset.Write([&](SvrDMWriteableDataSource& writer) {
@@ -171,7 +173,7 @@ TEST(SaveDataset, IsCleanAfterSavingAModifiedVariable) {
   EXPECT_FALSE(dataset.Cases().IsDirty());
 }
 
-TEST(SaveDataset, StaysCleanWhenTheFirstObserverRegistersAfterSaving) {
+TEST(SaveDataset, LeavesTheDatasetCleanForAnObserverRegisteredLater) {
   const TemporaryFolder folder;
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(Ages(), "", /*quiet=*/true);

@@ -18,7 +18,7 @@
 #include <string>
 #include <system_error>
 
-// A folder that is deleted with its content.
+// A temporary folder. The destructor deletes it with its content.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -90,7 +90,7 @@ inline std::ptrdiff_t OpenDescriptors() {
 // Returns the descriptor of this process that is open on the file; -1 if there is none.
 inline int DescriptorOf(const std::string& path) {
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code closed;  // the descriptor of this iterator is not an error
+    std::error_code closed;  // an entry that cannot be read is skipped
     if (std::filesystem::read_symlink(entry.path(), closed) == path) {
       return std::stoi(entry.path().filename());
     }

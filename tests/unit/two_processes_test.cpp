@@ -144,7 +144,7 @@ TEST(TwoProcesses, AnInvalidFileIsAnError) {
 // --- other clients ---
 
 // Runs the example's server with a shell script as the client; the standard input of the script is
-// the socket. Kills the server after a minute, which gives it status 137.
+// the socket. Kills the server after a minute; the status is then 137.
 Played PlayWithClient(const std::string& script, int secondsToWait) {
   const TemporaryFolder folder;
   const std::string server = folder.Path("server");
@@ -401,7 +401,7 @@ TEST_F(MidFrame, AClientThatDiesIsLostAndANewClientGetsASnapshot) {
 
 // The server is a fork of this process. This process makes the same writes as the server, so it
 // knows the digests.
-TEST_F(MidFrame, AServerThatDiesLeavesTheLastCompletePass) {
+TEST_F(MidFrame, AServerThatDiesLeavesTheClientWithTheLastCompletePass) {
   ClientProgram client(id_);
   ForkedProcess server([&] {
     DyingChannel channel(client, /*wholeFrames=*/2);

@@ -1,5 +1,5 @@
-// The slot of a virtual function in the Itanium C++ ABI: a pointer to a virtual member is one more
-// than the offset of its slot.
+// The slot of a virtual function in the Itanium C++ ABI: the first word of a pointer to a virtual
+// member function is the offset of its slot in bytes, plus one.
 
 #ifndef TESTS_UNIT_VIRTUAL_SLOT_H_
 #define TESTS_UNIT_VIRTUAL_SLOT_H_
