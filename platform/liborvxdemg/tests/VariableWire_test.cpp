@@ -86,7 +86,7 @@ const std::string kFromFormatOn =
     "\x03" "\x13\0\0\0" "\x06\0\0\0"                                  // format: date and time
     "\x02\0\0\0"                                                        // two value labels
     "\0" "\0\0\0\0\0\0\xF0\x3F" "\x03\0\0\0one"
-    "\x01" "\x01\0\0\0x" "\0\0\0\0"                                    // the empty label of a string
+    "\x01" "\x01\0\0\0x" "\0\0\0\0"                                    // the label of a string
     "\x01\0\0\0" "\0" "\0\0\0\0\0\0\0\x40"                             // one missing value
     "\x04"                                                              // level: ratio
     "\x01\0\0\0" "\x01\0\0\0" "a" "\x01\0\0\0" "\x02\0\0\0" "b2"s;  // attributes
