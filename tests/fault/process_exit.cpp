@@ -1,5 +1,5 @@
 // A program that exits while the registry of the process is in use. process_exit_test.cpp runs it
-// once for each mode named in main and checks its output.
+// in each mode that main names, and checks its output.
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/ORVX_Variable.h>

@@ -1,5 +1,5 @@
-// A dataset and its saved file on a real disk: which changes by other programs are detected, and
-// that no file stays open.
+// A dataset and its saved file on a real disk: which changes by other programs are detected, which
+// locks the file has, and that no file stays open.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -51,7 +51,7 @@ extern "C" int fstat(int file, struct stat* status) noexcept {
   return fstatat(file, "", status, AT_EMPTY_PATH);
 }
 
-// No caller creates a file, so there is no mode argument.
+// Ignores the mode argument, because no caller creates a file.
 extern "C" int open(const char* path, int flags, ...) {
   if (descriptorsAreLeft) return openat(AT_FDCWD, path, flags);
   errno = EMFILE;
@@ -145,7 +145,7 @@ bool LoseLocks() {
          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-// Whether a file can be locked for reading. Deny-write takes such a lock.
+// Whether a file can be locked for reading, as a dataset locks its file.
 bool HasLocks(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   struct flock wholeFile = {};
@@ -294,7 +294,7 @@ TEST_F(SavedFileOnDisk, OpeningFailsSilentlyAndIsRetriedIfTheFileIsUnreadable) {
   EXPECT_EQ(Held(), 1);
 }
 
-TEST_F(SavedFileOnDisk, AnUnknownFileIsUnchanged) {
+TEST_F(SavedFileOnDisk, FileOfNoDatasetCountsAsUnchangedAndIsNotExamined) {
   Hold();
   fstatCalls = 0;
 
@@ -348,7 +348,7 @@ TEST_F(SavedFileOnDisk, ARefusedLockIsRetriedOnlyWhenTheFileIsOpenedAgain) {
 TEST_F(SavedFileOnDisk, TheLockBelongsToTheOpenFileNotToTheProcess) {
   Hold();
 
-  // Closing any descriptor of the file releases every process lock on the file.
+  // Closing any descriptor of a file releases all locks that belong to the process.
   close(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
 
   EXPECT_FALSE(AnotherProcessMayWrite(path_));

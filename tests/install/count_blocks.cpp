@@ -1,5 +1,5 @@
 // Counts the allocated blocks. This file is part of the vendor's allocator library that
-// replace_platform.cmake builds. It is linked with --wrap, so that the copied sources call these
+// replace_platform.cmake builds with --wrap, so that the sources of libvutility call these
 // functions.
 
 #include <atomic>

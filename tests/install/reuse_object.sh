@@ -1,6 +1,6 @@
 #!/bin/sh
 # reuse_object.sh COMPILER ARGUMENT...: compiles the first source of each target. For the other
-# sources, copies the objects of the same targets from the build in $REUSED_BUILD.
+# sources, copies the object from the build in $REUSED_BUILD if that build has it.
 
 set -eu
 

@@ -1,7 +1,7 @@
 // Followed: a dataset whose variables are followed by the library's snapshot, a client's mirror and
 // the plain comparison. All three must agree.
 //
-// Built with the library's objects, for the snapshot.
+// Link ServerDataManager_objects: the library does not export the snapshot.
 
 #ifndef TESTS_PROPERTY_FOLLOWED_H_
 #define TESTS_PROPERTY_FOLLOWED_H_
@@ -27,8 +27,8 @@ class Followed {
   void ReplaceSource();
   void BulkVarMoves();
 
-  // Runs a comparison. Returns all differences; "" if there are none. Without `mirrored`, the
-  // mirror is not updated or compared, because it rejects duplicate identifiers.
+  // Runs a comparison. Returns all differences; "" if there are none. If `mirrored` is false,
+  // neither updates nor compares the mirror, which rejects duplicate identifiers.
   std::string Update(bool mirrored = true);
 
  private:

@@ -62,8 +62,7 @@ class Definitions {
  public:
   static constexpr std::size_t kCount = 4;
 
-  // Consecutive definitions have different labels; every second definition also has a different
-  // type.
+  // From each definition to the next, the label changes, and every second time also the type.
   Definitions() {
     const std::vector<ORVX_Variable> plain = support::Vars("A B C D E F");
     for (std::size_t definition = 0; definition < kCount; ++definition) {
@@ -168,11 +167,11 @@ void ExpectAllPairsRight(bool redefined) {
   std::cout << tour.Pairs() << " pairs of lists over " << kIdentifiers << " identifiers\n";
 }
 
-TEST(AllVariableLists, MessagesEqualThePlainAlgorithmsForEveryPair) {
+TEST(AllVariableLists, MessagesMatchThePlainComparisonForEveryPair) {
   ExpectAllPairsRight(/*redefined=*/false);
 }
 
-TEST(AllVariableLists, MessagesEqualThePlainAlgorithmsWithChangedDefinitions) {
+TEST(AllVariableLists, MessagesMatchThePlainComparisonIfDefinitionsAlsoChange) {
   ExpectAllPairsRight(/*redefined=*/true);
 }
 

@@ -125,7 +125,8 @@ std::string AnyLikelyBytes() {
   return (Any<bool>() ? begin : InTheOtherByteOrder(BytesOf(Specs())).substr(0, 6)) + behind;
 }
 
-// Makes about half of the changes near the start, where small inputs have their counts.
+// Changes one to three bytes, half of them in the first 40, where small inputs have their counts.
+// Sometimes appends bytes, and sometimes truncates the result.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {
@@ -160,14 +161,15 @@ void AssertEveryPrefixRefused(const std::string& bytes) {
 // Counts how often each finding occurs.
 class Verdicts {
  public:
-  // Checks `bytes`. If they are whole, decodes them and checks that encoding the result gives the
-  // same size.
+  // Checks `bytes`. If they are whole, decodes them, and checks that encoding the result gives the
+  // same size and decodes to the same fields.
   void AssertRightAbout(const std::string& bytes) {
     const Check check = CheckOf(bytes);
     ++counts_[static_cast<std::size_t>(check.finding)];
     RC_ASSERT(check.offset <= bytes.size());
     if (!check.IsWhole()) return;
-    // Decodes from an exact allocation, so that the address sanitizer detects a read past the end.
+    // Decodes a copy without the trailing bytes, so that the address sanitizer can detect a read
+    // past the end.
     const Specs read = ReadFrom(bytes.substr(0, check.size));
     RC_ASSERT(BytesOf(read).size() == check.size);
     RC_ASSERT(All(ReadFrom(BytesOf(read))) == All(read));

@@ -105,7 +105,7 @@ rc::Gen<Writes> AnyWrites() {
   return WritesOf(AnyChange(/*propertyWeight=*/20, /*sourceWeight=*/4));
 }
 
-// Rarely replaces the source, so that the lists of variables grow long.
+// Changes no properties and rarely replaces the source, so that the lists of variables grow long.
 rc::Gen<Writes> WritesOfVariables() {
   return WritesOf(AnyChange(/*propertyWeight=*/0, /*sourceWeight=*/1));
 }
@@ -123,7 +123,7 @@ void MoveVariable(ORVX_DataSource& source, int from, int to) {
   source.InsertVariable(to, moved);
 }
 
-// Sets a split of any size. A source of a caller's own class may report more variables than
+// Sets a split of any size. A source of a caller's own class may report more split variables than
 // SetSplit accepts.
 void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   std::vector<int> positions(static_cast<std::size_t>(count));
@@ -131,7 +131,7 @@ void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   source.SetSplitOfAnySize(static_cast<unsigned int>(count), positions.data(), separate);
 }
 
-// Changes one variable of the source, which has at least one.
+// Makes a change that needs a variable. The source must have at least one.
 void ChangeVariable(ORVX_DataSource& source, const Change& change) {
   const int count = source.ColumnCount();
   const int position = change.first % count;
@@ -267,7 +267,8 @@ class NearClient : public SvrDMDataSetObserver {
 // A dataset and two clients.
 class Followed {
  public:
-  // A dataset that gets its first source with the first write is compared even without observers.
+  // A dataset added without a source is not quiet here, so even a pass without observers compares
+  // it, for the creation notice.
   enum class Added { WithoutSource, WithSource };
 
   explicit Followed(Added added = Added::WithoutSource)
@@ -402,7 +403,8 @@ std::ostream& operator<<(std::ostream& stream, Fate fate) {
   return stream << kNames[static_cast<int>(fate)];
 }
 
-// Returns the frames that arrive when `frame` is sent.
+// Returns the frames that arrive when `frame` is sent. `place` selects the bit that is changed, or
+// the place where the frame is cut.
 std::vector<std::string> Arriving(std::string frame, Fate fate, unsigned int place) {
   switch (fate) {
     case Fate::IsLost:
@@ -449,7 +451,8 @@ bool Arrive(Followed& followed, Fate fate, unsigned int place) {
   return any;
 }
 
-// Sends a snapshot. The reader must then be unchanged, be correct, or want a snapshot.
+// Sends a snapshot. If it is lost, the reader does not change; if it is damaged, the reader wants a
+// snapshot; otherwise the reader is correct.
 void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   const ChangeStreamReader& reader = followed.Reader();
   const bool wantedOne = reader.WantsSnapshot();
@@ -465,9 +468,9 @@ void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   }
 }
 
-// After each write, the client requests one snapshot if it wants a snapshot. Sometimes it receives
-// a snapshot without a request.
-TEST(MirrorProperty, ReaderIsCorrectOrWantsASnapshotAfterAnyLoss) {
+// After each write, sends one snapshot if the reader wants a snapshot, and sometimes if it does
+// not. A reader that receives nothing cannot know of a loss.
+TEST(MirrorProperty, ReaderThatReceivesAFrameIsCorrectOrWantsASnapshotDespiteLosses) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();
     const auto fatesOfPasses = *AFateForEachWrite();

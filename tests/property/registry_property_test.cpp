@@ -31,7 +31,7 @@ SvrDMItem* FirstIn(Items& items, Match match) {
   return found != items.end() ? found->get() : nullptr;
 }
 
-// One random operation. `kind` selects what it does; `object` and `name` select its arguments.
+// One random operation. `kind` selects the operation; `object` and `name` select its arguments.
 struct Operation {
   int kind, object, name;
 };
@@ -137,7 +137,7 @@ class RegistryAndList {
     Added(id, name);
   }
 
-  // Call it after the registry has added the dataset, which is then the last in the registry.
+  // Records the dataset that the registry has just added at its end, and checks its file names.
   void Added(LocallyUniqueID id, const std::string& name) {
     const bool isInUse = FirstIn(items_, [&](const SvrDMItemPtr& item) {
                            return AreEqual(item->FileName(), name);
@@ -149,9 +149,9 @@ class RegistryAndList {
     all_.push_back(item);
   }
 
-  // Returns the last dataset with this identifier. If an earlier dataset has the identifier, the
-  // registry would find the earlier one, so the last of all datasets is taken. Otherwise does not
-  // call GetAllDatasets, because GetAllDatasets also removes the gaps in the registry's list.
+  // Returns the dataset that was just added with this identifier. If an earlier dataset has the
+  // same identifier, the registry finds the earlier one, so the result is the last of all datasets.
+  // Only then calls GetAllDatasets, which also removes the gaps in the registry's list.
   SvrDMItemPtr LastWith(LocallyUniqueID id) {
     if (First(id) == nullptr) return registry_.GetDataSet(id);
     return SvrDMItemPtr(Opened(registry_.GetAllDatasets().back()).Get());

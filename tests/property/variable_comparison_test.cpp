@@ -1,4 +1,4 @@
-// The comparison of random lists of variables.
+// Tests of the comparison with random lists of variables.
 
 #include <tests/property/Followed.h>
 #include <tests/property/ForAll.h>
@@ -140,7 +140,7 @@ class RandomEdits {
   int texts_ = 0;
 };
 
-// The dictionaries are so large that they have many blocks, some of which do not change.
+// Most of the dictionaries are so large that they have many blocks, some of which do not change.
 TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
   ForAll(kRuns / 100, [] {
     Followed followed;
@@ -155,7 +155,7 @@ TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
 }
 
 // During a run, identifiers are repeated and become unique again.
-TEST(VariableComparison, LargeDictionariesWithRepeatedIdentifiersConvergeLikeThePlainAlgorithm) {
+TEST(VariableComparison, MessagesMatchThePlainComparisonIfALargeDictionaryRepeatsIdentifiers) {
   ForAll(kRuns / 100, [] {
     Followed followed;
     RandomEdits edits(followed, *rc::gen::arbitrary<unsigned int>(), /*repeatsIDs=*/true);
@@ -216,7 +216,7 @@ TEST(VariableComparison, AllFollowersAgreeForAnySequenceOfWrites) {
   });
 }
 
-TEST(VariableComparison, DuplicateIdentifiersConvergeLikeThePlainAlgorithm) {
+TEST(VariableComparison, MessagesMatchThePlainComparisonIfIdentifiersRepeat) {
   ForAll(kRuns, [] {
     const auto first = *AnyList();
     const auto second = *AnyList();

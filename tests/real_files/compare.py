@@ -53,7 +53,7 @@ def is_missing(value):
 
 
 def seconds(text):
-    """A date of pandas as the library stores it; None if it is no date."""
+    """The date value for a text of pandas; None if the text is no date."""
     try:
         return pandas.Timestamp(text, tz="UTC").timestamp() if isinstance(text, str) else None
     except ValueError:
@@ -61,7 +61,7 @@ def seconds(text):
 
 
 def same(ours, theirs, kind):
-    """Whether two values are equal, missing ones included."""
+    """Whether two values are equal, or both missing."""
     theirs = None if pandas.isna(theirs) else theirs
     if is_missing(ours) or is_missing(theirs):
         return is_missing(ours) and is_missing(theirs)
@@ -85,7 +85,7 @@ def compare_column(variable, name, ours, theirs):
     other = pandas_type(theirs)
     if variable["name"] != name:
         lines.append(f"name: {variable['name']!r}, pandas {name!r}")
-    # pandas has no dates unless told, and calls a column without values a number.
+    # pandas reads dates as text by default, and a column without values as numbers.
     agree = kind == other or (kind in ("date", "datetime") and other == "text")
     agree = agree or all(is_missing(value) for value in ours) and theirs.isna().all()
     if not agree:

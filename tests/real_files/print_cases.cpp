@@ -1,5 +1,5 @@
 // Prints a data file as the library reads it, as lines of JSON: the variables, then each case as an
-// array. A missing number is null; numbers are printed with all their digits.
+// array. A missing or infinite number is null; other numbers are printed exactly.
 
 #include <libdatasrc/CaseReader.h>
 #include <libdatasrc/SystemFileDataSource.h>

@@ -73,7 +73,7 @@ class Cases : public ShellTest {
     return Played(commands, {.json = true});
   }
 
-  // How often the last call of SaidOf or SaidInJsonOf read a row.
+  // How many rows the last call of SaidOf or SaidInJsonOf asked the source for.
   int Asked() const { return asked_; }
 
  private:
@@ -135,12 +135,12 @@ TEST_F(Cases, FromAfterTheLastCaseShowsNone) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Cases, ReadsNoMoreRowsThanNeeded) {
+TEST_F(Cases, ReadingStopsOneRowAfterTheLastShown) {
   SaidOf(std::vector<double>(100, 7), "cases survey from 3 count 2\n");
   EXPECT_EQ(Asked(), 5);  // one more row, to find out whether cases follow
 }
 
-TEST_F(Cases, DatasetMayHaveNoCases) {
+TEST_F(Cases, DatasetWithoutCasesIsReportedAndIsNoError) {
   EXPECT_EQ(Said(WriteFile("none.tsv", "a\tb\n"), "cases survey\n"), "survey has no cases\n");
   EXPECT_EQ(AtPrompt("add-empty nix\ncases nix\ncases nix from 2\n"),
             "nix is open, without a data source\n"
@@ -190,7 +190,7 @@ TEST_F(Cases, NumbersPrintInTheirShortestExactForm) {
             "   5               5e-324\n");
 }
 
-TEST_F(Cases, MissingNumbersPrintAsTheIeee754NaN) {
+TEST_F(Cases, MissingNumbersPrintAsNaNAndInfinitiesAsInf) {
   const double inf = std::numeric_limits<double>::infinity();
   const double lowest = std::numeric_limits<double>::lowest();
   EXPECT_EQ(SaidOf({inf, -inf, lowest, kMissingNumber, -kMissingNumber}, "cases survey\n"),

@@ -179,7 +179,7 @@ TEST(CallerMemory, CallerIsCreatedCompletelyOrNotAtAll) {
       try {
         shell.Execute(caller, words);
         done = true;
-      } catch (const std::exception&) {  // memory may also run out for the CommandError
+      } catch (const std::exception&) {  // std::bad_alloc or a CommandError
       }
     }
     EXPECT_TRUE(shell.CloseDown(""));

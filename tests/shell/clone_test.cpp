@@ -131,7 +131,7 @@ TEST_F(Cloning, ClonesCanBeCloned) {
                         "   2  6  5\n"));
 }
 
-TEST_F(Cloning, NotifiesTwiceOfTheReplacedSourceTheFirstTimeOnly) {
+TEST_F(Cloning, OnlyTheFirstCloneNotifiesOfAReplacedSourceAndDoesSoTwice) {
   EXPECT_THAT(
       AtPrompt(Open("survey") + "write survey\nrelease\n@v observe survey\nwrite survey\n"
                                 "clone survey as copy\nrelease\nmirror survey\nwrite survey\n"
@@ -277,7 +277,7 @@ TEST_F(Selecting, KeepsTheDirtyFlag) {
               HasSubstr("  unsaved        no\n"));
 }
 
-TEST_F(Selecting, StaysOnTheDataFile) {
+TEST_F(Selecting, FilteredSourceStillCountsAsADataFile) {
   EXPECT_THAT(Writing("password survey x mangled\nsource survey filtered by z\nshow survey\n"),
               HasSubstr("  password       set\n"));
   EXPECT_THAT(AtPrompt(Open("survey") + "@v observe survey\nwrite survey\nrelease\nwrite survey\n" +

@@ -331,7 +331,7 @@ TEST_F(Commands, HideRefusesAnEmptyName) {
                 IsOpen("survey"));
 }
 
-TEST_F(Commands, EachReportsTheNameOfAnUnknownDataset) {
+TEST_F(Commands, EveryCommandNamesAnUnknownDatasetInItsError) {
   const std::set<std::string> others = {"open",    "add-empty", "list", "watch",
                                         "unwatch", "hide",      "help", "quit"};
   for (const Command& command : CommandTable()) {
@@ -424,7 +424,7 @@ TEST_F(Commands, ShowPrintsChangedSettings) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Commands, PasswordMangledComesFromTheDataFile) {
+TEST_F(Commands, OpenDataFileSaysWhetherThePasswordIsMangled) {
   EXPECT_THAT(AtPrompt(Open("survey") + "password survey secret mangled\nshow survey\n" +
                        "write survey\nsource survey none\nrelease\nshow survey\n"),
               AllOf(HasSubstr("password       set\n"), EndsWith("password       set, mangled\n")));
@@ -565,7 +565,7 @@ TEST_F(Commands, InsertAddsAVariableAtTheGivenPlace) {
                          "   5  y  numeric            unknown\n"));
 }
 
-TEST_F(Commands, MovePositionsCountFromOneInTheResultingList) {
+TEST_F(Commands, PositionsOfMoveCountFromOneInTheResultingList) {
   const auto order = [this](const std::string& move) {
     const std::string text = Writing(move + "\nvariables survey\n");
     std::string names;

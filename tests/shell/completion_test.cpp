@@ -43,7 +43,7 @@ class Completion : public ShellTest {
   Output output_{text_, text_};
 };
 
-TEST_F(Completion, OffersCommandsFirst) {
+TEST_F(Completion, OffersCommandsAsTheFirstWord) {
   EXPECT_THAT(Of(""), IsSupersetOf({"open", "quit"}));
   EXPECT_THAT(Of("l"), ElementsAre("label", "labels", "level", "list", "locks"));
   EXPECT_THAT(Of("@recode wr"), ElementsAre("write"));

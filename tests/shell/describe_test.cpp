@@ -53,21 +53,21 @@ TEST(Statistics, AreUndefinedWithoutValues) {
   }
 }
 
-TEST(Statistics, HaveNoDeviationOfASingleValue) {
+TEST(Statistics, DeviationOfASingleValueIsUndefined) {
   const Statistics result = Of({{7, 1}});
   EXPECT_TRUE(std::isnan(result.deviation));
   EXPECT_THAT(result.quartiles, ElementsAre(7, 7, 7));
 }
 
-TEST(Statistics, HaveQuartilesIfTheWeightsAddUpToLessThanOne) {
+TEST(Statistics, QuartilesAreDefinedIfTheWeightsAddUpToLessThanOne) {
   EXPECT_THAT(Of({{1, 0.25}, {2, 0.25}}).quartiles, ElementsAre(1, 1, 1));
 }
 
-TEST(Statistics, HaveFiniteQuartilesOfTheLargestNumbers) {
+TEST(Statistics, QuartilesBetweenTheLargestNumbersDoNotOverflow) {
   EXPECT_EQ(Of({{-1e308, 1}, {1e308, 1}}).quartiles[1], 0);
 }
 
-TEST(Statistics, HaveInfiniteQuartilesInsteadOfNaNs) {
+TEST(Statistics, QuartilesBetweenInfiniteValuesAreInfiniteNotNaN) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   EXPECT_THAT(Of({{kInfinity, 1}, {kInfinity, 1}, {1, 1}}).quartiles,
               ElementsAre(kInfinity, kInfinity, kInfinity));
@@ -123,7 +123,7 @@ TEST_F(Describing, ShowsDatesAsDates) {
             "2024-02-28T12:00:00  2024-02-29  2024-02-29T12:00:00  2024-03-01\n");
 }
 
-TEST_F(Describing, ShowsTheVariablesThatAreNamed) {
+TEST_F(Describing, ShowsOnlyTheNamedVariables) {
   const std::string text = Printed("a\tb\n1\t2\n", "describe d b\n");
   EXPECT_THAT(text, HasSubstr("\nb "));
   EXPECT_THAT(text, testing::Not(HasSubstr("\na ")));
@@ -179,7 +179,7 @@ TEST_F(Describing, ShowsTheDistributionAtATerminal) {
   EXPECT_THAT(out.str(), HasSubstr("▄        █\n"));
 }
 
-TEST_F(Describing, IsAlsoGivenInJson) {
+TEST_F(Describing, JsonHasTheStatisticsOfEachGroup) {
   const std::string text =
       InJson("open " + WriteFile("d.tsv", "a\tg\n1\t2\n3\t2\n") +
              " as d\nwrite d\nsplit d together by g\nweight d by g\ndescribe d a\n");

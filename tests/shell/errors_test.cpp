@@ -81,7 +81,7 @@ TEST_F(Errors, StillReachTheClientOfAClosedDataset) {
               HasSubstr("  window: error on survey: \"Full\"\n"));
 }
 
-TEST_F(Errors, ReachNobodyAfterTheShellReleasesTheDataset) {
+TEST_F(Errors, ReachNobodyAfterTheShellIsDestroyed) {
   std::ostringstream out;
   Output output(out, out);
   SvrDMItemPtr item(nullptr);

@@ -39,7 +39,7 @@ TEST_F(DataFiles, AreOpenedInTheGivenEncoding) {
   EXPECT_FALSE(WentWell());
 }
 
-TEST_F(DataFiles, ReplaceADataSourceWithTheGivenDelimiter) {
+TEST_F(DataFiles, ReplaceADataSourceUsingTheGivenDelimiter) {
   const std::string file = WriteFile("f.txt", "a|b\n7|8\n");
   EXPECT_THAT(Writing("source survey file " + file + " delimiter bar\ncases survey\n"),
               StartsWith("      a  b\n   1  7  8\n"));
@@ -138,7 +138,7 @@ TEST_F(DataFiles, DatasetKeepsItsFileAndDirtyFlagIfASaveFails) {
                      HasSubstr("file           " + Path("abc.tsv") + "\n")));
 }
 
-TEST_F(DataFiles, ReportTheSaveInJson) {
+TEST_F(DataFiles, SavingIsAnEventInJson) {
   const std::string text = InJson(Open("survey") + "write survey\nsave survey\n");
   EXPECT_THAT(text, HasSubstr(R"({"event":"saved","caller":"main","dataset":"survey","file":")" +
                               Path("abc.tsv") + R"(","cases":2})"));

@@ -1,4 +1,4 @@
-// Tests that each command survives a failure of each of its allocations. This is a separate program
+// Tests that the shell continues if any allocation of a command fails. This is a separate program
 // because it replaces the global operator new.
 
 #include <Arguments.h>
@@ -186,12 +186,13 @@ bool WasDone(Shell& shell, const Line& line) {
     return true;
   } catch (const CommandError&) {
     return false;
-  } catch (const std::bad_alloc&) {  // memory also ran out for the CommandError
+  } catch (const std::bad_alloc&) {  // memory ran out, or output was lost
     return false;
   }
 }
 
-// Whether no allocation has failed yet. Uses up the remaining allocations.
+// For a shortage that passes: whether no allocation has failed yet. Uses up the remaining
+// allocations.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;
@@ -215,7 +216,8 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   {
     const support::MemoryFor some(allocations, shortage);
     const bool done = WasDone(shell, line);
-    // IsToCome cannot tell a lasting shortage from one that has not begun.
+    // IsToCome cannot tell a lasting shortage that has begun from one that has not, so a lasting
+    // shortage counts as begun.
     failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
     support::EndShortage();
     EXPECT_TRUE(done || failed) << "fails with all the memory in the world";

@@ -95,7 +95,7 @@ TEST_F(Interrupt, EndsADescription) {
   EXPECT_THAT(text, EndsWith("> describe survey\ntest.sdm:2: interrupted\n"));
 }
 
-TEST_F(Interrupt, EndsAComputationWithoutANewVariable) {
+TEST_F(Interrupt, EndsAComputationAndInsertsNoVariable) {
   const std::string text = InterruptedInLastLine(
       Open("survey") + "write survey\n@r observe survey\n", "compute survey d = a + b");
   EXPECT_THAT(text, HasSubstr("test.sdm:4: interrupted\n"));
@@ -103,7 +103,7 @@ TEST_F(Interrupt, EndsAComputationWithoutANewVariable) {
   EXPECT_THAT(text, Not(HasSubstr("inserted variable \"d\"")));
 }
 
-TEST_F(Interrupt, EndsASaveWithoutANewFile) {
+TEST_F(Interrupt, EndsASaveAndLeavesNoNewFile) {
   const std::string file = Path("new.csv");
   const std::string text =
       InterruptedInLastLine(Open("survey") + "write survey\n", "save survey as " + file);
@@ -112,7 +112,7 @@ TEST_F(Interrupt, EndsASaveWithoutANewFile) {
   EXPECT_FALSE(std::filesystem::exists(Path("new.schema.json")));
 }
 
-// The filter selects none of two thousand million cases, so the search would take very long.
+// None of the 2147483647 cases is selected, so the search would take very long.
 TEST_F(Interrupt, EndsASearchForSelectedCases) {
   const std::string text =
       InterruptedInLastLine(Open("survey") +

@@ -260,7 +260,8 @@ TEST_F(Locks, CallerWaitsForALockHeldOutsideTheShell) {
   outsider.reset();
 }
 
-// Runs a command of the shell in each notification, while the library holds the mutexes.
+// Runs a command of the shell in each notification, while the library holds the registry lock or
+// the notification mutex.
 class CommandInANotification : public ServerDataManagerObserver, public SvrDMDataSetObserver {
  public:
   CommandInANotification(Shell& shell, std::vector<std::string> words)

@@ -36,7 +36,7 @@ TEST_F(Printed, TablesAlignWideCharacters) {
             "   2    5  abc       11");
 }
 
-TEST_F(Printed, CombiningCharactersTakeNoRoom) {
+TEST_F(Printed, WidthCountsColumnsOfTheTerminal) {
   EXPECT_EQ(Width("e\u0301"), 1u);
   EXPECT_EQ(Width("日本"), 4u);
   EXPECT_EQ(Width("Öl \xC2"), 4u);

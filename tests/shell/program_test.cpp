@@ -101,7 +101,7 @@ TEST_F(Program, PrintsTheExpectedOutputOfTheExamples) {
   }
 }
 
-// Returns the text of the examples in docs/usage.md that begin with a command after "> ".
+// Returns the code blocks of docs/usage.md that begin with "> ".
 std::vector<std::string> ExamplesOfTheManual() {
   std::istringstream manual(ReadFile(std::string(PROJECT_ROOT) + "/docs/usage.md"));
   std::vector<std::string> examples;
@@ -229,7 +229,7 @@ TEST_F(Program, PrintsEveryArgumentOfAMessageInJson) {
   EXPECT_EQ(modify["changed"], json::parse(R"(["name", "label"])"));
 }
 
-TEST_F(Program, PrintsEveryArgumentOfAPropertyInJson) {
+TEST_F(Program, PrintsEveryArgumentOfAPropertyMessageInJson) {
   const std::string script = Script(
       "open examples/data/survey.tsv as survey\n@v observe survey\n"
       "write survey\nimputation survey 3\nrelease\n"

@@ -149,8 +149,8 @@ class Prompt : public ShellTest {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // Returns commands of which the last does not end: it shows the selected cases, but none of
-  // 2147483647 cases is selected.
+  // Returns commands of which the last runs until it is interrupted: it searches 2147483647 cases,
+  // none of which is selected.
   std::string EndlessSearch() const {
     return Open("survey") +
            "write survey\nsource survey blank 2147483647\nsource survey filtered by a\n"

@@ -63,7 +63,7 @@ TEST_F(PropertyCommands, FirstPassSendsTheDictionaryOfTheDataFile) {
                           "case data reset: 2 rows"));
 }
 
-TEST_F(PropertyCommands, EachIsSentWhenItIsSet) {
+TEST_F(PropertyCommands, SettingAPropertySendsItsMessage) {
   EXPECT_THAT(Notified("weight survey by b\n"), ElementsAre("weight: \"b\""));
   EXPECT_THAT(Notified("filter survey by b\n"), ElementsAre("filter: \"b\""));
   EXPECT_THAT(Notified("split survey together by c a\n"),
@@ -88,7 +88,7 @@ TEST_F(PropertyCommands, EachIsSentWhenItIsSet) {
               ElementsAre("undo history reset", "case data reset: 1 row"));
 }
 
-TEST_F(PropertyCommands, EachIsSentWhenItIsRemoved) {
+TEST_F(PropertyCommands, RemovingAPropertySendsItsMessage) {
   EXPECT_THAT(Notified("weight survey off\n", "weight survey by b\n"), ElementsAre("weight: none"));
   EXPECT_THAT(Notified("filter survey off\n", "filter survey by b\n"), ElementsAre("filter: none"));
   EXPECT_THAT(Notified("split survey off\n", "split survey separate by b\n"),
@@ -154,7 +154,7 @@ TEST_F(PropertyCommands, StringVariableCanBeNeitherWeightNorFilter) {
   EXPECT_FALSE(WentWell());
 }
 
-// The library does not clear the weight, so that no notification pass can fail.
+// The library keeps the weight and the filter when the variable becomes a string.
 TEST_F(PropertyCommands, WeightThatBecomesAStringStaysTheWeight) {
   const std::string text = Writing(
       "weight survey by b\nfilter survey by b\n"
@@ -242,7 +242,7 @@ TEST_F(PropertyCommands, BlankCasesNeedADictionary) {
 // ---------------------------------------------------------------------------------------------
 // Showing
 
-TEST_F(PropertyCommands, ShowOmitsUnsetRareProperties) {
+TEST_F(PropertyCommands, ShowOmitsRarePropertiesThatAreNotSet) {
   EXPECT_THAT(AtPrompt(Open("survey") + "show survey\n"), HasSubstr("  data source    yes\n"
                                                                     "  label          none\n"
                                                                     "  variables      3\n"

@@ -33,7 +33,7 @@ TEST_F(RegistryAtTheShell, ObserversAreNotifiedOfCreatedAndDeletedDatasets) {
                 "  w: dataset 0:0 (survey) deleted\n");
 }
 
-TEST_F(RegistryAtTheShell, CreationNoticeOfASecondDatasetOfAFileHasNoFile) {
+TEST_F(RegistryAtTheShell, CreationNoticeOfASecondDatasetOfAFileHasNoFileName) {
   EXPECT_THAT(AtPrompt(Open("one") + "watch registry\n" + Open("two")),
               EndsWith("  main: dataset 0:1 created, file none\n"));
 }
@@ -158,7 +158,7 @@ TEST_F(Hiding, KeepsTheOtherVariablesReadable) {
   EXPECT_EQ(Rows("survey"), (std::vector<std::vector<double>>{{1, 3}, {4, 6}}));
 }
 
-TEST_F(Hiding, ReadsCasesForTheEditedDictionary) {
+TEST_F(Hiding, ReadsCasesWithTheEditedDictionary) {
   const std::string file = WriteFile("text.tsv", "s\th\tn\nlong enough\t7\t8\n");
   Execute({{"hide", "h"},
            {"open", file, "as", "survey"},
@@ -176,7 +176,7 @@ TEST_F(Hiding, ReadsCasesForTheEditedDictionary) {
   EXPECT_EQ(std::string(text[0].text, 8) + std::string(text[1].text, 8), "long enough     ");
 }
 
-TEST_F(Hiding, ReadsAVariableOfAnotherTypeConverted) {
+TEST_F(Hiding, ConvertsTheValuesOfAVariableWhoseTypeChanges) {
   Execute({{"hide", "b"},
            {"open", Path("abc.tsv"), "as", "survey"},
            {"write", "survey"},

@@ -109,7 +109,7 @@ TEST_F(ChangingValues, ComputesAConstantInADatasetWithoutCases) {
               HasSubstr("   4  d "));
 }
 
-TEST_F(ChangingValues, ResetsTheCasesOfClientsAndRaisesTheSequence) {
+TEST_F(ChangingValues, RaisesTheCaseSequenceEachTimeButResetsCaseDataOncePerPass) {
   EXPECT_THAT(Writing("@window observe survey\nset survey a 1 9\nset survey a 2 9\nrelease survey\n"
                       "show survey\n"),
               HasSubstr("case sequence  2\n"));
@@ -130,14 +130,14 @@ TEST_F(ChangingValues, NotifiesOfTheNewNumberOfCases) {
                              "  window: unsaved changes: yes\n"));
 }
 
-TEST_F(ChangingValues, ChangesOneOfTwoClones) {
+TEST_F(ChangingValues, ChangesOnlyTheEditedClone) {
   EXPECT_THAT(Writing("clone survey as copy\nwrite copy\nset copy a 1 9\ncases copy\n"),
               HasSubstr("   1  9  2  3\n"));
   EXPECT_THAT(Writing("clone survey as copy\nwrite copy\nset copy a 1 9\ncases survey\n"),
               HasSubstr("   1  1  2  3\n"));
 }
 
-TEST_F(ChangingValues, ChangesTheCasesThatAFilterSelects) {
+TEST_F(ChangingValues, NumbersCasesAsTheFilteredSourceShowsThem) {
   EXPECT_THAT(CasesAfter("set survey a 1 0\nsource survey filtered by a\nset survey b 1 9\n"),
               EndsWith("   1  4  9  6\n"));
 }

@@ -13,12 +13,11 @@ namespace support {
 // Compares the variables in order, with their whole definitions.
 bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
-// Compares everything that messages carry completely and that digests include. Returns one line per
-// difference; "" if there is none.
+// Compares everything that digests include. Returns the differences as text; "" if there are none.
 std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
-// Compares everything in a mirror that DifferencesBetween does not compare, including the
-// extensions of the given `types`.
+// Compares the file specification, the rows per imputation, and the extensions of the given
+// `types`, which DifferencesBetween does not compare. Returns the differences as text.
 std::string DifferencesBesideTheDigest(const ORVX_DataSource& source, const ORVX_DataSource& mirror,
                                        const std::vector<ORVX_DataSource::ExtensionType>& types);
 

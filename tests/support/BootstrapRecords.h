@@ -58,14 +58,15 @@ inline SvrBootstrapSpecsSerializer::Check CheckOf(std::string_view bytes) {
   return SvrBootstrapSpecsSerializer::checkSpecs({block.data(), block.size()});
 }
 
-// Returns `bytes`, encoded in this machine's byte order, with version 2.
+// Returns `bytes` with version 2. They must be a bootstrap specification in this machine's byte
+// order.
 inline std::string InVersionTwo(std::string bytes) {
   const std::uint32_t version = 2;
   std::memcpy(bytes.data() + 2, &version, sizeof version);
   return bytes;
 }
 
-// Prints a double as its bits, which distinguish different NaNs, and 0 from -0.
+// Prints a double and its bits, which distinguish different NaNs, and 0 from -0.
 struct Bits {
   double value;
 };

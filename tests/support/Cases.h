@@ -10,8 +10,8 @@
 
 namespace support {
 
-// Formats each row of `source`, with the layout of `layout`: exact numbers, a point for a missing
-// number, strings with the padding of their cells.
+// Formats each row of `source` as a line, with the variables of `layout`: exact numbers, a point
+// for a missing number, strings with the padding of their cells.
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source);
 

@@ -1,4 +1,4 @@
-// A dictionary with a different value in everything that change messages carry.
+// A dictionary in which everything that digests include has a value other than the default.
 //
 // Header-only.
 
@@ -46,7 +46,8 @@ inline VariableSetImpl SetOf(const std::string& name, const std::string& members
   return set;
 }
 
-// A dictionary with variables A to D; every property and every field of B is set.
+// A dictionary with variables A to D. Every field of B is set, and every property that digests
+// include.
 inline std::unique_ptr<SourceWithRows> FullDictionary() {
   auto source = std::make_unique<SourceWithRows>();
   Replace(*source, Vars("A B C D"));

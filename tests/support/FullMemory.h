@@ -36,7 +36,7 @@ void EndShortage();
 // Counts one allocation without allocating. Returns whether the allocation would succeed.
 bool OneMoreIsLeft();
 
-// Makes every allocation of this thread fail.
+// Makes every allocation of this thread fail during the lifetime of the object.
 // Threads: any; each thread needs its own object.
 class NoMemoryForThisThread {
  public:
@@ -58,7 +58,7 @@ bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Las
   }
 }
 
-// The number of allocations that still succeed.
+// The number of allocations that still succeed; negative without a MemoryFor object.
 long AllocationsLeft();
 
 // Runs `work` and returns the number of its allocations.

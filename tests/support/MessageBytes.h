@@ -25,8 +25,8 @@ inline void ReadAll(std::string_view bytes, VSerializable& message) {
   stream.ExpectEnd();
 }
 
-// Checks that `read`, which decodes a message, rejects every truncation with an offset inside the
-// bytes.
+// Checks that `read`, which decodes a message, throws VStreamError for every truncation, with an
+// offset inside the bytes or at their end.
 template <class Read>
 void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
   for (std::size_t length = 0; length < bytes.size(); ++length) {
@@ -39,7 +39,7 @@ void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
   }
 }
 
-// Changes every byte to several values: `read` must succeed or throw VStreamError.
+// Changes each byte in three ways: `read` must succeed or throw VStreamError.
 template <class Read>
 void ExpectChangedBytesReadOrRefused(const std::string& bytes, Read read) {
   for (std::size_t place = 0; place < bytes.size(); ++place) {

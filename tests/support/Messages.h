@@ -25,7 +25,7 @@ namespace support {
 struct Said {
   enum class Kind {
     Null,        // a null pointer in the queue
-    Other,       // a message of a class made by a test
+    Other,       // a message of a test's own class
     Insert,      // variables, anchor
     Delete,      // variables
     Move,        // positions, target
@@ -66,7 +66,7 @@ std::vector<Said> WhatIsSaidBy(const std::vector<DataSetMsg*>& queue);
 // Whether the message is about the list of variables.
 bool IsAboutVariables(const Said& said);
 
-// Formats a message as one line, such as "insert D before B", with all differences of definitions.
+// Formats a message as one line, such as "insert D before B", with definitions as below.
 std::string AsText(const Said& said);
 std::string AsText(const DataSetMsg* message);
 // Formats a definition as one line: the name that belongs to the identifier, then the differences

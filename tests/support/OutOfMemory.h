@@ -1,4 +1,4 @@
-// OutOfMemory: a table of operations, in which each allocation fails in turn.
+// OutOfMemory: runs a table of operations and lets each of their allocations fail in turn.
 //
 //   ExpectSafeWithoutMemory({
 //       Changes("SetLabel", [] { return Dictionary("A"); },
@@ -35,17 +35,17 @@ struct Trial {
 
 struct Operation {
   std::string name;
-  // Makes the objects of a trial: the same each time.
+  // Makes new, equal objects for each trial.
   std::function<Trial()> prepare;
   // The states in which a failed call may leave the objects; empty: only the state before the call.
   std::vector<std::string> statesAfterFailure = {};
-  // The call ends the process if all allocations fail, so only one fails at a time.
+  // Whether the call ends the process if all allocations fail. Then only one fails at a time.
   bool endsWithoutMemory = false;
 };
 
-// Lets each allocation of each operation fail: with all later allocations, and alone. A call that
-// fails must throw std::bad_alloc, leave one of the permitted states, and succeed when it is
-// repeated. Whether it failed or not, nothing may leak.
+// Lets each allocation of each operation fail: first with all later allocations, then alone. A call
+// that fails must throw std::bad_alloc, leave one of the permitted states, and succeed when it is
+// repeated. Nothing may leak, whether the call fails or not.
 void ExpectSafeWithoutMemory(const std::vector<Operation>& operations);
 
 // An operation that allocates nothing.

@@ -35,7 +35,7 @@ bool WatchedThread::Waits() {
   return !done_;
 }
 
-// The state is the letter after the name in parentheses.
+// In the stat file, the state is the letter after the name in parentheses.
 bool WatchedThread::SleepsNow() const {
   std::ifstream file("/proc/self/task/" + std::to_string(number_) + "/stat");
   std::string line;

@@ -1,6 +1,6 @@
 // WatchedThread: a thread that runs a job. A test can detect that the job waits.
 //
-//   WatchedThread reader([&] { SvrDMInputDataSource handle(id, true); });
+//   WatchedThread reader([&] { SvrDMInputDataSource handle(id, /*tryOnly=*/false); });
 //   EXPECT_TRUE(reader.Waits());   // the writer still holds the lock
 //   writer.reset();
 //   reader.Join();
@@ -21,7 +21,7 @@ namespace support {
 // Threads: used by the thread that created it.
 class WatchedThread {
  public:
-  // Starts `job`, which must not throw, and must not wait for anything but the lock under test.
+  // Starts `job`, which must not throw, and must wait for nothing but the lock under test.
   explicit WatchedThread(std::function<void()> job);
   // Waits for the end of the thread.
   ~WatchedThread();

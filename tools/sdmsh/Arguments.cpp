@@ -25,7 +25,7 @@ bool IsBlank(char c) {
   return kBlanks.find(c) != std::string_view::npos;
 }
 
-// Takes the text between quotes. `text` begins after the opening quote, and is moved to after the
+// Takes quoted text. `text` must begin after the opening quote; on return, it begins after the
 // closing quote.
 std::string TakeQuoted(std::string_view& text) {
   std::string inside;
@@ -40,7 +40,7 @@ std::string TakeQuoted(std::string_view& text) {
   }
 }
 
-// Takes the word at the beginning of `text`, and moves `text` to after it.
+// Takes the word at the beginning of `text`, and removes the word from `text`.
 std::string TakeWord(std::string_view& text) {
   std::string word;
   while (!text.empty() && !IsBlank(text.front())) {
@@ -61,7 +61,7 @@ bool IsCallerName(std::string_view name) {
   });
 }
 
-// Moves `text` to its next word. Returns false if only blanks or a comment remain.
+// Removes blanks from the beginning of `text`. Returns false if only blanks or a comment remain.
 bool SkipToWord(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
   return !text.empty() && text.front() != '#';

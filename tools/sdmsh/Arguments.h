@@ -72,7 +72,7 @@ class Arguments {
   std::vector<std::string> TakeRest(const char* what);
   // Takes a number from 1 to 2147483647.
   int TakeNumber(const char* what);
-  // Take any number in the range of the type.
+  // Takes any number in the range of the return type.
   std::int32_t TakeInteger(const char* what);
   std::uint32_t TakeUnsigned(const char* what);
   // Takes a decimal number, neither infinite nor NaN.

@@ -1,4 +1,4 @@
-// The commands on the bootstrap specification of a dataset, and on the file that stores it.
+// The command for the bootstrap specification of a dataset, and for files that store one.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -53,8 +53,8 @@ Setting Make(void (Specs::*set)(Value), Value value) {
   return [set, value](Specs& specs, const ORVX_DataSource*) { (specs.*set)(value); };
 }
 
-// Takes names of variables, or "none" for no variables. If there are other words, "none" is the
-// name of a variable.
+// Takes names of variables, or "none" for no variables. Among other names, "none" is the name of a
+// variable.
 template <void (Specs::*set)(const std::vector<int>&)>
 Setting TakeVariables(Arguments& arguments) {
   std::vector<std::string> names = arguments.TakeRest("\"none\" or VARIABLE");
@@ -143,7 +143,7 @@ std::string TextOfError(int number) {
   return std::generic_category().message(number);
 }
 
-// Opens only regular files, because opening any other file might wait.
+// Opens only regular files, because opening another file, such as a named pipe, may block.
 std::string ReadFile(const std::string& path) {
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
@@ -158,9 +158,9 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Writes a new file in the same folder and renames it to `path`, so that the file has either all of
-// the new bytes or its former bytes. Keeps the permissions of an existing file. Follows symbolic
-// links, and does not replace them.
+// Writes a new file in the same folder and renames it to `path`, so that the file at `path` always
+// has either its former bytes or all of the new bytes. Keeps the permissions of an existing file.
+// Follows symbolic links, and does not replace them.
 void WriteFile(const std::string& path, std::string_view bytes) {
   std::error_code error;
   const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
@@ -183,7 +183,7 @@ void WriteFile(const std::string& path, std::string_view bytes) {
   Refuse(path, error.message());
 }
 
-// Throws if the file exists and is neither empty nor a bootstrap specification.
+// Throws if the file exists, is not empty, and does not begin with a bootstrap specification.
 void RefuseOtherContent(const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) return;
@@ -210,7 +210,7 @@ const char* FindingInJson(Check::Finding finding) {
   return finding == Check::Finding::UnknownVersion ? "unknownVersion" : "listTooLong";
 }
 
-// Decodes a bootstrap specification. Refuses incomplete bytes and trailing bytes.
+// Decodes a bootstrap specification. Refuses invalid bytes, incomplete bytes and trailing bytes.
 std::unique_ptr<Specs> SpecsIn(const std::string& bytes, const std::string& path) {
   const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
   if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingText(check));
@@ -261,9 +261,9 @@ std::string TextOf(const Specs& specs) {
   return text;
 }
 
-// Replaces the bootstrap specification of the dataset, or removes it if `specs` is null, and prints
-// the change; if `words` is empty, only as JSON. `file` is the file from which `specs` was read,
-// empty if there is none.
+// Replaces the bootstrap specification of the dataset, or removes it if `specs` is null. Prints the
+// change; if `words` is empty, only as JSON. `file` is the file from which `specs` was read, or
+// empty.
 void Replace(Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs> specs,
              const std::string& words, const std::string& file = "") {
   const Specs* const present = specs.get();

@@ -1,4 +1,5 @@
-// The commands that show cases, and that replace the data source of a dataset.
+// The commands that show cases, replace the data source, raise the case sequence number, and
+// request a bulk replacement.
 
 #include "Arguments.h"
 #include "CommandError.h"

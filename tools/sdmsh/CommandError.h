@@ -1,5 +1,5 @@
-// CommandError: the reason why a command failed, as text for its caller. This header also handles
-// ctrl-C (SIGINT), which ends the running command but not the program.
+// CommandError: the reason why a command failed, as text for its caller. This header also turns
+// ctrl-C (SIGINT) into a failure of the running command.
 
 #ifndef SDMSH_COMMANDERROR_H_
 #define SDMSH_COMMANDERROR_H_
@@ -37,8 +37,8 @@ void GiveUpIfInterrupted();
 // Clears the flag that SIGINT sets.
 void ForgetInterrupt();
 
-// Blocks SIGINT in the current thread during the lifetime of the object. The signal stays pending
-// unless another thread receives it.
+// Blocks SIGINT in the current thread during the lifetime of the object. A signal that arrives
+// meanwhile stays pending unless another thread receives it.
 class InterruptsHeld {
  public:
   InterruptsHeld();

@@ -31,10 +31,9 @@ using EditWork = std::function<void(ORVX_DataSource&)>;  // the write lock, and 
 using LockWork = std::function<void(CallerLocks&)>;      // runs on the shell's thread
 using Action = std::variant<Work, ReadWork, WriteWork, EditWork, LockWork>;
 
-// Takes the arguments of a command and returns the rest of the command, which borrows the call.
-// Throws CommandError if an argument is wrong. If the arguments start with DATASET, the shell has
-// already taken that argument. Before it runs the action, the shell checks that all arguments were
-// taken.
+// Takes the arguments of a command and returns its action, which borrows the call. Throws
+// CommandError if an argument is wrong. If the arguments start with DATASET, the shell has already
+// taken that argument. Before it runs the action, the shell checks that all arguments were taken.
 using CommandFunction = Action(Call& call);
 
 // A row of the table: a command or, without a function, the title of the commands after it.
@@ -55,7 +54,7 @@ std::vector<std::string> CommandNames();
 // Returns a text such as "move DATASET VARIABLE to POSITION|before VARIABLE".
 std::string UsageOf(const Command& command);
 
-// Breaks the text into lines of at most `width` columns; 0 means no limit. Lines after the first
+// Breaks the text into lines of at most `width` bytes; 0 means no limit. Lines after the first
 // start with `indent` blanks, which count towards the width. A word that does not fit into a line
 // gets a line of its own.
 std::string Wrapped(const std::string& text, std::size_t width, std::size_t indent);

@@ -39,9 +39,10 @@ bool IsKeyword(const std::string& token) {
          token.find(':') == std::string::npos;
 }
 
-// Returns the tokens that can follow these words of a command. After the command's name, these are
-// the first token of the grammar or its alternatives; after a keyword, the next token of the
-// grammar; otherwise all other tokens.
+// Returns the tokens that can follow these words of a command:
+// - after the command's name, the tokens before the first blank of the grammar;
+// - after a keyword that is followed by a blank and a token in the grammar, that token;
+// - otherwise all tokens after the first blank of the grammar.
 std::vector<std::string> TokensAfter(const std::vector<std::string>& words,
                                      const std::string& grammar) {
   const std::size_t first = std::min(grammar.find(' '), grammar.size());
@@ -103,13 +104,13 @@ Completions CompletionsOf(Shell& shell, const std::string& text) {
   try {
     // A placeholder replaces the last word, because ParseLine refuses a caller without a command.
     Line line = ParseLine(text.substr(0, completions.start) + "x");
-    if (line.words.empty()) return completions;  // the last word is in a comment
+    if (line.words.empty()) return completions;  // the whole line is a comment
     line.words.pop_back();
     const bool isQuoteOpen = std::count(text.begin(), text.end(), '"') % 2 == 1;
     const Line word = ParseLine("x " + text.substr(completions.start) + (isQuoteOpen ? "\"" : ""));
     if (word.words.size() == 2) completions.typed = word.words[1];
     words = WordsAfter(shell, line, completions.typed);
-  } catch (const CommandError&) {  // no such command or dataset
+  } catch (const CommandError&) {  // for example no such command or dataset
     return completions;
   }
   std::erase_if(words,

@@ -78,7 +78,7 @@ struct Property {
   const char* name;
   std::string value;
   bool usual = true;   // whether `show` prints the property even if its value is "none"
-  bool isSent = true;  // whether a message carries each change of the property
+  bool isSent = true;  // whether messages carry every change of the property
 };
 
 std::string LabelOf(const ORVX_DataSource& dictionary) {
@@ -286,8 +286,8 @@ void CompareProperties(const ORVX_DataSource& source, const ORVX_DataSource& mir
   }
 }
 
-// Adds the variables that only one of the dictionaries has, and the variables that the dictionaries
-// define differently.
+// Adds a row for each variable that only one of the dictionaries has, and for each difference
+// between the definitions of a variable.
 void CompareVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
   for (const ORVX_Variable& variable : VariablesOf(source)) {
     const std::string name = "  " + Quoted(variable.GetName());

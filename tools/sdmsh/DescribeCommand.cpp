@@ -36,8 +36,8 @@ struct Values {
   double missing = 0;                  // sum of the weights of the missing values
 };
 
-// The values of the split variables. An empty string stands for a missing number, so that keys can
-// be sorted: it comes after all numbers.
+// The values of the split variables. An empty string replaces a missing number: a NaN cannot be
+// sorted, and an empty string comes after all numbers.
 using GroupKey = std::vector<DataValue>;
 
 bool IsMissingKey(const DataValue& value) {
@@ -114,7 +114,7 @@ class Description {
     }
   }
 
-  // Returns 1 without a position, and a NaN for a missing value.
+  // Returns 1 if `position` is empty, and a NaN for a missing value.
   double NumberAt(const std::vector<DataValue>& values, std::optional<std::size_t> position) const {
     if (!position) return 1;
     const DataValue& value = values[*position];
@@ -135,7 +135,7 @@ class Description {
   std::map<GroupKey, Group> groups_;
 };
 
-// Returns a string in quotes.
+// Returns the value as text, a string in quotes.
 std::string KeyText(const ORVX_Variable& variable, const DataValue& value) {
   if (IsMissingKey(value)) return "missing";
   const std::string text = ValueText(variable, value);
@@ -154,8 +154,8 @@ std::string GroupText(const Task& task, const GroupKey& key) {
   return Joined(parts);
 }
 
-// Formats six significant digits, or a date or time rounded to seconds if the format is of that
-// kind. Returns an empty text for a statistic that is not defined.
+// Formats a date or time, rounded to seconds, if `format` is for dates or times; otherwise a number
+// with six significant digits. Returns an empty text for a NaN, a statistic that is not defined.
 std::string Rounded(double number, const VariableFormat& format = {}) {
   if (std::isnan(number)) return "";
   const std::string date = FormatValue(format, std::round(number));

@@ -85,7 +85,7 @@ std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
 }
 
 // Returns `sets` with `set` in place of the set with the same name, or at the end if there is no
-// such set. If `set` has no members, only removes the set with the same name.
+// such set. If `set` has no members, only removes the set with the same name, which must exist.
 std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetImpl> sets) {
   const auto found = std::ranges::find(sets, set.name, &VariableSetImpl::name);
   if (set.members.empty()) {

@@ -36,14 +36,14 @@ Json RowCountInJson(long long rowCount);
 // The text; null if it is empty.
 Json TextOrNull(const std::string& text);
 
-// An array of objects with everything that defines a variable.
+// An array with an object for each variable, with everything that defines the variable.
 Json VariablesInJson(const std::vector<ORVX_Variable>& variables);
 
-// An object with everything but the variables.
+// An object with everything in the dictionary but the variables.
 Json DictionaryInJson(const ORVX_DataSource& dictionary);
 
-// An object with the members that all messages have, then the name of the message and its
-// arguments, then names and old values from `before`, the dictionary before the message is applied.
+// An object with the members that all messages have, the name of the message and its arguments, and
+// names and old values from `before`, the dictionary before the message is applied.
 Json ChangeInJson(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before);
 
 }  // namespace sdmsh

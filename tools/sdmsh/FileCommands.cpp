@@ -88,8 +88,8 @@ const SystemFileDataSource* DataFileUnder(const ORVX_DataSource* source) {
   return nullptr;
 }
 
-// If `fileOrDataset` is the file name of a dataset, returns that file name. Otherwise takes it as
-// the name of a dataset and returns the file name of that dataset.
+// If `fileOrDataset` is the file name of a dataset, returns that file name. Otherwise
+// `fileOrDataset` must name a dataset; returns the file name of that dataset.
 std::string FileMeant(const Shell& shell, const Caller& caller, const std::string& fileOrDataset) {
   for (const DatasetPtr& dataset : shell.Datasets()) {
     const std::string file = dataset->Handle().GetFileName();

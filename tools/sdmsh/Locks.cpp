@@ -318,8 +318,8 @@ void CallerLocks::FinishAcquiring() {
         Finish(hold);
         Say("acquired", "acquires", *hold);
       } catch (const std::bad_alloc&) {
-        // Memory ran out before the thread waited, and the command that asked for the lock has
-        // failed.
+        // The thread ran out of memory before it could wait. The command that asked for the lock
+        // has already failed.
       }
     }
     hold = next;
@@ -387,8 +387,8 @@ void CallerLocks::Release(Caller& caller, const DatasetPtr& dataset) {
   Hold& hold = *std::ranges::find_if(holds_, isFound);
   const int passCountBefore = dataset->Interpreter().PassCount();
   caller.Do([&hold] {
-    // If the pass fails here, the lock stays held; in the handle's destructor, the failure would
-    // end the process.
+    // If the pass fails in Notify, the lock stays held. In the handle's destructor, the failure
+    // would end the process.
     if (hold.mode == LockMode::Write) hold.Writer().Notify();
     hold.handle.reset();
   });
@@ -412,8 +412,8 @@ void CallerLocks::Notify(Caller& caller, const OpenDataset& dataset) {
   RefuseUnfitMessages(dataset);
 }
 
-// Prints the messages that observers received from the pass on the caller's thread. Also prints
-// that the caller's own observer was not notified, if there is one.
+// Prints the messages that observers received from the pass on the caller's thread. If the caller
+// observes the dataset, also prints that the caller was not notified.
 void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
                               int passCountBefore) {
   shell_.Out().SayNotices();
@@ -522,7 +522,7 @@ LockState CallerLocks::StateOf(const OpenDataset& dataset) const {
 std::vector<MutexState> CallerLocks::MutexesOf(const OpenDataset* dataset) const {
   const LockReport report = registry_.GetLockReport();
   std::vector<LockReport::Lock> locks;
-  std::vector<MutexState> states;  // of `locks`
+  std::vector<MutexState> states;  // one for each of `locks`
   const auto add = [&](const LockReport::Entry& entry, std::vector<LockUser> LockState::*users) {
     if (entry.lock.kind == LockReport::Kind::Data) return;
     if (dataset != nullptr && entry.lock.dataset != dataset->ID()) return;

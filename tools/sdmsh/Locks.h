@@ -4,7 +4,7 @@
 //
 // A caller waits for a lock on its own thread. The library's lock monitor reports which threads
 // wait, and which threads outside the shell hold a lock. After a command, the shell continues as
-// soon as each waiting caller is blocked by a holder.
+// soon as each caller that asked for a lock has the lock or is blocked by a holder.
 
 #ifndef SDMSH_LOCKS_H_
 #define SDMSH_LOCKS_H_
@@ -32,7 +32,7 @@ namespace sdmsh {
 
 class Shell;
 
-// How long the shell waits for an event that should happen immediately, before it fails.
+// How long the shell waits for an event that should happen immediately, before the command fails.
 using Bound = std::chrono::milliseconds;
 
 using LockMode = LockReport::Mode;
@@ -109,8 +109,9 @@ struct LockState {
   void AddTo(Json& json) const;
 };
 
-// The registry lock, or the notification mutex of a dataset. The library holds them only while it
-// works, so the shell finds them in use only if a thread outside the shell works or is stuck.
+// The registry lock, or the notification mutex of a dataset. The library holds them only during an
+// operation, so the shell finds one in use only if a thread outside the shell is in an operation,
+// perhaps stuck there.
 struct MutexState {
   std::string dataset;  // empty for the registry lock
   LockState users;
@@ -173,10 +174,10 @@ class CallerLocks {
   const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
   // Releases all locks, and then the locks that waiting callers acquire as a result. Calls
-  // `complain` first for each waiting caller, and later for each failure.
+  // `complain` for each caller that was waiting, and for each failure.
   void CloseDown(const std::function<void(const std::string&)>& complain);
   // Marks the locks that waiting callers have acquired as held, and prints them. Must be called
-  // before each command, because the previous command may have failed before it did this.
+  // before each command, because the previous command may have failed before it marked them.
   void FinishAcquiring();
 
   // To be called after CloseDown. Returns whether a caller's thread still waits for a lock, which

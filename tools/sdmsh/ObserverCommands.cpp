@@ -15,7 +15,7 @@
 namespace sdmsh {
 namespace {
 
-// Every severity except that of an error is a warning.
+// Every severity but ErrorText::kError means a warning.
 constexpr std::int8_t kWarning = 2;
 
 }  // namespace
@@ -32,8 +32,8 @@ RegistryObserver::~RegistryObserver() {
   registry_.Unregister(*this);
 }
 
-// Must not throw: after an exception the dataset would stay registered, but its identifier would
-// not be returned to anybody.
+// Must not throw: after an exception the dataset would stay registered, but the command that added
+// it would not get its identifier.
 void RegistryObserver::DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) {
   output_.Notice([&] { return ToText(id) + " created, file " + OrNone(fileName); },
                  [&] {

@@ -23,9 +23,9 @@ namespace sdmsh {
 // position only, so the interpreter maintains a mirror of the dictionary from the messages, and
 // takes the names of variables from the mirror as it is before each message.
 //
-// It must be the first observer of its dataset, so that the other observers find the messages
-// formatted, and be registered before the first pass. It must never be an originator, or it would
-// miss a pass.
+// The interpreter must be the first observer of its dataset, so that the other observers find the
+// messages formatted. It must be registered before the first pass, and never be an originator, or
+// it would miss a pass.
 //
 // Threads: as for the observers of the dataset.
 class ChangeInterpreter final : public SvrDMDataSetObserver {
@@ -44,14 +44,14 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
 
   // The changes of the current pass, or of the last pass if none is running.
   const std::vector<Change>& Pass() const { return pass_; }
-  // Counts the passes in which observers were notified of a change.
+  // The number of passes that have notified the interpreter.
   int PassCount() const { return passCount_; }
 
   // The dictionary according to the messages so far. The reference is valid until the next pass.
   const ORVX_DataSource& Mirror() const { return mirror_.Dictionary(); }
 
-  // Why a message did not fit the mirror; empty if all messages fit. After such a message, Pass()
-  // and the mirror keep the state from before that message, and later messages are ignored.
+  // Why a message did not fit the mirror; empty if all messages fit. Later messages are ignored:
+  // the mirror keeps its state from before that message, and Pass() is empty from the next pass on.
   const std::string& Failure() const { return failure_; }
 
  private:

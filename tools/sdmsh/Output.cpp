@@ -23,7 +23,7 @@ constexpr const char* kGap = "  ";
 
 // A character of a text in UTF-8; a byte that is not UTF-8 counts as a character.
 struct Character {
-  utf8proc_int32_t code = -1;  // negative if it is not UTF-8
+  utf8proc_int32_t code = -1;  // negative for a byte that is not UTF-8
   std::size_t length = 1;      // in bytes
 };
 

@@ -61,8 +61,8 @@ class Output {
     SayNotices();
   }
 
-  // Keeps an event that an observer receives, until Say, Fail or SayNotices prints it. The text is
-  // made now. If memory runs out, the event is lost; see TakeLoss.
+  // Formats an event that an observer receives, and keeps the text until Say, Fail or SayNotices
+  // prints it. If memory runs out, the event is lost; see TakeLoss.
   template <class Words, class Members>
   void Notice(const Words& words, const Members& json) noexcept {
     Try([&] { notices_.push_back(Text(words, json)); });

@@ -1,4 +1,4 @@
-// Prompt: reading commands from a script, from a pipe, or from a user at a terminal.
+// Prompt: runs commands from a script, from a pipe, or from a user at a terminal.
 
 #ifndef SDMSH_PROMPT_H_
 #define SDMSH_PROMPT_H_
@@ -22,8 +22,8 @@ bool PlayScript(Shell& shell, std::istream& script, const std::string& file);
 bool PlayInput(Shell& shell, std::istream& input);
 
 // Reads commands from the terminal of this process, with a prompt, line editing and completion by
-// the tabulator key. The keys are those of libedit, which ~/.editrc can change. Continues after a
-// command fails, and may still return true.
+// the tab key. The keys are those of libedit, which ~/.editrc can change. Continues after a command
+// fails, and may still return true.
 //
 // Saves the history in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
 // except for lines that begin with a blank. If that file cannot be written, reports the failure

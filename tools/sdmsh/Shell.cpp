@@ -49,7 +49,7 @@ Shell::~Shell() {
 
 void Shell::Execute(const std::string& caller, const std::vector<std::string>& words) {
   try {
-    // First completes what the previous command left unfinished if memory ran out.
+    // The previous command may have run out of memory before these two steps.
     DropNew();
     locks_.FinishAcquiring();
     Run(caller, words);

@@ -98,7 +98,7 @@ class Shell {
   // shell deletes the dataset.
   DatasetPtr Open(std::unique_ptr<ORVX_DataSource> source, const std::string& file,
                   const std::string& name, bool quiet);
-  // Adds a dataset that was just registered to the open datasets, and sets its handle name.
+  // Adds a newly registered dataset to the open datasets, and sets its handle name.
   DatasetPtr Adopt(LocallyUniqueID id, const std::string& name);
   // Hides the variables with these names, and no others, in datasets that are opened later.
   void Hide(const std::vector<std::string>& names);

@@ -24,7 +24,7 @@ class BlankRows final : public ObsIterator {
       : blank_(DataFreeDataSource(), dictionary), left_(count), area_(area) {}
 
   bool Next() override {
-    GiveUpIfInterrupted();  // a filter that skips all rows returns only after the last row
+    GiveUpIfInterrupted();  // a filtered source may skip all rows before it returns
     if (left_ == 0) return false;
     --left_;
     blank_.Project(/*from=*/nullptr, area_);
@@ -88,8 +88,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(source)) {
     return CopyOf(*clone);
   }
-  // The clones own a view of the source. The view gets the source as its parent only when nothing
-  // can fail any more, because a clone that cannot adopt a view deletes the view with its parents.
+  // The clones own `view`, a filtered source. It gets `source` as its parent only when nothing can
+  // fail any more, because a clone that cannot adopt a source deletes that source with its parents.
   auto view = ViewOf(*source);
   FilteredDataSource& shared = *view;
   shared.SetParentSource(nullptr);
@@ -97,8 +97,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   clone->SetDirty(source->IsDirty());
   auto copy = CopyOf(*clone);
 
-  // SetDataSet(clone) deletes the chain of sources that the dataset has then. `source` must not be
-  // in that chain, so an interim view replaces `source` and is then separated from it.
+  // SetDataSet(clone) deletes the dataset's chain of sources. `source` must not be in that chain,
+  // so an interim filtered source replaces `source` and is then separated from it.
   auto interim = ViewOf(*source);
   FilteredDataSource& placed = *interim;
   writer.SetDataSet(std::move(interim));

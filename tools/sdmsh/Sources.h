@@ -1,4 +1,4 @@
-// Sources: the data sources that the shell opens, and those that it makes out of others.
+// Sources: opens data files as data sources, and makes data sources from other data sources.
 
 #ifndef SDMSH_SOURCES_H_
 #define SDMSH_SOURCES_H_
@@ -57,14 +57,14 @@ std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source, LocallyUniqu
 // replaces it in the dataset, which queues two messages about a replaced source. The two clones
 // share ownership of the former source.
 //
-// After an exception, the dataset has its former source, a view of it, or the clone that replaces
-// it.
+// After an exception, the dataset has its former source, a filtered source over it, or the clone
+// that replaces it.
 //
 // Threads: the writer's thread.
 std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer);
 
-// A filter hook that hides the variables with certain names: it puts a view without these variables
-// on top of each source that is added to the registry.
+// A filter hook that hides the variables with certain names: it puts a filtered source without
+// these variables on top of each source that is added to the registry.
 //
 // Threads: one at a time.
 class HiddenVariables final : public ORVX_DataSourceFilterHook {
@@ -75,15 +75,15 @@ class HiddenVariables final : public ORVX_DataSourceFilterHook {
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
 
   // To be called after each addition to the registry. If the addition failed before a dataset owned
-  // the view, deletes the view; the registry has already deleted the parent of the view.
+  // the filtered source, deletes the filtered source; the registry has already deleted its parent.
   void EndAddition(bool isAdded) noexcept;
 
  private:
   class View;
 
   const std::vector<std::string> names_;
-  View* view_ = nullptr;               // made for the current addition; null if there is none
-  std::weak_ptr<const void> isAlive_;  // expires if a dataset deletes view_
+  View* view_ = nullptr;               // made last; valid while isAlive_ has not expired
+  std::weak_ptr<const void> isAlive_;  // expires when view_ is deleted, and after each addition
 };
 
 }  // namespace sdmsh

@@ -36,7 +36,7 @@ class Ranks {
  private:
   const std::span<const WeightedValue> values_;
   std::size_t index_ = 0;
-  double below_ = 0;  // the weight before the value at index_
+  double below_ = 0;  // the sum of the weights before index_
 };
 
 }  // namespace

@@ -21,7 +21,7 @@ struct WeightedValue {
 struct Statistics {
   double count = 0;  // the sum of the weights
   double mean;
-  double deviation;  // standard deviation, divided by count - 1
+  double deviation;  // standard deviation; the divisor is count - 1
   double minimum;
   std::array<double, 3> quartiles;
   double maximum;
@@ -34,8 +34,9 @@ struct Statistics {
 Statistics StatisticsOf(std::vector<WeightedValue>& values);
 
 // The distribution of the values as a bar chart of one line: the range from the minimum to the
-// maximum in `bins` parts, each a block character whose height shows the weight in this part. A
-// part without values is a blank. Empty if there are no values, or if a value is infinite.
+// maximum in `bins` parts, each a block character whose height shows the sum of the weights in this
+// part. A part without values is a blank. Empty if there are no values, or if the range is not
+// finite.
 std::string Histogram(std::span<const WeightedValue> sorted, std::size_t bins);
 
 }  // namespace sdmsh

@@ -30,8 +30,8 @@ bool HasQueuedReset(const SvrDMWriteableDataSource& writer) {
   });
 }
 
-// Runs `edit` on the cases of the call's dataset. If the data source only passes on the cases of
-// another, as clones and filtered sources do, edits a copy and replaces the source with it.
+// Runs `edit` on the cases of the call's dataset. If the data source is not a MemoryDataSource, for
+// example a clone or a filtered source, edits a copy and replaces the source with the copy.
 template <class Edit>
 Action EditCases(Call& call, Edit edit) {
   return [=, &call](SvrDMWriteableDataSource& writer) {
@@ -47,8 +47,8 @@ Action EditCases(Call& call, Edit edit) {
     source->SetDirty(true);
     if (copy != nullptr) writer.SetDataSet(std::move(copy));
     writer.IncrementCaseSequence();
-    // Clients read the cases again, because messages do not carry values. The pass itself queues
-    // the message if the number of cases differs.
+    // Messages carry no values, so a reset message makes clients read the cases again. The pass
+    // itself queues this message if the number of cases differs.
     if (source->RowCount() != rowsBefore || HasQueuedReset(writer)) return;
     writer.AddNotification(new DEMessages::ResetClientDataMsg(
         0, writer.GetDataSetID(), writer.GetCaseSequence(), rowsBefore));
@@ -213,7 +213,7 @@ Action Compute(Call& call) {
   return EditCases(call, [=, &call](MemoryDataSource& source) {
     Output& output = call.shell.Out();
     if (FindByName(source, name) < 0) {
-      RefuseTakenName(source, name);  // an empty name
+      RefuseTakenName(source, name);  // refuses an empty name
       source.InsertVariable(source.ColumnCount(), ORVX_Variable(ORVX_Variable::NextID(), name),
                             ValuesOf(text, source, output));
     } else {

@@ -34,7 +34,7 @@ int PositionOf(const ORVX_DataSource& source, const std::string& name);
 // the variable: "weight cases".
 int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
                      const std::string& does);
-// Also refuses a name that occurs twice.
+// Also refuses a name that occurs twice in `names`.
 std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names);
 
 // Refuses an empty name, and the name of a variable.

@@ -1,5 +1,5 @@
-// One write with an observer that updates a mirror; a clone with some of the variables; and an
-// encoded bootstrap specification.
+// One write with an observer that updates a mirror; a filtered source over a clone; and an encoded
+// bootstrap specification.
 
 #include <cstdio>
 #include <memory>
@@ -27,8 +27,8 @@ struct Client final : SvrDMDataSetObserver {
   std::size_t messages = 0;
 };
 
-// Makes a filtered source over a clone with `names` variables and deletes one of its variables.
-// Returns how many remain.
+// Makes a filtered source over a clone with `names` variables, and deletes one variable of the
+// filtered source. Returns how many remain.
 int ShownOf(int names) {
   auto source = std::make_unique<DataFreeDataSource>();
   for (int i = 0; i < names; ++i) {

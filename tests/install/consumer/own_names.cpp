@@ -1,5 +1,5 @@
-// A program may use any names: the names in this program are also internal names of the libraries.
-// Prints the first number of a file, read as text.
+// Checks that a program may define names that the libraries use internally. Prints the first number
+// of a file, read as text.
 //
 //   own_names FILE
 
