@@ -105,8 +105,9 @@ class SDM_EXPORT ServerDataManager {
   void Add(ORVX_DataSource& ds, const std::string& name, bool quiet, LocallyUniqueID id,
            unsigned int caseSequence);
 
-  // Registers a dataset without a data source, name or password. Registry observers are notified of
-  // it when a writer that gave it a source is released. Returns the new identifier.
+  // Registers a dataset without a data source, name or password. After a writer has given it a
+  // source, the first notification pass with messages sends the creation notice. Returns the new
+  // identifier.
   LocallyUniqueID AddEmpty(bool quiet);
 
   // --- Finding ---

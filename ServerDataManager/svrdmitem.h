@@ -197,7 +197,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // differences, sends the creation notice to registry observers if it is still due, calls every
   // observer but `originator` (which may be null) with `writer`, and empties the queue. Skips the
   // comparison if the dataset has no observer and no creation notice is due. If the queue is empty
-  // after the comparison, calls no observer.
+  // after the comparison, sends no creation notice and calls no observer.
   //
   // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
   // lost: queued messages stay queued, and the next pass compares the rest, sends the creation
