@@ -110,7 +110,7 @@ ReadNumber ReadShortNumber(std::string_view text, char decimalMark) {
   return {KindOf(text), Scaled(digits, decimals, isNegative)};
 }
 
-// Reads any number, with blanks around it.
+// Reads any number; ignores blanks around it.
 ReadNumber ReadLongNumber(std::string_view text, char decimalMark) {
   const std::optional<double> value = ParseNumber(text, {&decimalMark, 1});
   if (!value) return {};

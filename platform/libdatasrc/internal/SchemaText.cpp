@@ -3,7 +3,7 @@
 //
 //   table             value
 //   title             the label of the dataset [none]
-//   missingValues     [""]: only an empty field is missing, no word is
+//   missingValues     one empty text: only an empty field is missing, no word is
 //   weight*, filter*  the name of the numeric column [none]
 //   split*            the names of the columns [none]
 //   splitSeparate*    true [false]
