@@ -156,7 +156,7 @@ TEST_F(VirtualSlots, DataSourceSlotsAreInTheFixedOrder) {
   ExpectCount(TableOf(source), 11);
 }
 
-TEST_F(VirtualSlots, CloneOverridesFiveSlotsOfASource) {
+TEST_F(VirtualSlots, CloneOverridesTheDestructorsAndFourOtherSlotsOfASource) {
   const SvrDMCloneDataSource clone(nullptr);
   const DataFreeDataSource plain;
   const VirtualTable table = TableOf(clone);

@@ -215,7 +215,7 @@ TEST(BootstrapBytes, OfAnotherVersionChangeNothing) {
   }
 }
 
-TEST(BootstrapBytes, OfAnotherVersionSwappedChangeNothing) {
+TEST(BootstrapBytes, OfAnotherVersionInTheOtherByteOrderChangeNothing) {
   // The version would be 1 without swapping, although the mark says that the bytes are swapped.
   std::string bytes = kSwapped;
   std::reverse(bytes.begin() + 2, bytes.begin() + 6);

@@ -274,7 +274,7 @@ TEST_F(ChangeStream, ABadSnapshotIsRequestedAgain) {
   ExpectInStep();
 }
 
-TEST_F(ChangeStream, ASnapshotWithAnotherDigestIsNotApplied) {
+TEST_F(ChangeStream, ASnapshotThatDoesNotMatchItsDigestIsNotApplied) {
   SendSnapshot();
   ChangeFrame frame = ReadChangeFrame(channel.frames.front());
   frame.digest.low ^= 1;
@@ -544,7 +544,7 @@ TEST_F(StreamsOfADataset, DoNotReplaceThePassDataOfAnotherObserver) {
 }
 
 // The observer between the two streams writes to another dataset, whose pass has its own data.
-TEST_F(StreamsOfADataset, SendTheirOwnPassAfterAPassOfAnotherDatasetInANotice) {
+TEST_F(StreamsOfADataset, SendTheirOwnPassIfAnObserverBetweenThemWritesToAnotherDataset) {
   RegisterAll();
   const LocallyUniqueID other = registry.Add(*support::Dictionary("X").release(), "", true);
   support::FrameChannel otherChannel;

@@ -197,7 +197,7 @@ TEST(CloneDataSource, ACloneOfNothingHasRowsOfNoCells) {
   EXPECT_EQ(outer.GetObsAreaSize(), 0);
 }
 
-// Returns the messages of the first write of a dataset with this source.
+// Returns the messages of the first write to a dataset with this source.
 std::vector<support::Said> MessagesOfTheFirstWrite(std::unique_ptr<ORVX_DataSource> source) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(*source.release(), "", /*quiet=*/true);
@@ -449,7 +449,7 @@ TEST_F(FilterOnAnEditedClone, ReadsAVariableDeletedAfterTheFilterWasMadeAsMissin
   EXPECT_THAT(RowsOf(selected), ElementsAre(". [77      ] 1 ", ". [88      ] 2 "));
 }
 
-TEST_F(FilterOnAnEditedClone, LeavesOutValuesThatTheCloneDeclaresMissing) {
+TEST_F(FilterOnAnEditedClone, LeavesOutCasesWithAFilterValueThatTheCloneDeclaresMissing) {
   MissingValues missing;
   missing.values = {DataValue(2.0)};
   clone->GetVariable(2).SetMissingValues(missing);

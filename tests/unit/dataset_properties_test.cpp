@@ -253,7 +253,7 @@ TEST_F(PropertiesInMessages, AReportedResetIsNoLongerPending) {
 
 // --- Rows per imputation ---
 
-TEST_F(PropertiesInMessages, TheEndOfAnImputationIsReportedWithoutCommonFields) {
+TEST_F(PropertiesInMessages, TheEndOfAnImputationIsReportedWithoutDatasetAndCaseSequence) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   Source().RowsPerImputation(0);
   Update();
@@ -648,7 +648,7 @@ TEST_F(PropertiesInMessages, UsesOfAMovedVariableAreReportedAgain) {
   EXPECT_MESSAGES(Queue(), Moved(2).To(0), Weight("C"), Filter("C"), Split("A C"));
 }
 
-TEST_F(PropertiesInMessages, UsesLostByTheSameMoveAreNotReported) {
+TEST_F(PropertiesInMessages, UsesThatSourceAndViewLostByTheSameMoveAreNotReported) {
   StartWith([](ORVX_DataSource& source) {
     WeightBy(source, "C");
     FilterBy(source, "C");
@@ -1137,7 +1137,7 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
 
 // The arrays for a split have at least eight entries; SplitSource fails the test if the pass
 // requests more than its two variables.
-TEST_F(AnsweredSplit, OfTwoVariablesIsReadOnlyUpToItsLength) {
+TEST_F(AnsweredSplit, OfTwoVariablesIsNotReadBeyondItsLength) {
   Answers().split = {Id("A"), Id("C")};
   Update();
   EXPECT_MESSAGES(Queue(), Split("A C"));

@@ -32,13 +32,13 @@ using support::SetSplit;
 using support::SourceWithRows;
 using support::Var;
 
-// One state of a dictionary.
+// A variant of the full dictionary: `make` changes a new full dictionary into this variant.
 struct State {
   std::string name;
   std::function<void(SourceWithRows&)> make;
 };
 
-// Each state changes one property of the same full dictionary, so all differ.
+// Returns variants of the full dictionary that all differ in something that messages carry.
 std::vector<State> DifferentStates() {
   const auto set = [](std::function<void(VariableSetImpl&)> change) {
     VariableSetImpl changed = SetOf("s", "A B");
@@ -207,7 +207,7 @@ TEST(DictionaryDigest, IsRightAfterAWriteThroughAHeldReference) {
 }
 
 // For the thread sanitizer: the first of several readers caches the hashes.
-TEST(DictionaryDigest, MayBeComputedBySeveralReaders) {
+TEST(DictionaryDigest, MayBeComputedByConcurrentReaders) {
   const auto source = ManyVariables(1000);
   const DictionaryDigest expected = DigestOf(*ManyVariables(1000));
   std::vector<std::thread> readers;
@@ -258,7 +258,7 @@ TEST(DictionaryDigest, OfEqualDictionariesIsEqual) {
   EXPECT_EQ(DigestOf(*copy), DigestOf(*FullDictionary()));
 }
 
-TEST(DictionaryDigest, UsesTheEqualityOfMessages) {
+TEST(DictionaryDigest, IgnoresDifferencesThatMessagesDoNotReport) {
   const auto without = Dictionary("A");
   const auto with = Dictionary("A");
   with->SetLabel("");

@@ -30,18 +30,18 @@ class StorageOfErrorMessages : public testing::Test {
   LocallyUniqueID dataset_{0, 5};
 };
 
-TEST_F(StorageOfErrorMessages, ReportIsFromTheCommonAllocator) {
+TEST_F(StorageOfErrorMessages, AClonedReportIsOneBlockFromVUGlobal) {
   ExpectClonedInOnePieceOfStorage(ReportedErrorMsg(dataset_, ErrorText(kLongText, 1)));
 }
 
-TEST_F(StorageOfErrorMessages, ResponseIsFromTheCommonAllocator) {
+TEST_F(StorageOfErrorMessages, AClonedResponseIsOneBlockFromVUGlobal) {
   ReportedErrorMsgResponse answer;
   ReadAll(std::string("\x26\0\0\0OrvxMessages::ReportedErrorMsgResponse\x01\0\0\0\x01", 47),
           answer);
   ExpectClonedInOnePieceOfStorage(answer);
 }
 
-TEST_F(StorageOfErrorMessages, ErrorIsFromTheCommonAllocator) {
+TEST_F(StorageOfErrorMessages, AClonedErrorIsOneBlockFromVUGlobal) {
   ExpectClonedInOnePieceOfStorage(ErrorMsg(2001, kLongText));
 }
 

@@ -66,7 +66,7 @@ TEST(InteractiveErrorMonitor, ReportsWarningsByDefault) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("zero", "two"));
 }
 
-TEST(InteractiveErrorMonitor, DropsOnlyWarningsWhenSwitchedOff) {
+TEST(InteractiveErrorMonitor, DropsOnlyWarningsIfWarningsAreSwitchedOff) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   monitor.DoNotReportWarnings();
@@ -76,7 +76,7 @@ TEST(InteractiveErrorMonitor, DropsOnlyWarningsWhenSwitchedOff) {
   EXPECT_THAT(proxy.Texts(), ElementsAre("error"));
 }
 
-TEST(InteractiveErrorMonitor, ReportsWarningsAgainWhenSwitchedOn) {
+TEST(InteractiveErrorMonitor, ReportsWarningsAgainIfTheyAreSwitchedOn) {
   RecordingProxy proxy;
   InteractiveErrorMonitor monitor(kDataset, &proxy);
   monitor.DoNotReportWarnings();
@@ -156,7 +156,7 @@ TEST(InteractiveErrorMonitor, PropagatesExceptionsOfTheProxy) {
   EXPECT_THROW(monitor.Report(ErrorText("error", 1)), std::runtime_error);
 }
 
-TEST(InteractiveErrorMonitor, ReportsAgainAfterAnException) {
+TEST(InteractiveErrorMonitor, KeepsItsFlagAfterAnExceptionAndReportsThroughANewProxy) {
   BrokenProxy broken;
   RecordingProxy whole;
   InteractiveErrorMonitor monitor(kDataset, &broken);

@@ -130,7 +130,7 @@ TEST(LocallyUniqueIDGenerator, RepeatsSerialsAfter2ToThe28Calls) {
   EXPECT_EQ(generator.Next(), LocallyUniqueID(3, 1));
 }
 
-TEST(LocallyUniqueIDGenerator, WrapsItsWholeWordWithoutACheck) {
+TEST(LocallyUniqueIDGenerator, MasksItsCounterTo28BitsAndWrapsItAfter32Bits) {
   LocallyUniqueIDGenerator generator(7, 0xFFFFFFFF);
 
   EXPECT_EQ(generator.Next(), LocallyUniqueID(7, 0x0FFFFFFF));

@@ -243,7 +243,7 @@ std::vector<Operation> Additions() {
   };
 }
 
-TEST(LibraryMemory, AddRegistersADatasetOrNothing) {
+TEST(LibraryMemory, AddRegistersNothingIfItThrows) {
   ExpectSafeWithoutMemory(Additions());
 }
 

@@ -218,7 +218,7 @@ TEST_F(WriterHandle, IsCountedWhileItWaitsForTheLock) {
   ExpectCounts(0, 0);
 }
 
-TEST_F(WriterHandle, KeepsReadersAndWritersOut) {
+TEST_F(WriterHandle, MakesOtherReadersAndWritersWait) {
   auto writer = Writer();
   WatchedThread reading([&] { const auto other = Reader(); });
   WatchedThread writing([&] { const auto other = Writer(); });

@@ -117,7 +117,7 @@ TEST_F(RegistryTest, AGivenIdentifierDoesNotAdvanceTheGenerator) {
 }
 
 // An oddity that is kept: the generator does not skip identifiers that callers have chosen.
-TEST_F(RegistryTest, AGeneratedIdentifierCanBelongToTwoDatasets) {
+TEST_F(RegistryTest, AGeneratedIdentifierMayAlreadyBelongToADataset) {
   const LocallyUniqueID id(0, 0);
   registry_.Add(NewSource(), "first", false, id, 0);
 
@@ -129,7 +129,7 @@ TEST_F(RegistryTest, AGeneratedIdentifierCanBelongToTwoDatasets) {
   EXPECT_EQ(registry_.GetDataSet(id)->FileName(), "second");
 }
 
-TEST_F(RegistryTest, AGivenIdentifierReplacesOnlyTheFirstDatasetWithIt) {
+TEST_F(RegistryTest, AddingWithAnIdentifierReplacesOnlyTheFirstDatasetThatHasIt) {
   const LocallyUniqueID id(0, 0);
   registry_.Add(NewSource(), "first", false, id, 0);
   Add("second");
@@ -548,7 +548,7 @@ TEST_F(RegistryTest, ReplacingAQuietDatasetReportsOnlyACreation) {
   EXPECT_THAT(Words(observer), ElementsAre("+0"));
 }
 
-TEST_F(RegistryTest, ReplacingByAQuietDatasetReportsOnlyADeletion) {
+TEST_F(RegistryTest, ReplacingADatasetWithAQuietDatasetReportsOnlyADeletion) {
   RecordingRegistryObserver observer;
   const LocallyUniqueID id = Add();
   registry_.Register(observer);

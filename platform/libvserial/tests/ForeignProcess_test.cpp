@@ -95,7 +95,7 @@ TEST(ForeignProcess, RejectsAnotherSignature) {
             R"(at byte 0: expected the signature "Test::Point", found "Other")");
 }
 
-TEST(ForeignProcess, RejectsASignatureWithTheSamePrefix) {
+TEST(ForeignProcess, RejectsAPrefixOrAnExtensionOfTheExpectedSignature) {
   EXPECT_EQ(Complaint("\x04\x00\x00\x00Test\x03\x00\x00\x00"sv),
             R"(at byte 0: expected the signature "Test::Point", found "Test")");
   EXPECT_EQ(Complaint("\x0D\x00\x00\x00Test::Point\x00!\x03\x00\x00\x00"sv),
