@@ -117,8 +117,8 @@ class OrdinaryUser {
   bool changed_ = false;
 };
 
-// While an object exists, this process cannot open another file. Does not limit the number of
-// descriptors, because the sanitizers need some.
+// While an object exists, this process cannot open another file. Lets open() fail instead of
+// limiting the number of descriptors, because the sanitizers need some.
 class NoDescriptors {
  public:
   NoDescriptors() { descriptorsAreLeft = false; }
@@ -388,7 +388,7 @@ TEST_F(SavedFileOnDisk, IsOpenedOnAFileSystemWithoutLocks) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Descriptors. Each test checks at its end that none is left open.
+// Descriptors. TearDown checks that no test leaves a descriptor open.
 
 constexpr int kThousands = 3000;
 

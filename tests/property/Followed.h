@@ -36,7 +36,7 @@ class Followed {
                                         const std::vector<support::Said>& queued);
   std::string FlagsThatDiffer(bool wasDirty, const std::vector<support::Said>& queued);
   std::string ViewThatDiffers();
-  // Applies the messages to the mirror, then returns its differences.
+  // Applies the messages to the mirror, then returns its differences from the source.
   std::string MirrorThatDiffers();
 
   SvrDMItem item_{LocallyUniqueID(0, 7), new DataFreeDataSource, nullptr, 0, "", false};

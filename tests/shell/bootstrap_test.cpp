@@ -378,7 +378,7 @@ TEST_F(BootstrapFiles, AreReadInBothByteOrders) {
   }
 }
 
-TEST_F(BootstrapFiles, ReplaceTheWholeSpecification) {
+TEST_F(BootstrapFiles, ReadingReplacesTheWholeSpecification) {
   WriteFile("specs", FullSpecs(/*swapped=*/false));
   EXPECT_THAT(InJsonWriting("bootstrap survey set predicted a\nbootstrap survey set strata c\n"
                             "bootstrap survey set split-ends 9\n" +

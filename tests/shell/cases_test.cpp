@@ -128,7 +128,7 @@ TEST_F(Cases, AreLimitedByFromAndCount) {
             "   4  40\n");
 }
 
-TEST_F(Cases, FromAfterTheLastCaseShowsNone) {
+TEST_F(Cases, StartingAfterTheLastCaseShowsNone) {
   EXPECT_EQ(Said(Path("abc.tsv"), "cases survey from 3\n"), "survey has no cases from 3 on\n");
   EXPECT_EQ(Said(Path("abc.tsv"), "cases survey from 2147483647 count 1\n"),
             "survey has no cases from 2147483647 on\n");
@@ -304,7 +304,7 @@ TEST_P(Streaming, PrintsCasesWhileReading) {
 
 INSTANTIATE_TEST_SUITE_P(WordsAndJson, Streaming, testing::Bool());
 
-TEST_F(Cases, PrintInPartsThatRepeatTheHeadingAndMayGetWider) {
+TEST_F(Cases, ArePrintedInPartsThatRepeatTheHeadingAndMayGetWider) {
   std::vector<double> numbers(201, 7);
   numbers.back() = 12345;
   const std::string text = SaidOf(numbers, "cases survey\n");

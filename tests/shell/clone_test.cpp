@@ -151,7 +151,7 @@ TEST_F(Cloning, NotifiesRegistryObserversUnlessTheCloneIsQuiet) {
                        kReleased));
 }
 
-TEST_F(Cloning, DatasetKeepsItsFileNameButNotItsFileSource) {
+TEST_F(Cloning, ClonedDatasetKeepsItsFileNameButItsSourceIsNoDataFile) {
   const std::string show = "show survey\n";
   EXPECT_THAT(Writing("password survey secret mangled\n" + show),
               AllOf(HasSubstr("  file           " + Path("abc.tsv") + "\n"),

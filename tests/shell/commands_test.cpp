@@ -464,7 +464,7 @@ TEST_F(Commands, ClosedDatasetExistsWhileItsLockIsHeld) {
           "  main: case data reset: 2 rows\n");
 }
 
-TEST_F(Commands, ClosedDatasetDoesNotHideANewOneWithTheSameName) {
+TEST_F(Commands, NewDatasetIsFoundBeforeAClosedDatasetWithTheSameName) {
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nadd-empty S\nclose s\nlist\n"),
             IsOpen("s") +
                 "main acquires the write lock on s\n"
@@ -475,7 +475,7 @@ TEST_F(Commands, ClosedDatasetDoesNotHideANewOneWithTheSameName) {
                 "main releases the write lock on s\n");
 }
 
-TEST_F(Commands, ClosedDatasetIsFoundByItsHoldersByNameIgnoringCaseAndByIdentifier) {
+TEST_F(Commands, HoldersFindAClosedDatasetByNameIgnoringCaseAndByIdentifier) {
   EXPECT_EQ(AtPrompt(Open("s") + "write s\nclose s\nvariables S\nadd-empty s\n" +
                      "release s\nvariables 0:0\nrelease 00:0\nvariables 0:0\n"),
             IsOpen("s") +
@@ -489,7 +489,7 @@ TEST_F(Commands, ClosedDatasetIsFoundByItsHoldersByNameIgnoringCaseAndByIdentifi
                 "error: 0:0: no dataset has this identifier (error 2001)\n");
 }
 
-TEST_F(Commands, NameOfTwoClosedDatasetsFindsTheOneLockedLast) {
+TEST_F(Commands, NameOfTwoClosedDatasetsFindsTheDatasetLockedLast) {
   EXPECT_THAT(AtPrompt(Open("s") + "write s\nclose s\nadd-empty s\nwrite s\nclose s\n" +
                        "show s\nrelease s\nshow s\n"),
               AllOf(HasSubstr("s\n  identifier     0:1\n"),
@@ -506,7 +506,7 @@ TEST_F(Commands, ClosedDatasetCannotBeClosedAgain) {
                 "main releases the write lock on s\n");
 }
 
-TEST_F(Commands, VariablesReleasesItsReadLock) {
+TEST_F(Commands, ShowingVariablesReleasesTheTemporaryReadLock) {
   EXPECT_EQ(AtPrompt(Open("survey") + "variables survey\n@w write survey\nvariables survey\n" +
                      "@w variables survey\n@w release\n"),
             IsOpen("survey") +

@@ -40,7 +40,7 @@ TEST(Statistics, TreatAWeightAsTheNumberOfTimesThatAValueOccurs) {
   EXPECT_EQ(weighted.quartiles, repeated.quartiles);
 }
 
-TEST(Statistics, KeepTheDeviationOfLargeValuesThatDifferLittle) {
+TEST(Statistics, DeviationIsExactForLargeValuesThatDifferLittle) {
   EXPECT_DOUBLE_EQ(Of({{1e9 + 1, 1}, {1e9 + 2, 1}, {1e9 + 3, 1}}).deviation, 1);
 }
 
@@ -236,18 +236,18 @@ TEST_F(MeaningOfValues, MissingValuesAreReplaced) {
   EXPECT_EQ(After("missing survey a 7\nmissing survey a off\n")["missingValues"], Json::array());
 }
 
-TEST_F(MeaningOfValues, StringsAreValuesOfAStringVariable) {
+TEST_F(MeaningOfValues, ValuesOfAStringVariableAreStrings) {
   EXPECT_EQ(After("retype survey a string:2\nmissing survey a no 1\n")["missingValues"],
             Json::parse(R"(["no","1"])"));
 }
 
-TEST_F(MeaningOfValues, LevelIsSet) {
+TEST_F(MeaningOfValues, EachLevelCanBeSet) {
   for (const char* const level : {"unknown", "nominal", "ordinal", "interval", "ratio"}) {
     EXPECT_EQ(After(std::string("level survey a ") + level + "\n")["measurementLevel"], level);
   }
 }
 
-TEST_F(MeaningOfValues, FormatIsSet) {
+TEST_F(MeaningOfValues, EachKindOfFormatCanBeSet) {
   for (const char* const kind : {"plain", "date", "time", "datetime"}) {
     const Json format =
         After(std::string("format survey a ") + kind + " width 8 decimals 2\n")["format"];

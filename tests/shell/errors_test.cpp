@@ -54,7 +54,7 @@ TEST_F(Errors, AreReportedEvenIfWarningsAreOff) {
                          "  window: warning on survey: \"Odd\"\n"));
 }
 
-TEST_F(Errors, WithoutAClientReachNobody) {
+TEST_F(Errors, ReachNobodyWithoutAClient) {
   EXPECT_THAT(AtPrompt("add-empty nix\nwrite nix\nreport nix error Full\n"),
               HasSubstr("  not reported: nix has no client\n"));
   EXPECT_THAT(AtClient("@window client survey off\n@window report survey error Full\n"),

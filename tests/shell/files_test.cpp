@@ -39,7 +39,7 @@ TEST_F(DataFiles, AreOpenedInTheGivenEncoding) {
   EXPECT_FALSE(WentWell());
 }
 
-TEST_F(DataFiles, ReplaceADataSourceUsingTheGivenDelimiter) {
+TEST_F(DataFiles, ReplacingTheSourceUsesTheGivenDelimiter) {
   const std::string file = WriteFile("f.txt", "a|b\n7|8\n");
   EXPECT_THAT(Writing("source survey file " + file + " delimiter bar\ncases survey\n"),
               StartsWith("      a  b\n   1  7  8\n"));
@@ -95,7 +95,7 @@ TEST_F(DataFiles, AreWrittenWithTheDelimiterOfTheirNameOrTheGivenOne) {
   EXPECT_THAT(Content("other.csv"), StartsWith("a\tb\tc\n"));
 }
 
-TEST_F(DataFiles, BelongToTheDatasetAfterASave) {
+TEST_F(DataFiles, SavedUnderANewNameBecomeTheFileOfTheDataset) {
   const std::string text =
       Writing("save survey as " + Path("new.csv") + "\nshow survey\ntouched survey\n");
   EXPECT_THAT(text, HasSubstr("saved as       " + Path("new.csv") + "\n"));

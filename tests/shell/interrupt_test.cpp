@@ -90,7 +90,7 @@ TEST_F(Interrupt, EndsReadingCases) {
   EXPECT_THAT(text, EndsWith("> cases survey\ntest.sdm:2: interrupted\n"));
 }
 
-TEST_F(Interrupt, EndsADescription) {
+TEST_F(Interrupt, EndsDescribingVariables) {
   const std::string text = InterruptedInLastLine(Open("survey"), "describe survey");
   EXPECT_THAT(text, EndsWith("> describe survey\ntest.sdm:2: interrupted\n"));
 }

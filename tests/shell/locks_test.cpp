@@ -115,7 +115,7 @@ TEST_F(Locks, ReleaseWithoutANameReleasesAllLocksTheLastAcquiredFirst) {
                        "error: main holds no lock on nix\n"));
 }
 
-TEST_F(Locks, CallerThatWaitsForItselfIsADeadlockThatItsReleaseEnds) {
+TEST_F(Locks, CallerThatWaitsForItselfCausesADeadlockThatItsReleaseEnds) {
   EXPECT_THAT(AtPrompt(Open("survey") + "read survey\nwrite survey\nrelease\nrelease\n"),
               EndsWith("main waits for the write lock on survey, held by main (reading)\n"
                        "deadlock: main waits for the write lock on survey, held by main (reading); "
@@ -126,7 +126,7 @@ TEST_F(Locks, CallerThatWaitsForItselfIsADeadlockThatItsReleaseEnds) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(Locks, CallersThatWaitForEachOtherAreADeadlockThatOneReleaseEnds) {
+TEST_F(Locks, CallersThatWaitForEachOtherCauseADeadlockThatOneReleaseEnds) {
   EXPECT_THAT(AtPrompt(Open("survey") + "add-empty nix\n@x write survey\n@y write nix\n"
                                         "@x read nix\n@y read survey\n@y release\n@x release\n"
                                         "@y release\n"),
@@ -279,7 +279,7 @@ class CommandInANotification : public ServerDataManagerObserver, public SvrDMDat
   const std::vector<std::string> words_;
 };
 
-TEST_F(Locks, ShowTheRegistryLockIfAThreadOutsideTheShellHoldsIt) {
+TEST_F(Locks, RegistryLockIsShownIfAThreadOutsideTheShellHoldsIt) {
   std::ostringstream out;
   Output output(out, out);
   Shell shell(Registry(), output);
@@ -290,7 +290,7 @@ TEST_F(Locks, ShowTheRegistryLockIfAThreadOutsideTheShellHoldsIt) {
   EXPECT_THAT(out.str(), testing::MatchesRegex("the registry lock: held by thread [0-9]+\n"));
 }
 
-TEST_F(Locks, ShowTheNotificationMutexIfAThreadOutsideTheShellHoldsIt) {
+TEST_F(Locks, NotificationMutexIsShownIfAThreadOutsideTheShellHoldsIt) {
   for (const bool json : {false, true}) {
     std::ostringstream out;
     Output output(out, out, {.json = json});

@@ -107,7 +107,7 @@ TEST_F(Printed, JsonIsOneLineAndNullPrintsNothing) {
   EXPECT_EQ(err.str(), "");
 }
 
-TEST_F(Printed, EventsLostForLackOfMemoryAreRecorded) {
+TEST_F(Printed, TakeLossReportsOnceThatAnEventWasLostForLackOfMemory) {
   Output output(out, err);
   output.Say([]() -> std::string { throw std::bad_alloc(); }, []() -> Json { return nullptr; });
   EXPECT_TRUE(output.TakeLoss());

@@ -128,7 +128,7 @@ std::string CommandsOf(const std::string& example) {
   return commands;
 }
 
-TEST_F(Program, PrintsWhatTheManualShows) {
+TEST_F(Program, PrintsTheOutputThatTheManualShows) {
   const std::string open = "open examples/data/survey.tsv as survey\n";
   const std::string isOpen =
       "> " + open + "survey is open: 10 variables, 944 cases, from examples/data/survey.tsv\n";

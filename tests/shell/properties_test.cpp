@@ -31,7 +31,7 @@ std::vector<std::string> LinesWith(const std::string& text, const std::string& b
 
 class PropertyCommands : public ShellTest {
  protected:
-  // Opens survey, with the variables a, b and c, and runs its first notification pass.
+  // Commands that open survey, with the variables a, b and c, and run its first notification pass.
   std::string Opened() const { return Open("survey") + "write survey\nrelease\n"; }
 
   static std::string Write(const std::string& commands) {
@@ -163,7 +163,7 @@ TEST_F(PropertyCommands, WeightThatBecomesAStringStaysTheWeight) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(PropertyCommands, DeletingAVariableRemovesItsUses) {
+TEST_F(PropertyCommands, DeletingAVariableRemovesItFromWeightAndSplit) {
   EXPECT_THAT(Notified("delete survey c\n", "weight survey by c\nsplit survey together by a c\n"),
               ElementsAre("deleted variable \"c\"", "split: \"a\" (together)"));
 }
@@ -288,7 +288,7 @@ TEST_F(PropertyCommands, ShowDoesNotWaitForAWriter) {
   EXPECT_TRUE(WentWell());
 }
 
-TEST_F(PropertyCommands, VariablesShowTheirUses) {
+TEST_F(PropertyCommands, VariablesAreShownWithWeightFilterAndSplit) {
   EXPECT_THAT(Writing("label survey b \"The b\"\nweight survey by b\nfilter survey by b\n"
                       "split survey together by c b\nvariables survey\n"),
               StartsWith("   1  a  numeric  unknown\n"
@@ -348,7 +348,7 @@ TEST_F(PropertyCommands, MirrorShowsADifferentOrder) {
                                 EndsWith("  <- differs"))));
 }
 
-TEST_F(PropertyCommands, DigestsExcludeWhatMessagesDoNotCarry) {
+TEST_F(PropertyCommands, DigestsExcludePropertiesThatMessagesDoNotCarryCompletely) {
   const std::string text =
       AtPrompt(Opened() + Write("imputation survey 5\nsource survey blank 2\n") +
                Write("filespec survey /y.tsv\n") + "mirror survey\n");

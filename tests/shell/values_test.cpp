@@ -93,14 +93,14 @@ TEST_F(ChangingValues, ComputesWithNamesThatAreNotAscii) {
               HasSubstr("   2        4  5  6  40\n"));
 }
 
-TEST_F(ChangingValues, ComputesMissingFromMissingAndFromDeclaredMissing) {
+TEST_F(ChangingValues, ComputesMissingIfAnOperandIsMissingOrDeclaredMissing) {
   EXPECT_THAT(CasesAfter("set survey a 1 \"\"\ncompute survey d = a == a\n"),
               HasSubstr("   1  NaN  2  3  NaN\n"));
   EXPECT_THAT(CasesAfter("missing survey a 4\ncompute survey d = a\n"),
               HasSubstr("   2  4  5  6  NaN\n"));
 }
 
-TEST_F(ChangingValues, ComputesMissingInsteadOfAnInfinity) {
+TEST_F(ChangingValues, ComputesMissingIfTheResultIsInfinite) {
   EXPECT_THAT(CasesAfter("compute survey d = 3 / (a - 1)\n"), HasSubstr("   1  1  2  3  NaN\n"));
 }
 
@@ -142,7 +142,7 @@ TEST_F(ChangingValues, NumbersCasesAsTheFilteredSourceShowsThem) {
               EndsWith("   1  4  9  6\n"));
 }
 
-TEST_F(ChangingValues, ChangesNothingIfItIsRefused) {
+TEST_F(ChangingValues, RefusedCommandsChangeNothing) {
   for (const auto& [command, error] : std::vector<std::pair<std::string, std::string>>{
            {"set survey a 3 1", "there is no case 3: the dataset has 2 cases"},
            {"set survey x 1 1", "there is no variable \"x\""},

@@ -1,5 +1,5 @@
-// KnownLeaks: suppressions of the leak checker. Linked only into programs that decode an unknown
-// version.
+// KnownLeaks: suppressions of the leak checker. Linked only into programs that decode a
+// bootstrap specification of an unknown version.
 
 extern "C" {
 

@@ -25,7 +25,7 @@ class SilentObserver : public SvrDMDataSetObserver {
 };
 
 // Records the messages of each pass.
-// Threads: the thread that sends the notice.
+// Threads: the thread that runs the pass.
 class RecordingObserver : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {

@@ -36,7 +36,7 @@ class PlainComparison {
   Uses uses;
   // Makes the next update a bulk replacement.
   bool bulkVarMoves = false;
-  // Set when a variable changed its type; never cleared here.
+  // Set when a variable changes its type. The user of the class clears it.
   bool resetClientData = false;
   // Whether the last update reported anything, and whether it made the source dirty.
   bool anyChange = false;

@@ -26,7 +26,7 @@ class WatchedThread {
   // Waits for the end of the thread.
   ~WatchedThread();
 
-  // Returns true when the job sleeps in the kernel, false when it is done.
+  // Waits until the job sleeps in the kernel or is done. Returns whether it sleeps.
   bool Waits();
 
   bool IsDone() const { return done_; }

@@ -21,9 +21,9 @@ namespace sdmsh {
 class CallerLocks;
 struct Call;
 
-// What a command does after its arguments are taken. The parameter says which lock on the dataset
-// of the call the command needs. If the caller cannot have that lock, the shell refuses the
-// command. Runs on the caller's thread, except LockWork.
+// What a command does after its arguments are taken. The type of the parameter says which lock on
+// the dataset of the call the command needs. If the caller cannot have that lock, the shell refuses
+// the command. Runs on the caller's thread, except LockWork.
 using Work = std::function<void()>;
 using ReadWork = std::function<void(SvrDMInputDataSource&)>;  // any lock, see CallerLocks::Read
 using WriteWork = std::function<void(SvrDMWriteableDataSource&)>;  // the write lock

@@ -160,7 +160,7 @@ std::string FileText(const SvrDMDataset& handle) {
 // The parts of the state of a dataset that need its lock. The members after `lock` are set only if
 // the caller could read the dataset without waiting.
 struct Contents {
-  LockState lock;  // as it was before the dataset was read
+  LockState lock;  // before the dataset was read
   bool isRead = false;
   bool isClone = false;
   std::vector<Property> properties;  // set only if the output is in words

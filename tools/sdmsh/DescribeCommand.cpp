@@ -31,7 +31,7 @@ constexpr std::size_t kBins = 10;
 
 // The values of one variable in one group.
 struct Values {
-  std::vector<WeightedValue> numbers;  // those that are not missing; empty for a string variable
+  std::vector<WeightedValue> numbers;  // that are not missing; empty for a string variable
   double present = 0;                  // sum of the weights of the values that are not missing
   double missing = 0;                  // sum of the weights of the missing values
 };
@@ -45,7 +45,7 @@ bool IsMissingKey(const DataValue& value) {
   return text != nullptr && text->empty();
 }
 
-// What a command describes, found in the dictionary before the cases are read.
+// The variables that a command describes or uses, found before the cases are read.
 struct Task {
   std::vector<ORVX_Variable> variables;  // of the whole dictionary
   std::vector<std::size_t> described;    // positions

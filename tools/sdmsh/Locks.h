@@ -139,9 +139,9 @@ class CallerLocks {
   // released.
   void Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mode);
 
-  // Does not wait. If the lock is not free, prints that the attempt failed; after a failed attempt,
-  // no lock on the dataset is ever released. Refused if the caller already waits. Also refused if
-  // the attempt would fail while other callers wait for the lock, because they would then wait
+  // Does not wait. If the lock is not free, prints that the try failed; after a failed try, no lock
+  // on the dataset is ever released. Refused if the caller already waits. Also refused if the try
+  // would fail while other callers wait for the lock, because those callers would then wait
   // forever.
   void TryWrite(Caller& caller, const DatasetPtr& dataset);
 

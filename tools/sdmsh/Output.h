@@ -23,7 +23,7 @@
 
 namespace sdmsh {
 
-// Keeps members in the order of insertion, because people also read these lines.
+// Keeps members in the order of insertion, because people also read the output.
 using Json = nlohmann::ordered_json;
 
 struct Look {
@@ -184,7 +184,7 @@ std::string OnOneLine(std::string_view text);
 // The texts, separated by commas.
 std::string Joined(const std::vector<std::string>& texts);
 
-// The text, or "none" for an empty one.
+// The text, or "none" if it is empty.
 std::string OrNone(const std::string& text);
 
 }  // namespace sdmsh

@@ -120,7 +120,7 @@ constexpr std::size_t kShown = 200;
 
 std::string CommonStart(const std::vector<std::string>& words) {
   const std::string& first = words.front();
-  const std::string& last = words.back();  // the words are sorted: all begin like both of these
+  const std::string& last = words.back();  // sorted: all words share the common start of these two
   const auto end = std::mismatch(first.begin(), first.end(), last.begin(), last.end()).first;
   std::string start(first.begin(), end);
   // The result must not end within a UTF-8 character.

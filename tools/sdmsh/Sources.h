@@ -30,8 +30,8 @@ class BlankCases final : public ORVX_DataSource {
   // Copies the dictionary. `rowCount` must not be negative.
   BlankCases(const ORVX_DataSource& dictionary, long long rowCount);
 
-  // The caller owns the iterator, and the iterator borrows `area`. Its Next() throws CommandError
-  // after ctrl-C, see CommandError.h.
+  // The caller owns the iterator, and the iterator borrows `area`. Next() of the iterator throws
+  // CommandError after ctrl-C, see CommandError.h.
   ObsIterator* MakeIterator(OBS* area) const override;
   long long RowCount() const override { return rowCount_; }
 

@@ -1,4 +1,4 @@
-// Statistics: the statistics that describe the values of one numeric variable.
+// Statistics: statistics and a histogram of the values of one numeric variable.
 
 #ifndef SDMSH_STATISTICS_H_
 #define SDMSH_STATISTICS_H_

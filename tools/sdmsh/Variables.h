@@ -44,9 +44,9 @@ void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
 // declares missing.
 bool IsMissing(const ORVX_Variable& variable, const DataValue& value);
 
-// Converts a word to a value of the variable: the word itself for a string variable, otherwise a
-// decimal number, or a date or time if the format of the variable is of that kind. Refuses any
-// other word, and a string longer than the variable.
+// Converts a word to a value of the variable: the word itself for a string variable; otherwise a
+// decimal number, or a date or time if the format of the variable is for dates or times. Refuses
+// any other word, and a string longer than the variable.
 DataValue ValueFor(const ORVX_Variable& variable, const std::string& word);
 
 // The value as it is shown: a string as it is, a date or time by the format of the variable, any
