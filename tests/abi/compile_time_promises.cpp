@@ -118,8 +118,8 @@ static_assert(!std::is_convertible_v<LocallyUniqueID, SvrDMDataset>);
 static_assert(!std::is_convertible_v<std::string, SvrDMDataset>);
 static_assert(!std::is_convertible_v<const SvrDMItemPtr&, SvrDMDataset>);
 
-// A counted pointer is constructed only from a raw pointer, which may be null; the conversion is
-// implicit. A const pointer gives access to a const object.
+// A counted pointer has no default constructor, but is converted implicitly from a raw pointer,
+// which may be null. A const counted pointer gives access to a const object.
 static_assert(!std::is_default_constructible_v<SvrDMItemPtr>);
 static_assert(!std::is_default_constructible_v<RefCountPtr<SvrDMItem>>);
 static_assert(std::is_convertible_v<SvrDMItem*, SvrDMItemPtr>);

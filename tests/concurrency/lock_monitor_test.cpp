@@ -568,7 +568,8 @@ TEST_F(LockMonitorTest, DetectsARegistryObserverThatReadsTheDatasetThatItsThread
   ExpectWriterWaitsForItself(Mode::Read, [&] { AddDataset(registry_, "D"); });
 }
 
-// The first reader waits only for itself; the second reader waits for itself and for the first.
+// Each thread waits for both readers. The first thread to wait is in a deadlock with itself; the
+// second thread is in a deadlock with itself and with the first.
 TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   Reader readers[2];
   std::latch bothRead(2);
@@ -896,7 +897,7 @@ TEST_F(LockMonitorTest, ReportsALongWaitOnceWhenAReportIsMade) {
                                                 "writes as \"import\""));
 }
 
-// When the wait ends, the holder has released the lock, so that the report names no holder.
+// When the wait ends, the holder has released the lock, so the incident names no holder.
 TEST_F(LockMonitorTest, ReportsALongWaitWithoutAHolderWhenItEnds) {
   LimitWaits();
   Writer writer(std::in_place, firstItem_, false, nullptr);

@@ -281,8 +281,8 @@ TEST(RegistryThreads, NeitherNotifyCreateWithoutANoticeNorRegisterFilterTakesThe
   EXPECT_THAT(threads, SizeIs(calls.size() + 1));
 }
 
-// An observer blocks the notice of another dataset until the first thread waits for the registry
-// lock, and the second thread waits or has returned.
+// An observer blocks the creation notice of another dataset until a thread that releases a writer
+// waits for the registry lock, and a thread that calls NotifyCreate waits or has returned.
 TEST(RegistryThreads, AConcurrentPassAndNotifyCreateSendOneCreationNotice) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);

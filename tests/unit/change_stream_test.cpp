@@ -69,7 +69,8 @@ class ChangeStream : public testing::Test {
     ASSERT_EQ(Deliver(), Outcome::Applied) << reader.SnapshotReason();
   }
 
-  // Checks that the client equals the server and does not want a snapshot.
+  // Checks that the client has the server's dictionary, digest and case sequence, and does not want
+  // a snapshot.
   void ExpectInStep() {
     const SvrDMInputDataSource handle(registry, id, /*tryOnly=*/false);
     EXPECT_FALSE(reader.WantsSnapshot()) << reader.SnapshotReason();

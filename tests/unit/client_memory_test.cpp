@@ -118,8 +118,8 @@ TEST(ClientMemory, AMirrorIsUnchangedIfItThrows) {
 
 using Outcome = ChangeStreamReader::Outcome;
 
-// Makes an operation that applies the bytes of a frame to a new reader. The dictionary of the
-// reader must then have this digest.
+// Makes an operation that applies `bytes` to a new reader. The result must be `outcome`, and the
+// dictionary of the reader must then have `digest`.
 Operation Reading(const std::string& name, const std::string& bytes, Outcome outcome,
                   const DictionaryDigest& digest) {
   return EndsWithoutMemory(Changes(

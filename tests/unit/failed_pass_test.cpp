@@ -309,8 +309,9 @@ TEST(FailedPass, IsCompletedByTheNextPass) {
   }
 }
 
-// If a failed pass left a message in the queue without the matching change of the snapshot, the
-// next pass would not correct it.
+// Revert makes the source equal to the old snapshot. If the failed pass left a message in the queue
+// without the matching change of the snapshot, the next pass would find no difference and not
+// correct the client.
 TEST(FailedPass, IsCorrectedByTheNextPassIfTheChangeWasReverted) {
   for (const Case& write : AllCases()) {
     ForEachFailure(write, [&](ChangedDataset& dataset) {

@@ -102,7 +102,8 @@ TEST(FullMemoryInAMonitor, KeepsTheOldPropertyAndReportsTheChangeNextTime) {
   });
 }
 
-// A dataset and its snapshot, initially equal. Then every property of the source is changed.
+// A dataset with a snapshot, and a source that has changed in most properties since the last update
+// of the snapshot.
 class ChangedDataset {
  public:
   ChangedDataset() {

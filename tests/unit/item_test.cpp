@@ -55,7 +55,7 @@ using testing::ElementsAre;
 
 namespace {
 
-// The function that replaces localtime_r, if a test sets one.
+// If set, determines the result of localtime_r.
 std::function<std::tm*(const std::time_t*)> localtimeAnswer;
 
 int fstatCalls = 0;

@@ -112,8 +112,8 @@ class Wrapper : public ORVX_DataSourceFilterHook {
   int& living_;
 };
 
-// A registry with an observer and three datasets: one is complete, the second has no data source,
-// and the creation notice of the third is pending.
+// A registry with an observer and three datasets: the first has a data source and a file name, the
+// second has no data source, and the creation notice of the third is pending.
 struct World {
   World() {
     registry.Register(watcher);

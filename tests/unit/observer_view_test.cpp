@@ -515,7 +515,7 @@ TEST_F(View, AnObserverViewReplacesInBulkOnceIfRequested) {
 
 // --- The view of an item ---
 
-// Makes a notification pass, also of an item without a registry. Returns the messages.
+// Makes a notification pass of an item, which needs no registry. Returns the messages.
 std::vector<Said> PassOf(SvrDMItem& item) {
   struct Observer : SvrDMDataSetObserver {
     explicit Observer(SvrDMItem& observed) : item(observed) { item.Register(*this); }

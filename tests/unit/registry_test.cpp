@@ -850,7 +850,7 @@ TEST_F(RegistryTest, ClearingContinuesIfAnObserverDeletesOtherDatasets) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Exceptions
+// Clearing, destruction and exceptions
 
 // Checks that another thread can acquire the registry lock; deadlocks if it cannot.
 bool IsOpenToOtherThreads(const ServerDataManager& registry) {
