@@ -58,7 +58,7 @@ CaseColumn Converted(const CaseColumn* column, int type, std::size_t rows) {
   if (column == nullptr) converted.Insert(0, rows);
   for (std::size_t row = converted.Size(); row < rows; ++row) {
     if (texts != nullptr) {
-      converted.Add(CutUtf8((*texts)[row], static_cast<std::size_t>(type)));
+      converted.Add(WithoutPadding(CutUtf8((*texts)[row], static_cast<std::size_t>(type))));
     } else {
       converted.Add(NumberAsText((*numbers)[row], type));
     }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <functional>
+#include <list>
 #include <string_view>
 #include <unordered_set>
 
@@ -77,8 +78,16 @@ std::optional<std::size_t> FirstRepeatedRow(const KeyColumns& key) {
   return std::nullopt;
 }
 
-std::optional<std::size_t> FirstRowWithoutReference(const KeyColumns& key,
-                                                    const KeyColumns& referenced) {
+std::optional<std::size_t> FirstRowWithoutReference(KeyColumns key, KeyColumns referenced) {
+  std::list<CaseColumn> texts;
+  for (std::size_t i = 0; i < key.size(); ++i) {
+    if (key[i]->index() == referenced[i]->index()) continue;
+    const bool hasNumbers = std::holds_alternative<NumberColumn>(*key[i]);
+    const CaseColumn*& numbers = hasNumbers ? key[i] : referenced[i];
+    constexpr int kWidth = 32;  // longer than the text of any number
+    texts.push_back(Converted(numbers, kWidth, std::get<NumberColumn>(*numbers).size()));
+    numbers = &texts.back();
+  }
   Keys keys;
   for (std::size_t row = 0; row < RowCount(referenced); ++row) {
     const RowKey found{&referenced, row};

@@ -19,10 +19,10 @@ using KeyColumns = std::vector<const CaseColumn*>;
 // each row.
 std::optional<std::size_t> FirstRepeatedRow(const KeyColumns& key);
 
-// The first row of `key` with a key that no row of `referenced` has. Column i of `key` and column i
-// of `referenced` must both have numbers, or both texts.
-std::optional<std::size_t> FirstRowWithoutReference(const KeyColumns& key,
-                                                    const KeyColumns& referenced);
+// The first row of `key` with a key that no row of `referenced` has. Both have the same number of
+// columns. If one column has numbers and the other texts, compares the shortest texts of the
+// numbers.
+std::optional<std::size_t> FirstRowWithoutReference(KeyColumns key, KeyColumns referenced);
 
 }  // namespace sdm_internal
 

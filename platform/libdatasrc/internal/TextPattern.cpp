@@ -48,7 +48,10 @@ class PatternParser {
  public:
   explicit PatternParser(std::string_view pattern) : rest_(pattern) {
     if (rest_.starts_with('^')) rest_.remove_prefix(1);
-    if (rest_.ends_with('$') && !rest_.ends_with("\\$")) rest_.remove_suffix(1);
+    if (!rest_.ends_with('$')) return;
+    const std::string_view before = rest_.substr(0, rest_.size() - 1);
+    const std::size_t backslashes = before.size() - (before.find_last_not_of('\\') + 1);
+    if (backslashes % 2 == 0) rest_ = before;  // otherwise the last backslash escapes the $
   }
 
   Node Parse() {

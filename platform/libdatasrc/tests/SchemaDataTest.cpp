@@ -252,6 +252,17 @@ TEST_F(SchemaData, AReferenceToTheSameTableIsChecked) {
             "foreignKeys");
 }
 
+TEST_F(SchemaData, AReferenceBetweenNumbersAndTextsComparesTheTexts) {
+  const std::string schema = R"({"fields": [{"name": "id"}, {"name": "boss"}],
+      "foreignKeys": [{"fields": "boss", "reference": {"resource": "", "fields": "id"}}]})";
+  const std::string problem = "refers to no row, against the rule of the schema: foreignKeys";
+  EXPECT_EQ(ErrorIn("id,boss\n1,\n2,1\nx,2\n", schema), "opened");
+  EXPECT_EQ(ErrorIn("id,boss\n1,\n2,1\nx,3\n", schema),
+            "data.csv:4:3: '3' in column 'boss' " + problem);
+  EXPECT_EQ(ErrorIn("id,boss\n1,\n2,1\n3,x\n", schema),
+            "data.csv:4:3: 'x' in column 'boss' " + problem);
+}
+
 TEST_F(SchemaData, FieldsMustMatchTheColumnsAsFieldsMatchRequires) {
   const auto error = [&](const std::string& match, const std::string& header) {
     return ErrorIn(header + "\n", R"({"fields": [{"name": "a"}, {"name": "b"}], "fieldsMatch": ")" +

@@ -87,6 +87,9 @@ TEST(TextPattern, ClassesMatchTheDocumentedCharacters) {
 TEST(TextPattern, AnEscapeMatchesItsCharacter) {
   ExpectMatches("\\.\\*\\(\\)\\$\\^", {".*()$^"}, {"a"});
   ExpectMatches("a\\$", {"a$"}, {"a"});
+  ExpectMatches("^\\\\$", {"\\"}, {"\\$", ""});
+  ExpectMatches("\\\\\\$", {"\\$"}, {"\\"});
+  ExpectMatches("$", {""}, {"$"});
   ExpectMatches("\\t\\n\\r", {"\t\n\r"}, {"tnr"});
 }
 
