@@ -28,18 +28,21 @@ using namespace sdm_internal;
 
 namespace {
 
+constexpr std::string_view kDelimiters = ",\t;|";
+
 constexpr std::uint8_t kQuoted = 1;    // a field with the byte must be in quotes
 constexpr std::uint8_t kNotAscii = 2;  // part of a character of several bytes
 constexpr std::uint8_t kZero = 4;
+constexpr std::uint8_t kBlank = 8;
 
-// Fields with any usual delimiter are in quotes, so that the delimiter of the file is found.
+// Fields with any of the delimiters are in quotes, so that the delimiter of the file is found.
 constexpr std::array<std::uint8_t, 256> kBytes = [] {
   std::array<std::uint8_t, 256> kinds{};
   for (std::size_t byte = 0x80; byte < kinds.size(); ++byte) kinds[byte] = kNotAscii;
-  for (const char byte : {'"', '\r', '\n', ',', '\t', ';', '|'}) {
-    kinds[static_cast<unsigned char>(byte)] = kQuoted;
-  }
+  for (const char byte : {'"', '\r', '\n'}) kinds[static_cast<unsigned char>(byte)] = kQuoted;
+  for (const char byte : kDelimiters) kinds[static_cast<unsigned char>(byte)] = kQuoted;
   kinds[0] = kZero;
+  kinds[' '] = kBlank;
   return kinds;
 }();
 
@@ -64,14 +67,15 @@ class RecordText {
     }
   }
 
-  // Returns false for a text that cannot be read back.
-  bool AddText(std::string_view text) {
+  // Returns false for a text that cannot be read back. `quoted`: the kinds of bytes that must be in
+  // quotes.
+  bool AddText(std::string_view text, std::uint8_t quoted = kQuoted) {
     Separate();
     std::uint8_t kinds = 0;
     for (const char c : text) kinds |= kBytes[static_cast<unsigned char>(c)];
     if ((kinds & kZero) != 0 || ((kinds & kNotAscii) != 0 && !IsUtf8(text))) return false;
     // A byte-order mark at the start of a file does not belong to the first field.
-    if ((kinds & kQuoted) != 0 || text.starts_with(kByteOrderMark)) {
+    if ((kinds & quoted) != 0 || text.starts_with(kByteOrderMark)) {
       AddQuoted(text);
     } else {
       text_ += text;
@@ -133,9 +137,11 @@ class Saver {
   }
 
   void WriteHeader(NewFile& file) {
+    // A space is taken as the delimiter if the header has no other.
+    const std::uint8_t quoted = source_.ColumnCount() == 1 ? kQuoted | kBlank : kQuoted;
     record_.Start();
     for (int i = 0; i < source_.ColumnCount(); ++i) {
-      if (!record_.AddText(source_.GetVariable(i).GetName())) {
+      if (!record_.AddText(source_.GetVariable(i).GetName(), quoted)) {
         Refuse(path_, "the name of variable " + std::to_string(i + 1) +
                           " is not UTF-8 or has a zero byte");
       }
@@ -202,7 +208,9 @@ class Saver {
 
 char DelimiterFor(const std::string& path, char wanted) {
   if (wanted == 0) return path.ends_with(".tsv") || path.ends_with(".tab") ? '\t' : ',';
-  if (wanted != ',' && wanted != '\t') Refuse(path, "the delimiter is neither a comma nor a tab");
+  if (kDelimiters.find(wanted) == kDelimiters.npos) {
+    Refuse(path, "the delimiter is not a comma, tab, semicolon or bar");
+  }
   return wanted;
 }
 

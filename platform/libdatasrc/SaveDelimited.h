@@ -15,8 +15,8 @@ class ORVX_DataSource;
 
 // Threads: a plain value; any thread may use its own copy.
 struct SaveOptions {
-  // A comma or a tab. 0 chooses by the path: a tab if it ends in .tsv or .tab, otherwise a comma.
-  // Any other character throws std::invalid_argument.
+  // A comma, tab, semicolon or bar. 0 chooses by the path: a tab if it ends in .tsv or .tab,
+  // otherwise a comma. Any other character throws std::invalid_argument.
   char delimiter = 0;
 };
 

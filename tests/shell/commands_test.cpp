@@ -44,7 +44,7 @@ TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
       {"save",
        {{"", "DATASET"},
         {"survey as", "FILE"},
-        {"survey delimiter bar", "\"comma\" or \"tab\""},
+        {"survey delimiter space", "\"comma\", \"tab\", \"semicolon\" or \"bar\""},
         {"survey now", "the end of the line"}}},
       {"import", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"add-empty", {{"", "NAME"}, {"n loud", "the end of the line"}}},

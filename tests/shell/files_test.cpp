@@ -90,9 +90,60 @@ TEST_F(DataFiles, AreReplacedByASave) {
 
 TEST_F(DataFiles, AreWrittenWithTheDelimiterOfTheirNameOrTheGivenOne) {
   Writing("save survey as " + Path("new.csv") + "\nsave survey as " + Path("other.csv") +
-          " delimiter tab\n");
+          " delimiter tab\nsave survey as " + Path("bars.txt") + " delimiter bar\n");
   EXPECT_THAT(Content("new.csv"), StartsWith("a,b,c\n"));
+  EXPECT_THAT(Content("bars.txt"), StartsWith("a|b|c\n"));
   EXPECT_THAT(Content("other.csv"), StartsWith("a\tb\tc\n"));
+}
+
+// Opens a file with the text as survey, runs the commands as its writer, and returns the first line
+// that the file then has.
+class Delimiter : public DataFiles {
+ protected:
+  std::string HeaderAfter(const std::string& name, const std::string& text,
+                          const std::string& commands) {
+    const std::string file = WriteFile(name, text);
+    EXPECT_THAT(AtPrompt("open " + file + " as survey\nwrite survey\n" + commands),
+                testing::Not(HasSubstr("error")));
+    const std::string content = Content(name);
+    return content.substr(0, content.find('\n'));
+  }
+};
+
+TEST_F(Delimiter, OfAFileIsKeptByASave) {
+  EXPECT_EQ(HeaderAfter("f.csv", "a;b\n1,5;2\n", "save survey\n"), "a;b");
+  EXPECT_EQ(Content("f.csv"), "a;b\n1.5;2\n");
+  EXPECT_EQ(HeaderAfter("g.txt", "a|b\n1|2\n", "source survey filtered by a\nsave survey\n"),
+            "a|b");
+  EXPECT_EQ(HeaderAfter("h.csv", "a;b\n1;2\n", "clone survey as copy\nsave survey\n"), "a;b");
+  EXPECT_EQ(HeaderAfter("i.csv", "a\tb\n1\t2\n", "save survey\nsave survey\n"), "a\tb");
+}
+
+TEST_F(Delimiter, OfAFileIsItsLatest) {
+  const std::string text = "a;b\n1;2\n";
+  EXPECT_EQ(HeaderAfter("f.csv", text, "save survey delimiter bar\nsave survey\n"), "a|b");
+  EXPECT_EQ(HeaderAfter("f.csv", text, "save survey as " + Path("f.csv") + "\nsave survey\n"),
+            "a,b");
+  EXPECT_EQ(HeaderAfter("f.csv", text,
+                        "save survey as " + Path("new.csv") + "\nsave survey\nsave survey as " +
+                            Path("f.csv") + " delimiter tab\nsave survey\n"),
+            "a\tb");
+  EXPECT_THAT(Content("new.csv"), StartsWith("a,b\n"));
+}
+
+TEST_F(Delimiter, OfAFileThatReplacesTheSourceIsKept) {
+  WriteFile("new.csv", "a|b\n1|2\n");
+  HeaderAfter("f.csv", "a;b\n1;2\n",
+              "source survey file " + Path("new.csv") + "\nrelease\nwrite survey\nsave survey\n");
+  EXPECT_THAT(Content("new.csv"), StartsWith("a|b\n"));
+}
+
+TEST_F(Delimiter, FollowsTheNameInOtherCases) {
+  EXPECT_EQ(HeaderAfter("f.tsv", "a;b\n1;2\n", "save survey\n"), "a\tb");
+  EXPECT_EQ(HeaderAfter("e.tab", "a;b\n1;2\n", "save survey\n"), "a\tb");
+  EXPECT_EQ(HeaderAfter("g.csv", "a b\n1 2\n", "save survey\n"), "a,b");
+  HeaderAfter("h.csv", "a;b\n1;2\n", "file survey " + Path("new.csv") + "\nsave survey\n");
+  EXPECT_THAT(Content("new.csv"), StartsWith("a,b\n"));
 }
 
 TEST_F(DataFiles, SavedUnderANewNameBecomeTheFileOfTheDataset) {

@@ -147,7 +147,11 @@ Action ReplaceSource(Call& call) {
   return [=, &call](SvrDMWriteableDataSource& writer) {
     ORVX_DataSource* const present = *writer;
     std::unique_ptr<ORVX_DataSource> source;
-    if (kind == kFile) source = OpenDataFile(call.shell.Out(), file, options);
+    if (kind == kFile) {
+      auto data = OpenDataFile(call.shell.Out(), file, options);
+      call.dataset->SetDelimiter(file, data->Report().delimiter);
+      source = std::move(data);
+    }
     if (kind == kBlank) {
       if (present == nullptr)
         throw CommandError(call.dataset->Name() + " has no dictionary to keep");

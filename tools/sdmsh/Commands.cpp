@@ -22,8 +22,8 @@ const std::vector<Command>& CommandTable() {
        "dataset."},
       {"import", "DATASET", "shows what was found when its data file was opened", ShowImport,
        "For each variable its type, the value that decided it, and the words for missing values."},
-      {"save", "DATASET [as FILE] [delimiter comma|tab]", "saves a dataset as a data file",
-       SaveFile,
+      {"save", "DATASET [as FILE] [delimiter comma|tab|semicolon|bar]",
+       "saves a dataset as a data file", SaveFile,
        "Needs the write lock. Replaces the file of the dataset and the dictionary beside it, "
        "NAME.schema.json. `as`: the dataset then belongs to FILE."},
       {"add-empty", "NAME [quiet]", "adds a dataset without a data source", AddEmpty,

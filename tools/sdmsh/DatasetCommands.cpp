@@ -10,6 +10,7 @@
 
 #include <client/DictionaryDigest.h>
 #include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
@@ -40,10 +41,10 @@ NewDataset TakeNewDataset(Call& call) {
   return dataset;
 }
 
-// Opens a dataset over the source, which may be null. If the call has a dataset, the new dataset is
-// a clone of that dataset.
-void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
-          const std::string& file) {
+// Opens and returns a dataset over the source, which may be null. If the call has a dataset, the
+// new dataset is a clone of that dataset.
+DatasetPtr Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
+                const std::string& file) {
   const bool isEmpty = source == nullptr;
   const std::string cloneOf = call.dataset == nullptr ? "" : call.dataset->Name();
   const DatasetPtr dataset = call.shell.Open(std::move(source), file, wanted.name, wanted.quiet);
@@ -69,6 +70,7 @@ void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataS
     if (!cloneOf.empty()) json["cloneOf"] = cloneOf;
     return json;
   });
+  return dataset;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -360,7 +362,9 @@ Action OpenFile(Call& call) {
   const NewDataset wanted = TakeNewDataset(call);
   return [=, &call] {
     call.shell.RefuseName(wanted.name, nullptr);
-    Open(call, wanted, OpenDataFile(call.shell.Out(), file, options), file);
+    auto source = OpenDataFile(call.shell.Out(), file, options);
+    const char delimiter = source->Report().delimiter;
+    Open(call, wanted, std::move(source), file)->SetDelimiter(file, delimiter);
   };
 }
 

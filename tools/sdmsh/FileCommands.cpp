@@ -110,6 +110,14 @@ void RefuseTouched(const Call& call, const std::string& file) {
                      " replaces it all the same");
 }
 
+// The delimiter with which a file is replaced: its present delimiter, unless that is a space, which
+// cannot be saved. 0 to choose by the name of the file.
+char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
+  if (file.ends_with(".tsv") || file.ends_with(".tab")) return 0;
+  const char delimiter = dataset.DelimiterOf(file);
+  return delimiter == ' ' ? '\0' : delimiter;
+}
+
 }  // namespace
 
 Action ShowImport(Call& call) {
@@ -131,8 +139,9 @@ Action ShowImport(Call& call) {
 
 Action SaveFile(Call& call) {
   const std::string newFile = call.Accept("as") ? call.TakeFile() : "";
-  SaveOptions options;
-  if (call.Accept("delimiter")) options.delimiter = ",\t"[call.TakeOneOf({"comma", "tab"})];
+  const char wanted = call.Accept("delimiter")
+                          ? ",\t;|"[call.TakeOneOf({"comma", "tab", "semicolon", "bar"})]
+                          : '\0';
   return [=, &call](SvrDMWriteableDataSource& writer) {
     const std::string name = call.dataset->Name();
     const std::string file = newFile.empty() ? writer.GetFileName() : newFile;
@@ -142,10 +151,13 @@ Action SaveFile(Call& call) {
                          " gives it one");
     }
     if (newFile.empty()) RefuseTouched(call, file);
+    SaveOptions options = {wanted};
+    if (wanted == 0 && newFile.empty()) options.delimiter = KeptDelimiter(*call.dataset, file);
     {
       ProgressBar bar(call.shell.Out());
       SaveDataset(writer, file, options, std::ref(bar));
     }
+    call.dataset->SetDelimiter(file, options.delimiter);
     const long long cases = writer->RowCount();
     call.Say("saved", name + " is saved in " + file, [&]() -> Json {
       return {{"file", file}, {"cases", RowCountInJson(cases)}};

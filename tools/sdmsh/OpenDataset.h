@@ -112,6 +112,14 @@ class OpenDataset {
   const std::vector<std::string>& Observers() const { return observers_; }
   bool IsObservedBy(const std::string& caller) const;
 
+  // Stores the delimiter with which the shell opened or saved a file for the dataset; 0 if the name
+  // of the file determines it.
+  void SetDelimiter(const std::string& file, char delimiter) { delimiter_ = {file, delimiter}; }
+  // Returns the stored delimiter; 0 if another file was opened or saved since.
+  char DelimiterOf(const std::string& file) const {
+    return file == delimiter_.first ? delimiter_.second : '\0';
+  }
+
   // Makes the caller the client that receives error reports, in place of the previous client. An
   // empty name removes the client.
   // Threads: the thread of the caller that holds the write lock.
@@ -134,6 +142,7 @@ class OpenDataset {
   std::vector<std::string> observers_;
   std::unique_ptr<ClientChannel> client_;  // null if there is no client
   int reportCount_ = 0;
+  std::pair<std::string, char> delimiter_;  // of a file
 };
 
 using DatasetPtr = std::shared_ptr<OpenDataset>;

@@ -70,8 +70,8 @@ ImportOptions TakeImportOptions(Arguments& arguments) {
   }
 }
 
-std::unique_ptr<ORVX_DataSource> OpenDataFile(Output& output, const std::string& file,
-                                              const ImportOptions& options) {
+std::unique_ptr<SystemFileDataSource> OpenDataFile(Output& output, const std::string& file,
+                                                   const ImportOptions& options) {
   ProgressBar bar(output);
   return SystemFileDataSource::Open(file, options, std::ref(bar));
 }

@@ -16,6 +16,7 @@
 
 class SvrDMCloneDataSource;
 class SvrDMWriteableDataSource;
+class SystemFileDataSource;
 
 namespace sdmsh {
 
@@ -44,8 +45,8 @@ ImportOptions TakeImportOptions(Arguments& arguments);
 
 // Opens a data file, with a progress bar. Throws what SystemFileDataSource::Open throws, and
 // CommandError after ctrl-C.
-std::unique_ptr<ORVX_DataSource> OpenDataFile(Output& output, const std::string& file,
-                                              const ImportOptions& options);
+std::unique_ptr<SystemFileDataSource> OpenDataFile(Output& output, const std::string& file,
+                                                   const ImportOptions& options);
 
 // Returns a source with `source` as its parent, the same dictionary and the same dirty flag. With a
 // `selector`, the identifier of a numeric variable, the returned source has only the cases that

@@ -178,9 +178,37 @@ TEST(SaveDelimited, TakesTheDelimiterFromTheSuffixUnlessItIsGiven) {
   EXPECT_EQ(firstLine("a.tab", 0), tabs);
   EXPECT_EQ(firstLine("a.tsv", ','), commas);
   EXPECT_EQ(firstLine("a.csv", '\t'), tabs);
-  EXPECT_THROW(firstLine("a.csv", ';'), std::invalid_argument);
+  EXPECT_EQ(firstLine("a.tsv", ';'), "code;weight in kg;answer");
+  EXPECT_EQ(firstLine("a.csv", '|'), "code|weight in kg|answer");
+  EXPECT_THROW(firstLine("a.csv", ' '), std::invalid_argument);
+  EXPECT_THROW(firstLine("a.csv", ':'), std::invalid_argument);
   EXPECT_THROW(firstLine("a.csv.gz", 0), std::invalid_argument);
   EXPECT_THROW(firstLine("a.csv.zst", 0), std::invalid_argument);
+}
+
+TEST(SaveDelimited, EveryDelimiterIsFoundAgain) {
+  MemoryDataSource source;
+  source.InsertVariable(0, Variable("a;b|c\td,e f", 20), {";;;;", "||||", "\t\t", "1,5", "x y"});
+  source.InsertVariable(1, Variable(",,,,"), {0.5, 1.5, 2, kMissingNumber, -kInfinity});
+  for (const char delimiter : {',', '\t', ';', '|'}) {
+    const Folder folder;
+    SaveDelimited(source, folder.Path("a.txt"), {delimiter});
+    const auto again = SystemFileDataSource::Open(folder.Path("a.txt"));
+    EXPECT_EQ(again->Report().delimiter, delimiter);
+    EXPECT_EQ(TextOf(*again), TextOf(source)) << delimiter;
+  }
+}
+
+TEST(SaveDelimited, ASingleColumnWithDelimitersIsOneColumnAgain) {
+  for (const std::string name : {"a b", "a,b", "a\tb", "a;b", "a|b", " "}) {
+    MemoryDataSource source;
+    source.InsertVariable(0, Variable(name, 9), {"c 1", "d 2"});
+    for (const char delimiter : {',', '\t', ';', '|'}) {
+      const Folder folder;
+      SaveDelimited(source, folder.Path("a.txt"), {delimiter});
+      EXPECT_EQ(TextOf(*SystemFileDataSource::Open(folder.Path("a.txt"))), TextOf(source));
+    }
+  }
 }
 
 TEST(SaveDelimited, WritesTheCasesOfAnySource) {
@@ -566,7 +594,7 @@ RC_GTEST_PROP(SaveDelimited, GivesAnySourceAgainWhenOpened, ()) {
   const Folder folder;
   const auto source = AnySource();
   const std::string path = folder.Path(*rc::gen::element<std::string>("a.csv", "a.tsv"));
-  SaveDelimited(*source, path);
+  SaveDelimited(*source, path, {*rc::gen::element('\0', ',', '\t', ';', '|')});
   const auto again = SystemFileDataSource::Open(path);
   RC_ASSERT(TextOf(*again) == TextOf(*source));
 }
