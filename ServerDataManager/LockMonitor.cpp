@@ -515,6 +515,13 @@ void ClearHandle(LockReport::Kind kind, const void* address, const void* handle)
   ChangeHold(kind, address, handle, [](ThreadLocks&, Record& hold) { hold.handle = nullptr; });
 }
 
+void RemoveLock(const void* address) noexcept {
+  const Pause pause;
+  for (const auto& table : TheMonitor().threads) {
+    std::erase_if(table->holds, [&](const Record& hold) { return hold.lock.address == address; });
+  }
+}
+
 WaitRecord::WaitRecord(const LockRequest& lock, LockHolder who) noexcept
     : waiting_(BeginWait(lock, who)) {}
 

@@ -60,6 +60,10 @@ void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) 
 // handle is destroyed while the lock stays held.
 void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
+// Removes all records of the locks of an item. Call RemoveLock before the item is destroyed if its
+// lock stays held: a later item at the same address must not appear locked.
+void RemoveLock(const void* address) noexcept;
+
 // A wait of the calling thread, recorded until Acquired is called or this object is destroyed.
 class WaitRecord {
  public:

@@ -32,8 +32,8 @@ void RefuseFileOfAnother(const SvrDMWriteableDataSource& writer, const std::stri
   const ServerDataManager* const registry = writer.GetServerDataManager();
   if (registry == nullptr) return;
   for (const SvrDMDataset& dataset : registry->GetAllDatasets()) {
-    if (dataset.GetDataSetID() == writer.GetDataSetID()) continue;
     const std::string file = dataset.GetFileName();
+    if (file.empty() || dataset.GetDataSetID() == writer.GetDataSetID()) continue;
     if (_ORVXMBstricmp_A(file.c_str(), path.c_str()) == 0 || AreSpellingsOfOneFile(file, path)) {
       throw DataFileError(path, "cannot be saved: it is the file of another dataset");
     }

@@ -129,7 +129,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // Returns true if a creation notice is due, and marks it as sent: only one of several threads
   // gets true. Needs no lock.
   static bool ClaimAnnouncement(SvrDMItem& item);
-  static void Announce(const SvrDMItem& item, const Notice& notice);
+  static void Announce(const SvrDMItem& item, const std::string& fileName, const Notice& notice);
 };
 
 // The registry's data, followed by the index of its items. The index is not in Data, because the

@@ -73,13 +73,15 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
   ds = nullptr;  // the item now owns the source
   if (hasPassword) item->Password(password, passwordFlag);
-  const Notice notice(*this);  // allocates, so it must precede the registration
+  // Both allocate, so they must precede the registration. After it, other threads may set the name.
+  const Notice notice(*this);
+  const std::string fileName = item->FileName();
   auto entry = std::make_unique<IndexEntry>();
   {
     const LeafLock held;
     Index().Append(*item, std::move(entry));
   }
-  if (ClaimAnnouncement(*item)) Announce(*item, notice);
+  if (ClaimAnnouncement(*item)) Announce(*item, fileName, notice);
 }
 
 LocallyUniqueID ServerDataManager::Data::AddNew(ORVX_DataSource*& ds, const std::string& name,
@@ -193,14 +195,16 @@ void ServerDataManager::Data::NotifyCreate(SvrDMItem& item) {
   if (!ClaimAnnouncement(item)) return;
   const Lock held(*this);
   std::optional<Notice> notice;
+  std::string fileName;
   try {
     notice.emplace(*this);
+    fileName = CopyOfName(item.FileName());
   } catch (...) {
     // No observer was notified; the next pass will notify the observers.
     item.ClearNotifiedCreation();
     throw;
   }
-  Announce(item, *notice);
+  Announce(item, fileName, *notice);
 }
 
 bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
@@ -213,9 +217,9 @@ bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
   return item.SetNotifiedCreation();
 }
 
-void ServerDataManager::Data::Announce(const SvrDMItem& item, const Notice& notice) {
+void ServerDataManager::Data::Announce(const SvrDMItem& item, const std::string& fileName,
+                                       const Notice& notice) {
   const LocallyUniqueID id = item.ID();
-  const std::string& fileName = item.FileName();
   notice.Send([&](ServerDataManagerObserver& observer) { observer.DataSetCreated(id, fileName); });
 }
 

@@ -113,6 +113,7 @@ SvrDMItem::~SvrDMItem() {
   ClearNotifications();
   DeleteDataSource();
   SetBootstrapSpecs(nullptr);
+  if (LoadField(writeLockFailed_) && LocksAreMonitored()) RemoveLock(this);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -6,6 +6,8 @@
 #include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
+#include <ServerDataManager/SvrDMInputDataSource.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <tests/concurrency/MeetingPoint.h>
 #include <tests/support/Datasets.h>
 #include <tests/support/FullMemory.h>
@@ -149,6 +151,19 @@ struct CountingObserver : SvrDMDataSetObserver {
 };
 
 // Runs on a new thread, which has no table of records yet.
+// A writer whose try fails leaves the lock held forever.
+TEST_F(LockRecords, ALockThatStaysHeldIsForgottenWithItsItem) {
+  const LocallyUniqueID id = AddDataset(registry_, "A B");
+  {
+    SvrDMItemPtr item = registry_.GetDataSet(id);
+    const SvrDMInputDataSource reader(item, /*tryOnly=*/false);
+    EXPECT_ANY_THROW(SvrDMWriteableDataSource(item, /*tryOnly=*/true, /*originator=*/nullptr));
+  }
+  EXPECT_EQ(registry_.GetLockReport().holds.size(), 1U);
+  registry_.Delete(id);
+  EXPECT_EQ(registry_.GetLockReport().holds.size(), 0U);
+}
+
 TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
   ASSERT_FALSE(LockMonitor::IsOn());
   ServerDataManager registry;
