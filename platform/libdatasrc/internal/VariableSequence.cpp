@@ -154,8 +154,6 @@ VariableListHash VariableSequence::Hash(VariableHash (*hashOf)(const ORVX_Variab
 
 void VariableSequence::Copy(const VariableSequence& other) {
   blocks_.reserve(other.blocks_.size());
-  freeSlots_.reserve(other.blocks_.size());
-  freeSlots_ = other.freeSlots_;
   runs_ = other.runs_;
   for (const std::unique_ptr<VariableBlock>& original : other.blocks_) {
     std::unique_ptr<VariableBlock>& block = blocks_.emplace_back();
@@ -172,6 +170,7 @@ void VariableSequence::Copy(const VariableSequence& other) {
   lagFrom_ = other.lagFrom_;
   index_ = other.index_;
   size_ = other.size_;
+  firstFreeSlot_ = other.firstFreeSlot_;
   stamp_ = other.stamp_;
 }
 
@@ -206,7 +205,6 @@ void VariableSequence::Delete(int first, int last) noexcept {
 
 void VariableSequence::Swap(VariableSequence& other) noexcept {
   blocks_.swap(other.blocks_);
-  freeSlots_.swap(other.freeSlots_);
   runs_.swap(other.runs_);
   starts_.swap(other.starts_);
   runAt_.swap(other.runAt_);
@@ -214,6 +212,7 @@ void VariableSequence::Swap(VariableSequence& other) noexcept {
   std::swap(lagFrom_, other.lagFrom_);
   std::swap(index_, other.index_);
   std::swap(size_, other.size_);
+  std::swap(firstFreeSlot_, other.firstFreeSlot_);
   std::swap(stamp_, other.stamp_);
   for (Run& run : runs_) run.block->sequence = this;
   for (Run& run : other.runs_) run.block->sequence = &other;
@@ -257,25 +256,21 @@ void VariableSequence::InsertRun(std::size_t run, int capacity) {
 // Makes room for `more` blocks, by doubling.
 void VariableSequence::ReserveSlots(std::size_t more) {
   const std::size_t slots = blocks_.size() + more;
-  if (slots > freeSlots_.capacity()) freeSlots_.reserve(2 * slots);
   if (slots > blocks_.capacity()) blocks_.reserve(2 * slots);
 }
 
 VariableBlock& VariableSequence::AddBlock(std::unique_ptr<VariableBlock> block) noexcept {
-  if (freeSlots_.empty()) {
-    freeSlots_.push_back(static_cast<int>(blocks_.size()));
-    blocks_.emplace_back();
-  }
-  block->slot = freeSlots_.back();
-  freeSlots_.pop_back();
-  auto& slot = blocks_[static_cast<std::size_t>(block->slot)];
-  slot = std::move(block);
-  return *slot;
+  const auto free = std::find(blocks_.begin() + firstFreeSlot_, blocks_.end(), nullptr);
+  block->slot = static_cast<int>(free - blocks_.begin());
+  firstFreeSlot_ = block->slot + 1;
+  if (free == blocks_.end()) return *blocks_.emplace_back(std::move(block));
+  *free = std::move(block);
+  return **free;
 }
 
 // Deletes the block. The index and the runs must not refer to it any more.
 void VariableSequence::RemoveBlock(VariableBlock& block) noexcept {
-  freeSlots_.push_back(block.slot);
+  firstFreeSlot_ = std::min(firstFreeSlot_, block.slot);
   blocks_[static_cast<std::size_t>(block.slot)].reset();
 }
 

@@ -211,7 +211,6 @@ class VariableSequence {
 
   std::function<void(LocallyUniqueID)> onRemove_;
   std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null if the slot is free
-  std::vector<int> freeSlots_;                          // has capacity for all slots
   std::vector<Run> runs_;    // the blocks in order; none is empty; each has room for kCapacity
                              // variables, unless it is the only block
   std::vector<int> starts_;  // the position of the first variable of each run
@@ -222,6 +221,7 @@ class VariableSequence {
   std::size_t lagFrom_ = 0;  // the first run that these edits shifted
   IdentifierIndex index_;
   int size_ = 0;
+  int firstFreeSlot_ = 0;  // every slot before it is in use
   Stamp stamp_ = 0;
 };
 
