@@ -1,22 +1,15 @@
 #include <libdatasrc/internal/IdentifierIndex.h>
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <utility>
 
 namespace sdm_internal {
 
-namespace {
-
-constexpr std::size_t kLeastEntries = 16;
-
-}  // namespace
-
 void IdentifierIndex::Reserve(std::size_t entries) {
   if (8 * entries <= 7 * entries_.size()) return;
   IdentifierIndex larger;
-  const std::size_t size = std::bit_ceil(std::max(8 * entries / 7 + 1, kLeastEntries));
+  const std::size_t size = std::bit_ceil(8 * entries / 7 + 1);
   larger.entries_.resize(size);
   larger.shift_ = static_cast<unsigned int>(32 - std::countr_zero(size));
   for (const Entry& entry : entries_) {
@@ -26,6 +19,7 @@ void IdentifierIndex::Reserve(std::size_t entries) {
 }
 
 void IdentifierIndex::Add(LocallyUniqueID id, int slot) noexcept {
+  if (!HasTable()) return;
   bool repeats = false;
   std::size_t at = Home(id);
   for (; entries_[at].slot != kFree; at = Next(at)) {
@@ -39,7 +33,7 @@ void IdentifierIndex::Add(LocallyUniqueID id, int slot) noexcept {
 }
 
 void IdentifierIndex::Remove(LocallyUniqueID id, int slot) noexcept {
-  if (entries_.empty()) return;
+  if (!HasTable()) return;
   std::size_t found = entries_.size();
   bool repeats = false;
   for (std::size_t at = Home(id); entries_[at].slot != kFree; at = Next(at)) {

@@ -12,15 +12,18 @@ namespace sdm_internal {
 
 // A hash table with linear probing, at most seven eighths full, with one entry per pair of an
 // identifier and a block. Blocks are named by their slot in the sequence. Reserve allocates ahead,
-// so that Add, called in the middle of an edit, cannot fail. A copy has the same pairs.
+// so that Add, called in the middle of an edit, cannot fail. Before the first Reserve there is no
+// table: Add and Remove then do nothing. A copy has the same pairs.
 //
 // Threads: as for the dictionary it belongs to.
 class IdentifierIndex {
  public:
+  bool HasTable() const noexcept { return !entries_.empty(); }
+
   // Allocates space for `entries` in total. May throw std::bad_alloc; then nothing has changed.
   void Reserve(std::size_t entries);
 
-  // Adds the pair unless it is already in the table. Reserve must have made space for it.
+  // Adds the pair unless it is already in the table, which must have space for it.
   void Add(LocallyUniqueID id, int slot) noexcept;
 
   // Removes the pair, if it is in the table.
@@ -35,7 +38,7 @@ class IdentifierIndex {
   // Calls `visit` with the slot of each block that contains `id`, in no particular order.
   template <class Visitor>
   void ForEachSlot(LocallyUniqueID id, Visitor visit) const {
-    if (entries_.empty()) return;
+    if (!HasTable()) return;
     for (std::size_t at = Home(id); entries_[at].slot != kFree; at = Next(at)) {
       if (entries_[at].id == id) visit(entries_[at].slot);
     }

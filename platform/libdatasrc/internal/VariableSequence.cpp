@@ -41,6 +41,13 @@ int VariableBlock::Find(LocallyUniqueID id) const noexcept {
   return -1;
 }
 
+bool VariableBlock::HasUniqueIDs() const noexcept {
+  for (int i = 0; i < Size(); ++i) {
+    if (Find(ID(i)) != i) return false;
+  }
+  return true;
+}
+
 bool VariableBlock::HasSameIDsAs(const VariableBlock& other) const noexcept {
   return Size() == other.Size() &&
          std::equal(words_.begin(), words_.begin() + Size(), other.words_.begin());
@@ -137,6 +144,7 @@ VariableSequence::VariableSequence(std::function<void(LocallyUniqueID)> onRemove
     : onRemove_(std::move(onRemove)) {}
 
 int VariableSequence::Find(LocallyUniqueID id) const noexcept {
+  if (!index_.HasTable()) return runs_.empty() ? -1 : runs_.front().block->Find(id);
   const VariableBlock* first = nullptr;
   index_.ForEachSlot(id, [this, &first](int slot) {
     const VariableBlock& block = *blocks_[static_cast<std::size_t>(slot)];
@@ -144,6 +152,11 @@ int VariableSequence::Find(LocallyUniqueID id) const noexcept {
   });
   if (first == nullptr) return -1;
   return starts_[static_cast<std::size_t>(first->number)] + first->Find(id);
+}
+
+bool VariableSequence::HasUniqueIDs() const noexcept {
+  if (index_.HasTable()) return index_.AreUnique(static_cast<std::size_t>(size_));
+  return runs_.empty() || runs_.front().block->HasUniqueIDs();
 }
 
 VariableListHash VariableSequence::Hash(VariableHash (*hashOf)(const ORVX_Variable&)) const {
@@ -177,7 +190,7 @@ void VariableSequence::Copy(const VariableSequence& other) {
 void VariableSequence::Insert(int position, const ORVX_Variable& variable) {
   const ORVX_Variable copy = variable;  // `variable` may be an element of this list
   ReserveTable(size_ + 1);
-  index_.Reserve(static_cast<std::size_t>(size_) + 1);
+  ReserveIndex();
   const std::size_t run = RunWithRoom(position);
   VariableBlock& block = *runs_[run].block;
   index_.Add(copy.GetID(), block.slot);
@@ -251,6 +264,19 @@ void VariableSequence::InsertRun(std::size_t run, int capacity) {
   runs_.insert(runs_.begin() + at, Run{block.Variables(), &block});
   starts_.insert(starts_.begin() + at, start);
   for (std::size_t i = run; i < runs_.size(); ++i) runs_[i].block->number = static_cast<int>(i);
+}
+
+// Makes room for one more pair in the index. The table is made when a variable is added to a full
+// smallest block.
+void VariableSequence::ReserveIndex() {
+  const bool hadTable = index_.HasTable();
+  if (!hadTable && size_ < VariableBlock::kLeastCapacity) return;
+  index_.Reserve(static_cast<std::size_t>(size_) + 1);
+  if (!hadTable) AddToIndex(*runs_.front().block);
+}
+
+void VariableSequence::AddToIndex(const VariableBlock& block) noexcept {
+  for (int i = 0; i < block.Size(); ++i) index_.Add(block.ID(i), block.slot);
 }
 
 // Makes room for `more` blocks, by doubling.
@@ -371,7 +397,7 @@ void VariableSequence::ReserveTable(int size) {
 }
 
 void VariableSequence::Rename(VariableBlock& block, int offset, LocallyUniqueID id) {
-  index_.Reserve(static_cast<std::size_t>(size_) + 1);
+  ReserveIndex();
   block.Touch();
   const LocallyUniqueID former = block.ID(offset);
   block.SetIndexedID(offset, id);
@@ -393,7 +419,7 @@ void VariableSequence::Match(VariableSequence& other) {
     const std::vector<int> kept = RunsToKeep(other);
     const auto copied = static_cast<std::size_t>(std::count(kept.begin(), kept.end(), -1));
     // Copying the index is cheaper than updating most of it.
-    if (2 * (kept.size() - copied) < std::max(runs_.size(), kept.size())) {
+    if (!index_.HasTable() || 2 * (kept.size() - copied) < std::max(runs_.size(), kept.size())) {
       VariableSequence copy(nullptr);
       copy.Copy(other);
       Swap(copy);
@@ -476,7 +502,7 @@ void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<
   for (Run& run : runs) {
     if (run.block != nullptr) continue;
     VariableBlock& block = AddBlock(std::move(*copy++));
-    for (int i = 0; i < block.Size(); ++i) index_.Add(block.ID(i), block.slot);
+    AddToIndex(block);
     run = {block.Variables(), &block};
   }
   runs_.swap(runs);

@@ -1,9 +1,9 @@
 // VariableSequence: the list of variables of a dictionary.
 //
 // Variables are stored in blocks of at most 256, each with an array of their identifiers. An index
-// maps an identifier to its block. An edit shifts variables within one block and updates the start
-// positions of the later blocks. A table with an entry for every 256th position finds the block of
-// a position in a few steps.
+// maps an identifier to its block; a list that fits in the smallest block has none. An edit shifts
+// variables within one block and updates the start positions of the later blocks. A table with an
+// entry for every 256th position finds the block of a position in a few steps.
 //
 // Stamps show that two blocks, or two lists, are equal without comparing their variables: equal
 // stamps other than 0 mean equal variables in the same order. A change clears the stamps of the
@@ -54,6 +54,7 @@ class VariableBlock {
   // The first offset with this identifier, or -1.
   int Find(LocallyUniqueID id) const noexcept;
   bool Contains(LocallyUniqueID id) const noexcept { return Find(id) >= 0; }
+  bool HasUniqueIDs() const noexcept;
   bool HasSameIDsAs(const VariableBlock& other) const noexcept;
 
   // Copies all variables of `other`, and its stamp, to this block, which must be empty and have the
@@ -139,8 +140,10 @@ class VariableSequence {
   }
 
   int Find(LocallyUniqueID id) const noexcept;
-  bool Contains(LocallyUniqueID id) const noexcept { return index_.Contains(id); }
-  bool HasUniqueIDs() const noexcept { return index_.AreUnique(static_cast<std::size_t>(size_)); }
+  bool Contains(LocallyUniqueID id) const noexcept {
+    return index_.HasTable() ? index_.Contains(id) : Find(id) >= 0;
+  }
+  bool HasUniqueIDs() const noexcept;
 
   // Whether the stamps show that both lists are equal.
   bool IsKnownToEqual(const VariableSequence& other) const noexcept {
@@ -190,6 +193,8 @@ class VariableSequence {
 
   std::size_t RunWithRoom(int position);
   void InsertRun(std::size_t run, int capacity);
+  void ReserveIndex();
+  void AddToIndex(const VariableBlock& block) noexcept;
   void ReserveSlots(std::size_t more);
   VariableBlock& AddBlock(std::unique_ptr<VariableBlock> block) noexcept;
   void RemoveBlock(VariableBlock& block) noexcept;
@@ -219,7 +224,7 @@ class VariableSequence {
   std::vector<int> runAt_;
   int lag_ = 0;              // variables inserted and deleted since the last rebuild
   std::size_t lagFrom_ = 0;  // the first run that these edits shifted
-  IdentifierIndex index_;
+  IdentifierIndex index_;    // no table until the list outgrows the smallest block
   int size_ = 0;
   int firstFreeSlot_ = 0;  // every slot before it is in use
   Stamp stamp_ = 0;

@@ -27,6 +27,7 @@
 
 namespace {
 
+using support::AllocationsOf;
 using support::Changes;
 using support::ExpectNoAllocations;
 using support::ExpectSafeWithoutMemory;
@@ -226,12 +227,36 @@ TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
   }
 }
 
-// With 224 variables, the index of identifiers is full.
+// With 16 variables, there is no index of identifiers yet; with 224 variables, it is full.
 TEST(MemoryFault, WhileTheIndexGrowsLeavesTheDictionaryUnchanged) {
+  for (const unsigned int count : {16U, 224U}) {
+    ExpectSafeWithoutMemory({
+        EditOf(count, [](auto& source) { source.GetVariable(7) = kShared; }),
+        EditOf(count, [](auto& source) { source.GetVariable(7).SetID(Serial(1000)); }),
+    });
+  }
+}
+
+TEST(MemoryFault, WhileTheFirstPropertyIsSetLeavesTheDictionaryUnchanged) {
   ExpectSafeWithoutMemory({
-      EditOf(224, [](auto& source) { source.GetVariable(7) = kShared; }),
-      EditOf(224, [](auto& source) { source.GetVariable(7).SetID(Serial(1000)); }),
+      EditOf(1, [](auto& source) { source.SetLabel(kLong.c_str()); }),
+      EditOf(1, [](auto& source) { source.SetMRSets({kNewSet}); }),
+      EditOf(1, [](auto& source) { source.SetVariableSets({kNewSet}); }),
+      EditOf(1, [](auto& source) { source.SetAttributes(kNewAttributes); }),
+      EditOf(1, [](auto& source) { source.SetExtension(kNewExtension); }),
+      EditOf(1, CopyAnother),
   });
+}
+
+TEST(DictionaryMemory, IsReusedWhenVariablesComeAndGo) {
+  DataFreeDataSource source;
+  const auto comeAndGo = [&] {
+    Fill(source, 1024);
+    source.DeleteVariables(0, 1023);
+  };
+  comeAndGo();
+  const long allocations = AllocationsOf(comeAndGo);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(AllocationsOf(comeAndGo), allocations);
 }
 
 struct Followed {
@@ -637,6 +662,7 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,x\n2,y\n"));
   const std::unique_ptr<DataFreeDataSource> source = FullSource();
+  DataFreeDataSource without;  // has no properties
   DataFreeDataSource snapshot;
   snapshot.MatchVariables(*source);
   const ORVX_DataSource::Extension extension(*source, 0);
@@ -672,6 +698,11 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
       {"SetSplit to none", [&] { source->SetSplit(0, nullptr, false); }},
       {"DropUses", [&] { source->DropUses(Serial(3)); }},
       {"SetLabel to none", [&] { source->SetLabel(nullptr); }},
+      {"SetLabel to none again", [&] { without.SetLabel(nullptr); }},
+      {"GetLabel", [&] { without.GetLabel(); }},
+      {"GetMRSets", [&] { without.GetMRSets(); }},
+      {"GetVariableSets", [&] { without.GetVariableSets(); }},
+      {"GetAttributes", [&] { without.GetAttributes(); }},
       {"SetDirty", [&] { source->SetDirty(true); }},
       {"RowsPerImputation", [&] { source->RowsPerImputation(3); }},
       {"GetTrendsInfo", [&] { source->GetTrendsInfo()->seasonalPeriod = 12; }},
