@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <map>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -63,6 +64,15 @@ RefCountPtr<ORVX_ExtensionImpl> EmptyBlock(int type) {
 }  // namespace
 
 struct ORVX_DataSource::Data {
+  // The properties that many dictionaries lack.
+  struct RareProperties {
+    std::optional<std::string> label;
+    std::vector<VariableSetImpl> mrSets;
+    std::vector<VariableSetImpl> variableSets;
+    std::map<ExtensionType, Extension> extensions;
+    DatasourceAttributes attributes;
+  };
+
   explicit Data(ORVX_DataSource* source)
       : variables([this](LocallyUniqueID id) { uses.Drop(id); }), parent(source) {}
 
@@ -79,6 +89,18 @@ struct ORVX_DataSource::Data {
     return id;
   }
 
+  const RareProperties& Rare() const { return rare != nullptr ? *rare : NoRareProperties(); }
+  RareProperties& EditRare() {
+    if (rare == nullptr) rare = std::make_unique<RareProperties>();
+    return *rare;
+  }
+  // Neither allocated nor destroyed: threads may still read while the process exits.
+  static const RareProperties& NoRareProperties() {
+    alignas(RareProperties) static std::byte memory[sizeof(RareProperties)];
+    static const RareProperties& none = *new (memory) RareProperties;
+    return none;
+  }
+
   RefCountPtr<ORVX_ExtensionImpl> Block(ExtensionType type) const;
 
   int PositionInUse(LocallyUniqueID id) const { return id.IsNull() ? -1 : variables.Find(id); }
@@ -88,14 +110,10 @@ struct ORVX_DataSource::Data {
   // Borrowed. Atomic because a clone sets it briefly while other threads read it.
   std::atomic<ORVX_DataSource*> parent;
   std::string fileSpec;
-  std::optional<std::string> label;
   long long rowsPerImputation = 0;
   bool dirty = false;
   ORVX_TrendsInfo trends;
-  std::vector<VariableSetImpl> mrSets;
-  std::vector<VariableSetImpl> variableSets;
-  std::map<ExtensionType, Extension> extensions;
-  DatasourceAttributes attributes;
+  std::unique_ptr<RareProperties> rare;        // null until a rare property is set
   const ORVX_DataSource* rowLayout = nullptr;  // borrowed; the source itself until a class sets it
 };
 
@@ -281,11 +299,16 @@ void ORVX_DataSource::SetFileSpec(const char* fileSpec) {
 }
 
 const char* ORVX_DataSource::GetLabel() const {
-  return data_->label ? data_->label->c_str() : nullptr;
+  const std::optional<std::string>& label = data_->Rare().label;
+  return label ? label->c_str() : nullptr;
 }
 
 void ORVX_DataSource::SetLabel(const char* label) {
-  data_->label = label != nullptr ? std::optional<std::string>(label) : std::nullopt;
+  if (label != nullptr) {
+    data_->EditRare().label = std::optional<std::string>(label);
+  } else if (data_->rare != nullptr) {
+    data_->rare->label.reset();
+  }
 }
 
 long long ORVX_DataSource::RowsPerImputation() const {
@@ -303,33 +326,34 @@ const ORVX_TrendsInfo* ORVX_DataSource::GetTrendsInfo() const {
 }
 
 const std::vector<VariableSetImpl>& ORVX_DataSource::GetMRSets() const {
-  return data_->mrSets;
+  return data_->Rare().mrSets;
 }
 // Copies first, then moves: if the copy throws, the current sets are unchanged. The setters below
 // do the same.
 void ORVX_DataSource::SetMRSets(const std::vector<VariableSetImpl>& sets) {
-  data_->mrSets = std::vector<VariableSetImpl>(sets);
+  data_->EditRare().mrSets = std::vector<VariableSetImpl>(sets);
 }
 
 const std::vector<VariableSetImpl>& ORVX_DataSource::GetVariableSets() const {
-  return data_->variableSets;
+  return data_->Rare().variableSets;
 }
 void ORVX_DataSource::SetVariableSets(const std::vector<VariableSetImpl>& sets) {
-  data_->variableSets = std::vector<VariableSetImpl>(sets);
+  data_->EditRare().variableSets = std::vector<VariableSetImpl>(sets);
 }
 
 void ORVX_DataSource::SetExtension(const Extension& extension) {
-  data_->extensions.insert_or_assign(extension.Impl()->GetType(), extension);
+  data_->EditRare().extensions.insert_or_assign(extension.Impl()->GetType(), extension);
 }
 
 const DatasourceAttributes& ORVX_DataSource::GetAttributes() const {
-  return data_->attributes;
+  return data_->Rare().attributes;
 }
 void ORVX_DataSource::SetAttributes(const DatasourceAttributes& attributes) {
-  data_->attributes = DatasourceAttributes(attributes);
+  data_->EditRare().attributes = DatasourceAttributes(attributes);
 }
 
 RefCountPtr<ORVX_ExtensionImpl> ORVX_DataSource::Data::Block(ExtensionType type) const {
+  const std::map<ExtensionType, Extension>& extensions = Rare().extensions;
   const auto found = extensions.find(type);
   return found != extensions.end() ? found->second.Impl() : EmptyBlock(type);
 }
@@ -373,22 +397,16 @@ void ORVX_DataSource::CopyDictionary(const ORVX_DataSource* other) {
   Data copy(nullptr);
   copy.variables.Copy(other->data_->variables);
   copy.fileSpec = other->data_->fileSpec;
-  copy.label = other->data_->label;
   copy.trends = other->data_->trends;
-  copy.mrSets = other->data_->mrSets;
-  copy.variableSets = other->data_->variableSets;
-  copy.extensions = other->data_->extensions;
-  copy.attributes = other->data_->attributes;
+  if (other->data_->rare != nullptr) {
+    copy.rare = std::make_unique<Data::RareProperties>(*other->data_->rare);
+  }
   copy.uses = other->data_->uses;
 
   data_->variables.Swap(copy.variables);
   data_->fileSpec.swap(copy.fileSpec);
-  data_->label.swap(copy.label);
   std::swap(data_->trends, copy.trends);
-  data_->mrSets.swap(copy.mrSets);
-  data_->variableSets.swap(copy.variableSets);
-  data_->extensions.swap(copy.extensions);
-  std::swap(data_->attributes, copy.attributes);
+  data_->rare.swap(copy.rare);
   std::swap(data_->uses, copy.uses);
   data_->rowsPerImputation = other->data_->rowsPerImputation;
 }
