@@ -45,9 +45,9 @@ struct SaveOptions {
 //   - a path whose schema belongs to another data file in the folder, as for survey.csv and
 //     survey.tsv; data files end in .csv, .tsv, .tab, .txt or .dat, and .gz or .zst may follow
 //   - a source that could not be read back: it has no variables, a variable without a name, two
-//     variables with the same name, a text that is not UTF-8 or has a zero byte, more than
-//     kMaxSplitVars split variables, or a case or a schema larger than
-//     SystemFileDataSource::kMaxRecordBytes
+//     variables with the same name, a text that is not UTF-8 or has a zero byte, a format with a
+//     negative width or decimals, more than kMaxSplitVars split variables, or a case or a schema
+//     larger than SystemFileDataSource::kMaxRecordBytes
 // Throws DataFileError for an error of the file system. The old content is then in place unless the
 // error text begins with "saved" after the path.
 //

@@ -206,8 +206,14 @@ class SchemaWriter {
   }
 
   std::string Field(int position) const {
+    const ORVX_Variable& variable = source_.GetVariable(position);
+    const VariableFormat& format = variable.GetFormat();
+    if (format.width < 0 || format.decimals < 0) {
+      throw std::invalid_argument("variable " + std::to_string(position + 1) +
+                                  " has a format with a negative width or decimals");
+    }
     try {
-      return JsonOf(source_.GetVariable(position));
+      return JsonOf(variable);
     } catch (const NotUtf8&) {
       throw std::invalid_argument("variable " + std::to_string(position + 1) +
                                   " has a text that is not UTF-8");

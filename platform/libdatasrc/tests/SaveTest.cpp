@@ -313,6 +313,11 @@ TEST(SaveDelimited, RefusesASourceThatCannotBeReadBack) {
   source.SetLabel("\xFF");
   refused(source, "the dataset has a text that is not UTF-8");
   source.SetLabel(nullptr);
+  source.GetVariable(1).SetFormat({.width = -1});
+  refused(source, "variable 2 has a format with a negative width or decimals");
+  source.GetVariable(1).SetFormat({.width = 8, .decimals = -1});
+  refused(source, "variable 2 has a format with a negative width or decimals");
+  source.GetVariable(1).SetFormat({});
   const std::vector<int> split(9, 0);
   source.SetSplitOfAnySize(9, split.data(), false);
   refused(source, "9 variables split the file");
