@@ -61,7 +61,9 @@ TEST_F(Completion, OffersVariablesAndKeywordsOfTheGrammar) {
   const std::string open = Open("survey");
   EXPECT_THAT(After(open, "describe survey "), ElementsAre("a", "b", "c"));
   EXPECT_THAT(After(open, "describe survey a "), ElementsAre("a", "b", "c"));
-  EXPECT_THAT(After(open, "delete survey "), ElementsAre("a", "b", "c", "cases", "to"));
+  EXPECT_THAT(After(open, "delete survey "), ElementsAre("a", "b", "c", "cases"));
+  EXPECT_THAT(After(open, "delete survey cases 1 "), Contains("to"));
+  EXPECT_THAT(After(open, "trends survey "), ElementsAre("a", "b", "by", "c", "off", "period"));
   EXPECT_THAT(After(open, "weight survey by "), ElementsAre("a", "b", "c"));
   EXPECT_THAT(After(open, "move survey a "), IsSupersetOf({"before", "to"}));
   EXPECT_THAT(After(open, "move survey a before "), ElementsAre("a", "b", "c"));
@@ -97,7 +99,15 @@ TEST_F(Completion, ReturnsTheStartAndTheTextOfTheLastWord) {
   After("", "open ");
   EXPECT_EQ(start_, 5u);
   EXPECT_EQ(typed_, "");
+}
+
+TEST_F(Completion, OffersNothingInAComment) {
   EXPECT_THAT(Of("# a comment l"), IsEmpty());
+  EXPECT_THAT(Of("list # fi"), IsEmpty());
+  EXPECT_THAT(Of("list # \"fi"), IsEmpty());
+  EXPECT_THAT(After("add-empty nix", "close #fi"), IsEmpty());
+  EXPECT_THAT(After("add-empty nix", "close #"), IsEmpty());
+  EXPECT_THAT(After("add-empty \"#nix\"", "close \"#n"), ElementsAre("#nix"));
 }
 
 TEST(DidYouMean, SuggestsTheMostSimilarName) {

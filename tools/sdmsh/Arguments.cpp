@@ -82,11 +82,9 @@ std::string TakeCaller(std::string_view& text) {
 
 Line ParseLine(std::string_view text) {
   Line line;
-  if (!SkipToWord(text)) return line;
-  if (text.front() == '@') line.caller = TakeCaller(text);
-  do {
-    line.words.push_back(TakeWord(text));
-  } while (SkipToWord(text));
+  if (SkipToWord(text) && text.front() == '@') line.caller = TakeCaller(text);
+  while (SkipToWord(text)) line.words.push_back(TakeWord(text));
+  line.hasComment = !text.empty();
   return line;
 }
 

@@ -33,6 +33,7 @@ class Shell;
 struct Line {
   std::string caller;              // without the @; empty if the line names none
   std::vector<std::string> words;  // the command and its arguments; empty if there is no command
+  bool hasComment = false;
 };
 
 // Throws CommandError for an unclosed quote, an invalid caller name, and a caller without a

@@ -42,12 +42,19 @@ bool IsKeyword(const std::string& token) {
 // Returns the tokens that can follow these words of a command:
 // - after the command's name, the tokens before the first blank of the grammar;
 // - after a keyword that is followed by a blank and a token in the grammar, that token;
+// - after the first argument, the tokens after the first blank of the grammar, except in brackets
+//   that follow another argument;
 // - otherwise all tokens after the first blank of the grammar.
 std::vector<std::string> TokensAfter(const std::vector<std::string>& words,
                                      const std::string& grammar) {
   const std::size_t first = std::min(grammar.find(' '), grammar.size());
   if (words.size() == 1) return TokensOf(grammar.substr(0, first));
-  const std::vector<std::string> tokens = TokensOf(grammar.substr(first));
+  std::string rest = grammar.substr(first);
+  if (words.size() == 2) {
+    const std::regex options("([^\\] ])( \\[[^\\]]*\\])+");
+    rest = std::regex_replace(rest, options, "$1");
+  }
+  const std::vector<std::string> tokens = TokensOf(rest);
   const auto token = std::find(tokens.begin(), tokens.end(), words.back());
   std::smatch next;
   if (token != tokens.end() && IsKeyword(*token) &&
@@ -104,10 +111,10 @@ Completions CompletionsOf(Shell& shell, const std::string& text) {
   try {
     // A placeholder replaces the last word, because ParseLine refuses a caller without a command.
     Line line = ParseLine(text.substr(0, completions.start) + "x");
-    if (line.words.empty()) return completions;  // the whole line is a comment
-    line.words.pop_back();
     const bool isQuoteOpen = std::count(text.begin(), text.end(), '"') % 2 == 1;
     const Line word = ParseLine("x " + text.substr(completions.start) + (isQuoteOpen ? "\"" : ""));
+    if (line.hasComment || word.hasComment) return completions;
+    line.words.pop_back();
     if (word.words.size() == 2) completions.typed = word.words[1];
     words = WordsAfter(shell, line, completions.typed);
   } catch (const CommandError&) {  // for example no such command or dataset
