@@ -174,7 +174,7 @@ TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
         {"survey", "VARIABLE"},
         {"survey a", "\"plain\", \"date\", \"time\" or \"datetime\""},
         {"survey a date width 0", "NUMBER (a number from 1 to 2147483647)"},
-        {"survey a date decimals -1", "NUMBER (0 to 4294967295)"},
+        {"survey a date decimals -1", "NUMBER (a number from 0 to 2147483647)"},
         {"survey a date 8", "the end of the line"}}},
       {"role",
        {{"", "DATASET"},
@@ -299,6 +299,9 @@ TEST_F(Commands, NumberOutOfRangeIsReportedAsOutOfRange) {
   }
   EXPECT_THAT(Writing("cases survey from 2147483648\n"),
               StartsWith("error: cases: expected N (a number from 1 to 2147483647), found "
+                         "\"2147483648\", which is out of range; usage: "));
+  EXPECT_THAT(Writing("format survey a plain width 8 decimals 2147483648\n"),
+              StartsWith("error: format: expected NUMBER (a number from 0 to 2147483647), found "
                          "\"2147483648\", which is out of range; usage: "));
   EXPECT_THAT(Writing(set + "level 1e400%\n"), StartsWith("error: bootstrap: expected PERCENT (a "
                                                           "number), found \"1e400%\"; usage: "));

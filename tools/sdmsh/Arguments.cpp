@@ -199,8 +199,9 @@ Number Arguments::TakeFrom(Number least, const std::string& expected) {
   return number;
 }
 
-int Arguments::TakeNumber(const char* what) {
-  return TakeFrom(1, std::string(what) + " (a number from 1 to 2147483647)");
+int Arguments::TakeNumber(const char* what, int least) {
+  return TakeFrom(
+      least, std::string(what) + " (a number from " + std::to_string(least) + " to 2147483647)");
 }
 
 std::int32_t Arguments::TakeInteger(const char* what) {

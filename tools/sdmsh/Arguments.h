@@ -71,8 +71,8 @@ class Arguments {
   std::string TakeFile();
   // Takes all remaining words, at least one.
   std::vector<std::string> TakeRest(const char* what);
-  // Takes a number from 1 to 2147483647.
-  int TakeNumber(const char* what);
+  // Takes a number from `least` to 2147483647.
+  int TakeNumber(const char* what, int least = 1);
   // Takes any number in the range of the return type.
   std::int32_t TakeInteger(const char* what);
   std::uint32_t TakeUnsigned(const char* what);

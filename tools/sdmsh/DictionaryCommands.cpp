@@ -255,7 +255,7 @@ Action SetFormat(Call& call) {
   format.kind =
       static_cast<VariableFormat::Kind>(call.TakeOneOf({"plain", "date", "time", "datetime"}));
   if (call.Accept("width")) format.width = call.TakeNumber("NUMBER");
-  if (call.Accept("decimals")) format.decimals = static_cast<int>(call.TakeUnsigned("NUMBER"));
+  if (call.Accept("decimals")) format.decimals = call.TakeNumber("NUMBER", /*least=*/0);
   return [=](ORVX_DataSource& source) {
     source.GetVariable(PositionOf(source, name)).SetFormat(format);
   };
