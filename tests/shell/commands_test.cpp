@@ -642,7 +642,7 @@ TEST_F(Commands, ObserverRegisteredTwiceIsNotifiedTwiceUntilUnobserved) {
       "@v unobserve survey\nwrite survey\ndelete survey b\nrelease\n@v unobserve survey\n");
   EXPECT_THAT(text, HasSubstr("  v: deleted variable \"a\"\n"
                               "  v: deleted variable \"a\"\n"));
-  EXPECT_THAT(text, Not(HasSubstr("\"b\" deleted")));
+  EXPECT_THAT(text, Not(HasSubstr("deleted variable \"b\"")));
   EXPECT_THAT(text, EndsWith("error: v does not observe survey\n"));
 }
 
