@@ -1,6 +1,7 @@
 // Tests of the output: tables that fit the terminal, notices, colour, and visible control
 // characters.
 
+#include <Commands.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <Output.h>
@@ -40,6 +41,11 @@ TEST_F(Printed, WidthCountsColumnsOfTheTerminal) {
   EXPECT_EQ(Width("e\u0301"), 1u);
   EXPECT_EQ(Width("日本"), 4u);
   EXPECT_EQ(Width("Öl \xC2"), 4u);
+}
+
+TEST_F(Printed, WrappedTextCountsColumnsOfTheTerminal) {
+  EXPECT_EQ(Wrapped("äöü äöü äöü", 7, 0), "äöü äöü\näöü");
+  EXPECT_EQ(Wrapped("日本 日本", 8, 2), "日本\n  日本");
 }
 
 TEST_F(Printed, WideTablesAreSplitIntoBlocksOfColumns) {

@@ -274,13 +274,14 @@ std::string Wrapped(const std::string& text, std::size_t width, std::size_t inde
   while (at < text.size()) {
     const std::size_t word = std::min(text.find_first_not_of(' ', at), text.size());
     const std::size_t end = std::min(text.find(' ', word), text.size());
-    if (column > indent && column + (end - at) > width) {
+    if (column > indent && column + Width(text.substr(at, end - at)) > width) {
       wrapped += "\n" + std::string(indent, ' ');
       column = indent;
       at = word;
     }
-    wrapped += text.substr(at, end - at);
-    column += end - at;
+    const std::string taken = text.substr(at, end - at);
+    wrapped += taken;
+    column += Width(taken);
     at = end;
   }
   return wrapped;

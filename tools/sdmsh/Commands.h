@@ -54,7 +54,7 @@ std::vector<std::string> CommandNames();
 // Returns a text such as "move DATASET VARIABLE to POSITION|before VARIABLE".
 std::string UsageOf(const Command& command);
 
-// Breaks the text into lines of at most `width` bytes; 0 means no limit. Lines after the first
+// Breaks the text into lines of at most `width` columns; 0 means no limit. Lines after the first
 // start with `indent` blanks, which count towards the width. A word that does not fit into a line
 // gets a line of its own.
 std::string Wrapped(const std::string& text, std::size_t width, std::size_t indent);
