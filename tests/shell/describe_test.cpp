@@ -2,6 +2,10 @@
 
 #include "ShellTest.h"
 
+#include <Arguments.h>
+#include <Locks.h>
+#include <OpenDataset.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <Statistics.h>
 
 #include <cmath>
@@ -202,6 +206,25 @@ TEST_F(Describing, RefusesADatasetWithoutADataSource) {
 TEST_F(Describing, RefusesAWeightThatBecameAString) {
   EXPECT_THAT(Printed("a\tw\n1\t3\n", "weight d by w\nretype d w string:4\ndescribe d\n"),
               HasSubstr("variable \"w\" is a string; only a numeric variable can weight cases"));
+}
+
+TEST_F(Describing, UsesANumericWeightWithTheNameOfAString) {
+  std::ostringstream text;
+  Output output(text, text);
+  Shell shell(Registry(), output);
+  const std::string file = WriteFile("d.tsv", "s\ta\tw\nx\t1\t3\n");
+  for (const std::string& command : {"open " + file + " as d", std::string("write d"),
+                                     std::string("weight d by w"), std::string("release d")}) {
+    shell.Execute("main", ParseLine(command).words);
+  }
+  const DatasetPtr dataset = shell.Find(shell.Locks().CallerNamed("main"), "d");
+  {
+    SvrDMWriteableDataSource writer(Registry(), dataset->ID(), /*tryOnly=*/false, nullptr);
+    (*writer)->GetVariable(0).SetName("w");
+  }
+  shell.Execute("main", {"describe", "d", "a"});
+  EXPECT_THAT(text.str(), HasSubstr("a         3        0     1"));
+  shell.CloseDown("");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -55,12 +55,11 @@ struct Task {
   bool separate = false;
 };
 
-// Returns `position`, or nullopt for -1. Refuses a string variable; for `does` see
-// NumberPositionOf.
+// Returns `position`, or nullopt for -1. Refuses a string variable; for `does` see RefuseString.
 std::optional<std::size_t> NumberPosition(const ORVX_DataSource& source, int position,
                                           const char* does) {
   if (position < 0) return std::nullopt;
-  NumberPositionOf(source, source.GetVariable(position).GetName(), does);
+  RefuseString(source.GetVariable(position), does);
   return static_cast<std::size_t>(position);
 }
 

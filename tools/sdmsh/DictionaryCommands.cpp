@@ -66,7 +66,7 @@ void MoveTo(ORVX_DataSource& source, int from, int to) {
 }
 
 // Takes "by VARIABLE" or "off". The action calls `set` with the position of the variable, or with
-// -1 for "off". For `does` see NumberPositionOf.
+// -1 for "off". For `does` see RefuseString.
 Action SetUse(Call& call, const char* does, void (ORVX_DataSource::*set)(int)) {
   const bool off = call.TakeOneOf({"by", "off"}) == 1;
   const std::string name = off ? "" : call.Take("VARIABLE");

@@ -48,13 +48,16 @@ int PositionOf(const ORVX_DataSource& source, const std::string& name) {
   throw CommandError("there is no variable " + Quoted(name) + DidYouMean(name, names));
 }
 
+void RefuseString(const ORVX_Variable& variable, const std::string& does) {
+  if (variable.GetType() == 0) return;
+  throw CommandError("variable " + Quoted(variable.GetName()) +
+                     " is a string; only a numeric variable can " + does);
+}
+
 int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
                      const std::string& does) {
   const int position = PositionOf(source, name);
-  if (source.GetVariable(position).GetType() != 0) {
-    throw CommandError("variable " + Quoted(name) + " is a string; only a numeric variable can " +
-                       does);
-  }
+  RefuseString(source.GetVariable(position), does);
   return position;
 }
 
