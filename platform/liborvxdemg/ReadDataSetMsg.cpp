@@ -47,7 +47,7 @@ std::unique_ptr<DataSetMsg> MakeDataSetMsg(std::string_view signature, std::size
   for (const MessageKind& kind : kMessageKinds) {
     if (signature == kind.signature()) return kind.make();
   }
-  throw VStreamError(offset, "the signature of a change message", signature);
+  throw VStreamError(offset, "the signature of a change message", QuotedSignature(signature));
 }
 
 }  // namespace

@@ -8,29 +8,13 @@
 
 namespace {
 
-// Formats bytes from outside for an error text: quoted, truncated, with control and non-ASCII bytes
-// as \xNN.
-std::string Quoted(std::string_view text) {
-  constexpr std::size_t kLongest = 64;
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string quoted = "\"";
-  for (const char character : text.substr(0, kLongest)) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x20 && byte < 0x7F) {
-      quoted += character;
-    } else {
-      quoted.append("\\x").append(1, kDigits[byte >> 4]).append(1, kDigits[byte & 0xF]);
-    }
-  }
-  return quoted + (text.size() > kLongest ? "...\"" : "\"");
-}
-
 void TransferSignature(VStream& stream, const char* signature) {
   const std::size_t start = stream.Position();
   std::string transferred = signature;
   stream.String(transferred);
   if (transferred == signature) return;
-  throw VStreamError(start, "the signature " + Quoted(signature), Quoted(transferred));
+  throw VStreamError(start, "the signature " + QuotedSignature(signature),
+                     QuotedSignature(transferred));
 }
 
 void TransferVersion(VStream& stream, std::uint32_t version, const char* signature) {
@@ -38,7 +22,8 @@ void TransferVersion(VStream& stream, std::uint32_t version, const char* signatu
   std::uint32_t transferred = version;
   stream.Uint32(transferred);
   if (transferred == version) return;
-  throw VStreamError(start, "version " + std::to_string(version) + " of " + Quoted(signature),
+  throw VStreamError(start,
+                     "version " + std::to_string(version) + " of " + QuotedSignature(signature),
                      "version " + std::to_string(transferred));
 }
 
@@ -60,4 +45,19 @@ std::string PeekSignature(const VStream& stream) {
   std::string signature;
   ahead.String(signature);
   return signature;
+}
+
+std::string QuotedSignature(std::string_view signature) {
+  constexpr std::size_t kLongest = 64;
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string quoted = "\"";
+  for (const char character : signature.substr(0, kLongest)) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (byte >= 0x20 && byte < 0x7F) {
+      quoted += character;
+    } else {
+      quoted.append("\\x").append(1, kDigits[byte >> 4]).append(1, kDigits[byte & 0xF]);
+    }
+  }
+  return quoted + (signature.size() > kLongest ? "...\"" : "\"");
 }

@@ -5,6 +5,7 @@
 
 #include <ServerDataManager/Export.h>
 #include <string>
+#include <string_view>
 
 class VStream;
 
@@ -22,5 +23,11 @@ SDM_EXPORT bool ForeignProcess(void* object, unsigned int version, VStream& stre
 // Returns the signature of the object at the current position, to choose the class to decode. Does
 // not move the position. Throws VStreamError if there is no signature, or the stream writes.
 SDM_EXPORT std::string PeekSignature(const VStream& stream);
+
+// Formats a signature from outside for an error text: in quotes, truncated after 64 bytes, with
+// control and non-ASCII bytes as \xNN.
+//
+// Threads: any.
+SDM_EXPORT std::string QuotedSignature(std::string_view signature);
 
 #endif  // LIBVSERIAL_FOREIGNPROCESS_H_

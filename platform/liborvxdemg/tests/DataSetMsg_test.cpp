@@ -303,6 +303,22 @@ TEST(ReadDataSetMsg, RejectsAnUnknownSignatureAndReportsItsPosition) {
   }
 }
 
+TEST(ReadDataSetMsg, QuotesAndTruncatesAnUnknownSignature) {
+  VStream out;
+  std::string foreign = "\x1B[2J" + std::string(1000, 'x') + "\xFF";
+  out.String(foreign);
+  VStream stream{out.Bytes()};
+  try {
+    ReadDataSetMsg(stream);
+    FAIL() << "read an unknown signature";
+  } catch (const VStreamError& error) {
+    EXPECT_STREQ(error.what(),
+                 (R"(at byte 0: expected the signature of a change message, found "\x1B[2J)" +
+                  std::string(60, 'x') + "...\"")
+                     .c_str());
+  }
+}
+
 TEST(ReadDataSetMsg, RejectsACountOfVariablesBeyondTheBytes) {
   std::string bytes = kInsertBytes;
   const std::size_t count = 33 + kCommonBytes.size();
