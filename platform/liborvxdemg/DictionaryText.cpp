@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cwchar>
+#include <locale>
 #include <span>
 #include <string>
 #include <variant>
@@ -48,6 +50,23 @@ std::string Set(const ORVX_DataSource* dictionary, const VariableSetImpl& set) {
   text += Names(dictionary, set.members);
   if (!set.selectedValue.empty()) text += ", selected value " + Quoted(set.selectedValue);
   return text;
+}
+
+// Whether the bytes are UTF-8 without control characters.
+bool IsReadable(std::string_view bytes) {
+  using Utf8 = std::codecvt<char32_t, char8_t, std::mbstate_t>;
+  const std::u8string text(bytes.begin(), bytes.end());
+  std::u32string characters(text.size(), U'\0');
+  std::mbstate_t state{};
+  const char8_t* textEnd = nullptr;
+  char32_t* end = nullptr;
+  const auto result = std::use_facet<Utf8>(std::locale::classic())
+                          .in(state, text.data(), text.data() + text.size(), textEnd,
+                              characters.data(), characters.data() + characters.size(), end);
+  // The conversion accepts surrogates, which UTF-8 excludes.
+  return result == Utf8::ok && std::none_of(characters.data(), end, [](char32_t c) {
+           return c < 0x20 || c == 0x7F || (c >= 0xD800 && c <= 0xDFFF);
+         });
 }
 
 }  // namespace
@@ -167,8 +186,7 @@ std::string SetSizes(const std::vector<VariableSet>& sets) {
 
 std::string Bytes(std::string_view bytes) {
   constexpr std::size_t kShortText = 60;
-  const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
-  if (bytes.size() > kShortText || std::any_of(bytes.begin(), bytes.end(), isControl)) {
+  if (bytes.size() > kShortText || !IsReadable(bytes)) {
     return Counted(static_cast<long long>(bytes.size()), "byte");
   }
   return QuotedOrNone(bytes);

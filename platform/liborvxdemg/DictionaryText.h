@@ -92,7 +92,7 @@ SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
 // For example: "news" (3 variables), "issues" (1 variable)
 SDM_EXPORT std::string SetSizes(const std::vector<VariableSet>& sets);
 
-// Text without control characters in quotes, if it has at most 60 bytes; otherwise the number of
+// UTF-8 without control characters in quotes, if it has at most 60 bytes; otherwise the number of
 // bytes, such as "944 bytes".
 SDM_EXPORT std::string Bytes(std::string_view bytes);
 

@@ -20,6 +20,7 @@
 #include <liborvxdemg/TrendsInfoMsg.h>
 #include <liborvxdemg/WeightVarMsg.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -201,6 +202,11 @@ TEST(TextOfAMessage, QuotesAShortPrintableExtensionAndCountsTheBytesOfOthers) {
   EXPECT_EQ(Block(0, "").ToString(), "extension of type 0: none");
   EXPECT_EQ(Block(3, "a\x01").ToString(), "extension of type 3: 2 bytes");
   EXPECT_EQ(Block(3, std::string(61, 'a')).ToString(), "extension of type 3: 61 bytes");
+  EXPECT_EQ(Block(3, "Öl €").ToString(), "extension of type 3: \"Öl €\"");
+  for (const char* const notUtf8 : {"a\xFF", "a\xC3", "\xC0\x80", "\xED\xA0\x80"}) {
+    EXPECT_EQ(Block(3, notUtf8).ToString(),
+              "extension of type 3: " + std::to_string(std::strlen(notUtf8)) + " bytes");
+  }
 }
 
 TEST(TextOfAMessage, ForAnUnknownClassIsItsSignature) {
