@@ -1,5 +1,6 @@
 // Prints a data file as the library reads it, as lines of JSON: the variables, then each case as an
-// array. A missing or infinite number is null; other numbers are printed exactly.
+// array. A missing number is null, an infinity is "inf" or "-inf"; other numbers are printed
+// exactly.
 
 #include <libdatasrc/CaseReader.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -29,6 +30,7 @@ const char* KindName(VariableFormat::Kind kind) {
 json JsonOf(const DataValue& value) {
   if (const auto* text = std::get_if<std::string>(&value)) return *text;
   const double number = std::get<double>(value);
+  if (std::isinf(number)) return number > 0 ? "inf" : "-inf";
   return std::isnan(number) ? json() : json(number);
 }
 
