@@ -168,8 +168,8 @@ class Verdicts {
     ++counts_[static_cast<std::size_t>(check.finding)];
     RC_ASSERT(check.offset <= bytes.size());
     if (!check.IsWhole()) return;
-    // Decodes a copy without the trailing bytes, so that the address sanitizer can detect a read
-    // past the end.
+    // Decodes a copy without the trailing bytes. The address sanitizer detects only reads past the
+    // terminator, because the decoder takes a std::string.
     const Specs read = ReadFrom(bytes.substr(0, check.size));
     RC_ASSERT(BytesOf(read).size() == check.size);
     RC_ASSERT(All(ReadFrom(BytesOf(read))) == All(read));

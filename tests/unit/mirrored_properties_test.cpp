@@ -279,6 +279,8 @@ TEST(MirroredProperties, OtherExtensionsShareTheBlockOfTheMessage) {
 
 TEST(MirroredProperties, TheEndOfAnImputationIsApplied) {
   DictionaryMirror mirror;
+  Apply(mirror, PassOf(Imputation(5)));
+  ASSERT_EQ(mirror.Dictionary().RowsPerImputation(), 5);
   Apply(mirror, PassOf(Imputation(0)));
   EXPECT_EQ(mirror.Dictionary().RowsPerImputation(), 0);
 }
