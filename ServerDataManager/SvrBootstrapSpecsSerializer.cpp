@@ -27,7 +27,8 @@ constexpr std::uint32_t kVersion = 1;
 constexpr std::size_t kCaseStatSize = sizeof(double) + sizeof(std::uint32_t);
 
 // The format assumes these sizes.
-static_assert(sizeof(int) == 4 && sizeof(double) == 8 && std::numeric_limits<double>::is_iec559);
+static_assert(sizeof(int) == 4 && sizeof(double) == 8 && std::numeric_limits<double>::is_iec559 &&
+              sizeof(CaseStat) == 16);
 
 // ---- writing ------------------------------------------------------------------------------------
 
@@ -45,18 +46,18 @@ void WriteList(const std::vector<Number>& list, std::string& bytes) {
   bytes.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof(Number));
 }
 
-// Writes each member separately: a pair has padding, the format does not. Packs several pairs at a
-// time into a buffer, which is faster than appending each number.
+// A pair has padding after its members, the format does not: the next pair overwrites the padding.
+// Packs several pairs at a time into a buffer, which is faster than appending each number.
 void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
   Write(static_cast<std::uint32_t>(list.size()), bytes);
   constexpr std::ptrdiff_t kPairsAtOnce = 256;
-  std::array<char, kPairsAtOnce * kCaseStatSize> buffer;
+  constexpr std::size_t kPadding = sizeof(CaseStat) - kCaseStatSize;
+  std::array<char, kPairsAtOnce * kCaseStatSize + kPadding> buffer;
   for (auto next = list.begin(); next != list.end();) {
     char* end = buffer.data();
     const auto stop = next + std::min(kPairsAtOnce, list.end() - next);
     for (; next != stop; ++next, end += kCaseStatSize) {
-      std::memcpy(end, &next->first, sizeof(double));
-      std::memcpy(end + sizeof(double), &next->second, sizeof(std::uint32_t));
+      std::memcpy(end, &*next, sizeof(CaseStat));
     }
     bytes.append(buffer.data(), end);
   }

@@ -142,9 +142,10 @@ class SDM_EXPORT SvrDMDataset {
 
   // --- Saved file and creation time ---
 
-  // LockSavFileInUse opens the file GetFileName() for reading, and denies writing to other programs
-  // if the file system supports locks. First it closes a file that is open under another name. If
-  // it cannot open the file, it fails silently. UnlockSavFileInUse closes the file.
+  // LockSavFileInUse opens the file GetFileName() for reading, and tries once to lock it, so that
+  // programs that lock it cannot write to it. The file stays open if it cannot be locked. First
+  // closes a file that is open under another name. Fails silently if the file cannot be opened.
+  // UnlockSavFileInUse closes the file.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();

@@ -149,9 +149,9 @@ class RegistryAndList {
     all_.push_back(item);
   }
 
-  // Returns the dataset that was just added with this identifier. If an earlier dataset has the
-  // same identifier, the registry finds the earlier one, so the result is the last of all datasets.
-  // Only then calls GetAllDatasets, which also removes the gaps in the registry's list.
+  // Returns the dataset that was just added with this identifier. GetDataSet returns an earlier
+  // dataset with the same identifier, if any; only in that case, uses GetAllDatasets, which also
+  // removes the gaps in the registry's list.
   SvrDMItemPtr LastWith(LocallyUniqueID id) {
     if (First(id) == nullptr) return registry_.GetDataSet(id);
     return SvrDMItemPtr(Opened(registry_.GetAllDatasets().back()).Get());

@@ -60,7 +60,7 @@ TEST_F(ChangingValues, DeletesCases) {
             "   1  4  5  6\n");
 }
 
-TEST_F(ChangingValues, DeletesAVariableCalledCases) {
+TEST_F(ChangingValues, DeleteCasesWithoutNumbersDeletesTheVariableOfThatName) {
   EXPECT_EQ(CasesAfter("rename survey b cases\ndelete survey cases\n"),
             "      a  c\n"
             "   1  1  3\n"

@@ -279,7 +279,7 @@ TEST(BootstrapBytes, DecodingTwiceDuplicatesOnlySplitEndsAndCaseStatistics) {
   EXPECT_EQ(All(specs), All(expected));
 }
 
-TEST(BootstrapBytes, HaveTheFlagInTheLowestBitOfTheLastByte) {
+TEST(BootstrapBytes, HaveTheExcludeUserMissingFlagInTheLowestBitOfTheLastByte) {
   const std::pair<int, bool> flags[] = {{0, false}, {1, true},    {2, false},
                                         {3, true},  {254, false}, {255, true}};
   for (const auto& [byte, flag] : flags) {

@@ -575,7 +575,7 @@ TEST_F(PropertiesInMessages, ReplacingAnySplitVariableIsReported) {
   }
 }
 
-TEST_F(PropertiesInMessages, AChangeOfSeparateAnalysisIsReported) {
+TEST_F(PropertiesInMessages, ChangingTheSeparateFlagOfASplitIsReported) {
   StartWith([](ORVX_DataSource& source) { SplitBy(source, "A B"); });
   SplitBy(Source(), "A B", /*separate=*/true);
   Update();
@@ -816,7 +816,7 @@ TEST_F(DashboardInfoAfterAChange, IsRemovedIfTheSplitChanges) {
   EXPECT_MESSAGES(Queue(), Split("A"), cleared);
 }
 
-TEST_F(DashboardInfoAfterAChange, IsKeptAfterOtherChanges) {
+TEST_F(DashboardInfoAfterAChange, IsKeptIfLabelSetsExtensionsOrImputationChange) {
   StartWith([](ORVX_DataSource& source) { source.RowsPerImputation(5); });
   ASSERT_TRUE(SourceHasIt());
   Source().RowsPerImputation(0);

@@ -562,7 +562,7 @@ std::vector<std::string> StagesOf(const Specs& whole) {
   return stages;
 }
 
-TEST(LibraryMemory, DecodingKeepsDecodedFieldsIfItThrows) {
+TEST(LibraryMemory, DecodingABootstrapSpecificationKeepsTheFieldsDecodedBeforeItThrows) {
   const Specs whole = FullBootstrapSpecs();
   const std::string bytes = BytesOf(whole);
   const auto prepare = [=] {

@@ -166,7 +166,7 @@ TEST(MessageMemory, ErrorMessagesAreMadeCopiedEncodedAndDecodedOrThrow) {
 
 // --- Texts of a dictionary ---
 
-TEST(MessageMemory, TextsOfADictionaryAreMadeOrThrow) {
+TEST(MessageMemory, FormattingAPartOfADictionaryReturnsTheTextOrThrows) {
   namespace Text = DictionaryText;
   const ORVX_Variable variable = Full().GetVariable(1);
   const std::vector<LocallyUniqueID> ids = {support::Id("A"), kVariable};

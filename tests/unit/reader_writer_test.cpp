@@ -227,7 +227,7 @@ TEST_F(WriterHandle, MakesOtherReadersAndWritersWait) {
   writer.reset();
 }
 
-TEST_F(WriterHandle, TryOnlyAcquiresAFreeLock) {
+TEST_F(WriterHandle, ATryOnlyWriterAcquiresAFreeLock) {
   auto writer = Writer(/*tryOnly=*/true);
   ExpectCounts(0, 1);
   WatchedThread reading([&] { const auto reader = Reader(); });

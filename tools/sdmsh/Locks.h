@@ -161,7 +161,7 @@ class CallerLocks {
   bool TryRead(Caller& caller, const DatasetPtr& dataset,
                const std::function<void(SvrDMInputDataSource&)>& work);
   // Runs `work` on the caller's thread with the caller's writer. Refused if the caller does not
-  // hold the write lock, and if the caller waits for a lock.
+  // hold the write lock or is waiting for a lock.
   void Write(Caller& caller, const OpenDataset& dataset,
              const std::function<void(SvrDMWriteableDataSource&)>& work);
   // Notifies observers of the changes so far and keeps the lock. Refused like Write.
@@ -180,7 +180,7 @@ class CallerLocks {
   // before each command, because the previous command may have failed before it marked them.
   void FinishAcquiring();
 
-  // To be called after CloseDown. Returns whether a caller's thread still waits for a lock, which
+  // To be called after CloseDown. Returns whether a caller's thread still waits for a lock that
   // no caller can release. If so, this object must not be destroyed.
   bool IsStuck() const;
 

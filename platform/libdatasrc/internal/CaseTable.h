@@ -44,7 +44,7 @@ class CaseTable {
   void SetRowCount(std::size_t rows) { rows_ = rows; }
 
   std::size_t RowCount() const { return rows_; }
-  // Null if the table has no such column.
+  // Null if the table has no such column, or if all its values are missing.
   const CaseColumn* Find(LocallyUniqueID id) const;
 
   // Removes the columns whose identifiers `isUsed` rejects.

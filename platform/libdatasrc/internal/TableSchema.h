@@ -106,7 +106,8 @@ struct SchemaField {
   FieldRules rules;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  // Never null; usually shared with the table. Does not contain the texts of `missing`.
+  // The texts that read as missing; never null. Fields without their own `missingValues` share one
+  // set. Does not contain the values in `missing`, which are declared missing.
   std::shared_ptr<const MissingTexts> missingValues;
 
   std::optional<int> width;

@@ -105,7 +105,7 @@ class VariableBlock {
   void CopyHash(const VariableBlock& other) noexcept;
 
   std::vector<ORVX_Variable> variables_;
-  // The identifiers as words, one for each variable up to the capacity; meaningless beyond Size().
+  // The identifiers as words, one for each slot up to the capacity; only the first Size() are used.
   std::vector<unsigned int> words_;
   // The cached hash; none if secondHash_ is kNoHash.
   mutable std::atomic<std::uint64_t> firstHash_{0};

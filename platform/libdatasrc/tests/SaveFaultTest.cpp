@@ -125,7 +125,7 @@ int flock(int file, int operation) noexcept {
 
 namespace {
 
-// --- Contents: the data of one do not fit the schema of another ---
+// --- Test sources. The data of each source do not fit the schema of any other source. ---
 
 ORVX_Variable Variable(const std::string& name, const std::string& label) {
   ORVX_Variable variable(ORVX_Variable::NextID(), name);

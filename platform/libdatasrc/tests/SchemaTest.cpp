@@ -382,7 +382,7 @@ TEST_F(SchemaTest, FieldsMatchAcceptsOnlyTheWordsOfTheStandard) {
             "'some' is not one of: exact, equal, subset, superset, partial");
 }
 
-TEST_F(SchemaTest, LabelledMissingValuesOfTheTypeStayValues) {
+TEST_F(SchemaTest, LabelledMissingValuesThatFitTheTypeBecomeDeclaredMissingValues) {
   const SchemaField number = Field(R"("type": "integer", "missingValues": [
       {"value": "", "label": "not asked"}, {"value": "-9", "label": "refused"}, {"value": "-8"}])");
   ASSERT_EQ(number.missing.size(), 2U);
