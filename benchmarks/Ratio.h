@@ -27,7 +27,7 @@ int CallsOfABatch(Operation operation) {
   return calls;
 }
 
-// Compares the shortest times of 20 batches of each operation. The batches alternate, so that load
+// Compares the shortest times of 100 batches of each operation. The batches alternate, so that load
 // on the machine affects both operations.
 template <class Measured, class Peer>
 double Ratio(Measured measured, Peer peer) {
@@ -35,7 +35,7 @@ double Ratio(Measured measured, Peer peer) {
   const int peerCalls = CallsOfABatch(peer);
   double shortest = std::numeric_limits<double>::max();
   double shortestOfPeer = shortest;
-  for (int turn = 0; turn < 20; ++turn) {
+  for (int turn = 0; turn < 100; ++turn) {
     shortest = std::min(shortest, SecondsOf(measuredCalls, measured));
     shortestOfPeer = std::min(shortestOfPeer, SecondsOf(peerCalls, peer));
   }
