@@ -205,6 +205,7 @@ struct NumberRectangle {
   std::size_t fetchedAhead;
 };
 
+// Transposes two rows of two columns at a time, by vector instructions.
 template <std::size_t kColumns>
 void Write(const NumberRectangle& part) {
   const auto [columns, firstRow, rows, cells, width, fetchedAhead] = part;
@@ -271,7 +272,7 @@ CaseIterator::CaseIterator(const CaseTable& table, const ORVX_DataSource& dictio
 }
 
 void CaseIterator::AddNumbers(const double* numbers) {
-  const bool fits = !groups_.empty() && groups_.back().count < kLineNumbers &&
+  const bool fits = !groups_.empty() && groups_.back().count < groups_.back().columns.size() &&
                     groups_.back().cell + groups_.back().count == width_;
   if (!fits) groups_.push_back({{}, 0, width_});
   NumberGroup& group = groups_.back();
