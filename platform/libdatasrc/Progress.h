@@ -1,7 +1,7 @@
 // Progress: watches a long operation, and may stop it.
 //
 //   SaveDelimited(survey, "survey.tsv", {}, [&](std::uint64_t done, std::uint64_t total) {
-//     bar.Show(done, total);
+//     ShowBar(done, total);
 //     return !stopRequested;
 //   });
 

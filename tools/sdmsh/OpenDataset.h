@@ -142,7 +142,7 @@ class OpenDataset {
   std::vector<std::string> observers_;
   std::unique_ptr<ClientChannel> client_;  // null if there is no client
   int reportCount_ = 0;
-  std::pair<std::string, char> delimiter_;  // of a file
+  std::pair<std::string, char> delimiter_;  // the file opened or saved last, and its delimiter
 };
 
 using DatasetPtr = std::shared_ptr<OpenDataset>;
