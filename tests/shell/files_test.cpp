@@ -138,6 +138,13 @@ TEST_F(Delimiter, OfAFileThatReplacesTheSourceIsKept) {
   EXPECT_THAT(Content("new.csv"), StartsWith("a|b\n"));
 }
 
+TEST_F(Delimiter, OfAFileStaysIfAnotherFileReplacesTheSourceBeforeTheSave) {
+  WriteFile("new.csv", "a|b\n1|2\n");
+  EXPECT_EQ(HeaderAfter("f.csv", "a;b\n1;2\n",
+                        "source survey file " + Path("new.csv") + "\nsave survey\n"),
+            "a;b");
+}
+
 TEST_F(Delimiter, FollowsTheNameInOtherCases) {
   EXPECT_EQ(HeaderAfter("f.tsv", "a;b\n1;2\n", "save survey\n"), "a\tb");
   EXPECT_EQ(HeaderAfter("e.tab", "a;b\n1;2\n", "save survey\n"), "a\tb");

@@ -251,6 +251,16 @@ TEST(SaveDataset, RefusesTheFileOfAnotherDatasetHoweverItsPathIsSpelled) {
   EXPECT_FALSE(std::filesystem::exists(folder.Path("ages.csv")));
 }
 
+TEST(SaveDataset, RefusesTheFileOfAnotherDatasetByANameInTheCurrentFolder) {
+  const std::string name = "the_file_of_another_dataset.csv";
+  Dataset dataset(Ages());
+  dataset.Registry().Add(Ages(), std::filesystem::current_path() / name, /*quiet=*/false);
+  dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    EXPECT_THROW(SaveDataset(writer, name), DataFileError);
+  });
+  EXPECT_FALSE(std::filesystem::exists(name));
+}
+
 TEST(SaveDataset, LeavesADirtyDatasetWithItsOldFileIfItFails) {
   const TemporaryFolder folder;
   const std::string path = folder.Write("ages.csv");

@@ -114,10 +114,11 @@ class OpenDataset {
 
   // Stores the delimiter with which the shell opened or saved a file for the dataset; 0 if the name
   // of the file determines it.
-  void SetDelimiter(const std::string& file, char delimiter) { delimiter_ = {file, delimiter}; }
-  // Returns the stored delimiter; 0 if another file was opened or saved since.
+  void SetDelimiter(const std::string& file, char delimiter) { delimiters_[file] = delimiter; }
+  // Returns the delimiter that was stored last for the file; 0 if there is none.
   char DelimiterOf(const std::string& file) const {
-    return file == delimiter_.first ? delimiter_.second : '\0';
+    const auto found = delimiters_.find(file);
+    return found != delimiters_.end() ? found->second : '\0';
   }
 
   // Makes the caller the client that receives error reports, in place of the previous client. An
@@ -142,7 +143,7 @@ class OpenDataset {
   std::vector<std::string> observers_;
   std::unique_ptr<ClientChannel> client_;  // null if there is no client
   int reportCount_ = 0;
-  std::pair<std::string, char> delimiter_;  // the file opened or saved last, and its delimiter
+  std::map<std::string, char> delimiters_;  // by name of the file
 };
 
 using DatasetPtr = std::shared_ptr<OpenDataset>;

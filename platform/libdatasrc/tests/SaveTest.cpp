@@ -443,6 +443,9 @@ TEST(SaveDelimited, ReportsTheBytesOfTheCasesWritten) {
   selected.DeleteVariables(0, 0);
   EXPECT_THAT(reports(selected),
               ElementsAre(Pair(0, 0), Pair(65536, 0), Pair(131072, 0), Pair(160000, 160000)));
+  PassedOn shorter(&source);
+  shorter.DeleteVariables(1, 1);
+  EXPECT_EQ(reports(shorter).back(), std::make_pair(std::uint64_t{240000}, std::uint64_t{0}));
 }
 
 TEST(SaveDelimited, RefusesToReplaceTheSchemaOfAnotherDataFile) {

@@ -120,6 +120,15 @@ TEST_F(SchemaData, LabelsMissingValuesAndLimitsMayBeInfinite) {
       "INF");
 }
 
+TEST_F(SchemaData, LimitsMayNotBeNaN) {
+  for (const char* const rule : {R"("minimum": "NaN")", R"("enum": [1, "NaN"])"}) {
+    EXPECT_THAT(
+        ErrorInColumn("1\n", std::string(R"("type": "number", "constraints": {)") + rule + "}"),
+        testing::HasSubstr("must be a number"))
+        << rule;
+  }
+}
+
 TEST_F(SchemaData, TextsOfAnotherTypeAreRejected) {
   EXPECT_EQ(ErrorInColumn("x\n", R"("type": "date")"),
             "data.csv:2:1: 'x' in column 'a' is not a date");
