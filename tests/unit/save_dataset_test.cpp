@@ -258,7 +258,8 @@ TEST(SaveDataset, RefusesTheFileOfAnotherDatasetByANameInTheCurrentFolder) {
   dataset.Write([&](SvrDMWriteableDataSource& writer) {
     EXPECT_THROW(SaveDataset(writer, name), DataFileError);
   });
-  EXPECT_FALSE(std::filesystem::exists(name));
+  EXPECT_FALSE(std::filesystem::remove(name));
+  std::filesystem::remove("the_file_of_another_dataset.schema.json");  // if the test fails
 }
 
 TEST(SaveDataset, LeavesADirtyDatasetWithItsOldFileIfItFails) {
