@@ -37,10 +37,10 @@ inline bool IsSameName(const std::string& a, const std::string& b) {
 
 struct IndexEntry;
 
-// The place of an entry in one table.
+// The place of an entry in one KeyTable: in a binary heap, whose root is in the list of a bucket.
 struct IndexLink {
   std::uint64_t hash = 0;
-  IndexEntry* next = nullptr;    // for a root: the next root in the same bucket
+  IndexEntry* next = nullptr;    // of a root: the next root in the list
   IndexEntry* parent = nullptr;  // null for a root
   IndexEntry* left = nullptr;
   IndexEntry* right = nullptr;
@@ -49,7 +49,7 @@ struct IndexLink {
 // A dataset in the index.
 struct IndexEntry {
   SvrDMItem* item = nullptr;  // borrowed
-  std::size_t position = 0;   // in the list of items
+  std::size_t position = 0;   // in the registry's list of items
   IndexLink id, handle, fileName;
 };
 
@@ -81,8 +81,8 @@ struct FileNameMatch {
 // A hash table of entries by one key: the identifier, the handle name or the file name. `Match`
 // compares an item with a key. The table is intrusive, because setting a name must not allocate.
 // Entries with the same key, such as all datasets without a handle name, form a binary heap ordered
-// by position, so the root of the heap is the first of these datasets. Each step of a merge of two
-// heaps chooses a child at random, which keeps the expected depth logarithmic.
+// by position, so the root of the heap is the first of these datasets. Merging two heaps descends
+// to random children, which keeps the expected depth logarithmic.
 template <class Match>
 class KeyTable {
  public:
@@ -199,9 +199,9 @@ class DatasetIndex {
   // acquiring the leaf lock. If Append throws, nothing has changed.
   void Append(SvrDMItem& item, std::unique_ptr<IndexEntry> entry) SDM_REQUIRES(leafMutex);
 
-  // Removes the item from the list and the index. The caller has a reference to the item, so the
-  // item is not destroyed here. Returns its entry, which the caller deletes after releasing the
-  // leaf lock; null if the item is not in the list.
+  // Removes the item from the list and the index. The caller must hold a reference to the item, so
+  // that the item is not destroyed under the leaf lock. Returns the item's entry, which the caller
+  // deletes after releasing the leaf lock; null if the item is not in the list.
   std::unique_ptr<IndexEntry> Remove(const SvrDMItem& item) SDM_REQUIRES(leafMutex);
 
   // Removes all items from the index; the caller clears the list. Returns the entries, which the
@@ -225,7 +225,7 @@ class DatasetIndex {
     return ItemOf(fileNames_.First(match));
   }
 
-  // Moves the item to the new name in the index of the item's registry. Does nothing if the
+  // Updates the index of the item's registry after the item got a new name. Does nothing if the
   // registry was destroyed or does not have the item.
   static void NameChanged(const SvrDMItem& item, const HandleMatch& name) SDM_REQUIRES(leafMutex);
   static void NameChanged(const SvrDMItem& item, const FileNameMatch& name) SDM_REQUIRES(leafMutex);

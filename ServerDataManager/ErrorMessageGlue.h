@@ -29,20 +29,21 @@
 //   void Serialize(VStream&)           encodes its fields, or decodes and replaces them
 //   a public copy constructor          for VSClone
 //
-// A copy has no name: the copy constructor of VSerializable does not copy the name from SetName.
+// A copy does not have the name that SetName gave the original.
 //
 // Threads: the same as for `Message`.
 template <class Message, class Base = VSerializable>
 class SDM_EXPORT MessageGlue : public Base {
  public:
-  // `object` points to a Message, not to one of its bases.
+  // The callback for ForeignProcess. `object` must point to a Message, not to one of its base
+  // classes.
   static void VSwitch(void* object, VStream& stream) {
     static_cast<Message*>(object)->Serialize(stream);
   }
 
   // Encodes signature, version and fields, or decodes them into this object. Returns true. Throws
-  // VStreamError if the bytes are not this message in this version, or end too early; the object is
-  // then partly decoded and may only be destroyed.
+  // VStreamError if the bytes are too short, or are not this message in this version. After a throw
+  // the object may be partly decoded: only destroy it.
   bool Process(VStream& stream) {
     return ForeignProcess(static_cast<Message*>(this), Message::Version(), stream, VSwitch,
                           Message::VSignature());

@@ -18,8 +18,8 @@ InteractiveErrorMonitor::~InteractiveErrorMonitor() = default;
 void InteractiveErrorMonitor::Report(ErrorText text) {
   if (proxy_ == nullptr) return;
   if (text.Severity() != ErrorText::kError && !reportWarnings_) return;
-  // Every report has a response, although no code sets or reads the response. The response is
-  // declared first, because it must outlive the message.
+  // Every report constructs a response, although no code sets or reads it, and destroys it after
+  // the message.
   ReportedErrorMsgResponse response;
   ReportedErrorMsg message(id_, text);
   proxy_->SendMessage(kReportedErrorCommand, &message);

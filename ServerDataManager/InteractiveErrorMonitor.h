@@ -28,12 +28,12 @@ class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
   ~InteractiveErrorMonitor() override;
 
   // Sends `text` as one ReportedErrorMsg about the dataset, with command number 1000. Does nothing
-  // if the proxy is null, or for a warning (any severity but 1) while warnings are not reported.
-  // Ignores the return value of the proxy; its exceptions propagate.
+  // if the proxy is null. Also does nothing if warnings are switched off and `text` is a warning
+  // (any severity but 1). Ignores the return value of the proxy; its exceptions propagate.
   void Report(ErrorText text) override;
 
-  // Replaces the dataset and the proxy. Borrows the proxy, like the constructor. Does not change
-  // whether warnings are reported.
+  // Replaces the dataset and the proxy. Borrows the proxy, like the constructor. Warnings stay
+  // switched on or off.
   void InitializeErrorMonitor(LocallyUniqueID& id, PackageProxy* proxy);
 
   void ReportWarnings();

@@ -6,9 +6,9 @@
 namespace sdm_internal {
 
 // Prints one line with the expression, the function, the source and the line to standard error, and
-// aborts. `source` is the path from the project's root without extension. Every build type checks
-// invariants, because a violated invariant would send wrong messages to clients. Only a check for
-// misuse that cannot affect clients may depend on NDEBUG.
+// aborts. `source` is the path of the source file from the project's root, without extension.
+// Invariants are checked in every build type, because clients would get wrong messages if one were
+// violated. Only a check for misuse that cannot affect clients may depend on NDEBUG.
 //
 // Threads: any.
 [[noreturn]] void InvariantFailed(const char* source, int line, const char* function,

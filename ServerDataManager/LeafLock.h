@@ -1,4 +1,4 @@
-// LeafLock: guards the names of datasets and the lists of datasets.
+// LeafLock: guards the names of datasets, and the list of datasets of each registry.
 //
 //   const LeafLock held;
 

@@ -14,8 +14,8 @@
 #include <iosfwd>
 #include <string>
 
-// One 32-bit word: the domain, which identifies the generator, in bits 0-3, the serial in bits
-// 4-31. Pass it by value.
+// One 32-bit word. Bits 0 to 3 are the domain, which identifies the generator; bits 4 to 31 are the
+// serial. Pass it by value.
 //
 // Threads: a plain value; any thread may use its own copy.
 class LocallyUniqueID {
@@ -79,9 +79,8 @@ struct std::hash<LocallyUniqueID> {
 
 // Generates identifiers of one domain with consecutive serials.
 //
-// The counter is a full 32-bit word that wraps silently; the identifier keeps its low 28 bits, so
-// serials repeat every 2^28 calls, and a generator of domain 15 returns the null identifier once in
-// each cycle. The generator does not detect either case.
+// A serial has 28 bits, so serials repeat every 2^28 calls. In domain 15, one call in 2^28 returns
+// the null identifier. The generator detects neither.
 //
 // Threads: not safe; guarded by the lock of the generator's owner.
 class LocallyUniqueIDGenerator {

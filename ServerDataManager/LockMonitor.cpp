@@ -1,4 +1,4 @@
-// The records of the lock monitor: one table per thread. Only that thread writes the table, except
+// The records of the lock monitor: one table per thread. Only its own thread writes a table, except
 // while the tables are paused.
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
@@ -72,9 +72,9 @@ bool Excludes(const Record& hold, const Record& wait) {
          (hold.lock.mode != LockReport::Mode::Read || wait.lock.mode != LockReport::Mode::Read);
 }
 
-// The locks that one thread holds and waits for. Never deleted: a lock may outlive the thread that
-// acquired it. After the thread has ended and the table has become empty, another thread reuses the
-// table.
+// The table of one thread: the locks that it holds and waits for. Never deleted, because a lock may
+// stay held after its thread has ended. Once the thread has ended and its locks are released,
+// another thread may reuse the table.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
   // The table's thread accesses the fields below while `busy` is set (Edit), and any thread may
@@ -83,7 +83,7 @@ struct ThreadLocks {
   Record wait{};
   bool isWaiting = false;
   bool waitIsShown = false;         // whether reports include the wait
-  bool waitIsReported = false;      // whether the handler was called for a long wait
+  bool waitIsReported = false;      // whether FindLongWaits has found the wait
   bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
   ThreadName name;
   bool hasThread = true;   // guarded by pauseMutex
@@ -255,8 +255,8 @@ inline Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* a
   return nullptr;
 }
 
-// Finds the record of a hold and calls `change` with its table and the record. Searches the calling
-// thread's table first, then all tables, because any thread may have acquired the lock.
+// Finds the record of a held lock, and calls `change` with its table and the record. Searches the
+// calling thread's table first, then all tables, because any thread may have acquired the lock.
 template <class Change>
 void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
                 Change change) noexcept {
@@ -275,7 +275,7 @@ void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
 }
 
 // ---------------------------------------------------------------------------------------------
-// Incidents. The search runs while the tables are paused; the handler is called afterwards.
+// Incidents: found while the tables are paused, passed to the handler afterwards.
 
 // A copy of a record, with the name of its thread. The thread's number is 0 if there is no record.
 struct NamedRecord {
@@ -447,8 +447,8 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   return true;
 }
 
-// `table` is the table of the calling thread. Reads it under an Edit, because another thread may
-// mark the wait as reported at any time.
+// `table` is the table of the calling thread. Needs an Edit even to read it, because another thread
+// may mark the wait as reported at any time.
 bool WasTooLong(ThreadLocks& table) {
   const Edit edit(table);
   return IsTooLong(table, Now());

@@ -14,9 +14,9 @@
 // A deadlock is a cycle of threads: each thread waits for a lock that the next thread holds. The
 // locks may be of different datasets and kinds. A thread that waits for a lock that it holds itself
 // is a cycle of one thread. The thread that completes the cycle detects the deadlock when it begins
-// to wait. A lock counts as held by the thread that acquired it, even if another thread is to
-// release it; so a reported deadlock may still resolve. Waits with a time limit (TryRead, TryWrite)
-// are not recorded.
+// to wait. The thread that acquired a lock counts as its holder, even if another thread is to
+// release the lock; so a reported deadlock may still resolve. Waits with a time limit (TryRead,
+// TryWrite) are not recorded.
 //
 // If the handler is called when a wait begins, reports show the wait only after the handler has
 // returned.
@@ -26,10 +26,9 @@
 //
 // While the monitor is off, it costs one relaxed load per acquire and release, and no memory. While
 // it is on, each thread records its locks in a small table of its own, without atomic operations on
-// shared memory. A report copies all tables, and a thread that has to write its table waits for the
-// copy. To limit these waits, reports are at least a millisecond apart: GetLockReport waits if
-// necessary. Creating and destroying a reader handle takes at most 1.3 times as long as without the
-// monitor.
+// shared memory. A report copies all tables; meanwhile, a thread that has to write its table waits.
+// To limit these waits, reports are at least a millisecond apart: GetLockReport waits if necessary.
+// Creating and destroying a reader handle takes at most 1.3 times as long as without the monitor.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_
 #define SERVERDATAMANAGER_LOCKMONITOR_H_

@@ -52,16 +52,16 @@ inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
 }
 
 // Removes the record of the lock that `handle` acquired, on any thread. Call RemoveHold before
-// releasing the lock. With a null `handle`, removes the last record of the lock without a handle: a
-// record of the calling thread or, if that thread has none, of another thread.
+// releasing the lock. With a null `handle`, removes the last record of this lock that has no
+// handle: from the calling thread or, if it has none, from another thread.
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
 // Removes `handle` from the record of the lock that the handle acquired. Call ClearHandle if the
 // handle is destroyed while the lock stays held.
 void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
-// Removes all records of the locks of an item. Call RemoveLock before the item is destroyed if its
-// lock stays held: a later item at the same address must not appear locked.
+// Removes all records of the locks of an item. Call RemoveLock before destroying an item whose lock
+// stays held: otherwise a later item at the same address would appear locked.
 void RemoveLock(const void* address) noexcept;
 
 // A wait of the calling thread, recorded until Acquired is called or this object is destroyed.
@@ -83,8 +83,8 @@ class WaitRecord {
 
 // Records a lock that is held for a scope and has no try operation: the registry lock or the
 // notification mutex. Only the first of nested acquisitions of the registry lock is recorded.
-// Construct a ScopeRecord before acquiring the lock. Without contention, the constructor does not
-// search for deadlocks and pauses no other thread.
+// Construct a ScopeRecord before acquiring the lock. Without contention, the constructor neither
+// searches for deadlocks nor pauses other threads.
 class ScopeRecord {
  public:
   explicit ScopeRecord(const LockRequest& lock) noexcept;

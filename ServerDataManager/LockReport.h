@@ -27,7 +27,7 @@ struct LockReport {
     Notification,  // a dataset's notification mutex
     Registry,      // the registry lock
   };
-  enum class Mode { Read, Write, Exclusive };  // Exclusive: of kinds Notification and Registry
+  enum class Mode { Read, Write, Exclusive };  // Read, Write for Data; Exclusive for other kinds
 
   // One lock. `address` distinguishes locks, even if two datasets have the same identifier.
   struct Lock {
@@ -56,7 +56,8 @@ struct LockReport {
     Thread thread;
     const void* handle = nullptr;
     std::string label;
-    std::chrono::steady_clock::time_point since;  // accurate to a few milliseconds
+    // When the thread began to hold or wait, accurate to a few milliseconds.
+    std::chrono::steady_clock::time_point since;
   };
 
   // A thread that holds one lock and waits for another appears in both lists.
@@ -81,7 +82,7 @@ struct LockIncident {
   // `wait.thread` waits for `wait.lock`, which `blocker.thread` holds. In a deadlock, the blocker
   // of each step waits in the next step, and the blocker of the last step waits in the first; a
   // thread that waits for itself is a deadlock of one step. The blocker of a long wait is another
-  // thread that holds the lock; its thread number is 0 if no other thread holds the lock.
+  // thread that holds the lock; `blocker.thread.number` is 0 if there is none.
   struct Step {
     LockReport::Entry wait;
     LockReport::Entry blocker;

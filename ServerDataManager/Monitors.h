@@ -2,9 +2,9 @@
 // `ds`. If they differ, it queues extension messages on the item and copies the new value to the
 // snapshot.
 //
-// Each monitor function returns whether it queued a message. If the data source or a message
-// throws, the exception propagates, the snapshot keeps the old value, and no message of that
-// function stays queued.
+// Each monitor function returns whether it queued a message. Exceptions of the data source and of
+// messages propagate; the snapshot then keeps the old value, and no message of that function stays
+// queued.
 //
 // Threads: not safe; called in a notification pass.
 
@@ -33,7 +33,7 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
 
 // Compares the attributes. Queues one message, of extension type 17. If the attributes are equal
 // but something else changed (`anyChange`), removes the dashboard attributes from the data source,
-// because they describe the old data. If it removed any, it queues the message.
+// because they describe the old data, and queues the message if there were any.
 bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item, bool anyChange);
 
 // Queues the sets as text of the given extension type.

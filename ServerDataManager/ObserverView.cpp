@@ -84,7 +84,7 @@ class Comparison {
     }
   }
 
-  // Queues no message: the message that resets the client data, queued later, has the row count.
+  // Queues no message: the row count is in the message that ReportClientDataReset queues later.
   void CompareRowCount() {
     if (snapshot_.rowCount == source_.RowCount()) return;
     snapshot_.anyChange = true;
@@ -203,7 +203,7 @@ class Comparison {
     snapshot_.anyChange = true;
   }
 
-  // Both arrays of a split hold at least this many entries; only the first `count` are used.
+  // Both vectors of CompareSplit hold at least this many entries; only the first `count` are used.
   static constexpr std::size_t kMinSplitCapacity = 8;
 
   Snapshot& snapshot_;

@@ -13,8 +13,8 @@ class SvrDMItem;
 // Each item has a view as a member. The view is initially empty; Update compares it with the data
 // source.
 //
-// Threads: not safe; Update and SetBulkVarMoves run on the thread that holds the item's write lock,
-// Update also with its notification mutex held.
+// Threads: the thread that holds the item's write lock; for Update, it also holds the item's
+// notification mutex.
 class SDM_EXPORT SvrDMObserverView {
  public:
   // Borrows the item, which owns this view. The first Update reports the whole dictionary.
@@ -25,7 +25,7 @@ class SDM_EXPORT SvrDMObserverView {
 
   // With true, the next Update does not compare the variable lists but queues two messages: the
   // first deletes all variables of the view, the second inserts all variables of the data source.
-  // That Update clears the request.
+  // That Update then resets the value to false.
   void SetBulkVarMoves(bool bulk);
 
   // Compares the view with the item's data source (an empty source if the item has none). Queues

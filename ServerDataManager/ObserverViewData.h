@@ -1,5 +1,5 @@
 // Snapshot: the dictionary of a dataset as observers were last notified of it, and state kept
-// between comparisons. SvrDMObserverView::Data is a snapshot; tests make and compare others.
+// between comparisons. SvrDMObserverView::Data is a snapshot; tests make others.
 
 #ifndef SERVERDATAMANAGER_OBSERVERVIEWDATA_H_
 #define SERVERDATAMANAGER_OBSERVERVIEWDATA_H_
@@ -36,7 +36,7 @@ void UpdateSnapshot(Snapshot& snapshot);
 
 }  // namespace sdm_internal
 
-// Has no fields of its own.
+// Has no fields of its own, so its layout is the fixed layout of Snapshot.
 struct SvrDMObserverView::Data : sdm_internal::Snapshot {
   using Snapshot::Snapshot;
 };

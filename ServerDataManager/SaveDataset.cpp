@@ -17,8 +17,8 @@ using namespace sdm_internal;
 
 namespace {
 
-// Whether both paths name the same entry of the same folder. Saving replaces the entry, so a link
-// to the same file is another file.
+// Whether both paths name the same entry of the same folder. A link to the same file has an entry
+// of its own: saving replaces one entry and not the other.
 bool AreSpellingsOfOneFile(const std::filesystem::path& a, const std::filesystem::path& b) {
   const auto folderOf = [](const std::filesystem::path& path) {
     return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
@@ -40,9 +40,9 @@ void RefuseFileOfAnother(const SvrDMWriteableDataSource& writer, const std::stri
   }
 }
 
-// An observer that ignores the changes. Without observers, a pass may skip the comparison. Without
-// a comparison before the save, a later pass would find the old changes of variables and mark the
-// saved dataset as dirty.
+// An observer that ignores the changes: without observers, a pass may skip the comparison. A later
+// pass would then find changes of variables from before the save, and mark the saved dataset as
+// dirty.
 class ComparedByPass : public SvrDMDataSetObserver {
  public:
   explicit ComparedByPass(SvrDMDataset& dataset) : dataset_(dataset) { dataset_.Register(*this); }
@@ -61,15 +61,16 @@ void NotifyOfChanges(SvrDMWriteableDataSource& writer) {
   writer.Notify();
 }
 
-// The pass reports the file specification only if the dataset is built on a saved file.
+// Queues the message about the new file specification. For a dataset built on a saved file, the
+// next pass does this.
 void ReportFile(SvrDMWriteableDataSource& writer, const std::string& path) {
   if (SystemFile(writer.GetDataSource()) || writer.GetDataSource()->GetFileSpec() == path) return;
   writer.AddNotification(new DEMessages::FileSpecChangeMsg(
       0, writer.GetDataSetID(), writer.GetCaseSequence(), path.c_str(), true));
 }
 
-// Closes the old file first: LockSavFileInUse keeps an open file of the same name, which the save
-// has replaced on disk.
+// Closes the open file first: if it has the same name, LockSavFileInUse would keep it open,
+// although the save has replaced it on disk.
 void HoldFile(SvrDMWriteableDataSource& writer) {
   writer.UnlockSavFileInUse();
   writer.LockSavFileInUse();

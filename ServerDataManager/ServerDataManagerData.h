@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-// The list of items is guarded by the leaf lock, because at exit the list is emptied under the leaf
-// lock alone. A thread that also holds the registry lock keeps other threads from adding datasets.
+// The leaf lock guards the list of items, because at exit the list is emptied under the leaf lock
+// alone. Adding an item also needs the registry lock.
 struct SDM_HIDDEN ServerDataManager::Data {
   // Holds the registry lock for a scope.
   struct SDM_SCOPED_CAPABILITY Lock : sdm_internal::MonitoredGuard<CriticalSection::Lock> {
@@ -46,8 +46,8 @@ struct SDM_HIDDEN ServerDataManager::Data {
                unsigned int caseSequence);
 
   // Returns the source that the filter hook returns for `ds`, or `ds` if there is no hook. If the
-  // returned source is not built on `ds`, the hook has taken ownership of `ds`, and the pointer is
-  // set to null.
+  // returned source is not built on `ds`, the hook has taken ownership of `ds`; Filtered then sets
+  // the pointer to null.
   ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const SDM_REQUIRES(lock);
 
   // Returns a new item with `ds`, not registered yet. If `name` is in use, `name` becomes the
@@ -126,7 +126,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
     static inline constinit thread_local Notice* innermost_ = nullptr;
   };
 
-  // Returns true if a creation notice is due, and marks it as sent: only one of several threads
+  // If a creation notice is due, marks it as sent and returns true; only one of several threads
   // gets true. Needs no lock.
   static bool ClaimAnnouncement(SvrDMItem& item);
   static void Announce(const SvrDMItem& item, const std::string& fileName, const Notice& notice);

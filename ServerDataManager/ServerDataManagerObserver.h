@@ -15,8 +15,8 @@
 // and, in a creation notice from a notification pass, the write lock of the created dataset. The
 // observer may register and unregister dataset observers, even on the created dataset. But if the
 // observers of a dataset call the registry, registering on that dataset may deadlock while another
-// thread releases a writer of the dataset. An observer must not delete a dataset again in each
-// deletion notice of that dataset: the notices would recurse forever.
+// thread releases a writer of the dataset. An observer must not delete a dataset in every deletion
+// notice of that dataset, because each deletion sends another notice before it removes the dataset.
 //
 // Threads: called on the thread that adds or deletes the dataset or runs its notification pass,
 // with the registry lock held. An observer may call the registry on that thread, even to register,

@@ -1,6 +1,6 @@
-// Chains of data sources: each source points to its parent, the source that it reads from. The
-// parent link that a clone sets only while it makes an iterator is not part of a chain, so other
-// threads may make iterators concurrently.
+// Chains of data sources: each source points to its parent, the source that it reads from. A clone
+// also sets its parent link while it makes an iterator. These functions ignore that link, so other
+// threads may make iterators at the same time.
 
 #ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
 #define SERVERDATAMANAGER_SOURCECHAIN_H_

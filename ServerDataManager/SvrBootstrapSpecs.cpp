@@ -31,7 +31,7 @@ const char* DisplayWord(SvrBootstrapSpecs::CITypes type) {
   return "unknown";
 }
 
-// `label` must not end with a blank: a blank is printed before each element.
+// `label` must not end with a blank, because a blank is printed before each element.
 void DisplayList(std::ostream& stream, const char* label, const std::vector<int>& variables) {
   stream << label;
   for (const int variable : variables) stream << " " << variable;

@@ -34,8 +34,8 @@ class SDM_EXPORT SvrBootstrapSpecs {
   void SetSamplingMethod(SampMethods method);
   SampMethods GetSamplingMethod() const;
 
-  // Each list setter copies or moves its argument. The copying setters accept the object's own
-  // list.
+  // Each list setter copies or moves its argument. A copying setter accepts the object's own list
+  // as its argument.
   void SetStrataVarList(const std::vector<int>& variables);
   void SetStrataVarList(std::vector<int>&& variables);
   const std::vector<int>& GetStrataVarList() const;
@@ -61,7 +61,8 @@ class SDM_EXPORT SvrBootstrapSpecs {
   void SetExcludeUserMiss(bool exclude);
   bool GetExcludeUserMiss() const;
 
-  // Change these lists in place; they have no setters.
+  // These lists have no setters: change them in place. The library stores and encodes them without
+  // interpreting them.
   std::vector<std::uint32_t>& SplitEnds();
   const std::vector<std::uint32_t>& SplitEnds() const;
   std::vector<std::pair<double, std::uint32_t>>& CaseStats();

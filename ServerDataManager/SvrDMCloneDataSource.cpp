@@ -59,7 +59,7 @@ class IteratorMaker {
     return false;
   }
 
-  // Held only while links are set and read; no other lock is acquired under it.
+  // Held only while links are set and read; no other lock is acquired meanwhile.
   static inline Mutex mutex;
   static inline IteratorMaker* newest SDM_GUARDED_BY(mutex) = nullptr;
 

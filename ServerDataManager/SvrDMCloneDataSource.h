@@ -1,5 +1,5 @@
-// SvrDMCloneDataSource: a source with its own dictionary over the cases of another source, which
-// all copies of the clone share.
+// SvrDMCloneDataSource: a source with its own dictionary and the cases of another source. All
+// copies of a clone share that source.
 //
 //   auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open("survey.tsv"));
 //   SvrDMCloneDataSource copy(*clone);   // copies the dictionary, shares the cases
@@ -16,9 +16,9 @@
 
 // All copies of a clone together own the source that the clone was built from, with its chain of
 // parents; the last copy deletes the chain, the source first. No other object may own any source of
-// this chain, neither another clone built from the same source nor a dataset. To clone the source
-// of a dataset, first give the dataset another source. Alternatively, give the dataset the clone
-// while the clone shows its parent: SetDataSet then does not delete the old source.
+// this chain, neither a dataset nor another clone built from the same source. To clone the source
+// of a dataset, call ShowParents(true) on the clone and give the clone to the dataset: SetDataSet
+// then does not delete the source, and the dataset owns only the clone.
 //
 // Rows keep the layout of the owned source, RowLayout(), even after edits of the clone's
 // dictionary. ObsProjector(clone, clone) converts rows to the clone's dictionary. A
@@ -32,8 +32,8 @@
 // Threads: several threads may read one clone, make iterators and copy it; copies are independent.
 // The owned source must then support iterators on several threads. ShowParents and edits of the
 // dictionary need exclusive access. While one thread makes an iterator, GetParentSource() of the
-// clone may be set on other threads; ParentOf ignores this link. No lock is held while the owned
-// source makes its iterator.
+// clone may return the owned source on other threads; ParentOf ignores this link. No lock is held
+// while the owned source makes its iterator.
 class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
   // Owns `source`, which may be null, with its chain of parents, and copies its dictionary. If the
@@ -51,10 +51,9 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
 
   ~SvrDMCloneDataSource() override;
 
-  // Returns a new PassThroughIter over the rows of the owned source (no rows without an owned
-  // source); the caller owns the iterator. The iterator may outlive the owned source if the
-  // source's own iterators may. After the call, even if it throws, the clone does not show its
-  // parent.
+  // Returns a new PassThroughIter over the rows of the owned source; the caller owns the iterator.
+  // The iterator may outlive the owned source if that source's own iterators may. After the call,
+  // even if it throws, the clone does not show its parent.
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The values of the owned source; 0 without an owned source.

@@ -113,9 +113,9 @@ class SDM_EXPORT SvrDMDataset {
   // Borrowed until Unregister, which removes every occurrence and ignores unknown observers. If
   // Register throws std::bad_alloc, nothing was added.
   // Threads: any, but not inside a notice of this dataset. Takes the notification mutex, so it
-  // waits for a notification pass in progress. May be called inside a notice of the registry, but
-  // this may deadlock if another thread is releasing a writer of this dataset and the dataset's
-  // observers call the registry.
+  // waits for a notification pass in progress. Inside a notice of the registry, may deadlock with
+  // another thread that is releasing a writer of this dataset, if observers of the dataset call the
+  // registry.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
@@ -142,9 +142,9 @@ class SDM_EXPORT SvrDMDataset {
 
   // --- Saved file and creation time ---
 
-  // LockSavFileInUse opens the file GetFileName() for reading, and tries once to lock it, so that
-  // programs that lock it cannot write to it. The file stays open if it cannot be locked. First
-  // closes a file that is open under another name. Fails silently if the file cannot be opened.
+  // LockSavFileInUse closes a file that is open under another name, then opens the file
+  // GetFileName() for reading. Fails silently if the file cannot be opened. Also tries once to lock
+  // the file against writing; the lock is advisory, and the file stays open without it.
   // UnlockSavFileInUse closes the file.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();

@@ -14,7 +14,7 @@ class SvrDMItemPtr : public RefCountPtr<SvrDMItem> {
   SvrDMItemPtr(const SvrDMItemPtr&) = default;
 
   SvrDMItemPtr& operator=(const SvrDMItemPtr&) = default;
-  // A move copies: the source keeps its reference.
+  // Move assignment copies, so the source keeps its reference.
   SvrDMItemPtr& operator=(SvrDMItemPtr&& other) {
     return *this = static_cast<const SvrDMItemPtr&>(other);
   }

@@ -53,9 +53,9 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
 
   // Returns a writer, or nothing if it cannot acquire the lock within `longest`. Does not wait if
   // `longest` is zero or less. The other arguments and the exceptions are those of the
-  // constructors. A failed try has no side effects. TryWrite waits like
-  // SvrDMInputDataSource::TryRead, so an endless succession of overlapping readers starves it. The
-  // handle counts as a writer only after it has acquired the lock.
+  // constructors. A failed try has no side effects. TryWrite retries with pauses, like
+  // SvrDMInputDataSource::TryRead; overlapping readers may keep it from ever acquiring the lock.
+  // The handle counts as a writer only after it has acquired the lock.
   static std::optional<SvrDMWriteableDataSource> TryWrite(SvrDMItemPtr& item,
                                                           std::chrono::milliseconds longest,
                                                           SvrDMDataSetObserver* originator,
@@ -99,9 +99,9 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void ClearNotifications();
 
   // Storage that the observers of one notification pass share, so that work such as encoding the
-  // messages is done once. It is empty for the first observer and destroyed after the last observer
-  // was called. An observer must not change a value whose type it does not know. Borrowed until
-  // OnDataSetChanged returns; null outside OnDataSetChanged for this dataset.
+  // messages is done once. It is empty for the first observer, and is destroyed after the last
+  // observer was called. An observer must not change a value whose type it does not know. Borrowed
+  // until OnDataSetChanged returns; null outside OnDataSetChanged for this dataset.
   // Threads: the thread of the pass.
   std::any* PassData() const;
 

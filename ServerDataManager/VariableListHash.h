@@ -27,7 +27,8 @@ namespace sdm_internal {
 inline constexpr std::uint64_t kHashPrime = (std::uint64_t{1} << 61) - 1;
 __extension__ using WideHash = unsigned __int128;
 
-// Reduces `number` modulo the prime, by adding the bits above 2^61: 2^61 is 1 modulo the prime.
+// Reduces `number` modulo the prime: adds its upper 3 bits to its lower 61 bits, because 2^61 is 1
+// modulo the prime.
 constexpr std::uint64_t ReducedHash(std::uint64_t number) {
   const std::uint64_t sum = (number & kHashPrime) + (number >> 61);
   return sum >= kHashPrime ? sum - kHashPrime : sum;
@@ -49,7 +50,7 @@ struct HashPowers {
   }
 };
 
-// The powers with exponents 0 to 256; 256 is the size of a full block of variables.
+// The powers with exponents 0 to 256, for appending blocks of at most 256 variables.
 inline constexpr std::array<HashPowers, 257> kSmallHashPowers = [] {
   std::array<HashPowers, 257> powers{};
   for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * HashPowers{37, 43};
@@ -71,10 +72,10 @@ constexpr HashPowers HashPowersOf(std::uint64_t exponent) {
 //   First()  = high[0] * 37^(n-1) + ... + high[n-1]
 //   Second() = low[0] * 43^(n-1) + ... + low[n-1]
 //
-// 37 and 43 are the smallest primitive roots modulo p. So the factors of two variables are equal
-// only if the distance of the variables in the list is a multiple of p - 1. If the hashes of
-// different variables are independent and uniform, two different lists of equal length have equal
-// hashes with probability 2^-122.
+// 37 and 43 are the smallest primitive roots modulo p, so each position of a list with fewer than p
+// variables has a different factor. If the hashes of different variables are independent and
+// uniform, two different lists of equal length have equal hashes with a probability of about
+// 2^-122.
 //
 // Threads: a plain value; any thread may use its own copy.
 class VariableListHash {

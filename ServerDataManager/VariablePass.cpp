@@ -22,8 +22,8 @@ namespace sdm_internal {
 
 namespace {
 
-// Stops the process unless `settled`. The reported source, line and expression are fixed: they do
-// not change when this code moves.
+// Stops the process unless `settled`. The reported source, line and expression stay the same when
+// this code moves.
 void CheckSettled(bool settled) {
   if (settled) return;
   InvariantFailed("ServerDataManager/ObserverView", 352, "Update",
@@ -40,14 +40,15 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 }
 
 // Compares two variable lists in one forward pass over the source. At each position, edits the view
-// until both lists have equal variables there. Lower positions are settled and not searched again.
+// until both lists have equal variables there: the position is then settled. Settled positions are
+// not searched again.
 //
-// Queues the same messages as a linear search of the view from the current position would, but is
-// faster: it uses the view's index of identifiers, and looks up each view variable in the source
-// only once.
+// Finds variables with the view's index of identifiers, and looks up each view variable in the
+// source only once. Queues the same messages as a linear search of the view from the current
+// position on.
 //
-// Each step is atomic, so that the next comparison can continue after a failed comparison.
-// Allocations come first in a step; deleting variables allocates nothing.
+// Each step makes its whole change or none, so that the next comparison can continue after a failed
+// one. For that, a step allocates before it changes the view; deleting variables allocates nothing.
 class StepwisePass {
  public:
   // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
@@ -99,7 +100,7 @@ class StepwisePass {
     const int first = view_.FindVarIndex(id);
     if (first < 0) return viewCount;
     if (first >= index) return first;
-    // FindVarIndex returns a settled position only if the source contains the identifier twice.
+    // The first variable with this identifier is settled, so the source has the identifier twice.
     int viewIndex = index;
     while (viewIndex < viewCount && InView(viewIndex).GetID() != id) ++viewIndex;
     return viewIndex;
@@ -184,13 +185,14 @@ class StepwisePass {
   SvrDMItem& item_;
   bool& anyChange_;
   bool& resetClientData_;
-  // The end of a range of view variables, from the current position on, that are all in the source.
+  // The view variables from the current position up to, but not including, this one are all in the
+  // source.
   int checkedEnd_ = 0;
 };
 
-// A set of positions in a list: one bit per position, and a Fenwick tree (Fenwick, "A New Data
-// Structure for Cumulative Frequency Tables", 1994) of the number of set bits in each word. Empty
-// sets allocate nothing.
+// A set of positions in a list: one bit per position, in words of 64 bits, and a Fenwick tree of
+// the number of set bits in each word (Fenwick, "A New Data Structure for Cumulative Frequency
+// Tables", 1994). Empty sets allocate nothing.
 class PositionSet {
  public:
   // An empty set, for a list of `size` variables.
@@ -235,10 +237,10 @@ class PositionSet {
 // unique identifiers. It skips blocks with equal stamps. It does not change the view until all
 // messages are queued; then the view takes over the source's variables in one step.
 //
-// When the source's variables below `index` are settled, StepwisePass would have edited the view to
-// this list: those variables, followed by the view's variables from `next_` on, without the
-// variables at the positions in `taken_`, which were moved or deleted. So the position of a
-// variable in that list is found by counting.
+// Messages give positions in the view as StepwisePass would have edited it so far. When `index`
+// variables are settled, that view consists of these variables, followed by the variables of the
+// unedited view from `next_` on, except those in `taken_`, which were moved or deleted. So
+// positions are found by counting.
 template <class Source>
 class StampedPass {
  public:
@@ -266,8 +268,8 @@ class StampedPass {
   }
 
  private:
-  // Call InView only before MatchVariables. InView keeps the block of the last call, because
-  // successive positions are mostly in the same block.
+  // InView keeps the block of the last call, because successive positions are mostly in the same
+  // block. Call it only before MatchVariables, which invalidates the block.
   const ORVX_Variable& InView(int position) {
     const auto offset = static_cast<std::size_t>(position - viewBlock_.first);
     if (offset < viewBlock_.variables.size()) return viewBlock_.variables[offset];
@@ -287,8 +289,8 @@ class StampedPass {
     DeleteRest();
   }
 
-  // Skips the view's block at `next_` if its stamp is `stamp`. No variable of the block is taken:
-  // the source contains each of them only once, in the equal block.
+  // Skips the view's block at `next_` if its stamp is `stamp`. No variable of that block is taken:
+  // each is in the source only once, in the block with the same stamp.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);
@@ -297,7 +299,7 @@ class StampedPass {
     return true;
   }
 
-  // Moves `next_` to the next variable that was not taken. Returns false at the end of the view.
+  // Advances `next_` to a variable that is not taken. Returns false at the end of the view.
   bool SkipTaken() {
     while (next_ < viewCount_ && taken_.Contains(next_)) ++next_;
     return next_ < viewCount_;
@@ -414,7 +416,8 @@ class StampedPass {
   decltype(std::declval<Source&>().BlockAt(0)) viewBlock_{};
   int next_ = 0;
   PositionSet taken_;
-  // The end of a range of view variables, from `next_` on, that are all taken or in the source.
+  // The view variables from `next_` up to, but not including, this one are all taken or in the
+  // source.
   int checkedEnd_ = 0;
   std::vector<std::uint64_t> sourceStamps_;  // sorted; empty until needed
   std::vector<LocallyUniqueID> moved_;
@@ -436,8 +439,8 @@ concept HasSnapshotOperations = requires(Source& view, Source& source, LocallyUn
   view.DropUses(id);
 };
 
-// Uses StepwisePass if the data sources do not stamp their blocks, if identifiers repeat, or if
-// StampedPass throws.
+// Runs StampedPass if the data sources stamp their blocks and identifiers are unique. Otherwise, or
+// if StampedPass throws, runs StepwisePass.
 template <class Source>
 void Compare(Source& view, Source& source, SvrDMItem& item, bool& anyChange,
              bool& resetClientData) {

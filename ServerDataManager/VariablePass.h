@@ -15,7 +15,8 @@ namespace sdm_internal {
 void CompareVariables(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item,
                       bool& anyChange, bool& resetClientData);
 
-// Replaces all variables of the view. Queues two messages, even for empty lists.
+// Replaces all variables of the view by those of `source`. Queues two messages, a deletion and an
+// insertion, even for empty lists.
 void ReplaceVariables(ORVX_DataSource& view, const ORVX_DataSource& source, SvrDMItem& item);
 
 }  // namespace sdm_internal

@@ -73,7 +73,8 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
   ds = nullptr;  // the item now owns the source
   if (hasPassword) item->Password(password, passwordFlag);
-  // Both allocate, so they must precede the registration. After it, other threads may set the name.
+  // These allocate, so they precede the registration: if memory runs out, the dataset is not
+  // registered. After the registration, other threads may set the name.
   const Notice notice(*this);
   const std::string fileName = item->FileName();
   auto entry = std::make_unique<IndexEntry>();
@@ -173,7 +174,7 @@ void ServerDataManager::Data::Delete(SvrDMItemPtr item) {
   }
   std::unique_ptr<IndexEntry> removed;  // deleted after the leaf lock is released
   const LeafLock held;
-  // Null if an observer has removed the item from the list already.
+  // Null if an observer has already removed the item from the list.
   removed = Index().Remove(*item);
 }
 

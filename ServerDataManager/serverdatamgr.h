@@ -10,19 +10,21 @@
 //
 // The registry lock:
 //
-//   guards     the list of datasets, the registry observers, the generator of identifiers
+//   guards     the registry observers and the generator of identifiers. While a thread holds the
+//              registry lock, no other thread adds a dataset
 //   taken by   every operation of the registry unless stated otherwise. A thread that holds the
 //              registry lock may acquire it again
 //   held       while registry observers are called
 //   order      after the locks of a dataset (svrdmitem.h). A thread that holds the registry lock
 //              never waits for a reader/writer lock: handles acquire their lock after the registry
-//              lock has been released. The thread may register and unregister observers of a
-//              dataset, which takes the dataset's notification mutex. But both may deadlock if
-//              another thread is releasing a writer of the dataset and the dataset's observers call
-//              the registry.
+//              lock has been released
 //
-// The registry lock does not guard the state of a dataset. To compare names, the registry briefly
-// acquires a separate lock, after the registry lock. Passwords have no lock.
+// A thread that holds the registry lock may register and unregister observers of a dataset, which
+// takes the dataset's notification mutex. This may deadlock with a thread that is releasing a
+// writer of the dataset, if observers of the dataset call the registry.
+//
+// The registry lock does not guard the state of a dataset. The list of datasets and their names
+// have a lock of their own (LeafLock.h), which is acquired last. Passwords have no lock.
 
 #ifndef SERVERDATAMANAGER_SERVERDATAMGR_H_
 #define SERVERDATAMANAGER_SERVERDATAMGR_H_
@@ -81,8 +83,8 @@ class SDM_EXPORT ServerDataManager {
   // If a filter hook is installed, Add registers the source that the hook returns for `ds` (null: a
   // dataset without a source). A hook that throws must delete the sources that it made, and must
   // not have deleted `ds` or any parent of `ds`. If the call throws after the hook has returned but
-  // before the item is built, sources that the hook made are not deleted, and the hook is not
-  // notified: deleting these sources is the responsibility of the caller and the hook.
+  // before the item is built, the sources that the hook made are not deleted, and the hook does not
+  // learn of it. The caller and the hook must then delete them.
   //
   // Threads: any. Takes the registry lock for the whole call, like every operation unless stated
   // otherwise.
@@ -140,9 +142,9 @@ class SDM_EXPORT ServerDataManager {
   // --- Deleting ---
 
   // Notifies the registry observers, then removes the first dataset with this identifier; an
-  // unknown identifier is ignored. The dataset is destroyed with its last handle, or here, under
-  // the registry lock, if it has none. An exception from an observer propagates and leaves the
-  // dataset registered.
+  // unknown identifier is ignored. The dataset is destroyed with its last handle; if it has none,
+  // here, under the registry lock. An exception from an observer propagates and leaves the dataset
+  // registered.
   void Delete(const LocallyUniqueID& id);
 
   // Deletes every dataset, from the last registered to the first.
@@ -166,10 +168,10 @@ class SDM_EXPORT ServerDataManager {
   // Threads: not safe; call before datasets are added. Takes no lock.
   ORVX_DataSourceFilterHook* RegisterFilter(ORVX_DataSourceFilterHook* hook);
 
-  // Notifies registry observers that the dataset was created: only once, when it has a data source,
-  // and never for a quiet dataset. Called when a dataset is added and by its notification passes.
-  // If memory runs out before the first observer is called, the next call notifies the observers.
-  // An exception of an observer propagates, and the notice is not repeated.
+  // Notifies registry observers that the dataset was created: only once, when the dataset has a
+  // data source, and never for a quiet dataset. Called by notification passes; Add notifies in the
+  // same way. If memory runs out before the first observer is called, the next call notifies the
+  // observers. An exception of an observer propagates, and the notice is not repeated.
   // Threads: the thread that adds the dataset or holds its write lock. Takes the registry lock
   // while observers are notified.
   void NotifyCreate(SvrDMItem& item);
