@@ -21,11 +21,11 @@ class VStream;
 
 namespace DEMessages {
 
-// The base class of all change messages. A message does not change, except in operations that say
-// so and in decoding: VSInitSerialization with a reading stream replaces the value of the message,
-// which is typically default-constructed. Constructors copy their arguments.
+// The base class of all change messages. Constructors copy their arguments. Afterwards, a message
+// changes only by operations that say so, and by decoding: VSInitSerialization with a reading
+// stream replaces its value. A message is usually default-constructed for that.
 //
-// Threads: several threads may read one message, but not while it is decoded.
+// Threads: several threads may read one message, but not while it is encoded or decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {
  public:
   // One enumerator for each class of change messages.
@@ -52,7 +52,7 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
 
   Kind GetKind() const;
 
-  // Not interpreted; 0 in every message of the server.
+  // The library does not interpret it; the server always sends 0.
   unsigned int GetLeading() const { return leading_; }
   // The dataset that changed.
   LocallyUniqueID GetDataSetID() const { return dataSetID_; }
@@ -68,12 +68,13 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
   //   modified variable "age": name "age" -> "years"; label none -> "Age in years"
   //   case data reset: 944 rows
   //
-  // Names and texts are quoted but not escaped; line feeds stay. Some messages have only
-  // identifiers or positions of variables. The names of these variables are looked up in `before`,
-  // the dictionary before the message, which is borrowed for the call; for example, the dictionary
-  // of a DictionaryMirror. If `before` is null or has no such variable, the text has only the
-  // identifier or position, and omits how a variable was modified. For a message of kind Other,
+  // Names and texts are quoted but not escaped; line feeds stay. For a message of kind Other,
   // returns the signature.
+  //
+  // `before` is the dictionary before the message, for example of a DictionaryMirror; it is
+  // borrowed for the call. It supplies the names of variables for which the message has only
+  // identifiers or positions, and the old definition of a modified variable. If `before` is null
+  // or has no such variable, the text gives the identifier or position, and no old definition.
   std::string ToString(const ORVX_DataSource* before = nullptr) const;
 
  protected:

@@ -173,7 +173,7 @@ class Formatter final : public DataSetMsgVisitor {
            });
   }
 
-  // A message from outside may contain invalid text.
+  // A received message may contain invalid text.
   template <class Format>
   void VisitText(const char* what, const ORVX_ExtensionImpl& block, Format format) {
     try {

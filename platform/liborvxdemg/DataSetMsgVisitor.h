@@ -9,7 +9,7 @@
 namespace DEMessages {
 
 // One operation for each class, called by DataSetMsg::Accept. The message is borrowed for the call.
-// There are no defaults: a visitor must handle every kind of change.
+// No operation has a default: a visitor must handle every kind of change.
 class SDM_EXPORT DataSetMsgVisitor {
  public:
   virtual void Visit(const InsertVarsMsg& message) = 0;

@@ -25,7 +25,7 @@ std::string Braced(const List& list, Text text) {
 // Returns the word of an enumerator; enumerators count from 0.
 template <class Enumeration>
 const char* WordOf(Enumeration value, std::span<const char* const> words) {
-  const auto index = static_cast<std::size_t>(value);  // a huge index for a negative value
+  const auto index = static_cast<std::size_t>(value);  // huge for a negative value
   return index < words.size() ? words[index] : "unknown";
 }
 
@@ -52,7 +52,7 @@ std::string Set(const ORVX_DataSource* dictionary, const VariableSetImpl& set) {
   return text;
 }
 
-// Whether the bytes are UTF-8 without control characters.
+// Whether the bytes are UTF-8 without ASCII control characters.
 bool IsReadable(std::string_view bytes) {
   using Utf8 = std::codecvt<char32_t, char8_t, std::mbstate_t>;
   const std::u8string text(bytes.begin(), bytes.end());

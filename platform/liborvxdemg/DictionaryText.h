@@ -19,7 +19,7 @@
 
 class ORVX_DataSource;
 
-// A function that returns a pointer returns a string literal.
+// The functions that return `const char*` return string literals.
 //
 // Threads: any.
 namespace DictionaryText {
@@ -86,14 +86,14 @@ SDM_EXPORT std::string TimeSeries(const ORVX_DataSource* dictionary, const ORVX_
 
 // For example "indicators".
 SDM_EXPORT const char* SetKind(std::int32_t kind);
-// "name" "label": indicators "a", "b", selected value "1"; "next": "c"
+// For example: "name" "label": indicators "a", "b", selected value "1"; "next": "c"
 SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
                             const std::vector<VariableSet>& sets);
 // For example: "news" (3 variables), "issues" (1 variable)
 SDM_EXPORT std::string SetSizes(const std::vector<VariableSet>& sets);
 
-// UTF-8 without control characters in quotes, if it has at most 60 bytes; otherwise the number of
-// bytes, such as "944 bytes".
+// The bytes in quotes if they are UTF-8 without ASCII control characters, at most 60 bytes long;
+// otherwise their number, such as "944 bytes".
 SDM_EXPORT std::string Bytes(std::string_view bytes);
 
 }  // namespace DictionaryText

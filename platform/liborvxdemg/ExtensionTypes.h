@@ -12,12 +12,12 @@
 
 namespace DEMessages {
 
-// The only extension of a data source that servers report. The types below carry other properties,
-// as text.
+// The type of the only extension of a data source whose changes are sent. The types below are for
+// other properties, sent as text.
 inline constexpr int kOwnExtension = 0;
 
-// Text of sets, as MakeExtension writes it. Multiple-response sets are sent twice, with the same
-// text.
+// Text of sets, as MakeExtension writes it. The multiple-response sets are sent in two messages, as
+// types 7 and 19, with the same text.
 inline constexpr int kVariableSetsText = 5;
 inline constexpr int kMRSetsText = 7;
 inline constexpr int kMRSetsSecondText = 19;

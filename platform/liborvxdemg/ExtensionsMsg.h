@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// Has the new block.
+// Has the new extension.
 class SDM_EXPORT ExtensionsMsg final : public MessageGlue<ExtensionsMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ExtensionsMsg"; }

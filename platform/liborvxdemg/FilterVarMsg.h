@@ -9,7 +9,7 @@
 
 namespace DEMessages {
 
-// The variable is in the dictionary when the message is applied.
+// The filter variable, if any, is in the dictionary when the message is applied.
 class SDM_EXPORT FilterVarMsg final : public MessageGlue<FilterVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FilterVarMsg"; }

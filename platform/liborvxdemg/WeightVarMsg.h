@@ -9,7 +9,7 @@
 
 namespace DEMessages {
 
-// The variable is in the dictionary when the message is applied.
+// The weight variable, if any, is in the dictionary when the message is applied.
 class SDM_EXPORT WeightVarMsg final : public MessageGlue<WeightVarMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::WeightVarMsg"; }

@@ -1,4 +1,4 @@
-// Opens files for reading, on POSIX systems with open-file-description locks.
+// Opens files for reading, with POSIX calls and open-file-description locks.
 
 #include <fcntl.h>
 #include <libplatdep/ExtNameStr.h>

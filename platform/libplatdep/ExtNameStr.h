@@ -14,7 +14,7 @@
 // Threads: a plain value; any thread may use its own copy.
 class SDM_EXPORT ExtNameStr {
  public:
-  // Share mode: denies writing to other programs while the file is open.
+  // Share mode: asks other programs not to write while the file is open (see fsopen).
   static constexpr int kDenyWrite = 32;
 
   // An empty name, which matches no file.

@@ -5,8 +5,8 @@
 
 namespace {
 
-// Iterates over the sort keys of a string: its folded code points, and a larger number for each
-// invalid byte.
+// Iterates over the sort keys of a string: its folded code points, and for each invalid byte a
+// number above all code points.
 class FoldedText {
  public:
   explicit FoldedText(const char* text) : next_(reinterpret_cast<const utf8proc_uint8_t*>(text)) {}
@@ -29,7 +29,7 @@ class FoldedText {
  private:
   static constexpr utf8proc_ssize_t kUpToTheZero = -1;
   static constexpr utf8proc_int32_t kAboveCodePoints = 0x110000;
-  static constexpr utf8proc_ssize_t kLongestFolding = 3;  // the number of code points
+  static constexpr utf8proc_ssize_t kLongestFolding = 3;  // in code points
 
   utf8proc_int32_t NextAscii(utf8proc_uint8_t byte) {
     ++next_;

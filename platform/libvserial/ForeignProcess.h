@@ -14,7 +14,7 @@ class VStream;
 // true.
 //
 // Decoding throws VStreamError, before the call of `vswitch`, if the signature or the version
-// differs. Exceptions of `vswitch` propagate. The function only passes `object` to `vswitch`.
+// differs. Exceptions of `vswitch` propagate. `object` is only passed to `vswitch`.
 //
 // Threads: the thread that uses the stream.
 SDM_EXPORT bool ForeignProcess(void* object, unsigned int version, VStream& stream,
@@ -24,7 +24,7 @@ SDM_EXPORT bool ForeignProcess(void* object, unsigned int version, VStream& stre
 // not move the position. Throws VStreamError if there is no signature, or the stream writes.
 SDM_EXPORT std::string PeekSignature(const VStream& stream);
 
-// Formats a signature from outside for an error text: in quotes, truncated after 64 bytes, with
+// Formats a received signature for an error text: in quotes, truncated after 64 bytes, with
 // control and non-ASCII bytes as \xNN.
 //
 // Threads: any.

@@ -13,7 +13,7 @@
 
 // `new` and `delete` of a derived class use this library's memory, never the global operators. So a
 // program may replace the global operators in only some of its parts. Arrays and standard
-// containers are not affected.
+// containers still use the global operators.
 //
 // Not for classes with a stricter alignment than std::max_align_t.
 //

@@ -27,7 +27,7 @@ inline std::string Gzip(const std::string& text) {
   return bytes;
 }
 
-// The result has a checksum.
+// Compresses a text in Zstandard format, with a checksum.
 inline std::string Zstd(const std::string& text) {
   std::string bytes(ZSTD_compressBound(text.size()), '\0');
   ZSTD_CCtx* const context = ZSTD_createCCtx();

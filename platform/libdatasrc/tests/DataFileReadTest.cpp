@@ -1,5 +1,5 @@
-// For random texts, the reader of data files gives the same values and errors as simple readers,
-// with blocks of any size. Compiled with the internals of the library.
+// Compares the reader of data files with simple readers on random texts, with blocks of many sizes.
+// Compiled with the internals of the library.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -294,7 +294,7 @@ std::string RandomNumber(Random& random) {
   return text;
 }
 
-// Reads the only field of a file whose only column has the type number; null if it is no number.
+// Reads a field as a number, with the reader of data files; null if the field is not a number.
 std::optional<double> ReadField(const std::string& field) {
   RecordBlock block;
   const std::string text = field + "\n";

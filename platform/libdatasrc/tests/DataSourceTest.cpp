@@ -312,8 +312,8 @@ TEST_F(DataSource, SplitOfAnySizeTakesAnyNumberOfVariables) {
   EXPECT_FALSE(copy.GetSplitqSeparate());
 }
 
-// To move a variable in its snapshot, a notification pass first inserts a copy at the new position,
-// then deletes the variable at the old position.
+// Two variables have the same identifier for a moment when a notification pass moves a variable in
+// its snapshot: it inserts a copy at the new position, then deletes the variable at the old one.
 TEST_F(DataSource, DeletingOneOfTwoVariablesWithTheSameIdentifierDropsItsUses) {
   const int indices[] = {2, 0};
   source.SetWeightVar(2);
@@ -526,8 +526,8 @@ TEST_F(DataSource, RowLayoutIsNullWithoutRowsToPassOn) {
   EXPECT_EQ(RowsOfAnother(&none).RowLayout(), nullptr);
 }
 
-// The slot of a virtual function in the Itanium C++ ABI: a pointer to the function is the byte
-// offset plus one.
+// The slot of a virtual function. In the Itanium C++ ABI, a pointer to the member function holds
+// the byte offset of the slot plus one.
 template <class Operation>
 std::size_t Slot(Operation operation) {
   struct Pointer {

@@ -33,8 +33,8 @@ std::size_t BytesToOpen(const std::string& path) {
   return support::heap.bytes - before;
 }
 
-// Returns the memory for opening a file whose schema has `count` missing values and `count` fields,
-// with a column for each field.
+// Returns the bytes allocated by opening a file whose schema has `count` missing values and `count`
+// fields, with a column for each field.
 std::size_t BytesToOpen(int count, const std::string& more = "") {
   const Folder folder;
   folder.Write("data.schema.json", Schema(count, count, more));
@@ -72,7 +72,7 @@ TEST(FileMemory, LooksUpMissingValuesByHash) {
   EXPECT_EQ(RowText(*source, area.data()), "[        ]");
 }
 
-// The text of a cell is looked up without copying it from the record.
+// The text of a cell is compared with the missing values without copying it from the record.
 TEST(FileMemory, LookingUpACellAllocatesNothing) {
   const Folder folder;
   const std::string text = "c100000\n" + std::string(1 << 20, 'x') + "\n";

@@ -35,8 +35,8 @@ class FileTextTest : public testing::Test {
     return FileText(folder.Write("data.csv", bytes)).Encoding();
   }
 
-  // The text before the error, a bar and the error text without the name of the folder. Without an
-  // error, only the text.
+  // Returns the text before the error, `|` and the error text without the name of the folder; only
+  // the text if there is no error.
   std::string ErrorIn(const std::string& bytes, const std::string& encoding = {}) const {
     std::string before;
     try {
@@ -110,7 +110,7 @@ TEST_F(FileTextTest, ConcatenatedZstandardFramesAreReadAsOneTextWithoutSkippable
   EXPECT_EQ(TextOf(skipped + Zstd("a,b\n") + skipped + Zstd("1,2\n")), "a,b\n1,2\n");
 }
 
-// From 4 bytes, with which both formats are recognised, to all bytes but the last.
+// At least 4 bytes remain, by which the format is recognised.
 TEST_F(FileTextTest, ACompressedFileThatIsCutOffAnywhereIsReported) {
   const std::string text = "a,b\n1,2\n" + Noise(50);
   for (const std::string& whole : {Gzip(text), Zstd(text)}) {
@@ -159,7 +159,7 @@ TEST_F(FileTextTest, BytesAfterCompressedDataAreReported) {
               testing::StartsWith("a\n|data.csv: damaged Zstandard data before byte "));
 }
 
-// The frame declares a window of 2^31 bytes, for which nothing may be allocated.
+// The frame declares a window of 2^31 bytes.
 TEST_F(FileTextTest, AZstandardWindowOverTheLimitIsReported) {
   EXPECT_THAT(ErrorIn(std::string("\x28\xB5\x2F\xFD\0\xA8\x01\0\0", 9)),
               testing::HasSubstr("damaged Zstandard data"));

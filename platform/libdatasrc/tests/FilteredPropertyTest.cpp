@@ -100,7 +100,7 @@ RC_GTEST_PROP(FilteredDataSource, HasTheSameRowsOnAParentThatPassesOnRowsAsOnAFi
   RC_ASSERT(rowsOn(passing) == rowsOn(layingOut));
 }
 
-// Column n has the number of the row, column use is the selecting variable.
+// Column "n" has the row number; column "use" is the variable that selects rows.
 RC_GTEST_PROP(FilteredDataSource, HasExactlyTheSelectedRows, ()) {
   const Folder folder;
   const auto uses = *rc::gen::container<std::vector<std::string>>(

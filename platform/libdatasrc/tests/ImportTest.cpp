@@ -198,7 +198,7 @@ TEST_F(Import, OptionsReplaceTheWordsForMissingValues) {
               ElementsAre("1 [NA      ] .", ". [        ] .", ". [        ] ."));
 }
 
-// --- The second reading ---
+// --- Types decided after the start of the file ---
 
 std::string Repeated(std::string_view line, int times) {
   std::string text;

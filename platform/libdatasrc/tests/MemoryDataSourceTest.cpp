@@ -64,7 +64,7 @@ TEST(MemoryDataSource, IsBuiltFromCases) {
   EXPECT_EQ(Rows(towns), kTowns);
 }
 
-// Iterators read several variables and cases together.
+// Iterators read variables and cases in groups; the counts include incomplete groups.
 TEST(MemoryDataSource, ReadsEveryValueWithAnyNumberOfVariablesAndCases) {
   for (int variables = 1; variables <= 20; ++variables) {
     for (const int cases : {0, 1, 2, 15, 16, 17, 33, 79, 80, 81, 100}) {
@@ -319,7 +319,7 @@ TEST(MemoryDataSource, CopiesTheValuesThatASourceReadsFromThePassedOnRows) {
   PassedOn same(towns.get());
   EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(same)), Rows(*towns));
 
-  towns->DeleteVariables(1, 1);  // the values stay, but no row has them
+  towns->DeleteVariables(1, 1);  // the values stay in memory, but not in the rows
   PassedOn other(towns.get());
   other.InsertVariable(1, people);
   EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(other)).front(), "[Graz    ] .");
@@ -363,7 +363,7 @@ struct Edit {
   std::size_t row;
   std::size_t position;
   int count;
-  std::vector<double> numbers;  // values are made from them in turn
+  std::vector<double> numbers;  // from which values are made, in turn
 };
 
 void showValue(const Edit& edit, std::ostream& out) {

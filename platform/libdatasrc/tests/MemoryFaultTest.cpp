@@ -1,5 +1,5 @@
-// Each allocation of an operation fails in turn. The operation must throw and change nothing, or
-// succeed. The tables have every public operation of libdatasrc.
+// Each allocation of an operation of libdatasrc fails in turn. The operation must throw and change
+// nothing, or succeed.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/CaseReader.h>
@@ -106,7 +106,7 @@ std::string TextOf(const std::vector<VariableSetImpl>& sets) {
   return text + "\n";
 }
 
-// The names and labels of the variables, and where their identifiers are found.
+// The names and labels of the variables, and where a lookup by identifier finds another variable.
 std::string TextOfVariables(const ORVX_DataSource& source) {
   std::string text;
   for (int i = 0; i < source.ColumnCount(); ++i) {
@@ -139,7 +139,7 @@ std::string TextOf(const ORVX_DataSource& source) {
 
 // --- Edits of a dictionary ---
 
-// Every block of variables is full, so that the next edit must allocate.
+// Every block of variables is full, so that an insertion must allocate.
 std::unique_ptr<DataFreeDataSource> FullSource() {
   auto source = std::make_unique<DataFreeDataSource>();
   Fill(*source, 512);
@@ -227,7 +227,7 @@ TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
   }
 }
 
-// With 16 variables, there is no index of identifiers yet; with 224 variables, it is full.
+// The index of identifiers does not exist yet with 16 variables, and is full with 224.
 TEST(MemoryFault, WhileTheIndexGrowsLeavesTheDictionaryUnchanged) {
   for (const unsigned int count : {16U, 224U}) {
     ExpectSafeWithoutMemory({
@@ -288,7 +288,7 @@ TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
 
 // --- Values ---
 
-// A variable that shares its record with another.
+// Two variables that share a record, so that an edit of one must copy the record.
 struct SharedVariable {
   ORVX_Variable variable{Serial(1), "name"};
   ORVX_Variable other = variable;

@@ -1,4 +1,4 @@
-// The two real data files of the examples.
+// Opens the two real data files of the examples.
 
 #include <gtest/gtest.h>
 

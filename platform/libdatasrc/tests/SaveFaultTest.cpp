@@ -1,5 +1,5 @@
-// A save is killed at each of its system calls, and each call fails in turn: opening the file then
-// gives the whole old or the whole new content.
+// Kills a save at each of its system calls, and makes each call fail in turn. Afterwards, the file
+// must have the whole old or the whole new content.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -27,17 +27,17 @@
 namespace {
 
 constexpr int kKilled = 77;
-constexpr long kCallsWithoutNames = 5;  // the first calls: a kill leaves no new file
+constexpr long kCallsWithoutNames = 5;  // a kill at one of these first calls leaves no new file
 
 enum class Fault { None, Kill, Fail };
 Fault fault = Fault::None;
-long callsLeft = 0;  // before the fault
+long callsLeft = 0;  // until the fault
 
-// The calls that put names and contents on the disk are recorded here; null: not recorded.
+// If not null, lists the calls that sync, link, rename or delete files.
 std::vector<std::string>* record = nullptr;
 
-// The file name without folder, and without the number in the name of a new file. Files without a
-// name, and test folders, have fixed texts.
+// Returns the file name without the folder and, for a new file, without its number. Returns a fixed
+// text for a file without a name and for a test folder.
 std::string ShortName(const std::string& path) {
   const std::string name = std::filesystem::path(path).filename().string();
   if (name.ends_with(" (deleted)")) return "unnamed file";
@@ -54,7 +54,8 @@ std::string PathOf(int file) {
   return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)).string();
 }
 
-// Counts a call. At the chosen call, ends the process, or returns true: the call fails with EIO.
+// Counts a call. At the chosen call, ends the process (Fault::Kill), or sets errno to EIO and
+// returns true: the call must fail.
 bool FailsNow() {
   if (fault == Fault::None || callsLeft-- != 0) return false;
   if (fault == Fault::Kill) _exit(kKilled);
@@ -75,20 +76,20 @@ int open(const char* path, int flags, ...) {
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
-// A killed call has written half of its bytes.
+// Writes half of the bytes if the process is killed at this call.
 ssize_t write(int file, const void* bytes, size_t size) {
   if (fault == Fault::Kill && callsLeft == 0) syscall(SYS_write, file, bytes, size / 2);
   if (FailsNow()) return -1;
   return syscall(SYS_write, file, bytes, size);
 }
 
-// Does not wait for the disk: a killed process loses nothing that it has written.
+// Does not sync, because writes survive the end of the process.
 int fsync(int file) {
   if (record != nullptr) Record("sync", PathOf(file));
   return FailsNow() ? -1 : 0;
 }
 
-// A failed call has closed the file, as on Linux.
+// Closes the file even if the call fails, as on Linux.
 int close(int file) {
   const bool fails = FailsNow();
   const int result = static_cast<int>(syscall(SYS_close, file));
@@ -125,7 +126,7 @@ int flock(int file, int operation) noexcept {
 
 namespace {
 
-// --- Test sources. The data of each source do not fit the schema of any other source. ---
+// --- Test sources: the data of one source do not fit the schema of another ---
 
 ORVX_Variable Variable(const std::string& name, const std::string& label) {
   ORVX_Variable variable(ORVX_Variable::NextID(), name);
@@ -134,7 +135,7 @@ ORVX_Variable Variable(const std::string& name, const std::string& label) {
 }
 
 constexpr std::size_t kFewCases = 3;
-constexpr std::size_t kManyCases = 300;  // more bytes than the buffer of a file
+constexpr std::size_t kManyCases = 300;  // their bytes exceed the write buffer of a file
 
 // The value of the first variable is the number of cases.
 std::unique_ptr<MemoryDataSource> Content(const std::string& name, std::size_t cases = kManyCases) {
@@ -198,8 +199,9 @@ bool IsKilled(const MemoryDataSource& source, const std::string& path, long call
   return true;
 }
 
-// Saves other content over `first`, or as a new file if `first` is null, and kills the save at each
-// call in turn. Returns how often the old content and how often the new content was found.
+// Saves new content over `first`, or as a new file if `first` is null, and kills the save at each
+// call in turn. `old` is the label of `first`, or empty. Returns how often the old content and how
+// often the new content was found.
 std::pair<int, int> KillAtEachCall(const MemoryDataSource* first, const std::string& old) {
   const auto second = Content("second");
   const auto third = Content("third");
@@ -259,7 +261,8 @@ TEST(SaveFault, AKilledFirstSaveLeavesNoFileOrTheWholeContent) {
   EXPECT_GE(fresh, 6);
 }
 
-// Kills a save, then kills the next save at each of its calls.
+// Kills a save at each of its calls. If that leaves an interrupted save, kills the next save at
+// each of its calls.
 TEST(SaveFault, ASaveThatIsKilledWhileItFinishesAnotherLeavesWholeContent) {
   const auto first = Content("first", kFewCases);
   const auto second = Content("second", kFewCases);
@@ -281,7 +284,7 @@ TEST(SaveFault, ASaveThatIsKilledWhileItFinishesAnotherLeavesWholeContent) {
   }
 }
 
-// Deletes the files of killed saves that the marker does not name.
+// Deletes the new files of killed saves, except those that the .saving file names.
 void DeleteOrphans(const std::string& path) {
   std::ifstream marker(path + ".saving");
   const std::string names{std::istreambuf_iterator<char>(marker), {}};
@@ -326,7 +329,7 @@ void FailEachCall(const std::function<std::string(const std::string& path)>& pre
     if (!error.empty()) ++(isSaved ? saved : failed);
   }
   EXPECT_GE(failed, 15);
-  EXPECT_EQ(saved, 3);  // the failed calls after the data file was renamed
+  EXPECT_EQ(saved, 3);  // failures reported after the data file was renamed
 }
 
 TEST(SaveFault, AFailedCallLeavesTheOldContentOrTheErrorSaysThatTheNewIsSaved) {

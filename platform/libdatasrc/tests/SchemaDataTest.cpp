@@ -1,4 +1,4 @@
-// How a schema decides what a data file contains, and which values it rejects.
+// How a schema determines the variables and values of a data file, and which values it rejects.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

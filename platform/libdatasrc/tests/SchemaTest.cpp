@@ -1,4 +1,4 @@
-// What a table schema may say, and what is rejected.
+// What a table schema may contain, and what is rejected.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ class SchemaTest : public testing::Test {
     folder.Write("data.schema.json", text);
     return *ReadSchemaOf(folder.Path("data.csv"));
   }
-  // The schema of one field named "a" with more members.
+  // Reads a schema with one field, "a", with these additional members.
   SchemaField Field(const std::string& members) const {
     return Read("{\"fields\": [{\"name\": \"a\", " + members + "}]}").fields[0];
   }

@@ -1,4 +1,4 @@
-// Both lists of sets of a data source, and their text format.
+// The variable sets and multiple-response sets of a data source, and their text format.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -273,7 +273,7 @@ INSTANTIATE_TEST_SUITE_P(DataSetMsg, EachMessage,
                          testing::Values(kInsertBytes, kDeleteBytes, kMoveBytes, kModifyBytes,
                                          kResetUndoBytes),
                          [](const auto& test) {
-                           // The name of the class, from the signature.
+                           // The class name in the encoded signature.
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 

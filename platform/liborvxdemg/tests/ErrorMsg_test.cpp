@@ -59,7 +59,7 @@ TEST(ErrorMsg, IsRejectedWithAnotherVersionOrSignature) {
 
 TEST(ErrorMsg, RejectsATextLengthBeyondTheBytes) {
   std::string bytes = kNotFoundBytes;
-  bytes[31] = '\x7F';  // the length's highest byte
+  bytes[31] = '\x7F';  // the highest byte of the text's length
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 

@@ -427,7 +427,7 @@ INSTANTIATE_TEST_SUITE_P(PropertyMessages, EachPropertyMessage,
                                          kFileSpecBytes, kModifiedBytes, kTrendsBytes,
                                          kResetClientDataBytes, kExtensionBytes, kImputationBytes),
                          [](const auto& test) {
-                           // The name of the class, from the signature.
+                           // The class name in the encoded signature.
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 

@@ -1,4 +1,4 @@
-// Common arguments, and functions that decode messages, for all tests of change messages.
+// Constants, checks and decoding functions for all tests of change messages.
 
 #ifndef LIBORVXDEMG_TESTS_READMESSAGES_H_
 #define LIBORVXDEMG_TESTS_READMESSAGES_H_

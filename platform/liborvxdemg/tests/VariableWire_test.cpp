@@ -115,7 +115,7 @@ TEST(VariableEncoding, IsDecodedOrRejectedAfterAnyByteChange) {
   ExpectChangedBytesReadOrRefused(BytesOfVariable(FullVariable()), VariableIn);
 }
 
-// Returns the bytes of a variable, with `other` in place of `part`, which must occur exactly once.
+// Encodes a variable and replaces `part` of the bytes, which must occur exactly once, by `other`.
 std::string Replaced(const ORVX_Variable& variable, const std::string& part,
                      const std::string& other) {
   std::string bytes = BytesOfVariable(variable);

@@ -71,7 +71,7 @@ TEST(ReportedErrorMsg, IsRejectedWithAnotherSignature) {
 
 TEST(ReportedErrorMsg, RejectsATextLengthBeyondTheBytes) {
   std::string bytes = kWarningBytes;
-  bytes[41] = '\x7F';  // the length's highest byte
+  bytes[41] = '\x7F';  // the highest byte of the text's length
   EXPECT_THROW(Read(bytes), VStreamError);
 }
 

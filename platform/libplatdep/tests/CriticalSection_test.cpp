@@ -41,7 +41,7 @@ TEST(CriticalSection, MayBeAcquiredAgainByItsHolder) {
 }
 
 // Interleaving: any; the sum and the thread sanitizer detect two threads that hold the lock
-// together.
+// at the same time.
 TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   CriticalSection section;
   int sum = 0;

@@ -1,4 +1,4 @@
-// Tests of libplatdep: opening a file for reading without blocking, and denying others to write.
+// Tests of libplatdep: opening a file for reading without blocking, and asking others not to write.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -58,7 +58,7 @@ TEST(Mutex, AWaitingThreadAcquiresAfterTheRelease) {
 }
 
 // Interleaving: any; the sum and the thread sanitizer detect two threads that hold the mutex
-// together.
+// at the same time.
 TEST(Mutex, IsHeldByOneThreadAtATime) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 2'000;

@@ -31,8 +31,8 @@ auto WithoutHeap(Calls calls) {
   };
 }
 
-// Interleaving: the writer sleeps in writeLock(), and a new reader waits for the writer, before the
-// reads are released.
+// Interleaving: while this thread reads, the writer sleeps in writeLock(), and then a new reader
+// waits for the writer.
 TEST(MutexRWMemory, LockingWaitingAndUnlockingAllocateNothing) {
   sfMutexRW lock;
   Actor writer, reader;

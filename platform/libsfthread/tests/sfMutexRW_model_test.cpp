@@ -1,10 +1,14 @@
-// Tests every interleaving of three threads, on the lock and on a simple model of its guarantees.
-// Each thread makes four calls (three calls with the thread sanitizer) of the five operations, in
-// any order. After each call, each thread must wait or have returned as in the model. A state of
-// the lock (how it is held, the order of waiting threads, the readers) is explored only once;
-// states that differ only by a permutation of threads count as one state. From every state in which
-// readers wait for a waiting writer, the test also waits until the readers are admitted. Every run
+// Compares the lock with a simple model of its guarantees, in every interleaving of three threads.
+//
+// Each thread makes four calls (three with the thread sanitizer), each of any of the five
+// operations. After each call, every thread must wait, or have returned, as in the model. Every run
 // ends by releasing all locks one by one.
+//
+// Each state of the lock (how and by which threads it is held, which threads wait and in which
+// order) is explored only once. States that differ only by a permutation of threads count as one.
+//
+// A second test brings the lock into each state in which readers wait for a waiting writer. Then it
+// waits until the readers are admitted.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -30,8 +34,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kCalls = CALLS_OF_EACH_THREAD;  // see CMakeLists.txt
 constexpr std::size_t kThreads = 3;
-// How long a waiting writer blocks readers at first. A run that takes longer than kLongestRun is
-// repeated, because the lock may have admitted readers during the run.
+// How long a waiting writer blocks new readers the first time. A run that takes longer than
+// kLongestRun is repeated, because the lock may have admitted readers during the run.
 constexpr auto kFirstClosing = 80ms;
 constexpr auto kLongestRun = 60ms;
 
@@ -123,7 +127,7 @@ struct Model {
 
 // --- Permutations of threads -------------------------------------------------------------------
 
-using Order = std::array<std::size_t, kThreads>;  // the thread at each place
+using Order = std::array<std::size_t, kThreads>;  // the old number of each renumbered thread
 
 Model InOrder(const Model& model, const Order& order) {
   Model result = model;
@@ -139,8 +143,8 @@ Model InOrder(const Model& model, const Order& order) {
   return result;
 }
 
-// Returns the permutation of threads that makes `model` minimal: models that differ only by a
-// permutation have the same minimal model.
+// Returns the permutation of threads that gives the smallest model by operator<. Models that differ
+// only by a permutation have the same smallest model.
 Order CanonicalOrder(const Model& model) {
   Order order = {0, 1, 2};
   Order best = order;
@@ -204,8 +208,8 @@ class Plan {
   std::size_t Tried() const { return tried_.size(); }
 
  private:
-  // A state of the lock and a call. In the state, `callsLeft` is 1 for the calling thread and 0 for
-  // the others.
+  // A state of the lock and a call. In the state, callsLeft marks the calling thread: it is 1 for
+  // this thread and 0 for the others.
   using Transition = std::pair<Model, Call>;
 
   struct Node;
@@ -266,11 +270,11 @@ std::string ToText(const std::vector<Step>& steps) {
   return words;
 }
 
-// Three threads, with a new lock for each run, because threads remember the lock that they last
-// read.
+// Three threads. Each run uses a new lock, because a thread remembers the last lock that it
+// acquired for reading.
 class Stage {
  public:
-  // Runs the steps. Returns whether the run agreed with the model; false if it took too long.
+  // Runs the steps. Returns whether the lock agreed with the model; false if the run took too long.
   bool Play(const std::vector<Step>& steps) {
     lock_ = &locks_.emplace_back();
     model_ = Start();
@@ -298,8 +302,8 @@ class Stage {
     return true;
   }
 
-  // Releases the lock until every call has returned; called after a run that disagreed with the
-  // model.
+  // Releases the lock until every call has returned. Used after a run that took too long or
+  // disagreed with the model.
   void Clear() {
     const auto deadline = Clock::now() + 5s;
     for (Actor& actor : actors_) {
@@ -380,8 +384,8 @@ TEST(MutexRWModel, PredictsTheLockInEveryInterleavingOfThreeThreads) {
 // Returns the shortest run to each state in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
-  std::set<Model> seen;  // models with other numbers of calls left are different
-  std::set<Model> states;
+  std::set<Model> seen;    // with the number of calls left
+  std::set<Model> states;  // without the number of calls left
   std::deque<std::pair<Model, std::vector<Step>>> open = {{Start(), {}}};
   while (!open.empty()) {
     const auto [model, steps] = open.front();

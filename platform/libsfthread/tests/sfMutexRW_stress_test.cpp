@@ -1,7 +1,7 @@
-// Random use of the reader/writer lock on many threads: reads are nested, or held while helpers
-// read; reads and writes are also released by other threads. No thread may wait 20 seconds, and no
-// reader may see a partial write. LOCK_STRESS_SECONDS sets the duration, LOCK_STRESS_SEED the
-// random choices.
+// Uses the reader/writer lock at random on many threads. Some reads are nested, or held while a
+// helper thread reads; some reads and writes are released by other threads. No thread may wait 20
+// seconds, and no reader may see a partial write. LOCK_STRESS_SECONDS sets the duration,
+// LOCK_STRESS_SEED the random choices.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -29,7 +29,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kWorkers = 12;
 constexpr int kHelpers = 3;
-// Holds last at most 2 ms, so a thread that waits this long waits forever, even on a busy machine.
+// Threads hold a lock much more briefly. So a thread that waits this long waits forever, even on a
+// busy machine.
 constexpr auto kForEver = 20s;
 
 unsigned FromEnvironment(const char* name, unsigned otherwise) {
@@ -37,7 +38,7 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// Measures waits: how many there were, the longest, and whether one does not end.
+// Counts waits and measures the longest. Detects a wait that does not end.
 class Waits {
  public:
   template <class Call>

@@ -1,6 +1,4 @@
-// Tests of libsfthread: the reader/writer lock, and which threads it admits when.
-//
-// The tests detect from outside that a thread waits: the thread sleeps in the kernel.
+// Tests of libsfthread: the reader/writer lock, and when it admits which threads.
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
@@ -25,7 +23,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// The duration for which a waiting writer first blocks new readers.
+// How long a waiting writer blocks new readers the first time.
 constexpr auto kFirstClosing = 80ms;
 // Time limit for expected events on a busy machine.
 constexpr auto kSoon = 5s;
@@ -318,8 +316,8 @@ class MutexRWBehindAWriter : public MutexRW {
   Actor ender_;
 };
 
-// Interleaving: a new reader is blocked by the writer for the maximum time, then admitted and
-// released.
+// Interleaving: the waiting writer blocks a new reader until the time limit; then the reader is
+// admitted.
 TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
   Actor stays, comes;
   Read(stays);
@@ -398,7 +396,7 @@ TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
   EndReads(1);
 }
 
-// Interleaving: like the previous test, but the helper calls tryReadLock() until it succeeds.
+// Interleaving: like the previous test, but a helper calls tryReadLock() until it succeeds.
 TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   Actor reader, helper;
   Read(reader);
@@ -426,7 +424,8 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterReadingAnotherLock) {
   EndReads(2);
 }
 
-// Interleaving: a helper reads 300 times in succession. Each read could be blocked.
+// Interleaving: a helper reads 300 times in succession while the writer waits. Each read could be
+// blocked.
 TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
   Actor reader, helper;
   Read(reader);
@@ -453,8 +452,8 @@ TEST_F(MutexRWBehindAWriter, AReaderReadsAgainWithoutDelay) {
   EXPECT_LT(shortest, kFirstClosing / 2);
 }
 
-// Interleaving: a writer waits until readers are blocked for 320 ms, then is admitted; then a new
-// reader calls readLock() while the next writer waits.
+// Interleaving: a writer waits while new readers are blocked three times, for 80, 160 and 320 ms;
+// then the writer is admitted. A new reader calls readLock() while the next writer waits.
 TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
   auto shortest = std::chrono::milliseconds::max();
   for (int time = 0; time < 5 && shortest > 2 * kFirstClosing; ++time) {
@@ -463,7 +462,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
     LetAWriterWait();
     for (int longer = 1; longer <= 4; longer *= 2) {
       ExpectToRead(comes);
-      // Longer than the lock then admits readers, a quarter of the time for which it blocked them.
+      // The lock now admits readers for a quarter of the time for which it blocked them. Sleeps
+      // until that has passed.
       std::this_thread::sleep_for(longer * kFirstClosing / 3);
     }
     EndReads(4);
@@ -476,8 +476,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
 }
 
 // Interleaving: the writer sleeps in writeLock(), then the new reader in readLock(), before the
-// first reader releases. The test repeats this if the machine was so slow that the reader was
-// admitted.
+// first reader releases. Repeated if the machine is so slow that the lock may have admitted the new
+// reader first.
 TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
   for (int time = 0; time < 20; ++time) {
     Actor newReader;
@@ -523,7 +523,7 @@ TEST(MutexRWLifetime, MayBeDestroyedWhileHeld) {
   std::jthread([&] { readElsewhere->readLock(); }).join();
   readElsewhere.reset();
 
-  // Checks that a new lock works; the sanitizers detect other errors.
+  // The destroyed locks do not affect a new lock. The sanitizers detect other errors.
   sfMutexRW next;
   EXPECT_TRUE(next.tryWriteLock());
 }
@@ -548,8 +548,8 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   }
 }
 
-// Interleaving: any, repeated. The other thread calls tryWriteLock() until it succeeds and then
-// destroys the lock, possibly before unlock() has returned.
+// Interleaving: any, in many rounds. The other thread calls tryWriteLock() until it succeeds and
+// then destroys the lock, possibly before unlock() has returned.
 TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
   Actor other;
   for (int round = 0; round < 5000; ++round) {
@@ -727,7 +727,7 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile50MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// The reads are longer than the duration for which readers are first blocked.
+// The reads are longer than the 80 ms for which new readers are blocked the first time.
 TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   sfMutexRW lock;
   const OverlappingReaders readers(lock, 3, 200ms, [&](int) {

@@ -29,7 +29,7 @@ struct Throwing : VUGlobal {
   Throwing() { throw std::runtime_error("no"); }
 };
 
-// Runs `action` and returns its number of calls of the global operators.
+// Runs `action` and returns how often it calls the global operators.
 template <class Action>
 long GlobalCallsOf(Action action) {
   support::heap = {};
@@ -96,7 +96,8 @@ TEST(VUGlobal, PlacementNewReturnsThePlaceAndItsDeleteFreesNothing) {
   Object::operator delete(object, static_cast<void*>(place));
 }
 
-// Each form of new is freed with its matching delete; the address sanitizer reports leaks.
+// Memory from each form of new is freed by the matching delete; the address sanitizer reports
+// leaks.
 TEST(VUGlobal, AThrowingConstructorFreesItsStorage) {
   alignas(Throwing) unsigned char place[sizeof(Throwing)];
 

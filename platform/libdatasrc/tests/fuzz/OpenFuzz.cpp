@@ -1,4 +1,5 @@
-// Fuzz target: opens and reads a data file and its schema, with memory proportional to their size.
+// Fuzz target: opens and reads a data file and its schema. Fails if that takes more memory than the
+// limit for their size.
 //
 // The input is the schema, a record separator (0x1E) and the data file. Without a separator, or
 // with nothing before it, there is no schema.
@@ -14,10 +15,10 @@
 namespace {
 
 constexpr char kSeparator = '\x1E';
-constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // for the blocks that are read
+constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // allowed for the blocks of any input
 constexpr std::size_t kBytesPerByte = 500;
 
-std::size_t allocated = 0;  // since the start of the input, including freed memory
+std::size_t allocated = 0;  // bytes allocated for the current input, also if freed since
 
 void Count(const volatile void*, std::size_t size) {
   allocated += size;
