@@ -16,8 +16,8 @@ bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& 
 // Compares everything that digests include. Returns the differences as text; "" if there are none.
 std::string DifferencesBetween(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
-// Compares the file specification, the rows per imputation, and the extensions of the given
-// `types`, which DifferencesBetween does not compare. Returns the differences as text.
+// Compares properties that digests exclude: the file specification, the rows per imputation, and
+// the extensions of the given `types`. Returns the differences as text; "" if there are none.
 std::string DifferencesBesideTheDigest(const ORVX_DataSource& source, const ORVX_DataSource& mirror,
                                        const std::vector<ORVX_DataSource::ExtensionType>& types);
 

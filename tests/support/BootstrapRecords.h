@@ -1,5 +1,5 @@
-// Bootstrap specifications for tests: one with a different value in every field, and
-// bootstrap specifications as text.
+// A bootstrap specification with a different value in every field, and functions that encode,
+// decode, check and format bootstrap specifications.
 //
 // Header-only.
 
@@ -58,8 +58,8 @@ inline SvrBootstrapSpecsSerializer::Check CheckOf(std::string_view bytes) {
   return SvrBootstrapSpecsSerializer::checkSpecs({block.data(), block.size()});
 }
 
-// Returns `bytes` with version 2. They must be a bootstrap specification in this machine's byte
-// order.
+// Changes the version in `bytes` to 2. `bytes` must be a bootstrap specification in this machine's
+// byte order.
 inline std::string InVersionTwo(std::string bytes) {
   const std::uint32_t version = 2;
   std::memcpy(bytes.data() + 2, &version, sizeof version);

@@ -10,15 +10,15 @@
 
 namespace support {
 
-// Formats each row of `source` as a line, with the variables of `layout`: exact numbers, a point
-// for a missing number, strings with the padding of their cells.
+// Formats each row of `source` as a line, whose cells belong to the variables of `layout`. Numbers
+// are exact, a missing number is a point, and strings keep the padding of their cells.
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source);
 
 // Formats the rows of `source`, with the layout of its own dictionary.
 std::vector<std::string> RowsOf(const ORVX_DataSource& source);
 
-// Formats the rows of `source` in which the given numeric variable is neither 0 nor missing.
+// Formats the rows of `source` in which the numeric variable `name` is neither 0 nor missing.
 std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::string& name);
 
 // The identifier of the first variable with that name.

@@ -1,4 +1,4 @@
-// CountedArrays: the allocator.
+// CountedArrays: the replaced operators new[] and delete[].
 
 #include <tests/support/CountedArrays.h>
 

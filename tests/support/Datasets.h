@@ -1,6 +1,6 @@
-// Adds datasets to a registry and writes to them. A dataset is given by the names of its variables.
+// Adds datasets with the given variables to a registry, and writes to datasets.
 //
-// Header-only: it calls the library that the test links.
+// Header-only, because the functions call the library that the test links.
 
 #ifndef TESTS_SUPPORT_DATASETS_H_
 #define TESTS_SUPPORT_DATASETS_H_

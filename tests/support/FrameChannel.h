@@ -1,4 +1,4 @@
-// FrameChannel: an in-memory channel to a client; stores the frames for a reader.
+// FrameChannel: a channel to a client that stores the frames until the test delivers them.
 //
 // Header-only.
 

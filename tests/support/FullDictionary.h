@@ -46,8 +46,8 @@ inline VariableSetImpl SetOf(const std::string& name, const std::string& members
   return set;
 }
 
-// A dictionary with variables A to D. Every field of B is set, and every property that digests
-// include.
+// A dictionary with variables A to D. Every field of B and every property that digests include is
+// set.
 inline std::unique_ptr<SourceWithRows> FullDictionary() {
   auto source = std::make_unique<SourceWithRows>();
   Replace(*source, Vars("A B C D"));

@@ -46,7 +46,7 @@ class NoMemoryForThisThread {
   NoMemoryForThisThread& operator=(const NoMemoryForThisThread&) = delete;
 };
 
-// Runs `work` with `count` successful allocations. Returns whether an allocation failed.
+// Runs `work`, whose first `count` allocations succeed. Returns whether it threw bad_alloc.
 template <class Work>
 bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Lasts) {
   const MemoryFor some(count, shortage);
@@ -79,7 +79,7 @@ struct Heap {
   std::size_t largest = 0;  // in bytes
 };
 extern thread_local Heap heap;         // counts of the global operators
-extern thread_local Heap messageHeap;  // counts of VUGlobal, with test_message_allocator
+extern thread_local Heap messageHeap;  // counts of VUGlobal; needs test_message_allocator
 
 // Returns the number of blocks that this thread has allocated and not freed, from `heap` and
 // `messageHeap` together.

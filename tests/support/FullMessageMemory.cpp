@@ -1,5 +1,5 @@
-// FullMemory for change messages: replaces the VUGlobal operators of libvutility. Replaces all
-// operators, so that the linker does not add the operators of a static library.
+// FullMemory for change messages: replaces the VUGlobal operators of libvutility. Replaces all of
+// them: otherwise the linker would also take the originals from a static libvutility.
 
 #include <libvutility/VUGlobal.h>
 #include <tests/support/FullMemory.h>

@@ -3,9 +3,8 @@
 
 extern "C" {
 
-// Decoding an unknown version leaks its buffer, an oddity that is kept and that
-// bootstrap_buffer_test checks. Other leaks are detected by library_memory_test, which does not
-// link this file.
+// Decoding an unknown version leaks its buffer. This oddity is kept; bootstrap_buffer_test checks
+// it. library_memory_test, which does not link this file, detects other leaks.
 const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions() {
   return "leak:SvrBootstrapSpecsSerializer::deserializeSpecs\n";

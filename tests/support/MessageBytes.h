@@ -25,8 +25,8 @@ inline void ReadAll(std::string_view bytes, VSerializable& message) {
   stream.ExpectEnd();
 }
 
-// Checks that `read`, which decodes a message, throws VStreamError for every truncation, with an
-// offset inside the bytes or at their end.
+// Checks that `read`, which decodes a message, throws VStreamError for every truncation of `bytes`.
+// The offset in the error must be inside the truncated bytes or at their end.
 template <class Read>
 void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
   for (std::size_t length = 0; length < bytes.size(); ++length) {

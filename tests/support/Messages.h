@@ -39,7 +39,7 @@ struct Said {
     Trends,      // trends
     Split,       // ids, flag
     Extension,   // type, version, text (the bytes)
-    RowCount,    // number; the client's case data are invalid
+    RowCount,    // number (of rows); the message also resets the client's case data
     Dirty,       // flag
   };
 
@@ -63,13 +63,13 @@ struct Said {
 Said WhatIsSaidBy(const DataSetMsg* message);
 std::vector<Said> WhatIsSaidBy(const std::vector<DataSetMsg*>& queue);
 
-// Whether the message is about the list of variables.
+// Whether the message changes the list of variables.
 bool IsAboutVariables(const Said& said);
 
-// Formats a message as one line, such as "insert D before B", with definitions as below.
+// Formats a message as one line, such as "insert D before B". Variables are formatted as below.
 std::string AsText(const Said& said);
 std::string AsText(const DataSetMsg* message);
-// Formats a definition as one line: the name that belongs to the identifier, then the differences
+// Formats a variable: the name that belongs to its identifier (see NameOf), then the differences
 // from a new numeric variable with that name.
 std::string AsText(const ORVX_Variable& variable);
 
@@ -82,15 +82,15 @@ std::ostream& operator<<(std::ostream& stream, const Said& said);
 
 // --- Expected messages ---
 
-// One expected message. Compares variables by identifier and extensions by type; with
-// `definitionsToo`, also definitions and bytes.
+// One expected message. Variables are compared by identifier, extensions by type; with
+// `definitionsToo`, also by definition and bytes.
 struct Expected {
   Said said;
   bool definitionsToo = false;
 };
 
-// Inserted("D E").Before("B") is one message with two variables. AtEnd() stands for the null
-// anchor.
+// Inserted("D E").Before("B") is one message with two variables. AtEnd() is for a message without
+// an anchor.
 class Inserted {
  public:
   explicit Inserted(const std::string& names);
@@ -130,7 +130,7 @@ Expected NoFilter();
 Expected Trends(const ORVX_TrendsInfo& trends);
 Expected Extension(int type);
 Expected Extension(int type, const std::string& bytes);  // with version 1
-Expected RowCount(long long rows);                       // the client's case data are invalid
+Expected RowCount(long long rows);                       // also resets the client's case data
 Expected Dirty(bool dirty);
 
 // Split("A B"), or Split("A B").Separate(); Split("") for no split.
@@ -194,7 +194,7 @@ class CountedMessage : public DataSetMsg {
 // in this order.
 #define EXPECT_MESSAGES(...) EXPECT_TRUE(::support::HasMessages(__VA_ARGS__))
 
-// Like EXPECT_MESSAGES, but ignores messages that are not about the list of variables.
+// Like EXPECT_MESSAGES, but ignores messages that do not change the list of variables.
 #define EXPECT_VARIABLE_MESSAGES(...) EXPECT_TRUE(::support::HasVariableMessages(__VA_ARGS__))
 
 #endif  // TESTS_SUPPORT_MESSAGES_H_

@@ -1,9 +1,10 @@
-// Observers for tests: silent, or recording the notices and calling a reaction that the test sets.
+// Observers for tests. Recording observers record their notices, then call a reaction that the test
+// may set.
 //
 //   RecordingObserver observer;
 //   observer.reaction = [](SvrDMWriteableDataSource const*) { throw std::runtime_error("no"); };
 //
-// Header-only: they call the library that the test links.
+// Header-only, because the observers call the library that the test links.
 
 #ifndef TESTS_SUPPORT_OBSERVERS_H_
 #define TESTS_SUPPORT_OBSERVERS_H_

@@ -7,9 +7,9 @@
 //       Returns("Names", [] { return Names(*kSource); }),
 //   });
 //
-// Link test_allocator. To let allocations of messages fail too, also link test_message_allocator;
-// for arrays, test_array_allocator, because operator new[] of the address sanitizer does not call
-// operator new.
+// Link test_allocator. Also link test_message_allocator if allocations of messages must fail, and
+// test_array_allocator if allocations of arrays must fail: operator new[] of the address sanitizer
+// does not call operator new.
 
 #ifndef TESTS_SUPPORT_OUTOFMEMORY_H_
 #define TESTS_SUPPORT_OUTOFMEMORY_H_
@@ -37,15 +37,17 @@ struct Operation {
   std::string name;
   // Makes new, equal objects for each trial.
   std::function<Trial()> prepare;
-  // The states in which a failed call may leave the objects; empty: only the state before the call.
+  // The states in which a failed call may leave the objects. If empty, a failed call must leave the
+  // state before the call.
   std::vector<std::string> statesAfterFailure = {};
-  // Whether the call ends the process if all allocations fail. Then only one fails at a time.
+  // Whether the call ends the process if all allocations fail. If true, only single allocations
+  // fail.
   bool endsWithoutMemory = false;
 };
 
-// Lets each allocation of each operation fail: first with all later allocations, then alone. A call
-// that fails must throw std::bad_alloc, leave one of the permitted states, and succeed when it is
-// repeated. Nothing may leak, whether the call fails or not.
+// Lets each allocation of each operation fail: first together with all later allocations, then
+// alone. A call that fails must throw std::bad_alloc, leave one of the permitted states, and
+// succeed when it is repeated. No call may leak memory.
 void ExpectSafeWithoutMemory(const std::vector<Operation>& operations);
 
 // An operation that allocates nothing.

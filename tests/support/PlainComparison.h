@@ -22,7 +22,7 @@ struct Uses {
 };
 Uses UsesIn(const ORVX_DataSource& source);
 
-// A view, and functions that update it with linear searches and copies.
+// Holds a view, and updates it with linear searches and copies.
 class PlainComparison {
  public:
   // Returns the messages that change the view to `source`, and applies them to the view.
@@ -36,7 +36,7 @@ class PlainComparison {
   Uses uses;
   // Makes the next update a bulk replacement.
   bool bulkVarMoves = false;
-  // Set when a variable changes its type. The user of the class clears it.
+  // Set when a variable changes its type; never cleared by this class.
   bool resetClientData = false;
   // Whether the last update reported anything, and whether it made the source dirty.
   bool anyChange = false;

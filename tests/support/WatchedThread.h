@@ -21,7 +21,7 @@ namespace support {
 // Threads: used by the thread that created it.
 class WatchedThread {
  public:
-  // Starts `job`, which must not throw, and must wait for nothing but the lock under test.
+  // Starts `job`. It must not throw, and must wait for nothing but the lock under test.
   explicit WatchedThread(std::function<void()> job);
   // Waits for the end of the thread.
   ~WatchedThread();

@@ -30,8 +30,8 @@ TEST(BootstrapBuffer, HasTheLengthOfTheBytesAndIsFreed) {
   EXPECT_EQ(reading.freed, 1);
 }
 
-// Decoding does not check for the end of the input. Here, the missing bytes follow the buffer in
-// memory, so decoding a truncated input succeeds.
+// Decoding does not check for the end of the input. The test places the missing bytes behind the
+// buffer, so decoding a truncated input succeeds.
 TEST(BootstrapBuffer, IsReadPastItsEndIfTheInputIsTruncated) {
   const std::string bytes = support::BytesOf(support::FullBootstrapSpecs());
   for (std::size_t length = 0; length < bytes.size(); ++length) {

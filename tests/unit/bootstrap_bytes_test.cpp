@@ -216,7 +216,7 @@ TEST(BootstrapBytes, OfAnotherVersionChangeNothing) {
 }
 
 TEST(BootstrapBytes, OfAnotherVersionInTheOtherByteOrderChangeNothing) {
-  // The version would be 1 without swapping, although the mark says that the bytes are swapped.
+  // Unswapped, the version would be 1; but the byte-order mark requires swapping.
   std::string bytes = kSwapped;
   std::reverse(bytes.begin() + 2, bytes.begin() + 6);
   Specs specs;
@@ -442,7 +442,7 @@ TEST(BootstrapCheck, TreatsAnyMarkOtherThan1AsSwapped) {
   }
 }
 
-// The counts are too large. Some of them would also overflow 32 bits as a size in bytes.
+// All counts are too large. Some would overflow 32 bits if multiplied by the size of an element.
 TEST(BootstrapCheck, RejectsCountsBeyondTheBytes) {
   for (std::size_t list = 0; list < std::size(kCountsAt); ++list) {
     for (const std::uint32_t count : {0xFFFFFFFFU, 0x80000000U, 0x40000000U, 0x40000001U,

@@ -189,8 +189,9 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
   }
 }
 
-// Whether changed bytes of a message can change the dictionary but not its digest, because the
-// message carries a property that digests do not include, or a text that a second message repeats.
+// Whether damage to the message can escape the digest. Digests exclude the file specification and
+// the rows per imputation. Multiple-response sets are sent in two messages: if damage makes one of
+// them another extension, the other still sets them.
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||
@@ -230,9 +231,9 @@ class HostileMessages : public testing::Test {
   // More bytes than a dictionary allocates for its first variable.
   static constexpr std::size_t kDictionary = 5000;
 
-  // Applies the frame with `reader` and checks the allocations and the dictionary. If the frame is
-  // applied, the dictionary must equal `after_`; if `escapesTheDigest`, properties outside the
-  // digest may differ. If the frame is rejected, the dictionary must equal `before_`.
+  // Applies the frame with `reader` and checks the allocations and the dictionary. After a rejected
+  // frame, the dictionary must equal `before_`. After an applied frame, it must equal `after_`, but
+  // if `escapesTheDigest`, properties that the digest excludes may differ.
   void ExpectHarmless(ChangeStreamReader& reader, ChangeFrame& frame,
                       bool escapesTheDigest = false) {
     const std::string bytes = BytesOf(frame);

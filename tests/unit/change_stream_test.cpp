@@ -1,5 +1,5 @@
-// Both ends of a change stream: how the client stays correct, how it recovers, and what happens
-// when the client is lost.
+// Both ends of a change stream: the client follows the dataset, recovers from errors, and may be
+// lost.
 
 #include <client/ChangeStreamReader.h>
 #include <client/DictionaryMessages.h>
@@ -408,8 +408,8 @@ TEST_F(ChangeStream, ALostStreamIsUnregisteredAndReportedOnce) {
   EXPECT_EQ(stream.UnregisterIfLost(dataset), "the channel returned status 32");
   EXPECT_EQ(stream.UnregisterIfLost(dataset), std::nullopt);
 
-  // Without observers, a pass compares nothing, so the next observer is notified of this write in a
-  // later pass.
+  // Without observers, the pass of this write compares nothing. Only a later pass, which has an
+  // observer, reports the write.
   Write([](SvrDMWriteableDataSource& writer) { writer->SetWeightVar(1); });
   support::RecordingObserver other;
   dataset.Register(other);
@@ -544,7 +544,7 @@ TEST_F(StreamsOfADataset, DoNotReplaceThePassDataOfAnotherObserver) {
   Dataset().Unregister(first);
 }
 
-// The observer between the two streams writes to another dataset, whose pass has its own data.
+// The observer between the two streams writes to another dataset. That pass has its own PassData().
 TEST_F(StreamsOfADataset, SendTheirOwnPassIfAnObserverBetweenThemWritesToAnotherDataset) {
   RegisterAll();
   const LocallyUniqueID other = registry.Add(*support::Dictionary("X").release(), "", true);

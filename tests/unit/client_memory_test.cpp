@@ -79,7 +79,7 @@ ChangeFrame FrameOf(const OwnedMessages& messages) {
   return frame;
 }
 
-// A mirror ends the process if memory runs out while it undoes a pass.
+// A mirror that runs out of memory while it undoes a pass ends the process.
 Operation EndsWithoutMemory(Operation operation) {
   operation.endsWithoutMemory = true;
   return operation;

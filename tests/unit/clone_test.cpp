@@ -382,8 +382,8 @@ TEST(CloneDataSource, AFilteredSourceOnACloneReadsTheClonesCases) {
   EXPECT_EQ(RowsOf(filtered), support::RowsWhere(*file, "vote"));
 }
 
-// A clone of a saved file with a number, a string and a number that selects cases. Its rows keep
-// the layout of the file.
+// A clone of a saved file with three variables: a number, a string, and a number that selects
+// cases. The tests edit the dictionary of the clone; the rows keep the layout of the file.
 class FilterOnAnEditedClone : public testing::Test {
  protected:
   FilterOnAnEditedClone() {
@@ -563,7 +563,7 @@ TEST(CloneDataSource, MayOwnASourceThatADatasetReleased) {
 // ---------------------------------------------------------------------------------------------
 // Clones that show their parent in the chain of a dataset or of another clone
 
-// Makes clones that show their parent: each is made from a chain of two sources that count their
+// Makes clones that show their parent. Shown() clones a chain of two sources that count their
 // deletions in `deaths`.
 class CloneThatShowsItsParent : public testing::Test {
  protected:
@@ -627,7 +627,7 @@ TEST_F(CloneThatShowsItsParent, ReplacesAFilterOnIt) {
   const LocallyUniqueID id = registry.Add(*new CountedSource(deaths, clone), "", /*quiet=*/true);
 
   support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) { writer.SetDataSet(clone); });
-  EXPECT_EQ(deaths, 1);  // the filtered source
+  EXPECT_EQ(deaths, 1);  // the source that reads from the clone
 
   registry.Delete(id);
   EXPECT_EQ(deaths, 3);

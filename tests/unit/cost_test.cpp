@@ -26,7 +26,8 @@ int comparisons = 0;
 
 }  // namespace
 
-// Replaces the comparison of libplatdep. The names in this program are ASCII.
+// Replaces the comparison of libplatdep with a comparison that is counted. It handles only ASCII;
+// this program has no other names.
 int _ORVXMBstricmp_A(const char* left, const char* right) {
   ++comparisons;
   return strcasecmp(left, right);
@@ -87,7 +88,8 @@ TEST(CostOfARelease, OfAMoveToTheFrontHardlyGrowsWithTheNumberOfVariables) {
     writer->DeleteVariables(last, last);
     writer->InsertVariable(0, moved);
   };
-  // A move copies a few blocks of variables, and the blocks of the two lists have different sizes.
+  // A move copies a few blocks of variables, and the last blocks of the two dictionaries hold
+  // different numbers of variables.
   EXPECT_LE(BytesToRelease(20'000, move), 2 * BytesToRelease(1'000, move));
 }
 
@@ -112,8 +114,8 @@ TEST(CostOfAFrame, OfOneLabelDoesNotGrowWithTheNumberOfVariables) {
   EXPECT_EQ(BytesToApply(1'000), BytesToApply(20'000));
 }
 
-// Returns the number of name comparisons in four searches among `datasets` datasets: for a handle
-// name and a file name in use, and for a handle name and a file name not in use.
+// Returns the number of name comparisons in four searches among `datasets` datasets: for a used and
+// an unused handle name, and for a used and an unused file name.
 int ComparisonsToFind(int datasets) {
   ServerDataManager registry;
   for (int i = 0; i < datasets; ++i) {

@@ -363,8 +363,8 @@ TEST_F(FileSpecification, DifferentFromTheSuppressedNameIsReported) {
   EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
 }
 
-// If no file name is suppressed, the suppressed file name is empty, so an empty file specification
-// is not reported.
+// A file specification equal to the suppressed file name is not reported. If none is suppressed,
+// the suppressed file name is empty.
 TEST_F(FileSpecification, EmptyIsNotReportedWithoutASuppressedName) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();
@@ -456,7 +456,7 @@ TEST_F(PropertiesInMessages, AShiftedWeightVariableIsNotReported) {
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
 
-// The view and the clients dropped the weight with the variable.
+// The deletion of the variable also removes the weight from the view and from clients.
 TEST_F(PropertiesInMessages, DeletingTheWeightVariableReportsNoWeightChange) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);
@@ -632,7 +632,7 @@ TEST_F(PropertiesInMessages, SeparateAnalysisIsNotComparedWithoutASplit) {
   EXPECT_MESSAGES(Queue());
 }
 
-// --- Uses that a moved or replaced variable loses are reported again ---
+// --- Weight, filter and split by a moved or replaced variable are reported again ---
 
 TEST_F(PropertiesInMessages, UsesOfAMovedVariableAreReportedAgain) {
   StartWith([](ORVX_DataSource& source) {
@@ -660,8 +660,8 @@ TEST_F(PropertiesInMessages, UsesThatSourceAndViewLostByTheSameMoveAreNotReporte
   EXPECT_TRUE(View().GetFilterVariableID().IsNull());
 }
 
-// The source moved A behind B. The comparison moves B before A instead, so A keeps its uses in the
-// view.
+// The source moved A behind B. The comparison moves B before A instead, so A stays the weight
+// variable of the view.
 TEST_F(PropertiesInMessages, AVariableKeepsItsUsesIfOtherVariablesAreMovedPastIt) {
   StartWith([](ORVX_DataSource& source) {
     Replace(source, Vars("A B"));
@@ -834,8 +834,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptIfLabelSetsExtensionsOrImputationChange)
   EXPECT_TRUE(SourceHasIt());
 }
 
-// Changed attributes were set in this write, so the dashboard attributes among them are current and
-// kept.
+// The write set all attributes, so the dashboard attributes among them are current.
 TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
@@ -885,7 +884,7 @@ TEST_F(PropertiesInMessages, AChangedDefinitionOverridesAClearedDirtyFlag) {
 
 class Everything : public PropertiesInMessages {
  protected:
-  // Gives the dataset a source that is built on a saved file, and sets every property.
+  // Gives the dataset a source whose parent is a saved file, and sets every property.
   Everything() {
     Use(SystemFileDataSource::Open(folder.Write("first.csv")));
     auto upper = std::make_unique<CountingSource>(&Source());
@@ -1135,8 +1134,8 @@ TEST_F(AnsweredSplit, OfAnyLengthIsReportedCompletely) {
   EXPECT_EQ(SplitOf(View()), Answers().split);
 }
 
-// The arrays for a split have at least eight entries; SplitSource fails the test if the pass
-// requests more than its two variables.
+// The comparison allocates arrays of at least eight entries for a split. SplitSource fails the test
+// if the comparison requests more than the two variables of this split.
 TEST_F(AnsweredSplit, OfTwoVariablesIsNotReadBeyondItsLength) {
   Answers().split = {Id("A"), Id("C")};
   Update();
@@ -1144,8 +1143,8 @@ TEST_F(AnsweredSplit, OfTwoVariablesIsNotReadBeyondItsLength) {
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
 }
 
-// After the failed update, view and source are both split by A. Only the number of variables in the
-// last reported split shows that the view lost B.
+// After the failed update, view and source are both split by A alone. The next update must still
+// report the split, because the last reported split had two variables.
 TEST_F(AnsweredSplit, WithADeletedVariableIsReportedInTheNextUpdate) {
   Answers().split = {Id("A"), Id("B")};
   Settle();

@@ -38,7 +38,7 @@ struct State {
   std::function<void(SourceWithRows&)> make;
 };
 
-// Returns variants of the full dictionary that all differ in something that messages carry.
+// Returns variants of the full dictionary. Any two differ in something that messages carry.
 std::vector<State> DifferentStates() {
   const auto set = [](std::function<void(VariableSetImpl&)> change) {
     VariableSetImpl changed = SetOf("s", "A B");
@@ -159,7 +159,7 @@ DictionaryDigest DigestOfNewVariables(const ORVX_DataSource& source) {
   DataFreeDataSource other;
   for (int i = 0; i < source.ColumnCount(); ++i) {
     ORVX_Variable variable = source.GetVariable(i);
-    variable.SetLabel(variable.GetLabel());  // so the copy no longer shares its record
+    variable.SetLabel(variable.GetLabel());  // separates the copy from the original
     other.MakeVariable(variable, nullptr);
   }
   return DigestOf(other);
@@ -206,7 +206,7 @@ TEST(DictionaryDigest, IsRightAfterAWriteThroughAHeldReference) {
   EXPECT_EQ(DigestOf(*source), before);
 }
 
-// For the thread sanitizer: the first of several readers caches the hashes.
+// The readers fill the cache of hashes concurrently. The thread sanitizer would detect a race.
 TEST(DictionaryDigest, MayBeComputedByConcurrentReaders) {
   const auto source = ManyVariables(1000);
   const DictionaryDigest expected = DigestOf(*ManyVariables(1000));
@@ -237,8 +237,9 @@ TEST(VariableListHash, IsTheSameForAnyCutIntoParts) {
   }
 }
 
-// The expected numbers were computed with integers of any size: high[0] * 37^2 + high[1] * 37 +
-// high[2] and low[0] * 43^2 + low[1] * 43 + low[2], both modulo 2^61 - 1.
+// The expected numbers were computed with integers of arbitrary precision, modulo 2^61 - 1:
+//   First() = high[0] * 37^2 + high[1] * 37 + high[2]
+//   Second() = low[0] * 43^2 + low[1] * 43 + low[2]
 TEST(VariableListHash, IsAPolynomialWithTheHashesAsCoefficients) {
   VariableListHash hash;
   hash.Append(VariableHash{0xffffffffffffffff, 0x0123456789abcdef});

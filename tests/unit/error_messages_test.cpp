@@ -1,4 +1,4 @@
-// The three error messages, and MessageGlue.
+// ErrorMsg, ReportedErrorMsg, ReportedErrorMsgResponse, and their base class MessageGlue.
 
 #include <gtest/gtest.h>
 #include <liborvxdemg/ErrorMsg.h>

@@ -1,5 +1,5 @@
-// The objects that an error report creates, their order, and that no memory leaks. This program
-// replaces the constructors of the report and of the response, so that they record their calls.
+// Tests which objects an error report creates, and that none leaks. This program replaces the
+// constructors of the report and of the response, so that they record their order.
 
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>

@@ -186,8 +186,8 @@ Case Dashboard() {
           [](SvrDMWriteableDataSource& writer) { writer->GetVariable(2).SetLabel(kLong); }};
 }
 
-// After the snapshot deletes the variable, the remaining split of the snapshot equals the split of
-// the source.
+// Once the variable is deleted from the snapshot, snapshot and source are split by the same
+// variable; the split must still be reported.
 Case DeletedSplitVariable() {
   return {"deleted split variable", FullDictionaryWithDashboard,
           [](SvrDMWriteableDataSource& writer) {
@@ -196,7 +196,7 @@ Case DeletedSplitVariable() {
           }};
 }
 
-// A variable is moved into a full block of the list.
+// Moves a variable into a full block of variables.
 Case LongMove() {
   constexpr int kCount = 300;
   return {"long move",
@@ -215,7 +215,7 @@ Case LongMove() {
           }};
 }
 
-// Random changes of variables and uses.
+// Random changes of variables, weight, filter and split.
 Case RandomVariables(unsigned int seed) {
   const auto fill = [](ORVX_DataSource& source, std::mt19937 random) {
     std::vector<ORVX_Variable> variables = support::Vars("A B C D E F G H");
@@ -251,8 +251,8 @@ std::vector<Case> AllCases() {
 
 // --- The failures ---
 
-// Removes the empty deletions of a bulk replacement. If a pass fails and the next pass completes
-// it, no other message is queued twice.
+// Removes empty deletions. If the next pass completes a failed bulk replacement, it may queue such
+// a deletion, but must queue no other message twice.
 std::vector<Said> WithoutEmptyDeletions(std::vector<Said> said) {
   std::erase_if(said, [](const Said& message) {
     return message.kind == Said::Kind::Delete && message.variables.empty();
@@ -267,9 +267,9 @@ std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
 }
 
 // Lets each allocation of the pass fail in turn: first together with all later allocations, then
-// alone. Calls `judge` after each failed pass. If only one allocation fails, the pass may also
-// succeed by continuing step by step; its messages must then be correct. Returns the number of
-// passes with a failed allocation.
+// alone. Calls `judge` after each failed pass. If only one allocation fails, the pass may continue
+// step by step and succeed; its messages must then be correct. Returns the number of passes with a
+// failed allocation.
 long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
   const auto fails = [&](long count, Shortage shortage) {
     SCOPED_TRACE(write.name + ", after " + std::to_string(count) + " allocations");
@@ -309,9 +309,8 @@ TEST(FailedPass, IsCompletedByTheNextPass) {
   }
 }
 
-// Revert makes the source equal to the old snapshot. If the failed pass left a message in the queue
-// without the matching change of the snapshot, the next pass would find no difference and not
-// correct the client.
+// Revert makes the source equal to the old snapshot. If a failed pass queued a message but did not
+// change the snapshot, the next pass would find no difference and send the client a wrong message.
 TEST(FailedPass, IsCorrectedByTheNextPassIfTheChangeWasReverted) {
   for (const Case& write : AllCases()) {
     ForEachFailure(write, [&](ChangedDataset& dataset) {

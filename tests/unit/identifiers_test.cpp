@@ -157,7 +157,7 @@ TEST(LocallyUniqueIDGenerator, MasksADomainAbove15) {
 
 using Calls = std::vector<std::string>;
 
-// An object that records its calls. A copy has the name of the original with a prime.
+// An object that records its calls. The name of a copy is the original's name and an apostrophe.
 class Witness {
  public:
   Witness(std::string name, Calls& calls) : name_(std::move(name)), calls_(calls) {}

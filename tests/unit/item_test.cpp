@@ -172,7 +172,8 @@ class Prober : public DataFreeDataSource {
   bool* rests = nullptr;
 };
 
-// `below` shows its parent because it is making an iterator; `above`, because of ShowParents.
+// The parent link that `below` sets only while it makes an iterator does not belong to the chain.
+// The parent link of `above`, set by ShowParents, does.
 TEST(SourceChain, EndsAtACloneThatIsMakingAnIterator) {
   const TemporaryFolder folder;
   auto prober =
@@ -295,8 +296,8 @@ TEST_F(ChainOfThree, IsDeletedWithTheItem) {
 }
 
 TEST_F(ChainOfThree, DeleteDataSourceDoesNotClearTheItemsPointer) {
-  // The item's destructor deletes the source a second time, so the test constructs another source
-  // in the same memory.
+  // DeleteDataSource keeps the pointer, and the item's destructor deletes the source again. So the
+  // test constructs a second source in the same memory.
   struct InMemoryOfTheTest : NamedSource {
     using NamedSource::NamedSource;
     static void operator delete(void*) {}
@@ -309,8 +310,6 @@ TEST_F(ChainOfThree, DeleteDataSourceDoesNotClearTheItemsPointer) {
     item.DeleteDataSource();
 
     EXPECT_EQ(deaths_, "fabc");
-    // The pointer is not cleared: the caller is the destructor or immediately stores another
-    // source.
     EXPECT_EQ(item.DataSource(), first);
     ::new (memory.data()) InMemoryOfTheTest('s', deaths_, nullptr);
   }
@@ -592,8 +591,8 @@ bool IsFreeForWriting(SvrDMItemPtr& item) {
       .has_value();
 }
 
-// An oddity that is kept: the flag of a failed try is never cleared. release_order_test.cpp checks
-// that nothing calls unlock() after a failed try.
+// An oddity that is kept: after one failed try, the item never releases its lock.
+// release_order_test.cpp checks that unlock() is never called then.
 TEST(SvrDMItem, NeverReleasesItsLockAfterAFailedTryForTheWriteLock) {
   SvrDMItemPtr item(new SvrDMItem(kID, nullptr, nullptr, 0, "", /*notifyDelete=*/false));
   ASSERT_TRUE(item->AcquireWriteLock(/*tryOnly=*/false));
@@ -737,8 +736,8 @@ class SavedFile : public testing::Test {
   // Expects that the item has no file open.
   void ExpectNoFileIsOpen() const { EXPECT_EQ(OpenDescriptors(), descriptorsBefore_); }
 
-  // Expects that the item's file is open, and that the item recorded its name. Removes the file:
-  // with another recorded name, LockSavFileInUse would close the file and could not open it again.
+  // Expects that the item's file is open, and that the item recorded its name. Removes the file: if
+  // the recorded name differed, LockSavFileInUse would close the file and fail to open it again.
   void ExpectIsOpenUnderItsName(SvrDMItem& item) const {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
     std::filesystem::remove(item.FileName());
@@ -746,7 +745,7 @@ class SavedFile : public testing::Test {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
   }
 
-  // Opens the item's file while its time cannot be read.
+  // Opens the item's file. The call that reads its modification time fails.
   void LockWithoutATime(SvrDMItem& item) const {
     SvrDMItem other = Item(nullptr);
     other.FileName(item.FileName());
@@ -761,8 +760,8 @@ class SavedFile : public testing::Test {
     fstatFailsAt = INT_MAX;
   }
 
-  // Expects that the recorded time of the open file is 0: the file counts as unchanged only after
-  // its modification time is set to 0.
+  // Expects that the recorded time of the open file is 0: the file counts as changed until its
+  // modification time is set to 0.
   void ExpectTimeZero(SvrDMItem& item) const {
     EXPECT_TRUE(item.SavFileExternallyChanged());
     ModifyAt(path_, 0);
@@ -825,8 +824,8 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOldFile) {
 
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
   EXPECT_FALSE(AnotherProcessMayWrite(other));
-  // A new file gets the lowest free descriptor: the descriptor of the old file, because that file
-  // was closed before.
+  // An opened file gets the lowest free descriptor. The old file was closed first, so its
+  // descriptor was free.
   EXPECT_EQ(DescriptorOf(other), descriptor);
 }
 
@@ -988,8 +987,7 @@ TEST_F(SavedFile, IsOpenedWithTimeZeroIfItsTimeCannotBeRead) {
 // ---------------------------------------------------------------------------------------------
 // The creation time
 
-// Returns a date value. Uses the conversion of the platform, which defines the scale of date
-// values.
+// Returns a date value, converted by the platform, which defines the scale of date values.
 double DateValue(long day, long month, long year, long hour, long minute, double second) {
   double value = 0;
   EXPECT_EQ(iDMY2Orvx(day, month, year, hour, minute, second, &value), 0);

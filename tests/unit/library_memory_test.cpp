@@ -140,7 +140,7 @@ struct World {
     EXPECT_EQ(through, &registry);
   }
 
-  int living = 0;  // sources
+  int living = 0;  // existing sources
   Watcher watcher;
   Wrapper wrapper{living};
   support::SilentObserver listener;
@@ -173,9 +173,9 @@ Operation Use(const std::string& name, const std::function<void(World&)>& use) {
   return {name, prepare};
 }
 
-// Passes new chains to an operation that takes ownership at some allocation. If an earlier
-// allocation fails, the caller still owns the chain; if a later one fails, the chain is deleted.
-// Expects failures of both kinds.
+// Passes new chains to an operation that takes ownership between two of its allocations. If an
+// earlier allocation fails, the caller still owns the chain; if a later allocation fails, the
+// operation deletes the chain. Expects failures of both kinds.
 class Giver {
  public:
   ~Giver() {
@@ -183,7 +183,7 @@ class Giver {
     EXPECT_EQ(firstDeleted_, lastKept_ + 1);
   }
 
-  // `front`: a source that a hook has added in front of the chain; null for none.
+  // `front` becomes the source that a hook adds in front of the chain; null without a hook.
   void Give(int& living, ORVX_DataSource* const& front,
             const std::function<void(ORVX_DataSource&)>& take) {
     const int before = living;
@@ -204,7 +204,7 @@ class Giver {
   }
 
  private:
-  // Numbers of failed allocations, counted from 1.
+  // Which allocation failed, counted from 1.
   long lastKept_ = 0;
   long firstDeleted_ = std::numeric_limits<long>::max();
 };
@@ -465,7 +465,7 @@ TEST(LibraryMemory, ClonesOwnTheirChainOrDeleteIt) {
   });
 }
 
-// The clone must hide its parent even after an exception.
+// The clone must hide its parent again even if MakeIterator throws.
 TEST(LibraryMemory, ACloneHidesItsParentWhenItMakesAnIterator) {
   const auto text = [](auto& cloning) {
     return TextOf(cloning) + (cloning.clone->GetParentSource() == nullptr ? " hidden" : " shown");

@@ -1,5 +1,5 @@
-// Tests the records of the lock monitor without real locks: simultaneous waits, and failed
-// allocations. Also tests that the monitor needs no memory while it is off.
+// The lock monitor's records of simultaneous waits, and its behaviour when memory runs out. Most
+// tests use no real locks. Also tests that the monitor needs no memory while it is off.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/LockMonitor.h>
@@ -50,7 +50,8 @@ class LockRecords : public testing::Test {
   }
 
   ServerDataManager registry_;
-  // At least 64 bytes apart, like datasets, so that the monitor counts claims on them separately.
+  // At least 64 bytes apart, like datasets: the monitor counts the users of each lock in an entry
+  // that it finds by the address divided by 64.
   struct alignas(64) Address {};
   const Address locks_[2] = {};
   const LockRequest first_{Kind::Notification, Mode::Exclusive, LocallyUniqueID(0, 0), &locks_[0],
@@ -97,9 +98,9 @@ TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
   EXPECT_EQ(wrong, 0);
 }
 
-// Lets each allocation fail in turn, alone or with all later allocations. `wait` causes one
-// incident while only `count` allocations succeed. Returns how often the incident was omitted for
-// lack of memory.
+// Lets each allocation of the monitor fail in turn, with all later allocations or alone.
+// `wait(count, shortage)` causes one incident, for which only `count` allocations succeed before
+// the failure. Returns how often the incident was omitted for lack of memory.
 template <class Wait>
 int OmittedIncidents(std::atomic<int>& incidents, ServerDataManager& registry, const Wait& wait) {
   int omitted = 0;
@@ -150,7 +151,6 @@ struct CountingObserver : SvrDMDataSetObserver {
   int calls = 0;
 };
 
-// Runs on a new thread, which has no table of records yet.
 // A writer whose try fails leaves the lock held forever.
 TEST_F(LockRecords, ALockThatStaysHeldIsForgottenWithItsItem) {
   const LocallyUniqueID id = AddDataset(registry_, "A B");
@@ -164,6 +164,7 @@ TEST_F(LockRecords, ALockThatStaysHeldIsForgottenWithItsItem) {
   EXPECT_EQ(registry_.GetLockReport().holds.size(), 0U);
 }
 
+// Counts allocations on a new thread, which has no table of records yet.
 TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
   ASSERT_FALSE(LockMonitor::IsOn());
   ServerDataManager registry;

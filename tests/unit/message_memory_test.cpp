@@ -240,8 +240,8 @@ TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchangedIfTheyThrow) {
 
 // --- Operations that allocate nothing ---
 
-// A message may be allocated in one library and freed in another, and a program may replace the
-// global allocator.
+// Messages have their own allocator: a message may be allocated in one library and freed in
+// another, and a program may replace the global allocator.
 TEST(MessageMemory, IsNotFromTheGlobalAllocator) {
   support::heap = {};
   support::messageHeap = {};

@@ -335,8 +335,8 @@ TEST(MirroredProperties, InvalidTextIsRejected) {
   }
 }
 
-// A pass with messages of every kind. Each message except the ResetUndoMsg changes MirrorInUse(),
-// once the first message has inserted F and G.
+// A pass with messages of every kind. The first message inserts F and G into MirrorInUse(). Each
+// other message, except the ResetUndoMsg, would change the result.
 Pass EveryChange() {
   ORVX_TrendsInfo trends;
   trends.seasonalPeriod = 12;

@@ -259,8 +259,8 @@ TEST_F(View, VariablesDeletedInBetweenAreReportedBeforeTheMove) {
   ExpectViewEqualsSource();
 }
 
-// A step looks for deleted variables only up to the variable that it moves; later steps check the
-// rest.
+// Before the move of C, the comparison looks only for deleted variables in front of C. It finds D
+// at a later position.
 TEST_F(View, VariablesDeletedFurtherOnAreReportedLater) {
   StartWith("A B C D E");
   UpdateTo("C B E");
@@ -446,7 +446,8 @@ TEST_F(View, TheViewBecomesEqualToASourceWithDuplicateIdentifiers) {
   }
 }
 
-// Settled positions are not searched again, so the second A is not found and is inserted.
+// The comparison does not search positions that it has already compared. So it does not find an A
+// in the view for the second A, and inserts it.
 TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
   StartWith("A B");
   UpdateTo({Var("A"), Labelled(Var("A"), "again"), Var("B")});
@@ -506,7 +507,7 @@ TEST_F(View, AnObserverViewReplacesInBulkOnceIfRequested) {
 
 // --- The view of an item ---
 
-// Makes a notification pass of an item, which needs no registry. Returns the messages.
+// Makes a notification pass of an item without a registry. Returns the messages.
 std::vector<Said> PassOf(SvrDMItem& item) {
   struct Observer : SvrDMDataSetObserver {
     explicit Observer(SvrDMItem& observed) : item(observed) { item.Register(*this); }
@@ -517,7 +518,7 @@ std::vector<Said> PassOf(SvrDMItem& item) {
     SvrDMItem& item;
     std::vector<Said> said;
   };
-  item.SetNotifiedCreation();  // no creation notice to a registry
+  item.SetNotifiedCreation();  // prevents a creation notice, which would need a registry
   Observer observer(item);
   item.Notify(/*writer=*/nullptr, /*originator=*/nullptr);
   return observer.said;

@@ -452,8 +452,8 @@ TEST_F(WriterHandle, AFailedTryAgainstAReaderLeavesCountsOffByOne) {
   ExpectCounts(0, 1);
 }
 
-// The tests below only try to acquire the lock: a wait would never end, because ReleaseLock does
-// nothing after a failed try.
+// After a failed try, ReleaseLock does nothing, and a wait for the lock would never end. So the
+// tests below only try to acquire the lock.
 
 TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheHoldersLock) {
   const auto holder = Writer();

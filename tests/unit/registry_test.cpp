@@ -717,7 +717,7 @@ TEST_F(RegistryTest, AnObserverAtAReusedAddressIsCalledFromTheNextNotice) {
   EXPECT_THAT(Words(*second), ElementsAre("+1"));
 }
 
-// The notice of the second dataset is inside the notice of the first.
+// `first` adds a second dataset inside the notice of the first dataset.
 TEST_F(RegistryTest, UnregisteringInsideAnInnerNoticeAffectsTheOuterNotice) {
   RecordingRegistryObserver first;
   std::optional<RecordingRegistryObserver> second(std::in_place);
@@ -862,8 +862,8 @@ bool IsOpenToOtherThreads(const ServerDataManager& registry) {
   return through;
 }
 
-// The last dataset is deleted first, then the dataset at the position before it, whatever the
-// observers have put there.
+// Clear deletes the dataset at the last position, then at each position before it, even if
+// observers have changed the list in between.
 TEST_F(RegistryTest, ClearingDeletesByPositionIfAnObserverDeletesAndAddsOthers) {
   RecordingRegistryObserver observer;
   for (int i = 0; i < 4; ++i) Add();
@@ -927,7 +927,8 @@ TEST_F(RegistryTest, AnExceptionInADeletionNoticeLeavesTheDatasetRegistered) {
   EXPECT_TRUE(IsOpenToOtherThreads(registry_));
 }
 
-// The lists and tables grow several times. Each allocation of each Add fails in turn.
+// Each allocation of each Add fails in turn. There are enough datasets to make the lists and hash
+// tables of the registry grow several times.
 TEST_F(RegistryTest, EveryDatasetIsFoundAfterOtherAddsRanOutOfMemory) {
   for (unsigned int count = 0; count < 40; ++count) {
     const LocallyUniqueID id(1, count);
@@ -945,7 +946,7 @@ TEST_F(RegistryTest, EveryDatasetIsFoundAfterOtherAddsRanOutOfMemory) {
       EXPECT_EQ(registry_.GetDataSet(item->Handle()), item);
     }
   }
-  // At the end, because FileNameInUse adds datasets, which makes the tables grow.
+  // Not in the loop above, because FileNameInUse adds datasets, which makes the hash tables grow.
   for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
     EXPECT_TRUE(FileNameInUse(dataset.GetFileName()));
   }

@@ -1,6 +1,6 @@
 // The order of steps when handles acquire and release locks. This program replaces sfMutexRW with a
 // class that locks nothing and records the numbers of readers and writers at each call. It also
-// replaces SvrDMItem::AddReader, to record them there.
+// replaces SvrDMItem::AddReader, to record its calls in the same way.
 
 #include <libsfthread/sfMutexRW.h>
 #include <ServerDataManager/serverdatamgr.h>

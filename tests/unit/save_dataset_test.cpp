@@ -1,5 +1,4 @@
-// Editing cases under a writer, and saving a dataset: the messages, and the state of the dataset's
-// file.
+// Writers that edit cases or save the dataset. The tests check the messages and the dataset's file.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/CaseReader.h>
@@ -74,7 +73,7 @@ class Dataset {
     return texts;
   }
 
-  std::vector<unsigned int> sequences;  // of the messages of the last write
+  std::vector<unsigned int> sequences;  // case sequences in the messages of the last write
 
  private:
   ServerDataManager registry_;
@@ -157,8 +156,8 @@ TEST(SaveDataset, KeepsOtherProgramsFromWritingTheNewFile) {
   EXPECT_FALSE(AnotherProcessMayWrite(path));
 }
 
-// The pass that finds a modified variable marks the dataset as dirty, so it must come before
-// saving.
+// A pass that finds a modified variable marks the dataset as dirty. So SaveDataset must make this
+// pass before it saves.
 TEST(SaveDataset, LeavesTheDatasetCleanIfAVariableWasModified) {
   const TemporaryFolder folder;
   Dataset dataset(Ages());

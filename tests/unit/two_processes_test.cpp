@@ -1,4 +1,4 @@
-// The example with a server and a client in two processes. The example runs to its end, or its
+// Tests the example two_processes, a server and a client. The example runs to its end, or its
 // client is killed after some number of passes. In other tests, a process dies while it sends or
 // receives a frame.
 
@@ -42,7 +42,7 @@ struct Played {
   int status;
   std::vector<std::string> lines;
 
-  // Returns the rest of each line that starts with this prefix, in order.
+  // Returns the lines that start with `beginning`, in order and without `beginning`.
   std::vector<std::string> Behind(const std::string& beginning) const {
     std::vector<std::string> found;
     for (const std::string& line : lines) {
@@ -143,8 +143,8 @@ TEST(TwoProcesses, AnInvalidFileIsAnError) {
 
 // --- other clients ---
 
-// Runs the example's server with a shell script as the client; the standard input of the script is
-// the socket. Kills the server after a minute; the status is then 137.
+// Runs the example's server with a shell script as the client. The standard input of the script is
+// the socket. If the server runs for a minute, it is killed, and the status is 137.
 Played PlayWithClient(const std::string& script, int secondsToWait) {
   const TemporaryFolder folder;
   const std::string server = folder.Path("server");
@@ -310,7 +310,7 @@ class Channel final : public PackageProxy {
   Socket& socket_;
 };
 
-// Ends its process while sending a frame, after some complete frames.
+// Sends `wholeFrames` complete frames, then half a frame, and kills its process.
 class DyingChannel final : public PackageProxy {
  public:
   DyingChannel(ClientProgram& client, int wholeFrames)

@@ -1,5 +1,6 @@
-// The slot of a virtual function in the Itanium C++ ABI: the first word of a pointer to a virtual
-// member function is the offset of its slot in bytes, plus one.
+// VirtualSlot: the index of a virtual function in the vtable. In the Itanium C++ ABI, the first
+// word of a pointer to a virtual member function is the function's offset in the vtable, in bytes,
+// plus one.
 
 #ifndef TESTS_UNIT_VIRTUAL_SLOT_H_
 #define TESTS_UNIT_VIRTUAL_SLOT_H_
