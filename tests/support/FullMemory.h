@@ -58,7 +58,7 @@ bool FailsWithMemoryFor(long count, Work work, Shortage shortage = Shortage::Las
   }
 }
 
-// The number of allocations that still succeed; negative without a MemoryFor object.
+// The number of allocations that still succeed; negative if all succeed.
 long AllocationsLeft();
 
 // Runs `work` and returns the number of its allocations.

@@ -38,8 +38,9 @@ class PlainComparison {
   bool bulkVarMoves = false;
   // Set when a variable changes its type; never cleared by this class.
   bool resetClientData = false;
-  // Whether the last update reported anything, and whether it made the source dirty.
+  // Whether the last Update reported anything.
   bool anyChange = false;
+  // Whether the last Update reported a modification, which makes the source dirty.
   bool sourceDirtied = false;
 
  private:

@@ -23,8 +23,8 @@ void WatchedThread::Join() {
   if (thread_.joinable()) thread_.join();
 }
 
-// A thread may sleep briefly, for example for a lock in the allocator. A thread that sleeps in
-// kLooks consecutive samples waits for another thread.
+// A thread may sleep briefly, for example for a lock in the allocator. So it counts as waiting only
+// if it sleeps in kLooks consecutive samples.
 bool WatchedThread::Waits() {
   constexpr int kLooks = 50;
   int asleep = 0;

@@ -1,4 +1,4 @@
-// The client library when memory runs out. The tables have every public operation of client/.
+// The client library when memory runs out. The tests call every public operation of client/.
 
 #include <client/ChangeFrame.h>
 #include <client/ChangeStreamReader.h>

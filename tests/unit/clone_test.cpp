@@ -561,7 +561,7 @@ TEST(CloneDataSource, MayOwnASourceThatADatasetReleased) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Clones that show their parent in the chain of a dataset or of another clone
+// Clones that show their parent, within the chain of a dataset or of another clone
 
 // Makes clones that show their parent. Shown() clones a chain of two sources that count their
 // deletions in `deaths`.

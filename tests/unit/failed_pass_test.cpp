@@ -42,7 +42,7 @@ struct Case {
   std::function<void(SvrDMWriteableDataSource&)> change;
 };
 
-// A client that receives only the messages. Its allocations never fail.
+// A client that knows the dataset only from messages. Its allocations never fail.
 class Client : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
@@ -67,7 +67,7 @@ void CopyOver(const ORVX_DataSource& from, ORVX_DataSource& to) {
   if (auto* const source = dynamic_cast<SourceWithRows*>(&to)) source->rows = from.RowCount();
 }
 
-// A dataset with a client, and a writer that has made the change.
+// A dataset with a client, and a writer that has made the change of a Case.
 class ChangedDataset {
  public:
   explicit ChangedDataset(const Case& write) {
@@ -187,7 +187,7 @@ Case Dashboard() {
 }
 
 // Once the variable is deleted from the snapshot, snapshot and source are split by the same
-// variable; the split must still be reported.
+// remaining variable; the split must still be reported.
 Case DeletedSplitVariable() {
   return {"deleted split variable", FullDictionaryWithDashboard,
           [](SvrDMWriteableDataSource& writer) {

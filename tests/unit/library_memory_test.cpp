@@ -1,5 +1,5 @@
-// The library when memory runs out. The tables have every public operation of ServerDataManager/
-// except the notification pass, which is in failed_pass_test.
+// The library when memory runs out. The tests call every public operation of ServerDataManager/
+// except the notification pass: see failed_pass_test.
 
 #include <libdatasrc/MemoryDataSource.h>
 #include <libdatasrc/OBS.h>

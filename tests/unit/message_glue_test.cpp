@@ -1,4 +1,5 @@
-// The calls of MessageGlue to the serialisation layer. This program replaces ForeignProcess.
+// The calls of MessageGlue to the serialisation layer. This program replaces ForeignProcess
+// to record its calls.
 
 #include <gtest/gtest.h>
 #include <libvserial/VStream.h>

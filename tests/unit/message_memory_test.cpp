@@ -1,4 +1,4 @@
-// Messages, their texts and bytes when memory runs out. The tables have every public operation of
+// Messages, their texts and bytes when memory runs out. The tests call every public operation of
 // liborvxdemg, liborvxmsgs and libvserial.
 
 #include <libdatasrc/DataFreeDataSource.h>

@@ -446,8 +446,8 @@ TEST_F(View, TheViewBecomesEqualToASourceWithDuplicateIdentifiers) {
   }
 }
 
-// The comparison does not search positions that it has already compared. So it does not find an A
-// in the view for the second A, and inserts it.
+// The comparison does not search positions that it has already compared. So it does not find the
+// second A in the view, and inserts it.
 TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
   StartWith("A B");
   UpdateTo({Var("A"), Labelled(Var("A"), "again"), Var("B")});

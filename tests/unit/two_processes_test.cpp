@@ -70,7 +70,7 @@ Played PlaySurvey(const std::string& more = "") {
   return Play(std::string("'") + SURVEY + "' " + more);
 }
 
-// Returns the digests from "pass 1 <digest>", "pass 2 <digest>", ...
+// Returns the digests from the texts "1 <digest>", "2 <digest>" and so on.
 std::vector<std::string> DigestsOf(const std::vector<std::string>& passes) {
   std::vector<std::string> digests;
   for (const std::string& pass : passes) {
