@@ -1,8 +1,8 @@
 // The cost of encoding and decoding a bootstrap specification with long lists.
 //
-// The peer copies the same number of bytes to a new buffer. The time is reported as a multiple of
-// the peer's time (of_memcpy), measured alternately, and as a multiple of the times of other
-// libraries (SerialisationPeers.h) for the same lists.
+// The peer of_memcpy copies the same number of bytes to a new buffer. Other peers are libraries
+// that encode the same lists (SerialisationPeers.h). The time is reported as a multiple of the time
+// of each peer, measured alternately.
 
 #include <cstddef>
 #include <cstdint>
@@ -43,7 +43,8 @@ std::string Encoded(const SvrBootstrapSpecs& specs) {
   return bytes;
 }
 
-// Returns the bytes that a machine of the other byte order writes: each field is reversed.
+// Returns the bytes that a machine with the other byte order writes: the bytes of each field are
+// reversed.
 std::string EncodedSwapped(int length) {
   std::string bytes = Encoded(LongSpecs(length));
   std::size_t at = 0;

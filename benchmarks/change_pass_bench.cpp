@@ -44,7 +44,7 @@ void SetVariables(ORVX_DataSource& source, const Variables& variables) {
   writer.reset();
 }
 
-// Measures the release alone; `edit` changes the data source before the release.
+// Measures only the release; `edit` changes the data source before it.
 template <class Edit>
 void Release(benchmark::State& state, const Edit& edit) {
   BenchDataset dataset(static_cast<int>(state.range(0)));

@@ -1,7 +1,7 @@
-// The cost of clones, compared with copies of dictionary and cases. Copying a clone takes as long
-// as copying its dictionary, regardless of the number of cases. Reading a row from a clone takes
-// one more call than reading it from the source. Each benchmark reports its time as a multiple of
-// the time of its peer, measured alternately.
+// Copying clones, and reading rows from clones, filters and saved files. Copying a clone takes as
+// long as copying its dictionary, regardless of the number of cases. Reading a row from a clone
+// takes one more call than reading it from the source. Each benchmark reports its time as a
+// multiple of the times of its peers, measured alternately.
 
 #include <unistd.h>
 
@@ -75,7 +75,7 @@ struct WholeCopy {
   std::vector<OBS> cells;
 };
 
-// Arguments: variables, rows.
+// Arguments: the number of variables and of rows.
 void CopyOfAClone(benchmark::State& state) {
   auto* const table = new Table(static_cast<int>(state.range(0)), state.range(1));
   const SvrDMCloneDataSource clone(table);
@@ -114,7 +114,7 @@ void RowsOfAClone(benchmark::State& state) {
 }
 BENCHMARK(RowsOfAClone)->Arg(10)->Arg(100);
 
-// Projects to every second variable, so that no adjacent cells are copied together.
+// Keeps every second variable, so that no adjacent cells can be copied together.
 void RowsProjected(benchmark::State& state) {
   Table table(static_cast<int>(state.range(0)), 10'000);
   FilteredDataSource source(&table);
@@ -137,8 +137,8 @@ double SumOfCells(const ORVX_DataSource& source) {
   return sum;
 }
 
-// A saved file with 10,000 rows of numbers, opened as a data source, and the same numbers in
-// memory, once row by row and once column by column.
+// A saved file with 10,000 rows of numbers, opened as a data source. The same numbers are also in
+// memory, twice: row by row in one vector, and in one vector for each column.
 class NumbersInAFile {
  public:
   explicit NumbersInAFile(int variables)
@@ -161,7 +161,7 @@ class NumbersInAFile {
 
   std::unique_ptr<SystemFileDataSource> TakeSource() { return std::move(source_); }
 
-  // One peer copies each row out of the vector, as an iterator does.
+  // The peer of_vector_scan: copies each row out of the vector of all cells, as an iterator does.
   double SumOfRows() const {
     std::vector<OBS> row(width_);
     double sum = 0;
@@ -171,7 +171,7 @@ class NumbersInAFile {
     }
     return sum;
   }
-  // The other peer copies each row out of the columns.
+  // The peer of_column_copy: copies each row out of the vectors of the columns.
   double SumOfColumns() const {
     std::vector<OBS> row(width_);
     double sum = 0;
@@ -218,7 +218,7 @@ void RowsOfACloneOfAFile(benchmark::State& state) {
 }
 BENCHMARK(RowsOfACloneOfAFile)->Arg(10)->Arg(100);
 
-// Filters by the second variable, which selects all cases.
+// Filters by the second variable, which is never 0, so the filter selects all cases.
 void RowsOfAFilterOfAFile(benchmark::State& state) {
   NumbersInAFile numbers(static_cast<int>(state.range(0)));
   const auto file = numbers.TakeSource();

@@ -1,10 +1,10 @@
-// The reader/writer lock compared with other locks (LockPeers.h): the cost without contention and
-// the read throughput of two threads. Also measures its waiting times, and the waiting times of
+// The reader/writer lock compared with other locks (LockPeers.h): the cost without contention, the
+// read throughput of two threads, and waiting times. Waiting times are compared only with
 // std::shared_mutex and pthread_rwlock_t.
 //
 // Waiting times are reported as percentiles (10, 50, 90 and 99) in multiples of the hold time, and
-// as the maximum in milliseconds. If a wait does not end within a second and 20 hold times, the
-// benchmark stops the threads that keep the lock busy (given_up).
+// as the maximum in milliseconds. If a wait takes longer than a second plus 20 hold times, the
+// benchmark stops the threads that keep the lock busy, and given_up is 1.
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>
@@ -59,7 +59,7 @@ class Reading {
   Lock lock_;
 };
 
-// Acquires and releases a read while `held` reads are held.
+// Acquires and releases the read lock, while it is held `held` times already.
 void Read(benchmark::State& state) {
   Reading<Ours> ours(state.range(0));
   for (auto _ : state) ours();
@@ -111,8 +111,8 @@ double Percentile(int percent, std::vector<double> values) {
   return *found;
 }
 
-// Threads that acquire the lock, hold it, release it and immediately acquire it again. Their start
-// times are evenly spread over the hold time.
+// Threads that repeat `turn`: acquire the lock, hold it and release it. Their start times are
+// evenly spread over the hold time.
 class Others {
  public:
   template <class Turn>
@@ -156,7 +156,7 @@ class GivingUp {
   std::jthread watch_;
 };
 
-// Measures and reports the waits for the lock: acquires it with `take` at random times, and
+// Measures and reports the waits for the lock. Acquires it with `take` at random times, and
 // releases it with `end`.
 template <class Take, class End>
 void ReportWaits(benchmark::State& state, Others& others, milliseconds hold, Take take, End end) {

@@ -1,6 +1,6 @@
 // The memory of a dictionary and its snapshot, and of the change streams of a dataset. The records
-// of the variables, which dictionary and snapshot share, are not counted. Memory is measured as the
-// size of the blocks that operator new has handed out; the reported time has no meaning.
+// of the variables, which dictionary and snapshot share, are not counted. Memory is the total size
+// of the blocks from operator new that are not deleted yet. The reported time has no meaning.
 
 #include <malloc.h>
 
@@ -24,7 +24,7 @@ namespace {
 
 std::atomic<std::size_t> allocatedBytes{0};
 
-// Returns the size of a block of malloc, with its header.
+// The size of a block from malloc, with its header.
 std::size_t BlockSize(void* memory) {
   return malloc_usable_size(memory) + sizeof(std::size_t);
 }

@@ -45,7 +45,7 @@ struct Dictionary {
   const OwnedMessages snapshot = DictionaryMessages(source, dataset.ID(), 0);
 };
 
-// Alternates between two labels of a variable in the middle.
+// Each pass sets the label of a variable in the middle, to one of two texts alternately.
 void ApplyAPassWithOneVariableModified(benchmark::State& state) {
   Dictionary dictionary(state);
   const int position = dictionary.source.ColumnCount() / 2;
@@ -62,7 +62,7 @@ void ApplyAPassWithOneVariableModified(benchmark::State& state) {
   std::vector<PlainDefinition> plain = PlainDictionary(dictionary.source);
   const std::vector<std::vector<DataSetMsg*>> passes = {{messages[0].get()}, {messages[1].get()}};
 
-  // Enough passes in a batch that the cost of reading the clock is negligible.
+  // Passes in a batch; enough to make the cost of reading the clock negligible.
   constexpr std::size_t kPasses = 200;
   const auto applyMany = [&] {
     for (std::size_t i = 0; i < kPasses; ++i) mirror.Apply(passes[i % 2]);
@@ -199,8 +199,8 @@ class Streams {
   std::vector<std::unique_ptr<ChangeStreamObserver>> streams_;
 };
 
-// Measures the release alone; `edit` changes the data source before the release. `restore` reverts
-// the previous change, in a pass that is not measured.
+// Measures only the release; `edit` changes the data source before it. Before that, `restore`
+// reverts the previous change, in a pass that is not measured.
 template <class Edit, class Restoration>
 void ReleaseToStreams(benchmark::State& state, const Edit& edit, const Restoration& restore) {
   BenchDataset dataset(static_cast<int>(state.range(0)));

@@ -1,9 +1,9 @@
-// Opening files of delimited text: integers, decimals and short strings. The peer is one pass of
-// libcsv over the same bytes, which only finds the fields.
+// Opening files of delimited text with integers, decimals and short strings. The peer is one pass
+// of libcsv over the same bytes, which only finds the fields.
 //
-// MB_per_s is by the clock, MB_per_cpu_s by the processor time of all threads. `peak_MB` is the
-// greatest growth of the resident memory while the file is opened, `of_columns` the same growth as
-// a multiple of the size of the columns (File::ColumnBytes).
+// MB_per_s uses elapsed time, MB_per_cpu_s the processor time of all threads. peak_MB is the
+// greatest growth of the resident memory while the file is opened; of_columns is this growth as a
+// multiple of the size of the columns (File::ColumnBytes).
 //
 // If the environment variable OPEN_BENCH_FILE is set, the file is written under that name and kept,
 // for open_peers.py. Each size overwrites the file of the previous size.
@@ -35,7 +35,8 @@ namespace {
 // Random fields, the same in each run.
 class RandomFields {
  public:
-  // Every second column has strings; the others have integers and decimals alternately.
+  // Returns a field for this column: every second column has strings, the others have integers and
+  // decimals alternately.
   std::string Next(int column) {
     if (column % 2 == 1) return Word();
     return column % 4 == 0 ? std::to_string(UpTo(1'000'000)) : Decimal();
@@ -57,7 +58,7 @@ class RandomFields {
   std::mt19937 random_{1};
 };
 
-// A file that exists as long as the object; if OPEN_BENCH_FILE is set, the file is kept.
+// A file for the benchmark. The destructor removes it, unless OPEN_BENCH_FILE is set.
 class File {
  public:
   File(int rows, int columns) : rows_(rows), columns_(columns) {
@@ -88,7 +89,7 @@ class File {
 
   const std::string& Path() const { return path_; }
   int Rows() const { return rows_; }
-  long Fields() const { return long{rows_ + 1} * columns_; }  // with the header
+  long Fields() const { return long{rows_ + 1} * columns_; }  // the header included
   double Megabytes() const { return static_cast<double>(std::filesystem::file_size(path_)) / 1e6; }
   // Eight bytes for each value, and the bytes of the strings.
   double ColumnBytes() const { return columnBytes_; }
@@ -110,7 +111,7 @@ double ProcessMemory(const std::string& field) {
   return 0;
 }
 
-// Returns the greatest growth of the resident memory, in bytes.
+// Returns the greatest growth of the resident memory during `work`, in bytes.
 double PeakGrowth(const std::function<void()>& work) {
   malloc_trim(0);
   std::ofstream("/proc/self/clear_refs") << 5;  // resets the peak
@@ -121,7 +122,7 @@ double PeakGrowth(const std::function<void()>& work) {
 
 struct Seconds {
   double byTheClock;
-  double ofAllThreads;
+  double ofAllThreads;  // processor time
 };
 
 Seconds Measure(const std::function<void()>& work) {
@@ -134,7 +135,7 @@ Seconds Measure(const std::function<void()>& work) {
 
 #ifdef HAVE_LIBCSV
 
-// Counts the fields.
+// Returns the number of fields in the file.
 long PassOfLibcsv(const std::string& path) {
   csv_parser parser;
   csv_init(&parser, CSV_STRICT);
@@ -151,7 +152,7 @@ long PassOfLibcsv(const std::string& path) {
   return fields;
 }
 
-// Returns 0 if libcsv finds another number of fields.
+// The processor time of one pass of libcsv; 0 if it finds a wrong number of fields.
 double SecondsOfLibcsv(const File& file) {
   long fields = 0;
   const Seconds pass = Measure([&] { fields = PassOfLibcsv(file.Path()); });

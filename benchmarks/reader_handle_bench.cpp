@@ -84,7 +84,7 @@ void AtomicOperationsOfAReader(benchmark::State& state) {
 }
 BENCHMARK(AtomicOperationsOfAReader);
 
-// Throughput of handles on one item; higher is better.
+// The throughput of handles on one item; a higher number is better.
 void ReaderHandlesOnTwoThreads(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   const auto read = [&] { SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false); };
@@ -108,9 +108,8 @@ void AtomicOperationsOnTwoThreads(benchmark::State& state) {
 }
 BENCHMARK(AtomicOperationsOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// The overhead of the lock monitor while another thread continuously makes reports
-// (of_unmonitored): alternates between a thousand handles with the monitor and a thousand without
-// it.
+// The overhead of the lock monitor while another thread continuously makes reports. of_unmonitored
+// compares a thousand handles with the monitor and a thousand without it, alternately.
 void MonitoredReaderHandle(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   std::atomic<bool> over{false};

@@ -1,7 +1,10 @@
-// The registry with many datasets: finding, adding and deleting one dataset. Readers report their
-// time as a multiple of the time of a reader handle on an item (of_reader), searches as a multiple
-// of the times of other hash tables, measured alternately. Adding and deleting report their time as
-// a multiple of their time with few datasets (of_few).
+// The registry with many datasets: finding, adding and deleting one dataset. Each benchmark reports
+// its time as a multiple of other times:
+//
+//   ReaderBy...    of_reader: a reader handle on an item, without a search
+//   SearchBy...    of_std_unordered_map and others: a search in another hash table
+//   DeleteOldest, AddWithFileName
+//                  of_few: the same operation in a registry with few datasets
 
 #include <benchmark/benchmark.h>
 #include <libdatasrc/DataFreeDataSource.h>
@@ -89,7 +92,7 @@ void ReaderByIdentifier(benchmark::State& state) {
 }
 BENCHMARK(ReaderByIdentifier)->ArgName("datasets")->Arg(kFew)->Arg(10000);
 
-// Finds the item first, because reader handles have no constructor by name.
+// Finds the item first, because no constructor of a reader handle takes a name.
 void ReaderByName(benchmark::State& state) {
   const Datasets datasets(static_cast<int>(state.range(0)));
   const std::string name = SvrDMDataset(datasets.Newest()).GetHandle();
@@ -101,7 +104,7 @@ void ReaderByName(benchmark::State& state) {
 BENCHMARK(ReaderByName)->ArgName("datasets")->Arg(kFew)->Arg(10000);
 
 // Compares `search` with a search for the last key in other hash tables, each guarded by a mutex.
-// Unlike the registry, these tables do not ignore the case of names.
+// The comparison favours these tables: unlike the registry, they do not ignore the case of names.
 template <class Key, class Search>
 void CompareWithTables(benchmark::State& state, const std::vector<Key>& keys, Search search) {
   const auto compare = [&]<class Table>(const char* name, Table table) {
@@ -151,7 +154,7 @@ BENCHMARK(SearchByName)->ArgName("datasets")->Arg(kFew)->Arg(10000);
 
 constexpr int kBatch = 500, kBatches = 40;
 
-// The processor time of this thread: other load on the machine does not count.
+// The processor time of this thread, which excludes other load on the machine.
 double ThreadSeconds() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);

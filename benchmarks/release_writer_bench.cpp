@@ -1,7 +1,8 @@
-// The cost of creating and releasing a writer without a change: the release compares the whole
-// dictionary with the snapshot. Equal stamps prove that the variables are equal.
+// The cost of creating and releasing a writer without a change. The release compares the whole
+// dictionary with the snapshot, but not each variable: equal stamps prove that the variables are
+// equal.
 //
-// The peer, without shared values, compares two vectors of plain definitions. The time is reported
+// The peer compares two vectors of plain definitions, which share no values. The time is reported
 // as a multiple of the peer's time (of_plain_vectors), measured alternately.
 
 #include <benchmark/benchmark.h>

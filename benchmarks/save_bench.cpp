@@ -1,6 +1,6 @@
-// The cost of editing cases in memory and of saving them, compared with the same work on plain
-// vectors and with writing the same bytes. Each benchmark reports its time as a multiple of the
-// time of its peer, measured alternately.
+// Editing cases in memory, compared with the same edits of plain vectors, and saving them, compared
+// with writing the same bytes. Each benchmark reports its time as a multiple of the time of its
+// peer, measured alternately.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -85,7 +85,7 @@ void SettingAString(benchmark::State& state) {
 }
 BENCHMARK(SettingAString);
 
-// Argument: variables. The peer appends to one vector for each variable.
+// Argument: the number of variables. The peer appends to one vector for each variable.
 void AppendingCases(benchmark::State& state) {
   const auto variables = static_cast<int>(state.range(0));
   std::vector<DataValue> values;
@@ -120,7 +120,7 @@ void WriteBytes(const std::string& path, const std::string& bytes) {
   close(file);
 }
 
-// Argument: variables.
+// Argument: the number of variables.
 void Saving(benchmark::State& state) {
   const auto source = Filled(static_cast<int>(state.range(0)));
   const auto folder = std::filesystem::temp_directory_path();

@@ -23,9 +23,9 @@
 // empty dictionary before pass 1, and has two states:
 //
 //   following   A pass is applied if it is the next pass and the dictionary has the frame's
-//               digest afterwards. Anything else (a bad frame, a gap in the pass numbers,
-//               messages that do not apply, another digest) leaves the dictionary unchanged, and
-//               the reader changes to wanting.
+//               digest afterwards. After a bad frame, a gap in the pass numbers, messages that
+//               cannot be applied, or another digest, the dictionary is unchanged and the reader
+//               is wanting.
 //   wanting     Passes are skipped until a snapshot arrives. A valid snapshot replaces the
 //               dictionary, and the reader continues with the pass after it.
 //

@@ -26,7 +26,8 @@ VariableHash HashOf(const ORVX_Variable& variable) {
   return {hash.high64, hash.low64};
 }
 
-// Another libdatasrc may not cache hashes (docs/replacing-the-platform.md), so this is a template.
+// A template, because another libdatasrc may not have Source::HashOfVariables
+// (docs/replacing-the-platform.md).
 template <class Source>
 VariableListHash HashOfVariables(const Source& source) {
   if constexpr (requires { source.HashOfVariables(HashOf); }) {

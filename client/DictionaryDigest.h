@@ -24,18 +24,17 @@ struct SDM_EXPORT DictionaryDigest {
 };
 
 // The digest includes all variables, in order, weight, filter, split, label, row count, dirty flag,
-// trends information, multiple-response sets, variable sets, extension 0, attributes. Apart from
-// collisions, two data sources have the same digest exactly if all of this is equal: two different
-// dictionaries have equal digests with a probability of about 2^-122 (VariableListHash.h). As in
-// change messages, a dictionary without a label counts as one with an empty label, and an absent
-// extension counts as an empty extension. The order of sets matters, the order of attributes does
-// not.
+// trends information, multiple-response sets, variable sets, extension 0, attributes. If all of
+// this is equal, the digests are equal; if not, they are equal with a probability of about 2^-122
+// (VariableListHash.h). As in change messages, a dictionary without a label counts as one with an
+// empty label, and an absent extension counts as an empty extension. The order of sets matters, the
+// order of attributes does not.
 //
-// The digest does not include rows per imputation, the file name, other extensions, the parent and
-// the cases, because messages carry them incompletely or not at all.
+// The digest does not include rows per imputation, the file specification, other extensions, the
+// parent and the cases, because messages carry them incompletely or not at all.
 //
-// The cost depends on the properties and on the variables that changed since the last call: the
-// hashes of variables are cached in the dictionary.
+// The cost depends on the properties and on the variables that changed since the last call, because
+// the dictionary caches the hashes of its variables.
 //
 // Threads: any thread that may read the source.
 SDM_EXPORT DictionaryDigest DigestOf(const ORVX_DataSource& source);

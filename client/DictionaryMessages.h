@@ -26,9 +26,9 @@ SDM_EXPORT OwnedMessages DictionaryMessages(const ORVX_DataSource& source, Local
                                             unsigned int caseSequence);
 
 // Only the messages of the properties that DigestOf includes: one for each property, and two for
-// the multiple-response sets, in the order of a notification pass. Properties with their default
-// values are included. A missing label is encoded as an empty label, and an absent extension as an
-// empty extension, because clients do not distinguish them.
+// the multiple-response sets, in the order of a notification pass. A property with its default
+// value also has a message. An absent label is encoded like an empty label, and an absent extension
+// like an empty extension, because clients do not distinguish them.
 SDM_EXPORT OwnedMessages PropertyMessages(const ORVX_DataSource& source, LocallyUniqueID dataset,
                                           unsigned int caseSequence);
 

@@ -80,8 +80,9 @@ class SDM_HIDDEN DictionaryMirror::Mirrored final : public DataFreeDataSource {
 
 // Applies the messages of one pass. The destructor undoes all changes unless Commit was called.
 //
-// Weight, filter and split change when variables are deleted, so they are not in the undo log. The
-// destructor restores their values from before the pass after it has restored the variables.
+// Deleting variables also changes weight, filter and split, so these are not in the undo log: the
+// destructor restores the variables, then sets weight, filter and split as they were before the
+// pass.
 class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
  public:
   explicit Pass(Mirrored& dictionary) : dictionary_(dictionary), usesBefore_(dictionary) {}
@@ -89,7 +90,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   Pass& operator=(const Pass&) = delete;
   ~Pass();
 
-  // `position()` is appended to the signature in an error text.
+  // Appends `position()` to the signature in an error text.
   template <class Position>
   void Apply(const DataSetMsg& message, Position position);
   void Commit() { committed_ = true; }
@@ -124,7 +125,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
     bool splitSeparate_;
   };
 
-  // Runs `edit`, which changes nothing if it throws, and logs `undo`, which reverts it.
+  // Runs `edit`, and logs `undo`, which reverts it. `edit` must change nothing if it throws.
   template <class Edit>
   void MakeEdit(Edit edit, std::function<void()> undo);
   // Sets a property to `now` with `set`, and logs an undo operation that sets it to `before`.
@@ -141,7 +142,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void SetSets(ORVX_DataSource::ExtensionType type, std::string_view text);
   void SetAttributes(std::string_view text);
 
-  // Gives const access, because the non-const overload of GetVariable counts as a write.
+  // For const access: the non-const overload of GetVariable counts as a write.
   const ORVX_DataSource& Read() const { return dictionary_; }
 
   Mirrored& dictionary_;
@@ -169,8 +170,7 @@ void DictionaryMirror::Pass::Uses::SetIn(ORVX_DataSource& dictionary) const {
   SplitBy(dictionary, split, splitSeparate_);
 }
 
-// Like every destructor, ends the process if an exception leaves it: here, if an undo operation
-// throws.
+// Ends the process if an undo operation throws, because no exception may leave a destructor.
 DictionaryMirror::Pass::~Pass() {
   if (committed_) return;
   std::for_each(undoLog_.rbegin(), undoLog_.rend(), [](const auto& undo) { undo(); });
@@ -213,7 +213,7 @@ void DictionaryMirror::Pass::DeleteRange(int first, int last) {
            });
 }
 
-// `purpose` completes the error text.
+// `purpose` ends the error text, for example "to weight by".
 int DictionaryMirror::Pass::PositionOf(LocallyUniqueID id, const char* purpose) const {
   const int position = dictionary_.FindVarIndex(id);
   if (position < 0) throw MirrorError("no variable with " + Described(id) + " " + purpose);
@@ -335,7 +335,7 @@ void DictionaryMirror::Pass::Visit(const TrendsInfoMsg& message) {
           });
 }
 
-// The multiple-response sets are sent in two messages with the same text.
+// The multiple-response sets come in two messages with the same text; each sets them.
 void DictionaryMirror::Pass::Visit(const ExtensionsMsg& message) {
   const ORVX_ExtensionImpl& block = *message.GetExtension();
   switch (block.GetType()) {

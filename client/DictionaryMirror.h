@@ -19,8 +19,8 @@
 
 class ORVX_DataSource;
 
-// Thrown if a message cannot be applied to the mirror. what() has the message, its position in the
-// pass, and the reason.
+// Thrown if a message cannot be applied to the mirror. what() has the signature of the message, its
+// position in the pass, and the reason.
 class SDM_EXPORT MirrorError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -37,10 +37,10 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 // message of the pass sets it again. Messages carry two properties incompletely:
 //   - rows per imputation: servers report only the end of an imputation, so the mirror always
 //     has 0
-//   - the file specification: servers report changes only for a dataset whose topmost source is a
-//     saved data file, and do not report a suppressed file name; the mirror keeps the last
-//     file specification that was reported
-// Messages do not carry the rest of a dataset: cases, handle name, file name, password, window.
+//   - the file specification: servers report it only for a dataset built on a saved data file, and
+//     when SaveDataset saves a dataset; they never report a suppressed file name. The mirror keeps
+//     the last file specification that was reported
+// Messages do not carry cases, handle name, file name, password and window state.
 //
 // Messages refer to variables by identifier, so identifiers in a mirror are unique and not null.
 //
@@ -57,18 +57,20 @@ class SDM_EXPORT DictionaryMirror {
   DictionaryMirror& operator=(DictionaryMirror&&) noexcept;
 
   // Applies the messages of one pass, all or none: if a message cannot be applied, throws
-  // MirrorError and leaves the mirror unchanged. The messages are borrowed for the call; none is
+  // MirrorError and leaves the mirror unchanged. Borrows the messages for the call; none may be
   // null. The cost depends on the changes, not on the number of variables.
   //
-  // Rejects a message that inserts a variable with a null or existing identifier; refers to a
-  // variable that does not exist (as the anchor, or to delete, modify, weight, filter or split by
-  // it); deletes or moves a variable twice; has a position or target outside the list; or has
-  // invalid text of sets or attributes.
+  // A message cannot be applied if it
+  //   - inserts a variable with a null or existing identifier
+  //   - refers to a variable that does not exist, for example as the anchor
+  //   - deletes or moves a variable twice
+  //   - has a position or target outside the list
+  //   - has invalid text of sets or attributes
   //
   // If Apply throws std::bad_alloc, the mirror is unchanged. If there is not even enough memory to
   // undo the changes, the process ends.
   //
-  // Calls `check`, unless it is empty, after the last message. If `check` throws, the exception
+  // After the last message, calls `check` unless it is empty. If `check` throws, the exception
   // propagates and the mirror is unchanged.
   void Apply(const std::vector<DataSetMsg*>& pass, const Check& check = {});
   // Applies the messages of a ChangeFrame in the same way.
@@ -76,9 +78,9 @@ class SDM_EXPORT DictionaryMirror {
   // Applies a pass of one message in the same way.
   void Apply(const DataSetMsg& message);
 
-  // The mirrored dictionary. RowCount() is the last reported number, -1 (unknown) before the first;
-  // there are no cases. The reference is valid as long as the mirror; references to the content of
-  // the dictionary are valid until the next Apply.
+  // The mirrored dictionary. RowCount() is the number of rows last reported, at first -1 for
+  // unknown; the dictionary has no cases. The reference is valid as long as the mirror; references
+  // to the content of the dictionary are valid until the next Apply.
   const ORVX_DataSource& Dictionary() const;
 
  private:

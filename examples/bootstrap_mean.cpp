@@ -40,7 +40,7 @@ void KeepOnly(int position, SvrDMCloneDataSource& clone) {
   clone.DeleteVariables(0, position - 1);
 }
 
-// The values of the only variable, without missing values.
+// The values of the only variable, without missing numbers.
 std::vector<double> Values(const SvrDMCloneDataSource& clone) {
   std::vector<double> values;
   for (CaseReader cases(clone); cases.Next();) {
@@ -97,7 +97,8 @@ std::vector<double> SortedMeans(const SvrDMCloneDataSource& clone, const std::st
   return means;
 }
 
-// This example supports only simple sampling and percentile intervals.
+// This example supports only simple sampling and percentile intervals, and does not exclude
+// user-missing values.
 void Run(const std::string& file, const std::string& name) {
   const auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(file));
   const int position = PositionOfNumber(*clone, name);

@@ -23,8 +23,8 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   return source != nullptr ? *source : empty;
 }
 
-// Whether a pass has reported the file specification. A pass that reports a file specification also
-// makes it the dataset's file name; a suppressed file name is neither reported nor set.
+// Whether a pass has reported the file specification. A pass that reports it also makes it the
+// dataset's file name; a suppressed file name is neither reported nor set.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
   // Calls ParentOf, because other readers may be making iterators of a clone.
@@ -49,8 +49,8 @@ EncodedPass Encoded(const SvrDMWriteableDataSource& writer) {
           DigestOf(OrEmpty(writer.GetDataSource()))};
 }
 
-// Fills in messages and digest. Copies them if an earlier stream has encoded the pass (PassData);
-// encodes the pass if not, or if an observer has queued more messages since then.
+// Fills in messages and digest: a copy if another stream has already encoded the pass (PassData),
+// otherwise encoded here. Also encodes them here if an observer has since queued more messages.
 void FillIn(ChangeFrame& frame, const SvrDMWriteableDataSource& writer) {
   std::any* const shared = writer.PassData();
   const auto* pass = std::any_cast<EncodedPass>(shared);

@@ -31,15 +31,15 @@ class SvrDMInputDataSource;
 // digest of the data source itself, so a client with the same digest has the same dictionary as the
 // server.
 //
-// If the dataset is already in use, the first frame has changes relative to an earlier snapshot.
-// The client's reader detects this and requests a snapshot. The client's reader also requests a
-// snapshot after a change by the client's own writer: this observer is the originator and is not
-// notified, so the digest differs in the next pass.
+// If the dataset has been through a pass before the observer is registered, the first frame has
+// only the changes since that pass. The client's reader detects this and requests a snapshot. The
+// client's reader also requests a snapshot after a change by the client's own writer: this observer
+// is the originator and is not notified, so the digest differs in the next pass.
 //
-// The streams of a dataset encode and hash a pass once, for all of them, unless another observer
-// uses PassData. If an observer changes the data source inside the pass, the streams that are
-// called later still send the pass as the first stream encoded it; the next pass reports the
-// change.
+// If a dataset has several streams, the first stream encodes the pass and computes the digest for
+// all of them, unless another observer uses PassData. If an observer then changes the data source
+// inside the pass, the later streams still send the pass as it was encoded; the next pass reports
+// the change.
 //
 // If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
 // inside a pass, so a lost stream stays registered until its owner calls UnregisterIfLost. Until
@@ -50,8 +50,9 @@ class SvrDMInputDataSource;
 // Unregister the observer before it is destroyed.
 class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
  public:
-  // Borrows `proxy` for its lifetime. Frames are sent with kChangeFrameCommand. A proxy that waits
-  // for its client blocks the dataset's writer, so the proxy should fail after a time limit.
+  // Borrows `proxy` for the lifetime of this observer. Frames are sent with kChangeFrameCommand. A
+  // proxy that waits for its client blocks the dataset's writer, so the proxy should fail after a
+  // time limit.
   explicit ChangeStreamObserver(PackageProxy& proxy);
   ~ChangeStreamObserver();
   ChangeStreamObserver(const ChangeStreamObserver&) = delete;
@@ -64,7 +65,8 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   // Sends one frame with the whole dictionary and the number of the last pass. The reader's lock
   // excludes passes during the call. After a failure, the stream is lost.
   //
-  // Must not run while another thread sets the dataset's file name.
+  // Sends the file specification only for a dataset built on a saved file, and only if it is also
+  // the file name: only then has a pass reported it.
   //
   // For a dataset that has not been through a notification pass, the next pass reports everything
   // again; the client then requests another snapshot.

@@ -51,8 +51,8 @@ int Socket::SendAll(std::string_view bytes) {
   return 0;
 }
 
-// Returns fewer bytes at the end of the stream; throws if the connection fails. Allocates only as
-// bytes arrive, so that an invalid length allocates nothing.
+// Returns `size` bytes, or fewer if the stream ends. Throws if the connection fails. Allocates only
+// as bytes arrive, so that an invalid length allocates nothing.
 std::string Socket::ReceiveUpTo(std::size_t size) {
   std::string bytes;
   char part[4096];

@@ -34,8 +34,8 @@ class Socket {
   std::optional<std::string> ReceiveFrame();
 
   int SendAnswer(Answer answer);
-  // Returns nothing at the end of the stream. Throws std::runtime_error if no valid answer comes in
-  // time.
+  // Returns nothing if the connection is closed or broken. Throws std::runtime_error if no valid
+  // answer comes in time.
   std::optional<Answer> ReceiveAnswer();
 
  private:

@@ -48,8 +48,8 @@ namespace {
 
 class ClientProcess final : public PackageProxy {
  public:
-  // Starts `program`. Its standard input is the other end of the socket. `seconds` limits each wait
-  // for the process.
+  // Starts `program` with one end of a socket pair as its standard input. `seconds` limits each
+  // wait for the process.
   ClientProcess(const std::string& program, LocallyUniqueID dataset, int seconds);
   // Kills the process if it is still running.
   ~ClientProcess();
@@ -195,7 +195,7 @@ constexpr int kWritesBeforeTheClient = 2;
 
 // --- the server ---
 
-// Another observer, registered from the start, so that the client joins a dataset in use.
+// An observer that is registered from the start, so that passes have run before the client joins.
 struct Log : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     std::printf("server: %zu message(s)\n", writer->GetNotifications().size());
@@ -227,21 +227,20 @@ class Server {
   const int secondsForTheClient_;
   Log log_;
   SvrDMDataset dataset_;
-  // The stream is declared last, so that it is destroyed before the channel, client_, that it
-  // borrows.
+  // The stream borrows client_, so it is declared last, to be destroyed first.
   std::unique_ptr<ClientProcess> client_;
   std::unique_ptr<ChangeStreamObserver> stream_;
 };
 
 void Server::Make(const Write& write) {
   std::printf("server: %s\n", write.what);
-  std::fflush(stdout);  // the client writes to the same file
+  std::fflush(stdout);  // the client has the same standard output
   {
     SvrDMWriteableDataSource writer(dataset_.GetDataSetID(), /*tryOnly=*/false, nullptr);
     write.make(**writer);
     if (write.inBulk) writer.BulkVarMoves();
     writer.IncrementCaseSequence();
-  }  // the frame is sent here
+  }  // sends the frame
   if (stream_ == nullptr) return;
   WaitForClient();
   // No handle is held here, so a lost stream can be unregistered.
