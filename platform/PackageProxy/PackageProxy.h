@@ -9,7 +9,8 @@ class VSerializable;
 
 // Implemented by the client communication layer. Never deleted through this interface.
 //
-// Threads: defined by the implementation. Messages about one dataset are sent one at a time.
+// Threads: defined by the implementation. Messages about one dataset are sent one at a time,
+// because the sender holds the dataset's write lock.
 class SDM_EXPORT PackageProxy {
  public:
   // Serialises `message`, which is borrowed for the call and never null, and sends it to the client

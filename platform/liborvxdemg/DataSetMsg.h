@@ -52,7 +52,7 @@ class SDM_EXPORT DataSetMsg : public VSerializable {
 
   Kind GetKind() const;
 
-  // The library does not interpret it; the server always sends 0.
+  // A word that the library does not interpret; the server always sends 0.
   unsigned int GetLeading() const { return leading_; }
   // The dataset that changed.
   LocallyUniqueID GetDataSetID() const { return dataSetID_; }

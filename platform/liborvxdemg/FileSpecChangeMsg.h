@@ -23,7 +23,7 @@ class SDM_EXPORT FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg,
                     const char* fileSpec, bool flag);
 
   const std::string& GetFileSpec() const { return fileSpec_; }
-  // The library does not interpret it; the server always sends true.
+  // A flag that the library does not interpret; the server always sends true.
   bool GetFlag() const { return flag_; }
 
   void Accept(DataSetMsgVisitor& visitor) const override;

@@ -24,10 +24,12 @@ class SDM_EXPORT ExtNameStr {
   void SetGeneric(const std::string& path) { path_ = path; }
 
   // Opens the file for reading. The caller owns the result and closes it with fclose; child
-  // processes do not inherit it. Returns null and sets errno on failure. Opens only regular files:
-  // never blocks on a FIFO and never acquires a controlling terminal. errno is EISDIR for a folder;
-  // EINVAL for any other file that is not regular but can be opened, for a mode other than "r", and
-  // for a name with a zero byte; otherwise it comes from the system.
+  // processes do not inherit it. Opens only regular files: never blocks on a FIFO and never
+  // acquires a controlling terminal.
+  //
+  // Returns null and sets errno on failure: EINVAL for a mode other than "r" or a name with a zero
+  // byte, EISDIR for a folder, EINVAL for another file that can be opened but is not regular.
+  // Otherwise errno comes from the system.
   //
   // With `shareFlag` kDenyWrite, tries once to read-lock the whole file until it is closed (an
   // advisory open-file-description lock). The file is opened even if the lock is refused or not

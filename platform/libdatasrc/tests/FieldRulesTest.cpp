@@ -94,7 +94,7 @@ TEST(FieldRules, TheDecimalMarkOfTheFieldOverridesTheMarkOfTheFile) {
   EXPECT_FALSE(rules.Parse("1.5", ','));
   rules.decimalMark = ".";
   EXPECT_EQ(rules.Parse("1.5", ','), 1.5);
-  rules.decimalMark = "\xD9\xAB";  // U+066B
+  rules.decimalMark = "\xD9\xAB";  // U+066B, the Arabic decimal separator
   EXPECT_EQ(rules.Parse("1\xD9\xAB"
                         "5"),
             1.5);

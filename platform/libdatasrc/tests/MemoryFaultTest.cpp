@@ -545,7 +545,8 @@ TEST(MemoryFault, WhileSavingLeavesTheOldFiles) {
 // The texts of the numbers are longer than the small-string buffer.
 constexpr const char* kLongNumbers = "a,b\n1.0000000000000002e-100,1.0000000000000002e-101\n7,8\n";
 
-// Converts a row of two numbers to text. After a failure, the first may have been converted.
+// Converts a row of two numbers to text. After a failure, only the first may have been
+// converted.
 struct ProjectedRow {
   explicit ProjectedRow(const ORVX_DataSource& file) {
     DataFreeDataSource to;

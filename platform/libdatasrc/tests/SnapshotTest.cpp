@@ -92,8 +92,8 @@ class RandomEdits {
   int labels_ = 0;
 };
 
-// Chooses identifiers from `serials` numbers: the fewer numbers, the more often an identifier
-// repeats.
+// Edits a source at random and matches a snapshot to it, repeatedly. The identifiers come from
+// `serials` numbers: the fewer numbers, the more often an identifier repeats.
 void MatchAfterRandomEdits(unsigned int seed, unsigned int serials, int limit) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   RandomEdits edits(seed, serials, limit);

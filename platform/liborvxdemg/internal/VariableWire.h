@@ -13,7 +13,8 @@ namespace DEMessages {
 
 // Encode or decode a variable with all its fields, or a counted list of variables. Decoding throws
 // VStreamError for an invalid field, such as an unknown enumerator, a negative type, the label of a
-// NaN, or value labels or attributes that do not ascend. The variable is then partly decoded.
+// NaN, or value labels or attributes that are not in ascending order. The variable is then partly
+// decoded.
 void SerializeVariable(VStream& stream, ORVX_Variable& variable);
 void SerializeVariables(VStream& stream, std::vector<ORVX_Variable>& variables);
 

@@ -740,9 +740,9 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads release each other's reads, so that each thread always seems to hold a
-// read. If the lock always admitted threads that seem to hold a read, the writer would wait
-// forever. A thread releases its own read if the other thread waits for the lock.
+// Interleaving: two threads release each other's reads, so to the lock each thread always seems to
+// read. If the lock always let such a thread read again, the writer would wait forever. A thread
+// releases its own read if the other thread waits for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};
