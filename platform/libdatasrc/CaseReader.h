@@ -19,19 +19,19 @@
 
 class ORVX_DataSource;
 
-// Reads the values of the variables in the source's own dictionary, as it is at construction, even
-// if RowLayout() of the source is another dictionary. Keeps one row in memory.
+// Reads the values of the variables in the source's own dictionary, even if its rows have the
+// layout of another dictionary (RowLayout()). The dictionary is used as it is at construction.
+// Keeps one row in memory.
 //
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
-  // Creates an iterator of `source`, which may need the source afterwards; the reader itself does
-  // not. Throws std::invalid_argument if GetObsAreaSize() is not the length of a row of
-  // RowLayout().
+  // Creates an iterator, which may need `source` afterwards; the reader itself does not. Throws
+  // std::invalid_argument if GetObsAreaSize() is not the length of a row of RowLayout().
   //
   // Next calls `progress` before the first case and after every 1,024 cases, and throws GivenUp if
-  // it returns false. It counts the bytes of the cases, each as long as a row of the source,
-  // GetObsAreaSize() * sizeof(OBS); the total is 0 if RowCount() is unknown.
+  // `progress` returns false. A case counts as one row: GetObsAreaSize() * sizeof(OBS) bytes. The
+  // total is 0 if RowCount() is unknown.
   explicit CaseReader(const ORVX_DataSource& source, Progress progress = {});
   CaseReader(const CaseReader&) = delete;
   CaseReader& operator=(const CaseReader&) = delete;
@@ -39,7 +39,7 @@ class SDM_EXPORT CaseReader {
 
   // Moves to the next case; the first call moves to the first case. Returns false after the last
   // case. Exceptions of the iterator propagate; the iterator defines which case follows. If memory
-  // runs out while a value is converted, the next call moves to the case after this one.
+  // runs out while a case is converted, the next call skips that case.
   bool Next();
 
   // The values of the current case, one for each variable, after Next returned true. Strings have

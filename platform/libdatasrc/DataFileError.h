@@ -9,7 +9,7 @@
 
 // what() returns "FILE:LINE:COLUMN: text", or "FILE: text" for an error without a position.
 //
-// Threads: a plain value.
+// Threads: a plain value; any thread may use its own copy.
 class SDM_EXPORT DataFileError : public std::runtime_error {
  public:
   // An error that concerns the whole file.

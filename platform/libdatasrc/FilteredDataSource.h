@@ -13,8 +13,8 @@
 // Starts with its own copy of the parent's dictionary. Variables may be deleted, moved and retyped;
 // the rows change accordingly. ObsProjector.h defines how values are converted.
 //
-// Keeps its parent: do not call SetParentSource. The parent may be a clone, whose rows have the
-// layout of another dictionary; values are then converted to the types of the clone's own
+// The parent must not change: do not call SetParentSource. If the parent is a clone, whose rows
+// have the layout of another dictionary, values are first converted to the types in the clone's own
 // dictionary.
 //
 // Threads: as for ORVX_DataSource.

@@ -55,7 +55,7 @@ struct SDM_EXPORT ImportReport {
 
   char delimiter = ',';
   char decimalMark = '.';
-  std::string encoding;             // its name, never empty after opening
+  std::string encoding;             // the name; never empty after opening
   std::uint64_t rows = 0;           // cases
   std::vector<Variable> variables;  // in the order of the file
 };

@@ -40,7 +40,8 @@ void CheckKind(const char* operation, const ORVX_Variable& variable, bool isNumb
                               (isNumeric ? "numeric" : "a string"));
 }
 
-// Throws if the variable cannot have this value. Returns the bytes of text that the value has.
+// Throws if the variable cannot have this value. Returns the size of its text in bytes, 0 for a
+// number.
 std::size_t CheckValue(const char* operation, const ORVX_Variable& variable,
                        const DataValue& value) {
   const auto* const string = std::get_if<std::string>(&value);
@@ -62,7 +63,7 @@ std::size_t SizeOf(ColumnValues& values) {
   return values.Numbers() != nullptr ? values.Numbers()->size() : values.Strings()->size();
 }
 
-// CheckValue must have accepted the value, and CaseTable::Edit prepared the column.
+// CheckValue must have accepted the value, and CaseTable::Edit must have prepared the column.
 void Store(CaseColumn& column, std::size_t row, const DataValue& value) noexcept {
   if (auto* const numbers = std::get_if<NumberColumn>(&column)) {
     (*numbers)[row] = std::get<double>(value);
@@ -88,7 +89,7 @@ std::size_t CheckedRow(const char* operation, long long row, std::size_t rows) {
   return static_cast<std::size_t>(row);
 }
 
-// Throws unless `row` is the index of a case or the end.
+// Throws unless `row` is the index of a case or the number of cases.
 std::size_t CheckedPlace(const char* operation, long long row, std::size_t rows) {
   if (row < 0 || static_cast<std::size_t>(row) > rows) ThrowWrongCase(operation, row, rows);
   return static_cast<std::size_t>(row);
@@ -108,7 +109,8 @@ void CheckIdentifiers(const char* operation, const ORVX_DataSource& dictionary) 
 
 using Cases = std::span<const std::span<const DataValue>>;
 
-// Checks the values, and prepares the column of each variable for them and for `moreRows` rows.
+// Checks the values, and prepares the column of each variable for these values and for `moreRows`
+// additional rows.
 std::vector<CaseColumn*> PrepareColumns(const char* operation, const ORVX_DataSource& dictionary,
                                         Cases cases, std::size_t moreRows, CaseTable::Edit& edit) {
   CheckIdentifiers(operation, dictionary);
@@ -141,8 +143,8 @@ void InsertInto(const char* operation, CaseTable& table, const ORVX_DataSource& 
   for (const auto& values : cases) StoreCase(columns, row++, values);
 }
 
-// Prepares the column of one variable. Returns the number of values, which is the number of cases
-// unless there are none yet.
+// Prepares a new column with the values of one variable. Returns the number of values, which is the
+// number of cases unless there are none yet.
 std::size_t PrepareColumn(const char* operation, const ORVX_Variable& variable,
                           ColumnValues& values, const CaseTable& table, CaseTable::Edit& edit) {
   const std::size_t count = SizeOf(values);
@@ -152,7 +154,7 @@ std::size_t PrepareColumn(const char* operation, const ORVX_Variable& variable,
   return count;
 }
 
-// GetVariable of a const source does not count as a write of the dictionary.
+// Calls the const GetVariable, which does not count as a write of the dictionary.
 const ORVX_Variable& ReadVariable(const ORVX_DataSource& source, int position) {
   return source.GetVariable(position);
 }
@@ -193,7 +195,7 @@ CaseTable ReadCases(const ORVX_DataSource& source) {
 
   CaseTable table;
   table.SetRowCount(count);
-  // Backwards: if several variables share an identifier, the values of the first replace the
+  // Adds the first variable last: if several variables share an identifier, its values replace the
   // others.
   for (int i = source.ColumnCount() - 1; i >= 0; --i) {
     table.Add(source.GetVariable(i).GetID(), std::move(columns[static_cast<std::size_t>(i)]));

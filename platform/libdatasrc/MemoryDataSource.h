@@ -28,8 +28,8 @@ namespace sdm_internal {
 class CaseTable;
 }
 
-// The values of one variable: all numbers, or all strings. Converts from either vector, and from
-// braces: {1.5, 2} and {"a", "b"}. Can be moved, not copied.
+// The values of one variable: all numbers, or all strings. Made implicitly from a vector or from
+// braces, such as {1.5, 2} and {"a", "b"}. Can be moved, not copied.
 //
 // Threads: a plain value; any thread may use its own.
 class ColumnValues {
@@ -57,8 +57,8 @@ class ColumnValues {
 // the operations of ORVX_DataSource edit the dictionary without changing values: a variable keeps
 // its values when it is renamed, or deleted and inserted elsewhere. A variable without values reads
 // as missing. After SetType, values are converted while they are read, as ObsProjector.h defines;
-// the stored values stay, and reappear with the former type. Variables that share an identifier
-// share their values.
+// the stored values stay, and reappear if the former type is set again. Variables that share an
+// identifier share their values.
 //
 // A value is a number for a numeric variable, otherwise a string. A missing number is
 // kMissingNumber (reading takes any NaN as missing), a missing string is empty. Trailing blanks of
@@ -68,10 +68,10 @@ class ColumnValues {
 // the wrong number of values. They throw std::length_error, with the variable and its width, for a
 // string that is longer than the variable is wide; nothing is cut. A position outside the cases or
 // the dictionary throws std::out_of_range. An operation that throws, std::bad_alloc included, has
-// changed nothing. If SetType has changed the kind of a variable, the first value that is stored
-// converts its column as Retype does.
+// changed nothing. If SetType has made a numeric variable a string, or the reverse, storing the
+// first value converts all values of the variable, as Retype does.
 //
-// Editing does not set the dirty flag, like the operations of ORVX_DataSource.
+// Like the operations of ORVX_DataSource, editing does not set the dirty flag.
 //
 // Memory and time: a number takes 8 bytes, a string 8 bytes and its text. Iterators and copies
 // share the columns. The first change of a shared column copies that column; other columns stay
@@ -83,8 +83,8 @@ class ColumnValues {
 //   - Call IncrementCaseSequence() on the writer, once, before it is released: messages about the
 //     change carry the new number.
 //   - If the number of cases or a type has changed, the notification pass queues a
-//     ResetClientDataMsg, and clients read the cases again. It does not compare values. If only
-//     values have changed, the writer queues that message itself:
+//     ResetClientDataMsg, and clients read the cases again. The pass does not compare values. If
+//     only values have changed, the writer queues that message itself:
 //       writer.AddNotification(new DEMessages::ResetClientDataMsg(
 //           0, writer.GetDataSetID(), writer.GetCaseSequence(), writer->RowCount()));
 //
@@ -97,9 +97,9 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
   ~MemoryDataSource() override;
 
   // A copy of the dictionary and the cases of `source`, with the same identifiers. The copy has no
-  // parent and is not dirty. It shares the columns, which costs no more than copying the
-  // dictionary, if `source` is a MemoryDataSource, or if it passes on the rows of a
-  // MemoryDataSource, as clones do, and that source has all its variables with the same types.
+  // parent and is not dirty. If `source` is a MemoryDataSource, the copy shares its columns and
+  // costs no more than a copy of the dictionary. The same holds for a clone that passes on the rows
+  // of a MemoryDataSource, if that source has all variables of the clone with the same types.
   // Otherwise reads the cases; exceptions of the iterator propagate.
   static std::unique_ptr<MemoryDataSource> CopyOf(const ORVX_DataSource& source);
 
@@ -146,8 +146,8 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
 
   // Inserts cases before the case `row`; if `row` is RowCount(), appends them.
   void InsertCases(long long row, std::span<const std::vector<DataValue>> cases);
-  // The same, with `count` cases in which every value is missing. Throws std::length_error for a
-  // negative or impossibly large count.
+  // Like InsertCases, for `count` cases in which every value is missing. Throws std::length_error
+  // for a negative or impossibly large count.
   void InsertMissingCases(long long row, long long count);
 
   // Deletes the cases from `first` to `last`, inclusive. An empty range (last == first - 1) changes

@@ -76,7 +76,8 @@ struct ORVX_DataSource::Data {
   explicit Data(ORVX_DataSource* source)
       : variables([this](LocallyUniqueID id) { uses.Drop(id); }), parent(source) {}
 
-  // The identifier of the variable at `position`, checked for use as weight, filter or split.
+  // The identifier of the variable at `position`. Throws if it cannot be used as weight, filter or
+  // split.
   LocallyUniqueID UsableID(const char* operation, int position) const {
     if (position < 0 || position >= variables.Size()) {
       ThrowWrongPosition(operation, position, variables.Size());
@@ -94,7 +95,7 @@ struct ORVX_DataSource::Data {
     if (rare == nullptr) rare = std::make_unique<RareProperties>();
     return *rare;
   }
-  // Neither allocated nor destroyed: threads may still read while the process exits.
+  // Never destroyed: threads may still read while the process exits.
   static const RareProperties& NoRareProperties() {
     alignas(RareProperties) static std::byte memory[sizeof(RareProperties)];
     static const RareProperties& none = *new (memory) RareProperties;
@@ -114,7 +115,7 @@ struct ORVX_DataSource::Data {
   bool dirty = false;
   ORVX_TrendsInfo trends;
   std::unique_ptr<RareProperties> rare;        // null until a rare property is set
-  const ORVX_DataSource* rowLayout = nullptr;  // borrowed; the source itself until a class sets it
+  const ORVX_DataSource* rowLayout = nullptr;  // borrowed; the source itself until SetRowLayout
 };
 
 ORVX_DataSource::ORVX_DataSource(ORVX_DataSource* parent) : data_(std::make_unique<Data>(parent)) {

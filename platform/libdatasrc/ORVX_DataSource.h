@@ -34,7 +34,8 @@ class ObsIterator;
 //
 // Weight, filter and split are stored by identifier. When a variable leaves the dictionary, because
 // it is deleted or its position gets another identifier, it is dropped from all three; inserting it
-// again does not restore them. "Off" is position -1 and the null identifier.
+// again does not restore them. If weight, filter or split is off, its position is -1 and its
+// identifier null.
 //
 // Only SetDirty changes the dirty flag. Arguments are copied unless stated otherwise. An operation
 // that throws, std::bad_alloc included, has changed nothing.
@@ -60,15 +61,17 @@ class SDM_EXPORT ORVX_DataSource {
   virtual ~ORVX_DataSource();
 
   virtual unsigned int GetNSplitVars() const;
-  // Split variable `i`, counted from 0; -1 and the null identifier if there is none.
+  // The position and the identifier of split variable `i`, counted from 0; -1 and the null
+  // identifier if there is none.
   virtual int GetSplitVarIndex(unsigned int i) const;
   virtual LocallyUniqueID GetSplitVarID(unsigned int i) const;
   // True if each split group is analysed separately. False without a split.
   virtual bool GetSplitqSeparate() const;
 
-  // Returns a new iterator over the cases; the caller owns it. It writes rows to `area`, which it
-  // borrows and which holds GetObsAreaSize() cells. The layout is fixed by the dictionary of
-  // RowLayout() at the time of the call; later edits do not change it. This class has no rows.
+  // Returns a new iterator over the cases; the caller owns it. The iterator borrows `area`, which
+  // holds GetObsAreaSize() cells, and writes each row to it. The dictionary of RowLayout() at the
+  // time of the call determines the layout of the rows; later edits do not change it. This class
+  // has no rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
   // The number of cells in a row of RowLayout(): 1 for each number, ceil(w / 8) for each string of
@@ -111,11 +114,12 @@ class SDM_EXPORT ORVX_DataSource {
   void MakeVariable(const ORVX_Variable& variable, unsigned int* position);
 
   // --- snapshots ---
-  // A snapshot is a dictionary whose variables are repeatedly made equal to those of another
-  // dictionary. These operations find the differences without comparing every variable.
+  // A snapshot is a dictionary that is repeatedly made equal to another dictionary. These
+  // operations find the differences without comparing every variable.
 
-  // Adjacent variables of the dictionary, valid until it is next edited. Blocks with the same
-  // stamp, other than 0, have equal variables in the same order, even in different dictionaries.
+  // Adjacent variables of the dictionary, valid until it is next edited. Two blocks with the same
+  // stamp, unless it is 0, have equal variables in the same order, even if they are in different
+  // dictionaries.
   struct Block {
     int first;  // the position of the first variable
     std::span<const ORVX_Variable> variables;
@@ -140,10 +144,10 @@ class SDM_EXPORT ORVX_DataSource {
   // Drops the variable from weight, filter and split. Never throws.
   void DropUses(LocallyUniqueID id);
 
-  // The hash of the list of variables, from the hash that `hashOf` computes of each variable.
-  // Caches the hashes, so all callers in a process must pass the same function. Calls it only for
-  // variables that have changed since the last call, and combines the hashes of blocks. Exceptions
-  // of `hashOf` propagate.
+  // The hash of the list of variables, computed from the hashes that `hashOf` returns for the
+  // variables. Calls `hashOf` only for variables that have changed since the last call, and caches
+  // the hashes: all callers in a process must pass the same function. Exceptions of `hashOf`
+  // propagate.
   // Threads: any that may read the source.
   VariableListHash HashOfVariables(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
 
@@ -165,8 +169,8 @@ class SDM_EXPORT ORVX_DataSource {
   // SetWeightVar.
   void SetSplit(unsigned int count, const int* indices, bool separate);
 
-  // SetSplit without the maximum, for copying the split of a source whose class reports more
-  // variables.
+  // SetSplit without the maximum, to copy the split of a source whose class overrides GetNSplitVars
+  // and returns more variables.
   void SetSplitOfAnySize(unsigned int count, const int* indices, bool separate);
 
   // --- properties ---
@@ -212,8 +216,8 @@ class SDM_EXPORT ORVX_DataSource {
 
   // The source whose dictionary lays out the rows of this source: this source itself, or another
   // source if this is a clone. Borrowed while this source lives. Null for a clone of nothing, which
-  // has no rows. Read a row with this dictionary, or first project the row with
-  // ObsProjector(source, source), then read it with the source's own dictionary.
+  // has no rows. The dictionary of RowLayout() is needed to read a row; ObsProjector(source,
+  // source) converts the row to the source's own dictionary.
   const ORVX_DataSource* RowLayout() const;
 
   // Borrowed, null for none; the parent must outlive this source. It may be set while other threads

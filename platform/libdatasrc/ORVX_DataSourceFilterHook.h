@@ -27,8 +27,9 @@ class SDM_EXPORT ORVX_DataSourceFilterHook {
   // A hook that throws must not have deleted `source` or any of its parents, and deletes the
   // sources that it made. The exception propagates to the caller of Add, and no dataset is added.
   //
-  // If adding fails after the hook has returned, only the caller of Add learns of it. The caller
-  // and the hook must then delete the sources that the hook made.
+  // If Add throws after the hook has returned, the hook is not notified. If the dataset has not
+  // been built yet, the sources that the hook made are not deleted: the caller of Add and the hook
+  // must then delete them.
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

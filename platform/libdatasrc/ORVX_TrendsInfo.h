@@ -15,8 +15,8 @@ struct ORVX_TrendsInfo {
   // Deleting a variable does not change this list.
   std::vector<LocallyUniqueID> timeVariables;
 
-  // Cases in a season, 12 for monthly data; 0 for none. The period s of Box and Jenkins, "Time
-  // Series Analysis" (1970).
+  // The number of cases in a season: 12 for monthly data, 0 for no season. This is the period s of
+  // Box and Jenkins, "Time Series Analysis" (1970).
   int seasonalPeriod = 0;
 
   bool operator==(const ORVX_TrendsInfo&) const = default;

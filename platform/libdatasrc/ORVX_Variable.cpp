@@ -74,7 +74,7 @@ struct ORVX_Variable::Record {
            attributes == other.attributes;
   }
 
-  // Threads: several threads may cache the hash at the same time: all store the same hash.
+  // Threads: several at the same time, because all store the same hash.
   void CacheHash(const VariableHash& hash) {
     highHash.store(hash.high, std::memory_order_relaxed);
     lowHash.store(hash.low, std::memory_order_release);

@@ -75,9 +75,9 @@ namespace sdm_internal {
 class VariableBlock;
 }
 
-// Two pointers: the reference-counted record, shared by copies, and the block of the dictionary, if
-// this object is in a dictionary. A copy never belongs to a dictionary. There are no move
-// operations: moving copies, and the original keeps its value.
+// Holds two pointers: to the reference-counted record, which copies share, and to the block of the
+// dictionary that contains this object, if any. A copy is in no dictionary. There are no move
+// operations: std::move copies, and the original keeps its value.
 //
 // This class must not define operator!=: callers define their own.
 //
@@ -85,7 +85,7 @@ class VariableBlock;
 // an object, or one thread may change it.
 class SDM_EXPORT ORVX_Variable {
  public:
-  // Null identifier, empty name, numeric. Allocates nothing.
+  // Null identifier, empty name, numeric. Only the first call in a process allocates memory.
   ORVX_Variable();
 
   // Throws std::invalid_argument for a negative `type`.

@@ -1,4 +1,4 @@
-// The constructor merges adjacent cells into runs, so that a row is copied in few steps.
+// Projects a row in few steps: copies runs of adjacent cells, then converts single values.
 
 #include <libdatasrc/internal/CellText.h>
 #include <libdatasrc/internal/ObsCells.h>
@@ -13,7 +13,7 @@ using namespace sdm_internal;
 
 namespace {
 
-// The offset of each variable in a row, then the length of the row.
+// The offset of each variable in a row, in cells, then the length of the row.
 std::vector<long> Offsets(const ORVX_DataSource* dictionary) {
   std::vector<long> offsets = {0};
   const int count = dictionary != nullptr ? dictionary->ColumnCount() : 0;

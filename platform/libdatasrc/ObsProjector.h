@@ -48,9 +48,9 @@ class SDM_EXPORT ObsProjector {
     long count;
   };
   struct Conversion {
-    long from;  // the first cell; -1: missing
-    int fromType;
-    int middleType;  // the type in the dictionary of `from`, if its RowLayout() is another source
+    long from;       // the first cell; -1: missing
+    int fromType;    // in the RowLayout() of `from`
+    int middleType;  // in the dictionary of `from`
     long to;
     int toType;
   };

@@ -15,9 +15,9 @@
 #include <functional>
 
 // Called repeatedly, on the thread that called the operation, with the bytes done so far and the
-// bytes in all; a total of 0 means that it is unknown, or that there is nothing to do. The
-// operation says which bytes it counts. If the function returns false, the operation throws
-// GivenUp; if it throws, the exception propagates. In both cases the operation leaves nothing
+// bytes in all; a total of 0 means that it is unknown, or that there is nothing to do. Each
+// operation documents which bytes it counts. If the function returns false, the operation throws
+// GivenUp; an exception of the function propagates. In both cases the operation leaves nothing
 // behind. An empty function is never called.
 using Progress = std::function<bool(std::uint64_t done, std::uint64_t total)>;
 

@@ -30,12 +30,14 @@ namespace {
 
 constexpr std::string_view kDelimiters = ",\t;|";
 
-constexpr std::uint8_t kQuoted = 1;    // a field with the byte must be in quotes
+// Kinds of bytes.
+constexpr std::uint8_t kQuoted = 1;    // a field with such a byte must be in quotes
 constexpr std::uint8_t kNotAscii = 2;  // part of a character of several bytes
 constexpr std::uint8_t kZero = 4;
 constexpr std::uint8_t kBlank = 8;
 
-// Fields with any of the delimiters are in quotes, so that the delimiter of the file is found.
+// The kind of each byte. A field with any of the delimiters is quoted, because opening has to find
+// the delimiter of the file.
 constexpr std::array<std::uint8_t, 256> kBytes = [] {
   std::array<std::uint8_t, 256> kinds{};
   for (std::size_t byte = 0x80; byte < kinds.size(); ++byte) kinds[byte] = kNotAscii;
@@ -67,14 +69,15 @@ class RecordText {
     }
   }
 
-  // Returns false for a text that cannot be read back. `quoted`: the kinds of bytes that must be in
-  // quotes.
+  // Returns false for a text that cannot be read back. `quoted`: the kinds of bytes for which the
+  // field is quoted.
   bool AddText(std::string_view text, std::uint8_t quoted = kQuoted) {
     Separate();
     std::uint8_t kinds = 0;
     for (const char c : text) kinds |= kBytes[static_cast<unsigned char>(c)];
     if ((kinds & kZero) != 0 || ((kinds & kNotAscii) != 0 && !IsUtf8(text))) return false;
-    // A byte-order mark at the start of a file does not belong to the first field.
+    // Without quotes, a byte-order mark at the start of the file would not belong to the first
+    // field.
     if ((kinds & quoted) != 0 || text.starts_with(kByteOrderMark)) {
       AddQuoted(text);
     } else {
@@ -83,7 +86,8 @@ class RecordText {
     return true;
   }
 
-  // The record with its line end. An empty line would not be a record.
+  // Returns the record with its line end. Quotes a record that is an empty line, because some
+  // programs skip empty lines.
   std::string_view Finish() {
     if (text_.empty()) text_ = "\"\"";
     text_ += '\n';
@@ -91,7 +95,7 @@ class RecordText {
   }
 
  private:
-  // Integers without exponent, which would be shorter.
+  // Formats integers without an exponent, even if the text is then longer.
   static const char* Format(double number, std::array<char, 32>& digits) {
     constexpr double kMost = 1e15;
     char* const end = digits.data() + digits.size();
@@ -137,7 +141,7 @@ class Saver {
   }
 
   void WriteHeader(NewFile& file) {
-    // A space is taken as the delimiter if the header has no other.
+    // If the header has no other delimiter, opening may take a space as the delimiter.
     const std::uint8_t quoted = source_.ColumnCount() == 1 ? kQuoted | kBlank : kQuoted;
     record_.Start();
     for (int i = 0; i < source_.ColumnCount(); ++i) {
@@ -162,7 +166,7 @@ class Saver {
   }
 
  private:
-  // `total`: of the cases.
+  // `total` is the number of cases, 0 if unknown.
   void Report(const Progress& progress, std::uint64_t total) const {
     const std::uint64_t rowBytes = row_.size() * sizeof(OBS);
     if (progress && !progress(cases_ * rowBytes, total * rowBytes)) throw GivenUp();

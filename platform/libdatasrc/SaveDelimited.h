@@ -20,25 +20,26 @@ struct SaveOptions {
   char delimiter = 0;
 };
 
-// Writes the cases of any source to `path`, and its dictionary to the schema beside it: for
-// survey.tsv, survey.schema.json (SystemFileDataSource.h). Replaces both files if they exist.
+// Writes the cases of any source to `path`, and its dictionary to the schema beside it (see
+// SystemFileDataSource.h): survey.schema.json for survey.tsv. Replaces both files if they exist.
 //
-// Opening the file again gives the same variables in the same order, with new identifiers: name,
-// label, type and width, value labels, declared missing values, measurement level, format and
-// attributes; the label and the attributes of the dataset, weight, filter and split; and the same
-// values. Every number has the same bits, except that any NaN is read as kMissingNumber; an
-// infinity is written as INF or -INF. Strings are the same without trailing blanks, which are
-// padding.
+// Opening the file again gives the same
+//   - variables in the same order, with new identifiers: name, label, type and width, value labels,
+//     declared missing values, measurement level, format and attributes
+//   - label and attributes of the dataset, weight, filter and split
+//   - values. Every number has the same bits, except that any NaN is read as kMissingNumber; an
+//     infinity is written as INF or -INF. Strings lose trailing blanks, which are padding.
 //
-// Not saved: sets, extensions and trends information of the dataset, rows per imputation; labels
-// and declared missing values that are a NaN, or not of the type of their variable; a weight or
-// filter that is a string.
+// Not saved: sets, extensions and trends information of the dataset, rows per imputation; value
+// labels and declared missing values whose value is a NaN or does not have the type of the
+// variable; a weight or filter that is a string.
 //
-// When it returns, the new content is on the disk. If it throws, or the process ends at any moment,
-// opening the file gives the whole old content or the whole new content. A process that is killed
-// at the end of a save, or on a file system without unnamed files, may leave files with the suffix
-// .new. A file keeps its permissions. A symbolic link is replaced by a file. Do not open the file
-// while it is being replaced: the data of one content could be read with the schema of the other.
+// When SaveDelimited returns, the new content is on the disk. If it throws, or the process ends at
+// any moment, opening the file gives the whole old content or the whole new content. If the process
+// is killed at the end of a save, or at any time on a file system without unnamed files, files with
+// the suffix .new may remain. A file keeps its permissions. A symbolic link is replaced by a file.
+// Do not open the file while it is being replaced: the data of one content could be read with the
+// schema of the other.
 //
 // Throws std::invalid_argument for:
 //   - a path that ends in .gz or .zst (saving does not compress) or in .schema.json

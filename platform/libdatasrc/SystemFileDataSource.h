@@ -10,40 +10,44 @@
 // quotes, line ends belong to the value. Blanks around a field belong to it. In a file of one
 // column, an empty line is a case with an empty field; in other files it is skipped.
 //
-// A dictionary may be beside the file: for survey.tsv and survey.tsv.gz, survey.schema.json, a
-// Frictionless Table Schema. Fields match columns by `name`, in any order, unless `fieldsMatch`
-// says otherwise; a column needs no field, a field needs a column. Every member that the standard
-// defines has an effect or is an error: types, their formats and marks, missing values, labels,
-// categories, constraints and keys. A value that breaks a rule of the schema is an error.
-// internal/TableSchema.h lists all members, with those beyond the standard that keep the rest of a
-// dictionary: width, level, printFormat, missing, attributes; weight, filter, split.
+// The dictionary may be beside the file, as a Frictionless Table Schema: survey.schema.json for
+// survey.tsv and survey.tsv.gz. The fields of the schema match columns by `name`, in any order,
+// unless `fieldsMatch` says otherwise; a column needs no field, a field needs a column. Every
+// member that the standard defines has an effect or is an error: types, their formats and marks,
+// missing values, labels, categories, constraints and keys. A value that breaks a rule of the
+// schema is an error. internal/TableSchema.h lists all members. Members of our own keep the parts
+// of a dictionary that the standard lacks: width, level, printFormat, missing, attributes, weight,
+// filter and split.
 //
-// A value is missing if its field is one of the missing values: those of the schema if it has a
-// field for the column, otherwise those of ImportOptions (empty, NA, NaN, "." and null). In columns
-// that are not text, empty and blank fields are missing too. Missing numbers read as
-// kMissingNumber, missing strings as blanks.
+// A field of the file is missing if it is one of the missing values. The schema lists them if it
+// has a field for the column, otherwise ImportOptions does (by default empty, NA, NaN, "." and
+// null). In columns that are not text, empty and blank fields are missing too. Missing numbers read
+// as kMissingNumber, missing strings as blanks.
 //
 // A column has the first of these types that allows all its values:
 //   number      decimal, with optional sign, decimal mark and exponent, in the range of a double,
 //               without superfluous leading zeros (007); a whole number is at most 2^53
-//   boolean     true or false, in lower or upper case or capitalised: the numbers 1 and 0 with
-//               value labels
+//   boolean     true or false, in lower or upper case or capitalised; stored as the numbers 1
+//               and 0 with value labels
 //   date        2024-02-29: a date value (iDMY2Orvx.h) with the format Date
 //   date, time  2024-02-29T13:45:00, with a blank instead of T, without seconds, or with a time
 //               zone, converted to UTC: a date value with the format DateTime
 //   text        everything; the width of the variable is its longest value in bytes, at least 1
-// Blanks around a value are ignored in all columns but text. If the schema has a type for the
-// column, that type is used: `string` makes the column text; `integer` requires whole numbers and
-// `number` numbers; both allow leading zeros and whole numbers above 2^53, and `number` also INF,
-// -INF and NaN (a missing number) in upper or lower case; `time` is seconds since midnight with the
-// format Time. The type `any` is the same as no type: a column with INF is text. Report returns the
-// types and their reasons.
+// Blanks around a value are ignored in all columns but text. Report returns the types and their
+// reasons.
+//
+// If the schema has a type for the column, that type is used. `string` makes the column text.
+// `integer` requires whole numbers, `number` any numbers; both allow leading zeros and whole
+// numbers above 2^53. `number` also allows INF, -INF and NaN (a missing number), in upper or lower
+// case. `time` is stored as seconds since midnight, with the format Time. `any` is the same as no
+// type: a column with INF is text.
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
 // its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each
-// column), more if a record is longer than 128 KB. If the last records are much shorter than the
-// first, one column at a time is copied to more memory. If a later value does not have the type of
-// its column, the file is read a second time for that column, as text.
+// column), more if a record is longer than 128 KB. If the later records are much shorter than the
+// first, columns outgrow their estimated size, and one at a time is copied to a larger block. If a
+// column turns out to be text after values of another type, the file is read a second time for that
+// column.
 
 #ifndef LIBDATASRC_SYSTEMFILEDATASOURCE_H_
 #define LIBDATASRC_SYSTEMFILEDATASOURCE_H_
@@ -74,14 +78,14 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // into memory.
   static constexpr std::size_t kMaxRecordBytes = std::size_t{16} << 20;
 
-  // Reads the whole file, on as many threads as the machine has (at most 8), and closes it. The
-  // source has `path` as its file specification and is not dirty. Throws DataFileError for: a file
-  // that cannot be opened, is not a regular file (Open never waits), is empty, or is damaged or
-  // changed while it is read; an unknown encoding, or bytes that are invalid in the encoding; a
+  // Reads the whole file, on one thread per processor (at most 8), and closes it. The source has
+  // `path` as its file specification and is not dirty. Throws DataFileError for: a file that cannot
+  // be opened, is not a regular file (Open never waits), is empty or damaged, or has changed when
+  // it is read a second time; an unknown encoding, or bytes that are invalid in the encoding; a
   // record with more or fewer fields than the header; a wrong or unclosed quote; a zero byte; an
   // empty or duplicate column name; a value that the schema does not allow; a schema that is not
-  // JSON, is not understood, or does not fit the columns. Calls `check`, unless it is empty, for
-  // each record in each reading, on this thread; if it throws, Open stops and the exception
+  // JSON, is not understood, or does not fit the columns. If `check` is not empty, calls it on this
+  // thread for each record, also in a second reading; an exception of `check` stops Open and
   // propagates.
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,

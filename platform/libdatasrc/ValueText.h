@@ -13,17 +13,17 @@
 #include <string>
 #include <string_view>
 
-// Formats a date value, or for the kind Time seconds since midnight, in the extended format of
-// ISO 8601; ignores the width and the decimals. For the kind Date, the text has a time unless the
-// value is the start of a day. Returns an empty text for the kind Plain, for a missing number, for
-// a date outside the years 1 to 9999, and for a time that is not from 0 to below 86400.
+// Formats a date value, or seconds since midnight for the kind Time, in the extended format of ISO
+// 8601. Ignores the width and the decimals. For the kind Date, the text has a time unless the value
+// is the start of a day. Returns an empty text for the kind Plain, for a missing number, for a date
+// outside the years 1 to 9999, and for a time below 0 or from 86400 on.
 //
 // Threads: any.
 SDM_EXPORT std::string FormatValue(const VariableFormat& format, double number);
 
-// Parses a date or a time of the kind of the format, or a finite decimal number. Returns nothing
-// for any other text. For the kinds Date and DateTime, the time is optional; without a zone it is
-// in UTC.
+// Parses a date or a time, as the kind of the format says, or a finite decimal number. Returns
+// nothing for any other text. For the kinds Date and DateTime, the time is optional; without a zone
+// it is in UTC.
 // Threads: any.
 SDM_EXPORT std::optional<double> ParseValue(const VariableFormat& format, std::string_view text);
 

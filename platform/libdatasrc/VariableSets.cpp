@@ -11,7 +11,8 @@ using namespace sdm_internal;
 
 namespace {
 
-// The fields of a line: name, label, selected value, kind, two flags, then one word per member.
+// The fields of a line: name, label, selected value, kind, two flags, then the identifier of each
+// member as a number.
 constexpr std::size_t kFixedFields = 6;
 
 void RequireSetsType(const char* operation, int type) {

@@ -1,4 +1,4 @@
-// The calendar of the standard library is the proleptic Gregorian calendar.
+// Uses the calendar of the standard library, which is the proleptic Gregorian calendar.
 
 #include <libdatasrc/iDMY2Orvx.h>
 

@@ -18,9 +18,9 @@ class BlockReader {
   explicit BlockReader(FileText file) : file_(std::move(file)) {}
 
   // Reads about `bytes` bytes into `block`, or one record if the record is longer. Returns false at
-  // the end of the file. A block that ends inside a record, but not at the end of the file,
-  // contains an error: a wrong quote, or a record that is too long. Throws DataFileError as
-  // FileText does, after returning the records before the error.
+  // the end of the file. A block ends with a whole record, unless it is the last or contains an
+  // error: a wrong quote, or a record that is too long. Throws DataFileError as FileText does,
+  // after returning the records before the error.
   bool Next(std::size_t bytes, RecordBlock& block);
 
   const FileText& File() const { return file_; }

@@ -198,7 +198,7 @@ struct NumberRectangle {
   const double* const* columns;
   std::size_t firstRow;
   std::size_t rows;
-  OBS* cells;         // the first row
+  OBS* cells;         // of the first row
   std::size_t width;  // cells from one row to the next
   // How many rows ahead to prefetch to the second-level cache, because with many columns the
   // processor does not do it by itself. 0: no prefetching.

@@ -44,7 +44,7 @@ class CaseTable {
   void SetRowCount(std::size_t rows) { rows_ = rows; }
 
   std::size_t RowCount() const { return rows_; }
-  // Null if the table has no such column, or if all its values are missing.
+  // Null if the table has no values for `id`: all values are then missing.
   const CaseColumn* Find(LocallyUniqueID id) const;
 
   // Removes the columns whose identifiers `isUsed` rejects.
@@ -72,8 +72,8 @@ CaseColumn Converted(const CaseColumn* column, int type, std::size_t rows);
 // The value in `row`, converted to `type`. `column` is null if all values are missing.
 DataValue ValueAt(const CaseColumn* column, int type, std::size_t row);
 
-// Changes columns of a table, all or none. The operations that prepare columns may throw and change
-// no value; Commit and the operations after it do not throw.
+// Changes columns of a table, all or none. First prepare the columns: these operations may throw,
+// and change no value. Then call Commit; it and the operations after it do not throw.
 class CaseTable::Edit {
  public:
   explicit Edit(CaseTable& table) : table_(table) {}
@@ -81,8 +81,8 @@ class CaseTable::Edit {
   Edit& operator=(const Edit&) = delete;
 
   // Prepares the column for a variable of this type, with room for more rows and bytes of text.
-  // Converts a column of numbers for a string, and a column of texts for a number. Call it once for
-  // each column; the column may be changed after Commit.
+  // Converts a column of numbers if the variable is a string, and a column of texts if it is a
+  // number. Call it once for each column. The returned column may be changed after Commit.
   CaseColumn* Own(LocallyUniqueID id, int type, std::size_t moreRows, std::size_t moreBytes);
   // Prepares every column, or every column that `isOwned` rejects, with room for more rows.
   void OwnAll(std::size_t moreRows);
@@ -103,7 +103,7 @@ class CaseTable::Edit {
   CaseColumn* Put(ColumnPtr& column, CaseColumn values);
 
   CaseTable& table_;
-  std::vector<std::pair<ColumnPtr*, ColumnPtr>> fresh_;  // its place in the table, and the column
+  std::vector<std::pair<ColumnPtr*, ColumnPtr>> fresh_;  // place in the table, and new column
 };
 
 // Reads a table row by row, laid out for `dictionary` as it is now. Shares the columns, and keeps
@@ -120,7 +120,7 @@ class CaseIterator : public ObsIterator {
  private:
   // Columns of numbers whose cells are adjacent in a row.
   struct NumberGroup {
-    std::array<const double*, 8> columns;  // their cells are at most a cache line
+    std::array<const double*, 8> columns;  // as many as fit in a cache line
     std::size_t count;
     std::size_t cell;  // the offset of the first cell in a row
   };
@@ -143,7 +143,7 @@ class CaseIterator : public ObsIterator {
   std::size_t width_ = 0;  // cells in a row
   std::vector<NumberGroup> groups_;
   std::vector<Target> others_;  // written after all groups
-  std::size_t blockRows_;       // in a block, at most
+  std::size_t blockRows_;       // rows in a block, at most
   std::size_t groupsPerRow_;    // written in each call of Next
   std::vector<OBS> block_;
   const OBS* next_ = nullptr;  // the next row in `block_`

@@ -57,12 +57,12 @@ std::uint64_t NumberOf(std::uint64_t digits) {
   return (digits & 0x0000FFFF0000FFFF) * (std::uint64_t{10000} << 32 | 1) >> 32;
 }
 
-// Reads a number of 1 to 8 bytes, digits with at most one decimal mark, all at once. Reads 8 bytes
-// from the start of `text`: at most 7 bytes past its end.
+// Reads a number of 1 to 8 bytes, which are digits and at most one decimal mark, all at once. Reads
+// 8 bytes from the start of `text`, so up to 7 bytes past its end.
 ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegative) {
   std::uint64_t bytes = 0;
   std::memcpy(&bytes, text.data(), 8);
-  // The last byte of the text becomes the highest; zeros fill the lowest.
+  // The last byte of the text becomes the highest; the lowest are filled with the digit 0.
   const auto unused = static_cast<int>(8 - text.size()) * 8;
   bytes = unused == 0 ? bytes : bytes << unused | kZeros >> (64 - unused);
   const std::uint64_t others = bytes ^ kOnes * static_cast<unsigned char>(decimalMark);
@@ -80,9 +80,9 @@ ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegati
   return {KindOf(text), Scaled(NumberOf(bytes), decimals, isNegative)};
 }
 
-// Reads a short decimal number: an optional sign, then at most 19 digits that make a number up to
-// 2^53 without the mark, and at most one decimal mark. Returns None for everything else. May read 7
-// bytes past the end of the text.
+// Reads a short decimal number: an optional sign, then at most 19 digits with at most one decimal
+// mark. Without the mark, the digits must be a number up to 2^53. Returns None for any other text.
+// May read 7 bytes past the end of the text.
 ReadNumber ReadShortNumber(std::string_view text, char decimalMark) {
   constexpr std::size_t kMostDigits = 19;  // fit in 64 bits
   const bool isNegative = !text.empty() && text.front() == '-';
@@ -198,7 +198,7 @@ class Fields {
   std::string buffer_;
 };
 
-// Counts missing values. Most are the same word as the missing value before.
+// Counts missing values by word. Looks up a word only if it differs from the word before.
 class MissingCounter {
  public:
   explicit MissingCounter(ColumnPart& part) : part_(part) {}
@@ -254,7 +254,7 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
 }
 
 // Copies at least RecordBlock::kPadding bytes, because a copy of a fixed size is faster. Both
-// buffers have that many bytes.
+// buffers have padding for it.
 char* CopyText(std::string_view text, char* to) {
   if (text.size() <= RecordBlock::kPadding) {
     std::memcpy(to, text.data(), RecordBlock::kPadding);

@@ -44,7 +44,7 @@ struct ColumnPart {
   // breaks a rule of the schema. The rows after it were not read.
   std::size_t brokenBy = kNone;
   ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // of `refutedBy`
-  std::unordered_map<std::uint32_t, std::uint64_t> missing;        // cases by number of the word
+  std::unordered_map<std::uint32_t, std::uint64_t> missing;        // number of cases by word number
 };
 
 // Replaces the content of `part` with the values of one field of all records.

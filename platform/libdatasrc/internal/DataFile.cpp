@@ -1,8 +1,8 @@
 // Builds columns and variables from the records of a data file and its schema.
 //
-// The type of a column is found in the first block with a value. If a later value has another type,
-// the column is text, and the file is read a second time for these columns only. Storing the text
-// of all numbers in case it is needed would double the memory.
+// The type of a column is found in the first block with a value. If a value in a later block has
+// another type, the column is text, and the file is read a second time for such columns only.
+// Keeping the text of all numbers for this case would double the memory.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/BlockReader.h>
@@ -207,7 +207,7 @@ class DataFileReader {
     if (rows_ != rows || WrittenAt() != writtenAt_) FailAsChanged();
   }
 
-  // Any fixed time if the file does not exist.
+  // Always the same time if the file does not exist.
   std::filesystem::file_time_type WrittenAt() const {
     std::error_code error;
     return std::filesystem::last_write_time(dataPath_, error);
@@ -296,7 +296,7 @@ class DataFileReader {
     record.Fail(isLong ? record.FieldPosition(columns_.size()) : record.End(), text);
   }
 
-  // The index of the column with a name from the schema.
+  // The index of the column that the schema names. Throws DataFileError if there is none.
   std::size_t ColumnOf(const SchemaName& name) const {
     const auto found = positions_.find(name.name);
     if (found == positions_.end()) {
@@ -432,7 +432,7 @@ class DataFileReader {
   // then reads the column of that block again.
   std::vector<std::atomic<std::uint8_t>> types_;
 
-  // At the end of the blocks that were appended.
+  // Rows and bytes of the blocks that were appended, and the line after them.
   std::size_t rows_ = 0;
   std::size_t bytes_ = 0;
   long line_ = 1;

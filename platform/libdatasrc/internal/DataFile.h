@@ -40,10 +40,11 @@ struct ReadCalls {
 
 // The file is read in blocks, each parsed on one of several threads.
 struct BlockSettings {
-  std::size_t firstBytes = std::size_t{64} << 10;  // of the first block
-  // Of each other block. 0: large enough for many records, small enough for the processor's cache.
+  std::size_t firstBytes = std::size_t{64} << 10;  // size of the first block
+  // The size of the other blocks. 0: large enough for many records, small enough for the
+  // processor's cache.
   std::size_t bytes = 0;
-  unsigned int threads = 0;  // 0: as many as the machine has, at most 8
+  unsigned int threads = 0;  // 0: one per processor, at most 8
 };
 
 // Reads the file and the schema beside it, as SystemFileDataSource::Open does.

@@ -54,7 +54,8 @@ class DelimitedText {
   std::size_t scanned_ = 0;  // bytes of the source
   TextPosition position_;    // of the byte at `scanned_`
 
-  // The state of the scanner. AfterQuote: the quote closed the field, or is the first of a pair.
+  // The state of the scanner. AfterQuote: after a quote that closes the field or is the first of a
+  // pair.
   enum class State { FieldStart, Unquoted, InQuotes, AfterQuote };
   State state_ = State::FieldStart;
   bool afterReturn_ = false;  // the last byte was a carriage return outside quotes

@@ -55,7 +55,7 @@ std::optional<double> ParseMarkedNumber(std::string_view text, const FieldRules&
   return ParseNumber(number, mark);
 }
 
-// An optional minus and at least four digits, as in XML Schema.
+// Parses an optional minus and at least four digits, as in XML Schema.
 std::optional<double> ParseYear(std::string_view text) {
   std::string_view digits = text;
   if (digits.starts_with('-')) digits.remove_prefix(1);

@@ -37,7 +37,7 @@ struct FieldRules {
   enum class Type { Any, String, Number, Integer, Boolean, Date, Time, DateTime, Year };
 
   Type type = Type::Any;
-  std::string datePattern;                 // of ParseByPattern; empty: ISO 8601
+  std::string datePattern;                 // for ParseByPattern; empty: ISO 8601
   std::optional<TextSet> trueValues;       // otherwise true, True, TRUE and 1
   std::optional<TextSet> falseValues;      // otherwise false, False, FALSE and 0
   std::optional<std::string> decimalMark;  // otherwise the mark of the file
@@ -47,8 +47,8 @@ struct FieldRules {
   bool isRequired = false;
   std::optional<double> minimum, maximum, exclusiveMinimum, exclusiveMaximum;
   std::optional<std::size_t> minLength, maxLength;  // in characters
-  std::optional<TextForm> form;                     // of the type and the format
-  std::optional<TextForm> pattern;                  // of the constraint
+  std::optional<TextForm> form;                     // that the type and format require
+  std::optional<TextForm> pattern;                  // the constraint `pattern`
   bool hasEnum = false;
   std::unordered_set<double> numbers;  // of the enum
   TextSet texts;                       // of the enum
@@ -56,9 +56,9 @@ struct FieldRules {
   bool IsNumeric() const { return type != Type::Any && type != Type::String; }
   bool RestrictsTexts() const { return form || minLength || maxLength || pattern || hasEnum; }
 
-  // The value of a text in a numeric column; nothing if the text does not have the type.
-  // Only a Number may be infinite or a NaN (ParseNonFinite). `fileMark`: the decimal mark of the
-  // file. Ignores blanks around the text.
+  // The number that a text in a numeric column stands for; nothing if the text does not have the
+  // type. Only a Number may be infinite or a NaN (ParseNonFinite). `fileMark`: the decimal mark of
+  // the file. Ignores blanks around the text.
   // Threads: any.
   std::optional<double> Parse(std::string_view text, char fileMark = '.') const;
 

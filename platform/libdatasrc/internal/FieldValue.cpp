@@ -226,7 +226,8 @@ std::string FractionText(double fraction, int digits) {
   return text[0] == '0' ? std::string(text.data() + 1, end) : std::string();
 }
 
-// `hh:mm:ss`, with the shortest fraction for which `isRight(text)`; empty if there is none.
+// `hh:mm:ss`, with the shortest fraction for which `isRight(text)` returns true; empty if there is
+// none.
 template <class IsRight>
 std::string ClockText(double secondsOfDay, IsRight isRight) {
   constexpr int kMostDigits = 20;
@@ -243,7 +244,7 @@ std::string ClockText(double secondsOfDay, IsRight isRight) {
   return text;
 }
 
-// Empty outside the years 1 to 9999. `days` is a whole number of days since 1970-01-01.
+// The date `days` after 1970-01-01, a whole number. Empty outside the years 1 to 9999.
 std::string CalendarText(double days) {
   constexpr double kFirst = -719162;  // 0001-01-01
   constexpr double kLast = 2932896;   // 9999-12-31

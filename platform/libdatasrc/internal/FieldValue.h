@@ -16,8 +16,8 @@
 
 namespace sdm_internal {
 
-// Parsers read the whole text; blanks around it are not allowed. Each returns nothing for any other
-// text and for a day, an hour, a minute or a second that does not exist.
+// Each parser reads the whole text and allows no blanks around it. It returns nothing for a text in
+// another format, and for a day, an hour, a minute or a second that does not exist.
 // Threads: any. They allocate nothing.
 
 // YYYY-MM-DD.
@@ -31,8 +31,8 @@ std::optional<double> ParseTime(std::string_view text);
 // 24 hours or more does not exist.
 std::optional<double> ParseDateTime(std::string_view text);
 
-// Parses a date, a time or both by a pattern of strptime (POSIX). Parts that the pattern does not
-// have are those of 1970-01-01T00:00:00 in UTC. The directives are:
+// Parses a date, a time or both by a pattern of strptime (POSIX). Parts that the pattern lacks are
+// taken from 1970-01-01T00:00:00 in UTC. The directives are:
 //   %Y %y                  year: four digits; two digits, for 1969 to 2068
 //   %m %d %H %I %M %S      month, day, hour, hour of 12, minute, second: one or two digits
 //   %j %f                  day of the year, three digits; fraction of a second

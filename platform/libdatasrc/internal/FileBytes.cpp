@@ -34,8 +34,8 @@ class CompressedBytes : public FileBytes {
  protected:
   explicit CompressedBytes(RegularFile file) : FileBytes(std::move(file)), chunk_(kChunkSize) {}
 
-  // Reads the next chunk over the last, which must be completely decompressed. Empty at the end of
-  // the file.
+  // Reads the next chunk in place of the current chunk, which must be completely decompressed.
+  // Empty at the end of the file.
   std::string_view NextChunk() { return {chunk_.data(), file_.Read(chunk_.data(), chunk_.size())}; }
 
   // `unread` bytes of the chunk come after the error.

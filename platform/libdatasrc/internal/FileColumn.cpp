@@ -129,7 +129,7 @@ ImportReport::Variable FileColumn::TakeReport() {
 }
 
 // Finds a type that allows all values of `block`, the first block in which the column has a value.
-// The values of the `rowsBefore` rows before it are missing.
+// The column has `rowsBefore` missing values before the block.
 void FileColumn::FindType(const BlockColumn& block, ColumnPart& part, std::size_t rowsBefore) {
   std::size_t furthest = part.refutedBy;
   Reason reason = part.reason;

@@ -27,7 +27,7 @@ struct BlockColumn {
   long line;  // in the file, of the first byte of the block
 };
 
-// How far the file has been read, to allocate columns once.
+// How far the file has been read, to estimate the size of columns.
 struct ReadSoFar {
   std::size_t rows = 0;
   double timesAsMuch = 1;  // the estimated size of the whole file, as a multiple of this part
@@ -46,20 +46,21 @@ class FileColumn {
 
   // Whether the column needs no more blocks in this reading of the file.
   bool IsComplete() const { return isComplete_; }
-  // Whether a value in a later block did not have the type: the column is then text.
+  // Whether a value in a later block had another type, so that the column is text.
   bool MustBeReadAgain() const { return mustBeReadAgain_; }
 
   // Appends the values of a block, which are in `part`. If `part` was read as another type than the
   // column now has, reads the block again. Returns false if the schema does not allow a value.
   bool Append(const BlockColumn& block, ColumnPart& part, const ReadSoFar& soFar);
 
-  // Prepares for a second reading of the file: as text, if the column must be read again.
+  // Prepares for a second reading of the file. The column is then text if it must be read again,
+  // otherwise complete.
   void BeginSecondReading();
 
   // Throws DataFileError for a value that the schema does not allow.
   void CheckField(const DelimitedText& record, std::size_t index) const;
 
-  // Call these after all blocks. `schema` is for error messages; null for none.
+  // Call these after all blocks. `schema` is for error messages; null without a schema.
   ORVX_Variable MakeVariable(const TableSchema* schema) const;
   CaseColumn TakeValues();
   ImportReport::Variable TakeReport();
@@ -93,7 +94,7 @@ class FileColumn {
   std::size_t reservedRows_ = 0;   // of `texts_`
   std::size_t reservedBytes_ = 0;  // of `texts_`
   std::size_t widest_ = 1;
-  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // cases by number of the word
+  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // number of cases by word number
   ImportReport::Variable reported_;
 };
 

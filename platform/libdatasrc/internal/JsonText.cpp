@@ -57,8 +57,8 @@ class CountingIterator {
   std::size_t* read_;
 };
 
-// The reason in an error text of the library: the part after " - ", without its prefix and
-// position.
+// The reason in an error text of nlohmann-json: the part after " - ". A prefix and the position are
+// before it.
 std::string Reason(const std::string& what) {
   const std::size_t dash = what.find(" - ");
   return dash == std::string::npos ? "not JSON" : "not JSON: " + what.substr(dash + 3);

@@ -20,8 +20,8 @@ using KeyColumns = std::vector<const CaseColumn*>;
 std::optional<std::size_t> FirstRepeatedRow(const KeyColumns& key);
 
 // The first row of `key` with a key that no row of `referenced` has. Both have the same number of
-// columns. If one column has numbers and the other texts, compares the shortest texts of the
-// numbers.
+// columns. If one column has numbers and the other texts, each number is compared as its shortest
+// text.
 std::optional<std::size_t> FirstRowWithoutReference(KeyColumns key, KeyColumns referenced);
 
 }  // namespace sdm_internal

@@ -25,10 +25,10 @@ class MissingWords {
     for (const std::string& word : words) Add(word);
   }
 
-  // Returns the number of a word, or kNone.
+  // Returns the number of the word that equals `text`, or kNone.
   std::uint32_t Find(std::string_view text) const {
     if (text.empty()) return isEmptyMissing_ ? kBlank : kNone;
-    // Most fields are not missing: no word has the same first byte and length.
+    // Quickly rejects most fields that are not missing: no word has their first byte and length.
     const std::uint32_t lengths = lengths_[static_cast<unsigned char>(text.front())];
     if ((lengths & LengthBit(text)) == 0) return kNone;
     const auto found = numbers_.find(text);

@@ -57,7 +57,7 @@ class LockedFolder {
   LockedFolder(const LockedFolder&) = delete;
   LockedFolder& operator=(const LockedFolder&) = delete;
 
-  // Writes the names of the folder to the disk. Returns false and sets errno on failure.
+  // Writes the names in the folder to the disk. Returns false and sets errno on failure.
   bool Sync() const noexcept { return fsync(descriptor_) == 0 || errno == EINVAL; }
 
  private:

@@ -1,19 +1,22 @@
 // Replaces a data file and its schema together: after a crash at any moment, opening the data file
 // gives the old content or the new, never the data of one with the schema of the other.
 //
-// Two files cannot be renamed in one step, so a small third file decides. For survey.tsv:
+// Two files cannot be renamed in one step, so a small third file, the marker, decides which content
+// counts. The steps for survey.tsv:
 //
 //   step                                               opening then gives
 //   1. survey.tsv.1234-0.new and                       the old content
 //      survey.schema.json.1234-1.new are complete
-//   2. survey.tsv.saving appears, with their names     the new content, from those files
-//   3. the first is renamed to survey.tsv              the new content
-//   4. the second is renamed to survey.schema.json     the new content
-//   5. survey.tsv.saving is deleted                    the new content
+//   2. the marker, survey.tsv.saving, appears with     the new content, from these files
+//      the names of these files
+//   3. the first file is renamed to survey.tsv         the new content
+//   4. the second file is renamed to                   the new content
+//      survey.schema.json
+//   5. the marker is deleted                           the new content
 //
 // Each file is on the disk before the next step. After a crash between steps 2 and 5, the next save
-// finishes the interrupted one. Programs that do not know survey.tsv.saving see the old files until
-// step 3, then the new data with the old schema until step 4.
+// finishes the interrupted one. Programs that do not know the marker see the old files until step
+// 3, then the new data with the old schema until step 4.
 
 #ifndef LIBDATASRC_INTERNAL_SAVEDFILES_H_
 #define LIBDATASRC_INTERNAL_SAVEDFILES_H_
@@ -30,8 +33,8 @@ std::string FolderOf(const std::string& path);
 // The schema beside a data file: for survey.tsv and survey.tsv.gz, survey.schema.json.
 std::string SchemaPathOf(const std::string& path);
 
-// The files from which the data file at `path` and its schema are read: `path` and SchemaPathOf,
-// unless a save was interrupted. Either may be missing.
+// The files from which the data file at `path` and its schema are read: `path` and
+// SchemaPathOf(path), unless a save was interrupted. Either file may not exist.
 struct SavedFiles {
   std::string data;
   std::string schema;

@@ -269,7 +269,7 @@ class FieldReader {
     if (name == "required") {
       rules.isRequired = json_.Require<bool>(value, "'required'");
     } else if (name == "unique") {
-      json_.Require<bool>(value, "'unique'");  // read with the keys of the table
+      json_.Require<bool>(value, "'unique'");  // TableSchema.cpp reads it, with the keys
     } else if (name == "enum") {
       ReadEnum(value);
     } else if (name == "minimum") {
@@ -300,8 +300,8 @@ class FieldReader {
     return NumberOf(value, "'" + name + "'");
   }
 
-  // The number of a JSON value in a numeric column: a number, true or false as it is, or a string
-  // that is parsed like a field of the data file.
+  // The number that a JSON value stands for in a numeric column: a number, true or false, or a
+  // string, which is parsed like a field of the data file.
   double NumberOf(const JsonValue& value, const std::string& what) const {
     if (const auto* isTrue = value.As<bool>(); isTrue != nullptr && Rules().type == Type::Boolean) {
       return *isTrue ? 1 : 0;

@@ -14,15 +14,15 @@ namespace sdm_internal {
 
 // The member `missingValues` of a table or a field.
 struct SchemaMissingValues {
-  std::shared_ptr<const MissingTexts> texts;  // those without a label; never null
-  std::vector<SchemaCategory> labelled;       // objects with a value and a label
+  std::shared_ptr<const MissingTexts> texts;  // given as strings; never null
+  std::vector<SchemaCategory> labelled;       // given as objects; the label may be empty
 };
 // Returns `otherwise` if `object` has no such member.
 SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& object,
                                       const SchemaMissingValues& otherwise);
 
-// The member `attributes`, and the members of the standard in `members`. They must be strings;
-// `example` may also be a number, true or false.
+// Reads the member `attributes`, and the members of the standard that `members` names. The latter
+// must be strings; `example` may also be a number, true or false.
 VariableAttributes ReadAttributes(const SchemaJson& json, const JsonValue& object,
                                   const std::vector<std::string>& members);
 

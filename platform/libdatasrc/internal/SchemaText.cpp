@@ -84,7 +84,7 @@ class JsonList {
 std::string Json(double number) {
   if (std::isinf(number)) return Quoted(ShortestText(number));
   const bool isNegativeZero = number == 0 && std::signbit(number);
-  return isNegativeZero ? "-0.0" : ShortestText(number);  // -0 would be an integer
+  return isNegativeZero ? "-0.0" : ShortestText(number);  // -0 would be read as the integer 0
 }
 std::string Json(const DataValue& value) {
   const auto* const number = std::get_if<double>(&value);
@@ -180,7 +180,7 @@ void CheckNames(const ORVX_DataSource& source) {
   }
 }
 
-// One line for each member of the table, and for each field.
+// Writes one line for each member of the table, and for each field.
 class SchemaWriter {
  public:
   explicit SchemaWriter(const ORVX_DataSource& source) : source_(source) {}
@@ -233,7 +233,7 @@ class SchemaWriter {
     if (source_.GetSplitqSeparate()) Add("splitSeparate", "true");
   }
 
-  // Leaves out a string: opening would reject the schema.
+  // Leaves out a string variable, because opening would reject the schema.
   void AddUse(const char* name, int position) {
     if (position == -1 || source_.GetVariable(position).GetType() != 0) return;
     Add(name, Quoted(source_.GetVariable(position).GetName()));

@@ -54,7 +54,7 @@
 //
 // Members beyond the standard, which save the rest of a dictionary:
 //
-//   field: width                  of a string variable in bytes: at least this
+//   field: width                  the least width of a string variable, in bytes
 //     level                       "unknown", "nominal", "ordinal", "interval" or "ratio"
 //     role                        the attribute `role`
 //     printFormat                 {"kind": "plain" | "date" | "time" | "datetime",
@@ -117,7 +117,7 @@ struct SchemaField {
   VariableAttributes attributes;
 };
 
-// Fields by position in TableSchema::fields.
+// The fields of a key and of a reference, by position in TableSchema::fields.
 struct SchemaKey {
   std::string rule;  // "unique", "primaryKey" or "uniqueKeys"
   std::vector<std::size_t> fields;

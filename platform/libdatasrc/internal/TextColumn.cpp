@@ -65,7 +65,7 @@ void TextColumn::Add(std::string_view text) {
   words_.push_back(AppendToPool(text));
 }
 
-// A text that is not longer than the old text takes its place in the pool.
+// A text that is not longer than the old text overwrites it in the pool.
 void TextColumn::Set(std::size_t row, std::string_view text) {
   const std::uint64_t word = words_[row];
   const std::size_t length = word & kMaxTextBytes;

@@ -9,7 +9,7 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr std::size_t kMostRecords = 100;  // are looked at
+constexpr std::size_t kMostRecords = 100;  // that are examined
 constexpr std::string_view kDigits = "0123456789";
 
 // The fields of the first records that are not empty lines, with their quotes. Leaves out a last
@@ -58,7 +58,7 @@ bool AreDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of(kDigits) == text.npos;
 }
 
-// Digits, with one mark among them or before them.
+// Whether `digits` is digits with one mark between or before them.
 bool HasDecimalMark(std::string_view digits, char mark) {
   const std::size_t at = digits.find(mark);
   if (at == digits.npos || !AreDigits(digits.substr(at + 1))) return false;

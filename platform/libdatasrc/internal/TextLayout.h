@@ -11,11 +11,11 @@ namespace sdm_internal {
 // incomplete. Errors in the text are ignored, and so are delimiters in quotes.
 
 // Chooses among the delimiters that occur in the header. Prefers a delimiter that gives the header
-// and the first records the same number of fields; if several or none do, the delimiter with the
-// most fields in the header; if several have the most, the first of comma, tab, semicolon, bar. A
-// space is chosen only if none of these occurs in the header, all records have the same number of
-// fields, at least two, no field is empty, and a field after the header is a number. Otherwise
-// returns a comma, or a tab if a comma is not possible.
+// and the first records the same number of fields. If several or none do, prefers the delimiter
+// with the most fields in the header, then the first of comma, tab, semicolon, bar. A space is
+// chosen only if none of these occurs in the header, all records have the same number of fields, at
+// least two, no field is empty, and a field after the header is a number. Otherwise returns a
+// comma, or a tab if a comma is not possible.
 char FindDelimiter(std::string_view start, bool commaIsPossible);
 
 // A comma if more fields are numbers with a decimal comma than with a decimal point. Fields such as

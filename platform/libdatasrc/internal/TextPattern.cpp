@@ -39,7 +39,7 @@ struct Node {
   Kind kind = Kind::Sequence;
   CharacterSet set;
   std::vector<Node> children;
-  int setIndex = -1;  // in the pattern's sets; -1 before SetIndex
+  int setIndex = -1;  // index in the pattern's sets; -1 before SetIndex
   int least = 0;
   int most = kUnlimited;
 };

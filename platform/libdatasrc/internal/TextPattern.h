@@ -45,7 +45,7 @@ class TextPattern {
   // A state with a set consumes a character and goes to `next`; a state without a set goes to
   // `next` and `other` without consuming a character.
   struct State {
-    int set = kNone;  // in sets_
+    int set = kNone;  // index in sets_
     int next = kNone;
     int other = kNone;
   };

@@ -253,7 +253,7 @@ std::size_t VariableSequence::RunWithRoom(int position) {
   return position < starts_[run + 1] ? run : run + 1;
 }
 
-// Inserts an empty run at index `run`; it starts where the run there did, or at the end.
+// Inserts an empty run at index `run`, before the run that is there, or at the end.
 void VariableSequence::InsertRun(std::size_t run, int capacity) {
   ReserveSlots(1);
   runs_.reserve(runs_.size() + 1);
@@ -349,8 +349,8 @@ void VariableSequence::EraseEmptyRuns(std::size_t first, std::size_t end) noexce
   runs_.resize(kept);
 }
 
-// Recomputes numbers, starts and table entries from `run` on, and the size of the list, after runs
-// were erased or variables were moved between runs.
+// After runs were erased or variables were moved between runs: recomputes the size of the list, and
+// numbers, starts and position table from `run` on.
 void VariableSequence::Renumber(std::size_t run) noexcept {
   starts_.resize(runs_.size());
   int start = run > 0 ? starts_[run - 1] + runs_[run - 1].block->Size() : 0;
@@ -374,7 +374,7 @@ void VariableSequence::Shift(std::size_t run, int by) noexcept {
   if (lag_ > kStride || covered < size_) RebuildTable();
 }
 
-// Rebuilds the position table from the first position that lags.
+// Rebuilds the part of the position table that edits since the last rebuild have made inexact.
 void VariableSequence::RebuildTable() noexcept {
   const std::size_t run = lagFrom_;
   lag_ = 0;
@@ -390,7 +390,8 @@ void VariableSequence::RebuildTable() noexcept {
   }
 }
 
-// Reserves the table for a list of `size` variables, by doubling, because Renumber must not fail.
+// Reserves the position table for a list of `size` variables, by doubling, because Renumber must
+// not fail.
 void VariableSequence::ReserveTable(int size) {
   const std::size_t entries = static_cast<std::size_t>(size / kStride) + 1;
   if (entries > runAt_.capacity()) runAt_.reserve(2 * entries);
@@ -440,8 +441,8 @@ bool VariableSequence::HasSameLayoutAs(const VariableSequence& other) const noex
                     });
 }
 
-// Returns, for each run of `other`, a run of this list with the same identifiers in the same order,
-// or -1. No run is returned twice.
+// Returns, for each run of `other`, the index of a run of this list with the same identifiers in
+// the same order, or -1. No run is returned twice.
 std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) const {
   std::vector<std::pair<Stamp, int>> stamped;
   for (const Run& run : runs_) {
@@ -451,7 +452,7 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
   std::vector<bool> taken(runs_.size());
   std::vector<int> kept;
   kept.reserve(other.runs_.size());
-  std::size_t next = 0;  // starts each search, because most blocks are still in the same order
+  std::size_t next = 0;  // tried for a block without a stamp: most blocks are in the same order
   for (const Run& run : other.runs_) {
     const Stamp stamp = run.block->stamp;
     std::size_t found = runs_.size();
@@ -474,7 +475,7 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
 }
 
 // Rebuilds the list with the runs of `other`: moves the runs in `kept` to their new places, and
-// copies the other runs. The variables of kept runs are updated later.
+// copies the other runs. ShareStamps updates the variables of the kept runs.
 void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<int>& kept) {
   std::vector<std::unique_ptr<VariableBlock>> copies;
   for (std::size_t i = 0; i < kept.size(); ++i) {

@@ -2,10 +2,10 @@
 //
 // Variables are stored in blocks of at most 256, each with an array of their identifiers. An index
 // maps an identifier to its block; a list that fits in the smallest block has none. An edit shifts
-// variables within one block and updates the start positions of the later blocks. A table with an
-// entry for every 256th position finds the block of a position in a few steps.
+// variables within one block and updates the start positions of the later blocks. The position
+// table, with an entry for every 256th position, finds the block of a position in a few steps.
 //
-// Stamps show that two blocks, or two lists, are equal without comparing their variables: equal
+// Stamps show, without a comparison of variables, that two blocks or two lists are equal: equal
 // stamps other than 0 mean equal variables in the same order. A change clears the stamps of the
 // block and of its list; only Match assigns new stamps.
 
@@ -36,7 +36,7 @@ class VariableBlock {
   static constexpr int kLeastCapacity = 16;
   static constexpr int kCapacity = 256;
 
-  // Room for `capacity` variables, 16, 64 or 256.
+  // Creates an empty block with room for `capacity` variables: 16, 64 or 256.
   VariableBlock(VariableSequence* sequence, int capacity);
   VariableBlock(const VariableBlock&) = delete;
   VariableBlock& operator=(const VariableBlock&) = delete;
@@ -91,10 +91,10 @@ class VariableBlock {
     words_[static_cast<std::size_t>(offset)] = id.Word();
   }
 
-  // Set by the sequence: the owner, the slot in it, the number of the block in the list, the stamp.
-  VariableSequence* sequence;
-  int slot = 0;
-  int number = 0;
+  // Set by the sequence.
+  VariableSequence* sequence;  // the owner
+  int slot = 0;                // in the owner's blocks_
+  int number = 0;              // of the run with this block
   Stamp stamp = 0;
 
  private:
@@ -105,7 +105,7 @@ class VariableBlock {
   void CopyHash(const VariableBlock& other) noexcept;
 
   std::vector<ORVX_Variable> variables_;
-  // The identifiers as words, one for each slot up to the capacity; only the first Size() are used.
+  // The identifiers as words; the size is the capacity, but only the first Size() words are used.
   std::vector<unsigned int> words_;
   // The cached hash; none if secondHash_ is kNoHash.
   mutable std::atomic<std::uint64_t> firstHash_{0};
@@ -176,6 +176,7 @@ class VariableSequence {
   static constexpr int kSmallSize = 64;
   static constexpr int kMergedSize = 192;
 
+  // A block at its place in the list.
   struct Run {
     ORVX_Variable* variables;  // cached block->Variables()
     VariableBlock* block;      // in blocks_
@@ -216,14 +217,15 @@ class VariableSequence {
 
   std::function<void(LocallyUniqueID)> onRemove_;
   std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null if the slot is free
-  std::vector<Run> runs_;    // the blocks in order; none is empty; each has room for kCapacity
-                             // variables, unless it is the only block
+  // In order. No block is empty; each has room for kCapacity variables, unless it is the only
+  // block.
+  std::vector<Run> runs_;
   std::vector<int> starts_;  // the position of the first variable of each run
   // Entry k is the run of position k * kStride, exact at the last rebuild; later edits may have
   // moved the position to a run nearby.
   std::vector<int> runAt_;
   int lag_ = 0;              // variables inserted and deleted since the last rebuild
-  std::size_t lagFrom_ = 0;  // the first run that these edits shifted
+  std::size_t lagFrom_ = 0;  // the first run that these edits changed
   IdentifierIndex index_;    // no table until the list outgrows the smallest block
   int size_ = 0;
   int firstFreeSlot_ = 0;  // every slot before it is in use
