@@ -1,5 +1,5 @@
-// The layout that other binaries depend on: the slots of virtual functions (Itanium C++ ABI), the
-// order of fields, and values of fields that no operation returns.
+// Tests the layout that other binaries depend on: the slots of virtual functions (Itanium C++ ABI),
+// the order of fields, and values of fields that no operation returns.
 //
 // Accesses private fields, so it is built without access control.
 
@@ -38,7 +38,7 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Virtual tables
 
-// With the address sanitizer, the size of a table's symbol includes a red zone.
+// The address sanitizer adds a red zone to the symbol of a table, so the symbol is too large.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kTablesAreFenced = true;
 #elif defined(__has_feature)
@@ -361,7 +361,8 @@ TEST(Fields, ObserverViewDataFieldsAreInThisOrder) {
   SvrDMItem item;
   const Data data(item);
 
-  // A reference has the layout of a pointer, but sizeof does not show it.
+  // The first field is a reference. It has the layout of a pointer, but offsetof and sizeof do not
+  // apply to it.
   EXPECT_EQ(FirstWordOf(data), &item);
   ExpectFields<Data>(sizeof(void*), {FIELD(Data, view), FIELD(Data, rowCount),
                                      FIELD(Data, resetClientData), FIELD(Data, bulkVarMoves)});

@@ -32,8 +32,8 @@ template <class T>
 constexpr bool kNeverCopied = !std::is_copy_constructible_v<T> && !std::is_copy_assignable_v<T> &&
                               !std::is_move_constructible_v<T> && !std::is_move_assignable_v<T>;
 
-// Plain handles can be copied, so they can be returned in lists. Handles with a lock and unique
-// objects cannot be copied.
+// Plain handles can be copied, so they can be returned in lists. Handles with a lock, and objects
+// that exist only once, cannot be copied.
 static_assert(std::is_copy_constructible_v<SvrDMDataset>);
 static_assert(kCopied<SvrDMItemPtr>);
 static_assert(kCopied<LocallyUniqueID>);
@@ -56,11 +56,11 @@ static_assert(!std::is_copy_assignable_v<SvrDMDataset> && !std::is_move_assignab
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID(5, 0x0ABCDEF1)) == 0xABCDEF15);
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
 
-// Sets can be compared; the operators are in the headers of libdatasrc.
+// Variable sets can be compared; the operators are in the headers of libdatasrc.
 static_assert(std::equality_comparable<VariableSetImpl>);
 static_assert(std::equality_comparable<VariableSet>);
 
-// A handle from a try is constructed in place and cannot be moved.
+// TryRead and TryWrite construct the handle in the optional that they return. It cannot be moved.
 template <class Handle>
 constexpr bool kStays = !std::is_move_constructible_v<std::optional<Handle>> &&
                         !std::is_move_assignable_v<std::optional<Handle>>;
@@ -69,7 +69,7 @@ static_assert(std::is_same_v<decltype(SvrDMInputDataSource::TryRead(LocallyUniqu
 static_assert(kStays<SvrDMInputDataSource>);
 static_assert(kStays<SvrDMWriteableDataSource>);
 
-// A source is passed as a unique pointer or by reference; a raw pointer is not accepted.
+// Add takes a source as a unique pointer or by reference; a raw pointer is not accepted.
 template <class Source>
 constexpr bool kIsAdded = requires(ServerDataManager& registry, Source source) {
   registry.Add(source(), "", false);
@@ -85,7 +85,7 @@ static_assert(std::is_constructible_v<SvrDMCloneDataSource, ORVX_DataSource cons
 static_assert(!std::is_convertible_v<ORVX_DataSource const*, SvrDMCloneDataSource>);
 static_assert(std::is_base_of_v<ORVX_DataSource, SvrDMCloneDataSource>);
 
-// An item declares a copy constructor, for RefCountPtr, and cannot be assigned.
+// An item declares a copy constructor, because RefCountPtr needs it, and cannot be assigned.
 static_assert(std::is_copy_constructible_v<SvrDMItem>);
 static_assert(!std::is_copy_assignable_v<SvrDMItem>);
 
@@ -137,8 +137,8 @@ static_assert(
 static_assert(std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>);
 static_assert(std::is_convertible_v<SvrDMWriteableDataSource*, SvrDMInputDataSource*>);
 
-// A registry observer can be deleted through its interface. An object cannot be deleted through an
-// interface whose operation is in the first slot, because the interface has no virtual destructor.
+// A registry observer can be deleted through its interface. The other interfaces have no virtual
+// destructor, because their operation is in the first slot, so nothing is deleted through them.
 static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
 static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
 static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);
@@ -147,7 +147,7 @@ static_assert(!std::has_virtual_destructor_v<SvrDMDataSetObserver>);
 static_assert(!std::has_virtual_destructor_v<ORVX_DataSourceFilterHook>);
 static_assert(!std::has_virtual_destructor_v<PackageProxy>);
 
-// The monitor is returned with its concrete type, so that its warnings can be switched on and off.
+// The error monitor is returned as its concrete type, which can switch warnings on and off.
 static_assert(std::is_same_v<decltype(std::declval<SvrDMDataset&>().GetErrorMonitor()),
                              InteractiveErrorMonitor&>);
 static_assert(std::is_same_v<decltype(std::declval<SvrDMItem&>().GetErrorMonitor()),

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <thread>
 
-// With a blocking barrier, the last thread would continue long before the others wake. Here all
+// A blocking barrier would let the last thread continue long before the others wake. Here all
 // threads spin, so that their next operations overlap. May be used repeatedly.
 class MeetingPoint {
  public:

@@ -1,4 +1,4 @@
-// A change stream while several threads write and others send snapshots of the same dataset.
+// Tests a change stream while several threads write and others send snapshots of the same dataset.
 
 #include <client/ChangeStreamReader.h>
 #include <client/server/ChangeStreamObserver.h>
@@ -39,7 +39,7 @@ class BusyChannel final : public PackageProxy {
   std::atomic<int> inside{0};
   std::atomic<bool> overlapped{false};
   bool fails = false;
-  // Without a lock, so that the thread sanitizer detects concurrent calls.
+  // Has no lock, so that the thread sanitizer detects concurrent calls.
   std::vector<std::string> frames;
 };
 
@@ -63,7 +63,8 @@ class ChangeStreamThreads : public testing::Test {
     }
   }
 
-  // Runs all writers and senders on threads, and at the same time `beside` on this thread.
+  // Runs all writers and senders on threads of their own, and `beside` on this thread at the same
+  // time.
   template <class Beside>
   void Together(Beside beside) {
     std::latch start(kWriters + kSenders + 1);
@@ -91,8 +92,8 @@ class ChangeStreamThreads : public testing::Test {
   ChangeStreamObserver stream{channel};
 };
 
-// A reader rejects a snapshot that was sent between the wrong passes. The test starts with a pass,
-// because the first pass reports everything, even after a snapshot.
+// A reader accepts a pass only directly after the pass or snapshot before it. The test starts with
+// a pass, because the first pass reports everything, even after a snapshot.
 TEST_F(ChangeStreamThreads, FramesAreSentOneAtATimeInAnOrderThatAReaderAccepts) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

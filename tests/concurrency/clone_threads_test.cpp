@@ -1,4 +1,4 @@
-// Clones over one source, used by several threads.
+// Tests clones over one source, used by several threads.
 
 #include "MeetingPoint.h"
 
@@ -35,7 +35,7 @@ using testing::Each;
 
 constexpr int kThreads = 4;
 
-// Runs `work` on several threads, with the number of the thread as its argument.
+// Runs `work` on kThreads threads, with the number of the thread as its argument.
 void OnThreads(const std::function<void(int)>& work) {
   std::vector<std::thread> threads;
   for (int number = 0; number < kThreads; ++number) threads.emplace_back(work, number);
@@ -159,8 +159,8 @@ TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
   EXPECT_THAT(wrong, Each(0));
 }
 
-// A clone shows its parent while it makes an iterator. That parent must be ignored: it is the
-// survey, which has a password that is not mangled, and a file name that would be reported.
+// While a clone makes an iterator, its parent link is set. The dataset must still ignore the
+// parent, a data file: its password is not mangled, and snapshots would report its file name.
 TEST_F(ClonesOnThreads, TheParentOfACloneStaysHiddenWhileIteratorsAreMade) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(
@@ -219,7 +219,7 @@ class ThreeRows : public DataFreeDataSource {
   };
 };
 
-// Each call sets two parent links: of the outer clone and of the inner clone.
+// Each call of MakeIterator sets two parent links: of the outer clone and of the inner clone.
 TEST(IteratorsOfANestedClone, MadeOnFourThreadsReadCorrectRows) {
   constexpr int kIterators = 50'000;
   const SvrDMCloneDataSource clone(new SvrDMCloneDataSource(new ThreeRows));

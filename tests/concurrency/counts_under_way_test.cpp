@@ -1,5 +1,5 @@
-// Counts and flags of a dataset are read and written without a lock while handles are created and
-// destroyed.
+// Tests that counts and flags of a dataset can be read and written without a lock while handles are
+// created and destroyed.
 
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
@@ -56,7 +56,7 @@ class CountsUnderWay : public testing::Test {
   SvrDMDataset handle{registry, id};
 };
 
-// A writer that is being released briefly counts as a reader.
+// A writer that is being released briefly counts as a reader, so up to three readers are counted.
 TEST_F(CountsUnderWay, NeverExceedTheNumberOfHandlesAndEndAtZero) {
   const auto reading = Repeated(1000, [&] { Read(); });
   const auto writing = Repeated(500, [&] { Write(); });
@@ -74,8 +74,8 @@ TEST_F(CountsUnderWay, NeverExceedTheNumberOfHandlesAndEndAtZero) {
   EXPECT_EQ(handle.WritersCount(), 0U);
 }
 
-// All readers hold the lock before the first reader releases it, so the readers are counted
-// concurrently.
+// All readers hold the lock before the first reader releases it. So several threads change the
+// count of readers at the same time.
 TEST_F(CountsUnderWay, OfConcurrentReadersAreExact) {
   constexpr int kReaders = 6;
   for (int round = 0; round < 30; ++round) {
@@ -141,7 +141,7 @@ TEST_F(CountsUnderWay, WindowFlagsAreIndependent) {
   EXPECT_TRUE(std::as_const(handle).WindowHidden());
 }
 
-// The check for null is allowed at any time; using the source needs the lock.
+// A pointer may be compared with null at any time; using its object needs the lock.
 TEST_F(CountsUnderWay, SourceAndSpecificationAreCheckedForNullWithoutALock) {
   int with = 0, without = 0;
   const auto replacing = Repeated(300, [&] {

@@ -1,7 +1,7 @@
-// Random use of datasets on many threads with the lock monitor on and continuous reports: reads,
-// writes, tries with a time limit, handles released on another thread, observers that register and
-// unregister, and replaced datasets. LOCK_STRESS_SECONDS sets the duration, LOCK_STRESS_SEED the
-// random choices.
+// Uses datasets at random on many threads, while the lock monitor is on and another thread makes
+// reports: reads, writes, tries with a time limit, handles released on another thread, observers
+// that register and unregister, and replaced datasets. LOCK_STRESS_SECONDS sets the duration,
+// LOCK_STRESS_SEED the random choices.
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -42,8 +42,8 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// A thread may wait for a handle that it created and that another thread will destroy. This is not
-// a deadlock.
+// Whether the incident is a real deadlock. The monitor also reports a thread that waits for its own
+// handle, although another thread will destroy the handle.
 bool IsDeadlock(const LockIncident& incident) {
   return incident.kind == LockIncident::Kind::Deadlock &&
          std::none_of(incident.steps.begin(), incident.steps.end(),
@@ -72,7 +72,7 @@ class Soak {
  public:
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
-    // A worker may wait for a helper thread to destroy a handle, so the helper threads acquire no
+    // A worker may wait until the thread `releases` destroys a handle. So `releases` acquires no
     // lock that a worker may hold while it waits.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {

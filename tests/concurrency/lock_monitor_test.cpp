@@ -79,8 +79,8 @@ class LockMonitorTest : public testing::Test {
                             milliseconds(1));
   }
 
-  // A thread acquires a writer of the first dataset, then calls `wait`, which waits for that
-  // dataset in the given mode. Checks the incident and resolves the deadlock.
+  // A thread acquires the write lock of the first dataset, then calls `wait`, which waits for the
+  // same lock in the given mode. Checks the incident and resolves the deadlock.
   void ExpectWriterWaitsForItself(Mode mode, const std::function<void()>& wait) {
     Writer writer;
     WatchedThread thread([&] {
@@ -99,8 +99,8 @@ class LockMonitorTest : public testing::Test {
     EXPECT_THAT(Incidents(), SizeIs(1));
   }
 
-  // A registry observer waits to read the dataset `item`, whose writer waits for the registry lock.
-  // Calls `check` when the deadlock is reported, then resolves the deadlock.
+  // A registry observer, called under the registry lock, waits to read `item`. The writer of `item`
+  // waits for the registry lock. Calls `check` when the deadlock is reported, then resolves it.
   void DeadlockOfRegistryLockAndDataset(SvrDMItemPtr& item, const std::function<void()>& check) {
     Writer writer;
     std::latch bothHold(2);
@@ -188,7 +188,8 @@ TEST_F(LockMonitorTest, ReportsAReaderWithItsThreadItsHandleAndTheirLabels) {
   EXPECT_TRUE(report.complete);
 }
 
-// Each lock is a heading. The headings are in the order of the holds, then of the waits.
+// The text has a heading for each lock: first the locks that are held, then the others, each group
+// in the order of the report.
 TEST(LockReportText, ListsTheHoldersAndWaitersOfEachLock) {
   const auto taken = std::chrono::steady_clock::now();
   const int locks[4] = {};
@@ -373,7 +374,7 @@ TEST_F(LockMonitorTest, ReportsAWriterThatWaitsAndThenHolds) {
   });
   LockReport first;
   while (first.waits.empty()) first = registry_.GetLockReport();
-  LockReport later = first;  // taken later than the wait began
+  LockReport later = first;  // a report made after the wait began
   while (later.taken == first.waits[0].since) later = registry_.GetLockReport();
   reader.reset();
   waiting.Join();
@@ -568,8 +569,8 @@ TEST_F(LockMonitorTest, DetectsARegistryObserverThatReadsTheDatasetThatItsThread
   ExpectWriterWaitsForItself(Mode::Read, [&] { AddDataset(registry_, "D"); });
 }
 
-// Each thread waits for both readers. The first thread to wait is in a deadlock with itself; the
-// second thread is in a deadlock with itself and with the first.
+// Each thread waits until both readers are released, including its own. So the first thread to wait
+// is in a deadlock with itself, and the second thread with itself and with the first.
 TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   Reader readers[2];
   std::latch bothRead(2);
@@ -767,8 +768,8 @@ class LockMonitorDeathTest : public LockMonitorTest {
     LockMonitor::SetHandler(PrintAndExit);
   }
 
-  // An observer of each dataset calls `use` with itself and the other dataset, after both observers
-  // have been called.
+  // Registers an observer at each dataset and runs a pass of each. When both observers have been
+  // called, each calls `use` with itself and the other dataset.
   void UseEachOthersDatasets(const std::function<void(RecordingObserver&, SvrDMItemPtr&)>& use) {
     std::latch bothRun(2);
     RecordingObserver ofFirst;
@@ -931,8 +932,8 @@ class LongWaitTest : public LockMonitorTest,
     }
   }
 
-  // Runs `use` while this thread writes the first dataset and notifies its observers during a
-  // notice of the registry.
+  // Calls `use` in a pass of the first dataset, during a creation notice. So this thread holds the
+  // dataset's lock, its notification mutex and the registry lock.
   void WhileAllAreHeld(const std::function<void()>& use) {
     RecordingObserver observer;
     RecordingRegistryObserver registryObserver;

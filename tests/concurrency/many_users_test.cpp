@@ -1,4 +1,4 @@
-// Many readers, writers and observers of several datasets, while other datasets are added and
+// Tests many readers, writers and observers of several datasets, while other datasets are added and
 // deleted.
 
 #include <client/DictionaryMirror.h>
@@ -26,7 +26,7 @@ constexpr int kReadersEach = 2;
 constexpr int kObserversEach = 2;
 constexpr int kWrites = 150;
 
-// Mirrors the dictionary. Called only under the dataset's write lock.
+// Mirrors the dictionary. Needs no lock, because it is called only under the dataset's write lock.
 class Follower : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {

@@ -1,4 +1,4 @@
-// The registry, used by several threads.
+// Tests the registry, used by several threads.
 
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -216,8 +216,8 @@ class AskedHook : public ORVX_DataSourceFilterHook {
   std::function<void()> asked;
 };
 
-// Each Add is blocked in the hook. By then, Add has generated the identifier, or deleted the old
-// dataset with that identifier, but has not added the new dataset.
+// The hook blocks each Add. By then, Add has generated the identifier, or deleted the old dataset
+// with that identifier, but has not added the new dataset.
 TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   ServerDataManager registry;
   AskedHook hook;
@@ -247,7 +247,8 @@ TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   threads.clear();
 }
 
-// While the hook runs under the registry lock, the other threads do not wait for that lock.
+// Each call is made on its own thread while the hook runs under the registry lock. The calls must
+// not wait for that lock.
 TEST(RegistryThreads, NeitherNotifyCreateWithoutANoticeNorRegisterFilterTakesTheRegistryLock) {
   ServerDataManager registry;
   AskedHook hook, another;
@@ -281,8 +282,8 @@ TEST(RegistryThreads, NeitherNotifyCreateWithoutANoticeNorRegisterFilterTakesThe
   EXPECT_THAT(threads, SizeIs(calls.size() + 1));
 }
 
-// An observer blocks the creation notice of another dataset until a thread that releases a writer
-// waits for the registry lock, and a thread that calls NotifyCreate waits or has returned.
+// While an observer blocks the creation notice of another dataset, one thread releases a writer and
+// waits for the registry lock. Then another thread calls NotifyCreate, and waits or returns.
 TEST(RegistryThreads, AConcurrentPassAndNotifyCreateSendOneCreationNotice) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);

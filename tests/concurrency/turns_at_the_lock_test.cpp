@@ -1,4 +1,4 @@
-// Which threads wait for the lock of a dataset, and for how long.
+// Tests which threads wait for the lock of a dataset, and for how long.
 
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
@@ -261,15 +261,16 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 
 // --- How long they wait ---
 
-// Two threads that keep the lock held: each holds it for half a millisecond, then for up to another
-// half until the other thread has also arrived. Both stop after 5 seconds, so that a starved third
-// thread fails the test instead of waiting forever.
+// Two threads that keep the lock held. In each turn, a thread holds the lock for half a
+// millisecond, then at most half a millisecond longer, until the other thread has also arrived.
+// Both stop after 5 seconds, so that a starved third thread fails the test instead of waiting
+// forever.
 class TwoInTurns {
  public:
   // Creates a handle, calls its argument, and releases the handle.
   using Hold = std::function<void(const std::function<void()>&)>;
 
-  // `isOtherThere` returns whether the other thread has arrived. Each thread calls it with its own
+  // `isOtherThere` decides when the other thread has arrived. Each thread calls it with its own
   // number, 0 or 1, while it holds the lock.
   TwoInTurns(Hold hold, std::function<bool(const TwoInTurns&, int)> isOtherThere)
       : hold_(std::move(hold)), isOtherThere_(std::move(isOtherThere)) {
@@ -323,8 +324,8 @@ class Third {
     return waits_[kTimes / 2];
   }
 
-  // The maximum number of turns that the others started while this thread slept waiting for the
-  // lock.
+  // The maximum number of turns that the others started during one wait, after this thread fell
+  // asleep.
   int MostTurnsOfOthers() const { return mostTurns_; }
 
  private:
@@ -351,8 +352,8 @@ class Third {
   int mostTurns_ = 0;
 };
 
-// Each thread counts its turn just after acquiring the lock, so a turn that had started when the
-// third thread fell asleep may be counted late: at most one turn of each of the two threads.
+// A thread counts its turn just after acquiring the lock. So each of the two threads may count one
+// turn after the third thread fell asleep, although the turn started before.
 constexpr int kTurnsUnderWay = 2;
 
 // A reader ends its turn after the other reader has started a turn, so a reader always holds the

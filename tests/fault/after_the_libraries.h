@@ -1,4 +1,4 @@
-// Makes a call at the very end of a process. This is a separate shared library, which the loader
+// Makes a call at the very end of a process, from a separate shared library, which the loader
 // finalises last.
 
 #ifndef TESTS_FAULT_AFTERTHELIBRARIES_H_

@@ -1,5 +1,5 @@
-// A process that exits while threads, exit handlers and destructors of static objects still use its
-// registry.
+// Tests a process that exits while threads, exit handlers and destructors of static objects still
+// use its registry.
 
 #include <gmock/gmock.h>
 #include <sys/wait.h>
@@ -15,7 +15,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 
 struct Ended {
-  int status;  // from waitpid
+  int status;  // from pclose
   std::string output;
 };
 

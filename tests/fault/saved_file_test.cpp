@@ -1,5 +1,5 @@
-// A dataset and its saved file on a real disk: which changes by other programs are detected, which
-// locks the file has, and that no file stays open.
+// Tests a dataset and its saved file on a real disk: which changes by other programs are detected,
+// which locks the file has, and that no file stays open.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -99,7 +99,7 @@ class WritingProcess {
   pid_t process_ = -1;
 };
 
-// While an object exists, file permissions apply to this process, even as root.
+// While an object exists, file permissions apply to this process, even if root runs it.
 class OrdinaryUser {
  public:
   OrdinaryUser() { changed_ = was_ == 0 && seteuid(65534) == 0; }
@@ -117,7 +117,7 @@ class OrdinaryUser {
   bool changed_ = false;
 };
 
-// While an object exists, this process cannot open another file. Lets open() fail instead of
+// While an object exists, this process cannot open another file. Makes open() fail instead of
 // limiting the number of descriptors, because the sanitizers need some.
 class NoDescriptors {
  public:

@@ -1,6 +1,5 @@
-// Counts the allocated blocks. This file is part of the vendor's allocator library that
-// replace_platform.cmake builds with --wrap, so that the sources of libvutility call these
-// functions.
+// Counts the blocks that a vendor's allocator library allocates. replace_platform.cmake links this
+// file with --wrap, so that the sources of libvutility call __wrap_malloc and __wrap_free.
 
 #include <atomic>
 #include <cstddef>

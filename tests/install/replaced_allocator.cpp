@@ -1,6 +1,6 @@
-// Checks that messages allocate and free their memory in the vendor's allocator library. Built with
-// a header and a library that count blocks (replace_platform.cmake); it does not compile with the
-// bundled library.
+// Checks that messages allocate and free their memory in the vendor's allocator library, which
+// replace_platform.cmake builds. Does not compile with the bundled library, because only the
+// vendor's header declares vendorLiveBlocks.
 
 #include <cstdio>
 #include <memory>

@@ -1,4 +1,4 @@
-// Followed: runs one comparison and checks all followers.
+// Followed: updates all followers and compares them.
 
 #include <tests/property/Followed.h>
 
@@ -18,7 +18,7 @@ std::vector<std::string> Lines(const List& list) {
   return lines;
 }
 
-// Whether the plain comparison supports the message.
+// Whether PlainComparison returns such messages.
 bool IsCovered(const support::Said& said) {
   using Kind = support::Said::Kind;
   return support::IsAboutVariables(said) || said.kind == Kind::Weight ||

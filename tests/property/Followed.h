@@ -1,5 +1,5 @@
-// Followed: a dataset whose variables are followed by the library's snapshot, a client's mirror and
-// the plain comparison. All three must agree.
+// Followed: a dataset, and three followers of its variables: the library's snapshot, a client's
+// mirror and PlainComparison. All three must agree.
 //
 // Link ServerDataManager_objects: the library does not export the snapshot.
 
@@ -25,10 +25,11 @@ class Followed {
 
   // Gives the dataset a new, empty source.
   void ReplaceSource();
+  // Makes the next update a bulk replacement.
   void BulkVarMoves();
 
-  // Runs a comparison. Returns all differences; "" if there are none. If `mirrored` is false,
-  // neither updates nor compares the mirror, which rejects duplicate identifiers.
+  // Updates the followers. Returns all their differences, or "". If `mirrored` is false, ignores
+  // the mirror, because it rejects duplicate identifiers.
   std::string Update(bool mirrored = true);
 
  private:

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-// One of a fixed number of variables with one of a few definitions. Variables are numbered, so that
-// cases can be printed and shrunk.
+// One of kVariables variables, with one of ten definitions. Both are numbers, so that RapidCheck
+// can shrink a failing case.
 struct RandomVariable {
   static constexpr int kVariables = 24;
 
@@ -23,7 +23,7 @@ struct RandomVariable {
   int definition = 0;  // 0 to 9, see Variable()
 
   ORVX_Variable Variable() const {
-    // For "v" + std::to_string(number), GCC 12 would warn of an overlapping copy.
+    // GCC 12 would warn of an overlapping copy in "v" + std::to_string(number).
     const std::string name = std::string("v").append(std::to_string(number));
     ORVX_Variable variable = support::Var(name, definition / 2 % 3 * 8);
     if (definition % 2 == 1) variable.SetLabel("labelled");
@@ -36,8 +36,8 @@ inline std::ostream& operator<<(std::ostream& stream, const RandomVariable& vari
   return stream << support::AsText(variable.Variable());
 }
 
-// Generates a variable. In two dictionaries of such variables, many variables are in only one of
-// them or at different positions, but definitions mostly agree.
+// Generates a variable. Most variables have definition 0, so a variable in two dictionaries usually
+// has the same definition.
 inline rc::Gen<RandomVariable> AnyVariable() {
   return rc::gen::build<RandomVariable>(
       rc::gen::set(&RandomVariable::number, rc::gen::inRange(0, RandomVariable::kVariables)),
@@ -71,7 +71,8 @@ inline std::vector<ORVX_Variable> VariablesOf(const std::vector<RandomVariable>&
   return variables;
 }
 
-// `choice`, any number, sets or clears each of weight, filter and split of `source`.
+// Sets or clears the weight, the filter and the split of `source`. `choice` may be any number; it
+// selects the variables.
 inline void UseSomeVariables(ORVX_DataSource& source, unsigned int choice) {
   const int count = source.ColumnCount();
   if (count == 0) return;

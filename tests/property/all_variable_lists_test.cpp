@@ -1,4 +1,4 @@
-// Compares every list of variables over a few identifiers with every other list.
+// Tests the comparison of every list of variables over a few identifiers with every other list.
 
 #include <tests/property/Followed.h>
 #include <tests/support/Dictionary.h>
@@ -51,7 +51,7 @@ std::vector<List> AllLists() {
   lists.resize(lists.size() / 3);
 }
 
-// Returns the sum of n! / k! for k from 0 to n.
+// Returns the number of lists over n identifiers: the sum of n! / k! for k from 0 to n.
 constexpr std::size_t NumberOfLists(std::size_t n) {
   return n == 0 ? 1 : 1 + n * NumberOfLists(n - 1);
 }
@@ -82,8 +82,8 @@ class Definitions {
   std::array<std::vector<ORVX_Variable>, kCount> variables_;
 };
 
-// Changes the variables of one dataset from one list to the next and records these steps. If the
-// variables are present, A is the weight, B is the filter, and C and D are the split.
+// Changes the variables of one dataset from list to list, and records which pairs of lists were
+// compared. In each list, A is the weight, B is the filter, and C and D are the split, if present.
 class Tour {
  public:
   // `lists` starts with the empty list. With `redefined`, every step changes all definitions, so
@@ -91,7 +91,7 @@ class Tour {
   Tour(const std::vector<List>& lists, bool redefined)
       : lists_(lists), redefined_(redefined), made_(lists.size() * lists.size()) {}
 
-  // Steps from each list to itself, and to every later list and back, so that every ordered pair is
+  // Steps from each list to itself, then to every later list and back. So every ordered pair is
   // compared. Stops at the first wrong comparison.
   void OverAllPairs() {
     for (std::size_t i = 0; i < lists_.size(); ++i) {
@@ -108,8 +108,8 @@ class Tour {
   }
 
  private:
-  // Changes the list to number `next`. Reports a failure and returns false if the comparison is
-  // wrong.
+  // Changes the variables to list number `next`. If the comparison is wrong, reports a failure and
+  // returns false.
   bool StepTo(std::size_t next) {
     if (redefined_) definition_ = (definition_ + 1) % Definitions::kCount;
     Arrange(followed_.Source(), lists_[next]);

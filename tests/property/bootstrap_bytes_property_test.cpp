@@ -1,4 +1,4 @@
-// Random bootstrap specifications, encoded in both byte orders, and arbitrary bytes.
+// Tests decoding random bootstrap specifications in both byte orders, and arbitrary bytes.
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
@@ -109,7 +109,7 @@ std::string InTheOtherByteOrder(const std::string& bytes) {
   return Turner(bytes).Turned();
 }
 
-// Generates a whole bootstrap specification in either byte order.
+// Generates an encoded bootstrap specification in either byte order.
 std::string AnyWholeBytes() {
   const std::string bytes = BytesOf(AnySpecs());
   return Any<bool>() ? InTheOtherByteOrder(bytes) : bytes;
@@ -125,8 +125,8 @@ std::string AnyLikelyBytes() {
   return (Any<bool>() ? begin : InTheOtherByteOrder(BytesOf(Specs())).substr(0, 6)) + behind;
 }
 
-// Changes one to three bytes, half of them in the first 40, where small inputs have their counts.
-// Sometimes appends bytes, and sometimes truncates the result.
+// Changes one to three bytes. Half of the changes are in the first 40 bytes, where small inputs
+// have their counts. Sometimes appends bytes, and sometimes truncates the result.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {
@@ -161,15 +161,15 @@ void AssertEveryPrefixRefused(const std::string& bytes) {
 // Counts how often each finding occurs.
 class Verdicts {
  public:
-  // Checks `bytes`. If they are whole, decodes them, and checks that encoding the result gives the
-  // same size and decodes to the same fields.
+  // Checks `bytes`. If they are whole, decodes them, encodes the result, and checks that the size
+  // and the decoded fields are the same.
   void AssertRightAbout(const std::string& bytes) {
     const Check check = CheckOf(bytes);
     ++counts_[static_cast<std::size_t>(check.finding)];
     RC_ASSERT(check.offset <= bytes.size());
     if (!check.IsWhole()) return;
-    // Decodes a copy without the trailing bytes. The address sanitizer detects only reads past the
-    // terminator, because the decoder takes a std::string.
+    // Decodes a copy without the trailing bytes, so that the address sanitizer detects a read past
+    // the end. It misses a read of the terminator, which std::string adds.
     const Specs read = ReadFrom(bytes.substr(0, check.size));
     RC_ASSERT(BytesOf(read).size() == check.size);
     RC_ASSERT(All(ReadFrom(BytesOf(read))) == All(read));

@@ -123,8 +123,8 @@ void MoveVariable(ORVX_DataSource& source, int from, int to) {
   source.InsertVariable(to, moved);
 }
 
-// Sets a split of any size. A source of a caller's own class may report more split variables than
-// SetSplit accepts.
+// Makes the first `count` variables the split. `count` may exceed the limit of SetSplit, because a
+// caller's own source class may report such a split.
 void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   std::vector<int> positions(static_cast<std::size_t>(count));
   std::iota(positions.begin(), positions.end(), 0);
@@ -244,7 +244,7 @@ void Make(const Change& change, SvrDMWriteableDataSource& writer) {
   }
 }
 
-// --- following ---
+// --- the clients ---
 
 // A client in the server's process.
 class NearClient : public SvrDMDataSetObserver {
@@ -267,8 +267,8 @@ class NearClient : public SvrDMDataSetObserver {
 // A dataset and two clients.
 class Followed {
  public:
-  // A dataset added without a source is not quiet here, so even a pass without observers compares
-  // it, for the creation notice.
+  // With a source, the dataset is quiet: a pass without observers does not compare it. Without a
+  // source, it is not quiet: its passes compare it until its creation notice.
   enum class Added { WithoutSource, WithSource };
 
   explicit Followed(Added added = Added::WithoutSource)
@@ -293,7 +293,7 @@ class Followed {
     AssertRight(near_.mirror.Dictionary());
   }
 
-  // Passes the frames of the last pass to the reader, which must apply them all.
+  // Delivers the frames of the last pass to the reader, which must apply them all.
   void AssertFarClientIsRight() {
     while (!channel_.frames.empty()) {
       AssertBytesAreThePass(channel_.frames.front());
@@ -329,7 +329,7 @@ class Followed {
     RC_ASSERT(DigestOf(dictionary) == DigestOf(Source()));
   }
 
-  // Checks that the sent, decoded and queued messages have the same bytes.
+  // Checks that the frame has the bytes of the queued messages, also after decoding and encoding.
   void AssertBytesAreThePass(const std::string& bytes) const {
     ChangeFrame frame = ReadChangeFrame(bytes);
     RC_ASSERT(BytesOf(frame) == bytes);
@@ -469,7 +469,7 @@ void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
 }
 
 // After each write, sends one snapshot if the reader wants a snapshot, and sometimes if it does
-// not. A reader that receives nothing cannot know of a loss.
+// not. If no frame of a pass arrives, the reader cannot know of the loss and is not checked.
 TEST(MirrorProperty, ReaderThatReceivesAFrameIsCorrectOrWantsASnapshotDespiteLosses) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();

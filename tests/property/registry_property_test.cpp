@@ -1,4 +1,4 @@
-// Compares the searches of the registry with searches of a plain list from its front, after random
+// Tests that the registry finds the same datasets as a linear search of a plain list, after random
 // additions, deletions and changes of names.
 
 #include <libdatasrc/ORVX_DataSource.h>
@@ -89,8 +89,7 @@ class RegistryAndList {
     }
   }
 
-  // Checks that each search of the registry finds the same dataset as a search of the list from its
-  // front.
+  // Checks that each search of the registry finds the same dataset as a linear search of the list.
   void CheckSearches(const Operation& last) {
     for (const std::string name : kNames) {
       RC_ASSERT(registry_.GetDataSet(name).get() == FirstIn(items_, [&](const SvrDMItemPtr& item) {
@@ -149,9 +148,9 @@ class RegistryAndList {
     all_.push_back(item);
   }
 
-  // Returns the dataset that was just added with this identifier. GetDataSet returns an earlier
-  // dataset with the same identifier, if any; only in that case, uses GetAllDatasets, which also
-  // removes the gaps in the registry's list.
+  // Returns the dataset that was just added with this identifier. If an earlier dataset has the
+  // same identifier, GetDataSet would return that dataset. Only then calls GetAllDatasets, which
+  // also removes the gaps in the registry's list: the searches must work with gaps.
   SvrDMItemPtr LastWith(LocallyUniqueID id) {
     if (First(id) == nullptr) return registry_.GetDataSet(id);
     return SvrDMItemPtr(Opened(registry_.GetAllDatasets().back()).Get());

@@ -1,4 +1,4 @@
-// Tests of the comparison with random lists of variables.
+// Tests how the library compares random lists of variables.
 
 #include <tests/property/Followed.h>
 #include <tests/property/ForAll.h>
@@ -140,7 +140,7 @@ class RandomEdits {
   int texts_ = 0;
 };
 
-// Most of the dictionaries are so large that they have many blocks, some of which do not change.
+// Most of the dictionaries have many blocks of variables. Some of the blocks do not change.
 TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
   ForAll(kRuns / 100, [] {
     Followed followed;
@@ -154,7 +154,7 @@ TEST(VariableComparison, AllFollowersAgreeForSmallChangesOfLargeDictionaries) {
   });
 }
 
-// During a run, identifiers are repeated and become unique again.
+// Identifiers are repeated in some passes and unique in others.
 TEST(VariableComparison, MessagesMatchThePlainComparisonIfALargeDictionaryRepeatsIdentifiers) {
   ForAll(kRuns / 100, [] {
     Followed followed;

@@ -42,8 +42,7 @@ class ShellTest : public testing::Test {
     return name + " is open: 3 variables, 2 cases, from " + Path("abc.tsv") + "\n";
   }
 
-  // Runs commands from an input in a new shell. Returns the output, with failures in the order in
-  // which they occur.
+  // Runs the commands in a new shell. Returns the output, including error messages.
   std::string AtPrompt(const std::string& commands) {
     std::istringstream input(commands);
     std::ostringstream out;
@@ -73,8 +72,8 @@ class ShellTest : public testing::Test {
     return out.str();
   }
 
-  // Runs commands after opening abc.tsv as survey and acquiring its write lock for `main`. Returns
-  // the output of the commands only.
+  // Opens abc.tsv as survey, acquires its write lock for `main`, and runs the commands. Returns
+  // only the output of the commands.
   std::string Writing(const std::string& commands) {
     const std::string taken = "main acquires the write lock on survey\n";
     const std::string text = AtPrompt(Open("survey") + "write survey\n" + commands);

@@ -39,7 +39,7 @@ class Bootstrapping : public ShellTest {
     return found;
   }
 
-  // The bootstrap specification of survey after the commands, which must succeed.
+  // Runs the commands, which must succeed, and returns the bootstrap specification of survey.
   SvrBootstrapSpecs RecordAfter(const std::string& commands) {
     std::ostringstream out;
     Output output(out, out);
@@ -318,7 +318,7 @@ class BootstrapFiles : public Bootstrapping {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 
-  // The files in the folder of the test, without abc.tsv.
+  // The names of the files in the folder of the test, without abc.tsv.
   std::vector<std::string> Files() const {
     std::vector<std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(Path(""))) {
@@ -443,7 +443,7 @@ TEST_F(BootstrapFiles, AreReplacedThroughSymbolicLinks) {
   EXPECT_EQ(ReadFile("folder/specs").size(), 55u);
 }
 
-// Simulates a full disk: no file can grow beyond a number of bytes.
+// Simulates a full disk: while the object exists, no file can grow beyond `bytes`.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -582,11 +582,11 @@ TEST_F(BootstrapFiles, AreRefusedIfTheyCannotBeRead) {
   }
 }
 
-// Invalid bytes, with the finding that `from` prints and the JSON that `check` prints.
+// Invalid bytes, and how the commands `bootstrap from` and `bootstrap check` report them.
 struct Broken {
   std::string bytes;
-  std::string finding;
-  std::string json;  // the end of the JSON of `check`
+  std::string finding;  // the end of the message of both commands
+  std::string json;     // the end of the JSON of `check`
 };
 
 std::vector<Broken> BrokenSpecs(bool swapped) {

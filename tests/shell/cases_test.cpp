@@ -247,7 +247,7 @@ TEST_F(Cases, WithoutVariablesAreStillNumbered) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Too many cases
+// Many cases
 
 // A source that runs out of memory when its rows are read.
 class Huge final : public ORVX_DataSource {
@@ -284,7 +284,7 @@ class FirstText final : public std::stringbuf {
   }
 
   const Numbers& source_;
-  int asked_ = -1;  // negative until something is printed
+  int asked_ = -1;  // rows read before the first output; -1 until then
 };
 
 class Streaming : public Cases, public testing::WithParamInterface<bool> {};

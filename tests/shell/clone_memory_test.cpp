@@ -1,5 +1,5 @@
-// Tests of cloning, and of new callers, if memory runs out. This is a separate program because it
-// replaces the global operator new.
+// Tests of cloning a source, and of creating a caller, if memory runs out. This is a separate
+// program because it replaces the global operator new.
 
 #include <Commands.h>
 #include <libdatasrc/CaseReader.h>
@@ -100,7 +100,7 @@ class CloneMemory : public testing::Test {
   LocallyUniqueID id_;
 };
 
-// Clones the source with this many allocations left. Returns null if memory runs out.
+// Clones the source while only this many allocations succeed. Returns null if memory runs out.
 std::unique_ptr<SvrDMCloneDataSource> CloneWith(long allocations,
                                                 SvrDMWriteableDataSource& writer) {
   const MemoryFor some(allocations);

@@ -28,7 +28,7 @@ TEST_F(Commands, UnknownCommandIsNamedInTheError) {
   EXPECT_FALSE(WentWell());
 }
 
-// Uses each command of the table with missing, wrong or superfluous words.
+// Uses each command of CommandTable() with missing, wrong or superfluous words.
 TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
   const std::string type = "numeric or string:WIDTH (1 to 1000000)";
   const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {

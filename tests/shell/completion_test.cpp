@@ -1,4 +1,4 @@
-// Tests of completion, and of the remark that suggests a name.
+// Tests of completion, and of error messages that suggest a similar name.
 
 #include "ShellTest.h"
 

@@ -99,7 +99,8 @@ TEST(Histogram, IsEmptyWithoutValuesAndForAnInfiniteRange) {
 
 class Describing : public ShellTest {
  protected:
-  // The output of the commands, after `content` was opened as d and its write lock acquired.
+  // Opens a file with this content as d, acquires its write lock, and runs the commands. Returns
+  // only the output of the commands.
   std::string Printed(const std::string& content, const std::string& commands) {
     const std::string text =
         AtPrompt("open " + WriteFile("d.tsv", content) + " as d\nwrite d\n" + commands);

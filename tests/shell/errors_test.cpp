@@ -15,8 +15,8 @@ using testing::StartsWith;
 
 class Errors : public ShellTest {
  protected:
-  // The output of the commands, after `window` acquired the write lock of survey and became its
-  // client.
+  // The output of the commands, after `window` acquired the write lock of survey and became the
+  // client of survey.
   std::string AtClient(const std::string& commands) {
     const std::string before = IsOpen("survey") +
                                "window acquires the write lock on survey\n"

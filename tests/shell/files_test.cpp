@@ -96,10 +96,10 @@ TEST_F(DataFiles, AreWrittenWithTheDelimiterOfTheirNameOrTheGivenOne) {
   EXPECT_THAT(Content("other.csv"), StartsWith("a\tb\tc\n"));
 }
 
-// Opens a file with the text as survey, runs the commands as its writer, and returns the first line
-// that the file then has.
 class Delimiter : public DataFiles {
  protected:
+  // Writes `text` to the file `name`, opens the file as survey, and runs the commands under the
+  // write lock. Returns the first line of the file afterwards.
   std::string HeaderAfter(const std::string& name, const std::string& text,
                           const std::string& commands) {
     const std::string file = WriteFile(name, text);

@@ -44,8 +44,8 @@ struct Scene {
   std::string before = "write s";  // the commands before `command`, one per line
 };
 
-// At least one scene for each command of the table. Words that a command stores are so long that a
-// string allocates memory for them. "FOLDER" stands for the folder of the test.
+// At least one scene for each command of CommandTable(). Words that a command stores are so long
+// that a string allocates memory for them. "FOLDER" stands for the folder of the test.
 const std::vector<Scene>& Scenes() {
   static const std::vector<Scene> scenes = {
       {"open FOLDER/abc.tsv as another_name_that_needs_memory", ""},
@@ -172,8 +172,8 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
     }
   }
 
-  // Runs the scene with this many allocations left for its command, then runs another command.
-  // Returns whether an allocation failed; always true if the shortage lasts.
+  // Runs the scene, with this many allocations left for its command, then runs another command.
+  // Returns whether an allocation failed; always true for Shortage::Lasts.
   bool OneFailsIn(long allocations, support::Shortage shortage) const;
 
  private:
@@ -191,8 +191,8 @@ bool WasDone(Shell& shell, const Line& line) {
   }
 }
 
-// For a shortage that passes: whether no allocation has failed yet. Uses up the remaining
-// allocations.
+// Returns whether no allocation has failed yet. Counts `allocations` + 1 more to find out, so it
+// cannot be used with Shortage::Lasts.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;
@@ -216,8 +216,8 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   {
     const support::MemoryFor some(allocations, shortage);
     const bool done = WasDone(shell, line);
-    // IsToCome cannot tell a lasting shortage that has begun from one that has not, so a lasting
-    // shortage counts as begun.
+    // With Shortage::Lasts, the allocations that IsToCome counts would fail even after an earlier
+    // failure, so a failure is assumed.
     failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
     support::EndShortage();
     EXPECT_TRUE(done || failed) << "fails with all the memory in the world";

@@ -260,8 +260,8 @@ TEST_F(Locks, CallerWaitsForALockHeldOutsideTheShell) {
   outsider.reset();
 }
 
-// Runs a command of the shell in each notification, while the library holds the registry lock or
-// the notification mutex.
+// Runs a command of the shell in each creation notice and each pass, while the library holds the
+// registry lock or the notification mutex.
 class CommandInANotification : public ServerDataManagerObserver, public SvrDMDataSetObserver {
  public:
   CommandInANotification(Shell& shell, std::vector<std::string> words)
@@ -321,7 +321,7 @@ TEST_F(Locks, NotificationMutexIsShownIfAThreadOutsideTheShellHoldsIt) {
   }
 }
 
-// The lock monitor knows no lock that was acquired before it started.
+// The shell starts the lock monitor, which does not know locks that were acquired before.
 TEST_F(Locks, WaitingForALockAcquiredBeforeTheShellStartedFailsAfterTheBound) {
   const LocallyUniqueID id = Registry().AddEmpty(true);
   auto outsider = std::make_optional<SvrDMInputDataSource>(Registry(), id, false);

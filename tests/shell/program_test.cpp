@@ -78,7 +78,7 @@ std::vector<json> Lines(const std::string& text) {
   return lines;
 }
 
-// Returns the lines that contain these members with these values.
+// Returns the lines that have all of `members`, with the same values.
 std::vector<json> Where(const std::vector<json>& lines, const json& members) {
   std::vector<json> found;
   for (const json& line : lines) {

@@ -47,8 +47,8 @@ class TerminalSession {
     setenv("EDITRC", "/dev/null", 1);
     setenv("TERM", "vt100", 1);
     setenv("NO_COLOR", "1", 1);
-    // Records complete stacks, because the leaks of libedit are suppressed by the name of its
-    // library.
+    // The leaks of libedit are suppressed by the name of its library, which only complete stacks
+    // are sure to contain.
     setenv("ASAN_OPTIONS", "fast_unwind_on_malloc=0", 1);
     setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" LEAKS_OF_LIBEDIT, 1);
     execv(SDMSH, words.data());
@@ -68,8 +68,8 @@ class TerminalSession {
     EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
 
-  // Reads output until it ends with `text`, and returns the output. Includes the echo of typed
-  // text, and omits control sequences.
+  // Reads output until it ends with `text`. Returns the output, with the echo of typed text and
+  // without control sequences.
   std::string ReadTo(const std::string& text) {
     std::string shown;
     while (!shown.ends_with(text) && ReadByte(shown)) {
@@ -84,7 +84,7 @@ class TerminalSession {
     return ReadTo(kPrompt);
   }
 
-  // Waits until the program has used this much more processor time, or fails after a minute.
+  // Waits until the program has used this much more processor time. Fails after a minute.
   void WaitUntilBusyFor(std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     const long ticks = time.count() * sysconf(_SC_CLK_TCK) / 1000 + UsedTicks();
@@ -149,8 +149,8 @@ class Prompt : public ShellTest {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  // Returns commands of which the last runs until it is interrupted: it searches 2147483647 cases,
-  // none of which is selected.
+  // Returns commands. The last command searches 2147483647 cases, none of which is selected, so it
+  // runs until it is interrupted.
   std::string EndlessSearch() const {
     return Open("survey") +
            "write survey\nsource survey blank 2147483647\nsource survey filtered by a\n"

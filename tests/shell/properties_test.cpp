@@ -127,7 +127,7 @@ TEST_F(PropertyCommands, MovingTheWeightVariableSendsTheWeightAgain) {
                           "inserted variables \"c\", \"a\", \"b\" at the end", "weight: \"b\""));
 }
 
-// The shell itself observes every dataset, so the first release sends the variables.
+// The shell itself observes every dataset, so the first release already reports the variables.
 TEST_F(PropertyCommands, ObserverRegisteredAfterTheFirstReleaseDoesNotReceiveTheVariables) {
   EXPECT_THAT(Notified("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }

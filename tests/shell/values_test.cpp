@@ -11,7 +11,7 @@ using testing::HasSubstr;
 // The dataset survey has the cases 1 2 3 and 4 5 6 of the variables a, b and c.
 class ChangingValues : public ShellTest {
  protected:
-  // The cases after the commands.
+  // The output of `cases survey` after the commands.
   std::string CasesAfter(const std::string& commands) {
     const std::string text = Writing(commands + "cases survey\n");
     EXPECT_TRUE(WentWell()) << text;

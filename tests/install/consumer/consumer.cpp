@@ -1,5 +1,5 @@
-// One write with an observer that updates a mirror; a filtered source over a clone; and an encoded
-// bootstrap specification.
+// Makes one write with an observer that updates a mirror, a filtered source over a clone, and an
+// encoded bootstrap specification.
 
 #include <cstdio>
 #include <memory>
@@ -28,7 +28,7 @@ struct Client final : SvrDMDataSetObserver {
 };
 
 // Makes a filtered source over a clone with `names` variables, and deletes one variable of the
-// filtered source. Returns how many remain.
+// filtered source. Returns how many variables remain.
 int ShownOf(int names) {
   auto source = std::make_unique<DataFreeDataSource>();
   for (int i = 0; i < names; ++i) {

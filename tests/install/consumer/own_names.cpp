@@ -1,5 +1,5 @@
-// Checks that a program may define names that the libraries use internally. Prints the first number
-// of a file, read as text.
+// Checks that a program may define names that the libraries use internally: the libraries must not
+// call these definitions. Prints the first number of a file as text.
 //
 //   own_names FILE
 
