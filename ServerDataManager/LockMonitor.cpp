@@ -77,8 +77,9 @@ bool Excludes(const Record& hold, const Record& wait) {
 // another thread may reuse the table.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
-  // The table's thread accesses the fields below while `busy` is set (Edit), and any thread may
-  // access them while the tables are paused (Pause). Thread-safety annotations cannot express this.
+  // The table's thread accesses the fields below while `busy` is set (Edit); another thread
+  // accesses them while it pauses the tables (Pause). Thread-safety annotations cannot express
+  // this.
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
@@ -86,7 +87,7 @@ struct ThreadLocks {
   bool waitIsReported = false;      // whether FindLongWaits has found the wait
   bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
   ThreadName name;
-  bool hasThread = true;   // guarded by pauseMutex
+  bool hasThread = true;   // false once the thread has ended; guarded by pauseMutex
   bool isVisited = false;  // used by the search for a deadlock
 };
 
@@ -125,7 +126,7 @@ __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 constexpr unsigned int kPaused = 1, kFences = 2;
 constinit std::atomic<unsigned int> gate{kFences};
 
-// Permits the calling thread to write its own table, for a scope.
+// Permits the calling thread to write to its own table, for a scope.
 class Edit {
  public:
   explicit Edit(ThreadLocks& table) : table_(table) {
@@ -165,8 +166,8 @@ class Edit {
   ThreadLocks& table_;
 };
 
-// Blocks every thread at the next write to its table, for a scope. The pausing thread may read and
-// write all tables.
+// For a scope, blocks every thread that begins to write to its table. The pausing thread may read
+// and write all tables.
 class SDM_SCOPED_CAPABILITY Pause {
  public:
   Pause() SDM_ACQUIRE(TheMonitor().pauseMutex) : lock_(TheMonitor().pauseMutex) {
@@ -295,7 +296,7 @@ struct Incidents {
       deadlock.reserve(8);
       longWaits.reserve(8);
     } catch (...) {
-      // Nothing is lost yet: the search may find no incident.
+      // Ignored: the search allocates if it finds an incident.
     }
   }
 

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-// A plain value.
+// A plain value: a copy that later changes do not affect.
 //
 // Threads: one object belongs to one thread at a time.
 struct LockReport {
@@ -77,7 +77,7 @@ struct LockIncident {
   enum class Kind {
     Deadlock,  // the threads of `steps` wait for each other: forever, unless another thread
                // releases one of the locks
-    LongWait,  // the wait of the only step is longer than the limit
+    LongWait,  // the wait of the only step is longer than `longWait` of SetHandler
   };
   // `wait.thread` waits for `wait.lock`, which `blocker.thread` holds. In a deadlock, the blocker
   // of each step waits in the next step, and the blocker of the last step waits in the first; a

@@ -18,8 +18,8 @@ struct Snapshot {
   // The row count as last reported. Initially -2, which is never a row count, so that the first
   // comparison reports the row count.
   long long rowCount = -2;
-  bool resetClientData = false;  // a message must reset the clients' case data
-  bool bulkVarMoves = false;     // the next update replaces the whole variable list
+  bool resetClientData = false;  // whether a ResetClientDataMsg is due
+  bool bulkVarMoves = false;     // whether the next update is a bulk replacement
 
   // The fields below are not part of the fixed layout.
 

@@ -118,7 +118,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
    private:
     const Data& data_;
-    std::vector<ServerDataManagerObserver*> observers_;  // null if unregistered since
+    std::vector<ServerDataManagerObserver*> observers_;  // null once unregistered
     Notice* const outer_;
 
     // The innermost notice on this thread, of any registry. No other thread has a notice of this

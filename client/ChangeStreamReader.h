@@ -41,7 +41,7 @@ class SDM_EXPORT ChangeStreamReader {
   enum class Outcome {
     Applied,         // Dictionary() is now as of the frame's pass
     SnapshotWanted,  // the frame could not be applied: request a snapshot
-    Skipped,         // the frame is a pass, and a snapshot is wanted
+    Skipped,         // the frame is a pass, but a snapshot must come first
     AnotherDataset,  // the frame is for another dataset
   };
 

@@ -27,7 +27,8 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
 // dataset's file name; a suppressed file name is neither reported nor set.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const ORVX_DataSource* root = &source;
-  // Calls ParentOf, because other readers may be making iterators of a clone.
+  // Calls ParentOf, which ignores the parent that a clone shows while another reader makes an
+  // iterator.
   while (const auto* const parent = SvrDMCloneDataSource::ParentOf(*root)) root = parent;
   return dynamic_cast<const SystemFileDataSource*>(root) != nullptr &&
          dataset.GetFileName() == source.GetFileSpec();

@@ -89,7 +89,7 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   sdm_internal::Mutex sending_;  // acquired after the dataset's locks
   std::uint64_t passNumber_ SDM_GUARDED_BY(sending_) = 0;
 
-  std::exception_ptr why_;  // set only once, before lost_ becomes true
+  std::exception_ptr why_;  // why the stream is lost; set before lost_
   std::atomic<bool> lost_{false};
   std::atomic<bool> unregistered_{false};
 };
