@@ -89,7 +89,7 @@ static_assert(std::is_base_of_v<ORVX_DataSource, SvrDMCloneDataSource>);
 static_assert(std::is_copy_constructible_v<SvrDMItem>);
 static_assert(!std::is_copy_assignable_v<SvrDMItem>);
 
-// The constructor without a lock is only for classes derived from the reader.
+// The constructor that acquires no lock is only for classes derived from the reader.
 struct Derived : SvrDMInputDataSource {
   explicit Derived(const SvrDMItemPtr& item) : SvrDMInputDataSource("", item) {}
 };

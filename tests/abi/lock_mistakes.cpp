@@ -8,7 +8,7 @@
 
 using namespace sdm_internal;
 
-// Uses a field without its lock.
+// Mistake 1: uses a field without its lock.
 std::size_t ServerDataManager::Data::Count() const {
 #if MISTAKE != 1
   const LeafLock held;
@@ -16,7 +16,7 @@ std::size_t ServerDataManager::Data::Count() const {
   return items.size();
 }
 
-// Calls an operation without the lock that it requires.
+// Mistake 2: calls an operation without the lock that it requires.
 SvrDMItemPtr ServerDataManager::GetDataSet(const LocallyUniqueID& id) const {
 #if MISTAKE != 2
   const Data::Lock held(*data_);
@@ -24,7 +24,7 @@ SvrDMItemPtr ServerDataManager::GetDataSet(const LocallyUniqueID& id) const {
   return data_->Find(id);
 }
 
-// Acquires the registry lock under the leaf lock.
+// Mistake 3: acquires the registry lock under the leaf lock.
 void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {
 #if MISTAKE == 3
   const LeafLock tooEarly;
@@ -33,7 +33,7 @@ void ServerDataManager::Unregister(ServerDataManagerObserver& observer) {
   data_->observers.remove(&observer);
 }
 
-// Acquires a dataset's lock under the registry lock.
+// Mistake 4: acquires a dataset's lock under the registry lock.
 void ServerDataManager::NotifyCreate(SvrDMItem& item) {
 #if MISTAKE == 4
   const Data::Lock held(*data_);
@@ -41,7 +41,7 @@ void ServerDataManager::NotifyCreate(SvrDMItem& item) {
   item.AcquireReadLock(/*tryOnly=*/false);
 }
 
-// Uses a field of a dataset without CallerHoldsWriteLock.
+// Mistake 5: uses a field of a dataset without CallerHoldsWriteLock.
 void SvrDMItem::AddNotification(DataSetMsg* message) {
 #if MISTAKE != 5
   CallerHoldsWriteLock();
@@ -49,7 +49,7 @@ void SvrDMItem::AddNotification(DataSetMsg* message) {
   notifications_.push_back(message);
 }
 
-// Acquires a dataset's lock under its notification mutex.
+// Mistake 6: acquires a dataset's lock under its notification mutex.
 void SvrDMItem::Register(SvrDMDataSetObserver& observer) {
   const sfGuard guard(notificationMutex_, 1);
 #if MISTAKE == 6

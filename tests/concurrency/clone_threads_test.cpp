@@ -247,7 +247,7 @@ TEST(IteratorsOfANestedClone, MadeOnFourThreadsReadCorrectRows) {
 // ---------------------------------------------------------------------------------------------
 // A source that waits while it makes an iterator
 
-// A source that runs a job of the test whenever it makes an iterator.
+// A source that calls a function of the test whenever it makes an iterator.
 class JobAtEachIterator : public DataFreeDataSource {
  public:
   explicit JobAtEachIterator(std::function<void()> job) : job_(std::move(job)) {}

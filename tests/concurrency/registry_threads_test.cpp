@@ -340,7 +340,7 @@ TEST(RegistryThreads, ANotificationPassSetsAFileNameWhileAnotherThreadComparesIt
   EXPECT_THAT(registry.GetDataSet(id)->FileName(), std::to_string(kRounds - 1) + "survey.tsv");
 }
 
-// For the thread sanitizer: setting and comparing names takes only the leaf lock.
+// For the thread sanitizer: setting and comparing handle names takes only the leaf lock.
 TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByHandleName) {
   constexpr int kRounds = 200;
   ServerDataManager registry;

@@ -248,7 +248,7 @@ TEST_F(SavedFileOnDisk, StaysOpenAsUnchangedIfDeleted) {
   EXPECT_EQ(Held(), 1);
 }
 
-// An oddity that is kept: the open file is checked, not the name.
+// An oddity that is kept: the open file is checked, even if its name now belongs to another file.
 TEST_F(SavedFileOnDisk, IsUnchangedAfterAReplacingRenameUntilItIsOpenedAgain) {
   SvrDMItemPtr item = Hold();
   const std::string other = folder_.Write("other.tsv");

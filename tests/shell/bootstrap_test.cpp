@@ -52,7 +52,7 @@ class Bootstrapping : public ShellTest {
   }
 };
 
-// The members of "specs" in JSON for a bootstrap specification with all defaults.
+// A bootstrap specification with all defaults, in JSON.
 constexpr const char* kDefaultsInJson =
     R"({"method":"simple","strata":[],"dependents":[],"inputs":[],"predicted":[],"residuals":[],)"
     R"("splitEnds":[],"caseStats":[],"level":95.0,"interval":"percentile","samples":1000,)"
@@ -292,9 +292,9 @@ class SpecsBytes {
   std::string bytes_;
 };
 
-// The 91 bytes of this bootstrap specification: wild, strata 1, dependents 2 and 0, inputs 7, split
-// ends 3 and 4, one case statistic of 0.5 and 6, level 99.5, bca, 20 samples, user-missing values
-// included.
+// Returns the 91 bytes of a bootstrap specification with these fields: wild, strata 1, dependents 2
+// and 0, inputs 7, split ends 3 and 4, one case statistic of 0.5 and 6, level 99.5, bca, 20
+// samples, user-missing values included.
 std::string FullSpecs(bool swapped) {
   SpecsBytes bytes(swapped);
   bytes.Add(std::uint32_t{1}).Add(std::int32_t{3});
@@ -344,8 +344,8 @@ class BootstrapFiles : public Bootstrapping {
     return "bootstrap survey check " + Path(file) + "\n";
   }
 
-  // Sets all fields of FullSpecs except the inputs: the dataset has three variables, so there is no
-  // variable at position 7.
+  // Sets all fields of FullSpecs except the input, position 7: the dataset has only three
+  // variables.
   static constexpr const char* kSetMost =
       "bootstrap survey set method wild\nbootstrap survey set strata b\n"
       "bootstrap survey set dependents c a\nbootstrap survey set split-ends 3 4\n"

@@ -1,5 +1,5 @@
-// Tests of the output: tables that fit the terminal, notices, colour, and visible control
-// characters.
+// Tests of the output: tables that fit the terminal, the order of notices, colour, and visible
+// control characters.
 
 #include <Commands.h>
 #include <gmock/gmock.h>
