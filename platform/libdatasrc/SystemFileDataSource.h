@@ -74,8 +74,8 @@ struct DataFile;
 // Threads: as for MemoryDataSource.
 class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
  public:
-  // The maximum size of a record and of a schema, in bytes: a file without line ends is not read
-  // into memory.
+  // The maximum size of a record and of a schema, in bytes, so that a file without line ends does
+  // not fill the memory.
   static constexpr std::size_t kMaxRecordBytes = std::size_t{16} << 20;
 
   // Reads the whole file, on one thread per processor (at most 8), and closes it. The source has

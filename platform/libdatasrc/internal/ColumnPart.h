@@ -40,8 +40,8 @@ struct ColumnPart {
   // The first row whose value is not of type `type` or breaks a rule of the schema, in a column
   // that is not text. The rows after it were not read.
   std::size_t refutedBy = kNone;
-  // The first row that is an error as text too: its value is required but missing, or the text
-  // breaks a rule of the schema. The rows after it were not read.
+  // The first row that is an error even in a text column: its value is required but missing, or the
+  // text breaks a rule of the schema. The rows after it were not read.
   std::size_t brokenBy = kNone;
   ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // of `refutedBy`
   std::unordered_map<std::uint32_t, std::uint64_t> missing;        // number of cases by word number
@@ -52,7 +52,8 @@ struct ColumnPart {
 void ReadColumn(const RecordBlock& block, std::size_t field, ImportReport::Type type,
                 const ColumnRules& rules, ColumnPart& part);
 
-// The text of a field without its quotes. Borrows `raw`, or `buffer` if the text itself has quotes.
+// The text of a field without its quotes. The result borrows `raw`, or `buffer` if the text itself
+// has quotes.
 std::string_view FieldText(std::string_view raw, std::string& buffer);
 
 }  // namespace sdm_internal

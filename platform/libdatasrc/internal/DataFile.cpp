@@ -336,7 +336,7 @@ class DataFileReader {
     }
   }
 
-  // Throws DataFileError about the fields of a row, which is found by reading the file again.
+  // Reads the file again up to this row, and throws DataFileError about its fields.
   [[noreturn]] void FailInRow(const DataFile& file, std::size_t row,
                               const std::vector<std::size_t>& columns,
                               const std::string& problem) const {
@@ -427,7 +427,7 @@ class DataFileReader {
   bool isSecondReading_ = false;
 
   std::vector<FileColumn> columns_;
-  std::map<std::string, std::size_t, std::less<>> positions_;  // of the columns
+  std::map<std::string, std::size_t, std::less<>> positions_;  // columns by name
   // The type that threads read each column as, or kSkip. A thread may use an older type: Append
   // then reads the column of that block again.
   std::vector<std::atomic<std::uint8_t>> types_;

@@ -100,7 +100,7 @@ std::optional<double> ValueOf(const Calendar& c) {
   double value = 0;
   const auto second = static_cast<double>(c.second);
   if (iDMY2Orvx(c.day, c.month, c.year, c.hour, c.minute, second, &value) != 0) return std::nullopt;
-  // Whole seconds are exact, so that adding the fraction is the only rounding.
+  // Whole seconds are exact, so only the addition of the fraction rounds.
   return value - static_cast<double>(c.offset) + c.fraction;
 }
 
@@ -155,7 +155,7 @@ struct PatternTime {
   long dayOfYear = 0;  // 0: none
 };
 
-// Returns false for a day of the year, an hour of 12 or an offset that does not exist.
+// Returns false for a day of the year, an hour of a 12-hour clock or an offset that does not exist.
 bool ReadDirective(char directive, PartReader& parts, PatternTime& time) {
   Calendar& c = time.calendar;
   switch (directive) {

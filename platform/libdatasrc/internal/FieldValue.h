@@ -34,7 +34,8 @@ std::optional<double> ParseDateTime(std::string_view text);
 // Parses a date, a time or both by a pattern of strptime (POSIX). Parts that the pattern lacks are
 // taken from 1970-01-01T00:00:00 in UTC. The directives are:
 //   %Y %y                  year: four digits; two digits, for 1969 to 2068
-//   %m %d %H %I %M %S      month, day, hour, hour of 12, minute, second: one or two digits
+//   %m %d %H %I %M %S      month, day, hour, hour from 1 to 12, minute, second: one or two
+//                          digits
 //   %j %f                  day of the year, three digits; fraction of a second
 //   %B %b %p               English name of the month; its first three letters; AM or PM. The case
 //                          does not matter

@@ -51,7 +51,7 @@ class CompressedBytes : public FileBytes {
   std::vector<char> chunk_;
 };
 
-// zlib reports a null pointer as Z_MEM_ERROR.
+// Allocation for zlib, which reports a null pointer as Z_MEM_ERROR.
 void* Allocate(void*, unsigned int count, unsigned int size) {
   return ::operator new (std::size_t{count} * size, std::nothrow);
 }

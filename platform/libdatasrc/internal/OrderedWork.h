@@ -87,7 +87,7 @@ class OrderedWork {
   }
 
   // Works on the first waiting item; `lock` is released meanwhile. Returns false if no item waits.
-  // Entries of a deque stay in place.
+  // Push does not move the entries of the deque.
   bool WorkOnOne(std::unique_lock<std::mutex>& lock) {
     for (Entry& entry : entries_) {
       if (entry.state != State::Waiting) continue;

@@ -22,7 +22,7 @@ class RecordBlock {
   // Sets the text to the first `size` bytes of the buffer. The text must start with a record.
   // `isLast`: whether it ends at the end of the file.
   void SetText(std::size_t size, bool isLast);
-  // Removes the first bytes from the text.
+  // Removes the first `bytes` bytes from the text.
   void Skip(std::size_t bytes) { text_.remove_prefix(bytes); }
 
   std::string_view Text() const { return text_; }

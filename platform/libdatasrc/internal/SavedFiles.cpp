@@ -139,7 +139,7 @@ NewFile::NewFile(const std::string& target) : target_(target) {
   if (replaces && !S_ISREG(status.st_mode)) throw DataFileError(target, "not a regular file");
   if (replaces && access(target.c_str(), W_OK) != 0) Fail(errno);
   Create();
-  // Only root can keep the owner of another user's file.
+  // Only root can keep the owner of another user's file, so a failure is ignored.
   const bool keepsOwner = replaces && fchown(descriptor_, status.st_uid, status.st_gid) == 0;
   static_cast<void>(keepsOwner);
   if (!replaces || fchmod(descriptor_, status.st_mode & 07777) == 0) return;

@@ -34,7 +34,8 @@ constexpr std::array<TypeName, 16> kTypes = {{{"any", Type::Any},
                                               {"array", Type::String},
                                               {"list", Type::String}}};
 
-// The form of the texts of a type and format: a pattern, JSON with its first bracket, or any text.
+// The form of text that a type and a format require: a pattern, JSON that begins with `jsonStart`,
+// or any text.
 struct Form {
   std::string_view type;
   std::string_view format;

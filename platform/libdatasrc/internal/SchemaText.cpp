@@ -3,7 +3,7 @@
 //
 //   table             value
 //   title             the label of the dataset [none]
-//   missingValues     one empty text: only an empty field is missing, no word is
+//   missingValues     one empty text: words such as NA are values
 //   weight*, filter*  the name of the numeric column [none]
 //   split*            the names of the columns [none]
 //   splitSeparate*    true [false]
@@ -20,8 +20,8 @@
 //   categories        value labels, as {"value": number or string, "label": text} [none]; an
 //                     infinity is "INF" or "-INF"
 //   categoriesOrdered true if there are categories and the level is ordinal
-//   missing*          the values declared missing, numbers or strings [none]; the file has the
-//                     values themselves, which would not be read if they were in missingValues
+//   missing*          the values declared missing, numbers or strings [none]; not in
+//                     missingValues, because they would then be read as missing
 //   printFormat*      {"kind": "plain", "date", "time" or "datetime", "width", "decimals"}
 //                     [plain, 0, 0]
 //   attributes*       like the attributes of the table [none]

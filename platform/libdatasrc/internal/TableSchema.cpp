@@ -81,7 +81,7 @@ class SchemaReader {
   void ReadFieldsMatch(const JsonValue& match) {
     static constexpr std::array<std::string_view, 5> kWords = {"exact", "equal", "subset",
                                                                "superset", "partial"};
-    // The older form is an array with one string.
+    // Older schemas have an array with one string.
     const auto* array = match.As<JsonValue::Array>();
     const JsonValue& text = array != nullptr && array->size() == 1 ? array->front() : match;
     schema_.fieldsMatch =
@@ -165,7 +165,7 @@ class SchemaReader {
   }
 
   SchemaJson json_;
-  std::map<std::string, std::size_t> positions_;  // of the fields
+  std::map<std::string, std::size_t> positions_;  // fields by name
   std::size_t parts_ = 0;
   TableSchema schema_;
 };

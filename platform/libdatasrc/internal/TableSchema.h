@@ -139,7 +139,7 @@ struct TableSchema {
     Equal,     // one field for each column
     Subset,    // columns may have no field
     Superset,  // fields may have no column
-    Partial,   // both, but at least one field has a column
+    Partial,   // both may have no match, but at least one field has a column
   };
 
   std::string file;  // the path of the schema

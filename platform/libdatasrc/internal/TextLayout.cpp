@@ -58,7 +58,7 @@ bool AreDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of(kDigits) == text.npos;
 }
 
-// Whether `digits` is digits with one mark between or before them.
+// Whether `digits` consists of digits with one mark between or before them.
 bool HasDecimalMark(std::string_view digits, char mark) {
   const std::size_t at = digits.find(mark);
   if (at == digits.npos || !AreDigits(digits.substr(at + 1))) return false;

@@ -266,8 +266,8 @@ void VariableSequence::InsertRun(std::size_t run, int capacity) {
   for (std::size_t i = run; i < runs_.size(); ++i) runs_[i].block->number = static_cast<int>(i);
 }
 
-// Makes room for one more pair in the index. The table is made when a variable is added to a full
-// smallest block.
+// Makes room for one more pair in the index. Creates the index when the only block has
+// kLeastCapacity variables.
 void VariableSequence::ReserveIndex() {
   const bool hadTable = index_.HasTable();
   if (!hadTable && size_ < VariableBlock::kLeastCapacity) return;
