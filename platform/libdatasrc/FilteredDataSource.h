@@ -24,8 +24,9 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
   // Has the cases in which the variable `selector` of `parent` is not 0, not a NaN and not a
-  // missing value, as the parent's dictionary defines missing values when an iterator is made.
-  // Throws std::invalid_argument if `parent` has no such variable or if the variable is a string.
+  // missing value. The parent's dictionary defines the missing values, as it is when an iterator is
+  // made. Throws std::invalid_argument if `parent` has no such variable or if the variable is a
+  // string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;

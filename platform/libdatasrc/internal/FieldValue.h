@@ -48,8 +48,8 @@ std::optional<double> ParseByPattern(std::string_view text, std::string_view pat
 // %p without %I; and for a pattern without a directive.
 void CheckDatePattern(std::string_view pattern, std::string_view directives);
 
-// "true" or "false" in lower or upper case or capitalised; not 1 and 0, which are numbers unless a
-// schema says otherwise.
+// Parses "true" and "false", in lower or upper case or capitalised. Not 1 and 0, which are numbers
+// unless a schema says otherwise.
 std::optional<bool> ParseBoolean(std::string_view text);
 
 // The inverses: texts that parse to the same number, with the shortest fraction of a second. Empty

@@ -228,7 +228,7 @@ VariableFormat FileColumn::Format() const {
   }
 }
 
-// Unknown for a number without categories, because the file does not determine the level.
+// Unknown for a number without categories, because its values do not show the level.
 MeasurementLevel FileColumn::Level() const {
   if (field_ != nullptr && field_->level) return *field_->level;
   const bool hasCategories = field_ != nullptr && !field_->categories.empty();

@@ -27,7 +27,7 @@ TextPosition PositionAt(const std::string& text, std::size_t offset) {
   throw DataFileError(file, where.line, where.column, text);
 }
 
-// Counts the bytes read in `*read`; copies share the counter.
+// Counts in `*read` the bytes that are read; copies share the counter.
 class CountingIterator {
  public:
   using iterator_category = std::input_iterator_tag;

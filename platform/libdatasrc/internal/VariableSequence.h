@@ -118,9 +118,8 @@ class VariableBlock {
 // hashes.
 class VariableSequence {
  public:
-  // `onRemove` is called with each identifier that leaves the list, because its variable was
-  // deleted or got another identifier. Copy, Match and Swap do not call it. It must not throw. May
-  // be empty.
+  // `onRemove` may be empty. Otherwise it is called with the identifier of each variable that is
+  // deleted or gets another identifier, but not by Copy, Match and Swap. It must not throw.
   explicit VariableSequence(std::function<void(LocallyUniqueID)> onRemove);
   VariableSequence(const VariableSequence&) = delete;
   VariableSequence& operator=(const VariableSequence&) = delete;
