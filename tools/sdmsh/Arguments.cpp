@@ -247,12 +247,32 @@ void Arguments::End() const {
   if (!AtEnd()) Wrong("the end of the line");
 }
 
+// ---------------------------------------------------------------------------------------------
+// Call
+
+SvrDMInputDataSource& Call::Reader() {
+  End();
+  reader_ = shell.Locks().Read(caller, *dataset);
+  return *reader_;
+}
+
+SvrDMWriteableDataSource& Call::Writer() {
+  End();
+  return shell.Locks().Writer(caller, *dataset);
+}
+
+ORVX_DataSource& Call::Source() {
+  SvrDMWriteableDataSource& writer = Writer();
+  if (*writer != nullptr) return **writer;
+  throw CommandError(dataset->Name() + " has no data source; `source` gives it one");
+}
+
 void Call::Say(const char* event, const std::string& words,
-               const std::function<Json()>& more) const {
-  shell.Say(words, [&] {
+               std::initializer_list<Member> members) const {
+  shell.Out().Say(words, [&] {
     Json json = {{"event", event}, {"caller", caller.Name()}};
     if (dataset != nullptr) json["dataset"] = dataset->Name();
-    if (more != nullptr) json.update(more());
+    for (const Member& member : members) json[member.name] = member.value;
     return json;
   });
 }

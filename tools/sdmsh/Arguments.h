@@ -17,12 +17,16 @@
 #include "Output.h"
 
 #include <cstdint>
-#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+class ORVX_DataSource;
+class SvrDMInputDataSource;
+class SvrDMWriteableDataSource;
 
 namespace sdmsh {
 
@@ -105,21 +109,42 @@ class Arguments {
   std::size_t next_ = 0;
 };
 
+// A member of an event in JSON. Unless the output is JSON, the value must not be an array or an
+// object, because even destroying one needs memory.
+struct Member {
+  const char* name;
+  Json value;
+};
+
 // A command with its arguments, its caller and its dataset. Borrows the command, the shell and the
 // caller.
-struct Call : Arguments {
+class Call : public Arguments {
+ public:
   Call(const Command& command, std::vector<std::string> words, Shell& atShell, Caller& byCaller)
       : Arguments(command, std::move(words)), shell(atShell), caller(byCaller) {}
 
+  // These operations require that all words were taken, as End does, and return a handle to the
+  // dataset. They refuse the command if the caller cannot have the lock that the handle needs.
+
+  // Any lock: see CallerLocks::TryRead. The handle is valid as long as the call.
+  SvrDMInputDataSource& Reader();
+  // The write lock.
+  SvrDMWriteableDataSource& Writer();
+  // The data source of Writer(). Also refuses a dataset that has no data source.
+  ORVX_DataSource& Source();
+
   // Prints an event: see Output::Say. As JSON, the event has the members `event` and `caller`, the
-  // member `dataset` if the call has a dataset, and the members that `more` returns. A member from
-  // `more` replaces a member with the same name.
+  // member `dataset` if the call has a dataset, and `members`. A given member replaces a member
+  // with the same name.
   void Say(const char* event, const std::string& words,
-           const std::function<Json()>& more = nullptr) const;
+           std::initializer_list<Member> members = {}) const;
 
   Shell& shell;
   Caller& caller;
   std::shared_ptr<OpenDataset> dataset;  // null if the arguments do not start with DATASET
+
+ private:
+  std::shared_ptr<SvrDMInputDataSource> reader_;
 };
 
 }  // namespace sdmsh

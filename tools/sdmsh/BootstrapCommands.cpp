@@ -30,6 +30,7 @@ namespace sdmsh {
 namespace {
 
 using Check = SvrBootstrapSpecsSerializer::Check;
+using Specs = SvrBootstrapSpecs;
 
 // The words are in the order of the enumerators, which start at 0.
 std::vector<const char*> Methods() {
@@ -39,32 +40,79 @@ std::vector<const char*> Intervals() {
   return {"percentile", "bca"};
 }
 
+Json WordOrNumber(const std::vector<const char*>& words, std::int32_t number) {
+  const auto index = static_cast<std::size_t>(number);  // out of range for a negative number
+  return index < words.size() ? Json(words[index]) : Json(number);
+}
+
+// Returns a JSON null for a null pointer.
+Json SpecsInJson(const Specs* specs) {
+  if (specs == nullptr) return nullptr;
+  Json caseStats = Json::array();
+  for (const auto& [value, number] : specs->CaseStats()) {
+    caseStats.push_back(Json::array({NumberInJson(value), number}));
+  }
+  return {{"method", WordOrNumber(Methods(), specs->GetSamplingMethod())},
+          {"strata", specs->GetStrataVarList()},
+          {"dependents", specs->GetDependVarList()},
+          {"inputs", specs->GetInputVarList()},
+          {"predicted", specs->GetPredictedVarList()},
+          {"residuals", specs->GetResidualVarList()},
+          {"splitEnds", specs->SplitEnds()},
+          {"caseStats", caseStats},
+          {"level", NumberInJson(specs->GetCILevelPct())},
+          {"interval", WordOrNumber(Intervals(), specs->GetCIType())},
+          {"samples", specs->GetNSamples()},
+          {"userMissingExcluded", specs->GetExcludeUserMiss()}};
+}
+
+// Replaces the bootstrap specification of the dataset, or removes it if `specs` is null. Prints the
+// change; if `words` is empty, only as JSON. `file` is the file from which `specs` was read, or
+// empty.
+void Replace(const Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs> specs,
+             const std::string& words, const std::string& file = "") {
+  const Specs* const present = specs.get();
+  writer.SetBootstrapSpecs(specs.release());
+  Output& output = call.shell.Out();
+  if (words.empty() && !output.IsJson()) return;
+  output.Say(words, [&] {
+    Json json = {{"event", "bootstrapChanged"},
+                 {"caller", call.caller.Name()},
+                 {"dataset", call.dataset->Name()},
+                 {"specs", SpecsInJson(present)}};
+    if (!file.empty()) json["file"] = file;
+    return json;
+  });
+}
+
 // ---------------------------------------------------------------------------------------------
 // Settings
 
-using Specs = SvrBootstrapSpecs;
-
-// Changes one setting of a bootstrap specification. Finds the positions of variables in the source,
-// which may be null.
-using Setting = std::function<void(Specs&, const ORVX_DataSource*)>;
-
-template <class Value>
-Setting Make(void (Specs::*set)(Value), Value value) {
-  return [set, value](Specs& specs, const ORVX_DataSource*) { (specs.*set)(value); };
+// Changes one setting: calls `set` with the bootstrap specification and the value. Prints no words,
+// because they would only repeat the command.
+template <class Set, class Value>
+void Change(Call& call, Set set, const Value& value) {
+  SvrDMWriteableDataSource& writer = call.Writer();
+  auto specs = std::make_unique<Specs>();
+  if (const Specs* const present = writer.GetBootstrapSpecs()) *specs = *present;
+  std::invoke(set, *specs, value);
+  Replace(call, writer, std::move(specs), /*words=*/"");
 }
 
 // Takes names of variables, or "none" for no variables. Among other names, "none" is the name of a
 // variable.
 template <void (Specs::*set)(const std::vector<int>&)>
-Setting TakeVariables(Arguments& arguments) {
-  std::vector<std::string> names = arguments.TakeRest("\"none\" or VARIABLE");
-  if (names == std::vector<std::string>{"none"}) names.clear();
-  return [names](Specs& specs, const ORVX_DataSource* source) {
-    if (source == nullptr && !names.empty()) {
+void ChangeVariables(Call& call) {
+  const std::vector<std::string> names = call.TakeRest("\"none\" or VARIABLE");
+  std::vector<int> positions;
+  if (names != std::vector<std::string>{"none"}) {
+    const ORVX_DataSource* const source = *call.Writer();
+    if (source == nullptr) {
       throw CommandError("there are no variables without a data source; `source` gives one");
     }
-    (specs.*set)(names.empty() ? std::vector<int>() : PositionsOf(*source, names));
-  };
+    positions = PositionsOf(*source, names);
+  }
+  Change(call, set, positions);
 }
 
 // Takes "none" for an empty list, or calls `take` for each element until the end of the line.
@@ -77,57 +125,51 @@ auto TakeList(Arguments& arguments, Take take) {
   return list;
 }
 
-Setting TakeSplitEnds(Arguments& arguments) {
-  const auto ends = TakeList(
-      arguments, [&]() -> std::uint32_t { return arguments.TakeUnsigned("\"none\" or NUMBER"); });
-  return [ends](Specs& specs, const ORVX_DataSource*) { specs.SplitEnds() = ends; };
+void ChangeSplitEnds(Call& call) {
+  const auto take = [&] { return call.TakeUnsigned("\"none\" or NUMBER"); };
+  const auto set = [](Specs& specs, const auto& ends) { specs.SplitEnds() = ends; };
+  Change(call, set, TakeList(call, take));
 }
 
-Setting TakeCaseStats(Arguments& arguments) {
-  const auto stats = TakeList(arguments, [&]() -> std::pair<double, std::uint32_t> {
-    const double value = arguments.TakeReal("\"none\" or VALUE");
-    return {value, arguments.TakeUnsigned("NUMBER")};
-  });
-  return [stats](Specs& specs, const ORVX_DataSource*) { specs.CaseStats() = stats; };
+void ChangeCaseStats(Call& call) {
+  const auto take = [&]() -> std::pair<double, std::uint32_t> {
+    const double value = call.TakeReal("\"none\" or VALUE");
+    return {value, call.TakeUnsigned("NUMBER")};
+  };
+  const auto set = [](Specs& specs, const auto& stats) { specs.CaseStats() = stats; };
+  Change(call, set, TakeList(call, take));
 }
 
-// The names of the settings, each with the function that takes its value.
-constexpr std::pair<const char*, Setting (*)(Arguments&)> kSettings[] = {
+// The names of the settings, each with the function that takes its value and changes it.
+constexpr std::pair<const char*, CommandFunction*> kSettings[] = {
     {"method",
-     [](Arguments& arguments) {
-       return Make(&Specs::SetSamplingMethod,
-                   static_cast<Specs::SampMethods>(arguments.TakeOneOf(Methods())));
+     [](Call& call) {
+       Change(call, &Specs::SetSamplingMethod,
+              static_cast<Specs::SampMethods>(call.TakeOneOf(Methods())));
      }},
-    {"strata", TakeVariables<&Specs::SetStrataVarList>},
-    {"dependents", TakeVariables<&Specs::SetDependVarList>},
-    {"inputs", TakeVariables<&Specs::SetInputVarList>},
-    {"predicted", TakeVariables<&Specs::SetPredictedVarList>},
-    {"residuals", TakeVariables<&Specs::SetResidualVarList>},
-    {"level",
-     [](Arguments& arguments) {
-       return Make(&Specs::SetCILevelPct, arguments.TakeReal("PERCENT"));
-     }},
+    {"strata", ChangeVariables<&Specs::SetStrataVarList>},
+    {"dependents", ChangeVariables<&Specs::SetDependVarList>},
+    {"inputs", ChangeVariables<&Specs::SetInputVarList>},
+    {"predicted", ChangeVariables<&Specs::SetPredictedVarList>},
+    {"residuals", ChangeVariables<&Specs::SetResidualVarList>},
+    {"level", [](Call& call) { Change(call, &Specs::SetCILevelPct, call.TakeReal("PERCENT")); }},
     {"interval",
-     [](Arguments& arguments) {
-       return Make(&Specs::SetCIType,
-                   static_cast<Specs::CITypes>(arguments.TakeOneOf(Intervals())));
+     [](Call& call) {
+       Change(call, &Specs::SetCIType, static_cast<Specs::CITypes>(call.TakeOneOf(Intervals())));
      }},
-    {"samples",
-     [](Arguments& arguments) {
-       return Make(&Specs::SetNSamples, arguments.TakeInteger("NUMBER"));
-     }},
+    {"samples", [](Call& call) { Change(call, &Specs::SetNSamples, call.TakeInteger("NUMBER")); }},
     {"user-missing",
-     [](Arguments& arguments) {
-       return Make(&Specs::SetExcludeUserMiss, arguments.TakeOneOf({"excluded", "included"}) == 0);
+     [](Call& call) {
+       Change(call, &Specs::SetExcludeUserMiss, call.TakeOneOf({"excluded", "included"}) == 0);
      }},
-    {"split-ends", TakeSplitEnds},
-    {"case-stats", TakeCaseStats},
+    {"split-ends", ChangeSplitEnds},
+    {"case-stats", ChangeCaseStats},
 };
 
-Setting TakeSetting(Arguments& arguments) {
+void Set(Call& call) {
   std::vector<const char*> words;
-  for (const auto& [word, take] : kSettings) words.push_back(word);
-  return kSettings[arguments.TakeOneOf(words)].second(arguments);
+  for (const auto& [word, change] : kSettings) words.push_back(word);
+  kSettings[call.TakeOneOf(words)].second(call);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -196,24 +238,21 @@ std::string BytesText(std::size_t count) {
   return DictionaryText::Counted(static_cast<long long>(count), "byte");
 }
 
-// Returns a text such as "it ends within the field at offset 50".
+// Returns a text such as "not a bootstrap specification: it ends within the field at offset 50".
 std::string FindingText(const Check& check) {
   const std::string offset = " at offset " + std::to_string(check.offset);
-  if (check.finding == Check::Finding::Truncated) return "it ends within the field" + offset;
-  if (check.finding == Check::Finding::UnknownVersion) return "the version" + offset + " is not 1";
-  return "the list" + offset + " is longer than the file";
-}
-
-const char* FindingInJson(Check::Finding finding) {
-  if (finding == Check::Finding::Whole) return "whole";
-  if (finding == Check::Finding::Truncated) return "truncated";
-  return finding == Check::Finding::UnknownVersion ? "unknownVersion" : "listTooLong";
+  const std::string finding = check.finding == Check::Finding::Truncated
+                                  ? "it ends within the field" + offset
+                              : check.finding == Check::Finding::UnknownVersion
+                                  ? "the version" + offset + " is not 1"
+                                  : "the list" + offset + " is longer than the file";
+  return "not a bootstrap specification: " + finding;
 }
 
 // Decodes a bootstrap specification. Refuses invalid bytes, incomplete bytes and trailing bytes.
 std::unique_ptr<Specs> SpecsIn(const std::string& bytes, const std::string& path) {
   const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-  if (!check.IsWhole()) Refuse(path, "not a bootstrap specification: " + FindingText(check));
+  if (!check.IsWhole()) Refuse(path, FindingText(check));
   if (check.size < bytes.size()) {
     Refuse(path, BytesText(bytes.size() - check.size) +
                      " after the bootstrap specification, which ends at offset " +
@@ -227,107 +266,44 @@ std::unique_ptr<Specs> SpecsIn(const std::string& bytes, const std::string& path
 // ---------------------------------------------------------------------------------------------
 // Forms of the command
 
-Json WordOrNumber(const std::vector<const char*>& words, std::int32_t number) {
-  const auto index = static_cast<std::size_t>(number);  // out of range for a negative number
-  return index < words.size() ? Json(words[index]) : Json(number);
-}
-
-// Returns a JSON null for a null pointer.
-Json SpecsInJson(const Specs* specs) {
-  if (specs == nullptr) return nullptr;
-  Json caseStats = Json::array();
-  for (const auto& [value, number] : specs->CaseStats()) {
-    caseStats.push_back(Json::array({NumberInJson(value), number}));
-  }
-  return {{"method", WordOrNumber(Methods(), specs->GetSamplingMethod())},
-          {"strata", specs->GetStrataVarList()},
-          {"dependents", specs->GetDependVarList()},
-          {"inputs", specs->GetInputVarList()},
-          {"predicted", specs->GetPredictedVarList()},
-          {"residuals", specs->GetResidualVarList()},
-          {"splitEnds", specs->SplitEnds()},
-          {"caseStats", caseStats},
-          {"level", NumberInJson(specs->GetCILevelPct())},
-          {"interval", WordOrNumber(Intervals(), specs->GetCIType())},
-          {"samples", specs->GetNSamples()},
-          {"userMissingExcluded", specs->GetExcludeUserMiss()}};
-}
-
-std::string TextOf(const Specs& specs) {
-  std::ostringstream lines;
-  specs.Display(lines);
-  std::string text = lines.str();
-  if (text.ends_with('\n')) text.pop_back();
-  return text;
-}
-
-// Replaces the bootstrap specification of the dataset, or removes it if `specs` is null. Prints the
-// change; if `words` is empty, only as JSON. `file` is the file from which `specs` was read, or
-// empty.
-void Replace(Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs> specs,
-             const std::string& words, const std::string& file = "") {
-  const Specs* const present = specs.get();
-  writer.SetBootstrapSpecs(specs.release());
-  if (words.empty() && !call.shell.Out().IsJson()) return;
-  call.Say("bootstrapChanged", words, [&] {
-    Json json = {{"specs", SpecsInJson(present)}};
-    if (!file.empty()) json["file"] = file;
-    return json;
-  });
-}
-
-// Prints no words, because they would only repeat the command.
-Action Set(Call& call) {
-  const Setting setting = TakeSetting(call);
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    auto specs = std::make_unique<Specs>();
-    if (const Specs* const present = writer.GetBootstrapSpecs()) *specs = *present;
-    setting(*specs, *writer);
-    Replace(call, writer, std::move(specs), /*words=*/"");
+void Display(Call& call) {
+  const Specs* const specs = call.Reader().GetBootstrapSpecs();
+  const std::string dataset = call.dataset->Name();
+  const auto words = [&] {
+    if (specs == nullptr) return dataset + " has no bootstrap specification";
+    std::ostringstream lines;
+    specs->Display(lines);
+    return WithoutLastLineFeed(lines.str());
   };
-}
-
-Action Display(Call& call) {
-  return ReadWork([&call](SvrDMInputDataSource& reader) {
-    const Specs* const specs = reader.GetBootstrapSpecs();
-    const std::string dataset = call.dataset->Name();
-    call.shell.Say(
-        [&] { return specs ? TextOf(*specs) : dataset + " has no bootstrap specification"; },
-        [&]() -> Json {
-          return {{"event", "bootstrap"}, {"dataset", dataset}, {"specs", SpecsInJson(specs)}};
-        });
+  call.shell.Out().Say(words, [&]() -> Json {
+    return {{"event", "bootstrap"}, {"dataset", dataset}, {"specs", SpecsInJson(specs)}};
   });
 }
 
-Action WriteToFile(Call& call) {
+void WriteToFile(Call& call) {
   const std::string file = call.TakeFile();
-  return ReadWork([=, &call](SvrDMInputDataSource& reader) {
-    const std::string dataset = call.dataset->Name();
-    const Specs* const specs = reader.GetBootstrapSpecs();
-    if (specs == nullptr) throw CommandError(dataset + " has no bootstrap specification");
-    std::string bytes;
-    SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
-    RefuseOtherContent(file);
-    WriteFile(file, bytes);
-    call.Say("bootstrapWritten",
-             "wrote the bootstrap specification of " + dataset + " to " + file + ": " +
-                 BytesText(bytes.size()),
-             [&]() -> Json {
-               return {{"file", file}, {"size", bytes.size()}};
-             });
-  });
+  const Specs* const specs = call.Reader().GetBootstrapSpecs();
+  const std::string dataset = call.dataset->Name();
+  if (specs == nullptr) throw CommandError(dataset + " has no bootstrap specification");
+  std::string bytes;
+  SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
+  RefuseOtherContent(file);
+  WriteFile(file, bytes);
+  call.Say("bootstrapWritten",
+           "wrote the bootstrap specification of " + dataset + " to " + file + ": " +
+               BytesText(bytes.size()),
+           {{"file", file}, {"size", bytes.size()}});
 }
 
-Action ReadFromFile(Call& call) {
+void ReadFromFile(Call& call) {
   const std::string file = call.TakeFile();
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    Replace(call, writer, SpecsIn(ReadFile(file), file),
-            "read the bootstrap specification of " + call.dataset->Name() + " from " + file, file);
-  };
+  SvrDMWriteableDataSource& writer = call.Writer();
+  Replace(call, writer, SpecsIn(ReadFile(file), file),
+          "read the bootstrap specification of " + call.dataset->Name() + " from " + file, file);
 }
 
 std::string CheckText(const std::string& file, const Check& check, std::size_t fileSize) {
-  if (!check.IsWhole()) return file + ": not a bootstrap specification: " + FindingText(check);
+  if (!check.IsWhole()) return file + ": " + FindingText(check);
   const bool native = check.byteOrder == Check::ByteOrder::Native;
   std::string words = file + ": a bootstrap specification of " + BytesText(check.size) +
                       (native ? ", in this machine's byte order" : ", in the other byte order");
@@ -335,37 +311,37 @@ std::string CheckText(const std::string& file, const Check& check, std::size_t f
   return words;
 }
 
-Action CheckFile(Call& call) {
+void CheckFile(Call& call) {
+  // The words are in the order of the enumerators.
+  static constexpr const char* kFindings[] = {"whole", "truncated", "unknownVersion",
+                                              "listTooLong"};
   const std::string file = call.TakeFile();
-  return [=, &call] {
-    const std::string bytes = ReadFile(file);
-    const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-    const bool native = check.byteOrder == Check::ByteOrder::Native;
-    call.shell.Say(CheckText(file, check, bytes.size()), [&]() -> Json {
-      return {{"event", "bootstrapChecked"},
-              {"dataset", call.dataset->Name()},
-              {"file", file},
-              {"fileSize", bytes.size()},
-              {"finding", FindingInJson(check.finding)},
-              {"byteOrder", native ? "native" : "swapped"},
-              {"size", check.size},
-              {"offset", check.offset}};
-    });
-  };
+  call.End();
+  const std::string bytes = ReadFile(file);
+  const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
+  const bool native = check.byteOrder == Check::ByteOrder::Native;
+  call.shell.Out().Say(CheckText(file, check, bytes.size()), [&]() -> Json {
+    return {{"event", "bootstrapChecked"},
+            {"dataset", call.dataset->Name()},
+            {"file", file},
+            {"fileSize", bytes.size()},
+            {"finding", kFindings[static_cast<std::size_t>(check.finding)]},
+            {"byteOrder", native ? "native" : "swapped"},
+            {"size", check.size},
+            {"offset", check.offset}};
+  });
 }
 
-Action Remove(Call& call) {
-  return [&call](SvrDMWriteableDataSource& writer) {
-    Replace(call, writer, nullptr, call.dataset->Name() + " has no bootstrap specification");
-  };
+void Remove(Call& call) {
+  Replace(call, call.Writer(), nullptr, call.dataset->Name() + " has no bootstrap specification");
 }
 
 }  // namespace
 
-Action Bootstrap(Call& call) {
+void Bootstrap(Call& call) {
   static constexpr CommandFunction* kForms[] = {Set,          Display,   WriteToFile,
                                                 ReadFromFile, CheckFile, Remove};
-  return kForms[call.TakeOneOf({"set", "display", "to", "from", "check", "off"})](call);
+  kForms[call.TakeOneOf({"set", "display", "to", "from", "check", "off"})](call);
 }
 
 }  // namespace sdmsh

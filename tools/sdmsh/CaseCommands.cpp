@@ -129,14 +129,13 @@ class CasePrinter {
 
 }  // namespace
 
-Action ShowCases(Call& call) {
+void ShowCases(Call& call) {
   const Range range = TakeRange(call);
-  return ReadWork([=, &call](SvrDMInputDataSource& reader) {
-    CasePrinter(call.shell.Out(), call.dataset->Name(), *reader).Print(range);
-  });
+  const SvrDMInputDataSource& reader = call.Reader();
+  CasePrinter(call.shell.Out(), call.dataset->Name(), *reader).Print(range);
 }
 
-Action ReplaceSource(Call& call) {
+void ReplaceSource(Call& call) {
   enum { kFile, kBlank, kDictionary, kFiltered, kNone };
   const std::size_t kind = call.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
   const std::string file = kind == kFile ? call.TakeFile() : "";
@@ -144,35 +143,32 @@ Action ReplaceSource(Call& call) {
   const int caseCount = kind == kBlank ? call.TakeNumber("COUNT") : 0;
   if (kind == kFiltered) call.Expect("by");
   const std::string selector = kind == kFiltered ? call.Take("VARIABLE") : "";
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    ORVX_DataSource* const present = *writer;
-    std::unique_ptr<ORVX_DataSource> source;
-    if (kind == kFile) {
-      auto data = OpenDataFile(call.shell.Out(), file, options);
-      call.dataset->SetDelimiter(file, data->Report().delimiter);
-      source = std::move(data);
-    }
-    if (kind == kBlank) {
-      if (present == nullptr)
-        throw CommandError(call.dataset->Name() + " has no dictionary to keep");
-      source = std::make_unique<BlankCases>(*present, caseCount);
-    }
-    if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
-    if (kind == kFiltered) {
-      const int position =
-          NumberPositionOf(SourceOf(writer, *call.dataset), selector, "select cases");
-      source = ViewOf(*present, present->GetVariable(position).GetID());
-    }
-    writer.SetDataSet(std::move(source));
-  };
+  SvrDMWriteableDataSource& writer = call.Writer();
+  std::unique_ptr<ORVX_DataSource> source;
+  if (kind == kFile) {
+    auto data = OpenDataFile(call.shell.Out(), file, options);
+    call.dataset->SetDelimiter(file, data->Report().delimiter);
+    source = std::move(data);
+  }
+  if (kind == kBlank) {
+    if (*writer == nullptr) throw CommandError(call.dataset->Name() + " has no dictionary to keep");
+    source = std::make_unique<BlankCases>(**writer, caseCount);
+  }
+  if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
+  if (kind == kFiltered) {
+    ORVX_DataSource& present = call.Source();
+    const int position = NumberPositionOf(present, selector, "select cases");
+    source = ViewOf(present, present.GetVariable(position).GetID());
+  }
+  writer.SetDataSet(std::move(source));
 }
 
-Action RaiseCaseSequence(Call&) {
-  return [](SvrDMWriteableDataSource& writer) { writer.IncrementCaseSequence(); };
+void RaiseCaseSequence(Call& call) {
+  call.Writer().IncrementCaseSequence();
 }
 
-Action AskForBulkMoves(Call&) {
-  return [](SvrDMWriteableDataSource& writer) { writer.BulkVarMoves(); };
+void AskForBulkMoves(Call& call) {
+  call.Writer().BulkVarMoves();
 }
 
 }  // namespace sdmsh

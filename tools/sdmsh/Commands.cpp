@@ -51,10 +51,12 @@ const std::vector<Command>& CommandTable() {
       {"Locks"},
       {"read", "DATASET", "acquires a read lock", TakeReadLock,
        "If the lock is not free, the caller waits. Until it has the lock it can give no command "
-       "that needs a lock, but it can release locks."},
+       "that needs a lock, but it can release locks.",
+       /*mayWait=*/true},
       {"write", "DATASET", "acquires the write lock", TakeWriteLock,
        "If the lock is not free, the caller waits. Until it has the lock it can give no command "
-       "that needs a lock, but it can release locks."},
+       "that needs a lock, but it can release locks.",
+       /*mayWait=*/true},
       {"try-write", "DATASET", "acquires the write lock if it is free", TryWriteLock,
        "Beware: after a try that fails, no lock on the dataset is ever released, and its counts "
        "stay off by one."},
@@ -287,26 +289,23 @@ std::string Wrapped(const std::string& text, std::size_t width, std::size_t inde
   return wrapped;
 }
 
-Action Help(Call& call) {
-  if (call.AtEnd()) {
-    return [&call] {
-      call.shell.Say([&] { return HelpTableText(call.shell.Out()); }, HelpTableInJson);
-    };
-  }
+void Help(Call& call) {
+  Output& output = call.shell.Out();
+  if (call.AtEnd()) return output.Say([&] { return HelpTableText(output); }, HelpTableInJson);
   const std::string name = call.Take("COMMAND");
-  return [=, &call] {
-    const Command& command = CommandNamed(name);
-    const auto json = [&] {
-      Json members = {{"event", "help"}};
-      members.update(HelpInJson(command));
-      return members;
-    };
-    call.shell.Say([&] { return HelpText(command, call.shell.Out().MaxWidth()); }, json);
-  };
+  call.End();
+  const Command& command = CommandNamed(name);
+  output.Say([&] { return HelpText(command, output.MaxWidth()); },
+             [&] {
+               Json members = {{"event", "help"}};
+               members.update(HelpInJson(command));
+               return members;
+             });
 }
 
-Action Quit(Call& call) {
-  return [&call] { call.shell.Quit(); };
+void Quit(Call& call) {
+  call.End();
+  call.shell.Quit();
 }
 
 }  // namespace sdmsh

@@ -7,34 +7,17 @@
 #define SDMSH_COMMANDS_H_
 
 #include <cstddef>
-#include <functional>
 #include <string>
-#include <variant>
 #include <vector>
-
-class ORVX_DataSource;
-class SvrDMInputDataSource;
-class SvrDMWriteableDataSource;
 
 namespace sdmsh {
 
-class CallerLocks;
-struct Call;
+class Call;
 
-// What a command does after its arguments are taken. The type of the parameter says which lock on
-// the dataset of the call the command needs. If the caller cannot have that lock, the shell refuses
-// the command. Runs on the caller's thread, except LockWork.
-using Work = std::function<void()>;
-using ReadWork = std::function<void(SvrDMInputDataSource&)>;  // any lock, see CallerLocks::Read
-using WriteWork = std::function<void(SvrDMWriteableDataSource&)>;  // the write lock
-using EditWork = std::function<void(ORVX_DataSource&)>;  // the write lock, and a data source
-using LockWork = std::function<void(CallerLocks&)>;      // runs on the shell's thread
-using Action = std::variant<Work, ReadWork, WriteWork, EditWork, LockWork>;
-
-// Takes the arguments of a command and returns its action, which borrows the call. Throws
-// CommandError if an argument is wrong. If the arguments start with DATASET, the shell has already
-// taken that argument. Before it runs the action, the shell checks that all arguments were taken.
-using CommandFunction = Action(Call& call);
+// Runs a command: takes its arguments, calls one of the operations of Call that end the arguments,
+// and then does the work. If the arguments start with DATASET, the shell has already taken that
+// argument. Throws CommandError if an argument is wrong or the command fails.
+using CommandFunction = void(Call& call);
 
 // A row of the table: a command or, without a function, the title of the commands after it.
 struct Command {
@@ -44,6 +27,9 @@ struct Command {
   const char* help = "";  // one line, no full stop
   CommandFunction* run = nullptr;
   const char* more = "";  // what `help COMMAND` adds
+  // Whether the command may leave its caller waiting for a lock. Such a command runs on the shell's
+  // thread, any other command on the caller's thread.
+  bool mayWait = false;
 };
 
 const std::vector<Command>& CommandTable();
@@ -82,10 +68,10 @@ CommandFunction AppendCase, Compute, DeleteCases, SetCaseValue;
 // BootstrapCommands.cpp
 CommandFunction Bootstrap;
 // ObserverCommands.cpp
-CommandFunction BindClient, Observe, ReportError, SwitchWarnings, TellObservers, Unobserve,
-    UnwatchRegistry, WatchRegistry;
+CommandFunction BindClient, Observe, ReportError, SwitchWarnings, Unobserve, UnwatchRegistry,
+    WatchRegistry;
 // Locks.cpp
-CommandFunction ReleaseLocks, ShowLocks, TakeReadLock, TakeWriteLock, TryWriteLock;
+CommandFunction ReleaseLocks, ShowLocks, TakeReadLock, TakeWriteLock, TellObservers, TryWriteLock;
 
 }  // namespace sdmsh
 

@@ -79,13 +79,12 @@ void AddVariables(Shell& shell, const Line& line, std::vector<std::string>& word
   Caller& caller =
       shell.Locks().CallerNamed(line.caller.empty() ? Shell::kMainCaller : line.caller);
   const DatasetPtr dataset = shell.Find(caller, line.words[1]);
-  const auto add = [&](const ORVX_DataSource& source) {
-    for (const ORVX_Variable& variable : VariablesOf(source)) words.push_back(variable.GetName());
-  };
-  const bool isRead = shell.Locks().TryRead(caller, dataset, [&](SvrDMInputDataSource& reader) {
-    if (*reader != nullptr) add(**reader);
-  });
-  if (!isRead) add(dataset->Interpreter().Mirror());  // the variables as of the last pass
+  const ReaderPtr reader = shell.Locks().TryRead(caller, *dataset);
+  // If the dataset cannot be read, the mirror has the variables as of the last pass.
+  const ORVX_DataSource* const source =
+      reader != nullptr ? **reader : &dataset->Interpreter().Mirror();
+  if (source == nullptr) return;
+  for (const ORVX_Variable& variable : VariablesOf(*source)) words.push_back(variable.GetName());
 }
 
 std::vector<std::string> WordsAfter(Shell& shell, const Line& line, const std::string& typed) {

@@ -59,11 +59,11 @@ DatasetPtr Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX
             (cases < 0 ? "an unknown number of cases" : Counted(cases, "case")) +
             (cloneOf.empty() ? ", from " + file : ", a clone of " + cloneOf);
   }
-  call.Say("opened", words + (wanted.quiet ? " (quiet)" : ""), [&] {
-    Json json = {{"dataset", wanted.name},
-                 {"id", IdentifierInJson(dataset->ID())},
-                 {"file", file},
-                 {"quiet", wanted.quiet}};
+  words += wanted.quiet ? " (quiet)" : "";
+  call.shell.Out().Say(words, [&] {
+    Json json = {{"event", "opened"},      {"caller", call.caller.Name()},
+                 {"dataset", wanted.name}, {"id", IdentifierInJson(dataset->ID())},
+                 {"file", file},           {"quiet", wanted.quiet}};
     if (isEmpty) return json;
     json["variables"] = variables;
     json["cases"] = RowCountInJson(cases);
@@ -169,16 +169,17 @@ struct Contents {
   Json dictionary;                   // set only if the output is JSON
 };
 
-Contents ContentsOf(const Call& call, CallerLocks& locks) {
+Contents ContentsOf(const Call& call, const CallerLocks& locks) {
   Contents contents;
   contents.lock = locks.StateOf(*call.dataset);
-  contents.isRead = locks.TryRead(call.caller, call.dataset, [&](SvrDMInputDataSource& reader) {
-    contents.isClone = dynamic_cast<const SvrDMCloneDataSource*>(*reader) != nullptr;
-    if (*reader == nullptr) return;
-    const bool json = call.shell.Out().IsJson();
-    if (json) contents.dictionary = DictionaryInJson(**reader);
-    if (!json) contents.properties = PropertiesOf(**reader);
-  });
+  const ReaderPtr reader = locks.TryRead(call.caller, *call.dataset);
+  contents.isRead = reader != nullptr;
+  const ORVX_DataSource* const source = contents.isRead ? **reader : nullptr;
+  if (source == nullptr) return contents;
+  contents.isClone = dynamic_cast<const SvrDMCloneDataSource*>(source) != nullptr;
+  const bool json = call.shell.Out().IsJson();
+  if (json) contents.dictionary = DictionaryInJson(*source);
+  if (!json) contents.properties = PropertiesOf(*source);
   return contents;
 }
 
@@ -355,151 +356,141 @@ Json MirrorInJson(const std::string& dataset, const Json& source, const Json& mi
 
 }  // namespace
 
-Action OpenFile(Call& call) {
+void OpenFile(Call& call) {
   const std::string file = call.TakeFile();
   const ImportOptions options = TakeImportOptions(call);
   call.Expect("as");
   const NewDataset wanted = TakeNewDataset(call);
-  return [=, &call] {
-    call.shell.RefuseName(wanted.name, nullptr);
-    auto source = OpenDataFile(call.shell.Out(), file, options);
-    const char delimiter = source->Report().delimiter;
-    Open(call, wanted, std::move(source), file)->SetDelimiter(file, delimiter);
-  };
+  call.End();
+  call.shell.RefuseName(wanted.name, nullptr);
+  auto source = OpenDataFile(call.shell.Out(), file, options);
+  const char delimiter = source->Report().delimiter;
+  Open(call, wanted, std::move(source), file)->SetDelimiter(file, delimiter);
 }
 
-Action AddEmpty(Call& call) {
+void AddEmpty(Call& call) {
   const NewDataset wanted = TakeNewDataset(call);
-  return [=, &call] {
-    call.shell.RefuseName(wanted.name, nullptr);
-    Open(call, wanted, nullptr, /*file=*/"");
-  };
+  call.End();
+  call.shell.RefuseName(wanted.name, nullptr);
+  Open(call, wanted, nullptr, /*file=*/"");
 }
 
-Action CloneDataset(Call& call) {
+void CloneDataset(Call& call) {
   call.Expect("as");
   const NewDataset wanted = TakeNewDataset(call);
   call.shell.RefuseName(wanted.name, nullptr);
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    SourceOf(writer, *call.dataset);  // throws for a dataset without a data source
-    Open(call, wanted, CloneSource(writer), /*file=*/"");
-  };
+  call.Source();  // refuses a dataset without a data source
+  Open(call, wanted, CloneSource(call.Writer()), /*file=*/"");
 }
 
-Action CloseDataset(Call& call) {
-  return [&call] {
-    const std::string name = call.dataset->Name();
-    const LockState lock = call.shell.Locks().StateOf(*call.dataset);
-    if (!call.shell.Close(call.dataset)) {
-      throw CommandError(name + " (" + call.dataset->ID().ToString() +
-                         ") is closed already; it lives on while " + lock.ToText());
+void CloseDataset(Call& call) {
+  call.End();
+  const std::string name = call.dataset->Name();
+  const LockState lock = call.shell.Locks().StateOf(*call.dataset);
+  const std::string whileLocked = "; it lives on while " + lock.ToText();
+  if (!call.shell.Close(call.dataset)) {
+    throw CommandError(name + " (" + call.dataset->ID().ToString() + ") is closed already" +
+                       whileLocked);
+  }
+  call.shell.Out().Say(name + " is closed" + (lock.IsFree() ? "" : whileLocked), [&] {
+    Json json = {{"event", "closed"}, {"caller", call.caller.Name()}, {"dataset", name}};
+    lock.AddTo(json);
+    return json;
+  });
+}
+
+void ListDatasets(Call& call) {
+  call.End();
+  const CallerLocks& locks = call.shell.Locks();
+  const std::vector<DatasetPtr>& datasets = call.shell.Datasets();
+  const auto words = [&] {
+    std::vector<std::string> lines;
+    for (const DatasetPtr& dataset : datasets) {
+      const std::string file = dataset->Handle().GetFileName();
+      lines.push_back(dataset->Name() + " (" + dataset->ID().ToString() + "), file " +
+                      OrNone(file.empty() ? dataset->Handle().SuppressedFileName() : file) + ", " +
+                      locks.StateOf(*dataset).ToText());
     }
-    call.Say("closed",
-             name + " is closed" + (lock.IsFree() ? "" : "; it lives on while " + lock.ToText()),
-             [&] {
-               Json json;
-               lock.AddTo(json);
-               return json;
-             });
+    return lines.empty() ? "no dataset is open" : Joined(lines, "\n");
   };
-}
-
-Action ListDatasets(Call& call) {
-  return [&call](const CallerLocks& locks) {
-    const std::vector<DatasetPtr>& datasets = call.shell.Datasets();
-    const auto words = [&] {
-      std::string lines;
-      for (const DatasetPtr& dataset : datasets) {
-        const std::string file = dataset->Handle().GetFileName();
-        lines += (lines.empty() ? "" : "\n") + dataset->Name() + " (" + dataset->ID().ToString() +
-                 "), file " + OrNone(file.empty() ? dataset->Handle().SuppressedFileName() : file) +
-                 ", " + locks.StateOf(*dataset).ToText();
-      }
-      return lines.empty() ? "no dataset is open" : lines;
-    };
-    call.shell.Say(words, [&] {
-      Json rows = Json::array();
-      for (const DatasetPtr& dataset : datasets) {
-        rows.push_back(StateInJson(*dataset, locks.StateOf(*dataset)));
-      }
-      return Json{{"event", "datasets"}, {"datasets", rows}};
-    });
-  };
-}
-
-Action ShowDataset(Call& call) {
-  return [&call](CallerLocks& locks) {
-    const Contents contents = ContentsOf(call, locks);
-    call.shell.Say([&] { return DatasetText(*call.dataset, contents, call.shell.Out()); },
-                   [&] { return DatasetInJson(*call.dataset, contents); });
-  };
-}
-
-Action ShowVariables(Call& call) {
-  return ReadWork([&call](const SvrDMInputDataSource& reader) {
-    const ORVX_DataSource& source = SourceOrEmpty(reader);
-    const std::string dataset = call.dataset->Name();
-    const auto words = [&] {
-      const bool none = source.ColumnCount() == 0;
-      return none ? dataset + " has no variables" : VariablesText(source, call.shell.Out());
-    };
-    call.shell.Say(words, [&] { return VariableTableInJson(dataset, source); });
+  call.shell.Out().Say(words, [&] {
+    Json rows = Json::array();
+    for (const DatasetPtr& dataset : datasets) {
+      rows.push_back(StateInJson(*dataset, locks.StateOf(*dataset)));
+    }
+    return Json{{"event", "datasets"}, {"datasets", rows}};
   });
 }
 
-Action ShowMirror(Call& call) {
-  return ReadWork([&call](const SvrDMInputDataSource& reader) {
-    const ORVX_DataSource& source = SourceOrEmpty(reader);
-    const ORVX_DataSource& mirror = call.dataset->Interpreter().Mirror();
-    const std::string dataset = call.dataset->Name();
-    call.shell.Say([&] { return MirrorText(dataset, source, mirror, call.shell.Out()); },
-                   [&] { return MirrorInJson(dataset, SideInJson(source), SideInJson(mirror)); });
-  });
+void ShowDataset(Call& call) {
+  call.End();
+  const Contents contents = ContentsOf(call, call.shell.Locks());
+  Output& output = call.shell.Out();
+  output.Say([&] { return DatasetText(*call.dataset, contents, output); },
+             [&] { return DatasetInJson(*call.dataset, contents); });
+}
+
+void ShowVariables(Call& call) {
+  const ORVX_DataSource& source = SourceOrEmpty(call.Reader());
+  const std::string dataset = call.dataset->Name();
+  Output& output = call.shell.Out();
+  const auto words = [&] {
+    const bool none = source.ColumnCount() == 0;
+    return none ? dataset + " has no variables" : VariablesText(source, output);
+  };
+  output.Say(words, [&] { return VariableTableInJson(dataset, source); });
+}
+
+void ShowMirror(Call& call) {
+  const ORVX_DataSource& source = SourceOrEmpty(call.Reader());
+  const ORVX_DataSource& mirror = call.dataset->Interpreter().Mirror();
+  const std::string dataset = call.dataset->Name();
+  Output& output = call.shell.Out();
+  output.Say([&] { return MirrorText(dataset, source, mirror, output); },
+             [&] { return MirrorInJson(dataset, SideInJson(source), SideInJson(mirror)); });
 }
 
 // ---------------------------------------------------------------------------------------------
 // Settings
 
-Action SetHandle(Call& call) {
+void SetHandle(Call& call) {
   const std::string name = call.Take("NAME");
-  return [=, &call] {
-    call.shell.RefuseName(name, call.dataset.get());
-    call.dataset->Handle().SetHandle(name);
-  };
+  call.End();
+  call.shell.RefuseName(name, call.dataset.get());
+  call.dataset->Handle().SetHandle(name);
 }
 
-Action SetWindowState(Call& call) {
+void SetWindowState(Call& call) {
   enum { kFront, kMinimized, kHidden };
   const std::size_t mark = call.TakeOneOf({"front", "minimized", "hidden"});
   const bool on = call.TakeOnOff();
-  return [=, &call] {
-    SvrDMDataset& handle = call.dataset->Handle();
-    if (mark == kFront) handle.WindowFront(on);
-    if (mark == kMinimized) handle.WindowMinimized(on);
-    if (mark == kHidden) handle.WindowHidden(on);
-  };
+  call.End();
+  SvrDMDataset& handle = call.dataset->Handle();
+  if (mark == kFront) handle.WindowFront(on);
+  if (mark == kMinimized) handle.WindowMinimized(on);
+  if (mark == kHidden) handle.WindowHidden(on);
 }
 
-Action SetPassword(Call& call) {
+void SetPassword(Call& call) {
   const std::string password = call.Take("TEXT");
   const bool mangled = call.Accept("mangled");
-  return [=, &call] { call.shell.Registry().Password(call.dataset->ID(), password, mangled); };
+  call.End();
+  call.shell.Registry().Password(call.dataset->ID(), password, mangled);
 }
 
-Action HideVariables(Call& call) {
+void HideVariables(Call& call) {
   std::vector<std::string> names;
   if (!call.Accept("nothing")) names = call.TakeRest("\"nothing\" or NAME");
-  return [=, &call] {
-    if (std::find(names.begin(), names.end(), "") != names.end()) {
-      throw CommandError("no variable has an empty name");
-    }
-    call.shell.Hide(names);
-    call.shell.Say(
-        "datasets opened from now on hide " + (names.empty() ? "no variables" : Joined(names)),
-        [&]() -> Json {
-          return {{"event", "hides"}, {"names", names}};
-        });
-  };
+  call.End();
+  if (std::ranges::find(names, "") != names.end()) {
+    throw CommandError("no variable has an empty name");
+  }
+  call.shell.Hide(names);
+  call.shell.Out().Say(
+      "datasets opened from now on hide " + (names.empty() ? "no variables" : Joined(names)),
+      [&]() -> Json {
+        return {{"event", "hides"}, {"names", names}};
+      });
 }
 
 }  // namespace sdmsh

@@ -264,22 +264,21 @@ Json DescriptionInJson(const std::string& dataset, Description& description) {
 
 }  // namespace
 
-Action Describe(Call& call) {
+void Describe(Call& call) {
   std::vector<std::string> names;
   if (!call.AtEnd()) names = call.TakeRest("VARIABLE");
-  return ReadWork([=, &call](SvrDMInputDataSource& reader) {
-    const std::string dataset = call.dataset->Name();
-    if (*reader == nullptr) throw CommandError(dataset + " has no data source");
-    const ORVX_DataSource& source = **reader;
-    Description description(TaskOf(source, names));
-    description.Read(source, call.shell.Out());
-    const auto words = [&] {
-      const bool isEmpty = description.Groups().empty() || description.GetTask().described.empty();
-      return isEmpty ? dataset + " has no values to describe"
-                     : DescriptionText(description, call.shell.Out());
-    };
-    call.shell.Say(words, [&] { return DescriptionInJson(dataset, description); });
-  });
+  const SvrDMInputDataSource& reader = call.Reader();
+  const std::string dataset = call.dataset->Name();
+  if (*reader == nullptr) throw CommandError(dataset + " has no data source");
+  const ORVX_DataSource& source = **reader;
+  Output& output = call.shell.Out();
+  Description description(TaskOf(source, names));
+  description.Read(source, output);
+  const auto words = [&] {
+    const bool isEmpty = description.Groups().empty() || description.GetTask().described.empty();
+    return isEmpty ? dataset + " has no values to describe" : DescriptionText(description, output);
+  };
+  output.Say(words, [&] { return DescriptionInJson(dataset, description); });
 }
 
 }  // namespace sdmsh

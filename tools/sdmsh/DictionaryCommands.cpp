@@ -3,12 +3,12 @@
 #include "Arguments.h"
 #include "CommandError.h"
 #include "Commands.h"
-#include "Shell.h"
 #include "Variables.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 #include <liborvxdemg/ExtensionTypes.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
 #include <charconv>
@@ -19,8 +19,6 @@
 
 namespace sdmsh {
 namespace {
-
-using DictionaryText::Quoted;
 
 constexpr int kWidestString = 1'000'000;
 
@@ -40,6 +38,10 @@ int TakeType(Arguments& arguments, const char* alternatives = "") {
   if (!isNumber || type < 1 || type > kWidestString) arguments.Wrong(expected);
   arguments.Take("");
   return type;
+}
+
+ORVX_Variable& VariableNamed(ORVX_DataSource& source, const std::string& name) {
+  return source.GetVariable(PositionOf(source, name));
 }
 
 void SetSplit(ORVX_DataSource& source, const std::vector<int>& positions, bool separate) {
@@ -65,14 +67,13 @@ void MoveTo(ORVX_DataSource& source, int from, int to) {
   SetSplit(source, positions, separate);
 }
 
-// Takes "by VARIABLE" or "off". The action calls `set` with the position of the variable, or with
-// -1 for "off". For `does` see RefuseString.
-Action SetUse(Call& call, const char* does, void (ORVX_DataSource::*set)(int)) {
+// Takes "by VARIABLE" or "off", and calls `set` with the position of the variable, or with -1 for
+// "off". For `does` see RefuseString.
+void SetUse(Call& call, const char* does, void (ORVX_DataSource::*set)(int)) {
   const bool off = call.TakeOneOf({"by", "off"}) == 1;
   const std::string name = off ? "" : call.Take("VARIABLE");
-  return [=](ORVX_DataSource& source) {
-    (source.*set)(off ? -1 : NumberPositionOf(source, name, does));
-  };
+  ORVX_DataSource& source = call.Source();
+  (source.*set)(off ? -1 : NumberPositionOf(source, name, does));
 }
 
 std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
@@ -90,7 +91,7 @@ std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetIm
   const auto found = std::ranges::find(sets, set.name, &VariableSetImpl::name);
   if (set.members.empty()) {
     if (found == sets.end()) {
-      throw CommandError("there is no set " + Quoted(set.name));
+      throw CommandError("there is no set " + DictionaryText::Quoted(set.name));
     }
     sets.erase(found);
   } else if (found != sets.end()) {
@@ -103,7 +104,7 @@ std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetIm
 
 }  // namespace
 
-Action InsertVariable(Call& call) {
+void InsertVariable(Call& call) {
   const std::string name = call.Take("NAME");
   int type = 0;
   std::string label;
@@ -117,91 +118,81 @@ Action InsertVariable(Call& call) {
       type = TakeType(call, ", before VARIABLE or label TEXT");
     }
   }
-  return [=](ORVX_DataSource& source) {
-    RefuseTakenName(source, name);
-    const int position = before ? PositionOf(source, *before) : source.ColumnCount();
-    ORVX_Variable variable(ORVX_Variable::NextID(), name, type);
-    variable.SetLabel(label);
-    source.InsertVariable(position, variable);
-  };
+  ORVX_DataSource& source = call.Source();
+  RefuseTakenName(source, name);
+  const int position = before ? PositionOf(source, *before) : source.ColumnCount();
+  ORVX_Variable variable(ORVX_Variable::NextID(), name, type);
+  variable.SetLabel(label);
+  source.InsertVariable(position, variable);
 }
 
-Action DeleteVariables(Call& call) {
+void DeleteVariables(Call& call) {
   std::vector<std::string> names = {"cases"};
   if (!call.Accept("cases")) {
     names = call.TakeRest("VARIABLE");
   } else if (!call.AtEnd()) {
     return DeleteCases(call);
   }
-  return [=](ORVX_DataSource& source) {
-    PositionsOf(source, names);  // throws for wrong names before any change
-    for (const std::string& name : names) {
-      const int position = PositionOf(source, name);
-      source.DeleteVariables(position, position);
-    }
-  };
+  ORVX_DataSource& source = call.Source();
+  PositionsOf(source, names);  // throws for wrong names before any change
+  for (const std::string& name : names) {
+    const int position = PositionOf(source, name);
+    source.DeleteVariables(position, position);
+  }
 }
 
-Action MoveVariable(Call& call) {
+void MoveVariable(Call& call) {
   const std::string name = call.Take("VARIABLE");
   const bool toPosition = call.TakeOneOf({"to", "before"}) == 0;
-  const int position = toPosition ? call.TakeNumber("POSITION") : 0;
+  int to = toPosition ? call.TakeNumber("POSITION") - 1 : 0;
   const std::string before = toPosition ? "" : call.Take("VARIABLE");
-  return [=](ORVX_DataSource& source) {
-    const int from = PositionOf(source, name);
-    int to = position - 1;
-    if (!toPosition) {
-      to = PositionOf(source, before);
-      if (from < to) --to;  // the list is one shorter after the variable is deleted
-    }
-    if (to >= source.ColumnCount()) {
-      throw CommandError("there are only " + std::to_string(source.ColumnCount()) + " positions");
-    }
-    MoveTo(source, from, to);
-  };
+  ORVX_DataSource& source = call.Source();
+  const int from = PositionOf(source, name);
+  if (!toPosition) {
+    to = PositionOf(source, before);
+    if (from < to) --to;  // the list is one shorter after the variable is deleted
+  }
+  if (to >= source.ColumnCount()) {
+    throw CommandError("there are only " + std::to_string(source.ColumnCount()) + " positions");
+  }
+  MoveTo(source, from, to);
 }
 
-Action ReorderVariables(Call& call) {
+void ReorderVariables(Call& call) {
   const std::vector<std::string> names = call.TakeRest("VARIABLE");
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    ORVX_DataSource& source = SourceOf(writer, *call.dataset);
-    PositionsOf(source, names);  // throws for wrong names before any change
-    for (std::size_t to = 0; to < names.size(); ++to) {
-      MoveTo(source, PositionOf(source, names[to]), static_cast<int>(to));
-    }
-    writer.BulkVarMoves();
-  };
+  ORVX_DataSource& source = call.Source();
+  PositionsOf(source, names);  // throws for wrong names before any change
+  for (int to = 0; const std::string& name : names) {
+    MoveTo(source, PositionOf(source, name), to++);
+  }
+  call.Writer().BulkVarMoves();
 }
 
-Action RenameVariable(Call& call) {
+void RenameVariable(Call& call) {
   const std::string name = call.Take("VARIABLE");
   const std::string newName = call.Take("NAME");
-  return [=](ORVX_DataSource& source) {
-    const int position = PositionOf(source, name);
-    RefuseTakenName(source, newName);
-    source.GetVariable(position).SetName(newName);
-  };
+  ORVX_DataSource& source = call.Source();
+  const int position = PositionOf(source, name);
+  RefuseTakenName(source, newName);
+  source.GetVariable(position).SetName(newName);
 }
 
-Action LabelVariable(Call& call) {
+void LabelVariable(Call& call) {
   const std::string name = call.Take("VARIABLE");
   const std::string label = call.Take("TEXT");
-  return [=](ORVX_DataSource& source) {
-    source.GetVariable(PositionOf(source, name)).SetLabel(label);
-  };
+  VariableNamed(call.Source(), name).SetLabel(label);
 }
 
-Action RetypeVariable(Call& call) {
+void RetypeVariable(Call& call) {
   const std::string name = call.Take("VARIABLE");
   const int type = TakeType(call);
-  return
-      [=](ORVX_DataSource& source) { source.GetVariable(PositionOf(source, name)).SetType(type); };
+  VariableNamed(call.Source(), name).SetType(type);
 }
 
 // ---------------------------------------------------------------------------------------------
 // Values and their meaning
 
-Action LabelValues(Call& call) {
+void LabelValues(Call& call) {
   const std::string name = call.Take("VARIABLE");
   std::vector<std::pair<std::string, std::string>> labels;
   if (!call.Accept("off")) {
@@ -210,45 +201,39 @@ Action LabelValues(Call& call) {
       labels.emplace_back(value, call.Take("TEXT"));
     } while (!call.AtEnd());
   }
-  return [=](ORVX_DataSource& source) {
-    ORVX_Variable& variable = source.GetVariable(PositionOf(source, name));
-    ValueLabels all;
-    if (!labels.empty()) all = variable.GetValueLabels();
-    for (const auto& [value, text] : labels) {
-      const DataValue key = ValueFor(variable, value);
-      if (text.empty()) {
-        all.erase(key);
-      } else {
-        all[key] = text;
-      }
+  ORVX_Variable& variable = VariableNamed(call.Source(), name);
+  ValueLabels all;
+  if (!labels.empty()) all = variable.GetValueLabels();
+  for (const auto& [value, text] : labels) {
+    const DataValue key = ValueFor(variable, value);
+    if (text.empty()) {
+      all.erase(key);
+    } else {
+      all[key] = text;
     }
-    variable.SetValueLabels(std::move(all));
-  };
+  }
+  variable.SetValueLabels(std::move(all));
 }
 
-Action SetMissingValues(Call& call) {
+void SetMissingValues(Call& call) {
   const std::string name = call.Take("VARIABLE");
   std::vector<std::string> values = call.TakeRest("\"off\" or VALUE");
   if (values == std::vector<std::string>{"off"}) values.clear();
-  return [=](ORVX_DataSource& source) {
-    ORVX_Variable& variable = source.GetVariable(PositionOf(source, name));
-    MissingValues missing;
-    for (const std::string& value : values) missing.values.push_back(ValueFor(variable, value));
-    variable.SetMissingValues(std::move(missing));
-  };
+  ORVX_Variable& variable = VariableNamed(call.Source(), name);
+  MissingValues missing;
+  for (const std::string& value : values) missing.values.push_back(ValueFor(variable, value));
+  variable.SetMissingValues(std::move(missing));
 }
 
-Action SetLevel(Call& call) {
+void SetLevel(Call& call) {
   const std::string name = call.Take("VARIABLE");
   // The words are in the order of the enumerators.
   const auto level = static_cast<MeasurementLevel>(
       call.TakeOneOf({"unknown", "nominal", "ordinal", "interval", "ratio"}));
-  return [=](ORVX_DataSource& source) {
-    source.GetVariable(PositionOf(source, name)).SetMeasurementLevel(level);
-  };
+  VariableNamed(call.Source(), name).SetMeasurementLevel(level);
 }
 
-Action SetFormat(Call& call) {
+void SetFormat(Call& call) {
   const std::string name = call.Take("VARIABLE");
   VariableFormat format;
   // The words are in the order of the enumerators.
@@ -256,40 +241,36 @@ Action SetFormat(Call& call) {
       static_cast<VariableFormat::Kind>(call.TakeOneOf({"plain", "date", "time", "datetime"}));
   if (call.Accept("width")) format.width = call.TakeNumber("NUMBER");
   if (call.Accept("decimals")) format.decimals = call.TakeNumber("NUMBER", /*least=*/0);
-  return [=](ORVX_DataSource& source) {
-    source.GetVariable(PositionOf(source, name)).SetFormat(format);
-  };
+  VariableNamed(call.Source(), name).SetFormat(format);
 }
 
-Action SetRole(Call& call) {
+void SetRole(Call& call) {
   const std::string name = call.Take("VARIABLE");
   const std::vector<const char*> roles = {"input", "target",     "both", "weight",
                                           "group", "identifier", "off"};
   const std::string role = roles[call.TakeOneOf(roles)];
-  return [=](ORVX_DataSource& source) {
-    ORVX_Variable& variable = source.GetVariable(PositionOf(source, name));
-    VariableAttributes attributes = variable.GetAttributes();
-    if (role == "off") {
-      attributes.erase("role");
-    } else {
-      attributes["role"] = {role};
-    }
-    variable.SetAttributes(std::move(attributes));
-  };
+  ORVX_Variable& variable = VariableNamed(call.Source(), name);
+  VariableAttributes attributes = variable.GetAttributes();
+  if (role == "off") {
+    attributes.erase("role");
+  } else {
+    attributes["role"] = {role};
+  }
+  variable.SetAttributes(std::move(attributes));
 }
 
 // ---------------------------------------------------------------------------------------------
 // Properties
 
-Action SetWeight(Call& call) {
-  return SetUse(call, "weight cases", &ORVX_DataSource::SetWeightVar);
+void SetWeight(Call& call) {
+  SetUse(call, "weight cases", &ORVX_DataSource::SetWeightVar);
 }
 
-Action SetFilter(Call& call) {
-  return SetUse(call, "select cases", &ORVX_DataSource::SetFilterVar);
+void SetFilter(Call& call) {
+  SetUse(call, "select cases", &ORVX_DataSource::SetFilterVar);
 }
 
-Action SplitFile(Call& call) {
+void SplitFile(Call& call) {
   enum { kTogether, kSeparate, kOff };
   const std::size_t how = call.TakeOneOf({"together", "separate", "off"});
   std::vector<std::string> names;
@@ -297,12 +278,11 @@ Action SplitFile(Call& call) {
     call.Expect("by");
     names = call.TakeRest("VARIABLE");
   }
-  return [=](ORVX_DataSource& source) {
-    SetSplit(source, PositionsOf(source, names), how == kSeparate);
-  };
+  ORVX_DataSource& source = call.Source();
+  SetSplit(source, PositionsOf(source, names), how == kSeparate);
 }
 
-Action SetTrends(Call& call) {
+void SetTrends(Call& call) {
   ORVX_TrendsInfo trends;
   std::vector<std::string> names;
   enum { kPeriod, kBy };
@@ -313,13 +293,12 @@ Action SetTrends(Call& call) {
       if (what == kBy) names = call.TakeRest("VARIABLE");
     } while (!call.AtEnd());
   }
-  return [=](ORVX_DataSource& source) mutable {
-    trends.timeVariables = IdentifiersOf(source, names);
-    *source.GetTrendsInfo() = trends;
-  };
+  ORVX_DataSource& source = call.Source();
+  trends.timeVariables = IdentifiersOf(source, names);
+  *source.GetTrendsInfo() = trends;
 }
 
-Action SetResponseSet(Call& call) {
+void SetResponseSet(Call& call) {
   VariableSetImpl set;
   set.name = call.Take("NAME");
   std::vector<std::string> names;
@@ -332,60 +311,55 @@ Action SetResponseSet(Call& call) {
     call.Expect("of");
     names = call.TakeRest("VARIABLE");
   }
-  return [=](ORVX_DataSource& source) mutable {
-    set.members = IdentifiersOf(source, names);
-    source.SetMRSets(With(set, source.GetMRSets()));
-  };
+  ORVX_DataSource& source = call.Source();
+  set.members = IdentifiersOf(source, names);
+  source.SetMRSets(With(set, source.GetMRSets()));
 }
 
-Action SetVariableSet(Call& call) {
+void SetVariableSet(Call& call) {
   VariableSetImpl set;
   set.name = call.Take("NAME");
   std::vector<std::string> names;
   if (call.TakeOneOf({"of", "off"}) == 0) names = call.TakeRest("VARIABLE");
-  return [=](ORVX_DataSource& source) mutable {
-    set.members = IdentifiersOf(source, names);
-    source.SetVariableSets(With(set, source.GetVariableSets()));
-  };
+  ORVX_DataSource& source = call.Source();
+  set.members = IdentifiersOf(source, names);
+  source.SetVariableSets(With(set, source.GetVariableSets()));
 }
 
-Action LabelDataset(Call& call) {
+void LabelDataset(Call& call) {
   const std::string label = call.Take("TEXT");
-  return [=](ORVX_DataSource& source) { source.SetLabel(label.empty() ? nullptr : label.c_str()); };
+  call.Source().SetLabel(label.empty() ? nullptr : label.c_str());
 }
 
-Action SetFileSpec(Call& call) {
+void SetFileSpec(Call& call) {
   const std::string fileSpec = call.Take("FILE");
-  return [=](ORVX_DataSource& source) { source.SetFileSpec(fileSpec.c_str()); };
+  call.Source().SetFileSpec(fileSpec.c_str());
 }
 
-Action SetImputation(Call& call) {
+void SetImputation(Call& call) {
   const int rows = call.Accept("off") ? 0 : call.TakeNumber("\"off\" or ROWS");
-  return [=](ORVX_DataSource& source) { source.RowsPerImputation(rows); };
+  call.Source().RowsPerImputation(rows);
 }
 
-Action SetExtension(Call& call) {
+void SetExtension(Call& call) {
   const std::string text = call.Take("TEXT");
-  return [=](ORVX_DataSource& source) {
-    const auto block = DEMessages::TextBlock(DEMessages::kOwnExtension, text);
-    source.SetExtension(ORVX_DataSource::Extension(block));
-  };
+  const auto block = DEMessages::TextBlock(DEMessages::kOwnExtension, text);
+  call.Source().SetExtension(ORVX_DataSource::Extension(block));
 }
 
-Action SetAttribute(Call& call) {
+void SetAttribute(Call& call) {
   const std::string name = call.Take("NAME");
   std::vector<std::string> values;
   if (!call.AtEnd()) values = call.TakeRest("VALUE");
-  return [=](ORVX_DataSource& source) {
-    DatasourceAttributes attributes = source.GetAttributes();
-    attributes.Set(name, values);
-    source.SetAttributes(attributes);
-  };
+  ORVX_DataSource& source = call.Source();
+  DatasourceAttributes attributes = source.GetAttributes();
+  attributes.Set(name, values);
+  source.SetAttributes(attributes);
 }
 
-Action MarkUnsaved(Call& call) {
+void MarkUnsaved(Call& call) {
   const bool unsaved = call.TakeOnOff();
-  return [=](ORVX_DataSource& source) { source.SetDirty(unsaved); };
+  call.Source().SetDirty(unsaved);
 }
 
 }  // namespace sdmsh

@@ -17,41 +17,10 @@
 namespace sdmsh {
 namespace {
 
-const char* TypeInJson(ImportReport::Type type) {
-  switch (type) {
-    case ImportReport::Type::Number:
-      return "number";
-    case ImportReport::Type::Boolean:
-      return "boolean";
-    case ImportReport::Type::Date:
-      return "date";
-    case ImportReport::Type::DateTime:
-      return "datetime";
-    case ImportReport::Type::Time:
-      return "time";
-    case ImportReport::Type::Text:
-      return "text";
-  }
-  return "";
-}
-
-const char* ReasonInJson(ImportReport::Reason reason) {
-  switch (reason) {
-    case ImportReport::Reason::NoValues:
-      return "noValues";
-    case ImportReport::Reason::EveryValue:
-      return "everyValue";
-    case ImportReport::Reason::Schema:
-      return "schema";
-    case ImportReport::Reason::OtherValue:
-      return "otherValue";
-    case ImportReport::Reason::LeadingZero:
-      return "leadingZero";
-    case ImportReport::Reason::LargeNumber:
-      return "largeNumber";
-  }
-  return "";
-}
+// The words are in the order of the enumerators.
+constexpr const char* kTypes[] = {"number", "boolean", "date", "datetime", "time", "text"};
+constexpr const char* kReasons[] = {"noValues",   "everyValue",  "schema",
+                                    "otherValue", "leadingZero", "largeNumber"};
 
 Json ImportInJson(const std::string& dataset, const ImportReport& report) {
   Json variables = Json::array();
@@ -61,8 +30,8 @@ Json ImportInJson(const std::string& dataset, const ImportReport& report) {
       missing.push_back({{"word", word}, {"count", count}});
     }
     variables.push_back({{"name", variable.name},
-                         {"type", TypeInJson(variable.type)},
-                         {"reason", ReasonInJson(variable.reason)},
+                         {"type", kTypes[static_cast<std::size_t>(variable.type)]},
+                         {"reason", kReasons[static_cast<std::size_t>(variable.reason)]},
                          {"value", variable.value},
                          {"line", variable.line == 0 ? Json(nullptr) : Json(variable.line)},
                          {"missing", missing}});
@@ -120,66 +89,58 @@ char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
 
 }  // namespace
 
-Action ShowImport(Call& call) {
-  return ReadWork([&call](SvrDMInputDataSource& reader) {
-    const std::string dataset = call.dataset->Name();
-    const SystemFileDataSource* const file = DataFileUnder(*reader);
-    if (file == nullptr) {
-      throw CommandError("the data source of " + dataset + " does not read a data file");
-    }
-    const ImportReport& report = file->Report();
-    const auto words = [&] {
-      std::string text = report.Text();
-      text.pop_back();  // the last line feed
-      return text;
-    };
-    call.shell.Say(words, [&] { return ImportInJson(dataset, report); });
-  });
+void ShowImport(Call& call) {
+  const SvrDMInputDataSource& reader = call.Reader();
+  const std::string dataset = call.dataset->Name();
+  const SystemFileDataSource* const file = DataFileUnder(*reader);
+  if (file == nullptr) {
+    throw CommandError("the data source of " + dataset + " does not read a data file");
+  }
+  const ImportReport& report = file->Report();
+  call.shell.Out().Say([&] { return WithoutLastLineFeed(report.Text()); },
+                       [&] { return ImportInJson(dataset, report); });
 }
 
-Action SaveFile(Call& call) {
+void SaveFile(Call& call) {
   const std::string newFile = call.Accept("as") ? call.TakeFile() : "";
   const char wanted = call.Accept("delimiter")
                           ? ",\t;|"[call.TakeOneOf({"comma", "tab", "semicolon", "bar"})]
                           : '\0';
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    const std::string name = call.dataset->Name();
-    const std::string file = newFile.empty() ? writer.GetFileName() : newFile;
-    if (file.empty()) {
-      throw CommandError(name + " has no file; " +
-                         CommandText(call.caller.Name(), {"save", name, "as", "FILE"}) +
-                         " gives it one");
-    }
-    if (newFile.empty()) RefuseTouched(call, file);
-    SaveOptions options = {wanted};
-    if (wanted == 0 && newFile.empty()) options.delimiter = KeptDelimiter(*call.dataset, file);
-    {
-      ProgressBar bar(call.shell.Out());
-      SaveDataset(writer, file, options, std::ref(bar));
-    }
-    call.dataset->SetDelimiter(file, options.delimiter);
-    const long long cases = writer->RowCount();
-    call.Say("saved", name + " is saved in " + file, [&]() -> Json {
-      return {{"file", file}, {"cases", RowCountInJson(cases)}};
-    });
-  };
+  SvrDMWriteableDataSource& writer = call.Writer();
+  const std::string name = call.dataset->Name();
+  const std::string file = newFile.empty() ? writer.GetFileName() : newFile;
+  if (file.empty()) {
+    throw CommandError(name + " has no file; " +
+                       CommandText(call.caller.Name(), {"save", name, "as", "FILE"}) +
+                       " gives it one");
+  }
+  if (newFile.empty()) RefuseTouched(call, file);
+  SaveOptions options = {wanted};
+  if (wanted == 0 && newFile.empty()) options.delimiter = KeptDelimiter(*call.dataset, file);
+  {
+    ProgressBar bar(call.shell.Out());
+    SaveDataset(writer, file, options, std::ref(bar));
+  }
+  call.dataset->SetDelimiter(file, options.delimiter);
+  call.Say("saved", name + " is saved in " + file,
+           {{"file", file}, {"cases", RowCountInJson(writer->RowCount())}});
 }
 
-Action SetFileName(Call& call) {
+void SetFileName(Call& call) {
   const std::string file = call.Take("FILE");
-  return [=, &call] { call.dataset->Handle().SetFileName(file); };
+  call.End();
+  call.dataset->Handle().SetFileName(file);
 }
 
-Action AskWhetherTouched(Call& call) {
+void AskWhetherTouched(Call& call) {
   const std::string fileOrDataset = call.Take("FILE or DATASET");
-  return [=, &call] {
-    const std::string file = FileMeant(call.shell, call.caller, fileOrDataset);
-    const bool touched = call.shell.Registry().SavFileExternallyChanged(file);
-    call.shell.Say(file + (touched ? " was" : " was not") + " changed by another program",
-                   [&]() -> Json {
-                     return {{"event", "touched"}, {"file", file}, {"touched", touched}};
-                   });
-  };
+  call.End();
+  const std::string file = FileMeant(call.shell, call.caller, fileOrDataset);
+  const bool touched = call.shell.Registry().SavFileExternallyChanged(file);
+  call.shell.Out().Say(file + (touched ? " was" : " was not") + " changed by another program",
+                       [&]() -> Json {
+                         return {{"event", "touched"}, {"file", file}, {"touched", touched}};
+                       });
 }
 
 }  // namespace sdmsh

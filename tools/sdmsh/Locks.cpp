@@ -5,6 +5,7 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
+#include "DictionaryJson.h"
 #include "Shell.h"
 
 #include <ServerDataManager/LockMonitor.h>
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 namespace sdmsh {
@@ -70,6 +72,11 @@ std::string WaitersText(const std::vector<LockUser>& waiters) {
   return Joined(words);
 }
 
+void AcquireWriter(Hold& hold, bool tryOnly, SvrDMDataSetObserver* originator) {
+  hold.handle =
+      std::make_shared<SvrDMWriteableDataSource>(hold.dataset->Item(), tryOnly, originator);
+}
+
 Json UserInJson(const LockUser& user) {
   return {{"caller", user.name}, {"mode", ModeWord(user.mode)}};
 }
@@ -104,47 +111,31 @@ Caller::Caller(std::string name, std::string label)
 }
 
 void Caller::Do(const std::function<void()>& work) {
-  if (isBusy_) return work();
+  if (result_.valid()) return work();
   Start(work);
   Finish();
 }
 
 void Caller::Start(std::function<void()> job) {
-  {
-    const std::lock_guard lock(mutex_);
-    job_ = std::move(job);
-  }
-  isBusy_ = true;
+  std::packaged_task<void()> task(std::move(job));
+  result_ = task.get_future();
+  const std::lock_guard lock(mutex_);
+  job_ = std::move(task);
   changed_.notify_all();
 }
 
-void Caller::Finish() {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return job_ == nullptr; });
-  isBusy_ = false;
-  if (failure_ != nullptr) std::rethrow_exception(std::exchange(failure_, nullptr));
-}
-
 bool Caller::HasFinished() const {
-  const std::lock_guard lock(mutex_);
-  return job_ == nullptr;
+  return !result_.valid() || result_.wait_for(Bound::zero()) == std::future_status::ready;
 }
 
 void Caller::Run(const std::stop_token& stop) {
   const InterruptsHeld held;  // only the shell's thread receives SIGINT
   std::unique_lock lock(mutex_);
-  while (changed_.wait(lock, stop, [this] { return job_ != nullptr; })) {
+  while (changed_.wait(lock, stop, [this] { return job_.valid(); })) {
+    std::packaged_task<void()> job = std::move(job_);
     lock.unlock();
-    std::exception_ptr failure;
-    try {
-      job_();
-    } catch (...) {
-      failure = std::current_exception();
-    }
+    job();
     lock.lock();
-    failure_ = std::move(failure);
-    job_ = nullptr;
-    changed_.notify_all();
   }
 }
 
@@ -202,31 +193,30 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
     throw CommandError("try-write would fail, and " + WaitersText(before.waiters) +
                        " would wait forever for " + dataset->Name());
   }
-  const Hold wanted{caller, dataset, LockMode::Write};
+  std::list<Hold> fresh;
+  Hold& wanted = fresh.emplace_back(Hold{caller, dataset, LockMode::Write});
+  SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
   try {
-    Finish(Start(caller, dataset, LockMode::Write, /*tryOnly=*/true));
+    caller.Do([&] { AcquireWriter(wanted, /*tryOnly=*/true, originator); });
   } catch (int) {  // the handle throws an int if the lock is not free
     if (before.holders.empty()) throw;
     return Say("tryFailed", "does not acquire", wanted, &before,
                "; from here on no lock on " + dataset->Name() + " is ever released");
   }
+  wanted.isAcquired = true;
+  holds_.splice(holds_.end(), fresh);
   Say("acquired", "acquires", wanted);
 }
 
 // Starts a job that acquires the lock on the caller's thread.
-CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset, LockMode mode,
-                                      bool tryOnly) {
+CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset, LockMode mode) {
   std::list<Hold> fresh;
   Hold& asked = fresh.emplace_back(Hold{caller, dataset, mode});
-  // ObserverOf changes a map, so it must run on the shell's thread, not on the caller's thread.
+  // ObserverOf changes a map, so it must not run in the job, beside the shell's thread.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
-  caller.Start([&asked, tryOnly, originator] {
-    SvrDMItemPtr& item = asked.dataset->Item();
-    if (asked.mode == LockMode::Read) {
-      asked.handle = std::make_unique<SvrDMInputDataSource>(item, tryOnly);
-    } else {
-      asked.handle = std::make_unique<SvrDMWriteableDataSource>(item, tryOnly, originator);
-    }
+  caller.Start([&asked, originator] {
+    if (asked.mode == LockMode::Write) return AcquireWriter(asked, /*tryOnly=*/false, originator);
+    asked.handle = std::make_shared<SvrDMInputDataSource>(asked.dataset->Item(), /*tryOnly=*/false);
   });
   holds_.splice(holds_.end(), fresh);
   return std::prev(holds_.end());
@@ -335,7 +325,7 @@ void CallerLocks::Say(const char* what, const char* verb, const Hold& hold, cons
     return caller + " " + verb + " " + LockText(hold) +
            (state == nullptr ? "" : state->BlockersText()) + more;
   };
-  shell_.Say(words, [&] {
+  shell_.Out().Say(words, [&] {
     Json json = {{"event", "lock"},
                  {"what", what},
                  {"caller", caller},
@@ -362,7 +352,7 @@ void CallerLocks::SayDeadlocks() {
       const std::string last = UserOf(incident.steps.front().wait).name;
       return text + CommandText(last, {"release"}) + " ends it";
     };
-    shell_.Say(words, [&]() -> Json {
+    shell_.Out().Say(words, [&]() -> Json {
       Json steps = Json::array();
       for (const auto& [wait, blocker] : incident.steps) {
         steps.push_back(UserInJson(UserOf(wait)));
@@ -377,23 +367,22 @@ void CallerLocks::SayDeadlocks() {
 // ---------------------------------------------------------------------------------------------
 // Releasing
 
-void CallerLocks::Release(Caller& caller, const DatasetPtr& dataset) {
-  const Hold* const found =
-      FindLast(caller, [&](const Hold& hold) { return hold.dataset == dataset; });
-  if (found == nullptr) {
+void CallerLocks::Release(Caller& caller, DatasetPtr dataset) {
+  const auto last = std::find_if(holds_.rbegin(), holds_.rend(), [&](const Hold& hold) {
+    return hold.isAcquired && &hold.caller == &caller && hold.dataset == dataset;
+  });
+  if (last == holds_.rend()) {
     throw CommandError(caller.Name() + " holds no lock on " + dataset->Name());
   }
-  const auto isFound = [found](const Hold& hold) { return &hold == found; };
-  Hold& hold = *std::ranges::find_if(holds_, isFound);
   const int passCountBefore = dataset->Interpreter().PassCount();
-  caller.Do([&hold] {
+  caller.Do([&hold = *last] {
     // If the pass fails in Notify, the lock stays held. In the handle's destructor, the failure
     // would end the process.
     if (hold.mode == LockMode::Write) hold.Writer().Notify();
     hold.handle.reset();
   });
-  Say("released", "releases", hold);
-  holds_.remove_if(isFound);
+  Say("released", "releases", *last);
+  holds_.erase(std::prev(last.base()));
   SayNotified(caller, *dataset, passCountBefore);
   Settle();
   RefuseUnfitMessages(*dataset);
@@ -401,13 +390,14 @@ void CallerLocks::Release(Caller& caller, const DatasetPtr& dataset) {
 
 void CallerLocks::ReleaseAll(Caller& caller) {
   while (const Hold* const hold = FindLast(caller, [](const Hold&) { return true; })) {
-    Release(caller, DatasetPtr(hold->dataset));
+    Release(caller, hold->dataset);
   }
 }
 
-void CallerLocks::Notify(Caller& caller, const OpenDataset& dataset) {
+void CallerLocks::Notify(const Caller& caller, const OpenDataset& dataset,
+                         SvrDMWriteableDataSource& writer) {
   const int passCountBefore = dataset.Interpreter().PassCount();
-  Write(caller, dataset, [](SvrDMWriteableDataSource& writer) { writer.Notify(); });
+  writer.Notify();
   SayNotified(caller, dataset, passCountBefore);
   RefuseUnfitMessages(dataset);
 }
@@ -419,7 +409,7 @@ void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
   shell_.Out().SayNotices();
   if (dataset.Interpreter().PassCount() == passCountBefore) return;
   if (!dataset.IsObservedBy(caller.Name())) return;
-  shell_.Say(
+  shell_.Out().Say(
       [&] { return "  " + caller.Name() + ": not notified of its own changes"; },
       [&]() -> Json {
         return {{"event", "notNotified"}, {"caller", caller.Name()}, {"dataset", dataset.Name()}};
@@ -427,18 +417,16 @@ void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
 }
 
 void CallerLocks::CloseDown(const std::function<void(const std::string&)>& complain) {
-  const auto succeeds = [&](const auto& work) {
+  const auto attempt = [&](const auto& work) {
     try {
       work();
-      return true;
     } catch (const std::bad_alloc&) {
       throw;
     } catch (...) {
       complain(ExceptionText());
-      return false;
     }
   };
-  succeeds([this] { Settle(); });  // the last command may have failed before it called Settle
+  attempt([this] { Settle(); });  // the last command may have failed before it called Settle
   for (const auto& [name, caller] : callers_) {
     const Hold* const asked = Asked(caller);
     if (asked != nullptr) complain(name + " still waits for " + LockText(*asked));
@@ -446,11 +434,10 @@ void CallerLocks::CloseDown(const std::function<void(const std::string&)>& compl
   const auto isHolder = [this](const auto& each) {
     return FindLast(each.second, [](const Hold&) { return true; }) != nullptr;
   };
-  for (;;) {
+  for (std::size_t count = holds_.size() + 1; holds_.size() < count;) {
+    count = holds_.size();
     const auto holder = std::ranges::find_if(callers_, isHolder);
-    if (holder == callers_.end()) return;
-    const std::size_t count = holds_.size();
-    if (!succeeds([&] { ReleaseAll(holder->second); }) && holds_.size() == count) return;
+    if (holder != callers_.end()) attempt([&] { ReleaseAll(holder->second); });
   }
 }
 
@@ -461,34 +448,26 @@ bool CallerLocks::IsStuck() const {
 // ---------------------------------------------------------------------------------------------
 // Reading and writing
 
-void CallerLocks::Read(Caller& caller, const DatasetPtr& dataset,
-                       const std::function<void(SvrDMInputDataSource&)>& work) {
-  if (TryRead(caller, dataset, work)) return;
+ReaderPtr CallerLocks::TryRead(const Caller& caller, OpenDataset& dataset) const {
+  const Hold* const last =
+      FindLast(caller, [&](const Hold& hold) { return hold.dataset.get() == &dataset; });
+  if (last != nullptr) return last->handle;
+  if (!StateOf(dataset).waiters.empty()) return nullptr;
+  using Try = std::optional<SvrDMInputDataSource>;
+  const std::shared_ptr<Try> tried(
+      new Try(SvrDMInputDataSource::TryRead(dataset.Item(), Bound::zero())));
+  return *tried ? ReaderPtr(tried, &**tried) : nullptr;
+}
+
+ReaderPtr CallerLocks::Read(const Caller& caller, OpenDataset& dataset) const {
+  if (ReaderPtr reader = TryRead(caller, dataset)) return reader;
   RefuseWaiting(caller);
   throw CommandError(caller.Name() + " would have to wait for " +
-                     LockText(LockMode::Read, dataset->Name()) + StateOf(*dataset).BlockersText());
+                     LockText(LockMode::Read, dataset.Name()) + StateOf(dataset).BlockersText());
 }
 
-bool CallerLocks::TryRead(Caller& caller, const DatasetPtr& dataset,
-                          const std::function<void(SvrDMInputDataSource&)>& work) {
-  const Hold* const last =
-      FindLast(caller, [&](const Hold& hold) { return hold.dataset == dataset; });
-  if (last != nullptr) {
-    caller.Do([&] { work(*last->handle); });
-    return true;
-  }
-  if (!StateOf(*dataset).waiters.empty()) return false;
-  bool isFree = false;
-  caller.Do([&] {
-    auto reader = SvrDMInputDataSource::TryRead(dataset->Item(), std::chrono::milliseconds::zero());
-    if (reader) work(*reader);
-    isFree = reader.has_value();
-  });
-  return isFree;
-}
-
-void CallerLocks::Write(Caller& caller, const OpenDataset& dataset,
-                        const std::function<void(SvrDMWriteableDataSource&)>& work) {
+SvrDMWriteableDataSource& CallerLocks::Writer(const Caller& caller,
+                                              const OpenDataset& dataset) const {
   const Hold* const last = FindLast(caller, [&](const Hold& hold) {
     return hold.dataset.get() == &dataset && hold.mode == LockMode::Write;
   });
@@ -497,7 +476,7 @@ void CallerLocks::Write(Caller& caller, const OpenDataset& dataset,
                        CommandText(caller.Name(), {"write", dataset.Name()}) + " acquires it");
   }
   RefuseWaiting(caller);
-  caller.Do([&] { work(last->Writer()); });
+  return last->Writer();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -520,24 +499,21 @@ LockState CallerLocks::StateOf(const OpenDataset& dataset) const {
 }
 
 std::vector<MutexState> CallerLocks::MutexesOf(const OpenDataset* dataset) const {
-  const LockReport report = registry_.GetLockReport();
-  std::vector<LockReport::Lock> locks;
-  std::vector<MutexState> states;  // one for each of `locks`
+  std::vector<MutexState> mutexes;
   const auto add = [&](const LockReport::Entry& entry, std::vector<LockUser> LockState::*users) {
-    if (entry.lock.kind == LockReport::Kind::Data) return;
-    if (dataset != nullptr && entry.lock.dataset != dataset->ID()) return;
-    const auto known = std::ranges::find(locks, entry.lock);
-    const auto index = static_cast<std::size_t>(known - locks.begin());
-    if (known == locks.end()) {
+    const bool isMutex = entry.lock.kind != LockReport::Kind::Data;
+    if (!isMutex || (dataset != nullptr && entry.lock.dataset != dataset->ID())) return;
+    auto mutex = std::ranges::find(mutexes, entry.lock, &MutexState::lock);
+    if (mutex == mutexes.end()) {
       const bool isRegistry = entry.lock.kind == LockReport::Kind::Registry;
-      locks.push_back(entry.lock);
-      states.push_back({isRegistry ? "" : NameOf(entry.lock), {}});
+      mutex = mutexes.insert(mutex, {entry.lock, isRegistry ? "" : NameOf(entry.lock), {}});
     }
-    (states[index].users.*users).push_back(UserOf(entry));
+    (mutex->users.*users).push_back(UserOf(entry));
   };
+  const LockReport report = registry_.GetLockReport();
   for (const LockReport::Entry& hold : report.holds) add(hold, &LockState::holders);
   for (const LockReport::Entry& wait : report.waits) add(wait, &LockState::waiters);
-  return states;
+  return mutexes;
 }
 
 const Hold* CallerLocks::FindLast(const Caller& caller,
@@ -574,62 +550,68 @@ std::string CallerLocks::NameOf(const LockReport::Lock& lock) const {
 // ---------------------------------------------------------------------------------------------
 // Commands
 
-Action TakeReadLock(Call& call) {
-  return [&call](CallerLocks& locks) { locks.Acquire(call.caller, call.dataset, LockMode::Read); };
+void TakeReadLock(Call& call) {
+  call.End();
+  call.shell.Locks().Acquire(call.caller, call.dataset, LockMode::Read);
 }
 
-Action TakeWriteLock(Call& call) {
-  return [&call](CallerLocks& locks) { locks.Acquire(call.caller, call.dataset, LockMode::Write); };
+void TakeWriteLock(Call& call) {
+  call.End();
+  call.shell.Locks().Acquire(call.caller, call.dataset, LockMode::Write);
 }
 
-Action TryWriteLock(Call& call) {
-  return [&call](CallerLocks& locks) { locks.TryWrite(call.caller, call.dataset); };
+void TryWriteLock(Call& call) {
+  call.End();
+  call.shell.Locks().TryWrite(call.caller, call.dataset);
 }
 
-Action ReleaseLocks(Call& call) {
-  return [&call](CallerLocks& locks) {
-    if (call.dataset == nullptr) return locks.ReleaseAll(call.caller);
-    locks.Release(call.caller, call.dataset);
-  };
+void ReleaseLocks(Call& call) {
+  call.End();
+  CallerLocks& locks = call.shell.Locks();
+  if (call.dataset == nullptr) return locks.ReleaseAll(call.caller);
+  locks.Release(call.caller, call.dataset);
 }
 
-Action ShowLocks(Call& call) {
-  return [&call](const CallerLocks& locks) {
-    std::vector<DatasetPtr> datasets{call.dataset};
-    if (call.dataset == nullptr) {
-      datasets = call.shell.Datasets();
-      std::erase_if(datasets,
-                    [&](const DatasetPtr& each) { return locks.StateOf(*each).IsFree(); });
+void TellObservers(Call& call) {
+  SvrDMWriteableDataSource& writer = call.Writer();
+  call.shell.Locks().Notify(call.caller, *call.dataset, writer);
+}
+
+void ShowLocks(Call& call) {
+  call.End();
+  const CallerLocks& locks = call.shell.Locks();
+  std::vector<DatasetPtr> datasets{call.dataset};
+  if (call.dataset == nullptr) {
+    datasets = call.shell.Datasets();
+    std::erase_if(datasets, [&](const DatasetPtr& each) { return locks.StateOf(*each).IsFree(); });
+  }
+  const std::vector<MutexState> mutexes = locks.MutexesOf(call.dataset.get());
+  const auto words = [&] {
+    std::vector<std::string> lines;
+    for (const DatasetPtr& each : datasets) {
+      lines.push_back(each->Name() + " (" + each->ID().ToString() +
+                      "): " + locks.StateOf(*each).ToText());
     }
-    const std::vector<MutexState> mutexes = locks.MutexesOf(call.dataset.get());
-    const auto words = [&] {
-      std::string lines;
-      const auto add = [&](const std::string& lock, const LockState& state) {
-        lines += (lines.empty() ? "" : "\n") + lock + ": " + state.ToText();
-      };
-      for (const DatasetPtr& each : datasets) {
-        add(each->Name() + " (" + each->ID().ToString() + ")", locks.StateOf(*each));
-      }
-      for (const auto& [dataset, users] : mutexes) {
-        add(dataset.empty() ? "the registry lock" : "the notification mutex of " + dataset, users);
-      }
-      return lines.empty() ? "no lock is held" : lines;
-    };
-    const auto json = [&] {
-      Json rows = Json::array();
-      for (const DatasetPtr& each : datasets) {
-        rows.push_back({{"dataset", each->Name()}, {"id", each->ID().ToString()}});
-        locks.StateOf(*each).AddTo(rows.back());
-      }
-      Json mutexRows = Json::array();
-      for (const auto& [dataset, users] : mutexes) {
-        mutexRows.push_back({{"dataset", dataset.empty() ? Json(nullptr) : Json(dataset)}});
-        users.AddTo(mutexRows.back());
-      }
-      return Json{{"event", "locks"}, {"datasets", rows}, {"mutexes", mutexRows}};
-    };
-    call.shell.Say(words, json);
+    for (const auto& [lock, dataset, users] : mutexes) {
+      lines.push_back(
+          (dataset.empty() ? "the registry lock" : "the notification mutex of " + dataset) + ": " +
+          users.ToText());
+    }
+    return lines.empty() ? "no lock is held" : Joined(lines, "\n");
   };
+  call.shell.Out().Say(words, [&] {
+    Json rows = Json::array();
+    for (const DatasetPtr& each : datasets) {
+      rows.push_back({{"dataset", each->Name()}, {"id", each->ID().ToString()}});
+      locks.StateOf(*each).AddTo(rows.back());
+    }
+    Json mutexRows = Json::array();
+    for (const auto& [lock, dataset, users] : mutexes) {
+      mutexRows.push_back({{"dataset", TextOrNull(dataset)}});
+      users.AddTo(mutexRows.back());
+    }
+    return Json{{"event", "locks"}, {"datasets", rows}, {"mutexes", mutexRows}};
+  });
 }
 
 }  // namespace sdmsh

@@ -16,8 +16,8 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <exception>
 #include <functional>
+#include <future>
 #include <list>
 #include <map>
 #include <memory>
@@ -36,10 +36,11 @@ class Shell;
 using Bound = std::chrono::milliseconds;
 
 using LockMode = LockReport::Mode;
+using ReaderPtr = std::shared_ptr<SvrDMInputDataSource>;
 
 // A caller with its thread. The destructor waits until the running job ends.
 //
-// Threads: the shell's thread.
+// Threads: the shell's thread. During Do, the caller's thread instead.
 class Caller {
  public:
   // The lock monitor stores `label`, up to 31 bytes, for the thread.
@@ -55,7 +56,7 @@ class Caller {
   // Starts a job on the caller's thread and does not wait for it. The thread must have no job.
   void Start(std::function<void()> job);
   // Waits until the job ends. Throws what the job threw.
-  void Finish();
+  void Finish() { result_.get(); }
   // Whether the job has ended; true if there is none.
   bool HasFinished() const;
 
@@ -64,12 +65,11 @@ class Caller {
 
   const std::string name_;
   const std::string label_;
-  bool isBusy_ = false;  // true from Start to Finish
-  mutable std::mutex mutex_;
+  std::future<void> result_;  // of the job; not valid if there is no job
+  std::mutex mutex_;
   std::condition_variable_any changed_;
-  std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
-  std::exception_ptr failure_;  // guarded by mutex_; what the job threw, null if it did not throw
-  std::jthread thread_;         // must be the last member: the thread uses the others
+  std::packaged_task<void()> job_;  // to be run next; guarded by mutex_
+  std::jthread thread_;             // must be the last member: the thread uses the others
 };
 
 // A lock on a dataset that a caller holds or waits for.
@@ -79,7 +79,7 @@ struct Hold {
   LockMode mode;
   // Set by the caller's thread when it has acquired the lock. A SvrDMWriteableDataSource for a
   // write lock.
-  std::unique_ptr<SvrDMInputDataSource> handle = nullptr;
+  ReaderPtr handle = nullptr;
   bool isAcquired = false;
 
   SvrDMWriteableDataSource& Writer() const {
@@ -113,7 +113,8 @@ struct LockState {
 // operation, so the shell finds one in use only if a thread outside the shell is in an operation,
 // perhaps stuck there.
 struct MutexState {
-  std::string dataset;  // empty for the registry lock
+  LockReport::Lock lock;
+  std::string dataset;  // its name; empty for the registry lock
   LockState users;
 };
 
@@ -121,8 +122,8 @@ struct MutexState {
 // CommandError if a caller still waits after `bound` although no known holder blocks it. Then the
 // lock was acquired outside the shell before the lock monitor started.
 //
-// Threads: the shell's thread. One object at a time: the constructor starts the lock monitor, and
-// the destructor stops it.
+// Threads: as for Caller. One object at a time: the constructor starts the lock monitor, and the
+// destructor stops it.
 class CallerLocks {
  public:
   // Borrows the registry and the shell. Prints events with the shell.
@@ -137,6 +138,7 @@ class CallerLocks {
   // If the lock is not free, prints that the caller waits, and returns. If a deadlock results,
   // prints the deadlock. Refused if the caller already waits, and if the lock will never be
   // released.
+  // Threads: the shell's thread.
   void Acquire(Caller& caller, const DatasetPtr& dataset, LockMode mode);
 
   // Does not wait. If the lock is not free, prints that the try failed; after a failed try, no lock
@@ -149,23 +151,19 @@ class CallerLocks {
   // another lock. Prints the messages that observers receive, and which callers get the lock.
   // Refused if the caller holds no lock on the dataset. If the notification pass throws, the lock
   // stays held.
-  void Release(Caller& caller, const DatasetPtr& dataset);
+  void Release(Caller& caller, DatasetPtr dataset);
   // Releases all locks of the caller in the same way, the last acquired first.
   void ReleaseAll(Caller& caller);
 
-  // Runs `work` on the caller's thread under the last lock that the caller acquired on the dataset,
-  // or else under a temporary read lock. Refused if the temporary lock is not free.
-  void Read(Caller& caller, const DatasetPtr& dataset,
-            const std::function<void(SvrDMInputDataSource&)>& work);
-  // Like Read, but returns false without running `work` if the read lock is not free.
-  bool TryRead(Caller& caller, const DatasetPtr& dataset,
-               const std::function<void(SvrDMInputDataSource&)>& work);
-  // Runs `work` on the caller's thread with the caller's writer. Refused if the caller does not
-  // hold the write lock or is waiting for a lock.
-  void Write(Caller& caller, const OpenDataset& dataset,
-             const std::function<void(SvrDMWriteableDataSource&)>& work);
-  // Notifies observers of the changes so far and keeps the lock. Refused like Write.
-  void Notify(Caller& caller, const OpenDataset& dataset);
+  // A handle of the last lock that the caller acquired on the dataset, or else of a read lock that
+  // is released with the pointer. Null if that read lock is not free.
+  ReaderPtr TryRead(const Caller& caller, OpenDataset& dataset) const;
+  // Like TryRead, but refused if the read lock is not free.
+  ReaderPtr Read(const Caller& caller, OpenDataset& dataset) const;
+  // The caller's writer. Refused if the caller does not hold the write lock or waits for a lock.
+  SvrDMWriteableDataSource& Writer(const Caller& caller, const OpenDataset& dataset) const;
+  // Notifies observers of the changes so far and keeps the lock.
+  void Notify(const Caller& caller, const OpenDataset& dataset, SvrDMWriteableDataSource& writer);
 
   LockState StateOf(const OpenDataset& dataset) const;
   // The mutexes in use; with a dataset, only its notification mutex.
@@ -187,7 +185,7 @@ class CallerLocks {
  private:
   using Place = std::list<Hold>::iterator;
 
-  Place Start(Caller& caller, const DatasetPtr& dataset, LockMode mode, bool tryOnly = false);
+  Place Start(Caller& caller, const DatasetPtr& dataset, LockMode mode);
   void Finish(Place asked);
   const Hold* Asked(const Caller& caller) const;
   void RefuseWaiting(const Caller& caller) const;

@@ -73,92 +73,76 @@ std::string RegistryObserver::HandleOf(LocallyUniqueID id) const {
 // ---------------------------------------------------------------------------------------------
 // Commands
 
-Action Observe(Call& call) {
-  return [&call] {
-    call.dataset->Observe(call.caller.Name());
-    call.Say("observes", call.caller.Name() + " observes " + call.dataset->Name());
-  };
+void Observe(Call& call) {
+  call.End();
+  call.dataset->Observe(call.caller.Name());
+  call.Say("observes", call.caller.Name() + " observes " + call.dataset->Name());
 }
 
-Action Unobserve(Call& call) {
-  return [&call] {
-    const std::string& caller = call.caller.Name();
-    if (!call.dataset->IsObservedBy(caller)) {
-      throw CommandError(caller + " does not observe " + call.dataset->Name());
-    }
-    call.dataset->Unobserve(caller);
-    call.Say("observesNoLonger", caller + " no longer observes " + call.dataset->Name());
-  };
+void Unobserve(Call& call) {
+  call.End();
+  const std::string& caller = call.caller.Name();
+  if (!call.dataset->IsObservedBy(caller)) {
+    throw CommandError(caller + " does not observe " + call.dataset->Name());
+  }
+  call.dataset->Unobserve(caller);
+  call.Say("observesNoLonger", caller + " no longer observes " + call.dataset->Name());
 }
 
-Action TellObservers(Call& call) {
-  return [&call](CallerLocks& locks) { locks.Notify(call.caller, *call.dataset); };
-}
-
-Action WatchRegistry(Call& call) {
+void WatchRegistry(Call& call) {
   call.Expect("registry");
-  return [&call] {
-    const std::string& caller = call.caller.Name();
-    ServerDataManager& registry = call.shell.Registry();
-    const auto [watch, isNew] =
-        call.shell.Watches().try_emplace(caller, registry, call.shell.Out(), caller);
-    if (!isNew) registry.Register(watch->second);  // the observer is now notified last
-    call.Say("watches", caller + " watches the registry");
-  };
+  call.End();
+  const std::string& caller = call.caller.Name();
+  ServerDataManager& registry = call.shell.Registry();
+  const auto [watch, isNew] =
+      call.shell.Watches().try_emplace(caller, registry, call.shell.Out(), caller);
+  if (!isNew) registry.Register(watch->second);  // the observer is now notified last
+  call.Say("watches", caller + " watches the registry");
 }
 
-Action UnwatchRegistry(Call& call) {
+void UnwatchRegistry(Call& call) {
   call.Expect("registry");
-  return [&call] {
-    const std::string& caller = call.caller.Name();
-    if (call.shell.Watches().erase(caller) == 0) {
-      throw CommandError(caller + " does not watch the registry");
-    }
-    call.Say("watchesNoLonger", caller + " no longer watches the registry");
-  };
+  call.End();
+  const std::string& caller = call.caller.Name();
+  if (call.shell.Watches().erase(caller) == 0) {
+    throw CommandError(caller + " does not watch the registry");
+  }
+  call.Say("watchesNoLonger", caller + " no longer watches the registry");
 }
 
-Action BindClient(Call& call) {
+void BindClient(Call& call) {
   const std::string client = call.Accept("off") ? "" : call.caller.Name();
-  return [=, &call](SvrDMWriteableDataSource&) {
-    const std::string dataset = call.dataset->Name();
-    call.dataset->BindClient(client);
-    call.Say("client",
-             client.empty() ? dataset + " has no client" : client + " is the client of " + dataset,
-             [&] {
-               return Json{{"caller", TextOrNull(client)}};
-             });
-  };
+  call.Writer();  // the write lock is necessary
+  const std::string dataset = call.dataset->Name();
+  call.dataset->BindClient(client);
+  call.Say("client",
+           client.empty() ? dataset + " has no client" : client + " is the client of " + dataset,
+           {{"caller", TextOrNull(client)}});
 }
 
-Action ReportError(Call& call) {
+void ReportError(Call& call) {
   const bool isError = call.TakeOneOf({"error", "warning"}) == 0;
   const std::string text = call.Take("TEXT");
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    const int countBefore = call.dataset->ReportCount();
-    writer.GetErrorMonitor().Report(ErrorText(text, isError ? ErrorText::kError : kWarning));
-    if (call.dataset->ReportCount() > countBefore) return;
-    const std::string client = call.dataset->Client();
-    const std::string dataset = call.dataset->Name();
-    call.Say("notReported",
-             client.empty() ? "  not reported: " + dataset + " has no client"
-                            : "  not reported: warnings on " + dataset + " are off",
-             [&] {
-               return Json{{"caller", TextOrNull(client)}};
-             });
-  };
+  SvrDMWriteableDataSource& writer = call.Writer();
+  const int countBefore = call.dataset->ReportCount();
+  writer.GetErrorMonitor().Report(ErrorText(text, isError ? ErrorText::kError : kWarning));
+  if (call.dataset->ReportCount() > countBefore) return;
+  const std::string client = call.dataset->Client();
+  const std::string dataset = call.dataset->Name();
+  call.Say("notReported",
+           client.empty() ? "  not reported: " + dataset + " has no client"
+                          : "  not reported: warnings on " + dataset + " are off",
+           {{"caller", TextOrNull(client)}});
 }
 
-Action SwitchWarnings(Call& call) {
+void SwitchWarnings(Call& call) {
   const bool on = call.TakeOnOff();
-  return [=](SvrDMWriteableDataSource& writer) {
-    InteractiveErrorMonitor& monitor = writer.GetErrorMonitor();
-    if (on) {
-      monitor.ReportWarnings();
-    } else {
-      monitor.DoNotReportWarnings();
-    }
-  };
+  InteractiveErrorMonitor& monitor = call.Writer().GetErrorMonitor();
+  if (on) {
+    monitor.ReportWarnings();
+  } else {
+    monitor.DoNotReportWarnings();
+  }
 }
 
 }  // namespace sdmsh

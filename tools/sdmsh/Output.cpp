@@ -161,8 +161,7 @@ std::string Table::TakeText(const Output& output) {
     from = to;
   } while (from < columns_.size());
   rows_.clear();
-  if (!text.empty()) text.pop_back();
-  return text;
+  return WithoutLastLineFeed(std::move(text));
 }
 
 std::size_t Table::EndOfBlock(std::size_t from, std::size_t limit) const {
@@ -225,10 +224,15 @@ std::string OnOneLine(std::string_view text) {
   return line;
 }
 
-std::string Joined(const std::vector<std::string>& texts) {
+std::string Joined(const std::vector<std::string>& texts, const char* separator) {
   std::string joined;
-  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : separator) + text;
   return joined;
+}
+
+std::string WithoutLastLineFeed(std::string text) {
+  if (text.ends_with('\n')) text.pop_back();
+  return text;
 }
 
 std::string OrNone(const std::string& text) {

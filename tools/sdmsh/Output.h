@@ -181,8 +181,10 @@ std::string Padded(const std::string& text, std::size_t width);
 // separator) with the replacement character U+FFFD. All other text is unchanged.
 std::string OnOneLine(std::string_view text);
 
-// The texts, separated by commas.
-std::string Joined(const std::vector<std::string>& texts);
+// The texts, with `separator` between them.
+std::string Joined(const std::vector<std::string>& texts, const char* separator = ", ");
+
+std::string WithoutLastLineFeed(std::string text);
 
 // The text, or "none" if it is empty.
 std::string OrNone(const std::string& text);

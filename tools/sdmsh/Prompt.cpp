@@ -42,7 +42,8 @@ class Player {
   bool Play(const std::function<bool(std::string&)>& read) {
     bool good = true;
     std::string text;
-    while ((good || !IsScript()) && !shell_.IsOver() && shell_.IsHeard() && read(text)) {
+    while ((good || !IsScript()) && !shell_.IsOver() && shell_.Out().ReachesItsReader() &&
+           read(text)) {
       if (text.ends_with('\r')) text.pop_back();
       ++line_;
       if (!IsScript()) ForgetInterrupt();  // an earlier ctrl-C must not end the next command
@@ -56,7 +57,7 @@ class Player {
   bool CloseDown(bool isReadToEnd) {
     line_ = 0;
     bool good = isReadToEnd;
-    if (!good) shell_.Fail(file_, 0, "the input cannot be read to its end");
+    if (!good) shell_.Out().Fail(file_, 0, "the input cannot be read to its end");
     return Succeeds([&] { good = shell_.CloseDown(file_) && good; }) && good;
   }
 
@@ -79,7 +80,7 @@ class Player {
       return {
           {"event", "command"}, {"line", line_}, {"caller", line.caller}, {"words", line.words}};
     };
-    shell_.Say([&] { return (isCommand ? "> " : "") + text; }, json);
+    shell_.Out().Say([&] { return (isCommand ? "> " : "") + text; }, json);
   }
 
   template <class Work>
@@ -91,9 +92,9 @@ class Player {
       return true;
     } catch (const std::bad_alloc&) {
       reserve_.reset();
-      shell_.Fail(file_, line, "not enough memory");
+      shell_.Out().Fail(file_, line, "not enough memory");
     } catch (const CommandError& error) {
-      shell_.Fail(file_, line, error.what());
+      shell_.Out().Fail(file_, line, error.what());
     }
     return false;
   }
@@ -167,7 +168,7 @@ class Terminal {
     try {
       OpenHistory(HistoryFile());
     } catch (const std::exception& error) {
-      shell_.Fail("", 0, std::string("no history is kept: ") + error.what());
+      shell_.Out().Fail("", 0, std::string("no history is kept: ") + error.what());
     }
   }
 
@@ -264,7 +265,7 @@ class Terminal {
     history(history_.get(), &event, H_ENTER, line.c_str());
     if (!kept_.is_open() || kept_ << line << std::endl) return;
     kept_.close();
-    shell_.Fail("", 0, "no history is kept any more: its file cannot be written");
+    shell_.Out().Fail("", 0, "no history is kept any more: its file cannot be written");
   }
 
   unsigned char Complete() {

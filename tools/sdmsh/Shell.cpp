@@ -4,7 +4,6 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "Variables.h"
 
 #include <ServerDataManager/serverdatamgr.h>
 
@@ -66,31 +65,17 @@ void Shell::Run(const std::string& caller, const std::vector<std::string>& words
   Call call(command, {words.begin() + 1, words.end()}, *this, locks_.CallerNamed(caller));
   try {
     if (TakesDataset(command, call)) call.dataset = Find(call.caller, call.Take("DATASET"));
-    const Action action = command.run(call);
-    call.End();
-    Perform(call, action);
+    if (command.mayWait) {
+      command.run(call);
+    } else {
+      call.caller.Do([&] { command.run(call); });
+    }
     new_.reset();
     output_.SayNotices();
   } catch (...) {
     output_.TakeLoss();  // the exception is reported instead
     DropNew();
     throw;
-  }
-}
-
-void Shell::Perform(Call& call, const Action& action) {
-  if (const auto* const work = std::get_if<Work>(&action)) {
-    call.caller.Do(*work);
-  } else if (const auto* const lockWork = std::get_if<LockWork>(&action)) {
-    (*lockWork)(locks_);
-  } else if (const auto* const readWork = std::get_if<ReadWork>(&action)) {
-    locks_.Read(call.caller, call.dataset, *readWork);
-  } else if (const auto* const writeWork = std::get_if<WriteWork>(&action)) {
-    locks_.Write(call.caller, *call.dataset, *writeWork);
-  } else {
-    locks_.Write(call.caller, *call.dataset, [&](SvrDMWriteableDataSource& writer) {
-      std::get<EditWork>(action)(SourceOf(writer, *call.dataset));
-    });
   }
 }
 

@@ -66,17 +66,6 @@ class Shell {
   // std::bad_alloc if memory runs out or some output was lost. The shell stays usable either way.
   void Execute(const std::string& caller, const std::vector<std::string>& words);
 
-  // Prints an event, in words or as JSON: see Output::Say.
-  template <class Words, class Members>
-  void Say(const Words& words, const Members& json) {
-    output_.Say(words, json);
-  }
-  void Fail(const std::string& file, int line, const std::string& text) {
-    output_.Fail(file, line, text);
-  }
-  // False after a write to the output failed. Stays false from then on.
-  bool IsHeard() const { return output_.ReachesItsReader(); }
-
   Output& Out() { return output_; }
   ServerDataManager& Registry() { return registry_; }
   CallerLocks& Locks() { return locks_; }
@@ -120,7 +109,6 @@ class Shell {
 
  private:
   void Run(const std::string& caller, const std::vector<std::string>& words);
-  void Perform(Call& call, const Action& action);
   void DropNew();
 
   ServerDataManager& registry_;

@@ -33,26 +33,25 @@ bool HasQueuedReset(const SvrDMWriteableDataSource& writer) {
 // Runs `edit` on the cases of the call's dataset. If the data source is not a MemoryDataSource, for
 // example a clone or a filtered source, edits a copy and replaces the source with the copy.
 template <class Edit>
-Action EditCases(Call& call, Edit edit) {
-  return [=, &call](SvrDMWriteableDataSource& writer) {
-    ORVX_DataSource& present = SourceOf(writer, *call.dataset);
-    std::unique_ptr<MemoryDataSource> copy;
-    auto* source = dynamic_cast<MemoryDataSource*>(&present);
-    if (source == nullptr) {
-      copy = MemoryDataSource::CopyOf(present);
-      source = copy.get();
-    }
-    const long long rowsBefore = source->RowCount();
-    edit(*source);
-    source->SetDirty(true);
-    if (copy != nullptr) writer.SetDataSet(std::move(copy));
-    writer.IncrementCaseSequence();
-    // Messages carry no values, so a reset message makes clients read the cases again. The pass
-    // itself queues this message if the number of cases differs.
-    if (source->RowCount() != rowsBefore || HasQueuedReset(writer)) return;
-    writer.AddNotification(new DEMessages::ResetClientDataMsg(
-        0, writer.GetDataSetID(), writer.GetCaseSequence(), rowsBefore));
-  };
+void EditCases(Call& call, Edit edit) {
+  ORVX_DataSource& present = call.Source();
+  std::unique_ptr<MemoryDataSource> copy;
+  auto* source = dynamic_cast<MemoryDataSource*>(&present);
+  if (source == nullptr) {
+    copy = MemoryDataSource::CopyOf(present);
+    source = copy.get();
+  }
+  const long long rowsBefore = source->RowCount();
+  edit(*source);
+  source->SetDirty(true);
+  SvrDMWriteableDataSource& writer = call.Writer();
+  if (copy != nullptr) writer.SetDataSet(std::move(copy));
+  writer.IncrementCaseSequence();
+  // Messages carry no values, so a reset message makes clients read the cases again. The pass
+  // itself queues this message if the number of cases differs.
+  if (source->RowCount() != rowsBefore || HasQueuedReset(writer)) return;
+  writer.AddNotification(new DEMessages::ResetClientDataMsg(0, writer.GetDataSetID(),
+                                                            writer.GetCaseSequence(), rowsBefore));
 }
 
 // The position of case `number`, which counts from 1.
@@ -169,20 +168,20 @@ std::vector<double> ValuesOf(const std::string& text, const MemoryDataSource& so
 
 }  // namespace
 
-Action SetCaseValue(Call& call) {
+void SetCaseValue(Call& call) {
   const std::string name = call.Take("VARIABLE");
   const int number = call.TakeNumber("CASE");
   const std::string value = call.Take("VALUE");
-  return EditCases(call, [=](MemoryDataSource& source) {
+  EditCases(call, [&](MemoryDataSource& source) {
     const int position = PositionOf(source, name);
     const ORVX_Variable& variable = std::as_const(source).GetVariable(position);
     source.SetValue(RowOf(source, number), position, ValueOrMissing(variable, value));
   });
 }
 
-Action AppendCase(Call& call) {
+void AppendCase(Call& call) {
   const std::vector<std::string> words = call.TakeRest("VALUE");
-  return EditCases(call, [=](MemoryDataSource& source) {
+  EditCases(call, [&](MemoryDataSource& source) {
     const auto count = static_cast<std::size_t>(source.ColumnCount());
     if (words.size() != count) {
       throw CommandError("a case has " + std::to_string(count) + " values, not " +
@@ -196,21 +195,21 @@ Action AppendCase(Call& call) {
   });
 }
 
-Action DeleteCases(Call& call) {
+void DeleteCases(Call& call) {
   const int first = call.TakeNumber("NUMBER");
   const int last = call.Accept("to") ? call.TakeNumber("NUMBER") : first;
-  return EditCases(call, [=](MemoryDataSource& source) {
+  EditCases(call, [&](MemoryDataSource& source) {
     if (last < first) throw CommandError("the last case comes before the first");
     source.DeleteCases(RowOf(source, first), RowOf(source, last));
   });
 }
 
-Action Compute(Call& call) {
+void Compute(Call& call) {
   const std::string name = call.Take("NAME");
   call.Expect("=");
   std::string text;
   for (const std::string& word : call.TakeRest("EXPRESSION")) text += word + " ";
-  return EditCases(call, [=, &call](MemoryDataSource& source) {
+  EditCases(call, [&](MemoryDataSource& source) {
     Output& output = call.shell.Out();
     if (FindByName(source, name) < 0) {
       RefuseTakenName(source, name);  // refuses an empty name

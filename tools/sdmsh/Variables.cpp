@@ -2,22 +2,17 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "OpenDataset.h"
 
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/ValueText.h>
 #include <liborvxdemg/DictionaryText.h>
-#include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
 #include <cmath>
 
 namespace sdmsh {
-namespace {
 
 using DictionaryText::Quoted;
-
-}  // namespace
 
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source) {
   std::vector<ORVX_Variable> variables;
@@ -104,13 +99,6 @@ std::string ValueText(const ORVX_Variable& variable, const DataValue& value) {
   if (number == nullptr) return std::get<std::string>(value);
   const std::string text = FormatValue(variable.GetFormat(), *number);
   return text.empty() ? DictionaryText::Number(*number) : text;
-}
-
-ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset) {
-  if (*writer == nullptr) {
-    throw CommandError(dataset.Name() + " has no data source; `source` gives it one");
-  }
-  return **writer;
 }
 
 }  // namespace sdmsh

@@ -12,11 +12,8 @@
 #include <vector>
 
 class ORVX_DataSource;
-class SvrDMWriteableDataSource;
 
 namespace sdmsh {
-
-class OpenDataset;
 
 // Copies of all variables, in the order of the source.
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
@@ -54,9 +51,6 @@ DataValue ValueFor(const ORVX_Variable& variable, const std::string& word);
 // The value as it is shown: a string as it is, a date or time by the format of the variable, any
 // other number as DictionaryText::Number.
 std::string ValueText(const ORVX_Variable& variable, const DataValue& value);
-
-// The writer's data source. Refuses a dataset that has no data source.
-ORVX_DataSource& SourceOf(SvrDMWriteableDataSource& writer, const OpenDataset& dataset);
 
 }  // namespace sdmsh
 
