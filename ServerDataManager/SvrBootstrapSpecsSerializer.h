@@ -51,8 +51,8 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
   //
   // An empty variable list in `input` leaves the list in `specs` unchanged; split ends and case
   // statistics are appended to those in `specs`. So decode into a new object. Values are not
-  // validated. If the version is not 1, `specs` is unchanged and memory of the size of `input`
-  // leaks. If decoding throws std::bad_alloc, `specs` has the fields decoded so far.
+  // validated. If the version is not 1, `specs` is unchanged and a copy of `input` leaks. If
+  // decoding throws std::bad_alloc, `specs` has the fields decoded so far.
   static void deserializeSpecs(const std::string& input, SvrBootstrapSpecs& specs);
 
   // The result of checkSpecs.

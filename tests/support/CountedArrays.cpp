@@ -7,8 +7,7 @@
 support::Arrays support::arrays;
 
 void* operator new[](std::size_t size) {
-  void* const storage = operator new(size + support::arrays.behind.size());
-  support::arrays.behind.copy(static_cast<char*>(storage) + size, std::string_view::npos);
+  void* const storage = operator new(size);
   ++support::arrays.taken;
   support::arrays.lastSize = size;
   return storage;

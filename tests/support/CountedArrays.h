@@ -7,7 +7,6 @@
 #define TESTS_SUPPORT_COUNTEDARRAYS_H_
 
 #include <cstddef>
-#include <string_view>
 
 namespace support {
 
@@ -15,7 +14,6 @@ struct Arrays {
   int taken = 0;
   int freed = 0;
   std::size_t lastSize = 0;  // of the last allocation, in bytes
-  std::string_view behind;   // bytes placed after the end of every array
 };
 
 // Counts since the start of the program, or since a test set `arrays` to {}.

@@ -198,6 +198,61 @@ TEST(BootstrapBytes, BigEndianBytesAreDecoded) {
   EXPECT_EQ(All(ReadFrom(kBigEndian)), All(FullBootstrapSpecs()));
 }
 
+// Returns the bytes of `specs` as a machine of the other byte order writes them.
+std::string SwappedBytesOf(const Specs& specs) {
+  std::string bytes = BytesOf(specs);
+  std::size_t at = 0;
+  const auto swap = [&](unsigned int size, std::size_t count) {
+    for (; count > 0; --count, at += size) DoSwapBytes(bytes.data() + at, size);
+  };
+  swap(2, 1);
+  swap(4, 2);
+  for (const auto* list :
+       {&specs.GetStrataVarList(), &specs.GetDependVarList(), &specs.GetInputVarList(),
+        &specs.GetPredictedVarList(), &specs.GetResidualVarList()}) {
+    swap(4, 1 + list->size());
+  }
+  swap(4, 1 + specs.SplitEnds().size() + 1);
+  for (std::size_t stat = specs.CaseStats().size(); stat > 0; --stat) {
+    swap(8, 1);
+    swap(4, 1);
+  }
+  swap(8, 1);
+  swap(4, 2);
+  return bytes;
+}
+
+// The decoder swaps 4 numbers at a time, in groups of 128.
+TEST(BootstrapBytes, ListsOfAnyLengthInTheOtherByteOrderAreDecoded) {
+  for (const int length : {0, 1, 3, 4, 5, 127, 128, 129, 131, 255, 256, 300}) {
+    Specs specs;
+    std::vector<int> list;
+    for (int i = 0; i < length; ++i) {
+      list.push_back(0x01020304 * (i % 100) - i);
+      specs.SplitEnds().push_back(0x04030201U * static_cast<unsigned int>(i));
+      specs.CaseStats().emplace_back(i / 3.0, 0x01030204U + static_cast<unsigned int>(i));
+    }
+    specs.SetStrataVarList(list);
+    specs.SetResidualVarList(list);
+    const std::string bytes = SwappedBytesOf(specs);
+    EXPECT_EQ(All(ReadFrom(bytes)), All(specs)) << length << " elements";
+
+    Specs twice = ReadFrom(bytes);
+    Serializer::deserializeSpecs(bytes, twice);
+    EXPECT_THAT(twice.SplitEnds(), SizeIs(2 * specs.SplitEnds().size()));
+  }
+}
+
+// The test shortens the string in place, so the missing bytes still follow its end in memory.
+TEST(BootstrapBytes, ThatAreTruncatedAreReadPastTheirEnd) {
+  for (std::size_t length = 6; length < kNative.size(); ++length) {
+    std::string bytes = kNative;
+    bytes.resize(length);
+    bytes.data()[length] = kNative[length];  // instead of the terminator
+    EXPECT_EQ(All(ReadFrom(bytes)), All(FullBootstrapSpecs())) << "cut after " << length;
+  }
+}
+
 TEST(BootstrapBytes, WithAnyMarkOtherThan1AreDecodedAsSwapped) {
   const std::string swapped = kSwapped.substr(2);
   for (const int mark : {0, 2, 7, 0x0101, 0x0700, 0xFFFF}) {
