@@ -1,4 +1,4 @@
-// Tests of the command that describes values, and of its statistics.
+// Tests of the command that describes values.
 
 #include "ShellTest.h"
 
@@ -6,96 +6,11 @@
 #include <Locks.h>
 #include <OpenDataset.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
-#include <Statistics.h>
-
-#include <cmath>
-#include <limits>
-#include <vector>
 
 namespace sdmsh {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-
-Statistics Of(std::vector<WeightedValue> values) {
-  return StatisticsOf(values);
-}
-
-// ---------------------------------------------------------------------------------------------
-// Statistics
-
-TEST(Statistics, DoNotDependOnTheOrderOfTheValues) {
-  const Statistics result = Of({{4, 1}, {1, 1}, {3, 1}, {2, 1}});
-  EXPECT_EQ(result.count, 4);
-  EXPECT_DOUBLE_EQ(result.mean, 2.5);
-  EXPECT_DOUBLE_EQ(result.deviation, std::sqrt(5.0 / 3));
-  EXPECT_EQ(result.minimum, 1);
-  EXPECT_EQ(result.maximum, 4);
-  EXPECT_THAT(result.quartiles, ElementsAre(1.75, 2.5, 3.25));
-}
-
-TEST(Statistics, TreatAWeightAsTheNumberOfTimesThatAValueOccurs) {
-  const Statistics weighted = Of({{1, 3}, {5, 1}, {9, 2}});
-  const Statistics repeated = Of({{1, 1}, {1, 1}, {1, 1}, {5, 1}, {9, 1}, {9, 1}});
-  EXPECT_EQ(weighted.count, repeated.count);
-  EXPECT_DOUBLE_EQ(weighted.mean, repeated.mean);
-  EXPECT_DOUBLE_EQ(weighted.deviation, repeated.deviation);
-  EXPECT_EQ(weighted.quartiles, repeated.quartiles);
-}
-
-TEST(Statistics, DeviationIsExactForLargeValuesThatDifferLittle) {
-  EXPECT_DOUBLE_EQ(Of({{1e9 + 1, 1}, {1e9 + 2, 1}, {1e9 + 3, 1}}).deviation, 1);
-}
-
-TEST(Statistics, AreUndefinedWithoutValues) {
-  const Statistics result = Of({});
-  EXPECT_EQ(result.count, 0);
-  for (const double each : {result.mean, result.deviation, result.minimum, result.quartiles[0],
-                            result.quartiles[1], result.quartiles[2], result.maximum}) {
-    EXPECT_TRUE(std::isnan(each));
-  }
-}
-
-TEST(Statistics, DeviationOfASingleValueIsUndefined) {
-  const Statistics result = Of({{7, 1}});
-  EXPECT_TRUE(std::isnan(result.deviation));
-  EXPECT_THAT(result.quartiles, ElementsAre(7, 7, 7));
-}
-
-TEST(Statistics, QuartilesAreDefinedIfTheWeightsAddUpToLessThanOne) {
-  EXPECT_THAT(Of({{1, 0.25}, {2, 0.25}}).quartiles, ElementsAre(1, 1, 1));
-}
-
-TEST(Statistics, QuartilesBetweenTheLargestNumbersDoNotOverflow) {
-  EXPECT_EQ(Of({{-1e308, 1}, {1e308, 1}}).quartiles[1], 0);
-}
-
-TEST(Statistics, QuartilesBetweenInfiniteValuesAreInfiniteNotNaN) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  EXPECT_THAT(Of({{kInfinity, 1}, {kInfinity, 1}, {1, 1}}).quartiles,
-              ElementsAre(kInfinity, kInfinity, kInfinity));
-}
-
-TEST(Histogram, ShowsTheWeightOfEachPartOfTheRangeAsAHeight) {
-  const std::vector<WeightedValue> sorted = {{0, 8}, {1, 4}, {3, 1}};
-  EXPECT_EQ(Histogram(sorted, 4), "█▄ ▁");
-}
-
-TEST(Histogram, HasOneBlockForEqualValues) {
-  const std::vector<WeightedValue> sorted = {{5, 1}, {5, 1}};
-  EXPECT_EQ(Histogram(sorted, 3), "█  ");
-}
-
-TEST(Histogram, IsEmptyWithoutValuesAndForAnInfiniteRange) {
-  const std::vector<WeightedValue> infinite = {{1, 1},
-                                               {std::numeric_limits<double>::infinity(), 1}};
-  EXPECT_EQ(Histogram({}, 3), "");
-  EXPECT_EQ(Histogram(infinite, 3), "");
-}
-
-// ---------------------------------------------------------------------------------------------
-// The command
 
 class Describing : public ShellTest {
  protected:

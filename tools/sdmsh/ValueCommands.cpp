@@ -8,6 +8,7 @@
 
 #include <libdatasrc/MemoryDataSource.h>
 #include <libdatasrc/OBS.h>
+#include <libdatasrc/Summary.h>
 #include <liborvxdemg/DictionaryText.h>
 #include <liborvxdemg/ResetClientDataMsg.h>
 #include <muParser.h>
@@ -110,7 +111,7 @@ class Expression {
   double ValueOf(long long row) {
     for (Operand& operand : operands_) {
       const DataValue value = source_.GetValue(row, operand.position);
-      if (IsMissing(operand.variable, value)) return kMissingNumber;
+      if (Summary::IsMissing(operand.variable, value)) return kMissingNumber;
       operand.number = std::get<double>(value);
     }
     const double result = parser_.Eval();

@@ -8,7 +8,6 @@
 #include <liborvxdemg/DictionaryText.h>
 
 #include <algorithm>
-#include <cmath>
 
 namespace sdmsh {
 
@@ -73,13 +72,6 @@ void RefuseTakenName(const ORVX_DataSource& source, const std::string& name) {
   if (FindByName(source, name) >= 0) {
     throw CommandError("there is a variable " + Quoted(name) + " already");
   }
-}
-
-bool IsMissing(const ORVX_Variable& variable, const DataValue& value) {
-  const auto* const number = std::get_if<double>(&value);
-  if (number != nullptr ? std::isnan(*number) : std::get<std::string>(value).empty()) return true;
-  const std::vector<DataValue>& declared = variable.GetMissingValues().values;
-  return std::ranges::find(declared, value) != declared.end();
 }
 
 DataValue ValueFor(const ORVX_Variable& variable, const std::string& word) {

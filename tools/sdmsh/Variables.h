@@ -39,10 +39,6 @@ std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<st
 // Refuses an empty name, and the name of a variable.
 void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
 
-// Whether the value is missing: a missing number, an empty string, or a value that the variable
-// declares missing.
-bool IsMissing(const ORVX_Variable& variable, const DataValue& value);
-
 // Converts a word to a value of the variable: the word itself for a string variable; otherwise a
 // decimal number, or a date or time if the format of the variable is for dates or times. Refuses
 // any other word, and a string longer than the variable.
