@@ -245,8 +245,8 @@ ValueLabels FileColumn::Labels(const TableSchema& schema) const {
   for (const auto* list : {&field_->categories, &field_->missing}) {
     for (const SchemaCategory& category : *list) {
       const DataValue value = ValueOf(category, schema);
-      if (category.label.empty()) continue;
-      if (!labels.emplace(value, category.label).second) {
+      if (!category.label) continue;
+      if (!labels.emplace(value, *category.label).second) {
         schema.Fail(category.position, "second label for the same value");
       }
     }

@@ -61,6 +61,11 @@ constexpr std::array<Form, 16> kForms = {
      {"list", "default"},
      {"any", "default"}}};
 
+std::optional<std::string> OptionalLabel(const SchemaJson& json, const JsonValue& object) {
+  const auto* label = json.OptionalMember<std::string>(object, "label");
+  return label != nullptr ? std::optional(*label) : std::nullopt;
+}
+
 bool HasMinimum(Type type) {
   return type != Type::Any && type != Type::String && type != Type::Boolean;
 }
@@ -213,7 +218,7 @@ class FieldReader {
         field_.missing.push_back({*value, each.label, each.position});
       } else {
         texts->insert(text);
-        labels.push_back(text + "=" + each.label);
+        labels.push_back(text + "=" + each.label.value_or(""));
       }
     }
     field_.missingValues = texts;
@@ -243,9 +248,7 @@ class FieldReader {
     if (json.As<JsonValue::Object>() != nullptr) {
       value = json.Member("value");
       if (value == nullptr) json_.Fail(json, "category without a value");
-      if (const auto* label = json_.OptionalMember<std::string>(json, "label")) {
-        category.label = *label;
-      }
+      category.label = OptionalLabel(json_, json);
     }
     category.position = value->position;
     category.value = NumberOrText(*value, "the value of a category");
@@ -407,8 +410,7 @@ SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& o
       continue;
     }
     const auto& text = json.RequiredMember<std::string>(each, "value");
-    const auto* label = json.OptionalMember<std::string>(each, "label");
-    missing.labelled.push_back({text, label != nullptr ? *label : "", each.position});
+    missing.labelled.push_back({text, OptionalLabel(json, each), each.position});
   }
   missing.texts = texts;
   return missing;

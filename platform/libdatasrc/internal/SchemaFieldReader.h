@@ -15,7 +15,7 @@ namespace sdm_internal {
 // The member `missingValues` of a table or a field.
 struct SchemaMissingValues {
   std::shared_ptr<const MissingTexts> texts;  // given as strings; never null
-  std::vector<SchemaCategory> labelled;       // given as objects; the label may be empty
+  std::vector<SchemaCategory> labelled;       // given as objects
 };
 // Returns `otherwise` if `object` has no such member.
 SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& object,

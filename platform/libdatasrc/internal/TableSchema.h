@@ -95,7 +95,7 @@ using MissingTexts = TextSet;
 
 struct SchemaCategory {
   DataValue value;
-  std::string label;
+  std::optional<std::string> label;
   TextPosition position;  // of the value
 };
 
@@ -113,7 +113,7 @@ struct SchemaField {
   std::optional<int> width;
   std::optional<MeasurementLevel> level;
   std::optional<VariableFormat> format;
-  std::vector<SchemaCategory> missing;  // the values declared missing; the label may be empty
+  std::vector<SchemaCategory> missing;  // the values declared missing
   VariableAttributes attributes;
 };
 

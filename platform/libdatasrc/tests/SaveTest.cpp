@@ -147,6 +147,16 @@ TEST(SaveDelimited, GivesTheSameSourceWhenOpenedAgain) {
   EXPECT_EQ(TextOf(*SystemFileDataSource::Open(folder.Path("survey.tsv"))), TextOf(*survey));
 }
 
+TEST(SaveDelimited, KeepsValueLabelsWithAnEmptyText) {
+  const Folder folder;
+  MemoryDataSource source;
+  source.InsertVariable(0, Variable("a"), {1, 2});
+  source.GetVariable(0).SetValueLabels({{1.0, ""}, {2.0, "two"}});
+  SaveDelimited(source, folder.Path("a.csv"));
+  EXPECT_EQ(SystemFileDataSource::Open(folder.Path("a.csv"))->GetVariable(0).GetValueLabels(),
+            source.GetVariable(0).GetValueLabels());
+}
+
 TEST(SaveDelimited, KeepsInfinities) {
   const Folder folder;
   MemoryDataSource source;

@@ -315,6 +315,17 @@ TEST_F(SchemaData, DeclaredMissingValuesStayValuesAndHaveLabels) {
             "data.schema.json:1:39: 'x' is not a number, but the column is numeric");
 }
 
+TEST_F(SchemaData, ACategoryHasALabelOnlyIfTheSchemaHasOne) {
+  EXPECT_EQ(Variable("1\n", R"("type": "number",
+      "categories": [1, {"value": 2}, {"value": 3, "label": ""}])")
+                .GetValueLabels(),
+            (ValueLabels{{3.0, ""}}));
+  EXPECT_EQ(Variable("1\n", R"("type": "number",
+      "missingValues": [{"value": "1"}, {"value": "2", "label": ""}])")
+                .GetValueLabels(),
+            (ValueLabels{{2.0, ""}}));
+}
+
 TEST_F(SchemaData, MembersBeyondTheStandardSetFieldsOfTheVariable) {
   const ORVX_Variable text = Variable("ab\n", R"("type": "string", "width": 20, "level": "ordinal",
       "role": "target", "description": "d", "attributes": {"k": ["1", "2"]})");
