@@ -46,8 +46,8 @@
 // its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each
 // column), more if a record is longer than 128 KB. If the later records are much shorter than the
 // first, columns outgrow their estimated size, and one at a time is copied to a larger block. If a
-// column turns out to be text after values of another type, the file is read a second time for that
-// column.
+// column turns out to be text after values of another type or blank fields, the file is read a
+// second time for that column.
 
 #ifndef LIBDATASRC_SYSTEMFILEDATASOURCE_H_
 #define LIBDATASRC_SYSTEMFILEDATASOURCE_H_

@@ -243,6 +243,7 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
         return;
       }
       word = MissingWords::kBlank;
+      part.hasBlanks = true;
     }
     if (IsRequired(rules)) {
       part.brokenBy = row;
@@ -318,6 +319,7 @@ void ReadColumn(const RecordBlock& block, std::size_t field, Type type, const Co
                 ColumnPart& part) {
   part.type = type;
   part.widest = 0;
+  part.hasBlanks = false;
   part.firstValue = part.refutedBy = part.brokenBy = ColumnPart::kNone;
   part.reason = Reason::OtherValue;
   part.missing.clear();

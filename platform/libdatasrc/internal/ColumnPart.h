@@ -36,6 +36,7 @@ struct ColumnPart {
   std::string texts;                   // of a text column, concatenated
   std::vector<std::uint32_t> lengths;  // of the texts
   std::size_t widest = 0;              // the size of the longest text, in bytes
+  bool hasBlanks = false;              // a field is missing here, but would be a value as text
   std::size_t firstValue = kNone;      // the first row whose value is not missing
   // The first row whose value is not of type `type` or breaks a rule of the schema, in a column
   // that is not text. The rows after it were not read.

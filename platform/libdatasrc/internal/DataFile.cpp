@@ -237,11 +237,13 @@ class DataFileReader {
     rows_ += block.records.RowCount();
     bytes_ += block.records.Text().size();
     const ReadSoFar soFar{rows_, TimesAsMuch(reader)};
+    bool isAllowed = true;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       if (columns_[i].IsComplete()) continue;
       const BlockColumn column{block.records, i, line_};
-      if (!columns_[i].Append(column, block.parts[i], soFar)) FailAtFirstError(block);
+      isAllowed &= columns_[i].Append(column, block.parts[i], soFar);
     }
+    if (!isAllowed) FailAtFirstError(block);  // uses the types of all columns
     line_ += static_cast<long>(block.records.LineFeedCount());
     PublishTypes();
   }

@@ -65,11 +65,13 @@ bool FileColumn::Append(const BlockColumn& block, ColumnPart& part, const ReadSo
     if (rules_.IsFixed()) return false;
     if (hasValues_) {
       Report(block, part.refutedBy, part.reason);
-      mustBeReadAgain_ = true;
-      Clear();
+    } else {
+      FindType(block, part, soFar.rows - block.records.RowCount());
+    }
+    if (hasValues_ || (type_ == Type::Text && hasBlanks_)) {
+      RequireSecondReading();
       return true;
     }
-    FindType(block, part, soFar.rows - block.records.RowCount());
   }
   if (part.brokenBy != ColumnPart::kNone) return false;
   if (!hasValues_ && part.firstValue != ColumnPart::kNone) {
@@ -85,7 +87,6 @@ bool FileColumn::Append(const BlockColumn& block, ColumnPart& part, const ReadSo
 void FileColumn::BeginSecondReading() {
   isComplete_ = !mustBeReadAgain_;
   if (isComplete_) return;
-  type_ = Type::Text;
   mustBeReadAgain_ = false;
   hasValues_ = false;
 }
@@ -156,6 +157,7 @@ void FileColumn::Report(const BlockColumn& block, std::size_t row, Reason reason
 
 void FileColumn::AppendValues(const ColumnPart& part, const ReadSoFar& soFar) {
   widest_ = std::max(widest_, part.widest);
+  hasBlanks_ = hasBlanks_ || part.hasBlanks;
   for (const auto& [word, count] : part.missing) missing_[word] += count;
   // Allocated but unused memory costs little: the system provides it when it is first used.
   constexpr double kMargin = 1.08;
@@ -181,7 +183,9 @@ void FileColumn::AppendValues(const ColumnPart& part, const ReadSoFar& soFar) {
   texts_.Append(part.texts, part.lengths);
 }
 
-void FileColumn::Clear() {
+void FileColumn::RequireSecondReading() {
+  mustBeReadAgain_ = true;
+  type_ = Type::Text;
   numbers_ = {};
   texts_ = {};
   missing_.clear();

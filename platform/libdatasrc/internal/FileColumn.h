@@ -46,15 +46,15 @@ class FileColumn {
 
   // Whether the column needs no more blocks in this reading of the file.
   bool IsComplete() const { return isComplete_; }
-  // Whether a value in a later block had another type, so that the column is text.
+  // Whether a value in a later block made the column text, and values before it were read as
+  // another type.
   bool MustBeReadAgain() const { return mustBeReadAgain_; }
 
   // Appends the values of a block, which are in `part`. If `part` was read as another type than the
   // column now has, reads the block again. Returns false if the schema does not allow a value.
   bool Append(const BlockColumn& block, ColumnPart& part, const ReadSoFar& soFar);
 
-  // Prepares for a second reading of the file. The column is then text if it must be read again,
-  // otherwise complete.
+  // Prepares for a second reading of the file. The column is complete unless it must be read again.
   void BeginSecondReading();
 
   // Throws DataFileError for a value that the schema does not allow.
@@ -69,7 +69,7 @@ class FileColumn {
   void FindType(const BlockColumn& block, ColumnPart& part, std::size_t rowsBefore);
   void Report(const BlockColumn& block, std::size_t row, ImportReport::Reason reason);
   void AppendValues(const ColumnPart& part, const ReadSoFar& soFar);
-  void Clear();
+  void RequireSecondReading();
 
   bool IsMissing(std::string_view text) const;
   std::string ProblemOfMissing() const;
@@ -86,6 +86,7 @@ class FileColumn {
   ColumnRules rules_;
   ImportReport::Type type_ = ImportReport::Type::Number;  // until a value has another type
   bool hasValues_ = false;
+  bool hasBlanks_ = false;  // see ColumnPart
   bool isComplete_ = false;
   bool mustBeReadAgain_ = false;
 

@@ -106,6 +106,7 @@ std::string RandomField(Random& random) {
                                           "2024-01-31",
                                           "true",
                                           "  4 ",
+                                          " \t",
                                           "12345.678",
                                           "007",
                                           "long enough to cross many blocks"};
@@ -225,6 +226,26 @@ TEST(DataFileRead, GivesTheFieldsOfRandomTextsInBlocksOfAnySize) {
       ASSERT_EQ(Read(path, settings), expected) << settings.bytes << " " << settings.threads;
     }
     if (testing::Test::HasFailure()) return;
+  }
+}
+
+TEST(DataFileRead, ReportsAMissingRequiredValueInBlocksOfAnySize) {
+  const Folder folder;
+  folder.Write("data.schema.json", R"({"fields": [
+      {"name": "c0", "constraints": {"required": true}},
+      {"name": "c1", "constraints": {"required": true}, "missingValues": []},
+      {"name": "c2", "type": "number", "constraints": {"required": true}},
+      {"name": "c3", "type": "string", "constraints": {"required": true}}],
+      "fieldsMatch": "partial"})");
+  for (unsigned int seed = 0; seed < 100; ++seed) {
+    Random random(seed);
+    const std::string text = RandomText(random);
+    SCOPED_TRACE(std::to_string(seed) + ":\n" + text);
+    const std::string path = folder.Write("data.csv", text);
+    const std::string expected = Read(path, BlockSettings());
+    for (const BlockSettings& settings : AllSettings(text.size() + 3)) {
+      ASSERT_EQ(Read(path, settings), expected) << settings.bytes << " " << settings.threads;
+    }
   }
 }
 

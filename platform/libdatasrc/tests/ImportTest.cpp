@@ -235,6 +235,21 @@ TEST_F(Import, AColumnWithoutValuesAtTheStartTakesItsTypeLater) {
   EXPECT_EQ(source->Report().variables[0].missing.front().count, 100001U);
 }
 
+TEST_F(Import, BlankFieldsBeforeALateTextAreValues) {
+  for (const int rows : {10, 60000}) {
+    const std::string text = "a,b\n" + Repeated(" \t,1\n", rows) + ",1\nx,1\n";
+    const auto source = Open(text);
+
+    EXPECT_EQ(Rows(*source).front(), "[ \t      ] 1") << rows;
+    EXPECT_EQ(source->GetVariable(0).GetType(), 2) << rows;
+    const ImportReport::Variable variable = source->Report().variables[0];
+    EXPECT_EQ(variable.value, "x");
+    EXPECT_EQ(variable.line, rows + 3);
+    ASSERT_EQ(variable.missing.size(), 1U);
+    EXPECT_EQ(variable.missing.front().count, 1U) << rows;
+  }
+}
+
 // --- Progress ---
 
 TEST_F(Import, ProgressCountsTheBytesOfTheFile) {

@@ -215,6 +215,19 @@ TEST_F(SchemaData, RulesAreCheckedInEveryBlock) {
             "data.csv:100002:1: '-1' in column 'a' breaks the rule of the schema: minimum 0");
 }
 
+TEST_F(SchemaData, ABlankFieldInATextColumnIsNotReportedAsMissing) {
+  const std::string schema = R"({"fields": [
+      {"name": "n", "type": "number", "constraints": {"required": true}},
+      {"name": "t", "constraints": {"required": true}}]})";
+  const std::string end = "1,x\n1, \n,x\n";
+  const std::string problem = ":1: missing value in column 'n', where the schema requires a value";
+  std::string numbers;
+  for (int i = 0; i < 100000; ++i) numbers += "1,1\n";
+
+  EXPECT_EQ(ErrorIn("n,t\n" + end, schema), "data.csv:4" + problem);
+  EXPECT_EQ(ErrorIn("n,t\n" + numbers + end, schema), "data.csv:100004" + problem);
+}
+
 TEST_F(SchemaData, ARepeatedKeyIsRejectedWithItsLine) {
   const std::string unique = R"({"fields": [{"name": "a", "constraints": {"unique": true}}]})";
   EXPECT_EQ(ErrorIn("a\n1\n2\n\n\n3\n", unique), "opened");
