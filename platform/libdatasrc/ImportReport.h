@@ -34,7 +34,7 @@ struct SDM_EXPORT ImportReport {
   };
 
   struct Missing {
-    std::string word;         // empty for empty and blank fields
+    std::string word;         // empty for empty and blank fields; NaN also for nan
     std::uint64_t count = 0;  // the number of cases with this word
   };
 

@@ -144,7 +144,7 @@ struct ToSchemaValue {
     const FieldRules& field = *rules.field;
     const std::optional<double> value = Read(text);
     if (!value) return std::nullopt;
-    if (std::isnan(*value)) return field.isRequired ? std::nullopt : std::optional(kMissingNumber);
+    if (std::isnan(*value)) return value;
     return field.BrokenRule(*value).empty() ? value : std::nullopt;
   }
 
@@ -234,16 +234,19 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
     if (word == MissingWords::kNone) {
       if (const std::optional<double> number = convert(text, part.reason)) {
         part.numbers[row] = *number;
-        if (part.firstValue == ColumnPart::kNone) part.firstValue = row;
-        continue;
-      }
-      if (!Trimmed(text).empty()) {
+        if (!std::isnan(*number)) {
+          if (part.firstValue == ColumnPart::kNone) part.firstValue = row;
+          continue;
+        }
+        word = MissingWords::kNaN;
+      } else if (!Trimmed(text).empty()) {
         if (part.firstValue == ColumnPart::kNone) part.firstValue = row;
         part.refutedBy = row;
         return;
+      } else {
+        word = MissingWords::kBlank;
+        part.hasBlanks = true;
       }
-      word = MissingWords::kBlank;
-      part.hasBlanks = true;
     }
     if (IsRequired(rules)) {
       part.brokenBy = row;

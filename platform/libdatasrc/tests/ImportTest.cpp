@@ -357,6 +357,18 @@ TEST_F(Import, TheReportCountsMissingValuesByWord) {
   EXPECT_TRUE(report.variables[1].missing.empty());
 }
 
+TEST_F(Import, TheReportCountsNaNOfTheSchemaTypeNumberAsMissing) {
+  folder.Write("data.schema.json", R"({"fields": [{"name": "a", "type": "number"}]})");
+  const ImportReport::Variable variable = Open("a\nNaN\nnan\n\n1\n")->Report().variables[0];
+
+  EXPECT_EQ(variable.value, "1");
+  EXPECT_EQ(variable.line, 5);
+  ASSERT_EQ(variable.missing.size(), 2U);
+  EXPECT_EQ(variable.missing[0].word, "");
+  EXPECT_EQ(variable.missing[1].word, "NaN");
+  EXPECT_EQ(variable.missing[1].count, 2U);
+}
+
 TEST_F(Import, TheReportDescribesEachVariableOnOneLine) {
   ImportOptions options;
   options.missing = {"not\nasked"};
