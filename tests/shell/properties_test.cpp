@@ -2,10 +2,6 @@
 
 #include "ShellTest.h"
 
-#include <DictionaryJson.h>
-
-#include <algorithm>
-#include <limits>
 #include <utility>
 #include <vector>
 
@@ -372,20 +368,6 @@ TEST_F(PropertyCommands, MirrorIsNotShownIfReadingWouldHaveToWait) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@w write survey\nmirror survey\n"),
               HasSubstr("error: main would have to wait for the read lock on survey, held by w "
                         "(writing)\n"));
-}
-
-TEST(VariablesInJson, WritesInfinitiesInLabelsAndMissingValuesAsStrings) {
-  const double inf = std::numeric_limits<double>::infinity();
-  ORVX_Variable variable(ORVX_Variable::NextID(), "a", 0);
-  variable.SetValueLabels({{inf, "endless"}});
-  MissingValues missing;
-  missing.values = {-inf, 9.0};
-  variable.SetMissingValues(missing);
-
-  const Json json = VariablesInJson({variable})[0];
-
-  EXPECT_EQ(json["valueLabels"], Json::parse(R"([{"value": "Infinity", "label": "endless"}])"));
-  EXPECT_EQ(json["missingValues"], Json::parse(R"(["-Infinity", 9.0])"));
 }
 
 }  // namespace

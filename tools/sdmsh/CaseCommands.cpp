@@ -4,7 +4,6 @@
 #include "Arguments.h"
 #include "CommandError.h"
 #include "Commands.h"
-#include "DictionaryJson.h"
 #include "Shell.h"
 #include "Sources.h"
 #include "Variables.h"

@@ -3,27 +3,28 @@
 #include "Arguments.h"
 #include "CommandError.h"
 #include "Commands.h"
-#include "DictionaryJson.h"
 #include "Shell.h"
 #include "Sources.h"
 #include "Variables.h"
 
+#include <client/DictionaryComparison.h>
 #include <client/DictionaryDigest.h>
+#include <client/DictionaryJson.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 
-#include <algorithm>
 #include <memory>
 #include <utility>
 
 namespace sdmsh {
 namespace {
 
+using DictionaryComparison::PropertiesOf;
+using DictionaryComparison::Property;
 using DictionaryText::Counted;
-using DictionaryText::Quoted;
 
 // ---------------------------------------------------------------------------------------------
 // Opening
@@ -71,49 +72,6 @@ DatasetPtr Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX
     return json;
   });
   return dataset;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Properties
-
-struct Property {
-  const char* name;
-  std::string value;
-  bool usual = true;   // whether `show` prints the property even if its value is "none"
-  bool isSent = true;  // whether messages carry every change of the property
-};
-
-std::string LabelOf(const ORVX_DataSource& dictionary) {
-  const char* const label = dictionary.GetLabel();
-  return label != nullptr ? label : "";
-}
-
-std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary) {
-  using namespace DictionaryText;
-  const long long cases = dictionary.RowCount();
-  const long long rows = dictionary.RowsPerImputation();
-  const auto name = [&](LocallyUniqueID id) { return DictionaryText::Name(&dictionary, id); };
-  const auto sets = [&](VarSetsType which) {
-    return DictionaryText::Sets(&dictionary, VariableSets(dictionary, which));
-  };
-  return {
-      {"label", QuotedOrNone(LabelOf(dictionary))},
-      {"variables", std::to_string(dictionary.ColumnCount())},
-      {"cases", cases < 0 ? "unknown" : std::to_string(cases)},
-      {"weight", name(dictionary.GetWeightVariableID())},
-      {"filter", name(dictionary.GetFilterVariableID())},
-      {"split",
-       DictionaryText::Split(&dictionary, SplitOf(dictionary), dictionary.GetSplitqSeparate())},
-      {"imputation", rows == 0 ? "none" : Counted(rows, "row"), /*usual=*/false, /*isSent=*/false},
-      {"trends", TimeSeries(&dictionary, *dictionary.GetTrendsInfo()), /*usual=*/false},
-      {"response sets", sets(kMRSets), /*usual=*/false},
-      {"variable sets", sets(kVariableSets), /*usual=*/false},
-      {"extension", Bytes(ORVX_DataSource::Extension(dictionary, /*type=*/0).Impl()->GetBytes()),
-       /*usual=*/false},
-      {"attributes", Attributes(dictionary.GetAttributes().All()), /*usual=*/false},
-      {"saved as", OrNone(dictionary.GetFileSpec()), /*usual=*/true, /*isSent=*/false},
-      {"unsaved", dictionary.IsDirty() ? "yes" : "no"},
-  };
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -178,7 +136,7 @@ Contents ContentsOf(const Call& call, const CallerLocks& locks) {
   if (source == nullptr) return contents;
   contents.isClone = dynamic_cast<const SvrDMCloneDataSource*>(source) != nullptr;
   const bool json = call.shell.Out().IsJson();
-  if (json) contents.dictionary = DictionaryInJson(*source);
+  if (json) contents.dictionary = Json::parse(DictionaryJson::Properties(*source));
   if (!json) contents.properties = PropertiesOf(*source);
   return contents;
 }
@@ -194,7 +152,7 @@ std::string SourceText(const SvrDMDataset& handle, const Contents& contents) {
 std::string InLines(const std::vector<Property>& properties) {
   std::string lines;
   for (const Property& property : properties) {
-    if (!property.usual && property.value == "none") continue;
+    if (!property.isUsual && property.value == "none") continue;
     lines += "\n  " + Padded(property.name, 15) + OnOneLine(property.value);
   }
   return lines;
@@ -213,8 +171,8 @@ std::string DatasetText(OpenDataset& dataset, const Contents& contents, const Ou
                   {"readers", std::to_string(handle.ReadersCount())},
                   {"writers", std::to_string(handle.WritersCount())},
                   {"observers", OrNone(Joined(dataset.Observers()))},
-                  {"client", OrNone(dataset.Client()), /*usual=*/false},
-                  {"bootstrap", hasBootstrap ? "set" : "none", /*usual=*/false},
+                  {"client", OrNone(dataset.Client()), /*isUsual=*/false},
+                  {"bootstrap", hasBootstrap ? "set" : "none", /*isUsual=*/false},
                   {"window", WindowText(handle)},
                   {"password", PasswordText(dataset)}});
 }
@@ -255,12 +213,14 @@ std::string VariablesText(const ORVX_DataSource& source, const Output& output) {
 }
 
 Json VariableTableInJson(const std::string& dataset, const ORVX_DataSource& source) {
+  Json split = Json::array();
+  for (const LocallyUniqueID id : SplitOf(source)) split.push_back(IdentifierInJson(id));
   return {{"event", "variables"},
           {"dataset", dataset},
-          {"variables", VariablesInJson(VariablesOf(source))},
+          {"variables", Json::parse(DictionaryJson::Variables(source))},
           {"weight", IdentifierInJson(source.GetWeightVariableID())},
           {"filter", IdentifierInJson(source.GetFilterVariableID())},
-          {"split", IdentifiersInJson(SplitOf(source))}};
+          {"split", split}};
 }
 
 // Returns the data source, or an empty source if the dataset has none.
@@ -273,71 +233,24 @@ const ORVX_DataSource& SourceOrEmpty(const SvrDMInputDataSource& reader) {
 // ---------------------------------------------------------------------------------------------
 // The mirror
 
-constexpr const char* kDiffers = "<- differs";
-
-void CompareProperties(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
-  const std::vector<Property> mirrored = PropertiesOf(mirror);
-  std::size_t i = 0;
-  for (const auto& [name, value, usual, isSent] : PropertiesOf(source)) {
-    const std::string& other = mirrored[i++].value;
-    if (value != other) {
-      const std::string remark = isSent ? "" : "; messages do not carry every change";
-      table.Add({std::string("  ") + name, value, other, kDiffers + remark});
-    } else if (usual || value != "none") {
-      table.Add({std::string("  ") + name, value, "the same", ""});
-    }
-  }
-}
-
-// Adds a row for each variable that only one of the dictionaries has, and for each difference
-// between the definitions of a variable.
-void CompareVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
-  for (const ORVX_Variable& variable : VariablesOf(source)) {
-    const std::string name = "  " + Quoted(variable.GetName());
-    const int position = mirror.FindVarIndex(variable.GetID());
-    if (position < 0) {
-      table.Add({name, "present", "missing", kDiffers});
-      continue;
-    }
-    for (const auto& [what, here, there] :
-         DictionaryText::Differences(variable, mirror.GetVariable(position))) {
-      table.Add({name + " " + what, here, there, kDiffers});
-    }
-  }
-  for (const ORVX_Variable& variable : VariablesOf(mirror)) {
-    if (source.FindVarIndex(variable.GetID()) >= 0) continue;
-    table.Add({"  " + Quoted(variable.GetName()), "missing", "present", kDiffers});
-  }
-}
-
-// Compares the order only if both dictionaries have the same variables.
-void CompareOrder(const ORVX_DataSource& source, const ORVX_DataSource& mirror, Table& table) {
-  std::vector<LocallyUniqueID> here;
-  std::vector<LocallyUniqueID> there;
-  for (const ORVX_Variable& variable : VariablesOf(source)) here.push_back(variable.GetID());
-  for (const ORVX_Variable& variable : VariablesOf(mirror)) there.push_back(variable.GetID());
-  if (here == there || !std::is_permutation(here.begin(), here.end(), there.begin(), there.end())) {
-    return;
-  }
-  table.Add({"  order", DictionaryText::Names(&source, here), DictionaryText::Names(&mirror, there),
-             kDiffers});
-}
-
 std::string MirrorText(const std::string& dataset, const ORVX_DataSource& source,
                        const ORVX_DataSource& mirror, const Output& output) {
+  const std::string differs = "<- differs";
   Table table({{}, {.head = dataset}, {.head = "mirror"}, {}});
-  CompareProperties(source, mirror, table);
-  CompareVariables(source, mirror, table);
-  CompareOrder(source, mirror, table);
+  for (const auto& line : DictionaryComparison::Compare(source, mirror)) {
+    const std::string remark = line.isSent ? "" : "; messages do not carry every change";
+    table.Add({"  " + line.what, line.source, line.Differs() ? line.mirror : "the same",
+               line.Differs() ? differs + remark : ""});
+  }
   const std::string here = DigestOf(source).AsText();
   const std::string there = DigestOf(mirror).AsText();
-  table.Add({"  digest", here, there, here == there ? "" : kDiffers});
+  table.Add({"  digest", here, there, here == there ? "" : differs});
   return table.TakeText(output);
 }
 
 Json SideInJson(const ORVX_DataSource& dictionary) {
-  Json json = DictionaryInJson(dictionary);
-  json["variables"] = VariablesInJson(VariablesOf(dictionary));
+  Json json = Json::parse(DictionaryJson::Properties(dictionary));
+  json["variables"] = Json::parse(DictionaryJson::Variables(dictionary));
   json["digest"] = DigestOf(dictionary).AsText();
   return json;
 }

@@ -3,7 +3,6 @@
 #include "Arguments.h"
 #include "CommandError.h"
 #include "Commands.h"
-#include "DictionaryJson.h"
 #include "Shell.h"
 #include "Variables.h"
 

@@ -5,7 +5,6 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "DictionaryJson.h"
 #include "Shell.h"
 
 #include <ServerDataManager/LockMonitor.h>

@@ -1,7 +1,6 @@
 #include "OpenDataset.h"
 
-#include "DictionaryJson.h"
-
+#include <client/DictionaryJson.h>
 #include <liborvxdemg/DataSetMsg.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <libplatdep/mbstricmp.h>
@@ -38,7 +37,7 @@ void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
     const ORVX_DataSource& before = mirror_.Dictionary();
     Change change;
     if (output_.IsJson()) {
-      change.json = ChangeInJson(message, before);
+      change.json = Json::parse(DictionaryJson::Change(message, before));
     } else {
       change.words = OnOneLine(message.ToString(&before));
     }

@@ -9,6 +9,7 @@
 #include <utf8proc.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <ostream>
 #include <utility>
@@ -189,6 +190,32 @@ std::string Table::Line(const std::vector<std::string>& row, std::size_t from,
   }
   line.resize(line.find_last_not_of(' ') + 1);
   return line;
+}
+
+// ---------------------------------------------------------------------------------------------
+// JSON
+
+Json IdentifierInJson(LocallyUniqueID id) {
+  return id.IsNull() ? Json(nullptr) : Json(id.ToString());
+}
+
+Json NumberInJson(double number) {
+  if (std::isfinite(number)) return number;
+  if (std::isnan(number)) return nullptr;
+  return number > 0 ? "Infinity" : "-Infinity";
+}
+
+Json ValueInJson(const DataValue& value) {
+  const auto* const number = std::get_if<double>(&value);
+  return number != nullptr ? NumberInJson(*number) : Json(std::get<std::string>(value));
+}
+
+Json RowCountInJson(long long rowCount) {
+  return rowCount < 0 ? Json(nullptr) : Json(rowCount);
+}
+
+Json TextOrNull(const std::string& text) {
+  return text.empty() ? Json(nullptr) : Json(text);
 }
 
 // ---------------------------------------------------------------------------------------------

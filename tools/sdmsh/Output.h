@@ -8,6 +8,8 @@
 #ifndef SDMSH_OUTPUT_H_
 #define SDMSH_OUTPUT_H_
 
+#include <libdatasrc/ORVX_Variable.h>
+#include <ServerDataManager/LocallyUniqueID.h>
 #include <nlohmann/json.hpp>
 
 #include <chrono>
@@ -170,6 +172,17 @@ class Table {
   std::vector<std::string> heads_;  // empty if no column has a head
   std::vector<std::vector<std::string>> rows_;
 };
+
+// "7:3"; null for the null identifier.
+Json IdentifierInJson(LocallyUniqueID id);
+// Null for a missing number, a NaN. An infinity is a string, "Infinity" or "-Infinity".
+Json NumberInJson(double number);
+// A string, or a number as NumberInJson returns it.
+Json ValueInJson(const DataValue& value);
+// The number; null if it is negative, which means unknown.
+Json RowCountInJson(long long rowCount);
+// The text; null if it is empty.
+Json TextOrNull(const std::string& text);
 
 // The number of columns of a terminal that the text takes.
 std::size_t Width(std::string_view text);

@@ -1,7 +1,4 @@
-#include "DictionaryJson.h"
-
-#include "Variables.h"
-
+#include <client/DictionaryJson.h>
 #include <libdatasrc/DatasourceAttributes.h>
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/VariableSets.h>
@@ -23,14 +20,34 @@
 #include <liborvxdemg/SplitFileMsg.h>
 #include <liborvxdemg/TrendsInfoMsg.h>
 #include <liborvxdemg/WeightVarMsg.h>
+#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
-namespace sdmsh {
 namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json IdentifierInJson(LocallyUniqueID id) {
+  return id.IsNull() ? Json(nullptr) : Json(id.ToString());
+}
+
+Json ValueInJson(const DataValue& value) {
+  if (const auto* const text = std::get_if<std::string>(&value)) return *text;
+  const double number = std::get<double>(value);
+  if (std::isfinite(number)) return number;
+  if (std::isnan(number)) return nullptr;
+  return number > 0 ? "Infinity" : "-Infinity";
+}
+
+// Null if the number is negative, which means unknown.
+Json RowCountInJson(long long rowCount) {
+  return rowCount < 0 ? Json(nullptr) : Json(rowCount);
+}
 
 template <class List, class InJson>
 Json Array(const List& list, InJson inJson) {
@@ -78,13 +95,13 @@ Json Use(const ORVX_DataSource& dictionary, LocallyUniqueID id) {
 
 Json Split(const ORVX_DataSource& dictionary, const std::vector<LocallyUniqueID>& ids,
            bool separate) {
-  return {{"variables", IdentifiersInJson(ids)},
+  return {{"variables", Array(ids, IdentifierInJson)},
           {"separate", separate},
           {"names", Names(dictionary, ids)}};
 }
 
 Json TimeSeries(const ORVX_DataSource& dictionary, const ORVX_TrendsInfo& trends) {
-  return {{"timeVariables", IdentifiersInJson(trends.timeVariables)},
+  return {{"timeVariables", Array(trends.timeVariables, IdentifierInJson)},
           {"seasonalPeriod", trends.seasonalPeriod},
           {"names", Names(dictionary, trends.timeVariables)}};
 }
@@ -98,7 +115,7 @@ Json Sets(const ORVX_DataSource& dictionary, const std::vector<VariableSet>& set
             {"selectedValue", set.selectedValue},
             {"firstFlag", set.firstFlag},
             {"secondFlag", set.secondFlag},
-            {"members", IdentifiersInJson(set.members)},
+            {"members", Array(set.members, IdentifierInJson)},
             {"names", Names(dictionary, set.members)}};
   });
 }
@@ -130,12 +147,12 @@ class ChangeRecorder final : public DEMessages::DataSetMsgVisitor {
              {"message", NameOf(message)}} {}
 
   void Visit(const InsertVarsMsg& message) override {
-    Add({{"variables", VariablesInJson(message.GetVariables())},
+    Add({{"variables", Array(message.GetVariables(), VariableInJson)},
          {"anchor", IdentifierInJson(message.GetAnchor())}});
     if (!message.GetAnchor().IsNull()) json["anchorName"] = Name(before_, message.GetAnchor());
   }
   void Visit(const DeleteVarsMsg& message) override {
-    Add({{"variables", VariablesInJson(message.GetVariables())}});
+    Add({{"variables", Array(message.GetVariables(), VariableInJson)}});
   }
   void Visit(const MoveVarsMsg& message) override {
     const std::vector<int>& positions = message.GetPositions();
@@ -206,61 +223,45 @@ class ChangeRecorder final : public DEMessages::DataSetMsgVisitor {
   Json json;
 };
 
+std::string Text(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
 }  // namespace
 
-Json IdentifierInJson(LocallyUniqueID id) {
-  return id.IsNull() ? Json(nullptr) : Json(id.ToString());
+std::string DictionaryJson::Variables(const ORVX_DataSource& dictionary) {
+  Json variables = Json::array();
+  for (int position = 0; position < dictionary.ColumnCount(); ++position) {
+    variables.push_back(VariableInJson(dictionary.GetVariable(position)));
+  }
+  return Text(variables);
 }
 
-Json IdentifiersInJson(const std::vector<LocallyUniqueID>& ids) {
-  return Array(ids, IdentifierInJson);
-}
-
-Json NumberInJson(double number) {
-  if (std::isfinite(number)) return number;
-  if (std::isnan(number)) return nullptr;
-  return number > 0 ? "Infinity" : "-Infinity";
-}
-
-Json ValueInJson(const DataValue& value) {
-  const double* const number = std::get_if<double>(&value);
-  return number != nullptr ? NumberInJson(*number) : Json(std::get<std::string>(value));
-}
-
-Json RowCountInJson(long long rowCount) {
-  return rowCount < 0 ? Json(nullptr) : Json(rowCount);
-}
-
-Json TextOrNull(const std::string& text) {
-  return text.empty() ? Json(nullptr) : Json(text);
-}
-
-Json VariablesInJson(const std::vector<ORVX_Variable>& variables) {
-  return Array(variables, VariableInJson);
-}
-
-Json DictionaryInJson(const ORVX_DataSource& dictionary) {
+std::string DictionaryJson::Properties(const ORVX_DataSource& dictionary) {
   const char* const label = dictionary.GetLabel();
-  return {{"label", label != nullptr ? label : ""},
-          {"variableCount", dictionary.ColumnCount()},
-          {"rowCount", RowCountInJson(dictionary.RowCount())},
-          {"fileSpec", dictionary.GetFileSpec()},
-          {"rowsPerImputation", dictionary.RowsPerImputation()},
-          {"weight", Use(dictionary, dictionary.GetWeightVariableID())},
-          {"filter", Use(dictionary, dictionary.GetFilterVariableID())},
-          {"split", Split(dictionary, SplitOf(dictionary), dictionary.GetSplitqSeparate())},
-          {"trends", TimeSeries(dictionary, *dictionary.GetTrendsInfo())},
-          {"responseSets", Sets(dictionary, VariableSets(dictionary, kMRSets))},
-          {"variableSets", Sets(dictionary, VariableSets(dictionary, kVariableSets))},
-          {"extension", Extension(*ORVX_DataSource::Extension(dictionary, /*type=*/0).Impl())},
-          {"attributes", dictionary.GetAttributes().All()},
-          {"modified", dictionary.IsDirty()}};
+  std::vector<LocallyUniqueID> split;
+  for (unsigned int i = 0; i < dictionary.GetNSplitVars(); ++i) {
+    split.push_back(dictionary.GetSplitVarID(i));
+  }
+  return Text({{"label", label != nullptr ? label : ""},
+               {"variableCount", dictionary.ColumnCount()},
+               {"rowCount", RowCountInJson(dictionary.RowCount())},
+               {"fileSpec", dictionary.GetFileSpec()},
+               {"rowsPerImputation", dictionary.RowsPerImputation()},
+               {"weight", Use(dictionary, dictionary.GetWeightVariableID())},
+               {"filter", Use(dictionary, dictionary.GetFilterVariableID())},
+               {"split", Split(dictionary, split, dictionary.GetSplitqSeparate())},
+               {"trends", TimeSeries(dictionary, *dictionary.GetTrendsInfo())},
+               {"responseSets", Sets(dictionary, VariableSets(dictionary, kMRSets))},
+               {"variableSets", Sets(dictionary, VariableSets(dictionary, kVariableSets))},
+               {"extension", Extension(*ORVX_DataSource::Extension(dictionary, /*type=*/0).Impl())},
+               {"attributes", dictionary.GetAttributes().All()},
+               {"modified", dictionary.IsDirty()}});
 }
 
-Json ChangeInJson(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before) {
+std::string DictionaryJson::Change(const DEMessages::DataSetMsg& message,
+                                   const ORVX_DataSource& before) {
   ChangeRecorder recorder(message, before);
   message.Accept(recorder);
-  return std::move(recorder.json);
+  return Text(recorder.json);
 }
-
-}  // namespace sdmsh

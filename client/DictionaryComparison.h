@@ -1,0 +1,51 @@
+// DictionaryComparison: the properties of a dictionary in plain English, and where a mirror differs
+// from its data source.
+//
+//   for (const auto& line : DictionaryComparison::Compare(source, mirror.Dictionary())) {
+//     if (line.Differs()) log << line.what << ": " << line.source << ", " << line.mirror << "\n";
+//   }
+
+#ifndef CLIENT_DICTIONARYCOMPARISON_H_
+#define CLIENT_DICTIONARYCOMPARISON_H_
+
+#include <ServerDataManager/Export.h>
+
+#include <string>
+#include <vector>
+
+class ORVX_DataSource;
+
+// Texts are as in liborvxdemg/DictionaryText.h.
+//
+// Threads: any.
+namespace DictionaryComparison {
+
+struct Property {
+  const char* name;     // for example "weight"
+  std::string value;    // for example "popul", with the quotation marks, or none
+  bool isUsual = true;  // false if most dictionaries do not have the property
+  bool isSent = true;   // whether messages carry every change of the property
+};
+
+// The properties of the dictionary, always the same ones in the same order.
+SDM_EXPORT std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary);
+
+// A property, a variable or a part of its definition, in both dictionaries.
+struct Line {
+  std::string what;  // for example "weight", or a variable and what differs: "age" label
+  std::string source;
+  std::string mirror;
+  bool isSent = true;
+
+  bool Differs() const { return source != mirror; }
+};
+
+// Returns a line for each property, except unusual properties that both dictionaries lack. Then a
+// line for each variable that only one of them has, "present" or "missing"; for each difference
+// between the definitions of a variable; and for the order, if the same variables are in a
+// different order.
+SDM_EXPORT std::vector<Line> Compare(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
+
+}  // namespace DictionaryComparison
+
+#endif  // CLIENT_DICTIONARYCOMPARISON_H_

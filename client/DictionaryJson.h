@@ -1,0 +1,40 @@
+// DictionaryJson: variables, dictionaries and change messages as JSON, for programs that log or
+// show them. docs/usage.md lists the members, as the output of the shell.
+//
+//   void OnMessage(const DEMessages::DataSetMsg& message) {
+//     log << DictionaryJson::Change(message, mirror.Dictionary()) << "\n";
+//     mirror.Apply(message);
+//   }
+
+#ifndef CLIENT_DICTIONARYJSON_H_
+#define CLIENT_DICTIONARYJSON_H_
+
+#include <liborvxdemg/DEMessagesFwd.h>
+#include <ServerDataManager/Export.h>
+
+#include <string>
+
+class ORVX_DataSource;
+
+// Each function returns JSON on one line, with the members always in the same order.
+//
+// A reference to a variable has two members, its identifier and its name. The name is null if the
+// dictionary has no such variable. A missing number is null, an infinite number a string,
+// "Infinity" or "-Infinity". Bytes that are not UTF-8 become U+FFFD.
+//
+// Threads: any.
+namespace DictionaryJson {
+
+// An array with an object for each variable, with everything that defines the variable.
+SDM_EXPORT std::string Variables(const ORVX_DataSource& dictionary);
+
+// An object with everything in the dictionary but the variables.
+SDM_EXPORT std::string Properties(const ORVX_DataSource& dictionary);
+
+// An object with the members that all messages have, the name of the message and its arguments, and
+// names and old values from `before`, the dictionary before the message is applied.
+SDM_EXPORT std::string Change(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before);
+
+}  // namespace DictionaryJson
+
+#endif  // CLIENT_DICTIONARYJSON_H_
