@@ -28,12 +28,20 @@ bool AreSpellingsOfOneFile(const std::filesystem::path& a, const std::filesystem
          std::filesystem::equivalent(folderOf(a), folderOf(b), ignored);
 }
 
+// A handle that shows its item, because two datasets may have the same identifier.
+class ItemHandle : public SvrDMDataset {
+ public:
+  explicit ItemHandle(const SvrDMDataset& dataset) : SvrDMDataset(dataset) {}
+  using SvrDMDataset::Item;
+};
+
 void RefuseFileOfAnother(const SvrDMWriteableDataSource& writer, const std::string& path) {
   const ServerDataManager* const registry = writer.GetServerDataManager();
   if (registry == nullptr) return;
+  const SvrDMItem* const own = &ItemHandle(writer).Item();
   for (const SvrDMDataset& dataset : registry->GetAllDatasets()) {
     const std::string file = dataset.GetFileName();
-    if (file.empty() || dataset.GetDataSetID() == writer.GetDataSetID()) continue;
+    if (file.empty() || &ItemHandle(dataset).Item() == own) continue;
     if (_ORVXMBstricmp_A(file.c_str(), path.c_str()) == 0 || AreSpellingsOfOneFile(file, path)) {
       throw DataFileError(path, "cannot be saved: it is the file of another dataset");
     }

@@ -235,6 +235,19 @@ TEST(SaveDataset, RefusesTheFileOfAnotherDatasetIgnoringCase) {
   EXPECT_EQ(dataset.Item()->FileName(), "");
 }
 
+TEST(SaveDataset, RefusesTheFileOfAnotherDatasetWithTheSameIdentifier) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Path("ages.csv");
+  ServerDataManager registry;
+  const LocallyUniqueID next = ServerDataManager().Add(Ages(), "", /*quiet=*/false);
+  registry.Add(Ages(), "", /*quiet=*/false, next, 0);
+  ASSERT_EQ(registry.Add(Ages(), path, /*quiet=*/false), next);
+  support::Write(registry, next, [&](SvrDMWriteableDataSource& writer) {
+    EXPECT_THROW(SaveDataset(writer, path), DataFileError);
+  });
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 TEST(SaveDataset, RefusesTheFileOfAnotherDatasetHoweverItsPathIsSpelled) {
   const TemporaryFolder folder;
   Dataset dataset(Ages());
