@@ -3,11 +3,9 @@
 #include <client/DictionaryDigest.h>
 #include <client/DictionaryMessages.h>
 #include <libdatasrc/DataFreeDataSource.h>
-#include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/ErrorMsg.h>
 #include <liborvxdemg/FileSpecChangeMsg.h>
 #include <PackageProxy/PackageProxy.h>
-#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <any>
@@ -23,15 +21,11 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   return source != nullptr ? *source : empty;
 }
 
-// Whether a pass has reported the file specification. A pass that reports it also makes it the
+// Whether a pass has reported the file specification. The pass or SaveDataset then also made it the
 // dataset's file name; a suppressed file name is neither reported nor set.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
-  const ORVX_DataSource* root = &source;
-  // Calls ParentOf, which ignores the parent that a clone shows while another reader makes an
-  // iterator.
-  while (const auto* const parent = SvrDMCloneDataSource::ParentOf(*root)) root = parent;
-  return dynamic_cast<const SystemFileDataSource*>(root) != nullptr &&
-         dataset.GetFileName() == source.GetFileSpec();
+  const std::string fileName = dataset.GetFileName();
+  return !fileName.empty() && fileName == source.GetFileSpec();
 }
 
 // A pass, encoded once for all streams of the dataset.

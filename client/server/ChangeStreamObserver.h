@@ -65,8 +65,9 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   // Sends one frame with the whole dictionary and the number of the last pass. The reader's lock
   // excludes passes during the call. After a failure, the stream is lost.
   //
-  // Sends the file specification only for a dataset built on a saved file, and only if it is also
-  // the file name: only then has a pass reported it.
+  // Sends the file specification only if it is also the file name: a pass that reports it makes it
+  // the file name, and so does SaveDataset. For a dataset not built on a saved file, also sends it
+  // if another caller has made the two equal, which no pass reports.
   //
   // For a dataset that has not been through a notification pass, the next pass reports everything
   // again; the client then requests another snapshot.

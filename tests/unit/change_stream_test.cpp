@@ -7,6 +7,7 @@
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/ErrorMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
+#include <ServerDataManager/SaveDataset.h>
 #include <tests/support/Datasets.h>
 #include <tests/support/FrameChannel.h>
 #include <tests/support/FullDictionary.h>
@@ -360,6 +361,26 @@ TEST_F(ChangeStreamOfAFile, KeepsTheOldFileSpecificationWhenTheDatasetLosesItsSa
   });
   DeliverAll();
   EXPECT_EQ(reader.Dictionary().GetFileSpec(), folder().Path("survey.csv"));
+  Resynchronise();
+  EXPECT_STREQ(reader.Dictionary().GetFileSpec(), "");
+}
+
+TEST_F(ChangeStream, ASnapshotHasTheFileSpecificationThatSavingReported) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Path("saved.csv");
+  Register();
+  Write([&](SvrDMWriteableDataSource& writer) { SaveDataset(writer, path); });
+  DeliverAll();
+  EXPECT_EQ(reader.Dictionary().GetFileSpec(), path);
+  Resynchronise();
+  EXPECT_EQ(reader.Dictionary().GetFileSpec(), path);
+}
+
+TEST_F(ChangeStream, ASnapshotHasNoFileSpecificationThatNoMessageReported) {
+  Register();
+  Write([&](SvrDMWriteableDataSource& writer) { writer->SetFileSpec("/data/unsaved.csv"); });
+  DeliverAll();
+  EXPECT_STREQ(reader.Dictionary().GetFileSpec(), "");
   Resynchronise();
   EXPECT_STREQ(reader.Dictionary().GetFileSpec(), "");
 }
