@@ -67,7 +67,7 @@ class SDM_EXPORT MessageGlue : public Base {
 inline void SerializeID(VStream& stream, LocallyUniqueID& id) {
   std::uint32_t word = id.Word();
   stream.Uint32(word);
-  id = LocallyUniqueID::FromWord(word);
+  if (!stream.Writing()) id = LocallyUniqueID::FromWord(word);
 }
 
 #endif  // SERVERDATAMANAGER_ERRORMESSAGEGLUE_H_

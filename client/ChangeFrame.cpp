@@ -56,7 +56,7 @@ void ChangeFrame::SerializeBody(VStream& stream) {
   if (kindNumber > static_cast<std::uint8_t>(Kind::Snapshot)) {
     throw VStreamError(start, "a kind of frame, 0 or 1", std::to_string(kindNumber));
   }
-  kind = static_cast<Kind>(kindNumber);
+  if (!stream.Writing()) kind = static_cast<Kind>(kindNumber);
   SerializeID(stream, dataset);
   stream.Uint64(passNumber);
   stream.Uint32(caseSequence);

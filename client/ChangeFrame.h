@@ -43,7 +43,7 @@ inline constexpr int kChangeFrameCommand = 1001;
 // Decoding throws VStreamError for invalid bytes. The checksum detects truncated or corrupted
 // frames before the body is decoded.
 //
-// Threads: several threads may read an object, or one thread may change it.
+// Threads: several threads may read or encode an object, or one thread may change it.
 class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
  public:
   enum class Kind : std::uint8_t {

@@ -16,7 +16,7 @@ namespace DEMessages {
 
 // Thrown by value. Not a std::exception.
 //
-// Threads: several threads may read one object.
+// Threads: several threads may read or encode one object.
 class SDM_EXPORT ErrorMsg final : public MessageGlue<ErrorMsg> {
  public:
   static const char* VSignature() { return "DEMessages::ErrorMsg"; }

@@ -15,7 +15,7 @@ void ReportedErrorMsg::Serialize(VStream& stream) {
   stream.String(text);
   stream.Int8(severity);
   SerializeID(stream, dataSetID_);
-  text_ = ErrorText(std::move(text), severity);
+  if (!stream.Writing()) text_ = ErrorText(std::move(text), severity);
 }
 
 }  // namespace OrvxMessages

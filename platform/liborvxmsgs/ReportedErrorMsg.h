@@ -10,7 +10,7 @@
 
 namespace OrvxMessages {
 
-// Threads: several threads may read one object.
+// Threads: several threads may read or encode one object.
 class SDM_EXPORT ReportedErrorMsg final : public MessageGlue<ReportedErrorMsg> {
  public:
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsg"; }

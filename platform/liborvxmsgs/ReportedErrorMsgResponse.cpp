@@ -10,7 +10,7 @@ void ReportedErrorMsgResponse::Serialize(VStream& stream) {
   // Decoding must not read the answer, which may be uninitialised.
   bool answer = stream.Writing() && answer_;
   stream.Bool(answer);
-  answer_ = answer;
+  if (!stream.Writing()) answer_ = answer;
 }
 
 }  // namespace OrvxMessages

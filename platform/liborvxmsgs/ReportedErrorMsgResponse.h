@@ -11,7 +11,7 @@ namespace OrvxMessages {
 // Only decoding sets the answer. Until then the answer has no value: do not read, copy or encode
 // the object.
 //
-// Threads: several threads may read one object.
+// Threads: several threads may read or encode one object.
 class SDM_EXPORT ReportedErrorMsgResponse final : public MessageGlue<ReportedErrorMsgResponse> {
  public:
   static const char* VSignature() { return "OrvxMessages::ReportedErrorMsgResponse"; }

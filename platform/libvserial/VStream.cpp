@@ -36,7 +36,7 @@ void VStream::Bool(bool& value) {
   if (byte > 1) {
     throw VStreamError(Position() - 1, "a truth value, 0 or 1", std::to_string(byte));
   }
-  value = byte == 1;
+  if (!writing_) value = byte == 1;
 }
 
 void VStream::Int8(std::int8_t& value) {
@@ -68,7 +68,7 @@ void VStream::Double(double& value) {
   static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8);
   auto bits = std::bit_cast<std::uint64_t>(value);
   Transfer(bits, "a floating-point number of 8 bytes");
-  value = std::bit_cast<double>(bits);
+  if (!writing_) value = std::bit_cast<double>(bits);
 }
 
 void VStream::String(std::string& value) {

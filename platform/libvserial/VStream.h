@@ -33,7 +33,7 @@ class SDM_EXPORT VStreamError : public std::runtime_error {
 };
 
 // A sequential stream in memory that either writes or reads. Each value operation writes its
-// argument, or reads into it.
+// argument, which it then does not change, or reads into it.
 //
 // Format: integers have the width in the operation's name, least significant byte first, and signed
 // integers are in two's complement; a Double is 64 bits of IEEE 754; a Bool is one byte, 0 or 1; a

@@ -5,14 +5,19 @@
 #include <client/ChangeStreamReader.h>
 #include <client/DictionaryMessages.h>
 #include <libdatasrc/ORVX_DataSource.h>
+#include <liborvxdemg/DataSetModifiedMsg.h>
 #include <liborvxdemg/DeleteVarsMsg.h>
+#include <liborvxdemg/ErrorMsg.h>
 #include <liborvxdemg/FileSpecChangeMsg.h>
 #include <liborvxdemg/ImputationInfoMsg.h>
 #include <liborvxdemg/ModifyVarMsg.h>
 #include <liborvxdemg/MoveVarsMsg.h>
 #include <liborvxdemg/ReadDataSetMsg.h>
 #include <liborvxdemg/ResetUndoMsg.h>
+#include <liborvxmsgs/ReportedErrorMsg.h>
+#include <liborvxmsgs/ReportedErrorMsgResponse.h>
 #include <libvserial/VStream.h>
+#include <sys/mman.h>
 #include <tests/support/Agreement.h>
 #include <tests/support/FullDictionary.h>
 #include <tests/support/FullMemory.h>
@@ -57,6 +62,19 @@ ChangeFrame FullSnapshot() {
   return frame;
 }
 
+// Encodes a copy of the object in read-only memory, where writing to a field ends the process. The
+// copy is never destroyed.
+template <class Object>
+std::string EncodedReadOnly(const Object& object) {
+  void* const memory = mmap(nullptr, sizeof(Object), PROT_READ | PROT_WRITE,
+                            MAP_PRIVATE | MAP_ANONYMOUS, /*fd=*/-1, 0);
+  Object* const copy = ::new (memory) Object(object);
+  EXPECT_EQ(mprotect(memory, sizeof(Object), PROT_READ), 0);
+  VStream stream;
+  copy->Process(stream);
+  return std::string(stream.Bytes());
+}
+
 // Applies the messages of the frames, in order, to an empty mirror and returns the mirror.
 DictionaryMirror MirrorAfter(const std::vector<ChangeFrame>& frames) {
   DictionaryMirror mirror;
@@ -94,6 +112,27 @@ std::unique_ptr<ChangeStreamReader> Following() {
   ChangeFrame snapshot = FullSnapshot();
   EXPECT_EQ(reader->Apply(BytesOf(snapshot)), Outcome::Applied) << reader->SnapshotReason();
   return reader;
+}
+
+TEST(Encoding, DoesNotWriteToTheObject) {
+  LocallyUniqueID id = kDataset;
+  ReportedErrorMsgResponse response;
+  VStream answer(std::string_view("\1", 1));
+  response.Serialize(answer);
+  EXPECT_NE(EncodedReadOnly(ErrorMsg(7, "text")), "");
+  EXPECT_NE(EncodedReadOnly(ReportedErrorMsg(id, ErrorText("text", 1))), "");
+  EXPECT_NE(EncodedReadOnly(response), "");
+  EXPECT_NE(EncodedReadOnly(FullSnapshot()), "");
+  EXPECT_NE(EncodedReadOnly(DataSetModifiedMsg(0, kDataset, 3, true)), "");
+  EXPECT_NE(EncodedReadOnly(ModifyVarMsg(0, kDataset, 3, Var("A"))), "");
+}
+
+TEST(VStream, DoesNotWriteToADoubleThatItEncodes) {
+  struct Number {
+    void Process(VStream& stream) { stream.Double(value); }
+    double value;
+  };
+  EXPECT_NE(EncodedReadOnly(Number{0.5}), "");
 }
 
 TEST(ChangeFrame, RoundTrips) {
