@@ -40,12 +40,18 @@ void KeepOnly(int position, SvrDMCloneDataSource& clone) {
   clone.DeleteVariables(0, position - 1);
 }
 
-// The values of the only variable, without missing numbers.
-std::vector<double> Values(const SvrDMCloneDataSource& clone) {
+// The values of the only variable, without missing numbers and, if `excludeUserMiss`, without the
+// values that the variable declares missing.
+std::vector<double> Values(const SvrDMCloneDataSource& clone, bool excludeUserMiss) {
+  const std::vector<DataValue>& missing = clone.GetVariable(0).GetMissingValues().values;
+  const auto end = excludeUserMiss ? missing.end() : missing.begin();
   std::vector<double> values;
   for (CaseReader cases(clone); cases.Next();) {
-    const double value = std::get<double>(cases.Values().front());
-    if (!std::isnan(value)) values.push_back(value);
+    const DataValue value = cases.Values().front();
+    const double number = std::get<double>(value);
+    if (!std::isnan(number) && std::find(missing.begin(), end, value) == end) {
+      values.push_back(number);
+    }
   }
   if (values.empty()) throw std::runtime_error("every case is missing");
   return values;
@@ -69,7 +75,7 @@ std::vector<double> MeansOfResamples(SvrDMCloneDataSource clone, const std::stri
                                      int thread) {
   const SvrBootstrapSpecs specs = ReadSpecs(bytes);
   KeepOnly(specs.GetInputVarList().front(), clone);
-  const std::vector<double> values = Values(clone);
+  const std::vector<double> values = Values(clone, specs.GetExcludeUserMiss());
   std::mt19937_64 random(static_cast<unsigned long long>(thread));
   std::vector<double> means;
   for (int sample = thread; sample < specs.GetNSamples(); sample += kThreads) {
@@ -97,8 +103,7 @@ std::vector<double> SortedMeans(const SvrDMCloneDataSource& clone, const std::st
   return means;
 }
 
-// This example supports only simple sampling and percentile intervals, and does not exclude
-// user-missing values.
+// This example supports only simple sampling and percentile intervals.
 void Run(const std::string& file, const std::string& name) {
   const auto clone = SvrDMCloneDataSource::Adopt(SystemFileDataSource::Open(file));
   const int position = PositionOfNumber(*clone, name);
@@ -112,7 +117,7 @@ void Run(const std::string& file, const std::string& name) {
   const auto cut = static_cast<std::size_t>(tail * static_cast<double>(means.size()));
   KeepOnly(position, *clone);
   std::printf("%s: mean %.2f, %g %% interval from %.2f to %.2f (%d resamples)\n", name.c_str(),
-              Mean(Values(*clone)), specs.GetCILevelPct(), means[cut],
+              Mean(Values(*clone, specs.GetExcludeUserMiss())), specs.GetCILevelPct(), means[cut],
               means[means.size() - 1 - cut], specs.GetNSamples());
 }
 
