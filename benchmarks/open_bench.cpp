@@ -165,7 +165,7 @@ void OpenNumbersAndStrings(benchmark::State& state) {
   const File file(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
   const auto open = [&] {
     if (SystemFileDataSource::Open(file.Path())->RowCount() != file.Rows()) {
-      state.SkipWithError("rows");
+      state.SkipWithError("The file was opened with another number of rows");
     }
   };
   double memory = 0;

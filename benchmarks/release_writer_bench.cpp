@@ -44,7 +44,7 @@ void ReleaseWriterThatChangedNothing(benchmark::State& state) {
     { SvrDMWriteableDataSource writer(dataset.Item(), /*tryOnly=*/false, /*originator=*/nullptr); }
     allocated += allocations.load(std::memory_order_relaxed) - before;
   }
-  if (dataset.PassesHeard() != 1) state.SkipWithError("The dictionary was told wrongly");
+  if (dataset.PassesHeard() != 1) state.SkipWithError("A pass without changes called the observer");
   if (allocated != 0) state.SkipWithError("Releasing an unchanged writer allocates");
   state.counters["per_variable"] = benchmark::Counter(
       static_cast<double>(state.range(0)),

@@ -74,9 +74,9 @@ std::string Followed::FlagsThatDiffer(bool wasDirty, const std::vector<support::
       queued.begin(), queued.end(),
       [](const support::Said& said) { return said.kind == support::Said::Kind::RowCount; });
   if (clientsDropTheirData != plain_.resetClientData) {
-    wrong += "Whether clients drop their data is wrong.\n";
+    wrong += "The flag that resets client data is wrong.\n";
   }
-  if (snapshot_.bulkVarMoves) wrong += "The wish for bulk moves is left.\n";
+  if (snapshot_.bulkVarMoves) wrong += "The request for a bulk replacement was not cleared.\n";
   return wrong;
 }
 

@@ -60,7 +60,7 @@ class Interrupt : public ShellTest {
     return text.str();
   }
   // The output of a script that is interrupted at the beginning of `command`.
-  std::string InterruptedInLastLine(const std::string& before, const std::string& command) {
+  std::string InterruptedDuring(const std::string& before, const std::string& command) {
     return InterruptedScript(before + command + "\nlist\n", "> " + command + "\n");
   }
   bool IsGood() const { return isGood_; }
@@ -71,14 +71,13 @@ class Interrupt : public ShellTest {
 
 TEST_F(Interrupt, EndsReadingADataFile) {
   const std::string open = "open " + Path("abc.tsv") + " as survey";
-  EXPECT_EQ(InterruptedInLastLine("", open), "> " + open + "\ntest.sdm:1: interrupted\n");
+  EXPECT_EQ(InterruptedDuring("", open), "> " + open + "\ntest.sdm:1: interrupted\n");
   EXPECT_FALSE(IsGood());
 }
 
 TEST_F(Interrupt, KeepsTheSourceIfReadingANewOneIsInterrupted) {
-  const std::string text =
-      InterruptedInLastLine(Open("survey") + "@r observe survey\nwrite survey\n",
-                            "source survey file " + WriteFile("d.tsv", "d\n1\n"));
+  const std::string text = InterruptedDuring(Open("survey") + "@r observe survey\nwrite survey\n",
+                                             "source survey file " + WriteFile("d.tsv", "d\n1\n"));
 
   EXPECT_THAT(text, HasSubstr("test.sdm:4: interrupted\n"));
   EXPECT_THAT(text, HasSubstr("r: inserted variable \"a\""));
@@ -86,18 +85,18 @@ TEST_F(Interrupt, KeepsTheSourceIfReadingANewOneIsInterrupted) {
 }
 
 TEST_F(Interrupt, EndsReadingCases) {
-  const std::string text = InterruptedInLastLine(Open("survey"), "cases survey");
+  const std::string text = InterruptedDuring(Open("survey"), "cases survey");
   EXPECT_THAT(text, EndsWith("> cases survey\ntest.sdm:2: interrupted\n"));
 }
 
 TEST_F(Interrupt, EndsDescribingVariables) {
-  const std::string text = InterruptedInLastLine(Open("survey"), "describe survey");
+  const std::string text = InterruptedDuring(Open("survey"), "describe survey");
   EXPECT_THAT(text, EndsWith("> describe survey\ntest.sdm:2: interrupted\n"));
 }
 
 TEST_F(Interrupt, EndsAComputationAndInsertsNoVariable) {
-  const std::string text = InterruptedInLastLine(
-      Open("survey") + "write survey\n@r observe survey\n", "compute survey d = a + b");
+  const std::string text = InterruptedDuring(Open("survey") + "write survey\n@r observe survey\n",
+                                             "compute survey d = a + b");
   EXPECT_THAT(text, HasSubstr("test.sdm:4: interrupted\n"));
   EXPECT_THAT(text, HasSubstr("r: inserted variable \"c\""));
   EXPECT_THAT(text, Not(HasSubstr("inserted variable \"d\"")));
@@ -106,7 +105,7 @@ TEST_F(Interrupt, EndsAComputationAndInsertsNoVariable) {
 TEST_F(Interrupt, EndsASaveAndLeavesNoNewFile) {
   const std::string file = Path("new.csv");
   const std::string text =
-      InterruptedInLastLine(Open("survey") + "write survey\n", "save survey as " + file);
+      InterruptedDuring(Open("survey") + "write survey\n", "save survey as " + file);
   EXPECT_THAT(text, HasSubstr("test.sdm:3: interrupted\n"));
   EXPECT_FALSE(std::filesystem::exists(file));
   EXPECT_FALSE(std::filesystem::exists(Path("new.schema.json")));
@@ -114,11 +113,10 @@ TEST_F(Interrupt, EndsASaveAndLeavesNoNewFile) {
 
 // None of the 2147483647 cases is selected, so the search would take very long.
 TEST_F(Interrupt, EndsASearchForSelectedCases) {
-  const std::string text =
-      InterruptedInLastLine(Open("survey") +
-                                "write survey\nsource survey blank 2147483647\n"
-                                "source survey filtered by a\n",
-                            "cases survey");
+  const std::string text = InterruptedDuring(Open("survey") +
+                                                 "write survey\nsource survey blank 2147483647\n"
+                                                 "source survey filtered by a\n",
+                                             "cases survey");
   EXPECT_THAT(text, HasSubstr("> cases survey\ntest.sdm:5: interrupted\n"));
 }
 
@@ -130,7 +128,7 @@ TEST_F(Interrupt, EndsPrintingCases) {
 }
 
 TEST_F(Interrupt, EndsAScriptEvenIfTheRunningCommandSucceeds) {
-  EXPECT_EQ(InterruptedInLastLine("", "add-empty nix"),
+  EXPECT_EQ(InterruptedDuring("", "add-empty nix"),
             "> add-empty nix\nnix is open, without a data source\ntest.sdm:1: interrupted\n");
   EXPECT_FALSE(IsGood());
 }

@@ -424,8 +424,6 @@ TEST(LibraryMemory, SavingLeavesTheDatasetDirtyIfItThrows) {
 
 // A clone, the number of existing sources, and a cell for the rows of the clone.
 struct Cloning {
-  ~Cloning() { clone.reset(); }  // while `living` still exists
-
   int living = 0;
   std::unique_ptr<SvrDMCloneDataSource> clone;
   OBS cell;
