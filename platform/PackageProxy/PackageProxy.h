@@ -1,4 +1,5 @@
-// PackageProxy: interface of the channel to a client package.
+// PackageProxy: interface of the channel to a client package, which is a separately compiled client
+// of the library.
 
 #ifndef PACKAGEPROXY_PACKAGEPROXY_H_
 #define PACKAGEPROXY_PACKAGEPROXY_H_

@@ -23,7 +23,7 @@ class SDM_EXPORT ORVX_RefCntObject {
 
   // A copy starts with count 0 and is shareable, even if the original is not.
   ORVX_RefCntObject(const ORVX_RefCntObject&) noexcept {}
-  // Does not change the count or the flag of this object.
+  // Does not change the count of this object, nor whether it is shareable.
   ORVX_RefCntObject& operator=(const ORVX_RefCntObject&) noexcept { return *this; }
 
   virtual ~ORVX_RefCntObject();

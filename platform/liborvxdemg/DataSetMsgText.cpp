@@ -75,7 +75,7 @@ std::string AttributesOf(const ORVX_ExtensionImpl& block) {
 
 class Formatter final : public DataSetMsgVisitor {
  public:
-  // `before` may be null.
+  // `before` is the dictionary before the message; it may be null.
   explicit Formatter(const ORVX_DataSource* before) : before_(before) {}
 
   void Visit(const InsertVarsMsg& message) override {

@@ -1,6 +1,6 @@
 // The types of extensions in ExtensionsMsg, and TextBlock, which makes a block from a text.
 //
-// Header-only, so that it is also available with a vendor's message library.
+// Header-only, so that it is also available if a vendor's library replaces liborvxdemg.
 
 #ifndef LIBORVXDEMG_EXTENSIONTYPES_H_
 #define LIBORVXDEMG_EXTENSIONTYPES_H_
@@ -12,8 +12,8 @@
 
 namespace DEMessages {
 
-// The type of the only extension of a data source whose changes are sent. The types below are for
-// other properties, sent as text.
+// A data source may have extensions of several types; only changes of the extension of this type
+// are sent. The types below are for properties that are not extensions, sent as text.
 inline constexpr int kOwnExtension = 0;
 
 // Text of sets, as MakeExtension writes it. The multiple-response sets are sent in two messages, as

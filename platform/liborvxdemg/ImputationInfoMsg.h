@@ -23,7 +23,7 @@ class SDM_EXPORT ImputationInfoMsg final : public MessageGlue<ImputationInfoMsg,
   // 0 rows per imputation: an object to decode into.
   ImputationInfoMsg() = default;
 
-  // 0 if the rows are not a multiple imputation.
+  // 0 if the dataset is not the result of multiple imputation.
   long long RowsPerImputation() const { return rowsPerImputation_; }
   void RowsPerImputation(long long rows) { rowsPerImputation_ = rows; }
 

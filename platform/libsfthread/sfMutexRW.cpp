@@ -8,8 +8,8 @@
 #include <utility>
 
 namespace {
-// state_ counts reads in units of kRead and has two flags. While kAwaited is set, locks are
-// released only under mutex_.
+// state_ counts reads in units of kRead and has two flags. While kAwaited is set, reads and
+// writes are released only under mutex_.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
 // The lock that this thread last acquired for reading, and how many of its reads the thread holds.
@@ -62,7 +62,8 @@ bool sfMutexRW::tryWriteLock() {
 // Does not access the object after releasing: the next holder may destroy it.
 void sfMutexRW::unlock() noexcept {
   const bool isReader = mine.first == this && mine.second > 0;
-  // Guesses that only this thread reads, which is faster than a load.
+  // Avoids a load by assuming that only this thread reads; otherwise the exchange below fails and
+  // loads the state.
   unsigned state = isReader ? kRead * static_cast<unsigned>(mine.second--) : state_.load();
   while (state != 0) {
     const unsigned held = (state & kWriting) != 0 ? kWriting : kRead;
@@ -94,7 +95,7 @@ void sfMutexRW::Release(unsigned held) {
 }
 
 // Called under mutex_ by a thread that has counted its read. Returns whether the thread may keep
-// the read. Sets kAwaited: locks are then released only under mutex_.
+// the read. Sets kAwaited, so that unlock() acquires mutex_.
 bool sfMutexRW::MayRead(bool nested) {
   if ((state_.fetch_or(kAwaited) & kWriting) != 0) return false;
   if (!HasWaitingWriter()) return true;

@@ -69,10 +69,10 @@ class SDM_EXPORT VStream {
   // Any bytes, including zero bytes. Writing 2^32 bytes or more throws std::length_error.
   void String(std::string& value);
 
-  // Writes or reads the number of elements that follow, as Uint32, and returns it. Writing throws
-  // std::length_error if `count` exceeds 32 bits. Reading ignores `count`; it throws VStreamError
-  // if that many elements of `smallestElement` bytes (at least 1) exceed the remaining bytes, so it
-  // is safe to reserve memory for the result.
+  // The number of elements that follow, as Uint32. Writes and returns `count`; throws
+  // std::length_error if it exceeds 32 bits. Reading ignores `count` and returns the number read;
+  // throws VStreamError if the remaining bytes are too few for that many elements of
+  // `smallestElement` bytes (at least 1), so it is safe to reserve memory for the result.
   std::uint32_t Count(std::size_t count, std::size_t smallestElement);
 
   // Throws VStreamError if bytes are left to read. Does nothing if the stream writes.

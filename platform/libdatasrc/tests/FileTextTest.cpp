@@ -159,7 +159,7 @@ TEST_F(FileTextTest, BytesAfterCompressedDataAreReported) {
               testing::StartsWith("a\n|data.csv: damaged Zstandard data before byte "));
 }
 
-// The frame declares a window of 2^31 bytes.
+// The header of the Zstandard frame declares a window of 2^31 bytes.
 TEST_F(FileTextTest, AZstandardWindowOverTheLimitIsReported) {
   EXPECT_THAT(ErrorIn(std::string("\x28\xB5\x2F\xFD\0\xA8\x01\0\0", 9)),
               testing::HasSubstr("damaged Zstandard data"));

@@ -1,5 +1,5 @@
-// Random edits of a dictionary: a filtered source has the same rows as the file itself after the
-// same edits.
+// Random edits of dictionaries. For example, a filtered source of a file has the same rows as the
+// file if the dictionaries of both get the same edits.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/FilteredDataSource.h>
@@ -77,8 +77,8 @@ RC_GTEST_PROP(FilteredDataSource, HasTheSameRowsAsTheFileAfterTheSameEdits, ()) 
   RC_ASSERT(rows == Rows(*file));
 }
 
-// The parent is a source that passes on the rows of the file unchanged, or a filtered source. Both
-// have the same dictionary, so both must lead to the same rows.
+// One parent passes on the rows of the file unchanged; the other parent is a filtered source. Their
+// dictionaries are equal, so filtered sources of both parents must have the same rows.
 RC_GTEST_PROP(FilteredDataSource, HasTheSameRowsOnAParentThatPassesOnRowsAsOnAFilteredParent, ()) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write("data.csv", AnyFile()));

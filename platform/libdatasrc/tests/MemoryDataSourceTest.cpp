@@ -64,7 +64,7 @@ TEST(MemoryDataSource, IsBuiltFromCases) {
   EXPECT_EQ(Rows(towns), kTowns);
 }
 
-// Iterators read variables and cases in groups; the counts include incomplete groups.
+// Iterators read variables and cases in groups. Some of these numbers do not fill the last group.
 TEST(MemoryDataSource, ReadsEveryValueWithAnyNumberOfVariablesAndCases) {
   for (int variables = 1; variables <= 20; ++variables) {
     for (const int cases : {0, 1, 2, 15, 16, 17, 33, 79, 80, 81, 100}) {
@@ -511,7 +511,7 @@ std::vector<std::string> TextsOf(const ORVX_DataSource& source) {
   return rows;
 }
 
-// Copies every second state; later edits must not change the copies.
+// Copies the source after every second edit; later edits must not change the copies.
 RC_GTEST_PROP(MemoryDataSource, HasTheCasesOfAPlainTableAfterTheSameEdits, ()) {
   Both both;
   std::vector<std::pair<std::unique_ptr<MemoryDataSource>, std::vector<std::string>>> copies;

@@ -106,7 +106,8 @@ std::string TextOf(const std::vector<VariableSetImpl>& sets) {
   return text + "\n";
 }
 
-// The names and labels of the variables, and where a lookup by identifier finds another variable.
+// The names and labels of the variables. If a lookup by a variable's identifier finds another
+// variable, also the position of the variable found.
 std::string TextOfVariables(const ORVX_DataSource& source) {
   std::string text;
   for (int i = 0; i < source.ColumnCount(); ++i) {
@@ -119,7 +120,7 @@ std::string TextOfVariables(const ORVX_DataSource& source) {
   return text;
 }
 
-// The variables, their uses, and the properties that allocate memory.
+// The variables, the weight, filter and split, and the other properties that allocate memory.
 std::string TextOf(const ORVX_DataSource& source) {
   std::ostringstream text;
   text << TextOfVariables(source) << "another found at " << source.FindVarIndex(kShared.GetID())
@@ -264,8 +265,8 @@ struct Followed {
   DataFreeDataSource snapshot;
 };
 
-// After the first match, the deletion changes the first block of the source, the insertion splits
-// the second block, and the label changes the last block.
+// Between the two matches, the deletion changes the first block of the source's variables, the
+// insertion splits the second block, and the label changes the last block.
 TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
   ExpectSafeWithoutMemory({Changes(
       "MatchVariables",

@@ -52,7 +52,7 @@ std::vector<OBS> Row(const std::vector<std::vector<OBS>>& values) {
   return row;
 }
 
-// Projects a row of `from` to `to` and formats the result. The area initially contains other bytes.
+// Projects a row of `from` to `to` and formats the result, whose cells initially contain '#'.
 std::string Projected(const std::vector<Column>& from, const std::vector<OBS>& row,
                       const std::vector<Column>& to) {
   const auto target = Dictionary(to);
@@ -193,7 +193,7 @@ TEST(ObsProjector, ConvertsToTheSourcesOwnTypeFirst) {
             "[123456789               ]");
 }
 
-// A file's own iterator converts by the same rules.
+// After the types of a file's variables change, its iterator converts the values by the same rules.
 TEST(ObsProjector, ConvertsLikeADataFile) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write(

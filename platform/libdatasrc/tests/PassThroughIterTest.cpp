@@ -1,4 +1,4 @@
-// The cases of a parent, read through its child.
+// The cases of a source's parent, read through the source.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

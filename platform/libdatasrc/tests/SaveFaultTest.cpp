@@ -27,7 +27,8 @@
 namespace {
 
 constexpr int kKilled = 77;
-constexpr long kCallsWithoutNames = 5;  // a kill at one of these first calls leaves no new file
+// During the first calls of a save, its new files have no names (O_TMPFILE): a kill leaves none.
+constexpr long kCallsWithoutNames = 5;
 
 enum class Fault { None, Kill, Fail };
 Fault fault = Fault::None;
@@ -137,7 +138,7 @@ ORVX_Variable Variable(const std::string& name, const std::string& label) {
 constexpr std::size_t kFewCases = 3;
 constexpr std::size_t kManyCases = 300;  // their bytes exceed the write buffer of a file
 
-// The value of the first variable is the number of cases.
+// Every value of the first variable is the number of cases, so that ContentOf can check it.
 std::unique_ptr<MemoryDataSource> Content(const std::string& name, std::size_t cases = kManyCases) {
   auto source = std::make_unique<MemoryDataSource>();
   const auto count = static_cast<double>(cases);

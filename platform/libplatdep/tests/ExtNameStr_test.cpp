@@ -191,7 +191,7 @@ TEST_F(ExtNameStrOpening, TwoOpenFilesMayDenyWritingAtTheSameTime) {
 
   second.reset();
 
-  // A lock that belonged to the process would have been released when the second file was closed.
+  // With a lock per process, closing the second file would have released the first file's lock.
   EXPECT_FALSE(other.LockForWriting());
 }
 

@@ -93,7 +93,7 @@ class Actor {
     }
   }
 
-  // `stat_` has the text "(name) state", where state S is asleep.
+  // The stat file has the text "id (name) state ..."; in state S the thread is asleep.
   bool IsAsleep() const {
     std::array<char, 64> text;
     const ssize_t length = pread(stat_, text.data(), text.size(), 0);

@@ -2,7 +2,7 @@
 //
 // Each thread makes four calls (three with the thread sanitizer), each of any of the five
 // operations. After each call, every thread must wait, or have returned, as in the model. Every run
-// ends by releasing all locks one by one.
+// ends by releasing every held read or write, one by one.
 //
 // Each state of the lock (how and by which threads it is held, which threads wait and in which
 // order) is explored only once. States that differ only by a permutation of threads count as one.
@@ -286,13 +286,15 @@ class Stage {
   }
   bool IsTimely() const { return isTimely_; }
 
-  // Returns whether the readers that wait for the waiting writer are admitted without another call.
+  // Returns whether the readers behind the waiting writer are admitted at the time limit, without
+  // another call.
   bool ReadersGetIn() {
     model_.LetReadersIn();
     return Agrees();
   }
 
-  // Releases all locks, one by one. Returns whether each release agreed with the model.
+  // Releases every held read or write, one by one. Returns whether the lock agreed with the model
+  // after each release.
   bool EndAll() {
     while (!model_.IsFree()) {
       model_.Unlock();
@@ -409,7 +411,7 @@ std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
 TEST(MutexRWModel, EveryReaderBehindAWriterIsAdmittedWithinTheTimeLimit) {
   const auto runs = RunsToReadersBehindAWaitingWriter();
   ASSERT_FALSE(runs.empty());
-  std::array<Stage, 16> stages;  // the stages wait concurrently
+  std::array<Stage, 16> stages;  // 16 runs wait for the time limit concurrently, which saves time
   for (std::size_t first = 0; first < runs.size(); first += stages.size()) {
     const std::size_t count = std::min(stages.size(), runs.size() - first);
     for (std::size_t i = 0; i < count; ++i) {

@@ -353,7 +353,7 @@ TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   EndReads(3);
 }
 
-// Interleaving: a thread passes its read to another thread, which reads again.
+// Interleaving: a thread reads; another thread, which is to release this read, reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   Actor gives, takes;
   Read(gives);
@@ -412,8 +412,8 @@ TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   EndReads(1);
 }
 
-// Interleaving: a thread reads two locks, so that it no longer remembers reading the first lock,
-// and reads the first lock again.
+// Interleaving: a thread reads two locks, then the first lock again. Each thread remembers only the
+// last lock that it read, so the first lock cannot know that the thread already reads it.
 TEST_F(MutexRWBehindAWriter, AReaderNestsAfterReadingAnotherLock) {
   sfMutexRW second;
   Actor reader;
@@ -424,8 +424,8 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterReadingAnotherLock) {
   EndReads(2);
 }
 
-// Interleaving: a helper reads 300 times in succession while the writer waits. Each read could be
-// blocked.
+// Interleaving: a helper reads 300 times in succession while the writer waits. If each read were
+// blocked for 80 ms, the helper would exceed the time limit.
 TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
   Actor reader, helper;
   Read(reader);
@@ -462,8 +462,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
     LetAWriterWait();
     for (int longer = 1; longer <= 4; longer *= 2) {
       ExpectToRead(comes);
-      // The lock now admits readers for a quarter of the time for which it blocked them. Sleeps
-      // until that has passed.
+      // The lock now admits readers for a quarter of the time for which it blocked them. Sleeps a
+      // third of that time, so that the lock blocks readers again.
       std::this_thread::sleep_for(longer * kFirstClosing / 3);
     }
     EndReads(4);
@@ -683,8 +683,8 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever)
   }
 }
 
-// Threads that read repeatedly, evenly spread over the duration of a read, until stopped. Each
-// thread reads again while the reads of the other threads are held.
+// Threads that read repeatedly until this object is destroyed. They start at equal intervals within
+// one read, so each thread reads again while the other threads hold reads.
 class OverlappingReaders {
  public:
   // Each thread calls `hold` with its number after acquiring a read; `hold` must release the read

@@ -15,7 +15,7 @@
 namespace {
 
 constexpr char kSeparator = '\x1E';
-constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // allowed for the blocks of any input
+constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // for buffers, whatever the input
 constexpr std::size_t kBytesPerByte = 500;
 
 std::size_t allocated = 0;  // bytes allocated for the current input, also if freed since
