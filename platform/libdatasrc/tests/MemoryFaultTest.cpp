@@ -9,6 +9,7 @@
 #include <libdatasrc/ObsProjector.h>
 #include <libdatasrc/PassThroughIter.h>
 #include <libdatasrc/SaveDelimited.h>
+#include <libdatasrc/ValueText.h>
 #include <tests/support/FullMemory.h>
 #include <tests/support/OutOfMemory.h>
 
@@ -608,6 +609,11 @@ TEST(MemoryFault, WhileReadingCasesLeaksNothing) {
                 for (CaseReader cases(*file); cases.Next();) count += cases.Values().size();
                 return std::to_string(count);
               }),
+      Returns(
+          "copy of ImportReport", [&] { return ImportReport(file->Report()); },
+          [](const ImportReport& report) { return report.Text(); }),
+      Returns("ImportReport::Text", [&] { return file->Report().Text(); }),
+      Returns("FormatValue", [] { return FormatValue({VariableFormat::Kind::DateTime}, 86401); }),
   });
 }
 
@@ -717,6 +723,13 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
       {"RowCount", [&] { all.RowCount(); }},
       {"IsLoaded", [&] { all.IsLoaded(); }},
       {"SetValue", [&] { cases.source.SetValue(1, 0, 5.0); }},
+      {"ParseValue of a number", [&] { date = ParseValue({}, "-1.5e3").value(); }},
+      {"ParseValue of a date",
+       [&] {
+         date = ParseValue({VariableFormat::Kind::DateTime}, "1970-01-02T00:00:01Z").value();
+       }},
+      {"FormatValue of a missing number",
+       [] { FormatValue({VariableFormat::Kind::Date}, kMissingNumber); }},
       {"DeleteCases", [&] { cases.source.DeleteCases(0, 0); }},
       {"DropUnusedValues", [&] { cases.source.DropUnusedValues(); }},
       {"SetPasswordMangled", [&] { file->SetPasswordMangled(true); }},
