@@ -18,8 +18,8 @@ InteractiveErrorMonitor::~InteractiveErrorMonitor() = default;
 void InteractiveErrorMonitor::Report(ErrorText text) {
   if (proxy_ == nullptr) return;
   if (text.Severity() != ErrorText::kError && !reportWarnings_) return;
-  // Every report constructs a response, although no code sets or reads it, and destroys it after
-  // the message.
+  // No code sets or reads the response. Every report constructs it and destroys it after the
+  // message, an oddity that is kept.
   ReportedErrorMsgResponse response;
   ReportedErrorMsg message(id_, text);
   proxy_->SendMessage(kReportedErrorCommand, &message);

@@ -21,7 +21,7 @@ struct Snapshot {
   bool resetClientData = false;  // whether a ResetClientDataMsg is due
   bool bulkVarMoves = false;     // whether the next update is a bulk replacement
 
-  // The fields below are not part of the fixed layout.
+  // The order of the fields below is not fixed.
 
   // Whether variables, row count, weight, filter, trends or split have changed since the attributes
   // were last compared; other changes do not count.
@@ -36,7 +36,7 @@ void UpdateSnapshot(Snapshot& snapshot);
 
 }  // namespace sdm_internal
 
-// Has no fields of its own, so its layout is the fixed layout of Snapshot.
+// Has no fields of its own, so it begins with the fields in the fixed order.
 struct SvrDMObserverView::Data : sdm_internal::Snapshot {
   using Snapshot::Snapshot;
 };

@@ -11,8 +11,8 @@
 
 namespace sdm_internal {
 
-// Builds a Message with the leading word 0, the dataset's identifier and case sequence, and
-// `arguments`. Queues the message on the item, which owns it.
+// Builds a Message with the leading word 0 (DataSetMsg::GetLeading), the dataset's identifier and
+// case sequence, and `arguments`. Queues the message on the item, which owns it.
 template <class Message, class... Arguments>
 void QueueMessage(SvrDMItem& item, Arguments&&... arguments) {
   const unsigned int caseSequence = std::as_const(item).CaseSequence();

@@ -37,7 +37,8 @@ class SDM_EXPORT SvrDMDataSetObserver {
   virtual void OnDataSetChanged(SvrDMWriteableDataSource const* writer) = 0;
 
  protected:
-  // Not virtual, so that it has no slot: observers are not deleted through this interface.
+  // Not virtual, so that the vtable has no slot for it: observers are not deleted through this
+  // interface.
   ~SvrDMDataSetObserver() = default;
 };
 

@@ -22,8 +22,8 @@ namespace sdm_internal {
 
 namespace {
 
-// Stops the process unless `settled`. The reported source, line and expression stay the same when
-// this code moves.
+// Stops the process unless `settled`. Always reports this source, line and expression, although
+// the code has moved.
 void CheckSettled(bool settled) {
   if (settled) return;
   InvariantFailed("ServerDataManager/ObserverView", 352, "Update",
@@ -100,7 +100,9 @@ class StepwisePass {
     const int first = view_.FindVarIndex(id);
     if (first < 0) return viewCount;
     if (first >= index) return first;
-    // The first variable with this identifier is settled, so the source has the identifier twice.
+    // The view's first variable with this identifier is before `index`, so it is settled: the
+    // source has the identifier there, and again at `index`. Searches the rest of the view for a
+    // second one.
     int viewIndex = index;
     while (viewIndex < viewCount && InView(viewIndex).GetID() != id) ++viewIndex;
     return viewIndex;
@@ -289,8 +291,9 @@ class StampedPass {
     DeleteRest();
   }
 
-  // Skips the view's block at `next_` if its stamp is `stamp`. No variable of that block is taken:
-  // each is in the source only once, in the block with the same stamp.
+  // Skips the view's block at `next_` if its stamp is `stamp`, the stamp of the current source
+  // block. No variable of the view's block is taken yet: in the source, these variables are only in
+  // the current block.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);

@@ -64,7 +64,7 @@ constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
 template <class Try>
 bool RepeatWithin(std::chrono::milliseconds longest, Try succeeds) {
   using namespace std::chrono;
-  constexpr milliseconds kEver = hours(24 * 365 * 100);  // more would overflow the clock
+  constexpr milliseconds kEver = hours(24 * 365 * 100);  // keeps the sum in the range of the clock
   const auto end = steady_clock::now() + std::clamp(longest, milliseconds::zero(), kEver);
   for (nanoseconds pause = microseconds(20);; pause = std::min<nanoseconds>(2 * pause, 5ms)) {
     if (succeeds()) return true;
@@ -117,7 +117,7 @@ SvrDMItem::~SvrDMItem() {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Names. Strings are allocated before the lock is acquired and freed after it is released.
+// Names. Strings are allocated before the leaf lock is acquired, and freed after it is released.
 
 void SvrDMItem::Handle(const std::string& handle) {
   std::string name = handle;

@@ -294,8 +294,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   friend class SvrDMWriteableDataSource;
   class NotificationGuard;
 
-  // Like the public functions, with the handle for the lock monitor. Not analysed, because a handle
-  // may be constructed on one thread and destroyed on another.
+  // Like the public functions, with the handle for the lock monitor. Thread-safety analysis skips
+  // them, because a handle may be constructed on one thread and destroyed on another.
   SDM_HIDDEN bool AcquireReadLock(bool tryOnly, const sdm_internal::LockHolder& who)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
   SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, const sdm_internal::LockHolder& who)

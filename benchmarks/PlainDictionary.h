@@ -1,4 +1,5 @@
-// PlainDictionary: a dictionary whose variables share no values, for comparison in benchmarks.
+// PlainDictionary: the variables of a dictionary as a vector of structs, for comparison in
+// benchmarks. Unlike copies of an ORVX_Variable, copies of a struct share nothing.
 
 #ifndef BENCHMARKS_PLAINDICTIONARY_H_
 #define BENCHMARKS_PLAINDICTIONARY_H_

@@ -1,9 +1,10 @@
 // The cost of releasing a writer that changed variables: the notification pass and the call of one
 // observer.
 //
-// The peer does the minimum to find the difference: a hash table of bare identifiers and a longest
-// increasing subsequence of their positions (Fredman, "On Computing the Length of Longest
-// Increasing Subsequences", 1975). The library dtl is another peer, if it is installed.
+// For comparison, PeerDiffOfAShuffle does the minimum to find the difference: a hash table of bare
+// identifiers and a longest increasing subsequence of their positions (Fredman, "On Computing the
+// Length of Longest Increasing Subsequences", 1975). DtlDiffOfAShuffle uses the library dtl, if it
+// is installed.
 
 #include <algorithm>
 #include <memory>
@@ -134,8 +135,8 @@ BENCHMARK(EverySecondReplaced)
     ->Arg(1'000'000)
     ->Unit(benchmark::kMicrosecond);
 
-// Sets a new source with equal variables, which share no records with the variables of the previous
-// source.
+// Sets a new source with equal variables. Copies of variables usually share one record
+// (ORVX_Variable.h); these have records of their own.
 void EqualSourceSet(benchmark::State& state) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   for (auto _ : state) {

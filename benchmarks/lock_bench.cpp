@@ -59,7 +59,7 @@ class Reading {
   Lock lock_;
 };
 
-// Acquires and releases the read lock, while it is held `held` times already.
+// Argument: how many times the lock is already held for reading.
 void Read(benchmark::State& state) {
   Reading<Ours> ours(state.range(0));
   for (auto _ : state) ours();

@@ -1,6 +1,7 @@
 // The memory of a dictionary and its snapshot, and of the change streams of a dataset. The records
-// of the variables, which dictionary and snapshot share, are not counted. Memory is the total size
-// of the blocks from operator new that are not deleted yet. The reported time has no meaning.
+// of the variables (ORVX_Variable.h), which dictionary and snapshot share, are not counted. Memory
+// is the total size of the blocks from operator new that are not deleted yet. The reported time has
+// no meaning.
 
 #include <malloc.h>
 

@@ -31,8 +31,8 @@ void TakeLockOfPeer() {
   peer.EndRead();
 }
 
-// A counter that a reader handle raises and lowers. The counters of an item are in different cache
-// lines, so each Field has a cache line of its own.
+// A counter that a reader handle raises and lowers: reference count, lock word or count of readers.
+// In an item, the three are in different cache lines, so each Field has a cache line of its own.
 struct alignas(64) Field {
   std::atomic<unsigned> value = 0;
   void Add() { value.fetch_add(1); }
@@ -96,8 +96,8 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// Two upper bounds for ReaderHandlesOnTwoThreads: with a lock that is one word, and with a lock
-// that costs nothing.
+// Two upper bounds for the throughput of ReaderHandlesOnTwoThreads: with a lock that is one word,
+// and with a lock that costs nothing.
 void AtomicOperationsOnTwoThreads(benchmark::State& state) {
   for (auto _ : state) {
     state.counters["readers_per_second"] = PerSecondOnTwoThreads(CountAndLockAsReader);

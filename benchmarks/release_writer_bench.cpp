@@ -2,8 +2,8 @@
 // dictionary with the snapshot, but not each variable: equal stamps prove that the variables are
 // equal.
 //
-// The peer compares two vectors of plain definitions, which share no values. The time is reported
-// as a multiple of the peer's time (of_plain_vectors), measured alternately.
+// The peer compares two vectors of plain definitions (PlainDictionary.h). The time is reported as a
+// multiple of the peer's time (of_plain_vectors), measured alternately.
 
 #include <benchmark/benchmark.h>
 

@@ -195,7 +195,8 @@ constexpr int kWritesBeforeTheClient = 2;
 
 // --- the server ---
 
-// An observer that is registered from the start, so that passes have run before the client joins.
+// Registered from the start, because a dataset without observers is not compared: the client's
+// first frame would then have the whole dictionary, and the client would not need a snapshot.
 struct Log : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     std::printf("server: %zu message(s)\n", writer->GetNotifications().size());
@@ -234,7 +235,7 @@ class Server {
 
 void Server::Make(const Write& write) {
   std::printf("server: %s\n", write.what);
-  std::fflush(stdout);  // the client has the same standard output
+  std::fflush(stdout);  // before the client prints to the same standard output
   {
     SvrDMWriteableDataSource writer(dataset_.GetDataSetID(), /*tryOnly=*/false, nullptr);
     write.make(**writer);
