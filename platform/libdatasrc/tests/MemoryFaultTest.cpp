@@ -676,7 +676,7 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   const ORVX_DataSource::Extension extension(*source, 0);
   DatasourceAttributes attributes = kNewAttributes;
   DatasourceAttributes::Values values = {kLong, kLong};
-  const ORVX_Variable empty;  // the first default variable allocates a record; all share it
+  const ORVX_Variable empty;  // allocates the record that all default variables share
   ORVX_Variable own(Serial(3), kLong);
   const FilteredDataSource all(file.get());
   const ObsProjector projector(*file, all);
