@@ -324,7 +324,8 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& s
   return false;
 }
 
-// Does nothing if another thread has found the deadlock since the wait was recorded.
+// Searches for a deadlock of which the wait of `table` is a part. Does nothing if another thread
+// has found that deadlock since the wait was recorded.
 void FindDeadlock(ThreadLocks& table, Incidents& incidents) noexcept
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (table.deadlockIsReported) return;

@@ -25,9 +25,10 @@
 // made. The library has no thread of its own; for earlier detection, request reports periodically.
 //
 // While the monitor is off, it costs one relaxed load per acquire and release, and no memory. While
-// it is on, each thread records its locks in a small table of its own, without atomic operations on
-// shared memory. A report copies all tables; meanwhile, a thread that has to write its table waits.
-// To limit these waits, reports are at least a millisecond apart: GetLockReport waits if necessary.
+// it is on, each thread records its locks in a small table of its own; recording a reader/writer
+// lock that is free writes to no shared memory. A report copies all tables; meanwhile, a thread
+// that has to write its table waits. To limit these waits, reports are at least a millisecond
+// apart: GetLockReport waits if necessary.
 // Creating and destroying a reader handle takes at most 1.3 times as long as without the monitor.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_

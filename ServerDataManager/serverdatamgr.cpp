@@ -167,7 +167,7 @@ void ServerDataManager::Data::Notice::Skip(const Data& data,
 void ServerDataManager::Data::Delete(SvrDMItemPtr item) {
   if (!item.IsValid()) return;
   const LocallyUniqueID id = item->ID();
-  // Sent even if the dataset never had a source, and so had no creation notice.
+  // Notifies even if the dataset never had a source, and so had no creation notice.
   if (item->NotifyDelete()) {
     const Lock held(*this);
     Notice(*this).Send([&](ServerDataManagerObserver& observer) { observer.DataSetDeleted(id); });

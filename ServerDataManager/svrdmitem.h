@@ -56,8 +56,8 @@ namespace sdm_internal {
 struct LockHolder;
 struct LockRequest;
 
-// Declared for annotations. A thread acquires the locks of a dataset, below, before these two
-// locks. anyRegistryLock stands for the lock of any registry.
+// Declared for the thread-safety annotations of SvrDMItem: a thread acquires the locks of an item
+// before these two locks. anyRegistryLock stands for the lock of any registry.
 extern SDM_HIDDEN Mutex leafMutex;                                       // see LeafLock.h
 extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // never defined
 }  // namespace sdm_internal
@@ -306,8 +306,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
   bool AcquireWriteLockWithin(std::chrono::milliseconds longest)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
-  // For annotations: operations that require the write lock call this function first. It does
-  // nothing.
+  // For thread-safety annotations: operations that require the write lock call this function first.
+  // It does nothing.
   void CallerHoldsWriteLock() const SDM_ASSERT_HELD(lock_) {}
   SDM_HIDDEN sdm_internal::LockRequest DataLock(bool forWriting) const;
 

@@ -50,7 +50,7 @@ class BenchDataset : private SvrDMDataSetObserver {
 
   LocallyUniqueID ID() const { return id_; }
   SvrDMItemPtr& Item() { return item_; }
-  // The number of passes that found a change: 1 until the dictionary is changed.
+  // The number of passes that found a change; 1 after construction.
   int PassesHeard() const { return passesHeard_; }
 
  private:

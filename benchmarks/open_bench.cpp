@@ -91,7 +91,7 @@ class File {
   int Rows() const { return rows_; }
   long Fields() const { return long{rows_ + 1} * columns_; }  // the header included
   double Megabytes() const { return static_cast<double>(std::filesystem::file_size(path_)) / 1e6; }
-  // Eight bytes for each value, and the bytes of the strings.
+  // The size of the columns: eight bytes for each value, and the bytes of the strings.
   double ColumnBytes() const { return columnBytes_; }
 
  private:

@@ -112,7 +112,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void Visit(const DataSetModifiedMsg& message) override;
 
  private:
-  // The weight, filter and split of a dictionary at one time.
+  // The weight, filter and split that a dictionary had when this object was constructed.
   class Uses {
    public:
     explicit Uses(const ORVX_DataSource& dictionary);
