@@ -28,7 +28,7 @@ bool AreSpellingsOfOneFile(const std::filesystem::path& a, const std::filesystem
          std::filesystem::equivalent(folderOf(a), folderOf(b), ignored);
 }
 
-// A handle that shows its item, because two datasets may have the same identifier.
+// Gives access to the item of a handle. Items identify datasets; identifiers may be duplicates.
 class ItemHandle : public SvrDMDataset {
  public:
   explicit ItemHandle(const SvrDMDataset& dataset) : SvrDMDataset(dataset) {}

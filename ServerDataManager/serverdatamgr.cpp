@@ -73,8 +73,8 @@ void ServerDataManager::Data::Add(ORVX_DataSource*& ds, const std::string& name,
   SvrDMItemPtr item = NewItem(filtered, name, quiet, id, caseSequence);
   ds = nullptr;  // the item now owns the source
   if (hasPassword) item->Password(password, passwordFlag);
-  // These allocate, so they precede the registration: if memory runs out, the dataset is not
-  // registered. After the registration, other threads may set the name.
+  // Allocates before the registration: if memory runs out, the dataset is not registered. Copies
+  // the file name, because other threads may set it after the registration.
   const Notice notice(*this);
   const std::string fileName = item->FileName();
   auto entry = std::make_unique<IndexEntry>();

@@ -111,8 +111,8 @@ double Percentile(int percent, std::vector<double> values) {
   return *found;
 }
 
-// Threads that repeat `turn`: acquire the lock, hold it and release it. Their start times are
-// evenly spread over the hold time.
+// Threads that repeat `turn`, which acquires the lock, holds it and releases it. Their start times
+// are evenly spread over the hold time.
 class Others {
  public:
   template <class Turn>

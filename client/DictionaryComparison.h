@@ -22,7 +22,7 @@ namespace DictionaryComparison {
 
 struct Property {
   const char* name;     // for example "weight"
-  std::string value;    // for example "popul", with the quotation marks, or none
+  std::string value;    // for example "popul" with the quotation marks; the word none if absent
   bool isUsual = true;  // false if most dictionaries do not have the property
   bool isSent = true;   // whether messages carry every change of the property
 };
@@ -30,7 +30,7 @@ struct Property {
 // The properties of the dictionary, always the same ones in the same order.
 SDM_EXPORT std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary);
 
-// A property, a variable or a part of its definition, in both dictionaries.
+// The texts of a property, of a variable or of a part of its definition, in both dictionaries.
 struct Line {
   std::string what;  // for example "weight", or a variable and what differs: "age" label
   std::string source;

@@ -67,7 +67,7 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   //
   // Sends the file specification only if it is also the file name: a pass that reports it makes it
   // the file name, and so does SaveDataset. For a dataset not built on a saved file, also sends it
-  // if another caller has made the two equal, which no pass reports.
+  // if a caller has made the two equal, although no pass reports that.
   //
   // For a dataset that has not been through a notification pass, the next pass reports everything
   // again; the client then requests another snapshot.
