@@ -10,6 +10,7 @@
 
 #include <libdatasrc/CaseReader.h>
 #include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 
@@ -157,7 +158,9 @@ void ReplaceSource(Call& call) {
   if (kind == kFiltered) {
     ORVX_DataSource& present = call.Source();
     const int position = NumberPositionOf(present, selector, "select cases");
-    source = ViewOf(present, present.GetVariable(position).GetID());
+    const LocallyUniqueID selectorID = present.GetVariable(position).GetID();
+    source = std::make_unique<FilteredDataSource>(&present, selectorID);
+    source->SetDirty(present.IsDirty());  // the dirty flag is not part of the dictionary
   }
   writer.SetDataSet(std::move(source));
 }

@@ -13,8 +13,8 @@
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DictionaryText.h>
+#include <ServerDataManager/CloneSource.h>
 #include <ServerDataManager/serverdatamgr.h>
-#include <ServerDataManager/SvrDMCloneDataSource.h>
 
 #include <memory>
 #include <utility>

@@ -5,11 +5,10 @@
 #include "Output.h"
 
 #include <libdatasrc/DataFreeDataSource.h>
+#include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ObsProjector.h>
 #include <libdatasrc/SystemFileDataSource.h>
-#include <ServerDataManager/SvrDMCloneDataSource.h>
-#include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
 #include <functional>
@@ -36,12 +35,6 @@ class BlankRows final : public ObsIterator {
   long long left_;
   OBS* const area_;
 };
-
-std::unique_ptr<SvrDMCloneDataSource> CopyOf(const SvrDMCloneDataSource& clone) {
-  auto copy = std::make_unique<SvrDMCloneDataSource>(clone);
-  copy->SetDirty(clone.IsDirty());  // the dirty flag is not part of the dictionary
-  return copy;
-}
 
 }  // namespace
 
@@ -74,38 +67,6 @@ std::unique_ptr<SystemFileDataSource> OpenDataFile(Output& output, const std::st
                                                    const ImportOptions& options) {
   ProgressBar bar(output);
   return SystemFileDataSource::Open(file, options, std::ref(bar));
-}
-
-std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source, LocallyUniqueID selector) {
-  auto view = selector.IsNull() ? std::make_unique<FilteredDataSource>(&source)
-                                : std::make_unique<FilteredDataSource>(&source, selector);
-  view->SetDirty(source.IsDirty());  // the dirty flag is not part of the dictionary
-  return view;
-}
-
-std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer) {
-  ORVX_DataSource* const source = *writer;
-  if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(source)) {
-    return CopyOf(*clone);
-  }
-  // The clones own `view`, a filtered source. It gets `source` as its parent only when nothing can
-  // fail any more, because a clone that cannot adopt a source deletes that source with its parents.
-  auto view = ViewOf(*source);
-  FilteredDataSource& shared = *view;
-  shared.SetParentSource(nullptr);
-  auto clone = SvrDMCloneDataSource::Adopt(std::move(view));
-  clone->SetDirty(source->IsDirty());
-  auto copy = CopyOf(*clone);
-
-  // SetDataSet(clone) deletes the dataset's chain of sources. `source` must not be in that chain,
-  // so an interim filtered source replaces `source` and is then separated from it.
-  auto interim = ViewOf(*source);
-  FilteredDataSource& placed = *interim;
-  writer.SetDataSet(std::move(interim));
-  placed.SetParentSource(nullptr);
-  shared.SetParentSource(source);  // from here on, the clones own the former source
-  writer.SetDataSet(std::move(clone));
-  return copy;
 }
 
 class HiddenVariables::View final : public FilteredDataSource {

@@ -1,21 +1,17 @@
-// Sources: opens data files as data sources, and makes data sources from other data sources.
+// Sources: opens data files as data sources, and and makes data sources for other purposes.
 
 #ifndef SDMSH_SOURCES_H_
 #define SDMSH_SOURCES_H_
 
-#include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/ImportOptions.h>
 #include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/ORVX_DataSourceFilterHook.h>
-#include <ServerDataManager/LocallyUniqueID.h>
 
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-class SvrDMCloneDataSource;
-class SvrDMWriteableDataSource;
 class SystemFileDataSource;
 
 namespace sdmsh {
@@ -47,22 +43,6 @@ ImportOptions TakeImportOptions(Arguments& arguments);
 // CommandError after ctrl-C.
 std::unique_ptr<SystemFileDataSource> OpenDataFile(Output& output, const std::string& file,
                                                    const ImportOptions& options);
-
-// Returns a source with `source` as its parent, the same dictionary and the same dirty flag. With a
-// `selector`, the identifier of a numeric variable, the returned source has only the cases that
-// this variable selects: see FilteredDataSource.
-std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source, LocallyUniqueID selector = {});
-
-// Returns a clone of the writer's data source, which must not be null: the same dictionary,
-// including unsaved changes, and the same cases. If the source is not a clone yet, an equal clone
-// replaces it in the dataset, which queues two messages about a replaced source. The two clones
-// share ownership of the former source.
-//
-// After an exception, the dataset has its former source, a filtered source over it, or the clone
-// that replaces it.
-//
-// Threads: the writer's thread.
-std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer);
 
 // A filter hook that hides the variables with certain names: it puts a filtered source without
 // these variables on top of each source that is added to the registry.

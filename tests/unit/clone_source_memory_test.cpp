@@ -1,30 +1,20 @@
-// Tests of cloning a source, and of creating a caller, if memory runs out. This is a separate
-// program because it replaces the global operator new.
+// CloneSource if memory runs out. Part of a separate program, which replaces operator new.
 
-#include <Commands.h>
 #include <libdatasrc/CaseReader.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/ORVX_DataSource.h>
-#include <Output.h>
+#include <ServerDataManager/CloneSource.h>
 #include <ServerDataManager/serverdatamgr.h>
-#include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
-#include <Shell.h>
-#include <Sources.h>
 #include <tests/support/FullMemory.h>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include <exception>
 #include <memory>
 #include <new>
-#include <ostream>
-#include <streambuf>
-#include <string>
 #include <vector>
 
-namespace sdmsh {
 namespace {
 
 using support::MemoryFor;
@@ -154,39 +144,4 @@ TEST_F(CloneMemory, FailedCloneOfACloneLeavesTheCloneIntact) {
   EXPECT_EQ(deaths_, 2);
 }
 
-// ---------------------------------------------------------------------------------------------
-// Callers
-
-// Accepts all output and discards it.
-class Mute final : public std::streambuf {
-  int overflow(int c) override { return c == EOF ? 0 : c; }
-  std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
-};
-
-TEST(CallerMemory, CallerIsCreatedCompletelyOrNotAtAll) {
-  const std::string caller = "a caller with a long name, for which a string needs memory";
-  const std::vector<std::string> words = {"list"};
-  CommandTable();  // the first call creates the table, which must not fail here
-  int failures = 0;
-  for (bool done = false; !done; failures += done ? 0 : 1) {
-    ServerDataManager registry;
-    Mute mute;
-    std::ostream out(&mute);
-    Output output(out, out);
-    Shell shell(registry, output);
-    {
-      const MemoryFor some(failures);
-      try {
-        shell.Execute(caller, words);
-        done = true;
-      } catch (const std::exception&) {  // std::bad_alloc or a CommandError
-      }
-    }
-    EXPECT_TRUE(shell.CloseDown(""));
-    EXPECT_FALSE(shell.IsStuck());
-  }
-  EXPECT_GT(failures, 3);
-}
-
 }  // namespace
-}  // namespace sdmsh

@@ -1,0 +1,49 @@
+#include <ServerDataManager/CloneSource.h>
+
+#include <libdatasrc/FilteredDataSource.h>
+#include <libdatasrc/ORVX_DataSource.h>
+#include <ServerDataManager/SvrDMWriteableDataSource.h>
+
+#include <utility>
+
+namespace {
+
+std::unique_ptr<SvrDMCloneDataSource> CopyOf(const SvrDMCloneDataSource& clone) {
+  auto copy = std::make_unique<SvrDMCloneDataSource>(clone);
+  copy->SetDirty(clone.IsDirty());  // the dirty flag is not part of the dictionary
+  return copy;
+}
+
+// Returns a filtered source over `source` with all its cases and variables.
+std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source) {
+  auto view = std::make_unique<FilteredDataSource>(&source);
+  view->SetDirty(source.IsDirty());  // the dirty flag is not part of the dictionary
+  return view;
+}
+
+}  // namespace
+
+std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer) {
+  ORVX_DataSource* const source = *writer;
+  if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(source)) {
+    return CopyOf(*clone);
+  }
+  // The clones own `view`, a filtered source. It gets `source` as its parent only when nothing can
+  // fail any more, because a clone that cannot adopt a source deletes that source with its parents.
+  auto view = ViewOf(*source);
+  FilteredDataSource& shared = *view;
+  shared.SetParentSource(nullptr);
+  auto clone = SvrDMCloneDataSource::Adopt(std::move(view));
+  clone->SetDirty(source->IsDirty());
+  auto copy = CopyOf(*clone);
+
+  // SetDataSet(clone) deletes the dataset's chain of sources. `source` must not be in that chain,
+  // so an interim filtered source replaces `source` and is then separated from it.
+  auto interim = ViewOf(*source);
+  FilteredDataSource& placed = *interim;
+  writer.SetDataSet(std::move(interim));
+  placed.SetParentSource(nullptr);
+  shared.SetParentSource(source);  // from here on, the clones own the former source
+  writer.SetDataSet(std::move(clone));
+  return copy;
+}

@@ -1,0 +1,27 @@
+// Clones the data source of a dataset.
+//
+//   SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, /*originator=*/nullptr);
+//   registry.Add(CloneSource(writer), "", /*quiet=*/false);  // a second dataset, the same cases
+
+#ifndef SERVERDATAMANAGER_CLONESOURCE_H_
+#define SERVERDATAMANAGER_CLONESOURCE_H_
+
+#include <ServerDataManager/Export.h>
+#include <ServerDataManager/SvrDMCloneDataSource.h>
+
+#include <memory>
+
+class SvrDMWriteableDataSource;
+
+// Returns a clone of the writer's data source, which must not be null: the same dictionary,
+// including unsaved changes, and the same cases. If the source is not a clone yet, an equal clone
+// replaces it in the dataset, which queues two messages about a replaced source. The two clones
+// share ownership of the former source.
+//
+// After an exception, the dataset has its former source, a filtered source over it, or the clone
+// that replaces it.
+//
+// Threads: the thread that holds the writer.
+SDM_EXPORT std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer);
+
+#endif  // SERVERDATAMANAGER_CLONESOURCE_H_
