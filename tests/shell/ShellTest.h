@@ -68,7 +68,7 @@ class ShellTest : public testing::Test {
     std::ostringstream out;
     Output output(out, out);
     Shell shell(registry_, output);
-    good_ = PlayScript(shell, script, "test.sdm");
+    good_ = PlayInput(shell, script, "test.sdm");
     return out.str();
   }
 

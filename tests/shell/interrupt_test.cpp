@@ -56,7 +56,7 @@ class Interrupt : public ShellTest {
     std::ostream out(&text);
     Output output(out, out);
     Shell shell(Registry(), output);
-    isGood_ = PlayScript(shell, script, "test.sdm");
+    isGood_ = PlayInput(shell, script, "test.sdm");
     return text.str();
   }
   // The output of a script that is interrupted at the beginning of `command`.

@@ -107,13 +107,6 @@ class Player {
   std::unique_ptr<char[]> reserve_;  // freed before reporting that memory ran out; then null
 };
 
-bool PlayStream(Shell& shell, std::istream& input, const std::string& file) {
-  Player player(shell, file);
-  const bool good =
-      player.Play([&](std::string& text) { return static_cast<bool>(std::getline(input, text)); });
-  return player.CloseDown(!input.bad()) && good;
-}
-
 // ---------------------------------------------------------------------------------------------
 // Completion at the cursor
 
@@ -301,12 +294,11 @@ class Terminal {
 
 }  // namespace
 
-bool PlayScript(Shell& shell, std::istream& script, const std::string& file) {
-  return PlayStream(shell, script, file);
-}
-
-bool PlayInput(Shell& shell, std::istream& input) {
-  return PlayStream(shell, input, /*file=*/"");
+bool PlayInput(Shell& shell, std::istream& input, const std::string& script) {
+  Player player(shell, script);
+  const bool good =
+      player.Play([&](std::string& text) { return static_cast<bool>(std::getline(input, text)); });
+  return player.CloseDown(!input.bad()) && good;
 }
 
 bool RunPrompt(Shell& shell) {

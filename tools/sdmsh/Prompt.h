@@ -14,12 +14,10 @@ class Shell;
 // callers. It returns false if a caller was left waiting, if reading the input or writing the
 // output failed, or for a reason given below. It runs no more commands after the output failed.
 
-// Stops at the first command that fails, and then returns false. Reports failures with `file`, the
-// name of the script, and the number of the line.
-bool PlayScript(Shell& shell, std::istream& script, const std::string& file);
-
-// Continues after a command fails, but then returns false.
-bool PlayInput(Shell& shell, std::istream& input);
+// Returns false if a command failed. `script` is the name of the script; empty for other input. A
+// script stops at the first command that fails, and its failures are reported with its name and the
+// number of the line.
+bool PlayInput(Shell& shell, std::istream& input, const std::string& script = "");
 
 // Reads commands from the terminal of this process, with a prompt, line editing and completion by
 // the tab key. The keys are those of libedit, which ~/.editrc can change. Continues after a command

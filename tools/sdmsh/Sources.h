@@ -1,4 +1,4 @@
-// Sources: opens data files as data sources, and and makes data sources for other purposes.
+// Sources: opens data files as data sources, and makes other data sources.
 
 #ifndef SDMSH_SOURCES_H_
 #define SDMSH_SOURCES_H_

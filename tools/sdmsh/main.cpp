@@ -41,7 +41,7 @@ int Ended(int status) {
 }
 
 bool Play(sdmsh::Shell& shell, std::istream* script, const std::string& file, bool json) {
-  if (script != nullptr) return sdmsh::PlayScript(shell, *script, file);
+  if (script != nullptr) return sdmsh::PlayInput(shell, *script, file);
   const bool atTerminal = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && !json;
   return atTerminal ? sdmsh::RunPrompt(shell) : sdmsh::PlayInput(shell, std::cin);
 }
