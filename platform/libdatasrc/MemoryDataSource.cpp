@@ -195,8 +195,8 @@ CaseTable ReadCases(const ORVX_DataSource& source) {
 
   CaseTable table;
   table.SetRowCount(count);
-  // Adds the first variable last: if several variables share an identifier, its values replace the
-  // others.
+  // Adds the first variable last: of variables with the same identifier, the values of the first
+  // are kept.
   for (int i = source.ColumnCount() - 1; i >= 0; --i) {
     table.Add(source.GetVariable(i).GetID(), std::move(columns[static_cast<std::size_t>(i)]));
   }

@@ -99,7 +99,7 @@ class GzipBytes : public CompressedBytes {
   }
 
   z_stream stream_ = {};
-  bool isInside_ = true;  // inside one of the compressed files
+  bool isInside_ = true;  // inside one of the gzip files
 };
 
 class ZstdBytes : public CompressedBytes {
@@ -141,10 +141,11 @@ class ZstdBytes : public CompressedBytes {
   };
   std::unique_ptr<ZSTD_DCtx, FreeContext> context_;
   ZSTD_inBuffer input_ = {nullptr, 0, 0};
-  std::size_t missing_ = 1;  // 0: the current frame is complete, and all its bytes were written
+  std::size_t missing_ = 1;  // 0: the current Zstandard frame is fully decompressed
 };
 
-// Whether `start` begins a frame, or a skippable frame as some compressors write it (RFC 8878).
+// Whether `start` begins a Zstandard frame, or a skippable frame, which some compressors write
+// first (RFC 8878).
 bool IsZstd(std::string_view start) {
   if (start.starts_with("\x28\xB5\x2F\xFD")) return true;
   return start.size() >= 4 && (start[0] & 0xF0) == 0x50 && start.substr(1, 3) == "\x2A\x4D\x18";

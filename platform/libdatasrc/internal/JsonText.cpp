@@ -136,7 +136,8 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   }
 
   // Returns the destination of the next value: a new element, or the member whose key was read
-  // last. Only the innermost open container grows, so pointers to the others stay valid.
+  // last. Growth moves only the elements of the innermost open container. None of them
+  // is open, so the pointers in open_ stay valid.
   JsonValue* NextValue() {
     JsonValue* value = &root;
     if (!open_.empty()) {

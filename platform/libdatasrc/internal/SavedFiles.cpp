@@ -50,7 +50,7 @@ class LockedFolder {
   explicit LockedFolder(const std::string& path) {
     descriptor_ = open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor_ == -1) FailToSave(path, errno);
-    // Some file systems have no locks. A save is still safe there, but not several at a time.
+    // Some file systems have no locks. One save is still safe there, concurrent saves are not.
     while (flock(descriptor_, LOCK_EX) != 0 && errno == EINTR) continue;
   }
   ~LockedFolder() { close(descriptor_); }

@@ -112,7 +112,8 @@ class VariableBlock {
   mutable std::atomic<std::uint64_t> secondHash_{kNoHash};
 };
 
-// Positions are not checked. An operation that throws std::bad_alloc has changed nothing.
+// Positions are not checked. An operation that throws std::bad_alloc has changed nothing,
+// except Copy.
 //
 // Threads: several readers, or one writer. Const operations change nothing but cached
 // hashes.
