@@ -226,8 +226,8 @@ bool IsDataFile(const std::filesystem::path& file) {
   return std::ranges::find(kSuffixes, suffix) != std::end(kSuffixes);
 }
 
-// Refuses a path whose schema also belongs to another data file, which could then no longer be
-// opened.
+// Refuses a path that shares its schema with another data file: with the new schema, the other file
+// could no longer be opened.
 void CheckSiblings(const std::filesystem::path& path) {
   const std::string schema = SchemaPathOf(path.filename().string());
   // Not std::filesystem::directory_iterator, which ends the process if memory runs out.

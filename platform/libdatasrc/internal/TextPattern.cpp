@@ -21,7 +21,7 @@ constexpr int kUnlimited = -1;
 constexpr char32_t kLastCharacter = 0x10FFFF;
 
 // Removes the first character of `text`, which must be UTF-8, and returns it. Invalid UTF-8 gives
-// arbitrary characters, but never reads past the end.
+// arbitrary characters; no byte after the end is read.
 char32_t TakeCharacter(std::string_view& text) {
   const auto byte = [&](std::size_t i) {
     return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
