@@ -38,8 +38,8 @@ class SDM_EXPORT CaseReader {
   ~CaseReader();
 
   // Moves to the next case; the first call moves to the first case. Returns false after the last
-  // case. Exceptions of the iterator propagate; the iterator defines which case follows. If memory
-  // runs out while a case is converted, the next call skips that case.
+  // case. Exceptions of the iterator propagate; the iterator defines which case the next call
+  // reads. If memory runs out while a case is converted, the next call skips that case.
   bool Next();
 
   // The values of the current case, one for each variable, after Next returned true. Strings have

@@ -42,7 +42,7 @@ struct FieldRules {
   std::optional<TextSet> falseValues;      // otherwise false, False, FALSE and 0
   std::optional<std::string> decimalMark;  // otherwise the mark of the file
   std::string groupMark;                   // empty for none
-  bool isBareNumber = true;                // otherwise other characters may surround a number
+  bool isBareNumber = true;                // false: other characters may surround a number
 
   bool isRequired = false;
   std::optional<double> minimum, maximum, exclusiveMinimum, exclusiveMaximum;
