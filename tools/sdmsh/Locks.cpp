@@ -110,31 +110,45 @@ Caller::Caller(std::string name, std::string label)
 }
 
 void Caller::Do(const std::function<void()>& work) {
-  if (result_.valid()) return work();
+  if (isBusy_) return work();
   Start(work);
   Finish();
 }
 
 void Caller::Start(std::function<void()> job) {
-  std::packaged_task<void()> task(std::move(job));
-  result_ = task.get_future();
   const std::lock_guard lock(mutex_);
-  job_ = std::move(task);
+  job_ = std::move(job);
+  isBusy_ = true;
   changed_.notify_all();
 }
 
+void Caller::Finish() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return job_ == nullptr; });
+  isBusy_ = false;
+  if (failure_ != nullptr) std::rethrow_exception(std::exchange(failure_, nullptr));
+}
+
 bool Caller::HasFinished() const {
-  return !result_.valid() || result_.wait_for(Bound::zero()) == std::future_status::ready;
+  const std::lock_guard lock(mutex_);
+  return job_ == nullptr;
 }
 
 void Caller::Run(const std::stop_token& stop) {
   const InterruptsHeld held;  // only the shell's thread receives SIGINT
   std::unique_lock lock(mutex_);
-  while (changed_.wait(lock, stop, [this] { return job_.valid(); })) {
-    std::packaged_task<void()> job = std::move(job_);
+  while (changed_.wait(lock, stop, [this] { return job_ != nullptr; })) {
     lock.unlock();
-    job();
+    std::exception_ptr failure;
+    try {
+      job_();
+    } catch (...) {
+      failure = std::current_exception();
+    }
     lock.lock();
+    failure_ = std::move(failure);
+    job_ = nullptr;
+    changed_.notify_all();
   }
 }
 

@@ -16,8 +16,8 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <functional>
-#include <future>
 #include <list>
 #include <map>
 #include <memory>
@@ -56,7 +56,7 @@ class Caller {
   // Starts a job on the caller's thread and does not wait for it. The thread must have no job.
   void Start(std::function<void()> job);
   // Waits until the job ends. Throws what the job threw.
-  void Finish() { result_.get(); }
+  void Finish();
   // Whether the job has ended; true if there is none.
   bool HasFinished() const;
 
@@ -65,11 +65,12 @@ class Caller {
 
   const std::string name_;
   const std::string label_;
-  std::future<void> result_;  // of the job; not valid if there is no job
-  std::mutex mutex_;
+  bool isBusy_ = false;  // true from Start to Finish
+  mutable std::mutex mutex_;
   std::condition_variable_any changed_;
-  std::packaged_task<void()> job_;  // to be run next; guarded by mutex_
-  std::jthread thread_;             // must be the last member: the thread uses the others
+  std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
+  std::exception_ptr failure_;  // guarded by mutex_; what the job threw, null if it did not throw
+  std::jthread thread_;         // must be the last member: the thread uses the others
 };
 
 // A lock on a dataset that a caller holds or waits for.
