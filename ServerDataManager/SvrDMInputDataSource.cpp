@@ -67,13 +67,15 @@ SvrDMInputDataSource::SvrDMInputDataSource(char const*, SvrDMItemPtr const& item
 }
 
 SvrDMInputDataSource::~SvrDMInputDataSource() {
-  Item().ReleaseLock(this);
-  Item().DropReader();
+  SvrDMItem& item = Item();
+  item.ReleaseLock(this);
+  item.DropReader();
 }
 
 void SvrDMInputDataSource::AcquireReadLock(bool tryOnly, const char* label) {
-  if (!Item().AcquireReadLock(tryOnly, LockHolder{this, label})) throw kLockFailed;
-  Item().AddReader();
+  SvrDMItem& item = Item();
+  if (!item.AcquireReadLock(tryOnly, LockHolder{this, label})) throw kLockFailed;
+  item.AddReader();
 }
 
 ORVX_DataSource* SvrDMInputDataSource::operator->() const {

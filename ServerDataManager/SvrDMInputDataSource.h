@@ -81,7 +81,7 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
   SvrDMInputDataSource(char const* name, SvrDMItemPtr const& item);
 
  private:
-  void AcquireReadLock(bool tryOnly, const char* label);
+  SDM_HIDDEN void AcquireReadLock(bool tryOnly, const char* label);
 };
 
 #endif  // SERVERDATAMANAGER_SVRDMINPUTDATASOURCE_H_

@@ -209,23 +209,29 @@ LockRequest SvrDMItem::DataLock(bool forWriting) const {
   return {LockReport::Kind::Data, mode, id_, this, manager_};
 }
 
-bool SvrDMItem::AcquireReadLock(bool tryOnly, const LockHolder& who) {
+bool SvrDMItem::AcquireReadLock(bool tryOnly, LockHolder who) {
   // `tryOnly` is ignored: callers rely on a reader never failing.
   tryOnly = false;
   if (tryOnly) return lock_.tryReadLock();
-  if (!LocksAreMonitored()) {
+  if (LocksAreMonitored()) {
+    AcquireMonitoredReadLock(who);
+  } else {
     lock_.readLock();
-  } else if (lock_.tryReadLock()) {
+  }
+  return true;
+}
+
+void SvrDMItem::AcquireMonitoredReadLock(LockHolder who) {
+  if (lock_.tryReadLock()) {
     RecordHold(DataLock(/*forWriting=*/false), who);
   } else {
     WaitRecord wait(DataLock(/*forWriting=*/false), who);
     lock_.readLock();
     wait.Acquired();
   }
-  return true;
 }
 
-bool SvrDMItem::AcquireWriteLock(bool tryOnly, const LockHolder& who) {
+bool SvrDMItem::AcquireWriteLock(bool tryOnly, LockHolder who) {
   if (!tryOnly && !LocksAreMonitored()) {
     lock_.writeLock();
     return true;

@@ -296,11 +296,12 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Like the public functions, with the handle for the lock monitor. Thread-safety analysis skips
   // them, because a handle may be constructed on one thread and destroyed on another.
-  SDM_HIDDEN bool AcquireReadLock(bool tryOnly, const sdm_internal::LockHolder& who)
+  SDM_HIDDEN bool AcquireReadLock(bool tryOnly, sdm_internal::LockHolder who)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
-  SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, const sdm_internal::LockHolder& who)
+  SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, sdm_internal::LockHolder who)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
-  void ReleaseLock(const void* handle) SDM_UNCHECKED;
+  SDM_HIDDEN void AcquireMonitoredReadLock(sdm_internal::LockHolder who) SDM_UNCHECKED;
+  SDM_HIDDEN void ReleaseLock(const void* handle) SDM_UNCHECKED;
   // Acquire a lock, waiting at most `longest`. If they return false, nothing has changed.
   bool AcquireReadLockWithin(std::chrono::milliseconds longest)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);

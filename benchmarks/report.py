@@ -6,7 +6,8 @@ goal, and the peers.
 
 Writes BUILD/benchmarks.json, with all results, and BUILD/growth.svg, the time of a release by number
 of variables. With --baseline, runs both builds and lists the benchmarks that became slower by more than a
-tenth. With --instructions, counts the instructions of a release with callgrind.
+tenth. With --instructions, counts the instructions of a release with callgrind, and plots them in
+BUILD/growth-instructions.svg.
 """
 
 import argparse
@@ -146,14 +147,19 @@ def instructions(build, name, count):
     return int(total[1])
 
 
-def growth_exponents(build):
+def release_instructions(build):
+    """The instructions of each release whose growth has a goal: pairs of the number of variables and the count."""
     names = {source.split()[1] for _, source, *_ in goals() if source.startswith("growth ")}
-    exponents = {}
+    counts = {}
     for name in sorted(names):
         print(f"== instructions of {name}", file=sys.stderr, flush=True)
-        few, many = (instructions(build, name, count) for count in (10000, 100000))
-        exponents[name] = math.log10(many / few)
-    return exponents
+        counts[name] = [(count, instructions(build, name, count)) for count in (1000, 10000, 100000)]
+    return counts
+
+
+def growth_exponents(counts):
+    """The exponents of growth from 10,000 to 100,000 variables."""
+    return {name: math.log10(line[2][1] / line[1][1]) for name, line in counts.items()}
 
 
 def print_slower(results, baseline):
@@ -167,17 +173,22 @@ def print_slower(results, baseline):
         print(f"  {name:60}{before:>12.4g} us{now:>12.4g} us{ratio:>7.2f} x")
 
 
-def growth_plot(results):
-    """The times of releases by number of variables, both on logarithmic scales, as SVG."""
-    series = {}
+def release_times(results):
+    """The time of each release in microseconds, with the number of variables."""
+    times = {}
     for name, result in results.items():
         match = re.fullmatch(r"(NothingChanged|OneLabelChanged|LastMovedToFirst|Shuffled|EverySecondReplaced)/(\d+)",
                              name)
         if match:
-            series.setdefault(match[1], []).append((int(match[2]), microseconds(result)))
+            times.setdefault(match[1], []).append((int(match[2]), microseconds(result)))
+    return times
+
+
+def write_plot(path, series, unit):
+    """Draws each series of pairs by number of variables, both on logarithmic scales, as SVG."""
     points = [point for line in series.values() for point in line]
     if not points:
-        return None
+        return
     low_x = 3
     high_x = max(low_x + 1, math.ceil(math.log10(max(x for x, _ in points))))
     low_y = math.floor(math.log10(min(y for _, y in points)))
@@ -197,18 +208,18 @@ def growth_plot(results):
     for exponent in range(low_y, high_y + 1):
         _, y = place(10 ** low_x, 10.0 ** exponent)
         svg.append(f'<path d="M{left} {y:.1f}H{left + width}" stroke="#ddd"/>')
-        svg.append(f'<text x="{left - 8}" y="{y + 4:.1f}" text-anchor="end">{10.0 ** exponent:,g} us</text>')
+        svg.append(f'<text x="{left - 8}" y="{y + 4:.1f}" text-anchor="end">{10.0 ** exponent:,g}{unit}</text>')
     svg.append(f'<text x="{left + width / 2}" y="{top + height + 40}" text-anchor="middle">variables</text>')
     colours = ["#0072b2", "#009e73", "#d55e00", "#cc79a7", "#000000"]
     for (name, line), colour in zip(sorted(series.items()), colours):
         places = [place(x, y) for x, y in sorted(line)]
-        path = " ".join(f"{x:.1f},{y:.1f}" for x, y in places)
-        svg.append(f'<polyline points="{path}" fill="none" stroke="{colour}" stroke-width="2"/>')
+        corners = " ".join(f"{x:.1f},{y:.1f}" for x, y in places)
+        svg.append(f'<polyline points="{corners}" fill="none" stroke="{colour}" stroke-width="2"/>')
         svg += [f'<circle cx="{x:.1f}" cy="{y:.1f}" r="3" fill="{colour}"/>' for x, y in places]
         x, y = places[-1]
         words = re.sub(r"(?<!^)([A-Z])", lambda m: " " + m[1].lower(), name)
         svg.append(f'<text x="{x + 8:.1f}" y="{y + 4:.1f}" fill="{colour}">{words}</text>')
-    return "\n".join([*svg, "</svg>", ""])
+    path.write_text("\n".join([*svg, "</svg>", ""]))
 
 
 def main():
@@ -219,14 +230,14 @@ def main():
     arguments, options = parser.parse_known_args()
     results, context = run(arguments.build, options)
     baseline = run(arguments.baseline, options)[0] if arguments.baseline else {}
-    growth = growth_exponents(arguments.build) if arguments.instructions else {}
+    counts = release_instructions(arguments.build) if arguments.instructions else {}
+    growth = growth_exponents(counts)
     (arguments.build / "benchmarks.json").write_text(
         json.dumps({"context": context, "benchmarks": list(results.values()), "growth": growth}, indent=1))
     print_goals(results, growth, all_ran=not any("benchmark_filter" in option for option in options))
     print_peers(results)
-    plot = growth_plot(results)
-    if plot:
-        (arguments.build / "growth.svg").write_text(plot)
+    write_plot(arguments.build / "growth.svg", release_times(results), " us")
+    write_plot(arguments.build / "growth-instructions.svg", counts, "")
     if arguments.baseline:
         print_slower(results, baseline)
 

@@ -19,8 +19,16 @@ constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
 
 // Counts the read first, which is fastest, and subtracts it again if the thread has to wait.
 void sfMutexRW::readLock() {
-  mine = {this, mine.first == this ? mine.second + 1 : 1};
-  if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) == 0) return;
+  if (mine.first == this) {
+    ++mine.second;
+  } else {
+    mine = {this, 1};
+  }
+  if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) != 0) WaitToRead();
+}
+
+// Called after the read is counted.
+void sfMutexRW::WaitToRead() {
   sdm_internal::MutexLock lock(mutex_);
   if (MayRead(/*nested=*/mine.second > 1)) return;
   const auto isAdmitted = [this, turn = readersTurn_]()
@@ -38,12 +46,19 @@ void sfMutexRW::readLock() {
 
 bool sfMutexRW::tryReadLock() {
   const int reads = mine.first == this ? mine.second : 0;
-  if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) != 0) {
-    const sdm_internal::MutexLock lock(mutex_);
-    if (!MayRead(/*nested=*/reads > 0)) return Release(kRead), false;
+  if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) != 0 && !TryToKeepRead(reads > 0)) {
+    return false;
   }
   mine = {this, reads + 1};
   return true;
+}
+
+// Called after the read is counted. Subtracts it again if it fails.
+bool sfMutexRW::TryToKeepRead(bool nested) {
+  const sdm_internal::MutexLock lock(mutex_);
+  if (MayRead(nested)) return true;
+  Release(kRead);
+  return false;
 }
 
 void sfMutexRW::writeLock() {
@@ -59,12 +74,17 @@ bool sfMutexRW::tryWriteLock() {
   return state_.compare_exchange_strong(free, kWriting);
 }
 
-// Does not access the object after releasing: the next holder may destroy it.
 void sfMutexRW::unlock() noexcept {
-  const bool isReader = mine.first == this && mine.second > 0;
-  // Avoids a load by assuming that only this thread reads; otherwise the exchange below fails and
-  // loads the state.
-  unsigned state = isReader ? kRead * static_cast<unsigned>(mine.second--) : state_.load();
+  if (mine.first != this || mine.second <= 0) return UnlockFrom(state_.load());
+  // Avoids a load by assuming that only this thread reads and no thread waits; otherwise the
+  // exchange fails and loads the state.
+  unsigned state = kRead * static_cast<unsigned>(mine.second--);
+  if (!state_.compare_exchange_strong(state, state - kRead)) UnlockFrom(state);
+}
+
+// Releases the lock, whose state was `state` when it was last loaded. Does not access the object
+// after releasing: the next holder may destroy it.
+void sfMutexRW::UnlockFrom(unsigned state) noexcept {
   while (state != 0) {
     const unsigned held = (state & kWriting) != 0 ? kWriting : kRead;
     if ((state & kAwaited) == 0) {

@@ -43,6 +43,11 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
   bool HasWaitingWriter() const SDM_REQUIRES(mutex_) { return writersQueued_ != writersAdmitted_; }
   bool MayRead(bool nested) SDM_REQUIRES(mutex_);
   void Release(unsigned held) SDM_REQUIRES(mutex_);
+  // The slow paths of readLock, tryReadLock and unlock. Not inlined, because they would slow down
+  // the fast paths.
+  [[gnu::noinline]] void WaitToRead() SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
+  [[gnu::noinline]] bool TryToKeepRead(bool nested) SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
+  [[gnu::noinline]] void UnlockFrom(unsigned state) noexcept SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
 
   std::atomic<unsigned> state_ = 0;
   sdm_internal::Mutex mutex_;
