@@ -66,7 +66,7 @@ TEST(InternalMemoryFault, WhileReadingASchemaLeaksNothing) {
     return file.label.value() + std::to_string(file.weight);
   };
   ExpectSafeWithoutMemory({
-      Returns("ReadSchemaOf", [&] { return ReadSchemaOf(data)->fields[2].categories[0].label; }),
+      Returns("ReadSchemaOf", [&] { return *ReadSchemaOf(data)->fields[2].categories[0].label; }),
       Returns("ReadDataFile", read),
   });
 }
