@@ -45,9 +45,10 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
   void Release(unsigned held) SDM_REQUIRES(mutex_);
   // The slow paths of readLock, tryReadLock and unlock. Not inlined, because they would slow down
   // the fast paths.
-  [[gnu::noinline]] void WaitToRead() SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
-  [[gnu::noinline]] bool TryToKeepRead(bool nested) SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
-  [[gnu::noinline]] void UnlockFrom(unsigned state) noexcept SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
+  [[gnu::noinline]] SDM_HIDDEN void WaitToRead() SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
+  [[gnu::noinline]] SDM_HIDDEN bool TryToKeepRead(bool nested) SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
+  [[gnu::noinline]] SDM_HIDDEN void UnlockFrom(unsigned state) noexcept
+      SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
 
   std::atomic<unsigned> state_ = 0;
   sdm_internal::Mutex mutex_;
