@@ -428,12 +428,12 @@ TEST(BootstrapCheck, RejectsEmptyInput) {
   EXPECT_THAT(CheckOf(""), Is(Truncated, Native, 0U, 0U));
 }
 
-// A field of FullBootstrapSpecs. A list is two fields, the count and the elements; missing elements
-// are reported at the count.
+// A field of FullBootstrapSpecs. A list is two fields, the count and the elements; for missing
+// elements, the reported offset is the offset of the count.
 struct FullField {
   std::size_t end;
   Check::Finding finding;  // the finding if the bytes end within the field
-  std::size_t offset;
+  std::size_t offset;      // the offset reported with this finding
 };
 
 constexpr FullField kFullFields[] = {

@@ -1143,8 +1143,8 @@ TEST_F(AnsweredSplit, OfTwoVariablesIsNotReadBeyondItsLength) {
   EXPECT_THAT(SplitOf(View()), ElementsAre(Id("A"), Id("C")));
 }
 
-// After the failed update, view and source are both split by A alone. The next update must still
-// report the split, because the last reported split had two variables.
+// The first update deletes B from the view, then fails. Then view and source are both split by A
+// alone. The next update must still report the split: the last reported split was by A and B.
 TEST_F(AnsweredSplit, WithADeletedVariableIsReportedInTheNextUpdate) {
   Answers().split = {Id("A"), Id("B")};
   Settle();

@@ -736,8 +736,9 @@ class SavedFile : public testing::Test {
   // Expects that the item has no file open.
   void ExpectNoFileIsOpen() const { EXPECT_EQ(OpenDescriptors(), descriptorsBefore_); }
 
-  // Expects that the item's file is open, and that the item recorded its name. Removes the file: if
-  // the recorded name differed, LockSavFileInUse would close the file and fail to open it again.
+  // Expects that a file is open, and that the item recorded FileName() as the name of this file.
+  // Removes the file: with another recorded name, LockSavFileInUse would close the file and fail to
+  // open it again.
   void ExpectIsOpenUnderItsName(SvrDMItem& item) const {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
     std::filesystem::remove(item.FileName());
@@ -745,7 +746,8 @@ class SavedFile : public testing::Test {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
   }
 
-  // Opens the item's file. The call that reads its modification time fails.
+  // Opens the item's file, and makes the fstat call that reads the file's modification time fail.
+  // First opens the file with another item, to count the calls up to this call.
   void LockWithoutATime(SvrDMItem& item) const {
     SvrDMItem other = Item(nullptr);
     other.FileName(item.FileName());

@@ -336,7 +336,8 @@ TEST(MirroredProperties, InvalidTextIsRejected) {
 }
 
 // A pass with messages of every kind. The first message inserts F and G into MirrorInUse(). Each
-// other message, except the ResetUndoMsg, would change the result.
+// other message, except the ResetUndoMsg, changes the mirror even if it is applied directly after
+// the first message.
 Pass EveryChange() {
   ORVX_TrendsInfo trends;
   trends.seasonalPeriod = 12;
