@@ -160,7 +160,8 @@ TEST_F(ClonesOnThreads, CopiesOverACommonCloneMakeIteratorsConcurrently) {
 }
 
 // While a clone makes an iterator, its parent link is set. The dataset must still ignore the
-// parent, a data file: its password is not mangled, and snapshots would report its file name.
+// parent, a data file. Otherwise PasswordMangled would return the flag of the file, which is false,
+// and snapshots would report the name of the file.
 TEST_F(ClonesOnThreads, TheParentOfACloneStaysHiddenWhileIteratorsAreMade) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.Add(

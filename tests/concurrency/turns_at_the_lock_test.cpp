@@ -262,7 +262,7 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 // --- How long they wait ---
 
 // Two threads that keep the lock held. In each turn, a thread holds the lock for half a
-// millisecond, then at most half a millisecond longer, until the other thread has also arrived.
+// millisecond, then until the other thread has also arrived, but at most half a millisecond longer.
 // Both stop after 5 seconds, so that a starved third thread fails the test instead of waiting
 // forever.
 class TwoInTurns {
@@ -324,8 +324,8 @@ class Third {
     return waits_[kTimes / 2];
   }
 
-  // The maximum number of turns that the others started during one wait, after this thread fell
-  // asleep.
+  // The maximum number of turns that the two others started during one wait, after the third thread
+  // fell asleep.
   int MostTurnsOfOthers() const { return mostTurns_; }
 
  private:
@@ -352,12 +352,13 @@ class Third {
   int mostTurns_ = 0;
 };
 
-// A thread counts its turn just after acquiring the lock. So each of the two threads may count one
-// turn after the third thread fell asleep, although the turn started before.
+// The most turns that may wrongly count as started while the third thread slept. A thread first
+// acquires the lock and then counts its turn; the third thread may fall asleep in between. This can
+// happen once for each of two readers, but only for one writer.
 constexpr int kTurnsUnderWay = 2;
 
-// A reader ends its turn after the other reader has started a turn, so a reader always holds the
-// lock.
+// While no writer waits, a reader ends its turn after the other reader has started a turn, so a
+// reader always holds the lock. While a writer waits, see TwoInTurns.
 TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlapForever) {
   const TwoInTurns readers(
       [&](const auto& turn) {
@@ -377,7 +378,8 @@ TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlap
   EXPECT_LE(writing.MostTurnsOfOthers(), kTurnsUnderWay);
 }
 
-// A writer ends its turn after the other writer has queued, so a writer always waits.
+// A writer ends its turn after the other writer has requested the lock, so a writer waits whenever
+// the lock is released.
 TEST_F(TurnsAtTheLock, AReaderIsAdmittedWithin100MillisecondsWhileWritersAlternateForever) {
   const SvrDMDataset handle(registry, id);
   const TwoInTurns writers(

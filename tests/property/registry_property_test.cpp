@@ -149,8 +149,9 @@ class RegistryAndList {
   }
 
   // Returns the dataset that was just added with this identifier. If an earlier dataset has the
-  // same identifier, GetDataSet would return that dataset. Only then calls GetAllDatasets, which
-  // also removes the gaps in the registry's list: the searches must work with gaps.
+  // same identifier, GetDataSet would return that dataset, so this function uses GetAllDatasets. It
+  // does so only then: GetAllDatasets removes the gaps in the registry's list, and the tests must
+  // also search lists with gaps.
   SvrDMItemPtr LastWith(LocallyUniqueID id) {
     if (First(id) == nullptr) return registry_.GetDataSet(id);
     return SvrDMItemPtr(Opened(registry_.GetAllDatasets().back()).Get());

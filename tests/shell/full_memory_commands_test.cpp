@@ -191,8 +191,9 @@ bool WasDone(Shell& shell, const Line& line) {
   }
 }
 
-// Returns whether no allocation has failed yet. Counts `allocations` + 1 more to find out, so it
-// cannot be used with Shortage::Lasts.
+// Returns whether no allocation has failed yet. To find out, counts up to `allocations` + 1 further
+// allocations: one of them fails if none has failed before. With Shortage::Lasts, the further
+// allocations fail in any case, so this function cannot be used.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;
@@ -216,8 +217,8 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   {
     const support::MemoryFor some(allocations, shortage);
     const bool done = WasDone(shell, line);
-    // With Shortage::Lasts, the allocations that IsToCome counts would fail even after an earlier
-    // failure, so a failure is assumed.
+    // IsToCome cannot be used with Shortage::Lasts. A failure is assumed, because with as many
+    // allocations and Shortage::Passes, one failed.
     failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
     support::EndShortage();
     EXPECT_TRUE(done || failed) << "fails with all the memory in the world";

@@ -1,5 +1,5 @@
-// Tests of the output: tables that fit the terminal, the order of notices, colour, and visible
-// control characters.
+// Tests of the output: tables that fit the terminal, the order of notices, colour, lines of JSON,
+// events lost for lack of memory, visible control characters, and the progress bar.
 
 #include <Commands.h>
 #include <gmock/gmock.h>
