@@ -66,7 +66,7 @@ void PlainComparison::ReplaceAll(const Variables& source) {
 
 void PlainComparison::Compare(const Variables& source) {
   for (std::size_t iNew = 0; iNew < source.size(); ++iNew) {
-    const ORVX_Variable newVar = source[iNew];
+    const ORVX_Variable& newVar = source[iNew];
     std::size_t j = FirstFrom(view, iNew, newVar.GetID());
 
     if (j < view.size() && j > iNew) {
