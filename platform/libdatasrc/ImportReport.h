@@ -34,7 +34,7 @@ struct SDM_EXPORT ImportReport {
   };
 
   struct Missing {
-    std::string word;         // empty for empty and blank fields; NaN also for nan
+    std::string word;         // empty for empty and blank fields; "NaN" for any spelling of it
     std::uint64_t count = 0;  // the number of cases with this word
   };
 

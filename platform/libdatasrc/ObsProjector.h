@@ -48,9 +48,9 @@ class SDM_EXPORT ObsProjector {
     long count;
   };
   struct Conversion {
-    long from;       // the first cell; -1: missing
-    int fromType;    // in the RowLayout() of `from`
-    int middleType;  // in the dictionary of `from`
+    long from;       // the first cell to read; -1: writes a missing value
+    int fromType;    // of the value in the row that is read
+    int middleType;  // of the variable in the dictionary of the source
     long to;
     int toType;
   };

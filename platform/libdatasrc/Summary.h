@@ -2,7 +2,7 @@
 //
 //   for (const auto& [key, group] : Summary::ReadGroups(survey, {0, 3})) {
 //     for (const Summary::Values& values : group)
-//     Print(Summary::StatisticsOf(values.numbers).mean);
+//       Print(Summary::StatisticsOf(values.numbers).mean);
 //   }
 
 #ifndef LIBDATASRC_SUMMARY_H_

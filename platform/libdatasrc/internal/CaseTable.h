@@ -120,7 +120,7 @@ class CaseIterator : public ObsIterator {
  private:
   // Columns of numbers whose cells are adjacent in a row.
   struct NumberGroup {
-    std::array<const double*, 8> columns;  // as many as fit in a cache line
+    std::array<const double*, 8> columns;  // 8 cells fill a cache line
     std::size_t count;
     std::size_t cell;  // the offset of the first cell in a row
   };

@@ -36,7 +36,7 @@ struct ColumnPart {
   std::string texts;                   // of a text column, concatenated
   std::vector<std::uint32_t> lengths;  // of the texts
   std::size_t widest = 0;              // the size of the longest text, in bytes
-  bool hasBlanks = false;              // a field is missing here, but would be a value as text
+  bool hasBlanks = false;              // a blank field was read as missing; as text, it is a value
   std::size_t firstValue = kNone;      // the first row whose value is not missing
   // The first row whose value is not of type `type` or breaks a rule of the schema, in a column
   // that is not text. The rows after it were not read.
@@ -45,7 +45,7 @@ struct ColumnPart {
   // text breaks a rule of the schema. The rows after it were not read.
   std::size_t brokenBy = kNone;
   ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // of `refutedBy`
-  std::unordered_map<std::uint32_t, std::uint64_t> missing;        // number of cases by word number
+  std::unordered_map<std::uint32_t, std::uint64_t> missing;  // cases by number of the missing word
 };
 
 // Replaces the content of `part` with the values of one field of all records.

@@ -55,8 +55,8 @@ std::size_t IdentifierIndex::Home(LocallyUniqueID id) const noexcept {
   return static_cast<std::uint32_t>(id.Word() * 0x9E3779B1U) >> shift_;
 }
 
-// Frees the entry at `gap` and moves later entries up, because no entry between an identifier's
-// home and its pairs may be free.
+// Frees the entry at `gap` and moves later entries into it, because a search begins at Home and
+// ends at the first free entry.
 void IdentifierIndex::CloseGap(std::size_t gap) noexcept {
   const std::size_t mask = entries_.size() - 1;
   for (std::size_t at = Next(gap); entries_[at].slot != kFree; at = Next(at)) {

@@ -102,8 +102,9 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   }
 
  private:
-  // Advances to the start of the current token. After a number, the library has already read the
-  // next byte, which does no harm: it is a byte that is skipped here, or a closing bracket.
+  // Advances to the start of the current token. After a number, tokenEnd_ is one byte too far,
+  // because the library has read the next byte. This byte never begins a token whose start is
+  // needed: it is one of the bytes skipped here, or a closing bracket.
   TextPosition AdvanceToToken() {
     const std::size_t start =
         std::min(text_.find_first_not_of(" \t\r\n,:", tokenEnd_), text_.size());

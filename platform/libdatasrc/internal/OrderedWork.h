@@ -87,7 +87,7 @@ class OrderedWork {
   }
 
   // Works on the first waiting item; `lock` is released meanwhile. Returns false if no item waits.
-  // Push does not move the entries of the deque.
+  // `entry` stays valid meanwhile: Push and Pop do not move the other entries of the deque.
   bool WorkOnOne(std::unique_lock<std::mutex>& lock) {
     for (Entry& entry : entries_) {
       if (entry.state != State::Waiting) continue;

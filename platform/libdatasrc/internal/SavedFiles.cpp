@@ -74,7 +74,7 @@ std::string NewFileFor(const std::string& target, std::string_view name) {
 }
 
 // The new files that the marker of an interrupted save names. Nothing if there is no marker; empty
-// paths for names that no save wrote.
+// paths if the marker is incomplete, and for names that no save gives to new files.
 std::optional<SavedFiles> ReadMarker(const std::string& path) {
   std::optional<RegularFile> marker = RegularFile::OpenIfExists(MarkerOf(path));
   if (!marker) return std::nullopt;

@@ -17,7 +17,7 @@ struct SchemaMissingValues {
   std::shared_ptr<const MissingTexts> texts;  // given as strings; never null
   std::vector<SchemaCategory> labelled;       // given as objects
 };
-// Returns `otherwise` if `object` has no such member.
+// Returns `otherwise` if `object` has no member `missingValues`.
 SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& object,
                                       const SchemaMissingValues& otherwise);
 

@@ -29,7 +29,7 @@ inline constexpr const char* kJsonTypeName<JsonValue::Array> = "an array";
 template <>
 inline constexpr const char* kJsonTypeName<JsonValue::Object> = "an object";
 
-// Its functions throw DataFileError for a member that is not as required.
+// Each function throws DataFileError, with the position, if the JSON is not as required.
 class SchemaJson {
  public:
   explicit SchemaJson(std::string file) : file_(std::move(file)) {}

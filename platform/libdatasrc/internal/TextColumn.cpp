@@ -51,7 +51,7 @@ TextColumn TextColumn::Compacted(std::size_t moreRows, std::size_t moreBytes) co
   return compacted;
 }
 
-// The pool must have the capacity.
+// The pool must have room for the text.
 std::uint64_t TextColumn::AppendToPool(std::string_view text) {
   const std::uint64_t begin = pool_.size();
   pool_.append(text);

@@ -15,7 +15,7 @@ namespace sdm_internal {
 // with the most fields in the header, then the first of comma, tab, semicolon, bar. A space is
 // chosen only if none of these occurs in the header, all records have the same number of fields, at
 // least two, no field is empty, and a field after the header is a number. Otherwise returns a
-// comma, or a tab if a comma is not possible.
+// comma, or a tab if a comma is not possible, because it is the decimal mark.
 char FindDelimiter(std::string_view start, bool commaIsPossible);
 
 // A comma if more fields are numbers with a decimal comma than with a decimal point. Fields such as
