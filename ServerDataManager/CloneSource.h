@@ -15,7 +15,7 @@ class SvrDMWriteableDataSource;
 
 // Returns a clone of the writer's data source, which must not be null: the same dictionary,
 // including unsaved changes, and the same cases. If the source is not a clone yet, an equal clone
-// replaces it in the dataset, which queues two messages about a replaced source. The two clones
+// replaces it in the dataset, which queues two messages about a replaced source. Both clones then
 // share ownership of the former source.
 //
 // After an exception, the dataset has its former source, a filtered source over it, or the clone

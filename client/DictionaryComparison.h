@@ -40,10 +40,10 @@ struct Line {
   bool Differs() const { return source != mirror; }
 };
 
-// Returns a line for each property, except unusual properties that both dictionaries lack. Then a
-// line for each variable that only one of them has, "present" or "missing"; for each difference
-// between the definitions of a variable; and for the order, if the same variables are in a
-// different order.
+// Returns a line for each property, except unusual properties that both dictionaries lack. Then
+// returns a line for each variable that only one dictionary has, with the texts "present" and
+// "missing"; for each difference between the definitions of a variable; and for the order, if both
+// dictionaries have the same variables in a different order.
 SDM_EXPORT std::vector<Line> Compare(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
 }  // namespace DictionaryComparison

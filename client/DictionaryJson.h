@@ -31,8 +31,9 @@ SDM_EXPORT std::string Variables(const ORVX_DataSource& dictionary);
 // An object with everything in the dictionary but the variables.
 SDM_EXPORT std::string Properties(const ORVX_DataSource& dictionary);
 
-// An object with the members that all messages have, the name of the message and its arguments, and
-// names and old values from `before`, the dictionary before the message is applied.
+// An object with the members of every message, which include the name of the message; the arguments
+// of this message; and names and old values from `before`, the dictionary before the message is
+// applied.
 SDM_EXPORT std::string Change(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before);
 
 }  // namespace DictionaryJson

@@ -78,8 +78,8 @@ void RefuseTouched(const Call& call, const std::string& file) {
                      " replaces it all the same");
 }
 
-// The delimiter with which a file is replaced: its present delimiter, unless that is a space, which
-// cannot be saved. 0 to choose by the name of the file.
+// The delimiter with which a file is replaced: its present delimiter, or 0 to choose by the name of
+// the file. Returns 0 for .tsv and .tab files, and for a space, which cannot be saved.
 char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
   if (file.ends_with(".tsv") || file.ends_with(".tab")) return 0;
   const char delimiter = dataset.DelimiterOf(file);

@@ -225,7 +225,7 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
 CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset, LockMode mode) {
   std::list<Hold> fresh;
   Hold& asked = fresh.emplace_back(Hold{caller, dataset, mode});
-  // ObserverOf changes a map, so it must not run in the job, beside the shell's thread.
+  // ObserverOf changes a map, so it is called here and not by the job, on the caller's thread.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
   caller.Start([&asked, originator] {
     if (asked.mode == LockMode::Write) return AcquireWriter(asked, /*tryOnly=*/false, originator);
@@ -416,7 +416,7 @@ void CallerLocks::Notify(const Caller& caller, const OpenDataset& dataset,
 }
 
 // Prints the messages that observers received from the pass on the caller's thread. If the caller
-// observes the dataset, also prints that the caller was not notified.
+// observes the dataset, also prints that it was not notified of its own changes.
 void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
                               int passCountBefore) {
   shell_.Out().SayNotices();

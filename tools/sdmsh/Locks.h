@@ -96,7 +96,8 @@ struct LockUser {
 };
 
 struct LockState {
-  std::vector<LockUser> holders;  // in the order of acquiring, those outside the shell first
+  std::vector<LockUser>
+      holders;  // threads outside the shell, then callers in the order of acquiring
   std::vector<LockUser> waiters;  // in the order of asking
 
   bool IsFree() const { return holders.empty() && waiters.empty(); }
@@ -120,8 +121,8 @@ struct MutexState {
 };
 
 // An operation that is refused throws CommandError and changes nothing. An operation also throws
-// CommandError if a caller still waits after `bound` although no known holder blocks it. Then the
-// lock was acquired outside the shell before the lock monitor started.
+// CommandError if a caller still waits after `bound` although no known holder blocks it. This
+// means that a thread outside the shell acquired the lock before the lock monitor started.
 //
 // Threads: as for Caller. One object at a time: the constructor starts the lock monitor, and the
 // destructor stops it.
@@ -156,8 +157,8 @@ class CallerLocks {
   // Releases all locks of the caller in the same way, the last acquired first.
   void ReleaseAll(Caller& caller);
 
-  // A handle of the last lock that the caller acquired on the dataset, or else of a read lock that
-  // is released with the pointer. Null if that read lock is not free.
+  // A handle of the last lock that the caller acquired on the dataset. If there is none, acquires a
+  // read lock, and deleting the returned handle releases the lock; null if the lock is not free.
   ReaderPtr TryRead(const Caller& caller, OpenDataset& dataset) const;
   // Like TryRead, but refused if the read lock is not free.
   ReaderPtr Read(const Caller& caller, OpenDataset& dataset) const;
@@ -175,8 +176,8 @@ class CallerLocks {
   // Releases all locks, and then the locks that waiting callers acquire as a result. Calls
   // `complain` for each caller that was waiting, and for each failure.
   void CloseDown(const std::function<void(const std::string&)>& complain);
-  // Marks the locks that waiting callers have acquired as held, and prints them. Must be called
-  // before each command, because the previous command may have failed before it marked them.
+  // Records and prints which waiting callers have acquired their locks. Must be called before each
+  // command, because the previous command may have failed before it called this function.
   void FinishAcquiring();
 
   // To be called after CloseDown. Returns whether a caller's thread still waits for a lock that
@@ -208,7 +209,8 @@ class CallerLocks {
   const Bound bound_;
   std::mutex incidentsMutex_;
   std::vector<LockIncident> incidents_;  // guarded by incidentsMutex_
-  // The acquired locks in the order of acquiring, and the others in the order of asking.
+  // Acquired locks and requested locks, mixed: the acquired locks in the order of acquiring, the
+  // requested locks in the order of the requests.
   std::list<Hold> holds_;
   std::map<std::string, Caller> callers_;
 };

@@ -59,9 +59,9 @@ Json RegistryObserver::InJson(const char* event, LocallyUniqueID id) const {
           {"handle", HandleOf(id)}};
 }
 
-// The handle name is empty for a dataset that was just opened, and for a closed dataset whose
-// creation notice comes with a later pass. Searches the list of datasets, because the registry
-// throws if a closed dataset is looked up.
+// The handle name is empty for a dataset that was just opened, and for a dataset that was closed
+// before a notification pass sent its creation notice. Searches the list of datasets, because the
+// registry throws if a closed dataset is looked up.
 std::string RegistryObserver::HandleOf(LocallyUniqueID id) const {
   for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
     if (dataset.GetDataSetID() == id) return dataset.GetHandle();

@@ -31,7 +31,7 @@ void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer)
 
 void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
   const std::vector<DataSetMsg*>& messages = writer.GetNotifications();
-  pass_.reserve(messages.size());  // so that a message is applied and kept, or neither
+  pass_.reserve(messages.size());  // so that push_back cannot fail after Apply
   while (pass_.size() < messages.size()) {
     const DataSetMsg& message = *messages[pass_.size()];
     const ORVX_DataSource& before = mirror_.Dictionary();

@@ -38,8 +38,9 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
 
   explicit ChangeInterpreter(const Output& output) : output_(output) {}
 
-  // Throws std::bad_alloc if memory runs out; the dataset then repeats the pass. Release a writer
-  // only after its Notify() has succeeded.
+  // Throws std::bad_alloc if memory runs out; the dataset then repeats the pass. In the destructor
+  // of a writer, this exception ends the process, so release a writer only after its Notify() has
+  // succeeded.
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
 
   // The changes of the current pass, or of the last pass if none is running.
@@ -104,7 +105,7 @@ class OpenDataset {
   SvrDMItemPtr& Item() { return item_; }
   const SvrDMItemPtr& Item() const { return item_; }
 
-  // The observer of a caller, which may not be registered. Created by the first call.
+  // The observer of a caller, whether or not it is registered. Created by the first call.
   SvrDMDataSetObserver& ObserverOf(const std::string& caller);
   void Observe(const std::string& caller);
   void Unobserve(const std::string& caller);

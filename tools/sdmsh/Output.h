@@ -55,8 +55,9 @@ class Output {
 
   // Prints an event, then the pending notices. `words` is a text without its last line feed, or a
   // function that returns one. `json` is a function that returns a JSON object, or a JSON null to
-  // print nothing. `json` is called only if the output is JSON, because even destroying a Json
-  // needs memory. If memory runs out, the event is lost; see TakeLoss.
+  // print nothing. `json` is called only if the output is JSON, because the destructor of a Json
+  // may allocate memory, and ends the process if that fails. If memory runs out elsewhere, the
+  // event is lost; see TakeLoss.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) noexcept {
     Try([&] { Print(Text(words, json)); });
@@ -119,7 +120,7 @@ class Output {
   bool lost_ = false;
 };
 
-// Shows how far a command is. At a terminal, a bar appears if the command takes long.
+// Shows the progress of a command. At a terminal, a bar appears if the command takes long.
 //
 //   ProgressBar bar(output);
 //   SaveDataset(writer, "survey.tsv", {}, std::ref(bar));
@@ -134,8 +135,8 @@ class ProgressBar {
   ProgressBar& operator=(const ProgressBar&) = delete;
   ~ProgressBar();  // removes the bar
 
-  // Returns true. Throws CommandError after ctrl-C: see GiveUpIfInterrupted. A total of 0 is
-  // unknown.
+  // Returns true. Throws CommandError after ctrl-C: see GiveUpIfInterrupted. A `total` of 0
+  // means that the total is unknown.
   bool operator()(std::uint64_t done, std::uint64_t total);
 
  private:

@@ -172,7 +172,7 @@ class Terminal {
     givenUp_ = false;
     int count = 0;
     el_resize(editor_.get());
-    el_set(editor_.get(), EL_PREP_TERM, 1);  // before the prompt, because keys may be typed ahead
+    el_set(editor_.get(), EL_PREP_TERM, 1);  // raw mode before the prompt, for keys typed at once
     const char* const text = el_gets(editor_.get(), &count);
     line.clear();
     if (givenUp_) return true;

@@ -73,7 +73,7 @@ void Shell::Run(const std::string& caller, const std::vector<std::string>& words
     new_.reset();
     output_.SayNotices();
   } catch (...) {
-    output_.TakeLoss();  // the exception is reported instead
+    output_.TakeLoss();  // the exception is reported instead of the loss
     DropNew();
     throw;
   }

@@ -56,14 +56,15 @@ class HiddenVariables final : public ORVX_DataSourceFilterHook {
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
 
   // To be called after each addition to the registry. If the addition failed before a dataset owned
-  // the filtered source, deletes the filtered source; the registry has already deleted its parent.
+  // the filtered source, deletes the filtered source without its parent, which the registry has
+  // already deleted.
   void EndAddition(bool isAdded) noexcept;
 
  private:
   class View;
 
   const std::vector<std::string> names_;
-  View* view_ = nullptr;               // made last; valid while isAlive_ has not expired
+  View* view_ = nullptr;               // the latest; valid until isAlive_ expires
   std::weak_ptr<const void> isAlive_;  // expires when view_ is deleted, and after each addition
 };
 

@@ -24,8 +24,8 @@ std::vector<LocallyUniqueID> SplitOf(const ORVX_DataSource& source);
 // The position of the variable with this name; -1 if there is none.
 int FindByName(const ORVX_DataSource& source, const std::string& name);
 
-// Positions count from 0. These functions refuse a name that no variable has. Names are
-// case-sensitive.
+// PositionOf, NumberPositionOf and PositionsOf return positions from 0, and refuse a name that no
+// variable has. Names are case-sensitive.
 int PositionOf(const ORVX_DataSource& source, const std::string& name);
 // Refuses a string variable. `does` is the part of the error text that gives the purpose of the
 // variable: "weight cases".
