@@ -71,7 +71,7 @@ class SDM_EXPORT ORVX_DataSource {
   // Returns a new iterator over the cases; the caller owns it. The iterator borrows `area`, which
   // holds GetObsAreaSize() cells, and writes each row to it. The dictionary of RowLayout() at the
   // time of the call determines the layout of the rows; later edits do not change it. This class
-  // has no rows.
+  // returns an iterator without rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
   // The number of cells in a row of RowLayout(): 1 for each number, ceil(w / 8) for each string of

@@ -141,7 +141,8 @@ class Saver {
   }
 
   void WriteHeader(NewFile& file) {
-    // If the header has no other delimiter, opening may take a space as the delimiter.
+    // The header of a single variable has no delimiter: opening could take a space in the name for
+    // the delimiter.
     const std::uint8_t quoted = source_.ColumnCount() == 1 ? kQuoted | kBlank : kQuoted;
     record_.Start();
     for (int i = 0; i < source_.ColumnCount(); ++i) {

@@ -91,8 +91,8 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});
   // The same with options; throws std::invalid_argument for options that ImportOptions.h does not
-  // allow. `progress` gets the number of bytes read so far and the size of the file, both
-  // compressed if the file is compressed. If the file is read a second time, the total doubles.
+  // allow. `progress` gets the number of bytes read so far and the size of the file; for a
+  // compressed file, both count compressed bytes. A second reading of the file doubles the total.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const ImportOptions& options,
                                                     const Progress& progress = {});

@@ -118,7 +118,8 @@ ReadNumber ReadLongNumber(std::string_view text, char decimalMark) {
   if (!IsDigit(text.front()) && text.front() != decimalMark) text.remove_prefix(1);
   if (KindOf(text) == ReadNumber::Kind::LeadingZero) return {KindOf(text), *value};
   const bool isWhole = std::all_of(text.begin(), text.end(), IsDigit);
-  // 2^53 + 1 is rounded to 2^53, so the value alone does not decide; 2^53 itself is a short number.
+  // The value of 2^53 + 1 is rounded to 2^53, so the value does not tell them apart.
+  // ReadShortNumber looks at the digits: it accepts 2^53 and rejects every larger whole number.
   const bool isLarge = isWhole && std::abs(*value) >= static_cast<double>(kMostExact) &&
                        ReadShortNumber(text, decimalMark).kind == ReadNumber::Kind::None;
   return {isLarge ? ReadNumber::Kind::LargeWhole : ReadNumber::Kind::Plain, *value};

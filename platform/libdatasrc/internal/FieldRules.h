@@ -27,7 +27,7 @@ using TextSet = std::unordered_set<std::string, TextHash, std::equal_to<>>;
 struct TextForm {
   std::string rule;  // for messages, such as "format email"
   std::optional<TextPattern> pattern;
-  char jsonStart = '\0';  // without a pattern: the bracket that begins the JSON
+  char jsonStart = '\0';  // without a pattern, the text must be JSON that begins with this: { or [
 };
 
 struct FieldRules {

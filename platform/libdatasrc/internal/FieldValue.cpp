@@ -244,7 +244,7 @@ std::string ClockText(double secondsOfDay, IsRight isRight) {
   return text;
 }
 
-// The date `days` after 1970-01-01, a whole number. Empty outside the years 1 to 9999.
+// The date that is `days` whole days after 1970-01-01. Empty outside the years 1 to 9999.
 std::string CalendarText(double days) {
   constexpr double kFirst = -719162;  // 0001-01-01
   constexpr double kLast = 2932896;   // 9999-12-31

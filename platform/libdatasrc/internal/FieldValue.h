@@ -52,9 +52,9 @@ void CheckDatePattern(std::string_view pattern, std::string_view directives);
 // unless a schema says otherwise.
 std::optional<bool> ParseBoolean(std::string_view text);
 
-// The inverses: texts that parse to the same number, with the shortest fraction of a second. Empty
-// if there is no such text: DateText requires the start of a day, TimeText a number from 0 to below
-// 86400, DateText and DateTimeText a year from 1 to 9999.
+// The inverses of ParseDate, ParseTime and ParseDateTime: texts that parse to the same number, with
+// the shortest fraction of a second. Empty if there is no such text: DateText requires the start of
+// a day, TimeText a number from 0 to below 86400, DateText and DateTimeText a year from 1 to 9999.
 std::string DateText(double value);
 std::string TimeText(double seconds);
 std::string DateTimeText(double value);  // without a zone

@@ -117,7 +117,7 @@ class FileText::Decoder {
     end_ += got;
   }
 
-  // Returns the number of bytes written; 0 does not mean the end.
+  // Returns the number of bytes written; 0 if more input is needed or the text has ended.
   std::size_t Decode(char* to, std::size_t size) {
     char* in = chunk_.data() + begin_;
     std::size_t inLeft = end_ - begin_;
@@ -147,7 +147,7 @@ class FileText::Decoder {
   bool atEnd_ = false;  // of the input
   bool isComplete_ = false;
   TextPosition position_;  // in the decoded text
-  iconv_t converter_;      // last, after all members that may throw
+  iconv_t converter_;      // last: if a later member threw, it would leak
 };
 
 FileText::FileText(const std::string& path, const std::string& encoding)

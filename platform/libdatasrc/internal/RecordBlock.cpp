@@ -144,7 +144,7 @@ bool RecordBlock::FindEnds(char delimiter) {
   return true;
 }
 
-// Returns false for a record with more or fewer fields, and for a record that is too long.
+// Returns false for a record that is too long or does not have `fieldsPerRecord_` fields.
 bool RecordBlock::FindRows() {
   rows_.clear();
   rows_.reserve(endCount_ / fieldsPerRecord_);

@@ -90,7 +90,7 @@ bool RenameIfExists(const std::string& from, const std::string& to) {
   return from.empty() || !Exists(from) || std::rename(from.c_str(), to.c_str()) == 0;
 }
 
-// Steps 3 to 5 of a save that was interrupted.
+// Steps 3 to 5 (see SavedFiles.h) of a save that was interrupted.
 void FinishInterruptedSave(const std::string& path, const LockedFolder& folder) {
   const std::optional<SavedFiles> files = ReadMarker(path);
   if (!files) return;

@@ -52,7 +52,7 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
 
   void Append(std::string_view bytes);
-  // Writes everything to the disk and closes the file, which has a name from now on.
+  // Writes everything to the disk, names the file if it has no name yet, and closes it.
   void Finish();
 
   const std::string& Path() const { return path_; }
@@ -76,8 +76,8 @@ class NewFile {
   bool isKept_ = false;
 };
 
-// Replaces the targets of both finished files. Throws DataFileError; the old content is then in
-// place, unless the text says that the new content was saved.
+// Replaces the targets of both finished files. If it throws DataFileError, the old content is in
+// place, unless the message says that the new content was saved.
 void ReplaceFiles(NewFile& data, NewFile& schema);
 
 }  // namespace sdm_internal

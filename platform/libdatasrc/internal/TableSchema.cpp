@@ -14,8 +14,9 @@ namespace sdm_internal {
 namespace {
 
 constexpr std::size_t kMaxSchemaBytes = SystemFileDataSource::kMaxRecordBytes;
-// Limits the parts that may take far more memory than their text: states of patterns, and missing
-// values and labels of the table, which are copied to each field.
+// Limits, in all fields together, the states of patterns, the missing values and the texts of
+// attributes. They may take far more memory than the text of the schema: the missing values of the
+// table are copied to each field without its own.
 constexpr std::size_t kMaxParts = 1000000;
 
 std::string ReadAll(RegularFile file) {

@@ -139,7 +139,7 @@ struct TableSchema {
     Equal,     // one field for each column
     Subset,    // columns may have no field
     Superset,  // fields may have no column
-    Partial,   // both may have no match, but at least one field has a column
+    Partial,   // columns may have no field and fields no column, but at least one field has one
   };
 
   std::string file;  // the path of the schema

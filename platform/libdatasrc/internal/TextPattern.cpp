@@ -279,7 +279,8 @@ class PatternCompiler {
     return static_cast<int>(pattern_.states_.size()) - 1;
   }
 
-  // A part that is compiled several times, for a quantifier, has its set only once.
+  // The index of the node's set in sets_. Adds the set only once, although a node under a
+  // quantifier is compiled several times.
   int SetIndex(Node& node) {
     if (node.setIndex == TextPattern::kNone) {
       node.setIndex = static_cast<int>(pattern_.sets_.size());

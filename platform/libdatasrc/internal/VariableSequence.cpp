@@ -11,7 +11,7 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr int kGroup = 16;  // words that VariableBlock::Find compares together
+constexpr int kGroup = 16;  // identifiers that VariableBlock::Find compares together
 static_assert(VariableBlock::kLeastCapacity % kGroup == 0);  // Find reads whole groups
 
 Stamp NextStamp() noexcept {
@@ -452,7 +452,9 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
   std::vector<bool> taken(runs_.size());
   std::vector<int> kept;
   kept.reserve(other.runs_.size());
-  std::size_t next = 0;  // tried for a block without a stamp: most blocks are in the same order
+  // Tried for a block without a stamp: the run after the last kept run, because most runs of both
+  // lists are in the same order.
+  std::size_t next = 0;
   for (const Run& run : other.runs_) {
     const Stamp stamp = run.block->stamp;
     std::size_t found = runs_.size();

@@ -94,7 +94,7 @@ class VariableBlock {
   // Set by the sequence.
   VariableSequence* sequence;  // the owner
   int slot = 0;                // in the owner's blocks_
-  int number = 0;              // of the run with this block
+  int number = 0;              // in the owner's runs_
   Stamp stamp = 0;
 
  private:
