@@ -18,7 +18,7 @@ class ORVX_DataSource;
 
 // Each function returns JSON on one line, with the members always in the same order.
 //
-// A reference to a variable has two members, its identifier and its name. The name is null if the
+// For each identifier of a variable, there is also the name of the variable; it is null if the
 // dictionary has no such variable. A missing number is null, an infinite number a string,
 // "Infinity" or "-Infinity". Bytes that are not UTF-8 become U+FFFD.
 //

@@ -110,7 +110,7 @@ class Arguments {
 };
 
 // A member of an event in JSON. Unless the output is JSON, the value must not be an array or an
-// object: their destructor allocates memory, and ends the process if that fails.
+// object, because their destructor allocates memory and ends the process if that fails.
 struct Member {
   const char* name;
   Json value;

@@ -96,8 +96,7 @@ struct LockUser {
 };
 
 struct LockState {
-  std::vector<LockUser>
-      holders;  // threads outside the shell, then callers in the order of acquiring
+  std::vector<LockUser> holders;  // threads outside, then callers in the order of acquiring
   std::vector<LockUser> waiters;  // in the order of asking
 
   bool IsFree() const { return holders.empty() && waiters.empty(); }

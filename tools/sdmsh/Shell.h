@@ -117,7 +117,7 @@ class Shell {
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null if there is none
   std::vector<DatasetPtr> datasets_;
   std::optional<LocallyUniqueID> new_;  // registered by the running command
-  CallerLocks locks_;  // destroyed before datasets_, which the callers' threads use
+  CallerLocks locks_;                   // destroyed before datasets_, which its threads use
   bool over_ = false;
 };
 

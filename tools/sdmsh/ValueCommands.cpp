@@ -141,7 +141,7 @@ class Expression {
 
   void FindVariables() {
     const mu::varmap_type used = parser_.GetUsedVar();
-    operands_.reserve(used.size());  // must not move: the parser keeps addresses of elements
+    operands_.reserve(used.size());  // operands must not move: the parser keeps addresses
     for (const auto& [name, unused] : used) {
       const int position = NumberPositionOf(source_, name, "be used in an expression");
       operands_.push_back({position, source_.GetVariable(position), 1});
