@@ -215,8 +215,8 @@ class SDM_EXPORT ORVX_DataSource {
   // --- the source as a whole ---
 
   // The source whose dictionary lays out the rows of this source: this source itself, or another
-  // source if this is a clone. Borrowed while this source lives. Null for a clone of nothing, which
-  // has no rows. The dictionary of RowLayout() is needed to read a row; ObsProjector(source,
+  // source if this is a clone. Borrowed while this source lives. Null for a clone without a source,
+  // which has no rows. The dictionary of RowLayout() is needed to read a row; ObsProjector(source,
   // source) converts the row to the source's own dictionary.
   const ORVX_DataSource* RowLayout() const;
 

@@ -32,8 +32,8 @@ class RecordBlock {
   bool Scan(char delimiter, std::size_t fieldsPerRecord);
 
   // After Scan.
-  std::size_t RowCount() const { return rows_.size(); }  // without empty lines
-  std::size_t RecordCount() const { return recordCount_; }
+  std::size_t RowCount() const { return rows_.size(); }
+  std::size_t RecordCount() const { return recordCount_; }  // counts every empty line
   std::size_t LineFeedCount() const { return lineFeedCount_; }
 
   // The position of a field, and the field itself with its quotes, if any.

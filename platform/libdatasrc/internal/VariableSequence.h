@@ -157,8 +157,9 @@ class VariableSequence {
   // list may only be destroyed.
   void Copy(const VariableSequence& other);
 
-  // Makes this list equal to `other`, and gives both lists and all their blocks the same stamps.
-  // The cost depends on the blocks that differ. Changes only the stamps of `other`.
+  // Makes this list equal to `other`. Then both lists have the same stamp, and each block has the
+  // stamp of the corresponding block in `other`. The cost depends on the blocks that differ.
+  // Changes only the stamps of `other`.
   void Match(VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);
