@@ -26,12 +26,13 @@ class ORVX_DataSource;
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
-  // Creates an iterator, which may need `source` afterwards; the reader itself does not. Throws
-  // std::invalid_argument if GetObsAreaSize() is not the length of a row of RowLayout().
+  // Creates an iterator of `source`. The iterator may need `source` afterwards; the reader itself
+  // does not. Throws std::invalid_argument if GetObsAreaSize() is not the length of a row of
+  // RowLayout().
   //
   // Next calls `progress` before the first case and after every 1,024 cases, and throws GivenUp if
-  // `progress` returns false. A case counts as one row: GetObsAreaSize() * sizeof(OBS) bytes. The
-  // total is 0 if RowCount() is unknown.
+  // `progress` returns false. Progress is counted in bytes, GetObsAreaSize() * sizeof(OBS) for each
+  // case; the total is 0 if RowCount() is unknown.
   explicit CaseReader(const ORVX_DataSource& source, Progress progress = {});
   CaseReader(const CaseReader&) = delete;
   CaseReader& operator=(const CaseReader&) = delete;

@@ -144,7 +144,7 @@ void InsertInto(const char* operation, CaseTable& table, const ORVX_DataSource& 
 }
 
 // Prepares a new column with the values of one variable. Returns the number of values, which is the
-// number of cases unless there are none yet.
+// number of cases unless there are no cases yet.
 std::size_t PrepareColumn(const char* operation, const ORVX_Variable& variable,
                           ColumnValues& values, const CaseTable& table, CaseTable::Edit& edit) {
   const std::size_t count = SizeOf(values);

@@ -70,7 +70,7 @@ ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegati
   std::size_t decimals = 0;
   if (marks != 0) {
     if (text.size() == 1) return {};
-    // Moves the digits before the first mark up by a byte.
+    // Removes the first decimal mark: the digits before it move by one byte, to its place.
     const int mark = std::countr_zero(marks) & ~7;
     decimals = static_cast<std::size_t>(56 - mark) / 8;
     const std::uint64_t below = (std::uint64_t{1} << mark) - 1;

@@ -1,4 +1,4 @@
-// DataFile: the content of a saved data file.
+// DataFile: the content of a data file, with the dictionary from its schema.
 
 #ifndef LIBDATASRC_INTERNAL_DATAFILE_H_
 #define LIBDATASRC_INTERNAL_DATAFILE_H_

@@ -477,7 +477,7 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
 }
 
 // Rebuilds the list with the runs of `other`: moves the runs in `kept` to their new places, and
-// copies the other runs. ShareStamps updates the variables of the kept runs.
+// copies the other runs. Call ShareStamps next: it updates the variables of the kept runs.
 void VariableSequence::Rebuild(const VariableSequence& other, const std::vector<int>& kept) {
   std::vector<std::unique_ptr<VariableBlock>> copies;
   for (std::size_t i = 0; i < kept.size(); ++i) {

@@ -70,7 +70,8 @@ class VariableBlock {
   // Inserts a copy. The block must have room for it.
   void Insert(int offset, const ORVX_Variable& variable) noexcept;
   void Erase(int first, int last) noexcept;
-  // Moves the variables from `offset` on to the end of `to`, which must have space for them.
+  // Moves the last variables, starting with `offset`, to the end of `to`, which must have room for
+  // them.
   void MoveTail(int offset, VariableBlock& to) noexcept;
 
   // Clears the stamps of the block and its list and the cached hash, because a variable is about to
