@@ -134,8 +134,8 @@ class Call : public Arguments {
   ORVX_DataSource& Source();
 
   // Prints an event: see Output::Say. As JSON, the event has the members `event` and `caller`, the
-  // member `dataset` if the call has a dataset, and `members`. A given member replaces a member
-  // with the same name.
+  // member `dataset` if the call has a dataset, and `members`. A member of `members`
+  // replaces a member with the same name.
   void Say(const char* event, const std::string& words,
            std::initializer_list<Member> members = {}) const;
 

@@ -23,7 +23,7 @@ class BlankRows final : public ObsIterator {
       : blank_(DataFreeDataSource(), dictionary), left_(count), area_(area) {}
 
   bool Next() override {
-    GiveUpIfInterrupted();  // a filtered source may skip all rows before it returns
+    GiveUpIfInterrupted();  // per row: a filtered source may skip all rows in one Next()
     if (left_ == 0) return false;
     --left_;
     blank_.Project(/*from=*/nullptr, area_);
