@@ -54,6 +54,11 @@ TEST_F(Describing, CountsDeclaredMissingValuesAsMissing) {
               HasSubstr("a         2        1   1.5"));
 }
 
+TEST_F(Describing, ShowsWholeCountsWithAllDigits) {
+  EXPECT_THAT(Printed("a\tw\n1\t1234567\n\t1000000\n", "weight d by w\ndescribe d a\n"),
+              HasSubstr("\na         1234567  1000000  "));
+}
+
 TEST_F(Describing, LeavesOutCasesThatTheFilterDoesNotSelect) {
   EXPECT_THAT(Printed("a\tf\n1\t1\n2\t0\n3\t\n", "filter d by f\ndescribe d a\n"),
               HasSubstr("a         1        0     1"));

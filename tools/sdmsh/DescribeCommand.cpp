@@ -92,6 +92,12 @@ std::string Rounded(double number, const VariableFormat& format = {}) {
   return text;
 }
 
+// Formats a sum of weights, with all digits if it is a whole number.
+std::string CountText(double count) {
+  if (count != std::round(count) || count >= 1e15) return Rounded(count);
+  return std::to_string(std::llround(count));
+}
+
 Table NewTable(bool hasGroups) {
   std::vector<Table::Column> columns = {{.head = "variable"}};
   if (hasGroups) columns.push_back({.head = "group"});
@@ -108,8 +114,8 @@ void AddRow(Table& table, std::vector<std::string> cells, const ORVX_Variable& v
             const Summary::Values& values, const Output& output) {
   const Summary::Statistics result = Summary::StatisticsOf(values.numbers);
   const VariableFormat& format = variable.GetFormat();
-  cells.push_back(Rounded(values.present));
-  cells.push_back(Rounded(values.missing));
+  cells.push_back(CountText(values.present));
+  cells.push_back(CountText(values.missing));
   cells.push_back(Rounded(result.mean, format));
   cells.push_back(Rounded(result.deviation));
   cells.push_back(Rounded(result.minimum, format));
