@@ -10,7 +10,6 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
-#include <new>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -338,7 +337,9 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
   Fields fields(input.data());
   if (fields.Next<std::uint32_t>() != kVersion) {
     // Leaks a copy of the input, an oddity that is kept. Callers avoid the leak with checkSpecs.
-    static_cast<void>(input.copy(static_cast<char*>(::operator new[](input.size())), input.size()));
+    char* const copy = new char[input.size()];
+    input.copy(copy, input.size());
+    asm volatile("" : : "r"(copy) : "memory");  // or the compiler may remove the unused copy
     return;
   }
   ReadAfterVersion(fields, specs);
