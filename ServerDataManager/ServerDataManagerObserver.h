@@ -29,9 +29,10 @@ class SDM_EXPORT ServerDataManagerObserver {
 
   // The dataset is registered and has a data source. `fileName` is borrowed for the call; empty if
   // the dataset has no saved file, or its file name was suppressed. An exception propagates to the
-  // caller that added the dataset, which stays registered. If a dataset gets its first data source
-  // from a writer and is deleted before that writer is released, its creation notice comes after
-  // its deletion notice.
+  // caller of Add, or from a notification pass to the caller of Notify; the dataset stays
+  // registered. In a pass at the release of a writer, it ends the process. If a dataset gets its
+  // first data source from a writer and is deleted before that writer is released, its creation
+  // notice comes after its deletion notice.
   virtual void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) = 0;
 
   // The dataset is about to be removed, but is still registered. Also called for a dataset that

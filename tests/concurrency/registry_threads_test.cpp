@@ -365,16 +365,15 @@ TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByHandleNam
   EXPECT_EQ(registry.GetDataSet("199somebody")->ID(), id);
 }
 
-// Both threads rename all datasets; one of them also adds and deletes. After each round, the
-// registry must find the first dataset with each name, like a search of the whole list.
+// In each round, one thread renames the datasets that were there at its start, while another adds,
+// deletes, finds and renames datasets. After each round, the registry must find the first dataset
+// with each name, like a search of the whole list.
 TEST(RegistryThreads, NamesAreSetWhileAnotherThreadAddsDeletesAndFinds) {
   constexpr unsigned int kRounds = 100, kDatasets = 40;
   const std::vector<std::string> names = {"", "a", "A", "b", "B", "survey", "SURVEY"};
   ServerDataManager registry;
-  std::vector<SvrDMDataset> handles;
-  for (unsigned int i = 0; i < kDatasets; ++i) {
-    handles.emplace_back(registry, registry.AddEmpty(/*quiet=*/true));
-  }
+  for (unsigned int i = 0; i < kDatasets; ++i) registry.AddEmpty(/*quiet=*/true);
+  std::vector<SvrDMDataset> atStart;  // of the round
   MeetingPoint round(2);
   const auto rename = [&](std::vector<SvrDMDataset> datasets, unsigned int step) {
     for (std::size_t i = 0; i < datasets.size(); ++i) {
@@ -399,11 +398,12 @@ TEST(RegistryThreads, NamesAreSetWhileAnotherThreadAddsDeletesAndFinds) {
   std::thread renaming([&] {
     for (unsigned int i = 0; i < kRounds; ++i) {
       round.Meet();
-      rename(handles, i);
+      rename(atStart, i);
       round.Meet();
     }
   });
   for (unsigned int i = 0; i < kRounds; ++i) {
+    atStart = registry.GetAllDatasets();
     round.Meet();
     for (unsigned int next = 0; next < 4; ++next) {
       const LocallyUniqueID id =

@@ -191,9 +191,9 @@ bool WasDone(Shell& shell, const Line& line) {
   }
 }
 
-// Returns whether no allocation has failed yet. To find out, counts up to `allocations` + 1 further
-// allocations: one of them fails if none has failed before. With Shortage::Lasts, the further
-// allocations fail in any case, so this function cannot be used.
+// For Shortage::Passes, in which one allocation fails after `allocations` have succeeded: returns
+// whether that failure is still to come. To find out, simulates up to `allocations` + 1 allocations
+// until one fails; none fails if the failure is past.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;

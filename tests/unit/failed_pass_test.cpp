@@ -67,7 +67,7 @@ void CopyOver(const ORVX_DataSource& from, ORVX_DataSource& to) {
   if (auto* const source = dynamic_cast<SourceWithRows*>(&to)) source->rows = from.RowCount();
 }
 
-// A dataset with a client, and a writer that has made the change of a Case.
+// A dataset with a client, and a writer that has called the `change` of a test case.
 class ChangedDataset {
  public:
   explicit ChangedDataset(const Case& write) {

@@ -64,8 +64,8 @@ class VariableBlock {
   // order.
   void Assign(const VariableBlock& other) noexcept;
 
-  // Makes room for one more variable. The block must not be full. If this throws std::bad_alloc,
-  // nothing has changed.
+  // Raises the capacity if there is no room for one more variable. The block must have fewer than
+  // kCapacity variables. If this throws std::bad_alloc, nothing has changed.
   void Grow();
   // Inserts a copy. The block must have room for it.
   void Insert(int offset, const ORVX_Variable& variable) noexcept;
