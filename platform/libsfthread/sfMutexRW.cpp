@@ -53,7 +53,8 @@ bool sfMutexRW::tryReadLock() {
   return true;
 }
 
-// Called after the read is counted. Subtracts it again if it fails.
+// Called after the read is counted. If the read is not allowed, subtracts it again and returns
+// false.
 bool sfMutexRW::TryToKeepRead(bool nested) {
   const sdm_internal::MutexLock lock(mutex_);
   if (MayRead(nested)) return true;

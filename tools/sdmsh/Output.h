@@ -145,8 +145,8 @@ class ProgressBar {
   bool isShown_ = false;
 };
 
-// Rows of text in columns. Each column is as wide as its widest text so far, including texts of
-// rows that were already taken.
+// Rows of text in columns. Each column is as wide as its widest text so far; rows that TakeText has
+// already returned still count.
 class Table {
  public:
   struct Column {

@@ -125,7 +125,8 @@ class Expression {
     double number;  // read by the parser
   };
 
-  // Names may contain the letters of every language, which are bytes from 0x80 on in UTF-8.
+  // Names may contain every character outside ASCII, which in UTF-8 is bytes from 0x80 on, and so
+  // the letters of every language.
   void DefineNames() {
     parser_.ClearConst();  // constants would hide variables
     std::string characters = "0123456789_.$#@";

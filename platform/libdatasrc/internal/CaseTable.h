@@ -144,7 +144,7 @@ class CaseIterator : public ObsIterator {
   std::vector<NumberGroup> groups_;
   std::vector<Target> others_;  // written after all groups
   std::size_t blockRows_;       // rows in a block, at most
-  std::size_t groupsPerRow_;    // written in each call of Next
+  std::size_t groupsPerRow_;    // how many groups of the next block each call of Next writes
   std::vector<OBS> block_;
   const OBS* next_ = nullptr;  // the next row in `block_`
   std::size_t rowsLeft_ = 0;   // in `block_`

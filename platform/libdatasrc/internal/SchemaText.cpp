@@ -3,7 +3,7 @@
 //
 //   table             value
 //   title             the label of the dataset [none]
-//   missingValues     one empty text: words such as NA are values
+//   missingValues     [""], so that words such as NA are read as values
 //   weight*, filter*  the name of the numeric column [none]
 //   split*            the names of the columns [none]
 //   splitSeparate*    true [false]
@@ -14,7 +14,7 @@
 //   name              the name of the variable
 //   title             its label [""]
 //   type              "number" or "string"
-//   decimalChar       of a number: "."; otherwise a reader might take another mark from the file
+//   decimalChar       of a number, always ".": without it, a reader might guess another mark
 //   width*            of a string, in bytes
 //   level*            "unknown", "nominal", "ordinal", "interval" or "ratio"
 //   categories        value labels, as {"value": number or string, "label": text} [none]; an
@@ -22,8 +22,8 @@
 //   categoriesOrdered true if there are categories and the level is ordinal
 //   missing*          the values declared missing, numbers or strings [none]; not in
 //                     missingValues, because they would then be read as missing
-//   printFormat*      {"kind": "plain", "date", "time" or "datetime", "width", "decimals"}
-//                     [plain, 0, 0]
+//   printFormat*      {"kind": text, "width": number, "decimals": number}; the kind is "plain",
+//                     "date", "time" or "datetime" [plain, 0, 0]
 //   attributes*       like the attributes of the table [none]
 
 #include <libdatasrc/internal/NumberText.h>
