@@ -72,6 +72,9 @@ std::string EncodedReadOnly(const Object& object) {
   EXPECT_EQ(mprotect(memory, sizeof(Object), PROT_READ), 0);
   VStream stream;
   copy->Process(stream);
+  EXPECT_EQ(mprotect(memory, sizeof(Object), PROT_READ | PROT_WRITE), 0);
+  std::destroy_at(copy);
+  munmap(memory, sizeof(Object));
   return std::string(stream.Bytes());
 }
 
