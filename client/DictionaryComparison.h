@@ -35,7 +35,7 @@ struct Line {
   std::string what;  // for example "weight", or a variable and what differs: "age" label
   std::string source;
   std::string mirror;
-  bool isSent = true;
+  bool isSent = true;  // as in Property
 
   bool Differs() const { return source != mirror; }
 };

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include <libdatasrc/CaseReader.h>
+#include <libdatasrc/Summary.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
@@ -43,15 +44,14 @@ void KeepOnly(int position, SvrDMCloneDataSource& clone) {
 // The values of the only variable, without missing numbers and, if `excludeUserMiss`, without the
 // values that the variable declares missing.
 std::vector<double> Values(const SvrDMCloneDataSource& clone, bool excludeUserMiss) {
-  const std::vector<DataValue>& missing = clone.GetVariable(0).GetMissingValues().values;
-  const auto end = excludeUserMiss ? missing.end() : missing.begin();
+  const ORVX_Variable& variable = clone.GetVariable(0);
   std::vector<double> values;
   for (CaseReader cases(clone); cases.Next();) {
     const DataValue value = cases.Values().front();
     const double number = std::get<double>(value);
-    if (!std::isnan(number) && std::find(missing.begin(), end, value) == end) {
-      values.push_back(number);
-    }
+    const bool isMissing =
+        excludeUserMiss ? Summary::IsMissing(variable, value) : std::isnan(number);
+    if (!isMissing) values.push_back(number);
   }
   if (values.empty()) throw std::runtime_error("every case is missing");
   return values;

@@ -55,7 +55,8 @@ SDM_EXPORT Groups ReadGroups(const ORVX_DataSource& source, const std::vector<in
                              Progress progress = {});
 
 // A statistic that is not defined is a NaN. Without values, all statistics except `count` are
-// undefined; if the sum of the weights is at most 1, `deviation` is undefined.
+// undefined; if the sum of the weights is at most 1, `deviation` is undefined. The mean and the
+// deviation may be infinite or undefined if values are infinite or their differences overflow.
 struct Statistics {
   double count = 0;  // the sum of the weights
   double mean;

@@ -13,6 +13,7 @@
 
 #include <memory>
 #include <new>
+#include <variant>
 #include <vector>
 
 namespace {

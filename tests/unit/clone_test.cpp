@@ -5,6 +5,7 @@
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
 #include <libdatasrc/SystemFileDataSource.h>
+#include <ServerDataManager/CloneSource.h>
 #include <ServerDataManager/SvrDMCloneDataSource.h>
 #include <tests/support/Cases.h>
 #include <tests/support/Datasets.h>
@@ -558,6 +559,47 @@ TEST(CloneDataSource, MayOwnASourceThatADatasetReleased) {
   EXPECT_EQ(deaths, 0);
   registry.Delete(id);
   EXPECT_EQ(deaths, 1);
+}
+
+TEST(CloneSource, ReplacesTheSourceByACloneThatSharesItsCases) {
+  ServerDataManager registry;
+  int deaths = 0;
+  const LocallyUniqueID id = registry.Add(*new CountedRows(deaths, 4), "", /*quiet=*/true);
+  std::unique_ptr<SvrDMCloneDataSource> clone;
+  support::Write(registry, id, [&](SvrDMWriteableDataSource& writer) {
+    writer->MakeVariable(Var("A"), nullptr);
+    writer->MakeVariable(Var("B"), nullptr);
+    writer->SetDirty(true);
+    clone = CloneSource(writer);
+    EXPECT_MESSAGES(writer.GetNotifications(), support::ResetUndo(), support::ResetUndo());
+    EXPECT_NE(dynamic_cast<SvrDMCloneDataSource*>(writer.GetDataSource()), nullptr);
+    EXPECT_EQ(Names(*writer.GetDataSource()), "A B");
+    EXPECT_TRUE(writer->IsDirty());
+  });
+  EXPECT_EQ(Names(*clone), "A B");
+  EXPECT_TRUE(clone->IsDirty());
+  registry.Delete(id);
+
+  EXPECT_THAT(RowsOf(*clone), SizeIs(4));
+  EXPECT_EQ(deaths, 0);
+  clone.reset();
+  EXPECT_EQ(deaths, 1);
+}
+
+TEST(CloneSource, CopiesACloneAndLeavesItInPlace) {
+  ServerDataManager registry;
+  auto source = SvrDMCloneDataSource::Adopt(Dictionary("A"));
+  const LocallyUniqueID id = registry.Add(*source.release(), "", /*quiet=*/true);
+  support::Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    const ORVX_DataSource* const present = writer.GetDataSource();
+    writer->MakeVariable(Var("B"), nullptr);
+    writer->SetDirty(true);
+    const auto clone = CloneSource(writer);
+    EXPECT_EQ(writer.GetDataSource(), present);
+    EXPECT_MESSAGES(writer.GetNotifications());
+    EXPECT_EQ(Names(*clone), "A B");
+    EXPECT_TRUE(clone->IsDirty());
+  });
 }
 
 // ---------------------------------------------------------------------------------------------

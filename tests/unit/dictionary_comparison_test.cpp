@@ -11,6 +11,7 @@
 
 namespace {
 
+using support::Dictionary;
 using support::FullDictionary;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -24,6 +25,35 @@ std::vector<std::string> Differences(const ORVX_DataSource& source, const ORVX_D
                           (line.isSent ? "" : " (not sent)"));
   }
   return differences;
+}
+
+TEST(DictionaryComparison, PropertiesAreInPlainEnglish) {
+  const auto dictionary = FullDictionary();
+  dictionary->SetFilterVar(2);
+  dictionary->RowsPerImputation(2);
+  std::vector<std::string> properties;
+  for (const auto& [name, value, isUsual, isSent] :
+       DictionaryComparison::PropertiesOf(*dictionary)) {
+    properties.push_back(std::string(name) + ": " + value + (isUsual ? "" : " (unusual)") +
+                         (isSent ? "" : " (not sent)"));
+  }
+  EXPECT_THAT(
+      properties,
+      ElementsAre(
+          R"(label: "label")", "variables: 4", "cases: 7", R"(weight: "A")", R"(filter: "C")",
+          R"(split: "C", "D" (separately))", "imputation: 2 rows (unusual) (not sent)",
+          R"(trends: by "A", period 12 (unusual))",
+          "response sets: \"m\" \"label of m\": \"A\", \"B\", selected value \"1\"; \"n\" \"label "
+          "of n\": \"C\", selected value \"1\" (unusual)",
+          "variable sets: \"s\" \"label of s\": \"A\", \"B\", selected value \"1\" (unusual)",
+          R"(extension: "bytes" (unusual))", R"(attributes: a = "1" "2", b = "3" (unusual))",
+          "saved as: none (not sent)", "unsaved: yes"));
+}
+
+TEST(DictionaryComparison, UnknownNumberOfCasesIsUnknown) {
+  support::SourceWithRows source;
+  source.rows = -1;
+  EXPECT_THAT(Differences(source, DataFreeDataSource()), ElementsAre("cases: unknown, 0"));
 }
 
 TEST(DictionaryComparison, EqualDictionariesHaveALineForEachPropertyAndNoDifference) {
@@ -41,23 +71,18 @@ TEST(DictionaryComparison, UnusualPropertiesThatBothLackHaveNoLine) {
 }
 
 TEST(DictionaryComparison, NamesWhatDiffers) {
-  DataFreeDataSource source;
-  DataFreeDataSource mirror;
-  support::Replace(source, support::Vars("A B"));
-  support::Replace(mirror, support::Vars("B C"));
-  mirror.GetVariable(0).SetLabel("old");
-  source.RowsPerImputation(2);
-  EXPECT_THAT(Differences(source, mirror),
+  const auto source = Dictionary("A B");
+  const auto mirror = Dictionary("B C");
+  mirror->GetVariable(0).SetLabel("old");
+  source->RowsPerImputation(2);
+  EXPECT_THAT(Differences(*source, *mirror),
               ElementsAre("imputation: 2 rows, none (not sent)", "\"A\": present, missing",
                           "\"B\" label: none, \"old\"", "\"C\": missing, present"));
 }
 
 TEST(DictionaryComparison, OrderDiffersIfTheSameVariablesHaveOtherPositions) {
-  DataFreeDataSource source;
-  DataFreeDataSource mirror;
-  support::Replace(source, support::Vars("A B"));
-  support::Replace(mirror, support::Vars("B A"));
-  EXPECT_THAT(Differences(source, mirror), ElementsAre("order: \"A\", \"B\", \"B\", \"A\""));
+  EXPECT_THAT(Differences(*Dictionary("A B"), *Dictionary("B A")),
+              ElementsAre("order: \"A\", \"B\", \"B\", \"A\""));
 }
 
 }  // namespace

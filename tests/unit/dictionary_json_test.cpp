@@ -4,6 +4,7 @@
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/OBS.h>
 #include <liborvxdemg/ModifyVarMsg.h>
+#include <liborvxdemg/MoveVarsMsg.h>
 #include <liborvxdemg/WeightVarMsg.h>
 #include <tests/support/Dictionary.h>
 #include <tests/support/FullDictionary.h>
@@ -53,6 +54,22 @@ TEST(DictionaryJson, ReferenceToAnUnknownVariableHasNoName) {
   EXPECT_THAT(DictionaryJson::Change(message, DataFreeDataSource()),
               EndsWith(R"("datasetId":"7:3","caseSequence":5,"message":"WeightVarMsg",)"
                        R"("variable":"1:2","name":null})"));
+}
+
+TEST(DictionaryJson, PositionOutsideTheDictionaryHasNoName) {
+  const MoveVarsMsg message(0, LocallyUniqueID(7, 3), 5, {-1, 0, 1}, 0);
+  EXPECT_THAT(DictionaryJson::Change(message, *support::Dictionary("A")),
+              EndsWith(R"("positions":[-1,0,1],"target":0,"names":[null,"A",null]})"));
+}
+
+TEST(DictionaryJson, EmptyDictionaryHasNoVariablesAndNullReferences) {
+  support::SourceWithRows empty;
+  empty.rows = -1;
+  EXPECT_EQ(DictionaryJson::Variables(empty), "[]");
+  EXPECT_THAT(DictionaryJson::Properties(empty),
+              AllOf(HasSubstr(R"("variableCount":0,"rowCount":null)"),
+                    HasSubstr(R"("weight":{"variable":null,"name":null})"),
+                    HasSubstr(R"("split":{"variables":[],"separate":false,"names":[]})")));
 }
 
 TEST(DictionaryJson, ChangeOfAVariableHasItsOldDefinitionAndTheDifferences) {

@@ -7,13 +7,17 @@
 #include <libdatasrc/Summary.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
 using Summary::Groups;
 using Summary::Histogram;
+using Summary::IsMissing;
 using Summary::ReadGroups;
 using Summary::Statistics;
 using Summary::StatisticsOf;
@@ -22,6 +26,24 @@ using testing::ElementsAre;
 
 ORVX_Variable Variable(const std::string& name, int type = 0) {
   return ORVX_Variable(ORVX_Variable::NextID(), name, type);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Groups
+
+TEST(IsMissing, HoldsForMissingNumbersEmptyStringsAndDeclaredValues) {
+  ORVX_Variable number = Variable("a");
+  number.SetMissingValues({.values = {9.0}});
+  ORVX_Variable text = Variable("b", 2);
+  text.SetMissingValues({.values = {"NA"}});
+  for (const DataValue& value : {DataValue(kMissingNumber), DataValue(9.0)}) {
+    EXPECT_TRUE(IsMissing(number, value));
+  }
+  for (const DataValue& value : {DataValue(""), DataValue("NA")}) {
+    EXPECT_TRUE(IsMissing(text, value));
+  }
+  EXPECT_FALSE(IsMissing(number, 0.0));
+  EXPECT_FALSE(IsMissing(text, "9"));
 }
 
 // A source with the variables income, sex, count (the weight) and use (the filter).
@@ -60,6 +82,27 @@ TEST_F(SummaryOfCases, WeightCountsCasesAndFilterOmitsThem) {
   EXPECT_EQ(groups.at({})[0].missing, 3);
 }
 
+TEST_F(SummaryOfCases, CaseWithoutAPositiveWeightIsOmitted) {
+  source.InsertVariable(4, Variable("weight"), {1, 0, -1, kMissingNumber, 99, 0.5});
+  source.GetVariable(4).SetMissingValues({.values = {99.0}});
+  source.SetWeightVar(4);
+  const Summary::Values values = ReadGroups(source, {0}).at({})[0];
+  EXPECT_EQ(values.present, 1.5);
+  EXPECT_EQ(values.missing, 0);
+}
+
+TEST_F(SummaryOfCases, GroupWithoutAUsedCaseIsAbsent) {
+  const int split[] = {1};
+  source.SetSplit(1, split, /*separate=*/false);
+  source.SetFilterVar(3);
+  EXPECT_EQ(ReadGroups(source, {0}).count({std::string()}), 0u);
+}
+
+TEST_F(SummaryOfCases, HasNoGroupsWithoutCasesAndNoValuesWithoutPositions) {
+  EXPECT_TRUE(ReadGroups(MemoryDataSource(), {}).empty());
+  EXPECT_TRUE(ReadGroups(source, {}).at({}).empty());
+}
+
 TEST_F(SummaryOfCases, SplitGroupsTheCasesAndDeclaredMissingValuesAreMissing) {
   const int split[] = {1};
   source.SetSplit(1, split, /*separate=*/false);
@@ -79,9 +122,13 @@ TEST_F(SummaryOfCases, MissingNumberOfASplitVariableIsAnEmptyStringAfterAllNumbe
   EXPECT_EQ(groups.rbegin()->first, Summary::Key{std::string()});
 }
 
-TEST_F(SummaryOfCases, StringWeightAndWrongPositionAreRefused) {
+TEST_F(SummaryOfCases, StringWeightStringFilterAndWrongPositionsAreRefused) {
   EXPECT_THROW(ReadGroups(source, {4}), std::out_of_range);
+  EXPECT_THROW(ReadGroups(source, {-1}), std::out_of_range);
   source.SetWeightVar(1);
+  EXPECT_THROW(ReadGroups(source, {0}), std::invalid_argument);
+  source.SetWeightVar(-1);
+  source.SetFilterVar(1);
   EXPECT_THROW(ReadGroups(source, {0}), std::invalid_argument);
 }
 
@@ -90,12 +137,12 @@ TEST_F(SummaryOfCases, ProgressMayStopTheReading) {
   EXPECT_THROW(ReadGroups(source, {0}, stop), GivenUp);
 }
 
+// ---------------------------------------------------------------------------------------------
+// Statistics
+
 Statistics Of(const std::vector<WeightedValue>& sorted) {
   return StatisticsOf(sorted);
 }
-
-// ---------------------------------------------------------------------------------------------
-// Statistics
 
 TEST(Statistics, AreTheUsualOnesOfValuesWithoutWeights) {
   const Statistics result = Of({{1, 1}, {2, 1}, {3, 1}, {4, 1}});
@@ -149,6 +196,9 @@ TEST(Statistics, QuartilesBetweenInfiniteValuesAreInfiniteNotNaN) {
               ElementsAre(kInfinity, kInfinity, kInfinity));
 }
 
+// ---------------------------------------------------------------------------------------------
+// Histogram
+
 TEST(Histogram, ShowsTheWeightOfEachPartOfTheRangeAsAHeight) {
   const std::vector<WeightedValue> sorted = {{0, 8}, {1, 4}, {3, 1}};
   EXPECT_EQ(Histogram(sorted, 4), "█▄ ▁");
@@ -159,10 +209,11 @@ TEST(Histogram, HasOneBlockForEqualValues) {
   EXPECT_EQ(Histogram(sorted, 3), "█  ");
 }
 
-TEST(Histogram, IsEmptyWithoutValuesAndForAnInfiniteRange) {
+TEST(Histogram, IsEmptyWithoutValuesWithoutBinsAndForAnInfiniteRange) {
   const std::vector<WeightedValue> infinite = {{1, 1},
                                                {std::numeric_limits<double>::infinity(), 1}};
   EXPECT_EQ(Histogram({}, 3), "");
+  EXPECT_EQ(Histogram(infinite, 0), "");
   EXPECT_EQ(Histogram(infinite, 3), "");
 }
 
