@@ -28,8 +28,9 @@ TEST_F(Commands, UnknownCommandIsNamedInTheError) {
   EXPECT_FALSE(WentWell());
 }
 
-// Uses each command of CommandTable() with missing, wrong or superfluous words.
-TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
+// Uses each command of CommandTable() with missing, wrong or superfluous words. The observer shows
+// if the command changes the dataset all the same.
+TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsageAndChangeNothing) {
   const std::string type = "numeric or string:WIDTH (1 to 1000000)";
   const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {
       {"open",
@@ -77,7 +78,8 @@ TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
       {"unobserve", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"tell", {{"", "DATASET"}, {"survey now", "the end of the line"}}},
       {"watch", {{"", "\"registry\""}, {"registry now", "the end of the line"}}},
-      {"unwatch", {{"", "\"registry\""}, {"survey", "\"registry\""}}},
+      {"unwatch",
+       {{"", "\"registry\""}, {"survey", "\"registry\""}, {"registry now", "the end of the line"}}},
       {"insert",
        {{"", "DATASET"},
         {"survey", "NAME"},
@@ -85,7 +87,12 @@ TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
         {"survey x label", "TEXT"},
         {"survey x string:0", type + ", before VARIABLE or label TEXT"},
         {"survey x string:8b", type + ", before VARIABLE or label TEXT"}}},
-      {"delete", {{"", "DATASET"}, {"survey", "VARIABLE"}}},
+      {"delete",
+       {{"", "DATASET"},
+        {"survey", "VARIABLE"},
+        {"survey cases one", "NUMBER (a number from 1 to 2147483647)"},
+        {"survey cases 1 2", "the end of the line"},
+        {"survey cases 1 to 2 3", "the end of the line"}}},
       {"move",
        {{"", "DATASET"},
         {"survey", "VARIABLE"},
@@ -208,7 +215,9 @@ TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
        {{"", "DATASET"},
         {"survey", "\"set\", \"display\", \"to\", \"from\", \"check\" or \"off\""},
         {"survey to", "FILE"},
+        {"survey to x y", "the end of the line"},
         {"survey from", "FILE"},
+        {"survey from x y", "the end of the line"},
         {"survey check", "FILE"},
         {"survey check x y", "the end of the line"},
         {"survey set",
@@ -225,6 +234,7 @@ TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
         {"survey set level 1e999", "PERCENT (a number)"},
         {"survey set level 90 95", "the end of the line"},
         {"survey set interval bc", "\"percentile\" or \"bca\""},
+        {"survey set interval bca now", "the end of the line"},
         {"survey set samples 1.5", "NUMBER (-2147483648 to 2147483647)"},
         {"survey set samples 2147483648", "NUMBER (-2147483648 to 2147483647)"},
         {"survey set user-missing off", "\"excluded\" or \"included\""},
@@ -275,16 +285,22 @@ TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsage) {
       {"help", {{"list now", "the end of the line"}}},
       {"quit", {{"now", "the end of the line"}}},
   };
+  const std::string before = Open("survey") + "@w observe survey\nwrite survey\n";
+  const std::string start =
+      IsOpen("survey") + "w observes survey\n" + "main acquires the write lock on survey\n";
+  const std::string without = AtPrompt(before);
+  ASSERT_THAT(without, StartsWith(start + "main releases the write lock on survey\n"));
+  const std::string end = without.substr(start.size());
   for (const Command& command : CommandTable()) {
     if (command.run == nullptr) continue;
     const auto uses = wrongUses.find(command.name);
     ASSERT_NE(uses, wrongUses.end()) << "no wrong use of " << command.name;
     for (const auto& [arguments, expected] : uses->second) {
-      const std::string text =
-          AtPrompt(Open("survey") + "write survey\n" + command.name + " " + arguments + "\n");
-      EXPECT_THAT(text, HasSubstr("error: " + uses->first + ": expected " + expected + ", found "));
-      EXPECT_THAT(text, HasSubstr("; usage: " + uses->first + (*command.arguments ? " " : "") +
-                                  command.arguments + "\n"));
+      const std::string text = AtPrompt(before + command.name + " " + arguments + "\n");
+      EXPECT_THAT(text, StartsWith(start + "error: " + uses->first + ": expected " + expected +
+                                   ", found "));
+      EXPECT_THAT(text, EndsWith("; usage: " + uses->first + (*command.arguments ? " " : "") +
+                                 command.arguments + "\n" + end));
       EXPECT_FALSE(WentWell());
     }
   }

@@ -191,9 +191,9 @@ bool WasDone(Shell& shell, const Line& line) {
   }
 }
 
-// For Shortage::Passes, in which one allocation fails after `allocations` have succeeded: returns
-// whether that failure is still to come. To find out, simulates up to `allocations` + 1 allocations
-// until one fails; none fails if the failure is past.
+// For Shortage::Passes, in which only one allocation fails, after `allocations` successful ones:
+// returns whether this failure has not happened yet. If so, one of the next `allocations` + 1
+// allocations fails, so the function simulates them.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;
@@ -217,8 +217,8 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   {
     const support::MemoryFor some(allocations, shortage);
     const bool done = WasDone(shell, line);
-    // IsToCome cannot be used with Shortage::Lasts. A failure is assumed, because with as many
-    // allocations and Shortage::Passes, one failed.
+    // IsToCome works only with Shortage::Passes. With Shortage::Lasts an allocation fails, because
+    // the test only uses numbers of allocations with which one failed under Shortage::Passes.
     failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
     support::EndShortage();
     EXPECT_TRUE(done || failed) << "fails with all the memory in the world";

@@ -59,7 +59,7 @@ std::string DidYouMean(const std::string& name, const std::vector<std::string>& 
 // An operation that does not find the word that it expects throws a CommandError with the expected
 // word, the actual word, and the command's usage.
 //
-// Threads: the shell's thread.
+// Threads: one at a time.
 class Arguments {
  public:
   // Borrows the command.
@@ -123,19 +123,20 @@ class Call : public Arguments {
   Call(const Command& command, std::vector<std::string> words, Shell& atShell, Caller& byCaller)
       : Arguments(command, std::move(words)), shell(atShell), caller(byCaller) {}
 
-  // These operations require that all words were taken, as End does, and return a handle to the
-  // dataset. They refuse the command if the caller cannot have the lock that the handle needs.
+  // Reader, Writer and Source require that all words were taken, as End does. They throw
+  // CommandError if the caller cannot have the lock.
 
-  // Any lock: see CallerLocks::TryRead. The handle is valid as long as the call.
+  // A handle of the last lock that the caller acquired on the dataset. If there is none, acquires a
+  // read lock, which the call holds as long as it exists.
   SvrDMInputDataSource& Reader();
-  // The write lock.
+  // The writer that holds the write lock of the caller.
   SvrDMWriteableDataSource& Writer();
-  // The data source of Writer(). Also refuses a dataset that has no data source.
+  // The data source of Writer(). Also throws CommandError if the dataset has no data source.
   ORVX_DataSource& Source();
 
   // Prints an event: see Output::Say. As JSON, the event has the members `event` and `caller`, the
-  // member `dataset` if the call has a dataset, and `members`. A member of `members`
-  // replaces a member with the same name.
+  // member `dataset` if the call has a dataset, and `members`, which may replace `caller` and
+  // `dataset`.
   void Say(const char* event, const std::string& words,
            std::initializer_list<Member> members = {}) const;
 

@@ -240,11 +240,10 @@ std::string BytesText(std::size_t count) {
 // Returns a text such as "not a bootstrap specification: it ends within the field at offset 50".
 std::string FindingText(const Check& check) {
   const std::string offset = " at offset " + std::to_string(check.offset);
-  const std::string finding = check.finding == Check::Finding::Truncated
-                                  ? "it ends within the field" + offset
-                              : check.finding == Check::Finding::UnknownVersion
-                                  ? "the version" + offset + " is not 1"
-                                  : "the list" + offset + " is longer than the file";
+  std::string finding = "the list" + offset + " is longer than the file";
+  if (check.finding == Check::Finding::Truncated) finding = "it ends within the field" + offset;
+  if (check.finding == Check::Finding::UnknownVersion)
+    finding = "the version" + offset + " is not 1";
   return "not a bootstrap specification: " + finding;
 }
 

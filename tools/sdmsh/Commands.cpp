@@ -10,6 +10,10 @@
 
 namespace sdmsh {
 
+constexpr const char* kWaits =
+    "If the lock is not free, the caller waits. Until it has the lock it can give no command that "
+    "needs a lock, but it can release locks.";
+
 const std::vector<Command>& CommandTable() {
   static const std::vector<Command> table = {
       {"Datasets"},
@@ -49,17 +53,14 @@ const std::vector<Command>& CommandTable() {
       {"mirror", "DATASET", "compares the dictionary with a mirror made from change messages",
        ShowMirror, "After every notification pass their digests are equal."},
       {"Locks"},
-      {"read", "DATASET", "acquires a read lock", TakeReadLock,
-       "If the lock is not free, the caller waits. Until it has the lock it can give no command "
-       "that needs a lock, but it can release locks.",
-       /*mayWait=*/true},
-      {"write", "DATASET", "acquires the write lock", TakeWriteLock,
-       "If the lock is not free, the caller waits. Until it has the lock it can give no command "
-       "that needs a lock, but it can release locks.",
-       /*mayWait=*/true},
+      {"read", "DATASET", "acquires a read lock", TakeReadLock, kWaits,
+       /*acquiresLock=*/true},
+      {"write", "DATASET", "acquires the write lock", TakeWriteLock, kWaits,
+       /*acquiresLock=*/true},
       {"try-write", "DATASET", "acquires the write lock if it is free", TryWriteLock,
        "Beware: after a try that fails, no lock on the dataset is ever released, and its counts "
-       "stay off by one."},
+       "stay off by one.",
+       /*acquiresLock=*/true},
       {"release", "[DATASET]", "releases the last lock on a dataset, or all locks", ReleaseLocks,
        "Releasing a write lock notifies observers of what changed. A caller that waits for another "
        "lock can release, too."},
@@ -69,7 +70,7 @@ const std::vector<Command>& CommandTable() {
        "A caller that observes twice is notified twice."},
       {"unobserve", "DATASET", "ends `observe`", Unobserve},
       {"tell", "DATASET", "notifies observers of what changed so far and keeps the lock",
-       TellObservers},
+       NotifyObservers},
       {"watch", "registry", "notifies the caller of datasets created and deleted", WatchRegistry,
        "A dataset without a data source counts as created once a writer gives it one. Quiet "
        "datasets are left out."},
@@ -109,8 +110,7 @@ const std::vector<Command>& CommandTable() {
        "A variable that does not exist yet is inserted at the end. EXPRESSION: numbers, names of "
        "numeric variables, + - * / ^ ( ), comparisons, && || and ?:, and functions such as sqrt, "
        "ln, exp, abs, floor, ceil, rint, min and max. The result is missing if a value in it is "
-       "missing, or if "
-       "it is not a finite number."},
+       "missing, or if it is not a finite number."},
       {"Properties (these need the write lock)"},
       {"weight", "DATASET by VARIABLE|off", "weights the cases", SetWeight},
       {"filter", "DATASET by VARIABLE|off", "names the variable that says which cases are in use",
@@ -152,9 +152,8 @@ const std::vector<Command>& CommandTable() {
        "[encoding ENCODING]|blank COUNT|dictionary|filtered by VARIABLE|none",
        "replaces the data source", ReplaceSource,
        "`file`: by another data file, see `open`. `blank`: by COUNT cases without values, with the "
-       "same "
-       "dictionary. `dictionary`: by an empty dictionary without cases. `filtered`: by the cases "
-       "in which VARIABLE is neither 0 nor missing. `none`: by nothing."},
+       "same dictionary. `dictionary`: by an empty dictionary without cases. `filtered`: by the "
+       "cases in which VARIABLE is neither 0 nor missing. `none`: by nothing."},
       {"sequence", "DATASET", "raises the case sequence number by one", RaiseCaseSequence},
       {"bulk", "DATASET", "has the next notification pass replace all variables in bulk",
        AskForBulkMoves, "One message deletes all variables, one inserts all."},

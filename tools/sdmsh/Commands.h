@@ -14,9 +14,10 @@ namespace sdmsh {
 
 class Call;
 
-// Runs a command: takes its arguments, calls one of the operations of Call that end the arguments,
-// and then does the work. If the arguments start with DATASET, the shell has already taken that
-// argument. Throws CommandError if an argument is wrong or the command fails.
+// Runs a command: takes all arguments, then calls Call::End, Reader, Writer or Source, which refuse
+// superfluous words, and only then does the work. If the arguments start with DATASET, the shell
+// has already taken that argument. Throws CommandError if an argument is wrong or the command
+// fails.
 using CommandFunction = void(Call& call);
 
 // A row of the table: a command or, without a function, the title of the commands after it.
@@ -27,9 +28,10 @@ struct Command {
   const char* help = "";  // one line, no full stop
   CommandFunction* run = nullptr;
   const char* more = "";  // what `help COMMAND` adds
-  // Whether the command may leave its caller waiting for a lock. Such a command runs on the shell's
-  // thread, any other command on the caller's thread.
-  bool mayWait = false;
+  // Whether the command acquires a lock. Such a command runs on the shell's thread and starts a job
+  // that acquires the lock on the caller's thread. Any other command runs on the caller's thread,
+  // or on the shell's thread while its caller waits for a lock.
+  bool acquiresLock = false;
 };
 
 const std::vector<Command>& CommandTable();
@@ -71,7 +73,7 @@ CommandFunction Bootstrap;
 CommandFunction BindClient, Observe, ReportError, SwitchWarnings, Unobserve, UnwatchRegistry,
     WatchRegistry;
 // Locks.cpp
-CommandFunction ReleaseLocks, ShowLocks, TakeReadLock, TakeWriteLock, TellObservers, TryWriteLock;
+CommandFunction NotifyObservers, ReleaseLocks, ShowLocks, TakeReadLock, TakeWriteLock, TryWriteLock;
 
 }  // namespace sdmsh
 

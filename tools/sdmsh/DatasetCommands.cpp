@@ -42,13 +42,15 @@ NewDataset TakeNewDataset(Call& call) {
   return dataset;
 }
 
-// Opens and returns a dataset over the source, which may be null. If the call has a dataset, the
-// new dataset is a clone of that dataset.
-DatasetPtr Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
-                const std::string& file) {
+// Opens a dataset over the source, which may be null, and prints this. `delimiter` is the delimiter
+// of the file, if there is a file. If the call has a dataset, the new dataset is a clone of that
+// dataset.
+void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
+          const std::string& file = "", char delimiter = '\0') {
   const bool isEmpty = source == nullptr;
   const std::string cloneOf = call.dataset == nullptr ? "" : call.dataset->Name();
   const DatasetPtr dataset = call.shell.Open(std::move(source), file, wanted.name, wanted.quiet);
+  if (!file.empty()) dataset->SetDelimiter(file, delimiter);
   std::string words = wanted.name + " is open, without a data source";
   int variables = 0;  // counted after the filter hook has run
   long long cases = 0;
@@ -71,7 +73,6 @@ DatasetPtr Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX
     if (!cloneOf.empty()) json["cloneOf"] = cloneOf;
     return json;
   });
-  return dataset;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -278,14 +279,14 @@ void OpenFile(Call& call) {
   call.shell.RefuseName(wanted.name, nullptr);
   auto source = OpenDataFile(call.shell.Out(), file, options);
   const char delimiter = source->Report().delimiter;
-  Open(call, wanted, std::move(source), file)->SetDelimiter(file, delimiter);
+  Open(call, wanted, std::move(source), file, delimiter);
 }
 
 void AddEmpty(Call& call) {
   const NewDataset wanted = TakeNewDataset(call);
   call.End();
   call.shell.RefuseName(wanted.name, nullptr);
-  Open(call, wanted, nullptr, /*file=*/"");
+  Open(call, wanted, nullptr);
 }
 
 void CloneDataset(Call& call) {
@@ -293,7 +294,7 @@ void CloneDataset(Call& call) {
   const NewDataset wanted = TakeNewDataset(call);
   call.shell.RefuseName(wanted.name, nullptr);
   call.Source();  // refuses a dataset without a data source
-  Open(call, wanted, CloneSource(call.Writer()), /*file=*/"");
+  Open(call, wanted, CloneSource(call.Writer()));
 }
 
 void CloseDataset(Call& call) {

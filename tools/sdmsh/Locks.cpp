@@ -1,5 +1,5 @@
-// Implements callers, their threads and their locks, and the commands that acquire, release and
-// show locks.
+// Implements callers, their threads and their locks, and the commands that need them: `read`,
+// `write`, `try-write`, `release`, `tell` and `locks`.
 
 #include "Locks.h"
 
@@ -69,11 +69,6 @@ std::string WaitersText(const std::vector<LockUser>& waiters) {
     words.push_back(name + (isMutex ? "" : std::string(" (to ") + ModeWord(mode) + ")"));
   }
   return Joined(words);
-}
-
-void AcquireWriter(Hold& hold, bool tryOnly, SvrDMDataSetObserver* originator) {
-  hold.handle =
-      std::make_shared<SvrDMWriteableDataSource>(hold.dataset->Item(), tryOnly, originator);
 }
 
 Json UserInJson(const LockUser& user) {
@@ -206,30 +201,32 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
     throw CommandError("try-write would fail, and " + WaitersText(before.waiters) +
                        " would wait forever for " + dataset->Name());
   }
-  std::list<Hold> fresh;
-  Hold& wanted = fresh.emplace_back(Hold{caller, dataset, LockMode::Write});
-  SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
+  const Hold wanted{caller, dataset, LockMode::Write};
   try {
-    caller.Do([&] { AcquireWriter(wanted, /*tryOnly=*/true, originator); });
+    Finish(Start(caller, dataset, LockMode::Write, /*tryOnly=*/true));
   } catch (int) {  // the handle throws an int if the lock is not free
     if (before.holders.empty()) throw;
     return Say("tryFailed", "does not acquire", wanted, &before,
                "; from here on no lock on " + dataset->Name() + " is ever released");
   }
-  wanted.isAcquired = true;
-  holds_.splice(holds_.end(), fresh);
   Say("acquired", "acquires", wanted);
 }
 
 // Starts a job that acquires the lock on the caller's thread.
-CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset, LockMode mode) {
+CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset, LockMode mode,
+                                      bool tryOnly) {
   std::list<Hold> fresh;
   Hold& asked = fresh.emplace_back(Hold{caller, dataset, mode});
-  // ObserverOf changes a map, so it is called here and not by the job, on the caller's thread.
+  // ObserverOf changes a map. The job must not call it, because the job of a waiting caller runs
+  // beside other commands.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
-  caller.Start([&asked, originator] {
-    if (asked.mode == LockMode::Write) return AcquireWriter(asked, /*tryOnly=*/false, originator);
-    asked.handle = std::make_shared<SvrDMInputDataSource>(asked.dataset->Item(), /*tryOnly=*/false);
+  caller.Start([&asked, tryOnly, originator] {
+    SvrDMItemPtr& item = asked.dataset->Item();
+    if (asked.mode == LockMode::Read) {
+      asked.handle = std::make_shared<SvrDMInputDataSource>(item, tryOnly);
+    } else {
+      asked.handle = std::make_shared<SvrDMWriteableDataSource>(item, tryOnly, originator);
+    }
   });
   holds_.splice(holds_.end(), fresh);
   return std::prev(holds_.end());
@@ -407,10 +404,9 @@ void CallerLocks::ReleaseAll(Caller& caller) {
   }
 }
 
-void CallerLocks::Notify(const Caller& caller, const OpenDataset& dataset,
-                         SvrDMWriteableDataSource& writer) {
+void CallerLocks::Notify(const Caller& caller, const OpenDataset& dataset) {
   const int passCountBefore = dataset.Interpreter().PassCount();
-  writer.Notify();
+  Writer(caller, dataset).Notify();
   SayNotified(caller, dataset, passCountBefore);
   RefuseUnfitMessages(dataset);
 }
@@ -447,6 +443,7 @@ void CallerLocks::CloseDown(const std::function<void(const std::string&)>& compl
   const auto isHolder = [this](const auto& each) {
     return FindLast(each.second, [](const Hold&) { return true; }) != nullptr;
   };
+  // Ends when no lock was released: either none is left, or the release failed.
   for (std::size_t count = holds_.size() + 1; holds_.size() < count;) {
     count = holds_.size();
     const auto holder = std::ranges::find_if(callers_, isHolder);
@@ -466,7 +463,7 @@ ReaderPtr CallerLocks::TryRead(const Caller& caller, OpenDataset& dataset) const
       FindLast(caller, [&](const Hold& hold) { return hold.dataset.get() == &dataset; });
   if (last != nullptr) return last->handle;
   if (!StateOf(dataset).waiters.empty()) return nullptr;
-  using Try = std::optional<SvrDMInputDataSource>;
+  using Try = std::optional<SvrDMInputDataSource>;  // cannot be moved, so no std::make_shared
   const std::shared_ptr<Try> tried(
       new Try(SvrDMInputDataSource::TryRead(dataset.Item(), Bound::zero())));
   return *tried ? ReaderPtr(tried, &**tried) : nullptr;
@@ -585,9 +582,9 @@ void ReleaseLocks(Call& call) {
   locks.Release(call.caller, call.dataset);
 }
 
-void TellObservers(Call& call) {
-  SvrDMWriteableDataSource& writer = call.Writer();
-  call.shell.Locks().Notify(call.caller, *call.dataset, writer);
+void NotifyObservers(Call& call) {
+  call.End();
+  call.shell.Locks().Notify(call.caller, *call.dataset);
 }
 
 void ShowLocks(Call& call) {

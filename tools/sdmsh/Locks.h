@@ -40,7 +40,7 @@ using ReaderPtr = std::shared_ptr<SvrDMInputDataSource>;
 
 // A caller with its thread. The destructor waits until the running job ends.
 //
-// Threads: the shell's thread. During Do, the caller's thread instead.
+// Threads: one at a time, the shell's thread or the thread of a caller that the shell waits for.
 class Caller {
  public:
   // The lock monitor stores `label`, up to 31 bytes, for the thread.
@@ -146,6 +146,7 @@ class CallerLocks {
   // on the dataset is ever released. Refused if the caller already waits. Also refused if the try
   // would fail while other callers wait for the lock, because those callers would then wait
   // forever.
+  // Threads: the shell's thread.
   void TryWrite(Caller& caller, const DatasetPtr& dataset);
 
   // Releases the last lock that the caller acquired on the dataset, even while the caller waits for
@@ -163,8 +164,8 @@ class CallerLocks {
   ReaderPtr Read(const Caller& caller, OpenDataset& dataset) const;
   // The caller's writer. Refused if the caller does not hold the write lock or waits for a lock.
   SvrDMWriteableDataSource& Writer(const Caller& caller, const OpenDataset& dataset) const;
-  // Notifies observers of the changes so far and keeps the lock.
-  void Notify(const Caller& caller, const OpenDataset& dataset, SvrDMWriteableDataSource& writer);
+  // Notifies observers of the changes so far and keeps the lock. Refused like Writer.
+  void Notify(const Caller& caller, const OpenDataset& dataset);
 
   LockState StateOf(const OpenDataset& dataset) const;
   // The mutexes in use; with a dataset, only its notification mutex.
@@ -186,7 +187,7 @@ class CallerLocks {
  private:
   using Place = std::list<Hold>::iterator;
 
-  Place Start(Caller& caller, const DatasetPtr& dataset, LockMode mode);
+  Place Start(Caller& caller, const DatasetPtr& dataset, LockMode mode, bool tryOnly = false);
   void Finish(Place asked);
   const Hold* Asked(const Caller& caller) const;
   void RefuseWaiting(const Caller& caller) const;

@@ -8,7 +8,6 @@
 #include "Shell.h"
 
 #include <histedit.h>
-#include <liborvxdemg/DictionaryText.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -25,7 +24,6 @@
 #include <iostream>
 #include <memory>
 #include <new>
-#include <span>
 #include <utility>
 #include <vector>
 
@@ -122,11 +120,11 @@ std::string CommonStart(const std::vector<std::string>& words) {
   return start;
 }
 
-std::string ListOf(std::span<const std::string> words) {
-  const auto shown = words.first(std::min(words.size(), kShown));
-  const std::string list = DictionaryText::Joined(shown, std::identity(), "  ");
-  if (shown.size() == words.size()) return list;
-  return list + "  and " + std::to_string(words.size() - kShown) + " more";
+std::string ListOf(std::vector<std::string> words) {
+  if (words.size() <= kShown) return Joined(words, "  ");
+  const std::string more = "and " + std::to_string(words.size() - kShown) + " more";
+  words.resize(kShown);
+  return Joined(words, "  ") + "  " + more;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -65,7 +65,7 @@ void Shell::Run(const std::string& caller, const std::vector<std::string>& words
   Call call(command, {words.begin() + 1, words.end()}, *this, locks_.CallerNamed(caller));
   try {
     if (TakesDataset(command, call)) call.dataset = Find(call.caller, call.Take("DATASET"));
-    if (command.mayWait) {
+    if (command.acquiresLock) {
       command.run(call);
     } else {
       call.caller.Do([&] { command.run(call); });

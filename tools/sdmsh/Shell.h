@@ -47,8 +47,9 @@ class RegistryObserver final : public ServerDataManagerObserver {
   const std::string caller_;
 };
 
-// Threads: one, the shell's thread. A caller's thread works only while the shell waits for that
-// thread; at other times it is idle or waits for a lock.
+// Threads: the shell's thread, which constructs the shell and calls Execute; and a caller's thread
+// while Execute waits for it to run a command. At other times, a caller's thread is idle or waits
+// for a lock.
 class Shell {
  public:
   // The caller of a command that names no caller.
