@@ -28,8 +28,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(source)) {
     return CopyOf(*clone);
   }
-  // The clones own `view`, a filtered source. It gets `source` as its parent only when nothing can
-  // fail any more, because a clone that cannot adopt a source deletes that source with its parents.
+  // The clones own `view`, a filtered source. The parent of `view` is set to `source` only when
+  // nothing can fail any more, because a failing Adopt deletes `view` with its parents.
   auto view = ViewOf(*source);
   FilteredDataSource& shared = *view;
   shared.SetParentSource(nullptr);

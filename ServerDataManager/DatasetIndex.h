@@ -151,8 +151,8 @@ class KeyTable {
     return *place;
   }
 
-  // Returns, by reference, the pointer that points to `entry`: in its parent, in its bucket or in
-  // the previous root of the bucket.
+  // Returns, by reference, the pointer that points to `entry`: in its parent or, for a root, in the
+  // bucket or in the preceding root of the bucket's list.
   IndexEntry*& PlaceOf(const IndexEntry& entry) const {
     const IndexLink& link = entry.*Match::kLink;
     if (link.parent != nullptr) {

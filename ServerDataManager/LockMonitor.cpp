@@ -1,5 +1,5 @@
-// The records of the lock monitor: one table per thread. Only its own thread writes a table, except
-// while the tables are paused.
+// The records of the lock monitor: one table per thread. A table is written only by its own thread,
+// except while the tables are paused.
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
 // the tables, a thread sets kPaused, then waits until no table is busy. A writer needs no memory

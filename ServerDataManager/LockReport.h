@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-// A plain value: a copy that later changes do not affect.
+// A plain value, which does not change when threads later acquire or release locks.
 //
 // Threads: one object belongs to one thread at a time.
 struct LockReport {

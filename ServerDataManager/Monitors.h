@@ -32,8 +32,9 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
                       ORVX_DataSource::ExtensionType type, SvrDMItem& item);
 
 // Compares the attributes. Queues one message, of extension type 17. If the attributes are equal
-// but something else changed (`anyChange`), removes the dashboard attributes from the data source,
-// because they describe the old data, and queues the message if there were any.
+// but something else changed (`anyChange`), removes the dashboard attributes from the data source
+// (ClearDashboardInfo), because they describe the old data, and queues the message if there were
+// any.
 bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item, bool anyChange);
 
 // Queues the sets as text of the given extension type.

@@ -203,7 +203,8 @@ class Comparison {
     snapshot_.anyChange = true;
   }
 
-  // Both vectors of CompareSplit hold at least this many entries; only the first `count` are used.
+  // The vectors of CompareSplit have at least this size, in case SplitFileMsg or SetSplit of
+  // another platform reads 8 entries regardless of `count`.
   static constexpr std::size_t kMinSplitCapacity = 8;
 
   Snapshot& snapshot_;

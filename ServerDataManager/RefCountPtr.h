@@ -62,9 +62,9 @@ class RefCountPtr {
 
   bool IsValid() const { return pointer_ != nullptr; }
 
-  // Internal: constructors and assignments call Init once for each new object. Adds a reference to
-  // the object. If the object is not shareable, replaces it by a copy first; if copying throws,
-  // this pointer is null.
+  // Internal: constructors and assignments call Init after they have stored a pointer. Adds a
+  // reference to the object. If the object is not shareable, points at a copy of it instead; if
+  // copying throws, this pointer is null.
   void Init() {
     if (pointer_ == nullptr) return;
     if (!pointer_->IsShareable()) PointAtCopyOf(pointer_);

@@ -45,7 +45,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   static std::unique_ptr<SvrDMCloneDataSource> Adopt(std::unique_ptr<ORVX_DataSource> source);
 
   // Shares the source of `other` and copies the dictionary of `other`. The copy does not show its
-  // parent.
+  // parent (ShowParents).
   SvrDMCloneDataSource(SvrDMCloneDataSource const& other);
   SvrDMCloneDataSource& operator=(SvrDMCloneDataSource const&) = delete;
 
@@ -53,7 +53,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
 
   // Returns a new PassThroughIter over the rows of the owned source; the caller owns the iterator.
   // The iterator may outlive the owned source if that source's own iterators may. After the call,
-  // even if it throws, the clone does not show its parent.
+  // even if it throws, the clone does not show its parent (ShowParents).
   ObsIterator* MakeIterator(OBS* area) const override;
 
   // The values of the owned source; 0 without an owned source.

@@ -80,8 +80,8 @@ class SDM_EXPORT SvrDMDataset {
   std::string GetHandle() const;
   void SetHandle(std::string handle);
 
-  // The saved file of the dataset; empty for none. Setting it neither closes the open file nor
-  // opens another: see LockSavFileInUse. A notification pass also sets it.
+  // The name of the saved file; empty for none. Setting the name neither closes the open file nor
+  // opens another: see LockSavFileInUse. A notification pass also sets the name.
   std::string GetFileName() const;
   void SetFileName(std::string const& fileName);
 
@@ -90,7 +90,7 @@ class SDM_EXPORT SvrDMDataset {
   std::string SuppressedFileName() const;
   void SuppressedFileName(std::string fileName);
 
-  // The password. Pass true for `mangled` if `password` is already mangled.
+  // The password, and whether it is mangled, that is, obfuscated. The library only stores both.
   // Threads: not safe while another thread sets the password.
   std::string GetPassword() const;
   void SetPassword(std::string const& password, bool mangled);

@@ -101,8 +101,8 @@ class StepwisePass {
     if (first < 0) return viewCount;
     if (first >= index) return first;
     // The view's first variable with this identifier is before `index`, so it is settled: the
-    // source has the identifier there, and again at `index`. Searches the rest of the view for a
-    // second one.
+    // source has the identifier there, and again at `index`. Searches the rest of the view for
+    // another variable with this identifier.
     int viewIndex = index;
     while (viewIndex < viewCount && InView(viewIndex).GetID() != id) ++viewIndex;
     return viewIndex;
@@ -187,8 +187,8 @@ class StepwisePass {
   SvrDMItem& item_;
   bool& anyChange_;
   bool& resetClientData_;
-  // The view variables from the current position up to, but not including, this one are all in the
-  // source.
+  // All view variables from the current position up to, but not including, the position
+  // `checkedEnd_` are in the source.
   int checkedEnd_ = 0;
 };
 
@@ -204,7 +204,7 @@ class PositionSet {
     return !bits_.empty() && (bits_[Word(position)] >> Bit(position) & 1) != 0;
   }
 
-  // Adds a position that is not in the set.
+  // Adds a position, which must not be in the set yet.
   void Add(int position) {
     if (bits_.empty()) {
       sums_.resize(words_ + 1);
@@ -292,8 +292,8 @@ class StampedPass {
   }
 
   // Skips the view's block at `next_` if its stamp is `stamp`, the stamp of the current source
-  // block. No variable of the view's block is taken yet: in the source, these variables are only in
-  // the current block.
+  // block. No variable of the skipped block is in `taken_`: identifiers are unique, so earlier
+  // source blocks do not have these variables.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);
@@ -386,7 +386,8 @@ class StampedPass {
     }
   }
 
-  // `oldPosition` is the view position of the variable with the same identifier.
+  // `newVar` is at position `index` of the source; the variable with its identifier is at position
+  // `oldPosition` of the view.
   void Compare(const ORVX_Variable& newVar, int oldPosition, int index) {
     const ORVX_Variable& oldVar = InView(oldPosition);
     if (newVar == oldVar) return;
@@ -419,8 +420,8 @@ class StampedPass {
   decltype(std::declval<Source&>().BlockAt(0)) viewBlock_{};
   int next_ = 0;
   PositionSet taken_;
-  // The view variables from `next_` up to, but not including, this one are all taken or in the
-  // source.
+  // All view variables from `next_` up to, but not including, the position `checkedEnd_` are in the
+  // source or in `taken_`.
   int checkedEnd_ = 0;
   std::vector<std::uint64_t> sourceStamps_;  // sorted; empty until needed
   std::vector<LocallyUniqueID> moved_;

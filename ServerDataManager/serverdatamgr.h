@@ -83,8 +83,8 @@ class SDM_EXPORT ServerDataManager {
   // If a filter hook is installed, Add registers the source that the hook returns for `ds` (null: a
   // dataset without a source). A hook that throws must delete the sources that it made, and must
   // not have deleted `ds` or any parent of `ds`. If the call throws after the hook has returned but
-  // before the item is built, the sources that the hook made are not deleted, and the hook does not
-  // learn of it. The caller and the hook must then delete them.
+  // before the item is built, the sources that the hook made are not deleted. The hook does not
+  // learn of the failure, so the caller must ensure that these sources are deleted.
   //
   // Threads: any. Takes the registry lock for the whole call, like every operation unless stated
   // otherwise.
@@ -93,7 +93,8 @@ class SDM_EXPORT ServerDataManager {
   LocallyUniqueID Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name, bool quiet);
   LocallyUniqueID Add(ORVX_DataSource& ds, const std::string& name, bool quiet);
 
-  // Like the overloads above, with a password; `passwordFlag` is true if the password is mangled.
+  // Like the overloads above, with a password; `passwordFlag` is true if the password is mangled
+  // (SvrDMDataset::SetPassword).
   LocallyUniqueID Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name,
                       const std::string& password, bool passwordFlag, bool quiet);
   LocallyUniqueID Add(ORVX_DataSource& ds, const std::string& name, const std::string& password,
@@ -155,7 +156,7 @@ class SDM_EXPORT ServerDataManager {
   // --- Passwords, observers, filter ---
 
   // Sets the password of the first dataset with this identifier; an unknown identifier is ignored.
-  // `flag` is true if the password is mangled.
+  // `flag` is true if the password is mangled (SvrDMDataset::SetPassword).
   void Password(const LocallyUniqueID& id, const std::string& password, bool flag);
 
   // Adds the observer at the end of the list, or moves it there if it is already registered.

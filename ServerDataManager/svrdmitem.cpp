@@ -164,8 +164,8 @@ ORVX_DataSource* SvrDMItem::DataSource() const {
 
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
   ORVX_DataSource* const old = DataSource();
-  // Deletes the old chain first: the destructors of its sources may still read the item's old
-  // pointer and the open file.
+  // Deletes the old chain before closing the file and replacing the pointer, because destructors of
+  // the old sources may still read both.
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {

@@ -99,8 +99,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   const std::string& Handle() const { return handle_; }
   void Handle(const std::string& handle);
 
-  // The saved file of the dataset; empty for none. Setting it neither closes the open file nor
-  // opens another: see LockSavFileInUse. A notification pass also sets it.
+  // The name of the saved file; empty for none. Setting the name neither closes the open file nor
+  // opens another: see LockSavFileInUse. A notification pass also sets the name.
   const std::string& FileName() const { return fileName_; }
   void FileName(const std::string& fileName);
   void FileName(std::string&& fileName) noexcept;
@@ -249,8 +249,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 
-  // True if the modification time of the open file, in whole seconds, differs from the recorded
-  // time, or if no time could be recorded. False if no file is open or its time cannot be read now.
+  // True if the modification time of the open file, in whole seconds, is not the time that
+  // LockSavFileInUse recorded, or if LockSavFileInUse could not read the time. False if no file is
+  // open or its time cannot be read now.
   // Checks the open file, not the name: a rename, a removal or a change of permissions is not
   // detected.
   bool SavFileExternallyChanged();
@@ -264,7 +265,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any.
   double getObjCreationTime() const { return creationTime_; }
 
-  // The password. Pass true for `mangled` if `password` is already mangled.
+  // The password, and whether it is mangled, that is, obfuscated. The library only stores both.
   // Threads: not safe while another thread sets the password.
   const std::string& Password() const { return password_; }
   void Password(const std::string& password, bool mangled);

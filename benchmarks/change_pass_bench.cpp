@@ -45,7 +45,7 @@ void SetVariables(ORVX_DataSource& source, const Variables& variables) {
   writer.reset();
 }
 
-// Measures only the release; `edit` changes the data source before it.
+// Measures only the release of a writer, after `edit` has changed the data source.
 template <class Edit>
 void Release(benchmark::State& state, const Edit& edit) {
   BenchDataset dataset(static_cast<int>(state.range(0)));

@@ -199,8 +199,8 @@ class Streams {
   std::vector<std::unique_ptr<ChangeStreamObserver>> streams_;
 };
 
-// Measures only the release; `edit` changes the data source before it. Before that, `restore`
-// reverts the previous change, in a pass that is not measured.
+// Measures only the release of a writer. Before each release, `restore` reverts the previous
+// change, in a pass that is not measured; then `edit` makes the next change.
 template <class Edit, class Restoration>
 void ReleaseToStreams(benchmark::State& state, const Edit& edit, const Restoration& restore) {
   BenchDataset dataset(static_cast<int>(state.range(0)));

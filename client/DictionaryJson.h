@@ -28,10 +28,10 @@ namespace DictionaryJson {
 // An array with an object for each variable, with everything that defines the variable.
 SDM_EXPORT std::string Variables(const ORVX_DataSource& dictionary);
 
-// An object with everything in the dictionary but the variables.
+// An object with the properties of the dictionary; of its extensions, only extension 0.
 SDM_EXPORT std::string Properties(const ORVX_DataSource& dictionary);
 
-// An object with the members of every message, which include the name of the message; the arguments
+// An object with the members that all messages have, such as the name of the message; the arguments
 // of this message; and names and old values from `before`, the dictionary before the message is
 // applied.
 SDM_EXPORT std::string Change(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before);

@@ -90,7 +90,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   Pass& operator=(const Pass&) = delete;
   ~Pass();
 
-  // Appends `position()` to the signature in an error text.
+  // Applies one message. Error texts begin with the signature of the message and `position()`.
   template <class Position>
   void Apply(const DataSetMsg& message, Position position);
   void Commit() { committed_ = true; }

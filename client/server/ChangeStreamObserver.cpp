@@ -21,8 +21,8 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   return source != nullptr ? *source : empty;
 }
 
-// Whether the file specification counts as reported: the pass or SaveDataset that reports it also
-// makes it the dataset's file name. A suppressed file name is neither reported nor set.
+// Whether the file specification counts as reported: it does if it equals the file name, because a
+// pass or SaveDataset that reports a file specification makes it the file name.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const std::string fileName = dataset.GetFileName();
   return !fileName.empty() && fileName == source.GetFileSpec();

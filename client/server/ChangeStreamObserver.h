@@ -6,7 +6,7 @@
 //   SvrDMInputDataSource reader(id, false);
 //   stream.SendSnapshot(reader);                 // the client requested it
 //   ...
-//   if (auto why = stream.UnregisterIfLost(dataset)) Log(*why);   // while holding no handle
+//   if (auto why = stream.UnregisterIfLost(dataset)) Log(*why);   // not inside a pass
 
 #ifndef CLIENT_SERVER_CHANGESTREAMOBSERVER_H_
 #define CLIENT_SERVER_CHANGESTREAMOBSERVER_H_
@@ -37,9 +37,9 @@ class SvrDMInputDataSource;
 // is the originator and is not notified, so the digest differs in the next pass.
 //
 // If a dataset has several streams, the first stream encodes the pass and computes the digest for
-// all of them, unless another observer uses PassData. If an observer then changes the data source
-// inside the pass, the later streams still send the pass as it was encoded; the next pass reports
-// the change.
+// all of them, unless another observer uses SvrDMWriteableDataSource::PassData. If an observer then
+// changes the data source inside the pass, the later streams still send the pass as it was encoded;
+// the next pass reports the change.
 //
 // If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
 // inside a pass, so a lost stream stays registered until its owner calls UnregisterIfLost. Until
@@ -58,16 +58,17 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   ChangeStreamObserver(const ChangeStreamObserver&) = delete;
   ChangeStreamObserver& operator=(const ChangeStreamObserver&) = delete;
 
-  // Sends the pass as one frame. Never throws: after an exception, or a status other than 0, the
-  // stream is lost.
+  // Sends the pass as one frame. Never throws: after an exception, or if the proxy returns a status
+  // other than 0, the stream is lost.
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
 
   // Sends one frame with the whole dictionary and the number of the last pass. The reader's lock
   // excludes passes during the call. After a failure, the stream is lost.
   //
-  // Sends the file specification only if it is also the file name: a pass that reports it makes it
-  // the file name, and so does SaveDataset. For a dataset not built on a saved file, also sends it
-  // if a caller has made the two equal, although no pass reports that.
+  // Sends the file specification only if it equals the dataset's file name, because a pass or
+  // SaveDataset that reports a file specification makes it the file name. For a dataset not built
+  // on a saved file, a caller may also have made the two equal: the snapshot then reports the
+  // file specification, although no pass does.
   //
   // For a dataset that has not been through a notification pass, the next pass reports everything
   // again; the client then requests another snapshot.
@@ -77,7 +78,7 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
 
   // If the stream is lost, unregisters it from `dataset` and returns the reason. Returns nothing if
   // the stream is not lost, or if an earlier call has unregistered it. Do not call this function
-  // inside a pass; a good place is a server's loop, while the server holds no handle.
+  // inside a pass; a good place is the main loop of the server.
   std::optional<std::string> UnregisterIfLost(SvrDMDataset& dataset);
 
  private:

@@ -196,7 +196,7 @@ constexpr int kWritesBeforeTheClient = 2;
 // --- the server ---
 
 // Registered from the start, because a dataset without observers is not compared: the client's
-// first frame would then have the whole dictionary, and the client would not need a snapshot.
+// first frame would then have the whole dictionary, and the example would show no snapshot.
 struct Log : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     std::printf("server: %zu message(s)\n", writer->GetNotifications().size());
@@ -244,7 +244,7 @@ void Server::Make(const Write& write) {
   }  // sends the frame
   if (stream_ == nullptr) return;
   WaitForClient();
-  // No handle is held here, so a lost stream can be unregistered.
+  // The pass is over, so a lost stream may be unregistered.
   if (const auto why = stream_->UnregisterIfLost(dataset_)) {
     std::printf("server: the client is lost, %s\n", why->c_str());
   }
