@@ -29,7 +29,7 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
     return CopyOf(*clone);
   }
   // The clones own `view`, a filtered source. The parent of `view` is set to `source` only when
-  // nothing can fail any more, because a failing Adopt deletes `view` with its parents.
+  // nothing can fail any more, because an earlier failure deletes `view` with its parents.
   auto view = ViewOf(*source);
   FilteredDataSource& shared = *view;
   shared.SetParentSource(nullptr);

@@ -29,7 +29,7 @@
 //   void Serialize(VStream&)           encodes its fields, or decodes and replaces them
 //   a public copy constructor          for VSClone
 //
-// A copy does not have the name that SetName gave the original.
+// A copy does not have the name that VSerializable::SetName gave the original.
 //
 // Threads: the same as for `Message`.
 template <class Message, class Base = VSerializable>

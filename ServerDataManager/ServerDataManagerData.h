@@ -47,7 +47,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
 
   // Returns the source that the filter hook returns for `ds`, or `ds` if there is no hook. If the
   // returned source is not built on `ds`, the hook has taken ownership of `ds`; Filtered then sets
-  // the pointer to null.
+  // `ds` to null.
   ORVX_DataSource* Filtered(ORVX_DataSource*& ds) const SDM_REQUIRES(lock);
 
   // Returns a new item with `ds`, not registered yet. If `name` is in use, `name` becomes the

@@ -70,7 +70,8 @@ class StepwisePass {
   }
 
  private:
-  // Calls the const form of GetVariable, because the non-const form counts as a write.
+  // Calls the const form of GetVariable, because the non-const form counts as a write
+  // (ORVX_DataSource.h).
   const ORVX_Variable& InView(int viewIndex) const {
     return static_cast<const ORVX_DataSource&>(view_).GetVariable(viewIndex);
   }
@@ -404,8 +405,8 @@ class StampedPass {
     if (!removed.empty()) Queue<DeleteVarsMsg>(-1, std::move(removed));
   }
 
-  // Queues a message about the variable at position `index` of the source; -1 for deleted
-  // variables.
+  // Queues a message about the variable at position `index` of the source; `index` is -1 for a
+  // message about deleted variables.
   template <class Message, class... Arguments>
   void Queue(int index, Arguments&&... arguments) {
     QueueMessage<Message>(item_, std::forward<Arguments>(arguments)...);

@@ -128,7 +128,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // may be missing or the file not open.
   // Threads: the thread that holds the write lock.
   void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
-  // For a source that the item already owns: the current source or one of its parents.
+  // Like the overload above, for a source that the item already owns: the current source or one of
+  // its parents.
   void SetDataSet(ORVX_DataSource* ds);
 
   // Deletes the data source with its chain but does not clear the pointer: only for the destructor,

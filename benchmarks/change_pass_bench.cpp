@@ -136,7 +136,7 @@ BENCHMARK(EverySecondReplaced)
     ->Unit(benchmark::kMicrosecond);
 
 // Sets a new source with equal variables. Copies of variables usually share one record
-// (ORVX_Variable.h); these have records of their own.
+// (ORVX_Variable.h); the variables of the new source have records of their own.
 void EqualSourceSet(benchmark::State& state) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   for (auto _ : state) {

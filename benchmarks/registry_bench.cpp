@@ -172,7 +172,8 @@ double SecondsInABatch(Datasets& datasets, Operation measured, Restoration resto
   return seconds;
 }
 
-// Each iteration runs a batch of operations and reports the time of one operation.
+// Each iteration runs a batch of operations on many datasets and reports the time of one operation.
+// of_few compares that time with the time of the same operation on few datasets.
 template <class Operation, class Restoration>
 void MeasureBesideFew(benchmark::State& state, Operation measured, Restoration restore) {
   Datasets few(kBatch + kFew);

@@ -142,7 +142,7 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   void SetSets(ORVX_DataSource::ExtensionType type, std::string_view text);
   void SetAttributes(std::string_view text);
 
-  // For const access: the non-const overload of GetVariable counts as a write.
+  // For const access: the non-const GetVariable counts as a write (ORVX_DataSource.h).
   const ORVX_DataSource& Read() const { return dictionary_; }
 
   Mirrored& dictionary_;
@@ -335,7 +335,7 @@ void DictionaryMirror::Pass::Visit(const TrendsInfoMsg& message) {
           });
 }
 
-// The multiple-response sets come in two messages with the same text; each sets them.
+// The multiple-response sets come in two messages with the same text; each message sets them.
 void DictionaryMirror::Pass::Visit(const ExtensionsMsg& message) {
   const ORVX_ExtensionImpl& block = *message.GetExtension();
   switch (block.GetType()) {

@@ -44,8 +44,8 @@ EncodedPass Encoded(const SvrDMWriteableDataSource& writer) {
           DigestOf(OrEmpty(writer.GetDataSource()))};
 }
 
-// Fills in messages and digest: a copy if another stream has already encoded the pass (PassData),
-// otherwise encoded here. Also encodes them here if an observer has since queued more messages.
+// Fills in messages and digest. Copies them if another stream has already encoded the pass
+// (PassData) and no observer has queued a message since; otherwise encodes them.
 void FillIn(ChangeFrame& frame, const SvrDMWriteableDataSource& writer) {
   std::any* const shared = writer.PassData();
   const auto* pass = std::any_cast<EncodedPass>(shared);
