@@ -15,8 +15,9 @@ class SvrDMWriteableDataSource;
 
 // Writes the cases and the dictionary of the dataset with SaveDelimited, which defines options,
 // progress and what is saved. If SaveDelimited succeeds, the dataset belongs to `path`: `path`
-// becomes its file name and its file specification, the new file is held open (LockSavFileInUse),
-// and the dirty flag is cleared. Readers wait until the writer is released.
+// becomes its file name and its file specification, a suppressed file name equal to `path` is
+// removed, the new file is held open (LockSavFileInUse), and the dirty flag is cleared. Readers
+// wait until the writer is released.
 //
 // Runs a notification pass before it saves, because a pass marks a dataset with modified variables
 // as dirty. The pass at the writer's release then notifies observers of the file name and the
