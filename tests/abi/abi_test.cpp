@@ -38,7 +38,7 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Virtual tables
 
-// The address sanitizer adds a red zone to the symbol of a table, so the symbol is too large.
+// The address sanitizer adds a red zone to a virtual table, so the size of its symbol is too large.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kTablesAreFenced = true;
 #elif defined(__has_feature)
@@ -64,7 +64,7 @@ VirtualTable TableOf(const T& object) {
     ADD_FAILURE() << "no symbol for the virtual table";
     return table;
   }
-  // The offset to the top and the type information precede the slots.
+  // Before the slots, the symbol also has the offset to the top and the type information.
   table.count = static_cast<const ElfW(Sym)*>(symbol)->st_size / sizeof(void*) - 2;
   return table;
 }

@@ -60,7 +60,8 @@ static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
 static_assert(std::equality_comparable<VariableSetImpl>);
 static_assert(std::equality_comparable<VariableSet>);
 
-// TryRead and TryWrite construct the handle in the optional that they return. It cannot be moved.
+// TryRead and TryWrite construct the handle in the optional that they return. A handle cannot be
+// moved, not even in its optional.
 template <class Handle>
 constexpr bool kStays = !std::is_move_constructible_v<std::optional<Handle>> &&
                         !std::is_move_assignable_v<std::optional<Handle>>;
@@ -138,7 +139,8 @@ static_assert(std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>);
 static_assert(std::is_convertible_v<SvrDMWriteableDataSource*, SvrDMInputDataSource*>);
 
 // A registry observer can be deleted through its interface. The other interfaces have no virtual
-// destructor, because their operation is in the first slot, so nothing is deleted through them.
+// destructor, because their operation must have the first slot of the virtual table. So no object
+// can be deleted through them.
 static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
 static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
 static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);
@@ -153,7 +155,7 @@ static_assert(std::is_same_v<decltype(std::declval<SvrDMDataset&>().GetErrorMoni
 static_assert(std::is_same_v<decltype(std::declval<SvrDMItem&>().GetErrorMonitor()),
                              InteractiveErrorMonitor&>);
 
-// Serialising returns a bool; a channel returns a short.
+// Functions that serialise return a bool; PackageProxy::SendMessage returns a short.
 static_assert(
     std::is_same_v<decltype(&ForeignProcess), bool (*)(void*, unsigned int, VStream&,
                                                        void (*)(void*, VStream&), const char*)>);

@@ -92,8 +92,9 @@ class ChangeStreamThreads : public testing::Test {
   ChangeStreamObserver stream{channel};
 };
 
-// A reader accepts a pass only directly after the pass or snapshot before it. The test starts with
-// a pass, because the first pass reports everything, even after a snapshot.
+// A reader accepts a pass only directly after the pass or snapshot before it. The first pass
+// inserts all variables, so a reader would reject it after a snapshot. The test makes this pass
+// before it starts the threads that send snapshots.
 TEST_F(ChangeStreamThreads, FramesAreSentOneAtATimeInAnOrderThatAReaderAccepts) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

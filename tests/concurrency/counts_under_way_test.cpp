@@ -56,7 +56,8 @@ class CountsUnderWay : public testing::Test {
   SvrDMDataset handle{registry, id};
 };
 
-// A writer that is being released briefly counts as a reader, so up to three readers are counted.
+// A writer that is being released briefly counts as a reader, so the two threads that read and the
+// thread that writes may count as three readers.
 TEST_F(CountsUnderWay, NeverExceedTheNumberOfHandlesAndEndAtZero) {
   const auto reading = Repeated(1000, [&] { Read(); });
   const auto writing = Repeated(500, [&] { Write(); });

@@ -1,6 +1,6 @@
-// Uses datasets at random on many threads, while the lock monitor is on and another thread makes
-// reports: reads, writes, tries with a time limit, handles released on another thread, observers
-// that register and unregister, and replaced datasets. LOCK_STRESS_SECONDS sets the duration,
+// Many threads use datasets at random: reads, writes, tries with a time limit, handles released on
+// another thread, observers that register and unregister, and replaced datasets. The lock monitor
+// is on, and one more thread makes lock reports. LOCK_STRESS_SECONDS sets the duration,
 // LOCK_STRESS_SEED the random choices.
 
 #include <ServerDataManager/LockMonitor.h>
@@ -42,8 +42,8 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// Whether the incident is a real deadlock. The monitor also reports a thread that waits for its own
-// handle, although another thread will destroy the handle.
+// Whether the incident is a real deadlock. The monitor also reports a thread that waits for a lock
+// held by a handle of its own, even if another thread will destroy this handle.
 bool IsDeadlock(const LockIncident& incident) {
   return incident.kind == LockIncident::Kind::Deadlock &&
          std::none_of(incident.steps.begin(), incident.steps.end(),
@@ -72,8 +72,8 @@ class Soak {
  public:
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
-    // A worker may wait until the thread `releases` destroys a handle. So `releases` acquires no
-    // lock that a worker may hold while it waits.
+    // Destroys handles for which workers may be waiting. So this thread acquires no lock that a
+    // worker may hold while it waits.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
         handedOver_.DestroyAll();

@@ -259,7 +259,7 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
   EXPECT_FALSE(reading.Waits());
 }
 
-// --- How long they wait ---
+// --- How long a thread waits while two others use the lock ---
 
 // Two threads that keep the lock held. In each turn, a thread holds the lock for half a
 // millisecond, then until the other thread has also arrived, but at most half a millisecond longer.
@@ -358,7 +358,8 @@ class Third {
 constexpr int kTurnsUnderWay = 2;
 
 // While no writer waits, a reader ends its turn after the other reader has started a turn, so a
-// reader always holds the lock. While a writer waits, see TwoInTurns.
+// reader always holds the lock. While a writer waits, the other reader may be blocked, so a reader
+// waits for the other's turn only as long as TwoInTurns allows.
 TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlapForever) {
   const TwoInTurns readers(
       [&](const auto& turn) {

@@ -1,6 +1,6 @@
-// Checks that messages allocate and free their memory in the vendor's allocator library, which
-// replace_platform.cmake builds. Does not compile with the bundled library, because only the
-// vendor's header declares vendorLiveBlocks.
+// Checks that messages allocate and free their memory in the libvutility that
+// replace_platform.cmake builds as another vendor's library. Does not compile with the bundled
+// libvutility, because only the vendor's header declares vendorLiveBlocks.
 
 #include <cstdio>
 #include <memory>

@@ -18,7 +18,7 @@ std::vector<std::string> Lines(const List& list) {
   return lines;
 }
 
-// Whether PlainComparison returns such messages.
+// Whether PlainComparison returns messages of this kind.
 bool IsCovered(const support::Said& said) {
   using Kind = support::Said::Kind;
   return support::IsAboutVariables(said) || said.kind == Kind::Weight ||
@@ -38,7 +38,8 @@ void Followed::BulkVarMoves() {
 
 std::string Followed::Update(bool mirrored) {
   const bool wasDirty = Source().IsDirty();
-  // The row count, which is always 0, is reported only in the first update.
+  // A message with the row count also resets the client's case data. The first update queues such
+  // a message; later updates do not, because the row count is always 0.
   plain_.resetClientData = snapshot_.rowCount != 0;
 
   sdm_internal::UpdateSnapshot(snapshot_);

@@ -267,8 +267,8 @@ class NearClient : public SvrDMDataSetObserver {
 // A dataset and two clients.
 class Followed {
  public:
-  // With a source, the dataset is quiet: a pass without observers does not compare it. Without a
-  // source, it is not quiet: its passes compare it until its creation notice.
+  // WithSource: the dataset is quiet, so a pass without observers skips the comparison.
+  // WithoutSource: the dataset is not quiet, so passes compare it until its creation notice.
   enum class Added { WithoutSource, WithSource };
 
   explicit Followed(Added added = Added::WithoutSource)

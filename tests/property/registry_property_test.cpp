@@ -136,7 +136,7 @@ class RegistryAndList {
     Added(id, name);
   }
 
-  // Records the dataset that the registry has just added at its end, and checks its file names.
+  // Records the dataset that was just added, and checks the dataset's file names.
   void Added(LocallyUniqueID id, const std::string& name) {
     const bool isInUse = FirstIn(items_, [&](const SvrDMItemPtr& item) {
                            return AreEqual(item->FileName(), name);
@@ -150,8 +150,8 @@ class RegistryAndList {
 
   // Returns the dataset that was just added with this identifier. If an earlier dataset has the
   // same identifier, GetDataSet would return that dataset, so this function uses GetAllDatasets. It
-  // does so only then: GetAllDatasets removes the gaps in the registry's list, and the tests must
-  // also search lists with gaps.
+  // avoids GetAllDatasets otherwise, because that call removes the gaps in the registry's list, and
+  // the tests must also search lists with gaps.
   SvrDMItemPtr LastWith(LocallyUniqueID id) {
     if (First(id) == nullptr) return registry_.GetDataSet(id);
     return SvrDMItemPtr(Opened(registry_.GetAllDatasets().back()).Get());

@@ -28,8 +28,8 @@ TEST_F(Commands, UnknownCommandIsNamedInTheError) {
   EXPECT_FALSE(WentWell());
 }
 
-// Uses each command of CommandTable() with missing, wrong or superfluous words. The observer shows
-// if the command changes the dataset all the same.
+// Uses each command of CommandTable() with missing, wrong or superfluous words. The observer would
+// show a change of the dataset.
 TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsageAndChangeNothing) {
   const std::string type = "numeric or string:WIDTH (1 to 1000000)";
   const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {

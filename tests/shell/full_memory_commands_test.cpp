@@ -191,9 +191,9 @@ bool WasDone(Shell& shell, const Line& line) {
   }
 }
 
-// For Shortage::Passes, in which only one allocation fails, after `allocations` successful ones:
-// returns whether this failure has not happened yet. If so, one of the next `allocations` + 1
-// allocations fails, so the function simulates them.
+// With Shortage::Passes, only one allocation fails, after `allocations` successful ones. Returns
+// whether this failure is still to come. To find out, simulates the next `allocations` + 1
+// allocations, one of which must then fail.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;
@@ -217,8 +217,8 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   {
     const support::MemoryFor some(allocations, shortage);
     const bool done = WasDone(shell, line);
-    // IsToCome works only with Shortage::Passes. With Shortage::Lasts an allocation fails, because
-    // the test only uses numbers of allocations with which one failed under Shortage::Passes.
+    // IsToCome works only with Shortage::Passes. With Shortage::Lasts, an allocation always fails:
+    // one has already failed in the same call with Shortage::Passes.
     failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
     support::EndShortage();
     EXPECT_TRUE(done || failed) << "fails with all the memory in the world";

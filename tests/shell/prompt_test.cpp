@@ -47,8 +47,8 @@ class TerminalSession {
     setenv("EDITRC", "/dev/null", 1);
     setenv("TERM", "vt100", 1);
     setenv("NO_COLOR", "1", 1);
-    // The leaks of libedit are suppressed by the name of its library, which only complete stacks
-    // are sure to contain.
+    // The leaks of libedit are suppressed by the library's name. Only a complete stack trace is
+    // sure to contain this name.
     setenv("ASAN_OPTIONS", "fast_unwind_on_malloc=0", 1);
     setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" LEAKS_OF_LIBEDIT, 1);
     execv(SDMSH, words.data());

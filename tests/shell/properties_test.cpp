@@ -34,8 +34,8 @@ class PropertyCommands : public ShellTest {
     return "write survey\n" + commands + "release\n";
   }
 
-  // Runs `before`, lets v observe survey, and runs `commands`. Returns the messages that v
-  // receives.
+  // Runs `before`, lets the caller v observe survey, and runs `commands`. Returns the messages that
+  // v receives.
   std::vector<std::string> Notified(const std::string& commands, const std::string& before = "") {
     const std::string setUp = before.empty() ? "" : Write(before);
     const std::string text = AtPrompt(Opened() + setUp + "@v observe survey\n" + Write(commands));

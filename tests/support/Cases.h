@@ -11,7 +11,7 @@
 namespace support {
 
 // Formats each row of `source` as a line, whose cells belong to the variables of `layout`. Numbers
-// are exact, a missing number is a point, and strings keep the padding of their cells.
+// are exact, a missing number is ".", and strings keep the padding of their cells.
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source);
 

@@ -121,7 +121,7 @@ Expected Modified(const std::string& name);
 Expected Modified(const ORVX_Variable& variable);
 Expected ResetUndo();
 Expected Imputation(long long rows);
-Expected FileSpec(const std::string& fileSpec);  // with the flag set
+Expected FileSpec(const std::string& fileSpec);  // with `flag` set
 Expected Label(const std::string& label);
 Expected Weight(const std::string& name);
 Expected NoWeight();

@@ -40,8 +40,8 @@ struct Operation {
   // The states in which a failed call may leave the objects. If empty, a failed call must leave the
   // state before the call.
   std::vector<std::string> statesAfterFailure = {};
-  // Whether the call ends the process if all allocations fail. If true, only single allocations
-  // fail.
+  // Whether the call ends the process if all allocations fail. If true, only one allocation fails
+  // in each trial.
   bool endsWithoutMemory = false;
 };
 

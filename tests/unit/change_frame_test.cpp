@@ -200,7 +200,7 @@ TEST(ChangeFrame, IsRejectedWithTrailingBytes) {
   EXPECT_THROW(ReadChangeFrame(BytesOf(frame) + '\0'), VStreamError);
 }
 
-// Changes each bit of a byte alone, then all eight together.
+// Changes each bit of each byte alone, then all eight bits of the byte together.
 TEST(ChangeFrame, IsRejectedAfterAnyByteChange) {
   std::size_t changes = 0;
   for (ChangeFrame frame : {FullSnapshot(), PassAfterSnapshot()}) {
@@ -231,9 +231,9 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
   }
 }
 
-// Whether damage to the message can escape the digest. Digests exclude the file specification and
-// the rows per imputation. Multiple-response sets are sent in two messages: if damage makes one of
-// them another extension, the other still sets them.
+// Whether damage to the message can escape the digest. Digests exclude the file specification, the
+// rows per imputation and most extensions. Two messages set the multiple-response sets: if damage
+// changes the extension type of one message, the other message still sets the right sets.
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||

@@ -834,7 +834,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptIfLabelSetsExtensionsOrImputationChange)
   EXPECT_TRUE(SourceHasIt());
 }
 
-// The write set all attributes, so the dashboard attributes among them are current.
+// SetAttributes replaces all attributes, so the new dashboard attributes are not obsolete.
 TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");

@@ -159,7 +159,7 @@ DictionaryDigest DigestOfNewVariables(const ORVX_DataSource& source) {
   DataFreeDataSource other;
   for (int i = 0; i < source.ColumnCount(); ++i) {
     ORVX_Variable variable = source.GetVariable(i);
-    variable.SetLabel(variable.GetLabel());  // separates the copy from the original
+    variable.SetLabel(variable.GetLabel());  // an edited copy shares no cached hash
     other.MakeVariable(variable, nullptr);
   }
   return DigestOf(other);

@@ -1,5 +1,5 @@
-// Error reports to a client in another process. The monitor of a dataset in this process sends
-// reports through a socket. The client decodes them and answers with their content.
+// Error reports to a client in another process. The error monitor of a dataset sends reports from
+// this process through a socket. The client decodes them and answers with their content.
 
 #include <gtest/gtest.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>

@@ -268,7 +268,7 @@ std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
 
 // Lets each allocation of the pass fail in turn: first together with all later allocations, then
 // alone. Calls `judge` after each failed pass. If only one allocation fails, the pass may still
-// succeed, because StepwisePass takes over from StampedPass; its messages must then be correct.
+// succeed, because StepwisePass takes over from StampedPass; the messages must then be correct.
 // Returns the number of passes with a failed allocation.
 long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
   const auto fails = [&](long count, Shortage shortage) {

@@ -46,7 +46,8 @@ ORVX_DataSource::Extension Block(const std::string& bytes) {
       new ORVX_ExtensionImpl(0, 1, static_cast<long>(bytes.size()), bytes.data())));
 }
 
-// The arguments of a monitor: the view has only old values, the source only new values.
+// The arguments of a function of Monitors.h: the view has only old values, the source only new
+// values.
 struct Arguments {
   Arguments() {
     view.SetMRSets({Set("old")});
@@ -78,7 +79,8 @@ std::string TextOf(const std::vector<VariableSetImpl>& sets) {
   return text;
 }
 
-// A monitor must either change the view and queue messages, or do neither.
+// Calls a function of Monitors.h, which must either change the view and queue messages, or do
+// neither.
 Operation Monitoring(const std::string& name, const std::function<bool(Arguments&)>& monitor) {
   return Changes(
       name, [] { return std::make_unique<Arguments>(); },

@@ -137,8 +137,8 @@ TEST(LocallyUniqueIDGenerator, MasksItsCounterTo28BitsAndWrapsItAfter32Bits) {
   EXPECT_EQ(generator.Next(), LocallyUniqueID(7, 0));
 }
 
-// An oddity that is kept: the generator does not skip the null identifier. If it did, clients would
-// see other identifiers.
+// An oddity that is kept: the generator does not skip the null identifier. Skipping it would change
+// all later identifiers, which clients see.
 TEST(LocallyUniqueIDGenerator, OfTheLastDomainReachesTheNullIdentifier) {
   LocallyUniqueIDGenerator generator(15, 0x0FFFFFFF);
 

@@ -172,8 +172,8 @@ class Prober : public DataFreeDataSource {
   bool* rests = nullptr;
 };
 
-// The parent link that `below` sets only while it makes an iterator does not belong to the chain.
-// The parent link of `above`, set by ShowParents, does.
+// The parent link of `above`, set by ShowParents, belongs to the chain. `below` sets its parent
+// link only while it makes an iterator, so this link does not belong to the chain.
 TEST(SourceChain, EndsAtACloneThatIsMakingAnIterator) {
   const TemporaryFolder folder;
   auto prober =
@@ -736,9 +736,9 @@ class SavedFile : public testing::Test {
   // Expects that the item has no file open.
   void ExpectNoFileIsOpen() const { EXPECT_EQ(OpenDescriptors(), descriptorsBefore_); }
 
-  // Expects that a file is open, and that the item recorded FileName() as the name of this file.
-  // Removes the file: with another recorded name, LockSavFileInUse would close the file and fail to
-  // open it again.
+  // Expects that a file is open, and that the item recorded FileName() as the name of this file: if
+  // the recorded name were different, LockSavFileInUse would close the file and try to open
+  // FileName(), which would fail because the file is removed here.
   void ExpectIsOpenUnderItsName(SvrDMItem& item) const {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_ + 1);
     std::filesystem::remove(item.FileName());

@@ -575,7 +575,7 @@ TEST_F(Notification, AnObserversExceptionReleasesTheMutexAndKeepsTheQueue) {
 
   EXPECT_THAT(behind.passes, IsEmpty());
   EXPECT_VARIABLE_MESSAGES(item->Notifications(), Inserted("C").AtEnd());
-  // This call would deadlock if the mutex were held.
+  // This call would deadlock if the notification mutex were still held.
   item->Unregister(throwing);
   writer.Notify();
   EXPECT_THAT(behind.passes, SizeIs(1));

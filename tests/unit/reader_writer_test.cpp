@@ -452,8 +452,8 @@ TEST_F(WriterHandle, AFailedTryAgainstAReaderLeavesCountsOffByOne) {
   ExpectCounts(0, 1);
 }
 
-// After a failed try, ReleaseLock does nothing, and a wait for the lock would never end. So the
-// tests below only try to acquire the lock.
+// After a failed try, no handle of the dataset releases its lock, so a wait for the lock may never
+// end. So the tests below only try to acquire the lock.
 
 TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheHoldersLock) {
   const auto holder = Writer();
