@@ -569,8 +569,8 @@ TEST_F(LockMonitorTest, DetectsARegistryObserverThatReadsTheDatasetThatItsThread
   ExpectWriterWaitsForItself(Mode::Read, [&] { AddDataset(registry_, "D"); });
 }
 
-// Each thread waits until both readers are released, including its own. So the first thread to wait
-// is in a deadlock with itself, and the second thread with itself and with the first.
+// Each thread waits until both readers, including its own, are released. So the first thread to
+// wait is in a deadlock with itself, and the second thread with itself and with the first.
 TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   Reader readers[2];
   std::latch bothRead(2);

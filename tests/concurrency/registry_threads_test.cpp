@@ -216,8 +216,8 @@ class AskedHook : public ORVX_DataSourceFilterHook {
   std::function<void()> asked;
 };
 
-// The hook blocks each Add. By then, Add has generated the identifier, or deleted the old dataset
-// with that identifier, but has not added the new dataset.
+// The hook blocks each Add. At that point, Add has generated the identifier, or deleted the old
+// dataset with that identifier, but has not added the new dataset.
 TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   ServerDataManager registry;
   AskedHook hook;
@@ -365,9 +365,9 @@ TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByHandleNam
   EXPECT_EQ(registry.GetDataSet("199somebody")->ID(), id);
 }
 
-// In each round, one thread renames the datasets that were there at its start, while another adds,
-// deletes, finds and renames datasets. After each round, the registry must find the first dataset
-// with each name, like a search of the whole list.
+// In each round, one thread renames the datasets that existed when the round started, while another
+// adds, deletes, finds and renames datasets. After each round, the registry must find the first
+// dataset with each name, like a search of the whole list.
 TEST(RegistryThreads, NamesAreSetWhileAnotherThreadAddsDeletesAndFinds) {
   constexpr unsigned int kRounds = 100, kDatasets = 40;
   const std::vector<std::string> names = {"", "a", "A", "b", "B", "survey", "SURVEY"};

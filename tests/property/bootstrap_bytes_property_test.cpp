@@ -169,7 +169,7 @@ class Verdicts {
     RC_ASSERT(check.offset <= bytes.size());
     if (!check.IsWhole()) return;
     // Decodes a copy without the trailing bytes, so that the address sanitizer detects a read past
-    // the end. It misses a read of the terminator, which std::string adds.
+    // the end. The sanitizer misses a read of the terminator, which std::string adds.
     const Specs read = ReadFrom(bytes.substr(0, check.size));
     RC_ASSERT(BytesOf(read).size() == check.size);
     RC_ASSERT(All(ReadFrom(BytesOf(read))) == All(read));

@@ -1,5 +1,6 @@
 // FullMemory for change messages: replaces the VUGlobal operators of libvutility. Replaces all of
-// them: otherwise the linker would also take the originals from a static libvutility.
+// them: otherwise the linker would also take the originals from a static libvutility, and report
+// duplicate definitions.
 
 #include <libvutility/VUGlobal.h>
 #include <tests/support/FullMemory.h>

@@ -363,8 +363,8 @@ TEST_F(FileSpecification, DifferentFromTheSuppressedNameIsReported) {
   EXPECT_MESSAGES(Queue(), FileSpec("/third.csv"));
 }
 
-// A file specification equal to the suppressed file name is not reported. If none is suppressed,
-// the suppressed file name is empty.
+// A file specification equal to the suppressed file name is not reported. If no name is suppressed,
+// SuppressedFileName() is empty, so an empty file specification is not reported.
 TEST_F(FileSpecification, EmptyIsNotReportedWithoutASuppressedName) {
   UseSavedFile();
   const std::string before = View().GetFileSpec();

@@ -173,7 +173,8 @@ TEST(ErrorMessages, DecodingADamagedErrorMsgSaysWhatIsWrongAndWhere) {
 }
 
 TEST(ErrorMessages, HaveTheirVirtualOperationsInThisOrder) {
-  // The destructors have slots 0 and 1; a derived class keeps the slots of its base.
+  // The destructors have slots 0 and 1 of the virtual table; a derived class keeps the slots of its
+  // base.
   EXPECT_EQ(VirtualSlot(&ErrorMsg::SetName), 2);
   EXPECT_EQ(VirtualSlot(&ErrorMsg::VSClone), 3);
   EXPECT_EQ(VirtualSlot(&ErrorMsg::VSInitSerialization), 4);

@@ -310,7 +310,7 @@ TEST(FailedPass, IsCompletedByTheNextPass) {
 }
 
 // Revert makes the source equal to the old snapshot. If a failed pass queued a message but did not
-// change the snapshot, the next pass would find no difference and send the client a wrong message.
+// change the snapshot, the next pass would find no difference and would send that wrong message.
 TEST(FailedPass, IsCorrectedByTheNextPassIfTheChangeWasReverted) {
   for (const Case& write : AllCases()) {
     ForEachFailure(write, [&](ChangedDataset& dataset) {
