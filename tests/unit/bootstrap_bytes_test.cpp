@@ -245,7 +245,7 @@ TEST(BootstrapBytes, ListsOfAnyLengthInTheOtherByteOrderAreDecoded) {
 
 // The test shortens the string in place, so the missing bytes still follow its end in memory.
 TEST(BootstrapBytes, ThatAreTruncatedAreReadPastTheirEnd) {
-  for (std::size_t length = 6; length < kNative.size(); ++length) {
+  for (std::size_t length = 0; length < kNative.size(); ++length) {
     std::string bytes = kNative;
     bytes.resize(length);
     bytes.data()[length] = kNative[length];  // instead of the terminator
