@@ -260,10 +260,18 @@ TEST_F(SystemFile, OpeningStopsAtTheRecordWhereTheCheckThrows) {
     if (++records == 2) throw std::runtime_error("stop");
   };
 
-  EXPECT_THROW(SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,2\n\n3,4\n"), check),
+  EXPECT_THROW(SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,2\n3,4\n"), check),
                std::runtime_error);
 
-  EXPECT_EQ(records, 2);  // an empty line counts as a record
+  EXPECT_EQ(records, 2);
+}
+
+TEST_F(SystemFile, OpeningCallsTheCheckForEmptyLinesToo) {
+  int records = 0;
+
+  SystemFileDataSource::Open(folder.Write("data.csv", "a,b\n1,2\n\n3,4\n"), [&] { ++records; });
+
+  EXPECT_EQ(records, 3);
 }
 
 TEST_F(SystemFile, IteratorOutlivesItsSourceAndEdits) {
