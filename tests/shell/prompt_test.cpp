@@ -5,9 +5,12 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cctype>
 #include <chrono>
 #include <cstdlib>
@@ -32,15 +35,18 @@ constexpr int kMinute = 60'000;  // in milliseconds, longer than any wait in the
 // Runs sdmsh in a pseudo-terminal that simulates a user's terminal.
 class TerminalSession {
  public:
-  // `state` is the folder in which the program saves its history.
+  using Environment = std::vector<std::pair<const char*, std::string>>;
+
+  // `state` is the folder in which the program saves its history. The variables in `environment`
+  // replace those that all sessions set.
   TerminalSession(const std::string& state, const std::vector<std::string>& arguments = {},
-                  unsigned short columns = 80) {
+                  unsigned short columns = 80, const Environment& environment = {}) {
     std::vector<std::string> texts = {SDMSH};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> words;
     for (std::string& text : texts) words.push_back(text.data());
     words.push_back(nullptr);
-    winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    const winsize size = SizeOf(columns);
     process_ = forkpty(&terminal_, nullptr, nullptr, &size);
     if (process_ != 0) return;
     setenv("XDG_STATE_HOME", state.c_str(), 1);
@@ -51,6 +57,7 @@ class TerminalSession {
     // sure to contain this name.
     setenv("ASAN_OPTIONS", "fast_unwind_on_malloc=0", 1);
     setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" LEAKS_OF_LIBEDIT, 1);
+    for (const auto& [name, value] : environment) setenv(name, value.c_str(), 1);
     execv(SDMSH, words.data());
     _exit(127);
   }
@@ -68,6 +75,11 @@ class TerminalSession {
     EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
 
+  void Resize(unsigned short columns) {
+    const winsize size = SizeOf(columns);
+    EXPECT_EQ(ioctl(terminal_, TIOCSWINSZ, &size), 0);
+  }
+
   // Reads output until it ends with `text`. Returns the output, with the echo of typed text and
   // without control sequences.
   std::string ReadTo(const std::string& text) {
@@ -83,6 +95,9 @@ class TerminalSession {
     Type(line + "\n");
     return ReadTo(kPrompt);
   }
+
+  // The output so far, with all its bytes.
+  const std::string& RawOutput() const { return raw_; }
 
   // Waits until the program has used this much more processor time. Fails after a minute.
   void WaitUntilBusyFor(std::chrono::milliseconds time) {
@@ -108,7 +123,7 @@ class TerminalSession {
   bool ReadByte(std::string& shown) {
     pollfd input{terminal_, POLLIN, 0};
     char byte;
-    if (poll(&input, 1, kMinute) != 1 || read(terminal_, &byte, 1) != 1) return false;
+    if (poll(&input, 1, kMinute) != 1 || !ReadRawByte(byte)) return false;
     if (byte == '\x1B') return SkipSequence();
     if (byte != '\r' && byte != '\a') shown += byte;
     return true;
@@ -118,9 +133,19 @@ class TerminalSession {
   bool SkipSequence() {
     char byte = 0;
     while (std::isalpha(static_cast<unsigned char>(byte)) == 0) {
-      if (read(terminal_, &byte, 1) != 1) return false;
+      if (!ReadRawByte(byte)) return false;
     }
     return true;
+  }
+
+  bool ReadRawByte(char& byte) {
+    if (read(terminal_, &byte, 1) != 1) return false;
+    raw_ += byte;
+    return true;
+  }
+
+  static winsize SizeOf(unsigned short columns) {
+    return {.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
   }
 
   long UsedTicks() const {
@@ -137,6 +162,7 @@ class TerminalSession {
 
   pid_t process_;
   int terminal_ = -1;
+  std::string raw_;
 };
 
 class Prompt : public ShellTest {
@@ -144,9 +170,19 @@ class Prompt : public ShellTest {
   std::string State() const { return Path("state"); }
   std::string HistoryFile() const { return State() + "/sdmsh/history"; }
 
-  std::string History() const {
-    std::ifstream file(HistoryFile());
+  static std::string ContentOf(const std::string& path) {
+    std::ifstream file(path);
     return {std::istreambuf_iterator<char>(file), {}};
+  }
+  std::string History() const { return ContentOf(HistoryFile()); }
+
+  // Returns the whole output of a session with a heading and an error.
+  std::string HeadingAndError(const std::string& noColour) const {
+    TerminalSession session(State(), {}, 80, {{"NO_COLOR", noColour}});
+    session.ReadTo(kPrompt);
+    session.Enter("help");
+    session.Enter("variables nix");
+    return session.RawOutput();
   }
 
   // Returns commands. The last command searches 2147483647 cases, none of which is selected, so it
@@ -214,6 +250,25 @@ TEST_F(Prompt, SavesAHistoryThatOnlyTheUserCanRead) {
   session.Type(std::string(kUp) + kUp + kUp);
   EXPECT_THAT(session.Enter(""), HasSubstr("no dataset is open"));
   EXPECT_EQ(History(), "list\nlocks\nquit\nlist\n");
+}
+
+TEST_F(Prompt, SavesTheHistoryInTheHomeFolderWithoutAStateFolder) {
+  const std::string home = Path("home");
+  for (const std::string state : {"", "relative"}) {
+    TerminalSession session(state, {}, 80, {{"HOME", home}});
+    session.ReadTo(kPrompt);
+    session.Enter("list # " + state);
+    session.Type("quit\n");
+    EXPECT_EQ(session.Wait(), 0);
+  }
+  EXPECT_EQ(ContentOf(home + "/.local/state/sdmsh/history"),
+            "list # \nquit\nlist # relative\nquit\n");
+}
+
+TEST_F(Prompt, SavesNoHistoryWithoutAHomeFolder) {
+  TerminalSession session("", {}, 80, {{"HOME", ""}});
+  EXPECT_THAT(session.ReadTo(kPrompt),
+              HasSubstr("error: no history is kept: there is no home folder\n"));
 }
 
 TEST_F(Prompt, ShortensALongHistory) {
@@ -309,15 +364,41 @@ TEST_F(Prompt, AcceptsCommandsOfAWaitingCallerAndNamesTheCommandsThatHelp) {
   EXPECT_EQ(session.Wait(), 1);
 }
 
+TEST_F(Prompt, ShowsHeadingsInBoldAndErrorsInRedUnlessNoColourIsWanted) {
+  EXPECT_THAT(HeadingAndError(/*noColour=*/""),
+              AllOf(HasSubstr("\x1B[1mDatasets\x1B[0m"), HasSubstr("\x1B[31merror: ")));
+  EXPECT_THAT(HeadingAndError(/*noColour=*/"1"),
+              AllOf(Not(HasSubstr("\x1B[1m")), Not(HasSubstr("\x1B[31m"))));
+}
+
+// Returns the length of the longest line.
+std::size_t WidthOf(const std::string& text) {
+  std::istringstream lines(text);
+  std::size_t longest = 0;
+  for (std::string line; std::getline(lines, line);) longest = std::max(longest, line.size());
+  return longest;
+}
+
 TEST_F(Prompt, HelpFitsTheTerminal) {
   TerminalSession session(State(), {}, /*columns=*/50);
   session.ReadTo(kPrompt);
-  std::istringstream help(session.Enter("help") + session.Enter("help bootstrap"));
-  int count = 0;
-  for (std::string line; std::getline(help, line); ++count) {
-    EXPECT_LE(line.size(), 50u) << line;
+  const std::string help = session.Enter("help") + session.Enter("help bootstrap");
+  EXPECT_LE(WidthOf(help), 50u) << help;
+  EXPECT_GT(std::count(help.begin(), help.end(), '\n'), 70);
+}
+
+// After a change of its size, the terminal may show the prompt again.
+TEST_F(Prompt, OutputFitsTheTerminalAfterAChangeOfItsSize) {
+  TerminalSession session(State(), {}, /*columns=*/50);
+  session.ReadTo(kPrompt);
+  for (const unsigned short columns : std::array<unsigned short, 2>{100, 50}) {
+    session.Resize(columns);
+    session.Type("help\n");
+    session.ReadTo("help\n");
+    const std::string help = session.ReadTo(kPrompt);
+    EXPECT_LE(WidthOf(help), columns) << help;
+    EXPECT_GT(WidthOf(help), columns - 20u) << help;
   }
-  EXPECT_GT(count, 70);
 }
 
 }  // namespace
