@@ -1,4 +1,4 @@
-// WatchedThread: a thread that runs a job. A test can detect that the job waits.
+// WatchedThread: a thread that runs one job at a time. A test can detect that the job waits.
 //
 //   WatchedThread reader([&] { SvrDMInputDataSource handle(id, /*tryOnly=*/false); });
 //   EXPECT_TRUE(reader.Waits());   // the writer still holds the lock
@@ -13,30 +13,53 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <thread>
 
 namespace support {
 
+// A job must not throw, and must wait for nothing but the lock under test. The functions that wait
+// for the end of a job abort the program after a minute.
+//
 // Threads: used by the thread that created it.
 class WatchedThread {
  public:
-  // Starts `job`. It must not throw, and must wait for nothing but the lock under test.
+  WatchedThread();
+  // Starts `job`.
   explicit WatchedThread(std::function<void()> job);
-  // Waits for the end of the thread.
+  WatchedThread(const WatchedThread&) = delete;
+  WatchedThread& operator=(const WatchedThread&) = delete;
+  // Waits for the end of the job and of the thread.
   ~WatchedThread();
 
-  // Waits until the job sleeps in the kernel or is done. Returns whether it sleeps.
-  bool Waits();
+  // Starts `job` when the previous job is done.
+  void Start(std::function<void()> job);
+  // Runs `job` to its end.
+  void Do(std::function<void()> job);
 
-  bool IsDone() const { return done_; }
+  // Waits until the job sleeps in the kernel or is done. Returns whether it sleeps. Allocates
+  // nothing.
+  bool Waits() const;
+
+  bool IsDone() const { return state_ == State::Idle || state_ == State::Leaving; }
+  bool IsDoneWithin(std::chrono::milliseconds limit) const;
+
+  // Waits for the end of the job and of the thread, which then runs no other job.
   void Join();
 
  private:
+  enum class State { Idle, Asked, Running, Leaving };
+
+  void Enter(State state);
+  void AwaitEndOfJob() const;
+  void Run();
   bool SleepsNow() const;
 
-  std::atomic<pid_t> number_{0};
-  std::atomic<bool> done_{false};
+  std::atomic<State> state_ = State::Idle;
+  std::atomic<pid_t> number_ = 0;
+  int stat_ = -1;  // the thread's stat file in /proc
+  std::function<void()> job_;
   std::thread thread_;
 };
 

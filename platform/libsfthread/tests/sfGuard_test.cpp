@@ -4,15 +4,15 @@
 #include <gtest/gtest.h>
 #include <libsfthread/sfGuard.h>
 #include <libsfthread/sfMutex.h>
+#include <tests/support/WatchedThread.h>
 
 #include <limits>
 #include <stdexcept>
 #include <vector>
 
-#include "Actor.h"
-
 namespace {
 
+using support::WatchedThread;
 using testing::HasSubstr;
 
 // Whether another thread could lock `mutex` now.
@@ -46,7 +46,7 @@ TEST(Mutex, ASuccessfulTryHoldsTheMutex) {
 // Interleaving: the second thread sleeps in lock() before the first thread unlocks.
 TEST(Mutex, AWaitingThreadAcquiresAfterTheRelease) {
   sfMutex mutex;
-  Actor other;
+  WatchedThread other;
   mutex.lock();
 
   other.Start([&] { mutex.lock(); });

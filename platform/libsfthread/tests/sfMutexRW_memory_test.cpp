@@ -3,15 +3,15 @@
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
 #include <tests/support/FullMemory.h>
+#include <tests/support/WatchedThread.h>
 
 #include <chrono>
 #include <new>
 
-#include "Actor.h"
-
 namespace {
 
 using namespace std::chrono_literals;
+using support::WatchedThread;
 
 // Returns a function that makes the calls and checks that they allocate nothing. During the calls,
 // every allocation on their thread fails.
@@ -35,7 +35,7 @@ auto WithoutHeap(Calls calls) {
 // waits for the writer.
 TEST(MutexRWMemory, LockingWaitingAndUnlockingAllocateNothing) {
   sfMutexRW lock;
-  Actor writer, reader;
+  WatchedThread writer, reader;
   for (int round = 0; round < 10; ++round) {
     WithoutHeap([&] {
       for (int read = 0; read < 1000; ++read) lock.readLock();
@@ -54,8 +54,8 @@ TEST(MutexRWMemory, LockingWaitingAndUnlockingAllocateNothing) {
     WithoutHeap([&] {
       for (int read = 0; read < 1001; ++read) lock.unlock();
     })();
-    ASSERT_TRUE(writer.EndsWithin(5s));
-    ASSERT_TRUE(reader.EndsWithin(5s));
+    ASSERT_TRUE(writer.IsDoneWithin(5s));
+    ASSERT_TRUE(reader.IsDoneWithin(5s));
   }
   EXPECT_TRUE(lock.tryWriteLock());
 }

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
+#include <tests/support/WatchedThread.h>
 
 #include <algorithm>
 #include <array>
@@ -25,11 +26,10 @@
 #include <utility>
 #include <vector>
 
-#include "Actor.h"
-
 namespace {
 
 using namespace std::chrono_literals;
+using support::WatchedThread;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kCalls = CALLS_OF_EACH_THREAD;  // see CMakeLists.txt
@@ -308,8 +308,8 @@ class Stage {
   // disagreed with the model.
   void Clear() {
     const auto deadline = Clock::now() + 5s;
-    for (Actor& actor : actors_) {
-      while (!actor.HasEnded() && Clock::now() < deadline) {
+    for (WatchedThread& thread : threads_) {
+      while (!thread.IsDone() && Clock::now() < deadline) {
         lock_->unlock();
         std::this_thread::yield();
       }
@@ -320,7 +320,7 @@ class Stage {
   bool Make(const Step& step) {
     bool& in = results_[step.thread];
     in = true;
-    actors_[step.thread].Start([this, &in, call = step.call] { in = Make(call); });
+    threads_[step.thread].Start([this, &in, call = step.call] { in = Make(call); });
     const bool expected = model_.Make(step.thread, step.call);
     return Agrees() && (model_.Waits(step.thread) || in == expected);
   }
@@ -346,10 +346,10 @@ class Stage {
 
   bool Agrees() {
     for (std::size_t thread = 0; thread < kThreads; ++thread) {
-      if (!model_.Waits(thread) && !actors_[thread].EndsWithin(5s)) return false;
+      if (!model_.Waits(thread) && !threads_[thread].IsDoneWithin(5s)) return false;
     }
     for (std::size_t thread = 0; thread < kThreads; ++thread) {
-      if (model_.Waits(thread) && !actors_[thread].Waits()) return false;
+      if (model_.Waits(thread) && !threads_[thread].Waits()) return false;
     }
     return true;
   }
@@ -359,7 +359,7 @@ class Stage {
   Model model_;
   bool isTimely_ = true;
   std::array<bool, kThreads> results_ = {};
-  std::array<Actor, kThreads> actors_;
+  std::array<WatchedThread, kThreads> threads_;
 };
 
 TEST(MutexRWModel, PredictsTheLockInEveryInterleavingOfThreeThreads) {

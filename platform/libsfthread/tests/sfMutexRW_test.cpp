@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <libsfthread/sfMutexRW.h>
+#include <tests/support/WatchedThread.h>
 
 #include <array>
 #include <atomic>
@@ -16,11 +17,10 @@
 #include <utility>
 #include <vector>
 
-#include "Actor.h"
-
 namespace {
 
 using namespace std::chrono_literals;
+using support::WatchedThread;
 using Clock = std::chrono::steady_clock;
 
 // How long a waiting writer blocks new readers the first time.
@@ -39,31 +39,31 @@ std::chrono::milliseconds TimeOf(Call call) {
 
 class MutexRW : public testing::Test {
  protected:
-  void Read(Actor& actor) {
-    actor.Do([this] { lock_.readLock(); });
+  void Read(WatchedThread& thread) {
+    thread.Do([this] { lock_.readLock(); });
   }
-  void StartReading(Actor& actor) {
-    actor.Start([this] { lock_.readLock(); });
+  void StartReading(WatchedThread& thread) {
+    thread.Start([this] { lock_.readLock(); });
   }
-  void StartWriting(Actor& actor) {
-    actor.Start([this] { lock_.writeLock(); });
+  void StartWriting(WatchedThread& thread) {
+    thread.Start([this] { lock_.writeLock(); });
   }
-  void Unlock(Actor& actor) {
-    actor.Do([this] { lock_.unlock(); });
+  void Unlock(WatchedThread& thread) {
+    thread.Do([this] { lock_.unlock(); });
   }
-  bool TryRead(Actor& actor) {
+  bool TryRead(WatchedThread& thread) {
     bool held = false;
-    actor.Do([&] { held = lock_.tryReadLock(); });
+    thread.Do([&] { held = lock_.tryReadLock(); });
     return held;
   }
-  bool TryWrite(Actor& actor) {
+  bool TryWrite(WatchedThread& thread) {
     bool held = false;
-    actor.Do([&] { held = lock_.tryWriteLock(); });
+    thread.Do([&] { held = lock_.tryWriteLock(); });
     return held;
   }
   // Whether a thread that holds no lock could acquire the write lock.
   bool IsFree() {
-    Actor prober;
+    WatchedThread prober;
     const bool free = TryWrite(prober);
     if (free) Unlock(prober);
     return free;
@@ -73,7 +73,7 @@ class MutexRW : public testing::Test {
 };
 
 TEST_F(MutexRW, IsHeldByManyReadersTogether) {
-  Actor other;
+  WatchedThread other;
   lock_.readLock();
 
   EXPECT_TRUE(TryRead(other));
@@ -86,7 +86,7 @@ TEST_F(MutexRW, IsHeldByManyReadersTogether) {
 }
 
 TEST_F(MutexRW, IsHeldByOneWriterAlone) {
-  Actor other;
+  WatchedThread other;
   lock_.writeLock();
 
   EXPECT_FALSE(TryRead(other));
@@ -152,21 +152,21 @@ TEST_F(MutexRW, TryingToReadNestsForTheThreadThatReads) {
 
 // Interleaving: the reader sleeps in readLock() before the writer releases.
 TEST_F(MutexRW, AReaderWaitsForAWriter) {
-  Actor reader;
+  WatchedThread reader;
   lock_.writeLock();
 
   StartReading(reader);
   ASSERT_TRUE(reader.Waits());
   lock_.unlock();
 
-  ASSERT_TRUE(reader.EndsWithin(kSoon));
+  ASSERT_TRUE(reader.IsDoneWithin(kSoon));
   Unlock(reader);
   EXPECT_TRUE(IsFree());
 }
 
 // Interleaving: the writer sleeps in writeLock() before the first of two readers releases.
 TEST_F(MutexRW, AWriterWaitsForTheLastReader) {
-  Actor first, second, writer;
+  WatchedThread first, second, writer;
   Read(first);
   Read(second);
 
@@ -176,7 +176,7 @@ TEST_F(MutexRW, AWriterWaitsForTheLastReader) {
   EXPECT_TRUE(writer.Waits());
   Unlock(second);
 
-  ASSERT_TRUE(writer.EndsWithin(kSoon));
+  ASSERT_TRUE(writer.IsDoneWithin(kSoon));
   Unlock(writer);
   EXPECT_TRUE(IsFree());
 }
@@ -184,7 +184,7 @@ TEST_F(MutexRW, AWriterWaitsForTheLastReader) {
 // Interleaving: the next writer, then two readers, sleep in their calls before the first writer
 // releases.
 TEST_F(MutexRW, AReleasingWriterAdmitsAllWaitingReaders) {
-  Actor nextWriter, first, second;
+  WatchedThread nextWriter, first, second;
   lock_.writeLock();
   StartWriting(nextWriter);
   ASSERT_TRUE(nextWriter.Waits());
@@ -195,22 +195,22 @@ TEST_F(MutexRW, AReleasingWriterAdmitsAllWaitingReaders) {
 
   lock_.unlock();
 
-  ASSERT_TRUE(first.EndsWithin(kSoon));
-  ASSERT_TRUE(second.EndsWithin(kSoon));
+  ASSERT_TRUE(first.IsDoneWithin(kSoon));
+  ASSERT_TRUE(second.IsDoneWithin(kSoon));
   EXPECT_TRUE(nextWriter.Waits());
   Unlock(first);
   EXPECT_TRUE(nextWriter.Waits());
   Unlock(second);
-  ASSERT_TRUE(nextWriter.EndsWithin(kSoon));
+  ASSERT_TRUE(nextWriter.IsDoneWithin(kSoon));
   Unlock(nextWriter);
   EXPECT_TRUE(IsFree());
 }
 
 // Interleaving: each writer sleeps in writeLock() before the next writer calls it.
 TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
-  std::array<Actor, 4> writers;
+  std::array<WatchedThread, 4> writers;
   lock_.writeLock();
-  for (Actor& writer : writers) {
+  for (WatchedThread& writer : writers) {
     StartWriting(writer);
     ASSERT_TRUE(writer.Waits());
   }
@@ -218,7 +218,7 @@ TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
   lock_.unlock();
 
   for (std::size_t turn = 0; turn < writers.size(); ++turn) {
-    ASSERT_TRUE(writers[turn].EndsWithin(kSoon)) << "writer " << turn;
+    ASSERT_TRUE(writers[turn].IsDoneWithin(kSoon)) << "writer " << turn;
     for (std::size_t later = turn + 1; later < writers.size(); ++later) {
       EXPECT_TRUE(writers[later].Waits()) << "writer " << later << " in the turn of " << turn;
     }
@@ -230,7 +230,7 @@ TEST_F(MutexRW, WaitingWritersAreServedInOrder) {
 // Interleaving: a second writer sleeps in writeLock(); the first writer releases and immediately
 // tries to acquire the lock again.
 TEST_F(MutexRW, NobodyOvertakesTheNextWriter) {
-  Actor waiting;
+  WatchedThread waiting;
   lock_.writeLock();
   StartWriting(waiting);
   ASSERT_TRUE(waiting.Waits());
@@ -239,12 +239,12 @@ TEST_F(MutexRW, NobodyOvertakesTheNextWriter) {
 
   EXPECT_FALSE(lock_.tryWriteLock());
   EXPECT_FALSE(lock_.tryReadLock());
-  ASSERT_TRUE(waiting.EndsWithin(kSoon));
+  ASSERT_TRUE(waiting.IsDoneWithin(kSoon));
   Unlock(waiting);
 }
 
 TEST_F(MutexRW, AnotherThreadMayReleaseARead) {
-  Actor other;
+  WatchedThread other;
   lock_.readLock();
 
   Unlock(other);
@@ -253,7 +253,7 @@ TEST_F(MutexRW, AnotherThreadMayReleaseARead) {
 }
 
 TEST_F(MutexRW, AnotherThreadMayReleaseAWrite) {
-  Actor other;
+  WatchedThread other;
   lock_.writeLock();
 
   Unlock(other);
@@ -263,27 +263,27 @@ TEST_F(MutexRW, AnotherThreadMayReleaseAWrite) {
 
 // Interleaving: the writer sleeps in writeLock() before a third thread releases the read.
 TEST_F(MutexRW, AWriterIsAdmittedWhenAnotherThreadReleasesTheRead) {
-  Actor writer, other;
+  WatchedThread writer, other;
   lock_.readLock();
   StartWriting(writer);
   ASSERT_TRUE(writer.Waits());
 
   Unlock(other);
 
-  ASSERT_TRUE(writer.EndsWithin(kSoon));
+  ASSERT_TRUE(writer.IsDoneWithin(kSoon));
   Unlock(writer);
 }
 
 // Interleaving: the thread waits for its own read, which another thread then releases.
 TEST_F(MutexRW, AReaderMayWaitToWriteUntilAnotherThreadReleasesItsRead) {
-  Actor reader, other;
+  WatchedThread reader, other;
   Read(reader);
   StartWriting(reader);
   ASSERT_TRUE(reader.Waits());
 
   Unlock(other);
 
-  ASSERT_TRUE(reader.EndsWithin(kSoon));
+  ASSERT_TRUE(reader.IsDoneWithin(kSoon));
   Unlock(reader);
   EXPECT_TRUE(IsFree());
 }
@@ -303,23 +303,23 @@ class MutexRWBehindAWriter : public MutexRW {
       EXPECT_TRUE(writer_.Waits());
       Unlock(ender_);
     }
-    ASSERT_TRUE(writer_.EndsWithin(kSoon));
+    ASSERT_TRUE(writer_.IsDoneWithin(kSoon));
     Unlock(writer_);
     EXPECT_TRUE(IsFree());
   }
-  void ExpectToRead(Actor& reader) {
+  void ExpectToRead(WatchedThread& reader) {
     StartReading(reader);
-    ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits forever";
+    ASSERT_TRUE(reader.IsDoneWithin(kSoon)) << "waits forever";
   }
 
-  Actor writer_;
-  Actor ender_;
+  WatchedThread writer_;
+  WatchedThread ender_;
 };
 
 // Interleaving: the waiting writer blocks a new reader until the time limit; then the reader is
 // admitted.
 TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
-  Actor stays, comes;
+  WatchedThread stays, comes;
   Read(stays);
   LetAWriterWait();
   ExpectToRead(comes);
@@ -329,7 +329,7 @@ TEST_F(MutexRWBehindAWriter, ANewReaderIsAdmittedWhileAnotherReaderStays) {
 // Interleaving: other threads release the reads of the second and the third thread, so that only
 // the first thread still reads; then the first thread reads again.
 TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
-  Actor first, second, third, other;
+  WatchedThread first, second, third, other;
   Read(first);
   Read(second);
   Unlock(other);
@@ -343,7 +343,7 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterThreadsReleasedEachOthersReads) {
 // Interleaving: two threads read, a third thread releases one of the reads; then the first two
 // threads read again.
 TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
-  Actor first, second, other;
+  WatchedThread first, second, other;
   Read(first);
   Read(second);
   Unlock(other);
@@ -355,7 +355,7 @@ TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
 
 // Interleaving: a thread reads; another thread, which is to release this read, reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
-  Actor gives, takes;
+  WatchedThread gives, takes;
   Read(gives);
   LetAWriterWait();
   ExpectToRead(takes);
@@ -365,7 +365,7 @@ TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
 
 // Interleaving: a thread releases the read of another thread before its own read, and reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatReleasedAnothersReadNests) {
-  Actor first, second;
+  WatchedThread first, second;
   Read(first);
   Read(second);
   Unlock(first);
@@ -376,14 +376,14 @@ TEST_F(MutexRWBehindAWriter, AThreadThatReleasedAnothersReadNests) {
 
 // Interleaving: a thread that reads waits for helpers, which start to read while the writer waits.
 TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
-  Actor reader;
-  std::array<Actor, 3> helpers;
+  WatchedThread reader;
+  std::array<WatchedThread, 3> helpers;
   std::latch writerWaits(1);
   std::latch helped(3);
   Read(reader);
   reader.Start([&] { helped.wait(); });
   LetAWriterWait();
-  for (Actor& helper : helpers) {
+  for (WatchedThread& helper : helpers) {
     helper.Start([&] {
       writerWaits.wait();
       lock_.readLock();
@@ -392,13 +392,13 @@ TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
     });
   }
   writerWaits.count_down();
-  ASSERT_TRUE(reader.EndsWithin(kSoon)) << "waits forever";
+  ASSERT_TRUE(reader.IsDoneWithin(kSoon)) << "waits forever";
   EndReads(1);
 }
 
 // Interleaving: like the previous test, but a helper calls tryReadLock() until it succeeds.
 TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
-  Actor reader, helper;
+  WatchedThread reader, helper;
   Read(reader);
   LetAWriterWait();
   helper.Start([this, deadline = Clock::now() + kSoon] {
@@ -408,7 +408,7 @@ TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
     }
     lock_.unlock();
   });
-  EXPECT_TRUE(helper.EndsWithin(kSoon - 1s)) << "tries forever";
+  EXPECT_TRUE(helper.IsDoneWithin(kSoon - 1s)) << "tries forever";
   EndReads(1);
 }
 
@@ -416,7 +416,7 @@ TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
 // last lock that it read, so the first lock cannot know that the thread already reads it.
 TEST_F(MutexRWBehindAWriter, AReaderNestsAfterReadingAnotherLock) {
   sfMutexRW second;
-  Actor reader;
+  WatchedThread reader;
   Read(reader);
   reader.Do([&] { second.readLock(); });
   LetAWriterWait();
@@ -427,7 +427,7 @@ TEST_F(MutexRWBehindAWriter, AReaderNestsAfterReadingAnotherLock) {
 // Interleaving: a helper reads 300 times in succession while the writer waits. If each read were
 // blocked for 80 ms, the helper would exceed the time limit.
 TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
-  Actor reader, helper;
+  WatchedThread reader, helper;
   Read(reader);
   LetAWriterWait();
   helper.Start([this] {
@@ -436,7 +436,7 @@ TEST_F(MutexRWBehindAWriter, SuccessiveReadsAreRarelyDelayed) {
       lock_.unlock();
     }
   });
-  EXPECT_TRUE(helper.EndsWithin(kSoon));
+  EXPECT_TRUE(helper.IsDoneWithin(kSoon));
   EndReads(1);
 }
 
@@ -457,7 +457,7 @@ TEST_F(MutexRWBehindAWriter, AReaderReadsAgainWithoutDelay) {
 TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
   auto shortest = std::chrono::milliseconds::max();
   for (int time = 0; time < 5 && shortest > 2 * kFirstClosing; ++time) {
-    Actor stays, comes, comesLater;
+    WatchedThread stays, comes, comesLater;
     Read(stays);
     LetAWriterWait();
     for (int longer = 1; longer <= 4; longer *= 2) {
@@ -480,7 +480,7 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
 // reader first.
 TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
   for (int time = 0; time < 20; ++time) {
-    Actor newReader;
+    WatchedThread newReader;
     lock_.readLock();
     LetAWriterWait();
     const auto start = Clock::now();
@@ -492,15 +492,15 @@ TEST_F(MutexRWBehindAWriter, ANewReaderLetsTheWriterGoFirst) {
     if (isTimely) {
       EXPECT_FALSE(tried);
       EXPECT_TRUE(waited);
-      EXPECT_TRUE(writer_.EndsWithin(kSoon));
+      EXPECT_TRUE(writer_.IsDoneWithin(kSoon));
       EXPECT_TRUE(newReader.Waits());
       Unlock(writer_);
-      EXPECT_TRUE(newReader.EndsWithin(kSoon));
+      EXPECT_TRUE(newReader.IsDoneWithin(kSoon));
       Unlock(newReader);
       EXPECT_TRUE(IsFree());
       return;
     }
-    while (!newReader.HasEnded() || !writer_.HasEnded()) lock_.unlock();
+    while (!newReader.IsDone() || !writer_.IsDone()) lock_.unlock();
     while (!lock_.tryWriteLock()) lock_.unlock();
     lock_.unlock();
   }
@@ -534,7 +534,7 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
   for (int round = 0; round < 50; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
     sfMutexRW* const borrowed = lock.get();
-    Actor writer;
+    WatchedThread writer;
     lock->readLock();
     writer.Start([&] {
       borrowed->writeLock();
@@ -544,14 +544,14 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsTheLastWaiterHoldsIt) {
 
     borrowed->unlock();
 
-    ASSERT_TRUE(writer.EndsWithin(kSoon));
+    ASSERT_TRUE(writer.IsDoneWithin(kSoon));
   }
 }
 
 // Interleaving: any, in many rounds. The other thread calls tryWriteLock() until it succeeds and
 // then destroys the lock, possibly before unlock() has returned.
 TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
-  Actor other;
+  WatchedThread other;
   for (int round = 0; round < 5000; ++round) {
     auto lock = std::make_unique<sfMutexRW>();
     sfMutexRW* const borrowed = lock.get();
@@ -563,7 +563,7 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
     });
     while (!tries) std::this_thread::yield();
     borrowed->unlock();
-    ASSERT_TRUE(other.EndsWithin(kSoon));
+    ASSERT_TRUE(other.IsDoneWithin(kSoon));
   }
 }
 
