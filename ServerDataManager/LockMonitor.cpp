@@ -72,24 +72,7 @@ bool Excludes(const Record& hold, const Record& wait) {
          (hold.lock.mode != LockReport::Mode::Read || wait.lock.mode != LockReport::Mode::Read);
 }
 
-// The table of one thread: the locks that it holds and waits for. Never deleted, because a lock may
-// stay held after its thread has ended. Once the thread has ended and its locks are released,
-// another thread may reuse the table.
-struct ThreadLocks {
-  std::atomic<bool> busy{false};
-  // The table's thread accesses the fields below while `busy` is set (Edit); another thread
-  // accesses them while it pauses the tables (Pause). Thread-safety annotations cannot express
-  // this.
-  std::vector<Record> holds;
-  Record wait{};
-  bool isWaiting = false;
-  bool waitIsShown = false;         // whether reports include the wait
-  bool waitIsReported = false;      // whether FindLongWaits has found the wait
-  bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
-  ThreadName name;
-  bool hasThread = true;   // false once the thread has ended; guarded by pauseMutex
-  bool isVisited = false;  // used by the search for a deadlock
-};
+struct ThreadLocks;
 
 // Never destroyed: threads may still acquire locks while the process exits.
 struct Monitor {
@@ -106,6 +89,28 @@ struct Monitor {
   Clock::time_point nextReport SDM_GUARDED_BY(reportMutex);
   // claims[h] is the number of ScopeRecords that wait for or hold a lock with the hash h.
   std::array<std::atomic<unsigned int>, 256> claims{};
+};
+
+Monitor& TheMonitor();
+
+// The table of one thread: the locks that it holds and waits for. Never deleted, because a lock may
+// stay held after its thread has ended. Once the thread has ended and its locks are released,
+// another thread may reuse the table.
+struct ThreadLocks {
+  std::atomic<bool> busy{false};
+  // False once the thread has ended.
+  bool hasThread SDM_GUARDED_BY(TheMonitor().pauseMutex) = true;
+  // The table's thread accesses the fields below while `busy` is set (Edit); another thread
+  // accesses them while it pauses the tables (Pause). Thread-safety annotations cannot express
+  // this.
+  std::vector<Record> holds;
+  Record wait{};
+  bool isWaiting = false;
+  bool waitIsShown = false;         // whether reports include the wait
+  bool waitIsReported = false;      // whether FindLongWaits has found the wait
+  bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
+  ThreadName name;
+  bool isVisited = false;  // used by the search for a deadlock
 };
 
 Monitor& TheMonitor() {
@@ -199,17 +204,17 @@ struct TableReturn {
 };
 
 ThreadLocks* NewTable() {
-  Monitor& monitor = TheMonitor();
-  const MutexLock lock(monitor.pauseMutex);
-  const auto unused =
-      std::find_if(monitor.threads.begin(), monitor.threads.end(),
-                   [](const auto& table) { return !table->hasThread && table->holds.empty(); });
-  ThreadLocks& table = unused != monitor.threads.end()
-                           ? **unused
-                           : *monitor.threads.emplace_back(std::make_unique<ThreadLocks>());
+  const MutexLock lock(TheMonitor().pauseMutex);
+  auto& threads = TheMonitor().threads;
+  const auto unused = std::find_if(threads.begin(), threads.end(),
+                                   [](const auto& table) SDM_REQUIRES(TheMonitor().pauseMutex) {
+                                     return !table->hasThread && table->holds.empty();
+                                   });
+  ThreadLocks& table =
+      unused != threads.end() ? **unused : *threads.emplace_back(std::make_unique<ThreadLocks>());
   table.holds.reserve(16);  // so that recording a lock rarely allocates
   table.hasThread = true;
-  table.name = {++monitor.lastNumber, Label{}};
+  table.name = {++TheMonitor().lastNumber, Label{}};
   return &table;
 }
 

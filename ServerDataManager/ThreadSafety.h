@@ -50,10 +50,15 @@
 namespace sdm_internal {
 
 // A std::mutex with annotations, because std::mutex itself may have none. Lock a Mutex with
-// MutexLock.
+// MutexLock. Unlock and Lock release the mutex for a part of that scope. SDM_UNCHECKED, because the
+// analysis does not see that locking the std::mutex locks the Mutex.
 //
 // Threads: any.
 class SDM_CAPABILITY("mutex") Mutex {
+ public:
+  void Lock() SDM_ACQUIRE() SDM_UNCHECKED { mutex_.lock(); }
+  void Unlock() SDM_RELEASE() SDM_UNCHECKED { mutex_.unlock(); }
+
  private:
   friend class MutexLock;
   std::mutex mutex_;

@@ -27,6 +27,10 @@
 // While a writer waits for reads to be released, new reads are blocked for at most 80 ms. Then they
 // are admitted for 20 ms, blocked for at most 160, admitted for 40, ..., up to 1.28 s, until the
 // writer is admitted. During the first 80 ms, a thread that already reads is not blocked.
+//
+// The public functions are SDM_UNCHECKED, because the analysis does not see that a change of state_
+// acquires or releases the lock.
+//
 // Threads: any. The lock must not be destroyed while a thread waits for it.
 class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
  public:
@@ -45,10 +49,9 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
   void Release(unsigned held) SDM_REQUIRES(mutex_);
   // The slow paths of readLock, tryReadLock and unlock. Not inlined, because they would slow down
   // the fast paths.
-  [[gnu::noinline]] SDM_HIDDEN void WaitToRead() SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
-  [[gnu::noinline]] SDM_HIDDEN bool TryToKeepRead(bool nested) SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
-  [[gnu::noinline]] SDM_HIDDEN void UnlockFrom(unsigned state) noexcept
-      SDM_EXCLUDES(mutex_) SDM_UNCHECKED;
+  [[gnu::noinline]] SDM_HIDDEN void WaitToRead() SDM_EXCLUDES(mutex_);
+  [[gnu::noinline]] SDM_HIDDEN bool TryToKeepRead(bool nested) SDM_EXCLUDES(mutex_);
+  [[gnu::noinline]] SDM_HIDDEN void UnlockFrom(unsigned state) noexcept SDM_EXCLUDES(mutex_);
 
   std::atomic<unsigned> state_ = 0;
   sdm_internal::Mutex mutex_;

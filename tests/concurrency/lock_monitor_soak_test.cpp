@@ -7,6 +7,7 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <ServerDataManager/ThreadSafety.h>
 #include <tests/support/Datasets.h>
 #include <tests/support/Observers.h>
 
@@ -20,7 +21,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <random>
 #include <string>
@@ -54,18 +54,18 @@ bool IsDeadlock(const LockIncident& incident) {
 class HandedOver {
  public:
   void Add(std::shared_ptr<SvrDMInputDataSource> handle) {
-    const std::lock_guard lock(mutex_);
+    const sdm_internal::MutexLock lock(mutex_);
     handles_.push_back(std::move(handle));
   }
   void DestroyAll() {
     std::vector<std::shared_ptr<SvrDMInputDataSource>> handles;
-    const std::lock_guard lock(mutex_);
+    const sdm_internal::MutexLock lock(mutex_);
     handles.swap(handles_);
   }
 
  private:
-  std::mutex mutex_;
-  std::vector<std::shared_ptr<SvrDMInputDataSource>> handles_;
+  sdm_internal::Mutex mutex_;
+  std::vector<std::shared_ptr<SvrDMInputDataSource>> handles_ SDM_GUARDED_BY(mutex_);
 };
 
 class Soak {

@@ -7,6 +7,7 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMInputDataSource.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <ServerDataManager/ThreadSafety.h>
 #include <tests/support/Datasets.h>
 #include <tests/support/Observers.h>
 #include <tests/support/WatchedThread.h>
@@ -17,7 +18,6 @@
 #include <cstdio>
 #include <functional>
 #include <latch>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -59,11 +59,11 @@ class LockMonitorTest : public testing::Test {
   }
 
   void Keep(const LockIncident& incident) {
-    const std::lock_guard lock(mutex_);
+    const sdm_internal::MutexLock lock(mutex_);
     incidents_.push_back(incident);
   }
   std::vector<LockIncident> Incidents() {
-    const std::lock_guard lock(mutex_);
+    const sdm_internal::MutexLock lock(mutex_);
     return incidents_;
   }
   std::vector<LockIncident> WaitForIncidents(std::size_t count) {
@@ -71,7 +71,7 @@ class LockMonitorTest : public testing::Test {
     return Incidents();
   }
   std::vector<LockIncident> TakeIncidents() {
-    const std::lock_guard lock(mutex_);
+    const sdm_internal::MutexLock lock(mutex_);
     return std::exchange(incidents_, {});
   }
   void LimitWaits() {
@@ -131,8 +131,8 @@ class LockMonitorTest : public testing::Test {
   SvrDMItemPtr secondItem_ = registry_.GetDataSet(second_);
 
  private:
-  std::mutex mutex_;
-  std::vector<LockIncident> incidents_;
+  sdm_internal::Mutex mutex_;
+  std::vector<LockIncident> incidents_ SDM_GUARDED_BY(mutex_);
 };
 
 // Prints the incident to standard error and ends the process. Used for deadlocks that cannot be

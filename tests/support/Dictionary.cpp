@@ -2,8 +2,9 @@
 
 #include <tests/support/Dictionary.h>
 
+#include <ServerDataManager/ThreadSafety.h>
+
 #include <map>
-#include <mutex>
 #include <sstream>
 #include <utility>
 
@@ -13,9 +14,9 @@ namespace {
 
 // Maps names to identifiers and identifiers to names, for the whole process.
 struct Register {
-  std::mutex mutex;
-  std::map<std::string, LocallyUniqueID> ids;
-  std::map<LocallyUniqueID, std::string> names;
+  sdm_internal::Mutex mutex;
+  std::map<std::string, LocallyUniqueID> ids SDM_GUARDED_BY(mutex);
+  std::map<LocallyUniqueID, std::string> names SDM_GUARDED_BY(mutex);
 };
 
 Register& TheRegister() {
@@ -27,7 +28,7 @@ Register& TheRegister() {
 
 LocallyUniqueID Id(const std::string& name) {
   Register& known = TheRegister();
-  const std::lock_guard<std::mutex> held(known.mutex);
+  const sdm_internal::MutexLock held(known.mutex);
   const auto found = known.ids.find(name);
   if (found != known.ids.end()) return found->second;
   const LocallyUniqueID id = ORVX_Variable::NextID();
@@ -39,7 +40,7 @@ LocallyUniqueID Id(const std::string& name) {
 std::string NameOf(LocallyUniqueID id) {
   if (id.IsNull()) return "null";
   Register& known = TheRegister();
-  const std::lock_guard<std::mutex> held(known.mutex);
+  const sdm_internal::MutexLock held(known.mutex);
   const auto found = known.names.find(id);
   if (found != known.names.end()) return found->second;
   return id.ToString();

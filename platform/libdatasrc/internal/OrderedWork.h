@@ -3,13 +3,13 @@
 #ifndef LIBDATASRC_INTERNAL_ORDEREDWORK_H_
 #define LIBDATASRC_INTERNAL_ORDEREDWORK_H_
 
+#include <ServerDataManager/ThreadSafety.h>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <exception>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -28,7 +28,7 @@ class OrderedWork {
   // Waits for the items that are being worked on, and drops the others.
   ~OrderedWork() {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       isStopped_ = true;
     }
     changed_.notify_all();
@@ -37,12 +37,15 @@ class OrderedWork {
   OrderedWork(const OrderedWork&) = delete;
   OrderedWork& operator=(const OrderedWork&) = delete;
 
-  std::size_t Size() const { return entries_.size(); }
+  std::size_t Size() const {
+    const MutexLock lock(mutex_);
+    return entries_.size();
+  }
 
   void Push(std::unique_ptr<Item> item) {
     StartThreads();
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       entries_.push_back({std::move(item)});
     }
     changed_.notify_all();
@@ -50,10 +53,10 @@ class OrderedWork {
 
   // Returns the first item when its work is done. Throws the exception that the work has thrown.
   std::unique_ptr<Item> Pop() {
-    std::unique_lock lock(mutex_);
+    MutexLock lock(mutex_);
     Entry& first = entries_.front();
     while (first.state != State::Done) {
-      if (!WorkOnOne(lock)) changed_.wait(lock);
+      if (!WorkOnOne()) changed_.wait(lock.ForWaiting());
     }
     Entry done = std::move(first);
     entries_.pop_front();
@@ -80,25 +83,25 @@ class OrderedWork {
   }
 
   void Run() {
-    std::unique_lock lock(mutex_);
+    MutexLock lock(mutex_);
     while (!isStopped_) {
-      if (!WorkOnOne(lock)) changed_.wait(lock);
+      if (!WorkOnOne()) changed_.wait(lock.ForWaiting());
     }
   }
 
-  // Works on the first waiting item; `lock` is released meanwhile. Returns false if no item waits.
+  // Works on the first waiting item, with the mutex unlocked. Returns false if no item waits.
   // `entry` stays valid meanwhile: Push and Pop do not move the other entries of the deque.
-  bool WorkOnOne(std::unique_lock<std::mutex>& lock) {
+  bool WorkOnOne() SDM_REQUIRES(mutex_) {
     for (Entry& entry : entries_) {
       if (entry.state != State::Waiting) continue;
       entry.state = State::Running;
-      lock.unlock();
+      mutex_.Unlock();
       try {
         work_(*entry.item);
       } catch (...) {
         entry.error = std::current_exception();
       }
-      lock.lock();
+      mutex_.Lock();
       entry.state = State::Done;
       changed_.notify_all();
       return true;
@@ -110,10 +113,10 @@ class OrderedWork {
   unsigned int mostThreads_;
   std::vector<std::thread> threads_;
 
-  std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable changed_;  // an item was added or done, or isStopped_ was set
-  std::deque<Entry> entries_;
-  bool isStopped_ = false;
+  std::deque<Entry> entries_ SDM_GUARDED_BY(mutex_);
+  bool isStopped_ SDM_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace sdm_internal
