@@ -131,6 +131,12 @@ TEST(OnOneLine, ReplacesOnlyControlCharacters) {
 // ---------------------------------------------------------------------------------------------
 // Progress
 
+TEST(Joined, HasASeparatorAfterEachTextButTheLastEvenIfTextsAreEmpty) {
+  EXPECT_EQ(Joined({"", "", "a", ""}), ", , a, ");
+  EXPECT_EQ(Joined({"a"}, "\n"), "a");
+  EXPECT_EQ(Joined({}), "");
+}
+
 std::string Shown(const Look& look, std::uint64_t done, std::uint64_t total,
                   std::chrono::milliseconds delay) {
   std::ostringstream out;

@@ -253,7 +253,7 @@ std::string OnOneLine(std::string_view text) {
 
 std::string Joined(const std::vector<std::string>& texts, const char* separator) {
   std::string joined;
-  for (const std::string& text : texts) joined += (joined.empty() ? "" : separator) + text;
+  for (const std::string& text : texts) joined += (&text == &texts.front() ? "" : separator) + text;
   return joined;
 }
 
