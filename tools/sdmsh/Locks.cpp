@@ -35,56 +35,48 @@ void RefuseUnfitMessages(const OpenDataset& dataset) {
                      " do not fit together: " + failure);
 }
 
-// Returns "read", "write" or "exclusive".
-const char* ModeWord(LockMode mode) {
-  if (mode == LockMode::Exclusive) return "exclusive";
-  return mode == LockMode::Read ? "read" : "write";
+// A text for each LockMode.
+using ModeTexts = const char* [3];
+
+constexpr ModeTexts kModeWords = {"read", "write", "exclusive"};
+constexpr ModeTexts kHolding = {" (reading)", " (writing)", ""};
+constexpr ModeTexts kWaiting = {" (to read)", " (to write)", ""};
+
+const char* TextOf(LockMode mode, const ModeTexts& texts) {
+  return texts[static_cast<std::size_t>(mode)];
 }
 
 // Returns a text such as "the write lock on survey".
 std::string LockText(LockMode mode, const std::string& dataset) {
-  return std::string("the ") + ModeWord(mode) + " lock on " + dataset;
+  return std::string("the ") + TextOf(mode, kModeWords) + " lock on " + dataset;
 }
 std::string LockText(const Hold& hold) {
   return LockText(hold.mode, hold.dataset->Name());
 }
 
 // Returns a text such as "tables (reading), recode (writing)".
-std::string HoldersText(const std::vector<LockUser>& holders) {
+std::string UsersText(const std::vector<LockUser>& users, const ModeTexts& purposes) {
   std::vector<std::string> words;
-  for (const auto& [name, mode] : holders) {
-    const char* const purpose = mode == LockMode::Read    ? " (reading)"
-                                : mode == LockMode::Write ? " (writing)"
-                                                          : "";
-    words.push_back((name.empty() ? "nobody who could release it" : name) + purpose);
-  }
-  return Joined(words);
-}
-
-// Returns a text such as "recode (to write), browse (to read)".
-std::string WaitersText(const std::vector<LockUser>& waiters) {
-  std::vector<std::string> words;
-  for (const auto& [name, mode] : waiters) {
-    const bool isMutex = mode == LockMode::Exclusive;
-    words.push_back(name + (isMutex ? "" : std::string(" (to ") + ModeWord(mode) + ")"));
+  for (const auto& [name, mode] : users) {
+    words.push_back((name.empty() ? "nobody who could release it" : name) + TextOf(mode, purposes));
   }
   return Joined(words);
 }
 
 Json UserInJson(const LockUser& user) {
-  return {{"caller", user.name}, {"mode", ModeWord(user.mode)}};
+  return {{"caller", user.name}, {"mode", TextOf(user.mode, kModeWords)}};
 }
 
 }  // namespace
 
 std::string LockState::ToText() const {
-  return (holders.empty() ? "free" : "held by " + HoldersText(holders)) +
-         (waiters.empty() ? "" : "; waiting: " + WaitersText(waiters));
+  return (holders.empty() ? "free" : "held by " + UsersText(holders, kHolding)) +
+         (waiters.empty() ? "" : "; waiting: " + UsersText(waiters, kWaiting));
 }
 
 std::string LockState::BlockersText() const {
-  return (holders.empty() ? "" : ", held by " + HoldersText(holders)) +
-         (waiters.empty() ? "" : ", behind " + WaitersText(waiters));
+  return (holders.empty() ? "" : ", held by " + UsersText(holders, kHolding)) +
+         (waiters.empty() ? "" : ", behind " + UsersText(waiters, kWaiting));
 }
 
 void LockState::AddTo(Json& json) const {
@@ -198,7 +190,7 @@ void CallerLocks::TryWrite(Caller& caller, const DatasetPtr& dataset) {
   RefuseWaiting(caller);
   const LockState before = StateOf(*dataset);
   if (!before.holders.empty() && !before.waiters.empty()) {
-    throw CommandError("try-write would fail, and " + WaitersText(before.waiters) +
+    throw CommandError("try-write would fail, and " + UsersText(before.waiters, kWaiting) +
                        " would wait forever for " + dataset->Name());
   }
   const Hold wanted{caller, dataset, LockMode::Write};
@@ -340,7 +332,7 @@ void CallerLocks::Say(const char* what, const char* verb, const Hold& hold, cons
                  {"what", what},
                  {"caller", caller},
                  {"dataset", hold.dataset->Name()},
-                 {"mode", ModeWord(hold.mode)}};
+                 {"mode", TextOf(hold.mode, kModeWords)}};
     if (state != nullptr) state->AddTo(json);
     return json;
   });
