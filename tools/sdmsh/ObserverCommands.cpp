@@ -1,5 +1,4 @@
 // The commands for observers of changes, for observers of the registry, and for reports of errors.
-// Also implements RegistryObserver.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -11,63 +10,72 @@
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
+#include <memory>
+#include <utility>
+
 namespace sdmsh {
 namespace {
 
 // Every severity but ErrorText::kError means a warning.
 constexpr std::int8_t kWarning = 2;
 
-}  // namespace
-
-// ---------------------------------------------------------------------------------------------
-// Observers of the registry
-
-RegistryObserver::RegistryObserver(ServerDataManager& registry, Output& output, std::string caller)
-    : registry_(registry), output_(output), caller_(std::move(caller)) {
-  registry_.Register(*this);
-}
-
-RegistryObserver::~RegistryObserver() {
-  registry_.Unregister(*this);
-}
-
-// Must not throw: after an exception the dataset would stay registered, but the command that added
-// it would not get its identifier.
-void RegistryObserver::DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) {
-  output_.Notice([&] { return ToText(id) + " created, file " + OrNone(fileName); },
-                 [&] {
-                   Json json = InJson("created", id);
-                   json["file"] = fileName;
-                   return json;
-                 });
-}
-
-void RegistryObserver::DataSetDeleted(const LocallyUniqueID& id) {
-  output_.Notice([&] { return ToText(id) + " deleted"; }, [&] { return InJson("deleted", id); });
-}
-
-std::string RegistryObserver::ToText(LocallyUniqueID id) const {
-  const std::string handle = HandleOf(id);
-  return "  " + caller_ + ": dataset " + id.ToString() +
-         (handle.empty() ? "" : " (" + handle + ")");
-}
-
-Json RegistryObserver::InJson(const char* event, LocallyUniqueID id) const {
-  return {{"event", event},
-          {"caller", caller_},
-          {"id", IdentifierInJson(id)},
-          {"handle", HandleOf(id)}};
-}
-
-// The handle name is empty for a dataset that was just opened, and for a dataset that was closed
-// before a notification pass sent its creation notice. Searches the list of datasets, because the
-// registry throws if a closed dataset is looked up.
-std::string RegistryObserver::HandleOf(LocallyUniqueID id) const {
-  for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
-    if (dataset.GetDataSetID() == id) return dataset.GetHandle();
+// An observer of the registry for a caller. Borrows the registry and the output, and adds a notice
+// to the output for each call. Registers itself; the destructor unregisters it.
+//
+// Threads: one at a time; the shell waits while a caller's thread works.
+class RegistryObserver final : public ServerDataManagerObserver {
+ public:
+  RegistryObserver(ServerDataManager& registry, Output& output, std::string caller)
+      : registry_(registry), output_(output), caller_(std::move(caller)) {
+    registry_.Register(*this);
   }
-  return "";
-}
+  ~RegistryObserver() override { registry_.Unregister(*this); }
+
+  // Must not throw: after an exception the dataset would stay registered, but the command that
+  // added it would not get its identifier.
+  void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) override {
+    output_.Notice([&] { return ToText(id) + " created, file " + OrNone(fileName); },
+                   [&] {
+                     Json json = InJson("created", id);
+                     json["file"] = fileName;
+                     return json;
+                   });
+  }
+
+  void DataSetDeleted(const LocallyUniqueID& id) override {
+    output_.Notice([&] { return ToText(id) + " deleted"; }, [&] { return InJson("deleted", id); });
+  }
+
+ private:
+  std::string ToText(LocallyUniqueID id) const {
+    const std::string handle = HandleOf(id);
+    return "  " + caller_ + ": dataset " + id.ToString() +
+           (handle.empty() ? "" : " (" + handle + ")");
+  }
+
+  Json InJson(const char* event, LocallyUniqueID id) const {
+    return {{"event", event},
+            {"caller", caller_},
+            {"id", IdentifierInJson(id)},
+            {"handle", HandleOf(id)}};
+  }
+
+  // The handle name is empty for a dataset that was just opened, and for a dataset that was closed
+  // before a notification pass sent its creation notice. Searches the list of datasets, because the
+  // registry throws if a closed dataset is looked up.
+  std::string HandleOf(LocallyUniqueID id) const {
+    for (const SvrDMDataset& dataset : registry_.GetAllDatasets()) {
+      if (dataset.GetDataSetID() == id) return dataset.GetHandle();
+    }
+    return "";
+  }
+
+  ServerDataManager& registry_;
+  Output& output_;
+  const std::string caller_;
+};
+
+}  // namespace
 
 // ---------------------------------------------------------------------------------------------
 // Commands
@@ -92,10 +100,9 @@ void WatchRegistry(Call& call) {
   call.Expect("registry");
   call.End();
   const std::string& caller = call.caller.Name();
-  ServerDataManager& registry = call.shell.Registry();
-  const auto [watch, isNew] =
-      call.shell.Watches().try_emplace(caller, registry, call.shell.Out(), caller);
-  if (!isNew) registry.Register(watch->second);  // the observer is now notified last
+  // A caller that watches already gets a new observer, which is notified last.
+  call.shell.Watches().insert_or_assign(
+      caller, std::make_unique<RegistryObserver>(call.shell.Registry(), call.shell.Out(), caller));
   call.Say("watches", caller + " watches the registry");
 }
 

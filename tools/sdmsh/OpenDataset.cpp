@@ -46,17 +46,29 @@ void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
   }
 }
 
-void CallerObserver::OnDataSetChanged(SvrDMWriteableDataSource const*) {
-  for (const ChangeInterpreter::Change& change : dataset_.Interpreter().Pass()) {
-    output_.Notice(
-        [&] { return "  " + caller_ + ": " + change.words; },
-        [&] {
-          Json json = {{"event", "notified"}, {"caller", caller_}, {"dataset", dataset_.Name()}};
-          json.update(change.json);
-          return json;
-        });
+// Adds a notice to the output for each message of a pass. The interpreter is notified first and has
+// formatted the messages.
+class OpenDataset::CallerObserver final : public SvrDMDataSetObserver {
+ public:
+  CallerObserver(const OpenDataset& dataset, std::string caller)
+      : dataset_(dataset), caller_(std::move(caller)) {}
+
+  void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
+    for (const ChangeInterpreter::Change& change : dataset_.interpreter_.Pass()) {
+      dataset_.output_.Notice(
+          [&] { return "  " + caller_ + ": " + change.words; },
+          [&] {
+            Json json = {{"event", "notified"}, {"caller", caller_}, {"dataset", dataset_.Name()}};
+            json.update(change.json);
+            return json;
+          });
+    }
   }
-}
+
+ private:
+  const OpenDataset& dataset_;
+  const std::string caller_;
+};
 
 // Simulates the channel to a client in another process: encodes a message, and decodes it from the
 // bytes.
@@ -112,7 +124,7 @@ OpenDataset::OpenDataset(SvrDMItemPtr item, Output& output)
 OpenDataset::~OpenDataset() {
   handle_.InitializeErrorMonitor(nullptr);
   handle_.Unregister(interpreter_);
-  for (auto& [caller, observer] : observerOf_) handle_.Unregister(observer);
+  for (auto& [caller, observer] : observerOf_) handle_.Unregister(*observer);
 }
 
 std::string OpenDataset::Name() const {
@@ -121,7 +133,10 @@ std::string OpenDataset::Name() const {
 }
 
 SvrDMDataSetObserver& OpenDataset::ObserverOf(const std::string& caller) {
-  return observerOf_.try_emplace(caller, *this, output_, caller).first->second;
+  const auto known = observerOf_.find(caller);
+  if (known != observerOf_.end()) return *known->second;
+  return *observerOf_.emplace(caller, std::make_unique<CallerObserver>(*this, caller))
+              .first->second;
 }
 
 void OpenDataset::Observe(const std::string& caller) {

@@ -66,24 +66,6 @@ class ChangeInterpreter final : public SvrDMDataSetObserver {
   std::string failure_;
 };
 
-class OpenDataset;
-
-// The observer of a caller: adds a notice to the output for each message of a pass. The interpreter
-// is notified first and has formatted the messages.
-class CallerObserver final : public SvrDMDataSetObserver {
- public:
-  // Borrows the dataset and the output.
-  CallerObserver(const OpenDataset& dataset, Output& output, std::string caller)
-      : dataset_(dataset), output_(output), caller_(std::move(caller)) {}
-
-  void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
-
- private:
-  const OpenDataset& dataset_;
-  Output& output_;
-  const std::string caller_;
-};
-
 // Shares ownership of the dataset's item, so that a closed dataset exists as long as callers hold
 // its lock.
 //
@@ -134,13 +116,14 @@ class OpenDataset {
   const ChangeInterpreter& Interpreter() const { return interpreter_; }
 
  private:
+  class CallerObserver;
   class ClientChannel;
 
   Output& output_;
   SvrDMItemPtr item_;
   SvrDMDataset handle_;
   ChangeInterpreter interpreter_;
-  std::map<std::string, CallerObserver> observerOf_;
+  std::map<std::string, std::unique_ptr<CallerObserver>> observerOf_;  // by name of the caller
   std::vector<std::string> observers_;
   std::unique_ptr<ClientChannel> client_;  // null if there is no client
   int reportCount_ = 0;

@@ -22,31 +22,6 @@ class ServerDataManager;
 
 namespace sdmsh {
 
-// An observer of the registry for a caller. Borrows the registry and the output, and adds a notice
-// to the output for each call. Defined in ObserverCommands.cpp.
-//
-// Threads: one at a time; the shell waits while a caller's thread works.
-class RegistryObserver final : public ServerDataManagerObserver {
- public:
-  // Registers the observer; the destructor unregisters it.
-  RegistryObserver(ServerDataManager& registry, Output& output, std::string caller);
-  RegistryObserver(const RegistryObserver&) = delete;
-  RegistryObserver& operator=(const RegistryObserver&) = delete;
-  ~RegistryObserver();
-
-  void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) override;
-  void DataSetDeleted(const LocallyUniqueID& id) override;
-
- private:
-  std::string ToText(LocallyUniqueID id) const;
-  Json InJson(const char* event, LocallyUniqueID id) const;
-  std::string HandleOf(LocallyUniqueID id) const;
-
-  ServerDataManager& registry_;
-  Output& output_;
-  const std::string caller_;
-};
-
 // Threads: the shell's thread, which constructs the shell and calls Execute; and a caller's thread
 // while Execute waits for it to run a command. At other times, a caller's thread is idle or waits
 // for a lock.
@@ -70,8 +45,10 @@ class Shell {
   Output& Out() { return output_; }
   ServerDataManager& Registry() { return registry_; }
   CallerLocks& Locks() { return locks_; }
-  // The registry observers of the callers that watch the registry, by the name of the caller.
-  std::map<std::string, RegistryObserver>& Watches() { return watches_; }
+  // The registry observers of the callers that watch the registry, by the name of the caller. Their
+  // destructors unregister them.
+  using WatchMap = std::map<std::string, std::unique_ptr<ServerDataManagerObserver>>;
+  WatchMap& Watches() { return watches_; }
 
   // The dataset in the registry with this handle name (ignoring case) or this identifier, written
   // domain:serial. If the registry has no such dataset, finds a closed dataset on which `caller`
@@ -114,7 +91,7 @@ class Shell {
 
   ServerDataManager& registry_;
   Output& output_;
-  std::map<std::string, RegistryObserver> watches_;
+  WatchMap watches_;
   std::unique_ptr<HiddenVariables> hidden_;  // the registry's filter hook; null if there is none
   std::vector<DatasetPtr> datasets_;
   std::optional<LocallyUniqueID> new_;  // registered by the running command
