@@ -3,7 +3,7 @@
 #include "ShellTest.h"
 
 #include <Arguments.h>
-#include <Completion.h>
+#include <Prompt.h>
 
 namespace sdmsh {
 namespace {

@@ -1,7 +1,8 @@
-#include "Completion.h"
+// The words that can complete a line.
 
 #include "Arguments.h"
 #include "CommandError.h"
+#include "Prompt.h"
 #include "Shell.h"
 #include "Variables.h"
 

@@ -4,7 +4,6 @@
 
 #include "Arguments.h"
 #include "CommandError.h"
-#include "Completion.h"
 #include "Shell.h"
 
 #include <histedit.h>

@@ -1,10 +1,13 @@
-// Prompt: runs commands from a script, from a pipe, or from a user at a terminal.
+// Prompt: runs commands from a script, from a pipe, or from a user at a terminal, and completes
+// words of a line.
 
 #ifndef SDMSH_PROMPT_H_
 #define SDMSH_PROMPT_H_
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 namespace sdmsh {
 
@@ -27,6 +30,18 @@ bool PlayInput(Shell& shell, std::istream& input, const std::string& script = ""
 // except for lines that begin with a blank. If that file cannot be written, reports the failure
 // once and keeps the history only in memory.
 bool RunPrompt(Shell& shell);
+
+// The words that can complete the last word of a text, by the grammar in the table of commands.
+struct Completions {
+  std::size_t start;               // where the last word starts in the text
+  std::string typed;               // the last word, without its quotes
+  std::vector<std::string> words;  // sorted, without duplicates; a folder ends with a slash
+};
+
+// `text` is the part of a line before the cursor. Defined in Completion.cpp.
+//
+// Threads: the shell's thread.
+Completions CompletionsOf(Shell& shell, const std::string& text);
 
 }  // namespace sdmsh
 
