@@ -34,7 +34,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Label = std::array<char, 32>;
 
-// Limits how often reports can pause the other threads.
+// Limits how often reports can pause the other threads. Without a limit, a thread that waits to
+// write its table can miss the moments between the pauses, and wait through thousands of reports.
 constexpr auto kTimeBetweenReports = std::chrono::milliseconds(1);
 
 // Reads the coarse clock, which takes about 7 ns, a fifth of the time of the steady clock.
