@@ -11,3 +11,20 @@ function(run)
   endif()
   set(RUN_OUTPUT "${output}" PARENT_SCOPE)
 endfunction()
+
+# use_builds(vendor LIBRARY...): copies the existing builds of platform libraries to the folder
+# `vendor`, and sets ROOTS to the options that configure the project with them. Omits libraries
+# without a shared build.
+function(use_builds vendor)
+  set(roots "")
+  foreach(library IN LISTS ARGN)
+    file(GLOB built "${BUILD_DIR}/platform/${library}/${library}.so*")
+    if(built)
+      file(GLOB headers "${PROJECT_DIR}/platform/${library}/*.h")
+      file(COPY ${headers} DESTINATION "${vendor}/include/${library}")
+      file(COPY ${built} DESTINATION "${vendor}/lib")
+      list(APPEND roots "-DPLATFORM_${library}_ROOT=${vendor}")
+    endif()
+  endforeach()
+  set(ROOTS "${roots}" PARENT_SCOPE)
+endfunction()

@@ -18,20 +18,10 @@ run("${COMPILER}" -std=c++20 -O2 -fPIC -shared -Wl,-soname,libvutility.so
 
 # The other libraries that messages need do not depend on the allocator, so their existing builds
 # are used.
-set(roots "-DPLATFORM_libvutility_ROOT=${vendor}")
-foreach(library IN ITEMS libdatastr libdatasrc)
-  file(GLOB built "${BUILD_DIR}/platform/${library}/${library}.so*")
-  if(built)
-    file(GLOB headers "${PROJECT_DIR}/platform/${library}/*.h")
-    file(COPY ${headers} DESTINATION "${vendor}/include/${library}")
-    file(COPY ${built} DESTINATION "${vendor}/lib")
-    list(APPEND roots "-DPLATFORM_${library}_ROOT=${vendor}")
-  endif()
-endforeach()
-
+use_builds("${vendor}" libdatastr libdatasrc)
 run("${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build" -G Ninja
     "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_BUILD_TYPE=Debug -DSDM_DEVELOPER=ON
-    ${roots})
+    "-DPLATFORM_libvutility_ROOT=${vendor}" ${ROOTS})
 run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build" --target replaced_allocator)
 run("${WORK_DIR}/build/tests/install/replaced_allocator")
 message(STATUS "${RUN_OUTPUT}")

@@ -1,0 +1,34 @@
+# Builds a second libsfthread, whose sfMutexRW is a "vendor's" lock, configures the project with it,
+# and runs a program in which the lock monitor must observe that lock.
+
+include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
+file(REMOVE_RECURSE "${WORK_DIR}")
+set(vendor "${WORK_DIR}/vendor")
+set(lock "${CMAKE_CURRENT_LIST_DIR}/vendor_lock")
+
+file(GLOB headers "${PROJECT_DIR}/platform/libsfthread/*.h")
+file(COPY ${headers} "${lock}/sfMutexRW.h" DESTINATION "${vendor}/include/libsfthread")
+file(MAKE_DIRECTORY "${vendor}/lib")
+run("${COMPILER}" -std=c++20 -fPIC -shared -Wl,-soname,libsfthread.so
+    "-I${vendor}/include" "-I${PROJECT_DIR}" "${lock}/sfMutexRW.cpp"
+    "${PROJECT_DIR}/platform/libsfthread/sfGuard.cpp" "${PROJECT_DIR}/platform/libsfthread/sfMutex.cpp"
+    -o "${vendor}/lib/libsfthread.so")
+
+use_builds("${vendor}" libdatasrc libdatastr liborvxdemg liborvxmsgs libplatdep libvserial libvutility)
+run("${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build" -G Ninja
+    "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_BUILD_TYPE=Debug -DSDM_DEVELOPER=ON
+    "-DPLATFORM_libsfthread_ROOT=${vendor}" ${ROOTS})
+run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build" --target replaced_lock)
+run("${WORK_DIR}/build/tests/install/replaced_lock")
+message(STATUS "${RUN_OUTPUT}")
+
+set(time "for [0-9]+\\.[0-9] s")
+set(thread "thread [0-9]+")
+foreach(text IN ITEMS
+        "^dataset 0:0\n  ${thread} writes as \"import\" ${time}\n  ${thread} waits to read as \"means\" ${time}\n"
+        "\ndeadlock: ${thread} waits to read dataset 0:[12], which ${thread} writes; ${thread} waits to read dataset 0:[12], which ${thread} writes\n"
+        "\ncalls of the vendor's lock: [1-9]")
+  if(NOT RUN_OUTPUT MATCHES "${text}")
+    message(FATAL_ERROR "The output does not match: ${text}")
+  endif()
+endforeach()
