@@ -3,6 +3,7 @@
 #include "ShellTest.h"
 
 #include <Arguments.h>
+#include <libdatasrc/ORVX_DataSource.h>
 #include <Locks.h>
 #include <OpenDataset.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>

@@ -6,6 +6,7 @@
 #include "Shell.h"
 #include "Variables.h"
 
+#include <libdatasrc/ORVX_DataSource.h>
 #include <libdatasrc/Summary.h>
 #include <libdatasrc/ValueText.h>
 #include <liborvxdemg/DictionaryText.h>

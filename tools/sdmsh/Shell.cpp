@@ -5,6 +5,7 @@
 #include "Arguments.h"
 #include "CommandError.h"
 
+#include <libdatasrc/ORVX_DataSource.h>
 #include <ServerDataManager/serverdatamgr.h>
 
 #include <algorithm>

@@ -7,8 +7,8 @@
 #include "Locks.h"
 #include "OpenDataset.h"
 #include "Output.h"
-#include "Sources.h"
 
+#include <libdatasrc/HiddenVariables.h>
 #include <ServerDataManager/ServerDataManagerObserver.h>
 
 #include <chrono>

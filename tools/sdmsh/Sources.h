@@ -5,12 +5,9 @@
 
 #include <libdatasrc/ImportOptions.h>
 #include <libdatasrc/ORVX_DataSource.h>
-#include <libdatasrc/ORVX_DataSourceFilterHook.h>
 
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 class SystemFileDataSource;
 
@@ -43,30 +40,6 @@ ImportOptions TakeImportOptions(Arguments& arguments);
 // CommandError after ctrl-C.
 std::unique_ptr<SystemFileDataSource> OpenDataFile(Output& output, const std::string& file,
                                                    const ImportOptions& options);
-
-// A filter hook that hides the variables with certain names: it puts a filtered source without
-// these variables on top of each source that is added to the registry.
-//
-// Threads: one at a time.
-class HiddenVariables final : public ORVX_DataSourceFilterHook {
- public:
-  explicit HiddenVariables(std::vector<std::string> names) : names_(std::move(names)) {}
-
-  // Returns `source` if it has none of these variables.
-  ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
-
-  // To be called after each addition to the registry. If the addition failed before a dataset owned
-  // the filtered source, deletes the filtered source without its parent, which the registry has
-  // already deleted.
-  void EndAddition(bool isAdded) noexcept;
-
- private:
-  class View;
-
-  const std::vector<std::string> names_;
-  View* view_ = nullptr;               // the latest; valid until isAlive_ expires
-  std::weak_ptr<const void> isAlive_;  // expires when view_ is deleted, and after each addition
-};
 
 }  // namespace sdmsh
 

@@ -5,6 +5,7 @@
 #include <libdatasrc/CaseReader.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
+#include <libdatasrc/HiddenVariables.h>
 #include <libdatasrc/iDMY2Orvx.h>
 #include <libdatasrc/ObsProjector.h>
 #include <libdatasrc/PassThroughIter.h>
@@ -591,6 +592,13 @@ TEST(MemoryFault, WhileReadingCasesLeaksNothing) {
           "FilteredDataSource with a selector",
           [&] { return std::make_unique<FilteredDataSource>(file.get(), selector); },
           [](const auto& source) { return TextOfCases(source); }),
+      Returns("HiddenVariables, and an addition that fails",
+              [&] {
+                HiddenVariables hidden({"a"});
+                const int count = hidden.FilterDataSource(file.get())->ColumnCount();
+                hidden.EndAddition(/*isAdded=*/false);
+                return std::to_string(count);
+              }),
       Iterates("iterator without cases", none, area),
       Iterates("iterator of a file", *file, area),
       Iterates("iterator of all cases", all, area),

@@ -1,0 +1,67 @@
+// The filter hook that hides variables.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <libdatasrc/HiddenVariables.h>
+#include <libdatasrc/MemoryDataSource.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::string> NamesOf(const ORVX_DataSource& source) {
+  std::vector<std::string> names;
+  for (int i = 0; i < source.ColumnCount(); ++i) names.push_back(source.GetVariable(i).GetName());
+  return names;
+}
+
+class Hiding : public testing::Test {
+ protected:
+  Hiding() {
+    int position = 0;
+    for (const char* const name : {"a", "b", "c"}) {
+      const ORVX_Variable variable(ORVX_Variable::NextID(), name);
+      source_.InsertVariable(position++, variable, {1.0, 2.0});
+    }
+  }
+
+  MemoryDataSource source_;
+};
+
+TEST_F(Hiding, PutsASourceWithoutTheVariablesOnTop) {
+  HiddenVariables hidden({"c", "a", "nope"});
+  const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
+  EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b"));
+  EXPECT_EQ(view->GetParentSource(), &source_);
+  EXPECT_EQ(view->RowCount(), 2);
+  EXPECT_THAT(NamesOf(std::as_const(source_)), ElementsAre("a", "b", "c"));
+}
+
+TEST_F(Hiding, ReturnsASourceWithoutSuchVariables) {
+  HiddenVariables hidden({"A", "d"});
+  EXPECT_EQ(hidden.FilterDataSource(&source_), &source_);
+}
+
+TEST_F(Hiding, KeepsTheDirtyFlag) {
+  HiddenVariables hidden({"a"});
+  for (const bool isDirty : {true, false}) {
+    source_.SetDirty(isDirty);
+    const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
+    EXPECT_EQ(view->IsDirty(), isDirty);
+  }
+}
+
+TEST_F(Hiding, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
+  HiddenVariables hidden({"a"});
+  const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
+  hidden.EndAddition(/*isAdded=*/true);
+  hidden.EndAddition(/*isAdded=*/false);  // of another source, which has no variable to hide
+  EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b", "c"));
+}
+
+}  // namespace
