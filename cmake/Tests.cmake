@@ -1,16 +1,17 @@
-# sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): a GoogleTest executable; CTest lists each
-# of its tests by name. Sanitizer runs select tests by label; the target sdm_concurrency_tests
-# builds only those with the label concurrency.
+# sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): a GoogleTest executable. CTest lists each
+# of its tests by name or, with a sanitizer, the executable in parts. Sanitizer runs select tests by
+# label; the target sdm_concurrency_tests builds only those with the label concurrency.
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
 add_custom_target(sdm_concurrency_tests)
 
 # Compiling takes longer than running, so test sources are not optimised (unlike the libraries under
-# test), and common system headers are precompiled. Headers of the project are not: each source
-# includes the headers that it uses.
+# test), are compiled in batches, and common system headers are precompiled. Headers of the project
+# are not: each source includes the headers that it uses.
 function(sdm_test_settings target)
   target_compile_options(${target} PRIVATE -O0)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
   target_link_libraries(${target} PRIVATE GTest::gmock)
   if(target STREQUAL sdm_precompiled_headers)
     target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <algorithm> <array> <atomic>
@@ -32,12 +33,22 @@ function(sdm_add_test name)
   add_executable(${name} ${arg_SOURCES})
   sdm_test_settings(${name})
   target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gtest_main)
-  gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
-  # Test discovery would lose all labels but the first, so they are set when CTest reads its list.
-  set(labels_file "${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake")
-  file(WRITE "${labels_file}"
-       "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${arg_LABELS}\")\n")
-  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${labels_file}")
+  if(SDM_SANITIZE)
+    # Starting a program with a sanitizer takes longer than most tests, so CTest runs each program
+    # in a few parts.
+    foreach(part RANGE 3)
+      add_test(NAME ${name}.${part} COMMAND ${name})
+      set_tests_properties(${name}.${part} PROPERTIES TIMEOUT 900 LABELS "${arg_LABELS}"
+        ENVIRONMENT "GTEST_TOTAL_SHARDS=4;GTEST_SHARD_INDEX=${part};GTEST_BRIEF=1")
+    endforeach()
+  else()
+    gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+    # Test discovery would lose all labels but the first, so they are set when CTest reads its list.
+    set(labels_file "${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake")
+    file(WRITE "${labels_file}"
+         "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${arg_LABELS}\")\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${labels_file}")
+  endif()
   if("concurrency" IN_LIST arg_LABELS)
     add_dependencies(sdm_concurrency_tests ${name})
   endif()

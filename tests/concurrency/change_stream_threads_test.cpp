@@ -19,7 +19,7 @@ namespace {
 
 using Outcome = ChangeStreamReader::Outcome;
 
-constexpr int kWriters = 2;
+constexpr int kStreamWriters = 2;
 constexpr int kWrites = 100;
 constexpr int kSenders = 2;
 constexpr int kSnapshots = 50;
@@ -67,9 +67,9 @@ class ChangeStreamThreads : public testing::Test {
   // time.
   template <class Beside>
   void Together(Beside beside) {
-    std::latch start(kWriters + kSenders + 1);
+    std::latch start(kStreamWriters + kSenders + 1);
     std::vector<std::thread> threads;
-    for (int i = 0; i < kWriters; ++i) {
+    for (int i = 0; i < kStreamWriters; ++i) {
       threads.emplace_back([&] {
         start.arrive_and_wait();
         WriteOften();
@@ -101,13 +101,13 @@ TEST_F(ChangeStreamThreads, FramesAreSentOneAtATimeInAnOrderThatAReaderAccepts) 
   Together([] {});
 
   EXPECT_FALSE(channel.overlapped);
-  EXPECT_EQ(channel.frames.size(), 1U + kWriters * kWrites + kSenders * kSnapshots);
+  EXPECT_EQ(channel.frames.size(), 1U + kStreamWriters * kWrites + kSenders * kSnapshots);
   ChangeStreamReader reader(id);
   for (const std::string& frame : channel.frames) {
     ASSERT_EQ(reader.Apply(frame), Outcome::Applied) << reader.SnapshotReason();
   }
-  EXPECT_EQ(reader.PassNumber(), 1U + kWriters * kWrites);
-  EXPECT_EQ(reader.CaseSequence(), unsigned{kWriters * kWrites});
+  EXPECT_EQ(reader.PassNumber(), 1U + kStreamWriters * kWrites);
+  EXPECT_EQ(reader.CaseSequence(), unsigned{kStreamWriters * kWrites});
 }
 
 TEST_F(ChangeStreamThreads, ALostStreamIsUnregisteredWhileOthersWrite) {

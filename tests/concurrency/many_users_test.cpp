@@ -20,11 +20,11 @@
 
 namespace {
 
-constexpr int kDatasets = 3;
+constexpr int kBusyDatasets = 3;
 constexpr int kWritersEach = 2;
 constexpr int kReadersEach = 2;
 constexpr int kObserversEach = 2;
-constexpr int kWrites = 150;
+constexpr int kWritesEach = 150;
 
 // Mirrors the dictionary. Needs no lock, because it is called only under the dataset's write lock.
 class Follower : public SvrDMDataSetObserver {
@@ -94,7 +94,7 @@ class Busy {
 
   void WriteOften(unsigned int seed) {
     std::minstd_rand random(seed);
-    for (int i = 0; i < kWrites; ++i) {
+    for (int i = 0; i < kWritesEach; ++i) {
       SvrDMWriteableDataSource writer(registry_, id_, false, nullptr);
       EXPECT_TRUE(IsWhole(**writer));
       ChangePairs(**writer, random);
@@ -105,7 +105,7 @@ class Busy {
 
   // Runs until all writes are done.
   void ReadOften() {
-    for (int last = 0; last < kWritersEach * kWrites;) {
+    for (int last = 0; last < kWritersEach * kWritesEach;) {
       const SvrDMInputDataSource reader(registry_, id_, false);
       const ORVX_DataSource& source = **reader;
       EXPECT_TRUE(IsWhole(source));
@@ -119,12 +119,12 @@ class Busy {
     const SvrDMDataset handle(registry_, id_);
     EXPECT_EQ(handle.ReadersCount(), 0U);
     EXPECT_EQ(handle.WritersCount(), 0U);
-    EXPECT_EQ(handle.GetCaseSequence(), unsigned{kWritersEach * kWrites});
+    EXPECT_EQ(handle.GetCaseSequence(), unsigned{kWritersEach * kWritesEach});
 
     const SvrDMInputDataSource reader(registry_, id_, false);
-    EXPECT_EQ(CountIn(**reader), kWritersEach * kWrites);
+    EXPECT_EQ(CountIn(**reader), kWritersEach * kWritesEach);
     for (const Follower& follower : followers_) {
-      EXPECT_EQ(follower.passes, kWritersEach * kWrites);
+      EXPECT_EQ(follower.passes, kWritersEach * kWritesEach);
       EXPECT_EQ(support::VariablesOf(follower.mirror.Dictionary()), support::VariablesOf(**reader));
     }
   }
@@ -140,9 +140,9 @@ class Busy {
 TEST(ManyUsers, LeaveCountsAtZeroAndEveryMirrorEqualToItsSource) {
   ServerDataManager registry;
   std::vector<std::unique_ptr<Busy>> datasets;
-  for (int i = 0; i < kDatasets; ++i) datasets.push_back(std::make_unique<Busy>(registry));
-  std::latch start(kDatasets * (kWritersEach + kReadersEach) + 1);
-  std::atomic<int> writing = kDatasets * kWritersEach;
+  for (int i = 0; i < kBusyDatasets; ++i) datasets.push_back(std::make_unique<Busy>(registry));
+  std::latch start(kBusyDatasets * (kWritersEach + kReadersEach) + 1);
+  std::atomic<int> writing = kBusyDatasets * kWritersEach;
   std::vector<std::thread> users;
 
   for (const std::unique_ptr<Busy>& dataset : datasets) {
@@ -164,7 +164,7 @@ TEST(ManyUsers, LeaveCountsAtZeroAndEveryMirrorEqualToItsSource) {
   while (writing > 0) registry.Delete(support::AddDataset(registry, "fleeting"));
   for (std::thread& user : users) user.join();
 
-  EXPECT_EQ(registry.GetAllDatasets().size(), std::size_t{kDatasets});
+  EXPECT_EQ(registry.GetAllDatasets().size(), std::size_t{kBusyDatasets});
   for (const std::unique_ptr<Busy>& dataset : datasets) dataset->ExpectAllIsRight();
 }
 

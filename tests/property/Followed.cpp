@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace {
 
@@ -44,13 +45,11 @@ std::string Followed::Update(bool mirrored) {
 
   sdm_internal::UpdateSnapshot(snapshot_);
 
-  const std::vector<support::Said> queued = support::WhatIsSaidBy(item_.Notifications());
+  std::vector<support::Said> queued = support::WhatIsSaidBy(item_.Notifications());
   std::vector<support::Said> expected = plain_.Update(support::VariablesOf(Source()));
-  for (const support::Said& said : plain_.UpdateUses(support::UsesIn(Source()))) {
-    expected.push_back(said);
-  }
-  std::string wrong = MessagesThatDiffer(expected, queued);
-  wrong += FlagsThatDiffer(wasDirty, queued);
+  std::ranges::move(plain_.UpdateUses(support::UsesIn(Source())), std::back_inserter(expected));
+  std::string wrong = FlagsThatDiffer(wasDirty, queued);
+  wrong += MessagesThatDiffer(expected, std::move(queued));
   wrong += ViewThatDiffers();
   if (mirrored) wrong += MirrorThatDiffers();
   item_.ClearNotifications();
@@ -58,12 +57,11 @@ std::string Followed::Update(bool mirrored) {
 }
 
 std::string Followed::MessagesThatDiffer(const std::vector<support::Said>& expected,
-                                         const std::vector<support::Said>& queued) {
-  std::vector<support::Said> covered;
-  std::copy_if(queued.begin(), queued.end(), std::back_inserter(covered), IsCovered);
-  if (covered == expected) return "";
+                                         std::vector<support::Said> queued) {
+  std::erase_if(queued, [](const support::Said& said) { return !IsCovered(said); });
+  if (queued == expected) return "";
   return "Other messages than the plain comparison's:\n" +
-         support::SideBySide("plain", Lines(expected), "queued", Lines(covered));
+         support::SideBySide("plain", Lines(expected), "queued", Lines(queued));
 }
 
 std::string Followed::FlagsThatDiffer(bool wasDirty, const std::vector<support::Said>& queued) {

@@ -34,7 +34,7 @@ class Followed {
 
  private:
   static std::string MessagesThatDiffer(const std::vector<support::Said>& expected,
-                                        const std::vector<support::Said>& queued);
+                                        std::vector<support::Said> queued);
   std::string FlagsThatDiffer(bool wasDirty, const std::vector<support::Said>& queued);
   std::string ViewThatDiffers();
   // Applies the messages to the mirror, then returns its differences from the source.

@@ -29,7 +29,7 @@ using support::ReadFrom;
 using Specs = SvrBootstrapSpecs;
 using Check = SvrBootstrapSpecsSerializer::Check;
 
-constexpr int kRuns = 1000;
+constexpr int kByteRuns = 1000;
 
 // ---- random bootstrap specifications and bytes --------------------------------------------------
 
@@ -176,7 +176,9 @@ class Verdicts {
   }
 
   // If a finding is rare, the random bytes do not cover the interesting cases.
-  void ExpectEachMadeOften() const { EXPECT_THAT(counts_, testing::Each(testing::Gt(kRuns / 20))); }
+  void ExpectEachMadeOften() const {
+    EXPECT_THAT(counts_, testing::Each(testing::Gt(kByteRuns / 20)));
+  }
 
  private:
   std::array<int, 4> counts_ = {};
@@ -185,7 +187,7 @@ class Verdicts {
 // ---- properties ---------------------------------------------------------------------------------
 
 TEST(BootstrapBytesProperty, NativeBytesRoundTripAndAreWhole) {
-  ForAll(kRuns, [] {
+  ForAll(kByteRuns, [] {
     const Specs specs = AnySpecs();
     const std::string bytes = BytesOf(specs);
     RC_ASSERT(All(ReadFrom(bytes)) == All(specs));
@@ -194,7 +196,7 @@ TEST(BootstrapBytesProperty, NativeBytesRoundTripAndAreWhole) {
 }
 
 TEST(BootstrapBytesProperty, SwappedBytesRoundTripAndAreWhole) {
-  ForAll(kRuns, [] {
+  ForAll(kByteRuns, [] {
     const Specs specs = AnySpecs();
     const std::string bytes = InTheOtherByteOrder(BytesOf(specs));
     RC_ASSERT(All(ReadFrom(bytes)) == All(specs));
@@ -203,11 +205,11 @@ TEST(BootstrapBytesProperty, SwappedBytesRoundTripAndAreWhole) {
 }
 
 TEST(BootstrapBytesProperty, EveryPrefixIsRejected) {
-  ForAll(kRuns, [] { AssertEveryPrefixRefused(AnyWholeBytes()); });
+  ForAll(kByteRuns, [] { AssertEveryPrefixRefused(AnyWholeBytes()); });
 }
 
 TEST(BootstrapBytesProperty, TrailingBytesAreIgnored) {
-  ForAll(kRuns, [] {
+  ForAll(kByteRuns, [] {
     const std::string bytes = AnyWholeBytes();
     const std::string more = bytes + Any<std::string>();
     RC_ASSERT(CheckOf(more).IsWhole());
@@ -218,7 +220,7 @@ TEST(BootstrapBytesProperty, TrailingBytesAreIgnored) {
 
 TEST(BootstrapBytesProperty, ChangedBytesAreRejectedOrDecodable) {
   Verdicts verdicts;
-  ForAll(kRuns, [&verdicts] {
+  ForAll(kByteRuns, [&verdicts] {
     std::string bytes = AnyWholeBytes();
     ChangeSomeBytes(bytes);
     verdicts.AssertRightAbout(bytes);
@@ -228,7 +230,7 @@ TEST(BootstrapBytesProperty, ChangedBytesAreRejectedOrDecodable) {
 
 TEST(BootstrapBytesProperty, AnyBytesAreRejectedOrDecodable) {
   Verdicts verdicts;
-  ForAll(kRuns, [&verdicts] {
+  ForAll(kByteRuns, [&verdicts] {
     verdicts.AssertRightAbout(AnyLikelyBytes());
     verdicts.AssertRightAbout(Any<std::string>());
   });

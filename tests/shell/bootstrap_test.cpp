@@ -583,13 +583,13 @@ TEST_F(BootstrapFiles, AreRefusedIfTheyCannotBeRead) {
 }
 
 // Invalid bytes, and how the commands `bootstrap from` and `bootstrap check` report them.
-struct Broken {
+struct BrokenBytes {
   std::string bytes;
   std::string finding;  // the end of the message of both commands
   std::string json;     // the end of the JSON of `check`
 };
 
-std::vector<Broken> BrokenSpecs(bool swapped) {
+std::vector<BrokenBytes> BrokenSpecs(bool swapped) {
   const std::string order = swapped ? R"("byteOrder":"swapped",)" : R"("byteOrder":"native",)";
   const std::string whole = FullSpecs(swapped);
   std::string otherVersion = whole;

@@ -1,5 +1,5 @@
-// Tests that the shell continues if any allocation of a command fails. This is a separate program
-// because it replaces the global operator new.
+// Tests that the shell continues if any allocation fails, of a command or of a new caller. This is
+// a separate program because it replaces the global operator new.
 
 #include <Arguments.h>
 #include <CommandError.h>
@@ -14,10 +14,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <new>
+#include <ostream>
 #include <sstream>
 #include <streambuf>
 #include <string>
@@ -256,6 +258,31 @@ TEST(FullMemoryScenes, CoverEveryCommand) {
       return scene.command.substr(0, scene.command.find(' ')) == name;
     })) << name;
   }
+}
+
+TEST(CallerMemory, CallerIsCreatedCompletelyOrNotAtAll) {
+  const std::string caller = "a caller with a long name, for which a string needs memory";
+  const std::vector<std::string> words = {"list"};
+  CommandTable();  // the first call creates the table, which must not fail here
+  int failures = 0;
+  for (bool done = false; !done; failures += done ? 0 : 1) {
+    ServerDataManager registry;
+    Mute mute;
+    std::ostream out(&mute);
+    Output output(out, out);
+    Shell shell(registry, output);
+    {
+      const support::MemoryFor some(failures);
+      try {
+        shell.Execute(caller, words);
+        done = true;
+      } catch (const std::exception&) {  // std::bad_alloc or a CommandError
+      }
+    }
+    EXPECT_TRUE(shell.CloseDown(""));
+    EXPECT_FALSE(shell.IsStuck());
+  }
+  EXPECT_GT(failures, 3);
 }
 
 }  // namespace

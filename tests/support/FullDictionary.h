@@ -8,6 +8,7 @@
 #include <libdatasrc/DataFreeDataSource.h>
 #include <tests/support/Dictionary.h>
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,6 +36,13 @@ inline void SetAttribute(ORVX_DataSource& source, const std::string& name,
   DatasourceAttributes attributes = source.GetAttributes();
   attributes.Set(name, values);
   source.SetAttributes(attributes);
+}
+
+// Attributes with these names and the value "value".
+inline DatasourceAttributes Attributes(std::initializer_list<std::string> names) {
+  DatasourceAttributes attributes;
+  for (const std::string& name : names) attributes.Set(name, {"value"});
+  return attributes;
 }
 
 inline VariableSetImpl SetOf(const std::string& name, const std::string& members) {

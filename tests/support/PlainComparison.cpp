@@ -25,8 +25,8 @@ void EraseAt(Variables& list, std::size_t position) {
   list.erase(list.begin() + static_cast<std::ptrdiff_t>(position));
 }
 
-void InsertAt(Variables& list, std::size_t position, const ORVX_Variable& variable) {
-  list.insert(list.begin() + static_cast<std::ptrdiff_t>(position), variable);
+void InsertAt(Variables& list, std::size_t position, ORVX_Variable variable) {
+  list.insert(list.begin() + static_cast<std::ptrdiff_t>(position), std::move(variable));
 }
 
 }  // namespace
@@ -85,9 +85,9 @@ void PlainComparison::Compare(const Variables& source) {
       if (!gone.empty()) Say({Said::Kind::Delete, gone, {}, {}, 0});
       if (j > iNew) {
         Say({Said::Kind::Move, {}, {}, {static_cast<int>(j)}, static_cast<int>(iNew)});
-        const ORVX_Variable moved = view[j];
+        ORVX_Variable moved = view[j];
         EraseFromView(j);
-        InsertAt(view, iNew, moved);
+        InsertAt(view, iNew, std::move(moved));
       }
     } else if (j == view.size()) {
       anyChange = true;

@@ -41,11 +41,11 @@ using support::Vars;
 using testing::HasSubstr;
 using Outcome = ChangeStreamReader::Outcome;
 
-const LocallyUniqueID kDataset(0, 7);
+const LocallyUniqueID kStreamedDataset(0, 7);
 
 template <class Message, class... Arguments>
 void Add(ChangeFrame& frame, const Arguments&... arguments) {
-  Message message(0, kDataset, 3, arguments...);
+  Message message(0, kStreamedDataset, 3, arguments...);
   frame.AddMessage(message);
 }
 
@@ -54,10 +54,11 @@ ChangeFrame FullSnapshot() {
   const auto source = support::FullDictionary();
   ChangeFrame frame;
   frame.kind = ChangeFrame::Kind::Snapshot;
-  frame.dataset = kDataset;
+  frame.dataset = kStreamedDataset;
   frame.passNumber = 41;
   frame.caseSequence = 3;
-  for (const auto& message : DictionaryMessages(*source, kDataset, 3)) frame.AddMessage(*message);
+  for (const auto& message : DictionaryMessages(*source, kStreamedDataset, 3))
+    frame.AddMessage(*message);
   frame.digest = DigestOf(*source);
   return frame;
 }
@@ -88,7 +89,7 @@ DictionaryMirror MirrorAfter(const std::vector<ChangeFrame>& frames) {
 // A pass after FullSnapshot(), with the kinds of messages that a snapshot does not have.
 ChangeFrame PassAfterSnapshot() {
   ChangeFrame frame;
-  frame.dataset = kDataset;
+  frame.dataset = kStreamedDataset;
   frame.passNumber = 42;
   frame.caseSequence = 4;
   ResetUndoMsg undo;
@@ -103,7 +104,7 @@ ChangeFrame PassAfterSnapshot() {
   return frame;
 }
 
-std::string Said(const ChangeFrame& frame) {
+std::string TextOf(const ChangeFrame& frame) {
   std::string text;
   for (const auto& message : frame.Messages()) text += support::AsText(message.get()) + "\n";
   return text;
@@ -111,14 +112,14 @@ std::string Said(const ChangeFrame& frame) {
 
 // A reader that has applied the snapshot.
 std::unique_ptr<ChangeStreamReader> Following() {
-  auto reader = std::make_unique<ChangeStreamReader>(kDataset);
+  auto reader = std::make_unique<ChangeStreamReader>(kStreamedDataset);
   ChangeFrame snapshot = FullSnapshot();
   EXPECT_EQ(reader->Apply(BytesOf(snapshot)), Outcome::Applied) << reader->SnapshotReason();
   return reader;
 }
 
 TEST(Encoding, DoesNotWriteToTheObject) {
-  LocallyUniqueID id = kDataset;
+  LocallyUniqueID id = kStreamedDataset;
   ReportedErrorMsgResponse response;
   VStream answer(std::string_view("\1", 1));
   response.Serialize(answer);
@@ -126,8 +127,8 @@ TEST(Encoding, DoesNotWriteToTheObject) {
   EXPECT_NE(EncodedReadOnly(ReportedErrorMsg(id, ErrorText("text", 1))), "");
   EXPECT_NE(EncodedReadOnly(response), "");
   EXPECT_NE(EncodedReadOnly(FullSnapshot()), "");
-  EXPECT_NE(EncodedReadOnly(DataSetModifiedMsg(0, kDataset, 3, true)), "");
-  EXPECT_NE(EncodedReadOnly(ModifyVarMsg(0, kDataset, 3, Var("A"))), "");
+  EXPECT_NE(EncodedReadOnly(DataSetModifiedMsg(0, kStreamedDataset, 3, true)), "");
+  EXPECT_NE(EncodedReadOnly(ModifyVarMsg(0, kStreamedDataset, 3, Var("A"))), "");
 }
 
 TEST(VStream, DoesNotWriteToADoubleThatItEncodes) {
@@ -151,15 +152,15 @@ TEST(ChangeFrame, RoundTrips) {
 }
 
 TEST(ChangeFrame, ReturnsItsMessagesInOrder) {
-  EXPECT_EQ(Said(PassAfterSnapshot()),
+  EXPECT_EQ(TextOf(PassAfterSnapshot()),
             "reset undo\nmove 3 to 0\ndelete B, C\nmodify A \"new\"\n"
             "file specification \"/data/survey.tsv\"\nimputation of 0 rows\n");
 }
 
 TEST(ChangeFrame, EncodesEachMessageWithItsOwnSerialisation) {
   ChangeFrame frame;
-  ModifyVarMsg first(0, kDataset, 3, Var("A"));
-  MoveVarsMsg second(0, kDataset, 3, {1}, 0);
+  ModifyVarMsg first(0, kStreamedDataset, 3, Var("A"));
+  MoveVarsMsg second(0, kStreamedDataset, 3, {1}, 0);
   frame.AddMessage(first);
   frame.AddMessage(second);
   EXPECT_EQ(frame.messageBytes, BytesOf(first) + BytesOf(second));
@@ -169,7 +170,7 @@ TEST(ChangeFrame, EncodesEachMessageWithItsOwnSerialisation) {
 TEST(ChangeFrame, HasThisEncoding) {
   ChangeFrame frame;
   frame.kind = ChangeFrame::Kind::Snapshot;
-  frame.dataset = kDataset;
+  frame.dataset = kStreamedDataset;
   frame.passNumber = 0x0102030405060708;
   frame.caseSequence = 9;
   frame.digest = {0x1112131415161718, 0x2122232425262728};
@@ -328,7 +329,7 @@ TEST_F(HostileMessages, OfASnapshotWithAnyByteChangedAreRejectedOrHaveTheSameDig
     for (std::size_t i = 0; i < frame.messageBytes.size(); ++i) {
       const char right = frame.messageBytes[i];
       frame.messageBytes[i] = static_cast<char>(right ^ change);
-      ChangeStreamReader reader(kDataset);
+      ChangeStreamReader reader(kStreamedDataset);
       ExpectHarmless(reader, frame, escape[i]);
       frame.messageBytes[i] = right;
     }
@@ -363,7 +364,7 @@ TEST_F(HostileMessages, AreRejectedAtEveryTruncation) {
   for (std::size_t length = 0; length < whole.messageBytes.size(); ++length) {
     ChangeFrame frame = whole;
     frame.messageBytes.resize(length);
-    ChangeStreamReader reader(kDataset);
+    ChangeStreamReader reader(kStreamedDataset);
     ExpectHarmless(reader, frame);
   }
   EXPECT_EQ(refused_, whole.messageBytes.size());
@@ -377,7 +378,7 @@ TEST_F(HostileMessages, WithHugeLengthsAllocateInProportionToTheFrame) {
     for (const char* claim : {"\xff\xff\xff\xff", "\xff\xff\xff\x7f", "\x00\x00\x00\x01"}) {
       ChangeFrame frame = whole;
       frame.messageBytes.replace(i, 4, claim, 4);
-      ChangeStreamReader reader(kDataset);
+      ChangeStreamReader reader(kStreamedDataset);
       ExpectHarmless(reader, frame, escape[i] || escape[i + 3]);
     }
   }

@@ -38,7 +38,7 @@ using support::Operation;
 using support::Returns;
 using support::Trial;
 
-const LocallyUniqueID kDataset(0, 1);
+const LocallyUniqueID kMirroredDataset(0, 1);
 
 std::string TextOf(const ORVX_DataSource& dictionary) {
   return DigestOf(dictionary).AsText();
@@ -60,15 +60,16 @@ OwnedMessages AnotherDictionary() {
   support::SetExtension(*other, 0, 1, "other bytes");
   support::SetAttribute(*other, "other", {"value"});
   OwnedMessages pass;
-  pass.push_back(std::make_unique<MoveVarsMsg>(0, kDataset, 1, std::vector<int>{0, 2}, 1));
-  pass.push_back(std::make_unique<DeleteVarsMsg>(0, kDataset, 1, support::Vars("A B C D")));
-  for (auto& message : DictionaryMessages(*other, kDataset, 1)) pass.push_back(std::move(message));
+  pass.push_back(std::make_unique<MoveVarsMsg>(0, kMirroredDataset, 1, std::vector<int>{0, 2}, 1));
+  pass.push_back(std::make_unique<DeleteVarsMsg>(0, kMirroredDataset, 1, support::Vars("A B C D")));
+  for (auto& message : DictionaryMessages(*other, kMirroredDataset, 1))
+    pass.push_back(std::move(message));
   return pass;
 }
 
 ChangeFrame FrameOf(const OwnedMessages& messages) {
   ChangeFrame frame;
-  frame.dataset = kDataset;
+  frame.dataset = kMirroredDataset;
   frame.passNumber = 1;
   DictionaryMirror expected;
   for (const auto& message : messages) {
@@ -90,7 +91,7 @@ Operation Mirroring(const std::string& name, const std::function<void(Dictionary
       name,
       [] {
         auto mirror = std::make_unique<DictionaryMirror>();
-        mirror->Apply(DictionaryMessages(*FullDictionary(), kDataset, 1));
+        mirror->Apply(DictionaryMessages(*FullDictionary(), kMirroredDataset, 1));
         return mirror;
       },
       apply, [](const auto& mirror) { return TextOf(mirror.Dictionary()); }));
@@ -100,10 +101,10 @@ TEST(ClientMemory, AMirrorIsUnchangedIfItThrows) {
   const OwnedMessages pass = AnotherDictionary();
   std::vector<DataSetMsg*> borrowed;
   for (const auto& message : pass) borrowed.push_back(message.get());
-  const FileLabelChangeMsg label(0, kDataset, 1, kLong.c_str());
+  const FileLabelChangeMsg label(0, kMirroredDataset, 1, kLong.c_str());
   EXPECT_GT(support::AllocationsOf([&] {
               DictionaryMirror mirror;
-              mirror.Apply(DictionaryMessages(*FullDictionary(), kDataset, 1));
+              mirror.Apply(DictionaryMessages(*FullDictionary(), kMirroredDataset, 1));
             }),
             50);
   ExpectSafeWithoutMemory({
@@ -123,7 +124,7 @@ using Outcome = ChangeStreamReader::Outcome;
 Operation Reading(const std::string& name, const std::string& bytes, Outcome outcome,
                   const DictionaryDigest& digest) {
   return EndsWithoutMemory(Changes(
-      name, [] { return std::make_unique<ChangeStreamReader>(kDataset); },
+      name, [] { return std::make_unique<ChangeStreamReader>(kMirroredDataset); },
       [=](auto& reader) {
         EXPECT_EQ(reader.Apply(bytes), outcome);
         EXPECT_EQ(reader.Digest(), digest);
@@ -135,7 +136,7 @@ Operation Reading(const std::string& name, const std::string& bytes, Outcome out
 }
 
 TEST(ClientMemory, AReaderMayApplyTheSameBytesAgainAfterBadAlloc) {
-  ChangeFrame frame = FrameOf(DictionaryMessages(*FullDictionary(), kDataset, 1));
+  ChangeFrame frame = FrameOf(DictionaryMessages(*FullDictionary(), kMirroredDataset, 1));
   const std::string bytes = BytesOf(frame);
   ExpectSafeWithoutMemory({
       Reading("Apply", bytes, Outcome::Applied, frame.digest),
@@ -147,7 +148,7 @@ TEST(ClientMemory, AReaderMayApplyTheSameBytesAgainAfterBadAlloc) {
 TEST(ClientMemory, FramesAndDigestsAreMadeOrThrow) {
   const std::shared_ptr<const ORVX_DataSource> source = FullDictionary();
   const std::shared_ptr<ChangeFrame> frame =
-      std::make_shared<ChangeFrame>(FrameOf(DictionaryMessages(*source, kDataset, 1)));
+      std::make_shared<ChangeFrame>(FrameOf(DictionaryMessages(*source, kMirroredDataset, 1)));
   const std::string bytes = BytesOf(*frame);
   const auto messages = [](const OwnedMessages& made) { return TextOf(made); };
   const auto digest = [](const DictionaryDigest& made) { return made.AsText(); };
@@ -155,7 +156,7 @@ TEST(ClientMemory, FramesAndDigestsAreMadeOrThrow) {
       Changes(
           "AddMessage", [] { return std::make_unique<ChangeFrame>(); },
           [](auto& changed) {
-            FileLabelChangeMsg label(0, kDataset, 1, kLong.c_str());
+            FileLabelChangeMsg label(0, kMirroredDataset, 1, kLong.c_str());
             changed.AddMessage(label);
           },
           [](auto& changed) { return changed.messageBytes; }),
@@ -166,9 +167,11 @@ TEST(ClientMemory, FramesAndDigestsAreMadeOrThrow) {
           "ReadChangeFrame", [=] { return ReadChangeFrame(bytes); },
           [](ChangeFrame& read) { return BytesOf(read); }),
       Returns(
-          "DictionaryMessages", [=] { return DictionaryMessages(*source, kDataset, 1); }, messages),
+          "DictionaryMessages", [=] { return DictionaryMessages(*source, kMirroredDataset, 1); },
+          messages),
       Returns(
-          "PropertyMessages", [=] { return PropertyMessages(*source, kDataset, 1); }, messages),
+          "PropertyMessages", [=] { return PropertyMessages(*source, kMirroredDataset, 1); },
+          messages),
       Returns(
           "DigestOf", [=] { return DigestOf(*source); }, digest),
       Returns("AsText",

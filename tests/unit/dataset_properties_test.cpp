@@ -8,6 +8,7 @@
 #include <ServerDataManager/ObserverViewData.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <tests/support/Dictionary.h>
+#include <tests/support/FullDictionary.h>
 #include <tests/support/Messages.h>
 #include <tests/unit/saved_files.h>
 
@@ -23,6 +24,7 @@
 
 namespace {
 
+using support::Attributes;
 using support::Deleted;
 using support::Dirty;
 using support::Extension;
@@ -98,17 +100,6 @@ VariableSetImpl Set(const std::string& name, const std::string& members) {
   set.name = name;
   for (const ORVX_Variable& member : Vars(members)) set.members.push_back(member.GetID());
   return set;
-}
-
-DatasourceAttributes Attributes(std::initializer_list<std::string> names) {
-  DatasourceAttributes attributes;
-  for (const std::string& name : names) attributes.Set(name, {"value"});
-  return attributes;
-}
-
-ORVX_DataSource::Extension Block(const std::string& bytes) {
-  return ORVX_DataSource::Extension(RefCountPtr<ORVX_ExtensionImpl>(
-      new ORVX_ExtensionImpl(0, 1, static_cast<long>(bytes.size()), bytes.data())));
 }
 
 void SplitBy(ORVX_DataSource& source, const std::string& names, bool separate = false) {
@@ -704,7 +695,7 @@ TEST_F(PropertiesInMessages, ABulkReplacementReportsOnlyARemovedSplit) {
 
 TEST_F(PropertiesInMessages, SetsExtensionAndAttributesAreReportedInOrder) {
   Source().SetAttributes(Attributes({"note"}));
-  Source().SetExtension(Block("bytes"));
+  support::SetExtension(Source(), 0, 1, "bytes");
   Source().SetVariableSets({Set("demography", "A")});
   Source().SetMRSets({Set("hobbies", "B C")});
   Update();
@@ -717,8 +708,7 @@ TEST_F(PropertiesInMessages, SetsExtensionAndAttributesAreReportedInOrder) {
 }
 
 TEST_F(PropertiesInMessages, AnExtensionOfAnotherTypeThanZeroIsNotCompared) {
-  Source().SetExtension(ORVX_DataSource::Extension(
-      RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(3, 1, 3, "abc"))));
+  support::SetExtension(Source(), 3, 1, "abc");
   Update();
   EXPECT_MESSAGES(Queue());
 }
@@ -824,7 +814,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptIfLabelSetsExtensionsOrImputationChange)
   Source().SetLabel("Survey");
   Source().SetMRSets({Set("hobbies", "B C")});
   Source().SetVariableSets({Set("demography", "A")});
-  Source().SetExtension(Block("bytes"));
+  support::SetExtension(Source(), 0, 1, "bytes");
   Source().SetDirty(true);
 
   Update();
@@ -900,7 +890,7 @@ class Everything : public PropertiesInMessages {
       source.GetTrendsInfo()->seasonalPeriod = 4;
       source.SetMRSets({Set("before", "A")});
       source.SetVariableSets({Set("before", "A")});
-      source.SetExtension(Block("before"));
+      support::SetExtension(source, 0, 1, "before");
       source.SetAttributes(Attributes({"before"}));
     });
   }
@@ -917,7 +907,7 @@ class Everything : public PropertiesInMessages {
     SplitBy(Source(), "C E", /*separate=*/true);
     Source().SetMRSets({Set("after", "")});
     Source().SetVariableSets({Set("after", "")});
-    Source().SetExtension(Block("after"));
+    support::SetExtension(Source(), 0, 1, "after");
     Source().SetAttributes(Attributes({"after"}));
   }
 

@@ -18,7 +18,7 @@ namespace {
 using support::VariablesOf;
 using testing::HasSubstr;
 
-const LocallyUniqueID kDataset(0, 1);
+const LocallyUniqueID kMirroredDataset(0, 1);
 const LocallyUniqueID kAtTheEnd;
 
 LocallyUniqueID ID(char name) {
@@ -26,25 +26,25 @@ LocallyUniqueID ID(char name) {
 }
 
 // Returns one variable for each letter; the letter determines the name and the identifier.
-std::vector<ORVX_Variable> Vars(const std::string& names) {
+std::vector<ORVX_Variable> LetterVars(const std::string& names) {
   std::vector<ORVX_Variable> variables;
   for (const char name : names) variables.emplace_back(ID(name), std::string(1, name));
   return variables;
 }
 
 InsertVarsMsg Insert(const std::string& names, LocallyUniqueID anchor) {
-  return {0, kDataset, 1, Vars(names), anchor};
+  return {0, kMirroredDataset, 1, LetterVars(names), anchor};
 }
 DeleteVarsMsg Delete(const std::string& names) {
-  return {0, kDataset, 1, Vars(names)};
+  return {0, kMirroredDataset, 1, LetterVars(names)};
 }
 MoveVarsMsg Move(const std::vector<int>& positions, int target) {
-  return {0, kDataset, 1, positions, target};
+  return {0, kMirroredDataset, 1, positions, target};
 }
 ModifyVarMsg Relabel(char name, const std::string& label) {
   ORVX_Variable variable(ID(name), std::string(1, name));
   variable.SetLabel(label);
-  return {0, kDataset, 1, variable};
+  return {0, kMirroredDataset, 1, variable};
 }
 
 DictionaryMirror MirrorOf(const std::string& names) {
@@ -181,7 +181,7 @@ TEST(DictionaryMirror, RejectsInsertingAnExistingIdentifier) {
 
 TEST(DictionaryMirror, RejectsInsertingANullIdentifier) {
   DictionaryMirror mirror;
-  const InsertVarsMsg message(0, kDataset, 1, {ORVX_Variable()}, kAtTheEnd);
+  const InsertVarsMsg message(0, kMirroredDataset, 1, {ORVX_Variable()}, kAtTheEnd);
   EXPECT_THAT(Refusal(mirror, message), HasSubstr("the null identifier"));
 }
 
@@ -229,7 +229,7 @@ TEST(DictionaryMirror, AppliesNothingOfAPassWithAnInvalidMessage) {
     EXPECT_STREQ(error.what(),
                  "DEMessages::MoveVarsMsg, message 3 of 3: position 2 is outside a list of 2");
   }
-  EXPECT_EQ(VariablesOf(mirror.Dictionary()), Vars("ABC"));
+  EXPECT_EQ(VariablesOf(mirror.Dictionary()), LetterVars("ABC"));
 }
 
 TEST(DictionaryMirror, ContinuesAfterAnError) {

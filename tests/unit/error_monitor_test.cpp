@@ -20,10 +20,10 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const LocallyUniqueID kDataset(0, 4);
+const LocallyUniqueID kReportedDataset(0, 4);
 
 // Records all sent messages.
-class RecordingProxy : public PackageProxy {
+class RecordingErrorProxy : public PackageProxy {
  public:
   short SendMessage(int command, VSerializable* message) override {
     commands.push_back(command);
@@ -48,18 +48,18 @@ class BrokenProxy : public PackageProxy {
 };
 
 TEST(InteractiveErrorMonitor, SendsTextSeverityAndDatasetUnderCommandOneThousand) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   monitor.Report(ErrorText("Disk full", 1));
   ASSERT_THAT(proxy.commands, ElementsAre(1000));
   EXPECT_EQ(proxy.sent[0]->GetText().Text(), "Disk full");
   EXPECT_EQ(proxy.sent[0]->GetText().Severity(), 1);
-  EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kDataset);
+  EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kReportedDataset);
 }
 
 TEST(InteractiveErrorMonitor, ReportsWarningsByDefault) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   EXPECT_TRUE(monitor.GetReportWarnings());
   monitor.Report(ErrorText("zero", 0));
   monitor.Report(ErrorText("two", 2));
@@ -67,8 +67,8 @@ TEST(InteractiveErrorMonitor, ReportsWarningsByDefault) {
 }
 
 TEST(InteractiveErrorMonitor, DropsOnlyWarningsIfWarningsAreSwitchedOff) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   monitor.DoNotReportWarnings();
   EXPECT_FALSE(monitor.GetReportWarnings());
   monitor.Report(ErrorText("warning", 2));
@@ -77,8 +77,8 @@ TEST(InteractiveErrorMonitor, DropsOnlyWarningsIfWarningsAreSwitchedOff) {
 }
 
 TEST(InteractiveErrorMonitor, ReportsWarningsAgainIfTheyAreSwitchedOn) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   monitor.DoNotReportWarnings();
   monitor.ReportWarnings();
   EXPECT_TRUE(monitor.GetReportWarnings());
@@ -87,16 +87,16 @@ TEST(InteractiveErrorMonitor, ReportsWarningsAgainIfTheyAreSwitchedOn) {
 }
 
 TEST(InteractiveErrorMonitor, TreatsANegativeSeverityAsAWarning) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   monitor.DoNotReportWarnings();
   monitor.Report(ErrorText("negative", -1));
   EXPECT_THAT(proxy.sent, IsEmpty());
 }
 
 TEST(InteractiveErrorMonitor, TreatsEverySeverityButOneAsAWarning) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   monitor.DoNotReportWarnings();
   for (int severity = -128; severity <= 127; ++severity) {
     monitor.Report(ErrorText(std::to_string(severity), severity));
@@ -105,9 +105,9 @@ TEST(InteractiveErrorMonitor, TreatsEverySeverityButOneAsAWarning) {
 }
 
 TEST(InteractiveErrorMonitor, DropsEverythingWithoutAProxy) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
-  LocallyUniqueID id = kDataset;
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
+  LocallyUniqueID id = kReportedDataset;
   monitor.InitializeErrorMonitor(id, nullptr);
   EXPECT_NO_THROW(monitor.Report(ErrorText("error", 1)));
   EXPECT_NO_THROW(monitor.Report(ErrorText("warning", 2)));
@@ -116,9 +116,9 @@ TEST(InteractiveErrorMonitor, DropsEverythingWithoutAProxy) {
 }
 
 TEST(InteractiveErrorMonitor, KeepsItsFlagWhenInitializedAgain) {
-  RecordingProxy before;
-  RecordingProxy after;
-  InteractiveErrorMonitor monitor(kDataset, &before);
+  RecordingErrorProxy before;
+  RecordingErrorProxy after;
+  InteractiveErrorMonitor monitor(kReportedDataset, &before);
   monitor.DoNotReportWarnings();
   LocallyUniqueID other(0, 9);
   monitor.InitializeErrorMonitor(other, &after);
@@ -131,20 +131,20 @@ TEST(InteractiveErrorMonitor, KeepsItsFlagWhenInitializedAgain) {
 }
 
 TEST(InteractiveErrorMonitor, CopiesTheIdentifierWhenInitialized) {
-  RecordingProxy proxy;
+  RecordingErrorProxy proxy;
   InteractiveErrorMonitor monitor(LocallyUniqueID(), nullptr);
-  LocallyUniqueID id = kDataset;
+  LocallyUniqueID id = kReportedDataset;
   monitor.InitializeErrorMonitor(id, &proxy);
   id = LocallyUniqueID(0, 8);
   monitor.Report(ErrorText("error", 1));
   ASSERT_EQ(proxy.sent.size(), 1U);
-  EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kDataset);
+  EXPECT_EQ(proxy.sent[0]->GetDataSetID(), kReportedDataset);
 }
 
 TEST(InteractiveErrorMonitor, IgnoresTheProxysStatus) {
-  RecordingProxy proxy;
+  RecordingErrorProxy proxy;
   proxy.status = -1;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   EXPECT_NO_THROW(monitor.Report(ErrorText("first", 1)));
   EXPECT_NO_THROW(monitor.Report(ErrorText("second", 1)));
   EXPECT_THAT(proxy.Texts(), ElementsAre("first", "second"));
@@ -152,18 +152,18 @@ TEST(InteractiveErrorMonitor, IgnoresTheProxysStatus) {
 
 TEST(InteractiveErrorMonitor, PropagatesExceptionsOfTheProxy) {
   BrokenProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   EXPECT_THROW(monitor.Report(ErrorText("error", 1)), std::runtime_error);
 }
 
 TEST(InteractiveErrorMonitor, KeepsItsFlagAfterAnExceptionAndReportsThroughANewProxy) {
   BrokenProxy broken;
-  RecordingProxy whole;
-  InteractiveErrorMonitor monitor(kDataset, &broken);
+  RecordingErrorProxy whole;
+  InteractiveErrorMonitor monitor(kReportedDataset, &broken);
   monitor.DoNotReportWarnings();
   EXPECT_THROW(monitor.Report(ErrorText("lost", 1)), std::runtime_error);
   EXPECT_NO_THROW(monitor.Report(ErrorText("warning", 2)));
-  LocallyUniqueID id = kDataset;
+  LocallyUniqueID id = kReportedDataset;
   monitor.InitializeErrorMonitor(id, &whole);
   monitor.Report(ErrorText("warning", 2));
   monitor.Report(ErrorText("error", 1));
@@ -171,13 +171,13 @@ TEST(InteractiveErrorMonitor, KeepsItsFlagAfterAnExceptionAndReportsThroughANewP
 }
 
 TEST(InteractiveErrorMonitor, StillReportsWarningsAfterAFailedSend) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   proxy.status = -1;
   monitor.Report(ErrorText("first", 2));
   EXPECT_TRUE(monitor.GetReportWarnings());
   BrokenProxy broken;
-  LocallyUniqueID id = kDataset;
+  LocallyUniqueID id = kReportedDataset;
   monitor.InitializeErrorMonitor(id, &broken);
   EXPECT_THROW(monitor.Report(ErrorText("second", 2)), std::runtime_error);
   EXPECT_TRUE(monitor.GetReportWarnings());
@@ -187,8 +187,8 @@ TEST(InteractiveErrorMonitor, StillReportsWarningsAfterAFailedSend) {
 }
 
 TEST(InteractiveErrorMonitor, AlsoReportsThroughTheBaseClass) {
-  RecordingProxy proxy;
-  InteractiveErrorMonitor monitor(kDataset, &proxy);
+  RecordingErrorProxy proxy;
+  InteractiveErrorMonitor monitor(kReportedDataset, &proxy);
   ErrorMonitor& sink = monitor;
   sink.Report(ErrorText("error", 1));
   EXPECT_THAT(proxy.Texts(), ElementsAre("error"));

@@ -46,7 +46,7 @@ using support::kLong;
 using support::Operation;
 using support::Returns;
 
-const LocallyUniqueID kDataset(0, 7);
+const LocallyUniqueID kSubject(0, 7);
 
 // The identifier of a variable with a long name.
 const LocallyUniqueID kVariable(15, 200'000'000);
@@ -66,7 +66,7 @@ std::vector<ORVX_Variable> FullVariables() {
 
 template <class Message, class... Arguments>
 auto New(const Arguments&... arguments) {
-  return [=] { return std::make_unique<Message>(0, kDataset, 3, arguments...); };
+  return [=] { return std::make_unique<Message>(0, kSubject, 3, arguments...); };
 }
 
 template <class Message>
@@ -150,7 +150,7 @@ TEST(MessageMemory, ErrorMessagesAreMadeCopiedEncodedAndDecodedOrThrow) {
   AddOperations(
       "ReportedErrorMsg",
       [] {
-        LocallyUniqueID id = kDataset;
+        LocallyUniqueID id = kSubject;
         return std::make_unique<ReportedErrorMsg>(id, ErrorText(kLong, 1));
       },
       Read<ReportedErrorMsg>, all);
@@ -213,7 +213,7 @@ TEST(MessageMemory, FormattingAPartOfADictionaryReturnsTheTextOrThrows) {
 // --- Streams ---
 
 // An encoded text, and the string into which it is decoded.
-struct Reading {
+struct ReadBytes {
   std::string bytes = [] {
     VStream stream;
     std::string text = kLong;
@@ -228,7 +228,7 @@ TEST(MessageMemory, StreamsLeaveTheirArgumentsUnchangedIfTheyThrow) {
   const std::string bytes = BytesOf(message);
   ExpectSafeWithoutMemory({
       Changes(
-          "VStream::String", [] { return std::make_unique<Reading>(); },
+          "VStream::String", [] { return std::make_unique<ReadBytes>(); },
           [](auto& reading) { VStream(reading.bytes).String(reading.value); },
           [](auto& reading) { return reading.value; }),
       Returns("PeekSignature", [=] { return PeekSignature(VStream(bytes)); }),
@@ -259,7 +259,7 @@ TEST(MessageMemory, IsNotNeededForNumbersAndEmptyMessages) {
   ExpectNoAllocations({
       {"an empty InsertVarsMsg", [] { InsertVarsMsg(); }},
       {"an empty DeleteVarsMsg", [] { DeleteVarsMsg(); }},
-      {"ModifyVarMsg", [&] { ModifyVarMsg(0, kDataset, 3, variable); }},
+      {"ModifyVarMsg", [&] { ModifyVarMsg(0, kSubject, 3, variable); }},
       {"an empty ErrorMsg", [] { ErrorMsg(2001, ""); }},
       {"Uint32", [&] { stream.Uint32(number); }},
       {"Double", [&] { stream.Double(real); }},

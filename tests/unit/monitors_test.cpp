@@ -8,6 +8,7 @@
 #include <ServerDataManager/Monitors.h>
 #include <ServerDataManager/svrdmitem.h>
 #include <tests/support/Dictionary.h>
+#include <tests/support/FullDictionary.h>
 #include <tests/support/Messages.h>
 
 #include <gmock/gmock.h>
@@ -23,6 +24,7 @@ using namespace sdm_internal;
 
 namespace {
 
+using support::Attributes;
 using support::Extension;
 using support::Id;
 using testing::IsEmpty;
@@ -42,12 +44,6 @@ std::string TextOf(const std::vector<std::string>& names) {
   std::string text;
   for (const std::string& name : names) text += name + "\t\t\t0\t0\t0\n";
   return text;
-}
-
-DatasourceAttributes Attributes(std::initializer_list<std::string> names) {
-  DatasourceAttributes attributes;
-  for (const std::string& name : names) attributes.Set(name, {"value"});
-  return attributes;
 }
 
 Block MakeBlock(int type, const std::string& bytes) {

@@ -18,7 +18,7 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr std::size_t kChunkSize = std::size_t{64} << 10;
+constexpr std::size_t kReadSize = std::size_t{64} << 10;
 
 struct Mark {
   std::string_view bytes;
@@ -140,7 +140,7 @@ class FileText::Decoder {
   FileBytes& bytes_;
   std::string path_;
   std::string encoding_;
-  std::vector<char> chunk_ = std::vector<char>(kChunkSize);
+  std::vector<char> chunk_ = std::vector<char>(kReadSize);
   std::size_t begin_ = 0;  // of the bytes that are not decoded yet
   std::size_t end_ = 0;
   bool needsInput_ = true;

@@ -59,7 +59,7 @@ class CountingIterator {
 
 // The reason in an error text of nlohmann-json: the part after " - ". A prefix and the position are
 // before it.
-std::string Reason(const std::string& what) {
+std::string ReasonText(const std::string& what) {
   const std::size_t dash = what.find(" - ");
   return dash == std::string::npos ? "not JSON" : "not JSON: " + what.substr(dash + 3);
 }
@@ -98,7 +98,7 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   bool parse_error(std::size_t position, const std::string&,
                    const nlohmann::detail::exception& error) override {
     Fail(file_, PositionAt(text_, std::min(position > 0 ? position - 1 : 0, text_.size())),
-         Reason(error.what()));
+         ReasonText(error.what()));
   }
 
  private:

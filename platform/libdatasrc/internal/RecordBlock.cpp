@@ -13,8 +13,6 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr std::size_t kMaxRecordBytes = SystemFileDataSource::kMaxRecordBytes;
-
 // Calls `use` for each group, with its position, its bytes, and the mask of bytes that belong to
 // the text.
 template <class Use>
@@ -166,7 +164,7 @@ bool RecordBlock::FindRows() {
     }
     const std::size_t next = i + fieldsPerRecord_;
     if (next > endCount_ || !isRecordEnd(ends_[next - 1])) return false;
-    if (ends_[next - 1] - begin >= kMaxRecordBytes) return false;
+    if (ends_[next - 1] - begin >= SystemFileDataSource::kMaxRecordBytes) return false;
     rows_.push_back(begin);
     begin = ends_[next - 1] + 1;
     if (emptyLines > 0) std::copy(ends_.get() + i, ends_.get() + next, kept);

@@ -1,6 +1,7 @@
 // The memory that editing cases takes: a shared column is copied once; no other column is copied.
 
 #include "Files.h"
+#include "Variables.h"
 
 #include <gtest/gtest.h>
 #include <libdatasrc/MemoryDataSource.h>
@@ -20,10 +21,6 @@ using support::AllocationsOf;
 
 constexpr std::size_t kRows = 10000;
 constexpr std::size_t kColumnBytes = kRows * sizeof(double);
-
-ORVX_Variable Variable(const std::string& name, int type = 0) {
-  return ORVX_Variable(ORVX_Variable::NextID(), name, type);
-}
 
 // Returns a source with ten numeric variables and a string variable.
 std::unique_ptr<MemoryDataSource> Filled(std::size_t rows = kRows) {

@@ -54,7 +54,7 @@ class DataSource : public testing::Test {
 };
 
 template <class Error, class Call>
-std::string TextOf(Call call) {
+std::string ErrorTextOf(Call call) {
   try {
     call();
   } catch (const Error& error) {
@@ -169,7 +169,7 @@ TEST_F(DataSource, AWrongPositionIsRejectedWithPositionAndSizeAndChangesNothing)
   EXPECT_EQ(Names(source), "ABC");
   EXPECT_EQ(source.GetWeightVarIndex(), 0);
   EXPECT_THAT(Split(source), IsEmpty());
-  EXPECT_THAT(TextOf<std::out_of_range>([&] { source.GetVariable(7); }),
+  EXPECT_THAT(ErrorTextOf<std::out_of_range>([&] { source.GetVariable(7); }),
               testing::AllOf(HasSubstr("GetVariable"), HasSubstr("7"), HasSubstr("3 variables")));
 }
 

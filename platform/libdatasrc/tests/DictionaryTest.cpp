@@ -10,33 +10,31 @@
 #include <utility>
 #include <vector>
 
+#include "Variables.h"
+
 namespace {
 
-using Model = std::vector<LocallyUniqueID>;
+using Serials = std::vector<LocallyUniqueID>;
 
-LocallyUniqueID Serial(unsigned int serial) {
-  return LocallyUniqueID(1, serial);
-}
-
-ORVX_Variable Variable(LocallyUniqueID id) {
+ORVX_Variable NumberedVariable(LocallyUniqueID id) {
   return ORVX_Variable(id, std::to_string(id.Serial()));
 }
 
 // A dictionary and its expected content, which get the same edits.
-struct Pair {
+struct Checked {
   std::unique_ptr<ORVX_DataSource> source = std::make_unique<DataFreeDataSource>();
-  Model model;
+  Serials model;
   LocallyUniqueID weight;  // null for none
 
   int Size() const { return static_cast<int>(model.size()); }
 
   void Insert(int position, LocallyUniqueID id) {
-    source->InsertVariable(position, Variable(id));
+    source->InsertVariable(position, NumberedVariable(id));
     model.insert(model.begin() + position, id);
   }
   void Append(LocallyUniqueID id) {
     unsigned int position = 0;
-    source->MakeVariable(Variable(id), &position);
+    source->MakeVariable(NumberedVariable(id), &position);
     RC_ASSERT(position == model.size());
     model.push_back(id);
   }
@@ -54,7 +52,7 @@ struct Pair {
   void Replace(ORVX_Variable& place, int position, LocallyUniqueID id, bool whole) {
     LocallyUniqueID& former = model[static_cast<std::size_t>(position)];
     if (whole) {
-      place = Variable(id);
+      place = NumberedVariable(id);
     } else {
       place.SetID(id);
     }
@@ -105,78 +103,78 @@ LocallyUniqueID AnyOf(unsigned int serials) {
 }
 
 // Assigns through several references, all obtained before the first assignment.
-void ReplaceThroughKeptReferences(Pair& pair, unsigned int serials) {
+void ReplaceThroughKeptReferences(Checked& checked, unsigned int serials) {
   std::vector<std::pair<ORVX_Variable*, int>> kept;
   for (int i = 0; i < 5; ++i) {
-    const int position = Position(pair.Size());
-    kept.emplace_back(&pair.source->GetVariable(position), position);
+    const int position = Position(checked.Size());
+    kept.emplace_back(&checked.source->GetVariable(position), position);
   }
   for (auto& [place, position] : kept) {
-    pair.Replace(*place, position, AnyOf(serials), *rc::gen::arbitrary<bool>());
+    checked.Replace(*place, position, AnyOf(serials), *rc::gen::arbitrary<bool>());
   }
 }
 
-void EditOnce(Pair& pair, unsigned int serials) {
+void EditOnce(Checked& checked, unsigned int serials) {
   const LocallyUniqueID id = AnyOf(serials);
-  if (pair.model.empty()) return pair.Append(id);
+  if (checked.model.empty()) return checked.Append(id);
   switch (Position(9)) {
     case 0:
-      return pair.Append(id);
+      return checked.Append(id);
     case 1:
     case 2:
-      return pair.Insert(Position(pair.Size() + 1), id);
+      return checked.Insert(Position(checked.Size() + 1), id);
     case 3: {
-      const int position = Position(pair.Size());
-      return pair.Delete(position, position);
+      const int position = Position(checked.Size());
+      return checked.Delete(position, position);
     }
     case 4: {
-      const int first = Position(pair.Size());
-      return pair.Delete(first, std::min(first + Position(400), pair.Size()) - 1);
+      const int first = Position(checked.Size());
+      return checked.Delete(first, std::min(first + Position(400), checked.Size()) - 1);
     }
     case 5:
-      return pair.Move(Position(pair.Size()), Position(pair.Size()));
+      return checked.Move(Position(checked.Size()), Position(checked.Size()));
     case 6:
-      return pair.Weight(Position(pair.Size()));
+      return checked.Weight(Position(checked.Size()));
     case 7:
-      return pair.Copy();
+      return checked.Copy();
     default:
-      return ReplaceThroughKeptReferences(pair, serials);
+      return ReplaceThroughKeptReferences(checked, serials);
   }
 }
 
 RC_GTEST_PROP(Dictionary, EqualsAPlainListAfterEveryEdit, ()) {
   const auto serials = *rc::gen::element(3U, 50U, 3000U);
   const int size = *rc::gen::element(0, 1, 255, 256, 257, 900);
-  Pair pair;
-  for (int i = 0; i < size; ++i) pair.Append(Serial(static_cast<unsigned>(i) % serials));
+  Checked checked;
+  for (int i = 0; i < size; ++i) checked.Append(Serial(static_cast<unsigned>(i) % serials));
   for (int edit = Position(60); edit > 0; --edit) {
-    EditOnce(pair, serials);
-    pair.Check(serials);
+    EditOnce(checked, serials);
+    checked.Check(serials);
   }
 }
 
 RC_GTEST_PROP(Dictionary, EqualsAPlainListWhenFilledAndEmptiedAtOnePosition, ()) {
   const unsigned int serials = 2000;
-  Pair pair;
-  for (int i = 0; i < 700; ++i) pair.Append(Serial(static_cast<unsigned>(i)));
-  const int place = Position(pair.Size());
-  for (unsigned int i = 0; i < 600; ++i) pair.Insert(place, Serial(700 + i));
-  pair.Check(serials);
-  for (int i = 0; i < 550; ++i) pair.Delete(place, place);
-  pair.Check(serials);
-  for (int i = Position(pair.Size()); i > 0; --i) pair.Delete(0, 0);
-  pair.Check(serials);
+  Checked checked;
+  for (int i = 0; i < 700; ++i) checked.Append(Serial(static_cast<unsigned>(i)));
+  const int place = Position(checked.Size());
+  for (unsigned int i = 0; i < 600; ++i) checked.Insert(place, Serial(700 + i));
+  checked.Check(serials);
+  for (int i = 0; i < 550; ++i) checked.Delete(place, place);
+  checked.Check(serials);
+  for (int i = Position(checked.Size()); i > 0; --i) checked.Delete(0, 0);
+  checked.Check(serials);
 }
 
 TEST(Dictionary, IsEmptyAndUsableAfterBulkFillAndClear) {
-  Pair pair;
-  for (unsigned int i = 0; i < 10000; ++i) pair.Append(Serial(i));
-  pair.Delete(0, 9999);
-  pair.Append(Serial(3));
+  Checked checked;
+  for (unsigned int i = 0; i < 10000; ++i) checked.Append(Serial(i));
+  checked.Delete(0, 9999);
+  checked.Append(Serial(3));
 
-  EXPECT_EQ(pair.source->ColumnCount(), 1);
-  EXPECT_EQ(pair.source->FindVarIndex(Serial(3)), 0);
-  EXPECT_EQ(pair.source->FindVarIndex(Serial(4)), -1);
+  EXPECT_EQ(checked.source->ColumnCount(), 1);
+  EXPECT_EQ(checked.source->FindVarIndex(Serial(3)), 0);
+  EXPECT_EQ(checked.source->FindVarIndex(Serial(4)), -1);
 }
 
 }  // namespace

@@ -5,7 +5,8 @@
 #include <libdatasrc/internal/NumberText.h>
 
 #include <cmath>
-#include <limits>
+
+#include "Variables.h"
 
 namespace {
 
@@ -14,8 +15,6 @@ using sdm_internal::TextForm;
 using sdm_internal::TextPattern;
 using sdm_internal::Trimmed;
 using Type = FieldRules::Type;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 FieldRules Of(Type type) {
   FieldRules rules;

@@ -11,14 +11,9 @@
 #include <utility>
 
 #include "Files.h"
+#include "Variables.h"
 
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
-ORVX_Variable Variable(const std::string& name, int type = 0) {
-  return ORVX_Variable(ORVX_Variable::NextID(), name, type);
-}
 
 // Returns a source with two variables and three cases.
 std::unique_ptr<MemoryDataSource> Towns() {
@@ -357,7 +352,7 @@ TEST(MemoryDataSource, KeepsTheLastStringsAfterManySets) {
 
 // --- Random edits, compared with plain vectors ---
 
-struct Edit {
+struct CaseEdit {
   enum Kind { Value, Column, Case, Insert, InsertMissing, Delete, NewVariable, DeleteVariable };
   Kind kind;
   std::size_t row;
@@ -366,27 +361,28 @@ struct Edit {
   std::vector<double> numbers;  // from which values are made, in turn
 };
 
-void showValue(const Edit& edit, std::ostream& out) {
+void showValue(const CaseEdit& edit, std::ostream& out) {
   out << "kind " << edit.kind << " row " << edit.row << " position " << edit.position << " count "
       << edit.count;
 }
 
-rc::Gen<Edit> AnyEdit() {
+rc::Gen<CaseEdit> AnyCaseEdit() {
   const auto small = rc::gen::inRange(0, 8);
   const auto index = rc::gen::inRange<std::size_t>(0, 8);
-  return rc::gen::build<Edit>(
-      rc::gen::set(&Edit::kind, rc::gen::element(Edit::Value, Edit::Column, Edit::Case,
-                                                 Edit::Insert, Edit::InsertMissing, Edit::Delete,
-                                                 Edit::NewVariable, Edit::DeleteVariable)),
-      rc::gen::set(&Edit::row, index), rc::gen::set(&Edit::position, index),
-      rc::gen::set(&Edit::count, small),
-      rc::gen::set(&Edit::numbers,
+  return rc::gen::build<CaseEdit>(
+      rc::gen::set(&CaseEdit::kind,
+                   rc::gen::element(CaseEdit::Value, CaseEdit::Column, CaseEdit::Case,
+                                    CaseEdit::Insert, CaseEdit::InsertMissing, CaseEdit::Delete,
+                                    CaseEdit::NewVariable, CaseEdit::DeleteVariable)),
+      rc::gen::set(&CaseEdit::row, index), rc::gen::set(&CaseEdit::position, index),
+      rc::gen::set(&CaseEdit::count, small),
+      rc::gen::set(&CaseEdit::numbers,
                    rc::gen::container<std::vector<double>>(
                        64, rc::gen::map(small, [](int i) { return static_cast<double>(i); }))));
 }
 
 // The expected types and cases.
-struct Model {
+struct CaseModel {
   std::vector<int> types;
   std::vector<std::vector<DataValue>> cases;
 };
@@ -396,7 +392,7 @@ DataValue ValueFor(int type, double number) {
   return std::string(static_cast<std::size_t>(number), 'x');
 }
 
-std::string TextOf(const std::vector<DataValue>& values) {
+std::string ValuesText(const std::vector<DataValue>& values) {
   std::ostringstream text;
   for (const DataValue& value : values) {
     std::visit([&](const auto& either) { text << either << '|'; }, value);
@@ -408,9 +404,9 @@ std::string TextOf(const std::vector<DataValue>& values) {
 class Both {
  public:
   MemoryDataSource source;
-  Model model;
+  CaseModel model;
 
-  void Apply(const Edit& edit) {
+  void Apply(const CaseEdit& edit) {
     numbers_ = edit.numbers;
     const std::size_t row = edit.row % (model.cases.size() + 1);
     const auto index = static_cast<long long>(row);
@@ -419,24 +415,24 @@ class Both {
     const std::size_t position = hasVariables ? edit.position % model.types.size() : 0;
     const auto place = model.cases.begin() + static_cast<std::ptrdiff_t>(row);
     switch (edit.kind) {
-      case Edit::Value:
+      case CaseEdit::Value:
         if (!isCase || !hasVariables) return;
         model.cases[row][position] = Next(position);
         return source.SetValue(index, static_cast<int>(position), model.cases[row][position]);
-      case Edit::Column:
+      case CaseEdit::Column:
         if (hasVariables && !model.cases.empty()) SetColumn(position);
         return;
-      case Edit::Case:
+      case CaseEdit::Case:
         if (!isCase) return;
         model.cases[row] = NextCase();
         return source.SetCase(index, model.cases[row]);
-      case Edit::Insert: {
+      case CaseEdit::Insert: {
         std::vector<std::vector<DataValue>> cases;
         for (int i = 0; i < edit.count % 3; ++i) cases.push_back(NextCase());
         model.cases.insert(place, cases.begin(), cases.end());
         return source.InsertCases(index, cases);
       }
-      case Edit::InsertMissing: {
+      case CaseEdit::InsertMissing: {
         std::vector<DataValue> missing;
         for (const int type : model.types) {
           missing.push_back(type == 0 ? DataValue(kMissingNumber) : DataValue(""));
@@ -444,16 +440,16 @@ class Both {
         model.cases.insert(place, static_cast<std::size_t>(edit.count), missing);
         return source.InsertMissingCases(index, edit.count);
       }
-      case Edit::Delete: {
+      case CaseEdit::Delete: {
         const std::size_t count =
             std::min(static_cast<std::size_t>(edit.count), model.cases.size() - row);
         model.cases.erase(place, place + static_cast<std::ptrdiff_t>(count));
         return source.DeleteCases(index, index + static_cast<long long>(count) - 1);
       }
-      case Edit::NewVariable:
+      case CaseEdit::NewVariable:
         if (model.types.size() < 6) InsertVariable(edit.position % 2 == 0 ? 0 : 8);
         return;
-      case Edit::DeleteVariable:
+      case CaseEdit::DeleteVariable:
         if (!hasVariables) return;
         model.types.erase(model.types.begin() + static_cast<std::ptrdiff_t>(position));
         for (auto& values : model.cases) {
@@ -466,7 +462,7 @@ class Both {
 
   std::vector<std::string> Expected() const {
     std::vector<std::string> rows;
-    for (const auto& values : model.cases) rows.push_back(TextOf(values));
+    for (const auto& values : model.cases) rows.push_back(ValuesText(values));
     return rows;
   }
 
@@ -507,7 +503,7 @@ class Both {
 
 std::vector<std::string> TextsOf(const ORVX_DataSource& source) {
   std::vector<std::string> rows;
-  for (CaseReader cases(source); cases.Next();) rows.push_back(TextOf(cases.Values()));
+  for (CaseReader cases(source); cases.Next();) rows.push_back(ValuesText(cases.Values()));
   return rows;
 }
 
@@ -515,7 +511,7 @@ std::vector<std::string> TextsOf(const ORVX_DataSource& source) {
 RC_GTEST_PROP(MemoryDataSource, HasTheCasesOfAPlainTableAfterTheSameEdits, ()) {
   Both both;
   std::vector<std::pair<std::unique_ptr<MemoryDataSource>, std::vector<std::string>>> copies;
-  const auto edits = *rc::gen::container<std::vector<Edit>>(AnyEdit());
+  const auto edits = *rc::gen::container<std::vector<CaseEdit>>(AnyCaseEdit());
   for (std::size_t i = 0; i < edits.size(); ++i) {
     both.Apply(edits[i]);
     RC_ASSERT(TextsOf(both.source) == both.Expected());

@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "Files.h"
+#include "Variables.h"
 
 namespace {
 
@@ -38,10 +39,6 @@ using support::kLong;
 using support::Operation;
 using support::Returns;
 using support::Trial;
-
-LocallyUniqueID Serial(unsigned int serial) {
-  return LocallyUniqueID(1, serial);
-}
 
 const ORVX_Variable kShared(Serial(1000), "shared");
 

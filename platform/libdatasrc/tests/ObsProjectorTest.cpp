@@ -9,14 +9,11 @@
 #include <limits>
 
 #include "Files.h"
+#include "Variables.h"
 
 namespace {
 
 using testing::ElementsAre;
-
-LocallyUniqueID Serial(unsigned int serial) {
-  return LocallyUniqueID(1, serial);
-}
 
 // A variable of a dictionary: its identifier and its type.
 struct Column {

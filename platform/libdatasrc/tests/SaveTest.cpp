@@ -15,22 +15,16 @@
 #include <bit>
 #include <cstdint>
 #include <filesystem>
-#include <limits>
 #include <set>
 #include <utility>
 
 #include "Files.h"
+#include "Variables.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::Pair;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-
-ORVX_Variable Variable(const std::string& name, int type = 0) {
-  return ORVX_Variable(ORVX_Variable::NextID(), name, type);
-}
 
 std::string BytesOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);

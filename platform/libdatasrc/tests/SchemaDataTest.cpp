@@ -4,15 +4,12 @@
 #include <gtest/gtest.h>
 #include <libdatasrc/DatasourceAttributes.h>
 
-#include <limits>
-
 #include "Files.h"
+#include "Variables.h"
 
 namespace {
 
 using testing::ElementsAre;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 class SchemaData : public testing::Test {
  protected:

@@ -13,12 +13,13 @@
 
 namespace {
 
-ORVX_Variable Variable(unsigned int serial) {
+ORVX_Variable NumberedVariable(unsigned int serial) {
   return ORVX_Variable(LocallyUniqueID(1, serial), "v" + std::to_string(serial));
 }
 
 void Append(ORVX_DataSource& source, unsigned int first, unsigned int count) {
-  for (unsigned int i = first; i < first + count; ++i) source.MakeVariable(Variable(i), nullptr);
+  for (unsigned int i = first; i < first + count; ++i)
+    source.MakeVariable(NumberedVariable(i), nullptr);
 }
 
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source) {
@@ -68,7 +69,7 @@ class RandomEdits {
       case 0:
         return Append(source, serial, static_cast<unsigned int>(number));
       case 1:
-        return source.InsertVariable(position, Variable(serial));
+        return source.InsertVariable(position, NumberedVariable(serial));
       case 2:
         return source.DeleteVariables(position, std::min(position + number, count - 1));
       case 3:
@@ -76,7 +77,7 @@ class RandomEdits {
       case 4:
         return source.GetVariable(position).SetID(LocallyUniqueID(1, serial));
       case 5:
-        source.GetVariable(position) = Variable(serial);
+        source.GetVariable(position) = NumberedVariable(serial);
         return;
       default:
         return source.DeleteVariables(position, position);
@@ -146,9 +147,11 @@ TEST(Snapshot, IsNoLongerKnownToEqualItsSourceAfterAnyChange) {
         variable = other;
       },
       [](ORVX_DataSource&, ORVX_Variable& variable) { variable.SetID(LocallyUniqueID(1, 900)); },
-      [](ORVX_DataSource&, ORVX_Variable& variable) { variable = Variable(901); },
+      [](ORVX_DataSource&, ORVX_Variable& variable) { variable = NumberedVariable(901); },
       [](ORVX_DataSource& changed, ORVX_Variable&) { changed.DeleteVariables(599, 599); },
-      [](ORVX_DataSource& changed, ORVX_Variable&) { changed.InsertVariable(0, Variable(902)); },
+      [](ORVX_DataSource& changed, ORVX_Variable&) {
+        changed.InsertVariable(0, NumberedVariable(902));
+      },
   };
   DataFreeDataSource snapshot;
   for (const auto change : changes) {

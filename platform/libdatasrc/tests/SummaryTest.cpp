@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "Variables.h"
+
 namespace {
 
 using Summary::Groups;
@@ -23,10 +25,6 @@ using Summary::Statistics;
 using Summary::StatisticsOf;
 using Summary::WeightedValue;
 using testing::ElementsAre;
-
-ORVX_Variable Variable(const std::string& name, int type = 0) {
-  return ORVX_Variable(ORVX_Variable::NextID(), name, type);
-}
 
 // ---------------------------------------------------------------------------------------------
 // Groups
@@ -191,7 +189,6 @@ TEST(Statistics, QuartilesBetweenTheLargestNumbersDoNotOverflow) {
 }
 
 TEST(Statistics, QuartilesBetweenInfiniteValuesAreInfiniteNotNaN) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
   EXPECT_THAT(Of({{1, 1}, {kInfinity, 1}, {kInfinity, 1}}).quartiles,
               ElementsAre(kInfinity, kInfinity, kInfinity));
 }

@@ -196,7 +196,7 @@ TEST(VariableSetsText, IsTheSameForAllThreeTypes) {
 }
 
 TEST(VariableSetsText, IsEmptyForNoSets) {
-  EXPECT_EQ(TextOf({}), "");
+  EXPECT_EQ(TextOf(std::vector<VariableSetImpl>()), "");
   EXPECT_THAT(ReadExtension("", 7), IsEmpty());
 }
 

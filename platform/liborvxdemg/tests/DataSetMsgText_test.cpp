@@ -60,7 +60,7 @@ std::string Named(const DataSetMsg& message) {
   return message.ToString(&Before());
 }
 
-ExtensionsMsg Block(int type, const std::string& bytes) {
+ExtensionsMsg BlockMessage(int type, const std::string& bytes) {
   return About<ExtensionsMsg>(TextBlock(type, bytes));
 }
 
@@ -180,31 +180,31 @@ TEST(TextOfAMessage, ListsTheTimeSeriesProperties) {
 TEST(TextOfAMessage, ListsSetsByNameAndSize) {
   const std::string line = "news\t\t\t0\t0\t0\t17\t33\none\t\t\t0\t0\t0\t17\n";
   const std::string sets = "\"news\" (2 variables), \"one\" (1 variable)";
-  EXPECT_EQ(Block(5, line).ToString(), "variable sets: " + sets);
-  EXPECT_EQ(Block(7, line).ToString(), "multiple-response sets: " + sets);
-  EXPECT_EQ(Block(19, line).ToString(), "multiple-response sets (extension 19): " + sets);
-  EXPECT_EQ(Block(5, "").ToString(), "variable sets: none");
+  EXPECT_EQ(BlockMessage(5, line).ToString(), "variable sets: " + sets);
+  EXPECT_EQ(BlockMessage(7, line).ToString(), "multiple-response sets: " + sets);
+  EXPECT_EQ(BlockMessage(19, line).ToString(), "multiple-response sets (extension 19): " + sets);
+  EXPECT_EQ(BlockMessage(5, "").ToString(), "variable sets: none");
 }
 
 TEST(TextOfAMessage, ListsAttributesWithTheirValues) {
-  EXPECT_EQ(Block(17, "source\tform\tpage 2\nyear\t1996\n").ToString(),
+  EXPECT_EQ(BlockMessage(17, "source\tform\tpage 2\nyear\t1996\n").ToString(),
             "attributes: source = \"form\" \"page 2\", year = \"1996\"");
-  EXPECT_EQ(Block(17, "").ToString(), "attributes: none");
+  EXPECT_EQ(BlockMessage(17, "").ToString(), "attributes: none");
 }
 
 TEST(TextOfAMessage, CountsUnreadableBytes) {
-  EXPECT_EQ(Block(5, "no set").ToString(), "variable sets: 6 bytes that cannot be read");
-  EXPECT_EQ(Block(17, "\\").ToString(), "attributes: 1 byte that cannot be read");
+  EXPECT_EQ(BlockMessage(5, "no set").ToString(), "variable sets: 6 bytes that cannot be read");
+  EXPECT_EQ(BlockMessage(17, "\\").ToString(), "attributes: 1 byte that cannot be read");
 }
 
 TEST(TextOfAMessage, QuotesAShortPrintableExtensionAndCountsTheBytesOfOthers) {
-  EXPECT_EQ(Block(0, "page 2").ToString(), "extension of type 0: \"page 2\"");
-  EXPECT_EQ(Block(0, "").ToString(), "extension of type 0: none");
-  EXPECT_EQ(Block(3, "a\x01").ToString(), "extension of type 3: 2 bytes");
-  EXPECT_EQ(Block(3, std::string(61, 'a')).ToString(), "extension of type 3: 61 bytes");
-  EXPECT_EQ(Block(3, "Öl €").ToString(), "extension of type 3: \"Öl €\"");
+  EXPECT_EQ(BlockMessage(0, "page 2").ToString(), "extension of type 0: \"page 2\"");
+  EXPECT_EQ(BlockMessage(0, "").ToString(), "extension of type 0: none");
+  EXPECT_EQ(BlockMessage(3, "a\x01").ToString(), "extension of type 3: 2 bytes");
+  EXPECT_EQ(BlockMessage(3, std::string(61, 'a')).ToString(), "extension of type 3: 61 bytes");
+  EXPECT_EQ(BlockMessage(3, "Öl €").ToString(), "extension of type 3: \"Öl €\"");
   for (const char* const notUtf8 : {"a\xFF", "a\xC3", "\xC0\x80", "\xED\xA0\x80"}) {
-    EXPECT_EQ(Block(3, notUtf8).ToString(),
+    EXPECT_EQ(BlockMessage(3, notUtf8).ToString(),
               "extension of type 3: " + std::to_string(std::strlen(notUtf8)) + " bytes");
   }
 }

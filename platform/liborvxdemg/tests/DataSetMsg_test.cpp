@@ -33,11 +33,11 @@ using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const LocallyUniqueID kAgeID(1, 2);
+const LocallyUniqueID kAge(1, 2);
 
 // A variable with only an identifier, a name and a format.
 ORVX_Variable Age() {
-  ORVX_Variable age(kAgeID, "age");
+  ORVX_Variable age(kAge, "age");
   age.SetFormat({VariableFormat::Kind::Plain, 8, 2});
   return age;
 }

@@ -52,11 +52,11 @@ TEST_F(DifferencesOfVariables, AFormatNamesItsWidthAndDecimals) {
 }
 
 TEST(DictionaryText, FormatsUseTheTypeNamesOfTableSchema) {
-  using Kind = VariableFormat::Kind;
-  EXPECT_EQ(DictionaryText::Format({Kind::Plain}), "plain");
-  EXPECT_EQ(DictionaryText::Format({Kind::Date}), "date");
-  EXPECT_EQ(DictionaryText::Format({Kind::Time}), "time");
-  EXPECT_EQ(DictionaryText::Format({Kind::DateTime}), "datetime");
+  using FormatKind = VariableFormat::Kind;
+  EXPECT_EQ(DictionaryText::Format({FormatKind::Plain}), "plain");
+  EXPECT_EQ(DictionaryText::Format({FormatKind::Date}), "date");
+  EXPECT_EQ(DictionaryText::Format({FormatKind::Time}), "time");
+  EXPECT_EQ(DictionaryText::Format({FormatKind::DateTime}), "datetime");
 }
 
 TEST(DictionaryText, LevelsUseTheNamesOfStevensScales) {

@@ -17,7 +17,7 @@ const std::string kYesBytes =
     "\x01\0\0\0"
     "\x01"s;
 
-void Read(std::string_view bytes) {
+void ReadResponse(std::string_view bytes) {
   ReportedErrorMsgResponse response;
   ReadAll(bytes, response);
 }
@@ -48,7 +48,7 @@ TEST(ReportedErrorMsgResponse, HasNoAnswerBeforeDecoding) {
 TEST(ReportedErrorMsgResponse, IsRejectedWithAnAnswerOtherThan0And1) {
   std::string bytes = kYesBytes;
   bytes.back() = '\x02';
-  EXPECT_THROW(Read(bytes), VStreamError);
+  EXPECT_THROW(ReadResponse(bytes), VStreamError);
 }
 
 TEST(ReportedErrorMsgResponse, IsRejectedAtEveryTruncation) {
@@ -58,10 +58,10 @@ TEST(ReportedErrorMsgResponse, IsRejectedAtEveryTruncation) {
 TEST(ReportedErrorMsgResponse, IsRejectedWithAnotherVersionOrSignature) {
   std::string second = kYesBytes;
   second[42] = '\x02';
-  EXPECT_THROW(Read(second), VStreamError);
+  EXPECT_THROW(ReadResponse(second), VStreamError);
   std::string other = kYesBytes;
   other[4] = 'x';
-  EXPECT_THROW(Read(other), VStreamError);
+  EXPECT_THROW(ReadResponse(other), VStreamError);
 }
 
 }  // namespace
