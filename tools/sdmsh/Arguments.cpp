@@ -277,4 +277,13 @@ void Call::Say(const char* event, const std::string& words,
   });
 }
 
+void Call::Show(const char* event, const std::function<std::string()>& words,
+                const std::function<Json()>& members) const {
+  shell.Out().Say(words, [&] {
+    Json json = {{"event", event}, {"dataset", dataset->Name()}};
+    json.update(members());
+    return json;
+  });
+}
+
 }  // namespace sdmsh

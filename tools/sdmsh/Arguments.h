@@ -17,6 +17,7 @@
 #include "Output.h"
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -139,6 +140,11 @@ class Call : public Arguments {
   // `dataset`.
   void Say(const char* event, const std::string& words,
            std::initializer_list<Member> members = {}) const;
+
+  // Prints what the command shows of its dataset: see Output::Say. As JSON, the event has the
+  // members `event` and `dataset`, and the members of the object that `members` returns.
+  void Show(const char* event, const std::function<std::string()>& words,
+            const std::function<Json()>& members) const;
 
   Shell& shell;
   Caller& caller;

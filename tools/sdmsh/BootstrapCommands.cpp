@@ -273,9 +273,7 @@ void Display(Call& call) {
     specs->Display(lines);
     return WithoutLastLineFeed(lines.str());
   };
-  call.shell.Out().Say(words, [&]() -> Json {
-    return {{"event", "bootstrap"}, {"dataset", dataset}, {"specs", SpecsInJson(specs)}};
-  });
+  call.Show("bootstrap", words, [&]() -> Json { return {{"specs", SpecsInJson(specs)}}; });
 }
 
 void WriteToFile(Call& call) {
@@ -318,10 +316,9 @@ void CheckFile(Call& call) {
   const std::string bytes = ReadFile(file);
   const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
   const bool native = check.byteOrder == Check::ByteOrder::Native;
-  call.shell.Out().Say(CheckText(file, check, bytes.size()), [&]() -> Json {
-    return {{"event", "bootstrapChecked"},
-            {"dataset", call.dataset->Name()},
-            {"file", file},
+  const auto words = [&] { return CheckText(file, check, bytes.size()); };
+  call.Show("bootstrapChecked", words, [&]() -> Json {
+    return {{"file", file},
             {"fileSize", bytes.size()},
             {"finding", kFindings[static_cast<std::size_t>(check.finding)]},
             {"byteOrder", native ? "native" : "swapped"},

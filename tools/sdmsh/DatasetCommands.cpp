@@ -35,10 +35,11 @@ struct NewDataset {
   bool quiet;
 };
 
+// Throws CommandError if words remain, or if a dataset cannot have the name.
 NewDataset TakeNewDataset(Call& call) {
-  NewDataset dataset;
-  dataset.name = call.Take("NAME");
-  dataset.quiet = call.Accept("quiet");
+  NewDataset dataset = {call.Take("NAME"), call.Accept("quiet")};
+  call.End();
+  call.shell.RefuseName(dataset.name, /*renamed=*/nullptr);
   return dataset;
 }
 
@@ -179,8 +180,7 @@ std::string DatasetText(OpenDataset& dataset, const Contents& contents, const Ou
 }
 
 Json DatasetInJson(OpenDataset& dataset, const Contents& contents) {
-  Json json = {{"event", "dataset"}};
-  json.update(StateInJson(dataset, contents.lock));
+  Json json = StateInJson(dataset, contents.lock);
   json["isClone"] = contents.isRead ? Json(contents.isClone) : Json(nullptr);
   json["dictionary"] = contents.dictionary;
   return json;
@@ -213,12 +213,10 @@ std::string VariablesText(const ORVX_DataSource& source, const Output& output) {
   return table.TakeText(output);
 }
 
-Json VariableTableInJson(const std::string& dataset, const ORVX_DataSource& source) {
+Json VariableTableInJson(const ORVX_DataSource& source) {
   Json split = Json::array();
   for (const LocallyUniqueID id : SplitOf(source)) split.push_back(IdentifierInJson(id));
-  return {{"event", "variables"},
-          {"dataset", dataset},
-          {"variables", Json::parse(DictionaryJson::Variables(source))},
+  return {{"variables", Json::parse(DictionaryJson::Variables(source))},
           {"weight", IdentifierInJson(source.GetWeightVariableID())},
           {"filter", IdentifierInJson(source.GetFilterVariableID())},
           {"split", split}};
@@ -256,16 +254,12 @@ Json SideInJson(const ORVX_DataSource& dictionary) {
   return json;
 }
 
-Json MirrorInJson(const std::string& dataset, const Json& source, const Json& mirror) {
+Json MirrorInJson(const Json& source, const Json& mirror) {
   Json differing = Json::array();
   for (const auto& [name, value] : source.items()) {
     if (mirror[name] != value) differing.push_back(name);
   }
-  return {{"event", "mirror"},
-          {"dataset", dataset},
-          {"source", source},
-          {"mirror", mirror},
-          {"differing", differing}};
+  return {{"source", source}, {"mirror", mirror}, {"differing", differing}};
 }
 
 }  // namespace
@@ -275,24 +269,18 @@ void OpenFile(Call& call) {
   const ImportOptions options = TakeImportOptions(call);
   call.Expect("as");
   const NewDataset wanted = TakeNewDataset(call);
-  call.End();
-  call.shell.RefuseName(wanted.name, nullptr);
   auto source = OpenDataFile(call.shell.Out(), file, options);
   const char delimiter = source->Report().delimiter;
   Open(call, wanted, std::move(source), file, delimiter);
 }
 
 void AddEmpty(Call& call) {
-  const NewDataset wanted = TakeNewDataset(call);
-  call.End();
-  call.shell.RefuseName(wanted.name, nullptr);
-  Open(call, wanted, nullptr);
+  Open(call, TakeNewDataset(call), nullptr);
 }
 
 void CloneDataset(Call& call) {
   call.Expect("as");
   const NewDataset wanted = TakeNewDataset(call);
-  call.shell.RefuseName(wanted.name, nullptr);
   call.Source();  // refuses a dataset without a data source
   Open(call, wanted, CloneSource(call.Writer()));
 }
@@ -339,29 +327,27 @@ void ListDatasets(Call& call) {
 void ShowDataset(Call& call) {
   call.End();
   const Contents contents = ContentsOf(call, call.shell.Locks());
-  Output& output = call.shell.Out();
-  output.Say([&] { return DatasetText(*call.dataset, contents, output); },
-             [&] { return DatasetInJson(*call.dataset, contents); });
+  call.Show(
+      "dataset", [&] { return DatasetText(*call.dataset, contents, call.shell.Out()); },
+      [&] { return DatasetInJson(*call.dataset, contents); });
 }
 
 void ShowVariables(Call& call) {
   const ORVX_DataSource& source = SourceOrEmpty(call.Reader());
-  const std::string dataset = call.dataset->Name();
-  Output& output = call.shell.Out();
   const auto words = [&] {
     const bool none = source.ColumnCount() == 0;
-    return none ? dataset + " has no variables" : VariablesText(source, output);
+    return none ? call.dataset->Name() + " has no variables"
+                : VariablesText(source, call.shell.Out());
   };
-  output.Say(words, [&] { return VariableTableInJson(dataset, source); });
+  call.Show("variables", words, [&] { return VariableTableInJson(source); });
 }
 
 void ShowMirror(Call& call) {
   const ORVX_DataSource& source = SourceOrEmpty(call.Reader());
   const ORVX_DataSource& mirror = call.dataset->Interpreter().Mirror();
-  const std::string dataset = call.dataset->Name();
-  Output& output = call.shell.Out();
-  output.Say([&] { return MirrorText(dataset, source, mirror, output); },
-             [&] { return MirrorInJson(dataset, SideInJson(source), SideInJson(mirror)); });
+  call.Show(
+      "mirror", [&] { return MirrorText(call.dataset->Name(), source, mirror, call.shell.Out()); },
+      [&] { return MirrorInJson(SideInJson(source), SideInJson(mirror)); });
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -115,11 +115,9 @@ void AddRow(Table& table, std::vector<std::string> cells, const ORVX_Variable& v
             const Summary::Values& values, const Output& output) {
   const Summary::Statistics result = Summary::StatisticsOf(values.numbers);
   const VariableFormat& format = variable.GetFormat();
-  cells.push_back(CountText(values.present));
-  cells.push_back(CountText(values.missing));
-  cells.push_back(Rounded(result.mean, format));
-  cells.push_back(Rounded(result.deviation));
-  cells.push_back(Rounded(result.minimum, format));
+  cells.insert(cells.end(),
+               {CountText(values.present), CountText(values.missing), Rounded(result.mean, format),
+                Rounded(result.deviation), Rounded(result.minimum, format)});
   for (const double quartile : result.quartiles) cells.push_back(Rounded(quartile, format));
   cells.push_back(Rounded(result.maximum, format));
   const bool hasChart = output.MaxWidth() > 0;
@@ -181,7 +179,7 @@ Json GroupInJson(const Description& description, const Summary::Key& key,
   return {{"group", values}, {"variables", variables}};
 }
 
-Json DescriptionInJson(const std::string& dataset, const Description& description) {
+Json DescriptionInJson(const Description& description) {
   Json groups = Json::array();
   for (const auto& [key, group] : description.groups) {
     groups.push_back(GroupInJson(description, key, group));
@@ -190,9 +188,7 @@ Json DescriptionInJson(const std::string& dataset, const Description& descriptio
   const auto nameAt = [&](int position) {
     return position >= 0 ? Json(source.GetVariable(position).GetName()) : Json(nullptr);
   };
-  return {{"event", "description"},
-          {"dataset", dataset},
-          {"weight", nameAt(source.GetWeightVarIndex())},
+  return {{"weight", nameAt(source.GetWeightVarIndex())},
           {"filter", nameAt(source.GetFilterVarIndex())},
           {"groups", groups}};
 }
@@ -214,7 +210,7 @@ void Describe(Call& call) {
     return together ? TextOfGroupsTogether(description, output)
                     : TextOfGroupsSeparately(description, output);
   };
-  output.Say(words, [&] { return DescriptionInJson(dataset, description); });
+  call.Show("description", words, [&] { return DescriptionInJson(description); });
 }
 
 }  // namespace sdmsh

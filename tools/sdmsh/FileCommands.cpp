@@ -21,7 +21,7 @@ constexpr const char* kTypes[] = {"number", "boolean", "date", "datetime", "time
 constexpr const char* kReasons[] = {"noValues",   "everyValue",  "schema",
                                     "otherValue", "leadingZero", "largeNumber"};
 
-Json ImportInJson(const std::string& dataset, const ImportReport& report) {
+Json ImportInJson(const ImportReport& report) {
   Json variables = Json::array();
   for (const ImportReport::Variable& variable : report.variables) {
     Json missing = Json::array();
@@ -35,9 +35,7 @@ Json ImportInJson(const std::string& dataset, const ImportReport& report) {
                          {"line", variable.line == 0 ? Json(nullptr) : Json(variable.line)},
                          {"missing", missing}});
   }
-  return {{"event", "import"},
-          {"dataset", dataset},
-          {"delimiter", std::string(1, report.delimiter)},
+  return {{"delimiter", std::string(1, report.delimiter)},
           {"decimalMark", std::string(1, report.decimalMark)},
           {"encoding", report.encoding},
           {"rows", report.rows},
@@ -90,14 +88,14 @@ char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
 
 void ShowImport(Call& call) {
   const SvrDMInputDataSource& reader = call.Reader();
-  const std::string dataset = call.dataset->Name();
   const SystemFileDataSource* const file = DataFileUnder(*reader);
   if (file == nullptr) {
-    throw CommandError("the data source of " + dataset + " does not read a data file");
+    throw CommandError("the data source of " + call.dataset->Name() + " does not read a data file");
   }
   const ImportReport& report = file->Report();
-  call.shell.Out().Say([&] { return WithoutLastLineFeed(report.Text()); },
-                       [&] { return ImportInJson(dataset, report); });
+  call.Show(
+      "import", [&] { return WithoutLastLineFeed(report.Text()); },
+      [&] { return ImportInJson(report); });
 }
 
 void SaveFile(Call& call) {
