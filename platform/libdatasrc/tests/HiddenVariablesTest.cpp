@@ -60,7 +60,7 @@ TEST_F(Hiding, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
   HiddenVariables hidden({"a"});
   const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
   hidden.EndAddition(/*isAdded=*/true);
-  hidden.EndAddition(/*isAdded=*/false);  // of another source, which has no variable to hide
+  hidden.EndAddition(/*isAdded=*/false);  // another source, with no variable to hide
   EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b", "c"));
 }
 

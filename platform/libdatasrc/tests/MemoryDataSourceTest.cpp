@@ -358,7 +358,7 @@ struct CaseEdit {
   std::size_t row;
   std::size_t position;
   int count;
-  std::vector<double> numbers;  // from which values are made, in turn
+  std::vector<double> numbers;  // the new values are made from these, cyclically
 };
 
 void showValue(const CaseEdit& edit, std::ostream& out) {

@@ -264,8 +264,8 @@ struct Followed {
   DataFreeDataSource snapshot;
 };
 
-// Between the two matches, the deletion changes the first block of the source's variables, the
-// insertion splits the second block, and the label changes the last block.
+// The snapshot is matched, the source edited, and the snapshot matched again. The deletion changes
+// the first block of variables, the insertion splits the second, the label changes the last.
 TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
   ExpectSafeWithoutMemory({Changes(
       "MatchVariables",
@@ -545,8 +545,7 @@ TEST(MemoryFault, WhileSavingLeavesTheOldFiles) {
 // The texts of the numbers are longer than the small-string buffer.
 constexpr const char* kLongNumbers = "a,b\n1.0000000000000002e-100,1.0000000000000002e-101\n7,8\n";
 
-// Converts a row of two numbers to text. After a failure, only the first may have been
-// converted.
+// Converts a row of two numbers to text. A failure may leave the first number converted.
 struct ProjectedRow {
   explicit ProjectedRow(const ORVX_DataSource& file) {
     DataFreeDataSource to;
@@ -681,7 +680,7 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   const ORVX_DataSource::Extension extension(*source, 0);
   DatasourceAttributes attributes = kNewAttributes;
   DatasourceAttributes::Values values = {kLong, kLong};
-  const ORVX_Variable empty;  // allocates the record that all default variables share
+  const ORVX_Variable empty;  // the first default variable allocates the record that all share
   ORVX_Variable own(Serial(3), kLong);
   const FilteredDataSource all(file.get());
   const ObsProjector projector(*file, all);

@@ -27,7 +27,7 @@
 namespace {
 
 constexpr int kKilled = 77;
-// During the first calls of a save, its new files have no names (O_TMPFILE): a kill leaves none.
+// During the first calls of a save, its new files have no names (O_TMPFILE): a kill deletes them.
 constexpr long kCallsWithoutNames = 5;
 
 enum class Fault { None, Kill, Fail };
@@ -138,7 +138,7 @@ ORVX_Variable Variable(const std::string& name, const std::string& label) {
 constexpr std::size_t kFewCases = 3;
 constexpr std::size_t kManyCases = 300;  // their bytes exceed the write buffer of a file
 
-// Every value of the first variable is the number of cases, so that ContentOf can check it.
+// Every value of the first variable is the number of cases: ContentOf finds lost cases by it.
 std::unique_ptr<MemoryDataSource> Content(const std::string& name, std::size_t cases = kManyCases) {
   auto source = std::make_unique<MemoryDataSource>();
   const auto count = static_cast<double>(cases);
@@ -221,7 +221,7 @@ std::pair<int, int> KillAtEachCall(const MemoryDataSource* first, const std::str
     EXPECT_TRUE(content == old || content == "second") << content;
     ++(content == old ? found.first : found.second);
 
-    // The next save finishes the interrupted save, then replaces its content.
+    // A save of `third` finishes the interrupted save, then replaces the file.
     SaveDelimited(*third, path);
     EXPECT_EQ(ContentOf(path), "third");
     EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
