@@ -45,7 +45,8 @@ struct ColumnPart {
   // text breaks a rule of the schema. The rows after it were not read.
   std::size_t brokenBy = kNone;
   ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // of `refutedBy`
-  std::unordered_map<std::uint32_t, std::uint64_t> missing;  // cases by number of the missing word
+  // How many cases have each missing word. The key is the number of the word in MissingWords.
+  std::unordered_map<std::uint32_t, std::uint64_t> missing;
 };
 
 // Replaces the content of `part` with the values of one field of all records.

@@ -434,7 +434,7 @@ class DataFileReader {
   // then reads the column of that block again.
   std::vector<std::atomic<std::uint8_t>> types_;
 
-  // Rows and bytes of the blocks that were appended, and the line after them.
+  // The rows and bytes of the appended blocks, and the number of the line after these blocks.
   std::size_t rows_ = 0;
   std::size_t bytes_ = 0;
   long line_ = 1;

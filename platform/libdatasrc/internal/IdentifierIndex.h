@@ -11,9 +11,9 @@
 namespace sdm_internal {
 
 // A hash table with linear probing, at most seven eighths full, with one entry per pair of an
-// identifier and a block. Blocks are named by their slot in the sequence. Reserve allocates ahead,
-// so that Add, called in the middle of an edit, cannot fail. Before the first Reserve there is no
-// table: Add and Remove then do nothing. A copy has the same pairs.
+// identifier and a block. A block is given by its slot, its index in VariableSequence::blocks_.
+// Reserve allocates ahead, so that Add, called in the middle of an edit, cannot fail. Before the
+// first Reserve there is no table: Add and Remove then do nothing. A copy has the same pairs.
 //
 // Threads: as for the dictionary it belongs to.
 class IdentifierIndex {

@@ -29,7 +29,7 @@ class MissingWords {
   // Returns the number of the word that equals `text`, or kNone.
   std::uint32_t Find(std::string_view text) const {
     if (text.empty()) return isEmptyMissing_ ? kBlank : kNone;
-    // Quickly rejects most fields that are not missing: no word has their first byte and length.
+    // Quickly rejects a text if no word has the same first byte and the same length.
     const std::uint32_t lengths = lengths_[static_cast<unsigned char>(text.front())];
     if ((lengths & LengthBit(text)) == 0) return kNone;
     const auto found = numbers_.find(text);

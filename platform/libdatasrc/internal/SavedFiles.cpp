@@ -64,7 +64,7 @@ class LockedFolder {
   int descriptor_;
 };
 
-// Turns the name of a new file, read from the marker, into a path beside `target`. Returns an empty
+// Turns `name`, which a marker gives for a new file, into a path beside `target`. Returns an empty
 // path for a name that no save gives to a new file for this target.
 std::string NewFileFor(const std::string& target, std::string_view name) {
   const bool isNew = name.starts_with(FileNameOf(target) + ".") && name.ends_with(".new") &&

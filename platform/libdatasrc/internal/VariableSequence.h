@@ -223,10 +223,10 @@ class VariableSequence {
   // block.
   std::vector<Run> runs_;
   std::vector<int> starts_;  // the position of the first variable of each run
-  // Entry k is the run of position k * kStride, exact at the last rebuild; later edits may have
-  // moved the position to a run nearby.
+  // The position table: entry k is the index in runs_ of the block with position k * kStride.
+  // RebuildTable makes it exact; later edits may move that position to a block nearby.
   std::vector<int> runAt_;
-  int lag_ = 0;              // variables inserted and deleted since the last rebuild
+  int lag_ = 0;              // variables inserted and deleted since RebuildTable
   std::size_t lagFrom_ = 0;  // the first run that these edits changed
   IdentifierIndex index_;    // no table until the list outgrows the smallest block
   int size_ = 0;
