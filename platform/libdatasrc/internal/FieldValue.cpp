@@ -217,7 +217,7 @@ std::optional<double> ValueOf(PatternTime time) {
                                                         : std::nullopt;
 }
 
-// A fraction of a second with `digits` digits, such as ".25". Empty if it is rounded to 1.
+// A fraction of a second with `digits` digits, such as ".25". Empty if rounding gives 1.
 std::string FractionText(double fraction, int digits) {
   std::array<char, 64> text;
   const auto end = std::to_chars(text.data(), text.data() + text.size(), fraction,
