@@ -125,7 +125,7 @@ void ReadTime(PartReader& parts, Calendar& time) {
   }
 }
 
-// Returns false for an offset that does not exist.
+// Returns false for an offset with hours above 23 or minutes above 59.
 bool ReadZone(PartReader& parts, Calendar& time) {
   if (parts.StartsWith("Zz")) {
     parts.Skip("Zz");

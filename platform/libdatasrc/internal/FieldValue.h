@@ -27,8 +27,8 @@ std::optional<double> ParseDate(std::string_view text);
 std::optional<double> ParseTime(std::string_view text);
 
 // A date, "T" or "t" or one blank, and a time, then optionally a zone: Z, z, or +hh:mm, +hhmm or
-// +hh with either sign. The value is in UTC; a text without a zone is taken as UTC. An offset of
-// 24 hours or more does not exist.
+// +hh with either sign. The value is in UTC; a text without a zone is taken as UTC. An offset
+// has hours up to 23 and minutes up to 59.
 std::optional<double> ParseDateTime(std::string_view text);
 
 // Parses a date, a time or both by a pattern of strptime (POSIX). Parts that the pattern lacks are
