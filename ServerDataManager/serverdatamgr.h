@@ -67,9 +67,9 @@ class SDM_EXPORT ServerDataManager {
   //
   // The overloads with a std::unique_ptr always own the chain: if the call throws before the
   // dataset exists, they delete it. A null pointer makes a dataset without a source. With the
-  // overloads that take a reference, the dataset owns the chain as soon as its item is built. If
-  // the call throws before that, the caller still owns the chain; but the caller cannot tell when
-  // the call threw.
+  // overloads that take a reference, the dataset owns the chain as soon as the dataset exists.
+  // If such a call throws, the caller cannot tell whether it still owns the chain, so the overloads
+  // with a std::unique_ptr are safer.
   //
   // An exception from an observer's DataSetCreated propagates and leaves the dataset registered.
   // After any other exception, std::bad_alloc included, the dataset does not exist.

@@ -216,8 +216,9 @@ class SDM_EXPORT ORVX_DataSource {
 
   // The source whose dictionary lays out the rows of this source: this source itself, or another
   // source if this is a clone. Borrowed while this source lives. Null for a clone without a source,
-  // which has no rows. The dictionary of RowLayout() is needed to read a row; ObsProjector(source,
-  // source) converts the row to the source's own dictionary.
+  // which has no rows. The dictionary of RowLayout() is needed to read a row. ObsProjector(from,
+  // to) converts rows from the layout of `from` to the dictionary of `to`; with this source as
+  // both, to its own dictionary.
   const ORVX_DataSource* RowLayout() const;
 
   // Borrowed, null for none; the parent must outlive this source. It may be set while other threads

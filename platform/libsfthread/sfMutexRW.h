@@ -40,7 +40,8 @@ class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
   // Never wait. tryReadLock fails if readLock() would wait, tryWriteLock if the lock is not free.
   bool tryReadLock() SDM_TRY_ACQUIRE_SHARED(true) SDM_UNCHECKED;
   bool tryWriteLock() SDM_TRY_ACQUIRE(true) SDM_UNCHECKED;
-  // Releases the write, or one read, acquired by any thread. Does nothing if the lock is free.
+  // Releases the write lock or one of the read locks, whichever thread acquired it. Does nothing if
+  // the lock is free.
   void unlock() noexcept SDM_RELEASE_GENERIC() SDM_UNCHECKED;
 
  private:

@@ -39,8 +39,9 @@ void Followed::BulkVarMoves() {
 
 std::string Followed::Update(bool mirrored) {
   const bool wasDirty = Source().IsDirty();
-  // A message with the row count also resets the client's case data. The first update queues such
-  // a message; later updates do not, because the row count is always 0.
+  // A message with the row count also resets the client's case data. A new snapshot has no row
+  // count, so the first update queues such a message. Later updates do not: the source always has
+  // 0 rows.
   plain_.resetClientData = snapshot_.rowCount != 0;
 
   sdm_internal::UpdateSnapshot(snapshot_);

@@ -1,7 +1,7 @@
 // Counts array allocations.
 //
-// Linking test_array_allocator replaces the global operators new[] and delete[]. The new operator
-// new[] calls operator new, so it fails when FullMemory simulates a lack of memory.
+// Linking test_array_allocator replaces the global operators new[] and delete[]. The replacement of
+// new[] calls operator new, so new[] also fails when FullMemory simulates a lack of memory.
 
 #ifndef TESTS_SUPPORT_COUNTEDARRAYS_H_
 #define TESTS_SUPPORT_COUNTEDARRAYS_H_

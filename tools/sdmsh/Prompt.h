@@ -23,8 +23,9 @@ class Shell;
 bool PlayInput(Shell& shell, std::istream& input, const std::string& script = "");
 
 // Reads commands from the terminal of this process, with a prompt, line editing and completion by
-// the tab key. The keys are those of libedit, which ~/.editrc can change. Continues after a command
-// fails, and may still return true.
+// the tab key. The keys are those of libedit, which ~/.editrc can change. A command that
+// fails does not end the input and does not change the result, which is false only if
+// releasing the locks at the end fails or a caller still waits for a lock.
 //
 // Saves the history in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
 // except for lines that begin with a blank. If that file cannot be written, reports the failure

@@ -19,7 +19,7 @@ class MissingWords {
  public:
   static constexpr std::uint32_t kNone = ~std::uint32_t{0};
   static constexpr std::uint32_t kBlank = 0;  // the empty word
-  static constexpr std::uint32_t kNaN = 1;    // for numbers that are a NaN; Find never returns it
+  static constexpr std::uint32_t kNaN = 1;    // for a number that is a NaN; Find only finds texts
 
   template <class Words>
   explicit MissingWords(const Words& words) : words_{std::string_view(), "NaN"} {

@@ -38,7 +38,8 @@ class TextColumn {
   // than 4 KB.
   void ReserveMore(std::size_t rows, std::size_t bytes);
 
-  // Texts given to Add and Set must not be in the pool of this column.
+  // The views given to Add and Set must not point into this column's pool, which may be
+  // reallocated.
   void Add(std::string_view text);
   void Set(std::size_t row, std::string_view text);
   // Appends several texts: `texts` has them without gaps, `lengths` their lengths.

@@ -160,7 +160,7 @@ class VariableSequence {
 
   // Makes this list equal to `other`. Then both lists have the same stamp, and each block has the
   // stamp of the corresponding block in `other`. The cost depends on the blocks that differ.
-  // Changes only the stamps of `other`.
+  // Of `other`, only the stamps change.
   void Match(VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);

@@ -190,7 +190,8 @@ TEST(ObsProjector, ConvertsToTheSourcesOwnTypeFirst) {
             "[123456789               ]");
 }
 
-// After the types of a file's variables change, its iterator converts the values by the same rules.
+// If the types of a data file's variables are changed, the file's iterator converts the values by
+// the rules of ObsProjector.
 TEST(ObsProjector, ConvertsLikeADataFile) {
   const Folder folder;
   const auto file = SystemFileDataSource::Open(folder.Write(
