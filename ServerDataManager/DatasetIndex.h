@@ -89,7 +89,7 @@ class KeyTable {
   // The first entry that satisfies `match`; null if there is none.
   IndexEntry* First(const Match& match) const { return PlaceOf(match); }
 
-  // Doubles the number of buckets if it is less than `count`. If Reserve throws, nothing has
+  // Doubles the number of buckets, once, if it is less than `count`. If Reserve throws, nothing has
   // changed.
   void Reserve(std::size_t count) {
     if (count <= Size()) return;

@@ -461,8 +461,8 @@ bool SvrDMItem::PasswordMangled() const {
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(source)) {
     return file->GetPasswordMangled();
   }
-  // A filter over a saved file counts as that file. Clients rely on only the direct parent being
-  // checked.
+  // For a clone of a saved file, the file says whether the password is mangled. Clients rely on the
+  // check of the direct parent only, not of the parent's parent.
   const ORVX_DataSource* const parent =
       source != nullptr ? SvrDMCloneDataSource::ParentOf(*source) : nullptr;
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {

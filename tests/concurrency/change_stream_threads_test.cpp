@@ -93,8 +93,8 @@ class ChangeStreamThreads : public testing::Test {
 };
 
 // A reader accepts a pass only directly after the pass or snapshot before it. The first pass
-// inserts all variables, so a reader would reject it after a snapshot. The test makes this pass
-// before it starts the threads that send snapshots.
+// inserts all variables, so a reader that has them from a snapshot would reject it. The test makes
+// this pass before it starts the threads that send snapshots.
 TEST_F(ChangeStreamThreads, FramesAreSentOneAtATimeInAnOrderThatAReaderAccepts) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

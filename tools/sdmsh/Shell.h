@@ -81,8 +81,8 @@ class Shell {
   // Reports callers that were waiting, and failures, as failures of the script `file`. Returns
   // false if anything was reported or the output failed.
   bool CloseDown(const std::string& file);
-  // To be called after CloseDown. Returns whether a caller still waits for a lock, which no caller
-  // can release.
+  // To be called after CloseDown. Returns whether a caller still waits for a lock. No caller can
+  // release that lock any more, so the wait never ends.
   bool IsStuck() const { return locks_.IsStuck(); }
 
  private:

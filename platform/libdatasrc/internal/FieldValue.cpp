@@ -155,7 +155,7 @@ struct PatternTime {
   long dayOfYear = 0;  // 0: none
 };
 
-// Returns false for a day of the year, an hour of a 12-hour clock or an offset that does not exist.
+// Returns false if a day of the year, an hour of a 12-hour clock or an offset is out of range.
 bool ReadDirective(char directive, PartReader& parts, PatternTime& time) {
   Calendar& c = time.calendar;
   switch (directive) {
