@@ -22,14 +22,14 @@ class SDM_EXPORT ORVX_DataSourceFilterHook {
   // source built on it, or another source. Null registers a dataset without a source.
   //
   // The dataset owns the returned source and its chain of parents. The hook deletes every source
-  // outside that chain, including `source`.
+  // that is not in that chain, even `source`.
   //
   // A hook that throws must not have deleted `source` or any of its parents, and deletes the
   // sources that it made. The exception propagates to the caller of Add, and no dataset is added.
   //
-  // If Add throws after the hook has returned, the hook is not notified. If the dataset has not
-  // been built yet, the sources that the hook made are not deleted: the caller of Add and the hook
-  // must then delete them.
+  // If Add throws after the hook has returned but before the item is built, the sources that the
+  // hook made are not deleted. The hook does not learn of the failure, so the caller of Add must
+  // ensure that these sources are deleted (see HiddenVariables::EndAddition).
   virtual ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) = 0;
 
  protected:

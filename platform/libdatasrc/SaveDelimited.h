@@ -36,10 +36,10 @@ struct SaveOptions {
 //
 // When SaveDelimited returns, the new content is on the disk. If it throws, or the process ends at
 // any moment, opening the file gives the whole old content or the whole new content. If the process
-// is killed at the end of a save, or at any time on a file system without unnamed files, files with
-// the suffix .new may remain. A file keeps its permissions. A symbolic link is replaced by a file.
-// Do not open the file while it is being replaced: the data of one content could be read with the
-// schema of the other.
+// is killed at the end of a save, or at any time on a file system without unnamed files
+// (O_TMPFILE), files with the suffix .new may remain. A file keeps its permissions. A symbolic link
+// is replaced by a file. Do not open the file while it is being replaced: the data of one content
+// could be read with the schema of the other.
 //
 // Throws std::invalid_argument for:
 //   - a path that ends in .gz or .zst (saving does not compress) or in .schema.json

@@ -9,7 +9,7 @@
 
 namespace DEMessages {
 
-// Has the new value of the flag.
+// Has the new value of the dirty flag.
 class SDM_EXPORT DataSetModifiedMsg final : public MessageGlue<DataSetModifiedMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::DataSetModifiedMsg"; }

@@ -31,9 +31,9 @@ class SDM_EXPORT ExtNameStr {
   // byte, EISDIR for a folder, EINVAL for another file that can be opened but is not regular.
   // Otherwise errno comes from the system.
   //
-  // With `shareFlag` kDenyWrite, tries once to read-lock the whole file until it is closed (an
-  // advisory open-file-description lock). The file is opened even if the lock is refused or not
-  // supported. Any other flag takes no lock.
+  // With `shareFlag` kDenyWrite, tries once to acquire a read lock on the whole file (an advisory
+  // open-file-description lock), which is held until the file is closed. The file is opened even if
+  // the lock is refused or not supported. With any other flag, there is no lock.
   std::FILE* fsopen(const char* mode, int shareFlag) const;
 
  private:

@@ -12,7 +12,7 @@
 // The lock counts reads but does not know which threads hold them. Guarantees, and their tests (in
 // tests/):
 //
-//   A write excludes all others.                    MutexRWFairness.ReadersSeeOnlyCompleteWrites
+//   A write excludes reads and other writes.        MutexRWFairness.ReadersSeeOnlyCompleteWrites
 //   Any thread may release a read or a write.       MutexRW.AnotherThreadMayReleaseARead, ..AWrite
 //   Writers are served in order.                    MutexRW.WaitingWritersAreServedInOrder
 //   A reader waits for at most one writer.          MutexRW.AReleasingWriterAdmitsAllWaitingReaders
@@ -21,7 +21,7 @@
 //   threads and reads that other threads release.
 //   Reads under 1.28 s do not starve a writer.      MutexRWFairness.AWriterIsAdmittedWhile...
 //   Locking and unlocking allocate nothing.         MutexRWMemory
-//   It may be destroyed while it is held.           MutexRWLifetime.MayBeDestroyedWhileHeld
+//   A held lock may be destroyed.                   MutexRWLifetime.MayBeDestroyedWhileHeld
 //   All of this combined.                           MutexRWModel, MutexRWStress
 //
 // While a writer waits for reads to be released, new reads are blocked for at most 80 ms. Then they

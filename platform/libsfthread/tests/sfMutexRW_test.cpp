@@ -353,7 +353,7 @@ TEST_F(MutexRWBehindAWriter, BothReadersNestAfterAnotherThreadReleasedOneRead) {
   EndReads(3);
 }
 
-// Interleaving: a thread reads; another thread, which is to release this read, reads again.
+// Interleaving: a thread reads; another thread takes over this read and acquires a nested read.
 TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   WatchedThread gives, takes;
   Read(gives);
@@ -363,7 +363,8 @@ TEST_F(MutexRWBehindAWriter, AThreadThatTookOverAReadNests) {
   EndReads(1);
 }
 
-// Interleaving: a thread releases the read of another thread before its own read, and reads again.
+// Interleaving: two threads read; the first thread releases the read of the second, keeps its own
+// read, and reads again.
 TEST_F(MutexRWBehindAWriter, AThreadThatReleasedAnothersReadNests) {
   WatchedThread first, second;
   Read(first);
@@ -462,8 +463,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
     LetAWriterWait();
     for (int longer = 1; longer <= 4; longer *= 2) {
       ExpectToRead(comes);
-      // The lock now admits readers for a quarter of the time for which it blocked them. Sleeps a
-      // third of that time, so that the lock blocks readers again.
+      // The lock blocked readers for `longer` * 80 ms, and now admits them for `longer` * 20 ms.
+      // Sleeps for longer than it admits them, so that it blocks readers again.
       std::this_thread::sleep_for(longer * kFirstClosing / 3);
     }
     EndReads(4);
@@ -643,7 +644,7 @@ TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads alternate reads of 40 ms, half a period apart, and a third thread
+// Interleaving: two threads repeat reads of 40 ms, one 20 ms after the other, and a third thread
 // releases every read. Each thread reads again while the read of the other thread is held.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever) {
   sfMutexRW lock;
@@ -683,8 +684,8 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever)
   }
 }
 
-// Threads that read repeatedly until this object is destroyed. They start at equal intervals within
-// one read, so each thread reads again while the other threads hold reads.
+// Threads that read repeatedly until this object is destroyed. Their starts are spread evenly over
+// the length of a read, so each thread reads again while the other threads hold reads.
 class OverlappingReaders {
  public:
   // Each thread calls `hold` with its number after acquiring a read; `hold` must release the read
