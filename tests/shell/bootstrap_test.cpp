@@ -344,8 +344,8 @@ class BootstrapFiles : public Bootstrapping {
     return "bootstrap survey check " + Path(file) + "\n";
   }
 
-  // Sets all fields of FullSpecs except the input, position 7: the dataset has only three
-  // variables.
+  // Sets all fields of FullSpecs except the inputs: FullSpecs has position 7 there, but the dataset
+  // has only three variables.
   static constexpr const char* kSetMost =
       "bootstrap survey set method wild\nbootstrap survey set strata b\n"
       "bootstrap survey set dependents c a\nbootstrap survey set split-ends 3 4\n"

@@ -455,7 +455,7 @@ ReaderPtr CallerLocks::TryRead(const Caller& caller, OpenDataset& dataset) const
       FindLast(caller, [&](const Hold& hold) { return hold.dataset.get() == &dataset; });
   if (last != nullptr) return last->handle;
   if (!StateOf(dataset).waiters.empty()) return nullptr;
-  using Try = std::optional<SvrDMInputDataSource>;  // cannot be moved, so no std::make_shared
+  using Try = std::optional<SvrDMInputDataSource>;  // std::make_shared would have to move it
   const std::shared_ptr<Try> tried(
       new Try(SvrDMInputDataSource::TryRead(dataset.Item(), Bound::zero())));
   return *tried ? ReaderPtr(tried, &**tried) : nullptr;

@@ -100,7 +100,7 @@ void WatchRegistry(Call& call) {
   call.Expect("registry");
   call.End();
   const std::string& caller = call.caller.Name();
-  // A caller that watches already gets a new observer, which is notified last.
+  // A caller that already watches gets a new observer, which is notified last.
   call.shell.Watches().insert_or_assign(
       caller, std::make_unique<RegistryObserver>(call.shell.Registry(), call.shell.Out(), caller));
   call.Say("watches", caller + " watches the registry");

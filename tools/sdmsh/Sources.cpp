@@ -28,7 +28,7 @@ class BlankRows final : public ObsIterator {
   }
 
  private:
-  const ObsProjector blank_;  // projects rows without variables, so each value is missing
+  const ObsProjector blank_;  // its input has no variables, so each value is blank
   long long left_;
   OBS* const area_;
 };

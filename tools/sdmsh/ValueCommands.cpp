@@ -62,7 +62,7 @@ long long RowOf(const MemoryDataSource& source, int number) {
                      DictionaryText::Counted(source.RowCount(), "case"));
 }
 
-// An empty word is a missing value.
+// For a numeric variable, an empty word is the missing number.
 DataValue ValueOrMissing(const ORVX_Variable& variable, const std::string& word) {
   if (word.empty() && variable.GetType() == 0) return kMissingNumber;
   return ValueFor(variable, word);
