@@ -242,8 +242,9 @@ std::string FindingText(const Check& check) {
   const std::string offset = " at offset " + std::to_string(check.offset);
   std::string finding = "the list" + offset + " is longer than the file";
   if (check.finding == Check::Finding::Truncated) finding = "it ends within the field" + offset;
-  if (check.finding == Check::Finding::UnknownVersion)
+  if (check.finding == Check::Finding::UnknownVersion) {
     finding = "the version" + offset + " is not 1";
+  }
   return "not a bootstrap specification: " + finding;
 }
 

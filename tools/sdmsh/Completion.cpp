@@ -43,8 +43,8 @@ bool IsKeyword(const std::string& token) {
 // Returns the tokens that can follow these words of a command:
 // - after the command's name, the tokens before the first blank of the grammar;
 // - after a keyword that is followed by a blank and a token in the grammar, that token;
-// - after the first argument, the tokens after the first blank of the grammar, except in brackets
-//   that follow another argument;
+// - after the first argument, the tokens after the first blank of the grammar, but without an
+//   optional part that follows a further argument;
 // - otherwise all tokens after the first blank of the grammar.
 std::vector<std::string> TokensAfter(const std::vector<std::string>& words,
                                      const std::string& grammar) {

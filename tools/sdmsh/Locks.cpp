@@ -19,6 +19,7 @@ namespace sdmsh {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using sdm_internal::MutexLock;
 
 bool Excludes(LockMode held, LockMode asked) {
   return held == LockMode::Write || asked == LockMode::Write;
@@ -103,36 +104,38 @@ void Caller::Do(const std::function<void()>& work) {
 }
 
 void Caller::Start(std::function<void()> job) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   job_ = std::move(job);
   isBusy_ = true;
   changed_.notify_all();
 }
 
 void Caller::Finish() {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return job_ == nullptr; });
+  MutexLock lock(mutex_);
+  changed_.wait(lock.ForWaiting(), [this]() SDM_REQUIRES(mutex_) { return job_ == nullptr; });
   isBusy_ = false;
   if (failure_ != nullptr) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
 bool Caller::HasFinished() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return job_ == nullptr;
 }
 
 void Caller::Run(const std::stop_token& stop) {
   const InterruptsHeld held;  // only the shell's thread receives SIGINT
-  std::unique_lock lock(mutex_);
-  while (changed_.wait(lock, stop, [this] { return job_ != nullptr; })) {
-    lock.unlock();
+  MutexLock lock(mutex_);
+  const auto hasJob = [this]() SDM_REQUIRES(mutex_) { return job_ != nullptr; };
+  while (changed_.wait(lock.ForWaiting(), stop, hasJob)) {
+    const std::function<void()>* const job = &job_;  // nothing else changes it while it runs
     std::exception_ptr failure;
+    mutex_.Unlock();
     try {
-      job_();
+      (*job)();
     } catch (...) {
       failure = std::current_exception();
     }
-    lock.lock();
+    mutex_.Lock();
     failure_ = std::move(failure);
     job_ = nullptr;
     changed_.notify_all();
@@ -145,7 +148,7 @@ void Caller::Run(const std::stop_token& stop) {
 CallerLocks::CallerLocks(const ServerDataManager& registry, Shell& shell, Bound bound)
     : registry_(registry), shell_(shell), bound_(bound) {
   LockMonitor::SetHandler([this](const LockIncident& incident) {
-    const std::lock_guard lock(incidentsMutex_);
+    const MutexLock lock(incidentsMutex_);
     incidents_.push_back(incident);
   });
   LockMonitor::Start();
@@ -341,7 +344,7 @@ void CallerLocks::Say(const char* what, const char* verb, const Hold& hold, cons
 void CallerLocks::SayDeadlocks() {
   std::vector<LockIncident> incidents;
   {
-    const std::lock_guard lock(incidentsMutex_);
+    const MutexLock lock(incidentsMutex_);
     incidents.swap(incidents_);
   }
   for (const LockIncident& incident : incidents) {

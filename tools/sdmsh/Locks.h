@@ -13,6 +13,7 @@
 
 #include <ServerDataManager/LockReport.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
+#include <ServerDataManager/ThreadSafety.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -21,7 +22,6 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -66,11 +66,12 @@ class Caller {
   const std::string name_;
   const std::string label_;
   bool isBusy_ = false;  // true from Start to Finish
-  mutable std::mutex mutex_;
+  mutable sdm_internal::Mutex mutex_;
   std::condition_variable_any changed_;
-  std::function<void()> job_;   // guarded by mutex_, except while it runs; null after it has ended
-  std::exception_ptr failure_;  // guarded by mutex_; what the job threw, null if it did not throw
-  std::jthread thread_;         // must be the last member: the thread uses the others
+  std::function<void()> job_ SDM_GUARDED_BY(mutex_);  // null after it has ended
+  // What the job threw; null if it did not throw.
+  std::exception_ptr failure_ SDM_GUARDED_BY(mutex_);
+  std::jthread thread_;  // must be the last member: the thread uses the others
 };
 
 // A lock on a dataset that a caller holds or waits for.
@@ -207,8 +208,8 @@ class CallerLocks {
   const ServerDataManager& registry_;
   Shell& shell_;
   const Bound bound_;
-  std::mutex incidentsMutex_;
-  std::vector<LockIncident> incidents_;  // guarded by incidentsMutex_
+  sdm_internal::Mutex incidentsMutex_;
+  std::vector<LockIncident> incidents_ SDM_GUARDED_BY(incidentsMutex_);
   // Acquired locks and requested locks, mixed: the acquired locks in the order of acquiring, the
   // requested locks in the order of the requests.
   std::list<Hold> holds_;
