@@ -12,11 +12,12 @@ function(run)
   set(RUN_OUTPUT "${output}" PARENT_SCOPE)
 endfunction()
 
-# use_builds(vendor LIBRARY...): copies the existing builds of platform libraries to the folder
-# `vendor`, and sets ROOTS to the options that configure the project with them. Omits libraries
+# run_with_vendor(vendor REPLACED PROGRAM LIBRARY...): configures the project with the platform library
+# REPLACED from the folder `vendor`, then builds and runs a program. To save time, copies the existing
+# builds of the other given platform libraries to `vendor` and uses them, too, except for libraries
 # without a shared build.
-function(use_builds vendor)
-  set(roots "")
+function(run_with_vendor vendor replaced program)
+  set(roots "-DPLATFORM_${replaced}_ROOT=${vendor}")
   foreach(library IN LISTS ARGN)
     file(GLOB built "${BUILD_DIR}/platform/${library}/${library}.so*")
     if(built)
@@ -26,5 +27,11 @@ function(use_builds vendor)
       list(APPEND roots "-DPLATFORM_${library}_ROOT=${vendor}")
     endif()
   endforeach()
-  set(ROOTS "${roots}" PARENT_SCOPE)
+  run("${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build" -G Ninja
+      "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_BUILD_TYPE=Debug -DSDM_DEVELOPER=ON
+      -DCMAKE_UNITY_BUILD=ON ${roots})
+  run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build" --target ${program})
+  run("${WORK_DIR}/build/tests/install/${program}")
+  message(STATUS "${RUN_OUTPUT}")
+  set(RUN_OUTPUT "${RUN_OUTPUT}" PARENT_SCOPE)
 endfunction()

@@ -16,13 +16,8 @@ run("${COMPILER}" -std=c++20 -fPIC -shared -Wl,-soname,libsfthread.so
     "${PROJECT_DIR}/platform/libsfthread/sfGuard.cpp" "${PROJECT_DIR}/platform/libsfthread/sfMutex.cpp"
     -o "${vendor}/lib/libsfthread.so")
 
-use_builds("${vendor}" libdatasrc libdatastr liborvxdemg liborvxmsgs libplatdep libvserial libvutility)
-run("${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build" -G Ninja
-    "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_BUILD_TYPE=Debug -DSDM_DEVELOPER=ON
-    "-DPLATFORM_libsfthread_ROOT=${vendor}" ${ROOTS} -DCMAKE_UNITY_BUILD=ON)
-run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build" --target replaced_lock)
-run("${WORK_DIR}/build/tests/install/replaced_lock")
-message(STATUS "${RUN_OUTPUT}")
+run_with_vendor("${vendor}" libsfthread replaced_lock
+  libdatasrc libdatastr liborvxdemg liborvxmsgs libplatdep libvserial libvutility)
 
 set(time "for [0-9]+\\.[0-9] s")
 set(thread "thread [0-9]+")

@@ -18,10 +18,4 @@ run("${COMPILER}" -std=c++20 -O2 -fPIC -shared -Wl,-soname,libvutility.so
 
 # The other libraries that messages need do not depend on the allocator, so their existing builds
 # are used.
-use_builds("${vendor}" libdatastr libdatasrc)
-run("${CMAKE_COMMAND}" -S "${PROJECT_DIR}" -B "${WORK_DIR}/build" -G Ninja
-    "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_BUILD_TYPE=Debug -DSDM_DEVELOPER=ON
-    "-DPLATFORM_libvutility_ROOT=${vendor}" ${ROOTS} -DCMAKE_UNITY_BUILD=ON)
-run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build" --target replaced_allocator)
-run("${WORK_DIR}/build/tests/install/replaced_allocator")
-message(STATUS "${RUN_OUTPUT}")
+run_with_vendor("${vendor}" libvutility replaced_allocator libdatastr libdatasrc)

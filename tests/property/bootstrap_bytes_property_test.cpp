@@ -29,7 +29,7 @@ using support::ReadFrom;
 using Specs = SvrBootstrapSpecs;
 using Check = SvrBootstrapSpecsSerializer::Check;
 
-constexpr int kByteRuns = 1000;
+constexpr int kBytesRuns = 1000;
 
 // ---- random bootstrap specifications and bytes --------------------------------------------------
 
@@ -177,7 +177,7 @@ class Verdicts {
 
   // If a finding is rare, the random bytes do not cover the interesting cases.
   void ExpectEachMadeOften() const {
-    EXPECT_THAT(counts_, testing::Each(testing::Gt(kByteRuns / 20)));
+    EXPECT_THAT(counts_, testing::Each(testing::Gt(kBytesRuns / 20)));
   }
 
  private:
@@ -187,7 +187,7 @@ class Verdicts {
 // ---- properties ---------------------------------------------------------------------------------
 
 TEST(BootstrapBytesProperty, NativeBytesRoundTripAndAreWhole) {
-  ForAll(kByteRuns, [] {
+  ForAll(kBytesRuns, [] {
     const Specs specs = AnySpecs();
     const std::string bytes = BytesOf(specs);
     RC_ASSERT(All(ReadFrom(bytes)) == All(specs));
@@ -196,7 +196,7 @@ TEST(BootstrapBytesProperty, NativeBytesRoundTripAndAreWhole) {
 }
 
 TEST(BootstrapBytesProperty, SwappedBytesRoundTripAndAreWhole) {
-  ForAll(kByteRuns, [] {
+  ForAll(kBytesRuns, [] {
     const Specs specs = AnySpecs();
     const std::string bytes = InTheOtherByteOrder(BytesOf(specs));
     RC_ASSERT(All(ReadFrom(bytes)) == All(specs));
@@ -205,11 +205,11 @@ TEST(BootstrapBytesProperty, SwappedBytesRoundTripAndAreWhole) {
 }
 
 TEST(BootstrapBytesProperty, EveryPrefixIsRejected) {
-  ForAll(kByteRuns, [] { AssertEveryPrefixRefused(AnyWholeBytes()); });
+  ForAll(kBytesRuns, [] { AssertEveryPrefixRefused(AnyWholeBytes()); });
 }
 
 TEST(BootstrapBytesProperty, TrailingBytesAreIgnored) {
-  ForAll(kByteRuns, [] {
+  ForAll(kBytesRuns, [] {
     const std::string bytes = AnyWholeBytes();
     const std::string more = bytes + Any<std::string>();
     RC_ASSERT(CheckOf(more).IsWhole());
@@ -220,7 +220,7 @@ TEST(BootstrapBytesProperty, TrailingBytesAreIgnored) {
 
 TEST(BootstrapBytesProperty, ChangedBytesAreRejectedOrDecodable) {
   Verdicts verdicts;
-  ForAll(kByteRuns, [&verdicts] {
+  ForAll(kBytesRuns, [&verdicts] {
     std::string bytes = AnyWholeBytes();
     ChangeSomeBytes(bytes);
     verdicts.AssertRightAbout(bytes);
@@ -230,7 +230,7 @@ TEST(BootstrapBytesProperty, ChangedBytesAreRejectedOrDecodable) {
 
 TEST(BootstrapBytesProperty, AnyBytesAreRejectedOrDecodable) {
   Verdicts verdicts;
-  ForAll(kByteRuns, [&verdicts] {
+  ForAll(kBytesRuns, [&verdicts] {
     verdicts.AssertRightAbout(AnyLikelyBytes());
     verdicts.AssertRightAbout(Any<std::string>());
   });

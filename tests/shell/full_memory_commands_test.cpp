@@ -175,7 +175,8 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
   }
 
   // Runs the scene, with this many allocations left for its command, then runs another command.
-  // Returns whether an allocation failed; always true for Shortage::Lasts.
+  // Returns whether an allocation failed. Must be called with Shortage::Lasts only for
+  // `allocations` with which one failed under Shortage::Passes; it fails then, too.
   bool OneFailsIn(long allocations, support::Shortage shortage) const;
 
  private:
@@ -219,8 +220,7 @@ bool FullMemoryAtTheShell::OneFailsIn(long allocations, support::Shortage shorta
   {
     const support::MemoryFor some(allocations, shortage);
     const bool done = WasDone(shell, line);
-    // IsToCome works only with Shortage::Passes. With Shortage::Lasts, an allocation always fails:
-    // one has already failed in the same call with Shortage::Passes.
+    // IsToCome works only with Shortage::Passes.
     failed = shortage == support::Shortage::Lasts || !IsToCome(allocations);
     support::EndShortage();
     EXPECT_TRUE(done || failed) << "fails with all the memory in the world";

@@ -387,7 +387,8 @@ TEST_F(Prompt, HelpFitsTheTerminal) {
   EXPECT_GT(std::count(help.begin(), help.end(), '\n'), 70);
 }
 
-// After a change of its size, the terminal may show the prompt again.
+// After a change of the size, the shell may show the prompt again before it echoes `help`, so the
+// test first reads to the echo.
 TEST_F(Prompt, OutputFitsTheTerminalAfterAChangeOfItsSize) {
   TerminalSession session(State(), {}, /*columns=*/50);
   session.ReadTo(kPrompt);

@@ -123,7 +123,8 @@ TEST_F(PropertyCommands, MovingTheWeightVariableSendsTheWeightAgain) {
                           "inserted variables \"c\", \"a\", \"b\" at the end", "weight: \"b\""));
 }
 
-// The shell itself observes every dataset, so the first release already reports the variables.
+// The first pass reports all variables. It runs at the first release, because the shell observes
+// every dataset, so an observer that registers later does not receive the variables.
 TEST_F(PropertyCommands, ObserverRegisteredAfterTheFirstReleaseDoesNotReceiveTheVariables) {
   EXPECT_THAT(Notified("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }

@@ -46,7 +46,7 @@ using support::kLong;
 using support::Operation;
 using support::Returns;
 
-const LocallyUniqueID kSubject(0, 7);
+const LocallyUniqueID kMessageDataset(0, 7);
 
 // The identifier of a variable with a long name.
 const LocallyUniqueID kVariable(15, 200'000'000);
@@ -66,7 +66,7 @@ std::vector<ORVX_Variable> FullVariables() {
 
 template <class Message, class... Arguments>
 auto New(const Arguments&... arguments) {
-  return [=] { return std::make_unique<Message>(0, kSubject, 3, arguments...); };
+  return [=] { return std::make_unique<Message>(0, kMessageDataset, 3, arguments...); };
 }
 
 template <class Message>
@@ -150,7 +150,7 @@ TEST(MessageMemory, ErrorMessagesAreMadeCopiedEncodedAndDecodedOrThrow) {
   AddOperations(
       "ReportedErrorMsg",
       [] {
-        LocallyUniqueID id = kSubject;
+        LocallyUniqueID id = kMessageDataset;
         return std::make_unique<ReportedErrorMsg>(id, ErrorText(kLong, 1));
       },
       Read<ReportedErrorMsg>, all);
@@ -259,7 +259,7 @@ TEST(MessageMemory, IsNotNeededForNumbersAndEmptyMessages) {
   ExpectNoAllocations({
       {"an empty InsertVarsMsg", [] { InsertVarsMsg(); }},
       {"an empty DeleteVarsMsg", [] { DeleteVarsMsg(); }},
-      {"ModifyVarMsg", [&] { ModifyVarMsg(0, kSubject, 3, variable); }},
+      {"ModifyVarMsg", [&] { ModifyVarMsg(0, kMessageDataset, 3, variable); }},
       {"an empty ErrorMsg", [] { ErrorMsg(2001, ""); }},
       {"Uint32", [&] { stream.Uint32(number); }},
       {"Double", [&] { stream.Double(real); }},

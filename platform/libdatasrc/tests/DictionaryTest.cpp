@@ -21,7 +21,7 @@ ORVX_Variable NumberedVariable(LocallyUniqueID id) {
 }
 
 // A dictionary and its expected content, which get the same edits.
-struct Checked {
+struct CheckedDictionary {
   std::unique_ptr<ORVX_DataSource> source = std::make_unique<DataFreeDataSource>();
   Serials model;
   LocallyUniqueID weight;  // null for none
@@ -103,7 +103,7 @@ LocallyUniqueID AnyOf(unsigned int serials) {
 }
 
 // Assigns through several references, all obtained before the first assignment.
-void ReplaceThroughKeptReferences(Checked& checked, unsigned int serials) {
+void ReplaceThroughKeptReferences(CheckedDictionary& checked, unsigned int serials) {
   std::vector<std::pair<ORVX_Variable*, int>> kept;
   for (int i = 0; i < 5; ++i) {
     const int position = Position(checked.Size());
@@ -114,7 +114,7 @@ void ReplaceThroughKeptReferences(Checked& checked, unsigned int serials) {
   }
 }
 
-void EditOnce(Checked& checked, unsigned int serials) {
+void EditOnce(CheckedDictionary& checked, unsigned int serials) {
   const LocallyUniqueID id = AnyOf(serials);
   if (checked.model.empty()) return checked.Append(id);
   switch (Position(9)) {
@@ -145,7 +145,7 @@ void EditOnce(Checked& checked, unsigned int serials) {
 RC_GTEST_PROP(Dictionary, EqualsAPlainListAfterEveryEdit, ()) {
   const auto serials = *rc::gen::element(3U, 50U, 3000U);
   const int size = *rc::gen::element(0, 1, 255, 256, 257, 900);
-  Checked checked;
+  CheckedDictionary checked;
   for (int i = 0; i < size; ++i) checked.Append(Serial(static_cast<unsigned>(i) % serials));
   for (int edit = Position(60); edit > 0; --edit) {
     EditOnce(checked, serials);
@@ -155,7 +155,7 @@ RC_GTEST_PROP(Dictionary, EqualsAPlainListAfterEveryEdit, ()) {
 
 RC_GTEST_PROP(Dictionary, EqualsAPlainListWhenFilledAndEmptiedAtOnePosition, ()) {
   const unsigned int serials = 2000;
-  Checked checked;
+  CheckedDictionary checked;
   for (int i = 0; i < 700; ++i) checked.Append(Serial(static_cast<unsigned>(i)));
   const int place = Position(checked.Size());
   for (unsigned int i = 0; i < 600; ++i) checked.Insert(place, Serial(700 + i));
@@ -167,7 +167,7 @@ RC_GTEST_PROP(Dictionary, EqualsAPlainListWhenFilledAndEmptiedAtOnePosition, ())
 }
 
 TEST(Dictionary, IsEmptyAndUsableAfterBulkFillAndClear) {
-  Checked checked;
+  CheckedDictionary checked;
   for (unsigned int i = 0; i < 10000; ++i) checked.Append(Serial(i));
   checked.Delete(0, 9999);
   checked.Append(Serial(3));

@@ -20,9 +20,9 @@ std::vector<std::string> NamesOf(const ORVX_DataSource& source) {
   return names;
 }
 
-class Hiding : public testing::Test {
+class HiddenVariablesTest : public testing::Test {
  protected:
-  Hiding() {
+  HiddenVariablesTest() {
     int position = 0;
     for (const char* const name : {"a", "b", "c"}) {
       const ORVX_Variable variable(ORVX_Variable::NextID(), name);
@@ -33,7 +33,7 @@ class Hiding : public testing::Test {
   MemoryDataSource source_;
 };
 
-TEST_F(Hiding, PutsASourceWithoutTheVariablesOnTop) {
+TEST_F(HiddenVariablesTest, PutsASourceWithoutTheVariablesOnTop) {
   HiddenVariables hidden({"c", "a", "nope"});
   const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
   EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b"));
@@ -42,12 +42,12 @@ TEST_F(Hiding, PutsASourceWithoutTheVariablesOnTop) {
   EXPECT_THAT(NamesOf(std::as_const(source_)), ElementsAre("a", "b", "c"));
 }
 
-TEST_F(Hiding, ReturnsASourceWithoutSuchVariables) {
+TEST_F(HiddenVariablesTest, ReturnsASourceWithoutSuchVariables) {
   HiddenVariables hidden({"A", "d"});
   EXPECT_EQ(hidden.FilterDataSource(&source_), &source_);
 }
 
-TEST_F(Hiding, KeepsTheDirtyFlag) {
+TEST_F(HiddenVariablesTest, KeepsTheDirtyFlag) {
   HiddenVariables hidden({"a"});
   for (const bool isDirty : {true, false}) {
     source_.SetDirty(isDirty);
@@ -56,7 +56,7 @@ TEST_F(Hiding, KeepsTheDirtyFlag) {
   }
 }
 
-TEST_F(Hiding, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
+TEST_F(HiddenVariablesTest, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
   HiddenVariables hidden({"a"});
   const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
   hidden.EndAddition(/*isAdded=*/true);
