@@ -1,6 +1,6 @@
 // sfGuard: holds an sfMutex for a scope.
 //
-//   sfGuard guard(mutex, 1);
+//   sfGuard guard(mutex, 1);   // 1 is the only lock type
 
 #ifndef LIBSFTHREAD_SFGUARD_H_
 #define LIBSFTHREAD_SFGUARD_H_

@@ -42,7 +42,7 @@ TEST_F(HiddenVariablesTest, PutsASourceWithoutTheVariablesOnTop) {
   EXPECT_THAT(NamesOf(std::as_const(source_)), ElementsAre("a", "b", "c"));
 }
 
-TEST_F(HiddenVariablesTest, ReturnsASourceWithoutSuchVariables) {
+TEST_F(HiddenVariablesTest, ReturnsTheSourceItselfIfItHasNoneOfTheVariables) {
   HiddenVariables hidden({"A", "d"});
   EXPECT_EQ(hidden.FilterDataSource(&source_), &source_);
 }
@@ -60,7 +60,8 @@ TEST_F(HiddenVariablesTest, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
   HiddenVariables hidden({"a"});
   const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
   hidden.EndAddition(/*isAdded=*/true);
-  hidden.EndAddition(/*isAdded=*/false);  // another source, with no variable to hide
+  // The next addition, of a source without variables to hide, failed.
+  hidden.EndAddition(/*isAdded=*/false);
   EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b", "c"));
 }
 
