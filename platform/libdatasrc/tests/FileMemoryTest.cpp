@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <tests/support/FullMemory.h>
 
+#include <algorithm>
+
 #include "Files.h"
 
 namespace {
@@ -72,14 +74,22 @@ TEST(FileMemory, LooksUpMissingValuesByHash) {
   EXPECT_EQ(RowText(*source, area.data()), "[        ]");
 }
 
+// Opens the file five times and returns the most bytes allocated. Rarely, opening allocates fewer
+// bytes, because the number of buffers depends on the speed of the threads.
+std::size_t MostBytesToOpen(const std::string& path) {
+  std::size_t most = 0;
+  for (int i = 0; i < 5; ++i) most = std::max(most, BytesToOpen(path));
+  return most;
+}
+
 // The text of a cell is compared with the missing values without copying it from the record.
 TEST(FileMemory, LookingUpACellAllocatesNothing) {
   const Folder folder;
   const std::string text = "c100000\n" + std::string(1 << 20, 'x') + "\n";
-  const std::size_t plain = BytesToOpen(folder.Write("plain.csv", text));
+  const std::size_t plain = MostBytesToOpen(folder.Write("plain.csv", text));
   folder.Write("data.schema.json", Schema(/*missingValues=*/1, /*fields=*/1));
 
-  EXPECT_LT(BytesToOpen(folder.Write("data.csv", text)), plain + (1 << 18));
+  EXPECT_LT(MostBytesToOpen(folder.Write("data.csv", text)), plain + (1 << 18));
 }
 
 }  // namespace
