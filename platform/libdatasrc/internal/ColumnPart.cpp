@@ -232,6 +232,7 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
   for (std::size_t row = 0; row < rows; ++row) {
     const std::string_view text = fields[row];
     std::uint32_t word = missing.Find(text);
+    bool mayBeValue = false;
     if (word == MissingWords::kNone) {
       if (const std::optional<double> number = convert(text, part.reason)) {
         part.numbers[row] = *number;
@@ -246,10 +247,11 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
         return;
       } else {
         word = MissingWords::kBlank;
-        part.hasBlanks = true;
+        mayBeValue = !rules.IsFixed();
+        if (part.firstBlank == ColumnPart::kNone) part.firstBlank = row;
       }
     }
-    if (IsRequired(rules)) {
+    if (IsRequired(rules) && !mayBeValue) {
       part.brokenBy = row;
       return;
     }
@@ -323,7 +325,7 @@ void ReadColumn(const RecordBlock& block, std::size_t field, Type type, const Co
                 ColumnPart& part) {
   part.type = type;
   part.widest = 0;
-  part.hasBlanks = false;
+  part.firstBlank = ColumnPart::kNone;
   part.firstValue = part.refutedBy = part.brokenBy = ColumnPart::kNone;
   part.reason = Reason::OtherValue;
   part.missing.clear();

@@ -36,8 +36,9 @@ struct ColumnPart {
   std::string texts;                   // of a text column, concatenated
   std::vector<std::uint32_t> lengths;  // of the texts
   std::size_t widest = 0;              // the size of the longest text, in bytes
-  // Whether a blank field was read as missing; if the column turns out to be text, it is a value.
-  bool hasBlanks = false;
+  // The first row with a blank field that was read as missing. If the column turns out to be text,
+  // the blanks are a value.
+  std::size_t firstBlank = kNone;
   std::size_t firstValue = kNone;  // the first row whose value is not missing
   // The first row whose value is not of type `type` or breaks a rule of the schema, in a column
   // that is not text. The rows after it were not read.

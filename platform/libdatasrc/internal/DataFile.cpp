@@ -315,7 +315,25 @@ class DataFileReader {
     return columns;
   }
 
+  void CheckBlanks() const {
+    std::size_t row = ColumnPart::kNone;
+    std::size_t column = 0;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (columns_[i].RequiredButBlank() >= row) continue;
+      row = columns_[i].RequiredButBlank();
+      column = i;
+    }
+    if (row == ColumnPart::kNone) return;
+    FailInRow(row,
+              [&](const DelimitedText& record) { columns_[column].FailAsMissing(record, column); });
+  }
+
   void CheckKeys(const DataFile& file) const {
+    const auto fail = [&](std::size_t row, const std::vector<std::size_t>& columns,
+                          const std::string& problem) {
+      FailInRow(row,
+                [&](const DelimitedText& record) { FailInRecord(file, record, columns, problem); });
+    };
     const auto valuesOf = [&](const std::vector<std::size_t>& columns) {
       KeyColumns values;
       for (const std::size_t i : columns)
@@ -325,23 +343,20 @@ class DataFileReader {
     for (const SchemaKey& key : schema_->keys) {
       const std::vector<std::size_t> columns = ColumnsOf(key.fields);
       const auto row = FirstRepeatedRow(valuesOf(columns));
-      if (row)
-        FailInRow(file, *row, columns, "is repeated, against the rule of the schema: " + key.rule);
+      if (row) fail(*row, columns, "is repeated, against the rule of the schema: " + key.rule);
     }
     for (const SchemaReference& reference : schema_->references) {
       const std::vector<std::size_t> columns = ColumnsOf(reference.fields);
       const auto row =
           FirstRowWithoutReference(valuesOf(columns), valuesOf(ColumnsOf(reference.referenced)));
-      if (row)
-        FailInRow(file, *row, columns,
-                  "refers to no row, against the rule of the schema: foreignKeys");
+      if (row) fail(*row, columns, "refers to no row, against the rule of the schema: foreignKeys");
     }
   }
 
-  // Reads the file again up to this row, and throws DataFileError about its fields.
-  [[noreturn]] void FailInRow(const DataFile& file, std::size_t row,
-                              const std::vector<std::size_t>& columns,
-                              const std::string& problem) const {
+  // Reads the file again up to this row. Then calls `fail`, which throws DataFileError, with the
+  // record of the row.
+  [[noreturn]] void FailInRow(std::size_t row,
+                              const std::function<void(const DelimitedText&)>& fail) const {
     BlockReader reader{FileText(dataPath_, options_.encoding)};
     RecordBlock block;
     long line = firstLine_;
@@ -356,7 +371,7 @@ class DataFileReader {
       }
       DelimitedText records(path_, block.Text(), TextPosition{line, 1}, delimiter_);
       while (NextRow(records)) {
-        if (before++ == row) FailInRecord(file, records, columns, problem);
+        if (before++ == row) fail(records);
       }
     }
     FailAsChanged();
@@ -394,6 +409,7 @@ class DataFileReader {
   }
 
   DataFile Finish() {
+    CheckBlanks();
     DataFile file;
     file.report.delimiter = delimiter_;
     file.report.decimalMark = decimalMark_;

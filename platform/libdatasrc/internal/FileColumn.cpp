@@ -68,7 +68,7 @@ bool FileColumn::Append(const BlockColumn& block, ColumnPart& part, const ReadSo
     } else {
       FindType(block, part, soFar.rows - block.records.RowCount());
     }
-    if (hasValues_ || (type_ == Type::Text && hasBlanks_)) {
+    if (hasValues_ || (type_ == Type::Text && firstBlank_ != ColumnPart::kNone)) {
       RequireSecondReading();
       return true;
     }
@@ -94,8 +94,20 @@ void FileColumn::BeginSecondReading() {
 void FileColumn::CheckField(const DelimitedText& record, std::size_t index) const {
   if (rules_.field == nullptr) return;
   const std::string_view text = record.Field(index);
-  const std::string problem = IsMissing(text) ? ProblemOfMissing() : ProblemOf(text);
+  const bool isWord = rules_.missing->Find(text) != MissingWords::kNone;
+  const bool isBlank = !isWord && type_ != Type::Text && Trimmed(text).empty();
+  if (isBlank && !rules_.IsFixed()) return;  // see RequiredButBlank
+  const std::string problem = isWord || isBlank ? ProblemOfMissing() : ProblemOf(text);
   if (!problem.empty()) record.Fail(record.FieldPosition(index), problem);
+}
+
+std::size_t FileColumn::RequiredButBlank() const {
+  const bool isRequired = rules_.field != nullptr && rules_.field->isRequired;
+  return isRequired && type_ != Type::Text ? firstBlank_ : ColumnPart::kNone;
+}
+
+void FileColumn::FailAsMissing(const DelimitedText& record, std::size_t index) const {
+  record.Fail(record.FieldPosition(index), ProblemOfMissing());
 }
 
 ORVX_Variable FileColumn::MakeVariable(const TableSchema* schema) const {
@@ -157,7 +169,9 @@ void FileColumn::Report(const BlockColumn& block, std::size_t row, Reason reason
 
 void FileColumn::AppendValues(const ColumnPart& part, const ReadSoFar& soFar) {
   widest_ = std::max(widest_, part.widest);
-  hasBlanks_ = hasBlanks_ || part.hasBlanks;
+  if (firstBlank_ == ColumnPart::kNone && part.firstBlank != ColumnPart::kNone) {
+    firstBlank_ = soFar.rows - part.numbers.size() + part.firstBlank;
+  }
   for (const auto& [word, count] : part.missing) missing_[word] += count;
   // Allocated but unused memory costs little: the system provides it when it is first used.
   constexpr double kMargin = 1.08;
@@ -191,11 +205,6 @@ void FileColumn::RequireSecondReading() {
   missing_.clear();
   widest_ = 1;
   isComplete_ = true;
-}
-
-bool FileColumn::IsMissing(std::string_view text) const {
-  return rules_.missing->Find(text) != MissingWords::kNone ||
-         (type_ != Type::Text && Trimmed(text).empty());
 }
 
 std::string FileColumn::ProblemOfMissing() const {

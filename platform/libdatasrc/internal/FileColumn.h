@@ -57,10 +57,18 @@ class FileColumn {
   // Prepares for a second reading of the file. The column is complete unless it must be read again.
   void BeginSecondReading();
 
-  // Throws DataFileError for a value that the schema does not allow.
+  // Throws DataFileError for a value that the schema does not allow. Ignores blank fields that only
+  // RequiredButBlank can judge.
   void CheckField(const DelimitedText& record, std::size_t index) const;
 
   // Call these after all blocks. `schema` is for error messages; null without a schema.
+
+  // The first row in which a required value is missing because the field is blank;
+  // ColumnPart::kNone if there is none. Known only after all blocks: blanks are a value if a later
+  // value makes the column text.
+  std::size_t RequiredButBlank() const;
+  // Throws DataFileError: the required value in this record is missing.
+  [[noreturn]] void FailAsMissing(const DelimitedText& record, std::size_t index) const;
   ORVX_Variable MakeVariable(const TableSchema* schema) const;
   CaseColumn TakeValues();
   ImportReport::Variable TakeReport();
@@ -71,7 +79,6 @@ class FileColumn {
   void AppendValues(const ColumnPart& part, const ReadSoFar& soFar);
   void RequireSecondReading();
 
-  bool IsMissing(std::string_view text) const;
   std::string ProblemOfMissing() const;
   std::string ProblemOf(std::string_view text) const;
 
@@ -86,7 +93,7 @@ class FileColumn {
   ColumnRules rules_;
   ImportReport::Type type_ = ImportReport::Type::Number;  // until a value has another type
   bool hasValues_ = false;
-  bool hasBlanks_ = false;  // see ColumnPart
+  std::size_t firstBlank_ = ColumnPart::kNone;  // in the file; see ColumnPart
   bool isComplete_ = false;
   bool mustBeReadAgain_ = false;
 

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <libdatasrc/DatasourceAttributes.h>
 
+#include <algorithm>
+
 #include "Files.h"
 #include "Variables.h"
 
@@ -202,6 +204,34 @@ TEST_F(SchemaData, MissingValuesBreakNoRuleButRequired) {
   EXPECT_EQ(ErrorInColumn("5\n\n", R"("missingValues": [], "type": "string",
                                       "constraints": {"required": true})"),
             "opened");
+}
+
+TEST_F(SchemaData, BlanksInARequiredColumnWithoutATypeAreMissingUnlessTheColumnIsText) {
+  const std::string isRequired = R"("constraints": {"required": true})";
+  std::string numbers;
+  for (int i = 0; i < 100000; ++i) numbers += "5\n";
+
+  for (const std::string& before : {std::string(), std::string("5\n"), numbers}) {
+    for (const std::string& after : {std::string(), std::string("5\n"), numbers}) {
+      const auto line = 2 + std::count(before.begin(), before.end(), '\n');
+      EXPECT_EQ(ErrorInColumn(before + "  \n \n" + after, isRequired),
+                "data.csv:" + std::to_string(line) +
+                    ":1: missing value in column 'a', where the schema requires a value");
+      EXPECT_EQ(ErrorInColumn(before + "  \n" + after + "x\n", isRequired), "opened");
+    }
+  }
+}
+
+TEST_F(SchemaData, ABlankRequiredFieldIsReportedInItsFirstRowAfterOtherErrors) {
+  const std::string schema = R"({"fields": [
+      {"name": "a", "constraints": {"required": true}},
+      {"name": "b", "constraints": {"required": true}},
+      {"name": "n", "type": "number"}]})";
+
+  EXPECT_EQ(ErrorIn("a,b,n\n1, ,1\n ,1,1\n", schema),
+            "data.csv:2:3: missing value in column 'b', where the schema requires a value");
+  EXPECT_EQ(ErrorIn("a,b,n\n1, ,1\n1,1,x\n", schema),
+            "data.csv:3:5: 'x' in column 'n' is not a number");
 }
 
 TEST_F(SchemaData, RulesAreCheckedInEveryBlock) {
