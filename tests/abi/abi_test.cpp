@@ -38,7 +38,8 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Virtual tables
 
-// The address sanitizer adds a red zone to a virtual table, so the size of its symbol is too large.
+// The address sanitizer adds a red zone to each virtual table, so the size of the table's symbol is
+// too large.
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kTablesAreFenced = true;
 #elif defined(__has_feature)
@@ -47,8 +48,7 @@ constexpr bool kTablesAreFenced = __has_feature(address_sanitizer);
 constexpr bool kTablesAreFenced = false;
 #endif
 
-// The slots of the virtual table of an object's class, and their number. With the address
-// sanitizer, the number is only an upper limit.
+// The virtual table of a class. With the address sanitizer, `count` is only an upper limit.
 struct VirtualTable {
   void* const* slots;
   std::size_t count;
@@ -64,7 +64,8 @@ VirtualTable TableOf(const T& object) {
     ADD_FAILURE() << "no symbol for the virtual table";
     return table;
   }
-  // Before the slots, the symbol also has the offset to the top and the type information.
+  // The symbol starts with two words that are not slots: the offset to the top and the type
+  // information.
   table.count = static_cast<const ElfW(Sym)*>(symbol)->st_size / sizeof(void*) - 2;
   return table;
 }
@@ -212,8 +213,8 @@ std::size_t RoundUp(std::size_t offset, std::size_t alignment) {
   return (offset + alignment - 1) / alignment * alignment;
 }
 
-// Checks that the class has exactly these fields, in this order, after the first `begin` bytes (its
-// base).
+// Checks that the class consists of a base with `begin` bytes, then exactly these fields in this
+// order.
 template <class Class>
 void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
   std::size_t end = begin;
@@ -224,7 +225,6 @@ void ExpectFields(std::size_t begin, const std::vector<Field>& fields) {
   EXPECT_EQ(sizeof(Class), RoundUp(end, alignof(Class)));
 }
 
-// Returns the first word of an object.
 template <class T>
 const void* FirstWordOf(const T& object) {
   const void* word = nullptr;
@@ -361,8 +361,8 @@ TEST(Fields, ObserverViewDataFieldsAreInThisOrder) {
   SvrDMItem item;
   const Data data(item);
 
-  // The first field is a reference. It has the layout of a pointer, but offsetof and sizeof do not
-  // apply to it.
+  // The first field is a reference, which is stored like a pointer. ExpectFields cannot check a
+  // reference, because offsetof and sizeof do not work for references.
   EXPECT_EQ(FirstWordOf(data), &item);
   ExpectFields<Data>(sizeof(void*), {FIELD(Data, view), FIELD(Data, rowCount),
                                      FIELD(Data, resetClientData), FIELD(Data, bulkVarMoves)});

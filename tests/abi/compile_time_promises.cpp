@@ -52,7 +52,7 @@ static_assert(!kAssignedThrough<SvrDMInputDataSource, SvrDMDataset>);
 static_assert(!kAssignedThrough<SvrDMWriteableDataSource, SvrDMDataset>);
 static_assert(!std::is_copy_assignable_v<SvrDMDataset> && !std::is_move_assignable_v<SvrDMDataset>);
 
-// An identifier is one word without bit fields, whose layout would depend on the compiler.
+// An identifier is one word. Bit fields are not used: their layout would depend on the compiler.
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID(5, 0x0ABCDEF1)) == 0xABCDEF15);
 static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
 
@@ -60,8 +60,8 @@ static_assert(std::bit_cast<unsigned int>(LocallyUniqueID()) == 0xFFFFFFFF);
 static_assert(std::equality_comparable<VariableSetImpl>);
 static_assert(std::equality_comparable<VariableSet>);
 
-// TryRead and TryWrite construct the handle in the optional that they return. A handle cannot be
-// moved, not even in its optional.
+// TryRead and TryWrite construct the handle inside the optional that they return. Neither the
+// handle nor the optional can be moved.
 template <class Handle>
 constexpr bool kStays = !std::is_move_constructible_v<std::optional<Handle>> &&
                         !std::is_move_assignable_v<std::optional<Handle>>;
@@ -86,7 +86,7 @@ static_assert(std::is_constructible_v<SvrDMCloneDataSource, ORVX_DataSource cons
 static_assert(!std::is_convertible_v<ORVX_DataSource const*, SvrDMCloneDataSource>);
 static_assert(std::is_base_of_v<ORVX_DataSource, SvrDMCloneDataSource>);
 
-// An item declares a copy constructor, because RefCountPtr needs it, and cannot be assigned.
+// RefCountPtr needs the copy constructor of an item. An item cannot be assigned.
 static_assert(std::is_copy_constructible_v<SvrDMItem>);
 static_assert(!std::is_copy_assignable_v<SvrDMItem>);
 
@@ -114,7 +114,8 @@ static_assert(std::is_constructible_v<SvrDMDataset, const SvrDMItemPtr&>);
 static_assert(!std::is_default_constructible_v<SvrDMDataset>);
 static_assert(!std::is_constructible_v<SvrDMDataset, const ServerDataManager&, LocallyUniqueID>);
 
-// Each constructor is explicit, because it looks up a dataset or adds a reference.
+// Each constructor of a plain handle is explicit, because it looks up a dataset or adds a
+// reference.
 static_assert(!std::is_convertible_v<LocallyUniqueID, SvrDMDataset>);
 static_assert(!std::is_convertible_v<std::string, SvrDMDataset>);
 static_assert(!std::is_convertible_v<const SvrDMItemPtr&, SvrDMDataset>);

@@ -92,9 +92,8 @@ class ChangeStreamThreads : public testing::Test {
   ChangeStreamObserver stream{channel};
 };
 
-// A reader accepts a pass only directly after the pass or snapshot before it. The first pass
-// inserts all variables, so a reader that has them from a snapshot would reject it. The test makes
-// this pass before it starts the threads that send snapshots.
+// The first pass inserts all variables. A reader that has these variables from a snapshot would
+// reject the first pass, so the test makes this pass before any thread sends a snapshot.
 TEST_F(ChangeStreamThreads, FramesAreSentOneAtATimeInAnOrderThatAReaderAccepts) {
   support::Write(registry, id, [](SvrDMWriteableDataSource& writer) { writer->SetLabel("first"); });
 

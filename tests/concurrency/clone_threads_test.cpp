@@ -364,7 +364,7 @@ TEST(CloneWhoseSourceWaits, HidesItsParentLinkFromParentOfUntilTheLastIteratorIs
     gates[call].wait();
     if (call == 0) throw std::runtime_error("no rows today");
   }));
-  clone.ShowParents(true);  // only until MakeIterator is called
+  clone.ShowParents(true);  // until MakeIterator is called
   WatchedThread first([&] { EXPECT_THROW(MakeIteratorOf(clone), std::runtime_error); });
   ASSERT_TRUE(first.Waits());
   WatchedThread second([&] { MakeIteratorOf(clone); });

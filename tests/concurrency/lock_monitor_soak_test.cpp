@@ -42,8 +42,8 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// Whether the incident is a real deadlock. The monitor also reports a thread that waits for a lock
-// held by a handle of its own, even if another thread will destroy this handle.
+// Whether the incident is a real deadlock. The monitor also reports a thread that waits for its own
+// handle to release a lock, even if another thread will destroy this handle.
 bool IsDeadlock(const LockIncident& incident) {
   return incident.kind == LockIncident::Kind::Deadlock &&
          std::none_of(incident.steps.begin(), incident.steps.end(),
@@ -73,7 +73,7 @@ class Soak {
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
     // Destroys handles for which workers may be waiting. So this thread acquires no lock that a
-    // worker may hold while it waits.
+    // waiting worker may hold.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
         handedOver_.DestroyAll();

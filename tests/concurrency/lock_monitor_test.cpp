@@ -457,7 +457,7 @@ TEST_F(LockMonitorTest, ReportsTheNotificationMutexAndItsWaiter) {
     report = registry_.GetLockReport();
   };
   firstItem_->Register(observer);
-  support::WriteNothing(registry_, first_);  // the first pass reports the dictionary
+  support::WriteNothing(registry_, first_);  // the first pass, so `observer` is called
   registers->Join();
   firstItem_->Unregister(observer);
   firstItem_->Unregister(late);
@@ -768,8 +768,9 @@ class LockMonitorDeathTest : public LockMonitorTest {
     LockMonitor::SetHandler(PrintAndExit);
   }
 
-  // Registers an observer at each dataset and runs a pass of each. When both observers have been
-  // called, each calls `use` with itself and the other dataset.
+  // Registers an observer at each of the two datasets, and runs a pass of each dataset on its own
+  // thread. When both observers have been called, each observer calls `use` with itself and the
+  // other dataset.
   void UseEachOthersDatasets(const std::function<void(RecordingObserver&, SvrDMItemPtr&)>& use) {
     std::latch bothRun(2);
     RecordingObserver ofFirst;
@@ -917,8 +918,8 @@ TEST_F(LockMonitorTest, ReportsALongWaitWithoutAHolderWhenItEnds) {
                                                 "0:0 for [0-9]+\\.[0-9] s"));
 }
 
-// While the test holds all three kinds of locks, a thread waits for one kind until the wait is
-// long, then another thread begins to wait for another kind.
+// While the test holds a lock of each kind, a thread waits for a lock of the first kind until the
+// wait is long. Then another thread begins to wait for a lock of the second kind.
 class LongWaitTest : public LockMonitorTest,
                      public testing::WithParamInterface<std::pair<Kind, Kind>> {
  protected:
@@ -940,7 +941,7 @@ class LongWaitTest : public LockMonitorTest,
     observer.reaction = [&](SvrDMWriteableDataSource const*) { use(); };
     registryObserver.onCreated = [&](LocallyUniqueID) {
       firstItem_->Register(observer);
-      support::WriteNothing(registry_, first_);  // the first pass reports the dictionary
+      support::WriteNothing(registry_, first_);  // the first pass, so `observer` is called
       firstItem_->Unregister(observer);
     };
     registry_.Register(registryObserver);

@@ -103,7 +103,7 @@ class Busy {
     }
   }
 
-  // Runs until all writes are done.
+  // Reads repeatedly until all writes are done.
   void ReadOften() {
     for (int last = 0; last < kWritersEach * kWritesEach;) {
       const SvrDMInputDataSource reader(registry_, id_, false);

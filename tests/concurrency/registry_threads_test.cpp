@@ -104,8 +104,8 @@ TEST(RegistryThreads, ADatasetWithAReaderOutlivesItsDeletion) {
   EXPECT_EQ(deaths, 1);
 }
 
-// A handle first looks up its dataset, which takes the registry lock. It waits for the dataset's
-// lock only after the registry lock is released.
+// The constructor of a handle holds the registry lock only while it looks up the dataset. Then it
+// waits for the dataset's lock.
 TEST(RegistryThreads, WaitingForADatasetDoesNotBlockTheRegistry) {
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A");
@@ -205,7 +205,7 @@ TEST(RegistryThreads, OtherThreadsWaitDuringTheNoticesOfEveryOperation) {
   EXPECT_THAT(observer.Deleted(), ElementsAre(chosen, chosen, given->ID(), written));
 }
 
-// Runs a callback and returns the source unchanged.
+// A hook that calls `asked` and returns the source unchanged.
 class AskedHook : public ORVX_DataSourceFilterHook {
  public:
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override {
@@ -283,7 +283,7 @@ TEST(RegistryThreads, NeitherNotifyCreateWithoutANoticeNorRegisterFilterTakesThe
 }
 
 // While an observer blocks the creation notice of another dataset, one thread releases a writer and
-// waits for the registry lock. Then another thread calls NotifyCreate, and waits or returns.
+// waits for the registry lock. Then another thread calls NotifyCreate, which may wait or return.
 TEST(RegistryThreads, AConcurrentPassAndNotifyCreateSendOneCreationNotice) {
   ServerDataManager registry;
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/false);

@@ -203,7 +203,7 @@ TEST_F(TurnsAtTheLock, AThreadThatTookOverAReaderMayReadAgain) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// This thread reads and waits for helpers, which read while a writer sleeps waiting for the lock.
+// This thread reads and waits for two threads that read while a writer sleeps waiting for the lock.
 TEST_F(TurnsAtTheLock, AReaderMayWaitForThreadsThatRead) {
   auto reader = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -267,11 +267,11 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 // forever.
 class TwoInTurns {
  public:
-  // Creates a handle, calls its argument, and releases the handle.
+  // Creates a handle, calls the given function, and releases the handle.
   using Hold = std::function<void(const std::function<void()>&)>;
 
-  // `isOtherThere` decides when the other thread has arrived. Each thread calls it with its own
-  // number, 0 or 1, while it holds the lock.
+  // `isOtherThere` decides whether the other thread has arrived. Each thread calls `isOtherThere`
+  // with its own number, 0 or 1, while it holds the lock.
   TwoInTurns(Hold hold, std::function<bool(const TwoInTurns&, int)> isOtherThere)
       : hold_(std::move(hold)), isOtherThere_(std::move(isOtherThere)) {
     for (int self : {0, 1}) threads_.emplace_back([this, self] { Run(self); });
@@ -312,8 +312,7 @@ class TwoInTurns {
 // Makes a third thread repeatedly acquire the lock between two other threads.
 class Third {
  public:
-  // `take` creates a handle, calls its argument as soon as it has the handle, and releases the
-  // handle.
+  // `take` creates a handle, calls the given function, and releases the handle.
   Third(const TwoInTurns& others, const TwoInTurns::Hold& take) {
     for (int i = 0; i < kTimes; ++i) GetIn(others, take);
   }
@@ -352,14 +351,14 @@ class Third {
   int mostTurns_ = 0;
 };
 
-// The most turns that may wrongly count as started while the third thread slept. A thread first
-// acquires the lock and then counts its turn; the third thread may fall asleep in between. This can
-// happen once for each of two readers, but only for one writer.
+// The maximum number of turns that started before the third thread fell asleep, but were counted
+// afterwards: a thread first acquires the lock, then counts its turn. Two readers can be between
+// these steps at the same time, but only one writer.
 constexpr int kTurnsUnderWay = 2;
 
-// While no writer waits, a reader ends its turn after the other reader has started a turn, so a
-// reader always holds the lock. While a writer waits, the other reader may be blocked, so a reader
-// waits for the other's turn only as long as TwoInTurns allows.
+// While no writer waits, each reader ends its turn only after the other reader has started a turn.
+// So at every moment, a reader holds the lock. While a writer waits, the other reader may be
+// blocked, so each reader ends its turn at the time limit of TwoInTurns.
 TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlapForever) {
   const TwoInTurns readers(
       [&](const auto& turn) {
@@ -379,8 +378,8 @@ TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlap
   EXPECT_LE(writing.MostTurnsOfOthers(), kTurnsUnderWay);
 }
 
-// A writer ends its turn after the other writer has requested the lock, so a writer waits whenever
-// the lock is released.
+// Each writer ends its turn only after the other writer has requested the lock. So whenever a
+// writer releases the lock, another writer is waiting.
 TEST_F(TurnsAtTheLock, AReaderIsAdmittedWithin100MillisecondsWhileWritersAlternateForever) {
   const SvrDMDataset handle(registry, id);
   const TwoInTurns writers(

@@ -1,5 +1,5 @@
-// Makes a call at the very end of a process, from a separate shared library, which the loader
-// finalises last.
+// A separate shared library, which the loader finalises last. It calls a function at the very end
+// of a process.
 
 #ifndef TESTS_FAULT_AFTERTHELIBRARIES_H_
 #define TESTS_FAULT_AFTERTHELIBRARIES_H_

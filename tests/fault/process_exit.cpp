@@ -29,7 +29,7 @@ void Say(std::string_view line) {
   if (write(STDOUT_FILENO, line.data(), line.size()) != static_cast<ssize_t>(line.size())) abort();
 }
 
-// Does not use the test support, which has a table that is destroyed at exit.
+// Does not use support::Dictionary, because its table of names is destroyed at exit.
 std::unique_ptr<ORVX_DataSource> Ages() {
   auto source = std::make_unique<DataFreeDataSource>();
   source->MakeVariable(ORVX_Variable(LocallyUniqueID(1, 1), "age", 0), nullptr);
@@ -54,13 +54,13 @@ bool IsKnown(LocallyUniqueID id) {
   }
 }
 
-// The number of repetitions by all threads that RepeatForEver has started.
+// The number of repetitions, of all threads of RepeatForEver together.
 std::atomic<long> rounds{0};
 
 // Starts `count` threads that repeat `work` until the process exits. Returns after each thread has
 // run `work` once.
 void RepeatForEver(int count, const std::function<void()>& work) {
-  auto* const begun = new std::latch(count);  // never destroyed: count_down may return after wait
+  auto* const begun = new std::latch(count);  // never destroyed: a count_down may outlast wait
   for (int i = 0; i < count; ++i) {
     std::thread([=] {
       work();

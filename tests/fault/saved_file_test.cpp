@@ -117,8 +117,8 @@ class OrdinaryUser {
   bool changed_ = false;
 };
 
-// While an object exists, this process cannot open another file. Makes open() fail instead of
-// limiting the number of descriptors, because the sanitizers need some.
+// While an object exists, this process cannot open another file: open() fails. A limit for the
+// number of descriptors would also stop the sanitizers.
 class NoDescriptors {
  public:
   NoDescriptors() { descriptorsAreLeft = false; }
@@ -207,7 +207,7 @@ TEST_F(SavedFileOnDisk, IsChangedIfTouchedInALaterSecond) {
   EXPECT_TRUE(CountsAsChanged());
 }
 
-// An oddity that is kept: modification times are compared only to the second.
+// An oddity that is kept: only the whole seconds of modification times are compared.
 TEST_F(SavedFileOnDisk, IsUnchangedIfTouchedWithinTheSameSecond) {
   Hold();
 
@@ -248,7 +248,8 @@ TEST_F(SavedFileOnDisk, StaysOpenAsUnchangedIfDeleted) {
   EXPECT_EQ(Held(), 1);
 }
 
-// An oddity that is kept: the open file is checked, even if its name now belongs to another file.
+// An oddity that is kept: the dataset checks the file that it has opened, even if another file now
+// has the name.
 TEST_F(SavedFileOnDisk, IsUnchangedAfterAReplacingRenameUntilItIsOpenedAgain) {
   SvrDMItemPtr item = Hold();
   const std::string other = folder_.Write("other.tsv");
@@ -348,7 +349,7 @@ TEST_F(SavedFileOnDisk, ARefusedLockIsRetriedOnlyWhenTheFileIsOpenedAgain) {
 TEST_F(SavedFileOnDisk, TheLockBelongsToTheOpenFileNotToTheProcess) {
   Hold();
 
-  // Closing any descriptor of a file releases all locks that belong to the process.
+  // Closing any descriptor of a file releases the locks of the process, but not of an open file.
   close(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
 
   EXPECT_FALSE(AnotherProcessMayWrite(path_));

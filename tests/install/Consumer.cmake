@@ -1,5 +1,4 @@
-# check_consumer(FOLDER): runs the programs of consumer/, built in FOLDER, and compares their
-# output.
+# check_consumer(FOLDER): runs the programs of consumer/, built in FOLDER, and checks their output.
 
 function(expect_output expected)
   run(${ARGN})

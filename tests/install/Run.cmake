@@ -12,10 +12,9 @@ function(run)
   set(RUN_OUTPUT "${output}" PARENT_SCOPE)
 endfunction()
 
-# run_with_vendor(vendor REPLACED PROGRAM LIBRARY...): configures the project with the platform library
-# REPLACED from the folder `vendor`, then builds and runs a program. To save time, copies the existing
-# builds of the other given platform libraries to `vendor` and uses them, too, except for libraries
-# without a shared build.
+# run_with_vendor(VENDOR REPLACED PROGRAM LIBRARY...): configures the project with the platform
+# library REPLACED from the folder VENDOR, then builds and runs PROGRAM. To save time, does not
+# build a platform library LIBRARY that already has a shared build, but copies that build to VENDOR.
 function(run_with_vendor vendor replaced program)
   set(roots "-DPLATFORM_${replaced}_ROOT=${vendor}")
   foreach(library IN LISTS ARGN)

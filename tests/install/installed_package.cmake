@@ -1,5 +1,6 @@
-# Installs the build into a temporary prefix, moves the prefix, and checks the documents, the
-# headers, and a project that uses the package, with all warnings of all available compilers.
+# Installs the build into a temporary prefix and moves the prefix. Then checks the documents,
+# compiles the headers and a project that uses the package with all warnings of each available
+# compiler.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
@@ -60,7 +61,8 @@ endif()
 list(TRANSFORM headers REPLACE "(.+)" "#include <\\1>\n" OUTPUT_VARIABLE inclusions)
 file(WRITE "${WORK_DIR}/all_headers.cpp" ${inclusions})
 
-# Each header compiles alone: the source of the same name includes it first, or it is compiled here.
+# Each header must compile alone. A header that the source of the same name includes first has been
+# compiled alone; the other headers are compiled here.
 set(headers_alone "")
 foreach(header IN LISTS headers)
   string(REGEX REPLACE "h$" "cpp" source "${header}")
@@ -79,8 +81,8 @@ run("${COMPILER}" -std=c++20 -fsyntax-only -I "${prefix}/include" -x c++ ${heade
 # --- a separate project ---
 
 set(GNU_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast)
-# All warnings except those about older standards, padding, interfaces without code, and the
-# reserved name _ORVXMBstricmp_A.
+# All warnings except warnings about older standards, padding, classes whose virtual functions are
+# all inline or pure, and the reserved name _ORVXMBstricmp_A.
 set(Clang_WARNINGS -Weverything -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-padded
     -Wno-weak-vtables -Wno-reserved-identifier)
 

@@ -5,7 +5,7 @@ include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
 file(REMOVE_RECURSE "${WORK_DIR}")
 
-# configure(SOURCE FOLDER OPTION...)
+# configure(SOURCE FOLDER OPTION...): configures tests/install/SOURCE in the build folder FOLDER.
 function(configure source folder)
   run("${CMAKE_COMMAND}" -S "${CMAKE_CURRENT_LIST_DIR}/${source}" -B "${folder}" -G Ninja
       "-DCMAKE_CXX_COMPILER=${COMPILER}" -DCMAKE_CXX_FLAGS=-O0 ${ARGN})
@@ -39,8 +39,8 @@ endif()
 # --- static libraries, in the build and installed ---
 
 set(static "${WORK_DIR}/static")
-# Compiler flags are the same for all sources of a target, so it is enough to compile one source of
-# each target here.
+# Compiler flags are the same for all sources of a target. So reuse_object.sh compiles one source of
+# each target, and copies the other objects from the existing build.
 set(ENV{REUSED_BUILD} "${BUILD_DIR}")
 configure(embedding "${static}" "-DPROJECT_DIR=${PROJECT_DIR}" -DBUILD_SHARED_LIBS=OFF -DSDM_INSTALL=ON
           "-DCMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CURRENT_LIST_DIR}/reuse_object.sh")

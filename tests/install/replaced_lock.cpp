@@ -24,7 +24,7 @@ LockReport ReportWithAWait(const ServerDataManager& registry) {
   }
 }
 
-// A thread waits to read a dataset that this thread writes.
+// Prints a lock report while a thread waits to read a dataset that this thread writes.
 void PrintReport(ServerDataManager& registry) {
   const LocallyUniqueID id = registry.AddEmpty(/*quiet=*/true);
   std::jthread reads;

@@ -28,8 +28,8 @@ class Followed {
   // Makes the next update a bulk replacement.
   void BulkVarMoves();
 
-  // Updates the followers. Returns all their differences, or "". If `mirrored` is false, ignores
-  // the mirror, because it rejects duplicate identifiers.
+  // Updates the followers. Returns all their differences, or "". If the source has duplicate
+  // identifiers, set `mirrored` to false to ignore the mirror, which rejects such a source.
   std::string Update(bool mirrored = true);
 
  private:

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-// One of kVariables variables, with one of ten definitions. Both are numbers, so that RapidCheck
-// can shrink a failing case.
+// One of kVariables variables, with one of ten definitions. Both fields are numbers, so that
+// RapidCheck can shrink a failing case.
 struct RandomVariable {
   static constexpr int kVariables = 24;
 

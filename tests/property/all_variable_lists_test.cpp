@@ -15,12 +15,13 @@
 
 namespace {
 
-// Set by the build: 6, or 5 with a slow sanitizer.
+// Set by the build: 6, or 5 with a sanitizer, which makes the tests slow.
 constexpr std::size_t kIdentifiers = ALL_VARIABLE_LISTS_IDENTIFIERS;
 static_assert(kIdentifiers <= 6);
 
-// A build without a sanitizer compares every pair of lists. A sanitizer must see each path through
-// the code, but not each pair, so it compares a random third of the lists: a ninth of the pairs.
+// A build without a sanitizer compares every pair of lists. A build with a sanitizer must run each
+// path through the code, but not each pair, so it compares a random third of the lists: a ninth of
+// the pairs.
 constexpr bool kAll = kIdentifiers == 6;
 
 // A list, as the numbers of its identifiers in order.
@@ -62,7 +63,7 @@ class Definitions {
  public:
   static constexpr std::size_t kCount = 4;
 
-  // From each definition to the next, the label changes, and every second time also the type.
+  // Each definition differs from the next definition in the label, and sometimes also in the type.
   Definitions() {
     const std::vector<ORVX_Variable> plain = support::Vars("A B C D E F");
     for (std::size_t definition = 0; definition < kCount; ++definition) {
@@ -86,8 +87,8 @@ class Definitions {
 // compared. In each list, A is the weight, B is the filter, and C and D are the split, if present.
 class Tour {
  public:
-  // `lists` starts with the empty list. With `redefined`, every step changes all definitions, so
-  // that remaining variables are also modified.
+  // `lists` starts with the empty list. If `redefined`, every step also changes the definition of
+  // every variable.
   Tour(const std::vector<List>& lists, bool redefined)
       : lists_(lists), redefined_(redefined), made_(lists.size() * lists.size()) {}
 

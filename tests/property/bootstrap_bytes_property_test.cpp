@@ -38,7 +38,7 @@ T Any() {
   return *rc::gen::arbitrary<T>();
 }
 
-// Generates empty, short and long lists equally often.
+// The list has at most 0, 3 or 39 elements; each of these limits is equally likely.
 template <class T>
 std::vector<T> AnyList() {
   const auto size = *rc::gen::inRange<std::size_t>(0, *rc::gen::element(1U, 4U, 40U));

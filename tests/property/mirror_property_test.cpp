@@ -24,7 +24,7 @@ namespace {
 using support::SourceWithRows;
 using Outcome = ChangeStreamReader::Outcome;
 
-// Set by the build: 3000, or 1000 with a slow sanitizer.
+// Set by the build: 3000, or 1000 with a sanitizer, which makes the tests slow.
 constexpr int kRuns = MIRROR_PROPERTY_RUNS;
 constexpr std::size_t kWritesPerRun = 8;
 
@@ -123,15 +123,15 @@ void MoveVariable(ORVX_DataSource& source, int from, int to) {
   source.InsertVariable(to, moved);
 }
 
-// Makes the first `count` variables the split. `count` may exceed the limit of SetSplit, because a
-// caller's own source class may report such a split.
+// Makes the first `count` variables the split. `count` may exceed the limit of SetSplit: a caller's
+// own source class may report a split of any size.
 void SplitByTheFirst(ORVX_DataSource& source, int count, bool separate) {
   std::vector<int> positions(static_cast<std::size_t>(count));
   std::iota(positions.begin(), positions.end(), 0);
   source.SetSplitOfAnySize(static_cast<unsigned int>(count), positions.data(), separate);
 }
 
-// Makes a change that needs a variable. The source must have at least one.
+// Makes a change that needs a variable. The source must have at least one variable.
 void ChangeVariable(ORVX_DataSource& source, const Change& change) {
   const int count = source.ColumnCount();
   const int position = change.first % count;
@@ -268,7 +268,8 @@ class NearClient : public SvrDMDataSetObserver {
 class Followed {
  public:
   // WithSource: the dataset is quiet, so a pass without observers skips the comparison.
-  // WithoutSource: the dataset is not quiet, so passes compare it until its creation notice.
+  // WithoutSource: the dataset is not quiet. Until its creation notice, each pass compares it, even
+  // without observers.
   enum class Added { WithoutSource, WithSource };
 
   explicit Followed(Added added = Added::WithoutSource)
@@ -276,7 +277,6 @@ class Followed {
                                        : registry_.AddEmpty(/*quiet=*/false)),
         reader_(id_) {}
 
-  // Registers both clients.
   void Listen() {
     SvrDMDataset dataset(registry_, id_);
     dataset.Register(near_);
@@ -404,7 +404,7 @@ std::ostream& operator<<(std::ostream& stream, Fate fate) {
 }
 
 // Returns the frames that arrive when `frame` is sent. `place` selects the bit that is changed, or
-// the place where the frame is cut.
+// the length to which the frame is cut.
 std::vector<std::string> Arriving(std::string frame, Fate fate, unsigned int place) {
   switch (fate) {
     case Fate::IsLost:
@@ -451,8 +451,8 @@ bool Arrive(Followed& followed, Fate fate, unsigned int place) {
   return any;
 }
 
-// Sends a snapshot. If it is lost, the reader does not change; if it is damaged, the reader wants a
-// snapshot; otherwise the reader is correct.
+// Sends a snapshot. A lost snapshot must not change the reader; after a damaged snapshot, the
+// reader must want a snapshot; after an undamaged snapshot, the reader must be correct.
 void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   const ChangeStreamReader& reader = followed.Reader();
   const bool wantedOne = reader.WantsSnapshot();
@@ -468,8 +468,8 @@ void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   }
 }
 
-// After each write, sends one snapshot if the reader wants a snapshot, and sometimes if it does
-// not. If no frame of a pass arrives, the reader cannot know of the loss and is not checked.
+// After each write, sends one snapshot if the reader wants a snapshot, and sometimes if the reader
+// does not. If no frame of a pass arrives, the reader cannot know of the loss and is not checked.
 TEST(MirrorProperty, ReaderThatReceivesAFrameIsCorrectOrWantsASnapshotDespiteLosses) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();

@@ -148,10 +148,10 @@ class RegistryAndList {
     all_.push_back(item);
   }
 
-  // Returns the dataset that was just added with this identifier. If an earlier dataset has the
-  // same identifier, GetDataSet would return that dataset, so this function uses GetAllDatasets. It
-  // avoids GetAllDatasets otherwise, because that call removes the gaps in the registry's list, and
-  // the tests must also search lists with gaps.
+  // Returns the dataset that was just added with this identifier. Uses GetAllDatasets only if an
+  // earlier dataset has the same identifier, because GetDataSet would return the earlier dataset.
+  // GetAllDatasets removes the gaps that deletions leave in the registry's list; the tests must
+  // also search lists with gaps.
   SvrDMItemPtr LastWith(LocallyUniqueID id) {
     if (First(id) == nullptr) return registry_.GetDataSet(id);
     return SvrDMItemPtr(Opened(registry_.GetAllDatasets().back()).Get());

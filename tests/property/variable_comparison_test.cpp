@@ -103,7 +103,8 @@ class RandomEdits {
     return ORVX_Variable(ORVX_Variable::NextID(), NewText(), Below(3));
   }
 
-  // Returns a new identifier, or if repeatsIDs_ is set, an identifier that the dictionary has.
+  // Returns a new identifier. If repeatsIDs_ is set, returns the identifier of a variable of the
+  // dictionary instead.
   LocallyUniqueID AnyID(int number) {
     if (!repeatsIDs_) return ORVX_Variable::NextID();
     return Source().GetVariable(number % Source().ColumnCount()).GetID();

@@ -318,7 +318,6 @@ class BootstrapFiles : public Bootstrapping {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 
-  // The names of the files in the folder of the test, without abc.tsv.
   std::vector<std::string> Files() const {
     std::vector<std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(Path(""))) {
@@ -344,8 +343,8 @@ class BootstrapFiles : public Bootstrapping {
     return "bootstrap survey check " + Path(file) + "\n";
   }
 
-  // Sets all fields of FullSpecs except the inputs: FullSpecs has position 7 there, but the dataset
-  // has only three variables.
+  // Sets all fields of FullSpecs except the inputs: the input of FullSpecs is position 7, but the
+  // dataset has only three variables.
   static constexpr const char* kSetMost =
       "bootstrap survey set method wild\nbootstrap survey set strata b\n"
       "bootstrap survey set dependents c a\nbootstrap survey set split-ends 3 4\n"

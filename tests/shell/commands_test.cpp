@@ -28,8 +28,8 @@ TEST_F(Commands, UnknownCommandIsNamedInTheError) {
   EXPECT_FALSE(WentWell());
 }
 
-// Uses each command of CommandTable() with missing, wrong or superfluous words. The observer would
-// show a change of the dataset.
+// Uses each command of CommandTable() with missing, wrong or superfluous words. If a command
+// changed the dataset, the output would contain the message to the observing caller w.
 TEST_F(Commands, UsageErrorsGiveTheExpectedWordAndTheUsageAndChangeNothing) {
   const std::string type = "numeric or string:WIDTH (1 to 1000000)";
   const std::map<std::string, std::vector<std::pair<std::string, std::string>>> wrongUses = {

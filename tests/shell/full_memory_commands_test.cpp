@@ -1,5 +1,5 @@
-// Tests that the shell continues if any allocation fails, of a command or of a new caller. This is
-// a separate program because it replaces the global operator new.
+// Tests that the shell continues if an allocation fails while a command runs or a caller is
+// created. This is a separate program because it replaces the global operator new.
 
 #include <Arguments.h>
 #include <CommandError.h>
@@ -174,9 +174,9 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
     }
   }
 
-  // Runs the scene, with this many allocations left for its command, then runs another command.
-  // Returns whether an allocation failed. Must be called with Shortage::Lasts only for
-  // `allocations` with which one failed under Shortage::Passes; it fails then, too.
+  // Runs the scene: `allocations` allocations of its command succeed, then one or all fail, see
+  // Shortage. Then runs another command. Returns whether an allocation failed. Shortage::Lasts
+  // needs a number of allocations for which Shortage::Passes has returned true.
   bool OneFailsIn(long allocations, support::Shortage shortage) const;
 
  private:
@@ -194,9 +194,9 @@ bool WasDone(Shell& shell, const Line& line) {
   }
 }
 
-// With Shortage::Passes, only one allocation fails, after `allocations` successful ones. Returns
-// whether this failure is still to come. To find out, simulates the next `allocations` + 1
-// allocations, one of which must then fail.
+// Shortage::Passes lets one allocation fail, after `allocations` successful allocations. Returns
+// whether this failure is still to come. To find out, simulates `allocations` + 1 allocations: one
+// of them fails if the failure is still to come.
 bool IsToCome(long allocations) {
   for (; allocations >= 0; --allocations) {
     if (!support::OneMoreIsLeft()) return true;

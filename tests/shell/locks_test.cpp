@@ -41,8 +41,8 @@ TEST_F(Locks, WriterWaitsUntilTheLastReaderReleases) {
   EXPECT_TRUE(WentWell());
 }
 
-// A waiting writer blocks a new reader only for a short time, because an earlier reader may wait
-// for the new reader.
+// A waiting writer blocks a new reader only for a short time: if an earlier reader waits for the
+// new reader, a longer block would be a deadlock.
 TEST_F(Locks, ReaderBehindAWaitingWriterGetsTheLockBesideTheOtherReaders) {
   EXPECT_THAT(AtPrompt(Open("survey") + "@r1 read survey\n@w write survey\n@r2 read survey\n"
                                         "@r1 release\n@r2 release\n@w release\n"),
@@ -321,7 +321,8 @@ TEST_F(Locks, NotificationMutexIsShownIfAThreadOutsideTheShellHoldsIt) {
   }
 }
 
-// The shell starts the lock monitor, which does not know locks that were acquired before.
+// The shell starts the lock monitor. The monitor does not know locks that were acquired before its
+// start.
 TEST_F(Locks, WaitingForALockAcquiredBeforeTheShellStartedFailsAfterTheBound) {
   const LocallyUniqueID id = Registry().AddEmpty(true);
   auto outsider = std::make_optional<SvrDMInputDataSource>(Registry(), id, false);

@@ -14,7 +14,7 @@ namespace {
 
 class Printed : public testing::Test {
  protected:
-  // A table with two cases: a number, a text (one with wide characters), and another number.
+  // A table of two cases, each with a number, a text and a number. One text has wide characters.
   std::string TableText(const Look& look) {
     Output output(out, err, look);
     Table table({{.head = "", .right = true, .width = 4},

@@ -142,7 +142,7 @@ TEST_F(Program, PrintsTheOutputThatTheManualShows) {
     const std::string shown = (opensItself ? "" : isOpen) + example;
     EXPECT_EQ(played.out.substr(0, shown.size()), shown);
     std::istringstream rest(played.out.substr(std::min(shown.size(), played.out.size())));
-    for (std::string line; std::getline(rest, line);) {  // locks released at the end of the script
+    for (std::string line; std::getline(rest, line);) {  // at its end, a script releases its locks
       EXPECT_THAT(line, HasSubstr(" lock on "));
     }
     EXPECT_THAT(played.err, IsEmpty());

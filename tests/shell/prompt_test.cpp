@@ -37,8 +37,8 @@ class TerminalSession {
  public:
   using Environment = std::vector<std::pair<const char*, std::string>>;
 
-  // `state` is the folder in which the program saves its history. The variables in `environment`
-  // replace those that all sessions set.
+  // `state` is the folder in which the program saves its history. `environment` adds environment
+  // variables, and replaces variables that the constructor sets.
   TerminalSession(const std::string& state, const std::vector<std::string>& arguments = {},
                   unsigned short columns = 80, const Environment& environment = {}) {
     std::vector<std::string> texts = {SDMSH};
@@ -53,8 +53,8 @@ class TerminalSession {
     setenv("EDITRC", "/dev/null", 1);
     setenv("TERM", "vt100", 1);
     setenv("NO_COLOR", "1", 1);
-    // The leaks of libedit are suppressed by the library's name. Only a complete stack trace is
-    // sure to contain this name.
+    // Leaks of libedit are suppressed if the stack trace contains the library's name. Only a
+    // complete stack trace is sure to contain the name.
     setenv("ASAN_OPTIONS", "fast_unwind_on_malloc=0", 1);
     setenv("LSAN_OPTIONS", "print_suppressions=0:suppressions=" LEAKS_OF_LIBEDIT, 1);
     for (const auto& [name, value] : environment) setenv(name, value.c_str(), 1);
@@ -215,7 +215,7 @@ TEST_F(Prompt, CompletesCommandsFilesDatasetsAndVariables) {
 TEST_F(Prompt, ListsTheCompletionsOfAWord) {
   TerminalSession session(State());
   session.ReadTo(kPrompt);
-  session.Type("lo\t\t");  // completes to the only command, then finds no dataset to complete
+  session.Type("lo\t\t");  // the first tab completes `locks`, the second finds no dataset
   session.ReadTo("locks ");
   session.Enter("");
   session.Type("un\t");

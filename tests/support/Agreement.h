@@ -10,7 +10,7 @@
 
 namespace support {
 
-// Compares the variables in order, with their whole definitions.
+// Whether `source` and `mirror` have the same variables, with equal definitions, in the same order.
 bool HaveTheSameVariables(const ORVX_DataSource& source, const ORVX_DataSource& mirror);
 
 // Compares everything that digests include. Returns the differences as text; "" if there are none.

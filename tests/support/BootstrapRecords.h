@@ -37,22 +37,20 @@ inline SvrBootstrapSpecs FullBootstrapSpecs() {
   return specs;
 }
 
-// Encodes `specs`.
 inline std::string BytesOf(const SvrBootstrapSpecs& specs) {
   std::string bytes;
   SvrBootstrapSpecsSerializer::serializeSpecs(specs, bytes);
   return bytes;
 }
 
-// Decodes a new bootstrap specification from `bytes`.
 inline SvrBootstrapSpecs ReadFrom(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);
   return specs;
 }
 
-// Calls checkSpecs with a copy of `bytes` in an exact allocation, so that the address sanitizer
-// detects a read past the end.
+// Calls checkSpecs with a copy of `bytes`. The copy has an allocation of exactly its size, so that
+// the address sanitizer detects a read past the end.
 inline SvrBootstrapSpecsSerializer::Check CheckOf(std::string_view bytes) {
   const std::vector<char> block(bytes.begin(), bytes.end());
   return SvrBootstrapSpecsSerializer::checkSpecs({block.data(), block.size()});

@@ -10,8 +10,8 @@
 
 namespace support {
 
-// Formats each row of `source` as a line, whose cells belong to the variables of `layout`. Numbers
-// are exact, a missing number is ".", and strings keep the padding of their cells.
+// Formats each row of `source` as a line. The variables of `layout` say what each cell contains.
+// Numbers are exact, a missing number is ".", and strings keep the padding of their cells.
 std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
                                        const ORVX_DataSource& source);
 

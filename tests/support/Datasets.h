@@ -28,7 +28,6 @@ inline void Write(ServerDataManager& registry, LocallyUniqueID id,
   change(writer);
 }
 
-// Makes a write that changes nothing.
 inline void WriteNothing(ServerDataManager& registry, LocallyUniqueID id) {
   const SvrDMWriteableDataSource writer(registry, id, /*tryOnly=*/false, nullptr);
 }

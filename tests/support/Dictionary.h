@@ -46,7 +46,6 @@ std::unique_ptr<DataFreeDataSource> ManyVariables(unsigned int count);
 // Makes these variables the whole dictionary of `source`.
 void Replace(ORVX_DataSource& source, const std::vector<ORVX_Variable>& variables);
 
-// All variables of a source, in order.
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);
 
 // The names that belong to the identifiers of the variables, separated by blanks: a renamed

@@ -15,7 +15,6 @@
 
 namespace support {
 
-// A source that reports the given row count.
 class SourceWithRows : public DataFreeDataSource {
  public:
   long long RowCount() const override { return rows; }

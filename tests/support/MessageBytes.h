@@ -11,7 +11,6 @@
 #include <string>
 #include <string_view>
 
-// Encodes the message.
 inline std::string BytesOf(VSerializable& message) {
   VStream stream;
   EXPECT_TRUE(message.VSInitSerialization(stream));
@@ -39,7 +38,8 @@ void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
   }
 }
 
-// Changes each byte in three ways: `read` must succeed or throw VStreamError.
+// Calls `read` with copies of `bytes` in which one byte is changed; each byte is changed in three
+// ways. `read` must succeed or throw VStreamError.
 template <class Read>
 void ExpectChangedBytesReadOrRefused(const std::string& bytes, Read read) {
   for (std::size_t place = 0; place < bytes.size(); ++place) {

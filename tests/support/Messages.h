@@ -20,8 +20,8 @@
 
 namespace support {
 
-// The content of a message, without dataset and case sequence, as comparable data. Each kind uses
-// the fields in its comment.
+// The content of a message, without dataset and case sequence, as comparable data. The comment of
+// each kind lists the fields that messages of this kind use.
 struct Said {
   enum class Kind {
     Null,        // a null pointer in the queue
@@ -66,7 +66,7 @@ std::vector<Said> WhatIsSaidBy(const std::vector<DataSetMsg*>& queue);
 // Whether the message changes the list of variables.
 bool IsAboutVariables(const Said& said);
 
-// Formats a message as one line, such as "insert D before B". Variables are formatted as below.
+// Formats a message as one line, such as "insert D before B".
 std::string AsText(const Said& said);
 std::string AsText(const DataSetMsg* message);
 // Formats a variable: the name that belongs to its identifier (see NameOf), then the differences
@@ -82,8 +82,8 @@ std::ostream& operator<<(std::ostream& stream, const Said& said);
 
 // --- Expected messages ---
 
-// One expected message. Variables are compared by identifier, extensions by type; with
-// `definitionsToo`, also by definition and bytes.
+// One expected message. Variables are compared by identifier, extensions by type. With
+// `definitionsToo`, variables are also compared by definition, and extensions by bytes.
 struct Expected {
   Said said;
   bool definitionsToo = false;
@@ -173,7 +173,7 @@ testing::AssertionResult HasVariableMessages(const Queue& queue, const Expectati
 
 // --- A message that a test can watch ---
 
-// Increments `deaths`, borrowed, when it is deleted.
+// A message that increments `deaths`, borrowed, when the message is deleted.
 class CountedMessage : public DataSetMsg {
  public:
   explicit CountedMessage(int& deaths) : deaths_(deaths) {}

@@ -40,7 +40,6 @@ class RecordingObserver : public SvrDMDataSetObserver {
   std::function<void(SvrDMWriteableDataSource const*)> reaction;
 };
 
-// Records the notices in order.
 class RecordingRegistryObserver : public ServerDataManagerObserver {
  public:
   struct Notice {

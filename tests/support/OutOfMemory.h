@@ -37,8 +37,8 @@ struct Operation {
   std::string name;
   // Makes new, equal objects for each trial.
   std::function<Trial()> prepare;
-  // The states in which a failed call may leave the objects. If empty, a failed call must leave the
-  // state before the call.
+  // The states in which a failed call may leave the objects. If there are none, a failed call must
+  // not change the state.
   std::vector<std::string> statesAfterFailure = {};
   // Whether the call ends the process if all allocations fail. If true, only one allocation fails
   // in each trial.
@@ -50,7 +50,7 @@ struct Operation {
 // succeed when it is repeated. No call may leak memory.
 void ExpectSafeWithoutMemory(const std::vector<Operation>& operations);
 
-// An operation that allocates nothing.
+// A call that must allocate nothing.
 struct Call {
   std::string name;
   std::function<void()> call;

@@ -13,7 +13,7 @@
 
 namespace support {
 
-// Weight, filter and split, by identifier; null for none.
+// Weight, filter and split as identifiers. A null identifier means no weight or no filter.
 struct Uses {
   LocallyUniqueID weight;
   LocallyUniqueID filter;

@@ -26,7 +26,6 @@ namespace support {
 class WatchedThread {
  public:
   WatchedThread();
-  // Starts `job`.
   explicit WatchedThread(std::function<void()> job);
   WatchedThread(const WatchedThread&) = delete;
   WatchedThread& operator=(const WatchedThread&) = delete;
@@ -45,7 +44,7 @@ class WatchedThread {
   bool IsDone() const { return state_ == State::Idle || state_ == State::Leaving; }
   bool IsDoneWithin(std::chrono::milliseconds limit) const;
 
-  // Waits for the end of the job and of the thread, which then runs no other job.
+  // Waits for the end of the job and of the thread. Start and Do must not be called afterwards.
   void Join();
 
  private:

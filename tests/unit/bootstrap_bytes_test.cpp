@@ -19,7 +19,6 @@
 #include <utility>
 #include <vector>
 
-// Prints a Check in failure messages.
 static std::ostream& operator<<(std::ostream& stream,
                                 const SvrBootstrapSpecsSerializer::Check& check) {
   const char* const findings[] = {"whole", "truncated", "unknown version", "list too long"};
@@ -55,7 +54,6 @@ std::string Bytes(const char* hexadecimal) {
   return bytes;
 }
 
-// Formats bytes as text for failure messages.
 std::string Hexadecimal(std::string_view bytes) {
   std::string text;
   for (const char byte : bytes) {
@@ -222,7 +220,7 @@ std::string SwappedBytesOf(const Specs& specs) {
   return bytes;
 }
 
-// The decoder swaps 4 numbers at a time, in groups of 128.
+// The decoder swaps the numbers of a list in groups of 128, and within a group 4 at a time.
 TEST(BootstrapBytes, ListsOfAnyLengthInTheOtherByteOrderAreDecoded) {
   for (const int length : {0, 1, 3, 4, 5, 127, 128, 129, 131, 255, 256, 300}) {
     Specs specs;
@@ -243,7 +241,8 @@ TEST(BootstrapBytes, ListsOfAnyLengthInTheOtherByteOrderAreDecoded) {
   }
 }
 
-// The test shortens the string in place, so the missing bytes still follow its end in memory.
+// The test shortens the string in place: the decoder finds the missing bytes behind the string's
+// new end.
 TEST(BootstrapBytes, ThatAreTruncatedAreReadPastTheirEnd) {
   for (std::size_t length = 0; length < kNative.size(); ++length) {
     std::string bytes = kNative;
@@ -428,8 +427,8 @@ TEST(BootstrapCheck, RejectsEmptyInput) {
   EXPECT_THAT(CheckOf(""), Is(Truncated, Native, 0U, 0U));
 }
 
-// A field of FullBootstrapSpecs. A list is two fields, the count and the elements; for missing
-// elements, the reported offset is the offset of the count.
+// A field of FullBootstrapSpecs. A list is two fields: the count, and the elements. If elements are
+// missing, the reported offset is the offset of the count.
 struct FullField {
   std::size_t end;
   Check::Finding finding;  // the finding if the bytes end within the field

@@ -63,8 +63,7 @@ ChangeFrame FullSnapshot() {
   return frame;
 }
 
-// Encodes a copy of the object in read-only memory, where writing to a field ends the process. The
-// copy is never destroyed.
+// Encodes a copy of the object in read-only memory, where writing to a field ends the process.
 template <class Object>
 std::string EncodedReadOnly(const Object& object) {
   void* const memory = mmap(nullptr, sizeof(Object), PROT_READ | PROT_WRITE,
@@ -110,7 +109,7 @@ std::string TextOf(const ChangeFrame& frame) {
   return text;
 }
 
-// A reader that has applied the snapshot.
+// A reader that has applied FullSnapshot().
 std::unique_ptr<ChangeStreamReader> Following() {
   auto reader = std::make_unique<ChangeStreamReader>(kStreamedDataset);
   ChangeFrame snapshot = FullSnapshot();
@@ -232,9 +231,10 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
   }
 }
 
-// Whether damage to the message can escape the digest. Digests exclude the file specification, the
-// rows per imputation and most extensions. Two messages set the multiple-response sets: if damage
-// changes the extension type of one message, the other message still sets the right sets.
+// Whether a digest may fail to detect damage to the message. Digests exclude the file
+// specification, the rows per imputation and most extensions. Two messages set the
+// multiple-response sets: if damage turns one message into an excluded extension, the other message
+// still sets the sets.
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||
@@ -275,8 +275,8 @@ class HostileMessages : public testing::Test {
   static constexpr std::size_t kDictionary = 5000;
 
   // Applies the frame with `reader` and checks the allocations and the dictionary. After a rejected
-  // frame, the dictionary must equal `before_`. After an applied frame, it must equal `after_`, but
-  // if `escapesTheDigest`, properties that the digest excludes may differ.
+  // frame, the dictionary must equal `before_`. After an applied frame, the dictionary must equal
+  // `after_`; if `escapesTheDigest`, properties that the digest excludes may differ.
   void ExpectHarmless(ChangeStreamReader& reader, ChangeFrame& frame,
                       bool escapesTheDigest = false) {
     const std::string bytes = BytesOf(frame);
@@ -370,7 +370,8 @@ TEST_F(HostileMessages, AreRejectedAtEveryTruncation) {
   EXPECT_EQ(refused_, whole.messageBytes.size());
 }
 
-// Overwrites four bytes at every place in the messages, so that each length and count becomes huge.
+// Overwrites four bytes at every offset in the messages, so that each length and count becomes
+// huge.
 TEST_F(HostileMessages, WithHugeLengthsAllocateInProportionToTheFrame) {
   const ChangeFrame whole = FullSnapshot();
   const std::vector<bool> escape = BytesThatEscapeTheDigest(whole);

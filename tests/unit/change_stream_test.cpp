@@ -48,7 +48,6 @@ class ChangeStream : public testing::Test {
   void Write(Change change, SvrDMDataSetObserver* originator = nullptr) {
     support::Write(registry, id, change, originator);
   }
-  // Sets the label of the dataset in a write.
   void Label(const char* label) {
     Write([&](SvrDMWriteableDataSource& writer) { writer->SetLabel(label); });
   }
@@ -105,7 +104,6 @@ TEST_F(ChangeStream, AClientFollowsTheStreamFromTheFirstPass) {
   ExpectInStep();
 }
 
-// A source that reports a split by all its variables.
 class SplitByAll : public DataFreeDataSource {
  public:
   unsigned int GetNSplitVars() const override { return static_cast<unsigned int>(ColumnCount()); }
@@ -565,7 +563,8 @@ TEST_F(StreamsOfADataset, DoNotReplaceThePassDataOfAnotherObserver) {
   Dataset().Unregister(first);
 }
 
-// The observer between the two streams writes to another dataset. That pass has its own PassData().
+// The observer between the two streams writes to another dataset, whose pass has its own
+// PassData().
 TEST_F(StreamsOfADataset, SendTheirOwnPassIfAnObserverBetweenThemWritesToAnotherDataset) {
   RegisterAll();
   const LocallyUniqueID other = registry.Add(*support::Dictionary("X").release(), "", true);

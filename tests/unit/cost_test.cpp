@@ -26,8 +26,8 @@ int comparisons = 0;
 
 }  // namespace
 
-// Replaces the comparison of libplatdep with a comparison that is counted. It handles only ASCII;
-// this program has no other names.
+// Replaces the comparison of libplatdep with a counted comparison. The replacement handles only
+// ASCII, which is enough for the names in this program.
 int _ORVXMBstricmp_A(const char* left, const char* right) {
   ++comparisons;
   return strcasecmp(left, right);

@@ -447,7 +447,7 @@ TEST_F(PropertiesInMessages, AShiftedWeightVariableIsNotReported) {
   EXPECT_EQ(View().GetWeightVarIndex(), 0);
 }
 
-// The deletion of the variable also removes the weight from the view and from clients.
+// The message that deletes the variable also removes the weight, in the view and in clients.
 TEST_F(PropertiesInMessages, DeletingTheWeightVariableReportsNoWeightChange) {
   StartWith([](ORVX_DataSource& source) { WeightBy(source, "B"); });
   Source().DeleteVariables(1, 1);

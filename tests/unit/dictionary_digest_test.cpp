@@ -154,7 +154,7 @@ TEST(DictionaryDigest, EqualsTheDigestOfTheMirror) {
   }
 }
 
-// The digest of an equal dictionary made of new variables, for which nothing is cached yet.
+// The digest of an equal dictionary with new variables, whose hashes are not cached yet.
 DictionaryDigest DigestOfNewVariables(const ORVX_DataSource& source) {
   DataFreeDataSource other;
   for (int i = 0; i < source.ColumnCount(); ++i) {

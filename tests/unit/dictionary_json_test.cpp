@@ -1,4 +1,4 @@
-// DictionaryJson: references by identifier and name, numbers that JSON lacks, and old values.
+// DictionaryJson: references by identifier and name, numbers that JSON lacks, and old definitions.
 
 #include <client/DictionaryJson.h>
 #include <libdatasrc/DataFreeDataSource.h>

@@ -60,7 +60,8 @@ std::string Names(const DictionaryMirror& mirror) {
   return names;
 }
 
-// Returns the error text of applying `message`. Also checks that the mirror is unchanged.
+// Applies `message`, which the mirror must reject. Returns the error text. Also checks that the
+// mirror is unchanged.
 std::string Refusal(DictionaryMirror& mirror, const DataSetMsg& message) {
   const std::vector<ORVX_Variable> before = VariablesOf(mirror.Dictionary());
   try {

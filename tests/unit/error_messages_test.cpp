@@ -107,7 +107,7 @@ TEST(ErrorMessages, RejectEachOthersBytes) {
   EXPECT_THROW(ReadAll(BytesOf(error), report), VStreamError);
 }
 
-// Returns the error text of decoding `bytes` as a Message; "" if decoding succeeds.
+// Decodes `bytes` as a Message. Returns the error text; "" if decoding succeeds.
 template <class Message>
 std::string Complaint(const std::string& bytes) {
   Message message;
@@ -202,8 +202,8 @@ TEST(ErrorMessages, AnErrorIsClonedWithCodeAndText) {
   EXPECT_EQ(clone->GetText(), "Gone");
 }
 
-// A message that counts the calls of its class allocator. After MakeCopiesFail(), copying it
-// throws.
+// A message that counts the calls of its class allocator. After MakeCopiesFail(), copying the
+// message throws.
 class Fragile : public MessageGlue<Fragile> {
  public:
   static const char* VSignature() { return "Test::Fragile"; }

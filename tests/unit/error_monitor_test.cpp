@@ -22,7 +22,6 @@ using testing::IsEmpty;
 
 const LocallyUniqueID kReportedDataset(0, 4);
 
-// Records all sent messages.
 class RecordingErrorProxy : public PackageProxy {
  public:
   short SendMessage(int command, VSerializable* message) override {

@@ -1,5 +1,5 @@
 // Tests which objects an error report creates, and that none leaks. This program replaces the
-// constructors of the report and of the response, so that they record their order.
+// constructors of the report and of the response with constructors that record their calls.
 
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <liborvxmsgs/ReportedErrorMsgResponse.h>

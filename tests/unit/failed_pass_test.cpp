@@ -186,8 +186,8 @@ Case Dashboard() {
           [](SvrDMWriteableDataSource& writer) { writer->GetVariable(2).SetLabel(kLong); }};
 }
 
-// Once the variable is deleted from the snapshot, snapshot and source are split by the same
-// remaining variable; the split must still be reported.
+// After the variable is deleted from the snapshot, snapshot and source are split by the same
+// remaining variable. The next pass must still report the split.
 Case DeletedSplitVariable() {
   return {"deleted split variable", FullDictionaryWithDashboard,
           [](SvrDMWriteableDataSource& writer) {
@@ -251,8 +251,8 @@ std::vector<Case> AllCases() {
 
 // --- The failures ---
 
-// Removes empty deletions. If the next pass completes a failed bulk replacement, it may queue such
-// a deletion, but must queue no other message twice.
+// Removes deletions without variables. If a bulk replacement failed after its deletion, the next
+// pass may queue such an empty deletion, but must queue no other message twice.
 std::vector<Said> WithoutEmptyDeletions(std::vector<Said> said) {
   std::erase_if(said, [](const Said& message) {
     return message.kind == Said::Kind::Delete && message.variables.empty();
@@ -310,7 +310,7 @@ TEST(FailedPass, IsCompletedByTheNextPass) {
 }
 
 // Revert makes the source equal to the old snapshot. If a failed pass queued a message but did not
-// change the snapshot, the next pass would find no difference and would send that wrong message.
+// change the snapshot, the next pass would find no difference and not correct the queued message.
 TEST(FailedPass, IsCorrectedByTheNextPassIfTheChangeWasReverted) {
   for (const Case& write : AllCases()) {
     ForEachFailure(write, [&](ChangedDataset& dataset) {

@@ -140,8 +140,9 @@ class ChangedDataset {
   Snapshot snapshot{item};
 };
 
-// Updates a snapshot, which queues `messages` messages, and updates it again, which queues nothing.
-// A failed update may have queued some of the messages; the next update queues the rest.
+// An operation that updates the snapshot of `change()` twice: the first update queues `messages`
+// messages, the second none. A failed update may have queued some of the messages; the next update
+// queues the rest.
 Operation Updating(const std::string& name, std::size_t messages,
                    const std::function<std::unique_ptr<ChangedDataset>()>& change) {
   const std::string notEmpty = "the view is not empty yet";

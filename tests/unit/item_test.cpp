@@ -123,7 +123,7 @@ class NamedSource : public DataFreeDataSource {
   std::string& deaths_;
 };
 
-// A chain of three: a reads from b, and b from c.
+// A chain of three sources: a reads from b, and b from c.
 class ChainOfThree : public testing::Test {
  protected:
   NamedSource* Make(char name, ORVX_DataSource* parent) {
@@ -733,7 +733,6 @@ class SavedFile : public testing::Test {
     EXPECT_EQ(OpenDescriptors(), descriptorsBefore_);
   }
 
-  // Expects that the item has no file open.
   void ExpectNoFileIsOpen() const { EXPECT_EQ(OpenDescriptors(), descriptorsBefore_); }
 
   // Expects that a file is open, and that the item recorded FileName() as the name of this file: if
@@ -747,7 +746,7 @@ class SavedFile : public testing::Test {
   }
 
   // Opens the item's file, and makes the fstat call that reads the file's modification time fail.
-  // First opens the file with another item, to count the calls up to this call.
+  // First opens the file with another item, to find the number of this fstat call.
   void LockWithoutATime(SvrDMItem& item) const {
     SvrDMItem other = Item(nullptr);
     other.FileName(item.FileName());
@@ -786,7 +785,7 @@ TEST_F(SavedFile, IsOpenDuringTheLifetimeOfTheItem) {
 
 TEST_F(SavedFile, IsOpenedOnceForRepeatedLocks) {
   SvrDMItem item = Item(nullptr, path_);
-  std::filesystem::remove(path_);  // so it could not be opened again
+  std::filesystem::remove(path_);  // so the file could not be opened again
 
   item.LockSavFileInUse();
   item.LockSavFileInUse();
@@ -826,8 +825,8 @@ TEST_F(SavedFile, OfAnotherNameIsOpenedByLockAfterClosingTheOldFile) {
 
   EXPECT_TRUE(AnotherProcessMayWrite(path_));
   EXPECT_FALSE(AnotherProcessMayWrite(other));
-  // An opened file gets the lowest free descriptor. The old file was closed first, so its
-  // descriptor was free.
+  // An opened file gets the lowest free descriptor: here the descriptor of the old file, which was
+  // closed first.
   EXPECT_EQ(DescriptorOf(other), descriptor);
 }
 
@@ -937,7 +936,7 @@ TEST_F(SavedFile, IsChangedIfModifiedInAnotherSecond) {
   EXPECT_FALSE(item.SavFileExternallyChanged());
 }
 
-// An oddity that is kept: modification times are compared only to the second.
+// An oddity that is kept: only the whole seconds of modification times are compared.
 TEST_F(SavedFile, IsUnchangedIfModifiedWithinTheSameSecond) {
   ModifyAt(path_, 2'000'000'000, 0);
   SvrDMItem item = Item(nullptr, path_);
@@ -989,7 +988,7 @@ TEST_F(SavedFile, IsOpenedWithTimeZeroIfItsTimeCannotBeRead) {
 // ---------------------------------------------------------------------------------------------
 // The creation time
 
-// Returns a date value, converted by the platform, which defines the scale of date values.
+// Returns a date value. The platform library that defines date values converts the arguments.
 double DateValue(long day, long month, long year, long hour, long minute, double second) {
   double value = 0;
   EXPECT_EQ(iDMY2Orvx(day, month, year, hour, minute, second, &value), 0);

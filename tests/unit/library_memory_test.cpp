@@ -68,7 +68,7 @@ class LivingSource : public DataFreeDataSource {
   int& living_;
 };
 
-// Returns a source with a variable and a label, built on another source.
+// Returns a source with a variable, a label and a parent.
 std::unique_ptr<ORVX_DataSource> Chain(int& living) {
   auto source = std::make_unique<LivingSource>(living);
   source->MakeVariable(support::Var("A"), nullptr);
@@ -98,7 +98,7 @@ class Proxy : public PackageProxy {
   short sent = 0;
 };
 
-// While `on` is true, puts a new source on top of every source.
+// While `on` is true, makes every source the parent of a new source.
 class Wrapper : public ORVX_DataSourceFilterHook {
  public:
   explicit Wrapper(int& living) : living_(living) {}
@@ -183,7 +183,8 @@ class Giver {
     EXPECT_EQ(firstDeleted_, lastKept_ + 1);
   }
 
-  // `front` becomes the source that a hook adds in front of the chain; null without a hook.
+  // A hook may add a source in front of the chain: it then sets `front` to this source, otherwise
+  // `front` stays null.
   void Give(int& living, ORVX_DataSource* const& front,
             const std::function<void(ORVX_DataSource&)>& take) {
     const int before = living;
@@ -204,7 +205,8 @@ class Giver {
   }
 
  private:
-  // Which allocation failed, counted from 1.
+  // Numbers of failed allocations, from 1: the last failure that left the chain to the caller, and
+  // the first failure that deleted the chain.
   long lastKept_ = 0;
   long firstDeleted_ = std::numeric_limits<long>::max();
 };
@@ -618,7 +620,7 @@ TEST(LibraryMemory, TheLockMonitorReportsOrThrows) {
   });
 }
 
-// The reader is on a new thread, which has no table of records yet and no memory for one.
+// The reader is on a new thread, which has no memory for its table of lock records.
 TEST(LibraryMemory, AReaderWithoutARecordMakesReportsIncomplete) {
   const Monitored monitored;
   World world;

@@ -98,9 +98,9 @@ TEST_F(LockRecords, DeadlockOfSimultaneousWaitsIsReportedOnce) {
   EXPECT_EQ(wrong, 0);
 }
 
-// Lets each allocation of the monitor fail in turn, with all later allocations or alone.
-// `wait(count, shortage)` causes one incident, for which only `count` allocations succeed before
-// the failure. Returns how often the incident was omitted for lack of memory.
+// Lets each allocation of the monitor fail in turn: first together with all later allocations, then
+// alone. `wait(count, shortage)` causes one incident; the first `count` allocations succeed.
+// Returns how often the incident was omitted for lack of memory.
 template <class Wait>
 int OmittedIncidents(std::atomic<int>& incidents, ServerDataManager& registry, const Wait& wait) {
   int omitted = 0;
@@ -164,7 +164,7 @@ TEST_F(LockRecords, ALockThatStaysHeldIsForgottenWithItsItem) {
   EXPECT_EQ(registry_.GetLockReport().holds.size(), 0U);
 }
 
-// Counts allocations on a new thread, which has no table of records yet.
+// Counts allocations on a new thread, which has no table of lock records yet.
 TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
   ASSERT_FALSE(LockMonitor::IsOn());
   ServerDataManager registry;
@@ -172,7 +172,7 @@ TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
   SvrDMItemPtr item = registry.GetDataSet(id);
   CountingObserver observer;
   item->Register(observer);
-  support::WriteNothing(registry, id);  // the first pass reports the dictionary
+  support::WriteNothing(registry, id);  // the first pass; the measured pass is the second
   item->Unregister(observer);
   long forRegister = 0;
   long forPass = 0;

@@ -35,7 +35,7 @@ extern "C" int nanosleep(const timespec* time, timespec*) {
 
 namespace {
 
-// Makes a report. Returns how long it slept.
+// Makes a report. Returns how long GetLockReport slept.
 std::chrono::nanoseconds Report(ServerDataManager& registry) {
   slept = 0ns;
   static_cast<void>(registry.GetLockReport());

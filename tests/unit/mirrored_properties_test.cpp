@@ -123,7 +123,6 @@ std::string UsesOf(const DictionaryMirror& mirror) {
   return text + (dictionary.GetSplitqSeparate() ? " separately" : "");
 }
 
-// Formats the whole content of a mirror.
 std::string StateOf(const DictionaryMirror& mirror) {
   const ORVX_DataSource& dictionary = mirror.Dictionary();
   return Names(dictionary) + "; " + UsesOf(mirror) + "; " + dictionary.GetFileSpec() + "; " +
@@ -132,7 +131,8 @@ std::string StateOf(const DictionaryMirror& mirror) {
          DigestOf(dictionary).AsText();
 }
 
-// Returns the error text of applying `message`. Also checks that the mirror is unchanged.
+// Applies `message`, which the mirror must reject. Returns the error text. Also checks that the
+// mirror is unchanged.
 std::string Refusal(DictionaryMirror& mirror, std::unique_ptr<DataSetMsg> message) {
   const std::string before = StateOf(mirror);
   try {

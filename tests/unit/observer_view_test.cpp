@@ -259,8 +259,8 @@ TEST_F(View, VariablesDeletedInBetweenAreReportedBeforeTheMove) {
   ExpectViewEqualsSource();
 }
 
-// Before it moves C, the comparison reports only the deleted variables in front of C. It reports D
-// when it reaches the position of D.
+// Before the comparison moves C, it reports only the deleted variables in front of C. The
+// comparison reports D when it reaches the position of D.
 TEST_F(View, VariablesDeletedFurtherOnAreReportedLater) {
   StartWith("A B C D E");
   UpdateTo("C B E");
@@ -446,8 +446,8 @@ TEST_F(View, TheViewBecomesEqualToASourceWithDuplicateIdentifiers) {
   }
 }
 
-// For the second A of the source, the comparison does not search positions of the view that it has
-// already compared. So it does not find the A of the view, and inserts a variable.
+// The comparison does not search positions of the view that it has already compared. So for the
+// second A of the source, it does not find the A of the view, and inserts a variable.
 TEST_F(View, ASecondVariableWithASettledIdentifierIsInserted) {
   StartWith("A B");
   UpdateTo({Var("A"), Labelled(Var("A"), "again"), Var("B")});

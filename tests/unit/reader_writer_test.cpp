@@ -347,7 +347,7 @@ TEST_F(TryHandle, UnknownIdentifierThrows) {
       2001U);
 }
 
-// A try with the constructor has side effects: see the tests below.
+// Unlike TryWrite, a constructor whose try fails has side effects: see the tests below.
 TEST_F(TryHandle, AFailedTryChangesNothing) {
   {
     const auto reader = Reader();
@@ -453,7 +453,7 @@ TEST_F(WriterHandle, AFailedTryAgainstAReaderLeavesCountsOffByOne) {
 }
 
 // After a failed try, no handle of the dataset releases its lock, so a wait for the lock may never
-// end. So the tests below only try to acquire the lock.
+// end. Therefore the tests below only try to acquire the lock.
 
 TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheHoldersLock) {
   const auto holder = Writer();

@@ -28,7 +28,6 @@ using support::Said;
 
 namespace {
 
-// Messages as text.
 using Texts = std::vector<std::string>;
 
 std::unique_ptr<MemoryDataSource> Ages() {

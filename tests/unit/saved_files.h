@@ -45,7 +45,6 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-// Sets the modification time of the file.
 inline void ModifyAt(const std::string& path, std::time_t second, long nanosecond = 0) {
   const timespec times[2] = {{second, nanosecond}, {second, nanosecond}};
   ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
@@ -81,7 +80,6 @@ inline bool AnotherProcessMayWrite(const std::string& path, int command = F_SETL
   return answer == 1;
 }
 
-// Returns the number of open descriptors of this process.
 inline std::ptrdiff_t OpenDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                        std::filesystem::directory_iterator());

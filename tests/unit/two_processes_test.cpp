@@ -1,6 +1,5 @@
-// Tests the example two_processes, a server and a client. The example runs to its end, or its
-// client is killed after some number of passes. In other tests, a process dies while it sends or
-// receives a frame.
+// Tests the example two_processes, a server and a client. In some tests the example runs to its
+// end; in others, its client is killed after a pass, or a process dies inside a frame.
 
 #include <client/DictionaryDigest.h>
 #include <client/server/ChangeStreamObserver.h>
@@ -202,8 +201,8 @@ TEST(TwoProcesses, AnInvalidTimeLimitIsAnError) {
   }
 }
 
-// The client reads `bytes` bytes and exits. The first frame is larger and is sent before the client
-// exits; the next write detects the loss.
+// The client exits after it has read the first `bytes` bytes of the first frame. The server has
+// already sent this frame, so the next write detects the loss.
 TEST(TwoProcesses, AClientThatExitsInsideAFrameIsReportedOnce) {
   const std::vector<std::string> digests = PlaySurvey().Behind("server: digest ");
   for (const char* bytes : {"2", "4", "100"}) {
@@ -227,7 +226,6 @@ struct Connection {
   int ends[2];  // the end of the server, then the end of the client
 };
 
-// Runs `act` in a forked process.
 class ForkedProcess {
  public:
   explicit ForkedProcess(const std::function<void()>& act) : process_(fork()) {
@@ -310,7 +308,7 @@ class Channel final : public PackageProxy {
   Socket& socket_;
 };
 
-// Sends `wholeFrames` complete frames, then half a frame, and kills its process.
+// Sends `wholeFrames` complete frames, then half a frame, and kills the process that sends.
 class DyingChannel final : public PackageProxy {
  public:
   DyingChannel(ClientProgram& client, int wholeFrames)

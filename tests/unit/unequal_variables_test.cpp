@@ -1,5 +1,5 @@
 // The process stops if the view differs from the source after an update. This program replaces the
-// equality of variables, so that no variable equals any other, or even itself.
+// comparison of variables, so that no variable equals any variable, not even itself.
 
 #include <libdatasrc/ORVX_Variable.h>
 #include <ServerDataManager/serverdatamgr.h>

@@ -1,5 +1,5 @@
-// Makes one write with an observer that updates a mirror, a filtered source over a clone, and an
-// encoded bootstrap specification.
+// Uses several parts of the package: makes a write with an observer that updates a mirror, makes a
+// filtered source over a clone, and encodes a bootstrap specification.
 
 #include <cstdio>
 #include <memory>
