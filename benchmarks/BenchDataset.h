@@ -13,8 +13,8 @@
 #include <utility>
 
 // Creates a dataset in the registry of the process; the destructor deletes the dataset. The object
-// observes the dataset, because a dataset without observers is not compared. After construction the
-// snapshot is up to date.
+// observes the dataset, because a dataset without observers is never compared with its snapshot.
+// After construction the snapshot is up to date.
 class BenchDataset : private SvrDMDataSetObserver {
  public:
   explicit BenchDataset(int variables) {
@@ -25,7 +25,7 @@ class BenchDataset : private SvrDMDataSetObserver {
       variable.SetValueLabels({{1.0, "Agrees"}, {2.0, "Neither"}, {3.0, "Disagrees"}});
       source->MakeVariable(variable, nullptr);
     }
-    // Sets every text property to a text that is too long for the small-string buffer.
+    // Each text is too long for the small-string buffer, so copying a property allocates memory.
     source->SetLabel("A label that is a sentence, as labels of datasets are");
     source->SetFileSpec("/data/surveys/national/1996/election-study.tsv");
     VariableSetImpl set;

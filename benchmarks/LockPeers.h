@@ -1,5 +1,5 @@
-// Other reader/writer locks: of the standard library, POSIX, oneTBB, Boost and Abseil. The last
-// three are used only if they are installed.
+// Peers: other reader/writer locks, with which the benchmarks compare the library's lock. They are
+// the locks of the standard library and POSIX and, if installed, of oneTBB, Boost and Abseil.
 
 #ifndef BENCHMARKS_LOCKPEERS_H_
 #define BENCHMARKS_LOCKPEERS_H_
@@ -30,7 +30,7 @@ struct LockOf {
   void EndWrite() { lock.unlock(); }
 };
 
-// Each peer has a name, kName, and the operations of LockOf.
+// Each peer has the operations of LockOf. kName names the counter that reports the comparison.
 
 struct Standard : LockOf<std::shared_mutex> {
   static constexpr const char* kName = "of_shared_mutex";

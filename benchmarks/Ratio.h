@@ -11,7 +11,7 @@
 #include <limits>
 #include <thread>
 
-// Returns the mean time of one call.
+// Returns the mean time of one call, in seconds.
 template <class Operation>
 double SecondsOf(int times, Operation operation) {
   const auto start = std::chrono::steady_clock::now();
@@ -27,8 +27,8 @@ int CallsOfABatch(Operation operation) {
   return calls;
 }
 
-// Compares the shortest times of 100 batches of each operation. The batches alternate, so that load
-// on the machine affects both operations.
+// Returns the time of `measured` divided by the time of `peer`. Each time is the shortest of 100
+// batches; the batches alternate, so that load on the machine affects both operations.
 template <class Measured, class Peer>
 double Ratio(Measured measured, Peer peer) {
   const int measuredCalls = CallsOfABatch(measured);

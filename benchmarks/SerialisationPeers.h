@@ -1,4 +1,4 @@
-// Other libraries that encode the lists of a bootstrap specification: cereal, MessagePack,
+// Peers: other libraries that encode the lists of a bootstrap specification: cereal, MessagePack,
 // FlatBuffers, Protocol Buffers and Boost.Serialization. A library is used only if it is installed.
 
 #ifndef BENCHMARKS_SERIALISATIONPEERS_H_
@@ -39,7 +39,7 @@ using PlainLists =
     std::tuple<std::vector<int>, std::vector<int>, std::vector<int>, std::vector<std::uint32_t>,
                std::vector<double>, std::vector<std::uint32_t>>;
 
-// Each peer has a name, kName; Encode, which returns a string; and Decode, which returns new lists.
+// kName of a peer names the counter that reports the comparison with the peer.
 
 #ifdef SDM_HAS_CEREAL
 struct Cereal {

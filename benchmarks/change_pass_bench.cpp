@@ -1,7 +1,7 @@
 // The cost of releasing a writer that changed variables: the notification pass and the call of one
 // observer.
 //
-// For comparison, PeerDiffOfAShuffle does the minimum to find the difference: a hash table of bare
+// For comparison, PeerDiffOfAShuffle only finds the variables that moved: with a hash table of bare
 // identifiers and a longest increasing subsequence of their positions (Fredman, "On Computing the
 // Length of Longest Increasing Subsequences", 1975). DtlDiffOfAShuffle uses the library dtl, if it
 // is installed.

@@ -4,7 +4,7 @@
 //
 // Waiting times are reported as percentiles (10, 50, 90 and 99) in multiples of the hold time, and
 // as the maximum in milliseconds. If a wait takes longer than a second plus 20 hold times, the
-// benchmark stops the threads that keep the lock busy, and given_up is 1.
+// benchmark stops the threads that keep the lock busy, and sets the counter given_up to 1.
 
 #include <benchmark/benchmark.h>
 #include <libsfthread/sfMutexRW.h>

@@ -1,7 +1,7 @@
 // The main function of the benchmark programs.
 //
-// Keeps a second thread alive, because std::shared_ptr and mutexes are cheaper in a process with
-// only one thread. A server has several.
+// A server has several threads, but std::shared_ptr and mutexes are cheaper in a process with only
+// one thread. So a second thread exists while the benchmarks run.
 
 #include <benchmark/benchmark.h>
 

@@ -79,7 +79,7 @@ class NoChannel final : public PackageProxy {
 };
 
 // The memory that a change stream allocates when it is registered, and the additional memory that
-// it keeps after a pass. The digest is cached in the dictionary, so it costs a stream nothing.
+// it keeps after a pass. The dictionary caches the digest, so a stream needs no memory for it.
 void Streams(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/1000);
   NoChannel channel;

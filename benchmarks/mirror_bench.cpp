@@ -6,7 +6,7 @@
 //
 //   of_plain_vector    the same edits of a vector of plain definitions, with linear search
 //   of_whole_snapshot  a new mirror from the messages of a snapshot
-//   of_flat_xxh3       XXH3, 128 bits, of the same content, already encoded
+//   of_flat_xxh3       the XXH3 hash (128 bits) of the encoded dictionary, without the encoding
 
 #include <benchmark/benchmark.h>
 #include <client/ChangeFrame.h>

@@ -1,5 +1,5 @@
-// Opening files of delimited text with integers, decimals and short strings. The peer is one pass
-// of libcsv over the same bytes, which only finds the fields.
+// Opening files of delimited text with integers, decimals and short strings. The peer is libcsv,
+// which reads the same bytes and only finds the fields.
 //
 // MB_per_s uses elapsed time, MB_per_cpu_s the processor time of all threads. peak_MB is the
 // greatest growth of the resident memory while the file is opened; of_columns is this growth as a
@@ -102,7 +102,7 @@ class File {
   double columnBytes_ = 0;
 };
 
-// A field of /proc/self/status, in bytes.
+// Returns a size from /proc/self/status in bytes: VmRSS or VmHWM, the resident memory or its peak.
 double ProcessMemory(const std::string& field) {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -152,7 +152,7 @@ long PassOfLibcsv(const std::string& path) {
   return fields;
 }
 
-// The processor time of one pass of libcsv; 0 if it finds a wrong number of fields.
+// The processor time that libcsv takes; 0 if libcsv finds a wrong number of fields.
 double SecondsOfLibcsv(const File& file) {
   long fields = 0;
   const Seconds pass = Measure([&] { fields = PassOfLibcsv(file.Path()); });

@@ -76,7 +76,7 @@ void ReaderHandleOnAnItem(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandleOnAnItem);
 
-// The lower bound for the time of ReaderHandleOnAnItem.
+// A lower bound for the time of ReaderHandleOnAnItem.
 void AtomicOperationsOfAReader(benchmark::State& state) {
   for (auto _ : state) CountAndLockAsReader();
   state.counters["of_sfMutexRW"] = Ratio(CountAndLockAsReader, TakeBareLock);
@@ -96,8 +96,8 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// Two upper bounds for the throughput of ReaderHandlesOnTwoThreads: with a lock that is one word,
-// and with a lock that costs nothing.
+// Two upper bounds for the throughput of ReaderHandlesOnTwoThreads: of_shared_mutex, with a lock
+// that is one atomic counter, and without_lock, with a lock that costs nothing.
 void AtomicOperationsOnTwoThreads(benchmark::State& state) {
   for (auto _ : state) {
     state.counters["readers_per_second"] = PerSecondOnTwoThreads(CountAndLockAsReader);

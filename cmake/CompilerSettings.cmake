@@ -1,12 +1,12 @@
 # Warnings, sanitizers and run paths of all targets of the project.
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-# GCC 12 takes `"literal" + std::string` for a copy onto itself.
+# GCC 12 wrongly warns (-Wrestrict) that `"literal" + std::string` copies memory onto itself.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   add_compile_options(-Wno-restrict)
 endif()
-# Only the locks of the bundled platform have annotations (ServerDataManager/ThreadSafety.h). The
-# beta option checks the order of locks.
+# Clang checks the use of annotated locks (ServerDataManager/ThreadSafety.h). A vendor's locks have
+# no annotations. The beta option checks the order in which locks are acquired.
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLATFORM_libplatdep_ROOT AND NOT PLATFORM_libsfthread_ROOT)
   set(SDM_CHECK_LOCKS -Wthread-safety -Wthread-safety-beta)
   add_compile_options(${SDM_CHECK_LOCKS})
@@ -25,8 +25,8 @@ endif()
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}:$ORIGIN")
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
-# Clang does not link the sanitizer run time into shared libraries, so -z defs would fail. A
-# surrounding build may use sanitizers without our knowing, so -z defs is for our own builds only.
+# With -z defs, undefined symbols in a shared library are an error. Clang leaves the sanitizers'
+# symbols undefined, so sanitizer builds omit -z defs. A surrounding build may use sanitizers, too.
 if(SDM_SANITIZE OR NOT PROJECT_IS_TOP_LEVEL)
   set(SDM_NO_UNDEFINED_SYMBOLS "")
 else()
@@ -49,9 +49,9 @@ function(sdm_library_settings target)
   target_link_options(${target} PRIVATE ${SDM_NO_UNDEFINED_SYMBOLS})
 endfunction()
 
-# sdm_find_c_library(foo foo.h): the target sdm_foo for a private dependency. Link it with
-# ${sdm_foo}: the installed package then has the library name instead of the target, which a static
-# build needs.
+# sdm_find_c_library(foo foo.h) defines the target sdm_foo for the private dependency libfoo. Link
+# ${sdm_foo}: it stands for the target in this build, and for the library name foo in the installed
+# package. The package of a static build lists private dependencies, and does not have the target.
 function(sdm_find_c_library name header)
   string(TOUPPER ${name} prefix)
   find_path(${prefix}_INCLUDE_DIR ${header} REQUIRED)

@@ -1,6 +1,6 @@
-# import_platform_library(libfoo ROOT DEPENDS...): the target platform::libfoo for the vendor's
-# library, ROOT/lib/libfoo.so with headers in ROOT/include/libfoo. Installed with the package
-# configuration, so that projects that use the package find the vendor's library, too.
+# import_platform_library(libfoo ROOT DEPENDS...) defines the target platform::libfoo for a vendor's
+# library: ROOT/lib/libfoo.so, or in lib64, with headers in ROOT/include/libfoo. This file is
+# installed with the package, because projects that use the package need the same target.
 
 function(import_platform_library name root)
   find_library(PLATFORM_${name}_FILE NAMES "${name}.so" PATHS "${root}/lib" "${root}/lib64"

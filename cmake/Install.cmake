@@ -1,5 +1,5 @@
 # The installed files, the package for find_package(ServerDataManager), and the archive that cpack
-# makes of them. Include it after all targets are defined.
+# makes. Include this file after all targets are defined.
 
 include(CMakePackageConfigHelpers)
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/ServerDataManager")
@@ -7,7 +7,7 @@ get_property(platform_libraries GLOBAL PROPERTY SDM_PLATFORM_LIBRARIES)
 list(TRANSFORM platform_libraries PREPEND sdm_ OUTPUT_VARIABLE platform_targets)
 get_property(SDM_PLATFORM_IMPORTS GLOBAL PROPERTY SDM_PLATFORM_IMPORTS)
 
-# One export per layer: each is read after the layer below it.
+# One export for each layer. ServerDataManagerConfig.cmake.in includes the lowest layer first.
 install(TARGETS sdm_ground EXPORT GroundTargets)
 install(TARGETS ${platform_targets} sdm_PackageProxy EXPORT PlatformTargets)
 install(TARGETS ServerDataManager sdm_client sdm_stream EXPORT ServerDataManagerTargets)
@@ -36,7 +36,7 @@ install(FILES "${PROJECT_BINARY_DIR}/ServerDataManagerConfig.cmake"
               cmake/ImportPlatformLibrary.cmake
         DESTINATION "${package_dir}")
 
-# Headers: the public headers of the library, and those of bundled platform libraries.
+# The public headers of the library, of the client libraries and of bundled platform libraries.
 get_directory_property(public_headers
   DIRECTORY ServerDataManager DEFINITION ServerDataManager_PUBLIC_HEADERS)
 list(TRANSFORM public_headers PREPEND ServerDataManager/)
@@ -48,8 +48,8 @@ foreach(folder IN LISTS platform_libraries ITEMS PackageProxy)
           FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE PATTERN internal EXCLUDE)
 endforeach()
 
-# The installed README lists the required packages. The soname and the Debian package of a system
-# library are derived from its file name: libxxhash.so.0.8.1, libxxhash.so.0, libxxhash0.
+# The installed README lists the required system libraries, by soname and by Debian package. A file
+# name gives the other two names: libxxhash.so.0.8.1 gives libxxhash.so.0 and libxxhash0.
 get_property(c_libraries GLOBAL PROPERTY SDM_C_LIBRARIES)
 set(SDM_SYSTEM_LIBRARIES "")
 foreach(library IN LISTS c_libraries)

@@ -3,9 +3,9 @@
 #   add_platform_library(libfoo SOURCES foo.cpp ...
 #                        [PUBLIC_DEPENDS platform::libbar ...] [PRIVATE_DEPENDS utf8proc ...])
 #
-# defines the target platform::libfoo: the bundled library, built from the current folder as libfoo.so
-# (libfoo.a in a static build), or, if PLATFORM_libfoo_ROOT is set, the library imported from there:
-# ROOT/include/libfoo/*.h and ROOT/lib/libfoo.so.
+# defines the target platform::libfoo. If PLATFORM_libfoo_ROOT is set to a folder, ROOT, the target
+# is the vendor's library: ROOT/lib/libfoo.so with headers ROOT/include/libfoo/*.h. Otherwise it is
+# the bundled library, built from the current folder as libfoo.so (libfoo.a in a static build).
 
 include(ImportPlatformLibrary)
 
@@ -19,9 +19,9 @@ target_include_directories(sdm_ground INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
 target_compile_features(sdm_ground INTERFACE cxx_std_20)
 
-# The vendor's headers must come before ours of the same name, which stay in the include root for
-# the other libraries. A folder with one symbolic link exposes only this library's headers: ROOT may
-# contain others.
+# Puts a vendor's headers before the bundled headers of the same name. The folder that is searched
+# first contains only a symbolic link to ROOT/include/libfoo, because ROOT/include may also contain
+# headers of other libraries.
 function(put_vendor_headers_first)
   get_cmake_property(variables CACHE_VARIABLES)
   foreach(variable IN LISTS variables)
@@ -49,7 +49,7 @@ function(add_platform_library name)
   if(PLATFORM_${name}_ROOT)
     import_platform_library(${name} "${PLATFORM_${name}_ROOT}" ${arg_PUBLIC_DEPENDS})
     list(JOIN arg_PUBLIC_DEPENDS " " depends)
-    # The package configuration repeats this for projects that use the package.
+    # The package configuration repeats this call in projects that use the package.
     set_property(GLOBAL APPEND_STRING PROPERTY SDM_PLATFORM_IMPORTS
       "import_platform_library(${name} \"${PLATFORM_${name}_ROOT}\" ${depends})\n")
   else()

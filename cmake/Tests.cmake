@@ -1,14 +1,14 @@
-# sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]): a GoogleTest executable. CTest lists each
-# of its tests by name or, with a sanitizer, the executable in parts. Sanitizer runs select tests by
-# label; the target sdm_concurrency_tests builds only those with the label concurrency.
+# sdm_add_test(name SOURCES ... [LINKS ...] [LABELS ...]) adds a GoogleTest program. CTest lists
+# each test of the program by name or, in a build with sanitizers, four parts of the program. The
+# preset tsan builds and runs only the programs with the label concurrency.
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
 add_custom_target(sdm_concurrency_tests)
 
-# Compiling takes longer than running, so test sources are not optimised (unlike the libraries under
-# test), are compiled in batches, and common system headers are precompiled. Headers of the project
-# are not: each source includes the headers that it uses.
+# Compiling the tests takes longer than running them. So test sources are compiled in batches and
+# without optimisation, unlike the libraries under test, and common system headers are precompiled.
+# Headers of the project are not precompiled: each source includes the headers that it uses.
 function(sdm_test_settings target)
   target_compile_options(${target} PRIVATE -O0)
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
@@ -22,7 +22,7 @@ function(sdm_test_settings target)
   endif()
 endfunction()
 
-# An executable, because only targets with the same flags can share precompiled headers.
+# An executable like the tests: only targets with the same flags can share precompiled headers.
 file(WRITE "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp" "int main() {}\n")
 add_executable(sdm_precompiled_headers EXCLUDE_FROM_ALL
                "${PROJECT_BINARY_DIR}/sdm_precompiled_headers.cpp")
@@ -43,7 +43,7 @@ function(sdm_add_test name)
     endforeach()
   else()
     gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
-    # Test discovery would lose all labels but the first, so they are set when CTest reads its list.
+    # gtest_discover_tests would keep only the first label, so a file for CTest sets the labels.
     set(labels_file "${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake")
     file(WRITE "${labels_file}"
          "set_tests_properties(\${${name}_TESTS} PROPERTIES LABELS \"${arg_LABELS}\")\n")

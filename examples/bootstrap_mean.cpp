@@ -1,5 +1,5 @@
-// Bootstraps the mean of one variable. Several threads draw resamples, each from its own clone over
-// the same cases, with a bootstrap specification that they receive as bytes.
+// Bootstraps the mean of one variable. Several threads draw resamples. Each thread has its own
+// clone over the same cases, and receives the bootstrap specification as bytes.
 //
 //   bootstrap_mean examples/data/survey.tsv age
 

@@ -16,7 +16,7 @@ enum class Answer : char {
   SnapshotWanted = 's',
 };
 
-// Owns one end of a connected socket. Writing to a closed connection is an error, not a signal.
+// Owns one end of a connected socket. Sending on a closed connection fails without raising SIGPIPE.
 class Socket {
  public:
   explicit Socket(int descriptor) : descriptor_(descriptor) {}

@@ -61,7 +61,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s DATASET (started by two_processes)\n", argv[0]);
     return 2;
   }
-  // The identifier as LocallyUniqueID::Word().
+  // argv[1] is LocallyUniqueID::Word() of the dataset, as a decimal number.
   const auto word = static_cast<unsigned int>(std::strtoul(argv[1], nullptr, 10));
   ChangeStreamReader reader(LocallyUniqueID::FromWord(word));
   Socket server(STDIN_FILENO);

@@ -57,7 +57,7 @@ class ClientProcess final : public PackageProxy {
   short SendMessage(int command, VSerializable* message) override;
   std::optional<Answer> ReceiveAnswer() { return socket_->ReceiveAnswer(); }
   void Kill();
-  // Ends the stream and waits for the process to exit. Throws if it does not exit in time.
+  // Ends the stream and waits for the process to exit. Throws if the process does not exit in time.
   void End();
 
  private:
@@ -164,7 +164,7 @@ void DeleteOneAndMoveOne(ORVX_DataSource& source) {
   source.InsertVariable(0, moved);
 }
 
-// Deleting a variable drops it from the weight, so the weight is set again.
+// Deleting the weight variable also removes the weight, so the weight is set again.
 void SortByName(ORVX_DataSource& source) {
   std::vector<ORVX_Variable> variables;
   for (int i = 0; i < source.ColumnCount(); ++i) variables.push_back(source.GetVariable(i));
@@ -195,8 +195,9 @@ constexpr int kWritesBeforeTheClient = 2;
 
 // --- the server ---
 
-// Registered from the start, because a dataset without observers is not compared: the client's
-// first frame would then have the whole dictionary, and the example would show no snapshot.
+// Registered from the start: without an observer, the first two writes would cause no pass. Then
+// the client's first frame would have the whole dictionary, and the client would request no
+// snapshot.
 struct Log : SvrDMDataSetObserver {
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
     std::printf("server: %zu message(s)\n", writer->GetNotifications().size());
@@ -228,7 +229,7 @@ class Server {
   const int secondsForTheClient_;
   Log log_;
   SvrDMDataset dataset_;
-  // The stream borrows client_, so it is declared last, to be destroyed first.
+  // stream_ borrows client_, so stream_ is declared last and destroyed first.
   std::unique_ptr<ClientProcess> client_;
   std::unique_ptr<ChangeStreamObserver> stream_;
 };

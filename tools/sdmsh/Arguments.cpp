@@ -110,8 +110,8 @@ namespace {
 
 constexpr std::size_t kLongestName = 64;  // longer words get no suggestion
 
-// Returns the edit distance: the least number of bytes inserted, deleted, changed, or swapped with
-// a neighbour.
+// Returns the edit distance: the least number of edits that turn `a` into `b`. An edit inserts,
+// deletes or changes a byte, or swaps two neighbours.
 std::size_t Distance(const std::string& a, const std::string& b) {
   std::vector<std::size_t> twoBefore(b.size() + 1);
   std::vector<std::size_t> before(b.size() + 1);

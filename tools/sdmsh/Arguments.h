@@ -2,8 +2,8 @@
 //
 //   @recode insert survey age2 label "Age, recoded"   # a comment
 //
-// Blanks separate words. Between double quotes, blanks belong to the word, and two double quotes
-// stand for one. A word that begins with # starts a comment.
+// Blanks separate words. Between double quotes, blanks belong to the word, and "" stands for one
+// double quote. A word that begins with # starts a comment.
 //
 //   const std::string file = call.TakeFile();
 //   call.Expect("as");
@@ -94,7 +94,7 @@ class Arguments {
   std::size_t TakeOneOf(const std::vector<const char*>& keywords);
 
   bool AtEnd() const { return next_ == words_.size(); }
-  // Requires that all words were taken.
+  // Throws CommandError if words remain.
   void End() const;
 
   // Throws a CommandError because the next word is not `expected`. `remark` follows the actual word
@@ -110,8 +110,8 @@ class Arguments {
   std::size_t next_ = 0;
 };
 
-// A member of an event in JSON. Unless the output is JSON, the value must not be an array or an
-// object, because their destructor allocates memory and ends the process if that fails.
+// A member of an event in JSON. The value may be an array or an object only if the output is JSON:
+// the destructor of these values allocates memory, and ends the process if memory runs out.
 struct Member {
   const char* name;
   Json value;
@@ -124,13 +124,12 @@ class Call : public Arguments {
   Call(const Command& command, std::vector<std::string> words, Shell& atShell, Caller& byCaller)
       : Arguments(command, std::move(words)), shell(atShell), caller(byCaller) {}
 
-  // Reader, Writer and Source require that all words were taken, as End does. They throw
-  // CommandError if the caller cannot have the lock.
+  // Reader, Writer and Source throw CommandError if words remain, like End.
 
   // A handle of the last lock that the caller acquired on the dataset. If there is none, acquires a
-  // read lock, which the call holds as long as it exists.
+  // read lock for the lifetime of the call. Throws CommandError if the read lock is not free.
   SvrDMInputDataSource& Reader();
-  // The writer that holds the write lock of the caller.
+  // The caller's writer. Throws CommandError as CallerLocks::Writer does.
   SvrDMWriteableDataSource& Writer();
   // The data source of Writer(). Also throws CommandError if the dataset has no data source.
   ORVX_DataSource& Source();

@@ -1,4 +1,4 @@
-// The command for the bootstrap specification of a dataset, and for files that store one.
+// The command `bootstrap`: the bootstrap specification of a dataset, in memory and in files.
 
 #include "Arguments.h"
 #include "CommandError.h"
@@ -31,7 +31,7 @@ namespace {
 using Check = SvrBootstrapSpecsSerializer::Check;
 using Specs = SvrBootstrapSpecs;
 
-// The words are in the order of the enumerators, which start at 0.
+// The words for SampMethods and CITypes, in the order of the enumerators, which start at 0.
 std::vector<const char*> Methods() {
   return {"simple", "stratified", "residual", "wild"};
 }
@@ -66,8 +66,8 @@ Json SpecsInJson(const Specs* specs) {
 }
 
 // Replaces the bootstrap specification of the dataset, or removes it if `specs` is null. Prints the
-// change; if `words` is empty, only as JSON. `file` is the file from which `specs` was read, or
-// empty.
+// change; if `words` is empty, prints it only in JSON. `file` is the file from which `specs` was
+// read, or empty.
 void Replace(const Call& call, SvrDMWriteableDataSource& writer, std::unique_ptr<Specs> specs,
              const std::string& words, const std::string& file = "") {
   const Specs* const present = specs.get();
@@ -98,8 +98,8 @@ void Change(Call& call, Set set, const Value& value) {
   Replace(call, writer, std::move(specs), /*words=*/"");
 }
 
-// Takes names of variables, or "none" for no variables. Among other names, "none" is the name of a
-// variable.
+// Takes names of variables. "none" alone means no variables; among other names, "none" is the name
+// of a variable.
 template <void (Specs::*set)(const std::vector<int>&)>
 void ChangeVariables(Call& call) {
   const std::vector<std::string> names = call.TakeRest("\"none\" or VARIABLE");
@@ -139,7 +139,7 @@ void ChangeCaseStats(Call& call) {
   Change(call, set, TakeList(call, take));
 }
 
-// The names of the settings, each with the function that takes its value and changes it.
+// The names of the settings, each with a function that takes the value and changes the setting.
 constexpr std::pair<const char*, CommandFunction*> kSettings[] = {
     {"method",
      [](Call& call) {
@@ -309,7 +309,7 @@ std::string CheckText(const std::string& file, const Check& check, std::size_t f
 }
 
 void CheckFile(Call& call) {
-  // The words are in the order of the enumerators.
+  // The words for Check::Finding, in the order of the enumerators.
   static constexpr const char* kFindings[] = {"whole", "truncated", "unknownVersion",
                                               "listTooLong"};
   const std::string file = call.TakeFile();

@@ -37,8 +37,8 @@ void GiveUpIfInterrupted();
 // Clears the flag that SIGINT sets.
 void ForgetInterrupt();
 
-// Blocks SIGINT in the current thread during the lifetime of the object. A signal that arrives
-// meanwhile stays pending unless another thread receives it.
+// Blocks SIGINT in the current thread during the lifetime of the object. If SIGINT arrives
+// meanwhile, another thread receives it; if all threads block SIGINT, it stays pending.
 class InterruptsHeld {
  public:
   InterruptsHeld();

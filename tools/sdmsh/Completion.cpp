@@ -26,7 +26,7 @@ std::size_t StartOfLastWord(const std::string& text) {
   return start;
 }
 
-// Matches a word of a grammar. Blanks, brackets, bars and dots separate words.
+// Matches a token of Command::arguments. Blanks, brackets, bars and dots separate the tokens.
 constexpr const char* kToken = "[^ \\[\\]|.]+";
 
 std::vector<std::string> TokensOf(const std::string& grammar) {
@@ -34,18 +34,18 @@ std::vector<std::string> TokensOf(const std::string& grammar) {
   return {std::sregex_token_iterator(grammar.begin(), grammar.end(), token), {}};
 }
 
-// False for names of arguments, and for "string:WIDTH".
+// False for names of arguments, such as VARIABLE, and for "string:WIDTH".
 bool IsKeyword(const std::string& token) {
   return std::islower(static_cast<unsigned char>(token.front())) != 0 &&
          token.find(':') == std::string::npos;
 }
 
-// Returns the tokens that can follow these words of a command:
-// - after the command's name, the tokens before the first blank of the grammar;
-// - after a keyword that is followed by a blank and a token in the grammar, that token;
-// - after the first argument, the tokens after the first blank of the grammar, but without an
-//   optional part that follows a further argument;
-// - otherwise all tokens after the first blank of the grammar.
+// Returns the tokens that can follow these words of a command. For example, with the grammar
+// "DATASET NAME [numeric|string:WIDTH] [before VARIABLE] [label TEXT]" of `insert`:
+// - after `insert`, the tokens before the first blank of the grammar: DATASET;
+// - after `insert survey`, the later tokens, without options that follow an argument: NAME;
+// - after a keyword with a token after it, as in `insert survey age2 before`: that token, VARIABLE;
+// - otherwise, as in `insert survey age2`, all tokens after the first blank of the grammar.
 std::vector<std::string> TokensAfter(const std::vector<std::string>& words,
                                      const std::string& grammar) {
   const std::size_t first = std::min(grammar.find(' '), grammar.size());

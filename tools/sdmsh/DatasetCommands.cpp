@@ -43,9 +43,9 @@ NewDataset TakeNewDataset(Call& call) {
   return dataset;
 }
 
-// Opens a dataset over the source, which may be null, and prints this. `delimiter` is the delimiter
-// of the file, if there is a file. If the call has a dataset, the new dataset is a clone of that
-// dataset.
+// Opens a dataset over the source, which may be null, and prints the event. `file` is the data file
+// of the source, or empty; `delimiter` is the delimiter of the file. If the call has a dataset, the
+// source must be a clone of that dataset's source.
 void Open(const Call& call, const NewDataset& wanted, std::unique_ptr<ORVX_DataSource> source,
           const std::string& file = "", char delimiter = '\0') {
   const bool isEmpty = source == nullptr;

@@ -62,7 +62,7 @@ bool IsMissingKey(const DataValue& value) {
   return text != nullptr && text->empty();
 }
 
-// Returns the value as text, a string in quotes.
+// Returns the value as text, with quotes around a string; "missing" for an empty string.
 std::string KeyText(const ORVX_Variable& variable, const DataValue& value) {
   if (IsMissingKey(value)) return "missing";
   const std::string text = ValueText(variable, value);

@@ -16,7 +16,7 @@
 namespace sdmsh {
 namespace {
 
-// The words are in the order of the enumerators.
+// The words for ImportReport::Type and ImportReport::Reason, in the order of the enumerators.
 constexpr const char* kTypes[] = {"number", "boolean", "date", "datetime", "time", "text"};
 constexpr const char* kReasons[] = {"noValues",   "everyValue",  "schema",
                                     "otherValue", "leadingZero", "largeNumber"};
@@ -76,8 +76,9 @@ void RefuseTouched(const Call& call, const std::string& file) {
                      " replaces it all the same");
 }
 
-// The delimiter with which a file is replaced: its present delimiter, or 0 to choose by the name of
-// the file. Returns 0 for .tsv and .tab files, and for a space, which cannot be saved.
+// Returns the delimiter for replacing the dataset's file: the present delimiter of the file, or 0
+// to choose a delimiter by the name of the file. Returns 0 for .tsv and .tab files, for a file
+// whose delimiter is not known, and for a space, which cannot be saved.
 char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
   if (file.ends_with(".tsv") || file.ends_with(".tab")) return 0;
   const char delimiter = dataset.DelimiterOf(file);

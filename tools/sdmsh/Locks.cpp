@@ -1,5 +1,5 @@
-// Implements callers, their threads and their locks, and the commands that need them: `read`,
-// `write`, `try-write`, `release`, `tell` and `locks`.
+// Implements callers, their threads and their locks, and the commands `read`, `write`, `try-write`,
+// `release`, `tell` and `locks`.
 
 #include "Locks.h"
 
@@ -127,7 +127,7 @@ void Caller::Run(const std::stop_token& stop) {
   MutexLock lock(mutex_);
   const auto hasJob = [this]() SDM_REQUIRES(mutex_) { return job_ != nullptr; };
   while (changed_.wait(lock.ForWaiting(), stop, hasJob)) {
-    const std::function<void()>* const job = &job_;  // nothing else changes it while it runs
+    const std::function<void()>* const job = &job_;  // job_ does not change while it runs
     std::exception_ptr failure;
     mutex_.Unlock();
     try {
@@ -212,8 +212,8 @@ CallerLocks::Place CallerLocks::Start(Caller& caller, const DatasetPtr& dataset,
                                       bool tryOnly) {
   std::list<Hold> fresh;
   Hold& asked = fresh.emplace_back(Hold{caller, dataset, mode});
-  // ObserverOf changes a map. The job must not call it, because the job of a waiting caller runs
-  // beside other commands.
+  // The job must not call ObserverOf, which changes a map: the job of a waiting caller runs while
+  // other commands run.
   SvrDMDataSetObserver* const originator = &dataset->ObserverOf(caller.Name());
   caller.Start([&asked, tryOnly, originator] {
     SvrDMItemPtr& item = asked.dataset->Item();
@@ -458,7 +458,7 @@ ReaderPtr CallerLocks::TryRead(const Caller& caller, OpenDataset& dataset) const
       FindLast(caller, [&](const Hold& hold) { return hold.dataset.get() == &dataset; });
   if (last != nullptr) return last->handle;
   if (!StateOf(dataset).waiters.empty()) return nullptr;
-  using Try = std::optional<SvrDMInputDataSource>;  // std::make_shared would have to move it
+  using Try = std::optional<SvrDMInputDataSource>;  // make_shared<Try> would move the reader
   const std::shared_ptr<Try> tried(
       new Try(SvrDMInputDataSource::TryRead(dataset.Item(), Bound::zero())));
   return *tried ? ReaderPtr(tried, &**tried) : nullptr;

@@ -71,7 +71,7 @@ class Caller {
   std::function<void()> job_ SDM_GUARDED_BY(mutex_);  // null after it has ended
   // What the job threw; null if it did not throw.
   std::exception_ptr failure_ SDM_GUARDED_BY(mutex_);
-  std::jthread thread_;  // must be the last member: the thread uses the others
+  std::jthread thread_;  // must be the last member: the thread uses the other members
 };
 
 // A lock on a dataset that a caller holds or waits for.
@@ -89,15 +89,15 @@ struct Hold {
   }
 };
 
-// A caller that holds a lock or waits for it, or a thread outside the shell. An empty name means
-// that the handle is gone, and nobody can release the lock.
+// A caller, or a thread outside the shell, that holds a lock or waits for it. An empty name means
+// that the handle of a held lock no longer exists, so nobody can release the lock.
 struct LockUser {
   std::string name;
   LockMode mode;
 };
 
 struct LockState {
-  std::vector<LockUser> holders;  // threads outside, then callers in the order of acquiring
+  std::vector<LockUser> holders;  // threads outside the shell, then callers in order of acquiring
   std::vector<LockUser> waiters;  // in the order of asking
 
   bool IsFree() const { return holders.empty() && waiters.empty(); }
@@ -111,9 +111,9 @@ struct LockState {
   void AddTo(Json& json) const;
 };
 
-// The registry lock, or the notification mutex of a dataset. The library holds them only during an
-// operation, so the shell finds one in use only if a thread outside the shell is in an operation,
-// perhaps stuck there.
+// The registry lock, or the notification mutex of a dataset. The library holds these mutexes only
+// during an operation. So the shell finds such a mutex in use only if a thread outside the shell
+// runs an operation, or is stuck in an operation.
 struct MutexState {
   LockReport::Lock lock;
   std::string dataset;  // its name; empty for the registry lock
@@ -121,11 +121,11 @@ struct MutexState {
 };
 
 // An operation that is refused throws CommandError and changes nothing. An operation also throws
-// CommandError if a caller still waits after `bound` although no known holder blocks it. This
-// means that a thread outside the shell acquired the lock before the lock monitor started.
+// CommandError if a caller still waits after `bound` although no known holder blocks it. Then a
+// thread outside the shell must have acquired the lock before the lock monitor started.
 //
-// Threads: as for Caller. One object at a time: the constructor starts the lock monitor, and the
-// destructor stops it.
+// Threads: as for Caller. Only one object may exist at a time: the constructor starts the lock
+// monitor, and the destructor stops it.
 class CallerLocks {
  public:
   // Borrows the registry and the shell. Prints events with the shell.
@@ -159,7 +159,8 @@ class CallerLocks {
   void ReleaseAll(Caller& caller);
 
   // A handle of the last lock that the caller acquired on the dataset. If there is none, acquires a
-  // read lock, and deleting the returned handle releases the lock; null if the lock is not free.
+  // read lock, which is released when the returned handle is deleted; returns null if the read lock
+  // is not free.
   ReaderPtr TryRead(const Caller& caller, OpenDataset& dataset) const;
   // Like TryRead, but refused if the read lock is not free.
   ReaderPtr Read(const Caller& caller, OpenDataset& dataset) const;

@@ -32,7 +32,7 @@ class RegistryObserver final : public ServerDataManagerObserver {
   ~RegistryObserver() override { registry_.Unregister(*this); }
 
   // Must not throw: after an exception the dataset would stay registered, but the command that
-  // added it would not get its identifier.
+  // added the dataset would not get the identifier.
   void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) override {
     output_.Notice([&] { return ToText(id) + " created, file " + OrNone(fileName); },
                    [&] {

@@ -17,7 +17,7 @@ namespace sdmsh {
 
 void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
   if (!interrupted_) pass_.clear();
-  interrupted_ = true;  // until Interpret has succeeded
+  interrupted_ = true;  // stays true if Interpret runs out of memory
   try {
     if (failure_.empty()) Interpret(*writer);
   } catch (const std::bad_alloc&) {

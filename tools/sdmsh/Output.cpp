@@ -37,8 +37,8 @@ Character FirstOf(std::string_view text) {
   return first;
 }
 
-// The character that replaces a control character, or the line separator or paragraph separator of
-// Unicode; 0 for any other character.
+// Returns the visible character with which OnOneLine replaces this character; 0 if OnOneLine does
+// not replace it.
 char32_t SignOf(utf8proc_int32_t code) {
   if (code == 0x7F) return U'\u2421';
   if (code >= 0 && code < ' ') return U'\u2400' + static_cast<char32_t>(code);

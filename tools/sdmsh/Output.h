@@ -35,8 +35,8 @@ struct Look {
   bool colourErrors = false;  // errors are red
 };
 
-// The look for standard output and standard error: the width of the terminal, and colour on a
-// terminal unless `json` or NO_COLOR is set (https://no-color.org).
+// Returns the look for standard output and standard error, with the width of the terminal. Has
+// colour on a terminal if `json` is false and NO_COLOR (https://no-color.org) is empty or not set.
 Look LookOfProcess(bool json);
 // Returns the width in columns; 0 if standard output is not a terminal.
 std::size_t WidthOfTerminal();
@@ -56,7 +56,7 @@ class Output {
   // Prints an event, then the pending notices. `words` is a text without its last line feed, or a
   // function that returns one. `json` is a function that returns a JSON object, or a JSON null to
   // print nothing. `json` is called only if the output is JSON, because the destructor of a Json
-  // may allocate memory, and ends the process if that fails. If memory runs out elsewhere, the
+  // may allocate memory, and ends the process if memory runs out. If memory runs out elsewhere, the
   // event is lost; see TakeLoss.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) noexcept {
@@ -174,7 +174,7 @@ class Table {
   std::vector<std::vector<std::string>> rows_;
 };
 
-// "7:3"; null for the null identifier.
+// A text such as "7:3"; null for the null identifier.
 Json IdentifierInJson(LocallyUniqueID id);
 // Null for a missing number, a NaN. An infinity is a string, "Infinity" or "-Infinity".
 Json NumberInJson(double number);

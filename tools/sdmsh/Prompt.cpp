@@ -34,8 +34,8 @@ class Player {
  public:
   Player(Shell& shell, std::string file) : shell_(shell), file_(std::move(file)) {}
 
-  // Runs the lines that `read` gives, until it returns false. A script stops at its first failure.
-  // Reports failures, and returns true if there were none.
+  // Runs each line that `read` stores in its argument, until `read` returns false. A script stops
+  // at its first failure. Reports failures, and returns true if there were none.
   bool Play(const std::function<bool(std::string&)>& read) {
     bool good = true;
     std::string text;
@@ -169,7 +169,7 @@ class Terminal {
     givenUp_ = false;
     int count = 0;
     el_resize(editor_.get());
-    el_set(editor_.get(), EL_PREP_TERM, 1);  // raw mode before the prompt, for keys typed at once
+    el_set(editor_.get(), EL_PREP_TERM, 1);  // raw mode before the prompt, for keys typed early
     const char* const text = el_gets(editor_.get(), &count);
     line.clear();
     if (givenUp_) return true;

@@ -14,8 +14,9 @@ namespace sdmsh {
 class Shell;
 
 // Each function runs commands until the end of the input or `quit`, then releases the locks of all
-// callers. It returns false if a caller was left waiting, if reading the input or writing the
-// output failed, or for a reason given below. It runs no more commands after the output failed.
+// callers. It returns false if a caller was left waiting, if releasing the locks, reading the input
+// or writing the output failed, or for a reason given below. It runs no more commands after the
+// output failed.
 
 // Returns false if a command failed. `script` is the name of the script; empty for other input. A
 // script stops at the first command that fails, and its failures are reported with its name and the
@@ -23,9 +24,8 @@ class Shell;
 bool PlayInput(Shell& shell, std::istream& input, const std::string& script = "");
 
 // Reads commands from the terminal of this process, with a prompt, line editing and completion by
-// the tab key. The keys are those of libedit, which ~/.editrc can change. A command that
-// fails does not end the input and does not change the result, which is false only if
-// releasing the locks at the end fails or a caller still waits for a lock.
+// the tab key. The keys are those of libedit, which ~/.editrc can change. A command that fails
+// neither ends the input nor makes the result false.
 //
 // Saves the history in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
 // except for lines that begin with a blank. If that file cannot be written, reports the failure

@@ -17,7 +17,7 @@
 namespace sdmsh {
 namespace {
 
-// Parses "0:3"; returns nullopt for any other text.
+// Parses an identifier such as "0:3"; returns nullopt for any other text.
 std::optional<LocallyUniqueID> ParseID(const std::string& text) {
   unsigned int domain = 0;
   unsigned int serial = 0;

@@ -70,7 +70,7 @@ class Shell {
   // Hides the variables with these names, and no others, in datasets that are opened later.
   void Hide(const std::vector<std::string>& names);
   // Deletes the dataset from the registry. The object exists as long as callers hold its lock or
-  // wait for its lock. Returns false if it was closed already.
+  // wait for its lock. Returns false if the dataset was closed already.
   bool Close(const DatasetPtr& dataset);
 
   // Whether the command `quit` was run.

@@ -71,8 +71,8 @@ DataValue ValueOrMissing(const ORVX_Variable& variable, const std::string& word)
 // ---------------------------------------------------------------------------------------------
 // Expressions
 
-// Whether the text has an `=` outside a comparison. muParser would take it as an assignment, which
-// changes no value of the dataset.
+// Whether the text has an `=` outside a comparison. muParser would treat this `=` as an assignment,
+// which changes no value of the dataset.
 bool HasAssignment(const std::string& text) {
   for (std::size_t i = text.find('='); i < text.size(); i = text.find('=', i + 1)) {
     const bool isSecond = i > 0 && std::string_view("=<>!").find(text[i - 1]) != std::string::npos;
@@ -85,8 +85,8 @@ bool HasAssignment(const std::string& text) {
 // so a case with a missing operand does not reach the parser.
 class Expression {
  public:
-  // Borrows the source. Throws CommandError if the text is not an expression of its numeric
-  // variables.
+  // Borrows the source. Throws CommandError if the text is not an expression of numeric variables
+  // of the source.
   Expression(const std::string& text, const MemoryDataSource& source) : source_(source) {
     if (HasAssignment(text)) {
       throw CommandError("`=` within an expression; `==` compares");
@@ -125,8 +125,8 @@ class Expression {
     double number;  // read by the parser
   };
 
-  // Names may contain every character outside ASCII, which in UTF-8 is bytes from 0x80 on, and so
-  // the letters of every language.
+  // Names may contain letters of every language: in UTF-8, a letter outside ASCII consists of bytes
+  // from 0x80 on.
   void DefineNames() {
     parser_.ClearConst();  // constants would hide variables
     std::string characters = "0123456789_.$#@";

@@ -36,7 +36,7 @@ int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
 // Also refuses a name that occurs twice in `names`.
 std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names);
 
-// Refuses an empty name, and the name of a variable.
+// Refuses an empty name, and a name that a variable of the source has already.
 void RefuseTakenName(const ORVX_DataSource& source, const std::string& name);
 
 // Converts a word to a value of the variable: the word itself for a string variable; otherwise a
