@@ -20,15 +20,15 @@
 class ORVX_DataSource;
 
 // Reads the values of the variables in the source's own dictionary, even if its rows have the
-// layout of another dictionary (RowLayout()). The dictionary is used as it is at construction.
-// Keeps one row in memory.
+// layout of another dictionary (RowLayout()). Later changes of the dictionary have no effect. Keeps
+// one row in memory.
 //
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
-  // Creates an iterator of `source`. The iterator may need `source` afterwards; the reader itself
-  // does not. Throws std::invalid_argument if GetObsAreaSize() is not the length of a row of
-  // RowLayout().
+  // Creates an iterator of `source`. If the iterator must not outlive `source`, neither may the
+  // reader. Throws std::invalid_argument if the source's GetObsAreaSize() is not the number of
+  // cells in a row of its RowLayout().
   //
   // Next calls `progress` before the first case and after every 1,024 cases, and throws GivenUp if
   // `progress` returns false. Progress is counted in bytes, GetObsAreaSize() * sizeof(OBS) for each
@@ -39,8 +39,8 @@ class SDM_EXPORT CaseReader {
   ~CaseReader();
 
   // Moves to the next case; the first call moves to the first case. Returns false after the last
-  // case. Exceptions of the iterator propagate; the iterator defines which case the next call
-  // reads. If memory runs out while a case is converted, the next call skips that case.
+  // case. Exceptions of the iterator propagate; the iterator defines which case follows. If memory
+  // runs out while a case is converted, the next call skips that case.
   bool Next();
 
   // The values of the current case, one for each variable, after Next returned true. Strings have

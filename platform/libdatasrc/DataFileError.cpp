@@ -1,5 +1,3 @@
-// The text of an error in a data file.
-
 #include <libdatasrc/DataFileError.h>
 
 DataFileError::DataFileError(const std::string& file, const std::string& text)

@@ -14,8 +14,8 @@ class SDM_EXPORT DataFileError : public std::runtime_error {
  public:
   // An error that concerns the whole file.
   DataFileError(const std::string& file, const std::string& text);
-  // An error at a position, counted from 1. Every line feed ends a line, even inside quotes. The
-  // column counts the bytes of the line in UTF-8; a byte-order mark is three bytes.
+  // An error at a line and a column, counted from 1. Every line feed ends a line, even inside
+  // quotes. A column is one byte of the line in UTF-8; a byte-order mark takes three columns.
   DataFileError(const std::string& file, long line, long column, const std::string& text);
   DataFileError(const DataFileError&) = default;
   DataFileError& operator=(const DataFileError&) = default;

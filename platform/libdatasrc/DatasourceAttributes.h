@@ -15,7 +15,7 @@
 
 class ORVX_DataSource;
 
-// A value. Each name has one or more texts. Names are case-sensitive; their order has no meaning.
+// Each name has one or more texts. Names are case-sensitive; their order has no meaning.
 //
 // Threads: several threads may read an object, or one thread may change it.
 class SDM_EXPORT DatasourceAttributes {

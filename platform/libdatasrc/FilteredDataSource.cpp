@@ -1,4 +1,4 @@
-// Selects cases by a variable, and lays out their rows for the source's own dictionary.
+// Selects cases of the parent, and converts their rows to the filtered source's own dictionary.
 
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>

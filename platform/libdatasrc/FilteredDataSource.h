@@ -24,20 +24,20 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
   explicit FilteredDataSource(ORVX_DataSource* parent);
 
   // Has the cases in which the variable `selector` of `parent` is not 0, not a NaN and not a
-  // missing value. The parent's dictionary defines the missing values, as it is when an iterator is
-  // made. Throws std::invalid_argument if `parent` has no such variable or if the variable is a
-  // string.
+  // missing value. Each iterator uses the missing values that the parent's dictionary declares when
+  // the iterator is made. Throws std::invalid_argument if `parent` has no such variable or if the
+  // variable is a string.
   FilteredDataSource(ORVX_DataSource* parent, LocallyUniqueID selector);
 
   ~FilteredDataSource() override;
 
-  // Later edits do not change the iterator. It may outlive this source, and also the parent if the
-  // parent's iterators may. Throws std::invalid_argument if the parent's dictionary no longer has
-  // the selecting variable or has it as a string, or if the parent's GetObsAreaSize() is not the
-  // length of a row of its RowLayout().
+  // Later edits of the dictionaries do not affect the iterator. The iterator may outlive this
+  // source; it may outlive the parent if the parent's iterators may. Throws std::invalid_argument
+  // if the selecting variable was deleted from the parent or is now a string, or if the parent's
+  // GetObsAreaSize() is not the number of cells in a row of its RowLayout().
   ObsIterator* MakeIterator(OBS* area) const override;
 
-  // The parent's row count, or -1 (unknown) with a selecting variable.
+  // The parent's row count; -1 (unknown) if a variable selects the cases.
   long long RowCount() const override;
   bool IsLoaded() const override;  // the same as for the parent
 

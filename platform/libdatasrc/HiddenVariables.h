@@ -21,8 +21,8 @@
 #include <utility>
 #include <vector>
 
-// A filter hook that puts a FilteredDataSource without the variables to hide on top of each source.
-// The source itself keeps these variables and their values.
+// A filter hook. For each added source, it returns a FilteredDataSource that reads the added source
+// but lacks the hidden variables. The added source keeps these variables and their values.
 //
 // Threads: one at a time.
 class SDM_EXPORT HiddenVariables final : public ORVX_DataSourceFilterHook {
@@ -30,8 +30,8 @@ class SDM_EXPORT HiddenVariables final : public ORVX_DataSourceFilterHook {
   // Names must match exactly, also in case.
   explicit HiddenVariables(std::vector<std::string> names) : names_(std::move(names)) {}
 
-  // Returns `source` if it has no variable to hide. If memory runs out, throws std::bad_alloc, and
-  // `source` is unchanged. The filtered source has the dirty flag of `source`.
+  // Returns `source` itself if it has no variable to hide. The filtered source has the dirty flag
+  // of `source`. If memory runs out, throws std::bad_alloc; `source` is then unchanged.
   ORVX_DataSource* FilterDataSource(ORVX_DataSource* source) override;
 
   // To be called after each addition to the registry. If the addition failed before a dataset owned

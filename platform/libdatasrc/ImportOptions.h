@@ -16,8 +16,8 @@
 //
 // Threads: a plain value; any thread may use its own copy.
 struct ImportOptions {
-  // A comma, tab, semicolon, bar or space. Not set: found from the header and the first records; if
-  // possible, a delimiter that gives all of them the same number of fields.
+  // A comma, tab, semicolon, bar or space. Not set: found from the header and the first records.
+  // Preferred is a delimiter that splits each of these lines into the same number of fields.
   std::optional<char> delimiter;
 
   // A point or a comma, but not the delimiter. Not set: found from the first records.

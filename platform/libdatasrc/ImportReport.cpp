@@ -1,5 +1,3 @@
-// The sentences of an import report.
-
 #include <libdatasrc/ImportReport.h>
 
 #include <algorithm>

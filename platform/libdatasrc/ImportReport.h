@@ -1,5 +1,5 @@
 // ImportReport: the layout and the types that were found when a file of delimited text was opened,
-// and why.
+// and the reason for each type.
 //
 //   std::cout << SystemFileDataSource::Open("survey.csv")->Report().Text();
 

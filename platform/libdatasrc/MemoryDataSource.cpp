@@ -19,7 +19,7 @@ std::string Named(const ORVX_Variable& variable) {
   return "variable \"" + variable.GetName() + "\"";
 }
 
-// Returns the text that is stored for a string. Throws if it is longer than the variable is wide.
+// Returns the text that is stored for a string. Throws if the text exceeds the variable's width.
 std::string_view CheckedText(const char* operation, const ORVX_Variable& variable,
                              std::string_view string) {
   const std::string_view text = WithoutPadding(string);
@@ -143,8 +143,8 @@ void InsertInto(const char* operation, CaseTable& table, const ORVX_DataSource& 
   for (const auto& values : cases) StoreCase(columns, row++, values);
 }
 
-// Prepares a new column with the values of one variable. Returns the number of values, which is the
-// number of cases unless there are no cases yet.
+// Prepares a new column with the values of one variable. Returns the number of values. If the table
+// already has cases, throws unless there is one value for each case.
 std::size_t PrepareColumn(const char* operation, const ORVX_Variable& variable,
                           ColumnValues& values, const CaseTable& table, CaseTable::Edit& edit) {
   const std::size_t count = SizeOf(values);
@@ -195,8 +195,7 @@ CaseTable ReadCases(const ORVX_DataSource& source) {
 
   CaseTable table;
   table.SetRowCount(count);
-  // Adds the first variable last: of variables with the same identifier, the values of the first
-  // are kept.
+  // Backwards, because Add replaces a column with the same identifier: the first variable wins.
   for (int i = source.ColumnCount() - 1; i >= 0; --i) {
     table.Add(source.GetVariable(i).GetID(), std::move(columns[static_cast<std::size_t>(i)]));
   }
@@ -214,8 +213,9 @@ MemoryDataSource::~MemoryDataSource() = default;
 
 namespace {
 
-// The source whose columns a copy of `source` can share: `source` itself, or the source whose rows
-// it passes on, if that source has every variable of `source` with the same type. Otherwise null.
+// Returns the source whose columns a copy of `source` can share: `source` itself, or the source
+// whose rows `source` passes on. Returns null if that source is no MemoryDataSource, or does not
+// have every variable of `source` with the same type.
 const MemoryDataSource* OwnerOfCases(const ORVX_DataSource& source) {
   const auto* const owner = dynamic_cast<const MemoryDataSource*>(source.RowLayout());
   if (owner == nullptr || owner == &source) return owner;

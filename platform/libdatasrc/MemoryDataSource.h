@@ -61,15 +61,15 @@ class ColumnValues {
 // identifier share their values.
 //
 // A value is a number for a numeric variable, otherwise a string. A missing number is
-// kMissingNumber (reading takes any NaN as missing), a missing string is empty. Trailing blanks of
-// a string are padding and are not stored. Strings are UTF-8; the bytes are not checked.
+// kMissingNumber, but any other NaN also counts as missing. A missing string is empty. Trailing
+// blanks of a string are padding and are not stored. Strings are UTF-8; the bytes are not checked.
 //
 // All operations that take values throw std::invalid_argument for a value of the wrong kind or for
 // the wrong number of values. They throw std::length_error, with the variable and its width, for a
-// string that is longer than the variable is wide; nothing is cut. A position outside the cases or
-// the dictionary throws std::out_of_range. An operation that throws, std::bad_alloc included, has
-// changed nothing. If SetType has made a numeric variable a string, or the reverse, storing the
-// first value converts all values of the variable, as Retype does.
+// string that is longer than this width; strings are never cut. A position outside the cases or the
+// dictionary throws std::out_of_range. An operation that throws, std::bad_alloc included, has
+// changed nothing. After SetType has made a numeric variable a string, or a string variable
+// numeric, storing the first value converts all values of the variable, as Retype does.
 //
 // Like the operations of ORVX_DataSource, editing does not set the dirty flag.
 //

@@ -48,8 +48,8 @@ struct Uses {
 };
 
 RefCountPtr<ORVX_ExtensionImpl> EmptyBlock(int type) {
-  // Every release of a writer compares extension 0; sharing the absent extension avoids an
-  // allocation. Never freed: threads may still read while the process exits.
+  // Every release of a writer compares extension 0. If it is absent, one shared block avoids an
+  // allocation. The block is never freed: threads may still read while the process exits.
   static const auto& ofTypeZero =
       *new const RefCountPtr<ORVX_ExtensionImpl>(new ORVX_ExtensionImpl(0, 1, 0, nullptr));
   if (type == 0) return ofTypeZero;
@@ -76,8 +76,8 @@ struct ORVX_DataSource::Data {
   explicit Data(ORVX_DataSource* source)
       : variables([this](LocallyUniqueID id) { uses.Drop(id); }), parent(source) {}
 
-  // The identifier of the variable at `position`. Throws if it cannot be used as weight, filter or
-  // split.
+  // The identifier of the variable at `position`. Throws if there is no such variable, or if its
+  // identifier is null: weight, filter and split need an identifier.
   LocallyUniqueID UsableID(const char* operation, int position) const {
     if (position < 0 || position >= variables.Size()) {
       ThrowWrongPosition(operation, position, variables.Size());
@@ -108,7 +108,7 @@ struct ORVX_DataSource::Data {
 
   VariableSequence variables;
   Uses uses;
-  // Borrowed. Atomic because a clone sets it briefly while other threads read it.
+  // Borrowed. Atomic because a clone changes its parent while other threads read the clone.
   std::atomic<ORVX_DataSource*> parent;
   std::string fileSpec;
   long long rowsPerImputation = 0;

@@ -28,14 +28,14 @@ union OBS;
 class ObsIterator;
 
 // The dictionary is a list of variables, with positions from 0. Identifiers should be unique; if
-// several variables share one, a search finds the first. Lookup by position costs a few
-// nanoseconds, lookup by identifier a few tens. Inserting or deleting one variable costs far less
-// than a pass over the list.
+// several variables share an identifier, a search finds the first of these variables. Lookup by
+// position costs a few nanoseconds, lookup by identifier a few tens of nanoseconds. Inserting or
+// deleting one variable costs far less than reading the whole list.
 //
-// Weight, filter and split are stored by identifier. When a variable leaves the dictionary, because
-// it is deleted or its position gets another identifier, it is dropped from all three; inserting it
-// again does not restore them. If weight, filter or split is off, its position is -1 and its
-// identifier null.
+// Weight, filter and split are stored by identifier. When a variable is deleted or gets another
+// identifier, it is dropped from weight, filter and split; inserting the variable again does not
+// restore these uses. If weight, filter or split is off, its position is -1 and its identifier
+// null.
 //
 // Only SetDirty changes the dirty flag. Arguments are copied unless stated otherwise. An operation
 // that throws, std::bad_alloc included, has changed nothing.
@@ -69,9 +69,9 @@ class SDM_EXPORT ORVX_DataSource {
   virtual bool GetSplitqSeparate() const;
 
   // Returns a new iterator over the cases; the caller owns it. The iterator borrows `area`, which
-  // holds GetObsAreaSize() cells, and writes each row to it. The dictionary of RowLayout() at the
-  // time of the call determines the layout of the rows; later edits do not change it. This class
-  // returns an iterator without rows.
+  // holds GetObsAreaSize() cells, and writes each row to it. The rows keep the layout that the
+  // dictionary of RowLayout() has at the time of the call, even if the dictionary is edited later.
+  // This class returns an iterator without rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
   // The number of cells in a row of RowLayout(): 1 for each number, ceil(w / 8) for each string of
@@ -110,16 +110,16 @@ class SDM_EXPORT ORVX_DataSource {
   // Any other position throws std::out_of_range.
   void InsertVariable(long position, const ORVX_Variable& variable);
 
-  // Appends a copy and stores its position in `*position` unless that is null.
+  // Appends a copy. Stores its position in `*position` if `position` is not null.
   void MakeVariable(const ORVX_Variable& variable, unsigned int* position);
 
   // --- snapshots ---
   // A snapshot is a dictionary that is repeatedly made equal to another dictionary. These
   // operations find the differences without comparing every variable.
 
-  // Adjacent variables of the dictionary, valid until it is next edited. Two blocks with the same
-  // stamp, unless it is 0, have equal variables in the same order, even if they are in different
-  // dictionaries.
+  // Adjacent variables of the dictionary, valid until the dictionary is next edited. Two blocks
+  // with the same stamp have equal variables in the same order, even if the blocks are in different
+  // dictionaries. A stamp of 0 says nothing about the variables.
   struct Block {
     int first;  // the position of the first variable
     std::span<const ORVX_Variable> variables;
@@ -145,9 +145,8 @@ class SDM_EXPORT ORVX_DataSource {
   void DropUses(LocallyUniqueID id);
 
   // The hash of the list of variables, computed from the hashes that `hashOf` returns for the
-  // variables. Calls `hashOf` only for variables that have changed since the last call, and caches
-  // the hashes: all callers in a process must pass the same function. Exceptions of `hashOf`
-  // propagate.
+  // variables. The hash of a variable is cached until the variable changes, so all callers in a
+  // process must pass the same function. Exceptions of `hashOf` propagate.
   // Threads: any that may read the source.
   VariableListHash HashOfVariables(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
 
@@ -199,7 +198,7 @@ class SDM_EXPORT ORVX_DataSource {
 
   // Multiple-response sets and variable sets, each list in its own order. Members are stored by
   // identifier; deleting a variable does not change the sets. References are valid until the list
-  // is next set. Neither missing members nor duplicate names are rejected.
+  // is next set. Members that are not in the dictionary and duplicate names are accepted.
   const std::vector<VariableSetImpl>& GetMRSets() const;
   void SetMRSets(const std::vector<VariableSetImpl>& sets);
   const std::vector<VariableSetImpl>& GetVariableSets() const;
@@ -214,15 +213,14 @@ class SDM_EXPORT ORVX_DataSource {
 
   // --- the source as a whole ---
 
-  // The source whose dictionary lays out the rows of this source: this source itself, or another
-  // source if this is a clone. Borrowed while this source lives. Null for a clone without a source,
-  // which has no rows. The dictionary of RowLayout() is needed to read a row. ObsProjector(from,
-  // to) converts rows from the layout of `from` to the dictionary of `to`; with this source as
-  // both, to its own dictionary.
+  // The source whose dictionary defines the layout of this source's rows: this source itself or,
+  // for a clone, another source. Null for a clone without a source, which has no rows. Borrowed
+  // while this source lives. ObsProjector(clone, clone) converts the rows of a clone to the clone's
+  // own dictionary.
   const ORVX_DataSource* RowLayout() const;
 
-  // Borrowed, null for none; the parent must outlive this source. It may be set while other threads
-  // read this source; they see the old or the new parent.
+  // Borrowed, null for none; the parent must outlive this source. SetParentSource may be called
+  // while other threads read this source; these threads see the old or the new parent.
   ORVX_DataSource* GetParentSource() const;
   void SetParentSource(ORVX_DataSource* parent);
 

@@ -1,4 +1,4 @@
-// Anchors the vtable of ObsIterator.
+// The destructor is defined here so that only this library has the vtable.
 
 #include <libdatasrc/ObsIterator.h>
 

@@ -18,8 +18,8 @@ class SDM_EXPORT ObsIterator {
   virtual ~ObsIterator();
 
   // Writes the next row to the area that was given to MakeIterator. After the last row, every call
-  // returns false and leaves the area unchanged. If it throws, the area may be half written; Next
-  // may be called again, and each iterator defines which row follows.
+  // returns false and leaves the area unchanged. If a call throws, the area may be half written.
+  // Next may then be called again; each iterator defines which row follows.
   virtual bool Next() = 0;
 };
 

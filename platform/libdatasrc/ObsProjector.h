@@ -50,7 +50,7 @@ class SDM_EXPORT ObsProjector {
   struct Conversion {
     long from;       // the first cell to read; -1: writes a missing value
     int fromType;    // of the value in the row that is read
-    int middleType;  // of the variable in the source's own dictionary
+    int middleType;  // of the variable in the dictionary of the source `from`
     long to;
     int toType;
   };

@@ -13,8 +13,8 @@
 
 class ORVX_DataSource;
 
-// Creates the parent's iterator in its constructor and does not use the source again. It may
-// outlive the source, and also the parent if the parent's iterators may.
+// Creates the parent's iterator in its constructor and does not use the source again. So a
+// PassThroughIter may outlive the source; it may outlive the parent if the parent's iterators may.
 //
 // Threads: as for ObsIterator.
 class SDM_EXPORT PassThroughIter : public ObsIterator {

@@ -14,11 +14,11 @@
 #include <exception>
 #include <functional>
 
-// Called repeatedly, on the thread that called the operation, with the bytes done so far and the
-// bytes in all; a total of 0 means that it is unknown, or that there is nothing to do. Each
-// operation documents which bytes it counts. If the function returns false, the operation throws
-// GivenUp; an exception of the function propagates. In both cases the operation leaves nothing
-// behind. An empty function is never called.
+// Called repeatedly, on the thread that called the operation, with the number of bytes done so far
+// and the total number of bytes. A `total` of 0 means that the total is unknown, or that there is
+// nothing to do. Each operation documents which bytes it counts. If the function returns false, the
+// operation throws GivenUp; an exception of the function propagates. In both cases the operation
+// creates and changes nothing. An empty function is never called.
 using Progress = std::function<bool(std::uint64_t done, std::uint64_t total)>;
 
 // Thrown by an operation whose Progress returned false.

@@ -36,8 +36,8 @@ constexpr std::uint8_t kNotAscii = 2;  // part of a character of several bytes
 constexpr std::uint8_t kZero = 4;
 constexpr std::uint8_t kBlank = 8;
 
-// The kind of each byte. A field with any of the delimiters is quoted, because opening has to find
-// the delimiter of the file.
+// The kind of each byte. A field with any of the delimiters is quoted. Without quotes, opening
+// could take that delimiter for the delimiter of the file.
 constexpr std::array<std::uint8_t, 256> kBytes = [] {
   std::array<std::uint8_t, 256> kinds{};
   for (std::size_t byte = 0x80; byte < kinds.size(); ++byte) kinds[byte] = kNotAscii;
@@ -86,8 +86,8 @@ class RecordText {
     return true;
   }
 
-  // Returns the record with its line end. Quotes a record that is an empty line, because some
-  // programs skip empty lines.
+  // Returns the record with its line end. Writes "" for an empty record, because some programs skip
+  // empty lines.
   std::string_view Finish() {
     if (text_.empty()) text_ = "\"\"";
     text_ += '\n';

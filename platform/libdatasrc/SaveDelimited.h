@@ -49,8 +49,8 @@ struct SaveOptions {
 //     variables with the same name, a text that is not UTF-8 or has a zero byte, a format with a
 //     negative width or decimals, more than kMaxSplitVars split variables, or a case or a schema
 //     larger than SystemFileDataSource::kMaxRecordBytes
-// Throws DataFileError for an error of the file system. The old content is then in place unless the
-// error text begins with "saved" after the path.
+// Throws DataFileError for an error of the file system. If the error text begins with "saved" after
+// the path, the new content is in place; otherwise the old content is.
 //
 // `progress` counts the bytes of the cases, as CaseReader does; the total is 0 until the end if
 // RowCount() is unknown. The source is not changed. To save a dataset of the registry, see

@@ -102,8 +102,8 @@ namespace {
 
 constexpr double kUndefined = std::numeric_limits<double>::quiet_NaN();
 
-// Reads the sorted values as a list in which each value occurs `weight` times. Ranks count from 0
-// and must not decrease from call to call.
+// Reads the sorted values as a list in which each value occurs `weight` times. A rank is a position
+// in this list, from 0. The rank must not decrease from call to call.
 class Ranks {
  public:
   explicit Ranks(std::span<const WeightedValue> sorted) : values_(sorted) {}

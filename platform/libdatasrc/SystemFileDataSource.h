@@ -11,13 +11,13 @@
 // column, an empty line is a case with an empty field; in other files it is skipped.
 //
 // The dictionary may be beside the file, as a Frictionless Table Schema: survey.schema.json for
-// survey.tsv and survey.tsv.gz. The fields of the schema match columns by `name`, in any order,
-// unless `fieldsMatch` says otherwise; a column needs no field, a field needs a column. Every
-// member that the standard defines has an effect or is an error: types, their formats and marks,
-// missing values, labels, categories, constraints and keys. A value that breaks a rule of the
-// schema is an error. internal/TableSchema.h lists all members. Members of our own keep the parts
-// of a dictionary that the standard lacks: width, level, printFormat, missing, attributes, weight,
-// filter and split.
+// survey.tsv and survey.tsv.gz. By default, the fields of the schema match columns by `name`, in
+// any order; each field must have a column, but a column may lack a field. `fieldsMatch` in the
+// schema changes this rule. Every member that the standard defines has an effect or is an error:
+// types, their formats and marks, missing values, labels, categories, constraints and keys. A value
+// that breaks a rule of the schema is an error. internal/TableSchema.h lists all members. Members
+// of our own keep the parts of a dictionary that the standard lacks: width, level, printFormat,
+// missing, attributes, weight, filter and split.
 //
 // A field of the file is missing if it is one of the missing values. The schema lists them if it
 // has a field for the column, otherwise ImportOptions does (by default empty, NA, NaN, "." and
@@ -44,9 +44,11 @@
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
 // its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each
-// column), more if a record is longer than 128 KB. If the later records are much shorter than the
-// first, columns outgrow their estimated size, and one at a time is copied to a larger block. If a
-// column turns out to be text after values of another type or blank fields, the file is read a
+// column), more if a record is longer than 128 KB. The number of cases is estimated from the size
+// of the file and the first records. If later records are much shorter, there are more cases than
+// estimated, and the columns are copied to larger blocks, one column at a time.
+//
+// If a column turns out to be text after values of another type or blank fields, the file is read a
 // second time for that column.
 
 #ifndef LIBDATASRC_SYSTEMFILEDATASOURCE_H_
@@ -80,13 +82,13 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
 
   // Reads the whole file, on one thread per processor (at most 8), and closes it. The source has
   // `path` as its file specification and is not dirty. Throws DataFileError for: a file that cannot
-  // be opened, is not a regular file (Open never waits), is empty or damaged, or has changed when
-  // it is read a second time; an unknown encoding, or bytes that are invalid in the encoding; a
-  // record with more or fewer fields than the header; a wrong or unclosed quote; a zero byte; an
-  // empty or duplicate column name; a value that the schema does not allow; a schema that is not
-  // JSON, is not understood, or does not fit the columns. If `check` is not empty, calls it on this
-  // thread for each record, also in a second reading; an exception of `check` stops Open and
-  // propagates.
+  // be opened, is not a regular file (Open never waits for a pipe), is empty or damaged, or has
+  // changed when it is read a second time; an unknown encoding, or bytes that are invalid in the
+  // encoding; a record with more or fewer fields than the header; a wrong or unclosed quote; a zero
+  // byte; an empty or duplicate column name; a value that the schema does not allow; a schema that
+  // is not JSON, is not understood, or does not fit the columns. If `check` is not empty, calls
+  // `check` on this thread for each record, also in a second reading; an exception of `check` stops
+  // Open and propagates.
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});

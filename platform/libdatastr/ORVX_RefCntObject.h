@@ -11,12 +11,12 @@
 #include <ServerDataManager/Export.h>
 #include <atomic>
 
-// The count belongs to the object, not to its value: it starts at 0, and neither copying nor
-// assignment copies it. An object is shareable until MarkUnshareable().
+// The count starts at 0; neither copying nor assignment copies the count. An object is shareable
+// until MarkUnshareable().
 //
 // Threads: any thread may call AddReference, RemoveReference, IsShared and ReferenceCount while a
-// reference exists. A thread's accesses to the object before it removes its reference happen before
-// the deletion, and before IsShared() returns false on another thread.
+// reference exists. If a thread accesses the object and then removes its reference, the accesses
+// happen before the deletion, and before IsShared() returns false on another thread.
 class SDM_EXPORT ORVX_RefCntObject {
  public:
   ORVX_RefCntObject() noexcept = default;

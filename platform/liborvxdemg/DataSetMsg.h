@@ -1,4 +1,4 @@
-// DataSetMsg: a change message, one change of a dataset.
+// DataSetMsg: a change message, which describes one change of a dataset.
 //
 //   std::unique_ptr<DataSetMsg> message = std::make_unique<ModifyVarMsg>(0, dataset, 12, variable);
 //   message->ToString();                   // modified variable "age"
@@ -22,8 +22,8 @@ class VStream;
 namespace DEMessages {
 
 // The base class of all change messages. Constructors copy their arguments. Afterwards, a message
-// changes only by operations that say so, and by decoding: VSInitSerialization with a reading
-// stream replaces its value. A message is usually default-constructed for that.
+// changes only by operations that say so, and by decoding. To decode, default-construct a message
+// and call VSInitSerialization with a stream that reads.
 //
 // Threads: several threads may read one message, but not while it is encoded or decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {

@@ -173,7 +173,7 @@ class Formatter final : public DataSetMsgVisitor {
            });
   }
 
-  // A received message may contain invalid text.
+  // `format` throws std::invalid_argument for invalid text, which a received message may contain.
   template <class Format>
   void VisitText(const char* what, const ORVX_ExtensionImpl& block, Format format) {
     try {

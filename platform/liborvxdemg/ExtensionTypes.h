@@ -12,8 +12,8 @@
 
 namespace DEMessages {
 
-// A data source may have extensions of several types; only changes of the extension of this type
-// are sent. The types below are for properties that are not extensions, sent as text.
+// The only extension of a data source whose changes are sent. The other types in this file are for
+// properties that are not extensions but are sent as text in an ExtensionsMsg.
 inline constexpr int kOwnExtension = 0;
 
 // Text of sets, as MakeExtension writes it. The multiple-response sets are sent in two messages, as

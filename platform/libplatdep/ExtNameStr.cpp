@@ -40,7 +40,8 @@ void AskToDenyWriting(int file) {
   wholeFile.l_type = F_RDLCK;
   wholeFile.l_whence = SEEK_SET;
   const int before = errno;
-  // Ignores a refusal: another program may be writing, or the file system may have no locks.
+  // Keeps errno, because a refused lock is no error: another program may be writing, or the file
+  // system may have no locks.
   if (fcntl(file, F_OFD_SETLK, &wholeFile) != 0) errno = before;
 }
 

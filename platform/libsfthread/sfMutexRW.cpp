@@ -1,6 +1,6 @@
-// The reader/writer lock uses only one atomic word while no thread waits. A thread that releases a
-// lock with waiters changes the word on behalf of the threads that it admits: no other thread
-// overtakes them.
+// The reader/writer lock uses only one atomic word, state_, while no thread waits. A thread that
+// releases a lock with waiters sets state_ for the waiters that it admits, so no other thread can
+// acquire the lock before these waiters run.
 
 #include <libsfthread/sfMutexRW.h>
 
@@ -27,7 +27,7 @@ void sfMutexRW::readLock() {
   if ((state_.fetch_add(kRead) & (kWriting | kAwaited)) != 0) WaitToRead();
 }
 
-// Called after the read is counted.
+// Called after state_ has counted the read.
 void sfMutexRW::WaitToRead() {
   sdm_internal::MutexLock lock(mutex_);
   if (MayRead(/*nested=*/mine.second > 1)) return;
@@ -53,8 +53,8 @@ bool sfMutexRW::tryReadLock() {
   return true;
 }
 
-// Called after the read is counted. If the read is not allowed, subtracts it again and returns
-// false.
+// Called after state_ has counted the read. If the read is not allowed, subtracts it again and
+// returns false.
 bool sfMutexRW::TryToKeepRead(bool nested) {
   const sdm_internal::MutexLock lock(mutex_);
   if (MayRead(nested)) return true;

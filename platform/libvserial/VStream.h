@@ -32,8 +32,8 @@ class SDM_EXPORT VStreamError : public std::runtime_error {
   std::size_t offset_;
 };
 
-// A sequential stream in memory that either writes or reads. Each value operation writes its
-// argument, which it then does not change, or reads into it.
+// A sequential stream in memory that either writes or reads. A value operation such as Bool()
+// writes its argument without changing it, or reads a value into it.
 //
 // Format: integers have the width in the operation's name, least significant byte first, and signed
 // integers are in two's complement; a Double is 64 bits of IEEE 754; a Bool is one byte, 0 or 1; a
@@ -69,10 +69,10 @@ class SDM_EXPORT VStream {
   // Any bytes, including zero bytes. Writing 2^32 bytes or more throws std::length_error.
   void String(std::string& value);
 
-  // The number of elements that follow, as Uint32. Writes and returns `count`; throws
-  // std::length_error if it exceeds 32 bits. Reading ignores `count` and returns the number read;
-  // throws VStreamError if the remaining bytes are too few for that many elements of
-  // `smallestElement` bytes (at least 1), so it is safe to reserve memory for the result.
+  // The number of elements that follow, as Uint32. Writing: writes and returns `count`; throws
+  // std::length_error if `count` exceeds 32 bits. Reading: ignores `count`, reads a number and
+  // returns it. Throws VStreamError if the remaining bytes are too few for this number of elements
+  // of `smallestElement` bytes (at least 1), so it is safe to reserve memory for the elements.
   std::uint32_t Count(std::size_t count, std::size_t smallestElement);
 
   // Throws VStreamError if bytes are left to read. Does nothing if the stream writes.

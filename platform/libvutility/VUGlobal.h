@@ -11,9 +11,9 @@
 #include <cstddef>
 #include <new>
 
-// `new` and `delete` of a derived class use this library's memory, never the global operators. So a
-// program may replace the global operators in only some of its parts. Arrays and standard
-// containers still use the global operators.
+// `new` and `delete` of a derived class use this library's memory, never the global operators. So
+// they work even if the program replaces the global operators in only one of its libraries. Arrays
+// and standard containers still use the global operators.
 //
 // Not for classes with a stricter alignment than std::max_align_t.
 //
@@ -28,10 +28,10 @@ class SDM_EXPORT VUGlobal {
   // Placement new: returns `place`.
   static void* operator new(std::size_t size, void* place) noexcept;
 
-  // Frees memory from the first two operators new. Does nothing for null.
+  // Frees memory from the first two forms of operator new. Does nothing for null.
   static void operator delete(void* storage) noexcept;
   static void operator delete(void* storage, const std::nothrow_t&) noexcept;
-  // Does nothing: the caller owns the memory.
+  // For placement new. Does nothing: the caller owns the memory.
   static void operator delete(void* storage, void* place) noexcept;
 
  protected:

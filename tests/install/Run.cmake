@@ -12,9 +12,9 @@ function(run)
   set(RUN_OUTPUT "${output}" PARENT_SCOPE)
 endfunction()
 
-# run_with_vendor(VENDOR REPLACED PROGRAM LIBRARY...): configures the project with the platform
-# library REPLACED from the folder VENDOR, then builds and runs PROGRAM. To save time, does not
-# build a platform library LIBRARY that already has a shared build, but copies that build to VENDOR.
+# run_with_vendor(VENDOR REPLACED PROGRAM LIBRARY...): configures the project to take the platform
+# library named REPLACED from the folder VENDOR. Then builds and runs PROGRAM. To save time, copies
+# each LIBRARY from BUILD_DIR to VENDOR and uses the copy, if BUILD_DIR has it as a shared library.
 function(run_with_vendor vendor replaced program)
   set(roots "-DPLATFORM_${replaced}_ROOT=${vendor}")
   foreach(library IN LISTS ARGN)

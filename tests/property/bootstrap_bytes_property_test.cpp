@@ -115,7 +115,8 @@ std::string AnyWholeBytes() {
   return Any<bool>() ? InTheOtherByteOrder(bytes) : bytes;
 }
 
-// Generates mostly zero bytes, so that counts are small. The first six bytes are valid.
+// Generates a valid byte-order mark and version, then mostly zero bytes, so that the lists have few
+// elements.
 std::string AnyLikelyBytes() {
   const auto byte = rc::gen::weightedElement<char>(
       {{500, '\0'}, {6, '\1'}, {2, '\2'}, {1, '\3'}, {1, '\x7F'}, {1, '\xFF'}});
@@ -126,7 +127,7 @@ std::string AnyLikelyBytes() {
 }
 
 // Changes one to three bytes. Half of the changes are in the first 40 bytes, where small inputs
-// have their counts. Sometimes appends bytes, and sometimes truncates the result.
+// have the sizes of their lists. Sometimes appends bytes, and sometimes truncates the result.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {

@@ -246,7 +246,7 @@ void Make(const Change& change, SvrDMWriteableDataSource& writer) {
 
 // --- the clients ---
 
-// A client in the server's process.
+// An observer that updates a mirror in the same process.
 class NearClient : public SvrDMDataSetObserver {
  public:
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override {
@@ -267,9 +267,11 @@ class NearClient : public SvrDMDataSetObserver {
 // A dataset and two clients.
 class Followed {
  public:
-  // WithSource: the dataset is quiet, so a pass without observers skips the comparison.
-  // WithoutSource: the dataset is not quiet. Until its creation notice, each pass compares it, even
-  // without observers.
+  // A pass compares a dataset if it has observers or if its creation notice is due.
+  // WithSource: the dataset is quiet. It has no creation notice, so a pass without observers skips
+  // the comparison.
+  // WithoutSource: the dataset is not quiet. Its creation notice is due, so passes compare the
+  // dataset even without observers, until the notice is sent.
   enum class Added { WithoutSource, WithSource };
 
   explicit Followed(Added added = Added::WithoutSource)

@@ -33,7 +33,8 @@ class MemoryFor {
 
 void EndShortage();
 
-// Counts one allocation without allocating. Returns whether the allocation would succeed.
+// Uses up one of the allocations that still succeed (see MemoryFor), without allocating. Returns
+// whether there was one.
 bool OneMoreIsLeft();
 
 // Makes every allocation of this thread fail during the lifetime of the object.
@@ -93,8 +94,8 @@ inline long LivingBlocks() {
 // Calls `event` once, when `storage` is next freed with the global operators.
 void WhenFreed(void* storage, std::function<void()> event);
 
-// Called by the replaced operators. Take allocates storage, or returns null on failure; Free frees
-// storage. Both count the call in `counts`.
+// Called by the operators that replace new and delete. Take allocates storage, or returns null on
+// failure. Free frees storage. Both update `counts`.
 void* Take(std::size_t size, Heap& counts) noexcept;
 void Free(void* storage, Heap& counts) noexcept;
 

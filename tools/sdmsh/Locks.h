@@ -97,7 +97,9 @@ struct LockUser {
 };
 
 struct LockState {
-  std::vector<LockUser> holders;  // threads outside the shell, then callers in order of acquiring
+  // Threads outside the shell and locks that nobody can release, then callers in order of
+  // acquiring.
+  std::vector<LockUser> holders;
   std::vector<LockUser> waiters;  // in the order of asking
 
   bool IsFree() const { return holders.empty() && waiters.empty(); }
@@ -176,7 +178,8 @@ class CallerLocks {
   const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
   // Releases all locks, and then the locks that waiting callers acquire as a result. Calls
-  // `complain` for each caller that was waiting, and for each failure.
+  // `complain` for each caller that was waiting, and for each failure. Throws std::bad_alloc if
+  // memory runs out.
   void CloseDown(const std::function<void(const std::string&)>& complain);
   // Records and prints which waiting callers have acquired their locks. Must be called before each
   // command, because the previous command may have failed before it called this function.

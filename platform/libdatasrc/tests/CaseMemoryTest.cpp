@@ -101,8 +101,8 @@ TEST(CaseMemory, AppendingCasesTakesMemoryInProportionToTheirNumber) {
   const std::size_t bytes = BytesOf([&] {
     for (std::size_t i = 0; i < kRows; ++i) source->AppendCase(values);
   });
-  // Growth by doubling allocates at most four times the final size; each call of AppendCase also
-  // allocates a list of pointers to the 11 columns.
+  // The values take about 12 * kColumnBytes. Growth by doubling allocates at most four times the
+  // final size; each call of AppendCase also allocates a list of pointers to the 11 columns.
   EXPECT_LT(bytes, 4 * 12 * kColumnBytes + kRows * 11 * sizeof(void*));
 }
 

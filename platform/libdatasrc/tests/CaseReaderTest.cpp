@@ -70,7 +70,7 @@ std::unique_ptr<MemoryDataSource> ManyCases() {
   return source;
 }
 
-// The calls of the progress function while all cases are read.
+// Reads all cases. Returns the arguments of each call of the progress function: done, total.
 std::vector<std::pair<std::uint64_t, std::uint64_t>> CallsFor(const ORVX_DataSource& source) {
   std::vector<std::pair<std::uint64_t, std::uint64_t>> calls;
   CaseReader cases(source, [&](std::uint64_t done, std::uint64_t total) {

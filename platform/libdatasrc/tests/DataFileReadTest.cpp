@@ -66,7 +66,7 @@ TEST(ByteGroup, FindsTheSameBytesAsAPlainLoop) {
 
 // --- Whole files ---
 
-// Splits a valid text, byte by byte.
+// Splits a valid text into records and fields, byte by byte.
 Records PlainRecords(std::string_view text) {
   Records records(1, {""});
   bool inQuotes = false;
@@ -113,7 +113,7 @@ std::string RandomField(Random& random) {
   return std::string(random.OneOf(kFields));
 }
 
-// Returns a random file. In each column, most fields are equal.
+// Returns the text of a random file. In each column, most fields are equal.
 std::string RandomText(Random& random) {
   const std::size_t columns = 1 + random.Below(4);
   const std::string lineEnd = random.Below(2) == 0 ? "\n" : "\r\n";
@@ -155,7 +155,7 @@ std::string Read(const std::string& path, const BlockSettings& settings) {
   }
 }
 
-// Many sizes of blocks, on one thread and on three.
+// Returns settings with many sizes of blocks, for one thread and for three threads.
 std::vector<BlockSettings> AllSettings(std::size_t bytes) {
   std::vector<BlockSettings> all;
   for (std::size_t size = 1; size < bytes; size += 1 + size / 7) {

@@ -21,7 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// Returns a variable named by the letter; each letter has its own identifier.
+// Returns a variable whose name is the letter. Each letter has its own identifier.
 ORVX_Variable Letter(char letter) {
   return ORVX_Variable(LocallyUniqueID(1, static_cast<unsigned>(letter)), std::string(1, letter));
 }
@@ -312,8 +312,9 @@ TEST_F(DataSource, SplitOfAnySizeTakesAnyNumberOfVariables) {
   EXPECT_FALSE(copy.GetSplitqSeparate());
 }
 
-// Two variables have the same identifier for a moment when a notification pass moves a variable in
-// its snapshot: it inserts a copy at the new position, then deletes the variable at the old one.
+// A notification pass moves a variable in its snapshot in two steps: it inserts a copy at the new
+// position, then deletes the variable at the old position. Between these steps, two variables have
+// the same identifier.
 TEST_F(DataSource, DeletingOneOfTwoVariablesWithTheSameIdentifierDropsItsUses) {
   const int indices[] = {2, 0};
   source.SetWeightVar(2);
@@ -492,7 +493,7 @@ TEST_F(DataSource, CopyingTheDictionaryOfNullOrItselfChangesNothing) {
   EXPECT_EQ(source.GetWeightVariableID(), ID('A'));
 }
 
-// Has the row layout of another source; no row layout if that source is null.
+// Has the row layout of `other`; has no row layout if `other` is null.
 class RowsOfAnother : public ORVX_DataSource {
  public:
   explicit RowsOfAnother(const ORVX_DataSource* other) { SetRowLayout(other); }
@@ -526,8 +527,8 @@ TEST_F(DataSource, RowLayoutIsNullWithoutRowsToPassOn) {
   EXPECT_EQ(RowsOfAnother(&none).RowLayout(), nullptr);
 }
 
-// The slot of a virtual function. In the Itanium C++ ABI, a pointer to the member function holds
-// the byte offset of the slot plus one.
+// Returns the slot of a virtual function. In the Itanium C++ ABI, a pointer to a virtual member
+// function holds the byte offset in the virtual table, plus 1.
 template <class Operation>
 std::size_t Slot(Operation operation) {
   struct Pointer {

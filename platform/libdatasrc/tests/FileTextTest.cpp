@@ -110,7 +110,7 @@ TEST_F(FileTextTest, ConcatenatedZstandardFramesAreReadAsOneTextWithoutSkippable
   EXPECT_EQ(TextOf(skipped + Zstd("a,b\n") + skipped + Zstd("1,2\n")), "a,b\n1,2\n");
 }
 
-// At least 4 bytes remain, by which the format is recognised.
+// At least 4 bytes remain, because the first 4 bytes identify the format.
 TEST_F(FileTextTest, ACompressedFileThatIsCutOffAnywhereIsReported) {
   const std::string text = "a,b\n1,2\n" + Noise(50);
   for (const std::string& whole : {Gzip(text), Zstd(text)}) {

@@ -1,5 +1,5 @@
-// Random edits of dictionaries. For example, a filtered source of a file has the same rows as the
-// file if the dictionaries of both get the same edits.
+// Random edits of dictionaries. For example, a filtered source has the same rows as its parent if
+// both dictionaries get the same edits.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/FilteredDataSource.h>

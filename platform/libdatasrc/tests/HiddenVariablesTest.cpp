@@ -60,7 +60,7 @@ TEST_F(HiddenVariablesTest, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
   HiddenVariables hidden({"a"});
   const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
   hidden.EndAddition(/*isAdded=*/true);
-  // The next addition, of a source without variables to hide, failed.
+  // Another addition fails. Its source has no variables to hide.
   hidden.EndAddition(/*isAdded=*/false);
   EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b", "c"));
 }

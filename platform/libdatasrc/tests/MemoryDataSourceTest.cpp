@@ -358,7 +358,7 @@ struct CaseEdit {
   std::size_t row;
   std::size_t position;
   int count;
-  std::vector<double> numbers;  // the new values are made from these, cyclically
+  std::vector<double> numbers;  // new values are made from these numbers in turn
 };
 
 void showValue(const CaseEdit& edit, std::ostream& out) {

@@ -105,8 +105,8 @@ std::string TextOf(const std::vector<VariableSetImpl>& sets) {
   return text + "\n";
 }
 
-// The names and labels of the variables. If a lookup by a variable's identifier finds another
-// variable, also the position of the variable found.
+// Returns the names and labels of the variables. If a lookup by a variable's identifier finds
+// another variable, also returns the position of the variable found.
 std::string TextOfVariables(const ORVX_DataSource& source) {
   std::string text;
   for (int i = 0; i < source.ColumnCount(); ++i) {
@@ -341,7 +341,7 @@ std::string TextOf(const std::vector<VariableSet>& sets) {
   return text;
 }
 
-// Appends two sets to a text. After a failure, the text may end with a part of them.
+// Appends two sets to a text. After a failure, the text may end with a part of the sets.
 Operation AppendingSets(int type) {
   std::string whole = kLong;
   MakeExtension(TwoSets(), whole, type);

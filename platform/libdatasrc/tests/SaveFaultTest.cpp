@@ -138,7 +138,7 @@ ORVX_Variable Variable(const std::string& name, const std::string& label) {
 constexpr std::size_t kFewCases = 3;
 constexpr std::size_t kManyCases = 300;  // their bytes exceed the write buffer of a file
 
-// Every value of the first variable is the number of cases: ContentOf finds lost cases by it.
+// Every value of the first variable is the number of cases, so that ContentOf detects lost cases.
 std::unique_ptr<MemoryDataSource> Content(const std::string& name, std::size_t cases = kManyCases) {
   auto source = std::make_unique<MemoryDataSource>();
   const auto count = static_cast<double>(cases);
@@ -262,8 +262,8 @@ TEST(SaveFault, AKilledFirstSaveLeavesNoFileOrTheWholeContent) {
   EXPECT_GE(fresh, 6);
 }
 
-// Kills a save at each of its calls. If that leaves an interrupted save, kills the next save at
-// each of its calls.
+// Kills a save at each of its calls. If a .saving file then exists, the next save finishes the
+// killed save; kills the next save at each of its calls too.
 TEST(SaveFault, ASaveThatIsKilledWhileItFinishesAnotherLeavesWholeContent) {
   const auto first = Content("first", kFewCases);
   const auto second = Content("second", kFewCases);
@@ -285,7 +285,7 @@ TEST(SaveFault, ASaveThatIsKilledWhileItFinishesAnotherLeavesWholeContent) {
   }
 }
 
-// Deletes the new files of killed saves, except those that the .saving file names.
+// Deletes the new files of killed saves, except files that are listed in the .saving file.
 void DeleteOrphans(const std::string& path) {
   std::ifstream marker(path + ".saving");
   const std::string names{std::istreambuf_iterator<char>(marker), {}};
@@ -298,8 +298,8 @@ void DeleteOrphans(const std::string& path) {
   }
 }
 
-// Fails each call of a save in turn. `prepare` writes the old files and returns the label of their
-// content.
+// Makes each call of a save fail in turn. `prepare` writes the old files and returns the label of
+// their content.
 void FailEachCall(const std::function<std::string(const std::string& path)>& prepare) {
   const auto fresh = Content("fresh", kFewCases);
   int failed = 0;

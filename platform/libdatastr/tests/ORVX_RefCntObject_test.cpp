@@ -109,8 +109,8 @@ TEST_F(RefCntObject, HasAVirtualDestructor) {
   static_assert(std::has_virtual_destructor_v<ORVX_RefCntObject>);
 }
 
-// Interleaving: all threads start together, so their calls overlap. The initial reference is
-// removed last, which deletes the object.
+// Interleaving: all threads start together, so their calls overlap. After the threads have ended,
+// the test removes the initial reference, which deletes the object.
 TEST_F(RefCntObject, CountsExactlyWhileThreadsAddAndRemoveReferences) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 20'000;

@@ -131,7 +131,7 @@ void SerializeType(VStream& stream, ORVX_Variable& variable) {
   if (!stream.Writing()) variable.SetType(type);
 }
 
-// Encodes the result of `get`, or passes the decoded value to `set`.
+// Encodes the result of the getter `get`, or decodes a value and passes it to the setter `set`.
 template <class Get, class Set>
 void Field(VStream& stream, ORVX_Variable& variable, Get get, Set set) {
   auto value = (std::as_const(variable).*get)();

@@ -55,7 +55,7 @@ Message About(const Arguments&... arguments) {
   return Message(0, kDataset, kSequence, arguments...);
 }
 
-// The text of a message, with names from a dictionary of "popul", "TVnews" and "age".
+// Returns the text of a message, with names from a dictionary of "popul", "TVnews" and "age".
 std::string Named(const DataSetMsg& message) {
   return message.ToString(&Before());
 }

@@ -273,7 +273,8 @@ INSTANTIATE_TEST_SUITE_P(DataSetMsg, EachMessage,
                          testing::Values(kInsertBytes, kDeleteBytes, kMoveBytes, kModifyBytes,
                                          kResetUndoBytes),
                          [](const auto& test) {
-                           // The class name in the encoded signature.
+                           // The class name, which begins 16 bytes after the
+                           // start: 4 bytes of length, then "DEMessages::".
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 

@@ -427,7 +427,8 @@ INSTANTIATE_TEST_SUITE_P(PropertyMessages, EachPropertyMessage,
                                          kFileSpecBytes, kModifiedBytes, kTrendsBytes,
                                          kResetClientDataBytes, kExtensionBytes, kImputationBytes),
                          [](const auto& test) {
-                           // The class name in the encoded signature.
+                           // The class name, which begins 16 bytes after the
+                           // start: 4 bytes of length, then "DEMessages::".
                            return test.param.substr(16, test.param.find("Msg", 16) - 13);
                          });
 

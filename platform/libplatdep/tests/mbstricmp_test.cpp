@@ -97,11 +97,11 @@ TEST(CaselessCompare, InvalidBytesSortAfterEveryCodePoint) {
 }
 
 TEST(CaselessCompare, MalformedUtf8CountsAsInvalidBytes) {
-  EXPECT_FALSE(AreEqual("\xC1\x81", "A"));                  // overlong
-  EXPECT_FALSE(AreEqual("\xC1\xA1", "\xC1\x81"));           // overlong `a` and `A`
+  EXPECT_FALSE(AreEqual("\xC1\x81", "A"));                  // overlong encoding of `A`
+  EXPECT_FALSE(AreEqual("\xC1\xA1", "\xC1\x81"));           // overlong encodings of `a` and `A`
   EXPECT_TRUE(IsBefore("\U0010FFFF", "\xED\xA0\x80"));      // a surrogate
   EXPECT_TRUE(IsBefore("\U0010FFFF", "\xF4\x90\x80\x80"));  // above the last code point
-  EXPECT_TRUE(IsBefore("\U0010FFFF", "\xC0\x80"));          // overlong zero
+  EXPECT_TRUE(IsBefore("\U0010FFFF", "\xC0\x80"));          // overlong encoding of a zero
 }
 
 TEST(CaselessCompare, ATruncatedSequenceCountsAsInvalidBytes) {

@@ -1,7 +1,7 @@
 // Compares the lock with a simple model of its guarantees, in every interleaving of three threads.
 //
-// Each thread makes four calls (three with the thread sanitizer), each of any of the five
-// operations. After each call, every thread must wait, or have returned, as in the model. Every run
+// Each thread makes four calls (three with the thread sanitizer); each call may be any of the five
+// operations. After each call, the threads that wait must be the same as in the model. Every run
 // ends by releasing every held read or write, one by one.
 //
 // Each state of the lock (how and by which threads it is held, which threads wait and in which
@@ -286,8 +286,8 @@ class Stage {
   }
   bool IsTimely() const { return isTimely_; }
 
-  // Returns whether the readers behind the waiting writer are admitted at the time limit, without
-  // another call.
+  // Returns whether the readers that wait for the waiting writer are admitted at the time limit,
+  // without another call.
   bool ReadersGetIn() {
     model_.LetReadersIn();
     return Agrees();
@@ -411,7 +411,7 @@ std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
 TEST(MutexRWModel, EveryReaderBehindAWriterIsAdmittedWithinTheTimeLimit) {
   const auto runs = RunsToReadersBehindAWaitingWriter();
   ASSERT_FALSE(runs.empty());
-  std::array<Stage, 16> stages;  // 16 runs wait for the time limit concurrently, which saves time
+  std::array<Stage, 16> stages;  // saves time: 16 runs wait for the time limit concurrently
   for (std::size_t first = 0; first < runs.size(); first += stages.size()) {
     const std::size_t count = std::min(stages.size(), runs.size() - first);
     for (std::size_t i = 0; i < count; ++i) {

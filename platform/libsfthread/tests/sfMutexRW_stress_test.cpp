@@ -29,8 +29,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kWorkers = 12;
 constexpr int kHelpers = 3;
-// Threads hold a lock much more briefly. So a thread that waits this long waits forever, even on a
-// busy machine.
+// Threads hold a lock much more briefly. So even on a busy machine, a thread that has waited this
+// long would wait forever.
 constexpr auto kForEver = 20s;
 
 unsigned FromEnvironment(const char* name, unsigned otherwise) {

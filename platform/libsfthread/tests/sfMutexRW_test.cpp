@@ -644,8 +644,9 @@ TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads repeat reads of 40 ms, one 20 ms after the other, and a third thread
-// releases every read. Each thread reads again while the read of the other thread is held.
+// Interleaving: two threads repeat reads of 40 ms, and a third thread releases every read. The
+// second thread starts 20 ms after the first, so each thread reads again while the other thread
+// reads.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -741,9 +742,10 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads release each other's reads, so to the lock each thread always seems to
-// read. If the lock always let such a thread read again, the writer would wait forever. A thread
-// releases its own read if the other thread waits for the lock.
+// Interleaving: two threads release each other's reads. The lock does not know whose read is
+// released, so it always takes each thread for a reader. If the lock always let such a thread read
+// again, the writer would wait forever. A thread releases its own read if the other thread waits
+// for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};
