@@ -26,9 +26,9 @@ class ORVX_DataSource;
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {
  public:
-  // Creates an iterator of `source`. If the iterator must not outlive `source`, neither may the
-  // reader. Throws std::invalid_argument if the source's GetObsAreaSize() is not the number of
-  // cells in a row of its RowLayout().
+  // Creates an iterator of `source`. The reader may outlive `source` if the source's iterators
+  // may. Throws std::invalid_argument if the source's GetObsAreaSize() is not the number of cells
+  // in a row of its RowLayout().
   //
   // Next calls `progress` before the first case and after every 1,024 cases, and throws GivenUp if
   // `progress` returns false. Progress is counted in bytes, GetObsAreaSize() * sizeof(OBS) for each

@@ -13,9 +13,8 @@
 // Starts with its own copy of the parent's dictionary. Variables may be deleted, moved and retyped;
 // the rows change accordingly. ObsProjector.h defines how values are converted.
 //
-// The parent must not change: do not call SetParentSource. If the parent is a clone, whose rows
-// have the layout of another dictionary, values are first converted to the types in the clone's own
-// dictionary.
+// Do not call SetParentSource. If the parent is a clone, whose rows have the layout of another
+// dictionary, values are first converted to the types in the clone's own dictionary.
 //
 // Threads: as for ORVX_DataSource.
 class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {

@@ -34,7 +34,7 @@ struct SDM_EXPORT ImportReport {
   };
 
   struct Missing {
-    std::string word;         // empty for empty and blank fields; "NaN" for any spelling of it
+    std::string word;         // empty for empty and blank fields; "NaN" also for "nan" or "NAN"
     std::uint64_t count = 0;  // the number of cases with this word
   };
 

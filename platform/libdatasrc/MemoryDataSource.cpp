@@ -195,7 +195,8 @@ CaseTable ReadCases(const ORVX_DataSource& source) {
 
   CaseTable table;
   table.SetRowCount(count);
-  // Backwards, because Add replaces a column with the same identifier: the first variable wins.
+  // Backwards, because Add replaces a column with the same identifier: if variables share an
+  // identifier, the values of the first variable are kept.
   for (int i = source.ColumnCount() - 1; i >= 0; --i) {
     table.Add(source.GetVariable(i).GetID(), std::move(columns[static_cast<std::size_t>(i)]));
   }
@@ -214,8 +215,8 @@ MemoryDataSource::~MemoryDataSource() = default;
 namespace {
 
 // Returns the source whose columns a copy of `source` can share: `source` itself, or the source
-// whose rows `source` passes on. Returns null if that source is no MemoryDataSource, or does not
-// have every variable of `source` with the same type.
+// whose rows `source` passes on. Returns null if that source is not a MemoryDataSource, or lacks a
+// variable of `source` with the same type.
 const MemoryDataSource* OwnerOfCases(const ORVX_DataSource& source) {
   const auto* const owner = dynamic_cast<const MemoryDataSource*>(source.RowLayout());
   if (owner == nullptr || owner == &source) return owner;

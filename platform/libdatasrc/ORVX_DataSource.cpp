@@ -1,5 +1,3 @@
-// The dictionary and the properties of a data source.
-
 #include <libdatasrc/internal/ObsCells.h>
 #include <libdatasrc/internal/VariableSequence.h>
 #include <libdatasrc/ObsIterator.h>
@@ -24,7 +22,7 @@ class NoRows : public ObsIterator {
   bool Next() override { return false; }
 };
 
-// Weight, filter and split of a dictionary, by identifier; null for off.
+// Weight, filter and split of a dictionary, by identifier. A null identifier means off.
 struct Uses {
   LocallyUniqueID weight;
   LocallyUniqueID filter;

@@ -34,8 +34,7 @@ class ObsIterator;
 //
 // Weight, filter and split are stored by identifier. When a variable is deleted or gets another
 // identifier, it is dropped from weight, filter and split; inserting the variable again does not
-// restore these uses. If weight, filter or split is off, its position is -1 and its identifier
-// null.
+// restore these uses. A use that is off has position -1 and the null identifier.
 //
 // Only SetDirty changes the dirty flag. Arguments are copied unless stated otherwise. An operation
 // that throws, std::bad_alloc included, has changed nothing.

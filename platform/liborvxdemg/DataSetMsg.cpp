@@ -1,5 +1,3 @@
-// DataSetMsg: the common fields of all change messages.
-
 #include <liborvxdemg/DataSetMsg.h>
 #include <libvserial/VStream.h>
 #include <ServerDataManager/ErrorMessageGlue.h>

@@ -1,6 +1,6 @@
 // The reader/writer lock uses only one atomic word, state_, while no thread waits. A thread that
-// releases a lock with waiters sets state_ for the waiters that it admits, so no other thread can
-// acquire the lock before these waiters run.
+// releases a lock with waiters acquires the lock on behalf of the waiters that it admits, so that
+// no other thread can overtake these waiters.
 
 #include <libsfthread/sfMutexRW.h>
 
@@ -99,8 +99,8 @@ void sfMutexRW::UnlockFrom(unsigned state) noexcept {
   }
 }
 
-// Called under mutex_. Releases one read or the write. After the last read, admits the next writer;
-// after the write, all waiting readers, or the next writer if no reader waits.
+// Called under mutex_. Releases one read or the write. After the last read, admits the next writer.
+// After the write, admits all waiting readers or, if no reader waits, the next writer.
 void sfMutexRW::Release(unsigned held) {
   if ((state_ -= held) != kAwaited && held == kRead) return;
   if (held == kWriting && waitingReaders_ > 0) {

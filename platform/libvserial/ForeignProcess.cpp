@@ -1,5 +1,3 @@
-// Encodes and decodes the signature and the version of an object.
-
 #include <libvserial/ForeignProcess.h>
 #include <libvserial/VStream.h>
 

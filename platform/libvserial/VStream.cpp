@@ -1,5 +1,3 @@
-// Encodes values, decodes them, and validates input.
-
 #include <libvserial/VStream.h>
 
 #include <array>

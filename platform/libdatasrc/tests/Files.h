@@ -73,7 +73,7 @@ inline std::string RowText(const ORVX_DataSource& dictionary, const OBS* row) {
   return text.str();
 }
 
-// A source with its own dictionary that passes on its parent's rows unchanged.
+// A source that has its own dictionary and passes on the rows of its parent unchanged.
 class PassedOn : public ORVX_DataSource {
  public:
   explicit PassedOn(ORVX_DataSource* parent) : ORVX_DataSource(parent) {

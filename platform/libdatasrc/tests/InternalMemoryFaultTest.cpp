@@ -1,5 +1,5 @@
-// Each allocation of internal functions fails in turn. Reading a compressed file takes memory only
-// for buffers.
+// Makes each allocation of internal functions fail in turn. Also checks that reading a compressed
+// file takes memory only for buffers.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/internal/DataFile.h>

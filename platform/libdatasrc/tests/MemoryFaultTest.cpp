@@ -1,5 +1,5 @@
-// Each allocation of an operation of libdatasrc fails in turn. The operation must throw and change
-// nothing, or succeed.
+// Makes each allocation of an operation of libdatasrc fail in turn. The operation must succeed, or
+// throw and change nothing.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/CaseReader.h>
@@ -139,7 +139,7 @@ std::string TextOf(const ORVX_DataSource& source) {
 
 // --- Edits of a dictionary ---
 
-// Every block of variables is full, so that an insertion must allocate.
+// Returns a source in which every block of variables is full, so that an insertion must allocate.
 std::unique_ptr<DataFreeDataSource> FullSource() {
   auto source = std::make_unique<DataFreeDataSource>();
   Fill(*source, 512);
@@ -227,7 +227,7 @@ TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
   }
 }
 
-// The index of identifiers does not exist yet with 16 variables, and is full with 224.
+// With 16 variables, a dictionary has no index of identifiers yet; with 224, its index is full.
 TEST(MemoryFault, WhileTheIndexGrowsLeavesTheDictionaryUnchanged) {
   for (const unsigned int count : {16U, 224U}) {
     ExpectSafeWithoutMemory({

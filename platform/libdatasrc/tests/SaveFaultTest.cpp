@@ -37,8 +37,9 @@ long callsLeft = 0;  // until the fault
 // If not null, lists the calls that sync, link, rename or delete files.
 std::vector<std::string>* record = nullptr;
 
-// Returns the file name without the folder and, for a new file, without its number. Returns a fixed
-// text for a file without a name and for a test folder.
+// Returns the file name without the folder and without the number of a new file: "data.csv.new" for
+// "/tmp/datasrc-x/data.csv.7.new". Returns "unnamed file" or "folder" for a file without a name and
+// for a test folder.
 std::string ShortName(const std::string& path) {
   const std::string name = std::filesystem::path(path).filename().string();
   if (name.ends_with(" (deleted)")) return "unnamed file";

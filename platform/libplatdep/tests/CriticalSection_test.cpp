@@ -54,7 +54,8 @@ TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   EXPECT_EQ(sum, kThreads * kRounds);
 }
 
-// Interleaving: any; like the previous test, but after an inner lock is destroyed.
+// Interleaving: any; the sum and the thread sanitizer detect that the end of the inner lock
+// releases the section.
 TEST(CriticalSection, StaysHeldUntilTheOutermostLockIsDestroyed) {
   CriticalSection section;
   int sum = 0;

@@ -274,7 +274,8 @@ TEST_F(MutexRW, AWriterIsAdmittedWhenAnotherThreadReleasesTheRead) {
   Unlock(writer);
 }
 
-// Interleaving: the thread waits for its own read, which another thread then releases.
+// Interleaving: the thread sleeps in writeLock() because of its own read, which another thread then
+// releases.
 TEST_F(MutexRW, AReaderMayWaitToWriteUntilAnotherThreadReleasesItsRead) {
   WatchedThread reader, other;
   Read(reader);
@@ -397,7 +398,8 @@ TEST_F(MutexRWBehindAWriter, HelpersOfAReaderAreAdmitted) {
   EndReads(1);
 }
 
-// Interleaving: like the previous test, but a helper calls tryReadLock() until it succeeds.
+// Interleaving: while a reader reads and a writer waits, a helper calls tryReadLock() until the
+// call succeeds.
 TEST_F(MutexRWBehindAWriter, AHelperThatOnlyTriesIsAdmitted) {
   WatchedThread reader, helper;
   Read(reader);
@@ -463,8 +465,8 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
     LetAWriterWait();
     for (int longer = 1; longer <= 4; longer *= 2) {
       ExpectToRead(comes);
-      // The lock blocked readers for `longer` * 80 ms, and now admits them for `longer` * 20 ms.
-      // Sleeps for longer than it admits them, so that it blocks readers again.
+      // The lock blocked readers for `longer` * 80 ms, and now admits readers for `longer` * 20 ms.
+      // Sleeps for longer than that, so that the lock blocks readers again.
       std::this_thread::sleep_for(longer * kFirstClosing / 3);
     }
     EndReads(4);
@@ -570,7 +572,7 @@ TEST(MutexRWLifetime, MayBeDestroyedAsSoonAsItIsFree) {
 
 // --- Fairness ---------------------------------------------------------------------------------
 
-// Makes a starved test fail instead of running forever.
+// Lets a test fail, instead of running forever, if a thread never acquires the lock.
 class Deadline {
  public:
   bool HasPassed() const { return Clock::now() > end_; }
@@ -644,9 +646,8 @@ TEST(MutexRWFairness, AReaderIsAdmittedWhileTwoWritersAlternateForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads repeat reads of 40 ms, and a third thread releases every read. The
-// second thread starts 20 ms after the first, so each thread reads again while the other thread
-// reads.
+// Interleaving: two threads, started 20 ms apart, repeat reads of 40 ms; a third thread releases
+// every read. So each thread reads again while the read of the other thread is held.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileRemotelyReleasedReadsOverlapForever) {
   sfMutexRW lock;
   const Deadline deadline;
@@ -742,10 +743,9 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads release each other's reads. The lock does not know whose read is
-// released, so it always takes each thread for a reader. If the lock always let such a thread read
-// again, the writer would wait forever. A thread releases its own read if the other thread waits
-// for the lock.
+// Interleaving: two threads release each other's reads, so the lock always counts both threads as
+// readers. If the lock always let a reader read again, the writer would wait forever. A thread
+// releases its own read if the other thread waits for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};

@@ -1,5 +1,5 @@
-// Fuzz target: opens and reads a data file and its schema. Fails if that takes more memory than the
-// limit for their size.
+// Fuzz target: opens and reads a data file and its schema. Fails if opening and reading take more
+// memory than the limit, which depends on the size of the input.
 //
 // The input is the schema, a record separator (0x1E) and the data file. Without a separator, or
 // with nothing before it, there is no schema.
