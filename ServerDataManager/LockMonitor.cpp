@@ -296,18 +296,8 @@ struct Step {
 };
 
 struct Incidents {
-  // Reserves space, so that the search rarely allocates.
-  Incidents() noexcept {
-    try {
-      deadlock.reserve(8);
-      longWaits.reserve(8);
-    } catch (...) {
-      // Ignored: without reserved space, the search allocates when it finds an incident.
-    }
-  }
-
-  std::vector<Step> deadlock;   // the last step first; empty if no deadlock was found
-  std::vector<Step> longWaits;  // each step is an incident of its own
+  std::vector<std::vector<Step>> deadlocks;  // the last step of each first
+  std::vector<Step> longWaits;               // each step is an incident of its own
   Clock::time_point noticed = Now();
 };
 
@@ -330,16 +320,27 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& s
   return false;
 }
 
-// Searches for a deadlock of which the wait of `table` is a part. Does nothing if another thread
-// has found that deadlock since the wait was recorded.
-void FindDeadlock(ThreadLocks& table, Incidents& incidents) noexcept
+// Searches for deadlocks of which the wait of `table` is a part, one for each thread that holds the
+// lock. Does nothing if another thread has found such a deadlock since the wait was recorded.
+void FindDeadlocks(ThreadLocks& table, Incidents& incidents) noexcept
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (table.deadlockIsReported) return;
-  for (const auto& other : TheMonitor().threads) other->isVisited = false;
   try {
-    LeadsTo(table, table, incidents.deadlock);
+    for (const auto& holder : TheMonitor().threads) {
+      const auto hold = std::ranges::find_if(
+          holder->holds, [&](const Record& each) { return Excludes(each, table.wait); });
+      if (hold == holder->holds.end()) continue;
+      std::vector<Step> steps;
+      if (holder.get() != &table) {
+        if (!holder->isWaiting) continue;
+        for (const auto& other : TheMonitor().threads) other->isVisited = false;
+        if (!LeadsTo(*holder, table, steps)) continue;
+      }
+      steps.push_back({{table.name, table.wait}, {holder->name, *hold}});
+      incidents.deadlocks.push_back(std::move(steps));
+      table.deadlockIsReported = true;
+    }
   } catch (...) {
-    incidents.deadlock.clear();
     TheMonitor().complete = false;
   }
 }
@@ -403,16 +404,16 @@ void CallHandler(const LockMonitor::Handler& handler, LockIncident::Kind kind,
 
 // Calls the handler for each incident. The tables must not be paused.
 void Report(Incidents& incidents) noexcept {
-  if (incidents.deadlock.empty() && incidents.longWaits.empty()) return;
+  if (incidents.deadlocks.empty() && incidents.longWaits.empty()) return;
   std::shared_ptr<const LockMonitor::Handler> handler;
   {
     const MutexLock lock(TheMonitor().pauseMutex);
     handler = TheMonitor().handler;
   }
   if (handler == nullptr || !*handler) return;
-  if (!incidents.deadlock.empty()) {
-    std::reverse(incidents.deadlock.begin(), incidents.deadlock.end());
-    CallHandler(*handler, LockIncident::Kind::Deadlock, incidents.deadlock, incidents.noticed);
+  for (std::vector<Step>& deadlock : incidents.deadlocks) {
+    std::reverse(deadlock.begin(), deadlock.end());
+    CallHandler(*handler, LockIncident::Kind::Deadlock, deadlock, incidents.noticed);
   }
   for (const Step& step : incidents.longWaits) {
     CallHandler(*handler, LockIncident::Kind::LongWait, {&step, 1}, incidents.noticed);
@@ -448,7 +449,7 @@ bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
   if (table == nullptr) return false;
   FindAndReport([&](Incidents& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
     SetWait(*table, {lock, who.handle, incidents.noticed, LabelOf(who.label)});
-    FindDeadlock(*table, incidents);
+    FindDeadlocks(*table, incidents);
     FindLongWaits(incidents);
   });
   ShowWait(*table);
@@ -558,7 +559,7 @@ ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
   // wait.
   if (ClaimsOn(lock).fetch_add(1) > 0) {
     FindAndReport([&](Incidents& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
-      FindDeadlock(*table, incidents);
+      FindDeadlocks(*table, incidents);
       FindLongWaits(incidents);
     });
   }

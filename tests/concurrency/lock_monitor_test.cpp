@@ -590,12 +590,12 @@ TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   });
   static_cast<void>(WaitForIncidents(1));
   firstWaits.count_down();
-  const std::vector<LockIncident> incidents = WaitForIncidents(2);
+  const std::vector<LockIncident> incidents = WaitForIncidents(3);
   for (Reader& reader : readers) reader.reset();
   one.Join();
   two.Join();
 
-  EXPECT_THAT(Incidents(), SizeIs(2));
+  EXPECT_THAT(Incidents(), SizeIs(3));
   for (const LockIncident& incident : incidents) {
     EXPECT_EQ(incident.kind, LockIncident::Kind::Deadlock);
     for (const LockIncident::Step& step : incident.steps) {
@@ -605,8 +605,43 @@ TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   }
   EXPECT_EQ(incidents[0].steps.front().wait.thread.label, "one");
   EXPECT_EQ(incidents[0].steps.back().blocker.thread.label, "one");
-  EXPECT_EQ(incidents[1].steps.front().wait.thread.label, "two");
-  EXPECT_EQ(incidents[1].steps.back().blocker.thread.label, "two");
+  // The second thread waits for the first, and for itself.
+  for (const std::size_t i : {1U, 2U}) {
+    EXPECT_EQ(incidents[i].steps.front().wait.thread.label, "two");
+    EXPECT_EQ(incidents[i].steps.back().blocker.thread.label, "two");
+  }
+  EXPECT_EQ(incidents[1].steps.size() + incidents[2].steps.size(), 3U);
+}
+
+TEST_F(LockMonitorTest, DetectsADeadlockWithEachOfTwoReadersThatWaitForTheWriter) {
+  Reader readers[2];
+  std::latch bothRead(2);
+  std::latch firstIsWritten(1);
+  const auto readBoth = [&](std::size_t self) {
+    readers[self].emplace(secondItem_, false);
+    bothRead.count_down();
+    firstIsWritten.wait();
+    const SvrDMInputDataSource first(firstItem_, false);
+  };
+  WatchedThread one([&] { readBoth(0); });
+  WatchedThread two([&] { readBoth(1); });
+  WatchedThread writes([&] {
+    const SvrDMWriteableDataSource first(firstItem_, false, nullptr);
+    bothRead.wait();
+    firstIsWritten.count_down();
+    while (registry_.GetLockReport().waits.size() < 2) std::this_thread::yield();
+    EXPECT_THAT(Incidents(), IsEmpty());
+    const SvrDMWriteableDataSource second(secondItem_, false, nullptr);
+  });
+  const std::vector<LockIncident> incidents = WaitForIncidents(2);
+  for (Reader& reader : readers) reader.reset();
+  writes.Join();
+  one.Join();
+  two.Join();
+
+  EXPECT_THAT(Incidents(), SizeIs(2));
+  for (const LockIncident& incident : incidents) EXPECT_THAT(incident.steps, SizeIs(2));
+  EXPECT_NE(incidents[0].steps[1].wait.thread.number, incidents[1].steps[1].wait.thread.number);
 }
 
 TEST_F(LockMonitorTest, DetectsADeadlockOfTwoThreads) {

@@ -84,6 +84,30 @@ TEST_F(Locks, WaitingCallerCannotUseLocksAndTheErrorNamesTheCommandsThatHelp) {
                 "w acquires the write lock on survey\n   1  a"));
 }
 
+TEST_F(Locks, TheErrorOfAWaitingCallerAlsoNamesTheCallersThatGetTheLockBefore) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "read survey\n@x write survey\n@y write survey\n"
+                                        "@z read survey\n@y cases survey\nrelease\n@z release\n"
+                                        "@x release\n@y release\n"),
+              HasSubstr("error: y waits for the write lock on survey, held by main (reading), "
+                        "z (reading), behind x (to write); it goes on after `release survey` and "
+                        "`@z release survey` and `@x release survey`; "));
+}
+
+TEST_F(Locks, OfAClosedDatasetAreShownAndItsWaitingCallerIsToldWhatHelps) {
+  EXPECT_THAT(AtPrompt(Open("survey") + "@x write survey\n@y read survey\nclose survey\nlocks\n"
+                                        "@y locks survey\n@y variables survey\n"
+                                        "@x release survey\n@y release survey\nlocks\n"),
+              EndsWith("survey (0:0): held by x (writing); waiting: y (to read)\n"
+                       "survey (0:0): held by x (writing); waiting: y (to read)\n"
+                       "error: y waits for the read lock on survey, held by x (writing); it goes "
+                       "on after `@x release survey`; `@NAME COMMAND` gives a command as another "
+                       "caller\n"
+                       "x releases the write lock on survey\n"
+                       "y acquires the read lock on survey\n"
+                       "y releases the read lock on survey\n"
+                       "no lock is held\n"));
+}
+
 TEST_F(Locks, CommandsThatNeedNoLockWorkWhileTheCallerWaits) {
   const std::string text = AtPrompt(Open("survey") +
                                     "@w write survey\nread survey\nlist\nhelp read\nlocks\n"

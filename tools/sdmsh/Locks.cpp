@@ -240,7 +240,6 @@ void CallerLocks::Finish(Place asked) {
   holds_.splice(holds_.end(), holds_, asked);
 }
 
-// Returns the lock that the caller waits for; null if there is none.
 const Hold* CallerLocks::Asked(const Caller& caller) const {
   const auto asked = std::ranges::find_if(
       holds_, [&](const Hold& hold) { return &hold.caller == &caller && !hold.isAcquired; });
@@ -250,15 +249,23 @@ const Hold* CallerLocks::Asked(const Caller& caller) const {
 void CallerLocks::RefuseWaiting(const Caller& caller) const {
   const Hold* const asked = Asked(caller);
   if (asked == nullptr) return;
+  LockState blockers{StateOf(*asked->dataset).holders, {}};
   std::string ways;
-  for (const Hold& hold : holds_) {
-    if (!hold.isAcquired || hold.dataset != asked->dataset) continue;
-    ways += ways.empty() ? "; it goes on after " : " and ";
-    ways += CommandText(hold.caller.Name(), {"release", hold.dataset->Name()});
+  std::string laterWays;  // of callers that get the lock before this caller
+  for (bool isAhead = true; const Hold& hold : holds_) {
+    if (&hold == asked) isAhead = false;
+    if (hold.dataset != asked->dataset) continue;
+    const std::string way =
+        " and " + CommandText(hold.caller.Name(), {"release", asked->dataset->Name()});
+    if (hold.isAcquired) ways += way;
+    if (hold.isAcquired || !isAhead || !Excludes(hold.mode, asked->mode)) continue;
+    laterWays += way;
+    blockers.waiters.push_back({hold.caller.Name(), hold.mode});
   }
-  const LockState held{StateOf(*asked->dataset).holders, {}};
-  throw CommandError(caller.Name() + " waits for " + LockText(*asked) + held.BlockersText() + ways +
-                     "; `@NAME COMMAND` gives a command as another caller");
+  ways += laterWays;
+  if (!ways.empty()) ways.replace(0, std::string(" and").size(), "; it goes on after");
+  throw CommandError(caller.Name() + " waits for " + LockText(*asked) + blockers.BlockersText() +
+                     ways + "; `@NAME COMMAND` gives a command as another caller");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -521,6 +528,14 @@ std::vector<MutexState> CallerLocks::MutexesOf(const OpenDataset* dataset) const
   return mutexes;
 }
 
+std::vector<DatasetPtr> CallerLocks::WithClosed(std::vector<DatasetPtr> datasets) const {
+  for (const Hold& hold : holds_) {
+    const bool isListed = std::ranges::find(datasets, hold.dataset) != datasets.end();
+    if (!isListed) datasets.push_back(hold.dataset);
+  }
+  return datasets;
+}
+
 const Hold* CallerLocks::FindLast(const Caller& caller,
                                   const std::function<bool(const Hold&)>& matches) const {
   const auto last = std::find_if(holds_.rbegin(), holds_.rend(), [&](const Hold& hold) {
@@ -587,7 +602,7 @@ void ShowLocks(Call& call) {
   const CallerLocks& locks = call.shell.Locks();
   std::vector<DatasetPtr> datasets{call.dataset};
   if (call.dataset == nullptr) {
-    datasets = call.shell.Datasets();
+    datasets = locks.WithClosed(call.shell.Datasets());
     std::erase_if(datasets, [&](const DatasetPtr& each) { return locks.StateOf(*each).IsFree(); });
   }
   const std::vector<MutexState> mutexes = locks.MutexesOf(call.dataset.get());

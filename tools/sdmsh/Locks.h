@@ -174,6 +174,10 @@ class CallerLocks {
   LockState StateOf(const OpenDataset& dataset) const;
   // The mutexes in use; with a dataset, only its notification mutex.
   std::vector<MutexState> MutexesOf(const OpenDataset* dataset) const;
+  // The given open datasets, then the closed datasets on which callers hold or wait for locks.
+  std::vector<DatasetPtr> WithClosed(std::vector<DatasetPtr> datasets) const;
+  // The lock that the caller waits for; null if there is none.
+  const Hold* Asked(const Caller& caller) const;
   // The last lock acquired by the caller for which `matches` returns true; null if there is none.
   const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
@@ -194,7 +198,6 @@ class CallerLocks {
 
   Place Start(Caller& caller, const DatasetPtr& dataset, LockMode mode, bool tryOnly = false);
   void Finish(Place asked);
-  const Hold* Asked(const Caller& caller) const;
   void RefuseWaiting(const Caller& caller) const;
   bool IsShownWaiting(const Hold& asked) const;
   bool IsBlocked(const Hold& asked) const;

@@ -90,6 +90,8 @@ DatasetPtr Shell::Find(const Caller& caller, const std::string& nameOrID) const 
   const Hold* const hold =
       locks_.FindLast(caller, [&](const Hold& each) { return isMeant(each.dataset); });
   if (hold != nullptr) return hold->dataset;
+  const Hold* const asked = locks_.Asked(caller);
+  if (asked != nullptr && isMeant(asked->dataset)) return asked->dataset;
   if (id) throw CommandError(id->ToString() + ": no dataset has this identifier (error 2001)");
   std::vector<std::string> names;
   for (const DatasetPtr& dataset : datasets_) names.push_back(dataset->Name());

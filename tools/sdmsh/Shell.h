@@ -52,8 +52,8 @@ class Shell {
 
   // The dataset in the registry with this handle name (ignoring case) or this identifier, written
   // domain:serial. If the registry has no such dataset, finds a closed dataset on which `caller`
-  // still holds a lock; if several match, the dataset that `caller` locked last. Throws
-  // CommandError if there is no such dataset.
+  // still holds or waits for a lock; if several match, the dataset that `caller` locked last.
+  // Throws CommandError if there is no such dataset.
   DatasetPtr Find(const Caller& caller, const std::string& nameOrID) const;
   // Throws CommandError if a dataset cannot have this name: if it is empty, reads like an
   // identifier, or belongs to a dataset other than `renamed`, which may be null.
