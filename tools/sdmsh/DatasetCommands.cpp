@@ -304,6 +304,7 @@ void CloseDataset(Call& call) {
 void ListDatasets(Call& call) {
   call.End();
   const CallerLocks& locks = call.shell.Locks();
+  const LockReport report = locks.Report();
   const std::vector<DatasetPtr>& datasets = call.shell.Datasets();
   const auto words = [&] {
     std::vector<std::string> lines;
@@ -311,14 +312,14 @@ void ListDatasets(Call& call) {
       const std::string file = dataset->Handle().GetFileName();
       lines.push_back(dataset->Name() + " (" + dataset->ID().ToString() + "), file " +
                       OrNone(file.empty() ? dataset->Handle().SuppressedFileName() : file) + ", " +
-                      locks.StateOf(*dataset).ToText());
+                      locks.StateOf(*dataset, report).ToText());
     }
     return lines.empty() ? "no dataset is open" : Joined(lines, "\n");
   };
   call.shell.Out().Say(words, [&] {
     Json rows = Json::array();
     for (const DatasetPtr& dataset : datasets) {
-      rows.push_back(StateInJson(*dataset, locks.StateOf(*dataset)));
+      rows.push_back(StateInJson(*dataset, locks.StateOf(*dataset, report)));
     }
     return Json{{"event", "datasets"}, {"datasets", rows}};
   });

@@ -8,7 +8,6 @@
 #include "Shell.h"
 
 #include <ServerDataManager/LockMonitor.h>
-#include <ServerDataManager/serverdatamgr.h>
 
 #include <algorithm>
 #include <iterator>
@@ -285,13 +284,13 @@ bool CallerLocks::ComesTrue(Condition condition) const {
 }
 
 bool CallerLocks::IsShownWaiting(const Hold& asked) const {
-  return std::ranges::any_of(registry_.GetLockReport().waits, [&](const LockReport::Entry& wait) {
+  return std::ranges::any_of(Report().waits, [&](const LockReport::Entry& wait) {
     return CallerOf(wait) == &asked.caller && IsOn(wait, *asked.dataset);
   });
 }
 
-bool CallerLocks::IsBlocked(const Hold& asked) const {
-  return std::ranges::any_of(StateOf(*asked.dataset).holders, [&](const LockUser& holder) {
+bool CallerLocks::IsBlocked(const Hold& asked, const LockReport& report) const {
+  return std::ranges::any_of(StateOf(*asked.dataset, report).holders, [&](const LockUser& holder) {
     return Excludes(holder.mode, asked.mode);
   });
 }
@@ -300,11 +299,13 @@ bool CallerLocks::IsBlocked(const Hold& asked) const {
 // which callers got a lock.
 void CallerLocks::Settle() {
   Place unsettled;
-  const auto isSettled = [this](const Hold& hold) {
-    return hold.isAcquired || hold.caller.HasFinished() || IsBlocked(hold);
+  const auto mayWait = [](const Hold& hold) {
+    return !hold.isAcquired && !hold.caller.HasFinished();
   };
   const bool settled = ComesTrue([&] {
-    unsettled = std::ranges::find_if_not(holds_, isSettled);
+    const LockReport report = std::ranges::any_of(holds_, mayWait) ? Report() : LockReport();
+    unsettled = std::ranges::find_if(
+        holds_, [&](const Hold& hold) { return mayWait(hold) && !IsBlocked(hold, report); });
     return unsettled == holds_.end();
   });
   if (settled) return FinishAcquiring();
@@ -495,10 +496,10 @@ SvrDMWriteableDataSource& CallerLocks::Writer(const Caller& caller,
 // Holders and waiters
 
 // A lock that a caller's thread has acquired counts as held even before FinishAcquiring.
-LockState CallerLocks::StateOf(const OpenDataset& dataset) const {
+LockState CallerLocks::StateOf(const OpenDataset& dataset, const LockReport& report) const {
   LockState state;
   // Adds the locks of threads outside the shell, and the locks that stayed held without a handle.
-  for (const LockReport::Entry& held : registry_.GetLockReport().holds) {
+  for (const LockReport::Entry& held : report.holds) {
     const bool isOutside = held.handle == nullptr || CallerOf(held) == nullptr;
     if (isOutside && IsOn(held, dataset)) state.holders.push_back(UserOf(held));
   }
@@ -510,7 +511,8 @@ LockState CallerLocks::StateOf(const OpenDataset& dataset) const {
   return state;
 }
 
-std::vector<MutexState> CallerLocks::MutexesOf(const OpenDataset* dataset) const {
+std::vector<MutexState> CallerLocks::MutexesOf(const OpenDataset* dataset,
+                                               const LockReport& report) const {
   std::vector<MutexState> mutexes;
   const auto add = [&](const LockReport::Entry& entry, std::vector<LockUser> LockState::*users) {
     const bool isMutex = entry.lock.kind != LockReport::Kind::Data;
@@ -522,7 +524,6 @@ std::vector<MutexState> CallerLocks::MutexesOf(const OpenDataset* dataset) const
     }
     (mutex->users.*users).push_back(UserOf(entry));
   };
-  const LockReport report = registry_.GetLockReport();
   for (const LockReport::Entry& hold : report.holds) add(hold, &LockState::holders);
   for (const LockReport::Entry& wait : report.waits) add(wait, &LockState::waiters);
   return mutexes;
@@ -600,17 +601,19 @@ void NotifyObservers(Call& call) {
 void ShowLocks(Call& call) {
   call.End();
   const CallerLocks& locks = call.shell.Locks();
+  const LockReport report = locks.Report();
   std::vector<DatasetPtr> datasets{call.dataset};
   if (call.dataset == nullptr) {
     datasets = locks.WithClosed(call.shell.Datasets());
-    std::erase_if(datasets, [&](const DatasetPtr& each) { return locks.StateOf(*each).IsFree(); });
+    std::erase_if(datasets,
+                  [&](const DatasetPtr& each) { return locks.StateOf(*each, report).IsFree(); });
   }
-  const std::vector<MutexState> mutexes = locks.MutexesOf(call.dataset.get());
+  const std::vector<MutexState> mutexes = locks.MutexesOf(call.dataset.get(), report);
   const auto words = [&] {
     std::vector<std::string> lines;
     for (const DatasetPtr& each : datasets) {
       lines.push_back(each->Name() + " (" + each->ID().ToString() +
-                      "): " + locks.StateOf(*each).ToText());
+                      "): " + locks.StateOf(*each, report).ToText());
     }
     for (const auto& [lock, dataset, users] : mutexes) {
       lines.push_back(
@@ -623,7 +626,7 @@ void ShowLocks(Call& call) {
     Json rows = Json::array();
     for (const DatasetPtr& each : datasets) {
       rows.push_back({{"dataset", each->Name()}, {"id", each->ID().ToString()}});
-      locks.StateOf(*each).AddTo(rows.back());
+      locks.StateOf(*each, report).AddTo(rows.back());
     }
     Json mutexRows = Json::array();
     for (const auto& [lock, dataset, users] : mutexes) {

@@ -12,6 +12,7 @@
 #include "OpenDataset.h"
 
 #include <ServerDataManager/LockReport.h>
+#include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 #include <ServerDataManager/ThreadSafety.h>
 
@@ -25,8 +26,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-class ServerDataManager;
 
 namespace sdmsh {
 
@@ -171,9 +170,12 @@ class CallerLocks {
   // Notifies observers of the changes so far and keeps the lock. Refused like Writer.
   void Notify(const Caller& caller, const OpenDataset& dataset);
 
-  LockState StateOf(const OpenDataset& dataset) const;
+  // Reports are a millisecond apart, so make one report for many datasets.
+  LockReport Report() const { return registry_.GetLockReport(); }
+  LockState StateOf(const OpenDataset& dataset) const { return StateOf(dataset, Report()); }
+  LockState StateOf(const OpenDataset& dataset, const LockReport& report) const;
   // The mutexes in use; with a dataset, only its notification mutex.
-  std::vector<MutexState> MutexesOf(const OpenDataset* dataset) const;
+  std::vector<MutexState> MutexesOf(const OpenDataset* dataset, const LockReport& report) const;
   // The given open datasets, then the closed datasets on which callers hold or wait for locks.
   std::vector<DatasetPtr> WithClosed(std::vector<DatasetPtr> datasets) const;
   // The lock that the caller waits for; null if there is none.
@@ -200,7 +202,7 @@ class CallerLocks {
   void Finish(Place asked);
   void RefuseWaiting(const Caller& caller) const;
   bool IsShownWaiting(const Hold& asked) const;
-  bool IsBlocked(const Hold& asked) const;
+  bool IsBlocked(const Hold& asked, const LockReport& report) const;
   template <class Condition>
   bool ComesTrue(Condition condition) const;
   void Settle();
