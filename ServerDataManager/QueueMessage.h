@@ -1,5 +1,5 @@
-// QueueMessage: builds and queues a change message. Atomically: runs a change that queues messages,
-// and removes them from the queue if the change throws.
+// QueueMessage() builds and queues a change message. Atomically() runs a change and, if the change
+// throws, removes the messages that it has queued.
 
 #ifndef SERVERDATAMANAGER_QUEUEMESSAGE_H_
 #define SERVERDATAMANAGER_QUEUEMESSAGE_H_

@@ -121,8 +121,9 @@ struct SDM_HIDDEN ServerDataManager::Data {
     std::vector<ServerDataManagerObserver*> observers_;  // null once unregistered
     Notice* const outer_;
 
-    // The innermost notice on this thread, of any registry. No other thread has a notice of this
-    // registry, because the registry lock is held during a notice.
+    // The innermost notice on this thread; the notices around it may be of other registries. All
+    // notices in progress of one registry are on one thread, because a notice holds the registry
+    // lock.
     static inline constinit thread_local Notice* innermost_ = nullptr;
   };
 

@@ -23,17 +23,17 @@ struct VariableHash {
 
 namespace sdm_internal {
 
-// Arithmetic modulo the Mersenne prime 2^61 - 1.
+// The hashes are computed modulo this number, a Mersenne prime.
 inline constexpr std::uint64_t kHashPrime = (std::uint64_t{1} << 61) - 1;
 __extension__ using WideHash = unsigned __int128;
 
-// Reduces `number` modulo the prime: adds its upper 3 bits to its lower 61 bits, because 2^61 is 1
-// modulo the prime.
+// Returns `number` modulo kHashPrime. Adds the upper 3 bits to the lower 61 bits, because 2^61 is 1
+// modulo kHashPrime.
 constexpr std::uint64_t ReducedHash(std::uint64_t number) {
   const std::uint64_t sum = (number & kHashPrime) + (number >> 61);
   return sum >= kHashPrime ? sum - kHashPrime : sum;
 }
-// The product modulo the prime. Both factors must be less than the prime.
+// The product modulo kHashPrime. Both factors must be less than kHashPrime.
 constexpr std::uint64_t HashProduct(std::uint64_t a, std::uint64_t b) {
   const WideHash product = static_cast<WideHash>(a) * b;
   return ReducedHash((static_cast<std::uint64_t>(product) & kHashPrime) +

@@ -1,5 +1,5 @@
 // DictionaryJson: variables, dictionaries and change messages as JSON, for programs that log or
-// show them. docs/usage.md lists the members, as the output of the shell.
+// show them. The shell prints this JSON in its events; docs/usage.md lists the members.
 //
 //   void OnMessage(const DEMessages::DataSetMsg& message) {
 //     log << DictionaryJson::Change(message, mirror.Dictionary()) << "\n";

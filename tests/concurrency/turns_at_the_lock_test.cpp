@@ -378,8 +378,8 @@ TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlap
   EXPECT_LE(writing.MostTurnsOfOthers(), kTurnsUnderWay);
 }
 
-// Each writer ends its turn only after the other writer has requested the lock. So whenever a
-// writer releases the lock, another writer is waiting.
+// Each writer ends its turn after the other writer has requested the lock, or at the time limit of
+// TwoInTurns. So when a writer releases the lock, another writer is almost always waiting.
 TEST_F(TurnsAtTheLock, AReaderIsAdmittedWithin100MillisecondsWhileWritersAlternateForever) {
   const SvrDMDataset handle(registry, id);
   const TwoInTurns writers(

@@ -1,5 +1,6 @@
-// The library when memory runs out. The tests call every public operation of ServerDataManager/
-// except the notification pass: see failed_pass_test.
+// The library when memory runs out: the public operations of ServerDataManager/ that allocate, and
+// some that must not. For the notification pass see failed_pass_test, for CloneSource see
+// clone_source_memory_test.
 
 #include <libdatasrc/MemoryDataSource.h>
 #include <libdatasrc/OBS.h>

@@ -76,9 +76,9 @@ void RefuseTouched(const Call& call, const std::string& file) {
                      " replaces it all the same");
 }
 
-// Returns the delimiter for replacing the dataset's file: the present delimiter of the file, or 0
-// to choose a delimiter by the name of the file. Returns 0 for .tsv and .tab files, for a file
-// whose delimiter is not known, and for a space, which cannot be saved.
+// Returns the delimiter for saving the dataset over `file`: the delimiter with which the shell
+// opened or saved this file last. Returns 0, so that the name of the file decides, for .tsv and
+// .tab files, if there is no such delimiter, and if it is a space, which is not allowed for saving.
 char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
   if (file.ends_with(".tsv") || file.ends_with(".tab")) return 0;
   const char delimiter = dataset.DelimiterOf(file);

@@ -24,7 +24,7 @@ class BlockReader {
   bool Next(std::size_t bytes, RecordBlock& block);
 
   const FileText& File() const { return file_; }
-  std::uint64_t TextBytes() const { return textBytes_; }  // of all blocks
+  std::uint64_t TextBytes() const { return textBytes_; }  // of the blocks that Next has returned
 
  private:
   std::size_t Fill(char* to, std::size_t size);

@@ -1,8 +1,8 @@
 // FieldValue: dates, times and truth values as text.
 //
-// Dates and times are in the extended format of ISO 8601, as in RFC 3339, but the offset -00:00 is
-// UTC. Years are 0001 to 9999. A date or a date with a time is a date value (iDMY2Orvx.h); a time
-// is seconds since midnight.
+// Dates and times are in the extended format of ISO 8601; each parser says what else it accepts.
+// The offset -00:00 means UTC, like Z. Years are 0001 to 9999. A date or a date with a time is a
+// date value (iDMY2Orvx.h); a time is seconds since midnight.
 //
 //   ParseDateTime("2024-02-29T13:45:00+01:00");   // 1709210700
 //   DateTimeText(1709210700);                     // "2024-02-29T12:45:00"

@@ -47,8 +47,8 @@ class RecordBlock {
     return text_.substr(begin, end - begin);
   }
 
-  // The number of line feeds before a field. If every line is a row, this is `row`; counts them
-  // only otherwise, because counting for each of many columns would take long.
+  // The number of line feeds before a field. If every line is a row, this is `row`, without
+  // counting; counting for each of many columns would take long.
   std::size_t LineFeedsBefore(std::size_t row, std::size_t field) const;
 
  private:

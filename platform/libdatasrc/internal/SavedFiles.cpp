@@ -64,8 +64,9 @@ class LockedFolder {
   int descriptor_;
 };
 
-// Turns `name`, which a marker gives for a new file, into a path beside `target`. Returns an empty
-// path for a name that no save gives to a new file for this target.
+// Returns the path of the new file `name`, a name from a marker, in the folder of `target`. Returns
+// an empty path unless the name is that of a new file for this target: for survey.tsv, the name
+// must start with "survey.tsv.", end with ".new" and have no slash.
 std::string NewFileFor(const std::string& target, std::string_view name) {
   const bool isNew = name.starts_with(FileNameOf(target) + ".") && name.ends_with(".new") &&
                      name.find('/') == std::string_view::npos;

@@ -33,9 +33,9 @@ class TextColumn {
 
   // Allocates memory for this many rows and bytes in total.
   void Reserve(std::size_t rows, std::size_t bytes);
-  // Makes room for this many more rows and bytes: adding them then throws nothing. Repeated growth
-  // takes linear time. Drops the unused bytes of the pool if they are more than half of it and more
-  // than 4 KB.
+  // Makes room for this many more rows and bytes: adding them then allocates nothing. Repeated
+  // growth takes linear time. Drops the unused bytes of the pool if they are more than half of it
+  // and more than 4 KB.
   void ReserveMore(std::size_t rows, std::size_t bytes);
 
   // The views given to Add and Set must not point into this column's pool, which may be

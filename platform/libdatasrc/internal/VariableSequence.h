@@ -96,7 +96,7 @@ class VariableBlock {
   VariableSequence* sequence;  // the owner
   int slot = 0;                // in the owner's blocks_
   int number = 0;              // in the owner's runs_
-  Stamp stamp = 0;
+  Stamp stamp = 0;             // also set by Copy, and cleared by Touch
 
  private:
   static constexpr std::uint64_t kNoHash = ~std::uint64_t{0};
