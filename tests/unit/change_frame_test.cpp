@@ -231,8 +231,8 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
   }
 }
 
-// Whether a digest may fail to detect damage to the message. Digests exclude the file
-// specification, the rows per imputation and most extensions. Two messages set the
+// Whether a digest may fail to detect damage to the message. Digests exclude the rows per
+// imputation, the file specification and most extensions. Two messages set the
 // multiple-response sets: if damage turns one message into an excluded extension, the other message
 // still sets the sets.
 bool EscapesTheDigest(const support::Said& said) {
