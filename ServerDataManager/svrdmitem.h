@@ -337,6 +337,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   std::list<SvrDMDataSetObserver*> observers_ SDM_GUARDED_BY(notificationMutex_);
   std::vector<DataSetMsg*> notifications_ SDM_GUARDED_BY(lock_);  // owned
+  // Guarded by lock_. Not annotated, because the analysis does not follow the reference to it that
+  // callers get.
   InteractiveErrorMonitor errorMonitor_;
 
   LocallyUniqueID id_;
