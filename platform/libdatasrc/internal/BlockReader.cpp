@@ -27,7 +27,7 @@ bool BlockReader::Next(std::size_t bytes, RecordBlock& block) {
   }
 }
 
-// Reads until fewer than FileText::kLeastSize bytes are free, or until the end or an error.
+// Reads until fewer than FileText::kLeastSize bytes are free, or the file ends, or Read throws.
 std::size_t BlockReader::Fill(char* to, std::size_t size) {
   std::size_t filled = 0;
   while (!isAtEnd_ && size - filled >= FileText::kLeastSize) {

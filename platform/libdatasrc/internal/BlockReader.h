@@ -17,10 +17,10 @@ class BlockReader {
  public:
   explicit BlockReader(FileText file) : file_(std::move(file)) {}
 
-  // Reads about `bytes` bytes into `block`, or one record if the record is longer. Returns false at
-  // the end of the file. A block ends with a whole record, unless it is the last or contains an
-  // error: a wrong quote, or a record that is too long. Throws DataFileError as FileText does,
-  // after returning the records before the error.
+  // Reads whole records into `block`: about `bytes` bytes, or one record if that record is longer.
+  // Returns false at the end of the file. A block may end inside a record if it is the last block
+  // or has an error (a wrong quote, a record that is too long). If FileText throws DataFileError,
+  // first returns the records before the error; the next call throws it.
   bool Next(std::size_t bytes, RecordBlock& block);
 
   const FileText& File() const { return file_; }
@@ -30,9 +30,9 @@ class BlockReader {
   std::size_t Fill(char* to, std::size_t size);
 
   FileText file_;
-  std::string rest_;  // the bytes after the last block
+  std::string rest_;  // bytes that were read for the next block
   bool isAtEnd_ = false;
-  std::exception_ptr error_;  // thrown after the records before it; null for none
+  std::exception_ptr error_;  // thrown after the records before the error; null for none
   std::uint64_t textBytes_ = 0;
 };
 

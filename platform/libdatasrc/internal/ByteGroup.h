@@ -1,4 +1,4 @@
-// ByteGroup: finds bytes among 64 bytes at once. A mask has bit i for byte i.
+// ByteGroup: searches 64 bytes at once. In a mask, bit i is set if byte i matches.
 
 #ifndef LIBDATASRC_INTERNAL_BYTEGROUP_H_
 #define LIBDATASRC_INTERNAL_BYTEGROUP_H_
@@ -17,7 +17,7 @@ namespace sdm_internal {
 
 constexpr std::size_t kGroupBytes = 64;
 
-// For every processor: eight words of eight bytes.
+// For any processor. Keeps the 64 bytes as eight words of eight bytes.
 class PlainByteGroup {
  public:
   explicit PlainByteGroup(const char* bytes) { std::memcpy(words_.data(), bytes, kGroupBytes); }
@@ -45,11 +45,11 @@ class PlainByteGroup {
   static constexpr std::uint64_t kOnes = 0x0101010101010101;
   static constexpr std::uint64_t kHighBits = 0x80 * kOnes;
 
-  // The high bit of each byte that is zero.
+  // Sets the high bit of each byte that is zero in `word`; all other bits are 0.
   static std::uint64_t ZeroBytes(std::uint64_t word) {
     return ~(((word & ~kHighBits) + ~kHighBits) | word | ~kHighBits);
   }
-  // The high bits of the eight bytes as one number; the first byte gives the lowest bit.
+  // Packs the high bits of eight bytes into one byte, with the bit of the first byte lowest.
   static std::uint64_t Gather(std::uint64_t highBits) {
     const std::uint64_t bits = highBits >> 7;
     constexpr bool kFirstIsLowest = std::endian::native == std::endian::little;

@@ -1,5 +1,3 @@
-// Lays out rows and converts values whose type was changed.
-
 #include <libdatasrc/internal/CaseTable.h>
 #include <libdatasrc/internal/CellText.h>
 #include <libdatasrc/internal/ObsCells.h>
@@ -91,8 +89,8 @@ void ReserveMore(CaseColumn& column, std::size_t rows, std::size_t bytes) {
   }
 }
 
-// Copies the column before it becomes a variant, because the copy constructor of libstdc++'s
-// variant has undefined behaviour if copying the column throws.
+// Copies the NumberColumn or TextColumn and not the variant: the copy constructor of libstdc++'s
+// variant has undefined behaviour if copying its content throws.
 CaseColumn CopyOf(const CaseColumn& column) {
   if (const auto* const numbers = std::get_if<NumberColumn>(&column)) return NumberColumn(*numbers);
   return TextColumn(std::get<TextColumn>(column));
@@ -193,19 +191,19 @@ void StorePair(NumberPair pair, OBS* cells) {
   std::memcpy(cells, &pair, sizeof pair);
 }
 
-// Some rows of adjacent columns of numbers, and the cells to which they are written.
+// Consecutive rows of adjacent columns of numbers, and the cells to which Write copies the numbers.
 struct NumberRectangle {
   const double* const* columns;
   std::size_t firstRow;
   std::size_t rows;
-  OBS* cells;         // of the first row
-  std::size_t width;  // cells from one row to the next
-  // How many rows ahead to prefetch to the second-level cache, because with many columns the
-  // processor does not do it by itself. 0: no prefetching.
+  OBS* cells;         // in the first row
+  std::size_t width;  // of a row, in cells
+  // How many rows ahead to prefetch; 0 for none. With many columns, the processor does not prefetch
+  // to the second-level cache by itself.
   std::size_t fetchedAhead;
 };
 
-// Transposes two rows of two columns at a time, by vector instructions.
+// Writes the numbers to the cells; uses vector instructions if the number of columns is even.
 template <std::size_t kColumns>
 void Write(const NumberRectangle& part) {
   const auto [columns, firstRow, rows, cells, width, fetchedAhead] = part;

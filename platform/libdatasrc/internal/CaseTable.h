@@ -29,10 +29,10 @@ using NumberColumn = std::vector<double>;
 
 using CaseColumn = std::variant<NumberColumn, TextColumn>;
 
-// Columns of equal length, each under the identifier of a variable. Copies of a table, and its
-// iterators, share the columns; a column that is shared is copied before it is changed.
+// Columns of equal length, each under the identifier of a variable. Copies and iterators of a table
+// share its columns. A shared column is copied before it is changed.
 //
-// Threads: one writer or several readers. Copies and iterators may be used, and destroyed, on other
+// Threads: one writer or several readers. Copies and iterators may be used and destroyed on other
 // threads at the same time.
 class CaseTable {
  public:
@@ -72,8 +72,9 @@ CaseColumn Converted(const CaseColumn* column, int type, std::size_t rows);
 // The value in `row`, converted to `type`. `column` is null if all values are missing.
 DataValue ValueAt(const CaseColumn* column, int type, std::size_t row);
 
-// Changes columns of a table, all or none. First prepare the columns: these operations may throw,
-// and change no value. Then call Commit; it and the operations after it do not throw.
+// Changes columns of a table: either all changes take effect or none. First prepare the columns
+// with Own, OwnAll, OwnOthers and Replace; these may throw, and change no value. Then call Commit
+// or CommitWithRows. Commits, and the operations after a commit, do not throw.
 class CaseTable::Edit {
  public:
   explicit Edit(CaseTable& table) : table_(table) {}
@@ -81,20 +82,20 @@ class CaseTable::Edit {
   Edit& operator=(const Edit&) = delete;
 
   // Prepares the column for a variable of this type, with room for more rows and bytes of text.
-  // Converts a column of numbers if the variable is a string, and a column of texts if it is a
-  // number. Call it once for each column. The returned column may be changed after Commit.
+  // Converts numbers to texts for a string variable, and texts to numbers for a numeric variable.
+  // Call Own once for each column. The returned column may be changed after Commit.
   CaseColumn* Own(LocallyUniqueID id, int type, std::size_t moreRows, std::size_t moreBytes);
-  // Prepares every column, or every column that `isOwned` rejects, with room for more rows.
+  // OwnAll prepares all columns, OwnOthers those that `isOwned` rejects, with room for more rows.
   void OwnAll(std::size_t moreRows);
   void OwnOthers(const std::function<bool(LocallyUniqueID)>& isOwned, std::size_t moreRows);
   void Replace(LocallyUniqueID id, CaseColumn column);
 
   void Commit() noexcept;
-  // Commits. A table that had no rows then has `rows` rows; in columns that were not prepared, all
-  // values are missing.
+  // Commits. If the table had no rows, it then has `rows` rows, and all values of columns that were
+  // not prepared are missing.
   void CommitWithRows(std::size_t rows) noexcept;
 
-  // Call these after Commit, with every column prepared. InsertRows inserts missing values.
+  // Call these after Commit, and only with every column prepared. Inserted values are missing.
   void InsertRows(std::size_t row, std::size_t count) noexcept;
   void EraseRows(std::size_t row, std::size_t count) noexcept;
 
@@ -103,15 +104,16 @@ class CaseTable::Edit {
   CaseColumn* Put(ColumnPtr& column, CaseColumn values);
 
   CaseTable& table_;
-  std::vector<std::pair<ColumnPtr*, ColumnPtr>> fresh_;  // place in the table, and new column
+  std::vector<std::pair<ColumnPtr*, ColumnPtr>> fresh_;  // pointer in the table, and new column
 };
 
-// Reads a table row by row, laid out for `dictionary` as it is now. Shares the columns, and keeps
-// no reference to the table or the dictionary. If Next throws, the next call returns the same row.
+// Reads a table row by row into `area`, which the iterator borrows. Rows have the layout that
+// `dictionary` has when the iterator is created. Shares the columns, and keeps no reference to the
+// table or the dictionary. If Next throws, no row is lost: the next call returns the same row.
 //
-// Lays out a block of rows together, because reading a few columns at a time is faster than reading
-// whole rows. Each call of Next writes a part of the next block, so that the processor can do it
-// while the caller uses the row.
+// Lays out a block of rows together, because it is faster to read a few columns at a time than to
+// read each row from all columns. Each call of Next lays out a part of the next block, so that the
+// processor can do this work while the caller uses the current row.
 class CaseIterator : public ObsIterator {
  public:
   CaseIterator(const CaseTable& table, const ORVX_DataSource& dictionary, OBS* area);
@@ -142,7 +144,7 @@ class CaseIterator : public ObsIterator {
   OBS* const area_;
   std::size_t width_ = 0;  // cells in a row
   std::vector<NumberGroup> groups_;
-  std::vector<Target> others_;  // written after all groups
+  std::vector<Target> others_;  // all other columns
   std::size_t blockRows_;       // rows in a block, at most
   std::size_t groupsPerRow_;    // how many groups of the next block each call of Next writes
   std::vector<OBS> block_;

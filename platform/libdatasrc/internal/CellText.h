@@ -1,4 +1,4 @@
-// Conversions of values to another type, written to the cells of a row.
+// CellText: converts values to another type, and writes them to the cells of a row.
 
 #ifndef LIBDATASRC_INTERNAL_CELLTEXT_H_
 #define LIBDATASRC_INTERNAL_CELLTEXT_H_
@@ -20,11 +20,11 @@ std::string_view WithoutPadding(std::string_view text);
 // splitting a character, and fills the rest of the cells with blanks.
 void WriteText(std::string_view text, int width, OBS* cells);
 
-// The shortest decimal text of the number. Empty if the number is infinite or a NaN, or if its text
+// The shortest decimal text of the number. Empty if the number is infinite or a NaN, or if the text
 // is longer than `width` bytes: a truncated text would be another number.
 std::string NumberAsText(double number, int width);
 
-// Writes NumberAsText as a string of `width` bytes: blanks if it is empty.
+// Writes the text from NumberAsText as a string of `width` bytes. An empty text gives blanks.
 void WriteNumberAsText(double number, int width, OBS* cells);
 
 // Writes a missing value. `type`: 0 for a number, otherwise the width of a string.

@@ -22,8 +22,8 @@ struct ReadNumber {
   double value = 0;
 };
 
-// Whole numbers up to 2^53 and powers of ten up to 10^22 are exact as doubles, so their quotient is
-// rounded once, as in ParseNumber.
+// Whole numbers up to 2^53 and powers of ten up to 10^22 are exact as doubles. Their quotient is
+// therefore rounded only once, and is the same as the result of ParseNumber.
 constexpr std::uint64_t kMostExact = std::uint64_t{1} << 53;
 constexpr std::array<double, 20> kPowers = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,
                                             1e7,  1e8,  1e9,  1e10, 1e11, 1e12, 1e13,
@@ -49,20 +49,20 @@ bool AreDigits(std::uint64_t bytes) {
   return highHalves == 0x33 * kOnes;
 }
 
-// The number that eight digits spell, the first digit in the lowest byte: combines digits to pairs,
-// pairs to groups of four, then both groups.
+// The number with these eight digits; the first digit is in the lowest byte. Combines digits to
+// pairs, pairs to groups of four digits, then the two groups to one number.
 std::uint64_t NumberOf(std::uint64_t digits) {
   digits = (digits & 0x0F * kOnes) * (10 << 8 | 1) >> 8;
   digits = (digits & 0x00FF00FF00FF00FF) * (100 << 16 | 1) >> 16;
   return (digits & 0x0000FFFF0000FFFF) * (std::uint64_t{10000} << 32 | 1) >> 32;
 }
 
-// Reads a number of 1 to 8 bytes, which are digits and at most one decimal mark, all at once. Reads
-// 8 bytes from the start of `text`, so up to 7 bytes past its end.
+// Reads a number of 1 to 8 digits and decimal marks, all at once; at most one byte is a mark.
+// Returns None for any other text. May read 7 bytes past the end of the text.
 ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegative) {
   std::uint64_t bytes = 0;
   std::memcpy(&bytes, text.data(), 8);
-  // The last byte of the text becomes the highest; the lowest are filled with the digit 0.
+  // Moves the text to the highest bytes, and fills the lowest bytes with the digit 0.
   const auto unused = static_cast<int>(8 - text.size()) * 8;
   bytes = unused == 0 ? bytes : bytes << unused | kZeros >> (64 - unused);
   const std::uint64_t others = bytes ^ kOnes * static_cast<unsigned char>(decimalMark);
@@ -70,7 +70,7 @@ ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegati
   std::size_t decimals = 0;
   if (marks != 0) {
     if (text.size() == 1) return {};
-    // Removes the first decimal mark: the digits before it move by one byte, to its place.
+    // Moves the digits before the first mark up by one byte, and puts a digit 0 below them.
     const int mark = std::countr_zero(marks) & ~7;
     decimals = static_cast<std::size_t>(56 - mark) / 8;
     const std::uint64_t below = (std::uint64_t{1} << mark) - 1;
@@ -81,8 +81,8 @@ ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegati
 }
 
 // Reads a short decimal number: an optional sign, then at most 19 digits with at most one decimal
-// mark. Without the mark, the digits must be a number up to 2^53. Returns None for any other text.
-// May read 7 bytes past the end of the text.
+// mark. The digits with the mark removed must be a number up to 2^53. Returns None for any other
+// text. May read 7 bytes past the end of the text.
 ReadNumber ReadShortNumber(std::string_view text, char decimalMark) {
   constexpr std::size_t kMostDigits = 19;  // fit in 64 bits
   const bool isNegative = !text.empty() && text.front() == '-';
@@ -118,15 +118,15 @@ ReadNumber ReadLongNumber(std::string_view text, char decimalMark) {
   if (!IsDigit(text.front()) && text.front() != decimalMark) text.remove_prefix(1);
   if (KindOf(text) == ReadNumber::Kind::LeadingZero) return {KindOf(text), *value};
   const bool isWhole = std::all_of(text.begin(), text.end(), IsDigit);
-  // The value of 2^53 + 1 is rounded to 2^53, so the value does not tell them apart.
+  // As a double, 2^53 + 1 is rounded to 2^53, so the value does not tell the two numbers apart.
   // ReadShortNumber looks at the digits: it accepts 2^53 and rejects every larger whole number.
   const bool isLarge = isWhole && std::abs(*value) >= static_cast<double>(kMostExact) &&
                        ReadShortNumber(text, decimalMark).kind == ReadNumber::Kind::None;
   return {isLarge ? ReadNumber::Kind::LargeWhole : ReadNumber::Kind::Plain, *value};
 }
 
-// A converter returns nothing for a value that is not allowed, and changes `reason` if it knows a
-// better reason than OtherValue.
+// Each converter makes a number from the text of a field. For a text that is not allowed, it
+// returns nothing, and changes `reason` if it knows a better reason than OtherValue.
 
 struct ToNumber {
   std::optional<double> operator()(std::string_view text, Reason& reason) const {
@@ -184,7 +184,7 @@ struct ToDateTime {
   }
 };
 
-// The fields of one column, one by one.
+// The fields of one column of a block, without quotes. A text is valid until the next call.
 class Fields {
  public:
   Fields(const RecordBlock& block, std::size_t field) : block_(block), field_(field) {}
@@ -199,14 +199,14 @@ class Fields {
   std::string buffer_;
 };
 
-// Counts missing values by word. Looks up a word only if it differs from the word before.
+// Counts missing values by word. Looks up a word only if it differs from the previous word.
 class MissingCounter {
  public:
   explicit MissingCounter(ColumnPart& part) : part_(part) {}
   void Add(std::uint32_t word) {
     if (count_ == nullptr || word != word_) {
       word_ = word;
-      count_ = &part_.missing[word];  // entries of the map stay in place
+      count_ = &part_.missing[word];  // the map never moves its entries
     }
     ++*count_;
   }
@@ -260,8 +260,8 @@ void ReadNumbers(const RecordBlock& block, std::size_t field, const ColumnRules&
   }
 }
 
-// Copies at least RecordBlock::kPadding bytes, because a copy of a fixed size is faster. Both
-// buffers have padding for it.
+// Returns the end of the copy. Copies at least RecordBlock::kPadding bytes, because a copy of a
+// fixed size is faster. Source and target have padding for these bytes.
 char* CopyText(std::string_view text, char* to) {
   if (text.size() <= RecordBlock::kPadding) {
     std::memcpy(to, text.data(), RecordBlock::kPadding);
@@ -342,7 +342,7 @@ void ReadColumn(const RecordBlock& block, std::size_t field, Type type, const Co
       return readNumbers(ToDate());
     case Type::DateTime:
       return readNumbers(ToDateTime());
-    case Type::Time:  // never here: only a schema gives this type
+    case Type::Time:  // not reached: only a schema gives this type
     case Type::Text:
       return ReadTexts(block, field, rules, part);
   }

@@ -34,19 +34,19 @@ struct ColumnPart {
   ImportReport::Type type = ImportReport::Type::Number;
   std::vector<double> numbers;         // of a column that is not text
   std::string texts;                   // of a text column, concatenated
-  std::vector<std::uint32_t> lengths;  // of the texts
+  std::vector<std::uint32_t> lengths;  // of the texts, in bytes
   std::size_t widest = 0;              // the size of the longest text, in bytes
-  // The first row with a blank field that was read as missing. If the column turns out to be text,
-  // the blanks are a value.
+  // The first row with a blank field that was read as missing. If a later value makes the column
+  // text, blank fields are values instead.
   std::size_t firstBlank = kNone;
   std::size_t firstValue = kNone;  // the first row whose value is not missing
-  // The first row whose value is not of type `type` or breaks a rule of the schema, in a column
-  // that is not text. The rows after it were not read.
+  // In a column that is not text: the first row whose value is not of type `type` or breaks a rule
+  // of the schema. The rows after it were not read.
   std::size_t refutedBy = kNone;
   // The first row that is an error even in a text column: its value is required but missing, or the
   // text breaks a rule of the schema. The rows after it were not read.
   std::size_t brokenBy = kNone;
-  ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // of `refutedBy`
+  ImportReport::Reason reason = ImportReport::Reason::OtherValue;  // why `refutedBy` is set
   // How many cases have each missing word. The key is the number of the word in MissingWords.
   std::unordered_map<std::uint32_t, std::uint64_t> missing;
 };
@@ -56,8 +56,8 @@ struct ColumnPart {
 void ReadColumn(const RecordBlock& block, std::size_t field, ImportReport::Type type,
                 const ColumnRules& rules, ColumnPart& part);
 
-// The text of a field without its quotes. The result borrows `raw`, or `buffer` if the text itself
-// has quotes.
+// The text of a field: `a "b"` if the raw field is `"a ""b"""`. The result borrows `raw`, or
+// `buffer` if the text has a quote.
 std::string_view FieldText(std::string_view raw, std::string& buffer);
 
 }  // namespace sdm_internal

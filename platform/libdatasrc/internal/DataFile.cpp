@@ -1,8 +1,8 @@
 // Builds columns and variables from the records of a data file and its schema.
 //
-// The type of a column is found in the first block with a value. If a value in a later block has
-// another type, the column is text, and the file is read a second time for such columns only.
-// Keeping the text of all numbers for this case would double the memory.
+// The first block with a value of a column determines the type of the column. If a value in a later
+// block has another type, the column becomes text, and the file is read again for such columns
+// only. Keeping the texts of all numbers would avoid the second reading, but double the memory.
 
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/BlockReader.h>
@@ -45,7 +45,7 @@ class DataFileReader {
         calls_(calls),
         settings_(settings) {
     if (settings_.threads == 0) {
-      constexpr unsigned int kMostThreads = 8;  // more would wait for the thread that appends
+      constexpr unsigned int kMostThreads = 8;  // more would wait for the appending thread
       settings_.threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
     }
   }
@@ -108,7 +108,7 @@ class DataFileReader {
     if (schema_) MatchFields(header);
   }
 
-  // Throws DataFileError unless fields and columns match as `fieldsMatch` in the schema requires.
+  // Throws DataFileError if `fieldsMatch` in the schema does not allow these fields and columns.
   void MatchFields(const DelimitedText& header) {
     using Match = TableSchema::FieldsMatch;
     const Match match = schema_->fieldsMatch;
@@ -162,9 +162,9 @@ class DataFileReader {
     std::vector<std::unique_ptr<Block>> unused;
     unused.push_back(std::move(first));
     bool isAtEnd = false;
-    std::exception_ptr error;  // thrown after the blocks before it are appended
+    std::exception_ptr error;  // thrown after the blocks before the error are appended
     for (;;) {
-      // Parses one block at a time until the first rows have determined the types.
+      // Parses one block at a time until the first rows have determined the types of columns.
       const std::size_t most = rows_ == 0 ? 1 : settings_.threads + 2;
       while (!isAtEnd && work.Size() < most) {
         if (unused.empty()) unused.push_back(std::make_unique<Block>());
@@ -207,7 +207,7 @@ class DataFileReader {
     if (rows_ != rows || WrittenAt() != writtenAt_) FailAsChanged();
   }
 
-  // Always the same time if the file does not exist.
+  // Returns a fixed time if the file does not exist.
   std::filesystem::file_time_type WrittenAt() const {
     std::error_code error;
     return std::filesystem::last_write_time(dataPath_, error);
@@ -243,7 +243,7 @@ class DataFileReader {
       const BlockColumn column{block.records, i, line_};
       isAllowed &= columns_[i].Append(column, block.parts[i], soFar);
     }
-    if (!isAllowed) FailAtFirstError(block);  // uses the types of all columns
+    if (!isAllowed) FailAtFirstError(block);  // after the loop: uses the types of all columns
     line_ += static_cast<long>(block.records.LineFeedCount());
     PublishTypes();
   }
@@ -435,19 +435,19 @@ class DataFileReader {
   BlockSettings settings_;
 
   std::optional<TableSchema> schema_;
-  std::map<const void*, std::unique_ptr<MissingWords>> missing_;  // by SchemaField::missingValues
+  std::map<const void*, std::unique_ptr<MissingWords>> missing_;  // key: SchemaField::missingValues
   std::string encoding_;
   char delimiter_ = ',';
   char decimalMark_ = '.';
-  std::size_t skipped_ = 0;  // bytes up to the first record
-  long firstLine_ = 1;       // of the first record
+  std::size_t skipped_ = 0;  // bytes before the first record after the header
+  long firstLine_ = 1;       // of the first record after the header
   std::filesystem::file_time_type writtenAt_;
   bool isSecondReading_ = false;
 
   std::vector<FileColumn> columns_;
   std::map<std::string, std::size_t, std::less<>> positions_;  // columns by name
-  // The type that threads read each column as, or kSkip. A thread may use an older type: Append
-  // then reads the column of that block again.
+  // The type as which threads read each column, or kSkip. A thread may still see an older type;
+  // FileColumn::Append then reads the column of that block again.
   std::vector<std::atomic<std::uint8_t>> types_;
 
   // The rows and bytes of the appended blocks, and the number of the line after these blocks.

@@ -31,8 +31,8 @@ struct DataFile {
   bool splitSeparate = false;
 };
 
-// Functions that are called on the thread that calls ReadDataFile; see SystemFileDataSource::Open.
-// Both may be empty.
+// The `check` and `progress` of SystemFileDataSource::Open. Either may be empty. Both are called on
+// the thread that calls ReadDataFile.
 struct ReadCalls {
   std::function<void()> check;
   Progress progress;

@@ -1,5 +1,3 @@
-// The scanner of delimited text.
-
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/DelimitedText.h>
 #include <libdatasrc/SystemFileDataSource.h>
@@ -109,7 +107,7 @@ bool DelimitedText::EndLastRecord() {
   if (afterReturn_) Fail(return_, "carriage return without a line feed after it");
   if (state_ == State::InQuotes) Fail(starts_.back(), "unclosed quote");
   if (size_ == 0) return false;
-  if (size_ == kMaxRecordBytes) FailAsTooLong();  // the maximum includes the missing line feed
+  if (size_ == kMaxRecordBytes) FailAsTooLong();  // too long with the missing line feed
   EndField();
   end_ = position_;
   return true;

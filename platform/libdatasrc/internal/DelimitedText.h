@@ -17,13 +17,14 @@ namespace sdm_internal {
 // RFC 4180. Throws DataFileError with the position of the first error.
 class DelimitedText {
  public:
-  // Borrows `text`, which starts with a record. `begin` is its position in the file `path`.
+  // Borrows `text`, which starts with a record. `path` and `begin`, the position of `text` in the
+  // file, are for error messages.
   DelimitedText(std::string path, std::string_view text, TextPosition begin, char delimiter);
   DelimitedText(const DelimitedText&) = delete;
   DelimitedText& operator=(const DelimitedText&) = delete;
 
-  // Advances to the next record. Returns false at the end of the text, which must be the end of a
-  // record or of the file.
+  // Advances to the next record. Returns false at the end of the text. The text must end with a
+  // whole record or at the end of the file.
   bool Next();
   // The number of bytes of all records so far.
   std::size_t BytesRead() const { return scanned_; }
@@ -51,7 +52,7 @@ class DelimitedText {
   const std::string path_;
   const std::string_view source_;
   const char delimiter_;
-  std::size_t scanned_ = 0;  // bytes of the source
+  std::size_t scanned_ = 0;  // number of bytes of source_ scanned
   TextPosition position_;    // of the byte at `scanned_`
 
   // The state of the scanner. AfterQuote: after a quote that closes the field or is the first of a

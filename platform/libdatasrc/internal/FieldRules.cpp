@@ -24,7 +24,7 @@ std::string_view WithoutSurroundings(std::string_view text, std::string_view mar
   return text;
 }
 
-// Removes the group marks. Each must be between two digits and before the decimal mark.
+// Removes the group marks. Each must be between two digits and before the decimal mark: "1,234.5".
 std::optional<std::string> WithoutGroups(std::string_view text, std::string_view group,
                                          std::string_view mark) {
   std::string number;

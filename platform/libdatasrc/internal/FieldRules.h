@@ -14,7 +14,7 @@
 
 namespace sdm_internal {
 
-// Transparent: lookup by string_view copies nothing.
+// Allows lookup by string_view without a copy.
 struct TextHash {
   using is_transparent = void;
   std::size_t operator()(std::string_view text) const {
@@ -23,31 +23,31 @@ struct TextHash {
 };
 using TextSet = std::unordered_set<std::string, TextHash, std::equal_to<>>;
 
-// The form of a text: a pattern, or JSON.
+// What the whole text must be: a match of a pattern, or JSON.
 struct TextForm {
   std::string rule;  // for messages, such as "format email"
   std::optional<TextPattern> pattern;
-  char jsonStart = '\0';  // without a pattern, the text must be JSON that begins with this: { or [
+  char jsonStart = '\0';  // without a pattern, the start of the JSON: { or [
 };
 
 struct FieldRules {
-  // How a column is stored. Any: as its values suggest. String: text, as it is. The others are
-  // numbers: true and false are 1 and 0, a date and a date with a time are date values, a time is
-  // seconds since midnight.
+  // How a column is stored. Any: the values determine it. String: text, unchanged. All other types
+  // are stored as numbers: Boolean as 1 or 0, Date and DateTime as date values, Time as seconds
+  // since midnight.
   enum class Type { Any, String, Number, Integer, Boolean, Date, Time, DateTime, Year };
 
   Type type = Type::Any;
   std::string datePattern;                 // for ParseByPattern; empty: ISO 8601
-  std::optional<TextSet> trueValues;       // otherwise true, True, TRUE and 1
-  std::optional<TextSet> falseValues;      // otherwise false, False, FALSE and 0
-  std::optional<std::string> decimalMark;  // otherwise the mark of the file
+  std::optional<TextSet> trueValues;       // by default true, True, TRUE and 1
+  std::optional<TextSet> falseValues;      // by default false, False, FALSE and 0
+  std::optional<std::string> decimalMark;  // by default the mark of the file
   std::string groupMark;                   // empty for none
   bool isBareNumber = true;                // false: other characters may surround a number
 
   bool isRequired = false;
   std::optional<double> minimum, maximum, exclusiveMinimum, exclusiveMaximum;
   std::optional<std::size_t> minLength, maxLength;  // in characters
-  std::optional<TextForm> form;                     // that the type and format require
+  std::optional<TextForm> form;                     // from the type and format in the schema
   std::optional<TextForm> pattern;                  // the constraint `pattern`
   bool hasEnum = false;
   std::unordered_set<double> numbers;  // of the enum
@@ -56,17 +56,17 @@ struct FieldRules {
   bool IsNumeric() const { return type != Type::Any && type != Type::String; }
   bool RestrictsTexts() const { return form || minLength || maxLength || pattern || hasEnum; }
 
-  // The number that a text in a numeric column stands for; nothing if the text does not have the
-  // type. Only a Number may be infinite or a NaN (ParseNonFinite). `fileMark`: the decimal mark of
-  // the file. Ignores blanks around the text.
+  // The number that `text` stands for in a numeric column; nothing if the text is not of type
+  // `type`. Only Type::Number allows infinities and NaN (ParseNonFinite). `fileMark` is the decimal
+  // mark of the file, used if `decimalMark` is not set. Ignores blanks around the text.
   // Threads: any.
   std::optional<double> Parse(std::string_view text, char fileMark = '.') const;
 
-  // What Parse expects, for messages: "a number".
+  // The type as a noun for messages, such as "a number".
   const char* TypeName() const;
 
-  // The first rule that a value breaks, such as "minimum 0"; empty if there is none. Missing values
-  // are not checked here.
+  // The first rule that a value breaks, such as "minimum 0"; empty if there is none. The value must
+  // not be missing.
   // Threads: any.
   std::string BrokenRule(double value) const;
   std::string BrokenRule(std::string_view text) const;

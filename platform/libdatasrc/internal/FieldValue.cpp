@@ -26,7 +26,7 @@ class PartReader {
     return !rest_.empty() && anyOf.find(rest_.front()) != std::string_view::npos;
   }
 
-  // Consumes and returns a character of `anyOf`; NUL if the text starts with another character.
+  // Consumes the first character if it is in `anyOf`, and returns it; otherwise returns NUL.
   char Skip(std::string_view anyOf) {
     if (!StartsWith(anyOf)) {
       isGood_ = false;
@@ -37,14 +37,14 @@ class PartReader {
     return found;
   }
 
-  // A number of one or two digits.
+  // Consumes a number of one or two digits.
   long ShortNumber() {
     const long number = Number(1);
     return StartsWith("0123456789") ? number * 10 + Number(1) : number;
   }
 
-  // The index of the word that the text starts with, ignoring case in ASCII. Compares only the
-  // first `length` characters of each word.
+  // Consumes one of `words`, ignoring case in ASCII, and returns its index. Compares only the first
+  // `length` characters of each word.
   template <std::size_t size>
   long Word(const std::array<std::string_view, size>& words, std::size_t length) {
     for (std::size_t i = 0; i < size; ++i) {
@@ -66,12 +66,12 @@ class PartReader {
     return number;
   }
 
-  // The digits after a decimal point, at least one, as a number from 0 to 1.
+  // Consumes the digits after a decimal point, at least one: "25" gives the fraction 0.25.
   double Fraction() {
     std::size_t digits = 0;
     while (digits < rest_.size() && IsDigit(rest_[digits])) ++digits;
     isGood_ = isGood_ && digits > 0;
-    // Digits after the 40th change the fraction by less than 1e-40 seconds.
+    // Ignores digits after the 40th, which change the fraction by less than 1e-40 seconds.
     std::array<char, 2 + 40> text = {'0', '.'};
     const std::size_t used = rest_.copy(text.data() + 2, std::min(digits, text.size() - 2));
     rest_.remove_prefix(digits);

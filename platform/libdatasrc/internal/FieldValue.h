@@ -23,33 +23,33 @@ namespace sdm_internal {
 // YYYY-MM-DD.
 std::optional<double> ParseDate(std::string_view text);
 
-// hh:mm[:ss[.fraction]]; a comma may replace the point. 24:00 does not exist, second 60 does.
+// hh:mm[:ss[.fraction]]; a comma may replace the point. Second 60 is allowed, 24:00 is not.
 std::optional<double> ParseTime(std::string_view text);
 
-// A date, "T" or "t" or one blank, and a time, then optionally a zone: Z, z, or +hh:mm, +hhmm or
-// +hh with either sign. The value is in UTC; a text without a zone is taken as UTC. An offset
-// has hours up to 23 and minutes up to 59.
+// A date, then "T", "t" or one blank, then a time, then optionally a zone. A zone is Z, z, or an
+// offset from UTC: +hh:mm, +hhmm or +hh, or the same with "-". An offset has hours up to 23 and
+// minutes up to 59. The result is in UTC; a text without a zone is taken as UTC.
 std::optional<double> ParseDateTime(std::string_view text);
 
 // Parses a date, a time or both by a pattern of strptime (POSIX). Parts that the pattern lacks are
-// taken from 1970-01-01T00:00:00 in UTC. The directives are:
-//   %Y %y                  year: four digits; two digits, for 1969 to 2068
-//   %m %d %H %I %M %S      month, day, hour, hour from 1 to 12, minute, second: one or two
-//                          digits
-//   %j %f                  day of the year, three digits; fraction of a second
-//   %B %b %p               English name of the month; its first three letters; AM or PM. The case
-//                          does not matter
-//   %z %%                  a zone as in ParseDateTime; a percent sign
+// taken from 1970-01-01T00:00:00 in UTC. Case does not matter in %B, %b and %p. The directives are:
+//   %Y  year, four digits                 %y  year, two digits, for 1969 to 2068
+//   %m  month, one or two digits          %d  day of the month, one or two digits
+//   %B  English name of the month         %b  first three letters of that name
+//   %j  day of the year, three digits     %H  hour, one or two digits
+//   %I  hour 1 to 12, one or two digits   %p  AM or PM
+//   %M  minute, one or two digits         %S  second, one or two digits
+//   %f  fraction of a second              %z  zone, as in ParseDateTime; %% is a percent sign
 // Other characters stand for themselves. `pattern` must have passed CheckDatePattern.
 std::optional<double> ParseByPattern(std::string_view text, std::string_view pattern);
 
-// Throws std::invalid_argument for a directive that is not in `directives`, such as "Ymd", or
+// Throws std::invalid_argument for a directive that is not in `directives` (such as "Ymd") or
 // occurs twice; for directives that contradict each other, such as %Y and %y; for %I without %p or
 // %p without %I; and for a pattern without a directive.
 void CheckDatePattern(std::string_view pattern, std::string_view directives);
 
-// Parses "true" and "false", in lower or upper case or capitalised. Not 1 and 0, which are numbers
-// unless a schema says otherwise.
+// Parses "true", "True", "TRUE", "false", "False" and "FALSE". Returns nothing for 1 and 0, which
+// are numbers if no schema says otherwise.
 std::optional<bool> ParseBoolean(std::string_view text);
 
 // The inverses of ParseDate, ParseTime and ParseDateTime: texts that parse to the same number, with

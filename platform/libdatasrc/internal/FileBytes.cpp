@@ -1,5 +1,3 @@
-// Decompression by zlib and libzstd.
-
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/FileBytes.h>
 #include <zlib.h>
@@ -29,7 +27,6 @@ class PlainBytes : public FileBytes {
   std::size_t Fill(char* to, std::size_t size) override { return file_.Read(to, size); }
 };
 
-// Reads compressed data in chunks.
 class CompressedBytes : public FileBytes {
  protected:
   explicit CompressedBytes(RegularFile file) : FileBytes(std::move(file)), chunk_(kChunkSize) {}
@@ -59,7 +56,7 @@ void Free(void*, void* memory) {
   ::operator delete(memory);
 }
 
-// Several compressed files in a row are one file, as for gzip itself (RFC 1952).
+// Reads several gzip files, one after another in the same file, as one text (RFC 1952).
 class GzipBytes : public CompressedBytes {
  public:
   explicit GzipBytes(RegularFile file) : CompressedBytes(std::move(file)) {
@@ -99,7 +96,7 @@ class GzipBytes : public CompressedBytes {
   }
 
   z_stream stream_ = {};
-  bool isInside_ = true;  // inside one of the gzip files
+  bool isInside_ = true;  // false: at the end of a gzip file
 };
 
 class ZstdBytes : public CompressedBytes {
@@ -144,8 +141,8 @@ class ZstdBytes : public CompressedBytes {
   std::size_t missing_ = 1;  // 0: the current Zstandard frame is fully decompressed
 };
 
-// Whether `start` begins a Zstandard frame, or a skippable frame, which some compressors write
-// first (RFC 8878).
+// Whether `start` begins a Zstandard frame or a skippable frame (RFC 8878). Some compressors write
+// a skippable frame first.
 bool IsZstd(std::string_view start) {
   if (start.starts_with("\x28\xB5\x2F\xFD")) return true;
   return start.size() >= 4 && (start[0] & 0xF0) == 0x50 && start.substr(1, 3) == "\x2A\x4D\x18";

@@ -12,10 +12,10 @@
 
 namespace sdm_internal {
 
-// Reads plain files and files compressed by gzip or Zstandard, which the first bytes tell apart.
-// Memory does not depend on the size of the file or on a size that the file declares, except
-// for the window of Zstandard: at most 128 MiB, of which only the part with decompressed bytes is
-// used.
+// Reads plain files and files compressed by gzip or Zstandard; the first bytes of a file show
+// which. Memory does not depend on the size of the file or on sizes that the file declares. The
+// exception is the window of Zstandard: at most 128 MiB, of which only the part with decompressed
+// bytes is used.
 class FileBytes {
  public:
   // Nothing may have been read from `file` yet. Throws DataFileError if it cannot be read.
@@ -25,12 +25,12 @@ class FileBytes {
 
   const RegularFile& File() const { return file_; }
 
-  // Reads `size` bytes, fewer only at the end or before an error. Throws DataFileError for damaged
-  // compressed data and for a file that ends too early, after returning the bytes before the error.
+  // Reads `size` bytes; fewer only at the end or before an error. Throws DataFileError for damaged
+  // compressed data and a file that ends too early, after returning the bytes before the error.
   std::size_t Read(char* to, std::size_t size);
 
-  // The first `size` bytes, fewer only if there are no more; Read returns them too. Call it before
-  // Read. Throws like Read.
+  // The first `size` bytes; fewer only if the file has no more. Read returns the same bytes again.
+  // Call Peek before Read. Throws like Read.
   const std::string& Peek(std::size_t size);
 
  protected:

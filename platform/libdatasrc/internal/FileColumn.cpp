@@ -173,7 +173,7 @@ void FileColumn::AppendValues(const ColumnPart& part, const ReadSoFar& soFar) {
     firstBlank_ = soFar.rows - part.numbers.size() + part.firstBlank;
   }
   for (const auto& [word, count] : part.missing) missing_[word] += count;
-  // Allocated but unused memory costs little: the system provides it when it is first used.
+  // Reserving too much costs little: the system provides memory only when it is first used.
   constexpr double kMargin = 1.08;
   const auto estimate = [&](std::size_t now, std::size_t reserved) {
     return std::max(

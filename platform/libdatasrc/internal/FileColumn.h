@@ -24,19 +24,19 @@ namespace sdm_internal {
 struct BlockColumn {
   const RecordBlock& records;
   std::size_t field;
-  long line;  // in the file, of the first byte of the block
+  long line;  // number of the line in which the block starts
 };
 
 // How far the file has been read, to estimate the size of columns.
 struct ReadSoFar {
   std::size_t rows = 0;
-  double timesAsMuch = 1;  // the estimated size of the whole file, as a multiple of this part
+  double timesAsMuch = 1;  // estimated size of the whole file / size of the part read
 };
 
 // The rules of a column, its values so far, and its entry in the import report.
 class FileColumn {
  public:
-  // Borrows the field of the schema, null for none.
+  // `field` is borrowed; null if the schema has no field for the column.
   FileColumn(std::string name, const SchemaField* field, const ColumnRules& rules);
 
   const std::string& Name() const { return reported_.name; }
@@ -46,19 +46,18 @@ class FileColumn {
 
   // Whether the column needs no more blocks in this reading of the file.
   bool IsComplete() const { return isComplete_; }
-  // Whether a value in a later block made the column text, and values before it were read as
-  // another type.
+  // Whether a value made the column text after earlier values were read as another type.
   bool MustBeReadAgain() const { return mustBeReadAgain_; }
 
-  // Appends the values of a block, which are in `part`. If `part` was read as another type than the
-  // column now has, reads the block again. Returns false if the schema does not allow a value.
+  // Appends the values of a block, which are in `part`. Reads the block again if `part` has another
+  // type than the column has now. Returns false if the schema does not allow a value.
   bool Append(const BlockColumn& block, ColumnPart& part, const ReadSoFar& soFar);
 
-  // Prepares for a second reading of the file. The column is complete unless it must be read again.
+  // Prepares for a second reading. A column that need not be read again is then complete.
   void BeginSecondReading();
 
-  // Throws DataFileError for a value that the schema does not allow. Ignores blank fields that only
-  // RequiredButBlank can judge.
+  // Throws DataFileError if the schema does not allow the value of this field. Accepts a blank
+  // field if values in later blocks decide whether it is missing; see RequiredButBlank.
   void CheckField(const DelimitedText& record, std::size_t index) const;
 
   // Call these after all blocks. `schema` is for error messages; null without a schema.
@@ -91,9 +90,9 @@ class FileColumn {
 
   const SchemaField* field_;
   ColumnRules rules_;
-  ImportReport::Type type_ = ImportReport::Type::Number;  // until a value has another type
+  ImportReport::Type type_ = ImportReport::Type::Number;  // Number until a value has another type
   bool hasValues_ = false;
-  std::size_t firstBlank_ = ColumnPart::kNone;  // in the file; see ColumnPart
+  std::size_t firstBlank_ = ColumnPart::kNone;  // ColumnPart::firstBlank of the whole file
   bool isComplete_ = false;
   bool mustBeReadAgain_ = false;
 

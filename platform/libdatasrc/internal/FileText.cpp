@@ -1,5 +1,3 @@
-// Finds the encoding, and decodes with iconv.
-
 #include <iconv.h>
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/internal/FileText.h>
@@ -40,7 +38,7 @@ std::string EncodingByMark(std::string_view start) {
 }
 
 // "utf_8" becomes "UTF8". Empty if `name` has characters that no encoding name has, such as
-// slashes, which have a meaning for iconv.
+// slashes: iconv reads the text after a slash as options.
 std::string Simplified(const std::string& name) {
   std::string simple;
   for (const char c : name) {
@@ -55,8 +53,8 @@ std::string Simplified(const std::string& name) {
   return simple;
 }
 
-// The name of the encoding for `name`. For an empty name and for "UTF-16" or "UTF-32", the
-// byte-order mark decides; without a mark, an empty name means UTF-8 and the others throw.
+// The encoding for `name`. For an empty name, "UTF-16" and "UTF-32", the byte-order mark decides.
+// Without a mark, an empty name gives UTF-8, and the two other names throw DataFileError.
 std::string FindEncoding(const std::string& path, const std::string& name, std::string_view start) {
   if (name.empty()) return EncodingByMark(start);
   const std::string simple = Simplified(name);
@@ -123,7 +121,7 @@ class FileText::Decoder {
     std::size_t inLeft = end_ - begin_;
     char* out = to;
     std::size_t outLeft = size;
-    // At the end, the converter may still hold a character.
+    // At the end, a null input makes the converter write a character that it still holds.
     const std::size_t result = iconv(converter_, atEnd_ ? nullptr : &in, &inLeft, &out, &outLeft);
     const int error = result == static_cast<std::size_t>(-1) ? errno : 0;
     begin_ = end_ - inLeft;
@@ -147,7 +145,7 @@ class FileText::Decoder {
   bool atEnd_ = false;  // of the input
   bool isComplete_ = false;
   TextPosition position_;  // in the decoded text
-  iconv_t converter_;      // last: if a later member threw, it would leak
+  iconv_t converter_;      // must be last: would leak if a later member threw
 };
 
 FileText::FileText(const std::string& path, const std::string& encoding)

@@ -20,20 +20,20 @@ namespace sdm_internal {
 // byte-order mark is part of the text, as the bytes EF BB BF.
 class FileText {
  public:
-  // The least size of a block.
+  // The smallest block that Read accepts.
   static constexpr std::size_t kLeastSize = 64;
 
   // Opens a plain file, or a file compressed by gzip or Zstandard. `encoding` is a name that iconv
-  // knows, such as "ISO-8859-1" or "windows-1252", in upper or lower case. If it is empty, a
-  // byte-order mark determines the encoding, UTF-8, UTF-16 or UTF-32; a text without a mark is
-  // UTF-8. The names "UTF-16" and "UTF-32" require a mark; "UTF-16LE" does not. Throws
-  // DataFileError for a file that cannot be opened or is not a regular file (opening and reading
-  // never wait), and for an unknown name.
+  // knows, such as "ISO-8859-1" or "windows-1252", in upper or lower case. If the name is empty, a
+  // byte-order mark determines the encoding (UTF-8, UTF-16 or UTF-32); a text without a mark is
+  // UTF-8. The names "UTF-16" and "UTF-32" require a mark; names with a byte order, such as
+  // "UTF-16LE", do not. Throws DataFileError for an unknown name, and for a file that cannot be
+  // opened or is not a regular file. Opening and reading never wait.
   explicit FileText(const std::string& path, const std::string& encoding = {});
   FileText(FileText&&) noexcept;
   ~FileText();
 
-  // The encoding of the decompressed file: `encoding`, or the encoding found.
+  // The encoding of the decompressed file: `encoding`, or the encoding found by the constructor.
   const std::string& Encoding() const { return encoding_; }
 
   // Reads up to `size` bytes; `size` is at least kLeastSize. A block may end inside a character.
@@ -42,8 +42,8 @@ class FileText {
   // Earlier calls have returned the text before the error.
   std::size_t Read(char* to, std::size_t size);
 
-  // Progress, in bytes of the file as it is stored. BytesRead may be ahead of the text. BytesInAll
-  // is the size of the file when it was opened.
+  // Progress, in bytes of the file as it is stored. BytesRead may include bytes whose text has not
+  // been returned yet. BytesInAll is the size of the file when it was opened.
   std::uint64_t BytesRead() const { return bytes_->File().BytesRead(); }
   std::uint64_t BytesInAll() const { return bytes_->File().Size(); }
 

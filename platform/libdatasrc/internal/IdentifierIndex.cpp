@@ -50,13 +50,13 @@ void IdentifierIndex::Remove(LocallyUniqueID id, int slot) noexcept {
   if (repeats) --repeated_;
 }
 
-// Serials are consecutive: multiplying by the golden ratio spreads them over the high bits.
+// Multiplying by 2^32 / golden ratio spreads consecutive serials over the whole table.
 std::size_t IdentifierIndex::Home(LocallyUniqueID id) const noexcept {
   return static_cast<std::uint32_t>(id.Word() * 0x9E3779B1U) >> shift_;
 }
 
-// Frees the entry at `gap` and moves later entries into it, because a search begins at Home and
-// ends at the first free entry.
+// Frees the entry at `gap`. A search begins at Home and ends at the first free entry, so later
+// entries that searches would miss are moved into the gap.
 void IdentifierIndex::CloseGap(std::size_t gap) noexcept {
   const std::size_t mask = entries_.size() - 1;
   for (std::size_t at = Next(gap); entries_[at].slot != kFree; at = Next(at)) {

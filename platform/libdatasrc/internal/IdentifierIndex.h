@@ -11,11 +11,11 @@
 namespace sdm_internal {
 
 // A hash table with linear probing, at most seven eighths full, with one entry per pair of an
-// identifier and a block. A block is given by its slot, its index in VariableSequence::blocks_.
-// Reserve allocates ahead, so that Add, called in the middle of an edit, cannot fail. Before the
-// first Reserve there is no table: Add and Remove then do nothing. A copy has the same pairs.
+// identifier and a block. A slot is the index of a block in VariableSequence::blocks_. Reserve
+// allocates ahead, so that Add, called in the middle of an edit, cannot fail. Before the first
+// Reserve there is no table: Add and Remove then do nothing. A copy has the same pairs.
 //
-// Threads: as for the dictionary it belongs to.
+// Threads: as for the dictionary with this index.
 class IdentifierIndex {
  public:
   bool HasTable() const noexcept { return !entries_.empty(); }
@@ -23,7 +23,7 @@ class IdentifierIndex {
   // Allocates space for `entries` in total. May throw std::bad_alloc; then nothing has changed.
   void Reserve(std::size_t entries);
 
-  // Adds the pair unless it is already in the table, which must have space for it.
+  // Adds the pair if it is not in the table yet. The table must have space for the pair.
   void Add(LocallyUniqueID id, int slot) noexcept;
 
   // Removes the pair, if it is in the table.
@@ -44,7 +44,8 @@ class IdentifierIndex {
     }
   }
 
-  // Whether the identifiers of `count` variables, all in the table, are unique.
+  // Whether all variables have different identifiers. `count` is the number of variables in all
+  // blocks; each must be in the table.
   bool AreUnique(std::size_t count) const noexcept { return pairs_ == count && repeated_ == 0; }
 
  private:
@@ -60,9 +61,9 @@ class IdentifierIndex {
   void CloseGap(std::size_t gap) noexcept;
 
   std::vector<Entry> entries_;  // the size is a power of two, or 0
-  unsigned int shift_ = 0;      // reduces a 32-bit hash to a place in the table
+  unsigned int shift_ = 0;      // reduces a 32-bit hash to an index of `entries_`
   std::size_t pairs_ = 0;
-  std::size_t repeated_ = 0;  // pairs beyond the first of each identifier
+  std::size_t repeated_ = 0;  // number of pairs beyond the first pair of each identifier
 };
 
 }  // namespace sdm_internal

@@ -57,8 +57,8 @@ class CountingIterator {
   std::size_t* read_;
 };
 
-// The reason in an error text of nlohmann-json: the part after " - ". A prefix and the position are
-// before it.
+// Shortens an error text of the parser: "... at line 1, column 2: ... - invalid literal" becomes
+// "not JSON: invalid literal".
 std::string ReasonText(const std::string& what) {
   const std::size_t dash = what.find(" - ");
   return dash == std::string::npos ? "not JSON" : "not JSON: " + what.substr(dash + 3);
@@ -137,8 +137,8 @@ class TreeBuilder : public nlohmann::json_sax<json> {
   }
 
   // Returns the destination of the next value: a new element, or the member whose key was read
-  // last. Growth moves only the elements of the innermost open container. None of them
-  // is open, so the pointers in open_ stay valid.
+  // last. A new element may move the other elements of its array. The array is the innermost open
+  // container, so none of its elements is open, and the pointers in open_ stay valid.
   JsonValue* NextValue() {
     JsonValue* value = &root;
     if (!open_.empty()) {

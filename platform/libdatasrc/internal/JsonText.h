@@ -28,12 +28,12 @@ struct JsonValue {
     return std::get_if<T>(&value);
   }
 
-  // The member of an object; null if there is none.
+  // The member with this name; null if there is none, or if this value is not an object.
   const JsonValue* Member(std::string_view name) const;
 };
 
-// Parses one JSON value, nested at most 64 levels deep. Throws DataFileError for `file`, with the
-// position, if the text is invalid.
+// Parses one JSON value, nested at most 64 levels deep. If the text is invalid, throws
+// DataFileError with the name `file` and the position.
 JsonValue ParseJson(const std::string& file, const std::string& text);
 
 // Whether the text is one JSON value, nested to any depth.

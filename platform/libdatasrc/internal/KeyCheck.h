@@ -15,13 +15,13 @@ namespace sdm_internal {
 // has no key. Borrows the columns.
 using KeyColumns = std::vector<const CaseColumn*>;
 
-// The first row with the same key as a row before it; nothing if all keys differ. Takes memory for
+// The first row with the same key as an earlier row; nothing if all keys differ. Takes memory for
 // each row.
 std::optional<std::size_t> FirstRepeatedRow(const KeyColumns& key);
 
-// The first row of `key` with a key that no row of `referenced` has. Both have the same number of
-// columns. If one column has numbers and the other texts, each number is compared as its shortest
-// text.
+// The first row of `key` whose key is in no row of `referenced`; nothing if there is none. `key`
+// and `referenced` have the same number of columns. If a column of numbers is compared with a
+// column of texts, each number is compared as its shortest text.
 std::optional<std::size_t> FirstRowWithoutReference(KeyColumns key, KeyColumns referenced);
 
 }  // namespace sdm_internal

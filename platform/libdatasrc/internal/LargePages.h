@@ -1,4 +1,4 @@
-// Large pages for large blocks of memory: the first use of memory then costs less.
+// Asks the system for large pages, which make the first use of a large block of memory faster.
 
 #ifndef LIBDATASRC_INTERNAL_LARGEPAGES_H_
 #define LIBDATASRC_INTERNAL_LARGEPAGES_H_
@@ -10,8 +10,8 @@
 
 namespace sdm_internal {
 
-// For memory that was allocated and not used yet. Leaves out the last eighth, which may stay
-// unused: a large page is provided completely when one byte is used.
+// Call it between the allocation and the first use of memory. The last eighth, which may stay
+// unused, keeps small pages: using one byte of a large page takes up the whole page.
 inline void UseLargePages(void* memory, std::size_t bytes) {
 #ifdef MADV_HUGEPAGE
   constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;

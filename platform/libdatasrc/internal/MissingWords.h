@@ -19,7 +19,7 @@ class MissingWords {
  public:
   static constexpr std::uint32_t kNone = ~std::uint32_t{0};
   static constexpr std::uint32_t kBlank = 0;  // the empty word
-  static constexpr std::uint32_t kNaN = 1;    // for a number that is a NaN; Find only finds texts
+  static constexpr std::uint32_t kNaN = 1;    // for numbers that are NaN; not returned by Find
 
   template <class Words>
   explicit MissingWords(const Words& words) : words_{std::string_view(), "NaN"} {
@@ -53,7 +53,7 @@ class MissingWords {
   }
 
   bool isEmptyMissing_ = false;
-  std::array<std::uint32_t, 256> lengths_{};  // of the words, by first byte; see LengthBit
+  std::array<std::uint32_t, 256> lengths_{};  // by first byte of the words: their LengthBits
   std::unordered_map<std::string_view, std::uint32_t> numbers_;
   std::vector<std::string_view> words_;
 };

@@ -21,7 +21,7 @@ namespace sdm_internal {
 template <class Item>
 class OrderedWork {
  public:
-  // `work` is called with one item at a time on each of `threads` threads and in Pop.
+  // `work` runs on `threads` threads and in Pop. Each thread works on one item at a time.
   OrderedWork(std::function<void(Item&)> work, unsigned int threads)
       : work_(std::move(work)), mostThreads_(threads) {}
 
@@ -51,7 +51,8 @@ class OrderedWork {
     changed_.notify_all();
   }
 
-  // Returns the first item when its work is done. Throws the exception that the work has thrown.
+  // Waits for the work on the first item, and returns the item. Rethrows an exception of the work.
+  // There must be an item.
   std::unique_ptr<Item> Pop() {
     MutexLock lock(mutex_);
     Entry& first = entries_.front();

@@ -1,5 +1,3 @@
-// Scans 64 bytes at a time.
-
 #include <libdatasrc/internal/ByteGroup.h>
 #include <libdatasrc/internal/RecordBlock.h>
 #include <libdatasrc/internal/Utf8.h>
@@ -13,8 +11,8 @@ namespace sdm_internal {
 
 namespace {
 
-// Calls `use` for each group, with its position, its bytes, and the mask of bytes that belong to
-// the text.
+// Calls `use` for each group of 64 bytes, with the position and the bytes of the group, and a mask
+// of the bytes that belong to the text. Blanks follow the text in the last group.
 template <class Use>
 void ForEachGroup(std::string_view text, Use use) {
   std::size_t position = 0;
@@ -29,7 +27,7 @@ void ForEachGroup(std::string_view text, Use use) {
   use(position, ByteGroup(padded.data()), (std::uint64_t{1} << rest) - 1);
 }
 
-// Bit i is the parity of the bits 0 to i.
+// Bit i of the result is the parity of the bits 0 to i.
 std::uint64_t PrefixParity(std::uint64_t bits) {
   for (const int shift : {1, 2, 4, 8, 16, 32}) bits ^= bits << shift;
   return bits;
@@ -38,7 +36,7 @@ std::uint64_t PrefixParity(std::uint64_t bits) {
 // Checks the quotes of a text, group by group.
 class Quotes {
  public:
-  // A mask of the bytes that are in quotes, with the opening quotes but not the closing quotes.
+  // A mask of the bytes in quotes in the next group, with opening but without closing quotes.
   std::uint64_t Inside(std::uint64_t quotes) {
     if (quotes == 0) return inside_;
     const std::uint64_t inside = PrefixParity(quotes) ^ inside_;

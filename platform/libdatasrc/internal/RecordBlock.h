@@ -17,12 +17,12 @@ class RecordBlock {
   // The number of bytes after the text that may be read.
   static constexpr std::size_t kPadding = 16;
 
-  // Makes room for this many bytes; keeps the first `keep` bytes of the text.
+  // Returns a buffer with room for `bytes` bytes of text. Keeps the first `keep` bytes of the
+  // buffer. The text is undefined until SetText is called.
   char* Reserve(std::size_t bytes, std::size_t keep);
   // Sets the text to the first `size` bytes of the buffer. The text must start with a record.
-  // `isLast`: whether it ends at the end of the file.
+  // `isLast` is true if the text ends at the end of the file.
   void SetText(std::size_t size, bool isLast);
-  // Removes the first `bytes` bytes from the text.
   void Skip(std::size_t bytes) { text_.remove_prefix(bytes); }
 
   std::string_view Text() const { return text_; }
@@ -33,7 +33,7 @@ class RecordBlock {
 
   // After Scan.
   std::size_t RowCount() const { return rows_.size(); }
-  std::size_t RecordCount() const { return recordCount_; }  // counts every empty line
+  std::size_t RecordCount() const { return recordCount_; }  // also empty lines that are not rows
   std::size_t LineFeedCount() const { return lineFeedCount_; }
 
   // The position of a field, and the field itself with its quotes, if any.
@@ -47,8 +47,8 @@ class RecordBlock {
     return text_.substr(begin, end - begin);
   }
 
-  // The number of line feeds before a field. If every line is a row, this is `row`, without
-  // counting; counting for each of many columns would take long.
+  // The number of line feeds before a field: `row` if every line is a row. Otherwise this function
+  // counts the line feeds, which takes long.
   std::size_t LineFeedsBefore(std::size_t row, std::size_t field) const;
 
  private:
@@ -67,7 +67,7 @@ class RecordBlock {
   std::vector<std::uint32_t> rows_;  // the position of the first field of each row
   std::size_t fieldsPerRecord_ = 0;
   std::size_t recordCount_ = 0;
-  std::size_t lineFeedCount_ = 0;  // also in quotes
+  std::size_t lineFeedCount_ = 0;  // including line feeds in quotes
   bool isAscii_ = true;
 };
 

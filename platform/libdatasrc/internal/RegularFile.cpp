@@ -28,7 +28,7 @@ const char* KindOf(mode_t mode) {
   return "something else";
 }
 
-// Calls `readSome(to, size)` until `size` bytes are read, or it returns 0.
+// Calls `readSome(to, size)` until `size` bytes are read or readSome returns 0.
 template <class ReadSome>
 std::size_t Fill(const std::string& path, char* to, std::size_t size, ReadSome readSome) {
   std::size_t filled = 0;

@@ -74,8 +74,8 @@ std::string NewFileFor(const std::string& target, std::string_view name) {
   return std::filesystem::path(target).replace_filename(name).string();
 }
 
-// The new files that the marker of an interrupted save names. Nothing if there is no marker; empty
-// paths if the marker is incomplete, and for names that no save gives to new files.
+// The new files that the marker of an interrupted save names; nothing if there is no marker. A path
+// is empty if its name is wrong (see NewFileFor); both are empty if the marker is incomplete.
 std::optional<SavedFiles> ReadMarker(const std::string& path) {
   std::optional<RegularFile> marker = RegularFile::OpenIfExists(MarkerOf(path));
   if (!marker) return std::nullopt;

@@ -27,21 +27,21 @@
 
 namespace sdm_internal {
 
-// The folder that a file is in; "." for a name alone.
+// The folder of a file; "." for a path without a folder.
 std::string FolderOf(const std::string& path);
 
 // The schema beside a data file: for survey.tsv and survey.tsv.gz, survey.schema.json.
 std::string SchemaPathOf(const std::string& path);
 
-// The files from which the data file at `path` and its schema are read: `path` and
-// SchemaPathOf(path), unless a save was interrupted. Either file may not exist.
+// The files with the current content of the data file `path` and of its schema: `path` and
+// SchemaPathOf(path), or new files if a save was interrupted. Either file may not exist.
 struct SavedFiles {
   std::string data;
   std::string schema;
 };
 SavedFiles FindSavedFiles(const std::string& path);
 
-// A file that is written beside the file that it will replace. Throws DataFileError on errors.
+// A new file that will replace a target in the same folder. Throws DataFileError on errors.
 class NewFile {
  public:
   // Creates the file. Throws if `target` exists and is not a regular file or may not be written.
@@ -76,8 +76,8 @@ class NewFile {
   bool isKept_ = false;
 };
 
-// Replaces the targets of both finished files. If it throws DataFileError, the old content is in
-// place, unless the message says that the new content was saved.
+// Replaces the targets of `data` and `schema`, which must be finished. If it throws DataFileError,
+// the old content is in place, or the message says that the new content was saved.
 void ReplaceFiles(NewFile& data, NewFile& schema);
 
 }  // namespace sdm_internal

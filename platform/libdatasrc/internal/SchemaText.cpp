@@ -3,7 +3,7 @@
 //
 //   table             value
 //   title             the label of the dataset [none]
-//   missingValues     [""], so that words such as NA are read as values
+//   missingValues     always the array [""], so that words such as NA are read as values
 //   weight*, filter*  the name of the numeric column [none]
 //   split*            the names of the columns [none]
 //   splitSeparate*    true [false]
@@ -12,7 +12,7 @@
 //
 //   field
 //   name              the name of the variable
-//   title             its label [""]
+//   title             the label of the variable [""]
 //   type              "number" or "string"
 //   decimalChar       of a number, always ".": without it, a reader might guess another mark
 //   width*            of a string, in bytes
@@ -20,8 +20,8 @@
 //   categories        value labels, as {"value": number or string, "label": text} [none]; an
 //                     infinity is "INF" or "-INF"
 //   categoriesOrdered true if there are categories and the level is ordinal
-//   missing*          the values declared missing, numbers or strings [none]; not in
-//                     missingValues, because they would then be read as missing
+//   missing*          the values declared missing, numbers or strings [none]; missingValues lacks
+//                     them, so that opening keeps these values in the cases
 //   printFormat*      {"kind": text, "width": number, "decimals": number}; the kind is "plain",
 //                     "date", "time" or "datetime" [plain, 0, 0]
 //   attributes*       like the attributes of the table [none]
@@ -105,7 +105,7 @@ std::string JsonOfAttributes(const Attributes& attributes) {
 
 // --- the dictionary ---
 
-// The first word stands for a value that is not an enumerator.
+// Returns the first word for a value that is not an enumerator.
 template <class Words, class Enumerator>
 std::string_view WordOf(const Words& words, Enumerator value) {
   const auto index = static_cast<std::size_t>(value);
@@ -233,7 +233,7 @@ class SchemaWriter {
     if (source_.GetSplitqSeparate()) Add("splitSeparate", "true");
   }
 
-  // Leaves out a string variable, because opening would reject the schema.
+  // Leaves out a string variable: opening would reject a string variable as weight or filter.
   void AddUse(const char* name, int position) {
     if (position == -1 || source_.GetVariable(position).GetType() != 0) return;
     Add(name, Quoted(source_.GetVariable(position).GetName()));

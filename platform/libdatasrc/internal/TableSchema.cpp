@@ -14,9 +14,9 @@ namespace sdm_internal {
 namespace {
 
 constexpr std::size_t kMaxSchemaBytes = SystemFileDataSource::kMaxRecordBytes;
-// Limits, in all fields together, the states of patterns, the missing values and the texts of
-// attributes. They may take far more memory than the text of the schema: the missing values of the
-// table are copied to each field without its own.
+// The maximum number of parts in all fields together: states of patterns, values declared missing,
+// and texts of attributes. Parts may take far more memory than the text of the schema. For example,
+// missing values of the table with labels are copied to each field without its own missing values.
 constexpr std::size_t kMaxParts = 1000000;
 
 std::string ReadAll(RegularFile file) {

@@ -16,12 +16,11 @@
 //     missingValues               instead of the missing values of the table
 //     description, rdfType, example   attributes of the variable, under the name of the member
 //     constraints                 see the table of constraints below
-//   schema: fields                matched to columns by name unless `fieldsMatch` says otherwise;
-//                                 columns may have no field
-//     missingValues               texts that read as missing. With labels: a value of the type of
-//                                 the field stays a value, is declared missing and has the label;
-//                                 other texts read as missing, with the label in the attribute
-//                                 `missingValues`
+//   schema: fields, fieldsMatch   fields match columns by name; by default (subset), columns may
+//                                 have no field
+//     missingValues               texts that read as missing. A text with a label is declared
+//                                 missing instead if it has the type of the field. Labels of other
+//                                 texts are kept in the attribute `missingValues`
 //     title, description          label of the dataset; its attribute `description`
 //     primaryKey, uniqueKeys      checked; rows with a missing value have no unique key
 //     foreignKeys                 checked if they refer to the same table, otherwise rejected
@@ -106,8 +105,8 @@ struct SchemaField {
   FieldRules rules;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  // The texts that read as missing; never null. Fields without their own `missingValues` share one
-  // set. Does not contain the values in `missing`, which are declared missing.
+  // The texts that read as missing; never null. Fields may share a set. The values in `missing` are
+  // not in this set: they are declared missing.
   std::shared_ptr<const MissingTexts> missingValues;
 
   std::optional<int> width;
@@ -139,7 +138,7 @@ struct TableSchema {
     Equal,     // one field for each column
     Subset,    // columns may have no field
     Superset,  // fields may have no column
-    Partial,   // columns may have no field and fields no column, but at least one field has one
+    Partial,   // like Subset and Superset together, but at least one field has a column
   };
 
   std::string file;  // the path of the schema

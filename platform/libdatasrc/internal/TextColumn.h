@@ -34,22 +34,23 @@ class TextColumn {
   // Allocates memory for this many rows and bytes in total.
   void Reserve(std::size_t rows, std::size_t bytes);
   // Makes room for this many more rows and bytes: adding them then allocates nothing. Repeated
-  // growth takes linear time. Drops the unused bytes of the pool if they are more than half of it
-  // and more than 4 KB.
+  // growth takes linear time. Drops the unused bytes if they are more than 4 KB and more than half
+  // of the pool.
   void ReserveMore(std::size_t rows, std::size_t bytes);
 
   // The views given to Add and Set must not point into this column's pool, which may be
   // reallocated.
   void Add(std::string_view text);
   void Set(std::size_t row, std::string_view text);
-  // Appends several texts: `texts` has them without gaps, `lengths` their lengths.
+  // Appends several texts, concatenated in `texts`. `lengths` are the lengths of the texts in
+  // bytes.
   void Append(std::string_view texts, const std::vector<std::uint32_t>& lengths);
   // Inserts missing values before `row`.
   void Insert(std::size_t row, std::size_t count);
   // Allocates nothing.
   void Erase(std::size_t row, std::size_t count);
 
-  // The size of the pool, with unused bytes.
+  // The size of the pool, including unused bytes.
   std::size_t PoolBytes() const { return pool_.size(); }
 
  private:

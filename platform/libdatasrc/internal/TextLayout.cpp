@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kMostRecords = 100;  // that are examined
 constexpr std::string_view kDigits = "0123456789";
 
-// The fields of the first records that are not empty lines, with their quotes. Leaves out a last
-// record without a line feed unless it is the only record.
+// The fields of the first records that are not empty lines, with their quotes. If there are several
+// records, leaves out a last record without a line feed.
 std::vector<std::vector<std::string_view>> SplitRecords(std::string_view text, char delimiter) {
   std::vector<std::vector<std::string_view>> records(1);
   bool inQuotes = false;
@@ -58,7 +58,7 @@ bool AreDigits(std::string_view text) {
   return !text.empty() && text.find_first_not_of(kDigits) == text.npos;
 }
 
-// Whether `digits` consists of digits with one mark between or before them.
+// Whether `digits` are digits with one mark, such as "1.5" or ".5".
 bool HasDecimalMark(std::string_view digits, char mark) {
   const std::size_t at = digits.find(mark);
   if (at == digits.npos || !AreDigits(digits.substr(at + 1))) return false;

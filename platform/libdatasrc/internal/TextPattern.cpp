@@ -251,8 +251,8 @@ class PatternParser {
 
 }  // namespace
 
-// Builds from the end: Compile adds the states of a part, which lead to the state `next`, and
-// returns the first of them.
+// Builds the automaton from its end. Compile adds the states of a node, which lead to the state
+// `next`, and returns the first state of the node.
 class PatternCompiler {
  public:
   explicit PatternCompiler(TextPattern& pattern) : pattern_(pattern) {}

@@ -17,8 +17,8 @@ namespace sdm_internal {
 // character beyond ASCII. Anything else is rejected: back references, \p, \b, subtraction of sets,
 // lookaround.
 //
-// Matching takes time proportional to the size of the text times the size of the pattern. Its
-// memory depends only on the pattern.
+// Matching takes time proportional to the size of the text times the size of the pattern. The
+// memory for matching depends only on the pattern.
 class TextPattern {
  public:
   // Throws std::invalid_argument with the reason for an invalid, unsupported or too large pattern.
@@ -31,7 +31,7 @@ class TextPattern {
   // The size of the compiled pattern.
   std::size_t StateCount() const { return states_.size(); }
 
-  using Range = std::pair<char32_t, char32_t>;  // both included
+  using Range = std::pair<char32_t, char32_t>;  // first and last, both included
   struct CharacterSet {
     std::vector<Range> ranges;
     bool isNegated = false;

@@ -16,7 +16,6 @@ struct TextPosition {
 
   bool operator==(const TextPosition&) const = default;
 
-  // Moves past `byte`.
   void Advance(char byte) {
     ++column;
     if (byte == '\n') {

@@ -1,5 +1,3 @@
-// The blocked list of variables, and the updates of its index and position table.
-
 #include <libdatasrc/internal/VariableSequence.h>
 
 #include <algorithm>
@@ -26,7 +24,7 @@ VariableBlock::VariableBlock(VariableSequence* owner, int capacity)
   variables_.reserve(static_cast<std::size_t>(capacity));
 }
 
-// Tests a whole group at a time, because a loop without an early exit is vectorised.
+// Tests a whole group at a time, because compilers vectorise a loop without an early exit.
 int VariableBlock::Find(LocallyUniqueID id) const noexcept {
   const unsigned int word = id.Word();
   const unsigned int* const words = words_.data();
@@ -231,7 +229,7 @@ void VariableSequence::Swap(VariableSequence& other) noexcept {
   for (Run& run : other.runs_) run.block->sequence = &other;
 }
 
-// Returns a run with space for a variable at `position`. Splits the run if it is full; at the end
+// Returns the index of a run with space for a variable at `position`. Splits a full run; at the end
 // of the list, starts a new run instead, so that appending leaves full blocks.
 std::size_t VariableSequence::RunWithRoom(int position) {
   if (runs_.empty()) {
@@ -349,8 +347,8 @@ void VariableSequence::EraseEmptyRuns(std::size_t first, std::size_t end) noexce
   runs_.resize(kept);
 }
 
-// After runs were erased or variables were moved between runs: recomputes the size of the list, and
-// numbers, starts and position table from `run` on.
+// Recomputes the size of the list, and from `run` on the numbers, the starts and the position
+// table. Call it after runs were erased or variables were moved between runs.
 void VariableSequence::Renumber(std::size_t run) noexcept {
   starts_.resize(runs_.size());
   int start = run > 0 ? starts_[run - 1] + runs_[run - 1].block->Size() : 0;
@@ -390,8 +388,8 @@ void VariableSequence::RebuildTable() noexcept {
   }
 }
 
-// Reserves the position table for a list of `size` variables, by doubling, because Renumber must
-// not fail.
+// Reserves the position table for a list of `size` variables, so that RebuildTable cannot fail.
+// Doubles the size, so that repeated growth takes linear time.
 void VariableSequence::ReserveTable(int size) {
   const std::size_t entries = static_cast<std::size_t>(size / kStride) + 1;
   if (entries > runAt_.capacity()) runAt_.reserve(2 * entries);
@@ -419,7 +417,7 @@ void VariableSequence::Match(VariableSequence& other) {
   if (!HasSameLayoutAs(other)) {
     const std::vector<int> kept = RunsToKeep(other);
     const auto copied = static_cast<std::size_t>(std::count(kept.begin(), kept.end(), -1));
-    // Copying the index is cheaper than updating most of it.
+    // If few runs are kept, copying everything is cheaper than updating most of the index.
     if (!index_.HasTable() || 2 * (kept.size() - copied) < std::max(runs_.size(), kept.size())) {
       VariableSequence copy(nullptr);
       copy.Copy(other);
@@ -452,8 +450,8 @@ std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) con
   std::vector<bool> taken(runs_.size());
   std::vector<int> kept;
   kept.reserve(other.runs_.size());
-  // Tried for a block without a stamp: the run after the last kept run, because most runs of both
-  // lists are in the same order.
+  // The run that is compared with a block without a stamp: the run after the last kept run, because
+  // most runs of the two lists are in the same order.
   std::size_t next = 0;
   for (const Run& run : other.runs_) {
     const Stamp stamp = run.block->stamp;

@@ -1,13 +1,14 @@
 // VariableSequence: the list of variables of a dictionary.
 //
-// Variables are stored in blocks of at most 256, each with an array of their identifiers. An index
-// maps an identifier to its block; a list that fits in the smallest block has none. An edit shifts
-// variables within one block and updates the start positions of the later blocks. The position
-// table, with an entry for every 256th position, finds the block of a position in a few steps.
+// Variables are stored in blocks of at most 256 variables; each block has an array of the
+// identifiers of its variables. An index maps an identifier to the blocks that contain it; a list
+// that fits in the smallest block has no index. An edit shifts variables within one block and
+// updates the start positions of the later blocks. The position table, with an entry for every
+// 256th position, finds the block of a position in a few steps.
 //
-// Stamps show, without a comparison of variables, that two blocks or two lists are equal: equal
-// stamps other than 0 mean equal variables in the same order. A change clears the stamps of the
-// block and of its list; only Match assigns new stamps.
+// Two blocks, or two lists, with the same stamp have equal variables in the same order; 0 means no
+// stamp. A change of a block clears the stamps of the block and of its list. Only Match assigns new
+// stamps.
 
 #ifndef LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
 #define LIBDATASRC_INTERNAL_VARIABLESEQUENCE_H_
@@ -45,7 +46,7 @@ class VariableBlock {
   int Capacity() const noexcept { return static_cast<int>(words_.size()); }
   bool IsFull() const noexcept { return Size() == kCapacity; }
 
-  // The first variable; moves only when the block grows.
+  // The address of the first variable; changes only when the block grows.
   ORVX_Variable* Variables() noexcept { return variables_.data(); }
   LocallyUniqueID ID(int offset) const noexcept {
     return variables_[static_cast<std::size_t>(offset)].GetID();
@@ -74,8 +75,8 @@ class VariableBlock {
   // them.
   void MoveTail(int offset, VariableBlock& to) noexcept;
 
-  // Clears the stamps of the block and its list and the cached hash, because a variable is about to
-  // change.
+  // Call it before a variable changes. Clears the stamps of the block and of its list, and the
+  // cached hash of the block.
   void Touch() noexcept;
 
   // The hash of the variables, cached until Touch. For `hashOf` see
@@ -94,14 +95,14 @@ class VariableBlock {
 
   // Set by the sequence.
   VariableSequence* sequence;  // the owner
-  int slot = 0;                // in the owner's blocks_
-  int number = 0;              // in the owner's runs_
+  int slot = 0;                // index in the owner's blocks_
+  int number = 0;              // index in the owner's runs_
   Stamp stamp = 0;             // also set by Copy, and cleared by Touch
 
  private:
   static constexpr std::uint64_t kNoHash = ~std::uint64_t{0};
 
-  // Appends a copy without updating the identifiers; there is room for it.
+  // Appends a copy without updating words_. The block must have room for it.
   void Append(const ORVX_Variable& variable) noexcept;
   void CopyHash(const VariableBlock& other) noexcept;
 
@@ -113,15 +114,14 @@ class VariableBlock {
   mutable std::atomic<std::uint64_t> secondHash_{kNoHash};
 };
 
-// Positions are not checked. An operation that throws std::bad_alloc has changed nothing,
-// except Copy.
+// Positions are not checked. If an operation other than Copy throws std::bad_alloc, nothing has
+// changed.
 //
-// Threads: several readers, or one writer. Const operations change nothing but cached
-// hashes.
+// Threads: several readers, or one writer. Const operations change nothing but cached hashes.
 class VariableSequence {
  public:
-  // `onRemove` may be empty. Otherwise it is called with the identifier of each variable that is
-  // deleted or gets another identifier, but not by Copy, Match and Swap. It must not throw.
+  // `onRemove` may be empty. Otherwise it is called with the old identifier of each variable that
+  // is deleted or gets another identifier, but not by Copy, Match and Swap. It must not throw.
   explicit VariableSequence(std::function<void(LocallyUniqueID)> onRemove);
   VariableSequence(const VariableSequence&) = delete;
   VariableSequence& operator=(const VariableSequence&) = delete;
@@ -133,7 +133,8 @@ class VariableSequence {
     return runs_[run].variables[position - starts_[run]];
   }
 
-  // The block with the variable at `position`, and the position of its first variable.
+  // Returns the block with the variable at `position`. Sets `first` to the position of the first
+  // variable of the block.
   VariableBlock& BlockAt(int position, int& first) const noexcept {
     const std::size_t run = RunAt(position);
     first = starts_[run];
@@ -159,8 +160,8 @@ class VariableSequence {
   void Copy(const VariableSequence& other);
 
   // Makes this list equal to `other`. Then both lists have the same stamp, and each block has the
-  // stamp of the corresponding block in `other`. The cost depends on the blocks that differ.
-  // Of `other`, only the stamps change.
+  // stamp of the corresponding block in `other`. The time depends on the number of blocks that
+  // differ. Changes nothing in `other` but stamps.
   void Match(VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);
@@ -178,7 +179,7 @@ class VariableSequence {
   static constexpr int kSmallSize = 64;
   static constexpr int kMergedSize = 192;
 
-  // A block at its place in the list.
+  // An element of runs_: a block at its place in the list.
   struct Run {
     ORVX_Variable* variables;  // cached block->Variables()
     VariableBlock* block;      // in blocks_
@@ -219,15 +220,15 @@ class VariableSequence {
 
   std::function<void(LocallyUniqueID)> onRemove_;
   std::vector<std::unique_ptr<VariableBlock>> blocks_;  // by slot; null if the slot is free
-  // In order. No block is empty; each has room for kCapacity variables, unless it is the only
-  // block.
+  // The blocks in the order of the list. No block is empty. If there are several blocks, the
+  // capacity of each is kCapacity.
   std::vector<Run> runs_;
   std::vector<int> starts_;  // the position of the first variable of each run
   // The position table: entry k is the index in runs_ of the block with position k * kStride.
-  // RebuildTable makes it exact; later edits may move that position to a block nearby.
+  // RebuildTable makes it exact; later edits may move the position to a nearby block.
   std::vector<int> runAt_;
   int lag_ = 0;              // variables inserted and deleted since RebuildTable
-  std::size_t lagFrom_ = 0;  // the first run that these edits changed
+  std::size_t lagFrom_ = 0;  // the first run changed since RebuildTable
   IdentifierIndex index_;    // no table until the list outgrows the smallest block
   int size_ = 0;
   int firstFreeSlot_ = 0;  // every slot before it is in use
