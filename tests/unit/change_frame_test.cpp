@@ -231,10 +231,10 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
   }
 }
 
-// Whether a digest may fail to detect damage to the message. Digests exclude the rows per
-// imputation, the file specification and most extensions. Two messages set the
-// multiple-response sets: if damage turns one message into an excluded extension, the other message
-// still sets the sets.
+// Whether damage to the message may leave the digest unchanged. A digest excludes the rows per
+// imputation and the file specification. A snapshot has the multiple-response sets twice, in the
+// extensions 7 and 19. If damage changes the type of one of them to a type that digests exclude,
+// the other extension still has the sets.
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||

@@ -19,8 +19,9 @@ namespace {
 // Every severity but ErrorText::kError means a warning.
 constexpr std::int8_t kWarning = 2;
 
-// An observer of the registry for a caller. Borrows the registry and the output, and adds a notice
-// to the output for each call. Registers itself; the destructor unregisters it.
+// An observer of the registry for a caller. Borrows the registry and the output. Calls
+// Output::Notice for each created or deleted dataset. Registers itself; the destructor unregisters
+// it.
 //
 // Threads: one at a time; the shell waits while a caller's thread works.
 class RegistryObserver final : public ServerDataManagerObserver {

@@ -169,7 +169,8 @@ class Terminal {
     givenUp_ = false;
     int count = 0;
     el_resize(editor_.get());
-    el_set(editor_.get(), EL_PREP_TERM, 1);  // raw mode before the prompt, for keys typed early
+    // Raw mode before the prompt: el_gets handles keys that are typed before it is called.
+    el_set(editor_.get(), EL_PREP_TERM, 1);
     const char* const text = el_gets(editor_.get(), &count);
     line.clear();
     if (givenUp_) return true;

@@ -220,8 +220,8 @@ TEST_F(FileTextTest, CompressedTextIsDecodedToo) {
             "a\n");
 }
 
-// U+1F600 has four bytes in UTF-16 and in UTF-8. With 0 to 3 characters before the first U+1F600,
-// the block boundaries fall at different bytes of a U+1F600.
+// U+1F600 has four bytes in UTF-16 and in UTF-8. After an odd number of characters of two bytes,
+// each chunk of the file, 64 KiB, ends in the middle of a U+1F600.
 TEST_F(FileTextTest, CharactersAcrossBlockBoundariesAreWhole) {
   const std::string smile("\x3D\xD8\x00\xDE", 4);
   for (const int before : {0, 1, 2, 3}) {

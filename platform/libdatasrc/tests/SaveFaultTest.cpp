@@ -38,7 +38,7 @@ long callsLeft = 0;  // until the fault
 std::vector<std::string>* record = nullptr;
 
 // Returns the file name without the folder and without the number of a new file: "data.csv.new" for
-// "/tmp/datasrc-x/data.csv.7.new". Returns "unnamed file" or "folder" for a file without a name and
+// "/tmp/datasrc-x/data.csv.7.new". Returns "unnamed file" for a file without a name, and "folder"
 // for a test folder.
 std::string ShortName(const std::string& path) {
   const std::string name = std::filesystem::path(path).filename().string();
