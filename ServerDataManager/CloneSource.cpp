@@ -10,14 +10,14 @@ namespace {
 
 std::unique_ptr<SvrDMCloneDataSource> CopyOf(const SvrDMCloneDataSource& clone) {
   auto copy = std::make_unique<SvrDMCloneDataSource>(clone);
-  copy->SetDirty(clone.IsDirty());  // the dirty flag is not part of the dictionary
+  copy->SetDirty(clone.IsDirty());  // copying a dictionary does not copy the dirty flag
   return copy;
 }
 
 // Returns a filtered source over `source` with all its cases and variables.
 std::unique_ptr<FilteredDataSource> ViewOf(ORVX_DataSource& source) {
   auto view = std::make_unique<FilteredDataSource>(&source);
-  view->SetDirty(source.IsDirty());  // the dirty flag is not part of the dictionary
+  view->SetDirty(source.IsDirty());  // copying a dictionary does not copy the dirty flag
   return view;
 }
 
@@ -28,8 +28,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(source)) {
     return CopyOf(*clone);
   }
-  // The clones own `view`, a filtered source. The parent of `view` is set to `source` only when
-  // nothing can fail any more, because an earlier failure deletes `view` with its parents.
+  // The clones own `view`. A failure deletes `view` with its parents, but must not delete `source`.
+  // So the parent of `view` becomes `source` only when nothing can fail any more.
   auto view = ViewOf(*source);
   FilteredDataSource& shared = *view;
   shared.SetParentSource(nullptr);
@@ -37,8 +37,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   clone->SetDirty(source->IsDirty());
   auto copy = CopyOf(*clone);
 
-  // SetDataSet(clone) deletes the dataset's chain of sources. `source` must not be in that chain,
-  // so an interim filtered source replaces `source` and is then separated from it.
+  // SetDataSet(clone) deletes the dataset's chain of sources. To take `source` out of that chain,
+  // first gives the dataset an interim source built on `source`, then clears the interim's parent.
   auto interim = ViewOf(*source);
   FilteredDataSource& placed = *interim;
   writer.SetDataSet(std::move(interim));

@@ -15,11 +15,11 @@ class SvrDMWriteableDataSource;
 
 // Returns a clone of the writer's data source, which must not be null: the same dictionary,
 // including unsaved changes, and the same cases. If the source is not a clone yet, an equal clone
-// replaces it in the dataset, which queues two messages about a replaced source. Both clones then
-// share ownership of the former source.
+// replaces it in the dataset, and two ResetUndoMsg are queued. The new clone and the returned clone
+// then share ownership of the former source.
 //
-// After an exception, the dataset has its former source, a filtered source over it, or the clone
-// that replaces it.
+// After an exception, the dataset has its former source, a filtered source over the former source,
+// or the new clone.
 //
 // Threads: the thread that holds the writer.
 SDM_EXPORT std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer);

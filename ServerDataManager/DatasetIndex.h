@@ -37,10 +37,11 @@ inline bool IsSameName(const std::string& a, const std::string& b) {
 
 struct IndexEntry;
 
-// The place of an entry in one KeyTable: in a binary heap, whose root is in the list of a bucket.
+// Links an entry into one KeyTable. The entry is a node of a binary heap; the root of the heap is
+// in the linked list of a hash bucket.
 struct IndexLink {
   std::uint64_t hash = 0;
-  IndexEntry* next = nullptr;    // of a root: the next root in the list
+  IndexEntry* next = nullptr;    // for a root: the next root in the list
   IndexEntry* parent = nullptr;  // null for a root
   IndexEntry* left = nullptr;
   IndexEntry* right = nullptr;
@@ -79,18 +80,18 @@ struct FileNameMatch {
 };
 
 // A hash table of entries by one key: the identifier, the handle name or the file name. `Match`
-// compares an item with a key. The table is intrusive, because setting a name must not allocate.
-// Entries with the same key, such as all datasets without a handle name, form a binary heap ordered
-// by position, so the root of the heap is the first of these datasets. Merging two heaps descends
-// to random children, which keeps the expected depth logarithmic.
+// compares an item with a key. The links are in the entries, because setting a name must not
+// allocate. Entries with the same key, such as all datasets without a handle name, form a binary
+// heap ordered by position, so the root of the heap is the first of these datasets. Merging two
+// heaps descends to random children, which keeps the expected depth logarithmic.
 template <class Match>
 class KeyTable {
  public:
   // The first entry that satisfies `match`; null if there is none.
   IndexEntry* First(const Match& match) const { return PlaceOf(match); }
 
-  // Doubles the number of buckets, once, if it is less than `count`. If Reserve throws, nothing has
-  // changed.
+  // Doubles the number of buckets once if there are fewer than `count` buckets. If Reserve throws,
+  // nothing has changed.
   void Reserve(std::size_t count) {
     if (count <= Size()) return;
     KeyTable larger(bits_ + 1);
@@ -141,8 +142,8 @@ class KeyTable {
   std::size_t Size() const { return std::size_t{1} << bits_; }
   IndexEntry*& Bucket(std::uint64_t hash) const { return buckets_[hash >> (64 - bits_)]; }
 
-  // Returns, by reference, the pointer to the root for the key. If the key has no root, returns the
-  // null pointer in which to store a new root.
+  // Returns, by reference, the pointer to the root of the heap of entries with the key. The pointer
+  // is null if there is no such entry; Insert then stores a new root in it.
   IndexEntry*& PlaceOf(const Match& match) const {
     IndexEntry** place = &Bucket(match.hash);
     while (*place != nullptr && !(Link(**place).hash == match.hash && match(*(*place)->item))) {
@@ -249,8 +250,8 @@ class DatasetIndex {
   KeyTable<HandleMatch> handles_ SDM_GUARDED_BY(leafMutex);
   KeyTable<FileNameMatch> fileNames_ SDM_GUARDED_BY(leafMutex);
 
-  // A linked list of the indexes of all registries. NameChanged searches it, because an item's
-  // registry may have been destroyed.
+  // A linked list of the indexes of all registries. NameChanged searches the list for the item's
+  // registry; it cannot use the item's pointer, because the registry may have been destroyed.
   DatasetIndex* next_ SDM_GUARDED_BY(leafMutex);
   static constinit DatasetIndex* first_ SDM_GUARDED_BY(leafMutex);
 };

@@ -1,4 +1,4 @@
-// InteractiveErrorMonitor: sends the errors and warnings of one dataset to its client package.
+// InteractiveErrorMonitor: sends the errors and warnings of one dataset to a client.
 //
 //   InteractiveErrorMonitor monitor(dataset, proxy);
 //   monitor.DoNotReportWarnings();

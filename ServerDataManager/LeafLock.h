@@ -15,8 +15,8 @@ namespace sdm_internal {
 extern SDM_HIDDEN Mutex leafMutex;
 
 // Holds the leaf lock for a scope; the process has only one leaf lock. While holding the leaf lock,
-// acquire no other lock and destroy no dataset, so that no thread waits long for the leaf lock, not
-// even when the process exits. Not recursive.
+// acquire no other lock and destroy no dataset: every wait for the leaf lock must be short, because
+// the thread that ends the process also acquires it. Not recursive.
 //
 // Threads: any; destroy the object on the thread that created it.
 class SDM_SCOPED_CAPABILITY LeafLock {

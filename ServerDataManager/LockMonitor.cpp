@@ -2,10 +2,10 @@
 // except while the tables are paused.
 //
 // To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
-// the tables, a thread sets kPaused, then waits until no table is busy. A writer needs no memory
-// barrier between its two steps, because the pausing thread makes every thread of the process run a
-// barrier (membarrier). If the kernel has no membarrier, kFences makes every writer run its own
-// barrier.
+// the tables, a thread sets kPaused, then waits until no table is busy. A thread that writes needs
+// no memory barrier between setting `busy` and the check, because the pausing thread makes every
+// thread of the process run a barrier (membarrier). If the kernel has no membarrier, kFences makes
+// every thread that writes run its own barrier.
 
 #include <ServerDataManager/LockMonitor.h>
 
@@ -296,13 +296,14 @@ struct Step {
 };
 
 struct Incidents {
-  std::vector<std::vector<Step>> deadlocks;  // the last step of each first
+  std::vector<std::vector<Step>> deadlocks;  // in each, the last step is first
   std::vector<Step> longWaits;               // each step is an incident of its own
   Clock::time_point noticed = Now();
 };
 
-// Whether a chain of waits leads from `table` to a lock that `target` holds. If so, appends the
-// chain to `steps`, last step first, and marks its waits as reported.
+// Whether the thread of `table` waits, directly or through other waiting threads, for a lock that
+// `target` holds. If so, appends each of these waits to `steps`, the last wait first, and marks the
+// waits (deadlockIsReported).
 bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& steps)
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   table.isVisited = true;
@@ -320,8 +321,8 @@ bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& s
   return false;
 }
 
-// Searches for deadlocks of which the wait of `table` is a part, one for each thread that holds the
-// lock. Does nothing if another thread has found such a deadlock since the wait was recorded.
+// Searches for deadlocks that include the wait of `table`: at most one for each thread that holds
+// the lock. Does nothing if another thread has found such a deadlock since the wait was recorded.
 void FindDeadlocks(ThreadLocks& table, Incidents& incidents) noexcept
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (table.deadlockIsReported) return;

@@ -14,8 +14,8 @@
 // A deadlock is a cycle of threads: each thread waits for a lock that the next thread holds. The
 // locks may be of different datasets and kinds. A thread that waits for a lock that it holds itself
 // is a cycle of one thread. The thread that completes the cycle detects the deadlock when it begins
-// to wait; if several threads that hold the lock complete a cycle with it, each cycle is a
-// deadlock. The thread that acquired a lock counts as its holder, even if another thread is to
+// to wait. If several threads hold the lock, several cycles may be completed at once; each cycle is
+// a deadlock. The thread that acquired a lock counts as its holder, although another thread may
 // release the lock; so a reported deadlock may still resolve. Waits with a time limit (TryRead,
 // TryWrite) are not recorded.
 //

@@ -23,7 +23,6 @@ class ServerDataManager;
 
 namespace sdm_internal {
 
-// Whether the monitor is on.
 extern std::atomic<bool> lockMonitorIsOn;
 inline bool LocksAreMonitored() {
   return lockMonitorIsOn.load(std::memory_order_relaxed);
@@ -52,8 +51,8 @@ inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
 }
 
 // Removes the record of the lock that `handle` acquired, on any thread. Call RemoveHold before
-// releasing the lock. With a null `handle`, removes the last record of this lock that has no
-// handle: from the calling thread or, if it has none, from another thread.
+// releasing the lock. With a null `handle`, removes the newest record of this lock that has no
+// handle: a record of the calling thread or, if there is none, of another thread.
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
 // Removes `handle` from the record of the lock that the handle acquired. Call ClearHandle if the

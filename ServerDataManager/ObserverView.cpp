@@ -31,7 +31,6 @@ using namespace sdm_internal;
 
 namespace {
 
-// Returns the label; "" if the source has no label.
 std::string_view LabelOf(const ORVX_DataSource& source) {
   const char* const label = source.GetLabel();
   return label != nullptr ? label : "";
@@ -104,8 +103,8 @@ class Comparison {
     view_.RowsPerImputation(rows);
   }
 
-  // A suppressed file name is not reported. The view keeps the old name, so that the change is
-  // reported when the suppression ends.
+  // A file specification equal to the suppressed file name is not reported. The view keeps the old
+  // file specification, so that the change is reported when the suppression ends.
   void CompareFileSpec() {
     if (std::string_view(view_.GetFileSpec()) == source_.GetFileSpec()) return;
     if (item_.HasSuppressedFileName(source_.GetFileSpec())) return;
@@ -174,7 +173,7 @@ class Comparison {
   }
 
   bool SplitChanged() const {
-    // CompareVariables drops deleted and moved variables from the view's split.
+    // True if CompareVariables has dropped deleted or moved variables from the view's split.
     if (view_.GetNSplitVars() != snapshot_.splitCount) return true;
     if (snapshot_.splitCount != source_.GetNSplitVars()) return true;
     if (snapshot_.splitCount == 0) return false;
@@ -191,7 +190,7 @@ class Comparison {
     snapshot_.resetClientData = false;
   }
 
-  // Runs last, because CompareVariables makes the source dirty if a definition changed.
+  // Runs after CompareVariables, which makes the source dirty if a definition changed.
   void CompareDirtyFlag() {
     if (source_.IsDirty() != wasDirty_) QueueMessage<DataSetModifiedMsg>(item_, source_.IsDirty());
     view_.SetDirty(source_.IsDirty());

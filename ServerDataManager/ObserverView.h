@@ -34,8 +34,8 @@ class SDM_EXPORT SvrDMObserverView {
   //
   // An exception from the data source or from a message (only std::bad_alloc, with the bundled
   // platform) propagates. Queued messages stay queued, the view has the changes that they describe,
-  // and the next Update continues from there. Stops the process if the view does not accept a
-  // change of a variable.
+  // and the next Update continues from there. Stops the process if a variable of the view still
+  // differs after its change was applied.
   void Update();
 
  private:

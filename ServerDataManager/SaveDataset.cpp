@@ -17,8 +17,8 @@ using namespace sdm_internal;
 
 namespace {
 
-// Whether both paths name the same entry of the same folder. A link to the same file has an entry
-// of its own: saving replaces one entry and not the other.
+// Whether both paths name the same entry of the same folder. Two links to one file are two entries:
+// saving under one name does not replace the other entry.
 bool AreSpellingsOfOneFile(const std::filesystem::path& a, const std::filesystem::path& b) {
   const auto folderOf = [](const std::filesystem::path& path) {
     return path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
@@ -28,7 +28,7 @@ bool AreSpellingsOfOneFile(const std::filesystem::path& a, const std::filesystem
          std::filesystem::equivalent(folderOf(a), folderOf(b), ignored);
 }
 
-// Gives access to the item of a handle. Items identify datasets; identifiers may be duplicates.
+// Gives access to the item of a handle. Two datasets may share an identifier, but never an item.
 class ItemHandle : public SvrDMDataset {
  public:
   explicit ItemHandle(const SvrDMDataset& dataset) : SvrDMDataset(dataset) {}
@@ -48,9 +48,9 @@ void RefuseFileOfAnother(const SvrDMWriteableDataSource& writer, const std::stri
   }
 }
 
-// An observer that ignores the changes: without observers, a pass may skip the comparison. A later
-// pass would then find changes of variables from before the save, and mark the saved dataset as
-// dirty.
+// An observer that does nothing, registered because a pass without observers may skip the
+// comparison. A later pass would then find changes of variables from before the save, and mark the
+// saved dataset as dirty.
 class ComparedByPass : public SvrDMDataSetObserver {
  public:
   explicit ComparedByPass(SvrDMDataset& dataset) : dataset_(dataset) { dataset_.Register(*this); }
@@ -70,15 +70,15 @@ void NotifyOfChanges(SvrDMWriteableDataSource& writer) {
 }
 
 // Queues the message about the new file specification. For a dataset built on a saved file, the
-// next pass does this.
+// next pass queues the message.
 void ReportFile(SvrDMWriteableDataSource& writer, const std::string& path) {
   if (SystemFile(writer.GetDataSource()) || writer.GetDataSource()->GetFileSpec() == path) return;
   writer.AddNotification(new DEMessages::FileSpecChangeMsg(
       0, writer.GetDataSetID(), writer.GetCaseSequence(), path.c_str(), true));
 }
 
-// Closes the open file first: if it has the same name, LockSavFileInUse would keep it open,
-// although the save has replaced it on disk.
+// Closes the open file first: otherwise, if the name is unchanged, LockSavFileInUse would keep the
+// old file open, although the save has replaced it on disk.
 void HoldFile(SvrDMWriteableDataSource& writer) {
   writer.UnlockSavFileInUse();
   writer.LockSavFileInUse();

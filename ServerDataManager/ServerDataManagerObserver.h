@@ -11,12 +11,12 @@
 
 // The registry borrows an observer from Register to Unregister.
 //
-// An observer must not create a handle that locks a dataset: its thread holds the registry lock
-// and, in a creation notice from a notification pass, the write lock of the created dataset. The
-// observer may register and unregister dataset observers, even on the created dataset. But if the
-// observers of a dataset call the registry, registering on that dataset may deadlock while another
-// thread releases a writer of the dataset. An observer must not delete a dataset in every deletion
-// notice of that dataset, because each deletion sends another notice before it removes the dataset.
+// An observer must not create a handle that locks a dataset: the calling thread holds the registry
+// lock and, in a creation notice from a notification pass, the write lock of the created dataset.
+// The observer may register and unregister dataset observers, even on the created dataset. But if
+// the observers of a dataset call the registry, registering on that dataset may deadlock while
+// another thread releases a writer of the dataset. An observer that deletes a dataset in each of
+// its deletion notices recurses without end: each deletion sends another notice first.
 //
 // Threads: called on the thread that adds or deletes the dataset or runs its notification pass,
 // with the registry lock held. An observer may call the registry on that thread, even to register,
@@ -30,9 +30,9 @@ class SDM_EXPORT ServerDataManagerObserver {
   // The dataset is registered and has a data source. `fileName` is borrowed for the call; empty if
   // the dataset has no saved file, or its file name was suppressed. An exception propagates to the
   // caller of Add, or from a notification pass to the caller of Notify; the dataset stays
-  // registered. In a pass at the release of a writer, it ends the process. If a dataset gets its
-  // first data source from a writer and is deleted before that writer is released, its creation
-  // notice comes after its deletion notice.
+  // registered. In a pass at the release of a writer, an exception ends the process. If a dataset
+  // gets its first data source from a writer and is deleted before that writer is released, its
+  // creation notice comes after its deletion notice.
   virtual void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) = 0;
 
   // The dataset is about to be removed, but is still registered. Also called for a dataset that

@@ -1,6 +1,6 @@
 // Chains of data sources: each source points to its parent, the source that it reads from. A clone
-// also sets its parent link while it makes an iterator. These functions ignore that link, so other
-// threads may make iterators at the same time.
+// has a temporary parent link while it makes an iterator. These functions ignore the temporary
+// link, so other threads may make iterators at the same time.
 
 #ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
 #define SERVERDATAMANAGER_SOURCECHAIN_H_
@@ -11,8 +11,8 @@ class ORVX_DataSource;
 
 namespace sdm_internal {
 
-// Whether `ancestor` is `child` itself or above it in its chain. If one argument is null, returns
-// true only if both are null.
+// Whether `ancestor` is `child` itself, its parent, the parent's parent, or so on. If one argument
+// is null, returns true only if both are null.
 //
 // Threads: not safe while another thread changes the chain.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
@@ -30,8 +30,8 @@ struct DeleteChain {
 };
 using OwnedChain = std::unique_ptr<ORVX_DataSource, DeleteChain>;
 
-// Whether the last source in the chain of `ds` is a SystemFileDataSource: a source built on a saved
-// data file counts as that file. False for null.
+// Whether `ds` is built on a saved data file: the last source in its chain is a
+// SystemFileDataSource. False for null.
 //
 // Threads: not safe while another thread changes the chain.
 bool SystemFile(ORVX_DataSource const* ds);

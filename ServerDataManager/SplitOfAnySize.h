@@ -1,12 +1,12 @@
-// SetSplitOfAnySize: sets the split of a snapshot without a limit on the number of variables.
+// SetSplitOfAnySize: sets the split of a data source without a limit on the number of variables.
 
 #ifndef SERVERDATAMANAGER_SPLITOFANYSIZE_H_
 #define SERVERDATAMANAGER_SPLITOFANYSIZE_H_
 
 namespace sdm_internal {
 
-// Splits `source` by the variables at the `count` positions in `indices`. Calls SetSplitOfAnySize
-// if the platform has it, otherwise SetSplit, which has a limit.
+// Splits `source` by the variables at the `count` positions in `indices`. Another libdatasrc may
+// lack Source::SetSplitOfAnySize (docs/replacing-the-platform.md); SetSplit has a limit.
 template <class Source>
 void SetSplitOfAnySize(Source& source, unsigned int count, const int* indices, bool separate) {
   if constexpr (requires { source.SetSplitOfAnySize(count, indices, separate); }) {

@@ -1,5 +1,3 @@
-// SvrBootstrapSpecs: accessors and Display.
-
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 
 #include <ostream>

@@ -1,5 +1,3 @@
-// SvrBootstrapSpecsSerializer: encoding, decoding and checking, each field by field.
-
 #include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
 
 #include <algorithm>
@@ -45,8 +43,8 @@ void WriteList(const std::vector<Number>& list, std::string& bytes) {
   bytes.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof(Number));
 }
 
-// A pair has padding after its members, the format does not: the next pair overwrites the padding.
-// Packs several pairs at a time into a buffer, which is faster than appending each number.
+// Packs several pairs at a time into a buffer, which is faster than appending each number. In
+// memory, a pair ends with padding, which is not encoded: the next pair overwrites the padding.
 void WriteList(const std::vector<CaseStat>& list, std::string& bytes) {
   Write(static_cast<std::uint32_t>(list.size()), bytes);
   constexpr std::ptrdiff_t kPairsAtOnce = 256;
@@ -163,7 +161,7 @@ class EncodedIterator {
   const char* place_;
 };
 
-// Returns the fields after the mark one by one, without checking for the end of the bytes.
+// Decodes the fields after the byte-order mark one by one. Does not check where the bytes end.
 class Fields {
  public:
   explicit Fields(const char* bytes)
@@ -198,7 +196,7 @@ class Fields {
     next_ = end;
   }
 
-  // Appends the words in groups, and swaps each group in the list while it is in the fastest cache.
+  // Appends groups of words, and swaps the bytes of each group while it is in the fastest cache.
   template <class Word>
   void AppendSwapped(std::vector<Word>& list, std::uint32_t count) {
     constexpr std::uint32_t kWordsAtOnce = 128;
@@ -244,8 +242,8 @@ void ReadAfterVersion(Fields& fields, SvrBootstrapSpecs& specs) {
 
 // ---- checking -----------------------------------------------------------------------------------
 
-// Skips the fields of bytes that may end anywhere. Each step returns whether it succeeded. After
-// the first failure, which sets the finding, only Result may be called.
+// Checks a specification, whose bytes may end anywhere, by skipping its fields. Each Skip function
+// returns whether it succeeded. After the first failure, which sets the finding, call only Result.
 class Inspection {
  public:
   explicit Inspection(std::string_view bytes) : bytes_(bytes) {}
@@ -339,7 +337,7 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
     // Leaks a copy of the input, an oddity that is kept. Callers avoid the leak with checkSpecs.
     char* const copy = new char[input.size()];
     input.copy(copy, input.size());
-    asm volatile("" : : "r"(copy) : "memory");  // or the compiler may remove the unused copy
+    asm volatile("" : : "r"(copy) : "memory");  // keeps the unused copy
     return;
   }
   ReadAfterVersion(fields, specs);

@@ -46,8 +46,8 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
   static void serializeSpecs(const SvrBootstrapSpecs& specs, std::string& output);
 
   // Decodes the specification at the start of `input`, in either byte order, into `specs`. Only for
-  // bytes that serializeSpecs wrote: nothing is checked, and a truncated string is read past its
-  // end. Call checkSpecs first for bytes from outside.
+  // bytes that serializeSpecs wrote: checks only the version, and reads past the end of a truncated
+  // string. Call checkSpecs first for bytes from outside.
   //
   // An empty variable list in `input` leaves the list in `specs` unchanged; split ends and case
   // statistics are appended to those in `specs`. So decode into a new object. Values are not
@@ -61,7 +61,7 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
       Whole,           // complete: deserializeSpecs can decode it
       Truncated,       // the bytes end inside the field at `offset`
       UnknownVersion,  // the version at `offset` is not 1
-      ListTooLong,     // the list with its size at `offset` needs more bytes than remain
+      ListTooLong,     // the list at `offset` needs more bytes than remain
     };
     enum class ByteOrder { Native, Swapped };
 
@@ -69,7 +69,7 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
 
     Finding finding;
     ByteOrder byteOrder;  // compared with this machine; Native if the mark is truncated
-    std::size_t size;     // the number of bytes of the specification; 0 unless Whole
+    std::size_t size;     // of the specification, in bytes; 0 if not Whole
     std::size_t offset;   // where the invalid field starts; if Whole, where the specification ends
   };
 

@@ -12,8 +12,8 @@ using namespace sdm_internal;
 class SvrDMCloneDataSource::Data : public ORVX_RefCntObject {
  public:
   explicit Data(ORVX_DataSource const* chain) : source(chain) {}
-  // RefCountPtr needs a copy constructor. It is never called, because clones do not call
-  // Unshared(); otherwise two objects would delete the same chain.
+  // RefCountPtr needs a copy constructor to compile. It is never called, because clones do not call
+  // Unshared(): a copy would delete the same chain a second time.
   Data(Data const&) = default;
   Data& operator=(Data const&) = delete;
   ~Data() override { DeleteDataSourceTo(source, nullptr); }

@@ -33,7 +33,7 @@ class SDM_EXPORT SvrDMDataSetObserver {
   // Threads: called on the thread that runs the notification pass, which holds the dataset's write
   // lock and its notification mutex.
   //
-  // Must stay the first virtual function: clients in other binaries implement this slot.
+  // Must stay the first virtual function: other binaries implement this slot.
   virtual void OnDataSetChanged(SvrDMWriteableDataSource const* writer) = 0;
 
  protected:

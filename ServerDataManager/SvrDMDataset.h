@@ -113,9 +113,9 @@ class SDM_EXPORT SvrDMDataset {
   // Borrowed until Unregister, which removes every occurrence and ignores unknown observers. If
   // Register throws std::bad_alloc, nothing was added.
   // Threads: any, but not inside a notice of this dataset. Takes the notification mutex, so it
-  // waits for a notification pass in progress. Inside a notice of the registry, may deadlock with
-  // another thread that is releasing a writer of this dataset, if observers of the dataset call the
-  // registry.
+  // waits for a notification pass in progress. If observers of the dataset call the registry, a
+  // call inside a notice of the registry may deadlock with another thread that is releasing a
+  // writer of this dataset.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
@@ -132,8 +132,8 @@ class SDM_EXPORT SvrDMDataset {
   bool WindowHidden(bool hidden);
 
   // --- Handles at work on the dataset ---
-  // Each failed try leaves the count of writers one too high and the count of readers one too low
-  // (see SvrDMWriteableDataSource). A count below zero is returned as a number near 2^32.
+  // Each failed try to write leaves the count of writers one too high and the count of readers one
+  // too low (see SvrDMWriteableDataSource). A count below zero is returned as a number near 2^32.
   // Threads: any.
 
   // Includes writers that still wait for the lock.

@@ -50,8 +50,8 @@
 namespace sdm_internal {
 
 // A std::mutex with annotations, because std::mutex itself may have none. Lock a Mutex with
-// MutexLock. Unlock and Lock release the mutex for a part of that scope. SDM_UNCHECKED, because the
-// analysis does not see that locking the std::mutex locks the Mutex.
+// MutexLock. Within that scope, Unlock releases the mutex until Lock. SDM_UNCHECKED, because the
+// analysis does not see that locking mutex_ locks the Mutex.
 //
 // Threads: any.
 class SDM_CAPABILITY("mutex") Mutex {

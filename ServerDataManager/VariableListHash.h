@@ -101,7 +101,7 @@ class VariableListHash {
   }
 
   constexpr std::uint64_t Count() const { return count_; }
-  // Both results are less than the prime.
+  // First() and Second() are less than 2^61 - 1.
   constexpr std::uint64_t First() const { return first_; }
   constexpr std::uint64_t Second() const { return second_; }
 

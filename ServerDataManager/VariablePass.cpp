@@ -22,7 +22,7 @@ namespace sdm_internal {
 
 namespace {
 
-// Stops the process unless `settled`. Always reports this source, line and expression, although
+// Stops the process if `settled` is false. Reports a fixed source, line and expression, although
 // the code has moved.
 void CheckSettled(bool settled) {
   if (settled) return;
@@ -30,7 +30,6 @@ void CheckSettled(bool settled) {
                   "view.GetVariable(iNew) == pDs->GetVariable(iNew)");
 }
 
-// Copies the variables from position `first` to the end, in order.
 std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int first) {
   std::vector<ORVX_Variable> variables;
   const int count = source.ColumnCount();
@@ -43,12 +42,12 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 // until both lists have equal variables there: the position is then settled. Settled positions are
 // not searched again.
 //
-// Finds variables with the view's index of identifiers, and looks up each view variable in the
-// source only once. Queues the same messages as a linear search of the view from the current
-// position on.
+// Queues the same messages as a linear search of the view from the current position on, but finds
+// variables with the view's index of identifiers. Looks up each view variable in the source once.
 //
-// Each step makes its whole change or none, so that the next comparison can continue after a failed
-// one. For that, a step allocates before it changes the view; deleting variables allocates nothing.
+// An edit of the view and its message are made together or not at all, so that after a failure the
+// next comparison finds the remaining differences. For that, each edit allocates before it changes
+// the view; deleting variables allocates nothing.
 class StepwisePass {
  public:
   // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
@@ -240,10 +239,10 @@ class PositionSet {
 // unique identifiers. It skips blocks with equal stamps. It does not change the view until all
 // messages are queued; then the view takes over the source's variables in one step.
 //
-// Messages give positions in the view as StepwisePass would have edited it so far. When `index`
-// variables are settled, that view consists of these variables, followed by the variables of the
-// unedited view from `next_` on, except those in `taken_`, which were moved or deleted. So
-// positions are found by counting.
+// Messages give positions in the edited view: the view as StepwisePass would have edited it so far.
+// When `index` variables are settled, the edited view consists of the settled variables, followed
+// by the variables of the original view from position `next_` on, except the moved and deleted
+// variables (`taken_`). So positions are found by counting.
 template <class Source>
 class StampedPass {
  public:

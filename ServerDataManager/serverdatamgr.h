@@ -20,8 +20,8 @@
 //              lock has been released
 //
 // A thread that holds the registry lock may register and unregister observers of a dataset, which
-// takes the dataset's notification mutex. This may deadlock with a thread that is releasing a
-// writer of the dataset, if observers of the dataset call the registry.
+// takes the dataset's notification mutex. But if observers of the dataset call the registry, this
+// may deadlock with another thread that is releasing a writer of the dataset.
 //
 // The registry lock does not guard the state of a dataset. The list of datasets and their names
 // have a lock of their own (LeafLock.h), which is acquired last. Passwords have no lock.
@@ -55,8 +55,8 @@ class SDM_EXPORT ServerDataManager {
   // A separate registry, with its own datasets, identifiers and lock.
   ServerDataManager();
   // Releases the datasets without notifying observers. Datasets that still have handles survive,
-  // but must not be written: a notification pass would call the registry. The destructors of the
-  // data sources must not call the registry.
+  // but must not be written: a notification pass would call the destroyed registry. The destructors
+  // of the data sources must not call the registry.
   ~ServerDataManager();
   ServerDataManager(const ServerDataManager&) = delete;
   ServerDataManager& operator=(const ServerDataManager&) = delete;
@@ -143,14 +143,14 @@ class SDM_EXPORT ServerDataManager {
   // --- Deleting ---
 
   // Notifies the registry observers, then removes the first dataset with this identifier; an
-  // unknown identifier is ignored. The dataset is destroyed with its last handle; if it has none,
-  // here, under the registry lock. An exception from an observer propagates and leaves the dataset
-  // registered.
+  // unknown identifier is ignored. If the dataset has handles, its last handle destroys it;
+  // otherwise, Delete destroys it under the registry lock. An exception from an observer propagates
+  // and leaves the dataset registered.
   void Delete(const LocallyUniqueID& id);
 
   // Deletes every dataset, from the last registered to the first.
-  // Threads: not safe while other calls run. Takes the registry lock only while observers are
-  // notified.
+  // Threads: not safe while other threads call the registry. Takes the registry lock only while
+  // observers are notified.
   void Clear();
 
   // --- Passwords, observers, filter ---

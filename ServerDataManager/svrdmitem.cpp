@@ -165,7 +165,7 @@ ORVX_DataSource* SvrDMItem::DataSource() const {
 void SvrDMItem::SetDataSet(ORVX_DataSource* ds) {
   ORVX_DataSource* const old = DataSource();
   // Deletes the old chain before closing the file and replacing the pointer, because destructors of
-  // the old sources may still read both.
+  // the old sources may still read the file and the pointer.
   if (IsChildOf(old, ds)) {
     DeleteDataSourceTo(old, ds);
   } else if (!IsChildOf(ds, old)) {
@@ -461,8 +461,8 @@ bool SvrDMItem::PasswordMangled() const {
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(source)) {
     return file->GetPasswordMangled();
   }
-  // For a clone of a saved file, the file says whether the password is mangled. Clients rely on the
-  // check of the direct parent only, not of the parent's parent.
+  // If the parent is a saved file, the file says whether the password is mangled. The parent's
+  // parent is not checked: callers rely on this.
   const ORVX_DataSource* const parent =
       source != nullptr ? SvrDMCloneDataSource::ParentOf(*source) : nullptr;
   if (const auto* file = dynamic_cast<const SystemFileDataSource*>(parent)) {

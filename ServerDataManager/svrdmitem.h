@@ -18,9 +18,9 @@
 // program must lock datasets in one order, for example by identifier.
 //
 // Counters and flags have no lock: each is one plain field, accessed atomically by any thread.
-// Names are set, and compared by the registry, under one separate lock of the library. That lock
-// does not protect a reference to a name, and the password has no lock: do not read through a
-// reference while another thread sets the value.
+// Names are set, and compared by the registry, under the leaf lock (LeafLock.h). The leaf lock does
+// not protect a reference to a name, and the password has no lock: do not read through a reference
+// while another thread sets the name or password.
 
 #ifndef SERVERDATAMANAGER_SVRDMITEM_H_
 #define SERVERDATAMANAGER_SVRDMITEM_H_
@@ -71,8 +71,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager* manager,
             unsigned int caseSequence, const std::string& fileName, bool notifyDelete);
 
-  // An item with the null identifier and without a name, registry or data source. The registry
-  // never makes such an item. It must not be written: a notification pass would call the registry.
+  // An item with the null identifier and without a name, registry or data source; never made by a
+  // registry. Must not be written: a notification pass would call the missing registry.
   SvrDMItem();
 
   // Stops the process: items are shared, never copied. Declared because RefCountPtr needs it.
@@ -83,7 +83,6 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // bootstrap specification. An exception from one of their destructors ends the process.
   ~SvrDMItem() override;
 
-  // Compare items by identifier.
   bool operator==(const SvrDMItem& other) const { return id_ == other.id_; }
   bool operator<(const SvrDMItem& other) const { return id_ < other.id_; }
 
@@ -105,7 +104,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void FileName(const std::string& fileName);
   void FileName(std::string&& fileName) noexcept;
 
-  // The file name that this dataset could not get because another dataset already had it.
+  // The file name that this dataset could not get because another dataset had it; empty for none.
   // Threads: any.
   std::string SuppressedFileName() const;
   void SuppressedFileName(std::string fileName);
@@ -119,11 +118,12 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: any thread may check for null. To use the source, hold the read or the write lock.
   ORVX_DataSource* DataSource() const;
 
-  // Replaces the data source and deletes the sources that are not in the chain of `ds`: if the
-  // current source is built on `ds`, the current source and the sources between the two; if `ds` is
-  // built on the current source, none; otherwise the whole current chain. Owns `ds`, which may be
-  // null. `ds` must not be a source that a clone owns. Replacing a source that is not null closes
-  // the saved file and queues a ResetUndoMsg; a new source that is not null opens the saved file
+  // Replaces the data source with `ds`, which may be null; owns `ds`. If the current source is
+  // built on `ds`, deletes the current source and the sources between it and `ds`. If `ds` is built
+  // on the current source, deletes nothing. Otherwise deletes the whole current chain.
+  //
+  // `ds` must not be a source that a clone owns. Replacing a source that is not null closes the
+  // saved file and queues a ResetUndoMsg; a new source that is not null opens the saved file
   // again. After an exception, such as std::bad_alloc, the new source is in place, but the message
   // may be missing or the file not open.
   // Threads: the thread that holds the write lock.
@@ -153,7 +153,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void ReleaseLock();
 
   // --- Counters: handles at work on the dataset ---
-  // The range is not checked: each failed try leaves the count of readers one too low (see
+  // The range is not checked: each failed try to write leaves the count of readers one too low (see
   // SvrDMWriteableDataSource), possibly below zero.
   // Threads: any.
   int ReadersCount() const;
@@ -173,9 +173,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Adds the observer at the end of the list; an observer that is registered twice is called twice.
   // Borrows it until Unregister, which removes every occurrence.
-  // Threads: any, but not inside a notice of this dataset. Takes the notification mutex. May
-  // deadlock if this thread holds the registry lock while another thread releases a writer of this
-  // dataset and the dataset's observers call the registry.
+  // Threads: any, but not inside a notice of this dataset. Takes the notification mutex. If
+  // observers of the dataset call the registry, a call while holding the registry lock may deadlock
+  // with another thread that is releasing a writer of this dataset.
   void Register(SvrDMDataSetObserver& observer);
   void Unregister(SvrDMDataSetObserver& observer);
 
@@ -184,7 +184,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: the thread that holds the write lock; also for the next three operations.
   void AddNotification(DataSetMsg* message);
 
-  // The queued messages, oldest first. Borrowed until the writer is released.
+  // The queued messages, oldest first. Borrowed until a pass or ClearNotifications deletes them.
   const std::vector<DataSetMsg*>& Notifications() const { return notifications_; }
 
   // Deletes the queued messages.
@@ -202,8 +202,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   //
   // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
   // lost: queued messages stay queued, and the next pass compares the rest, sends the creation
-  // notice if it is still due, and delivers everything to every observer but its originator.
-  // Observers that were called before another observer threw receive the same messages again.
+  // notice if it is still due, and delivers everything to every observer but the originator
+  // of that pass. Observers that were called before another observer threw receive the same
+  // messages again.
   // Threads: the thread that holds the write lock. Takes one lock at a time: the notification mutex
   // for the comparison, the registry lock for the creation notice, and the notification mutex again
   // for the calls.
@@ -278,8 +279,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // --- Error monitor and bootstrap specification ---
 
-  // The monitor that reports errors to the client. It sends nothing before InitializeErrorMonitor,
-  // which borrows `proxy`, the channel.
+  // The monitor that reports errors to the client. It sends nothing before InitializeErrorMonitor
+  // sets its channel, `proxy`, which is borrowed until it is replaced or the item is destroyed.
   // Threads: the thread that holds the write lock.
   InteractiveErrorMonitor& GetErrorMonitor() { return errorMonitor_; }
   void InitializeErrorMonitor(PackageProxy* proxy);
@@ -297,7 +298,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   class NotificationGuard;
 
   // Like the public functions, with the handle for the lock monitor. Thread-safety analysis skips
-  // them, because a handle may be constructed on one thread and destroyed on another.
+  // these functions, because a handle may be constructed on one thread and destroyed on another.
   SDM_HIDDEN bool AcquireReadLock(bool tryOnly, sdm_internal::LockHolder who)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
   SDM_HIDDEN bool AcquireWriteLock(bool tryOnly, sdm_internal::LockHolder who)
@@ -337,8 +338,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   std::list<SvrDMDataSetObserver*> observers_ SDM_GUARDED_BY(notificationMutex_);
   std::vector<DataSetMsg*> notifications_ SDM_GUARDED_BY(lock_);  // owned
-  // Guarded by lock_. Not annotated, because the analysis does not follow the reference to it that
-  // callers get.
+  // Guarded by lock_. Not annotated, because the analysis does not follow the reference that
+  // GetErrorMonitor returns.
   InteractiveErrorMonitor errorMonitor_;
 
   LocallyUniqueID id_;

@@ -24,7 +24,7 @@
 #include <string_view>
 #include <vector>
 
-// The command number of frames in a PackageProxy. Error reports have the number 1000.
+// The command number with which a PackageProxy sends frames. Error reports have the number 1000.
 inline constexpr int kChangeFrameCommand = 1001;
 
 // A plain value. Its encoded form, after the signature and the version that every serialised object
@@ -70,7 +70,6 @@ class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
   std::uint32_t caseSequence = 0;
   // The digest of the dictionary after the messages are applied.
   DictionaryDigest digest;
-  // The encoded messages.
   std::string messageBytes;
 
  private:

@@ -22,17 +22,17 @@ namespace DictionaryComparison {
 
 struct Property {
   const char* name;     // for example "weight"
-  std::string value;    // for example "popul" with the quotation marks; the word none if absent
+  std::string value;    // for example "popul", with quotation marks; the word none if absent
   bool isUsual = true;  // false if most dictionaries do not have the property
   bool isSent = true;   // whether messages carry every change of the property
 };
 
-// The properties of the dictionary, always the same ones in the same order.
+// All properties of the dictionary, always in the same order.
 SDM_EXPORT std::vector<Property> PropertiesOf(const ORVX_DataSource& dictionary);
 
-// The texts of a property, of a variable or of a part of its definition, in both dictionaries.
+// A property, a variable or a part of a variable's definition, as text from both dictionaries.
 struct Line {
-  std::string what;  // for example "weight", or a variable and what differs: "age" label
+  std::string what;  // such as weight; or "age" label, for the label of the variable age
   std::string source;
   std::string mirror;
   bool isSent = true;  // as in Property

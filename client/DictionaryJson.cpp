@@ -120,7 +120,6 @@ Json Sets(const ORVX_DataSource& dictionary, const std::vector<VariableSet>& set
   });
 }
 
-// Writes each byte as two hexadecimal digits.
 std::string Hexadecimal(std::string_view bytes) {
   std::string digits;
   for (const char byte : bytes) {

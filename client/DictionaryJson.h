@@ -18,14 +18,14 @@ class ORVX_DataSource;
 
 // Each function returns JSON on one line, with the members always in the same order.
 //
-// For each identifier of a variable, there is also the name of the variable; it is null if the
-// dictionary has no such variable. A missing number is null, an infinite number a string,
+// Where an identifier refers to a variable, the variable's name is also given; the name is null if
+// the dictionary has no such variable. A missing number is null, an infinite number a string,
 // "Infinity" or "-Infinity". Bytes that are not UTF-8 become U+FFFD.
 //
 // Threads: any.
 namespace DictionaryJson {
 
-// An array with an object for each variable, with everything that defines the variable.
+// An array with one object for each variable, which has the variable's whole definition.
 SDM_EXPORT std::string Variables(const ORVX_DataSource& dictionary);
 
 // An object with the properties of the dictionary; of its extensions, only extension 0.

@@ -90,7 +90,8 @@ class SDM_HIDDEN DictionaryMirror::Pass final : public DataSetMsgVisitor {
   Pass& operator=(const Pass&) = delete;
   ~Pass();
 
-  // Applies one message. Error texts begin with the signature of the message and `position()`.
+  // Applies one message. Error texts begin with the signature of the message and the text that
+  // `position()` returns, such as ", message 2 of 5".
   template <class Position>
   void Apply(const DataSetMsg& message, Position position);
   void Commit() { committed_ = true; }
@@ -233,8 +234,8 @@ void DictionaryMirror::Pass::Visit(const InsertVarsMsg& message) {
   }
 }
 
-// Returns how many of the `variables`, from index `start` on, are in the dictionary in the same
-// order without a gap, from position `first` on.
+// Compares the dictionary from position `first` on with `variables` from index `start` on. Returns
+// the number of variables before the first difference.
 int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable>& variables,
                                       std::size_t start) const {
   int length = 0;

@@ -21,8 +21,8 @@ const ORVX_DataSource& OrEmpty(const ORVX_DataSource* source) {
   return source != nullptr ? *source : empty;
 }
 
-// Whether the file specification counts as reported: it does if it equals the file name, because a
-// pass or SaveDataset that reports a file specification makes it the file name.
+// Whether clients were notified of the file specification: a pass or SaveDataset that reports a
+// file specification also makes it the file name, so the two are then equal.
 bool FileSpecIsReported(const ORVX_DataSource& source, const SvrDMDataset& dataset) {
   const std::string fileName = dataset.GetFileName();
   return !fileName.empty() && fileName == source.GetFileSpec();

@@ -32,9 +32,9 @@ class SvrDMInputDataSource;
 // server.
 //
 // If the dataset has been through a pass before the observer is registered, the first frame has
-// only the changes since that pass. The client's reader detects this and requests a snapshot. The
-// client's reader also requests a snapshot after a change by the client's own writer: this observer
-// is the originator and is not notified, so the digest differs in the next pass.
+// only the changes since that pass. The ChangeStreamReader detects this, and the client requests a
+// snapshot. The client also requests a snapshot after a change by its own writer: this observer is
+// the originator and is not notified, so the digest differs in the next pass.
 //
 // If a dataset has several streams, the first stream encodes the pass and computes the digest for
 // all of them, unless another observer uses SvrDMWriteableDataSource::PassData. If an observer then
@@ -65,10 +65,10 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   // Sends one frame with the whole dictionary and the number of the last pass. The reader's lock
   // excludes passes during the call. After a failure, the stream is lost.
   //
-  // Sends the file specification only if it equals the dataset's file name, because a pass or
-  // SaveDataset that reports a file specification makes it the file name. For a dataset not built
-  // on a saved file, a caller may also have made the two equal: the snapshot then reports the
-  // file specification, although no pass does.
+  // Sends the file specification only if it equals the dataset's file name: a pass or SaveDataset
+  // that reports a file specification also makes it the file name. For a dataset not built on a
+  // saved file, a caller may have made the two equal: the snapshot then reports the file
+  // specification, although no pass does.
   //
   // For a dataset that has not been through a notification pass, the next pass reports everything
   // again; the client then requests another snapshot.
