@@ -49,8 +49,9 @@
 
 namespace sdm_internal {
 
-// A std::mutex with annotations, because std::mutex itself may have none. Lock a Mutex with
-// MutexLock. Within that scope, Unlock releases the mutex until Lock. SDM_UNCHECKED, because the
+// A std::mutex with annotations, because some standard libraries do not annotate std::mutex. Lock a
+// Mutex with MutexLock. Within that scope, Unlock() releases the mutex until Lock() is called.
+// SDM_UNCHECKED, because the
 // analysis does not see that locking mutex_ locks the Mutex.
 //
 // Threads: any.

@@ -204,8 +204,8 @@ class Saver {
   const ORVX_DataSource& source_;
   const std::string& path_;
   const ObsProjector projector_;
-  std::vector<OBS> row_;   // with the layout of the source's rows
-  std::vector<OBS> area_;  // with the layout of the source's own dictionary
+  std::vector<OBS> row_;   // from the source's iterator; a clone's rows have another layout
+  std::vector<OBS> area_;  // the row, converted to the layout of the source's own dictionary
   std::vector<int> types_;
   RecordText record_;
   std::uint64_t cases_ = 0;

@@ -20,7 +20,7 @@ class SDM_EXPORT ImputationInfoMsg final : public MessageGlue<ImputationInfoMsg,
   static const char* VSignature() { return "DEMessages::ImputationInfoMsg"; }
   static unsigned int Version() { return 1; }
 
-  // 0 rows per imputation: an object to decode into.
+  // An object to decode into. Its number of rows per imputation is 0.
   ImputationInfoMsg() = default;
 
   // 0 if the dataset is not the result of multiple imputation.

@@ -288,7 +288,7 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
 
   WatchedThread owner([&] { MakeIteratorOf(***writer); });
 
-  EXPECT_FALSE(owner.Waits());  // otherwise the two threads would deadlock
+  EXPECT_FALSE(owner.Waits());  // a writer that waited for `maker` would deadlock
   writer.reset();
 }
 

@@ -155,7 +155,8 @@ struct PatternTime {
   long dayOfYear = 0;  // 0: none
 };
 
-// Returns false if a day of the year, an hour of a 12-hour clock or an offset is out of range.
+// Returns false if an hour of a 12-hour clock or an offset is out of range, or if a day of the year
+// is 0. ValueOf checks the other limits.
 bool ReadDirective(char directive, PartReader& parts, PatternTime& time) {
   Calendar& c = time.calendar;
   switch (directive) {

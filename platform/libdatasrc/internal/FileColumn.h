@@ -63,8 +63,8 @@ class FileColumn {
   // Call these after all blocks. `schema` is for error messages; null without a schema.
 
   // The first row in which a required value is missing because the field is blank;
-  // ColumnPart::kNone if there is none. Known only after all blocks: blanks are a value if a later
-  // value makes the column text.
+  // ColumnPart::kNone if there is none. Known only after all blocks: if a later value gives the
+  // column the type Text, a blank field is a value and not missing.
   std::size_t RequiredButBlank() const;
   // Throws DataFileError: the required value in this record is missing.
   [[noreturn]] void FailAsMissing(const DelimitedText& record, std::size_t index) const;

@@ -241,7 +241,7 @@ class FieldReader {
     for (const JsonValue& each : *categories) field_.categories.push_back(CategoryOf(each));
   }
 
-  // `json` is a value, or an object with `value` and `label`.
+  // `json` is a value, or an object with `value` and optionally `label`.
   SchemaCategory CategoryOf(const JsonValue& json) const {
     SchemaCategory category;
     const JsonValue* value = &json;
