@@ -122,8 +122,8 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// Both variables are in the static TLS block, where access needs no function call: every recording
-// of a lock begins with such an access.
+// Every recording of a lock first reads these variables. So both are in the static TLS block, where
+// access needs no function call.
 __attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
 __attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
 

@@ -64,10 +64,10 @@ extern SDM_HIDDEN Mutex anyRegistryLock SDM_ACQUIRED_BEFORE(leafMutex);  // neve
 
 class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
  public:
-  // Owns `ds`, which may be null, and its chain of parents up to the first clone; if this
-  // constructor throws, the caller still owns them. Borrows `manager`. Opens the file `fileName`
-  // (see LockSavFileInUse) and records the creation time. If `notifyDelete` is false, registry
-  // observers are never notified of the dataset.
+  // Owns `ds`, which may be null, and its chain of parents, up to and including the first clone; if
+  // this constructor throws, the caller still owns them. Borrows `manager`. Opens the file
+  // `fileName` (see LockSavFileInUse) and records the creation time. If `notifyDelete` is false,
+  // registry observers are never notified of the dataset.
   SvrDMItem(LocallyUniqueID id, ORVX_DataSource* ds, ServerDataManager* manager,
             unsigned int caseSequence, const std::string& fileName, bool notifyDelete);
 

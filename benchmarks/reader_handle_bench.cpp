@@ -96,8 +96,9 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// Two upper bounds for the throughput of ReaderHandlesOnTwoThreads: of_shared_mutex, with a lock
-// that is one atomic counter, and without_lock, with a lock that costs nothing.
+// Two upper bounds for the throughput of ReaderHandlesOnTwoThreads, both as a multiple of
+// std::shared_mutex. of_shared_mutex: only the atomic operations of a handle whose lock is one
+// atomic counter. without_lock: the same without the lock.
 void AtomicOperationsOnTwoThreads(benchmark::State& state) {
   for (auto _ : state) {
     state.counters["readers_per_second"] = PerSecondOnTwoThreads(CountAndLockAsReader);

@@ -35,8 +35,8 @@ struct VariableSetImpl {
   bool operator==(const VariableSetImpl&) const = default;
 
   static constexpr std::int32_t kPlain = 0;       // not a multiple-response set
-  static constexpr std::int32_t kIndicators = 1;  // each variable indicates one answer
-  static constexpr std::int32_t kAnswers = 2;     // each variable contains one answer
+  static constexpr std::int32_t kIndicators = 1;  // a variable tells if an answer was given
+  static constexpr std::int32_t kAnswers = 2;     // the value of a variable is an answer
 };
 
 // A set, as VariableSets and ReadExtension return it. Its members may include deleted variables.

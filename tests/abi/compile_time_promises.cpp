@@ -140,8 +140,8 @@ static_assert(std::is_base_of_v<SvrDMDataset, SvrDMInputDataSource>);
 static_assert(std::is_convertible_v<SvrDMWriteableDataSource*, SvrDMInputDataSource*>);
 
 // A registry observer can be deleted through its interface. The other interfaces have no virtual
-// destructor, because their operation must have the first slot of the virtual table. So no object
-// can be deleted through them.
+// destructor, because their operation must have the first slot of the virtual table. Their
+// destructor is protected, so that no object can be deleted through them.
 static_assert(std::has_virtual_destructor_v<ServerDataManagerObserver>);
 static_assert(!std::is_destructible_v<SvrDMDataSetObserver>);
 static_assert(!std::is_destructible_v<ORVX_DataSourceFilterHook>);

@@ -452,8 +452,8 @@ TEST_F(WriterHandle, AFailedTryAgainstAReaderLeavesCountsOffByOne) {
   ExpectCounts(0, 1);
 }
 
-// After a failed try, no handle of the dataset releases its lock, so a wait for the lock may never
-// end. Therefore the tests below only try to acquire the lock.
+// After the constructor of a writer has failed with `tryOnly`, no handle of the dataset releases
+// its lock, so a wait for the lock may never end. Therefore the tests of this failure do not wait.
 
 TEST_F(WriterHandle, AFailedTryDoesNotReleaseTheHoldersLock) {
   const auto holder = Writer();

@@ -160,7 +160,7 @@ void ReplaceSource(Call& call) {
     const int position = NumberPositionOf(present, selector, "select cases");
     const LocallyUniqueID selectorID = present.GetVariable(position).GetID();
     source = std::make_unique<FilteredDataSource>(&present, selectorID);
-    source->SetDirty(present.IsDirty());  // the dirty flag is not part of the dictionary
+    source->SetDirty(present.IsDirty());  // FilteredDataSource does not copy it
   }
   writer.SetDataSet(std::move(source));
 }

@@ -43,8 +43,8 @@ std::vector<std::string> CommandNames();
 std::string UsageOf(const Command& command);
 
 // Breaks the text into lines of at most `width` columns; 0 means no limit. Lines after the first
-// start with `indent` blanks, which count towards the width. A word that does not fit into a line
-// gets a line of its own.
+// start with `indent` blanks, which count towards the width. A word that is wider than a line is
+// not broken.
 std::string Wrapped(const std::string& text, std::size_t width, std::size_t indent);
 
 // The functions of the table, by the files that define them.

@@ -243,7 +243,8 @@ class DataFileReader {
       const BlockColumn column{block.records, i, line_};
       isAllowed &= columns_[i].Append(column, block.parts[i], soFar);
     }
-    if (!isAllowed) FailAtFirstError(block);  // after the loop: uses the types of all columns
+    // After the loop, because the check uses the types that all columns now have.
+    if (!isAllowed) FailAtFirstError(block);
     line_ += static_cast<long>(block.records.LineFeedCount());
     PublishTypes();
   }

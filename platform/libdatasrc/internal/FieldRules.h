@@ -50,8 +50,8 @@ struct FieldRules {
   std::optional<TextForm> form;                     // from the type and format in the schema
   std::optional<TextForm> pattern;                  // the constraint `pattern`
   bool hasEnum = false;
-  std::unordered_set<double> numbers;  // of the enum
-  TextSet texts;                       // of the enum
+  std::unordered_set<double> numbers;  // the constraint `enum` of a number
+  TextSet texts;                       // the constraint `enum` of a text
 
   bool IsNumeric() const { return type != Type::Any && type != Type::String; }
   bool RestrictsTexts() const { return form || minLength || maxLength || pattern || hasEnum; }

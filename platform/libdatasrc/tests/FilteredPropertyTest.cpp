@@ -1,5 +1,5 @@
-// Random edits of dictionaries. For example, a filtered source has the same rows as its parent if
-// both dictionaries get the same edits.
+// Filtered sources under random edits of dictionaries and random selections of cases. For example,
+// a filtered source has the same rows as its parent if both dictionaries get the same edits.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/FilteredDataSource.h>
