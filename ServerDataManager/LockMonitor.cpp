@@ -301,20 +301,19 @@ struct Incidents {
   Clock::time_point noticed = Now();
 };
 
-// Whether the thread of `table` waits, directly or through other waiting threads, for a lock that
-// `target` holds. If so, appends each of these waits to `steps`, the last wait first, and marks the
-// waits (deadlockIsReported).
-bool LeadsTo(ThreadLocks& table, const ThreadLocks& target, std::vector<Step>& steps)
+// Whether `from` is `target`, or its thread waits, directly or through other waiting threads, for a
+// lock that `target` holds. If so, appends each of these waits to `steps`, the last wait first, and
+// marks the waits (deadlockIsReported).
+bool Reaches(ThreadLocks& from, const ThreadLocks& target, std::vector<Step>& steps)
     SDM_REQUIRES(TheMonitor().pauseMutex) {
-  table.isVisited = true;
+  if (&from == &target) return true;
+  if (!from.isWaiting || from.isVisited) return false;
+  from.isVisited = true;
   for (const auto& holder : TheMonitor().threads) {
     for (const Record& hold : holder->holds) {
-      if (!Excludes(hold, table.wait)) continue;
-      const bool found = holder.get() == &target || (holder->isWaiting && !holder->isVisited &&
-                                                     LeadsTo(*holder, target, steps));
-      if (!found) continue;
-      steps.push_back({{table.name, table.wait}, {holder->name, hold}});
-      table.deadlockIsReported = true;
+      if (!Excludes(hold, from.wait) || !Reaches(*holder, target, steps)) continue;
+      steps.push_back({{from.name, from.wait}, {holder->name, hold}});
+      from.deadlockIsReported = true;
       return true;
     }
   }
@@ -331,12 +330,9 @@ void FindDeadlocks(ThreadLocks& table, Incidents& incidents) noexcept
       const auto hold = std::ranges::find_if(
           holder->holds, [&](const Record& each) { return Excludes(each, table.wait); });
       if (hold == holder->holds.end()) continue;
+      for (const auto& other : TheMonitor().threads) other->isVisited = false;
       std::vector<Step> steps;
-      if (holder.get() != &table) {
-        if (!holder->isWaiting) continue;
-        for (const auto& other : TheMonitor().threads) other->isVisited = false;
-        if (!LeadsTo(*holder, table, steps)) continue;
-      }
+      if (!Reaches(*holder, table, steps)) continue;
       steps.push_back({{table.name, table.wait}, {holder->name, *hold}});
       incidents.deadlocks.push_back(std::move(steps));
       table.deadlockIsReported = true;

@@ -475,6 +475,7 @@ bool SvrDMItem::PasswordMangled() const {
 // Error monitor and bootstrap specification
 
 void SvrDMItem::InitializeErrorMonitor(PackageProxy* proxy) {
+  CallerHoldsWriteLock();
   errorMonitor_.InitializeErrorMonitor(id_, proxy);
 }
 

@@ -338,9 +338,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   std::list<SvrDMDataSetObserver*> observers_ SDM_GUARDED_BY(notificationMutex_);
   std::vector<DataSetMsg*> notifications_ SDM_GUARDED_BY(lock_);  // owned
-  // Guarded by lock_. Not annotated, because the analysis does not follow the reference that
-  // GetErrorMonitor returns.
-  InteractiveErrorMonitor errorMonitor_;
+  InteractiveErrorMonitor errorMonitor_ SDM_GUARDED_BY(lock_);
 
   LocallyUniqueID id_;
   unsigned int caseSequence_;  // see PlainField.h

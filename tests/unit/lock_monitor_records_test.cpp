@@ -165,7 +165,7 @@ TEST_F(LockRecords, ALockThatStaysHeldIsForgottenWithItsItem) {
 }
 
 // Counts allocations on a new thread, which has no table of lock records yet.
-TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
+TEST(LockMonitorOff, NeedsNoMemoryForHandlesObserversAndPasses) {
   ASSERT_FALSE(LockMonitor::IsOn());
   ServerDataManager registry;
   const LocallyUniqueID id = AddDataset(registry, "A B");
@@ -174,6 +174,7 @@ TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
   item->Register(observer);
   support::WriteNothing(registry, id);  // the first pass; the measured pass is the second
   item->Unregister(observer);
+  long forHandles = 0;
   long forRegister = 0;
   long forPass = 0;
   long forUnregister = 0;
@@ -183,6 +184,11 @@ TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
       work();
       return support::heap.taken - before;
     };
+    forHandles = allocations([&] {
+      const SvrDMDataset handle(registry, id);
+      { const SvrDMInputDataSource reader(item, /*tryOnly=*/false); }
+      const SvrDMWriteableDataSource writer(item, /*tryOnly=*/false, /*originator=*/nullptr);
+    });
     forRegister = allocations([&] { item->Register(observer); });
     std::optional<SvrDMWriteableDataSource> writer(std::in_place, item, false, nullptr);
     writer->AddNotification(new ResetUndoMsg());
@@ -190,6 +196,7 @@ TEST(LockMonitorOff, NeedsNoMemoryForObserversAndPasses) {
     forUnregister = allocations([&] { item->Unregister(observer); });
   }).join();
   EXPECT_EQ(observer.calls, 2);
+  EXPECT_EQ(forHandles, 0);
   EXPECT_EQ(forRegister, 1) << "the entry in the list of observers";
   EXPECT_EQ(forPass, 0);
   EXPECT_EQ(forUnregister, 0);

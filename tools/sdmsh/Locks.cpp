@@ -248,23 +248,24 @@ const Hold* CallerLocks::Asked(const Caller& caller) const {
 void CallerLocks::RefuseWaiting(const Caller& caller) const {
   const Hold* const asked = Asked(caller);
   if (asked == nullptr) return;
-  LockState blockers{StateOf(*asked->dataset).holders, {}};
-  std::string ways;
-  std::string laterWays;  // of callers that get the lock before this caller
-  for (bool isAhead = true; const Hold& hold : holds_) {
-    if (&hold == asked) isAhead = false;
-    if (hold.dataset != asked->dataset) continue;
-    const std::string way =
-        " and " + CommandText(hold.caller.Name(), {"release", asked->dataset->Name()});
-    if (hold.isAcquired) ways += way;
-    if (hold.isAcquired || !isAhead || !Excludes(hold.mode, asked->mode)) continue;
-    laterWays += way;
-    blockers.waiters.push_back({hold.caller.Name(), hold.mode});
+  const std::string dataset = asked->dataset->Name();
+  LockState blockers = StateOf(*asked->dataset);
+  // Only callers that asked before this caller are ahead.
+  blockers.waiters.erase(std::ranges::find(blockers.waiters, caller.Name(), &LockUser::name),
+                         blockers.waiters.end());
+  std::erase_if(blockers.waiters,
+                [&](const LockUser& ahead) { return !Excludes(ahead.mode, asked->mode); });
+  std::vector<std::string> ways;
+  for (const Hold& hold : holds_) {
+    if (!hold.isAcquired || hold.dataset != asked->dataset) continue;
+    ways.push_back(CommandText(hold.caller.Name(), {"release", dataset}));
   }
-  ways += laterWays;
-  if (!ways.empty()) ways.replace(0, std::string(" and").size(), "; it goes on after");
+  for (const LockUser& ahead : blockers.waiters) {
+    ways.push_back(CommandText(ahead.name, {"release", dataset}));
+  }
   throw CommandError(caller.Name() + " waits for " + LockText(*asked) + blockers.BlockersText() +
-                     ways + "; `@NAME COMMAND` gives a command as another caller");
+                     (ways.empty() ? "" : "; it goes on after " + Joined(ways, " and ")) +
+                     "; `@NAME COMMAND` gives a command as another caller");
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -316,7 +316,8 @@ class DataFileReader {
     return columns;
   }
 
-  void CheckBlanks() const {
+  // Throws DataFileError for the first required value that is missing because its field is blank.
+  void CheckRequiredValues() const {
     std::size_t row = ColumnPart::kNone;
     std::size_t column = 0;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -410,7 +411,7 @@ class DataFileReader {
   }
 
   DataFile Finish() {
-    CheckBlanks();
+    CheckRequiredValues();
     DataFile file;
     file.report.delimiter = delimiter_;
     file.report.decimalMark = decimalMark_;

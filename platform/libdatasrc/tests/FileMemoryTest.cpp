@@ -74,8 +74,8 @@ TEST(FileMemory, LooksUpMissingValuesByHash) {
   EXPECT_EQ(RowText(*source, area.data()), "[        ]");
 }
 
-// Opens the file five times and returns the most bytes allocated. Rarely, opening allocates fewer
-// bytes, because the number of buffers depends on the speed of the threads.
+// Opens the file five times and returns the most bytes that this thread allocated. Rarely, another
+// thread parses the text, and its allocations are not counted.
 std::size_t MostBytesToOpen(const std::string& path) {
   std::size_t most = 0;
   for (int i = 0; i < 5; ++i) most = std::max(most, BytesToOpen(path));
