@@ -92,4 +92,21 @@ TEST(FileMemory, LookingUpACellAllocatesNothing) {
   EXPECT_LT(MostBytesToOpen(folder.Write("data.csv", text)), plain + (1 << 18));
 }
 
+TEST(FileMemory, LookingUpEachOfManyCellsAllocatesNothing) {
+  const Folder folder;
+  const std::string word(40, 'v');  // longer than the small-string buffer
+  folder.Write("data.schema.json",
+               R"({"missingValues": [")" + word + R"("], "fields": [{"name": "c"}]})");
+  const auto allocationsToOpen = [&](int cells) {
+    std::string text = "c\n";
+    for (int i = 0; i < cells; ++i) text += word.substr(1) + "x\n";
+    const std::string path = folder.Write("data.csv", text);
+    const long before = support::heap.taken;
+    SystemFileDataSource::Open(path);
+    return support::heap.taken - before;
+  };
+
+  EXPECT_LT(allocationsToOpen(1500), allocationsToOpen(500) + 100);
+}
+
 }  // namespace
