@@ -14,10 +14,10 @@
 // A deadlock is a cycle of threads: each thread waits for a lock that the next thread holds. The
 // locks may be of different datasets and kinds. A thread that waits for a lock that it holds itself
 // is a cycle of one thread. The thread that completes the cycle detects the deadlock when it begins
-// to wait. If several threads hold the lock, several cycles may be completed at once; each cycle is
-// a deadlock. The thread that acquired a lock counts as its holder, although another thread may
-// release the lock; so a reported deadlock may still resolve. Waits with a time limit (TryRead,
-// TryWrite) are not recorded.
+// to wait. If several threads hold the lock, the wait may complete several cycles; one cycle
+// through each of these threads is reported. The thread that acquired a lock counts as its holder,
+// although another thread may release the lock; so a reported deadlock may still resolve. Waits
+// with a time limit (TryRead, TryWrite) are not recorded.
 //
 // If the handler is called when a wait begins, reports show the wait only after the handler has
 // returned.
@@ -30,6 +30,7 @@
 // lock that is free writes to no shared memory. A report copies all tables; meanwhile, a thread
 // that has to write its table waits. To limit these waits, reports are at least a millisecond
 // apart: GetLockReport waits if necessary.
+//
 // Creating and destroying a reader handle takes 1.2 to 1.4 times as long as without the monitor.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_

@@ -263,8 +263,8 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 
 // Two threads that keep the lock held. In each turn, a thread holds the lock for half a
 // millisecond, then until the other thread has also arrived, but at most half a millisecond longer.
-// Both stop after 5 seconds, so that a starved third thread fails the test instead of waiting
-// forever.
+// Both threads stop after 5 seconds, so that a starved third thread fails the test instead of
+// waiting forever.
 class TwoInTurns {
  public:
   // Creates a handle, calls the given function, and releases the handle.

@@ -101,7 +101,7 @@ class FileColumn {
   std::size_t reservedRows_ = 0;   // of `texts_`
   std::size_t reservedBytes_ = 0;  // of `texts_`
   std::size_t widest_ = 1;
-  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // number of cases by word number
+  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // cases by word; see ColumnPart
   ImportReport::Variable reported_;
 };
 
