@@ -82,8 +82,7 @@ void AddVariables(Shell& shell, const Line& line, std::vector<std::string>& word
   const DatasetPtr dataset = shell.Find(caller, line.words[1]);
   const ReaderPtr reader = shell.Locks().TryRead(caller, *dataset);
   // If the dataset cannot be read, the mirror has the variables as of the last pass.
-  const ORVX_DataSource* const source =
-      reader != nullptr ? **reader : &dataset->Interpreter().Mirror();
+  const ORVX_DataSource* const source = reader != nullptr ? **reader : &dataset->Changes().Mirror();
   if (source == nullptr) return;
   for (const ORVX_Variable& variable : VariablesOf(*source)) words.push_back(variable.GetName());
 }

@@ -345,7 +345,7 @@ void ShowVariables(Call& call) {
 
 void ShowMirror(Call& call) {
   const ORVX_DataSource& source = SourceOrEmpty(call.Reader());
-  const ORVX_DataSource& mirror = call.dataset->Interpreter().Mirror();
+  const ORVX_DataSource& mirror = call.dataset->Changes().Mirror();
   call.Show(
       "mirror", [&] { return MirrorText(call.dataset->Name(), source, mirror, call.shell.Out()); },
       [&] { return MirrorInJson(SideInJson(source), SideInJson(mirror)); });

@@ -29,7 +29,7 @@ bool IsOn(const LockReport::Entry& entry, const OpenDataset& dataset) {
 }
 
 void RefuseUnfitMessages(const OpenDataset& dataset) {
-  const std::string& failure = dataset.Interpreter().Failure();
+  const std::string& failure = dataset.Changes().Failure();
   if (failure.empty()) return;
   throw CommandError("the change messages of " + dataset.Name() +
                      " do not fit together: " + failure);
@@ -388,7 +388,7 @@ void CallerLocks::Release(Caller& caller, DatasetPtr dataset) {
   if (last == holds_.rend()) {
     throw CommandError(caller.Name() + " holds no lock on " + dataset->Name());
   }
-  const int passCountBefore = dataset->Interpreter().PassCount();
+  const int passCountBefore = dataset->Changes().PassCount();
   caller.Do([&hold = *last] {
     // If the pass fails in Notify, the lock stays held. In the handle's destructor, the failure
     // would end the process.
@@ -409,7 +409,7 @@ void CallerLocks::ReleaseAll(Caller& caller) {
 }
 
 void CallerLocks::Notify(const Caller& caller, const OpenDataset& dataset) {
-  const int passCountBefore = dataset.Interpreter().PassCount();
+  const int passCountBefore = dataset.Changes().PassCount();
   Writer(caller, dataset).Notify();
   SayNotified(caller, dataset, passCountBefore);
   RefuseUnfitMessages(dataset);
@@ -420,7 +420,7 @@ void CallerLocks::Notify(const Caller& caller, const OpenDataset& dataset) {
 void CallerLocks::SayNotified(const Caller& caller, const OpenDataset& dataset,
                               int passCountBefore) {
   shell_.Out().SayNotices();
-  if (dataset.Interpreter().PassCount() == passCountBefore) return;
+  if (dataset.Changes().PassCount() == passCountBefore) return;
   if (!dataset.IsObservedBy(caller.Name())) return;
   shell_.Out().Say(
       [&] { return "  " + caller.Name() + ": not notified of its own changes"; },

@@ -1,65 +1,28 @@
 #include "OpenDataset.h"
 
-#include <client/DictionaryJson.h>
-#include <liborvxdemg/DataSetMsg.h>
 #include <liborvxmsgs/ReportedErrorMsg.h>
 #include <libplatdep/mbstricmp.h>
 #include <libvserial/VStream.h>
 #include <PackageProxy/PackageProxy.h>
-#include <ServerDataManager/SvrDMWriteableDataSource.h>
 
 #include <algorithm>
-#include <exception>
-#include <new>
 #include <utility>
 
 namespace sdmsh {
 
-void ChangeInterpreter::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
-  if (!interrupted_) pass_.clear();
-  interrupted_ = true;  // stays true if Interpret runs out of memory
-  try {
-    if (failure_.empty()) Interpret(*writer);
-  } catch (const std::bad_alloc&) {
-    throw;  // the dataset repeats the pass, and Interpret continues where it stopped
-  } catch (const std::exception& error) {
-    failure_ = error.what();
-  }
-  interrupted_ = false;
-  ++passCount_;
-}
-
-void ChangeInterpreter::Interpret(SvrDMWriteableDataSource const& writer) {
-  const std::vector<DataSetMsg*>& messages = writer.GetNotifications();
-  pass_.reserve(messages.size());  // so that push_back cannot fail after Apply
-  while (pass_.size() < messages.size()) {
-    const DataSetMsg& message = *messages[pass_.size()];
-    const ORVX_DataSource& before = mirror_.Dictionary();
-    Change change;
-    if (output_.IsJson()) {
-      change.json = Json::parse(DictionaryJson::Change(message, before));
-    } else {
-      change.words = OnOneLine(message.ToString(&before));
-    }
-    mirror_.Apply(message);
-    pass_.push_back(std::move(change));
-  }
-}
-
-// Adds a notice to the output for each message of a pass. The interpreter is notified first and has
-// formatted the messages.
+// Adds a notice to the output for each message of a pass.
 class OpenDataset::CallerObserver final : public SvrDMDataSetObserver {
  public:
   CallerObserver(const OpenDataset& dataset, std::string caller)
       : dataset_(dataset), caller_(std::move(caller)) {}
 
   void OnDataSetChanged(SvrDMWriteableDataSource const*) override {
-    for (const ChangeInterpreter::Change& change : dataset_.interpreter_.Pass()) {
+    for (const std::string& change : dataset_.changes_.Pass()) {
       dataset_.output_.Notice(
-          [&] { return "  " + caller_ + ": " + change.words; },
+          [&] { return "  " + caller_ + ": " + OnOneLine(change); },
           [&] {
             Json json = {{"event", "notified"}, {"caller", caller_}, {"dataset", dataset_.Name()}};
-            json.update(change.json);
+            json.update(Json::parse(change));
             return json;
           });
     }
@@ -117,13 +80,16 @@ class OpenDataset::ClientChannel final : public PackageProxy {
 };
 
 OpenDataset::OpenDataset(SvrDMItemPtr item, Output& output)
-    : output_(output), item_(item), handle_(item), interpreter_(output) {
-  handle_.Register(interpreter_);
+    : output_(output),
+      item_(item),
+      handle_(item),
+      changes_(output.IsJson() ? ChangeLog::Format::Json : ChangeLog::Format::Words) {
+  handle_.Register(changes_);
 }
 
 OpenDataset::~OpenDataset() {
   handle_.InitializeErrorMonitor(nullptr);
-  handle_.Unregister(interpreter_);
+  handle_.Unregister(changes_);
   for (auto& [caller, observer] : observerOf_) handle_.Unregister(*observer);
 }
 

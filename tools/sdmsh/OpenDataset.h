@@ -6,7 +6,7 @@
 
 #include "Output.h"
 
-#include <client/DictionaryMirror.h>
+#include <client/server/ChangeLog.h>
 #include <ServerDataManager/SvrDMDataset.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 #include <ServerDataManager/SvrDMItemPtr.h>
@@ -18,53 +18,6 @@
 #include <vector>
 
 namespace sdmsh {
-
-// Formats the change messages of a dataset. Messages identify most variables by identifier or
-// position only, so the interpreter maintains a mirror of the dictionary from the messages, and
-// takes the names of variables from the mirror as it is before each message.
-//
-// The interpreter must be the first observer of its dataset, so that the other observers find the
-// messages formatted. It must be registered before the first pass, and never be an originator, or
-// it would miss a pass.
-//
-// Threads: as for the observers of the dataset.
-class ChangeInterpreter final : public SvrDMDataSetObserver {
- public:
-  // One message, formatted as `words` or as `json`, whichever the output prints.
-  struct Change {
-    std::string words;
-    Json json;
-  };
-
-  explicit ChangeInterpreter(const Output& output) : output_(output) {}
-
-  // Throws std::bad_alloc if memory runs out; the dataset then repeats the pass. In the destructor
-  // of a writer, this exception ends the process, so release a writer only after its Notify() has
-  // succeeded.
-  void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
-
-  // The changes of the current pass, or of the last pass if none is running.
-  const std::vector<Change>& Pass() const { return pass_; }
-  // The number of passes that have notified the interpreter.
-  int PassCount() const { return passCount_; }
-
-  // The dictionary according to the messages so far. The reference is valid until the next pass.
-  const ORVX_DataSource& Mirror() const { return mirror_.Dictionary(); }
-
-  // Why a message did not fit the mirror; empty if all messages fit. Later messages are ignored:
-  // the mirror keeps its state from before that message, and Pass() is empty from the next pass on.
-  const std::string& Failure() const { return failure_; }
-
- private:
-  void Interpret(SvrDMWriteableDataSource const& writer);
-
-  const Output& output_;
-  DictionaryMirror mirror_;
-  std::vector<Change> pass_;
-  bool interrupted_ = false;  // whether pass_ is incomplete because the pass ran out of memory
-  int passCount_ = 0;
-  std::string failure_;
-};
 
 // Shares ownership of the dataset's item, so that a closed dataset exists as long as callers hold
 // its lock.
@@ -113,7 +66,8 @@ class OpenDataset {
   // How many reports clients have received.
   int ReportCount() const { return reportCount_; }
 
-  const ChangeInterpreter& Interpreter() const { return interpreter_; }
+  // The changes of the dataset, in the format of the output.
+  const ChangeLog& Changes() const { return changes_; }
 
  private:
   class CallerObserver;
@@ -122,7 +76,7 @@ class OpenDataset {
   Output& output_;
   SvrDMItemPtr item_;
   SvrDMDataset handle_;
-  ChangeInterpreter interpreter_;
+  ChangeLog changes_;  // the first observer, so that the others find the messages in it
   std::map<std::string, std::unique_ptr<CallerObserver>> observerOf_;  // by name of the caller
   std::vector<std::string> observers_;
   std::unique_ptr<ClientChannel> client_;  // null if there is no client
