@@ -12,11 +12,13 @@
 #include <linux/membarrier.h>
 #include <ServerDataManager/LockRecords.h>
 #include <ServerDataManager/ThreadSafety.h>
+#include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <condition_variable>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
@@ -34,6 +36,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Label = std::array<char, 32>;
 
+// Stands for "never" as a bound for waits, and does not overflow in sums.
+constexpr auto kEver = std::chrono::hours(24 * 365 * 100);
+
 // Limits how often reports can pause the other threads. Without a limit, a thread that waits to
 // write its table can miss the moments between the pauses, and wait through thousands of reports.
 constexpr auto kTimeBetweenReports = std::chrono::milliseconds(1);
@@ -46,9 +51,16 @@ Clock::time_point Now() {
                            std::chrono::nanoseconds(now.tv_nsec));
 }
 
+// Does not cut the text within a UTF-8 character.
 Label LabelOf(const char* text) {
   Label label{};
-  if (text != nullptr) std::strncpy(label.data(), text, label.size() - 1);
+  if (text == nullptr) return label;
+  std::size_t size = strnlen(text, label.size());
+  if (size == label.size()) {
+    do --size;
+    while (size > 0 && (text[size] & 0xC0) == 0x80);
+  }
+  std::memcpy(label.data(), text, size);
   return label;
 }
 
@@ -81,9 +93,11 @@ struct Monitor {
   std::vector<std::unique_ptr<ThreadLocks>> threads SDM_GUARDED_BY(pauseMutex);
   unsigned int lastNumber SDM_GUARDED_BY(pauseMutex) = 0;
   std::shared_ptr<const LockMonitor::Handler> handler SDM_GUARDED_BY(pauseMutex);
+  Clock::duration longWait SDM_GUARDED_BY(pauseMutex) = kEver;
+  std::condition_variable longWaitChanged;
+  bool isWatched SDM_GUARDED_BY(pauseMutex) = false;  // whether the thread of WatchWaits runs
 
   std::atomic<bool> complete{true};
-  std::atomic<Clock::duration> longWait{Clock::duration::zero()};
 
   Mutex reportMutex SDM_ACQUIRED_BEFORE(pauseMutex);
   std::size_t lastReportSize SDM_GUARDED_BY(reportMutex) = 0;
@@ -107,8 +121,9 @@ struct ThreadLocks {
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
+  bool waitIsTimed = false;         // whether the wait has a time limit
   bool waitIsShown = false;         // whether reports include the wait
-  bool waitIsReported = false;      // whether FindLongWaits has found the wait
+  bool waitIsReported = false;      // whether the wait was reported as long
   bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
   ThreadName name;
   bool isVisited = false;  // used by the search for a deadlock
@@ -122,10 +137,11 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// Every recording of a lock first reads these variables. So both are in the static TLS block, where
-// access needs no function call.
-__attribute__((tls_model("initial-exec"))) thread_local ThreadLocks* ownTable = nullptr;
-__attribute__((tls_model("initial-exec"))) thread_local bool threadEnds = false;
+// In the static TLS block, where access needs neither a function call nor an allocation.
+#define SDM_STATIC_TLS __attribute__((tls_model("initial-exec"))) thread_local
+SDM_STATIC_TLS ThreadLocks* ownTable = nullptr;
+SDM_STATIC_TLS bool threadEnds = false;
+SDM_STATIC_TLS Label ownLabel{};
 
 // The flags in `gate`. A thread checks them before each write to its table; if none is set, it
 // writes immediately.
@@ -215,7 +231,7 @@ ThreadLocks* NewTable() {
       unused != threads.end() ? **unused : *threads.emplace_back(std::make_unique<ThreadLocks>());
   table.holds.reserve(16);  // so that recording a lock rarely allocates
   table.hasThread = true;
-  table.name = {++TheMonitor().lastNumber, Label{}};
+  table.name = {++TheMonitor().lastNumber, ownLabel};
   return &table;
 }
 
@@ -307,7 +323,7 @@ struct Incidents {
 bool Reaches(ThreadLocks& from, const ThreadLocks& target, std::vector<Step>& steps)
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (&from == &target) return true;
-  if (!from.isWaiting || from.isVisited) return false;
+  if (!from.isWaiting || from.waitIsTimed || from.isVisited) return false;
   from.isVisited = true;
   for (const auto& holder : TheMonitor().threads) {
     for (const Record& hold : holder->holds) {
@@ -342,12 +358,6 @@ void FindDeadlocks(ThreadLocks& table, Incidents& incidents) noexcept
   }
 }
 
-bool IsTooLong(const ThreadLocks& table, Clock::time_point now) {
-  const Clock::duration bound = TheMonitor().longWait.load(std::memory_order_relaxed);
-  return bound > Clock::duration::zero() && table.isWaiting && !table.waitIsReported &&
-         now - table.wait.since > bound;
-}
-
 NamedRecord BlockerOf(const ThreadLocks& table) SDM_REQUIRES(TheMonitor().pauseMutex) {
   for (const auto& holder : TheMonitor().threads) {
     for (const Record& hold : holder->holds) {
@@ -357,16 +367,25 @@ NamedRecord BlockerOf(const ThreadLocks& table) SDM_REQUIRES(TheMonitor().pauseM
   return {};
 }
 
-void FindLongWaits(Incidents& incidents) noexcept SDM_REQUIRES(TheMonitor().pauseMutex) {
+// Collects the waits longer than `bound` that were not reported. Returns the time at which the next
+// wait may become too long.
+Clock::time_point FindLongWaits(Clock::duration bound, Incidents& incidents) noexcept
+    SDM_REQUIRES(TheMonitor().pauseMutex) {
+  Clock::time_point next = incidents.noticed + bound;
   try {
     for (const auto& table : TheMonitor().threads) {
-      if (!IsTooLong(*table, incidents.noticed)) continue;
+      if (!table->isWaiting || table->waitIsReported) continue;
+      if (incidents.noticed <= table->wait.since + bound) {
+        next = std::min(next, table->wait.since + bound);
+        continue;
+      }
       incidents.longWaits.push_back({{table->name, table->wait}, BlockerOf(*table)});
       table->waitIsReported = true;
     }
   } catch (...) {
     TheMonitor().complete = false;
   }
+  return next;
 }
 
 LockReport::Entry EntryOf(const NamedRecord& copy) {
@@ -417,20 +436,20 @@ void Report(Incidents& incidents) noexcept {
   }
 }
 
-// Runs `find`, which collects incidents, while the tables are paused, then calls the handler.
-template <class Find>
-void FindAndReport(Find find) noexcept {
+// Searches for deadlocks that include the wait of `table`, and calls the handler for each.
+void ReportDeadlocks(ThreadLocks& table) noexcept {
   Incidents incidents;
   {
     const Pause pause;
-    find(incidents);
+    FindDeadlocks(table, incidents);
   }
   Report(incidents);
 }
 
-void SetWait(ThreadLocks& table, const Record& wait) {
+void SetWait(ThreadLocks& table, const Record& wait, bool isTimed = false) {
   table.wait = wait;
   table.isWaiting = true;
+  table.waitIsTimed = isTimed;
   table.waitIsShown = false;
   table.waitIsReported = false;
   table.deadlockIsReported = false;
@@ -441,28 +460,20 @@ void ShowWait(ThreadLocks& table) {
   table.waitIsShown = true;
 }
 
-bool BeginWait(const LockRequest& lock, LockHolder who) noexcept {
+bool BeginWait(const LockRequest& lock, LockHolder who, bool isTimed) noexcept {
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return false;
-  FindAndReport([&](Incidents& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
-    SetWait(*table, {lock, who.handle, incidents.noticed, LabelOf(who.label)});
-    FindDeadlocks(*table, incidents);
-    FindLongWaits(incidents);
-  });
+  {
+    const Edit edit(*table);
+    SetWait(*table, {lock, who.handle, Now(), LabelOf(who.label)}, isTimed);
+  }
+  if (!isTimed) ReportDeadlocks(*table);
   ShowWait(*table);
   return true;
 }
 
-// `table` is the table of the calling thread. Needs an Edit even to read it, because another thread
-// may mark the wait as reported at any time.
-bool WasTooLong(ThreadLocks& table) {
-  const Edit edit(table);
-  return IsTooLong(table, Now());
-}
-
 void EndWait(bool acquired) noexcept {
   ThreadLocks& table = *ownTable;
-  if (WasTooLong(table)) FindAndReport(FindLongWaits);
   const Edit edit(table);
   table.isWaiting = false;
   if (!acquired) return;
@@ -528,8 +539,8 @@ void RemoveLock(const void* address) noexcept {
   }
 }
 
-WaitRecord::WaitRecord(const LockRequest& lock, LockHolder who) noexcept
-    : waiting_(BeginWait(lock, who)) {}
+WaitRecord::WaitRecord(const LockRequest& lock, LockHolder who, bool isTimed) noexcept
+    : waiting_(BeginWait(lock, who, isTimed)) {}
 
 WaitRecord::~WaitRecord() {
   if (waiting_) EndWait(/*acquired=*/false);
@@ -554,12 +565,7 @@ ScopeRecord::ScopeRecord(const LockRequest& lock) noexcept : lock_(lock) {
   state_ = State::Waiting;
   // Claims the lock after recording the wait, so that a thread that sees the claim also sees the
   // wait.
-  if (ClaimsOn(lock).fetch_add(1) > 0) {
-    FindAndReport([&](Incidents& incidents) SDM_REQUIRES(TheMonitor().pauseMutex) {
-      FindDeadlocks(*table, incidents);
-      FindLongWaits(incidents);
-    });
-  }
+  if (ClaimsOn(lock).fetch_add(1) > 0) ReportDeadlocks(*table);
   ShowWait(*table);
 }
 
@@ -582,7 +588,6 @@ ScopeRecord::~ScopeRecord() {
 LockReport ReportLocksOf(const ServerDataManager* registry) {
   std::vector<NamedRecord> holds;
   std::vector<NamedRecord> waits;
-  Incidents incidents;
   LockReport report;
   {
     const MutexLock turn(TheMonitor().reportMutex);
@@ -596,14 +601,11 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
     report.complete = LocksAreMonitored();
     if (report.complete) {
       CopyRecords(holds, waits);
-      FindLongWaits(incidents);
       TheMonitor().lastReportSize = std::max(holds.size(), waits.size());
     }
     report.taken = Now();
     TheMonitor().nextReport = Clock::now() + kTimeBetweenReports;
   }
-  Report(incidents);
-
   report.complete = report.complete && TheMonitor().complete.load(std::memory_order_relaxed);
   const auto addEntries = [registry](const std::vector<NamedRecord>& copies, auto& entries) {
     for (const NamedRecord& copy : copies) {
@@ -620,6 +622,45 @@ LockReport ReportLocksOf(const ServerDataManager* registry) {
   });
   return report;
 }
+
+Clock::time_point ReportLongWaits(Clock::duration bound) noexcept {
+  Incidents incidents;
+  Clock::time_point next;
+  {
+    const Pause pause;
+    next = FindLongWaits(bound, incidents);
+  }
+  Report(incidents);
+  return next;
+}
+
+namespace {
+
+// Reports each long wait when it becomes too long. Runs on a thread of its own until the process
+// ends.
+[[noreturn]] void WatchWaits() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);  // signals go to the threads of the application
+  pthread_setname_np(pthread_self(), "sdm-locks");
+  Monitor& monitor = TheMonitor();
+  Clock::duration bound = kEver;
+  Clock::time_point next = Clock::now() + bound;
+  for (;;) {
+    {
+      MutexLock lock(monitor.pauseMutex);
+      monitor.longWaitChanged.wait_until(
+          lock.ForWaiting(), next,
+          [&]() SDM_REQUIRES(monitor.pauseMutex) { return monitor.longWait != bound; });
+      bound = monitor.longWait;
+    }
+    next = LocksAreMonitored() ? ReportLongWaits(bound) : Clock::now() + bound;
+    // Not before the coarse clock, which may be late by a few milliseconds, has reached the time.
+    next = std::max(next, Clock::now()) + std::chrono::milliseconds(5);
+  }
+}
+
+}  // namespace
 
 }  // namespace sdm_internal
 
@@ -649,16 +690,22 @@ bool LockMonitor::IsOn() {
 }
 
 void LockMonitor::SetHandler(Handler handler, std::chrono::milliseconds longWait) {
+  const bool hasBound = longWait > longWait.zero() && longWait < kEver;
   auto shared = std::make_shared<const Handler>(std::move(handler));
   Monitor& monitor = TheMonitor();
   const MutexLock lock(monitor.pauseMutex);
+  if (hasBound && !monitor.isWatched) {
+    std::thread(WatchWaits).detach();
+    monitor.isWatched = true;
+  }
   monitor.handler.swap(shared);
-  monitor.longWait.store(longWait, std::memory_order_relaxed);
+  monitor.longWait = hasBound ? longWait : kEver;
+  monitor.longWaitChanged.notify_one();
 }
 
 void LockMonitor::NameThread(const char* label) {
-  ThreadLocks* const table = IsOn() ? OwnTable() : nullptr;
-  if (table == nullptr) return;
-  const Edit edit(*table);
-  table->name.label = LabelOf(label);
+  ownLabel = LabelOf(label);
+  if (ownTable == nullptr) return;
+  const Edit edit(*ownTable);
+  ownTable->name.label = ownLabel;
 }

@@ -16,14 +16,15 @@
 // is a cycle of one thread. The thread that completes the cycle detects the deadlock when it begins
 // to wait. If several threads hold the lock, the wait may complete several cycles; one cycle
 // through each of these threads is reported. The thread that acquired a lock counts as its holder,
-// although another thread may release the lock; so a reported deadlock may still resolve. Waits
-// with a time limit (TryRead, TryWrite) are not recorded.
+// although another thread may release the lock; so a reported deadlock may still resolve. A wait
+// with a time limit (TryRead, TryWrite) ends by itself, so it is never part of a deadlock.
 //
 // If the handler is called when a wait begins, reports show the wait only after the handler has
 // returned.
 //
-// A long wait is detected when it ends, when another thread begins to wait, or when a report is
-// made. The library has no thread of its own; for earlier detection, request reports periodically.
+// A long wait is reported a few milliseconds after it has become too long, by a thread of the
+// library. The first call of SetHandler with a bound starts that thread; it sleeps most of the
+// time, and runs until the process ends.
 //
 // While the monitor is off, it costs one relaxed load per acquire and release, and no memory. While
 // it is on, each thread records its locks in a small table of its own; recording a reader/writer
@@ -56,16 +57,17 @@ class SDM_EXPORT LockMonitor {
   using Handler = std::function<void(const LockIncident&)>;
 
   // Installs the handler of the process; an empty function removes it. The handler is called once
-  // for each deadlock and once for each wait longer than `longWait` (zero: never). It runs on a
-  // thread that is about to wait, has waited, or makes a report, possibly on several threads
-  // concurrently. That thread may hold locks, so the handler must not use datasets or registries,
-  // nor wait for another thread. Its exceptions are ignored. Calls of the previous handler may
-  // still be in progress when SetHandler returns. SetHandler may throw std::bad_alloc.
+  // for each deadlock and once for each wait longer than `longWait` (zero: never). For a deadlock,
+  // it runs on the thread that is about to wait; for a long wait, on the thread of the library;
+  // possibly on several threads concurrently. The thread may hold locks, so the handler must not
+  // use datasets or registries, nor wait for another thread. Its exceptions are ignored. Calls of
+  // the previous handler may still be in progress when SetHandler returns. SetHandler may throw
+  // std::bad_alloc or, if no thread can be started, std::system_error; then nothing has changed.
   static void SetHandler(Handler handler,
                          std::chrono::milliseconds longWait = std::chrono::milliseconds::zero());
 
-  // Sets the label of the calling thread, truncated to 31 bytes; a null or empty `label` removes
-  // the label. Does nothing while the monitor is off.
+  // Sets the label of the calling thread, truncated to at most 31 bytes of whole UTF-8 characters;
+  // a null or empty `label` removes the label. May be called before Start.
   static void NameThread(const char* label);
 };
 

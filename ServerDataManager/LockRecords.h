@@ -16,6 +16,7 @@
 #include <ServerDataManager/LockReport.h>
 
 #include <atomic>
+#include <chrono>
 #include <optional>
 #include <utility>
 
@@ -66,9 +67,9 @@ void RemoveLock(const void* address) noexcept;
 // A wait of the calling thread, recorded until Acquired is called or this object is destroyed.
 class WaitRecord {
  public:
-  // Records the wait, searches for a deadlock and for long waits of other threads, and calls the
-  // handler for each incident.
-  WaitRecord(const LockRequest& lock, LockHolder who) noexcept;
+  // Records the wait. Unless the wait has a time limit (`isTimed`), searches for deadlocks and
+  // calls the handler for each.
+  WaitRecord(const LockRequest& lock, LockHolder who, bool isTimed = false) noexcept;
   WaitRecord(const WaitRecord&) = delete;
   WaitRecord& operator=(const WaitRecord&) = delete;
   ~WaitRecord();
@@ -117,6 +118,11 @@ class MonitoredGuard {
   std::optional<ScopeRecord> record_;
   Guard guard_;
 };
+
+// Calls the handler for each wait longer than `bound` that was not reported before. Returns the
+// time at which the next wait may become longer than `bound`.
+std::chrono::steady_clock::time_point ReportLongWaits(
+    std::chrono::steady_clock::duration bound) noexcept;
 
 // See ServerDataManager::GetLockReport.
 LockReport ReportLocksOf(const ServerDataManager* registry);

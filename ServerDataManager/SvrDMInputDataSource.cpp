@@ -43,7 +43,7 @@ SvrDMInputDataSource::SvrDMInputDataSource(Acquired, SvrDMItemPtr& item, const c
 std::optional<SvrDMInputDataSource> SvrDMInputDataSource::TryRead(SvrDMItemPtr& item,
                                                                   std::chrono::milliseconds longest,
                                                                   const char* label) {
-  if (!item->AcquireReadLockWithin(longest)) return std::nullopt;
+  if (!item->AcquireReadLockWithin(longest, label)) return std::nullopt;
   return std::optional<SvrDMInputDataSource>(std::in_place, Acquired(), item, label);
 }
 

@@ -53,7 +53,7 @@ SvrDMWriteableDataSource::SvrDMWriteableDataSource(Acquired, SvrDMItemPtr& item,
 std::optional<SvrDMWriteableDataSource> SvrDMWriteableDataSource::TryWrite(
     SvrDMItemPtr& item, std::chrono::milliseconds longest, SvrDMDataSetObserver* originator,
     const char* label) {
-  if (!item->AcquireWriteLockWithin(longest)) return std::nullopt;
+  if (!item->AcquireWriteLockWithin(longest, label)) return std::nullopt;
   return std::optional<SvrDMWriteableDataSource>(std::in_place, Acquired(), item, originator,
                                                  label);
 }

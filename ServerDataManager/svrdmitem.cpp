@@ -59,18 +59,22 @@ class ObserversBeingCalled {
 constexpr int kExclusive = 1;   // the lock type of sfGuard
 constexpr int kDenyWrite = 32;  // the share mode of ExtNameStr::fsopen
 
-// Calls `succeeds` at least once, until it returns true or the time is up. The lock has no timed
-// wait, so this function pauses between tries, each time twice as long, up to 5 ms.
+// Calls `succeeds` until it returns true or the time is up, and records the wait. The lock has no
+// timed wait, so this function pauses before each try, each time twice as long, up to 5 ms.
 template <class Try>
-bool RepeatWithin(std::chrono::milliseconds longest, Try succeeds) {
+bool SucceedsWithin(std::chrono::milliseconds longest, const LockRequest& lock, const char* label,
+                    Try succeeds) {
   using namespace std::chrono;
+  if (longest <= milliseconds::zero()) return false;
+  std::optional<WaitRecord> wait;
+  if (LocksAreMonitored()) wait.emplace(lock, LockHolder{nullptr, label}, /*isTimed=*/true);
   constexpr milliseconds kEver = hours(24 * 365 * 100);  // keeps the sum in the range of the clock
-  const auto end = steady_clock::now() + std::clamp(longest, milliseconds::zero(), kEver);
+  const auto end = steady_clock::now() + std::min(longest, kEver);
   for (nanoseconds pause = microseconds(20);; pause = std::min<nanoseconds>(2 * pause, 5ms)) {
-    if (succeeds()) return true;
     const nanoseconds left = end - steady_clock::now();
     if (left <= nanoseconds::zero()) return false;
     std::this_thread::sleep_for(std::min(pause, left));
+    if (succeeds()) return true;
   }
 }
 
@@ -252,12 +256,14 @@ bool SvrDMItem::AcquireWriteLock(bool tryOnly, LockHolder who) {
   return false;
 }
 
-bool SvrDMItem::AcquireReadLockWithin(std::chrono::milliseconds longest) {
-  return RepeatWithin(longest, [this] { return lock_.tryReadLock(); });
+bool SvrDMItem::AcquireReadLockWithin(std::chrono::milliseconds longest, const char* label) {
+  const auto acquires = [this] { return lock_.tryReadLock(); };
+  return acquires() || SucceedsWithin(longest, DataLock(/*forWriting=*/false), label, acquires);
 }
 
-bool SvrDMItem::AcquireWriteLockWithin(std::chrono::milliseconds longest) {
-  return RepeatWithin(longest, [this] { return lock_.tryWriteLock(); });
+bool SvrDMItem::AcquireWriteLockWithin(std::chrono::milliseconds longest, const char* label) {
+  const auto acquires = [this] { return lock_.tryWriteLock(); };
+  return acquires() || SucceedsWithin(longest, DataLock(/*forWriting=*/true), label, acquires);
 }
 
 void SvrDMItem::ReleaseLock(const void* handle) {

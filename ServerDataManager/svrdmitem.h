@@ -305,10 +305,11 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
   SDM_HIDDEN void AcquireMonitoredReadLock(sdm_internal::LockHolder who) SDM_UNCHECKED;
   SDM_HIDDEN void ReleaseLock(const void* handle) SDM_UNCHECKED;
-  // Acquire a lock, waiting at most `longest`. If they return false, nothing has changed.
-  bool AcquireReadLockWithin(std::chrono::milliseconds longest)
+  // Acquire a lock, waiting at most `longest`. If they return false, nothing has changed. `label`
+  // is the label of the wait for the lock monitor, and may be null.
+  bool AcquireReadLockWithin(std::chrono::milliseconds longest, const char* label)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
-  bool AcquireWriteLockWithin(std::chrono::milliseconds longest)
+  bool AcquireWriteLockWithin(std::chrono::milliseconds longest, const char* label)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
   // For thread-safety annotations: operations that require the write lock call this function first.
   // It does nothing.
