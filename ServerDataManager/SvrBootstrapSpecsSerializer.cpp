@@ -343,6 +343,22 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
   ReadAfterVersion(fields, specs);
 }
 
+std::string SvrBootstrapSpecsSerializer::Check::Problem() const {
+  const std::string start = "not a bootstrap specification: ";
+  const std::string at = " at offset " + std::to_string(offset);
+  switch (finding) {
+    case Finding::Whole:
+      return "";
+    case Finding::Truncated:
+      return start + "it ends within the field" + at;
+    case Finding::UnknownVersion:
+      return start + "the version" + at + " is not 1";
+    case Finding::ListTooLong:
+      return start + "the list" + at + " is longer than the file";
+  }
+  return start;
+}
+
 SvrBootstrapSpecsSerializer::Check SvrBootstrapSpecsSerializer::checkSpecs(
     std::string_view bytes) noexcept {
   Inspection inspection(bytes);

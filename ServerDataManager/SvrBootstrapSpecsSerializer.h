@@ -5,7 +5,7 @@
 //
 //   // Check bytes from outside before decoding them.
 //   const auto check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-//   if (!check.IsWhole()) return Complain(check.finding, check.offset);
+//   if (!check.IsWhole()) return Complain(check.Problem());
 //   SvrBootstrapSpecs copy;
 //   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, copy);
 //
@@ -56,7 +56,7 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
   static void deserializeSpecs(const std::string& input, SvrBootstrapSpecs& specs);
 
   // The result of checkSpecs.
-  struct Check {
+  struct SDM_EXPORT Check {
     enum class Finding {
       Whole,           // complete: deserializeSpecs can decode it
       Truncated,       // the bytes end inside the field at `offset`
@@ -66,6 +66,9 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
     enum class ByteOrder { Native, Swapped };
 
     bool IsWhole() const { return finding == Finding::Whole; }
+    // A text such as "not a bootstrap specification: it ends within the field at offset 50"; empty
+    // if Whole.
+    std::string Problem() const;
 
     Finding finding;
     ByteOrder byteOrder;  // compared with this machine; Native if the mark is truncated

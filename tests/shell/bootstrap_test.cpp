@@ -4,12 +4,9 @@
 
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <ServerDataManager/SvrDMDataset.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -25,7 +22,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::Pair;
 using testing::StartsWith;
-using testing::UnorderedElementsAre;
 
 class Bootstrapping : public ShellTest {
  protected:
@@ -327,12 +323,6 @@ class BootstrapFiles : public Bootstrapping {
     return files;
   }
 
-  mode_t PermissionsOf(const std::string& file) const {
-    struct stat status {};
-    EXPECT_EQ(stat(Path(file).c_str(), &status), 0);
-    return status.st_mode & mode_t{07777};
-  }
-
   std::string To(const std::string& file) const {
     return "bootstrap survey to " + Path(file) + "\n";
   }
@@ -424,57 +414,6 @@ TEST_F(BootstrapFiles, AreNotWrittenWithoutASpecification) {
   EXPECT_THAT(Files(), IsEmpty());
 }
 
-TEST_F(BootstrapFiles, KeepTheirPermissionsWhenReplaced) {
-  WriteFile("specs", FullSpecs(/*swapped=*/true));
-  ASSERT_EQ(chmod(Path("specs").c_str(), 0604), 0);
-  Writing("bootstrap survey set level 90\n" + To("specs"));
-  EXPECT_TRUE(WentWell());
-  EXPECT_EQ(ReadFile("specs").size(), 55u);
-  EXPECT_EQ(PermissionsOf("specs"), mode_t{0604});
-}
-
-TEST_F(BootstrapFiles, AreReplacedThroughSymbolicLinks) {
-  std::filesystem::create_directory(Path("folder"));
-  WriteFile("folder/specs", "");
-  std::filesystem::create_symlink("folder/specs", Path("link"));
-  Writing("bootstrap survey set level 90\n" + To("link"));
-  EXPECT_TRUE(std::filesystem::is_symlink(Path("link")));
-  EXPECT_EQ(ReadFile("folder/specs").size(), 55u);
-}
-
-// Simulates a full disk: while the object exists, no file can grow beyond `bytes`.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit = {bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-
- private:
-  void (*const handler_)(int);
-  rlimit before_;
-};
-
-TEST_F(BootstrapFiles, AreUnchangedIfWritingFails) {
-  WriteFile("specs", FullSpecs(/*swapped=*/false));
-  std::string text;
-  {
-    const FileSizeLimit limit(54);
-    text = Writing("bootstrap survey set level 90\n" + To("specs") + To("new"));
-  }
-  EXPECT_EQ(text, "error: " + Path("specs") + ": File too large\nerror: " + Path("new") +
-                      ": File too large\n" + kReleased);
-  EXPECT_EQ(ReadFile("specs"), FullSpecs(/*swapped=*/false));
-  EXPECT_THAT(Files(), ElementsAre("specs"));
-}
-
 TEST_F(BootstrapFiles, DoNotReplaceFilesWithOtherContent) {
   const std::string set = "bootstrap survey set level 90\n";
   const std::string cut = FullSpecs(/*swapped=*/false).substr(0, 90);
@@ -487,69 +426,6 @@ TEST_F(BootstrapFiles, DoNotReplaceFilesWithOtherContent) {
     EXPECT_EQ(ReadFile("specs"), content);
   }
   EXPECT_THAT(Writing(set + To("abc.tsv")), HasSubstr("abc.tsv: not a bootstrap specification"));
-}
-
-TEST_F(BootstrapFiles, DoNotReplaceFilesThatAreTooLong) {
-  WriteFile("long", FullSpecs(/*swapped=*/false));
-  std::filesystem::resize_file(Path("long"), kTooLong);
-  EXPECT_EQ(Writing("bootstrap survey set level 90\n" + To("long")),
-            "error: " + Path("long") + ": longer than 16777216 bytes\n" + kReleased);
-  EXPECT_EQ(std::filesystem::file_size(Path("long")), kTooLong);
-}
-
-TEST_F(BootstrapFiles, ReplaceOtherSpecificationsAndEmptyFiles) {
-  for (const bool swapped : {false, true}) {
-    for (const std::string& content :
-         {FullSpecs(swapped), FullSpecs(swapped) + "x", std::string()}) {
-      WriteFile("specs", content);
-      Writing("bootstrap survey set level 90\n" + To("specs"));
-      EXPECT_TRUE(WentWell());
-      EXPECT_EQ(ReadFile("specs").size(), 55u);
-    }
-  }
-}
-
-TEST_F(BootstrapFiles, DoNotChangeHardLinksToTheReplacedFile) {
-  WriteFile("specs", "");
-  std::filesystem::create_hard_link(Path("specs"), Path("other"));
-  Writing("bootstrap survey set level 90\n" + To("specs"));
-  EXPECT_EQ(ReadFile("specs").size(), 55u);
-  EXPECT_EQ(ReadFile("other"), "");
-}
-
-TEST_F(BootstrapFiles, MayHaveLongNames) {
-  const std::string set = "bootstrap survey set level 90\n";
-  Writing(set + To(std::string(250, 'f')));
-  EXPECT_TRUE(WentWell());
-  EXPECT_THAT(Writing(set + To(std::string(256, 'f'))), HasSubstr(": File name too long\n"));
-}
-
-TEST_F(BootstrapFiles, DoNotOverwriteAnExistingTemporaryFile) {
-  const std::string part = "sdmsh-" + std::to_string(getpid()) + ".part";
-  WriteFile(part, "left");
-  EXPECT_THAT(Writing("bootstrap survey set level 90\n" + To("specs")),
-              HasSubstr("error: " + Path("specs") + ": File exists\n"));
-  EXPECT_EQ(ReadFile(part), "left");
-  EXPECT_THAT(Files(), ElementsAre(part));
-}
-
-// No user can create files in /proc, not even root.
-TEST_F(BootstrapFiles, AreRefusedInAFolderThatIsNotWritable) {
-  EXPECT_THAT(Writing("bootstrap survey set level 90\nbootstrap survey to /proc/specs\n"),
-              HasSubstr("error: /proc/specs: No such file or directory\n"));
-}
-
-TEST_F(BootstrapFiles, DoNotReplaceFoldersOrPipes) {
-  std::filesystem::create_directory(Path("folder"));
-  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
-  const std::string set = "bootstrap survey set level 90\n";
-  EXPECT_THAT(Writing(set + To("folder")),
-              HasSubstr("error: " + Path("folder") + ": Is a directory\n"));
-  EXPECT_THAT(Writing(set + To("pipe")),
-              HasSubstr("error: " + Path("pipe") + ": not a regular file\n"));
-  EXPECT_THAT(Writing(set + To("nowhere/specs")),
-              HasSubstr("error: " + Path("nowhere/specs") + ": No such file or directory\n"));
-  EXPECT_THAT(Files(), UnorderedElementsAre("folder", "pipe"));
 }
 
 TEST_F(BootstrapFiles, CannotHaveZeroBytesInTheirNames) {
@@ -616,17 +492,6 @@ TEST_F(BootstrapFiles, AreRefusedAndChangeNothingIfInvalid) {
                     "\nsurvey has no bootstrap specification\n" + kReleased);
       EXPECT_FALSE(WentWell());
     }
-  }
-}
-
-TEST_F(BootstrapFiles, AreRefusedIfBytesFollowTheSpecification) {
-  for (const bool swapped : {false, true}) {
-    WriteFile("specs", FullSpecs(swapped) + "more");
-    EXPECT_EQ(Writing(From("specs") + "bootstrap survey display\n"),
-              "error: " + Path("specs") +
-                  ": 4 bytes after the bootstrap specification, which ends at offset 91\n"
-                  "survey has no bootstrap specification\n" +
-                  kReleased);
   }
 }
 

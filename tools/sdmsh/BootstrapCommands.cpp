@@ -7,21 +7,13 @@
 #include "Variables.h"
 
 #include <liborvxdemg/DictionaryText.h>
+#include <ServerDataManager/BootstrapFile.h>
 #include <ServerDataManager/SvrBootstrapSpecs.h>
-#include <ServerDataManager/SvrBootstrapSpecsSerializer.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <sstream>
-#include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -172,98 +164,11 @@ void Set(Call& call) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Files
-
-constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{16} << 20;
-
-[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
-  throw CommandError(path + ": " + reason);
-}
-
-std::string TextOfError(int number) {
-  return std::generic_category().message(number);
-}
-
-// Opens only regular files, because opening another file, such as a named pipe, may block.
-std::string ReadFile(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::status(path, error);
-  if (error) Refuse(path, error.message());
-  if (is_directory(status)) Refuse(path, TextOfError(EISDIR));
-  if (!is_regular_file(status)) Refuse(path, "not a regular file");
-  if (std::filesystem::file_size(path, error) > kMaxFileBytes) {
-    Refuse(path, "longer than " + std::to_string(kMaxFileBytes) + " bytes");
-  }
-  std::ifstream file(path, std::ios::binary);
-  if (!file) Refuse(path, TextOfError(errno));
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// Writes a new file in the same folder and renames it to `path`, so that the file at `path` always
-// has either its former bytes or all of the new bytes. Keeps the permissions of an existing file.
-// Follows symbolic links, and does not replace them.
-void WriteFile(const std::string& path, std::string_view bytes) {
-  std::error_code error;
-  const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
-  if (error) Refuse(path, error.message());
-  const std::filesystem::path part =
-      target.parent_path() / ("sdmsh-" + std::to_string(getpid()) + ".part");
-  std::FILE* const file = std::fopen(part.c_str(), "wbx");
-  if (file == nullptr) Refuse(path, TextOfError(errno));
-  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  std::error_code ignored;
-  if (std::fclose(file) != 0 || !isWritten) {
-    error.assign(errno, std::generic_category());
-  } else {
-    const std::filesystem::file_status present = std::filesystem::status(target, ignored);
-    if (exists(present)) std::filesystem::permissions(part, present.permissions(), ignored);
-    std::filesystem::rename(part, target, error);
-  }
-  if (!error) return;
-  std::filesystem::remove(part, ignored);
-  Refuse(path, error.message());
-}
-
-// Throws if the file exists, is not empty, and does not begin with a bootstrap specification.
-void RefuseOtherContent(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) return;
-  const std::string bytes = ReadFile(path);
-  if (bytes.empty() || SvrBootstrapSpecsSerializer::checkSpecs(bytes).IsWhole()) return;
-  Refuse(path, "not a bootstrap specification, and not replaced");
-}
+// Forms of the command
 
 std::string BytesText(std::size_t count) {
   return DictionaryText::Counted(static_cast<long long>(count), "byte");
 }
-
-// Returns a text such as "not a bootstrap specification: it ends within the field at offset 50".
-std::string FindingText(const Check& check) {
-  const std::string offset = " at offset " + std::to_string(check.offset);
-  std::string finding = "the list" + offset + " is longer than the file";
-  if (check.finding == Check::Finding::Truncated) finding = "it ends within the field" + offset;
-  if (check.finding == Check::Finding::UnknownVersion) {
-    finding = "the version" + offset + " is not 1";
-  }
-  return "not a bootstrap specification: " + finding;
-}
-
-// Decodes a bootstrap specification. Refuses invalid bytes, incomplete bytes and trailing bytes.
-std::unique_ptr<Specs> SpecsIn(const std::string& bytes, const std::string& path) {
-  const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
-  if (!check.IsWhole()) Refuse(path, FindingText(check));
-  if (check.size < bytes.size()) {
-    Refuse(path, BytesText(bytes.size() - check.size) +
-                     " after the bootstrap specification, which ends at offset " +
-                     std::to_string(check.offset));
-  }
-  auto specs = std::make_unique<Specs>();
-  SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, *specs);
-  return specs;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Forms of the command
 
 void Display(Call& call) {
   const Specs* const specs = call.Reader().GetBootstrapSpecs();
@@ -282,30 +187,18 @@ void WriteToFile(Call& call) {
   const Specs* const specs = call.Reader().GetBootstrapSpecs();
   const std::string dataset = call.dataset->Name();
   if (specs == nullptr) throw CommandError(dataset + " has no bootstrap specification");
-  std::string bytes;
-  SvrBootstrapSpecsSerializer::serializeSpecs(*specs, bytes);
-  RefuseOtherContent(file);
-  WriteFile(file, bytes);
-  call.Say("bootstrapWritten",
-           "wrote the bootstrap specification of " + dataset + " to " + file + ": " +
-               BytesText(bytes.size()),
-           {{"file", file}, {"size", bytes.size()}});
+  const std::size_t size = BootstrapFile::Save(*specs, file);
+  call.Say(
+      "bootstrapWritten",
+      "wrote the bootstrap specification of " + dataset + " to " + file + ": " + BytesText(size),
+      {{"file", file}, {"size", size}});
 }
 
 void ReadFromFile(Call& call) {
   const std::string file = call.TakeFile();
   SvrDMWriteableDataSource& writer = call.Writer();
-  Replace(call, writer, SpecsIn(ReadFile(file), file),
+  Replace(call, writer, BootstrapFile::Load(file),
           "read the bootstrap specification of " + call.dataset->Name() + " from " + file, file);
-}
-
-std::string CheckText(const std::string& file, const Check& check, std::size_t fileSize) {
-  if (!check.IsWhole()) return file + ": " + FindingText(check);
-  const bool native = check.byteOrder == Check::ByteOrder::Native;
-  std::string words = file + ": a bootstrap specification of " + BytesText(check.size) +
-                      (native ? ", in this machine's byte order" : ", in the other byte order");
-  if (check.size < fileSize) words += ", then " + BytesText(fileSize - check.size) + " more";
-  return words;
 }
 
 void CheckFile(Call& call) {
@@ -314,13 +207,19 @@ void CheckFile(Call& call) {
                                               "listTooLong"};
   const std::string file = call.TakeFile();
   call.End();
-  const std::string bytes = ReadFile(file);
-  const Check check = SvrBootstrapSpecsSerializer::checkSpecs(bytes);
+  const BootstrapFile::Checked checked = BootstrapFile::Check(file);
+  const Check& check = checked.check;
   const bool native = check.byteOrder == Check::ByteOrder::Native;
-  const auto words = [&] { return CheckText(file, check, bytes.size()); };
+  const auto words = [&] {
+    if (!check.IsWhole()) return file + ": " + check.Problem();
+    const std::size_t more = checked.fileSize - check.size;
+    return file + ": a bootstrap specification of " + BytesText(check.size) +
+           (native ? ", in this machine's byte order" : ", in the other byte order") +
+           (more == 0 ? "" : ", then " + BytesText(more) + " more");
+  };
   call.Show("bootstrapChecked", words, [&]() -> Json {
     return {{"file", file},
-            {"fileSize", bytes.size()},
+            {"fileSize", checked.fileSize},
             {"finding", kFindings[static_cast<std::size_t>(check.finding)]},
             {"byteOrder", native ? "native" : "swapped"},
             {"size", check.size},

@@ -1,0 +1,108 @@
+#include <libdatasrc/DataFileError.h>
+#include <ServerDataManager/BootstrapFile.h>
+#include <ServerDataManager/SvrBootstrapSpecs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+
+namespace {
+
+using Serializer = SvrBootstrapSpecsSerializer;
+
+constexpr std::uintmax_t kMaxFileBytes = std::uintmax_t{16} << 20;
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
+  throw DataFileError(path, reason);
+}
+
+std::string TextOfError(int number) {
+  return std::generic_category().message(number);
+}
+
+void RefuseZeroByte(const std::string& path) {
+  if (path.find('\0') != std::string::npos) Refuse(path, "zero byte in the name");
+}
+
+// Opens only regular files, because opening another file, such as a named pipe, may block.
+std::string ReadFile(const std::string& path) {
+  RefuseZeroByte(path);
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(path, error);
+  if (error) Refuse(path, error.message());
+  if (is_directory(status)) Refuse(path, TextOfError(EISDIR));
+  if (!is_regular_file(status)) Refuse(path, "not a regular file");
+  if (std::filesystem::file_size(path, error) > kMaxFileBytes) {
+    Refuse(path, "longer than " + std::to_string(kMaxFileBytes) + " bytes");
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (!file) Refuse(path, TextOfError(errno));
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void WriteFile(const std::string& path, std::string_view bytes) {
+  std::error_code error;
+  const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
+  if (error) Refuse(path, error.message());
+  const std::filesystem::path part =
+      target.parent_path() / ("bootstrap." + std::to_string(getpid()) + ".new");
+  std::FILE* const file = std::fopen(part.c_str(), "wbx");
+  if (file == nullptr) Refuse(path, TextOfError(errno));
+  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  std::error_code ignored;
+  if (std::fclose(file) != 0 || !isWritten) {
+    error.assign(errno, std::generic_category());
+  } else {
+    const std::filesystem::file_status present = std::filesystem::status(target, ignored);
+    if (exists(present)) std::filesystem::permissions(part, present.permissions(), ignored);
+    std::filesystem::rename(part, target, error);
+  }
+  if (!error) return;
+  std::filesystem::remove(part, ignored);
+  Refuse(path, error.message());
+}
+
+void RefuseOtherContent(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) return;
+  const std::string bytes = ReadFile(path);
+  if (bytes.empty() || Serializer::checkSpecs(bytes).IsWhole()) return;
+  Refuse(path, "not a bootstrap specification, and not replaced");
+}
+
+}  // namespace
+
+std::size_t BootstrapFile::Save(const SvrBootstrapSpecs& specs, const std::string& path) {
+  RefuseZeroByte(path);
+  std::string bytes;
+  Serializer::serializeSpecs(specs, bytes);
+  RefuseOtherContent(path);
+  WriteFile(path, bytes);
+  return bytes.size();
+}
+
+std::unique_ptr<SvrBootstrapSpecs> BootstrapFile::Load(const std::string& path) {
+  const std::string bytes = ReadFile(path);
+  const Serializer::Check check = Serializer::checkSpecs(bytes);
+  if (!check.IsWhole()) Refuse(path, check.Problem());
+  if (check.size < bytes.size()) {
+    const std::size_t count = bytes.size() - check.size;
+    Refuse(path, std::to_string(count) + (count == 1 ? " byte" : " bytes") +
+                     " after the bootstrap specification, which ends at offset " +
+                     std::to_string(check.offset));
+  }
+  auto specs = std::make_unique<SvrBootstrapSpecs>();
+  Serializer::deserializeSpecs(bytes, *specs);
+  return specs;
+}
+
+BootstrapFile::Checked BootstrapFile::Check(const std::string& path) {
+  const std::string bytes = ReadFile(path);
+  return {Serializer::checkSpecs(bytes), bytes.size()};
+}
