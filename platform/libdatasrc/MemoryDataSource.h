@@ -78,15 +78,8 @@ class ColumnValues {
 // shared. Setting a value and appending a case take constant time for each value. Inserting and
 // deleting cases take time proportional to the number of cases after them.
 //
-// In a dataset of the registry, cases are edited under a writer (SvrDMWriteableDataSource):
-//   - Call SetDirty(true) on the source.
-//   - Call IncrementCaseSequence() on the writer, once, before it is released: messages about the
-//     change carry the new number.
-//   - If the number of cases or a type has changed, the notification pass queues a
-//     ResetClientDataMsg, and clients read the cases again. The pass does not compare values. If
-//     only values have changed, the writer queues that message itself:
-//       writer.AddNotification(new DEMessages::ResetClientDataMsg(
-//           0, writer.GetDataSetID(), writer.GetCaseSequence(), writer->RowCount()));
+// To edit the cases of a dataset of the registry, use ServerDataManager/EditCases.h: clients then
+// read the cases again.
 //
 // Threads: as for ORVX_DataSource: one writer or several readers. Iterators and copies may be used
 // on other threads while this source is changed.

@@ -5,6 +5,8 @@
 #include <libdatasrc/DataFileError.h>
 #include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/ResetClientDataMsg.h>
+#include <ServerDataManager/CloneSource.h>
+#include <ServerDataManager/EditCases.h>
 #include <ServerDataManager/SaveDataset.h>
 #include <ServerDataManager/serverdatamgr.h>
 #include <ServerDataManager/svrdmitem.h>
@@ -41,7 +43,8 @@ std::unique_ptr<MemoryDataSource> Ages() {
 class Dataset {
  public:
   explicit Dataset(std::unique_ptr<ORVX_DataSource> source, const std::string& file = "")
-      : id_(registry_.Add(std::move(source), file, /*quiet=*/false)) {
+      : id_(source == nullptr ? registry_.AddEmpty(/*quiet=*/false)
+                              : registry_.Add(std::move(source), file, /*quiet=*/false)) {
     registry_.GetDataSet(id_)->Register(observer_);
     Write([](auto&) {});
     observer_.passes.clear();
@@ -113,6 +116,60 @@ TEST(CasesOfADataset, SetValuesAreReportedOnlyIfTheWriterAddsAMessage) {
   });
   EXPECT_EQ(messages, (Texts{"reset client data, 2 rows", "dirty"}));
   EXPECT_EQ(dataset.sequences, (std::vector<unsigned int>{2, 2}));
+}
+
+TEST(CasesOfADataset, EditedValuesResetTheClientsDataUnderANewSequenceNumber) {
+  Dataset dataset(Ages());
+  const auto edit = [](SvrDMWriteableDataSource& writer) {
+    EditCases(writer, [](MemoryDataSource& cases) { cases.SetValue(0, 0, 32.0); });
+  };
+  EXPECT_EQ(dataset.Write(edit), (Texts{"reset client data, 2 rows", "dirty"}));
+  EXPECT_EQ(dataset.sequences, (std::vector<unsigned int>{1, 1}));
+  EXPECT_EQ(dataset.Cases().GetValue(0, 0), DataValue(32.0));
+  const Texts twice = dataset.Write([&](SvrDMWriteableDataSource& writer) {
+    edit(writer);
+    edit(writer);
+  });
+  EXPECT_EQ(twice, Texts{"reset client data, 2 rows"});
+}
+
+TEST(CasesOfADataset, EditedCasesResetTheClientsDataOnceIfTheirNumberChanges) {
+  Dataset dataset(Ages());
+  const Texts messages = dataset.Write([](SvrDMWriteableDataSource& writer) {
+    EditCases(writer, [](MemoryDataSource& cases) { cases.AppendCase({25.0}); });
+  });
+  EXPECT_EQ(messages, (Texts{"reset client data, 3 rows", "dirty"}));
+}
+
+TEST(CasesOfADataset, EditingReplacesASourceThatCannotBeEditedByACopy) {
+  Dataset dataset(Ages());
+  std::unique_ptr<SvrDMCloneDataSource> other;
+  dataset.Write([&](SvrDMWriteableDataSource& writer) { other = CloneSource(writer); });
+  dataset.Write([](SvrDMWriteableDataSource& writer) {
+    EditCases(writer, [](MemoryDataSource& cases) { cases.SetValue(0, 0, 32.0); });
+  });
+  EXPECT_EQ(dataset.Cases().GetValue(0, 0), DataValue(32.0));
+  CaseReader cases(*other);
+  ASSERT_TRUE(cases.Next());
+  EXPECT_EQ(cases.Values(), std::vector<DataValue>{31.0});
+}
+
+TEST(CasesOfADataset, AnEditThatThrowsQueuesNothing) {
+  Dataset dataset(Ages());
+  const Texts messages = dataset.Write([](SvrDMWriteableDataSource& writer) {
+    const auto edit = [](MemoryDataSource& cases) { cases.SetValue(9, 0, 32.0); };
+    EXPECT_THROW(EditCases(writer, edit), std::out_of_range);
+    EXPECT_EQ(writer.GetCaseSequence(), 0U);
+  });
+  EXPECT_EQ(messages, Texts());
+  EXPECT_FALSE(dataset.Cases().IsDirty());
+}
+
+TEST(CasesOfADataset, EditingNeedsADataSource) {
+  Dataset dataset(nullptr);
+  dataset.Write([](SvrDMWriteableDataSource& writer) {
+    EXPECT_THROW(EditCases(writer, [](MemoryDataSource&) {}), std::invalid_argument);
+  });
 }
 
 TEST(CasesOfADataset, ARetypedVariableResetsTheClientsDataAndMarksTheDatasetAsDirty) {

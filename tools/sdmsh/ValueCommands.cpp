@@ -6,16 +6,15 @@
 #include "Shell.h"
 #include "Variables.h"
 
-#include <libdatasrc/MemoryDataSource.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/Summary.h>
 #include <liborvxdemg/DictionaryText.h>
-#include <liborvxdemg/ResetClientDataMsg.h>
 #include <muParser.h>
+#include <ServerDataManager/EditCases.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
-#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -25,34 +24,9 @@ namespace {
 
 using DictionaryText::Quoted;
 
-bool HasQueuedReset(const SvrDMWriteableDataSource& writer) {
-  return std::ranges::any_of(writer.GetNotifications(), [](const DataSetMsg* message) {
-    return dynamic_cast<const DEMessages::ResetClientDataMsg*>(message) != nullptr;
-  });
-}
-
-// Runs `edit` on the cases of the call's dataset. If the data source is not a MemoryDataSource, for
-// example a clone or a filtered source, edits a copy and replaces the source with the copy.
-template <class Edit>
-void EditCases(Call& call, Edit edit) {
-  ORVX_DataSource& present = call.Source();
-  std::unique_ptr<MemoryDataSource> copy;
-  auto* source = dynamic_cast<MemoryDataSource*>(&present);
-  if (source == nullptr) {
-    copy = MemoryDataSource::CopyOf(present);
-    source = copy.get();
-  }
-  const long long rowsBefore = source->RowCount();
-  edit(*source);
-  source->SetDirty(true);
-  SvrDMWriteableDataSource& writer = call.Writer();
-  if (copy != nullptr) writer.SetDataSet(std::move(copy));
-  writer.IncrementCaseSequence();
-  // Messages carry no values, so a reset message makes clients read the cases again. The pass
-  // itself queues this message if the number of cases differs.
-  if (source->RowCount() != rowsBefore || HasQueuedReset(writer)) return;
-  writer.AddNotification(new DEMessages::ResetClientDataMsg(0, writer.GetDataSetID(),
-                                                            writer.GetCaseSequence(), rowsBefore));
+void EditCases(Call& call, const std::function<void(MemoryDataSource&)>& edit) {
+  call.Source();  // refuses a dataset without a data source
+  ::EditCases(call.Writer(), edit);
 }
 
 // The position of case `number`, which counts from 1.
