@@ -21,15 +21,15 @@ class SvrBootstrapSpecs;
 // Threads: any; saving to the same folder on two threads of a process at once fails on one of them.
 namespace BootstrapFile {
 
-// Writes the specification to a file, and returns the size of the file in bytes. Writes a new file
-// in the same folder and renames it to `path`, so that the file at `path` always has either its
-// former bytes or all of the new bytes. Keeps the permissions of an existing file; follows symbolic
-// links and does not replace them. Refuses to replace a file that is not empty and does not begin
-// with a bootstrap specification.
+// Writes the bootstrap specification to a file, and returns the size of the file in bytes. Writes a
+// new file in the same folder and renames it to `path`, so that the file at `path` always has
+// either its former bytes or all of the new bytes. Keeps the permissions of an existing file;
+// follows symbolic links and does not replace them. Refuses to replace a file that is not empty and
+// does not begin with a bootstrap specification.
 SDM_EXPORT std::size_t Save(const SvrBootstrapSpecs& specs, const std::string& path);
 
-// Reads a specification, in either byte order. Refuses invalid bytes, incomplete bytes, and bytes
-// after the specification.
+// Reads a bootstrap specification, in either byte order. Refuses invalid bytes, incomplete bytes,
+// and bytes after the bootstrap specification.
 SDM_EXPORT std::unique_ptr<SvrBootstrapSpecs> Load(const std::string& path);
 
 struct Checked {
@@ -37,8 +37,8 @@ struct Checked {
   std::size_t fileSize;  // in bytes
 };
 
-// Checks whether the file begins with a specification, as SvrBootstrapSpecsSerializer::checkSpecs
-// does. Throws only if the file cannot be read.
+// Checks whether the file begins with a bootstrap specification, as
+// SvrBootstrapSpecsSerializer::checkSpecs does. Throws only if the file cannot be read.
 SDM_EXPORT Checked Check(const std::string& path);
 
 }  // namespace BootstrapFile

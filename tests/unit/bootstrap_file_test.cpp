@@ -50,7 +50,7 @@ class BootstrapFileTest : public testing::Test {
     return files;
   }
 
-  // Saves a specification with all defaults, which takes 55 bytes.
+  // Saves a bootstrap specification with all defaults, which takes 55 bytes.
   void Save(const std::string& name) const {
     EXPECT_EQ(BootstrapFile::Save(SvrBootstrapSpecs(), Path(name)), 55U);
     EXPECT_EQ(Read(name), BytesOf(SvrBootstrapSpecs()));
