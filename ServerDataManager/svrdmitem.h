@@ -120,7 +120,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Replaces the data source with `ds`, which may be null; owns `ds`. If the current source is
   // built on `ds`, deletes the current source and the sources between it and `ds`. If `ds` is built
-  // on the current source, deletes nothing. Otherwise deletes the whole current chain.
+  // on the current source, deletes nothing. Otherwise deletes the whole current chain, so `ds` must
+  // not share a source with that chain.
   //
   // `ds` must not be a source that a clone owns. Replacing a source that is not null closes the
   // saved file and queues a ResetUndoMsg; a new source that is not null opens the saved file

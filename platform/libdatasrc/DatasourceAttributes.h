@@ -37,8 +37,8 @@ class SDM_EXPORT DatasourceAttributes {
   // by tabs. Empty if there are none.
   std::string MakeString() const;
 
-  // Parses the text that MakeString writes; lines may be in any order. Throws std::invalid_argument
-  // with the line and the reason for any other text.
+  // Parses the text that MakeString writes; lines may be in any order. For any other text, throws
+  // std::invalid_argument with the line and the reason.
   static DatasourceAttributes Read(std::string_view text);
 
  private:

@@ -284,7 +284,7 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
     const SvrDMInputDataSource reader(registry, waiting, /*tryOnly=*/false);
     MakeIteratorOf(**reader);
   });
-  ASSERT_TRUE(maker.Waits());  // until the writer is released
+  ASSERT_TRUE(maker.Waits());  // for the lock that `writer` holds
 
   WatchedThread owner([&] { MakeIteratorOf(***writer); });
 

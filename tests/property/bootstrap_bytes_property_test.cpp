@@ -162,8 +162,8 @@ void AssertEveryPrefixRefused(const std::string& bytes) {
 // Counts how often each finding occurs.
 class Verdicts {
  public:
-  // Checks `bytes`. If they are whole, decodes them, encodes the result, and checks that the size
-  // and the decoded fields are the same.
+  // Checks `bytes`. If they are whole, decodes them, encodes the result and decodes it again: the
+  // size and the fields must not change.
   void AssertRightAbout(const std::string& bytes) {
     const Check check = CheckOf(bytes);
     ++counts_[static_cast<std::size_t>(check.finding)];

@@ -18,7 +18,7 @@ std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
 // Formats the rows of `source`, with the layout of its own dictionary.
 std::vector<std::string> RowsOf(const ORVX_DataSource& source);
 
-// Formats the rows of `source` in which the numeric variable `name` is neither 0 nor missing.
+// Formats the rows of `source` in which the numeric variable `name` is neither 0 nor NaN.
 std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::string& name);
 
 // The identifier of the first variable with that name.

@@ -183,9 +183,10 @@ class CallerLocks {
   // The last lock acquired by the caller for which `matches` returns true; null if there is none.
   const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
-  // Releases all locks, and then the locks that waiting callers acquire as a result. Calls
-  // `complain` for each caller that was waiting, and for each failure. Throws std::bad_alloc if
-  // memory runs out.
+  // Releases all locks, and then the locks that waiting callers acquire as a result. Stops at a
+  // lock that cannot be released, because its notification pass fails; the remaining locks then
+  // stay held. Calls `complain` for each caller that was waiting, and for each failure. Throws
+  // std::bad_alloc if memory runs out.
   void CloseDown(const std::function<void(const std::string&)>& complain);
   // Records and prints which waiting callers have acquired their locks. Must be called before each
   // command, because the previous command may have failed before it called this function.

@@ -45,7 +45,8 @@ class DataFileReader {
         calls_(calls),
         settings_(settings) {
     if (settings_.threads == 0) {
-      constexpr unsigned int kMostThreads = 8;  // more would wait for the appending thread
+      // More threads would only wait, because one thread appends all blocks.
+      constexpr unsigned int kMostThreads = 8;
       settings_.threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
     }
   }
