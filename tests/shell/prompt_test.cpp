@@ -234,7 +234,8 @@ TEST_F(Prompt, SavesAHistoryThatOnlyTheUserCanRead) {
     TerminalSession session(State());
     session.ReadTo(kPrompt);
     session.Enter("list");
-    session.Enter(" password nothing secret");
+    session.Enter(" list quietly");
+    session.Enter("@recode password nothing secret");
     session.Enter("locks");
     session.Type("quit\n");
     EXPECT_EQ(session.Wait(), 0);

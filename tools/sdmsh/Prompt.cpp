@@ -252,6 +252,7 @@ class Terminal {
 
   void Keep(const std::string& line) {
     if (line.empty() || std::isspace(static_cast<unsigned char>(line.front())) != 0) return;
+    if (line.find("password") != std::string::npos) return;
     HistEvent event;
     history(history_.get(), &event, H_ENTER, line.c_str());
     if (!kept_.is_open() || kept_ << line << std::endl) return;

@@ -28,8 +28,8 @@ bool PlayInput(Shell& shell, std::istream& input, const std::string& script = ""
 // neither ends the input nor makes the result false.
 //
 // Saves the history in $XDG_STATE_HOME/sdmsh/history, by default ~/.local/state/sdmsh/history,
-// except for lines that begin with a blank. If that file cannot be written, reports the failure
-// once and keeps the history only in memory.
+// except for lines that begin with a blank or contain "password". If that file cannot be written,
+// reports the failure once and keeps the history only in memory.
 bool RunPrompt(Shell& shell);
 
 // The words that can complete the last word of a text, by the grammar in the table of commands.
