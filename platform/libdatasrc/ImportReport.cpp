@@ -1,6 +1,7 @@
 #include <libdatasrc/ImportReport.h>
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 namespace {
@@ -40,6 +41,11 @@ std::string_view NameOf(Type type) {
   }
   return {};
 }
+
+// The words for Type and Reason in JSON, in the order of the enumerators.
+constexpr const char* kTypes[] = {"number", "boolean", "date", "datetime", "time", "text"};
+constexpr const char* kReasons[] = {"noValues",   "everyValue",  "schema",
+                                    "otherValue", "leadingZero", "largeNumber"};
 
 std::string OnOneLine(std::string text) {
   std::ranges::replace_if(
@@ -91,4 +97,27 @@ std::string ImportReport::Text() const {
     text += ReasonOf(variable) + ". " + MissingOf(variable) + "\n";
   }
   return text;
+}
+
+std::string ImportReport::Json() const {
+  using Json = nlohmann::ordered_json;
+  Json list = Json::array();
+  for (const Variable& variable : variables) {
+    Json missing = Json::array();
+    for (const auto& [word, count] : variable.missing) {
+      missing.push_back({{"word", word}, {"count", count}});
+    }
+    list.push_back({{"name", variable.name},
+                    {"type", kTypes[static_cast<std::size_t>(variable.type)]},
+                    {"reason", kReasons[static_cast<std::size_t>(variable.reason)]},
+                    {"value", variable.value},
+                    {"line", variable.line == 0 ? Json(nullptr) : Json(variable.line)},
+                    {"missing", missing}});
+  }
+  const Json json = {{"delimiter", std::string(1, delimiter)},
+                     {"decimalMark", std::string(1, decimalMark)},
+                     {"encoding", encoding},
+                     {"rows", rows},
+                     {"variables", list}};
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

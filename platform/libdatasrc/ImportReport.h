@@ -53,6 +53,11 @@ struct SDM_EXPORT ImportReport {
   // control character in a name or a word.
   std::string Text() const;
 
+  // JSON on one line: the delimiter, the decimal mark, the encoding, the rows and the variables.
+  // The members always have the same order; docs/usage.md lists them. The line is null if it is 0.
+  // Bytes that are not UTF-8 become U+FFFD. The process may end if memory runs out.
+  std::string Json() const;
+
   char delimiter = ',';
   char decimalMark = '.';
   std::string encoding;             // the name; never empty after opening

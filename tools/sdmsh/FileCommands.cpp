@@ -16,32 +16,6 @@
 namespace sdmsh {
 namespace {
 
-// The words for ImportReport::Type and ImportReport::Reason, in the order of the enumerators.
-constexpr const char* kTypes[] = {"number", "boolean", "date", "datetime", "time", "text"};
-constexpr const char* kReasons[] = {"noValues",   "everyValue",  "schema",
-                                    "otherValue", "leadingZero", "largeNumber"};
-
-Json ImportInJson(const ImportReport& report) {
-  Json variables = Json::array();
-  for (const ImportReport::Variable& variable : report.variables) {
-    Json missing = Json::array();
-    for (const auto& [word, count] : variable.missing) {
-      missing.push_back({{"word", word}, {"count", count}});
-    }
-    variables.push_back({{"name", variable.name},
-                         {"type", kTypes[static_cast<std::size_t>(variable.type)]},
-                         {"reason", kReasons[static_cast<std::size_t>(variable.reason)]},
-                         {"value", variable.value},
-                         {"line", variable.line == 0 ? Json(nullptr) : Json(variable.line)},
-                         {"missing", missing}});
-  }
-  return {{"delimiter", std::string(1, report.delimiter)},
-          {"decimalMark", std::string(1, report.decimalMark)},
-          {"encoding", report.encoding},
-          {"rows", report.rows},
-          {"variables", variables}};
-}
-
 // The data file that a source reads, directly or through clones and filtered sources; null if there
 // is none. `source` may be null.
 const SystemFileDataSource* DataFileUnder(const ORVX_DataSource* source) {
@@ -96,7 +70,7 @@ void ShowImport(Call& call) {
   const ImportReport& report = file->Report();
   call.Show(
       "import", [&] { return WithoutLastLineFeed(report.Text()); },
-      [&] { return ImportInJson(report); });
+      [&] { return Json::parse(report.Json()); });
 }
 
 void SaveFile(Call& call) {

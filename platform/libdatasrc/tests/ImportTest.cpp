@@ -388,6 +388,40 @@ TEST_F(Import, TheReportIsFormattedAsText) {
             "when: date, like its first value '2024-01-31' in line 2. Missing values: 2 empty.\n");
 }
 
+TEST_F(Import, TheReportIsFormattedAsJson) {
+  EXPECT_EQ(Open("code;n\n1;\n007;NA\n")->Report().Json(),
+            R"({"delimiter":";","decimalMark":".","encoding":"UTF-8","rows":2,"variables":[)"
+            R"({"name":"code","type":"text","reason":"leadingZero","value":"007","line":3,)"
+            R"("missing":[]},)"
+            R"({"name":"n","type":"number","reason":"noValues","value":"","line":null,)"
+            R"("missing":[{"word":"","count":1},{"word":"NA","count":1}]}]})");
+}
+
+TEST_F(Import, EachTypeAndReasonHasAWordInJson) {
+  const auto json = [](Type type, Reason reason) {
+    ImportReport report;
+    report.variables.resize(1);
+    report.variables[0].type = type;
+    report.variables[0].reason = reason;
+    return report.Json();
+  };
+  using testing::HasSubstr;
+  EXPECT_THAT(json(Type::Number, Reason::NoValues), HasSubstr(R"("number","reason":"noValues")"));
+  EXPECT_THAT(json(Type::Boolean, Reason::EveryValue),
+              HasSubstr(R"("boolean","reason":"everyValue")"));
+  EXPECT_THAT(json(Type::Date, Reason::Schema), HasSubstr(R"("date","reason":"schema")"));
+  EXPECT_THAT(json(Type::DateTime, Reason::OtherValue),
+              HasSubstr(R"("datetime","reason":"otherValue")"));
+  EXPECT_THAT(json(Type::Time, Reason::LeadingZero), HasSubstr(R"("time","reason":"leadingZero")"));
+  EXPECT_THAT(json(Type::Text, Reason::LargeNumber), HasSubstr(R"("text","reason":"largeNumber")"));
+}
+
+TEST_F(Import, BytesThatAreNotUtf8AreReplacedInJson) {
+  ImportReport report;
+  report.encoding = "\xFF";
+  EXPECT_THAT(report.Json(), testing::HasSubstr("\"encoding\":\"\uFFFD\""));
+}
+
 TEST_F(Import, LinesInTheReportCountEmptyLinesAndLineEndsInQuotes) {
   EXPECT_EQ(Open("a,b\n1,2\n3,x\n")->Report().variables[1].line, 3);
   EXPECT_EQ(Open("a,b\n1,2\n3,x")->Report().variables[1].line, 3);
