@@ -8,6 +8,7 @@
 #include "Sources.h"
 #include "Variables.h"
 
+#include <libdatasrc/BlankCases.h>
 #include <libdatasrc/CaseReader.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
@@ -152,7 +153,7 @@ void ReplaceSource(Call& call) {
   }
   if (kind == kBlank) {
     if (*writer == nullptr) throw CommandError(call.dataset->Name() + " has no dictionary to keep");
-    source = std::make_unique<BlankCases>(**writer, caseCount);
+    source = std::make_unique<BlankCases>(**writer, caseCount, GiveUpIfInterrupted);
   }
   if (kind == kDictionary) source = std::make_unique<DataFreeDataSource>();
   if (kind == kFiltered) {

@@ -2,16 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <libdatasrc/BlankCases.h>
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/OBS.h>
 #include <libdatasrc/ObsIterator.h>
-#include <Sources.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
-
-using sdmsh::BlankCases;
 
 namespace {
 
@@ -47,6 +46,20 @@ TEST_F(BlankCasesTest, HaveTheGivenNumberOfRowsOfMissingNumbersAndBlankStrings) 
   }
   EXPECT_FALSE(rows->Next());
   EXPECT_FALSE(rows->Next());
+}
+
+TEST_F(BlankCasesTest, AFunctionCalledForEachRowMayStopTheIterator) {
+  int calls = 0;
+  const BlankCases cases(dictionary, 2, [&] {
+    if (++calls == 2) throw std::runtime_error("stopped");
+  });
+  std::vector<OBS> area(static_cast<std::size_t>(cases.GetObsAreaSize()));
+  const std::unique_ptr<ObsIterator> rows(cases.MakeIterator(area.data()));
+  EXPECT_TRUE(rows->Next());
+  EXPECT_THROW(rows->Next(), std::runtime_error);
+  EXPECT_TRUE(rows->Next());
+  EXPECT_FALSE(rows->Next());
+  EXPECT_EQ(calls, 4);
 }
 
 }  // namespace
