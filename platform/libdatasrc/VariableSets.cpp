@@ -3,6 +3,7 @@
 #include <libdatasrc/internal/TextFields.h>
 #include <libdatasrc/ORVX_DataSource.h>
 
+#include <algorithm>
 #include <charconv>
 #include <stdexcept>
 #include <utility>
@@ -89,6 +90,21 @@ std::vector<VariableSet> VariableSets(const ORVX_DataSource& source, VarSetsType
     sets.emplace_back(set);
   }
   return sets;
+}
+
+bool PutSet(std::vector<VariableSetImpl>& sets, const VariableSetImpl& set) {
+  const auto found = std::ranges::find(sets, set.name, &VariableSetImpl::name);
+  const bool exists = found != sets.end();
+  if (set.members.empty()) {
+    if (exists) sets.erase(found);
+    return exists;
+  }
+  if (exists) {
+    *found = set;
+  } else {
+    sets.push_back(set);
+  }
+  return true;
 }
 
 void MakeExtension(const std::vector<VariableSet>& sets, std::string& text, int type) {

@@ -62,6 +62,12 @@ inline constexpr VarSetsType kMRSets = 1;
 // Threads: any that may read the source.
 SDM_EXPORT std::vector<VariableSet> VariableSets(const ORVX_DataSource& source, VarSetsType which);
 
+// Replaces the first set with the same name by `set`, or appends `set` if there is no such set. If
+// `set` has no members, only deletes the set with the same name. Returns false if there is no set
+// to delete.
+// Threads: any.
+SDM_EXPORT bool PutSet(std::vector<VariableSetImpl>& sets, const VariableSetImpl& set);
+
 // Appends the sets to `text` in the format of extension types 5 (variable sets), 7 and 19
 // (multiple-response sets): one line per set, fields separated by tabs. Members are written by
 // identifier, so renaming a variable does not invalidate the text. Throws std::invalid_argument for

@@ -5,12 +5,12 @@
 #include "Commands.h"
 #include "Variables.h"
 
+#include <libdatasrc/MoveVariable.h>
 #include <libdatasrc/ORVX_DataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 #include <liborvxdemg/ExtensionTypes.h>
 #include <ServerDataManager/SvrDMWriteableDataSource.h>
 
-#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -48,25 +48,6 @@ void SetSplit(ORVX_DataSource& source, const std::vector<int>& positions, bool s
   source.SetSplit(static_cast<unsigned int>(positions.size()), positions.data(), separate);
 }
 
-// Moves a variable by deleting and inserting it. Then restores the weight, the filter and the
-// split, because the deletion removes the variable from them.
-void MoveTo(ORVX_DataSource& source, int from, int to) {
-  const LocallyUniqueID weight = source.GetWeightVariableID();
-  const LocallyUniqueID filter = source.GetFilterVariableID();
-  const std::vector<LocallyUniqueID> split = SplitOf(source);
-  const bool separate = source.GetSplitqSeparate();
-
-  const ORVX_Variable variable = source.GetVariable(from);
-  source.DeleteVariables(from, from);
-  source.InsertVariable(to, variable);
-
-  source.SetWeightVar(source.FindVarIndex(weight));  // the position is -1 if there is no weight
-  source.SetFilterVar(source.FindVarIndex(filter));
-  std::vector<int> positions;
-  for (const LocallyUniqueID id : split) positions.push_back(source.FindVarIndex(id));
-  SetSplit(source, positions, separate);
-}
-
 // Takes "by VARIABLE" or "off", and calls `set` with the position of the variable, or with -1 for
 // "off". For `does` see RefuseString.
 void SetUse(Call& call, const char* does, void (ORVX_DataSource::*set)(int)) {
@@ -85,20 +66,9 @@ std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
   return ids;
 }
 
-// Returns `sets` with `set` in place of the set with the same name, or at the end if there is no
-// such set. If `set` has no members, only removes the set with the same name, which must exist.
+// For PutSet. Throws CommandError if there is no set to remove.
 std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetImpl> sets) {
-  const auto found = std::ranges::find(sets, set.name, &VariableSetImpl::name);
-  if (set.members.empty()) {
-    if (found == sets.end()) {
-      throw CommandError("there is no set " + DictionaryText::Quoted(set.name));
-    }
-    sets.erase(found);
-  } else if (found != sets.end()) {
-    *found = std::move(set);
-  } else {
-    sets.push_back(std::move(set));
-  }
+  if (!PutSet(sets, set)) throw CommandError("there is no set " + DictionaryText::Quoted(set.name));
   return sets;
 }
 
@@ -155,7 +125,7 @@ void MoveVariable(Call& call) {
   if (to >= source.ColumnCount()) {
     throw CommandError("there are only " + std::to_string(source.ColumnCount()) + " positions");
   }
-  MoveTo(source, from, to);
+  ::MoveVariable(source, from, to);
 }
 
 void ReorderVariables(Call& call) {
@@ -163,7 +133,7 @@ void ReorderVariables(Call& call) {
   ORVX_DataSource& source = call.Source();
   PositionsOf(source, names);  // throws for wrong names before any change
   for (int to = 0; const std::string& name : names) {
-    MoveTo(source, PositionOf(source, name), to++);
+    ::MoveVariable(source, PositionOf(source, name), to++);
   }
   call.Writer().BulkVarMoves();
 }

@@ -304,6 +304,22 @@ INSTANTIATE_TEST_SUITE_P(
                   "line 2: no line feed at the end"}),
     [](const auto& test) { return test.param.name; });
 
+TEST(PutSet, ReplacesTheSetWithTheSameNameOrAppends) {
+  std::vector<VariableSetImpl> sets = {Named("hobbies"), Named("x")};
+  VariableSetImpl other = Hobbies();
+  other.name = "Hobbies";
+  EXPECT_TRUE(PutSet(sets, Hobbies()));
+  EXPECT_TRUE(PutSet(sets, other));
+  EXPECT_THAT(sets, ElementsAre(Is(Hobbies()), Is(Named("x")), Is(other)));
+}
+
+TEST(PutSet, DeletesTheSetWithTheSameNameIfTheSetHasNoMembers) {
+  std::vector<VariableSetImpl> sets = {Hobbies(), Named("x")};
+  EXPECT_TRUE(PutSet(sets, Named("hobbies")));
+  EXPECT_FALSE(PutSet(sets, Named("hobbies")));
+  EXPECT_THAT(sets, ElementsAre(Is(Named("x"))));
+}
+
 TEST(VariableSetsText, IsParsedOrRejectedAtEveryTruncation) {
   const std::string text = TextOf({Hobbies(), Named("plain")});
   const std::size_t firstLine = text.find('\n') + 1;
