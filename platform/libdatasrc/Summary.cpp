@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
 #include <variant>
@@ -27,11 +28,13 @@ namespace {
 // The weight or the filter.
 class UseOfCases {
  public:
-  // `position` is -1 if no variable has this use.
-  UseOfCases(const ORVX_DataSource& source, int position) : position_(position) {
+  // `position` is -1 if no variable has this use. `does` is what the variable does, for an error.
+  UseOfCases(const ORVX_DataSource& source, int position, const char* does) : position_(position) {
     if (position < 0) return;
     variable_ = source.GetVariable(position);
-    if (variable_.GetType() != 0) throw std::invalid_argument("the weight or filter is a string");
+    if (variable_.GetType() == 0) return;
+    throw std::invalid_argument("variable \"" + variable_.GetName() +
+                                "\" is a string; only a numeric variable can " + does);
   }
 
   // The value of the variable in a case: 1 without a variable, and a NaN for a missing value.
@@ -67,8 +70,8 @@ void Add(const ORVX_Variable& variable, const DataValue& value, double weight, V
 
 Groups ReadGroups(const ORVX_DataSource& source, const std::vector<int>& positions,
                   Progress progress) {
-  const UseOfCases weights(source, source.GetWeightVarIndex());
-  const UseOfCases filters(source, source.GetFilterVarIndex());
+  const UseOfCases weights(source, source.GetWeightVarIndex(), "weight cases");
+  const UseOfCases filters(source, source.GetFilterVarIndex(), "select cases");
   std::vector<std::size_t> split;
   for (unsigned int i = 0; i < source.GetNSplitVars(); ++i) {
     split.push_back(static_cast<std::size_t>(source.FindVarIndex(source.GetSplitVarID(i))));
@@ -175,6 +178,62 @@ std::string Histogram(std::span<const WeightedValue> sorted, std::size_t bins) {
     chart += kBlocks[static_cast<std::size_t>(std::ceil(weight / most * 8))];
   }
   return chart;
+}
+
+// ---------------------------------------------------------------------------------------------
+// JSON
+
+namespace {
+
+using JsonTree = nlohmann::ordered_json;
+
+JsonTree InJson(double number) {
+  if (std::isfinite(number)) return number;
+  if (std::isnan(number)) return nullptr;
+  return number > 0 ? "Infinity" : "-Infinity";
+}
+
+JsonTree KeyInJson(const DataValue& value) {
+  if (const auto* const number = std::get_if<double>(&value)) return InJson(*number);
+  const auto& text = std::get<std::string>(value);
+  return text.empty() ? JsonTree(nullptr) : JsonTree(text);
+}
+
+JsonTree NameAt(const ORVX_DataSource& source, int position) {
+  return position < 0 ? JsonTree(nullptr) : JsonTree(source.GetVariable(position).GetName());
+}
+
+JsonTree InJson(const std::string& variable, const Values& values) {
+  const Statistics result = StatisticsOf(values.numbers);
+  JsonTree quartiles = JsonTree::array();
+  for (const double quartile : result.quartiles) quartiles.push_back(InJson(quartile));
+  return {{"variable", variable},           {"n", values.present},
+          {"missing", values.missing},      {"mean", InJson(result.mean)},
+          {"sd", InJson(result.deviation)}, {"min", InJson(result.minimum)},
+          {"quartiles", quartiles},         {"max", InJson(result.maximum)}};
+}
+
+}  // namespace
+
+std::string Json(const ORVX_DataSource& source, const std::vector<int>& positions,
+                 const Groups& groups) {
+  JsonTree list = JsonTree::array();
+  for (const auto& [key, group] : groups) {
+    JsonTree values = JsonTree::array();
+    for (unsigned int i = 0; i < key.size(); ++i) {
+      values.push_back({{"variable", NameAt(source, source.FindVarIndex(source.GetSplitVarID(i)))},
+                        {"value", KeyInJson(key[i])}});
+    }
+    JsonTree variables = JsonTree::array();
+    for (std::size_t i = 0; i < group.size(); ++i) {
+      variables.push_back(InJson(source.GetVariable(positions[i]).GetName(), group[i]));
+    }
+    list.push_back({{"group", values}, {"variables", variables}});
+  }
+  const JsonTree json = {{"weight", NameAt(source, source.GetWeightVarIndex())},
+                         {"filter", NameAt(source, source.GetFilterVarIndex())},
+                         {"groups", list}};
+  return json.dump(-1, ' ', false, JsonTree::error_handler_t::replace);
 }
 
 }  // namespace Summary

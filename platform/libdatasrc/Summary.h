@@ -78,6 +78,14 @@ SDM_EXPORT Statistics StatisticsOf(std::span<const WeightedValue> sorted);
 // finite.
 SDM_EXPORT std::string Histogram(std::span<const WeightedValue> sorted, std::size_t bins);
 
+// The statistics of each variable in each group as JSON on one line: an object with the names of
+// the weight and the filter variable, and an array of the groups, each with its key. A statistic
+// that is not defined and a missing value are null, an infinite number is "Infinity" or
+// "-Infinity", and bytes that are not UTF-8 become U+FFFD. `groups` are the result of ReadGroups
+// for the source and the positions. The process may end if memory runs out.
+SDM_EXPORT std::string Json(const ORVX_DataSource& source, const std::vector<int>& positions,
+                            const Groups& groups);
+
 }  // namespace Summary
 
 #endif  // LIBDATASRC_SUMMARY_H_

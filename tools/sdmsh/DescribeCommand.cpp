@@ -34,7 +34,7 @@ struct Description {
   bool IsEmpty() const { return groups.empty() || positions.empty(); }
 };
 
-// Refuses a string variable as the weight or the filter. With no `names`, describes all variables.
+// With no `names`, describes all variables.
 Description DescriptionOf(const ORVX_DataSource& source, const std::vector<std::string>& names,
                           Output& output) {
   Description description{source, PositionsOf(source, names), {}, {}};
@@ -42,10 +42,6 @@ Description DescriptionOf(const ORVX_DataSource& source, const std::vector<std::
     description.positions.resize(static_cast<std::size_t>(source.ColumnCount()));
     std::iota(description.positions.begin(), description.positions.end(), 0);
   }
-  const int weight = source.GetWeightVarIndex();
-  const int filter = source.GetFilterVarIndex();
-  if (weight >= 0) RefuseString(source.GetVariable(weight), "weight cases");
-  if (filter >= 0) RefuseString(source.GetVariable(filter), "select cases");
   for (const LocallyUniqueID id : SplitOf(source)) {
     description.split.push_back(&source.GetVariable(source.FindVarIndex(id)));
   }
@@ -53,9 +49,6 @@ Description DescriptionOf(const ORVX_DataSource& source, const std::vector<std::
   description.groups = Summary::ReadGroups(source, description.positions, std::ref(bar));
   return description;
 }
-
-// ---------------------------------------------------------------------------------------------
-// In words
 
 bool IsMissingKey(const DataValue& value) {
   const auto* const text = std::get_if<std::string>(&value);
@@ -152,47 +145,6 @@ std::string TextOfGroupsSeparately(const Description& description, const Output&
   return Joined(tables, "\n");
 }
 
-// ---------------------------------------------------------------------------------------------
-// In JSON
-
-Json GroupInJson(const Description& description, const Summary::Key& key,
-                 const std::vector<Summary::Values>& group) {
-  Json values = Json::array();
-  for (std::size_t i = 0; i < key.size(); ++i) {
-    values.push_back({{"variable", description.split[i]->GetName()},
-                      {"value", IsMissingKey(key[i]) ? Json(nullptr) : ValueInJson(key[i])}});
-  }
-  Json variables = Json::array();
-  for (std::size_t i = 0; i < group.size(); ++i) {
-    const Summary::Statistics result = Summary::StatisticsOf(group[i].numbers);
-    Json quartiles = Json::array();
-    for (const double quartile : result.quartiles) quartiles.push_back(NumberInJson(quartile));
-    variables.push_back({{"variable", description.VariableAt(i).GetName()},
-                         {"n", group[i].present},
-                         {"missing", group[i].missing},
-                         {"mean", NumberInJson(result.mean)},
-                         {"sd", NumberInJson(result.deviation)},
-                         {"min", NumberInJson(result.minimum)},
-                         {"quartiles", quartiles},
-                         {"max", NumberInJson(result.maximum)}});
-  }
-  return {{"group", values}, {"variables", variables}};
-}
-
-Json DescriptionInJson(const Description& description) {
-  Json groups = Json::array();
-  for (const auto& [key, group] : description.groups) {
-    groups.push_back(GroupInJson(description, key, group));
-  }
-  const ORVX_DataSource& source = description.source;
-  const auto nameAt = [&](int position) {
-    return position >= 0 ? Json(source.GetVariable(position).GetName()) : Json(nullptr);
-  };
-  return {{"weight", nameAt(source.GetWeightVarIndex())},
-          {"filter", nameAt(source.GetFilterVarIndex())},
-          {"groups", groups}};
-}
-
 }  // namespace
 
 void Describe(Call& call) {
@@ -210,7 +162,9 @@ void Describe(Call& call) {
     return together ? TextOfGroupsTogether(description, output)
                     : TextOfGroupsSeparately(description, output);
   };
-  call.Show("description", words, [&] { return DescriptionInJson(description); });
+  call.Show("description", words, [&] {
+    return Json::parse(Summary::Json(source, description.positions, description.groups));
+  });
 }
 
 }  // namespace sdmsh

@@ -49,7 +49,7 @@ void SetSplit(ORVX_DataSource& source, const std::vector<int>& positions, bool s
 }
 
 // Takes "by VARIABLE" or "off", and calls `set` with the position of the variable, or with -1 for
-// "off". For `does` see RefuseString.
+// "off". For `does` see NumberPositionOf.
 void SetUse(Call& call, const char* does, void (ORVX_DataSource::*set)(int)) {
   const bool off = call.TakeOneOf({"by", "off"}) == 1;
   const std::string name = off ? "" : call.Take("VARIABLE");

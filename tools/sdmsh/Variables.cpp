@@ -42,17 +42,12 @@ int PositionOf(const ORVX_DataSource& source, const std::string& name) {
   throw CommandError("there is no variable " + Quoted(name) + DidYouMean(name, names));
 }
 
-void RefuseString(const ORVX_Variable& variable, const std::string& does) {
-  if (variable.GetType() == 0) return;
-  throw CommandError("variable " + Quoted(variable.GetName()) +
-                     " is a string; only a numeric variable can " + does);
-}
-
 int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
                      const std::string& does) {
   const int position = PositionOf(source, name);
-  RefuseString(source.GetVariable(position), does);
-  return position;
+  if (source.GetVariable(position).GetType() == 0) return position;
+  throw CommandError("variable " + Quoted(name) + " is a string; only a numeric variable can " +
+                     does);
 }
 
 std::vector<int> PositionsOf(const ORVX_DataSource& source, const std::vector<std::string>& names) {

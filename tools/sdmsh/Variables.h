@@ -27,10 +27,8 @@ int FindByName(const ORVX_DataSource& source, const std::string& name);
 // PositionOf, NumberPositionOf and PositionsOf return positions from 0, and refuse a name that no
 // variable has. Names are case-sensitive.
 int PositionOf(const ORVX_DataSource& source, const std::string& name);
-// Refuses a string variable. `does` is the part of the error text that gives the purpose of the
-// variable: "weight cases".
-void RefuseString(const ORVX_Variable& variable, const std::string& does);
-// Also refuses a string variable, like RefuseString.
+// Also refuses a string variable. `does` is the part of the error text that gives the purpose of
+// the variable: "weight cases".
 int NumberPositionOf(const ORVX_DataSource& source, const std::string& name,
                      const std::string& does);
 // Also refuses a name that occurs twice in `names`.

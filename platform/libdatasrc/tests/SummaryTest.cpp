@@ -123,11 +123,42 @@ TEST_F(SummaryOfCases, MissingNumberOfASplitVariableIsAnEmptyStringAfterAllNumbe
 TEST_F(SummaryOfCases, StringWeightStringFilterAndWrongPositionsAreRefused) {
   EXPECT_THROW(ReadGroups(source, {4}), std::out_of_range);
   EXPECT_THROW(ReadGroups(source, {-1}), std::out_of_range);
+  const auto error = [this] {
+    try {
+      ReadGroups(source, {0});
+    } catch (const std::invalid_argument& refused) {
+      return std::string(refused.what());
+    }
+    return std::string();
+  };
   source.SetWeightVar(1);
-  EXPECT_THROW(ReadGroups(source, {0}), std::invalid_argument);
+  EXPECT_EQ(error(), "variable \"sex\" is a string; only a numeric variable can weight cases");
   source.SetWeightVar(-1);
   source.SetFilterVar(1);
-  EXPECT_THROW(ReadGroups(source, {0}), std::invalid_argument);
+  EXPECT_EQ(error(), "variable \"sex\" is a string; only a numeric variable can select cases");
+}
+
+TEST_F(SummaryOfCases, JsonHasTheStatisticsOfEachVariableInEachGroup) {
+  const int split[] = {1};
+  source.SetSplit(1, split, /*separate=*/false);
+  source.SetWeightVar(2);
+  source.SetFilterVar(3);
+  source.SetValue(1, 0, std::numeric_limits<double>::infinity());
+  source.SetValue(3, 0, 30.0);
+  source.SetValue(5, 3, 1.0);
+  EXPECT_EQ(Summary::Json(source, {0}, ReadGroups(source, {0})),
+            R"({"weight":"count","filter":"use","groups":[)"
+            R"({"group":[{"variable":"sex","value":null}],"variables":[{"variable":"income",)"
+            R"("n":1.0,"missing":0.0,"mean":50.0,"sd":null,"min":50.0,)"
+            R"("quartiles":[50.0,50.0,50.0],"max":50.0}]},)"
+            R"({"group":[{"variable":"sex","value":"f"}],"variables":[{"variable":"income",)"
+            R"("n":3.0,"missing":3.0,"mean":30.0,"sd":0.0,"min":30.0,)"
+            R"("quartiles":[30.0,30.0,30.0],"max":30.0}]},)"
+            R"({"group":[{"variable":"sex","value":"m"}],"variables":[{"variable":"income",)"
+            R"("n":1.0,"missing":0.0,"mean":"Infinity","sd":null,"min":"Infinity",)"
+            R"("quartiles":["Infinity","Infinity","Infinity"],"max":"Infinity"}]}]})");
+  source.SetSplit(0, nullptr, /*separate=*/false);
+  EXPECT_EQ(Summary::Json(source, {}, {}), R"({"weight":"count","filter":"use","groups":[]})");
 }
 
 TEST_F(SummaryOfCases, ProgressMayStopTheReading) {
