@@ -5,6 +5,7 @@
 #include "CommandError.h"
 #include "Shell.h"
 
+#include <libdatasrc/SystemFileDataSource.h>
 #include <liborvxdemg/DictionaryText.h>
 
 #include <algorithm>
@@ -221,6 +222,21 @@ bool Arguments::TakeOnOff() {
   return TakeOneOf({"on", "off"}) == 0;
 }
 
+ImportOptions Arguments::TakeImportOptions() {
+  ImportOptions options;
+  for (;;) {
+    if (Accept("delimiter")) {
+      options.delimiter = ",\t;| "[TakeOneOf({"comma", "tab", "semicolon", "bar", "space"})];
+    } else if (Accept("decimal")) {
+      options.decimalMark = ".,"[TakeOneOf({"point", "comma"})];
+    } else if (Accept("encoding")) {
+      options.encoding = Take("ENCODING");
+    } else {
+      return options;
+    }
+  }
+}
+
 bool Arguments::Accept(const char* keyword) {
   if (AtEnd() || words_[next_] != keyword) return false;
   ++next_;
@@ -265,6 +281,12 @@ ORVX_DataSource& Call::Source() {
   SvrDMWriteableDataSource& writer = Writer();
   if (*writer != nullptr) return **writer;
   throw CommandError(dataset->Name() + " has no data source; `source` gives it one");
+}
+
+std::unique_ptr<SystemFileDataSource> Call::OpenDataFile(const std::string& file,
+                                                         const ImportOptions& options) const {
+  ProgressBar bar(shell.Out());
+  return SystemFileDataSource::Open(file, options, std::ref(bar));
 }
 
 void Call::Say(const char* event, const std::string& words,

@@ -16,6 +16,8 @@
 #include "Commands.h"
 #include "Output.h"
 
+#include <libdatasrc/ImportOptions.h>
+
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -28,6 +30,7 @@
 class ORVX_DataSource;
 class SvrDMInputDataSource;
 class SvrDMWriteableDataSource;
+class SystemFileDataSource;
 
 namespace sdmsh {
 
@@ -85,6 +88,8 @@ class Arguments {
   double TakeReal(const char* what);
   // Takes "on" or "off".
   bool TakeOnOff();
+  // Takes "delimiter WORD", "decimal WORD" and "encoding NAME", in any order, or nothing.
+  ImportOptions TakeImportOptions();
 
   // Takes the keyword if it is the next word, and returns whether it was.
   bool Accept(const char* keyword);
@@ -133,6 +138,11 @@ class Call : public Arguments {
   SvrDMWriteableDataSource& Writer();
   // The data source of Writer(). Also throws CommandError if the dataset has no data source.
   ORVX_DataSource& Source();
+
+  // Opens a data file, with a progress bar. Throws what SystemFileDataSource::Open throws, and
+  // CommandError after ctrl-C.
+  std::unique_ptr<SystemFileDataSource> OpenDataFile(const std::string& file,
+                                                     const ImportOptions& options) const;
 
   // Prints an event: see Output::Say. As JSON, the event has the members `event` and `caller`, the
   // member `dataset` if the call has a dataset, and `members`, which may replace `caller` and

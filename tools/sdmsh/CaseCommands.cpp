@@ -5,7 +5,6 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "Shell.h"
-#include "Sources.h"
 #include "Variables.h"
 
 #include <libdatasrc/BlankCases.h>
@@ -13,7 +12,6 @@
 #include <libdatasrc/DataFreeDataSource.h>
 #include <libdatasrc/FilteredDataSource.h>
 #include <libdatasrc/SystemFileDataSource.h>
-#include <liborvxdemg/DictionaryText.h>
 
 #include <algorithm>
 #include <limits>
@@ -140,14 +138,14 @@ void ReplaceSource(Call& call) {
   enum { kFile, kBlank, kDictionary, kFiltered, kNone };
   const std::size_t kind = call.TakeOneOf({"file", "blank", "dictionary", "filtered", "none"});
   const std::string file = kind == kFile ? call.TakeFile() : "";
-  const ImportOptions options = kind == kFile ? TakeImportOptions(call) : ImportOptions();
+  const ImportOptions options = kind == kFile ? call.TakeImportOptions() : ImportOptions();
   const int caseCount = kind == kBlank ? call.TakeNumber("COUNT") : 0;
   if (kind == kFiltered) call.Expect("by");
   const std::string selector = kind == kFiltered ? call.Take("VARIABLE") : "";
   SvrDMWriteableDataSource& writer = call.Writer();
   std::unique_ptr<ORVX_DataSource> source;
   if (kind == kFile) {
-    auto data = OpenDataFile(call.shell.Out(), file, options);
+    auto data = call.OpenDataFile(file, options);
     call.dataset->SetDelimiter(file, data->Report().delimiter);
     source = std::move(data);
   }

@@ -4,7 +4,6 @@
 #include "CommandError.h"
 #include "Commands.h"
 #include "Shell.h"
-#include "Sources.h"
 #include "Variables.h"
 
 #include <client/DictionaryComparison.h>
@@ -266,10 +265,10 @@ Json MirrorInJson(const Json& source, const Json& mirror) {
 
 void OpenFile(Call& call) {
   const std::string file = call.TakeFile();
-  const ImportOptions options = TakeImportOptions(call);
+  const ImportOptions options = call.TakeImportOptions();
   call.Expect("as");
   const NewDataset wanted = TakeNewDataset(call);
-  auto source = OpenDataFile(call.shell.Out(), file, options);
+  auto source = call.OpenDataFile(file, options);
   const char delimiter = source->Report().delimiter;
   Open(call, wanted, std::move(source), file, delimiter);
 }
