@@ -28,8 +28,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
   if (const auto* const clone = dynamic_cast<const SvrDMCloneDataSource*>(source)) {
     return CopyOf(*clone);
   }
-  // The clones own `view`. A failure deletes `view` with its parents, but must not delete `source`.
-  // So the parent of `view` becomes `source` only when nothing can fail any more.
+  // The clone and its copy own `view`. If an exception deletes both, they delete `view` with its
+  // parents, which must not include `source`. So the parent of `view` is null until both are built.
   auto view = ViewOf(*source);
   FilteredDataSource& shared = *view;
   shared.SetParentSource(nullptr);

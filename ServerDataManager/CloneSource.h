@@ -14,12 +14,12 @@
 class SvrDMWriteableDataSource;
 
 // Returns a clone of the writer's data source, which must not be null: the same dictionary,
-// including unsaved changes, and the same cases. If the source is not a clone yet, an equal clone
-// replaces it in the dataset, and two ResetUndoMsg are queued. The new clone and the returned clone
-// then share ownership of the former source.
+// including unsaved changes, and the same cases. If the source is not a clone yet, a second clone
+// replaces the source in the dataset, and two ResetUndoMsg are queued. The clone in the dataset and
+// the returned clone then share ownership of the former source.
 //
 // After an exception, the dataset has its former source, a filtered source over the former source,
-// or the new clone.
+// or a clone that owns the former source.
 //
 // Threads: the thread that holds the writer.
 SDM_EXPORT std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writer);

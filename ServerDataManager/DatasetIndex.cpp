@@ -94,7 +94,7 @@ IndexEntry* FindInHeap(IndexEntry* root, const SvrDMItem& item) {
 
 }  // namespace
 
-// Takes time linear in the number of items with the same identifier, which is small.
+// Takes time linear in the number of items with the identifier of `item`, usually one.
 IndexEntry* DatasetIndex::EntryOf(const SvrDMItem& item) const {
   return FindInHeap(ids_.First(LUIDMatch{item.ID()}), item);
 }

@@ -250,8 +250,9 @@ class DatasetIndex {
   KeyTable<HandleMatch> handles_ SDM_GUARDED_BY(leafMutex);
   KeyTable<FileNameMatch> fileNames_ SDM_GUARDED_BY(leafMutex);
 
-  // A linked list of the indexes of all registries. NameChanged searches the list for the item's
-  // registry; it cannot use the item's pointer, because the registry may have been destroyed.
+  // A linked list of the indexes of all registries. NameChanged searches this list for the item's
+  // registry. It cannot follow the item's pointer to the registry, because the registry may have
+  // been destroyed.
   DatasetIndex* next_ SDM_GUARDED_BY(leafMutex);
   static constinit DatasetIndex* first_ SDM_GUARDED_BY(leafMutex);
 };

@@ -115,9 +115,8 @@ struct ThreadLocks {
   std::atomic<bool> busy{false};
   // False once the thread has ended.
   bool hasThread SDM_GUARDED_BY(TheMonitor().pauseMutex) = true;
-  // The table's thread accesses the fields below while `busy` is set (Edit); another thread
-  // accesses them while it pauses the tables (Pause). Thread-safety annotations cannot express
-  // this.
+  // The table's thread may access the fields below while `busy` is set (Edit). Any thread may
+  // access them while it pauses the tables (Pause). Thread-safety annotations cannot express this.
   std::vector<Record> holds;
   Record wait{};
   bool isWaiting = false;
@@ -137,14 +136,16 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// In the static TLS block, where access needs neither a function call nor an allocation.
+// Every recording of a lock first reads ownTable, and threadEnds if ownTable is null. So they are
+// in the static TLS block, where access needs neither a function call nor an allocation.
 #define SDM_STATIC_TLS __attribute__((tls_model("initial-exec"))) thread_local
 SDM_STATIC_TLS ThreadLocks* ownTable = nullptr;
 SDM_STATIC_TLS bool threadEnds = false;
-SDM_STATIC_TLS Label ownLabel{};
+SDM_STATIC_TLS Label ownLabel{};  // set by NameThread, also before the thread has a table
 
-// The flags in `gate`. A thread checks them before each write to its table; if none is set, it
-// writes immediately.
+// Flags in `gate`: the tables are paused (kPaused); a writing thread must run a memory barrier
+// (kFences). A thread checks both flags before each write to its table; if neither is set, the
+// thread writes immediately.
 constexpr unsigned int kPaused = 1, kFences = 2;
 constinit std::atomic<unsigned int> gate{kFences};
 
@@ -298,7 +299,7 @@ void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
 }
 
 // ---------------------------------------------------------------------------------------------
-// Incidents: found while the tables are paused, passed to the handler afterwards.
+// Incidents: found while the tables are paused, passed to the handler after the pause.
 
 // A copy of a record, with the name of its thread. The thread's number is 0 if there is no record.
 struct NamedRecord {
@@ -312,14 +313,14 @@ struct Step {
 };
 
 struct Incidents {
-  std::vector<std::vector<Step>> deadlocks;  // in each, the last step is first
+  std::vector<std::vector<Step>> deadlocks;  // the steps of each are in reverse order
   std::vector<Step> longWaits;               // each step is an incident of its own
   Clock::time_point noticed = Now();
 };
 
-// Whether `from` is `target`, or its thread waits, directly or through other waiting threads, for a
-// lock that `target` holds. If so, appends each of these waits to `steps`, the last wait first, and
-// marks the waits (deadlockIsReported).
+// Whether `from` is `target`, or the thread of `from` waits, directly or through other waiting
+// threads, for a lock that the thread of `target` holds. If so, appends the waits from `from` to
+// `target` to `steps`, the last wait first, and marks these waits (deadlockIsReported).
 bool Reaches(ThreadLocks& from, const ThreadLocks& target, std::vector<Step>& steps)
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (&from == &target) return true;
@@ -337,7 +338,8 @@ bool Reaches(ThreadLocks& from, const ThreadLocks& target, std::vector<Step>& st
 }
 
 // Searches for deadlocks that include the wait of `table`: at most one for each thread that holds
-// the lock. Does nothing if another thread has found such a deadlock since the wait was recorded.
+// the lock for which `table` waits. Does nothing if another thread has found such a deadlock since
+// the wait was recorded.
 void FindDeadlocks(ThreadLocks& table, Incidents& incidents) noexcept
     SDM_REQUIRES(TheMonitor().pauseMutex) {
   if (table.deadlockIsReported) return;
@@ -414,7 +416,7 @@ void CallHandler(const LockMonitor::Handler& handler, LockIncident::Kind kind,
   try {
     handler(incident);
   } catch (...) {
-    // A failing handler must not affect the wait.
+    // Ignored: see LockMonitor::SetHandler.
   }
 }
 

@@ -14,10 +14,11 @@
 // A deadlock is a cycle of threads: each thread waits for a lock that the next thread holds. The
 // locks may be of different datasets and kinds. A thread that waits for a lock that it holds itself
 // is a cycle of one thread. The thread that completes the cycle detects the deadlock when it begins
-// to wait. If several threads hold the lock, the wait may complete several cycles; one cycle
-// through each of these threads is reported. The thread that acquired a lock counts as its holder,
-// although another thread may release the lock; so a reported deadlock may still resolve. A wait
-// with a time limit (TryRead, TryWrite) ends by itself, so it is never part of a deadlock.
+// to wait. If several threads hold the lock for which it waits, the wait may complete several
+// cycles; at most one cycle through each of these holders is reported. The thread that acquired a
+// lock counts as its holder, although another thread may release the lock; so a reported deadlock
+// may still resolve. A wait with a time limit (TryRead, TryWrite) ends by itself, so it is never
+// part of a deadlock.
 //
 // If the handler is called when a wait begins, reports show the wait only after the handler has
 // returned.
@@ -32,7 +33,7 @@
 // that has to write its table waits. To limit these waits, reports are at least a millisecond
 // apart: GetLockReport waits if necessary.
 //
-// Creating and destroying a reader handle takes 1.2 to 1.4 times as long as without the monitor.
+// With the monitor on, creating and destroying a reader handle takes 1.2 to 1.4 times as long.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_
 #define SERVERDATAMANAGER_LOCKMONITOR_H_
@@ -57,12 +58,13 @@ class SDM_EXPORT LockMonitor {
   using Handler = std::function<void(const LockIncident&)>;
 
   // Installs the handler of the process; an empty function removes it. The handler is called once
-  // for each deadlock and once for each wait longer than `longWait` (zero: never). For a deadlock,
-  // it runs on the thread that is about to wait; for a long wait, on the thread of the library;
-  // possibly on several threads concurrently. The thread may hold locks, so the handler must not
-  // use datasets or registries, nor wait for another thread. Its exceptions are ignored. Calls of
-  // the previous handler may still be in progress when SetHandler returns. SetHandler may throw
-  // std::bad_alloc or, if no thread can be started, std::system_error; then nothing has changed.
+  // for each deadlock and once for each wait longer than `longWait` (zero or less: never). For a
+  // deadlock, it runs on the thread that is about to wait; for a long wait, on the thread of the
+  // library; possibly on several threads concurrently. The thread may hold locks, so the handler
+  // must not use datasets or registries, nor wait for another thread. Its exceptions are ignored.
+  // Calls of the previous handler may still be in progress when SetHandler returns. SetHandler may
+  // throw std::bad_alloc or, if no thread can be started, std::system_error; then nothing has
+  // changed.
   static void SetHandler(Handler handler,
                          std::chrono::milliseconds longWait = std::chrono::milliseconds::zero());
 

@@ -51,9 +51,9 @@ inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
   RecordHold(lock.kind, lock.mode, lock.dataset, lock.address, lock.registry, who);
 }
 
-// Removes the record of the lock that `handle` acquired, on any thread. Call RemoveHold before
-// releasing the lock. With a null `handle`, removes the newest record of this lock that has no
-// handle: a record of the calling thread or, if there is none, of another thread.
+// Removes the record of the lock that `handle` acquired; any thread may have acquired it. Call
+// RemoveHold before releasing the lock. With a null `handle`, removes the newest record of this
+// lock that has no handle: a record of the calling thread or, if there is none, of another thread.
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept;
 
 // Removes `handle` from the record of the lock that the handle acquired. Call ClearHandle if the

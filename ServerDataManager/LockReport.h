@@ -64,11 +64,11 @@ struct LockReport {
   std::vector<Entry> holds;  // the locks of one thread are in the order of acquisition
   std::vector<Entry> waits;
   std::chrono::steady_clock::time_point taken;  // when the report was made
-  // False if the monitor is off, or has run out of memory for a record since it was switched on.
+  // False if the monitor is off, or has run out of memory since it was switched on.
   bool complete = true;
 
   // The text has one line per lock, followed by one indented line per holder and waiter of that
-  // lock.
+  // lock. If the report is incomplete, the last line says so.
   SDM_EXPORT std::string Text() const;
 };
 

@@ -173,7 +173,8 @@ class Comparison {
   }
 
   bool SplitChanged() const {
-    // True if CompareVariables has dropped deleted or moved variables from the view's split.
+    // The counts differ if CompareVariables has dropped deleted or moved variables from the view's
+    // split.
     if (view_.GetNSplitVars() != snapshot_.splitCount) return true;
     if (snapshot_.splitCount != source_.GetNSplitVars()) return true;
     if (snapshot_.splitCount == 0) return false;

@@ -1,5 +1,5 @@
 // Snapshot: the dictionary of a dataset as observers were last notified of it, and state kept
-// between comparisons. SvrDMObserverView::Data is a snapshot; tests make others.
+// between comparisons. SvrDMObserverView::Data is a snapshot; tests make snapshots of their own.
 
 #ifndef SERVERDATAMANAGER_OBSERVERVIEWDATA_H_
 #define SERVERDATAMANAGER_OBSERVERVIEWDATA_H_

@@ -1,4 +1,5 @@
-// Access to plain counters, flags and pointers that several threads read and write without a lock.
+// Access to plain fields (counters, flags and pointers) that several threads read and write without
+// a lock.
 //
 // The fields keep their plain types because other binaries depend on the layout; std::atomic_ref
 // prevents data races. Only single accesses are atomic: two fields read one after the other may be

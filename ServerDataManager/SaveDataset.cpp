@@ -69,8 +69,8 @@ void NotifyOfChanges(SvrDMWriteableDataSource& writer) {
   writer.Notify();
 }
 
-// Queues the message about the new file specification. For a dataset built on a saved file, the
-// next pass queues the message.
+// Queues a message if the file specification will change. For a dataset built on a saved file,
+// queues nothing, because the next pass queues the message.
 void ReportFile(SvrDMWriteableDataSource& writer, const std::string& path) {
   if (SystemFile(writer.GetDataSource()) || writer.GetDataSource()->GetFileSpec() == path) return;
   writer.AddNotification(new DEMessages::FileSpecChangeMsg(

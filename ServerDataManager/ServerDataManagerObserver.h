@@ -15,8 +15,8 @@
 // lock and, in a creation notice from a notification pass, the write lock of the created dataset.
 // The observer may register and unregister dataset observers, even on the created dataset. But if
 // the observers of a dataset call the registry, registering on that dataset may deadlock while
-// another thread releases a writer of the dataset. An observer that deletes a dataset in each of
-// its deletion notices recurses without end: each deletion sends another notice first.
+// another thread releases a writer of the dataset. If DataSetDeleted deletes a dataset in every
+// call, it recurses without end: each deletion calls DataSetDeleted before it removes the dataset.
 //
 // Threads: called on the thread that adds or deletes the dataset or runs its notification pass,
 // with the registry lock held. An observer may call the registry on that thread, even to register,

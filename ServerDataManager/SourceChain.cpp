@@ -17,7 +17,7 @@ bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor) {
 
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop) {
   for (const ORVX_DataSource* link = from; link != nullptr && link != stop;) {
-    // The sources above a clone belong to all its copies; the last copy deletes them.
+    // The parents of a clone belong to all its copies; the last copy deletes the parents.
     const bool isClone = dynamic_cast<const SvrDMCloneDataSource*>(link) != nullptr;
     const ORVX_DataSource* const parent = isClone ? nullptr : link->GetParentSource();
     delete link;

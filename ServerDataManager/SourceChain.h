@@ -18,8 +18,8 @@ namespace sdm_internal {
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
 // Deletes the sources from `from` up to, but not including, `stop`. Stops after deleting a clone:
-// the sources above it belong to all its copies. A null `stop` deletes the whole chain, a null
-// `from` nothing. No other function of this library deletes a data source.
+// the parents of the clone belong to all its copies. A null `stop` deletes the whole chain, a null
+// `from` nothing. No other function of this library deletes a chain.
 //
 // Threads: not safe; no other thread may use the deleted sources.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);

@@ -68,8 +68,8 @@ class SDM_EXPORT SvrBootstrapSpecs {
   std::vector<std::pair<double, std::uint32_t>>& CaseStats();
   const std::vector<std::pair<double, std::uint32_t>>& CaseStats() const;
 
-  // Prints everything but split ends and case statistics, as fourteen lines in the number format of
-  // the stream. Returns `stream`.
+  // Prints everything but split ends and case statistics, as fourteen lines, some of them empty, in
+  // the number format of the stream. Returns `stream`.
   std::ostream& Display(std::ostream& stream) const;
 
  private:

@@ -337,7 +337,7 @@ void SvrBootstrapSpecsSerializer::deserializeSpecs(const std::string& input,
     // Leaks a copy of the input, an oddity that is kept. Callers avoid the leak with checkSpecs.
     char* const copy = new char[input.size()];
     input.copy(copy, input.size());
-    asm volatile("" : : "r"(copy) : "memory");  // keeps the unused copy
+    asm volatile("" : : "r"(copy) : "memory");  // the compiler must keep the copy
     return;
   }
   ReadAfterVersion(fields, specs);

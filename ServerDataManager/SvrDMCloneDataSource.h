@@ -26,7 +26,7 @@
 //
 // The owned source is not the parent of the clone, except after ShowParents(true). So a chain ends
 // at a clone, and a dataset with a clone of a saved file is not treated as a dataset of that file.
-// Deleting a chain stops after a clone, even if the clone shows its parent: the sources above the
+// Deleting a chain stops after a clone, even if the clone shows its parent: the parents of the
 // clone belong to all its copies. A clone without an owned source has no rows.
 //
 // Threads: several threads may read one clone, make iterators and copy it; copies are independent.

@@ -143,9 +143,9 @@ class SDM_EXPORT SvrDMDataset {
   // --- Saved file and creation time ---
 
   // LockSavFileInUse closes a file that is open under another name, then opens the file
-  // GetFileName() for reading. Fails silently if the file cannot be opened. Also tries once to lock
-  // the file against writing; the lock is advisory, and the file stays open without it.
-  // UnlockSavFileInUse closes the file.
+  // GetFileName() for reading. Does nothing if that file is already open. Fails silently if the
+  // file cannot be opened. Also tries once to acquire an advisory lock against writing; if the lock
+  // is refused, the file stays open without the lock. UnlockSavFileInUse closes the file.
   // Threads: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();

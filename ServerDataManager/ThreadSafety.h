@@ -50,9 +50,9 @@
 namespace sdm_internal {
 
 // A std::mutex with annotations, because some standard libraries do not annotate std::mutex. Lock a
-// Mutex with MutexLock. Within that scope, Unlock() releases the mutex until Lock() is called.
-// SDM_UNCHECKED, because the
-// analysis does not see that locking mutex_ locks the Mutex.
+// Mutex with MutexLock. Within the scope of the MutexLock, Unlock() releases the mutex until Lock()
+// is called. Both are SDM_UNCHECKED, because the analysis does not see that locking mutex_ locks
+// the Mutex.
 //
 // Threads: any.
 class SDM_CAPABILITY("mutex") Mutex {

@@ -39,11 +39,12 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 }
 
 // Compares two variable lists in one forward pass over the source. At each position, edits the view
-// until both lists have equal variables there: the position is then settled. Settled positions are
-// not searched again.
+// until both lists have equal variables there: the position is then settled. Searches of the view
+// skip settled positions.
 //
 // Queues the same messages as a linear search of the view from the current position on, but finds
-// variables with the view's index of identifiers. Looks up each view variable in the source once.
+// variables with the view's index of identifiers. Looks up each view variable in the source at most
+// once.
 //
 // An edit of the view and its message are made together or not at all, so that after a failure the
 // next comparison finds the remaining differences. For that, each edit allocates before it changes
@@ -101,7 +102,7 @@ class StepwisePass {
     if (first < 0) return viewCount;
     if (first >= index) return first;
     // The view's first variable with this identifier is before `index`, so it is settled: the
-    // source has the identifier there, and again at `index`. Searches the rest of the view for
+    // source has the identifier there, and again at `index`. Searches the view from `index` on for
     // another variable with this identifier.
     int viewIndex = index;
     while (viewIndex < viewCount && InView(viewIndex).GetID() != id) ++viewIndex;
@@ -325,7 +326,7 @@ class StampedPass {
   }
 
   // Moves the variable at view position `found` to `index`. First deletes the removed variables in
-  // between; then moves the variable if others remain in between.
+  // between; then moves the variable if other variables remain in between.
   void BringForward(int found, int index) {
     DeleteBetween(found);
     SkipTaken();
@@ -396,7 +397,8 @@ class StampedPass {
     if (newVar.GetType() != oldVar.GetType()) typeChanged_ = true;
   }
 
-  // Queues one message that deletes the rest of the view's variables, which are not in the source.
+  // Queues one message that deletes the view variables from `next_` on that are not taken: the
+  // source does not have them.
   void DeleteRest() {
     std::vector<ORVX_Variable> removed;
     removed.reserve(static_cast<std::size_t>(viewCount_ - next_ - taken_.Count(next_, viewCount_)));

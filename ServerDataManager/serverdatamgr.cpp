@@ -213,8 +213,8 @@ bool ServerDataManager::Data::ClaimAnnouncement(SvrDMItem& item) {
   if (item.NotifiedCreation()) return false;
   if (item.DataSource() == nullptr) return false;
   // Of several threads, only the thread that sets the flag sends the creation notice. The flag is
-  // set before any observer is called, so that a call from inside the notice does not send another
-  // notice.
+  // set before any observer is called, so that a call of NotifyCreate inside the notice does not
+  // send another notice.
   return item.SetNotifiedCreation();
 }
 

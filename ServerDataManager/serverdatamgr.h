@@ -15,13 +15,13 @@
 //   taken by   every operation of the registry unless stated otherwise. A thread that holds the
 //              registry lock may acquire it again
 //   held       while registry observers are called
-//   order      after the locks of a dataset (svrdmitem.h). A thread that holds the registry lock
-//              never waits for a reader/writer lock: handles acquire their lock after the registry
-//              lock has been released
+//   order      acquired after the locks of a dataset (svrdmitem.h). A thread that holds the
+//              registry lock never waits for a reader/writer lock: handles acquire their lock after
+//              the registry lock has been released
 //
 // A thread that holds the registry lock may register and unregister observers of a dataset, which
-// takes the dataset's notification mutex. But if observers of the dataset call the registry, this
-// may deadlock with another thread that is releasing a writer of the dataset.
+// takes the dataset's notification mutex. But if observers of the dataset call the registry, the
+// registration may deadlock with another thread that is releasing a writer of the dataset.
 //
 // The registry lock does not guard the state of a dataset. The list of datasets and their names
 // have a lock of their own (LeafLock.h), which is acquired last. Passwords have no lock.

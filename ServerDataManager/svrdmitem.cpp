@@ -121,7 +121,8 @@ SvrDMItem::~SvrDMItem() {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Names. Strings are allocated before the leaf lock is acquired, and freed after it is released.
+// Names. Setters allocate strings before they acquire the leaf lock, and free them after they
+// release it.
 
 void SvrDMItem::Handle(const std::string& handle) {
   std::string name = handle;

@@ -124,9 +124,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // not share a source with that chain.
   //
   // `ds` must not be a source that a clone owns. Replacing a source that is not null closes the
-  // saved file and queues a ResetUndoMsg; a new source that is not null opens the saved file
-  // again. After an exception, such as std::bad_alloc, the new source is in place, but the message
-  // may be missing or the file not open.
+  // saved file and queues a ResetUndoMsg; a new source that is not null opens the saved file. After
+  // an exception, such as std::bad_alloc, the new source is in place, but the message may be
+  // missing or the file not open.
   // Threads: the thread that holds the write lock.
   void SetDataSet(std::unique_ptr<ORVX_DataSource> ds);
   // Like the overload above, for a source that the item already owns: the current source or one of
@@ -191,8 +191,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Deletes the queued messages.
   void ClearNotifications();
 
-  // Deletes all but the first `count` messages. Used to remove the messages of a change that
-  // failed.
+  // Deletes all but the first `count` messages; at least `count` messages must be queued. Used to
+  // remove the messages of a change that failed.
   void TruncateNotifications(std::size_t count);
 
   // One notification pass: compares the dataset with the snapshot, queues messages for the
@@ -202,10 +202,10 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // after the comparison, sends no creation notice and calls no observer.
   //
   // An exception of the data source or an observer, or std::bad_alloc, propagates. No change is
-  // lost: queued messages stay queued, and the next pass compares the rest, sends the creation
-  // notice if it is still due, and delivers everything to every observer but the originator
-  // of that pass. Observers that were called before another observer threw receive the same
-  // messages again.
+  // lost: queued messages stay queued. The next pass queues messages for the remaining differences,
+  // sends the creation notice if it is still due, and delivers all queued messages to every
+  // observer but its own originator. Observers that were called before another observer threw
+  // receive the same messages again.
   // Threads: the thread that holds the write lock. Takes one lock at a time: the notification mutex
   // for the comparison, the registry lock for the creation notice, and the notification mutex again
   // for the calls.
@@ -242,12 +242,12 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // --- Saved file, password, creation time ---
 
-  // Opens the dataset's file for reading, denies writing to other programs if the file system
-  // supports it, and records the modification time. First closes a file that is open under another
-  // name, even if only the case differs. Does nothing if the file is open under this name; opens
-  // nothing for an empty name. If the file cannot be opened, fails silently; the next call tries
-  // again. If another program has the file open for writing, opens the file without denying writes;
-  // the next call does not try again.
+  // Opens the dataset's file for reading, tries to acquire an advisory lock against writing by
+  // other programs, and records the modification time. First closes a file that is open under
+  // another name, even if only the case differs. Does nothing if the file is open under this name;
+  // opens nothing for an empty name. If the file cannot be opened, fails silently; the next call
+  // tries again. If the lock is refused, the file stays open without the lock; the next call does
+  // not try again.
   // Threads: the thread that holds the write lock; also for the next two operations.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
@@ -281,7 +281,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // --- Error monitor and bootstrap specification ---
 
   // The monitor that reports errors to the client. It sends nothing before InitializeErrorMonitor
-  // sets its channel, `proxy`, which is borrowed until it is replaced or the item is destroyed.
+  // sets its channel, `proxy`. The channel is borrowed until it is replaced or the item is
+  // destroyed; a null channel stops the reports.
   // Threads: the thread that holds the write lock.
   InteractiveErrorMonitor& GetErrorMonitor() { return errorMonitor_; }
   void InitializeErrorMonitor(PackageProxy* proxy);

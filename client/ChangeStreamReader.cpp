@@ -8,7 +8,7 @@
 
 namespace {
 
-// Thrown for a valid frame that does not continue the stream.
+// Thrown for a valid frame with a wrong pass number or digest.
 class CannotFollow : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

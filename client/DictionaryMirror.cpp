@@ -234,8 +234,8 @@ void DictionaryMirror::Pass::Visit(const InsertVarsMsg& message) {
   }
 }
 
-// Compares the dictionary from position `first` on with `variables` from index `start` on. Returns
-// the number of variables before the first difference.
+// Compares the identifiers of the dictionary from position `first` on with the identifiers of
+// `variables` from index `start` on. Returns the number of identifiers before the first difference.
 int DictionaryMirror::Pass::RunLength(int first, const std::vector<ORVX_Variable>& variables,
                                       std::size_t start) const {
   int length = 0;

@@ -34,8 +34,8 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 // variables, in order, weight, filter, split, label, row count, dirty flag, trends information,
 // multiple-response sets, variable sets, extension 0 and attributes. A message that deletes or
 // moves a variable also drops it from weight, filter and split; where the data source still uses
-// the variable, a later message of the pass sets it again. Messages carry two properties
-// incompletely:
+// the variable, a later message of the pass sets the weight, filter or split again. Messages carry
+// two properties incompletely:
 //   - rows per imputation: servers report only the end of an imputation, so the mirror always
 //     has 0
 //   - the file specification: servers report it only for a dataset built on a saved data file, and
@@ -80,8 +80,9 @@ class SDM_EXPORT DictionaryMirror {
   void Apply(const DataSetMsg& message);
 
   // The mirrored dictionary. RowCount() is the number of rows last reported, at first -1 for
-  // unknown; the dictionary has no cases. The reference is valid as long as the mirror; references
-  // to the content of the dictionary are valid until the next Apply.
+  // unknown; the dictionary has no cases. The reference is valid until the mirror is moved,
+  // assigned to or destroyed; references to the content of the dictionary are valid until the next
+  // Apply.
   const ORVX_DataSource& Dictionary() const;
 
  private:

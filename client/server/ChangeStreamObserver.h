@@ -34,7 +34,8 @@ class SvrDMInputDataSource;
 // If the dataset has been through a pass before the observer is registered, the first frame has
 // only the changes since that pass. The ChangeStreamReader detects this, and the client requests a
 // snapshot. The client also requests a snapshot after a change by its own writer: this observer is
-// the originator and is not notified, so the digest differs in the next pass.
+// the originator and is not notified, so the mirror lacks the change and does not have the digest
+// of the next frame.
 //
 // If a dataset has several streams, the first stream encodes the pass and computes the digest for
 // all of them, unless another observer uses SvrDMWriteableDataSource::PassData. If an observer then
@@ -43,7 +44,7 @@ class SvrDMInputDataSource;
 //
 // If sending fails, the stream is lost: nothing more is sent. An observer must not unregister
 // inside a pass, so a lost stream stays registered until its owner calls UnregisterIfLost. Until
-// then, passes still compare the dictionary for it.
+// then, passes still compare the dictionary for the lost stream.
 //
 // Threads: OnDataSetChanged runs on the thread of the pass; all other operations may run on any
 // thread, but not inside a pass of the dataset. The stream uses the proxy on one thread at a time.
@@ -67,11 +68,11 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   //
   // Sends the file specification only if it equals the dataset's file name: a pass or SaveDataset
   // that reports a file specification also makes it the file name. For a dataset not built on a
-  // saved file, a caller may have made the two equal: then the snapshot reports it, although no
-  // pass does.
+  // saved file, a caller may have made the two equal: then the snapshot reports the file
+  // specification, although no pass does.
   //
-  // For a dataset that has not been through a notification pass, the next pass reports everything
-  // again; the client then requests another snapshot.
+  // For a dataset that has not been through a notification pass, the next pass reports the whole
+  // dictionary again; the client then requests another snapshot.
   void SendSnapshot(const SvrDMInputDataSource& reader);
 
   bool IsLost() const;
