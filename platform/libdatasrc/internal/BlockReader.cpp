@@ -27,7 +27,8 @@ bool BlockReader::Next(std::size_t bytes, RecordBlock& block) {
   }
 }
 
-// Reads until fewer than FileText::kLeastSize bytes are free, or the file ends, or Read throws.
+// Reads until fewer than FileText::kLeastSize bytes are free or the file ends. Stores a
+// DataFileError in error_, and treats it like the end of the file.
 std::size_t BlockReader::Fill(char* to, std::size_t size) {
   std::size_t filled = 0;
   while (!isAtEnd_ && size - filled >= FileText::kLeastSize) {

@@ -24,15 +24,15 @@ class BlockReader {
   bool Next(std::size_t bytes, RecordBlock& block);
 
   const FileText& File() const { return file_; }
-  std::uint64_t TextBytes() const { return textBytes_; }  // of the blocks that Next has returned
+  std::uint64_t TextBytes() const { return textBytes_; }  // in all blocks from Next so far
 
  private:
   std::size_t Fill(char* to, std::size_t size);
 
   FileText file_;
-  std::string rest_;  // bytes that were read for the next block
+  std::string rest_;  // bytes already read; the next block starts with them
   bool isAtEnd_ = false;
-  std::exception_ptr error_;  // thrown after the records before the error; null for none
+  std::exception_ptr error_;  // thrown when no record before the error is left; null for none
   std::uint64_t textBytes_ = 0;
 };
 

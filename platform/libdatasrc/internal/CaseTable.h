@@ -81,21 +81,24 @@ class CaseTable::Edit {
   Edit(const Edit&) = delete;
   Edit& operator=(const Edit&) = delete;
 
-  // Prepares the column for a variable of this type, with room for more rows and bytes of text.
+  // Prepares the column for a variable of this type, with room for `moreRows` additional rows and
+  // `moreBytes` additional bytes of text.
   // Converts numbers to texts for a string variable, and texts to numbers for a numeric variable.
   // Call Own once for each column. The returned column may be changed after Commit.
   CaseColumn* Own(LocallyUniqueID id, int type, std::size_t moreRows, std::size_t moreBytes);
-  // OwnAll prepares all columns, OwnOthers those that `isOwned` rejects, with room for more rows.
+  // OwnAll prepares all columns, OwnOthers the columns that `isOwned` rejects, with room for
+  // `moreRows` additional rows.
   void OwnAll(std::size_t moreRows);
   void OwnOthers(const std::function<bool(LocallyUniqueID)>& isOwned, std::size_t moreRows);
   void Replace(LocallyUniqueID id, CaseColumn column);
 
   void Commit() noexcept;
-  // Commits. If the table had no rows, it then has `rows` rows, and all values of columns that were
-  // not prepared are missing.
+  // Commits columns that only Replace has prepared. If the table had no rows, it then has `rows`
+  // rows, and all values of columns that were not prepared are missing.
   void CommitWithRows(std::size_t rows) noexcept;
 
-  // Call these after Commit, and only with every column prepared. Inserted values are missing.
+  // Call these after Commit, and only with every column prepared; for InsertRows, with room for
+  // `count` additional rows. Inserted values are missing.
   void InsertRows(std::size_t row, std::size_t count) noexcept;
   void EraseRows(std::size_t row, std::size_t count) noexcept;
 
@@ -109,7 +112,8 @@ class CaseTable::Edit {
 
 // Reads a table row by row into `area`, which the iterator borrows. Rows have the layout that
 // `dictionary` has when the iterator is created. Shares the columns, and keeps no reference to the
-// table or the dictionary. If Next throws, no row is lost: the next call returns the same row.
+// table or the dictionary. If Next throws, no row is lost: the next call continues with the row
+// that the failed call should have returned.
 //
 // Lays out a block of rows together, because it is faster to read a few columns at a time than to
 // read each row from all columns. Each call of Next lays out a part of the next block, so that the
@@ -144,7 +148,7 @@ class CaseIterator : public ObsIterator {
   OBS* const area_;
   std::size_t width_ = 0;  // cells in a row
   std::vector<NumberGroup> groups_;
-  std::vector<Target> others_;  // all other columns
+  std::vector<Target> others_;  // the columns in no group
   std::size_t blockRows_;       // rows in a block, at most
   std::size_t groupsPerRow_;    // how many groups of the next block each call of Next writes
   std::vector<OBS> block_;

@@ -1,4 +1,4 @@
-// CellText: converts values to another type, and writes them to the cells of a row.
+// CellText: converts between numbers and texts, and writes values to the cells of a row.
 
 #ifndef LIBDATASRC_INTERNAL_CELLTEXT_H_
 #define LIBDATASRC_INTERNAL_CELLTEXT_H_

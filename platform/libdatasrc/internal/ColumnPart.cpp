@@ -57,8 +57,8 @@ std::uint64_t NumberOf(std::uint64_t digits) {
   return (digits & 0x0000FFFF0000FFFF) * (std::uint64_t{10000} << 32 | 1) >> 32;
 }
 
-// Reads a number of 1 to 8 digits and decimal marks, all at once; at most one byte is a mark.
-// Returns None for any other text. May read 7 bytes past the end of the text.
+// Reads a number of 1 to 8 bytes, all at once: digits and at most one decimal mark. Returns None
+// for any other text. May read 7 bytes past the end of the text.
 ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegative) {
   std::uint64_t bytes = 0;
   std::memcpy(&bytes, text.data(), 8);
@@ -84,7 +84,7 @@ ReadNumber ReadEightBytes(std::string_view text, char decimalMark, bool isNegati
 // mark. The digits with the mark removed must be a number up to 2^53. Returns None for any other
 // text. May read 7 bytes past the end of the text.
 ReadNumber ReadShortNumber(std::string_view text, char decimalMark) {
-  constexpr std::size_t kMostDigits = 19;  // fit in 64 bits
+  constexpr std::size_t kMostDigits = 19;  // a number with more may not fit in 64 bits
   const bool isNegative = !text.empty() && text.front() == '-';
   if (isNegative || (!text.empty() && text.front() == '+')) text.remove_prefix(1);
   if (text.empty() || text.size() > kMostDigits + 1) return {};

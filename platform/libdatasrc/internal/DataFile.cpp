@@ -45,7 +45,7 @@ class DataFileReader {
         calls_(calls),
         settings_(settings) {
     if (settings_.threads == 0) {
-      // More threads would only wait, because one thread appends all blocks.
+      // The thread that calls Read appends all blocks; it cannot keep up with more threads.
       constexpr unsigned int kMostThreads = 8;
       settings_.threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
     }
@@ -208,7 +208,7 @@ class DataFileReader {
     if (rows_ != rows || WrittenAt() != writtenAt_) FailAsChanged();
   }
 
-  // Returns a fixed time if the file does not exist.
+  // Returns file_time_type::min() if the time cannot be read.
   std::filesystem::file_time_type WrittenAt() const {
     std::error_code error;
     return std::filesystem::last_write_time(dataPath_, error);
@@ -244,7 +244,7 @@ class DataFileReader {
       const BlockColumn column{block.records, i, line_};
       isAllowed &= columns_[i].Append(column, block.parts[i], soFar);
     }
-    // After the loop, because the check uses the types that all columns now have.
+    // After the loop, because FailAtFirstError needs the new types of all columns.
     if (!isAllowed) FailAtFirstError(block);
     line_ += static_cast<long>(block.records.LineFeedCount());
     PublishTypes();

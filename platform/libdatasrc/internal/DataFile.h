@@ -41,8 +41,7 @@ struct ReadCalls {
 // The file is read in blocks, each parsed on one of several threads.
 struct BlockSettings {
   std::size_t firstBytes = std::size_t{64} << 10;  // size of the first block
-  // The size of the other blocks. 0: large enough for many records, small enough for the
-  // processor's cache.
+  // The size of the other blocks. 0: 128 KiB, or 64 bytes per column if that is larger.
   std::size_t bytes = 0;
   unsigned int threads = 0;  // 0: one per processor, at most 8
 };

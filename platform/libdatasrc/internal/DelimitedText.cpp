@@ -101,13 +101,13 @@ void DelimitedText::FailAsTooLong() const {
   Fail(begin_, "record longer than " + limit);
 }
 
-// Called at the end of the file, after all bytes were scanned.
+// Called after the last byte of the text. Returns false if no record is left.
 bool DelimitedText::EndLastRecord() {
   if (utf8_.IsInside()) Fail(character_, "not UTF-8");
   if (afterReturn_) Fail(return_, "carriage return without a line feed after it");
   if (state_ == State::InQuotes) Fail(starts_.back(), "unclosed quote");
   if (size_ == 0) return false;
-  if (size_ == kMaxRecordBytes) FailAsTooLong();  // too long with the missing line feed
+  if (size_ == kMaxRecordBytes) FailAsTooLong();  // no room for a line feed
   EndField();
   end_ = position_;
   return true;

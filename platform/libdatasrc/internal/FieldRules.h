@@ -31,9 +31,9 @@ struct TextForm {
 };
 
 struct FieldRules {
-  // How a column is stored. Any: the values determine it. String: text, unchanged. All other types
-  // are stored as numbers: Boolean as 1 or 0, Date and DateTime as date values, Time as seconds
-  // since midnight.
+  // How a column is stored. Any: the values determine the type. String: text, unchanged. All other
+  // types are stored as numbers: Boolean as 1 or 0, Date and DateTime as date values, Time as
+  // seconds since midnight.
   enum class Type { Any, String, Number, Integer, Boolean, Date, Time, DateTime, Year };
 
   Type type = Type::Any;

@@ -43,9 +43,10 @@ std::optional<double> ParseDateTime(std::string_view text);
 // Other characters stand for themselves. `pattern` must have passed CheckDatePattern.
 std::optional<double> ParseByPattern(std::string_view text, std::string_view pattern);
 
-// Throws std::invalid_argument for a directive that is not in `directives` (such as "Ymd") or
-// occurs twice; for directives that contradict each other, such as %Y and %y; for %I without %p or
-// %p without %I; and for a pattern without a directive.
+// `directives` has the letters of the allowed directives, such as "Ymd". Throws
+// std::invalid_argument for any other directive; for a directive that occurs twice; for directives
+// that contradict each other, such as %Y and %y; for %I without %p or %p without %I; and for a
+// pattern without a directive. %% is always allowed, but does not count as a directive.
 void CheckDatePattern(std::string_view pattern, std::string_view directives);
 
 // Parses "true", "True", "TRUE", "false", "False" and "FALSE". Returns nothing for 1 and 0, which

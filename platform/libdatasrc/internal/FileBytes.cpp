@@ -56,7 +56,7 @@ void Free(void*, void* memory) {
   ::operator delete(memory);
 }
 
-// Reads several gzip files, one after another in the same file, as one text (RFC 1952).
+// Reads the members of a gzip file (RFC 1952), one after another, as one text.
 class GzipBytes : public CompressedBytes {
  public:
   explicit GzipBytes(RegularFile file) : CompressedBytes(std::move(file)) {
@@ -96,7 +96,7 @@ class GzipBytes : public CompressedBytes {
   }
 
   z_stream stream_ = {};
-  bool isInside_ = true;  // false: at the end of a gzip file
+  bool isInside_ = true;  // false: at the end of a member
 };
 
 class ZstdBytes : public CompressedBytes {

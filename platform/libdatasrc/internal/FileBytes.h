@@ -15,22 +15,23 @@ namespace sdm_internal {
 // Reads plain files and files compressed by gzip or Zstandard; the first bytes of a file show
 // which. Memory does not depend on the size of the file or on sizes that the file declares. The
 // exception is the window of Zstandard: at most 128 MiB, of which only the part with decompressed
-// bytes is used.
+// bytes takes memory.
 class FileBytes {
  public:
-  // Nothing may have been read from `file` yet. Throws DataFileError if it cannot be read.
+  // Nothing may have been read from `file` yet. Throws DataFileError if `file` cannot be read.
   static std::unique_ptr<FileBytes> Of(RegularFile file);
 
   virtual ~FileBytes() = default;
 
   const RegularFile& File() const { return file_; }
 
-  // Reads `size` bytes; fewer only at the end or before an error. Throws DataFileError for damaged
-  // compressed data and a file that ends too early, after returning the bytes before the error.
+  // Reads `size` bytes and returns their number; fewer only at the end or before an error. Throws
+  // DataFileError if the file cannot be read. If compressed data are damaged or end too early,
+  // first returns the bytes before the error; the next call throws DataFileError.
   std::size_t Read(char* to, std::size_t size);
 
-  // The first `size` bytes; fewer only if the file has no more. Read returns the same bytes again.
-  // Call Peek before Read. Throws like Read.
+  // The first `size` bytes; fewer only at the end or before an error. Read still returns these
+  // bytes. Call Peek at most once, before Read. Throws like Read.
   const std::string& Peek(std::size_t size);
 
  protected:

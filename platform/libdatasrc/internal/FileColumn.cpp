@@ -241,7 +241,7 @@ VariableFormat FileColumn::Format() const {
   }
 }
 
-// Unknown for a number without categories, because its values do not show the level.
+// Unknown for a column of numbers without categories: numbers do not show their level.
 MeasurementLevel FileColumn::Level() const {
   if (field_ != nullptr && field_->level) return *field_->level;
   const bool hasCategories = field_ != nullptr && !field_->categories.empty();

@@ -30,7 +30,7 @@ struct BlockColumn {
 // How far the file has been read, to estimate the size of columns.
 struct ReadSoFar {
   std::size_t rows = 0;
-  double timesAsMuch = 1;  // estimated size of the whole file / size of the part read
+  double timesAsMuch = 1;  // estimated size of the whole text / size of the text read
 };
 
 // The rules of a column, its values so far, and its entry in the import report.
@@ -46,7 +46,7 @@ class FileColumn {
 
   // Whether the column needs no more blocks in this reading of the file.
   bool IsComplete() const { return isComplete_; }
-  // Whether a value made the column text after earlier values were read as another type.
+  // Whether a value made the column text after earlier fields were read as another type.
   bool MustBeReadAgain() const { return mustBeReadAgain_; }
 
   // Appends the values of a block, which are in `part`. Reads the block again if `part` has another
@@ -60,7 +60,8 @@ class FileColumn {
   // field if values in later blocks decide whether it is missing; see RequiredButBlank.
   void CheckField(const DelimitedText& record, std::size_t index) const;
 
-  // Call these after all blocks. `schema` is for error messages; null without a schema.
+  // Call these after all blocks. MakeVariable throws DataFileError if the schema has a category or
+  // a missing value that does not fit the column. `schema` is null without a schema.
 
   // The first row in which a required value is missing because the field is blank;
   // ColumnPart::kNone if there is none. Known only after all blocks: if a later value gives the
@@ -90,9 +91,10 @@ class FileColumn {
 
   const SchemaField* field_;
   ColumnRules rules_;
-  ImportReport::Type type_ = ImportReport::Type::Number;  // Number until a value has another type
+  // Number until a value or the schema requires another type.
+  ImportReport::Type type_ = ImportReport::Type::Number;
   bool hasValues_ = false;
-  std::size_t firstBlank_ = ColumnPart::kNone;  // ColumnPart::firstBlank of the whole file
+  std::size_t firstBlank_ = ColumnPart::kNone;  // ColumnPart::firstBlank, as a row of the file
   bool isComplete_ = false;
   bool mustBeReadAgain_ = false;
 
@@ -101,7 +103,7 @@ class FileColumn {
   std::size_t reservedRows_ = 0;   // of `texts_`
   std::size_t reservedBytes_ = 0;  // of `texts_`
   std::size_t widest_ = 1;
-  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // cases by word; see ColumnPart
+  std::unordered_map<std::uint32_t, std::uint64_t> missing_;  // ColumnPart::missing of all blocks
   ImportReport::Variable reported_;
 };
 

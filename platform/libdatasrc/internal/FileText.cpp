@@ -105,7 +105,8 @@ class FileText::Decoder {
   }
 
  private:
-  // Reads more bytes after the bytes that are not decoded yet, which are the start of a character.
+  // Moves the bytes that are not decoded yet, the start of a character, to the start of chunk_.
+  // Reads more bytes of the file after them.
   void ReadMore() {
     std::memmove(chunk_.data(), chunk_.data() + begin_, end_ - begin_);
     end_ -= std::exchange(begin_, 0);
@@ -145,7 +146,7 @@ class FileText::Decoder {
   bool atEnd_ = false;  // of the input
   bool isComplete_ = false;
   TextPosition position_;  // in the decoded text
-  iconv_t converter_;      // must be last: would leak if a later member threw
+  iconv_t converter_;      // must be last: it would leak if a later member threw
 };
 
 FileText::FileText(const std::string& path, const std::string& encoding)

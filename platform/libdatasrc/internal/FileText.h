@@ -28,7 +28,7 @@ class FileText {
   // byte-order mark determines the encoding (UTF-8, UTF-16 or UTF-32); a text without a mark is
   // UTF-8. The names "UTF-16" and "UTF-32" require a mark; names with a byte order, such as
   // "UTF-16LE", do not. Throws DataFileError for an unknown name, and for a file that cannot be
-  // opened or is not a regular file. Opening and reading never wait.
+  // opened or is not a regular file. Opening never waits, not even for a FIFO.
   explicit FileText(const std::string& path, const std::string& encoding = {});
   FileText(FileText&&) noexcept;
   ~FileText();
@@ -37,9 +37,10 @@ class FileText {
   const std::string& Encoding() const { return encoding_; }
 
   // Reads up to `size` bytes; `size` is at least kLeastSize. A block may end inside a character.
-  // Returns 0 at the end. Throws DataFileError for bytes that are invalid in the encoding, with
-  // their line and column in the UTF-8 text, for a file that is cut off, and for a wrong checksum.
-  // Earlier calls have returned the text before the error.
+  // Returns 0 at the end. Throws DataFileError for bytes that are invalid in the encoding (with
+  // their line and column in the UTF-8 text), for damaged compressed data, and for a file that is
+  // cut off; earlier calls have returned the text before the error. Also throws DataFileError if
+  // the file cannot be read.
   std::size_t Read(char* to, std::size_t size);
 
   // Progress, in bytes of the file as it is stored. BytesRead may include bytes whose text has not

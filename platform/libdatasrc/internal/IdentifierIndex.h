@@ -13,7 +13,7 @@ namespace sdm_internal {
 // A hash table with linear probing, at most seven eighths full, with one entry per pair of an
 // identifier and a block. A slot is the index of a block in VariableSequence::blocks_. Reserve
 // allocates ahead, so that Add, called in the middle of an edit, cannot fail. Before the first
-// Reserve there is no table: Add and Remove then do nothing. A copy has the same pairs.
+// Reserve there is no table: Add and Remove then do nothing.
 //
 // Threads: as for the dictionary with this index.
 class IdentifierIndex {

@@ -18,7 +18,7 @@ namespace sdm_internal {
 class MissingWords {
  public:
   static constexpr std::uint32_t kNone = ~std::uint32_t{0};
-  static constexpr std::uint32_t kBlank = 0;  // the empty word
+  static constexpr std::uint32_t kBlank = 0;  // the empty word; also for blank fields
   static constexpr std::uint32_t kNaN = 1;    // for numbers that are NaN; not returned by Find
 
   template <class Words>
@@ -53,7 +53,7 @@ class MissingWords {
   }
 
   bool isEmptyMissing_ = false;
-  std::array<std::uint32_t, 256> lengths_{};  // by first byte of the words: their LengthBits
+  std::array<std::uint32_t, 256> lengths_{};  // for each first byte: LengthBits of its words
   std::unordered_map<std::string_view, std::uint32_t> numbers_;
   std::vector<std::string_view> words_;
 };

@@ -1,4 +1,5 @@
-// OrderedWork: works on several items at once, on several threads, and returns them in order.
+// OrderedWork: works on several items at once, on several threads, and returns them in the order in
+// which they were pushed.
 
 #ifndef LIBDATASRC_INTERNAL_ORDEREDWORK_H_
 #define LIBDATASRC_INTERNAL_ORDEREDWORK_H_
@@ -17,11 +18,11 @@
 
 namespace sdm_internal {
 
-// Threads: one thread calls all functions. In Pop, that thread works on items instead of waiting.
+// Threads: one thread calls all functions. In Pop, that thread works on items, too.
 template <class Item>
 class OrderedWork {
  public:
-  // `work` runs on `threads` threads and in Pop. Each thread works on one item at a time.
+  // `work` runs on up to `threads` threads and in Pop. Each thread works on one item at a time.
   OrderedWork(std::function<void(Item&)> work, unsigned int threads)
       : work_(std::move(work)), mostThreads_(threads) {}
 
@@ -91,7 +92,8 @@ class OrderedWork {
   }
 
   // Works on the first waiting item, with the mutex unlocked. Returns false if no item waits.
-  // `entry` stays valid meanwhile: Push and Pop do not move the other entries of the deque.
+  // While the mutex is unlocked, `entry` stays valid: Push and Pop move no entry of the deque, and
+  // Pop removes only an entry that is done.
   bool WorkOnOne() SDM_REQUIRES(mutex_) {
     for (Entry& entry : entries_) {
       if (entry.state != State::Waiting) continue;

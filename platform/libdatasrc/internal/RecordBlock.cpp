@@ -99,7 +99,7 @@ std::size_t RecordBlock::LineFeedsBefore(std::size_t row, std::size_t field) con
 }
 
 // Returns false for a wrong quote or carriage return, a zero byte, and a text that ends inside a
-// record.
+// record. Only the last record of the file needs no line feed.
 bool RecordBlock::FindEnds(char delimiter) {
   if (endsCapacity_ < text_.size() + 1) {
     ends_ = std::make_unique_for_overwrite<std::uint32_t[]>(text_.size() + 1);

@@ -31,9 +31,9 @@ class RecordBlock {
   // undefined. An empty line is a row only if records have one field.
   bool Scan(char delimiter, std::size_t fieldsPerRecord);
 
-  // After Scan.
+  // Call these after Scan has returned true.
   std::size_t RowCount() const { return rows_.size(); }
-  std::size_t RecordCount() const { return recordCount_; }  // also empty lines that are not rows
+  std::size_t RecordCount() const { return recordCount_; }  // with empty lines that are not rows
   std::size_t LineFeedCount() const { return lineFeedCount_; }
 
   // The position of a field, and the field itself with its quotes, if any.

@@ -15,7 +15,7 @@ namespace {
   throw DataFileError(path, std::string(attempt) + ": " + std::generic_category().message(error));
 }
 
-// Returns -1 and sets errno on failure.
+// Throws DataFileError for a zero byte in `path`. On other failures, returns -1 and sets errno.
 int OpenWithoutWaiting(const std::string& path) {
   if (path.find('\0') != std::string::npos) throw DataFileError(path, "zero byte in the file name");
   return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);

@@ -1,4 +1,4 @@
-// RegularFile: a regular file, open for reading. Opening and reading never block.
+// RegularFile: a regular file, open for reading. Opening never waits.
 
 #ifndef LIBDATASRC_INTERNAL_REGULARFILE_H_
 #define LIBDATASRC_INTERNAL_REGULARFILE_H_
@@ -15,7 +15,7 @@ namespace sdm_internal {
 class RegularFile {
  public:
   // Throws if the file does not exist, cannot be opened, or is a directory, a FIFO, a device or a
-  // socket. Never blocks on any of them.
+  // socket. Does not wait for any of them.
   explicit RegularFile(const std::string& path);
 
   // Returns nothing if the file does not exist; otherwise like the constructor.

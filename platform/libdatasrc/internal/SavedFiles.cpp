@@ -65,8 +65,8 @@ class LockedFolder {
 };
 
 // Returns the path of the new file `name`, a name from a marker, in the folder of `target`. Returns
-// an empty path unless the name is that of a new file for this target: for survey.tsv, the name
-// must start with "survey.tsv.", end with ".new" and have no slash.
+// an empty path for a name that NewFile does not give to files for this target: for survey.tsv, a
+// name must start with "survey.tsv.", end with ".new" and have no slash.
 std::string NewFileFor(const std::string& target, std::string_view name) {
   const bool isNew = name.starts_with(FileNameOf(target) + ".") && name.ends_with(".new") &&
                      name.find('/') == std::string_view::npos;

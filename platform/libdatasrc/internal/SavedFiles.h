@@ -14,9 +14,10 @@
 //      survey.schema.json
 //   5. the marker is deleted                           the new content
 //
-// Each file is on the disk before the next step. After a crash between steps 2 and 5, the next save
-// finishes the interrupted one. Programs that do not know the marker see the old files until step
-// 3, then the new data with the old schema until step 4.
+// The new files are on the disk before step 2, the marker before step 3, and the renamed files
+// before step 5. After a crash between steps 2 and 5, the next save finishes the interrupted save.
+// Programs that do not know the marker see the old files until step 3, then the new data with the
+// old schema until step 4.
 
 #ifndef LIBDATASRC_INTERNAL_SAVEDFILES_H_
 #define LIBDATASRC_INTERNAL_SAVEDFILES_H_
@@ -35,6 +36,7 @@ std::string SchemaPathOf(const std::string& path);
 
 // The files with the current content of the data file `path` and of its schema: `path` and
 // SchemaPathOf(path), or new files if a save was interrupted. Either file may not exist.
+// FindSavedFiles throws DataFileError if it cannot read the marker.
 struct SavedFiles {
   std::string data;
   std::string schema;

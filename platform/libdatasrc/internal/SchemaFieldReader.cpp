@@ -225,8 +225,8 @@ class FieldReader {
     if (!labels.empty()) field_.attributes["missingValues"] = std::move(labels);
   }
 
-  // The value of a text in this column. Nothing for a blank text, for a text that does not have the
-  // type of the column, and if the schema has no type.
+  // The value of a text in this column. Nothing for a blank text, for NaN, for a text that does not
+  // have the type of the column, and if the type is `any`.
   std::optional<DataValue> ValueOf(const std::string& text) const {
     if (Trimmed(text).empty() || Rules().type == Type::Any) return std::nullopt;
     if (Rules().type == Type::String) return text;

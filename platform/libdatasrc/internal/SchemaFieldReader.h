@@ -21,8 +21,8 @@ struct SchemaMissingValues {
 SchemaMissingValues ReadMissingValues(const SchemaJson& json, const JsonValue& object,
                                       const SchemaMissingValues& otherwise);
 
-// Reads the member `attributes`, and the members of the standard that are listed in `members`. A
-// member of the standard must be a string; `example` may also be a number, true or false.
+// Reads the member `attributes`. Also reads each member listed in `members` as an attribute with
+// the name of the member: it must be a string, but `example` may also be a number, true or false.
 VariableAttributes ReadAttributes(const SchemaJson& json, const JsonValue& object,
                                   const std::vector<std::string>& members);
 

@@ -10,7 +10,8 @@ class ORVX_DataSource;
 namespace sdm_internal {
 
 // The dictionary of `source` as a Frictionless Table Schema. Throws std::invalid_argument for a
-// variable without a name, for two variables with the same name, and for a text that is not UTF-8.
+// variable without a name, for two variables with the same name, for a format with a negative width
+// or decimals, and for a text that is not UTF-8.
 std::string SchemaText(const ORVX_DataSource& source);
 
 }  // namespace sdm_internal

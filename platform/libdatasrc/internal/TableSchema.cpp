@@ -82,7 +82,7 @@ class SchemaReader {
   void ReadFieldsMatch(const JsonValue& match) {
     static constexpr std::array<std::string_view, 5> kWords = {"exact", "equal", "subset",
                                                                "superset", "partial"};
-    // Older schemas have an array with one string.
+    // In older schemas, `fieldsMatch` is an array with one string.
     const auto* array = match.As<JsonValue::Array>();
     const JsonValue& text = array != nullptr && array->size() == 1 ? array->front() : match;
     schema_.fieldsMatch =

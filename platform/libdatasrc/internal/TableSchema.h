@@ -134,8 +134,8 @@ struct SchemaName {
 struct TableSchema {
   // How fields match columns, always by name.
   enum class FieldsMatch : std::uint8_t {
-    Exact,     // one field for each column, in the same order
-    Equal,     // one field for each column
+    Exact,     // each column has a field and each field a column, in the same order
+    Equal,     // each column has a field and each field a column, in any order
     Subset,    // columns may have no field
     Superset,  // fields may have no column
     Partial,   // like Subset and Superset together, but at least one field has a column
@@ -157,7 +157,8 @@ struct TableSchema {
 };
 
 // Reads the schema of the data file at `path`: for survey.tsv and survey.tsv.gz,
-// survey.schema.json. Returns nothing if it does not exist. Throws DataFileError if it is invalid.
+// survey.schema.json. Returns nothing if there is no schema. Throws DataFileError if the schema is
+// invalid or cannot be read.
 std::optional<TableSchema> ReadSchemaOf(const std::string& path);
 
 }  // namespace sdm_internal

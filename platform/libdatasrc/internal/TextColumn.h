@@ -19,7 +19,7 @@ void Grow(Container& container, std::size_t size) {
   if (size > container.capacity()) container.reserve(std::max(size, 2 * container.capacity()));
 }
 
-// A missing value is empty. An operation that throws has changed nothing.
+// A missing value is an empty text. An operation that throws has changed nothing.
 class TextColumn {
  public:
   // A longer text, or a pool of more than 2^40 bytes, throws std::length_error.

@@ -21,7 +21,8 @@ namespace sdm_internal {
 // memory for matching depends only on the pattern.
 class TextPattern {
  public:
-  // Throws std::invalid_argument with the reason for an invalid, unsupported or too large pattern.
+  // If the pattern is invalid, unsupported or too large, throws std::invalid_argument with the
+  // reason.
   explicit TextPattern(std::string_view pattern);
 
   // Whether the whole UTF-8 `text` matches.

@@ -251,7 +251,7 @@ std::size_t VariableSequence::RunWithRoom(int position) {
   return position < starts_[run + 1] ? run : run + 1;
 }
 
-// Inserts an empty run at index `run`, before the run that is there, or at the end.
+// Inserts an empty run before the run at index `run`, or at the end if there is no such run.
 void VariableSequence::InsertRun(std::size_t run, int capacity) {
   ReserveSlots(1);
   runs_.reserve(runs_.size() + 1);
@@ -277,7 +277,7 @@ void VariableSequence::AddToIndex(const VariableBlock& block) noexcept {
   for (int i = 0; i < block.Size(); ++i) index_.Add(block.ID(i), block.slot);
 }
 
-// Makes room for `more` blocks, by doubling.
+// Makes room to add `more` blocks. Doubles the capacity, so that repeated growth takes linear time.
 void VariableSequence::ReserveSlots(std::size_t more) {
   const std::size_t slots = blocks_.size() + more;
   if (slots > blocks_.capacity()) blocks_.reserve(2 * slots);

@@ -58,8 +58,8 @@ class VariableBlock {
   bool HasUniqueIDs() const noexcept;
   bool HasSameIDsAs(const VariableBlock& other) const noexcept;
 
-  // Copies all variables of `other`, and its stamp, to this block, which must be empty and have the
-  // same capacity.
+  // Copies all variables of `other`, its stamp and its cached hash to this block, which must be
+  // empty and have the same capacity.
   void Copy(const VariableBlock& other) noexcept;
   // Makes the variables equal to those of `other`, which must have the same identifiers in the same
   // order.

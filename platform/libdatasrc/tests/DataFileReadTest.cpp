@@ -315,7 +315,8 @@ std::string RandomNumber(Random& random) {
   return text;
 }
 
-// Reads a field as a number, with the reader of data files; null if the field is not a number.
+// Reads a field as a number, with the reader of data files. Returns nothing if the field is not a
+// number.
 std::optional<double> ReadField(const std::string& field) {
   RecordBlock block;
   const std::string text = field + "\n";

@@ -1,4 +1,4 @@
-// Random edits of a dictionary. After each edit, the dictionary is compared with a plain vector.
+// Random edits of a dictionary, which is compared with a plain vector that gets the same edits.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/DataFreeDataSource.h>

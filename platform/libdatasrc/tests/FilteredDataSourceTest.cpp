@@ -1,4 +1,4 @@
-// Some cases and some variables of another source.
+// Filtered sources: some cases and some variables of their parents.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -60,7 +60,7 @@ TEST_F(HiddenVariablesTest, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
   HiddenVariables hidden({"a"});
   const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
   hidden.EndAddition(/*isAdded=*/true);
-  // Another addition fails. Its source has no variables to hide.
+  // A second addition fails. No source was filtered for it, so no filtered source is deleted.
   hidden.EndAddition(/*isAdded=*/false);
   EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b", "c"));
 }

@@ -59,7 +59,7 @@ TEST(MemoryDataSource, IsBuiltFromCases) {
   EXPECT_EQ(Rows(towns), kTowns);
 }
 
-// Iterators read variables and cases in groups. Some of these numbers do not fill the last group.
+// Iterators read variables and cases in groups. Some of these counts do not fill the last group.
 TEST(MemoryDataSource, ReadsEveryValueWithAnyNumberOfVariablesAndCases) {
   for (int variables = 1; variables <= 20; ++variables) {
     for (const int cases : {0, 1, 2, 15, 16, 17, 33, 79, 80, 81, 100}) {

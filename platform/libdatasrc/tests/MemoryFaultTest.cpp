@@ -680,7 +680,8 @@ TEST(MemoryFault, DoesNotAffectOperationsThatAllocateNothing) {
   const ORVX_DataSource::Extension extension(*source, 0);
   DatasourceAttributes attributes = kNewAttributes;
   DatasourceAttributes::Values values = {kLong, kLong};
-  const ORVX_Variable empty;  // the first default variable allocates the record that all share
+  // The first default variable allocates the record of all default variables.
+  const ORVX_Variable empty;
   ORVX_Variable own(Serial(3), kLong);
   const FilteredDataSource all(file.get());
   const ObsProjector projector(*file, all);

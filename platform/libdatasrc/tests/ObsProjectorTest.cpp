@@ -183,7 +183,7 @@ TEST(ObsProjector, ADeletedVariableIsMissingEvenIfTheRowsHaveIt) {
 TEST(ObsProjector, ConvertsToTheSourcesOwnTypeFirst) {
   EXPECT_EQ(Projected({{1, 0}}, {Number(1.5)}, {{1, 3}}, {{1, 3}}), "[1.5     ]");
   EXPECT_EQ(Projected({{1, 0}}, {Number(1.5)}, {{1, 3}}, {{1, 0}}), "1.5");
-  EXPECT_EQ(Projected({{1, 0}}, {Number(1.25)}, {{1, 3}}, {{1, 0}}), ".");  // wider than 3 bytes
+  EXPECT_EQ(Projected({{1, 0}}, {Number(1.25)}, {{1, 3}}, {{1, 0}}), ".");  // 1.25 needs 4 bytes
   EXPECT_EQ(Projected({{1, 9}}, Text("123456789"), {{1, 3}}, {{1, 9}}), "[123             ]");
   EXPECT_EQ(Projected({{1, 9}}, Text("0x       "), {{1, 0}}, {{1, 9}}), "[                ]");
   EXPECT_EQ(Projected({{1, 9}}, Text("123456789"), {{1, 0}}, {{1, 20}}),

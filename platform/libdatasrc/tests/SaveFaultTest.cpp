@@ -182,8 +182,8 @@ bool HasUnnamedFiles(const Folder& folder) {
   return file != -1;
 }
 
-// Saves in a child process that is killed at the given call, counted from 0. Returns false
-// if the save had fewer calls.
+// Saves in a child process that is killed at the given call, counted from 0. Returns false if the
+// save ends before this call.
 bool IsKilled(const MemoryDataSource& source, const std::string& path, long call) {
   const pid_t child = fork();
   if (child == 0) {
@@ -263,8 +263,8 @@ TEST(SaveFault, AKilledFirstSaveLeavesNoFileOrTheWholeContent) {
   EXPECT_GE(fresh, 6);
 }
 
-// Kills a save at each of its calls. If a .saving file then exists, the next save finishes the
-// killed save; kills the next save at each of its calls too.
+// Kills a save at each of its calls. If the killed save leaves a .saving file, the next save
+// finishes the killed save. The test kills this next save, too, at each of its calls.
 TEST(SaveFault, ASaveThatIsKilledWhileItFinishesAnotherLeavesWholeContent) {
   const auto first = Content("first", kFewCases);
   const auto second = Content("second", kFewCases);

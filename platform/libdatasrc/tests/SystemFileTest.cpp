@@ -336,8 +336,8 @@ TEST_F(SystemFile, StoresWhetherItsPasswordIsMangled) {
   EXPECT_TRUE(source->GetPasswordMangled());
 }
 
-// The first block ends at byte 65536. The length of the filler makes the first record cross this
-// boundary at each of its bytes in turn.
+// The first block ends at byte 65536. The length of the filler makes the first copy of `record`
+// cross this boundary at each of its bytes in turn.
 TEST_F(SystemFile, DoesNotDependOnBlockBoundaries) {
   const std::string record = "\"q \"\"\xC3\xBC\"\",\r\n\",1\r\n";
   const std::string header = "name,b\r\n";

@@ -15,10 +15,10 @@
 namespace {
 
 constexpr char kSeparator = '\x1E';
-constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // for buffers, whatever the input
+constexpr std::size_t kBytesAtStart = std::size_t{32} << 20;  // for buffers of fixed size
 constexpr std::size_t kBytesPerByte = 500;
 
-std::size_t allocated = 0;  // bytes allocated for the current input, also if freed since
+std::size_t allocated = 0;  // bytes allocated for the current input, including freed bytes
 
 void Count(const volatile void*, std::size_t size) {
   allocated += size;
