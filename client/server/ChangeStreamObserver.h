@@ -68,8 +68,7 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   //
   // Sends the file specification only if it equals the dataset's file name: a pass or SaveDataset
   // that reports a file specification also makes it the file name. For a dataset not built on a
-  // saved file, a caller may have made the two equal: then the snapshot reports the file
-  // specification, although no pass does.
+  // saved file, a caller may have made the two equal: then the snapshot alone reports it.
   //
   // For a dataset that has not been through a notification pass, the next pass reports the whole
   // dictionary again; the client then requests another snapshot.
