@@ -27,8 +27,9 @@ int CallsOfABatch(Operation operation) {
   return calls;
 }
 
-// Returns the time of `measured` divided by the time of `peer`. Each time is the shortest of 100
-// batches; the batches alternate, so that load on the machine affects both operations.
+// Returns the time of `measured` divided by the time of `peer`. Each time is the mean time of a
+// call in the fastest of 100 batches. The batches of `measured` and `peer` alternate, so that load
+// on the machine affects both operations.
 template <class Measured, class Peer>
 double Ratio(Measured measured, Peer peer) {
   const int measuredCalls = CallsOfABatch(measured);

@@ -1,8 +1,8 @@
 // The cost of encoding and decoding a bootstrap specification with long lists.
 //
-// The peer of_memcpy copies the same number of bytes to a new buffer. Other peers are libraries
-// that encode the same lists (SerialisationPeers.h). The time is reported as a multiple of the time
-// of each peer, measured alternately.
+// The peer of_memcpy copies the encoded specification to a new buffer. The other peers are
+// libraries that encode the lists of the specification (SerialisationPeers.h). The time is reported
+// as a multiple of the time of each peer, measured alternately.
 
 #include <cstddef>
 #include <cstdint>
@@ -43,7 +43,7 @@ std::string Encoded(const SvrBootstrapSpecs& specs) {
   return bytes;
 }
 
-// Returns the bytes that a machine with the other byte order writes: the bytes of each field are
+// Returns the bytes that a machine with the opposite byte order writes: the bytes of each field are
 // reversed.
 std::string EncodedSwapped(int length) {
   std::string bytes = Encoded(LongSpecs(length));

@@ -1,8 +1,8 @@
 // The cost of releasing a writer that changed variables: the notification pass and the call of one
 // observer.
 //
-// For comparison, PeerDiffOfAShuffle only finds the variables that moved: with a hash table of bare
-// identifiers and a longest increasing subsequence of their positions (Fredman, "On Computing the
+// For comparison, PeerDiffOfAShuffle only finds the variables that moved. It uses a hash table of
+// identifiers, and a longest increasing subsequence of their positions (Fredman, "On Computing the
 // Length of Longest Increasing Subsequences", 1975). DtlDiffOfAShuffle uses the library dtl, if it
 // is installed.
 
@@ -135,8 +135,9 @@ BENCHMARK(EverySecondReplaced)
     ->Arg(1'000'000)
     ->Unit(benchmark::kMicrosecond);
 
-// Sets a new source with equal variables. Copies of variables usually share one record
-// (ORVX_Variable.h); the variables of the new source have records of their own.
+// Sets a new source whose variables equal the variables of the old source. Copies of variables
+// usually share one record (ORVX_Variable.h); the variables of the new source have their own
+// records.
 void EqualSourceSet(benchmark::State& state) {
   BenchDataset dataset(static_cast<int>(state.range(0)));
   for (auto _ : state) {
@@ -192,8 +193,9 @@ void PeerDiffOfAShuffle(benchmark::State& state) {
 BENCHMARK(PeerDiffOfAShuffle)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMicrosecond);
 
 #ifdef SDM_HAS_DTL
-// The library dtl (Wu, Manber, Myers and Miller, "An O(NP) Sequence Comparison Algorithm", 1990).
-// Only 1,000 identifiers: time and memory grow with the square of their number.
+// Uses the library dtl (Wu, Manber, Myers and Miller, "An O(NP) Sequence Comparison Algorithm",
+// 1990). Compares only 1,000 identifiers, because time and memory grow with the square of their
+// number.
 void DtlDiffOfAShuffle(benchmark::State& state) {
   const auto [before, after] = ShuffledIdentifiers(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {

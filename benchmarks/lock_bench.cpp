@@ -139,7 +139,7 @@ class Others {
   std::vector<std::jthread> threads_;
 };
 
-// Stops the other threads if a wait takes longer than `after`. Call Restart before each wait.
+// Stops `others` if a wait takes longer than `after`. Call Restart before each wait.
 class GivingUp {
  public:
   GivingUp(Others& others, milliseconds after)

@@ -4,9 +4,9 @@
 // The benchmarks of the mirror and of the digest report their time as a multiple of the times of
 // their peers, measured alternately:
 //
-//   of_plain_vector    the same edits of a vector of plain definitions, with linear search
+//   of_plain_vector    the edits of the pass, in a vector of plain definitions with linear search
 //   of_whole_snapshot  a new mirror from the messages of a snapshot
-//   of_flat_xxh3       the XXH3 hash (128 bits) of the encoded dictionary, without the encoding
+//   of_flat_xxh3       the XXH3 hash (128 bits) of a dictionary that was encoded beforehand
 
 #include <benchmark/benchmark.h>
 #include <client/ChangeFrame.h>
@@ -45,7 +45,7 @@ struct Dictionary {
   const OwnedMessages snapshot = DictionaryMessages(source, dataset.ID(), 0);
 };
 
-// Each pass sets the label of a variable in the middle, to one of two texts alternately.
+// Each pass sets the label of the variable in the middle. The passes alternate between two labels.
 void ApplyAPassWithOneVariableModified(benchmark::State& state) {
   Dictionary dictionary(state);
   const int position = dictionary.source.ColumnCount() / 2;
@@ -162,7 +162,7 @@ void TakeTheDigestAgainAfterOneVariableHasChanged(benchmark::State& state) {
 }
 BENCHMARK(TakeTheDigestAgainAfterOneVariableHasChanged)->Arg(1'000)->Arg(100'000);
 
-// Encodes each frame and keeps the last one.
+// Encodes each frame and keeps the bytes of the last frame.
 class Channel final : public PackageProxy {
  public:
   short SendMessage(int, VSerializable* message) override {

@@ -32,7 +32,8 @@ void TakeLockOfPeer() {
 }
 
 // A counter that a reader handle raises and lowers: reference count, lock word or count of readers.
-// In an item, the three are in different cache lines, so each Field has a cache line of its own.
+// In an item, these three counters are in different cache lines, so each Field has its own cache
+// line.
 struct alignas(64) Field {
   std::atomic<unsigned> value = 0;
   void Add() { value.fetch_add(1); }
@@ -96,9 +97,9 @@ void ReaderHandlesOnTwoThreads(benchmark::State& state) {
 }
 BENCHMARK(ReaderHandlesOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-// Two upper bounds for the throughput of ReaderHandlesOnTwoThreads, both as a multiple of
-// std::shared_mutex. of_shared_mutex: only the atomic operations of a handle whose lock is one
-// atomic counter. without_lock: the same without the lock.
+// Two upper bounds for the throughput of ReaderHandlesOnTwoThreads, both as a multiple of the
+// throughput of std::shared_mutex. of_shared_mutex: only the atomic operations of a handle whose
+// lock is one atomic counter. without_lock: these operations, except those of the lock.
 void AtomicOperationsOnTwoThreads(benchmark::State& state) {
   for (auto _ : state) {
     state.counters["readers_per_second"] = PerSecondOnTwoThreads(CountAndLockAsReader);
@@ -110,7 +111,8 @@ void AtomicOperationsOnTwoThreads(benchmark::State& state) {
 BENCHMARK(AtomicOperationsOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // The overhead of the lock monitor while another thread continuously makes reports. of_unmonitored
-// compares a thousand handles with the monitor and a thousand without it, alternately.
+// is the time of a thousand handles with the monitor, divided by the time of a thousand handles
+// without the monitor, measured alternately.
 void MonitoredReaderHandle(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
   std::atomic<bool> over{false};

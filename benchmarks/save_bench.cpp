@@ -1,5 +1,5 @@
-// Editing cases in memory, compared with the same edits of plain vectors, and saving them, compared
-// with writing the same bytes. Each benchmark reports its time as a multiple of the time of its
+// Editing cases in memory: the peer makes the same edits to plain vectors. Saving cases: the peer
+// writes the same bytes to a file. Each benchmark reports its time as a multiple of the time of its
 // peer, measured alternately.
 
 #include <benchmark/benchmark.h>

@@ -6,7 +6,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   add_compile_options(-Wno-restrict)
 endif()
 # Clang checks the use of annotated locks (ServerDataManager/ThreadSafety.h). A vendor's locks have
-# no annotations. The beta option checks the order in which locks are acquired.
+# no annotations, so builds with a vendor's locks are not checked. The beta option checks the order
+# in which locks are acquired.
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND NOT PLATFORM_libplatdep_ROOT AND NOT PLATFORM_libsfthread_ROOT)
   set(SDM_CHECK_LOCKS -Wthread-safety -Wthread-safety-beta)
   add_compile_options(${SDM_CHECK_LOCKS})
@@ -26,7 +27,8 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}:$ORIGIN")
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
 # With -z defs, undefined symbols in a shared library are an error. Clang leaves the sanitizers'
-# symbols undefined, so sanitizer builds omit -z defs. A surrounding build may use sanitizers, too.
+# symbols undefined, so sanitizer builds omit -z defs. Builds inside another project also omit -z
+# defs, because that project may use sanitizers.
 if(SDM_SANITIZE OR NOT PROJECT_IS_TOP_LEVEL)
   set(SDM_NO_UNDEFINED_SYMBOLS "")
 else()

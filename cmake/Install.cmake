@@ -48,8 +48,8 @@ foreach(folder IN LISTS platform_libraries ITEMS PackageProxy)
           FILES_MATCHING PATTERN "*.h" PATTERN tests EXCLUDE PATTERN internal EXCLUDE)
 endforeach()
 
-# The installed README lists the required system libraries, by soname and by Debian package. A file
-# name gives the other two names: libxxhash.so.0.8.1 gives libxxhash.so.0 and libxxhash0.
+# The installed README lists the required system libraries, by soname and by Debian package. Both
+# names follow from the file name: libxxhash.so.0.8.1 gives libxxhash.so.0 and libxxhash0.
 get_property(c_libraries GLOBAL PROPERTY SDM_C_LIBRARIES)
 set(SDM_SYSTEM_LIBRARIES "")
 foreach(library IN LISTS c_libraries)

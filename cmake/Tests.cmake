@@ -7,8 +7,9 @@ include(GoogleTest)
 add_custom_target(sdm_concurrency_tests)
 
 # Compiling the tests takes longer than running them. So test sources are compiled in batches and
-# without optimisation, unlike the libraries under test, and common system headers are precompiled.
-# Headers of the project are not precompiled: each source includes the headers that it uses.
+# without optimisation, and common system headers are precompiled. The libraries under test keep the
+# options of the preset. Headers of the project are not precompiled: each source includes the headers
+# that it uses.
 function(sdm_test_settings target)
   target_compile_options(${target} PRIVATE -O0)
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)

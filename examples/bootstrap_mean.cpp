@@ -35,7 +35,8 @@ int PositionOfNumber(const ORVX_DataSource& source, const std::string& name) {
   throw std::runtime_error("no numeric variable " + name);
 }
 
-// Deletes the other variables from the clone's dictionary; the rows do not change.
+// Deletes all variables except the variable at `position` from the clone's dictionary. The rows do
+// not change.
 void KeepOnly(int position, SvrDMCloneDataSource& clone) {
   clone.DeleteVariables(position + 1, clone.ColumnCount() - 1);
   clone.DeleteVariables(0, position - 1);

@@ -30,12 +30,13 @@ class Socket {
   // Returns 0, or errno if the frame could not be sent completely.
   int SendFrame(std::string_view frame);
   // Returns nothing at the end of the stream. Throws std::runtime_error if the stream ends inside a
-  // frame or the connection fails.
+  // frame, the connection fails, or the time limit passes.
   std::optional<std::string> ReceiveFrame();
 
+  // Returns 0, or errno if the answer could not be sent.
   int SendAnswer(Answer answer);
-  // Returns nothing if the connection is closed or broken. Throws std::runtime_error if no valid
-  // answer comes in time.
+  // Returns nothing if the connection is closed or broken. Throws std::runtime_error if the answer
+  // is invalid or the time limit passes.
   std::optional<Answer> ReceiveAnswer();
 
  private:

@@ -242,7 +242,7 @@ void Server::Make(const Write& write) {
     write.make(**writer);
     if (write.inBulk) writer.BulkVarMoves();
     writer.IncrementCaseSequence();
-  }  // sends the frame
+  }  // releasing the writer sends the frame
   if (stream_ == nullptr) return;
   WaitForClient();
   // The pass is over, so a lost stream may be unregistered.

@@ -288,7 +288,8 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
 
   WatchedThread owner([&] { MakeIteratorOf(***writer); });
 
-  EXPECT_FALSE(owner.Waits());  // a writer that waited for `maker` would deadlock
+  // If the thread that uses the writer waited for `maker`, both threads would wait forever.
+  EXPECT_FALSE(owner.Waits());
   writer.reset();
 }
 
@@ -364,7 +365,7 @@ TEST(CloneWhoseSourceWaits, HidesItsParentLinkFromParentOfUntilTheLastIteratorIs
     gates[call].wait();
     if (call == 0) throw std::runtime_error("no rows today");
   }));
-  clone.ShowParents(true);  // until MakeIterator is called
+  clone.ShowParents(true);  // MakeIterator reverts this
   WatchedThread first([&] { EXPECT_THROW(MakeIteratorOf(clone), std::runtime_error); });
   ASSERT_TRUE(first.Waits());
   WatchedThread second([&] { MakeIteratorOf(clone); });

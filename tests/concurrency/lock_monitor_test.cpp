@@ -188,8 +188,8 @@ TEST_F(LockMonitorTest, ReportsAReaderWithItsThreadItsHandleAndTheirLabels) {
   EXPECT_TRUE(report.complete);
 }
 
-// The text has a heading for each lock: first the locks that are held, then the others, each group
-// in the order of the report.
+// The text has a heading for each lock: first the locks that are held, then the other locks. Each
+// of the two groups has the order of the report.
 TEST(LockReportText, ListsTheHoldersAndWaitersOfEachLock) {
   const auto taken = std::chrono::steady_clock::now();
   const int locks[4] = {};
@@ -419,7 +419,7 @@ TEST_F(LockMonitorTest, ReportsAWriterThatWaitsAndThenHolds) {
   });
   LockReport first;
   while (first.waits.empty()) first = registry_.GetLockReport();
-  LockReport later = first;  // a report made after the wait began
+  LockReport later = first;  // replaced below by a report made after the wait began
   while (later.taken == first.waits[0].since) later = registry_.GetLockReport();
   reader.reset();
   waiting.Join();

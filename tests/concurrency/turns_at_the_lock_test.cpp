@@ -77,7 +77,8 @@ TEST_F(TurnsAtTheLock, AWriterWaitsForTheLastReader) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// This thread reads, a writer sleeps waiting for the lock, and this thread reads twice more.
+// This thread creates a reader. While a writer sleeps waiting for the lock, this thread creates two
+// more readers.
 TEST_F(TurnsAtTheLock, AReaderMayReadAgainWhileAWriterWaits) {
   auto outer = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -203,7 +204,8 @@ TEST_F(TurnsAtTheLock, AThreadThatTookOverAReaderMayReadAgain) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// This thread reads and waits for two threads that read while a writer sleeps waiting for the lock.
+// This thread holds the read lock, and a writer sleeps waiting for the lock. Then this thread waits
+// for two threads that also acquire the read lock.
 TEST_F(TurnsAtTheLock, AReaderMayWaitForThreadsThatRead) {
   auto reader = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -262,7 +264,7 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 // --- How long a thread waits while two others use the lock ---
 
 // Two threads that keep the lock held. In each turn, a thread holds the lock for half a
-// millisecond, then until the other thread has also arrived, but at most half a millisecond longer.
+// millisecond, then until `isOtherThere` returns true, but at most half a millisecond longer.
 // Both threads stop after 5 seconds, so that a starved third thread fails the test instead of
 // waiting forever.
 class TwoInTurns {
@@ -317,7 +319,7 @@ class Third {
     for (int i = 0; i < kTimes; ++i) GetIn(others, take);
   }
 
-  // The median of all waits: a single long wait may be caused by the machine.
+  // The median of all waits, because the machine may cause a single long wait.
   Clock::duration TypicalWait() {
     std::nth_element(waits_.begin(), waits_.begin() + kTimes / 2, waits_.end());
     return waits_[kTimes / 2];
@@ -352,8 +354,8 @@ class Third {
 };
 
 // The maximum number of turns that started before the third thread fell asleep, but were counted
-// afterwards: a thread first acquires the lock, then counts its turn. Two readers can be between
-// these steps at the same time, but only one writer.
+// after it fell asleep: a thread first acquires the lock, then counts its turn. Two readers can be
+// between these two steps at the same time, but only one writer.
 constexpr int kTurnsUnderWay = 2;
 
 // While no writer waits, each reader ends its turn only after the other reader has started a turn.

@@ -1,6 +1,6 @@
-# Installs the build into a temporary prefix and moves the prefix. Then checks the documents,
-# compiles the headers and a project that uses the package with all warnings of each available
-# compiler.
+# Installs the build into a temporary prefix and moves the prefix. Then checks the documents. Then
+# compiles the headers, and a project that uses the package, with each available compiler and all
+# its warnings.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
@@ -61,8 +61,8 @@ endif()
 list(TRANSFORM headers REPLACE "(.+)" "#include <\\1>\n" OUTPUT_VARIABLE inclusions)
 file(WRITE "${WORK_DIR}/all_headers.cpp" ${inclusions})
 
-# Each header must compile alone. A header that the source of the same name includes first has been
-# compiled alone; the other headers are compiled here.
+# Each header must compile alone. If foo.cpp includes foo.h first, the build has already shown this
+# for foo.h. The remaining headers are compiled here.
 set(headers_alone "")
 foreach(header IN LISTS headers)
   string(REGEX REPLACE "h$" "cpp" source "${header}")

@@ -4,7 +4,7 @@
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 set(vendor "${WORK_DIR}/vendor")
 
-# Copies a header of the platform, with the operations renamed.
+# Copies a header of a platform library, with the given operations renamed.
 function(copy_without header)
   file(READ "${PROJECT_DIR}/platform/${header}" text)
   foreach(operation IN LISTS ARGN)

@@ -39,8 +39,8 @@ endif()
 # --- static libraries, in the build and installed ---
 
 set(static "${WORK_DIR}/static")
-# Compiler flags are the same for all sources of a target. So reuse_object.sh compiles one source of
-# each target, and copies the other objects from the existing build.
+# All sources of a target have the same compiler flags, so compiling one source tests the flags. To
+# save time, reuse_object.sh copies the other objects of the target from the existing build.
 set(ENV{REUSED_BUILD} "${BUILD_DIR}")
 configure(embedding "${static}" "-DPROJECT_DIR=${PROJECT_DIR}" -DBUILD_SHARED_LIBS=OFF -DSDM_INSTALL=ON
           "-DCMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CURRENT_LIST_DIR}/reuse_object.sh")

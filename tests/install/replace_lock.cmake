@@ -7,7 +7,8 @@ set(vendor "${WORK_DIR}/vendor")
 set(lock "${CMAKE_CURRENT_LIST_DIR}/vendor_lock")
 
 file(GLOB headers "${PROJECT_DIR}/platform/libsfthread/*.h")
-# file(COPY) keeps the first of two files with the same name and time.
+# Only the vendor's sfMutexRW.h may be copied: file(COPY) keeps the first of two files with the same
+# name and time.
 list(FILTER headers EXCLUDE REGEX "/sfMutexRW\\.h$")
 file(COPY ${headers} "${lock}/sfMutexRW.h" DESTINATION "${vendor}/include/libsfthread")
 file(MAKE_DIRECTORY "${vendor}/lib")

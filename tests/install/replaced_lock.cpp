@@ -34,7 +34,8 @@ void PrintReport(ServerDataManager& registry) {
   std::printf("%s", ReportWithAWait(registry).Text().c_str());
 }
 
-// Two threads each write a dataset, then wait to read the other. The handler ends the process.
+// Two threads each write one dataset, then wait to read the dataset of the other thread. The
+// handler ends the process.
 [[noreturn]] void Deadlock(ServerDataManager& registry) {
   const LocallyUniqueID ids[] = {registry.AddEmpty(true), registry.AddEmpty(true)};
   std::latch bothWrite(2);

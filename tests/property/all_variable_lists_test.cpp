@@ -44,7 +44,8 @@ std::vector<List> AllLists() {
   return lists;
 }
 
-// Keeps the empty list, which is the first, and a random choice of the others.
+// Keeps a third of the lists: the empty list, which is the first, and a random choice of the
+// others.
 [[maybe_unused]] void KeepAThird(std::vector<List>& lists) {
   const unsigned int seed = std::random_device()();
   std::cout << "seed " << seed << "\n";

@@ -126,8 +126,9 @@ std::string AnyLikelyBytes() {
   return (Any<bool>() ? begin : InTheOtherByteOrder(BytesOf(Specs())).substr(0, 6)) + behind;
 }
 
-// Changes one to three bytes. Half of the changes are in the first 40 bytes, where small inputs
-// have the sizes of their lists. Sometimes appends bytes, and sometimes truncates the result.
+// Changes one to three bytes. On average, at least half of the changes are in the first 40 bytes,
+// where small inputs have the sizes of their lists. Sometimes appends bytes, and sometimes
+// truncates the result.
 void ChangeSomeBytes(std::string& bytes) {
   const int changes = *rc::gen::inRange(1, 4);
   for (int i = 0; i < changes; ++i) {
@@ -162,8 +163,8 @@ void AssertEveryPrefixRefused(const std::string& bytes) {
 // Counts how often each finding occurs.
 class Verdicts {
  public:
-  // Checks `bytes`. If they are whole, decodes them, encodes the result and decodes it again: the
-  // size and the fields must not change.
+  // Checks `bytes`. If they are whole, decodes and encodes them: the new bytes must have the same
+  // size, check.size, and must decode to the same fields.
   void AssertRightAbout(const std::string& bytes) {
     const Check check = CheckOf(bytes);
     ++counts_[static_cast<std::size_t>(check.finding)];

@@ -331,7 +331,8 @@ class Followed {
     RC_ASSERT(DigestOf(dictionary) == DigestOf(Source()));
   }
 
-  // Checks that the frame has the bytes of the queued messages, also after decoding and encoding.
+  // Checks that the frame contains the bytes of the queued messages, and that decoding and encoding
+  // the messages of the frame does not change these bytes.
   void AssertBytesAreThePass(const std::string& bytes) const {
     ChangeFrame frame = ReadChangeFrame(bytes);
     RC_ASSERT(BytesOf(frame) == bytes);

@@ -1,5 +1,5 @@
-// A bootstrap specification with a different value in every field, and functions that encode,
-// decode, check and format bootstrap specifications.
+// A bootstrap specification in which every field differs from its default, and functions that
+// encode, decode, check and format bootstrap specifications.
 //
 // Header-only.
 

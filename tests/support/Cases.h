@@ -18,10 +18,12 @@ std::vector<std::string> RowsLaidOutBy(const ORVX_DataSource& layout,
 // Formats the rows of `source`, with the layout of its own dictionary.
 std::vector<std::string> RowsOf(const ORVX_DataSource& source);
 
-// Formats the rows of `source` in which the numeric variable `name` is neither 0 nor NaN.
+// Formats the rows of `source` in which the first variable called `name`, which must be numeric, is
+// neither 0 nor a missing number. Throws std::invalid_argument if no variable has this name.
 std::vector<std::string> RowsWhere(const ORVX_DataSource& source, const std::string& name);
 
-// The identifier of the first variable with that name.
+// The identifier of the first variable called `name`. Throws std::invalid_argument if there is
+// none.
 LocallyUniqueID IdOf(const ORVX_DataSource& source, const std::string& name);
 
 }  // namespace support

@@ -14,7 +14,8 @@
 
 namespace support {
 
-// Adds a dataset without a file. Registry observers are notified of it unless it is `quiet`.
+// Adds a dataset with these variables and without a file. If the dataset is `quiet`, registry
+// observers are not notified of it.
 inline LocallyUniqueID AddDataset(ServerDataManager& registry, const std::string& names,
                                   bool quiet = false) {
   return registry.Add(*Dictionary(names).release(), "", quiet);

@@ -29,7 +29,7 @@ std::string NameOf(LocallyUniqueID id);
 // Threads: any.
 ORVX_Variable Var(const std::string& name, int type = 0);
 
-// Return the variable with another label, type or name, and with the same identifier.
+// Return a copy of the variable with the given label, type or name. The copy keeps the identifier.
 ORVX_Variable Labelled(ORVX_Variable variable, const std::string& label);
 ORVX_Variable Typed(ORVX_Variable variable, int type);
 ORVX_Variable Renamed(ORVX_Variable variable, const std::string& name);
@@ -43,7 +43,7 @@ std::unique_ptr<DataFreeDataSource> Dictionary(const std::vector<ORVX_Variable>&
 // Returns a source with `count` variables, "v0", "v1" and so on.
 std::unique_ptr<DataFreeDataSource> ManyVariables(unsigned int count);
 
-// Makes these variables the whole dictionary of `source`.
+// Deletes all variables of `source`, then appends these variables.
 void Replace(ORVX_DataSource& source, const std::vector<ORVX_Variable>& variables);
 
 std::vector<ORVX_Variable> VariablesOf(const ORVX_DataSource& source);

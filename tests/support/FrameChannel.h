@@ -29,7 +29,7 @@ class FrameChannel final : public PackageProxy {
     return 0;
   }
 
-  // Passes the next frame to `reader`.
+  // Removes the oldest stored frame and applies it to `reader`. A frame must be stored.
   ChangeStreamReader::Outcome Deliver(ChangeStreamReader& reader) {
     const std::string frame = frames.front();
     frames.pop_front();
@@ -39,7 +39,8 @@ class FrameChannel final : public PackageProxy {
   std::deque<std::string> frames;
   int sends = 0;
   int lastCommand = 0;
-  std::function<short()> failure;  // called instead of sending a message
+  // If set, SendMessage calls this function instead of storing the frame, and returns its result.
+  std::function<short()> failure;
 };
 
 }  // namespace support

@@ -20,8 +20,9 @@ inline const std::string kLong = "a text that is too long to stand inside a stri
 // later allocations succeed.
 enum class Shortage { Lasts, Passes };
 
-// After `count` successful allocations, the next allocations fail (see Shortage), until
-// EndShortage() or destruction. Only one object may exist at a time.
+// Lets `count` allocations succeed and the next allocation fail. Shortage says whether the later
+// allocations fail, too. EndShortage() and the destructor let all allocations succeed again. Only
+// one object may exist at a time.
 // Threads: only while no other thread allocates.
 class MemoryFor {
  public:
@@ -33,8 +34,8 @@ class MemoryFor {
 
 void EndShortage();
 
-// Uses up one of the allocations that still succeed (see MemoryFor), without allocating. Returns
-// whether there was one.
+// Counts as an allocation for MemoryFor, but allocates nothing. Returns whether the allocation
+// would have been allowed to succeed.
 bool OneMoreIsLeft();
 
 // Makes every allocation of this thread fail during the lifetime of the object.
@@ -91,7 +92,8 @@ inline long LivingBlocks() {
   return living(heap) + living(messageHeap);
 }
 
-// Calls `event` once, when `storage` is next freed with the global operators.
+// Calls `event` once, just before `storage` is next freed with the global operators. A second call
+// of WhenFreed replaces the first.
 void WhenFreed(void* storage, std::function<void()> event);
 
 // Called by the operators that replace new and delete. Take allocates storage, or returns null on

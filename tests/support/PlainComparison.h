@@ -34,7 +34,7 @@ class PlainComparison {
 
   std::vector<ORVX_Variable> view;
   Uses uses;
-  // Makes the next update a bulk replacement.
+  // If set, the next Update is a bulk replacement, and clears the flag.
   bool bulkVarMoves = false;
   // Set when a variable changes its type; never cleared by this class.
   bool resetClientData = false;

@@ -32,7 +32,7 @@ class WatchedThread {
   // Waits for the end of the job and of the thread.
   ~WatchedThread();
 
-  // Starts `job` when the previous job is done.
+  // Waits until the previous job is done, then starts `job`.
   void Start(std::function<void()> job);
   // Runs `job` to its end.
   void Do(std::function<void()> job);
@@ -44,7 +44,7 @@ class WatchedThread {
   bool IsDone() const { return state_ == State::Idle || state_ == State::Leaving; }
   bool IsDoneWithin(std::chrono::milliseconds limit) const;
 
-  // Waits for the end of the job and of the thread. Start and Do must not be called afterwards.
+  // Waits for the end of the job and of the thread. Do not call Start or Do after Join.
   void Join();
 
  private:

@@ -114,7 +114,7 @@ constexpr std::size_t kWholeSize = 131;
 constexpr std::size_t kEmptyCountsAt[] = {10, 14, 18, 22, 26, 30, 34};
 constexpr std::size_t kEmptySize = 55;
 
-// Returns `bytes` with another number at `offset`, in native byte order.
+// Returns `bytes` with `number` written at `offset`, in native byte order.
 template <class Number>
 std::string With(std::size_t offset, Number number, std::string bytes) {
   std::memcpy(bytes.data() + offset, &number, sizeof number);

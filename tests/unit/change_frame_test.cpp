@@ -233,8 +233,8 @@ TEST(ChangeFrame, ReportsTheErrorInABadFrame) {
 
 // Whether damage to the message may leave the digest unchanged. A digest excludes the rows per
 // imputation and the file specification. A snapshot has the multiple-response sets twice, in the
-// extensions 7 and 19. If damage changes the type of one of them to a type that digests exclude,
-// the other extension still has the sets.
+// extensions 7 and 19. If damage changes the type of one of these extensions to a type that digests
+// exclude, the other extension still has the sets.
 bool EscapesTheDigest(const support::Said& said) {
   using Kind = support::Said::Kind;
   return said.kind == Kind::FileSpec || said.kind == Kind::Imputation ||
@@ -311,7 +311,7 @@ class HostileMessages : public testing::Test {
               << all_ << " for a frame\n";
   }
 
-  // The mirrors before and after the unchanged frame is applied.
+  // The mirrors before and after the undamaged frame is applied.
   DictionaryMirror before_;
   DictionaryMirror after_ = MirrorAfter({FullSnapshot()});
 

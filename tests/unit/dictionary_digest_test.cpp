@@ -154,7 +154,8 @@ TEST(DictionaryDigest, EqualsTheDigestOfTheMirror) {
   }
 }
 
-// The digest of an equal dictionary with new variables, whose hashes are not cached yet.
+// The digest of a dictionary whose variables equal the variables of `source`, but have no cached
+// hashes.
 DictionaryDigest DigestOfNewVariables(const ORVX_DataSource& source) {
   DataFreeDataSource other;
   for (int i = 0; i < source.ColumnCount(); ++i) {

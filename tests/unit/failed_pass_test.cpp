@@ -268,8 +268,8 @@ std::vector<support::Expected> Exactly(const std::vector<Said>& said) {
 
 // Lets each allocation of the pass fail in turn: first together with all later allocations, then
 // alone. Calls `judge` after each failed pass. If only one allocation fails, the pass may still
-// succeed, because StepwisePass takes over from StampedPass; the messages must then be correct.
-// Returns the number of passes with a failed allocation.
+// succeed: if StampedPass fails, StepwisePass repeats the comparison. A pass that succeeds must
+// queue the correct messages. Returns the number of passes with a failed allocation.
 long ForEachFailure(const Case& write, const std::function<void(ChangedDataset&)>& judge) {
   const auto fails = [&](long count, Shortage shortage) {
     SCOPED_TRACE(write.name + ", after " + std::to_string(count) + " allocations");

@@ -142,7 +142,7 @@ class ChangedDataset {
 
 // An operation that updates the snapshot of `change()` twice: the first update queues `messages`
 // messages, the second none. A failed update may have queued some of the messages; the next update
-// queues the rest.
+// queues the remaining messages.
 Operation Updating(const std::string& name, std::size_t messages,
                    const std::function<std::unique_ptr<ChangedDataset>()>& change) {
   const std::string notEmpty = "the view is not empty yet";

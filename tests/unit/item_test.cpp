@@ -59,7 +59,7 @@ namespace {
 std::function<std::tm*(const std::time_t*)> localtimeAnswer;
 
 int fstatCalls = 0;
-int fstatFailsAt = INT_MAX;  // the number of the first call that fails
+int fstatFailsAt = INT_MAX;  // fstat fails in the call with this number and in all later calls
 
 }  // namespace
 
@@ -592,7 +592,7 @@ bool IsFreeForWriting(SvrDMItemPtr& item) {
 }
 
 // An oddity that is kept: after one failed try, the item never releases its lock.
-// release_order_test.cpp checks that unlock() is never called then.
+// release_order_test.cpp checks that unlock() is not called after a failed try.
 TEST(SvrDMItem, NeverReleasesItsLockAfterAFailedTryForTheWriteLock) {
   SvrDMItemPtr item(new SvrDMItem(kID, nullptr, nullptr, 0, "", /*notifyDelete=*/false));
   ASSERT_TRUE(item->AcquireWriteLock(/*tryOnly=*/false));

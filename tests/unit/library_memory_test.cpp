@@ -184,7 +184,7 @@ class Giver {
     EXPECT_EQ(firstDeleted_, lastKept_ + 1);
   }
 
-  // A hook may add a source in front of the chain: it then sets `front` to this source, otherwise
+  // If a hook adds a source in front of the chain, the hook sets `front` to this source. Otherwise
   // `front` stays null.
   void Give(int& living, ORVX_DataSource* const& front,
             const std::function<void(ORVX_DataSource&)>& take) {

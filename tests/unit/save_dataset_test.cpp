@@ -327,7 +327,7 @@ TEST(SaveDataset, RefusesTheFileOfAnotherDatasetByANameInTheCurrentFolder) {
     EXPECT_THROW(SaveDataset(writer, name), DataFileError);
   });
   EXPECT_FALSE(std::filesystem::remove(name));
-  std::filesystem::remove("the_file_of_another_dataset.schema.json");  // if the test fails
+  std::filesystem::remove("the_file_of_another_dataset.schema.json");  // exists after a failure
 }
 
 TEST(SaveDataset, LeavesADirtyDatasetWithItsOldFileIfItFails) {

@@ -1,6 +1,6 @@
-// VirtualSlot: the index of a virtual function in the vtable. In the Itanium C++ ABI, the first
-// word of a pointer to a virtual member function is the function's offset in the vtable, in bytes,
-// plus one.
+// VirtualSlot: the index of a virtual function in the virtual table. In the Itanium C++ ABI, the
+// first word of a pointer to a virtual member function is the function's offset in the virtual
+// table, in bytes, plus one.
 
 #ifndef TESTS_UNIT_VIRTUAL_SLOT_H_
 #define TESTS_UNIT_VIRTUAL_SLOT_H_
