@@ -1,8 +1,8 @@
 // The cost of encoding and decoding a bootstrap specification with long lists.
 //
-// The peer of_memcpy copies the encoded specification to a new buffer. The other peers are
-// libraries that encode the lists of the specification (SerialisationPeers.h). The time is reported
-// as a multiple of the time of each peer, measured alternately.
+// The peer of_memcpy copies the bytes of the encoded bootstrap specification to a new buffer. The
+// other peers are libraries that encode its lists (SerialisationPeers.h). The time is reported as a
+// multiple of the time of each peer, measured alternately.
 
 #include <cstddef>
 #include <cstdint>
