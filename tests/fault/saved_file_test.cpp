@@ -349,8 +349,8 @@ TEST_F(SavedFileOnDisk, ARefusedLockIsRetriedOnlyWhenTheFileIsOpenedAgain) {
 TEST_F(SavedFileOnDisk, TheLockBelongsToTheOpenFileNotToTheProcess) {
   Hold();
 
-  // Closing any descriptor of a file releases the locks that belong to the process, but not a lock
-  // that belongs to another open file description.
+  // Closing any descriptor of a file releases the locks of the process on the file (F_SETLK), but
+  // not the locks of other open file descriptions (F_OFD_SETLK).
   close(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
 
   EXPECT_FALSE(AnotherProcessMayWrite(path_));

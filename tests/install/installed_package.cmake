@@ -1,6 +1,6 @@
 # Installs the build into a temporary prefix and moves the prefix. Then checks the documents. Then
-# compiles the headers, and a project that uses the package, with each available compiler and all
-# its warnings.
+# compiles the headers, and a project that uses the package, with GCC and with Clang if they are
+# installed. Many warnings are switched on, and each warning is an error.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")

@@ -115,8 +115,9 @@ class Arguments {
   std::size_t next_ = 0;
 };
 
-// A member of an event in JSON. The value may be an array or an object only if the output is JSON:
-// the destructor of these values allocates memory, and ends the process if memory runs out.
+// A member of an event in JSON. Members are made even if the output is words; the value must then
+// be neither an array nor an object, because the destructor of such a value allocates memory, and
+// ends the process if memory runs out.
 struct Member {
   const char* name;
   Json value;
