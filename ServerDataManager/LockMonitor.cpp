@@ -122,7 +122,7 @@ struct ThreadLocks {
   bool isWaiting = false;
   bool waitIsTimed = false;         // whether the wait has a time limit
   bool waitIsShown = false;         // whether reports include the wait
-  bool waitIsReported = false;      // whether the wait was reported as long
+  bool waitIsReported = false;      // whether the wait was reported as a long wait
   bool deadlockIsReported = false;  // whether the wait is part of a reported deadlock
   ThreadName name;
   bool isVisited = false;  // used by the search for a deadlock

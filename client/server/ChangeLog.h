@@ -20,7 +20,8 @@
 // the message.
 //
 // The log must be registered before the first pass, and must never be an originator, or it would
-// miss a pass. An observer that is registered later finds the texts of the running pass in Pass().
+// miss a pass. An observer that is registered after the log is called after the log, so it finds
+// the texts of the running pass in Pass().
 //
 // Threads: OnDataSetChanged runs on the thread of the pass; the other operations may run on any
 // thread, but not inside a pass of another thread. Unregister the log before it is destroyed.

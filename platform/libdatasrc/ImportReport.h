@@ -28,7 +28,7 @@ struct SDM_EXPORT ImportReport {
     NoValues,     // every field is missing
     EveryValue,   // every value has this type
     Schema,       // the schema says so
-    OtherValue,   // text: no other type allows Variable::value and the values before it
+    OtherValue,   // text: only text allows both Variable::value and all values before it
     LeadingZero,  // text: a number begins with a superfluous zero
     LargeNumber,  // text: a whole number is above 2^53, so a double may not hold it exactly
   };

@@ -123,8 +123,9 @@ TEST_F(PropertyCommands, MovingTheWeightVariableSendsTheWeightAgain) {
                           "inserted variables \"c\", \"a\", \"b\" at the end", "weight: \"b\""));
 }
 
-// The first pass reports all variables. It runs at the first release, because the shell observes
-// every dataset, so an observer that registers later does not receive the variables.
+// Opened() acquires and releases the write lock. This runs the first pass, which reports all
+// variables to the shell, because the shell observes every dataset. The observer of this test
+// registers after that pass, so it does not receive the variables.
 TEST_F(PropertyCommands, ObserverRegisteredAfterTheFirstReleaseDoesNotReceiveTheVariables) {
   EXPECT_THAT(Notified("weight survey by a\n"), ElementsAre("weight: \"a\""));
 }

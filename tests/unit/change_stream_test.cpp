@@ -383,7 +383,7 @@ TEST_F(ChangeStream, ASnapshotHasNoFileSpecificationThatNoMessageReported) {
   EXPECT_STREQ(reader.Dictionary().GetFileSpec(), "");
 }
 
-// Messages report only the end of an imputation.
+// Messages report the rows per imputation only when they become 0, the end of an imputation.
 TEST_F(ChangeStream, DoesNotSendRowsPerImputation) {
   Register();
   Write([](SvrDMWriteableDataSource& writer) { writer->RowsPerImputation(5); });

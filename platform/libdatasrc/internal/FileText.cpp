@@ -53,8 +53,9 @@ std::string Simplified(const std::string& name) {
   return simple;
 }
 
-// The encoding for `name`. For an empty name, "UTF-16" and "UTF-32", the byte-order mark decides.
-// Without a mark, an empty name gives UTF-8, and the two other names throw DataFileError.
+// The encoding for `name`. If the name is empty, "UTF-16" or "UTF-32", the byte-order mark decides.
+// Without a mark, an empty name gives UTF-8. Throws DataFileError if the name is "UTF-16" or
+// "UTF-32" and the text does not begin with a mark of this family.
 std::string FindEncoding(const std::string& path, const std::string& name, std::string_view start) {
   if (name.empty()) return EncodingByMark(start);
   const std::string simple = Simplified(name);

@@ -119,7 +119,8 @@ std::string TextOfVariables(const ORVX_DataSource& source) {
   return text;
 }
 
-// The variables, the weight, filter and split, and the other properties that allocate memory.
+// The variables, the weight, filter and split, and all properties that allocate memory except the
+// trends information.
 std::string TextOf(const ORVX_DataSource& source) {
   std::ostringstream text;
   text << TextOfVariables(source) << "another found at " << source.FindVarIndex(kShared.GetID())
