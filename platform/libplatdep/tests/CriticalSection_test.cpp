@@ -54,8 +54,8 @@ TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   EXPECT_EQ(sum, kThreads * kRounds);
 }
 
-// Interleaving: any; the sum and the thread sanitizer detect that the end of the inner lock
-// releases the section.
+// Interleaving: any. If the end of the inner lock released the section, the sum would be wrong, and
+// the thread sanitizer would report a race.
 TEST(CriticalSection, StaysHeldUntilTheOutermostLockIsDestroyed) {
   CriticalSection section;
   int sum = 0;
