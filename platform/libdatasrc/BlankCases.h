@@ -18,7 +18,7 @@ class SDM_EXPORT BlankCases final : public ORVX_DataSource {
   // Copies the dictionary. `caseCount` must not be negative.
   //
   // Next() of an iterator calls `onNext` first, on the calling thread; an exception of `onNext`
-  // propagates, and the next call continues with the same case. With it, a caller can stop a
+  // propagates, and the next call continues with the same case. By throwing, `onNext` can stop a
   // filtered source, which may skip all cases in one Next(). An empty function is never called.
   BlankCases(const ORVX_DataSource& dictionary, long long caseCount,
              std::function<void()> onNext = {});

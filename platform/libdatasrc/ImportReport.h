@@ -54,7 +54,7 @@ struct SDM_EXPORT ImportReport {
   std::string Text() const;
 
   // JSON on one line: the delimiter, the decimal mark, the encoding, the rows and the variables.
-  // The members always have the same order; docs/usage.md lists them. The line is null if it is 0.
+  // The members always have the same order; docs/usage.md lists them. A line number 0 becomes null.
   // Bytes that are not UTF-8 become U+FFFD. The process may end if memory runs out.
   std::string Json() const;
 

@@ -233,7 +233,8 @@ class SDM_EXPORT ORVX_DataSource {
   explicit ORVX_DataSource(ORVX_DataSource* parent = nullptr);
 
   // For a class that passes on the rows of `source` unchanged: RowLayout() then returns
-  // source->RowLayout(). Borrows `source` while this source lives; null if there are no rows.
+  // source->RowLayout(). Borrows `source` while this source lives; `source` is null if there are no
+  // rows.
   // Threads: not safe; call before other threads use this source.
   void SetRowLayout(const ORVX_DataSource* source);
 

@@ -36,8 +36,8 @@ constexpr std::uint8_t kNotAscii = 2;  // part of a character of several bytes
 constexpr std::uint8_t kZero = 4;
 constexpr std::uint8_t kBlank = 8;
 
-// The kind of each byte. A field with any of the delimiters is quoted. Without quotes, opening
-// could take that delimiter for the delimiter of the file.
+// The kind of each byte. A field that contains any allowed delimiter is quoted, not only the
+// delimiter of this file: otherwise opening could take the wrong character for the delimiter.
 constexpr std::array<std::uint8_t, 256> kBytes = [] {
   std::array<std::uint8_t, 256> kinds{};
   for (std::size_t byte = 0x80; byte < kinds.size(); ++byte) kinds[byte] = kNotAscii;

@@ -40,7 +40,7 @@
 // `integer` requires whole numbers, `number` any numbers; both allow leading zeros and whole
 // numbers above 2^53. `number` also allows INF, -INF and NaN (a missing number), in upper or lower
 // case. `time` is stored as seconds since midnight, with the format Time. `any` is the same as no
-// type: a column with INF is text.
+// type, so a column with INF is then text.
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
 // its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each
@@ -92,9 +92,10 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});
-  // The same with options; throws std::invalid_argument for options that ImportOptions.h does not
-  // allow. `progress` gets the number of bytes read so far and the size of the file; for a
-  // compressed file, both count compressed bytes. A second reading of the file doubles the total.
+  // Like the function above, with options. Throws std::invalid_argument for options that
+  // ImportOptions.h does not allow. `progress` gets the number of bytes read so far and the size of
+  // the file; for a compressed file, both count compressed bytes. A second reading of the file
+  // doubles the total.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const ImportOptions& options,
                                                     const Progress& progress = {});

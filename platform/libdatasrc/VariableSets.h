@@ -76,9 +76,9 @@ SDM_EXPORT bool PutSet(std::vector<VariableSetImpl>& sets, const VariableSetImpl
 // Threads: any.
 SDM_EXPORT void MakeExtension(const std::vector<VariableSet>& sets, std::string& text, int type);
 
-// Parses the text that MakeExtension writes. Throws std::invalid_argument for any other text, with
-// the line and the reason, and for a type that MakeExtension rejects. Does not check that the
-// members exist in a dictionary.
+// Parses the text that MakeExtension writes. For any other text, throws std::invalid_argument with
+// the line and the reason. Also throws std::invalid_argument for a type that MakeExtension rejects.
+// Does not check that the members exist in a dictionary.
 // Threads: any.
 SDM_EXPORT std::vector<VariableSet> ReadExtension(std::string_view text, int type);
 
