@@ -1,4 +1,4 @@
-// FileSpecChangeMsg: the saved file of a dataset changed.
+// FileSpecChangeMsg: the file specification of a dataset changed.
 
 #ifndef LIBORVXDEMG_FILESPECCHANGEMSG_H_
 #define LIBORVXDEMG_FILESPECCHANGEMSG_H_
@@ -11,7 +11,7 @@
 
 namespace DEMessages {
 
-// Has the new name of the file.
+// Has the new file specification.
 class SDM_EXPORT FileSpecChangeMsg final : public MessageGlue<FileSpecChangeMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "DEMessages::FileSpecChangeMsg"; }

@@ -68,7 +68,7 @@ SplitFileMsg SplitBy(const std::vector<LocallyUniqueID>& ids, bool separate) {
   return SplitFileMsg(0, kDataset, kSequence, static_cast<int>(ids.size()), ids.data(), separate);
 }
 
-// A class that the visitor does not know.
+// A class of messages for which the visitor has no operation.
 class StrangeMsg final : public MessageGlue<StrangeMsg, DataSetMsg> {
  public:
   static const char* VSignature() { return "Test::StrangeMsg"; }
