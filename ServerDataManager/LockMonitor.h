@@ -33,7 +33,7 @@
 // that has to write its table waits. To limit these waits, reports are at least a millisecond
 // apart: GetLockReport waits if necessary.
 //
-// With the monitor on, creating and destroying a reader handle takes 1.2 to 1.4 times as long.
+// With the monitor on, creating and destroying a reader handle takes 1.2 to 1.6 times as long.
 
 #ifndef SERVERDATAMANAGER_LOCKMONITOR_H_
 #define SERVERDATAMANAGER_LOCKMONITOR_H_

@@ -111,7 +111,7 @@ void AtomicOperationsOnTwoThreads(benchmark::State& state) {
 BENCHMARK(AtomicOperationsOnTwoThreads)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // The overhead of the lock monitor while another thread continuously makes reports. of_unmonitored
-// is the time of a thousand handles with the monitor, divided by the time of a thousand handles
+// is the time of ten thousand handles with the monitor, divided by the time of ten thousand handles
 // without the monitor, measured alternately.
 void MonitoredReaderHandle(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/10);
@@ -121,16 +121,16 @@ void MonitoredReaderHandle(benchmark::State& state) {
       benchmark::DoNotOptimize(ServerDataManager::GetInstance().GetLockReport());
     }
   });
-  const auto acquireAThousand = [&] {
-    for (int i = 0; i < 1000; ++i) SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false);
+  const auto acquireMany = [&] {
+    for (int i = 0; i < 10000; ++i) SvrDMInputDataSource reader(dataset.Item(), /*tryOnly=*/false);
   };
-  const auto acquireAThousandMonitored = [&] {
+  const auto acquireManyMonitored = [&] {
     LockMonitor::Start();
-    acquireAThousand();
+    acquireMany();
     LockMonitor::Stop();
   };
-  for (auto _ : state) acquireAThousandMonitored();
-  state.counters["of_unmonitored"] = Ratio(acquireAThousandMonitored, acquireAThousand);
+  for (auto _ : state) acquireManyMonitored();
+  state.counters["of_unmonitored"] = Ratio(acquireManyMonitored, acquireMany);
   over = true;
   reports.join();
 }
