@@ -11,6 +11,7 @@
 
 #include <linux/membarrier.h>
 #include <ServerDataManager/LockRecords.h>
+#include <ServerDataManager/svrdmitem.h>
 #include <ServerDataManager/ThreadSafety.h>
 #include <signal.h>
 #include <sys/syscall.h>
@@ -42,6 +43,8 @@ constexpr auto kEver = std::chrono::hours(24 * 365 * 100);
 // Limits how often reports can pause the other threads. Without a limit, a thread that waits to
 // write its table can miss the moments between the pauses, and wait through thousands of reports.
 constexpr auto kTimeBetweenReports = std::chrono::milliseconds(1);
+
+constexpr auto kTimeBetweenTicks = std::chrono::milliseconds(10);
 
 // Reads the coarse clock, which takes about 7 ns, a fifth of the time of the steady clock.
 Clock::time_point Now() {
@@ -76,6 +79,37 @@ struct Record {
   Label label{};
 };
 
+// The locks that a thread holds, the newest last.
+class Holds {
+ public:
+  Record* begin() { return records_.data(); }
+  Record* end() { return records_.data() + count_; }
+  const Record* begin() const { return records_.data(); }
+  const Record* end() const { return records_.data() + count_; }
+  std::size_t Count() const { return count_; }
+
+  bool HasRoom() const { return count_ < records_.size(); }
+  // May throw std::bad_alloc.
+  void MakeRoom() { records_.resize(2 * count_ + 16); }
+  // Returns an unused record, whose fields have any values. Requires room.
+  Record& Add() { return records_[count_++]; }
+
+  void Remove(Record& hold) {
+    std::move(&hold + 1, end(), &hold);
+    --count_;
+  }
+  void RemoveNewest() { --count_; }
+  void RemoveLock(const void* address) {
+    const auto isOfLock = [=](const Record& hold) { return hold.lock.address == address; };
+    count_ = static_cast<std::size_t>(std::remove_if(begin(), end(), isOfLock) - begin());
+  }
+  void Clear() { count_ = 0; }
+
+ private:
+  std::vector<Record> records_;  // the first count_ records are in use
+  std::size_t count_ = 0;
+};
+
 bool IsOf(const Record& record, LockReport::Kind kind, const void* address) {
   return record.lock.kind == kind && record.lock.address == address;
 }
@@ -94,8 +128,8 @@ struct Monitor {
   unsigned int lastNumber SDM_GUARDED_BY(pauseMutex) = 0;
   std::shared_ptr<const LockMonitor::Handler> handler SDM_GUARDED_BY(pauseMutex);
   Clock::duration longWait SDM_GUARDED_BY(pauseMutex) = kEver;
-  std::condition_variable longWaitChanged;
-  bool isWatched SDM_GUARDED_BY(pauseMutex) = false;  // whether the thread of WatchWaits runs
+  bool isWatched SDM_GUARDED_BY(pauseMutex) = false;  // whether the thread of Watch runs
+  std::condition_variable watchMustWake;
 
   std::atomic<bool> complete{true};
 
@@ -113,11 +147,13 @@ Monitor& TheMonitor();
 // another thread may reuse the table.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
+  // The tick of the newest record made by RecordHold.
+  std::atomic<Clock::time_point> lastTick{};
   // False once the thread has ended.
   bool hasThread SDM_GUARDED_BY(TheMonitor().pauseMutex) = true;
   // The table's thread may access the fields below while `busy` is set (Edit). Any thread may
   // access them while it pauses the tables (Pause). Thread-safety annotations cannot express this.
-  std::vector<Record> holds;
+  Holds holds;
   Record wait{};
   bool isWaiting = false;
   bool waitIsTimed = false;         // whether the wait has a time limit
@@ -144,37 +180,66 @@ SDM_STATIC_TLS bool threadEnds = false;
 SDM_STATIC_TLS Label ownLabel{};  // set by NameThread, also before the thread has a table
 
 // Flags in `gate`: the tables are paused (kPaused); a writing thread must run a memory barrier
-// (kFences). A thread checks both flags before each write to its table; if neither is set, the
-// thread writes immediately.
-constexpr unsigned int kPaused = 1, kFences = 2;
-constinit std::atomic<unsigned int> gate{kFences};
+// (kFences); `tick` is out of date (kTickIsOld). A thread checks the flags before each write to its
+// table; if no flag is set, the thread writes immediately.
+constexpr unsigned int kPaused = 1, kFences = 2, kTickIsOld = 4;
+constinit std::atomic<unsigned int> gate{kFences | kTickIsOld};
 
-// Permits the calling thread to write to its own table, for a scope.
-class Edit {
+// The time of the last tick. The thread of Watch ticks every 10 ms as long as other threads use the
+// ticks, because loading `tick` takes much less time than reading a clock.
+constinit std::atomic<Clock::time_point> tick{};
+
+void RestartTicks() {
+  const MutexLock lock(TheMonitor().pauseMutex);
+  tick.store(Now(), std::memory_order_relaxed);
+  gate.fetch_and(~kTickIsOld, std::memory_order_release);
+  TheMonitor().watchMustWake.notify_one();
+}
+
+// Permits the calling thread to write to its own table, for a scope, if the thread need not wait.
+class TryEdit {
  public:
-  explicit Edit(ThreadLocks& table) : table_(table) {
-    if (!MayWrite()) WaitToWrite();
-  }
-  Edit(const Edit&) = delete;
-  Edit& operator=(const Edit&) = delete;
-  ~Edit() { table_.busy.store(false, std::memory_order_release); }
+  explicit TryEdit(ThreadLocks& table) : table_(table), mayWrite_(Begin()) {}
+  TryEdit(const TryEdit&) = delete;
+  TryEdit& operator=(const TryEdit&) = delete;
+  ~TryEdit() { table_.busy.store(false, std::memory_order_release); }
 
- private:
-  // Marks the table busy. Returns false if a pause is in progress, or if a pausing thread might
-  // miss the mark (kFences).
-  bool MayWrite() {
+  explicit operator bool() const { return mayWrite_; }
+
+ protected:
+  // Marks the table busy. Returns false if a flag is set.
+  bool Begin() {
     table_.busy.store(true, std::memory_order_relaxed);
     std::atomic_signal_fence(std::memory_order_seq_cst);
     return gate.load(std::memory_order_acquire) == 0;
   }
 
+  ThreadLocks& table_;
+
+ private:
+  const bool mayWrite_;
+};
+
+// Permits the calling thread to write to its own table, for a scope.
+class Edit : TryEdit {
+ public:
+  explicit Edit(ThreadLocks& table) : TryEdit(table) {
+    if (!*this) WaitToWrite();
+  }
+
+ private:
   [[gnu::noinline]] void WaitToWrite() {
     do {
       std::atomic_thread_fence(std::memory_order_seq_cst);
-      if ((gate.load(std::memory_order_acquire) & kPaused) == 0) return;
+      const unsigned int flags = gate.load(std::memory_order_acquire);
+      if ((flags & ~kFences) == 0) return;
       table_.busy.store(false, std::memory_order_release);
-      WaitOutPause();
-    } while (!MayWrite());
+      if ((flags & kPaused) != 0) {
+        WaitOutPause();
+      } else {
+        RestartTicks();
+      }
+    } while (!Begin());
   }
 
   // Spins at first, because a pause takes about a microsecond unless the pausing thread is
@@ -185,8 +250,6 @@ class Edit {
     }
     const MutexLock pauseIsOver(TheMonitor().pauseMutex);
   }
-
-  ThreadLocks& table_;
 };
 
 // For a scope, blocks every thread that begins to write to its table. The pausing thread may read
@@ -226,11 +289,11 @@ ThreadLocks* NewTable() {
   auto& threads = TheMonitor().threads;
   const auto unused = std::find_if(threads.begin(), threads.end(),
                                    [](const auto& table) SDM_REQUIRES(TheMonitor().pauseMutex) {
-                                     return !table->hasThread && table->holds.empty();
+                                     return !table->hasThread && table->holds.Count() == 0;
                                    });
   ThreadLocks& table =
       unused != threads.end() ? **unused : *threads.emplace_back(std::make_unique<ThreadLocks>());
-  table.holds.reserve(16);  // so that recording a lock rarely allocates
+  if (!table.holds.HasRoom()) table.holds.MakeRoom();
   table.hasThread = true;
   table.name = {++TheMonitor().lastNumber, ownLabel};
   return &table;
@@ -254,27 +317,25 @@ inline ThreadLocks* OwnTable() noexcept {
   return ownTable != nullptr ? ownTable : MakeOwnTable();
 }
 
-[[gnu::noinline]] bool MakeRoomForHolds(ThreadLocks& table) noexcept {
+// Adds a hold, whose fields the caller sets. Returns null if memory runs out.
+Record* NewHold(ThreadLocks& table) noexcept {
   try {
-    table.holds.reserve(2 * table.holds.size() + 16);
-    return true;
+    if (!table.holds.HasRoom()) table.holds.MakeRoom();
+    return &table.holds.Add();
   } catch (...) {
     TheMonitor().complete = false;
-    return false;
+    return nullptr;
   }
 }
 
-// Appends an empty record, which the caller fills in. Returns null if memory runs out.
-inline Record* NewHold(ThreadLocks& table) noexcept {
-  if (table.holds.size() == table.holds.capacity() && !MakeRoomForHolds(table)) return nullptr;
-  return &table.holds.emplace_back();
+bool IsHoldOf(const Record& hold, LockReport::Kind kind, const void* address, const void* handle) {
+  return IsOf(hold, kind, address) && hold.handle == handle;
 }
 
-inline Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* address,
-                        const void* handle) {
-  for (Record* hold = table.holds.data() + table.holds.size(); hold != table.holds.data();) {
-    --hold;
-    if (IsOf(*hold, kind, address) && hold->handle == handle) return hold;
+Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* address,
+                 const void* handle) {
+  for (Record* hold = table.holds.end(); hold != table.holds.begin();) {
+    if (IsHoldOf(*--hold, kind, address, handle)) return hold;
   }
   return nullptr;
 }
@@ -503,31 +564,63 @@ std::atomic<unsigned int>& ClaimsOn(const LockRequest& lock) {
 // ---------------------------------------------------------------------------------------------
 // Records
 
-// Fills the record field by field, because building a record on the stack and copying it takes
-// twice as long.
-void RecordHold(LockReport::Kind kind, LockReport::Mode mode, LocallyUniqueID dataset,
-                const void* address, const ServerDataManager* registry, LockHolder who) noexcept {
+namespace {
+
+// Sets the fields one by one: building a record on the stack and copying it takes twice as long.
+inline void SetHold(ThreadLocks& table, Record& hold, const SvrDMItem& item, LockReport::Mode mode,
+                    const void* handle) {
+  const Clock::time_point now = tick.load(std::memory_order_relaxed);
+  table.lastTick.store(now, std::memory_order_relaxed);
+  hold.lock.kind = LockReport::Kind::Data;
+  hold.lock.mode = mode;
+  hold.lock.dataset = item.ID();
+  hold.lock.address = &item;
+  hold.lock.registry = item.Manager();
+  hold.handle = handle;
+  hold.since = now;
+  hold.label[0] = 0;
+}
+
+[[gnu::noinline]] void RecordAnyHold(const SvrDMItem& item, LockReport::Mode mode,
+                                     LockHolder who) noexcept {
   ThreadLocks* const table = OwnTable();
   if (table == nullptr) return;
-  const Clock::time_point now = Now();
   const Edit edit(*table);
   Record* const hold = NewHold(*table);
   if (hold == nullptr) return;
-  hold->lock.kind = kind;
-  hold->lock.mode = mode;
-  hold->lock.dataset = dataset;
-  hold->lock.address = address;
-  hold->lock.registry = registry;
-  hold->handle = who.handle;
-  hold->since = now;
-  if (who.label != nullptr) hold->label = LabelOf(who.label);
+  SetHold(*table, *hold, item, mode, who.handle);
+  hold->label = LabelOf(who.label);
+}
+
+[[gnu::noinline]] void RemoveAnyHold(LockReport::Kind kind, const void* address,
+                                     const void* handle) noexcept {
+  ChangeHold(kind, address, handle,
+             [](ThreadLocks& table, Record& hold) { table.holds.Remove(hold); });
+}
+
+}  // namespace
+
+// RecordHold and RemoveHold do the common case themselves, without calling another function, and
+// leave all other cases to RecordAnyHold and RemoveAnyHold.
+void RecordHold(const SvrDMItem& item, LockReport::Mode mode, LockHolder who) noexcept {
+  if (ThreadLocks* const table = ownTable; table != nullptr && who.label == nullptr) {
+    const TryEdit edit(*table);
+    if (edit && table->holds.HasRoom()) {
+      return SetHold(*table, table->holds.Add(), item, mode, who.handle);
+    }
+  }
+  RecordAnyHold(item, mode, who);
 }
 
 void RemoveHold(LockReport::Kind kind, const void* address, const void* handle) noexcept {
-  ChangeHold(kind, address, handle, [](ThreadLocks& table, Record& hold) {
-    if (&hold == &table.holds.back()) return table.holds.pop_back();
-    table.holds.erase(table.holds.begin() + (&hold - table.holds.data()));
-  });
+  if (ThreadLocks* const table = ownTable; table != nullptr) {
+    const TryEdit edit(*table);
+    if (edit && table->holds.Count() > 0 &&
+        IsHoldOf(*(table->holds.end() - 1), kind, address, handle)) {
+      return table->holds.RemoveNewest();
+    }
+  }
+  RemoveAnyHold(kind, address, handle);
 }
 
 void ClearHandle(LockReport::Kind kind, const void* address, const void* handle) noexcept {
@@ -537,7 +630,7 @@ void ClearHandle(LockReport::Kind kind, const void* address, const void* handle)
 void RemoveLock(const void* address) noexcept {
   const Pause pause;
   for (const auto& table : TheMonitor().threads) {
-    std::erase_if(table->holds, [&](const Record& hold) { return hold.lock.address == address; });
+    table->holds.RemoveLock(address);
   }
 }
 
@@ -638,27 +731,47 @@ Clock::time_point ReportLongWaits(Clock::duration bound) noexcept {
 
 namespace {
 
-// Reports each long wait when it becomes too long. Runs on a thread of its own until the process
-// ends.
-[[noreturn]] void WatchWaits() {
+// Updates `tick`; if no thread has used the last tick, sets kTickIsOld, which ends the ticks until
+// a thread needs one (RestartTicks).
+void Tick() SDM_REQUIRES(TheMonitor().pauseMutex) {
+  const Clock::time_point last = tick.load(std::memory_order_relaxed);
+  const bool isUsed = std::ranges::any_of(TheMonitor().threads, [&](const auto& table) {
+    return table->lastTick.load(std::memory_order_relaxed) == last;
+  });
+  if (!isUsed) gate.fetch_or(kTickIsOld);
+  tick.store(Now(), std::memory_order_relaxed);
+}
+
+bool TickIsOld() {
+  return (gate.load(std::memory_order_relaxed) & kTickIsOld) != 0;
+}
+
+// Ticks, and reports each long wait when it becomes too long. Runs on a thread of its own until the
+// process ends. Sleeps until there is something to do.
+[[noreturn]] void Watch() {
   sigset_t all;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, nullptr);  // signals go to the threads of the application
   pthread_setname_np(pthread_self(), "sdm-locks");
-  Monitor& monitor = TheMonitor();
   Clock::duration bound = kEver;
-  Clock::time_point next = Clock::now() + bound;
+  Clock::time_point nextSearch = Clock::now() + bound;
   for (;;) {
     {
-      MutexLock lock(monitor.pauseMutex);
-      monitor.longWaitChanged.wait_until(
-          lock.ForWaiting(), next,
-          [&]() SDM_REQUIRES(monitor.pauseMutex) { return monitor.longWait != bound; });
-      bound = monitor.longWait;
+      MutexLock lock(TheMonitor().pauseMutex);
+      if (!TickIsOld()) Tick();
+      const bool ticks = !TickIsOld();
+      const auto nextTick = ticks ? Clock::now() + kTimeBetweenTicks : Clock::time_point::max();
+      TheMonitor().watchMustWake.wait_until(lock.ForWaiting(), std::min(nextSearch, nextTick),
+                                            [&]() SDM_REQUIRES(TheMonitor().pauseMutex) {
+                                              return TheMonitor().longWait != bound ||
+                                                     (!ticks && !TickIsOld());
+                                            });
+      if (TheMonitor().longWait == bound && Clock::now() < nextSearch) continue;
+      bound = TheMonitor().longWait;
     }
-    next = LocksAreMonitored() ? ReportLongWaits(bound) : Clock::now() + bound;
+    const auto next = LocksAreMonitored() ? ReportLongWaits(bound) : Clock::now() + bound;
     // Not before the coarse clock, which may be late by a few milliseconds, has reached the time.
-    next = std::max(next, Clock::now()) + std::chrono::milliseconds(5);
+    nextSearch = std::max(next, Clock::now()) + std::chrono::milliseconds(5);
   }
 }
 
@@ -674,12 +787,16 @@ using namespace sdm_internal;
 void LockMonitor::Start() {
   const Pause pause;
   if (IsOn()) return;
+  if (!TheMonitor().isWatched) {
+    std::thread(Watch).detach();
+    TheMonitor().isWatched = true;
+  }
   const bool hasBarrier =
       syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
   if (hasBarrier) gate.fetch_and(~kFences);
   TheMonitor().complete = true;
   // Locks recorded before the monitor was switched off may have been released since.
-  for (const auto& table : TheMonitor().threads) table->holds.clear();
+  for (const auto& table : TheMonitor().threads) table->holds.Clear();
   lockMonitorIsOn.store(true, std::memory_order_relaxed);
 }
 
@@ -696,13 +813,9 @@ void LockMonitor::SetHandler(Handler handler, std::chrono::milliseconds longWait
   auto shared = std::make_shared<const Handler>(std::move(handler));
   Monitor& monitor = TheMonitor();
   const MutexLock lock(monitor.pauseMutex);
-  if (hasBound && !monitor.isWatched) {
-    std::thread(WatchWaits).detach();
-    monitor.isWatched = true;
-  }
   monitor.handler.swap(shared);
   monitor.longWait = hasBound ? longWait : kEver;
-  monitor.longWaitChanged.notify_one();
+  monitor.watchMustWake.notify_one();
 }
 
 void LockMonitor::NameThread(const char* label) {

@@ -1,6 +1,6 @@
 // The calls by which items and registries report to the lock monitor. Internal: see LockMonitor.h.
 //
-//   RecordHold(lock, who);            // after acquiring without waiting
+//   RecordHold(item, mode, who);         // after acquiring without waiting
 //   RemoveHold(kind, address, handle);   // before releasing
 //
 //   WaitRecord wait(lock, who);       // looks for a deadlock
@@ -21,6 +21,7 @@
 #include <utility>
 
 class ServerDataManager;
+class SvrDMItem;
 
 namespace sdm_internal {
 
@@ -44,12 +45,8 @@ struct LockHolder {
   const char* label = nullptr;
 };
 
-// Records that the calling thread has acquired the lock.
-void RecordHold(LockReport::Kind kind, LockReport::Mode mode, LocallyUniqueID dataset,
-                const void* address, const ServerDataManager* registry, LockHolder who) noexcept;
-inline void RecordHold(const LockRequest& lock, LockHolder who) noexcept {
-  RecordHold(lock.kind, lock.mode, lock.dataset, lock.address, lock.registry, who);
-}
+// Records that the calling thread has acquired the reader/writer lock of `item`.
+void RecordHold(const SvrDMItem& item, LockReport::Mode mode, LockHolder who) noexcept;
 
 // Removes the record of the lock that `handle` acquired; any thread may have acquired it. Call
 // RemoveHold before releasing the lock. With a null `handle`, removes the newest record of this

@@ -35,7 +35,7 @@ SvrDMInputDataSource::SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly, con
 SvrDMInputDataSource::SvrDMInputDataSource(Acquired, SvrDMItemPtr& item, const char* label)
     : SvrDMDataset(item) {
   if (LocksAreMonitored()) {
-    RecordHold(Item().DataLock(/*forWriting=*/false), LockHolder{this, label});
+    RecordHold(Item(), LockReport::Mode::Read, LockHolder{this, label});
   }
   Item().AddReader();
 }

@@ -46,7 +46,7 @@ SvrDMWriteableDataSource::SvrDMWriteableDataSource(Acquired, SvrDMItemPtr& item,
                                                    const char* label)
     : SvrDMInputDataSource("", item), originator_(originator) {
   if (LocksAreMonitored()) {
-    RecordHold(Item().DataLock(/*forWriting=*/true), LockHolder{this, label});
+    RecordHold(Item(), LockReport::Mode::Write, LockHolder{this, label});
   }
 }
 

@@ -228,7 +228,7 @@ bool SvrDMItem::AcquireReadLock(bool tryOnly, LockHolder who) {
 
 void SvrDMItem::AcquireMonitoredReadLock(LockHolder who) {
   if (lock_.tryReadLock()) {
-    RecordHold(DataLock(/*forWriting=*/false), who);
+    RecordHold(*this, LockReport::Mode::Read, who);
   } else {
     WaitRecord wait(DataLock(/*forWriting=*/false), who);
     lock_.readLock();
@@ -242,7 +242,7 @@ bool SvrDMItem::AcquireWriteLock(bool tryOnly, LockHolder who) {
     return true;
   }
   if (lock_.tryWriteLock()) {
-    if (LocksAreMonitored()) RecordHold(DataLock(/*forWriting=*/true), who);
+    if (LocksAreMonitored()) RecordHold(*this, LockReport::Mode::Write, who);
     return true;
   }
   if (!tryOnly) {

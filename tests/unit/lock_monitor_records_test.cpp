@@ -120,12 +120,10 @@ int OmittedIncidents(std::atomic<int>& incidents, ServerDataManager& registry, c
 
 TEST_F(LockRecords, ADeadlockOmittedForLackOfMemoryMakesReportsIncomplete) {
   const auto wait = [&](long count, Shortage shortage) {
-    RecordHold(first_, LockHolder());
-    {
-      const MemoryFor some(count, shortage);
-      const WaitRecord waits(first_, LockHolder());
-    }
-    sdm_internal::RemoveHold(first_.kind, first_.address, nullptr);
+    ScopeRecord held(first_);
+    held.Acquired();
+    const MemoryFor some(count, shortage);
+    const WaitRecord waits(first_, LockHolder());
   };
   EXPECT_GT(OmittedIncidents(incidents_, registry_, wait), 0);
 }
