@@ -13,7 +13,7 @@ class MeetingPoint {
  public:
   explicit MeetingPoint(int threads) : threads_(threads) {}
 
-  // Returns when all threads have called Meet as often as this thread.
+  // Returns when all threads have called Meet at least as often as this thread.
   void Meet() {
     constexpr int kSpins = 2000;  // before yielding the processor to another thread
     const int arrived = ++arrived_;

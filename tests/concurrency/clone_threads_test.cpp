@@ -124,7 +124,7 @@ TEST_F(ClonesOnThreads, ReadersOfOneDatasetMakeIteratorsConcurrently) {
     start.Meet();
     for (int round = 0; round < 300; ++round) {
       const std::unique_ptr<ObsIterator> rows(reader->MakeIterator(row.data()));
-      // Another thread may be making an iterator, so the parent link may be set.
+      // The parent link is `source` while another thread makes an iterator, and null otherwise.
       const ORVX_DataSource* const shown = reader->GetParentSource();
       if (shown != nullptr && shown != source) ++wrong[static_cast<std::size_t>(number)];
       if (!rows->Next()) ++wrong[static_cast<std::size_t>(number)];
@@ -284,11 +284,12 @@ TEST(CloneWhoseSourceWaits, DoesNotBlockIteratorsOfAnotherDataset) {
     const SvrDMInputDataSource reader(registry, waiting, /*tryOnly=*/false);
     MakeIteratorOf(**reader);
   });
-  ASSERT_TRUE(maker.Waits());  // for the lock that `writer` holds
+  ASSERT_TRUE(maker.Waits());  // `writer` holds the lock that `maker` needs
 
   WatchedThread owner([&] { MakeIteratorOf(***writer); });
 
-  // If the thread that uses the writer waited for `maker`, both threads would wait forever.
+  // If `owner` waited for `maker`, both would wait forever, because `maker` waits until the writer
+  // is released.
   EXPECT_FALSE(owner.Waits());
   writer.reset();
 }
@@ -365,7 +366,7 @@ TEST(CloneWhoseSourceWaits, HidesItsParentLinkFromParentOfUntilTheLastIteratorIs
     gates[call].wait();
     if (call == 0) throw std::runtime_error("no rows today");
   }));
-  clone.ShowParents(true);  // MakeIterator reverts this
+  clone.ShowParents(true);  // sets the parent link; the last MakeIterator to end clears it
   WatchedThread first([&] { EXPECT_THROW(MakeIteratorOf(clone), std::runtime_error); });
   ASSERT_TRUE(first.Waits());
   WatchedThread second([&] { MakeIteratorOf(clone); });

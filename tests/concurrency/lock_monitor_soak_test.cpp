@@ -1,7 +1,7 @@
 // Many threads use datasets at random: reads, writes, tries with a time limit, handles released on
 // another thread, observers that register and unregister, and replaced datasets. The lock monitor
-// is on, and one more thread makes lock reports. LOCK_STRESS_SECONDS sets the duration,
-// LOCK_STRESS_SEED the random choices.
+// is on, and one more thread makes lock reports. The environment variable LOCK_STRESS_SECONDS sets
+// the duration, and LOCK_STRESS_SEED sets the seed of the random choices.
 
 #include <ServerDataManager/LockMonitor.h>
 #include <ServerDataManager/serverdatamgr.h>
@@ -42,8 +42,9 @@ unsigned FromEnvironment(const char* name, unsigned otherwise) {
   return value == nullptr ? otherwise : static_cast<unsigned>(std::stoul(value));
 }
 
-// Whether the incident is a real deadlock. The monitor also reports a thread that waits for its own
-// handle to release a lock, even if another thread will destroy this handle.
+// Whether the incident is a real deadlock. The monitor also reports a deadlock if a thread waits
+// for its own handle to release a lock; but another thread may destroy this handle and so end the
+// wait.
 bool IsDeadlock(const LockIncident& incident) {
   return incident.kind == LockIncident::Kind::Deadlock &&
          std::none_of(incident.steps.begin(), incident.steps.end(),

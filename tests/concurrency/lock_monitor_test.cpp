@@ -315,7 +315,8 @@ TEST_F(LockMonitorTest, ReportsWaitsWithATimeLimit) {
   EXPECT_THAT(registry_.GetLockReport().holds, IsEmpty());
 }
 
-// Each thread holds one dataset and waits for the other dataset, one of them with a time limit.
+// Two threads each hold one dataset and wait for the other dataset. One of the two waits has a time
+// limit.
 TEST_F(LockMonitorTest, AWaitWithATimeLimitIsNoPartOfADeadlock) {
   Writer writer(std::in_place, firstItem_, false, nullptr);
   Reader reader;
@@ -445,7 +446,7 @@ TEST_F(LockMonitorTest, ReportsAWriterThatWaitsAndThenHolds) {
   });
   LockReport first;
   while (first.waits.empty()) first = registry_.GetLockReport();
-  LockReport later = first;  // replaced below by a report made after the wait began
+  LockReport later = first;  // replaced if it was made at the very start of the wait
   while (later.taken == first.waits[0].since) later = registry_.GetLockReport();
   reader.reset();
   waiting.Join();
@@ -528,7 +529,7 @@ TEST_F(LockMonitorTest, ReportsTheNotificationMutexAndItsWaiter) {
     report = registry_.GetLockReport();
   };
   firstItem_->Register(observer);
-  support::WriteNothing(registry_, first_);  // the first pass, so `observer` is called
+  support::WriteNothing(registry_, first_);  // the first pass reports every variable
   registers->Join();
   firstItem_->Unregister(observer);
   firstItem_->Unregister(late);
@@ -546,7 +547,7 @@ TEST_F(LockMonitorTest, ReportsTheRegistryLockAndItsWaiter) {
   std::optional<WatchedThread> asks;
   LockReport report;
   observer.onCreated = [&](LocallyUniqueID) {
-    static_cast<void>(registry_.GetDataSet(first_));  // recursive, so not in the report
+    static_cast<void>(registry_.GetDataSet(first_));  // a recursive lock is not reported
     asks.emplace([&] { static_cast<void>(registry_.GetDataSet(first_)); });
     EXPECT_TRUE(asks->Waits());
     report = registry_.GetLockReport();
@@ -676,7 +677,8 @@ TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   }
   EXPECT_EQ(incidents[0].steps.front().wait.thread.label, "one");
   EXPECT_EQ(incidents[0].steps.back().blocker.thread.label, "one");
-  // The second thread waits for the first, and for itself.
+  // The other two deadlocks begin and end with the second thread: it waits for itself, and for the
+  // first thread, which waits for it.
   for (const std::size_t i : {1U, 2U}) {
     EXPECT_EQ(incidents[i].steps.front().wait.thread.label, "two");
     EXPECT_EQ(incidents[i].steps.back().blocker.thread.label, "two");
@@ -990,7 +992,8 @@ TEST_F(LockMonitorTest, ReportsALongWaitOnceWithoutAnyOtherEvent) {
   Writer writer(std::in_place, firstItem_, false, nullptr, "import");
   WatchedThread waiting([&] { const SvrDMInputDataSource reader(firstItem_, false); });
   static_cast<void>(WaitForIncidents(1));
-  // A second wait becomes long, so the thread of the library has looked at the first wait again.
+  // When the second wait is reported, the library's thread has checked the first wait again. It
+  // must not have reported the first wait twice.
   WatchedThread second([&] { const SvrDMInputDataSource reader(firstItem_, false); });
   const std::vector<LockIncident> incidents = WaitForIncidents(2);
   writer.reset();
@@ -1056,7 +1059,7 @@ class LongWaitTest : public LockMonitorTest, public testing::WithParamInterface<
     observer.reaction = [&](SvrDMWriteableDataSource const*) { use(); };
     registryObserver.onCreated = [&](LocallyUniqueID) {
       firstItem_->Register(observer);
-      support::WriteNothing(registry_, first_);  // the first pass, so `observer` is called
+      support::WriteNothing(registry_, first_);  // the first pass reports every variable
       firstItem_->Unregister(observer);
     };
     registry_.Register(registryObserver);

@@ -82,7 +82,8 @@ TEST(RegistryThreads, TwoThreadsAddFindAndDelete) {
   registry.Unregister(observer);
 }
 
-// A thread reads, then the registry deletes the dataset, then the thread releases its reader.
+// A thread creates a reader. Then the registry deletes the dataset, and then the thread releases
+// the reader.
 TEST(RegistryThreads, ADatasetWithAReaderOutlivesItsDeletion) {
   int deaths = 0;
   ServerDataManager registry;
@@ -216,8 +217,9 @@ class AskedHook : public ORVX_DataSourceFilterHook {
   std::function<void()> asked;
 };
 
-// The hook blocks each Add. At that point, Add has generated the identifier, or deleted the old
-// dataset with that identifier, but has not added the new dataset.
+// The hook blocks each Add before it adds the new dataset. At that point, Add has already generated
+// the identifier of the new dataset. If the caller gave an identifier, Add has instead deleted the
+// old dataset with this identifier.
 TEST(RegistryThreads, OtherThreadsWaitDuringAdd) {
   ServerDataManager registry;
   AskedHook hook;
@@ -309,7 +311,8 @@ TEST(RegistryThreads, AConcurrentPassAndNotifyCreateSendOneCreationNotice) {
   EXPECT_THAT(observer.Created(), ElementsAre(other, id));
 }
 
-// For the thread sanitizer: a pass that reports a file specification sets the dataset's file name.
+// For the thread sanitizer. A pass that reports a file specification also sets the file name of the
+// dataset.
 TEST(RegistryThreads, ANotificationPassSetsAFileNameWhileAnotherThreadComparesIt) {
   constexpr int kRounds = 200;
   ServerDataManager registry;
@@ -340,7 +343,8 @@ TEST(RegistryThreads, ANotificationPassSetsAFileNameWhileAnotherThreadComparesIt
   EXPECT_THAT(registry.GetDataSet(id)->FileName(), std::to_string(kRounds - 1) + "survey.tsv");
 }
 
-// For the thread sanitizer: setting and comparing handle names takes only the leaf lock.
+// For the thread sanitizer. Both threads access the handle name under the leaf lock, which guards
+// the names of all datasets.
 TEST(RegistryThreads, AHandleNameIsSetWhileAnotherThreadFindsDatasetsByHandleName) {
   constexpr int kRounds = 200;
   ServerDataManager registry;

@@ -97,8 +97,8 @@ TEST_F(TurnsAtTheLock, AReaderMayReadAgainWhileAWriterWaits) {
 }
 
 // While a writer sleeps waiting for the lock, a new reader requests the lock. The new reader must
-// wait for the writer. Because the lock may admit a new reader after 80 ms, a round counts only if
-// the first reader was released within 40 ms.
+// wait for the writer. Because the lock may admit the new reader after 80 ms, a round counts only
+// if the first reader was released within 40 ms of the new reader's request.
 TEST_F(TurnsAtTheLock, ANewReaderWaitsForAWaitingWriter) {
   std::string seen;
   for (int time = 0; seen.empty() && time < 20; ++time) {
@@ -153,9 +153,9 @@ bool ComesTrue(const std::function<bool()>& condition) {
   return condition();
 }
 
-// The readers x, z and w are created on three threads. Another thread destroys z, and the thread
-// that created z destroys w. While a writer sleeps waiting for the lock, the thread of x reads
-// again.
+// Threads X and Z create the readers x and z. A third thread destroys z, a fourth thread creates w,
+// and thread Z destroys w. While a writer sleeps waiting for the lock, thread X, which still holds
+// x, creates one more reader.
 TEST_F(TurnsAtTheLock, AReaderMayReadAgainAfterOtherThreadsReleasedReaders) {
   std::unique_ptr<SvrDMInputDataSource> x, z, w;
   std::latch xReads(1), zReads(1), mayDestroyW(1), mayReadAgain(1);
@@ -187,8 +187,8 @@ TEST_F(TurnsAtTheLock, AReaderMayReadAgainAfterOtherThreadsReleasedReaders) {
   EXPECT_FALSE(writing.Waits());
 }
 
-// The reader is passed to another thread, which reads again while a writer sleeps waiting for the
-// lock.
+// The reader is passed to another thread. While a writer sleeps waiting for the lock, this thread
+// creates a second reader.
 TEST_F(TurnsAtTheLock, AThreadThatTookOverAReaderMayReadAgain) {
   auto given = Reader();
   WatchedThread writing([&] { Writer(); });
@@ -264,7 +264,7 @@ TEST_F(TurnsAtTheLock, AHandleMayOutliveItsThread) {
 // --- How long a thread waits while two others use the lock ---
 
 // Two threads that keep the lock held. In each turn, a thread holds the lock for half a
-// millisecond, then until `isOtherThere` returns true, but at most half a millisecond longer.
+// millisecond, then until `isOtherThere` returns true or one more half millisecond has passed.
 // Both threads stop after 5 seconds, so that a starved third thread fails the test instead of
 // waiting forever.
 class TwoInTurns {
@@ -272,8 +272,9 @@ class TwoInTurns {
   // Creates a handle, calls the given function, and releases the handle.
   using Hold = std::function<void(const std::function<void()>&)>;
 
-  // `isOtherThere` decides whether the other thread has arrived. Each thread calls `isOtherThere`
-  // with its own number, 0 or 1, while it holds the lock.
+  // `isOtherThere` returns whether the other thread has reached the point at which this thread may
+  // end its turn. Each thread calls `isOtherThere` with its own number, 0 or 1, while it holds the
+  // lock.
   TwoInTurns(Hold hold, std::function<bool(const TwoInTurns&, int)> isOtherThere)
       : hold_(std::move(hold)), isOtherThere_(std::move(isOtherThere)) {
     for (int self : {0, 1}) threads_.emplace_back([this, self] { Run(self); });
@@ -311,7 +312,7 @@ class TwoInTurns {
   std::vector<std::thread> threads_;
 };
 
-// Makes a third thread repeatedly acquire the lock between two other threads.
+// Makes a third thread repeatedly acquire the lock while two other threads use it.
 class Third {
  public:
   // `take` creates a handle, calls the given function, and releases the handle.
@@ -358,9 +359,9 @@ class Third {
 // between these two steps at the same time, but only one writer.
 constexpr int kTurnsUnderWay = 2;
 
-// While no writer waits, each reader ends its turn only after the other reader has started a turn.
-// So at every moment, a reader holds the lock. While a writer waits, the other reader may be
-// blocked, so each reader ends its turn at the time limit of TwoInTurns.
+// While no writer waits, each reader ends its turn after the other reader has started a turn. So at
+// almost every moment, a reader holds the lock. While a writer waits, the other reader may be
+// blocked; then a reader ends its turn at the time limit of TwoInTurns.
 TEST_F(TurnsAtTheLock, AWriterIsAdmittedWithin100MillisecondsWhileReadersOverlapForever) {
   const TwoInTurns readers(
       [&](const auto& turn) {

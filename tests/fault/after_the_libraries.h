@@ -4,8 +4,8 @@
 #ifndef TESTS_FAULT_AFTERTHELIBRARIES_H_
 #define TESTS_FAULT_AFTERTHELIBRARIES_H_
 
-// Calls `call` after the static objects of the program and of the libraries under test are
-// destroyed.
+// Sets the function that is called at exit, after the static objects of the program and of the
+// libraries under test are destroyed. Replaces a function that was set earlier.
 void AfterTheLibraries(void (*call)());
 
 #endif  // TESTS_FAULT_AFTERTHELIBRARIES_H_

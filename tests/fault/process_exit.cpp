@@ -60,7 +60,7 @@ std::atomic<long> rounds{0};
 // Starts `count` threads that repeat `work` until the process exits. Returns after each thread has
 // run `work` once.
 void RepeatForEver(int count, const std::function<void()>& work) {
-  auto* const begun = new std::latch(count);  // never destroyed: a count_down may outlast wait
+  auto* const begun = new std::latch(count);  // never deleted: a count_down may end after wait
   for (int i = 0; i < count; ++i) {
     std::thread([=] {
       work();

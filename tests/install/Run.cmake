@@ -1,6 +1,7 @@
 cmake_minimum_required(VERSION 3.22)
 
-# run(COMMAND...): runs a step of a script test. If it fails, shows the output and stops the test.
+# run(COMMAND...): runs a step of a script test and sets RUN_OUTPUT to its output. If the step
+# fails, shows the output and stops the test.
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -13,8 +14,9 @@ function(run)
 endfunction()
 
 # run_with_vendor(VENDOR REPLACED PROGRAM LIBRARY...): configures the project to take the platform
-# library named REPLACED from the folder VENDOR. Then builds and runs PROGRAM. To save time, copies
-# each LIBRARY from BUILD_DIR to VENDOR and uses the copy, if BUILD_DIR has it as a shared library.
+# library named REPLACED from the folder VENDOR. Then builds and runs PROGRAM, and sets RUN_OUTPUT
+# to its output. To save time, a LIBRARY that BUILD_DIR has as a shared library is not built, but
+# copied to VENDOR.
 function(run_with_vendor vendor replaced program)
   set(roots "-DPLATFORM_${replaced}_ROOT=${vendor}")
   foreach(library IN LISTS ARGN)

@@ -1,6 +1,7 @@
-# Installs the build into a temporary prefix and moves the prefix. Then checks the documents. Then
-# compiles the headers, and a project that uses the package, with GCC and with Clang if they are
-# installed. Many warnings are switched on, and each warning is an error.
+# Installs the build into a temporary prefix and moves the prefix. Then checks the documents and the
+# libraries. Then compiles the headers, and a project that uses the package, with GCC and with Clang
+# if they are installed. Many warnings are switched on, and each warning is an error. At the end,
+# requests unknown versions and components, and runs the shell if it is installed.
 
 include("${CMAKE_CURRENT_LIST_DIR}/Run.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")

@@ -471,8 +471,8 @@ void SendSnapshotTo(Followed& followed, Fate fate, unsigned int place) {
   }
 }
 
-// After each write, sends one snapshot if the reader wants a snapshot, and sometimes if the reader
-// does not. If no frame of a pass arrives, the reader cannot know of the loss and is not checked.
+// After each write, sends a snapshot if the reader wants a snapshot, and sometimes even if not. If
+// no frame of a pass arrives, the reader cannot know of the loss and is not checked.
 TEST(MirrorProperty, ReaderThatReceivesAFrameIsCorrectOrWantsASnapshotDespiteLosses) {
   ForAll(kRuns, [] {
     const auto writes = *AnyWrites();

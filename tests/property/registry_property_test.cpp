@@ -89,7 +89,8 @@ class RegistryAndList {
     }
   }
 
-  // Checks that each search of the registry finds the same dataset as a linear search of the list.
+  // Checks that the registry finds the same datasets as linear searches of the list: the first
+  // dataset with each handle name, and with the identifier of the dataset that `last` selects.
   void CheckSearches(const Operation& last) {
     for (const std::string name : kNames) {
       RC_ASSERT(registry_.GetDataSet(name).get() == FirstIn(items_, [&](const SvrDMItemPtr& item) {

@@ -34,8 +34,8 @@ class MemoryFor {
 
 void EndShortage();
 
-// Counts as an allocation for MemoryFor, but allocates nothing. Returns whether the allocation
-// would have been allowed to succeed.
+// Counts as an allocation for MemoryFor, but allocates nothing. Returns false if this allocation
+// must fail.
 bool OneMoreIsLeft();
 
 // Makes every allocation of this thread fail during the lifetime of the object.

@@ -39,7 +39,7 @@ void ExpectEveryTruncationRefused(const std::string& bytes, Read read) {
 }
 
 // Calls `read` with copies of `bytes` in which one byte is changed; each byte is changed in three
-// ways. `read` must succeed or throw VStreamError.
+// ways. `read` must succeed, or throw VStreamError with an offset inside the bytes or at their end.
 template <class Read>
 void ExpectChangedBytesReadOrRefused(const std::string& bytes, Read read) {
   for (std::size_t place = 0; place < bytes.size(); ++place) {

@@ -83,7 +83,7 @@ std::ostream& operator<<(std::ostream& stream, const Said& said);
 // --- Expected messages ---
 
 // One expected message. Variables are compared by identifier, extensions by type. With
-// `definitionsToo`, variables are also compared by definition, and extensions by bytes.
+// `definitionsToo`, variables are also compared by definition, and extensions by version and bytes.
 struct Expected {
   Said said;
   bool definitionsToo = false;

@@ -37,8 +37,8 @@ struct Operation {
   std::string name;
   // Makes new, equal objects for each trial.
   std::function<Trial()> prepare;
-  // The states in which a failed call may leave the objects. If there are none, a failed call must
-  // not change the state.
+  // The states in which a failed call may leave the objects. If this list is empty, a failed call
+  // must not change the state.
   std::vector<std::string> statesAfterFailure = {};
   // Whether the call ends the process if all allocations fail. If true, only one allocation fails
   // in each trial.

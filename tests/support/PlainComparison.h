@@ -36,7 +36,7 @@ class PlainComparison {
   Uses uses;
   // If set, the next Update is a bulk replacement, and clears the flag.
   bool bulkVarMoves = false;
-  // Set when a variable changes its type; never cleared by this class.
+  // Set when Update reports a variable with a new type; never cleared by this class.
   bool resetClientData = false;
   // Whether the last Update reported anything.
   bool anyChange = false;

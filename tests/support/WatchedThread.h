@@ -19,8 +19,8 @@
 
 namespace support {
 
-// A job must not throw, and must wait for nothing but the lock under test. The functions that wait
-// for the end of a job abort the program after a minute.
+// A job must not throw. Waits() cannot tell what the job waits for, so the test must know it. The
+// functions that wait for the end of a job abort the program after a minute.
 //
 // Threads: used by the thread that created it.
 class WatchedThread {

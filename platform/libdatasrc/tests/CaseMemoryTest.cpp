@@ -1,4 +1,5 @@
-// The memory that editing cases takes: a shared column is copied once; no other column is copied.
+// The memory that editing and copying cases takes. A source, its copies and its iterators share
+// columns. Setting a value in a shared column copies this column once, and no other column.
 
 #include "Files.h"
 #include "Variables.h"
@@ -101,8 +102,9 @@ TEST(CaseMemory, AppendingCasesTakesMemoryInProportionToTheirNumber) {
   const std::size_t bytes = BytesOf([&] {
     for (std::size_t i = 0; i < kRows; ++i) source->AppendCase(values);
   });
-  // The values take about 12 * kColumnBytes. Growth by doubling allocates at most four times the
-  // final size; each call of AppendCase also allocates a list of pointers to the 11 columns.
+  // The values of the 11 columns take about 12 * kColumnBytes. A column grows by doubling, which
+  // allocates at most four times its final size in total. Each call of AppendCase also allocates a
+  // list of pointers to the columns.
   EXPECT_LT(bytes, 4 * 12 * kColumnBytes + kRows * 11 * sizeof(void*));
 }
 

@@ -59,7 +59,7 @@ TEST_F(CaseReaderOnAFile, DoesNotUseTheSourceAfterConstruction) {
   EXPECT_THAT(cases.Values(), ElementsAre(DataValue(1.5), DataValue(" two  words")));
 }
 
-// Returns 2,500 cases of a number and a string, 24 bytes each.
+// Returns 2,500 cases with a number and a string. A case takes 24 bytes: three cells.
 std::unique_ptr<MemoryDataSource> ManyCases() {
   auto source = std::make_unique<MemoryDataSource>();
   source->InsertMissingCases(0, 2500);

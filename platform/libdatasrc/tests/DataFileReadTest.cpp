@@ -1,5 +1,5 @@
-// Compares the reader of data files with simple readers on random texts, with blocks of many sizes.
-// Compiled with the internals of the library.
+// Compares the reader of data files with simple readers. All read the same random texts; the reader
+// of data files reads them in blocks of many sizes. Compiled with the internals of the library.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -113,7 +113,7 @@ std::string RandomField(Random& random) {
   return std::string(random.OneOf(kFields));
 }
 
-// Returns the text of a random file. In each column, most fields are equal.
+// Returns the text of a random file. In each column, most fields have the same text.
 std::string RandomText(Random& random) {
   const std::size_t columns = 1 + random.Below(4);
   const std::string lineEnd = random.Below(2) == 0 ? "\n" : "\r\n";
@@ -134,7 +134,8 @@ std::string RandomText(Random& random) {
   return random.Below(2) == 0 ? text : text + lineEnd;
 }
 
-// The values and types of a file as text, or its error.
+// Opens a file. Returns its number of rows, report, types and values as one text, or the error
+// text.
 std::string Read(const std::string& path, const BlockSettings& settings) {
   try {
     const DataFile file = ReadDataFile(path, ImportOptions(), {}, settings);
@@ -261,7 +262,8 @@ std::string Damaged(std::string text, Random& random) {
   return text;
 }
 
-// Returns the first error in a text, as the simple reader DelimitedText reports it; empty for none.
+// Returns the first error in a text, as the simple reader DelimitedText reports it. Returns
+// "" if the text has no error.
 std::string FirstError(const std::string& path, std::string_view text) {
   try {
     const bool hasMark = text.starts_with("\xEF\xBB\xBF");

@@ -527,8 +527,8 @@ TEST_F(DataSource, RowLayoutIsNullWithoutRowsToPassOn) {
   EXPECT_EQ(RowsOfAnother(&none).RowLayout(), nullptr);
 }
 
-// Returns the slot of a virtual function. In the Itanium C++ ABI, a pointer to a virtual member
-// function holds the byte offset in the virtual table, plus 1.
+// Returns the slot of a virtual function: its index in the virtual table. In the Itanium C++ ABI, a
+// pointer to a virtual member function holds the byte offset of the slot, plus 1.
 template <class Operation>
 std::size_t Slot(Operation operation) {
   struct Pointer {
@@ -551,7 +551,7 @@ TEST(DataSourceBinary, VirtualFunctionsKeepTheirSlots) {
   EXPECT_EQ(Slot(&ORVX_DataSourceFilterHook::FilterDataSource), 0U);
 }
 
-// Other binaries derive from the class, so its size must not change.
+// Classes in other binaries derive from ORVX_DataSource, so its size must not change.
 static_assert(sizeof(ORVX_DataSource) == 2 * sizeof(void*));
 static_assert(!std::is_copy_constructible_v<DataFreeDataSource>);
 static_assert(!std::is_copy_assignable_v<DataFreeDataSource>);

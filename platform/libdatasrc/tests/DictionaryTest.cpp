@@ -94,7 +94,8 @@ struct CheckedDictionary {
   }
 };
 
-// Returns a position with uniform distribution; by default, RapidCheck starts with small values.
+// Returns a position below `size`. All positions are equally likely; by default, RapidCheck would
+// prefer small positions in the first runs.
 int Position(int size) {
   return *rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0, size));
 }

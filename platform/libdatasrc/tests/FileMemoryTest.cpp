@@ -9,7 +9,8 @@
 
 namespace {
 
-// {"missingValues": ["v100000", "v100001", ...], "fields": [{"name": "c100000"<more>}, ...]}
+// Returns {"missingValues": ["v100000", "v100001", ...], "fields": [{"name": "c100000"MORE}, ...]},
+// where MORE stands for `more`.
 std::string Schema(int missingValues, int fields, const std::string& more = "") {
   std::string text = R"({"missingValues": [)";
   for (int i = 0; i < missingValues; ++i) {
@@ -54,7 +55,7 @@ TEST(FileMemory, TwiceTheFieldsWithCategoriesTakeTwiceTheMemory) {
             2.5 * static_cast<double>(BytesToOpen(1000, categories)));
 }
 
-// A linear search per cell would compare 160,000,000,000 texts.
+// A linear search for each cell would compare 160,000,000,000 pairs of texts and take minutes.
 TEST(FileMemory, LooksUpMissingValuesByHash) {
   constexpr int kMany = 400000;
   const Folder folder;
@@ -74,8 +75,9 @@ TEST(FileMemory, LooksUpMissingValuesByHash) {
   EXPECT_EQ(RowText(*source, area.data()), "[        ]");
 }
 
-// Opens the file five times and returns the most bytes that this thread allocated. Rarely, another
-// thread parses the text, and its allocations are not counted.
+// Opens the file five times, because sometimes another thread parses the text, and the allocations
+// of that thread are not counted. Returns the most bytes that this thread allocated for one
+// opening.
 std::size_t MostBytesToOpen(const std::string& path) {
   std::size_t most = 0;
   for (int i = 0; i < 5; ++i) most = std::max(most, BytesToOpen(path));

@@ -35,8 +35,8 @@ class FileTextTest : public testing::Test {
     return FileText(folder.Write("data.csv", bytes)).Encoding();
   }
 
-  // Returns the text before the error, `|` and the error text without the name of the folder; only
-  // the text if there is no error.
+  // Returns "TEXT|ERROR": the text before the error, and the error text without the path of the
+  // folder. Returns only the text if there is no error.
   std::string ErrorIn(const std::string& bytes, const std::string& encoding = {}) const {
     std::string before;
     try {
@@ -60,7 +60,8 @@ std::string Repeated(const std::string& text, int count) {
   return all;
 }
 
-// Adds zero bytes before and after each character of an ASCII text, which gives UTF-16 or UTF-32.
+// Adds `before` zero bytes before each character of an ASCII text, and `after` zero bytes after it.
+// The result is the text in UTF-16 or UTF-32.
 std::string Wide(const std::string& text, std::size_t before, std::size_t after) {
   std::string wide;
   for (const char c : text) wide += std::string(before, '\0') + c + std::string(after, '\0');
@@ -110,7 +111,7 @@ TEST_F(FileTextTest, ConcatenatedZstandardFramesAreReadAsOneTextWithoutSkippable
   EXPECT_EQ(TextOf(skipped + Zstd("a,b\n") + skipped + Zstd("1,2\n")), "a,b\n1,2\n");
 }
 
-// At least 4 bytes remain, because the first 4 bytes identify the format.
+// Each cut leaves at least 4 bytes, because the first 4 bytes identify a Zstandard file.
 TEST_F(FileTextTest, ACompressedFileThatIsCutOffAnywhereIsReported) {
   const std::string text = "a,b\n1,2\n" + Noise(50);
   for (const std::string& whole : {Gzip(text), Zstd(text)}) {
@@ -220,8 +221,9 @@ TEST_F(FileTextTest, CompressedTextIsDecodedToo) {
             "a\n");
 }
 
-// U+1F600 has four bytes in UTF-16 and in UTF-8. After an odd number of characters of two bytes,
-// each chunk of the file, 64 KiB, ends in the middle of a U+1F600.
+// The file is read in chunks of 64 KiB. It has some characters of two bytes, then many U+1F600 of
+// four bytes. If the number of two-byte characters is odd, each chunk ends in the middle of a
+// U+1F600.
 TEST_F(FileTextTest, CharactersAcrossBlockBoundariesAreWhole) {
   const std::string smile("\x3D\xD8\x00\xDE", 4);
   for (const int before : {0, 1, 2, 3}) {

@@ -49,8 +49,8 @@ inline int Cells(const ORVX_Variable& variable) {
   return variable.GetType() > 0 ? (variable.GetType() + 7) / 8 : 1;
 }
 
-// Prints one variable of a row: a number as text, "." for a missing number, or a string in brackets
-// with the padding of its cells.
+// Prints the value of a variable: a number as text, "." for a missing number, or a string in
+// brackets with the padding of its cells.
 inline void PrintCell(const ORVX_Variable& variable, const OBS* cell, std::ostream& out) {
   if (variable.GetType() > 0) {
     out << '[' << std::string_view(cell->text, static_cast<std::size_t>(Cells(variable)) * 8)

@@ -9,13 +9,13 @@
 
 namespace {
 
-// One edit. Positions are taken modulo the current number of variables.
+// One edit. Apply maps both positions to valid positions.
 struct Edit {
   enum Kind { Delete, Move, Retype, Insert };
   Kind kind;
   int position;
   int to;    // the new position of a moved variable
-  int type;  // the new type
+  int type;  // the type of an inserted variable, or the new type of a retyped variable
 };
 
 void showValue(const Edit& edit, std::ostream& out) {

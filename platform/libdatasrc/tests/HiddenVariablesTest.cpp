@@ -60,7 +60,8 @@ TEST_F(HiddenVariablesTest, KeepsTheFilteredSourceOfADatasetThatWasAdded) {
   HiddenVariables hidden({"a"});
   const std::unique_ptr<ORVX_DataSource> view(hidden.FilterDataSource(&source_));
   hidden.EndAddition(/*isAdded=*/true);
-  // A second addition fails. No source was filtered for it, so no filtered source is deleted.
+  // Ends a second addition, which failed. The hook filtered no source for this addition, so it
+  // deletes no filtered source.
   hidden.EndAddition(/*isAdded=*/false);
   EXPECT_THAT(NamesOf(std::as_const(*view)), ElementsAre("b", "c"));
 }

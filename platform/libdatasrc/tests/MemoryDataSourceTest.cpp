@@ -314,7 +314,7 @@ TEST(MemoryDataSource, CopiesTheValuesThatASourceReadsFromThePassedOnRows) {
   PassedOn same(towns.get());
   EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(same)), Rows(*towns));
 
-  towns->DeleteVariables(1, 1);  // the values stay in memory, but not in the rows
+  towns->DeleteVariables(1, 1);  // removes the values from the rows, not from memory
   PassedOn other(towns.get());
   other.InsertVariable(1, people);
   EXPECT_EQ(Rows(*MemoryDataSource::CopyOf(other)).front(), "[Graz    ] .");
@@ -400,7 +400,7 @@ std::string ValuesText(const std::vector<DataValue>& values) {
   return text.str();
 }
 
-// A source and its model, which get the same edits. Positions are taken modulo the sizes.
+// A source and its model, which get the same edits. Apply maps each position to a valid position.
 class Both {
  public:
   MemoryDataSource source;

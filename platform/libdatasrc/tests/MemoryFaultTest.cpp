@@ -1,5 +1,6 @@
 // Makes each allocation of an operation of libdatasrc fail in turn. The operation must succeed, or
-// throw and change nothing.
+// throw and change nothing. A few operations that throw may leave a part of
+// their result.
 
 #include <gtest/gtest.h>
 #include <libdatasrc/CaseReader.h>
@@ -228,7 +229,8 @@ TEST(MemoryFault, WhileABlockGrowsLeavesTheDictionaryUnchanged) {
   }
 }
 
-// With 16 variables, a dictionary has no index of identifiers yet; with 224, its index is full.
+// With 16 variables, a dictionary has no index of identifiers; the edit creates the index. With 224
+// variables, the index is full; the edit makes the index larger.
 TEST(MemoryFault, WhileTheIndexGrowsLeavesTheDictionaryUnchanged) {
   for (const unsigned int count : {16U, 224U}) {
     ExpectSafeWithoutMemory({
@@ -265,8 +267,9 @@ struct Followed {
   DataFreeDataSource snapshot;
 };
 
-// The snapshot is matched, the source edited, and the snapshot matched again. The deletion changes
-// the first block of variables, the insertion splits the second, the label changes the last.
+// Matches the snapshot with the source, edits the source, then matches the snapshot again. The
+// deletion changes the first block of variables, the insertion splits the second block, and the new
+// label changes the last block.
 TEST(MemoryFault, WhileMatchingASnapshotLeavesItUnchanged) {
   ExpectSafeWithoutMemory({Changes(
       "MatchVariables",
@@ -543,7 +546,7 @@ TEST(MemoryFault, WhileSavingLeavesTheOldFiles) {
       [](const Folder& folder) { return TextOf(folder); })});
 }
 
-// The texts of the numbers are longer than the small-string buffer.
+// The texts of the numbers in the first row are longer than the small-string buffer.
 constexpr const char* kLongNumbers = "a,b\n1.0000000000000002e-100,1.0000000000000002e-101\n7,8\n";
 
 // Converts a row of two numbers to text. A failure may leave the first number converted.

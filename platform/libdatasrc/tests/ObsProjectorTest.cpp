@@ -150,8 +150,8 @@ TEST(ObsProjector, KeepsNoReferenceToTheDictionaries) {
   EXPECT_EQ(area[0].number, 2);
 }
 
-// Like Projected above, for a source with the dictionary `from` whose rows have the layout of a
-// dictionary `layout`.
+// Like Projected above, but the rows of the source have the layout of the dictionary `layout`. The
+// source's own dictionary is `from`.
 std::string Projected(const std::vector<Column>& layout, const std::vector<OBS>& row,
                       const std::vector<Column>& from, const std::vector<Column>& to) {
   const auto rows = Dictionary(layout);

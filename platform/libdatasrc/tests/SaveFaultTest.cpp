@@ -1,5 +1,5 @@
-// Kills a save at each of its system calls, and makes each call fail in turn. Afterwards, the file
-// must have the whole old or the whole new content.
+// Kills a save at each of its system calls in turn, and makes each of these calls fail in turn.
+// After each kill and each failure, the file must have the whole old or the whole new content.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -27,14 +27,15 @@
 namespace {
 
 constexpr int kKilled = 77;
-// During the first calls of a save, its new files have no names (O_TMPFILE): a kill deletes them.
+// The number of calls at the start of a save in which its new files have no names (O_TMPFILE). If
+// the process is killed in one of these calls, the system deletes the new files.
 constexpr long kCallsWithoutNames = 5;
 
 enum class Fault { None, Kill, Fail };
 Fault fault = Fault::None;
 long callsLeft = 0;  // until the fault
 
-// If not null, lists the calls that sync, link, rename or delete files.
+// If not null, each call that syncs, links, renames or deletes a file is appended to this list.
 std::vector<std::string>* record = nullptr;
 
 // Returns the file name without the folder and without the number of a new file: "data.csv.new" for
@@ -56,8 +57,8 @@ std::string PathOf(int file) {
   return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file)).string();
 }
 
-// Counts a call. At the chosen call, ends the process (Fault::Kill), or sets errno to EIO and
-// returns true: the call must fail.
+// Counts a call. If `callsLeft` is 0, ends the process (Fault::Kill), or sets errno to EIO and
+// returns true, so that the call fails (Fault::Fail).
 bool FailsNow() {
   if (fault == Fault::None || callsLeft-- != 0) return false;
   if (fault == Fault::Kill) _exit(kKilled);
@@ -331,7 +332,7 @@ void FailEachCall(const std::function<std::string(const std::string& path)>& pre
     if (!error.empty()) ++(isSaved ? saved : failed);
   }
   EXPECT_GE(failed, 15);
-  EXPECT_EQ(saved, 3);  // failures reported after the data file was renamed
+  EXPECT_EQ(saved, 3);  // calls that fail after the data file was renamed
 }
 
 TEST(SaveFault, AFailedCallLeavesTheOldContentOrTheErrorSaysThatTheNewIsSaved) {

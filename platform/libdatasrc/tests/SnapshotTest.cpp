@@ -126,7 +126,8 @@ TEST(Snapshot, EqualsASourceWithRepeatedIdentifiers) {
   }
 }
 
-// Most of these lists stay near 16 variables, the size at which a dictionary gets an index.
+// Most of these lists stay near 16 variables. A list that outgrows 16 variables gets an index of
+// its identifiers.
 TEST(Snapshot, EqualsASmallSourceAfterAnyEdits) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
     MatchAfterRandomEdits(seed, seed % 2 == 0 ? 300 : 20, 9);

@@ -1,5 +1,5 @@
-// The server: writes to a dataset and sends each pass to its standard output, as a length of eight
-// bytes and a frame.
+// The server: writes to a dataset and sends each pass to its standard output: eight bytes with the
+// length of the frame, then the frame.
 //
 //   send_changes | follow_changes
 

@@ -1,5 +1,5 @@
-// A vendor's reader/writer lock: with another layout than the bundled lock, and without
-// annotations.
+// A vendor's reader/writer lock. Unlike the bundled lock, it has no annotations for the compiler's
+// analysis of locks, and its layout differs.
 
 #ifndef LIBSFTHREAD_SFMUTEXRW_H_
 #define LIBSFTHREAD_SFMUTEXRW_H_
