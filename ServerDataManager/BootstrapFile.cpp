@@ -3,11 +3,13 @@
 #include <ServerDataManager/SvrBootstrapSpecs.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <iterator>
 #include <string_view>
 #include <system_error>
@@ -43,22 +45,43 @@ std::string ReadFile(const std::string& path) {
   }
   std::ifstream file(path, std::ios::binary);
   if (!file) Refuse(path, TextOfError(errno));
-  return {std::istreambuf_iterator<char>(file), {}};
+  try {
+    return {std::istreambuf_iterator<char>(file), {}};
+  } catch (const std::ios_base::failure& failure) {
+    Refuse(path, failure.code().message());
+  }
+}
+
+// Creates a file in `folder` and sets `path` to its path. Returns null and sets errno on failure.
+std::FILE* CreateFile(const std::filesystem::path& folder, std::filesystem::path& path) {
+  static std::atomic<unsigned int> next{0};
+  std::FILE* file = nullptr;
+  do {
+    path =
+        folder / ("bootstrap." + std::to_string(getpid()) + "-" + std::to_string(next++) + ".new");
+    file = std::fopen(path.c_str(), "wbx");
+  } while (file == nullptr && errno == EEXIST);
+  return file;
+}
+
+// Returns 0 or, on failure, errno. Closes the file.
+int WriteAndClose(std::FILE* file, std::string_view bytes) {
+  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  const int failure = isWritten ? 0 : errno;
+  const bool isClosed = std::fclose(file) == 0;
+  return isClosed || !isWritten ? failure : errno;
 }
 
 void WriteFile(const std::string& path, std::string_view bytes) {
   std::error_code error;
   const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
   if (error) Refuse(path, error.message());
-  const std::filesystem::path part =
-      target.parent_path() / ("bootstrap." + std::to_string(getpid()) + ".new");
-  std::FILE* const file = std::fopen(part.c_str(), "wbx");
+  std::filesystem::path part;
+  std::FILE* const file = CreateFile(target.parent_path(), part);
   if (file == nullptr) Refuse(path, TextOfError(errno));
-  const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   std::error_code ignored;
-  if (std::fclose(file) != 0 || !isWritten) {
-    error.assign(errno, std::generic_category());
-  } else {
+  error.assign(WriteAndClose(file, bytes), std::generic_category());
+  if (!error) {
     const std::filesystem::file_status present = std::filesystem::status(target, ignored);
     if (exists(present)) std::filesystem::permissions(part, present.permissions(), ignored);
     std::filesystem::rename(part, target, error);

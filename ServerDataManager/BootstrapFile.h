@@ -18,7 +18,7 @@ class SvrBootstrapSpecs;
 // Each function throws DataFileError with the path and the reason if it fails. Files must be
 // regular files of at most 16 MiB.
 //
-// Threads: any; saving to the same folder on two threads of a process at once fails on one of them.
+// Threads: any.
 namespace BootstrapFile {
 
 // Writes the bootstrap specification to a file, and returns the size of the file in bytes. Writes a

@@ -495,6 +495,16 @@ TEST_F(BootstrapFiles, AreRefusedAndChangeNothingIfInvalid) {
   }
 }
 
+TEST_F(BootstrapFiles, WithBytesAfterTheSpecificationChangeNothing) {
+  WriteFile("specs", FullSpecs(/*swapped=*/false) + "x");
+  EXPECT_EQ(Writing(From("specs") + "bootstrap survey display\n"),
+            "error: " + Path("specs") +
+                ": 1 byte after the bootstrap specification, which ends at offset 91\n"
+                "survey has no bootstrap specification\n" +
+                kReleased);
+  EXPECT_FALSE(WentWell());
+}
+
 TEST_F(BootstrapFiles, CheckFindsACompleteSpecification) {
   const std::string here = ", in this machine's byte order";
   const std::string there = ", in the other byte order";

@@ -43,6 +43,30 @@ inline std::string BytesOf(const SvrBootstrapSpecs& specs) {
   return bytes;
 }
 
+// Returns the bytes of `specs` as a machine of the other byte order writes them.
+inline std::string SwappedBytesOf(const SvrBootstrapSpecs& specs) {
+  std::string bytes = BytesOf(specs);
+  std::size_t at = 0;
+  const auto swap = [&](unsigned int size, std::size_t count) {
+    for (; count > 0; --count, at += size) DoSwapBytes(bytes.data() + at, size);
+  };
+  swap(2, 1);
+  swap(4, 2);
+  for (const auto* list :
+       {&specs.GetStrataVarList(), &specs.GetDependVarList(), &specs.GetInputVarList(),
+        &specs.GetPredictedVarList(), &specs.GetResidualVarList()}) {
+    swap(4, 1 + list->size());
+  }
+  swap(4, 1 + specs.SplitEnds().size() + 1);
+  for (std::size_t stat = specs.CaseStats().size(); stat > 0; --stat) {
+    swap(8, 1);
+    swap(4, 1);
+  }
+  swap(8, 1);
+  swap(4, 2);
+  return bytes;
+}
+
 inline SvrBootstrapSpecs ReadFrom(const std::string& bytes) {
   SvrBootstrapSpecs specs;
   SvrBootstrapSpecsSerializer::deserializeSpecs(bytes, specs);

@@ -35,6 +35,7 @@ using support::BytesOf;
 using support::CheckOf;
 using support::FullBootstrapSpecs;
 using support::ReadFrom;
+using support::SwappedBytesOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -194,30 +195,6 @@ TEST(BootstrapBytes, LittleEndianBytesAreDecoded) {
 
 TEST(BootstrapBytes, BigEndianBytesAreDecoded) {
   EXPECT_EQ(All(ReadFrom(kBigEndian)), All(FullBootstrapSpecs()));
-}
-
-// Returns the bytes of `specs` as a machine of the other byte order writes them.
-std::string SwappedBytesOf(const Specs& specs) {
-  std::string bytes = BytesOf(specs);
-  std::size_t at = 0;
-  const auto swap = [&](unsigned int size, std::size_t count) {
-    for (; count > 0; --count, at += size) DoSwapBytes(bytes.data() + at, size);
-  };
-  swap(2, 1);
-  swap(4, 2);
-  for (const auto* list :
-       {&specs.GetStrataVarList(), &specs.GetDependVarList(), &specs.GetInputVarList(),
-        &specs.GetPredictedVarList(), &specs.GetResidualVarList()}) {
-    swap(4, 1 + list->size());
-  }
-  swap(4, 1 + specs.SplitEnds().size() + 1);
-  for (std::size_t stat = specs.CaseStats().size(); stat > 0; --stat) {
-    swap(8, 1);
-    swap(4, 1);
-  }
-  swap(8, 1);
-  swap(4, 2);
-  return bytes;
 }
 
 // The decoder swaps the numbers of a list in groups of 128, and within a group 4 at a time.

@@ -16,16 +16,19 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
 
 using support::BytesOf;
 using support::FullBootstrapSpecs;
+using support::SwappedBytesOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
+using testing::UnorderedElementsAreArray;
 using Serializer = SvrBootstrapSpecsSerializer;
 
 constexpr std::uintmax_t kTooLong = 16777217;
@@ -143,7 +146,8 @@ TEST_F(BootstrapFileTest, LeavesTheOldFileIfWritingFails) {
 
 TEST_F(BootstrapFileTest, ReplacesOtherSpecificationsAndEmptyFiles) {
   const std::string other = BytesOf(FullBootstrapSpecs());
-  for (const std::string& content : {other, other + "x", std::string()}) {
+  const std::string swapped = SwappedBytesOf(FullBootstrapSpecs());
+  for (const std::string& content : {other, other + "x", swapped, swapped + "x", std::string()}) {
     Write("specs", content);
     Save("specs");
   }
@@ -181,12 +185,27 @@ TEST_F(BootstrapFileTest, AllowsAnyNameThatTheFileSystemAllows) {
   EXPECT_THROW(BootstrapFile::Load(withZero), DataFileError);
 }
 
-TEST_F(BootstrapFileTest, DoesNotOverwriteAnExistingTemporaryFile) {
-  const std::string part = "bootstrap." + std::to_string(getpid()) + ".new";
-  Write(part, "left");
-  EXPECT_EQ(SaveError(Path("specs")), "File exists");
-  EXPECT_EQ(Read(part), "left");
-  EXPECT_THAT(Files(), ElementsAre(part));
+// A killed process leaves its temporary file, and a later process may have the same number.
+TEST_F(BootstrapFileTest, KeepsTemporaryFilesOfOtherProcesses) {
+  std::vector<std::string> files = {"specs"};
+  for (int number = 0; number < 1000; ++number) {
+    files.push_back("bootstrap." + std::to_string(getpid()) + "-" + std::to_string(number) +
+                    ".new");
+    Write(files.back(), "left");
+  }
+  Save("specs");
+  EXPECT_THAT(Files(), UnorderedElementsAreArray(files));
+  EXPECT_EQ(Read(files.back()), "left");
+}
+
+TEST_F(BootstrapFileTest, CanBeSavedToOneFolderOnTwoThreads) {
+  const auto saveMany = [this](const std::string& name) {
+    for (int turn = 0; turn < 300; ++turn) Save(name);
+  };
+  std::thread other(saveMany, "other");
+  saveMany("specs");
+  other.join();
+  EXPECT_THAT(Files(), UnorderedElementsAre("specs", "other"));
 }
 
 TEST_F(BootstrapFileTest, RefusesFilesThatCannotBeRead) {
@@ -204,6 +223,7 @@ TEST_F(BootstrapFileTest, RefusesFilesThatCannotBeRead) {
     EXPECT_EQ(LoadError(path), reason);
     EXPECT_EQ(ErrorOf(path, [&] { BootstrapFile::Check(path); }), reason);
   }
+  EXPECT_EQ(LoadError("/proc/self/mem"), "Input/output error");
 }
 
 TEST_F(BootstrapFileTest, RefusesInvalidBytesWithTheirOffset) {
@@ -225,17 +245,19 @@ TEST_F(BootstrapFileTest, RefusesInvalidBytesWithTheirOffset) {
 }
 
 TEST_F(BootstrapFileTest, RefusesBytesAfterTheSpecification) {
-  const std::string whole = BytesOf(SvrBootstrapSpecs());
-  Write("specs", whole + "x");
-  EXPECT_EQ(LoadError(Path("specs")),
-            "1 byte after the bootstrap specification, which ends at offset 55");
-  Write("specs", whole + "more");
-  EXPECT_EQ(LoadError(Path("specs")),
-            "4 bytes after the bootstrap specification, which ends at offset 55");
-  const BootstrapFile::Checked checked = BootstrapFile::Check(Path("specs"));
-  EXPECT_EQ(checked.check.Problem(), "");
-  EXPECT_EQ(checked.check.size, 55U);
-  EXPECT_EQ(checked.fileSize, 59U);
+  for (const std::string& whole :
+       {BytesOf(SvrBootstrapSpecs()), SwappedBytesOf(SvrBootstrapSpecs())}) {
+    Write("specs", whole + "x");
+    EXPECT_EQ(LoadError(Path("specs")),
+              "1 byte after the bootstrap specification, which ends at offset 55");
+    Write("specs", whole + "more");
+    EXPECT_EQ(LoadError(Path("specs")),
+              "4 bytes after the bootstrap specification, which ends at offset 55");
+    const BootstrapFile::Checked checked = BootstrapFile::Check(Path("specs"));
+    EXPECT_EQ(checked.check.Problem(), "");
+    EXPECT_EQ(checked.check.size, 55U);
+    EXPECT_EQ(checked.fileSize, 59U);
+  }
 }
 
 }  // namespace
