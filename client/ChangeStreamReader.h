@@ -22,10 +22,10 @@
 // has the digest that the server computed from the data source itself. The reader starts with the
 // empty dictionary before pass 1, and has two states:
 //
-//   following   A pass is applied if it is the next pass and its messages give the dictionary
-//               the frame's digest. After a bad frame, a gap in the pass numbers, messages that
-//               cannot be applied, or a wrong digest, the dictionary is unchanged and the reader
-//               is wanting.
+//   following   A pass is applied if it is the next pass, and if the dictionary with its messages
+//               has the digest in the frame. After a bad frame, a gap in the pass numbers, messages
+//               that cannot be applied, or a wrong digest, the dictionary is unchanged and the
+//               reader is wanting.
 //   wanting     Passes are skipped until a snapshot arrives. A valid snapshot replaces the
 //               dictionary, and the reader continues with the pass after it.
 //

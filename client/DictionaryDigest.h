@@ -23,12 +23,12 @@ struct SDM_EXPORT DictionaryDigest {
   std::string AsText() const;
 };
 
-// The digest includes all variables, in order, weight, filter, split, label, row count, dirty flag,
-// trends information, multiple-response sets, variable sets, extension 0 and attributes. If all of
-// this is equal, the digests are equal; if not, the digests are equal with a probability of about
-// 2^-122 (VariableListHash.h). As in change messages, an absent label counts as an empty label, and
-// an absent extension counts as an empty extension. The order of sets matters, the order of
-// attributes does not.
+// The digest includes all variables and their order, weight, filter, split, label, row count, dirty
+// flag, trends information, multiple-response sets, variable sets, extension 0 and attributes. If
+// all of this is equal, the digests are equal; if not, the digests are equal with a probability of
+// about 2^-122 (VariableListHash.h). As in change messages, an absent label counts as an empty
+// label, and an absent extension counts as an empty extension. The order of sets matters, the order
+// of attributes does not.
 //
 // The digest does not include rows per imputation, the file specification, other extensions, the
 // parent and the cases, because messages carry them incompletely or not at all.

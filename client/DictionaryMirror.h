@@ -31,11 +31,11 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 // dataset and the case sequence of messages are not checked.
 //
 // After every pass, the mirror and the data source have equal values of the following: all
-// variables, in order, weight, filter, split, label, row count, dirty flag, trends information,
-// multiple-response sets, variable sets, extension 0 and attributes. A message that deletes or
-// moves a variable also drops it from weight, filter and split; where the data source still uses
-// the variable, a later message of the pass sets the weight, filter or split again. Messages carry
-// two properties incompletely:
+// variables and their order, weight, filter, split, label, row count, dirty flag, trends
+// information, multiple-response sets, variable sets, extension 0 and attributes. A message that
+// deletes or moves a variable also drops it from weight, filter and split; where the data source
+// still uses the variable, a later message of the pass sets the weight, filter or split again.
+// Messages carry two properties incompletely:
 //   - rows per imputation: servers report only the end of an imputation, so the mirror always
 //     has 0
 //   - the file specification: servers report it only for a dataset built on a saved data file, and

@@ -79,7 +79,8 @@ const std::vector<Scene>& Scenes() {
       {"locks", "read s\n@other write s"},
       {"observe s", ""},
       {"unobserve s", "observe s"},
-      {"release t", "open FOLDER/abc.tsv as t\nwrite t"},  // t has a suppressed file name
+      // The file belongs to the dataset s already, so t gets a suppressed file name.
+      {"release t", "open FOLDER/abc.tsv as t\nwrite t"},
       {"tell s", "write s\ndelete s a\nlabel s b a_long_new_label_for_a_variable"},
       {"watch registry", ""},
       {"unwatch registry", "watch registry"},
@@ -174,9 +175,10 @@ class FullMemoryAtTheShell : public testing::TestWithParam<Scene> {
     }
   }
 
-  // Runs the scene: `allocations` allocations of its command succeed, then one or all fail, see
-  // Shortage. Then runs another command. Returns whether an allocation failed. Shortage::Lasts
-  // needs a number of allocations for which Shortage::Passes has returned true.
+  // Runs the scene: `allocations` allocations of its command succeed; then the next allocation
+  // fails (Shortage::Passes) or all later allocations fail (Shortage::Lasts). Then runs another
+  // command. Returns whether an allocation failed. Call OneFailsIn with Shortage::Lasts only if it
+  // has returned true for the same number with Shortage::Passes.
   bool OneFailsIn(long allocations, support::Shortage shortage) const;
 
  private:

@@ -148,8 +148,8 @@ std::string SourceText(const SvrDMDataset& handle, const Contents& contents) {
   return contents.isClone ? "yes, a clone" : "yes";
 }
 
-// Returns one line for each property, such as "  weight         none". Omits unusual properties
-// whose value is "none".
+// Returns one line for each property, such as "  weight         none". Omits properties that are
+// not usual and whose value is "none".
 std::string InLines(const std::vector<Property>& properties) {
   std::string lines;
   for (const Property& property : properties) {

@@ -66,7 +66,7 @@ std::vector<LocallyUniqueID> IdentifiersOf(const ORVX_DataSource& source,
   return ids;
 }
 
-// For PutSet. Throws CommandError if there is no set to remove.
+// Returns `sets` after PutSet. Throws CommandError if there is no set to remove.
 std::vector<VariableSetImpl> With(VariableSetImpl set, std::vector<VariableSetImpl> sets) {
   if (!PutSet(sets, set)) throw CommandError("there is no set " + DictionaryText::Quoted(set.name));
   return sets;

@@ -50,9 +50,10 @@ void RefuseTouched(const Call& call, const std::string& file) {
                      " replaces it all the same");
 }
 
-// Returns the delimiter for saving the dataset over `file`: the delimiter with which the shell
-// opened or saved this file last. Returns 0, so that the name of the file decides, for .tsv and
-// .tab files, if there is no such delimiter, and if it is a space, which is not allowed for saving.
+// Returns the delimiter for saving the dataset over `file`: the delimiter with which the shell last
+// opened or saved this file. In three cases returns 0, with which the name of the file determines
+// the delimiter: if the file is a .tsv or .tab file, if the shell has not opened or saved it, and
+// if the delimiter is a space, because a file cannot be saved with spaces.
 char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
   if (file.ends_with(".tsv") || file.ends_with(".tab")) return 0;
   const char delimiter = dataset.DelimiterOf(file);

@@ -96,10 +96,10 @@ struct LockUser {
 };
 
 struct LockState {
-  // Threads outside the shell and locks that nobody can release, then callers in order of
-  // acquiring.
+  // First threads outside the shell and handles that no longer exist, then callers in the order in
+  // which they acquired the lock.
   std::vector<LockUser> holders;
-  std::vector<LockUser> waiters;  // in the order of asking
+  std::vector<LockUser> waiters;  // in the order in which they asked for the lock
 
   bool IsFree() const { return holders.empty() && waiters.empty(); }
   // A text such as "held by tables (reading); waiting: recode (to write)"; "free" in place of the

@@ -56,8 +56,8 @@ class Output {
   // Prints an event, then the pending notices. `words` is a text without its last line feed, or a
   // function that returns one. `json` is a function that returns a JSON object, or a JSON null to
   // print nothing. `json` is called only if the output is JSON, because the destructor of a Json
-  // may allocate memory, and ends the process if memory runs out. If memory runs out elsewhere, the
-  // event is lost; see TakeLoss.
+  // may allocate memory, and ends the process if memory runs out. If memory runs out in any other
+  // place, the event is lost; see TakeLoss.
   template <class Words, class Members>
   void Say(const Words& words, const Members& json) noexcept {
     Try([&] { Print(Text(words, json)); });

@@ -268,7 +268,8 @@ class Terminal {
     const std::string common = CommonStart(words);
     const bool isOnly = words.size() == 1;
     if (isOnly || common != typed) {
-      const bool isWhole = isOnly && !common.ends_with('/');  // a folder can be continued
+      // After the name of a folder, the user may go on with the name of a file in it.
+      const bool isWhole = isOnly && !common.ends_with('/');
       Replace(text.substr(start), AsTyped(common, isWhole) + (isWhole ? " " : ""));
       return CC_REFRESH;
     }

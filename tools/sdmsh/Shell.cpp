@@ -49,7 +49,7 @@ Shell::~Shell() {
 
 void Shell::Execute(const std::string& caller, const std::vector<std::string>& words) {
   try {
-    // The previous command may have run out of memory before these two steps.
+    // Does what the previous command has left undone if it ran out of memory.
     DropNew();
     locks_.FinishAcquiring();
     Run(caller, words);

@@ -78,8 +78,8 @@ class Shell {
   void Quit() { over_ = true; }
 
   // Releases the locks of all callers, so that every waiting caller gets its lock and releases it.
-  // Reports callers that were waiting, and failures, as failures of the script `file`. Returns
-  // false if anything was reported or the output failed.
+  // Reports each caller that was waiting, and each error, as a failure of the script `file`.
+  // Returns false if anything was reported or the output failed.
   bool CloseDown(const std::string& file);
   // To be called after CloseDown. Returns whether a caller still waits for a lock. No caller can
   // release that lock any more, so the wait never ends.
