@@ -67,9 +67,9 @@ class SDM_EXPORT ChangeStreamObserver final : public SvrDMDataSetObserver {
   // excludes passes during the call. After a failure, the stream is lost.
   //
   // Sends the file specification only if it equals the dataset's file name: a pass or SaveDataset
-  // that reports a file specification also makes it the file name. A caller may also have made the
-  // two equal for a dataset that is not built on a saved file; then the snapshot reports a file
-  // specification that no pass has reported.
+  // that reports a file specification also makes it the file name. For a dataset that is not built
+  // on a saved file, a caller may have made the two equal; then only snapshots report it,
+  // passes never do.
   //
   // For a dataset that has not been through a notification pass, the next pass reports the whole
   // dictionary again; the client then requests another snapshot.

@@ -126,7 +126,8 @@ TEST(VStreamRoundTrip, PreservesStringsOfAnyBytes) {
                                                   std::string(100'000, 'x')});
 }
 
-// Has a value for every operation; one function encodes and decodes the values.
+// Has a field for each type of value that VStream encodes. Serialize encodes and decodes all
+// fields.
 struct Everything {
   bool truth = false;
   std::int8_t int8 = 0;
