@@ -53,7 +53,8 @@ endfunction()
 
 # sdm_find_c_library(foo foo.h) defines the target sdm_foo for the private dependency libfoo. Link
 # ${sdm_foo}: it stands for the target in this build, and for the library name foo in the installed
-# package. The package of a static build lists private dependencies, and does not have the target.
+# package. The package of a static build lists its private dependencies, but does not contain the
+# target sdm_foo.
 function(sdm_find_c_library name header)
   string(TOUPPER ${name} prefix)
   find_path(${prefix}_INCLUDE_DIR ${header} REQUIRED)

@@ -22,8 +22,8 @@ class VStream;
 namespace DEMessages {
 
 // The base class of all change messages. Constructors copy their arguments. After construction,
-// only decoding changes a message, and ImputationInfoMsg::RowsPerImputation. To decode,
-// default-construct a message and call VSInitSerialization with a stream that reads.
+// only two operations change a message: decoding, and ImputationInfoMsg::RowsPerImputation. To
+// decode, default-construct a message and call VSInitSerialization with a stream that reads.
 //
 // Threads: several threads may read one message, but not while it is encoded or decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {

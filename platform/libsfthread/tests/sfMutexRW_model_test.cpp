@@ -386,8 +386,8 @@ TEST(MutexRWModel, PredictsTheLockInEveryInterleavingOfThreeThreads) {
 // Returns the shortest run to each state in which readers wait for a waiting writer.
 std::vector<std::vector<Step>> RunsToReadersBehindAWaitingWriter() {
   std::vector<std::vector<Step>> found;
-  std::set<Model> seen;    // with the number of calls left
-  std::set<Model> states;  // without the number of calls left
+  std::set<Model> seen;
+  std::set<Model> states;  // the models in `found`, with callsLeft set to 0
   std::deque<std::pair<Model, std::vector<Step>>> open = {{Start(), {}}};
   while (!open.empty()) {
     const auto [model, steps] = open.front();
