@@ -197,7 +197,8 @@ TEST(BootstrapBytes, BigEndianBytesAreDecoded) {
   EXPECT_EQ(All(ReadFrom(kBigEndian)), All(FullBootstrapSpecs()));
 }
 
-// The decoder swaps the numbers of a list in groups of 128, and within a group 4 at a time.
+// The decoder reverses the bytes of each number of a list: in groups of 128 numbers, and within a
+// group 4 numbers at a time.
 TEST(BootstrapBytes, ListsOfAnyLengthInTheOtherByteOrderAreDecoded) {
   for (const int length : {0, 1, 3, 4, 5, 127, 128, 129, 131, 255, 256, 300}) {
     Specs specs;

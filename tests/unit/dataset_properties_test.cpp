@@ -824,7 +824,7 @@ TEST_F(DashboardInfoAfterAChange, IsKeptIfLabelSetsExtensionsOrImputationChange)
   EXPECT_TRUE(SourceHasIt());
 }
 
-// SetAttributes replaces all attributes, so the new dashboard attributes are not obsolete.
+// A pass removes dashboard attributes only if the attributes have not changed since the last pass.
 TEST_F(DashboardInfoAfterAChange, IsKeptIfTheAttributesChange) {
   Source().SetAttributes(Attributes({"dashboard.layout"}));
   WeightBy(Source(), "A");
@@ -1007,8 +1007,8 @@ TEST_F(Everything, IsResetWhenTheSourceIsRemoved) {
 
   Update();
 
-  // Weight and filter were dropped with their variable. An empty file specification is not
-  // reported.
+  // The message that deletes the variables also removes weight and filter, so only the split has a
+  // message of its own. An empty file specification is not reported.
   EXPECT_MESSAGES(Queue(), Deleted("A B C D E F"), Imputation(0), Label(""),
                   Trends(ORVX_TrendsInfo()), Split(""), Extension(7, ""), Extension(19, ""),
                   Extension(5, ""), Extension(0, ""), Extension(17, ""), RowCount(0), Dirty(false));

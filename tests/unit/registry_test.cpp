@@ -1061,7 +1061,8 @@ TEST_F(RegistryTest, InstallingAHookReturnsThePreviousHook) {
 
 class HandedOverSource : public RegistryTest {
  protected:
-  ~HandedOverSource() override { registry_.Clear(); }  // while the counter of deletions exists
+  // Deletes the sources now, because their destructors use deaths_.
+  ~HandedOverSource() override { registry_.Clear(); }
 
   // Returns a chain of two sources.
   std::unique_ptr<ORVX_DataSource> Chain() {

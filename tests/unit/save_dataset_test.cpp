@@ -327,7 +327,8 @@ TEST(SaveDataset, RefusesTheFileOfAnotherDatasetByANameInTheCurrentFolder) {
     EXPECT_THROW(SaveDataset(writer, name), DataFileError);
   });
   EXPECT_FALSE(std::filesystem::remove(name));
-  std::filesystem::remove("the_file_of_another_dataset.schema.json");  // exists after a failure
+  // Only a save that was wrongly allowed has written this file.
+  std::filesystem::remove("the_file_of_another_dataset.schema.json");
 }
 
 TEST(SaveDataset, LeavesADirtyDatasetWithItsOldFileIfItFails) {
