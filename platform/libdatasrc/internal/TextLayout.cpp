@@ -9,7 +9,7 @@ namespace sdm_internal {
 
 namespace {
 
-constexpr std::size_t kMostRecords = 100;  // that are examined
+constexpr std::size_t kMostRecords = 100;  // the number of records that are examined
 constexpr std::string_view kDigits = "0123456789";
 
 // The fields of the first records that are not empty lines, with their quotes. If there are several
