@@ -300,7 +300,7 @@ std::optional<double> FileColumn::ParseAsColumn(std::string_view text) const {
     case Type::DateTime:
       return ParseDateTime(text);
     default:
-      return ParseNumber(text);
+      return ParseNumber(text, {&rules_.decimalMark, 1});
   }
 }
 

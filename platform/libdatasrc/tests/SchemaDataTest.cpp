@@ -366,6 +366,17 @@ TEST_F(SchemaData, ACategoryHasALabelOnlyIfTheSchemaHasOne) {
             (ValueLabels{{2.0, ""}}));
 }
 
+TEST_F(SchemaData, CategoriesAsTextHaveTheDecimalMarkOfTheFile) {
+  for (const std::string type : {"any", "number"}) {
+    const auto source = Open(
+        "a;b\n1,5;1\n2,5;2\n",
+        R"({"fields": [{"name": "a", "type": ")" + type +
+            R"(", "categories": [{"value": "1,5", "label": "low"}, {"value": 3.5, "label": "high"}]},
+            {"name": "b"}]})");
+    EXPECT_EQ(source->GetVariable(0).GetValueLabels(), (ValueLabels{{1.5, "low"}, {3.5, "high"}}));
+  }
+}
+
 TEST_F(SchemaData, MembersBeyondTheStandardSetFieldsOfTheVariable) {
   const ORVX_Variable text = Variable("ab\n", R"("type": "string", "width": 20, "level": "ordinal",
       "role": "target", "description": "d", "attributes": {"k": ["1", "2"]})");
