@@ -32,7 +32,7 @@ void RefuseZeroByte(const std::string& path) {
   if (path.find('\0') != std::string::npos) Refuse(path, "zero byte in the name");
 }
 
-// Opens only regular files, because opening another file, such as a named pipe, may block.
+// Opens only regular files, because opening another kind of file, such as a pipe, may block.
 std::string ReadFile(const std::string& path) {
   RefuseZeroByte(path);
   std::error_code error;

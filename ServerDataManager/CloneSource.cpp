@@ -29,7 +29,8 @@ std::unique_ptr<SvrDMCloneDataSource> CloneSource(SvrDMWriteableDataSource& writ
     return CopyOf(*clone);
   }
   // The clone and its copy own `view`. If an exception deletes both, they delete `view` with its
-  // parents, which must not include `source`. So the parent of `view` is null until both are built.
+  // parents, which must not include `source` while the dataset owns `source`. So `view` gets its
+  // parent only after `source` has been taken out of the dataset.
   auto view = ViewOf(*source);
   FilteredDataSource& shared = *view;
   shared.SetParentSource(nullptr);

@@ -1,7 +1,7 @@
 // Clones the data source of a dataset.
 //
 //   SvrDMWriteableDataSource writer(id, /*tryOnly=*/false, /*originator=*/nullptr);
-//   registry.Add(CloneSource(writer), "", /*quiet=*/false);  // a second dataset, the same cases
+//   registry.Add(CloneSource(writer), "", /*quiet=*/false);  // a dataset with the same cases
 
 #ifndef SERVERDATAMANAGER_CLONESOURCE_H_
 #define SERVERDATAMANAGER_CLONESOURCE_H_

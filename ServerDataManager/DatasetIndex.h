@@ -105,7 +105,8 @@ class KeyTable {
     bits_ = larger.bits_;
   }
 
-  // Inserts `entry` under the key of `match`. Call Reserve first.
+  // Inserts `entry` under the key of `match`. Does not add buckets: before adding a new entry, call
+  // Reserve.
   void Insert(IndexEntry& entry, const Match& match) {
     IndexEntry*& root = PlaceOf(match);
     IndexEntry* const next = root != nullptr ? std::exchange(Link(*root).next, nullptr) : nullptr;

@@ -32,8 +32,8 @@ class SDM_EXPORT InteractiveErrorMonitor : public ErrorMonitor {
   // (any severity but 1). Ignores the return value of the proxy; its exceptions propagate.
   void Report(ErrorText text) override;
 
-  // Replaces the dataset and the proxy. Borrows the proxy, like the constructor. Whether warnings
-  // are reported does not change.
+  // Later reports are about the dataset `id` and go to `proxy`, which is borrowed, as in the
+  // constructor. Whether warnings are reported does not change.
   void InitializeErrorMonitor(LocallyUniqueID& id, PackageProxy* proxy);
 
   void ReportWarnings();

@@ -80,7 +80,7 @@ struct std::hash<LocallyUniqueID> {
 // Generates identifiers of one domain with consecutive serials.
 //
 // A serial has 28 bits, so serials repeat every 2^28 calls. In domain 15, one call in 2^28 returns
-// the null identifier. The generator detects neither.
+// the null identifier. The generator detects neither a repeated serial nor a null identifier.
 //
 // Threads: not safe; guarded by the lock of the generator's owner.
 class LocallyUniqueIDGenerator {

@@ -1,11 +1,11 @@
 // The records of the lock monitor: one table per thread. A table is written only by its own thread,
 // except while the tables are paused.
 //
-// To write, a thread sets `busy` in its table, then checks that the tables are not paused. To read
-// the tables, a thread sets kPaused, then waits until no table is busy. A thread that writes needs
-// no memory barrier between setting `busy` and the check, because the pausing thread makes every
-// thread of the process run a barrier (membarrier). If the kernel has no membarrier, kFences makes
-// every thread that writes run its own barrier.
+// To write, a thread sets `busy` in its table, then checks that the tables are not paused. To pause
+// the tables, a thread sets kPaused, then waits until no table is busy; it may then read and write
+// all tables. A thread that writes needs no memory barrier between setting `busy` and the check,
+// because the pausing thread makes every thread of the process run a barrier (membarrier). If the
+// kernel has no membarrier, kFences makes every thread that writes run its own barrier.
 
 #include <ServerDataManager/LockMonitor.h>
 
@@ -147,7 +147,7 @@ Monitor& TheMonitor();
 // another thread may reuse the table.
 struct ThreadLocks {
   std::atomic<bool> busy{false};
-  // The tick of the newest record made by RecordHold.
+  // The value of `tick` in the newest record that RecordHold made.
   std::atomic<Clock::time_point> lastTick{};
   // False once the thread has ended.
   bool hasThread SDM_GUARDED_BY(TheMonitor().pauseMutex) = true;
@@ -172,8 +172,9 @@ Monitor& TheMonitor() {
 // ---------------------------------------------------------------------------------------------
 // The table of this thread
 
-// Every recording of a lock first reads ownTable, and threadEnds if ownTable is null. So they are
-// in the static TLS block, where access needs neither a function call nor an allocation.
+// Every recording of a lock first reads ownTable, and threadEnds if ownTable is null. So these
+// variables are in the static TLS block, where access needs neither a function call nor an
+// allocation.
 #define SDM_STATIC_TLS __attribute__((tls_model("initial-exec"))) thread_local
 SDM_STATIC_TLS ThreadLocks* ownTable = nullptr;
 SDM_STATIC_TLS bool threadEnds = false;
@@ -185,8 +186,8 @@ SDM_STATIC_TLS Label ownLabel{};  // set by NameThread, also before the thread h
 constexpr unsigned int kPaused = 1, kFences = 2, kTickIsOld = 4;
 constinit std::atomic<unsigned int> gate{kFences | kTickIsOld};
 
-// The time of the last tick. The thread of Watch ticks every 10 ms as long as other threads use the
-// ticks, because loading `tick` takes much less time than reading a clock.
+// The time of the last tick. RecordHold uses it, because loading `tick` takes much less time than
+// reading a clock. The thread of Watch updates `tick` every 10 ms, as long as other threads use it.
 constinit std::atomic<Clock::time_point> tick{};
 
 void RestartTicks() {
@@ -207,7 +208,7 @@ class TryEdit {
   explicit operator bool() const { return mayWrite_; }
 
  protected:
-  // Marks the table busy. Returns false if a flag is set.
+  // Marks the table busy. Returns false if a flag of `gate` is set.
   bool Begin() {
     table_.busy.store(true, std::memory_order_relaxed);
     std::atomic_signal_fence(std::memory_order_seq_cst);
@@ -340,8 +341,9 @@ Record* FindHold(ThreadLocks& table, LockReport::Kind kind, const void* address,
   return nullptr;
 }
 
-// Finds the record of a held lock, and calls `change` with its table and the record. Searches the
-// calling thread's table first, then all tables, because any thread may have acquired the lock.
+// Finds the record of a held lock, and calls `change` with the record's table and the record; does
+// nothing if there is no record. Searches the calling thread's table first, then all tables,
+// because any thread may have acquired the lock.
 template <class Change>
 void ChangeHold(LockReport::Kind kind, const void* address, const void* handle,
                 Change change) noexcept {
@@ -770,7 +772,8 @@ bool TickIsOld() {
       bound = TheMonitor().longWait;
     }
     const auto next = LocksAreMonitored() ? ReportLongWaits(bound) : Clock::now() + bound;
-    // Not before the coarse clock, which may be late by a few milliseconds, has reached the time.
+    // Waits are timed with the coarse clock, which may be late by a few milliseconds. So the next
+    // search is 5 ms later.
     nextSearch = std::max(next, Clock::now()) + std::chrono::milliseconds(5);
   }
 }

@@ -78,10 +78,10 @@ class WaitRecord {
   bool waiting_;
 };
 
-// Records a lock that is held for a scope and has no try operation: the registry lock or the
+// Records a lock that is held for a scope and never acquired by a try: the registry lock or the
 // notification mutex. Only the first of nested acquisitions of the registry lock is recorded.
-// Construct a ScopeRecord before acquiring the lock. Without contention, the constructor neither
-// searches for deadlocks nor pauses other threads.
+// Construct a ScopeRecord before acquiring the lock, and call Acquired after acquiring it.
+// Without contention, the constructor neither searches for deadlocks nor pauses other threads.
 class ScopeRecord {
  public:
   explicit ScopeRecord(const LockRequest& lock) noexcept;

@@ -56,8 +56,9 @@ struct LockReport {
     Thread thread;
     const void* handle = nullptr;
     std::string label;
-    // When the thread began to hold or wait, accurate to about 10 ms. If the library's thread
-    // cannot run because all processors are busy, a hold may appear older than it is.
+    // When the thread began to hold or wait, accurate to about 10 ms. If the thread of the library
+    // (LockMonitor.h) cannot run because all processors are busy, a hold may appear older than it
+    // is.
     std::chrono::steady_clock::time_point since;
   };
 

@@ -36,7 +36,7 @@ bool MonitorExtension(ORVX_DataSource& view, ORVX_DataSource& ds,
 // them from the data source (ClearDashboardInfo), and queues the message if any were removed.
 bool MonitorAttributes(ORVX_DataSource& view, ORVX_DataSource& ds, SvrDMItem& item, bool anyChange);
 
-// Queues one message with an extension of the given type, which has the sets as text.
+// Queues one message with an extension of the given type that contains the sets as text.
 void SendSetExtension(ORVX_DataSource::ExtensionType type, std::vector<VariableSet> const& sets,
                       SvrDMItem& item);
 

@@ -21,7 +21,7 @@ void QueueMessage(SvrDMItem& item, Arguments&&... arguments) {
 }
 
 // Runs `step`, which queues messages on the item and makes the change that they describe. If `step`
-// throws, removes the messages that it queued.
+// throws, removes the messages that `step` queued, and rethrows.
 template <class Step>
 void Atomically(SvrDMItem& item, const Step& step) {
   const std::size_t before = item.Notifications().size();

@@ -13,12 +13,14 @@
 
 // Shares a T, or is empty. T supplies the reference count: AddReference(), RemoveReference()
 // (deletes the object with the last reference), IsShared() const (more than one reference) and
-// IsShareable() const. T must be copyable, for Unshared() and for unshareable objects.
+// IsShareable() const (if false, each pointer makes a copy of its own). T must be copyable, for
+// Unshared() and for unshareable objects.
 //
 // A move copies: the source keeps its reference.
 //
 // Assignment releases the old object before it shares the new object. So do not write `p = p->next`
-// if the old object may hold the only reference to the next object: copy the pointer first.
+// if the old object may hold the only reference to the next object: first copy `p->next` to another
+// RefCountPtr.
 //
 // Threads: a pointer belongs to one thread at a time. Different threads may have pointers to one
 // object if T's reference count is thread-safe.

@@ -17,7 +17,7 @@ class SvrDMWriteableDataSource;
 // `progress` and the content of the file. If SaveDelimited succeeds, the dataset belongs to `path`:
 // `path` becomes its file name and its file specification, a suppressed file name equal to `path`
 // is removed, the new file is held open (LockSavFileInUse), and the dirty flag is cleared. Readers
-// wait until the writer is released.
+// of the dataset wait for the whole save, because the writer holds the write lock.
 //
 // Runs a notification pass before it saves. Otherwise, the pass at the writer's release would find
 // the modified variables and mark the saved dataset as dirty. The pass at the release notifies
@@ -31,7 +31,7 @@ class SvrDMWriteableDataSource;
 // "./a.tsv" for "a.tsv". Exceptions of the pass and of SaveDelimited propagate. In all these cases
 // the dataset still belongs to its old file, and its dirty flag is not cleared. If memory runs out
 // after the file was written, std::bad_alloc propagates: the file is saved, but the dataset is
-// still dirty.
+// still dirty, and may still belong to its old file.
 //
 // Threads: the thread that holds the writer. Takes the registry lock and the dataset's notification
 // mutex.

@@ -101,7 +101,7 @@ struct SDM_HIDDEN ServerDataManager::Data {
   // A notice in progress, to the observers that are registered when it begins. Observers may
   // register, unregister and delete datasets during the notice. An unregistered observer is
   // skipped. An observer that is registered during the notice is first called in the next notice,
-  // even if it has the address of an unregistered observer.
+  // even if it reuses the address of an unregistered observer.
   class Notice {
    public:
     explicit Notice(const Data& data) SDM_REQUIRES(data.lock);

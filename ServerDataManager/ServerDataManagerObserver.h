@@ -21,18 +21,19 @@
 // Threads: called on the thread that adds or deletes the dataset or runs its notification pass,
 // with the registry lock held. An observer may call the registry on that thread, even to register,
 // unregister, delete or clear. A notice in progress skips unregistered observers; an observer that
-// is registered during a notice is first called in the next notice, even if it has the address of
-// an unregistered observer. An observer must not wait for another thread that needs the registry.
+// is registered during a notice is first called in the next notice, even if it reuses the address
+// of an unregistered observer. An observer must not wait for another thread that needs the
+// registry.
 class SDM_EXPORT ServerDataManagerObserver {
  public:
   virtual ~ServerDataManagerObserver() = default;
 
-  // The dataset is registered and has a data source. `fileName` is borrowed for the call; empty if
-  // the dataset has no saved file, or its file name was suppressed. An exception propagates to the
-  // caller of Add, or from a notification pass to the caller of Notify; the dataset stays
-  // registered. In a pass at the release of a writer, an exception ends the process. If a dataset
-  // gets its first data source from a writer and is deleted before that writer is released, its
-  // creation notice comes after its deletion notice.
+  // The dataset now has a data source. `fileName` is borrowed for the call; empty if the dataset
+  // has no saved file, or its file name was suppressed. An exception propagates to the caller of
+  // Add, or from a notification pass to the caller of Notify; the dataset stays registered. In a
+  // pass at the release of a writer, an exception ends the process. If a dataset gets its first
+  // data source from a writer and is deleted before that writer is released, its creation notice
+  // comes after its deletion notice; the dataset is then no longer registered.
   virtual void DataSetCreated(const LocallyUniqueID& id, const std::string& fileName) = 0;
 
   // The dataset is about to be removed, but is still registered. Also called for a dataset that

@@ -1,6 +1,6 @@
 // Chains of data sources: each source points to its parent, the source that it reads from. A clone
 // has a temporary parent link while it makes an iterator. These functions ignore the temporary
-// link, so other threads may make iterators at the same time.
+// link, so IsChildOf and SystemFile may run while other threads make iterators.
 
 #ifndef SERVERDATAMANAGER_SOURCECHAIN_H_
 #define SERVERDATAMANAGER_SOURCECHAIN_H_
@@ -18,8 +18,8 @@ namespace sdm_internal {
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
 // Deletes the sources from `from` up to, but not including, `stop`. Stops after deleting a clone:
-// the parents of the clone belong to all its copies. A null `stop` deletes the whole chain, a null
-// `from` nothing. No other function of this library deletes a chain.
+// the parents of the clone belong to all its copies. With a null `stop`, deletes the whole chain;
+// with a null `from`, deletes nothing. No other function of this library deletes a chain.
 //
 // Threads: not safe; no other thread may use the deleted sources.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);

@@ -196,7 +196,8 @@ class Fields {
     next_ = end;
   }
 
-  // Appends groups of words, and swaps the bytes of each group while it is in the fastest cache.
+  // Appends the words in groups. Swaps the bytes of the words in a group right after appending it,
+  // while the group is in the fastest cache.
   template <class Word>
   void AppendSwapped(std::vector<Word>& list, std::uint32_t count) {
     constexpr std::uint32_t kWordsAtOnce = 128;

@@ -94,9 +94,9 @@ SvrDMCloneDataSource::SvrDMCloneDataSource(SvrDMCloneDataSource const& other)
 SvrDMCloneDataSource::~SvrDMCloneDataSource() = default;
 
 ObsIterator* SvrDMCloneDataSource::MakeIterator(OBS* area) const {
-  // The constructor of PassThroughIter needs the parent link; the iterator does not. `maker` sets
-  // the link and then clears it, even if ShowParents had set it: callers that need the link call
-  // ShowParents again.
+  // The constructor of PassThroughIter needs the parent link; the constructed iterator does not.
+  // `maker` sets the link here and clears it on return, even if ShowParents had set it: callers
+  // that need the link call ShowParents again.
   const IteratorMaker maker(*this, Source());
   return new PassThroughIter(this, area, nullptr);
 }

@@ -38,7 +38,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
  public:
   // Owns `source`, which may be null, with its chain of parents, and copies its dictionary. If the
   // constructor throws std::bad_alloc, the caller cannot tell whether it still owns the chain or
-  // the chain was deleted; Adopt always deletes it.
+  // the chain was deleted. Prefer Adopt: if it throws, it has deleted the chain.
   explicit SvrDMCloneDataSource(ORVX_DataSource const* source);
 
   // Makes a clone like the constructor, but always deletes the source and its chain if it throws.

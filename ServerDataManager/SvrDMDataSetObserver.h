@@ -22,13 +22,14 @@ class SDM_EXPORT SvrDMDataSetObserver {
  public:
   // Called when a notification pass has messages to deliver. `writer` gives access to the queued
   // messages, in order (GetNotifications; an entry is null if a writer queued null), and to the
-  // data source; both are borrowed for the call. Must not throw: an exception ends the process if a
-  // writer is being destroyed. Must not register or unregister observers of this dataset, or create
-  // a handle that locks the dataset: both deadlock.
+  // data source; the messages and the source are borrowed for the call. Must not throw: an
+  // exception ends the process if a writer is being destroyed. Must not register or unregister
+  // observers of this dataset, or create a handle that locks the dataset: each of these calls
+  // deadlocks.
   //
   // May lock other datasets, but only in one order for the whole program: for example, only
-  // datasets with a higher identifier. An observer of A that writes B, and an observer of B that
-  // writes A, deadlock, even on one thread.
+  // datasets with a higher identifier. An observer of dataset A that writes dataset B, and an
+  // observer of B that writes A, deadlock, even on one thread.
   //
   // Threads: called on the thread that runs the notification pass, which holds the dataset's write
   // lock and its notification mutex.

@@ -132,8 +132,9 @@ class SDM_EXPORT SvrDMDataset {
   bool WindowHidden(bool hidden);
 
   // --- Handles at work on the dataset ---
-  // Each failed try to write leaves the count of writers one too high and the count of readers one
-  // too low (see SvrDMWriteableDataSource). A count below zero is returned as a number near 2^32.
+  // If a constructor of SvrDMWriteableDataSource with `tryOnly` throws because the lock is not
+  // free, the count of writers stays one too high and the count of readers one too low. A count
+  // below zero is returned as a number near 2^32.
   // Threads: any.
 
   // Includes writers that still wait for the lock.
@@ -142,7 +143,7 @@ class SDM_EXPORT SvrDMDataset {
 
   // --- Saved file and creation time ---
 
-  // LockSavFileInUse closes a file that is open under another name, then opens the file
+  // LockSavFileInUse closes the dataset's open file if it has another name, then opens the file
   // GetFileName() for reading. Does nothing if that file is already open. Fails silently if the
   // file cannot be opened. Also tries once to acquire an advisory lock against writing; if the lock
   // is refused, the file stays open without the lock. UnlockSavFileInUse closes the file.

@@ -18,8 +18,8 @@ class ORVX_DataSource;
 //
 // Threads: may be constructed on one thread and destroyed on another. A waiting writer never blocks
 // a new reader forever (see libsfthread/sfMutexRW.h). So a thread with a reader may create another
-// reader of the same dataset, and may wait for other threads that create readers of it. A thread
-// that holds a writer of the dataset and creates a reader deadlocks.
+// reader of the same dataset, and may wait for other threads that create readers of the dataset. A
+// thread that holds a writer of the dataset and creates a reader deadlocks.
 class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  protected:
   // A tag for TryRead and TryWrite, which construct the handle after acquiring the lock.
@@ -43,7 +43,7 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
 
   // Returns a reader, or nothing if it cannot acquire the lock within `longest`. Does not wait if
   // `longest` is zero or less. The other arguments and the exceptions are those of the
-  // constructors. A failed try has no side effects. Allocates nothing.
+  // constructors. A failed try has no side effects. Allocates nothing while LockMonitor is off.
   //
   //   if (auto reader = SvrDMInputDataSource::TryRead(id, std::chrono::milliseconds(50))) {
   //     Use(**reader);

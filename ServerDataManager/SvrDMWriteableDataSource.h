@@ -90,7 +90,7 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   void IncrementCaseSequence();
   void UndoIncrementCaseSequence();
 
-  // Sets the number of the client that makes the change.
+  // Stores the number of the client that makes the change: see SvrDMItem::Originator.
   void Originator(unsigned int number);
 
   // The queue of change messages: see SvrDMItem. AddNotification always owns the message.

@@ -49,10 +49,10 @@
 
 namespace sdm_internal {
 
-// A std::mutex with annotations, because some standard libraries do not annotate std::mutex. Lock a
-// Mutex with MutexLock. Within the scope of the MutexLock, Unlock() releases the mutex until Lock()
-// is called. Both are SDM_UNCHECKED, because the analysis does not see that locking mutex_ locks
-// the Mutex.
+// A std::mutex with annotations, because some standard libraries do not annotate std::mutex. Hold a
+// Mutex with a MutexLock. To release the Mutex for a part of that scope, call Unlock(), and call
+// Lock() at the end of the part. Both functions are SDM_UNCHECKED, because the analysis does not
+// see that locking mutex_ locks the Mutex.
 //
 // Threads: any.
 class SDM_CAPABILITY("mutex") Mutex {

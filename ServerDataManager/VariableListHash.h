@@ -2,7 +2,7 @@
 //
 //   VariableListHash all;
 //   all.Append(HashOf(age));     // the hash of one variable
-//   all.Append(rest);            // the hash of a list: the same as appending its variables
+//   all.Append(rest);            // the hash of a list; equals appending its variables one by one
 //
 // Header-only: libdatasrc uses it without linking this library.
 
@@ -57,7 +57,7 @@ inline constexpr std::array<HashPowers, 257> kSmallHashPowers = [] {
   return powers;
 }();
 
-// Computes the powers by repeated squaring.
+// The powers with the given exponent, computed by repeated squaring.
 constexpr HashPowers HashPowersOf(std::uint64_t exponent) {
   if (exponent < kSmallHashPowers.size()) return kSmallHashPowers[exponent];
   const HashPowers half = HashPowersOf(exponent / 2);
@@ -82,7 +82,8 @@ class VariableListHash {
  public:
   // The hash of the empty list.
   constexpr VariableListHash() = default;
-  // The hash of a list of `count` variables with the given First() and Second().
+  // The hash of a list of `count` variables with the given First() and Second(), which must be less
+  // than 2^61 - 1.
   constexpr VariableListHash(std::uint64_t count, std::uint64_t first, std::uint64_t second)
       : count_(count), first_(first), second_(second) {}
 

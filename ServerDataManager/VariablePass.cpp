@@ -22,8 +22,8 @@ namespace sdm_internal {
 
 namespace {
 
-// Stops the process if `settled` is false. Reports a fixed source, line and expression, although
-// the code has moved.
+// Stops the process if `settled` is false. The printed source, line and expression are constants,
+// so that the printed text stays the same when this code moves.
 void CheckSettled(bool settled) {
   if (settled) return;
   InvariantFailed("ServerDataManager/ObserverView", 352, "Update",
@@ -293,8 +293,9 @@ class StampedPass {
   }
 
   // Skips the view's block at `next_` if its stamp is `stamp`, the stamp of the current source
-  // block. No variable of the skipped block is in `taken_`: identifiers are unique, so earlier
-  // source blocks do not have these variables.
+  // block. Returns false for a stamp of 0, which says nothing about the variables. No variable of
+  // the skipped block is in `taken_`: identifiers are unique, so earlier source blocks do not have
+  // these variables.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);

@@ -14,9 +14,9 @@
 
 using namespace sdm_internal;
 
-// The registry of the process. Static, so that it exists as soon as the library is loaded. A union,
-// so that it is never destroyed: at exit it releases its datasets, and threads that still call it
-// find it empty.
+// The registry of the process. Static, so that the registry exists as soon as the library is
+// loaded. A union, so that the registry is never destroyed: at exit, the destructor of the union
+// only releases the datasets, and threads that still call the registry find it empty.
 union SDM_HIDDEN ServerDataManager::RegistryOfTheProcess {
   RegistryOfTheProcess() : registry() {}
   ~RegistryOfTheProcess() { registry.data_->ReleaseItems(); }

@@ -76,7 +76,7 @@ class SDM_EXPORT ServerDataManager {
   //
   // `name` is the name of the saved file, or empty. If another dataset already has that file name,
   // ignoring case, the new dataset has no file name and keeps `name` as its suppressed file name.
-  // Only Add checks this: file names set later are not compared.
+  // SvrDMDataset::SetFileName makes no such check.
   //
   // Registry observers are never notified of a `quiet` dataset.
   //
@@ -101,8 +101,9 @@ class SDM_EXPORT ServerDataManager {
                       bool passwordFlag, bool quiet);
 
   // Registers the dataset under `id`, with `caseSequence` as the start of its case sequence. Before
-  // that, deletes the first dataset that has this identifier. The generator of identifiers is not
-  // adjusted: it may return `id` later, and two datasets then share it.
+  // that, deletes the first dataset that has this identifier; if Add throws after the deletion, the
+  // deleted dataset is not restored. The generator of identifiers is not adjusted: it may return
+  // `id` later, and two datasets then share `id`.
   void Add(std::unique_ptr<ORVX_DataSource> ds, const std::string& name, bool quiet,
            LocallyUniqueID id, unsigned int caseSequence);
   void Add(ORVX_DataSource& ds, const std::string& name, bool quiet, LocallyUniqueID id,
@@ -120,7 +121,7 @@ class SDM_EXPORT ServerDataManager {
   SvrDMItemPtr GetDataSet(const LocallyUniqueID& id) const;
 
   // The first dataset with this handle name, ignoring case; an empty pointer if there is none. The
-  // empty name finds datasets whose handle name was never set.
+  // empty name finds the first dataset whose handle name is empty, as it is initially.
   SvrDMItemPtr GetDataSet(const std::string& handle) const;
 
   // A handle to every dataset, in the order of registration.
@@ -136,7 +137,7 @@ class SDM_EXPORT ServerDataManager {
 
   // The holders and waiters of the locks of this registry and its datasets, at one moment. Includes
   // deleted datasets that still have handles. Empty while the monitor (LockMonitor.h) is off. Waits
-  // until a millisecond after the previous report, and calls the monitor's handler for long waits.
+  // until a millisecond after the previous report.
   // Threads: any. Takes neither the registry lock nor any lock of a dataset.
   LockReport GetLockReport() const;
 
@@ -171,8 +172,9 @@ class SDM_EXPORT ServerDataManager {
 
   // Notifies registry observers that the dataset was created: only once, when the dataset has a
   // data source, and never for a quiet dataset. Called by notification passes; Add notifies in the
-  // same way. If memory runs out before the first observer is called, the next call notifies the
-  // observers. An exception of an observer propagates, and the notice is not repeated.
+  // same way. If memory runs out before the first observer is called, std::bad_alloc propagates,
+  // and the next call notifies the observers. An exception of an observer propagates, and the
+  // notice is not repeated.
   // Threads: the thread that adds the dataset or holds its write lock. Takes the registry lock
   // while observers are notified.
   void NotifyCreate(SvrDMItem& item);

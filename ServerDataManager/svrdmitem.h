@@ -154,8 +154,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void ReleaseLock();
 
   // --- Counters: handles at work on the dataset ---
-  // The range is not checked: each failed try to write leaves the count of readers one too low (see
-  // SvrDMWriteableDataSource), possibly below zero.
+  // The range is not checked. If a constructor of SvrDMWriteableDataSource with `tryOnly` throws
+  // because the lock is not free, the count of readers stays one too low, possibly below zero.
   // Threads: any.
   int ReadersCount() const;
   int WritersCount() const;
@@ -185,7 +185,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // Threads: the thread that holds the write lock; also for the next three operations.
   void AddNotification(DataSetMsg* message);
 
-  // The queued messages, oldest first. Borrowed until a pass or ClearNotifications deletes them.
+  // The queued messages, oldest first. A message is borrowed until a pass, ClearNotifications or
+  // TruncateNotifications deletes it.
   const std::vector<DataSetMsg*>& Notifications() const { return notifications_; }
 
   // Deletes the queued messages.
@@ -223,8 +224,9 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void BulkVarMoves(bool bulk);
 
   // NotifyDelete: whether registry observers are notified of this dataset. NotifiedCreation:
-  // whether they were notified of its creation. SetNotifiedCreation returns true to only one of
-  // several threads; if that thread then cannot notify, it calls ClearNotifiedCreation.
+  // whether they were notified of its creation. SetNotifiedCreation sets this flag, and returns
+  // false if it was already set. A thread that gets true notifies the registry observers, or calls
+  // ClearNotifiedCreation if it cannot.
   // Threads: any.
   bool NotifyDelete() const;
   bool NotifiedCreation();
@@ -243,8 +245,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // --- Saved file, password, creation time ---
 
   // Opens the dataset's file for reading, tries to acquire an advisory lock against writing by
-  // other programs, and records the modification time. First closes a file that is open under
-  // another name, even if only the case differs. Does nothing if the file is open under this name;
+  // other programs, and records the modification time. First closes the open file if it has
+  // another name, even if only the case differs. Does nothing if the open file has this name;
   // opens nothing for an empty name. If the file cannot be opened, fails silently; the next call
   // tries again. If the lock is refused, the file stays open without the lock; the next call does
   // not try again.
@@ -313,8 +315,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
   bool AcquireWriteLockWithin(std::chrono::milliseconds longest, const char* label)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
-  // For thread-safety annotations: operations that require the write lock call this function first.
-  // It does nothing.
+  // Does nothing. Operations whose caller holds the write lock call this function before they use
+  // guarded fields, so that the thread-safety analysis knows that lock_ is held.
   void CallerHoldsWriteLock() const SDM_ASSERT_HELD(lock_) {}
   SDM_HIDDEN sdm_internal::LockRequest DataLock(bool forWriting) const;
 
