@@ -32,6 +32,11 @@ void RefuseZeroByte(const std::string& path) {
   if (path.find('\0') != std::string::npos) Refuse(path, "zero byte in the name");
 }
 
+void RefuseLong(const std::string& path, std::uintmax_t bytes) {
+  if (bytes <= kMaxFileBytes) return;
+  Refuse(path, "longer than " + std::to_string(kMaxFileBytes) + " bytes");
+}
+
 // Opens only regular files, because opening another kind of file, such as a pipe, may block.
 std::string ReadFile(const std::string& path) {
   RefuseZeroByte(path);
@@ -40,9 +45,7 @@ std::string ReadFile(const std::string& path) {
   if (error) Refuse(path, error.message());
   if (is_directory(status)) Refuse(path, TextOfError(EISDIR));
   if (!is_regular_file(status)) Refuse(path, "not a regular file");
-  if (std::filesystem::file_size(path, error) > kMaxFileBytes) {
-    Refuse(path, "longer than " + std::to_string(kMaxFileBytes) + " bytes");
-  }
+  RefuseLong(path, std::filesystem::file_size(path, error));
   std::ifstream file(path, std::ios::binary);
   if (!file) Refuse(path, TextOfError(errno));
   try {
@@ -105,6 +108,7 @@ std::size_t BootstrapFile::Save(const SvrBootstrapSpecs& specs, const std::strin
   RefuseZeroByte(path);
   std::string bytes;
   Serializer::serializeSpecs(specs, bytes);
+  RefuseLong(path, bytes.size());
   RefuseOtherContent(path);
   WriteFile(path, bytes);
   return bytes.size();

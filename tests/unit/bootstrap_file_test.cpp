@@ -166,6 +166,17 @@ TEST_F(BootstrapFileTest, DoesNotReplaceFilesWithOtherContent) {
   EXPECT_EQ(std::filesystem::file_size(Path("long")), kTooLong);
 }
 
+TEST_F(BootstrapFileTest, DoesNotWriteAFileThatIsTooLongToLoad) {
+  SvrBootstrapSpecs specs;
+  specs.SplitEnds().resize(kTooLong / 4);
+  const std::string path = Path("specs");
+  EXPECT_EQ(ErrorOf(path, [&] { BootstrapFile::Save(specs, path); }), "longer than 16777216 bytes");
+  EXPECT_THAT(Files(), IsEmpty());
+  specs.SplitEnds().resize(kTooLong / 4 - 20);
+  BootstrapFile::Save(specs, path);
+  EXPECT_EQ(BootstrapFile::Load(path)->SplitEnds().size(), kTooLong / 4 - 20);
+}
+
 TEST_F(BootstrapFileTest, DoesNotReplaceFoldersOrPipes) {
   std::filesystem::create_directory(Path("folder"));
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
