@@ -398,8 +398,8 @@ class StampedPass {
     if (newVar.GetType() != oldVar.GetType()) typeChanged_ = true;
   }
 
-  // Queues one message that deletes the view variables from `next_` on that are not taken: the
-  // source does not have them.
+  // Called after the last variable of the source. Queues one message that deletes the rest of the
+  // view: the variables from `next_` on, except the variables in `taken_`.
   void DeleteRest() {
     std::vector<ORVX_Variable> removed;
     removed.reserve(static_cast<std::size_t>(viewCount_ - next_ - taken_.Count(next_, viewCount_)));

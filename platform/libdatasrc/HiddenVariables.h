@@ -21,8 +21,9 @@
 #include <utility>
 #include <vector>
 
-// A filter hook. For each added source, it returns a FilteredDataSource that reads the added source
-// but lacks the hidden variables. The added source keeps these variables and their values.
+// A filter hook. For each added source with variables to hide, it returns a FilteredDataSource that
+// reads the added source but lacks these variables. The added source keeps the variables and their
+// values.
 //
 // Threads: one at a time.
 class SDM_EXPORT HiddenVariables final : public ORVX_DataSourceFilterHook {

@@ -73,8 +73,8 @@ class SDM_EXPORT ORVX_DataSource {
   // This class returns an iterator without rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
-  // The number of cells in a row of RowLayout(): 1 for each number, ceil(w / 8) for each string of
-  // w bytes.
+  // The number of cells in a row of this source. The variables of the source RowLayout() determine
+  // it: 1 cell for each number, ceil(w / 8) cells for each string of w bytes.
   virtual long GetObsAreaSize() const;
 
   // -1 if unknown. This class returns 0.

@@ -71,8 +71,9 @@ SDM_EXPORT std::vector<Difference> Differences(const ORVX_Variable& before,
 // In the functions below, `dictionary` is borrowed for the call. If it is null, they write
 // identifiers instead of names.
 
-// For example "popul", with the quotation marks. For an identifier that the dictionary does not
-// have: 1:7 (no such variable). For the null identifier: none.
+// Name returns the name of the variable, for example "popul", with the quotation marks. For an
+// identifier that the dictionary does not have, returns the text `1:7 (no such variable)`; for the
+// null identifier, the text `none`.
 SDM_EXPORT std::string Name(const ORVX_DataSource* dictionary, LocallyUniqueID id);
 SDM_EXPORT std::string Names(const ORVX_DataSource* dictionary,
                              const std::vector<LocallyUniqueID>& ids);

@@ -547,7 +547,8 @@ TEST_F(LockMonitorTest, ReportsTheRegistryLockAndItsWaiter) {
   std::optional<WatchedThread> asks;
   LockReport report;
   observer.onCreated = [&](LocallyUniqueID) {
-    static_cast<void>(registry_.GetDataSet(first_));  // a recursive lock is not reported
+    // Acquires and releases the registry lock again. The record of the outer lock must remain.
+    static_cast<void>(registry_.GetDataSet(first_));
     asks.emplace([&] { static_cast<void>(registry_.GetDataSet(first_)); });
     EXPECT_TRUE(asks->Waits());
     report = registry_.GetLockReport();

@@ -1,5 +1,6 @@
-// PlainComparison: the simplest comparison of two lists of variables and of weight, filter and
-// split. The library's fast comparison must produce exactly the same messages.
+// PlainComparison: compares the variables, weight, filter and split of two dictionaries in the
+// simplest way. The library's fast comparison must queue exactly the messages that PlainComparison
+// returns.
 
 #ifndef TESTS_SUPPORT_PLAINCOMPARISON_H_
 #define TESTS_SUPPORT_PLAINCOMPARISON_H_

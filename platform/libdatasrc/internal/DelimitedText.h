@@ -13,8 +13,9 @@
 
 namespace sdm_internal {
 
-// Reads byte by byte, for the header and for error messages; RecordBlock is faster. Quoting follows
-// RFC 4180. Throws DataFileError with the position of the first error.
+// Reads byte by byte, and so knows the position of each field. Used for the header, and to find the
+// position of an error. RecordBlock, which is faster, reads the other records. Quoting follows RFC
+// 4180. Throws DataFileError with the position of the first error.
 class DelimitedText {
  public:
   // Borrows `text`, which starts with a record. `path` and `begin`, the position of `text` in the
