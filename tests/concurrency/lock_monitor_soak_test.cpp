@@ -73,8 +73,8 @@ class Soak {
  public:
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
-    // Destroys handles for which workers may be waiting. So this thread acquires no lock that a
-    // waiting worker may hold.
+    // Workers may wait until this thread destroys a handle. So this thread must not wait for a lock
+    // that a waiting worker may hold.
     std::jthread releases([this](const std::stop_token& stop) {
       while (!stop.stop_requested()) {
         handedOver_.DestroyAll();

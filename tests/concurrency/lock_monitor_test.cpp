@@ -529,7 +529,7 @@ TEST_F(LockMonitorTest, ReportsTheNotificationMutexAndItsWaiter) {
     report = registry_.GetLockReport();
   };
   firstItem_->Register(observer);
-  support::WriteNothing(registry_, first_);  // the first pass reports every variable
+  support::WriteNothing(registry_, first_);  // makes the first pass, which reports everything
   registers->Join();
   firstItem_->Unregister(observer);
   firstItem_->Unregister(late);
@@ -678,8 +678,8 @@ TEST_F(LockMonitorTest, DetectsTwoReadersThatBothWaitToWrite) {
   }
   EXPECT_EQ(incidents[0].steps.front().wait.thread.label, "one");
   EXPECT_EQ(incidents[0].steps.back().blocker.thread.label, "one");
-  // The other two deadlocks begin and end with the second thread: it waits for itself, and for the
-  // first thread, which waits for it.
+  // The other two deadlocks begin and end with the second thread. In one, the second thread waits
+  // for itself; in the other, it waits for the first thread, which waits for the second thread.
   for (const std::size_t i : {1U, 2U}) {
     EXPECT_EQ(incidents[i].steps.front().wait.thread.label, "two");
     EXPECT_EQ(incidents[i].steps.back().blocker.thread.label, "two");
@@ -1060,7 +1060,7 @@ class LongWaitTest : public LockMonitorTest, public testing::WithParamInterface<
     observer.reaction = [&](SvrDMWriteableDataSource const*) { use(); };
     registryObserver.onCreated = [&](LocallyUniqueID) {
       firstItem_->Register(observer);
-      support::WriteNothing(registry_, first_);  // the first pass reports every variable
+      support::WriteNothing(registry_, first_);  // makes the first pass, which reports everything
       firstItem_->Unregister(observer);
     };
     registry_.Register(registryObserver);

@@ -118,7 +118,8 @@ std::string TrendsAsText(const ORVX_TrendsInfo& trends) {
          std::to_string(trends.seasonalPeriod) + " in a season";
 }
 
-// Formats the message with only the names of variables, and only the type of an extension.
+// Formats the message without the definitions of variables, and without the version and the bytes
+// of an extension.
 std::string Brief(Said said) {
   if (said.kind == Said::Kind::Extension) return "extension " + std::to_string(said.type);
   for (ORVX_Variable& variable : said.variables) {
