@@ -188,8 +188,8 @@ TEST_F(LockMonitorTest, ReportsAReaderWithItsThreadItsHandleAndTheirLabels) {
   EXPECT_TRUE(report.complete);
 }
 
-// The library updates the time of holds only while locks are acquired. If its thread is late, a
-// hold may appear older than it is, so the test tries several times.
+// The library's thread updates the time of holds only while locks are acquired. If this thread is
+// late, a hold may appear older than it is, so the test tries several times.
 TEST_F(LockMonitorTest, AHoldAfterAnIdleTimeShowsWhenItBegan) {
   constexpr auto kIdle = std::chrono::milliseconds(500);
   bool isExact = false;
