@@ -214,6 +214,28 @@ TEST_F(LockMonitorTest, TheTimesOfHoldsAdvanceWhileLocksAreAcquired) {
   EXPECT_TRUE(hasAdvanced);
 }
 
+TEST_F(LockMonitorTest, AHoldWithoutALabelDoesNotGetTheLabelOfAnEarlierHold) {
+  { const SvrDMInputDataSource labelled(firstItem_, false, "earlier"); }
+  const SvrDMInputDataSource reader(firstItem_, false);
+  EXPECT_EQ(registry_.GetLockReport().holds.at(0).label, "");
+}
+
+TEST_F(LockMonitorTest, ReportsManyHoldsOfOneThreadInTheOrderOfAcquisition) {
+  std::vector<std::unique_ptr<SvrDMInputDataSource>> readers;
+  for (int i = 0; i < 100; ++i) {
+    readers.push_back(std::make_unique<SvrDMInputDataSource>(firstItem_, false));
+  }
+  for (const int released : {99, 50, 0}) readers.erase(readers.begin() + released);
+
+  std::vector<const void*> expected;
+  for (const auto& reader : readers) expected.push_back(reader.get());
+  std::vector<const void*> reported;
+  for (const LockReport::Entry& hold : registry_.GetLockReport().holds) {
+    reported.push_back(hold.handle);
+  }
+  EXPECT_EQ(reported, expected);
+}
+
 // The text has a heading for each lock: first the locks that are held, then the other locks. Each
 // of the two groups has the order of the report.
 TEST(LockReportText, ListsTheHoldersAndWaitersOfEachLock) {
