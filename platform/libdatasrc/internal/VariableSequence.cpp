@@ -389,8 +389,8 @@ void VariableSequence::RebuildTable() noexcept {
 }
 
 // Reserves the position table for a list of `size` variables, so that RebuildTable cannot fail.
-// If the table must grow, reserves twice the necessary entries, so that repeated growth takes linear
-// time.
+// If the table must grow, reserves twice the necessary entries, so that repeated growth takes
+// linear time.
 void VariableSequence::ReserveTable(int size) {
   const std::size_t entries = static_cast<std::size_t>(size / kStride) + 1;
   if (entries > runAt_.capacity()) runAt_.reserve(2 * entries);
