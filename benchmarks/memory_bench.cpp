@@ -79,7 +79,8 @@ class NoChannel final : public PackageProxy {
 };
 
 // The memory that a change stream allocates when it is registered, and the additional memory that
-// it keeps after a pass. The dictionary caches the digest, so a stream needs no memory for it.
+// it keeps after a pass. The digest takes no memory in the stream: the dictionary caches its
+// hashes.
 void Streams(benchmark::State& state) {
   BenchDataset dataset(/*variables=*/1000);
   NoChannel channel;

@@ -76,7 +76,8 @@ class SDM_EXPORT ChangeFrame final : public MessageGlue<ChangeFrame> {
   void SerializeBody(VStream& stream);
 };
 
-// Decodes a frame. Throws VStreamError if `bytes` is not exactly one valid frame.
+// Decodes a frame, but not its messages: Messages() does that. Throws VStreamError if `bytes` is
+// not exactly one frame.
 // Threads: any.
 SDM_EXPORT ChangeFrame ReadChangeFrame(std::string_view bytes);
 

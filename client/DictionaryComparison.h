@@ -17,7 +17,7 @@ class ORVX_DataSource;
 
 // Texts are as in liborvxdemg/DictionaryText.h.
 //
-// Threads: any.
+// Threads: any thread that may read the dictionaries.
 namespace DictionaryComparison {
 
 struct Property {

@@ -22,7 +22,7 @@ class ORVX_DataSource;
 // the dictionary has no such variable. A missing number is null, an infinite number a string,
 // "Infinity" or "-Infinity". Bytes that are not UTF-8 become U+FFFD.
 //
-// Threads: any.
+// Threads: any thread that may read the dictionary.
 namespace DictionaryJson {
 
 // An array with one object for each variable, which has the variable's whole definition.
@@ -33,7 +33,8 @@ SDM_EXPORT std::string Properties(const ORVX_DataSource& dictionary);
 
 // An object with the members that all messages have, such as the name of the message; the arguments
 // of this message; and names and old values from `before`, the dictionary before the message is
-// applied.
+// applied. If `before` does not have a modified variable, the old definition is that of an empty
+// variable. Throws std::invalid_argument if the message has invalid text of sets or attributes.
 SDM_EXPORT std::string Change(const DEMessages::DataSetMsg& message, const ORVX_DataSource& before);
 
 }  // namespace DictionaryJson

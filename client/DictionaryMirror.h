@@ -19,8 +19,8 @@
 
 class ORVX_DataSource;
 
-// Thrown if a message cannot be applied to the mirror. what() has the signature of the message, its
-// position in the pass, and the reason.
+// Thrown if a message cannot be applied to the mirror. what() has the signature of the message, the
+// reason and, if a whole pass is applied, the position of the message in the pass.
 class SDM_EXPORT MirrorError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -43,7 +43,8 @@ class SDM_EXPORT MirrorError : public std::runtime_error {
 //     the last file specification that was reported
 // Messages do not carry cases, handle name, file name, password and window state.
 //
-// Messages refer to variables by identifier, so identifiers in a mirror are unique and not null.
+// Most messages refer to variables by identifier, so identifiers in a mirror are unique and not
+// null.
 //
 // Threads: not safe; one thread at a time.
 class SDM_EXPORT DictionaryMirror {

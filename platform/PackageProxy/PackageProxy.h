@@ -10,8 +10,10 @@ class VSerializable;
 
 // Implemented by the client communication layer. Never deleted through this interface.
 //
-// Threads: defined by the implementation. Messages about one dataset are sent one at a time,
-// because the sender holds the dataset's write lock.
+// Threads: defined by the implementation. The sender of an error report or a pass holds the write
+// lock of the dataset, so these messages about one dataset are sent one at a time. The sender of a
+// snapshot holds only a read lock. So if several streams (ChangeStreamObserver) use one proxy, they
+// may send snapshots of one dataset at the same time.
 class SDM_EXPORT PackageProxy {
  public:
   // Serialises `message`, which is borrowed for the call and never null, and sends it to the client

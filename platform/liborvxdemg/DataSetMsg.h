@@ -22,8 +22,9 @@ class VStream;
 namespace DEMessages {
 
 // The base class of all change messages. Constructors copy their arguments. After construction,
-// only two operations change a message: decoding, and ImputationInfoMsg::RowsPerImputation. To
-// decode, default-construct a message and call VSInitSerialization with a stream that reads.
+// only three operations change a message: decoding, SetName and
+// ImputationInfoMsg::RowsPerImputation. To decode, default-construct a message and call
+// VSInitSerialization with a stream that reads.
 //
 // Threads: several threads may read one message, but not while it is encoded or decoded.
 class SDM_EXPORT DataSetMsg : public VSerializable {

@@ -21,7 +21,7 @@ class ORVX_DataSource;
 
 // The functions that return `const char*` return string literals.
 //
-// Threads: any.
+// Threads: any thread that may read the arguments.
 namespace DictionaryText {
 
 SDM_EXPORT std::string Quoted(std::string_view text);
@@ -94,7 +94,7 @@ SDM_EXPORT std::string Sets(const ORVX_DataSource* dictionary,
 SDM_EXPORT std::string SetSizes(const std::vector<VariableSet>& sets);
 
 // The bytes in quotes if they are UTF-8 without ASCII control characters, at most 60 bytes long;
-// otherwise their number, such as "944 bytes".
+// otherwise their number, such as "944 bytes". For no bytes, the text `none`.
 SDM_EXPORT std::string Bytes(std::string_view bytes);
 
 }  // namespace DictionaryText

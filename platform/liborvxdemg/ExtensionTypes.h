@@ -12,7 +12,7 @@
 
 namespace DEMessages {
 
-// The only extension of a data source whose changes are sent. The other types in this file are for
+// Messages carry only this extension of a data source. The other types in this file are for
 // properties that are not extensions but are sent as text in an ExtensionsMsg.
 inline constexpr int kOwnExtension = 0;
 

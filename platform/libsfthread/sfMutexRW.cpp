@@ -12,8 +12,9 @@ namespace {
 // writes are released only under mutex_.
 constexpr unsigned kWriting = 1, kAwaited = 2, kRead = 4;
 constexpr std::chrono::milliseconds kFirstClosing{80}, kLongestClosing{1280};
-// The lock that this thread last asked to read, and how many of its reads this thread holds. Only a
-// hint: other threads may release these reads, and reads of earlier locks are forgotten.
+// `first`: the lock that this thread last asked to read. `second`: the number of its reads of
+// `first` since it last read another lock, minus its calls of unlock(). Only a hint: other threads
+// may release these reads, and the thread may still hold reads of `first` from before.
 [[gnu::tls_model("initial-exec")]] thread_local std::pair<const sfMutexRW*, int> mine;
 }  // namespace
 

@@ -24,9 +24,10 @@
 //   A held lock may be destroyed.                   MutexRWLifetime.MayBeDestroyedWhileHeld
 //   All of this combined.                           MutexRWModel, MutexRWStress
 //
-// While a writer waits for reads to be released, new reads are blocked for at most 80 ms. Then they
-// are admitted for 20 ms, blocked for at most 160, admitted for 40, ..., up to 1.28 s, until the
-// writer is admitted. During the first 80 ms, a thread that already reads is not blocked.
+// While a writer waits for reads to be released, new reads are blocked for at most 80 ms, then
+// admitted for 20 ms, then blocked for at most 160 ms, then admitted for 40 ms, and so on until the
+// writer is admitted. The times double up to 1.28 s and 320 ms. During the first 80 ms, a thread
+// that already reads is not blocked if it has read no other sfMutexRW in the meantime.
 //
 // The public functions are SDM_UNCHECKED, because the analysis does not see that a change of state_
 // acquires or releases the lock.
@@ -34,7 +35,8 @@
 // Threads: any. The lock must not be destroyed while a thread waits for it.
 class SDM_EXPORT SDM_CAPABILITY("mutex") sfMutexRW {
  public:
-  // Wait for the lock. A thread that already holds a conflicting lock deadlocks.
+  // Wait for the lock. A thread that itself holds a conflicting read or write waits until another
+  // thread releases that read or write.
   void readLock() SDM_ACQUIRE_SHARED() SDM_UNCHECKED;
   void writeLock() SDM_ACQUIRE() SDM_UNCHECKED;
   // Never wait. tryReadLock fails if readLock() would wait, tryWriteLock if the lock is not free.

@@ -32,8 +32,8 @@ class SDM_EXPORT VSerializable : public VUGlobal {
   virtual VSerializable* VSClone() const = 0;
 
   // Encodes or decodes this object: signature, version and fields (see ForeignProcess). Returns
-  // true. Throws VStreamError if the bytes are not an object of this class; this object may then be
-  // partly decoded.
+  // true. Decoding throws VStreamError if the bytes are not an object of this class; this object
+  // may then be partly decoded. Encoding throws if a field cannot be encoded (see VStream).
   virtual bool VSInitSerialization(VStream& stream) = 0;
 
   // The signature of the object's class. Never null; valid for the lifetime of the program.

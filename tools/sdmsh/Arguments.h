@@ -53,7 +53,7 @@ Line ParseLine(std::string_view text);
 std::string AsTyped(const std::string& word, bool isWhole = true);
 
 // Returns a command in backquotes, as an error text suggests it to a caller: `@recode write "my
-// data"`.
+// data"`. Omits @NAME for the main caller.
 std::string CommandText(const std::string& caller, const std::vector<std::string>& words);
 
 // Returns a remark for an error about an unknown name: "; did you mean \"age\"?", or empty if no
@@ -115,9 +115,9 @@ class Arguments {
   std::size_t next_ = 0;
 };
 
-// A member of an event in JSON. Members are made even if the output is words; the value must then
-// be neither an array nor an object, because the destructor of such a value allocates memory, and
-// ends the process if memory runs out.
+// A member of an event in JSON. The value must be neither an array nor an object: members are made
+// even if the output is words, and the destructor of an array or object allocates memory, and ends
+// the process if memory runs out.
 struct Member {
   const char* name;
   Json value;

@@ -159,7 +159,7 @@ void ReplaceSource(Call& call) {
     const int position = NumberPositionOf(present, selector, "select cases");
     const LocallyUniqueID selectorID = present.GetVariable(position).GetID();
     source = std::make_unique<FilteredDataSource>(&present, selectorID);
-    source->SetDirty(present.IsDirty());  // FilteredDataSource does not copy it
+    source->SetDirty(present.IsDirty());  // FilteredDataSource does not copy the dirty flag
   }
   writer.SetDataSet(std::move(source));
 }

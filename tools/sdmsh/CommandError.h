@@ -22,7 +22,8 @@ class CommandError : public std::runtime_error {
 };
 
 // Returns the text of the current exception: a std::exception, an ErrorMsg, or an int, which the
-// library throws if it cannot acquire a lock. Must be called in a catch block.
+// library throws if it cannot acquire a lock. An exception of any other type propagates. Must be
+// called in a catch block.
 std::string ExceptionText();
 
 // From now on, SIGINT sets a flag and does not end the program. A process that was started with

@@ -43,7 +43,8 @@ bool IsKeyword(const std::string& token) {
 // Returns the tokens that can follow these words of a command. For example, with the grammar
 // "DATASET NAME [numeric|string:WIDTH] [before VARIABLE] [label TEXT]" of `insert`:
 // - after `insert`, the tokens before the first blank of the grammar: DATASET;
-// - after `insert survey`, the later tokens, without options that follow an argument: NAME;
+// - after `insert survey`, the tokens after that blank, without options that follow an argument:
+//   NAME;
 // - after a keyword with a token after it, as in `insert survey age2 before`: that token, VARIABLE;
 // - otherwise, as in `insert survey age2`, all tokens after the first blank of the grammar.
 std::vector<std::string> TokensAfter(const std::vector<std::string>& words,

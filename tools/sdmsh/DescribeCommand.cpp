@@ -76,7 +76,8 @@ std::string GroupText(const Description& description, const Summary::Key& key) {
 }
 
 // Formats a date or time, rounded to seconds, if `format` is for dates or times; otherwise a number
-// with six significant digits. Returns an empty text for a NaN, a statistic that is not defined.
+// with six significant digits. Returns an empty text for a NaN, which stands for a statistic that
+// is not defined.
 std::string Rounded(double number, const VariableFormat& format = {}) {
   if (std::isnan(number)) return "";
   const std::string date = FormatValue(format, std::round(number));

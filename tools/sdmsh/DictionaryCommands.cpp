@@ -120,7 +120,7 @@ void MoveVariable(Call& call) {
   const int from = PositionOf(source, name);
   if (!toPosition) {
     to = PositionOf(source, before);
-    if (from < to) --to;  // the list is one shorter after the variable is deleted
+    if (from < to) --to;  // the position of `before` once the moved variable is taken out
   }
   if (to >= source.ColumnCount()) {
     throw CommandError("there are only " + std::to_string(source.ColumnCount()) + " positions");

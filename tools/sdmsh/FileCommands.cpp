@@ -51,9 +51,9 @@ void RefuseTouched(const Call& call, const std::string& file) {
 }
 
 // Returns the delimiter for saving the dataset over `file`: the delimiter with which the shell last
-// opened or saved this file. In three cases returns 0, with which the name of the file determines
-// the delimiter: if the file is a .tsv or .tab file, if the shell has not opened or saved it, and
-// if the delimiter is a space, because a file cannot be saved with spaces.
+// opened or saved `file`. Returns 0, with which the name of the file determines the delimiter, in
+// three cases: if the name ends with .tsv or .tab, if the shell has neither opened nor saved
+// `file`, and if the delimiter is a space, because a file cannot be saved with spaces.
 char KeptDelimiter(const OpenDataset& dataset, const std::string& file) {
   if (file.ends_with(".tsv") || file.ends_with(".tab")) return 0;
   const char delimiter = dataset.DelimiterOf(file);

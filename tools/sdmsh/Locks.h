@@ -154,9 +154,9 @@ class CallerLocks {
   // Releases the last lock that the caller acquired on the dataset, even while the caller waits for
   // another lock. Prints the messages that observers receive, and which callers get the lock.
   // Refused if the caller holds no lock on the dataset. If the notification pass throws, the lock
-  // stays held.
+  // stays held. If the dataset's ChangeLog has failed, throws CommandError after the release.
   void Release(Caller& caller, DatasetPtr dataset);
-  // Releases all locks of the caller in the same way, the last acquired first.
+  // Calls Release for each lock of the caller, the last acquired first. Stops if Release throws.
   void ReleaseAll(Caller& caller);
 
   // A handle of the last lock that the caller acquired on the dataset. If there is none, acquires a
@@ -167,7 +167,8 @@ class CallerLocks {
   ReaderPtr Read(const Caller& caller, OpenDataset& dataset) const;
   // The caller's writer. Refused if the caller does not hold the write lock or waits for a lock.
   SvrDMWriteableDataSource& Writer(const Caller& caller, const OpenDataset& dataset) const;
-  // Notifies observers of the changes so far and keeps the lock. Refused like Writer.
+  // Notifies observers of the changes so far and keeps the lock. Refused like Writer. If the
+  // dataset's ChangeLog has failed, throws CommandError after the pass.
   void Notify(const Caller& caller, const OpenDataset& dataset);
 
   // Reports are a millisecond apart, so make one report for many datasets.
@@ -180,7 +181,8 @@ class CallerLocks {
   std::vector<DatasetPtr> WithClosed(std::vector<DatasetPtr> datasets) const;
   // The lock that the caller waits for; null if there is none.
   const Hold* Asked(const Caller& caller) const;
-  // The last lock acquired by the caller for which `matches` returns true; null if there is none.
+  // Of the locks that the caller has acquired, the last lock for which `matches` returns true; null
+  // if there is none.
   const Hold* FindLast(const Caller& caller, const std::function<bool(const Hold&)>& matches) const;
 
   // Releases all locks, and then the locks that waiting callers acquire as a result. Stops at a

@@ -136,7 +136,7 @@ class ProgressBar {
   ~ProgressBar();  // removes the bar
 
   // Returns true. Throws CommandError after ctrl-C: see GiveUpIfInterrupted. A `total` of 0
-  // means that the total is unknown.
+  // means that the total is unknown; the call then draws no bar.
   bool operator()(std::uint64_t done, std::uint64_t total);
 
  private:

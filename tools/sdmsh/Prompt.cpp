@@ -169,7 +169,8 @@ class Terminal {
     givenUp_ = false;
     int count = 0;
     el_resize(editor_.get());
-    // Raw mode before the prompt: el_gets handles keys that are typed before it is called.
+    // Starts raw mode now, so that el_gets also handles keys that are typed before el_gets is
+    // called.
     el_set(editor_.get(), EL_PREP_TERM, 1);
     const char* const text = el_gets(editor_.get(), &count);
     line.clear();

@@ -13,14 +13,13 @@ namespace sdmsh {
 
 class Shell;
 
-// Each function runs commands until the end of the input or `quit`, then releases the locks of all
-// callers. It returns false if a caller was left waiting, if releasing the locks, reading the input
-// or writing the output failed, or for a reason given below. It runs no more commands after the
-// output failed.
+// PlayInput and RunPrompt run commands until the end of the input or `quit`, or until writing the
+// output fails, and then release the locks of all callers. They return false if a caller was left
+// waiting, or if releasing the locks, reading the input or writing the output failed.
 
-// Returns false if a command failed. `script` is the name of the script; empty for other input. A
-// script stops at the first command that fails, and its failures are reported with its name and the
-// number of the line.
+// Also returns false if a command failed. `script` is the name of the script; empty for other
+// input. A script stops at the first command that fails, and its failures are reported with its
+// name and the number of the line.
 bool PlayInput(Shell& shell, std::istream& input, const std::string& script = "");
 
 // Reads commands from the terminal of this process, with a prompt, line editing and completion by

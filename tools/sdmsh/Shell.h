@@ -50,10 +50,10 @@ class Shell {
   using WatchMap = std::map<std::string, std::unique_ptr<ServerDataManagerObserver>>;
   WatchMap& Watches() { return watches_; }
 
-  // The dataset in the registry with this handle name (ignoring case) or this identifier, written
-  // domain:serial. If the registry has no such dataset, finds a closed dataset on which `caller`
-  // still holds or waits for a lock; if several match, the dataset that `caller` locked last.
-  // Throws CommandError if there is no such dataset.
+  // The open dataset with this handle name (ignoring case) or this identifier, written
+  // domain:serial. If there is no such open dataset, finds a closed dataset on which `caller` still
+  // holds or waits for a lock; if several match, the dataset that `caller` locked last. Throws
+  // CommandError if no closed dataset matches either.
   DatasetPtr Find(const Caller& caller, const std::string& nameOrID) const;
   // Throws CommandError if a dataset cannot have this name: if it is empty, reads like an
   // identifier, or belongs to a dataset other than `renamed`, which may be null.
@@ -79,7 +79,8 @@ class Shell {
 
   // Releases the locks of all callers, so that every waiting caller gets its lock and releases it.
   // Reports each caller that was waiting, and each error, as a failure of the script `file`.
-  // Returns false if anything was reported or the output failed.
+  // Returns false if anything was reported or the output failed. Throws std::bad_alloc if memory
+  // runs out or some output was lost.
   bool CloseDown(const std::string& file);
   // To be called after CloseDown. Returns whether a caller still waits for a lock. No caller can
   // release that lock any more, so the wait never ends.

@@ -11,10 +11,11 @@ class VStream;
 
 namespace DEMessages {
 
-// Encode or decode a variable with all its fields, or a counted list of variables. Decoding throws
-// VStreamError for an invalid field, such as an unknown enumerator, a negative type, the label of a
-// NaN, or value labels or attributes that are not in ascending order. The variable is then partly
-// decoded.
+// SerializeVariable encodes or decodes all fields of a variable. SerializeVariables does so for a
+// list: the number of variables, then each variable. Decoding throws VStreamError for an invalid
+// field, such as an unknown enumerator, a negative type, the label of a NaN, or value labels or
+// attributes that are not in ascending order; the variable or list is then partly decoded. Encoding
+// also throws VStreamError for an unknown enumerator.
 void SerializeVariable(VStream& stream, ORVX_Variable& variable);
 void SerializeVariables(VStream& stream, std::vector<ORVX_Variable>& variables);
 

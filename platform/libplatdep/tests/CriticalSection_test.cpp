@@ -54,7 +54,7 @@ TEST(CriticalSection, IsHeldByOneThreadAtATime) {
   EXPECT_EQ(sum, kThreads * kRounds);
 }
 
-// Interleaving: any. If the end of the inner lock released the section, the sum would be wrong, and
+// Interleaving: any. If the end of the inner lock released the section, the sum could be wrong, and
 // the thread sanitizer would report a race.
 TEST(CriticalSection, StaysHeldUntilTheOutermostLockIsDestroyed) {
   CriticalSection section;

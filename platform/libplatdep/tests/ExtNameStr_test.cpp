@@ -24,7 +24,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// Opens the same file independently, like another program.
+// Opens a file without ExtNameStr, like another program.
 class OtherProgram {
  public:
   explicit OtherProgram(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_CLOEXEC)) {}

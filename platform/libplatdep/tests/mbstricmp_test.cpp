@@ -62,7 +62,7 @@ TEST(CaselessCompare, FoldsLettersOutsideTheBasicPlane) {
 }
 
 TEST(CaselessCompare, TheKelvinSignEqualsK) {
-  EXPECT_TRUE(AreEqual("\u212A", "k"));  // the Kelvin sign
+  EXPECT_TRUE(AreEqual("\u212A", "k"));
 }
 
 TEST(CaselessCompare, DoesNotNormalise) {

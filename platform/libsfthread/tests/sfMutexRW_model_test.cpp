@@ -270,8 +270,8 @@ std::string ToText(const std::vector<Step>& steps) {
   return words;
 }
 
-// Three threads. Each run uses a new lock, because a thread remembers the last lock that it
-// acquired for reading.
+// Three threads. Each run uses a new lock, because a thread remembers its reads of the last lock
+// that it read, even those of an earlier run.
 class Stage {
  public:
   // Runs the steps. Returns whether the lock agreed with the model; false if the run took too long.

@@ -111,8 +111,8 @@ class Stress {
   void Run(std::chrono::seconds length, unsigned seed) {
     const auto end = Clock::now() + length;
     std::vector<std::jthread> supporters;
-    // This thread releases locks that other threads pass to it, and acquires no lock. So threads
-    // that wait for such a release cannot deadlock.
+    // Starts a thread that releases locks for other threads. That thread acquires no lock itself,
+    // so it never waits for a lock, and it releases every lock that is passed to it.
     supporters.emplace_back([this](std::stop_token stop) { DoJobs(toEnd_, stop); });
     for (int helper = 0; helper < kHelpers; ++helper) {
       supporters.emplace_back([this](std::stop_token stop) { DoJobs(toHelp_, stop); });

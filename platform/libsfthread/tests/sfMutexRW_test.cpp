@@ -466,7 +466,7 @@ TEST_F(MutexRWBehindAWriter, TheNextWriterStartsWithTheShortestDelayAgain) {
     for (int longer = 1; longer <= 4; longer *= 2) {
       ExpectToRead(comes);
       // The lock blocked readers for `longer` * 80 ms, and now admits readers for `longer` * 20 ms.
-      // Sleeps for longer than that, so that the lock blocks readers again.
+      // Sleeps until after these 20 ms (40, 80 ms), so that the lock blocks readers again.
       std::this_thread::sleep_for(longer * kFirstClosing / 3);
     }
     EndReads(4);
@@ -743,9 +743,10 @@ TEST(MutexRWFairness, AWriterIsAdmittedWhile200MillisecondReadsOverlapForever) {
   lock.unlock();
 }
 
-// Interleaving: two threads release each other's reads, so the lock always counts both threads as
-// readers. If the lock always let a reader read again, the writer would wait forever. A thread
-// releases its own read if the other thread waits for the lock.
+// Interleaving: other threads release the first read of each of two threads; then the two threads
+// release each other's reads. So each thread has always acquired more reads than it has released,
+// as if its next read were nested. If the lock always admitted such a read, the writer would wait
+// forever. A thread releases its own read if the other thread waits for the lock.
 TEST(MutexRWFairness, AWriterIsAdmittedWhileThreadsReleaseEachOthersReadsForever) {
   sfMutexRW lock;
   std::array<std::atomic<bool>, 2> hasToEnd = {};

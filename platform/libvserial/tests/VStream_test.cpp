@@ -126,7 +126,7 @@ TEST(VStreamRoundTrip, PreservesStringsOfAnyBytes) {
                                                   std::string(100'000, 'x')});
 }
 
-// Has a field for each type of value that VStream encodes. Serialize encodes and decodes all
+// One field for each type of value that VStream encodes. Serialize both encodes and decodes the
 // fields.
 struct Everything {
   bool truth = false;
