@@ -8,8 +8,7 @@
 #include <utility>
 
 void ChangeLog::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
-  if (!interrupted_) pass_.clear();
-  interrupted_ = true;  // stays true if Add runs out of memory
+  if (added_ == 0) pass_.clear();
   try {
     if (failure_.empty()) Add(*writer);
   } catch (const std::bad_alloc&) {
@@ -17,19 +16,20 @@ void ChangeLog::OnDataSetChanged(SvrDMWriteableDataSource const* writer) {
   } catch (const std::exception& error) {
     failure_ = error.what();
   }
-  interrupted_ = false;
+  added_ = 0;
   ++passCount_;
 }
 
 void ChangeLog::Add(SvrDMWriteableDataSource const& writer) {
   const std::vector<DataSetMsg*>& messages = writer.GetNotifications();
   pass_.reserve(messages.size());  // so that push_back cannot fail after Apply
-  while (pass_.size() < messages.size()) {
-    const DataSetMsg& message = *messages[pass_.size()];
+  for (; added_ < messages.size(); ++added_) {
+    const DataSetMsg* const message = messages[added_];
+    if (message == nullptr) continue;
     const ORVX_DataSource& before = mirror_.Dictionary();
-    std::string text = format_ == Format::Json ? DictionaryJson::Change(message, before)
-                                               : message.ToString(&before);
-    mirror_.Apply(message);
+    std::string text = format_ == Format::Json ? DictionaryJson::Change(*message, before)
+                                               : message->ToString(&before);
+    mirror_.Apply(*message);
     pass_.push_back(std::move(text));
   }
 }

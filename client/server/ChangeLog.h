@@ -12,6 +12,7 @@
 #include <ServerDataManager/Export.h>
 #include <ServerDataManager/SvrDMDataSetObserver.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -39,7 +40,8 @@ class SDM_EXPORT ChangeLog final : public SvrDMDataSetObserver {
   // succeeded.
   void OnDataSetChanged(SvrDMWriteableDataSource const* writer) override;
 
-  // The text of each message of the current pass, or of the last pass if none is running.
+  // The text of each message of the current pass, or of the last pass if none is running. Null
+  // pointers in the queue have no text.
   const std::vector<std::string>& Pass() const { return pass_; }
   // The number of passes that have notified the log.
   int PassCount() const { return passCount_; }
@@ -57,7 +59,9 @@ class SDM_EXPORT ChangeLog final : public SvrDMDataSetObserver {
   const Format format_;
   DictionaryMirror mirror_;
   std::vector<std::string> pass_;
-  bool interrupted_ = false;  // whether pass_ is incomplete because the pass ran out of memory
+  // The number of messages of the running pass that Add has finished. Not 0 at the start of a pass
+  // that is repeated because it ran out of memory.
+  std::size_t added_ = 0;
   int passCount_ = 0;
   std::string failure_;
 };

@@ -71,6 +71,15 @@ TEST_F(ChangeLogsInJson, HaveTheJsonOfEachMessage) {
                                                      HasSubstr(R"("name":"B")"))));
 }
 
+TEST_F(ChangeLogs, OmitNullMessages) {
+  support::Write(registry, id, [](SvrDMWriteableDataSource& writer) {
+    writer.AddNotification(nullptr);
+    writer->SetWeightVar(1);
+  });
+  EXPECT_THAT(log.Pass(), ElementsAre(HasSubstr("\"B\"")));
+  EXPECT_EQ(log.Failure(), "");
+}
+
 TEST_F(ChangeLogs, KeepTheMirrorAsItWasBeforeAMessageThatDoesNotFit) {
   QueueUnfitMessage();
   EXPECT_THAT(log.Failure(), HasSubstr("WeightVarMsg"));
