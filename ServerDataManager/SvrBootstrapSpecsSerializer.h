@@ -71,7 +71,7 @@ class SDM_EXPORT SvrBootstrapSpecsSerializer {
     std::string Problem() const;
 
     Finding finding;
-    ByteOrder byteOrder;  // compared with this machine; Native if the mark is truncated
+    ByteOrder byteOrder;  // of the bytes; Native if the byte-order mark is truncated
     std::size_t size;     // of the specification, in bytes; 0 if not Whole
     std::size_t offset;   // where the invalid field starts; if Whole, where the specification ends
   };

@@ -71,7 +71,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // an iterator.
   static ORVX_DataSource* ParentOf(ORVX_DataSource const& source);
 
-  // The owned source; null for none. Borrowed as long as any copy lives.
+  // The owned source; null for none. Borrowed as long as this clone or any copy of the clone lives.
   ORVX_DataSource const* Source() const;
 
  private:

@@ -51,10 +51,10 @@ function(sdm_library_settings target)
   target_link_options(${target} PRIVATE ${SDM_NO_UNDEFINED_SYMBOLS})
 endfunction()
 
-# sdm_find_c_library(foo foo.h) defines the target sdm_foo for the private dependency libfoo. Link
-# ${sdm_foo}: it stands for the target in this build, and for the library name foo in the installed
-# package. The package of a static build lists its private dependencies, but does not contain the
-# target sdm_foo.
+# sdm_find_c_library(foo foo.h) defines the target sdm_foo for the private dependency libfoo, and the
+# variable sdm_foo. To link libfoo, use ${sdm_foo}: in this build, it means the target; in the
+# installed package, it means the library name foo, because the package of a static build lists its
+# private dependencies, but does not contain the target.
 function(sdm_find_c_library name header)
   string(TOUPPER ${name} prefix)
   find_path(${prefix}_INCLUDE_DIR ${header} REQUIRED)

@@ -988,7 +988,7 @@ TEST_F(SavedFile, IsOpenedWithTimeZeroIfItsTimeCannotBeRead) {
 // ---------------------------------------------------------------------------------------------
 // The creation time
 
-// Returns a date value. The platform library that defines date values converts the arguments.
+// Returns the date value of this date and time.
 double DateValue(long day, long month, long year, long hour, long minute, double second) {
   double value = 0;
   EXPECT_EQ(iDMY2Orvx(day, month, year, hour, minute, second, &value), 0);

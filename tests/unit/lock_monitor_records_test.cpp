@@ -1,5 +1,5 @@
-// The lock monitor's records of simultaneous waits, and its behaviour when memory runs out. Most
-// tests use no real locks. Also tests that the monitor needs no memory while it is off.
+// The lock monitor's records of simultaneous waits and of locks that stay held; its behaviour when
+// memory runs out; and that it needs no memory while it is off. Most tests use no real locks.
 
 #include <liborvxdemg/ResetUndoMsg.h>
 #include <ServerDataManager/LockMonitor.h>

@@ -97,7 +97,8 @@ void Output::Fail(const std::string& file, int line, std::string_view text) noex
     if (line > 0) err_ << ":" << line;
     err_ << ": " << text << (look_.colourErrors ? kPlain : "") << std::endl;
   });
-  lost_ = lost;  // a lost failure does not count: the command has failed anyway
+  // TakeLoss does not report the loss of this text, because the command has failed anyway.
+  lost_ = lost;
   SayNotices();
 }
 

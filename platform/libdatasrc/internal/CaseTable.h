@@ -86,8 +86,8 @@ class CaseTable::Edit {
   // Converts numbers to texts for a string variable, and texts to numbers for a numeric variable.
   // Call Own once for each column. The returned column may be changed after Commit.
   CaseColumn* Own(LocallyUniqueID id, int type, std::size_t moreRows, std::size_t moreBytes);
-  // OwnAll prepares all columns, OwnOthers the columns that `isOwned` rejects, with room for
-  // `moreRows` additional rows.
+  // OwnAll prepares all columns. OwnOthers prepares only the columns for which `isOwned` returns
+  // false. Both make room for `moreRows` additional rows.
   void OwnAll(std::size_t moreRows);
   void OwnOthers(const std::function<bool(LocallyUniqueID)>& isOwned, std::size_t moreRows);
   void Replace(LocallyUniqueID id, CaseColumn column);
