@@ -25,7 +25,7 @@ class BlankRows final : public ObsIterator {
   }
 
  private:
-  const ObsProjector blank_;  // its input has no variables, so each value is blank
+  const ObsProjector blank_;  // writes only missing values: its input has no variables
   const std::function<void()> onNext_;
   long long left_;
   OBS* const area_;

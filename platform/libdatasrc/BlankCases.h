@@ -17,9 +17,9 @@ class SDM_EXPORT BlankCases final : public ORVX_DataSource {
  public:
   // Copies the dictionary. `caseCount` must not be negative.
   //
-  // Next() of an iterator calls `onNext` first, on the calling thread; an exception of `onNext`
-  // propagates, and the next call continues with the same case. By throwing, `onNext` can stop a
-  // filtered source, which may skip all cases in one Next(). An empty function is never called.
+  // Next() of an iterator first calls `onNext`, on the calling thread. An exception of `onNext`
+  // propagates, and no case is skipped. So `onNext` can stop a FilteredDataSource that rejects
+  // every case: one Next() of its iterator reads all cases. An empty function is never called.
   BlankCases(const ORVX_DataSource& dictionary, long long caseCount,
              std::function<void()> onNext = {});
   ~BlankCases() override;

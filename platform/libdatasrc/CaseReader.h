@@ -19,9 +19,9 @@
 
 class ORVX_DataSource;
 
-// Reads the values of the variables in the source's own dictionary, even if its rows have the
-// layout of another dictionary (RowLayout()). Later changes of the dictionary have no effect. Keeps
-// one row in memory.
+// Reads the values of the variables in the source's own dictionary, even if the rows of the source
+// have the layout of another dictionary (RowLayout()). Later changes of the dictionary have no
+// effect. Keeps one row in memory.
 //
 // Threads: not safe; each thread creates its own.
 class SDM_EXPORT CaseReader {

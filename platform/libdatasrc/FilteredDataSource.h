@@ -11,7 +11,8 @@
 #include <ServerDataManager/Export.h>
 
 // Starts with its own copy of the parent's dictionary. Variables may be deleted, moved and retyped;
-// the rows change accordingly. ObsProjector.h defines how values are converted.
+// the rows change accordingly. All values of an inserted variable that the parent lacks are
+// missing. ObsProjector.h defines how values are converted.
 //
 // Do not call SetParentSource. If the parent is a clone, whose rows have the layout of another
 // dictionary, values are first converted to the types in the clone's own dictionary.
@@ -38,7 +39,7 @@ class SDM_EXPORT FilteredDataSource : public ORVX_DataSource {
 
   // The parent's row count; -1 (unknown) if a variable selects the cases.
   long long RowCount() const override;
-  bool IsLoaded() const override;  // the same as for the parent
+  bool IsLoaded() const override;  // the parent's IsLoaded()
 
  private:
   bool selects_ = false;      // false: all cases

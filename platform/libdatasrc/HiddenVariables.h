@@ -25,7 +25,7 @@
 // reads the added source but lacks these variables. The added source keeps the variables and their
 // values.
 //
-// Threads: one at a time.
+// Threads: not safe; one call at a time.
 class SDM_EXPORT HiddenVariables final : public ORVX_DataSourceFilterHook {
  public:
   // Names must match exactly, also in case.
@@ -43,7 +43,7 @@ class SDM_EXPORT HiddenVariables final : public ORVX_DataSourceFilterHook {
   class SDM_HIDDEN View;
 
   const std::vector<std::string> names_;
-  View* view_ = nullptr;               // the latest; valid until isAlive_ expires
+  View* view_ = nullptr;               // the latest filtered source; valid until isAlive_ expires
   std::weak_ptr<const void> isAlive_;  // expires when view_ is deleted, and after each addition
 };
 

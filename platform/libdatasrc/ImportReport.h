@@ -30,11 +30,13 @@ struct SDM_EXPORT ImportReport {
     Schema,       // the schema says so
     OtherValue,   // text: only text allows both Variable::value and all values before it
     LeadingZero,  // text: a number begins with a superfluous zero
-    LargeNumber,  // text: a whole number is above 2^53, so a double may not hold it exactly
+    LargeNumber,  // text: a whole number is above 2^53 or below -2^53, where doubles are inexact
   };
 
   struct Missing {
-    std::string word;         // empty for empty and blank fields; "NaN" also for "nan" or "NAN"
+    // Empty for empty and blank fields. If the schema has the type `number`, "NaN" also stands for
+    // "nan" and "NAN".
+    std::string word;
     std::uint64_t count = 0;  // the number of cases with this word
   };
 
@@ -43,7 +45,7 @@ struct SDM_EXPORT ImportReport {
     Type type = Type::Number;
     Reason reason = Reason::NoValues;
     // For OtherValue, LeadingZero and LargeNumber, the value that made the column text; otherwise
-    // the first value. A long value is shortened.
+    // the first value. A blank replaces each control character. A long value is shortened.
     std::string value;
     long line = 0;                 // of the value in the file, from 1; 0 if there is no value
     std::vector<Missing> missing;  // the words that occur, in ascending order

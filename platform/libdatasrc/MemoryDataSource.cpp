@@ -215,8 +215,8 @@ MemoryDataSource::~MemoryDataSource() = default;
 namespace {
 
 // Returns the source whose columns a copy of `source` can share: `source` itself, or the source
-// whose rows `source` passes on. Returns null if that source is not a MemoryDataSource, or lacks a
-// variable of `source` with the same type.
+// whose rows `source` passes on. Returns null if that source is not a MemoryDataSource, lacks a
+// variable of `source`, or has such a variable with another type.
 const MemoryDataSource* OwnerOfCases(const ORVX_DataSource& source) {
   const auto* const owner = dynamic_cast<const MemoryDataSource*>(source.RowLayout());
   if (owner == nullptr || owner == &source) return owner;

@@ -91,9 +91,13 @@ class SDM_EXPORT MemoryDataSource : public ORVX_DataSource {
 
   // A copy of the dictionary and the cases of `source`, with the same identifiers. The copy has no
   // parent and is not dirty. If `source` is a MemoryDataSource, the copy shares its columns and
-  // costs no more than a copy of the dictionary. The same holds for a clone that passes on the rows
-  // of a MemoryDataSource, if that source has all variables of the clone with the same types.
-  // Otherwise reads the cases; exceptions of the iterator propagate.
+  // costs no more than a copy of the dictionary. If `source` is a clone that passes on the rows of
+  // a MemoryDataSource with all variables of the clone and with the same types, the copy shares the
+  // columns of that MemoryDataSource.
+  //
+  // For any other source, reads the cases. Exceptions of the iterator then propagate; throws
+  // std::invalid_argument if GetObsAreaSize() of `source` is not the number of cells in a row of
+  // its RowLayout().
   static std::unique_ptr<MemoryDataSource> CopyOf(const ORVX_DataSource& source);
 
   // The iterator reads the values as they are at this call, even after the source is edited or

@@ -70,11 +70,13 @@ class SDM_EXPORT ORVX_DataSource {
   // Returns a new iterator over the cases; the caller owns it. The iterator borrows `area`, which
   // holds GetObsAreaSize() cells, and writes each row to it. The rows keep the layout that the
   // dictionary of RowLayout() has at the time of the call, even if the dictionary is edited later.
-  // This class returns an iterator without rows.
+  // The source must outlive the iterator unless the class of the source allows otherwise. This
+  // class returns an iterator without rows.
   virtual ObsIterator* MakeIterator(OBS* area) const;
 
   // The number of cells in a row of this source. The variables of the source RowLayout() determine
-  // it: 1 cell for each number, ceil(w / 8) cells for each string of w bytes.
+  // it: 1 cell for each number, ceil(w / 8) cells for each string of w bytes. 0 if RowLayout() is
+  // null.
   virtual long GetObsAreaSize() const;
 
   // -1 if unknown. This class returns 0.
@@ -91,8 +93,9 @@ class SDM_EXPORT ORVX_DataSource {
 
   int ColumnCount() const;
 
-  // The variable at `position`, valid until a variable is inserted or deleted. It may be assigned
-  // to and changed in place, including its identifier. Throws std::out_of_range.
+  // The variable at `position`. The reference is valid until a variable is inserted or deleted, or
+  // CopyDictionary or MatchVariables is called. The variable may be assigned to and changed in
+  // place, including its identifier. Throws std::out_of_range for a wrong position.
   ORVX_Variable& GetVariable(int position);
   const ORVX_Variable& GetVariable(int position) const;
 
@@ -132,11 +135,11 @@ class SDM_EXPORT ORVX_DataSource {
   bool HasUniqueIDs() const;
 
   // Whether the stamps prove that the variables equal the variables of `other`: true after
-  // MatchVariables, until a variable of either source changes.
+  // MatchVariables, until a variable of either source is changed, inserted or deleted.
   bool VariablesAreKnownToEqual(const ORVX_DataSource& other) const;
 
   // Makes the variables equal to the variables of `other`, and stamps the blocks of both sources.
-  // The cost depends only on the blocks that differ. Variables that leave the dictionary are
+  // The cost depends mainly on the blocks that differ. Variables that leave the dictionary are
   // dropped from weight, filter and split. The call also counts as a write of `other`.
   void MatchVariables(ORVX_DataSource& other);
 
@@ -163,8 +166,8 @@ class SDM_EXPORT ORVX_DataSource {
 
   // Splits the file by the variables at the `count` positions in `indices`, borrowed for the call.
   // A count of 0 switches splitting off; `indices` may then be null and `separate` is ignored. More
-  // than kMaxSplitVars throws std::length_error. An invalid position, including -1, throws like
-  // SetWeightVar.
+  // than kMaxSplitVars throws std::length_error. A position outside the dictionary, including -1,
+  // throws std::out_of_range; a variable with the null identifier throws std::invalid_argument.
   void SetSplit(unsigned int count, const int* indices, bool separate);
 
   // SetSplit without the maximum, to copy the split of a source whose class overrides GetNSplitVars
@@ -191,7 +194,7 @@ class SDM_EXPORT ORVX_DataSource {
 
   // --- time series, sets, extensions, attributes ---
 
-  // Never null. The non-const form allows assignment.
+  // Never null; valid as long as this source. The non-const form allows assignment.
   ORVX_TrendsInfo* GetTrendsInfo();
   const ORVX_TrendsInfo* GetTrendsInfo() const;
 

@@ -107,8 +107,8 @@ class SDM_EXPORT ORVX_Variable {
   // if their bits are equal.
   bool operator==(const ORVX_Variable& other) const;
 
-  // A setter first copies the record if it is shared. A reference from a getter is valid until the
-  // object is next changed, assigned to or destroyed.
+  // A setter first copies the record if it is shared. If a setter throws, nothing has changed. A
+  // reference from a getter is valid until the object is next changed, assigned to or destroyed.
 
   LocallyUniqueID GetID() const;
   void SetID(LocallyUniqueID id);  // in a dictionary: see operator=
@@ -143,8 +143,8 @@ class SDM_EXPORT ORVX_Variable {
   friend class sdm_internal::VariableBlock;
   struct Record;
 
-  // Returns the hash that `hashOf` computes of this variable. Caches it in the shared record until
-  // the record changes. See ORVX_DataSource::HashOfVariables.
+  // Returns the hash that `hashOf` computes of this variable. Caches the hash in the shared record
+  // until the record changes. See ORVX_DataSource::HashOfVariables.
   VariableHash Hash(VariableHash (*hashOf)(const ORVX_Variable& variable)) const;
 
   static Record* EmptyRecord();

@@ -18,9 +18,9 @@ class ORVX_DataSource;
 // Variables are matched by identifier; if several variables of `from` share an identifier, the
 // first is used. If the types differ, values are converted: a string to the number that it spells,
 // a number to its shortest decimal text, a string to the new width by cutting (between characters)
-// or padding. A value becomes missing (kMissingNumber, or blanks) if `from` does not have the
-// variable, or if it cannot be converted: a string that is not a number, an infinite number, or a
-// number whose text is too wide.
+// or padding. A value becomes missing (kMissingNumber, or blanks) if `from` or its RowLayout()
+// lacks the variable, or if the value cannot be converted: a string that is not a number, an
+// infinite number, or a number whose text is too wide.
 //
 // If the RowLayout() of `from` is another source, values are first converted from that source's
 // dictionary to the dictionary of `from`.
@@ -36,8 +36,9 @@ class SDM_EXPORT ObsProjector {
   long GetFromAreaSize() const { return fromAreaSize_; }
   long GetToAreaSize() const { return toAreaSize_; }
 
-  // Reads a row at `from` and writes all cells of a row at `to`; they must not overlap. If a
-  // conversion throws std::bad_alloc, the row at `to` is half written.
+  // Reads a row at `from` and writes all cells of a row at `to`; the rows must not overlap. `from`
+  // may be null if GetFromAreaSize() is 0, and `to` if GetToAreaSize() is 0. If a conversion throws
+  // std::bad_alloc, the row at `to` is half written.
   void Project(const OBS* from, OBS* to) const;
 
  private:

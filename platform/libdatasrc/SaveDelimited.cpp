@@ -95,7 +95,7 @@ class RecordText {
   }
 
  private:
-  // Formats integers without an exponent, even if the text is then longer.
+  // Formats integers below kMost without an exponent, even if the text is then longer.
   static const char* Format(double number, std::array<char, 32>& digits) {
     constexpr double kMost = 1e15;
     char* const end = digits.data() + digits.size();

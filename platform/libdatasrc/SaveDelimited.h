@@ -15,8 +15,8 @@ class ORVX_DataSource;
 
 // Threads: a plain value; any thread may use its own copy.
 struct SaveOptions {
-  // A comma, tab, semicolon or bar. 0 chooses by the path: a tab if it ends in .tsv or .tab,
-  // otherwise a comma. Any other character throws std::invalid_argument.
+  // A comma, tab, semicolon or bar. 0 chooses by the path: a tab if the path ends in .tsv or .tab,
+  // otherwise a comma. For any other character, SaveDelimited throws std::invalid_argument.
   char delimiter = 0;
 };
 
@@ -37,9 +37,9 @@ struct SaveOptions {
 // When SaveDelimited returns, the new content is on the disk. If it throws, or the process ends at
 // any moment, opening the file gives the whole old content or the whole new content. If the process
 // is killed at the end of a save, or at any time on a file system without unnamed files
-// (O_TMPFILE), files with the suffix .new may remain. A file keeps its permissions. A symbolic link
-// is replaced by a file. Do not open the file while it is being replaced: the data of one content
-// could be read with the schema of the other.
+// (O_TMPFILE), files with the suffix .new or .saving may remain. A file keeps its permissions. A
+// symbolic link is replaced by a file. Do not open the file while it is being replaced: the data of
+// one content could be read with the schema of the other.
 //
 // Throws std::invalid_argument for:
 //   - a path that ends in .gz or .zst (saving does not compress) or in .schema.json
@@ -49,6 +49,7 @@ struct SaveOptions {
 //     variables with the same name, a text that is not UTF-8 or has a zero byte, a format with a
 //     negative width or decimals, more than kMaxSplitVars split variables, or a case or a schema
 //     larger than SystemFileDataSource::kMaxRecordBytes
+//   - a source whose GetObsAreaSize() is not the number of cells in a row of its RowLayout()
 // Throws DataFileError for an error of the file system. If the error text begins with "saved" after
 // the path, the new content is in place; otherwise the old content is.
 //

@@ -40,7 +40,8 @@ struct Values {
 // here: a NaN cannot be sorted, and an empty string comes after all numbers.
 using Key = std::vector<DataValue>;
 
-// The groups of the split, with one element for each variable.
+// The groups of the split. A group has one Values for each position passed to ReadGroups, in the
+// order of the positions.
 using Groups = std::map<Key, std::vector<Values>>;
 
 // Whether the value is missing: a missing number, an empty string, or a value that the variable
@@ -50,13 +51,14 @@ SDM_EXPORT bool IsMissing(const ORVX_Variable& variable, const DataValue& value)
 // Reads the values of the variables at these positions, and groups them by the split. Omits a case
 // whose weight is missing, 0 or negative, or whose filter value is missing or 0. Throws
 // std::invalid_argument if the weight or the filter is a string variable, and std::out_of_range for
-// a wrong position. For `progress` see CaseReader.
+// a wrong position. Also throws what CaseReader throws; see CaseReader for `progress`.
 SDM_EXPORT Groups ReadGroups(const ORVX_DataSource& source, const std::vector<int>& positions,
                              Progress progress = {});
 
 // A statistic that is not defined is a NaN. Without values, all statistics except `count` are
 // undefined; if the sum of the weights is at most 1, `deviation` is undefined. The mean and the
-// deviation may be infinite or undefined if values are infinite or their differences overflow.
+// deviation may be infinite or undefined if values are infinite or their differences overflow; the
+// quartiles may be if values are infinite.
 struct Statistics {
   double count = 0;  // the sum of the weights
   double mean;
@@ -74,15 +76,15 @@ SDM_EXPORT Statistics StatisticsOf(std::span<const WeightedValue> sorted);
 
 // The distribution of the values as a bar chart of one line: the range from the minimum to the
 // maximum in `bins` parts, each a block character whose height shows the sum of the weights in this
-// part. A part without values is a blank. Empty if there are no values, or if the range is not
-// finite.
+// part. A part without values is a blank. Empty if there are no values, if `bins` is 0, or if
+// the range is not finite.
 SDM_EXPORT std::string Histogram(std::span<const WeightedValue> sorted, std::size_t bins);
 
 // The statistics of each variable in each group as JSON on one line: an object with the names of
 // the weight and the filter variable, and an array of the groups, each with its key. A statistic
-// that is not defined and a missing value are null, an infinite number is "Infinity" or
-// "-Infinity", and bytes that are not UTF-8 become U+FFFD. `groups` are the result of ReadGroups
-// for the source and the positions. The process may end if memory runs out.
+// that is not defined is null, and so is a missing number or an empty string in a key. An infinite
+// number is "Infinity" or "-Infinity". Bytes that are not UTF-8 become U+FFFD. `groups` are the
+// result of ReadGroups for the source and the positions. The process may end if memory runs out.
 SDM_EXPORT std::string Json(const ORVX_DataSource& source, const std::vector<int>& positions,
                             const Groups& groups);
 

@@ -17,30 +17,31 @@
 // types, their formats and marks, missing values, labels, categories, constraints and keys. A value
 // that breaks a rule of the schema is an error. internal/TableSchema.h lists all members. Members
 // of our own keep the parts of a dictionary that the standard lacks: width, level, printFormat,
-// missing, attributes, weight, filter and split.
+// missing, attributes, weight, filter, split and splitSeparate.
 //
-// A field of the file is missing if it is one of the missing values. The schema lists them if it
-// has a field for the column, otherwise ImportOptions does (by default empty, NA, NaN, "." and
-// null). In columns that are not text, empty and blank fields are missing too. Missing numbers read
-// as kMissingNumber, missing strings as blanks.
+// A field of the file is missing if it is one of the missing values. The schema lists the missing
+// values of a column with a field in the schema; ImportOptions lists the missing values of any
+// other column (by default empty, NA, NaN, "." and null). In columns that are not text, empty and
+// blank fields are missing too. Missing numbers read as kMissingNumber, missing strings as blanks.
 //
 // A column has the first of these types that allows all its values:
 //   number      decimal, with optional sign, decimal mark and exponent, in the range of a double,
-//               without superfluous leading zeros (007); a whole number is at most 2^53
+//               without superfluous leading zeros (007); a whole number is from -2^53 to 2^53
 //   boolean     true or false, in lower or upper case or capitalised; stored as the numbers 1
 //               and 0 with value labels
 //   date        2024-02-29: a date value (iDMY2Orvx.h) with the format Date
-//   date, time  2024-02-29T13:45:00, with a blank instead of T, without seconds, or with a time
-//               zone, converted to UTC: a date value with the format DateTime
+//   date, time  2024-02-29T13:45:00; also with t or a blank instead of T, without seconds, with a
+//               fraction of a second, or with a time zone, which is converted to UTC: a date value
+//               with the format DateTime
 //   text        everything; the width of the variable is its longest value in bytes, at least 1
 // Blanks around a value are ignored in all columns but text. Report returns the types and their
 // reasons.
 //
 // If the schema has a type for the column, that type is used. `string` makes the column text.
-// `integer` requires whole numbers, `number` any numbers; both allow leading zeros and whole
+// `integer` requires whole numbers; `number` allows any number. Both allow leading zeros and whole
 // numbers above 2^53. `number` also allows INF, -INF and NaN (a missing number), in upper or lower
 // case. `time` is stored as seconds since midnight, with the format Time. `any` is the same as no
-// type, so a column with INF is then text.
+// type, so the value INF makes such a column text.
 //
 // Memory: a number takes 8 bytes, a string 8 bytes and its text; the definition of a variable and
 // its report take about 2 KB. Opening also takes up to (threads + 2) * (2 MB + 1 KB for each
@@ -70,8 +71,8 @@ namespace sdm_internal {
 struct DataFile;
 }
 
-// The cases may be edited like those of any MemoryDataSource; the file stays as it is until it is
-// saved (SaveDelimited.h).
+// The cases may be edited like those of any MemoryDataSource; the file does not change until the
+// source is saved (SaveDelimited.h).
 //
 // Threads: as for MemoryDataSource.
 class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
@@ -84,11 +85,13 @@ class SDM_EXPORT SystemFileDataSource : public MemoryDataSource {
   // `path` as its file specification and is not dirty. Throws DataFileError for: a file that cannot
   // be opened, is not a regular file (Open never waits for a pipe), is empty or damaged, or has
   // changed when it is read a second time; an unknown encoding, or bytes that are invalid in the
-  // encoding; a record with more or fewer fields than the header; a wrong or unclosed quote; a zero
-  // byte; an empty or duplicate column name; a value that the schema does not allow; a schema that
-  // is not JSON, is not understood, or does not fit the columns. If `check` is not empty, calls
-  // `check` on this thread for each record, also in a second reading; an exception of `check` stops
+  // encoding; a record with more or fewer fields than the header; a record or a schema larger than
+  // kMaxRecordBytes; a wrong or unclosed quote; a carriage return without a line feed; a zero byte;
+  // an empty or duplicate column name; a value that the schema does not allow; a schema that is not
+  // JSON, is not understood, or does not fit the columns. If `check` is not empty, calls `check` on
+  // the calling thread for each record, also in a second reading; an exception of `check` stops
   // Open and propagates.
+  //
   // Threads: any.
   static std::unique_ptr<SystemFileDataSource> Open(const std::string& path,
                                                     const std::function<void()>& check = {});

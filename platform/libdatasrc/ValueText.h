@@ -21,9 +21,10 @@
 // Threads: any.
 SDM_EXPORT std::string FormatValue(const VariableFormat& format, double number);
 
-// Parses a date or a time, as the kind of the format says, or a finite decimal number. Returns
-// nothing for any other text. For the kinds Date and DateTime, the time is optional; without a zone
-// it is in UTC.
+// Parses a date with an optional time for the kinds Date and DateTime, a time for the kind Time,
+// and a finite decimal number for every kind. Returns nothing for any other text. A date with a
+// time but without a zone is in UTC.
+//
 // Threads: any.
 SDM_EXPORT std::optional<double> ParseValue(const VariableFormat& format, std::string_view text);
 

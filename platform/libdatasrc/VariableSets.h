@@ -64,15 +64,15 @@ SDM_EXPORT std::vector<VariableSet> VariableSets(const ORVX_DataSource& source, 
 
 // Replaces the first set with the same name by `set`, or appends `set` if there is no such set. If
 // `set` has no members, only deletes the set with the same name. Returns false if there is no set
-// to delete.
+// to delete. After std::bad_alloc, a set with the same name may be partly replaced.
 // Threads: any.
 SDM_EXPORT bool PutSet(std::vector<VariableSetImpl>& sets, const VariableSetImpl& set);
 
 // Appends the sets to `text` in the format of extension types 5 (variable sets), 7 and 19
 // (multiple-response sets): one line per set, fields separated by tabs. Members are written by
 // identifier, so renaming a variable does not invalidate the text. Throws std::invalid_argument for
-// any other type and leaves the text unchanged. After std::bad_alloc, the text may end with some of
-// the sets.
+// any other type and leaves the text unchanged. After std::bad_alloc, the text may end with a part
+// of the new lines.
 // Threads: any.
 SDM_EXPORT void MakeExtension(const std::vector<VariableSet>& sets, std::string& text, int type);
 

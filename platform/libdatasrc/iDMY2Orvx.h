@@ -5,8 +5,8 @@
 
 #include <ServerDataManager/Export.h>
 
-// Stores the seconds since 1970-01-01T00:00 in `*result` and returns 0. As in POSIX, every day has
-// 86400 seconds. There is no time zone.
+// Stores the seconds since 1970-01-01T00:00 in `*result` and returns 0; `result` is not null. As in
+// POSIX, every day has 86400 seconds. There is no time zone.
 //
 // The calendar is the proleptic Gregorian calendar of ISO 8601. Valid are years 1 to 9999, hours 0
 // to 23, minutes 0 to 59 and seconds from 0 to below 61; second 60, a leap second, equals second 0

@@ -44,7 +44,8 @@ class CaseTable {
   void SetRowCount(std::size_t rows) { rows_ = rows; }
 
   std::size_t RowCount() const { return rows_; }
-  // Null if the table has no values for `id`: all values are then missing.
+  // Null if the table has no values for `id`: all values are then missing. Borrowed until the table
+  // changes.
   const CaseColumn* Find(LocallyUniqueID id) const;
 
   // Removes the columns whose identifiers `isUsed` rejects.
@@ -84,7 +85,7 @@ class CaseTable::Edit {
   // Prepares the column for a variable of this type, with room for `moreRows` additional rows and
   // `moreBytes` additional bytes of text.
   // Converts numbers to texts for a string variable, and texts to numbers for a numeric variable.
-  // Call Own once for each column. The returned column may be changed after Commit.
+  // Call Own at most once for each column. The returned column may be changed after Commit.
   CaseColumn* Own(LocallyUniqueID id, int type, std::size_t moreRows, std::size_t moreBytes);
   // OwnAll prepares all columns. OwnOthers prepares only the columns for which `isOwned` returns
   // false. Both make room for `moreRows` additional rows.
@@ -93,8 +94,8 @@ class CaseTable::Edit {
   void Replace(LocallyUniqueID id, CaseColumn column);
 
   void Commit() noexcept;
-  // Commits columns that only Replace has prepared. If the table had no rows, it then has `rows`
-  // rows, and all values of columns that were not prepared are missing.
+  // Commits an edit that has prepared columns with Replace only. If the table had no rows, it then
+  // has `rows` rows, and all values of columns that were not prepared are missing.
   void CommitWithRows(std::size_t rows) noexcept;
 
   // Call these after Commit, and only with every column prepared; for InsertRows, with room for

@@ -18,7 +18,7 @@ namespace sdm_internal {
 
 // Each parser reads the whole text and allows no blanks around it. It returns nothing for a text in
 // another format, and for a day, an hour, a minute or a second that does not exist.
-// Threads: any. They allocate nothing.
+// Threads: any. The parsers allocate nothing.
 
 // YYYY-MM-DD.
 std::optional<double> ParseDate(std::string_view text);
@@ -40,7 +40,8 @@ std::optional<double> ParseDateTime(std::string_view text);
 //   %I  hour 1 to 12, one or two digits   %p  AM or PM
 //   %M  minute, one or two digits         %S  second, one or two digits
 //   %f  fraction of a second              %z  zone, as in ParseDateTime; %% is a percent sign
-// Other characters stand for themselves. `pattern` must have passed CheckDatePattern.
+// The offset +hh may stand only at the end of the text. Other characters stand for themselves.
+// `pattern` must have passed CheckDatePattern.
 std::optional<double> ParseByPattern(std::string_view text, std::string_view pattern);
 
 // `directives` has the letters of the allowed directives, such as "Ymd". Throws

@@ -61,7 +61,8 @@ class FileColumn {
   void CheckField(const DelimitedText& record, std::size_t index) const;
 
   // Call these after all blocks. MakeVariable throws DataFileError if the schema has a category or
-  // a missing value that does not fit the column. `schema` is null without a schema.
+  // a missing value that does not fit the column, or two labels for one value. `schema` is null
+  // without a schema. TakeValues and TakeReport move the values and the report out of the column.
 
   // The first row in which a required value is missing because the field is blank;
   // ColumnPart::kNone if there is none. Known only after all blocks: if a later value gives the

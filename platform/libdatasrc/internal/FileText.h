@@ -28,7 +28,8 @@ class FileText {
   // byte-order mark determines the encoding (UTF-8, UTF-16 or UTF-32); a text without a mark is
   // UTF-8. The names "UTF-16" and "UTF-32" require a mark; names with a byte order, such as
   // "UTF-16LE", do not. Throws DataFileError for an unknown name, and for a file that cannot be
-  // opened or is not a regular file. Opening never waits, not even for a FIFO.
+  // opened or is not a regular file. Reads the first bytes, and throws like Read. Opening never
+  // waits, not even for a FIFO.
   explicit FileText(const std::string& path, const std::string& encoding = {});
   FileText(FileText&&) noexcept;
   ~FileText();

@@ -32,8 +32,8 @@ struct JsonValue {
   const JsonValue* Member(std::string_view name) const;
 };
 
-// Parses one JSON value, nested at most 64 levels deep. If the text is invalid, throws
-// DataFileError with the name `file` and the position.
+// Parses one JSON value, nested at most 64 levels deep. If the text is not such a value, is not
+// UTF-8, or repeats a key in an object, throws DataFileError with the name `file` and the position.
 JsonValue ParseJson(const std::string& file, const std::string& text);
 
 // Whether the text is one JSON value, nested to any depth.

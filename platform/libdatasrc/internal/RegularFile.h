@@ -11,11 +11,11 @@
 
 namespace sdm_internal {
 
-// Owns the descriptor, which child processes do not inherit. Throws DataFileError on errors.
+// Owns the descriptor, which the system closes on exec. Throws DataFileError on errors.
 class RegularFile {
  public:
   // Throws if the file does not exist, cannot be opened, or is a directory, a FIFO, a device or a
-  // socket. Does not wait for any of them.
+  // socket, or if `path` has a zero byte. Never waits, not even for a FIFO.
   explicit RegularFile(const std::string& path);
 
   // Returns nothing if the file does not exist; otherwise like the constructor.
@@ -36,7 +36,8 @@ class RegularFile {
   // Reads `size` bytes, fewer only at the end of the file. Returns the number of bytes read.
   std::size_t Read(char* to, std::size_t size);
 
-  // Reads the first `size` bytes of the file, fewer only if it is shorter. Does not affect Read.
+  // Reads the first `size` bytes of the file, fewer only if the file is shorter. Does not affect
+  // Read.
   std::size_t Peek(char* to, std::size_t size);
 
  private:

@@ -35,7 +35,7 @@ std::string FolderOf(const std::string& path);
 std::string SchemaPathOf(const std::string& path);
 
 // The files with the current content of the data file `path` and of its schema: `path` and
-// SchemaPathOf(path), or new files if a save was interrupted. Either file may not exist.
+// SchemaPathOf(path), or new files if a save was interrupted. Either file may be absent.
 // FindSavedFiles throws DataFileError if it cannot read the marker.
 struct SavedFiles {
   std::string data;
@@ -57,7 +57,7 @@ class NewFile {
   // Writes everything to the disk, names the file if it has no name yet, and closes it.
   void Finish();
 
-  const std::string& Path() const { return path_; }
+  const std::string& Path() const { return path_; }  // may be empty before Finish
   const std::string& Target() const { return target_; }
   // From now on, the destructor does not delete the file.
   void Keep() noexcept { isKept_ = true; }

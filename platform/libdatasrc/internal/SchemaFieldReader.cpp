@@ -305,7 +305,7 @@ class FieldReader {
   }
 
   // The number that a JSON value stands for in a numeric column: a number, true or false, or a
-  // string, which is parsed like a field of the data file.
+  // string, which is parsed like a field of a data file with decimal points.
   double NumberOf(const JsonValue& value, const std::string& what) const {
     if (const auto* isTrue = value.As<bool>(); isTrue != nullptr && Rules().type == Type::Boolean) {
       return *isTrue ? 1 : 0;

@@ -105,8 +105,8 @@ struct SchemaField {
   FieldRules rules;
   std::vector<SchemaCategory> categories;
   bool categoriesOrdered = false;
-  // The texts that read as missing; never null. Fields may share a set. The values in `missing` are
-  // not in this set: they are declared missing.
+  // The texts that read as missing; never null. Fields may share a set. A labelled text that has
+  // the type of the field is not added to the set: its value is declared missing, in `missing`.
   std::shared_ptr<const MissingTexts> missingValues;
 
   std::optional<int> width;

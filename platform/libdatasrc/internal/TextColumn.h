@@ -22,7 +22,8 @@ void Grow(Container& container, std::size_t size) {
 // A missing value is an empty text. An operation that throws has changed nothing.
 class TextColumn {
  public:
-  // A longer text, or a pool of more than 2^40 bytes, throws std::length_error.
+  // A text of more than kMaxTextBytes bytes, or a pool of more than 2^40 bytes, throws
+  // std::length_error.
   static constexpr std::size_t kMaxTextBytes = (std::size_t{1} << 24) - 1;
 
   std::size_t Size() const { return words_.size(); }

@@ -13,9 +13,9 @@ namespace sdm_internal {
 // Among comma, tab, semicolon and bar, considers the delimiters that occur in the header. Prefers a
 // delimiter that gives the header and all first records the same number of fields, then the
 // delimiter with the most fields in the header, then the first in the order above.
-// If there is no such delimiter, returns a space if all records have the same number of fields, at
-// least two, no field is empty, and a field after the header is a number. Otherwise returns a
-// comma, or a tab if a comma is not possible, because it is the decimal mark.
+// If none of the four occurs in the header, returns a space if all records have the same number of
+// fields, at least two, no field is empty, and a field after the header is a number. Otherwise
+// returns a comma, or a tab if a comma is not possible, because it is the decimal mark.
 char FindDelimiter(std::string_view start, bool commaIsPossible);
 
 // Returns a comma if the delimiter is not a comma, and more fields are numbers with a decimal comma

@@ -16,7 +16,7 @@ using Range = TextPattern::Range;
 
 constexpr int kMaxDepth = 64;
 constexpr int kMaxRepeat = 1000;
-constexpr int kMaxSteps = 10000;  // calls of Compile, with at most two states for each
+constexpr int kMaxSteps = 10000;  // calls of Compile; there are at most about two states per call
 constexpr int kUnlimited = -1;
 constexpr char32_t kLastCharacter = 0x10FFFF;
 

@@ -441,7 +441,8 @@ bool VariableSequence::HasSameLayoutAs(const VariableSequence& other) const noex
 }
 
 // Returns, for each run of `other`, the index of a run of this list with the same identifiers in
-// the same order, or -1. No run is returned twice.
+// the same order, or -1 if the search, which is not exhaustive, finds none. No run is returned
+// twice.
 std::vector<int> VariableSequence::RunsToKeep(const VariableSequence& other) const {
   std::vector<std::pair<Stamp, int>> stamped;
   for (const Run& run : runs_) {

@@ -1,8 +1,8 @@
 // VariableSequence: the list of variables of a dictionary.
 //
 // Variables are stored in blocks of at most 256 variables; each block has an array of the
-// identifiers of its variables. An index maps an identifier to the blocks that contain it; a list
-// that fits in the smallest block has no index. An edit shifts variables within one block and
+// identifiers of its variables. A list that outgrows the smallest block gets an index, which maps
+// an identifier to the blocks that contain it. An edit shifts variables within one block and
 // updates the start positions of the later blocks. The position table, with an entry for every
 // 256th position, finds the block of a position in a few steps.
 //
@@ -61,8 +61,8 @@ class VariableBlock {
   // Copies all variables of `other`, its stamp and its cached hash to this block, which must be
   // empty and have the same capacity.
   void Copy(const VariableBlock& other) noexcept;
-  // Makes the variables equal to those of `other`, which must have the same identifiers in the same
-  // order.
+  // Makes the variables equal to the variables of `other`, which must have the same identifiers in
+  // the same order. Copies the cached hash, but not the stamp.
   void Assign(const VariableBlock& other) noexcept;
 
   // Raises the capacity if there is no room for one more variable. The block must have fewer than
@@ -160,8 +160,8 @@ class VariableSequence {
   void Copy(const VariableSequence& other);
 
   // Makes this list equal to `other`. Then both lists have the same stamp, and each block has the
-  // stamp of the corresponding block in `other`. The time depends on the number of blocks that
-  // differ. Changes nothing in `other` but stamps.
+  // stamp of the corresponding block in `other`. The time depends mainly on the number of blocks
+  // that differ. Changes nothing in `other` but stamps.
   void Match(VariableSequence& other);
 
   void Insert(int position, const ORVX_Variable& variable);
