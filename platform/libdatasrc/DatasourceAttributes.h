@@ -34,8 +34,8 @@ class SDM_EXPORT DatasourceAttributes {
   bool RemoveUnder(std::string_view prefix);
 
   // All attributes as text, sorted by name: one line each, with the name and its values separated
-  // by tabs. A name or a value is escaped as internal/TextFields.h defines. Empty if there are no
-  // attributes.
+  // by tabs. A tab, line feed, carriage return or backslash in a name or a value is written as \t,
+  // \n, \r or \\. Empty if there are no attributes.
   std::string MakeString() const;
 
   // Parses the text that MakeString writes; lines may be in any order. For any other text, throws
