@@ -15,8 +15,8 @@
 
 class SvrBootstrapSpecs;
 
-// Each function throws DataFileError with the path and the reason if it fails. All files are
-// regular files of at most 16 MiB.
+// Each function throws DataFileError with the path and the reason if it fails. Only regular files
+// of at most 16 MiB are read and written.
 //
 // Threads: any.
 namespace BootstrapFile {

@@ -54,7 +54,7 @@ Clock::time_point Now() {
                            std::chrono::nanoseconds(now.tv_nsec));
 }
 
-// Does not cut the text within a UTF-8 character.
+// Truncates the text to at most 31 bytes, but not within a UTF-8 character.
 Label LabelOf(const char* text) {
   Label label{};
   if (text == nullptr) return label;
@@ -91,7 +91,7 @@ class Holds {
   bool HasRoom() const { return count_ < records_.size(); }
   // May throw std::bad_alloc.
   void MakeRoom() { records_.resize(2 * count_ + 16); }
-  // Returns an unused record, whose fields have any values. Requires room.
+  // Adds a record and returns it. Requires HasRoom(). The caller sets all fields of the record.
   Record& Add() { return records_[count_++]; }
 
   void Remove(Record& hold) {
@@ -197,7 +197,8 @@ void RestartTicks() {
   TheMonitor().watchMustWake.notify_one();
 }
 
-// Permits the calling thread to write to its own table, for a scope, if the thread need not wait.
+// Permits the calling thread to write to its own table, for a scope. Converts to false, and permits
+// nothing, if a flag of `gate` is set.
 class TryEdit {
  public:
   explicit TryEdit(ThreadLocks& table) : table_(table), mayWrite_(Begin()) {}
@@ -748,8 +749,8 @@ bool TickIsOld() {
   return (gate.load(std::memory_order_relaxed) & kTickIsOld) != 0;
 }
 
-// Ticks, and reports each long wait when it becomes too long. Runs on a thread of its own until the
-// process ends. Sleeps until there is something to do.
+// Calls Tick every 10 ms while ticks are used, and reports each wait when it becomes too long. Runs
+// on a thread of its own until the process ends, and sleeps in between.
 [[noreturn]] void Watch() {
   sigset_t all;
   sigfillset(&all);
@@ -772,8 +773,8 @@ bool TickIsOld() {
       bound = TheMonitor().longWait;
     }
     const auto next = LocksAreMonitored() ? ReportLongWaits(bound) : Clock::now() + bound;
-    // Waits are timed with the coarse clock, which may be late by a few milliseconds. So the next
-    // search is 5 ms later.
+    // Searches 5 ms after the time at which a wait may become too long: waits are timed with the
+    // coarse clock, which may be a few milliseconds behind Clock.
     nextSearch = std::max(next, Clock::now()) + std::chrono::milliseconds(5);
   }
 }

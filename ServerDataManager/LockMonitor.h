@@ -62,11 +62,11 @@ class SDM_EXPORT LockMonitor {
 
   // Installs the handler of the process; an empty function removes it. The handler is called once
   // for each deadlock and once for each wait longer than `longWait` (zero or less: never). For a
-  // deadlock, it runs on the thread that is about to wait; for a long wait, on the thread of the
-  // library; possibly on several threads concurrently. The thread may hold locks, so the handler
-  // must not use datasets or registries, nor wait for another thread. Its exceptions are ignored.
-  // Calls of the previous handler may still be in progress when SetHandler returns. SetHandler may
-  // throw std::bad_alloc; then nothing has changed.
+  // deadlock, it is called on the thread that is about to wait; for a long wait, on the thread of
+  // the library. Several threads may call the handler concurrently. The calling thread may hold
+  // locks, so the handler must not use datasets or registries, nor wait for another thread.
+  // Exceptions of the handler are ignored. Calls of the previous handler may still be in progress
+  // when SetHandler returns. SetHandler may throw std::bad_alloc; then nothing has changed.
   static void SetHandler(Handler handler,
                          std::chrono::milliseconds longWait = std::chrono::milliseconds::zero());
 

@@ -29,7 +29,8 @@ struct LockReport {
   };
   enum class Mode { Read, Write, Exclusive };  // Read, Write for Data; Exclusive for other kinds
 
-  // One lock. `address` distinguishes locks, even if two datasets have the same identifier.
+  // One lock, identified by `kind` and `address`: two datasets may have the same identifier, and
+  // both locks of a dataset have the same address.
   struct Lock {
     Kind kind = Kind::Data;
     LocallyUniqueID dataset;  // null for the registry lock

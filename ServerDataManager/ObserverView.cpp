@@ -173,8 +173,8 @@ class Comparison {
   }
 
   bool SplitChanged() const {
-    // The counts differ if CompareVariables has dropped deleted or moved variables from the view's
-    // split.
+    // The view has fewer split variables than last reported if CompareVariables has dropped deleted
+    // or moved variables from its split.
     if (view_.GetNSplitVars() != snapshot_.splitCount) return true;
     if (snapshot_.splitCount != source_.GetNSplitVars()) return true;
     if (snapshot_.splitCount == 0) return false;
@@ -203,22 +203,22 @@ class Comparison {
     snapshot_.anyChange = true;
   }
 
-  // The vectors of CompareSplit have at least this size, in case SplitFileMsg or SetSplit of
-  // another platform reads 8 entries regardless of `count`.
+  // The vectors of CompareSplit have at least this size. With another platform, SplitFileMsg and
+  // SetSplit may read 8 entries even if there are fewer split variables.
   static constexpr std::size_t kMinSplitCapacity = 8;
 
   Snapshot& snapshot_;
   ORVX_DataSource& view_;
   ORVX_DataSource& source_;
   SvrDMItem& item_;
-  const bool wasDirty_;  // the dirty flag of the view before this run
+  const bool wasDirty_;  // the dirty flag of the view before Run
 };
 
 }  // namespace
 
 void sdm_internal::UpdateSnapshot(Snapshot& snapshot) {
   ORVX_DataSource* source = snapshot.item.DataSource();
-  // A dataset without a data source is compared as an empty source.
+  // If the dataset has no data source, compares the view with an empty source.
   std::optional<DataFreeDataSource> empty;
   if (source == nullptr) source = &empty.emplace();
   Comparison(snapshot, *source).Run();

@@ -32,10 +32,10 @@ class SDM_EXPORT SvrDMObserverView {
   // messages for the differences on the item, in the order of the comparison, and applies each
   // change to the view. A changed variable definition makes the data source dirty.
   //
-  // An exception from the data source or from a message (only std::bad_alloc, with the bundled
-  // platform) propagates. Queued messages stay queued, the view has the changes that they describe,
-  // and the next Update continues from there. Stops the process if a variable of the view still
-  // differs after its change was applied.
+  // An exception from the data source or from a message propagates; with the bundled platform, it
+  // is always std::bad_alloc. Queued messages stay queued, the view has the changes that they
+  // describe, and the next Update continues from there. Stops the process if a variable of the view
+  // still differs after its change was applied.
   void Update();
 
  private:

@@ -36,7 +36,7 @@ void UpdateSnapshot(Snapshot& snapshot);
 
 }  // namespace sdm_internal
 
-// Has no fields of its own, so it begins with the fields in the fixed order.
+// Has only the fields of Snapshot, so it begins with the fields whose order is fixed.
 struct SvrDMObserverView::Data : sdm_internal::Snapshot {
   using Snapshot::Snapshot;
 };

@@ -17,9 +17,9 @@ namespace sdm_internal {
 // Threads: not safe while another thread changes the chain.
 bool IsChildOf(const ORVX_DataSource* child, const ORVX_DataSource* ancestor);
 
-// Deletes the sources from `from` up to, but not including, `stop`. Stops after deleting a clone:
-// the parents of the clone belong to all its copies. With a null `stop`, deletes the whole chain;
-// with a null `from`, deletes nothing. No other function of this library deletes a chain.
+// Deletes the sources from `from` up to, but not including, `stop`; if `stop` is null, to the end
+// of the chain. Always stops after deleting a clone: the parents of the clone belong to all its
+// copies. With a null `from`, deletes nothing. No other function of this library deletes a chain.
 //
 // Threads: not safe; no other thread may use the deleted sources.
 void DeleteDataSourceTo(const ORVX_DataSource* from, const ORVX_DataSource* stop);

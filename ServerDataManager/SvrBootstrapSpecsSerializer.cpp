@@ -83,8 +83,8 @@ Unsigned Swapped(Unsigned bits) {
   return bits;
 }
 
-// Returns the number at `place`, which need not be aligned. Swaps the bytes as an integer: as a
-// double, bytes in the wrong order may be a signalling NaN, which copying may change.
+// Returns the number at `place`, which need not be aligned. Swaps the bytes in an integer, not in
+// a double, because swapped bytes may be a signalling NaN, and copying a NaN may change it.
 template <class Number, bool kSwapped>
 Number NumberAt(const char* place) {
   UnsignedOf<Number> bits;
@@ -112,7 +112,7 @@ void SwapWords(char* words, std::size_t count) {
   for (; count > 0; --count, words += 4) DoSwapBytes(words, 4);
 }
 
-// Returns whether `mark` is anything but 1 in native byte order. Such a mark counts as swapped.
+// Returns whether `mark` is not 1 in native byte order: every other mark counts as swapped.
 bool IsSwapped(const char* mark) {
   return NumberAt<std::uint16_t, false>(mark) != kByteOrderMark;
 }
@@ -218,7 +218,7 @@ class Fields {
 
 using ListSetter = void (SvrBootstrapSpecs::*)(std::vector<int>&&);
 
-// Decodes a list and sets it. If the decoded list is empty, `specs` keeps its own list.
+// Decodes a list and stores it in `specs`. If the list is empty, `specs` keeps its own list.
 void ReadList(Fields& fields, SvrBootstrapSpecs& specs, ListSetter set) {
   std::vector<int> list;
   fields.AppendList(list);

@@ -41,8 +41,8 @@ class SvrBootstrapSpecs;
 // Threads: any; each string and each specification belongs to one thread at a time.
 class SDM_EXPORT SvrBootstrapSpecsSerializer {
  public:
-  // Appends the encoded `specs` to `output`. Every list must have fewer than 2^32 elements. If it
-  // throws std::bad_alloc, `output` is unchanged.
+  // Appends the encoded `specs` to `output`. Every list must have fewer than 2^32 elements. If
+  // serializeSpecs throws std::bad_alloc, `output` is unchanged.
   static void serializeSpecs(const SvrBootstrapSpecs& specs, std::string& output);
 
   // Decodes the specification at the start of `input`, in either byte order, into `specs`. Only for

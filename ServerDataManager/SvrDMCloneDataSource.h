@@ -20,9 +20,9 @@
 // of a dataset, call ShowParents(true) on the clone and give the clone to the dataset: SetDataSet
 // then does not delete the source, and the dataset owns only the clone.
 //
-// Rows keep the layout of the owned source, RowLayout(), even after edits of the clone's
-// dictionary. ObsProjector(clone, clone) converts rows to the clone's dictionary. A
-// FilteredDataSource on a clone converts the rows itself.
+// Rows keep the layout of the owned source, even after edits of the clone's dictionary. RowLayout()
+// returns the source whose dictionary defines this layout. ObsProjector(clone, clone) converts rows
+// to the clone's dictionary. A FilteredDataSource on a clone converts the rows itself.
 //
 // The owned source is not the parent of the clone, except after ShowParents(true). So a chain ends
 // at a clone, and a dataset with a clone of a saved file is not treated as a dataset of that file.
@@ -41,7 +41,7 @@ class SDM_EXPORT SvrDMCloneDataSource : public ORVX_DataSource {
   // the chain was deleted. Prefer Adopt: if it throws, it has deleted the chain.
   explicit SvrDMCloneDataSource(ORVX_DataSource const* source);
 
-  // Makes a clone like the constructor, but always deletes the source and its chain if it throws.
+  // Makes a clone like the constructor. If Adopt throws, it has deleted the source and its chain.
   static std::unique_ptr<SvrDMCloneDataSource> Adopt(std::unique_ptr<ORVX_DataSource> source);
 
   // Shares the source of `other` and copies the dictionary of `other`. The copy does not show its

@@ -81,7 +81,8 @@ class SDM_EXPORT SvrDMDataset {
   void SetHandle(std::string handle);
 
   // The name of the saved file; empty for none. Setting the name neither closes the open file nor
-  // opens another: see LockSavFileInUse. A notification pass also sets the name.
+  // opens another: see LockSavFileInUse. A notification pass that queues a
+  // FileSpecChangeMsg also sets the name, to the new file specification.
   std::string GetFileName() const;
   void SetFileName(std::string const& fileName);
 

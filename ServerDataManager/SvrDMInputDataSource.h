@@ -28,14 +28,13 @@ class SDM_EXPORT SvrDMInputDataSource : public SvrDMDataset {
  public:
   // The dataset is given by identifier in the given registry, by identifier in the registry of the
   // process, or as an item, which must not be empty. Always waits for the read lock; `tryOnly` is
-  // ignored. Throws ErrorMsg, code 2001, if the registry has no such dataset; the counts of readers
-  // and writers are then unchanged.
+  // ignored. Throws ErrorMsg, code 2001, if the registry has no such dataset.
   SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly);
   SvrDMInputDataSource(SvrDMItemPtr& item, bool tryOnly);
 
-  // Like the constructors above, with a label for LockMonitor, which copies it, truncated to 31
-  // bytes; null for no label.
+  // Like the constructors above, with a label for LockMonitor; null for no label. LockMonitor
+  // copies the label and truncates the copy to 31 bytes.
   SvrDMInputDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                        const char* label);
   SvrDMInputDataSource(LocallyUniqueID id, bool tryOnly, const char* label);

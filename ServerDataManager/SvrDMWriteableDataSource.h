@@ -19,8 +19,9 @@
 #include <optional>
 #include <vector>
 
-// Counts as a writer of the dataset from before it waits for the lock until just before it releases
-// the lock. Cannot be copied.
+// The dataset counts a writer until just before the writer releases the lock. A constructor adds
+// the writer to the count before it waits for the lock, TryWrite after it has acquired the lock.
+// Cannot be copied.
 //
 // Threads: may be constructed on one thread and destroyed on another.
 class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
@@ -35,15 +36,14 @@ class SDM_EXPORT SvrDMWriteableDataSource : public SvrDMInputDataSource {
   // stays one too high, its count of readers stays one too low, and its lock is never released
   // again, not even by the current holder. Use TryWrite instead.
   //
-  // Throws ErrorMsg, code 2001, if the registry has no such dataset; the counts of readers and
-  // writers are then unchanged.
+  // Throws ErrorMsg, code 2001, if the registry has no such dataset.
   SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                            SvrDMDataSetObserver* originator);
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator);
   SvrDMWriteableDataSource(SvrDMItemPtr& item, bool tryOnly, SvrDMDataSetObserver* originator);
 
-  // Like the constructors above, with a label for LockMonitor, which copies it, truncated to 31
-  // bytes; null for no label.
+  // Like the constructors above, with a label for LockMonitor; null for no label. LockMonitor
+  // copies the label and truncates the copy to 31 bytes.
   SvrDMWriteableDataSource(ServerDataManager& registry, LocallyUniqueID id, bool tryOnly,
                            SvrDMDataSetObserver* originator, const char* label);
   SvrDMWriteableDataSource(LocallyUniqueID id, bool tryOnly, SvrDMDataSetObserver* originator,

@@ -31,8 +31,8 @@
 #define SDM_GUARDED_BY(lock) SDM_ANNOTATE(guarded_by(lock))
 #define SDM_ACQUIRED_BEFORE(...) SDM_ANNOTATE(acquired_before(__VA_ARGS__))
 
-// On a function: its effect on the given locks or, without arguments, on its object. The first
-// argument of the TRY annotations is the function's result if it acquired the lock.
+// On a function: its effect on the given locks; if none is given, on the object of the function.
+// The first argument of the TRY annotations is the function's result if it acquired the lock.
 #define SDM_ACQUIRE(...) SDM_ANNOTATE(acquire_capability(__VA_ARGS__))
 #define SDM_ACQUIRE_SHARED(...) SDM_ANNOTATE(acquire_shared_capability(__VA_ARGS__))
 #define SDM_TRY_ACQUIRE(...) SDM_ANNOTATE(try_acquire_capability(__VA_ARGS__))

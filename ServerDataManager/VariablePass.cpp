@@ -42,17 +42,16 @@ std::vector<ORVX_Variable> VariablesFrom(const ORVX_DataSource& source, int firs
 // until both lists have equal variables there: the position is then settled. Searches of the view
 // skip settled positions.
 //
-// Queues the same messages as a linear search of the view from the current position on, but finds
-// variables with the view's index of identifiers. Looks up each view variable in the source at most
-// once.
+// Finds variables through the view's index of identifiers, with the same result as a linear search
+// of the view from the current position on. Looks up each view variable in the source at most once.
 //
 // An edit of the view and its message are made together or not at all, so that after a failure the
 // next comparison finds the remaining differences. For that, each edit allocates before it changes
 // the view; deleting variables allocates nothing.
 class StepwisePass {
  public:
-  // Sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new type;
-  // never clears these flags.
+  // Run sets `anyChange` when the lists differ, and `resetClientData` when a variable has a new
+  // type; it never clears these flags.
   StepwisePass(ORVX_DataSource& view, ORVX_DataSource& source, SvrDMItem& item, bool& anyChange,
                bool& resetClientData)
       : view_(view),
@@ -119,8 +118,8 @@ class StepwisePass {
     ++checkedEnd_;
   }
 
-  // Moves the variable at `found` to `index`. First deletes the removed variables in between; then
-  // moves the variable if the positions still differ.
+  // Brings the variable at `found` to `index`. First deletes the variables in between that the
+  // source does not have; then moves the variable if it is not at `index` yet.
   void BringForward(int found, int index) {
     const int viewIndex = DeleteBetween(index, found);
     if (viewIndex == index) return;
@@ -293,9 +292,9 @@ class StampedPass {
   }
 
   // Skips the view's block at `next_` if its stamp is `stamp`, the stamp of the current source
-  // block. Returns false for a stamp of 0, which says nothing about the variables. No variable of
-  // the skipped block is in `taken_`: identifiers are unique, so earlier source blocks do not have
-  // these variables.
+  // block; returns whether it did. A stamp of 0 never matches, because it says nothing about the
+  // variables. No variable of the skipped block is in `taken_`: the current source block has them
+  // all, so none was deleted, and identifiers are unique, so none is in an earlier source block.
   bool SkipEqual(std::uint64_t stamp, int size) {
     if (stamp == 0 || !SkipTaken()) return false;
     const auto block = view_.BlockAt(next_);
@@ -326,8 +325,9 @@ class StampedPass {
     Compare(newVar, found, index);
   }
 
-  // Moves the variable at view position `found` to `index`. First deletes the removed variables in
-  // between; then moves the variable if other variables remain in between.
+  // Brings the variable at view position `found` to `index`: takes it and queues messages. First
+  // deletes the variables in between that the source does not have; then moves the variable if
+  // other variables remain in between.
   void BringForward(int found, int index) {
     DeleteBetween(found);
     SkipTaken();
@@ -338,8 +338,8 @@ class StampedPass {
     moved_.push_back(InView(found).GetID());
   }
 
-  // Queues one message that deletes the view variables in [next_, found) that are not in the
-  // source.
+  // Deletes the view variables in [next_, found) that the source does not have: takes them, and
+  // queues one message if there are any.
   void DeleteBetween(int found) {
     std::vector<ORVX_Variable> removed;
     for (int position = std::max(next_, checkedEnd_); position < found;) {

@@ -121,7 +121,7 @@ class SDM_EXPORT ServerDataManager {
   SvrDMItemPtr GetDataSet(const LocallyUniqueID& id) const;
 
   // The first dataset with this handle name, ignoring case; an empty pointer if there is none. The
-  // empty name finds the first dataset whose handle name is empty, as it is initially.
+  // empty name finds the first dataset with an empty handle name; handle names are initially empty.
   SvrDMItemPtr GetDataSet(const std::string& handle) const;
 
   // A handle to every dataset, in the order of registration.
@@ -170,11 +170,11 @@ class SDM_EXPORT ServerDataManager {
   // Threads: not safe; call before datasets are added. Takes no lock.
   ORVX_DataSourceFilterHook* RegisterFilter(ORVX_DataSourceFilterHook* hook);
 
-  // Notifies registry observers that the dataset was created: only once, when the dataset has a
-  // data source, and never for a quiet dataset. Called by notification passes; Add notifies in the
-  // same way. If memory runs out before the first observer is called, std::bad_alloc propagates,
-  // and the next call notifies the observers. An exception of an observer propagates, and the
-  // notice is not repeated.
+  // Sends the creation notice of the dataset to registry observers, unless the dataset is quiet,
+  // has no data source yet, or has had its creation notice. Called by notification passes; Add
+  // sends the notice without calling NotifyCreate. If memory runs out before the first observer is
+  // called, std::bad_alloc propagates, and the next call notifies the observers. An exception of an
+  // observer propagates, and the notice is not repeated.
   // Threads: the thread that adds the dataset or holds its write lock. Takes the registry lock
   // while observers are notified.
   void NotifyCreate(SvrDMItem& item);

@@ -99,7 +99,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   void Handle(const std::string& handle);
 
   // The name of the saved file; empty for none. Setting the name neither closes the open file nor
-  // opens another: see LockSavFileInUse. A notification pass also sets the name.
+  // opens another: see LockSavFileInUse. A notification pass that queues a
+  // FileSpecChangeMsg also sets the name, to the new file specification.
   const std::string& FileName() const { return fileName_; }
   void FileName(const std::string& fileName);
   void FileName(std::string&& fileName) noexcept;
@@ -155,7 +156,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // --- Counters: handles at work on the dataset ---
   // The range is not checked. If a constructor of SvrDMWriteableDataSource with `tryOnly` throws
-  // because the lock is not free, the count of readers stays one too low, possibly below zero.
+  // because the lock is not free, the count of writers stays one too high, and the count of readers
+  // one too low, possibly below zero.
   // Threads: any.
   int ReadersCount() const;
   int WritersCount() const;
@@ -182,7 +184,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
 
   // Queues a message for the observers. Always owns the message: if the queue cannot grow, deletes
   // the message and throws. A null pointer is queued as it is.
-  // Threads: the thread that holds the write lock; also for the next three operations.
+  // Threads, also for the next three operations: the thread that holds the write lock.
   void AddNotification(DataSetMsg* message);
 
   // The queued messages, oldest first. A message is borrowed until a pass, ClearNotifications or
@@ -250,7 +252,7 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
   // opens nothing for an empty name. If the file cannot be opened, fails silently; the next call
   // tries again. If the lock is refused, the file stays open without the lock; the next call does
   // not try again.
-  // Threads: the thread that holds the write lock; also for the next two operations.
+  // Threads, also for the next two operations: the thread that holds the write lock.
   void LockSavFileInUse();
   void UnlockSavFileInUse();
 
@@ -309,8 +311,8 @@ class SDM_EXPORT SvrDMItem : public ORVX_RefCntObject {
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_) SDM_UNCHECKED;
   SDM_HIDDEN void AcquireMonitoredReadLock(sdm_internal::LockHolder who) SDM_UNCHECKED;
   SDM_HIDDEN void ReleaseLock(const void* handle) SDM_UNCHECKED;
-  // Acquire a lock, waiting at most `longest`. If they return false, nothing has changed. `label`
-  // is the label of the wait for the lock monitor, and may be null.
+  // Acquire a lock, waiting at most `longest`. If they return false, nothing has changed. The lock
+  // monitor records the wait with `label`, which may be null.
   bool AcquireReadLockWithin(std::chrono::milliseconds longest, const char* label)
       SDM_EXCLUDES(sdm_internal::anyRegistryLock, notificationMutex_);
   bool AcquireWriteLockWithin(std::chrono::milliseconds longest, const char* label)
